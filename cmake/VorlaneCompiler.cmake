@@ -1,0 +1,35 @@
+# Language level, warnings, sanitizers and the compiler cache.
+#
+# `vorlane_options` carries what only our own targets get.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
+
+find_package(Threads REQUIRED)
+
+add_library(vorlane_options INTERFACE)
+target_compile_options(vorlane_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor
+  $<$<BOOL:${VORLANE_WERROR}>:-Werror>)
+
+if(VORLANE_SANITIZE)
+  # Nothing recovers: what a sanitizer reports fails the test it was found in.
+  add_compile_options(-fsanitize=${VORLANE_SANITIZE} -fno-sanitize-recover=all
+    -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${VORLANE_SANITIZE})
+endif()
+
+if(VORLANE_COVERAGE)
+  add_compile_options(--coverage)
+  add_link_options(--coverage)
+endif()
+
+# Build folders and clones share results: paths under the tree are hashed relative to it.
+find_program(VORLANE_CCACHE ccache)
+if(VORLANE_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER AND NOT VORLANE_COVERAGE)
+  set(CMAKE_CXX_COMPILER_LAUNCHER
+    env CCACHE_BASEDIR=${PROJECT_SOURCE_DIR} CCACHE_NOHASHDIR=1 ${VORLANE_CCACHE})
+endif()

@@ -1,0 +1,47 @@
+# vorlane_library(NAME FOLDER... [EXCEPT FILE...] SEES LAYER... [DEPENDS TARGET...]
+#                 [PACKAGES TARGET...])
+#
+# A static library of the sources directly in the folders; an interface library
+# while there are none. Include paths are never inherited: each target is given
+# the layers it sees, and PACKAGES pass on only what has to be linked.
+function(vorlane_library name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "EXCEPT;SEES;DEPENDS;PACKAGES")
+  set(sources)
+  foreach(folder IN LISTS arg_UNPARSED_ARGUMENTS)
+    file(GLOB found CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR}
+      ${PROJECT_SOURCE_DIR}/${folder}/*.cpp)
+    list(APPEND sources ${found})
+  endforeach()
+  if(arg_EXCEPT)
+    list(REMOVE_ITEM sources ${arg_EXCEPT})
+  endif()
+  if(sources)
+    list(TRANSFORM sources PREPEND ${PROJECT_SOURCE_DIR}/)
+    add_library(${name} STATIC ${sources})
+    vorlane_configure(${name} SEES ${arg_SEES} PACKAGES ${arg_PACKAGES})
+    target_link_libraries(${name} PUBLIC ${arg_DEPENDS})
+  else()
+    add_library(${name} INTERFACE)
+    target_link_libraries(${name} INTERFACE ${arg_DEPENDS})
+  endif()
+endfunction()
+
+# vorlane_executable(NAME SOURCE... SEES LAYER... [DEPENDS TARGET...] [PACKAGES TARGET...])
+function(vorlane_executable name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SEES;DEPENDS;PACKAGES")
+  set(sources)
+  foreach(source IN LISTS arg_UNPARSED_ARGUMENTS)
+    cmake_path(ABSOLUTE_PATH source BASE_DIRECTORY ${PROJECT_SOURCE_DIR})
+    list(APPEND sources ${source})
+  endforeach()
+  add_executable(${name} ${sources})
+  vorlane_configure(${name} SEES ${arg_SEES} PACKAGES ${arg_PACKAGES})
+  target_link_libraries(${name} PRIVATE ${arg_DEPENDS})
+endfunction()
+
+# What libraries, executables and tests have in common.
+function(vorlane_configure target)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SEES;PACKAGES")
+  target_link_libraries(${target} PRIVATE vorlane_options ${arg_PACKAGES})
+  vorlane_sees(${target} ${arg_SEES})
+endfunction()
