@@ -1,0 +1,47 @@
+#include "platform/foundation/Assertion.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <utility>
+
+#include "platform/foundation/TVSLogger.h"
+
+namespace platform {
+
+namespace {
+
+AssertionHandler& handler() {
+  static AssertionHandler& instance = *new AssertionHandler;
+  return instance;
+}
+
+std::string withoutEnding(std::string_view file) {
+  const auto dot = file.rfind('.');
+  const auto slash = file.rfind('/');
+  const bool ending =
+      dot != std::string_view::npos && (slash == std::string_view::npos || dot > slash);
+  return std::string(ending ? file.substr(0, dot) : file);
+}
+
+void writeToStderr(const std::string& line) { std::fprintf(stderr, "%s\n", line.c_str()); }
+
+}  // namespace
+
+void setAssertionHandler(AssertionHandler newHandler) { handler() = std::move(newHandler); }
+
+void assertionFailed(std::string_view operation, std::string_view file,
+                     std::string_view condition) {
+  const AssertionFailure failure{std::string(operation), withoutEnding(file),
+                                 std::string(condition)};
+  const auto recent = TVSLogger::recentLines();
+  const std::string line = "Assertion failed in " + failure.operation + " (" + failure.source +
+                           "): " + failure.condition;
+  TVSLogError(TVSSystemLog, "%@", line);
+  writeToStderr(line);
+  if (handler()) handler()(failure);
+  writeToStderr("The log until then:");
+  for (const std::string& earlier : recent) writeToStderr(earlier);
+  std::abort();
+}
+
+}  // namespace platform

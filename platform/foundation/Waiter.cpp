@@ -1,0 +1,41 @@
+#include "platform/foundation/Waiter.h"
+
+#include <algorithm>
+#include <chrono>
+
+namespace platform {
+
+namespace {
+// Waiting may end early, and a sum of "now" and a huge duration would overflow in the library.
+constexpr Duration kLongestWait = std::chrono::hours(24);
+}  // namespace
+
+ConditionWaiter::ConditionWaiter(const Clock& clock, bool realTime)
+    : _clock(clock), _realTime(realTime) {}
+
+void ConditionWaiter::wait(std::optional<TimePoint> deadline) {
+  const auto woken = [this] { return _woken; };
+  std::unique_lock lock(_mutex);
+  if (deadline && _realTime && !_woken) {
+    const TimePoint now = _clock.now();
+    if (*deadline > now) {
+      const bool far =
+          deadline->time_since_epoch() >= TimePoint::max().time_since_epoch() - kLongestWait;
+      _condition.wait_for(
+          lock, far ? kLongestWait : std::min<Duration>(*deadline - now, kLongestWait), woken);
+    }
+  } else {
+    _condition.wait(lock, woken);
+  }
+  _woken = false;
+}
+
+void ConditionWaiter::wake() {
+  {
+    const std::lock_guard lock(_mutex);
+    _woken = true;
+  }
+  _condition.notify_one();
+}
+
+}  // namespace platform
