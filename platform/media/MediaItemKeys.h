@@ -1,0 +1,51 @@
+#pragma once
+
+#include <string_view>
+
+namespace platform {
+
+// Traits of a media item.
+inline constexpr std::string_view kMediaItemTraitInheritsURIQueryComponent =
+    "TVSMediaItemTraitInheritsURIQueryComponent";
+inline constexpr std::string_view kMediaItemTraitUsesDiskCache = "TVSMediaItemTraitUsesDiskCache";
+inline constexpr std::string_view kMediaItemTraitCachesInBackground =
+    "TVSMediaItemTraitCachesInBackground";
+
+// Metadata of a media item.
+inline constexpr std::string_view kMediaItemAllowsDirectWirelessLink =
+    "TVSMediaItemAllowsDirectWirelessLink";
+inline constexpr std::string_view kMediaItemAcquisition = "TVSMediaItemAcquisition";  // dictionary
+inline constexpr std::string_view kMediaItemAlternateTracks =
+    "TVSMediaItemOutOfBandAlternateTracks";                                                 // array
+inline constexpr std::string_view kMediaItemSubtitleStyles = "TVSMediaItemSubtitleStyles";  // array
+inline constexpr std::string_view kMediaItemForwardEndTime =
+    "TVSMediaItemForwardPlaybackEndTime";  // seconds
+inline constexpr std::string_view kMediaItemReverseEndTime =
+    "TVSMediaItemReversePlaybackEndTime";                                         // seconds
+inline constexpr std::string_view kMediaItemStartTime = "TVSMediaItemStartTime";  // seconds
+inline constexpr std::string_view kMediaItemMediaType = "TVSMediaItemMediaType";
+inline constexpr std::string_view kMediaItemMediaTypeVideo = "video";
+inline constexpr std::string_view kMediaItemMediaTypeMusic = "music";
+inline constexpr std::string_view kMediaItemTitle = "TVSMediaItemTitle";
+inline constexpr std::string_view kMediaItemTrackNumber = "TVSMediaItemTrackNumber";
+inline constexpr std::string_view kMediaItemTotalTrackCount = "TVSMediaItemTotalTrackCount";
+inline constexpr std::string_view kMediaItemSenderAuthorization =
+    "TVSMediaItemSenderAuthorization";                                                // dictionary
+inline constexpr std::string_view kMediaItemTLSSettings = "TVSMediaItemTLSSettings";  // dictionary
+inline constexpr std::string_view kMediaItemUserAgent = "TVSMediaItemUserAgent";
+inline constexpr std::string_view kMediaItemCookies = "TVSMediaItemCookies";  // array
+
+// Entries of the sender-authorization dictionary.
+inline constexpr std::string_view kContentAuthorizationPlayInfo = "TVSContentAuthorizationPlayInfo";
+inline constexpr std::string_view kContentAuthorizationSessionIdentifier =
+    "TVSContentAuthorizationSessionIdentifier";
+
+// Entries of the TLS settings dictionary.
+inline constexpr std::string_view kTLSSettingsPSKIdentity = "TVSStreamTLSPSKIdentity";  // data
+inline constexpr std::string_view kTLSSettingsPSKSharedSecret =
+    "TVSStreamTLSPSKSharedSecret";  // data
+/// Cipher suite numbers, each 16 bits little endian.
+inline constexpr std::string_view kTLSSettingsEnabledCiphers =
+    "TVSStreamTLSEnabledCiphers";  // data
+
+}  // namespace platform

@@ -1,0 +1,171 @@
+// The playlist's side of the player: what is loaded, and what comes after it.
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "platform/foundation/TVSLogger.h"
+#include "platform/media/MediaLogKeys.h"
+#include "platform/media/TVSPlayer.h"
+#include "platform/services/Platform.h"
+
+namespace {
+
+/// A playlist of nothing but failures must not fill the memory.
+constexpr std::size_t kErrorLogLimit = 100;
+
+std::optional<double> secondsOf(const TVSMediaItem& item, std::string_view key) {
+  const auto value = item.metadata(key);
+  const auto* number = value.asNumber();
+  if (!number || !std::isfinite(number->doubleValue())) return std::nullopt;
+  return number->doubleValue();
+}
+
+}  // namespace
+
+void TVSPlayer::setPlaylist(std::shared_ptr<TVSPlaylist> playlist) {
+  if (!_engine) return;
+  const auto self = shared_from_this();
+  ++_epoch;
+  _playlistObserver.reset();
+  _playlist = std::move(playlist);
+  _errorLog = {};
+  _currentItemIsSpent = false;
+  _target.scanRate.reset();
+  if (_playlist) {
+    _playlistObserver =
+        _playlist->addObserver([weak = weak_from_this()](const TVSPlaylist::Change& change) {
+          if (const auto player = weak.lock()) player->_playlistDidChange(change);
+        });
+  }
+  if (!_playlist || !_playlist->currentItem()) {
+    _item.reset();
+    if (_isLoaded()) _stopKeeping(nullptr);
+    return;
+  }
+  // Before the load, so that it comes before whatever the engine has to say of it.
+  _announceLater();
+  if (_isLoaded()) _start = {};
+  _load();
+}
+
+void TVSPlayer::_load() {
+  const auto item = _playlist->currentItem();
+  ++_epoch;
+  _generation = ++_lastGeneration;
+  _currentItemIsSpent = false;
+  _phase = Phase::Loading;
+  _engineRate = 0;
+  _state = _stateOfPhase();
+  _item = std::make_unique<platform::PlayerItem>(*this, item);
+  _item->_forwardEndSeconds = secondsOf(*item, platform::kMediaItemForwardEndTime);
+  _item->_reverseEndSeconds = secondsOf(*item, platform::kMediaItemReverseEndTime);
+  _updateElapsedTimer();
+
+  platform::MediaLoad load;
+  load.generation = _generation;
+  load.item = item;
+  load.startSeconds = _start.seconds;
+  load.startFraction = _start.fraction;
+  load.startDate = _start.date;
+  if (!_start.isSet()) load.startSeconds = secondsOf(*item, platform::kMediaItemStartTime);
+  load.forwardEndSeconds = _item->_forwardEndSeconds;
+  load.reverseEndSeconds = _item->_reverseEndSeconds;
+  load.playing = _target.playing;
+  load.rate = _rateUsedForPlayback;
+  load.volume = _volume;
+  load.muted = _muted;
+  _engine->load(load);
+}
+
+void TVSPlayer::_unload() {
+  ++_epoch;
+  _generation = 0;
+  _phase = Phase::Idle;
+  _engineRate = 0;
+  _engine->unload();
+}
+
+void TVSPlayer::_stopKeeping(std::unique_ptr<platform::PlayerItem> failedItem) {
+  _unload();
+  _item = std::move(failedItem);
+  _target = {};
+  _start = {};
+  _settle();
+}
+
+void TVSPlayer::_beginAnew() {
+  if (!_playlist || !_playlist->currentItem()) return;
+  if (_currentItemIsSpent && _playlist->nextItem()) {
+    _changeItem([&] { return _playlist->advance(); });
+    return;
+  }
+  _load();
+  _announce();
+}
+
+void TVSPlayer::_changeItem(const std::function<bool()>& moveCurrent) {
+  const auto epoch = _epoch;
+  _post(TVSPlaybackCurrentMediaItemWillChangeNotification);
+  if (_epoch != epoch) return;
+  _movesPlaylist = true;
+  const bool moved = moveCurrent();
+  _movesPlaylist = false;
+  if (_epoch != epoch) return;
+  if (!moved || !_playlist->currentItem()) {
+    // The item to come was taken away by those who were told of it.
+    if (_isLoaded()) _stopKeeping(nullptr);
+    return;
+  }
+  if (_isLoaded()) _start = {};
+  _target.scanRate.reset();
+  _load();
+  _post(TVSPlaybackCurrentMediaItemDidChangeNotification);
+  _announce();
+}
+
+void TVSPlayer::_leaveItem(bool playedToEnd) {
+  if (_playlist->nextItem()) {
+    _changeItem([&] { return _playlist->advance(); });
+    return;
+  }
+  if (playedToEnd) {
+    const auto epoch = _epoch;
+    _post(TVSPlaybackPlaylistDidFinishNotification);
+    if (_epoch != epoch) return;
+  }
+  _currentItemIsSpent = true;
+  _stopKeeping(playedToEnd ? nullptr : std::move(_item));
+}
+
+void TVSPlayer::_playlistDidChange(const TVSPlaylist::Change& change) {
+  using Kind = TVSPlaylist::Change::Kind;
+  if (_movesPlaylist) return;
+  if (change.kind != Kind::CurrentChanged && !(change.kind == Kind::Removed && change.wasCurrent))
+    return;
+  if (!_isLoaded()) {
+    _currentItemIsSpent = false;
+    _item.reset();
+  } else if (_playlist->currentItem()) {
+    _changeItem([] { return true; });
+  } else {
+    _stopKeeping(nullptr);
+  }
+}
+
+void TVSPlayer::_recordFailure(const platform::Error& error) {
+  const auto& item = *_item->mediaItem();
+  TVSLogError(TVSSystemLog, "%@ cannot play %@: %@", *this, item, error);
+  platform::Dictionary entry{{std::string(platform::kErrorLogDate), _platform.clock().date()}};
+  if (const auto url = item.url(); !url.empty()) entry.set(platform::kErrorLogURI, url);
+  entry.set(platform::kErrorLogStatusCode, error.code);
+  entry.set(platform::kErrorLogDomain, error.domain);
+  if (error.localizedDescription)
+    entry.set(platform::kErrorLogComment, *error.localizedDescription);
+
+  if (_errorLog.size() >= kErrorLogLimit) {
+    _errorLog =
+        platform::Array(std::vector<platform::Value>(_errorLog.begin() + 1, _errorLog.end()));
+  }
+  _errorLog.append(std::move(entry));
+}

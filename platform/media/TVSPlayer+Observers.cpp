@@ -1,0 +1,129 @@
+// Whoever listens to the player: notifications, observers, and the now-playing displays.
+
+#include <utility>
+
+#include "platform/foundation/Assertion.h"
+#include "platform/media/TVSPlayer.h"
+#include "platform/services/Platform.h"
+
+namespace {
+constexpr std::string_view kSelectedAudioOption = "selectedAudioOption";
+constexpr std::string_view kSelectedSubtitleOption = "selectedSubtitleOption";
+constexpr double kPlayingInterval = 1;
+constexpr double kScanningInterval = 0.25;
+}  // namespace
+
+void TVSPlayer::_post(std::string_view notification) {
+  _platform.notificationCenter().post(notification, this);
+}
+
+void TVSPlayer::_announce() {
+  if (_announcedState == _state) return;
+  _announcedState = _state;
+  _publishNowPlaying();
+  _post(TVSPlaybackStateDidChangeNotification);
+}
+
+void TVSPlayer::_announceLater() {
+  _platform.mainQueue().async([weak = weak_from_this()] {
+    if (const auto player = weak.lock()) player->_announce();
+  });
+}
+
+platform::Token TVSPlayer::addElapsedTimeObserver(ElapsedTimeObserver observer) {
+  const auto identifier = _elapsedTimeObservers.insert(std::move(observer));
+  _updateElapsedTimer();
+  return platform::Token([weak = weak_from_this(), identifier] {
+    const auto player = weak.lock();
+    if (!player) return;
+    player->_elapsedTimeObservers.erase(identifier);
+    player->_updateElapsedTimer();
+  });
+}
+
+void TVSPlayer::_updateElapsedTimer() {
+  double interval = 0;
+  if (_phase == Phase::Playing && !_elapsedTimeObservers.empty()) {
+    interval = _scans() ? kScanningInterval : kPlayingInterval;
+  }
+  if (interval == _elapsedTimerInterval) return;
+  _elapsedTimerInterval = interval;
+  _elapsedTimer.reset();
+  if (interval == 0) return;
+  _elapsedTimer = _platform.mainQueue().after(platform::durationFromSeconds(interval),
+                                              [this] { _elapsedTimerDidFire(); });
+}
+
+void TVSPlayer::_elapsedTimerDidFire() {
+  const auto self = shared_from_this();
+  _elapsedTimerInterval = 0;
+  _updateElapsedTimer();
+  _elapsedTimeObservers.call(elapsedTime(), playbackDate(), duration(), _scans());
+}
+
+platform::Token TVSPlayer::addPropertyObserver(std::string_view property,
+                                               std::function<void()> observer) {
+  TVS_ASSERT(property == kSelectedAudioOption || property == kSelectedSubtitleOption);
+  auto& observers =
+      property == kSelectedAudioOption ? _audioOptionObservers : _subtitleOptionObservers;
+  return observers.add(std::move(observer));
+}
+
+platform::Value TVSPlayer::_selectedOption(std::string_view characteristic) const {
+  if (!_item) return {};
+  for (const auto& group : _item->selectionGroups()) {
+    if (group.characteristic != characteristic || !group.selected ||
+        *group.selected >= group.options.size())
+      continue;
+    return platform::PlayerItem::propertyList(group, group.options[*group.selected]);
+  }
+  return {};
+}
+
+platform::Value TVSPlayer::selectedAudioOption() const {
+  return _selectedOption(platform::kMediaCharacteristicAudible);
+}
+
+platform::Value TVSPlayer::selectedSubtitleOption() const {
+  return _selectedOption(platform::kMediaCharacteristicLegible);
+}
+
+void TVSPlayer::setUpdatesNowPlayingInfoAutomatically(bool updates) {
+  if (updates == _updatesNowPlaying) return;
+  _updatesNowPlaying = updates;
+  if (updates && _isLoaded()) _publishNowPlaying();
+}
+
+TVSPlayer::PublishedFacts TVSPlayer::_factsToPublish() const {
+  PublishedFacts facts;
+  if (!_isLoaded()) return facts;
+  const auto title = currentMediaItem()->metadata(platform::kMediaItemTitle);
+  if (const auto* text = title.asString()) {
+    facts.title = *text;
+  } else if (_isReady()) {
+    facts.title = _engine->facts().title;
+  }
+  if (const double seconds = duration(); seconds != TVSDurationIndefinite) facts.duration = seconds;
+  return facts;
+}
+
+void TVSPlayer::_publishChangedFacts() {
+  if (_publishedFacts != _factsToPublish()) _publishNowPlaying();
+}
+
+void TVSPlayer::_publishNowPlaying() {
+  if (!_updatesNowPlaying) return;
+  _publishedFacts = _factsToPublish();
+  const bool runs = _state == TVSPlaybackState::Playing || _state == TVSPlaybackState::Scanning;
+  auto& service = _platform.nowPlaying();
+  // All of them each time, also where they are not known: what an earlier item has left must not
+  // stay.
+  service.setNowPlayingInfo(
+      {{std::string(platform::kNowPlayingTitle), _publishedFacts->title},
+       {std::string(platform::kNowPlayingDuration), _publishedFacts->duration},
+       {std::string(platform::kNowPlayingElapsedTime), elapsedTime()},
+       {std::string(platform::kNowPlayingPlaybackRate), rate()}},
+      0);
+  service.setPlaybackState(runs ? platform::NowPlayingPlaybackState::Playing
+                                : platform::NowPlayingPlaybackState::Paused);
+}

@@ -1,0 +1,148 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "platform/media/TVSMediaItem.h"
+#include "platform/media/TVSResourceLoadingRequest.h"
+#include "platform/media/TVSStoreMediaItem.h"
+#include "sim/AssertionsThrow.h"
+
+namespace {
+
+using platform::Value;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using Keys = std::vector<std::string>;
+
+TEST(TVSMediaItem, TraitsAndMetadata) {
+  TVSURLMediaItem item("http://host/a", {std::string(platform::kMediaItemTraitUsesDiskCache)});
+  EXPECT_TRUE(item.hasTrait(platform::kMediaItemTraitUsesDiskCache));
+  EXPECT_FALSE(item.hasTrait(platform::kMediaItemTraitCachesInBackground));
+  item.setMetadata("title", "x");
+  item.setMetadata("number", 1);
+  EXPECT_TRUE(item.metadataEquals("title", "x"));
+  EXPECT_FALSE(item.metadataEquals("title", "y"));
+  EXPECT_FALSE(item.metadataEquals("number", "1")) << "no string";
+  EXPECT_FALSE(item.metadataEquals("absent", ""));
+  item.setMetadata("title", {});
+  EXPECT_TRUE(item.metadata("title").isNone());
+}
+
+TEST(TVSMediaItem, ObserversHearOfChangesOnceATransaction) {
+  TVSURLMediaItem item("a", {});
+  std::vector<Keys> heard;
+  auto token = item.addMetadataObserver([&](const Keys& keys) { heard.push_back(keys); });
+  item.setMetadata("a", 1);
+  item.setMetadata("a", 1);
+  item.performMetadataTransaction([&] {
+    item.setMetadata("b", 1);
+    item.performMetadataTransaction([&] { item.setMetadata("c", 1); });
+    item.setMetadata("b", 2);
+  });
+  item.performMetadataTransaction([] {});
+  EXPECT_THAT(heard, ElementsAre(Keys{"a"}, Keys{"b", "c"}));
+  token.reset();
+  item.setMetadata("a", 2);
+  EXPECT_EQ(heard.size(), 2U);
+}
+
+TEST(TVSMediaItem, ObserversMayComeAndGoDuringACall) {
+  auto item = std::make_unique<TVSURLMediaItem>("a", Keys{});
+  std::vector<int> heard;
+  platform::Token second;
+  platform::Token third;
+  const auto first = item->addMetadataObserver([&](const Keys&) {
+    heard.push_back(1);
+    second.reset();
+    third = item->addMetadataObserver([&](const Keys&) { heard.push_back(3); });
+  });
+  second = item->addMetadataObserver([&](const Keys&) { heard.push_back(2); });
+  item->setMetadata("a", 1);
+  EXPECT_THAT(heard, ElementsAre(1));
+  item->setMetadata("a", 2);
+  EXPECT_THAT(heard, ElementsAre(1, 1)) << "the third was replaced by a newer one before its turn";
+  item.reset();  // before the tokens
+}
+
+TEST(TVSMediaItem, AnObserverWhoseTokenIsDetachedStays) {
+  TVSURLMediaItem item("a", {});
+  int heard = 0;
+  item.addMetadataObserver([&](const Keys&) { ++heard; }).detach();
+  item.setMetadata("a", 1);
+  EXPECT_EQ(heard, 1);
+}
+
+TEST(TVSStoreMediaItem, PlaysFromItsRecord) {
+  auto record = std::make_shared<TVSStoreDataItem>();
+  record->beginTransaction();
+  record->setProperty(platform::kStorePlaybackURL, "http://store/a");
+  EXPECT_TRUE(record->property(platform::kStorePlaybackURL).isNone()) << "not before the commit";
+  record->commitTransaction();
+  TVSStoreMediaItem item(record);
+  EXPECT_EQ(item.url(), "http://store/a");
+  EXPECT_TRUE(item.hasTrait(platform::kMediaItemTraitUsesDiskCache));
+  EXPECT_TRUE(item.hasTrait(platform::kMediaItemTraitCachesInBackground));
+  EXPECT_FALSE(item.hasTrait(platform::kMediaItemTraitInheritsURIQueryComponent));
+
+  record->beginTransaction();
+  record->setProperty(platform::kStorePlaybackURL, {});
+  record->commitTransaction();
+  EXPECT_EQ(item.url(), "");
+
+  const sim::AssertionsThrow assertionsThrow;
+  EXPECT_THROW(record->setProperty("a", 1), sim::AssertionError);
+  EXPECT_THROW(record->commitTransaction(), sim::AssertionError);
+  record->beginTransaction();
+  EXPECT_THROW(record->beginTransaction(), sim::AssertionError);
+}
+
+TEST(TVSResourceLoadingRequest, HasOneOutcome) {
+  using Request = TVSResourceLoadingRequest;
+  const std::pair<const char*, std::function<void(Request&)>> outcomes[] = {
+      {"data", [](Request& request) { request.finishLoading({}); }},
+      {"error",
+       [](Request& request) { request.finishLoadingWithError(platform::Error::status(3)); }},
+      {"", [](Request& request) { request.cancel(); }},
+  };
+  for (const auto& [expected, finish] : outcomes) {
+    for (const auto& [unheard, finishAgain] : outcomes) {
+      SCOPED_TRACE(std::string(expected) + " then " + unheard);
+      std::string heard;
+      Request request(7, "key://a", {}, [&](const auto* response, const auto* error) {
+        heard += response ? "data" : "";
+        heard += error ? "error" : "";
+      });
+      EXPECT_FALSE(request.isFinished());
+      finish(request);
+      EXPECT_TRUE(request.isFinished());
+      finishAgain(request);
+      EXPECT_EQ(heard, expected);
+    }
+  }
+}
+
+TEST(TVSResourceLoadingRequest, NamesItself) {
+  TVSResourceLoadingRequest named(7, "key://a", {{"extra", true}}, nullptr);
+  EXPECT_FALSE(named.isFinished());
+  EXPECT_EQ(named.dictionaryRepresentation(),
+            (platform::Dictionary{
+                {std::string(platform::kCustomURLProviderRequestIDKey), std::uint64_t{7}},
+                {std::string(platform::kCustomURLProviderRequestURLKey), "key://a"},
+                {"extra", true}}));
+  TVSResourceLoadingRequest anonymous({}, "key://a", {}, nullptr);
+  EXPECT_FALSE(
+      anonymous.dictionaryRepresentation().contains(platform::kCustomURLProviderRequestIDKey));
+}
+
+TEST(TVSResourceLoadingRequest, MayDieInItsCompletion) {
+  std::shared_ptr<TVSResourceLoadingRequest> request;
+  bool done = false;
+  request = std::make_shared<TVSResourceLoadingRequest>(1, "a", platform::Dictionary{},
+                                                        [&](const auto*, const auto*) {
+                                                          request.reset();
+                                                          done = true;
+                                                        });
+  request->finishLoading({});
+  EXPECT_TRUE(done);
+}
+
+}  // namespace
