@@ -1,0 +1,18 @@
+#include "platform/ui/DigitGroupView.h"
+
+#include "platform/foundation/Assertion.h"
+
+namespace platform {
+
+DigitGroupView::DigitGroupView(int boxes) : _element{{}, boxes} { TVS_ASSERT(boxes >= 1); }
+
+void DigitGroupView::setText(const std::string& text) {
+  _element.text = text;
+  setNeedsDisplay();
+}
+
+void DigitGroupView::appendElements(std::vector<SceneElement>& elements) const {
+  elements.emplace_back(_element);
+}
+
+}  // namespace platform

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "platform/ui/Layer.h"
+#include "platform/ui/View.h"
+
+namespace platform {
+
+/// Shows a layer, at its own aspect, centred. Main thread.
+class LayerView final : public View {
+ public:
+  using View::View;
+  std::string className() const override { return "LayerView"; }
+
+  /// Null: nothing is shown.
+  const std::shared_ptr<Layer>& layer() const { return _layer; }
+  void setLayer(std::shared_ptr<Layer> layer) { _layer = std::move(layer); }
+
+ private:
+  std::shared_ptr<Layer> _layer;
+};
+
+}  // namespace platform

@@ -1,0 +1,118 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "platform/foundation/Clock.h"
+#include "platform/ui/Geometry.h"
+
+namespace platform {
+
+class VideoOutput;
+
+/// An opacity that changes by itself: the renderer evaluates it for each frame, so that an
+/// animation needs nothing of the main thread.
+struct AnimatedAlpha {
+  float from = 1;
+  float to = 1;
+  TimePoint start{};
+  Duration duration{};  ///< zero: `to` at once
+
+  static AnimatedAlpha constant(float alpha) { return {alpha, alpha, {}, {}}; }
+  /// Eased in and out.
+  float at(TimePoint now) const;
+  bool isRunning(TimePoint now) const { return from != to && now < start + duration; }
+  friend bool operator==(const AnimatedAlpha&, const AnimatedAlpha&) = default;
+};
+
+// What a node shows. Each fills the node's frame unless it says otherwise.
+
+struct FillElement {
+  Color color;
+  friend bool operator==(const FillElement&, const FillElement&) = default;
+};
+
+/// The newest picture of a player, at its own aspect, centred, black around it.
+struct VideoElement {
+  std::shared_ptr<VideoOutput> output;
+  friend bool operator==(const VideoElement&, const VideoElement&) = default;
+};
+
+/// What lies beneath, blurred and darkened.
+struct BlurElement {
+  friend bool operator==(const BlurElement&, const BlurElement&) = default;
+};
+
+enum class TextAlignment { Leading, Center, Trailing };
+enum class TextStyle { Title, Headline, Body, Caption };
+
+/// Wraps at the frame's width, ellipsised at its height. Leading is the side where the text's own
+/// direction starts.
+struct TextElement {
+  std::string text;
+  TextStyle style = TextStyle::Body;
+  Color color = kWhite;
+  TextAlignment alignment = TextAlignment::Leading;
+  friend bool operator==(const TextElement&, const TextElement&) = default;
+};
+
+struct SpinnerElement {
+  TimePoint started{};
+  friend bool operator==(const SpinnerElement&, const SpinnerElement&) = default;
+};
+
+/// A row of boxes with a character each; what does not fit the boxes is shown in smaller ones.
+struct DigitsElement {
+  std::string text;
+  int boxes = 4;
+  friend bool operator==(const DigitsElement&, const DigitsElement&) = default;
+};
+
+struct AlertElement {
+  std::string title;
+  std::string message;
+  std::vector<std::string> buttons;
+  std::size_t focusedButton = 0;
+  friend bool operator==(const AlertElement&, const AlertElement&) = default;
+};
+
+enum class TransportState { Loading, Playing, Paused, Stopped, ScanningForward, ScanningBackward };
+
+struct TransportBarElement {
+  std::string title;
+  TransportState state = TransportState::Loading;
+  double rate = 1;                 ///< shown while scanning
+  double elapsed = 0;              ///< seconds
+  std::optional<double> duration;  ///< seconds; none: live or unknown
+  bool live = false;
+  std::vector<std::pair<double, double>> loaded;  ///< fractions of the duration, start and end
+  friend bool operator==(const TransportBarElement&, const TransportBarElement&) = default;
+};
+
+using SceneElement = std::variant<FillElement, VideoElement, BlurElement, TextElement,
+                                  SpinnerElement, DigitsElement, AlertElement, TransportBarElement>;
+
+/// A view as it is to be drawn: its elements, then its children, all under one opacity.
+struct SceneNode {
+  Rect frame;  ///< in the scene's coordinates
+  AnimatedAlpha alpha;
+  std::vector<SceneElement> elements;
+  std::vector<SceneNode> children;
+  friend bool operator==(const SceneNode&, const SceneNode&) = default;
+};
+
+/// Everything on screen at one moment, back to front. Immutable once handed to a Screen; read on
+/// the screen's own thread.
+struct Scene {
+  std::vector<SceneNode> nodes;
+  friend bool operator==(const Scene&, const Scene&) = default;
+};
+
+/// `1:02:03` or `2:03`; negative and unknown times are `--:--`.
+std::string clockText(double seconds);
+
+}  // namespace platform

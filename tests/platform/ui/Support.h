@@ -1,0 +1,56 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "platform/ui/View.h"
+#include "platform/ui/ViewController.h"
+#include "platform/ui/Window.h"
+#include "sim/Box.h"
+
+namespace platform {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+inline InputEvent press(PressType type, bool repeated = false) { return {type, repeated}; }
+inline InputEvent swipe(SwipeDirection direction) { return {direction}; }
+
+/// The first element of a kind, depth first, in what is drawn; hidden views are not part of it.
+template <typename Element>
+std::optional<Element> findElement(const std::vector<SceneNode>& nodes) {
+  for (const auto& node : nodes) {
+    for (const auto& element : node.elements) {
+      if (const auto* found = std::get_if<Element>(&element)) return *found;
+    }
+    if (auto found = findElement<Element>(node.children)) return found;
+  }
+  return std::nullopt;
+}
+
+/// A window on the box in memory that the test has made, with every scene that it handed over.
+struct WindowFixture {
+  explicit WindowFixture(std::shared_ptr<ViewController> root)
+      : window(box.mainQueue(), std::move(root),
+               [this](std::shared_ptr<const Scene> scene) { scenes.push_back(std::move(scene)); }) {
+    box.run();
+  }
+  const Scene& scene() const { return *scenes.back(); }
+  template <typename Element>
+  std::optional<Element> shown() const {
+    return findElement<Element>(scene().nodes);
+  }
+
+  sim::Box& box = current();
+  std::vector<std::shared_ptr<const Scene>> scenes;
+  Window window;
+
+ private:
+  static sim::Box& current() { return dynamic_cast<sim::Box&>(Platform::current()); }
+};
+
+}  // namespace platform
