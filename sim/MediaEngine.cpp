@@ -1,0 +1,315 @@
+#include "sim/MediaEngine.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "platform/foundation/Assertion.h"
+#include "platform/media/MediaLogKeys.h"
+
+namespace sim {
+
+namespace {
+
+constexpr double kRateLimit = 8;
+constexpr double kBufferedAhead = 30;
+constexpr std::size_t kCallLimit = 1000;
+
+std::string numberText(double value) { return platform::Number(value).description(); }
+
+}  // namespace
+
+MediaEngine::MediaEngine(platform::MainQueue& mainQueue, const platform::Clock& clock,
+                         MediaLibrary& library)
+    : _mainQueue(mainQueue), _clock(clock), _library(library) {
+  _library._engines.push_back(this);
+}
+
+MediaEngine::~MediaEngine() {
+  // Real engines are not made for that either.
+  TVS_ASSERT_MESSAGE(!_reporting, "an engine outlives its callback");
+  std::erase(_library._engines, this);
+}
+
+void MediaEngine::_record(std::string call) {
+  if (_calls.size() >= kCallLimit) _calls.erase(_calls.begin());
+  _calls.push_back(std::move(call));
+}
+
+void MediaEngine::_post(std::function<void(platform::MediaEngineObserver&, std::uint64_t)> report) {
+  _mainQueue.async([this, alive = std::weak_ptr(_alive), generation = _load.generation,
+                    report = std::move(report)] {
+    if (alive.expired() || _stage == Stage::Idle || generation != _load.generation || !_observer)
+      return;
+    _reporting = true;
+    report(*_observer, generation);
+    _reporting = false;
+  });
+}
+
+void MediaEngine::load(const platform::MediaLoad& load) {
+  unload();
+  _calls.pop_back();
+  const std::string url = load.item ? load.item->url() : std::string();
+  _record("load " + url);
+  _load = load;
+  _script = _library.find(url);
+  _stage = Stage::Loading;
+  _rate = std::clamp(load.rate, -kRateLimit, kRateLimit);
+  _holds.paused = !load.playing;
+  _loadTime = _clock.now();
+  const double delay = _script ? _script->loadDelay : 0;
+  _timer = _mainQueue.after(platform::durationFromSeconds(delay), [this] { _becomeReady(); });
+}
+
+void MediaEngine::unload() {
+  _record("unload");
+  _stage = Stage::Idle;
+  _holds = {};
+  _wantedSeek.reset();
+  _wantedDate.reset();
+  _stallsPassed.clear();
+  _failurePassed = false;
+  _facts = {};
+  _script = nullptr;
+  _timer.reset();
+  _stallTimer.reset();
+  _seekTimer.reset();
+}
+
+void MediaEngine::_becomeReady() {
+  const auto notFound = [] {
+    return platform::Error{std::string(platform::kURLErrorDomain),
+                           static_cast<std::int64_t>(platform::URLErrorCode::FileDoesNotExist),
+                           "There is nothing at this address.",
+                           {},
+                           {}};
+  };
+  if (!_script) return fail(notFound());
+  if (_script->loadFailure) return fail(*_script->loadFailure);
+  _stage = Stage::Ready;
+  _facts.duration = _script->liveWindow ? TVSDurationIndefinite : _script->duration;
+  _facts.live = _script->liveWindow.has_value();
+  _facts.tracks = _script->tracks;
+  _facts.selectionGroups = _script->selectionGroups;
+  _facts.title = _script->title;
+  _anchor(_startPosition());
+  _wantedSeek.reset();
+  _wantedDate.reset();
+  _post([](auto& observer, auto generation) { observer.engineDidBecomeReady(generation); });
+  if (_holds.paused) {
+    _reportMotion();
+  } else if (_atEnd()) {
+    _reachEnd();
+  } else {
+    _reportMotion();
+    _schedule();
+  }
+}
+
+double MediaEngine::_startPosition() const {
+  const auto ofDate = [&](platform::Date date) {
+    return _clamped(date.secondsSince1970 - _script->startDate->secondsSince1970);
+  };
+  if (_wantedDate && _script->startDate) return ofDate(*_wantedDate);
+  if (_wantedSeek) return _clamped(*_wantedSeek);
+  if (_load.startDate && _script->startDate) return ofDate(*_load.startDate);
+  if (_load.startSeconds) return _clamped(*_load.startSeconds);
+  if (_load.startFraction && !_script->liveWindow)
+    return _clamped(*_load.startFraction * _script->duration);
+  return _script->liveWindow ? _liveEdge() : 0;
+}
+
+void MediaEngine::_reportMotion() {
+  if (_holds.paused) {
+    _post([](auto& observer, auto generation) { observer.engineDidPause(generation); });
+  } else if (_holds.stalled) {
+    _post([](auto& observer, auto generation) { observer.engineDidStall(generation); });
+  } else if (!_holds.seeking && !_holds.ended) {
+    _post([rate = _rate](auto& observer, auto generation) {
+      observer.engineDidPlay(generation, rate);
+    });
+  }
+}
+
+void MediaEngine::play(double rate) {
+  if (_stage == Stage::Idle || _stage == Stage::Failed) return;
+  _record("play " + numberText(rate));
+  // What a live stream no longer keeps is skipped.
+  if (_stage == Stage::Ready) _anchor(_clamped(_runningPosition()));
+  _rate = std::clamp(rate, -kRateLimit, kRateLimit);
+  _holds.paused = false;
+  if (_stage != Stage::Ready) return;
+  _holds.ended = false;
+  if (!_holds.seeking && !_holds.stalled && _atEnd()) return _reachEnd();
+  _reportMotion();
+  _schedule();
+}
+
+void MediaEngine::pause() {
+  if (_stage == Stage::Idle || _stage == Stage::Failed) return;
+  _record("pause");
+  if (_stage == Stage::Ready) _anchor(_runningPosition());
+  _holds.paused = true;
+  if (_stage != Stage::Ready) return;
+  _reportMotion();
+  _schedule();
+}
+
+void MediaEngine::seek(double seconds) {
+  if (_stage == Stage::Idle || _stage == Stage::Failed) return;
+  _record("seek " + numberText(seconds));
+  if (_stage == Stage::Loading) {
+    _wantedSeek = seconds;
+  } else {
+    _seekTo(seconds);
+  }
+}
+
+void MediaEngine::seekToDate(platform::Date date) {
+  if (_stage == Stage::Idle || _stage == Stage::Failed) return;
+  _record("seekToDate " + numberText(date.secondsSince1970));
+  if (_stage == Stage::Loading) {
+    _wantedDate = date;
+  } else if (_script->startDate) {
+    _seekTo(date.secondsSince1970 - _script->startDate->secondsSince1970);
+  }
+}
+
+void MediaEngine::_seekTo(double seconds) {
+  _anchor(_runningPosition());
+  _wantedSeek = _clamped(seconds);
+  _holds.seeking = true;
+  _timer.reset();
+  // What was stalled is left behind; the place sought is there at once.
+  _holds.stalled = false;
+  _stallTimer.reset();
+  _seekTimer = _mainQueue.after(platform::durationFromSeconds(_script->seekDelay),
+                                [this] { _finishSeek(); });
+}
+
+void MediaEngine::_finishSeek() {
+  _holds.seeking = false;
+  _anchor(*std::exchange(_wantedSeek, std::nullopt));
+  _post([](auto& observer, auto generation) { observer.engineDidSeek(generation); });
+  if (_holds.paused) return;
+  _holds.ended = false;
+  if (_atEnd()) return _reachEnd();
+  // Time runs again, which also tells of a stall that the seek has ended, and of a play()
+  // meanwhile.
+  _reportMotion();
+  _schedule();
+}
+
+void MediaEngine::setEndTimes(std::optional<double> forwardSeconds,
+                              std::optional<double> reverseSeconds) {
+  if (_stage == Stage::Idle || _stage == Stage::Failed) return;
+  _load.forwardEndSeconds = forwardSeconds;
+  _load.reverseEndSeconds = reverseSeconds;
+  if (_stage == Stage::Ready) _schedule();
+}
+
+void MediaEngine::setVolume(float volume) {
+  if (isLoaded()) _load.volume = volume;
+}
+
+void MediaEngine::setMuted(bool muted) {
+  if (isLoaded()) _load.muted = muted;
+}
+
+void MediaEngine::setTrackEnabled(std::uint32_t trackID, bool enabled) {
+  bool changed = false;
+  for (auto& track : _facts.tracks) {
+    if (track.trackID != trackID || track.enabled == enabled) continue;
+    track.enabled = enabled;
+    changed = true;
+  }
+  if (changed)
+    _post([](auto& observer, auto generation) { observer.engineFactsDidChange(generation); });
+}
+
+void MediaEngine::selectOption(const std::string& characteristic,
+                               const std::optional<std::string>& identifier) {
+  for (auto& group : _facts.selectionGroups) {
+    if (group.characteristic != characteristic) continue;
+    std::optional<std::size_t> selected;
+    if (identifier) {
+      const auto option =
+          std::find_if(group.options.begin(), group.options.end(),
+                       [&](const auto& candidate) { return candidate.identifier == *identifier; });
+      if (option == group.options.end()) return;
+      selected = static_cast<std::size_t>(option - group.options.begin());
+    } else if (!group.allowsEmptySelection) {
+      return;
+    }
+    if (group.selected == selected) return;
+    group.selected = selected;
+    _post([characteristic](auto& observer, auto generation) {
+      observer.engineSelectionDidChange(generation, characteristic);
+    });
+    return;
+  }
+}
+
+void MediaEngine::fail(platform::Error error) {
+  if (_stage == Stage::Idle || _stage == Stage::Failed) return;
+  _stage = Stage::Failed;
+  _timer.reset();
+  _stallTimer.reset();
+  _seekTimer.reset();
+  _post([error = std::move(error)](auto& observer, auto generation) {
+    observer.engineDidFail(generation, error);
+  });
+}
+
+double MediaEngine::position() {
+  if (_stage != Stage::Ready) return 0;
+  return _wantedSeek ? *_wantedSeek : _runningPosition();
+}
+
+const platform::MediaFacts& MediaEngine::facts() {
+  if (!_script) return _facts;
+  if (_stage == Stage::Loading) {
+    const double sinceLoad = platform::secondsFromDuration(_clock.now() - _loadTime);
+    for (const auto& step : _script->buffering) {
+      if (step.afterLoad <= sinceLoad) _facts.bufferingPercent = step.percent;
+    }
+    return _facts;
+  }
+  const double now = position();
+  const double end = _script->liveWindow ? _liveEdge() : _script->duration;
+  const double begin = _script->liveWindow ? std::max(0.0, end - *_script->liveWindow) : 0;
+  const bool waits = _holds.stalled || _stage != Stage::Ready;
+  _facts.seekable = {{begin, end - begin}};
+  _facts.loaded = {{now, waits ? 0 : std::min(kBufferedAhead, std::max(0.0, end - now))}};
+  _facts.likelyToKeepUp = !waits;
+  _facts.bufferEmpty = waits;
+  _facts.bufferFull = !waits && now + kBufferedAhead >= end;
+  _facts.bufferingPercent = waits ? std::optional(0) : std::nullopt;
+  _facts.likelyToKeepUpTime = waits ? std::nullopt : std::optional(0.0);
+  _facts.playbackDate.reset();
+  if (_script->startDate)
+    _facts.playbackDate = platform::Date{_script->startDate->secondsSince1970 + now};
+  _facts.estimatedDate = _facts.playbackDate;
+  _facts.timedMetadata.clear();
+  for (const auto& metadata : _script->timedMetadata) {
+    if (metadata.position <= now) _facts.timedMetadata = metadata.items;
+  }
+  return _facts;
+}
+
+platform::Array MediaEngine::accessLog() {
+  if (_stage != Stage::Ready) return {};
+  const double sinceLoad = platform::secondsFromDuration(_clock.now() - _loadTime);
+  return {platform::Dictionary{
+      {std::string(platform::kAccessLogDate),
+       platform::Date{_clock.date().secondsSince1970 - sinceLoad}},
+      {std::string(platform::kAccessLogURI), _load.item->url()},
+      {std::string(platform::kAccessLogPlaybackType),
+       _facts.live ? platform::kAccessLogPlaybackTypeLive : platform::kAccessLogPlaybackTypeFile},
+      {std::string(platform::kAccessLogStartupTime), _script->loadDelay},
+      {std::string(platform::kAccessLogStallCount),
+       static_cast<std::int64_t>(_stallsPassed.size())}}};
+}
+
+}  // namespace sim

@@ -1,0 +1,124 @@
+// How the time line of sim::MediaEngine runs: positions are computed from an anchor, and one timer
+// waits for whatever the script has next in the direction of play.
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "sim/MediaEngine.h"
+
+namespace sim {
+
+bool MediaEngine::_runs() const {
+  return _stage == Stage::Ready && !_holds.paused && !_holds.stalled && !_holds.seeking &&
+         !_holds.ended;
+}
+
+double MediaEngine::_liveEdge() const {
+  return *_script->liveWindow + platform::secondsFromDuration(_clock.now() - _loadTime);
+}
+
+double MediaEngine::_clamped(double seconds) const {
+  if (!_script->liveWindow) return std::clamp(seconds, 0.0, std::max(0.0, _script->duration));
+  const double edge = _liveEdge();
+  return std::clamp(seconds, edge - *_script->liveWindow, edge);
+}
+
+double MediaEngine::_runningPosition() const {
+  if (!_runs()) return _anchorPosition;
+  const double elapsed = platform::secondsFromDuration(_clock.now() - _anchorTime);
+  return _clamped(_anchorPosition + elapsed * _rate);
+}
+
+void MediaEngine::_anchor(double position) {
+  _anchorPosition = position;
+  _anchorTime = _clock.now();
+}
+
+bool MediaEngine::_atEnd() const {
+  if (_rate < 0) return _anchorPosition <= std::max(0.0, _load.reverseEndSeconds.value_or(0));
+  if (_load.forwardEndSeconds && _anchorPosition >= *_load.forwardEndSeconds) return true;
+  return !_script->liveWindow && _anchorPosition >= _script->duration;
+}
+
+void MediaEngine::_reachEnd() {
+  _holds.ended = true;
+  _timer.reset();
+  _post([](auto& observer, auto generation) { observer.engineDidReachEnd(generation); });
+}
+
+std::optional<MediaEngine::Event> MediaEngine::_nextEvent() const {
+  const bool forwards = _rate > 0;
+  std::optional<Event> next;
+  const auto consider = [&](Event event) {
+    const bool ahead =
+        forwards ? event.position >= _anchorPosition : event.position <= _anchorPosition;
+    if (!ahead) return;
+    const bool nearer =
+        !next || (forwards ? event.position < next->position : event.position > next->position);
+    if (nearer) next = event;
+  };
+  // The first one considered goes first where several are at one position.
+  if (_script->failure && !_failurePassed)
+    consider({Event::Kind::Failure, _script->failure->position});
+  for (std::size_t index = 0; index < _script->stalls.size(); ++index) {
+    if (!_stallsPassed.contains(index))
+      consider({Event::Kind::Stall, _script->stalls[index].position, index});
+  }
+  if (forwards) {
+    double end = _load.forwardEndSeconds.value_or(INFINITY);
+    if (!_script->liveWindow) end = std::min(end, _script->duration);
+    if (std::isfinite(end)) consider({Event::Kind::End, std::max(end, _anchorPosition)});
+  } else {
+    consider({Event::Kind::End,
+              std::min(std::max(0.0, _load.reverseEndSeconds.value_or(0)), _anchorPosition)});
+  }
+  for (const auto& metadata : _script->timedMetadata) {
+    // Where time stands on it, it has been told.
+    if (metadata.position != _anchorPosition) consider({Event::Kind::Metadata, metadata.position});
+  }
+  return next;
+}
+
+void MediaEngine::_schedule() {
+  _timer.reset();
+  if (!_runs()) return;
+  _anchor(_runningPosition());
+  const auto event = _nextEvent();
+  if (!event) return;
+  const double seconds = std::abs(event->position - _anchorPosition) / std::abs(_rate);
+  _timer = _mainQueue.after(platform::durationFromSeconds(seconds),
+                            [this, next = *event] { _handle(next); });
+}
+
+void MediaEngine::_handle(const Event& event) {
+  // Exactly there, whatever the rounding of the timer.
+  _anchor(event.position);
+  switch (event.kind) {
+    case Event::Kind::End:
+      _reachEnd();
+      return;
+    case Event::Kind::Failure:
+      _failurePassed = true;
+      fail(_script->failure->error);
+      return;
+    case Event::Kind::Stall:
+      _stallsPassed.insert(event.index);
+      _holds.stalled = true;
+      _reportMotion();
+      _stallTimer = _mainQueue.after(
+          platform::durationFromSeconds(_script->stalls[event.index].length), [this] {
+            _anchor(_anchorPosition);
+            _holds.stalled = false;
+            if (!_holds.paused) _reportMotion();
+            _schedule();
+          });
+      return;
+    case Event::Kind::Metadata:
+      _post([](auto& observer, auto generation) { observer.engineFactsDidChange(generation); });
+      _schedule();
+      return;
+  }
+}
+
+}  // namespace sim

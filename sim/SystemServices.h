@@ -1,0 +1,111 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "platform/foundation/NotificationCenter.h"
+#include "platform/services/SystemServices.h"
+#include "sim/Journal.h"
+
+// The small services of the box in memory. Each writes what it was asked into the journal.
+//
+// Threads: as their interfaces say; what a test reads or scripts, on the main thread.
+
+namespace sim {
+
+class ProcessAssertionService final : public platform::ProcessAssertionService {
+ public:
+  explicit ProcessAssertionService(Journal& journal) : _journal(journal) {}
+  /// `processAssertions.acquire(bundle, flags, reason, name)`
+  std::shared_ptr<platform::ProcessAssertion> acquire(std::string_view bundleIdentifier,
+                                                      std::uint32_t flags, std::uint32_t reason,
+                                                      std::string_view name) override;
+  int held() const { return *_held; }
+
+ private:
+  Journal& _journal;
+  // Shared with the assertions, which may outlive the service.
+  std::shared_ptr<int> _held = std::make_shared<int>(0);
+};
+
+class SystemService final : public platform::SystemService {
+ public:
+  explicit SystemService(Journal& journal) : _journal(journal) {}
+  void wakeSystem(int reason) override;  ///< `systemService.wakeSystem(0)`
+  void setVorlaneSessionActive(
+      bool active) override;            ///< `systemService.setVorlaneSessionActive(YES)`
+  void triggerUserActivity() override;  ///< `systemService.triggerUserActivity()`
+
+ private:
+  Journal& _journal;
+};
+
+class PowerManager final : public platform::PowerManager {
+ public:
+  explicit PowerManager(Journal& journal) : _journal(journal) {}
+  /// `powerManager.createAssertion()`, with ` failed` behind it where told to fail.
+  std::uint32_t createAssertion(const platform::Dictionary& properties,
+                                std::uint32_t* identifier) override;
+  void releaseAssertion(std::uint32_t identifier) override;  ///< `powerManager.releaseAssertion(1)`
+
+  /// What createAssertion() answers from now on; 0 succeeds.
+  void setStatus(std::uint32_t status) { _status = status; }
+  /// The assertions that are held: identifier to properties.
+  const std::map<std::uint32_t, platform::Dictionary>& held() const { return _held; }
+
+ private:
+  Journal& _journal;
+  std::uint32_t _status = 0;
+  std::uint32_t _lastIdentifier = 0;
+  std::map<std::uint32_t, platform::Dictionary> _held;
+};
+
+class TVSNetworkUtilities final : public platform::TVSNetworkUtilities {
+ public:
+  explicit TVSNetworkUtilities(platform::NotificationCenter& center) : _center(center) {}
+  bool internetAvailable() override { return _available; }
+  /// Posts the change before it returns.
+  void setInternetAvailable(bool available);
+
+ private:
+  platform::NotificationCenter& _center;
+  bool _available = true;
+};
+
+class TVSCloudDataClient final : public platform::TVSCloudDataClient {
+ public:
+  explicit TVSCloudDataClient(Journal& journal) : _journal(journal) {}
+  void connect() override { _journal.add("cloudData.connect()"); }
+
+ private:
+  Journal& _journal;
+};
+
+class RemoteInputLimitingCenter final : public platform::RemoteInputLimitingCenter {
+ public:
+  explicit RemoteInputLimitingCenter(Journal& journal) : _journal(journal) {}
+  /// `remoteInputLimiting.setViewServiceActive(YES)`
+  void setViewServiceActive(bool active) override;
+  bool isViewServiceActive() const { return _active; }
+
+ private:
+  Journal& _journal;
+  bool _active = false;
+};
+
+class DeviceInfo final : public platform::DeviceInfo {
+ public:
+  bool isInternalBuild() const override { return _internalBuild; }
+  std::string language() const override { return _language; }
+  void setInternalBuild(bool internal) { _internalBuild = internal; }
+  void setLanguage(std::string language) { _language = std::move(language); }
+
+ private:
+  bool _internalBuild = false;
+  std::string _language = "C";
+};
+
+}  // namespace sim

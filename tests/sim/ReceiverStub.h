@@ -1,0 +1,70 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "platform/services/Platform.h"
+
+/// A receiver delegate that registers itself as the real one does, and whose start-video call does
+/// on the main thread what a test gives it.
+class ReceiverStub final : public VorlaneReceiverUIDelegate {
+ public:
+  using Body = std::function<void(platform::WaitGroup&)>;
+
+  static std::shared_ptr<ReceiverStub> make() {
+    auto stub = std::make_shared<ReceiverStub>();
+    platform::Platform::current().receiverServiceClient().setDelegate(stub, stub->queue);
+    return stub;
+  }
+
+  /// `body` may enter the group; the call returns when it is left again.
+  void setBody(Body body) { _body = std::move(body); }
+  void post(std::string name, platform::Dictionary info = {}) {
+    queue->async([name = std::move(name), info = std::move(info)] {
+      platform::Platform::current().receiverServiceClient().postEvent(name.c_str(), info);
+    });
+  }
+
+  Status vorlaneUIStartVideo(const platform::Dictionary&, platform::Dictionary*) override {
+    platform::WaitGroup group;
+    const bool ran = platform::Platform::current().mainQueue().sync([&] {
+      if (_body) _body(group);
+    });
+    group.wait();
+    return ran ? 0 : -1;
+  }
+
+  platform::Value vorlaneUIGetProperty(const std::string&, const platform::Value&,
+                                       Status*) override {
+    return {};
+  }
+  Status vorlaneUISetProperty(const std::string&, const platform::Value&,
+                              const platform::Value&) override {
+    return 0;
+  }
+  Status vorlaneUIPerform(const std::string&, const platform::Dictionary&,
+                          platform::Dictionary*) override {
+    return 0;
+  }
+  Status vorlaneUIStartPresentation(const platform::Dictionary&, platform::Dictionary*) override {
+    return 0;
+  }
+  Status vorlaneUIStopPresentation(const platform::Dictionary&) override { return 0; }
+  Status vorlaneUIShowProgress() override { return 0; }
+  Status vorlaneUIHideProgress() override { return 0; }
+  void vorlaneUIActivity() override {}
+  Status vorlaneUIStartAudio(const platform::Dictionary&, platform::Dictionary*) override {
+    return 0;
+  }
+  Status vorlaneUIStopAudio(const platform::Dictionary&) override { return 0; }
+  Status vorlaneUIUpdateAudioMetaData(const platform::Dictionary&) override { return 0; }
+  Status vorlaneUIUpdateAudioProgress(double, double) override { return 0; }
+  Status vorlaneUIStopVideo(const platform::Dictionary&) override { return 0; }
+
+  const std::shared_ptr<platform::SerialQueue> queue =
+      std::make_shared<platform::SerialQueue>("test.receiver");
+
+ private:
+  Body _body;
+};
