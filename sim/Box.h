@@ -143,6 +143,8 @@ class Box : public platform::RunnablePlatform {
 
   const int _logLevel;
   std::shared_ptr<LogRecorder> _log;
+  // Before the queue, whose last tasks may let a player go.
+  std::shared_ptr<MediaLibrary> _mediaLibrary;
   Runner _runner;
   Journal _journal;
   ReceiverServiceClient _receiverServiceClient;
@@ -158,7 +160,6 @@ class Box : public platform::RunnablePlatform {
   TVSCloudDataClient _cloudData{_journal};
   RemoteInputLimitingCenter _remoteInputLimiting{_journal};
   DeviceInfo _device;
-  std::shared_ptr<MediaLibrary> _mediaLibrary;
   Screen _screen{_runner.mainQueue()};
   platform::ViewServiceHost _viewServiceHost{_runner.mainQueue(), _screen};
   // Last: dies before everything that it may use.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <typeindex>
@@ -97,7 +98,10 @@ struct Application {
   /// Makes the root view controller of a presentation.
   std::function<std::shared_ptr<ViewServiceViewController>()> makeRootViewController;
   /// What the application tells of itself to whoever asks for the box's state. Main thread.
-  std::function<Dictionary()> status;
+  std::function<Dictionary()> status{};
+  /// False for an outstanding resource request that asks for something else than a content key.
+  /// Main thread.
+  std::function<bool(std::uint64_t requestID)> isContentKeyRequest{};
 };
 
 /// A platform that can be run as a process.

@@ -1,0 +1,11 @@
+#pragma once
+
+#include <string_view>
+
+// The application's log components; TVSSystemLog is the platform's own.
+inline constexpr std::string_view TVVLCommunication = "TVVLCommunication";
+inline constexpr std::string_view TVVLSession = "TVVLSession";
+inline constexpr std::string_view TVVLSessionManager = "TVVLSessionManager";
+inline constexpr std::string_view TVVLMediaItem = "TVVLMediaItem";
+inline constexpr std::string_view TVVLMetadata = "TVVLMetadata";
+inline constexpr std::string_view TVVLService = "TVVLService";

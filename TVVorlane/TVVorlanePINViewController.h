@@ -1,0 +1,41 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "platform/ui/DigitEntryViewController.h"
+#include "platform/ui/ViewController.h"
+#include "platform/ui/VisualEffectView.h"
+
+/// Shows a code in four boxes below a title, over a blur of what lies beneath. The menu button
+/// calls the dismiss handler, once; the controller waits to be taken away. Main thread.
+class TVVorlanePINViewController final : public platform::ViewController {
+ public:
+  std::string className() const override { return "TVVorlanePINViewController"; }
+
+  // Shown at once where the view is loaded, otherwise when it is.
+  void setTitle(const std::string& title) override;
+  const std::string& pinCode() const { return _pinCode; }
+  void setPinCode(const std::string& pinCode);
+  void setDismissHandler(std::function<void()> handler) { _dismissHandler = std::move(handler); }
+
+  const std::shared_ptr<platform::VisualEffectView>& backgroundView() const {
+    return _backgroundView;
+  }
+  const std::shared_ptr<platform::DigitEntryViewController>& digitViewController() const {
+    return _digitViewController;
+  }
+
+ protected:
+  void viewDidLoad() override;
+
+ private:
+  void _menuPressed();
+
+  std::string _pinCode;
+  std::function<void()> _dismissHandler;
+  std::shared_ptr<platform::VisualEffectView> _backgroundView;
+  std::shared_ptr<platform::DigitEntryViewController> _digitViewController;
+  bool _dismissed = false;
+};

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "platform/ui/ActivityIndicatorView.h"
+#include "platform/ui/LayerView.h"
+#include "platform/ui/View.h"
+#include "platform/ui/ViewController.h"
+
+/// The surface of a mirrored screen: black, with a content view whose layer the receiver service
+/// draws into, and a spinner in its place while the stream stalls. Main thread.
+class TVVorlanePresentationView final : public platform::View {
+ public:
+  explicit TVVorlanePresentationView(platform::Rect frame);
+  std::string className() const override { return "TVVorlanePresentationView"; }
+
+  /// Null on a box that offers no layers.
+  std::shared_ptr<platform::Object> presentationLayer() const;
+  bool showProgress() const { return _showProgress; }
+  void setShowProgress(bool show);
+
+  /// Who handles the remote while the view is shown; null when nobody does.
+  std::shared_ptr<platform::ViewController> controller() const { return _controller.lock(); }
+  void setController(std::weak_ptr<platform::ViewController> controller) {
+    _controller = std::move(controller);
+  }
+
+  bool canBecomeFocused() const override { return true; }
+
+  const std::shared_ptr<platform::LayerView>& contentView() const { return _contentView; }
+  const std::shared_ptr<platform::View>& coverView() const { return _coverView; }
+  const std::shared_ptr<platform::ActivityIndicatorView>& spinnerView() const {
+    return _spinnerView;
+  }
+
+ protected:
+  void layoutSubviews() override;
+
+ private:
+  std::shared_ptr<platform::LayerView> _contentView;
+  std::shared_ptr<platform::View> _coverView;
+  std::shared_ptr<platform::ActivityIndicatorView> _spinnerView;
+  bool _showProgress = false;
+  std::weak_ptr<platform::ViewController> _controller;
+};

@@ -1,0 +1,262 @@
+#include "tests/TVVorlane/SessionManagerModel.h"
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
+namespace {
+
+constexpr std::string_view kSlotKinds = "NDPV";
+constexpr int kNobody = -1;
+
+bool isInfo(char kind) { return kind == 'N' || kind == 'D'; }
+
+bool contains(const std::vector<int>& numbers, int number) {
+  return std::find(numbers.begin(), numbers.end(), number) != numbers.end();
+}
+
+}  // namespace
+
+// The queue.
+
+int SessionManagerModel::_after(std::int64_t delay, Task task) {
+  _timers.push_back({_now + delay, ++_lastTimer, std::move(task)});
+  return _lastTimer;
+}
+
+void SessionManagerModel::_cancel(int timer) {
+  std::erase_if(_timers, [&](const Timer& entry) { return entry.number == timer; });
+}
+
+void SessionManagerModel::_runDue() {
+  const auto nextTimer = [this] {
+    return std::min_element(_timers.begin(), _timers.end(), [](const Timer& a, const Timer& b) {
+      return std::pair(a.deadline, a.number) < std::pair(b.deadline, b.number);
+    });
+  };
+  const auto isDue = [&](auto timer) { return timer != _timers.end() && timer->deadline <= _now; };
+  while (!_tasks.empty() || isDue(nextTimer())) {
+    for (const auto& task : std::exchange(_tasks, {})) task();
+    const int last = _lastTimer;
+    for (auto timer = nextTimer(); isDue(timer) && timer->number <= last; timer = nextTimer()) {
+      const Task task = std::move(timer->task);
+      _timers.erase(timer);
+      task();
+    }
+  }
+}
+
+void SessionManagerModel::advance(std::int64_t time) {
+  const std::int64_t end = _now + time;
+  _runDue();
+  while (!_timers.empty()) {
+    std::int64_t next = end + 1;
+    for (const auto& timer : _timers) next = std::min(next, timer.deadline);
+    if (next > end) break;
+    _now = next;
+    _runDue();
+  }
+  _now = end;
+}
+
+// The manager.
+
+void SessionManagerModel::registerSession(char kind) {
+  const int session = static_cast<int>(_sessions.size());
+  _sessions.push_back({kind});
+  _registered.push_back(session);
+  _pending.push_back(session);
+  _sessionsChanged();
+  if (isInfo(kind)) {
+    _after(30'000, [this, session] {
+      if (contains(_registered, session)) deregister(session, true);
+    });
+  }
+}
+
+void SessionManagerModel::deregister(int session, bool immediately) {
+  if (immediately) {
+    std::erase(_registered, session);
+    _sessionsChanged();
+    return;
+  }
+  _sessions[static_cast<std::size_t>(session)].deactivated = true;
+  _sessionsChanged();
+  _after(5'000, [this, session] {
+    if (_exists(session)) deregister(session, true);
+  });
+}
+
+void SessionManagerModel::userStop(int session) {
+  const char kind = _sessions[static_cast<std::size_t>(session)].kind;
+  if (kind != 'A') deregister(session, isInfo(kind));
+}
+
+bool SessionManagerModel::_exists(int session) const {
+  return contains(_registered, session) || contains(_pending, session) ||
+         (_slots && contains(*_slots, session));
+}
+
+void SessionManagerModel::_sessionsChanged() {
+  _cancel(_update);
+  _update = _after(0, [this] { _sessionsUpdated(); });
+}
+
+void SessionManagerModel::_sessionsUpdated() {
+  if (_state == "Background") _backgroundUpdate();
+  if (_state == "Foreground") _foregroundUpdate();
+}
+
+int SessionManagerModel::_lastActive(char kind) const {
+  int last = kNobody;
+  for (const int number : _registered) {
+    const auto& session = _sessions[static_cast<std::size_t>(number)];
+    if (session.kind == kind && !session.deactivated) last = number;
+  }
+  return last;
+}
+
+bool SessionManagerModel::_anythingToShow() const {
+  return std::any_of(kSlotKinds.begin(), kSlotKinds.end(),
+                     [this](char kind) { return _lastActive(kind) != kNobody; });
+}
+
+void SessionManagerModel::_backgroundUpdate() {
+  if (_anythingToShow()) {
+    _state = "Moving to Foreground";
+    _request();
+  } else {
+    _state = "Background";
+    _complete(true);
+  }
+}
+
+void SessionManagerModel::_foregroundUpdate() {
+  const bool shows = _anythingToShow();
+  for (std::size_t i = 0; i < kSlotKinds.size(); ++i) {
+    (*_slots)[i] = shows && !_presentationEnds ? _lastActive(kSlotKinds[i]) : kNobody;
+  }
+  if (shows && !_presentationEnds) {
+    _state = "Foreground";
+  } else {
+    _state = "Moving to Background";
+    if (!shows && !std::exchange(_dismissing, true)) _end();
+  }
+  // Nobody is told of a screen that is about to go.
+  if (!shows || !_presentationEnds) _complete(true);
+}
+
+void SessionManagerModel::_failed() {
+  if (_state != "Moving to Foreground") return;
+  _state = "Background";
+  _complete(false);
+  for (const char kind : {'D', 'P', 'V'}) {
+    if (const int session = _lastActive(kind); session != kNobody) userStop(session);
+  }
+}
+
+void SessionManagerModel::_complete(bool success) {
+  for (const int number : std::exchange(_pending, {})) {
+    auto& session = _sessions[static_cast<std::size_t>(number)];
+    session.completions.push_back(success || isInfo(session.kind));
+  }
+}
+
+// The host and the root view controller.
+
+void SessionManagerModel::_request() {
+  _requested = true;
+  _requestTimeout = _after(5'000, [this] {
+    if (_host == Host::Opening) _giveUpOpening();
+    _answer(false);
+  });
+  if (_host == Host::Idle) _open();
+}
+
+void SessionManagerModel::_answer(bool success) {
+  if (!std::exchange(_requested, false)) return;
+  _cancel(_requestTimeout);
+  if (!success) _failed();
+}
+
+void SessionManagerModel::_open() {
+  _host = Host::Opening;
+  _cancel(_pendingClose);
+  if (_screenPending) return;
+  if (_screenOpen) {
+    _later([this] { screenAnswers(true); });
+  } else {
+    _screenPending = true;
+    _screenCloses = false;
+  }
+}
+
+void SessionManagerModel::_giveUpOpening() {
+  _host = Host::Idle;
+  _givenUp = _screenPending;
+  _screenOpen = false;
+  if (_screenPending && !std::exchange(_screenCloses, true)) {
+    _later([this] { screenAnswers(false); });
+  }
+}
+
+void SessionManagerModel::screenAnswers(bool opened) {
+  _screenPending = false;
+  _screenOpen = opened;
+  if (std::exchange(_givenUp, false)) {
+    if (_host == Host::Opening) _later([this] { _open(); });
+  } else if (opened) {
+    _host = Host::Answered;
+    _endsOnceBegun = _dismissing = _presentationEnds = false;
+    _later([this] { _begin(); });
+    _answer(true);
+  } else {
+    _host = Host::Idle;
+    _answer(false);
+  }
+}
+
+void SessionManagerModel::_begin() {
+  _host = Host::Presenting;
+  _slots.emplace(kSlotKinds.size(), kNobody);
+  _foregroundUpdate();
+  if (_endsOnceBegun) _end();
+}
+
+void SessionManagerModel::home() { _end(); }
+
+void SessionManagerModel::_end() {
+  if (_host == Host::Opening) {
+    _giveUpOpening();
+    _later([this] { _answer(false); });
+  } else if (_host == Host::Answered) {
+    _endsOnceBegun = true;
+  } else if (_host == Host::Presenting) {
+    _host = Host::Ending;
+    _later([this] { _tellRoot(); });
+  }
+}
+
+void SessionManagerModel::_tellRoot() {
+  _presentationEnds = true;
+  if (!_dismissing) {
+    for (const int session : std::vector(*_slots)) {
+      if (session != kNobody) userStop(session);
+    }
+  }
+  _after(300, [this] {
+    _later([this] { _finish(); });
+    if (_state != "Moving to Background") return;
+    _slots.reset();
+    _backgroundUpdate();
+  });
+}
+
+void SessionManagerModel::_finish() {
+  _host = Host::Idle;
+  if (_requested) {
+    _open();
+  } else {
+    _pendingClose = _after(0, [this] { _screenOpen = false; });
+  }
+}

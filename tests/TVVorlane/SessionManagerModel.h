@@ -1,0 +1,99 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+/// What the session manager, its host and its sessions should do, written down once more without
+/// looking at how they do it: numbers for sessions, letters for their kinds, and a queue of its own
+/// for tasks and timers.
+///
+/// Kinds: 'A' streamed audio, 'P' presentation, 'V' video, 'N' PIN, 'D' dialog. Times: ms.
+class SessionManagerModel {
+ public:
+  struct Session {
+    char kind;
+    bool deactivated = false;
+    /// One entry a call of the start completion; true is success.
+    std::vector<bool> completions = {};
+  };
+
+  // What happens.
+  void registerSession(char kind);
+  void deregister(int session, bool immediately);
+  void userStop(int session);
+  void screenAnswers(bool opened);
+  void home();
+  void advance(std::int64_t time);
+
+  // What should be seen.
+  const std::vector<Session>& sessions() const { return _sessions; }
+  const std::vector<int>& registered() const { return _registered; }
+  const std::string& state() const { return _state; }
+  /// By kind, in the order "NDPV"; nothing unless a root view controller is known.
+  const std::optional<std::vector<int>>& slots() const { return _slots; }
+  bool screenAwaitsAnswer() const { return _screenPending && !_screenCloses; }
+  bool hostIsBusy() const { return _host != Host::Idle; }
+
+ private:
+  using Task = std::function<void()>;
+  struct Timer {
+    std::int64_t deadline;
+    int number;
+    Task task;
+  };
+  enum class Host { Idle, Opening, Answered, Presenting, Ending };
+
+  // The queue: in a turn the tasks that are there, then the timers that are due.
+  void _later(Task task) { _tasks.push_back(std::move(task)); }
+  int _after(std::int64_t delay, Task task);
+  void _cancel(int timer);
+  void _runDue();
+
+  // The manager.
+  void _sessionsChanged();
+  void _sessionsUpdated();
+  void _backgroundUpdate();
+  void _foregroundUpdate();
+  void _failed();
+  void _complete(bool success);
+  int _lastActive(char kind) const;
+  bool _anythingToShow() const;
+  bool _exists(int session) const;
+
+  // The host and the root view controller.
+  void _request();
+  void _open();
+  void _giveUpOpening();
+  void _answer(bool success);
+  void _begin();
+  void _end();
+  void _tellRoot();
+  void _finish();
+
+  std::int64_t _now = 0;
+  int _lastTimer = 0;
+  std::vector<Task> _tasks;
+  std::vector<Timer> _timers;
+
+  std::vector<Session> _sessions;
+  std::vector<int> _registered;
+  std::vector<int> _pending;
+  std::string _state = "Background";
+  std::optional<std::vector<int>> _slots;
+  int _update = 0;
+
+  Host _host = Host::Idle;
+  bool _requested = false;
+  int _requestTimeout = 0;
+  int _pendingClose = 0;
+  bool _screenPending = false;
+  bool _screenCloses = false;
+  bool _screenOpen = false;
+  bool _givenUp = false;
+  bool _endsOnceBegun = false;
+  bool _dismissing = false;
+  bool _presentationEnds = false;
+};

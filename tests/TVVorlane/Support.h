@@ -1,0 +1,144 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "TVVorlane/TVVorlaneMediaViewController.h"
+#include "TVVorlane/TVVorlaneSession.h"
+#include "TVVorlane/TVVorlaneSessionDelegate.h"
+#include "TVVorlane/TVVorlaneSessionManager.h"
+#include "sim/Box.h"
+#include "sim/MediaEngine.h"
+#include "sim/MediaLibrary.h"
+
+using Texts = std::vector<std::string>;
+
+/// On one line: `{key=value, ...}`, `[value, ...]`, everything else as it is described.
+inline std::string compact(const platform::Value& value) {
+  std::string text;
+  const auto add = [&](const std::string& entry) {
+    if (!text.empty()) text += ", ";
+    text += entry;
+  };
+  if (const auto* dictionary = value.asDictionary()) {
+    for (const auto& [key, entry] : *dictionary) add(key + "=" + compact(entry));
+    return "{" + text + "}";
+  }
+  if (const auto* array = value.asArray()) {
+    for (const auto& entry : *array) add(compact(entry));
+    return "[" + text + "]";
+  }
+  return value.description();
+}
+
+/// `name`, or `name {key=value}` where there is an info. What "playing" carries is left out.
+inline std::string eventText(const std::string& name,
+                             const std::optional<platform::Dictionary>& info) {
+  return info && name != "playing" ? name + " " + compact(*info) : name;
+}
+
+/// What has come to the receiver service since the last time, in order.
+inline Texts takeEventTexts(sim::Box& box) {
+  Texts texts;
+  for (const auto& event : box.receiverServiceClient().takeEvents()) {
+    texts.push_back(
+        eventText(event.name, event.info.empty() ? std::nullopt : std::optional(event.info)));
+  }
+  return texts;
+}
+
+/// The lines of one component, without prefix and last blank.
+inline Texts logTexts(const sim::Box& box, std::string_view component) {
+  const std::string mark = " #" + std::string(component) + " : ";
+  Texts texts;
+  for (const auto& line : box.log()) {
+    const auto at = line.find(mark);
+    if (at == std::string::npos) continue;
+    const auto begin = at + mark.size();
+    texts.push_back(line.substr(begin, line.size() - begin - 1));
+  }
+  return texts;
+}
+
+/// Hears what sessions post.
+class RecordingSessionDelegate final : public TVVorlaneSessionDelegate {
+ public:
+  void session(TVVorlaneSession&, const std::string& didPerformEvent,
+               const std::optional<platform::Dictionary>& withInfo) override {
+    _texts.push_back(eventText(didPerformEvent, withInfo));
+    _lastInfo = withInfo;
+  }
+  /// Those since the last take().
+  Texts take() { return std::exchange(_texts, {}); }
+  const std::optional<platform::Dictionary>& lastInfo() const { return _lastInfo; }
+
+ private:
+  Texts _texts;
+  std::optional<platform::Dictionary> _lastInfo;
+};
+
+/// What start completions were given.
+class Completions {
+ public:
+  TVVorlaneSession::StartCompletion recorder() {
+    return [this](const auto& outInfo, const auto& error) {
+      outInfos.push_back(outInfo);
+      errors.push_back(error);
+    };
+  }
+  std::size_t count() const { return errors.size(); }
+
+  std::vector<std::optional<platform::Dictionary>> outInfos;
+  std::vector<std::optional<platform::Error>> errors;
+};
+
+inline const std::string kVideoURL = "http://sender/video.mp4";
+inline const std::string kNextURL = "http://sender/next.mp4";
+
+/// Start parameters of a video of 100 s.
+inline platform::Dictionary videoOptions(std::uint32_t sessionID,
+                                         const platform::Dictionary& more = {}) {
+  platform::Dictionary options{
+      {"Content-Location", kVideoURL}, {"sessionID", sessionID}, {"uuid", "U1"}};
+  options.merge(more);
+  return options;
+}
+
+/// The application as the entry makes it.
+inline platform::Application applicationOf(
+    std::shared_ptr<platform::ApplicationDelegate> delegate) {
+  platform::Application application;
+  application.delegate = std::move(delegate);
+  application.makeRootViewController = [] {
+    return std::make_shared<TVVorlaneMediaViewController>();
+  };
+  return application;
+}
+
+/// A box with two videos of 100 s, whose host shows the application's root view controller.
+class SessionTest : public testing::Test {
+ protected:
+  SessionTest() {
+    box.viewServiceHost().setRootViewControllerFactory(
+        [] { return std::make_shared<TVVorlaneMediaViewController>(); });
+    box.mediaLibrary().add(kVideoURL, {.duration = 100});
+    box.mediaLibrary().add(kNextURL, {.duration = 100});
+  }
+
+  /// The engine of the newest player.
+  sim::MediaEngine& engine() { return *box.mediaLibrary().engines().back(); }
+  TVVorlaneSessionManager& manager() { return *TVVorlaneSessionManager::sharedInstance(); }
+  /// Null unless something is presented.
+  std::shared_ptr<TVVorlaneMediaViewController> rootController() {
+    return std::dynamic_pointer_cast<TVVorlaneMediaViewController>(
+        box.viewServiceHost().rootViewController());
+  }
+
+  sim::Box box;
+};

@@ -1,0 +1,233 @@
+#include "TVVorlane/TVVorlaneAppDelegate.h"
+
+#include <gmock/gmock.h>
+
+#include "tests/TVVorlane/Support.h"
+
+using namespace std::chrono_literals;
+using platform::AudioRoute;
+using platform::Dictionary;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+constexpr std::string_view kCloud = "quorin.vorlane.cloudConnectivity";
+const AudioRoute kSpeaker{"speaker", 3, true, false};
+const AudioRoute kDefault{"hdmi", 1, false, true};
+
+class AppDelegateTest : public SessionTest {
+ protected:
+  bool launch() { return box.launch(applicationOf(app)); }
+  void launchQuietly() {
+    ASSERT_TRUE(launch());
+    box.journal().clear();
+    box.clearLog();
+  }
+  void startVideo(std::uint32_t sessionID = 7) {
+    ASSERT_EQ(box.call([&] {
+      return app->receiverDelegate()->vorlaneUIStartVideo(videoOptions(sessionID), nullptr);
+    }),
+              0);
+  }
+  void stopVideo(std::uint32_t sessionID = 7) {
+    ASSERT_EQ(box.call([&] {
+      return app->receiverDelegate()->vorlaneUIStopVideo({{"sessionID", sessionID}});
+    }),
+              0);
+    box.run();
+  }
+  std::string selectedRoute() {
+    for (const auto& route : box.audioRouting().routes())
+      if (route.selected) return route.identifier.value_or("nameless");
+    return "none";
+  }
+
+  std::shared_ptr<TVVorlaneAppDelegate> app = std::make_shared<TVVorlaneAppDelegate>();
+};
+
+TEST_F(AppDelegateTest, LaunchDoesWhatItHasToInOrder) {
+  EXPECT_TRUE(launch());
+  EXPECT_THAT(box.journal().entries(),
+              ElementsAre("cloudData.connect()", "audioSession.setCategory(Playback)",
+                          "processAssertions.acquire(quorin.tvvorlane, 12, 1, Zumo Vorlane)",
+                          "nowPlaying.setEligible(YES)"));
+  EXPECT_EQ(box.processAssertions().held(), 1);
+  EXPECT_THAT(box.log(),
+              ElementsAre("#T:[Main] #Notice #TVSSystemLog : Acquiring process assertion: " +
+                              app->procAssert()->description() + " ",
+                          "#T:[Main] #Notice #TVVLCommunication : *Vorlane Receiver Configured* "));
+  EXPECT_EQ(app->cloudAvailabilityNotifyToken(), -1);
+  EXPECT_FALSE(app->playbackActive());
+  EXPECT_EQ(box.receiverServiceClient().delegate(), app->receiverDelegate());
+  box.audioSession().configureAgain();
+  EXPECT_EQ(box.journal().count("audioSession.setCategory(Playback)"), 2u);
+}
+
+TEST_F(AppDelegateTest, LaunchIgnoresAnAudioSessionThatFails) {
+  box.audioSession().setCategoryFails(true);
+  EXPECT_TRUE(launch());
+  EXPECT_TRUE(app->receiverDelegate());
+}
+
+TEST_F(AppDelegateTest, PlaybackIsActiveFromTheFirstSessionToTheLast) {
+  launchQuietly();
+  startVideo(7);
+  startVideo(8);
+  EXPECT_TRUE(app->playbackActive());
+  stopVideo(7);
+  EXPECT_TRUE(app->playbackActive());
+  stopVideo(8);
+  EXPECT_FALSE(app->playbackActive());
+  Texts activity;
+  for (const auto& entry : box.journal().entries())
+    if (entry.starts_with("systemService.")) activity.push_back(entry);
+  EXPECT_THAT(activity, ElementsAre("systemService.wakeSystem(0)",
+                                    "systemService.setVorlaneSessionActive(YES)",
+                                    "systemService.setVorlaneSessionActive(NO)"));
+  EXPECT_EQ(box.journal().count("audioRouting.makeController(2)"), 1u);
+  EXPECT_THAT(logTexts(box, "TVSSystemLog"), ElementsAre("Waking device for Vorlane playback"));
+  EXPECT_EQ(box.processAssertions().held(), 1);
+  EXPECT_EQ(box.audioRouting().controllers(), 0);
+}
+
+struct Routes {
+  const char* name;
+  std::vector<AudioRoute> routes;
+  const char* whilePlaying;
+  std::optional<std::string> remembered;
+  const char* afterwards;
+};
+
+TEST_F(AppDelegateTest, SoundLeavesAVorlaneSpeakerWhilePlaying) {
+  const AudioRoute plain{"usb", 2, true, false};
+  const AudioRoute nameless{std::nullopt, 3, true, false};
+  const AudioRoute other{"other", 3, false, false};
+  const Routes cases[] = {
+      {"a speaker", {kDefault, kSpeaker}, "hdmi", "speaker", "speaker"},
+      {"another kind", {kDefault, plain}, "usb", std::nullopt, "usb"},
+      {"a speaker that is not selected", {other, plain, kDefault}, "usb", std::nullopt, "usb"},
+      {"a speaker without identifier", {kDefault, nameless}, "nameless", std::nullopt, "nameless"},
+      {"none selected", {other, kDefault}, "none", std::nullopt, "none"},
+      {"no routes", {}, "none", std::nullopt, "none"}};
+  launchQuietly();
+  for (const auto& [name, routes, whilePlaying, remembered, afterwards] : cases) {
+    box.audioRouting().setRoutes(routes);
+    startVideo();
+    EXPECT_EQ(selectedRoute(), whilePlaying) << name;
+    EXPECT_EQ(app->previousAudioRouteUID(), remembered) << name;
+    stopVideo();
+    EXPECT_EQ(selectedRoute(), afterwards) << name;
+    EXPECT_FALSE(app->previousAudioRouteUID()) << name;
+    EXPECT_EQ(box.audioRouting().controllers(), 0) << name;
+  }
+}
+
+TEST_F(AppDelegateTest, SpeakerThatHasGoneIsForgotten) {
+  launchQuietly();
+  box.audioRouting().setRoutes({kDefault, kSpeaker});
+  startVideo();
+  box.audioRouting().setRoutes({kDefault});
+  stopVideo();
+  EXPECT_FALSE(app->previousAudioRouteUID());
+  EXPECT_EQ(box.journal().count("audioRouting.selectRoute("), 0u);
+}
+
+TEST_F(AppDelegateTest, EndDuringTheFetchRestoresNothing) {
+  launchQuietly();
+  box.audioRouting().setRoutes({kDefault, kSpeaker});
+  box.audioRouting().setFetchDelay(10s);
+  startVideo();
+  stopVideo();
+  EXPECT_EQ(box.journal().count("audioRouting.makeController(2)"), 1u);
+  box.advance(10s);
+  EXPECT_EQ(box.journal().count("audioRouting.selectRoute("), 0u);
+  EXPECT_EQ(box.audioRouting().controllers(), 0);
+}
+
+TEST_F(AppDelegateTest, AnswerThatComesAfterTheNextPlaybackHasBegun) {
+  launchQuietly();
+  box.audioRouting().setRoutes({kDefault, kSpeaker});
+  startVideo();
+  box.run();
+  ASSERT_EQ(app->previousAudioRouteUID(), "speaker");
+  box.audioRouting().setFetchDelay(10s);
+  stopVideo();
+  // Before the answer to that, playback goes on with another speaker chosen.
+  AudioRoute another{"another", 3, true, false};
+  AudioRoute old = kSpeaker;
+  old.selected = false;
+  box.audioRouting().setRoutes({kDefault, another, old});
+  box.audioRouting().setFetchDelay(1s);
+  startVideo();
+  box.advance(1s);
+  ASSERT_EQ(app->previousAudioRouteUID(), "another");
+  box.advance(10s);
+  EXPECT_EQ(app->previousAudioRouteUID(), "another");
+  EXPECT_EQ(selectedRoute(), "hdmi");
+}
+
+TEST_F(AppDelegateTest, CloudStateFollowsTheInternet) {
+  launchQuietly();
+  EXPECT_FALSE(box.systemNotifications().state(kCloud));
+  box.network().setInternetAvailable(false);
+  EXPECT_EQ(box.systemNotifications().state(kCloud), 0u);
+  box.network().setInternetAvailable(true);
+  EXPECT_EQ(box.systemNotifications().state(kCloud), 1u);
+  const std::string name(kCloud);
+  EXPECT_THAT(box.journal().entries(),
+              ElementsAre("systemNotifications.registerStateToken(" + name + ")",
+                          "systemNotifications.setState(" + name + ", 0)",
+                          "systemNotifications.post(" + name + ")",
+                          "systemNotifications.setState(" + name + ", 1)",
+                          "systemNotifications.post(" + name + ")"));
+  EXPECT_THAT(box.log(),
+              ElementsAre("#T:[Main] #Warning #TVSSystemLog : Vorlane set should use cloud:  NO  "
+                          "(internet:  NO) ",
+                          "#T:[Main] #Warning #TVSSystemLog : Vorlane set should use cloud:  YES  "
+                          "(internet:  YES) "));
+  EXPECT_GE(app->cloudAvailabilityNotifyToken(), 0);
+}
+
+TEST_F(AppDelegateTest, CloudStateWithoutATokenIsTriedAgain) {
+  launchQuietly();
+  box.systemNotifications().setRegistrationFails(true);
+  box.network().setInternetAvailable(false);
+  EXPECT_EQ(app->cloudAvailabilityNotifyToken(), -1);
+  EXPECT_THAT(box.log(), ElementsAre("#T:[Main] #Error #TVSSystemLog : Vorlane could not get "
+                                     "internet connectivity token "));
+  EXPECT_EQ(box.journal().count("systemNotifications.post"), 0u);
+  box.systemNotifications().setRegistrationFails(false);
+  box.network().setInternetAvailable(true);
+  EXPECT_EQ(box.systemNotifications().state(kCloud), 1u);
+}
+
+TEST_F(AppDelegateTest, TerminationStopsWhatPlaysAndLetsTheProcessGo) {
+  launchQuietly();
+  startVideo();
+  box.advance(1s);
+  box.receiverServiceClient().takeEvents();
+  box.terminate();
+  EXPECT_EQ(box.processAssertions().held(), 0);
+  EXPECT_THAT(manager().activeSessions(), IsEmpty());
+  EXPECT_FALSE(app->playbackActive());
+  EXPECT_THAT(takeEventTexts(box), ElementsAre("userStop {sessionID=7, userExit=1}",
+                                               "stopped {sessionID=7, userExit=1}"));
+}
+
+TEST_F(AppDelegateTest, DestroyedDelegateHearsNothing) {
+  {
+    const auto other = std::make_shared<TVVorlaneAppDelegate>();
+    other->setPlaybackActive(true);
+    EXPECT_TRUE(other->playbackActive());
+    other->setPlaybackActive(true);
+    EXPECT_EQ(box.journal().count("systemService.wakeSystem(0)"), 1u);
+  }
+  launchQuietly();
+  app = nullptr;
+  box.network().setInternetAvailable(false);
+  EXPECT_THAT(box.journal().entries(), Contains(testing::StartsWith("systemNotifications.")));
+}
+
+}  // namespace

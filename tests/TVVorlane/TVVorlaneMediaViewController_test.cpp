@@ -1,0 +1,300 @@
+#include "TVVorlane/TVVorlaneMediaViewController.h"
+
+#include <gmock/gmock.h>
+
+#include "TVVorlane/TVVorlaneInfoSession.h"
+#include "TVVorlane/TVVorlanePINViewController.h"
+#include "TVVorlane/TVVorlanePresentationSession.h"
+#include "TVVorlane/TVVorlanePresentationViewController.h"
+#include "TVVorlane/TVVorlaneURLSession.h"
+#include "TVVorlane/TVVorlaneVideoPlayerViewController.h"
+#include "tests/TVVorlane/Support.h"
+
+using namespace std::chrono_literals;
+using platform::Dictionary;
+using platform::PressType;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Not;
+
+namespace {
+
+class MediaViewControllerTest : public SessionTest {
+ protected:
+  template <typename Session>
+  std::shared_ptr<Session> started(const Dictionary& options) {
+    auto session = std::make_shared<Session>();
+    session->setDelegate(delegate);
+    session->startWithOptions(options, [](const auto&, const auto&) {});
+    box.run();
+    return session;
+  }
+  std::shared_ptr<TVVorlaneInfoSession> startPIN() {
+    return started<TVVorlaneInfoSession>(
+        {{std::string(TVVorlaneInfoSessionCommand), "showPIN"}, {"pin", "1234"}});
+  }
+  std::shared_ptr<TVVorlaneInfoSession> startDialog(const char* command = "incompatibleSender") {
+    return started<TVVorlaneInfoSession>({{std::string(TVVorlaneInfoSessionCommand), command}});
+  }
+  std::shared_ptr<TVVorlanePresentationSession> startPresentation() {
+    return started<TVVorlanePresentationSession>({{"sessionID", 3}});
+  }
+  std::shared_ptr<TVVorlaneURLSession> startVideo(std::uint32_t sessionID = 7) {
+    return started<TVVorlaneURLSession>(videoOptions(sessionID));
+  }
+  TVVorlaneMediaViewController& root() { return *rootController(); }
+  /// The children on screen, bottom to top.
+  Texts stack() {
+    Texts texts;
+    for (const auto& view : root().view()->subviews()) {
+      for (const auto& child : root().children()) {
+        if (child->view() != view) continue;
+        texts.push_back(child->className() + (view->alpha() == 0 ? " leaving" : ""));
+      }
+    }
+    return texts;
+  }
+
+  const std::string kPIN = "TVVorlanePINViewController";
+  const std::string kVideo = "_TVVorlaneVideoPlayerViewController";
+  const std::string kPresentation = "TVVorlanePresentationViewController";
+  std::shared_ptr<RecordingSessionDelegate> delegate = std::make_shared<RecordingSessionDelegate>();
+};
+
+TEST_F(MediaViewControllerTest, StacksItsChildrenByKindWhateverTheOrder) {
+  const std::function<void()> starts[] = {[&] { startPIN(); }, [&] { startVideo(); },
+                                          [&] { startPresentation(); }};
+  int order[] = {0, 1, 2};
+  do {
+    for (const int index : order) starts[index]();
+    EXPECT_THAT(stack(), ElementsAre(kPresentation, kVideo, kPIN));
+    for (const auto& view : root().view()->subviews())
+      EXPECT_EQ(view->frame(), root().view()->bounds());
+    // PIN, video, presentation: the first one there decides where the remote goes.
+    EXPECT_EQ(root().preferredFocusedView(),
+              root().pinViewController()->preferredFocusedView()
+                  ? root().pinViewController()->preferredFocusedView()
+                  : root().view());
+    for (const auto& session : manager().activeSessions()) session->stopWithOptions({}, nullptr);
+    box.advance(1s);
+    ASSERT_FALSE(rootController());
+  } while (std::next_permutation(std::begin(order), std::end(order)));
+}
+
+TEST_F(MediaViewControllerTest, ChildrenFadeInAndOutAtTheSameTime) {
+  const auto video = startVideo();
+  const auto child = root().videoPlayerViewController();
+  EXPECT_EQ(child->player(), video->player());
+  EXPECT_EQ(child->videoSession(), video);
+  EXPECT_EQ(child->parent(), &root());
+  EXPECT_EQ(child->view()->alpha(), 1);
+  const auto player = video->player();
+
+  const auto next = startVideo(8);
+  EXPECT_THAT(stack(), ElementsAre(kVideo + " leaving", kVideo));
+  EXPECT_NE(root().videoPlayerViewController(), child);
+  box.advance(299ms);
+  EXPECT_EQ(stack().size(), 2u);
+  EXPECT_TRUE(player->hasQueuePlayer());
+  box.advance(1ms);
+  EXPECT_THAT(stack(), ElementsAre(kVideo));
+  EXPECT_EQ(child->parent(), nullptr);
+  // The player goes with what showed it.
+  EXPECT_FALSE(player->hasQueuePlayer());
+  EXPECT_TRUE(next->player()->hasQueuePlayer());
+}
+
+TEST_F(MediaViewControllerTest, SameSessionAgainAndNothingOverNothing) {
+  const auto video = startVideo();
+  const auto child = root().videoPlayerViewController();
+  root().setVideoPlaybackSession(video);
+  root().setPinInfoSession(nullptr);
+  root().setDialogInfoSession(nullptr);
+  root().setPresentationSession(nullptr);
+  EXPECT_EQ(root().videoPlayerViewController(), child);
+  EXPECT_THAT(stack(), ElementsAre(kVideo));
+  EXPECT_EQ(box.logCount("Unexpected view controller in hierarchy"), 0u);
+}
+
+TEST_F(MediaViewControllerTest, PINOverAVideoTakesTheFocusAndGivesItBack) {
+  startVideo();
+  const auto pin = startPIN();
+  EXPECT_EQ(root().pinViewController()->title(), pin->titleString());
+  EXPECT_EQ(root().pinViewController()->pinCode(), "1234");
+  EXPECT_THAT(stack(), ElementsAre(kVideo, kPIN));
+  pin->stopWithOptions({}, nullptr);
+  box.advance(1s);
+  EXPECT_EQ(root().pinViewController(), nullptr);
+  EXPECT_THAT(stack(), ElementsAre(kVideo));
+  EXPECT_EQ(root().preferredFocusedView(), root().videoPlayerViewController()->view());
+  EXPECT_EQ(box.viewServiceHost().window()->focusedView(),
+            root().videoPlayerViewController()->view());
+}
+
+TEST_F(MediaViewControllerTest, DialogIsModalAndEndsItsSession) {
+  const auto dialog = startDialog();
+  const auto alert = root().dialogViewController();
+  ASSERT_TRUE(alert);
+  EXPECT_EQ(root().presented(), alert);
+  EXPECT_EQ(alert->title(), dialog->titleString());
+  EXPECT_EQ(alert->message(), dialog->messageString());
+  ASSERT_EQ(alert->actions().size(), 1u);
+  EXPECT_EQ(alert->actions()[0].title, "OK");
+  EXPECT_EQ(alert->actions()[0].style, platform::AlertActionStyle::Cancel);
+  EXPECT_THAT(stack(), IsEmpty());
+
+  box.screen().send({PressType::Select});
+  box.advance(1s);
+  EXPECT_THAT(manager().activeSessions(), IsEmpty());
+  EXPECT_FALSE(rootController());
+}
+
+TEST_F(MediaViewControllerTest, AnotherDialogChangesTheAlertInPlace) {
+  const auto first = startDialog();
+  const auto alert = root().dialogViewController();
+  const auto second = startDialog("other");
+  EXPECT_EQ(root().dialogInfoSession(), second);
+  EXPECT_EQ(root().dialogViewController(), alert);
+  EXPECT_EQ(root().presented(), alert);
+  EXPECT_EQ(alert->title(), "");
+  EXPECT_EQ(alert->message(), "");
+  // The button still belongs to the first one.
+  ASSERT_EQ(alert->actions().size(), 1u);
+  alert->actions()[0].handler();
+  EXPECT_THAT(manager().activeSessions(), ElementsAre(second));
+
+  second->stopWithOptions({}, nullptr);
+  box.run();
+  EXPECT_EQ(root().presented(), nullptr);
+  EXPECT_EQ(root().dialogViewController(), nullptr);
+}
+
+TEST_F(MediaViewControllerTest, DialogThatComesAsTheLastIsAnsweredIsShown) {
+  startVideo();
+  startDialog();
+  box.screen().send({PressType::Select});
+  const auto second = startDialog();
+  EXPECT_EQ(root().dialogInfoSession(), second);
+  ASSERT_TRUE(root().presented());
+  EXPECT_EQ(root().presented(), root().dialogViewController());
+  box.screen().send({PressType::Select});
+  EXPECT_THAT(manager().activeSessions(), Not(Contains(second)));
+}
+
+TEST_F(MediaViewControllerTest, OtherControllersAreNotPlaced) {
+  // Reached through the focus order: a dialog alone decides only when no child is there.
+  startDialog();
+  const auto alert = root().dialogViewController();
+  const auto preferred = alert->preferredFocusedView();
+  EXPECT_EQ(root().preferredFocusedView(), preferred ? preferred : root().view());
+  startVideo();
+  EXPECT_EQ(root().preferredFocusedView(), root().videoPlayerViewController()->view());
+}
+
+TEST_F(MediaViewControllerTest, BeginAndRequestedEnd) {
+  box.clearLog();
+  const auto video = startVideo();
+  EXPECT_TRUE(box.remoteInputLimiting().isViewServiceActive());
+  const auto controller = rootController();
+  EXPECT_EQ(logTexts(box, "TVVLSession")[0],
+            "Media View Controller ready for display " + controller->description());
+  box.clearLog();
+
+  video->stopWithOptions({}, nullptr);
+  box.run();
+  EXPECT_TRUE(controller->dismissing());
+  EXPECT_THAT(logTexts(box, "TVVLSession"),
+              ElementsAre("No more active sessions, dismiss.",
+                          "End presentation for session with options: {\n}"));
+  box.advance(299ms);
+  EXPECT_TRUE(box.remoteInputLimiting().isViewServiceActive());
+  EXPECT_TRUE(rootController());
+  box.advance(1ms);
+  EXPECT_FALSE(box.remoteInputLimiting().isViewServiceActive());
+  EXPECT_EQ(box.logCount("mediaViewControllerDidDismiss:  " + controller->description()), 1u);
+  EXPECT_FALSE(box.screen().isOpen());
+  EXPECT_THAT(delegate->take(), Not(Contains("userStop {sessionID=7, userExit=1}")));
+}
+
+TEST_F(MediaViewControllerTest, EndByTheUserStopsEverySession) {
+  const auto pin = startPIN();
+  const auto dialog = startDialog();
+  startPresentation();
+  startVideo();
+  box.advance(1s);
+  delegate->take();
+  box.clearLog();
+  box.screen().send({PressType::Home});
+  EXPECT_THAT(logTexts(box, "TVVLSession"), IsEmpty());
+  box.run();
+  const auto log = logTexts(box, "TVVLSession");
+  EXPECT_EQ(Texts(log.begin(), log.begin() + 4),
+            (Texts{"End presentation for session with options: {\n}", "Forced to exit Vorlane",
+                   "User dismissed info dialog session " + pin->description(),
+                   "User dismissed info dialog session " + dialog->description()}));
+  EXPECT_THAT(delegate->take(), ElementsAre("userStop {sessionID=3, userExit=1}",
+                                            "userStop {sessionID=7, userExit=1}",
+                                            "stopped {sessionID=7, userExit=1}"));
+  EXPECT_EQ(box.logCount("mediaViewControllerDidDismiss"), 0u);
+  box.advance(300ms);
+  EXPECT_EQ(box.logCount("mediaViewControllerDidDismiss"), 1u);
+  EXPECT_EQ(manager().stateMachine().currentState(), "Background");
+  box.advance(5s);
+  EXPECT_THAT(manager().activeSessions(), IsEmpty());
+}
+
+class CountingProxy final : public platform::ViewServiceHostProxy {
+ public:
+  void dismissWithResult(const platform::Value& result) override {
+    EXPECT_TRUE(result.isNone());
+    ++calls;
+  }
+  int calls = 0;
+};
+
+class Listener final : public TVVorlaneMediaViewControllerDelegate {
+ public:
+  void mediaViewControllerDidBecomeReady(
+      const std::shared_ptr<TVVorlaneMediaViewController>&) override {}
+  void mediaViewControllerDidDismiss(
+      const std::shared_ptr<TVVorlaneMediaViewController>&) override {
+    story.push_back("dismissed");
+  }
+  Texts story;
+};
+
+TEST_F(MediaViewControllerTest, AsksTheHostOnceAndTellsOnceThatItIsGone) {
+  const auto proxy = std::make_shared<CountingProxy>();
+  const auto listener = std::make_shared<Listener>();
+  const auto controller = std::make_shared<TVVorlaneMediaViewController>();
+  controller->setHostProxy(proxy);
+  controller->setDelegate(listener);
+  controller->dismiss();
+  controller->dismiss();
+  EXPECT_EQ(proxy->calls, 1);
+  EXPECT_EQ(box.logCount("No more active sessions, dismiss."), 2u);
+
+  controller->viewServiceEndPresentationWithOptions(
+      {}, [&] { listener->story.push_back("completed"); });
+  box.advance(299ms);
+  EXPECT_THAT(listener->story, IsEmpty());
+  box.advance(1ms);
+  EXPECT_THAT(listener->story, ElementsAre("completed", "dismissed"));
+  EXPECT_EQ(box.logCount("Forced to exit"), 0u);
+}
+
+TEST_F(MediaViewControllerTest, NothingOutlivesThePresentation) {
+  const std::weak_ptr<TVVorlaneURLSession> video = startVideo();
+  const std::weak_ptr<TVVorlaneMediaViewController> controller = rootController();
+  startPIN();
+  startPresentation();
+  startDialog();
+  box.advance(1s);
+  for (const auto& session : manager().activeSessions()) session->stopWithOptions({}, nullptr);
+  box.advance(2s);
+  EXPECT_TRUE(controller.expired());
+  EXPECT_TRUE(video.expired());
+}
+
+}  // namespace

@@ -1,0 +1,122 @@
+#include "TVVorlane/TVVorlanePresentationSession.h"
+
+#include <chrono>
+
+#include "TVVorlane/TVVorlanePresentationView.h"
+#include "tests/TVVorlane/Support.h"
+
+using namespace std::chrono_literals;
+using platform::Dictionary;
+
+namespace {
+
+class TVVorlanePresentationSessionTest : public SessionTest {
+ protected:
+  void start(const Dictionary& options = {{"sessionID", 4000000000U}, {"hasAudio", true}}) {
+    session->setDelegate(delegate);
+    session->startWithOptions(options, completions.recorder());
+  }
+
+  std::shared_ptr<TVVorlanePresentationSession> session =
+      std::make_shared<TVVorlanePresentationSession>();
+  std::shared_ptr<RecordingSessionDelegate> delegate = std::make_shared<RecordingSessionDelegate>();
+  Completions completions;
+  std::optional<platform::Error> error;
+};
+
+TEST_F(TVVorlanePresentationSessionTest, IsShown) {
+  start();
+  ASSERT_NE(session->presentationView(), nullptr);
+  EXPECT_EQ(session->presentationView()->bounds(), platform::kScreenBounds);
+  EXPECT_EQ(completions.count(), 0U);
+  box.run();
+  ASSERT_EQ(completions.count(), 1U);
+  EXPECT_EQ(completions.errors[0], std::nullopt);
+  EXPECT_EQ(session->sessionID(), 4000000000U);
+  EXPECT_EQ(session->sessionType(), TVVorlaneSessionType::kPresentation);
+  EXPECT_EQ(rootController()->presentationSession(), session);
+  EXPECT_TRUE(delegate->take().empty());
+  // The view of this box offers no layer of its own.
+  EXPECT_EQ(session->presentationView()->presentationLayer(), nullptr);
+  EXPECT_EQ(completions.outInfos[0], std::nullopt);
+  EXPECT_TRUE(session->description().ends_with("> ID: 4000000000"));
+}
+
+TEST_F(TVVorlanePresentationSessionTest, InvalidStartMakesNothing) {
+  start({{"sessionID", 2}, {"volume", "loud"}});
+  ASSERT_EQ(completions.count(), 1U);
+  EXPECT_EQ(completions.errors[0], platform::Error::status(-6756));
+  EXPECT_EQ(completions.outInfos[0], std::nullopt);
+  EXPECT_EQ(session->presentationView(), nullptr);
+  EXPECT_TRUE(manager().activeSessions().empty());
+}
+
+TEST_F(TVVorlanePresentationSessionTest, Actions) {
+  start();
+  box.run();
+  const auto view = session->presentationView();
+  std::optional<Dictionary> outInfo;
+  const auto perform = [&](const std::string& action, const platform::Value& options) {
+    return session->performAction(action, options, &outInfo, &error);
+  };
+  EXPECT_TRUE(perform("TVVorlanePresentationShowProgressAction", {}));
+  EXPECT_TRUE(view->showProgress());
+  EXPECT_TRUE(perform("unknown", Dictionary()));
+  EXPECT_TRUE(view->showProgress());
+  EXPECT_TRUE(perform("TVVorlanePresentationHideProgressAction", Dictionary()));
+  EXPECT_FALSE(view->showProgress());
+  EXPECT_EQ(error, std::nullopt);
+
+  EXPECT_FALSE(perform("TVVorlanePresentationShowProgressAction", Dictionary{{"url", 1}}));
+  EXPECT_EQ(error, platform::Error::status(-6756));
+  EXPECT_FALSE(view->showProgress());
+  EXPECT_EQ(outInfo, std::nullopt);
+
+  error.reset();
+  EXPECT_TRUE(session->getProperty("volume", {}, &error).isNone());
+  EXPECT_FALSE(session->setProperty("volume", {}, 1, &error));
+  EXPECT_EQ(error, std::nullopt);
+
+  session->stopWithOptions({}, nullptr);
+  EXPECT_TRUE(perform("TVVorlanePresentationShowProgressAction", {}));
+}
+
+TEST_F(TVVorlanePresentationSessionTest, Stops) {
+  start();
+  box.run();
+  EXPECT_FALSE(session->stopWithOptions(Dictionary{{"url", 1}}, &error));
+  EXPECT_EQ(error, platform::Error::status(-6756));
+  EXPECT_NE(session->presentationView(), nullptr);
+  EXPECT_EQ(manager().presentationSessionWithID({}), session);
+
+  EXPECT_TRUE(session->stopWithOptions(Dictionary{{"sessionID", 1}}, nullptr));
+  EXPECT_EQ(session->presentationView(), nullptr);
+  EXPECT_EQ(manager().presentationSessionWithID({}), nullptr);
+  EXPECT_TRUE(delegate->take().empty());
+}
+
+TEST_F(TVVorlanePresentationSessionTest, TheUserEndsIt) {
+  start();
+  box.run();
+  session->userStop();
+  EXPECT_EQ(delegate->take(), Texts{"userStop {sessionID=4000000000, userExit=1}"});
+  EXPECT_TRUE(session->deactivated());
+  box.run();
+  EXPECT_EQ(manager().presentationSessionWithID(4000000000U), session);
+  box.advance(4'999ms);
+  EXPECT_NE(session->presentationView(), nullptr);
+  box.advance(1ms);
+  EXPECT_EQ(session->presentationView(), nullptr);
+  EXPECT_EQ(manager().presentationSessionWithID({}), nullptr);
+}
+
+TEST_F(TVVorlanePresentationSessionTest, AFailedPresentationIsReported) {
+  box.screen().setOpening(sim::Screen::Opening::Refuses);
+  start();
+  box.run();
+  ASSERT_EQ(completions.count(), 1U);
+  EXPECT_EQ(completions.errors[0]->code, -6700);
+  EXPECT_EQ(delegate->take(), Texts{"userStop {sessionID=4000000000, userExit=1}"});
+}
+
+}  // namespace

@@ -1,0 +1,177 @@
+#include "TVVorlane/TVVorlanePresentationViewController.h"
+
+#include <chrono>
+#include <utility>
+#include <vector>
+
+#include "TVVorlane/TVVorlanePresentationSession.h"
+#include "TVVorlane/TVVorlanePresentationView.h"
+#include "tests/TVVorlane/Support.h"
+
+using platform::InputEvent;
+using platform::PressType;
+using platform::SwipeDirection;
+
+namespace {
+
+class TVVorlanePresentationViewTest : public SessionTest {
+ protected:
+  std::shared_ptr<TVVorlanePresentationView> view =
+      std::make_shared<TVVorlanePresentationView>(platform::Rect{0, 0, 1001, 601});
+};
+
+TEST_F(TVVorlanePresentationViewTest, Surface) {
+  EXPECT_EQ(view->backgroundColor(), platform::kBlack);
+  EXPECT_TRUE(view->canBecomeFocused());
+  EXPECT_FALSE(view->showProgress());
+  ASSERT_EQ(view->subviews().size(), 1U);
+  EXPECT_EQ(view->subviews()[0], view->contentView());
+  EXPECT_EQ(view->spinnerView()->style(), 20);
+  EXPECT_EQ(view->coverView()->backgroundColor(), platform::kClear);
+
+  class Layer final : public platform::Layer {
+    std::string path() const override { return "/layer"; }
+  };
+  const auto layer = std::make_shared<Layer>();
+  view->contentView()->setLayer(layer);
+  EXPECT_EQ(view->presentationLayer(), layer);
+}
+
+TEST_F(TVVorlanePresentationViewTest, Layout) {
+  view->setFrame({10, 20, 801, 401});
+  view->setShowProgress(true);
+  view->layoutIfNeeded();
+  EXPECT_EQ(view->contentView()->frame(), (platform::Rect{0, 0, 801, 401}));
+  EXPECT_EQ(view->coverView()->frame(), (platform::Rect{0, 0, 801, 401}));
+  const auto size = platform::ActivityIndicatorView::defaultSize(20);
+  EXPECT_EQ(view->spinnerView()->frame(), (platform::Rect{340, 140, size.width, size.height}));
+}
+
+TEST_F(TVVorlanePresentationViewTest, ProgressHidesThePicture) {
+  view->setShowProgress(false);
+  EXPECT_EQ(view->subviews().size(), 1U);
+  for (int i = 0; i < 2; ++i) {
+    view->setShowProgress(true);
+    EXPECT_TRUE(view->showProgress());
+    EXPECT_TRUE(view->contentView()->hidden());
+    EXPECT_TRUE(view->spinnerView()->isAnimating());
+    ASSERT_EQ(view->subviews().size(), 3U);
+    EXPECT_EQ(view->subviews()[1], view->coverView());
+    EXPECT_EQ(view->subviews()[2], view->spinnerView());
+  }
+  view->setShowProgress(false);
+  EXPECT_FALSE(view->showProgress());
+  EXPECT_FALSE(view->contentView()->hidden());
+  EXPECT_FALSE(view->spinnerView()->isAnimating());
+  EXPECT_EQ(view->subviews().size(), 1U);
+}
+
+class TVVorlanePresentationViewControllerTest : public SessionTest {
+ protected:
+  void show(std::uint32_t id) {
+    session = std::make_shared<TVVorlanePresentationSession>();
+    session->setDelegate(delegate);
+    session->startWithOptions({{"sessionID", id}}, completions.recorder());
+    // Until it has faded in, when it gets the focus.
+    box.advance(std::chrono::milliseconds(300));
+  }
+  /// What the session posted for an input of the remote.
+  Texts send(const InputEvent& event) {
+    EXPECT_TRUE(box.screen().send(event));
+    box.run();
+    return delegate->take();
+  }
+
+  std::shared_ptr<TVVorlanePresentationSession> session;
+  std::shared_ptr<RecordingSessionDelegate> delegate = std::make_shared<RecordingSessionDelegate>();
+  Completions completions;
+};
+
+TEST_F(TVVorlanePresentationViewControllerTest, ShowsTheSessionsView) {
+  show(5);
+  const auto controller = rootController()->presentationViewController();
+  ASSERT_NE(controller, nullptr);
+  EXPECT_EQ(controller->session(), session);
+  EXPECT_EQ(controller->presentationView(), session->presentationView());
+  EXPECT_EQ(controller->preferredFocusedView(), session->presentationView());
+  EXPECT_EQ(controller->view()->subviews().back(), session->presentationView());
+  EXPECT_EQ(box.viewServiceHost().window()->focusedView(), session->presentationView());
+  EXPECT_EQ(controller->presentationLayer(), session->presentationView()->presentationLayer());
+  controller->showProgress();
+  EXPECT_TRUE(session->presentationView()->showProgress());
+  controller->hideProgress();
+  EXPECT_FALSE(session->presentationView()->showProgress());
+  EXPECT_EQ(controller->stopCount(), 0U);
+}
+
+TEST_F(TVVorlanePresentationViewControllerTest, WithoutASession) {
+  const auto controller = std::make_shared<TVVorlanePresentationViewController>(nullptr);
+  EXPECT_EQ(controller->presentationView(), nullptr);
+  EXPECT_EQ(controller->preferredFocusedView(), nullptr);
+  EXPECT_EQ(controller->presentationLayer(), nullptr);
+  controller->showProgress();
+  EXPECT_TRUE(controller->view()->subviews().empty());
+}
+
+TEST_F(TVVorlanePresentationViewControllerTest, Recognisers) {
+  show(5);
+  std::vector<SwipeDirection> swipes;
+  std::vector<PressType> presses;
+  for (const auto& recognizer : session->presentationView()->gestureRecognizers()) {
+    if (const auto swipe = std::dynamic_pointer_cast<platform::SwipeRecognizer>(recognizer)) {
+      EXPECT_TRUE(presses.empty());
+      swipes.push_back(swipe->direction());
+    } else {
+      const auto tap = std::dynamic_pointer_cast<platform::TapRecognizer>(recognizer);
+      ASSERT_NE(tap, nullptr);
+      ASSERT_EQ(tap->allowedPressTypes().size(), 1U);
+      presses.push_back(tap->allowedPressTypes()[0]);
+    }
+  }
+  EXPECT_EQ(swipes, (std::vector{SwipeDirection::Left, SwipeDirection::Right, SwipeDirection::Up,
+                                 SwipeDirection::Down}));
+  // The sixth has play/pause, the seventh the platform's default.
+  EXPECT_EQ(presses, (std::vector{PressType::Left, PressType::Right, PressType::Up, PressType::Down,
+                                  PressType::Select, PressType::PlayPause, PressType::Menu}));
+}
+
+TEST_F(TVVorlanePresentationViewControllerTest, TheRemoteBecomesEvents) {
+  show(5);
+  const std::pair<InputEvent, const char*> cases[] = {
+      {{SwipeDirection::Right}, "userPrevious"},
+      {{SwipeDirection::Left}, "userNext"},
+      {{SwipeDirection::Up}, "userUp"},
+      {{SwipeDirection::Down}, "userDown"},
+      {{PressType::Up}, "userUp {sessionID=5}"},
+      {{PressType::Down}, "userDown {sessionID=5}"},
+      {{PressType::Left}, "userPrevious {sessionID=5}"},
+      {{PressType::Right}, "userNext {sessionID=5}"},
+      {{PressType::Select}, "userSelect {sessionID=5}"},
+      {{PressType::PlayPause}, "userPlayPause {sessionID=5}"},
+  };
+  for (const auto& [event, text] : cases) EXPECT_EQ(send(event), Texts{text});
+  EXPECT_FALSE(session->deactivated());
+  EXPECT_EQ(delegate->lastInfo()->number("sessionID")->kind(), platform::Number::Kind::UInt32);
+
+  EXPECT_EQ(send({PressType::Menu}), Texts{"userStop {sessionID=5, userExit=1}"});
+  EXPECT_TRUE(session->deactivated());
+}
+
+TEST_F(TVVorlanePresentationViewControllerTest, AViewThatIsShownAgainAnswersOnce) {
+  show(5);
+  const auto first = session;
+  const std::weak_ptr old = rootController()->presentationViewController();
+  show(6);
+  EXPECT_EQ(send({PressType::Select}), Texts{"userSelect {sessionID=6}"});
+  box.advance(std::chrono::seconds(1));
+  EXPECT_TRUE(old.expired());
+
+  session->stopWithOptions({}, nullptr);
+  box.advance(std::chrono::seconds(1));
+  ASSERT_EQ(rootController()->presentationSession(), first);
+  EXPECT_EQ(send({PressType::Select}), Texts{"userSelect {sessionID=5}"});
+  EXPECT_EQ(send({SwipeDirection::Left}), Texts{"userNext"});
+  EXPECT_EQ(first->presentationView()->gestureRecognizers().size(), 11U);
+}
+
+}  // namespace

@@ -1,0 +1,386 @@
+#include "TVVorlane/TVVorlaneReceiverDelegate.h"
+
+#include <functional>
+#include <limits>
+
+#include <gmock/gmock.h>
+
+#include "TVVorlane/TVVorlaneInfoSession.h"
+#include "TVVorlane/TVVorlanePresentationSession.h"
+#include "TVVorlane/TVVorlaneStatusCodes.h"
+#include "TVVorlane/TVVorlaneStreamingAudioSession.h"
+#include "TVVorlane/TVVorlaneURLSession.h"
+#include "tests/TVVorlane/ReceiverDelegateFixture.h"
+
+using namespace std::chrono_literals;
+using platform::Dictionary;
+using platform::Value;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+using testing::StartsWith;
+
+namespace {
+
+std::string statusError(std::int64_t code) { return platform::Error::status(code).description(); }
+
+TEST_F(ReceiverDelegateTest, RegistersItselfWithItsQueue) {
+  EXPECT_TRUE(box.nowPlaying().isEligible());
+  EXPECT_EQ(box.receiverServiceClient().delegate(), delegate);
+  EXPECT_EQ(box.receiverServiceClient().queue(), delegate->receiverQueue());
+  EXPECT_EQ(delegate->receiverQueue()->label(), "quorin.tvvorlane.receiver");
+  EXPECT_EQ(delegate->lastElapsedTime(), 0);
+  EXPECT_EQ(delegate->lastDuration(), 0);
+  EXPECT_THAT(box.log(), ElementsAre("#T:[Main] #Notice #TVVLCommunication : *Vorlane Receiver "
+                                     "Configured* "));
+}
+
+TEST_F(ReceiverDelegateTest, CallsWithoutASession) {
+  struct Case {
+    std::function<Status()> call;
+    Status status;
+    Texts log;
+  };
+  const std::string none = "(null)";
+  const Case cases[] = {
+      {[&] {
+         Status status = 77;
+         EXPECT_TRUE(delegate->vorlaneUIGetProperty("playbackInfo", {}, &status).isNone());
+         return status;
+       },
+       kTVVorlaneStatusNoSession,
+       {"vorlaneUIGetProperty: playbackInfo",
+        "No active session, could not get property: playbackInfo"}},
+      {[&] { return delegate->vorlaneUISetProperty("rate", {}, 1); },
+       kTVVorlaneStatusNoSession,
+       {"vorlaneUISetProperty (rate): 1", "No active session, could not set property: rate"}},
+      {[&] { return delegate->vorlaneUIPerform("dance", {}, nullptr); },
+       kTVVorlaneStatusNoSession,
+       {"vorlaneUIPerform (dance): {\n}", "No active session, could handleAction: dance"}},
+      {[&] { return delegate->vorlaneUIPerform("hidePIN", {}, nullptr); },
+       0,
+       {"vorlaneUIPerform (hidePIN): {\n}"}},
+      {[&] {
+         return delegate->vorlaneUIStopPresentation({{"sessionID", 3}});
+       },
+       0,
+       {"vorlaneUIStopPresentation: {\n    sessionID = 3;\n}",
+        "No active session for vorlaneUIStopPresentation:"}},
+      {[&] { return delegate->vorlaneUIStopAudio({}); },
+       0,
+       {"vorlaneUIStopAudio: {\n}", "No active session for vorlaneUIStopAudio:"}},
+      {[&] { return delegate->vorlaneUIStopVideo({}); },
+       0,
+       {"vorlaneUIStopVideo: {\n}", "No active session for vorlaneUIStopVideo:"}},
+      {[&] { return delegate->vorlaneUIShowProgress(); },
+       kTVVorlaneStatusFailed,
+       {"vorlaneUIShowProgress", "Failed to show progress with err: " + none}},
+      {[&] { return delegate->vorlaneUIHideProgress(); },
+       kTVVorlaneStatusFailed,
+       {"vorlaneUIHideProgress", "Failed to hide progress with err: " + none}},
+      {[&] {
+         return delegate->vorlaneUIUpdateAudioMetaData({{"title", "T"}});
+       },
+       0,
+       {}},
+      {[&] { return delegate->vorlaneUIUpdateAudioProgress(5, 6); },
+       0,
+       {"Failed to set progress with err: " + none}},
+      {[&] {
+         delegate->vorlaneUIActivity();
+         return 0;
+       },
+       0,
+       {}}};
+  takeLog();
+  for (const auto& [call, status, log] : cases) {
+    EXPECT_EQ(box.call(call), status) << testing::PrintToString(log);
+    EXPECT_EQ(takeLog(), log);
+  }
+  EXPECT_EQ(box.journal().count("systemService.triggerUserActivity()"), 3u);
+}
+
+TEST_F(ReceiverDelegateTest, EntryLinesCarryTheQueuesThreadLevelAndComponent) {
+  box.clearLog();
+  stopVideo({});
+  const auto lines = box.log();
+  ASSERT_EQ(lines.size(), 2u);
+  EXPECT_THAT(lines[0], testing::MatchesRegex("#T:\\[0x[0-9a-f]+\\] #Notice #TVVLCommunication : "
+                                              "vorlaneUIStopVideo: \\{\n\\} "));
+  EXPECT_EQ(lines[1],
+            "#T:[Main] #Notice #TVVLCommunication : No active session for vorlaneUIStopVideo: ");
+}
+
+TEST_F(ReceiverDelegateTest, DataIsAbbreviatedInEntryLines) {
+  takeLog();
+  const Dictionary params{{"d", Dictionary{{"x", platform::Bytes(70000)}}}};
+  const std::string text = "{\n    d = {\n        x = \"<...> 70000 bytes\";\n    };\n}";
+  set("any", params);
+  EXPECT_EQ(takeLog()[0], "vorlaneUISetProperty (any): " + text);
+  perform("any", params);
+  EXPECT_EQ(takeLog()[0], "vorlaneUIPerform (any): " + text);
+  stopVideo(params);
+  EXPECT_EQ(takeLog()[0], "vorlaneUIStopVideo: " + text);
+}
+
+// Video.
+
+TEST_F(ReceiverDelegateTest, VideoFromStartToStop) {
+  takeLog();
+  EXPECT_EQ(startVideo({{"Content-Location", kVideoURL}, {"sessionID", 7}}), 0);
+  EXPECT_THAT(out, IsEmpty());
+  EXPECT_EQ(manager().urlSessionWithID(7)->delegate(), delegate);
+  box.advance(1s);
+  EXPECT_EQ(takeLog(),
+            (Texts{"vorlaneUIStartVideo: {\n    \"Content-Location\" = \"http://sender/video.mp4\";"
+                   "\n    sessionID = 7;\n}",
+                   "PostEvent: loading", "PostEvent: playing"}));
+  EXPECT_THAT(takeEventTexts(box), ElementsAre("loading", "playing"));
+
+  Status status = 77;
+  EXPECT_EQ(get("playbackInfo", &status).asDictionary()->get("readyToPlay"), Value(1));
+  EXPECT_EQ(status, 77);
+  EXPECT_EQ(set("rate", 2), 0);
+  EXPECT_EQ(perform("dance", {{"sessionID", 7}}), 0);
+  EXPECT_THAT(out, IsEmpty());
+  EXPECT_EQ(takeLog(),
+            (Texts{"vorlaneUIGetProperty: playbackInfo", "vorlaneUISetProperty (rate): 2",
+                   "vorlaneUIPerform (dance): {\n    sessionID = 7;\n}"}));
+
+  EXPECT_EQ(stopVideo({{"sessionID", 7}}), 0);
+  EXPECT_EQ(takeLog(), (Texts{"vorlaneUIStopVideo: {\n    sessionID = 7;\n}"}));
+  EXPECT_THAT(manager().activeSessions(), IsEmpty());
+  EXPECT_EQ(stopVideo({{"sessionID", 7}}), 0);
+  EXPECT_EQ(takeLog()[1], "No active session for vorlaneUIStopVideo:");
+}
+
+TEST_F(ReceiverDelegateTest, RefusedStartsAnswerWithTheError) {
+  takeLog();
+  const Dictionary refusal{{"code", kTVVorlaneStatusWrongType},
+                           {"domain", platform::kStatusCodeErrorDomain}};
+  EXPECT_EQ(startVideo(videoOptions(7, {{"rate", "fast"}})), kTVVorlaneStatusWrongType);
+  EXPECT_EQ(out, refusal);
+  EXPECT_EQ(takeLog()[1], "Failed to start with err: " + statusError(-6756));
+
+  const Dictionary bad{{"uuid", 1}};
+  out = {};
+  EXPECT_EQ(box.call([&] { return delegate->vorlaneUIStartAudio(bad, &out); }),
+            kTVVorlaneStatusWrongType);
+  EXPECT_EQ(out, refusal);
+  EXPECT_EQ(takeLog(), (Texts{"vorlaneUIStartAudio: {\n    uuid = 1;\n}",
+                              "Failed to start with err: " + statusError(-6756)}));
+
+  out = {};
+  EXPECT_EQ(box.call([&] { return delegate->vorlaneUIStartPresentation(bad, &out); }),
+            kTVVorlaneStatusWrongType);
+  EXPECT_EQ(out, refusal);
+  EXPECT_EQ(takeLog(),
+            (Texts{"vorlaneUIStartPresentation: {\n    uuid = 1;\n}",
+                   "Failed to start with err: " + statusError(-6756),
+                   "vorlaneUIStartPresentation (complete): {\n    code = -6756;\n    domain = "
+                   "TVSStatusCodeErrorDomain;\n} err:  -6756"}));
+  EXPECT_EQ(perform("showPIN", {{"uuid", 1}}), kTVVorlaneStatusWrongType);
+  EXPECT_THAT(out, IsEmpty());
+  EXPECT_THAT(manager().activeSessions(), IsEmpty());
+}
+
+TEST_F(ReceiverDelegateTest, FailedReadsWritesAndActions) {
+  startVideo(videoOptions(7));
+  takeLog();
+  Status status = 0;
+  EXPECT_TRUE(get("weather", &status).isNone());
+  EXPECT_EQ(status, kTVVorlaneStatusUnsupported);
+  EXPECT_TRUE(get("weather", nullptr).isNone());
+  EXPECT_EQ(takeLog()[1], "Could not get property: weather error: " + statusError(-6735));
+  EXPECT_EQ(set("rate", "fast"), kTVVorlaneStatusWrongType);
+  EXPECT_EQ(takeLog()[1], "Could not set property: rate error: " + statusError(-6756));
+
+  EXPECT_EQ(perform("playlistRemove", {{"sessionID", 7}, {"item", Dictionary{{"uuid", "U9"}}}}),
+            kTVVorlaneStatusNotFound);
+  EXPECT_EQ(out, (Dictionary{{"code", kTVVorlaneStatusNotFound},
+                             {"domain", platform::kStatusCodeErrorDomain}}));
+  EXPECT_EQ(takeLog()[1], "Could not perform action: playlistRemove error: " + statusError(-6727));
+
+  // By an identifier that nobody has.
+  EXPECT_EQ(perform("dance", {{"sessionID", 8}}), kTVVorlaneStatusNoSession);
+  EXPECT_EQ(out, (Dictionary{{"code", kTVVorlaneStatusNoSession},
+                             {"domain", platform::kStatusCodeErrorDomain}}));
+
+  EXPECT_EQ(stopVideo({{"sessionID", 7}, {"uuid", 5}}), kTVVorlaneStatusWrongType);
+  EXPECT_THAT(takeLog(), testing::Contains("Failed to stop with err: " + statusError(-6756)));
+  EXPECT_THAT(manager().activeSessions(), SizeIs(1));
+}
+
+TEST_F(ReceiverDelegateTest, KeyRequestGoesBackInTheOutDictionary) {
+  startVideo(videoOptions(7));
+  EXPECT_EQ(perform("requestForStreamingKey", {{"sessionID", 7}}), kTVVorlaneStatusNotFound);
+  EXPECT_EQ(out.get("code"), Value(kTVVorlaneStatusNotFound));
+}
+
+// Other sessions.
+
+TEST_F(ReceiverDelegateTest, Presentation) {
+  takeLog();
+  box.journal().clear();
+  EXPECT_EQ(box.call([&] {
+    return delegate->vorlaneUIStartPresentation({{"sessionID", 3}}, &out);
+  }),
+            0);
+  EXPECT_EQ(box.journal().entries().front(), "systemService.triggerUserActivity()");
+  const auto log = takeLog();
+  ASSERT_EQ(log.size(), 2u);
+  const auto session = manager().presentationSessionWithID(3);
+  ASSERT_TRUE(session);
+  // Without a layer there is nothing to hand out.
+  const auto outText = out.empty() ? "(null)" : out.description();
+  EXPECT_EQ(log[0], "vorlaneUIStartPresentation: {\n    sessionID = 3;\n}");
+  EXPECT_EQ(log[1], "vorlaneUIStartPresentation (complete): " + outText + " err:  0");
+
+  EXPECT_EQ(box.call([&] { return delegate->vorlaneUIShowProgress(); }), 0);
+  EXPECT_EQ(box.call([&] { return delegate->vorlaneUIHideProgress(); }), 0);
+  EXPECT_EQ(takeLog(), (Texts{"vorlaneUIShowProgress", "vorlaneUIHideProgress"}));
+  EXPECT_EQ(box.journal().count("systemService.triggerUserActivity()"), 3u);
+
+  EXPECT_EQ(box.call([&] { return delegate->vorlaneUIStopPresentation({{"sessionID", 3}}); }), 0);
+  EXPECT_THAT(manager().activeSessions(), IsEmpty());
+}
+
+TEST_F(ReceiverDelegateTest, AudioProgressIsPassedOnOnceASecond) {
+  EXPECT_EQ(box.call([&] {
+    return delegate->vorlaneUIStartAudio({{"sessionID", 4}}, nullptr);
+  }),
+            0);
+  struct Report {
+    double elapsed;
+    double duration;
+    bool passedOn;
+    double roundedElapsed;
+    double roundedDuration;
+  };
+  constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+  const Report reports[] = {{0.4, 0.2, false, 0, 0},       {10.5, 200, true, 11, 200},
+                            {10.6, 200.2, false, 11, 200}, {11.49, 200.49, false, 11, 200},
+                            {11.5, 200, true, 12, 200},    {12, 200.5, true, 12, 201},
+                            {-0.5, 201, true, -1, 201},    {1e300, 201, true, 1e300, 201}};
+  const auto& posted = box.distributedNotifications().posted();
+  for (const auto& report : reports) {
+    const auto before = posted.size();
+    EXPECT_EQ(box.call([&] {
+      return delegate->vorlaneUIUpdateAudioProgress(report.elapsed, report.duration);
+    }),
+              0);
+    EXPECT_EQ(posted.size(), before + (report.passedOn ? 1 : 0)) << report.elapsed;
+    EXPECT_EQ(delegate->lastElapsedTime(), report.roundedElapsed);
+    EXPECT_EQ(delegate->lastDuration(), report.roundedDuration);
+    if (!report.passedOn) continue;
+    const Dictionary expected{
+        {std::string(platform::kNowPlayingDuration), report.roundedDuration},
+        {std::string(platform::kNowPlayingElapsedTime), report.roundedElapsed},
+        {std::string(platform::kNowPlayingTimestamp), box.clock().date()}};
+    EXPECT_EQ(posted.back().second, expected) << compact(posted.back().second);
+  }
+  EXPECT_EQ(box.call([&] { return delegate->vorlaneUIUpdateAudioProgress(kNaN, kNaN); }), 0);
+  takeLog();
+  EXPECT_EQ(box.call([&] { return delegate->vorlaneUIStopAudio({{"sessionID", 4}}); }), 0);
+  EXPECT_EQ(takeLog(), (Texts{"vorlaneUIStopAudio: {\n    sessionID = 4;\n}"}));
+  // Remembered although nobody took it.
+  box.call([&] { return delegate->vorlaneUIUpdateAudioProgress(50, 60); });
+  EXPECT_EQ(takeLog(), (Texts{"Failed to set progress with err: (null)"}));
+  box.call([&] { return delegate->vorlaneUIUpdateAudioProgress(50, 60); });
+  EXPECT_THAT(takeLog(), IsEmpty());
+}
+
+TEST_F(ReceiverDelegateTest, ShownPINIsReplacedAndHidden) {
+  EXPECT_EQ(perform("showPIN", {{"pin", "1234"}}), 0);
+  EXPECT_THAT(out, IsEmpty());
+  const auto first = manager().infoSessionWithID({});
+  EXPECT_EQ(first->messageString(), "1234");
+  EXPECT_EQ(first->sessionType(), TVVorlaneSessionType::kPin);
+  EXPECT_EQ(perform("showPIN", {{"pin", "5678"}}), 0);
+  const auto second = manager().infoSessionWithID({});
+  EXPECT_NE(first, second);
+  EXPECT_THAT(manager().activeSessions(), ElementsAre(second));
+  EXPECT_EQ(rootController()->pinInfoSession(), second);
+
+  EXPECT_EQ(perform("hidePIN", {{"uuid", 5}}), kTVVorlaneStatusWrongType);
+  EXPECT_THAT(manager().activeSessions(), ElementsAre(second));
+  EXPECT_EQ(perform("hidePIN", {}), 0);
+  EXPECT_THAT(manager().activeSessions(), IsEmpty());
+
+  EXPECT_EQ(perform("incompatibleSender", {}), 0);
+  EXPECT_EQ(manager().infoSessionWithID({})->sessionType(), TVVorlaneSessionType::kDialog);
+  // The sender's own entry wins over the action's name.
+  EXPECT_EQ(perform("incompatibleSender", {{std::string(TVVorlaneInfoSessionCommand), "showPIN"}}),
+            0);
+  EXPECT_EQ(manager().infoSessionWithID({})->sessionType(), TVVorlaneSessionType::kPin);
+  EXPECT_THAT(manager().activeSessions(), SizeIs(1));
+}
+
+// Events and threads.
+
+TEST_F(ReceiverDelegateTest, EventsPostedDuringACallArriveAfterItInOrder) {
+  box.screen().setOpening(sim::Screen::Opening::Succeeds, 3s);
+  takeLog();
+  const auto call = beginStartVideo(videoOptions(7));
+  box.advance(2s);
+  EXPECT_FALSE(call.done());
+  EXPECT_EQ(box.logCount("PostEvent: "), 2u);
+  EXPECT_THAT(takeEventTexts(box), IsEmpty());
+  EXPECT_EQ(box.finish(call), 0);
+  box.run();
+  EXPECT_THAT(takeEventTexts(box), ElementsAre("loading", "playing"));
+}
+
+TEST_F(ReceiverDelegateTest, EventKeepsItsNameAndInfo) {
+  TVVorlaneURLSession session;
+  const Dictionary info{{"a", platform::Bytes(3)}, {"b", Dictionary{{"c", 1}}}};
+  delegate->session(session, "größe", info);
+  delegate->session(session, "plain", std::nullopt);
+  box.run();
+  const auto events = box.receiverServiceClient().takeEvents();
+  ASSERT_EQ(events.size(), 2u);
+  EXPECT_EQ(events[0].name, "größe");
+  EXPECT_EQ(events[0].info, info);
+  EXPECT_THAT(events[1].info, IsEmpty());
+}
+
+TEST_F(ReceiverDelegateTest, CallsOnTheWrongThreadAreProgrammingErrors) {
+  const sim::AssertionsThrow assertionsThrow;
+  const Dictionary none;
+  const std::pair<std::string, std::function<void()>> calls[] = {
+      {"vorlaneUIGetProperty", [&] { delegate->vorlaneUIGetProperty("p", {}, nullptr); }},
+      {"vorlaneUISetProperty", [&] { delegate->vorlaneUISetProperty("p", {}, {}); }},
+      {"vorlaneUIPerform", [&] { delegate->vorlaneUIPerform("a", none, nullptr); }},
+      {"vorlaneUIStartPresentation", [&] { delegate->vorlaneUIStartPresentation(none, nullptr); }},
+      {"vorlaneUIStopPresentation", [&] { delegate->vorlaneUIStopPresentation(none); }},
+      {"vorlaneUIShowProgress", [&] { delegate->vorlaneUIShowProgress(); }},
+      {"vorlaneUIHideProgress", [&] { delegate->vorlaneUIHideProgress(); }},
+      {"vorlaneUIStartAudio", [&] { delegate->vorlaneUIStartAudio(none, nullptr); }},
+      {"vorlaneUIStopAudio", [&] { delegate->vorlaneUIStopAudio(none); }},
+      {"vorlaneUIUpdateAudioMetaData", [&] { delegate->vorlaneUIUpdateAudioMetaData(none); }},
+      {"vorlaneUIUpdateAudioProgress", [&] { delegate->vorlaneUIUpdateAudioProgress(1, 2); }},
+      {"vorlaneUIStartVideo", [&] { delegate->vorlaneUIStartVideo(none, nullptr); }},
+      {"vorlaneUIStopVideo", [&] { delegate->vorlaneUIStopVideo(none); }}};
+  for (const auto& [operation, call] : calls) {
+    try {
+      call();
+      ADD_FAILURE() << operation;
+    } catch (const sim::AssertionError& error) {
+      EXPECT_EQ(error.failure().operation, operation);
+      EXPECT_EQ(error.failure().source, "TVVorlane/TVVorlaneReceiverDelegate");
+      EXPECT_EQ(error.failure().condition, "!isMainThread");
+    }
+  }
+  EXPECT_NO_THROW(delegate->vorlaneUIActivity());
+
+  TVVorlaneURLSession session;
+  try {
+    box.call([&] { delegate->session(session, "event", std::nullopt); });
+    ADD_FAILURE() << "session";
+  } catch (const sim::AssertionError& error) {
+    EXPECT_EQ(error.failure().operation, "session");
+    EXPECT_EQ(error.failure().condition, "isMainThread");
+  }
+}
+
+}  // namespace

@@ -1,0 +1,404 @@
+// The sender's properties and actions.
+
+#include <limits>
+
+#include <gmock/gmock.h>
+
+#include "TVVorlane/TVVorlaneMediaItem.h"
+#include "TVVorlane/TVVorlaneStatusCodes.h"
+#include "tests/TVVorlane/URLSessionFixture.h"
+
+using namespace std::chrono_literals;
+using platform::Array;
+using platform::Dictionary;
+using platform::MediaTime;
+using platform::Value;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Not;
+
+namespace {
+
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+
+class URLSessionPropertyTest : public URLSessionTest {
+ protected:
+  /// Everything that a write may change.
+  std::string settings() {
+    const auto item = player().currentMediaItem();
+    std::string text =
+        compact(Dictionary{{"rate", player().rate()},
+                           {"used", player().rateUsedForPlayback()},
+                           {"muted", player().muted()},
+                           {"volume", player().volume()},
+                           {"end", static_cast<int>(player().mediaItemEndAction())},
+                           {"styles", item->metadata(platform::kMediaItemSubtitleStyles)},
+                           {"forward", item->metadata(platform::kMediaItemForwardEndTime)},
+                           {"reverse", item->metadata(platform::kMediaItemReverseEndTime)},
+                           {"items", static_cast<int>(session->playlist()->trackList().size())}});
+    for (const auto& track : player().currentPlayerItem()->tracks())
+      text += track.enabled ? '+' : '-';
+    for (const auto& call : engine().calls()) text += ' ' + call;
+    return text;
+  }
+};
+
+TEST_F(URLSessionPropertyTest, WithoutAPlayerEverythingIsRefused) {
+  const auto refuses = [&] {
+    EXPECT_TRUE(get("playbackInfo").isNone());
+    EXPECT_EQ(code(), kTVVorlaneStatusNoPlayer);
+    EXPECT_FALSE(set("rate", 1));
+    EXPECT_EQ(code(), kTVVorlaneStatusNoPlayer);
+    EXPECT_FALSE(perform("anything", Dictionary()));
+    EXPECT_EQ(code(), kTVVorlaneStatusNoPlayer);
+    // What is wrong with the value comes first.
+    EXPECT_FALSE(set("rate", "1"));
+    EXPECT_EQ(code(), kTVVorlaneStatusWrongType);
+    EXPECT_FALSE(perform("anything", Dictionary{{"item", 1}}));
+    EXPECT_EQ(code(), kTVVorlaneStatusWrongType);
+  };
+  refuses();
+  startPlaying();
+  session->stopWithOptions({}, nullptr);
+  refuses();
+}
+
+TEST_F(URLSessionPropertyTest, UnsupportedNames) {
+  startPlaying();
+  EXPECT_TRUE(get("position").isNone());
+  EXPECT_EQ(code(), kTVVorlaneStatusUnsupported);
+  EXPECT_FALSE(set("playbackInfo", 1));
+  EXPECT_EQ(code(), kTVVorlaneStatusUnsupported);
+  EXPECT_TRUE(session->getProperty("", {}, nullptr).isNone());
+  EXPECT_TRUE(perform("dance", Dictionary{{"how", "well"}}));
+  EXPECT_FALSE(outInfo);
+  const std::string error6735 = platform::Error::status(kTVVorlaneStatusUnsupported).description();
+  EXPECT_THAT(logTexts(box, "TVVLSession"),
+              ElementsAre("Get value for unsupported property:  position",
+                          "Error getting property:  position, error: " + error6735,
+                          "Error setting property:  playbackInfo, error: " + error6735,
+                          "Get value for unsupported property:  ",
+                          "Error getting property:  , error: " + error6735));
+}
+
+struct BadWrite {
+  const char* property;
+  Value value;
+  Value qualifier = {};
+  std::int64_t code = kTVVorlaneStatusWrongType;
+};
+
+class BadWrites : public URLSessionPropertyTest, public testing::WithParamInterface<BadWrite> {};
+
+TEST_P(BadWrites, ChangeNothingAndLogOneLine) {
+  box.mediaLibrary().add(kVideoURL, {.tracks = {{1, "video", "avc", true}}});
+  startPlaying();
+  const auto before = settings();
+  const auto& [property, value, qualifier, expected] = GetParam();
+  EXPECT_FALSE(set(property, value, qualifier));
+  EXPECT_EQ(code(), expected);
+  box.run();
+  EXPECT_EQ(settings(), before);
+  EXPECT_THAT(delegate->take(), IsEmpty());
+  EXPECT_EQ(logTexts(box, "TVVLSession").size(), 1u);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, BadWrites,
+    testing::Values(BadWrite{"position", "12"}, BadWrite{"position", Value::null()},
+                    BadWrite{"position", {}}, BadWrite{"rate", "2"}, BadWrite{"rate", Array()},
+                    BadWrite{"rate", {}}, BadWrite{"date", 5}, BadWrite{"date", {}},
+                    BadWrite{"forwardEndTime", 12.0}, BadWrite{"reverseEndTime", "0"},
+                    BadWrite{"enableTrack", "NO", 1}, BadWrite{"enableTrack", false, "1"},
+                    BadWrite{"enableTrack", false, {}}, BadWrite{"enableTrack", false, Array{1}},
+                    BadWrite{"selectedMediaArray", Dictionary()}, BadWrite{"muted", "YES"},
+                    BadWrite{"volume", Dictionary()}, BadWrite{"actionAtItemEnd", "1"},
+                    BadWrite{"actionAtItemEnd", {}, {}, kTVVorlaneStatusBadValue},
+                    BadWrite{"metaData", "title"},
+                    BadWrite{"metaData", {}, {}, kTVVorlaneStatusBadValue},
+                    BadWrite{"textMarkupArray", "style", {}, kTVVorlaneStatusBadValue},
+                    BadWrite{"textMarkupArray", {}, {}, kTVVorlaneStatusBadValue}));
+
+struct HarmlessWrite {
+  const char* property;
+  Value value;
+  Value qualifier = {};
+};
+
+class HarmlessWrites : public URLSessionPropertyTest,
+                       public testing::WithParamInterface<HarmlessWrite> {};
+
+TEST_P(HarmlessWrites, AreAcceptedAndChangeNothing) {
+  box.mediaLibrary().add(kVideoURL, {.tracks = {{1, "video", "avc", true}}});
+  startPlaying();
+  player().setMediaItemEndAction(TVSMediaItemEndAction::Pause);
+  const auto before = settings();
+  EXPECT_TRUE(set(GetParam().property, GetParam().value, GetParam().qualifier));
+  EXPECT_EQ(code(), 0);
+  box.run();
+  EXPECT_EQ(settings(), before);
+  EXPECT_EQ(player().state(), TVSPlaybackState::Playing);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, HarmlessWrites,
+    testing::Values(HarmlessWrite{"actionAtItemEnd", 3}, HarmlessWrite{"actionAtItemEnd", -1},
+                    HarmlessWrite{"actionAtItemEnd", 1e9}, HarmlessWrite{"actionAtItemEnd", kNaN},
+                    HarmlessWrite{"forwardEndTime", Dictionary()},
+                    HarmlessWrite{"reverseEndTime", Dictionary{{"value", 1}}},
+                    HarmlessWrite{"enableTrack", false, Dictionary()},
+                    HarmlessWrite{"enableTrack", false, 99},
+                    HarmlessWrite{"selectedMediaArray", Array{1, "x", Dictionary()}},
+                    HarmlessWrite{"position", kNaN}, HarmlessWrite{"volume", kNaN},
+                    HarmlessWrite{"date", platform::Date{kNaN}}));
+
+struct Seek {
+  double position;
+  double expected;
+};
+
+TEST_F(URLSessionPropertyTest, PositionIsClampedToTheItem) {
+  startPlaying();
+  for (const auto& [position, expected] :
+       {Seek{30, 30}, Seek{-3, 0}, Seek{-kInfinity, 0}, Seek{99, 99}}) {
+    EXPECT_TRUE(set("position", position)) << position;
+    box.run();
+    EXPECT_EQ(player().elapsedTime(), expected) << position;
+  }
+  EXPECT_TRUE(set("position", 1e9));
+  box.run();
+  EXPECT_THAT(delegate->take(), ElementsAre("itemPlayedToEnd {uuid=U1}", "ended",
+                                            "stopped {sessionID=7, reason=ended}"));
+}
+
+TEST_F(URLSessionPropertyTest, PositionOfAQueuedItemIsKeptForItsStart) {
+  startPlaying();
+  insert(kNextURL, "U2");
+  const auto next = session->playlist()->trackList().back();
+  EXPECT_TRUE(set("position", 40, Dictionary{{"uuid", "U2"}}));
+  EXPECT_EQ(next->metadata(platform::kMediaItemStartTime), Value(40));
+  EXPECT_THAT(engine().calls(), IsEmpty());
+  // The playing one, an unknown one, and none: a seek.
+  for (const Value& qualifier :
+       {Value(Dictionary{{"uuid", "U1"}}), Value(Dictionary{{"uuid", "U9"}}),
+        Value(Dictionary{{"uuid", 2}}), Value("U2")}) {
+    engine().clearCalls();
+    EXPECT_TRUE(set("position", 20, qualifier));
+    EXPECT_THAT(engine().calls(), ElementsAre("seek 20")) << compact(qualifier);
+  }
+  remove("U1");
+  box.advance(200ms);
+  EXPECT_GE(player().elapsedTime(), 40);
+}
+
+struct RateWrite {
+  Value rate;
+  double used;
+  TVSPlaybackState state;
+};
+
+TEST_F(URLSessionPropertyTest, RatePausesPlaysAndIsBounded) {
+  startPlaying();
+  for (const auto& [rate, used, state] :
+       {RateWrite{2, 2, TVSPlaybackState::Playing}, RateWrite{0, 2, TVSPlaybackState::Paused},
+        RateWrite{kNaN, 2, TVSPlaybackState::Playing},
+        RateWrite{0.5, 0.5, TVSPlaybackState::Playing},
+        RateWrite{false, 0.5, TVSPlaybackState::Paused},
+        RateWrite{1e9, 64, TVSPlaybackState::Playing},
+        RateWrite{kInfinity, 64, TVSPlaybackState::Playing},
+        RateWrite{1, 1, TVSPlaybackState::Playing}, RateWrite{-1, -1, TVSPlaybackState::Playing}}) {
+    EXPECT_TRUE(set("rate", rate)) << compact(rate);
+    box.run();
+    EXPECT_EQ(player().rateUsedForPlayback(), used) << compact(rate);
+    EXPECT_EQ(player().state(), state) << compact(rate);
+  }
+  EXPECT_THAT(delegate->take(), ElementsAre("paused", "playing", "paused", "playing"));
+}
+
+TEST_F(URLSessionPropertyTest, DateSeeks) {
+  box.mediaLibrary().add(kVideoURL, {.startDate = platform::Date{1000}});
+  startPlaying();
+  EXPECT_TRUE(set("date", platform::Date{1050}));
+  box.run();
+  EXPECT_EQ(player().elapsedTime(), 50);
+  EXPECT_EQ(get("playbackInfo").asDictionary()->date("date"), platform::Date{1050});
+}
+
+TEST_F(URLSessionPropertyTest, EndTimesLimitPlayback) {
+  startPlaying();
+  EXPECT_TRUE(set("forwardEndTime", *MediaTime::seconds(20).toDictionary()));
+  EXPECT_EQ(engine().currentLoad().forwardEndSeconds, 20);
+  EXPECT_TRUE(set("reverseEndTime", *MediaTime::seconds(5).toDictionary()));
+  EXPECT_EQ(engine().currentLoad().reverseEndSeconds, 5);
+  EXPECT_TRUE(set("forwardEndTime", *MediaTime::positiveInfinity().toDictionary()));
+  EXPECT_FALSE(engine().currentLoad().forwardEndSeconds);
+  EXPECT_TRUE(set("forwardEndTime", *MediaTime::seconds(10).toDictionary()));
+  box.advance(10s);
+  EXPECT_THAT(delegate->take(), Contains("itemPlayedToEnd {uuid=U1}"));
+}
+
+TEST_F(URLSessionPropertyTest, TracksAreNamedPlainlyOrInADictionary) {
+  box.mediaLibrary().add(kVideoURL,
+                         {.tracks = {{1, "video", "avc", true}, {2, "audio", "aac", true}}});
+  startPlaying();
+  EXPECT_TRUE(set("enableTrack", false, 2));
+  EXPECT_EQ(get("enableTrack", 2), Value(false));
+  EXPECT_EQ(get("enableTrack", Dictionary{{"qualifier", 2}}), Value(false));
+  EXPECT_TRUE(set("enableTrack", true, Dictionary{{"qualifier", 2}}));
+  EXPECT_EQ(get("enableTrack", 2), Value(true));
+  EXPECT_EQ(get("enableTrack", 1), Value(true));
+
+  EXPECT_TRUE(get("enableTrack", Dictionary()).isNone());
+  EXPECT_EQ(code(), 0);
+  for (const Value& qualifier : {Value("2"), Value(), Value(Array{2})}) {
+    EXPECT_TRUE(get("enableTrack", qualifier).isNone());
+    EXPECT_EQ(code(), kTVVorlaneStatusWrongType) << compact(qualifier);
+  }
+}
+
+TEST_F(URLSessionPropertyTest, SoundAndEndActionAndStyles) {
+  startPlaying();
+  EXPECT_TRUE(set("muted", 1));
+  EXPECT_TRUE(player().muted());
+  EXPECT_TRUE(set("volume", 0.25));
+  EXPECT_EQ(player().volume(), 0.25F);
+  EXPECT_TRUE(set("volume", 1e9));
+  EXPECT_EQ(player().volume(), 1);
+  for (const int action : {2, 1, 0}) {
+    EXPECT_TRUE(set("actionAtItemEnd", action));
+    EXPECT_EQ(static_cast<int>(player().mediaItemEndAction()), action);
+  }
+  EXPECT_TRUE(set("textMarkupArray", Array{"style"}));
+  EXPECT_EQ(player().currentMediaItem()->metadata(platform::kMediaItemSubtitleStyles),
+            Value(Array{"style"}));
+}
+
+TEST_F(URLSessionPropertyTest, PublishedMetadataTakesPositionAndRateFromThePlayer) {
+  startPlaying();
+  EXPECT_TRUE(
+      set("metaData", Dictionary{{"title", "T"}, {"elapsedTime", 55}, {"rate", 0}, {"other", 1}}));
+  const auto& info = box.nowPlaying().given().back();
+  EXPECT_EQ(info.get(platform::kNowPlayingTitle), Value("T"));
+  EXPECT_EQ(info.get(platform::kNowPlayingElapsedTime), Value(player().elapsedTime()));
+  EXPECT_EQ(info.get(platform::kNowPlayingPlaybackRate), Value(1));
+  EXPECT_EQ(info.size(), 3u);
+  EXPECT_EQ(box.nowPlaying().playbackState(), platform::NowPlayingPlaybackState::Playing);
+}
+
+TEST_F(URLSessionPropertyTest, ReadsGoThroughToThePlayer) {
+  startPlaying();
+  EXPECT_EQ(get("playbackAccessLog").asArray()->size(), 1u);
+  EXPECT_TRUE(get("playbackErrorLog").isNone());
+  EXPECT_EQ(code(), 0);
+  EXPECT_EQ(get("timedMetadataArray"), Value(Array()));
+  EXPECT_EQ(get("selectedMediaArray"), Value(Array()));
+  // A qualifier does not matter to them.
+  EXPECT_EQ(get("playbackInfo", "any").asDictionary()->get("readyToPlay"), Value(1));
+}
+
+// Playlist actions.
+
+TEST_F(URLSessionPropertyTest, InsertAppendsWhateverComesAfter) {
+  startPlaying();
+  const Value afters[] = {{}, Dictionary{{"uuid", "U1"}}, Dictionary{{"uuid", 7}}, "nonsense"};
+  int number = 2;
+  for (const Value& after : afters) {
+    const std::string uuid = "U" + std::to_string(number++);
+    EXPECT_TRUE(
+        perform("playlistInsert",
+                Dictionary{{"item", Dictionary{{"Content-Location", kNextURL}, {"uuid", uuid}}},
+                           {"afterItem", after}}))
+        << compact(after);
+    EXPECT_TRUE(session->playlist()->trackList().back()->metadataEquals(
+        TVVorlaneMediaItemMetadataUUID, uuid));
+  }
+  EXPECT_EQ(session->playlist()->trackList().size(), 5u);
+  EXPECT_THAT(delegate->take(), IsEmpty());
+}
+
+struct BadAction {
+  const char* action;
+  Dictionary options;
+  std::int64_t code;
+};
+
+TEST_F(URLSessionPropertyTest, BadActionsChangeNothing) {
+  startPlaying();
+  const auto before = settings();
+  const BadAction cases[] = {
+      {"playlistInsert", {{"item", "x"}}, kTVVorlaneStatusWrongType},
+      {"playlistInsert", {{"item", Dictionary{{"uuid", 5}}}}, kTVVorlaneStatusWrongType},
+      {"playlistRemove", {{"item", 5}}, kTVVorlaneStatusWrongType},
+      {"playlistRemove", {{"item", Dictionary{{"uuid", 5}}}}, kTVVorlaneStatusWrongType},
+      {"playlistRemove", {{"item", Dictionary{{"uuid", "U9"}}}}, kTVVorlaneStatusNotFound},
+      {"dance", {{"volume", "loud"}}, kTVVorlaneStatusWrongType}};
+  for (const auto& [action, options, expected] : cases) {
+    EXPECT_FALSE(perform(action, options)) << action << compact(options);
+    EXPECT_EQ(code(), expected) << action << compact(options);
+    EXPECT_FALSE(session->performAction(action, options, nullptr, nullptr));
+  }
+  box.run();
+  EXPECT_EQ(settings(), before);
+  EXPECT_THAT(delegate->take(), IsEmpty());
+}
+
+TEST_F(URLSessionPropertyTest, FailedActionIsLoggedForThoseWhoAskForTheError) {
+  startPlaying();
+  const Dictionary options{{"item", Dictionary{{"uuid", "U9"}, {"Play-Info", platform::Bytes(3)}}}};
+  EXPECT_FALSE(session->performAction("playlistRemove", options, nullptr, nullptr));
+  EXPECT_THAT(logTexts(box, "TVVLSession"), IsEmpty());
+  EXPECT_FALSE(perform("playlistRemove", options));
+  EXPECT_THAT(logTexts(box, "TVVLSession"),
+              ElementsAre("Error performing action 'playlistRemove':\n{\n    item = {\n        "
+                          "uuid = U9;\n        \"Play-Info\" = \"<...> 3 bytes\";\n    };\n}"));
+}
+
+TEST_F(URLSessionPropertyTest, RemovalOfAQueuedItemIsReportedOnce) {
+  startPlaying();
+  insert(kNextURL, "U2");
+  EXPECT_TRUE(remove("U2"));
+  EXPECT_THAT(delegate->take(), ElementsAre("itemRemoved {uuid=U2}"));
+  EXPECT_EQ(session->playlist()->trackList().size(), 1u);
+  EXPECT_FALSE(remove("U2"));
+  EXPECT_EQ(code(), kTVVorlaneStatusNotFound);
+  EXPECT_THAT(engine().calls(), IsEmpty());
+}
+
+TEST_F(URLSessionPropertyTest, RemovalOfTheCurrentItemGoesOnWithTheNext) {
+  startPlaying();
+  insert(kNextURL, "U2");
+  EXPECT_TRUE(remove("U1"));
+  box.advance(1s);
+  EXPECT_THAT(delegate->take(), ElementsAre("itemRemoved {uuid=U1}", "currentItemChanged {uuid=U2}",
+                                            "loading", "itemRemoved {uuid=U1}", "playing"));
+  EXPECT_TRUE(remove("U2"));
+  EXPECT_THAT(delegate->take(),
+              ElementsAre("stopped {sessionID=7, reason=ended}", "itemRemoved {uuid=U2}"));
+}
+
+TEST_F(URLSessionPropertyTest, RemovalWithoutAnIdentifierIsAProgrammingError) {
+  startPlaying();
+  const sim::AssertionsThrow assertionsThrow;
+  try {
+    perform("playlistRemove", Dictionary{{"item", Dictionary()}});
+    FAIL() << "nothing was thrown";
+  } catch (const sim::AssertionError& failure) {
+    EXPECT_EQ(failure.failure().operation, "_removeItemWithInfo");
+    EXPECT_EQ(failure.failure().source, "TVVorlane/TVVorlaneURLSession");
+  }
+}
+
+TEST_F(URLSessionPropertyTest, QueueGoesOnAfterItHadEnded) {
+  startPlaying();
+  box.advance(2min);
+  delegate->take();
+  EXPECT_TRUE(insert(kNextURL, "U2"));
+  EXPECT_TRUE(set("rate", 1));
+  box.advance(1s);
+  EXPECT_THAT(delegate->take(), ElementsAre("itemRemoved {uuid=U1}", "currentItemChanged {uuid=U2}",
+                                            "loading", "playing"));
+}
+
+}  // namespace
