@@ -1,0 +1,27 @@
+#pragma once
+
+#include <memory>
+
+#include <gst/gst.h>
+
+namespace box {
+
+/// Owners of what GStreamer counts or frees, so that nothing is released by hand.
+struct GstRelease {
+  void operator()(GstElement* element) const { gst_object_unref(element); }
+  void operator()(GstBus* bus) const { gst_object_unref(bus); }
+  void operator()(GstPad* pad) const { gst_object_unref(pad); }
+  void operator()(GstCaps* caps) const { gst_caps_unref(caps); }
+  void operator()(GstMessage* message) const { gst_message_unref(message); }
+  void operator()(GstQuery* query) const { gst_query_unref(query); }
+  void operator()(GstSample* sample) const { gst_sample_unref(sample); }
+  void operator()(GstTagList* tags) const { gst_tag_list_unref(tags); }
+  void operator()(GstStreamCollection* streams) const { gst_object_unref(streams); }
+  void operator()(GError* error) const { g_error_free(error); }
+  void operator()(gchar* text) const { g_free(text); }
+};
+
+template <typename T>
+using GstRef = std::unique_ptr<T, GstRelease>;
+
+}  // namespace box

@@ -1,0 +1,239 @@
+#include "box/media/Pipeline.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "box/media/WarmUp.h"
+#include "box/media/WorkerThreads.h"
+
+namespace box {
+namespace {
+
+constexpr auto kPredecessorLimit = std::chrono::seconds(1);
+constexpr guint kNetworkTimeoutSeconds = 15;
+
+// Of playbin3's flags, which have no public type.
+constexpr guint kFlagText = 1u << 2;
+
+bool hasProperty(GstElement* element, const char* name) {
+  return g_object_class_find_property(G_OBJECT_GET_CLASS(element), name) != nullptr;
+}
+
+}  // namespace
+
+std::shared_ptr<Pipeline> Pipeline::start(const platform::Clock& clock, PipelineSetup setup,
+                                          std::shared_ptr<Pipeline> predecessor) {
+  // The constructor is private, which make_shared cannot see through.
+  std::shared_ptr<Pipeline> pipeline(new Pipeline(clock, std::move(setup)));
+  WorkerThreads::start([pipeline, before = std::move(predecessor)]() mutable {
+    pipeline->_run(std::exchange(before, nullptr));
+  });
+  return pipeline;
+}
+
+Pipeline::Pipeline(const platform::Clock& clock, PipelineSetup setup)
+    : _clock(clock),
+      _setup(std::move(setup)),
+      _position(clock),
+      _published(std::make_shared<platform::MediaFacts>()),
+      _startedAt(clock.now()),
+      _wantPlaying(_setup.playing),
+      _wantedRate(_setup.rate),
+      _wantedPosition(_setup.startSeconds),
+      _wantedFraction(_setup.startFraction),
+      _forwardEnd(_setup.forwardEnd),
+      _reverseEnd(_setup.reverseEnd),
+      _volume(_setup.volume),
+      _muted(_setup.muted) {
+  _source.url = _setup.url;
+}
+
+void Pipeline::_post(std::function<void(Pipeline&)> command) {
+  _mailbox.post([this, command = std::move(command)] { command(*this); });
+}
+
+void Pipeline::play(double rate) {
+  _post([rate](Pipeline& me) {
+    me._wantPlaying = true;
+    me._wantedRate = rate;
+    me._playAnnounced = false;
+    me._endAnnounced = false;
+  });
+}
+
+void Pipeline::pause() {
+  _post([](Pipeline& me) {
+    me._wantPlaying = false;
+    me._pauseAnnounced = false;
+  });
+}
+
+void Pipeline::seek(double seconds, std::uint64_t serial) {
+  _post([seconds, serial](Pipeline& me) {
+    me._wantedPosition = seconds;
+    me._wantedFraction.reset();
+    me._unansweredSeek = serial;
+  });
+}
+
+void Pipeline::setEndTimes(std::optional<double> forwardSeconds,
+                           std::optional<double> reverseSeconds) {
+  _post([forwardSeconds, reverseSeconds](Pipeline& me) {
+    me._forwardEnd = forwardSeconds;
+    me._reverseEnd = reverseSeconds;
+  });
+}
+
+void Pipeline::setVolume(float volume) {
+  _post([volume](Pipeline& me) {
+    me._volume = volume;
+    me._applyVolume();
+  });
+}
+
+void Pipeline::setMuted(bool muted) {
+  _post([muted](Pipeline& me) {
+    me._muted = muted;
+    me._applyVolume();
+  });
+}
+
+void Pipeline::setTrackEnabled(std::uint32_t trackID, bool enabled) {
+  _post([trackID, enabled](Pipeline& me) {
+    me._afterSelection.push_back([trackID, enabled](Pipeline& later) {
+      later._beginSelection(later._catalog.withTrack(trackID, enabled));
+    });
+  });
+}
+
+void Pipeline::selectOption(const std::string& characteristic,
+                            const std::optional<std::string>& identifier) {
+  _post([characteristic, identifier](Pipeline& me) {
+    me._afterSelection.push_back([characteristic, identifier](Pipeline& later) {
+      later._beginSelection(later._catalog.withOption(characteristic, identifier));
+    });
+  });
+}
+
+void Pipeline::refresh() {
+  _post([](Pipeline& me) {
+    if (!me._ready || me._failed) return;
+    if (me._timeRuns && !me._seeking) me._position.observe(me._queryPosition());
+    me._refreshFacts();
+  });
+}
+
+void Pipeline::close() {
+  _post([](Pipeline& me) { me._closing = true; });
+}
+
+std::shared_ptr<const platform::MediaFacts> Pipeline::facts() const {
+  const std::lock_guard lock(_mutex);
+  return _published;
+}
+
+PipelineStatistics Pipeline::statistics() const {
+  const std::lock_guard lock(_mutex);
+  return _statistics;
+}
+
+void Pipeline::_run(const std::shared_ptr<Pipeline>& predecessor) {
+  warmUpMedia();
+  if (predecessor) predecessor->_waitUntilClosed(kPredecessorLimit);
+  if (!_build()) {
+    _fail(unknownMediaError());
+  } else {
+    _progress();
+    _reconcile();
+  }
+  if (_bus) _loop();
+  _takeDown();
+  const std::lock_guard lock(_mutex);
+  _hasEnded = true;
+  _ended.notify_all();
+}
+
+bool Pipeline::_build() {
+  GstElement* playbin = gst_element_factory_make("playbin3", nullptr);
+  if (!playbin) {
+    _bus.reset(gst_bus_new());
+    _mailbox.attach(_bus.get());
+    return false;
+  }
+  _playbin.reset(GST_ELEMENT(gst_object_ref_sink(playbin)));
+  _bus.reset(gst_element_get_bus(playbin));
+  _mailbox.attach(_bus.get());
+  // Commands come over the bus also after a failure has taken the pipeline down.
+  g_object_set(playbin, "auto-flush-bus", FALSE, nullptr);
+
+  _videoSink = std::make_unique<VideoSink>(_setup.frames, _setup.ticket, _position);
+  _videoSink->setHidden(_wantsSeek());
+  if (GstElement* audio = gst_element_factory_make("autoaudiosink", nullptr))
+    _audioSink.reset(GST_ELEMENT(gst_object_ref_sink(audio)));
+
+  guint flags = 0;
+  g_object_get(playbin, "flags", &flags, nullptr);
+  g_object_set(playbin, "flags", flags & ~kFlagText, "uri", _setup.url.c_str(), nullptr);
+  if (_videoSink->element()) g_object_set(playbin, "video-sink", _videoSink->element(), nullptr);
+  if (_audioSink) g_object_set(playbin, "audio-sink", _audioSink.get(), nullptr);
+  // Keeps the pitch at other rates.
+  if (GstElement* tempo = gst_element_factory_make("scaletempo", nullptr))
+    g_object_set(playbin, "audio-filter", tempo, nullptr);
+  g_signal_connect(playbin, "source-setup", G_CALLBACK(_onSourceSetup), this);
+  _applyVolume();
+  return true;
+}
+
+void Pipeline::_onSourceSetup(GstElement*, GstElement* source, gpointer self) {
+  // On a thread of the library: only what never changes is read.
+  const PipelineSetup& setup = static_cast<Pipeline*>(self)->_setup;
+  if (hasProperty(source, "timeout"))
+    g_object_set(source, "timeout", kNetworkTimeoutSeconds, nullptr);
+  if (!setup.userAgent.empty() && hasProperty(source, "user-agent"))
+    g_object_set(source, "user-agent", setup.userAgent.c_str(), nullptr);
+  if (!setup.cookies.empty() && hasProperty(source, "cookies")) {
+    std::vector<const char*> cookies;
+    for (const std::string& each : setup.cookies) cookies.push_back(each.c_str());
+    cookies.push_back(nullptr);
+    g_object_set(source, "cookies", cookies.data(), nullptr);
+  }
+}
+
+GstClockTime Pipeline::_untilDeadline() const {
+  auto until = _deadline;
+  if (_scrubAt && (!until || *_scrubAt < *until)) until = _scrubAt;
+  if (!until) return GST_CLOCK_TIME_NONE;
+  const auto left = *until - _clock.now();
+  return left.count() > 0 ? static_cast<GstClockTime>(left.count()) : 0;
+}
+
+void Pipeline::_loop() {
+  while (true) {
+    for (const auto& command : _mailbox.take()) command();
+    if (_closing) return;
+    _reconcile();
+    // Unbounded without a deadline: whoever wants something posts a message.
+    const GstRef<GstMessage> message(gst_bus_timed_pop(_bus.get(), _untilDeadline()));
+    if (message)
+      _handle(message.get());
+    else
+      _handleDeadline();
+  }
+}
+
+void Pipeline::_takeDown() {
+  _mailbox.detach();
+  if (_playbin) gst_element_set_state(_playbin.get(), GST_STATE_NULL);
+  if (_bus) gst_bus_set_flushing(_bus.get(), TRUE);
+  _playbin.reset();
+  _videoSink.reset();
+  _audioSink.reset();
+  _bus.reset();
+}
+
+void Pipeline::_waitUntilClosed(platform::Duration limit) {
+  std::unique_lock lock(_mutex);
+  _ended.wait_for(lock, limit, [this] { return _hasEnded; });
+}
+
+}  // namespace box

@@ -1,0 +1,270 @@
+// What a pipeline hears on its bus, and what it knows of its item. On the pipeline's thread.
+
+#include <atomic>
+#include <cstring>
+#include <utility>
+
+#include "box/media/Pipeline.h"
+#include "platform/foundation/TVSLogger.h"
+
+namespace box {
+namespace {
+
+using Kind = PipelineEvent::Kind;
+
+/// Without any sign of life from the media for this long, a load or a seek has failed.
+constexpr auto kSilenceLimit = std::chrono::seconds(15);
+
+/// A buffer that still holds no more than this while time runs gets less than is played.
+constexpr int kDryPercent = 2;
+
+double secondsOf(gint64 nanoseconds) {
+  return static_cast<double>(nanoseconds) / static_cast<double>(GST_SECOND);
+}
+
+/// The bin's decision on a fake sink is the only sign that there is no device.
+bool isFake(GstElement* autoSink) {
+  bool fake = false;
+  GstIterator* children = gst_bin_iterate_elements(GST_BIN(autoSink));
+  GValue item = G_VALUE_INIT;
+  while (gst_iterator_next(children, &item) == GST_ITERATOR_OK) {
+    GstElementFactory* factory = gst_element_get_factory(GST_ELEMENT(g_value_get_object(&item)));
+    fake = fake || (factory && std::strstr(GST_OBJECT_NAME(factory), "fake"));
+    g_value_reset(&item);
+  }
+  g_value_unset(&item);
+  gst_iterator_free(children);
+  return fake;
+}
+
+}  // namespace
+
+void Pipeline::_progress() {
+  // Only where the media owe something.
+  if (!_prerolled || _seeking) _deadline = _clock.now() + kSilenceLimit;
+}
+
+void Pipeline::_handle(GstMessage* message) {
+  const GstMessageType type = GST_MESSAGE_TYPE(message);
+  const bool own = GST_MESSAGE_SRC(message) == GST_OBJECT(_playbin.get());
+  if (_failed) return;
+  if (type == GST_MESSAGE_ERROR) {
+    _fail(errorOfMessage(message, _source));
+  } else if (type == GST_MESSAGE_ASYNC_DONE) {
+    if (own) _handleAsyncDone();
+  } else if (type == GST_MESSAGE_EOS) {
+    if (own) _handleEnd();
+  } else if (type == GST_MESSAGE_BUFFERING) {
+    gint percent = 0;
+    gst_message_parse_buffering(message, &percent);
+    _handleBuffering(percent);
+  } else if (type == GST_MESSAGE_ELEMENT) {
+    _handleElement(message);
+  } else if (type == GST_MESSAGE_STREAM_COLLECTION) {
+    GstStreamCollection* parsed = nullptr;
+    gst_message_parse_stream_collection(message, &parsed);
+    const GstRef<GstStreamCollection> collection(parsed);
+    _progress();
+    if (collection && _catalog.update(collection.get()) && _ready) {
+      _refreshFacts();
+      _report(Kind::Facts);
+    }
+  } else if (type == GST_MESSAGE_STREAMS_SELECTED) {
+    if (_selecting)
+      _finishSelection();
+    else if (_catalog.updateSelection(message) && _ready) {
+      _refreshFacts();
+      _report(Kind::Facts);
+    }
+  } else if (type == GST_MESSAGE_DURATION_CHANGED) {
+    if (_ready) {
+      _refreshFacts();
+      _report(Kind::Facts);
+    }
+  } else if (type == GST_MESSAGE_TAG) {
+    GstTagList* parsed = nullptr;
+    gst_message_parse_tag(message, &parsed);
+    const GstRef<GstTagList> tags(parsed);
+    gchar* title = nullptr;
+    // A stream's own title names a track.
+    if (gst_tag_list_get_scope(tags.get()) == GST_TAG_SCOPE_GLOBAL &&
+        gst_tag_list_get_string(tags.get(), GST_TAG_TITLE, &title)) {
+      const GstRef<gchar> owned(title);
+      if (_facts.title != title) {
+        _facts.title = title;
+        _publishFacts();
+        if (_ready) _report(Kind::Facts);
+      }
+    }
+  } else if (type == GST_MESSAGE_CLOCK_LOST) {
+    if (_requested == GST_STATE_PLAYING) {
+      _setState(GST_STATE_PAUSED);
+      _setState(GST_STATE_PLAYING);
+    }
+  } else if (type == GST_MESSAGE_LATENCY) {
+    gst_bin_recalculate_latency(GST_BIN(_playbin.get()));
+  }
+  // State changes and wake-ups say no more than that it is time to look.
+}
+
+void Pipeline::_handleElement(GstMessage* message) {
+  const GstStructure* content = gst_message_get_structure(message);
+  if (!content) return;
+  if (gst_structure_has_name(content, "http-headers")) {
+    guint status = 0;
+    if (gst_structure_get_uint(content, "http-status-code", &status)) _source.httpStatus = status;
+    if (status != 0) _progress();
+  } else if (gst_structure_has_name(content, "missing-plugin")) {
+    if (auto error = missingPluginError(content)) _fail(std::move(*error));
+  }
+}
+
+void Pipeline::_handleAsyncDone() {
+  GST_OBJECT_LOCK(_playbin.get());
+  // A flush came after this message had been sent: another one follows.
+  const bool prerolling = GST_STATE_RETURN(_playbin.get()) == GST_STATE_CHANGE_ASYNC &&
+                          GST_STATE_PENDING(_playbin.get()) == GST_STATE_PAUSED;
+  GST_OBJECT_UNLOCK(_playbin.get());
+  if (prerolling) return;
+  if (_seeking) {
+    _finishSeek();
+  } else if (!_prerolled) {
+    _prerolled = true;
+    _deadline.reset();
+    _refreshFacts();
+  }
+}
+
+void Pipeline::_becomeReady() {
+  _ready = true;
+  _noteSilence();
+  _refreshFacts();
+  if (!_timeRuns && !_seeking) _position.hold(_queryPosition());
+  {
+    const std::lock_guard lock(_mutex);
+    _statistics.startupSeconds = platform::secondsFromDuration(_clock.now() - _startedAt);
+  }
+  _report(Kind::Ready);
+}
+
+void Pipeline::_handleBuffering(int percent) {
+  if (_bufferPercent != percent) _progress();
+  _bufferPercent = percent;
+  const bool full = percent >= 100 || _live;
+  _facts.bufferingPercent = full ? std::nullopt : std::optional<int>(percent);
+  _facts.bufferEmpty = percent == 0;
+  _facts.bufferFull = full;
+  _facts.likelyToKeepUp = full;
+  _publishFacts();
+  if (full) {
+    _buffering = false;
+    _hasBeenFull = true;
+    return;
+  }
+  // After a start or a seek it plays while the buffer fills for the first time; waiting is only for
+  // the one that runs dry, and then until it is full.
+  const bool dry = _hasBeenFull || percent <= kDryPercent;
+  if (!_timeRuns || !dry || std::exchange(_buffering, true)) return;
+  _setState(GST_STATE_PAUSED);
+  _playAnnounced = false;
+  {
+    const std::lock_guard lock(_mutex);
+    ++_statistics.stallCount;
+  }
+  _report(Kind::Stall);
+}
+
+void Pipeline::_handleEnd() {
+  // One that was sent before a seek began says nothing.
+  if (_seeking || _atEnd) return;
+  double end = _queryPosition();
+  if (_appliedRate < 0)
+    end = _reverseEnd.value_or(0);
+  else if (_appliedStop && (_facts.duration <= 0 || *_appliedStop < _facts.duration))
+    end = *_appliedStop;
+  else if (_facts.duration > 0)
+    end = _facts.duration;
+  _atEnd = true;
+  _hold(end);
+}
+
+void Pipeline::_handleDeadline() {
+  const auto now = _clock.now();
+  if (_scrubAt && *_scrubAt <= now) {
+    _stepScrub();
+    return;
+  }
+  if (!_deadline || *_deadline > now) return;
+  _deadline.reset();
+  if (_selecting)
+    _finishSelection();
+  else if (!_failed)
+    _fail(timeoutError());
+}
+
+void Pipeline::_fail(platform::Error error) {
+  if (std::exchange(_failed, true)) return;
+  _deadline.reset();
+  _scrubAt.reset();
+  if (_timeRuns) _hold(_position.seconds());
+  _setup.report({.kind = Kind::Fail, .error = std::move(error)});
+  // Connections and devices are let go at once; the owner may keep the load to look at.
+  if (_playbin) gst_element_set_state(_playbin.get(), GST_STATE_NULL);
+}
+
+void Pipeline::_refreshFacts() {
+  gint64 duration = -1;
+  if (gst_element_query_duration(_playbin.get(), GST_FORMAT_TIME, &duration) && duration >= 0)
+    _facts.duration = secondsOf(duration);
+
+  _facts.seekable.clear();
+  const GstRef<GstQuery> seeking(gst_query_new_seeking(GST_FORMAT_TIME));
+  if (gst_element_query(_playbin.get(), seeking.get())) {
+    gboolean seekable = FALSE;
+    gint64 start = 0;
+    gint64 end = -1;
+    gst_query_parse_seeking(seeking.get(), nullptr, &seekable, &start, &end);
+    if (end < 0) end = duration;
+    if (seekable && start >= 0 && end >= start)
+      _facts.seekable.push_back({secondsOf(start), secondsOf(end - start)});
+  }
+  const bool file = _setup.url.starts_with("file:");
+  _facts.live = _live || (_prerolled && _facts.duration <= 0 && !file);
+
+  _facts.loaded.clear();
+  const GstRef<GstQuery> buffering(gst_query_new_buffering(GST_FORMAT_PERCENT));
+  if (file) {
+    _facts.loaded = _facts.seekable;
+  } else if (_facts.duration > 0 && gst_element_query(_playbin.get(), buffering.get())) {
+    const guint count = gst_query_get_n_buffering_ranges(buffering.get());
+    for (guint index = 0; index < count; ++index) {
+      gint64 start = 0;
+      gint64 stop = 0;
+      gst_query_parse_nth_buffering_range(buffering.get(), index, &start, &stop);
+      const double share = _facts.duration / GST_FORMAT_PERCENT_MAX;
+      _facts.loaded.push_back(
+          {static_cast<double>(start) * share, static_cast<double>(stop - start) * share});
+    }
+  }
+  if (_ready && !_facts.bufferingPercent) {
+    _facts.likelyToKeepUp = true;
+    _facts.bufferEmpty = false;
+  }
+  _facts.tracks = _catalog.tracks();
+  _facts.selectionGroups = _catalog.groups();
+  _publishFacts();
+}
+
+void Pipeline::_publishFacts() {
+  auto facts = std::make_shared<const platform::MediaFacts>(_facts);
+  const std::lock_guard lock(_mutex);
+  _published.swap(facts);
+}
+
+void Pipeline::_noteSilence() const {
+  static std::atomic<bool> noted = false;
+  if (!_audioSink || !_catalog.plays(GST_STREAM_TYPE_AUDIO) || !isFake(_audioSink.get())) return;
+  if (!noted.exchange(true)) TVSLogNotice(TVSSystemLog, "No audio device, playing without sound");
+}
+
+}  // namespace box

@@ -1,0 +1,94 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "platform/media/MediaEngine.h"
+
+namespace box {
+
+enum class VideoFormat { NV12, I420 };
+enum class VideoMatrix { BT601, BT709 };
+
+/// One plane of a picture: `rows` rows of `rowBytes` bytes each, `stride` bytes apart.
+struct VideoPlane {
+  const std::uint8_t* data = nullptr;
+  std::size_t stride = 0;
+  std::size_t rowBytes = 0;
+  std::size_t rows = 0;
+};
+
+/// A decoded picture, mapped for reading for as long as it is held. Immutable.
+///
+/// It keeps a buffer of the decoder's pool busy: hold the newest one, not a collection.
+/// Threads: any.
+class VideoFrame {
+ public:
+  virtual ~VideoFrame() = default;
+
+  VideoFormat format = VideoFormat::I420;
+  int width = 0;  ///< pixels, before the pixel aspect ratio and the rotation
+  int height = 0;
+  /// Shape of a pixel: the picture is shown width * numerator / denominator wide.
+  int pixelAspectNumerator = 1;
+  int pixelAspectDenominator = 1;
+  /// Clockwise, to be applied when drawing: 0, 90, 180 or 270.
+  int rotationDegrees = 0;
+  VideoMatrix matrix = VideoMatrix::BT709;
+  bool fullRange = false;
+  /// On the item's own time line, seconds; negative when unknown.
+  double time = -1;
+
+  /// NV12: Y and interleaved UV. I420: Y, U and V.
+  std::array<VideoPlane, 3> planes;
+  std::size_t planeCount = 0;
+};
+
+/// The pictures of one engine: a mailbox that holds the newest one.
+///
+/// A picture is put in when it is due, so whoever draws takes the newest and shows it at once.
+/// After a stop there is none. What is drawn while none is there is the screen's business.
+///
+/// Threads: any. The wake-up is called without a lock held on the thread that put the frame in (a
+/// thread of the decoder), must return quickly, must not call back into the engine, and may come
+/// once more while setWakeup() replaces it on another thread, but not after that has returned.
+class VideoFrames final : public platform::VideoOutput {
+ public:
+  std::string className() const override { return "VideoFrames"; }
+
+  /// `wakeup` is called whenever latest() has changed, also when it has become null.
+  void setWakeup(std::function<void()> wakeup);
+
+  /// The newest picture that is due, or null when there is none.
+  std::shared_ptr<const VideoFrame> latest() const;
+  /// Counts the changes of latest(): compare with the one drawn last.
+  std::uint64_t serial() const;
+
+  // For the engine.
+  /// Begins a load: takes the picture of the one before away, and accepts no more of its pictures.
+  /// Returns the ticket that the new load's pictures carry.
+  std::uint64_t open();
+  /// Nothing, when the ticket is not the newest one.
+  void put(std::uint64_t ticket, std::shared_ptr<const VideoFrame> frame);
+  /// Ends the load: no picture, and none is accepted.
+  void close();
+
+ private:
+  void _replace(std::shared_ptr<const VideoFrame> frame, std::unique_lock<std::mutex> lock);
+
+  mutable std::mutex _mutex;
+  std::shared_ptr<const VideoFrame> _latest;
+  std::uint64_t _serial = 0;
+  std::uint64_t _ticket = 0;
+  bool _open = false;
+  // Apart from the mailbox's, and held while the wake-up runs: latest() never waits for it.
+  std::mutex _wakeupMutex;
+  std::function<void()> _wakeup;
+};
+
+}  // namespace box

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+namespace testing_media {
+
+/// Real media for the tests of this folder: clips made by ffmpeg in a folder of their own, and a
+/// web server that serves them. Made once a process, on first use; gone at its end.
+///
+/// Clips: all 3 seconds, 25 pictures a second, 320x180, unless their name says otherwise.
+class TestMedia {
+ public:
+  static TestMedia& shared();
+  ~TestMedia();
+  TestMedia(const TestMedia&) = delete;
+  TestMedia& operator=(const TestMedia&) = delete;
+
+  /// `http://127.0.0.1:PORT/NAME`
+  std::string url(std::string_view name) const;
+  std::string fileURL(std::string_view name) const;
+  /// The same over a server that sends so slowly that the clip stalls.
+  std::string slowURL(std::string_view name);
+
+  /// A loopback URL that nobody listens at.
+  static std::string refusedURL();
+
+ private:
+  struct Server {
+    int process = -1;
+    int input = -1;
+    int port = 0;
+  };
+
+  TestMedia();
+  /// Makes the clip unless it is there, and returns its path.
+  std::string _made(std::string_view name) const;
+  Server _startServer(const std::string& options) const;
+  static void _stop(Server& server);
+
+  std::filesystem::path _folder;
+  Server _server;
+  Server _slowServer;
+};
+
+}  // namespace testing_media

@@ -1,0 +1,164 @@
+#!/usr/bin/env python3
+"""A small web server for tests and demonstrations, on the loopback address only.
+
+usage: http_server.py [--port PORT] [--rate BYTES] FOLDER
+
+Serves the files of FOLDER to GET and HEAD, with ranges and kept-alive connections, a
+thread for each connection. Prints the port in a line of its own once it accepts, and
+ends when its standard input does, so that it never outlives who started it.
+
+  --port PORT   0, the default: any free one
+  --rate BYTES  at most so many bytes a second on each connection
+
+Paths with a behaviour of their own:
+  /status/CODE  answers with that HTTP status
+  /hang         accepts the request and never answers
+  /cut/FILE     promises the whole file, sends half, and closes
+"""
+
+import argparse
+import http.server
+import mimetypes
+import os
+import re
+import sys
+import threading
+import time
+import urllib.parse
+
+CHUNK = 64 * 1024
+
+
+class Handler(http.server.BaseHTTPRequestHandler):
+    protocol_version = "HTTP/1.1"
+    # Headers and body in segments of their own would wait for each other's acknowledgement.
+    disable_nagle_algorithm = True
+    wbufsize = -1
+
+    def do_GET(self):
+        self.answer(with_body=True)
+
+    def do_HEAD(self):
+        self.answer(with_body=False)
+
+    def answer(self, with_body):
+        path = urllib.parse.unquote(urllib.parse.urlsplit(self.path).path)
+        special = re.fullmatch(r"/status/(\d{3})", path)
+        if special:
+            self.fail(int(special.group(1)))
+        elif path == "/hang":
+            self.server.ending.wait()
+            self.close_connection = True
+        elif path.startswith("/cut/"):
+            self.send_file(path[len("/cut"):], with_body, cut=True)
+        else:
+            self.send_file(path, with_body)
+
+    def fail(self, status):
+        body = f"{status}\n".encode()
+        self.send_response(status)
+        self.send_header("Content-Length", str(len(body)))
+        self.end_headers()
+        if self.command != "HEAD":
+            self.wfile.write(body)
+
+    def send_file(self, path, with_body, cut=False):
+        root = self.server.root
+        name = os.path.realpath(os.path.join(root, path.lstrip("/")))
+        if not name.startswith(root + os.sep) or not os.path.isfile(name):
+            self.fail(404)
+            return
+        size = os.path.getsize(name)
+        span = self.span(size)
+        if span is None:
+            self.send_response(416)
+            self.send_header("Content-Range", f"bytes */{size}")
+            self.send_header("Content-Length", "0")
+            self.end_headers()
+            return
+        first, last = span
+        partial = (first, last) != (0, size - 1) or "Range" in self.headers
+        self.send_response(206 if partial else 200)
+        self.send_header("Content-Type", mimetypes.guess_type(name)[0] or "application/octet-stream")
+        self.send_header("Accept-Ranges", "bytes")
+        self.send_header("Content-Length", str(last - first + 1))
+        if partial:
+            self.send_header("Content-Range", f"bytes {first}-{last}/{size}")
+        self.end_headers()
+        if with_body:
+            length = last - first + 1
+            self.send_body(name, first, length // 2 if cut else length)
+        if cut:
+            self.close_connection = True
+
+    def span(self, size):
+        """First and last byte asked for; None when there is no such range."""
+        wanted = re.fullmatch(r"bytes=(\d*)-(\d*)", self.headers.get("Range", "").strip())
+        if not wanted or wanted.group(0) == "bytes=-":
+            return 0, size - 1
+        first, last = wanted.groups()
+        if not first:
+            return (max(0, size - int(last)), size - 1) if int(last) else None
+        last = min(int(last) if last else size - 1, size - 1)
+        return (int(first), last) if int(first) <= last else None
+
+    def send_body(self, name, first, length):
+        rate = self.server.rate
+        chunk = max(1, min(CHUNK, rate // 20)) if rate else CHUNK
+        with open(name, "rb") as source:
+            source.seek(first)
+            while length > 0:
+                data = source.read(min(chunk, length))
+                if not data:
+                    self.close_connection = True
+                    return
+                self.wfile.write(data)
+                self.wfile.flush()
+                length -= len(data)
+                if rate:
+                    time.sleep(len(data) / rate)
+
+    def handle(self):
+        try:
+            super().handle()
+        except (BrokenPipeError, ConnectionResetError):
+            pass  # who asked has had enough
+
+    def log_message(self, *_):
+        pass
+
+
+class Server(http.server.ThreadingHTTPServer):
+    daemon_threads = True
+    request_queue_size = 64
+
+    def __init__(self, port, root, rate):
+        super().__init__(("127.0.0.1", port), Handler)
+        self.root = os.path.realpath(root)
+        self.rate = rate
+        self.ending = threading.Event()
+
+    def handle_error(self, request, client_address):
+        if not isinstance(sys.exc_info()[1], (BrokenPipeError, ConnectionResetError)):
+            super().handle_error(request, client_address)
+
+
+def main():
+    parser = argparse.ArgumentParser(usage=__doc__)
+    parser.add_argument("--port", type=int, default=0)
+    parser.add_argument("--rate", type=int, default=0)
+    parser.add_argument("folder")
+    options = parser.parse_args()
+    server = Server(options.port, options.folder, options.rate)
+    threading.Thread(target=server.serve_forever, daemon=True).start()
+    print(server.server_address[1], flush=True)
+    try:
+        sys.stdin.buffer.read()
+    except KeyboardInterrupt:
+        pass
+    server.ending.set()
+    server.shutdown()
+
+
+if __name__ == "__main__":
+    main()
