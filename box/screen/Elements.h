@@ -1,0 +1,38 @@
+#pragma once
+
+#include "box/screen/Canvas.h"
+#include "platform/ui/Scene.h"
+
+/// How each kind of element looks, but for video and blur, which need more than a canvas. `alpha`
+/// is the opacity of everything above the element.
+namespace box {
+
+void drawElement(Canvas& canvas, const platform::FillElement& fill, const platform::Rect& frame,
+                 float alpha);
+void drawElement(Canvas& canvas, const platform::TextElement& text, const platform::Rect& frame,
+                 float alpha);
+void drawElement(Canvas& canvas, const platform::DigitsElement& digits, const platform::Rect& frame,
+                 float alpha);
+void drawElement(Canvas& canvas, const platform::AlertElement& alert, const platform::Rect& frame,
+                 float alpha);
+
+void drawElement(Canvas& canvas, const platform::SpinnerElement& spinner,
+                 const platform::Rect& frame, platform::TimePoint now, float alpha);
+
+/// A ring of dots around the middle of `frame`, at most the theme's size; moves with `sinceStart`.
+void drawSpinner(Canvas& canvas, const platform::Rect& frame, platform::Duration sinceStart,
+                 float alpha);
+/// `now` moves the sign of loading.
+void drawTransportBar(Canvas& canvas, const platform::TransportBarElement& bar,
+                      const platform::Rect& frame, platform::TimePoint now, float alpha);
+
+/// What the bar says and shows, apart from how.
+struct TransportBarTexts {
+  std::string left;
+  std::string right;
+  std::string rate;   ///< empty unless scanning
+  double played = 0;  ///< fraction of the track
+};
+TransportBarTexts transportBarTexts(const platform::TransportBarElement& bar);
+
+}  // namespace box

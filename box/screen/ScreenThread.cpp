@@ -1,0 +1,228 @@
+#include "box/screen/ScreenThread.h"
+
+#include <algorithm>
+#include <chrono>
+#include <utility>
+
+namespace box {
+namespace {
+
+using SteadyClock = std::chrono::steady_clock;
+
+const platform::Scene& emptyScene() {
+  static const platform::Scene scene;
+  return scene;
+}
+
+}  // namespace
+
+ScreenThread::ScreenThread(const platform::Clock& clock, ScreenOptions options, Events events)
+    : _clock(clock),
+      _options(std::move(options)),
+      _events(std::move(events)),
+      _thread([this] { _run(); }) {}
+
+ScreenThread::~ScreenThread() {
+  _post(Stop{});
+  _thread.join();
+}
+
+void ScreenThread::open(std::uint64_t session) { _post(Open{session}); }
+void ScreenThread::close() { _post(Close{}); }
+void ScreenThread::capture(std::uint64_t id) { _post(Capture{id}); }
+void ScreenThread::setScene(std::shared_ptr<const platform::Scene> scene) {
+  _post(SetScene{std::move(scene)});
+}
+
+FrameStatistics ScreenThread::statistics() const {
+  const std::lock_guard lock(_statisticsMutex);
+  return _statistics;
+}
+
+void ScreenThread::_post(Command command) {
+  {
+    const std::lock_guard lock(_mutex);
+    // Only the newest of several scenes is drawn. The old one goes after the lock.
+    if (std::holds_alternative<SetScene>(command) && !_commands.empty() &&
+        std::holds_alternative<SetScene>(_commands.back())) {
+      std::swap(_commands.back(), command);
+    } else {
+      _commands.push_back(std::move(command));
+    }
+  }
+  _signal->waker.wake();
+}
+
+void ScreenThread::_run() {
+  VideoSystem video;
+  TextRenderer texts;
+  _video = &video;
+  _texts = &texts;
+  std::string reason;
+  // A failure is told when a window is asked for: the display may be there by then.
+  video.start(reason);
+  texts.warmUp();
+  while (!_stopping) {
+    if (const auto event = _signal->waker.sleep(_timeToNextFrame())) _handle(*event);
+    SDL_Event more;
+    while (_window && !video.isHeadless() && SDL_PollEvent(&more) == 1) _handle(more);
+    for (const Command& command : _takeCommands()) {
+      std::visit([&](const auto& kind) { _execute(kind); }, command);
+      if (_stopping) break;
+    }
+    _drawIfNeeded();
+  }
+  _closeWindow();
+  if (_encoder.joinable()) _encoder.join();
+}
+
+std::deque<ScreenThread::Command> ScreenThread::_takeCommands() {
+  const std::lock_guard lock(_mutex);
+  return std::exchange(_commands, {});
+}
+
+void ScreenThread::_execute(const Open& command) {
+  if (!_window) {
+    std::string reason;
+    if (_video->start(reason)) {
+      _window = ScreenWindow::open(_options, _video->isHeadless(), *_texts, reason);
+    }
+    if (!_window) {
+      _events.opened(command.session, std::move(reason));
+      return;
+    }
+    _damaged = true;
+  }
+  _session = command.session;
+  _events.opened(command.session, std::nullopt);
+  if (_input || _video->isHeadless()) return;
+  _input = std::make_unique<ScreenInput>(_window->window());
+  _signal->waker.useEventQueue(true);
+}
+
+void ScreenThread::_execute(const SetScene& command) {
+  _scene = command.scene;
+  _damaged = true;
+  _watchVideos(_scene ? videosOf(*_scene) : std::vector<std::shared_ptr<VideoFrames>>{});
+}
+
+void ScreenThread::_execute(const Capture& command) {
+  if (!_window) {
+    _events.captured(command.id, nullptr);
+    return;
+  }
+  // What is due is drawn as ever, and then once more to be read: a capture changes no count of
+  // frames.
+  _drawIfNeeded();
+  PixelRows rows = _window->capture(_scene ? *_scene : emptyScene(), _clock.now());
+  // Encoding takes as long as several frames. One picture at a time: who asks faster than that
+  // waits.
+  if (_encoder.joinable()) _encoder.join();
+  _encoder = std::thread([this, id = command.id, taken = std::move(rows)]() mutable {
+    _events.captured(id, encodePng(std::move(taken)));
+  });
+}
+
+void ScreenThread::_closeWindow() {
+  _watchVideos({});
+  _scene.reset();
+  _signal->waker.useEventQueue(false);
+  if (!_window) return;
+  _input.reset();
+  _window.reset();
+  _moves = false;
+  // What the window left behind must not reach the next one. The display is told now, not with the
+  // next event.
+  SDL_PumpEvents();
+  SDL_FlushEvents(SDL_FIRSTEVENT, SDL_LASTEVENT);
+}
+
+void ScreenThread::_watchVideos(std::vector<std::shared_ptr<VideoFrames>> videos) {
+  const auto contains = [](const auto& list, const auto& video) {
+    return std::find(list.begin(), list.end(), video) != list.end();
+  };
+  for (const auto& video : _watched) {
+    if (!contains(videos, video)) video->setWakeup({});
+  }
+  for (const auto& video : videos) {
+    if (contains(_watched, video)) continue;
+    video->setWakeup([signal = _signal] {
+      signal->videoChanged = true;
+      signal->waker.wake();
+    });
+  }
+  _watched = std::move(videos);
+}
+
+void ScreenThread::_handle(const SDL_Event& event) {
+  if (!_window) return;
+  switch (event.type) {
+    case SDL_WINDOWEVENT:
+      if (_window->owns(event)) _handleWindow(event.window);
+      return;
+    case SDL_QUIT: {
+      const std::uint64_t session = _session;
+      _closeWindow();
+      _events.closed(session);
+      return;
+    }
+    case SDL_RENDER_TARGETS_RESET:
+    case SDL_RENDER_DEVICE_RESET:
+      _window->forgetTextures();
+      _damaged = true;
+      return;
+    default:
+      break;
+  }
+  if (!_input) return;
+  if (const auto input = _input->translate(event)) _events.input(_session, *input);
+}
+
+void ScreenThread::_handleWindow(const SDL_WindowEvent& event) {
+  switch (event.event) {
+    case SDL_WINDOWEVENT_EXPOSED:
+    case SDL_WINDOWEVENT_SHOWN:
+    case SDL_WINDOWEVENT_RESTORED:
+    case SDL_WINDOWEVENT_SIZE_CHANGED:
+      _damaged = true;
+      return;
+    case SDL_WINDOWEVENT_CLOSE: {
+      const std::uint64_t session = _session;
+      _closeWindow();
+      _events.closed(session);
+      return;
+    }
+    default:
+      return;
+  }
+}
+
+void ScreenThread::_drawIfNeeded() {
+  if (!_window) return;
+  const auto begin = SteadyClock::now();
+  // What moves by itself sets the pace for a video too; a new scene is drawn at once.
+  const bool due = _moves ? begin >= _nextFrame : _signal->videoChanged.load();
+  if (!_damaged && !due) return;
+  // Before the picture is taken: one that comes now is drawn the next time.
+  _signal->videoChanged = false;
+  _damaged = false;
+  _moves = _window->draw(_scene ? *_scene : emptyScene(), _clock.now());
+  _nextFrame = begin + _window->frameInterval();
+  _countFrame(SteadyClock::now() - begin);
+}
+
+void ScreenThread::_countFrame(platform::Duration cost) {
+  const double milliseconds = platform::secondsFromDuration(cost) * 1000;
+  const std::lock_guard lock(_statisticsMutex);
+  ++_statistics.frames;
+  _statistics.averageMilliseconds +=
+      (milliseconds - _statistics.averageMilliseconds) / static_cast<double>(_statistics.frames);
+  _statistics.longestMilliseconds = std::max(_statistics.longestMilliseconds, milliseconds);
+}
+
+std::optional<platform::Duration> ScreenThread::_timeToNextFrame() const {
+  if (!_window || !_moves) return std::nullopt;
+  return std::max<platform::Duration>(_nextFrame - SteadyClock::now(), platform::Duration::zero());
+}
+
+}  // namespace box

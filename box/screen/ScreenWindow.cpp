@@ -1,0 +1,91 @@
+#include "box/screen/ScreenWindow.h"
+
+#include <chrono>
+#include <cmath>
+#include <utility>
+
+#include "box/screen/RendererChoice.h"
+
+namespace box {
+namespace {
+
+constexpr platform::Size kWindowSize{1280, 720};
+constexpr platform::Size kMemorySize{platform::kScreenWidth, platform::kScreenHeight};
+constexpr int kUsualRefreshRate = 60;
+
+WindowPtr makeWindow(const ScreenOptions& options, bool inMemory) {
+  const platform::Size size = options.windowedSize.value_or(inMemory ? kMemorySize : kWindowSize);
+  Uint32 flags = SDL_WINDOW_RESIZABLE | SDL_WINDOW_ALLOW_HIGHDPI;
+  // A display that is not there has a size of its own making.
+  if (options.fullscreen && !inMemory) flags |= SDL_WINDOW_FULLSCREEN_DESKTOP;
+  return WindowPtr(SDL_CreateWindow(options.title.c_str(), SDL_WINDOWPOS_CENTERED,
+                                    SDL_WINDOWPOS_CENTERED,
+                                    static_cast<int>(std::lround(size.width)),
+                                    static_cast<int>(std::lround(size.height)), flags));
+}
+
+platform::Duration frameInterval(SDL_Window* window, SDL_Renderer* renderer) {
+  SDL_DisplayMode mode{};
+  const bool known = SDL_GetWindowDisplayMode(window, &mode) == 0 && mode.refresh_rate > 0;
+  const platform::Duration interval = std::chrono::nanoseconds(std::chrono::seconds(1)) /
+                                      (known ? mode.refresh_rate : kUsualRefreshRate);
+  // Where the display sets the pace, this only bounds it should it not.
+  return isAccelerated(renderer) ? interval / 2 : interval;
+}
+
+}  // namespace
+
+std::unique_ptr<ScreenWindow> ScreenWindow::open(const ScreenOptions& options, bool inMemory,
+                                                 TextRenderer& texts, std::string& reason) {
+  WindowPtr window = makeWindow(options, inMemory);
+  RendererPtr renderer = window ? makeRenderer(window.get(), inMemory) : nullptr;
+  if (!renderer) {
+    reason = SDL_GetError();
+    return nullptr;
+  }
+  return std::unique_ptr<ScreenWindow>(
+      new ScreenWindow(std::move(window), std::move(renderer), texts));
+}
+
+ScreenWindow::ScreenWindow(WindowPtr window, RendererPtr renderer, TextRenderer& texts)
+    : _window(std::move(window)),
+      _renderer(std::move(renderer)),
+      _scenes(std::make_unique<SceneRenderer>(_renderer.get(), texts)),
+      _interval(box::frameInterval(_window.get(), _renderer.get())) {
+  SDL_DisableScreenSaver();
+  SDL_ShowCursor(SDL_DISABLE);
+}
+
+ScreenWindow::~ScreenWindow() {
+  SDL_ShowCursor(SDL_ENABLE);
+  SDL_EnableScreenSaver();
+}
+
+bool ScreenWindow::owns(const SDL_Event& event) const {
+  return event.type == SDL_WINDOWEVENT && event.window.windowID == SDL_GetWindowID(_window.get());
+}
+
+bool ScreenWindow::draw(const platform::Scene& scene, platform::TimePoint now) {
+  const bool moves = _paint(scene, now);
+  SDL_RenderPresent(_renderer.get());
+  return moves;
+}
+
+PixelRows ScreenWindow::capture(const platform::Scene& scene, platform::TimePoint now) {
+  _paint(scene, now);
+  PixelRows rows{{}, _width, _height, 4 * _width};
+  rows.bytes.resize(static_cast<std::size_t>(rows.stride) * static_cast<std::size_t>(_height));
+  // Before it is presented: what a renderer holds afterwards is undefined.
+  const bool read = !rows.bytes.empty() &&
+                    SDL_RenderReadPixels(_renderer.get(), nullptr, SDL_PIXELFORMAT_ARGB8888,
+                                         rows.bytes.data(), rows.stride) == 0;
+  SDL_RenderPresent(_renderer.get());
+  return read ? std::move(rows) : PixelRows{};
+}
+
+bool ScreenWindow::_paint(const platform::Scene& scene, platform::TimePoint now) {
+  if (SDL_GetRendererOutputSize(_renderer.get(), &_width, &_height) != 0) _width = _height = 0;
+  return _scenes->draw(scene, _width, _height, now);
+}
+
+}  // namespace box

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "box/screen/CairoTexture.h"
+#include "box/screen/SceneRenderer.h"
+#include "box/screen/ScreenOptions.h"
+#include "box/screen/Sdl.h"
+#include "box/screen/TextRenderer.h"
+#include "platform/foundation/Clock.h"
+
+namespace box {
+
+/// The window and its renderer. While it is there the screen saver is off and the cursor hidden.
+///
+/// Threads: the screen's own. Lifetime: video must run, and `texts` outlive it.
+class ScreenWindow {
+ public:
+  /// Null when it cannot be opened; `reason` then says why. `inMemory`: there is no display to
+  /// fill.
+  static std::unique_ptr<ScreenWindow> open(const ScreenOptions& options, bool inMemory,
+                                            TextRenderer& texts, std::string& reason);
+  ~ScreenWindow();
+  ScreenWindow(const ScreenWindow&) = delete;
+  ScreenWindow& operator=(const ScreenWindow&) = delete;
+
+  SDL_Window* window() const { return _window.get(); }
+  bool owns(const SDL_Event& event) const;
+  /// Between two frames of an animation; less where presenting waits for the display itself.
+  platform::Duration frameInterval() const { return _interval; }
+
+  /// Draws and presents; returns whether the picture moves by itself.
+  bool draw(const platform::Scene& scene, platform::TimePoint now);
+  /// The same, and the pixels of it; none when they cannot be read.
+  PixelRows capture(const platform::Scene& scene, platform::TimePoint now);
+  void forgetTextures() { _scenes->forgetTextures(); }
+
+ private:
+  ScreenWindow(WindowPtr window, RendererPtr renderer, TextRenderer& texts);
+  bool _paint(const platform::Scene& scene, platform::TimePoint now);
+
+  const WindowPtr _window;
+  const RendererPtr _renderer;
+  std::unique_ptr<SceneRenderer> _scenes;
+  platform::Duration _interval{};
+  int _width = 0;
+  int _height = 0;
+};
+
+}  // namespace box

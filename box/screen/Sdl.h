@@ -1,0 +1,24 @@
+#pragma once
+
+#include <memory>
+
+#include <SDL.h>
+
+namespace box {
+
+struct SdlDeleter {
+  void operator()(SDL_Window* window) const { SDL_DestroyWindow(window); }
+  void operator()(SDL_Renderer* renderer) const { SDL_DestroyRenderer(renderer); }
+  void operator()(SDL_Texture* texture) const { SDL_DestroyTexture(texture); }
+  void operator()(SDL_Surface* surface) const { SDL_FreeSurface(surface); }
+  void operator()(SDL_GameController* controller) const { SDL_GameControllerClose(controller); }
+};
+
+/// Owned SDL objects. A texture must go before its renderer, a renderer before its window.
+using WindowPtr = std::unique_ptr<SDL_Window, SdlDeleter>;
+using RendererPtr = std::unique_ptr<SDL_Renderer, SdlDeleter>;
+using TexturePtr = std::unique_ptr<SDL_Texture, SdlDeleter>;
+using SurfacePtr = std::unique_ptr<SDL_Surface, SdlDeleter>;
+using ControllerPtr = std::unique_ptr<SDL_GameController, SdlDeleter>;
+
+}  // namespace box

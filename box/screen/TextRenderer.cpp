@@ -1,0 +1,156 @@
+#include "box/screen/TextRenderer.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+
+#include <glib.h>
+#include <pango/pangocairo.h>
+
+#include "box/screen/CairoTexture.h"
+
+namespace box {
+namespace {
+
+constexpr std::size_t kCachedTexts = 96;
+constexpr std::size_t kCachedPixels = 6 * 1024 * 1024;
+
+struct GObjectDeleter {
+  void operator()(void* object) const { g_object_unref(object); }
+};
+using ContextPtr = std::unique_ptr<PangoContext, GObjectDeleter>;
+using LayoutPtr = std::unique_ptr<PangoLayout, GObjectDeleter>;
+using FontMapPtr = std::unique_ptr<PangoFontMap, GObjectDeleter>;
+
+/// Valid UTF-8 of a length that is worth shaping.
+std::string presentable(const std::string& text) {
+  // Cut by bytes before anything walks the text; a torn last character becomes a replacement.
+  const std::size_t limit = static_cast<std::size_t>(theme::kTextLimit) * 4;
+  gchar* valid = g_utf8_make_valid(text.data(), static_cast<gssize>(std::min(text.size(), limit)));
+  std::string result(valid);
+  if (g_utf8_strlen(valid, -1) > theme::kTextLimit) {
+    result.resize(
+        static_cast<std::size_t>(g_utf8_offset_to_pointer(valid, theme::kTextLimit) - valid));
+  }
+  g_free(valid);
+  return result;
+}
+
+std::string cacheKey(const TextSpec& spec, double scale) {
+  char look[160];
+  std::snprintf(look, sizeof look, "%.2f %d %.3f %.3f %.3f %.3f %d %.1f %.1f %.4f ", spec.size,
+                spec.bold, static_cast<double>(spec.color.red),
+                static_cast<double>(spec.color.green), static_cast<double>(spec.color.blue),
+                static_cast<double>(spec.color.alpha), static_cast<int>(spec.alignment), spec.width,
+                spec.height, scale);
+  return look + spec.text;
+}
+
+PangoAlignment alignment(platform::TextAlignment alignment) {
+  // Pango swaps left and right where the text runs from right to left.
+  switch (alignment) {
+    case platform::TextAlignment::Leading:
+      return PANGO_ALIGN_LEFT;
+    case platform::TextAlignment::Center:
+      return PANGO_ALIGN_CENTER;
+    case platform::TextAlignment::Trailing:
+      break;
+  }
+  return PANGO_ALIGN_RIGHT;
+}
+
+}  // namespace
+
+struct TextRenderer::Impl {
+  FontMapPtr fonts{pango_cairo_font_map_new()};
+  ContextPtr context{pango_font_map_create_context(fonts.get())};
+
+  Impl() {
+    cairo_font_options_t* options = cairo_font_options_create();
+    // A television has no known order of subpixels, and its text moves and scales.
+    cairo_font_options_set_antialias(options, CAIRO_ANTIALIAS_GRAY);
+    cairo_font_options_set_hint_style(options, CAIRO_HINT_STYLE_SLIGHT);
+    cairo_font_options_set_hint_metrics(options, CAIRO_HINT_METRICS_OFF);
+    pango_cairo_context_set_font_options(context.get(), options);
+    cairo_font_options_destroy(options);
+  }
+
+  LayoutPtr layout(const TextSpec& spec, double scale) const {
+    LayoutPtr layout(pango_layout_new(context.get()));
+    PangoFontDescription* font = pango_font_description_from_string(theme::kFontFamilies);
+    pango_font_description_set_weight(font,
+                                      spec.bold ? PANGO_WEIGHT_SEMIBOLD : PANGO_WEIGHT_NORMAL);
+    pango_font_description_set_absolute_size(font, std::max(spec.size * scale, 1.0) * PANGO_SCALE);
+    pango_layout_set_font_description(layout.get(), font);
+    pango_font_description_free(font);
+
+    pango_layout_set_auto_dir(layout.get(), TRUE);
+    pango_layout_set_alignment(layout.get(), alignment(spec.alignment));
+    pango_layout_set_wrap(layout.get(), PANGO_WRAP_WORD_CHAR);
+    pango_layout_set_ellipsize(layout.get(), PANGO_ELLIPSIZE_END);
+    const auto units = [&](double points) {
+      return static_cast<int>(std::lround(points * scale * PANGO_SCALE));
+    };
+    pango_layout_set_width(layout.get(),
+                           units(std::clamp(spec.width, 1.0, 4 * platform::kScreenWidth)));
+    if (spec.height > 0) {
+      pango_layout_set_height(layout.get(),
+                              units(std::min(spec.height, 4 * platform::kScreenHeight)));
+    } else {
+      pango_layout_set_single_paragraph_mode(layout.get(), TRUE);
+      pango_layout_set_height(layout.get(), -1);
+    }
+    const std::string text = presentable(spec.text);
+    pango_layout_set_text(layout.get(), text.data(), static_cast<int>(text.size()));
+    return layout;
+  }
+};
+
+TextRenderer::TextRenderer()
+    : _impl(std::make_unique<Impl>()), _cache(kCachedTexts, kCachedPixels) {}
+TextRenderer::~TextRenderer() = default;
+
+void TextRenderer::warmUp() {
+  for (const bool bold : {false, true}) {
+    const TextSpec spec{
+        "0:00", theme::look(platform::TextStyle::Body).size, bold, theme::kText, {}, 400, 0};
+    PangoRectangle ink;
+    pango_layout_get_pixel_extents(_impl->layout(spec, 1).get(), &ink, nullptr);
+  }
+}
+
+double TextRenderer::measureHeight(const TextSpec& spec, double scale) {
+  if (spec.text.empty()) return 0;
+  PangoRectangle logical;
+  pango_layout_get_pixel_extents(_impl->layout(spec, scale).get(), nullptr, &logical);
+  return logical.height / scale;
+}
+
+const TextPicture& TextRenderer::picture(SDL_Renderer* renderer, const TextSpec& spec,
+                                         double scale) {
+  const std::string key = cacheKey(spec, scale);
+  if (const TextPicture* cached = _cache.find(key)) return *cached;
+
+  const LayoutPtr layout = _impl->layout(spec, scale);
+  PangoRectangle ink;
+  PangoRectangle logical;
+  pango_layout_get_pixel_extents(layout.get(), &ink, &logical);
+  TextPicture picture;
+  picture.lineHeight = logical.height;
+  if (ink.width > 0 && ink.height > 0) {
+    picture.x = ink.x - 1;  // a pixel on each side for what antialiasing adds
+    picture.y = ink.y - 1;
+    picture.width = ink.width + 2;
+    picture.height = ink.height + 2;
+    CairoPicture canvas(picture.width, picture.height);
+    canvas.setColor(spec.color);
+    cairo_move_to(canvas.context(), -picture.x, -picture.y);
+    pango_cairo_show_layout(canvas.context(), layout.get());
+    picture.texture = canvas.makeTexture(renderer);
+  }
+  const auto pixels =
+      static_cast<std::size_t>(picture.width) * static_cast<std::size_t>(picture.height);
+  return _cache.insert(key, std::move(picture), pixels);
+}
+
+}  // namespace box

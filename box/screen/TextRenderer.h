@@ -1,0 +1,64 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "box/screen/Sdl.h"
+#include "box/screen/TextureCache.h"
+#include "box/screen/Theme.h"
+#include "platform/ui/Scene.h"
+
+namespace box {
+
+/// A piece of text to be drawn. Sizes are points of the scene.
+struct TextSpec {
+  std::string text;
+  double size = theme::kSmallestText;
+  bool bold = false;
+  platform::Color color = theme::kText;
+  platform::TextAlignment alignment = platform::TextAlignment::Leading;
+  double width = 0;   ///< wraps, or ends in an ellipsis, here
+  double height = 0;  ///< ends in an ellipsis here; zero: one line
+};
+
+/// A text as pixels. The texture covers the inked part only.
+struct TextPicture {
+  TexturePtr texture;  ///< null when there is nothing to see
+  // Where the texture lies within the text's area, and its size.
+  int x = 0;
+  int y = 0;
+  int width = 0;
+  int height = 0;
+  int lineHeight = 0;  ///< height of all lines together
+};
+
+/// Shapes and draws text of any script with Pango, and keeps the textures of what was used last.
+///
+/// Threads: the screen's own. Lifetime: textures go with clear(), which must come before their
+/// renderer's end. The fonts stay loaded.
+class TextRenderer {
+ public:
+  TextRenderer();
+  ~TextRenderer();
+  TextRenderer(const TextRenderer&) = delete;
+  TextRenderer& operator=(const TextRenderer&) = delete;
+
+  /// Loads the fonts, which the first text would wait for otherwise.
+  void warmUp();
+
+  /// `scale` is pixels a point. The reference is good until the next call.
+  const TextPicture& picture(SDL_Renderer* renderer, const TextSpec& spec, double scale);
+
+  /// Height of the text's lines in points.
+  double measureHeight(const TextSpec& spec, double scale);
+
+  void clear() { _cache.clear(); }
+  std::size_t cachedCount() const { return _cache.size(); }
+
+ private:
+  struct Impl;
+  const std::unique_ptr<Impl> _impl;
+  TextureCache<TextPicture> _cache;
+};
+
+}  // namespace box

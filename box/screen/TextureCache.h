@@ -1,0 +1,61 @@
+#pragma once
+
+#include <cstddef>
+#include <list>
+#include <string>
+#include <unordered_map>
+#include <utility>
+
+namespace box {
+
+/// Keeps what was used last: at most `countLimit` entries that together weigh at most
+/// `weightLimit`, except that the newest one always stays. A reference is good until the next
+/// insert() or clear().
+template <typename T>
+class TextureCache {
+ public:
+  TextureCache(std::size_t countLimit, std::size_t weightLimit)
+      : _countLimit(countLimit), _weightLimit(weightLimit) {}
+
+  /// Null when it is not there.
+  T* find(const std::string& key) {
+    const auto found = _index.find(key);
+    if (found == _index.end()) return nullptr;
+    _entries.splice(_entries.begin(), _entries, found->second);
+    return &found->second->value;
+  }
+
+  /// `key` must not be there yet.
+  T& insert(const std::string& key, T value, std::size_t weight) {
+    _entries.push_front({key, std::move(value), weight});
+    _index[key] = _entries.begin();
+    _weight += weight;
+    while (_entries.size() > 1 && (_entries.size() > _countLimit || _weight > _weightLimit)) {
+      _weight -= _entries.back().weight;
+      _index.erase(_entries.back().key);
+      _entries.pop_back();
+    }
+    return _entries.front().value;
+  }
+
+  void clear() {
+    _index.clear();
+    _entries.clear();
+    _weight = 0;
+  }
+  std::size_t size() const { return _entries.size(); }
+
+ private:
+  struct Entry {
+    std::string key;
+    T value;
+    std::size_t weight;
+  };
+  const std::size_t _countLimit;
+  const std::size_t _weightLimit;
+  std::size_t _weight = 0;
+  std::list<Entry> _entries;  // newest first
+  std::unordered_map<std::string, typename std::list<Entry>::iterator> _index;
+};
+
+}  // namespace box

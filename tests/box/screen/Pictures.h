@@ -1,0 +1,65 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "box/media/VideoFrames.h"
+#include "box/screen/SceneRenderer.h"
+#include "box/screen/Sdl.h"
+#include "box/screen/TextRenderer.h"
+#include "platform/ui/Scene.h"
+
+namespace box::test {
+
+struct Pixel {
+  int red = 0;
+  int green = 0;
+  int blue = 0;
+  /// The largest difference of a channel.
+  int distance(const Pixel& other) const;
+  int brightness() const { return (red + green + blue) / 3; }
+};
+
+/// A picture in the decoder's form, owning its bytes.
+class MemoryFrame final : public VideoFrame {
+ public:
+  struct Yuv {
+    std::uint8_t y;
+    std::uint8_t u;
+    std::uint8_t v;
+  };
+  /// One colour; with `leftHalf`, the other one on the left.
+  MemoryFrame(VideoFormat pixelFormat, int pixelWidth, int pixelHeight, Yuv color,
+              std::optional<Yuv> leftHalf = std::nullopt);
+
+ private:
+  std::vector<std::uint8_t> _bytes;
+};
+
+/// A scene drawn in memory, without a window.
+class Picture {
+ public:
+  Picture(const platform::Scene& scene, int width, int height, platform::TimePoint now = {});
+
+  Pixel at(int x, int y) const;
+  /// Whether the scene says that it moves by itself.
+  bool moves() const { return _moves; }
+  /// Columns and rows of the pixels that differ from black by more than a little.
+  struct Bounds {
+    int left, top, right, bottom;
+    bool empty() const { return left > right; }
+  };
+  Bounds inked(int minimum = 24) const;
+
+ private:
+  SurfacePtr _surface;
+  bool _moves = false;
+};
+
+/// One node over the whole screen.
+platform::Scene sceneOf(std::vector<platform::SceneElement> elements);
+platform::SceneNode node(platform::Rect frame, platform::SceneElement element, float alpha = 1);
+
+}  // namespace box::test

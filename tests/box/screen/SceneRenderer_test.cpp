@@ -1,0 +1,382 @@
+#include "box/screen/SceneRenderer.h"
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "box/screen/Elements.h"
+#include "tests/box/screen/Pictures.h"
+
+namespace {
+
+using box::VideoFormat;
+using box::VideoFrames;
+using box::VideoMatrix;
+using box::test::MemoryFrame;
+using box::test::node;
+using box::test::Picture;
+using box::test::Pixel;
+using box::test::sceneOf;
+using platform::Color;
+using platform::FillElement;
+using platform::kScreenBounds;
+using platform::Scene;
+using platform::TextAlignment;
+using platform::TextElement;
+using platform::TransportBarElement;
+using platform::TransportState;
+using platform::VideoElement;
+
+constexpr std::pair<int, int> kSizes[]{{1280, 720}, {1920, 1080}};
+constexpr Color kRed{1, 0, 0, 1};
+constexpr Pixel kBlack{0, 0, 0};
+/// Red and blue in BT.709, studio range.
+constexpr MemoryFrame::Yuv kRed709{63, 102, 240};
+constexpr MemoryFrame::Yuv kBlue709{32, 240, 118};
+
+std::shared_ptr<VideoFrames> videoOf(std::shared_ptr<const box::VideoFrame> frame) {
+  auto video = std::make_shared<VideoFrames>();
+  video->put(video->open(), std::move(frame));
+  return video;
+}
+
+struct ShapeCase {
+  const char* name;
+  VideoFormat format;
+  int width, height;
+  int aspectNumerator, aspectDenominator;
+  int rotation;
+  /// What the picture takes of a screen of 1920 by 1080.
+  double left, top, right, bottom;
+};
+
+TEST(SceneRenderer, ShowsVideoAtItsOwnShapeWithBlackAroundIt) {
+  const ShapeCase cases[]{
+      {"fills the screen", VideoFormat::NV12, 320, 180, 1, 1, 0, 0, 0, 1920, 1080},
+      {"planar", VideoFormat::I420, 320, 180, 1, 1, 0, 0, 0, 1920, 1080},
+      {"wide", VideoFormat::NV12, 480, 200, 1, 1, 0, 0, 140, 1920, 940},
+      {"narrow", VideoFormat::I420, 320, 240, 1, 1, 0, 240, 0, 1680, 1080},
+      {"wide pixels", VideoFormat::NV12, 360, 240, 4, 3, 0, 0, 60, 1920, 1020},
+      {"upright", VideoFormat::NV12, 320, 180, 1, 1, 90, 656, 0, 1264, 1080},
+      {"odd size", VideoFormat::NV12, 319, 179, 1, 1, 0, 0, 0, 1920, 1077},
+      {"senseless pixels", VideoFormat::I420, 320, 180, 0, -5, 0, 0, 0, 1920, 1080},
+  };
+  for (const ShapeCase& the : cases) {
+    const auto frame = std::make_shared<MemoryFrame>(the.format, the.width, the.height, kRed709);
+    frame->pixelAspectNumerator = the.aspectNumerator;
+    frame->pixelAspectDenominator = the.aspectDenominator;
+    frame->rotationDegrees = the.rotation;
+    for (const auto& [width, height] : kSizes) {
+      SCOPED_TRACE(std::string(the.name) + " at " + std::to_string(width));
+      const Picture picture(sceneOf({VideoElement{videoOf(frame)}}), width, height);
+      const double scale = width / 1920.0;
+      const auto bounds = picture.inked();
+      constexpr double kSlack = 3;
+      EXPECT_NEAR(bounds.left, the.left * scale, kSlack);
+      EXPECT_NEAR(bounds.top, the.top * scale, kSlack);
+      EXPECT_NEAR(bounds.right + 1, the.right * scale, kSlack);
+      EXPECT_NEAR(bounds.bottom + 1, the.bottom * scale, kSlack);
+      EXPECT_LE(picture.at(width / 2, height / 2).distance({255, 0, 0}), 8);
+    }
+  }
+}
+
+TEST(SceneRenderer, TurnsVideoClockwise) {
+  // Blue on the left, red on the right.
+  const struct {
+    int degrees;
+    int blueX, blueY, redX, redY;
+  } cases[]{{0, 480, 540, 1440, 540},
+            {90, 960, 200, 960, 880},
+            {180, 1440, 540, 480, 540},
+            {270, 960, 880, 960, 200}};
+  for (const auto& the : cases) {
+    SCOPED_TRACE(the.degrees);
+    const auto frame =
+        std::make_shared<MemoryFrame>(VideoFormat::NV12, 320, 180, kRed709, kBlue709);
+    frame->rotationDegrees = the.degrees;
+    const Picture picture(sceneOf({VideoElement{videoOf(frame)}}), 1920, 1080);
+    EXPECT_LE(picture.at(the.blueX, the.blueY).distance({0, 0, 255}), 8);
+    EXPECT_LE(picture.at(the.redX, the.redY).distance({255, 0, 0}), 8);
+  }
+}
+
+TEST(SceneRenderer, ConvertsColoursAsTheVideoSays) {
+  const struct {
+    const char* name;
+    MemoryFrame::Yuv color;
+    VideoMatrix matrix;
+    bool fullRange;
+    Pixel expected;
+  } cases[]{
+      {"BT.709 green", {173, 42, 26}, VideoMatrix::BT709, false, {0, 255, 0}},
+      {"BT.601 green", {145, 54, 34}, VideoMatrix::BT601, false, {0, 255, 0}},
+      {"studio white", {235, 128, 128}, VideoMatrix::BT709, false, {255, 255, 255}},
+      {"full-range grey", {235, 128, 128}, VideoMatrix::BT601, true, {235, 235, 235}},
+      {"full-range black", {16, 128, 128}, VideoMatrix::BT601, true, {16, 16, 16}},
+  };
+  for (const auto& the : cases) {
+    SCOPED_TRACE(the.name);
+    const auto frame = std::make_shared<MemoryFrame>(VideoFormat::NV12, 64, 36, the.color);
+    frame->matrix = the.matrix;
+    frame->fullRange = the.fullRange;
+    const Picture picture(sceneOf({VideoElement{videoOf(frame)}}), 640, 360);
+    EXPECT_LE(picture.at(320, 180).distance(the.expected), 6)
+        << picture.at(320, 180).red << ' ' << picture.at(320, 180).green << ' '
+        << picture.at(320, 180).blue;
+  }
+}
+
+TEST(SceneRenderer, DrawsBlackForAVideoThatCannotBeShown) {
+  const auto hollow = std::make_shared<MemoryFrame>(VideoFormat::NV12, 64, 36, kRed709);
+  hollow->planes[1].rows = 2;
+  const auto flat = std::make_shared<MemoryFrame>(VideoFormat::I420, 64, 36, kRed709);
+  flat->height = 0;
+  const std::shared_ptr<platform::VideoOutput> outputs[]{nullptr, std::make_shared<VideoFrames>(),
+                                                         std::make_shared<platform::VideoOutput>(),
+                                                         videoOf(hollow), videoOf(flat)};
+  for (const auto& output : outputs) {
+    const Picture picture(sceneOf({FillElement{kRed}, VideoElement{output}}), 640, 360);
+    EXPECT_EQ(picture.at(320, 180).distance(kBlack), 0);
+  }
+}
+
+TEST(SceneRenderer, KeepsItsShapeInOtherWindows) {
+  const Scene scene = sceneOf({FillElement{kRed}});
+  const struct {
+    int width, height;
+    int left, top, right, bottom;
+  } cases[]{{1000, 1000, 0, 218, 999, 780},
+            {2000, 900, 200, 0, 1799, 899},
+            {3840, 2160, 0, 0, 3839, 2159}};
+  for (const auto& the : cases) {
+    const auto bounds = Picture(scene, the.width, the.height).inked();
+    SCOPED_TRACE(the.width);
+    EXPECT_NEAR(bounds.left, the.left, 1);
+    EXPECT_NEAR(bounds.top, the.top, 1);
+    EXPECT_NEAR(bounds.right, the.right, 1);
+    EXPECT_NEAR(bounds.bottom, the.bottom, 1);
+  }
+}
+
+TEST(SceneRenderer, FadesAsTheClockSays) {
+  using std::chrono::milliseconds;
+  const platform::TimePoint start{std::chrono::seconds(5)};
+  Scene scene = sceneOf({FillElement{platform::kWhite}});
+  scene.nodes[0].alpha = {0, 1, start, milliseconds(300)};
+  const struct {
+    milliseconds at;
+    int brightness;
+    bool moves;
+  } cases[]{
+      {milliseconds(0), 0, true}, {milliseconds(150), 128, true}, {milliseconds(300), 255, false}};
+  for (const auto& the : cases) {
+    const Picture picture(scene, 640, 360, start + the.at);
+    EXPECT_NEAR(picture.at(320, 180).brightness(), the.brightness, 2);
+    EXPECT_EQ(picture.moves(), the.moves);
+  }
+  // The opacity of a group holds for what is in it, video too.
+  Scene nested;
+  nested.nodes.push_back(node(kScreenBounds, FillElement{platform::kBlack}, 0.5F));
+  const auto white =
+      std::make_shared<MemoryFrame>(VideoFormat::NV12, 64, 36, MemoryFrame::Yuv{235, 128, 128});
+  nested.nodes[0].children.push_back(node(kScreenBounds, VideoElement{videoOf(white)}, 0.5F));
+  EXPECT_NEAR(Picture(nested, 640, 360).at(320, 180).brightness(), 64, 3);
+}
+
+TEST(SceneRenderer, BlursAndDarkensWhatLiesBeneath) {
+  Scene scene;
+  scene.nodes.push_back(node({0, 0, 960, 1080}, FillElement{platform::kWhite}));
+  scene.nodes.push_back(node(kScreenBounds, platform::BlurElement{}));
+  scene.nodes.push_back(node({0, 0, 100, 100}, FillElement{kRed}));
+  for (const auto& [width, height] : kSizes) {
+    const Picture picture(scene, width, height);
+    const int y = height / 2;
+    const auto brightness = [&](double x) {
+      return picture.at(static_cast<int>(x * width), y).brightness();
+    };
+    EXPECT_NEAR(brightness(0.1), 115, 20) << "darkened, and even away from the edge";
+    EXPECT_LT(brightness(0.9), 12);
+    // The edge is a slope now.
+    EXPECT_GT(brightness(0.5 - 0.004), brightness(0.5 + 0.004));
+    EXPECT_GT(brightness(0.5 + 0.004), 20);
+    EXPECT_LT(brightness(0.5 - 0.004), 100);
+    EXPECT_LE(picture.at(10, 10).distance({255, 0, 0}), 1) << "what lies above is sharp";
+  }
+}
+
+TEST(SceneRenderer, AlignsTextByItsOwnDirection) {
+  const struct {
+    const char* text;
+    TextAlignment alignment;
+    bool left;
+  } cases[]{
+      {"Hello", TextAlignment::Leading, true},  {"Hello", TextAlignment::Trailing, false},
+      {"مرحبا", TextAlignment::Leading, false}, {"مرحبا", TextAlignment::Trailing, true},
+      {"שלום", TextAlignment::Leading, false},  {"こんにちは", TextAlignment::Leading, true},
+  };
+  for (const auto& the : cases) {
+    SCOPED_TRACE(the.text);
+    Scene scene;
+    scene.nodes.push_back(
+        node({200, 400, 1520, 120},
+             TextElement{the.text, platform::TextStyle::Title, platform::kWhite, the.alignment}));
+    const auto bounds = Picture(scene, 1920, 1080).inked();
+    ASSERT_FALSE(bounds.empty());
+    EXPECT_GT(bounds.bottom - bounds.top, 28);
+    if (the.left) {
+      EXPECT_NEAR(bounds.left, 200, 12);
+    } else {
+      EXPECT_NEAR(bounds.right, 1720, 12);
+    }
+  }
+}
+
+TEST(SceneRenderer, KeepsTextInItsFrame) {
+  std::string longText;
+  for (int i = 0; i < 20000; ++i) longText += "word \xff ";
+  const struct {
+    const char* name;
+    std::string text;
+  } cases[]{{"long and torn", longText},
+            {"one word", std::string(5000, 'W')},
+            {"lines", std::string(3000, '\n') + "x"}};
+  for (const auto& the : cases) {
+    SCOPED_TRACE(the.name);
+    Scene scene;
+    scene.nodes.push_back(
+        node({300, 300, 600, 300}, TextElement{the.text, platform::TextStyle::Body,
+                                               platform::kWhite, TextAlignment::Leading}));
+    const auto bounds = Picture(scene, 1920, 1080).inked();
+    if (bounds.empty()) continue;
+    EXPECT_GE(bounds.left, 295);
+    EXPECT_LE(bounds.right, 905);
+    EXPECT_GE(bounds.top, 295);
+    EXPECT_LE(bounds.bottom, 605);
+  }
+}
+
+TEST(SceneRenderer, KeepsTheTransportBarInTheSafeArea) {
+  TransportBarElement bar;
+  bar.title = std::string(300, 'W');
+  bar.elapsed = 3725;
+  bar.duration = 7450;
+  bar.loaded = {{0, 0.8}};
+  const TransportState states[]{TransportState::Loading,         TransportState::Playing,
+                                TransportState::Paused,          TransportState::Stopped,
+                                TransportState::ScanningForward, TransportState::ScanningBackward};
+  for (const auto& [width, height] : kSizes) {
+    for (const TransportState state : states) {
+      for (const bool live : {false, true}) {
+        SCOPED_TRACE(std::to_string(width) + " state " + std::to_string(static_cast<int>(state)));
+        bar.state = state;
+        bar.live = live;
+        bar.rate = -8;
+        const Picture picture(sceneOf({bar}), width, height);
+        const auto bounds = picture.inked();
+        EXPECT_GE(bounds.left, width * 0.05 - 1);
+        EXPECT_LT(bounds.right, width * 0.95 + 1);
+        EXPECT_LT(bounds.bottom, height * 0.95 + 1);
+        EXPECT_GT(bounds.top, height * 0.75);
+        EXPECT_EQ(picture.moves(), state == TransportState::Loading);
+      }
+    }
+  }
+}
+
+TEST(TransportBar, SaysWhereItIs) {
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  const struct {
+    const char* name;
+    double elapsed;
+    std::optional<double> duration;
+    bool live;
+    TransportState state;
+    double rate;
+    const char *left, *right, *rateText;
+    double played;
+  } cases[]{
+      {"in the middle", 65.7, 131.4, false, TransportState::Playing, 1, "1:05", "-1:06", "", 0.5},
+      {"beyond the end", 200, 100, false, TransportState::Paused, 1, "3:20", "-0:00", "", 1},
+      {"unknown duration", 10, std::nullopt, false, TransportState::Playing, 1, "0:10", "", "", 0},
+      {"senseless duration", 10, nan, false, TransportState::Playing, 1, "0:10", "", "", 0},
+      {"senseless position", nan, 100.0, false, TransportState::Playing, 1, "--:--", "-1:40", "",
+       0},
+      {"live", 3600, std::nullopt, true, TransportState::Playing, 1, "1:00:00", "LIVE", "", 1},
+      {"scanning", 5, 10.0, false, TransportState::ScanningForward, 8, "0:05", "-0:05", "8×", 0.5},
+      {"back", 5, 10.0, false, TransportState::ScanningBackward, -2.5, "0:05", "-0:05", "2.5×",
+       0.5},
+      {"senseless rate", 5, 10.0, false, TransportState::ScanningForward, nan, "0:05", "-0:05", "",
+       0.5},
+  };
+  for (const auto& the : cases) {
+    SCOPED_TRACE(the.name);
+    TransportBarElement bar;
+    bar.elapsed = the.elapsed;
+    bar.duration = the.duration;
+    bar.live = the.live;
+    bar.state = the.state;
+    bar.rate = the.rate;
+    const box::TransportBarTexts texts = box::transportBarTexts(bar);
+    EXPECT_EQ(texts.left, the.left);
+    EXPECT_EQ(texts.right, the.right);
+    EXPECT_EQ(texts.rate, the.rateText);
+    EXPECT_NEAR(texts.played, the.played, 0.001);
+  }
+}
+
+TEST(SceneRenderer, FitsMoreDigitsIntoTheSameRow) {
+  const auto boundsOf = [](const std::string& text, int boxes) {
+    Scene scene;
+    scene.nodes.push_back(node({360, 400, 1200, 240}, platform::DigitsElement{text, boxes}));
+    return Picture(scene, 1920, 1080).inked();
+  };
+  const auto four = boundsOf("1234", 4);
+  const auto eight = boundsOf("12345678", 4);
+  EXPECT_EQ(four.right - four.left + 1, 4 * 150 + 3 * 30);
+  EXPECT_NEAR(eight.right - eight.left, four.right - four.left, 4);
+  EXPECT_LT(eight.bottom - eight.top, (four.bottom - four.top) * 2 / 3);
+  EXPECT_NEAR(four.left + four.right, 1919, 2) << "in the middle";
+  EXPECT_EQ(boundsOf("", 4).right, four.right) << "empty boxes are there";
+}
+
+TEST(SceneRenderer, MovesTheFocusOfAnAlert) {
+  platform::AlertElement alert{"Title", "Message", {"Cancel", "OK"}, 0};
+  const auto focusIsLeft = [&](std::size_t focused) {
+    alert.focusedButton = focused;
+    const Picture picture(sceneOf({FillElement{Color{0.2F, 0.2F, 0.2F, 1}}, alert}), 1920, 1080);
+    // The brighter half of the card's lower part has the focus.
+    long left = 0;
+    long right = 0;
+    for (int y = 540; y < 800; y += 4) {
+      for (int x = 500; x < 960; x += 4) {
+        left += picture.at(x, y).brightness();
+        right += picture.at(1919 - x, y).brightness();
+      }
+    }
+    return left > right;
+  };
+  EXPECT_TRUE(focusIsLeft(0));
+  EXPECT_FALSE(focusIsLeft(1));
+}
+
+TEST(SceneRenderer, TurnsTheSpinner) {
+  using std::chrono::milliseconds;
+  const platform::TimePoint start{std::chrono::seconds(100)};
+  const Scene scene = sceneOf({platform::SpinnerElement{start}});
+  const Picture atTop(scene, 1920, 1080, start);
+  const Picture halfway(scene, 1920, 1080, start + milliseconds(550));
+  EXPECT_TRUE(atTop.moves());
+  const int top = 540 - 48;
+  const int bottom = 540 + 48;
+  EXPECT_GT(atTop.at(960, top).brightness(), 200);
+  EXPECT_LT(atTop.at(960, bottom).brightness(), 150);
+  EXPECT_GT(halfway.at(960, bottom).brightness(), 200);
+  EXPECT_LT(halfway.at(960, top).brightness(), 150);
+}
+
+}  // namespace
