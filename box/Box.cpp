@@ -1,0 +1,148 @@
+#include "box/Box.h"
+
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <utility>
+
+#include "box/Memory.h"
+#include "box/Version.h"
+#include "box/media/MediaEngine.h"
+#include "box/media/WarmUp.h"
+#include "box/media/WorkerThreads.h"
+
+namespace box {
+
+namespace {
+
+// All of the end, then its two parts that wait for something.
+constexpr auto kEndLimit = std::chrono::milliseconds(2000);
+constexpr auto kPresentationEndLimit = std::chrono::milliseconds(1000);
+constexpr auto kWorkersEndLimit = std::chrono::milliseconds(700);
+
+}  // namespace
+
+Box::Box(Options options, platform::TimePoint started)
+    : _options(std::move(options)),
+      _started(started),
+      _signals(kEndLimit,
+               [this](int signal) { _mainQueue.async([this, signal] { _terminate(signal); }); }),
+      _device(_options.language),
+      _door(_mainQueue, _options.door),
+      _screen(_mainQueue, _clock, _options.screen) {
+  // A peer or a server that hangs up shows where it is written to.
+  std::signal(SIGPIPE, SIG_IGN);
+  TVSLogger::addSink(_log);
+}
+
+Box::~Box() {
+  _application = {};
+  releaseSharedInstances();
+  _door.close();
+  TVSLogger::removeSink(_log);
+}
+
+std::unique_ptr<platform::MediaEngine> Box::makeMediaEngine() {
+  return std::make_unique<MediaEngine>(_mainQueue, _clock,
+                                       MediaEngineOptions{.allowFileURLs = _options.allowFileURLs});
+}
+
+int Box::run(platform::Application application) {
+  _mainQueue.bindToCurrentThread();
+  TVSLogger::setMainThread();
+  _applyLogLevels();
+  _application = std::move(application);
+  _viewServiceHost.setRootViewControllerFactory(_application.makeRootViewController);
+  _connectDoor();
+  if (!_application.delegate->applicationDidFinishLaunching({})) {
+    TVSLogError(TVSSystemLog, "The application refused to launch");
+    return 1;
+  }
+  _reportDoor();
+  _warmUp();
+  _mainQueue.run();
+  _shutDown();
+  return 0;
+}
+
+void Box::_applyLogLevels() const {
+  if (_options.logLevel) TVSLogger::setLevel(*_options.logLevel);
+  for (const auto& [component, level] : _options.logComponents) {
+    TVSLogger::setLevel(component, level);
+  }
+}
+
+void Box::_connectDoor() {
+  _door.setBoxInterface({
+      .input = [this](platform::InputEvent event) { _viewServiceHost.handleInput(event); },
+      .screenshot =
+          [this](std::function<void(std::shared_ptr<const platform::Bytes>)> completion) {
+            _screen.capture(std::move(completion));
+          },
+      .status = [this] { return _status(); },
+  });
+  if (_application.isContentKeyRequest) _door.setKeyRequestCheck(_application.isContentKeyRequest);
+}
+
+platform::Dictionary Box::_status() const {
+  platform::Dictionary status;
+  if (_application.status) status = _application.status();
+  status.set("window", platform::Dictionary{{"open", _screen.isOpen()},
+                                            {"presenting", _viewServiceHost.isPresenting()}});
+  status.set("nowPlaying", _nowPlaying.status());
+  status.set("uptime", platform::secondsFromDuration(_clock.now() - _started));
+  if (const auto use = memoryUse()) {
+    status.set("memory", platform::Dictionary{{"pss", use->proportional}, {"rss", use->resident}});
+  }
+  status.set("version", kVersion);
+  return status;
+}
+
+void Box::_reportDoor() const {
+  // The door itself has said why.
+  if (_door.error()) return;
+  // What the loader did before main is not in it: the kernel tells the start of a process in steps
+  // of 10 ms only.
+  TVSLogNotice(TVSSystemLog, "The door %@ is open, %f ms after main began", _door.socketPath(),
+               platform::secondsFromDuration(_clock.now() - _started) * 1000);
+}
+
+void Box::_warmUp() {
+  WorkerThreads::start([] { warmUpMedia(); });
+  _screen.warmUp();
+}
+
+void Box::_terminate(int signal) {
+  if (std::exchange(_terminating, true)) return;
+  TVSLogNotice(TVSSystemLog, "Ending on signal %d", signal);
+  _application.delegate->applicationWillTerminate();
+  if (!_viewServiceHost.isPresenting()) {
+    _mainQueue.stop();
+    return;
+  }
+  // The presentation takes what plays in it along, and is over when its screen closes.
+  _observedScreen.setCloseObserver([this] { _mainQueue.stop(); });
+  _terminationLimit = _mainQueue.after(kPresentationEndLimit, [this] { _mainQueue.stop(); });
+  _viewServiceHost.endPresentation();
+}
+
+void Box::_shutDown() {
+  // From here on the end is as good as it gets, whatever a thread still hangs on.
+  _signals.setLeavingStatus(0);
+  _terminationLimit.reset();
+  _observedScreen.setCloseObserver(nullptr);
+  _door.close();
+  _screen.close();
+  _application = {};
+  releaseSharedInstances();
+  _mainQueue.runDue();
+  if (WorkerThreads::waitForAll(kWorkersEndLimit)) return;
+  TVSLogWarning(TVSSystemLog, "%lu media threads did not end in time and are left as they are",
+                WorkerThreads::running());
+  // Without destructors, which those threads could run into.
+  std::fflush(nullptr);
+  std::_Exit(0);
+}
+
+}  // namespace box

@@ -1,0 +1,98 @@
+#pragma once
+
+#include <memory>
+
+#include "box/Device.h"
+#include "box/Log.h"
+#include "box/NotThere.h"
+#include "box/ObservedScreen.h"
+#include "box/Options.h"
+#include "box/SignalWatch.h"
+#include "box/screen/Screen.h"
+#include "box/services/Door.h"
+#include "platform/services/Platform.h"
+#include "platform/ui/ViewServiceHost.h"
+
+namespace box {
+
+/// The box as a process: the machine's clock, GStreamer, the screen, and the door on its socket.
+///
+/// Workflow: made first thing in the process, since the time it reports counts from there and since
+/// its threads must come after its signal mask. run() launches the application, whose receiver
+/// delegate opens the door; only then are media and screen brought up, on threads of their own.
+/// SIGTERM and SIGINT end it: the application terminates, the presentation ends, door and screen
+/// close, and run() returns 0. All of that has 2 s; see SignalWatch.
+///
+/// Threads: main.
+class Box final : public platform::RunnablePlatform {
+ public:
+  /// `started`: when the process entered main.
+  Box(Options options, platform::TimePoint started);
+  ~Box() override;
+
+  int run(platform::Application application) override;
+
+  platform::Clock& clock() override { return _clock; }
+  platform::MainQueue& mainQueue() override { return _mainQueue; }
+  platform::ReceiverServiceClient& receiverServiceClient() override { return _door; }
+  platform::NowPlayingService& nowPlaying() override { return _nowPlaying; }
+  platform::ProcessAssertionService& processAssertions() override { return _processAssertions; }
+  platform::SystemService& systemService() override { return _systemService; }
+  platform::PowerManager& powerManager() override { return _powerManager; }
+  platform::SystemNotificationService& systemNotifications() override {
+    return _systemNotifications;
+  }
+  platform::DistributedNotificationCenter& distributedNotifications() override {
+    return _distributedNotifications;
+  }
+  platform::TVSAudioSession& audioSession() override { return _audioSession; }
+  platform::AudioRoutingService& audioRouting() override { return _audioRouting; }
+  platform::TVSNetworkUtilities& network() override { return _network; }
+  platform::TVSCloudDataClient& cloudData() override { return _cloudData; }
+  platform::RemoteInputLimitingCenter& remoteInputLimiting() override {
+    return _remoteInputLimiting;
+  }
+  platform::DeviceInfo& device() override { return _device; }
+  platform::ViewServiceHost& viewServiceHost() override { return _viewServiceHost; }
+  std::unique_ptr<platform::MediaEngine> makeMediaEngine() override;
+
+ private:
+  void _applyLogLevels() const;
+  void _connectDoor();
+  platform::Dictionary _status() const;
+  void _reportDoor() const;
+  void _warmUp();
+  void _terminate(int signal);
+  void _shutDown();
+
+  const Options _options;
+  const platform::TimePoint _started;
+  const std::shared_ptr<StderrLog> _log = std::make_shared<StderrLog>();
+  platform::SystemClock _clock;
+  platform::MainQueue _mainQueue{_clock, std::make_shared<platform::ConditionWaiter>(_clock)};
+  // Before everything that has threads, and alive until they have ended.
+  SignalWatch _signals;
+
+  NowPlayingMemory _nowPlaying;
+  NoProcessAssertions _processAssertions;
+  NoSystemService _systemService;
+  NoPowerManager _powerManager;
+  NoSystemNotifications _systemNotifications;
+  NoDistributedNotifications _distributedNotifications;
+  PlainAudioSession _audioSession;
+  NoAudioRouting _audioRouting{_mainQueue};
+  UnwatchedNetwork _network;
+  NoCloudData _cloudData;
+  PlainInputLimiting _remoteInputLimiting;
+  Device _device;
+  Door _door;
+  Screen _screen;
+  ObservedScreen _observedScreen{_screen};
+  platform::ViewServiceHost _viewServiceHost{_mainQueue, _observedScreen};
+
+  platform::Application _application;
+  bool _terminating = false;
+  platform::Token _terminationLimit;
+};
+
+}  // namespace box

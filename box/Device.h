@@ -1,0 +1,25 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "platform/services/SystemServices.h"
+
+namespace box {
+
+/// The language comes from the command line, else from the environment as the C library reads it.
+class Device final : public platform::DeviceInfo {
+ public:
+  explicit Device(const std::optional<std::string>& languageTag);
+  /// There is no internal build of a box.
+  bool isInternalBuild() const override { return false; }
+  std::string language() const override { return _language; }
+
+ private:
+  const std::string _language;
+};
+
+/// `pt-BR` or `pt_BR.UTF-8@x` as `pt_BR`; "C" for what names no language.
+std::string localeName(std::string text);
+
+}  // namespace box

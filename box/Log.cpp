@@ -1,0 +1,53 @@
+#include "box/Log.h"
+
+#include <cerrno>
+#include <cstdlib>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace box {
+
+namespace {
+
+bool stderrIsJournal() {
+  struct stat status {};
+  if (fstat(STDERR_FILENO, &status) != 0) return false;
+  return namesJournalStream(std::getenv("JOURNAL_STREAM"), status.st_dev, status.st_ino);
+}
+
+}  // namespace
+
+bool namesJournalStream(const char* variable, dev_t device, ino_t inode) {
+  return variable && variable == std::to_string(device) + ":" + std::to_string(inode);
+}
+
+std::string logText(const platform::LogLine& line, bool forJournal) {
+  if (!forJournal) return line.text + "\n";
+  const std::string priority = "<" + std::to_string(static_cast<int>(line.level)) + ">";
+  std::string text;
+  std::string_view rest = line.text;
+  for (;;) {
+    const auto end = rest.find('\n');
+    text.append(priority).append(rest.substr(0, end)).append("\n");
+    if (end == std::string_view::npos) return text;
+    rest.remove_prefix(end + 1);
+  }
+}
+
+StderrLog::StderrLog() : _isJournal(stderrIsJournal()) {}
+
+void StderrLog::write(const platform::LogLine& line) {
+  const std::string text = logText(line, _isJournal);
+  std::string_view rest = text;
+  while (!rest.empty()) {
+    const ssize_t written = ::write(STDERR_FILENO, rest.data(), rest.size());
+    if (written < 0) {
+      if (errno == EINTR) continue;
+      return;  // nowhere to tell it
+    }
+    rest.remove_prefix(static_cast<std::size_t>(written));
+  }
+}
+
+}  // namespace box

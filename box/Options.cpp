@@ -1,0 +1,163 @@
+#include "box/Options.h"
+
+#include <charconv>
+#include <functional>
+
+namespace box {
+
+namespace {
+
+constexpr int kDefaultComponentLevel = 5;
+constexpr int kHighestLevel = 7;
+constexpr int kSmallestSide = 64;
+constexpr int kLargestSide = 16384;
+
+std::optional<int> wholeNumber(std::string_view text, int smallest, int largest) {
+  int number = 0;
+  const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), number);
+  const bool whole = failure == std::errc() && end == text.data() + text.size();
+  if (!whole || number < smallest || number > largest) return std::nullopt;
+  return number;
+}
+
+bool readBus(std::string_view text, Options& options) {
+  using Bus = DoorOptions::Bus;
+  if (text == "none") {
+    options.door.bus = Bus::None;
+  } else if (text == "session") {
+    options.door.bus = Bus::Session;
+  } else if (text == "system") {
+    options.door.bus = Bus::System;
+  } else {
+    return false;
+  }
+  return true;
+}
+
+bool readSize(std::string_view text, Options& options) {
+  const auto cross = text.find('x');
+  if (cross == std::string_view::npos) return false;
+  const auto width = wholeNumber(text.substr(0, cross), kSmallestSide, kLargestSide);
+  const auto height = wholeNumber(text.substr(cross + 1), kSmallestSide, kLargestSide);
+  if (!width || !height) return false;
+  options.screen.fullscreen = false;
+  options.screen.windowedSize =
+      platform::Size{static_cast<double>(*width), static_cast<double>(*height)};
+  return true;
+}
+
+bool readLogLevel(std::string_view text, Options& options) {
+  options.logLevel = wholeNumber(text, 0, kHighestLevel);
+  return options.logLevel.has_value();
+}
+
+bool readLogComponent(std::string_view text, Options& options) {
+  const auto equals = text.find('=');
+  const auto level = equals == std::string_view::npos
+                         ? kDefaultComponentLevel
+                         : wholeNumber(text.substr(equals + 1), 0, kHighestLevel);
+  const std::string_view name = text.substr(0, equals);
+  if (!level || name.empty()) return false;
+  options.logComponents.emplace_back(name, *level);
+  return true;
+}
+
+bool readPath(std::string_view text, Options& options) {
+  options.door.socketPath = text;
+  return !text.empty();
+}
+
+bool readLanguage(std::string_view text, Options& options) {
+  options.language = std::string(text);
+  return !text.empty();
+}
+
+struct Option {
+  std::string_view name;
+  bool takesValue;
+  bool (*read)(std::string_view value, Options& options);
+};
+
+constexpr Option kOptions[] = {
+    {"--socket", true, readPath},
+    {"--bus", true, readBus},
+    {"--windowed", true, readSize},
+    {"--log-level", true, readLogLevel},
+    {"--log-component", true, readLogComponent},
+    {"--language", true, readLanguage},
+    {"--allow-file-urls", false,
+     [](std::string_view, Options& options) { return options.allowFileURLs = true; }},
+    {"--fullscreen", false,
+     [](std::string_view, Options& options) {
+       options.screen.windowedSize.reset();
+       return options.screen.fullscreen = true;
+     }},
+};
+
+const Option* findOption(std::string_view name) {
+  for (const Option& option : kOptions) {
+    if (option.name == name) return &option;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+std::optional<Options> parseOptions(const std::vector<std::string_view>& arguments,
+                                    std::string* error) {
+  const auto refuse = [&](std::string text) -> std::optional<Options> {
+    if (error) *error = std::move(text);
+    return std::nullopt;
+  };
+  Options options;
+  for (std::size_t index = 0; index < arguments.size(); ++index) {
+    const std::string_view argument = arguments[index];
+    if (argument == "--help" || argument == "--version") {
+      options.action =
+          argument == "--help" ? Options::Action::PrintHelp : Options::Action::PrintVersion;
+      return options;
+    }
+    const auto equals = argument.find('=');
+    const std::string name(argument.substr(0, equals));
+    const Option* const option = findOption(name);
+    if (!option) return refuse("unknown option " + name);
+    std::string_view value;
+    if (equals != std::string_view::npos) {
+      if (!option->takesValue) return refuse(name + " takes no value");
+      value = argument.substr(equals + 1);
+    } else if (option->takesValue) {
+      if (++index == arguments.size()) return refuse(name + " needs a value");
+      value = arguments[index];
+    }
+    if (!option->read(value, options)) {
+      return refuse("\"" + std::string(value) + "\" is no value for " + name);
+    }
+  }
+  return options;
+}
+
+std::string_view usage() {
+  return "usage: tvvorlane [OPTION...]\n"
+         "\n"
+         "Shows on this device's screen what a receiver service tells it to.\n"
+         "\n"
+         "  --socket PATH            where the receiver service connects; by default\n"
+         "                           $XDG_RUNTIME_DIR/tvvorlane/receiver.sock\n"
+         "  --bus none|session|system\n"
+         "                           also publish the same object on that D-Bus bus; default none\n"
+         "  --allow-file-urls        play file: URLs\n"
+         "  --fullscreen             cover the whole display (the default)\n"
+         "  --windowed WIDTHxHEIGHT  a window of that size, such as 1280x720\n"
+         "  --language TAG           language of the texts, such as de or pt-BR; by default that "
+         "of\n"
+         "                           the environment\n"
+         "  --log-level N            log lines up to level N of every component: 3 errors,\n"
+         "                           4 warnings, 5 notices\n"
+         "  --log-component NAME[=N] the same for one component; 5 without N; may be repeated\n"
+         "  --version                print the version\n"
+         "  --help                   print this\n"
+         "\n"
+         "SIGTERM or SIGINT ends it within 2 seconds, a second one at once.\n";
+}
+
+}  // namespace box

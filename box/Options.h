@@ -1,0 +1,38 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "box/screen/ScreenOptions.h"
+#include "box/services/Door.h"
+
+namespace box {
+
+/// The command line.
+struct Options {
+  enum class Action { Run, PrintHelp, PrintVersion };
+
+  Action action = Action::Run;
+  DoorOptions door;
+  ScreenOptions screen;
+  bool allowFileURLs = false;
+  std::optional<int> logLevel;
+  /// In the order given.
+  std::vector<std::pair<std::string, int>> logComponents;
+  /// As given, such as `pt-BR`.
+  std::optional<std::string> language;
+};
+
+/// Reads `arguments`, which do not hold the program's name. Nothing, and a text for people in
+/// `error`, when they cannot be understood. A request for help or version wins over everything
+/// after it.
+std::optional<Options> parseOptions(const std::vector<std::string_view>& arguments,
+                                    std::string* error);
+
+/// What --help prints.
+std::string_view usage();
+
+}  // namespace box

@@ -1,0 +1,63 @@
+#include "box/SignalWatch.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <ctime>
+#include <utility>
+
+#include <pthread.h>
+
+#include "platform/foundation/TVSLogger.h"
+
+namespace box {
+
+namespace {
+
+/// The next signal, or nothing when `limit` has passed.
+int nextSignal(const sigset_t& signals, platform::Duration limit) {
+  const auto end = std::chrono::steady_clock::now() + limit;
+  for (;;) {
+    const auto left = std::max<platform::Duration>(end - std::chrono::steady_clock::now(), {});
+    const auto seconds = std::chrono::floor<std::chrono::seconds>(left);
+    const timespec timeout{static_cast<time_t>(seconds.count()),
+                           static_cast<long>((left - seconds).count())};
+    const int signal = sigtimedwait(&signals, nullptr, &timeout);
+    if (signal > 0) return signal;
+    if (errno != EINTR) return 0;
+  }
+}
+
+}  // namespace
+
+SignalWatch::SignalWatch(platform::Duration limit, std::function<void(int signal)> onSignal)
+    : _limit(limit), _onSignal(std::move(onSignal)) {
+  sigemptyset(&_signals);
+  sigaddset(&_signals, SIGTERM);
+  sigaddset(&_signals, SIGINT);
+  pthread_sigmask(SIG_BLOCK, &_signals, &_before);
+  _thread = std::thread([this] { _watch(); });
+}
+
+SignalWatch::~SignalWatch() {
+  _ending = true;
+  // Wakes the thread wherever it waits.
+  pthread_kill(_thread.native_handle(), SIGTERM);
+  _thread.join();
+  pthread_sigmask(SIG_SETMASK, &_before, nullptr);
+}
+
+void SignalWatch::_watch() {
+  int signal = 0;
+  sigwait(&_signals, &signal);
+  if (_ending) return;
+  _onSignal(signal);
+  const int second = nextSignal(_signals, _limit);
+  if (_ending) return;
+  if (second > 0) std::_Exit(128 + second);
+  TVSLogWarning(TVSSystemLog, "Something did not end in time and is left as it is");
+  std::_Exit(_leavingStatus);
+}
+
+}  // namespace box

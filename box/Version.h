@@ -1,0 +1,10 @@
+#pragma once
+
+#include <string_view>
+
+namespace box {
+
+/// What --version prints and the status tells.
+inline constexpr std::string_view kVersion = "0.1.0";
+
+}  // namespace box

@@ -1,0 +1,187 @@
+#include "box/services/Peer.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <string_view>
+#include <utility>
+
+#include <poll.h>
+#include <unistd.h>
+
+#include "box/services/BoxObject.h"
+#include "box/services/DoorLog.h"
+#include "box/services/GreetingObject.h"
+#include "box/services/ReceiverObject.h"
+
+namespace box {
+
+namespace {
+
+constexpr const char* kBusEnded = "the message bus has ended it";
+constexpr std::size_t kMaximumRememberedSenders = 256;
+
+int nameAnswered(sd_bus_message* answer, void*, sd_bus_error*) {
+  std::uint32_t result = 0;
+  if (sd_bus_message_is_method_error(answer, nullptr) > 0) {
+    TVSLogNotice(kDoorLog, "The message bus refuses the name %@: %@", kDoorBusName,
+                 sd_bus_message_get_error(answer)->message);
+  } else if (sd_bus_message_read_basic(answer, 'u', &result) > 0 && result != 1) {
+    TVSLogNotice(kDoorLog, "The name %@ is taken on the message bus", kDoorBusName);
+  }
+  return 0;
+}
+
+}  // namespace
+
+std::shared_ptr<Peer> Peer::accept(FileDescriptor socket, ServedObjects objects,
+                                   const DoorOptions& options, platform::TimePoint now) {
+  sd_bus* bus = nullptr;
+  if (sd_bus_new(&bus) < 0) return nullptr;
+  auto peer = std::make_shared<Peer>(Kind::Socket, bus, objects, options);
+  sd_id128_t id;
+  if (sd_id128_randomize(&id) < 0 || sd_bus_set_server(bus, 1, id) < 0) return nullptr;
+  if (sd_bus_set_fd(bus, socket.get(), socket.get()) < 0) return nullptr;
+  socket.release();
+  if (!peer->_publish() || sd_bus_start(bus) < 0) return nullptr;
+  peer->_authenticationDeadline = now + options.authenticationLimit;
+  return peer;
+}
+
+std::shared_ptr<Peer> Peer::connect(const DoorOptions& options, ServedObjects objects) {
+  const bool session = options.bus == DoorOptions::Bus::Session;
+  sd_bus* bus = nullptr;
+  const int result = session ? sd_bus_open_user(&bus) : sd_bus_open_system(&bus);
+  if (result < 0) {
+    TVSLogNotice(kDoorLog, "There is no %@ bus: %@", session ? "session" : "system",
+                 std::strerror(-result));
+    return nullptr;
+  }
+  auto peer = std::make_shared<Peer>(Kind::Bus, bus, objects, options);
+  peer->_ready = true;
+  if (!peer->_publish()) return nullptr;
+  peer->_requestName();
+  return peer;
+}
+
+Peer::Peer(Kind kind, sd_bus* bus, ServedObjects objects, const DoorOptions& options)
+    : _kind(kind),
+      _bus(bus),
+      _objects(objects),
+      _maximumQueuedMessages(options.maximumQueuedMessages),
+      _maximumQueuedBytes(options.maximumQueuedBytes) {}
+
+Peer::~Peer() {
+  // Not flushed: that would wait for the peer.
+  sd_bus_close(_bus);
+  sd_bus_unref(_bus);
+}
+
+bool Peer::_publish() {
+  if (_kind == Kind::Socket &&
+      sd_bus_add_object_vtable(_bus, nullptr, GreetingObject::kPath, GreetingObject::kInterface,
+                               GreetingObject::vtable(), nullptr) < 0) {
+    return false;
+  }
+  return sd_bus_add_object_vtable(_bus, nullptr, kDoorPath, ReceiverObject::kInterface,
+                                  ReceiverObject::vtable(), this) >= 0 &&
+         sd_bus_add_object_vtable(_bus, nullptr, kDoorPath, BoxObject::kInterface,
+                                  BoxObject::vtable(), this) >= 0;
+}
+
+void Peer::_requestName() {
+  if (sd_bus_request_name_async(_bus, nullptr, kDoorBusName, 0, nameAnswered, nullptr) < 0) {
+    TVSLogNotice(kDoorLog, "The name %@ cannot be asked for on the message bus", kDoorBusName);
+  }
+}
+
+int Peer::descriptor() const { return sd_bus_get_fd(_bus); }
+
+std::uint32_t Peer::interest() const {
+  const int events = sd_bus_get_events(_bus);
+  return events < 0 ? 0 : static_cast<std::uint32_t>(events);
+}
+
+std::optional<platform::TimePoint> Peer::deadline() const {
+  std::optional<platform::TimePoint> deadline = _authenticationDeadline;
+  std::uint64_t microseconds = UINT64_MAX;
+  if (sd_bus_get_timeout(_bus, &microseconds) > 0 && microseconds != UINT64_MAX) {
+    // CLOCK_MONOTONIC, which is the steady clock's.
+    const platform::TimePoint due{std::chrono::microseconds(microseconds)};
+    deadline = deadline ? std::min(*deadline, due) : due;
+  }
+  return deadline;
+}
+
+Peer::Turn Peer::process(platform::TimePoint now) {
+  const int result = sd_bus_process(_bus, nullptr);
+  if (result < 0) {
+    const bool ended = result == -ENOTCONN || result == -ECONNRESET || result == -EPIPE;
+    const char* reason = _ready ? "it sent what is no message" : "it could not be authenticated";
+    if (_kind == Kind::Bus) reason = kBusEnded;
+    doom(ended && _kind == Kind::Socket ? nullptr : reason);
+    return Turn::Idle;
+  }
+  if (sd_bus_is_open(_bus) <= 0) {
+    doom(_kind == Kind::Bus ? kBusEnded : nullptr);
+    return Turn::Idle;
+  }
+  if (_authenticationDeadline && sd_bus_is_ready(_bus) > 0) {
+    _authenticationDeadline.reset();
+    _ready = true;
+  }
+  // What it sent in time counts, however late it is read.
+  if (_authenticationDeadline && result == 0 && now >= *_authenticationDeadline) {
+    doom("it did not authenticate in time");
+  }
+  _checkQueue();
+  return result > 0 && !_doomed ? Turn::Busy : Turn::Idle;
+}
+
+void Peer::send(sd_bus_message* message, std::size_t bytes) {
+  // A failure is the end of the connection, which process() is told too.
+  const int result = sd_bus_send(_bus, message, nullptr);
+  if (result >= 0) {
+    _queuedSizes.push_back(bytes);
+    _queuedBytes += bytes;
+  }
+  _checkQueue();
+}
+
+void Peer::_checkQueue() {
+  std::uint64_t queued = 0;
+  if (sd_bus_get_n_queued_write(_bus, &queued) < 0) queued = 0;
+  while (_queuedSizes.size() > queued) {
+    _queuedBytes -= _queuedSizes.front();
+    _queuedSizes.pop_front();
+  }
+  if (queued > _maximumQueuedMessages || (queued > 1 && _queuedBytes > _maximumQueuedBytes)) {
+    doom("it does not read what it is sent");
+  }
+}
+
+void Peer::doom(const char* reason) {
+  if (std::exchange(_doomed, true) || !reason) return;
+  TVSLogNotice(kDoorLog, "A connection is closed: %@", reason);
+}
+
+bool Peer::admits(sd_bus_message* call) {
+  if (_kind == Kind::Socket) return true;
+  const char* sender = sd_bus_message_get_sender(call);
+  if (!sender) return false;
+  if (const auto known = _admitted.find(sender); known != _admitted.end()) return known->second;
+
+  sd_bus_creds* credentials = nullptr;
+  uid_t user = 0;
+  const bool admitted = sd_bus_query_sender_creds(call, SD_BUS_CREDS_EUID, &credentials) >= 0 &&
+                        sd_bus_creds_get_euid(credentials, &user) >= 0 &&
+                        (user == 0 || user == geteuid());
+  sd_bus_creds_unref(credentials);
+  if (!admitted) TVSLogNotice(kDoorLog, "Calls of %@ are refused: another user", sender);
+  if (_admitted.size() >= kMaximumRememberedSenders) _admitted.clear();
+  _admitted.emplace(sender, admitted);
+  return admitted;
+}
+
+}  // namespace box

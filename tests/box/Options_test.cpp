@@ -1,0 +1,133 @@
+#include "box/Options.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "box/Device.h"
+#include "box/Log.h"
+#include "box/Memory.h"
+
+using testing::ElementsAre;
+using testing::Pair;
+
+namespace {
+
+TEST(Options, HaveDefaults) {
+  const auto options = box::parseOptions({}, nullptr);
+  ASSERT_TRUE(options);
+  EXPECT_EQ(options->action, box::Options::Action::Run);
+  EXPECT_EQ(options->door.bus, box::DoorOptions::Bus::None);
+  EXPECT_TRUE(options->door.socketPath.empty());
+  EXPECT_TRUE(options->screen.fullscreen);
+  EXPECT_FALSE(options->allowFileURLs);
+  EXPECT_FALSE(options->logLevel || options->language);
+}
+
+TEST(Options, AreRead) {
+  const auto options =
+      box::parseOptions({"--socket", "/a b/c", "--bus=system", "--allow-file-urls", "--log-level=4",
+                         "--log-component", "One", "--log-component=Two=3", "--windowed",
+                         "1280x720", "--language", "pt-BR"},
+                        nullptr);
+  ASSERT_TRUE(options);
+  EXPECT_EQ(options->door.socketPath, "/a b/c");
+  EXPECT_EQ(options->door.bus, box::DoorOptions::Bus::System);
+  EXPECT_TRUE(options->allowFileURLs);
+  EXPECT_EQ(options->logLevel, 4);
+  EXPECT_THAT(options->logComponents, ElementsAre(Pair("One", 5), Pair("Two", 3)));
+  EXPECT_FALSE(options->screen.fullscreen);
+  EXPECT_EQ(options->screen.windowedSize, (platform::Size{1280, 720}));
+  EXPECT_EQ(options->language, "pt-BR");
+}
+
+TEST(Options, LaterOnesWin) {
+  const auto options = box::parseOptions(
+      {"--windowed=640x480", "--fullscreen", "--bus=session", "--bus=none"}, nullptr);
+  ASSERT_TRUE(options);
+  EXPECT_TRUE(options->screen.fullscreen);
+  EXPECT_FALSE(options->screen.windowedSize);
+  EXPECT_EQ(options->door.bus, box::DoorOptions::Bus::None);
+}
+
+TEST(Options, HelpAndVersionWinOverWhatFollows) {
+  EXPECT_EQ(box::parseOptions({"--help", "--nonsense"}, nullptr)->action,
+            box::Options::Action::PrintHelp);
+  EXPECT_EQ(box::parseOptions({"--version"}, nullptr)->action, box::Options::Action::PrintVersion);
+}
+
+TEST(Options, WhatIsWrongIsNamed) {
+  const struct {
+    std::vector<std::string_view> arguments;
+    std::string error;
+  } cases[] = {
+      {{"--nonsense"}, "unknown option --nonsense"},
+      {{"play"}, "unknown option play"},
+      {{"--socket"}, "--socket needs a value"},
+      {{"--socket="}, "\"\" is no value for --socket"},
+      {{"--fullscreen=yes"}, "--fullscreen takes no value"},
+      {{"--bus", "both"}, "\"both\" is no value for --bus"},
+      {{"--windowed", "1280"}, "\"1280\" is no value for --windowed"},
+      {{"--windowed", "1280x"}, "\"1280x\" is no value for --windowed"},
+      {{"--windowed", "0x720"}, "\"0x720\" is no value for --windowed"},
+      {{"--windowed", "1280x720x2"}, "\"1280x720x2\" is no value for --windowed"},
+      {{"--log-level", "-1"}, "\"-1\" is no value for --log-level"},
+      {{"--log-level", "loud"}, "\"loud\" is no value for --log-level"},
+      {{"--log-component", "=5"}, "\"=5\" is no value for --log-component"},
+      {{"--log-component", "One=x"}, "\"One=x\" is no value for --log-component"},
+  };
+  for (const auto& one : cases) {
+    std::string error;
+    EXPECT_FALSE(box::parseOptions(one.arguments, &error)) << one.error;
+    EXPECT_EQ(error, one.error);
+  }
+}
+
+TEST(Device, NamesTheLocale) {
+  const struct {
+    const char* text;
+    const char* name;
+  } cases[] = {{"de", "de"},
+               {"pt-BR", "pt_BR"},
+               {"de_DE.UTF-8", "de_DE"},
+               {"sr_RS@latin", "sr_RS"},
+               {"C.UTF-8", "C"},
+               {"POSIX", "C"},
+               {"", "C"},
+               {".UTF-8", "C"}};
+  for (const auto& one : cases) EXPECT_EQ(box::localeName(one.text), one.name) << one.text;
+}
+
+TEST(Log, EachLineOfTextHasItsPriorityInTheJournal) {
+  const platform::LogLine line{platform::LogLevel::Warning, "One", "first {\n    second\n} "};
+  EXPECT_EQ(box::logText(line, false), "first {\n    second\n} \n");
+  EXPECT_EQ(box::logText(line, true), "<4>first {\n<4>    second\n<4>} \n");
+}
+
+TEST(Log, TheJournalIsKnownByDeviceAndInode) {
+  EXPECT_TRUE(box::namesJournalStream("8:4711", 8, 4711));
+  EXPECT_FALSE(box::namesJournalStream("8:4711", 8, 471));
+  EXPECT_FALSE(box::namesJournalStream("", 8, 4711));
+  EXPECT_FALSE(box::namesJournalStream(nullptr, 8, 4711));
+}
+
+TEST(Memory, IsReadFromTheKernelsText) {
+  const auto use = box::memoryUseFromText(
+      "5581-7ffd ---p 00000000 00:00 0   [rollup]\n"
+      "Rss:                4096 kB\nPss:                1000 kB\nPss_Dirty:  5 kB\n");
+  ASSERT_TRUE(use);
+  EXPECT_EQ(use->resident, 4096u * 1024);
+  EXPECT_EQ(use->proportional, 1000u * 1024);
+  EXPECT_FALSE(box::memoryUseFromText("Rss: 4096 kB\n"));
+  EXPECT_FALSE(box::memoryUseFromText("Rss: x kB\nPss: 1 kB\n"));
+  const auto own = box::memoryUse();
+  if (own) {
+    EXPECT_GT(own->proportional, 0u);
+    EXPECT_LE(own->proportional, own->resident);
+  }
+}
+
+}  // namespace

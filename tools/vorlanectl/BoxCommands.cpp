@@ -1,0 +1,80 @@
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+#include <unistd.h>
+
+#include "tools/vorlanectl/Command.h"
+
+namespace vorlanectl {
+
+namespace {
+
+int status(Connection& box, const Arguments&) {
+  print(box.callBox("Status").read());
+  return kSuccess;
+}
+
+int press(Connection& box, const Arguments& arguments) {
+  for (const std::string& button : arguments.words()) {
+    box.callBox("Press", [&](sd_bus_message* call) {
+      sd_bus_message_append_basic(call, 's', button.c_str());
+    });
+  }
+  return kSuccess;
+}
+
+int swipe(Connection& box, const Arguments& arguments) {
+  box.callBox("Swipe", [&](sd_bus_message* call) {
+    sd_bus_message_append_basic(call, 's', arguments.words()[0].c_str());
+  });
+  return kSuccess;
+}
+
+int screenshot(Connection& box, const Arguments& arguments) {
+  const std::string file = arguments.words().empty() ? "screenshot.png" : arguments.words()[0];
+  const bool toOutput = file == "-";
+  if (toOutput && isatty(STDOUT_FILENO) == 1)
+    throw UsageError("a picture is nothing for a terminal");
+  Answer answer = box.callBox("Screenshot");
+  const void* bytes = nullptr;
+  std::size_t size = 0;
+  if (sd_bus_message_read_array(answer.message(), 'y', &bytes, &size) < 0) {
+    throw CallError("The answer holds no picture");
+  }
+  std::FILE* const output = toOutput ? stdout : std::fopen(file.c_str(), "wb");
+  bool written = output && std::fwrite(bytes, 1, size, output) == size && std::fflush(output) == 0;
+  const int error = errno;
+  if (output && !toOutput) written = std::fclose(output) == 0 && written;
+  if (!written) throw CallError("Cannot write " + file + ": " + std::strerror(error));
+  if (!toOutput) std::printf("%s\n", file.c_str());
+  return kSuccess;
+}
+
+}  // namespace
+
+std::vector<Command> boxCommands() {
+  return {
+      {"status", "", "prints the state of the box as JSON", {}, 0, 0, status},
+      {"press",
+       "BUTTON...",
+       "presses buttons of the remote, one after the other\n"
+       "up, down, left, right, select, menu, playpause, home.",
+       {},
+       1,
+       kAnyNumber,
+       press},
+      {"swipe", "DIRECTION", "swipes on the remote: up, down, left, right", {}, 1, 1, swipe},
+      {"screenshot",
+       "[FILE]",
+       "writes a PNG of the screen, and prints the file's name\n"
+       "screenshot.png where none is given; - is the standard output.",
+       {},
+       0,
+       1,
+       screenshot},
+  };
+}
+
+}  // namespace vorlanectl
