@@ -1,0 +1,145 @@
+#include "box/frames/FrameSocket.h"
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+#include <thread>
+#include <utility>
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "box/frames/FrameConnection.h"
+#include "box/frames/ListeningSocket.h"
+#include "platform/foundation/TVSLogger.h"
+
+namespace box {
+
+namespace {
+
+/// How long the listener rests when the process has no descriptors left.
+constexpr int kRestMilliseconds = 1000;
+
+bool isAdmitted(int descriptor) {
+  ucred peer{};
+  socklen_t size = sizeof peer;
+  return getsockopt(descriptor, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 &&
+         (peer.uid == geteuid() || peer.uid == 0);
+}
+
+}  // namespace
+
+/// The thread and what it reads from.
+class FrameSocket::Reader {
+ public:
+  Reader(ListeningSocket listener, FileDescriptor stop)
+      : _listener(std::move(listener)), _stop(std::move(stop)), _thread([this] { _run(); }) {}
+  ~Reader() {
+    close();
+    _thread.join();
+  }
+  Reader(const Reader&) = delete;
+  Reader& operator=(const Reader&) = delete;
+
+  const std::string& path() const { return _listener.path(); }
+  const std::shared_ptr<VideoFrames>& frames() const { return _frames; }
+
+  void close() {
+    if (_stopping.exchange(true)) return;
+    _listener.removeFile();
+    static_cast<void>(eventfd_write(_stop.get(), 1));
+  }
+
+ private:
+  void _run() {
+    while (!_stopping) {
+      std::array<pollfd, 3> inputs{{{_stop.get(), POLLIN, 0},
+                                    {_resting ? -1 : _listener.descriptor(), POLLIN, 0},
+                                    {_writer ? _writer->descriptor() : -1, POLLIN, 0}}};
+      const int ready = poll(inputs.data(), inputs.size(),
+                             std::exchange(_resting, false) ? kRestMilliseconds : -1);
+      if (ready < 0 && errno != EINTR) break;
+      if (_stopping || ready <= 0) continue;
+      // First: a writer that has gone makes room for the one that waits.
+      if (inputs[2].revents != 0) _read();
+      if (inputs[1].revents != 0) _accept();
+    }
+    _writer.reset();
+  }
+
+  void _accept() {
+    FileDescriptor socket(accept4(_listener.descriptor(), nullptr, nullptr, SOCK_CLOEXEC));
+    if (!socket) {
+      _resting = errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM;
+      return;
+    }
+    if (!isAdmitted(socket.get())) {
+      TVSLogWarning(TVSSystemLog, "Layer %@: another user's process was sent away", path());
+    } else if (_writer) {
+      if (!std::exchange(_toldOfSecond, true)) {
+        TVSLogWarning(TVSSystemLog, "Layer %@: a second writer was sent away", path());
+      }
+      FrameConnection::refuse(std::move(socket));
+    } else {
+      _toldOfSecond = false;
+      _writer = std::make_unique<FrameConnection>(std::move(socket), _frames);
+    }
+  }
+
+  void _read() {
+    switch (_writer->read()) {
+      case FrameConnection::State::Open:
+        return;
+      case FrameConnection::State::ClosedByWriter:
+        break;
+      case FrameConnection::State::Broken:
+        TVSLogError(TVSSystemLog, "Layer %@: closed the connection: %@", path(), _writer->reason());
+        break;
+    }
+    _writer.reset();
+    if (!_stopping) _frames->close();
+  }
+
+  ListeningSocket _listener;
+  const FileDescriptor _stop;  // readable once the thread has to end
+  const std::shared_ptr<VideoFrames> _frames = std::make_shared<VideoFrames>();
+  std::atomic<bool> _stopping = false;
+
+  // The thread's own.
+  std::unique_ptr<FrameConnection> _writer;
+  bool _toldOfSecond = false;
+  bool _resting = false;
+
+  std::thread _thread;  // last: it runs on the members above
+};
+
+std::shared_ptr<FrameSocket> FrameSocket::open(const std::string& folder,
+                                               std::optional<platform::Error>* error) {
+  auto listener = ListeningSocket::open(folder, error);
+  if (!listener) return nullptr;
+  FileDescriptor stop(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+  if (!stop) {
+    if (error) {
+      *error = platform::Error::status(-6700);
+      (*error)->localizedDescription = std::strerror(errno);
+    }
+    return nullptr;
+  }
+  return std::shared_ptr<FrameSocket>(
+      new FrameSocket(std::make_unique<Reader>(std::move(*listener), std::move(stop))));
+}
+
+FrameSocket::FrameSocket(std::unique_ptr<Reader> reader) : _reader(std::move(reader)) {}
+
+FrameSocket::~FrameSocket() = default;
+
+std::string FrameSocket::path() const { return _reader->path(); }
+
+void FrameSocket::close() { _reader->close(); }
+
+const std::shared_ptr<VideoFrames>& FrameSocket::frames() const { return _reader->frames(); }
+
+}  // namespace box

@@ -1,0 +1,63 @@
+#include "box/frames/MappedFrame.h"
+
+#include <utility>
+
+#include <time.h>
+
+#include "frames/vorlane-frames.h"
+
+namespace box {
+
+namespace {
+
+VideoFormat formatOf(std::uint32_t format) {
+  switch (format) {
+    case VORLANE_FRAMES_NV12:
+      return VideoFormat::NV12;
+    case VORLANE_FRAMES_I420:
+      return VideoFormat::I420;
+    default:
+      return VideoFormat::BGRA;
+  }
+}
+
+}  // namespace
+
+MappedFrame::MappedFrame(const frames::FrameMessage& message, const frames::PictureShape& shape,
+                         std::shared_ptr<MappedBuffer> buffer,
+                         std::shared_ptr<AnswerSocket> answers)
+    : _sequence(message.sequence),
+      _index(message.index),
+      _buffer(std::move(buffer)),
+      _answers(std::move(answers)) {
+  format = formatOf(message.format);
+  width = static_cast<int>(message.width);
+  height = static_cast<int>(message.height);
+  matrix = (message.flags & VORLANE_FRAMES_BT601) != 0 ? VideoMatrix::BT601 : VideoMatrix::BT709;
+  fullRange = (message.flags & VORLANE_FRAMES_FULL_RANGE) != 0;
+  time = message.pts < 0 ? -1 : static_cast<double>(message.pts) / 1e9;
+  planeCount = shape.planeCount;
+  for (std::size_t plane = 0; plane < planeCount; ++plane) {
+    planes[plane] = {_buffer->data() + message.layout.offsets[plane], message.layout.strides[plane],
+                     shape.planes[plane].rowBytes, shape.planes[plane].rows};
+  }
+}
+
+MappedFrame::~MappedFrame() {
+  // Before the writer hears of it and may send the buffer again.
+  _buffer->giveBack();
+  frames::AnswerMessage answer;
+  answer.sequence = _sequence;
+  answer.index = _index;
+  answer.shownAt = _shownAt;
+  answer.outcome = answer.shownAt != 0 ? VORLANE_FRAMES_SHOWN : VORLANE_FRAMES_SKIPPED;
+  _answers->send(answer);
+}
+
+void MappedFrame::wasShown() const {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  _shownAt = std::int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
+}
+
+}  // namespace box

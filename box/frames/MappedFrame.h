@@ -1,0 +1,33 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "box/frames/AnswerSocket.h"
+#include "box/frames/MappedBuffer.h"
+#include "box/media/VideoFrames.h"
+#include "frames/FrameMessages.h"
+
+namespace box {
+
+/// A picture in a writer's buffer. Its end gives the buffer back and tells the writer.
+class MappedFrame final : public VideoFrame {
+ public:
+  /// The planes lie inside the buffer, which this picture has taken.
+  MappedFrame(const frames::FrameMessage& message, const frames::PictureShape& shape,
+              std::shared_ptr<MappedBuffer> buffer, std::shared_ptr<AnswerSocket> answers);
+  ~MappedFrame() override;
+
+  void wasShown() const override;
+
+ private:
+  const std::uint64_t _sequence;
+  const std::uint32_t _index;
+  const std::shared_ptr<MappedBuffer> _buffer;
+  const std::shared_ptr<AnswerSocket> _answers;
+  mutable std::atomic<std::int64_t> _shownAt = 0;  // CLOCK_MONOTONIC, ns
+};
+
+}  // namespace box

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+namespace frames {
+
+/// Memory that another process can map too, of a size that nobody can change any more.
+///
+/// Lifetime: the descriptor and the mapping are the object's own.
+class SharedBuffer {
+ public:
+  /// Null without memory or descriptors.
+  static std::unique_ptr<SharedBuffer> make(std::size_t bytes);
+  ~SharedBuffer();
+  SharedBuffer(const SharedBuffer&) = delete;
+  SharedBuffer& operator=(const SharedBuffer&) = delete;
+
+  int descriptor() const { return _descriptor; }
+  std::uint8_t* data() const { return _data; }
+  std::size_t size() const { return _size; }
+
+ private:
+  SharedBuffer(int descriptor, std::uint8_t* data, std::size_t size)
+      : _descriptor(descriptor), _data(data), _size(size) {}
+
+  const int _descriptor;
+  std::uint8_t* const _data;
+  const std::size_t _size;
+};
+
+}  // namespace frames

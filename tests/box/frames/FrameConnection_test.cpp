@@ -1,0 +1,265 @@
+#include "box/frames/FrameConnection.h"
+
+#include <cstdint>
+#include <functional>
+#include <limits>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "sim/Box.h"
+#include "tests/box/frames/RawWriter.h"
+
+namespace {
+
+using box::FileDescriptor;
+using box::FrameConnection;
+using box::VideoFormat;
+using box::VideoFrames;
+using box::test::kPictureBytes;
+using box::test::makeMemory;
+using box::test::pictureMessage;
+using box::test::RawWriter;
+using frames::AnswerMessage;
+using frames::FrameMessage;
+using State = FrameConnection::State;
+
+/// A connection without a thread: the test says when it reads.
+class FrameConnectionTest : public testing::Test {
+ protected:
+  FrameConnectionTest() {
+    int sockets[2];
+    EXPECT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, sockets), 0);
+    writer = std::make_unique<RawWriter>(FileDescriptor(sockets[0]));
+    connection = std::make_unique<FrameConnection>(FileDescriptor(sockets[1]), mailbox);
+    const auto greeting = writer->receive();
+    EXPECT_TRUE(greeting && greeting->kind == AnswerMessage::Kind::Greeting);
+  }
+
+  sim::Box box;  // for its log
+  std::shared_ptr<VideoFrames> mailbox = std::make_shared<VideoFrames>();
+  std::unique_ptr<RawWriter> writer;
+  std::unique_ptr<FrameConnection> connection;
+  const FileDescriptor memory = makeMemory(kPictureBytes);
+};
+
+TEST_F(FrameConnectionTest, PutsThePictureUpWithoutCopyingIt) {
+  FrameMessage message = pictureMessage(1);
+  message.pts = 1'500'000'000;
+  message.flags = VORLANE_FRAMES_BT601 | VORLANE_FRAMES_FULL_RANGE;
+  writer->send(message, {memory.get()});
+  ASSERT_EQ(connection->read(), State::Open);
+  const auto frame = mailbox->latest();
+  ASSERT_TRUE(frame);
+  EXPECT_EQ(frame->format, VideoFormat::NV12);
+  EXPECT_EQ(frame->width, 64);
+  EXPECT_EQ(frame->height, 36);
+  EXPECT_EQ(frame->time, 1.5);
+  EXPECT_EQ(frame->matrix, box::VideoMatrix::BT601);
+  EXPECT_TRUE(frame->fullRange);
+  EXPECT_EQ(frame->planeCount, 2U);
+  EXPECT_EQ(frame->planes[1].data - frame->planes[0].data, 64 * 36);
+  EXPECT_EQ(frame->planes[1].rows, 18U);
+  // What is written afterwards is there too.
+  const std::uint8_t value = 99;
+  ASSERT_EQ(pwrite(memory.get(), &value, 1, 64 * 36), 1);
+  EXPECT_EQ(frame->planes[1].data[0], value);
+}
+
+TEST_F(FrameConnectionTest, GivesABufferBackWhenNobodyReadsItAnyMore) {
+  const FileDescriptor other = makeMemory(kPictureBytes);
+  writer->send(pictureMessage(1, 0), {memory.get()});
+  ASSERT_EQ(connection->read(), State::Open);
+  auto drawn = mailbox->latest();
+  writer->send(pictureMessage(2, 1), {other.get()});
+  ASSERT_EQ(connection->read(), State::Open);
+  EXPECT_FALSE(writer->hasAnswer()) << "the screen still reads the first, and the second is newest";
+
+  drawn->wasShown();
+  drawn.reset();
+  const auto first = writer->receive();
+  ASSERT_TRUE(first);
+  EXPECT_EQ(first->kind, AnswerMessage::Kind::Release);
+  EXPECT_EQ(first->sequence, 1U);
+  EXPECT_EQ(first->index, 0U);
+  EXPECT_EQ(first->outcome, static_cast<std::uint32_t>(VORLANE_FRAMES_SHOWN));
+  EXPECT_GT(first->shownAt, 0);
+
+  // No descriptor any more: it is known.
+  writer->send(pictureMessage(3, 0));
+  ASSERT_EQ(connection->read(), State::Open);
+  const auto second = writer->receive();
+  ASSERT_TRUE(second);
+  EXPECT_EQ(second->sequence, 2U);
+  EXPECT_EQ(second->outcome, static_cast<std::uint32_t>(VORLANE_FRAMES_SKIPPED));
+  EXPECT_EQ(second->shownAt, 0);
+  EXPECT_FALSE(writer->hasAnswer());
+}
+
+TEST_F(FrameConnectionTest, RefusesPicturesThatDoNotFitAndGoesOn) {
+  using Change = std::function<void(FrameMessage&)>;
+  constexpr std::uint32_t kHuge = std::numeric_limits<std::uint32_t>::max();
+  const Change changes[]{
+      [](FrameMessage& message) { message.height = 37; },
+      [](FrameMessage& message) { message.width = 65; },
+      [](FrameMessage& message) { message.width = 0; },
+      [](FrameMessage& message) { message.height = kHuge; },
+      [](FrameMessage& message) { message.format = VORLANE_FRAMES_BGRA; },
+      [](FrameMessage& message) { message.format = 0; },
+      [](FrameMessage& message) { message.format = kHuge; },
+      [](FrameMessage& message) { message.layout.strides[0] = 63; },
+      [](FrameMessage& message) { message.layout.strides[1] = kHuge; },
+      [](FrameMessage& message) { message.layout.offsets[1] += 1; },
+      [](FrameMessage& message) { message.layout.offsets[0] = kHuge; },
+      [](FrameMessage& message) { message.layout.offsets[2] = 1; },
+  };
+  std::uint64_t sequence = 1;
+  writer->send(pictureMessage(sequence), {memory.get()});
+  ASSERT_EQ(connection->read(), State::Open);
+  const auto shown = mailbox->latest();
+  for (const Change& change : changes) {
+    FrameMessage message = pictureMessage(++sequence);
+    change(message);
+    writer->send(message);
+    ASSERT_EQ(connection->read(), State::Open) << sequence;
+    const auto answer = writer->receive();
+    ASSERT_TRUE(answer);
+    EXPECT_EQ(answer->sequence, sequence);
+    EXPECT_EQ(answer->outcome, static_cast<std::uint32_t>(VORLANE_FRAMES_REFUSED));
+    EXPECT_EQ(mailbox->latest(), shown);
+  }
+  EXPECT_EQ(box.logCount("do not fit their buffer"), 1U) << "told once";
+}
+
+TEST_F(FrameConnectionTest, MemoryThatCouldShrinkIsNotTouched) {
+  char pattern[] = "/tmp/frames-XXXXXX";
+  const FileDescriptor file(mkstemp(pattern));
+  unlink(pattern);
+  ASSERT_EQ(ftruncate(file.get(), kPictureBytes), 0);
+  const FileDescriptor unsealed = makeMemory(kPictureBytes, false);
+  const FileDescriptor halfSealed = makeMemory(kPictureBytes, false);
+  ASSERT_EQ(fcntl(halfSealed.get(), F_ADD_SEALS, F_SEAL_SHRINK), 0);
+  const FileDescriptor empty = makeMemory(0);
+  const FileDescriptor huge = makeMemory(VORLANE_FRAMES_MAXIMUM_BYTES + 1);
+  int pipes[2];
+  ASSERT_EQ(pipe(pipes), 0);
+  const FileDescriptor output(pipes[0]);
+  const FileDescriptor input(pipes[1]);
+  for (const FileDescriptor* wrong : {&file, &unsealed, &halfSealed, &empty, &huge, &output}) {
+    int sockets[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, sockets), 0);
+    RawWriter other{FileDescriptor(sockets[0])};
+    FrameConnection reader(FileDescriptor(sockets[1]), mailbox);
+    other.send(pictureMessage(1), {wrong->get()});
+    EXPECT_EQ(reader.read(), State::Broken);
+    EXPECT_NE(reader.reason().find("a buffer"), std::string::npos);
+    EXPECT_FALSE(mailbox->latest());
+  }
+  // Sealed memory keeps its size, so that a mapping of it is safe to read.
+  EXPECT_EQ(ftruncate(memory.get(), 1), -1);
+}
+
+TEST_F(FrameConnectionTest, WhatCannotBeTrustedBreaksTheConnection) {
+  struct Case {
+    const char* name;
+    std::function<void(RawWriter&)> send;
+  };
+  const auto packetWith = [](std::size_t at, std::uint8_t value) {
+    auto packet = frames::encode(pictureMessage(1));
+    packet[at] = value;
+    return packet;
+  };
+  const int descriptor = memory.get();
+  const Case cases[]{
+      {"magic", [&](RawWriter& to) { to.send(packetWith(0, 0), {descriptor}); }},
+      {"version", [&](RawWriter& to) { to.send(packetWith(4, 2), {descriptor}); }},
+      {"kind", [&](RawWriter& to) { to.send(packetWith(6, 2), {descriptor}); }},
+      {"reserved", [&](RawWriter& to) { to.send(packetWith(44, 1), {descriptor}); }},
+      {"short", [&](RawWriter& to) { to.send(std::vector<std::uint8_t>(10), {descriptor}); }},
+      {"long", [&](RawWriter& to) { to.send(std::vector<std::uint8_t>(4000), {descriptor}); }},
+      {"no buffer", [&](RawWriter& to) { to.send(pictureMessage(1)); }},
+      {"index", [&](RawWriter& to) { to.send(pictureMessage(1, 4), {descriptor}); }},
+      {"far index", [&](RawWriter& to) { to.send(pictureMessage(1, ~0U), {descriptor}); }},
+      {"sequence 0", [&](RawWriter& to) { to.send(pictureMessage(0), {descriptor}); }},
+      {"two descriptors",
+       [&](RawWriter& to) {
+         to.send(pictureMessage(1), {descriptor, descriptor});
+       }},
+      {"too many descriptors",
+       [&](RawWriter& to) {
+         to.send(pictureMessage(1), {descriptor, descriptor, descriptor, descriptor, descriptor});
+       }},
+      {"written while it is read",
+       [&](RawWriter& to) {
+         to.send(pictureMessage(1), {descriptor});
+         to.send(pictureMessage(2));
+       }},
+      {"twice the same",
+       [&](RawWriter& to) {
+         to.send(pictureMessage(1), {descriptor});
+         to.send(pictureMessage(1, 1), {descriptor});
+       }},
+  };
+  for (const Case& the : cases) {
+    int sockets[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, sockets), 0);
+    RawWriter other{FileDescriptor(sockets[0])};
+    auto reader = std::make_unique<FrameConnection>(FileDescriptor(sockets[1]), mailbox);
+    EXPECT_TRUE(other.receive());
+    the.send(other);
+    EXPECT_EQ(reader->read(), State::Broken) << the.name;
+    EXPECT_FALSE(reader->reason().empty()) << the.name;
+    reader.reset();
+    EXPECT_FALSE(other.receive()) << the.name << ": the writer sees that it is over";
+    mailbox->close();
+  }
+}
+
+TEST_F(FrameConnectionTest, EndsWithItsWriter) {
+  writer->send(pictureMessage(1), {memory.get()});
+  writer->close();
+  // What was sent before counts.
+  EXPECT_EQ(connection->read(), State::ClosedByWriter);
+  EXPECT_TRUE(mailbox->latest());
+  connection.reset();
+  // Its answer has nowhere to go, and nobody minds.
+  mailbox->close();
+  EXPECT_FALSE(mailbox->latest());
+}
+
+TEST_F(FrameConnectionTest, AWriterThatReadsNothingIsCutOff) {
+  FrameMessage wrong = pictureMessage(1);
+  wrong.width = 9999;
+  State state = State::Open;
+  writer->send(wrong, {memory.get()});
+  for (std::uint64_t sequence = 2; state == State::Open && sequence < 100'000; ++sequence) {
+    state = connection->read();
+    if (state != State::Open) break;
+    wrong.sequence = sequence;
+    writer->send(wrong);
+  }
+  EXPECT_EQ(state, State::Broken);
+  EXPECT_EQ(connection->reason(), "it does not read its releases");
+}
+
+TEST_F(FrameConnectionTest, APictureOutlivesItsBuffersReplacement) {
+  writer->send(pictureMessage(1), {memory.get()});
+  ASSERT_EQ(connection->read(), State::Open);
+  auto shown = mailbox->latest();
+  const FileDescriptor other = makeMemory(2 * kPictureBytes);
+  writer->send(pictureMessage(2), {other.get()});
+  ASSERT_EQ(connection->read(), State::Open);
+  EXPECT_NE(mailbox->latest(), shown);
+  EXPECT_EQ(shown->planes[0].data[0], 0) << "still mapped";
+  connection.reset();
+  shown.reset();
+}
+
+}  // namespace
