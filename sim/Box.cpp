@@ -25,6 +25,8 @@ Box::~Box() {
   // While this is still the current platform: the last events go out through it.
   _runner.endReceiverQueue();
   _receiverServiceClient.releaseQueue();
+  // What waits there may hold sessions and controllers, which need the services that end next.
+  mainQueue().discard();
   setCurrent(nullptr);
   TVSLogger::removeSink(_log);
 }

@@ -15,6 +15,7 @@
 #include "sim/AssertionsThrow.h"  // IWYU pragma: export
 #include "sim/Audio.h"
 #include "sim/Journal.h"
+#include "sim/Layer.h"
 #include "sim/LogRecorder.h"
 #include "sim/Notifications.h"
 #include "sim/ReceiverCall.h"
@@ -131,8 +132,10 @@ class Box : public platform::RunnablePlatform {
   DeviceInfo& device() override { return _device; }
   platform::ViewServiceHost& viewServiceHost() override { return _viewServiceHost; }
   std::unique_ptr<platform::MediaEngine> makeMediaEngine() override;
+  std::shared_ptr<platform::Layer> makeLayer() override { return _layers.make(); }
 
   Screen& screen() { return _screen; }
+  Layers& layers() { return _layers; }
   /// What can be played, by URL.
   MediaLibrary& mediaLibrary() { return *_mediaLibrary; }
   /// Everything that was asked of the services, in order.
@@ -160,6 +163,7 @@ class Box : public platform::RunnablePlatform {
   TVSCloudDataClient _cloudData{_journal};
   RemoteInputLimitingCenter _remoteInputLimiting{_journal};
   DeviceInfo _device;
+  Layers _layers;
   Screen _screen{_runner.mainQueue()};
   platform::ViewServiceHost _viewServiceHost{_runner.mainQueue(), _screen};
   // Last: dies before everything that it may use.

@@ -21,7 +21,7 @@ std::string numberText(double value) { return platform::Number(value).descriptio
 
 MediaEngine::MediaEngine(platform::MainQueue& mainQueue, const platform::Clock& clock,
                          MediaLibrary& library)
-    : _mainQueue(mainQueue), _clock(clock), _library(library) {
+    : _mainQueue(mainQueue), _clock(clock), _library(library), _requests(mainQueue) {
   _library._engines.push_back(this);
 }
 
@@ -59,7 +59,7 @@ void MediaEngine::load(const platform::MediaLoad& load) {
   _holds.paused = !load.playing;
   _loadTime = _clock.now();
   const double delay = _script ? _script->loadDelay : 0;
-  _timer = _mainQueue.after(platform::durationFromSeconds(delay), [this] { _becomeReady(); });
+  _timer = _mainQueue.after(platform::durationFromSeconds(delay), [this] { _finishLoad(0); });
 }
 
 void MediaEngine::unload() {
@@ -68,7 +68,10 @@ void MediaEngine::unload() {
   _holds = {};
   _wantedSeek.reset();
   _wantedDate.reset();
+  _requests.cancelAll();
   _stallsPassed.clear();
+  _requestsPassed.clear();
+  _redirects = 0;
   _failurePassed = false;
   _facts = {};
   _script = nullptr;
@@ -78,15 +81,6 @@ void MediaEngine::unload() {
 }
 
 void MediaEngine::_becomeReady() {
-  const auto notFound = [] {
-    return platform::Error{std::string(platform::kURLErrorDomain),
-                           static_cast<std::int64_t>(platform::URLErrorCode::FileDoesNotExist),
-                           "There is nothing at this address.",
-                           {},
-                           {}};
-  };
-  if (!_script) return fail(notFound());
-  if (_script->loadFailure) return fail(*_script->loadFailure);
   _stage = Stage::Ready;
   _facts.duration = _script->liveWindow ? TVSDurationIndefinite : _script->duration;
   _facts.live = _script->liveWindow.has_value();
@@ -123,7 +117,7 @@ double MediaEngine::_startPosition() const {
 void MediaEngine::_reportMotion() {
   if (_holds.paused) {
     _post([](auto& observer, auto generation) { observer.engineDidPause(generation); });
-  } else if (_holds.stalled) {
+  } else if (_holds.stalled || _holds.asking) {
     _post([](auto& observer, auto generation) { observer.engineDidStall(generation); });
   } else if (!_holds.seeking && !_holds.ended) {
     _post([rate = _rate](auto& observer, auto generation) {
@@ -141,7 +135,7 @@ void MediaEngine::play(double rate) {
   _holds.paused = false;
   if (_stage != Stage::Ready) return;
   _holds.ended = false;
-  if (!_holds.seeking && !_holds.stalled && _atEnd()) return _reachEnd();
+  if (!_holds.seeking && !_holds.stalled && !_holds.asking && _atEnd()) return _reachEnd();
   _reportMotion();
   _schedule();
 }
@@ -183,6 +177,8 @@ void MediaEngine::_seekTo(double seconds) {
   _timer.reset();
   // What was stalled is left behind; the place sought is there at once.
   _holds.stalled = false;
+  _holds.asking = false;
+  _requests.cancelAll();
   _stallTimer.reset();
   _seekTimer = _mainQueue.after(platform::durationFromSeconds(_script->seekDelay),
                                 [this] { _finishSeek(); });
@@ -257,6 +253,7 @@ void MediaEngine::fail(platform::Error error) {
   _timer.reset();
   _stallTimer.reset();
   _seekTimer.reset();
+  _requests.cancelAll();
   _post([error = std::move(error)](auto& observer, auto generation) {
     observer.engineDidFail(generation, error);
   });
@@ -279,7 +276,7 @@ const platform::MediaFacts& MediaEngine::facts() {
   const double now = position();
   const double end = _script->liveWindow ? _liveEdge() : _script->duration;
   const double begin = _script->liveWindow ? std::max(0.0, end - *_script->liveWindow) : 0;
-  const bool waits = _holds.stalled || _stage != Stage::Ready;
+  const bool waits = _holds.stalled || _holds.asking || _stage != Stage::Ready;
   _facts.seekable = {{begin, end - begin}};
   _facts.loaded = {{now, waits ? 0 : std::min(kBufferedAhead, std::max(0.0, end - now))}};
   _facts.likelyToKeepUp = !waits;

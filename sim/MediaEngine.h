@@ -11,6 +11,7 @@
 #include "platform/foundation/Clock.h"
 #include "platform/foundation/Queue.h"
 #include "platform/media/MediaEngine.h"
+#include "platform/media/PendingRequests.h"
 #include "sim/MediaLibrary.h"
 
 namespace sim {
@@ -18,7 +19,9 @@ namespace sim {
 /// Plays scripted media against a clock: nothing is decoded, but positions, ends, stalls and
 /// failures happen when they would.
 ///
-/// A URL that the library does not know fails with FileDoesNotExist. Rates are clamped to ±8. Every
+/// A URL that the library does not know fails with FileDoesNotExist. A request of the script fails
+/// the load with the error that it is answered with, with ContentNotAuthorized for a key without
+/// data, and with BadServerResponse after ten redirects in a row. Rates are clamped to ±8. Every
 /// callback is a task of its own on the main queue. Between two events of the script there is no
 /// timer and no work: positions are computed when asked for.
 ///
@@ -59,6 +62,8 @@ class MediaEngine final : public platform::MediaEngine {
   /// Time runs.
   bool isRunning() const { return _runs(); }
   bool isSeeking() const { return _holds.seeking; }
+  /// Requests that wait for an answer.
+  std::size_t pendingRequests() const { return _requests.count(); }
   /// The load in progress with what was changed since; that of the last one after unload().
   const platform::MediaLoad& currentLoad() const { return _load; }
   /// Reports a failure as if the media had broken off now.
@@ -70,11 +75,12 @@ class MediaEngine final : public platform::MediaEngine {
   struct Holds {
     bool paused = false;
     bool stalled = false;
+    bool asking = false;  ///< for a request's answer
     bool seeking = false;
     bool ended = false;
   };
   struct Event {
-    enum class Kind { End, Stall, Failure, Metadata } kind;
+    enum class Kind { End, Stall, Failure, Metadata, Request } kind;
     double position = 0;
     std::size_t index = 0;
   };
@@ -84,7 +90,12 @@ class MediaEngine final : public platform::MediaEngine {
   void _post(std::function<void(platform::MediaEngineObserver&, std::uint64_t generation)> report);
   void _reportMotion();
 
+  /// Asks for the rest of what the load needs from `first` on, then becomes ready.
+  void _finishLoad(std::size_t first);
   void _becomeReady();
+  /// Asks for a request of the script; `answered` is called when it was satisfied, with the media
+  /// that it was redirected to, or null.
+  void _ask(std::size_t index, std::function<void(std::shared_ptr<const MediaScript>)> answered);
   double _startPosition() const;
   bool _runs() const;
   /// Position now, without a seek that is under way.
@@ -120,6 +131,9 @@ class MediaEngine final : public platform::MediaEngine {
   std::optional<double> _wantedSeek;
   std::optional<platform::Date> _wantedDate;
   std::set<std::size_t> _stallsPassed;
+  std::set<std::size_t> _requestsPassed;
+  int _redirects = 0;
+  platform::PendingRequests _requests;
   bool _failurePassed = false;
   platform::MediaFacts _facts;
   bool _reporting = false;

@@ -30,6 +30,17 @@ struct MediaScript {
     double afterLoad = 0;
     int percent = 0;
   };
+  /// Something that the player cannot load itself: it asks the item, waits, and goes by the answer.
+  struct Request {
+    enum class Kind { Resource, Key };
+    /// Asked for when playback comes by, which then stalls; nothing: while it loads, which then
+    /// takes so much longer.
+    std::optional<double> position = {};
+    std::string url = {};
+    Kind kind = Kind::Resource;
+    /// What making the key request's data fails with.
+    std::optional<platform::Error> keyFailure = {};
+  };
   struct TimedMetadata {
     double position = 0;  ///< from here to the next one's
     std::vector<platform::TimedMetadataItem> items = {};
@@ -51,6 +62,9 @@ struct MediaScript {
   std::vector<Stall> stalls = {};
   std::vector<Buffering> buffering = {};  ///< by time
   double seekDelay = 0;
+  /// Those of the load one after the other. A redirect leads to the media at its URL in the
+  /// library: at load they are played instead, later it is enough that they are there.
+  std::vector<Request> requests = {};
   std::optional<platform::Error> loadFailure = {};
   std::optional<Failure> failure = {};
 };

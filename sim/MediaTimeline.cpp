@@ -10,8 +10,8 @@
 namespace sim {
 
 bool MediaEngine::_runs() const {
-  return _stage == Stage::Ready && !_holds.paused && !_holds.stalled && !_holds.seeking &&
-         !_holds.ended;
+  return _stage == Stage::Ready && !_holds.paused && !_holds.stalled && !_holds.asking &&
+         !_holds.seeking && !_holds.ended;
 }
 
 double MediaEngine::_liveEdge() const {
@@ -65,6 +65,11 @@ std::optional<MediaEngine::Event> MediaEngine::_nextEvent() const {
     if (!_stallsPassed.contains(index))
       consider({Event::Kind::Stall, _script->stalls[index].position, index});
   }
+  for (std::size_t index = 0; index < _script->requests.size(); ++index) {
+    const auto& request = _script->requests[index];
+    if (request.position && !_requestsPassed.contains(index))
+      consider({Event::Kind::Request, *request.position, index});
+  }
   if (forwards) {
     double end = _load.forwardEndSeconds.value_or(INFINITY);
     if (!_script->liveWindow) end = std::min(end, _script->duration);
@@ -113,6 +118,17 @@ void MediaEngine::_handle(const Event& event) {
             if (!_holds.paused) _reportMotion();
             _schedule();
           });
+      return;
+    case Event::Kind::Request:
+      _holds.asking = true;
+      _reportMotion();
+      _ask(event.index, [this, index = event.index](const auto&) {
+        _anchor(_anchorPosition);
+        _requestsPassed.insert(index);
+        _holds.asking = false;
+        if (!_holds.paused) _reportMotion();
+        _schedule();
+      });
       return;
     case Event::Kind::Metadata:
       _post([](auto& observer, auto generation) { observer.engineFactsDidChange(generation); });

@@ -56,7 +56,10 @@ void TVSPlayer::engineDidStall(std::uint64_t generation) {
 }
 
 void TVSPlayer::engineDidSeek(std::uint64_t generation) {
-  _receive(generation, [&] { _publishNowPlaying(); });
+  _receive(generation, [&] {
+    _publishNowPlaying();
+    _post(TVSPlaybackTimeDidJumpNotification);
+  });
 }
 
 void TVSPlayer::engineDidReachEnd(std::uint64_t generation) {

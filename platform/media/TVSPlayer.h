@@ -25,6 +25,9 @@ class TVSPlayer;
 // Posted on the process-wide notification centre with the player as the sender.
 inline constexpr std::string_view TVSPlaybackStateDidChangeNotification =
     "TVSPlaybackStateDidChangeNotification";
+/// A seek has had its effect.
+inline constexpr std::string_view TVSPlaybackTimeDidJumpNotification =
+    "TVSPlaybackTimeDidJumpNotification";
 inline constexpr std::string_view TVSPlaybackDidPlayToEndOfMediaItemNotification =
     "TVSPlaybackDidPlayToEndOfMediaItemNotification";
 inline constexpr std::string_view TVSPlaybackCurrentMediaItemWillChangeNotification =

@@ -12,10 +12,12 @@ SCRIPT = os.path.join(ROOT, "scripts", "check-includes")
 
 ALLOWED = {
     "platform/foundation/Good.cpp": ['"platform/foundation/Value.h"', "<vector>", "<cstdint>"],
-    "platform/services/Good.h": ['"platform/ui/View.h"'],
+    "platform/services/Good.h": ['"platform/foundation/Value.h"'],
     "sim/Good.cpp": ['"sim/Box.h"', '"platform/media/TVSPlayer.h"'],
     "TVVorlane/Good.cpp": ['"TVVorlane/Session.h"', '"platform/services/Platform.h"'],
     "box/media/Good.cpp": ["<gst/gst.h>", "<unistd.h>", '"platform/media/MediaEngine.h"'],
+    "frames/Good.cpp": ['"frames/Bits.h"', "<sys/mman.h>"],
+    "box/frames/Good.cpp": ['"frames/Bits.h"', '"box/services/FileDescriptor.h"'],
     "box/Good.cpp": ['"box/screen/Window.h"', "<sys/socket.h>"],
     "tools/vorlanectl/Good.cpp": ["<nlohmann/json.hpp>", "<poll.h>"],
     "tests/TVVorlane/Good_test.cpp": ["<gtest/gtest.h>", '"sim/Box.h"', '"TVVorlane/Session.h"'],
@@ -31,6 +33,9 @@ FORBIDDEN = [
     ("sim/Bad.cpp", '"TVVorlane/Session.h"'),
     ("box/media/Bad.cpp", '"sim/Box.h"'),
     ("box/services/Bad.h", '"box/screen/Window.h"'),
+    ("box/frames/Bad.h", '"box/services/Door.h"'),
+    ("frames/Bad.h", '"platform/foundation/Value.h"'),
+    ("TVVorlane/Bad.h", '"frames/Bits.h"'),
     ("box/Bad.cpp", '"TVVorlane/Session.h"'),
     ("TVVorlane/Bad.h", '"box/Box.h"'),
     ("TVVorlane/strings/Bad.cpp", '"sim/Box.h"'),

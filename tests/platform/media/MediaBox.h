@@ -39,6 +39,7 @@ class MediaBox final : public platform::Platform {
   platform::RemoteInputLimitingCenter& remoteInputLimiting() override { _none(); }
   platform::DeviceInfo& device() override { _none(); }
   platform::ViewServiceHost& viewServiceHost() override { _none(); }
+  std::shared_ptr<platform::Layer> makeLayer() override { _none(); }
 
  private:
   [[noreturn]] static void _none() {

@@ -1,0 +1,22 @@
+// Every file of tests/scenarios on the box in memory.
+
+#include <gtest/gtest.h>
+
+#include "tests/TVVorlane/SimScenarioBox.h"
+#include "tests/scenarios/ScenarioRunner.h"
+
+namespace {
+
+class Scenarios : public testing::TestWithParam<std::filesystem::path> {};
+
+TEST_P(Scenarios, HoldInMemory) {
+  const auto scenario = scenarios::Scenario::read(GetParam());
+  SimScenarioBox box;
+  const auto failure = scenarios::ScenarioRunner(scenario, box).run();
+  EXPECT_FALSE(failure) << *failure;
+}
+
+INSTANTIATE_TEST_SUITE_P(Files, Scenarios, testing::ValuesIn(scenarios::scenarioFiles()),
+                         [](const auto& file) { return scenarios::scenarioName(file.param); });
+
+}  // namespace

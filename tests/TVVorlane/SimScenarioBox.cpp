@@ -1,0 +1,281 @@
+#include "tests/TVVorlane/SimScenarioBox.h"
+
+#include <functional>
+#include <iterator>
+#include <utility>
+
+#include "TVVorlane/TVVorlanePresentationSession.h"
+#include "TVVorlane/TVVorlanePresentationView.h"
+#include "tests/TVVorlane/Support.h"
+
+using platform::Dictionary;
+using platform::Error;
+using platform::Value;
+using scenarios::Answer;
+using scenarios::Call;
+using scenarios::Event;
+using scenarios::Failure;
+
+namespace {
+
+double number(const Value& value) {
+  if (!value.asNumber()) throw Failure("a number was expected in the script");
+  return value.asNumber()->doubleValue();
+}
+
+Error urlError(const Value& code) {
+  return {
+      std::string(platform::kURLErrorDomain), static_cast<std::int64_t>(number(code)), {}, {}, {}};
+}
+
+sim::MediaScript::Request request(const Dictionary& fields) {
+  using Kind = sim::MediaScript::Request::Kind;
+  sim::MediaScript::Request request;
+  request.url = fields.string("url").value_or("");
+  request.kind = fields.string("kind") == "key" ? Kind::Key : Kind::Resource;
+  if (fields.contains("position")) request.position = number(fields.get("position"));
+  if (fields.contains("keyFailure")) request.keyFailure = urlError(fields.get("keyFailure"));
+  return request;
+}
+
+/// The dictionaries of an array.
+std::vector<Dictionary> dictionaries(const Value& value) {
+  std::vector<Dictionary> found;
+  if (!value.asArray()) throw Failure("an array was expected in the script");
+  for (const auto& entry : *value.asArray()) {
+    if (!entry.asDictionary()) throw Failure("a dictionary was expected in the script");
+    found.push_back(*entry.asDictionary());
+  }
+  return found;
+}
+
+sim::MediaScript mediaScript(const Dictionary& fields) {
+  sim::MediaScript script;
+  for (const auto& [key, value] : fields) {
+    if (key == "loadDelay") {
+      script.loadDelay = number(value);
+    } else if (key == "duration") {
+      script.duration = number(value);
+    } else if (key == "liveWindow") {
+      script.liveWindow = number(value);
+    } else if (key == "seekDelay") {
+      script.seekDelay = number(value);
+    } else if (key == "title" && value.asString()) {
+      script.title = *value.asString();
+    } else if (key == "loadFailure") {
+      script.loadFailure = urlError(value);
+    } else if (key == "failure" && value.asDictionary()) {
+      script.failure = {number(value.asDictionary()->get("position")),
+                        urlError(value.asDictionary()->get("code"))};
+    } else if (key == "stalls") {
+      for (const auto& stall : dictionaries(value))
+        script.stalls.push_back({number(stall.get("position")), number(stall.get("length"))});
+    } else if (key == "requests") {
+      for (const auto& entry : dictionaries(value)) script.requests.push_back(request(entry));
+    } else {
+      throw Failure("a medium has no '" + key + "'");
+    }
+  }
+  return script;
+}
+
+/// How a call of that name is made.
+using Maker = std::function<Answer(VorlaneReceiverUIDelegate&, const Call&)>;
+
+template <typename Function>
+Maker withOut(Function function) {
+  return [function](auto& delegate, const Call& call) {
+    Dictionary out;
+    const auto status = (delegate.*function)(call.dictionary(0), &out);
+    return Answer{status, out};
+  };
+}
+
+template <typename Function>
+Maker withParams(Function function) {
+  return [function](auto& delegate, const Call& call) {
+    return Answer{(delegate.*function)(call.dictionary(0)), {}};
+  };
+}
+
+const std::map<std::string, Maker>& makers() {
+  using Delegate = VorlaneReceiverUIDelegate;
+  static const std::map<std::string, Maker> table = {
+      {"GetProperty",
+       [](auto& delegate, const Call& call) {
+         Answer answer;
+         answer.value =
+             delegate.vorlaneUIGetProperty(call.string(0), call.optional(1), &answer.status);
+         return answer;
+       }},
+      {"SetProperty",
+       [](auto& delegate, const Call& call) {
+         return Answer{
+             delegate.vorlaneUISetProperty(call.string(0), call.optional(2), call.optional(1)), {}};
+       }},
+      {"Perform",
+       [](auto& delegate, const Call& call) {
+         Dictionary out;
+         const auto status = delegate.vorlaneUIPerform(call.string(0), call.dictionary(1), &out);
+         return Answer{status, out};
+       }},
+      {"ShowProgress",
+       [](auto& delegate, const Call&) {
+         return Answer{delegate.vorlaneUIShowProgress(), {}};
+       }},
+      {"HideProgress",
+       [](auto& delegate, const Call&) {
+         return Answer{delegate.vorlaneUIHideProgress(), {}};
+       }},
+      {"Activity",
+       [](auto& delegate, const Call&) {
+         delegate.vorlaneUIActivity();
+         return Answer{};
+       }},
+      {"UpdateAudioProgress",
+       [](auto& delegate, const Call& call) {
+         return Answer{delegate.vorlaneUIUpdateAudioProgress(call.number(0), call.number(1)), {}};
+       }},
+      {"StartPresentation", withOut(&Delegate::vorlaneUIStartPresentation)},
+      {"StartAudio", withOut(&Delegate::vorlaneUIStartAudio)},
+      {"StartVideo", withOut(&Delegate::vorlaneUIStartVideo)},
+      {"StopPresentation", withParams(&Delegate::vorlaneUIStopPresentation)},
+      {"StopAudio", withParams(&Delegate::vorlaneUIStopAudio)},
+      {"StopVideo", withParams(&Delegate::vorlaneUIStopVideo)},
+      {"UpdateAudioMetaData", withParams(&Delegate::vorlaneUIUpdateAudioMetaData)},
+  };
+  return table;
+}
+
+TVVorlaneSessionManager& manager() { return *TVVorlaneSessionManager::sharedInstance(); }
+
+}  // namespace
+
+SimScenarioBox::SimScenarioBox() {
+  if (!_box.launch(applicationOf(_application))) throw Failure("the application did not launch");
+  _box.clearLog();
+}
+
+SimScenarioBox::~SimScenarioBox() = default;
+
+void SimScenarioBox::addMedia(const std::string& name, const Dictionary& script) {
+  _box.mediaLibrary().add(mediaRoot() + "/" + name, mediaScript(script));
+}
+
+Answer SimScenarioBox::_make(const Call& call) {
+  const auto maker = makers().find(call.method);
+  if (maker == makers().end()) throw Failure("there is no call " + call.method);
+  return maker->second(*_application->receiverDelegate(), call);
+}
+
+Answer SimScenarioBox::call(const Call& call) {
+  const Answer answer = _box.call([&] { return _make(call); });
+  _box.run();
+  return answer;
+}
+
+void SimScenarioBox::begin(const Call& call) {
+  _begun = _box.beginCall([this, call] { return _make(call); });
+}
+
+std::optional<std::int32_t> SimScenarioBox::statusOfBegun() {
+  if (!_begun) throw Failure("no call was begun");
+  return _begun->done() ? std::optional(_begun->result().status) : std::nullopt;
+}
+
+std::optional<Event> SimScenarioBox::nextEvent() {
+  _box.run();
+  for (auto& event : _box.receiverServiceClient().takeEvents())
+    _events.push_back({event.name, event.info});
+  if (_events.empty()) return std::nullopt;
+  const Event event = std::move(_events.front());
+  _events.erase(_events.begin());
+  return event;
+}
+
+bool SimScenarioBox::findInLog(const std::string& text) {
+  const auto lines = _box.log();
+  for (std::size_t line = _logLine; line < lines.size(); ++line) {
+    if (lines[line].find(text) == std::string::npos) continue;
+    _logLine = line + 1;
+    return true;
+  }
+  return false;
+}
+
+std::string SimScenarioBox::state(const std::string&) {
+  return manager().stateMachine().currentState();
+}
+
+std::size_t SimScenarioBox::sessions(std::size_t) { return manager().activeSessions().size(); }
+
+bool SimScenarioBox::hasPicture(bool) { return _box.screen().isOpen(); }
+
+void SimScenarioBox::_send(platform::InputEvent event) {
+  if (!_box.screen().send(event)) throw Failure("nobody hears the remote");
+  _box.run();
+}
+
+void SimScenarioBox::press(const std::string& button) {
+  const auto type = platform::pressTypeFromName(button);
+  if (!type) throw Failure("there is no button '" + button + "'");
+  _send({*type});
+}
+
+void SimScenarioBox::swipe(const std::string& direction) {
+  const auto type = platform::swipeDirectionFromName(direction);
+  if (!type) throw Failure("there is no direction '" + direction + "'");
+  _send({*type});
+}
+
+std::vector<std::string> SimScenarioBox::screen() {
+  std::vector<std::string> shown;
+  const auto controller = manager().mediaViewController();
+  if (!controller || !_box.screen().isOpen()) return shown;
+  if (const auto& session = controller->presentationSession()) {
+    shown.emplace_back("mirroring");
+    if (session->presentationView()->showProgress()) shown.emplace_back("progress");
+  }
+  if (controller->videoPlaybackSession()) shown.emplace_back("video");
+  if (controller->pinInfoSession()) shown.emplace_back("pin");
+  if (controller->dialogInfoSession()) shown.emplace_back("dialog");
+  return shown;
+}
+
+std::vector<std::string> SimScenarioBox::journal(const std::string& prefix) {
+  std::vector<std::string> entries;
+  for (const auto& entry : _box.journal().entries()) {
+    if (entry.starts_with(prefix)) entries.push_back(entry);
+  }
+  std::size_t& read = _journalRead[prefix];
+  entries.erase(entries.begin(), std::next(entries.begin(), static_cast<std::ptrdiff_t>(read)));
+  read += entries.size();
+  return entries;
+}
+
+void SimScenarioBox::host(const std::vector<std::string>& words) {
+  using Opening = sim::Screen::Opening;
+  const std::string what = words.empty() ? "" : words[0];
+  if (what == "refuse") {
+    _box.screen().setOpening(Opening::Refuses);
+  } else if (what == "accept") {
+    _box.screen().setOpening(Opening::Succeeds);
+  } else if (what == "never") {
+    _box.screen().setOpening(Opening::NeverAnswers);
+  } else if (what == "late" && words.size() == 2) {
+    _box.screen().setOpening(Opening::Succeeds, platform::durationFromSeconds(std::stod(words[1])));
+  } else if (what == "end") {
+    _box.viewServiceHost().endPresentation();
+  } else if (what == "close") {
+    _box.screen().closeByItself();
+  } else {
+    throw Failure("the host does no '" + what + "'");
+  }
+  _box.run();
+}
+
+void SimScenarioBox::system(const std::vector<std::string>& words) {
+  if (words != std::vector<std::string>{"sleep"}) throw Failure("the system does no such thing");
+  _box.systemNotifications().deliver(platform::TVSPowerManagerDeviceWillSleepNotification);
+  _box.run();
+}

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "TVVorlane/TVVorlaneAppDelegate.h"
+#include "sim/Box.h"
+#include "tests/scenarios/ScenarioBox.h"
+
+/// The whole application on the box in memory, steered by a scenario.
+///
+/// Keys of a medium's script: "loadDelay", "duration", "liveWindow", "seekDelay" in seconds;
+/// "title"; "stalls": [{"position", "length"}]; "loadFailure": a URL error's code; "failure":
+/// {"position", "code"}; "requests": [{"url", "kind" ("resource" or "key"), "position" (none: at
+/// load), "keyFailure" (a URL error's code)}].
+class SimScenarioBox final : public scenarios::ScenarioBox {
+ public:
+  /// Throws scenarios::Failure when the application does not launch.
+  SimScenarioBox();
+  ~SimScenarioBox() override;
+
+  bool isReal() const override { return false; }
+  std::string mediaRoot() override { return "http://sender"; }
+  void addMedia(const std::string& name, const platform::Dictionary& script) override;
+  scenarios::Answer call(const scenarios::Call& call) override;
+  void begin(const scenarios::Call& call) override;
+  std::optional<std::int32_t> statusOfBegun() override;
+  std::optional<scenarios::Event> nextEvent() override;
+  bool findInLog(const std::string& text) override;
+  std::string state(const std::string& wanted) override;
+  std::size_t sessions(std::size_t wanted) override;
+  bool hasPicture(bool wanted) override;
+  void settle() override { _box.advance(std::chrono::milliseconds(500)); }
+  void press(const std::string& button) override;
+  void swipe(const std::string& direction) override;
+  std::vector<std::string> screen() override;
+  std::vector<std::string> journal(const std::string& prefix) override;
+  void advance(platform::Duration duration) override { _box.advance(duration); }
+  void host(const std::vector<std::string>& words) override;
+  void system(const std::vector<std::string>& words) override;
+
+ private:
+  scenarios::Answer _make(const scenarios::Call& call);
+  void _send(platform::InputEvent event);
+
+  sim::Box _box;
+  std::shared_ptr<TVVorlaneAppDelegate> _application = std::make_shared<TVVorlaneAppDelegate>();
+  std::optional<sim::ReceiverCall<scenarios::Answer>> _begun;
+  std::vector<scenarios::Event> _events;
+  std::size_t _logLine = 0;
+  std::map<std::string, std::size_t> _journalRead;  // how many of a prefix
+};

@@ -1,0 +1,92 @@
+#!/usr/bin/env python3
+"""docs/coverage.md names only what exists, and leaves out nothing that the sources name."""
+
+import os
+import re
+import unittest
+
+ROOT = os.path.abspath(os.path.join(os.path.dirname(__file__), "..", ".."))
+TABLE = "docs/coverage.md"
+
+
+def read(path):
+    with open(os.path.join(ROOT, path), encoding="utf-8") as file:
+        return file.read()
+
+
+def sources(folder, suffixes):
+    for name in sorted(os.listdir(os.path.join(ROOT, folder))):
+        if name.endswith(suffixes):
+            yield read(os.path.join(folder, name))
+
+
+def rows():
+    """The cells of each row that is not a head."""
+    for number, line in enumerate(read(TABLE).splitlines(), 1):
+        if line.startswith("|") and not re.match(r"\|[\s|-]*(done by|$)", line):
+            yield number, [cell.strip() for cell in line.strip("|").split("|")]
+
+
+class Coverage(unittest.TestCase):
+    def test_every_row_names_what_exists(self):
+        count = 0
+        for number, cells in rows():
+            count += 1
+            with self.subTest(line=number):
+                self.assertEqual(len(cells), 3)
+                what, done_by, held_by = cells
+                self.assertTrue(what)
+                self.assertRegex(done_by, r"^`[^`]+`$")
+                self.assertTrue(os.path.isfile(os.path.join(ROOT, done_by.strip("`"))), done_by)
+                self.assertTrue(held_by)
+                for entry in held_by.split("; "):
+                    self.check_test(entry)
+        self.assertGreater(count, 50)
+
+    def check_test(self, entry):
+        found = re.fullmatch(r"`(tests/[^`]+)`\s*(.*)", entry)
+        self.assertTrue(found, entry)
+        path, names = found.groups()
+        self.assertTrue(os.path.isfile(os.path.join(ROOT, path)), path)
+        if path.endswith(".scenario"):
+            self.assertEqual(names, "")
+            return
+        text = read(path)
+        self.assertTrue(names, path)
+        for name in names.split(", "):
+            test = r"\bTEST(_F|_P)?\(\s*\w+,\s*" + re.escape(name) + r"\s*\)"
+            self.assertTrue(re.search(test, text), f"{path} has no test {name}")
+
+    def test_nothing_is_missing(self):
+        table = read(TABLE)
+        properties = read("TVVorlane/TVVorlaneURLSession+Properties.cpp")
+        application = list(sources("TVVorlane", (".cpp", ".h")))
+        kinds = {
+            "calls": re.findall(
+                r"\b(vorlaneUI\w+)\(", read("platform/services/VorlaneReceiverUIDelegate.h")),
+            "properties": re.findall(r'property == "(\w+)"|Writer\{"(\w+)"', properties),
+            "actions": [name for text in application
+                        for name in re.findall(
+                            r'action == "(\w+)"|(?:kTVVorlane\w+Command|Action)\s*=\s*"(\w+)"', text)],
+            "events": [name for text in application
+                       for name in re.findall(r'_postEvent\(\s*"(\w+)"', text)]
+            + re.findall(r'return "(user\w+)"',
+                         read("TVVorlane/TVVorlanePresentationViewController.cpp")),
+            "notifications": [name for text in application
+                              for name in re.findall(r'"(quorin\.vorlane\.[\w.]+)"', text)],
+            "platform notifications": [
+                name for folder in ("platform/services", "platform/media", "TVVorlane")
+                for text in sources(folder, ".h")
+                for name in re.findall(r'=\s*"(TVS?V?\w+Notification(?:Name)?)"', text)],
+        }
+        for kind, found in kinds.items():
+            names = {name for match in found
+                     for name in ([match] if isinstance(match, str) else match) if name}
+            self.assertGreater(len(names), 1, kind)
+            for name in sorted(names):
+                with self.subTest(kind=kind, name=name):
+                    self.assertRegex(table, rf'["`]{re.escape(name)}["`]')
+
+
+if __name__ == "__main__":
+    unittest.main()
