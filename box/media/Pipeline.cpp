@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "box/media/AudioSink.h"
+#include "box/media/InputGate.h"
 #include "box/media/WarmUp.h"
 #include "box/media/WorkerThreads.h"
 
@@ -14,6 +16,7 @@ constexpr guint kNetworkTimeoutSeconds = 15;
 
 // Of playbin3's flags, which have no public type.
 constexpr guint kFlagText = 1u << 2;
+constexpr guint kFlagNativeVideo = 1u << 6;
 
 bool hasProperty(GstElement* element, const char* name) {
   return g_object_class_find_property(G_OBJECT_GET_CLASS(element), name) != nullptr;
@@ -168,17 +171,19 @@ bool Pipeline::_build() {
 
   _videoSink = std::make_unique<VideoSink>(_setup.frames, _setup.ticket, _position);
   _videoSink->setHidden(_wantsSeek());
-  if (GstElement* audio = gst_element_factory_make("autoaudiosink", nullptr))
-    _audioSink.reset(GST_ELEMENT(gst_object_ref_sink(audio)));
+  _audioSink = makeAudioSink();
 
   guint flags = 0;
   g_object_get(playbin, "flags", &flags, nullptr);
-  g_object_set(playbin, "flags", flags & ~kFlagText, "uri", _setup.url.c_str(), nullptr);
+  // Formats are converted behind the sink, where it costs no negotiation.
+  flags = (flags & ~kFlagText) | kFlagNativeVideo;
+  g_object_set(playbin, "flags", flags, "uri", _setup.url.c_str(), nullptr);
   if (_videoSink->element()) g_object_set(playbin, "video-sink", _videoSink->element(), nullptr);
   if (_audioSink) g_object_set(playbin, "audio-sink", _audioSink.get(), nullptr);
   // Keeps the pitch at other rates.
   if (GstElement* tempo = gst_element_factory_make("scaletempo", nullptr))
     g_object_set(playbin, "audio-filter", tempo, nullptr);
+  gateInputsOfDecodebin(playbin);
   g_signal_connect(playbin, "source-setup", G_CALLBACK(_onSourceSetup), this);
   _applyVolume();
   return true;
@@ -221,9 +226,15 @@ void Pipeline::_loop() {
   }
 }
 
+void Pipeline::_letGo() {
+  if (_playbin) gst_element_set_state(_playbin.get(), GST_STATE_NULL);
+  // It is open even where nothing has come to play on it.
+  if (_audioSink) gst_element_set_state(_audioSink.get(), GST_STATE_NULL);
+}
+
 void Pipeline::_takeDown() {
   _mailbox.detach();
-  if (_playbin) gst_element_set_state(_playbin.get(), GST_STATE_NULL);
+  _letGo();
   if (_bus) gst_bus_set_flushing(_bus.get(), TRUE);
   _playbin.reset();
   _videoSink.reset();

@@ -102,6 +102,7 @@ class Pipeline : public std::enable_shared_from_this<Pipeline> {
   void _run(const std::shared_ptr<Pipeline>& predecessor);
   bool _build();
   void _loop();
+  void _letGo();
   void _takeDown();
   void _waitUntilClosed(platform::Duration limit);
   GstClockTime _untilDeadline() const;

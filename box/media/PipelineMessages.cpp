@@ -1,9 +1,9 @@
 // What a pipeline hears on its bus, and what it knows of its item. On the pipeline's thread.
 
 #include <atomic>
-#include <cstring>
 #include <utility>
 
+#include "box/media/AudioSink.h"
 #include "box/media/Pipeline.h"
 #include "platform/foundation/TVSLogger.h"
 
@@ -20,21 +20,6 @@ constexpr int kDryPercent = 2;
 
 double secondsOf(gint64 nanoseconds) {
   return static_cast<double>(nanoseconds) / static_cast<double>(GST_SECOND);
-}
-
-/// The bin's decision on a fake sink is the only sign that there is no device.
-bool isFake(GstElement* autoSink) {
-  bool fake = false;
-  GstIterator* children = gst_bin_iterate_elements(GST_BIN(autoSink));
-  GValue item = G_VALUE_INIT;
-  while (gst_iterator_next(children, &item) == GST_ITERATOR_OK) {
-    GstElementFactory* factory = gst_element_get_factory(GST_ELEMENT(g_value_get_object(&item)));
-    fake = fake || (factory && std::strstr(GST_OBJECT_NAME(factory), "fake"));
-    g_value_reset(&item);
-  }
-  g_value_unset(&item);
-  gst_iterator_free(children);
-  return fake;
 }
 
 }  // namespace
@@ -209,7 +194,7 @@ void Pipeline::_fail(platform::Error error) {
   if (_timeRuns) _hold(_position.seconds());
   _setup.report({.kind = Kind::Fail, .error = std::move(error)});
   // Connections and devices are let go at once; the owner may keep the load to look at.
-  if (_playbin) gst_element_set_state(_playbin.get(), GST_STATE_NULL);
+  _letGo();
 }
 
 void Pipeline::_refreshFacts() {
@@ -263,7 +248,7 @@ void Pipeline::_publishFacts() {
 
 void Pipeline::_noteSilence() const {
   static std::atomic<bool> noted = false;
-  if (!_audioSink || !_catalog.plays(GST_STREAM_TYPE_AUDIO) || !isFake(_audioSink.get())) return;
+  if (!_catalog.plays(GST_STREAM_TYPE_AUDIO) || !isSilent(_audioSink.get())) return;
   if (!noted.exchange(true)) TVSLogNotice(TVSSystemLog, "No audio device, playing without sound");
 }
 

@@ -12,7 +12,7 @@
 
 namespace box {
 
-enum class VideoFormat { NV12, I420 };
+enum class VideoFormat { NV12, I420, BGRA };
 enum class VideoMatrix { BT601, BT709 };
 
 /// One plane of a picture: `rows` rows of `rowBytes` bytes each, `stride` bytes apart.
@@ -31,6 +31,9 @@ class VideoFrame {
  public:
   virtual ~VideoFrame() = default;
 
+  /// It has been on screen for the first time. Called once, on the screen's thread.
+  virtual void wasShown() const {}
+
   VideoFormat format = VideoFormat::I420;
   int width = 0;  ///< pixels, before the pixel aspect ratio and the rotation
   int height = 0;
@@ -44,7 +47,7 @@ class VideoFrame {
   /// On the item's own time line, seconds; negative when unknown.
   double time = -1;
 
-  /// NV12: Y and interleaved UV. I420: Y, U and V.
+  /// NV12: Y and interleaved UV. I420: Y, U and V. BGRA: one, whose fourth bytes mean nothing.
   std::array<VideoPlane, 3> planes;
   std::size_t planeCount = 0;
 };

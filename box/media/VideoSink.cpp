@@ -97,7 +97,7 @@ VideoSink::VideoSink(std::shared_ptr<VideoFrames> frames, std::uint64_t ticket,
   GstElement* sink = gst_element_factory_make("appsink", "video-sink");
   if (!sink) return;
   _element.reset(GST_ELEMENT(gst_object_ref_sink(sink)));
-  const GstRef<GstCaps> caps(gst_caps_from_string("video/x-raw, format=(string){ NV12, I420 }"));
+  const GstRef<GstCaps> caps(gst_caps_new_empty_simple("video/x-raw"));
   g_object_set(sink, "caps", caps.get(), "max-buffers", 2u, "drop", TRUE, "sync", TRUE, "qos", TRUE,
                "wait-on-eos", FALSE, "emit-signals", FALSE, nullptr);
   GstAppSinkCallbacks callbacks{};
@@ -110,21 +110,22 @@ VideoSink::VideoSink(std::shared_ptr<VideoFrames> frames, std::uint64_t ticket,
                     static_cast<GstPadProbeType>(GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM |
                                                  GST_PAD_PROBE_TYPE_EVENT_FLUSH),
                     _onEvent, this, nullptr);
+  gst_pad_add_probe(pad.get(), GST_PAD_PROBE_TYPE_QUERY_DOWNSTREAM, _onQuery, this, nullptr);
 }
 
 GstFlowReturn VideoSink::_onPreroll(GstAppSink* sink, gpointer self) {
   auto& me = *static_cast<VideoSink*>(self);
   if (!std::exchange(me._showPreroll, false)) return GST_FLOW_OK;
-  const GstRef<GstSample> sample(gst_app_sink_try_pull_preroll(sink, 0));
-  if (sample) me._show(sample.get(), false);
+  GstRef<GstSample> sample(gst_app_sink_try_pull_preroll(sink, 0));
+  if (sample) me._show(std::move(sample), false);
   return GST_FLOW_OK;
 }
 
 GstFlowReturn VideoSink::_onSample(GstAppSink* sink, gpointer self) {
   auto& me = *static_cast<VideoSink*>(self);
   me._showPreroll = false;
-  const GstRef<GstSample> sample(gst_app_sink_try_pull_sample(sink, 0));
-  if (sample) me._show(sample.get(), true);
+  GstRef<GstSample> sample(gst_app_sink_try_pull_sample(sink, 0));
+  if (sample) me._show(std::move(sample), true);
   me._becomeDue();
   return GST_FLOW_OK;
 }
@@ -149,9 +150,19 @@ GstPadProbeReturn VideoSink::_onEvent(GstPad*, GstPadProbeInfo* info, gpointer s
   return GST_PAD_PROBE_OK;
 }
 
-void VideoSink::_show(GstSample* sample, bool isDue) {
+GstPadProbeReturn VideoSink::_onQuery(GstPad*, GstPadProbeInfo* info, gpointer) {
+  GstQuery* query = GST_PAD_PROBE_INFO_QUERY(info);
+  if (GST_QUERY_TYPE(query) != GST_QUERY_ALLOCATION) return GST_PAD_PROBE_OK;
+  // Planes may lie where the decoder wants them: it decodes right into what is drawn.
+  gst_query_add_allocation_meta(query, GST_VIDEO_META_API_TYPE, nullptr);
+  return GST_PAD_PROBE_HANDLED;
+}
+
+void VideoSink::_show(GstRef<GstSample> sample, bool isDue) {
   if (_hidden) return;
-  auto frame = MappedFrame::make(sample, _rotation);
+  sample = _converter.drawable(std::move(sample));
+  if (!sample) return;
+  auto frame = MappedFrame::make(sample.get(), _rotation);
   if (!frame) return;
   if (isDue && frame->time >= 0) _position.observe(frame->time);
   _frames->put(_ticket, std::move(frame));

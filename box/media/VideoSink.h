@@ -7,6 +7,7 @@
 #include <gst/app/gstappsink.h>
 #include <gst/gst.h>
 
+#include "box/media/FrameConverter.h"
 #include "box/media/GstRef.h"
 #include "box/media/PositionClock.h"
 #include "box/media/VideoFrames.h"
@@ -42,7 +43,8 @@ class VideoSink {
   static GstFlowReturn _onSample(GstAppSink* sink, gpointer self);
   static void _onEnd(GstAppSink* sink, gpointer self);
   static GstPadProbeReturn _onEvent(GstPad* pad, GstPadProbeInfo* info, gpointer self);
-  void _show(GstSample* sample, bool isDue);
+  static GstPadProbeReturn _onQuery(GstPad* pad, GstPadProbeInfo* info, gpointer self);
+  void _show(GstRef<GstSample> sample, bool isDue);
   void _becomeDue();
 
   const std::shared_ptr<VideoFrames> _frames;
@@ -54,6 +56,7 @@ class VideoSink {
   // Streaming thread only.
   bool _showPreroll = true;
   int _rotation = 0;
+  FrameConverter _converter;
 };
 
 }  // namespace box

@@ -1,9 +1,11 @@
 #include "box/media/WarmUp.h"
 
+#include <atomic>
 #include <mutex>
 
 #include <gst/gst.h>
 
+#include "box/media/AudioSink.h"
 #include "box/media/GstRef.h"
 #include "platform/foundation/TVSLogger.h"
 
@@ -19,21 +21,13 @@ constexpr const char* kCommonElements[] = {
     "videobalance", "deinterlace",
 };
 
+std::atomic<bool> isWarm = false;
+
 void load(const char* name) {
   if (GstElement* element = gst_element_factory_make(name, nullptr)) {
     gst_object_ref_sink(element);
     gst_object_unref(element);
   }
-}
-
-/// Looking for an audio device tries one plugin after the other, and each is loaded for that.
-void loadAudioSink() {
-  GstElement* sink = gst_element_factory_make("autoaudiosink", nullptr);
-  if (!sink) return;
-  gst_object_ref_sink(sink);
-  gst_element_set_state(sink, GST_STATE_READY);
-  gst_element_set_state(sink, GST_STATE_NULL);
-  gst_object_unref(sink);
 }
 
 void bringUp() {
@@ -48,14 +42,19 @@ void bringUp() {
   }
   for (const char* name : kCommonElements) load(name);
   if (GstPlugin* types = gst_plugin_load_by_name("typefindfunctions")) gst_object_unref(types);
-  loadAudioSink();
+  if (const auto sink = makeAudioSink()) gst_element_set_state(sink.get(), GST_STATE_NULL);
 }
 
 }  // namespace
 
 void warmUpMedia() {
   static std::once_flag once;
-  std::call_once(once, bringUp);
+  std::call_once(once, [] {
+    bringUp();
+    isWarm = true;
+  });
 }
+
+bool isMediaWarm() { return isWarm; }
 
 }  // namespace box
