@@ -12,6 +12,7 @@ void TVVorlanePresentationSession::startWithOptions(const platform::Dictionary& 
     completion(std::nullopt, invalid);
     return;
   }
+  // "hasAudio" changes nothing: the receiver service plays the sound.
   const auto identifier = options.number("sessionID");
   _sessionID = identifier ? identifier->uint32Value() : 0;
   _presentationView = std::make_shared<TVVorlanePresentationView>(platform::kScreenBounds);
@@ -31,6 +32,8 @@ bool TVVorlanePresentationSession::stopWithOptions(const platform::Value& option
                                                    std::optional<platform::Error>* error) {
   if (!TVVorlaneUtilities::validateParameters(options, error)) return false;
   const auto self = shared_from_this();
+  // The view may still be fading out when the session has let it go.
+  if (_presentationView) _presentationView->closeLayer();
   _presentationView = nullptr;
   TVVorlaneSessionManager::sharedInstance()->deregisterSession(self, true);
   return true;

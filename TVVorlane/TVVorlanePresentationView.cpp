@@ -1,5 +1,7 @@
 #include "TVVorlane/TVVorlanePresentationView.h"
 
+#include "platform/services/Platform.h"
+
 TVVorlanePresentationView::TVVorlanePresentationView(platform::Rect frame)
     : View(frame),
       _contentView(std::make_shared<platform::LayerView>(frame.bounds())),
@@ -7,11 +9,16 @@ TVVorlanePresentationView::TVVorlanePresentationView(platform::Rect frame)
       _spinnerView(std::make_shared<platform::ActivityIndicatorView>(
           platform::ActivityIndicatorView::kLargeStyle)) {
   setBackgroundColor(platform::kBlack);
+  _contentView->setLayer(platform::Platform::current().makeLayer());
   addSubview(_contentView);
 }
 
 std::shared_ptr<platform::Object> TVVorlanePresentationView::presentationLayer() const {
   return _contentView->layer();
+}
+
+void TVVorlanePresentationView::closeLayer() {
+  if (const auto& layer = _contentView->layer()) layer->close();
 }
 
 void TVVorlanePresentationView::layoutSubviews() {

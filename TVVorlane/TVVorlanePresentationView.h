@@ -17,6 +17,8 @@ class TVVorlanePresentationView final : public platform::View {
 
   /// Null on a box that offers no layers.
   std::shared_ptr<platform::Object> presentationLayer() const;
+  /// Nobody draws into the layer any more.
+  void closeLayer();
   bool showProgress() const { return _showProgress; }
   void setShowProgress(bool show);
 

@@ -8,6 +8,7 @@
 
 #include "TVVorlane/TVVorlaneSessionDelegate.h"
 #include "platform/foundation/Error.h"
+#include "platform/foundation/LogFormat.h"
 #include "platform/foundation/Object.h"
 #include "platform/foundation/Value.h"
 
@@ -64,7 +65,7 @@ class TVVorlaneSession : public platform::Object {
 
   /// The default description and the identifier.
   std::string description() const override {
-    return Object::description() + " ID: " + std::to_string(sessionID());
+    return platform::formatLog("%@ ID: %u", Object::description(), sessionID());
   }
 
  protected:

@@ -7,7 +7,9 @@
 #include <utility>
 
 #include "box/Memory.h"
+#include "box/MemoryRelease.h"
 #include "box/Version.h"
+#include "box/frames/FrameSocket.h"
 #include "box/media/MediaEngine.h"
 #include "box/media/WarmUp.h"
 #include "box/media/WorkerThreads.h"
@@ -21,13 +23,23 @@ constexpr auto kEndLimit = std::chrono::milliseconds(2000);
 constexpr auto kPresentationEndLimit = std::chrono::milliseconds(1000);
 constexpr auto kWorkersEndLimit = std::chrono::milliseconds(700);
 
+/// A sender that goes on to its next item does so within this time.
+constexpr auto kIdleBeforeRelease = std::chrono::milliseconds(1500);
+
+/// Without destructors, which threads that still run could run into.
+[[noreturn]] void leave() {
+  std::fflush(nullptr);
+  std::_Exit(0);
+}
+
 }  // namespace
 
-Box::Box(Options options, platform::TimePoint started)
+Box::Box(Options options, platform::TimePoint started, std::unique_ptr<NetworkWatch> networkWatch)
     : _options(std::move(options)),
       _started(started),
       _signals(kEndLimit,
                [this](int signal) { _mainQueue.async([this, signal] { _terminate(signal); }); }),
+      _network(_mainQueue, notificationCenter(), std::move(networkWatch)),
       _device(_options.language),
       _door(_mainQueue, _options.door),
       _screen(_mainQueue, _clock, _options.screen) {
@@ -40,12 +52,22 @@ Box::~Box() {
   _application = {};
   releaseSharedInstances();
   _door.close();
+  // What waits there may hold sessions and controllers, which need the services that end next.
+  _mainQueue.discard();
   TVSLogger::removeSink(_log);
 }
 
 std::unique_ptr<platform::MediaEngine> Box::makeMediaEngine() {
   return std::make_unique<MediaEngine>(_mainQueue, _clock,
                                        MediaEngineOptions{.allowFileURLs = _options.allowFileURLs});
+}
+
+std::shared_ptr<platform::Layer> Box::makeLayer() {
+  std::optional<platform::Error> error;
+  // Beside the door's socket: whoever may call the door may draw.
+  auto layer = FrameSocket::open(_door.socketPath() + ".layers", &error);
+  if (error) TVSLogError(TVSSystemLog, "There is no layer to draw into: %@", *error);
+  return layer;
 }
 
 int Box::run(platform::Application application) {
@@ -90,6 +112,10 @@ platform::Dictionary Box::_status() const {
   if (_application.status) status = _application.status();
   status.set("window", platform::Dictionary{{"open", _screen.isOpen()},
                                             {"presenting", _viewServiceHost.isPresenting()}});
+  const FrameStatistics drawn = _screen.statistics();
+  status.set("screen", platform::Dictionary{{"frames", drawn.frames},
+                                            {"averageMilliseconds", drawn.averageMilliseconds},
+                                            {"longestMilliseconds", drawn.longestMilliseconds}});
   status.set("nowPlaying", _nowPlaying.status());
   status.set("uptime", platform::secondsFromDuration(_clock.now() - _started));
   if (const auto use = memoryUse()) {
@@ -109,8 +135,30 @@ void Box::_reportDoor() const {
 }
 
 void Box::_warmUp() {
-  WorkerThreads::start([] { warmUpMedia(); });
+  _network.start();
+  WorkerThreads::start([this] {
+    warmUpMedia();
+    // The process waits for its workers, so this is there to be called.
+    _mainQueue.async([this] { _releaseMemoryOnceIdle(); });
+  });
   _screen.warmUp();
+  _observedScreen.setObserver([this](bool opens) { _screenWillOpen(opens); });
+}
+
+void Box::_screenWillOpen(bool opens) {
+  _screenIsUsed = opens;
+  if (opens)
+    _memoryRelease.reset();
+  else if (_terminating)
+    _mainQueue.stop();
+  else
+    _releaseMemoryOnceIdle();
+}
+
+void Box::_releaseMemoryOnceIdle() {
+  if (_screenIsUsed || _terminating) return;
+  _memoryRelease =
+      _mainQueue.after(kIdleBeforeRelease, [] { WorkerThreads::start(releaseUnusedMemory); });
 }
 
 void Box::_terminate(int signal) {
@@ -122,7 +170,6 @@ void Box::_terminate(int signal) {
     return;
   }
   // The presentation takes what plays in it along, and is over when its screen closes.
-  _observedScreen.setCloseObserver([this] { _mainQueue.stop(); });
   _terminationLimit = _mainQueue.after(kPresentationEndLimit, [this] { _mainQueue.stop(); });
   _viewServiceHost.endPresentation();
 }
@@ -131,18 +178,21 @@ void Box::_shutDown() {
   // From here on the end is as good as it gets, whatever a thread still hangs on.
   _signals.setLeavingStatus(0);
   _terminationLimit.reset();
-  _observedScreen.setCloseObserver(nullptr);
+  _network.stop();
+  _observedScreen.setObserver(nullptr);
+  _memoryRelease.reset();
   _door.close();
   _screen.close();
   _application = {};
   releaseSharedInstances();
   _mainQueue.runDue();
+  _mainQueue.discard();
+  // An end that comes this early does not wait until everything is loaded.
+  if (!isMediaWarm()) leave();
   if (WorkerThreads::waitForAll(kWorkersEndLimit)) return;
   TVSLogWarning(TVSSystemLog, "%lu media threads did not end in time and are left as they are",
                 WorkerThreads::running());
-  // Without destructors, which those threads could run into.
-  std::fflush(nullptr);
-  std::_Exit(0);
+  leave();
 }
 
 }  // namespace box

@@ -10,6 +10,8 @@
 #include "box/SignalWatch.h"
 #include "box/screen/Screen.h"
 #include "box/services/Door.h"
+#include "box/services/Network.h"
+#include "box/services/Notifications.h"
 #include "platform/services/Platform.h"
 #include "platform/ui/ViewServiceHost.h"
 
@@ -26,8 +28,8 @@ namespace box {
 /// Threads: main.
 class Box final : public platform::RunnablePlatform {
  public:
-  /// `started`: when the process entered main.
-  Box(Options options, platform::TimePoint started);
+  /// `started`: when the process entered main. `networkWatch`: not null.
+  Box(Options options, platform::TimePoint started, std::unique_ptr<NetworkWatch> networkWatch);
   ~Box() override;
 
   int run(platform::Application application) override;
@@ -55,6 +57,7 @@ class Box final : public platform::RunnablePlatform {
   platform::DeviceInfo& device() override { return _device; }
   platform::ViewServiceHost& viewServiceHost() override { return _viewServiceHost; }
   std::unique_ptr<platform::MediaEngine> makeMediaEngine() override;
+  std::shared_ptr<platform::Layer> makeLayer() override;
 
  private:
   void _applyLogLevels() const;
@@ -62,6 +65,8 @@ class Box final : public platform::RunnablePlatform {
   platform::Dictionary _status() const;
   void _reportDoor() const;
   void _warmUp();
+  void _screenWillOpen(bool opens);
+  void _releaseMemoryOnceIdle();
   void _terminate(int signal);
   void _shutDown();
 
@@ -77,21 +82,23 @@ class Box final : public platform::RunnablePlatform {
   NoProcessAssertions _processAssertions;
   NoSystemService _systemService;
   NoPowerManager _powerManager;
-  NoSystemNotifications _systemNotifications;
-  NoDistributedNotifications _distributedNotifications;
   PlainAudioSession _audioSession;
   NoAudioRouting _audioRouting{_mainQueue};
-  UnwatchedNetwork _network;
+  Network _network;
   NoCloudData _cloudData;
   PlainInputLimiting _remoteInputLimiting;
   Device _device;
   Door _door;
+  SystemNotifications _systemNotifications{_mainQueue, _door};
+  DistributedNotifications _distributedNotifications{_door};
   Screen _screen;
   ObservedScreen _observedScreen{_screen};
   platform::ViewServiceHost _viewServiceHost{_mainQueue, _observedScreen};
 
   platform::Application _application;
   bool _terminating = false;
+  bool _screenIsUsed = false;
+  platform::Token _memoryRelease;
   platform::Token _terminationLimit;
 };
 

@@ -49,31 +49,9 @@ std::uint32_t NoPowerManager::createAssertion(const platform::Dictionary&, std::
   return kNoAssertions;
 }
 
-std::optional<std::int32_t> NoSystemNotifications::registerStateToken(std::string_view) {
-  _absence.tell();
-  return std::nullopt;
-}
-
-bool NoSystemNotifications::setState(std::int32_t, std::uint64_t) { return false; }
-
-bool NoSystemNotifications::post(std::string_view) {
-  _absence.tell();
-  return false;
-}
-
-platform::Token NoSystemNotifications::addObserver(std::string_view, std::function<void()>) {
-  _absence.tell();
-  return {};
-}
-
 std::shared_ptr<platform::AudioRoutingController> NoAudioRouting::makeController(int) {
   _absence.tell();
   return std::make_shared<NoRoutes>(_mainQueue);
-}
-
-bool UnwatchedNetwork::internetAvailable() {
-  _absence.tell();
-  return true;
 }
 
 void NowPlayingMemory::setNowPlayingInfo(const platform::Dictionary& info, int mergePolicy) {

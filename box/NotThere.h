@@ -60,26 +60,6 @@ class NoPowerManager final : public platform::PowerManager {
   Absence _absence{"Power assertions"};
 };
 
-/// No tokens, no posts, and nothing to hear.
-class NoSystemNotifications final : public platform::SystemNotificationService {
- public:
-  std::optional<std::int32_t> registerStateToken(std::string_view name) override;
-  bool setState(std::int32_t token, std::uint64_t state) override;
-  bool post(std::string_view name) override;
-  platform::Token addObserver(std::string_view name, std::function<void()> callback) override;
-
- private:
-  Absence _absence{"System-wide notifications"};
-};
-
-class NoDistributedNotifications final : public platform::DistributedNotificationCenter {
- public:
-  void post(std::string_view, const platform::Dictionary&) override { _absence.tell(); }
-
- private:
-  Absence _absence{"Notifications between processes"};
-};
-
 /// The sound system takes any player, so there is nothing to configure, and it interrupts nobody.
 class PlainAudioSession final : public platform::TVSAudioSession {
  public:
@@ -98,16 +78,6 @@ class NoAudioRouting final : public platform::AudioRoutingService {
  private:
   platform::MainQueue& _mainQueue;
   Absence _absence{"Audio routes"};
-};
-
-/// Watches no network: it answers that the internet is available, whether that is so or not, and
-/// never tells of a change. A player without a network finds out when it tries.
-class UnwatchedNetwork final : public platform::TVSNetworkUtilities {
- public:
-  bool internetAvailable() override;
-
- private:
-  Absence _absence{"Watching the network"};
 };
 
 class NoCloudData final : public platform::TVSCloudDataClient {

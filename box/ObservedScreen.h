@@ -9,22 +9,23 @@
 
 namespace box {
 
-/// Another screen, and whoever has to know when it is told to close.
+/// Another screen, and whoever has to know when it is told to open and to close.
 ///
 /// Threads: main. Lifetime: `screen` outlives it.
 class ObservedScreen final : public platform::Screen {
  public:
   explicit ObservedScreen(platform::Screen& screen) : _screen(screen) {}
 
-  /// Called after each close(). Null removes it.
-  void setCloseObserver(std::function<void()> observer) { _closeObserver = std::move(observer); }
+  /// Called before each open(), with true, and after each close(), with false. Null removes it.
+  void setObserver(std::function<void(bool opens)> observer) { _observer = std::move(observer); }
 
   void open(std::function<void(std::optional<platform::Error>)> completion) override {
+    if (const auto observer = _observer) observer(true);
     _screen.open(std::move(completion));
   }
   void close() override {
     _screen.close();
-    if (const auto observer = _closeObserver) observer();
+    if (const auto observer = _observer) observer(false);
   }
   bool isOpen() const override { return _screen.isOpen(); }
   void setScene(std::shared_ptr<const platform::Scene> scene) override {
@@ -42,7 +43,7 @@ class ObservedScreen final : public platform::Screen {
 
  private:
   platform::Screen& _screen;
-  std::function<void()> _closeObserver;
+  std::function<void(bool)> _observer;
 };
 
 }  // namespace box

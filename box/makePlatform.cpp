@@ -3,12 +3,15 @@
 #include <vector>
 
 #include "box/Box.h"
+#include "box/MemoryRelease.h"
 #include "box/Options.h"
 #include "box/Version.h"
+#include "box/services/GioNetworkWatch.h"
 
 std::unique_ptr<platform::RunnablePlatform> platform::makePlatform(int argc, char** argv,
                                                                    int* exitStatus) {
   const TimePoint started = SystemClock().now();
+  box::limitMemoryPools();
   const auto end = [&](int status) {
     if (exitStatus) *exitStatus = status;
     return nullptr;
@@ -30,5 +33,6 @@ std::unique_ptr<platform::RunnablePlatform> platform::makePlatform(int argc, cha
     case box::Options::Action::Run:
       break;
   }
-  return std::make_unique<box::Box>(std::move(*options), started);
+  return std::make_unique<box::Box>(std::move(*options), started,
+                                    std::make_unique<box::GioNetworkWatch>());
 }

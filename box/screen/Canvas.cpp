@@ -62,12 +62,12 @@ void Canvas::shapePart(const Shape& shape, const platform::Rect& rect, double fr
   SDL_RenderCopyF(_renderer, texture, &source, &target);
 }
 
-void Canvas::text(TextSpec spec, const platform::Rect& rect, bool wraps, Vertical vertical,
+void Canvas::text(TextRun run, const platform::Rect& rect, bool wraps, Vertical vertical,
                   float alpha) {
-  if (spec.text.empty() || rect.width <= 0 || rect.height <= 0) return;
-  spec.width = rect.width;
-  spec.height = wraps ? rect.height : 0;
-  const TextPicture& picture = _texts.picture(_renderer, spec, _scale);
+  if (run.text.empty() || rect.width <= 0 || rect.height <= 0) return;
+  run.width = rect.width;
+  run.height = wraps ? rect.height : 0;
+  const TextPicture& picture = _texts.picture(_renderer, run, _scale);
   if (!picture.texture) return;
   const SDL_FRect area = pixels(rect);
   const double space = static_cast<double>(area.h) - picture.lineHeight;

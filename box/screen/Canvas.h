@@ -34,9 +34,9 @@ class Canvas {
                  float alpha);
 
   enum class Vertical { Top, Center, Bottom };
-  /// The area is `rect`; it replaces the spec's own width, and with `wraps` its height.
-  void text(TextSpec spec, const platform::Rect& rect, bool wraps, Vertical vertical, float alpha);
-  double textHeight(const TextSpec& spec) { return _texts.measureHeight(spec, _scale); }
+  /// The area is `rect`; it replaces the run's own width, and with `wraps` its height.
+  void text(TextRun run, const platform::Rect& rect, bool wraps, Vertical vertical, float alpha);
+  double textHeight(const TextRun& run) { return _texts.measureHeight(run, _scale); }
 
  private:
   SDL_Renderer* const _renderer;

@@ -14,7 +14,7 @@ using platform::Rect;
 
 namespace {
 
-TextSpec styled(std::string text, platform::TextStyle style, platform::Color color) {
+TextRun styled(std::string text, platform::TextStyle style, platform::Color color) {
   const theme::TextLook look = theme::look(style);
   return {std::move(text), look.size, look.bold, color, platform::TextAlignment::Center, 0, 0};
 }
@@ -47,7 +47,7 @@ void drawButton(Canvas& canvas, const std::string& title, const Rect& place, boo
   canvas.shape({ShapeKind::RoundedRectangle, focused ? theme::kButtonFocused : theme::kButton,
                 theme::kButtonRadius, 0},
                place, alpha);
-  TextSpec label =
+  TextRun label =
       styled(title, platform::TextStyle::Body, focused ? theme::kTextOnFocus : theme::kText);
   label.bold = true;
   const double inset = theme::kButtonRadius;
@@ -64,9 +64,9 @@ void drawElement(Canvas& canvas, const platform::FillElement& fill, const Rect& 
 
 void drawElement(Canvas& canvas, const platform::TextElement& text, const Rect& frame,
                  float alpha) {
-  TextSpec spec = styled(text.text, text.style, text.color);
-  spec.alignment = text.alignment;
-  canvas.text(std::move(spec), frame, true, Canvas::Vertical::Center, alpha);
+  TextRun run = styled(text.text, text.style, text.color);
+  run.alignment = text.alignment;
+  canvas.text(std::move(run), frame, true, Canvas::Vertical::Center, alpha);
 }
 
 void drawElement(Canvas& canvas, const platform::DigitsElement& digits, const Rect& frame,
@@ -109,10 +109,10 @@ void drawElement(Canvas& canvas, const platform::AlertElement& alert, const Rect
   canvas.fill(frame, theme::kDim, alpha);
 
   const double textWidth = theme::kCardWidth - 2 * theme::kCardPadding;
-  TextSpec title = styled(alert.title, platform::TextStyle::Headline, theme::kText);
+  TextRun title = styled(alert.title, platform::TextStyle::Headline, theme::kText);
   title.width = textWidth;
   title.height = theme::kCardMessageLimit / 2;
-  TextSpec message = styled(alert.message, platform::TextStyle::Body, theme::kTextDim);
+  TextRun message = styled(alert.message, platform::TextStyle::Body, theme::kTextDim);
   message.width = textWidth;
   message.height = theme::kCardMessageLimit;
   const double titleHeight = std::min(canvas.textHeight(title), title.height);

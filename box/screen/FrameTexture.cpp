@@ -17,12 +17,46 @@ bool isConsistent(const VideoFrame& frame) {
     return plane.data && plane.rowBytes >= rowBytes && plane.rows >= rows &&
            plane.stride >= rowBytes && plane.stride <= 1U << 24;
   };
+  if (frame.format == VideoFormat::BGRA) {
+    return frame.planeCount >= 1 && holds(frame.planes[0], 4 * width, height);
+  }
   if (!holds(frame.planes[0], width, height)) return false;
   if (frame.format == VideoFormat::NV12) {
     return frame.planeCount >= 2 && holds(frame.planes[1], 2 * halfWidth, halfHeight);
   }
   return frame.planeCount >= 3 && holds(frame.planes[1], halfWidth, halfHeight) &&
          holds(frame.planes[2], halfWidth, halfHeight);
+}
+
+Uint32 sdlFormat(VideoFormat format) {
+  switch (format) {
+    case VideoFormat::NV12:
+      return SDL_PIXELFORMAT_NV12;
+    case VideoFormat::I420:
+      return SDL_PIXELFORMAT_IYUV;
+    case VideoFormat::BGRA:
+      break;
+  }
+  // The fourth byte is no opacity.
+  return SDL_BYTEORDER == SDL_LIL_ENDIAN ? SDL_PIXELFORMAT_RGB888 : SDL_PIXELFORMAT_BGRX8888;
+}
+
+/// 0, or SDL's failure.
+int upload(SDL_Texture* texture, const VideoFrame& frame) {
+  const auto data = [&](std::size_t plane) { return frame.planes[plane].data; };
+  const auto pitch = [&](std::size_t plane) {
+    return static_cast<int>(frame.planes[plane].stride);
+  };
+  switch (frame.format) {
+    case VideoFormat::NV12:
+      return SDL_UpdateNVTexture(texture, nullptr, data(0), pitch(0), data(1), pitch(1));
+    case VideoFormat::I420:
+      return SDL_UpdateYUVTexture(texture, nullptr, data(0), pitch(0), data(1), pitch(1), data(2),
+                                  pitch(2));
+    case VideoFormat::BGRA:
+      break;
+  }
+  return SDL_UpdateTexture(texture, nullptr, data(0), pitch(0));
 }
 
 bool fitsRenderer(SDL_Renderer* renderer, int width, int height) {
@@ -51,10 +85,8 @@ bool FrameTexture::update(SDL_Renderer* renderer, const VideoFrame& frame) {
   _hasPicture = false;
   if (!isConsistent(frame) || !fitsRenderer(renderer, frame.width, frame.height)) return false;
   if (!_texture || _format != frame.format || _width != frame.width || _height != frame.height) {
-    const Uint32 format =
-        frame.format == VideoFormat::NV12 ? SDL_PIXELFORMAT_NV12 : SDL_PIXELFORMAT_IYUV;
-    _texture.reset(SDL_CreateTexture(renderer, format, SDL_TEXTUREACCESS_STREAMING, frame.width,
-                                     frame.height));
+    _texture.reset(SDL_CreateTexture(renderer, sdlFormat(frame.format), SDL_TEXTUREACCESS_STREAMING,
+                                     frame.width, frame.height));
     if (!_texture) return false;
     SDL_SetTextureScaleMode(_texture.get(), SDL_ScaleModeLinear);
   }
@@ -70,16 +102,7 @@ bool FrameTexture::update(SDL_Renderer* renderer, const VideoFrame& frame) {
                   : 1;
 
   _setConversion();
-  const auto pitch = [&](std::size_t plane) {
-    return static_cast<int>(frame.planes[plane].stride);
-  };
-  const int failed =
-      frame.format == VideoFormat::NV12
-          ? SDL_UpdateNVTexture(_texture.get(), nullptr, frame.planes[0].data, pitch(0),
-                                frame.planes[1].data, pitch(1))
-          : SDL_UpdateYUVTexture(_texture.get(), nullptr, frame.planes[0].data, pitch(0),
-                                 frame.planes[1].data, pitch(1), frame.planes[2].data, pitch(2));
-  _hasPicture = failed == 0;
+  _hasPicture = upload(_texture.get(), frame) == 0;
   return _hasPicture;
 }
 

@@ -15,7 +15,8 @@ namespace box {
 
 /// Draws scenes onto a renderer, of a window or of a surface in memory.
 ///
-/// Workflow: draw() clears the renderer and paints the whole scene; presenting is the caller's.
+/// Workflow: draw() clears the renderer and paints the whole scene; presenting is the caller's, who
+/// then calls didPresent().
 /// Textures of videos that a scene no longer shows are dropped.
 ///
 /// Threads: the renderer's own. Lifetime: must go before the renderer; `texts` outlives it, and is
@@ -31,6 +32,9 @@ class SceneRenderer {
   /// different although nothing new comes (an animation runs, a spinner turns).
   bool draw(const platform::Scene& scene, int width, int height, platform::TimePoint now);
 
+  /// What draw() has painted is on screen: pictures that are shown for the first time hear of it.
+  void didPresent();
+
   /// Everything that the renderer held is gone (the device was reset).
   void forgetTextures();
 
@@ -42,7 +46,7 @@ class SceneRenderer {
   };
   class Walk;
 
-  Video& _video(const std::shared_ptr<platform::VideoOutput>& output);
+  Video& _video(const platform::VideoOutput& output);
   void _dropUnusedVideos();
 
   SDL_Renderer* const _renderer;
@@ -50,10 +54,11 @@ class SceneRenderer {
   Shapes _shapes;
   Canvas _canvas;
   std::map<const platform::VideoOutput*, Video> _videos;
+  std::vector<std::shared_ptr<const VideoFrame>> _fresh;  // painted, not yet presented
   Blur _blur;
 };
 
-/// The videos that a scene shows.
+/// The videos that a scene shows, those of layers too.
 std::vector<std::shared_ptr<VideoFrames>> videosOf(const platform::Scene& scene);
 
 }  // namespace box

@@ -67,7 +67,7 @@ bool ScreenWindow::owns(const SDL_Event& event) const {
 
 bool ScreenWindow::draw(const platform::Scene& scene, platform::TimePoint now) {
   const bool moves = _paint(scene, now);
-  SDL_RenderPresent(_renderer.get());
+  _present();
   return moves;
 }
 
@@ -79,8 +79,13 @@ PixelRows ScreenWindow::capture(const platform::Scene& scene, platform::TimePoin
   const bool read = !rows.bytes.empty() &&
                     SDL_RenderReadPixels(_renderer.get(), nullptr, SDL_PIXELFORMAT_ARGB8888,
                                          rows.bytes.data(), rows.stride) == 0;
-  SDL_RenderPresent(_renderer.get());
+  _present();
   return read ? std::move(rows) : PixelRows{};
+}
+
+void ScreenWindow::_present() {
+  SDL_RenderPresent(_renderer.get());
+  _scenes->didPresent();
 }
 
 bool ScreenWindow::_paint(const platform::Scene& scene, platform::TimePoint now) {

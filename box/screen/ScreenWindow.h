@@ -38,6 +38,7 @@ class ScreenWindow {
 
  private:
   ScreenWindow(WindowPtr window, RendererPtr renderer, TextRenderer& texts);
+  void _present();
   bool _paint(const platform::Scene& scene, platform::TimePoint now);
 
   const WindowPtr _window;

@@ -36,14 +36,13 @@ std::string presentable(const std::string& text) {
   return result;
 }
 
-std::string cacheKey(const TextSpec& spec, double scale) {
+std::string cacheKey(const TextRun& run, double scale) {
   char look[160];
-  std::snprintf(look, sizeof look, "%.2f %d %.3f %.3f %.3f %.3f %d %.1f %.1f %.4f ", spec.size,
-                spec.bold, static_cast<double>(spec.color.red),
-                static_cast<double>(spec.color.green), static_cast<double>(spec.color.blue),
-                static_cast<double>(spec.color.alpha), static_cast<int>(spec.alignment), spec.width,
-                spec.height, scale);
-  return look + spec.text;
+  std::snprintf(look, sizeof look, "%.2f %d %.3f %.3f %.3f %.3f %d %.1f %.1f %.4f ", run.size,
+                run.bold, static_cast<double>(run.color.red), static_cast<double>(run.color.green),
+                static_cast<double>(run.color.blue), static_cast<double>(run.color.alpha),
+                static_cast<int>(run.alignment), run.width, run.height, scale);
+  return look + run.text;
 }
 
 PangoAlignment alignment(platform::TextAlignment alignment) {
@@ -75,32 +74,31 @@ struct TextRenderer::Impl {
     cairo_font_options_destroy(options);
   }
 
-  LayoutPtr layout(const TextSpec& spec, double scale) const {
+  LayoutPtr layout(const TextRun& run, double scale) const {
     LayoutPtr layout(pango_layout_new(context.get()));
     PangoFontDescription* font = pango_font_description_from_string(theme::kFontFamilies);
-    pango_font_description_set_weight(font,
-                                      spec.bold ? PANGO_WEIGHT_SEMIBOLD : PANGO_WEIGHT_NORMAL);
-    pango_font_description_set_absolute_size(font, std::max(spec.size * scale, 1.0) * PANGO_SCALE);
+    pango_font_description_set_weight(font, run.bold ? PANGO_WEIGHT_SEMIBOLD : PANGO_WEIGHT_NORMAL);
+    pango_font_description_set_absolute_size(font, std::max(run.size * scale, 1.0) * PANGO_SCALE);
     pango_layout_set_font_description(layout.get(), font);
     pango_font_description_free(font);
 
     pango_layout_set_auto_dir(layout.get(), TRUE);
-    pango_layout_set_alignment(layout.get(), alignment(spec.alignment));
+    pango_layout_set_alignment(layout.get(), alignment(run.alignment));
     pango_layout_set_wrap(layout.get(), PANGO_WRAP_WORD_CHAR);
     pango_layout_set_ellipsize(layout.get(), PANGO_ELLIPSIZE_END);
     const auto units = [&](double points) {
       return static_cast<int>(std::lround(points * scale * PANGO_SCALE));
     };
     pango_layout_set_width(layout.get(),
-                           units(std::clamp(spec.width, 1.0, 4 * platform::kScreenWidth)));
-    if (spec.height > 0) {
+                           units(std::clamp(run.width, 1.0, 4 * platform::kScreenWidth)));
+    if (run.height > 0) {
       pango_layout_set_height(layout.get(),
-                              units(std::min(spec.height, 4 * platform::kScreenHeight)));
+                              units(std::min(run.height, 4 * platform::kScreenHeight)));
     } else {
       pango_layout_set_single_paragraph_mode(layout.get(), TRUE);
       pango_layout_set_height(layout.get(), -1);
     }
-    const std::string text = presentable(spec.text);
+    const std::string text = presentable(run.text);
     pango_layout_set_text(layout.get(), text.data(), static_cast<int>(text.size()));
     return layout;
   }
@@ -112,26 +110,25 @@ TextRenderer::~TextRenderer() = default;
 
 void TextRenderer::warmUp() {
   for (const bool bold : {false, true}) {
-    const TextSpec spec{
+    const TextRun run{
         "0:00", theme::look(platform::TextStyle::Body).size, bold, theme::kText, {}, 400, 0};
     PangoRectangle ink;
-    pango_layout_get_pixel_extents(_impl->layout(spec, 1).get(), &ink, nullptr);
+    pango_layout_get_pixel_extents(_impl->layout(run, 1).get(), &ink, nullptr);
   }
 }
 
-double TextRenderer::measureHeight(const TextSpec& spec, double scale) {
-  if (spec.text.empty()) return 0;
+double TextRenderer::measureHeight(const TextRun& run, double scale) {
+  if (run.text.empty()) return 0;
   PangoRectangle logical;
-  pango_layout_get_pixel_extents(_impl->layout(spec, scale).get(), nullptr, &logical);
+  pango_layout_get_pixel_extents(_impl->layout(run, scale).get(), nullptr, &logical);
   return logical.height / scale;
 }
 
-const TextPicture& TextRenderer::picture(SDL_Renderer* renderer, const TextSpec& spec,
-                                         double scale) {
-  const std::string key = cacheKey(spec, scale);
+const TextPicture& TextRenderer::picture(SDL_Renderer* renderer, const TextRun& run, double scale) {
+  const std::string key = cacheKey(run, scale);
   if (const TextPicture* cached = _cache.find(key)) return *cached;
 
-  const LayoutPtr layout = _impl->layout(spec, scale);
+  const LayoutPtr layout = _impl->layout(run, scale);
   PangoRectangle ink;
   PangoRectangle logical;
   pango_layout_get_pixel_extents(layout.get(), &ink, &logical);
@@ -143,7 +140,7 @@ const TextPicture& TextRenderer::picture(SDL_Renderer* renderer, const TextSpec&
     picture.width = ink.width + 2;
     picture.height = ink.height + 2;
     CairoPicture canvas(picture.width, picture.height);
-    canvas.setColor(spec.color);
+    canvas.setColor(run.color);
     cairo_move_to(canvas.context(), -picture.x, -picture.y);
     pango_cairo_show_layout(canvas.context(), layout.get());
     picture.texture = canvas.makeTexture(renderer);

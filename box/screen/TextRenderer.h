@@ -11,7 +11,7 @@
 namespace box {
 
 /// A piece of text to be drawn. Sizes are points of the scene.
-struct TextSpec {
+struct TextRun {
   std::string text;
   double size = theme::kSmallestText;
   bool bold = false;
@@ -47,10 +47,10 @@ class TextRenderer {
   void warmUp();
 
   /// `scale` is pixels a point. The reference is good until the next call.
-  const TextPicture& picture(SDL_Renderer* renderer, const TextSpec& spec, double scale);
+  const TextPicture& picture(SDL_Renderer* renderer, const TextRun& run, double scale);
 
   /// Height of the text's lines in points.
-  double measureHeight(const TextSpec& spec, double scale);
+  double measureHeight(const TextRun& run, double scale);
 
   void clear() { _cache.clear(); }
   std::size_t cachedCount() const { return _cache.size(); }

@@ -65,7 +65,7 @@ void drawTrack(Canvas& canvas, const TransportBarElement& bar, double played, co
                {x, track.y + track.height / 2 - size / 2, size, size}, alpha);
 }
 
-TextSpec caption(std::string text, platform::Color color, platform::TextAlignment alignment) {
+TextRun caption(std::string text, platform::Color color, platform::TextAlignment alignment) {
   const theme::TextLook look = theme::look(platform::TextStyle::Caption);
   return {std::move(text), look.size, look.bold, color, alignment, 0, 0};
 }
@@ -141,7 +141,7 @@ void drawTransportBar(Canvas& canvas, const TransportBarElement& bar, const Rect
                      theme::kTimesHeight};
     canvas.shape({ShapeKind::RoundedRectangle, theme::kLiveBadge, theme::kLiveBadgeRadius, 0},
                  badge, alpha);
-    TextSpec label = caption(texts.right, theme::kText, TextAlignment::Center);
+    TextRun label = caption(texts.right, theme::kText, TextAlignment::Center);
     label.size = theme::kSmallestText;
     label.bold = true;
     canvas.text(std::move(label), badge, false, Canvas::Vertical::Center, alpha);

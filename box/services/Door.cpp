@@ -18,6 +18,13 @@ struct Door::State {
   /// False after close(). Shared with hooks that a late call may still want to run.
   std::shared_ptr<bool> isOpen = std::make_shared<bool>(true);
   std::shared_ptr<platform::SerialQueue> queue;
+
+  bool post(const std::shared_ptr<Loop>& loop, Loop::Signal signal) const {
+    if (!*isOpen) return false;
+    // Before there is a delegate there are no peers.
+    if (queue) queue->async([loop, signal = std::move(signal)] { loop->broadcast(signal); });
+    return true;
+  }
 };
 
 Door::Door(platform::MainQueue& mainQueue, DoorOptions options)
@@ -64,7 +71,21 @@ void Door::setDelegate(std::weak_ptr<VorlaneReceiverUIDelegate> delegate,
 
 void Door::postEvent(const char* name, const platform::Dictionary& info) {
   TVS_ASSERT(_state->queue && _state->queue->isCurrent());
-  _loop->broadcast(name, info);
+  _loop->broadcast({ReceiverObject::kInterface, "Event", name, info});
+}
+
+void Door::setNotificationState(std::string_view name, std::uint64_t state) {
+  _loop->notifications().setState(name, state);
+}
+
+bool Door::postNotification(std::string_view name) {
+  return _state->post(_loop,
+                      {NotificationsObject::kInterface, "Posted", std::string(name), std::nullopt});
+}
+
+bool Door::postDistributedNotification(std::string_view name, const platform::Dictionary& info) {
+  return _state->post(_loop,
+                      {NotificationsObject::kInterface, "Distributed", std::string(name), info});
 }
 
 const std::optional<platform::Error>& Door::error() const { return _state->error; }

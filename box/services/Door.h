@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "platform/foundation/Clock.h"
 #include "platform/foundation/Error.h"
@@ -91,6 +92,13 @@ class Door final : public platform::ReceiverServiceClient {
   void setDelegate(std::weak_ptr<VorlaneReceiverUIDelegate> delegate,
                    std::shared_ptr<platform::SerialQueue> queue) override;
   void postEvent(const char* name, const platform::Dictionary& info) override;
+
+  /// What a peer is told that asks for the state of that name.
+  void setNotificationState(std::string_view name, std::uint64_t state);
+  /// Go to every peer, in order among themselves and with the events, once the delegate's queue is
+  /// free. Neither waits. False once the door is closed.
+  bool postNotification(std::string_view name);
+  bool postDistributedNotification(std::string_view name, const platform::Dictionary& info);
 
   /// Why the socket could not be opened; nothing while it is open or was not asked for.
   const std::optional<platform::Error>& error() const;

@@ -13,5 +13,7 @@ inline constexpr std::string_view kDoorLog = "TVVLCommunication";
 inline constexpr const char* kDoorPath = "/quorin/tvvorlane/Receiver";
 /// The door's name on a message bus.
 inline constexpr const char* kDoorBusName = "quorin.tvvorlane";
+/// Its unique name on a connection without a bus, which would give it one.
+inline constexpr const char* kDoorPeerName = ":1.0";
 
 }  // namespace box

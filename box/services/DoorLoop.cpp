@@ -72,7 +72,7 @@ void Door::Loop::wait(std::optional<platform::TimePoint> deadline) {
     return;
   }
   if (std::exchange(_connectsToBus, false)) {
-    if (auto peer = Peer::connect(_options, {_receiver, _box})) _add(std::move(peer));
+    if (auto peer = Peer::connect(_options, _objects())) _add(std::move(peer));
   }
   if (const auto own = _deadline()) deadline = deadline ? std::min(*deadline, *own) : own;
   _poll(deadline);
@@ -155,8 +155,7 @@ void Door::Loop::_accept() {
     return;
   }
   const platform::TimePoint now = platform::SystemClock().now();
-  if (auto peer = Peer::accept(std::move(socket), {_receiver, _box}, _options, now))
-    _add(std::move(peer));
+  if (auto peer = Peer::accept(std::move(socket), _objects(), _options, now)) _add(std::move(peer));
 }
 
 void Door::Loop::_pauseListening() {
@@ -188,7 +187,7 @@ void Door::Loop::_expire(platform::TimePoint now) {
   }
 }
 
-void Door::Loop::broadcast(const char* name, const platform::Dictionary& info) {
+void Door::Loop::broadcast(const Signal& signal) {
   if (_closing) return;
   // Made once, and sent on every connection.
   sd_bus_message* message = nullptr;
@@ -197,15 +196,18 @@ void Door::Loop::broadcast(const char* name, const platform::Dictionary& info) {
     Peer& peer = *connection->peer;
     if (!peer.isReady() || peer.isDoomed()) continue;
     if (!message) {
-      if (sd_bus_message_new_signal(peer.bus(), &message, kDoorPath, ReceiverObject::kInterface,
-                                    "Event") < 0) {
-        return;
+      // A message bus puts its own sender in; without one nobody else does, and some clients pass
+      // on no signal that has none.
+      if (sd_bus_message_new_signal(peer.bus(), &message, kDoorPath, signal.interface,
+                                    signal.member) < 0 ||
+          sd_bus_message_set_sender(message, kDoorPeerName) < 0) {
+        break;
       }
       ValueWriter arguments(message);
-      arguments.appendString(name);
-      arguments.appendDictionary(info);
+      arguments.appendString(signal.name);
+      if (signal.info) arguments.appendDictionary(*signal.info);
       if (arguments.error() < 0) {
-        TVSLogNotice(kDoorLog, "The event %@ has no form for the door", name);
+        TVSLogNotice(kDoorLog, "%@ %@ has no form for the door", signal.member, signal.name);
         break;
       }
       bytes = arguments.bytes();

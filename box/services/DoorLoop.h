@@ -5,12 +5,14 @@
 #include <deque>
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "box/services/BoxObject.h"
 #include "box/services/Door.h"
 #include "box/services/FileDescriptor.h"
 #include "box/services/Inbox.h"
+#include "box/services/NotificationsObject.h"
 #include "box/services/Peer.h"
 #include "box/services/ReceiverObject.h"
 #include "platform/foundation/Waiter.h"
@@ -40,13 +42,21 @@ class Door::Loop final : public platform::Waiter {
 
   ReceiverObject& receiver() { return _receiver; }
   BoxObject& box() { return _box; }
+  NotificationsObject& notifications() { return _notifications; }
 
   void wait(std::optional<platform::TimePoint> deadline) override;
   void wake() override;
   /// The queue's thread then closes everything.
   void close();
 
-  void broadcast(const char* name, const platform::Dictionary& info);
+  /// One of the door's signals. Each begins with a name; most have a dictionary behind it.
+  struct Signal {
+    const char* interface;
+    const char* member;
+    std::string name;
+    std::optional<platform::Dictionary> info;
+  };
+  void broadcast(const Signal& signal);
 
  private:
   struct Connection {
@@ -55,6 +65,7 @@ class Door::Loop final : public platform::Waiter {
     bool isReady = false;  // stands in _turns
   };
 
+  ServedObjects _objects() { return {_receiver, _box, _notifications}; }
   bool _watch(int descriptor, std::uint32_t interest, void* tag);
   void _add(std::shared_ptr<Peer> peer);
   void _accept();
@@ -72,6 +83,7 @@ class Door::Loop final : public platform::Waiter {
   const std::shared_ptr<Inbox> _inbox = std::make_shared<Inbox>();
   ReceiverObject _receiver;
   BoxObject _box;
+  NotificationsObject _notifications;
 
   FileDescriptor _epoll;
   std::atomic<bool> _closing = false;

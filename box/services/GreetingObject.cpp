@@ -11,7 +11,6 @@ namespace {
 
 // Each client is alone on its connection with the door.
 constexpr const char* kClientName = ":1.1";
-constexpr const char* kDoorName = ":1.0";
 
 int hello(sd_bus_message* call, void*, sd_bus_error*) {
   return sd_bus_reply_method_return(call, "s", kClientName);
@@ -27,7 +26,7 @@ int nameOwner(sd_bus_message* call, void*, sd_bus_error*) {
   if (std::strcmp(name, kDoorBusName) != 0) {
     return sd_bus_reply_method_errorf(call, SD_BUS_ERROR_NAME_HAS_NO_OWNER, "There is no %s", name);
   }
-  return sd_bus_reply_method_return(call, "s", kDoorName);
+  return sd_bus_reply_method_return(call, "s", kDoorPeerName);
 }
 
 constexpr std::uint64_t kFlags = SD_BUS_VTABLE_UNPRIVILEGED;

@@ -13,6 +13,7 @@
 #include "box/services/BoxObject.h"
 #include "box/services/DoorLog.h"
 #include "box/services/GreetingObject.h"
+#include "box/services/NotificationsObject.h"
 #include "box/services/ReceiverObject.h"
 
 namespace box {
@@ -87,7 +88,9 @@ bool Peer::_publish() {
   return sd_bus_add_object_vtable(_bus, nullptr, kDoorPath, ReceiverObject::kInterface,
                                   ReceiverObject::vtable(), this) >= 0 &&
          sd_bus_add_object_vtable(_bus, nullptr, kDoorPath, BoxObject::kInterface,
-                                  BoxObject::vtable(), this) >= 0;
+                                  BoxObject::vtable(), this) >= 0 &&
+         sd_bus_add_object_vtable(_bus, nullptr, kDoorPath, NotificationsObject::kInterface,
+                                  NotificationsObject::vtable(), this) >= 0;
 }
 
 void Peer::_requestName() {

@@ -17,12 +17,14 @@
 namespace box {
 
 class BoxObject;
+class NotificationsObject;
 class ReceiverObject;
 
 /// What every connection serves.
 struct ServedObjects {
   ReceiverObject& receiver;
   BoxObject& box;
+  NotificationsObject& notifications;
 };
 
 /// One connection: a peer on the door's socket, or the message bus.

@@ -4,8 +4,23 @@
 #include <cstdint>
 
 #include "box/services/Utf8.h"
+#include "platform/ui/Layer.h"
 
 namespace box {
+
+namespace {
+
+/// Null for everything else.
+std::shared_ptr<platform::Layer> layerOf(const platform::Value& value) {
+  return std::dynamic_pointer_cast<platform::Layer>(value.asObject());
+}
+
+bool hasNoForm(const platform::Value& value) {
+  using Kind = platform::Value::Kind;
+  return value.kind() == Kind::None || (value.kind() == Kind::Object && !layerOf(value));
+}
+
+}  // namespace
 
 bool ValueWriter::_check(int result) {
   if (result < 0 && _error == 0) _error = result;
@@ -27,6 +42,8 @@ void ValueWriter::_basic(char type, const void* value, std::size_t bytes) {
 }
 
 void ValueWriter::appendStatus(std::int32_t status) { _basic('i', &status, sizeof status); }
+
+void ValueWriter::appendState(std::uint64_t state) { _basic('t', &state, sizeof state); }
 
 void ValueWriter::appendString(const std::string& text) {
   if (isBusText(text)) {
@@ -96,8 +113,13 @@ void ValueWriter::_variant(const platform::Value& value, int depth) {
   _bytes += 4;
   switch (value.kind()) {
     case Kind::None:
-    case Kind::Object:
       return;
+    case Kind::Object: {
+      const auto layer = layerOf(value);
+      if (!layer) return;
+      if (_open('v', "s")) appendString(layer->path());
+      return _close();
+    }
     case Kind::Number:
       return _number(*value.asNumber());
     case Kind::String:
@@ -136,8 +158,7 @@ void ValueWriter::_dictionary(const platform::Dictionary& dictionary, int depth)
   if (depth > kMaximumValueDepth) return void(_check(-ELOOP));
   if (!_open('a', "{sv}")) return;
   for (const auto& [key, value] : dictionary) {
-    using Kind = platform::Value::Kind;
-    if (value.kind() == Kind::None || value.kind() == Kind::Object) continue;
+    if (hasNoForm(value)) continue;
     if (!_open('e', "sv")) return;
     appendString(key);
     _variant(value, depth);

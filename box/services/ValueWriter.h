@@ -13,7 +13,8 @@ namespace box {
 
 /// Appends arguments to a message that is being built.
 ///
-/// What has no form on the bus is left out: none and objects. Text that is not UTF-8 gets
+/// A layer is written as the string of its path. What has no form on the bus is left out: none and
+/// other objects. Text that is not UTF-8 gets
 /// replacement characters. The first failure (no memory, nested deeper than kMaximumValueDepth)
 /// ends the work.
 class ValueWriter {
@@ -21,6 +22,7 @@ class ValueWriter {
   explicit ValueWriter(sd_bus_message* message) : _message(message) {}
 
   void appendStatus(std::int32_t status);
+  void appendState(std::uint64_t state);
   void appendString(const std::string& text);
   /// An `av`.
   void appendValueOrNone(const platform::Value& value);

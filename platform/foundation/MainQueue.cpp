@@ -155,7 +155,9 @@ struct MainQueue::Impl {
 MainQueue::MainQueue(const Clock& clock, std::shared_ptr<Waiter> waiter)
     : _impl(std::make_shared<Impl>(clock, std::move(waiter))) {}
 
-MainQueue::~MainQueue() {
+MainQueue::~MainQueue() { discard(); }
+
+void MainQueue::discard() {
   _impl->stop();
   // What a task or timer holds may post or cancel while it is destroyed.
   for (;;) {

@@ -51,6 +51,9 @@ class MainQueue {
   /// Any thread. What was posted before still runs; run() then returns. Blocked sync() calls
   /// return: true when the task has begun, which is waited for, else false, and it will not run.
   void stop();
+  /// Stops it, and destroys what is left without running it, on the calling thread: for an owner
+  /// that ends while what tasks and timers hold may still need it. The destructor does the same.
+  void discard();
   /// Runs what is due now, tasks posted meanwhile included, and returns whether anything ran.
   bool runDue();
   /// Sleeps until something may be due; for a loop of the caller's own around runDue(). `limit`: at

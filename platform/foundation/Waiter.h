@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <mutex>
 #include <optional>
@@ -33,7 +34,7 @@ class ConditionWaiter final : public Waiter {
   const bool _realTime;
   std::mutex _mutex;
   std::condition_variable _condition;
-  bool _woken = false;
+  std::atomic<bool> _woken = false;  // written with the lock held
 };
 
 }  // namespace platform

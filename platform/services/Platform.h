@@ -15,6 +15,7 @@
 
 namespace platform {
 
+class Layer;
 class MediaEngine;
 class Screen;
 class ViewServiceHost;
@@ -59,6 +60,8 @@ class Platform {
   virtual ViewServiceHost& viewServiceHost() = 0;
   /// A player's engine. Never null.
   virtual std::unique_ptr<MediaEngine> makeMediaEngine() = 0;
+  /// A surface for a mirrored screen, good until it is closed. Null when the box cannot offer one.
+  virtual std::shared_ptr<Layer> makeLayer() = 0;
 
   /// The one instance of T in this process, made on first use by `T(args...)` through make_shared.
   /// It dies with the platform, newest first. Main thread.

@@ -2,6 +2,8 @@
 
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "platform/ui/Layer.h"
 #include "platform/ui/View.h"
@@ -16,7 +18,15 @@ class LayerView final : public View {
 
   /// Null: nothing is shown.
   const std::shared_ptr<Layer>& layer() const { return _layer; }
-  void setLayer(std::shared_ptr<Layer> layer) { _layer = std::move(layer); }
+  void setLayer(std::shared_ptr<Layer> layer) {
+    _layer = std::move(layer);
+    setNeedsDisplay();
+  }
+
+ protected:
+  void appendElements(std::vector<SceneElement>& elements) const override {
+    if (_layer) elements.emplace_back(LayerElement{_layer});
+  }
 
  private:
   std::shared_ptr<Layer> _layer;

@@ -12,6 +12,7 @@
 
 namespace platform {
 
+class Layer;
 class VideoOutput;
 
 /// An opacity that changes by itself: the renderer evaluates it for each frame, so that an
@@ -40,6 +41,12 @@ struct FillElement {
 struct VideoElement {
   std::shared_ptr<VideoOutput> output;
   friend bool operator==(const VideoElement&, const VideoElement&) = default;
+};
+
+/// The newest picture of a layer, likewise.
+struct LayerElement {
+  std::shared_ptr<Layer> layer;
+  friend bool operator==(const LayerElement&, const LayerElement&) = default;
 };
 
 /// What lies beneath, blurred and darkened.
@@ -82,6 +89,8 @@ struct AlertElement {
 
 enum class TransportState { Loading, Playing, Paused, Stopped, ScanningForward, ScanningBackward };
 
+/// At the bottom of the frame: a shade from edge to edge, and inside the safe area title, state,
+/// bar and times.
 struct TransportBarElement {
   std::string title;
   TransportState state = TransportState::Loading;
@@ -93,7 +102,7 @@ struct TransportBarElement {
   friend bool operator==(const TransportBarElement&, const TransportBarElement&) = default;
 };
 
-using SceneElement = std::variant<FillElement, VideoElement, BlurElement, TextElement,
+using SceneElement = std::variant<FillElement, VideoElement, LayerElement, BlurElement, TextElement,
                                   SpinnerElement, DigitsElement, AlertElement, TransportBarElement>;
 
 /// A view as it is to be drawn: its elements, then its children, all under one opacity.

@@ -4,16 +4,7 @@
 
 namespace platform {
 
-namespace {
-
-constexpr double kHeight = 160;
-constexpr double kSide = kScreenWidth * kSafeAreaFraction;
-constexpr double kBottom = kScreenHeight * (1 - kSafeAreaFraction);
-
-}  // namespace
-
-TransportBarView::TransportBarView()
-    : View({kSide, kBottom - kHeight, kScreenWidth - 2 * kSide, kHeight}) {}
+TransportBarView::TransportBarView() : View(kScreenBounds) {}
 
 void TransportBarView::setElement(TransportBarElement element) {
   _element = std::move(element);

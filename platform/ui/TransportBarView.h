@@ -4,8 +4,8 @@
 
 namespace platform {
 
-/// Title, state, progress and times of what a player plays, at the bottom of the safe area. Main
-/// thread.
+/// Title, state, progress and times of what a player plays. It covers the screen: its shade reaches
+/// the edges, while the renderer keeps what is to be read inside the safe area. Main thread.
 class TransportBarView final : public View {
  public:
   TransportBarView();

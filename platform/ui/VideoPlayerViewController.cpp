@@ -126,6 +126,7 @@ void VideoPlayerViewController::viewDidLoad() {
   observe(TVSPlaybackStateDidChangeNotification, &VideoPlayerViewController::_playerStateDidChange);
   observe(TVSPlaybackCurrentMediaItemDidChangeNotification,
           &VideoPlayerViewController::_playerItemDidChange);
+  observe(TVSPlaybackTimeDidJumpNotification, &VideoPlayerViewController::_showTransportBar);
   _playerStateDidChange();
 }
 

@@ -18,8 +18,8 @@ class TransportBarView;
 class VideoView;
 
 /// The platform's full-screen video player: the player's picture, and a transport bar that comes
-/// with any button, stays while loading, paused or scanning, and goes 5 s after the last press once
-/// it plays.
+/// with any button or seek, stays while loading, paused or scanning, and goes 5 s after the last of
+/// them once it plays.
 ///
 /// While nothing can be shown for more than 0.4 s a spinner turns; when the item has failed and the
 /// player has stopped, a text says so.

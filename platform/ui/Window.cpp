@@ -50,11 +50,9 @@ void Window::updateFocus() {
 bool Window::handleInput(const InputEvent& event) {
   if (const auto alert = topAlert(*_root)) return alert->handleInput(event);
 
-  auto focused = focusedView();
-  if (!focused || focused->window() != this) {
-    updateFocus();
-    focused = focusedView();
-  }
+  // A view that still fades in hears the remote already: presses must not get lost meanwhile.
+  updateFocus();
+  const auto focused = focusedView();
   // Found before anybody is asked: whoever handles the event may change the tree.
   struct Link {
     std::shared_ptr<View> view;

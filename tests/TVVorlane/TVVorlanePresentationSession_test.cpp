@@ -17,6 +17,10 @@ class TVVorlanePresentationSessionTest : public SessionTest {
     session->startWithOptions(options, completions.recorder());
   }
 
+  /// The one that the session has got, as a value holds it.
+  std::shared_ptr<platform::Object> layer() { return box.layers().made().at(0); }
+  bool layerIsOpen() { return box.layers().made().at(0)->isOpen(); }
+
   std::shared_ptr<TVVorlanePresentationSession> session =
       std::make_shared<TVVorlanePresentationSession>();
   std::shared_ptr<RecordingSessionDelegate> delegate = std::make_shared<RecordingSessionDelegate>();
@@ -36,10 +40,21 @@ TEST_F(TVVorlanePresentationSessionTest, IsShown) {
   EXPECT_EQ(session->sessionType(), TVVorlaneSessionType::kPresentation);
   EXPECT_EQ(rootController()->presentationSession(), session);
   EXPECT_TRUE(delegate->take().empty());
-  // The view of this box offers no layer of its own.
-  EXPECT_EQ(session->presentationView()->presentationLayer(), nullptr);
-  EXPECT_EQ(completions.outInfos[0], std::nullopt);
+  ASSERT_EQ(box.layers().made().size(), 1U);
+  EXPECT_EQ(completions.outInfos[0], (Dictionary{{"presentationLayer", layer()}}));
+  EXPECT_EQ(session->presentationView()->presentationLayer(), layer());
   EXPECT_TRUE(session->description().ends_with("> ID: 4000000000"));
+}
+
+TEST_F(TVVorlanePresentationSessionTest, ABoxWithoutLayersShowsIt) {
+  box.layers().setOffered(false);
+  start();
+  box.run();
+  ASSERT_EQ(completions.count(), 1U);
+  EXPECT_EQ(completions.errors[0], std::nullopt);
+  EXPECT_EQ(completions.outInfos[0], std::nullopt);
+  EXPECT_EQ(session->presentationView()->presentationLayer(), nullptr);
+  EXPECT_TRUE(session->stopWithOptions({}, nullptr));
 }
 
 TEST_F(TVVorlanePresentationSessionTest, InvalidStartMakesNothing) {
@@ -48,6 +63,7 @@ TEST_F(TVVorlanePresentationSessionTest, InvalidStartMakesNothing) {
   EXPECT_EQ(completions.errors[0], platform::Error::status(-6756));
   EXPECT_EQ(completions.outInfos[0], std::nullopt);
   EXPECT_EQ(session->presentationView(), nullptr);
+  EXPECT_TRUE(box.layers().made().empty());
   EXPECT_TRUE(manager().activeSessions().empty());
 }
 
@@ -87,10 +103,12 @@ TEST_F(TVVorlanePresentationSessionTest, Stops) {
   EXPECT_FALSE(session->stopWithOptions(Dictionary{{"url", 1}}, &error));
   EXPECT_EQ(error, platform::Error::status(-6756));
   EXPECT_NE(session->presentationView(), nullptr);
+  EXPECT_TRUE(layerIsOpen());
   EXPECT_EQ(manager().presentationSessionWithID({}), session);
 
   EXPECT_TRUE(session->stopWithOptions(Dictionary{{"sessionID", 1}}, nullptr));
   EXPECT_EQ(session->presentationView(), nullptr);
+  EXPECT_FALSE(layerIsOpen()) << "while it still fades out";
   EXPECT_EQ(manager().presentationSessionWithID({}), nullptr);
   EXPECT_TRUE(delegate->take().empty());
 }
@@ -105,7 +123,9 @@ TEST_F(TVVorlanePresentationSessionTest, TheUserEndsIt) {
   EXPECT_EQ(manager().presentationSessionWithID(4000000000U), session);
   box.advance(4'999ms);
   EXPECT_NE(session->presentationView(), nullptr);
+  EXPECT_TRUE(layerIsOpen());
   box.advance(1ms);
+  EXPECT_FALSE(layerIsOpen());
   EXPECT_EQ(session->presentationView(), nullptr);
   EXPECT_EQ(manager().presentationSessionWithID({}), nullptr);
 }
@@ -116,6 +136,7 @@ TEST_F(TVVorlanePresentationSessionTest, AFailedPresentationIsReported) {
   box.run();
   ASSERT_EQ(completions.count(), 1U);
   EXPECT_EQ(completions.errors[0]->code, -6700);
+  EXPECT_EQ(completions.outInfos[0], (Dictionary{{"presentationLayer", layer()}}));
   EXPECT_EQ(delegate->take(), Texts{"userStop {sessionID=4000000000, userExit=1}"});
 }
 

@@ -29,12 +29,11 @@ TEST_F(TVVorlanePresentationViewTest, Surface) {
   EXPECT_EQ(view->spinnerView()->style(), 20);
   EXPECT_EQ(view->coverView()->backgroundColor(), platform::kClear);
 
-  class Layer final : public platform::Layer {
-    std::string path() const override { return "/layer"; }
-  };
-  const auto layer = std::make_shared<Layer>();
-  view->contentView()->setLayer(layer);
+  ASSERT_EQ(box.layers().made().size(), 1U);
+  const auto layer = box.layers().made()[0];
   EXPECT_EQ(view->presentationLayer(), layer);
+  EXPECT_EQ(view->contentView()->sceneNode({}).elements,
+            (std::vector<platform::SceneElement>{platform::LayerElement{layer}}));
 }
 
 TEST_F(TVVorlanePresentationViewTest, Layout) {

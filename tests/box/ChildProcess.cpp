@@ -1,10 +1,12 @@
 #include "tests/box/ChildProcess.h"
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <stdexcept>
+#include <utility>
 
-#include <poll.h>
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -13,14 +15,20 @@
 
 namespace {
 
-constexpr int kPatienceMilliseconds = 20'000;
+constexpr auto kPatience = std::chrono::seconds(20);
+
+std::vector<char*> argumentPointers(std::vector<std::string>& arguments) {
+  std::vector<char*> pointers;
+  for (std::string& argument : arguments) pointers.push_back(argument.data());
+  pointers.push_back(nullptr);
+  return pointers;
+}
 
 int runApplication(ChildProcess::MakeApplication makeApplication,
-                   std::vector<std::string>& arguments) {
-  std::vector<char*> argv;
-  for (std::string& argument : arguments) argv.push_back(argument.data());
+                   ChildProcess::MakePlatform makePlatform, std::vector<std::string>& arguments) {
   int status = 0;
-  const auto box = platform::makePlatform(static_cast<int>(argv.size()), argv.data(), &status);
+  const auto box =
+      makePlatform(static_cast<int>(arguments.size()), argumentPointers(arguments).data(), &status);
   if (!box) return status;
   platform::Platform::setCurrent(box.get());
   TVSLogger::initialize("test", {TVSSystemLog});
@@ -31,27 +39,46 @@ int runApplication(ChildProcess::MakeApplication makeApplication,
 
 }  // namespace
 
-ChildProcess::ChildProcess(MakeApplication makeApplication, std::vector<std::string> arguments) {
+ChildProcess::ChildProcess(MakeApplication makeApplication, std::vector<std::string> arguments,
+                           MakePlatform makePlatform) {
+  _start(std::move(arguments), makeApplication, makePlatform);
+}
+
+ChildProcess::ChildProcess(std::vector<std::string> arguments) {
+  _start(std::move(arguments), nullptr, nullptr);
+}
+
+void ChildProcess::_start(std::vector<std::string> arguments, MakeApplication makeApplication,
+                          MakePlatform makePlatform) {
   std::string folder = std::filesystem::temp_directory_path() / "box-XXXXXX";
   int ends[2];
-  if (!mkdtemp(folder.data()) || pipe(ends) != 0) throw std::runtime_error("no folder or pipe");
+  if (!mkdtemp(folder.data()) || pipe2(ends, O_CLOEXEC) != 0)
+    throw std::runtime_error("no folder or pipe");
   _folder = folder;
   _socketPath = _folder / "receiver.sock";
-  arguments.insert(arguments.begin(), {"tvvorlane", "--socket", _socketPath.string()});
+  const std::filesystem::path program =
+      std::filesystem::read_symlink("/proc/self/exe").replace_filename("tvvorlane");
+  arguments.insert(arguments.begin(), {program.string(), "--socket", _socketPath.string()});
+  const auto pointers = argumentPointers(arguments);
   std::fflush(nullptr);
   _process = fork();
   if (_process < 0) throw std::runtime_error("no process");
   if (_process == 0) {
     dup2(ends[1], STDERR_FILENO);
+    setenv("SDL_VIDEODRIVER", "dummy", 1);
+    if (!makeApplication) {
+      execv(program.c_str(), pointers.data());
+      _exit(127);
+    }
     close(ends[0]);
     close(ends[1]);
-    setenv("SDL_VIDEODRIVER", "dummy", 1);
-    const int status = runApplication(makeApplication, arguments);
+    const int status = runApplication(makeApplication, makePlatform, arguments);
     std::fflush(nullptr);
     _exit(status);
   }
   close(ends[1]);
   _pipe = ends[0];
+  _reader = std::thread([this] { _read(); });
 }
 
 ChildProcess::~ChildProcess() {
@@ -59,37 +86,45 @@ ChildProcess::~ChildProcess() {
     send(SIGKILL);
     waitpid(_process, nullptr, 0);
   }
+  _reader.join();
   close(_pipe);
   std::filesystem::remove_all(_folder);
 }
 
 void ChildProcess::send(int signal) const { kill(_process, signal); }
 
-bool ChildProcess::_read() {
-  pollfd descriptor{_pipe, POLLIN, 0};
-  if (poll(&descriptor, 1, kPatienceMilliseconds) <= 0) return false;
+void ChildProcess::_read() {
   char buffer[4096];
-  const ssize_t size = read(_pipe, buffer, sizeof buffer);
-  if (size <= 0) return false;
-  _output.append(buffer, static_cast<std::size_t>(size));
-  return true;
+  ssize_t size = 0;
+  do {
+    size = read(_pipe, buffer, sizeof buffer);
+    const std::lock_guard lock(_mutex);
+    if (size > 0) _output.append(buffer, static_cast<std::size_t>(size));
+    _closed = size <= 0;
+    _changed.notify_all();
+  } while (size > 0);
 }
 
-bool ChildProcess::waitForLine(const std::string& text) {
-  while (_output.find(text) == std::string::npos) {
-    if (!_read()) return false;
-  }
-  return true;
+bool ChildProcess::waitForLine(const std::string& text, std::size_t from) {
+  std::unique_lock lock(_mutex);
+  const auto came = [&] { return _output.find(text, from) != std::string::npos; };
+  _changed.wait_for(lock, kPatience, [&] { return _closed || came(); });
+  return came();
 }
 
 int ChildProcess::waitForEnd() {
-  while (_read()) {
+  {
+    // The pipe's other end is closed by the end of the process.
+    std::unique_lock lock(_mutex);
+    if (!_changed.wait_for(lock, kPatience, [&] { return _closed; })) return kStillRunning;
   }
-  pollfd descriptor{_pipe, POLLIN, 0};
-  // The pipe's other end is closed by the end of the process.
-  if (poll(&descriptor, 1, 0) <= 0 || !(descriptor.revents & POLLHUP)) return -1;
   int status = 0;
   waitpid(_process, &status, 0);
   _process = -1;
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+std::string ChildProcess::output() const {
+  const std::lock_guard lock(_mutex);
+  return _output;
 }

@@ -110,8 +110,8 @@ int fail(int status, const char* text) {
 const std::vector<Command>& commands() {
   static const std::vector<Command> all = [] {
     std::vector<Command> result;
-    for (const auto& group :
-         {videoCommands(), propertyCommands(), eventCommands(), boxCommands()}) {
+    for (const auto& group : {videoCommands(), propertyCommands(), infoCommands(), audioCommands(),
+                              mirrorCommands(), eventCommands(), boxCommands()}) {
       result.insert(result.end(), group.begin(), group.end());
     }
     return result;

@@ -15,6 +15,7 @@ namespace {
 constexpr const char* kPath = "/quorin/tvvorlane/Receiver";
 constexpr const char* kReceiver = "quorin.tvvorlane.Receiver1";
 constexpr const char* kBox = "quorin.tvvorlane.Box1";
+constexpr const char* kNotifications = "quorin.vorlane.Notifications1";
 
 [[noreturn]] void failToConnect(const std::string& path, int error) {
   if (error == ENOENT || error == ECONNREFUSED) {
@@ -45,11 +46,13 @@ std::string escaped(const std::string& path) {
   return result;
 }
 
-int eventReceived(sd_bus_message* message, void* userData, sd_bus_error*) {
+template <Event::Kind kind>
+int received(sd_bus_message* message, void* userData, sd_bus_error*) {
   const char* name = nullptr;
   if (sd_bus_message_read_basic(message, 's', &name) <= 0) return 0;
-  auto& events = *static_cast<std::deque<std::pair<std::string, Json>>*>(userData);
-  events.emplace_back(name, readValue(message));
+  Json info;
+  if (kind != Event::Kind::Posted) info = readValue(message);
+  static_cast<std::deque<Event>*>(userData)->push_back({kind, name, std::move(info)});
   return 0;
 }
 
@@ -114,8 +117,16 @@ Answer Connection::_call(const char* interface, const char* method, const Append
   throw CallError(text);
 }
 
-void Connection::listen() {
-  sd_bus_match_signal(_bus, nullptr, nullptr, kPath, kReceiver, "Event", eventReceived, &_events);
+void Connection::listen(bool notifications) {
+  const auto match = [&](const char* interface, const char* signal,
+                         sd_bus_message_handler_t handler) {
+    sd_bus_match_signal(_bus, nullptr, nullptr, kPath, interface, signal, handler, &_events);
+  };
+  match(kReceiver, "Event", received<Event::Kind::Event>);
+  if (notifications) {
+    match(kNotifications, "Posted", received<Event::Kind::Posted>);
+    match(kNotifications, "Distributed", received<Event::Kind::Distributed>);
+  }
   // Once it has answered, this connection is one of those that get events.
   sd_bus_call_method(_bus, nullptr, kPath, "org.freedesktop.DBus.Peer", "Ping", nullptr, nullptr,
                      "");
@@ -127,9 +138,9 @@ bool Connection::waitForEvents(const EventHandler& handler,
   const auto end = limit ? std::optional(Clock::now() + *limit) : std::nullopt;
   for (;;) {
     while (!_events.empty()) {
-      const auto [name, info] = std::move(_events.front());
+      const Event event = std::move(_events.front());
       _events.pop_front();
-      if (!handler(name, info)) return true;
+      if (!handler(event)) return true;
     }
     const int processed = sd_bus_process(_bus, nullptr);
     if (processed < 0) throw ConnectionError("The box has closed the connection");

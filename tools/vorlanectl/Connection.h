@@ -7,6 +7,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include <systemd/sd-bus.h>
@@ -42,6 +43,14 @@ class Answer {
   sd_bus_message* _message;
 };
 
+/// What the box says unasked.
+struct Event {
+  enum class Kind { Event, Posted, Distributed };  ///< the last two are notifications
+  Kind kind = Kind::Event;
+  std::string name;
+  Json info;  ///< an object; nothing with a notification that is only posted
+};
+
 /// The connection to one box's door. One thread.
 class Connection {
  public:
@@ -61,10 +70,10 @@ class Connection {
   /// The same on the box's own interface.
   Answer callBox(const char* method, const Append& append = nullptr);
 
-  /// Called with an event's name and info; false ends waitForEvents().
-  using EventHandler = std::function<bool(const std::string& name, const Json& info)>;
-  /// From now on events are kept for waitForEvents().
-  void listen();
+  /// False ends waitForEvents().
+  using EventHandler = std::function<bool(const Event& event)>;
+  /// From now on events, and notifications if wanted, are kept for waitForEvents().
+  void listen(bool notifications = false);
   /// Passes events on, in order, until the handler ends it or the limit is over. Returns whether
   /// the handler ended it. Throws ConnectionError when the box goes away.
   bool waitForEvents(const EventHandler& handler, std::optional<std::chrono::milliseconds> limit);
@@ -73,7 +82,7 @@ class Connection {
   Answer _call(const char* interface, const char* method, const Append& append);
 
   sd_bus* _bus = nullptr;
-  std::deque<std::pair<std::string, Json>> _events;
+  std::deque<Event> _events;
 };
 
 }  // namespace vorlanectl

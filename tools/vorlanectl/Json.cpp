@@ -183,6 +183,8 @@ Json readStructure(sd_bus_message* message, const std::string& contents) {
 Json parseJson(const std::string& text) {
   try {
     return Json::parse(text);
+  } catch (const Json::out_of_range&) {
+    throw CodingError("\"" + text + "\" holds a number that is too large");
   } catch (const Json::parse_error& error) {
     throw CodingError("\"" + text + "\" is not JSON (at character " + std::to_string(error.byte) +
                       "); a text needs its own quotes: '\"text\"'");

@@ -1,7 +1,5 @@
-#include <cstdio>
+#include <chrono>
 #include <string>
-
-#include <unistd.h>
 
 #include "tools/vorlanectl/Command.h"
 
@@ -9,32 +7,32 @@ namespace vorlanectl {
 
 namespace {
 
-void addParameters(Json& params, const Arguments& arguments) {
-  for (const std::string& parameter : arguments.texts("--param")) {
-    const std::size_t equals = parameter.find('=');
-    if (equals == 0 || equals == std::string::npos) {
-      throw UsageError("--param needs KEY=JSON, not \"" + parameter + "\"");
-    }
-    params[parameter.substr(0, equals)] = parseJson(parameter.substr(equals + 1));
+/// A session that another client stops posts no event: so the box is asked as well, at every event
+/// and after this time.
+constexpr auto kWaitInterval = std::chrono::seconds(2);
+
+bool isListed(Connection& box, std::uint32_t session) {
+  const Json status = box.callBox("Status").read();
+  for (const Json& one : status.value("sessions", Json::array())) {
+    if (one.is_object() && one.value("sessionID", Json()) == session) return true;
   }
+  return false;
 }
 
-Json sessionParameters(const Arguments& arguments) {
-  Json params = Json::object();
-  if (const auto session = arguments.count("--session")) params["sessionID"] = *session;
-  return params;
-}
-
-/// Follows one session's events until it is over. Events without a session's number are the playing
-/// one's.
-bool endsSession(const std::string& name, const Json& info, std::uint32_t session) {
-  if (name != "stopped") return false;
-  return !info.contains("sessionID") || info["sessionID"] == session;
+/// Until one session is over. Events without a session's number are the playing one's.
+void waitForEnd(Connection& box, std::uint32_t session) {
+  bool stopped = false;
+  const auto look = [&](const Event& event) {
+    stopped = event.name == "stopped" && event.info.value("sessionID", Json(session)) == session;
+    return false;
+  };
+  do {
+    box.waitForEvents(look, kWaitInterval);
+  } while (!stopped && isListed(box, session));
 }
 
 int play(Connection& box, const Arguments& arguments) {
-  const std::uint32_t session =
-      arguments.count("--session").value_or(static_cast<std::uint32_t>(getpid()));
+  const std::uint32_t session = numberOfNewSession(arguments);
   Json params = {{"sessionID", session}, {"Content-Location", arguments.words()[0]}};
   if (const auto rate = arguments.number("--rate")) params["rate"] = *rate;
   if (const auto position = arguments.number("--position"))
@@ -45,21 +43,9 @@ int play(Connection& box, const Arguments& arguments) {
 
   const bool waits = arguments.has("--wait");
   if (waits) box.listen();
-  Answer answer =
-      box.call("StartVideo", [&](sd_bus_message* call) { appendDictionary(call, params); });
-  const std::int32_t status = answer.readStatus();
-  if (const Json out = answer.read(); status != 0 && !out.empty()) {
-    std::fprintf(stderr, "vorlanectl: %s\n", out.dump().c_str());
-  }
-  if (status != 0) return report(status);
-  std::printf("session %u\n", session);
-  std::fflush(stdout);
-  if (waits) {
-    box.waitForEvents([&](const std::string& name,
-                          const Json& info) { return !endsSession(name, info, session); },
-                      std::nullopt);
-  }
-  return kSuccess;
+  const int status = startSession(box, "StartVideo", params);
+  if (waits && status == kSuccess) waitForEnd(box, session);
+  return status;
 }
 
 int performOnItem(Connection& box, const char* action, const Arguments& arguments, Json item) {
@@ -91,8 +77,6 @@ int stop(Connection& box, const Arguments& arguments) {
       box.call("StopVideo", [&](sd_bus_message* call) { appendDictionary(call, params); });
   return report(answer.readStatus());
 }
-
-constexpr Option kParameterOption{"--param", "KEY=JSON", "any other parameter; may be repeated"};
 
 }  // namespace
 

@@ -85,6 +85,33 @@ TEST(SceneRenderer, ShowsVideoAtItsOwnShapeWithBlackAroundIt) {
   }
 }
 
+TEST(SceneRenderer, WhatIsHiddenCostsNothing) {
+  const auto video = videoOf(std::make_shared<MemoryFrame>(VideoFormat::NV12, 64, 36, kRed709));
+  const struct {
+    const char* name;
+    platform::SceneElement cover;
+    bool hides;
+  } cases[]{{"opaque", FillElement{kRed}, true},
+            {"translucent", FillElement{{1, 0, 0, 0.5F}}, false},
+            {"video", VideoElement{video}, true},
+            {"video without a picture", VideoElement{nullptr}, true}};
+  for (const auto& the : cases) {
+    SCOPED_TRACE(the.name);
+    // Only what is drawn can move.
+    EXPECT_EQ(Picture(sceneOf({platform::SpinnerElement{}, the.cover}), 640, 360).moves(),
+              !the.hides);
+    EXPECT_TRUE(Picture(sceneOf({the.cover, platform::SpinnerElement{}}), 640, 360).moves());
+    const platform::Rect most{0, 0, platform::kScreenWidth, platform::kScreenHeight - 1};
+    EXPECT_TRUE(Picture({{node(kScreenBounds, platform::SpinnerElement{}), node(most, the.cover)}},
+                        640, 360)
+                    .moves());
+    EXPECT_TRUE(Picture({{node(kScreenBounds, platform::SpinnerElement{}),
+                          node(kScreenBounds, the.cover, 0.9F)}},
+                        640, 360)
+                    .moves());
+  }
+}
+
 TEST(SceneRenderer, TurnsVideoClockwise) {
   // Blue on the left, red on the right.
   const struct {

@@ -10,6 +10,7 @@
 #include "box/services/ValueReader.h"
 #include "box/services/ValueWriter.h"
 #include "platform/foundation/Object.h"
+#include "platform/ui/Layer.h"
 
 namespace {
 
@@ -50,6 +51,12 @@ class ValueCoding : public ::testing::Test {
 class OpaqueObject : public platform::Object {
  public:
   std::string className() const override { return "OpaqueObject"; }
+};
+
+class NamedLayer : public platform::Layer {
+ public:
+  std::string path() const override { return "/layers/1"; }
+  void close() override {}
 };
 
 Value nested(int depth, bool arrays) {
@@ -107,6 +114,18 @@ TEST_F(ValueCoding, NarrowIntegersAreTaken) {
     ASSERT_TRUE(reader.readVariant(value));
     EXPECT_EQ(value, Value(expected));
   }
+}
+
+TEST_F(ValueCoding, ALayerIsItsPath) {
+  const std::shared_ptr<platform::Object> layer = std::make_shared<NamedLayer>();
+  box::ValueWriter writer(message);
+  writer.appendDictionary({{"presentationLayer", layer}, {"list", Array{layer}}});
+  ASSERT_EQ(writer.error(), 0);
+  seal();
+  Dictionary read;
+  box::ValueReader reader(message);
+  ASSERT_TRUE(reader.readDictionary(read)) << reader.failure();
+  EXPECT_EQ(read, (Dictionary{{"presentationLayer", "/layers/1"}, {"list", Array{"/layers/1"}}}));
 }
 
 TEST_F(ValueCoding, WhatHasNoFormIsLeftOut) {

@@ -192,6 +192,27 @@ TEST_F(QueueTest, StopReleasesBlockedCalls) {
   EXPECT_EQ(trace, "a");
 }
 
+TEST_F(QueueTest, DiscardDestroysWhatIsLeftAndWhatThatPosts) {
+  const auto held = std::make_shared<int>();
+  bool ran = false;
+  // Each posts another when it is destroyed.
+  const auto chain = [&](int length, const auto& self) -> std::shared_ptr<int> {
+    return {new int, [&, length, held](int* number) {
+              delete number;
+              if (length == 0) return;
+              main.async([&ran, next = self(length - 1, self)] { ran = true; });
+            }};
+  };
+  main.async([&ran, first = chain(3, chain)] { ran = true; });
+  main.after(1s, [&ran, first = chain(3, chain)] { ran = true; }).detach();
+  ASSERT_GT(held.use_count(), 1);
+  main.discard();
+  EXPECT_EQ(held.use_count(), 1);
+  EXPECT_FALSE(main.nextDeadline());
+  EXPECT_FALSE(main.runDue());
+  EXPECT_FALSE(ran);
+}
+
 TEST_F(QueueTest, WrongThreadsAreAsserted) {
   const ThrowingAssertions assertions;
   main.bindToCurrentThread();

@@ -110,6 +110,7 @@ TEST_F(JsonCoding, WhatHasNoFormIsRefused) {
   EXPECT_THROW(vorlanectl::appendDictionary(message, Json::array()), CodingError);
   EXPECT_THROW(vorlanectl::parseJson("{"), CodingError);
   EXPECT_THROW(vorlanectl::parseJson("text"), CodingError);
+  EXPECT_THROW(vorlanectl::parseJson("1e400"), CodingError);
 }
 
 TEST(Base64, IsThatOfRfc4648) {

@@ -5,15 +5,16 @@ _vorlanectl() {
     case $word in -*) ;; *) command=$word; break ;; esac
   done
   case $previous in
-    --socket) compopt -o default; COMPREPLY=(); return ;;
+    --socket | --from) compopt -o default; COMPREPLY=(); return ;;
   esac
   local words
   case $command in
-    "") words="play queue unqueue stop pause resume seek rate volume get set perform call events
-               status press swipe screenshot --socket --help --version" ;;
+    "") words="play queue unqueue stop pause resume seek rate volume get set perform call pin
+               hide-pin incompatible audio mirror progress events status press swipe screenshot --socket --help --version" ;;
     play) words="--rate --position --uuid --audio-only --param --session --wait" ;;
     queue) words="--uuid --param --session" ;;
     unqueue|stop) words="--session" ;;
+    audio) words="start progress stop --session --param" ;;
     get) words="playbackInfo playbackAccessLog playbackErrorLog timedMetadataArray enableTrack
                 selectedMediaArray" ;;
     set) words="position rate date forwardEndTime reverseEndTime enableTrack selectedMediaArray muted
@@ -22,7 +23,9 @@ _vorlanectl() {
     call) words="GetProperty SetProperty Perform StartPresentation StartAudio StartVideo
                  StopPresentation StopAudio StopVideo UpdateAudioMetaData ShowProgress HideProgress
                  Activity UpdateAudioProgress" ;;
-    events) words="--json --count --for --until" ;;
+    mirror) words="--test-pattern --from --size --fps --seconds --session" ;;
+    progress) words="on off" ;;
+    events) words="--json --notifications --count --for --until" ;;
     press) words="up down left right select menu playpause home" ;;
     swipe) words="up down left right" ;;
     screenshot) compopt -o default; COMPREPLY=(); return ;;

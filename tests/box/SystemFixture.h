@@ -1,0 +1,115 @@
+#pragma once
+
+#include <cstdio>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include "tests/box/ChildProcess.h"
+#include "tests/box/media/TestMedia.h"
+#include "tests/box/services/Client.h"
+
+/// The program itself in a process of its own, a peer at its door, and real media. At the end of
+/// each test the process is told to end, and has to do so with status 0.
+class SystemTest : public testing::Test {
+ protected:
+  using Answer = testing_door::Answer;
+  using Client = testing_door::Client;
+  using Dictionary = platform::Dictionary;
+
+  /// For what takes its time: a test waits for an event this many times as long as for an answer.
+  static constexpr int kPatience = 3;
+
+  void launch(std::vector<std::string> arguments = {}) {
+    arguments.insert(arguments.end(), {"--log-level", "5"});
+    process = std::make_unique<ChildProcess>(std::move(arguments));
+    ASSERT_TRUE(process->waitForLine("is open")) << process->output();
+    peer = newPeer();
+    peer->ready();
+  }
+  void TearDown() override {
+    if (!process) return;
+    if (!_ended) end();
+    if (HasFailure()) std::fprintf(stderr, "%s", process->output().c_str());
+  }
+  void end() {
+    _ended = true;
+    process->send(SIGTERM);
+    EXPECT_EQ(process->waitForEnd(), 0);
+  }
+
+  std::unique_ptr<Client> newPeer() const {
+    return std::make_unique<Client>(process->socketPath().string());
+  }
+  static std::string clip() { return testing_media::TestMedia::shared().url("clip.mp4"); }
+
+  Answer startVideo(const std::string& url, int session, Dictionary params = {}) {
+    params.set("Content-Location", url);
+    params.set("sessionID", session);
+    return peer->callWith("StartVideo", params);
+  }
+  std::int32_t stopVideo(int session) {
+    return peer->callWith("StopVideo", {{"sessionID", session}}).status;
+  }
+  /// Writes a property with a value of that D-Bus type.
+  template <typename Value>
+  std::int32_t set(const char* property, const char* type, Value value) {
+    return peer
+        ->call(
+            "SetProperty",
+            [&](sd_bus_message* m) { sd_bus_message_append(m, "savv", property, 0, type, value); })
+        .status;
+  }
+  Dictionary playbackInfo() {
+    const Answer answer = peer->getProperty("playbackInfo");
+    EXPECT_EQ(answer.status, 0);
+    const Dictionary* info = answer.value.asDictionary();
+    return info ? *info : Dictionary();
+  }
+  /// Drops the events before the next of that name, and returns what it tells.
+  std::optional<Dictionary> nextEvent(const std::string& name) {
+    for (int silences = 0; silences < kPatience;) {
+      const auto event = peer->nextEvent();
+      if (!event) ++silences;
+      if (event && event->name == name) return event->info;
+    }
+    return std::nullopt;
+  }
+  /// Starts a good video, whose "uuid" is the session's number.
+  void expectToPlay(int session) {
+    const platform::Value uuid = std::to_string(session);
+    ASSERT_EQ(startVideo(clip(), session, {{"uuid", uuid}}).status, 0);
+    auto info = nextEvent("playing");
+    while (info && info->get("uuid") != uuid) info = nextEvent("playing");
+    ASSERT_TRUE(info) << "session " << session;
+  }
+
+  /// Where the log ends now.
+  std::size_t mark() const { return process->output().size(); }
+  std::size_t logCount(const std::string& text, std::size_t from) const {
+    const std::string log = process->output();
+    std::size_t count = 0;
+    for (auto at = log.find(text, from); at != std::string::npos; at = log.find(text, at + 1))
+      ++count;
+    return count;
+  }
+  /// A call whose answer proves that the log has all that went before.
+  void settle() { process->waitForLine("vorlaneUIGetProperty: settled", _settled()); }
+
+  std::unique_ptr<ChildProcess> process;
+  std::unique_ptr<Client> peer;
+
+ private:
+  bool _ended = false;
+
+  std::size_t _settled() {
+    const std::size_t from = mark();
+    peer->getProperty("settled");
+    return from;
+  }
+};

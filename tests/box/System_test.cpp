@@ -1,0 +1,277 @@
+// The box as its users get it: the built program, real media over HTTP, a peer at its door.
+
+#include <algorithm>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gmock/gmock.h>
+
+#include "platform/foundation/Error.h"
+#include "platform/media/MediaLogKeys.h"
+#include "tests/box/SystemFixture.h"
+
+namespace {
+
+using platform::Dictionary;
+using platform::kMediaErrorDomain;
+using platform::kURLErrorDomain;
+using platform::Value;
+using testing::HasSubstr;
+using testing_media::TestMedia;
+
+struct BadVideo {
+  const char* name;
+  std::string url;
+  std::string_view domain;
+  std::int64_t code;
+};
+
+class BadVideos : public SystemTest {
+ protected:
+  void expectToFail(const BadVideo& video, int session) {
+    SCOPED_TRACE(video.name);
+    EXPECT_EQ(startVideo(video.url, session, {{"uuid", video.name}}).status, 0);
+    const auto stopped = nextEvent("stopped");
+    ASSERT_TRUE(stopped);
+    EXPECT_EQ(*stopped, (Dictionary{{"sessionID", session}, {"reason", "ended"}}));
+
+    const Dictionary info = playbackInfo();
+    EXPECT_EQ(info.get("readyToPlay"), Value(0));
+    EXPECT_EQ(info.get("code"), Value(video.code));
+    EXPECT_EQ(info.get("domain"), Value(video.domain));
+    EXPECT_EQ(info.get("uuid"), Value(video.name));
+
+    const Value log = peer->getProperty("playbackErrorLog").value;
+    ASSERT_TRUE(log.asArray() && log.asArray()->size() == 1);
+    const Dictionary* entry = (*log.asArray())[0].asDictionary();
+    ASSERT_TRUE(entry);
+    EXPECT_EQ(entry->get(platform::kErrorLogStatusCode), Value(video.code));
+    EXPECT_EQ(entry->get(platform::kErrorLogDomain), Value(video.domain));
+    EXPECT_EQ(entry->get(platform::kErrorLogURI), Value(video.url));
+    EXPECT_EQ(stopVideo(session), 0);
+  }
+};
+
+TEST_F(BadVideos, EndAsStoppedWithTheirReasonAndTheNextOnePlays) {
+  const TestMedia& media = TestMedia::shared();
+  launch();
+  const BadVideo videos[] = {
+      {"missing", media.url("none.mp4"), kURLErrorDomain, 404},
+      {"refused", TestMedia::refusedURL(), kURLErrorDomain, -1004},
+      {"text", media.url("text.mp4"), kMediaErrorDomain, -11828},
+      {"truncated", media.url("truncated.mp4"), kMediaErrorDomain, -11821},
+      {"scheme", "gopher://127.0.0.1/clip.mp4", kURLErrorDomain, -1002},
+      {"file", media.fileURL("clip.mp4"), kURLErrorDomain, -1102},
+      {"huge", "http://127.0.0.1/" + std::string(64 * 1024, 'a'), kURLErrorDomain, -1000},
+  };
+  int session = 0;
+  for (const BadVideo& video : videos) {
+    expectToFail(video, ++session);
+    expectToPlay(++session);
+    EXPECT_EQ(stopVideo(session), 0);
+  }
+}
+
+TEST_F(BadVideos, AServerThatNeverAnswersIsGivenUp) {
+  launch();
+  expectToFail({"hang", TestMedia::shared().url("hang"), kURLErrorDomain, -1001}, 1);
+  expectToPlay(2);
+}
+
+TEST_F(BadVideos, FilesPlayWhereTheyAreAllowed) {
+  launch({"--allow-file-urls"});
+  EXPECT_EQ(startVideo(TestMedia::shared().fileURL("clip.mp4"), 1).status, 0);
+  EXPECT_TRUE(nextEvent("playing"));
+}
+
+class Sessions : public SystemTest {
+ protected:
+  /// The numbers of the sessions that the box tells of.
+  std::vector<std::int64_t> numbers() {
+    std::vector<std::int64_t> result;
+    const auto sessions = status().get("sessions");
+    for (const Value& each : *sessions.asArray())
+      result.push_back(each.asDictionary()->number("sessionID")->int64Value());
+    return result;
+  }
+  Dictionary status() { return peer->callBox("Status").out; }
+};
+
+TEST_F(Sessions, TwoAtOnceAndStopsThatFindNothing) {
+  launch();
+  EXPECT_EQ(stopVideo(9), 0) << "nothing has been started";
+  expectToPlay(1);
+  // So that it does not come to its end meanwhile.
+  EXPECT_EQ(set("rate", "d", 0.0), 0);
+  expectToPlay(2);
+  EXPECT_EQ(stopVideo(9), 0);
+  EXPECT_EQ(numbers(), (std::vector<std::int64_t>{1, 2}));
+  EXPECT_EQ(stopVideo(2), 0);
+  EXPECT_EQ(stopVideo(2), 0);
+  EXPECT_EQ(numbers(), (std::vector<std::int64_t>{1}));
+  EXPECT_EQ(playbackInfo().get("uuid"), Value("1")) << "the first one is addressed again";
+  EXPECT_EQ(stopVideo(1), 0);
+  EXPECT_EQ(stopVideo(1), 0);
+  EXPECT_EQ(peer->getProperty("playbackInfo").status, -6718);
+}
+
+TEST_F(Sessions, StartsMeetAPresentationThatOpensOrCloses) {
+  launch();
+  // Behind each other at the door, with nobody waiting for the first ones.
+  const auto send = [&](const char* method, int session) {
+    peer->send(method, [&](sd_bus_message* m) {
+      box::ValueWriter(m).appendDictionary({{"Content-Location", clip()}, {"sessionID", session}});
+    });
+  };
+  send("StartVideo", 1);
+  send("StopVideo", 1);
+  send("StartVideo", 2);
+  expectToPlay(3);
+  EXPECT_EQ(numbers(), (std::vector<std::int64_t>{2, 3}));
+  EXPECT_EQ(stopVideo(2), 0);
+
+  // From the last stop on, each stage of the closing.
+  int session = 3;
+  for (const char* stage :
+       {"", "No more active sessions, dismiss.", "End presentation for session with options",
+        "mediaViewControllerDidDismiss:"}) {
+    SCOPED_TRACE(stage);
+    const std::size_t stopped = mark();
+    EXPECT_EQ(stopVideo(session), 0);
+    ASSERT_TRUE(process->waitForLine(stage, stopped));
+    expectToPlay(++session);
+    EXPECT_EQ(numbers(), (std::vector<std::int64_t>{session}));
+  }
+
+  // The user leaves, and the sender starts again at once.
+  peer->callBox("Press", [](sd_bus_message* m) { sd_bus_message_append(m, "s", "home"); });
+  EXPECT_TRUE(nextEvent("userStop"));
+  expectToPlay(++session);
+  const std::size_t stopped = mark();
+  EXPECT_EQ(stopVideo(session), 0);
+  ASSERT_TRUE(process->waitForLine("mediaViewControllerDidDismiss:", stopped));
+}
+
+using BadPeers = SystemTest;
+
+TEST_F(BadPeers, DisturbNobody) {
+  launch();
+  const std::string path = process->socketPath();
+  // One says nothing, one begins and stops, one is not of this world.
+  const auto silent = testing_door::connectTo(path);
+  const auto halfway = testing_door::connectTo(path);
+  const auto garbage = testing_door::connectTo(path);
+  ASSERT_TRUE(silent && halfway && garbage);
+  ASSERT_EQ(write(halfway.get(), "\0AUTH EXT", 9), 9);
+  const std::string noise(4096, '\xA5');
+  ASSERT_EQ(write(garbage.get(), noise.data(), noise.size()), static_cast<ssize_t>(noise.size()));
+  // And one dies in the middle of its call: while the box waits for the screen.
+  auto dying = newPeer();
+  dying->send("StartVideo", [&](sd_bus_message* m) {
+    box::ValueWriter(m).appendDictionary({{"Content-Location", clip()}, {"sessionID", 1}});
+  });
+  ASSERT_TRUE(process->waitForLine("vorlaneUIStartVideo"));
+  shutdown(sd_bus_get_fd(dying->bus()), SHUT_RDWR);
+  dying.reset();
+
+  EXPECT_TRUE(nextEvent("playing")) << "what it asked for was served";
+  EXPECT_TRUE(testing_door::isClosedByPeer(garbage.get()));
+  expectToPlay(2);
+  EXPECT_EQ(stopVideo(2), 0);
+  EXPECT_EQ(stopVideo(1), 0);
+}
+
+class WholeRun : public SystemTest {};
+
+TEST_F(WholeRun, EndsWhilePlaying) {
+  launch();
+  expectToPlay(1);
+  end();
+  const std::string log = process->output();
+  EXPECT_THAT(log, HasSubstr("Ending on signal 15"));
+  EXPECT_THAT(log, HasSubstr("Deregister session"));
+  EXPECT_EQ(log.find("left as they are"), std::string::npos);
+}
+
+/// The lines of a log, without what stands for an address in them.
+std::vector<std::string> plainLines(const std::string& log) {
+  std::vector<std::string> lines;
+  std::string line;
+  for (std::size_t at = 0; at < log.size(); ++at) {
+    if (log.compare(at, 2, "0x") == 0) {
+      line += '@';
+      at = log.find_first_not_of("0123456789abcdef", at + 2) - 1;
+    } else if (log[at] == '\n') {
+      lines.push_back(std::exchange(line, {}));
+    } else {
+      line += log[at];
+    }
+  }
+  return lines;
+}
+
+TEST_F(WholeRun, IsToldInTheLogWordForWord) {
+  launch();
+  const std::string url = clip();
+  ASSERT_EQ(startVideo(url, 7, {{"uuid", "good"}}).status, 0);
+  ASSERT_TRUE(nextEvent("playing"));
+  playbackInfo();
+  EXPECT_EQ(set("position", "d", 1.0), 0);
+  EXPECT_EQ(set("rate", "d", 0.0), 0);
+  ASSERT_TRUE(nextEvent("paused"));
+  EXPECT_EQ(stopVideo(8), 0);
+  EXPECT_EQ(stopVideo(7), 0);
+  ASSERT_TRUE(process->waitForLine("mediaViewControllerDidDismiss"));
+  end();
+  const std::vector<std::string> lines = plainLines(process->output());
+
+  // In this order, with others between them.
+  const std::string expected[] = {
+      "#T:[Main] #Notice #TVSSystemLog : Acquiring process assertion: <ProcessAssertion: @> ",
+      "#T:[Main] #Notice #TVVLCommunication : *Vorlane Receiver Configured* ",
+      "#T:[@] #Notice #TVVLCommunication : vorlaneUIStartVideo: {",
+      "    uuid = good;",
+      "    \"Content-Location\" = \"" + url + "\";",
+      "    sessionID = 7;",
+      "} ",
+      "#T:[Main] #Notice #TVVLSessionManager : Register session <TVVorlaneURLSession: @> ID: 7 ",
+      "#T:[Main] #Notice #TVSSystemLog : Waking device for Vorlane playback ",
+      "#T:[Main] #Notice #TVVLCommunication : PostEvent: loading ",
+      "#T:[Main] #Notice #TVVLSessionManager : Request presentation for media view controller ",
+      "#T:[Main] #Notice #TVVLSessionManager : Complete presentation for media view controller "
+      "with "
+      "result (success: 1 error: (null)) ",
+      "#T:[Main] #Notice #TVVLSession : Media View Controller ready for display "
+      "<TVVorlaneMediaViewController: @> ",
+      "#T:[Main] #Notice #TVVLSessionManager : mediaViewControllerDidBecomeReady:  "
+      "<TVVorlaneMediaViewController: @> ",
+      "#T:[Main] #Notice #TVVLCommunication : PostEvent: playing ",
+      "#T:[@] #Notice #TVVLCommunication : vorlaneUIGetProperty: playbackInfo ",
+      "#T:[@] #Notice #TVVLCommunication : vorlaneUISetProperty (position): 1 ",
+      "#T:[Main] #Notice #TVVLSession : Vorlane set position to 1.000000 of 3.000000 (1.000000) ",
+      "#T:[@] #Notice #TVVLCommunication : vorlaneUISetProperty (rate): 0 ",
+      "#T:[Main] #Notice #TVVLSession : Vorlane set rate to 0.000000 ",
+      "#T:[Main] #Notice #TVVLCommunication : PostEvent: paused ",
+      "#T:[@] #Notice #TVVLCommunication : vorlaneUIStopVideo: {",
+      "    sessionID = 8;",
+      "#T:[Main] #Notice #TVVLCommunication : No active session for vorlaneUIStopVideo: ",
+      "#T:[@] #Notice #TVVLCommunication : vorlaneUIStopVideo: {",
+      "    sessionID = 7;",
+      "#T:[Main] #Notice #TVVLSessionManager : Deregister session <TVVorlaneURLSession: @> ID: 7 "
+      "immediately 1 ",
+      "#T:[Main] #Notice #TVVLSession : No more active sessions, dismiss. ",
+      "#T:[Main] #Notice #TVVLSession : End presentation for session with options: {",
+      "#T:[Main] #Notice #TVVLSessionManager : mediaViewControllerDidDismiss:  "
+      "<TVVorlaneMediaViewController: @> ",
+      "#T:[Main] #Notice #TVSSystemLog : Ending on signal 15 ",
+  };
+  auto line = lines.begin();
+  for (const std::string& text : expected) {
+    const auto found = std::find(line, lines.end(), text);
+    ASSERT_NE(found, lines.end()) << text;
+    line = found + 1;
+  }
+}
+
+}  // namespace

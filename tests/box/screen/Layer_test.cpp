@@ -1,0 +1,172 @@
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "box/media/FrameLayer.h"
+#include "box/screen/SceneRenderer.h"
+#include "tests/box/screen/Pictures.h"
+
+namespace {
+
+using box::VideoFormat;
+using box::VideoFrames;
+using box::test::MemoryFrame;
+using box::test::node;
+using box::test::Picture;
+using box::test::Pixel;
+using box::test::sceneOf;
+using platform::LayerElement;
+
+class TestLayer final : public box::FrameLayer {
+ public:
+  explicit TestLayer(std::shared_ptr<const box::VideoFrame> frame) {
+    _frames->put(_frames->open(), std::move(frame));
+  }
+  std::string path() const override { return "/test"; }
+  void close() override {}
+  const std::shared_ptr<VideoFrames>& frames() const override { return _frames; }
+
+ private:
+  const std::shared_ptr<VideoFrames> _frames = std::make_shared<VideoFrames>();
+};
+
+/// Each pixel is another colour, and the fourth bytes say "transparent".
+class BgraFrame final : public box::VideoFrame {
+ public:
+  BgraFrame(int pixelWidth, int pixelHeight) {
+    format = VideoFormat::BGRA;
+    width = pixelWidth;
+    height = pixelHeight;
+    const auto columns = static_cast<std::size_t>(width);
+    const std::size_t stride = 4 * columns + 12;
+    _bytes.resize(stride * static_cast<std::size_t>(height));
+    for (int y = 0; y < height; ++y) {
+      for (int x = 0; x < width; ++x) {
+        std::uint8_t* const pixel =
+            _bytes.data() + static_cast<std::size_t>(y) * stride + 4 * static_cast<std::size_t>(x);
+        const Pixel color = colorAt(x, y);
+        pixel[0] = static_cast<std::uint8_t>(color.blue);
+        pixel[1] = static_cast<std::uint8_t>(color.green);
+        pixel[2] = static_cast<std::uint8_t>(color.red);
+      }
+    }
+    planeCount = 1;
+    planes[0] = {_bytes.data(), stride, 4 * columns, static_cast<std::size_t>(height)};
+  }
+  static Pixel colorAt(int x, int y) { return {x % 256, y % 256, 255 - (x + y) % 256}; }
+
+  void wasShown() const override { ++timesShown; }
+  mutable std::atomic<int> timesShown = 0;
+
+ private:
+  std::vector<std::uint8_t> _bytes;
+};
+
+platform::Scene sceneWith(std::shared_ptr<const box::VideoFrame> frame) {
+  return sceneOf({LayerElement{std::make_shared<TestLayer>(std::move(frame))}});
+}
+
+TEST(Layer, EveryPixelIsItsOwnWhereTheSizesMatch) {
+  const Picture picture(sceneWith(std::make_shared<BgraFrame>(640, 360)), 640, 360);
+  int wrong = 0;
+  for (int y = 0; y < 360; ++y) {
+    for (int x = 0; x < 640; ++x) {
+      if (picture.at(x, y).distance(BgraFrame::colorAt(x, y)) != 0) ++wrong;
+    }
+  }
+  EXPECT_EQ(wrong, 0);
+}
+
+TEST(Layer, KeepsItsShapeInTheMiddleWithBlackAroundIt) {
+  constexpr MemoryFrame::Yuv kWhite{235, 128, 128};
+  const struct {
+    VideoFormat format;
+    int width, height;
+    int left, top, right, bottom;
+  } cases[]{{VideoFormat::NV12, 1080, 1920, 656, 0, 1263, 1079},
+            {VideoFormat::I420, 1024, 768, 240, 0, 1679, 1079},
+            {VideoFormat::NV12, 1920, 800, 0, 140, 1919, 939}};
+  for (const auto& the : cases) {
+    SCOPED_TRACE(the.width);
+    const auto frame = std::make_shared<MemoryFrame>(the.format, the.width, the.height, kWhite);
+    // What lies beneath is hidden, around the picture too.
+    platform::Scene scene = sceneWith(frame);
+    auto& elements = scene.nodes[0].elements;
+    elements.insert(elements.begin(), platform::FillElement{{0, 1, 0, 1}});
+    const Picture picture(scene, 1920, 1080);
+    const auto bounds = picture.inked();
+    EXPECT_NEAR(bounds.left, the.left, 1);
+    EXPECT_NEAR(bounds.top, the.top, 1);
+    EXPECT_NEAR(bounds.right, the.right, 1);
+    EXPECT_NEAR(bounds.bottom, the.bottom, 1);
+    EXPECT_GE(picture.at(960, 540).brightness(), 250);
+  }
+}
+
+TEST(Layer, FadesLikeEverythingElse) {
+  const auto frame = std::make_shared<BgraFrame>(320, 360);
+  const auto layer = std::make_shared<TestLayer>(frame);
+  const Pixel full = BgraFrame::colorAt(40, 100);
+  const auto faded = [&](const platform::Color& beneath) {
+    return Picture({{node(platform::kScreenBounds, platform::FillElement{beneath}),
+                     node(platform::kScreenBounds, LayerElement{layer}, 0.5F)}},
+                   640, 360);
+  };
+  const Picture onBlack = faded(platform::kBlack);
+  EXPECT_LE(onBlack.at(200, 100).distance({full.red / 2, full.green / 2, full.blue / 2}), 3);
+  EXPECT_EQ(onBlack.at(10, 100).brightness(), 0);
+  const Picture onWhite = faded(platform::kWhite);
+  EXPECT_LE(onWhite.at(200, 100).distance(
+                {full.red / 2 + 128, full.green / 2 + 128, full.blue / 2 + 128}),
+            3);
+  EXPECT_NEAR(onWhite.at(10, 100).brightness(), 128, 3) << "the black around it fades too";
+
+  // One picture over another lets it through.
+  const Picture twice({{node(platform::kScreenBounds, LayerElement{layer}),
+                        node(platform::kScreenBounds, LayerElement{layer}, 0.5F)}},
+                      640, 360);
+  EXPECT_LE(twice.at(200, 100).distance(full), 3);
+}
+
+TEST(Layer, WithoutAPictureItIsBlack) {
+  class ForeignLayer final : public platform::Layer {
+    std::string path() const override { return {}; }
+    void close() override {}
+  };
+  const auto hollow = std::make_shared<BgraFrame>(640, 360);
+  hollow->planes[0].rows = 359;
+  const std::shared_ptr<platform::Layer> layers[]{nullptr, std::make_shared<ForeignLayer>(),
+                                                  std::make_shared<TestLayer>(nullptr),
+                                                  std::make_shared<TestLayer>(hollow)};
+  for (const auto& layer : layers) {
+    const Picture picture(sceneOf({platform::FillElement{platform::kWhite}, LayerElement{layer}}),
+                          640, 360);
+    EXPECT_TRUE(picture.inked().empty());
+  }
+  EXPECT_EQ(hollow->timesShown, 0);
+}
+
+TEST(Layer, APictureHearsOnceThatItWasShown) {
+  const auto frame = std::make_shared<BgraFrame>(64, 36);
+  const platform::Scene scene = sceneWith(frame);
+  box::SurfacePtr surface(
+      SDL_CreateRGBSurfaceWithFormat(0, 640, 360, 32, SDL_PIXELFORMAT_ARGB8888));
+  const box::RendererPtr renderer(SDL_CreateSoftwareRenderer(surface.get()));
+  box::TextRenderer texts;
+  box::SceneRenderer scenes(renderer.get(), texts);
+  scenes.draw(scene, 640, 360, {});
+  EXPECT_EQ(frame->timesShown, 0) << "not presented yet";
+  for (int count = 0; count < 2; ++count) {
+    scenes.didPresent();
+    EXPECT_EQ(frame->timesShown, 1);
+    scenes.draw(scene, 640, 360, {});
+  }
+}
+
+}  // namespace

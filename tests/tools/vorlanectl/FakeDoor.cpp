@@ -1,0 +1,109 @@
+#include "tests/tools/vorlanectl/FakeDoor.h"
+
+#include <cstring>
+#include <filesystem>
+#include <string_view>
+#include <thread>
+
+#include <stdlib.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include "tools/vorlanectl/Command.h"
+
+namespace {
+
+constexpr const char* kPath = "/quorin/tvvorlane/Receiver";
+
+}  // namespace
+
+FakeDoor::FakeDoor() {
+  char pattern[] = "/tmp/vorlanectl-XXXXXX";
+  _folder = mkdtemp(pattern);
+  _path = _folder + "/receiver.sock";
+  _listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  std::strncpy(address.sun_path, _path.c_str(), sizeof address.sun_path - 1);
+  bind(_listener, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+  listen(_listener, 1);
+}
+
+FakeDoor::~FakeDoor() {
+  close(_listener);
+  std::filesystem::remove_all(_folder);
+}
+
+int FakeDoor::run(std::vector<std::string> words) {
+  _calls.clear();
+  std::thread server([this] { _serve(); });
+  words.insert(words.begin(), {"--socket", _path});
+  const int result = vorlanectl::runCommandLine(words);
+  // One that never connected would leave the server waiting.
+  shutdown(_listener, SHUT_RDWR);
+  server.join();
+  return result;
+}
+
+void FakeDoor::_serve() {
+  const int connection = accept4(_listener, nullptr, nullptr, SOCK_CLOEXEC);
+  if (connection < 0) return;
+  sd_bus* bus = nullptr;
+  sd_id128_t id;
+  sd_id128_randomize(&id);
+  sd_bus_new(&bus);
+  sd_bus_set_server(bus, 1, id);
+  sd_bus_set_fd(bus, connection, connection);
+  sd_bus_add_filter(bus, nullptr, _called, this);
+  sd_bus_start(bus);
+  for (;;) {
+    const int processed = sd_bus_process(bus, nullptr);
+    if (processed < 0) break;
+    _send(bus, std::exchange(_pending, {}));
+    if (processed == 0 && sd_bus_wait(bus, UINT64_MAX) < 0) break;
+  }
+  sd_bus_close_unref(bus);
+}
+
+int FakeDoor::_called(sd_bus_message* call, void* self, sd_bus_error*) {
+  auto& door = *static_cast<FakeDoor*>(self);
+  const char* const member = sd_bus_message_get_member(call);
+  if (!member || sd_bus_message_is_method_call(call, nullptr, nullptr) <= 0) return 0;
+  if (std::strcmp(member, "Ping") == 0) {
+    door._pending = door.signalsAtOnce;
+    return 0;  // the library answers it
+  }
+  std::string line = member;
+  while (sd_bus_message_at_end(call, 0) == 0) line += " " + vorlanectl::readValue(call).dump();
+  door._calls.push_back(line);
+  door._answer(call, member);
+  if (const auto found = door.signalsAfter.find(member); found != door.signalsAfter.end())
+    door._pending = found->second;
+  return 1;
+}
+
+void FakeDoor::_answer(sd_bus_message* call, const std::string& member) {
+  sd_bus_message* reply = nullptr;
+  sd_bus_message_new_method_return(call, &reply);
+  const bool tellsState = member == "Status";
+  if (!tellsState) sd_bus_message_append_basic(reply, 'i', &status);
+  if (tellsState || member == "Perform" || member.starts_with("Start"))
+    vorlanectl::appendDictionary(reply, tellsState ? state : Json::object());
+  sd_bus_send(nullptr, reply, nullptr);
+  sd_bus_message_unref(reply);
+}
+
+void FakeDoor::_send(sd_bus* bus, const std::vector<Signal>& signals) {
+  for (const Signal& signal : signals) {
+    const std::string_view owner =
+        signal.interface == "Notifications1" ? "quorin.vorlane." : "quorin.tvvorlane.";
+    sd_bus_message* message = nullptr;
+    sd_bus_message_new_signal(bus, &message, kPath, (std::string(owner) + signal.interface).c_str(),
+                              signal.member.c_str());
+    sd_bus_message_append_basic(message, 's', signal.name.c_str());
+    if (!signal.info.is_null()) vorlanectl::appendDictionary(message, signal.info);
+    sd_bus_send(bus, message, nullptr);
+    sd_bus_message_unref(message);
+  }
+}

@@ -1,0 +1,137 @@
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "tests/tools/vorlanectl/FakeDoor.h"
+
+namespace {
+
+using vorlanectl::Json;
+using Lines = std::vector<std::string>;
+
+/// What a command line wrote.
+struct Result {
+  Result(FakeDoor& door, const Lines& words) {
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    status = door.run(words);
+    output = testing::internal::GetCapturedStdout();
+    errors = testing::internal::GetCapturedStderr();
+  }
+  int status;
+  std::string output;
+  std::string errors;
+};
+
+TEST(Commands, CallTheBox) {
+  const struct {
+    Lines words;
+    std::string call;
+    std::string output;
+  } cases[] = {
+      {{"pin", "0042"}, R"(Perform "showPIN" {"pin":"0042"})", ""},
+      {{"hide-pin"}, R"(Perform "hidePIN" {})", ""},
+      {{"incompatible"}, R"(Perform "incompatibleSender" {})", ""},
+      {{"audio", "start", "--session", "7", "--param", "muted=true"},
+       R"(StartAudio {"sessionID":7,"muted":true})",
+       "session 7\n"},
+      {{"audio", "progress", "1.5", "60"}, "UpdateAudioProgress 1.5 60.0", ""},
+      {{"audio", "stop"}, "StopAudio {}", ""},
+      {{"audio", "stop", "--session", "7"}, R"(StopAudio {"sessionID":7})", ""},
+      {{"play", "http://a/b", "--session", "7", "--rate", "0"},
+       R"(StartVideo {"sessionID":7,"Content-Location":"http://a/b","rate":0.0})",
+       "session 7\n"},
+      {{"stop", "--session", "7"}, R"(StopVideo {"sessionID":7})", ""},
+  };
+  for (const auto& one : cases) {
+    FakeDoor door;
+    const Result run(door, one.words);
+    EXPECT_EQ(run.status, 0) << one.call << run.errors;
+    EXPECT_EQ(door.calls(), Lines{one.call});
+    EXPECT_EQ(run.output, one.output);
+
+    FakeDoor refusing;
+    refusing.status = -6718;
+    const Result refused(refusing, one.words);
+    EXPECT_EQ(refused.status, 1) << one.call;
+    EXPECT_EQ(refused.output, "") << one.call;
+    EXPECT_EQ(refused.errors, "vorlanectl: -6718: no session to address\n");
+  }
+}
+
+TEST(Commands, RefuseWhatMakesNoSenseBeforeTheyCall) {
+  for (const Lines& words : {Lines{"audio", "play"}, Lines{"audio", "progress", "1"},
+                             Lines{"audio", "progress", "1", "x"}, Lines{"audio", "start", "1"},
+                             Lines{"audio", "progress", "1", "2", "--session", "7"}, Lines{"pin"},
+                             Lines{"hide-pin", "1"}}) {
+    FakeDoor door;
+    const Result run(door, words);
+    EXPECT_EQ(run.status, 2) << testing::PrintToString(words);
+    EXPECT_EQ(door.calls(), Lines()) << testing::PrintToString(words);
+  }
+}
+
+TEST(Events, AreShownOneALine) {
+  const std::vector<FakeDoor::Signal> signals = {
+      {"Receiver1", "Event", "playing", {{"sessionID", 7}}},
+      {"Notifications1", "Posted", "some.name", nullptr},
+      {"Notifications1", "Distributed", "time", {{"elapsed", 1.5}}},
+      {"Receiver1", "Event", "stopped", Json::object()}};
+  const struct {
+    Lines words;
+    std::string output;
+  } cases[] = {
+      {{}, "playing {\"sessionID\":7}\nstopped\n"},
+      {{"--json"},
+       "{\"event\":\"playing\",\"info\":{\"sessionID\":7}}\n{\"event\":\"stopped\",\"info\":{}}\n"},
+      {{"--notifications"},
+       "playing {\"sessionID\":7}\nposted some.name\ndistributed time "
+       "{\"elapsed\":1.5}\nstopped\n"},
+      {{"--notifications", "--json", "--count", "3"},
+       "{\"event\":\"playing\",\"info\":{\"sessionID\":7}}\n{\"posted\":\"some.name\"}\n"
+       "{\"distributed\":\"time\",\"info\":{\"elapsed\":1.5}}\n"},
+      {{"--notifications", "--until", "some.name"},
+       "playing {\"sessionID\":7}\nposted some.name\n"},
+  };
+  for (const auto& one : cases) {
+    FakeDoor door;
+    door.signalsAtOnce = signals;
+    Lines words = {"events", "--until", "stopped"};
+    words.insert(words.end(), one.words.begin(), one.words.end());
+    const Result run(door, words);
+    EXPECT_EQ(run.status, 0) << run.errors;
+    EXPECT_EQ(run.output, one.output);
+  }
+}
+
+TEST(Play, WaitsUntilItsSessionIsOver) {
+  const Json listed = {{"sessions", {{{"type", 1}, {"sessionID", 7}}}}};
+  const FakeDoor::Signal paused{"Receiver1", "Event", "paused", Json::object()};
+  const FakeDoor::Signal othersEnd{"Receiver1", "Event", "stopped", {{"sessionID", 8}}};
+  const FakeDoor::Signal itsEnd{"Receiver1", "Event", "stopped", {{"sessionID", 7}}};
+  const Lines words = {"play", "http://a/b", "--session", "7", "--wait"};
+  {
+    FakeDoor door;
+    door.state = listed;
+    door.signalsAfter["StartVideo"] = {paused, othersEnd, itsEnd};
+    EXPECT_EQ(Result(door, words).status, 0);
+    EXPECT_EQ(door.calls().size(), 3U) << "asks at each event until its own comes";
+  }
+  {
+    // Another client has stopped it, which no event tells.
+    FakeDoor door;
+    door.state = {{"sessions", {{{"type", 1}, {"sessionID", 8}}}}};
+    door.signalsAfter["StartVideo"] = {paused};
+    EXPECT_EQ(Result(door, words).status, 0);
+    EXPECT_EQ(door.calls().back(), "Status");
+  }
+  {
+    FakeDoor door;
+    door.status = -6700;
+    EXPECT_EQ(Result(door, words).status, 1);
+    EXPECT_EQ(door.calls().size(), 1U);
+  }
+}
+
+}  // namespace

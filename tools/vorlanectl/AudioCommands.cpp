@@ -1,0 +1,62 @@
+#include <string>
+
+#include "tools/vorlanectl/Command.h"
+
+namespace vorlanectl {
+
+namespace {
+
+int start(Connection& box, const Arguments& arguments) {
+  Json params = {{"sessionID", numberOfNewSession(arguments)}};
+  addParameters(params, arguments);
+  return startSession(box, "StartAudio", params);
+}
+
+int stop(Connection& box, const Arguments& arguments) {
+  Json params = sessionParameters(arguments);
+  addParameters(params, arguments);
+  Answer answer =
+      box.call("StopAudio", [&](sd_bus_message* call) { appendDictionary(call, params); });
+  return report(answer.readStatus());
+}
+
+int progress(Connection& box, double elapsed, double duration) {
+  Answer answer = box.call("UpdateAudioProgress", [&](sd_bus_message* call) {
+    sd_bus_message_append_basic(call, 'd', &elapsed);
+    sd_bus_message_append_basic(call, 'd', &duration);
+  });
+  return report(answer.readStatus());
+}
+
+int audio(Connection& box, const Arguments& arguments) {
+  const auto& words = arguments.words();
+  const bool tellsProgress = words[0] == "progress";
+  if (!tellsProgress && words[0] != "start" && words[0] != "stop") {
+    throw UsageError("audio needs start, progress or stop, not \"" + words[0] + "\"");
+  }
+  if (words.size() != (tellsProgress ? 3 : 1)) {
+    throw UsageError("usage: vorlanectl audio start|progress ELAPSED DURATION|stop");
+  }
+  if (!tellsProgress) return words[0] == "start" ? start(box, arguments) : stop(box, arguments);
+  if (arguments.has("--session") || arguments.has("--param"))
+    throw UsageError("audio progress is that of the stream there is, and takes no options");
+  return progress(box, numberOf(words[1], "ELAPSED"), numberOf(words[2], "DURATION"));
+}
+
+}  // namespace
+
+std::vector<Command> audioCommands() {
+  return {
+      {"audio",
+       "start|progress|stop",
+       "starts, follows or stops audio that a sender streams\n"
+       "The sound itself is not the box's. start prints the session's number. progress ELAPSED\n"
+       "DURATION tells how far it is, in seconds.",
+       {kSessionOption, kParameterOption},
+       1,
+       3,
+       audio},
+  };
+}
+
+}  // namespace vorlanectl

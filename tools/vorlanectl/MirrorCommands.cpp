@@ -1,0 +1,274 @@
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cmath>
+#include <csignal>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <time.h>
+
+#include "frames/vorlane-frames.h"
+#include "tools/vorlanectl/Command.h"
+#include "tools/vorlanectl/PictureSource.h"
+
+namespace vorlanectl {
+
+namespace {
+
+using SteadyClock = std::chrono::steady_clock;
+using Milliseconds = std::chrono::duration<double, std::milli>;
+
+constexpr int kConnectMilliseconds = 2000;
+constexpr std::uint32_t kBuffers = 3;
+
+volatile std::sig_atomic_t interrupted = 0;
+
+/// Ctrl-C ends the presentation first, the process afterwards. A second one ends it at once.
+void catchInterrupt() {
+  struct sigaction action {};
+  action.sa_handler = [](int) { interrupted = 1; };
+  action.sa_flags = static_cast<int>(SA_RESETHAND);
+  sigaction(SIGINT, &action, nullptr);
+  sigaction(SIGTERM, &action, nullptr);
+}
+
+struct CloseWriter {
+  void operator()(vorlane_frames_writer* writer) const { vorlane_frames_close(writer); }
+};
+using Writer = std::unique_ptr<vorlane_frames_writer, CloseWriter>;
+
+void check(int result) {
+  if (result != VORLANE_FRAMES_OK)
+    throw CallError(std::string("The layer: ") + vorlane_frames_text(result));
+}
+
+std::unique_ptr<PictureSource> sourceFor(const Arguments& arguments) {
+  const auto file = arguments.text("--from");
+  const auto size = arguments.text("--size");
+  const auto rate = arguments.number("--fps");
+  if (rate && !(*rate >= 1 && *rate <= 1000)) throw UsageError("--fps needs 1 to 1000");
+  if (file) {
+    if (size || arguments.has("--test-pattern"))
+      throw UsageError("a file has its own pictures and size");
+    auto source = openY4m(*file);
+    if (rate) source->rate = *rate;
+    if (!(source->rate >= 1 && source->rate <= 1000)) throw UsageError("the file needs --fps");
+    return source;
+  }
+  unsigned width = 1920;
+  unsigned height = 1080;
+  char rest = 0;
+  if (size && std::sscanf(size->c_str(), "%5ux%5u%c", &width, &height, &rest) != 2)
+    throw UsageError("--size needs WIDTHxHEIGHT, not \"" + *size + "\"");
+  return makeTestPattern(width, height, rate.value_or(60));
+}
+
+/// Starts the presentation and returns where its layer is.
+std::string startPresentation(Connection& box, const Json& params, int& exitStatus) {
+  Answer answer =
+      box.call("StartPresentation", [&](sd_bus_message* call) { appendDictionary(call, params); });
+  exitStatus = report(answer.readStatus());
+  const Json out = answer.read();
+  if (exitStatus != kSuccess) return {};
+  const std::string path = out.value("presentationLayer", std::string());
+  if (path.empty()) {
+    std::fprintf(stderr, "vorlanectl: the box offers no layer to draw into\n");
+    exitStatus = kFailure;
+  }
+  return path;
+}
+
+int stopPresentation(Connection& box, const Json& params) {
+  Answer answer =
+      box.call("StopPresentation", [&](sd_bus_message* call) { appendDictionary(call, params); });
+  return report(answer.readStatus());
+}
+
+/// The frames on their way, and what became of them.
+class Mirror {
+ public:
+  Mirror(Connection& box, PictureSource& source, const std::string& layer, std::uint32_t session)
+      : _box(box), _source(source), _session(session) {
+    vorlane_frames_writer* writer = nullptr;
+    check(vorlane_frames_connect(layer.c_str(), kConnectMilliseconds, &writer));
+    _writer.reset(writer);
+    check(vorlane_frames_configure(writer, source.format, source.width, source.height, kBuffers));
+    vorlane_frames_on_release(writer, noteRelease, this);
+  }
+
+  /// Until the pictures or the time are over, the user ends it, or Ctrl-C.
+  void run(std::optional<double> seconds) {
+    const auto start = SteadyClock::now();
+    const std::chrono::duration<double> interval(1 / _source.rate);
+    for (std::uint64_t number = 0; interrupted == 0; ++number) {
+      const std::chrono::duration<double> offset = interval * static_cast<double>(number);
+      if (seconds && offset.count() >= *seconds) return;
+      if (!_waitUntil(start + std::chrono::duration_cast<SteadyClock::duration>(offset))) return;
+      if (!_sendOne(offset)) return;
+    }
+  }
+
+  void report() const {
+    const vorlane_frames_statistics count = vorlane_frames_count(_writer.get());
+    std::printf("%llu frames sent, %llu dropped: %llu without a free buffer, %llu not drawn\n",
+                static_cast<unsigned long long>(count.sent),
+                static_cast<unsigned long long>(_unsent + count.skipped + count.refused),
+                static_cast<unsigned long long>(_unsent),
+                static_cast<unsigned long long>(count.skipped + count.refused));
+    print("from handed over to drawn", _untilShown);
+    print("from handed over to released", _untilReleased);
+  }
+
+ private:
+  static void noteRelease(const vorlane_frames_release* release, void* context) {
+    auto& self = *static_cast<Mirror*>(context);
+    const auto since = [&](std::int64_t time) {
+      return static_cast<double>(time - release->sent_ns) / 1e6;
+    };
+    self._untilReleased.push_back(since(release->released_ns));
+    if (release->outcome == VORLANE_FRAMES_SHOWN)
+      self._untilShown.push_back(since(release->shown_ns));
+  }
+
+  static void print(const char* what, std::vector<double> times) {
+    if (times.empty()) return;
+    std::sort(times.begin(), times.end());
+    double sum = 0;
+    for (const double time : times) sum += time;
+    const auto at = [&](double part) {
+      return times[static_cast<std::size_t>(part * static_cast<double>(times.size() - 1))];
+    };
+    std::printf("%s: average %.2f ms, 99 %% within %.2f ms, longest %.2f ms\n", what,
+                sum / static_cast<double>(times.size()), at(0.99), times.back());
+  }
+
+  /// False when the presentation is over.
+  bool _waitUntil(SteadyClock::time_point due) {
+    const auto goesOn = [&](const Event& event) {
+      if (event.name != "userStop") return true;
+      return event.info.value("sessionID", Json(_session)) != _session;
+    };
+    const auto rest = due - SteadyClock::now();
+    const auto whole = std::chrono::duration_cast<std::chrono::milliseconds>(rest);
+    if (_box.waitForEvents(goesOn, std::max(whole, std::chrono::milliseconds(0)))) return false;
+    // What the bus does not count in.
+    const auto wake = std::chrono::duration_cast<std::chrono::nanoseconds>(due.time_since_epoch());
+    const timespec time{static_cast<time_t>(wake.count() / 1'000'000'000),
+                        static_cast<long>(wake.count() % 1'000'000'000)};
+    clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &time, nullptr);
+    return true;
+  }
+
+  /// False when there are no more pictures, or nobody to show them to.
+  bool _sendOne(std::chrono::duration<double> offset) {
+    vorlane_frames_buffer buffer;
+    const int acquired = vorlane_frames_acquire(_writer.get(), 0, &buffer);
+    if (acquired == VORLANE_FRAMES_TIMED_OUT) {
+      ++_unsent;
+      return _source.skip();
+    }
+    check(acquired);
+    if (!_source.fill(buffer)) return false;
+    const vorlane_frames_picture picture{std::llround(offset.count() * 1e9), _source.flags, {}};
+    check(vorlane_frames_send(_writer.get(), &buffer, &picture));
+    return true;
+  }
+
+  Connection& _box;
+  PictureSource& _source;
+  const std::uint32_t _session;
+  Writer _writer;
+  std::uint64_t _unsent = 0;
+  std::vector<double> _untilShown;  // ms
+  std::vector<double> _untilReleased;
+};
+
+struct Drawing {
+  double frames = 0;
+  double average = 0;
+  double longest = 0;
+};
+
+Drawing drawingOf(Connection& box) {
+  const Json status = box.callBox("Status").read();
+  const Json screen = status.value("screen", Json::object());
+  return {screen.value("frames", 0.0), screen.value("averageMilliseconds", 0.0),
+          screen.value("longestMilliseconds", 0.0)};
+}
+
+int mirror(Connection& box, const Arguments& arguments) {
+  const auto seconds = arguments.number("--seconds");
+  if (seconds && *seconds < 0) throw UsageError("--seconds needs no less than 0");
+  const auto source = sourceFor(arguments);
+  const std::uint32_t session = numberOfNewSession(arguments);
+  const Json params = {{"sessionID", session}};
+  box.listen();
+  int status = kSuccess;
+  const std::string layer = startPresentation(box, params, status);
+  if (layer.empty()) return status;
+  std::printf("session %u\n", session);
+  std::fflush(stdout);
+
+  catchInterrupt();
+  const Drawing before = drawingOf(box);
+  std::string failure;
+  try {
+    Mirror frames(box, *source, layer, session);
+    try {
+      frames.run(seconds);
+    } catch (const CallError& error) {
+      failure = error.what();
+    }
+    frames.report();
+  } catch (const CallError& error) {
+    failure = error.what();
+  }
+  const Drawing after = drawingOf(box);
+  if (const double drawn = after.frames - before.frames; drawn > 0) {
+    std::printf("the screen drew %.0f times: average %.2f ms, longest so far %.2f ms\n", drawn,
+                (after.average * after.frames - before.average * before.frames) / drawn,
+                after.longest);
+  }
+  status = stopPresentation(box, params);
+  if (!failure.empty()) throw CallError(failure);
+  return status;
+}
+
+int progress(Connection& box, const Arguments& arguments) {
+  const std::string& word = arguments.words()[0];
+  if (word != "on" && word != "off")
+    throw UsageError("progress is on or off, not \"" + word + "\"");
+  return report(box.call(word == "on" ? "ShowProgress" : "HideProgress").readStatus());
+}
+
+}  // namespace
+
+std::vector<Command> mirrorCommands() {
+  return {
+      {"mirror",
+       "",
+       "mirrors a test pattern or a file, and prints how it went\n"
+       "Ends with its pictures, by the remote's menu button or by Ctrl-C.",
+       {{"--test-pattern", "", "a pattern that moves; what there is without --from"},
+        {"--from", "FILE", "Y4M in 4:2:0; - is the standard input"},
+        {"--size", "WxH", "of the test pattern; 1920x1080 without"},
+        {"--fps", "N", "pictures a second; the file's own, or 60"},
+        {"--seconds", "S", "ends after a time"},
+        {"--session", "N", "the session's number; one of its own without"}},
+       0,
+       0,
+       mirror},
+      {"progress",
+       "on|off",
+       "shows or hides the spinner in place of the mirrored picture",
+       {},
+       1,
+       1,
+       progress},
+  };
+}
+
+}  // namespace vorlanectl
