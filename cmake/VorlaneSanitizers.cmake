@@ -15,7 +15,9 @@ function(vorlane_sanitizer_environment target)
     "TSAN_OPTIONS=suppressions=${suppressions}/tsan.supp:print_suppressions=0:second_deadlock_stack=1"
     "UBSAN_OPTIONS=print_stacktrace=1"
     # GLib's pools hide leaks and uses after free from the tools.
-    "G_SLICE=always-malloc")
+    "G_SLICE=always-malloc"
+    # Whole stacks cost: the same faults show in shorter sequences.
+    "VORLANE_SEQUENCE_DEPTH=3")
   set(file ${CMAKE_CURRENT_BINARY_DIR}/${target}_environment.cmake)
   file(CONFIGURE OUTPUT ${file} @ONLY CONTENT [[
 foreach(test IN LISTS @target@_TESTS)

@@ -16,7 +16,7 @@ function(vorlane_test folder)
   vorlane_configure(${name} SEES tests ${arg_SEES} PACKAGES ${arg_PACKAGES})
   target_link_libraries(${name} PRIVATE ${arg_DEPENDS} GTest::gmock_main)
   set(timeout 60)
-  if(arg_LABEL STREQUAL "box")
+  if(arg_LABEL STREQUAL "box" OR VORLANE_SANITIZE)
     set(timeout 180)
   endif()
   # Found out when the tests are run, so that building never runs what it built.

@@ -51,6 +51,14 @@ std::string schemeOf(const std::string& url) {
   return scheme;
 }
 
+Error timeoutError() {
+  return urlError(URLErrorCode::TimedOut, "The server did not answer in time.");
+}
+
+Error damagedError() {
+  return mediaError(MediaErrorCode::DecodeFailed, "The media are damaged and cannot be decoded.");
+}
+
 bool isNetwork(const std::string& url) { return schemeOf(url).starts_with("http"); }
 
 Error connectionError(const SourceReport& source) {
@@ -112,8 +120,7 @@ Error streamError(const GError& error, bool fromSource, const SourceReport& sour
     case GST_STREAM_ERROR_DECRYPT_NOKEY:
       return mediaError(MediaErrorCode::ContentNotAuthorized, "The media cannot be decrypted.");
     default:
-      return mediaError(MediaErrorCode::DecodeFailed,
-                        "The media are damaged and cannot be decoded.");
+      return damagedError();
   }
 }
 
@@ -151,8 +158,8 @@ Error errorOfMessage(GstMessage* message, const SourceReport& source) {
                     std::string(error->message));
 }
 
-Error timeoutError() {
-  return urlError(URLErrorCode::TimedOut, "The server did not answer in time.");
+Error silenceError(const SourceReport& source) {
+  return isNetwork(source.url) ? timeoutError() : damagedError();
 }
 
 std::optional<Error> missingPluginError(const GstStructure* message) {

@@ -26,7 +26,9 @@ std::optional<platform::Error> refusalOf(const std::string& url, bool allowFileU
 /// lookup and a connection: it blocks, at most two seconds beside the lookup.
 platform::Error errorOfMessage(GstMessage* message, const SourceReport& source);
 
-platform::Error timeoutError();
+/// Nothing has been heard of the load for too long. A server may be to blame; a file has been read,
+/// and is damaged: the library may lose a demuxer's complaint where that one gives up at once.
+platform::Error silenceError(const SourceReport& source);
 /// Something that a missing-plugin message says is needed; nothing when playback does without it.
 std::optional<platform::Error> missingPluginError(const GstStructure* message);
 /// The library would not start and said nothing.

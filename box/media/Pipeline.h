@@ -134,6 +134,7 @@ class Pipeline : public std::enable_shared_from_this<Pipeline> {
 
   // PipelineMessages.cpp
   void _handle(GstMessage* message);
+  void _updateCatalog();
   void _handleElement(GstMessage* message);
   void _handleAsyncDone();
   void _handleBuffering(int percent);
@@ -202,6 +203,7 @@ class Pipeline : public std::enable_shared_from_this<Pipeline> {
 
   std::optional<StreamCatalog::Selection> _selecting;
   std::vector<std::function<void(Pipeline&)>> _afterSelection;
+  GstRef<GstStreamCollection> _collection;
   StreamCatalog _catalog;
   platform::MediaFacts _facts;
 };

@@ -48,12 +48,9 @@ void Pipeline::_handle(GstMessage* message) {
   } else if (type == GST_MESSAGE_STREAM_COLLECTION) {
     GstStreamCollection* parsed = nullptr;
     gst_message_parse_stream_collection(message, &parsed);
-    const GstRef<GstStreamCollection> collection(parsed);
+    _collection.reset(parsed);
     _progress();
-    if (collection && _catalog.update(collection.get()) && _ready) {
-      _refreshFacts();
-      _report(Kind::Facts);
-    }
+    _updateCatalog();
   } else if (type == GST_MESSAGE_STREAMS_SELECTED) {
     if (_selecting)
       _finishSelection();
@@ -81,6 +78,8 @@ void Pipeline::_handle(GstMessage* message) {
         if (_ready) _report(Kind::Facts);
       }
     }
+    // Streams are told of before what is known about them, such as their language.
+    _updateCatalog();
   } else if (type == GST_MESSAGE_CLOCK_LOST) {
     if (_requested == GST_STATE_PLAYING) {
       _setState(GST_STATE_PAUSED);
@@ -90,6 +89,12 @@ void Pipeline::_handle(GstMessage* message) {
     gst_bin_recalculate_latency(GST_BIN(_playbin.get()));
   }
   // State changes and wake-ups say no more than that it is time to look.
+}
+
+void Pipeline::_updateCatalog() {
+  if (!_collection || !_catalog.update(_collection.get()) || !_ready) return;
+  _refreshFacts();
+  _report(Kind::Facts);
 }
 
 void Pipeline::_handleElement(GstMessage* message) {
@@ -184,7 +189,7 @@ void Pipeline::_handleDeadline() {
   if (_selecting)
     _finishSelection();
   else if (!_failed)
-    _fail(timeoutError());
+    _fail(silenceError(_source));
 }
 
 void Pipeline::_fail(platform::Error error) {
