@@ -18,6 +18,7 @@ bool isRelocatedInPlace(const dl_phdr_info& object) {
   for (std::size_t index = 0; index < object.dlpi_phnum; ++index) {
     const auto& segment = object.dlpi_phdr[index];
     if (segment.p_type != PT_DYNAMIC) continue;
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): the loader names places by number
     const auto* entry = reinterpret_cast<const ElfW(Dyn)*>(object.dlpi_addr + segment.p_vaddr);
     for (; entry->d_tag != DT_NULL; ++entry) {
       if (entry->d_tag == DT_TEXTREL) return true;
@@ -41,6 +42,7 @@ int dropUnwrittenPages(dl_phdr_info* object, std::size_t, void*) {
     const std::uintptr_t end = (address + segment.p_memsz) & ~(pageSize - 1);
     if (end <= begin) continue;
     // Where the kernel refuses, as it does for the page of its own, nothing has changed.
+    // NOLINTNEXTLINE(performance-no-int-to-ptr)
     madvise(reinterpret_cast<void*>(begin), end - begin, MADV_DONTNEED);
   }
   return 0;

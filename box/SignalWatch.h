@@ -1,10 +1,9 @@
 #pragma once
 
 #include <atomic>
+#include <csignal>
 #include <functional>
 #include <thread>
-
-#include <signal.h>
 
 #include "platform/foundation/Clock.h"
 

@@ -28,7 +28,7 @@ GstRef<GstSample> FrameConverter::drawable(GstRef<GstSample> sample) {
   gst_video_frame_unmap(&from);
   GstRef<GstSample> result;
   if (writable) {
-    gst_buffer_copy_into(converted, buffer, GST_BUFFER_COPY_TIMESTAMPS, 0, -1);
+    gst_buffer_copy_into(converted, buffer, GST_BUFFER_COPY_TIMESTAMPS, 0, G_MAXSIZE);
     result.reset(
         gst_sample_new(converted, _caps.get(), gst_sample_get_segment(sample.get()), nullptr));
   }

@@ -31,7 +31,7 @@ struct Release {
   gulong probe;
 };
 
-void release(std::vector<Release> waiting) {
+void release(const std::vector<Release>& waiting) {
   for (const Release& each : waiting) gst_pad_remove_probe(each.pad.get(), each.probe);
 }
 
@@ -48,7 +48,7 @@ class Gate {
       std::erase_if(_inputs, [&](const auto& input) { return input->identity == pad; });
       released = _takeReleased();
     }
-    release(std::move(released));
+    release(released);
   }
   void setProbe(Input& input, gulong probe) {
     const std::lock_guard lock(_mutex);
@@ -72,7 +72,7 @@ class Gate {
       passed = input.passed;
       input.waiting = isEnd && !open;
     }
-    release(std::move(released));
+    release(released);
     if (isEnd && !open) return GST_PAD_PROBE_OK;  // blocks
     return open && passed ? GST_PAD_PROBE_REMOVE : GST_PAD_PROBE_PASS;
   }

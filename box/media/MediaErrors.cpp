@@ -15,7 +15,7 @@ using platform::MediaErrorCode;
 using platform::URLErrorCode;
 
 // Longer than anything that is meant; servers stop at 8 KiB.
-constexpr std::size_t kLongestURL = 16 * 1024;
+constexpr std::size_t kLongestURL = std::size_t{16} * 1024;
 
 Error urlError(URLErrorCode code, std::string description, std::optional<std::string> reason = {}) {
   return {std::string(platform::kURLErrorDomain),

@@ -103,7 +103,7 @@ void Pipeline::setMuted(bool muted) {
 
 void Pipeline::setTrackEnabled(std::uint32_t trackID, bool enabled) {
   _post([trackID, enabled](Pipeline& me) {
-    me._afterSelection.push_back([trackID, enabled](Pipeline& later) {
+    me._afterSelection.emplace_back([trackID, enabled](Pipeline& later) {
       later._beginSelection(later._catalog.withTrack(trackID, enabled));
     });
   });
@@ -112,7 +112,7 @@ void Pipeline::setTrackEnabled(std::uint32_t trackID, bool enabled) {
 void Pipeline::selectOption(const std::string& characteristic,
                             const std::optional<std::string>& identifier) {
   _post([characteristic, identifier](Pipeline& me) {
-    me._afterSelection.push_back([characteristic, identifier](Pipeline& later) {
+    me._afterSelection.emplace_back([characteristic, identifier](Pipeline& later) {
       later._beginSelection(later._catalog.withOption(characteristic, identifier));
     });
   });

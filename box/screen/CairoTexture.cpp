@@ -36,7 +36,7 @@ TexturePtr CairoPicture::makeTexture(SDL_Renderer* renderer) {
 void unpremultiply(unsigned char* data, int width, int height, int stride) {
   for (int y = 0; y < height; ++y) {
     unsigned char* row = data + static_cast<std::ptrdiff_t>(y) * stride;
-    for (int x = 0; x < width; ++x) {
+    for (std::ptrdiff_t x = 0; x < width; ++x) {
       std::uint32_t pixel = 0;
       std::memcpy(&pixel, row + 4 * x, sizeof pixel);
       const std::uint32_t alpha = pixel >> 24;

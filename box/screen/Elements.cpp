@@ -143,7 +143,7 @@ void drawElement(Canvas& canvas, const platform::AlertElement& alert, const Rect
   y += messageHeight + gapAfterText;
   const double buttonWidth = sideBySide ? (textWidth - theme::kButtonGap) / 2 : textWidth;
   for (std::size_t i = 0; i < buttons; ++i) {
-    const double step = static_cast<double>(i);
+    const auto step = static_cast<double>(i);
     const Rect place{sideBySide ? x + step * (buttonWidth + theme::kButtonGap) : x,
                      sideBySide ? y : y + step * (theme::kButtonHeight + theme::kButtonGap),
                      buttonWidth, theme::kButtonHeight};

@@ -117,6 +117,7 @@ SDL_FRect FrameTexture::draw(SDL_Renderer* renderer, const SDL_FRect& area, floa
   const double width = _width * _pixelAspect;
   const double height = _height;
   const SDL_FRect place =
+      // NOLINTNEXTLINE(readability-suspicious-call-argument): a turned picture swaps them
       sideways ? fittedRect(area, height, width) : fittedRect(area, width, height);
   // The renderer turns around the middle of a rectangle that is given as if nothing were turned.
   const SDL_FRect unturned = sideways

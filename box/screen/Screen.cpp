@@ -96,6 +96,7 @@ struct Screen::State : std::enable_shared_from_this<State> {
     if (const auto handler = closedHandler) handler();
   }
 
+  // NOLINTNEXTLINE(readability-make-member-function-const): the handler may change anything
   void didReceive(std::uint64_t which, const platform::InputEvent& input) {
     if (which != session || !open) return;
     if (const auto handler = inputHandler) handler(input);

@@ -147,7 +147,8 @@ void Dictionary::remove(std::string_view key) {
 }
 
 void Dictionary::merge(const Dictionary& other) {
-  const Dictionary source = other;  // `other` may be this dictionary
+  // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): `other` may be this dictionary
+  const Dictionary source = other;
   for (const auto& [key, value] : source) set(key, value);
 }
 

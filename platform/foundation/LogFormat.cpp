@@ -23,14 +23,14 @@ std::string logUnsigned(std::uint64_t value, char letter) {
   if (letter != 'x') return std::to_string(value);
   char text[kHexadecimal];
   const auto end = std::to_chars(text, text + sizeof text, value, kHexadecimal);
-  return std::string(text, end.ptr);
+  return {text, end.ptr};
 }
 
 std::string logReal(double value) {
   char text[512];  // the longest double has 309 digits before the point
   const auto end =
       std::to_chars(text, text + sizeof text, value, std::chars_format::fixed, kDecimals);
-  return std::string(text, end.ptr);
+  return {text, end.ptr};
 }
 
 std::string assembleLog(std::string_view format, const std::string* arguments, std::size_t count) {

@@ -56,8 +56,8 @@ bool equal(A a, B b) {
 /// people read.
 template <typename Float>
 std::string shortest(Float value) {
-  constexpr Float kSmall = Float(1e-4);
-  constexpr Float kLarge = Float(1e17);
+  constexpr auto kSmall = Float(1e-4);
+  constexpr auto kLarge = Float(1e17);
   const Float size = std::abs(value);
   const bool plain = size == 0 || (size >= kSmall && size < kLarge);
   char text[64];

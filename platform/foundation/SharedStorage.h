@@ -14,6 +14,7 @@ Storage& ownedStorage(std::shared_ptr<Storage>& storage) {
   } else {
     // Reading the count orders nothing. Counting up and down does: what another thread, the last to
     // let go, read from the storage comes before what is written to it now.
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
     const auto synchronized = storage;
   }
   return *storage;

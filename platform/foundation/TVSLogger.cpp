@@ -20,7 +20,7 @@ namespace {
 constexpr int kPersistentLevel = static_cast<int>(LogLevel::Notice);
 constexpr int kOtherLevel = static_cast<int>(LogLevel::Error);
 constexpr std::size_t kRecentLines = 1000;
-constexpr std::size_t kRecentBytes = 256 * 1024;
+constexpr std::size_t kRecentBytes = std::size_t{256} * 1024;
 
 struct Sink {
   explicit Sink(std::shared_ptr<LogSink> theTarget) : target(std::move(theTarget)) {}
@@ -175,7 +175,7 @@ bool TVSLogger::isEnabled(std::string_view component, LogLevel level) {
   return limit >= static_cast<int>(level);
 }
 
-void TVSLogger::write(std::string_view component, LogLevel level, std::string text) {
+void TVSLogger::write(std::string_view component, LogLevel level, std::string_view text) {
   LogLine line{level, std::string(component), threadTag()};
   line.text.reserve(line.text.size() + component.size() + text.size() + 16);
   line.text.append(" ").append(levelTag(level)).append(" #").append(component).append(" : ");

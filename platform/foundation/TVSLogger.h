@@ -66,7 +66,7 @@ class TVSLogger {
 
   static bool isEnabled(std::string_view component, platform::LogLevel level);
   /// `text` is complete but for prefix and last blank.
-  static void write(std::string_view component, platform::LogLevel level, std::string text);
+  static void write(std::string_view component, platform::LogLevel level, std::string_view text);
 
   /// The newest lines, oldest first; at most 1000 lines and 256 KiB, to which a longer line is cut.
   static std::vector<std::string> recentLines();

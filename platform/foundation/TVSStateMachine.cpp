@@ -30,6 +30,7 @@ TVSStateMachine::TVSStateMachine(platform::MainQueue& mainQueue, std::string nam
   TVS_ASSERT(mode == 0);
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): all three are moved into the table
 void TVSStateMachine::registerHandler(std::string event, std::string state, Handler handler) {
   TVS_ASSERT(handler != nullptr);
   const bool isNew =

@@ -26,11 +26,11 @@ std::shared_ptr<TVSMediaItem> TVSPlaylist::nextItem() const {
   return _current && *_current + 1 < _items.size() ? _items[*_current + 1] : nullptr;
 }
 
-void TVSPlaylist::appendMediaItem(std::shared_ptr<TVSMediaItem> item) {
-  insertMediaItem(std::move(item), _items.size());
+void TVSPlaylist::appendMediaItem(const std::shared_ptr<TVSMediaItem>& item) {
+  insertMediaItem(item, _items.size());
 }
 
-void TVSPlaylist::insertMediaItem(std::shared_ptr<TVSMediaItem> item, std::size_t index) {
+void TVSPlaylist::insertMediaItem(const std::shared_ptr<TVSMediaItem>& item, std::size_t index) {
   TVS_ASSERT(item);
   TVS_ASSERT(index <= _items.size());
   const bool becomesCurrent = !_current && index == _items.size();

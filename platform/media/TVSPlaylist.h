@@ -41,9 +41,9 @@ class TVSPlaylist : public platform::Object {
 
   /// Where no item is current, because the last one was removed, what is added at the end becomes
   /// current.
-  void appendMediaItem(std::shared_ptr<TVSMediaItem> item);
+  void appendMediaItem(const std::shared_ptr<TVSMediaItem>& item);
   /// `index` at most size (asserted).
-  void insertMediaItem(std::shared_ptr<TVSMediaItem> item, std::size_t index);
+  void insertMediaItem(const std::shared_ptr<TVSMediaItem>& item, std::size_t index);
   /// `index` below size (asserted). After the removal of the current item the one that followed it
   /// is current, or none.
   void removeMediaItemAtIndex(std::size_t index);

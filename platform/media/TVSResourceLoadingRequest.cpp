@@ -21,12 +21,12 @@ platform::Dictionary TVSResourceLoadingRequest::dictionaryRepresentation() const
   return dictionary;
 }
 
-void TVSResourceLoadingRequest::finishLoading(platform::ResourceResponse response) {
+void TVSResourceLoadingRequest::finishLoading(const platform::ResourceResponse& response) {
   // Taken out first: the completion may drop the last reference to this request.
   if (const auto completion = std::exchange(_completion, nullptr)) completion(&response, nullptr);
 }
 
-void TVSResourceLoadingRequest::finishLoadingWithError(platform::Error error) {
+void TVSResourceLoadingRequest::finishLoadingWithError(const platform::Error& error) {
   if (const auto completion = std::exchange(_completion, nullptr)) completion(nullptr, &error);
 }
 

@@ -53,8 +53,8 @@ class TVSResourceLoadingRequest : public platform::Object {
   /// The identifier under kCustomURLProviderRequestIDKey, the URL, and the details of the load.
   virtual platform::Dictionary dictionaryRepresentation() const;
 
-  void finishLoading(platform::ResourceResponse response);
-  void finishLoadingWithError(platform::Error error);
+  void finishLoading(const platform::ResourceResponse& response);
+  void finishLoadingWithError(const platform::Error& error);
   /// The player no longer wants it.
   void cancel();
   bool isFinished() const { return !_completion; }

@@ -20,7 +20,7 @@ class AlertView final : public View {
   AlertElement _element;
 };
 
-AlertController::AlertController(std::string title, std::string message)
+AlertController::AlertController(const std::string& title, std::string message)
     : _message(std::move(message)) {
   ViewController::setTitle(title);
 }

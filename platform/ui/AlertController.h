@@ -24,7 +24,7 @@ struct AlertAction {
 /// null. Main thread.
 class AlertController final : public ViewController {
  public:
-  AlertController(std::string title, std::string message);
+  AlertController(const std::string& title, std::string message);
   std::string className() const override { return "AlertController"; }
 
   void setTitle(const std::string& title) override;

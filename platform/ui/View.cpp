@@ -123,6 +123,7 @@ Window* View::window() const {
   return top->_window;
 }
 
+// NOLINTNEXTLINE(readability-make-member-function-const): it changes what its window shows
 void View::setNeedsDisplay() {
   if (Window* const shown = window()) shown->setNeedsDisplay();
 }

@@ -73,7 +73,7 @@ struct ViewServiceHost::Impl : std::enable_shared_from_this<Impl> {
     });
   }
 
-  void answer(std::optional<Error> error) {
+  void answer(const std::optional<Error>& error) {
     if (!request) return;
     const Completion completion = std::move(request->completion);
     request.reset();
