@@ -143,7 +143,7 @@ TEST(TVVorlaneStoreMediaItemTest, OfferAndMediaType) {
   struct Case {
     Dictionary params;
     Value offer;
-    Value library;
+    Value cloudLibrary;
     std::string_view mediaType;
   };
   namespace p = platform;
@@ -181,7 +181,7 @@ TEST(TVVorlaneStoreMediaItemTest, OfferAndMediaType) {
     const auto record = TVVorlaneStoreMediaItem::_dataItemForParameters(expected.params);
     const auto text = expected.params.description();
     EXPECT_EQ(record->property(p::kStoreOfferType), expected.offer) << text;
-    EXPECT_EQ(record->property(p::kStoreCloudLibraryIdentifier), expected.library) << text;
+    EXPECT_EQ(record->property(p::kStoreCloudLibraryIdentifier), expected.cloudLibrary) << text;
     EXPECT_EQ(record->property(p::kStoreMediaType), Value(expected.mediaType)) << text;
   }
 }

@@ -17,7 +17,7 @@ class MediaBox final : public platform::Platform {
 
   void run() { _runner.run(); }
   void advance(double seconds) { _runner.advance(platform::durationFromSeconds(seconds)); }
-  sim::MediaLibrary& library() { return _library; }
+  sim::MediaLibrary& media() { return _library; }
 
   sim::VirtualClock& clock() override { return _runner.clock(); }
   platform::MainQueue& mainQueue() override { return _runner.mainQueue(); }

@@ -48,9 +48,9 @@ TEST_F(TVSPlayerTest, SelectionAndTracks) {
   const platform::MediaSelectionGroup audio{
       "audible", {{"1", "English", "en"}, {"2", "Deutsch", "de"}}, 0, false};
   const platform::MediaSelectionGroup text{"legible", {{"7", "Deutsch", "de"}}, {}, true};
-  box.library().add("a", {.loadDelay = 0.5,
-                          .tracks = {{1, "video", "h264", true}, {2, "audio", "aac", true}},
-                          .selectionGroups = {audio, text}});
+  box.media().add("a", {.loadDelay = 0.5,
+                        .tracks = {{1, "video", "h264", true}, {2, "audio", "aac", true}},
+                        .selectionGroups = {audio, text}});
   int audioChanges = 0;
   int subtitleChanges = 0;
   const auto audioToken =
@@ -104,7 +104,7 @@ TEST_F(TVSPlayerTest, SelectionAndTracks) {
 }
 
 TEST_F(TVSPlayerTest, PublishesWhatPlaysUnlessToldNotTo) {
-  box.library().add("a", {.loadDelay = 0.5, .duration = 10, .title = "From the media"});
+  box.media().add("a", {.loadDelay = 0.5, .duration = 10, .title = "From the media"});
   auto& nowPlaying = box.nowPlaying();
   beginAndPlay({"a", "b"});
   EXPECT_EQ(nowPlaying.info().string(platform::kNowPlayingTitle), "From the media");
@@ -133,7 +133,7 @@ TEST_F(TVSPlayerTest, PublishesWhatPlaysUnlessToldNotTo) {
 }
 
 TEST_F(TVSPlayerTest, LiveStreams) {
-  box.library().add("live", {.loadDelay = 0.5, .liveWindow = 60});
+  box.media().add("live", {.loadDelay = 0.5, .liveWindow = 60});
   beginAndPlay({"live"});
   EXPECT_EQ(player->duration(), TVSDurationIndefinite);
   ASSERT_THAT(player->cachedSeekableTimeRanges(), testing::SizeIs(1));
@@ -148,10 +148,10 @@ TEST_F(TVSPlayerTest, LiveStreams) {
 TEST_F(TVSPlayerTest, ItemFactsAreEmptyUntilReadyAndAfterwards) {
   platform::TimedMetadataItem chapter;
   chapter.value = "chapter";
-  box.library().add("a", {.loadDelay = 1,
-                          .duration = 10,
-                          .timedMetadata = {{.position = 2, .items = {chapter}}},
-                          .buffering = {{0.25, 20}, {0.5, 60}}});
+  box.media().add("a", {.loadDelay = 1,
+                        .duration = 10,
+                        .timedMetadata = {{.position = 2, .items = {chapter}}},
+                        .buffering = {{0.25, 20}, {0.5, 60}}});
   begin({"a"});
   EXPECT_EQ(player->bufferingPercent(), std::nullopt);
   box.advance(0.5);

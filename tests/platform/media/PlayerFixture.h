@@ -92,7 +92,7 @@ class TVSPlayerTest : public testing::Test {
  protected:
   TVSPlayerTest() {
     for (const char* url : {"a", "b", "c"})
-      box.library().add(url, {.loadDelay = 0.5, .duration = 10});
+      box.media().add(url, {.loadDelay = 0.5, .duration = 10});
   }
   void begin(const std::vector<std::string>& urls) {
     playlist = playlistOf(urls);
@@ -104,7 +104,7 @@ class TVSPlayerTest : public testing::Test {
     box.advance(0.5);
     ASSERT_EQ(events.take(), (Texts{"loading", "playing"}));
   }
-  sim::MediaEngine& engine() { return *box.library().engines().back(); }
+  sim::MediaEngine& engine() { return *box.media().engines().back(); }
 
   MediaBox box;
   std::shared_ptr<TVSPlayer> player = std::make_shared<TVSPlayer>("test");

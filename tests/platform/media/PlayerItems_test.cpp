@@ -113,7 +113,7 @@ TEST_F(TVSPlayerTest, ChangesBehindTheCurrentItemLeaveItAlone) {
 
 TEST_F(TVSPlayerTest, FailingItemsAreLeftAndTheLastOneStays) {
   const platform::Error error{std::string(platform::kMediaErrorDomain), -11821, "broken", {}, {}};
-  box.library().add("broken", {.loadDelay = 0.5, .failure = sim::MediaScript::Failure{2, error}});
+  box.media().add("broken", {.loadDelay = 0.5, .failure = sim::MediaScript::Failure{2, error}});
   begin({"missing", "a", "broken"});
   box.advance(100);
   EXPECT_THAT(events.take(), ElementsAre("loading", "will missing", "did a", "playing", "end a",

@@ -12,8 +12,8 @@ namespace {
 /// A player that goes through everything: a failure, a stall, an end, a scan.
 struct Scene {
   Scene() {
-    box.library().add("a", {.loadDelay = 0.5, .duration = 4, .stalls = {{1, 1}}});
-    box.library().add("b", {.loadDelay = 0.5, .duration = 4});
+    box.media().add("a", {.loadDelay = 0.5, .duration = 4, .stalls = {{1, 1}}});
+    box.media().add("b", {.loadDelay = 0.5, .duration = 4});
     player->setPlaylist(playlist);
   }
   void play() {
@@ -103,11 +103,11 @@ TEST(PlayerReentrancy, AnythingMayBeDoneAtAnyEvent) {
         last = event;
       }
       if (!scene.player) {
-        EXPECT_THAT(scene.box.library().engines(), testing::IsEmpty());
+        EXPECT_THAT(scene.box.media().engines(), testing::IsEmpty());
         continue;
       }
       EXPECT_EQ(last, stateName(scene.player->state()));
-      const auto& engine = *scene.box.library().engines().front();
+      const auto& engine = *scene.box.media().engines().front();
       EXPECT_EQ(engine.isRunning(), scene.player->state() == TVSPlaybackState::Playing);
       EXPECT_EQ(engine.isLoaded(), scene.player->state() != TVSPlaybackState::Stopped);
     }
@@ -124,7 +124,7 @@ TEST(PlayerReentrancy, ElapsedTimeObserversMayDropThePlayer) {
   const auto second = scene.player->addElapsedTimeObserver([&](auto...) { ++calls; });
   scene.play();
   EXPECT_EQ(calls, 2) << "the call in progress reaches everybody";
-  EXPECT_THAT(scene.box.library().engines(), testing::IsEmpty());
+  EXPECT_THAT(scene.box.media().engines(), testing::IsEmpty());
 }
 
 }  // namespace

@@ -172,7 +172,7 @@ class SequenceRun {
 
   /// What must hold whenever nothing is due. Empty when it does.
   std::string fault() const {
-    const auto& engine = *_box.library().engines().back();
+    const auto& engine = *_box.media().engines().back();
     const auto state = player->state();
     std::string lastState;
     for (const auto& event : events.all()) {
@@ -232,7 +232,7 @@ class PlayerSequence : public testing::TestWithParam<Operation> {};
 TEST_P(PlayerSequence, AgreesWithTheModel) {
   MediaBox box;
   for (int index = 0; index < 20; ++index) {
-    box.library().add(std::to_string(index), {.loadDelay = kLoadDelay, .duration = kDuration});
+    box.media().add(std::to_string(index), {.loadDelay = kLoadDelay, .duration = kDuration});
   }
   constexpr std::size_t kDepth = 5;
   forEachSequence(kDepth - 1, [&](std::uint64_t later) -> std::string {
@@ -282,7 +282,7 @@ TEST_P(PlayerSequenceOverBadMedia, StaysConsistent) {
     if (index == 1) script.failure = {.position = 0.5, .error = error};
     if (index == 3) script.loadFailure = error;
     script.seekDelay = index % 3 == 0 ? 0.25 : 0;
-    box.library().add(std::to_string(index), script);
+    box.media().add(std::to_string(index), script);
   }
   constexpr std::size_t kDepth = 4;
   forEachSequence(kDepth, [&](std::uint64_t sequence) -> std::string {
@@ -290,7 +290,7 @@ TEST_P(PlayerSequenceOverBadMedia, StaysConsistent) {
     for (std::size_t step = 0; step < kDepth; ++step, sequence /= kOperationCount) {
       run.apply(static_cast<Operation>(sequence % kOperationCount));
       // Time stands still during a seek, which is no change of state: wait for it.
-      if (box.library().engines().back()->isSeeking()) box.advance(0.25);
+      if (box.media().engines().back()->isSeeking()) box.advance(0.25);
       if (auto fault = run.fault(); !fault.empty())
         return fault + " at step " + std::to_string(step + 1);
     }

@@ -107,7 +107,7 @@ TEST_F(TVSPlayerTest, StartPoints) {
       {"beyond the end", none, seconds(1e9), 10},
       {"before the beginning", none, seconds(-3), 0},
   };
-  box.library().add("dated", {.loadDelay = 0.5, .duration = 10, .startDate = platform::Date{1000}});
+  box.media().add("dated", {.loadDelay = 0.5, .duration = 10, .startDate = platform::Date{1000}});
   for (const auto& test : cases) {
     SCOPED_TRACE(test.name);
     player = std::make_shared<TVSPlayer>("test");
@@ -125,7 +125,7 @@ TEST_F(TVSPlayerTest, StartPoints) {
 }
 
 TEST_F(TVSPlayerTest, StallsAreLoadingAndEndByThemselvesOrByAPause) {
-  box.library().add("s", {.loadDelay = 0.5, .duration = 10, .stalls = {{1, 2}, {2, 2}}});
+  box.media().add("s", {.loadDelay = 0.5, .duration = 10, .stalls = {{1, 2}, {2, 2}}});
   beginAndPlay({"s"});
   box.advance(1.5);
   EXPECT_THAT(events.take(), ElementsAre("loading"));
@@ -139,7 +139,7 @@ TEST_F(TVSPlayerTest, StallsAreLoadingAndEndByThemselvesOrByAPause) {
 }
 
 TEST_F(TVSPlayerTest, SeeksDoNotChangeTheState) {
-  box.library().add("slow", {.loadDelay = 0.5, .duration = 10, .seekDelay = 1});
+  box.media().add("slow", {.loadDelay = 0.5, .duration = 10, .seekDelay = 1});
   beginAndPlay({"slow"});
   player->setElapsedTime(3);
   EXPECT_EQ(player->elapsedTime(), 3);
@@ -230,7 +230,7 @@ TEST_F(TVSPlayerTest, InvalidateLetsTheEngineGoAndLeavesNothingToDo) {
   player->invalidate();
   EXPECT_THAT(events.take(), ElementsAre("stopped"));
   EXPECT_FALSE(player->hasQueuePlayer());
-  EXPECT_THAT(box.library().engines(), IsEmpty());
+  EXPECT_THAT(box.media().engines(), IsEmpty());
   player->play();
   player->pause();
   player->stop();
