@@ -6,10 +6,12 @@ pkg_check_modules(BOX_GSTREAMER REQUIRED IMPORTED_TARGET
 pkg_check_modules(BOX_WINDOW REQUIRED IMPORTED_TARGET sdl2 pangocairo)
 pkg_check_modules(BOX_SYSTEMD REQUIRED IMPORTED_TARGET libsystemd)
 pkg_check_modules(BOX_GIO REQUIRED IMPORTED_TARGET gio-2.0)
+pkg_check_modules(BOX_RELAY REQUIRED IMPORTED_TARGET libsoup-3.0 libcurl openssl)
 find_package(nlohmann_json REQUIRED)
 
 add_library(box::gstreamer ALIAS PkgConfig::BOX_GSTREAMER)
 add_library(box::window ALIAS PkgConfig::BOX_WINDOW)
 add_library(box::systemd ALIAS PkgConfig::BOX_SYSTEMD)
 add_library(box::gio ALIAS PkgConfig::BOX_GIO)
+add_library(box::relay ALIAS PkgConfig::BOX_RELAY)
 add_library(box::json ALIAS nlohmann_json::nlohmann_json)

@@ -67,13 +67,13 @@ void MediaEngine::_ask(std::size_t index,
     if (!media) return fail(notFound());
     answered(std::move(media));
   };
-  if (!isKey) return _requests.load(*_load.item, request.url, std::move(completion));
+  if (!isKey) return _requests.load(*_load.item, request.url, {}, std::move(completion));
   const auto make = [&request](std::uint64_t identifier, std::string url,
                                platform::Dictionary details, auto ended) {
     return std::make_shared<SecureKeyRequest>(identifier, std::move(url), std::move(details),
                                               std::move(ended), request.keyFailure);
   };
-  _requests.loadKey(*_load.item, request.url, make, std::move(completion));
+  _requests.loadKey(*_load.item, request.url, {}, make, std::move(completion));
 }
 
 }  // namespace sim

@@ -21,8 +21,10 @@ Error urlError(URLErrorCode code) {
   return {std::string(kURLErrorDomain), static_cast<std::int64_t>(code), {}, {}, {}};
 }
 
-Dictionary details(std::string_view kind) {
-  return {{std::string(kCustomURLProviderRequestKindKey), kind}};
+Dictionary withKind(std::string_view kind, const Dictionary& details) {
+  Dictionary result{{std::string(kCustomURLProviderRequestKindKey), kind}};
+  for (const auto& [key, value] : details) result.set(key, value);
+  return result;
 }
 
 }  // namespace
@@ -71,22 +73,23 @@ PendingRequests::PendingRequests(MainQueue& queue) : _state(std::make_shared<Sta
 
 PendingRequests::~PendingRequests() { cancelAll(); }
 
-void PendingRequests::load(TVSMediaItem& item, std::string url, Completion completion) {
+void PendingRequests::load(TVSMediaItem& item, std::string url, const Dictionary& details,
+                           Completion completion) {
   const auto state = _state;
   const auto identifier = nextIdentifier();
   const auto request = std::make_shared<TVSResourceLoadingRequest>(
-      identifier, std::move(url), details(kCustomURLProviderRequestKindResource),
+      identifier, std::move(url), withKind(kCustomURLProviderRequestKindResource, details),
       state->endOf(identifier));
   state->add(identifier, request, std::move(completion));
   if (!item.loadResourceForRequest(request)) state->fail(identifier, URLErrorCode::UnsupportedURL);
 }
 
-void PendingRequests::loadKey(TVSMediaItem& item, std::string url, const MakeKeyRequest& make,
-                              Completion completion) {
+void PendingRequests::loadKey(TVSMediaItem& item, std::string url, const Dictionary& details,
+                              const MakeKeyRequest& make, Completion completion) {
   const auto state = _state;
   const auto identifier = nextIdentifier();
   const auto request =
-      make(identifier, std::move(url), details(kCustomURLProviderRequestKindKeyRequest),
+      make(identifier, std::move(url), withKind(kCustomURLProviderRequestKindKeyRequest, details),
            state->endOf(identifier));
   state->add(identifier, request, std::move(completion));
   item.loadStreamingKeyForRequest(request);

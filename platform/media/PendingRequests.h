@@ -20,6 +20,11 @@ namespace platform {
 inline constexpr std::string_view kCustomURLProviderRequestKindKey = "FCUP_Request_Kind";
 inline constexpr std::string_view kCustomURLProviderRequestKindResource = "resource";
 inline constexpr std::string_view kCustomURLProviderRequestKindKeyRequest = "key";
+/// How it is asked for, where the player speaks HTTP: the method, the header fields (a dictionary
+/// of texts), and of those the range on its own.
+inline constexpr std::string_view kCustomURLProviderRequestMethodKey = "FCUP_Request_HTTPMethod";
+inline constexpr std::string_view kCustomURLProviderRequestHeadersKey = "FCUP_Request_Headers";
+inline constexpr std::string_view kCustomURLProviderRequestRangeKey = "FCUP_Request_Range";
 
 /// How long somebody who took a request may take to answer it.
 inline constexpr Duration kResourceRequestTimeLimit = std::chrono::seconds(30);
@@ -46,11 +51,12 @@ class PendingRequests {
   PendingRequests(const PendingRequests&) = delete;
   PendingRequests& operator=(const PendingRequests&) = delete;
 
-  /// Asks `item` for what is at `url`.
-  void load(TVSMediaItem& item, std::string url, Completion completion);
+  /// Asks `item` for what is at `url`; `details` go into the request's dictionary representation
+  /// beside its kind.
+  void load(TVSMediaItem& item, std::string url, const Dictionary& details, Completion completion);
   /// Asks `item` for a content key; `make` makes the engine's own kind of request.
-  void loadKey(TVSMediaItem& item, std::string url, const MakeKeyRequest& make,
-               Completion completion);
+  void loadKey(TVSMediaItem& item, std::string url, const Dictionary& details,
+               const MakeKeyRequest& make, Completion completion);
   /// Nobody waits for an answer any more.
   void cancelAll();
   std::size_t count() const;

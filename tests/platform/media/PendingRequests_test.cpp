@@ -38,7 +38,7 @@ class AskedItem final : public TVSURLMediaItem {
 class PendingRequestsTest : public testing::Test {
  protected:
   void load(const std::string& url) {
-    requests->load(item, url, [this](const ResourceResponse* response, const Error* error) {
+    requests->load(item, url, {}, [this](const ResourceResponse* response, const Error* error) {
       EXPECT_NE(response == nullptr, error == nullptr);
       ends.push_back(error ? error->code : 0);
       if (onEnd) onEnd();
@@ -76,7 +76,7 @@ TEST_F(PendingRequestsTest, NameThemselves) {
   const auto make = [](auto identifier, auto url, auto details, auto ended) {
     return std::make_shared<sim::SecureKeyRequest>(identifier, url, details, ended, std::nullopt);
   };
-  others.loadKey(item, "own://key", make, [](const auto*, const auto*) {});
+  others.loadKey(item, "own://key", {}, make, [](const auto*, const auto*) {});
   const auto first = item.requests[0]->dictionaryRepresentation();
   const auto second = item.requests[1]->dictionaryRepresentation();
   EXPECT_EQ(first.string("FCUP_Request_URL"), "own://a");

@@ -1,0 +1,115 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "box/relay/MediaTimeline.h"
+#include "platform/foundation/Date.h"
+#include "platform/foundation/Error.h"
+#include "platform/foundation/Value.h"
+
+namespace box {
+
+using HeaderFields = std::vector<std::pair<std::string, std::string>>;
+
+/// What the relay cannot fetch itself: a resource of a scheme that only the sender serves, or a
+/// content key.
+struct RelayQuestion {
+  enum class Kind { Resource, Key };
+  Kind kind = Kind::Resource;
+  std::string url;
+  std::string method = "GET";
+  HeaderFields headers;  ///< those that matter to a server; Range among them
+};
+
+/// The answer: an error, a redirect, or data.
+struct RelayAnswer {
+  std::optional<platform::Error> error;
+  std::optional<std::string> redirectURL;
+  int statusCode = 200;
+  HeaderFields headers;
+  std::shared_ptr<const platform::Bytes> data;
+};
+
+struct RelayCookie {
+  std::string name;
+  std::string value;
+  std::string domain;  ///< empty: the host of the item's URL alone
+  std::string path = "/";
+  bool secure = false;
+};
+
+struct PreSharedKey {
+  platform::Bytes identity;
+  platform::Bytes secret;
+};
+
+struct RelayItemSetup {
+  std::string url;        ///< as the sender wrote it
+  std::string userAgent;  ///< empty: the relay's own
+  HeaderFields headers;   ///< sent with every request to the host of `url`, never to another
+  std::vector<RelayCookie> cookies;
+  /// Without a query of their own, what a playlist refers to gets the query of the playlist's URL.
+  bool inheritsQuery = false;
+  bool usesDiskCache = false;
+  std::optional<PreSharedKey> preSharedKey;
+  /// Called on the relay's thread. `reply` may be called from any thread, at once or later; a
+  /// second call, and one after the item is gone, does nothing.
+  std::function<void(RelayQuestion, std::function<void(RelayAnswer)> reply)> ask;
+};
+
+/// What went through for an item so far.
+struct RelayStatistics {
+  std::uint64_t requestCount = 0;      ///< to servers, retries included
+  std::uint64_t bytesTransferred = 0;  ///< of bodies, as they came over the network
+  double transferSeconds = 0;          ///< during which at least one body was under way
+  std::uint64_t stallCount = 0;  ///< transfers that went silent and were taken up again or given up
+  std::uint64_t retryCount = 0;
+  std::optional<double> observedBitrate;  ///< bits a second, recent transfers weighing more
+  std::optional<double> observedBitrateDeviation;  ///< standard deviation of the same
+  std::string serverAddress;                       ///< of the newest connection
+};
+
+/// A body that reached, or is reaching, the engine.
+struct RelayedRange {
+  std::string url;
+  std::uint64_t begin = 0;                  ///< bytes
+  std::uint64_t end = 0;                    ///< bytes, exclusive: how far it has come
+  std::optional<std::uint64_t> totalBytes;  ///< of the resource
+  bool complete = false;                    ///< it has come to its end
+};
+
+/// One media item's way through the relay. Destroying it closes the way: its URL answers 404, its
+/// transfers are broken off, and its questions are nobody's any more.
+///
+/// Threads: any.
+class RelayItem {
+ public:
+  virtual ~RelayItem() = default;
+
+  /// What the engine plays in place of the item's URL: http on the loopback address.
+  virtual std::string url() const = 0;
+  /// The same for another URL of this item, such as a subtitle's that the playlist does not name.
+  virtual std::string urlFor(const std::string& url) const = 0;
+  /// The first exchange that failed for good, with whom to blame.
+  virtual std::optional<platform::Error> failure() const = 0;
+  /// An exchange is under way which the relay itself will bring to an end.
+  virtual bool isBusy() const = 0;
+  virtual RelayStatistics statistics() const = 0;
+  /// Newest last, at most a few hundred.
+  virtual std::vector<RelayedRange> ranges() const = 0;
+  /// What the newest media playlist of the picture, or else of the sound, says of times and dates.
+  /// Null for what is no playlist.
+  virtual std::shared_ptr<const MediaTimeline> timeline() const = 0;
+  /// Asks for a content key in the name of the item, as if a playlist had named it. `reply` is
+  /// called once, on any thread, unless the item goes first.
+  virtual void askForKey(const std::string& url, std::function<void(RelayAnswer)> reply) = 0;
+};
+
+}  // namespace box
