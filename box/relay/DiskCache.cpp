@@ -106,8 +106,8 @@ std::string readAt(int descriptor, std::uint64_t position, std::size_t length) {
   std::string bytes(length, '\0');
   std::size_t done = 0;
   while (done < length) {
-    const ssize_t count = pread(descriptor, bytes.data() + done, length - done,
-                                static_cast<off_t>(position + done));
+    const ssize_t count =
+        pread(descriptor, bytes.data() + done, length - done, static_cast<off_t>(position + done));
     if (count < 0 && errno == EINTR) continue;
     if (count <= 0) break;
     done += static_cast<std::size_t>(count);
@@ -268,8 +268,7 @@ std::unique_ptr<DiskCache::Reader> DiskCache::find(const std::string& url, platf
   // The order of use outlives the process as the time of change.
   futimens(descriptor, nullptr);
   _entries.splice(_entries.end(), _entries, found->second);
-  return std::make_unique<Reader>(descriptor, header->length,
-                                  found->second->size - header->length,
+  return std::make_unique<Reader>(descriptor, header->length, found->second->size - header->length,
                                   std::move(header->headers));
 }
 

@@ -24,8 +24,8 @@ struct DiskCacheLimits {
 };
 
 /// Whole bodies of responses, kept in a folder of files: the least recently used go when the limit
-/// is reached, the too old ones when the cache is opened. A body counts once it is complete; whatever
-/// goes wrong with the disk, a full one included, costs the entry and nothing else.
+/// is reached, the too old ones when the cache is opened. A body counts once it is complete;
+/// whatever goes wrong with the disk, a full one included, costs the entry and nothing else.
 ///
 /// Names of files are digests, so no URL can be read from them.
 ///
@@ -78,8 +78,8 @@ class DiskCache {
 
   /// What is kept and still fresh under `url`.
   std::unique_ptr<Reader> find(const std::string& url, platform::Date now);
-  /// Null when a response with these header fields may not be kept, or cannot be. The cache outlives
-  /// the writer.
+  /// Null when a response with these header fields may not be kept, or cannot be. The cache
+  /// outlives the writer.
   std::unique_ptr<Writer> begin(const std::string& url, const HeaderFields& headers,
                                 platform::Date now);
   std::uint64_t size() const { return _size; }

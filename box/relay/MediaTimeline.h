@@ -29,8 +29,10 @@ struct MediaTimeline {
   };
   bool live = false;
   double targetDuration = 0;
-  std::vector<Segment> segments;  ///< those of the newest playlist
-  std::vector<DateMark> dates;    ///< in the order of their positions
+  std::uint64_t mediaSequence = 0;  ///< the number of the first segment
+  /// Those of the newest playlist; of a playlist that names tens of thousands, the last of them.
+  std::vector<Segment> segments;
+  std::vector<DateMark> dates;  ///< in the order of their positions
 
   /// The date at `position`: of the mark before it, or counted back from the first one.
   std::optional<platform::Date> dateAt(double position) const;

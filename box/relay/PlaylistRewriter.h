@@ -21,6 +21,9 @@ struct PlaylistContext {
   bool inheritsQuery = false;
   /// The URL on the relay for an absolute URL of the outside.
   std::function<std::string(const std::string& url, RelayPath::Kind kind)> relayed;
+  /// Told of every playlist that this one names beside those of the picture, with its type
+  /// ("AUDIO", "SUBTITLES"). May be empty.
+  std::function<void(const std::string& url, const std::string& type)> alternate = {};
 };
 
 /// Makes whatever a playlist refers to come back through the relay, passing text on as it arrives:
@@ -38,9 +41,10 @@ class PlaylistRewriter {
   virtual std::optional<std::string> feed(std::string_view bytes) = 0;
   virtual std::optional<std::string> finish() = 0;
   /// Of a media playlist after finish(), continuing `previous`, which is the same one's as it was
-  /// last loaded. Null for a master playlist.
-  virtual std::shared_ptr<const MediaTimeline> timeline(
-      const std::shared_ptr<const MediaTimeline>& previous) const = 0;
+  /// last loaded; without that laid beside `other`, of another playlist of the same live programme.
+  /// Null for a master playlist.
+  virtual std::shared_ptr<const MediaTimeline> timeline(const MediaTimeline* previous,
+                                                        const MediaTimeline* other) const = 0;
 };
 
 }  // namespace box

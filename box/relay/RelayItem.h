@@ -60,7 +60,8 @@ struct RelayItemSetup {
   bool usesDiskCache = false;
   std::optional<PreSharedKey> preSharedKey;
   /// Called on the relay's thread. `reply` may be called from any thread, at once or later; a
-  /// second call, and one after the item is gone, does nothing.
+  /// second call, and one after the item is gone, does nothing. The relay waits for it without a
+  /// bound: whoever answers keeps one.
   std::function<void(RelayQuestion, std::function<void(RelayAnswer)> reply)> ask;
 };
 
@@ -97,7 +98,8 @@ class RelayItem {
   virtual std::string url() const = 0;
   /// The same for another URL of this item, such as a subtitle's that the playlist does not name.
   virtual std::string urlFor(const std::string& url) const = 0;
-  /// The first exchange that failed for good, with whom to blame.
+  /// With whom to blame, the newest exchange that failed for good and after which no media came
+  /// through: what the engine can do without is no reason for it to fail.
   virtual std::optional<platform::Error> failure() const = 0;
   /// An exchange is under way which the relay itself will bring to an end.
   virtual bool isBusy() const = 0;

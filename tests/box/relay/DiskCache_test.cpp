@@ -26,7 +26,8 @@ class DiskCacheTest : public testing::Test {
   ~DiskCacheTest() override { fs::remove_all(fs::path(folder).parent_path()); }
 
   void reopen(platform::Date now = kNow) { cache = DiskCache::open(folder, now, limits); }
-  bool keep(const std::string& url, const std::string& body, const HeaderFields& headers = kForADay) {
+  bool keep(const std::string& url, const std::string& body,
+            const HeaderFields& headers = kForADay) {
     const auto writer = cache->begin(url, headers, kNow);
     return writer && writer->write(body) && writer->commit();
   }

@@ -1,0 +1,225 @@
+#include "box/relay/Exchange.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "box/relay/NetworkErrors.h"
+#include "platform/foundation/TVSLogger.h"
+
+namespace box {
+namespace {
+
+using platform::URLErrorCode;
+
+constexpr std::size_t kPieceBytes = std::size_t{64} * 1024;
+
+}  // namespace
+
+Exchange::Exchange(std::shared_ptr<ItemContext> item, CurlLoop& loop, Request request,
+                   std::shared_ptr<ResponseSink> sink)
+    : _item(std::move(item)), _loop(loop), _request(std::move(request)), _sink(std::move(sink)) {}
+
+Exchange::~Exchange() { _setBusy(false); }
+
+void Exchange::start(std::shared_ptr<ItemContext> item, CurlLoop& loop, Request request,
+                     std::shared_ptr<ResponseSink> sink) {
+  const std::shared_ptr<Exchange> exchange(
+      new Exchange(std::move(item), loop, std::move(request), std::move(sink)));
+  exchange->_item->add(exchange);
+  exchange->_sink->drained = [self = exchange.get()] { self->_resume(); };
+  exchange->_sink->gone = [self = exchange.get()] { self->_close(); };
+  exchange->_setBusy(true);
+  // A playlist is rewritten, which takes all of it.
+  if (exchange->_request.form == Delivery::Form::Key ||
+      looksLikePlaylist(exchange->_request.path.url))
+    exchange->_request.range.clear();
+  exchange->_locate(exchange->_request.path.url);
+}
+
+void Exchange::_locate(const std::string& url) {
+  _url = url;
+  if (isWebURL(url)) return _fetch(url);
+  if (_item->setup().ask) return _ask(url);
+  _fail(networkError(URLErrorCode::UnsupportedURL));
+}
+
+void Exchange::_fetch(const std::string& url) {
+  Fetch::Request request;
+  request.url = url;
+  request.headOnly = _request.headOnly;
+  request.range = _request.range;
+  request.acceptsEncodings = _request.range.empty() && !_request.headOnly && looksLikeText(url);
+  request.fields = _request.fields;
+  _fetching = std::make_unique<Fetch>(*_item, _item->loop(_loop), std::move(request), *this);
+  _fetching->start();
+}
+
+BodyFlow Exchange::fetchGotHead(const ResourceHead& head) {
+  if (head.status >= 300) {
+    _refusal = head.status >= 400 ? httpError(static_cast<unsigned>(head.status))
+                                  : networkError(URLErrorCode::BadServerResponse);
+    return BodyFlow::Abort;
+  }
+  _delivery =
+      std::make_unique<Delivery>(*_item, _request.path, _request.form, _request.headOnly, *_sink);
+  _delivery->begin(head);
+  return BodyFlow::More;
+}
+
+BodyFlow Exchange::fetchGotBytes(std::string_view bytes) { return _noting(_delivery->pass(bytes)); }
+
+/// While the engine is waited for, the relay cannot bring the exchange to an end.
+BodyFlow Exchange::_noting(BodyFlow flow) {
+  if (flow == BodyFlow::Pause) _setBusy(false);
+  return flow;
+}
+
+void Exchange::fetchEnded(std::optional<platform::Error> error) {
+  const auto self = shared_from_this();
+  const auto ended = std::move(_fetching);
+  if (error) return _fail(*error);
+  if (_refusal) return _fail(*_refusal);
+  _sourceEnded();
+}
+
+void Exchange::_sourceEnded() {
+  if (_delivery->needsWhole()) {
+    _delivery.reset();
+    _request.range.clear();
+    return _locate(_url);
+  }
+  if (_delivery->refusal()) return _fail(*_delivery->refusal());
+  if (const auto error = _delivery->end()) return _fail(*error);
+  // The end of a short body is where it is seen to be a part of a playlist.
+  if (_delivery->needsWhole()) return _sourceEnded();
+  _close();
+}
+
+void Exchange::_resume() {
+  const auto self = shared_from_this();
+  _setBusy(true);
+  if (_data) return _passData();
+  if (_fetching) _fetching->resume();
+}
+
+void Exchange::_ask(const std::string& url) {
+  RelayQuestion question;
+  question.kind = _request.path.kind == RelayPath::Kind::Key ? RelayQuestion::Kind::Key
+                                                             : RelayQuestion::Kind::Resource;
+  question.url = url;
+  question.method = _request.headOnly ? "HEAD" : "GET";
+  const RelayItemSetup& setup = _item->setup();
+  if (_item->isOwnServer(url)) question.headers = setup.headers;
+  if (!setup.userAgent.empty()) question.headers.emplace_back("User-Agent", setup.userAgent);
+  if (!_request.range.empty()) question.headers.emplace_back("Range", _request.range);
+  const std::uint64_t number = ++_question;
+  auto reply = [item = std::weak_ptr(_item), exchange = weak_from_this(),
+                number](RelayAnswer answer) {
+    const auto asking = item.lock();
+    if (!asking || asking->isShut()) return;
+    asking->thread().post([exchange, number, answer = std::move(answer)]() mutable {
+      const auto self = exchange.lock();
+      if (!self || self->_isClosed || self->_question != number) return;
+      ++self->_question;  // whatever else comes is the answer to nothing
+      self->_answered(std::move(answer));
+    });
+  };
+  setup.ask(std::move(question), std::move(reply));
+}
+
+void Exchange::_answered(RelayAnswer answer) {
+  if (answer.error) return _fail(*answer.error);
+  if (answer.redirectURL) {
+    const auto target = resolvedURL(_url, *answer.redirectURL);
+    if (!target || ++_redirects > _item->bounds().redirects)
+      return _fail(networkError(URLErrorCode::BadServerResponse, "It redirects too often."));
+    return _locate(*target);
+  }
+  if (answer.statusCode >= 400) return _fail(httpError(static_cast<unsigned>(answer.statusCode)));
+  _answeredData(std::move(answer));
+}
+
+void Exchange::_answeredData(RelayAnswer answer) {
+  static const auto nothing = std::make_shared<const platform::Bytes>();
+  _data = answer.data ? std::move(answer.data) : nothing;
+  _dataBegin = 0;
+  _dataEnd = _data->size();
+  ResourceHead head;
+  head.url = _url;
+  head.status = answer.statusCode == 206 ? 206 : 200;
+  head.fields = std::move(answer.headers);
+  head.fields.emplace_back("Accept-Ranges", "bytes");
+
+  const std::string_view first(reinterpret_cast<const char*>(_data->data()),
+                               std::min<std::size_t>(_data->size(), 64));
+  const bool isPlaylist = playlistKindOf(head.field("Content-Type"), first) != PlaylistKind::None;
+  auto range = head.status == 200 && !isPlaylist
+                   ? ByteRange::ofRequest(_request.range, _data->size())
+                   : std::optional<ByteRange>();
+  if (range) {
+    if (range->first >= _data->size()) return _fail(httpError(416));
+    range->last =
+        std::min<std::uint64_t>(range->last.value_or(_data->size() - 1), _data->size() - 1);
+    range->total = _data->size();
+    _dataBegin = range->first;
+    _dataEnd = *range->last + 1;
+    head.status = 206;
+    head.fields.emplace_back("Content-Range", range->responseField());
+  }
+  head.length = _dataEnd - _dataBegin;
+  _delivery =
+      std::make_unique<Delivery>(*_item, _request.path, _request.form, _request.headOnly, *_sink);
+  _delivery->begin(head);
+  _passData();
+}
+
+void Exchange::_passData() {
+  while (_dataBegin < _dataEnd) {
+    const std::size_t size = std::min(kPieceBytes, _dataEnd - _dataBegin);
+    const auto* const bytes = reinterpret_cast<const char*>(_data->data()) + _dataBegin;
+    _dataBegin += size;
+    const BodyFlow flow = _noting(_delivery->pass({bytes, size}));
+    if (flow == BodyFlow::Pause) return;
+    if (flow == BodyFlow::Abort) break;
+  }
+  _data.reset();
+  _sourceEnded();
+}
+
+void Exchange::_fail(const platform::Error& error) {
+  const bool isStatus = error.domain == platform::kURLErrorDomain && error.code >= 400;
+  // An engine that asks for what is behind the end is told so, and goes on.
+  if (!isStatus || error.code != 416) {
+    _item->record().setFailure(error);
+    TVSLogNotice(TVSSystemLog, "%@ cannot be had: %@", loggableURL(_url), error);
+  }
+  _setBusy(false);  // before anybody can see the outcome
+  _sink->fail(isStatus && error.code < 600 ? static_cast<int>(error.code) : 502, error);
+  _close();
+}
+
+void Exchange::cancel() {
+  _sink->fail(404, networkError(URLErrorCode::NetworkConnectionLost));
+  _close();
+}
+
+void Exchange::_close() {
+  if (std::exchange(_isClosed, true)) return;
+  const auto self = shared_from_this();
+  _setBusy(false);
+  _sink->drained = nullptr;
+  _sink->gone = nullptr;
+  _fetching.reset();
+  _data.reset();
+  _item->remove(*this);
+}
+
+void Exchange::_setBusy(bool busy) {
+  if (std::exchange(_isBusy, busy) == busy) return;
+  if (busy)
+    _item->record().becameBusy();
+  else
+    _item->record().becameIdle();
+}
+
+}  // namespace box

@@ -1,0 +1,85 @@
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "box/relay/Bandwidth.h"
+#include "box/relay/MediaTimeline.h"
+#include "box/relay/RelayItem.h"
+
+namespace box {
+
+/// What is known of an item's exchanges. Threads: any; nobody is called from here.
+class ItemRecord {
+ public:
+  std::optional<platform::Error> failure() const;
+  bool isBusy() const;
+  RelayStatistics statistics() const;
+  std::vector<RelayedRange> ranges() const;
+  std::shared_ptr<const MediaTimeline> timeline() const;
+
+  void addRequest();
+  void addRetry();
+  void addStall();
+  void addBytes(std::uint64_t count);
+  void addMeasurement(std::uint64_t bytes, double seconds);
+  void setServerAddress(std::string address);
+  /// A body begins or stops to be under way; balanced.
+  void bodyBegan();
+  void bodyStopped();
+
+  void setFailure(platform::Error error);
+  /// Bytes of media, not of playlists or keys, are on their way: what failed before is no reason
+  /// for the engine to fail any more.
+  void mediaPassed();
+
+  /// Exchanges that the relay will bring to an end; balanced.
+  void becameBusy();
+  void becameIdle();
+
+  /// The identifier of a new range, which grows from `begin`.
+  std::uint64_t beginRange(std::string url, std::uint64_t begin,
+                           std::optional<std::uint64_t> total);
+  void extendRange(std::uint64_t identifier, std::uint64_t count);
+  void completeRange(std::uint64_t identifier);
+
+  /// The playlist at `url` is not the picture's, but one of sound, or of text.
+  void noteAlternate(const std::string& url, bool isSound);
+  std::shared_ptr<const MediaTimeline> timelineOf(const std::string& url) const;
+  void setTimeline(const std::string& url, std::shared_ptr<const MediaTimeline> timeline);
+
+ private:
+  struct Range {
+    std::uint64_t identifier;
+    RelayedRange range;
+  };
+  struct Timeline {
+    std::shared_ptr<const MediaTimeline> timeline;
+    std::uint64_t age = 0;  // the higher, the newer
+  };
+  Range* _range(std::uint64_t identifier);
+
+  mutable std::mutex _mutex;
+  RelayStatistics _statistics;
+  Bandwidth _bandwidth;
+  std::optional<platform::Error> _failure;
+  unsigned _busy = 0;
+  unsigned _bodies = 0;
+  double _bodiesSince = 0;
+  std::uint64_t _rangeCount = 0;
+  std::deque<Range> _ranges;
+  std::map<std::string, Timeline> _timelines;
+  std::uint64_t _timelineCount = 0;
+  std::map<std::string, bool> _alternates;  // by their URLs; whether they are sound
+};
+
+/// Seconds of a clock that only goes forward.
+double monotonicSeconds();
+
+}  // namespace box
