@@ -109,9 +109,10 @@ bool LoopbackRelay::_start() {
   const int listener = listeningSocket(port);
   if (listener < 0) return false;
   _port = port;
-  auto begin = [core = _core.get(), listener] {
+  auto begin = [core = _core.get(), listener, mostWaiting = _bounds.waitingBytes] {
     curl_global_init(CURL_GLOBAL_DEFAULT);
-    core->server = std::make_unique<RelayServer>(listener, core->thread->context(), core->items);
+    core->server =
+        std::make_unique<RelayServer>(listener, core->thread->context(), core->items, mostWaiting);
   };
   auto end = [core = _core] {
     for (const auto& [token, item] : core->items->clear()) item->close();

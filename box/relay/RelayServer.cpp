@@ -1,50 +1,38 @@
 #include "box/relay/RelayServer.h"
 
+#include <cerrno>
+#include <chrono>
 #include <utility>
 
-#include "box/relay/EngineResponse.h"
+#include <glib-unix.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include "box/relay/Exchange.h"
 #include "box/relay/LoopbackPeer.h"
+#include "box/relay/NetworkErrors.h"
 #include "platform/foundation/TVSLogger.h"
 
 namespace box {
 namespace {
 
-constexpr const char* kAdmission = "relay-admission";
+// They are told that they may not, and are of no further interest.
+constexpr std::size_t kMostStrangers = 16;
+constexpr auto kListenPause = std::chrono::milliseconds(1000);
 
-/// Asked once a connection.
-bool isAdmitted(SoupServerMessage* message) {
-  GSocket* const socket = soup_server_message_get_socket(message);
-  if (!socket) return false;
-  enum : gsize { Refused = 1, Admitted = 2 };
-  auto admission = reinterpret_cast<gsize>(g_object_get_data(G_OBJECT(socket), kAdmission));
-  if (admission == 0) {
-    admission = isPeerOfThisProcess(g_socket_get_fd(socket)) ? Admitted : Refused;
-    g_object_set_data(G_OBJECT(socket), kAdmission, reinterpret_cast<gpointer>(admission));
-    if (admission == Refused)
-      TVSLogNotice(TVSSystemLog, "A connection to the relay is refused: it is another process's");
-  }
-  return admission == Admitted;
+void refuse(ResponseSink& sink, int status) {
+  sink.fail(status, networkError(platform::URLErrorCode::Unknown));
 }
 
-/// Path and query as they came.
-std::string targetOf(SoupServerMessage* message) {
-  GUri* const uri = soup_server_message_get_uri(message);
-  std::string target = g_uri_get_path(uri);
-  if (const char* query = g_uri_get_query(uri)) target.append("?").append(query);
-  return target;
-}
-
-Exchange::Request requestOf(SoupServerMessage* message, RelayPath path) {
+Exchange::Request requestOf(const EngineRequest& asked, RelayPath path) {
   Exchange::Request request;
   request.form = path.kind == RelayPath::Kind::Key ? Delivery::Form::Key : Delivery::Form::Body;
   request.path = std::move(path);
-  request.headOnly = g_strcmp0(soup_server_message_get_method(message), "HEAD") == 0;
-  SoupMessageHeaders* const fields = soup_server_message_get_request_headers(message);
-  if (const char* range = soup_message_headers_get_one(fields, "Range")) request.range = range;
+  request.headOnly = asked.method == "HEAD";
+  request.range = asked.field("Range");
   // Stations that are asked tell what they play, within the stream.
-  if (const char* wanted = soup_message_headers_get_one(fields, "icy-metadata"))
-    request.fields.emplace_back("Icy-MetaData", wanted);
+  const std::string wanted = asked.field("Icy-MetaData");
+  if (!wanted.empty()) request.fields.emplace_back("Icy-MetaData", wanted);
   return request;
 }
 
@@ -75,49 +63,83 @@ std::map<std::string, std::shared_ptr<ItemContext>> ItemTable::clear() {
   return std::exchange(_items, {});
 }
 
-RelayServer::RelayServer(int listener, GMainContext* context, std::shared_ptr<ItemTable> items)
-    : _items(std::move(items)),
+RelayServer::RelayServer(int listener, GMainContext* context, std::shared_ptr<ItemTable> items,
+                         std::size_t mostWaiting)
+    : _listener(listener),
+      _context(context),
+      _items(std::move(items)),
+      _mostWaiting(mostWaiting),
       _transfers(context),
-      _server(soup_server_new("raw-paths", TRUE, nullptr)) {
-  soup_server_add_early_handler(_server, nullptr, &RelayServer::_admit, this, nullptr);
-  soup_server_add_handler(_server, nullptr, &RelayServer::_handle, this, nullptr);
-  GError* error = nullptr;
-  GSocket* const socket = g_socket_new_from_fd(listener, &error);
-  if (socket) {
-    soup_server_listen_socket(_server, socket, static_cast<SoupServerListenOptions>(0), &error);
-    g_object_unref(socket);
-  }
-  if (!error) return;
-  TVSLogError(TVSSystemLog, "The relay cannot listen: %@", error->message);
-  g_error_free(error);
+      _listensAgain(context) {
+  _listen();
 }
 
 RelayServer::~RelayServer() {
-  soup_server_disconnect(_server);
-  g_object_unref(_server);
+  _stopListening();
+  _connections.clear();
+  close(_listener);
 }
 
-// Before a body is read, which nobody here has a use for.
-void RelayServer::_admit(SoupServer*, SoupServerMessage* message, const char*, GHashTable*, void*) {
-  const char* const method = soup_server_message_get_method(message);
-  if (!isAdmitted(message))
-    soup_server_message_set_status(message, SOUP_STATUS_FORBIDDEN, nullptr);
-  else if (g_strcmp0(method, "GET") != 0 && g_strcmp0(method, "HEAD") != 0)
-    soup_server_message_set_status(message, SOUP_STATUS_METHOD_NOT_ALLOWED, nullptr);
+void RelayServer::_listen() {
+  _watch = g_unix_fd_source_new(_listener, G_IO_IN);
+  const GUnixFDSourceFunc ready = [](gint, GIOCondition, gpointer self) -> gboolean {
+    static_cast<RelayServer*>(self)->_accept();
+    return G_SOURCE_CONTINUE;
+  };
+  g_source_set_callback(_watch, G_SOURCE_FUNC(ready), this, nullptr);
+  g_source_attach(_watch, _context);
 }
 
-void RelayServer::_handle(SoupServer*, SoupServerMessage* message, const char*, GHashTable*,
-                          void* self) {
-  auto& server = *static_cast<RelayServer*>(self);
-  auto path = RelayPath::parse(targetOf(message));
-  const auto item = path ? server._items->find(path->token) : nullptr;
-  if (!item || item->isShut()) {
-    soup_server_message_set_status(message, SOUP_STATUS_NOT_FOUND, nullptr);
+void RelayServer::_stopListening() {
+  if (!_watch) return;
+  g_source_destroy(_watch);
+  g_source_unref(std::exchange(_watch, nullptr));
+}
+
+void RelayServer::_accept() {
+  const int descriptor = accept4(_listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+  if (descriptor >= 0) return _add(descriptor);
+  if (errno == EAGAIN || errno == ECONNABORTED || errno == EINTR) return;
+  // Whoever waits would wake it up again and again.
+  TVSLogNotice(TVSSystemLog, "The relay takes no connection for a while: no descriptors are left");
+  _stopListening();
+  _listensAgain.start(kListenPause, [this] { _listen(); });
+}
+
+void RelayServer::_add(int descriptor) {
+  const bool isOwn = isPeerOfThisProcess(descriptor);
+  if (!isOwn && _strangers >= kMostStrangers) {
+    close(descriptor);
     return;
   }
-  auto response = EngineResponse::make(message, item->bounds().waitingBytes);
-  Exchange::start(item, server._transfers, requestOf(message, std::move(*path)),
-                  std::move(response));
+  if (!isOwn) {
+    ++_strangers;
+    TVSLogNotice(TVSSystemLog, "A connection to the relay is refused: it is another process's");
+  }
+  auto handle = [this, isOwn](const EngineRequest& request, std::shared_ptr<ResponseSink> sink) {
+    if (isOwn)
+      _answer(request, std::move(sink));
+    else
+      refuse(*sink, 403);
+  };
+  const auto key = std::make_shared<std::weak_ptr<EngineConnection>>();
+  auto closed = [this, isOwn, key] {
+    if (!isOwn) --_strangers;
+    _connections.erase(key->lock());
+  };
+  const auto connection = std::make_shared<EngineConnection>(descriptor, _context, _mostWaiting,
+                                                             std::move(handle), std::move(closed));
+  *key = connection;
+  _connections.insert(connection);
+  connection->start();
+}
+
+void RelayServer::_answer(const EngineRequest& request, std::shared_ptr<ResponseSink> sink) {
+  if (request.method != "GET" && request.method != "HEAD") return refuse(*sink, 405);
+  auto path = RelayPath::parse(request.target);
+  const auto item = path ? _items->find(path->token) : nullptr;
+  if (!item || item->isShut()) return refuse(*sink, 404);
+  Exchange::start(item, _transfers, requestOf(request, std::move(*path)), std::move(sink));
 }
 
 }  // namespace box

@@ -1,14 +1,18 @@
 #pragma once
 
+#include <cstddef>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 
-#include <libsoup/soup.h>
+#include <glib.h>
 
 #include "box/relay/CurlLoop.h"
+#include "box/relay/EngineConnection.h"
 #include "box/relay/ItemContext.h"
+#include "box/relay/RelayThread.h"
 
 namespace box {
 
@@ -29,11 +33,15 @@ class ItemTable {
 /// The HTTP server in front of the items, and the transfers that they share. Lets in GET and HEAD,
 /// from this process alone.
 ///
-/// Threads: the relay's, with its context as the default one.
+/// It is one of its own: of the library at hand, a server keeps what belongs to a connection when
+/// the peer has gone.
+///
+/// Threads: the relay's.
 class RelayServer {
  public:
-  /// `listener` is bound and listens; it is the server's from now on.
-  RelayServer(int listener, GMainContext* context, std::shared_ptr<ItemTable> items);
+  /// `listener` is bound, listens and does not block; it is the server's from now on.
+  RelayServer(int listener, GMainContext* context, std::shared_ptr<ItemTable> items,
+              std::size_t mostWaiting);
   /// The items have been closed.
   ~RelayServer();
   RelayServer(const RelayServer&) = delete;
@@ -42,13 +50,21 @@ class RelayServer {
   CurlLoop& transfers() { return _transfers; }
 
  private:
-  static void _admit(SoupServer*, SoupServerMessage* message, const char*, GHashTable*, void*);
-  static void _handle(SoupServer*, SoupServerMessage* message, const char*, GHashTable*,
-                      void* self);
+  void _listen();
+  void _stopListening();
+  void _accept();
+  void _add(int descriptor);
+  void _answer(const EngineRequest& request, std::shared_ptr<ResponseSink> sink);
 
+  const int _listener;
+  GMainContext* const _context;
   const std::shared_ptr<ItemTable> _items;
+  const std::size_t _mostWaiting;
   CurlLoop _transfers;
-  SoupServer* const _server;
+  GSource* _watch = nullptr;
+  RelayTimer _listensAgain;
+  std::set<std::shared_ptr<EngineConnection>> _connections;
+  std::size_t _strangers = 0;  // among them
 };
 
 }  // namespace box

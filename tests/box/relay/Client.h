@@ -27,7 +27,6 @@ class Client {
  public:
   Client() : _transfer(curl_easy_init()) {}
   ~Client() { curl_easy_cleanup(_transfer); }
-  void setPatience(long milliseconds) { _patience = milliseconds; }
   Client(const Client&) = delete;
   Client& operator=(const Client&) = delete;
 
@@ -46,7 +45,7 @@ class Client {
     curl_easy_setopt(_transfer, CURLOPT_WRITEDATA, &reply.body);
     curl_easy_setopt(_transfer, CURLOPT_HEADERFUNCTION, append);
     curl_easy_setopt(_transfer, CURLOPT_HEADERDATA, &reply.head);
-    curl_easy_setopt(_transfer, CURLOPT_TIMEOUT_MS, _patience);
+    curl_easy_setopt(_transfer, CURLOPT_TIMEOUT, 20L);
     reply.code = curl_easy_perform(_transfer);
     curl_easy_getinfo(_transfer, CURLINFO_RESPONSE_CODE, &reply.status);
     return reply;
@@ -60,7 +59,6 @@ class Client {
 
  private:
   CURL* const _transfer;
-  long _patience = 20'000;
 };
 
 }  // namespace box

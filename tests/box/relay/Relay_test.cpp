@@ -262,15 +262,18 @@ TEST_F(RelayTest, TakesNoMoreThanTheEngineReads) {
 }
 
 TEST_F(RelayTest, GoesWhenTheEngineGoes) {
-  server.script("/a.mp4", {{"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n", Answer::Then::Hang}});
+  server.script("/a.mp4", {{"HTTP/1.1 200 OK\r\nContent-Length: 99\r\n\r\nThe beginning of it, ",
+                            Answer::Then::Hang}});
   RelayItemSetup setup;
   setup.url = server.url("/a.mp4");
   const auto item = open(setup);
-  {
-    Client hasty;
-    hasty.setPatience(50);
-    EXPECT_EQ(hasty.get(item->url()).code, CURLE_OPERATION_TIMEDOUT);
-  }
+  CURL* const hasty = curl_easy_init();
+  const auto leave = +[](char*, std::size_t, std::size_t, void*) -> std::size_t { return 0; };
+  curl_easy_setopt(hasty, CURLOPT_URL, item->url().c_str());
+  curl_easy_setopt(hasty, CURLOPT_NOPROXY, "*");
+  curl_easy_setopt(hasty, CURLOPT_WRITEFUNCTION, leave);
+  EXPECT_EQ(curl_easy_perform(hasty), CURLE_WRITE_ERROR);
+  curl_easy_cleanup(hasty);
   server.sentWhenStuck();
   EXPECT_EQ(item->statistics().stallCount, 0u);
   EXPECT_FALSE(item->failure());
