@@ -34,6 +34,8 @@ class Delivery {
   /// The body is complete. An error: it has not been what it had to be.
   std::optional<platform::Error> end();
 
+  /// As far as is known by now.
+  bool isPlaylist() const { return _rewriter != nullptr; }
   /// pass() has ended with Abort because a part of a playlist was asked for, which has to be had
   /// whole.
   bool needsWhole() const { return _needsWhole; }

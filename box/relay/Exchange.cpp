@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "box/relay/NetworkErrors.h"
+#include "platform/foundation/Clock.h"
 #include "platform/foundation/TVSLogger.h"
 
 namespace box {
@@ -15,16 +16,19 @@ constexpr std::size_t kPieceBytes = std::size_t{64} * 1024;
 
 }  // namespace
 
-Exchange::Exchange(std::shared_ptr<ItemContext> item, CurlLoop& loop, Request request,
+Exchange::Exchange(std::shared_ptr<ItemContext> item, const Sources& sources, Request request,
                    std::shared_ptr<ResponseSink> sink)
-    : _item(std::move(item)), _loop(loop), _request(std::move(request)), _sink(std::move(sink)) {}
+    : _item(std::move(item)),
+      _sources(sources),
+      _request(std::move(request)),
+      _sink(std::move(sink)) {}
 
 Exchange::~Exchange() { _setBusy(false); }
 
-void Exchange::start(std::shared_ptr<ItemContext> item, CurlLoop& loop, Request request,
+void Exchange::start(std::shared_ptr<ItemContext> item, const Sources& sources, Request request,
                      std::shared_ptr<ResponseSink> sink) {
   const std::shared_ptr<Exchange> exchange(
-      new Exchange(std::move(item), loop, std::move(request), std::move(sink)));
+      new Exchange(std::move(item), sources, std::move(request), std::move(sink)));
   exchange->_item->add(exchange);
   exchange->_sink->drained = [self = exchange.get()] { self->_resume(); };
   exchange->_sink->gone = [self = exchange.get()] { self->_close(); };
@@ -38,6 +42,7 @@ void Exchange::start(std::shared_ptr<ItemContext> item, CurlLoop& loop, Request 
 
 void Exchange::_locate(const std::string& url) {
   _url = url;
+  if (_mayCache() && _isCached(url)) return;
   if (isWebURL(url)) return _fetch(url);
   if (_item->setup().ask) return _ask(url);
   _fail(networkError(URLErrorCode::UnsupportedURL));
@@ -50,7 +55,8 @@ void Exchange::_fetch(const std::string& url) {
   request.range = _request.range;
   request.acceptsEncodings = _request.range.empty() && !_request.headOnly && looksLikeText(url);
   request.fields = _request.fields;
-  _fetching = std::make_unique<Fetch>(*_item, _item->loop(_loop), std::move(request), *this);
+  _fetching =
+      std::make_unique<Fetch>(*_item, _item->loop(_sources.transfers), std::move(request), *this);
   _fetching->start();
 }
 
@@ -63,10 +69,35 @@ BodyFlow Exchange::fetchGotHead(const ResourceHead& head) {
   _delivery =
       std::make_unique<Delivery>(*_item, _request.path, _request.form, _request.headOnly, *_sink);
   _delivery->begin(head);
+  // What had to be looked for elsewhere may be somewhere else tomorrow.
+  if (_mayCache() && head.status == 200 && _request.range.empty() && head.url == _url)
+    _keeping = _sources.cache->begin(_url, head.fields, platform::SystemClock().date());
   return BodyFlow::More;
 }
 
-BodyFlow Exchange::fetchGotBytes(std::string_view bytes) { return _noting(_delivery->pass(bytes)); }
+BodyFlow Exchange::fetchGotBytes(std::string_view bytes) {
+  const BodyFlow flow = _noting(_delivery->pass(bytes));
+  if (_keeping && (_delivery->isPlaylist() || !_keeping->write(bytes))) _keeping.reset();
+  return flow;
+}
+
+bool Exchange::_mayCache() const {
+  return _sources.cache && _item->setup().usesDiskCache && !_request.headOnly &&
+         _request.form == Delivery::Form::Body && !looksLikePlaylist(_url);
+}
+
+bool Exchange::_isCached(const std::string& url) {
+  const std::shared_ptr<DiskCache::Reader> body =
+      _sources.cache->find(url, platform::SystemClock().date());
+  if (!body) return false;
+  ResourceHead head;
+  head.url = url;
+  head.fields = body->headers();
+  _passHeld(std::move(head), body->size(), [body](std::uint64_t position, std::size_t size) {
+    return body->read(position, size);
+  });
+  return true;
+}
 
 /// While the engine is waited for, the relay cannot bring the exchange to an end.
 BodyFlow Exchange::_noting(BodyFlow flow) {
@@ -89,6 +120,7 @@ void Exchange::_sourceEnded() {
     return _locate(_url);
   }
   if (_delivery->refusal()) return _fail(*_delivery->refusal());
+  if (const auto kept = std::move(_keeping)) kept->commit();
   if (const auto error = _delivery->end()) return _fail(*error);
   // The end of a short body is where it is seen to be a part of a playlist.
   if (_delivery->needsWhole()) return _sourceEnded();
@@ -98,7 +130,7 @@ void Exchange::_sourceEnded() {
 void Exchange::_resume() {
   const auto self = shared_from_this();
   _setBusy(true);
-  if (_data) return _passData();
+  if (_held) return _passOn();
   if (_fetching) _fetching->resume();
 }
 
@@ -141,48 +173,56 @@ void Exchange::_answered(RelayAnswer answer) {
 
 void Exchange::_answeredData(RelayAnswer answer) {
   static const auto nothing = std::make_shared<const platform::Bytes>();
-  _data = answer.data ? std::move(answer.data) : nothing;
-  _dataBegin = 0;
-  _dataEnd = _data->size();
+  const auto data = answer.data ? std::move(answer.data) : nothing;
   ResourceHead head;
   head.url = _url;
   head.status = answer.statusCode == 206 ? 206 : 200;
   head.fields = std::move(answer.headers);
+  _passHeld(std::move(head), data->size(), [data](std::uint64_t position, std::size_t size) {
+    return std::string(reinterpret_cast<const char*>(data->data()) + position, size);
+  });
+}
+
+void Exchange::_passHeld(ResourceHead head, std::uint64_t size, ReadHeld read) {
+  _held = std::move(read);
+  _heldBegin = 0;
+  _heldEnd = size;
+  head.removeField("Accept-Ranges");
   head.fields.emplace_back("Accept-Ranges", "bytes");
 
-  const std::string_view first(reinterpret_cast<const char*>(_data->data()),
-                               std::min<std::size_t>(_data->size(), 64));
+  const std::string first = _held(0, static_cast<std::size_t>(std::min<std::uint64_t>(size, 64)));
   const bool isPlaylist = playlistKindOf(head.field("Content-Type"), first) != PlaylistKind::None;
-  auto range = head.status == 200 && !isPlaylist
-                   ? ByteRange::ofRequest(_request.range, _data->size())
-                   : std::optional<ByteRange>();
+  auto range = head.status == 200 && !isPlaylist ? ByteRange::ofRequest(_request.range, size)
+                                                 : std::optional<ByteRange>();
   if (range) {
-    if (range->first >= _data->size()) return _fail(httpError(416));
-    range->last =
-        std::min<std::uint64_t>(range->last.value_or(_data->size() - 1), _data->size() - 1);
-    range->total = _data->size();
-    _dataBegin = range->first;
-    _dataEnd = *range->last + 1;
+    if (range->first >= size) return _fail(httpError(416));
+    range->last = std::min(range->last.value_or(size - 1), size - 1);
+    range->total = size;
+    _heldBegin = range->first;
+    _heldEnd = *range->last + 1;
     head.status = 206;
     head.fields.emplace_back("Content-Range", range->responseField());
   }
-  head.length = _dataEnd - _dataBegin;
+  head.length = _heldEnd - _heldBegin;
   _delivery =
       std::make_unique<Delivery>(*_item, _request.path, _request.form, _request.headOnly, *_sink);
   _delivery->begin(head);
-  _passData();
+  _passOn();
 }
 
-void Exchange::_passData() {
-  while (_dataBegin < _dataEnd) {
-    const std::size_t size = std::min(kPieceBytes, _dataEnd - _dataBegin);
-    const auto* const bytes = reinterpret_cast<const char*>(_data->data()) + _dataBegin;
-    _dataBegin += size;
-    const BodyFlow flow = _noting(_delivery->pass({bytes, size}));
+void Exchange::_passOn() {
+  while (_heldBegin < _heldEnd) {
+    const auto size =
+        static_cast<std::size_t>(std::min<std::uint64_t>(kPieceBytes, _heldEnd - _heldBegin));
+    const std::string piece = _held(_heldBegin, size);
+    if (piece.size() < size)
+      return _fail(networkError(URLErrorCode::Unknown, "The disk cannot be read."));
+    _heldBegin += size;
+    const BodyFlow flow = _noting(_delivery->pass(piece));
     if (flow == BodyFlow::Pause) return;
     if (flow == BodyFlow::Abort) break;
   }
-  _data.reset();
+  _held = nullptr;
   _sourceEnded();
 }
 
@@ -210,7 +250,8 @@ void Exchange::_close() {
   _sink->drained = nullptr;
   _sink->gone = nullptr;
   _fetching.reset();
-  _data.reset();
+  _held = nullptr;
+  _keeping.reset();
   _item->remove(*this);
 }
 

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "box/relay/Delivery.h"
+#include "box/relay/DiskCache.h"
 #include "box/relay/Fetch.h"
 #include "box/relay/ItemContext.h"
 #include "box/relay/RelayItem.h"
@@ -28,22 +29,34 @@ class Exchange : public FetchObserver, public std::enable_shared_from_this<Excha
     Delivery::Form form = Delivery::Form::Body;
   };
 
+  /// Where bodies come from; both outlive the exchange.
+  struct Sources {
+    CurlLoop& transfers;
+    DiskCache* cache;  ///< null: none
+  };
+
   /// It belongs to the item until it has come to its end.
-  static void start(std::shared_ptr<ItemContext> item, CurlLoop& loop, Request request,
+  static void start(std::shared_ptr<ItemContext> item, const Sources& sources, Request request,
                     std::shared_ptr<ResponseSink> sink);
   ~Exchange() override;
   /// Breaks it off in the item's name.
   void cancel();
 
  private:
-  Exchange(std::shared_ptr<ItemContext> item, CurlLoop& loop, Request request,
+  using ReadHeld = std::function<std::string(std::uint64_t position, std::size_t size)>;
+
+  Exchange(std::shared_ptr<ItemContext> item, const Sources& sources, Request request,
            std::shared_ptr<ResponseSink> sink);
   void _locate(const std::string& url);
   void _fetch(const std::string& url);
   void _ask(const std::string& url);
   void _answered(RelayAnswer answer);
   void _answeredData(RelayAnswer answer);
-  void _passData();
+  bool _isCached(const std::string& url);
+  bool _mayCache() const;
+  /// `read` gives bytes of a body of `size`, all of which is at hand.
+  void _passHeld(ResourceHead head, std::uint64_t size, ReadHeld read);
+  void _passOn();
   void _resume();
 
   BodyFlow fetchGotHead(const ResourceHead& head) override;
@@ -57,16 +70,17 @@ class Exchange : public FetchObserver, public std::enable_shared_from_this<Excha
   void _setBusy(bool busy);
 
   const std::shared_ptr<ItemContext> _item;
-  CurlLoop& _loop;
+  const Sources _sources;
   Request _request;
   const std::shared_ptr<ResponseSink> _sink;
   std::string _url;  // where it is looked for now
   std::unique_ptr<Delivery> _delivery;
   std::unique_ptr<Fetch> _fetching;
   std::optional<platform::Error> _refusal;
-  std::shared_ptr<const platform::Bytes> _data;  // an answer that is on its way
-  std::size_t _dataBegin = 0;
-  std::size_t _dataEnd = 0;
+  std::unique_ptr<DiskCache::Writer> _keeping;
+  ReadHeld _held;  // of a body that is on its way without a fetch
+  std::uint64_t _heldBegin = 0;
+  std::uint64_t _heldEnd = 0;
   std::uint64_t _question = 0;  // the newest one's number
   int _redirects = 0;
   bool _isBusy = false;

@@ -278,7 +278,9 @@ void Fetch::_attemptEnded(CURLcode code) {
     case Verdict::Abort:
       return _end(std::nullopt);
     case Verdict::Stalled:
-      return _tryAgain(networkError(URLErrorCode::TimedOut));
+      // A server that has not said a word is not waited for again.
+      return _head ? _tryAgain(networkError(URLErrorCode::TimedOut))
+                   : _end(networkError(URLErrorCode::TimedOut));
     case Verdict::None:
       break;
   }

@@ -87,7 +87,7 @@ class LoopbackRelay::Item final : public RelayItem {
             const auto item = context.lock();
             if (item && !item->isShut()) reply(std::move(answer));
           };
-          Exchange::start(context, alive->server->transfers(), std::move(request),
+          Exchange::start(context, alive->server->sourcesFor(*context), std::move(request),
                           std::make_shared<AnswerCollector>(std::move(unlessShut)));
         });
   }
@@ -109,10 +109,11 @@ bool LoopbackRelay::_start() {
   const int listener = listeningSocket(port);
   if (listener < 0) return false;
   _port = port;
-  auto begin = [core = _core.get(), listener, mostWaiting = _bounds.waitingBytes] {
+  auto begin = [core = _core.get(), listener, mostWaiting = _bounds.waitingBytes,
+                cacheFolder = _options.cacheFolder] {
     curl_global_init(CURL_GLOBAL_DEFAULT);
-    core->server =
-        std::make_unique<RelayServer>(listener, core->thread->context(), core->items, mostWaiting);
+    core->server = std::make_unique<RelayServer>(listener, core->thread->context(), core->items,
+                                                 mostWaiting, cacheFolder);
   };
   auto end = [core = _core] {
     for (const auto& [token, item] : core->items->clear()) item->close();

@@ -8,9 +8,9 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "box/relay/Exchange.h"
 #include "box/relay/LoopbackPeer.h"
 #include "box/relay/NetworkErrors.h"
+#include "platform/foundation/Clock.h"
 #include "platform/foundation/TVSLogger.h"
 
 namespace box {
@@ -64,12 +64,13 @@ std::map<std::string, std::shared_ptr<ItemContext>> ItemTable::clear() {
 }
 
 RelayServer::RelayServer(int listener, GMainContext* context, std::shared_ptr<ItemTable> items,
-                         std::size_t mostWaiting)
+                         std::size_t mostWaiting, std::string cacheFolder)
     : _listener(listener),
       _context(context),
       _items(std::move(items)),
       _mostWaiting(mostWaiting),
       _transfers(context),
+      _cacheFolder(std::move(cacheFolder)),
       _listensAgain(context) {
   _listen();
 }
@@ -134,12 +135,18 @@ void RelayServer::_add(int descriptor) {
   connection->start();
 }
 
+Exchange::Sources RelayServer::sourcesFor(const ItemContext& item) {
+  if (item.setup().usesDiskCache && !_cacheFolder.empty())
+    _cache = DiskCache::open(std::exchange(_cacheFolder, {}), platform::SystemClock().date());
+  return {_transfers, _cache.get()};
+}
+
 void RelayServer::_answer(const EngineRequest& request, std::shared_ptr<ResponseSink> sink) {
   if (request.method != "GET" && request.method != "HEAD") return refuse(*sink, 405);
   auto path = RelayPath::parse(request.target);
   const auto item = path ? _items->find(path->token) : nullptr;
   if (!item || item->isShut()) return refuse(*sink, 404);
-  Exchange::start(item, _transfers, requestOf(request, std::move(*path)), std::move(sink));
+  Exchange::start(item, sourcesFor(*item), requestOf(request, std::move(*path)), std::move(sink));
 }
 
 }  // namespace box

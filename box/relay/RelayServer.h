@@ -10,7 +10,9 @@
 #include <glib.h>
 
 #include "box/relay/CurlLoop.h"
+#include "box/relay/DiskCache.h"
 #include "box/relay/EngineConnection.h"
+#include "box/relay/Exchange.h"
 #include "box/relay/ItemContext.h"
 #include "box/relay/RelayThread.h"
 
@@ -41,13 +43,14 @@ class RelayServer {
  public:
   /// `listener` is bound, listens and does not block; it is the server's from now on.
   RelayServer(int listener, GMainContext* context, std::shared_ptr<ItemTable> items,
-              std::size_t mostWaiting);
+              std::size_t mostWaiting, std::string cacheFolder);
   /// The items have been closed.
   ~RelayServer();
   RelayServer(const RelayServer&) = delete;
   RelayServer& operator=(const RelayServer&) = delete;
 
-  CurlLoop& transfers() { return _transfers; }
+  /// For an exchange of `item`.
+  Exchange::Sources sourcesFor(const ItemContext& item);
 
  private:
   void _listen();
@@ -61,6 +64,8 @@ class RelayServer {
   const std::shared_ptr<ItemTable> _items;
   const std::size_t _mostWaiting;
   CurlLoop _transfers;
+  std::string _cacheFolder;  // of a cache that is not open yet
+  std::unique_ptr<DiskCache> _cache;
   GSource* _watch = nullptr;
   RelayTimer _listensAgain;
   std::set<std::shared_ptr<EngineConnection>> _connections;

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <future>
 #include <memory>
 #include <optional>
@@ -114,6 +115,31 @@ TEST_F(RelayTest, SendsFieldsAndCookiesToWhomTheyAreMeantFor) {
   EXPECT_FALSE(has(requests[1], "X-Token"));
   EXPECT_FALSE(has(requests[1], "Cookie"));
   EXPECT_TRUE(has(requests[2], "given=2"));
+}
+
+TEST_F(RelayTest, KeepsBodiesOnDiskWhereTheItemAllows) {
+  std::string folder = testing::TempDir() + "vorlane-relay-XXXXXX";
+  ASSERT_TRUE(mkdtemp(folder.data()));
+  relay = Relay::make({.cacheFolder = folder});
+  const std::string lasting = "Cache-Control: max-age=600\r\nContent-Type: video/mp4\r\n";
+  server.script("/lasting", {{sized("0123456789", lasting)}, {sized("another", lasting)}});
+  server.script("/passing", {{sized("first")}, {sized("second")}});
+  RelayItemSetup setup;
+  setup.url = server.url("/lasting");
+  setup.usesDiskCache = true;
+  const auto item = open(setup);
+  EXPECT_EQ(client.get(item->url()).body, "0123456789");
+  const Reply again = client.get(item->url());
+  EXPECT_EQ(again.body, "0123456789");
+  EXPECT_EQ(again.field("Content-Type"), "video/mp4");
+  EXPECT_EQ(client.get(item->url(), "2-4").body, "234");
+  EXPECT_EQ(client.get(item->urlFor(server.url("/passing"))).body, "first");
+  EXPECT_EQ(client.get(item->urlFor(server.url("/passing"))).body, "second");
+  EXPECT_EQ(server.requests().size(), 3U);
+
+  setup.usesDiskCache = false;
+  EXPECT_EQ(client.get(open(setup)->url()).body, "another");
+  std::filesystem::remove_all(folder);
 }
 
 TEST_F(RelayTest, RewritesPlaylistsWhole) {
