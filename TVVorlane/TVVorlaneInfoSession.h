@@ -36,19 +36,6 @@ class TVVorlaneInfoSession final : public TVVorlaneSession,
   void startWithOptions(const platform::Dictionary& options, StartCompletion completion) override;
   bool stopWithOptions(const platform::Value& options,
                        std::optional<platform::Error>* error) override;
-  platform::Value getProperty(const std::string&, const platform::Value&,
-                              std::optional<platform::Error>*) override {
-    return {};
-  }
-  bool setProperty(const std::string&, const platform::Value&, const platform::Value&,
-                   std::optional<platform::Error>*) override {
-    return false;
-  }
-  bool performAction(const std::string&, const platform::Value&,
-                     std::optional<platform::Dictionary>*,
-                     std::optional<platform::Error>*) override {
-    return false;
-  }
   void userStop() override;
 
  private:

@@ -29,7 +29,8 @@ inline constexpr std::int64_t kDialog = 5;
 /// (or at once when its options are not valid). stopWithOptions() ends it and deregisters it
 /// immediately; userStop() tells the sender that the user ended it.
 ///
-/// Operations that a kind of session does not support answer none or false without an error.
+/// Properties and actions that a kind of session does not support answer none or false without an
+/// error, which is what the operations do that it leaves as they are.
 ///
 /// Threads: main. Lifetime: the session manager owns what is registered.
 class TVVorlaneSession : public platform::Object {
@@ -54,13 +55,21 @@ class TVVorlaneSession : public platform::Object {
   /// `options` may be none.
   virtual bool stopWithOptions(const platform::Value& options,
                                std::optional<platform::Error>* error) = 0;
-  virtual platform::Value getProperty(const std::string& property, const platform::Value& qualifier,
-                                      std::optional<platform::Error>* error) = 0;
-  virtual bool setProperty(const std::string& property, const platform::Value& qualifier,
-                           const platform::Value& value, std::optional<platform::Error>* error) = 0;
-  virtual bool performAction(const std::string& action, const platform::Value& options,
-                             std::optional<platform::Dictionary>* outInfo,
-                             std::optional<platform::Error>* error) = 0;
+  virtual platform::Value getProperty(const std::string& /*property*/,
+                                      const platform::Value& /*qualifier*/,
+                                      std::optional<platform::Error>* /*error*/) {
+    return {};
+  }
+  virtual bool setProperty(const std::string& /*property*/, const platform::Value& /*qualifier*/,
+                           const platform::Value& /*value*/,
+                           std::optional<platform::Error>* /*error*/) {
+    return false;
+  }
+  virtual bool performAction(const std::string& /*action*/, const platform::Value& /*options*/,
+                             std::optional<platform::Dictionary>* /*outInfo*/,
+                             std::optional<platform::Error>* /*error*/) {
+    return false;
+  }
   virtual void userStop() = 0;
 
   /// The default description and the identifier.

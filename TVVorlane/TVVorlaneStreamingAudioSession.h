@@ -34,17 +34,8 @@ class TVVorlaneStreamingAudioSession final
   void startWithOptions(const platform::Dictionary& options, StartCompletion completion) override;
   bool stopWithOptions(const platform::Value& options,
                        std::optional<platform::Error>* error) override;
-  platform::Value getProperty(const std::string&, const platform::Value&,
-                              std::optional<platform::Error>*) override {
-    return {};
-  }
   bool setProperty(const std::string& property, const platform::Value& qualifier,
                    const platform::Value& value, std::optional<platform::Error>* error) override;
-  bool performAction(const std::string&, const platform::Value&,
-                     std::optional<platform::Dictionary>*,
-                     std::optional<platform::Error>*) override {
-    return false;
-  }
   void userStop() override {}
 
  private:

@@ -31,19 +31,6 @@ class SilentSession final : public TVVorlaneSession {
   bool stopWithOptions(const platform::Value&, std::optional<platform::Error>*) override {
     return true;
   }
-  platform::Value getProperty(const std::string&, const platform::Value&,
-                              std::optional<platform::Error>*) override {
-    return {};
-  }
-  bool setProperty(const std::string&, const platform::Value&, const platform::Value&,
-                   std::optional<platform::Error>*) override {
-    return false;
-  }
-  bool performAction(const std::string&, const platform::Value&,
-                     std::optional<platform::Dictionary>*,
-                     std::optional<platform::Error>*) override {
-    return false;
-  }
   void userStop() override {}
 };
 

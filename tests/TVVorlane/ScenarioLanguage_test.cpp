@@ -97,25 +97,6 @@ TEST(ScenarioLanguage, StepsHoldOrSayWhy) {
   }
 }
 
-TEST(ScenarioLanguage, ValuesComeBackAsTheyWere) {
-  for (const std::string text : {R"({"a": [1, -2.5, true, "b \"c\" \\ \n"], "d": {}, "e": null})",
-                                 R"({"$data": ""})", R"({"$data": "AQ=="})", R"({"$data": "AQI="})",
-                                 R"({"$data": "AQID"})", R"({"$date": 1000000000})"}) {
-    std::string_view rest = text;
-    const Value value = scenarios::readJson(rest);
-    EXPECT_TRUE(rest.empty());
-    std::string written = scenarios::writeJson(value);
-    // A boolean is a number here.
-    if (const auto at = text.find("true"); at != std::string::npos)
-      written.replace(written.find(", 1, ") + 2, 1, "true");
-    EXPECT_EQ(written, text);
-  }
-  std::string_view bytes = R"({"$text": "Az"})";
-  EXPECT_EQ(scenarios::readJson(bytes), Value(platform::Bytes{std::byte{'A'}, std::byte{'z'}}));
-  for (std::string_view text : {"{", "[1 2]", "\"open", "nothing", "1.2.3", R"({"$data": "?"})"})
-    EXPECT_THROW(scenarios::readJson(text), std::runtime_error) << text;
-}
-
 TEST(ScenarioLanguage, Matches) {
   const auto matches = [](std::string_view expected, std::string_view actual) {
     return !scenarios::mismatch(scenarios::readJson(expected), scenarios::readJson(actual));
@@ -129,24 +110,6 @@ TEST(ScenarioLanguage, Matches) {
   EXPECT_TRUE(matches(R"({"$near": [3, 0.25]})", "3.25"));
   EXPECT_FALSE(matches(R"({"$near": [3, 0.2]})", "3.3"));
   EXPECT_FALSE(matches(R"({"$near": [3, 0.2]})", "\"3\""));
-}
-
-TEST(ScenarioLanguage, Files) {
-  EXPECT_FALSE(scenarios::scenarioFiles().empty());
-  EXPECT_THROW(scenarios::Scenario::read("tests/scenarios/none"), std::runtime_error);
-  const std::string path = testing::TempDir() + "language.scenario";
-  std::ofstream(path) << "# A story.\n# also: box\n\n  call A  \nsim: press menu\nbox:  press up\n";
-  const auto scenario = scenarios::Scenario::read(path);
-  EXPECT_EQ(scenarios::scenarioName(path), "language");
-  EXPECT_TRUE(scenario.alsoOnBox);
-  using Where = scenarios::Step::Where;
-  ASSERT_EQ(scenario.steps.size(), 3U);
-  EXPECT_EQ(scenario.steps[0].line, 4);
-  EXPECT_EQ(scenario.steps[0].text, "call A");
-  EXPECT_EQ(scenario.steps[1].where, Where::Sim);
-  EXPECT_EQ(scenario.steps[1].text, "press menu");
-  EXPECT_EQ(scenario.steps[2].where, Where::Box);
-  EXPECT_EQ(scenario.steps[2].text, "press up");
 }
 
 }  // namespace

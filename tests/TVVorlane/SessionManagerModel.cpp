@@ -19,13 +19,19 @@ bool contains(const std::vector<int>& numbers, int number) {
 
 // The queue.
 
-int SessionManagerModel::_after(std::int64_t delay, Task task) {
-  _timers.push_back({_now + delay, ++_lastTimer, std::move(task)});
+int SessionManagerModel::_after(std::int64_t delay, What what, int session) {
+  _timers.push_back({_now + delay, ++_lastTimer, {what, session}});
   return _lastTimer;
 }
 
 void SessionManagerModel::_cancel(int timer) {
   std::erase_if(_timers, [&](const Timer& entry) { return entry.number == timer; });
+}
+
+bool SessionManagerModel::anythingDue() const {
+  return !_tasks.empty() || std::any_of(_timers.begin(), _timers.end(), [this](const auto& timer) {
+    return timer.deadline <= _now;
+  });
 }
 
 void SessionManagerModel::_runDue() {
@@ -35,14 +41,48 @@ void SessionManagerModel::_runDue() {
     });
   };
   const auto isDue = [&](auto timer) { return timer != _timers.end() && timer->deadline <= _now; };
-  while (!_tasks.empty() || isDue(nextTimer())) {
-    for (const auto& task : std::exchange(_tasks, {})) task();
+  while (anythingDue()) {
+    for (const auto& task : std::exchange(_tasks, {})) _run(task);
     const int last = _lastTimer;
     for (auto timer = nextTimer(); isDue(timer) && timer->number <= last; timer = nextTimer()) {
-      const Task task = std::move(timer->task);
+      const Task task = timer->task;
       _timers.erase(timer);
-      task();
+      _run(task);
     }
+  }
+}
+
+void SessionManagerModel::_run(const Task& task) {
+  switch (task.what) {
+    case What::Update:
+      return _sessionsUpdated();
+    case What::TimeOut:
+      if (contains(_registered, task.session)) deregister(task.session, true);
+      return;
+    case What::Deregister:
+      if (_exists(task.session)) deregister(task.session, true);
+      return;
+    case What::RequestTimesOut:
+      if (_host == Host::Opening) _giveUpOpening();
+      return _answer(false);
+    case What::ScreenOpens:
+      return screenAnswers(true);
+    case What::ScreenFails:
+      return screenAnswers(false);
+    case What::Open:
+      return _open();
+    case What::Begin:
+      return _begin();
+    case What::RefuseRequest:
+      return _answer(false);
+    case What::TellRoot:
+      return _tellRoot();
+    case What::Fade:
+      return _faded();
+    case What::Finish:
+      return _finish();
+    case What::Close:
+      _screenOpen = false;
   }
 }
 
@@ -59,6 +99,45 @@ void SessionManagerModel::advance(std::int64_t time) {
   _now = end;
 }
 
+std::string SessionManagerModel::future() const {
+  std::string text = _state;
+  const auto add = [&](char mark, auto number) { (text += mark) += std::to_string(number); };
+  for (const bool flag : {_requested, _screenPending, _screenCloses, _screenOpen, _givenUp,
+                          _endsOnceBegun, _dismissing, _presentationEnds, _slots.has_value()})
+    text += flag ? '+' : '-';
+  add('h', static_cast<int>(_host));
+  // By their order, without those who were there before them.
+  std::vector<int> known;
+  for (int number = 0; number < static_cast<int>(_sessions.size()); ++number) {
+    if (!_exists(number)) continue;
+    const auto& session = _sessions[static_cast<std::size_t>(number)];
+    (text += session.kind) += session.deactivated ? '-' : '+';
+    add('c', session.completions.size());
+    known.push_back(number);
+  }
+  const auto place = [&](int number) {
+    return std::find(known.begin(), known.end(), number) - known.begin();
+  };
+  for (const int number : _registered) add('r', place(number));
+  for (const int number : _pending) add('p', place(number));
+  if (_slots) {
+    for (const int number : *_slots) add('s', place(number));
+  }
+  const auto addTask = [&](const Task& task) {
+    const bool ofASession = task.what == What::TimeOut || task.what == What::Deregister;
+    add(static_cast<char>(task.what), ofASession ? place(task.session) : 0);
+  };
+  for (const auto& task : _tasks) addTask(task);
+  // In the order of their numbers, which decides between those of the same time.
+  for (const auto& timer : _timers) {
+    const bool cancellable =
+        timer.number == _update || timer.number == _requestTimeout || timer.number == _pendingClose;
+    add(cancellable ? '~' : '@', timer.deadline - _now);
+    addTask(timer.task);
+  }
+  return text;
+}
+
 // The manager.
 
 void SessionManagerModel::registerSession(char kind) {
@@ -67,11 +146,7 @@ void SessionManagerModel::registerSession(char kind) {
   _registered.push_back(session);
   _pending.push_back(session);
   _sessionsChanged();
-  if (isInfo(kind)) {
-    _after(30'000, [this, session] {
-      if (contains(_registered, session)) deregister(session, true);
-    });
-  }
+  if (isInfo(kind)) _after(30'000, What::TimeOut, session);
 }
 
 void SessionManagerModel::deregister(int session, bool immediately) {
@@ -82,9 +157,7 @@ void SessionManagerModel::deregister(int session, bool immediately) {
   }
   _sessions[static_cast<std::size_t>(session)].deactivated = true;
   _sessionsChanged();
-  _after(5'000, [this, session] {
-    if (_exists(session)) deregister(session, true);
-  });
+  _after(5'000, What::Deregister, session);
 }
 
 void SessionManagerModel::userStop(int session) {
@@ -99,7 +172,7 @@ bool SessionManagerModel::_exists(int session) const {
 
 void SessionManagerModel::_sessionsChanged() {
   _cancel(_update);
-  _update = _after(0, [this] { _sessionsUpdated(); });
+  _update = _after(0, What::Update);
 }
 
 void SessionManagerModel::_sessionsUpdated() {
@@ -166,10 +239,7 @@ void SessionManagerModel::_complete(bool success) {
 
 void SessionManagerModel::_request() {
   _requested = true;
-  _requestTimeout = _after(5'000, [this] {
-    if (_host == Host::Opening) _giveUpOpening();
-    _answer(false);
-  });
+  _requestTimeout = _after(5'000, What::RequestTimesOut);
   if (_host == Host::Idle) _open();
 }
 
@@ -184,7 +254,7 @@ void SessionManagerModel::_open() {
   _cancel(_pendingClose);
   if (_screenPending) return;
   if (_screenOpen) {
-    _later([this] { screenAnswers(true); });
+    _later(What::ScreenOpens);
   } else {
     _screenPending = true;
     _screenCloses = false;
@@ -196,7 +266,7 @@ void SessionManagerModel::_giveUpOpening() {
   _givenUp = _screenPending;
   _screenOpen = false;
   if (_screenPending && !std::exchange(_screenCloses, true)) {
-    _later([this] { screenAnswers(false); });
+    _later(What::ScreenFails);
   }
 }
 
@@ -204,11 +274,11 @@ void SessionManagerModel::screenAnswers(bool opened) {
   _screenPending = false;
   _screenOpen = opened;
   if (std::exchange(_givenUp, false)) {
-    if (_host == Host::Opening) _later([this] { _open(); });
+    if (_host == Host::Opening) _later(What::Open);
   } else if (opened) {
     _host = Host::Answered;
     _endsOnceBegun = _dismissing = _presentationEnds = false;
-    _later([this] { _begin(); });
+    _later(What::Begin);
     _answer(true);
   } else {
     _host = Host::Idle;
@@ -228,12 +298,12 @@ void SessionManagerModel::home() { _end(); }
 void SessionManagerModel::_end() {
   if (_host == Host::Opening) {
     _giveUpOpening();
-    _later([this] { _answer(false); });
+    _later(What::RefuseRequest);
   } else if (_host == Host::Answered) {
     _endsOnceBegun = true;
   } else if (_host == Host::Presenting) {
     _host = Host::Ending;
-    _later([this] { _tellRoot(); });
+    _later(What::TellRoot);
   }
 }
 
@@ -244,12 +314,14 @@ void SessionManagerModel::_tellRoot() {
       if (session != kNobody) userStop(session);
     }
   }
-  _after(300, [this] {
-    _later([this] { _finish(); });
-    if (_state != "Moving to Background") return;
-    _slots.reset();
-    _backgroundUpdate();
-  });
+  _after(300, What::Fade);
+}
+
+void SessionManagerModel::_faded() {
+  _later(What::Finish);
+  if (_state != "Moving to Background") return;
+  _slots.reset();
+  _backgroundUpdate();
 }
 
 void SessionManagerModel::_finish() {
@@ -257,6 +329,6 @@ void SessionManagerModel::_finish() {
   if (_requested) {
     _open();
   } else {
-    _pendingClose = _after(0, [this] { _screenOpen = false; });
+    _pendingClose = _after(0, What::Close);
   }
 }

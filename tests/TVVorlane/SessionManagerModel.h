@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -30,27 +29,56 @@ class SessionManagerModel {
 
   // What should be seen.
   const std::vector<Session>& sessions() const { return _sessions; }
+  char kindOf(int session) const { return _sessions[static_cast<std::size_t>(session)].kind; }
   const std::vector<int>& registered() const { return _registered; }
   const std::string& state() const { return _state; }
   /// By kind, in the order "NDPV"; nothing unless a root view controller is known.
   const std::optional<std::vector<int>>& slots() const { return _slots; }
   bool screenAwaitsAnswer() const { return _screenPending && !_screenCloses; }
   bool hostIsBusy() const { return _host != Host::Idle; }
+  /// Whether a turn would do anything.
+  bool anythingDue() const;
+  /// Whether time would.
+  bool anythingWaits() const { return !_tasks.empty() || !_timers.empty(); }
+
+  /// Everything that decides what is seen from here on: two sequences that end with the same
+  /// have the same future. Sessions that nobody knows any more are not part of it.
+  std::string future() const;
 
  private:
-  using Task = std::function<void()>;
+  /// What a task or timer does.
+  enum class What : char {
+    Update = 'a',
+    TimeOut,
+    Deregister,
+    RequestTimesOut,
+    ScreenOpens,
+    ScreenFails,
+    Open,
+    Begin,
+    RefuseRequest,
+    TellRoot,
+    Fade,
+    Finish,
+    Close,
+  };
+  enum class Host { Idle, Opening, Answered, Presenting, Ending };
+  struct Task {
+    What what;
+    int session;
+  };
   struct Timer {
     std::int64_t deadline;
     int number;
     Task task;
   };
-  enum class Host { Idle, Opening, Answered, Presenting, Ending };
 
   // The queue: in a turn the tasks that are there, then the timers that are due.
-  void _later(Task task) { _tasks.push_back(std::move(task)); }
-  int _after(std::int64_t delay, Task task);
+  void _later(What what) { _tasks.push_back({what, 0}); }
+  int _after(std::int64_t delay, What what, int session = 0);
   void _cancel(int timer);
   void _runDue();
+  void _run(const Task& task);
 
   // The manager.
   void _sessionsChanged();
@@ -71,6 +99,7 @@ class SessionManagerModel {
   void _begin();
   void _end();
   void _tellRoot();
+  void _faded();
   void _finish();
 
   std::int64_t _now = 0;

@@ -13,6 +13,7 @@
 #include "TVVorlane/TVVorlaneSession.h"
 #include "TVVorlane/TVVorlaneSessionDelegate.h"
 #include "TVVorlane/TVVorlaneSessionManager.h"
+#include "sim/AssertionsThrow.h"
 #include "sim/Box.h"
 #include "sim/MediaEngine.h"
 #include "sim/MediaLibrary.h"
@@ -64,6 +65,18 @@ inline Texts logTexts(const sim::Box& box, std::string_view component) {
     texts.push_back(line.substr(begin, line.size() - begin - 1));
   }
   return texts;
+}
+
+/// The assertion that a call fails, as `operation (source): condition`; empty if none.
+template <typename Call>
+std::string assertionText(Call call) {
+  const sim::AssertionsThrow assertionsThrow;
+  try {
+    call();
+  } catch (const sim::AssertionError& error) {
+    return error.what();
+  }
+  return {};
 }
 
 /// Hears what sessions post.

@@ -163,31 +163,6 @@ TEST_F(PlayerExtensionTest, PositionIsClampedAndLogged) {
   }
 }
 
-struct Rate {
-  float rate;
-  double used;
-  bool plays;
-  const char* log;
-};
-
-TEST_F(PlayerExtensionTest, RateIsPassedOnAndLogged) {
-  loadReady({.duration = 100});
-  player->setElapsedTime(50);
-  const Rate cases[] = {{2, 2, true, "2.000000"},
-                        {0, 2, false, "0.000000"},
-                        {-1, -1, true, "-1.000000"},
-                        {0.5F, 0.5, true, "0.500000"}};
-  for (const auto& [rate, used, plays, log] : cases) {
-    box.clearLog();
-    TVSPlayerVorlane::setPlayerRate(*player, rate);
-    box.run();
-    EXPECT_EQ(player->rateUsedForPlayback(), used);
-    EXPECT_EQ(player->state(), plays ? TVSPlaybackState::Playing : TVSPlaybackState::Paused);
-    EXPECT_THAT(logTexts(box, "TVVLSession"),
-                ElementsAre("Vorlane set rate to " + std::string(log)));
-  }
-}
-
 TEST_F(PlayerExtensionTest, TracksOfOneNumberAreSwitchedTogether) {
   const std::vector<platform::MediaTrack> tracks{{1, "video", "avc", true},
                                                  {7, "text", "vtt", true},
@@ -256,23 +231,6 @@ TEST_F(PlayerExtensionTest, EndTimesAreKeptUntilTheItemIsReady) {
     set(*player, MediaTime::seconds(30));
     EXPECT_EQ(player->currentMediaItem()->metadata(key), Value(30.0));
     EXPECT_EQ(engine().currentLoad().*applied, 30);
-  }
-}
-
-TEST_F(PlayerExtensionTest, ItemsAreFoundByTheirIdentifier) {
-  const auto item = [](const Value& uuid) -> std::shared_ptr<TVSMediaItem> {
-    auto made = std::make_shared<TVVorlaneMediaItem>(kVideoURL, std::vector<std::string>());
-    made->setMetadata(TVVorlaneMediaItemMetadataUUID, uuid);
-    return made;
-  };
-  const std::vector items{item({}), item("U1"), item("U2"), item("U1"), item(5)};
-  player->setPlaylist(std::make_shared<TVSPlaylist>(items, 0, false));
-  EXPECT_EQ(TVSPlayerVorlane::mediaItemForIdentifier(*player, "U1"), items[1]);
-  EXPECT_EQ(TVSPlayerVorlane::mediaItemForIdentifier(*player, "U2"), items[2]);
-  for (const std::optional<std::string>& unknown :
-       {std::optional<std::string>(), std::optional<std::string>(""),
-        std::optional<std::string>("5"), std::optional<std::string>("u1")}) {
-    EXPECT_EQ(TVSPlayerVorlane::mediaItemForIdentifier(*player, unknown), nullptr);
   }
 }
 

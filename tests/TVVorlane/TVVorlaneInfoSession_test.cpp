@@ -119,34 +119,6 @@ TEST_F(TVVorlaneInfoSessionTest, StopEndsItAndItsTimer) {
   EXPECT_TRUE(delegate->take().empty());
 }
 
-TEST_F(TVVorlaneInfoSessionTest, RefusedStopLeavesTheTimer) {
-  const auto session = startPin();
-  session->stopWithOptions("no dictionary", nullptr);
-  box.advance(30s);
-  EXPECT_TRUE(manager().activeSessions().empty());
-}
-
-TEST_F(TVVorlaneInfoSessionTest, UserDismissesIt) {
-  const auto session = startPin();
-  box.run();
-  session->userStop();
-  EXPECT_TRUE(manager().activeSessions().empty());
-  EXPECT_EQ(box.logCount("#T:[Main] #Notice #TVVLSession : User dismissed info dialog session " +
-                         session->description() + " "),
-            1U);
-  EXPECT_TRUE(delegate->take().empty());
-}
-
-TEST_F(TVVorlaneInfoSessionTest, StartSucceedsThoughThePresentationFails) {
-  box.screen().setOpening(sim::Screen::Opening::Refuses);
-  const auto session = startPin();
-  box.run();
-  ASSERT_EQ(completions.count(), 1U);
-  EXPECT_EQ(completions.errors[0], std::nullopt);
-  EXPECT_EQ(completions.outInfos[0], std::nullopt);
-  EXPECT_EQ(manager().activeSessions().size(), 1U);
-}
-
 TEST_F(TVVorlaneInfoSessionTest, HasNoPropertiesAndActions) {
   const auto session = startPin();
   std::optional<platform::Error> error;

@@ -147,36 +147,24 @@ TEST(TVVorlaneStoreMediaItemTest, OfferAndMediaType) {
     std::string_view mediaType;
   };
   namespace p = platform;
+  const Value paid(p::kStoreOfferTypePaidRedownload);
   const Value redownload(p::kStoreOfferTypeRedownload);
   const Value buy(p::kStoreOfferTypeBuy);
+  const auto movie = p::kStoreMediaTypeMovie, show = p::kStoreMediaTypeTVShow;
+  const auto audio = p::kStoreMediaTypeAudio, clip = p::kStoreMediaTypeMusicVideo;
+  const char *type = "itemType", *bought = "purchased", *kind = "purchasedMediaKind";
   const Case cases[] = {
-      {{}, {}, {}, p::kStoreMediaTypeMovie},
-      {{{"itemType", "other"}, {"itemID", 4}}, {}, {}, p::kStoreMediaTypeMovie},
-      {{{"itemType", "match"}}, p::kStoreOfferTypePaidRedownload, {}, p::kStoreMediaTypeMovie},
-      {{{"itemType", "purchased"}, {"itemID", 4}}, redownload, 0, p::kStoreMediaTypeMovie},
-      {{{"itemType", "purchased"}, {"purchasedMediaKind", "tvshow"}},
-       buy,
-       0,
-       p::kStoreMediaTypeTVShow},
-      {{{"itemType", "purchased"}, {"purchasedMediaKind", "movie"}},
-       buy,
-       0,
-       p::kStoreMediaTypeMovie},
-      {{{"itemType", "purchased"}, {"purchasedMediaKind", "music"}},
-       redownload,
-       0,
-       p::kStoreMediaTypeAudio},
-      {{{"itemType", "purchased"}, {"purchasedMediaKind", "musicvideo"}},
-       redownload,
-       0,
-       p::kStoreMediaTypeMusicVideo},
-      {{{"itemType", "purchased"}, {"purchasedMediaKind", "musicvideo"}, {"audioOnly", true}},
-       redownload,
-       0,
-       p::kStoreMediaTypeAudio},
-      {{{"purchasedMediaKind", "tvshow"}, {"audioOnly", false}}, {}, {}, p::kStoreMediaTypeTVShow},
-      {{{"purchasedMediaKind", "song"}}, {}, {}, p::kStoreMediaTypeMovie},
-  };
+      {{}, {}, {}, movie},
+      {{{type, "other"}, {"itemID", 4}}, {}, {}, movie},
+      {{{type, "match"}}, paid, {}, movie},
+      {{{type, bought}, {"itemID", 4}}, redownload, 0, movie},
+      {{{type, bought}, {kind, "tvshow"}}, buy, 0, show},
+      {{{type, bought}, {kind, "movie"}}, buy, 0, movie},
+      {{{type, bought}, {kind, "music"}}, redownload, 0, audio},
+      {{{type, bought}, {kind, "musicvideo"}}, redownload, 0, clip},
+      {{{type, bought}, {kind, "musicvideo"}, {"audioOnly", true}}, redownload, 0, audio},
+      {{{kind, "tvshow"}, {"audioOnly", false}}, {}, {}, show},
+      {{{kind, "song"}}, {}, {}, movie}};
   for (const auto& expected : cases) {
     const auto record = TVVorlaneStoreMediaItem::_dataItemForParameters(expected.params);
     const auto text = expected.params.description();

@@ -25,21 +25,15 @@ class TVVorlanePINViewControllerTest : public testing::Test {
 
 TEST_F(TVVorlanePINViewControllerTest, BuildsTheScreen) {
   controller->view()->setFrame({0, 0, 640, 360});
+  controller->view()->layoutIfNeeded();
+  const auto& digits = controller->digitViewController();
   ASSERT_EQ(controller->view()->subviews().size(), 2U);
   EXPECT_EQ(controller->view()->subviews()[0], controller->backgroundView());
-  EXPECT_EQ(controller->backgroundView()->blurStyle(), 4005);
-  const auto& digits = controller->digitViewController();
   EXPECT_EQ(controller->view()->subviews()[1], digits->view());
-  EXPECT_EQ(digits->digits(), 4);
-  EXPECT_FALSE(digits->isEditable());
-  EXPECT_EQ(digits->titleLabel()->textColor(), platform::kWhite);
-  ASSERT_EQ(controller->children().size(), 1U);
-  EXPECT_EQ(controller->children()[0], digits);
-  EXPECT_EQ(digits->parent(), controller.get());
-  // Both take the size of the view.
-  controller->view()->layoutIfNeeded();
   EXPECT_EQ(controller->backgroundView()->frame(), (platform::Rect{0, 0, 640, 360}));
   EXPECT_EQ(digits->view()->frame(), (platform::Rect{0, 0, 640, 360}));
+  EXPECT_EQ(controller->children(),
+            (std::vector<std::shared_ptr<platform::ViewController>>{digits}));
 }
 
 TEST_F(TVVorlanePINViewControllerTest, TitleAndCodeBeforeAndAfterLoading) {
@@ -51,8 +45,6 @@ TEST_F(TVVorlanePINViewControllerTest, TitleAndCodeBeforeAndAfterLoading) {
   EXPECT_EQ(shownCode(), "1234");
   controller->setTitle("second");
   controller->setPinCode("98765");
-  EXPECT_EQ(controller->title(), "second");
-  EXPECT_EQ(controller->pinCode(), "98765");
   EXPECT_EQ(shownTitle(), "second");
   EXPECT_EQ(shownCode(), "98765");
   EXPECT_EQ(controller->digitViewController()->digits(), 4);

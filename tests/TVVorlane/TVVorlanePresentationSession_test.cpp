@@ -113,23 +113,6 @@ TEST_F(TVVorlanePresentationSessionTest, Stops) {
   EXPECT_TRUE(delegate->take().empty());
 }
 
-TEST_F(TVVorlanePresentationSessionTest, TheUserEndsIt) {
-  start();
-  box.run();
-  session->userStop();
-  EXPECT_EQ(delegate->take(), Texts{"userStop {sessionID=4000000000, userExit=1}"});
-  EXPECT_TRUE(session->deactivated());
-  box.run();
-  EXPECT_EQ(manager().presentationSessionWithID(4000000000U), session);
-  box.advance(4'999ms);
-  EXPECT_NE(session->presentationView(), nullptr);
-  EXPECT_TRUE(layerIsOpen());
-  box.advance(1ms);
-  EXPECT_FALSE(layerIsOpen());
-  EXPECT_EQ(session->presentationView(), nullptr);
-  EXPECT_EQ(manager().presentationSessionWithID({}), nullptr);
-}
-
 TEST_F(TVVorlanePresentationSessionTest, AFailedPresentationIsReported) {
   box.screen().setOpening(sim::Screen::Opening::Refuses);
   start();

@@ -20,34 +20,10 @@ class TVVorlanePresentationViewTest : public SessionTest {
       std::make_shared<TVVorlanePresentationView>(platform::Rect{0, 0, 1001, 601});
 };
 
-TEST_F(TVVorlanePresentationViewTest, Surface) {
-  EXPECT_EQ(view->backgroundColor(), platform::kBlack);
-  EXPECT_TRUE(view->canBecomeFocused());
-  EXPECT_FALSE(view->showProgress());
-  ASSERT_EQ(view->subviews().size(), 1U);
-  EXPECT_EQ(view->subviews()[0], view->contentView());
-  EXPECT_EQ(view->spinnerView()->style(), 20);
-  EXPECT_EQ(view->coverView()->backgroundColor(), platform::kClear);
-
-  ASSERT_EQ(box.layers().made().size(), 1U);
-  const auto layer = box.layers().made()[0];
-  EXPECT_EQ(view->presentationLayer(), layer);
-  EXPECT_EQ(view->contentView()->sceneNode({}).elements,
-            (std::vector<platform::SceneElement>{platform::LayerElement{layer}}));
-}
-
-TEST_F(TVVorlanePresentationViewTest, Layout) {
-  view->setFrame({10, 20, 801, 401});
-  view->setShowProgress(true);
-  view->layoutIfNeeded();
-  EXPECT_EQ(view->contentView()->frame(), (platform::Rect{0, 0, 801, 401}));
-  EXPECT_EQ(view->coverView()->frame(), (platform::Rect{0, 0, 801, 401}));
-  const auto size = platform::ActivityIndicatorView::defaultSize(20);
-  EXPECT_EQ(view->spinnerView()->frame(), (platform::Rect{340, 140, size.width, size.height}));
-}
-
 TEST_F(TVVorlanePresentationViewTest, ProgressHidesThePicture) {
-  view->setShowProgress(false);
+  ASSERT_EQ(box.layers().made().size(), 1U);
+  EXPECT_EQ(view->contentView()->sceneNode({}).elements,
+            (std::vector<platform::SceneElement>{platform::LayerElement{box.layers().made()[0]}}));
   EXPECT_EQ(view->subviews().size(), 1U);
   for (int i = 0; i < 2; ++i) {
     view->setShowProgress(true);
@@ -58,6 +34,12 @@ TEST_F(TVVorlanePresentationViewTest, ProgressHidesThePicture) {
     EXPECT_EQ(view->subviews()[1], view->coverView());
     EXPECT_EQ(view->subviews()[2], view->spinnerView());
   }
+  view->setFrame({10, 20, 801, 401});
+  view->layoutIfNeeded();
+  EXPECT_EQ(view->contentView()->frame(), (platform::Rect{0, 0, 801, 401}));
+  EXPECT_EQ(view->coverView()->frame(), (platform::Rect{0, 0, 801, 401}));
+  const auto size = platform::ActivityIndicatorView::defaultSize(20);
+  EXPECT_EQ(view->spinnerView()->frame(), (platform::Rect{340, 140, size.width, size.height}));
   view->setShowProgress(false);
   EXPECT_FALSE(view->showProgress());
   EXPECT_FALSE(view->contentView()->hidden());
@@ -101,37 +83,6 @@ TEST_F(TVVorlanePresentationViewControllerTest, ShowsTheSessionsView) {
   controller->hideProgress();
   EXPECT_FALSE(session->presentationView()->showProgress());
   EXPECT_EQ(controller->stopCount(), 0U);
-}
-
-TEST_F(TVVorlanePresentationViewControllerTest, WithoutASession) {
-  const auto controller = std::make_shared<TVVorlanePresentationViewController>(nullptr);
-  EXPECT_EQ(controller->presentationView(), nullptr);
-  EXPECT_EQ(controller->preferredFocusedView(), nullptr);
-  EXPECT_EQ(controller->presentationLayer(), nullptr);
-  controller->showProgress();
-  EXPECT_TRUE(controller->view()->subviews().empty());
-}
-
-TEST_F(TVVorlanePresentationViewControllerTest, Recognisers) {
-  show(5);
-  std::vector<SwipeDirection> swipes;
-  std::vector<PressType> presses;
-  for (const auto& recognizer : session->presentationView()->gestureRecognizers()) {
-    if (const auto swipe = std::dynamic_pointer_cast<platform::SwipeRecognizer>(recognizer)) {
-      EXPECT_TRUE(presses.empty());
-      swipes.push_back(swipe->direction());
-    } else {
-      const auto tap = std::dynamic_pointer_cast<platform::TapRecognizer>(recognizer);
-      ASSERT_NE(tap, nullptr);
-      ASSERT_EQ(tap->allowedPressTypes().size(), 1U);
-      presses.push_back(tap->allowedPressTypes()[0]);
-    }
-  }
-  EXPECT_EQ(swipes, (std::vector{SwipeDirection::Left, SwipeDirection::Right, SwipeDirection::Up,
-                                 SwipeDirection::Down}));
-  // The sixth has play/pause, the seventh the platform's default.
-  EXPECT_EQ(presses, (std::vector{PressType::Left, PressType::Right, PressType::Up, PressType::Down,
-                                  PressType::Select, PressType::PlayPause, PressType::Menu}));
 }
 
 TEST_F(TVVorlanePresentationViewControllerTest, TheRemoteBecomesEvents) {

@@ -122,9 +122,7 @@ TEST_F(TVVorlaneStreamingAudioSessionTest, SleepKeepsPlaybackOutForAWhile) {
 TEST(TVVorlaneStreamingAudioSessionSleepTest, Failures) {
   const auto delegate = std::make_shared<RecordingSessionDelegate>();
   struct Case {
-    bool assertionFails;
-    bool preventFails;
-    bool allowFails;
+    std::string fails;
     Texts journal;  // after the stop notification, until 60 s later
     Texts log;
     std::size_t held;
@@ -132,35 +130,28 @@ TEST(TVVorlaneStreamingAudioSessionSleepTest, Failures) {
   const std::string post = "systemNotifications.post(";
   const std::string prevent = post + std::string(kPrevent) + ")";
   const std::string allow = post + std::string(kAllow) + ")";
+  const std::string create = "powerManager.createAssertion()";
   const Case cases[] = {
-      {true,
-       false,
-       false,
-       {"powerManager.createAssertion() failed"},
+      {"assertion",
+       {create + " failed"},
        {"Failed to create vorlane-prevent-playback assertion: e00002bc"},
        0},
-      {false,
-       true,
-       false,
-       {"powerManager.createAssertion()", prevent + " failed"},
+      {"prevent",
+       {create, prevent + " failed"},
        {"PM: *** Failed to stop Vorlane activity ***"},
        1},
-      {false,
-       false,
-       true,
-       {"powerManager.createAssertion()", prevent, allow + " failed",
-        "powerManager.releaseAssertion(1)"},
+      {"allow",
+       {create, prevent, allow + " failed", "powerManager.releaseAssertion(1)"},
        {"Unset vorlane-prevent-playback assertion.", "Set vorlane-prevent-playback assertion.",
         "PM: *** Failed to re-enable Vorlane ***"},
-       0},
-  };
+       0}};
   for (const auto& expected : cases) {
     sim::Box box;
     auto session = std::make_shared<TVVorlaneStreamingAudioSession>();
     session->setDelegate(delegate);
-    if (expected.assertionFails) box.powerManager().setStatus(0xe00002bc);
-    box.systemNotifications().setPostFails(kPrevent, expected.preventFails);
-    box.systemNotifications().setPostFails(kAllow, expected.allowFails);
+    if (expected.fails == "assertion") box.powerManager().setStatus(0xe00002bc);
+    box.systemNotifications().setPostFails(kPrevent, expected.fails == "prevent");
+    box.systemNotifications().setPostFails(kAllow, expected.fails == "allow");
     box.systemNotifications().deliver(platform::TVSPowerManagerDeviceWillSleepNotification);
     box.advance(60s);
     Texts journal{"systemNotifications.post(quorin.vorlane.dacp.stop)"};

@@ -1,8 +1,8 @@
 #include "TVVorlane/TVVorlaneUtilities.h"
 
-#include <array>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -27,68 +27,26 @@ const std::vector<Value>& everyKind() {
   return values;
 }
 
-struct KeyType {
-  const char* key;
-  Kind kind;
-};
-
-constexpr std::array<KeyType, 55> kKeyTypes = {{
-    {"allowP2P", Kind::Number},
-    {"appID", Kind::Data},
-    {"assetID", Kind::Data},
-    {"buyParams", Kind::String},
-    {"cookies", Kind::Array},
-    {"Content-Location", Kind::String},
-    {"dsid", Kind::Number},
-    {"errorInfo", Kind::Dictionary},
-    {"host", Kind::String},
-    {"itemID", Kind::Number},
-    {"itemType", Kind::String},
-    {"mediaKindOverride", Kind::String},
-    {"outOfBandAlternateTracks", Kind::Array},
-    {"path", Kind::String},
-    {"playbackRestrictions", Kind::Number},
-    {"purchaseBundle", Kind::Dictionary},
-    {"purchasedMediaKind", Kind::String},
-    {"remoteContext", Kind::Data},
-    {"Start-Position", Kind::Number},
-    {"Start-Date", Kind::Date},
-    {"Start-Estimated-Date", Kind::Date},
-    {"streamerGUID", Kind::String},
-    {"rate", Kind::Number},
-    {"tlsPSKClientIdentity", Kind::Data},
-    {"tlsPSKEnabled", Kind::Number},
-    {"tlsPSK", Kind::Data},
-    {"X-Transmit-Date", Kind::String},
-    {"value", Kind::String},
-    {"url", Kind::String},
-    {"userAgent", Kind::String},
-    {"uuid", Kind::String},
-    {"videoCacheClear", Kind::Number},
-    {"audioOnly", Kind::Number},
-    {"actionAtItemEnd", Kind::Number},
-    {"date", Kind::Date},
-    {"forwardEndTime", Kind::Dictionary},
-    {"reverseEndTime", Kind::Dictionary},
-    {"enableTrack", Kind::Number},
-    {"metaData", Kind::Dictionary},
-    {"muted", Kind::Number},
-    {"timedMetadataArray", Kind::Array},
-    {"playbackAccessLog", Kind::Array},
-    {"playbackErrorLog", Kind::Array},
-    {"item", Kind::Dictionary},
-    {"selectedMediaArray", Kind::Array},
-    {"serverInfo", Kind::Dictionary},
-    {"streamType", Kind::Number},
-    {"volume", Kind::Number},
-    {"fpSessionID", Kind::Number},
-    {"mz_at", Kind::Data},
-    {"PD-Info", Kind::Data},
-    {"PIC-Request", Kind::Data},
-    {"PIC-Data", Kind::Data},
-    {"Player-GUID", Kind::String},
-    {"Play-Info", Kind::Data},
-}};
+/// Every key that has a type.
+const std::vector<std::pair<Kind, std::vector<const char*>>> kKeysByType{
+    {Kind::Number,
+     {"allowP2P", "dsid", "itemID", "playbackRestrictions", "Start-Position", "rate",
+      "tlsPSKEnabled", "videoCacheClear", "audioOnly", "actionAtItemEnd", "enableTrack", "muted",
+      "streamType", "volume", "fpSessionID"}},
+    {Kind::String,
+     {"buyParams", "Content-Location", "host", "itemType", "mediaKindOverride", "path",
+      "purchasedMediaKind", "streamerGUID", "X-Transmit-Date", "value", "url", "userAgent", "uuid",
+      "Player-GUID"}},
+    {Kind::Data,
+     {"appID", "assetID", "remoteContext", "tlsPSKClientIdentity", "tlsPSK", "mz_at", "PD-Info",
+      "PIC-Request", "PIC-Data", "Play-Info"}},
+    {Kind::Date, {"Start-Date", "Start-Estimated-Date", "date"}},
+    {Kind::Array,
+     {"cookies", "outOfBandAlternateTracks", "timedMetadataArray", "playbackAccessLog",
+      "playbackErrorLog", "selectedMediaArray"}},
+    {Kind::Dictionary,
+     {"errorInfo", "purchaseBundle", "forwardEndTime", "reverseEndTime", "metaData", "item",
+      "serverInfo"}}};
 
 class TVVorlaneUtilitiesTest : public testing::Test {
  protected:
@@ -103,15 +61,14 @@ class TVVorlaneUtilitiesTest : public testing::Test {
 
 TEST_F(TVVorlaneUtilitiesTest, EveryKeyTakesItsTypeAndNoOther) {
   std::set<std::string> seen;
-  for (const auto& [key, kind] : kKeyTypes) {
+  const auto expectType = [&](const char* key, Kind kind) {
     EXPECT_TRUE(seen.insert(key).second) << key;
     for (const Value& value : everyKind()) {
       box.clearLog();
       const Dictionary params{{key, value}};
       EXPECT_EQ(valid(params), value.kind() == kind) << key << " = " << value.description();
       if (value.kind() == kind) {
-        EXPECT_FALSE(error) << key;
-        EXPECT_TRUE(box.log().empty()) << key;
+        EXPECT_FALSE(error || !box.log().empty()) << key;
         continue;
       }
       EXPECT_EQ(error, platform::Error::status(kTVVorlaneStatusWrongType)) << key;
@@ -119,7 +76,11 @@ TEST_F(TVVorlaneUtilitiesTest, EveryKeyTakesItsTypeAndNoOther) {
                 std::vector{"#T:[Main] #Notice #TVVLSession : ### Vorlane bad value for '" +
                             std::string(key) + "' in params:\n" + params.description() + " "});
     }
+  };
+  for (const auto& [kind, keys] : kKeysByType) {
+    for (const char* key : keys) expectType(key, kind);
   }
+  EXPECT_EQ(seen.size(), 55U);
 }
 
 TEST_F(TVVorlaneUtilitiesTest, ANumberMayBeABoolean) {
@@ -209,17 +170,6 @@ TEST_F(TVVorlaneUtilitiesTest, DataInsideContainersIsAbbreviated) {
   EXPECT_EQ(Utilities::dataAbbreviatedDescription("a text"), "a text");
   EXPECT_EQ(Utilities::dataAbbreviatedDescription({}), "(null)");
   EXPECT_EQ(Utilities::_containerWithAbbreviatedData(12), Value(12));
-}
-
-TEST_F(TVVorlaneUtilitiesTest, AbbreviatingNothingIsAProgrammingError) {
-  const sim::AssertionsThrow assertionsThrow;
-  try {
-    Utilities::_containerWithAbbreviatedData({});
-    FAIL() << "no assertion";
-  } catch (const sim::AssertionError& thrown) {
-    EXPECT_EQ(thrown.failure().operation, "_containerWithAbbreviatedData");
-    EXPECT_TRUE(thrown.failure().source.ends_with("TVVorlane/TVVorlaneUtilities"));
-  }
 }
 
 }  // namespace

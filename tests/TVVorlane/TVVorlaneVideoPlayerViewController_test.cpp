@@ -48,16 +48,6 @@ TEST_F(VideoPlayerTest, MenuAfterTheEndOnlyLogs) {
   EXPECT_FALSE(rootController());
 }
 
-TEST_F(VideoPlayerTest, MenuWhileItIsPausedOrLoadsStopsToo) {
-  box.mediaLibrary().add(kVideoURL, {.loadDelay = 60});
-  start();
-  box.advance(1s);
-  delegate->take();
-  box.screen().send({PressType::Menu});
-  EXPECT_THAT(delegate->take(), ElementsAre("userStop {sessionID=7, userExit=1}",
-                                            "stopped {sessionID=7, userExit=1}"));
-}
-
 TEST_F(VideoPlayerTest, RemoteSteersThePlayer) {
   startPlaying();
   box.screen().send({PressType::PlayPause});

@@ -7,20 +7,17 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <systemd/sd-bus.h>
 #include <unistd.h>
 
 #include "TVVorlane/TVVorlaneAppDelegate.h"
 #include "TVVorlane/TVVorlaneMediaViewController.h"
 #include "box/Box.h"
 #include "tests/box/ChildProcess.h"
+#include "tests/box/services/Client.h"
 
 namespace {
 
-constexpr const char* kPath = "/quorin/tvvorlane/Receiver";
-constexpr const char* kNotifications = "quorin.vorlane.Notifications1";
 constexpr const char* kName = "quorin.vorlane.cloudConnectivity";
-constexpr std::uint64_t kPatience = 20'000'000;
 
 /// What the process's network is to be: the test writes '1' or '0' into it.
 int networkPipe[2];
@@ -57,65 +54,19 @@ platform::Application application() {
           [] { return std::make_shared<TVVorlaneMediaViewController>(); }};
 }
 
-/// Another process that wants to know.
-class Asker {
- public:
-  explicit Asker(const std::string& socket) {
-    sd_bus_new(&_bus);
-    sd_bus_set_address(_bus, ("unix:path=" + socket).c_str());
-    sd_bus_set_bus_client(_bus, 0);
-    sd_bus_start(_bus);
-    sd_bus_match_signal(_bus, nullptr, nullptr, kPath, kNotifications, "Posted", _heard, this);
-    sd_bus_call_method(_bus, nullptr, kPath, "org.freedesktop.DBus.Peer", "Ping", nullptr, nullptr,
-                       "");
-  }
-  ~Asker() { sd_bus_close_unref(_bus); }
-  Asker(const Asker&) = delete;
-  Asker& operator=(const Asker&) = delete;
-
-  /// The name of the next notification; nothing when none comes.
-  std::string nextPost() {
-    while (_posts.empty()) {
-      const int processed = sd_bus_process(_bus, nullptr);
-      if (processed < 0 || (processed == 0 && sd_bus_wait(_bus, kPatience) <= 0)) return "";
-    }
-    const std::string post = _posts.front();
-    _posts.erase(_posts.begin());
-    return post;
-  }
-  std::uint64_t state() {
-    std::uint64_t state = 99;
-    sd_bus_message* reply = nullptr;
-    sd_bus_call_method(_bus, nullptr, kPath, kNotifications, "GetState", nullptr, &reply, "s",
-                       kName);
-    if (reply) sd_bus_message_read_basic(reply, 't', &state);
-    sd_bus_message_unref(reply);
-    return state;
-  }
-
- private:
-  static int _heard(sd_bus_message* message, void* self, sd_bus_error*) {
-    const char* name = "";
-    sd_bus_message_read_basic(message, 's', &name);
-    static_cast<Asker*>(self)->_posts.emplace_back(name);
-    return 0;
-  }
-
-  sd_bus* _bus = nullptr;
-  std::vector<std::string> _posts;
-};
-
 TEST(CloudConnectivity, FollowsTheNetwork) {
   ASSERT_EQ(pipe(networkPipe), 0);
   ChildProcess process(application, {}, boxOnThePipe);
   ASSERT_TRUE(process.waitForLine("is open")) << process.output();
   {
-    Asker asker(process.socketPath());
-    EXPECT_EQ(asker.state(), 0U);
+    testing_door::Client peer(process.socketPath());
+    EXPECT_EQ(peer.notificationState(kName), 0U);
+    std::size_t seen = 0;
     for (const char* const network : {"1", "0", "1"}) {
       ASSERT_EQ(write(networkPipe[1], network, 1), 1);
-      EXPECT_EQ(asker.nextPost(), kName);
-      EXPECT_EQ(asker.state(), *network == '1' ? 1U : 0U);
+      ASSERT_TRUE(process.waitForLine("Vorlane set should use cloud:", seen));
+      seen = process.output().size();
+      EXPECT_EQ(peer.notificationState(kName), *network == '1' ? 1U : 0U);
     }
   }
   process.send(SIGTERM);

@@ -63,22 +63,20 @@ TEST(Options, WhatIsWrongIsNamed) {
   const struct {
     std::vector<std::string_view> arguments;
     std::string error;
-  } cases[] = {
-      {{"--nonsense"}, "unknown option --nonsense"},
-      {{"play"}, "unknown option play"},
-      {{"--socket"}, "--socket needs a value"},
-      {{"--socket="}, "\"\" is no value for --socket"},
-      {{"--fullscreen=yes"}, "--fullscreen takes no value"},
-      {{"--bus", "both"}, "\"both\" is no value for --bus"},
-      {{"--windowed", "1280"}, "\"1280\" is no value for --windowed"},
-      {{"--windowed", "1280x"}, "\"1280x\" is no value for --windowed"},
-      {{"--windowed", "0x720"}, "\"0x720\" is no value for --windowed"},
-      {{"--windowed", "1280x720x2"}, "\"1280x720x2\" is no value for --windowed"},
-      {{"--log-level", "-1"}, "\"-1\" is no value for --log-level"},
-      {{"--log-level", "loud"}, "\"loud\" is no value for --log-level"},
-      {{"--log-component", "=5"}, "\"=5\" is no value for --log-component"},
-      {{"--log-component", "One=x"}, "\"One=x\" is no value for --log-component"},
-  };
+  } cases[] = {{{"--nonsense"}, "unknown option --nonsense"},
+               {{"play"}, "unknown option play"},
+               {{"--socket"}, "--socket needs a value"},
+               {{"--socket="}, "\"\" is no value for --socket"},
+               {{"--fullscreen=yes"}, "--fullscreen takes no value"},
+               {{"--bus", "both"}, "\"both\" is no value for --bus"},
+               {{"--windowed", "1280"}, "\"1280\" is no value for --windowed"},
+               {{"--windowed", "1280x"}, "\"1280x\" is no value for --windowed"},
+               {{"--windowed", "0x720"}, "\"0x720\" is no value for --windowed"},
+               {{"--windowed", "1280x720x2"}, "\"1280x720x2\" is no value for --windowed"},
+               {{"--log-level", "-1"}, "\"-1\" is no value for --log-level"},
+               {{"--log-level", "loud"}, "\"loud\" is no value for --log-level"},
+               {{"--log-component", "=5"}, "\"=5\" is no value for --log-component"},
+               {{"--log-component", "One=x"}, "\"One=x\" is no value for --log-component"}};
   for (const auto& one : cases) {
     std::string error;
     EXPECT_FALSE(box::parseOptions(one.arguments, &error)) << one.error;

@@ -98,24 +98,6 @@ class Sessions : public SystemTest {
   Dictionary status() { return peer->callBox("Status").out; }
 };
 
-TEST_F(Sessions, TwoAtOnceAndStopsThatFindNothing) {
-  launch();
-  EXPECT_EQ(stopVideo(9), 0) << "nothing has been started";
-  expectToPlay(1);
-  expectToPlay(2);
-  EXPECT_EQ(stopVideo(9), 0);
-  EXPECT_EQ(numbers(), (std::vector<std::int64_t>{1, 2}));
-  EXPECT_EQ(stopVideo(2), 0);
-  EXPECT_EQ(stopVideo(2), 0);
-  EXPECT_EQ(numbers(), (std::vector<std::int64_t>{1}));
-  // The first one is addressed again. Its player has left the screen, and so has or will come to
-  // its end.
-  EXPECT_EQ(peer->getProperty("playbackInfo").status, 0);
-  EXPECT_EQ(stopVideo(1), 0);
-  EXPECT_EQ(stopVideo(1), 0);
-  EXPECT_EQ(peer->getProperty("playbackInfo").status, -6718);
-}
-
 TEST_F(Sessions, StartsMeetAPresentationThatOpensOrCloses) {
   launch();
   // Behind each other at the door, with nobody waiting for the first ones.
@@ -151,35 +133,6 @@ TEST_F(Sessions, StartsMeetAPresentationThatOpensOrCloses) {
   const std::size_t stopped = mark();
   EXPECT_EQ(stopVideo(session), 0);
   ASSERT_TRUE(process->waitForLine("mediaViewControllerDidDismiss:", stopped));
-}
-
-using BadPeers = SystemTest;
-
-TEST_F(BadPeers, DisturbNobody) {
-  launch();
-  const std::string path = process->socketPath();
-  // One says nothing, one begins and stops, one is not of this world.
-  const auto silent = testing_door::connectTo(path);
-  const auto halfway = testing_door::connectTo(path);
-  const auto garbage = testing_door::connectTo(path);
-  ASSERT_TRUE(silent && halfway && garbage);
-  ASSERT_EQ(write(halfway.get(), "\0AUTH EXT", 9), 9);
-  const std::string noise(4096, '\xA5');
-  ASSERT_EQ(write(garbage.get(), noise.data(), noise.size()), static_cast<ssize_t>(noise.size()));
-  // And one dies in the middle of its call: while the box waits for the screen.
-  auto dying = newPeer();
-  dying->send("StartVideo", [&](sd_bus_message* m) {
-    box::ValueWriter(m).appendDictionary({{"Content-Location", clip()}, {"sessionID", 1}});
-  });
-  ASSERT_TRUE(process->waitForLine("vorlaneUIStartVideo"));
-  shutdown(sd_bus_get_fd(dying->bus()), SHUT_RDWR);
-  dying.reset();
-
-  EXPECT_TRUE(nextEvent("playing")) << "what it asked for was served";
-  EXPECT_TRUE(testing_door::isClosedByPeer(garbage.get()));
-  expectToPlay(2);
-  EXPECT_EQ(stopVideo(2), 0);
-  EXPECT_EQ(stopVideo(1), 0);
 }
 
 class WholeRun : public SystemTest {};

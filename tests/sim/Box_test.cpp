@@ -103,37 +103,6 @@ TEST_F(BoxTest, SecondCallWaitsForTheFirst) {
   EXPECT_THAT(story, ElementsAre("body", "body"));
 }
 
-TEST_F(BoxTest, TheSameStoryEveryTime) {
-  // What was due before a call comes before it; what the call's body posts, after the body; the
-  // events that it posts are out when the call has returned.
-  std::vector<std::string> firstStory;
-  for (int round = 0; round < 200; ++round) {
-    story.clear();
-    box.mainQueue().async([&] { note("before"); });
-    platform::Token answer;
-    stub->setBody([&](platform::WaitGroup& group) {
-      note("body");
-      stub->post("first");
-      box.mainQueue().async([&] {
-        note("posted");
-        stub->post("second");
-      });
-      group.enter();
-      answer = box.mainQueue().after(1ms, [&] {
-        note("timer");
-        group.leave();
-      });
-    });
-    EXPECT_EQ(startVideo(), 0);
-    note("returned");
-    for (const auto& event : box.receiverServiceClient().takeEvents()) note(event.name);
-    if (round == 0) firstStory = story;
-    ASSERT_EQ(story, firstStory) << "in round " << round;
-  }
-  EXPECT_THAT(firstStory,
-              ElementsAre("before", "body", "posted", "timer", "returned", "first", "second"));
-}
-
 TEST_F(BoxTest, EventsGoOutInOrderAndRunWaitsForThem) {
   for (int number = 0; number < 50; ++number) {
     stub->post("event" + std::to_string(number % 2), {{"number", number}});
@@ -149,16 +118,6 @@ TEST_F(BoxTest, EventsGoOutInOrderAndRunWaitsForThem) {
   EXPECT_FALSE(box.receiverServiceClient().lastEvent("other"));
 }
 
-TEST_F(BoxTest, WhatACallThrowsComesBack) {
-  const sim::AssertionsThrow assertionsThrow;
-  stub->setBody([&](platform::WaitGroup&) { TVS_ASSERT_MESSAGE(false, "in the body"); });
-  EXPECT_THROW(startVideo(), sim::AssertionError);
-  EXPECT_THROW(box.call([] { throw std::out_of_range("here"); }), std::out_of_range);
-  stub->setBody(nullptr);
-  EXPECT_EQ(startVideo(), 0);
-  EXPECT_EQ(box.logCount("in the body"), 1u);
-}
-
 template <typename Function>
 std::string textOfError(const Function& function) {
   try {
@@ -167,69 +126,6 @@ std::string textOfError(const Function& function) {
     return error.what();
   }
   return "nothing was thrown";
-}
-
-TEST_F(BoxTest, CallThatNobodyAnswersIsStuck) {
-  stub->setBody([](platform::WaitGroup& group) { group.enter(); });
-  EXPECT_THAT(textOfError([&] { startVideo(); }), HasSubstr("no task or timer is left"));
-  // The box no longer has a receiver queue, and says so rather than hang again.
-  EXPECT_THROW(startVideo(), std::logic_error);
-}
-
-TEST_F(BoxTest, CallThatTimersKeepFromEndingIsStuckAtItsLimit) {
-  platform::Token tick;
-  std::function<void()> again = [&] { tick = box.mainQueue().after(1s, again); };
-  again();
-  box.setCallLimit(30s);
-  stub->setBody([](platform::WaitGroup& group) { group.enter(); });
-  EXPECT_THAT(textOfError([&] { startVideo(); }), HasSubstr("within 30.0"));
-  EXPECT_EQ(seconds(), 30);
-}
-
-TEST_F(BoxTest, QueueOutlivesItsDelegate) {
-  stub = nullptr;
-  EXPECT_EQ(box.receiverServiceClient().delegate(), nullptr);
-  EXPECT_EQ(box.call([] { return 7; }), 7);
-}
-
-TEST(BoxWithoutDelegate, CallThrows) {
-  sim::Box box;
-  EXPECT_THROW(box.call([] { return 7; }), std::logic_error);
-}
-
-TEST(BoxLife, DiesWhileACallWaits) {
-  for (const bool inGroup : {false, true}) {
-    std::string ended = "not at all";
-    std::shared_ptr<ReceiverStub> stub;  // in use until the box is gone
-    {
-      sim::Box box;
-      stub = ReceiverStub::make();
-      if (inGroup) {
-        stub->setBody([](platform::WaitGroup& group) { group.enter(); });
-        EXPECT_FALSE(box.beginCall([&] { return stub->vorlaneUIStartVideo({}, nullptr); }).done());
-      } else {
-        // Behind a call that is still to be made: its hop finds the main queue stopped.
-        stub->queue->async(
-            [&] { ended = stub->vorlaneUIStartVideo({}, nullptr) == -1 ? "refused" : "served"; });
-      }
-    }
-    EXPECT_EQ(ended, inGroup ? "not at all" : "refused");
-  }
-}
-
-TEST(BoxLife, OneAfterTheOtherIsCurrent) {
-  for (int round = 0; round < 2; ++round) {
-    sim::Box box({.logLevel = 4});
-    EXPECT_EQ(&platform::Platform::current(), &box);
-    TVSLogNotice(TVSSystemLog, "too quiet");
-    TVSLogWarning(TVSSystemLog, "number %d", round);
-    EXPECT_EQ(box.log().size(), 1u);
-    EXPECT_EQ(box.logLine("number"),
-              "#T:[Main] #Warning #TVSSystemLog : number " + std::to_string(round) + " ");
-    EXPECT_EQ(box.logLine("quiet"), std::nullopt);
-  }
-  const sim::AssertionsThrow assertionsThrow;
-  EXPECT_THROW(platform::Platform::current(), sim::AssertionError);
 }
 
 class Launched final : public platform::ApplicationDelegate {
@@ -254,6 +150,26 @@ TEST(BoxLaunch, RunsAnApplicationFromLaunchToEnd) {
   EXPECT_EQ(box.run({std::make_shared<Launched>(story, true), nullptr, nullptr}), 0);
   EXPECT_THAT(story, ElementsAre("launch", "turn", "terminate"));
   EXPECT_EQ(box.run({std::make_shared<Launched>(story, false), nullptr, nullptr}), 1);
+}
+
+TEST(BoxLife, DiesWhileACallWaits) {
+  for (const bool inGroup : {false, true}) {
+    std::string ended = "not at all";
+    std::shared_ptr<ReceiverStub> stub;  // in use until the box is gone
+    {
+      sim::Box box;
+      stub = ReceiverStub::make();
+      if (inGroup) {
+        stub->setBody([](platform::WaitGroup& group) { group.enter(); });
+        EXPECT_FALSE(box.beginCall([&] { return stub->vorlaneUIStartVideo({}, nullptr); }).done());
+      } else {
+        // Behind a call that is still to be made: its hop finds the main queue stopped.
+        stub->queue->async(
+            [&] { ended = stub->vorlaneUIStartVideo({}, nullptr) == -1 ? "refused" : "served"; });
+      }
+    }
+    EXPECT_EQ(ended, inGroup ? "not at all" : "refused");
+  }
 }
 
 }  // namespace

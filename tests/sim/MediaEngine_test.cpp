@@ -76,21 +76,6 @@ TEST_F(MediaEngineTest, ReportsNothingFromInsideACall) {
   EXPECT_THAT(reports.take(), IsEmpty()) << "only another load helps";
 }
 
-TEST_F(MediaEngineTest, RemembersTheLastOfEachKindUntilReady) {
-  engine->load(loadOf("a"));
-  engine->pause();
-  engine->play(2);
-  engine->seek(8);
-  engine->seek(4);
-  EXPECT_EQ(engine->position(), 0);
-  advance(0.5);
-  EXPECT_EQ(engine->position(), 4);
-  EXPECT_THAT(reports.take(), ElementsAre("ready", "play 2"));
-  advance(3);
-  EXPECT_THAT(reports.take(), ElementsAre("end"));
-  EXPECT_EQ(engine->position(), 10);
-}
-
 TEST_F(MediaEngineTest, NothingComesAfterUnloadAnotherLoadOrDestruction) {
   engine->load(loadOf("a"));
   advance(0.5);
@@ -110,55 +95,6 @@ TEST_F(MediaEngineTest, NothingComesAfterUnloadAnotherLoadOrDestruction) {
   advance(20);
   EXPECT_THAT(reports.take(), IsEmpty());
   EXPECT_THAT(library.engines(), IsEmpty());
-}
-
-TEST_F(MediaEngineTest, RatesAreClampedAndPositionsFollowThem) {
-  auto load = loadOf("a");
-  load.startFraction = 0.5;
-  load.reverseEndSeconds = 1;
-  engine->load(load);
-  advance(0.5);
-  engine->play(-100);
-  advance(0.25);
-  EXPECT_EQ(engine->position(), 3);
-  advance(5);
-  EXPECT_EQ(engine->position(), 1);
-  EXPECT_THAT(reports.take(), ElementsAre("ready", "play 1", "play -8", "end"));
-}
-
-TEST_F(MediaEngineTest, TheLatestSeekWinsAndOneReportAnswersAll) {
-  library.add("a", {.loadDelay = 0.5, .duration = 10, .seekDelay = 1});
-  engine->load(loadOf("a"));
-  advance(0.5);
-  reports.take();
-  engine->seek(2);
-  advance(0.5);
-  engine->seek(6);
-  engine->play(1);
-  EXPECT_EQ(engine->position(), 6);
-  advance(1.5);
-  EXPECT_THAT(reports.take(), ElementsAre("seek", "play 1"));
-  EXPECT_EQ(engine->position(), 6.5);
-}
-
-TEST_F(MediaEngineTest, StallsFailuresAndMetadataComeWhereTheScriptHasThem) {
-  library.add("a", {.loadDelay = 0.5,
-                    .duration = 10,
-                    .timedMetadata = {{.position = 0, .items = {}}, {.position = 3, .items = {{}}}},
-                    .stalls = {{2, 1}},
-                    .failure = sim::MediaScript::Failure{4, platform::Error::status(9)}});
-  engine->load(loadOf("a"));
-  advance(0.5 + 2.5);
-  EXPECT_THAT(reports.take(), ElementsAre("ready", "play 1", "stall"));
-  EXPECT_TRUE(engine->facts().bufferEmpty);
-  advance(0.5 + 1);
-  EXPECT_THAT(reports.take(), ElementsAre("play 1", "facts"));
-  EXPECT_EQ(engine->facts().timedMetadata.size(), 1U);
-  engine->seek(1);
-  advance(2);
-  EXPECT_THAT(reports.take(), ElementsAre("seek", "play 1", "facts")) << "a stall happens once";
-  advance(1);
-  EXPECT_THAT(reports.take(), ElementsAre("fail 9"));
 }
 
 TEST_F(MediaEngineTest, APausedLiveStreamLosesWhatItNoLongerKeeps) {

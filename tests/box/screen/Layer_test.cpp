@@ -83,32 +83,6 @@ TEST(Layer, EveryPixelIsItsOwnWhereTheSizesMatch) {
   EXPECT_EQ(wrong, 0);
 }
 
-TEST(Layer, KeepsItsShapeInTheMiddleWithBlackAroundIt) {
-  constexpr MemoryFrame::Yuv kWhite{235, 128, 128};
-  const struct {
-    VideoFormat format;
-    int width, height;
-    int left, top, right, bottom;
-  } cases[]{{VideoFormat::NV12, 1080, 1920, 656, 0, 1263, 1079},
-            {VideoFormat::I420, 1024, 768, 240, 0, 1679, 1079},
-            {VideoFormat::NV12, 1920, 800, 0, 140, 1919, 939}};
-  for (const auto& the : cases) {
-    SCOPED_TRACE(the.width);
-    const auto frame = std::make_shared<MemoryFrame>(the.format, the.width, the.height, kWhite);
-    // What lies beneath is hidden, around the picture too.
-    platform::Scene scene = sceneWith(frame);
-    auto& elements = scene.nodes[0].elements;
-    elements.insert(elements.begin(), platform::FillElement{{0, 1, 0, 1}});
-    const Picture picture(scene, 1920, 1080);
-    const auto bounds = picture.inked();
-    EXPECT_NEAR(bounds.left, the.left, 1);
-    EXPECT_NEAR(bounds.top, the.top, 1);
-    EXPECT_NEAR(bounds.right, the.right, 1);
-    EXPECT_NEAR(bounds.bottom, the.bottom, 1);
-    EXPECT_GE(picture.at(960, 540).brightness(), 250);
-  }
-}
-
 TEST(Layer, FadesLikeEverythingElse) {
   const auto frame = std::make_shared<BgraFrame>(320, 360);
   const auto layer = std::make_shared<TestLayer>(frame);

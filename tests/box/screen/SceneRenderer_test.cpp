@@ -63,8 +63,7 @@ TEST(SceneRenderer, ShowsVideoAtItsOwnShapeWithBlackAroundIt) {
       {"wide pixels", VideoFormat::NV12, 360, 240, 4, 3, 0, 0, 60, 1920, 1020},
       {"upright", VideoFormat::NV12, 320, 180, 1, 1, 90, 656, 0, 1264, 1080},
       {"odd size", VideoFormat::NV12, 319, 179, 1, 1, 0, 0, 0, 1920, 1077},
-      {"senseless pixels", VideoFormat::I420, 320, 180, 0, -5, 0, 0, 0, 1920, 1080},
-  };
+      {"senseless pixels", VideoFormat::I420, 320, 180, 0, -5, 0, 0, 0, 1920, 1080}};
   for (const ShapeCase& the : cases) {
     const auto frame = std::make_shared<MemoryFrame>(the.format, the.width, the.height, kRed709);
     frame->pixelAspectNumerator = the.aspectNumerator;
@@ -82,6 +81,32 @@ TEST(SceneRenderer, ShowsVideoAtItsOwnShapeWithBlackAroundIt) {
       EXPECT_NEAR(bounds.bottom + 1, the.bottom * scale, kSlack);
       EXPECT_LE(picture.at(width / 2, height / 2).distance({255, 0, 0}), 8);
     }
+  }
+}
+
+TEST(SceneRenderer, WritesTheTextOfThePicturesTimeAtTheLowerEdge) {
+  const auto cues = std::make_shared<box::SubtitleCues>();
+  cues->add({1, 1, "WWWW\nWWWW"});
+  cues->show(box::SubtitleCues::Source::Media);
+  const struct {
+    double time;
+    bool isShown;
+  } cases[]{{0.9, false}, {1, true}, {1.9, true}, {2, false}, {-1, false}};
+  for (const auto& the : cases) {
+    SCOPED_TRACE(the.time);
+    const auto frame = std::make_shared<MemoryFrame>(VideoFormat::NV12, 320, 180, kRed709);
+    frame->time = the.time;
+    frame->subtitles = cues;
+    const Picture picture(sceneOf({VideoElement{videoOf(frame)}}), 1280, 720);
+    int white = 0;
+    int dark = 0;
+    for (int y = 560; y < 700; ++y)
+      for (int x = 400; x < 880; ++x) {
+        white += picture.at(x, y).distance({255, 255, 255}) < 30;
+        dark += picture.at(x, y).distance(kBlack) < 60;
+      }
+    EXPECT_EQ(white > 500, the.isShown) << white;
+    EXPECT_EQ(dark > 200, the.isShown) << dark;
   }
 }
 
@@ -139,13 +164,11 @@ TEST(SceneRenderer, ConvertsColoursAsTheVideoSays) {
     VideoMatrix matrix;
     bool fullRange;
     Pixel expected;
-  } cases[]{
-      {"BT.709 green", {173, 42, 26}, VideoMatrix::BT709, false, {0, 255, 0}},
-      {"BT.601 green", {145, 54, 34}, VideoMatrix::BT601, false, {0, 255, 0}},
-      {"studio white", {235, 128, 128}, VideoMatrix::BT709, false, {255, 255, 255}},
-      {"full-range grey", {235, 128, 128}, VideoMatrix::BT601, true, {235, 235, 235}},
-      {"full-range black", {16, 128, 128}, VideoMatrix::BT601, true, {16, 16, 16}},
-  };
+  } cases[]{{"BT.709 green", {173, 42, 26}, VideoMatrix::BT709, false, {0, 255, 0}},
+            {"BT.601 green", {145, 54, 34}, VideoMatrix::BT601, false, {0, 255, 0}},
+            {"studio white", {235, 128, 128}, VideoMatrix::BT709, false, {255, 255, 255}},
+            {"full-range grey", {235, 128, 128}, VideoMatrix::BT601, true, {235, 235, 235}},
+            {"full-range black", {16, 128, 128}, VideoMatrix::BT601, true, {16, 16, 16}}};
   for (const auto& the : cases) {
     SCOPED_TRACE(the.name);
     const auto frame = std::make_shared<MemoryFrame>(VideoFormat::NV12, 64, 36, the.color);
@@ -169,24 +192,6 @@ TEST(SceneRenderer, DrawsBlackForAVideoThatCannotBeShown) {
   for (const auto& output : outputs) {
     const Picture picture(sceneOf({FillElement{kRed}, VideoElement{output}}), 640, 360);
     EXPECT_EQ(picture.at(320, 180).distance(kBlack), 0);
-  }
-}
-
-TEST(SceneRenderer, KeepsItsShapeInOtherWindows) {
-  const Scene scene = sceneOf({FillElement{kRed}});
-  const struct {
-    int width, height;
-    int left, top, right, bottom;
-  } cases[]{{1000, 1000, 0, 218, 999, 780},
-            {2000, 900, 200, 0, 1799, 899},
-            {3840, 2160, 0, 0, 3839, 2159}};
-  for (const auto& the : cases) {
-    const auto bounds = Picture(scene, the.width, the.height).inked();
-    SCOPED_TRACE(the.width);
-    EXPECT_NEAR(bounds.left, the.left, 1);
-    EXPECT_NEAR(bounds.top, the.top, 1);
-    EXPECT_NEAR(bounds.right, the.right, 1);
-    EXPECT_NEAR(bounds.bottom, the.bottom, 1);
   }
 }
 
@@ -241,11 +246,9 @@ TEST(SceneRenderer, AlignsTextByItsOwnDirection) {
     const char* text;
     TextAlignment alignment;
     bool left;
-  } cases[]{
-      {"Hello", TextAlignment::Leading, true},  {"Hello", TextAlignment::Trailing, false},
-      {"مرحبا", TextAlignment::Leading, false}, {"مرحبا", TextAlignment::Trailing, true},
-      {"שלום", TextAlignment::Leading, false},  {"こんにちは", TextAlignment::Leading, true},
-  };
+  } cases[]{{"Hello", TextAlignment::Leading, true},  {"Hello", TextAlignment::Trailing, false},
+            {"مرحبا", TextAlignment::Leading, false}, {"مرحبا", TextAlignment::Trailing, true},
+            {"שלום", TextAlignment::Leading, false},  {"こんにちは", TextAlignment::Leading, true}};
   for (const auto& the : cases) {
     SCOPED_TRACE(the.text);
     Scene scene;
@@ -338,8 +341,7 @@ TEST(TransportBar, SaysWhereItIs) {
       {"back", 5, 10.0, false, TransportState::ScanningBackward, -2.5, "0:05", "-0:05", "2.5×",
        0.5},
       {"senseless rate", 5, 10.0, false, TransportState::ScanningForward, nan, "0:05", "-0:05", "",
-       0.5},
-  };
+       0.5}};
   for (const auto& the : cases) {
     SCOPED_TRACE(the.name);
     TransportBarElement bar;

@@ -126,6 +126,17 @@ class Client {
                        "");
   }
 
+  /// The state that a name of the system-wide notifications has; all ones when there is no answer.
+  std::uint64_t notificationState(const char* name) {
+    std::uint64_t state = ~0ULL;
+    sd_bus_message* reply = nullptr;
+    sd_bus_call_method(_bus, nullptr, kPath, "quorin.vorlane.Notifications1", "GetState", nullptr,
+                       &reply, "s", name);
+    if (reply) sd_bus_message_read_basic(reply, 't', &state);
+    sd_bus_message_unref(reply);
+    return state;
+  }
+
   struct Event {
     std::string name;
     platform::Dictionary info;

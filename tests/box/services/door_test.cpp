@@ -102,43 +102,26 @@ TEST_F(Door, RefusesWhatTheApplicationCannotSurvive) {
     return Dictionary{{"requestContext", Dictionary{{"FCUP_Request_RequestID", request}}}};
   };
   const struct {
-    const char* name;
-    std::function<Answer()> make;
+    const char* action;  // null: a start
+    Dictionary params;
     int status;
-  } cases[] = {
-      {"no location", [&] { return peer->callWith("StartVideo", {}); }, -6705},
-      {"location is a number",
-       [&] {
-         return peer->callWith("StartVideo", {{"Content-Location", 5}});
-       },
-       -6705},
-      {"no item", [&] { return peer->perform("playlistRemove", {}); }, -6705},
-      {"item is a text",
-       [&] {
-         return peer->perform("playlistRemove", {{"item", "U"}});
-       },
-       -6705},
-      {"no uuid",
-       [&] {
-         return peer->perform("playlistRemove", {{"item", Dictionary{}}});
-       },
-       -6705},
-      {"uuid is a number",
-       [&] {
-         return peer->perform("playlistRemove", {{"item", Dictionary{{"uuid", 1}}}});
-       },
-       -6705},
-      {"no key request", [&] { return peer->perform("requestForStreamingKey", key(8)); }, -6727},
-  };
+  } cases[] = {{nullptr, {}, -6705},
+               {nullptr, {{"Content-Location", 5}}, -6705},
+               {"playlistRemove", {}, -6705},
+               {"playlistRemove", {{"item", "U"}}, -6705},
+               {"playlistRemove", {{"item", Dictionary{}}}, -6705},
+               {"playlistRemove", {{"item", Dictionary{{"uuid", 1}}}}, -6705},
+               {"requestForStreamingKey", key(8), -6727}};
   long refused = 0;
-  for (const auto& one : cases) {
-    const Answer answer = one.make();
-    EXPECT_EQ(answer.error, "") << one.name;
-    EXPECT_EQ(answer.status, one.status) << one.name;
+  for (const auto& [action, params, status] : cases) {
+    SCOPED_TRACE(params.description());
+    const Answer answer =
+        action ? peer->perform(action, params) : peer->callWith("StartVideo", params);
+    EXPECT_EQ(answer.error, "");
+    EXPECT_EQ(answer.status, status);
     EXPECT_EQ(answer.out,
-              (Dictionary{{"code", one.status}, {"domain", platform::kStatusCodeErrorDomain}}))
-        << one.name;
-    EXPECT_EQ(lines("is refused"), ++refused) << one.name;
+              (Dictionary{{"code", status}, {"domain", platform::kStatusCodeErrorDomain}}));
+    EXPECT_EQ(lines("is refused"), ++refused);
   }
   EXPECT_TRUE(delegate->calls().empty());
 
@@ -153,16 +136,6 @@ TEST_F(Door, RefusesWhatTheApplicationCannotSurvive) {
 TEST_F(Door, RefusesValuesOfNoForm) {
   openDoor();
   const auto peer = client();
-  const auto oversized = [](sd_bus_message* m) {
-    void* bytes = nullptr;
-    sd_bus_message_open_container(m, 'a', "{sv}");
-    sd_bus_message_open_container(m, 'e', "sv");
-    sd_bus_message_append(m, "s", "data");
-    sd_bus_message_open_container(m, 'v', "ay");
-    sd_bus_message_append_array_space(m, 'y', 17U << 20, &bytes);
-    std::memset(bytes, 0, 17U << 20);
-    for (int level = 0; level < 3; ++level) sd_bus_message_close_container(m);
-  };
   const auto unknown = [](sd_bus_message* m) {
     sd_bus_message_append(m, "a{sv}", 1, "k", "g", "ai");
   };
@@ -170,8 +143,6 @@ TEST_F(Door, RefusesValuesOfNoForm) {
                              "StopAudio", "StopPresentation", "UpdateAudioMetaData"}) {
     EXPECT_EQ(peer->call(method, unknown).status, -6756) << method;
   }
-  EXPECT_EQ(peer->call("StartVideo", oversized).status, -6756);
-  EXPECT_EQ(lines("a message over 16 MiB"), 1);
   EXPECT_EQ(peer->call("Perform",
                        [](sd_bus_message* m) {
                          sd_bus_message_append(m, "sa{sv}", "x", 1, "k", "as", 1, "a");

@@ -8,8 +8,6 @@ using platform::Dictionary;
 using testing_door::Client;
 using testing_door::DoorFixture;
 
-constexpr const char* kInterface = "quorin.vorlane.Notifications1";
-
 /// A door with the services that post through it.
 class Notifications : public DoorFixture {
  protected:
@@ -65,17 +63,6 @@ class Notifications : public DoorFixture {
       }
     }
   }
-  static std::uint64_t state(Client& peer, const char* name) {
-    std::uint64_t result = ~0ULL;
-    sd_bus_message* reply = nullptr;
-    if (sd_bus_call_method(peer.bus(), nullptr, Client::kPath, kInterface, "GetState", nullptr,
-                           &reply, "s", name) >= 0) {
-      sd_bus_message_read_basic(reply, 't', &result);
-    }
-    sd_bus_message_unref(reply);
-    return result;
-  }
-
   std::unique_ptr<box::SystemNotifications> system;
   std::unique_ptr<box::DistributedNotifications> distributed;
 };
@@ -105,7 +92,7 @@ TEST_F(Notifications, GoToEveryPeerInOrderWithTheEvents) {
 TEST_F(Notifications, HaveAStateForWhoComesLater) {
   make();
   const auto peer = client();
-  EXPECT_EQ(state(*peer, "a"), 0U);
+  EXPECT_EQ(peer->notificationState("a"), 0U);
   onMain([&] {
     const auto token = system->registerStateToken("a");
     const auto other = system->registerStateToken("b");
@@ -117,8 +104,8 @@ TEST_F(Notifications, HaveAStateForWhoComesLater) {
     EXPECT_FALSE(system->setState(-1, 3));
     EXPECT_FALSE(system->setState(*other + 1, 3));
   });
-  EXPECT_EQ(state(*peer, "a"), 0xFFFFFFFFFFFFFFFF);
-  EXPECT_EQ(state(*peer, "b"), 2U);
+  EXPECT_EQ(peer->notificationState("a"), 0xFFFFFFFFFFFFFFFF);
+  EXPECT_EQ(peer->notificationState("b"), 2U);
 }
 
 TEST_F(Notifications, ReachObserversOfThisProcessOnTheNextTurn) {

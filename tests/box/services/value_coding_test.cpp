@@ -68,24 +68,22 @@ Value nested(int depth, bool arrays) {
 }
 
 TEST_F(ValueCoding, EveryKindSurvives) {
-  const Dictionary values{
-      {"text", "Grüße 🎬"},
-      {"empty", ""},
-      {"true", true},
-      {"false", false},
-      {"int32", std::numeric_limits<std::int32_t>::min()},
-      {"uint32", std::numeric_limits<std::uint32_t>::max()},
-      {"int64", std::numeric_limits<std::int64_t>::min()},
-      {"uint64", std::numeric_limits<std::uint64_t>::max()},
-      {"double", 0.1},
-      {"infinite", std::numeric_limits<double>::infinity()},
-      {"data", Bytes{std::byte{0}, std::byte{255}}},
-      {"no data", Bytes{}},
-      {"date", platform::Date{-1.5}},
-      {"null", Value::null()},
-      {"array", Array{1, "two", Array{}, Dictionary{}}},
-      {"dictionary", Dictionary{{"inner", Array{Value::null()}}}},
-  };
+  const Dictionary values{{"text", "Grüße 🎬"},
+                          {"empty", ""},
+                          {"true", true},
+                          {"false", false},
+                          {"int32", std::numeric_limits<std::int32_t>::min()},
+                          {"uint32", std::numeric_limits<std::uint32_t>::max()},
+                          {"int64", std::numeric_limits<std::int64_t>::min()},
+                          {"uint64", std::numeric_limits<std::uint64_t>::max()},
+                          {"double", 0.1},
+                          {"infinite", std::numeric_limits<double>::infinity()},
+                          {"data", Bytes{std::byte{0}, std::byte{255}}},
+                          {"no data", Bytes{}},
+                          {"date", platform::Date{-1.5}},
+                          {"null", Value::null()},
+                          {"array", Array{1, "two", Array{}, Dictionary{}}},
+                          {"dictionary", Dictionary{{"inner", Array{Value::null()}}}}};
   box::ValueWriter writer(message);
   writer.appendDictionary(values);
   ASSERT_EQ(writer.error(), 0);
@@ -102,17 +100,6 @@ TEST_F(ValueCoding, EveryKindSurvives) {
     if (value.asNumber()) {
       EXPECT_EQ(other.asNumber()->kind(), value.asNumber()->kind()) << key;
     }
-  }
-}
-
-TEST_F(ValueCoding, NarrowIntegersAreTaken) {
-  sd_bus_message_append(message, "vvv", "n", -7, "q", 65535, "y", 255);
-  seal();
-  box::ValueReader reader(message);
-  for (const int expected : {-7, 65535, 255}) {
-    Value value;
-    ASSERT_TRUE(reader.readVariant(value));
-    EXPECT_EQ(value, Value(expected));
   }
 }
 
@@ -162,22 +149,20 @@ TEST(BusText, FollowsTheRulesOfUtf8) {
   const struct {
     std::string text;
     bool isValid;
-  } cases[] = {
-      {"", true},
-      {"plain", true},
-      {"\u00E4\u20AC\U0001F3AC", true},
-      {"\xF4\x8F\xBF\xBF", true},
-      {std::string("a\0b", 3), false},
-      {"\x80", false},  // a continuation alone
-      {"\xC3", false},  // cut short
-      {"\xE2\x82", false},
-      {"\xC0\xAF", false},  // overlong
-      {"\xE0\x80\x80", false},
-      {"\xF0\x80\x80\x80", false},
-      {"\xED\xA0\x80", false},      // a surrogate
-      {"\xF4\x90\x80\x80", false},  // beyond U+10FFFF
-      {"\xFE", false},
-  };
+  } cases[] = {{"", true},
+               {"plain", true},
+               {"\u00E4\u20AC\U0001F3AC", true},
+               {"\xF4\x8F\xBF\xBF", true},
+               {std::string("a\0b", 3), false},
+               {"\x80", false},  // a continuation alone
+               {"\xC3", false},  // cut short
+               {"\xE2\x82", false},
+               {"\xC0\xAF", false},  // overlong
+               {"\xE0\x80\x80", false},
+               {"\xF0\x80\x80\x80", false},
+               {"\xED\xA0\x80", false},      // a surrogate
+               {"\xF4\x90\x80\x80", false},  // beyond U+10FFFF
+               {"\xFE", false}};
   for (const auto& one : cases) {
     EXPECT_EQ(box::isBusText(one.text), one.isValid) << testing::PrintToString(one.text);
     EXPECT_TRUE(box::isBusText(box::replacingInvalidText(one.text)));

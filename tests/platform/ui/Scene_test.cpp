@@ -4,8 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/ui/Press.h"
-
 namespace platform {
 namespace {
 
@@ -45,25 +43,8 @@ TEST(Scene, ClockText) {
       {-1, "--:--"},
       {1e300, "--:--"},
       {std::numeric_limits<double>::infinity(), "--:--"},
-      {std::numeric_limits<double>::quiet_NaN(), "--:--"},
-  };
+      {std::numeric_limits<double>::quiet_NaN(), "--:--"}};
   for (const auto& [seconds, text] : cases) EXPECT_EQ(clockText(seconds), text) << seconds;
-}
-
-TEST(Press, Names) {
-  const char* const names[] = {"up",     "down", "left",      "right",
-                               "select", "menu", "playpause", "home"};
-  for (int number = 0; number < 8; ++number) {
-    EXPECT_EQ(pressTypeFromName(names[number]), static_cast<PressType>(number)) << names[number];
-  }
-  EXPECT_EQ(swipeDirectionFromName("left"), SwipeDirection::Left);
-  EXPECT_EQ(swipeDirectionFromName("right"), SwipeDirection::Right);
-  EXPECT_EQ(swipeDirectionFromName("up"), SwipeDirection::Up);
-  EXPECT_EQ(swipeDirectionFromName("down"), SwipeDirection::Down);
-  for (const char* name : {"", "Menu", "play", "playpause "}) {
-    EXPECT_FALSE(pressTypeFromName(name)) << name;
-    EXPECT_FALSE(swipeDirectionFromName(name)) << name;
-  }
 }
 
 }  // namespace

@@ -159,14 +159,6 @@ TEST_F(VideoPlayerTest, BarTellsWhatPlays) {
   EXPECT_EQ(bar->rate, 1);
 }
 
-TEST_F(VideoPlayerTest, LiveStreamHasNoDuration) {
-  play([&](sim::MediaScript& script) { script.liveWindow = 60; });
-  const auto bar = fixture.shown<TransportBarElement>();
-  ASSERT_TRUE(bar);
-  EXPECT_TRUE(bar->live);
-  EXPECT_FALSE(bar->duration);
-}
-
 TEST_F(VideoPlayerTest, ButtonsSteerThePlayer) {
   load([&](sim::MediaScript& script) {
     script.loadDelay = 1;

@@ -173,55 +173,6 @@ TEST_F(ViewServiceHostTest, FailuresToOpen) {
   EXPECT_FALSE(host.isPresenting());
 }
 
-TEST_F(ViewServiceHostTest, RequestRightAfterOneThatTimedOut) {
-  screen.setOpening(sim::Screen::Opening::NeverAnswers);
-  onAnswer = [&] {
-    onAnswer = nullptr;
-    screen.setOpening(sim::Screen::Opening::Succeeds);
-    request();
-  };
-  request();
-  box.advance(seconds(5));
-  EXPECT_EQ(take(), "-+B");
-  EXPECT_TRUE(screen.isOpen());
-}
-
-TEST_F(ViewServiceHostTest, SecondRequestIsRefused) {
-  request();
-  request();
-  box.run();
-  EXPECT_EQ(take(), "-+B");
-  requestAndRun();
-  EXPECT_EQ(take(), "-");
-  EXPECT_TRUE(host.isPresenting());
-}
-
-TEST_F(ViewServiceHostTest, RequestDuringTheEndKeepsTheScreen) {
-  requestAndRun();
-  take();
-  const auto root = current.lock();
-  root->endsAtOnce = false;
-  host.endPresentation();
-  box.run();
-  requestAndRun();
-  requestAndRun();
-  EXPECT_EQ(take(), "E-");
-  const auto oldProxy = root->proxy();
-  root->ended();
-  box.run();
-  EXPECT_EQ(take(), "+B");
-  EXPECT_EQ(screen.timesOpened(), 1);
-  EXPECT_EQ(screen.timesClosed(), 0);
-  EXPECT_NE(current.lock(), root);
-
-  // The old root's proxy and completion mean nothing any more.
-  oldProxy->dismissWithResult(Value());
-  root->ended();
-  box.run();
-  EXPECT_EQ(take(), "");
-  EXPECT_TRUE(host.isPresenting());
-}
-
 TEST_F(ViewServiceHostTest, EndIsBounded) {
   requestAndRun();
   current.lock()->endsAtOnce = false;
@@ -250,35 +201,10 @@ TEST_F(ViewServiceHostTest, EndIsBounded) {
   EXPECT_TRUE(host.isPresenting());
 }
 
-TEST_F(ViewServiceHostTest, RequestBeforeTheScreenClosesKeepsIt) {
-  requestAndRun();
-  const auto root = current.lock();
-  root->endsAtOnce = false;
-  host.endPresentation();
-  box.run();
-  take();
-  root->ended();
-  box.mainQueue().async([&] {
-    EXPECT_FALSE(host.isPresenting());
-    request();
-  });
-  box.run();
-  EXPECT_EQ(take(), "+B");
-  EXPECT_TRUE(screen.isOpen());
-  EXPECT_EQ(screen.timesClosed(), 0);
-}
-
 TEST_F(ViewServiceHostTest, EndAtOddTimes) {
   host.endPresentation();
   box.run();
   EXPECT_EQ(take(), "");
-
-  // While it opens: nothing begins.
-  request();
-  host.endPresentation();
-  box.run();
-  EXPECT_EQ(take(), "-");
-  EXPECT_FALSE(screen.isOpen());
 
   // Between the answer and the beginning: begun, then ended.
   onAnswer = [&] { host.endPresentation(); };
@@ -299,20 +225,16 @@ TEST_F(ViewServiceHostTest, WindowThatGoesAwayByItselfEndsIt) {
   box.run();
   EXPECT_EQ(take(), "E~");
   EXPECT_FALSE(host.isPresenting());
+}
 
-  // Also while the last one ends and the next one has been asked for.
+TEST_F(ViewServiceHostTest, SecondRequestIsRefused) {
+  request();
+  request();
+  box.run();
+  EXPECT_EQ(take(), "-+B");
   requestAndRun();
-  current.lock()->endsAtOnce = false;
-  host.endPresentation();
-  box.run();
-  requestAndRun();
-  screen.closeByItself();
-  box.run();
-  take();
-  current.lock()->ended();
-  box.run();
-  EXPECT_EQ(take(), "~+B");
-  EXPECT_TRUE(screen.isOpen());
+  EXPECT_EQ(take(), "-");
+  EXPECT_TRUE(host.isPresenting());
 }
 
 /// Every sequence of five steps: each request is answered once and in time, each root begins and

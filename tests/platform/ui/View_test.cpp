@@ -6,7 +6,6 @@
 
 #include "platform/ui/ActivityIndicatorView.h"
 #include "platform/ui/DigitEntryViewController.h"
-#include "platform/ui/VisualEffectView.h"
 #include "tests/platform/ui/Support.h"
 
 namespace platform {
@@ -139,7 +138,7 @@ TEST(View, AnimationCompletesOnce) {
   EXPECT_FALSE(box.mainQueue().nextDeadline());
 }
 
-TEST(View, SpinnerBlurAndDigits) {
+TEST(View, SpinnerAndDigits) {
   sim::Box box;
   box.advance(seconds(7));
   const auto spinner = std::make_shared<ActivityIndicatorView>(20);
@@ -156,10 +155,6 @@ TEST(View, SpinnerBlurAndDigits) {
   const Size size = ActivityIndicatorView::defaultSize(20);
   spinner->centerIn({0, 0, size.width + 101, size.height + 20});
   EXPECT_EQ(spinner->frame(), (Rect{50, 10, size.width, size.height}));
-
-  const auto blur = std::make_shared<VisualEffectView>(kScreenBounds, 4005);
-  EXPECT_EQ(blur->blurStyle(), 4005);
-  EXPECT_EQ(blur->sceneNode({}).elements, (std::vector<SceneElement>{BlurElement{}}));
 
   const auto digits = std::make_shared<DigitEntryViewController>(4);
   digits->setEditable(false);

@@ -128,20 +128,6 @@ TEST_F(WindowTest, HandlersMayChangeTheTree) {
   EXPECT_EQ(traceOf(press(PressType::Select), false), "child child:did- root ");
 }
 
-TEST_F(WindowTest, Containment) {
-  addChild();
-  EXPECT_EQ(trace, "child:will+ child:did+ ");
-  EXPECT_EQ(child->parent(), root.get());
-  trace.clear();
-  child->willMoveToParent(nullptr);
-  child->view()->removeFromSuperview();
-  child->removeFromParent();
-  child->removeFromParent();
-  EXPECT_EQ(trace, "child:will- child:did- ");
-  EXPECT_EQ(child->parent(), nullptr);
-  EXPECT_TRUE(root->children().empty());
-}
-
 TEST_F(WindowTest, ScenesAreCoalescedAndNeverRepeated) {
   ASSERT_EQ(fixture.scenes.size(), 1U);
   const auto label = std::make_shared<Label>(Rect{0, 0, 100, 50});
@@ -187,29 +173,6 @@ TEST_F(WindowTest, ViewsOutliveTheWindow) {
   child->view()->setBackgroundColor(kWhite);
   EXPECT_EQ(child->view()->window(), nullptr);
   EXPECT_FALSE(box.mainQueue().nextDeadline());
-}
-
-TEST(GestureRecognizer, TapAndSwipe) {
-  int taps = 0;
-  TapRecognizer tap([&](const TapRecognizer&) { ++taps; });
-  EXPECT_EQ(tap.allowedPressTypes(), std::vector<PressType>{PressType::Menu});
-  EXPECT_TRUE(tap.handle(press(PressType::Menu)));
-  EXPECT_FALSE(tap.handle(press(PressType::Select)));
-  EXPECT_FALSE(tap.handle(swipe(SwipeDirection::Left)));
-  EXPECT_EQ(taps, 1);
-  EXPECT_TRUE(tap.handle(press(PressType::Menu, true)));
-  EXPECT_EQ(taps, 1);
-  tap.setAllowedPressTypes({PressType::PlayPause, PressType::Select});
-  EXPECT_FALSE(tap.handle(press(PressType::Menu)));
-  EXPECT_TRUE(tap.handle(press(PressType::PlayPause)));
-  EXPECT_EQ(taps, 2);
-
-  int swipes = 0;
-  SwipeRecognizer left(SwipeDirection::Left, [&](const SwipeRecognizer&) { ++swipes; });
-  EXPECT_TRUE(left.handle(swipe(SwipeDirection::Left)));
-  EXPECT_FALSE(left.handle(swipe(SwipeDirection::Right)));
-  EXPECT_FALSE(left.handle(press(PressType::Left)));
-  EXPECT_EQ(swipes, 1);
 }
 
 // Alerts.
