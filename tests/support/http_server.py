@@ -14,9 +14,13 @@ Paths with a behaviour of their own:
   /status/CODE  answers with that HTTP status
   /hang         accepts the request and never answers
   /cut/FILE     promises the whole file, sends half, and closes
+  /live/FILE    the HLS playlist FILE as it was while its programme was live: five segments with
+                their dates, the first from the beginning of 2026, one segment further with each
+                request, and at the end with the word that it is
 """
 
 import argparse
+import datetime
 import http.server
 import mimetypes
 import os
@@ -27,6 +31,8 @@ import time
 import urllib.parse
 
 CHUNK = 64 * 1024
+LIVE_WINDOW = 5
+LIVE_START = datetime.datetime(2026, 1, 1, tzinfo=datetime.timezone.utc)
 
 
 class Handler(http.server.BaseHTTPRequestHandler):
@@ -51,6 +57,10 @@ class Handler(http.server.BaseHTTPRequestHandler):
             self.close_connection = True
         elif path.startswith("/cut/"):
             self.send_file(path[len("/cut"):], with_body, cut=True)
+        elif path.startswith("/live/") and path.endswith(".m3u8"):
+            self.send_live(path[len("/live"):], with_body)
+        elif path.startswith("/live/"):
+            self.send_file(path[len("/live"):], with_body)
         else:
             self.send_file(path, with_body)
 
@@ -62,10 +72,27 @@ class Handler(http.server.BaseHTTPRequestHandler):
         if self.command != "HEAD":
             self.wfile.write(body)
 
-    def send_file(self, path, with_body, cut=False):
+    def file_at(self, path):
         root = self.server.root
         name = os.path.realpath(os.path.join(root, path.lstrip("/")))
-        if not name.startswith(root + os.sep) or not os.path.isfile(name):
+        return name if name.startswith(root + os.sep) and os.path.isfile(name) else None
+
+    def send_live(self, path, with_body):
+        name = self.file_at(path)
+        if not name:
+            self.fail(404)
+            return
+        body = live_playlist(name, self.server.next_window(name)).encode()
+        self.send_response(200)
+        self.send_header("Content-Type", "application/vnd.apple.mpegurl")
+        self.send_header("Content-Length", str(len(body)))
+        self.end_headers()
+        if with_body:
+            self.wfile.write(body)
+
+    def send_file(self, path, with_body, cut=False):
+        name = self.file_at(path)
+        if not name:
             self.fail(404)
             return
         size = os.path.getsize(name)
@@ -128,6 +155,21 @@ class Handler(http.server.BaseHTTPRequestHandler):
         pass
 
 
+def live_playlist(name, first):
+    with open(name, encoding="utf-8") as playlist:
+        segments = re.findall(r"#EXTINF:([0-9.]+).*\n([^#\n]+)", playlist.read())
+    first = min(first, max(0, len(segments) - LIVE_WINDOW))
+    date = LIVE_START + datetime.timedelta(seconds=sum(float(each[0]) for each in segments[:first]))
+    target = max(round(float(each[0])) for each in segments)
+    lines = ["#EXTM3U", f"#EXT-X-TARGETDURATION:{target}", f"#EXT-X-MEDIA-SEQUENCE:{first}"]
+    for duration, segment in segments[first:first + LIVE_WINDOW]:
+        lines += [f"#EXT-X-PROGRAM-DATE-TIME:{date.isoformat()}", f"#EXTINF:{duration},", segment]
+        date += datetime.timedelta(seconds=float(duration))
+    if first + LIVE_WINDOW >= len(segments):
+        lines.append("#EXT-X-ENDLIST")
+    return "\n".join(lines) + "\n"
+
+
 class Server(http.server.ThreadingHTTPServer):
     daemon_threads = True
     request_queue_size = 64
@@ -137,6 +179,14 @@ class Server(http.server.ThreadingHTTPServer):
         self.root = os.path.realpath(root)
         self.rate = rate
         self.ending = threading.Event()
+        self.windows = {}  # of live playlists, by their files
+        self.windows_lock = threading.Lock()
+
+    def next_window(self, name):
+        with self.windows_lock:
+            first = self.windows.get(name, 0)
+            self.windows[name] = first + 1
+            return first
 
     def handle_error(self, request, client_address):
         if not isinstance(sys.exc_info()[1], (BrokenPipeError, ConnectionResetError)):

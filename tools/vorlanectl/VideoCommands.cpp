@@ -1,7 +1,9 @@
 #include <chrono>
+#include <optional>
 #include <string>
 
 #include "tools/vorlanectl/Command.h"
+#include "tools/vorlanectl/SenderService.h"
 
 namespace vorlanectl {
 
@@ -20,9 +22,10 @@ bool isListed(Connection& box, std::uint32_t session) {
 }
 
 /// Until one session is over. Events without a session's number are the playing one's.
-void waitForEnd(Connection& box, std::uint32_t session) {
+void waitForEnd(Connection& box, std::uint32_t session, SenderService& service) {
   bool stopped = false;
   const auto look = [&](const Event& event) {
+    service.answer(event);
     stopped = event.name == "stopped" && event.info.value("sessionID", Json(session)) == session;
     return false;
   };
@@ -41,10 +44,12 @@ int play(Connection& box, const Arguments& arguments) {
   if (arguments.has("--audio-only")) params["audioOnly"] = true;
   addParameters(params, arguments);
 
-  const bool waits = arguments.has("--wait");
+  SenderService service(box, arguments.text("--serve"), arguments.text("--serve-keys"));
+  const bool waits =
+      arguments.has("--wait") || arguments.has("--serve") || arguments.has("--serve-keys");
   if (waits) box.listen();
   const int status = startSession(box, "StartVideo", params);
-  if (waits && status == kSuccess) waitForEnd(box, session);
+  if (waits && status == kSuccess) waitForEnd(box, session, service);
   return status;
 }
 
@@ -85,14 +90,22 @@ std::vector<Command> videoCommands() {
       {"play",
        "URL",
        "starts a session that plays URL, and prints its number\n"
-       "Returns when the session is on screen. With --wait, when it has stopped.",
+       "Returns when the session is on screen. With --wait, --serve or --serve-keys, when it has\n"
+       "stopped.\n\n"
+       "With --serve, a URL of a scheme of the sender's own means a file: scheme://a/b is DIR/a/b. "
+       "A\n"
+       "file has to fit into one message of 16 MiB. The keys that --serve-keys hands out are a "
+       "file\n"
+       "of 16 bytes, for every request, or JSON: {\"URL or key identifier\": \"hex or base64\"}.",
        {{"--rate", "R", "1 plays, 0 begins paused"},
         {"--position", "S", "where to begin, in seconds"},
         {"--uuid", "U", "how the item is named in events"},
         {"--audio-only", "", "shows no picture"},
         kParameterOption,
         {"--session", "N", "the session's number; one of its own without"},
-        {"--wait", "", "stays until the session has stopped"}},
+        {"--wait", "", "stays until the session has stopped"},
+        {"--serve", "DIR", "answers for what only the sender has with the files in DIR"},
+        {"--serve-keys", "FILE", "answers for content keys"}},
        1,
        1,
        play},

@@ -86,10 +86,10 @@ int FakeDoor::_called(sd_bus_message* call, void* self, sd_bus_error*) {
 void FakeDoor::_answer(sd_bus_message* call, const std::string& member) {
   sd_bus_message* reply = nullptr;
   sd_bus_message_new_method_return(call, &reply);
-  const bool tellsState = member == "Status";
-  if (!tellsState) sd_bus_message_append_basic(reply, 'i', &status);
-  if (tellsState || member == "Perform" || member.starts_with("Start"))
-    vorlanectl::appendDictionary(reply, tellsState ? state : Json::object());
+  if (member != "Status") sd_bus_message_append_basic(reply, 'i', &status);
+  if (member == "Status") vorlanectl::appendDictionary(reply, state);
+  if (member == "Perform") vorlanectl::appendDictionary(reply, out);
+  if (member.starts_with("Start")) vorlanectl::appendDictionary(reply, Json::object());
   sd_bus_send(nullptr, reply, nullptr);
   sd_bus_message_unref(reply);
 }

@@ -30,6 +30,8 @@ class FakeDoor {
   /// Set before run(). The status of every call, and what Status answers.
   int status = 0;
   Json state = Json::object();
+  /// What Perform gives beside the status.
+  Json out = Json::object();
   /// Sent once the client listens, and after the answer to each call of a method.
   std::vector<Signal> signalsAtOnce;
   std::map<std::string, std::vector<Signal>> signalsAfter;

@@ -50,20 +50,18 @@ TEST(CommandLine, ExitStatusTellsWhatWentWrong) {
   const struct {
     Words words;
     int status;
-  } cases[] = {
-      {{"--help"}, 0},
-      {{"--version"}, 0},
-      {{"play", "--help"}, 0},
-      {{}, 2},
-      {{"nonsense"}, 2},
-      {{"--nonsense"}, 2},
-      {{"--socket"}, 2},
-      {{"play"}, 2},
-      {{"play", "a", "b"}, 2},
-      {{"get", "x", "--nope"}, 2},
-      {{"--socket", nobody, "status"}, 3},
-      {{"status", "--socket", nobody}, 3},
-  };
+  } cases[] = {{{"--help"}, 0},
+               {{"--version"}, 0},
+               {{"play", "--help"}, 0},
+               {{}, 2},
+               {{"nonsense"}, 2},
+               {{"--nonsense"}, 2},
+               {{"--socket"}, 2},
+               {{"play"}, 2},
+               {{"play", "a", "b"}, 2},
+               {{"get", "x", "--nope"}, 2},
+               {{"--socket", nobody, "status"}, 3},
+               {{"status", "--socket", nobody}, 3}};
   for (const auto& one : cases) {
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();

@@ -5,13 +5,14 @@ _vorlanectl() {
     case $word in -*) ;; *) command=$word; break ;; esac
   done
   case $previous in
-    --socket | --from) compopt -o default; COMPREPLY=(); return ;;
+    --socket | --from | --serve | --serve-keys) compopt -o default; COMPREPLY=(); return ;;
   esac
   local words
   case $command in
     "") words="play queue unqueue stop pause resume seek rate volume get set perform call pin
                hide-pin incompatible audio mirror progress events status press swipe screenshot --socket --help --version" ;;
-    play) words="--rate --position --uuid --audio-only --param --session --wait" ;;
+    play) words="--rate --position --uuid --audio-only --param --session --wait --serve
+                --serve-keys" ;;
     queue) words="--uuid --param --session" ;;
     unqueue|stop) words="--session" ;;
     audio) words="start progress stop --session --param" ;;

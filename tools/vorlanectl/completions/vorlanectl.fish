@@ -10,6 +10,8 @@ complete -c vorlanectl -n '__fish_seen_subcommand_from play' -l rate -x
 complete -c vorlanectl -n '__fish_seen_subcommand_from play' -l position -x
 complete -c vorlanectl -n '__fish_seen_subcommand_from play' -l audio-only
 complete -c vorlanectl -n '__fish_seen_subcommand_from play' -l wait
+complete -c vorlanectl -n '__fish_seen_subcommand_from play' -l serve -r
+complete -c vorlanectl -n '__fish_seen_subcommand_from play' -l serve-keys -r
 complete -c vorlanectl -n '__fish_seen_subcommand_from play queue' -l uuid -x
 complete -c vorlanectl -n '__fish_seen_subcommand_from play queue audio' -l param -x
 complete -c vorlanectl -n '__fish_seen_subcommand_from play queue unqueue stop audio' -l session -x

@@ -1,0 +1,239 @@
+#!/usr/bin/env python3
+"""Encrypts a fragmented mp4 with common encryption, scheme `cenc` (ISO/IEC 23001-7).
+
+usage: encrypt_mp4.py --key HEX --kid HEX [--mpd FILE] IN OUT
+
+IN is as ffmpeg writes it with -movflags frag_keyframe+empty_moov+default_base_moof. H.264
+is encrypted but for the beginning of each NAL unit, anything else as a whole. No system's
+initialisation data are written: the media carry the key's identifier alone.
+
+  --mpd FILE  writes a DASH manifest over OUT as well, for the Clear Key system; OUT has to
+              have one track then
+"""
+
+import argparse
+import os
+import struct
+import subprocess
+
+CONTAINERS = {b"moov", b"trak", b"mdia", b"minf", b"stbl", b"moof", b"traf"}
+# Where the boxes of a sample entry begin.
+ENTRY_HEADER = {b"avc1": 78, b"mp4a": 28}
+ENCRYPTED_ENTRY = {b"avc1": b"encv", b"mp4a": b"enca"}
+CLEAR_NAL_BYTES = 32
+
+
+def boxes(data):
+    at = 0
+    while at < len(data):
+        size, kind = struct.unpack_from(">I4s", data, at)
+        yield kind, bytes(data[at + 8:at + size])
+        at += size
+
+
+def box(kind, *parts):
+    body = b"".join(parts)
+    return struct.pack(">I4s", len(body) + 8, kind) + body
+
+
+def full_box(kind, flags, *parts):
+    return box(kind, struct.pack(">I", flags), *parts)
+
+
+def rewritten(kind, body, change):
+    """The box with its children changed: `change` gives new bytes, or None to go deeper."""
+    new = change(kind, body)
+    if new is not None:
+        return new
+    if kind in CONTAINERS:
+        body = b"".join(rewritten(*child, change) for child in boxes(body))
+    return box(kind, body)
+
+
+def find(data, *path):
+    return [body for kind, body in boxes(data) if kind == path[0]] if len(path) == 1 else [
+        found for kind, body in boxes(data) if kind == path[0] for found in find(body, *path[1:])]
+
+
+def keystream(key, blocks):
+    """AES of every counter block, in one call."""
+    return subprocess.run(["openssl", "enc", "-aes-128-ecb", "-nopad", "-K", key.hex()],
+                          input=b"".join(blocks), stdout=subprocess.PIPE, check=True).stdout
+
+
+class Encryption:
+    def __init__(self, key, kid):
+        self.key, self.kid = key, kid
+        self.video = set()  # track numbers
+        self.samples = 0
+
+    def protect_header(self, moov):
+        for track in find(moov, b"trak"):
+            number = struct.unpack_from(">I", find(track, b"tkhd")[0], 12)[0]
+            if find(track, b"mdia", b"minf", b"stbl", b"stsd")[0][12:16] == b"avc1":
+                self.video.add(number)
+        return rewritten(b"moov", moov, self.protect_entries)
+
+    def protect_entries(self, kind, body):
+        if kind != b"stsd":
+            return None
+        entries = b"".join(self.protect_entry(*entry) for entry in boxes(body[8:]))
+        return box(kind, body[:8], entries)
+
+    def protect_entry(self, kind, body):
+        scheme = box(b"sinf", box(b"frma", kind), full_box(b"schm", 0, b"cenc\0\1\0\0"),
+                     box(b"schi", full_box(b"tenc", 0, b"\0\0\1\x08", self.kid)))
+        return box(ENCRYPTED_ENTRY[kind], body, scheme)
+
+    def protect_fragment(self, moof, mdat):
+        """Both boxes, encrypted. Offsets in them count from the beginning of the first."""
+        mdat = bytearray(mdat)
+        header = len(moof) + 16
+        tables = [self.encrypt_track(track, mdat, header) for track in find(moof, b"traf")]
+        growth = sum(len(table) for _, table in tables)
+
+        def shift(kind, body):
+            if kind != b"trun":
+                return None
+            offset = struct.unpack_from(">i", body, 8)[0]
+            return box(kind, body[:8], struct.pack(">i", offset + growth), body[12:])
+
+        result = b""
+        waiting = iter(tables)
+        for kind, body in boxes(moof):
+            if kind != b"traf":
+                result += box(kind, body)
+                continue
+            auxiliary_at, table = next(waiting)
+            inner = b"".join(rewritten(*child, shift) for child in boxes(body))
+            # Where the auxiliary data begin is known only now.
+            where = len(result) + 16 + len(inner) + auxiliary_at
+            result += box(b"traf", inner, table[:16], struct.pack(">I", where), table[20:])
+        return box(b"moof", result), box(b"mdat", bytes(mdat))
+
+    def encrypt_track(self, track, mdat, header):
+        """The tables `saio`, `saiz` and `senc`, and where in them the auxiliary data begin."""
+        number = struct.unpack_from(">I", find(track, b"tfhd")[0], 4)[0]
+        is_video = number in self.video
+        vectors, jobs, entries = [], [], []
+        for at, size in spans(track):
+            at -= header
+            vector = struct.pack(">Q", self.samples)
+            self.samples += 1
+            parts = nal_parts(mdat[at:at + size]) if is_video else [(0, size)]
+            entry = vector
+            if is_video:
+                entry += struct.pack(">H", len(parts)) + b"".join(
+                    struct.pack(">HI", *part) for part in parts)
+            entries.append(entry)
+            places = []
+            for clear, secret in parts:
+                places.append((at + clear, secret))
+                at += clear + secret
+            blocks = (sum(secret for _, secret in parts) + 15) // 16
+            vectors += [vector + struct.pack(">Q", block) for block in range(blocks)]
+            jobs.append((places, blocks * 16))
+        stream, used = keystream(self.key, vectors), 0
+        for places, length in jobs:
+            at = used
+            for place, size in places:
+                for offset in range(size):
+                    mdat[place + offset] ^= stream[at + offset]
+                at += size
+            used += length
+        offsets = full_box(b"saio", 0, struct.pack(">II", 1, 0))
+        sizes = full_box(b"saiz", 0, b"\0", struct.pack(">I", len(entries)),
+                         bytes(len(entry) for entry in entries))
+        table = full_box(b"senc", 2 if is_video else 0, struct.pack(">I", len(entries)), *entries)
+        return len(offsets) + len(sizes) + 16, offsets + sizes + table
+
+
+def spans(track):
+    """Offset and size of every sample of a track fragment."""
+    defaults = find(track, b"tfhd")[0]
+    flags = struct.unpack_from(">I", defaults)[0]
+    at = 8 + (8 if flags & 1 else 0) + (4 if flags & 2 else 0) + (4 if flags & 8 else 0)
+    default_size = struct.unpack_from(">I", defaults, at)[0] if flags & 0x10 else None
+    for run in find(track, b"trun"):
+        flags, count, offset = struct.unpack_from(">IIi", run)
+        at = 12 + (4 if flags & 4 else 0)
+        fields = [flag for flag in (0x100, 0x200, 0x400, 0x800) if flags & flag]
+        for _ in range(count):
+            values = dict(zip(fields, struct.unpack_from(f">{len(fields)}I", run, at)))
+            at += 4 * len(fields)
+            size = values.get(0x200, default_size)
+            yield offset, size
+            offset += size
+
+
+def nal_parts(sample):
+    """Clear and encrypted lengths: what is encrypted is a whole number of blocks."""
+    parts, at = [], 0
+    while at < len(sample):
+        size = 4 + struct.unpack_from(">I", sample, at)[0]
+        secret = max(0, size - CLEAR_NAL_BYTES) // 16 * 16
+        parts.append((size - secret, secret))
+        at += size
+    return parts
+
+
+def manifest(name, first_fragment, fragments, kid, is_video):
+    uuid = "-".join(kid[a:b] for a, b in ((0, 8), (8, 12), (12, 16), (16, 20), (20, 32)))
+    kind = ('mimeType="video/mp4" codecs="avc1.42c00d" width="320" height="180"' if is_video
+            else 'mimeType="audio/mp4" codecs="mp4a.40.2"')
+    segments = "\n".join(f'     <SegmentURL mediaRange="{first}-{last}"/>' for first, last in fragments)
+    return f"""<?xml version="1.0"?>
+<MPD xmlns="urn:mpeg:dash:schema:mpd:2011" xmlns:cenc="urn:mpeg:cenc:2013" type="static"
+     profiles="urn:mpeg:dash:profile:full:2011" minBufferTime="PT1S"
+     mediaPresentationDuration="PT{len(fragments)}S">
+ <Period>
+  <AdaptationSet {kind} segmentAlignment="true">
+   <ContentProtection schemeIdUri="urn:mpeg:dash:mp4protection:2011" value="cenc"
+                      cenc:default_KID="{uuid}"/>
+   <ContentProtection schemeIdUri="urn:uuid:e2719d58-a985-b3c9-781a-b030af78d30e"/>
+   <Representation id="1" bandwidth="200000">
+    <BaseURL>{name}</BaseURL>
+    <SegmentList duration="1">
+     <Initialization range="0-{first_fragment - 1}"/>
+{segments}
+    </SegmentList>
+   </Representation>
+  </AdaptationSet>
+ </Period>
+</MPD>
+"""
+
+
+def main():
+    parser = argparse.ArgumentParser(usage=__doc__)
+    parser.add_argument("--key", type=bytes.fromhex, required=True)
+    parser.add_argument("--kid", type=bytes.fromhex, required=True)
+    parser.add_argument("--mpd")
+    parser.add_argument("source")
+    parser.add_argument("target")
+    options = parser.parse_args()
+    encryption = Encryption(options.key, options.kid)
+    with open(options.source, "rb") as source:
+        content = source.read()
+    output, moof, fragments = b"", b"", []
+    for kind, body in boxes(content):
+        if kind == b"moov":
+            output += encryption.protect_header(body)
+        elif kind == b"moof":
+            moof = body
+        elif kind == b"mdat":
+            fragment = b"".join(encryption.protect_fragment(moof, body))
+            fragments.append((len(output), len(output) + len(fragment) - 1))
+            output += fragment
+        elif kind != b"mfra":  # an index of places that are no more
+            output += box(kind, body)
+    with open(options.target, "wb") as target:
+        target.write(output)
+    if options.mpd:
+        with open(options.mpd, "w", encoding="utf-8") as target:
+            target.write(manifest(os.path.basename(options.target), fragments[0][0], fragments,
+                                  options.kid.hex(), bool(encryption.video)))
+
+
+if __name__ == "__main__":
+    main()
