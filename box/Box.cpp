@@ -42,6 +42,7 @@ Box::Box(Options options, platform::TimePoint started, std::unique_ptr<NetworkWa
       _network(_mainQueue, notificationCenter(), std::move(networkWatch)),
       _device(_options.language),
       _door(_mainQueue, _options.door),
+      _relay(Relay::make({.cacheFolder = _options.cacheFolder})),
       _screen(_mainQueue, _clock, _options.screen) {
   // A peer or a server that hangs up shows where it is written to.
   std::signal(SIGPIPE, SIG_IGN);
@@ -58,8 +59,11 @@ Box::~Box() {
 }
 
 std::unique_ptr<platform::MediaEngine> Box::makeMediaEngine() {
-  return std::make_unique<MediaEngine>(_mainQueue, _clock,
-                                       MediaEngineOptions{.allowFileURLs = _options.allowFileURLs});
+  return std::make_unique<MediaEngine>(
+      _mainQueue, _clock,
+      MediaEngineOptions{.allowFileURLs = _options.allowFileURLs,
+                         .preferredLanguages = _device.preferredLanguages(),
+                         .relay = _relay});
 }
 
 std::shared_ptr<platform::Layer> Box::makeLayer() {
@@ -138,6 +142,7 @@ void Box::_warmUp() {
   _network.start();
   WorkerThreads::start([this] {
     warmUpMedia();
+    _relay->warmUp();
     // The process waits for its workers, so this is there to be called.
     _mainQueue.async([this] { _releaseMemoryOnceIdle(); });
   });

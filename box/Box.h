@@ -8,6 +8,7 @@
 #include "box/ObservedScreen.h"
 #include "box/Options.h"
 #include "box/SignalWatch.h"
+#include "box/relay/Relay.h"
 #include "box/screen/Screen.h"
 #include "box/services/Door.h"
 #include "box/services/Network.h"
@@ -91,6 +92,7 @@ class Box final : public platform::RunnablePlatform {
   Door _door;
   SystemNotifications _systemNotifications{_mainQueue, _door};
   DistributedNotifications _distributedNotifications{_door};
+  const std::shared_ptr<Relay> _relay;
   Screen _screen;
   ObservedScreen _observedScreen{_screen};
   platform::ViewServiceHost _viewServiceHost{_mainQueue, _observedScreen};

@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "platform/services/SystemServices.h"
 
@@ -14,9 +15,13 @@ class Device final : public platform::DeviceInfo {
   /// There is no internal build of a box.
   bool isInternalBuild() const override { return false; }
   std::string language() const override { return _language; }
+  /// What sound and text are wanted in, the best first, as BCP 47: beside the language those of
+  /// $LANGUAGE, unless the command line has the say.
+  std::vector<std::string> preferredLanguages() const { return _preferredLanguages; }
 
  private:
   const std::string _language;
+  const std::vector<std::string> _preferredLanguages;
 };
 
 /// `pt-BR` or `pt_BR.UTF-8@x` as `pt_BR`; "C" for what names no language.

@@ -1,6 +1,7 @@
 #include "box/Options.h"
 
 #include <charconv>
+#include <cstdlib>
 #include <functional>
 
 namespace box {
@@ -67,6 +68,11 @@ bool readPath(std::string_view text, Options& options) {
   return !text.empty();
 }
 
+bool readCacheFolder(std::string_view text, Options& options) {
+  options.cacheFolder = text;
+  return true;
+}
+
 bool readLanguage(std::string_view text, Options& options) {
   options.language = std::string(text);
   return !text.empty();
@@ -85,6 +91,7 @@ constexpr Option kOptions[] = {
     {"--log-level", true, readLogLevel},
     {"--log-component", true, readLogComponent},
     {"--language", true, readLanguage},
+    {"--cache", true, readCacheFolder},
     {"--allow-file-urls", false,
      [](std::string_view, Options& options) { return options.allowFileURLs = true; }},
     {"--fullscreen", false,
@@ -102,6 +109,16 @@ const Option* findOption(std::string_view name) {
 }
 
 }  // namespace
+
+std::string defaultCacheFolder() {
+  const auto below = [](const char* variable, const char* path) {
+    const char* const folder = std::getenv(variable);
+    // What is not absolute is to be ignored (XDG Base Directory).
+    return folder && *folder == '/' ? std::string(folder) + path : std::string();
+  };
+  const std::string folder = below("XDG_CACHE_HOME", "/tvvorlane/media");
+  return folder.empty() ? below("HOME", "/.cache/tvvorlane/media") : folder;
+}
 
 std::optional<Options> parseOptions(const std::vector<std::string_view>& arguments,
                                     std::string* error) {
@@ -146,6 +163,9 @@ std::string_view usage() {
          "  --bus none|session|system\n"
          "                           also publish the same object on that D-Bus bus; default none\n"
          "  --allow-file-urls        play file: URLs\n"
+         "  --cache FOLDER           where media that may be kept are, at most 512 MiB; by "
+         "default\n"
+         "                           $XDG_CACHE_HOME/tvvorlane/media; empty for nowhere\n"
          "  --fullscreen             cover the whole display (the default)\n"
          "  --windowed WIDTHxHEIGHT  a window of that size, such as 1280x720\n"
          "  --language TAG           language of the texts, such as de or pt-BR; by default that "

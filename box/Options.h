@@ -11,6 +11,9 @@
 
 namespace box {
 
+/// `$XDG_CACHE_HOME/tvvorlane/media`, or below `~/.cache`; empty where there is neither.
+std::string defaultCacheFolder();
+
 /// The command line.
 struct Options {
   enum class Action { Run, PrintHelp, PrintVersion };
@@ -19,6 +22,8 @@ struct Options {
   DoorOptions door;
   ScreenOptions screen;
   bool allowFileURLs = false;
+  /// Empty: nothing is kept on disk.
+  std::string cacheFolder = defaultCacheFolder();
   std::optional<int> logLevel;
   /// In the order given.
   std::vector<std::pair<std::string, int>> logComponents;

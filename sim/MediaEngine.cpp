@@ -48,6 +48,7 @@ void MediaEngine::_post(std::function<void(platform::MediaEngineObserver&, std::
 }
 
 void MediaEngine::load(const platform::MediaLoad& load) {
+  const auto preparation = std::exchange(_preparation, std::nullopt);
   unload();
   _calls.pop_back();
   const std::string url = load.item ? load.item->url() : std::string();
@@ -58,12 +59,15 @@ void MediaEngine::load(const platform::MediaLoad& load) {
   _rate = std::clamp(load.rate, -kRateLimit, kRateLimit);
   _holds.paused = !load.playing;
   _loadTime = _clock.now();
-  const double delay = _script ? _script->loadDelay : 0;
-  _timer = _mainQueue.after(platform::durationFromSeconds(delay), [this] { _finishLoad(0); });
+  auto delay = platform::durationFromSeconds(_script ? _script->loadDelay : 0);
+  if (preparation && preparation->load.beginsLike(load))
+    delay = std::max(platform::Duration::zero(), delay - (_loadTime - preparation->since));
+  _timer = _mainQueue.after(delay, [this] { _finishLoad(0); });
 }
 
 void MediaEngine::unload() {
   _record("unload");
+  _preparation.reset();
   _stage = Stage::Idle;
   _holds = {};
   _wantedSeek.reset();
@@ -79,6 +83,14 @@ void MediaEngine::unload() {
   _stallTimer.reset();
   _seekTimer.reset();
 }
+
+void MediaEngine::prepare(const platform::MediaLoad& load) {
+  if (_stage == Stage::Idle) return;
+  _record("prepare " + load.item->url());
+  _preparation = {load, _clock.now()};
+}
+
+void MediaEngine::cancelPreparation() { _preparation.reset(); }
 
 void MediaEngine::_becomeReady() {
   _stage = Stage::Ready;

@@ -21,9 +21,10 @@ namespace sim {
 ///
 /// A URL that the library does not know fails with FileDoesNotExist. A request of the script fails
 /// the load with the error that it is answered with, with ContentNotAuthorized for a key without
-/// data, and with BadServerResponse after ten redirects in a row. Rates are clamped to ±8. Every
-/// callback is a task of its own on the main queue. Between two events of the script there is no
-/// timer and no work: positions are computed when asked for.
+/// data, and with BadServerResponse after ten redirects in a row. What is prepared has so much of
+/// its loading behind it when it is loaded; what it must ask for it asks for then. Rates are
+/// clamped to ±8. Every callback is a task of its own on the main queue. Between two events of the
+/// script there is no timer and no work: positions are computed when asked for.
 ///
 /// Threads and lifetime: as platform::MediaEngine. Queue, clock and library outlive it.
 class MediaEngine final : public platform::MediaEngine {
@@ -36,6 +37,8 @@ class MediaEngine final : public platform::MediaEngine {
   void setObserver(platform::MediaEngineObserver* observer) override { _observer = observer; }
   void load(const platform::MediaLoad& load) override;
   void unload() override;
+  void prepare(const platform::MediaLoad& load) override;
+  void cancelPreparation() override;
   void play(double rate) override;
   void pause() override;
   void seek(double seconds) override;
@@ -54,14 +57,18 @@ class MediaEngine final : public platform::MediaEngine {
 
   // For tests.
 
-  /// The calls that were made, oldest first: "load URL", "unload", "play 1", "pause", "seek 5". The
-  /// newest thousand.
+  /// The calls that were made, oldest first: "load URL", "unload", "prepare URL", "play 1",
+  /// "pause", "seek 5". The newest thousand.
   const std::vector<std::string>& calls() const { return _calls; }
   void clearCalls() { _calls.clear(); }
   bool isLoaded() const { return _stage != Stage::Idle; }
   /// Time runs.
   bool isRunning() const { return _runs(); }
   bool isSeeking() const { return _holds.seeking; }
+  /// What is prepared, or null.
+  std::shared_ptr<TVSMediaItem> preparedItem() const {
+    return _preparation ? _preparation->load.item : nullptr;
+  }
   /// Requests that wait for an answer.
   std::size_t pendingRequests() const { return _requests.count(); }
   /// The load in progress with what was changed since; that of the last one after unload().
@@ -78,6 +85,10 @@ class MediaEngine final : public platform::MediaEngine {
     bool asking = false;  ///< for a request's answer
     bool seeking = false;
     bool ended = false;
+  };
+  struct Preparation {
+    platform::MediaLoad load;
+    platform::TimePoint since{};
   };
   struct Event {
     enum class Kind { End, Stall, Failure, Metadata, Request } kind;
@@ -120,6 +131,7 @@ class MediaEngine final : public platform::MediaEngine {
   std::shared_ptr<const char> _alive = std::make_shared<const char>();
   std::vector<std::string> _calls;
 
+  std::optional<Preparation> _preparation;
   std::shared_ptr<const MediaScript> _script;
   platform::MediaLoad _load;
   Stage _stage = Stage::Idle;

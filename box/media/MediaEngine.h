@@ -2,19 +2,26 @@
 
 #include <memory>
 #include <optional>
+#include <string>
+#include <vector>
 
+#include "box/media/EngineLoad.h"
 #include "box/media/VideoFrames.h"
+#include "box/relay/Relay.h"
 #include "platform/foundation/Clock.h"
 #include "platform/foundation/Queue.h"
 #include "platform/media/MediaEngine.h"
 
 namespace box {
 
-class Pipeline;
-struct PipelineEvent;
+class AudioDevice;
 
 struct MediaEngineOptions {
   bool allowFileURLs = false;
+  std::vector<std::string> preferredLanguages = {};  ///< for sound and text; BCP 47, the best first
+  /// The way of whatever is no file; several engines share it. Null: one of the engine's own.
+  std::shared_ptr<Relay> relay = nullptr;
+  std::shared_ptr<AudioDevice> audio = nullptr;  ///< null: the box's default
 };
 
 /// Plays media with GStreamer.
@@ -22,7 +29,7 @@ struct MediaEngineOptions {
 /// Each load has a pipeline of its own on a thread of its own, which is told what is wanted and
 /// reports what became true over the main queue. Calls here only pass wishes on and read what was
 /// published, so none of them waits, whatever the media or the network do; a pipeline that is let
-/// go takes itself down.
+/// go takes itself down. What is prepared is a load of the same kind, held back until its turn.
 ///
 /// Threads: main. Lifetime: `queue` and `clock` outlive the engine and all WorkerThreads.
 class MediaEngine final : public platform::MediaEngine {
@@ -34,6 +41,8 @@ class MediaEngine final : public platform::MediaEngine {
   void setObserver(platform::MediaEngineObserver* observer) override;
   void load(const platform::MediaLoad& load) override;
   void unload() override;
+  void prepare(const platform::MediaLoad& load) override;
+  void cancelPreparation() override;
   void play(double rate) override;
   void pause() override;
   void seek(double seconds) override;
@@ -51,30 +60,23 @@ class MediaEngine final : public platform::MediaEngine {
   std::shared_ptr<platform::VideoOutput> videoOutput() override { return _frames; }
 
  private:
-  struct Link;
-
-  std::function<void(const PipelineEvent&)> _reporter(std::uint64_t generation);
-  void _receive(std::uint64_t generation, const PipelineEvent& event);
-  void _refreshWhenOld();
+  EngineLoad::Setup _setupOf(const platform::MediaLoad& load);
+  void _receive(EngineLoad& load, const PipelineEvent& event);
+  void _closeCurrent();
 
   platform::MainQueue& _queue;
   const platform::Clock& _clock;
-  const MediaEngineOptions _options;
+  const bool _allowFileURLs;
+  const std::vector<std::string> _preferredLanguages;
+  const std::shared_ptr<Relay> _relay;
+  const std::shared_ptr<AudioDevice> _audio;
   platform::MediaEngineObserver* _observer = nullptr;
   const std::shared_ptr<VideoFrames> _frames;
-  /// What posted callbacks find the engine through; gone with it.
-  std::shared_ptr<Link> _link;
 
-  std::uint64_t _generation = 0;  // 0: nothing is loaded
-  std::shared_ptr<Pipeline> _pipeline;
+  std::shared_ptr<EngineLoad> _current;  // null: nothing is loaded
+  std::shared_ptr<EngineLoad> _prepared;
   std::shared_ptr<Pipeline> _predecessor;  // the one before, which may not have ended
-  bool _ready = false;
-  std::uint64_t _seekSerial = 0;
-  std::optional<double> _seekDestination;  // while a seek is under way
   std::shared_ptr<const platform::MediaFacts> _facts;
-  platform::TimePoint _refreshedAt{};
-  std::string _url;
-  platform::Date _loadedAt;
 };
 
 }  // namespace box

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "box/media/AudioSink.h"
+#include "box/media/ClearKeyDecryptor.h"
 #include "box/media/InputGate.h"
 #include "box/media/WarmUp.h"
 #include "box/media/WorkerThreads.h"
@@ -12,10 +12,14 @@ namespace box {
 namespace {
 
 constexpr auto kPredecessorLimit = std::chrono::seconds(1);
-constexpr guint kNetworkTimeoutSeconds = 15;
+/// Sound and picture that belong together may lie so far apart in a file.
+constexpr guint64 kRingBytes = guint64{16} * 1024 * 1024;
+/// Longer than anything that the relay waits for.
+constexpr guint kNetworkTimeoutSeconds = 120;
 
 // Of playbin3's flags, which have no public type.
 constexpr guint kFlagText = 1u << 2;
+constexpr guint kFlagSoftVolume = 1u << 4;
 constexpr guint kFlagNativeVideo = 1u << 6;
 
 bool hasProperty(GstElement* element, const char* name) {
@@ -37,22 +41,42 @@ std::shared_ptr<Pipeline> Pipeline::start(const platform::Clock& clock, Pipeline
 Pipeline::Pipeline(const platform::Clock& clock, PipelineSetup setup)
     : _clock(clock),
       _setup(std::move(setup)),
+      _contentKeys(_setup.relayItem ? std::make_shared<RelayContentKeys>(_setup.relayItem)
+                                    : nullptr),
       _position(clock),
       _published(std::make_shared<platform::MediaFacts>()),
       _startedAt(clock.now()),
-      _wantPlaying(_setup.playing),
-      _wantedRate(_setup.rate),
+      _held(_setup.held),
       _wantedPosition(_setup.startSeconds),
       _wantedFraction(_setup.startFraction),
-      _forwardEnd(_setup.forwardEnd),
-      _reverseEnd(_setup.reverseEnd),
-      _volume(_setup.volume),
-      _muted(_setup.muted) {
-  _source.url = _setup.url;
+      _wantedDate(_setup.startDate),
+      _alternates(_setup.alternates) {
+  _wish(_setup.wish);
+}
+
+void Pipeline::_wish(const PipelineWish& wish) {
+  _wantPlaying = wish.playing;
+  _wantedRate = wish.rate;
+  _forwardEnd = wish.forwardEnd;
+  _reverseEnd = wish.reverseEnd;
+  _volume = wish.volume;
+  _muted = wish.muted;
 }
 
 void Pipeline::_post(std::function<void(Pipeline&)> command) {
   _mailbox.post([this, command = std::move(command)] { command(*this); });
+}
+
+void Pipeline::begin(const PipelineWish& wish, std::shared_ptr<Pipeline> predecessor) {
+  _post([wish, before = std::move(predecessor)](Pipeline& me) {
+    me._beginSound(before);
+    me._held = false;
+    me._startedAt = me._clock.now();
+    me._wish(wish);
+    me._applyVolume();
+    if (me._untoldFailure)
+      me._setup.report({.kind = PipelineEvent::Kind::Fail, .error = *std::move(me._untoldFailure)});
+  });
 }
 
 void Pipeline::play(double rate) {
@@ -75,6 +99,14 @@ void Pipeline::seek(double seconds, std::uint64_t serial) {
   _post([seconds, serial](Pipeline& me) {
     me._wantedPosition = seconds;
     me._wantedFraction.reset();
+    me._wantedDate.reset();
+    me._unansweredSeek = serial;
+  });
+}
+
+void Pipeline::seekToDate(platform::Date date, std::uint64_t serial) {
+  _post([date, serial](Pipeline& me) {
+    me._wantedDate = date;
     me._unansweredSeek = serial;
   });
 }
@@ -104,6 +136,7 @@ void Pipeline::setMuted(bool muted) {
 void Pipeline::setTrackEnabled(std::uint32_t trackID, bool enabled) {
   _post([trackID, enabled](Pipeline& me) {
     me._afterSelection.emplace_back([trackID, enabled](Pipeline& later) {
+      later._chosen = true;
       later._beginSelection(later._catalog.withTrack(trackID, enabled));
     });
   });
@@ -113,7 +146,7 @@ void Pipeline::selectOption(const std::string& characteristic,
                             const std::optional<std::string>& identifier) {
   _post([characteristic, identifier](Pipeline& me) {
     me._afterSelection.emplace_back([characteristic, identifier](Pipeline& later) {
-      later._beginSelection(later._catalog.withOption(characteristic, identifier));
+      later._select(characteristic, identifier);
     });
   });
 }
@@ -127,6 +160,8 @@ void Pipeline::refresh() {
 }
 
 void Pipeline::close() {
+  // A stream that waits for a key keeps the pipeline from being taken down.
+  if (_contentKeys) _contentKeys->close();
   _post([](Pipeline& me) { me._closing = true; });
 }
 
@@ -135,9 +170,12 @@ std::shared_ptr<const platform::MediaFacts> Pipeline::facts() const {
   return _published;
 }
 
-PipelineStatistics Pipeline::statistics() const {
+PlaybackStatistics Pipeline::statistics() const {
   const std::lock_guard lock(_mutex);
-  return _statistics;
+  PlaybackStatistics statistics = _statistics;
+  if (_runsSince)
+    statistics.watchedSeconds += platform::secondsFromDuration(_clock.now() - *_runsSince);
+  return statistics;
 }
 
 void Pipeline::_run(const std::shared_ptr<Pipeline>& predecessor) {
@@ -169,44 +207,44 @@ bool Pipeline::_build() {
   // Commands come over the bus also after a failure has taken the pipeline down.
   g_object_set(playbin, "auto-flush-bus", FALSE, nullptr);
 
-  _videoSink = std::make_unique<VideoSink>(_setup.frames, _setup.ticket, _position);
+  _videoSink = std::make_unique<VideoSink>(_setup.frames, _setup.ticket, _position, _subtitles);
   _videoSink->setHidden(_wantsSeek());
-  _audioSink = makeAudioSink();
+  _setUpSound();
 
   guint flags = 0;
   g_object_get(playbin, "flags", &flags, nullptr);
   // Formats are converted behind the sink, where it costs no negotiation.
-  flags = (flags & ~kFlagText) | kFlagNativeVideo;
+  flags = (flags | kFlagText | kFlagNativeVideo) & ~kFlagSoftVolume;
   g_object_set(playbin, "flags", flags, "uri", _setup.url.c_str(), nullptr);
   if (_videoSink->element()) g_object_set(playbin, "video-sink", _videoSink->element(), nullptr);
-  if (_audioSink) g_object_set(playbin, "audio-sink", _audioSink.get(), nullptr);
+  if (_sound->element()) g_object_set(playbin, "audio-sink", _sound->element(), nullptr);
+  _setUpTexts();
+  _setUpMetadata();
   // Keeps the pitch at other rates.
   if (GstElement* tempo = gst_element_factory_make("scaletempo", nullptr))
     g_object_set(playbin, "audio-filter", tempo, nullptr);
+  // With a ring, demuxers may jump about in what comes over HTTP: indexes and ends are found, and
+  // seeks are exact, as in a file.
+  g_object_set(playbin, "ring-buffer-max-size", kRingBytes, nullptr);
   gateInputsOfDecodebin(playbin);
+  if (_contentKeys) offerContentKeys(playbin, _contentKeys);
   g_signal_connect(playbin, "source-setup", G_CALLBACK(_onSourceSetup), this);
   _applyVolume();
   return true;
 }
 
-void Pipeline::_onSourceSetup(GstElement*, GstElement* source, gpointer self) {
-  // On a thread of the library: only what never changes is read.
-  const PipelineSetup& setup = static_cast<Pipeline*>(self)->_setup;
+void Pipeline::_onSourceSetup(GstElement*, GstElement* source, gpointer) {
   if (hasProperty(source, "timeout"))
     g_object_set(source, "timeout", kNetworkTimeoutSeconds, nullptr);
-  if (!setup.userAgent.empty() && hasProperty(source, "user-agent"))
-    g_object_set(source, "user-agent", setup.userAgent.c_str(), nullptr);
-  if (!setup.cookies.empty() && hasProperty(source, "cookies")) {
-    std::vector<const char*> cookies;
-    for (const std::string& each : setup.cookies) cookies.push_back(each.c_str());
-    cookies.push_back(nullptr);
-    g_object_set(source, "cookies", cookies.data(), nullptr);
-  }
+  // Whatever may be tried again, the relay has tried.
+  if (hasProperty(source, "retries")) g_object_set(source, "retries", 0, nullptr);
 }
 
 GstClockTime Pipeline::_untilDeadline() const {
   auto until = _deadline;
   if (_scrubAt && (!until || *_scrubAt < *until)) until = _scrubAt;
+  if (_timeRuns && _searchAt && (!until || *_searchAt < *until)) until = _searchAt;
+  if (_metadataAt && (!until || *_metadataAt < *until)) until = _metadataAt;
   if (!until) return GST_CLOCK_TIME_NONE;
   const auto left = *until - _clock.now();
   return left.count() > 0 ? static_cast<GstClockTime>(left.count()) : 0;
@@ -217,6 +255,7 @@ void Pipeline::_loop() {
     for (const auto& command : _mailbox.take()) command();
     if (_closing) return;
     _reconcile();
+    _updateMetadata();
     // Unbounded without a deadline: whoever wants something posts a message.
     const GstRef<GstMessage> message(gst_bus_timed_pop(_bus.get(), _untilDeadline()));
     if (message)
@@ -227,9 +266,11 @@ void Pipeline::_loop() {
 }
 
 void Pipeline::_letGo() {
+  if (_contentKeys) _contentKeys->close();
+  _alternates.stop();
   if (_playbin) gst_element_set_state(_playbin.get(), GST_STATE_NULL);
   // It is open even where nothing has come to play on it.
-  if (_audioSink) gst_element_set_state(_audioSink.get(), GST_STATE_NULL);
+  if (_sound && _sound->element()) gst_element_set_state(_sound->element(), GST_STATE_NULL);
 }
 
 void Pipeline::_takeDown() {
@@ -238,7 +279,8 @@ void Pipeline::_takeDown() {
   if (_bus) gst_bus_set_flushing(_bus.get(), TRUE);
   _playbin.reset();
   _videoSink.reset();
-  _audioSink.reset();
+  _textSink.reset();
+  _sound.reset();
   _bus.reset();
 }
 

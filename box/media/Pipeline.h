@@ -11,13 +11,22 @@
 
 #include <gst/gst.h>
 
+#include "box/media/AccessLog.h"
+#include "box/media/AlternateTexts.h"
+#include "box/media/AudioDevice.h"
+#include "box/media/AudioOutput.h"
 #include "box/media/CommandMailbox.h"
 #include "box/media/GstRef.h"
 #include "box/media/MediaErrors.h"
+#include "box/media/MetadataTimeline.h"
 #include "box/media/PositionClock.h"
+#include "box/media/RelayContentKeys.h"
 #include "box/media/StreamCatalog.h"
+#include "box/media/SubtitleCues.h"
+#include "box/media/TextSink.h"
 #include "box/media/VideoFrames.h"
 #include "box/media/VideoSink.h"
+#include "box/relay/RelayItem.h"
 #include "platform/foundation/Clock.h"
 #include "platform/foundation/Error.h"
 #include "platform/media/MediaFacts.h"
@@ -34,28 +43,33 @@ struct PipelineEvent {
   std::string characteristic{};  ///< of Selection
 };
 
-struct PipelineSetup {
-  std::string url;
-  std::string userAgent;             ///< empty: the library's own
-  std::vector<std::string> cookies;  ///< each `name=value`
-  std::optional<double> startSeconds;
-  std::optional<double> startFraction;
-  std::optional<double> forwardEnd;
-  std::optional<double> reverseEnd;
+/// What is wanted of a load from the start, and may change later.
+struct PipelineWish {
   bool playing = true;
   double rate = 1;
+  std::optional<double> forwardEnd;
+  std::optional<double> reverseEnd;
   float volume = 1;
   bool muted = false;
+};
+
+struct PipelineSetup {
+  std::string url;
+  /// The way that the media come, where it is through the relay; `url` is its.
+  std::shared_ptr<RelayItem> relayItem;
+  std::optional<double> startSeconds;
+  std::optional<double> startFraction;
+  std::optional<platform::Date> startDate;  ///< for media whose time line tells dates
+  PipelineWish wish;
+  /// Goes no further than to the first frame, and tells nothing, before begin().
+  bool held = false;
+  std::vector<std::string> preferredLanguages;  ///< BCP 47, the best first
+  std::vector<AlternateText> alternates;
+  std::shared_ptr<AudioDevice> audio;
   std::shared_ptr<VideoFrames> frames;
   std::uint64_t ticket = 0;  ///< for `frames`
   /// Called on the pipeline's thread.
   std::function<void(const PipelineEvent&)> report;
-};
-
-struct PipelineStatistics {
-  std::optional<double> startupSeconds;
-  std::uint32_t stallCount = 0;
-  std::optional<std::uint64_t> bytesRead;
 };
 
 /// One load: a playbin3 of its own, a thread that does to it what may block and hears its bus, and
@@ -64,20 +78,26 @@ struct PipelineStatistics {
 /// Wishes are kept apart from what is: whatever was asked while a seek or a selection is under way
 /// takes effect, newest only, when that has ended.
 ///
-/// Workflow: start(), then anything from any thread, then close() once; the thread takes the
-/// pipeline down and ends by itself. Nothing but close() ends it, a failure neither.
+/// Workflow: start(), begin() if it is held, then anything from any thread, then close() once; the
+/// thread takes the pipeline down and ends by itself. Nothing but close() ends it, a failure
+/// neither.
 ///
 /// Files: Pipeline.cpp builds, loops and takes down; PipelineControl.cpp brings what is to what is
-/// wanted; PipelineMessages.cpp hears the bus and keeps the facts.
+/// wanted, PipelineTracks.cpp streams and texts, PipelineSound.cpp the audio device;
+/// PipelineMessages.cpp hears the bus and keeps the facts.
 class Pipeline : public std::enable_shared_from_this<Pipeline> {
  public:
   /// `predecessor` may hold the audio device: the new one waits for its end, at most a second.
   static std::shared_ptr<Pipeline> start(const platform::Clock& clock, PipelineSetup setup,
                                          std::shared_ptr<Pipeline> predecessor);
 
+  /// Of one that is held: goes on. `predecessor` as in start().
+  void begin(const PipelineWish& wish, std::shared_ptr<Pipeline> predecessor);
   void play(double rate);
   void pause();
   void seek(double seconds, std::uint64_t serial);
+  /// As soon as there is a time line to find the date on; none, or one without dates: nothing.
+  void seekToDate(platform::Date date, std::uint64_t serial);
   void setEndTimes(std::optional<double> forwardSeconds, std::optional<double> reverseSeconds);
   void setVolume(float volume);
   void setMuted(bool muted);
@@ -91,11 +111,12 @@ class Pipeline : public std::enable_shared_from_this<Pipeline> {
   double position() const { return _position.seconds(); }
   platform::Duration positionAge() const { return _position.age(); }
   std::shared_ptr<const platform::MediaFacts> facts() const;
-  PipelineStatistics statistics() const;
+  PlaybackStatistics statistics() const;
 
  private:
   Pipeline(const platform::Clock& clock, PipelineSetup setup);
   void _post(std::function<void(Pipeline&)> command);
+  void _wish(const PipelineWish& wish);
   void _report(PipelineEvent::Kind kind) { _setup.report({.kind = kind}); }
 
   // Pipeline.cpp
@@ -111,6 +132,7 @@ class Pipeline : public std::enable_shared_from_this<Pipeline> {
   // PipelineControl.cpp
   void _reconcile();
   bool _wantsSeek() const;
+  void _resolveDate();
   double _seekDestination() const;
   void _issueSeek();
   void _answerSeek();
@@ -118,12 +140,37 @@ class Pipeline : public std::enable_shared_from_this<Pipeline> {
   void _setState(GstState state);
   void _announce();
   void _announcePlay();
+  void _setTimeRuns(bool runs);
   void _hold(double seconds);
   void _applyVolume();
-  void _beginSelection(std::optional<StreamCatalog::Selection> selection);
-  void _finishSelection();
   double _queryPosition() const;
   std::optional<double> _wantedStop() const;
+
+  // PipelineTracks.cpp
+  void _setUpTexts();
+  std::vector<platform::MediaSelectionGroup> _groups() const;
+  bool _choosePreferred();
+  void _loadAlternate();
+  void _select(const std::string& characteristic, const std::optional<std::string>& identifier);
+  void _beginSelection(std::optional<StreamCatalog::Choice> choice);
+  void _handleSelection(StreamCatalog::Selection selection);
+  void _finishSelection();
+  void _tellSelection(const std::vector<platform::MediaSelectionGroup>& before);
+  void _showTexts();
+
+  // PipelineSound.cpp
+  void _setUpSound();
+  void _beginSound(const std::shared_ptr<Pipeline>& predecessor);
+  void _changeSound(GstRef<GstElement> sink);
+  /// Whether an error is only that the device has gone, or comes of it.
+  bool _losesSound(GstMessage* message);
+  void _searchSound();
+  void _noteSilence() const;
+
+  // PipelineMetadata.cpp
+  void _setUpMetadata();
+  void _noteTags(const GstTagList* tags);
+  void _updateMetadata();
 
   // PipelineScrub.cpp
   bool _beginScrub(double destination);
@@ -140,15 +187,17 @@ class Pipeline : public std::enable_shared_from_this<Pipeline> {
   void _handleBuffering(int percent);
   void _handleEnd();
   void _handleDeadline();
+  /// What the relay knows of why the media do not come.
+  std::optional<platform::Error> _relayFailure() const;
   void _fail(platform::Error error);
   void _becomeReady();
   void _progress();
   void _refreshFacts();
   void _publishFacts();
-  void _noteSilence() const;
 
   const platform::Clock& _clock;
   const PipelineSetup _setup;
+  const std::shared_ptr<RelayContentKeys> _contentKeys;  // null for a file
   CommandMailbox _mailbox;
   PositionClock _position;
 
@@ -156,24 +205,28 @@ class Pipeline : public std::enable_shared_from_this<Pipeline> {
   std::condition_variable _ended;
   bool _hasEnded = false;
   std::shared_ptr<const platform::MediaFacts> _published;
-  PipelineStatistics _statistics;
+  PlaybackStatistics _statistics;
+  std::optional<platform::TimePoint> _runsSince;  // time runs
 
   // Everything below belongs to the pipeline's thread.
   GstRef<GstElement> _playbin;
   GstRef<GstBus> _bus;
-  GstRef<GstElement> _audioSink;
+  std::unique_ptr<AudioOutput> _sound;
   std::unique_ptr<VideoSink> _videoSink;
+  std::unique_ptr<TextSink> _textSink;
   bool _closing = false;
   bool _failed = false;
-  SourceReport _source;
+  std::optional<platform::Error> _untoldFailure;  // of one that is held
   platform::TimePoint _startedAt{};
   std::optional<platform::TimePoint> _deadline;
 
   // What is wanted.
+  bool _held = false;
   bool _wantPlaying = true;
   double _wantedRate = 1;
   std::optional<double> _wantedPosition;
   std::optional<double> _wantedFraction;
+  std::optional<platform::Date> _wantedDate;
   std::optional<double> _forwardEnd;
   std::optional<double> _reverseEnd;
   float _volume = 1;
@@ -201,10 +254,20 @@ class Pipeline : public std::enable_shared_from_this<Pipeline> {
   bool _pauseAnnounced = false;
   bool _endAnnounced = false;
 
-  std::optional<StreamCatalog::Selection> _selecting;
+  bool _mendsSound = false;                      // from a loss to the flush that mends it
+  std::optional<platform::TimePoint> _searchAt;  // for a device, while time runs
+  platform::Duration _searchDelay{};
+
+  std::optional<StreamCatalog::Choice> _selecting;
   std::vector<std::function<void(Pipeline&)>> _afterSelection;
   GstRef<GstStreamCollection> _collection;
   StreamCatalog _catalog;
+  bool _chosen = false;  // by who watches, or in their name
+  const std::shared_ptr<SubtitleCues> _subtitles = std::make_shared<SubtitleCues>();
+  AlternateTexts _alternates;
+  const std::shared_ptr<MetadataTimeline> _metadata = std::make_shared<MetadataTimeline>();
+  MetadataTimeline::Items _tagItems;               // the newest of each
+  std::optional<platform::TimePoint> _metadataAt;  // when more is due
   platform::MediaFacts _facts;
 };
 

@@ -12,8 +12,6 @@ namespace {
 
 using Kind = PipelineEvent::Kind;
 
-constexpr guint kFlagText = 1u << 2;
-constexpr auto kSelectionLimit = std::chrono::milliseconds(1500);
 /// Demuxers end at once when sent to the very end, and show nothing.
 constexpr double kBeforeEnd = 0.02;
 constexpr double kTrickRate = 2;
@@ -40,8 +38,22 @@ std::optional<double> Pipeline::_wantedStop() const {
 }
 
 bool Pipeline::_wantsSeek() const {
-  return _wantedPosition || _wantedFraction || _reseek || _wantedRate != _appliedRate ||
-         _wantedStop() != _appliedStop;
+  return _wantedPosition || _wantedFraction || _wantedDate || _reseek ||
+         _wantedRate != _appliedRate || _wantedStop() != _appliedStop;
+}
+
+void Pipeline::_resolveDate() {
+  if (!_wantedDate) return;
+  const platform::Date date = *std::exchange(_wantedDate, std::nullopt);
+  const auto timeline = _setup.relayItem ? _setup.relayItem->timeline() : nullptr;
+  if (const auto position = timeline ? timeline->positionOf(date) : std::nullopt) {
+    _wantedPosition = *position;
+    _wantedFraction.reset();
+    return;
+  }
+  if (!_wantedPosition) _unansweredSeek.reset();
+  // The picture that waits has been kept back for the sake of it.
+  if (!_ready) _reseek = true;
 }
 
 double Pipeline::_seekDestination() const {
@@ -65,11 +77,13 @@ double Pipeline::_seekDestination() const {
 void Pipeline::_reconcile() {
   if (_failed || _seeking || _selecting) return;
   if (_prerolled) {
+    if (_choosePreferred()) return;
+    _resolveDate();
     if (_wantsSeek()) {
       _issueSeek();
       if (_seeking) return;
     }
-    if (!_ready) _becomeReady();
+    if (!_ready && !_held) _becomeReady();
     if (!_afterSelection.empty()) {
       const auto next = std::move(_afterSelection.front());
       _afterSelection.erase(_afterSelection.begin());
@@ -82,7 +96,7 @@ void Pipeline::_reconcile() {
   // Before the first frame nothing is gained by a pause in between, unless a start point is to
   // come.
   const bool mayRun = _prerolled ? !_atEnd && !_buffering && !_scrubbing : !_wantsSeek();
-  const GstState state = _wantPlaying && mayRun ? GST_STATE_PLAYING : GST_STATE_PAUSED;
+  const GstState state = _wantPlaying && !_held && mayRun ? GST_STATE_PLAYING : GST_STATE_PAUSED;
   if (state != _requested) _setState(state);
   if (_ready && !_failed) _announce();
 }
@@ -102,8 +116,19 @@ void Pipeline::_setState(GstState state) {
   // The reason for a failure is on the bus; where none is, the guard against silence ends the load.
 }
 
+void Pipeline::_setTimeRuns(bool runs) {
+  if (std::exchange(_timeRuns, runs) == runs) return;
+  const auto now = _clock.now();
+  const std::lock_guard lock(_mutex);
+  if (runs)
+    _runsSince = now;
+  else
+    _statistics.watchedSeconds +=
+        platform::secondsFromDuration(now - *std::exchange(_runsSince, std::nullopt));
+}
+
 void Pipeline::_hold(double seconds) {
-  _timeRuns = false;
+  _setTimeRuns(false);
   _position.hold(seconds);
 }
 
@@ -131,7 +156,8 @@ void Pipeline::_announce() {
   gst_element_get_state(_playbin.get(), &current, &pending, 0);
   const bool isDue = !_catalog.plays(GST_STREAM_TYPE_VIDEO) || _videoSink->hasBecomeDue();
   if (current != GST_STATE_PLAYING || pending != GST_STATE_VOID_PENDING || !isDue) return;
-  if (!std::exchange(_timeRuns, true)) {
+  if (!_timeRuns) {
+    _setTimeRuns(true);
     const double last = _forwardEnd           ? *_forwardEnd
                         : _facts.duration > 0 ? _facts.duration
                                               : HUGE_VAL;
@@ -210,52 +236,19 @@ void Pipeline::_answerSeek() {
 
 void Pipeline::_finishSeek() {
   _seeking = false;
+  _mendsSound = false;
   _deadline.reset();
   if (std::exchange(_endsAfterSeek, false)) _atEnd = true;
   if (!_ready) {
-    _becomeReady();
     _unansweredSeek.reset();
+    if (!_held) _becomeReady();
     return;
   }
   _answerSeek();
 }
 
 void Pipeline::_applyVolume() {
-  if (!_playbin) return;
-  const bool muted = _muted || isTrick(_appliedRate);
-  g_object_set(_playbin.get(), "volume", static_cast<gdouble>(_volume), "mute",
-               static_cast<gboolean>(muted), nullptr);
-}
-
-void Pipeline::_beginSelection(std::optional<StreamCatalog::Selection> selection) {
-  if (!selection) return;
-  StreamCatalog wanted = _catalog;
-  wanted.setSelection(*selection);
-  guint flags = 0;
-  g_object_get(_playbin.get(), "flags", &flags, nullptr);
-  const bool text = wanted.plays(GST_STREAM_TYPE_TEXT);
-  g_object_set(_playbin.get(), "flags", text ? flags | kFlagText : flags & ~kFlagText, nullptr);
-
-  GList* ids = nullptr;
-  for (const std::string& id : *selection) ids = g_list_append(ids, const_cast<char*>(id.c_str()));
-  // The result says nothing: some sources answer FALSE and do it.
-  gst_element_send_event(_playbin.get(), gst_event_new_select_streams(ids));
-  g_list_free(ids);
-  _selecting = std::move(selection);
-  _deadline = _clock.now() + kSelectionLimit;
-}
-
-void Pipeline::_finishSelection() {
-  const auto before = _catalog.groups();
-  _catalog.setSelection(*std::exchange(_selecting, std::nullopt));
-  _deadline.reset();
-  _reseek = true;
-  _refreshFacts();
-  for (const auto& group : _catalog.groups())
-    for (const auto& old : before)
-      if (old.characteristic == group.characteristic && old.selected != group.selected)
-        _setup.report({.kind = Kind::Selection, .characteristic = group.characteristic});
-  _report(Kind::Facts);
+  if (_sound) _sound->setVolume(static_cast<double>(_volume), _muted || isTrick(_appliedRate));
 }
 
 double Pipeline::_queryPosition() const {

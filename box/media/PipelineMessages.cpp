@@ -1,9 +1,7 @@
 // What a pipeline hears on its bus, and what it knows of its item. On the pipeline's thread.
 
-#include <atomic>
 #include <utility>
 
-#include "box/media/AudioSink.h"
 #include "box/media/Pipeline.h"
 #include "platform/foundation/TVSLogger.h"
 
@@ -34,7 +32,7 @@ void Pipeline::_handle(GstMessage* message) {
   const bool own = GST_MESSAGE_SRC(message) == GST_OBJECT(_playbin.get());
   if (_failed) return;
   if (type == GST_MESSAGE_ERROR) {
-    _fail(errorOfMessage(message, _source));
+    if (!_losesSound(message)) _fail(_relayFailure().value_or(errorOfMessage(message)));
   } else if (type == GST_MESSAGE_ASYNC_DONE) {
     if (own) _handleAsyncDone();
   } else if (type == GST_MESSAGE_EOS) {
@@ -52,12 +50,7 @@ void Pipeline::_handle(GstMessage* message) {
     _progress();
     _updateCatalog();
   } else if (type == GST_MESSAGE_STREAMS_SELECTED) {
-    if (_selecting)
-      _finishSelection();
-    else if (_catalog.updateSelection(message) && _ready) {
-      _refreshFacts();
-      _report(Kind::Facts);
-    }
+    _handleSelection(StreamCatalog::selectionOf(message));
   } else if (type == GST_MESSAGE_DURATION_CHANGED) {
     if (_ready) {
       _refreshFacts();
@@ -67,6 +60,7 @@ void Pipeline::_handle(GstMessage* message) {
     GstTagList* parsed = nullptr;
     gst_message_parse_tag(message, &parsed);
     const GstRef<GstTagList> tags(parsed);
+    _noteTags(tags.get());
     gchar* title = nullptr;
     // A stream's own title names a track.
     if (gst_tag_list_get_scope(tags.get()) == GST_TAG_SCOPE_GLOBAL &&
@@ -85,6 +79,10 @@ void Pipeline::_handle(GstMessage* message) {
       _setState(GST_STATE_PAUSED);
       _setState(GST_STATE_PLAYING);
     }
+  } else if (type == GST_MESSAGE_QOS) {
+    // One for each picture that came too late.
+    const std::lock_guard lock(_mutex);
+    ++_statistics.droppedFrameCount;
   } else if (type == GST_MESSAGE_LATENCY) {
     gst_bin_recalculate_latency(GST_BIN(_playbin.get()));
   }
@@ -101,9 +99,7 @@ void Pipeline::_handleElement(GstMessage* message) {
   const GstStructure* content = gst_message_get_structure(message);
   if (!content) return;
   if (gst_structure_has_name(content, "http-headers")) {
-    guint status = 0;
-    if (gst_structure_get_uint(content, "http-status-code", &status)) _source.httpStatus = status;
-    if (status != 0) _progress();
+    _progress();
   } else if (gst_structure_has_name(content, "missing-plugin")) {
     if (auto error = missingPluginError(content)) _fail(std::move(*error));
   }
@@ -111,15 +107,16 @@ void Pipeline::_handleElement(GstMessage* message) {
 
 void Pipeline::_handleAsyncDone() {
   GST_OBJECT_LOCK(_playbin.get());
-  // A flush came after this message had been sent: another one follows.
-  const bool prerolling = GST_STATE_RETURN(_playbin.get()) == GST_STATE_CHANGE_ASYNC &&
-                          GST_STATE_PENDING(_playbin.get()) == GST_STATE_PAUSED;
+  // A flush came after this message had been sent, and another one follows; or an error did.
+  const bool prerolling = GST_STATE_PENDING(_playbin.get()) == GST_STATE_PAUSED ||
+                          GST_STATE_RETURN(_playbin.get()) == GST_STATE_CHANGE_FAILURE;
   GST_OBJECT_UNLOCK(_playbin.get());
   if (prerolling) return;
   if (_seeking) {
     _finishSeek();
   } else if (!_prerolled) {
     _prerolled = true;
+    _mendsSound = false;
     _deadline.reset();
     _refreshFacts();
   }
@@ -184,12 +181,22 @@ void Pipeline::_handleDeadline() {
     _stepScrub();
     return;
   }
+  if (_timeRuns && _searchAt && *_searchAt <= now) {
+    _searchSound();
+    return;
+  }
   if (!_deadline || *_deadline > now) return;
   _deadline.reset();
   if (_selecting)
     _finishSelection();
+  else if (_setup.relayItem && _setup.relayItem->isBusy())
+    _progress();  // the relay's own bounds end whatever it waits for
   else if (!_failed)
-    _fail(silenceError(_source));
+    _fail(_relayFailure().value_or(silenceError()));
+}
+
+std::optional<platform::Error> Pipeline::_relayFailure() const {
+  return _setup.relayItem ? _setup.relayItem->failure() : std::nullopt;
 }
 
 void Pipeline::_fail(platform::Error error) {
@@ -197,7 +204,10 @@ void Pipeline::_fail(platform::Error error) {
   _deadline.reset();
   _scrubAt.reset();
   if (_timeRuns) _hold(_position.seconds());
-  _setup.report({.kind = Kind::Fail, .error = std::move(error)});
+  if (_held)
+    _untoldFailure = std::move(error);
+  else
+    _setup.report({.kind = Kind::Fail, .error = std::move(error)});
   // Connections and devices are let go at once; the owner may keep the load to look at.
   _letGo();
 }
@@ -221,27 +231,14 @@ void Pipeline::_refreshFacts() {
   const bool file = _setup.url.starts_with("file:");
   _facts.live = _live || (_prerolled && _facts.duration <= 0 && !file);
 
-  _facts.loaded.clear();
-  const GstRef<GstQuery> buffering(gst_query_new_buffering(GST_FORMAT_PERCENT));
-  if (file) {
-    _facts.loaded = _facts.seekable;
-  } else if (_facts.duration > 0 && gst_element_query(_playbin.get(), buffering.get())) {
-    const guint count = gst_query_get_n_buffering_ranges(buffering.get());
-    for (guint index = 0; index < count; ++index) {
-      gint64 start = 0;
-      gint64 stop = 0;
-      gst_query_parse_nth_buffering_range(buffering.get(), index, &start, &stop);
-      const double share = _facts.duration / GST_FORMAT_PERCENT_MAX;
-      _facts.loaded.push_back(
-          {static_cast<double>(start) * share, static_cast<double>(stop - start) * share});
-    }
-  }
+  // Of what comes through the relay, that one knows.
+  if (file) _facts.loaded = _facts.seekable;
   if (_ready && !_facts.bufferingPercent) {
     _facts.likelyToKeepUp = true;
     _facts.bufferEmpty = false;
   }
   _facts.tracks = _catalog.tracks();
-  _facts.selectionGroups = _catalog.groups();
+  _facts.selectionGroups = _groups();
   _publishFacts();
 }
 
@@ -249,12 +246,6 @@ void Pipeline::_publishFacts() {
   auto facts = std::make_shared<const platform::MediaFacts>(_facts);
   const std::lock_guard lock(_mutex);
   _published.swap(facts);
-}
-
-void Pipeline::_noteSilence() const {
-  static std::atomic<bool> noted = false;
-  if (!_catalog.plays(GST_STREAM_TYPE_AUDIO) || !isSilent(_audioSink.get())) return;
-  if (!noted.exchange(true)) TVSLogNotice(TVSSystemLog, "No audio device, playing without sound");
 }
 
 }  // namespace box

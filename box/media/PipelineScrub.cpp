@@ -36,7 +36,7 @@ bool Pipeline::_scrubTo(double seconds) {
 
 void Pipeline::_runScrub() {
   if (!_timeRuns) {
-    _timeRuns = true;
+    _setTimeRuns(true);
     _position.run(_position.seconds(), _appliedRate, _reverseEnd.value_or(0), _facts.duration);
   }
   if (!_scrubAt) _scrubAt = _clock.now() + kStep;

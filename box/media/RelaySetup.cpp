@@ -13,9 +13,8 @@ using platform::Dictionary;
 using platform::Value;
 
 bool isFieldValue(const std::string& text) {
-  return std::none_of(text.begin(), text.end(), [](unsigned char each) {
-    return each < ' ' || each == 0x7f;
-  });
+  return std::none_of(text.begin(), text.end(),
+                      [](unsigned char each) { return each < ' ' || each == 0x7f; });
 }
 
 std::string textOf(const Value& value) {

@@ -6,22 +6,35 @@
 
 #include <gst/gst.h>
 
+#include "box/media/StreamDescription.h"
 #include "platform/media/MediaFacts.h"
 
 namespace box {
 
 /// The streams of a loaded item, as tracks and as options of choice, and which of them play.
 ///
+/// Tracks have the numbers that the container gives them where it numbers all of them, and are
+/// counted otherwise.
 /// Threads: the pipeline's.
 class StreamCatalog {
  public:
-  using Selection = std::vector<std::string>;  ///< ids of all streams that are to play
+  using Selection = std::vector<std::string>;  ///< ids of all streams that are to flow
+  /// What is to play. A text flows also while it is not shown: switching the last one off and on
+  /// again is what the library does worst.
+  struct Choice {
+    Selection streams;
+    bool showsText = false;
+  };
 
   /// Collections are posted several times; false when nothing has changed.
-  bool update(GstStreamCollection* collection);
-  /// From a STREAMS_SELECTED message.
-  bool updateSelection(GstMessage* message);
-  void setSelection(Selection selection) { _selection = std::move(selection); }
+  bool update(GstStreamCollection* collection) { return update(_describe(collection)); }
+  bool update(std::vector<StreamDescription> streams);
+  /// What flows, as a STREAMS_SELECTED message says.
+  static Selection selectionOf(GstMessage* message);
+  bool updateSelection(Selection selection);
+  void choose(const Choice& choice);
+  /// Whether other streams have to flow for it than do.
+  bool changesStreams(const Choice& choice) const;
 
   bool plays(GstStreamType type) const;
 
@@ -30,26 +43,28 @@ class StreamCatalog {
 
   /// What would have to play; nothing when that is what plays, names nothing, or leaves nothing to
   /// play.
-  std::optional<Selection> withTrack(std::uint32_t trackID, bool enabled) const;
-  std::optional<Selection> withOption(const std::string& characteristic,
-                                      const std::optional<std::string>& identifier) const;
+  std::optional<Choice> withTrack(std::uint32_t trackID, bool enabled) const;
+  std::optional<Choice> withOption(const std::string& characteristic,
+                                   const std::optional<std::string>& identifier) const;
+  /// What nobody has chosen yet: the sound in the first of `languages` that there is, else what the
+  /// author wants, else the first; the picture likewise; of the texts those that are forced in the
+  /// language of the sound. Nothing when that plays.
+  std::optional<Choice> preferred(const std::vector<std::string>& languages) const;
+  /// All of the sound is known by its language, or there is no choice.
+  bool knowsLanguages() const;
 
  private:
-  struct Stream {
-    std::string id;
-    GstStreamType type = GST_STREAM_TYPE_UNKNOWN;
-    std::string codec;
-    std::string title;
-    std::string language;
-    friend bool operator==(const Stream&, const Stream&) = default;
-  };
+  static std::vector<StreamDescription> _describe(GstStreamCollection* collection);
+  bool _isSelected(const StreamDescription& stream) const;
+  bool _plays(const StreamDescription& stream) const;
+  std::optional<Choice> _choiceOf(const std::vector<const StreamDescription*>& playing) const;
+  const StreamDescription* _best(GstStreamType type,
+                                 const std::vector<std::string>& languages) const;
 
-  bool _isSelected(const Stream& stream) const;
-  std::optional<Selection> _changed(Selection selection) const;
-  static Stream _describe(GstStream* stream);
-
-  std::vector<Stream> _streams;
-  Selection _selection;
+  std::vector<StreamDescription> _streams;
+  bool _numbered = false;  // by the container
+  Selection _selection;    // what flows
+  bool _showsText = false;
 };
 
 }  // namespace box

@@ -19,23 +19,59 @@ std::uint64_t VideoFrames::serial() const {
   return _serial;
 }
 
-std::uint64_t VideoFrames::open() {
+std::uint64_t VideoFrames::reserve() {
+  std::shared_ptr<const VideoFrame> old;  // outlives the lock
+  const std::lock_guard lock(_mutex);
+  old = std::exchange(_kept, nullptr);
+  return _reserved = ++_lastTicket;
+}
+
+std::uint64_t VideoFrames::open(std::uint64_t ticket) {
   std::unique_lock lock(_mutex);
-  _open = true;
-  const std::uint64_t ticket = ++_ticket;
-  if (_latest) _replace(nullptr, std::move(lock));
+  _open = ticket;
+  std::shared_ptr<const VideoFrame> frame;
+  if (ticket == _reserved) {
+    _reserved = 0;
+    frame = std::exchange(_kept, nullptr);
+  }
+  if (_latest || frame) _replace(std::move(frame), std::move(lock));
   return ticket;
 }
 
 void VideoFrames::put(std::uint64_t ticket, std::shared_ptr<const VideoFrame> frame) {
   std::unique_lock lock(_mutex);
-  if (!_open || ticket != _ticket) return;
-  _replace(std::move(frame), std::move(lock));
+  if (ticket == _open && _open != 0) {
+    _replace(std::move(frame), std::move(lock));
+  } else if (ticket == _reserved && _reserved != 0) {
+    std::swap(_kept, frame);
+    lock.unlock();  // before the older one is let go
+  }
+}
+
+void VideoFrames::textsDidChange(std::uint64_t ticket) {
+  {
+    const std::lock_guard lock(_mutex);
+    if (ticket != _open || !_latest) return;
+  }
+  const std::lock_guard wakeupLock(_wakeupMutex);
+  if (_wakeup) _wakeup();
+}
+
+void VideoFrames::close(std::uint64_t ticket) {
+  std::unique_lock lock(_mutex);
+  if (ticket == _open) {
+    _open = 0;
+    if (_latest) _replace(nullptr, std::move(lock));
+  } else if (ticket == _reserved) {
+    _reserved = 0;
+    const auto old = std::exchange(_kept, nullptr);
+    lock.unlock();
+  }
 }
 
 void VideoFrames::close() {
   std::unique_lock lock(_mutex);
-  _open = false;
+  _open = 0;
   if (_latest) _replace(nullptr, std::move(lock));
 }
 

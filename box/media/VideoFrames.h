@@ -8,6 +8,7 @@
 #include <mutex>
 #include <string>
 
+#include "box/media/SubtitleCues.h"
 #include "platform/media/MediaEngine.h"
 
 namespace box {
@@ -46,6 +47,8 @@ class VideoFrame {
   bool fullRange = false;
   /// On the item's own time line, seconds; negative when unknown.
   double time = -1;
+  /// The texts of the item's time line; null when it has none.
+  std::shared_ptr<const SubtitleCues> subtitles;
 
   /// NV12: Y and interleaved UV. I420: Y, U and V. BGRA: one, whose fourth bytes mean nothing.
   std::array<VideoPlane, 3> planes;
@@ -64,7 +67,8 @@ class VideoFrames final : public platform::VideoOutput {
  public:
   std::string className() const override { return "VideoFrames"; }
 
-  /// `wakeup` is called whenever latest() has changed, also when it has become null.
+  /// `wakeup` is called whenever latest() has changed, also when it has become null, and when the
+  /// texts over it may have.
   void setWakeup(std::function<void()> wakeup);
 
   /// The newest picture that is due, or null when there is none.
@@ -72,13 +76,21 @@ class VideoFrames final : public platform::VideoOutput {
   /// Counts the changes of latest(): compare with the one drawn last.
   std::uint64_t serial() const;
 
-  // For the engine.
-  /// Begins a load: takes the picture of the one before away, and accepts no more of its pictures.
-  /// Returns the ticket that the new load's pictures carry.
-  std::uint64_t open();
-  /// Nothing, when the ticket is not the newest one.
+  // For whoever makes the pictures.
+  /// Begins a load and returns its ticket: reserve() and open() in one.
+  std::uint64_t open() { return open(reserve()); }
+  /// A ticket for a load's pictures. Until it is opened the newest of them is kept, and not shown.
+  std::uint64_t reserve();
+  /// The load's turn has come: the picture kept for it, or none, takes the place of the one shown,
+  /// and no more pictures of other opened loads are accepted.
+  std::uint64_t open(std::uint64_t ticket);
+  /// Nothing, when the ticket is neither the one open nor the newest reserved.
   void put(std::uint64_t ticket, std::shared_ptr<const VideoFrame> frame);
-  /// Ends the load: no picture, and none is accepted.
+  /// The texts that belong to the pictures of the load have changed.
+  void textsDidChange(std::uint64_t ticket);
+  /// Ends the load: no picture of it is shown, kept or accepted.
+  void close(std::uint64_t ticket);
+  /// Ends the load that is open, whichever it is.
   void close();
 
  private:
@@ -87,8 +99,10 @@ class VideoFrames final : public platform::VideoOutput {
   mutable std::mutex _mutex;
   std::shared_ptr<const VideoFrame> _latest;
   std::uint64_t _serial = 0;
-  std::uint64_t _ticket = 0;
-  bool _open = false;
+  std::uint64_t _lastTicket = 0;
+  std::uint64_t _open = 0;
+  std::uint64_t _reserved = 0;
+  std::shared_ptr<const VideoFrame> _kept;  // of the one reserved
   // Apart from the mailbox's, and held while the wake-up runs: latest() never waits for it.
   std::mutex _wakeupMutex;
   std::function<void()> _wakeup;

@@ -11,8 +11,10 @@ namespace {
 class MappedFrame final : public VideoFrame {
  public:
   /// Null when the sample holds no picture that can be mapped.
-  static std::shared_ptr<const VideoFrame> make(GstSample* sample, int rotation) {
+  static std::shared_ptr<const VideoFrame> make(GstSample* sample, int rotation,
+                                                std::shared_ptr<const SubtitleCues> subtitles) {
     auto frame = std::make_shared<MappedFrame>();
+    frame->subtitles = std::move(subtitles);
     return frame->_map(sample, rotation) ? frame : nullptr;
   }
   MappedFrame() = default;
@@ -92,8 +94,11 @@ int rotationOf(const char* orientation) {
 }  // namespace
 
 VideoSink::VideoSink(std::shared_ptr<VideoFrames> frames, std::uint64_t ticket,
-                     PositionClock& position)
-    : _frames(std::move(frames)), _ticket(ticket), _position(position) {
+                     PositionClock& position, std::shared_ptr<const SubtitleCues> subtitles)
+    : _frames(std::move(frames)),
+      _ticket(ticket),
+      _position(position),
+      _subtitles(std::move(subtitles)) {
   GstElement* sink = gst_element_factory_make("appsink", "video-sink");
   if (!sink) return;
   _element.reset(GST_ELEMENT(gst_object_ref_sink(sink)));
@@ -162,7 +167,7 @@ void VideoSink::_show(GstRef<GstSample> sample, bool isDue) {
   if (_hidden) return;
   sample = _converter.drawable(std::move(sample));
   if (!sample) return;
-  auto frame = MappedFrame::make(sample.get(), _rotation);
+  auto frame = MappedFrame::make(sample.get(), _rotation, _subtitles);
   if (!frame) return;
   if (isDue && frame->time >= 0) _position.observe(frame->time);
   _frames->put(_ticket, std::move(frame));

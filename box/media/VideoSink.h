@@ -24,7 +24,9 @@ namespace box {
 /// all of which have ended when the pipeline is in its null state, as it must be on destruction.
 class VideoSink {
  public:
-  VideoSink(std::shared_ptr<VideoFrames> frames, std::uint64_t ticket, PositionClock& position);
+  /// Each picture takes `subtitles` along.
+  VideoSink(std::shared_ptr<VideoFrames> frames, std::uint64_t ticket, PositionClock& position,
+            std::shared_ptr<const SubtitleCues> subtitles);
   VideoSink(const VideoSink&) = delete;
   VideoSink& operator=(const VideoSink&) = delete;
 
@@ -50,6 +52,7 @@ class VideoSink {
   const std::shared_ptr<VideoFrames> _frames;
   const std::uint64_t _ticket;
   PositionClock& _position;
+  const std::shared_ptr<const SubtitleCues> _subtitles;
   GstRef<GstElement> _element;
   std::atomic<bool> _due = false;
   std::atomic<bool> _hidden = false;

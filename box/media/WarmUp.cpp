@@ -5,7 +5,8 @@
 
 #include <gst/gst.h>
 
-#include "box/media/AudioSink.h"
+#include "box/media/AudioDevice.h"
+#include "box/media/ClearKeyDecryptor.h"
 #include "box/media/GstRef.h"
 #include "platform/foundation/TVSLogger.h"
 
@@ -40,9 +41,10 @@ void bringUp() {
                 error ? error->message : "no reason given");
     return;
   }
+  registerClearKeyDecryptor();
   for (const char* name : kCommonElements) load(name);
   if (GstPlugin* types = gst_plugin_load_by_name("typefindfunctions")) gst_object_unref(types);
-  if (const auto sink = makeAudioSink()) gst_element_set_state(sink.get(), GST_STATE_NULL);
+  if (const auto sink = AudioDevice().open()) gst_element_set_state(sink.get(), GST_STATE_NULL);
 }
 
 }  // namespace

@@ -151,6 +151,21 @@ void drawElement(Canvas& canvas, const platform::AlertElement& alert, const Rect
   }
 }
 
+void drawSubtitle(Canvas& canvas, const std::string& text, const platform::Rect& frame,
+                  float alpha) {
+  const double height = frame.height * theme::kSubtitleHeight;
+  const double width = frame.width * theme::kSubtitleWidth;
+  const platform::Rect area{frame.x + (frame.width - width) / 2,
+                            frame.y + frame.height * (1 - theme::kSubtitleMargin) - height, width,
+                            height};
+  canvas.text({.text = text,
+               .size = frame.height * theme::kSubtitleSize,
+               .color = theme::kSubtitle,
+               .alignment = platform::TextAlignment::Center,
+               .outline = frame.height * theme::kSubtitleOutline},
+              area, true, Canvas::Vertical::Bottom, alpha);
+}
+
 void drawElement(Canvas& canvas, const platform::SpinnerElement& spinner, const Rect& frame,
                  platform::TimePoint now, float alpha) {
   const double size = std::min({frame.width, frame.height, theme::kSpinnerBackingSize});

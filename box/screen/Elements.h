@@ -19,6 +19,10 @@ void drawElement(Canvas& canvas, const platform::AlertElement& alert, const plat
 void drawElement(Canvas& canvas, const platform::SpinnerElement& spinner,
                  const platform::Rect& frame, platform::TimePoint now, float alpha);
 
+/// The text that goes with a video, at the lower edge of the video's `frame`.
+void drawSubtitle(Canvas& canvas, const std::string& text, const platform::Rect& frame,
+                  float alpha);
+
 /// A ring of dots around the middle of `frame`, at most the theme's size; moves with `sinceStart`.
 void drawSpinner(Canvas& canvas, const platform::Rect& frame, platform::Duration sinceStart,
                  float alpha);

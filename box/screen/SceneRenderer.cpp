@@ -146,8 +146,11 @@ void SceneRenderer::Walk::_drawVideo(const platform::VideoOutput* output, const 
   // On black, a picture that is darkened looks the same as one that lets the black through, and
   // costs a fraction of it where the processor does the blending.
   const bool darkens = alpha < 1 && _black;
+  std::string subtitle;
   if (output) {
-    place = _renderer._video(*output).texture.draw(_canvas.renderer(), area, darkens ? 1 : alpha);
+    const Video& video = _renderer._video(*output);
+    place = video.texture.draw(_canvas.renderer(), area, darkens ? 1 : alpha);
+    subtitle = video.subtitle();
   }
   // Around the picture only: black beneath a picture that fades would darken it.
   if (place.w <= 0 || place.h <= 0) {
@@ -162,6 +165,7 @@ void SceneRenderer::Walk::_drawVideo(const platform::VideoOutput* output, const 
   _canvas.fillPixels({area.x, bottom, area.w, area.y + area.h - bottom}, platform::kBlack, alpha);
   _canvas.fillPixels({area.x, place.y, place.x - area.x, place.h}, platform::kBlack, alpha);
   _canvas.fillPixels({right, place.y, area.x + area.w - right, place.h}, platform::kBlack, alpha);
+  if (!subtitle.empty()) drawSubtitle(_canvas, subtitle, frame, alpha);
 }
 
 void SceneRenderer::Walk::_draw(const platform::BlurElement&, const void* self, const Rect& frame,
@@ -220,7 +224,10 @@ SceneRenderer::Video& SceneRenderer::_video(const platform::VideoOutput& output)
   if (serial == video.serial) return video;
   // The serial is read first: a picture that comes in between is taken again, never missed.
   video.serial = serial;
-  if (const auto frame = frames->latest()) {
+  const auto frame = frames->latest();
+  video.time = frame ? frame->time : -1;
+  video.subtitles = frame ? frame->subtitles : nullptr;
+  if (frame) {
     if (video.texture.update(_renderer, *frame)) _fresh.push_back(frame);
   } else {
     video.texture.clear();

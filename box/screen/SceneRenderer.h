@@ -2,6 +2,7 @@
 
 #include <map>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "box/media/VideoFrames.h"
@@ -42,7 +43,13 @@ class SceneRenderer {
   struct Video {
     FrameTexture texture;
     std::uint64_t serial = 0;
+    double time = -1;  // of the picture
+    std::shared_ptr<const SubtitleCues> subtitles;
     bool used = false;
+
+    std::string subtitle() const {
+      return subtitles && time >= 0 ? subtitles->textAt(time) : std::string();
+    }
   };
   class Walk;
 

@@ -38,10 +38,10 @@ std::string presentable(const std::string& text) {
 
 std::string cacheKey(const TextRun& run, double scale) {
   char look[160];
-  std::snprintf(look, sizeof look, "%.2f %d %.3f %.3f %.3f %.3f %d %.1f %.1f %.4f ", run.size,
+  std::snprintf(look, sizeof look, "%.2f %d %.3f %.3f %.3f %.3f %d %.1f %.1f %.1f %.4f ", run.size,
                 run.bold, static_cast<double>(run.color.red), static_cast<double>(run.color.green),
                 static_cast<double>(run.color.blue), static_cast<double>(run.color.alpha),
-                static_cast<int>(run.alignment), run.width, run.height, scale);
+                static_cast<int>(run.alignment), run.width, run.height, run.outline, scale);
   return look + run.text;
 }
 
@@ -135,11 +135,21 @@ const TextPicture& TextRenderer::picture(SDL_Renderer* renderer, const TextRun& 
   TextPicture picture;
   picture.lineHeight = logical.height;
   if (ink.width > 0 && ink.height > 0) {
-    picture.x = ink.x - 1;  // a pixel on each side for what antialiasing adds
-    picture.y = ink.y - 1;
-    picture.width = ink.width + 2;
-    picture.height = ink.height + 2;
+    // On each side a pixel for what antialiasing adds.
+    const int margin = 1 + static_cast<int>(std::ceil(run.outline * scale));
+    picture.x = ink.x - margin;
+    picture.y = ink.y - margin;
+    picture.width = ink.width + 2 * margin;
+    picture.height = ink.height + 2 * margin;
     CairoPicture canvas(picture.width, picture.height);
+    if (run.outline > 0) {
+      canvas.setColor(theme::kTextOutline);
+      cairo_move_to(canvas.context(), -picture.x, -picture.y);
+      pango_cairo_layout_path(canvas.context(), layout.get());
+      cairo_set_line_join(canvas.context(), CAIRO_LINE_JOIN_ROUND);
+      cairo_set_line_width(canvas.context(), 2 * run.outline * scale);
+      cairo_stroke(canvas.context());
+    }
     canvas.setColor(run.color);
     cairo_move_to(canvas.context(), -picture.x, -picture.y);
     pango_cairo_show_layout(canvas.context(), layout.get());

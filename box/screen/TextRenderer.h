@@ -17,8 +17,9 @@ struct TextRun {
   bool bold = false;
   platform::Color color = theme::kText;
   platform::TextAlignment alignment = platform::TextAlignment::Leading;
-  double width = 0;   ///< wraps, or ends in an ellipsis, here
-  double height = 0;  ///< ends in an ellipsis here; zero: one line
+  double width = 0;    ///< wraps, or ends in an ellipsis, here
+  double height = 0;   ///< ends in an ellipsis here; zero: one line
+  double outline = 0;  ///< width of the dark line around the letters, for text over pictures
 };
 
 /// A text as pixels. The texture covers the inked part only.

@@ -43,6 +43,15 @@ inline constexpr Color kScrim{0, 0, 0, 0.86F};
 inline constexpr Color kDim{0, 0, 0, 0.62F};
 inline constexpr Color kBlurDarkening{0.02F, 0.02F, 0.03F, 0.55F};
 
+// Subtitles; lengths are shares of the video's height, but for the width.
+inline constexpr double kSubtitleSize = 0.045;
+inline constexpr double kSubtitleOutline = 0.0035;
+inline constexpr double kSubtitleMargin = 0.06;
+inline constexpr double kSubtitleHeight = 0.4;
+inline constexpr double kSubtitleWidth = 0.8;
+inline constexpr Color kSubtitle{1, 1, 1, 1};
+inline constexpr Color kTextOutline{0, 0, 0, 0.9F};
+
 // The transport bar, from its lower edge upwards.
 inline constexpr double kScrimHeight = 420;
 inline constexpr double kTimesHeight = 44;

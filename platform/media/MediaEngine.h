@@ -34,6 +34,12 @@ struct MediaLoad {
   double rate = 1;
   float volume = 1;  ///< 0 to 1, linear
   bool muted = false;
+
+  /// Whether what was prepared for `other` serves this load too: the same item from the same point.
+  bool beginsLike(const MediaLoad& other) const {
+    return item == other.item && startSeconds == other.startSeconds &&
+           startFraction == other.startFraction && startDate == other.startDate;
+  }
 };
 
 /// Hears what became true, on the main thread, never from inside an engine call. Every callback
@@ -72,6 +78,9 @@ class MediaEngineObserver {
 /// callback, play(), pause(), seek() and the rest are remembered and take effect when it is ready,
 /// the last one of each kind winning.
 ///
+/// Beside the item that is loaded a next one may be prepared, which is neither shown nor heard nor
+/// told of until it is loaded itself.
+///
 /// Threads: main only. Lifetime: after setObserver(nullptr), unload() or destruction no callback
 /// comes. A callback may call anything, a new load() and unload() included; its owner does not
 /// destroy the engine inside one.
@@ -81,7 +90,15 @@ class MediaEngine {
   virtual void setObserver(MediaEngineObserver* observer) = 0;
 
   virtual void load(const MediaLoad& load) = 0;
+  /// Also drops what was prepared.
   virtual void unload() = 0;
+
+  /// Brings an item as far as its first frame. A load() of the same object from the same start
+  /// point takes it over, and becomes ready and plays at once, or fails at once where this has
+  /// failed; any other load() drops it, and so does preparing something else. Does nothing while
+  /// nothing is loaded. The generation is not looked at.
+  virtual void prepare(const MediaLoad& load) = 0;
+  virtual void cancelPreparation() = 0;
 
   /// Runs time at `rate` (not 0): begins, resumes, or changes the rate of what plays. Clamped to
   /// what the engine can do.

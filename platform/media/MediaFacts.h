@@ -31,11 +31,22 @@ struct MediaTrack {
 // Media characteristics that an item may offer options for.
 inline constexpr std::string_view kMediaCharacteristicAudible = "audible";
 inline constexpr std::string_view kMediaCharacteristicLegible = "legible";
+inline constexpr std::string_view kMediaCharacteristicVisual = "visual";  ///< angles, variants
+
+// What an option is, beside its language.
+inline constexpr std::string_view kMediaOptionDefault = "default";      ///< the author's choice
+inline constexpr std::string_view kMediaOptionAuxiliary = "auxiliary";  ///< only when asked for
+inline constexpr std::string_view kMediaOptionHardOfHearing = "hard-of-hearing";
+inline constexpr std::string_view kMediaOptionDescribesVideo = "describes-video";
+inline constexpr std::string_view kMediaOptionCommentary = "commentary";
+inline constexpr std::string_view kMediaOptionOutOfBand = "out-of-band";  ///< not in the media
 
 struct MediaSelectionOption {
   std::string identifier;  ///< stable while the item is loaded
   std::string displayName;
   std::string languageTag;  ///< BCP 47, empty when unknown
+  bool forced = false;      ///< text that is to be seen also by who understands the sound
+  std::vector<std::string> characteristics = {};  ///< kMediaOption…
   friend bool operator==(const MediaSelectionOption&, const MediaSelectionOption&) = default;
 };
 
@@ -55,6 +66,7 @@ struct TimedMetadataItem {
   std::optional<MediaTime> time;
   Value value;
   Dictionary extraAttributes;
+  friend bool operator==(const TimedMetadataItem&, const TimedMetadataItem&) = default;
 };
 
 /// What an engine knows of the item that it has loaded. Good until the next engine call or

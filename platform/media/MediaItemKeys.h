@@ -35,6 +35,14 @@ inline constexpr std::string_view kMediaItemTLSSettings = "TVSMediaItemTLSSettin
 inline constexpr std::string_view kMediaItemUserAgent = "TVSMediaItemUserAgent";
 inline constexpr std::string_view kMediaItemCookies = "TVSMediaItemCookies";  // array
 
+// Entries of a dictionary among the alternate tracks.
+inline constexpr std::string_view kAlternateTrackSource = "src";  ///< absolute URL
+inline constexpr std::string_view kAlternateTrackURL = "URL";     ///< the same, instead
+inline constexpr std::string_view kAlternateTrackLanguage = "language";
+inline constexpr std::string_view kAlternateTrackName = "name";
+inline constexpr std::string_view kAlternateTrackForced = "forced";                    // boolean
+inline constexpr std::string_view kAlternateTrackCharacteristics = "characteristics";  // array
+
 // Entries of the sender-authorization dictionary.
 inline constexpr std::string_view kContentAuthorizationPlayInfo = "TVSContentAuthorizationPlayInfo";
 inline constexpr std::string_view kContentAuthorizationSessionIdentifier =

@@ -20,6 +20,11 @@ inline constexpr std::string_view kAccessLogRequestCount = "requestCount";
 inline constexpr std::string_view kAccessLogBytesTransferred = "bytesTransferred";
 inline constexpr std::string_view kAccessLogTransferDuration = "transferDuration";  // seconds
 inline constexpr std::string_view kAccessLogObservedBitrate = "observedBitrate";    // bits a second
+inline constexpr std::string_view kAccessLogObservedBitrateDeviation =
+    "observedBitrateStandardDeviation";  // bits a second
+inline constexpr std::string_view kAccessLogDownloadedDuration =
+    "downloadedDuration";                                                 // seconds of media
+inline constexpr std::string_view kAccessLogSwitchCount = "switchCount";  // changes of the variant
 inline constexpr std::string_view kAccessLogIndicatedBitrate = "indicatedBitrate";  // bits a second
 inline constexpr std::string_view kAccessLogDroppedFrameCount = "droppedFrameCount";
 

@@ -14,16 +14,18 @@ std::optional<double> secondsOfLimit(const MediaTime& time) {
 
 const MediaSelectionOption* optionDescribedBy(const Dictionary& description,
                                               const MediaSelectionGroup& group) {
-  const auto find = [&](std::string_view key, std::string MediaSelectionOption::*member) {
-    const auto text = description.string(key);
-    const auto found = std::find_if(
-        group.options.begin(), group.options.end(),
-        [&](const auto& option) { return text && !text->empty() && option.*member == *text; });
-    return found == group.options.end() ? nullptr : &*found;
-  };
-  if (const auto* option = find(kMediaSelectionIdentifier, &MediaSelectionOption::identifier))
-    return option;
-  return find(kMediaSelectionLanguageTag, &MediaSelectionOption::languageTag);
+  const auto identifier = description.string(kMediaSelectionIdentifier);
+  const auto language = description.string(kMediaSelectionLanguageTag);
+  const auto forced = description.number(kMediaSelectionForced);
+  const MediaSelectionOption* sameLanguage = nullptr;
+  for (const MediaSelectionOption& each : group.options) {
+    if (identifier && !identifier->empty() && each.identifier == *identifier) return &each;
+    if (!language || language->empty() || each.languageTag != *language) continue;
+    const bool fits = forced && sameLanguage && sameLanguage->forced != forced->boolValue() &&
+                      each.forced == forced->boolValue();
+    if (!sameLanguage || fits) sameLanguage = &each;
+  }
+  return sameLanguage;
 }
 
 }  // namespace
@@ -54,10 +56,14 @@ const std::vector<MediaSelectionGroup>& PlayerItem::selectionGroups() const {
 
 Dictionary PlayerItem::propertyList(const MediaSelectionGroup& group,
                                     const MediaSelectionOption& option) {
+  Array characteristics;
+  for (const std::string& each : option.characteristics) characteristics.append(each);
   return {{std::string(kMediaSelectionCharacteristic), group.characteristic},
           {std::string(kMediaSelectionIdentifier), option.identifier},
           {std::string(kMediaSelectionDisplayName), option.displayName},
-          {std::string(kMediaSelectionLanguageTag), option.languageTag}};
+          {std::string(kMediaSelectionLanguageTag), option.languageTag},
+          {std::string(kMediaSelectionForced), option.forced},
+          {std::string(kMediaSelectionCharacteristics), std::move(characteristics)}};
 }
 
 void PlayerItem::selectPropertyList(const Value& propertyList) {
@@ -93,6 +99,7 @@ void PlayerItem::setReversePlaybackEndTime(const MediaTime& time) {
 void PlayerItem::_applyEndTimes() {
   if (_status != PlayerItemStatus::Failed && _player._engine) {
     _player._engine->setEndTimes(_forwardEndSeconds, _reverseEndSeconds);
+    _player._updatePreparation();
   }
 }
 

@@ -20,6 +20,9 @@ inline constexpr std::string_view kMediaSelectionCharacteristic = "TVSMediaSelec
 inline constexpr std::string_view kMediaSelectionIdentifier = "TVSMediaSelectionIdentifier";
 inline constexpr std::string_view kMediaSelectionDisplayName = "TVSMediaSelectionDisplayName";
 inline constexpr std::string_view kMediaSelectionLanguageTag = "TVSMediaSelectionLanguageTag";
+inline constexpr std::string_view kMediaSelectionForced = "TVSMediaSelectionForced";  // boolean
+inline constexpr std::string_view kMediaSelectionCharacteristics =
+    "TVSMediaSelectionCharacteristics";  // array of strings
 
 enum class PlayerItemStatus : int { Unknown = 0, ReadyToPlay = 1, Failed = 2 };
 
@@ -46,13 +49,14 @@ class PlayerItem {
 
   /// In the asset's order; empty until ready.
   const std::vector<MediaSelectionGroup>& selectionGroups() const;
-  /// The property-list form of an option: a dictionary with its characteristic, identifier, name
-  /// and language.
+  /// The property-list form of an option: a dictionary with the characteristic of its group and
+  /// all that is known of it.
   static Dictionary propertyList(const MediaSelectionGroup& group,
                                  const MediaSelectionOption& option);
   /// Selects what a property list describes. One that names a known characteristic and no option
   /// clears the selection; one that names no known group is ignored. An identifier that this item
-  /// does not know, because the description came from another item, gives way to the language.
+  /// does not know, because the description came from another item, gives way to the language, and
+  /// among options of one language to the one that is forced as described.
   void selectPropertyList(const Value& propertyList);
 
   /// Numeric times limit playback in their direction, others lift the limit.

@@ -57,6 +57,7 @@ void TVSPlayer::engineDidStall(std::uint64_t generation) {
 
 void TVSPlayer::engineDidSeek(std::uint64_t generation) {
   _receive(generation, [&] {
+    _updatePreparation();
     _publishNowPlaying();
     _post(TVSPlaybackTimeDidJumpNotification);
   });
@@ -103,7 +104,10 @@ void TVSPlayer::engineDidFail(std::uint64_t generation, const platform::Error& e
 }
 
 void TVSPlayer::engineFactsDidChange(std::uint64_t generation) {
-  _receive(generation, [&] { _publishChangedFacts(); });
+  _receive(generation, [&] {
+    _updatePreparation();
+    _publishChangedFacts();
+  });
 }
 
 void TVSPlayer::engineSelectionDidChange(std::uint64_t generation,
@@ -138,5 +142,6 @@ TVSPlaybackState TVSPlayer::_stateOfPhase() const {
 void TVSPlayer::_settle() {
   _state = _stateOfPhase();
   _updateElapsedTimer();
+  _updatePreparation();
   _announce();
 }

@@ -57,25 +57,33 @@ void TVSPlayer::_load() {
   _phase = Phase::Loading;
   _engineRate = 0;
   _state = _stateOfPhase();
-  _item = std::make_unique<platform::PlayerItem>(*this, item);
-  _item->_forwardEndSeconds = secondsOf(*item, platform::kMediaItemForwardEndTime);
-  _item->_reverseEndSeconds = secondsOf(*item, platform::kMediaItemReverseEndTime);
   _updateElapsedTimer();
-
-  platform::MediaLoad load;
+  platform::MediaLoad load = _loadOf(item, _start);
   load.generation = _generation;
+  _item = std::make_unique<platform::PlayerItem>(*this, item);
+  _item->_forwardEndSeconds = load.forwardEndSeconds;
+  _item->_reverseEndSeconds = load.reverseEndSeconds;
+  // The engine takes it over, or drops it.
+  _preparedItem.reset();
+  _preparationTimer.reset();
+  _engine->load(load);
+}
+
+platform::MediaLoad TVSPlayer::_loadOf(const std::shared_ptr<TVSMediaItem>& item,
+                                       const StartPoint& start) const {
+  platform::MediaLoad load;
   load.item = item;
-  load.startSeconds = _start.seconds;
-  load.startFraction = _start.fraction;
-  load.startDate = _start.date;
-  if (!_start.isSet()) load.startSeconds = secondsOf(*item, platform::kMediaItemStartTime);
-  load.forwardEndSeconds = _item->_forwardEndSeconds;
-  load.reverseEndSeconds = _item->_reverseEndSeconds;
+  load.startSeconds = start.seconds;
+  load.startFraction = start.fraction;
+  load.startDate = start.date;
+  if (!start.isSet()) load.startSeconds = secondsOf(*item, platform::kMediaItemStartTime);
+  load.forwardEndSeconds = secondsOf(*item, platform::kMediaItemForwardEndTime);
+  load.reverseEndSeconds = secondsOf(*item, platform::kMediaItemReverseEndTime);
   load.playing = _target.playing;
   load.rate = _rateUsedForPlayback;
   load.volume = _volume;
   load.muted = _muted;
-  _engine->load(load);
+  return load;
 }
 
 void TVSPlayer::_unload() {
@@ -83,6 +91,8 @@ void TVSPlayer::_unload() {
   _generation = 0;
   _phase = Phase::Idle;
   _engineRate = 0;
+  _preparedItem.reset();
+  _preparationTimer.reset();
   _engine->unload();
 }
 
@@ -141,8 +151,10 @@ void TVSPlayer::_leaveItem(bool playedToEnd) {
 void TVSPlayer::_playlistDidChange(const TVSPlaylist::Change& change) {
   using Kind = TVSPlaylist::Change::Kind;
   if (_movesPlaylist) return;
-  if (change.kind != Kind::CurrentChanged && !(change.kind == Kind::Removed && change.wasCurrent))
+  if (change.kind != Kind::CurrentChanged && !(change.kind == Kind::Removed && change.wasCurrent)) {
+    _updatePreparation();
     return;
+  }
   if (!_isLoaded()) {
     _currentItemIsSpent = false;
     _item.reset();

@@ -197,6 +197,11 @@ std::optional<platform::Array> TVSPlayer::errorLog() const {
   return _errorLog.empty() ? std::nullopt : std::optional(_errorLog);
 }
 
+void TVSPlayer::setMediaItemEndAction(TVSMediaItemEndAction action) {
+  _endAction = action;
+  _updatePreparation();
+}
+
 std::shared_ptr<platform::VideoOutput> TVSPlayer::videoOutput() const {
   return _engine ? _engine->videoOutput() : nullptr;
 }

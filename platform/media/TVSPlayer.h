@@ -75,8 +75,10 @@ class TVSPlayerPlaybackDelegate {
 ///
 /// At the end of an item it posts that, then acts by mediaItemEndAction: the next item, or after
 /// the last one the playlist-finished notification and a stop; a pause on the last frame; or
-/// nothing. An item that fails is written to the error log and left for the next one; without a
-/// next one the player stops and the failed item stays to be asked.
+/// nothing. Where the next item is to follow, the engine prepares it during the last seconds of the
+/// one that plays, so that no time passes between them. An item that fails is written to the error
+/// log and left for the next one; without a next one the player stops and the failed item stays to
+/// be asked.
 ///
 /// Threads: main only. Lifetime: owned by shared_ptr.
 class TVSPlayer : public platform::Object,
@@ -143,7 +145,7 @@ class TVSPlayer : public platform::Object,
   void setVolume(float volume);
 
   TVSMediaItemEndAction mediaItemEndAction() const { return _endAction; }
-  void setMediaItemEndAction(TVSMediaItemEndAction action) { _endAction = action; }
+  void setMediaItemEndAction(TVSMediaItemEndAction action);
 
   bool updatesNowPlayingInfoAutomatically() const { return _updatesNowPlaying; }
   void setUpdatesNowPlayingInfoAutomatically(bool updates);
@@ -223,6 +225,8 @@ class TVSPlayer : public platform::Object,
   // somebody out there has decided otherwise, and there is nothing left to do.
   bool _isLoaded() const { return _phase != Phase::Idle; }
   bool _isReady() const { return _phase != Phase::Idle && _phase != Phase::Loading; }
+  platform::MediaLoad _loadOf(const std::shared_ptr<TVSMediaItem>& item,
+                              const StartPoint& start) const;
   void _load();
   void _unload();
   void _stopKeeping(std::unique_ptr<platform::PlayerItem> failedItem);
@@ -235,6 +239,12 @@ class TVSPlayer : public platform::Object,
   void _runEngine();
   bool _maySeek(double seconds, const std::optional<platform::Date>& date);
   void _retireEngine();
+
+  // The next item. Called whenever what it goes by may have changed.
+  void _updatePreparation();
+  std::shared_ptr<TVSMediaItem> _itemToFollow() const;
+  /// Until the current item's end, on the clock; none where it does not run towards one.
+  std::optional<double> _secondsLeft() const;
 
   // State.
   TVSPlaybackState _stateOfPhase() const;
@@ -292,4 +302,8 @@ class TVSPlayer : public platform::Object,
       _elapsedTimeObservers;
   platform::Token _elapsedTimer;
   double _elapsedTimerInterval = 0;
+
+  /// What the engine prepares, or has prepared.
+  std::shared_ptr<TVSMediaItem> _preparedItem;
+  platform::Token _preparationTimer;
 };

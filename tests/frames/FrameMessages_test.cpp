@@ -53,30 +53,6 @@ TEST(FrameMessages, HaveTheBytesThatAreDocumented) {
   EXPECT_EQ(release[28], 8);
 }
 
-TEST(FrameMessages, SurviveTheRoad) {
-  const FrameMessage sent = exampleFrame();
-  const auto read = frames::decodeFrame(encode(sent));
-  ASSERT_TRUE(read);
-  EXPECT_EQ(read->sequence, sent.sequence);
-  EXPECT_EQ(read->pts, sent.pts);
-  EXPECT_EQ(read->index, sent.index);
-  EXPECT_EQ(read->format, sent.format);
-  EXPECT_EQ(read->width, sent.width);
-  EXPECT_EQ(read->height, sent.height);
-  EXPECT_EQ(read->flags, sent.flags);
-  EXPECT_EQ(read->layout.offsets, sent.layout.offsets);
-  EXPECT_EQ(read->layout.strides, sent.layout.strides);
-  EXPECT_EQ(read->damage, sent.damage);
-
-  AnswerMessage greeting;
-  greeting.kind = AnswerMessage::Kind::Greeting;
-  greeting.outcome = AnswerMessage::kBusy;
-  const auto answer = frames::decodeAnswer(encode(greeting));
-  ASSERT_TRUE(answer);
-  EXPECT_EQ(answer->kind, AnswerMessage::Kind::Greeting);
-  EXPECT_EQ(answer->outcome, AnswerMessage::kBusy);
-}
-
 TEST(FrameMessages, EveryOtherPacketIsNone) {
   const auto frame = encode(exampleFrame());
   const auto answer = encode(AnswerMessage{});

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "box/relay/LoopbackRelay.h"
 #include "platform/foundation/Error.h"
 #include "tests/box/media/EngineHarness.h"
 #include "tests/box/media/TestMedia.h"
@@ -102,8 +103,16 @@ TEST(BadMedia, FilesAreRefusedUnlessAllowed) {
   EXPECT_TRUE(harness.error()->localizedFailureReason.has_value());
 }
 
+/// An engine whose relay waits for seconds at most.
+box::MediaEngineOptions impatient() {
+  box::RelayBounds bounds;
+  bounds.stall = std::chrono::seconds(1);
+  bounds.backOff.fill(std::chrono::milliseconds(10));
+  return {.relay = std::make_shared<box::LoopbackRelay>(box::RelayOptions(), bounds)};
+}
+
 TEST(BadMedia, AConnectionThatBreaksInTheMiddleIsNotAnEnd) {
-  EngineHarness harness;
+  EngineHarness harness(impatient());
   harness.load(TestMedia::shared().url("cut/heavy_6s.mp4"));
   ASSERT_TRUE(harness.untilTold("play 1"));
   ASSERT_TRUE(harness.until([&] { return harness.count("fail") > 0 || harness.count("end") > 0; }));
@@ -111,7 +120,7 @@ TEST(BadMedia, AConnectionThatBreaksInTheMiddleIsNotAnEnd) {
 }
 
 TEST(BadMedia, AServerThatNeverAnswersTimesOut) {
-  EngineHarness harness;
+  EngineHarness harness(impatient());
   harness.load(TestMedia::shared().url("hang"));
   ASSERT_TRUE(harness.untilTold("fail"));
   EXPECT_EQ(harness.error()->domain, kURLErrorDomain);

@@ -9,10 +9,13 @@
 
 namespace testing_media {
 
-EngineHarness::EngineHarness(bool allowFileURLs)
+EngineHarness::EngineHarness(bool allowFileURLs, std::vector<std::string> preferredLanguages)
+    : EngineHarness(box::MediaEngineOptions{.allowFileURLs = allowFileURLs,
+                                            .preferredLanguages = std::move(preferredLanguages)}) {}
+
+EngineHarness::EngineHarness(box::MediaEngineOptions options)
     : _queue(_clock, std::make_shared<platform::ConditionWaiter>(_clock)),
-      _engine(std::make_unique<box::MediaEngine>(
-          _queue, _clock, box::MediaEngineOptions{.allowFileURLs = allowFileURLs})),
+      _engine(std::make_unique<box::MediaEngine>(_queue, _clock, std::move(options))),
       _frames(std::static_pointer_cast<box::VideoFrames>(_engine->videoOutput())) {
   _queue.bindToCurrentThread();
   _engine->setObserver(this);
@@ -23,9 +26,11 @@ EngineHarness::~EngineHarness() {
   box::WorkerThreads::waitForAll(std::chrono::seconds(30));
 }
 
-void EngineHarness::load(const std::string& url, platform::MediaLoad load) {
+void EngineHarness::load(const std::string& url, platform::MediaLoad load,
+                         const std::function<void(TVSMediaItem&)>& furnish) {
   load.generation = ++_generation;
-  load.item = std::make_shared<TVSURLMediaItem>(url, std::vector<std::string>{});
+  if (!load.item) load.item = std::make_shared<TVSURLMediaItem>(url, std::vector<std::string>{});
+  if (furnish) furnish(*load.item);
   _told.clear();
   _factsChanges = 0;
   _error.reset();

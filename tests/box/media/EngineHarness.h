@@ -19,7 +19,9 @@ namespace testing_media {
 /// take is not what these tests are about.
 class EngineHarness final : private platform::MediaEngineObserver {
  public:
-  explicit EngineHarness(bool allowFileURLs = true);
+  explicit EngineHarness(bool allowFileURLs = true,
+                         std::vector<std::string> preferredLanguages = {});
+  explicit EngineHarness(box::MediaEngineOptions options);
   ~EngineHarness() override;
 
   box::MediaEngine& engine() { return *_engine; }
@@ -27,8 +29,10 @@ class EngineHarness final : private platform::MediaEngineObserver {
   std::shared_ptr<const box::VideoFrame> frame() const { return _frames->latest(); }
   void destroyEngine() { _engine.reset(); }
 
-  /// Loads with a new generation and forgets what was told of the one before.
-  void load(const std::string& url, platform::MediaLoad load = {});
+  /// Loads with a new generation and forgets what was told of the one before. Without an item of
+  /// its own, `load` gets one at `url`.
+  void load(const std::string& url, platform::MediaLoad load = {},
+            const std::function<void(TVSMediaItem&)>& furnish = {});
   std::uint64_t generation() const { return _generation; }
 
   bool until(const std::function<bool()>& isSo,

@@ -261,14 +261,18 @@ TEST_F(MediaEngineTest, EndTimesEndInTheirDirection) {
   ASSERT_TRUE(harness.untilTold("end"));
   EXPECT_NEAR(harness.engine().position(), 0.4, kFrame);
   EXPECT_NEAR(harness.frame()->time, 0.4, 2 * kFrame);
+  EXPECT_LT(harness.frame()->time, 0.4 - kFrame / 2)
+      << "the one that begins at the end is beyond it";
 
   harness.call([](box::MediaEngine& engine) { engine.setEndTimes(0.8, 0.5); });
   ASSERT_TRUE(harness.untilTold("end", 1)) << "a limit that moves on lets it go on";
   EXPECT_NEAR(harness.engine().position(), 0.8, kFrame);
+  EXPECT_LT(harness.frame()->time, 0.8 - kFrame / 2);
 
   harness.call([](box::MediaEngine& engine) { engine.play(-1); });
   ASSERT_TRUE(harness.untilTold("end", 2));
   EXPECT_NEAR(harness.engine().position(), 0.5, kFrame);
+  EXPECT_GT(harness.frame()->time, 0.5 - kFrame) << "the one that lasts over the end is the last";
 
   harness.call([](box::MediaEngine& engine) {
     engine.setEndTimes(std::nullopt, std::nullopt);

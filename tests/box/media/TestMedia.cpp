@@ -33,15 +33,32 @@ constexpr std::string_view kH264 = " -c:v libx264 -preset ultrafast -pix_fmt yuv
 constexpr std::string_view kAAC = " -c:a aac";
 constexpr std::string_view kIndexFirst = " -movflags +faststart";
 
-/// What ffmpeg is told to make a clip of this name; empty for what is no clip. `base` is the path
-/// of the silent clip.
-std::string recipe(std::string_view name, std::string_view base) {
+struct Text {
+  std::string_view name;
+  std::string_view content;
+};
+constexpr Text kTexts[] = {
+    {"text.mp4", "These are words and no pictures.\n"},
+    {"empty.mp4", ""},
+    {"english.srt",
+     "1\n00:00:00,000 --> 00:00:01,000\n<i>One</i> & only\nsecond line\n\n"
+     "2\n00:00:01,500 --> 00:00:02,900\nTwo\n"},
+    {"french.srt", "1\n00:00:00,000 --> 00:00:02,900\nBonjour\n"},
+    {"german.vtt",
+     "WEBVTT\n\n00:00.000 --> 00:01.000 align:start\n<v Anna>Guten <b>Tag</b>\n\n"
+     "00:02.000 --> 00:02.900\nEnde\n"},
+};
+
+/// What ffmpeg is told to make a clip of this name in this folder; empty for what is no clip.
+std::string recipe(std::string_view name, std::string_view folder) {
   std::string text;
   const auto add = [&](std::initializer_list<std::string_view> parts) {
     for (const std::string_view part : parts) text += part;
   };
   if (name == "clip.mp4")
     add({kPicture, kTone, kH264, kAAC, kIndexFirst, " -metadata title=Clip"});
+  else if (name == "clip.ts")
+    add({kPicture, kTone, kH264, kAAC});
   else if (name == "silent.mp4")
     add({kPicture, kH264, kIndexFirst});
   else if (name == "tone.wav")
@@ -51,10 +68,24 @@ std::string recipe(std::string_view name, std::string_view base) {
   else if (name == "languages.mp4")
     add({kPicture, kTone, kOtherTone, " -map 0 -map 1 -map 2", kH264, kAAC, kIndexFirst,
          " -metadata:s:a:0 language=eng -metadata:s:a:1 language=fra"});
-  else if (name == "turned.mp4")
-    add({" -i ", base, " -c copy", kIndexFirst, " -metadata:s:v:0 rotate=90"});
+  else if (name == "tracks.mkv" || name == "tracks.mp4") {
+    // Two tones and two texts, each English first; the French text is forced by its name.
+    add({kPicture, kTone, kOtherTone, " -i ", folder, "/english.srt -i ", folder, "/french.srt",
+         " -map 0 -map 1 -map 2 -map 3 -map 4", kH264, kAAC,
+         name.ends_with("mkv") ? " -c:s srt" : " -c:s mov_text -movflags +faststart",
+         " -metadata:s:a:0 language=eng -metadata:s:a:1 language=fra -metadata:s:s:0 language=eng",
+         " -metadata:s:s:1 language=fra -metadata:s:s:1 title=Forced -disposition:a:1 default",
+         " -disposition:a:0 0"});
+  } else if (name == "turned.mp4")
+    add({" -i ", folder, "/silent.mp4 -c copy", kIndexFirst, " -metadata:s:v:0 rotate=90"});
   else if (name == "heavy_6s.mp4")
     add({kNoise, kH264, kIndexFirst});
+  else if (name == "dated.m3u8")
+    add({kPicture, kTone, kH264, kAAC,
+         " -hls_time 1 -hls_list_size 0 -hls_flags program_date_time"});
+  else if (name == "programme.m3u8")
+    add({" -f lavfi -i testsrc=size=320x180:rate=25:duration=40 -f lavfi -i sine=duration=40",
+         kH264, kAAC, " -hls_time 1 -hls_list_size 0"});
   else if (name == "truncated.mp4")  // without its index, which comes last
     add({kPicture, kH264});
   return text;
@@ -84,10 +115,25 @@ TestMedia::~TestMedia() {
 std::string TestMedia::_made(std::string_view name) const {
   const std::string path = (_folder / name.substr(name.rfind('/') + 1)).string();
   if (std::filesystem::exists(path)) return path;
-  if (name == "text.mp4") std::ofstream(path) << "These are words and no pictures.\n";
-  if (name == "empty.mp4") std::ofstream(path).flush();
-  const std::string base = name == "turned.mp4" ? _made("silent.mp4") : "";
-  const std::string options = recipe(name.substr(name.rfind('/') + 1), base);
+  if (name.starts_with("encrypted") || name.starts_with("fragmented")) {
+    run("tests/support/make_encrypted_media " + _folder.string());
+    return path;
+  }
+  for (const Text& each : kTexts)
+    if (name == each.name) std::ofstream(path) << each.content;
+  if (name == "turned.mp4") _made("silent.mp4");
+  if (name == "pictured.mkv") {
+    // Subtitles as a disc has them; what is in them does not matter.
+    run("gst-launch-1.0 -q filesrc location=" + _made("clip.mp4") +
+        " ! qtdemux name=d  matroskamux name=m ! filesink location=" + path +
+        "  d.video_0 ! h264parse ! queue ! m.  d.audio_0 ! aacparse ! queue ! m."
+        "  fakesrc sizetype=fixed sizemax=100 num-buffers=3 datarate=100 format=time"
+        " ! subpicture/x-dvd ! m.");
+    return path;
+  }
+  if (name.starts_with("tracks"))
+    for (const std::string_view text : {"english.srt", "french.srt"}) _made(text);
+  const std::string options = recipe(name.substr(name.rfind('/') + 1), _folder.string());
   if (options.empty()) return path;
   run("ffmpeg -v error -nostdin -y" + options + " " + path);
   if (name == "truncated.mp4")
@@ -130,6 +176,14 @@ void TestMedia::_stop(Server& server) {
 
 std::string TestMedia::url(std::string_view name) const {
   _made(name);
+  return "http://127.0.0.1:" + std::to_string(_server.port) + "/" + std::string(name);
+}
+
+std::string TestMedia::url(std::string_view name, std::string_view options) const {
+  const std::string made = path(name);
+  if (!std::filesystem::exists(made))
+    run("ffmpeg -v error -nostdin -y" + std::string(kPicture) + std::string(kTone) +
+        std::string(kOtherTone) + " " + std::string(options) + " " + made);
   return "http://127.0.0.1:" + std::to_string(_server.port) + "/" + std::string(name);
 }
 

@@ -9,7 +9,8 @@ namespace testing_media {
 /// Real media for the tests of this folder: clips made by ffmpeg in a folder of their own, and a
 /// web server that serves them. Made once a process, on first use; gone at its end.
 ///
-/// Clips: all 3 seconds, 25 pictures a second, 320x180, unless their name says otherwise.
+/// Clips: all 3 seconds, 25 pictures a second, 320x180, unless their name says otherwise. What
+/// begins with "encrypted" or "fragmented" is what tests/support/make_encrypted_media says.
 class TestMedia {
  public:
   static TestMedia& shared();
@@ -20,6 +21,9 @@ class TestMedia {
   /// `http://127.0.0.1:PORT/NAME`
   std::string url(std::string_view name) const;
   std::string fileURL(std::string_view name) const;
+  /// One that ffmpeg makes of the usual picture and two tones, inputs 0 to 2, by these options.
+  std::string url(std::string_view name, std::string_view options) const;
+  std::string path(std::string_view name) const { return (_folder / name).string(); }
   /// The same over a server that sends so slowly that the clip stalls.
   std::string slowURL(std::string_view name);
 

@@ -13,20 +13,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using Keys = std::vector<std::string>;
 
-TEST(TVSMediaItem, TraitsAndMetadata) {
-  TVSURLMediaItem item("http://host/a", {std::string(platform::kMediaItemTraitUsesDiskCache)});
-  EXPECT_TRUE(item.hasTrait(platform::kMediaItemTraitUsesDiskCache));
-  EXPECT_FALSE(item.hasTrait(platform::kMediaItemTraitCachesInBackground));
-  item.setMetadata("title", "x");
-  item.setMetadata("number", 1);
-  EXPECT_TRUE(item.metadataEquals("title", "x"));
-  EXPECT_FALSE(item.metadataEquals("title", "y"));
-  EXPECT_FALSE(item.metadataEquals("number", "1")) << "no string";
-  EXPECT_FALSE(item.metadataEquals("absent", ""));
-  item.setMetadata("title", {});
-  EXPECT_TRUE(item.metadata("title").isNone());
-}
-
 TEST(TVSMediaItem, ObserversHearOfChangesOnceATransaction) {
   TVSURLMediaItem item("a", {});
   std::vector<Keys> heard;
@@ -61,14 +47,6 @@ TEST(TVSMediaItem, ObserversMayComeAndGoDuringACall) {
   item->setMetadata("a", 2);
   EXPECT_THAT(heard, ElementsAre(1, 1)) << "the third was replaced by a newer one before its turn";
   item.reset();  // before the tokens
-}
-
-TEST(TVSMediaItem, AnObserverWhoseTokenIsDetachedStays) {
-  TVSURLMediaItem item("a", {});
-  int heard = 0;
-  item.addMetadataObserver([&](const Keys&) { ++heard; }).detach();
-  item.setMetadata("a", 1);
-  EXPECT_EQ(heard, 1);
 }
 
 TEST(TVSStoreMediaItem, PlaysFromItsRecord) {
@@ -118,19 +96,6 @@ TEST(TVSResourceLoadingRequest, HasOneOutcome) {
       EXPECT_EQ(heard, expected);
     }
   }
-}
-
-TEST(TVSResourceLoadingRequest, NamesItself) {
-  TVSResourceLoadingRequest named(7, "key://a", {{"extra", true}}, nullptr);
-  EXPECT_FALSE(named.isFinished());
-  EXPECT_EQ(named.dictionaryRepresentation(),
-            (platform::Dictionary{
-                {std::string(platform::kCustomURLProviderRequestIDKey), std::uint64_t{7}},
-                {std::string(platform::kCustomURLProviderRequestURLKey), "key://a"},
-                {"extra", true}}));
-  TVSResourceLoadingRequest anonymous({}, "key://a", {}, nullptr);
-  EXPECT_FALSE(
-      anonymous.dictionaryRepresentation().contains(platform::kCustomURLProviderRequestIDKey));
 }
 
 TEST(TVSResourceLoadingRequest, MayDieInItsCompletion) {

@@ -18,12 +18,74 @@ TEST_F(TVSPlayerTest, LaterItemsTakeTheirOwnTimes) {
   playlist->trackList()[1]->setMetadata(platform::kMediaItemStartTime, 3.0);
   playlist->trackList()[1]->setMetadata(platform::kMediaItemForwardEndTime, 5.0);
   player->setPlaylist(playlist);
-  box.advance(0.5 + 2 + 0.5 + 1.5);
+  box.advance(0.5 + 2 + 1.5);
   EXPECT_THAT(events.take(),
               ElementsAre("loading", "playing", "end a", "will a", "did b", "loading", "playing"));
   EXPECT_EQ(player->elapsedTime(), 4.5);
   box.advance(0.5);
   EXPECT_THAT(events.take(), ElementsAre("end b", "finished", "stopped"));
+}
+
+TEST_F(TVSPlayerTest, PreparesTheNextItemForTheEndOfTheCurrentOne) {
+  box.media().add("long", {.loadDelay = 0.5, .duration = 100});
+  beginAndPlay({"long", "missing", "b"});
+  const auto prepared = [&] {
+    const auto item = engine().preparedItem();
+    return item ? item->url() : "-";
+  };
+  // What is done, how long it takes, and what is prepared then.
+  const struct {
+    const char* what;
+    std::function<void()> body;
+    double seconds;
+    const char* prepared;
+  } steps[] = {
+      {"the end is far", [] {}, 89.75, "-"},
+      {"it is near", [] {}, 0.25, "missing"},
+      {"back to where it is far", [&] { player->setElapsedTime(50); }, 0, "-"},
+      {"twice as fast", [&] { player->setRateUsedForPlayback(2); }, 14.75, "-"},
+      {"near at that speed", [] {}, 0.5, "missing"},
+      {"nothing follows", [&] { player->setMediaItemEndAction(TVSMediaItemEndAction::Pause); }, 0,
+       "-"},
+      {"it does again", [&] { player->setMediaItemEndAction(TVSMediaItemEndAction::Advance); }, 0,
+       "missing"},
+      {"another follows", [&] { playlist->insertMediaItem(mediaItem("c"), 1); }, 0, "c"},
+      {"not any more", [&] { playlist->removeMediaItemAtIndex(1); }, 0, "missing"},
+      {"time stands still", [&] { player->pause(); }, 100, "missing"},
+      {"far again, and slower",
+       [&] {
+         player->setElapsedTime(10);
+         player->setRateUsedForPlayback(1);
+         player->play();
+       },
+       0, "-"},
+      {"an earlier end",
+       [&] {
+         player->currentPlayerItem()->setForwardPlaybackEndTime(platform::MediaTime::seconds(20));
+       },
+       0, "missing"},
+  };
+  for (const auto& step : steps) {
+    step.body();
+    box.run();
+    box.advance(step.seconds);
+    EXPECT_EQ(prepared(), step.prepared) << step.what;
+  }
+  events.take();
+  box.advance(10);
+  EXPECT_THAT(events.take(), ElementsAre("end long", "will long", "did missing", "loading",
+                                         "will missing", "did b"))
+      << "one that fails is told of in its turn";
+  EXPECT_EQ(player->errorLog()->size(), 1U);
+  box.advance(0.5);
+  EXPECT_EQ(player->state(), State::Playing);
+  engine().clearCalls();
+  playlist->appendMediaItem(mediaItem("a"));
+  box.run();
+  EXPECT_THAT(engine().calls(), ElementsAre("prepare a"));
+  player->stop();
+  EXPECT_EQ(prepared(), "-");
+  EXPECT_EQ(box.mainQueue().nextDeadline(), std::nullopt);
 }
 
 TEST_F(TVSPlayerTest, EndTimesSetOnTheItem) {
@@ -130,7 +192,7 @@ TEST_F(TVSPlayerTest, FailingItemsAreLeftAndTheLastOneStays) {
   const auto& second = *log[1].asDictionary();
   EXPECT_EQ(second.string(platform::kErrorLogComment), "broken");
   EXPECT_EQ(second.date(platform::kErrorLogDate),
-            (platform::Date{sim::VirtualClock::kStartSeconds + 0.5 + 10 + 0.5 + 2}));
+            (platform::Date{sim::VirtualClock::kStartSeconds + 0.5 + 10 + 2}));
 
   player->stop();
   EXPECT_NE(player->currentPlayerItem(), nullptr);

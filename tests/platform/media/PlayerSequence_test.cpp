@@ -31,15 +31,25 @@ struct Model {
   int itemsLeft = 2;
   int currentItem = 0;
   bool spent = false;
+  std::optional<double> nextLoadLeft;  // of the item after it, while that is being prepared
 
   void load(double from) {
-    phase = Phase::Loading;
-    loadLeft = kLoadDelay;
+    loadLeft = std::exchange(nextLoadLeft, std::nullopt).value_or(kLoadDelay);
+    phase = loadLeft > 0 ? Phase::Loading : Phase::Running;
     position = from;
     spent = false;
   }
+  /// They are so short that the end is always near.
+  void prepare() {
+    if (phase == Phase::Running && wantsToPlay && itemsLeft > 1 && !nextLoadLeft)
+      nextLoadLeft = kLoadDelay;
+  }
+  void pass(double seconds) {
+    if (nextLoadLeft) nextLoadLeft = std::max(0.0, *nextLoadLeft - seconds);
+  }
   void stop() {
     phase = Phase::Stopped;
+    nextLoadLeft.reset();
     wantsToPlay = true;
     position = 0;
   }
@@ -56,16 +66,18 @@ struct Model {
   }
   void advance(double seconds) {
     while (seconds > 0 && phase != Phase::Stopped) {
+      prepare();
       if (phase == Phase::Loading) {
         const double step = std::min(seconds, loadLeft);
         seconds -= step;
         loadLeft -= step;
         if (loadLeft == 0) phase = Phase::Running;
       } else if (!wantsToPlay) {
-        return;
+        return pass(seconds);
       } else {
         const double step = std::min(seconds, (kDuration - position) / rate);
         seconds -= step;
+        pass(step);
         position += step * rate;
         if (position == kDuration) leave(false);
       }
@@ -243,6 +255,7 @@ TEST_P(PlayerSequence, AgreesWithTheModel) {
       const auto operation = static_cast<Operation>(sequence % kOperationCount);
       run.apply(operation);
       model.apply(operation);
+      model.prepare();
       const auto where = " at step " + std::to_string(step + 1);
       if (auto fault = run.fault(); !fault.empty()) return fault + where;
       const std::string state(stateName(run.player->state()));

@@ -1,18 +1,15 @@
-#include "box/media/AudioSink.h"
+#include "box/media/AudioDevice.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
-#include <string_view>
 #include <system_error>
 
 namespace box {
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr std::string_view kSilentFactory = "fakesink";
 
 std::string variable(const char* name) {
   const char* value = std::getenv(name);
@@ -57,19 +54,13 @@ GstRef<GstElement> opened(const char* factory) {
 
 }  // namespace
 
-GstRef<GstElement> makeAudioSink() {
+GstRef<GstElement> AudioDevice::open() {
   GstRef<GstElement> sink;
   if (hasSoundServer()) sink = opened("pulsesink");
   if (!sink && hasAlsaDevice()) sink = opened("alsasink");
-  if (sink) return sink;
-  sink = opened(kSilentFactory.data());
-  if (sink) g_object_set(sink.get(), "sync", TRUE, nullptr);
   return sink;
 }
 
-bool isSilent(GstElement* audioSink) {
-  GstElementFactory* factory = audioSink ? gst_element_get_factory(audioSink) : nullptr;
-  return factory && kSilentFactory == GST_OBJECT_NAME(factory);
-}
+bool AudioDevice::isExclusive() { return !hasSoundServer() && hasAlsaDevice(); }
 
 }  // namespace box

@@ -1,0 +1,161 @@
+// Times the media engine alone: no door, no screen, no application.
+//
+// usage: vorlane-engine-bench start|seek|sound URL COUNT
+//   start  load to the first frame due, then unload
+//   seek   seek of a paused item to the frame there shown
+//   sound  selection of the other sound track to the next frame shown
+// Prints `first=MS median=MS`.
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "box/media/MediaEngine.h"
+#include "box/media/WarmUp.h"
+#include "box/media/WorkerThreads.h"
+#include "platform/foundation/Clock.h"
+#include "platform/foundation/Queue.h"
+#include "platform/media/TVSMediaItem.h"
+
+namespace {
+
+constexpr auto kLimit = std::chrono::seconds(20);
+
+[[noreturn]] void fail(const std::string& what) {
+  std::fprintf(stderr, "vorlane-engine-bench: %s\n", what.c_str());
+  std::exit(1);
+}
+
+class Bench final : private platform::MediaEngineObserver {
+ public:
+  explicit Bench(std::string url)
+      : _url(std::move(url)), _queue(_clock, std::make_shared<platform::ConditionWaiter>(_clock)) {
+    _queue.bindToCurrentThread();
+    box::warmUpMedia();
+    _engine = std::make_unique<box::MediaEngine>(_queue, _clock, box::MediaEngineOptions{});
+    _frames = std::static_pointer_cast<box::VideoFrames>(_engine->videoOutput());
+    _frames->setWakeup([this] { _queue.wake(); });
+    _engine->setObserver(this);
+  }
+  ~Bench() override {
+    _frames->setWakeup(nullptr);
+    _engine.reset();
+    box::WorkerThreads::waitForAll(kLimit);
+  }
+
+  double start() {
+    const double taken = timed([this] { load(true); }, [this] { return _plays; });
+    _engine->unload();
+    return taken;
+  }
+
+  void openPaused() {
+    timed([this] { load(false); }, [this] { return _ready && _frames->latest(); });
+  }
+  double seek(double seconds) {
+    _sought = false;
+    const auto before = _frames->latest();
+    return timed([&] { _engine->seek(seconds); },
+                 [&] { return _sought && _frames->latest() != before; });
+  }
+
+  void openPlaying() {
+    timed([this] { load(true); }, [this] { return _plays; });
+  }
+  double changeSound() {
+    const auto& groups = _engine->facts().selectionGroups;
+    const auto audible = std::find_if(groups.begin(), groups.end(), [](const auto& group) {
+      return group.characteristic == platform::kMediaCharacteristicAudible;
+    });
+    if (audible == groups.end() || audible->options.size() < 2) fail("there is one sound only");
+    const std::size_t other = audible->selected.value_or(0) == 0 ? 1 : 0;
+    const std::string identifier = audible->options[other].identifier;
+    _selected = false;
+    std::shared_ptr<const box::VideoFrame> before;
+    return timed(
+        [&] {
+          _engine->selectOption(std::string(platform::kMediaCharacteristicAudible), identifier);
+        },
+        [&] {
+          if (!_selected) return false;
+          if (!before) before = _frames->latest();
+          return _frames->latest() != before;
+        });
+  }
+
+ private:
+  void load(bool playing) {
+    _plays = _ready = false;
+    platform::MediaLoad load;
+    load.generation = ++_generation;
+    load.item = std::make_shared<TVSURLMediaItem>(_url, std::vector<std::string>{});
+    load.playing = playing;
+    _engine->load(load);
+  }
+
+  /// Milliseconds.
+  double timed(const std::function<void()>& begin, const std::function<bool()>& isSo) {
+    const auto began = _clock.now();
+    begin();
+    while (!isSo()) {
+      if (!_error.empty()) fail(_error);
+      if (_clock.now() - began > kLimit) fail("nothing happens");
+      if (!_queue.runDue()) _queue.waitForWork(began + kLimit);
+    }
+    return platform::secondsFromDuration(_clock.now() - began) * 1e3;
+  }
+
+  void engineDidBecomeReady(std::uint64_t) override { _ready = true; }
+  void engineDidPlay(std::uint64_t, double) override { _plays = true; }
+  void engineDidPause(std::uint64_t) override {}
+  void engineDidStall(std::uint64_t) override {}
+  void engineDidSeek(std::uint64_t) override { _sought = true; }
+  void engineDidReachEnd(std::uint64_t) override {}
+  void engineDidFail(std::uint64_t, const platform::Error& error) override {
+    _error = error.description();
+  }
+  void engineFactsDidChange(std::uint64_t) override {}
+  void engineSelectionDidChange(std::uint64_t, const std::string&) override { _selected = true; }
+
+  const std::string _url;
+  platform::SystemClock _clock;
+  platform::MainQueue _queue;
+  std::unique_ptr<box::MediaEngine> _engine;
+  std::shared_ptr<box::VideoFrames> _frames;
+  std::uint64_t _generation = 0;
+  bool _ready = false;
+  bool _plays = false;
+  bool _sought = false;
+  bool _selected = false;
+  std::string _error;
+};
+
+}  // namespace
+
+int main(int count, char** arguments) {
+  if (count != 4) fail("usage: vorlane-engine-bench start|seek|sound URL COUNT");
+  const std::string what = arguments[1];
+  const int times = std::max(1, std::atoi(arguments[3]));
+  Bench bench(arguments[2]);
+  std::vector<double> taken;
+  if (what == "seek") bench.openPaused();
+  if (what == "sound") bench.openPlaying();
+  for (int turn = 0; turn < times; ++turn) {
+    if (what == "start")
+      taken.push_back(bench.start());
+    else if (what == "seek")
+      taken.push_back(bench.seek(1.0 + (turn * 7) % 17));
+    else if (what == "sound")
+      taken.push_back(bench.changeSound());
+    else
+      fail("unknown measurement " + what);
+  }
+  const double first = taken.front();
+  std::sort(taken.begin(), taken.end());
+  std::printf("first=%.1f median=%.1f\n", first, taken[taken.size() / 2]);
+  return 0;
+}

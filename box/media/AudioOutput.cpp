@@ -1,0 +1,59 @@
+#include "box/media/AudioOutput.h"
+
+#include <utility>
+
+namespace box {
+namespace {
+
+GstRef<GstElement> makeSilentSink() {
+  GstElement* made = gst_element_factory_make("fakesink", nullptr);
+  if (!made) return {};
+  GstRef<GstElement> sink(GST_ELEMENT(gst_object_ref_sink(made)));
+  g_object_set(made, "sync", TRUE, nullptr);
+  return sink;
+}
+
+}  // namespace
+
+AudioOutput::AudioOutput() {
+  GstElement* volume = gst_element_factory_make("volume", nullptr);
+  if (!volume) return;
+  _bin.reset(GST_ELEMENT(gst_object_ref_sink(gst_bin_new("sound"))));
+  _volume = volume;
+  gst_bin_add(GST_BIN(_bin.get()), volume);
+  const GstRef<GstPad> pad(gst_element_get_static_pad(volume, "sink"));
+  gst_element_add_pad(_bin.get(), gst_ghost_pad_new("sink", pad.get()));
+  use({});
+  // A device that is open stays so when it is put in.
+  gst_element_set_state(_bin.get(), GST_STATE_READY);
+}
+
+bool AudioOutput::contains(GstObject* object) const {
+  return _bin && object &&
+         (object == GST_OBJECT(_bin.get()) ||
+          gst_object_has_as_ancestor(object, GST_OBJECT(_bin.get())));
+}
+
+void AudioOutput::use(GstRef<GstElement> sink) {
+  _silent = !sink;
+  if (_silent) sink = makeSilentSink();
+  if (!_bin || !sink) return;
+  if (_sink) {
+    GstElement* old = std::exchange(_sink, nullptr);
+    gst_element_set_locked_state(old, TRUE);
+    gst_element_set_state(old, GST_STATE_NULL);
+    gst_element_unlink(_volume, old);
+    gst_bin_remove(GST_BIN(_bin.get()), old);
+  }
+  _sink = sink.get();
+  gst_bin_add(GST_BIN(_bin.get()), sink.get());
+  gst_element_link(_volume, _sink);
+  gst_element_sync_state_with_parent(_sink);
+}
+
+void AudioOutput::setVolume(double volume, bool muted) {
+  if (_volume)
+    g_object_set(_volume, "volume", volume, "mute", static_cast<gboolean>(muted), nullptr);
+}
+
+}  // namespace box

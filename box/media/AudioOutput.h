@@ -1,0 +1,38 @@
+#pragma once
+
+#include <gst/gst.h>
+
+#include "box/media/GstRef.h"
+
+namespace box {
+
+/// The end of a pipeline's sound branch: a volume, and behind it the sink of a device, or one that
+/// swallows sound in its own time. Which of them it is can be changed in mid-play; then nothing
+/// flows until the pipeline is flushed.
+///
+/// Threads: the pipeline's, while it does not run.
+class AudioOutput {
+ public:
+  /// Silent.
+  AudioOutput();
+  AudioOutput(const AudioOutput&) = delete;
+  AudioOutput& operator=(const AudioOutput&) = delete;
+
+  /// For a pipeline; null where the library lacks its simplest elements.
+  GstElement* element() const { return _bin.get(); }
+  bool isSilent() const { return _silent; }
+  /// Whether it, or a part of it, is `object`.
+  bool contains(GstObject* object) const;
+
+  /// Null: silence.
+  void use(GstRef<GstElement> sink);
+  void setVolume(double volume, bool muted);
+
+ private:
+  GstRef<GstElement> _bin;
+  GstElement* _volume = nullptr;  // the bin's, as the sink
+  GstElement* _sink = nullptr;
+  bool _silent = true;
+};
+
+}  // namespace box

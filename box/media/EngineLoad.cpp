@@ -1,0 +1,246 @@
+#include "box/media/EngineLoad.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "box/media/AccessLog.h"
+#include "box/media/AlternateTexts.h"
+#include "box/media/ItemQuestions.h"
+#include "box/media/MediaErrors.h"
+#include "box/media/Pipeline.h"
+#include "box/media/RelaySetup.h"
+#include "box/media/TimelineFacts.h"
+#include "box/relay/Relay.h"
+
+namespace box {
+namespace {
+
+using Kind = PipelineEvent::Kind;
+
+constexpr double kFastestRate = 8;
+constexpr double kSlowestRate = 1.0 / 16;
+/// What changes without being told is looked at when it is asked for, at most this often.
+constexpr auto kRefreshInterval = std::chrono::seconds(1);
+/// Several facts are read for one answer.
+constexpr auto kTimelineInterval = std::chrono::milliseconds(20);
+
+double clampRate(double rate) {
+  const double speed = std::clamp(std::abs(rate), kSlowestRate, kFastestRate);
+  return rate < 0 ? -speed : speed;
+}
+
+std::optional<double> finite(std::optional<double> seconds) {
+  return seconds && std::isfinite(*seconds) ? seconds : std::nullopt;
+}
+
+float clampVolume(float volume) {
+  return std::isfinite(volume) ? std::clamp(volume, 0.0f, 1.0f) : 1.0f;
+}
+
+PipelineWish wishOf(const platform::MediaLoad& load) {
+  return {.playing = load.playing,
+          .rate = clampRate(load.rate),
+          .forwardEnd = finite(load.forwardEndSeconds),
+          .reverseEnd = finite(load.reverseEndSeconds),
+          .volume = clampVolume(load.volume),
+          .muted = load.muted};
+}
+
+}  // namespace
+
+EngineLoad::EngineLoad(platform::MainQueue& queue, const platform::Clock& clock, Setup setup)
+    : _queue(queue),
+      _clock(clock),
+      _setup(std::move(setup)),
+      _url(_setup.load.item->url()),
+      _loadedAt(clock.date()) {}
+
+std::shared_ptr<EngineLoad> EngineLoad::start(platform::MainQueue& queue,
+                                              const platform::Clock& clock, Setup setup) {
+  // The constructor is private, which make_shared cannot see through.
+  std::shared_ptr<EngineLoad> load(new EngineLoad(queue, clock, std::move(setup)));
+  load->_open(false);
+  return load;
+}
+
+std::shared_ptr<EngineLoad> EngineLoad::prepare(platform::MainQueue& queue,
+                                                const platform::Clock& clock, Setup setup) {
+  std::shared_ptr<EngineLoad> load(new EngineLoad(queue, clock, std::move(setup)));
+  load->_open(true);
+  return load;
+}
+
+std::function<void(const PipelineEvent&)> EngineLoad::_reporter() {
+  return [&queue = _queue, weak = weak_from_this()](const PipelineEvent& event) {
+    queue.async([weak, event] {
+      if (const auto load = weak.lock()) load->_receive(event);
+    });
+  };
+}
+
+void EngineLoad::_open(bool held) {
+  _refusal = refusalOf(_url, _setup.allowFileURLs);
+  if (!_refusal && isRelayed(_url)) _openRelay();
+  _ticket = _setup.frames->reserve();
+  if (!held) show();
+  if (_refusal) {
+    if (!held) _reporter()({.kind = Kind::Fail, .error = *_refusal});
+    return;
+  }
+  PipelineSetup setup;
+  setup.url = _relayItem ? _relayItem->url() : _url;
+  setup.relayItem = _relayItem;
+  setup.preferredLanguages = _setup.preferredLanguages;
+  setup.alternates = alternateTextsOf(*_setup.load.item, _setup.allowFileURLs);
+  setup.startSeconds = finite(_setup.load.startSeconds);
+  if (!setup.startSeconds) setup.startFraction = finite(_setup.load.startFraction);
+  if (!setup.startSeconds && !setup.startFraction) setup.startDate = _setup.load.startDate;
+  setup.wish = wishOf(_setup.load);
+  setup.held = held;
+  setup.audio = _setup.audio;
+  setup.frames = _setup.frames;
+  setup.ticket = _ticket;
+  setup.report = _reporter();
+  _pipeline = Pipeline::start(_clock, std::move(setup), std::exchange(_setup.predecessor, nullptr));
+}
+
+void EngineLoad::_openRelay() {
+  _questions = ItemQuestions::make(_queue, _setup.load.item);
+  RelayItemSetup setup = relaySetupOf(*_setup.load.item);
+  setup.ask = _questions->asker();
+  _relayItem = _setup.relay->open(std::move(setup), &_refusal);
+}
+
+void EngineLoad::show() { _setup.frames->open(_ticket); }
+
+void EngineLoad::begin(const platform::MediaLoad& load, std::shared_ptr<Pipeline> predecessor) {
+  _setup.load = load;
+  _loadedAt = _clock.date();
+  if (_pipeline)
+    _pipeline->begin(wishOf(load), std::move(predecessor));
+  else
+    _reporter()({.kind = Kind::Fail, .error = *_refusal});
+}
+
+std::shared_ptr<Pipeline> EngineLoad::close() {
+  _closed = true;
+  _setup.frames->close(_ticket);
+  if (_pipeline) _pipeline->close();
+  // The way itself goes with the pipeline.
+  _questions.reset();
+  _relayItem.reset();
+  return std::exchange(_pipeline, nullptr);
+}
+
+void EngineLoad::play(double rate) {
+  if (_pipeline && std::isfinite(rate) && rate != 0) _pipeline->play(clampRate(rate));
+}
+
+void EngineLoad::pause() {
+  if (_pipeline) _pipeline->pause();
+}
+
+void EngineLoad::seek(double seconds) {
+  if (!_pipeline || std::isnan(seconds)) return;
+  _seekDestination = std::max(0.0, seconds);
+  if (const double duration = _pipeline->facts()->duration; duration > 0)
+    _seekDestination = std::min(*_seekDestination, duration);
+  _pipeline->seek(seconds, ++_seekSerial);
+}
+
+void EngineLoad::seekToDate(platform::Date date) {
+  if (!_pipeline || !std::isfinite(date.secondsSince1970)) return;
+  if (!_ready) return _pipeline->seekToDate(date, ++_seekSerial);
+  const auto timeline = _relayItem ? _relayItem->timeline() : nullptr;
+  if (const auto position = timeline ? timeline->positionOf(date) : std::nullopt) seek(*position);
+}
+
+void EngineLoad::setEndTimes(std::optional<double> forwardSeconds,
+                             std::optional<double> reverseSeconds) {
+  if (_pipeline) _pipeline->setEndTimes(finite(forwardSeconds), finite(reverseSeconds));
+}
+
+void EngineLoad::setVolume(float volume) {
+  if (_pipeline) _pipeline->setVolume(clampVolume(volume));
+}
+
+void EngineLoad::setMuted(bool muted) {
+  if (_pipeline) _pipeline->setMuted(muted);
+}
+
+void EngineLoad::setTrackEnabled(std::uint32_t trackID, bool enabled) {
+  if (_pipeline) _pipeline->setTrackEnabled(trackID, enabled);
+}
+
+void EngineLoad::selectOption(const std::string& characteristic,
+                              const std::optional<std::string>& identifier) {
+  if (_pipeline) _pipeline->selectOption(characteristic, identifier);
+}
+
+double EngineLoad::position() {
+  if (!_pipeline || !_ready) return 0;
+  if (_seekDestination) return *_seekDestination;
+  if (_pipeline->positionAge() > kRefreshInterval) _refreshWhenOld();
+  return _pipeline->position();
+}
+
+std::shared_ptr<const platform::MediaFacts> EngineLoad::facts() {
+  if (!_pipeline) return std::make_shared<platform::MediaFacts>();
+  auto facts = _pipeline->facts();
+  if (_ready && facts->live) _refreshWhenOld();
+  return _ready && _relayItem ? _withTimeline(std::move(facts)) : facts;
+}
+
+std::shared_ptr<const platform::MediaFacts> EngineLoad::_withTimeline(
+    std::shared_ptr<const platform::MediaFacts> facts) {
+  const auto now = _clock.now();
+  if (facts == _factsOfPipeline && now - _factsMadeAt < kTimelineInterval) return _facts;
+  TimelineInput input;
+  input.position = position();
+  if (facts->duration > 0) input.duration = facts->duration;
+  input.url = _url;
+  input.timeline = _relayItem->timeline();
+  input.ranges = _relayItem->ranges();
+  input.observedBitrate = _relayItem->statistics().observedBitrate;
+  TimelineFacts known = TimelineFacts::of(input);
+  auto merged = std::make_shared<platform::MediaFacts>(*facts);
+  merged->playbackDate = known.playbackDate;
+  merged->estimatedDate = known.estimatedDate;
+  merged->likelyToKeepUpTime = known.likelyToKeepUpTime;
+  merged->loaded = std::move(known.loaded);
+  if (known.liveWindow) merged->seekable = {*known.liveWindow};
+  _facts = std::move(merged);
+  _factsOfPipeline = std::move(facts);
+  _factsMadeAt = now;
+  return _facts;
+}
+
+void EngineLoad::_refreshWhenOld() {
+  const auto now = _clock.now();
+  if (now - _refreshedAt < kRefreshInterval) return;
+  _refreshedAt = now;
+  _pipeline->refresh();
+}
+
+platform::Array EngineLoad::accessLog() {
+  if (!_pipeline) return {};
+  return platform::Array{
+      accessLogEntry(_url, _loadedAt, _pipeline->statistics(), _relayItem.get(), *facts())};
+}
+
+void EngineLoad::_receive(const PipelineEvent& event) {
+  if (_closed) return;
+  if (event.kind == Kind::Ready) {
+    _ready = true;
+    _seekDestination.reset();
+  } else if (event.kind == Kind::Seek && event.seekSerial == _seekSerial) {
+    _seekDestination.reset();
+  }
+  // What was found out on the way is part of becoming ready.
+  if (!_ready && event.kind != Kind::Fail) return;
+  // Whatever comes of it, also this load's end, nothing follows.
+  _setup.tell(*this, event);
+}
+
+}  // namespace box

@@ -1,0 +1,82 @@
+#include "box/media/ItemQuestions.h"
+
+#include <utility>
+
+#include "box/media/ClearKeyRequest.h"
+#include "box/relay/NetworkErrors.h"
+
+namespace box {
+namespace {
+
+/// The range is a field of its own: whoever answers need not look through the rest for it.
+platform::Dictionary detailsOf(const RelayQuestion& question) {
+  platform::Dictionary details;
+  details.set(platform::kCustomURLProviderRequestMethodKey, question.method);
+  platform::Dictionary headers;
+  for (const auto& [name, value] : question.headers) {
+    headers.set(name, value);
+    if (name == "Range") details.set(platform::kCustomURLProviderRequestRangeKey, value);
+  }
+  details.set(platform::kCustomURLProviderRequestHeadersKey, std::move(headers));
+  return details;
+}
+
+RelayAnswer answerOf(const platform::ResourceResponse& response) {
+  RelayAnswer answer;
+  answer.redirectURL = response.redirectURL;
+  answer.data = response.data;
+  if (!response.response) return answer;
+  answer.statusCode = response.response->statusCode;
+  for (const auto& [name, value] : response.response->headers) {
+    const std::string* text = value.asString();
+    answer.headers.emplace_back(name, text ? *text : value.description());
+  }
+  return answer;
+}
+
+/// Senders and the bookkeeping of requests name codes only.
+platform::Error withSentence(platform::Error error) {
+  if (error.localizedDescription || error.domain != platform::kURLErrorDomain) return error;
+  return error.code > 0 ? httpError(static_cast<unsigned>(error.code))
+                        : networkError(static_cast<platform::URLErrorCode>(error.code));
+}
+
+}  // namespace
+
+ItemQuestions::ItemQuestions(platform::MainQueue& queue, std::shared_ptr<TVSMediaItem> item)
+    : _queue(queue), _item(std::move(item)), _requests(queue) {}
+
+std::shared_ptr<ItemQuestions> ItemQuestions::make(platform::MainQueue& queue,
+                                                   std::shared_ptr<TVSMediaItem> item) {
+  return std::shared_ptr<ItemQuestions>(new ItemQuestions(queue, std::move(item)));
+}
+
+std::function<void(RelayQuestion, ItemQuestions::Reply)> ItemQuestions::asker() {
+  return [&queue = _queue, weak = weak_from_this()](RelayQuestion question, Reply reply) {
+    queue.async([weak, question = std::move(question), reply = std::move(reply)] {
+      if (const auto self = weak.lock()) self->_ask(question, reply);
+    });
+  };
+}
+
+void ItemQuestions::_ask(const RelayQuestion& question, const Reply& reply) {
+  const auto completion = [reply](const platform::ResourceResponse* response,
+                                  const platform::Error* error) {
+    RelayAnswer answer;
+    if (response) answer = answerOf(*response);
+    if (error) answer.error = withSentence(*error);
+    reply(std::move(answer));
+  };
+  if (question.kind == RelayQuestion::Kind::Resource) {
+    _requests.load(*_item, question.url, detailsOf(question), completion);
+    return;
+  }
+  const auto make = [](std::uint64_t identifier, std::string url, platform::Dictionary details,
+                       platform::PendingRequests::Completion ended) {
+    return std::make_shared<ClearKeyRequest>(identifier, std::move(url), std::move(details),
+                                             std::move(ended));
+  };
+  _requests.loadKey(*_item, question.url, detailsOf(question), make, completion);
+}
+
+}  // namespace box

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+
+#include "box/relay/RelayItem.h"
+#include "platform/foundation/Queue.h"
+#include "platform/media/PendingRequests.h"
+#include "platform/media/TVSMediaItem.h"
+
+namespace box {
+
+/// Carries the relay's questions to the media item they are about, and its answers back.
+///
+/// Threads: asker()'s result may be called from any; the rest is main's. The answer to a question
+/// comes on the main thread. Once this is gone nothing is answered any more, and the item's
+/// requests are cancelled.
+class ItemQuestions : public std::enable_shared_from_this<ItemQuestions> {
+ public:
+  static std::shared_ptr<ItemQuestions> make(platform::MainQueue& queue,
+                                             std::shared_ptr<TVSMediaItem> item);
+
+  using Reply = std::function<void(RelayAnswer)>;
+  /// For RelayItemSetup::ask. Holds this weakly.
+  std::function<void(RelayQuestion, Reply)> asker();
+
+ private:
+  ItemQuestions(platform::MainQueue& queue, std::shared_ptr<TVSMediaItem> item);
+  void _ask(const RelayQuestion& question, const Reply& reply);
+
+  platform::MainQueue& _queue;
+  const std::shared_ptr<TVSMediaItem> _item;
+  platform::PendingRequests _requests;
+};
+
+}  // namespace box

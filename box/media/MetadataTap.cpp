@@ -1,0 +1,136 @@
+#include "box/media/MetadataTap.h"
+
+#include <algorithm>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "box/media/GstRef.h"
+#include "box/media/ID3Tag.h"
+#include "box/media/TransportMetadata.h"
+
+namespace box {
+namespace {
+
+constexpr std::string_view kKeySpaceCommon = "common";
+constexpr std::string_view kKeySpaceRadio = "icy";
+
+struct TagName {
+  const char* tag;
+  const char* key;
+  const char* radioKey;
+};
+constexpr TagName kTagNames[] = {
+    {GST_TAG_TITLE, "title", "StreamTitle"},   {GST_TAG_ARTIST, "artist", "artist"},
+    {GST_TAG_ALBUM, "album", "album"},         {GST_TAG_ALBUM_ARTIST, "albumArtist", "albumArtist"},
+    {GST_TAG_GENRE, "genre", "icy-genre"},     {GST_TAG_ORGANIZATION, "organization", "icy-name"},
+    {GST_TAG_HOMEPAGE, "homepage", "icy-url"}, {GST_TAG_COMPOSER, "composer", "composer"},
+};
+
+/// One demuxer's input.
+class Tap {
+ public:
+  Tap(std::shared_ptr<MetadataTimeline> timeline, std::function<void()> found)
+      : _timeline(std::move(timeline)),
+        _found(std::move(found)),
+        _parser(
+            [this](double seconds, std::span<const std::uint8_t> data) { _take(seconds, data); }) {
+    gst_segment_init(&_segment, GST_FORMAT_UNDEFINED);
+  }
+
+  static GstPadProbeReturn onData(GstPad*, GstPadProbeInfo* info, gpointer self) {
+    auto& me = *static_cast<Tap*>(self);
+    if ((info->type & GST_PAD_PROBE_TYPE_BUFFER) != 0) {
+      if (GstBuffer* buffer = GST_PAD_PROBE_INFO_BUFFER(info)) me._feed(buffer);
+    } else if (GstEvent* event = GST_PAD_PROBE_INFO_EVENT(info);
+               event && GST_EVENT_TYPE(event) == GST_EVENT_SEGMENT) {
+      gst_event_copy_segment(event, &me._segment);
+    }
+    return GST_PAD_PROBE_OK;
+  }
+
+ private:
+  void _feed(GstBuffer* buffer) {
+    // In adaptive media the first bytes after a jump say what time they are of; elsewhere times
+    // count from the beginning of it all.
+    guint64 time = 0;
+    const bool isDated = _segment.format == GST_FORMAT_TIME && GST_BUFFER_PTS_IS_VALID(buffer) &&
+                         gst_segment_to_stream_time_full(&_segment, GST_FORMAT_TIME,
+                                                         GST_BUFFER_PTS(buffer), &time) == 1;
+    const guint64 offset = GST_BUFFER_OFFSET(buffer);
+    const bool follows = offset == _nextOffset || _segment.format == GST_FORMAT_TIME;
+    if (isDated) _origin = static_cast<double>(time) / static_cast<double>(GST_SECOND);
+    if (isDated || !follows || GST_BUFFER_IS_DISCONT(buffer)) _parser.restart(isDated);
+    _nextOffset = offset + gst_buffer_get_size(buffer);
+    GstMapInfo bytes;
+    if (!gst_buffer_map(buffer, &bytes, GST_MAP_READ)) return;
+    _parser.feed({bytes.data, bytes.size});
+    gst_buffer_unmap(buffer, &bytes);
+  }
+
+  void _take(double seconds, std::span<const std::uint8_t> data) {
+    auto items = itemsOfID3Tag(data);
+    if (items.empty()) return;
+    _timeline->add(MetadataTimeline::Source::Stream, std::max(0.0, _origin + seconds),
+                   std::move(items));
+    _found();
+  }
+
+  const std::shared_ptr<MetadataTimeline> _timeline;
+  const std::function<void()> _found;
+  TransportMetadata _parser;
+  GstSegment _segment;
+  guint64 _nextOffset = 0;
+  double _origin = 0;
+};
+
+struct Listener {
+  std::shared_ptr<MetadataTimeline> timeline;
+  std::function<void()> found;
+};
+
+void onElement(GstBin*, GstBin*, GstElement* element, gpointer data) {
+  const GstElementFactory* factory = gst_element_get_factory(element);
+  const std::string_view name = factory ? GST_OBJECT_NAME(factory) : "";
+  const auto& listener = *static_cast<Listener*>(data);
+  if (name == "icydemux") listener.timeline->setOfRadio();
+  if (name != "tsdemux") return;
+  const GstRef<GstPad> pad(gst_element_get_static_pad(element, "sink"));
+  if (!pad) return;
+  gst_pad_add_probe(
+      pad.get(),
+      static_cast<GstPadProbeType>(GST_PAD_PROBE_TYPE_BUFFER | GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM),
+      Tap::onData, new Tap(listener.timeline, listener.found),
+      [](gpointer tap) { delete static_cast<Tap*>(tap); });
+}
+
+}  // namespace
+
+void tapMetadata(GstElement* pipeline, std::shared_ptr<MetadataTimeline> timeline,
+                 std::function<void()> found) {
+  g_signal_connect_data(
+      pipeline, "deep-element-added", G_CALLBACK(onElement),
+      new Listener{std::move(timeline), std::move(found)},
+      [](gpointer listener, GClosure*) { delete static_cast<Listener*>(listener); },
+      GConnectFlags{});
+}
+
+MetadataTimeline::Items itemsOfTags(const GstTagList* tags, bool isRadio) {
+  MetadataTimeline::Items items;
+  const bool isOfStream = gst_tag_list_get_scope(tags) == GST_TAG_SCOPE_STREAM;
+  if (isOfStream && !isRadio) return items;
+  for (const TagName& name : kTagNames) {
+    gchar* text = nullptr;
+    if (!gst_tag_list_get_string(tags, name.tag, &text)) continue;
+    const GstRef<gchar> owned(text);
+    platform::TimedMetadataItem item;
+    item.key = isRadio ? name.radioKey : name.key;
+    item.keySpace = std::string(isRadio ? kKeySpaceRadio : kKeySpaceCommon);
+    item.value = std::string(text);
+    items.push_back(std::move(item));
+  }
+  return items;
+}
+
+}  // namespace box

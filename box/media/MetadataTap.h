@@ -1,0 +1,24 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+
+#include <gst/gst.h>
+
+#include "box/media/MetadataTimeline.h"
+
+namespace box {
+
+/// Listens at the demuxers of a pipeline for metadata that the library passes over: ID3 in
+/// transport streams, on its own or in the segments of an adaptive one. It leaves what it finds in
+/// `timeline`, ahead of its time, and calls `found` on a streaming thread.
+///
+/// Call it before the pipeline starts; the tap goes with the pipeline's elements.
+void tapMetadata(GstElement* pipeline, std::shared_ptr<MetadataTimeline> timeline,
+                 std::function<void()> found);
+
+/// What tags of a stream say to people ("title", "artist" …), of the key space "common", or "icy"
+/// for those of a radio station. A stream's own title names a track and is left out.
+MetadataTimeline::Items itemsOfTags(const GstTagList* tags, bool isRadio);
+
+}  // namespace box

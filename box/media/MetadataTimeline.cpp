@@ -1,0 +1,51 @@
+#include "box/media/MetadataTimeline.h"
+
+#include <algorithm>
+
+namespace box {
+namespace {
+
+constexpr std::int32_t kTimescale = 90000;
+
+template <typename Groups>
+auto firstAfter(Groups& groups, double seconds) {
+  return std::find_if(groups.begin(), groups.end(),
+                      [&](const auto& each) { return each.start > seconds; });
+}
+
+}  // namespace
+
+void MetadataTimeline::add(Source source, double seconds, Items items) {
+  for (auto& each : items) each.time = platform::MediaTime::seconds(seconds, kTimescale);
+  const std::lock_guard lock(_mutex);
+  auto& groups = _groups[static_cast<std::size_t>(source)];
+  const auto place = firstAfter(groups, seconds);
+  if (place != groups.begin() && std::prev(place)->start == seconds)
+    std::prev(place)->items = std::move(items);
+  else
+    groups.insert(place, {seconds, std::move(items)});
+  if (groups.size() > kGroupLimit) groups.erase(groups.begin());
+}
+
+MetadataTimeline::Items MetadataTimeline::at(double seconds) const {
+  Items result;
+  const std::lock_guard lock(_mutex);
+  for (const auto& groups : _groups) {
+    const auto next = firstAfter(groups, seconds);
+    if (next != groups.begin())
+      result.insert(result.end(), std::prev(next)->items.begin(), std::prev(next)->items.end());
+  }
+  return result;
+}
+
+std::optional<double> MetadataTimeline::nextAfter(double seconds) const {
+  std::optional<double> result;
+  const std::lock_guard lock(_mutex);
+  for (const auto& groups : _groups) {
+    const auto next = firstAfter(groups, seconds);
+    if (next != groups.end() && (!result || next->start < *result)) result = next->start;
+  }
+  return result;
+}
+
+}  // namespace box

@@ -1,0 +1,90 @@
+// Where the sound goes, and going on without when the device does. On the pipeline's thread.
+
+#include <algorithm>
+#include <atomic>
+#include <utility>
+
+#include "box/media/Pipeline.h"
+#include "platform/foundation/TVSLogger.h"
+
+namespace box {
+namespace {
+
+constexpr auto kPredecessorLimit = std::chrono::seconds(1);
+// A device that went away is looked for, ever more seldom, while something plays.
+constexpr auto kFirstSearch = std::chrono::seconds(1);
+constexpr auto kLongestSearch = std::chrono::seconds(30);
+
+}  // namespace
+
+void Pipeline::_setUpSound() {
+  _sound = std::make_unique<AudioOutput>();
+  // One that only one can have is still the one's that plays.
+  if (!_held || !_setup.audio->isExclusive()) _sound->use(_setup.audio->open());
+}
+
+void Pipeline::_beginSound(const std::shared_ptr<Pipeline>& predecessor) {
+  if (_failed || !_sound || !_sound->isSilent() || !_setup.audio->isExclusive()) return;
+  if (predecessor) predecessor->_waitUntilClosed(kPredecessorLimit);
+  if (auto sink = _setup.audio->open()) _changeSound(std::move(sink));
+}
+
+void Pipeline::_changeSound(GstRef<GstElement> sink) {
+  if (!_prerolled) {
+    // Nothing is lost by beginning anew.
+    gst_element_set_state(_playbin.get(), GST_STATE_NULL);
+    gst_element_set_state(_sound->element(), GST_STATE_READY);
+    _requested = GST_STATE_NULL;
+    _sound->use(std::move(sink));
+    return;
+  }
+  const double position = _position.seconds();
+  if (_requested == GST_STATE_PLAYING) {
+    _setState(GST_STATE_PAUSED);
+    _hold(position);
+  }
+  _sound->use(std::move(sink));
+  if (_atEnd || !_catalog.plays(GST_STREAM_TYPE_AUDIO)) return;
+  _reseek = true;
+  if (!_wantedPosition && !_wantedFraction) _wantedPosition = position;
+}
+
+bool Pipeline::_losesSound(GstMessage* message) {
+  if (_sound && !_sound->isSilent() && _sound->contains(GST_MESSAGE_SRC(message))) {
+    TVSLogWarning(TVSSystemLog, "The audio device is gone, playing on without sound");
+    _mendsSound = true;
+    _searchDelay = std::clamp<platform::Duration>(2 * _searchDelay, kFirstSearch, kLongestSearch);
+    _searchAt = _clock.now() + _searchDelay;
+    _changeSound({});
+    return true;
+  }
+  // Those before the sink stop for the same reason, and say so after it.
+  GError* parsed = nullptr;
+  gst_message_parse_error(message, &parsed, nullptr);
+  const GstRef<GError> error(parsed);
+  if (!_mendsSound || !g_error_matches(parsed, GST_STREAM_ERROR, GST_STREAM_ERROR_FAILED))
+    return false;
+  // The library gives up a change of state that an error falls into.
+  const auto result = gst_element_set_state(_playbin.get(), _requested);
+  if (result == GST_STATE_CHANGE_SUCCESS && _seeking) _finishSeek();
+  return true;
+}
+
+void Pipeline::_searchSound() {
+  _searchAt.reset();
+  if (auto sink = _setup.audio->open()) {
+    TVSLogNotice(TVSSystemLog, "The audio device is back");
+    _changeSound(std::move(sink));
+    return;
+  }
+  _searchDelay = std::min<platform::Duration>(2 * _searchDelay, kLongestSearch);
+  _searchAt = _clock.now() + _searchDelay;
+}
+
+void Pipeline::_noteSilence() const {
+  static std::atomic<bool> noted = false;
+  if (!_catalog.plays(GST_STREAM_TYPE_AUDIO) || !_sound || !_sound->isSilent()) return;
+  if (!noted.exchange(true)) TVSLogNotice(TVSSystemLog, "No audio device, playing without sound");
+}
+
+}  // namespace box

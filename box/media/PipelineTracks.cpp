@@ -1,0 +1,125 @@
+// Which streams play, what is chosen when nobody has chosen, and the texts beside the media. On the
+// pipeline's thread.
+
+#include <algorithm>
+#include <utility>
+
+#include "box/media/Pipeline.h"
+
+namespace box {
+namespace {
+
+using Kind = PipelineEvent::Kind;
+
+constexpr auto kSelectionLimit = std::chrono::milliseconds(1500);
+
+}  // namespace
+
+void Pipeline::_setUpTexts() {
+  // On a thread of the library.
+  _textSink = std::make_unique<TextSink>(
+      _subtitles,
+      [frames = _setup.frames, ticket = _setup.ticket] { frames->textsDidChange(ticket); });
+  if (_textSink->element())
+    g_object_set(_playbin.get(), "text-sink", _textSink->element(), nullptr);
+}
+
+std::vector<platform::MediaSelectionGroup> Pipeline::_groups() const {
+  auto groups = _catalog.groups();
+  _alternates.appendTo(groups);
+  return groups;
+}
+
+bool Pipeline::_choosePreferred() {
+  if (_chosen) return false;
+  _chosen = _ready || _catalog.knowsLanguages();
+  _beginSelection(_catalog.preferred(_setup.preferredLanguages));
+  return _selecting.has_value();
+}
+
+void Pipeline::_select(const std::string& characteristic,
+                       const std::optional<std::string>& identifier) {
+  _chosen = true;
+  const bool isText = characteristic == platform::kMediaCharacteristicLegible;
+  const auto alternate = isText && identifier ? _alternates.find(*identifier) : std::nullopt;
+  auto choice = _catalog.withOption(characteristic, alternate ? std::nullopt : identifier);
+  const auto before = _groups();
+  // What names nothing changes nothing.
+  const bool isKnown = alternate || !identifier || choice;
+  if (isText && isKnown && _alternates.select(alternate)) {
+    _subtitles->setBeside({});
+    if (alternate) _loadAlternate();
+    _showTexts();
+    _tellSelection(before);
+  }
+  _beginSelection(std::move(choice));
+}
+
+void Pipeline::_loadAlternate() {
+  _alternates.load(_setup.relayItem.get(), [this](std::vector<SubtitleCue> cues) {
+    _post([cues = std::move(cues)](Pipeline& me) {
+      if (!me._alternates.isSelected()) return;
+      me._subtitles->setBeside(cues);
+      me._showTexts();
+    });
+  });
+}
+
+void Pipeline::_beginSelection(std::optional<StreamCatalog::Choice> choice) {
+  if (!choice) return;
+  const bool changesStreams = _catalog.changesStreams(*choice);
+  _selecting = std::move(choice);
+  if (!changesStreams) {
+    _finishSelection();
+    return;
+  }
+  GList* ids = nullptr;
+  for (const std::string& id : _selecting->streams)
+    ids = g_list_append(ids, const_cast<char*>(id.c_str()));
+  // The result says nothing: some sources answer FALSE and do it.
+  gst_element_send_event(_playbin.get(), gst_event_new_select_streams(ids));
+  g_list_free(ids);
+  _deadline = _clock.now() + kSelectionLimit;
+}
+
+void Pipeline::_handleSelection(StreamCatalog::Selection selection) {
+  if (_selecting) {
+    // One that answers an older choice may come late.
+    StreamCatalog answer = _catalog;
+    answer.updateSelection(std::move(selection));
+    if (!answer.changesStreams(*_selecting)) _finishSelection();
+  } else if (_catalog.updateSelection(std::move(selection)) && _ready) {
+    _refreshFacts();
+    _report(Kind::Facts);
+  }
+}
+
+void Pipeline::_finishSelection() {
+  const auto before = _groups();
+  // Nothing but a flush makes other streams flow.
+  if (_catalog.changesStreams(*_selecting)) _reseek = true;
+  _catalog.choose(*std::exchange(_selecting, std::nullopt));
+  _deadline.reset();
+  _showTexts();
+  _tellSelection(before);
+}
+
+void Pipeline::_tellSelection(const std::vector<platform::MediaSelectionGroup>& before) {
+  _refreshFacts();
+  if (!_ready) return;
+  for (const auto& group : _groups())
+    for (const auto& old : before)
+      if (old.characteristic == group.characteristic && old.selected != group.selected)
+        _setup.report({.kind = Kind::Selection, .characteristic = group.characteristic});
+  _report(Kind::Facts);
+}
+
+void Pipeline::_showTexts() {
+  using Source = SubtitleCues::Source;
+  _subtitles->show(_alternates.isSelected()               ? Source::Beside
+                   : _catalog.plays(GST_STREAM_TYPE_TEXT) ? Source::Media
+                                                          : Source::None);
+  _setup.frames->textsDidChange(_setup.ticket);
+}
+
+}  // namespace box

@@ -1,0 +1,198 @@
+#include "box/media/ClearKeyDecryptor.h"
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "box/media/GstRef.h"
+#include "box/media/InputGate.h"
+#include "box/media/RelayContentKeys.h"
+#include "box/media/WarmUp.h"
+#include "tests/box/media/TestMedia.h"
+
+namespace testing_media {
+namespace {
+
+using box::GstRef;
+using platform::Bytes;
+
+Bytes bytesOf(std::string_view hex) {
+  Bytes bytes;
+  for (std::size_t at = 0; at < hex.size(); at += 2)
+    bytes.push_back(static_cast<std::byte>(std::stoi(std::string(hex.substr(at, 2)), nullptr, 16)));
+  return bytes;
+}
+
+// Of tests/support/make_encrypted_media.
+const Bytes kKey = bytesOf("00112233445566778899aabbccddeeff");
+const Bytes kKeyID = bytesOf("0123456789abcdef0123456789abcdef");
+
+/// A relay's item that answers questions for keys as it is told, or never.
+class KeyItem final : public box::RelayItem {
+ public:
+  std::string url() const override { return {}; }
+  std::string urlFor(const std::string& url) const override { return url; }
+  std::optional<platform::Error> failure() const override { return std::nullopt; }
+  bool isBusy() const override { return false; }
+  box::RelayStatistics statistics() const override { return {}; }
+  std::vector<box::RelayedRange> ranges() const override { return {}; }
+  std::shared_ptr<const box::MediaTimeline> timeline() const override { return nullptr; }
+  void askForKey(const std::string& url, std::function<void(box::RelayAnswer)> reply) override {
+    {
+      const std::lock_guard lock(_mutex);
+      _asked.push_back(url);
+    }
+    if (onQuestion) onQuestion();
+    if (answer) reply(*answer);
+  }
+  std::vector<std::string> asked() const {
+    const std::lock_guard lock(_mutex);
+    return _asked;
+  }
+
+  std::function<void()> onQuestion;
+  std::optional<box::RelayAnswer> answer;
+
+ private:
+  mutable std::mutex _mutex;
+  std::vector<std::string> _asked;
+};
+
+box::RelayAnswer answerOf(const Bytes& data, std::optional<platform::Error> error = {}) {
+  box::RelayAnswer answer;
+  answer.error = std::move(error);
+  answer.data = std::make_shared<const Bytes>(data);
+  return answer;
+}
+
+/// Of all pictures and sound that were decoded since it was 0, in any order. It outlives every
+/// pipeline, so that tools see what it orders.
+std::atomic<std::uint64_t> decodedSum;
+
+/// One run of the library's player from beginning to end, as fast as it goes.
+class Playback {
+ public:
+  Playback(const std::string& url, std::shared_ptr<box::ContentKeys> keys) {
+    box::warmUpMedia();
+    _player.reset(GST_ELEMENT(gst_object_ref_sink(gst_element_factory_make("playbin3", nullptr))));
+    decodedSum = 0;
+    g_object_set(_player.get(), "uri", url.c_str(), "video-sink", _sink(), "audio-sink", _sink(),
+                 nullptr);
+    box::gateInputsOfDecodebin(_player.get());
+    box::offerContentKeys(_player.get(), std::move(keys));
+    gst_element_set_state(_player.get(), GST_STATE_PLAYING);
+  }
+  ~Playback() { gst_element_set_state(_player.get(), GST_STATE_NULL); }
+
+  /// "end", "error DOMAIN CODE", or "nothing" when neither comes.
+  std::string outcome() {
+    const GstRef<GstBus> bus(gst_element_get_bus(_player.get()));
+    const auto wanted = static_cast<GstMessageType>(GST_MESSAGE_EOS | GST_MESSAGE_ERROR);
+    const GstRef<GstMessage> message(
+        gst_bus_timed_pop_filtered(bus.get(), 60 * GST_SECOND, wanted));
+    if (!message) return "nothing";
+    if (GST_MESSAGE_TYPE(message.get()) == GST_MESSAGE_EOS) return "end";
+    GError* parsed = nullptr;
+    gst_message_parse_error(message.get(), &parsed, nullptr);
+    const GstRef<GError> error(parsed);
+    return std::string("error ") + g_quark_to_string(error->domain) + " " +
+           std::to_string(error->code);
+  }
+
+ private:
+  static GstElement* _sink() {
+    GstElement* const sink = gst_element_factory_make("fakesink", nullptr);
+    g_object_set(sink, "signal-handoffs", TRUE, "sync", FALSE, nullptr);
+    const auto add = +[](GstElement*, GstBuffer* buffer, GstPad*, gpointer) {
+      GstMapInfo map;
+      if (!gst_buffer_map(buffer, &map, GST_MAP_READ)) return;
+      const std::string_view bytes(reinterpret_cast<const char*>(map.data), map.size);
+      decodedSum += std::hash<std::string_view>()(bytes);
+      gst_buffer_unmap(buffer, &map);
+    };
+    g_signal_connect(sink, "handoff", G_CALLBACK(add), nullptr);
+    return sink;
+  }
+
+  GstRef<GstElement> _player;
+};
+
+TEST(ClearKeyDecryptor, PlaysToTheEndWhatTheClearMediaShow) {
+  const struct {
+    std::string url;
+    std::string clear;
+  } cases[] = {
+      {TestMedia::shared().url("encrypted.mp4"), "fragmented.mp4"},
+      {TestMedia::shared().fileURL("encrypted.mp4"), "fragmented.mp4"},
+      {TestMedia::shared().url("encrypted.mpd"), "fragmented_silent.mp4"},
+  };
+  for (const auto& one : cases) {
+    SCOPED_TRACE(one.url);
+    const auto item = std::make_shared<KeyItem>();
+    item->answer = answerOf(kKey);
+    EXPECT_EQ(Playback(TestMedia::shared().url(one.clear), nullptr).outcome(), "end");
+    const std::uint64_t clearSum = decodedSum;
+    EXPECT_NE(clearSum, 0U);
+    EXPECT_EQ(Playback(one.url, std::make_shared<box::RelayContentKeys>(item)).outcome(), "end");
+    EXPECT_EQ(decodedSum, clearSum);
+    // Once, for both streams.
+    EXPECT_EQ(item->asked(), std::vector<std::string>{"clearkey:ASNFZ4mrze8BI0VniavN7w"});
+  }
+}
+
+TEST(ClearKeyDecryptor, FailsWithoutTheKey) {
+  const std::string noKey = "error gst-stream-error-quark 13";
+  const struct {
+    const char* what;
+    std::optional<box::RelayAnswer> answer;  // none: its keys are closed at the question
+  } cases[] = {
+      {"15 bytes", answerOf(Bytes(15))},
+      {"nothing", box::RelayAnswer{}},
+      {"an error", answerOf(kKey, platform::Error::status(404))},
+      {"closed", std::nullopt},
+  };
+  for (const char* name : {"encrypted.mp4", "encrypted.mpd"}) {
+    for (const auto& one : cases) {
+      SCOPED_TRACE(std::string(name) + " " + one.what);
+      const auto item = std::make_shared<KeyItem>();
+      const auto keys = std::make_shared<box::RelayContentKeys>(item);
+      item->answer = one.answer;
+      if (!one.answer) item->onQuestion = [&] { keys->close(); };
+      Playback playback(TestMedia::shared().url(name), keys);
+      EXPECT_EQ(playback.outcome(), noKey);
+    }
+    Playback playback(TestMedia::shared().url(name), nullptr);
+    EXPECT_EQ(playback.outcome(), noKey);
+  }
+}
+
+TEST(ClearKeyDecryptor, LetsGoOfAKeyThatNeverComes) {
+  // The demuxer of DASH waits for the decryptor's thread before it says a word to the decryptor.
+  for (const auto& [name, closes] : {std::pair{"encrypted.mp4", false}, {"encrypted.mpd", true}}) {
+    SCOPED_TRACE(name);
+    const auto item = std::make_shared<KeyItem>();
+    std::promise<void> asked;
+    item->onQuestion = [&] { asked.set_value(); };
+    const auto keys = std::make_shared<box::RelayContentKeys>(item);
+    auto playback = std::make_unique<Playback>(TestMedia::shared().url(name), keys);
+    ASSERT_EQ(asked.get_future().wait_for(std::chrono::seconds(60)), std::future_status::ready);
+    const auto before = std::chrono::steady_clock::now();
+    if (closes) keys->close();
+    playback.reset();
+    // Or else it would be the 35 seconds that it waits for a key.
+    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(15));
+  }
+}
+
+}  // namespace
+}  // namespace testing_media

@@ -1,0 +1,190 @@
+// Tracks, options and texts of real media.
+
+#include <algorithm>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "box/media/MediaEngine.h"
+#include "platform/media/MediaItemKeys.h"
+#include "tests/box/media/EngineHarness.h"
+#include "tests/box/media/TestMedia.h"
+
+namespace testing_media {
+namespace {
+
+using platform::MediaLoad;
+using platform::MediaSelectionGroup;
+
+MediaLoad paused() {
+  MediaLoad load;
+  load.playing = false;
+  return load;
+}
+
+class MediaTracksTest : public ::testing::Test {
+ protected:
+  static const MediaSelectionGroup* group(EngineHarness& harness, std::string_view name) {
+    const auto& groups = harness.engine().facts().selectionGroups;
+    const auto found = std::find_if(groups.begin(), groups.end(),
+                                    [&](const auto& each) { return each.characteristic == name; });
+    return found == groups.end() ? nullptr : &*found;
+  }
+  static std::string selected(EngineHarness& harness, std::string_view name) {
+    const auto* found = group(harness, name);
+    return found && found->selected ? found->options[*found->selected].languageTag : "none";
+  }
+  static void select(EngineHarness& harness, const std::string& name,
+                     const std::optional<std::string>& identifier) {
+    const int before = harness.count("select " + name);
+    harness.call([&](box::MediaEngine& engine) { engine.selectOption(name, identifier); });
+    ASSERT_TRUE(harness.untilTold("select " + name, before));
+  }
+  static void seek(EngineHarness& harness, double seconds) {
+    const int before = harness.count("seek");
+    harness.call([&](box::MediaEngine& engine) { engine.seek(seconds); });
+    ASSERT_TRUE(harness.untilTold("seek", before));
+  }
+  /// What stands over the picture that is shown.
+  static std::string textShown(EngineHarness& harness) {
+    const auto frame = harness.frame();
+    return frame && frame->subtitles ? frame->subtitles->textAt(frame->time) : "";
+  }
+  static bool untilText(EngineHarness& harness, const std::string& text) {
+    return harness.until([&] { return textShown(harness) == text; });
+  }
+};
+
+TEST_F(MediaTracksTest, NumbersAndOptionsAreThoseOfTheContainer) {
+  for (const char* name : {"tracks.mkv", "tracks.mp4"}) {
+    SCOPED_TRACE(name);
+    EngineHarness harness;
+    harness.load(TestMedia::shared().fileURL(name), paused());
+    ASSERT_TRUE(harness.untilTold("pause"));
+    const auto& facts = harness.engine().facts();
+    std::string tracks;
+    for (const auto& each : facts.tracks)
+      tracks += std::to_string(each.trackID) + each.mediaType + " ";
+    EXPECT_EQ(tracks, "1video 2audio 3audio 4text 5text ");
+    EXPECT_EQ(group(harness, "visual"), nullptr) << "one picture is no choice";
+    ASSERT_NE(group(harness, "legible"), nullptr);
+    const auto texts = group(harness, "legible")->options;
+    ASSERT_EQ(texts.size(), 2u);
+    EXPECT_EQ(texts[0].languageTag, "en");
+    EXPECT_EQ(texts[0].displayName, "English");
+    EXPECT_FALSE(texts[0].forced);
+    EXPECT_EQ(texts[1].languageTag, "fr");
+    EXPECT_EQ(selected(harness, "legible"), std::string(name) == "tracks.mkv" ? "fr" : "none")
+        << "forced, as the sound's language is";
+  }
+}
+
+TEST_F(MediaTracksTest, LanguagesChooseAtTheStart) {
+  const struct {
+    const char* name;
+    std::vector<std::string> languages;
+    std::string sound;
+    std::string text;
+  } cases[] = {
+      {"tracks.mkv", {}, "fr", "fr"},  // the author's choice, and the text that is forced there
+      {"tracks.mkv", {"en-GB"}, "en", "none"}, {"tracks.mkv", {"de", "fr-CA", "en"}, "fr", "fr"},
+      {"tracks.mp4", {"en"}, "en", "none"},    {"languages.mp4", {"xx"}, "en", "none"},
+  };
+  for (const auto& the : cases) {
+    SCOPED_TRACE(std::string(the.name) + " " + (the.languages.empty() ? "" : the.languages[0]));
+    EngineHarness harness(true, the.languages);
+    harness.load(TestMedia::shared().fileURL(the.name), paused());
+    ASSERT_TRUE(harness.untilTold("pause"));
+    EXPECT_EQ(harness.told(), (std::vector<std::string>{"ready", "pause"}));
+    EXPECT_EQ(selected(harness, "audible"), the.sound);
+    EXPECT_EQ(selected(harness, "legible"), the.text);
+    seek(harness, 2.5);
+    harness.call([](box::MediaEngine& engine) { engine.play(1); });
+    ASSERT_TRUE(harness.untilTold("end")) << "plays on";
+  }
+}
+
+TEST_F(MediaTracksTest, TextIsShownByTheTimeOfThePicture) {
+  for (const char* name : {"tracks.mkv", "tracks.mp4"}) {
+    SCOPED_TRACE(name);
+    EngineHarness harness(true, {"en"});
+    harness.load(TestMedia::shared().fileURL(name), paused());
+    ASSERT_TRUE(harness.untilTold("pause"));
+    EXPECT_EQ(textShown(harness), "");
+    select(harness, "legible", group(harness, "legible")->options[0].identifier);
+    EXPECT_TRUE(untilText(harness, "One & only\nsecond line"));
+    seek(harness, 1.2);
+    EXPECT_TRUE(untilText(harness, ""));
+    seek(harness, 1.6);
+    EXPECT_TRUE(untilText(harness, "Two"));
+    seek(harness, 0);
+    select(harness, "legible", group(harness, "legible")->options[1].identifier);
+    EXPECT_TRUE(untilText(harness, "Bonjour"));
+    select(harness, "legible", std::nullopt);
+    EXPECT_TRUE(untilText(harness, ""));
+  }
+}
+
+TEST_F(MediaTracksTest, SwitchingTextAndSoundNeverStops) {
+  EngineHarness harness(true, {"en"});
+  harness.load(TestMedia::shared().fileURL("tracks.mkv"), MediaLoad{});
+  ASSERT_TRUE(harness.untilTold("play 1"));
+  const auto texts = group(harness, "legible")->options;
+  const auto sounds = group(harness, "audible")->options;
+  for (int round = 0; round < 8; ++round) {
+    SCOPED_TRACE(round);
+    seek(harness, 0);
+    select(harness, "legible", texts[static_cast<std::size_t>(round) % 2].identifier);
+    select(harness, "audible", sounds[static_cast<std::size_t>(round + 1) % 2].identifier);
+    select(harness, "legible", std::nullopt);
+    const double at = harness.engine().position();
+    ASSERT_TRUE(harness.until([&] { return harness.engine().position() > at + 0.1; }));
+  }
+  EXPECT_EQ(harness.count("fail"), 0);
+  EXPECT_EQ(harness.misplaced(), 0);
+}
+
+TEST_F(MediaTracksTest, PicturesOfTextAreNoOptionAndDoNoHarm) {
+  EngineHarness harness;
+  harness.load(TestMedia::shared().fileURL("pictured.mkv"));
+  ASSERT_TRUE(harness.untilTold("play 1"));
+  EXPECT_EQ(harness.engine().facts().tracks.size(), 2u);
+  EXPECT_EQ(group(harness, "legible"), nullptr);
+  ASSERT_TRUE(harness.untilTold("end"));
+  EXPECT_EQ(harness.count("fail"), 0);
+}
+
+TEST_F(MediaTracksTest, TextsBesideTheMediaAreOptionsToo) {
+  const TestMedia& media = TestMedia::shared();
+  EngineHarness harness(true, {"en"});
+  harness.load(media.fileURL("tracks.mkv"), paused(), [&](TVSMediaItem& item) {
+    item.setMetadata(platform::kMediaItemAlternateTracks,
+                     platform::Array{"nonsense", platform::Dictionary{{"src", "nothing"}},
+                                     platform::Dictionary{{"src", media.fileURL("german.vtt")},
+                                                          {"language", "deu"},
+                                                          {"name", "Deutsch"}},
+                                     platform::Dictionary{{"src", media.fileURL("missing.vtt")}}});
+  });
+  ASSERT_TRUE(harness.untilTold("pause"));
+  const auto options = group(harness, "legible")->options;
+  ASSERT_EQ(options.size(), 4u);
+  EXPECT_EQ(options[2].displayName, "Deutsch");
+  select(harness, "legible", options[0].identifier);
+  EXPECT_TRUE(untilText(harness, "One & only\nsecond line"));
+  select(harness, "legible", options[2].identifier);
+  EXPECT_EQ(selected(harness, "legible"), "de");
+  EXPECT_TRUE(untilText(harness, "Guten Tag"));
+  seek(harness, 2.5);
+  EXPECT_TRUE(untilText(harness, "Ende"));
+  select(harness, "legible", options[3].identifier);
+  EXPECT_TRUE(untilText(harness, "")) << "what is not there shows nothing, and fails nothing";
+  select(harness, "legible", options[0].identifier);
+  seek(harness, 0.2);
+  EXPECT_TRUE(untilText(harness, "One & only\nsecond line"));
+  EXPECT_EQ(harness.count("fail"), 0);
+}
+
+}  // namespace
+}  // namespace testing_media

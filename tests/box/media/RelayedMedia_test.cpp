@@ -1,0 +1,161 @@
+// Media that come through the relay, from servers and from whoever sent them, played to the end.
+
+#include <fstream>
+#include <iterator>
+#include <map>
+
+#include <gtest/gtest.h>
+
+#include "platform/media/PendingRequests.h"
+#include "tests/box/media/EngineHarness.h"
+#include "tests/box/media/TestMedia.h"
+
+namespace testing_media {
+namespace {
+
+using platform::Bytes;
+using platform::MediaErrorCode;
+using platform::ResourceResponse;
+using platform::URLErrorCode;
+
+std::shared_ptr<const Bytes> bytesOf(const std::string& text) {
+  Bytes bytes(text.size());
+  std::transform(text.begin(), text.end(), bytes.begin(),
+                 [](char letter) { return static_cast<std::byte>(letter); });
+  return std::make_shared<const Bytes>(std::move(bytes));
+}
+
+std::string contentOf(const std::string& name) {
+  const std::string path = TestMedia::shared().fileURL(name).substr(std::string("file://").size());
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+const std::string kKey = [] {
+  std::string key;
+  for (int byte = 0; byte < 16; ++byte) key += static_cast<char>(byte * 0x11);
+  return key;
+}();
+
+/// Short of their end: what is between has been played elsewhere.
+constexpr double kStart = 2.4;
+
+/// An item whose sender answers at once: resources from the clips, keys from a table.
+class SentItem final : public TVSURLMediaItem {
+ public:
+  explicit SentItem(std::string url) : TVSURLMediaItem(std::move(url), {}) {}
+
+  bool loadResourceForRequest(const std::shared_ptr<TVSResourceLoadingRequest>& request) override {
+    asked.push_back(request->url());
+    if (!answers) return takes;
+    const std::string name = request->url().substr(request->url().rfind('/') + 1);
+    if (name == "moved.mp4") {
+      request->finishLoading({.response = {},
+                              .data = nullptr,
+                              .renewalDate = {},
+                              .redirectURL = TestMedia::shared().url("clip.mp4")});
+      return true;
+    }
+    const std::string content = contentOf(name);
+    request->finishLoading(
+        {.response =
+             platform::HTTPResponse{request->url(), content.empty() ? 404 : 200, "HTTP/1.1", {}},
+         .data = bytesOf(content),
+         .renewalDate = {},
+         .redirectURL = {}});
+    return true;
+  }
+
+  void loadStreamingKeyForRequest(const std::shared_ptr<TVSSecureKeyRequest>& request) override {
+    asked.push_back(request->url());
+    const auto& details = request->dictionaryRepresentation();
+    EXPECT_EQ(details.string(platform::kCustomURLProviderRequestKindKey),
+              std::string(platform::kCustomURLProviderRequestKindKeyRequest));
+    ResourceResponse response;
+    response.data = bytesOf(key);
+    request->finishLoading(response);
+  }
+
+  bool takes = true;
+  bool answers = true;
+  std::string key = kKey;
+  std::vector<std::string> asked;
+};
+
+class RelayedMedia : public testing::Test {
+ protected:
+  std::shared_ptr<SentItem> load(const std::string& url,
+                                 const std::function<void(SentItem&)>& prepare = nullptr) {
+    auto item = std::make_shared<SentItem>(url);
+    if (prepare) prepare(*item);
+    platform::MediaLoad load;
+    load.item = item;
+    // Encryption outside of DASH leaves the demuxer no way to jump.
+    if (!url.ends_with("encrypted.mp4")) load.startSeconds = kStart;
+    harness.load(url, load);
+    return item;
+  }
+  std::string outcome() {
+    harness.until([this] { return harness.count("end") > 0 || harness.error(); });
+    if (!harness.error()) return "end";
+    return std::to_string(harness.error()->code);
+  }
+
+  EngineHarness harness;
+};
+
+std::string code(URLErrorCode value) { return std::to_string(static_cast<std::int64_t>(value)); }
+std::string code(MediaErrorCode value) { return std::to_string(static_cast<std::int64_t>(value)); }
+
+TEST_F(RelayedMedia, EndAsTheirSenderAnswers) {
+  const TestMedia& media = TestMedia::shared();
+  const std::function<void(SentItem&)> nothing;
+  const struct {
+    std::string url;
+    std::function<void(SentItem&)> prepare;
+    std::string outcome;
+    bool asks;
+  } cases[] = {
+      {"x-demo://clip.mp4", nothing, "end", true},
+      {"x-demo://moved.mp4", nothing, "end", true},
+      {"x-demo://sender/encrypted.m3u8", nothing, "end", true},
+      {"x-demo://missing.mp4", nothing, "404", true},
+      {"x-demo://clip.mp4", [](SentItem& item) { item.takes = item.answers = false; },
+       code(URLErrorCode::UnsupportedURL), true},
+      {media.url("clip.mp4"), nothing, "end", false},
+      {media.url("encrypted.m3u8"), nothing, "end", true},
+      {media.url("encrypted.m3u8"), [](SentItem& item) { item.key = kKey.substr(1); },
+       code(MediaErrorCode::ContentNotAuthorized), true},
+      {media.url("encrypted.mpd"), nothing, "end", true},
+      {media.url("encrypted.mp4"), nothing, "end", true},
+      {media.url("encrypted.mp4"), [](SentItem& item) { item.key.clear(); },
+       code(MediaErrorCode::ContentNotAuthorized), true},
+      {TestMedia::refusedURL(), nothing, code(URLErrorCode::CannotConnectToHost), false},
+      {media.url("status/403"), nothing, "403", false},
+  };
+  // What the first one is served with has to be there.
+  for (const char* made : {"clip.mp4", "encrypted.m3u8"}) media.url(made);
+  for (const auto& each : cases) {
+    SCOPED_TRACE(each.url);
+    const auto item = load(each.url, each.prepare);
+    EXPECT_EQ(outcome(), each.outcome);
+    EXPECT_EQ(!item->asked.empty(), each.asks);
+    EXPECT_EQ(harness.misplaced(), 0);
+  }
+}
+
+TEST_F(RelayedMedia, TellsWhatCameOverTheNetwork) {
+  load(TestMedia::shared().url("clip.mp4"));
+  ASSERT_EQ(outcome(), "end");
+  const platform::Array log = harness.engine().accessLog();
+  ASSERT_EQ(log.size(), 1U);
+  const platform::Dictionary& entry = *log[0].asDictionary();
+  EXPECT_EQ(entry.string("serverAddress"), "127.0.0.1");
+  EXPECT_GE(entry.number("requestCount").value().doubleValue(), 1);
+  EXPECT_GE(entry.number("bytesTransferred").value().doubleValue(),
+            static_cast<double>(contentOf("clip.mp4").size()) / 2);
+  EXPECT_NEAR(entry.number("durationWatched").value().doubleValue(), 3 - kStart, 0.5);
+}
+
+}  // namespace
+}  // namespace testing_media
