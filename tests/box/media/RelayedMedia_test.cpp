@@ -1,11 +1,13 @@
 // Media that come through the relay, from servers and from whoever sent them, played to the end.
 
+#include <cstdio>
 #include <fstream>
 #include <iterator>
 #include <map>
 
 #include <gtest/gtest.h>
 
+#include "platform/media/MediaItemKeys.h"
 #include "platform/media/PendingRequests.h"
 #include "tests/box/media/EngineHarness.h"
 #include "tests/box/media/TestMedia.h"
@@ -141,6 +143,36 @@ TEST_F(RelayedMedia, EndAsTheirSenderAnswers) {
     EXPECT_EQ(outcome(), each.outcome);
     EXPECT_EQ(!item->asked.empty(), each.asks);
     EXPECT_EQ(harness.misplaced(), 0);
+  }
+}
+
+TEST_F(RelayedMedia, PlayOverTLSWithTheKeyThatTheSenderNames) {
+  TestMedia::shared().url("clip.mp4");
+  const std::string server =
+      "cd " + TestMedia::shared().path("") +
+      " && exec openssl s_server -accept 127.0.0.1:0 -naccept 1 -WWW -nocert -tls1_2 -psk 0a0b0c0d"
+      " -psk_identity box -cipher PSK-AES128-CBC-SHA256 </dev/null 2>&1";
+  for (const bool fits : {true, false}) {
+    FILE* const peer = popen(server.c_str(), "r");
+    ASSERT_TRUE(peer);
+    std::string line;
+    for (int letter = 0; !line.starts_with("ACCEPT") || letter != '\n';) {
+      if (letter == '\n') line.clear();
+      letter = std::fgetc(peer);
+      ASSERT_NE(letter, EOF);
+      line += static_cast<char>(letter);
+    }
+    const std::string port = line.substr(line.rfind(':') + 1, line.size() - line.rfind(':') - 2);
+    load("https://127.0.0.1:" + port + "/clip.mp4", [&](SentItem& item) {
+      item.setMetadata(
+          platform::kMediaItemTLSSettings,
+          platform::Dictionary{
+              {std::string(platform::kTLSSettingsPSKIdentity), *bytesOf("box")},
+              {std::string(platform::kTLSSettingsPSKSharedSecret),
+               *bytesOf(fits ? "\x0a\x0b\x0c\x0d" : "\x0a\x0b\x0c\x0e")}});
+    });
+    EXPECT_EQ(outcome(), fits ? "end" : code(URLErrorCode::SecureConnectionFailed));
+    pclose(peer);
   }
 }
 
