@@ -32,6 +32,15 @@ std::shared_ptr<Pipeline> Pipeline::start(const platform::Clock& clock, Pipeline
                                           std::shared_ptr<Pipeline> predecessor) {
   // The constructor is private, which make_shared cannot see through.
   std::shared_ptr<Pipeline> pipeline(new Pipeline(clock, std::move(setup)));
+  if (const auto& item = pipeline->_setup.relayItem) {
+    item->whenHopeless([weak = std::weak_ptr(pipeline)] {
+      const auto hopeless = weak.lock();
+      if (!hopeless) return;
+      hopeless->_post([](Pipeline& me) {
+        if (!me._failed) me._fail(me._relayFailure().value_or(unknownMediaError()));
+      });
+    });
+  }
   WorkerThreads::start([pipeline, before = std::move(predecessor)]() mutable {
     pipeline->_run(std::exchange(before, nullptr));
   });

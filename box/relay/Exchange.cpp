@@ -69,8 +69,10 @@ BodyFlow Exchange::fetchGotHead(const ResourceHead& head) {
   _delivery =
       std::make_unique<Delivery>(*_item, _request.path, _request.form, _request.headOnly, *_sink);
   _delivery->begin(head);
-  // What had to be looked for elsewhere may be somewhere else tomorrow.
-  if (_mayCache() && head.status == 200 && _request.range.empty() && head.url == _url)
+  // What had to be looked for elsewhere may be somewhere else tomorrow, and what has titles within
+  // is a station.
+  if (_mayCache() && head.status == 200 && _request.range.empty() && head.url == _url &&
+      head.field("icy-metaint").empty())
     _keeping = _sources.cache->begin(_url, head.fields, platform::SystemClock().date());
   return BodyFlow::More;
 }
@@ -230,8 +232,11 @@ void Exchange::_fail(const platform::Error& error) {
   const bool isStatus = error.domain == platform::kURLErrorDomain && error.code >= 400;
   // An engine that asks for what is behind the end is told so, and goes on.
   if (!isStatus || error.code != 416) {
-    _item->record().setFailure(error);
-    TVSLogNotice(TVSSystemLog, "%@ cannot be had: %@", loggableURL(_url), error);
+    const bool isItself = _request.path.url == _item->setup().url;
+    const auto verdict = _item->record().addFailure(error, isItself);
+    if (verdict.isNews)
+      TVSLogNotice(TVSSystemLog, "%@ cannot be had: %@", loggableURL(_url), error);
+    if (verdict.isHopeless) _item->giveUp();
   }
   _setBusy(false);  // before anybody can see the outcome
   _sink->fail(isStatus && error.code < 600 ? static_cast<int>(error.code) : 502, error);

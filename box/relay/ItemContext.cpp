@@ -105,6 +105,27 @@ void ItemContext::add(std::shared_ptr<Exchange> exchange) {
 
 void ItemContext::remove(Exchange& exchange) { _exchanges.erase(exchange.shared_from_this()); }
 
+void ItemContext::whenHopeless(std::function<void()> handler) {
+  {
+    const std::lock_guard lock(_mutex);
+    if (!_isHopeless) {
+      _whenHopeless = std::move(handler);
+      return;
+    }
+  }
+  if (handler) handler();
+}
+
+void ItemContext::giveUp() {
+  std::function<void()> handler;
+  {
+    const std::lock_guard lock(_mutex);
+    if (std::exchange(_isHopeless, true)) return;
+    handler = std::exchange(_whenHopeless, nullptr);
+  }
+  if (handler && !_isShut) handler();
+}
+
 void ItemContext::close() {
   shut();
   const auto exchanges = std::move(_exchanges);

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
 #include <memory>
+#include <mutex>
 #include <set>
 #include <string>
 
@@ -38,6 +40,8 @@ class ItemContext : public std::enable_shared_from_this<ItemContext> {
   RelayThread& thread() const { return *_thread; }
   ItemRecord& record() { return _record; }
   std::string urlFor(const std::string& url, RelayPath::Kind kind) const;
+  /// As RelayItem says.
+  void whenHopeless(std::function<void()> handler);
   /// From now on nobody is let in, and no callback of the item's is called anew.
   void shut() { _isShut = true; }
   bool isShut() const { return _isShut; }
@@ -52,6 +56,8 @@ class ItemContext : public std::enable_shared_from_this<ItemContext> {
 
   void add(std::shared_ptr<Exchange> exchange);
   void remove(Exchange& exchange);
+  /// Media of the item are not to be had.
+  void giveUp();
   /// Breaks off what is under way.
   void close();
 
@@ -65,6 +71,9 @@ class ItemContext : public std::enable_shared_from_this<ItemContext> {
   const RelayBounds _bounds;
   ItemRecord _record;
   std::atomic<bool> _isShut = false;
+  std::mutex _mutex;  // guards the next two
+  bool _isHopeless = false;
+  std::function<void()> _whenHopeless;
   CURLSH* _cookies = nullptr;
   std::unique_ptr<CurlLoop> _loop;
   std::set<std::shared_ptr<Exchange>> _exchanges;

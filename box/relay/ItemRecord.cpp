@@ -7,6 +7,9 @@
 namespace box {
 namespace {
 
+// A live stream may lack a segment or two; one that lacks all is none.
+constexpr unsigned kMostFailuresInARow = 10;
+
 constexpr std::size_t kMostRanges = 256;
 /// Those of a day's programme take some megabytes each.
 constexpr std::size_t kMostTimelines = 6;
@@ -85,14 +88,20 @@ void ItemRecord::bodyStopped() {
   if (--_bodies == 0) _statistics.transferSeconds += monotonicSeconds() - _bodiesSince;
 }
 
-void ItemRecord::setFailure(platform::Error error) {
+ItemRecord::FailureVerdict ItemRecord::addFailure(const platform::Error& error, bool isItself) {
   const std::lock_guard lock(_mutex);
-  _failure = std::move(error);
+  const bool isNews = !_newestFailure || _newestFailure->code != error.code;
+  _newestFailure = error;
+  if (!_failure) _failure = error;
+  ++_failuresInARow;
+  return {isNews, _failuresInARow >= kMostFailuresInARow || (isItself && !_mediaHavePassed)};
 }
 
 void ItemRecord::mediaPassed() {
   const std::lock_guard lock(_mutex);
   _failure.reset();
+  _failuresInARow = 0;
+  _mediaHavePassed = true;
 }
 
 void ItemRecord::becameBusy() {

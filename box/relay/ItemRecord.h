@@ -34,7 +34,12 @@ class ItemRecord {
   void bodyBegan();
   void bodyStopped();
 
-  void setFailure(platform::Error error);
+  struct FailureVerdict {
+    bool isNews;      ///< the last one was of another kind
+    bool isHopeless;  ///< there is no point in trying on
+  };
+  /// `isItself`: what failed is what the item's own URL names.
+  FailureVerdict addFailure(const platform::Error& error, bool isItself);
   /// Bytes of media, not of playlists or keys, are on their way: what failed before is no reason
   /// for the engine to fail any more.
   void mediaPassed();
@@ -68,7 +73,10 @@ class ItemRecord {
   mutable std::mutex _mutex;
   RelayStatistics _statistics;
   Bandwidth _bandwidth;
-  std::optional<platform::Error> _failure;
+  std::optional<platform::Error> _failure;  // the first since media passed
+  std::optional<platform::Error> _newestFailure;
+  unsigned _failuresInARow = 0;
+  bool _mediaHavePassed = false;
   unsigned _busy = 0;
   unsigned _bodies = 0;
   double _bodiesSince = 0;

@@ -66,6 +66,9 @@ class LoopbackRelay::Item final : public RelayItem {
     return _context->urlFor(url, RelayPath::Kind::Resource);
   }
   std::optional<platform::Error> failure() const override { return _context->record().failure(); }
+  void whenHopeless(std::function<void()> handler) override {
+    _context->whenHopeless(std::move(handler));
+  }
   bool isBusy() const override { return _context->record().isBusy(); }
   RelayStatistics statistics() const override { return _context->record().statistics(); }
   std::vector<RelayedRange> ranges() const override { return _context->record().ranges(); }

@@ -98,9 +98,12 @@ class RelayItem {
   virtual std::string url() const = 0;
   /// The same for another URL of this item, such as a subtitle's that the playlist does not name.
   virtual std::string urlFor(const std::string& url) const = 0;
-  /// With whom to blame, the newest exchange that failed for good and after which no media came
-  /// through: what the engine can do without is no reason for it to fail.
+  /// With whom to blame, the first exchange that failed for good since media last came through:
+  /// what the engine can do without is no reason for it to fail.
   virtual std::optional<platform::Error> failure() const = 0;
+  /// `handler` is called once, on any thread, when there is no point in trying on: the item's own
+  /// URL has failed before anything was played, or nothing but failures has come for a while.
+  virtual void whenHopeless(std::function<void()> handler) = 0;
   /// An exchange is under way which the relay itself will bring to an end.
   virtual bool isBusy() const = 0;
   virtual RelayStatistics statistics() const = 0;

@@ -1,5 +1,5 @@
+#include <fstream>
 #include <ostream>
-#include <string>
 
 #include <gtest/gtest.h>
 
@@ -34,6 +34,11 @@ BadMedia mediaCase(std::string name, std::string url, MediaErrorCode code) {
 /// Everything that fails by itself, without waiting for a bound.
 std::vector<BadMedia> badMedia() {
   const TestMedia& media = TestMedia::shared();
+  std::ofstream endless(media.path("endless.m3u8"));
+  endless << "#EXTM3U\n#EXT-X-TARGETDURATION:1\n";
+  for (int line = 0; line < 1'000'000; ++line) endless << "# a line\n";
+  std::ofstream(media.path("itself.m3u8"))
+      << "#EXTM3U\n#EXT-X-STREAM-INF:BANDWIDTH=1000000\nitself.m3u8\n";
   return {
       {"missing", media.url("none.mp4"), kURLErrorDomain, 404},
       {"forbidden", media.url("status/403"), kURLErrorDomain, 403},
@@ -49,6 +54,8 @@ std::vector<BadMedia> badMedia() {
       urlCase("no host", "http://[bad/clip.mp4", URLErrorCode::BadURL),
       urlCase("huge", "http://127.0.0.1/" + std::string(64 * 1024, 'a'), URLErrorCode::BadURL),
       urlCase("missing file", "file:///nowhere/clip.mp4", URLErrorCode::FileDoesNotExist),
+      urlCase("endless playlist", media.url("endless.m3u8"), URLErrorCode::BadServerResponse),
+      mediaCase("playlist of itself", media.url("itself.m3u8"), MediaErrorCode::DecodeFailed),
       mediaCase("text", media.url("text.mp4"), MediaErrorCode::FormatNotRecognized),
       mediaCase("nothing", media.url("empty.mp4"), MediaErrorCode::FormatNotRecognized),
       mediaCase("truncated", media.url("truncated.mp4"), MediaErrorCode::DecodeFailed),

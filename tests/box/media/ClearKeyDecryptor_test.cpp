@@ -5,10 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <future>
-#include <memory>
 #include <mutex>
-#include <string>
-#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -43,6 +40,7 @@ class KeyItem final : public box::RelayItem {
   std::string url() const override { return {}; }
   std::string urlFor(const std::string& url) const override { return url; }
   std::optional<platform::Error> failure() const override { return std::nullopt; }
+  void whenHopeless(std::function<void()>) override {}
   bool isBusy() const override { return false; }
   box::RelayStatistics statistics() const override { return {}; }
   std::vector<box::RelayedRange> ranges() const override { return {}; }

@@ -1,7 +1,6 @@
 #include "box/media/CommonEncryption.h"
 
 #include <string>
-#include <vector>
 
 #include <gtest/gtest.h>
 

@@ -2,9 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <filesystem>
-#include <optional>
-#include <string>
 
 #include <gtest/gtest.h>
 

@@ -1,13 +1,9 @@
 // Tracks, options and texts of real media.
 
 #include <algorithm>
-#include <optional>
-#include <string>
-#include <vector>
 
 #include <gtest/gtest.h>
 
-#include "box/media/MediaEngine.h"
 #include "platform/media/MediaItemKeys.h"
 #include "tests/box/media/EngineHarness.h"
 #include "tests/box/media/TestMedia.h"

@@ -1,9 +1,5 @@
 // What is prepared while something else plays, and the sound device that both want.
 
-#include <memory>
-#include <string>
-#include <vector>
-
 #include <gtest/gtest.h>
 
 #include "box/media/WorkerThreads.h"

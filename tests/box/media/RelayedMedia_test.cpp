@@ -166,10 +166,9 @@ TEST_F(RelayedMedia, PlayOverTLSWithTheKeyThatTheSenderNames) {
     load("https://127.0.0.1:" + port + "/clip.mp4", [&](SentItem& item) {
       item.setMetadata(
           platform::kMediaItemTLSSettings,
-          platform::Dictionary{
-              {std::string(platform::kTLSSettingsPSKIdentity), *bytesOf("box")},
-              {std::string(platform::kTLSSettingsPSKSharedSecret),
-               *bytesOf(fits ? "\x0a\x0b\x0c\x0d" : "\x0a\x0b\x0c\x0e")}});
+          platform::Dictionary{{std::string(platform::kTLSSettingsPSKIdentity), *bytesOf("box")},
+                               {std::string(platform::kTLSSettingsPSKSharedSecret),
+                                *bytesOf(fits ? "\x0a\x0b\x0c\x0d" : "\x0a\x0b\x0c\x0e")}});
     });
     EXPECT_EQ(outcome(), fits ? "end" : code(URLErrorCode::SecureConnectionFailed));
     pclose(peer);

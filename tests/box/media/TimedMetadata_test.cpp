@@ -2,11 +2,8 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <string>
-#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -173,6 +170,26 @@ TEST(TimedMetadata, ComesAtItsTimeAndWithTheTagsOfTheMedia) {
   const auto& tag = harness.engine().facts().timedMetadata[0];
   EXPECT_EQ(tag.key, platform::Value("title"));
   EXPECT_EQ(tag.value, platform::Value("Clip"));
+}
+
+TEST(TimedMetadata, OfARadioStationComesWithItsSound) {
+  const TestMedia& media = TestMedia::shared();
+  media.url("song.mp3", "-map 1 -c:a libmp3lame -b:a 64k");
+  EngineHarness harness;
+  harness.load(media.url("radio/song.mp3"));
+  ASSERT_TRUE(harness.untilTold("play 1"));
+  EXPECT_TRUE(harness.engine().facts().live);
+  EXPECT_TRUE(harness.engine().facts().seekable.empty());
+  const auto valueOf = [&](std::string_view key) {
+    for (const auto& each : harness.engine().facts().timedMetadata)
+      if (each.keySpace == "icy" && each.key == platform::Value(std::string(key)))
+        return each.value;
+    return platform::Value();
+  };
+  for (const char* title : {"Song 1", "Song 2"})
+    EXPECT_TRUE(harness.until([&] { return valueOf("StreamTitle") == platform::Value(title); }));
+  EXPECT_EQ(valueOf("icy-name"), platform::Value("Test Radio"));
+  EXPECT_GT(harness.engine().position(), 2) << "the first song has been heard";
 }
 
 }  // namespace

@@ -1,7 +1,5 @@
 #include "box/media/VideoFrames.h"
 
-#include <memory>
-
 #include <gtest/gtest.h>
 
 namespace box {
