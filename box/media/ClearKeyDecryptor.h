@@ -25,4 +25,9 @@ void registerClearKeyDecryptor();
 /// Lets the decryptors in `pipeline`, those that are still to come too, ask `keys`.
 void offerContentKeys(GstElement* pipeline, std::shared_ptr<ContentKeys> keys);
 
+/// Whether `pipeline` decrypts what a demuxer fetches by itself, which qtdemux (1.22) can do from
+/// the beginning only: after a seek it tells other samples' initialisation vectors. In DASH it is
+/// fed, and can.
+bool losesDecryptionBySeeks(GstElement* pipeline);
+
 }  // namespace box

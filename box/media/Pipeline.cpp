@@ -5,6 +5,8 @@
 
 #include "box/media/ClearKeyDecryptor.h"
 #include "box/media/InputGate.h"
+#include "box/media/SeekShortcut.h"
+#include "box/media/StartOrder.h"
 #include "box/media/WarmUp.h"
 #include "box/media/WorkerThreads.h"
 
@@ -12,6 +14,9 @@ namespace box {
 namespace {
 
 constexpr auto kPredecessorLimit = std::chrono::seconds(1);
+/// Sources are given time to notice by themselves that nothing comes: one that is stopped while it
+/// hears of it may crash (libsoup 3.2).
+constexpr auto kLastWords = std::chrono::milliseconds(500);
 /// Sound and picture that belong together may lie so far apart in a file.
 constexpr guint64 kRingBytes = guint64{16} * 1024 * 1024;
 /// Longer than anything that the relay waits for.
@@ -26,6 +31,22 @@ bool hasProperty(GstElement* element, const char* name) {
   return g_object_class_find_property(G_OBJECT_GET_CLASS(element), name) != nullptr;
 }
 
+/// A station is played as it comes: nobody can jump about in its stream, and a ring would lose
+/// where its titles lie.
+GstPadProbeReturn onSourceEvent(GstPad* pad, GstPadProbeInfo* info, gpointer) {
+  GstEvent* const event = GST_PAD_PROBE_INFO_EVENT(info);
+  if (GST_EVENT_TYPE(event) != GST_EVENT_CAPS) return GST_PAD_PROBE_OK;
+  GstCaps* caps = nullptr;
+  gst_event_parse_caps(event, &caps);
+  if (!gst_structure_has_name(gst_caps_get_structure(caps, 0), "application/x-icy"))
+    return GST_PAD_PROBE_REMOVE;
+  const GstRef<GstElement> source(gst_pad_get_parent_element(pad));
+  const GstRef<GstObject> owner(source ? gst_object_get_parent(GST_OBJECT(source.get())) : nullptr);
+  if (owner && hasProperty(GST_ELEMENT(owner.get()), "ring-buffer-max-size"))
+    g_object_set(owner.get(), "ring-buffer-max-size", guint64{0}, nullptr);
+  return GST_PAD_PROBE_REMOVE;
+}
+
 }  // namespace
 
 std::shared_ptr<Pipeline> Pipeline::start(const platform::Clock& clock, PipelineSetup setup,
@@ -36,9 +57,7 @@ std::shared_ptr<Pipeline> Pipeline::start(const platform::Clock& clock, Pipeline
     item->whenHopeless([weak = std::weak_ptr(pipeline)] {
       const auto hopeless = weak.lock();
       if (!hopeless) return;
-      hopeless->_post([](Pipeline& me) {
-        if (!me._failed) me._fail(me._relayFailure().value_or(unknownMediaError()));
-      });
+      hopeless->_post([](Pipeline& me) { me._giveUpAt = me._clock.now() + kLastWords; });
     });
   }
   WorkerThreads::start([pipeline, before = std::move(predecessor)]() mutable {
@@ -216,7 +235,9 @@ bool Pipeline::_build() {
   // Commands come over the bus also after a failure has taken the pipeline down.
   g_object_set(playbin, "auto-flush-bus", FALSE, nullptr);
 
-  _videoSink = std::make_unique<VideoSink>(_setup.frames, _setup.ticket, _position, _subtitles);
+  _videoSink =
+      std::make_unique<VideoSink>(_setup.frames, _setup.ticket, _position, _subtitles,
+                                  [this] { _post([](Pipeline& me) { me._noteCaptions(); }); });
   _videoSink->setHidden(_wantsSeek());
   _setUpSound();
 
@@ -235,7 +256,9 @@ bool Pipeline::_build() {
   // With a ring, demuxers may jump about in what comes over HTTP: indexes and ends are found, and
   // seeks are exact, as in a file.
   g_object_set(playbin, "ring-buffer-max-size", kRingBytes, nullptr);
+  startDecodersFirst(playbin);
   gateInputsOfDecodebin(playbin);
+  takeSeekShortcuts(playbin);
   if (_contentKeys) offerContentKeys(playbin, _contentKeys);
   g_signal_connect(playbin, "source-setup", G_CALLBACK(_onSourceSetup), this);
   _applyVolume();
@@ -247,6 +270,10 @@ void Pipeline::_onSourceSetup(GstElement*, GstElement* source, gpointer) {
     g_object_set(source, "timeout", kNetworkTimeoutSeconds, nullptr);
   // Whatever may be tried again, the relay has tried.
   if (hasProperty(source, "retries")) g_object_set(source, "retries", 0, nullptr);
+  const GstRef<GstPad> pad(gst_element_get_static_pad(source, "src"));
+  if (pad)
+    gst_pad_add_probe(pad.get(), GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM, onSourceEvent, nullptr,
+                      nullptr);
 }
 
 GstClockTime Pipeline::_untilDeadline() const {
@@ -254,6 +281,7 @@ GstClockTime Pipeline::_untilDeadline() const {
   if (_scrubAt && (!until || *_scrubAt < *until)) until = _scrubAt;
   if (_timeRuns && _searchAt && (!until || *_searchAt < *until)) until = _searchAt;
   if (_metadataAt && (!until || *_metadataAt < *until)) until = _metadataAt;
+  if (_giveUpAt && (!until || *_giveUpAt < *until)) until = _giveUpAt;
   if (!until) return GST_CLOCK_TIME_NONE;
   const auto left = *until - _clock.now();
   return left.count() > 0 ? static_cast<GstClockTime>(left.count()) : 0;

@@ -151,6 +151,7 @@ class Pipeline : public std::enable_shared_from_this<Pipeline> {
   std::vector<platform::MediaSelectionGroup> _groups() const;
   bool _choosePreferred();
   void _loadAlternate();
+  void _noteCaptions();
   void _select(const std::string& characteristic, const std::optional<std::string>& identifier);
   void _beginSelection(std::optional<StreamCatalog::Choice> choice);
   void _handleSelection(StreamCatalog::Selection selection);
@@ -219,6 +220,7 @@ class Pipeline : public std::enable_shared_from_this<Pipeline> {
   std::optional<platform::Error> _untoldFailure;  // of one that is held
   platform::TimePoint _startedAt{};
   std::optional<platform::TimePoint> _deadline;
+  std::optional<platform::TimePoint> _giveUpAt;  // the relay sees no point in going on
 
   // What is wanted.
   bool _held = false;
@@ -265,6 +267,8 @@ class Pipeline : public std::enable_shared_from_this<Pipeline> {
   bool _chosen = false;  // by who watches, or in their name
   const std::shared_ptr<SubtitleCues> _subtitles = std::make_shared<SubtitleCues>();
   AlternateTexts _alternates;
+  bool _hasCaptions = false;  // in the pictures
+  bool _showsCaptions = false;
   const std::shared_ptr<MetadataTimeline> _metadata = std::make_shared<MetadataTimeline>();
   MetadataTimeline::Items _tagItems;               // the newest of each
   std::optional<platform::TimePoint> _metadataAt;  // when more is due

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <utility>
 
+#include "box/media/ClearKeyDecryptor.h"
 #include "box/media/Pipeline.h"
 #include "platform/foundation/TVSLogger.h"
 
@@ -206,9 +207,14 @@ void Pipeline::_issueSeek() {
   _endsAfterSeek = beyondEnd || atStart;
   _scrubbing = false;
   _scrubAt.reset();
-  _seeking = gst_element_seek(_playbin.get(), rate, GST_FORMAT_TIME, seekFlags(rate),
-                              GST_SEEK_TYPE_SET, start, GST_SEEK_TYPE_SET, stop) ||
-             (rate < 0 && _beginScrub(destination));
+  const auto begin = [&] {
+    return gst_element_seek(_playbin.get(), rate, GST_FORMAT_TIME, seekFlags(rate),
+                            GST_SEEK_TYPE_SET, start, GST_SEEK_TYPE_SET, stop) ||
+           (rate < 0 && _beginScrub(destination));
+  };
+  // Demuxers may take a seek that their source cannot follow, and wait for ever.
+  _refreshFacts();
+  _seeking = !_facts.seekable.empty() && begin();
   if (_seeking) {
     _atEnd = false;
     _endAnnounced = false;

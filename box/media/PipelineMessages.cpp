@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "box/media/ClearKeyDecryptor.h"
 #include "box/media/Pipeline.h"
 #include "platform/foundation/TVSLogger.h"
 
@@ -185,6 +186,10 @@ void Pipeline::_handleDeadline() {
     _searchSound();
     return;
   }
+  if (!_failed && _giveUpAt && *_giveUpAt <= now) {
+    _fail(_relayFailure().value_or(unknownMediaError()));
+    return;
+  }
   if (!_deadline || *_deadline > now) return;
   _deadline.reset();
   if (_selecting)
@@ -202,6 +207,7 @@ std::optional<platform::Error> Pipeline::_relayFailure() const {
 void Pipeline::_fail(platform::Error error) {
   if (std::exchange(_failed, true)) return;
   _deadline.reset();
+  _giveUpAt.reset();
   _scrubAt.reset();
   if (_timeRuns) _hold(_position.seconds());
   if (_held)
@@ -225,6 +231,7 @@ void Pipeline::_refreshFacts() {
     gint64 end = -1;
     gst_query_parse_seeking(seeking.get(), nullptr, &seekable, &start, &end);
     if (end < 0) end = duration;
+    if (_contentKeys && losesDecryptionBySeeks(_playbin.get())) seekable = FALSE;
     if (seekable && start >= 0 && end >= start)
       _facts.seekable.push_back({secondsOf(start), secondsOf(end - start)});
   }

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/media/MediaItemKeys.h"
+#include "platform/media/MediaLogKeys.h"
 #include "platform/media/PendingRequests.h"
 #include "tests/box/media/EngineHarness.h"
 #include "tests/box/media/TestMedia.h"
@@ -92,8 +93,8 @@ class RelayedMedia : public testing::Test {
     if (prepare) prepare(*item);
     platform::MediaLoad load;
     load.item = item;
-    // Encryption outside of DASH leaves the demuxer no way to jump.
-    if (!url.ends_with("encrypted.mp4")) load.startSeconds = kStart;
+    // Where encryption leaves no way to jump, it is played from the beginning.
+    load.startSeconds = kStart;
     harness.load(url, load);
     return item;
   }
@@ -129,6 +130,10 @@ TEST_F(RelayedMedia, EndAsTheirSenderAnswers) {
       {media.url("encrypted.m3u8"), [](SentItem& item) { item.key = kKey.substr(1); },
        code(MediaErrorCode::ContentNotAuthorized), true},
       {media.url("encrypted.mpd"), nothing, "end", true},
+      {media.url("encrypted.mpd"), [](SentItem& item) { item.key.clear(); },
+       code(MediaErrorCode::ContentNotAuthorized), true},
+      {media.url("encrypted.mp4"), [](SentItem& item) { item.key = kKey.substr(1); },
+       code(MediaErrorCode::ContentNotAuthorized), true},
       {media.url("encrypted.mp4"), nothing, "end", true},
       {media.url("encrypted.mp4"), [](SentItem& item) { item.key.clear(); },
        code(MediaErrorCode::ContentNotAuthorized), true},
@@ -181,6 +186,9 @@ TEST_F(RelayedMedia, TellsWhatCameOverTheNetwork) {
   const platform::Array log = harness.engine().accessLog();
   ASSERT_EQ(log.size(), 1U);
   const platform::Dictionary& entry = *log[0].asDictionary();
+  EXPECT_EQ(entry.string(platform::kAccessLogURI), TestMedia::shared().url("clip.mp4"));
+  EXPECT_TRUE(entry.date(platform::kAccessLogDate).has_value());
+  EXPECT_GT(entry.number(platform::kAccessLogStartupTime).value().doubleValue(), 0);
   EXPECT_EQ(entry.string("serverAddress"), "127.0.0.1");
   EXPECT_GE(entry.number("requestCount").value().doubleValue(), 1);
   EXPECT_GE(entry.number("bytesTransferred").value().doubleValue(),

@@ -1,0 +1,35 @@
+#include "box/media/StartOrder.h"
+
+#include <string_view>
+
+namespace box {
+namespace {
+
+bool isMadeBy(GstElement* element, std::string_view name) {
+  GstElementFactory* const factory = gst_element_get_factory(element);
+  return factory && name == GST_OBJECT_NAME(factory);
+}
+
+/// On the thread that changes the state, between the making of a source and its start.
+void onElementAdded(GstBin*, GstBin* parent, GstElement* element, gpointer) {
+  if (!isMadeBy(element, "urisourcebin") || !isMadeBy(GST_ELEMENT(parent), "uridecodebin3")) return;
+  GstIterator* const siblings = gst_bin_iterate_elements(parent);
+  gst_iterator_foreach(
+      siblings,
+      [](const GValue* value, gpointer) {
+        auto* const sibling = GST_ELEMENT(g_value_get_object(value));
+        // One that plays already is at the next item, and stays as it is.
+        if (isMadeBy(sibling, "decodebin3") && GST_STATE(sibling) < GST_STATE_PAUSED)
+          gst_element_set_state(sibling, GST_STATE_PAUSED);
+      },
+      nullptr);
+  gst_iterator_free(siblings);
+}
+
+}  // namespace
+
+void startDecodersFirst(GstElement* playbin) {
+  g_signal_connect(playbin, "deep-element-added", G_CALLBACK(onElementAdded), nullptr);
+}
+
+}  // namespace box
