@@ -9,10 +9,12 @@ namespace box {
 /// Owners of what GStreamer counts or frees, so that nothing is released by hand.
 struct GstRelease {
   void operator()(GstElement* element) const { gst_object_unref(element); }
+  void operator()(GstObject* object) const { gst_object_unref(object); }
   void operator()(GstBus* bus) const { gst_object_unref(bus); }
   void operator()(GstPad* pad) const { gst_object_unref(pad); }
   void operator()(GstCaps* caps) const { gst_caps_unref(caps); }
   void operator()(GstMessage* message) const { gst_message_unref(message); }
+  void operator()(GstEvent* event) const { gst_event_unref(event); }
   void operator()(GstQuery* query) const { gst_query_unref(query); }
   void operator()(GstSample* sample) const { gst_sample_unref(sample); }
   void operator()(GstTagList* tags) const { gst_tag_list_unref(tags); }

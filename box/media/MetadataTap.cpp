@@ -90,14 +90,35 @@ struct Listener {
   std::function<void()> found;
 };
 
+/// What a station says of itself once, with its answer, gets lost behind the demuxer.
+GstPadProbeReturn onStation(GstPad*, GstPadProbeInfo* info, gpointer data) {
+  GstEvent* const event = GST_PAD_PROBE_INFO_EVENT(info);
+  if (GST_EVENT_TYPE(event) != GST_EVENT_TAG) return GST_PAD_PROBE_OK;
+  GstTagList* tags = nullptr;
+  gst_event_parse_tag(event, &tags);
+  const auto& listener = *static_cast<Listener*>(data);
+  if (auto items = itemsOfTags(tags, true); !items.empty()) {
+    listener.timeline->add(MetadataTimeline::Source::Stream, 0, std::move(items));
+    listener.found();
+  }
+  return GST_PAD_PROBE_OK;
+}
+
 void onElement(GstBin*, GstBin*, GstElement* element, gpointer data) {
   const GstElementFactory* factory = gst_element_get_factory(element);
   const std::string_view name = factory ? GST_OBJECT_NAME(factory) : "";
   const auto& listener = *static_cast<Listener*>(data);
-  if (name == "icydemux") listener.timeline->setOfRadio();
-  if (name != "tsdemux") return;
+  const bool isRadio = name == "icydemux";
+  if (!isRadio && name != "tsdemux") return;
   const GstRef<GstPad> pad(gst_element_get_static_pad(element, "sink"));
   if (!pad) return;
+  if (isRadio) {
+    listener.timeline->setOfRadio();
+    gst_pad_add_probe(pad.get(), GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM, onStation,
+                      new Listener(listener),
+                      [](gpointer copy) { delete static_cast<Listener*>(copy); });
+    return;
+  }
   gst_pad_add_probe(
       pad.get(),
       static_cast<GstPadProbeType>(GST_PAD_PROBE_TYPE_BUFFER | GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM),

@@ -2,6 +2,7 @@
 // pipeline's thread.
 
 #include <algorithm>
+#include <string_view>
 #include <utility>
 
 #include "box/media/Pipeline.h"
@@ -12,6 +13,23 @@ namespace {
 using Kind = PipelineEvent::Kind;
 
 constexpr auto kSelectionLimit = std::chrono::milliseconds(1500);
+constexpr std::string_view kCaptions = "CC1";
+
+void appendCaptions(std::vector<platform::MediaSelectionGroup>& groups, bool areShown) {
+  auto group = std::find_if(groups.begin(), groups.end(), [](const auto& each) {
+    return each.characteristic == platform::kMediaCharacteristicLegible;
+  });
+  if (group == groups.end()) {
+    groups.push_back({std::string(platform::kMediaCharacteristicLegible), {}, std::nullopt, true});
+    group = std::prev(groups.end());
+  }
+  if (areShown) group->selected = group->options.size();
+  group->options.push_back({std::string(kCaptions),
+                            std::string(kCaptions),
+                            {},
+                            false,
+                            {std::string(platform::kMediaOptionTranscribes)}});
+}
 
 }  // namespace
 
@@ -27,7 +45,14 @@ void Pipeline::_setUpTexts() {
 std::vector<platform::MediaSelectionGroup> Pipeline::_groups() const {
   auto groups = _catalog.groups();
   _alternates.appendTo(groups);
+  if (_hasCaptions) appendCaptions(groups, _showsCaptions);
   return groups;
+}
+
+void Pipeline::_noteCaptions() {
+  _hasCaptions = true;
+  _refreshFacts();
+  if (_ready) _report(Kind::Facts);
 }
 
 bool Pipeline::_choosePreferred() {
@@ -42,15 +67,23 @@ void Pipeline::_select(const std::string& characteristic,
   _chosen = true;
   const bool isText = characteristic == platform::kMediaCharacteristicLegible;
   const auto alternate = isText && identifier ? _alternates.find(*identifier) : std::nullopt;
-  auto choice = _catalog.withOption(characteristic, alternate ? std::nullopt : identifier);
+  const bool isCaptions = isText && _hasCaptions && identifier == kCaptions;
+  auto choice =
+      _catalog.withOption(characteristic, alternate || isCaptions ? std::nullopt : identifier);
   const auto before = _groups();
   // What names nothing changes nothing.
-  const bool isKnown = alternate || !identifier || choice;
-  if (isText && isKnown && _alternates.select(alternate)) {
-    _subtitles->setBeside({});
-    if (alternate) _loadAlternate();
-    _showTexts();
-    _tellSelection(before);
+  const bool isKnown = alternate || isCaptions || !identifier || choice;
+  if (isText && isKnown) {
+    const bool changesCaptions = std::exchange(_showsCaptions, isCaptions) != isCaptions;
+    const bool changesAlternate = _alternates.select(alternate);
+    if (changesAlternate) {
+      _subtitles->setBeside({});
+      if (alternate) _loadAlternate();
+    }
+    if (changesAlternate || changesCaptions) {
+      _showTexts();
+      _tellSelection(before);
+    }
   }
   _beginSelection(std::move(choice));
 }
@@ -117,6 +150,7 @@ void Pipeline::_tellSelection(const std::vector<platform::MediaSelectionGroup>& 
 void Pipeline::_showTexts() {
   using Source = SubtitleCues::Source;
   _subtitles->show(_alternates.isSelected()               ? Source::Beside
+                   : _showsCaptions                       ? Source::Pictures
                    : _catalog.plays(GST_STREAM_TYPE_TEXT) ? Source::Media
                                                           : Source::None);
   _setup.frames->textsDidChange(_setup.ticket);

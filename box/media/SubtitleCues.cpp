@@ -9,6 +9,20 @@ namespace {
 
 bool beginsBefore(double seconds, const SubtitleCue& cue) { return seconds < cue.start; }
 
+/// How far to look for a cue that is there already.
+constexpr std::ptrdiff_t kNeighbours = 8;
+/// Cues that follow each other may overlap by so much, in seconds.
+constexpr double kSlack = 0.02;
+
+/// Adaptive media give a cue another beginning, by milliseconds, after each seek.
+bool isSame(const SubtitleCue& one, const SubtitleCue& other) {
+  if (one.duration <= 0 || other.duration <= 0) return one == other;
+  const auto beginsWithin = [](const SubtitleCue& late, const SubtitleCue& early) {
+    return late.start < early.start + early.duration - kSlack;
+  };
+  return one.text == other.text && beginsWithin(one, other) && beginsWithin(other, one);
+}
+
 struct Entity {
   std::string_view name;
   std::string_view text;
@@ -38,7 +52,9 @@ std::string SubtitleCues::textAt(double seconds) const {
   std::string text;
   const std::lock_guard lock(_mutex);
   if (_source == Source::None) return text;
-  const std::vector<SubtitleCue>& cues = _source == Source::Media ? _cues : _beside;
+  const std::vector<SubtitleCue>& cues = _source == Source::Media      ? _cues
+                                         : _source == Source::Pictures ? _ofPictures
+                                                                       : _beside;
   const auto last = std::upper_bound(cues.begin(), cues.end(), seconds, beginsBefore);
   for (auto cue = cues.begin(); cue != last; ++cue) {
     const bool ends = cue->duration != SubtitleCue::kUntilNext;
@@ -54,19 +70,29 @@ void SubtitleCues::show(Source source) {
   _source = source;
 }
 
-void SubtitleCues::add(SubtitleCue cue) {
+void SubtitleCues::add(SubtitleCue cue) { _addTo(_cues, std::move(cue)); }
+
+void SubtitleCues::addOfPictures(SubtitleCue cue) { _addTo(_ofPictures, std::move(cue)); }
+
+void SubtitleCues::_addTo(std::vector<SubtitleCue>& cues, SubtitleCue cue) {
   if (cue.text.size() > kTextLimit) cue.text.resize(kTextLimit);
   const std::lock_guard lock(_mutex);
-  const auto place = std::upper_bound(_cues.begin(), _cues.end(), cue.start, beginsBefore);
-  for (auto same = place; same != _cues.begin() && std::prev(same)->start == cue.start; --same)
-    if (*std::prev(same) == cue) return;
-  _cues.insert(place, std::move(cue));
-  if (_cues.size() > kCueLimit) _cues.erase(_cues.begin());
+  const auto place = std::upper_bound(cues.begin(), cues.end(), cue.start, beginsBefore);
+  const auto first = place - std::min(kNeighbours, place - cues.begin());
+  const auto last = place + std::min(kNeighbours, cues.end() - place);
+  if (std::any_of(first, last, [&](const SubtitleCue& each) { return isSame(each, cue); })) return;
+  cues.insert(place, std::move(cue));
+  if (cues.size() > kCueLimit) cues.erase(cues.begin());
 }
 
 void SubtitleCues::clear() {
   const std::lock_guard lock(_mutex);
   _cues.clear();
+}
+
+void SubtitleCues::clearThoseOfPictures() {
+  const std::lock_guard lock(_mutex);
+  _ofPictures.clear();
 }
 
 void SubtitleCues::setBeside(std::vector<SubtitleCue> cues) {

@@ -21,8 +21,8 @@ struct SubtitleCue {
 /// for the text of the picture's time, so that texts come, stay and go with the pictures at every
 /// rate, and after every seek.
 ///
-/// There are those that come with the media, whether they are shown or not, and those of a resource
-/// beside them.
+/// There are those that come with the media, whether they are shown or not, those that lie in the
+/// pictures, and those of a resource beside the media.
 ///
 /// Bounds: so many cues of each, the earliest go first; a text of so many bytes.
 /// Threads: any.
@@ -30,7 +30,7 @@ class SubtitleCues {
  public:
   static constexpr std::size_t kCueLimit = 20000;
   static constexpr std::size_t kTextLimit = 4000;
-  enum class Source { None, Media, Beside };
+  enum class Source { None, Media, Pictures, Beside };
 
   /// Lines of all cues of that time, in the order of their beginnings; empty for none.
   std::string textAt(double seconds) const;
@@ -41,13 +41,19 @@ class SubtitleCues {
   void add(SubtitleCue cue);
   /// Those that came with the media go.
   void clear();
+  /// The same for those of the pictures.
+  void addOfPictures(SubtitleCue cue);
+  void clearThoseOfPictures();
   void setBeside(std::vector<SubtitleCue> cues);
 
  private:
+  void _addTo(std::vector<SubtitleCue>& cues, SubtitleCue cue);
+
   mutable std::mutex _mutex;
   Source _source = Source::None;
   // By their beginnings.
   std::vector<SubtitleCue> _cues;
+  std::vector<SubtitleCue> _ofPictures;
   std::vector<SubtitleCue> _beside;
 };
 

@@ -3,6 +3,7 @@
 #include <cstring>
 #include <utility>
 
+#include <gst/video/video-anc.h>
 #include <gst/video/video.h>
 
 namespace box {
@@ -94,11 +95,18 @@ int rotationOf(const char* orientation) {
 }  // namespace
 
 VideoSink::VideoSink(std::shared_ptr<VideoFrames> frames, std::uint64_t ticket,
-                     PositionClock& position, std::shared_ptr<const SubtitleCues> subtitles)
+                     PositionClock& position, std::shared_ptr<SubtitleCues> subtitles,
+                     std::function<void()> captionsFound)
     : _frames(std::move(frames)),
       _ticket(ticket),
       _position(position),
-      _subtitles(std::move(subtitles)) {
+      _subtitles(std::move(subtitles)),
+      _captionsFound(std::move(captionsFound)),
+      _captions([this](SubtitleCue cue) {
+        _subtitles->addOfPictures(std::move(cue));
+        _frames->textsDidChange(_ticket);
+      }) {
+  gst_segment_init(&_segment, GST_FORMAT_UNDEFINED);
   GstElement* sink = gst_element_factory_make("appsink", "video-sink");
   if (!sink) return;
   _element.reset(GST_ELEMENT(gst_object_ref_sink(sink)));
@@ -116,6 +124,37 @@ VideoSink::VideoSink(std::shared_ptr<VideoFrames> frames, std::uint64_t ticket,
                                                  GST_PAD_PROBE_TYPE_EVENT_FLUSH),
                     _onEvent, this, nullptr);
   gst_pad_add_probe(pad.get(), GST_PAD_PROBE_TYPE_QUERY_DOWNSTREAM, _onQuery, this, nullptr);
+  gst_pad_add_probe(pad.get(), GST_PAD_PROBE_TYPE_BUFFER, _onPicture, this, nullptr);
+}
+
+GstPadProbeReturn VideoSink::_onPicture(GstPad*, GstPadProbeInfo* info, gpointer self) {
+  static_cast<VideoSink*>(self)->_takeCaptions(GST_PAD_PROBE_INFO_BUFFER(info));
+  return GST_PAD_PROBE_OK;
+}
+
+void VideoSink::_takeCaptions(GstBuffer* picture) {
+  guint64 time = 0;
+  if (_segment.format != GST_FORMAT_TIME || _segment.rate < 0 ||
+      !GST_BUFFER_PTS_IS_VALID(picture) ||
+      gst_segment_to_stream_time_full(&_segment, GST_FORMAT_TIME, GST_BUFFER_PTS(picture), &time) !=
+          1)
+    return;
+  gpointer state = nullptr;
+  while (const GstMeta* meta =
+             gst_buffer_iterate_meta_filtered(picture, &state, GST_VIDEO_CAPTION_META_API_TYPE)) {
+    const auto* const captions = reinterpret_cast<const GstVideoCaptionMeta*>(meta);
+    // Triples: of a pair of bytes, after what they are.
+    if (captions->caption_type != GST_VIDEO_CAPTION_TYPE_CEA708_RAW) continue;
+    for (gsize at = 0; at + 3 <= captions->size; at += 3) {
+      const guint8* const pair = captions->data + at;
+      // Valid, and of the first field; most of those hold nothing.
+      if ((pair[0] & 0x07) != 0x04) continue;
+      _captions.feed(static_cast<double>(time) / static_cast<double>(GST_SECOND), pair[1], pair[2]);
+      const bool isNothing = ((pair[1] | pair[2]) & 0x7f) == 0;
+      if (isNothing || !_captionsFound) continue;
+      std::exchange(_captionsFound, nullptr)();
+    }
+  }
 }
 
 GstFlowReturn VideoSink::_onPreroll(GstAppSink* sink, gpointer self) {
@@ -123,6 +162,8 @@ GstFlowReturn VideoSink::_onPreroll(GstAppSink* sink, gpointer self) {
   if (!std::exchange(me._showPreroll, false)) return GST_FLOW_OK;
   GstRef<GstSample> sample(gst_app_sink_try_pull_preroll(sink, 0));
   if (sample) me._show(std::move(sample), false);
+  // It stands already; with the clock running it plays, even if its own time is a little later.
+  me._becomeDue();
   return GST_FLOW_OK;
 }
 
@@ -143,6 +184,11 @@ GstPadProbeReturn VideoSink::_onEvent(GstPad*, GstPadProbeInfo* info, gpointer s
   if (GST_EVENT_TYPE(event) == GST_EVENT_FLUSH_STOP) {
     me._due = false;
     me._showPreroll = true;
+    // What is said from here on is said anew.
+    me._captions.restart();
+    me._subtitles->clearThoseOfPictures();
+  } else if (GST_EVENT_TYPE(event) == GST_EVENT_SEGMENT) {
+    gst_event_copy_segment(event, &me._segment);
   } else if (GST_EVENT_TYPE(event) == GST_EVENT_TAG) {
     GstTagList* tags = nullptr;
     gst_event_parse_tag(event, &tags);

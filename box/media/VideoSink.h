@@ -7,6 +7,7 @@
 #include <gst/app/gstappsink.h>
 #include <gst/gst.h>
 
+#include "box/media/Cea608Decoder.h"
 #include "box/media/FrameConverter.h"
 #include "box/media/GstRef.h"
 #include "box/media/PositionClock.h"
@@ -20,13 +21,17 @@ namespace box {
 /// A picture that merely waits in a paused pipeline is shown only when it is the first one after a
 /// load or a seek; pausing would otherwise move the picture on by one.
 ///
+/// Captions that lie in the pictures (CC1) are put among the subtitles as the pictures come, a
+/// little ahead of their time, as long as they come forwards.
+///
 /// Threads: made and destroyed by the pipeline's thread; works on the library's streaming threads,
 /// all of which have ended when the pipeline is in its null state, as it must be on destruction.
 class VideoSink {
  public:
-  /// Each picture takes `subtitles` along.
+  /// Each picture takes `subtitles` along. `captionsFound` is called on a streaming thread, when
+  /// the first captions have come.
   VideoSink(std::shared_ptr<VideoFrames> frames, std::uint64_t ticket, PositionClock& position,
-            std::shared_ptr<const SubtitleCues> subtitles);
+            std::shared_ptr<SubtitleCues> subtitles, std::function<void()> captionsFound);
   VideoSink(const VideoSink&) = delete;
   VideoSink& operator=(const VideoSink&) = delete;
 
@@ -46,13 +51,16 @@ class VideoSink {
   static void _onEnd(GstAppSink* sink, gpointer self);
   static GstPadProbeReturn _onEvent(GstPad* pad, GstPadProbeInfo* info, gpointer self);
   static GstPadProbeReturn _onQuery(GstPad* pad, GstPadProbeInfo* info, gpointer self);
+  static GstPadProbeReturn _onPicture(GstPad* pad, GstPadProbeInfo* info, gpointer self);
+  void _takeCaptions(GstBuffer* picture);
   void _show(GstRef<GstSample> sample, bool isDue);
   void _becomeDue();
 
   const std::shared_ptr<VideoFrames> _frames;
   const std::uint64_t _ticket;
   PositionClock& _position;
-  const std::shared_ptr<const SubtitleCues> _subtitles;
+  const std::shared_ptr<SubtitleCues> _subtitles;
+  std::function<void()> _captionsFound;
   GstRef<GstElement> _element;
   std::atomic<bool> _due = false;
   std::atomic<bool> _hidden = false;
@@ -60,6 +68,8 @@ class VideoSink {
   bool _showPreroll = true;
   int _rotation = 0;
   FrameConverter _converter;
+  GstSegment _segment;
+  Cea608Decoder _captions;
 };
 
 }  // namespace box

@@ -130,8 +130,10 @@ bool writeAll(int descriptor, std::string_view bytes) {
 
 double freshSeconds(const HeaderFields& headers, platform::Date now) {
   const CacheControl control(field(headers, "Cache-Control"));
-  // What depends on more than the URL would be answered wrongly from it.
-  if (control.forbids || field(headers, "Vary") || field(headers, "Set-Cookie")) return 0;
+  // What depends on more than the URL would be answered wrongly from it, and what has titles within
+  // is a station.
+  for (const char* name : {"Vary", "Set-Cookie", "icy-metaint"})
+    if (control.forbids || field(headers, name)) return 0;
   if (control.maxAge) return *control.maxAge;
   const double date = httpDate(field(headers, "Date")).value_or(now.secondsSince1970);
   if (field(headers, "Expires"))

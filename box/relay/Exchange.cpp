@@ -69,10 +69,8 @@ BodyFlow Exchange::fetchGotHead(const ResourceHead& head) {
   _delivery =
       std::make_unique<Delivery>(*_item, _request.path, _request.form, _request.headOnly, *_sink);
   _delivery->begin(head);
-  // What had to be looked for elsewhere may be somewhere else tomorrow, and what has titles within
-  // is a station.
-  if (_mayCache() && head.status == 200 && _request.range.empty() && head.url == _url &&
-      head.field("icy-metaint").empty())
+  // What had to be looked for elsewhere may be somewhere else tomorrow.
+  if (_mayCache() && head.status == 200 && _request.range.empty() && head.url == _url)
     _keeping = _sources.cache->begin(_url, head.fields, platform::SystemClock().date());
   return BodyFlow::More;
 }

@@ -37,6 +37,7 @@ inline constexpr std::string_view kMediaCharacteristicVisual = "visual";  ///< a
 inline constexpr std::string_view kMediaOptionDefault = "default";      ///< the author's choice
 inline constexpr std::string_view kMediaOptionAuxiliary = "auxiliary";  ///< only when asked for
 inline constexpr std::string_view kMediaOptionHardOfHearing = "hard-of-hearing";
+inline constexpr std::string_view kMediaOptionTranscribes = "transcribes-spoken-dialog";
 inline constexpr std::string_view kMediaOptionDescribesVideo = "describes-video";
 inline constexpr std::string_view kMediaOptionCommentary = "commentary";
 inline constexpr std::string_view kMediaOptionOutOfBand = "out-of-band";  ///< not in the media

@@ -17,6 +17,8 @@ Paths with a behaviour of their own:
   /live/FILE    the HLS playlist FILE as it was while its programme was live: five segments with
                 their dates, the first from the beginning of 2026, one segment further with each
                 request, and at the end with the word that it is
+  /radio/FILE   FILE over and over without an end, as a radio station sends it: with its name, and
+                for those who ask, with titles in between, another each time that FILE begins
 """
 
 import argparse
@@ -32,6 +34,8 @@ import urllib.parse
 
 CHUNK = 64 * 1024
 LIVE_WINDOW = 5
+RADIO_INTERVAL = 4096
+RADIO_RATE = 32000  # bytes a second, after the first interval or two
 LIVE_START = datetime.datetime(2026, 1, 1, tzinfo=datetime.timezone.utc)
 
 
@@ -51,22 +55,25 @@ class Handler(http.server.BaseHTTPRequestHandler):
         path = urllib.parse.unquote(urllib.parse.urlsplit(self.path).path)
         special = re.fullmatch(r"/status/(\d{3})", path)
         if special:
-            self.fail(int(special.group(1)))
+            self.reply(int(special.group(1)))
         elif path == "/hang":
             self.server.ending.wait()
             self.close_connection = True
         elif path.startswith("/cut/"):
             self.send_file(path[len("/cut"):], with_body, cut=True)
         elif path.startswith("/live/") and path.endswith(".m3u8"):
-            self.send_live(path[len("/live"):], with_body)
+            self.send_live(path[len("/live"):])
         elif path.startswith("/live/"):
             self.send_file(path[len("/live"):], with_body)
+        elif path.startswith("/radio/"):
+            self.send_radio(path[len("/radio"):], with_body)
         else:
             self.send_file(path, with_body)
 
-    def fail(self, status):
-        body = f"{status}\n".encode()
+    def reply(self, status, text=None, kind="text/plain"):
+        body = (text or f"{status}\n").encode()
         self.send_response(status)
+        self.send_header("Content-Type", kind)
         self.send_header("Content-Length", str(len(body)))
         self.end_headers()
         if self.command != "HEAD":
@@ -77,23 +84,46 @@ class Handler(http.server.BaseHTTPRequestHandler):
         name = os.path.realpath(os.path.join(root, path.lstrip("/")))
         return name if name.startswith(root + os.sep) and os.path.isfile(name) else None
 
-    def send_live(self, path, with_body):
+    def send_live(self, path):
         name = self.file_at(path)
         if not name:
-            self.fail(404)
+            return self.reply(404)
+        text = live_playlist(name, self.server.next_window(name))
+        return self.reply(200, text, "application/vnd.apple.mpegurl")
+
+    def send_radio(self, path, with_body):
+        name = self.file_at(path)
+        if not name:
+            self.reply(404)
             return
-        body = live_playlist(name, self.server.next_window(name)).encode()
+        with open(name, "rb") as source:
+            song = source.read()
+        has_titles = self.headers.get("Icy-MetaData") == "1"
+        self.close_connection = True
         self.send_response(200)
-        self.send_header("Content-Type", "application/vnd.apple.mpegurl")
-        self.send_header("Content-Length", str(len(body)))
+        self.send_header("Content-Type", "audio/mpeg")
+        self.send_header("Cache-Control", "max-age=3600")
+        self.send_header("icy-name", "Test Radio")
+        if has_titles:
+            self.send_header("icy-metaint", str(RADIO_INTERVAL))
         self.end_headers()
-        if with_body:
+        sent = 0
+        while with_body and not self.server.ending.wait(
+                RADIO_INTERVAL / RADIO_RATE if sent > 4 * RADIO_INTERVAL else 0):
+            at = sent % len(song)
+            body = (song[at:] + song)[:RADIO_INTERVAL]
+            sent += len(body)
+            if has_titles:
+                title = f"StreamTitle='Song {1 + (sent - 1) // len(song)}';".encode()
+                blocks = (len(title) + 15) // 16
+                body += bytes([blocks]) + title.ljust(16 * blocks, b"\0")
             self.wfile.write(body)
+            self.wfile.flush()
 
     def send_file(self, path, with_body, cut=False):
         name = self.file_at(path)
         if not name:
-            self.fail(404)
+            self.reply(404)
             return
         size = os.path.getsize(name)
         span = self.span(size)

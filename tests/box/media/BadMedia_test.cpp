@@ -67,6 +67,7 @@ TEST(BadMedia, FailsOnceWithDomainAndCodeAndAWordForPeople) {
   EngineHarness harness;
   for (const BadMedia& each : badMedia()) {
     SCOPED_TRACE(each.name);
+
     harness.load(each.url);
     ASSERT_TRUE(harness.untilTold("fail"));
     EXPECT_EQ(harness.error()->domain, each.domain);
@@ -100,16 +101,6 @@ TEST(BadMedia, CallsAfterAFailureDoNothing) {
   EXPECT_EQ(harness.count("fail"), 0);
 }
 
-TEST(BadMedia, FilesAreRefusedUnlessAllowed) {
-  EngineHarness harness(/*allowFileURLs=*/false);
-  harness.load(TestMedia::shared().fileURL("clip.mp4"));
-  EXPECT_TRUE(harness.told().empty());
-  ASSERT_TRUE(harness.untilTold("fail"));
-  EXPECT_EQ(harness.error()->domain, kURLErrorDomain);
-  EXPECT_EQ(harness.error()->code, static_cast<std::int64_t>(URLErrorCode::NoPermissionToReadFile));
-  EXPECT_TRUE(harness.error()->localizedFailureReason.has_value());
-}
-
 /// An engine whose relay waits for seconds at most.
 box::MediaEngineOptions impatient() {
   box::RelayBounds bounds;
@@ -124,14 +115,6 @@ TEST(BadMedia, AConnectionThatBreaksInTheMiddleIsNotAnEnd) {
   ASSERT_TRUE(harness.untilTold("play 1"));
   ASSERT_TRUE(harness.until([&] { return harness.count("fail") > 0 || harness.count("end") > 0; }));
   EXPECT_EQ(harness.count("end"), 0);
-}
-
-TEST(BadMedia, AServerThatNeverAnswersTimesOut) {
-  EngineHarness harness(impatient());
-  harness.load(TestMedia::shared().url("hang"));
-  ASSERT_TRUE(harness.untilTold("fail"));
-  EXPECT_EQ(harness.error()->domain, kURLErrorDomain);
-  EXPECT_EQ(harness.error()->code, static_cast<std::int64_t>(URLErrorCode::TimedOut));
 }
 
 TEST(BadMedia, UnloadingDoesNotWaitForAServerThatNeverAnswers) {

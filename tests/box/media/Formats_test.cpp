@@ -96,6 +96,7 @@ constexpr Format kFormats[] = {
     {"mpeg2_mp2.mpg", "-map 0 -map 1 -c:v mpeg2video -q:v 2 -c:a mp2", 1, 1, 25},
     {"h264_mp3.flv", "-map 0 -map 1 -c:v libx264 -pix_fmt yuv420p -c:a libmp3lame -ar 44100"},
     {"mpeg4_mp3.avi", "-map 0 -map 1 -c:v mpeg4 -q:v 2 -c:a libmp3lame"},
+    {"h264_alone.mp4", "-map 0 -c:v libx264 -pix_fmt yuv420p", 1, 0},
     {"tone.mp3", "-map 1 -c:a libmp3lame", 0, 1},
     {"tone.m4a", "-map 1 -c:a aac", 0, 1},
     {"tone.flac", "-map 1", 0, 1},

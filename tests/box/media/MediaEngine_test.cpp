@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include "box/media/WorkerThreads.h"
-#include "platform/media/MediaLogKeys.h"
 #include "tests/box/media/EngineHarness.h"
 #include "tests/box/media/TestMedia.h"
 
@@ -279,17 +278,6 @@ TEST_F(MediaEngineTest, EndTimesEndInTheirDirection) {
   EXPECT_NEAR(harness.engine().position(), kDuration, 2 * kFrame);
 }
 
-TEST_F(MediaEngineTest, PlaysWithoutPictureOrWithoutSound) {
-  for (const char* name : {"silent.mp4", "tone.wav", "tone.m4a"}) {
-    SCOPED_TRACE(name);
-    loadPlaying(name);
-    EXPECT_EQ(harness.frame() != nullptr, std::string(name) == "silent.mp4");
-    ASSERT_TRUE(untilPosition([](double at) { return at > 0.1; }) || harness.count("end"));
-    ASSERT_TRUE(harness.untilTold("end"));
-    EXPECT_NEAR(harness.engine().position(), kDuration, 0.1);
-  }
-}
-
 TEST_F(MediaEngineTest, WhatIsAskedWhileLoadingCountsWhenReady) {
   harness.load(TestMedia::shared().url("clip.mp4"));
   harness.call([](box::MediaEngine& engine) {
@@ -364,16 +352,6 @@ TEST_F(MediaEngineTest, NothingComesToAnEngineThatIsGone) {
   ASSERT_TRUE(box::WorkerThreads::waitForAll(std::chrono::seconds(30)));
   harness.serve();
   EXPECT_TRUE(harness.told().empty());
-}
-
-TEST_F(MediaEngineTest, TheAccessLogTellsOfTheLoad) {
-  loadPlaying("clip.mp4");
-  const platform::Array log = harness.engine().accessLog();
-  ASSERT_EQ(log.size(), 1u);
-  const platform::Dictionary& entry = *log[0].asDictionary();
-  EXPECT_EQ(entry.string(platform::kAccessLogURI), TestMedia::shared().url("clip.mp4"));
-  EXPECT_TRUE(entry.date(platform::kAccessLogDate).has_value());
-  EXPECT_GT(entry.number(platform::kAccessLogStartupTime).value().doubleValue(), 0);
 }
 
 TEST_F(MediaEngineTest, LoadingAgainAndAgainLeavesNothingBehind) {

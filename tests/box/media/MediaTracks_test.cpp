@@ -182,5 +182,41 @@ TEST_F(MediaTracksTest, TextsBesideTheMediaAreOptionsToo) {
   EXPECT_EQ(harness.count("fail"), 0);
 }
 
+TEST_F(MediaTracksTest, TextsOfEveryFormComeThroughTheRelay) {
+  const TestMedia& media = TestMedia::shared();
+  media.url("dated.m3u8");
+  media.url("mapped.vtt");
+  media.url("german.m3u8");
+  const struct {
+    const char* name;
+    const char* beside;  // the text has a URL of its own
+  } cases[] = {{"clip.mp4", "german.vtt"}, {"clip.mp4", "german.srt"}, {"texts.m3u8", nullptr}};
+  for (const auto& the : cases) {
+    SCOPED_TRACE(std::string(the.name) + (the.beside ? the.beside : ""));
+    EngineHarness harness;
+    harness.load(media.url(the.name), paused(), [&](TVSMediaItem& item) {
+      if (the.beside)
+        item.setMetadata(
+            platform::kMediaItemAlternateTracks,
+            platform::Array{platform::Dictionary{
+                {"src", media.url(the.beside)}, {"language", "de"}, {"name", "Deutsch"}}});
+    });
+    ASSERT_TRUE(harness.untilTold("pause"));
+    ASSERT_TRUE(group(harness, "legible"));
+    const auto options = group(harness, "legible")->options;
+    ASSERT_EQ(options.size(), 1u);
+    EXPECT_EQ(options[0].displayName, "Deutsch");
+    EXPECT_EQ(options[0].languageTag, "de");
+    EXPECT_EQ(textShown(harness), "");
+    select(harness, "legible", options[0].identifier);
+    seek(harness, 0.4);
+    EXPECT_TRUE(untilText(harness, "Guten Tag")) << textShown(harness);
+    seek(harness, 2.5);
+    EXPECT_TRUE(untilText(harness, "Ende")) << textShown(harness);
+    select(harness, "legible", std::nullopt);
+    EXPECT_TRUE(untilText(harness, ""));
+  }
+}
+
 }  // namespace
 }  // namespace testing_media

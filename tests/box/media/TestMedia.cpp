@@ -7,9 +7,7 @@
 #include <stdexcept>
 
 #include <fcntl.h>
-#include <netinet/in.h>
 #include <spawn.h>
-#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -47,6 +45,22 @@ constexpr Text kTexts[] = {
     {"german.vtt",
      "WEBVTT\n\n00:00.000 --> 00:01.000 align:start\n<v Anna>Guten <b>Tag</b>\n\n"
      "00:02.000 --> 00:02.900\nEnde\n"},
+    {"german.srt",
+     "1\n00:00:00,000 --> 00:00:01,000\nGuten Tag\n\n2\n00:00:02,000 --> 00:00:02,900\nEnde\n\n"
+     "3\n00:01:00,000 --> 00:01:01,000\nToo short a text is not told from others.\n"},
+    {"mapped.vtt",
+     "WEBVTT\nX-TIMESTAMP-MAP=LOCAL:00:00:00.000,MPEGTS:128090\n\n"
+     "00:00.000 --> 00:01.000\nGuten Tag\n\n00:02.000 --> 00:02.900\nEnde\n"},
+    {"german.m3u8",
+     "#EXTM3U\n#EXT-X-VERSION:3\n#EXT-X-TARGETDURATION:3\n#EXT-X-PLAYLIST-TYPE:VOD\n"
+     "#EXTINF:3,\nmapped.vtt\n#EXT-X-ENDLIST\n"},
+    {"texts.m3u8",
+     "#EXTM3U\n#EXT-X-MEDIA:TYPE=SUBTITLES,GROUP-ID=\"texts\",NAME=\"Deutsch\",LANGUAGE=\"de\","
+     "URI=\"german.m3u8\"\n"
+     "#EXT-X-STREAM-INF:BANDWIDTH=500000,SUBTITLES=\"texts\"\ndated.m3u8\n"},
+    {"metadata.m3u8",
+     "#EXTM3U\n#EXT-X-VERSION:3\n#EXT-X-TARGETDURATION:3\n#EXT-X-PLAYLIST-TYPE:VOD\n"
+     "#EXTINF:3,\nmetadata.ts\n#EXT-X-ENDLIST\n"},
 };
 
 /// What ffmpeg is told to make a clip of this name in this folder; empty for what is no clip.
@@ -193,20 +207,6 @@ std::string TestMedia::slowURL(std::string_view name) {
   _made(name);
   if (_slowServer.process <= 0) _slowServer = _startServer("--rate 200000");
   return "http://127.0.0.1:" + std::to_string(_slowServer.port) + "/" + std::string(name);
-}
-
-std::string TestMedia::refusedURL() {
-  // A port that was free a moment ago: bound, so that nobody else got it, and given back.
-  const int descriptor = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t size = sizeof address;
-  const bool known = bind(descriptor, reinterpret_cast<sockaddr*>(&address), size) == 0 &&
-                     getsockname(descriptor, reinterpret_cast<sockaddr*>(&address), &size) == 0;
-  close(descriptor);
-  if (!known) throw std::runtime_error("no free port");
-  return "http://127.0.0.1:" + std::to_string(ntohs(address.sin_port)) + "/clip.mp4";
 }
 
 }  // namespace testing_media

@@ -28,7 +28,7 @@ class TestMedia {
   std::string slowURL(std::string_view name);
 
   /// A loopback URL that nobody listens at.
-  static std::string refusedURL();
+  static std::string refusedURL() { return "http://127.0.0.1:1/clip.mp4"; }
 
  private:
   struct Server {

@@ -147,20 +147,23 @@ TEST(TimedMetadata, ComesAtItsTimeAndWithTheTagsOfTheMedia) {
       .write(reinterpret_cast<const char*>(made.data()), static_cast<std::streamsize>(made.size()));
 
   EngineHarness harness;
-  harness.load("file://" + path, {});
-  ASSERT_TRUE(harness.untilTold("play 1"));
-  EXPECT_TRUE(harness.engine().facts().timedMetadata.empty()) << "not before its time";
-  const int changes = harness.factsChanges();
-  ASSERT_TRUE(harness.until([&] {
-    return harness.factsChanges() > changes && !harness.engine().facts().timedMetadata.empty();
-  }));
-  EXPECT_NEAR(harness.engine().position(), 1, 0.3);
-  const auto items = harness.engine().facts().timedMetadata;
-  ASSERT_EQ(items.size(), 1u);
-  EXPECT_EQ(items[0].value, platform::Value("Now"));
-  EXPECT_NEAR(items[0].time->toSeconds(), 1, 0.05);
-  ASSERT_TRUE(harness.untilTold("end"));
-  EXPECT_EQ(harness.engine().facts().timedMetadata, items);
+  for (const std::string& url : {"file://" + path, TestMedia::shared().url("metadata.m3u8")}) {
+    SCOPED_TRACE(url);
+    harness.load(url, {});
+    ASSERT_TRUE(harness.untilTold("play 1"));
+    EXPECT_TRUE(harness.engine().facts().timedMetadata.empty()) << "not before its time";
+    const int changes = harness.factsChanges();
+    ASSERT_TRUE(harness.until([&] {
+      return harness.factsChanges() > changes && !harness.engine().facts().timedMetadata.empty();
+    }));
+    EXPECT_NEAR(harness.engine().position(), 1, 0.3);
+    const auto items = harness.engine().facts().timedMetadata;
+    ASSERT_EQ(items.size(), 1u);
+    EXPECT_EQ(items[0].value, platform::Value("Now"));
+    EXPECT_NEAR(items[0].time->toSeconds(), 1, 0.05);
+    ASSERT_TRUE(harness.untilTold("end"));
+    EXPECT_EQ(harness.engine().facts().timedMetadata, items);
+  }
 
   platform::MediaLoad paused;
   paused.playing = false;

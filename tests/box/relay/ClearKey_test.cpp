@@ -1,7 +1,5 @@
 #include "box/relay/ClearKey.h"
 
-#include <string>
-
 #include <gtest/gtest.h>
 
 namespace {

@@ -56,6 +56,7 @@ TEST(DiskCache, FreshnessFollowsTheHeaderFields) {
       {{{"Cache-Control", "max-age=nonsense"}}, 0},
       {{{"Cache-Control", "max-age=60"}, {"Vary", "Cookie"}}, 0},
       {{{"Cache-Control", "max-age=60"}, {"Set-Cookie", "a=b"}}, 0},
+      {{{"Cache-Control", "max-age=60"}, {"icy-metaint", "8192"}}, 0},
       {{{"Expires", "Tue, 14 Nov 2023 22:14:20 GMT"}}, 60},
       {{{"Expires", "0"}}, 0},
       {{{"Last-Modified", "Tue, 14 Nov 2023 22:03:20 GMT"}}, 60},

@@ -1,7 +1,5 @@
 #include "box/relay/MediaTimeline.h"
 
-#include <string>
-
 #include <gtest/gtest.h>
 
 #include "box/relay/PlaylistRewriter.h"

@@ -1,6 +1,5 @@
 #include "box/relay/PlaylistRewriter.h"
 
-#include <string>
 #include <vector>
 
 #include <gtest/gtest.h>

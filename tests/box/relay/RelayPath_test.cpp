@@ -1,6 +1,5 @@
 #include "box/relay/RelayPath.h"
 
-#include <string>
 #include <vector>
 
 #include <glib.h>

@@ -5,11 +5,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <future>
-#include <memory>
-#include <optional>
-#include <string>
 #include <utility>
-#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -22,11 +18,6 @@ namespace box {
 namespace {
 
 using Answer = ScriptedServer::Answer;
-
-std::string sized(const std::string& body, const std::string& fields = {}) {
-  return "HTTP/1.1 200 OK\r\n" + fields + "Content-Length: " + std::to_string(body.size()) +
-         "\r\n\r\n" + body;
-}
 
 std::shared_ptr<const platform::Bytes> bytesOf(const std::string& text) {
   const auto* begin = reinterpret_cast<const std::byte*>(text.data());
@@ -51,6 +42,11 @@ class RelayTest : public testing::Test {
     EXPECT_TRUE(item);
     return item;
   }
+  std::shared_ptr<RelayItem> open(const std::string& path) {
+    RelayItemSetup setup;
+    setup.url = server.url(path);
+    return open(std::move(setup));
+  }
 
   ScriptedServer server;
   std::shared_ptr<Relay> relay = Relay::make();
@@ -62,9 +58,7 @@ TEST_F(RelayTest, PassesBodiesAndRangesOnOverOneConnection) {
                                {"HTTP/1.1 206 Part\r\nContent-Range: bytes 2-4/10\r\n"
                                 "Content-Length: 3\r\n\r\n234"},
                                {sized("", "")}});
-  RelayItemSetup setup;
-  setup.url = server.url("/a.mp4?q=1");
-  const auto item = open(setup);
+  const auto item = open("/a.mp4?q=1");
   const Reply whole = client.get(item->url());
   EXPECT_EQ(whole.body, "0123456789");
   EXPECT_EQ(whole.field("Content-Type"), "video/mp4");
@@ -81,7 +75,7 @@ TEST_F(RelayTest, PassesBodiesAndRangesOnOverOneConnection) {
 
   const auto ranges = item->ranges();
   ASSERT_EQ(ranges.size(), 2u);
-  EXPECT_EQ(ranges[0].url, setup.url);
+  EXPECT_EQ(ranges[0].url, server.url("/a.mp4?q=1"));
   EXPECT_TRUE(ranges[0].complete);
   EXPECT_EQ(ranges[1].begin, 2u);
   EXPECT_EQ(ranges[1].end, 5u);
@@ -156,9 +150,7 @@ TEST_F(RelayTest, RewritesPlaylistsWhole) {
     if (std::string(path).ends_with("m3u8")) server.script(path, {{sized(playlist)}});
     server.script("/list/segment.ts", {{sized("segment")}});
     server.script("/list/key", {{sized("0123456789abcdef")}, {sized("0123456789abcde")}});
-    RelayItemSetup setup;
-    setup.url = server.url(path);
-    const auto item = open(setup);
+    const auto item = open(path);
     const Reply reply = client.get(item->url(), "0-9");
     EXPECT_EQ(reply.status, 200);
     const std::string segment = item->urlFor(server.url("/list/segment.ts"));
@@ -243,9 +235,7 @@ TEST_F(RelayTest, AsksForWhatNoServerHas) {
 
 TEST_F(RelayTest, LetsInThisProcessAloneAndNobodyWhenTheItemIsGone) {
   server.script("/a", {{sized("body")}});
-  RelayItemSetup setup;
-  setup.url = server.url("/a");
-  auto item = open(setup);
+  auto item = open("/a");
   const std::string url = item->url();
   const std::string command = "curl -s --noproxy '*' -o /dev/null -w '%{http_code}' " + url;
   FILE* stranger = popen(command.c_str(), "r");
@@ -254,7 +244,7 @@ TEST_F(RelayTest, LetsInThisProcessAloneAndNobodyWhenTheItemIsGone) {
   pclose(stranger);
   EXPECT_TRUE(server.requests().empty());
   EXPECT_EQ(client.get(url).status, 200);
-  EXPECT_NE(open(setup)->url(), url);
+  EXPECT_NE(open("/a")->url(), url);
   item.reset();
   EXPECT_EQ(client.get(url).status, 404);
 }
@@ -262,9 +252,7 @@ TEST_F(RelayTest, LetsInThisProcessAloneAndNobodyWhenTheItemIsGone) {
 TEST_F(RelayTest, TakesNoMoreThanTheEngineReads) {
   const std::string piece(1 << 20, 'x');
   server.script("/a.mp4", {{"HTTP/1.1 200 OK\r\n\r\n" + piece, Answer::Then::Close, 64}});
-  RelayItemSetup setup;
-  setup.url = server.url("/a.mp4");
-  const auto item = open(setup);
+  const auto item = open("/a.mp4");
   struct Reader {
     ScriptedServer& server;
     std::uint64_t taken = 0;
@@ -290,9 +278,7 @@ TEST_F(RelayTest, TakesNoMoreThanTheEngineReads) {
 TEST_F(RelayTest, GoesWhenTheEngineGoes) {
   server.script("/a.mp4", {{"HTTP/1.1 200 OK\r\nContent-Length: 99\r\n\r\nThe beginning of it, ",
                             Answer::Then::Hang}});
-  RelayItemSetup setup;
-  setup.url = server.url("/a.mp4");
-  const auto item = open(setup);
+  const auto item = open("/a.mp4");
   CURL* const hasty = curl_easy_init();
   const auto leave = +[](char*, std::size_t, std::size_t, void*) -> std::size_t { return 0; };
   curl_easy_setopt(hasty, CURLOPT_URL, item->url().c_str());
@@ -337,9 +323,7 @@ TEST_F(RelayTest, KeepsTheTimeLineOfThePicture) {
                                      "picture.m3u8\n")}});
   server.script("/picture.m3u8", {{media("picture.ts")}});
   server.script("/sound.m3u8", {{media("sound.ts")}});
-  RelayItemSetup setup;
-  setup.url = server.url("/all.m3u8");
-  const auto item = open(setup);
+  const auto item = open("/all.m3u8");
   client.get(item->url());
   EXPECT_FALSE(item->timeline());
   const std::pair<const char*, const char*> loads[] = {{"/sound.m3u8", "/sound.ts"},

@@ -54,4 +54,10 @@ class ScriptedServer {
   std::thread _acceptor;
 };
 
+/// The bytes of an answer; header fields end with the end of their line.
+inline std::string sized(const std::string& body, const std::string& fields = {}) {
+  return "HTTP/1.1 200 OK\r\n" + fields + "Content-Length: " + std::to_string(body.size()) +
+         "\r\n\r\n" + body;
+}
+
 }  // namespace box

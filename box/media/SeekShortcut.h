@@ -1,0 +1,18 @@
+#pragma once
+
+#include <gst/gst.h>
+
+namespace box {
+
+/// A way to the picture that a seek asks for: of those before it, which are decoded only because it
+/// refers to them, the ones that nothing refers to need not be.
+///
+/// Watches the decoders of `playbin`, on the threads of the media library; keeps nothing itself.
+/// H.264 alone says in each picture whether others refer to it.
+void takeSeekShortcuts(GstElement* playbin);
+
+/// Whether no other picture refers to this one. `lengthSize`: of the length in front of each part,
+/// 0 where start codes are. What cannot be read is referred to.
+bool isDisposableH264(const guint8* bytes, gsize size, guint lengthSize);
+
+}  // namespace box
