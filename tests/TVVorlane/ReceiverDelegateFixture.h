@@ -1,8 +1,5 @@
 #pragma once
 
-#include <memory>
-#include <string>
-
 #include "TVVorlane/TVVorlaneReceiverDelegate.h"
 #include "tests/TVVorlane/Support.h"
 
@@ -10,8 +7,6 @@
 class ReceiverDelegateTest : public SessionTest {
  protected:
   using Status = VorlaneReceiverUIDelegate::Status;
-  using Dictionary = platform::Dictionary;
-  using Value = platform::Value;
 
   Status startVideo(const Dictionary& params) {
     return box.call([&] { return delegate->vorlaneUIStartVideo(params, &out); });

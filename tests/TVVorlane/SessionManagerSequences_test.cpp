@@ -1,23 +1,12 @@
 // Every short sequence of what can happen to the session manager, with real sessions and the real
 // host, against a model.
 
-#include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <deque>
 #include <map>
-#include <memory>
 #include <stdexcept>
-#include <string>
-#include <string_view>
-#include <thread>
 #include <unordered_map>
-#include <utility>
-#include <vector>
-
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include "tests/TVVorlane/SessionManagerTrial.h"
 
@@ -68,7 +57,6 @@ class Explorer {
   /// How many sequences lead to a state.
   using Ways = std::map<std::size_t, std::uint64_t>;
 
-  static constexpr std::size_t kFewRuns = 20'000;
   static constexpr int kMostFailures = 10;
 
   /// One that does nothing leads where the sequence without it leads.
@@ -91,43 +79,16 @@ class Explorer {
     return entry->second;
   }
 
-  /// Shared with child processes if there are many.
   void _exploreLast(const Ways& ways) {
-    std::vector<std::string> last;
     for (const auto& [number, count] : ways) {
-      auto sequences = _continuations(_states[number]);
+      const auto sequences = _continuations(_states[number]);
       _sequences += count * sequences.size();
-      if (_states[number].next.empty())
-        std::move(sequences.begin(), sequences.end(), std::back_inserter(last));
-    }
-    _runs += last.size();
-    const std::size_t shares =
-        last.size() < kFewRuns ? 1 : std::max(1U, std::thread::hardware_concurrency());
-    const auto runShare = [&](std::size_t share) {
-      for (std::size_t i = share; i < last.size(); i += shares) {
-        _run(last[i]);
-        _settle(last[i], true);
+      if (!_states[number].next.empty()) continue;
+      _runs += sequences.size();
+      for (const auto& sequence : sequences) {
+        _run(sequence);
+        _settle(sequence, true);
       }
-    };
-    _trial = nullptr;
-    std::fflush(stdout);
-    std::vector<pid_t> children;
-    for (std::size_t share = 1; share < shares; ++share) {
-      children.push_back(fork());
-      if (children.back() != 0) continue;
-      try {
-        runShare(share);
-      } catch (const std::runtime_error&) {
-        // Told already.
-      }
-      std::fflush(stdout);
-      _exit(testing::Test::HasFailure());
-    }
-    runShare(0);
-    for (const pid_t child : children) {
-      int status = -1;
-      waitpid(child, &status, 0);
-      EXPECT_EQ(status, 0);
     }
   }
 

@@ -1,12 +1,6 @@
 #pragma once
 
 #include <algorithm>
-#include <chrono>
-#include <memory>
-#include <string>
-#include <string_view>
-#include <utility>
-#include <vector>
 
 #include "TVVorlane/TVVorlaneInfoSession.h"
 #include "TVVorlane/TVVorlanePresentationSession.h"

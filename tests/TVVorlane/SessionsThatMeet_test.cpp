@@ -1,17 +1,9 @@
 // Several sessions, and sessions that come and go while the screen does.
 
-#include <chrono>
-
-#include <gmock/gmock.h>
-
 #include "TVVorlane/TVVorlaneURLSession.h"
 #include "tests/TVVorlane/ReceiverDelegateFixture.h"
 
-using namespace std::chrono_literals;
-using platform::Value;
-using testing::IsEmpty;
 using testing::IsSupersetOf;
-using testing::SizeIs;
 
 namespace {
 
@@ -45,46 +37,6 @@ TEST_F(SessionsThatMeet, StopOfAnUnknownSessionLeavesTheOthers) {
   // Without a number it is the current one.
   EXPECT_EQ(stopVideo({}), 0);
   EXPECT_THAT(manager().activeSessions(), IsEmpty());
-}
-
-TEST_F(SessionsThatMeet, StartWhileThePresentationOpens) {
-  box.screen().setOpening(sim::Screen::Opening::Succeeds, 2s);
-  const auto first = beginStartVideo(videoOptions(7));
-  box.advance(1s);
-  // The receiver queue serves one call at a time.
-  const auto second = beginStartVideo(videoOptions(8));
-  EXPECT_EQ(box.finish(first), 0);
-  EXPECT_EQ(box.finish(second), 0);
-  EXPECT_EQ(box.screen().timesOpened(), 1);
-  EXPECT_EQ(rootController()->videoPlaybackSession(), manager().urlSessionWithID(8));
-}
-
-TEST_F(SessionsThatMeet, StartWhileThePresentationClosesOrTheUserLeaves) {
-  for (const bool byTheUser : {false, true}) {
-    for (const auto delay : {0ms, 100ms, 299ms, 300ms, 301ms}) {
-      SCOPED_TRACE(delay.count());
-      EXPECT_EQ(startVideo(videoOptions(7)), 0);
-      box.advance(1s);
-      if (byTheUser) {
-        box.viewServiceHost().endPresentation();
-      } else {
-        EXPECT_EQ(stopVideo({{"sessionID", 7}}), 0);
-      }
-      if (delay > 0ms) box.advance(delay);
-      EXPECT_EQ(startVideo(videoOptions(8)), 0);
-      box.advance(1s);
-      if (!byTheUser) {
-        ASSERT_TRUE(rootController());
-        EXPECT_EQ(rootController()->videoPlaybackSession(), manager().urlSessionWithID(8));
-      }
-      box.advance(5s);
-      EXPECT_EQ(manager().urlSessionWithID(7), nullptr);
-      stopVideo({{"sessionID", 8}});
-      box.advance(6s);
-      EXPECT_FALSE(box.screen().isOpen());
-      EXPECT_EQ(manager().stateMachine().currentState(), "Background");
-    }
-  }
 }
 
 }  // namespace

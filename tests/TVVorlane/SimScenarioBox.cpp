@@ -2,15 +2,12 @@
 
 #include <functional>
 #include <iterator>
-#include <utility>
 
 #include "TVVorlane/TVVorlanePresentationSession.h"
 #include "TVVorlane/TVVorlanePresentationView.h"
 #include "tests/TVVorlane/Support.h"
 
-using platform::Dictionary;
 using platform::Error;
-using platform::Value;
 using scenarios::Answer;
 using scenarios::Call;
 using scenarios::Event;
@@ -23,55 +20,31 @@ double number(const Value& value) {
   return value.asNumber()->doubleValue();
 }
 
-Error urlError(const Value& code) {
-  return {
-      std::string(platform::kURLErrorDomain), static_cast<std::int64_t>(number(code)), {}, {}, {}};
-}
-
 sim::MediaScript::Request request(const Dictionary& fields) {
   using Kind = sim::MediaScript::Request::Kind;
   sim::MediaScript::Request request;
   request.url = fields.string("url").value_or("");
   request.kind = fields.string("kind") == "key" ? Kind::Key : Kind::Resource;
   if (fields.contains("position")) request.position = number(fields.get("position"));
-  if (fields.contains("keyFailure")) request.keyFailure = urlError(fields.get("keyFailure"));
+  if (fields.contains("keyFailure"))
+    request.keyFailure = {std::string(platform::kURLErrorDomain),
+                          static_cast<std::int64_t>(number(fields.get("keyFailure"))),
+                          {},
+                          {},
+                          {}};
   return request;
-}
-
-/// The dictionaries of an array.
-std::vector<Dictionary> dictionaries(const Value& value) {
-  std::vector<Dictionary> found;
-  if (!value.asArray()) throw Failure("an array was expected in the script");
-  for (const auto& entry : *value.asArray()) {
-    if (!entry.asDictionary()) throw Failure("a dictionary was expected in the script");
-    found.push_back(*entry.asDictionary());
-  }
-  return found;
 }
 
 sim::MediaScript mediaScript(const Dictionary& fields) {
   sim::MediaScript script;
   for (const auto& [key, value] : fields) {
-    if (key == "loadDelay") {
-      script.loadDelay = number(value);
-    } else if (key == "duration") {
+    if (key == "duration") {
       script.duration = number(value);
-    } else if (key == "liveWindow") {
-      script.liveWindow = number(value);
-    } else if (key == "seekDelay") {
-      script.seekDelay = number(value);
-    } else if (key == "title" && value.asString()) {
-      script.title = *value.asString();
-    } else if (key == "loadFailure") {
-      script.loadFailure = urlError(value);
-    } else if (key == "failure" && value.asDictionary()) {
-      script.failure = {number(value.asDictionary()->get("position")),
-                        urlError(value.asDictionary()->get("code"))};
-    } else if (key == "stalls") {
-      for (const auto& stall : dictionaries(value))
-        script.stalls.push_back({number(stall.get("position")), number(stall.get("length"))});
-    } else if (key == "requests") {
-      for (const auto& entry : dictionaries(value)) script.requests.push_back(request(entry));
+    } else if (key == "requests" && value.asArray()) {
+      for (const auto& entry : *value.asArray()) {
+        if (!entry.asDictionary()) throw Failure("a dictionary was expected in the script");
+        script.requests.push_back(request(*entry.asDictionary()));
+      }
     } else {
       throw Failure("a medium has no '" + key + "'");
     }
@@ -102,39 +75,33 @@ const std::map<std::string, Maker>& makers() {
   using Delegate = VorlaneReceiverUIDelegate;
   static const std::map<std::string, Maker> table = {
       {"GetProperty",
-       [](auto& delegate, const Call& call) {
+       [](auto& to, const Call& call) {
          Answer answer;
-         answer.value =
-             delegate.vorlaneUIGetProperty(call.string(0), call.optional(1), &answer.status);
+         answer.value = to.vorlaneUIGetProperty(call.string(0), call.optional(1), &answer.status);
          return answer;
        }},
       {"SetProperty",
-       [](auto& delegate, const Call& call) {
-         return Answer{
-             delegate.vorlaneUISetProperty(call.string(0), call.optional(2), call.optional(1)), {}};
+       [](auto& to, const Call& call) -> Answer {
+         return {to.vorlaneUISetProperty(call.string(0), call.optional(2), call.optional(1)), {}};
        }},
       {"Perform",
-       [](auto& delegate, const Call& call) {
+       [](auto& to, const Call& call) {
          Dictionary out;
-         const auto status = delegate.vorlaneUIPerform(call.string(0), call.dictionary(1), &out);
+         const auto status = to.vorlaneUIPerform(call.string(0), call.dictionary(1), &out);
          return Answer{status, out};
        }},
       {"ShowProgress",
-       [](auto& delegate, const Call&) {
-         return Answer{delegate.vorlaneUIShowProgress(), {}};
+       [](auto& to, auto&) {
+         return Answer{to.vorlaneUIShowProgress(), {}};
        }},
       {"HideProgress",
-       [](auto& delegate, const Call&) {
-         return Answer{delegate.vorlaneUIHideProgress(), {}};
+       [](auto& to, auto&) {
+         return Answer{to.vorlaneUIHideProgress(), {}};
        }},
-      {"Activity",
-       [](auto& delegate, const Call&) {
-         delegate.vorlaneUIActivity();
-         return Answer{};
-       }},
+      {"Activity", [](auto& to, auto&) { return to.vorlaneUIActivity(), Answer{}; }},
       {"UpdateAudioProgress",
-       [](auto& delegate, const Call& call) {
-         return Answer{delegate.vorlaneUIUpdateAudioProgress(call.number(0), call.number(1)), {}};
+       [](auto& to, const Call& call) -> Answer {
+         return {to.vorlaneUIUpdateAudioProgress(call.number(0), call.number(1)), {}};
        }},
       {"StartPresentation", withOut(&Delegate::vorlaneUIStartPresentation)},
       {"StartAudio", withOut(&Delegate::vorlaneUIStartAudio)},

@@ -1,12 +1,8 @@
 #pragma once
 
 #include <chrono>
-#include <cstddef>
 #include <map>
 #include <memory>
-#include <optional>
-#include <string>
-#include <vector>
 
 #include "TVVorlane/TVVorlaneAppDelegate.h"
 #include "sim/Box.h"
@@ -14,10 +10,8 @@
 
 /// The whole application on the box in memory, steered by a scenario.
 ///
-/// Keys of a medium's script: "loadDelay", "duration", "liveWindow", "seekDelay" in seconds;
-/// "title"; "stalls": [{"position", "length"}]; "loadFailure": a URL error's code; "failure":
-/// {"position", "code"}; "requests": [{"url", "kind" ("resource" or "key"), "position" (none: at
-/// load), "keyFailure" (a URL error's code)}].
+/// Keys of a medium's script: "duration" in seconds; "requests": [{"url", "kind" ("resource" or
+/// "key"), "position" (none: at load), "keyFailure" (a URL error's code)}].
 class SimScenarioBox final : public scenarios::ScenarioBox {
  public:
   /// Throws scenarios::Failure when the application does not launch.

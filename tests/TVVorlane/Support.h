@@ -1,5 +1,7 @@
 #pragma once
 
+#include <chrono>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -7,21 +9,42 @@
 #include <utility>
 #include <vector>
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include "TVVorlane/TVVorlaneMediaViewController.h"
 #include "TVVorlane/TVVorlaneSession.h"
 #include "TVVorlane/TVVorlaneSessionDelegate.h"
 #include "TVVorlane/TVVorlaneSessionManager.h"
+#include "platform/foundation/MediaTime.h"
+#include "platform/ui/Press.h"
 #include "sim/AssertionsThrow.h"
 #include "sim/Box.h"
 #include "sim/MediaEngine.h"
 #include "sim/MediaLibrary.h"
 
+using namespace std::chrono_literals;
+using platform::Array;
+using platform::Bytes;
+using platform::Dictionary;
+using platform::MediaTime;
+using platform::PressType;
+using platform::Value;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::SizeIs;
+using testing::StartsWith;
+
 using Texts = std::vector<std::string>;
 
+inline constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+inline constexpr double kInfinity = std::numeric_limits<double>::infinity();
+
 /// On one line: `{key=value, ...}`, `[value, ...]`, everything else as it is described.
-inline std::string compact(const platform::Value& value) {
+inline std::string compact(const Value& value) {
   std::string text;
   const auto add = [&](const std::string& entry) {
     if (!text.empty()) text += ", ";
@@ -39,8 +62,7 @@ inline std::string compact(const platform::Value& value) {
 }
 
 /// `name`, or `name {key=value}` where there is an info. What "playing" carries is left out.
-inline std::string eventText(const std::string& name,
-                             const std::optional<platform::Dictionary>& info) {
+inline std::string eventText(const std::string& name, const std::optional<Dictionary>& info) {
   return info && name != "playing" ? name + " " + compact(*info) : name;
 }
 
@@ -83,17 +105,17 @@ std::string assertionText(Call call) {
 class RecordingSessionDelegate final : public TVVorlaneSessionDelegate {
  public:
   void session(TVVorlaneSession&, const std::string& didPerformEvent,
-               const std::optional<platform::Dictionary>& withInfo) override {
+               const std::optional<Dictionary>& withInfo) override {
     _texts.push_back(eventText(didPerformEvent, withInfo));
     _lastInfo = withInfo;
   }
   /// Those since the last take().
   Texts take() { return std::exchange(_texts, {}); }
-  const std::optional<platform::Dictionary>& lastInfo() const { return _lastInfo; }
+  const std::optional<Dictionary>& lastInfo() const { return _lastInfo; }
 
  private:
   Texts _texts;
-  std::optional<platform::Dictionary> _lastInfo;
+  std::optional<Dictionary> _lastInfo;
 };
 
 /// What start completions were given.
@@ -107,7 +129,7 @@ class Completions {
   }
   std::size_t count() const { return errors.size(); }
 
-  std::vector<std::optional<platform::Dictionary>> outInfos;
+  std::vector<std::optional<Dictionary>> outInfos;
   std::vector<std::optional<platform::Error>> errors;
 };
 
@@ -115,10 +137,8 @@ inline const std::string kVideoURL = "http://sender/video.mp4";
 inline const std::string kNextURL = "http://sender/next.mp4";
 
 /// Start parameters of a video of 100 s.
-inline platform::Dictionary videoOptions(std::uint32_t sessionID,
-                                         const platform::Dictionary& more = {}) {
-  platform::Dictionary options{
-      {"Content-Location", kVideoURL}, {"sessionID", sessionID}, {"uuid", "U1"}};
+inline Dictionary videoOptions(std::uint32_t sessionID, const Dictionary& more = {}) {
+  Dictionary options{{"Content-Location", kVideoURL}, {"sessionID", sessionID}, {"uuid", "U1"}};
   options.merge(more);
   return options;
 }
@@ -144,6 +164,13 @@ class SessionTest : public testing::Test {
     box.mediaLibrary().add(kNextURL, {.duration = 100});
   }
 
+  template <typename Session>
+  std::shared_ptr<Session> startSession(const Dictionary& options) {
+    auto session = std::make_shared<Session>();
+    session->setDelegate(delegate);
+    session->startWithOptions(options, completions.recorder());
+    return session;
+  }
   /// The engine of the newest player.
   sim::MediaEngine& engine() { return *box.mediaLibrary().engines().back(); }
   TVVorlaneSessionManager& manager() { return *TVVorlaneSessionManager::sharedInstance(); }
@@ -154,4 +181,6 @@ class SessionTest : public testing::Test {
   }
 
   sim::Box box;
+  std::shared_ptr<RecordingSessionDelegate> delegate = std::make_shared<RecordingSessionDelegate>();
+  Completions completions;
 };

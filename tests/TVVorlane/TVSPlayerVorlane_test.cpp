@@ -1,24 +1,10 @@
-#include <chrono>
 #include <limits>
-
-#include <gmock/gmock.h>
 
 #include "TVVorlane/TVSPlayer+Vorlane.h"
 #include "TVVorlane/TVVorlaneMediaItem.h"
 #include "tests/TVVorlane/Support.h"
 
-using namespace std::chrono_literals;
-using platform::Array;
-using platform::Dictionary;
-using platform::MediaTime;
-using platform::Value;
-using testing::ElementsAre;
-using testing::IsEmpty;
-
 namespace {
-
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 class PlayerExtensionTest : public SessionTest {
  protected:

@@ -1,15 +1,8 @@
 #include "TVVorlane/TVVorlaneAppDelegate.h"
 
-#include <gmock/gmock.h>
-
 #include "tests/TVVorlane/Support.h"
 
-using namespace std::chrono_literals;
 using platform::AudioRoute;
-using platform::Dictionary;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 namespace {
 

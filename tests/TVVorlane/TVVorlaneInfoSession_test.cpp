@@ -1,11 +1,7 @@
 #include "TVVorlane/TVVorlaneInfoSession.h"
 
-#include <chrono>
-
 #include "tests/TVVorlane/Support.h"
 
-using namespace std::chrono_literals;
-using platform::Dictionary;
 namespace Type = TVVorlaneSessionType;
 
 namespace {
@@ -13,17 +9,11 @@ namespace {
 class TVVorlaneInfoSessionTest : public SessionTest {
  protected:
   std::shared_ptr<TVVorlaneInfoSession> start(const Dictionary& options) {
-    auto session = std::make_shared<TVVorlaneInfoSession>();
-    session->setDelegate(delegate);
-    session->startWithOptions(options, completions.recorder());
-    return session;
+    return startSession<TVVorlaneInfoSession>(options);
   }
   std::shared_ptr<TVVorlaneInfoSession> startPin() {
     return start({{"TVVorlaneInfoSessionCommand", "showPIN"}, {"pin", "1234"}});
   }
-
-  std::shared_ptr<RecordingSessionDelegate> delegate = std::make_shared<RecordingSessionDelegate>();
-  Completions completions;
 };
 
 TEST_F(TVVorlaneInfoSessionTest, TypeAndTextsFollowTheCommand) {

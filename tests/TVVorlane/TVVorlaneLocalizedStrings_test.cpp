@@ -1,7 +1,6 @@
 #include "TVVorlane/TVVorlaneLocalizedStrings.h"
 
 #include <set>
-#include <string>
 
 #include "TVVorlane/strings/StringTable.h"
 #include "tests/TVVorlane/Support.h"

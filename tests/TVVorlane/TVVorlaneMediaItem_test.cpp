@@ -1,14 +1,7 @@
 #include "TVVorlane/TVVorlaneMediaItem.h"
 
-#include <string_view>
-#include <utility>
-
 #include "TVVorlane/TVVorlaneStoreMediaItem.h"
 #include "tests/TVVorlane/Support.h"
-
-using platform::Bytes;
-using platform::Dictionary;
-using platform::Value;
 
 namespace {
 

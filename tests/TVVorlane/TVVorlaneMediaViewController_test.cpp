@@ -1,7 +1,5 @@
 #include "TVVorlane/TVVorlaneMediaViewController.h"
 
-#include <gmock/gmock.h>
-
 #include "TVVorlane/TVVorlaneInfoSession.h"
 #include "TVVorlane/TVVorlanePINViewController.h"
 #include "TVVorlane/TVVorlanePresentationSession.h"
@@ -10,23 +8,13 @@
 #include "TVVorlane/TVVorlaneVideoPlayerViewController.h"
 #include "tests/TVVorlane/Support.h"
 
-using namespace std::chrono_literals;
-using platform::Dictionary;
-using platform::PressType;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::Not;
-
 namespace {
 
 class MediaViewControllerTest : public SessionTest {
  protected:
   template <typename Session>
   std::shared_ptr<Session> started(const Dictionary& options) {
-    auto session = std::make_shared<Session>();
-    session->setDelegate(delegate);
-    session->startWithOptions(options, [](const auto&, const auto&) {});
+    auto session = startSession<Session>(options);
     box.run();
     return session;
   }
@@ -59,7 +47,6 @@ class MediaViewControllerTest : public SessionTest {
   const std::string kPIN = "TVVorlanePINViewController";
   const std::string kVideo = "_TVVorlaneVideoPlayerViewController";
   const std::string kPresentation = "TVVorlanePresentationViewController";
-  std::shared_ptr<RecordingSessionDelegate> delegate = std::make_shared<RecordingSessionDelegate>();
 };
 
 TEST_F(MediaViewControllerTest, StacksItsChildrenByKindWhateverTheOrder) {

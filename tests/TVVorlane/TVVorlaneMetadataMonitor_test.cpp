@@ -1,13 +1,8 @@
 #include "TVVorlane/TVVorlaneMetadataMonitor.h"
 
-#include <utility>
-#include <vector>
-
 #include "tests/TVVorlane/Support.h"
 
-using platform::Dictionary;
 using platform::NowPlayingPlaybackState;
-using platform::Value;
 
 namespace {
 

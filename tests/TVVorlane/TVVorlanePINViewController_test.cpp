@@ -2,8 +2,6 @@
 
 #include "tests/TVVorlane/Support.h"
 
-using platform::PressType;
-
 namespace {
 
 class TVVorlanePINViewControllerTest : public testing::Test {

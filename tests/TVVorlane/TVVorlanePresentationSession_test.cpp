@@ -1,12 +1,7 @@
 #include "TVVorlane/TVVorlanePresentationSession.h"
 
-#include <chrono>
-
 #include "TVVorlane/TVVorlanePresentationView.h"
 #include "tests/TVVorlane/Support.h"
-
-using namespace std::chrono_literals;
-using platform::Dictionary;
 
 namespace {
 
@@ -23,8 +18,6 @@ class TVVorlanePresentationSessionTest : public SessionTest {
 
   std::shared_ptr<TVVorlanePresentationSession> session =
       std::make_shared<TVVorlanePresentationSession>();
-  std::shared_ptr<RecordingSessionDelegate> delegate = std::make_shared<RecordingSessionDelegate>();
-  Completions completions;
   std::optional<platform::Error> error;
 };
 

@@ -1,15 +1,9 @@
 #include "TVVorlane/TVVorlanePresentationViewController.h"
 
-#include <chrono>
-#include <utility>
-#include <vector>
-
 #include "TVVorlane/TVVorlanePresentationSession.h"
-#include "TVVorlane/TVVorlanePresentationView.h"
 #include "tests/TVVorlane/Support.h"
 
 using platform::InputEvent;
-using platform::PressType;
 using platform::SwipeDirection;
 
 namespace {
@@ -50,9 +44,7 @@ TEST_F(TVVorlanePresentationViewTest, ProgressHidesThePicture) {
 class TVVorlanePresentationViewControllerTest : public SessionTest {
  protected:
   void show(std::uint32_t id) {
-    session = std::make_shared<TVVorlanePresentationSession>();
-    session->setDelegate(delegate);
-    session->startWithOptions({{"sessionID", id}}, completions.recorder());
+    session = startSession<TVVorlanePresentationSession>({{"sessionID", id}});
     // Until it has faded in, when it gets the focus.
     box.advance(std::chrono::milliseconds(300));
   }
@@ -64,8 +56,6 @@ class TVVorlanePresentationViewControllerTest : public SessionTest {
   }
 
   std::shared_ptr<TVVorlanePresentationSession> session;
-  std::shared_ptr<RecordingSessionDelegate> delegate = std::make_shared<RecordingSessionDelegate>();
-  Completions completions;
 };
 
 TEST_F(TVVorlanePresentationViewControllerTest, ShowsTheSessionsView) {

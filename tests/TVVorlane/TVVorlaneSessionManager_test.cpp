@@ -2,64 +2,40 @@
 
 #include "TVVorlane/TVVorlaneSessionManager.h"
 
-#include <algorithm>
-#include <chrono>
-
 #include "TVVorlane/TVVorlaneInfoSession.h"
 #include "TVVorlane/TVVorlanePresentationSession.h"
 #include "TVVorlane/TVVorlaneStreamingAudioSession.h"
 #include "TVVorlane/TVVorlaneURLSession.h"
 #include "tests/TVVorlane/Support.h"
 
-using namespace std::chrono_literals;
 using Opening = sim::Screen::Opening;
-using platform::Dictionary;
 
 namespace {
 
 class TVVorlaneSessionManagerTest : public SessionTest {
  protected:
-  template <typename Session>
-  std::shared_ptr<Session> start(const Dictionary& options) {
-    auto session = std::make_shared<Session>();
-    session->setDelegate(delegate);
-    session->startWithOptions(options, completions.recorder());
-    return session;
-  }
   std::shared_ptr<TVVorlaneStreamingAudioSession> startAudio(std::uint32_t id = 1) {
-    return start<TVVorlaneStreamingAudioSession>({{"sessionID", id}});
+    return startSession<TVVorlaneStreamingAudioSession>({{"sessionID", id}});
   }
   std::shared_ptr<TVVorlanePresentationSession> startPresentation(std::uint32_t id = 2) {
-    return start<TVVorlanePresentationSession>({{"sessionID", id}});
+    return startSession<TVVorlanePresentationSession>({{"sessionID", id}});
   }
   std::shared_ptr<TVVorlaneURLSession> startVideo(std::uint32_t id = 3) {
-    return start<TVVorlaneURLSession>(videoOptions(id));
+    return startSession<TVVorlaneURLSession>(videoOptions(id));
   }
   std::shared_ptr<TVVorlaneURLSession> startAudioOnly(std::uint32_t id = 4) {
-    return start<TVVorlaneURLSession>(videoOptions(id, {{"audioOnly", true}}));
+    return startSession<TVVorlaneURLSession>(videoOptions(id, {{"audioOnly", true}}));
   }
   std::shared_ptr<TVVorlaneInfoSession> startPin() {
-    return start<TVVorlaneInfoSession>(
+    return startSession<TVVorlaneInfoSession>(
         {{TVVorlaneInfoSessionCommand.data(), "showPIN"}, {"pin", "1234"}});
   }
   std::shared_ptr<TVVorlaneInfoSession> startDialog() {
-    return start<TVVorlaneInfoSession>(
+    return startSession<TVVorlaneInfoSession>(
         {{TVVorlaneInfoSessionCommand.data(), "incompatibleSender"}});
   }
 
   const std::string& state() { return manager().stateMachine().currentState(); }
-  std::size_t requests() { return box.logCount("Request presentation for media view controller"); }
-  /// The codes that the start completions were given since the last time; 0 is success.
-  std::vector<std::int64_t> takeCodes() {
-    std::vector<std::int64_t> codes;
-    for (const auto& error : completions.errors) codes.push_back(error ? error->code : 0);
-    completions.errors.clear();
-    return codes;
-  }
-  using Codes = std::vector<std::int64_t>;
-
-  std::shared_ptr<RecordingSessionDelegate> delegate = std::make_shared<RecordingSessionDelegate>();
-  Completions completions;
 };
 
 TEST_F(TVVorlaneSessionManagerTest, LifeOnScreenInTheLog) {
@@ -81,31 +57,6 @@ TEST_F(TVVorlaneSessionManagerTest, LifeOnScreenInTheLog) {
                    "Deregister session " + name + " immediately 1"}));
   EXPECT_EQ(box.logCount("#T:[Main] #Notice #TVVLSessionManager : Register session " + name + " "),
             1U);
-}
-
-TEST_F(TVVorlaneSessionManagerTest, EverySlotTakesTheLastActiveOfItsKind) {
-  const auto pins = {startPin(), startPin()};
-  const auto dialogs = {startDialog(), startDialog()};
-  const auto presentations = {startPresentation(1), startPresentation(2)};
-  const auto videos = {startVideo(3), startVideo(4)};
-  startAudioOnly(5);
-  box.run();
-  const auto root = rootController();
-  ASSERT_NE(root, nullptr);
-  EXPECT_EQ(root->pinInfoSession(), pins.end()[-1]);
-  EXPECT_EQ(root->dialogInfoSession(), dialogs.end()[-1]);
-  EXPECT_EQ(root->presentationSession(), presentations.end()[-1]);
-  EXPECT_EQ(root->videoPlaybackSession(), videos.end()[-1]);
-
-  // Deactivated ones stay registered, and are found, but not shown.
-  videos.end()[-1]->userStop();
-  presentations.end()[-1]->userStop();
-  manager().deregisterSession(pins.end()[-1], false);
-  box.run();
-  EXPECT_EQ(root->pinInfoSession(), pins.begin()[0]);
-  EXPECT_EQ(root->presentationSession(), presentations.begin()[0]);
-  EXPECT_EQ(root->videoPlaybackSession(), videos.begin()[0]);
-  EXPECT_EQ(manager().urlSessionWithID(4), videos.end()[-1]);
 }
 
 TEST_F(TVVorlaneSessionManagerTest, Lookups) {
@@ -183,37 +134,6 @@ TEST_F(TVVorlaneSessionManagerTest, WhatACompletionRegistersWaitsForTheNextUpdat
   EXPECT_EQ(nested, 1);
 }
 
-TEST_F(TVVorlaneSessionManagerTest, ARefusedPresentationReachesEveryCompletion) {
-  box.screen().setOpening(Opening::Refuses, 1s);
-  const auto audio = startAudio();
-  const auto pin = startPin();
-  const auto dialog = startDialog();
-  const auto presentation = startPresentation();
-  const auto video = startVideo();
-  box.run();
-  EXPECT_EQ(state(), "Moving to Foreground");
-  startAudio(9);
-  box.run();
-  EXPECT_TRUE(takeCodes().empty());
-
-  box.screen().setOpening(Opening::Succeeds);
-  box.advance(1s);
-  // Info sessions report success; the audio that only waited gets the error too.
-  auto codes = takeCodes();
-  std::sort(codes.begin(), codes.end());
-  EXPECT_EQ(codes, (Codes{-6700, -6700, -6700, -6700, 0, 0}));
-  EXPECT_EQ(box.logCount("Cleaning up:  Error Domain=TVSStatusCodeErrorDomain Code=-6700"), 1U);
-  EXPECT_EQ(box.logCount("with result (success: 0 error: Error Domain="), 1U);
-  EXPECT_EQ(box.logCount("User dismissed info dialog session " + dialog->description()), 1U);
-  // The presentation before the video; the dialog posts nothing.
-  Texts stops;
-  for (auto& event : delegate->take()) {
-    if (event.starts_with("userStop")) stops.push_back(std::move(event));
-  }
-  EXPECT_EQ(stops,
-            (Texts{"userStop {sessionID=2, userExit=1}", "userStop {sessionID=3, userExit=1}"}));
-}
-
 TEST_F(TVVorlaneSessionManagerTest, EventsWithoutAHandlerChangeNothing) {
   manager().mediaViewControllerDidDismiss(nullptr);
   manager().mediaViewControllerDidBecomeReady(std::make_shared<TVVorlaneMediaViewController>());
@@ -227,7 +147,7 @@ TEST_F(TVVorlaneSessionManagerTest, EventsWithoutAHandlerChangeNothing) {
   startAudio();
   box.run();
   EXPECT_EQ(state(), "Moving to Foreground");
-  EXPECT_TRUE(takeCodes().empty());
+  EXPECT_EQ(completions.count(), 0u);
 
   box.advance(1s);
   const auto root = rootController();

@@ -1,11 +1,6 @@
 #include "TVVorlane/TVVorlaneStreamingAudioSession.h"
 
-#include <chrono>
-
 #include "tests/TVVorlane/Support.h"
-
-using namespace std::chrono_literals;
-using platform::Dictionary;
 
 namespace {
 
@@ -15,9 +10,7 @@ constexpr std::string_view kAllow = "quorin.vorlane.playbackAllow";
 class TVVorlaneStreamingAudioSessionTest : public SessionTest {
  protected:
   std::shared_ptr<TVVorlaneStreamingAudioSession> start(const Dictionary& options) {
-    auto session = std::make_shared<TVVorlaneStreamingAudioSession>();
-    session->setDelegate(delegate);
-    session->startWithOptions(options, completions.recorder());
+    auto session = startSession<TVVorlaneStreamingAudioSession>(options);
     box.run();
     return session;
   }
@@ -28,9 +21,6 @@ class TVVorlaneStreamingAudioSessionTest : public SessionTest {
     box.run();
   }
   Texts systemLog() { return logTexts(box, "TVSSystemLog"); }
-
-  std::shared_ptr<RecordingSessionDelegate> delegate = std::make_shared<RecordingSessionDelegate>();
-  Completions completions;
 };
 
 TEST_F(TVVorlaneStreamingAudioSessionTest, StartsAndStops) {
@@ -54,14 +44,6 @@ TEST_F(TVVorlaneStreamingAudioSessionTest, StartsAndStops) {
   EXPECT_EQ(session->initialOptions(), std::nullopt);
   EXPECT_TRUE(manager().activeSessions().empty());
   EXPECT_TRUE(delegate->take().empty());
-}
-
-TEST_F(TVVorlaneStreamingAudioSessionTest, InvalidStartRegistersNothing) {
-  const auto session = start({{"sessionID", 9}, {"rate", "1"}});
-  ASSERT_EQ(completions.count(), 1U);
-  EXPECT_EQ(completions.errors[0], platform::Error::status(-6756));
-  EXPECT_EQ(session->initialOptions(), std::nullopt);
-  EXPECT_TRUE(manager().activeSessions().empty());
 }
 
 TEST_F(TVVorlaneStreamingAudioSessionTest, PassesProgressOn) {

@@ -5,10 +5,6 @@
 #include "platform/foundation/MediaTime.h"
 #include "tests/TVVorlane/URLSessionFixture.h"
 
-using platform::Dictionary;
-using platform::MediaTime;
-using platform::Value;
-
 namespace {
 
 platform::Bytes bytes(std::size_t count) { return platform::Bytes(count, std::byte{0x5a}); }

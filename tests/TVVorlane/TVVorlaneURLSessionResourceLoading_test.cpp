@@ -2,46 +2,24 @@
 
 #include <limits>
 
-#include <gmock/gmock.h>
-
 #include "TVVorlane/TVVorlaneMediaItem.h"
 #include "TVVorlane/TVVorlaneStatusCodes.h"
 #include "platform/media/TVSResourceLoadingRequest.h"
 #include "tests/TVVorlane/URLSessionFixture.h"
 
-using platform::Bytes;
-using platform::Dictionary;
-using platform::Value;
-using testing::ElementsAre;
-using testing::EndsWith;
-using testing::IsEmpty;
-using testing::StartsWith;
-
 namespace {
 
 Bytes bytes(std::size_t count) { return Bytes(count, std::byte{0x5a}); }
 
-/// A content-key request that answers with certificate and content identifier, or fails.
+/// A content-key request that fails, or gives no data.
 class KeyRequest final : public TVSSecureKeyRequest {
  public:
   using TVSSecureKeyRequest::TVSSecureKeyRequest;
   bool loadKeyRequestData(std::optional<platform::Error>* error) override {
-    if (failure) {
-      *error = failure;
-      return false;
-    }
-    if (givesData) {
-      Bytes data = *_certificate.asData();
-      data.insert(data.end(), _contentIdentifier.asData()->begin(),
-                  _contentIdentifier.asData()->end());
-      _keyRequestData = std::make_shared<const Bytes>(std::move(data));
-    }
-    return true;
+    if (failure) *error = failure;
+    return !failure;
   }
-  const Value& options() const { return _options; }
-
   std::optional<platform::Error> failure;
-  bool givesData = true;
 };
 
 class ResourceLoadingTest : public URLSessionTest {
@@ -222,27 +200,12 @@ TEST_F(ResourceLoadingTest, RefusedAnswersLeaveTheRequest) {
   EXPECT_EQ(session->resourceLoadingRequests().size(), 1u);
 }
 
-TEST_F(ResourceLoadingTest, KeyIsMadeOfTheAnswerAndTheRequestStays) {
-  const auto key = request<KeyRequest>(4);
-  for (int round = 0; round < 2; ++round) {
-    EXPECT_TRUE(answerKey(4));
-    EXPECT_EQ(outInfo, (Dictionary{{"value", bytes(5)}}));
-  }
-  EXPECT_EQ(key->options(), Value(Dictionary{{"o", 1}}));
-  EXPECT_EQ(session->resourceLoadingRequests().size(), 1u);
-  EXPECT_EQ(finished, 0);
-  // The key itself comes as the answer to the load.
-  EXPECT_TRUE(answer({{"FCUP_Response_RequestID", 4}, {"FCUP_Response_Data", bytes(16)}}));
-  EXPECT_EQ(finished, 1);
-}
-
 TEST_F(ResourceLoadingTest, KeyThatCannotBeMade) {
   const auto key = request<KeyRequest>(4);
   key->failure = platform::Error{"Keys", 12, {}, {}, {}};
   EXPECT_FALSE(answerKey(4));
   EXPECT_EQ(error, key->failure);
   key->failure.reset();
-  key->givesData = false;
   EXPECT_FALSE(answerKey(4));
   EXPECT_EQ(code(), kTVVorlaneStatusNotFound);
   EXPECT_FALSE(outInfo);

@@ -3,23 +3,10 @@
 #include <cmath>
 #include <limits>
 
-#include <gmock/gmock.h>
-
 #include "TVVorlane/TVVorlaneStatusCodes.h"
 #include "tests/TVVorlane/URLSessionFixture.h"
 
-using namespace std::chrono_literals;
-using platform::Dictionary;
-using platform::Value;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::EndsWith;
-using testing::IsEmpty;
-
 namespace {
-
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 TEST_F(URLSessionTest, StartsShowsAndPlays) {
   start();
@@ -46,33 +33,23 @@ TEST_F(URLSessionTest, StartsShowsAndPlays) {
   EXPECT_EQ(completions.count(), 1u);
 }
 
-struct BadOption {
-  const char* key;
-  Value value;
-};
-
-class RefusedStart : public URLSessionTest, public testing::WithParamInterface<BadOption> {};
-
-TEST_P(RefusedStart, LeavesNothingBehind) {
-  start(videoOptions(7, {{GetParam().key, GetParam().value}}));
-  box.run();
-  ASSERT_EQ(completions.count(), 1u);
-  EXPECT_EQ(completions.errors[0], platform::Error::status(kTVVorlaneStatusWrongType));
-  EXPECT_FALSE(completions.outInfos[0]);
-  EXPECT_THAT(manager().activeSessions(), IsEmpty());
-  EXPECT_THAT(box.mediaLibrary().engines(), IsEmpty());
-  EXPECT_FALSE(session->initialRequest());
-  EXPECT_FALSE(box.nowPlaying().isEligible());
-  EXPECT_EQ(box.log().size(), 1u);
-  EXPECT_EQ(box.logCount("#TVVLSession : ### Vorlane bad value for '" +
-                         std::string(GetParam().key) + "' in params:\n{"),
-            1u);
+TEST_F(URLSessionTest, ARefusedStartLeavesNothingBehind) {
+  const std::pair<std::string, Value> bad[] = {
+      {"Content-Location", 5}, {"Content-Location", Value::null()}, {"rate", "1"}, {"uuid", 1}};
+  for (const auto& [key, value] : bad) {
+    startAnew(videoOptions(7, {{key, value}}));
+    box.run();
+    ASSERT_EQ(completions.count(), 1u);
+    EXPECT_EQ(completions.errors[0], platform::Error::status(kTVVorlaneStatusWrongType));
+    EXPECT_FALSE(completions.outInfos[0]);
+    EXPECT_THAT(manager().activeSessions(), IsEmpty());
+    EXPECT_THAT(box.mediaLibrary().engines(), IsEmpty());
+    EXPECT_FALSE(session->initialRequest());
+    EXPECT_FALSE(box.nowPlaying().isEligible());
+    EXPECT_EQ(box.log().size(), 1u);
+    EXPECT_EQ(box.logCount("### Vorlane bad value for '" + key + "' in params:\n{"), 1u);
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(Some, RefusedStart,
-                         testing::Values(BadOption{"Content-Location", 5},
-                                         BadOption{"Content-Location", Value::null()},
-                                         BadOption{"rate", "1"}, BadOption{"uuid", 1}));
 
 TEST_F(URLSessionTest, WithoutAURLNothingIsStartedOrAnswered) {
   const Dictionary options{{"sessionID", 7}};
@@ -86,103 +63,83 @@ TEST_F(URLSessionTest, WithoutAURLNothingIsStartedOrAnswered) {
                                      "params:\n{\n    sessionID = 7;\n} "));
 }
 
-struct StartPoint {
-  Dictionary options;
-  std::optional<double> seconds;
-  std::optional<double> fraction;
-  std::optional<platform::Date> date = {};
-};
-
-class StartPoints : public URLSessionTest, public testing::WithParamInterface<StartPoint> {};
-
-TEST_P(StartPoints, AreWhereTheLoadBegins) {
-  start(videoOptions(7, GetParam().options));
-  const auto& load = engine().currentLoad();
-  EXPECT_EQ(load.startSeconds, GetParam().seconds);
-  EXPECT_EQ(load.startFraction, GetParam().fraction);
-  EXPECT_EQ(load.startDate, GetParam().date);
-  box.run();
-  EXPECT_EQ(completions.count(), 1u);
+TEST_F(URLSessionTest, StartPointsAreWhereTheLoadBegins) {
+  const platform::Date early{400};
+  const platform::Date late{500};
+  const struct {
+    Dictionary options;
+    std::optional<double> seconds = {};
+    std::optional<double> fraction = {};
+    std::optional<platform::Date> date = {};
+  } cases[] = {{{}},
+               {{{"Start-Position-Seconds", 12}, {"Start-Position", 0.5}}, 12.0},
+               {{{"Start-Position", 0.5}}, {}, 0.5},
+               {{{"Start-Position", 1e9}}, {}, 1.0},
+               {{{"Start-Position", kNaN}}},
+               {{{"Start-Position-Seconds", kInfinity}}},
+               {{{"Start-Estimated-Date", late}}},
+               {{{"Start-Date", early}}, {}, {}, early},
+               {{{"Start-Date", early}, {"Start-Estimated-Date", late}}, {}, {}, early},
+               {{{"Start-Date", platform::Date{kNaN}}}}};
+  for (const auto& [options, seconds, fraction, date] : cases) {
+    SCOPED_TRACE(compact(options));
+    startAnew(videoOptions(7, options));
+    const auto& load = engine().currentLoad();
+    EXPECT_EQ(load.startSeconds, seconds);
+    EXPECT_EQ(load.startFraction, fraction);
+    EXPECT_EQ(load.startDate, date);
+  }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    All, StartPoints,
-    testing::Values(StartPoint{{}, {}, {}},
-                    StartPoint{{{"Start-Position-Seconds", 12}, {"Start-Position", 0.5}}, 12.0, {}},
-                    StartPoint{{{"Start-Position", 0.5}}, {}, 0.5},
-                    StartPoint{{{"Start-Position", 1e9}}, {}, 1.0},
-                    StartPoint{{{"Start-Position", kNaN}}, {}, {}},
-                    StartPoint{{{"Start-Position-Seconds", kInfinity}}, {}, {}},
-                    StartPoint{{{"Start-Estimated-Date", platform::Date{500}}}, {}, {}},
-                    StartPoint{{{"Start-Date", platform::Date{400}}}, {}, {}, platform::Date{400}},
-                    StartPoint{{{"Start-Date", platform::Date{400}},
-                                {"Start-Estimated-Date", platform::Date{500}}},
-                               {},
-                               {},
-                               platform::Date{400}},
-                    StartPoint{{{"Start-Date", platform::Date{kNaN}}}, {}, {}}));
-
-struct StartRate {
-  Value rate;
-  double used;
-  Texts events;
-};
-
-class StartRates : public URLSessionTest, public testing::WithParamInterface<StartRate> {};
-
-TEST_P(StartRates, AreAppliedOnceTheSessionIsShown) {
-  start(videoOptions(7, {{"rate", GetParam().rate}}));
-  EXPECT_EQ(player().rateUsedForPlayback(), 1);
-  box.advance(500ms);
-  ASSERT_EQ(completions.count(), 1u);
-  EXPECT_FALSE(completions.errors[0]);
-  EXPECT_EQ(player().rateUsedForPlayback(), GetParam().used);
-  EXPECT_EQ(delegate->take(), GetParam().events);
+TEST_F(URLSessionTest, StartRatesAreAppliedOnceTheSessionIsShown) {
+  const struct {
+    Value rate;
+    double used;
+    const char* state = "playing";
+  } cases[] = {{{}, 1},   {2, 2},           {0, 1, "paused"}, {false, 1, "paused"},
+               {1e9, 64}, {1e-300, 1e-300}, {kNaN, 1},        {kInfinity, 1}};
+  for (const auto& [rate, used, state] : cases) {
+    SCOPED_TRACE(compact(rate));
+    startAnew(videoOptions(7, {{"rate", rate}}));
+    EXPECT_EQ(player().rateUsedForPlayback(), 1);
+    box.advance(500ms);
+    ASSERT_EQ(completions.count(), 1u);
+    EXPECT_FALSE(completions.errors[0]);
+    EXPECT_EQ(player().rateUsedForPlayback(), used);
+    EXPECT_THAT(delegate->take(), ElementsAre("loading", state));
+  }
 }
 
-INSTANTIATE_TEST_SUITE_P(All, StartRates,
-                         testing::Values(StartRate{{}, 1, {"loading", "playing"}},
-                                         StartRate{2, 2, {"loading", "playing"}},
-                                         StartRate{0, 1, {"loading", "paused"}},
-                                         StartRate{false, 1, {"loading", "paused"}},
-                                         StartRate{1e9, 64, {"loading", "playing"}},
-                                         StartRate{1e-300, 1e-300, {"loading", "playing"}},
-                                         StartRate{kNaN, 1, {"loading", "playing"}},
-                                         StartRate{kInfinity, 1, {"loading", "playing"}}));
-
-struct Kind {
-  Dictionary options;
-  std::int64_t sessionType;
-  const char* mediaType;
-  bool publishesByItself;
-};
-
-class Kinds : public URLSessionTest, public testing::WithParamInterface<Kind> {};
-
-TEST_P(Kinds, DependOnWhatTheSenderSaysOfTheSound) {
-  start(videoOptions(7, GetParam().options));
-  box.advance(1s);
-  EXPECT_EQ(completions.count(), 1u);
-  EXPECT_EQ(session->sessionType(), GetParam().sessionType);
-  EXPECT_EQ(player().currentMediaItem()->metadata(platform::kMediaItemMediaType),
-            Value(GetParam().mediaType));
-  EXPECT_EQ(player().updatesNowPlayingInfoAutomatically(), GetParam().publishesByItself);
-  EXPECT_EQ(box.viewServiceHost().isPresenting(), GetParam().sessionType == 2);
-  EXPECT_THAT(delegate->take(), ElementsAre("loading", "playing"));
-  // What is inserted later is of the same kind.
-  EXPECT_TRUE(insert(kNextURL, "U2"));
-  const auto inserted = session->playlist()->trackList().back();
-  EXPECT_EQ(inserted->metadata(platform::kMediaItemMediaType),
-            Value(session->audioOnly() ? "music" : "video"));
+TEST_F(URLSessionTest, KindsDependOnWhatTheSenderSaysOfTheSound) {
+  const struct {
+    Dictionary options;
+    std::int64_t sessionType;
+    const char* mediaType;
+    bool publishesByItself = false;
+  } cases[] = {{{}, 2, "video"},
+               {{{"audioOnly", false}}, 2, "video", true},
+               {{{"audioOnly", true}}, 3, "music"},
+               {{{"purchasedMediaKind", "music"}}, 3, "video"},
+               {{{"purchasedMediaKind", "music"}, {"audioOnly", false}}, 3, "video", true},
+               {{{"purchasedMediaKind", "movie"}}, 2, "video"}};
+  for (const auto& [options, sessionType, mediaType, publishesByItself] : cases) {
+    SCOPED_TRACE(compact(options));
+    startAnew(videoOptions(7, options));
+    box.advance(1s);
+    EXPECT_EQ(completions.count(), 1u);
+    EXPECT_EQ(session->sessionType(), sessionType);
+    EXPECT_EQ(player().currentMediaItem()->metadata(platform::kMediaItemMediaType),
+              Value(mediaType));
+    EXPECT_EQ(player().updatesNowPlayingInfoAutomatically(), publishesByItself);
+    EXPECT_EQ(box.viewServiceHost().isPresenting(), sessionType == 2);
+    EXPECT_THAT(delegate->take(), ElementsAre("loading", "playing"));
+    // What is inserted later is of the same kind.
+    EXPECT_TRUE(insert(kNextURL, "U2"));
+    const auto inserted = session->playlist()->trackList().back();
+    EXPECT_EQ(inserted->metadata(platform::kMediaItemMediaType),
+              Value(session->audioOnly() ? "music" : "video"));
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    All, Kinds,
-    testing::Values(Kind{{}, 2, "video", false}, Kind{{{"audioOnly", false}}, 2, "video", true},
-                    Kind{{{"audioOnly", true}}, 3, "music", false},
-                    Kind{{{"purchasedMediaKind", "music"}}, 3, "video", false},
-                    Kind{{{"purchasedMediaKind", "music"}, {"audioOnly", false}}, 3, "video", true},
-                    Kind{{{"purchasedMediaKind", "movie"}}, 2, "video", false}));
 
 TEST_F(URLSessionTest, SoundIsSetBeforeTheLoad) {
   start(videoOptions(7, {{"muted", true}, {"volume", 0.25}}));
@@ -227,27 +184,6 @@ TEST_F(URLSessionTest, ItemsWithoutIdentifierAreOnlyLogged) {
               ElementsAre("!!!Vorlane-Playlist HIT END (no UUID)!!!",
                           "!!!Vorlane-Playlist ITEM REMOVED (no UUID)!!!",
                           "Vorlane-Playlist ITEM CHANGED : (null)"));
-}
-
-TEST_F(URLSessionTest, FailureEndsAsStoppedAndTellsWhy) {
-  start(videoOptions(7, {{"Content-Location", "http://sender/missing.mp4"}}));
-  box.advance(1s);
-  ASSERT_EQ(completions.count(), 1u);
-  EXPECT_FALSE(completions.errors[0]);
-  EXPECT_THAT(delegate->take(), ElementsAre("loading", "stopped {sessionID=7, reason=ended}"));
-  const auto info = *get("playbackInfo").asDictionary();
-  EXPECT_EQ(info.get("readyToPlay"), Value(0));
-  EXPECT_EQ(info.get("code"), Value(-1100));
-  EXPECT_EQ(info.get("domain"), Value(platform::kURLErrorDomain));
-  EXPECT_EQ(info.get("uuid"), Value("U1"));
-  EXPECT_EQ(get("playbackErrorLog").asArray()->size(), 1u);
-}
-
-TEST_F(URLSessionTest, StallIsLoadingAndPlayingAgain) {
-  box.mediaLibrary().add(kVideoURL, {.stalls = {{10, 3}}});
-  startPlaying();
-  box.advance(20s);
-  EXPECT_THAT(delegate->take(), ElementsAre("loading", "playing"));
 }
 
 TEST_F(URLSessionTest, ScanningPublishesThePosition) {

@@ -1,9 +1,7 @@
 #include "TVVorlane/TVVorlaneUtilities.h"
 
 #include <set>
-#include <string>
 #include <utility>
-#include <vector>
 
 #include <gtest/gtest.h>
 

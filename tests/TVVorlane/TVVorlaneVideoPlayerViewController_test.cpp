@@ -1,13 +1,6 @@
 #include "TVVorlane/TVVorlaneVideoPlayerViewController.h"
 
-#include <gmock/gmock.h>
-
 #include "tests/TVVorlane/URLSessionFixture.h"
-
-using namespace std::chrono_literals;
-using platform::PressType;
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 namespace {
 
@@ -46,18 +39,6 @@ TEST_F(VideoPlayerTest, MenuAfterTheEndOnlyLogs) {
   EXPECT_TRUE(session->stopWithOptions({}, nullptr));
   box.advance(1s);
   EXPECT_FALSE(rootController());
-}
-
-TEST_F(VideoPlayerTest, RemoteSteersThePlayer) {
-  startPlaying();
-  box.screen().send({PressType::PlayPause});
-  box.run();
-  box.screen().send({PressType::Right});
-  box.run();
-  box.screen().send({PressType::Select});
-  box.run();
-  EXPECT_THAT(delegate->take(), ElementsAre("paused", "playing"));
-  EXPECT_GE(player().elapsedTime(), 10);
 }
 
 }  // namespace

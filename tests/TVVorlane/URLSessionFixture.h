@@ -1,8 +1,5 @@
 #pragma once
 
-#include <chrono>
-#include <memory>
-
 #include "TVVorlane/TVVorlaneURLSession.h"
 #include "tests/TVVorlane/Support.h"
 
@@ -12,6 +9,16 @@ class URLSessionTest : public SessionTest {
   void start(const platform::Dictionary& options = videoOptions(7)) {
     session->setDelegate(delegate);
     session->startWithOptions(options, completions.recorder());
+  }
+  /// Another session, once the one before is gone.
+  void startAnew(const Dictionary& options) {
+    session->stopWithOptions({}, nullptr);
+    box.advance(std::chrono::seconds(1));
+    session = std::make_shared<TVVorlaneURLSession>();
+    delegate->take();
+    completions = {};
+    box.clearLog();
+    start(options);
   }
   /// On screen and in the first second.
   void startPlaying(const platform::Dictionary& options = videoOptions(7)) {
@@ -51,8 +58,6 @@ class URLSessionTest : public SessionTest {
   std::int64_t code() const { return error ? error->code : 0; }
 
   std::shared_ptr<TVVorlaneURLSession> session = std::make_shared<TVVorlaneURLSession>();
-  std::shared_ptr<RecordingSessionDelegate> delegate = std::make_shared<RecordingSessionDelegate>();
-  Completions completions;
   std::optional<platform::Error> error;
   std::optional<platform::Dictionary> outInfo;
 };

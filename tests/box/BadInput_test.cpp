@@ -1,8 +1,6 @@
 // What no sender should say, told to the built program.
 
-#include <functional>
 #include <limits>
-#include <string>
 
 #include "tests/box/SystemFixture.h"
 
@@ -15,43 +13,6 @@ constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr double kNotANumber = std::numeric_limits<double>::quiet_NaN();
 
 using BadInput = SystemTest;
-
-TEST_F(BadInput, OfAWrongTypeChangesNothing) {
-  launch();
-  expectToPlay(1);
-  const auto refused = [&](const std::function<std::int32_t()>& call, const char* line) {
-    SCOPED_TRACE(line);
-    settle();
-    const std::size_t before = mark();
-    EXPECT_EQ(call(), -6756);
-    settle();
-    EXPECT_EQ(logCount(line, before), 1U);
-    EXPECT_EQ(logCount("#Error", before), 0U);
-    EXPECT_EQ(logCount("PostEvent", before), 0U);
-  };
-  refused(
-      [&] {
-        return startVideo(clip(), 2, {{"rate", "fast"}}).status;
-      },
-      "### Vorlane bad value for 'rate' in params:");
-  refused(
-      [&] {
-        return peer->callWith("StopVideo", {{"uuid", 5}}).status;
-      },
-      "### Vorlane bad value for 'uuid' in params:");
-  refused(
-      [&] {
-        return peer->perform("playlistInsert", {{"item", "clip"}}).status;
-      },
-      "### Vorlane bad value for 'item' in params:");
-  refused([&] { return set("volume", "s", "text"); }, "### Vorlane bad value for 'volume'");
-  refused([&] { return set("position", "s", "text"); },
-          "Error setting property:  position, error:");
-  const Dictionary info = playbackInfo();
-  EXPECT_EQ(info.get("uuid"), Value("1"));
-  EXPECT_EQ(info.get("rate"), Value(1.0));
-  EXPECT_EQ(peer->callBox("Status").out.get("sessions").asArray()->size(), 1U);
-}
 
 TEST_F(BadInput, OfNumbersBeyondAllMeasureIsBounded) {
   launch();

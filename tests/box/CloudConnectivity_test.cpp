@@ -1,13 +1,8 @@
 #include <memory>
-#include <string>
-#include <string_view>
-#include <thread>
-#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <unistd.h>
 
 #include "TVVorlane/TVVorlaneAppDelegate.h"
 #include "TVVorlane/TVVorlaneMediaViewController.h"

@@ -1,9 +1,5 @@
 #include "box/Options.h"
 
-#include <string>
-#include <string_view>
-#include <vector>
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,18 +1,9 @@
-#include <filesystem>
-#include <functional>
-#include <memory>
-#include <optional>
-#include <string>
-#include <vector>
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <unistd.h>
 
 #include "platform/foundation/TVSLogger.h"
 #include "platform/media/MediaEngine.h"
-#include "platform/ui/ViewServiceHost.h"
 #include "tests/box/ChildProcess.h"
 #include "tests/box/services/Client.h"
 #include "tests/sim/ReceiverStub.h"
@@ -22,33 +13,14 @@ using testing::Not;
 
 namespace {
 
-class Root final : public platform::ViewServiceViewController {
- public:
-  void viewServiceBeginPresentationWithOptions(const platform::Dictionary&) override {
-    TVSLogNotice("Test", "presentation began");
-  }
-  void viewServiceEndPresentationWithOptions(const platform::Dictionary&,
-                                             std::function<void()> completion) override {
-    TVSLogNotice("Test", "presentation ended");
-    completion();
-  }
-};
-
 /// Registers a receiver delegate, and does at its launch and its end what it was told.
 class Delegate final : public platform::ApplicationDelegate {
  public:
-  enum class Way { Plain, Presents, HangsAtTheEnd, LeavesACallWaiting };
+  enum class Way { Plain, HangsAtTheEnd, LeavesACallWaiting };
   explicit Delegate(Way way) : _way(way) {}
 
   bool applicationDidFinishLaunching(const platform::Dictionary&) override {
     _receiver = ReceiverStub::make();
-    auto& current = platform::Platform::current();
-    if (_way == Way::Presents) {
-      current.viewServiceHost().requestPresentation(
-          [](bool success, const std::optional<platform::Error>&) {
-            if (!success) TVSLogNotice("Test", "presentation failed");
-          });
-    }
     if (_way == Way::LeavesACallWaiting) {
       _receiver->setBody([](platform::WaitGroup& group) {
         group.enter();
@@ -72,8 +44,7 @@ class Delegate final : public platform::ApplicationDelegate {
 
 template <Delegate::Way way>
 platform::Application application() {
-  return {std::make_shared<Delegate>(way), [] { return std::make_shared<Root>(); },
-          [] {
+  return {std::make_shared<Delegate>(way), nullptr, [] {
             return platform::Dictionary{{"fromApplication", true}};
           }};
 }
@@ -104,15 +75,6 @@ TEST(Process, TellsItsState) {
   }
   process.send(SIGTERM);
   EXPECT_EQ(process.waitForEnd(), 0) << process.output();
-}
-
-TEST(Process, EndsWhilePresenting) {
-  ChildProcess process(application<Delegate::Way::Presents>, kLogTest);
-  ASSERT_TRUE(process.waitForLine("presentation began")) << process.output();
-  process.send(SIGTERM);
-  EXPECT_EQ(process.waitForEnd(), 0) << process.output();
-  EXPECT_THAT(process.output(), HasSubstr("presentation ended"));
-  EXPECT_THAT(process.output(), Not(HasSubstr("left as")));
 }
 
 TEST(Process, EndsInTimeWhateverHangs) {

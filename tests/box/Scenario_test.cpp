@@ -1,9 +1,6 @@
 // Those files of tests/scenarios that are marked for it, on the program itself through its door.
 
 #include <chrono>
-#include <functional>
-#include <map>
-#include <vector>
 
 #include <gtest/gtest.h>
 #include <signal.h>

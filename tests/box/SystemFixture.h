@@ -2,10 +2,6 @@
 
 #include <cstdio>
 #include <memory>
-#include <optional>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -91,25 +87,10 @@ class SystemTest : public testing::Test {
 
   /// Where the log ends now.
   std::size_t mark() const { return process->output().size(); }
-  std::size_t logCount(const std::string& text, std::size_t from) const {
-    const std::string log = process->output();
-    std::size_t count = 0;
-    for (auto at = log.find(text, from); at != std::string::npos; at = log.find(text, at + 1))
-      ++count;
-    return count;
-  }
-  /// A call whose answer proves that the log has all that went before.
-  void settle() { process->waitForLine("vorlaneUIGetProperty: settled", _settled()); }
 
   std::unique_ptr<ChildProcess> process;
   std::unique_ptr<Client> peer;
 
  private:
   bool _ended = false;
-
-  std::size_t _settled() {
-    const std::size_t from = mark();
-    peer->getProperty("settled");
-    return from;
-  }
 };

@@ -1,12 +1,9 @@
 #include "frames/FrameMessages.h"
 
-#include <cstdint>
-#include <span>
 #include <vector>
 
 #include <gtest/gtest.h>
 
-#include "frames/FrameLayout.h"
 #include "frames/vorlane-frames.h"
 
 namespace {

@@ -13,9 +13,6 @@ using platform::Value;
 
 namespace {
 
-constexpr std::string_view kAlphabet =
-    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-
 [[noreturn]] void fail(const std::string& what, std::string_view rest) {
   throw std::runtime_error(what + " at '" + std::string(rest) + "'");
 }
@@ -79,38 +76,8 @@ Value readNumber(std::string_view& text) {
   return value;
 }
 
-Bytes bytesOfBase64(const std::string& base64) {
-  Bytes bytes;
-  unsigned bits = 0;
-  int count = 0;
-  for (const char character : base64) {
-    if (character == '=') break;
-    const auto digit = kAlphabet.find(character);
-    if (digit == std::string_view::npos) fail("no base64", base64);
-    bits = (bits << 6 | static_cast<unsigned>(digit)) & 0xFFFF;
-    count += 6;
-    if (count < 8) continue;
-    count -= 8;
-    bytes.push_back(static_cast<std::byte>(bits >> count & 0xFF));
-  }
-  return bytes;
-}
-
-std::string base64Of(const Bytes& bytes) {
-  std::string base64;
-  for (std::size_t at = 0; at < bytes.size(); at += 3) {
-    unsigned bits = 0;
-    for (std::size_t index = at; index < at + 3; ++index)
-      bits = bits << 8 | (index < bytes.size() ? static_cast<unsigned>(bytes[index]) : 0);
-    for (std::size_t digit = 0; digit < 4; ++digit)
-      base64 += at + digit > bytes.size() ? '=' : kAlphabet[bits >> (18 - 6 * digit) & 63];
-  }
-  return base64;
-}
-
 /// A dictionary, or what the forms with "$" stand for.
 Value meant(const Dictionary& dictionary) {
-  if (const auto base64 = dictionary.string("$data")) return bytesOfBase64(*base64);
   if (const auto characters = dictionary.string("$text")) {
     Bytes bytes;
     for (const char character : *characters) bytes.push_back(static_cast<std::byte>(character));
@@ -186,8 +153,6 @@ std::string writeJson(const Value& value) {
       return "[" + text + "]";
     case Value::Kind::String:
       return quoted(*value.asString());
-    case Value::Kind::Data:
-      return "{\"$data\": \"" + base64Of(*value.asData()) + "\"}";
     case Value::Kind::Date:
       return "{\"$date\": " + platform::Number(value.asDate()->secondsSince1970).description() +
              "}";

@@ -7,8 +7,8 @@
 
 namespace scenarios {
 
-/// Property-list values as JSON, with {"$data": base64}, {"$text": characters, read as data} and
-/// {"$date": seconds since 1970}. Numbers without a fraction are integers.
+/// Property-list values as JSON, with {"$text": characters, read as data} and {"$date": seconds
+/// since 1970}. Numbers without a fraction are integers.
 ///
 /// Reading throws std::runtime_error with what is wrong and the rest of the text.
 

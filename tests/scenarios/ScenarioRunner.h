@@ -1,10 +1,7 @@
 #pragma once
 
 #include <map>
-#include <optional>
-#include <string>
 #include <string_view>
-#include <vector>
 
 #include "tests/scenarios/Scenario.h"
 #include "tests/scenarios/ScenarioBox.h"

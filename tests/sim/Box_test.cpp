@@ -2,8 +2,6 @@
 
 #include <chrono>
 #include <stdexcept>
-#include <string>
-#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

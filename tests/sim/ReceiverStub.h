@@ -1,14 +1,13 @@
 #pragma once
 
-#include <functional>
 #include <memory>
-#include <string>
 
 #include "platform/services/Platform.h"
+#include "tests/sim/RecordingReceiver.h"
 
 /// A receiver delegate that registers itself as the real one does, and whose start-video call does
 /// on the main thread what a test gives it.
-class ReceiverStub final : public VorlaneReceiverUIDelegate {
+class ReceiverStub final : public RecordingReceiver {
  public:
   using Body = std::function<void(platform::WaitGroup&)>;
 
@@ -34,33 +33,6 @@ class ReceiverStub final : public VorlaneReceiverUIDelegate {
     group.wait();
     return ran ? 0 : -1;
   }
-
-  platform::Value vorlaneUIGetProperty(const std::string&, const platform::Value&,
-                                       Status*) override {
-    return {};
-  }
-  Status vorlaneUISetProperty(const std::string&, const platform::Value&,
-                              const platform::Value&) override {
-    return 0;
-  }
-  Status vorlaneUIPerform(const std::string&, const platform::Dictionary&,
-                          platform::Dictionary*) override {
-    return 0;
-  }
-  Status vorlaneUIStartPresentation(const platform::Dictionary&, platform::Dictionary*) override {
-    return 0;
-  }
-  Status vorlaneUIStopPresentation(const platform::Dictionary&) override { return 0; }
-  Status vorlaneUIShowProgress() override { return 0; }
-  Status vorlaneUIHideProgress() override { return 0; }
-  void vorlaneUIActivity() override {}
-  Status vorlaneUIStartAudio(const platform::Dictionary&, platform::Dictionary*) override {
-    return 0;
-  }
-  Status vorlaneUIStopAudio(const platform::Dictionary&) override { return 0; }
-  Status vorlaneUIUpdateAudioMetaData(const platform::Dictionary&) override { return 0; }
-  Status vorlaneUIUpdateAudioProgress(double, double) override { return 0; }
-  Status vorlaneUIStopVideo(const platform::Dictionary&) override { return 0; }
 
   const std::shared_ptr<platform::SerialQueue> queue =
       std::make_shared<platform::SerialQueue>("test.receiver");

@@ -4,10 +4,7 @@
 #include <condition_variable>
 #include <cstring>
 #include <filesystem>
-#include <memory>
 #include <mutex>
-#include <optional>
-#include <string>
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
@@ -18,14 +15,8 @@
 #include "sim/Box.h"
 #include "tests/box/frames/RawWriter.h"
 
+namespace box::test {
 namespace {
-
-using box::FileDescriptor;
-using box::FrameSocket;
-using box::test::kPictureBytes;
-using box::test::makeMemory;
-using box::test::pictureMessage;
-using box::test::RawWriter;
 
 constexpr int kPatience = 10'000;  // ms
 
@@ -67,7 +58,7 @@ class FrameSocketTest : public testing::Test {
   sim::Box box;  // for its log
   std::string root;
   std::shared_ptr<FrameSocket> layer;
-  std::shared_ptr<box::VideoFrames> frames;
+  std::shared_ptr<VideoFrames> frames;
 
  private:
   std::mutex _mutex;
@@ -87,7 +78,7 @@ TEST_F(FrameSocketTest, CarriesPicturesFromTheLibraryToTheScreen) {
     ASSERT_TRUE(changed(number));
     const auto frame = frames->latest();
     ASSERT_TRUE(frame);
-    EXPECT_EQ(frame->format, box::VideoFormat::BGRA);
+    EXPECT_EQ(frame->format, VideoFormat::BGRA);
     EXPECT_EQ(frame->width, 33);
     EXPECT_EQ(frame->planes[0].data[16 * frame->planes[0].stride + 4 * 33 - 1], number);
     if (number % 2 == 0) frame->wasShown();
@@ -171,3 +162,4 @@ TEST_F(FrameSocketTest, NeedsAFolderOfItsOwn) {
 }
 
 }  // namespace
+}  // namespace box::test

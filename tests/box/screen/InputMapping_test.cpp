@@ -1,6 +1,5 @@
 #include "box/screen/InputMapping.h"
 
-#include <optional>
 #include <vector>
 
 #include <gtest/gtest.h>

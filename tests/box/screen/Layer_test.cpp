@@ -1,31 +1,18 @@
 #include <atomic>
 #include <cstddef>
-#include <cstdint>
-#include <memory>
-#include <string>
 #include <utility>
-#include <vector>
 
 #include <gtest/gtest.h>
 
 #include "box/media/FrameLayer.h"
-#include "box/screen/SceneRenderer.h"
 #include "tests/box/screen/Pictures.h"
 
+namespace box::test {
 namespace {
 
-using box::VideoFormat;
-using box::VideoFrames;
-using box::test::MemoryFrame;
-using box::test::node;
-using box::test::Picture;
-using box::test::Pixel;
-using box::test::sceneOf;
-using platform::LayerElement;
-
-class TestLayer final : public box::FrameLayer {
+class TestLayer final : public FrameLayer {
  public:
-  explicit TestLayer(std::shared_ptr<const box::VideoFrame> frame) {
+  explicit TestLayer(std::shared_ptr<const VideoFrame> frame) {
     _frames->put(_frames->open(), std::move(frame));
   }
   std::string path() const override { return "/test"; }
@@ -37,7 +24,7 @@ class TestLayer final : public box::FrameLayer {
 };
 
 /// Each pixel is another colour, and the fourth bytes say "transparent".
-class BgraFrame final : public box::VideoFrame {
+class BgraFrame final : public VideoFrame {
  public:
   BgraFrame(int pixelWidth, int pixelHeight) {
     format = VideoFormat::BGRA;
@@ -68,7 +55,7 @@ class BgraFrame final : public box::VideoFrame {
   std::vector<std::uint8_t> _bytes;
 };
 
-platform::Scene sceneWith(std::shared_ptr<const box::VideoFrame> frame) {
+platform::Scene sceneWith(std::shared_ptr<const VideoFrame> frame) {
   return sceneOf({LayerElement{std::make_shared<TestLayer>(std::move(frame))}});
 }
 
@@ -129,11 +116,10 @@ TEST(Layer, WithoutAPictureItIsBlack) {
 TEST(Layer, APictureHearsOnceThatItWasShown) {
   const auto frame = std::make_shared<BgraFrame>(64, 36);
   const platform::Scene scene = sceneWith(frame);
-  box::SurfacePtr surface(
-      SDL_CreateRGBSurfaceWithFormat(0, 640, 360, 32, SDL_PIXELFORMAT_ARGB8888));
-  const box::RendererPtr renderer(SDL_CreateSoftwareRenderer(surface.get()));
-  box::TextRenderer texts;
-  box::SceneRenderer scenes(renderer.get(), texts);
+  SurfacePtr surface(SDL_CreateRGBSurfaceWithFormat(0, 640, 360, 32, SDL_PIXELFORMAT_ARGB8888));
+  const RendererPtr renderer(SDL_CreateSoftwareRenderer(surface.get()));
+  TextRenderer texts;
+  SceneRenderer scenes(renderer.get(), texts);
   scenes.draw(scene, 640, 360, {});
   EXPECT_EQ(frame->timesShown, 0) << "not presented yet";
   for (int count = 0; count < 2; ++count) {
@@ -144,3 +130,4 @@ TEST(Layer, APictureHearsOnceThatItWasShown) {
 }
 
 }  // namespace
+}  // namespace box::test

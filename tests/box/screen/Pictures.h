@@ -13,6 +13,13 @@
 
 namespace box::test {
 
+using platform::Color;
+using platform::FillElement;
+using platform::kScreenBounds;
+using platform::LayerElement;
+using platform::Scene;
+using platform::VideoElement;
+
 struct Pixel {
   int red = 0;
   int green = 0;

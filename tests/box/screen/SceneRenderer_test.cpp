@@ -1,35 +1,20 @@
 #include "box/screen/SceneRenderer.h"
 
 #include <chrono>
-#include <memory>
-#include <string>
 #include <utility>
-#include <vector>
 
 #include <gtest/gtest.h>
 
 #include "box/screen/Elements.h"
 #include "tests/box/screen/Pictures.h"
 
+namespace box::test {
 namespace {
 
-using box::VideoFormat;
-using box::VideoFrames;
-using box::VideoMatrix;
-using box::test::MemoryFrame;
-using box::test::node;
-using box::test::Picture;
-using box::test::Pixel;
-using box::test::sceneOf;
-using platform::Color;
-using platform::FillElement;
-using platform::kScreenBounds;
-using platform::Scene;
 using platform::TextAlignment;
 using platform::TextElement;
 using platform::TransportBarElement;
 using platform::TransportState;
-using platform::VideoElement;
 
 constexpr std::pair<int, int> kSizes[]{{1280, 720}, {1920, 1080}};
 constexpr Color kRed{1, 0, 0, 1};
@@ -38,7 +23,7 @@ constexpr Pixel kBlack{0, 0, 0};
 constexpr MemoryFrame::Yuv kRed709{63, 102, 240};
 constexpr MemoryFrame::Yuv kBlue709{32, 240, 118};
 
-std::shared_ptr<VideoFrames> videoOf(std::shared_ptr<const box::VideoFrame> frame) {
+std::shared_ptr<VideoFrames> videoOf(std::shared_ptr<const VideoFrame> frame) {
   auto video = std::make_shared<VideoFrames>();
   video->put(video->open(), std::move(frame));
   return video;
@@ -85,9 +70,9 @@ TEST(SceneRenderer, ShowsVideoAtItsOwnShapeWithBlackAroundIt) {
 }
 
 TEST(SceneRenderer, WritesTheTextOfThePicturesTimeAtTheLowerEdge) {
-  const auto cues = std::make_shared<box::SubtitleCues>();
+  const auto cues = std::make_shared<SubtitleCues>();
   cues->add({1, 1, "WWWW\nWWWW"});
-  cues->show(box::SubtitleCues::Source::Media);
+  cues->show(SubtitleCues::Source::Media);
   const struct {
     double time;
     bool isShown;
@@ -350,7 +335,7 @@ TEST(TransportBar, SaysWhereItIs) {
     bar.live = the.live;
     bar.state = the.state;
     bar.rate = the.rate;
-    const box::TransportBarTexts texts = box::transportBarTexts(bar);
+    const TransportBarTexts texts = transportBarTexts(bar);
     EXPECT_EQ(texts.left, the.left);
     EXPECT_EQ(texts.right, the.right);
     EXPECT_EQ(texts.rate, the.rateText);
@@ -409,3 +394,4 @@ TEST(SceneRenderer, TurnsTheSpinner) {
 }
 
 }  // namespace
+}  // namespace box::test

@@ -1,8 +1,6 @@
 #include "box/screen/ScreenInput.h"
 
-#include <optional>
 #include <utility>
-#include <vector>
 
 #include <gtest/gtest.h>
 #include <stdlib.h>

@@ -1,28 +1,17 @@
 #include "box/screen/Screen.h"
 
-#include <cstdint>
 #include <cstring>
-#include <memory>
 #include <optional>
-#include <string>
 #include <utility>
-#include <vector>
 
 #include <cairo.h>
 #include <gtest/gtest.h>
 
-#include "platform/foundation/Clock.h"
-#include "platform/foundation/MainQueue.h"
 #include "tests/box/screen/Pictures.h"
 
+namespace box::test {
 namespace {
 
-using box::Screen;
-using box::VideoFormat;
-using box::VideoFrames;
-using box::test::MemoryFrame;
-using box::test::Pixel;
-using box::test::sceneOf;
 using platform::Bytes;
 using platform::Error;
 
@@ -37,7 +26,7 @@ class ScreenTest : public testing::Test {
   ScreenTest() {
     setenv("SDL_VIDEODRIVER", "dummy", 1);
     screen = std::make_unique<Screen>(queue, clock,
-                                      box::ScreenOptions{true, platform::Size{640, 360}, "Test"});
+                                      ScreenOptions{true, platform::Size{640, 360}, "Test"});
   }
 
   /// Runs the main queue until `done` says so; false after the limit.
@@ -173,7 +162,7 @@ TEST_F(ScreenTest, AnswersWhatIsOpenWhenItGoes) {
   screen.reset();
   queue.runDue();
   ASSERT_TRUE(openError);
-  EXPECT_EQ(openError->code, static_cast<int>(box::ScreenErrorCode::ClosedMeanwhile));
+  EXPECT_EQ(openError->code, static_cast<int>(ScreenErrorCode::ClosedMeanwhile));
   EXPECT_EQ(captures, 1);
 }
 
@@ -184,7 +173,7 @@ TEST_F(ScreenTest, DriverThatIsNotThereFailsTheOpening) {
   ASSERT_TRUE(runUntil([&] { return answer.has_value(); }));
   ASSERT_TRUE(answer->has_value());
   EXPECT_EQ((*answer)->domain, box::kScreenErrorDomain);
-  EXPECT_EQ((*answer)->code, static_cast<int>(box::ScreenErrorCode::NoDisplay));
+  EXPECT_EQ((*answer)->code, static_cast<int>(ScreenErrorCode::NoDisplay));
   EXPECT_FALSE(screen->isOpen());
   // Asked again, it tries again.
   setenv("SDL_VIDEODRIVER", "dummy", 1);
@@ -225,3 +214,4 @@ TEST_F(ScreenTest, DrawsNewPicturesAndNothingElse) {
 }
 
 }  // namespace
+}  // namespace box::test

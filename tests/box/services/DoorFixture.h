@@ -2,13 +2,10 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <functional>
 #include <future>
 #include <memory>
 #include <mutex>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
@@ -17,100 +14,9 @@
 #include "platform/foundation/TVSLogger.h"
 #include "sim/LogRecorder.h"
 #include "tests/box/services/Client.h"
+#include "tests/sim/RecordingReceiver.h"
 
 namespace testing_door {
-
-/// Writes down what it is asked, and answers what the test wants.
-class Delegate : public VorlaneReceiverUIDelegate {
- public:
-  using Dictionary = platform::Dictionary;
-  using Value = platform::Value;
-
-  std::function<void()> whileCalled;  ///< runs inside every call, on the receiver queue
-  Status status = 0;
-  Value value;
-  Dictionary out;
-
-  std::vector<std::string> calls() const {
-    const std::lock_guard lock(_mutex);
-    return _calls;
-  }
-  Value lastArgument() const {
-    const std::lock_guard lock(_mutex);
-    return _lastArgument;
-  }
-  Value lastQualifier() const {
-    const std::lock_guard lock(_mutex);
-    return _lastQualifier;
-  }
-
-  Value vorlaneUIGetProperty(const std::string& property, const Value& qualifier,
-                             Status* error) override {
-    _lastQualifierIs(qualifier);
-    if (const Status result = _called("get " + property, {})) *error = result;
-    return value;
-  }
-  Status vorlaneUISetProperty(const std::string& property, const Value& qualifier,
-                              const Value& newValue) override {
-    _lastQualifierIs(qualifier);
-    return _called("set " + property, newValue);
-  }
-  Status vorlaneUIPerform(const std::string& action, const Dictionary& params,
-                          Dictionary* outParams) override {
-    *outParams = out;
-    return _called("perform " + action, params);
-  }
-  Status vorlaneUIStartPresentation(const Dictionary& params, Dictionary* outParams) override {
-    *outParams = out;
-    return _called("start presentation", params);
-  }
-  Status vorlaneUIStopPresentation(const Dictionary& params) override {
-    return _called("stop presentation", params);
-  }
-  Status vorlaneUIShowProgress() override { return _called("show", {}); }
-  Status vorlaneUIHideProgress() override { return _called("hide", {}); }
-  void vorlaneUIActivity() override { _called("activity", {}); }
-  Status vorlaneUIStartAudio(const Dictionary& params, Dictionary* outParams) override {
-    *outParams = out;
-    return _called("start audio", params);
-  }
-  Status vorlaneUIStopAudio(const Dictionary& params) override {
-    return _called("stop audio", params);
-  }
-  Status vorlaneUIUpdateAudioMetaData(const Dictionary& params) override {
-    return _called("metadata", params);
-  }
-  Status vorlaneUIUpdateAudioProgress(double elapsed, double duration) override {
-    return _called("progress", platform::Array{elapsed, duration});
-  }
-  Status vorlaneUIStartVideo(const Dictionary& params, Dictionary* outParams) override {
-    *outParams = out;
-    return _called("start video", params);
-  }
-  Status vorlaneUIStopVideo(const Dictionary& params) override {
-    return _called("stop video", params);
-  }
-
- private:
-  void _lastQualifierIs(const Value& qualifier) {
-    const std::lock_guard lock(_mutex);
-    _lastQualifier = qualifier;
-  }
-  Status _called(std::string name, Value argument) {
-    {
-      const std::lock_guard lock(_mutex);
-      _calls.push_back(std::move(name));
-      _lastArgument = std::move(argument);
-    }
-    if (whileCalled) whileCalled();
-    return status;
-  }
-
-  mutable std::mutex _mutex;
-  std::vector<std::string> _calls;
-  Value _lastArgument;
-  Value _lastQualifier;
-};
 
 /// A door with real queues and a real socket in a folder of its own. The test's thread is the
 /// client; the main queue runs on another.
@@ -171,7 +77,7 @@ class DoorFixture : public ::testing::Test {
   std::shared_ptr<sim::LogRecorder> log = std::make_shared<sim::LogRecorder>();
   platform::SystemClock clock;
   platform::MainQueue mainQueue{clock, std::make_shared<platform::ConditionWaiter>(clock)};
-  std::shared_ptr<Delegate> delegate = std::make_shared<Delegate>();
+  std::shared_ptr<RecordingReceiver> delegate = std::make_shared<RecordingReceiver>();
   std::shared_ptr<platform::SerialQueue> queue =
       std::make_shared<platform::SerialQueue>("receiver");
   std::unique_ptr<box::Door> door;

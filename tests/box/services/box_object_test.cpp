@@ -34,15 +34,6 @@ TEST_F(BoxInterface, PressesAndSwipesOnTheMainThread) {
   EXPECT_FALSE(events[0].repeated);
 }
 
-TEST_F(BoxInterface, TellsTheState) {
-  boxInterface.status = [&] {
-    EXPECT_TRUE(mainQueue.isCurrent());
-    return Dictionary{{"state", "Background"}};
-  };
-  openDoor();
-  EXPECT_EQ(client()->callBox("Status").out, (Dictionary{{"state", "Background"}}));
-}
-
 TEST_F(BoxInterface, WithoutFunctionsAnswersErrors) {
   openDoor();
   const auto peer = client();

@@ -3,7 +3,6 @@
 #include <atomic>
 #include <functional>
 #include <future>
-#include <memory>
 #include <string>
 #include <thread>
 #include <utility>

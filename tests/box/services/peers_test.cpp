@@ -19,22 +19,6 @@ void writeAll(int descriptor, std::string_view text) {
   ASSERT_EQ(write(descriptor, text.data(), text.size()), static_cast<ssize_t>(text.size()));
 }
 
-TEST_F(Peers, AllGetEveryEventInOrder) {
-  openDoor();
-  const auto first = client();
-  const auto second = client();
-  first->ready();
-  second->ready();
-  for (int number = 0; number < 50; ++number) post("event", {{"n", number}});
-  for (const auto& peer : {first.get(), second.get()}) {
-    for (int number = 0; number < 50; ++number) {
-      const auto event = peer->nextEvent();
-      ASSERT_TRUE(event);
-      EXPECT_EQ(event->info, (Dictionary{{"n", number}}));
-    }
-  }
-}
-
 TEST_F(Peers, AreServedOneCallAtATime) {
   openDoor();
   std::atomic<int> inside = 0;

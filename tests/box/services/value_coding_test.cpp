@@ -3,14 +3,12 @@
 #include <limits>
 #include <string>
 
-#include <gtest/gtest.h>
-#include <sys/socket.h>
-
 #include "box/services/Utf8.h"
 #include "box/services/ValueReader.h"
 #include "box/services/ValueWriter.h"
 #include "platform/foundation/Object.h"
 #include "platform/ui/Layer.h"
+#include "tests/box/services/BusMessage.h"
 
 namespace {
 
@@ -19,34 +17,7 @@ using platform::Bytes;
 using platform::Dictionary;
 using platform::Value;
 
-/// A message that is never sent: written, sealed, read.
-class ValueCoding : public ::testing::Test {
- protected:
-  ValueCoding() {
-    int sockets[2];
-    EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, sockets), 0);
-    _other = sockets[1];
-    sd_bus_new(&_bus);
-    sd_bus_set_fd(_bus, sockets[0], sockets[0]);
-    sd_bus_start(_bus);
-    sd_bus_message_new_signal(_bus, &message, "/a", "a.b", "C");
-  }
-  ~ValueCoding() override {
-    sd_bus_message_unref(message);
-    sd_bus_close_unref(_bus);
-    ::close(_other);
-  }
-  void seal() {
-    ASSERT_GE(sd_bus_message_seal(message, 1, 0), 0);
-    ASSERT_GE(sd_bus_message_rewind(message, 1), 0);
-  }
-
-  sd_bus_message* message = nullptr;
-
- private:
-  sd_bus* _bus = nullptr;
-  int _other = -1;
-};
+class ValueCoding : public ::testing::Test, protected BusMessage {};
 
 class OpaqueObject : public platform::Object {
  public:
@@ -103,34 +74,23 @@ TEST_F(ValueCoding, EveryKindSurvives) {
   }
 }
 
-TEST_F(ValueCoding, ALayerIsItsPath) {
+TEST_F(ValueCoding, ALayerIsItsPathAndWhatHasNoFormIsLeftOut) {
   const std::shared_ptr<platform::Object> layer = std::make_shared<NamedLayer>();
-  box::ValueWriter writer(message);
-  writer.appendDictionary({{"presentationLayer", layer}, {"list", Array{layer}}});
-  ASSERT_EQ(writer.error(), 0);
-  seal();
-  Dictionary read;
-  box::ValueReader reader(message);
-  ASSERT_TRUE(reader.readDictionary(read)) << reader.failure();
-  EXPECT_EQ(read, (Dictionary{{"presentationLayer", "/layers/1"}, {"list", Array{"/layers/1"}}}));
-}
-
-TEST_F(ValueCoding, WhatHasNoFormIsLeftOut) {
   box::ValueWriter writer(message);
   writer.appendDictionary(
       {{"object", std::shared_ptr<platform::Object>(std::make_shared<OpaqueObject>())},
-       {"kept", Array{Value(), 1}}});
+       {"layer", layer},
+       {"kept", Array{Value(), 1, layer}}});
   writer.appendValueOrNone({});
   writer.appendValueOrNone(Array{});
   ASSERT_EQ(writer.error(), 0);
   seal();
   box::ValueReader reader(message);
   Dictionary dictionary;
-  Value none = 1;
+  Value none;
   Value empty;
   ASSERT_TRUE(reader.readDictionary(dictionary));
-  EXPECT_EQ(dictionary, (Dictionary{{"kept", Array{1}}}));
-  none = {};
+  EXPECT_EQ(dictionary, (Dictionary{{"layer", "/layers/1"}, {"kept", Array{1, "/layers/1"}}}));
   ASSERT_TRUE(reader.readValueOrNone(none));
   EXPECT_TRUE(none.isNone());
   ASSERT_TRUE(reader.readValueOrNone(empty));
@@ -214,89 +174,78 @@ void appendNested(sd_bus_message* message, int depth, bool arrays) {
   sd_bus_message_close_container(message);
 }
 
-struct Malformed {
-  const char* name;
-  void (*fill)(sd_bus_message*);
-  const char* failure;
-};
+using Fill = std::function<void(sd_bus_message*)>;
 
-class MalformedValue : public ValueCoding, public ::testing::WithParamInterface<Malformed> {};
-
-TEST_P(MalformedValue, IsRefusedWithItsReason) {
-  GetParam().fill(message);
-  seal();
-  box::ValueReader reader(message);
-  Value value;
-  EXPECT_FALSE(reader.readVariant(value));
-  EXPECT_STREQ(reader.failure(), GetParam().failure);
+/// A variant with these contents.
+template <typename... Contents>
+Fill variant(Contents... contents) {
+  return [=](sd_bus_message* message) { sd_bus_message_append(message, "v", contents...); };
 }
 
-constexpr const char* kUnknown = "a value of an unknown type";
-constexpr const char* kDeep = "values nested too deep";
-
-INSTANTIATE_TEST_SUITE_P(
-    All, MalformedValue,
-    ::testing::Values(
-        Malformed{"ObjectPath", [](sd_bus_message* m) { sd_bus_message_append(m, "v", "o", "/a"); },
-                  kUnknown},
-        Malformed{"Signature", [](sd_bus_message* m) { sd_bus_message_append(m, "v", "g", "ai"); },
-                  kUnknown},
-        Malformed{"VariantInVariant",
-                  [](sd_bus_message* m) { sd_bus_message_append(m, "v", "v", "i", 1); }, kUnknown},
-        Malformed{"ArrayOfStrings",
-                  [](sd_bus_message* m) { sd_bus_message_append(m, "v", "as", 1, "a"); }, kUnknown},
-        Malformed{"DictionaryOfStrings",
-                  [](sd_bus_message* m) { sd_bus_message_append(m, "v", "a{ss}", 1, "a", "b"); },
-                  kUnknown},
-        Malformed{"DictionaryWithNumberKeys",
-                  [](sd_bus_message* m) { sd_bus_message_append(m, "v", "a{iv}", 1, 1, "i", 2); },
-                  kUnknown},
-        Malformed{"OtherStructure",
-                  [](sd_bus_message* m) { sd_bus_message_append(m, "v", "(ii)", 1, 2); }, kUnknown},
-        Malformed{"NullOfAnotherName",
-                  [](sd_bus_message* m) { sd_bus_message_append(m, "v", "(s)", "nil"); }, kUnknown},
-        Malformed{"UnknownInside",
-                  [](sd_bus_message* m) { sd_bus_message_append(m, "v", "av", 1, "g", "ai"); },
-                  kUnknown},
-        Malformed{"TextThatIsNotUtf8",
-                  [](sd_bus_message* m) {
-                    char* text = nullptr;
-                    sd_bus_message_open_container(m, 'v', "s");
-                    sd_bus_message_append_string_space(m, 2, &text);
-                    std::memcpy(text, "\xC3\x28", 3);
-                    sd_bus_message_close_container(m);
-                  },
-                  "a text that is not UTF-8"},
-        Malformed{"DateThatIsNoNumber",
-                  [](sd_bus_message* m) { sd_bus_message_append(m, "v", "(d)", std::nan("")); },
-                  "a date that is not finite"},
-        Malformed{"InfiniteDate",
-                  [](sd_bus_message* m) { sd_bus_message_append(m, "v", "(d)", HUGE_VAL); },
-                  "a date that is not finite"},
-        Malformed{"DeepDictionaries", [](sd_bus_message* m) { appendNested(m, 33, false); }, kDeep},
-        Malformed{"DeepArrays", [](sd_bus_message* m) { appendNested(m, 33, true); }, kDeep},
-        Malformed{"TooMuchData",
-                  [](sd_bus_message* m) {
-                    void* bytes = nullptr;
-                    sd_bus_message_open_container(m, 'v', "ay");
-                    sd_bus_message_append_array_space(m, 'y', (16U << 20) + 1, &bytes);
-                    std::memset(bytes, 0, (16U << 20) + 1);
-                    sd_bus_message_close_container(m);
-                  },
-                  "a message over 16 MiB"},
-        Malformed{"TooMuchInPieces",
-                  [](sd_bus_message* m) {
-                    const std::string text(1 << 20, 'x');
-                    sd_bus_message_open_container(m, 'v', "av");
-                    sd_bus_message_open_container(m, 'a', "v");
-                    for (int count = 0; count < 17; ++count) {
-                      sd_bus_message_append(m, "v", "s", text.c_str());
-                    }
-                    sd_bus_message_close_container(m);
-                    sd_bus_message_close_container(m);
-                  },
-                  "a message over 16 MiB"}),
-    [](const auto& one) { return one.param.name; });
+TEST(MalformedValue, IsRefusedWithItsReason) {
+  constexpr std::size_t kTooMuch = (16U << 20) + 1;
+  const std::string text(1 << 20, 'x');
+  const char* const unknown = "a value of an unknown type";
+  const char* const deep = "values nested too deep";
+  const char* const notFinite = "a date that is not finite";
+  const char* const tooLong = "a message over 16 MiB";
+  const struct {
+    const char* name;
+    Fill fill;
+    const char* failure;
+  } cases[] = {
+      {"object path", variant("o", "/a"), unknown},
+      {"signature", variant("g", "ai"), unknown},
+      {"variant in variant", variant("v", "i", 1), unknown},
+      {"array of strings", variant("as", 1, "a"), unknown},
+      {"dictionary of strings", variant("a{ss}", 1, "a", "b"), unknown},
+      {"dictionary with number keys", variant("a{iv}", 1, 1, "i", 2), unknown},
+      {"other structure", variant("(ii)", 1, 2), unknown},
+      {"null of another name", variant("(s)", "nil"), unknown},
+      {"unknown inside", variant("av", 1, "g", "ai"), unknown},
+      {"text that is not UTF-8",
+       [](sd_bus_message* to) {
+         char* space = nullptr;
+         sd_bus_message_open_container(to, 'v', "s");
+         sd_bus_message_append_string_space(to, 2, &space);
+         std::memcpy(space, "\xC3\x28", 3);
+         sd_bus_message_close_container(to);
+       },
+       "a text that is not UTF-8"},
+      {"date that is no number", variant("(d)", std::nan("")), notFinite},
+      {"infinite date", variant("(d)", HUGE_VAL), notFinite},
+      {"deep dictionaries", [](sd_bus_message* to) { appendNested(to, 33, false); }, deep},
+      {"deep arrays", [](sd_bus_message* to) { appendNested(to, 33, true); }, deep},
+      {"too much data",
+       [](sd_bus_message* to) {
+         void* bytes = nullptr;
+         sd_bus_message_open_container(to, 'v', "ay");
+         sd_bus_message_append_array_space(to, 'y', kTooMuch, &bytes);
+         std::memset(bytes, 0, kTooMuch);
+         sd_bus_message_close_container(to);
+       },
+       tooLong},
+      {"too much in pieces",
+       [&](sd_bus_message* to) {
+         sd_bus_message_open_container(to, 'v', "av");
+         sd_bus_message_open_container(to, 'a', "v");
+         for (int count = 0; count < 17; ++count) sd_bus_message_append(to, "v", "s", text.c_str());
+         sd_bus_message_close_container(to);
+         sd_bus_message_close_container(to);
+       },
+       tooLong},
+  };
+  for (const auto& one : cases) {
+    SCOPED_TRACE(one.name);
+    BusMessage bus;
+    one.fill(bus.message);
+    bus.seal();
+    box::ValueReader reader(bus.message);
+    Value value;
+    EXPECT_FALSE(reader.readVariant(value));
+    EXPECT_STREQ(reader.failure(), one.failure);
+  }
+}
 
 TEST_F(ValueCoding, OneValueAtMostStandsForAnArgument) {
   sd_bus_message_append(message, "av", 2, "i", 1, "i", 2);

@@ -1,7 +1,5 @@
 #include "platform/foundation/NotificationCenter.h"
 
-#include <string>
-
 #include <gtest/gtest.h>
 
 #include "tests/platform/foundation/Support.h"

@@ -4,13 +4,8 @@
 #include <chrono>
 #include <cmath>
 #include <functional>
-#include <memory>
 #include <optional>
-#include <stdexcept>
-#include <string>
 #include <thread>
-#include <utility>
-#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -214,19 +209,19 @@ TEST_F(QueueTest, DiscardDestroysWhatIsLeftAndWhatThatPosts) {
 }
 
 TEST_F(QueueTest, WrongThreadsAreAsserted) {
-  const ThrowingAssertions assertions;
+  const sim::AssertionsThrow assertions;
   main.bindToCurrentThread();
-  EXPECT_THROW(main.sync([] {}), ThrowingAssertions::Failure);
-  std::thread([this] { EXPECT_THROW(main.runDue(), ThrowingAssertions::Failure); }).join();
+  EXPECT_THROW(main.sync([] {}), sim::AssertionError);
+  std::thread([this] { EXPECT_THROW(main.runDue(), sim::AssertionError); }).join();
   SerialQueue queue("q");
   queue.sync([&] {
     EXPECT_TRUE(queue.isCurrent());
     EXPECT_EQ(SerialQueue::current(), &queue);
-    EXPECT_THROW(queue.sync([] {}), ThrowingAssertions::Failure);
+    EXPECT_THROW(queue.sync([] {}), sim::AssertionError);
   });
   EXPECT_FALSE(queue.isCurrent());
   EXPECT_EQ(SerialQueue::current(), nullptr);
-  EXPECT_THROW(WaitGroup().leave(), ThrowingAssertions::Failure);
+  EXPECT_THROW(WaitGroup().leave(), sim::AssertionError);
 }
 
 TEST_F(QueueTest, SerialQueueRunsInOrderAndDrainsAtItsEnd) {

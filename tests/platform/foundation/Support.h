@@ -1,30 +1,16 @@
 #pragma once
 
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
-#include "platform/foundation/Assertion.h"
 #include "platform/foundation/Object.h"
 #include "platform/foundation/TVSLogger.h"
+#include "sim/AssertionsThrow.h"
 
 namespace platform {
-
-/// While it lives, a failed assertion throws what it says.
-class ThrowingAssertions {
- public:
-  struct Failure : std::runtime_error {
-    explicit Failure(const AssertionFailure& failure)
-        : std::runtime_error(failure.operation + "|" + failure.source + "|" + failure.condition) {}
-  };
-  ThrowingAssertions() {
-    setAssertionHandler([](const AssertionFailure& failure) { throw Failure(failure); });
-  }
-  ~ThrowingAssertions() { setAssertionHandler(nullptr); }
-};
 
 /// A logger of its own: every line as it was written.
 class LogCapture {

@@ -1,9 +1,7 @@
 #include "platform/foundation/TVSLogger.h"
 
 #include <cstdint>
-#include <memory>
 #include <optional>
-#include <string>
 #include <thread>
 
 #include <gmock/gmock.h>
@@ -121,19 +119,19 @@ TEST(TVSLogger, ASinkMayLogAndIsSilentOnceRemoved) {
 
 TEST(Assertion, SaysWhereAndWhy) {
   const LogCapture log;
-  const ThrowingAssertions assertions;
+  const sim::AssertionsThrow assertions;
   const auto text = [](auto fail) {
     try {
       fail();
-    } catch (const ThrowingAssertions::Failure& failure) {
+    } catch (const sim::AssertionError& failure) {
       return std::string(failure.what());
     }
     return std::string("none");
   };
   EXPECT_EQ(text([] { TVS_ASSERT(1 + 1 == 2); }), "none");
   EXPECT_THAT(text([] { TVS_ASSERT(1 + 1 == 3); }),
-              "operator()|tests/platform/foundation/TVSLogger_test|1 + 1 == 3");
-  EXPECT_THAT(text([] { assertionFailed("_op", "a.b/c", "x != nil"); }), "_op|a.b/c|x != nil");
+              "operator() (tests/platform/foundation/TVSLogger_test): 1 + 1 == 3");
+  EXPECT_THAT(text([] { assertionFailed("_op", "a.b/c", "x != nil"); }), "_op (a.b/c): x != nil");
   EXPECT_THAT(
       log.lines().back(),
       testing::EndsWith(" #Error #TVSSystemLog : Assertion failed in _op (a.b/c): x != nil "));

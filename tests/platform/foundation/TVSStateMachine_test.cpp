@@ -1,7 +1,5 @@
 #include "platform/foundation/TVSStateMachine.h"
 
-#include <memory>
-#include <string>
 #include <thread>
 
 #include <gmock/gmock.h>
@@ -98,13 +96,13 @@ TEST_F(StateMachineTest, AHandlerMayDropItsMachineOrThrow) {
   machine->postEvent("Open");
   EXPECT_EQ(trace, "[Open(null)]");
 
-  const ThrowingAssertions assertions;
+  const sim::AssertionsThrow assertions;
   machine = std::make_shared<TVSStateMachine>(main, "Door", "Closed", 0);
   on("Open", "Closed", "Open", [] { TVS_ASSERT(false); });
   on("Kick", "Closed", "Broken");
-  EXPECT_THROW(on("Kick", "Closed", "Open"), ThrowingAssertions::Failure);
+  EXPECT_THROW(on("Kick", "Closed", "Open"), sim::AssertionError);
   machine->setShouldAcceptEvents(true);
-  EXPECT_THROW(machine->postEvent("Open"), ThrowingAssertions::Failure);
+  EXPECT_THROW(machine->postEvent("Open"), sim::AssertionError);
   machine->postEvent("Kick");
   EXPECT_EQ(machine->currentState(), "Broken");
 }

@@ -1,12 +1,8 @@
 #include "platform/foundation/Value.h"
 
 #include <cmath>
-#include <cstdint>
 #include <limits>
-#include <memory>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include <gtest/gtest.h>
 

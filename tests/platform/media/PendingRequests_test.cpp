@@ -1,7 +1,6 @@
 #include "platform/media/PendingRequests.h"
 
 #include <chrono>
-#include <functional>
 #include <optional>
 #include <vector>
 

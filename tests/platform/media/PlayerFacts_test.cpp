@@ -1,7 +1,6 @@
 // What a player tells of the item it plays.
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "sim/AssertionsThrow.h"
 #include "tests/platform/media/PlayerFixture.h"

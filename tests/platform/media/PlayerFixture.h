@@ -1,7 +1,6 @@
 #pragma once
 
 #include <functional>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -10,7 +9,17 @@
 
 #include "platform/foundation/NotificationCenter.h"
 #include "platform/media/TVSPlayer.h"
-#include "tests/platform/media/MediaBox.h"
+#include "sim/Box.h"
+#include "sim/MediaEngine.h"
+#include "sim/MediaLibrary.h"
+
+/// A box as these tests see it.
+class MediaBox final : public sim::Box {
+ public:
+  MediaBox() : Box({.logLevel = 0}) {}
+  void advance(double seconds) { Box::advance(platform::durationFromSeconds(seconds)); }
+  sim::MediaLibrary& media() { return mediaLibrary(); }
+};
 
 inline std::string_view stateName(TVSPlaybackState state) {
   switch (state) {
@@ -29,8 +38,7 @@ inline std::string_view stateName(TVSPlaybackState state) {
 }
 
 /// Hears everything that a player posts, in order: the name of a state, or what happened to which
-/// item
-/// (`end a`, `will a`, `did b`, `finished`).
+/// item (`end a`, `will a`, `did b`, `finished`).
 class PlayerEvents {
  public:
   explicit PlayerEvents(TVSPlayer& player) {

@@ -1,7 +1,6 @@
 // From item to item: ends, failures, removals.
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "platform/media/MediaLogKeys.h"
 #include "tests/platform/media/PlayerFixture.h"
@@ -152,27 +151,6 @@ TEST_F(TVSPlayerTest, EndActionNoneGoesOnAfterASeek) {
   EXPECT_THAT(events.take(), ElementsAre("paused"));
 }
 
-TEST_F(TVSPlayerTest, RemovingTheCurrentItemGoesToTheNextOrStops) {
-  beginAndPlay({"a", "b"});
-  playlist->removeMediaItemAtIndex(0);
-  EXPECT_THAT(events.take(), ElementsAre("will a", "did b", "loading"));
-  box.advance(1);
-  EXPECT_THAT(events.take(), ElementsAre("playing"));
-  playlist->removeMediaItemAtIndex(0);
-  EXPECT_THAT(events.take(), ElementsAre("stopped"));
-  EXPECT_EQ(player->currentMediaItem(), nullptr);
-}
-
-TEST_F(TVSPlayerTest, ChangesBehindTheCurrentItemLeaveItAlone) {
-  beginAndPlay({"a", "b"});
-  playlist->removeMediaItemAtIndex(1);
-  playlist->appendMediaItem(mediaItem("c"));
-  box.run();
-  EXPECT_THAT(events.take(), IsEmpty());
-  box.advance(10.5);
-  EXPECT_THAT(events.take(), ElementsAre("end a", "will a", "did c", "loading", "playing"));
-}
-
 TEST_F(TVSPlayerTest, FailingItemsAreLeftAndTheLastOneStays) {
   const platform::Error error{std::string(platform::kMediaErrorDomain), -11821, "broken", {}, {}};
   box.media().add("broken", {.loadDelay = 0.5, .failure = sim::MediaScript::Failure{2, error}});
@@ -207,18 +185,6 @@ TEST_F(TVSPlayerTest, AThousandFailuresEndInOneStopAndABoundedLog) {
   EXPECT_EQ(player->errorLog()->size(), 100U);
 }
 
-TEST_F(TVSPlayerTest, PlayAfterTheEndGoesToWhatWasAppended) {
-  beginAndPlay({"a"});
-  box.advance(10);
-  EXPECT_THAT(events.take(), ElementsAre("end a", "finished", "stopped"));
-  playlist->appendMediaItem(mediaItem("b"));
-  box.advance(1);
-  EXPECT_THAT(events.take(), IsEmpty());
-  player->play();
-  box.advance(0.5);
-  EXPECT_THAT(events.take(), ElementsAre("will a", "did b", "loading", "playing"));
-}
-
 TEST_F(TVSPlayerTest, AStopInTheMiddleOfBeginningAnewIsObeyed) {
   beginAndPlay({"a"});
   box.advance(10);
@@ -229,21 +195,6 @@ TEST_F(TVSPlayerTest, AStopInTheMiddleOfBeginningAnewIsObeyed) {
   box.advance(1);
   EXPECT_THAT(events.take(), ElementsAre("will a"));
   EXPECT_EQ(player->currentMediaItem()->url(), "a");
-}
-
-TEST_F(TVSPlayerTest, PlayAfterAStopBeginsTheSameItemAnew) {
-  beginAndPlay({"a", "b"});
-  box.advance(4);
-  player->stop();
-  player->stop();
-  EXPECT_THAT(events.take(), ElementsAre("stopped"));
-  EXPECT_EQ(player->currentPlayerItem(), nullptr);
-  EXPECT_EQ(player->elapsedTime(), 0);
-  player->play();
-  box.advance(1.5);
-  EXPECT_THAT(events.take(), ElementsAre("loading", "playing"));
-  EXPECT_EQ(player->currentMediaItem()->url(), "a");
-  EXPECT_EQ(player->elapsedTime(), 1);
 }
 
 TEST_F(TVSPlayerTest, AReplacedPlaylistIsNoChangeOfItem) {

@@ -1,9 +1,6 @@
 // Whoever hears something from a player may do anything to it, there and then.
 
-#include <functional>
-
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "tests/platform/media/PlayerFixture.h"
 

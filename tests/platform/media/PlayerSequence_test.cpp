@@ -2,9 +2,6 @@
 
 #include <cstdint>
 #include <deque>
-#include <string>
-
-#include <gtest/gtest.h>
 
 #include "tests/platform/media/PlayerFixture.h"
 
@@ -153,32 +150,20 @@ class SequenceRun {
   ~SequenceRun() { player->invalidate(); }
 
   void apply(Operation operation) {
-    switch (operation) {
-      case Operation::Play:
-        player->play();
-        break;
-      case Operation::Pause:
-        player->pause();
-        break;
-      case Operation::Stop:
-        player->stop();
-        break;
-      case Operation::Seek:
-        player->setElapsedTime(kSeekTarget);
-        break;
-      case Operation::SetRate:
-        player->setRateUsedForPlayback(2);
-        break;
-      case Operation::Append:
-        _playlist->appendMediaItem(mediaItem(std::to_string(_nextItem++)));
-        break;
-      case Operation::RemoveCurrent:
-        if (const auto index = _playlist->currentIndex()) _playlist->removeMediaItemAtIndex(*index);
-        break;
-      case Operation::Advance:
-        _box.advance(kStep);
-        break;
-    }
+    const std::function<void()> operations[] = {
+        [&] { player->play(); },
+        [&] { player->pause(); },
+        [&] { player->stop(); },
+        [&] { player->setElapsedTime(kSeekTarget); },
+        [&] { player->setRateUsedForPlayback(2); },
+        [&] { _playlist->appendMediaItem(mediaItem(std::to_string(_nextItem++))); },
+        [&] {
+          if (const auto at = _playlist->currentIndex()) _playlist->removeMediaItemAtIndex(*at);
+        },
+        [&] { _box.advance(kStep); },
+    };
+    static_assert(std::size(operations) == kOperationCount);
+    operations[static_cast<std::size_t>(operation)]();
     _box.run();
   }
 

@@ -4,7 +4,6 @@
 #include <limits>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "tests/platform/media/PlayerFixture.h"
 
@@ -33,17 +32,6 @@ TEST_F(TVSPlayerTest, LoadsAtOnceAndAnnouncesOnTheNextTurn) {
   EXPECT_EQ(player->rate(), 1);
   box.advance(2);
   EXPECT_EQ(player->elapsedTime(), 2);
-}
-
-TEST_F(TVSPlayerTest, PauseWhileLoadingShowsTheFirstFrame) {
-  begin({"a"});
-  player->pause();
-  box.advance(2);
-  EXPECT_THAT(events.take(), ElementsAre("loading", "paused"));
-  EXPECT_EQ(player->elapsedTime(), 0);
-  player->play();
-  box.run();
-  EXPECT_THAT(events.take(), ElementsAre("playing"));
 }
 
 TEST_F(TVSPlayerTest, PauseBeforeThePlaylistIsRemembered) {
@@ -154,31 +142,6 @@ TEST_F(TVSPlayerTest, SeeksDoNotChangeTheState) {
   EXPECT_THAT(events.take(), ElementsAre("paused"));
 }
 
-TEST_F(TVSPlayerTest, RateUsedForPlayback) {
-  player->setRateUsedForPlayback(0);
-  player->setRateUsedForPlayback(std::numeric_limits<double>::quiet_NaN());
-  EXPECT_EQ(player->rateUsedForPlayback(), 1);
-  player->setRateUsedForPlayback(1000);
-  EXPECT_EQ(player->rateUsedForPlayback(), 64);
-  player->setRateUsedForPlayback(2);
-  begin({"a"});
-  box.advance(0.25);
-  player->setRateUsedForPlayback(0.5);
-  box.advance(0.25);
-  EXPECT_EQ(player->rate(), 0.5);
-  player->setRateUsedForPlayback(4);
-  box.advance(1);
-  EXPECT_EQ(player->rate(), 4);
-  EXPECT_EQ(player->elapsedTime(), 4);
-  EXPECT_THAT(events.take(), ElementsAre("loading", "playing")) << "fast, but not by the remote";
-  player->pause();
-  box.run();
-  player->setRateUsedForPlayback(1);
-  box.advance(1);
-  EXPECT_EQ(player->elapsedTime(), 4);
-  EXPECT_EQ(player->rate(), 0);
-}
-
 TEST_F(TVSPlayerTest, Scanning) {
   beginAndPlay({"a", "b"});
   player->setRateUsedForPlayback(1.5);
@@ -208,21 +171,6 @@ TEST_F(TVSPlayerTest, Scanning) {
   EXPECT_THAT(events.take(),
               ElementsAre("scanning", "end a", "will a", "did b", "loading", "playing"));
   EXPECT_EQ(player->rate(), 1.5);
-}
-
-TEST_F(TVSPlayerTest, VolumeAndMuting) {
-  player->setVolume(0.25F);
-  player->setMuted(true);
-  begin({"a"});
-  EXPECT_EQ(engine().currentLoad().volume, 0.25F);
-  EXPECT_TRUE(engine().currentLoad().muted);
-  player->setVolume(7);
-  player->setMuted(false);
-  EXPECT_EQ(player->volume(), 1);
-  EXPECT_EQ(engine().currentLoad().volume, 1);
-  EXPECT_FALSE(engine().currentLoad().muted);
-  player->setVolume(std::numeric_limits<float>::quiet_NaN());
-  EXPECT_EQ(player->volume(), 1);
 }
 
 TEST_F(TVSPlayerTest, InvalidateLetsTheEngineGoAndLeavesNothingToDo) {

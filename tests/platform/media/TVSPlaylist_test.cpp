@@ -1,7 +1,6 @@
 #include "platform/media/TVSPlaylist.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "sim/AssertionsThrow.h"
 #include "tests/platform/media/PlayerFixture.h"

@@ -1,7 +1,5 @@
 #include "platform/ui/VideoPlayerViewController.h"
 
-#include <string>
-
 #include <gtest/gtest.h>
 
 #include "sim/MediaEngine.h"

@@ -1,7 +1,5 @@
 #include "platform/ui/View.h"
 
-#include <string>
-
 #include <gtest/gtest.h>
 
 #include "platform/ui/ActivityIndicatorView.h"

@@ -1,7 +1,5 @@
 #include "platform/ui/Window.h"
 
-#include <string>
-
 #include <gtest/gtest.h>
 
 #include "platform/ui/AlertController.h"

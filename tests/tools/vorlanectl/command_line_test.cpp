@@ -93,11 +93,4 @@ TEST(CommandLine, EveryCommandHasItsHelp) {
   EXPECT_EQ(std::adjacent_find(names.begin(), names.end()), names.end());
 }
 
-TEST(Status, IsToldWithItsMeaning) {
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(vorlanectl::report(0), 0);
-  EXPECT_EQ(vorlanectl::report(-6718), 1);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "vorlanectl: -6718: no session to address\n");
-}
-
 }  // namespace

@@ -1,44 +1,13 @@
 #include "tools/vorlanectl/Json.h"
 
-#include <string>
-
-#include <gtest/gtest.h>
-#include <sys/socket.h>
-#include <unistd.h>
+#include "tests/box/services/BusMessage.h"
 
 namespace {
 
 using vorlanectl::CodingError;
 using vorlanectl::Json;
 
-/// A message that is never sent: written, sealed, read.
-class JsonCoding : public ::testing::Test {
- protected:
-  JsonCoding() {
-    int sockets[2];
-    EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, sockets), 0);
-    _other = sockets[1];
-    sd_bus_new(&_bus);
-    sd_bus_set_fd(_bus, sockets[0], sockets[0]);
-    sd_bus_start(_bus);
-    sd_bus_message_new_signal(_bus, &message, "/a", "a.b", "C");
-  }
-  ~JsonCoding() override {
-    sd_bus_message_unref(message);
-    sd_bus_close_unref(_bus);
-    close(_other);
-  }
-  void seal() {
-    ASSERT_GE(sd_bus_message_seal(message, 1, 0), 0);
-    ASSERT_GE(sd_bus_message_rewind(message, 1), 0);
-  }
-
-  sd_bus_message* message = nullptr;
-
- private:
-  sd_bus* _bus = nullptr;
-  int _other = -1;
-};
+class JsonCoding : public ::testing::Test, protected BusMessage {};
 
 TEST_F(JsonCoding, ValuesSurvive) {
   const Json object = vorlanectl::parseJson(R"({

@@ -1,8 +1,6 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
-#include <string>
-#include <vector>
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
