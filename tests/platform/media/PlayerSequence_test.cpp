@@ -28,25 +28,28 @@ struct Model {
   int itemsLeft = 2;
   int currentItem = 0;
   bool spent = false;
-  std::optional<double> nextLoadLeft;  // of the item after it, while that is being prepared
+  bool preparesNext = false;  // the item after it
+  double nextLoadLeft = 0;
 
   void load(double from) {
-    loadLeft = std::exchange(nextLoadLeft, std::nullopt).value_or(kLoadDelay);
+    loadLeft = std::exchange(preparesNext, false) ? nextLoadLeft : kLoadDelay;
     phase = loadLeft > 0 ? Phase::Loading : Phase::Running;
     position = from;
     spent = false;
   }
   /// They are so short that the end is always near.
   void prepare() {
-    if (phase == Phase::Running && wantsToPlay && itemsLeft > 1 && !nextLoadLeft)
+    if (phase == Phase::Running && wantsToPlay && itemsLeft > 1 && !preparesNext) {
+      preparesNext = true;
       nextLoadLeft = kLoadDelay;
+    }
   }
   void pass(double seconds) {
-    if (nextLoadLeft) nextLoadLeft = std::max(0.0, *nextLoadLeft - seconds);
+    if (preparesNext) nextLoadLeft = std::max(0.0, nextLoadLeft - seconds);
   }
   void stop() {
     phase = Phase::Stopped;
-    nextLoadLeft.reset();
+    preparesNext = false;
     wantsToPlay = true;
     position = 0;
   }
