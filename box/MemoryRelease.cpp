@@ -48,9 +48,16 @@ int dropUnwrittenPages(dl_phdr_info* object, std::size_t, void*) {
   return 0;
 }
 
+constexpr int kMappedFrom = 512 * 1024;
+
 }  // namespace
 
-void limitMemoryPools() { mallopt(M_ARENA_MAX, kMemoryPools); }
+void limitMemoryPools() {
+  mallopt(M_ARENA_MAX, kMemoryPools);
+  // Fixed: the library would raise it with the first large block that is freed, and from then on
+  // buffers of pictures and of the network would lie among small things, and stay.
+  mallopt(M_MMAP_THRESHOLD, kMappedFrom);
+}
 
 void releaseUnusedMemory() {
   malloc_trim(0);
