@@ -15,6 +15,10 @@ void drawElement(Canvas& canvas, const platform::DigitsElement& digits, const pl
                  float alpha);
 void drawElement(Canvas& canvas, const platform::AlertElement& alert, const platform::Rect& frame,
                  float alpha);
+void drawElement(Canvas& canvas, const platform::OptionPanelElement& panel,
+                 const platform::Rect& frame, float alpha);
+void drawElement(Canvas& canvas, const platform::MessageElement& message,
+                 const platform::Rect& frame, float alpha);
 
 void drawElement(Canvas& canvas, const platform::SpinnerElement& spinner,
                  const platform::Rect& frame, platform::TimePoint now, float alpha);

@@ -28,6 +28,13 @@ struct MediaTrack {
   bool enabled = true;
 };
 
+/// A part of the item that has a name.
+struct MediaChapter {
+  double start = 0;  ///< seconds
+  std::string title;
+  friend bool operator==(const MediaChapter&, const MediaChapter&) = default;
+};
+
 // Media characteristics that an item may offer options for.
 inline constexpr std::string_view kMediaCharacteristicAudible = "audible";
 inline constexpr std::string_view kMediaCharacteristicLegible = "legible";
@@ -87,6 +94,7 @@ struct MediaFacts {
   std::vector<MediaTrack> tracks;
   std::vector<MediaSelectionGroup> selectionGroups;
   std::vector<TimedMetadataItem> timedMetadata;  ///< at the current position
+  std::vector<MediaChapter> chapters;            ///< by their starts
   std::string title;
 };
 

@@ -67,8 +67,10 @@ struct TextElement {
   friend bool operator==(const TextElement&, const TextElement&) = default;
 };
 
+/// With `text`, such as a percentage, in its middle.
 struct SpinnerElement {
   TimePoint started{};
+  std::string text = {};
   friend bool operator==(const SpinnerElement&, const SpinnerElement&) = default;
 };
 
@@ -99,11 +101,45 @@ struct TransportBarElement {
   std::optional<double> duration;  ///< seconds; none: live or unknown
   bool live = false;
   std::vector<std::pair<double, double>> loaded;  ///< fractions of the duration, start and end
+  std::vector<double> chapters = {};              ///< where they begin, fractions of the duration
+  /// While the remote looks for a place (skips that pile up, scanning) its time is shown large.
+  bool seeking = false;
+  /// What the live badge says, in the user's language.
+  std::string liveText = "LIVE";
+  /// A stream that lags behind its live edge: the words of the button that goes there; empty: none.
+  std::string goToLiveText = {};
+  bool goToLiveFocused = false;
   friend bool operator==(const TransportBarElement&, const TransportBarElement&) = default;
 };
 
+/// A choice of one in a list, such as the language of the sound.
+struct OptionListElement {
+  std::string title;
+  std::vector<std::string> options;
+  std::optional<std::size_t> selected = {};  ///< the one in effect, marked
+  std::optional<std::size_t> focused = {};   ///< none: the focus is elsewhere
+  friend bool operator==(const OptionListElement&, const OptionListElement&) = default;
+};
+
+/// A panel above the lower edge of the frame, one list beside the other. A list longer than the
+/// panel scrolls with its focus.
+struct OptionPanelElement {
+  std::vector<OptionListElement> lists;
+  friend bool operator==(const OptionPanelElement&, const OptionPanelElement&) = default;
+};
+
+/// What there is to say in place of a picture: a plain sentence, and beneath it, smaller, what the
+/// remote can do about it. In the middle of the frame, on a backing that makes it readable over
+/// any picture.
+struct MessageElement {
+  std::string text;
+  std::string hint = {};
+  friend bool operator==(const MessageElement&, const MessageElement&) = default;
+};
+
 using SceneElement = std::variant<FillElement, VideoElement, LayerElement, BlurElement, TextElement,
-                                  SpinnerElement, DigitsElement, AlertElement, TransportBarElement>;
+                                  SpinnerElement, DigitsElement, AlertElement, TransportBarElement,
+                                  OptionPanelElement, MessageElement>;
 
 /// A view as it is to be drawn: its elements, then its children, all under one opacity.
 struct SceneNode {
