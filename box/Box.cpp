@@ -129,13 +129,14 @@ platform::Dictionary Box::_status() const {
   return status;
 }
 
-void Box::_reportDoor() const {
+void Box::_reportDoor() {
   // The door itself has said why.
   if (_door.error()) return;
   // What the loader did before main is not in it: the kernel tells the start of a process in steps
   // of 10 ms only.
   TVSLogNotice(TVSSystemLog, "The door %@ is open, %f ms after main began", _door.socketPath(),
                platform::secondsFromDuration(_clock.now() - _started) * 1000);
+  _serviceManager.tellReady();
 }
 
 void Box::_warmUp() {
@@ -169,6 +170,7 @@ void Box::_releaseMemoryOnceIdle() {
 void Box::_terminate(int signal) {
   if (std::exchange(_terminating, true)) return;
   TVSLogNotice(TVSSystemLog, "Ending on signal %d", signal);
+  _serviceManager.tellStopping();
   _application.delegate->applicationWillTerminate();
   if (!_viewServiceHost.isPresenting()) {
     _mainQueue.stop();

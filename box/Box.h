@@ -7,6 +7,7 @@
 #include "box/NotThere.h"
 #include "box/ObservedScreen.h"
 #include "box/Options.h"
+#include "box/ServiceManager.h"
 #include "box/SignalWatch.h"
 #include "box/relay/Relay.h"
 #include "box/screen/Screen.h"
@@ -64,7 +65,7 @@ class Box final : public platform::RunnablePlatform {
   void _applyLogLevels() const;
   void _connectDoor();
   platform::Dictionary _status() const;
-  void _reportDoor() const;
+  void _reportDoor();
   void _warmUp();
   void _screenWillOpen(bool opens);
   void _releaseMemoryOnceIdle();
@@ -78,6 +79,7 @@ class Box final : public platform::RunnablePlatform {
   platform::MainQueue _mainQueue{_clock, std::make_shared<platform::ConditionWaiter>(_clock)};
   // Before everything that has threads, and alive until they have ended.
   SignalWatch _signals;
+  ServiceManager _serviceManager{_mainQueue};
 
   NowPlayingMemory _nowPlaying;
   NoProcessAssertions _processAssertions;

@@ -8,15 +8,11 @@
 
 namespace box {
 
-namespace {
-
-bool stderrIsJournal() {
+bool isStderrJournal() {
   struct stat status {};
   if (fstat(STDERR_FILENO, &status) != 0) return false;
   return namesJournalStream(std::getenv("JOURNAL_STREAM"), status.st_dev, status.st_ino);
 }
-
-}  // namespace
 
 bool namesJournalStream(const char* variable, dev_t device, ino_t inode) {
   return variable && variable == std::to_string(device) + ":" + std::to_string(inode);
@@ -35,7 +31,7 @@ std::string logText(const platform::LogLine& line, bool forJournal) {
   }
 }
 
-StderrLog::StderrLog() : _isJournal(stderrIsJournal()) {}
+StderrLog::StderrLog() : _isJournal(isStderrJournal()) {}
 
 void StderrLog::write(const platform::LogLine& line) {
   const std::string text = logText(line, _isJournal);

@@ -13,7 +13,6 @@ namespace box {
 /// when stderr is the journal. Threads: any.
 class StderrLog final : public platform::LogSink {
  public:
-  /// Asks the environment whether stderr is the journal.
   StderrLog();
   void write(const platform::LogLine& line) override;
 
@@ -23,6 +22,9 @@ class StderrLog final : public platform::LogSink {
 
 /// One log line as it is written, with the newline behind it.
 std::string logText(const platform::LogLine& line, bool forJournal);
+
+/// Whether stderr is the journal, by the environment.
+bool isStderrJournal();
 
 /// Whether `variable`, the value of JOURNAL_STREAM or null, names the file with this device and
 /// inode.

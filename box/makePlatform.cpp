@@ -3,6 +3,8 @@
 #include <vector>
 
 #include "box/Box.h"
+#include "box/DeathReport.h"
+#include "box/Log.h"
 #include "box/MemoryRelease.h"
 #include "box/Options.h"
 #include "box/Version.h"
@@ -33,6 +35,7 @@ std::unique_ptr<platform::RunnablePlatform> platform::makePlatform(int argc, cha
     case box::Options::Action::Run:
       break;
   }
+  box::installDeathReport(box::isStderrJournal());
   return std::make_unique<box::Box>(std::move(*options), started,
                                     std::make_unique<box::GioNetworkWatch>());
 }

@@ -15,6 +15,8 @@ AssertionHandler& handler() {
   return instance;
 }
 
+bool writesLog = true;
+
 std::string withoutEnding(std::string_view file) {
   const auto dot = file.rfind('.');
   const auto slash = file.rfind('/');
@@ -29,18 +31,22 @@ void writeToStderr(const std::string& line) { std::fprintf(stderr, "%s\n", line.
 
 void setAssertionHandler(AssertionHandler newHandler) { handler() = std::move(newHandler); }
 
+void setAssertionsWriteLog(bool write) { writesLog = write; }
+
 void assertionFailed(std::string_view operation, std::string_view file,
                      std::string_view condition) {
   const AssertionFailure failure{std::string(operation), withoutEnding(file),
                                  std::string(condition)};
-  const auto recent = TVSLogger::recentLines();
   const std::string line = "Assertion failed in " + failure.operation + " (" + failure.source +
                            "): " + failure.condition;
   TVSLogError(TVSSystemLog, "%@", line);
   writeToStderr(line);
   if (handler()) handler()(failure);
-  writeToStderr("The log until then:");
-  for (const std::string& earlier : recent) writeToStderr(earlier);
+  if (writesLog) {
+    writeToStderr("The log until then:");
+    TVSLogger::dumpRecentLines(
+        [](const char* text, std::size_t size) { std::fwrite(text, 1, size, stderr); });
+  }
   std::abort();
 }
 

@@ -18,6 +18,10 @@ struct AssertionFailure {
 using AssertionHandler = std::function<void(const AssertionFailure&)>;
 void setAssertionHandler(AssertionHandler handler);
 
+/// Whether the recent log lines are written to stderr before the abort, as they are by default. A
+/// box that writes them at every death, by whatever signal, does without. Not thread safe either.
+void setAssertionsWriteLog(bool write);
+
 [[noreturn]] void assertionFailed(std::string_view operation, std::string_view file,
                                   std::string_view condition);
 

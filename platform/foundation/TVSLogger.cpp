@@ -3,13 +3,14 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdio>
-#include <deque>
 #include <map>
 #include <mutex>
 #include <optional>
 #include <shared_mutex>
 #include <thread>
 #include <utility>
+
+#include "platform/foundation/RecentLines.h"
 
 using platform::LogLevel;
 using platform::LogLine;
@@ -19,8 +20,6 @@ namespace {
 
 constexpr int kPersistentLevel = static_cast<int>(LogLevel::Notice);
 constexpr int kOtherLevel = static_cast<int>(LogLevel::Error);
-constexpr std::size_t kRecentLines = 1000;
-constexpr std::size_t kRecentBytes = std::size_t{256} * 1024;
 
 struct Sink {
   explicit Sink(std::shared_ptr<LogSink> theTarget) : target(std::move(theTarget)) {}
@@ -40,10 +39,9 @@ struct State {
   std::optional<int> levelOfAll;
   std::map<std::string, int, std::less<>> levels;
 
-  // Protected by `recentMutex`.
+  // Protected by `recentMutex`, but for its dump.
   std::mutex recentMutex;
-  std::deque<std::string> recent;
-  std::size_t recentBytes = 0;
+  platform::RecentLines recent;
 
   // Protected by `sinkMutex`; the list itself is immutable.
   std::mutex sinkMutex;
@@ -90,15 +88,9 @@ std::string_view levelTag(LogLevel level) {
 }
 
 void remember(std::string_view line) {
-  line = line.substr(0, kRecentBytes);
   State& shared = state();
   const std::lock_guard lock(shared.recentMutex);
-  shared.recent.emplace_back(line);
-  shared.recentBytes += line.size();
-  while (shared.recent.size() > kRecentLines || shared.recentBytes > kRecentBytes) {
-    shared.recentBytes -= shared.recent.front().size();
-    shared.recent.pop_front();
-  }
+  shared.recent.add(line);
 }
 
 }  // namespace
@@ -114,7 +106,6 @@ void TVSLogger::initialize(std::string domain, std::vector<std::string_view> per
   }
   const std::lock_guard lock(shared.recentMutex);
   shared.recent.clear();
-  shared.recentBytes = 0;
 }
 
 std::string TVSLogger::domain() {
@@ -192,5 +183,9 @@ void TVSLogger::write(std::string_view component, LogLevel level, std::string_vi
 
 std::vector<std::string> TVSLogger::recentLines() {
   const std::lock_guard lock(state().recentMutex);
-  return {state().recent.begin(), state().recent.end()};
+  return state().recent.lines();
+}
+
+void TVSLogger::dumpRecentLines(void (*write)(const char* text, std::size_t size)) {
+  state().recent.dump(write);
 }

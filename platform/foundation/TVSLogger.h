@@ -70,6 +70,10 @@ class TVSLogger {
 
   /// The newest lines, oldest first; at most 1000 lines and 256 KiB, to which a longer line is cut.
   static std::vector<std::string> recentLines();
+  /// The same, handed to `write` in pieces, each line with a newline: for a process that dies. From
+  /// within a signal's handler too, once initialize() has been called; a line that is being written
+  /// at that moment may be torn.
+  static void dumpRecentLines(void (*write)(const char* text, std::size_t size));
 };
 
 #define TVS_LOG(component, level, ...)                                              \

@@ -1,7 +1,18 @@
+#include <algorithm>
+#include <cstddef>
+#include <cstdlib>
+#include <string>
+#include <utility>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <sys/un.h>
+#include <unistd.h>
 
+#include "box/services/FileDescriptor.h"
 #include "platform/foundation/TVSLogger.h"
 #include "platform/media/MediaEngine.h"
 #include "tests/box/ChildProcess.h"
@@ -113,6 +124,61 @@ TEST(Process, RunsWithoutADoorWhereItCannotHaveOne) {
   process.send(SIGTERM);
   EXPECT_EQ(process.waitForEnd(), 0) << process.output();
   EXPECT_THAT(process.output(), Not(HasSubstr("is open")));
+}
+
+TEST(Process, SaysHowItDied) {
+  for (const auto& [signal, name] : {std::pair(SIGSEGV, "SIGSEGV"), {SIGABRT, "SIGABRT"}}) {
+    ChildProcess process(std::vector<std::string>{});
+    ASSERT_TRUE(process.waitForLine("is open")) << process.output();
+    const std::size_t before = process.output().size();
+    process.send(signal);
+    EXPECT_EQ(process.waitForEnd(), -signal);
+    const std::string report = process.output().substr(before);
+    EXPECT_THAT(report, HasSubstr(std::string("Died of ") + name));
+    EXPECT_THAT(report, HasSubstr("is open")) << "the log until then";
+    EXPECT_THAT(report, HasSubstr("MainQueue")) << "the call stack";
+  }
+}
+
+/// What a service manager hears, by the protocol of sd_notify(3).
+class NotifySocket {
+ public:
+  NotifySocket() {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    const std::string name = "vorlane-test-" + std::to_string(getpid());
+    name.copy(address.sun_path + 1, sizeof address.sun_path - 1);
+    const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name.size());
+    EXPECT_EQ(bind(_socket.get(), reinterpret_cast<const sockaddr*>(&address), size), 0);
+    const timeval limit{20, 0};
+    setsockopt(_socket.get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+    setenv("NOTIFY_SOCKET", ("@" + name).c_str(), 1);
+    setenv("WATCHDOG_USEC", "100000", 1);
+  }
+  ~NotifySocket() {
+    unsetenv("NOTIFY_SOCKET");
+    unsetenv("WATCHDOG_USEC");
+  }
+  std::string next() {
+    char text[100];
+    const ssize_t size = recv(_socket.get(), text, sizeof text, 0);
+    return {text, static_cast<std::size_t>(std::max<ssize_t>(size, 0))};
+  }
+
+ private:
+  box::FileDescriptor _socket{socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)};
+};
+
+TEST(Process, TellsItsServiceManagerHowItIs) {
+  NotifySocket manager;
+  ChildProcess process(std::vector<std::string>{});
+  for (const char* expected : {"READY=1", "WATCHDOG=1", "WATCHDOG=1"})
+    EXPECT_EQ(manager.next(), expected);
+  process.send(SIGTERM);
+  std::string last = manager.next();
+  while (last == "WATCHDOG=1") last = manager.next();
+  EXPECT_EQ(last, "STOPPING=1");
+  EXPECT_EQ(process.waitForEnd(), 0) << process.output();
 }
 
 }  // namespace

@@ -1,0 +1,110 @@
+#include "box/DeathReport.h"
+
+#include <array>
+#include <atomic>
+#include <csignal>
+#include <cstddef>
+#include <cstring>
+
+#include <execinfo.h>
+#include <unistd.h>
+
+#include "platform/foundation/Assertion.h"
+#include "platform/foundation/TVSLogger.h"
+
+namespace box {
+
+namespace {
+
+// Everything here that runs in a handler calls only what may be called there; backtrace() does not
+// allocate any more once it has run.
+
+struct Fatal {
+  int signal;
+  const char* name;
+};
+constexpr Fatal kFatal[] = {{SIGSEGV, "SIGSEGV"},
+                            {SIGBUS, "SIGBUS"},
+                            {SIGILL, "SIGILL"},
+                            {SIGFPE, "SIGFPE"},
+                            {SIGABRT, "SIGABRT"}};
+constexpr int kFrames = 64;
+constexpr std::size_t kAlternateStack = std::size_t{64} * 1024;
+
+bool journal = false;
+std::atomic<bool> reported = false;
+std::array<char, kAlternateStack> alternateStack;
+
+void put(const char* text, std::size_t size) {
+  while (size > 0) {
+    const ssize_t written = ::write(STDERR_FILENO, text, size);
+    if (written <= 0) return;
+    text += written;
+    size -= static_cast<std::size_t>(written);
+  }
+}
+
+void put(const char* text) { put(text, std::strlen(text)); }
+
+/// With the priority in front of each line, where the journal reads it.
+void putLog(const char* text, std::size_t size) {
+  static bool atLineStart = true;
+  while (size > 0) {
+    if (atLineStart && journal) put("<2>");
+    const auto* newline = static_cast<const char*>(std::memchr(text, '\n', size));
+    const std::size_t piece = newline ? static_cast<std::size_t>(newline - text) + 1 : size;
+    put(text, piece);
+    atLineStart = newline != nullptr;
+    text += piece;
+    size -= piece;
+  }
+}
+
+void putLog(const char* text) { putLog(text, std::strlen(text)); }
+
+void report(int signal) {
+  const char* name = "a signal";
+  for (const Fatal& fatal : kFatal)
+    if (fatal.signal == signal) name = fatal.name;
+  putLog("Died of ");
+  putLog(name);
+  putLog(". The log until then:\n");
+  TVSLogger::dumpRecentLines(putLog);
+  putLog("The call stack:\n");
+  void* frames[kFrames];
+  backtrace_symbols_fd(frames, backtrace(frames, kFrames), STDERR_FILENO);
+}
+
+extern "C" void handleFatalSignal(int signal) {
+  // The first death counts, also where the report is what dies.
+  if (!reported.exchange(true)) report(signal);
+  // Its handler is the default one again.
+  raise(signal);
+}
+
+}  // namespace
+
+void installDeathReport(bool forJournal) {
+  journal = forJournal;
+  // Loads what the unwinder needs.
+  void* frame = nullptr;
+  backtrace(&frame, 1);
+
+  stack_t stack{};
+  stack.ss_sp = alternateStack.data();
+  stack.ss_size = alternateStack.size();
+  sigaltstack(&stack, nullptr);
+
+  struct sigaction action {};
+  action.sa_handler = handleFatalSignal;
+  action.sa_flags = static_cast<int>(SA_ONSTACK | SA_RESETHAND);
+  sigfillset(&action.sa_mask);
+  for (const Fatal& fatal : kFatal) {
+    // Another one died in meanwhile ends the process at once.
+    sigdelset(&action.sa_mask, fatal.signal);
+  }
+  for (const Fatal& fatal : kFatal) sigaction(fatal.signal, &action, nullptr);
+  platform::setAssertionsWriteLog(false);
+}
+
+}  // namespace box
