@@ -136,7 +136,7 @@ TEST(Process, SaysHowItDied) {
     const std::string report = process.output().substr(before);
     EXPECT_THAT(report, HasSubstr(std::string("Died of ") + name));
     EXPECT_THAT(report, HasSubstr("is open")) << "the log until then";
-    EXPECT_THAT(report, HasSubstr("MainQueue")) << "the call stack";
+    EXPECT_THAT(report, HasSubstr("handleFatalSignal")) << "the call stack";
   }
 }
 
