@@ -1,8 +1,43 @@
 #include "TVVorlane/TVVorlaneVideoPlayerViewController.h"
 
+#include <utility>
+
+#include "TVVorlane/TVVorlaneLocalizedStrings.h"
 #include "TVVorlane/TVVorlaneLogComponents.h"
 #include "TVVorlane/TVVorlaneURLSession.h"
 #include "platform/foundation/TVSLogger.h"
+
+namespace {
+
+platform::PlayerTexts localizedTexts() {
+  const auto text = [](const char* key) { return TVVorlaneLocalizedString(key); };
+  return {.live = text("TVVorlanePlayerLive"),
+          .goToLive = text("TVVorlanePlayerGoToLive"),
+          .sound = text("TVVorlanePlayerSound"),
+          .subtitles = text("TVVorlanePlayerSubtitles"),
+          .off = text("TVVorlanePlayerOff"),
+          .unknownLanguage = text("TVVorlanePlayerUnknownLanguage"),
+          .hardOfHearing = text("TVVorlanePlayerHardOfHearing"),
+          .audioDescription = text("TVVorlanePlayerAudioDescription"),
+          .commentary = text("TVVorlanePlayerCommentary"),
+          .ended = text("TVVorlanePlayerEnded"),
+          .notFound = text("TVVorlanePlayerNotFound"),
+          .noConnection = text("TVVorlanePlayerNoConnection"),
+          .timedOut = text("TVVorlanePlayerTimedOut"),
+          .unknownFormat = text("TVVorlanePlayerUnknownFormat"),
+          .notAllowed = text("TVVorlanePlayerNotAllowed"),
+          .failed = text("TVVorlanePlayerFailed"),
+          .replayHint = text("TVVorlanePlayerReplayHint"),
+          .retryHint = text("TVVorlanePlayerRetryHint")};
+}
+
+}  // namespace
+
+TVVorlaneVideoPlayerViewController::TVVorlaneVideoPlayerViewController(
+    std::shared_ptr<TVSPlayer> player, bool invalidatesPlayerWhenDone)
+    : VideoPlayerViewController(std::move(player), invalidatesPlayerWhenDone) {
+  setTexts(localizedTexts());
+}
 
 void TVVorlaneVideoPlayerViewController::dismiss() {
   if (_wasDismissed) return;

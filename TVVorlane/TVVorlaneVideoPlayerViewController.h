@@ -12,7 +12,9 @@ class TVVorlaneURLSession;
 /// _TVVorlaneVideoPlayerViewController. Main thread.
 class TVVorlaneVideoPlayerViewController final : public platform::VideoPlayerViewController {
  public:
-  using VideoPlayerViewController::VideoPlayerViewController;
+  /// With the texts in the user's language.
+  TVVorlaneVideoPlayerViewController(std::shared_ptr<TVSPlayer> player,
+                                     bool invalidatesPlayerWhenDone);
   std::string className() const override { return "_TVVorlaneVideoPlayerViewController"; }
 
   const std::shared_ptr<TVVorlaneURLSession>& videoSession() const { return _videoSession; }

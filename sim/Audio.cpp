@@ -119,4 +119,16 @@ void NowPlayingService::setPlaybackState(platform::NowPlayingPlaybackState state
   _journal.add("nowPlaying.setPlaybackState(" + std::to_string(static_cast<unsigned>(state)) + ")");
 }
 
+bool NowPlayingService::send(const platform::RemoteCommand& command) {
+  _journal.add("nowPlaying.send(" + std::to_string(static_cast<int>(command.kind)) + ")");
+  auto* const target = _targets.current();
+  if (target) target->handleRemoteCommand(command);
+  return target != nullptr;
+}
+
+std::optional<platform::RemotePlayback> NowPlayingService::playback() const {
+  const auto* const target = _targets.current();
+  return target ? std::optional(target->remotePlayback()) : std::nullopt;
+}
+
 }  // namespace sim

@@ -73,6 +73,19 @@ class NowPlayingService final : public platform::NowPlayingService {
   /// `nowPlaying.setPlaybackState(1)`
   void setPlaybackState(platform::NowPlayingPlaybackState state) override;
 
+  platform::Token addRemoteCommandTarget(platform::RemoteCommandTarget& target) override {
+    return _targets.add(target);
+  }
+  void remotePlaybackDidChange() override { ++_playbackChanges; }
+
+  /// As a media key would. False where nobody takes it. `nowPlaying.send(0)` with the command's
+  /// kind.
+  bool send(const platform::RemoteCommand& command);
+  /// What a display would show of the playback; nothing where nobody takes commands.
+  std::optional<platform::RemotePlayback> playback() const;
+  /// How often it was told that there is something new in that.
+  int playbackChanges() const { return _playbackChanges; }
+
   bool isEligible() const { return _eligible; }
   /// After all merges.
   const platform::Dictionary& info() const { return _info; }
@@ -86,6 +99,8 @@ class NowPlayingService final : public platform::NowPlayingService {
   platform::Dictionary _info;
   std::vector<platform::Dictionary> _given;
   std::optional<platform::NowPlayingPlaybackState> _playbackState;
+  platform::RemoteCommandTargets _targets;
+  int _playbackChanges = 0;
 };
 
 }  // namespace sim

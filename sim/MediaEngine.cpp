@@ -11,7 +11,7 @@ namespace sim {
 
 namespace {
 
-constexpr double kRateLimit = 8;
+constexpr double kRateLimit = 16;
 constexpr double kBufferedAhead = 30;
 constexpr std::size_t kCallLimit = 1000;
 
@@ -63,6 +63,17 @@ void MediaEngine::load(const platform::MediaLoad& load) {
   if (preparation && preparation->load.beginsLike(load))
     delay = std::max(platform::Duration::zero(), delay - (_loadTime - preparation->since));
   _timer = _mainQueue.after(delay, [this] { _finishLoad(0); });
+  _reportBuffering(0);
+}
+
+void MediaEngine::_reportBuffering(std::size_t next) {
+  if (!_script || next >= _script->buffering.size()) return;
+  const auto due = _loadTime + platform::durationFromSeconds(_script->buffering[next].afterLoad);
+  _bufferingTimer = _mainQueue.after(due - _clock.now(), [this, next] {
+    if (_stage != Stage::Loading) return;
+    _post([](auto& observer, auto generation) { observer.engineFactsDidChange(generation); });
+    _reportBuffering(next + 1);
+  });
 }
 
 void MediaEngine::unload() {
@@ -81,6 +92,7 @@ void MediaEngine::unload() {
   _script = nullptr;
   _timer.reset();
   _stallTimer.reset();
+  _bufferingTimer.reset();
   _seekTimer.reset();
 }
 
@@ -98,6 +110,7 @@ void MediaEngine::_becomeReady() {
   _facts.live = _script->liveWindow.has_value();
   _facts.tracks = _script->tracks;
   _facts.selectionGroups = _script->selectionGroups;
+  _facts.chapters = _script->chapters;
   _facts.title = _script->title;
   _anchor(_startPosition());
   _wantedSeek.reset();

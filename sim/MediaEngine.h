@@ -103,6 +103,8 @@ class MediaEngine final : public platform::MediaEngine {
 
   /// Asks for the rest of what the load needs from `first` on, then becomes ready.
   void _finishLoad(std::size_t first);
+  /// Tells of the script's buffering from its step `next` on, as they come up during the load.
+  void _reportBuffering(std::size_t next);
   void _becomeReady();
   /// Asks for a request of the script; `answered` is called when it was satisfied, with the media
   /// that it was redirected to, or null.
@@ -151,6 +153,7 @@ class MediaEngine final : public platform::MediaEngine {
   bool _reporting = false;
   platform::Token _timer;
   platform::Token _stallTimer;
+  platform::Token _bufferingTimer;
   platform::Token _seekTimer;
 };
 

@@ -57,10 +57,11 @@ struct MediaScript {
   std::string title = {};
   std::vector<platform::MediaTrack> tracks = {};
   std::vector<platform::MediaSelectionGroup> selectionGroups = {};
+  std::vector<platform::MediaChapter> chapters = {};
   std::vector<TimedMetadata> timedMetadata = {};  ///< by position
   /// Each happens once a load, when playback comes by.
   std::vector<Stall> stalls = {};
-  std::vector<Buffering> buffering = {};  ///< by time
+  std::vector<Buffering> buffering = {};  ///< by time, during the load
   double seekDelay = 0;
   /// Those of the load one after the other. A redirect leads to the media at its URL in the
   /// library: at load they are played instead, later it is enough that they are there.

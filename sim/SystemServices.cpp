@@ -62,6 +62,21 @@ void TVSNetworkUtilities::setInternetAvailable(bool available) {
   _center.post(platform::TVSInternetAvailabilityDidChangeNotification);
 }
 
+std::string DeviceInfo::languageName(std::string_view tag) const {
+  struct Names {
+    std::string_view tag, english, german;
+  };
+  constexpr Names kNames[] = {{"en", "English", "Englisch"},
+                              {"de", "German", "Deutsch"},
+                              {"fr", "French", "Französisch"},
+                              {"ja", "Japanese", "Japanisch"}};
+  for (const Names& each : kNames) {
+    if (each.tag == tag)
+      return std::string(_language.starts_with("de") ? each.german : each.english);
+  }
+  return {};
+}
+
 void RemoteInputLimitingCenter::setViewServiceActive(bool active) {
   _active = active;
   _journal.add(withFlag("remoteInputLimiting.setViewServiceActive", active));

@@ -100,6 +100,8 @@ class DeviceInfo final : public platform::DeviceInfo {
  public:
   bool isInternalBuild() const override { return _internalBuild; }
   std::string language() const override { return _language; }
+  /// Knows a few languages, in English and in German.
+  std::string languageName(std::string_view tag) const override;
   void setInternalBuild(bool internal) { _internalBuild = internal; }
   void setLanguage(std::string language) { _language = std::move(language); }
 

@@ -12,6 +12,26 @@ constexpr Entry kEntries[] = {
      "このデバイスを確認できませんでした。ソフトウェアをアップデートして、もう一度お試しください"
      "。"},
     {"TVVorlaneOK", "OK"},
+    {"TVVorlanePlayerLive", "ライブ"},
+    {"TVVorlanePlayerGoToLive", "ライブに移動"},
+    {"TVVorlanePlayerSound", "音声"},
+    {"TVVorlanePlayerSubtitles", "字幕"},
+    {"TVVorlanePlayerOff", "オフ"},
+    {"TVVorlanePlayerUnknownLanguage", "不明な言語"},
+    {"TVVorlanePlayerHardOfHearing", "聴覚障がい者向け"},
+    {"TVVorlanePlayerAudioDescription", "音声解説付き"},
+    {"TVVorlanePlayerCommentary", "コメンタリー"},
+    {"TVVorlanePlayerEnded", "ビデオは終了しました。"},
+    {"TVVorlanePlayerNotFound", "このビデオは見つかりませんでした。"},
+    {"TVVorlanePlayerNoConnection", "このビデオに接続できません。"},
+    {"TVVorlanePlayerTimedOut", "このビデオからの応答がありません。"},
+    {"TVVorlanePlayerUnknownFormat", "このビデオの形式には対応していません。"},
+    {"TVVorlanePlayerNotAllowed", "このビデオをここで再生することは許可されていません。"},
+    {"TVVorlanePlayerFailed", "このビデオは再生できません。"},
+    {"TVVorlanePlayerReplayHint",
+     "もう一度見るには再生ボタン、終了するにはホームボタンを押してください。"},
+    {"TVVorlanePlayerRetryHint",
+     "やり直すには再生ボタン、終了するにはホームボタンを押してください。"},
 };
 }  // namespace
 

@@ -12,6 +12,24 @@ constexpr Entry kEntries[] = {
      "Nie udało się zweryfikować tego urządzenia. Zaktualizuj jego oprogramowanie i spróbuj "
      "ponownie."},
     {"TVVorlaneOK", "OK"},
+    {"TVVorlanePlayerLive", "NA ŻYWO"},
+    {"TVVorlanePlayerGoToLive", "Przejdź na żywo"},
+    {"TVVorlanePlayerSound", "Dźwięk"},
+    {"TVVorlanePlayerSubtitles", "Napisy"},
+    {"TVVorlanePlayerOff", "Wyłączone"},
+    {"TVVorlanePlayerUnknownLanguage", "Nieznany język"},
+    {"TVVorlanePlayerHardOfHearing", "dla niesłyszących"},
+    {"TVVorlanePlayerAudioDescription", "z audiodeskrypcją"},
+    {"TVVorlanePlayerCommentary", "komentarz"},
+    {"TVVorlanePlayerEnded", "Film się zakończył."},
+    {"TVVorlanePlayerNotFound", "Nie znaleziono tego filmu."},
+    {"TVVorlanePlayerNoConnection", "Brak połączenia z tym filmem."},
+    {"TVVorlanePlayerTimedOut", "Ten film zbyt długo nie odpowiadał."},
+    {"TVVorlanePlayerUnknownFormat", "Format tego filmu nie jest obsługiwany."},
+    {"TVVorlanePlayerNotAllowed", "Tego filmu nie wolno tu odtwarzać."},
+    {"TVVorlanePlayerFailed", "Nie można odtworzyć tego filmu."},
+    {"TVVorlanePlayerReplayHint", "Naciśnij Odtwórz, aby obejrzeć ponownie, lub Dom, aby wyjść."},
+    {"TVVorlanePlayerRetryHint", "Naciśnij Odtwórz, aby spróbować ponownie, lub Dom, aby wyjść."},
 };
 }  // namespace
 

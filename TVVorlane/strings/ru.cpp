@@ -12,6 +12,26 @@ constexpr Entry kEntries[] = {
      "Не удалось проверить это устройство. Обновите его программное обеспечение и повторите "
      "попытку."},
     {"TVVorlaneOK", "ОК"},
+    {"TVVorlanePlayerLive", "ЭФИР"},
+    {"TVVorlanePlayerGoToLive", "К прямому эфиру"},
+    {"TVVorlanePlayerSound", "Звук"},
+    {"TVVorlanePlayerSubtitles", "Субтитры"},
+    {"TVVorlanePlayerOff", "Выкл."},
+    {"TVVorlanePlayerUnknownLanguage", "Неизвестный язык"},
+    {"TVVorlanePlayerHardOfHearing", "для слабослышащих"},
+    {"TVVorlanePlayerAudioDescription", "с тифлокомментариями"},
+    {"TVVorlanePlayerCommentary", "комментарии"},
+    {"TVVorlanePlayerEnded", "Видео закончилось."},
+    {"TVVorlanePlayerNotFound", "Видео не найдено."},
+    {"TVVorlanePlayerNoConnection", "Нет соединения с этим видео."},
+    {"TVVorlanePlayerTimedOut", "Видео слишком долго не отвечает."},
+    {"TVVorlanePlayerUnknownFormat", "Формат этого видео не поддерживается."},
+    {"TVVorlanePlayerNotAllowed", "Это видео нельзя воспроизводить здесь."},
+    {"TVVorlanePlayerFailed", "Не удаётся воспроизвести видео."},
+    {"TVVorlanePlayerReplayHint",
+     "Нажмите «Воспроизведение», чтобы посмотреть снова, или «Домой», чтобы выйти."},
+    {"TVVorlanePlayerRetryHint",
+     "Нажмите «Воспроизведение», чтобы повторить попытку, или «Домой», чтобы выйти."},
 };
 }  // namespace
 

@@ -63,7 +63,8 @@ class MediaEngineObserver {
   virtual void engineDidReachEnd(std::uint64_t generation) = 0;
   /// The load is over; only unload() or another load() help.
   virtual void engineDidFail(std::uint64_t generation, const Error& error) = 0;
-  /// Something in facts() other than positions and buffers has changed.
+  /// Something in facts() other than positions and loaded ranges has changed. That the buffer has
+  /// filled further is told before it is ready, too.
   virtual void engineFactsDidChange(std::uint64_t generation) = 0;
   /// The selected option of `characteristic` has changed.
   virtual void engineSelectionDidChange(std::uint64_t generation,

@@ -36,6 +36,9 @@ const MediaFacts& PlayerItem::_facts() const {
                                                                      : none;
 }
 
+bool PlayerItem::isLive() const { return _facts().live; }
+const std::string& PlayerItem::title() const { return _facts().title; }
+const std::vector<MediaChapter>& PlayerItem::chapters() const { return _facts().chapters; }
 bool PlayerItem::isPlaybackLikelyToKeepUp() const { return _facts().likelyToKeepUp; }
 bool PlayerItem::isPlaybackBufferFull() const { return _facts().bufferFull; }
 bool PlayerItem::isPlaybackBufferEmpty() const { return _facts().bufferEmpty; }

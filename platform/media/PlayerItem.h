@@ -37,6 +37,11 @@ class PlayerItem {
   const std::optional<Error>& error() const { return _error; }
   const std::shared_ptr<TVSMediaItem>& mediaItem() const { return _mediaItem; }
 
+  bool isLive() const;
+  /// As the media themselves say; empty where they do not.
+  const std::string& title() const;
+  /// By their starts.
+  const std::vector<MediaChapter>& chapters() const;
   bool isPlaybackLikelyToKeepUp() const;
   bool isPlaybackBufferFull() const;
   bool isPlaybackBufferEmpty() const;

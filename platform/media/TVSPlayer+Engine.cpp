@@ -107,6 +107,7 @@ void TVSPlayer::engineFactsDidChange(std::uint64_t generation) {
   _receive(generation, [&] {
     _updatePreparation();
     _publishChangedFacts();
+    _factsObservers.call();
   });
 }
 

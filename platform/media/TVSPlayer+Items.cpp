@@ -32,6 +32,7 @@ void TVSPlayer::setPlaylist(std::shared_ptr<TVSPlaylist> playlist) {
   _errorLog = {};
   _currentItemIsSpent = false;
   _target.scanRate.reset();
+  _updateRemoteCommands();
   if (_playlist) {
     _playlistObserver =
         _playlist->addObserver([weak = weak_from_this()](const TVSPlaylist::Change& change) {

@@ -69,6 +69,10 @@ platform::Token TVSPlayer::addPropertyObserver(std::string_view property,
   return observers.add(std::move(observer));
 }
 
+platform::Token TVSPlayer::addFactsObserver(std::function<void()> observer) {
+  return _factsObservers.add(std::move(observer));
+}
+
 platform::Value TVSPlayer::_selectedOption(std::string_view characteristic) const {
   if (!_item) return {};
   for (const auto& group : _item->selectionGroups()) {
@@ -91,6 +95,7 @@ platform::Value TVSPlayer::selectedSubtitleOption() const {
 void TVSPlayer::setUpdatesNowPlayingInfoAutomatically(bool updates) {
   if (updates == _updatesNowPlaying) return;
   _updatesNowPlaying = updates;
+  _updateRemoteCommands();
   if (updates && _isLoaded()) _publishNowPlaying();
 }
 
@@ -108,10 +113,15 @@ TVSPlayer::PublishedFacts TVSPlayer::_factsToPublish() const {
 }
 
 void TVSPlayer::_publishChangedFacts() {
-  if (_publishedFacts != _factsToPublish()) _publishNowPlaying();
+  if (_publishedFacts != _factsToPublish()) {
+    _publishNowPlaying();
+  } else {
+    _tellRemotes();
+  }
 }
 
 void TVSPlayer::_publishNowPlaying() {
+  _tellRemotes();
   if (!_updatesNowPlaying) return;
   _publishedFacts = _factsToPublish();
   const bool runs = _state == TVSPlaybackState::Playing || _state == TVSPlaybackState::Scanning;

@@ -36,6 +36,7 @@ void TVSPlayer::play() {
   _target = {true, std::nullopt};
   if (_isLoaded()) {
     _runEngine();
+    if (_phase == Phase::Loading) _tellRemotes();
   } else {
     _beginAnew();
   }
@@ -50,6 +51,7 @@ void TVSPlayer::pause() {
   _target = {false, std::nullopt};
   if (!_isLoaded()) return;
   _engine->pause();
+  if (_phase == Phase::Loading) _tellRemotes();
   // At the end time stands still already.
   if (_phase == Phase::Ended) _settle();
 }
@@ -98,6 +100,7 @@ void TVSPlayer::invalidate() {
   _item.reset();
   _updateElapsedTimer();
   _retireEngine();
+  _updateRemoteCommands();
 }
 
 void TVSPlayer::_runEngine() { _engine->play(_target.scanRate.value_or(_rateUsedForPlayback)); }
@@ -172,6 +175,7 @@ void TVSPlayer::setVolume(float volume) {
   if (!std::isfinite(volume)) return;
   _volume = std::clamp(volume, 0.0F, 1.0F);
   if (_isLoaded()) _engine->setVolume(_volume);
+  _tellRemotes();
 }
 
 const std::vector<platform::TimeRange>& TVSPlayer::cachedSeekableTimeRanges() const {

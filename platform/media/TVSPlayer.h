@@ -15,6 +15,7 @@
 #include "platform/media/ObserverList.h"
 #include "platform/media/PlayerItem.h"
 #include "platform/media/TVSPlaylist.h"
+#include "platform/services/RemoteCommands.h"
 
 namespace platform {
 class Platform;
@@ -83,7 +84,8 @@ class TVSPlayerPlaybackDelegate {
 /// Threads: main only. Lifetime: owned by shared_ptr.
 class TVSPlayer : public platform::Object,
                   public std::enable_shared_from_this<TVSPlayer>,
-                  private platform::MediaEngineObserver {
+                  private platform::MediaEngineObserver,
+                  private platform::RemoteCommandTarget {
  public:
   /// `elapsed` and `duration` in seconds.
   using ElapsedTimeObserver =
@@ -112,6 +114,8 @@ class TVSPlayer : public platform::Object,
   /// By the remote: runs through the item at `rate`; 0 or 1 go back to playing. Beyond 2 or below 0
   /// the state is scanning.
   void scanAtRate(double rate);
+  /// What was last asked of scanAtRate() and still holds; none: no scan.
+  std::optional<double> scanRate() const { return _target.scanRate; }
   /// By the remote. The delegate answers, or the player goes to the neighbouring item.
   void changeMediaInDirection(TVSMediaDirection direction);
   void stop();
@@ -150,9 +154,9 @@ class TVSPlayer : public platform::Object,
   bool updatesNowPlayingInfoAutomatically() const { return _updatesNowPlaying; }
   void setUpdatesNowPlayingInfoAutomatically(bool updates);
   bool handlesRemoteCommandsWithoutNowPlayingInfo() const { return _handlesRemoteCommands; }
-  void setHandlesRemoteCommandsWithoutNowPlayingInfo(bool handles) {
-    _handlesRemoteCommands = handles;
-  }
+  /// Media keys and displays reach a player that has a playlist and either of the two: each asks
+  /// the delegate as the remote does.
+  void setHandlesRemoteCommandsWithoutNowPlayingInfo(bool handles);
 
   void setPlaybackDelegate(std::weak_ptr<TVSPlayerPlaybackDelegate> delegate) {
     _delegate = std::move(delegate);
@@ -172,6 +176,9 @@ class TVSPlayer : public platform::Object,
   platform::Value selectedSubtitleOption() const;
   /// `property` is "selectedAudioOption" or "selectedSubtitleOption" (asserted).
   platform::Token addPropertyObserver(std::string_view property, std::function<void()> observer);
+  /// Called when what is known of the item has changed: tracks, options, chapters, how far the
+  /// buffer has filled. Positions and loaded ranges are not told of.
+  platform::Token addFactsObserver(std::function<void()> observer);
   /// Once a second while playing, four times a second while scanning.
   platform::Token addElapsedTimeObserver(ElapsedTimeObserver observer);
 
@@ -260,6 +267,14 @@ class TVSPlayer : public platform::Object,
   void _elapsedTimerDidFire();
   void _publishNowPlaying();
   void _publishChangedFacts();
+
+  // Remote commands.
+  void handleRemoteCommand(const platform::RemoteCommand& command) override;
+  platform::RemotePlayback remotePlayback() const override;
+  /// Takes them, or lets them go, as the player is now.
+  void _updateRemoteCommands();
+  void _tellRemotes();
+  void _skipBy(double seconds);
   PublishedFacts _factsToPublish() const;
   platform::Value _selectedOption(std::string_view characteristic) const;
 
@@ -295,9 +310,11 @@ class TVSPlayer : public platform::Object,
   bool _updatesNowPlaying = true;
   std::optional<PublishedFacts> _publishedFacts;
   bool _handlesRemoteCommands = false;
+  platform::Token _remoteCommands;
 
   platform::ObserverList<> _audioOptionObservers;
   platform::ObserverList<> _subtitleOptionObservers;
+  platform::ObserverList<> _factsObservers;
   platform::ObserverList<double, const std::optional<platform::Date>&, double, bool>
       _elapsedTimeObservers;
   platform::Token _elapsedTimer;

@@ -2,7 +2,9 @@
 
 #include <string_view>
 
+#include "platform/foundation/Token.h"
 #include "platform/foundation/Value.h"
+#include "platform/services/RemoteCommands.h"
 
 namespace platform {
 
@@ -36,6 +38,13 @@ class NowPlayingService {
   virtual void setNowPlayingInfo(const Dictionary& info, int mergePolicy) = 0;
   /// For the local origin.
   virtual void setPlaybackState(NowPlayingPlaybackState state) = 0;
+
+  /// `target` gets what the box's remote controls ask for, until the token is dropped; whoever had
+  /// that before has it again then. What the target says of its playback is shown in place of what
+  /// the now-playing information says of it.
+  virtual Token addRemoteCommandTarget(RemoteCommandTarget& target) = 0;
+  /// A target's remotePlayback() has changed other than by the passing of time.
+  virtual void remotePlaybackDidChange() = 0;
 };
 
 }  // namespace platform

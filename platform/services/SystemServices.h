@@ -143,6 +143,9 @@ class DeviceInfo {
   virtual bool isInternalBuild() const = 0;
   /// POSIX locale name of the user's language, such as `de_DE`; "C" where unset.
   virtual std::string language() const = 0;
+  /// The language of a BCP 47 tag by its name in the user's language, as it stands in a list:
+  /// "German", "Portuguese (Brazil)". Empty where it has none.
+  virtual std::string languageName(std::string_view tag) const = 0;
 };
 
 }  // namespace platform

@@ -25,6 +25,11 @@ void ActivityIndicatorView::stopAnimating() {
   setNeedsDisplay();
 }
 
+void ActivityIndicatorView::setText(const std::string& text) {
+  _text = text;
+  setNeedsDisplay();
+}
+
 void ActivityIndicatorView::centerIn(Rect bounds) {
   const Size size = defaultSize(_style);
   setFrame({std::floor(bounds.x + (bounds.width - size.width) / 2),
@@ -32,7 +37,7 @@ void ActivityIndicatorView::centerIn(Rect bounds) {
 }
 
 void ActivityIndicatorView::appendElements(std::vector<SceneElement>& elements) const {
-  if (_started) elements.emplace_back(SpinnerElement{*_started});
+  if (_started) elements.emplace_back(SpinnerElement{*_started, _text});
 }
 
 }  // namespace platform

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <optional>
+#include <string>
 
 #include "platform/ui/View.h"
 
@@ -24,6 +25,8 @@ class ActivityIndicatorView final : public View {
   /// Starting a started one does not disturb its turning.
   void startAnimating();
   void stopAnimating();
+  /// In its middle, such as a percentage.
+  void setText(const std::string& text);
   bool isAnimating() const { return _started.has_value(); }
   /// Gives it its style's default size in the middle of `bounds`, on whole points.
   void centerIn(Rect bounds);
@@ -34,6 +37,7 @@ class ActivityIndicatorView final : public View {
  private:
   const int _style;
   std::optional<TimePoint> _started;
+  std::string _text;
 };
 
 }  // namespace platform

@@ -1,13 +1,13 @@
 #include "platform/ui/VideoPlayerViewController.h"
 
-#include <algorithm>
-#include <cmath>
 #include <utility>
 
 #include "platform/foundation/Assertion.h"
 #include "platform/services/Platform.h"
 #include "platform/ui/ActivityIndicatorView.h"
-#include "platform/ui/Label.h"
+#include "platform/ui/MessageView.h"
+#include "platform/ui/OptionPanelController.h"
+#include "platform/ui/TransportBarModel.h"
 #include "platform/ui/TransportBarView.h"
 #include "platform/ui/VideoView.h"
 
@@ -18,54 +18,8 @@ namespace {
 constexpr Duration kBarFade = std::chrono::milliseconds(300);
 constexpr Duration kBarStays = std::chrono::seconds(5);
 constexpr Duration kSpinnerDelay = std::chrono::milliseconds(400);
-constexpr double kSkipSeconds = 10;
-
-std::string plainFailureText(const Error& error) {
-  return error.localizedDescription.value_or("This video can't be played.");
-}
-
-TransportState transportState(const TVSPlayer& player) {
-  switch (player.state()) {
-    case TVSPlaybackState::Loading:
-      return TransportState::Loading;
-    case TVSPlaybackState::Playing:
-      return TransportState::Playing;
-    case TVSPlaybackState::Paused:
-      return TransportState::Paused;
-    case TVSPlaybackState::Stopped:
-      return TransportState::Stopped;
-    case TVSPlaybackState::Scanning:
-      return player.rate() < 0 ? TransportState::ScanningBackward : TransportState::ScanningForward;
-  }
-  return TransportState::Stopped;
-}
-
-bool isReady(const TVSPlayer& player) {
-  const PlayerItem* const item = player.currentPlayerItem();
-  return item && item->status() == PlayerItemStatus::ReadyToPlay;
-}
-
-TransportBarElement barElement(const TVSPlayer& player) {
-  TransportBarElement bar;
-  bar.state = transportState(player);
-  const auto item = player.currentMediaItem();
-  const Value title = item ? item->metadata(kMediaItemTitle) : Value();
-  if (title.asString()) bar.title = *title.asString();
-  if (player.state() == TVSPlaybackState::Scanning) bar.rate = player.rate();
-  bar.elapsed = player.elapsedTime();
-  const double duration = player.duration();
-  if (std::isfinite(duration) && duration > 0) {
-    bar.duration = duration;
-    for (const TimeRange& range : player.cachedLoadedTimeRanges()) {
-      const double start = std::clamp(range.start / duration, 0.0, 1.0);
-      const double end = std::clamp((range.start + range.duration) / duration, 0.0, 1.0);
-      if (start < end) bar.loaded.emplace_back(start, end);
-    }
-  } else {
-    bar.live = isReady(player);
-  }
-  return bar;
-}
+/// A session that is over takes the screen away meanwhile.
+constexpr Duration kEndedDelay = std::chrono::seconds(1);
 
 }  // namespace
 
@@ -73,18 +27,21 @@ VideoPlayerViewController::VideoPlayerViewController(std::shared_ptr<TVSPlayer> 
                                                      bool invalidatesPlayerWhenDone)
     : _player(std::move(player)),
       _invalidatesPlayer(invalidatesPlayerWhenDone),
-      _failureText(plainFailureText) {
+      _remote(_player, [this] { _showTransportBar(); }) {
   TVS_ASSERT(_player != nullptr);
 }
 
 VideoPlayerViewController::~VideoPlayerViewController() = default;
 
-void VideoPlayerViewController::setFailureText(std::function<std::string(const Error&)> text) {
-  _failureText = text ? std::move(text) : plainFailureText;
-  if (isViewLoaded()) _updateFailure();
-}
+bool VideoPlayerViewController::isOptionPanelOpen() const { return _panel && _panel->isOpen(); }
 
-bool VideoPlayerViewController::isTransportBarVisible() const { return _barVisible; }
+void VideoPlayerViewController::setTexts(const PlayerTexts& texts) {
+  _texts = texts;
+  if (!isViewLoaded()) return;
+  _panel->setTexts(texts);
+  _updateMessage();
+  _updateTransportBar();
+}
 
 void VideoPlayerViewController::dismiss() {
   if (!parent()) return;
@@ -94,27 +51,31 @@ void VideoPlayerViewController::dismiss() {
   removeFromParent();
 }
 
-std::shared_ptr<View> VideoPlayerViewController::preferredFocusedView() { return view(); }
+std::shared_ptr<View> VideoPlayerViewController::preferredFocusedView() {
+  return isOptionPanelOpen() ? _panel->view() : view();
+}
 
 std::shared_ptr<View> VideoPlayerViewController::loadView() {
   _video = std::make_shared<VideoView>(kScreenBounds);
   _spinner = std::make_shared<ActivityIndicatorView>(ActivityIndicatorView::kLargeStyle);
   _spinner->centerIn(_video->bounds());
-  const double side = kScreenWidth * kSafeAreaFraction;
-  _failure = std::make_shared<Label>(
-      Rect{side, kScreenHeight * 0.4, kScreenWidth - 2 * side, kScreenHeight * 0.2});
-  _failure->setTextStyle(TextStyle::Headline);
-  _failure->setTextAlignment(TextAlignment::Center);
+  _message = std::make_shared<MessageView>();
   _bar = std::make_shared<TransportBarView>();
   _bar->setAlpha(0);
   _bar->setHidden(true);
+  _panel = std::make_shared<OptionPanelController>(_player, [this] { _panelDidClose(); });
+  _panel->setTexts(_texts);
   _video->addSubview(_spinner);
-  _video->addSubview(_failure);
+  _video->addSubview(_message);
   _video->addSubview(_bar);
   return _video;
 }
 
 void VideoPlayerViewController::viewDidLoad() {
+  addChild(_panel);
+  _video->addSubview(_panel->view());
+  _panel->didMoveToParent(this);
+
   auto& center = Platform::current().notificationCenter();
   const auto observe = [&](std::string_view name, void (VideoPlayerViewController::*operation)()) {
     _observers.push_back(
@@ -127,6 +88,10 @@ void VideoPlayerViewController::viewDidLoad() {
   observe(TVSPlaybackCurrentMediaItemDidChangeNotification,
           &VideoPlayerViewController::_playerItemDidChange);
   observe(TVSPlaybackTimeDidJumpNotification, &VideoPlayerViewController::_showTransportBar);
+  _observers.push_back(_player->addFactsObserver([this] {
+    _updateSpinner();
+    _updateTransportBar();
+  }));
   _playerStateDidChange();
 }
 
@@ -137,6 +102,9 @@ void VideoPlayerViewController::didMoveToParent(ViewController* parent) {
   _elapsedObserver.reset();
   _hideTimer.reset();
   _spinnerTimer.reset();
+  _endedTimer.reset();
+  _remote.forget();
+  if (_panel) _panel->close();
   if (_invalidatesPlayer) _player->invalidate();
 }
 
@@ -144,77 +112,117 @@ void VideoPlayerViewController::didMoveToParent(ViewController* parent) {
 
 bool VideoPlayerViewController::handleInput(const InputEvent& event) {
   const auto self = shared_from_this();
-  if (const auto* press = std::get_if<PressType>(&event.what)) {
-    switch (*press) {
-      case PressType::Menu:
-        if (!event.repeated) dismiss();
-        return true;
-      case PressType::Select:
-      case PressType::PlayPause:
-        if (!event.repeated) _togglePlayback();
-        break;
-      case PressType::Left:
-        _skip(-kSkipSeconds);
-        break;
-      case PressType::Right:
-        _skip(kSkipSeconds);
-        break;
-      case PressType::Up:
-      case PressType::Down:
-      case PressType::Home:
-        break;
-    }
+  if (const auto* direction = std::get_if<SwipeDirection>(&event.what)) {
+    _handleSwipe(*direction);
+  } else if (!_handlePress(std::get<PressType>(event.what), event.repeated)) {
+    return true;
   }
-  _showTransportBar();
+  if (!isOptionPanelOpen()) {
+    _barWasCalled = true;
+    _showTransportBar();
+  }
   return true;
 }
 
-void VideoPlayerViewController::_togglePlayback() {
-  switch (_player->state()) {
-    case TVSPlaybackState::Loading:
-      // The state does not tell what comes after it, so the presses are counted.
-      _pausesOnceLoaded = !_pausesOnceLoaded;
-      if (_pausesOnceLoaded) {
-        _player->pause();
+bool VideoPlayerViewController::_handlePress(PressType button, bool repeated) {
+  const bool backward = button == PressType::Left;
+  if (backward || button == PressType::Right) {
+    _pressSideways(backward ? -1 : 1, repeated);
+    return true;
+  }
+  if (repeated) return button != PressType::Menu;
+  switch (button) {
+    case PressType::Menu:
+      return _handleMenu();
+    case PressType::Select:
+    case PressType::PlayPause:
+      if (button == PressType::Select && std::exchange(_goToLiveFocused, false)) {
+        _remote.goToLiveEdge();
       } else {
-        _player->play();
+        _remote.toggle();
       }
       break;
-    case TVSPlaybackState::Playing:
-      _player->pause();
+    case PressType::Down:
+      _moveDown();
       break;
-    case TVSPlaybackState::Paused:
-    case TVSPlaybackState::Stopped:
-      _player->play();
+    case PressType::Up:
+      _moveUp();
       break;
-    case TVSPlaybackState::Scanning:
-      _player->scanAtRate(1);
+    default:
+      _remote.settle();
+  }
+  return true;
+}
+
+void VideoPlayerViewController::_pressSideways(int direction, bool repeated) {
+  _goToLiveFocused = false;
+  if (repeated) {
+    _remote.hold(direction);
+  } else {
+    _remote.press(direction);
+  }
+}
+
+void VideoPlayerViewController::_handleSwipe(SwipeDirection direction) {
+  switch (direction) {
+    case SwipeDirection::Left:
+      _pressSideways(-1, false);
+      break;
+    case SwipeDirection::Right:
+      _pressSideways(1, false);
+      break;
+    case SwipeDirection::Up:
+      _moveUp();
+      break;
+    case SwipeDirection::Down:
+      _moveDown();
       break;
   }
 }
 
-void VideoPlayerViewController::_skip(double seconds) {
-  if (!isReady(*_player)) return;
-  double target = std::max(0.0, _player->elapsedTime() + seconds);
-  const double duration = _player->duration();
-  if (duration > 0) target = std::min(target, duration);
-  _player->setElapsedTime(target);
+bool VideoPlayerViewController::_handleMenu() {
+  if (_remote.settle()) {
+    // The scan was what lay on top.
+    _showTransportBar();
+  } else if (_barVisible && _barWasCalled && _player->state() == TVSPlaybackState::Playing) {
+    _hideTransportBar();
+  } else {
+    dismiss();
+  }
+  return false;
+}
+
+void VideoPlayerViewController::_moveDown() {
+  _remote.settle();
+  if (std::exchange(_goToLiveFocused, false)) return;
+  if (_panel->open()) _hideTransportBar();
+}
+
+void VideoPlayerViewController::_moveUp() {
+  _remote.settle();
+  _goToLiveFocused = _remote.isBehindLiveEdge();
 }
 
 // What the player tells.
 
 void VideoPlayerViewController::_playerStateDidChange() {
-  if (_player->state() != TVSPlaybackState::Loading) _pausesOnceLoaded = false;
+  const auto state = _player->state();
+  _remote.playerStateDidChange();
+  _hasPlayed = _hasPlayed || state != TVSPlaybackState::Stopped;
+  // An item that is loaded anew may offer something else.
+  _panel->update();
   // A new load may bring a new output.
   _video->setOutput(_player->videoOutput());
   _updateSpinner();
-  _updateFailure();
+  _updateMessage();
   _showTransportBar();
 }
 
 void VideoPlayerViewController::_playerItemDidChange() {
+  _remote.forget();
+  _panel->close();
   _video->setOutput(_player->videoOutput());
-  _updateFailure();
+  _updateMessage();
   _updateTransportBar();
 }
 
@@ -222,25 +230,45 @@ void VideoPlayerViewController::_updateSpinner() {
   if (_player->state() != TVSPlaybackState::Loading) {
     _spinnerTimer.reset();
     _spinner->stopAnimating();
-  } else if (!_spinnerTimer) {
-    // What loads quickly shows no spinner at all.
+    return;
+  }
+  const auto percent = _player->bufferingPercent();
+  _spinner->setText(percent ? std::to_string(*percent) + "%" : std::string());
+  // What loads quickly shows no spinner at all.
+  if (!_spinnerTimer) {
     _spinnerTimer = Platform::current().mainQueue().after(kSpinnerDelay,
                                                           [this] { _spinner->startAnimating(); });
   }
 }
 
-void VideoPlayerViewController::_updateFailure() {
+void VideoPlayerViewController::_updateMessage() {
+  _endedTimer.reset();
   const PlayerItem* const item = _player->currentPlayerItem();
-  const bool failed = _player->state() == TVSPlaybackState::Stopped && item &&
-                      item->status() == PlayerItemStatus::Failed;
-  _failure->setText(failed ? _failureText(item->error().value_or(Error{})) : std::string());
+  const bool stopped = _player->state() == TVSPlaybackState::Stopped;
+  // A failure may have come before there was a screen to tell it on.
+  if (stopped && item && item->status() == PlayerItemStatus::Failed) {
+    _message->setMessage(
+        {_texts.failureSentence(item->error().value_or(Error{})), _texts.retryHint});
+    return;
+  }
+  _message->setMessage({});
+  if (stopped && _hasPlayed) {
+    _endedTimer = Platform::current().mainQueue().after(kEndedDelay, [this] {
+      _message->setMessage({_texts.ended, _texts.replayHint});
+    });
+  }
 }
 
 // The transport bar.
 
+void VideoPlayerViewController::_panelDidClose() {
+  // It comes back where it stays by itself; otherwise the picture is free now.
+  if (_player->state() != TVSPlaybackState::Playing) _showTransportBar();
+}
+
 void VideoPlayerViewController::_showTransportBar() {
   // Presses may still arrive while the view fades out after the controller has left its parent.
-  if (_observers.empty()) return;
+  if (_observers.empty() || isOptionPanelOpen()) return;
   if (!_barVisible) {
     _barVisible = true;
     _bar->setHidden(false);
@@ -252,19 +280,29 @@ void VideoPlayerViewController::_showTransportBar() {
   _hideTransportBarLater();
 }
 
+void VideoPlayerViewController::_hideTransportBar() {
+  _hideTimer.reset();
+  if (!_barVisible) return;
+  _barVisible = false;
+  _barWasCalled = false;
+  _goToLiveFocused = false;
+  // Nothing may wake the process for a bar that nobody sees.
+  _elapsedObserver.reset();
+  _bar->animateAlpha(0, kBarFade);
+}
+
 void VideoPlayerViewController::_hideTransportBarLater() {
   _hideTimer.reset();
-  if (_player->state() != TVSPlaybackState::Playing) return;
-  _hideTimer = Platform::current().mainQueue().after(kBarStays, [this] {
-    _barVisible = false;
-    // Nothing may wake the process for a bar that nobody sees.
-    _elapsedObserver.reset();
-    _bar->animateAlpha(0, kBarFade);
-  });
+  if (_player->state() != TVSPlaybackState::Playing || _player->scanRate()) return;
+  _hideTimer = Platform::current().mainQueue().after(kBarStays, [this] { _hideTransportBar(); });
 }
 
 void VideoPlayerViewController::_updateTransportBar() {
-  if (_barVisible) _bar->setElement(barElement(*_player));
+  if (!_barVisible) return;
+  auto bar = transportBar(*_player, _remote, _texts);
+  _goToLiveFocused = _goToLiveFocused && !bar.goToLiveText.empty();
+  bar.goToLiveFocused = _goToLiveFocused;
+  _bar->setElement(std::move(bar));
 }
 
 }  // namespace platform

@@ -1,19 +1,19 @@
 #pragma once
 
-#include <functional>
 #include <memory>
-#include <string>
 #include <vector>
 
-#include "platform/foundation/Error.h"
 #include "platform/foundation/Token.h"
 #include "platform/media/TVSPlayer.h"
+#include "platform/ui/PlayerRemote.h"
+#include "platform/ui/PlayerTexts.h"
 #include "platform/ui/ViewController.h"
 
 namespace platform {
 
 class ActivityIndicatorView;
-class Label;
+class MessageView;
+class OptionPanelController;
 class TransportBarView;
 class VideoView;
 
@@ -21,11 +21,15 @@ class VideoView;
 /// with any button or seek, stays while loading, paused or scanning, and goes 5 s after the last of
 /// them once it plays.
 ///
-/// While nothing can be shown for more than 0.4 s a spinner turns; when the item has failed and the
-/// player has stopped, a text says so.
+/// While nothing can be shown for more than 0.4 s a spinner turns, with how far the buffer has
+/// filled where that is known. When the item has failed and the player has stopped, a sentence
+/// tells the cause and what the remote can do; likewise, a second later, when it has ended.
 ///
-/// The remote: play/pause and select toggle; left and right skip 10 s; menu calls dismiss(). Each
-/// asks the player's playback delegate by way of the player.
+/// The remote: select and play/pause toggle; left and right skip, and scan while they are held;
+/// down, or a swipe, opens the panel with sound and subtitles; up reaches the way to the live edge
+/// where there is one. Menu closes the panel, then the bar that a button has called while it plays,
+/// then calls dismiss(). A bar that came or stays by itself is in nobody's way: there menu leaves
+/// at once. Each asks the player's playback delegate by way of the player.
 ///
 /// Threads: main. Lifetime: holds the player; when it was made to, it invalidates the player once
 /// it has left its parent.
@@ -37,11 +41,10 @@ class VideoPlayerViewController : public ViewController {
 
   const std::shared_ptr<TVSPlayer>& player() const { return _player; }
   /// False as soon as it begins to fade out.
-  bool isTransportBarVisible() const;
+  bool isTransportBarVisible() const { return _barVisible; }
+  bool isOptionPanelOpen() const;
 
-  /// What is shown of the error of an item that failed; by default the error's own description, or
-  /// else a plain English sentence. Null restores that.
-  void setFailureText(std::function<std::string(const Error&)> text);
+  void setTexts(const PlayerTexts& texts);
 
   /// The user leaves the player. Here: takes the controller away from its parent.
   virtual void dismiss();
@@ -55,27 +58,41 @@ class VideoPlayerViewController : public ViewController {
   void viewDidLoad() override;
 
  private:
-  void _togglePlayback();
-  void _skip(double seconds);
+  /// True: the bar is to be shown for it.
+  bool _handlePress(PressType button, bool repeated);
+  void _pressSideways(int direction, bool repeated);
+  void _handleSwipe(SwipeDirection direction);
+  bool _handleMenu();
+  void _moveDown();
+  void _moveUp();
+
   void _playerStateDidChange();
   void _playerItemDidChange();
   void _updateSpinner();
-  void _updateFailure();
+  void _updateMessage();
+
+  void _panelDidClose();
   void _showTransportBar();
+  void _hideTransportBar();
   void _hideTransportBarLater();
   void _updateTransportBar();
 
   std::shared_ptr<TVSPlayer> _player;
   const bool _invalidatesPlayer;
-  std::function<std::string(const Error&)> _failureText;
+  PlayerTexts _texts;
+  PlayerRemote _remote;
+  std::shared_ptr<OptionPanelController> _panel;
   std::shared_ptr<VideoView> _video;
   std::shared_ptr<ActivityIndicatorView> _spinner;
-  std::shared_ptr<Label> _failure;
+  std::shared_ptr<MessageView> _message;
   std::shared_ptr<TransportBarView> _bar;
   bool _barVisible = false;
-  bool _pausesOnceLoaded = false;
+  bool _barWasCalled = false;  // by a button
+  bool _goToLiveFocused = false;
+  bool _hasPlayed = false;
   Token _hideTimer;
   Token _spinnerTimer;
+  Token _endedTimer;
   Token _elapsedObserver;  // only while the bar is visible
   std::vector<Token> _observers;
 };

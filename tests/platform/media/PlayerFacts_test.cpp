@@ -1,5 +1,7 @@
 // What a player tells of the item it plays.
 
+#include <cmath>
+
 #include <gmock/gmock.h>
 
 #include "sim/AssertionsThrow.h"
@@ -129,6 +131,86 @@ TEST_F(TVSPlayerTest, PublishesWhatPlaysUnlessToldNotTo) {
   box.advance(1);
   player->stop();
   EXPECT_EQ(nowPlaying.given().size(), before);
+}
+
+/// Notes what it is asked, and forbids it.
+struct Forbidding final : TVSPlayerPlaybackDelegate {
+  bool note(std::string question) {
+    asked.push_back(std::move(question));
+    return false;
+  }
+  bool playerShouldSeekToTime(TVSPlayer&, double seconds,
+                              const std::optional<platform::Date>&) override {
+    return note("seek " + std::to_string(std::lround(seconds)));
+  }
+  bool playerShouldPlay(TVSPlayer&, double) override { return note("play"); }
+  bool playerShouldPause(TVSPlayer&) override { return note("pause"); }
+  bool playerShouldScanAtRate(TVSPlayer&, double) override { return note("scan"); }
+  bool playerShouldChangeMediaInDirection(TVSPlayer&, int direction) override {
+    return note("change " + std::to_string(direction));
+  }
+  std::vector<std::string> asked;
+};
+
+TEST_F(TVSPlayerTest, RemoteCommandsAskTheDelegateAsTheRemoteDoes) {
+  using Kind = platform::RemoteCommand::Kind;
+  using Remote = platform::RemotePlayback::State;
+  auto& nowPlaying = box.nowPlaying();
+  EXPECT_FALSE(nowPlaying.send({Kind::Play})) << "there is nothing to play";
+  begin({"a", "b"});
+  EXPECT_EQ(nowPlaying.playback()->state, Remote::Waiting);
+  box.advance(0.5);
+  player->setElapsedTime(4);
+  box.run();
+  const auto delegate = std::make_shared<Forbidding>();
+  player->setPlaybackDelegate(delegate);
+  const struct {
+    platform::RemoteCommand command;
+    const char* asks;
+  } cases[] = {
+      {{Kind::Play}, "play"},
+      {{Kind::Pause}, "pause"},
+      {{Kind::TogglePlayPause}, "pause"},
+      {{Kind::Next}, "change 0"},
+      {{Kind::Previous}, "change 1"},
+      {{Kind::SeekTo, 7}, "seek 7"},
+      {{Kind::SkipBy, 2}, "seek 6"},
+      {{Kind::SkipBy, -9}, "seek 0"},
+      {{Kind::SkipBy, 9}, "change 0"},
+  };
+  for (const auto& one : cases) {
+    delegate->asked.clear();
+    EXPECT_TRUE(nowPlaying.send(one.command));
+    EXPECT_EQ(delegate->asked, Texts{one.asks}) << static_cast<int>(one.command.kind);
+  }
+  player->setPlaybackDelegate({});
+  nowPlaying.send({Kind::SetRate, 2});
+  nowPlaying.send({Kind::SetVolume, 0.5});
+  box.run();
+  auto playback = *nowPlaying.playback();
+  EXPECT_EQ(playback.state, Remote::Playing);
+  EXPECT_EQ(playback.rate, 2);
+  EXPECT_EQ(playback.volume, 0.5);
+  EXPECT_EQ(playback.elapsed, 4);
+  EXPECT_EQ(playback.duration, 10);
+  EXPECT_TRUE(playback.canSeek);
+  const int told = nowPlaying.playbackChanges();
+  nowPlaying.send({Kind::TogglePlayPause});
+  box.run();
+  EXPECT_EQ(nowPlaying.playback()->state, Remote::Paused);
+  EXPECT_GT(nowPlaying.playbackChanges(), told);
+  // The newer of two players has the remote, until it is gone.
+  auto other = std::make_shared<TVSPlayer>("other");
+  other->setPlaylist(playlistOf({"c"}));
+  EXPECT_EQ(nowPlaying.playback()->state, Remote::Waiting);
+  other->invalidate();
+  EXPECT_EQ(nowPlaying.playback()->state, Remote::Paused);
+  nowPlaying.send({Kind::Stop});
+  EXPECT_EQ(player->state(), State::Stopped);
+  player->setUpdatesNowPlayingInfoAutomatically(false);
+  EXPECT_FALSE(nowPlaying.send({Kind::Play}));
+  player->setHandlesRemoteCommandsWithoutNowPlayingInfo(true);
+  EXPECT_TRUE(nowPlaying.send({Kind::Play}));
 }
 
 TEST_F(TVSPlayerTest, LiveStreams) {

@@ -1,5 +1,8 @@
 #include "platform/ui/VideoPlayerViewController.h"
 
+#include <cmath>
+#include <sstream>
+
 #include <gtest/gtest.h>
 
 #include "sim/MediaEngine.h"
@@ -9,47 +12,129 @@
 namespace platform {
 namespace {
 
-struct VideoPlayerTest : ::testing::Test {
+/// Says what the player asks it, and allows it.
+struct Delegate final : TVSPlayerPlaybackDelegate {
+  bool add(const std::string& text) {
+    asked += (asked.empty() ? "" : ", ") + text;
+    return true;
+  }
+  static std::string number(double value) { return std::to_string(std::lround(value)); }
+  bool playerShouldSeekToTime(TVSPlayer&, double seconds, const std::optional<Date>&) override {
+    return add("seek " + number(seconds));
+  }
+  bool playerShouldPlay(TVSPlayer&, double) override { return add("play"); }
+  bool playerShouldPause(TVSPlayer&) override { return add("pause"); }
+  bool playerShouldScanAtRate(TVSPlayer&, double rate) override {
+    return add("scan " + number(rate));
+  }
+  bool playerShouldChangeMediaInDirection(TVSPlayer&, int) override { return add("change"); }
+  std::string asked;
+};
+
+struct Root final : ViewController {
+  std::shared_ptr<View> preferredFocusedView() override {
+    return children().empty() ? nullptr : children()[0]->preferredFocusedView();
+  }
+};
+
+/// A player on screen, and the remote in front of it.
+struct Sofa {
+  using Change = std::function<void(sim::MediaScript&)>;
+
   /// Shows a player whose item has not begun to load.
-  VideoPlayerTest() {
+  Sofa() {
+    player->setPlaybackDelegate(delegate);
     root->addChild(controller);
     root->view()->addSubview(controller->view());
     controller->didMoveToParent(root.get());
     fixture.window.updateFocus();
     box.run();
   }
-
-  using Change = std::function<void(sim::MediaScript&)>;
-
   void load(const Change& change = {}) {
     sim::MediaScript script;
+    script.duration = 1000;
     if (change) change(script);
     box.mediaLibrary().add("http://a/v", std::move(script));
     const auto item = std::make_shared<TVSURLMediaItem>("http://a/v", std::vector<std::string>());
     item->setMetadata(kMediaItemTitle, "Film");
     player->setPlaylist(
         std::make_shared<TVSPlaylist>(std::vector<std::shared_ptr<TVSMediaItem>>{item}, 0, false));
+    box.run();
   }
-  /// Loads for a moment, then plays.
+  /// Loads for a moment, then plays, until the bar has gone.
   void play(const Change& change = {}) {
     load(change);
-    box.advance(milliseconds(100));
+    box.advance(seconds(6));
     ASSERT_EQ(player->state(), TVSPlaybackState::Playing);
+    player->setElapsedTime(494);
+    box.advance(seconds(6));
+    delegate->asked.clear();
   }
-  bool send(PressType type, bool repeated = false) {
-    const bool taken = fixture.window.handleInput(press(type, repeated));
-    box.run();
-    return taken;
-  }
-  bool barVisible() const { return controller->isTransportBarVisible(); }
-
-  struct Root final : ViewController {
-    std::shared_ptr<View> preferredFocusedView() override {
-      return children().empty() ? nullptr : children()[0]->preferredFocusedView();
+  /// "right" presses, "swipe-down" swipes, "right@2500" holds for so many milliseconds, "600" lets
+  /// them pass.
+  void act(const std::string& actions) {
+    std::istringstream stream(actions);
+    for (std::string action; stream >> action;) {
+      const auto name = action.substr(0, action.find('@'));
+      const auto button = pressTypeFromName(name);
+      if (std::isdigit(action[0])) {
+        box.advance(milliseconds(std::stoi(action)));
+      } else if (action.starts_with("swipe-")) {
+        send(swipe(*swipeDirectionFromName(action.substr(6))));
+      } else {
+        send(press(*button));
+        const int held = name == action ? 0 : std::stoi(action.substr(name.size() + 1));
+        for (int passed = 0; passed < held; passed += 50) {
+          box.advance(milliseconds(50));
+          send(press(*button, true));
+        }
+      }
     }
-  };
+  }
+  void send(const InputEvent& event) {
+    EXPECT_TRUE(fixture.window.handleInput(event));
+    box.run();
+  }
+
+  /// What a person sees, in words.
+  std::string seen() const {
+    if (!controller->parent()) return "left";
+    std::string text;
+    if (const auto spinner = fixture.shown<SpinnerElement>())
+      text += "spinner" + spinner->text + " ";
+    if (const auto message = fixture.shown<MessageElement>())
+      text += message->text + " / " + message->hint + " ";
+    if (controller->isOptionPanelOpen()) text += panel();
+    if (controller->isTransportBarVisible()) text += bar();
+    return text.empty() ? "picture" : text;
+  }
+  std::string bar() const {
+    const auto element = fixture.shown<TransportBarElement>().value();
+    constexpr const char* kStates[] = {"loading", "playing", "paused", "stopped", "scan", "scan"};
+    std::string text = kStates[static_cast<int>(element.state)];
+    if (element.rate != 1) text += Delegate::number(element.rate);
+    text += " " + Delegate::number(element.elapsed);
+    if (element.seeking) text += " large";
+    if (element.live) text += " " + element.liveText;
+    if (element.goToLiveText.empty()) return text;
+    return text + (element.goToLiveFocused ? " <live>" : " live");
+  }
+  std::string panel() const {
+    std::string text;
+    const auto element = fixture.shown<OptionPanelElement>().value();
+    for (const auto& list : element.lists) {
+      text += list.title + ":";
+      for (std::size_t i = 0; i < list.options.size(); ++i) {
+        const auto name = list.options[i] + (list.selected == i ? "*" : "");
+        text += list.focused == i ? " <" + name + ">" : " " + name;
+      }
+      text += "; ";
+    }
+    return text;
+  }
 
   sim::Box box;
+  std::shared_ptr<Delegate> delegate = std::make_shared<Delegate>();
   std::shared_ptr<TVSPlayer> player = std::make_shared<TVSPlayer>("test");
   std::shared_ptr<VideoPlayerViewController> controller =
       std::make_shared<VideoPlayerViewController>(player, true);
@@ -57,211 +142,233 @@ struct VideoPlayerTest : ::testing::Test {
   WindowFixture fixture{root};
 };
 
-TEST_F(VideoPlayerTest, BarStaysUntilPlayingAndFiveSecondsAfterTheLastPress) {
-  EXPECT_TRUE(barVisible());
-  load([&](sim::MediaScript& script) { script.loadDelay = 20; });
-  box.advance(milliseconds(19'999));
-  EXPECT_TRUE(barVisible());
-  box.advance(milliseconds(1));
-  ASSERT_EQ(player->state(), TVSPlaybackState::Playing);
-  box.advance(milliseconds(4'999));
-  EXPECT_TRUE(barVisible());
-  box.advance(milliseconds(1));
-  EXPECT_FALSE(barVisible());
-  EXPECT_TRUE(fixture.shown<TransportBarElement>());  // fading
-  box.advance(milliseconds(300));
-  EXPECT_FALSE(fixture.shown<TransportBarElement>());
-
-  EXPECT_TRUE(send(PressType::Up));
-  EXPECT_TRUE(barVisible());
-  box.advance(seconds(4));
-  EXPECT_TRUE(send(PressType::Down, true));
-  box.advance(milliseconds(4'999));
-  EXPECT_TRUE(barVisible());
-  box.advance(milliseconds(1));
-  EXPECT_FALSE(barVisible());
+void addOptions(sim::MediaScript& script) {
+  script.selectionGroups = {
+      {"audible", {{"1", "Stereo", "en"}, {"2", "Surround", "en"}, {"3", "", "de"}}, 0, false},
+      {"legible",
+       {{"4", "", "en", true}, {"5", "", "ja"}, {"6", "", "en", false, {"hard-of-hearing"}}},
+       std::nullopt,
+       true}};
 }
 
-TEST_F(VideoPlayerTest, BarStaysWhilePausedScanningStalledAndStopped) {
-  play([&](sim::MediaScript& script) {
-    script.duration = 1000;
+struct Step {
+  const char* actions;
+  const char* seen;
+  const char* asked = "";
+};
+
+TEST(VideoPlayerViewControllerTest, KeyPaths) {
+  const struct {
+    const char* name;
+    Sofa::Change media;
+    std::vector<Step> steps;
+  } cases[] = {
+      {"one press seeks",
+       {},
+       {{"right", "playing 510 large", "seek 510"},
+        {"1000", "playing 511"},
+        {"left", "playing 501 large", "seek 501"}}},
+      {"presses pile up to one place, in longer and longer steps",
+       {},
+       {{"right right right", "playing 550 large", "seek 510"},
+        {"right right right", "playing 700 large"},
+        {"300", "playing 700 large", "seek 700"},
+        {"left", "playing 690 large"},
+        {"select", "paused 690", "seek 690, pause"}}},
+      {"nobody falls out of the end",
+       {},
+       {{"right right right right right right right right right right right right right 300",
+         "playing 998 large", "seek 510, seek 998"},
+        {"playpause 2000 right", "paused 998 large", "pause, seek 998"}}},
+      {"nor of the beginning",
+       {},
+       {{"left@9000 30000", "playing 3", "seek 490, scan -2, scan -4, scan -8, scan -16"}}},
+      {"holding scans, faster and faster, until another button",
+       {},
+       {{"right@500", "scan2 511 large", "seek 510, scan 2"},
+        {"right@4000", "scan16 535 large", "scan 4, scan 8, scan 16"},
+        {"right 10000", "scan16 695 large"},
+        {"left", "scan-2 695 large", "scan -2"},
+        {"playpause", "playing 695", "scan 1"},
+        {"playpause", "paused 695", "pause"}}},
+      {"back ends a scan",
+       {},
+       {{"left@400 menu", "playing 490", "seek 490, scan -2, scan 1"}, {"menu", "picture"}}},
+      {"the panel, then back stays",
+       {},
+       {{"down",
+         "Audio: <English – Stereo*> English – Surround German; "
+         "Subtitles: Off* Japanese English (for the hard of hearing); "},
+        {"down down down",
+         "Audio: English – Stereo* English – Surround <German>; "
+         "Subtitles: Off* Japanese English (for the hard of hearing); "},
+        {"select right down select",
+         "Audio: English – Stereo English – Surround German*; "
+         "Subtitles: Off <Japanese*> English (for the hard of hearing); "},
+        {"swipe-up select swipe-left 10000",
+         "Audio: English – Stereo English – Surround <German*>; "
+         "Subtitles: Off* Japanese English (for the hard of hearing); "},
+        {"menu", "picture"},
+        {"select", "paused 510", "pause"},
+        {"swipe-down menu", "paused 510"}}},
+      {"back hides the bar that was called, then leaves",
+       {},
+       {{"up", "playing 500"}, {"menu", "picture"}, {"menu", "left"}}},
+      {"back leaves at once where the bar stays", {}, {{"select menu", "left", "pause"}}},
+      {"a live stream",
+       [](sim::MediaScript& script) { script.liveWindow = 600; },
+       {{"up", "playing 500 LIVE <live>"},
+        {"down", "playing 500 LIVE live"},
+        {"swipe-up select", "playing 612 LIVE", "seek 612"},
+        {"up", "playing 612 LIVE"},
+        {"left left left left", "playing 532 large LIVE live", "seek 602"}}},
+      {"swipes skip",
+       {},
+       {{"swipe-right swipe-left 300", "playing 500 large", "seek 510, seek 500"}}},
+  };
+  for (const auto& each : cases) {
+    SCOPED_TRACE(each.name);
+    Sofa sofa;
+    sofa.play([&](sim::MediaScript& script) {
+      addOptions(script);
+      if (each.media) each.media(script);
+    });
+    for (const auto& step : each.steps) {
+      sofa.act(step.actions);
+      EXPECT_EQ(sofa.seen(), step.seen) << step.actions;
+      EXPECT_EQ(std::exchange(sofa.delegate->asked, {}), step.asked) << step.actions;
+    }
+  }
+}
+
+TEST(VideoPlayerViewControllerTest, BarStaysUntilItPlaysForFiveSeconds) {
+  Sofa sofa;
+  EXPECT_EQ(sofa.seen(), "stopped 0");
+  sofa.load([](sim::MediaScript& script) {
+    script.loadDelay = 0.3;
     script.stalls = {{20, 60}};
   });
-  box.advance(seconds(6));
-  EXPECT_FALSE(barVisible());
-
-  player->pause();
-  box.advance(seconds(60));
-  EXPECT_EQ(player->state(), TVSPlaybackState::Paused);
-  EXPECT_TRUE(barVisible());
-  player->play();
-  box.advance(seconds(6));
-  EXPECT_FALSE(barVisible());
-
-  box.advance(seconds(60));
-  EXPECT_EQ(player->state(), TVSPlaybackState::Loading);
-  EXPECT_TRUE(barVisible());
-  box.advance(seconds(30));
-  EXPECT_EQ(player->state(), TVSPlaybackState::Playing);
-  EXPECT_FALSE(barVisible());
-
-  player->scanAtRate(4);
-  box.advance(seconds(60));
-  EXPECT_EQ(player->state(), TVSPlaybackState::Scanning);
-  EXPECT_TRUE(barVisible());
-
-  player->stop();
-  box.advance(seconds(60));
-  EXPECT_TRUE(barVisible());
-}
-
-TEST_F(VideoPlayerTest, NothingWakesWhileTheBarIsHidden) {
-  play([&](sim::MediaScript& script) { script.duration = 1000; });
-  box.advance(seconds(6));
-  const auto scenes = fixture.scenes.size();
-  // The item's own end is the next thing to happen.
-  ASSERT_TRUE(box.mainQueue().nextDeadline());
-  EXPECT_GT(*box.mainQueue().nextDeadline() - box.clock().now(), seconds(900));
-  box.advance(seconds(900));
-  EXPECT_EQ(fixture.scenes.size(), scenes);
-}
-
-TEST_F(VideoPlayerTest, BarTellsWhatPlays) {
-  play([&](sim::MediaScript& script) { script.duration = 200; });
-  auto bar = fixture.shown<TransportBarElement>();
-  ASSERT_TRUE(bar);
-  EXPECT_EQ(bar->title, "Film");
-  EXPECT_EQ(bar->state, TransportState::Playing);
-  EXPECT_EQ(bar->duration, 200);
-  EXPECT_FALSE(bar->live);
-  for (const auto& [start, end] : bar->loaded) {
-    EXPECT_LT(start, end);
-    EXPECT_LE(end, 1);
+  const Step steps[] = {{"299", "loading 0"},
+                        {"1 4999", "playing 4"},
+                        {"1", "picture"},
+                        {"3000 playpause 60000", "paused 8"},
+                        {"select 5000", "picture"},
+                        // Stalled at 20.
+                        {"30000", "spinner0% loading 20"},
+                        {"44000", "picture"}};
+  for (const auto& step : steps) {
+    sofa.act(step.actions);
+    EXPECT_EQ(sofa.seen(), step.seen) << step.actions;
   }
-  box.advance(seconds(3));
-  EXPECT_NEAR(fixture.shown<TransportBarElement>()->elapsed, 3, 0.01);
-
-  player->scanAtRate(-4);
-  box.run();
-  bar = fixture.shown<TransportBarElement>();
-  EXPECT_EQ(bar->state, TransportState::ScanningBackward);
-  EXPECT_EQ(bar->rate, -4);
-  player->scanAtRate(8);
-  box.advance(milliseconds(250));
-  bar = fixture.shown<TransportBarElement>();
-  EXPECT_EQ(bar->state, TransportState::ScanningForward);
-  EXPECT_EQ(bar->rate, 8);
-  EXPECT_TRUE(send(PressType::Select));
-  bar = fixture.shown<TransportBarElement>();
-  EXPECT_EQ(bar->state, TransportState::Playing);
-  EXPECT_EQ(bar->rate, 1);
+  // Nothing wakes for a bar that nobody sees: the item's end is the next thing to happen.
+  ASSERT_TRUE(sofa.box.mainQueue().nextDeadline());
+  EXPECT_GT(*sofa.box.mainQueue().nextDeadline() - sofa.box.clock().now(), seconds(900));
 }
 
-TEST_F(VideoPlayerTest, ButtonsSteerThePlayer) {
-  load([&](sim::MediaScript& script) {
-    script.loadDelay = 1;
-    script.duration = 100;
+TEST(VideoPlayerViewControllerTest, BarTellsWhatPlays) {
+  Sofa sofa;
+  sofa.load([](sim::MediaScript& script) {
+    script.duration = 200;
+    script.chapters = {{0, "One"}, {50, "Two"}, {100, "Three"}, {200, "Behind the end"}};
   });
-  EXPECT_TRUE(send(PressType::Right));  // nothing to skip in yet
-  box.advance(seconds(1));
-  ASSERT_EQ(player->state(), TVSPlaybackState::Playing);
-  EXPECT_NEAR(player->elapsedTime(), 0, 0.01);
+  sofa.act("200");
+  const auto bar = sofa.fixture.shown<TransportBarElement>().value();
+  EXPECT_EQ(bar.title, "Film");
+  EXPECT_EQ(bar.duration, 200);
+  EXPECT_EQ(bar.chapters, (std::vector<double>{0.25, 0.5}));
+  ASSERT_EQ(bar.loaded.size(), 1U);
+  EXPECT_LT(bar.loaded[0].first, bar.loaded[0].second);
+  EXPECT_LE(bar.loaded[0].second, 1);
+}
 
-  send(PressType::PlayPause);
-  EXPECT_EQ(player->state(), TVSPlaybackState::Paused);
-  send(PressType::PlayPause, true);
-  EXPECT_EQ(player->state(), TVSPlaybackState::Paused);
+TEST(VideoPlayerViewControllerTest, SpinnerComesLateAndTellsHowFarTheBufferIs) {
+  Sofa sofa;
+  sofa.load([](sim::MediaScript& script) {
+    script.loadDelay = 2;
+    script.buffering = {{0.2, 20}, {1, 60}};
+  });
+  for (const auto& [actions, seen] : {std::pair{"399", "loading 0"},
+                                      {"1", "spinner20% loading 0"},
+                                      {"599", "spinner20% loading 0"},
+                                      {"1", "spinner60% loading 0"},
+                                      {"1000", "playing 0"}}) {
+    sofa.act(actions);
+    EXPECT_EQ(sofa.seen(), seen);
+  }
+  EXPECT_EQ(sofa.fixture.shown<VideoElement>()->output, sofa.player->videoOutput());
+}
 
-  const std::pair<PressType, double> skips[] = {
-      {PressType::Right, 10}, {PressType::Right, 20}, {PressType::Left, 10},
-      {PressType::Left, 0},   {PressType::Left, 0},
+TEST(VideoPlayerViewControllerTest, FailuresAndTheEndAreTold) {
+  const auto error = [](std::string_view domain, auto code) {
+    return Error{std::string(domain), static_cast<std::int64_t>(code), "Details", {}, {}};
   };
-  for (const auto& [type, position] : skips) {
-    send(type);
-    EXPECT_NEAR(player->elapsedTime(), position, 0.01);
-    EXPECT_NEAR(fixture.shown<TransportBarElement>()->elapsed, position, 0.01);
+  const PlayerTexts texts;
+  const std::pair<Error, std::string> cases[] = {
+      {error(kURLErrorDomain, 404), texts.notFound},
+      {error(kURLErrorDomain, URLErrorCode::CannotFindHost), texts.noConnection},
+      {error(kURLErrorDomain, URLErrorCode::TimedOut), texts.timedOut},
+      {error(kURLErrorDomain, 403), texts.notAllowed},
+      {error(kURLErrorDomain, 500), texts.failed},
+      {error(kMediaErrorDomain, MediaErrorCode::DecoderNotFound), texts.unknownFormat},
+      {error(kMediaErrorDomain, MediaErrorCode::ContentNotAuthorized), texts.notAllowed},
+      {error(kMediaErrorDomain, MediaErrorCode::DecodeFailed), texts.failed},
+      {Error::status(404), texts.failed}};
+  Sofa sofa;
+  for (const auto& [failure, sentence] : cases) {
+    sofa.load([&, what = failure](sim::MediaScript& script) { script.loadFailure = what; });
+    sofa.act("1000");
+    EXPECT_EQ(sofa.seen(), sentence + " / " + texts.retryHint + " stopped 0");
   }
-  for (int i = 0; i < 20; ++i) send(PressType::Right, i > 0);
-  EXPECT_NEAR(player->elapsedTime(), 100, 0.01);
-  send(PressType::Left);
-  send(PressType::Select);
-  EXPECT_EQ(player->state(), TVSPlaybackState::Playing);
-  send(PressType::Select);
-  EXPECT_EQ(player->state(), TVSPlaybackState::Paused);
+  // One that fails before it is on screen.
+  const auto late = std::make_shared<VideoPlayerViewController>(sofa.player, false);
+  sofa.root->view()->addSubview(late->view());
+  sofa.controller->view()->setHidden(true);
+  sofa.act("0");
+  EXPECT_EQ(sofa.fixture.shown<MessageElement>().value().text, texts.failed);
+  late->view()->removeFromSuperview();
+  sofa.controller->view()->setHidden(false);
+  PlayerTexts others;
+  others.failed = "Kaputt.";
+  sofa.controller->setTexts(others);
+  sofa.act("0");
+  EXPECT_TRUE(sofa.seen().starts_with("Kaputt."));
+
+  // What was missing is there now.
+  sofa.box.mediaLibrary().add("http://a/v", {.duration = 10});
+  sofa.act("select 200");
+  EXPECT_EQ(sofa.seen(), "playing 0");
+  sofa.act("10899");
+  EXPECT_EQ(sofa.seen(), "stopped 0");
+  sofa.act("1");
+  EXPECT_EQ(sofa.seen(), texts.ended + " / " + texts.replayHint + " stopped 0");
 }
 
-TEST_F(VideoPlayerTest, PauseWhileLoadingCanBeTakenBack) {
+TEST(VideoPlayerViewControllerTest, PauseWhileLoadingCanBeTakenBack) {
   for (const int presses : {1, 2, 3}) {
-    load([&](sim::MediaScript& script) { script.loadDelay = 1; });
-    box.run();
-    for (int i = 0; i < presses; ++i) send(PressType::PlayPause);
-    box.advance(seconds(2));
-    EXPECT_EQ(player->state(), presses % 2 ? TVSPlaybackState::Paused : TVSPlaybackState::Playing)
-        << presses;
-    player->stop();
-    player->play();  // wanted again, for the next load
-    player->stop();
+    Sofa sofa;
+    sofa.load([&](sim::MediaScript& script) { script.loadDelay = 1; });
+    for (int i = 0; i < presses; ++i) sofa.act("playpause right");
+    sofa.act("2000");
+    EXPECT_EQ(sofa.seen(), presses % 2 ? "paused 0" : "playing 1") << presses;
   }
 }
 
-TEST_F(VideoPlayerTest, SpinnerOnlyWhenLoadingTakesItsTime) {
-  load([&](sim::MediaScript& script) { script.loadDelay = 0.3; });
-  box.advance(milliseconds(300));
-  EXPECT_EQ(player->state(), TVSPlaybackState::Playing);
-  box.advance(seconds(2));
-  EXPECT_FALSE(fixture.shown<SpinnerElement>());
-
-  load([&](sim::MediaScript& script) { script.loadDelay = 2; });
-  box.advance(milliseconds(399));
-  EXPECT_FALSE(fixture.shown<SpinnerElement>());
-  box.advance(milliseconds(1));
-  EXPECT_TRUE(fixture.shown<SpinnerElement>());
-  box.advance(seconds(2));
-  EXPECT_FALSE(fixture.shown<SpinnerElement>());
-  EXPECT_EQ(fixture.shown<VideoElement>()->output, player->videoOutput());
-}
-
-TEST_F(VideoPlayerTest, FailureIsTold) {
-  Error error = Error::status(-1);
-  error.localizedDescription = "Gone";
-  load([&](sim::MediaScript& script) { script.loadFailure = error; });
-  box.advance(seconds(1));
-  ASSERT_EQ(player->state(), TVSPlaybackState::Stopped);
-  EXPECT_EQ(fixture.shown<TextElement>()->text, "Gone");
-  EXPECT_TRUE(barVisible());
-
-  controller->setFailureText(
-      [](const Error& failure) { return "Code " + std::to_string(failure.code); });
-  box.run();
-  EXPECT_EQ(fixture.shown<TextElement>()->text, "Code -1");
-  controller->setFailureText(nullptr);
-  load([&](sim::MediaScript& script) { script.loadFailure = Error::status(-2); });
-  box.advance(seconds(1));
-  EXPECT_EQ(fixture.shown<TextElement>()->text, "This video can't be played.");
-
-  play();
-  EXPECT_FALSE(fixture.shown<TextElement>());
-}
-
-TEST_F(VideoPlayerTest, MenuTakesItAwayAndInvalidatesThePlayer) {
-  play();
-  EXPECT_TRUE(send(PressType::Menu, true));
-  EXPECT_EQ(controller->parent(), root.get());
-  EXPECT_TRUE(send(PressType::Menu));
-  EXPECT_EQ(controller->parent(), nullptr);
-  EXPECT_EQ(controller->view()->superview(), nullptr);
-  EXPECT_FALSE(player->hasQueuePlayer());
-  EXPECT_FALSE(fixture.shown<VideoElement>());
-  box.advance(seconds(60));
-  EXPECT_FALSE(box.mainQueue().nextDeadline());
-}
-
-TEST_F(VideoPlayerTest, PlayerIsKeptWhereItIsNotToBeInvalidated) {
-  const auto other = std::make_shared<VideoPlayerViewController>(player, false);
-  root->addChild(other);
-  other->didMoveToParent(root.get());
+TEST(VideoPlayerViewControllerTest, TakenAwayItInvalidatesThePlayerIfItIsTo) {
+  Sofa sofa;
+  const auto other = std::make_shared<VideoPlayerViewController>(sofa.player, false);
+  sofa.root->addChild(other);
+  other->didMoveToParent(sofa.root.get());
   other->removeFromParent();
-  EXPECT_TRUE(player->hasQueuePlayer());
+  EXPECT_TRUE(sofa.player->hasQueuePlayer());
+
+  sofa.play(addOptions);
+  sofa.act("down");
+  sofa.controller->dismiss();
+  EXPECT_EQ(sofa.controller->view()->superview(), nullptr);
+  EXPECT_FALSE(sofa.player->hasQueuePlayer());
+  sofa.box.advance(seconds(60));
+  EXPECT_FALSE(sofa.fixture.shown<VideoElement>());
+  EXPECT_FALSE(sofa.box.mainQueue().nextDeadline());
 }
 
 }  // namespace
