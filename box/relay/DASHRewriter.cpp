@@ -47,7 +47,13 @@ std::size_t consumable(std::string_view input) {
 
 }  // namespace
 
-DASHRewriter::DASHRewriter(PlaylistContext context) : _context(std::move(context)) {}
+DASHRewriter::DASHRewriter(PlaylistContext context)
+    : _context(std::move(context)),
+      _segments([this](const std::string& base, const std::string& reference) {
+        const auto url = resolvedURL(base, reference);
+        if (!url) return std::string();
+        return _context.inheritsQuery ? withQueryOf(_context.url, *url) : *url;
+      }) {}
 
 std::optional<std::string> DASHRewriter::feed(std::string_view bytes) {
   if (!_isManifest) return std::string(bytes);
@@ -64,7 +70,7 @@ std::optional<std::string> DASHRewriter::feed(std::string_view bytes) {
     else if (_text)
       _text->append(piece);
     else
-      _output += piece;
+      _tellText(piece);
     rest.remove_prefix(size);
   }
   _input.erase(0, _input.size() - rest.size());
@@ -86,15 +92,45 @@ std::shared_ptr<const MediaTimeline> DASHRewriter::timeline(const MediaTimeline*
   auto result = std::make_shared<MediaTimeline>();
   result->live = _live;
   result->targetDuration = _segmentDuration;
+  result->rules = _segments.rules();
+  result->events = _events.events();
   if (_live && _start) result->dates.push_back({.position = 0, .date = *_start});
   return result;
 }
 
+std::shared_ptr<const StreamOffers> DASHRewriter::offers() const {
+  return _isManifest ? std::make_shared<StreamOffers>(_offers.offers()) : nullptr;
+}
+
+void DASHRewriter::_tellStart(const XMLTag& tag, std::string_view markup) {
+  XMLAttributes attributes;
+  withAttributes(markup, [&](std::string_view name, const std::string& value) {
+    attributes.emplace(name, value);
+    return std::optional<std::string>{};
+  });
+  for (DASHReader* each : _readers) each->begin(tag.name, attributes);
+  if (tag.ends) _tellEnd(tag.name);
+}
+
+void DASHRewriter::_tellEnd(std::string_view name) {
+  for (DASHReader* each : _readers) each->end(name, _base());
+}
+
+void DASHRewriter::_tellText(std::string_view text) {
+  _output += text;
+  const std::string plain = withoutEntities(text);
+  for (DASHReader* each : _readers) each->text(plain);
+}
+
 void DASHRewriter::_handleMarkup(std::string_view markup) {
   constexpr std::string_view data = "<![CDATA[";
-  if (_text && markup.starts_with(data)) {
-    _text->append(withEntities(markup.substr(data.size(), markup.size() - data.size() - 3)));
-    return;
+  if (markup.starts_with(data)) {
+    const auto content = markup.substr(data.size(), markup.size() - data.size() - 3);
+    if (_text) {
+      _text->append(withEntities(content));
+      return;
+    }
+    for (DASHReader* each : _readers) each->text(content);
   }
   const auto tag = XMLTag::of(markup);
   if (!tag) {
@@ -109,7 +145,10 @@ void DASHRewriter::_handleMarkup(std::string_view markup) {
     _handleStart(*tag, markup);
   } else {
     if (_elements.size() == 1) _addBase(tag->prefix);
-    if (!_elements.empty()) _elements.pop_back();
+    if (!_elements.empty()) {
+      _tellEnd(tag->name);
+      _elements.pop_back();
+    }
     _output += markup;
   }
 }
@@ -117,6 +156,7 @@ void DASHRewriter::_handleMarkup(std::string_view markup) {
 void DASHRewriter::_handleStart(const XMLTag& tag, std::string_view markup) {
   if (tag.name == "Period") _addBase(tag.prefix);
   _noteFacts(tag.name, markup);
+  _tellStart(tag, markup);
   _output += _rewrittenTag(tag, markup);
   if (tag.ends || _elements.size() > maxDepth) return;
   _elements.push_back({std::string(tag.name), _base()});

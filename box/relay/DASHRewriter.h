@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <memory>
 #include <optional>
@@ -7,6 +8,9 @@
 #include <string_view>
 #include <vector>
 
+#include "box/relay/DASHEvents.h"
+#include "box/relay/DASHOffers.h"
+#include "box/relay/DASHSegments.h"
 #include "box/relay/PlaylistRewriter.h"
 #include "box/relay/XMLText.h"
 
@@ -23,10 +27,11 @@ class DASHRewriter final : public PlaylistRewriter {
 
   std::optional<std::string> feed(std::string_view bytes) override;
   std::optional<std::string> finish() override;
-  /// Without segments. Positions are those of the presentation: 0 is the availability start time
-  /// of a live one, whatever the first period's start.
+  /// With rules for segments. Positions are those of the presentation: 0 is the availability start
+  /// time of a live one, whatever the first period's start.
   std::shared_ptr<const MediaTimeline> timeline(const MediaTimeline* previous,
                                                 const MediaTimeline* other) const override;
+  std::shared_ptr<const StreamOffers> offers() const override;
 
  private:
   struct Element {
@@ -38,6 +43,9 @@ class DASHRewriter final : public PlaylistRewriter {
   void _handleMarkup(std::string_view markup);
   void _handleStart(const XMLTag& tag, std::string_view markup);
   void _noteFacts(std::string_view name, std::string_view markup);
+  void _tellStart(const XMLTag& tag, std::string_view markup);
+  void _tellEnd(std::string_view name);
+  void _tellText(std::string_view text);
   void _finishText();
   void _addBase(std::string_view prefix);
   std::string _rewrittenTag(const XMLTag& tag, std::string_view markup) const;
@@ -61,6 +69,10 @@ class DASHRewriter final : public PlaylistRewriter {
   bool _live = false;
   double _segmentDuration = 0;
   std::optional<platform::Date> _start;
+  DASHOffers _offers;
+  DASHSegments _segments;
+  DASHEvents _events;
+  const std::array<DASHReader*, 3> _readers{&_offers, &_segments, &_events};
 };
 
 }  // namespace box

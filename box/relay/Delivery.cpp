@@ -92,6 +92,7 @@ BodyFlow Delivery::_beginPlaylist(PlaylistKind kind) {
   PlaylistContext context;
   context.url = _head.url;
   context.inheritsQuery = _item.setup().inheritsQuery;
+  context.master = _item.record().offers();
   context.relayed = [&item = _item](const std::string& url, RelayPath::Kind relayKind) {
     return item.urlFor(url, relayKind);
   };
@@ -112,9 +113,11 @@ BodyFlow Delivery::_beginPlain() {
   _sink.begin(_head);
   const auto part = _head.status == 206 ? ByteRange::ofResponse(_head.field("Content-Range"))
                                         : std::optional<ByteRange>();
-  if (_form == Form::Body)
+  if (_form == Form::Body) {
+    if (_item.record().noteSource(_path.url, _path.url == _item.setup().url)) _item.tellLeg();
     _range = _item.record().beginRange(_path.url, part ? part->first : 0,
                                        part ? part->total : _head.length);
+  }
   return _send(std::exchange(_gathered, {}));
 }
 
@@ -176,6 +179,7 @@ std::optional<platform::Error> Delivery::_endPlaylist() {
   if (auto timeline =
           _rewriter->timeline(previous.get(), other && other->live ? other.get() : nullptr))
     record.setTimeline(_path.url, std::move(timeline));
+  if (auto offers = _rewriter->offers()) record.setOffers(std::move(offers));
   _sink.finish();
   return std::nullopt;
 }

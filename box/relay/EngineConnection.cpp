@@ -11,7 +11,9 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "box/relay/EarlyPace.h"
 #include "box/relay/EngineResponse.h"
+#include "box/relay/RelayThread.h"
 
 namespace box {
 namespace {
@@ -35,8 +37,9 @@ std::string EngineRequest::field(std::string_view name) const {
 /// The answer to one request, as bytes of its connection.
 class EngineConnection::Response final : public ResponseSink {
  public:
-  Response(std::weak_ptr<EngineConnection> connection, const EngineRequest& request)
-      : _connection(std::move(connection)),
+  Response(const std::shared_ptr<EngineConnection>& connection, const EngineRequest& request)
+      : _connection(connection),
+        _nextPiece(connection->_context),
         _isHead(request.method == "HEAD"),
         _isOldVersion(request.isOldVersion),
         _isLast(request.isLast) {}
@@ -56,13 +59,16 @@ class EngineConnection::Response final : public ResponseSink {
       connection->_write(hexadecimal(bytes.size()).append("\r\n").append(bytes).append("\r\n"));
     else
       connection->_write(bytes);
-    _isFull = connection->_waiting >= connection->_mostWaiting;
+    const auto wait = _pace.pass(bytes.size(), platform::SystemClock().now());
+    if (wait.count() > 0) _nextPiece.start(wait, [this] { _takePiece(); });
+    _isFull = connection->_waiting >= connection->_mostWaiting || _nextPiece.isRunning();
     return !_isFull;
   }
 
   void finish() override {
     const auto connection = _connection.lock();
     if (!connection || std::exchange(_isEnded, true)) return;
+    _nextPiece.cancel();
     if (_framing == BodyFraming::Chunks && !_isHead) connection->_write("0\r\n\r\n");
     connection->_responseEnded(!_isLast);
   }
@@ -78,22 +84,32 @@ class EngineConnection::Response final : public ResponseSink {
       begin(head);
     }
     _isEnded = true;
+    _nextPiece.cancel();
     connection->_responseEnded(isAnswer && !_isLast);
   }
 
   void thereIsRoom() {
-    if (!std::exchange(_isFull, false)) return;
+    if (_nextPiece.isRunning() || !std::exchange(_isFull, false)) return;
     // A copy: it may be taken back meanwhile.
     if (const auto call = drained) call();
   }
 
   void peerLeft() {
     _isEnded = true;
+    _nextPiece.cancel();
     if (const auto call = std::exchange(gone, nullptr)) call();
   }
 
  private:
+  void _takePiece() {
+    const auto connection = _connection.lock();
+    // Else there will be room.
+    if (connection && connection->_waiting <= connection->_mostWaiting / 2) thereIsRoom();
+  }
+
   const std::weak_ptr<EngineConnection> _connection;
+  RelayTimer _nextPiece;
+  EarlyPace _pace;
   const bool _isHead;
   const bool _isOldVersion;
   bool _isLast;
@@ -165,7 +181,7 @@ void EngineConnection::_serve() {
   while (!_response && !_isLast) {
     EngineRequest request;
     if (!_takeRequest(request)) break;
-    _response = std::make_shared<Response>(weak_from_this(), request);
+    _response = std::make_shared<Response>(self, request);
     _handler(request, _response);
   }
   _isServing = false;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "box/relay/HLSAttributes.h"
 #include "box/relay/PlaylistLimits.h"
 #include "box/relay/URLParts.h"
 
@@ -10,41 +11,6 @@ namespace box {
 namespace {
 
 constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
-
-/// The places in `list` of an attribute's value, without its quotes.
-struct Span {
-  std::size_t begin = 0;
-  std::size_t size = 0;
-};
-
-std::optional<Span> findAttribute(std::string_view list, std::string_view name) {
-  std::size_t at = 0;
-  while (at < list.size()) {
-    at = list.find_first_not_of(" \t,", at);
-    const auto equals = at == list.npos ? at : list.find('=', at);
-    if (equals == list.npos) return {};
-    Span value{equals + 1, 0};
-    std::size_t end;
-    if (value.begin < list.size() && list[value.begin] == '"') {
-      ++value.begin;
-      const auto quote = list.find('"', value.begin);
-      value.size = std::min(quote, list.size()) - value.begin;
-      end = list.find(',', std::min(quote, list.size()));
-    } else {
-      end = list.find(',', value.begin);
-      value.size = std::min(end, list.size()) - value.begin;
-    }
-    if (list.substr(at, equals - at) == name) return value;
-    at = end;
-  }
-  return {};
-}
-
-std::optional<std::string> attributeOf(std::string_view list, std::string_view name) {
-  const auto span = findAttribute(list, name);
-  if (!span) return {};
-  return std::string(list.substr(span->begin, span->size));
-}
 
 std::string_view withoutEnds(std::string_view line) {
   const auto begin = line.find_first_not_of(" \t");
@@ -87,6 +53,13 @@ std::shared_ptr<const MediaTimeline> HLSRewriter::timeline(const MediaTimeline* 
   return _isMaster ? nullptr : _timeline.timeline(previous, other);
 }
 
+std::shared_ptr<const StreamOffers> HLSRewriter::offers() const {
+  if (!_isMaster) return nullptr;
+  auto offers = std::make_shared<StreamOffers>(_offers.offers());
+  offers->variables = _variables;
+  return offers;
+}
+
 std::string HLSRewriter::_rewritten(std::string line) {
   // Readers of playlists want the first tag at the very beginning.
   if (std::exchange(_atBeginning, false) && line.starts_with(byteOrderMark))
@@ -100,7 +73,10 @@ std::string HLSRewriter::_rewritten(std::string line) {
     line = _rewrittenTag(std::string(text));
   } else if (!text.empty() && !text.starts_with('#')) {
     const std::string reference(text);
-    if (!_isMaster) _timeline.addSegment(_absolute(reference));
+    if (_isMaster)
+      _offers.addVariant(_absolute(reference));
+    else
+      _timeline.addSegment(_absolute(reference));
     line = _relayed(reference, RelayPath::Kind::Resource);
   }
   return carriage ? line + '\r' : line;
@@ -111,12 +87,14 @@ std::string HLSRewriter::_rewrittenTag(std::string line) {
   const std::string name = line.substr(1, colon == line.npos ? colon : colon - 1);
   const std::size_t listBegin = colon == line.npos ? line.size() : colon + 1;
   const std::string_view list = std::string_view(line).substr(listBegin);
-  if (name == "EXT-X-STREAM-INF" || name == "EXT-X-I-FRAME-STREAM-INF") _isMaster = true;
+  if (name == "EXT-X-STREAM-INF" || name == "EXT-X-I-FRAME-STREAM-INF" || name == "EXT-X-MEDIA")
+    _isMaster = true;
   if (name == "EXT-X-DEFINE") _define(list);
   _timeline.addTag(name, withoutEnds(list));
+  _offers.addTag(name, list);
   if (!name.starts_with("EXT-X-")) return line;
 
-  const auto uri = findAttribute(list, "URI");
+  const auto uri = HLSAttribute::find(list, "URI");
   if (!uri || uri->size == 0) return line;
   const std::string reference(list.substr(uri->begin, uri->size));
   if (name == "EXT-X-MEDIA" && _context.alternate)
@@ -143,6 +121,12 @@ std::string HLSRewriter::_relayed(const std::string& reference, RelayPath::Kind 
 void HLSRewriter::_define(std::string_view attributes) {
   if (const auto name = attributeOf(attributes, "NAME")) {
     _variables[*name] = attributeOf(attributes, "VALUE").value_or("");
+    return;
+  }
+  if (const auto name = attributeOf(attributes, "IMPORT")) {
+    if (!_context.master) return;
+    const auto imported = _context.master->variables.find(*name);
+    if (imported != _context.master->variables.end()) _variables[*name] = imported->second;
     return;
   }
   const auto parameter = attributeOf(attributes, "QUERYPARAM");

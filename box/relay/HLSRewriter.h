@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "box/relay/HLSOffers.h"
 #include "box/relay/HLSTimeline.h"
 #include "box/relay/PlaylistRewriter.h"
 
@@ -14,8 +15,8 @@ namespace box {
 
 /// HLS playlists, line by line: every line that is a URI, and the URI attribute of every tag.
 ///
-/// Variables (EXT-X-DEFINE) are filled in here, those that the playlist defines itself or takes
-/// from the query of its URL; those of a master playlist's are not at hand and stay.
+/// Variables (EXT-X-DEFINE) are filled in here: those that the playlist defines itself, takes from
+/// the query of its URL, or imports from the master playlist.
 class HLSRewriter final : public PlaylistRewriter {
  public:
   explicit HLSRewriter(PlaylistContext context);
@@ -24,6 +25,7 @@ class HLSRewriter final : public PlaylistRewriter {
   std::optional<std::string> finish() override;
   std::shared_ptr<const MediaTimeline> timeline(const MediaTimeline* previous,
                                                 const MediaTimeline* other) const override;
+  std::shared_ptr<const StreamOffers> offers() const override;
 
  private:
   std::string _rewritten(std::string line);
@@ -41,6 +43,7 @@ class HLSRewriter final : public PlaylistRewriter {
   bool _isMaster = false;
   std::map<std::string, std::string, std::less<>> _variables;
   HLSTimeline _timeline;
+  HLSOffers _offers;
 };
 
 }  // namespace box

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 
+#include "box/relay/HLSAttributes.h"
 #include "box/relay/PlaylistLimits.h"
 #include "box/relay/TimeText.h"
 
@@ -11,6 +12,7 @@ namespace {
 
 /// A segment of more than a day is a mistake, and sums of such would lose their fractions.
 constexpr double longestDuration = 86400;
+constexpr std::size_t kMostDateRangeBytes = std::size_t{256} * 1024;
 
 std::optional<std::uint64_t> integerFrom(std::string_view text) {
   std::uint64_t value = 0;
@@ -40,6 +42,15 @@ const MediaTimeline::Segment* numbered(const MediaTimeline& timeline, std::uint6
   const std::uint64_t index = number - timeline.mediaSequence;
   if (index >= timeline.segments.size()) return nullptr;
   return &timeline.segments[static_cast<std::size_t>(index)];
+}
+
+/// Also of a date outside of what is to be had.
+double positionOf(platform::Date date, const std::vector<MediaTimeline::DateMark>& marks) {
+  const auto after = std::find_if(marks.begin(), marks.end(), [&](const auto& mark) {
+    return mark.date.secondsSince1970 > date.secondsSince1970;
+  });
+  const auto& mark = after == marks.begin() ? *after : *std::prev(after);
+  return mark.position + date.secondsSince1970 - mark.date.secondsSince1970;
 }
 
 std::optional<double> offsetByDates(const MediaTimeline& next, const MediaTimeline& known) {
@@ -87,6 +98,8 @@ void HLSTimeline::addTag(std::string_view name, std::string_view value) {
     _discontinuity = true;
   } else if (name == "EXT-X-PROGRAM-DATE-TIME") {
     _date = dateFrom(value);
+  } else if (name == "EXT-X-DATERANGE") {
+    _addDateRange(value);
   } else if (name == "EXT-X-ENDLIST") {
     _ended = true;
   } else if (name == "EXT-X-PLAYLIST-TYPE") {
@@ -128,6 +141,32 @@ void HLSTimeline::_addByteRange(std::string_view value, MediaTimeline::Segment& 
   }
 }
 
+void HLSTimeline::_addDateRange(std::string_view value) {
+  _dateRangeBytes += value.size();
+  if (_dateRanges.size() == MediaTimeline::kMostEvents || _dateRangeBytes > kMostDateRangeBytes)
+    return;
+  std::optional<platform::Date> start;
+  platform::TimedMetadataItem item;
+  platform::Dictionary details;
+  for (const auto& [name, text] : attributesOf(value)) {
+    if (name == "START-DATE")
+      start = dateFrom(text);
+    else if (name == "ID")
+      item.extraAttributes.set(kEventIdentifier, std::string(text));
+    else if (name == "CLASS")
+      item.key = std::string(text);
+    else if (name == "DURATION")
+      item.extraAttributes.set(kEventDuration, secondsFrom(text));
+    else if (name.starts_with("X-") || name.starts_with("SCTE35-"))
+      details.set(name, std::string(text));
+  }
+  if (!start) return;
+  if (!item.key.asString()) item.key = std::string(kKeySpaceDateRanges);
+  item.keySpace = std::string(kKeySpaceDateRanges);
+  item.value = std::move(details);
+  _dateRanges.push_back({*start, std::move(item)});
+}
+
 /// The last ones matter most: those of a live playlist are at its end.
 void HLSTimeline::_makeRoom() {
   auto& segments = _timeline.segments;
@@ -152,22 +191,30 @@ std::shared_ptr<const MediaTimeline> HLSTimeline::timeline(const MediaTimeline* 
   auto result = std::make_shared<MediaTimeline>(_timeline);
   result->live = !_ended && !_onDemand;
   const MediaTimeline* const known = previous ? previous : other;
-  if (!known || known->segments.empty() || result->segments.empty()) return result;
-
-  const double offset = previous ? offsetAfter(*result, *known) : offsetBeside(*result, *known);
-  for (auto& segment : result->segments) segment.start += offset;
-  for (auto& mark : result->dates) mark.position += offset;
-
-  // The date of the window's beginning may be told by a mark that has slid out of it.
-  const double first = result->segments.front().start;
-  const bool datedFromTheStart = !result->dates.empty() && result->dates[0].position <= first;
-  if (!datedFromTheStart) {
-    const auto& old = known->dates;
-    const auto after = std::find_if(old.begin(), old.end(),
-                                    [&](const auto& mark) { return mark.position > first; });
-    if (after != old.begin()) result->dates.insert(result->dates.begin(), *std::prev(after));
+  if (known && !known->segments.empty() && !result->segments.empty())
+    _follow(*known, previous != nullptr, *result);
+  if (result->dates.empty()) return result;
+  for (const DateRange& each : _dateRanges) {
+    const double position = positionOf(each.start, result->dates);
+    if (position >= 0) result->events.push_back({position, each.item});
   }
   return result;
+}
+
+void HLSTimeline::_follow(const MediaTimeline& known, bool isPrevious, MediaTimeline& result) {
+  const double offset = isPrevious ? offsetAfter(result, known) : offsetBeside(result, known);
+  for (auto& segment : result.segments) segment.start += offset;
+  for (auto& mark : result.dates) mark.position += offset;
+
+  // The date of the window's beginning may be told by a mark that has slid out of it.
+  const double first = result.segments.front().start;
+  const bool datedFromTheStart = !result.dates.empty() && result.dates[0].position <= first;
+  if (!datedFromTheStart) {
+    const auto& old = known.dates;
+    const auto after = std::find_if(old.begin(), old.end(),
+                                    [&](const auto& mark) { return mark.position > first; });
+    if (after != old.begin()) result.dates.insert(result.dates.begin(), *std::prev(after));
+  }
 }
 
 }  // namespace box

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "box/relay/MediaTimeline.h"
 
@@ -24,7 +25,10 @@ class HLSTimeline {
 
  private:
   void _addByteRange(std::string_view value, MediaTimeline::Segment& segment);
+  void _addDateRange(std::string_view value);
   void _makeRoom();
+  /// Makes positions count as those of `known`, of the same playlist or of one beside it.
+  static void _follow(const MediaTimeline& known, bool isPrevious, MediaTimeline& result);
 
   bool _media = false;
   bool _ended = false;
@@ -32,6 +36,12 @@ class HLSTimeline {
   MediaTimeline _timeline;  // positions count from its own first segment
   double _end = 0;
   std::size_t _urlBytes = 0;
+  struct DateRange {
+    platform::Date start;
+    platform::TimedMetadataItem item;
+  };
+  std::vector<DateRange> _dateRanges;
+  std::size_t _dateRangeBytes = 0;
 
   // Of the segment that comes next.
   double _duration = 0;

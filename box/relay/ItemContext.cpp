@@ -116,6 +116,20 @@ void ItemContext::whenHopeless(std::function<void()> handler) {
   if (handler) handler();
 }
 
+void ItemContext::whenLegBegins(std::function<void()> handler) {
+  const std::lock_guard lock(_mutex);
+  _whenLegBegins = std::move(handler);
+}
+
+void ItemContext::tellLeg() {
+  std::function<void()> handler;
+  {
+    const std::lock_guard lock(_mutex);
+    handler = _whenLegBegins;
+  }
+  if (handler && !_isShut) handler();
+}
+
 void ItemContext::giveUp() {
   std::function<void()> handler;
   {

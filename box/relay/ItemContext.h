@@ -42,6 +42,7 @@ class ItemContext : public std::enable_shared_from_this<ItemContext> {
   std::string urlFor(const std::string& url, RelayPath::Kind kind) const;
   /// As RelayItem says.
   void whenHopeless(std::function<void()> handler);
+  void whenLegBegins(std::function<void()> handler);
   /// From now on nobody is let in, and no callback of the item's is called anew.
   void shut() { _isShut = true; }
   bool isShut() const { return _isShut; }
@@ -56,6 +57,8 @@ class ItemContext : public std::enable_shared_from_this<ItemContext> {
 
   void add(std::shared_ptr<Exchange> exchange);
   void remove(Exchange& exchange);
+  /// One leg of the record has followed another.
+  void tellLeg();
   /// Media of the item are not to be had.
   void giveUp();
   /// Breaks off what is under way.
@@ -71,9 +74,10 @@ class ItemContext : public std::enable_shared_from_this<ItemContext> {
   const RelayBounds _bounds;
   ItemRecord _record;
   std::atomic<bool> _isShut = false;
-  std::mutex _mutex;  // guards the next two
+  std::mutex _mutex;  // guards the next three
   bool _isHopeless = false;
   std::function<void()> _whenHopeless;
+  std::function<void()> _whenLegBegins;
   CURLSH* _cookies = nullptr;
   std::unique_ptr<CurlLoop> _loop;
   std::set<std::shared_ptr<Exchange>> _exchanges;

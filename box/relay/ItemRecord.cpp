@@ -14,6 +14,17 @@ constexpr std::size_t kMostRanges = 256;
 /// Those of a day's programme take some megabytes each.
 constexpr std::size_t kMostTimelines = 6;
 constexpr std::size_t kMostAlternates = 256;
+constexpr double kShortestSeconds = 1e-3;
+
+/// What is counted, from one time to a later one; the rest as it was at the later one.
+RelayStatistics difference(RelayStatistics later, const RelayStatistics& earlier) {
+  later.requestCount -= earlier.requestCount;
+  later.bytesTransferred -= earlier.bytesTransferred;
+  later.transferSeconds -= earlier.transferSeconds;
+  later.stallCount -= earlier.stallCount;
+  later.retryCount -= earlier.retryCount;
+  return later;
+}
 
 }  // namespace
 
@@ -33,11 +44,82 @@ bool ItemRecord::isBusy() const {
 
 RelayStatistics ItemRecord::statistics() const {
   const std::lock_guard lock(_mutex);
+  return _now();
+}
+
+RelayStatistics ItemRecord::_now() const {
   RelayStatistics statistics = _statistics;
   if (_bodies > 0) statistics.transferSeconds += monotonicSeconds() - _bodiesSince;
   statistics.observedBitrate = _bandwidth.bitrate();
   statistics.observedBitrateDeviation = _bandwidth.deviation();
+  // Where everything was too short to be measured one by one, all of it together says something.
+  if (!statistics.observedBitrate && statistics.bytesTransferred > 0)
+    statistics.observedBitrate = static_cast<double>(statistics.bytesTransferred) * 8 /
+                                 std::max(statistics.transferSeconds, kShortestSeconds);
   return statistics;
+}
+
+std::vector<RelayLeg> ItemRecord::legs() const {
+  const std::lock_guard lock(_mutex);
+  const double now = monotonicSeconds();
+  std::vector<RelayLeg> result;
+  for (auto each = _legs.begin(); each != _legs.end(); ++each) {
+    const auto next = std::next(each);
+    RelayLeg leg = each->leg;
+    leg.age = now - each->since;
+    leg.statistics =
+        difference(next == _legs.end() ? _now() : next->leg.statistics, each->leg.statistics);
+    if (!each->server.empty()) leg.statistics.serverAddress = each->server;
+    result.push_back(std::move(leg));
+  }
+  return result;
+}
+
+bool ItemRecord::noteSource(const std::string& url, bool isItself) {
+  const std::lock_guard lock(_mutex);
+  auto source = _sourceOf(url);
+  if (!source && _timelines.empty() && isItself) source.emplace();
+  // Sound and texts beside the picture may come from anywhere.
+  if (!source) return false;
+  std::optional<double> bitrate;
+  if (_offers && !source->variant.empty()) {
+    const auto& variants = _offers->variants;
+    const auto variant = std::find_if(variants.begin(), variants.end(), [&](const auto& each) {
+      return each.name == source->variant;
+    });
+    if (variant == variants.end()) return false;
+    if (variant->bitrate > 0) bitrate = variant->bitrate;
+  }
+  const auto before = std::exchange(_server, _statistics.serverAddress);
+  const bool isSwitch = before && _legs.back().leg.variant != source->variant;
+  const bool begins = isSwitch || (before && *before != *_server);
+  if (begins) {
+    Leg& next = _legs.emplace_back();
+    next.since = monotonicSeconds();
+    next.leg.isSwitch = isSwitch;
+    next.leg.statistics = _now();
+    // That which has brought it belongs to it.
+    if (next.leg.statistics.requestCount > 0) --next.leg.statistics.requestCount;
+    if (_legs.size() > RelayItem::kMostLegs) _legs.pop_front();
+  }
+  _legs.back().server = *_server;
+  RelayLeg& leg = _legs.back().leg;
+  leg.variant = source->variant;
+  leg.indicatedBitrate = bitrate;
+  leg.mediaSeconds += source->duration;
+  return begins;
+}
+
+std::optional<ItemRecord::Source> ItemRecord::_sourceOf(const std::string& url) const {
+  const int best = _bestKind();
+  for (const auto& [playlist, entry] : _timelines) {
+    if (_kindOf(playlist) != best) continue;
+    for (const auto& segment : entry.timeline->segments)
+      if (segment.url == url) return Source{playlist, segment.duration};
+    for (const SegmentRule& rule : entry.timeline->rules)
+      if (const auto place = rule.placeOf(url)) return Source{rule.variant, place->duration};
+  }
+  return std::nullopt;
 }
 
 std::vector<RelayedRange> ItemRecord::ranges() const {
@@ -155,18 +237,47 @@ void ItemRecord::setTimeline(const std::string& url,
                        [](const auto& a, const auto& b) { return a.second.age < b.second.age; }));
 }
 
+std::shared_ptr<const StreamOffers> ItemRecord::offers() const {
+  const std::lock_guard lock(_mutex);
+  return _offers;
+}
+
+void ItemRecord::setOffers(std::shared_ptr<const StreamOffers> offers) {
+  const std::lock_guard lock(_mutex);
+  _offers = std::move(offers);
+}
+
 void ItemRecord::noteAlternate(const std::string& url, bool isSound) {
   const std::lock_guard lock(_mutex);
   if (_alternates.size() < kMostAlternates) _alternates[url] = isSound;
 }
 
+/// The picture's before the sound's before the text's.
+int ItemRecord::_kindOf(const std::string& playlist) const {
+  const auto alternate = _alternates.find(playlist);
+  return alternate == _alternates.end() ? 2 : alternate->second ? 1 : 0;
+}
+
+int ItemRecord::_bestKind() const {
+  int best = -1;
+  for (const auto& each : _timelines) best = std::max(best, _kindOf(each.first));
+  return best;
+}
+
+std::vector<std::shared_ptr<const MediaTimeline>> ItemRecord::timelines() const {
+  const std::lock_guard lock(_mutex);
+  const int best = _bestKind();
+  std::vector<std::shared_ptr<const MediaTimeline>> result;
+  for (const auto& [playlist, entry] : _timelines)
+    if (_kindOf(playlist) == best) result.push_back(entry.timeline);
+  return result;
+}
+
 std::shared_ptr<const MediaTimeline> ItemRecord::timeline() const {
   const std::lock_guard lock(_mutex);
-  // The picture's before the sound's before the text's, and of those the newest.
+  // The newest of the best.
   const auto rank = [&](const auto& entry) {
-    const auto alternate = _alternates.find(entry.first);
-    const int kind = alternate == _alternates.end() ? 2 : alternate->second ? 1 : 0;
-    return std::pair(kind, entry.second.age);
+    return std::pair(_kindOf(entry.first), entry.second.age);
   };
   const auto best =
       std::max_element(_timelines.begin(), _timelines.end(),

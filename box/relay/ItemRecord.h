@@ -15,6 +15,9 @@
 
 namespace box {
 
+/// Seconds of a clock that only goes forward.
+double monotonicSeconds();
+
 /// What is known of an item's exchanges. Threads: any; nobody is called from here.
 class ItemRecord {
  public:
@@ -23,6 +26,9 @@ class ItemRecord {
   RelayStatistics statistics() const;
   std::vector<RelayedRange> ranges() const;
   std::shared_ptr<const MediaTimeline> timeline() const;
+  std::vector<std::shared_ptr<const MediaTimeline>> timelines() const;
+  std::shared_ptr<const StreamOffers> offers() const;
+  std::vector<RelayLeg> legs() const;
 
   void addRequest();
   void addRetry();
@@ -48,6 +54,9 @@ class ItemRecord {
   void becameBusy();
   void becameIdle();
 
+  /// The media at `url` begin to come. True: from another server, or of another variant, than those
+  /// before, and a new leg has begun. `isItself`: it is what the item's own URL names.
+  bool noteSource(const std::string& url, bool isItself);
   /// The identifier of a new range, which grows from `begin`.
   std::uint64_t beginRange(std::string url, std::uint64_t begin,
                            std::optional<std::uint64_t> total);
@@ -58,6 +67,7 @@ class ItemRecord {
   void noteAlternate(const std::string& url, bool isSound);
   std::shared_ptr<const MediaTimeline> timelineOf(const std::string& url) const;
   void setTimeline(const std::string& url, std::shared_ptr<const MediaTimeline> timeline);
+  void setOffers(std::shared_ptr<const StreamOffers> offers);
 
  private:
   struct Range {
@@ -68,7 +78,20 @@ class ItemRecord {
     std::shared_ptr<const MediaTimeline> timeline;
     std::uint64_t age = 0;  // the higher, the newer
   };
+  struct Leg {
+    RelayLeg leg;  // its statistics are what the item's were when it began
+    double since = 0;
+    std::string server;
+  };
+  struct Source {
+    std::string variant;
+    double duration = 0;
+  };
   Range* _range(std::uint64_t identifier);
+  RelayStatistics _now() const;
+  int _kindOf(const std::string& playlist) const;
+  int _bestKind() const;
+  std::optional<Source> _sourceOf(const std::string& url) const;
 
   mutable std::mutex _mutex;
   RelayStatistics _statistics;
@@ -84,10 +107,10 @@ class ItemRecord {
   std::deque<Range> _ranges;
   std::map<std::string, Timeline> _timelines;
   std::uint64_t _timelineCount = 0;
+  std::shared_ptr<const StreamOffers> _offers;
+  std::deque<Leg> _legs{Leg{{}, monotonicSeconds(), {}}};
+  std::optional<std::string> _server;       // of the media that came last
   std::map<std::string, bool> _alternates;  // by their URLs; whether they are sound
 };
-
-/// Seconds of a clock that only goes forward.
-double monotonicSeconds();
 
 }  // namespace box

@@ -72,8 +72,18 @@ class LoopbackRelay::Item final : public RelayItem {
   bool isBusy() const override { return _context->record().isBusy(); }
   RelayStatistics statistics() const override { return _context->record().statistics(); }
   std::vector<RelayedRange> ranges() const override { return _context->record().ranges(); }
+  std::vector<RelayLeg> legs() const override { return _context->record().legs(); }
+  void whenLegBegins(std::function<void()> handler) override {
+    _context->whenLegBegins(std::move(handler));
+  }
+  std::vector<std::shared_ptr<const MediaTimeline>> timelines() const override {
+    return _context->record().timelines();
+  }
   std::shared_ptr<const MediaTimeline> timeline() const override {
     return _context->record().timeline();
+  }
+  std::shared_ptr<const StreamOffers> offers() const override {
+    return _context->record().offers();
   }
 
   void askForKey(const std::string& url, std::function<void(RelayAnswer)> reply) override {

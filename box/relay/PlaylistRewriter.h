@@ -8,6 +8,7 @@
 
 #include "box/relay/MediaTimeline.h"
 #include "box/relay/RelayPath.h"
+#include "box/relay/StreamOffers.h"
 
 namespace box {
 
@@ -19,6 +20,8 @@ PlaylistKind playlistKindOf(std::string_view contentType, std::string_view first
 struct PlaylistContext {
   std::string url;  ///< of the playlist itself, after redirects
   bool inheritsQuery = false;
+  /// Of the master playlist that names it; null where there is none.
+  std::shared_ptr<const StreamOffers> master = {};
   /// The URL on the relay for an absolute URL of the outside.
   std::function<std::string(const std::string& url, RelayPath::Kind kind)> relayed;
   /// Told of every playlist that this one names beside those of the picture, with its type
@@ -45,6 +48,8 @@ class PlaylistRewriter {
   /// Null for a master playlist.
   virtual std::shared_ptr<const MediaTimeline> timeline(const MediaTimeline* previous,
                                                         const MediaTimeline* other) const = 0;
+  /// Of a master playlist or a manifest after finish(). Null for a media playlist.
+  virtual std::shared_ptr<const StreamOffers> offers() const = 0;
 };
 
 }  // namespace box

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "box/relay/MediaTimeline.h"
+#include "box/relay/StreamOffers.h"
 #include "platform/foundation/Date.h"
 #include "platform/foundation/Error.h"
 #include "platform/foundation/Value.h"
@@ -77,6 +78,16 @@ struct RelayStatistics {
   std::string serverAddress;                       ///< of the newest connection
 };
 
+/// A part of it, during which one server sent one variant.
+struct RelayLeg {
+  double age = 0;                          ///< seconds since it began
+  std::string variant;                     ///< as StreamOffers calls it; empty where there is none
+  std::optional<double> indicatedBitrate;  ///< of the variant, bits a second
+  bool isSwitch = false;                   ///< it began with another variant
+  double mediaSeconds = 0;                 ///< of the segments that it asked for
+  RelayStatistics statistics;              ///< of itself alone
+};
+
 /// A body that reached, or is reaching, the engine.
 struct RelayedRange {
   std::string url;
@@ -109,9 +120,19 @@ class RelayItem {
   virtual RelayStatistics statistics() const = 0;
   /// Newest last, at most a few hundred.
   virtual std::vector<RelayedRange> ranges() const = 0;
+  /// Since the item was opened, the oldest first, and the last one goes on; at most `kMostLegs`, of
+  /// which the oldest make room.
+  virtual std::vector<RelayLeg> legs() const = 0;
+  static constexpr std::size_t kMostLegs = 64;
+  /// `handler` is called on the relay's thread whenever one leg has followed another.
+  virtual void whenLegBegins(std::function<void()> handler) = 0;
   /// What the newest media playlist of the picture, or else of the sound, says of times and dates.
   /// Null for what is no playlist.
   virtual std::shared_ptr<const MediaTimeline> timeline() const = 0;
+  /// The same of all variants that were played, the newest of each.
+  virtual std::vector<std::shared_ptr<const MediaTimeline>> timelines() const = 0;
+  /// What the newest master playlist or manifest offers. Null where there is none.
+  virtual std::shared_ptr<const StreamOffers> offers() const = 0;
   /// Asks for a content key in the name of the item, as if a playlist had named it. `reply` is
   /// called once, on any thread, unless the item goes first.
   virtual void askForKey(const std::string& url, std::function<void(RelayAnswer)> reply) = 0;

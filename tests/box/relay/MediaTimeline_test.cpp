@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "box/relay/ItemRecord.h"
 #include "box/relay/PlaylistRewriter.h"
 #include "box/relay/TimeText.h"
 
@@ -13,7 +14,8 @@ using Timeline = std::shared_ptr<const MediaTimeline>;
 Timeline timelineOf(PlaylistKind kind, const std::string& text, const Timeline& previous = {},
                     const Timeline& other = {}) {
   const auto rewriter = PlaylistRewriter::make(
-      kind, {"http://h/m", false, [](const std::string& url, RelayPath::Kind) { return url; }});
+      kind, {.url = "http://h/m",
+             .relayed = [](const std::string& url, RelayPath::Kind) { return url; }});
   EXPECT_TRUE(rewriter->feed(text) && rewriter->finish());
   return rewriter->timeline(previous.get(), other.get());
 }
@@ -119,6 +121,25 @@ TEST(MediaTimeline, GoesOnFromTheLastPlaylist) {
   EXPECT_EQ(undated->dateAt(12)->secondsSince1970, 1012);
 }
 
+TEST(MediaTimeline, TellsDateRangesAtTheirPositions) {
+  const std::string date = "#EXT-X-PROGRAM-DATE-TIME:1970-01-01T00:00:10Z\n";
+  const std::string ranges =
+      "#EXT-X-DATERANGE:ID=\"1\",CLASS=\"ad\",START-DATE=\"1970-01-01T00:00:15Z\",DURATION=2,"
+      "X-A=\"b,c\"\n#EXT-X-DATERANGE:ID=\"2\",START-DATE=\"1970-01-01T00:00:05Z\"\n"
+      "#EXT-X-DATERANGE:ID=\"3\"\n";
+  const auto first = timelineOf(window(1, 3, date + ranges));
+  // The next one is laid behind it, and its range lies before the window.
+  for (const Timeline& timeline : {first, timelineOf(window(3, 3, ranges), first)}) {
+    ASSERT_EQ(timeline->events.size(), 1u);
+    EXPECT_EQ(timeline->events[0].position, 5);
+    const auto& item = timeline->events[0].item;
+    EXPECT_EQ(item.key, platform::Value("ad"));
+    EXPECT_EQ(item.value.asDictionary()->string("X-A"), "b,c");
+    EXPECT_EQ(item.extraAttributes.get("duration"), platform::Value(2.0));
+  }
+  EXPECT_TRUE(timelineOf(window(1, 3, ranges))->events.empty()) << "no dates to go by";
+}
+
 TEST(MediaTimeline, KeepsNoMoreThanItMust) {
   const auto timeline = timelineOf(window(0, 25'000));
   EXPECT_LE(timeline->segments.size(), 10'000u);
@@ -162,6 +183,89 @@ TEST(MediaTimeline, TellsTheStartOfALiveManifest) {
   EXPECT_EQ(live->dateAt(7)->secondsSince1970, 1007);
   const auto still = timelineOf(PlaylistKind::DASH, "<MPD type='static'" + rest);
   EXPECT_FALSE(still->live || still->dateAt(7));
+}
+
+TEST(ItemRecord, KeepsApartWhatCameFromElsewhere) {
+  ItemRecord record;
+  auto offers = std::make_shared<StreamOffers>();
+  offers->variants = {{"low", 10}, {"high", 30}};
+  record.setOffers(offers);
+  for (const char* name : {"low", "high"})
+    record.setTimeline(name, timelineOf(window(0, 9, "", name)));
+  record.noteAlternate("sound", true);
+  record.setTimeline("sound", timelineOf(window(0, 9, "", "sound")));
+  const struct {
+    const char* server;
+    const char* url;
+    bool begins;
+  } cases[] = {{"a", "low0", false},  {"a", "low1", false}, {"c", "sound1", false},
+               {"a", "high2", true},  {"b", "high3", true}, {"b", "nobody's", false},
+               {"b", "high4", false}, {"b", "low5", true}};
+  for (const auto& each : cases) {
+    record.setServerAddress(each.server);
+    record.addRequest();
+    record.addBytes(100);
+    EXPECT_EQ(record.noteSource(std::string("http://h/") + each.url + ".ts", false), each.begins)
+        << each.url;
+  }
+  std::string legs;
+  for (const RelayLeg& leg : record.legs())
+    legs += leg.variant + "=" + std::to_string(static_cast<int>(leg.indicatedBitrate.value())) +
+            (leg.isSwitch ? " switch " : " ") + leg.statistics.serverAddress + " " +
+            std::to_string(leg.statistics.requestCount) + " " +
+            std::to_string(static_cast<int>(leg.mediaSeconds)) + "\n";
+  EXPECT_EQ(legs, "low=10 a 3 8\nhigh=30 switch a 1 4\nhigh=30 b 3 8\nlow=10 switch b 1 4\n");
+  EXPECT_TRUE(record.statistics().observedBitrate) << "however short it was";
+}
+
+TEST(MediaTimeline, TellsTheSegmentsAndEventsOfAManifest) {
+  const struct {
+    const char* set;
+    const char* url;
+    double start;
+    double duration;  // 0: it is none
+  } cases[] = {
+      {"<SegmentTemplate media='$RepresentationID$/$Number%05d$.m4s?b=$Bandwidth$' duration='4000' "
+       "timescale='2000' startNumber='5' presentationTimeOffset='1000'/>",
+       "v/00007.m4s?b=9", 14, 2},
+      {"<SegmentTemplate media='$$$Time$' timescale='10' presentationTimeOffset='100'>"
+       "<SegmentTimeline><S t='100' d='20' r='-1'/><S t='160' d='30'/></SegmentTimeline>"
+       "</SegmentTemplate>",
+       "$160", 16, 3},
+      {"<SegmentTemplate media='$Number$' timescale='10'><SegmentTimeline><S d='20' r='2'/>"
+       "<S d='30' r='-1'/></SegmentTimeline></SegmentTemplate>",
+       "5", 19, 3},
+      {"<SegmentTemplate media='$Number$'/>", "1", 0, 0},
+      {"<SegmentList duration='3'><SegmentURL media='a'/><SegmentURL media='b'/></SegmentList>",
+       "b", 13, 3},
+      {"<BaseURL>whole.mp4</BaseURL><SegmentBase/>", "whole.mp4", 10, 20},
+  };
+  for (const auto& each : cases) {
+    const auto timeline = timelineOf(
+        PlaylistKind::DASH,
+        "<MPD mediaPresentationDuration='PT30S'><Period duration='PT10S'/><Period>"
+        "<EventStream schemeIdUri='urn:s' value='1' timescale='10'><Event presentationTime='25' "
+        "duration='5' id='7' contentEncoding='base64'><x> Y\nWI= </x></Event></EventStream>"
+        "<AdaptationSet mimeType='audio/mp4'><SegmentTemplate media='x' duration='1'/>"
+        "<Representation id='a'/></AdaptationSet><AdaptationSet contentType='video'>"
+        "<Representation id='v' bandwidth='9'>" +
+            std::string(each.set) + "</Representation></AdaptationSet></Period></MPD>");
+    ASSERT_EQ(timeline->events.size(), 1u);
+    EXPECT_EQ(timeline->events[0].position, 12.5);
+    EXPECT_EQ(timeline->events[0].item.key, platform::Value("urn:s 1"));
+    EXPECT_EQ(timeline->events[0].item.value.asData()->size(), 2u);
+    EXPECT_EQ(timeline->events[0].item.extraAttributes.get("duration"), platform::Value(0.5));
+    std::optional<SegmentRule::Place> place;
+    for (const SegmentRule& rule : timeline->rules) {
+      EXPECT_EQ(rule.variant, "v");
+      if (!place) place = rule.placeOf(std::string("http://h/") + each.url);
+      EXPECT_FALSE(rule.placeOf("http://h/v/4"));
+    }
+    EXPECT_EQ(place.has_value(), each.duration > 0) << each.set;
+    if (!place) continue;
+    EXPECT_EQ(place->start, each.start) << each.set;
+    EXPECT_EQ(place->duration, each.duration) << each.set;
+  }
 }
 
 }  // namespace

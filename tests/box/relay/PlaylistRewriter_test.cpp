@@ -8,9 +8,13 @@ namespace box {
 namespace {
 
 PlaylistContext contextOf(const std::string& url, bool inheritsQuery = false) {
-  return {url, inheritsQuery, [](const std::string& of, RelayPath::Kind kind) {
-            return "R" + RelayPath{"0", kind, of}.make();
-          }};
+  PlaylistContext context;
+  context.url = url;
+  context.inheritsQuery = inheritsQuery;
+  context.relayed = [](const std::string& of, RelayPath::Kind kind) {
+    return "R" + RelayPath{"0", kind, of}.make();
+  };
+  return context;
 }
 
 /// In pieces of `size` bytes.
@@ -106,6 +110,62 @@ TEST(PlaylistRewriter, TellsWhatGoesBesideThePicture) {
                         "#EXT-X-STREAM-INF:BANDWIDTH=1\nlow\n",
                         9));
   EXPECT_EQ(told, "AUDIO http://h/a/en\nSUBTITLES http://h/a/t\n");
+}
+
+std::string listed(const StreamOffers& offers) {
+  std::string text;
+  for (const StreamOffer& each : offers.streams) {
+    text += each.stream + ':' + each.name + ':' + each.language + (each.forced ? ":forced" : "") +
+            (each.byDefault ? ":default" : "");
+    for (const std::string& characteristic : each.characteristics) text += ':' + characteristic;
+    text += '\n';
+  }
+  for (const MediaVariant& each : offers.variants)
+    text += each.name + '=' + std::to_string(static_cast<int>(each.bitrate)) + '\n';
+  return text;
+}
+
+TEST(PlaylistRewriter, TellsWhatIsOnOffer) {
+  const struct {
+    PlaylistKind kind;
+    const char* text;
+    const char* offers;
+  } cases[] = {
+      {PlaylistKind::HLS,
+       "#EXTM3U\n#EXT-X-DEFINE:NAME=\"v\",VALUE=\"1\"\n"
+       "#EXT-X-MEDIA:TYPE=AUDIO,NAME=\"A\",LANGUAGE=\"en\",DEFAULT=YES,URI=\"a\"\n"
+       "#EXT-X-MEDIA:TYPE=SUBTITLES,NAME=\"S\",FORCED=YES,AUTOSELECT=NO,URI=\"s\","
+       "CHARACTERISTICS=\"public.easy-to-read,public.accessibility.transcribes-spoken-dialog\"\n"
+       "#EXT-X-MEDIA:TYPE=CLOSED-CAPTIONS,NAME=\"C\",LANGUAGE=\"fr\",INSTREAM-ID=\"CC3\"\n"
+       "#EXT-X-STREAM-INF:AVERAGE-BANDWIDTH=1,BANDWIDTH=20\nlow\n"
+       "#EXT-X-STREAM-INF:BANDWIDTH=30\nhigh",
+       "audio-A:A:en:default\n"
+       "text-S:S::forced:public.easy-to-read:transcribes-spoken-dialog:auxiliary\n"
+       "CC3:C:fr\nhttp://h/low=20\nhttp://h/high=30\n"},
+      {PlaylistKind::DASH,
+       "<MPD><Period><AdaptationSet contentType='video'><Accessibility value='CC1=eng;CC3=fra' "
+       "schemeIdUri='urn:scte:dash:cc:cea-608:2015'/><Representation id='v' bandwidth='9'/>"
+       "</AdaptationSet><AdaptationSet lang='de'><Label>T\u00f6ne</Label>"
+       "<Role schemeIdUri='urn:mpeg:dash:role:2011' value='main'/><Accessibility value='1' "
+       "schemeIdUri='urn:tva:metadata:cs:AudioPurposeCS:2007'/>"
+       "<Representation mimeType='audio/mp4'/></AdaptationSet><AdaptationSet mimeType='text/vtt'>"
+       "<Role schemeIdUri='urn:mpeg:dash:role:2011' value='forced-subtitle'/></AdaptationSet>"
+       "</Period><Period><AdaptationSet/></Period></MPD>",
+       "CC1::eng\nCC3::fra\nvideo-0::\naudio-1:T\u00f6ne:de:default:describes-video\n"
+       "text-2:::forced\nv=9\n=0\n"}};
+  for (const auto& each : cases) {
+    const auto rewriter = PlaylistRewriter::make(each.kind, contextOf("http://h/m"));
+    EXPECT_TRUE(rewritten(*rewriter, each.text, 7));
+    ASSERT_TRUE(rewriter->offers());
+    EXPECT_EQ(listed(*rewriter->offers()), each.offers);
+    PlaylistContext child = contextOf("http://h/c");
+    child.master = rewriter->offers();
+    const auto media = PlaylistRewriter::make(PlaylistKind::HLS, child);
+    EXPECT_EQ(rewritten(*media, "#EXT-X-DEFINE:IMPORT=\"v\"\n{$v}", 3),
+              "#EXT-X-DEFINE:IMPORT=\"v\"\nR/0/r/http/h/" +
+                  std::string(each.kind == PlaylistKind::HLS ? "1" : "%257B$v%257D"));
+    EXPECT_FALSE(media->offers());
+  }
 }
 
 TEST(PlaylistRewriter, SendsEverythingThatDASHNamesOverTheRelay) {
