@@ -1,5 +1,8 @@
 #include "box/media/AccessLog.h"
 
+#include <algorithm>
+#include <utility>
+
 #include "platform/media/MediaLogKeys.h"
 
 namespace box {
@@ -11,8 +14,8 @@ std::string_view playbackTypeOf(const RelayItem* relayed, const platform::MediaF
                                         : platform::kAccessLogPlaybackTypeFile;
 }
 
-void addTransfers(const RelayItem& relayed, platform::Dictionary& entry) {
-  const RelayStatistics transfers = relayed.statistics();
+void addTransfers(const RelayLeg& leg, platform::Dictionary& entry) {
+  const RelayStatistics& transfers = leg.statistics;
   if (!transfers.serverAddress.empty())
     entry.set(platform::kAccessLogServerAddress, transfers.serverAddress);
   entry.set(platform::kAccessLogRequestCount, transfers.requestCount);
@@ -22,29 +25,48 @@ void addTransfers(const RelayItem& relayed, platform::Dictionary& entry) {
     entry.set(platform::kAccessLogObservedBitrate, *transfers.observedBitrate);
   if (transfers.observedBitrateDeviation)
     entry.set(platform::kAccessLogObservedBitrateDeviation, *transfers.observedBitrateDeviation);
+  if (leg.indicatedBitrate) entry.set(platform::kAccessLogIndicatedBitrate, *leg.indicatedBitrate);
+}
+
+void addPlayback(const PlaybackStatistics& before, const PlaybackStatistics& after,
+                 platform::Dictionary& entry) {
+  if (after.startupSeconds && !before.startupSeconds)
+    entry.set(platform::kAccessLogStartupTime, *after.startupSeconds);
+  entry.set(platform::kAccessLogDurationWatched, after.watchedSeconds - before.watchedSeconds);
+  entry.set(platform::kAccessLogStallCount, after.stallCount - before.stallCount);
+  entry.set(platform::kAccessLogDroppedFrameCount,
+            after.droppedFrameCount - before.droppedFrameCount);
 }
 
 }  // namespace
 
-platform::Dictionary accessLogEntry(const std::string& url, platform::Date loadedAt,
-                                    const PlaybackStatistics& playback, const RelayItem* relayed,
-                                    const platform::MediaFacts& facts) {
-  platform::Dictionary entry;
-  entry.set(platform::kAccessLogDate, loadedAt);
-  entry.set(platform::kAccessLogURI, url);
-  entry.set(platform::kAccessLogPlaybackType, playbackTypeOf(relayed, facts));
-  if (playback.startupSeconds) entry.set(platform::kAccessLogStartupTime, *playback.startupSeconds);
-  entry.set(platform::kAccessLogDurationWatched, playback.watchedSeconds);
-  entry.set(platform::kAccessLogStallCount, playback.stallCount);
-  entry.set(platform::kAccessLogDroppedFrameCount, playback.droppedFrameCount);
-  entry.set(platform::kAccessLogSwitchCount, playback.switchCount);
-  if (playback.indicatedBitrate)
-    entry.set(platform::kAccessLogIndicatedBitrate, *playback.indicatedBitrate);
-  double downloaded = 0;
-  for (const platform::TimeRange& range : facts.loaded) downloaded += range.duration;
-  entry.set(platform::kAccessLogDownloadedDuration, downloaded);
-  if (relayed) addTransfers(*relayed, entry);
-  return entry;
+platform::Array accessLogEntries(const AccessLogInput& input, const platform::MediaFacts& facts) {
+  const std::vector<RelayLeg> legs =
+      input.relayed ? input.relayed->legs() : std::vector<RelayLeg>(1);
+  double loaded = 0;
+  for (const platform::TimeRange& range : facts.loaded) loaded += range.duration;
+  platform::Array entries;
+  PlaybackStatistics before;
+  for (std::size_t index = 0; index < legs.size(); ++index) {
+    const RelayLeg& leg = legs[index];
+    const bool isLast = index + 1 == legs.size();
+    // A change may be known here before it is there.
+    const PlaybackStatistics& after =
+        isLast ? input.playback.back() : input.playback[std::min(index, input.playback.size() - 1)];
+    platform::Dictionary entry;
+    entry.set(platform::kAccessLogDate,
+              index == 0 ? input.loadedAt : platform::Date{input.now.secondsSince1970 - leg.age});
+    entry.set(platform::kAccessLogURI, input.url);
+    entry.set(platform::kAccessLogPlaybackType, playbackTypeOf(input.relayed, facts));
+    addPlayback(before, after, entry);
+    entry.set(platform::kAccessLogSwitchCount, std::uint64_t{leg.isSwitch ? 1u : 0u});
+    entry.set(platform::kAccessLogDownloadedDuration,
+              leg.mediaSeconds > 0 ? leg.mediaSeconds : loaded);
+    if (input.relayed) addTransfers(leg, entry);
+    entries.append(std::move(entry));
+    before = after;
+  }
+  return entries;
 }
 
 }  // namespace box

@@ -3,9 +3,11 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "box/relay/RelayItem.h"
 #include "platform/foundation/Date.h"
+#include "platform/foundation/Value.h"
 #include "platform/media/MediaFacts.h"
 
 namespace box {
@@ -16,13 +18,19 @@ struct PlaybackStatistics {
   double watchedSeconds = 0;             ///< during which time ran
   std::uint64_t stallCount = 0;
   std::uint64_t droppedFrameCount = 0;
-  std::uint64_t switchCount = 0;           ///< of the variant
-  std::optional<double> indicatedBitrate;  ///< of the variant, bits a second
 };
 
-/// The entry of a load in the access log. `relayed` is null for a file.
-platform::Dictionary accessLogEntry(const std::string& url, platform::Date loadedAt,
-                                    const PlaybackStatistics& playback, const RelayItem* relayed,
-                                    const platform::MediaFacts& facts);
+struct AccessLogInput {
+  std::string url;
+  platform::Date loadedAt;
+  platform::Date now;
+  /// As it was whenever a leg of `relayed` had followed another, and as it is now.
+  std::vector<PlaybackStatistics> playback;
+  const RelayItem* relayed = nullptr;  ///< null for a file
+};
+
+/// The entries of a load in the access log, the oldest first: one for each server and variant that
+/// its media have come from.
+platform::Array accessLogEntries(const AccessLogInput& input, const platform::MediaFacts& facts);
 
 }  // namespace box

@@ -18,7 +18,7 @@ namespace {
 
 using Kind = PipelineEvent::Kind;
 
-constexpr double kFastestRate = 8;
+constexpr double kFastestRate = 16;
 constexpr double kSlowestRate = 1.0 / 16;
 /// What changes without being told is looked at when it is asked for, at most this often.
 constexpr auto kRefreshInterval = std::chrono::seconds(1);
@@ -93,6 +93,8 @@ void EngineLoad::_open(bool held) {
   setup.relayItem = _relayItem;
   setup.preferredLanguages = _setup.preferredLanguages;
   setup.alternates = alternateTextsOf(*_setup.load.item, _setup.allowFileURLs);
+  setup.subtitleStyles =
+      subtitleStylesOf(_setup.load.item->metadata(platform::kMediaItemSubtitleStyles));
   setup.startSeconds = finite(_setup.load.startSeconds);
   if (!setup.startSeconds) setup.startFraction = finite(_setup.load.startFraction);
   if (!setup.startSeconds && !setup.startFraction) setup.startDate = _setup.load.startDate;
@@ -103,6 +105,16 @@ void EngineLoad::_open(bool held) {
   setup.ticket = _ticket;
   setup.report = _reporter();
   _pipeline = Pipeline::start(_clock, std::move(setup), std::exchange(_setup.predecessor, nullptr));
+  _followStyles();
+}
+
+void EngineLoad::_followStyles() {
+  _metadataObserver = _setup.load.item->addMetadataObserver([this](const auto& keys) {
+    if (std::find(keys.begin(), keys.end(), platform::kMediaItemSubtitleStyles) == keys.end())
+      return;
+    const auto value = _setup.load.item->metadata(platform::kMediaItemSubtitleStyles);
+    if (_pipeline) _pipeline->setSubtitleStyles(subtitleStylesOf(value));
+  });
 }
 
 void EngineLoad::_openRelay() {
@@ -127,6 +139,7 @@ std::shared_ptr<Pipeline> EngineLoad::close() {
   _closed = true;
   _setup.frames->close(_ticket);
   if (_pipeline) _pipeline->close();
+  _metadataObserver = {};
   // The way itself goes with the pipeline.
   _questions.reset();
   _relayItem.reset();
@@ -201,6 +214,7 @@ std::shared_ptr<const platform::MediaFacts> EngineLoad::_withTimeline(
   if (facts->duration > 0) input.duration = facts->duration;
   input.url = _url;
   input.timeline = _relayItem->timeline();
+  input.variants = _relayItem->timelines();
   input.ranges = _relayItem->ranges();
   input.observedBitrate = _relayItem->statistics().observedBitrate;
   TimelineFacts known = TimelineFacts::of(input);
@@ -225,8 +239,8 @@ void EngineLoad::_refreshWhenOld() {
 
 platform::Array EngineLoad::accessLog() {
   if (!_pipeline) return {};
-  return platform::Array{
-      accessLogEntry(_url, _loadedAt, _pipeline->statistics(), _relayItem.get(), *facts())};
+  return accessLogEntries(
+      {_url, _loadedAt, _clock.date(), _pipeline->statisticsOfLegs(), _relayItem.get()}, *facts());
 }
 
 void EngineLoad::_receive(const PipelineEvent& event) {

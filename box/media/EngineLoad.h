@@ -11,6 +11,7 @@
 #include "platform/foundation/Clock.h"
 #include "platform/foundation/Error.h"
 #include "platform/foundation/Queue.h"
+#include "platform/foundation/Token.h"
 #include "platform/media/MediaEngine.h"
 
 namespace box {
@@ -81,6 +82,7 @@ class EngineLoad : public std::enable_shared_from_this<EngineLoad> {
   EngineLoad(platform::MainQueue& queue, const platform::Clock& clock, Setup setup);
   void _open(bool held);
   void _openRelay();
+  void _followStyles();
   std::function<void(const PipelineEvent&)> _reporter();
   void _receive(const PipelineEvent& event);
   void _refreshWhenOld();
@@ -97,6 +99,7 @@ class EngineLoad : public std::enable_shared_from_this<EngineLoad> {
   std::shared_ptr<ItemQuestions> _questions;
   std::shared_ptr<RelayItem> _relayItem;  // null for a file
   std::shared_ptr<Pipeline> _pipeline;
+  platform::Token _metadataObserver;
   std::uint64_t _ticket = 0;  // of its pictures
   bool _closed = false;
   bool _ready = false;

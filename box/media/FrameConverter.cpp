@@ -50,6 +50,8 @@ bool FrameConverter::_prepare(const GstVideoInfo& from) {
   _to.fps_d = from.fps_d;
   // Colours keep their meaning where they have one that is drawn.
   if (GST_VIDEO_INFO_IS_YUV(&from)) _to.colorimetry = from.colorimetry;
+  if (_to.colorimetry.matrix == GST_VIDEO_COLOR_MATRIX_BT2020)
+    _to.colorimetry.matrix = GST_VIDEO_COLOR_MATRIX_BT709;
   _caps.reset(gst_video_info_to_caps(&_to));
   _converter.reset(gst_video_converter_new(&_from, &_to, nullptr));
   return _converter != nullptr && _caps != nullptr;

@@ -17,8 +17,10 @@ struct GstRelease {
   void operator()(GstEvent* event) const { gst_event_unref(event); }
   void operator()(GstQuery* query) const { gst_query_unref(query); }
   void operator()(GstSample* sample) const { gst_sample_unref(sample); }
+  void operator()(GstBuffer* buffer) const { gst_buffer_unref(buffer); }
   void operator()(GstTagList* tags) const { gst_tag_list_unref(tags); }
   void operator()(GstStreamCollection* streams) const { gst_object_unref(streams); }
+  void operator()(GstToc* toc) const { gst_toc_unref(toc); }
   void operator()(GError* error) const { g_error_free(error); }
   void operator()(gchar* text) const { g_free(text); }
 };

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <utility>
 
+#include "box/media/EventMessages.h"
 #include "box/media/GstRef.h"
 #include "box/media/ID3Tag.h"
 #include "box/media/TransportMetadata.h"
@@ -29,13 +30,13 @@ constexpr TagName kTagNames[] = {
 };
 
 /// One demuxer's input.
+template <typename Parser>
 class Tap {
  public:
   Tap(std::shared_ptr<MetadataTimeline> timeline, std::function<void()> found)
       : _timeline(std::move(timeline)),
         _found(std::move(found)),
-        _parser(
-            [this](double seconds, std::span<const std::uint8_t> data) { _take(seconds, data); }) {
+        _parser([this](double seconds, auto content) { _take(seconds, content); }) {
     gst_segment_init(&_segment, GST_FORMAT_UNDEFINED);
   }
 
@@ -70,16 +71,20 @@ class Tap {
   }
 
   void _take(double seconds, std::span<const std::uint8_t> data) {
-    auto items = itemsOfID3Tag(data);
+    _add(MetadataTimeline::Source::Stream, seconds, itemsOfID3Tag(data));
+  }
+  void _take(double seconds, const EventMessage& event) {
+    _add(MetadataTimeline::Source::Events, seconds, itemsOfEvent(event));
+  }
+  void _add(MetadataTimeline::Source source, double seconds, MetadataTimeline::Items items) {
     if (items.empty()) return;
-    _timeline->add(MetadataTimeline::Source::Stream, std::max(0.0, _origin + seconds),
-                   std::move(items));
+    _timeline->add(source, std::max(0.0, _origin + seconds), std::move(items));
     _found();
   }
 
   const std::shared_ptr<MetadataTimeline> _timeline;
   const std::function<void()> _found;
-  TransportMetadata _parser;
+  Parser _parser;
   GstSegment _segment;
   guint64 _nextOffset = 0;
   double _origin = 0;
@@ -104,12 +109,22 @@ GstPadProbeReturn onStation(GstPad*, GstPadProbeInfo* info, gpointer data) {
   return GST_PAD_PROBE_OK;
 }
 
+template <typename Parser>
+void tap(GstPad* pad, const Listener& listener) {
+  using Each = Tap<Parser>;
+  gst_pad_add_probe(
+      pad,
+      static_cast<GstPadProbeType>(GST_PAD_PROBE_TYPE_BUFFER | GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM),
+      Each::onData, new Each(listener.timeline, listener.found),
+      [](gpointer each) { delete static_cast<Each*>(each); });
+}
+
 void onElement(GstBin*, GstBin*, GstElement* element, gpointer data) {
   const GstElementFactory* factory = gst_element_get_factory(element);
   const std::string_view name = factory ? GST_OBJECT_NAME(factory) : "";
   const auto& listener = *static_cast<Listener*>(data);
   const bool isRadio = name == "icydemux";
-  if (!isRadio && name != "tsdemux") return;
+  if (!isRadio && name != "tsdemux" && name != "qtdemux") return;
   const GstRef<GstPad> pad(gst_element_get_static_pad(element, "sink"));
   if (!pad) return;
   if (isRadio) {
@@ -119,11 +134,10 @@ void onElement(GstBin*, GstBin*, GstElement* element, gpointer data) {
                       [](gpointer copy) { delete static_cast<Listener*>(copy); });
     return;
   }
-  gst_pad_add_probe(
-      pad.get(),
-      static_cast<GstPadProbeType>(GST_PAD_PROBE_TYPE_BUFFER | GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM),
-      Tap::onData, new Tap(listener.timeline, listener.found),
-      [](gpointer tap) { delete static_cast<Tap*>(tap); });
+  if (name == "tsdemux")
+    tap<TransportMetadata>(pad.get(), listener);
+  else
+    tap<EventMessages>(pad.get(), listener);
 }
 
 }  // namespace

@@ -6,6 +6,9 @@ namespace box {
 namespace {
 
 constexpr std::int32_t kTimescale = 90000;
+/// The same event comes by clocks of different units.
+constexpr double kSameTime = 0.005;
+constexpr std::size_t kItemLimit = 64;
 
 template <typename Groups>
 auto firstAfter(Groups& groups, double seconds) {
@@ -16,9 +19,20 @@ auto firstAfter(Groups& groups, double seconds) {
 }  // namespace
 
 void MetadataTimeline::add(Source source, double seconds, Items items) {
-  for (auto& each : items) each.time = platform::MediaTime::seconds(seconds, kTimescale);
   const std::lock_guard lock(_mutex);
   auto& groups = _groups[static_cast<std::size_t>(source)];
+  const auto same =
+      source != Source::Events ? groups.end() : firstAfter(groups, seconds - kSameTime);
+  const bool joins = same != groups.end() && same->start < seconds + kSameTime;
+  if (joins) seconds = same->start;
+  for (auto& each : items) each.time = platform::MediaTime::seconds(seconds, kTimescale);
+  if (joins) {
+    for (auto& each : items)
+      if (std::find(same->items.begin(), same->items.end(), each) == same->items.end() &&
+          same->items.size() < kItemLimit)
+        same->items.push_back(std::move(each));
+    return;
+  }
   const auto place = firstAfter(groups, seconds);
   if (place != groups.begin() && std::prev(place)->start == seconds)
     std::prev(place)->items = std::move(items);

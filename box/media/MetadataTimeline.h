@@ -19,10 +19,11 @@ namespace box {
 class MetadataTimeline {
  public:
   using Items = std::vector<platform::TimedMetadataItem>;
-  enum class Source { Tags, Stream };
+  enum class Source { Tags, Stream, Events };
   static constexpr std::size_t kGroupLimit = 2000;
 
-  /// The items get `seconds` as their time. A group of that time gives way.
+  /// The items get `seconds` as their time. A group of that time gives way; events, which come with
+  /// picture and with sound and again after a seek, are put together.
   void add(Source source, double seconds, Items items);
   /// Of each source the newest group that has begun.
   Items at(double seconds) const;
@@ -40,7 +41,7 @@ class MetadataTimeline {
   };
   std::atomic<bool> _isOfRadio = false;
   mutable std::mutex _mutex;
-  std::array<std::vector<Group>, 2> _groups;  // by their beginnings
+  std::array<std::vector<Group>, 3> _groups;  // by their beginnings
 };
 
 }  // namespace box

@@ -21,11 +21,14 @@ constexpr auto kLastWords = std::chrono::milliseconds(500);
 constexpr guint64 kRingBytes = guint64{16} * 1024 * 1024;
 /// Longer than anything that the relay waits for.
 constexpr guint kNetworkTimeoutSeconds = 120;
+/// What there is is taken at once; each read is a hop between threads.
+constexpr guint kReadBytes = 64 * 1024;
 
 // Of playbin3's flags, which have no public type.
 constexpr guint kFlagText = 1u << 2;
 constexpr guint kFlagSoftVolume = 1u << 4;
 constexpr guint kFlagNativeVideo = 1u << 6;
+constexpr guint kFlagSoftColorBalance = 1u << 10;
 
 bool hasProperty(GstElement* element, const char* name) {
   return g_object_class_find_property(G_OBJECT_GET_CLASS(element), name) != nullptr;
@@ -60,6 +63,10 @@ std::shared_ptr<Pipeline> Pipeline::start(const platform::Clock& clock, Pipeline
       hopeless->_post([](Pipeline& me) { me._giveUpAt = me._clock.now() + kLastWords; });
     });
   }
+  if (const auto& item = pipeline->_setup.relayItem)
+    item->whenLegBegins([weak = std::weak_ptr(pipeline)] {
+      if (const auto playing = weak.lock()) playing->_noteLeg();
+    });
   WorkerThreads::start([pipeline, before = std::move(predecessor)]() mutable {
     pipeline->_run(std::exchange(before, nullptr));
   });
@@ -206,6 +213,21 @@ PlaybackStatistics Pipeline::statistics() const {
   return statistics;
 }
 
+void Pipeline::_noteLeg() {
+  PlaybackStatistics statistics = this->statistics();
+  const std::lock_guard lock(_mutex);
+  _legs.push_back(std::move(statistics));
+  if (_legs.size() >= RelayItem::kMostLegs) _legs.erase(_legs.begin());
+}
+
+std::vector<PlaybackStatistics> Pipeline::statisticsOfLegs() const {
+  PlaybackStatistics statistics = this->statistics();
+  const std::lock_guard lock(_mutex);
+  std::vector<PlaybackStatistics> result = _legs;
+  result.push_back(std::move(statistics));
+  return result;
+}
+
 void Pipeline::_run(const std::shared_ptr<Pipeline>& predecessor) {
   warmUpMedia();
   if (predecessor) predecessor->_waitUntilClosed(kPredecessorLimit);
@@ -237,14 +259,16 @@ bool Pipeline::_build() {
 
   _videoSink =
       std::make_unique<VideoSink>(_setup.frames, _setup.ticket, _position, _subtitles,
-                                  [this] { _post([](Pipeline& me) { me._noteCaptions(); }); });
+                                  [this](PictureCaptions::Channel channel) {
+                                    _post([channel](Pipeline& me) { me._noteCaptions(channel); });
+                                  });
   _videoSink->setHidden(_wantsSeek());
   _setUpSound();
 
   guint flags = 0;
   g_object_get(playbin, "flags", &flags, nullptr);
   // Formats are converted behind the sink, where it costs no negotiation.
-  flags = (flags | kFlagText | kFlagNativeVideo) & ~kFlagSoftVolume;
+  flags = (flags | kFlagText | kFlagNativeVideo) & ~(kFlagSoftVolume | kFlagSoftColorBalance);
   g_object_set(playbin, "flags", flags, "uri", _setup.url.c_str(), nullptr);
   if (_videoSink->element()) g_object_set(playbin, "video-sink", _videoSink->element(), nullptr);
   if (_sound->element()) g_object_set(playbin, "audio-sink", _sound->element(), nullptr);
@@ -270,6 +294,7 @@ void Pipeline::_onSourceSetup(GstElement*, GstElement* source, gpointer) {
     g_object_set(source, "timeout", kNetworkTimeoutSeconds, nullptr);
   // Whatever may be tried again, the relay has tried.
   if (hasProperty(source, "retries")) g_object_set(source, "retries", 0, nullptr);
+  if (hasProperty(source, "blocksize")) g_object_set(source, "blocksize", kReadBytes, nullptr);
   const GstRef<GstPad> pad(gst_element_get_static_pad(source, "src"));
   if (pad)
     gst_pad_add_probe(pad.get(), GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM, onSourceEvent, nullptr,
@@ -282,6 +307,7 @@ GstClockTime Pipeline::_untilDeadline() const {
   if (_timeRuns && _searchAt && (!until || *_searchAt < *until)) until = _searchAt;
   if (_metadataAt && (!until || *_metadataAt < *until)) until = _metadataAt;
   if (_giveUpAt && (!until || *_giveUpAt < *until)) until = _giveUpAt;
+  if (_lookAt && (!until || *_lookAt < *until)) until = _lookAt;
   if (!until) return GST_CLOCK_TIME_NONE;
   const auto left = *until - _clock.now();
   return left.count() > 0 ? static_cast<GstClockTime>(left.count()) : 0;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <condition_variable>
 #include <functional>
@@ -19,10 +20,12 @@
 #include "box/media/GstRef.h"
 #include "box/media/MediaErrors.h"
 #include "box/media/MetadataTimeline.h"
+#include "box/media/PictureCaptions.h"
 #include "box/media/PositionClock.h"
 #include "box/media/RelayContentKeys.h"
 #include "box/media/StreamCatalog.h"
 #include "box/media/SubtitleCues.h"
+#include "box/media/SubtitleStyles.h"
 #include "box/media/TextSink.h"
 #include "box/media/VideoFrames.h"
 #include "box/media/VideoSink.h"
@@ -65,6 +68,7 @@ struct PipelineSetup {
   bool held = false;
   std::vector<std::string> preferredLanguages;  ///< BCP 47, the best first
   std::vector<AlternateText> alternates;
+  std::shared_ptr<const SubtitleStyles> subtitleStyles;  ///< may be null
   std::shared_ptr<AudioDevice> audio;
   std::shared_ptr<VideoFrames> frames;
   std::uint64_t ticket = 0;  ///< for `frames`
@@ -101,6 +105,8 @@ class Pipeline : public std::enable_shared_from_this<Pipeline> {
   void setEndTimes(std::optional<double> forwardSeconds, std::optional<double> reverseSeconds);
   void setVolume(float volume);
   void setMuted(bool muted);
+  /// May be null.
+  void setSubtitleStyles(std::shared_ptr<const SubtitleStyles> styles);
   void setTrackEnabled(std::uint32_t trackID, bool enabled);
   void selectOption(const std::string& characteristic,
                     const std::optional<std::string>& identifier);
@@ -112,10 +118,13 @@ class Pipeline : public std::enable_shared_from_this<Pipeline> {
   platform::Duration positionAge() const { return _position.age(); }
   std::shared_ptr<const platform::MediaFacts> facts() const;
   PlaybackStatistics statistics() const;
+  /// As they were whenever the media began to come from elsewhere, and as they are now.
+  std::vector<PlaybackStatistics> statisticsOfLegs() const;
 
  private:
   Pipeline(const platform::Clock& clock, PipelineSetup setup);
   void _post(std::function<void(Pipeline&)> command);
+  void _noteLeg();
   void _wish(const PipelineWish& wish);
   void _report(PipelineEvent::Kind kind) { _setup.report({.kind = kind}); }
 
@@ -151,7 +160,9 @@ class Pipeline : public std::enable_shared_from_this<Pipeline> {
   std::vector<platform::MediaSelectionGroup> _groups() const;
   bool _choosePreferred();
   void _loadAlternate();
-  void _noteCaptions();
+  void _noteCaptions(PictureCaptions::Channel channel);
+  std::optional<PictureCaptions::Channel> _captionsNamed(const std::string& identifier) const;
+  void _noteOfferedCaptions(const StreamOffers* offers);
   void _select(const std::string& characteristic, const std::optional<std::string>& identifier);
   void _beginSelection(std::optional<StreamCatalog::Choice> choice);
   void _handleSelection(StreamCatalog::Selection selection);
@@ -171,6 +182,7 @@ class Pipeline : public std::enable_shared_from_this<Pipeline> {
   // PipelineMetadata.cpp
   void _setUpMetadata();
   void _noteTags(const GstTagList* tags);
+  void _noteEvents();
   void _updateMetadata();
 
   // PipelineScrub.cpp
@@ -182,6 +194,7 @@ class Pipeline : public std::enable_shared_from_this<Pipeline> {
 
   // PipelineMessages.cpp
   void _handle(GstMessage* message);
+  void _noteChapters(std::vector<platform::MediaChapter> chapters);
   void _updateCatalog();
   void _handleElement(GstMessage* message);
   void _handleAsyncDone();
@@ -202,11 +215,12 @@ class Pipeline : public std::enable_shared_from_this<Pipeline> {
   CommandMailbox _mailbox;
   PositionClock _position;
 
-  mutable std::mutex _mutex;  // protects the next three
+  mutable std::mutex _mutex;  // protects what comes next
   std::condition_variable _ended;
   bool _hasEnded = false;
   std::shared_ptr<const platform::MediaFacts> _published;
   PlaybackStatistics _statistics;
+  std::vector<PlaybackStatistics> _legs;          // at the end of each
   std::optional<platform::TimePoint> _runsSince;  // time runs
 
   // Everything below belongs to the pipeline's thread.
@@ -220,6 +234,7 @@ class Pipeline : public std::enable_shared_from_this<Pipeline> {
   std::optional<platform::Error> _untoldFailure;  // of one that is held
   platform::TimePoint _startedAt{};
   std::optional<platform::TimePoint> _deadline;
+  std::optional<platform::TimePoint> _lookAt;    // at the demuxers, which may have given up
   std::optional<platform::TimePoint> _giveUpAt;  // the relay sees no point in going on
 
   // What is wanted.
@@ -267,9 +282,11 @@ class Pipeline : public std::enable_shared_from_this<Pipeline> {
   bool _chosen = false;  // by who watches, or in their name
   const std::shared_ptr<SubtitleCues> _subtitles = std::make_shared<SubtitleCues>();
   AlternateTexts _alternates;
-  bool _hasCaptions = false;  // in the pictures
-  bool _showsCaptions = false;
+  /// In the pictures, and what is known of them.
+  std::array<std::optional<platform::MediaSelectionOption>, 4> _captions;
+  std::optional<PictureCaptions::Channel> _shownCaptions;
   const std::shared_ptr<MetadataTimeline> _metadata = std::make_shared<MetadataTimeline>();
+  std::shared_ptr<const MediaTimeline> _eventsOf;
   MetadataTimeline::Items _tagItems;               // the newest of each
   std::optional<platform::TimePoint> _metadataAt;  // when more is due
   platform::MediaFacts _facts;

@@ -2,8 +2,10 @@
 
 #include <utility>
 
+#include "box/media/Chapters.h"
 #include "box/media/ClearKeyDecryptor.h"
 #include "box/media/Pipeline.h"
+#include "box/media/SilentDemuxers.h"
 #include "platform/foundation/TVSLogger.h"
 
 namespace box {
@@ -13,6 +15,9 @@ using Kind = PipelineEvent::Kind;
 
 /// Without any sign of life from the media for this long, a load or a seek has failed.
 constexpr auto kSilenceLimit = std::chrono::seconds(15);
+
+/// After so much of it, while nothing has been found to play, it is worth looking why.
+constexpr auto kShortSilence = std::chrono::seconds(2);
 
 /// A buffer that still holds no more than this while time runs gets less than is played.
 constexpr int kDryPercent = 2;
@@ -26,6 +31,7 @@ double secondsOf(gint64 nanoseconds) {
 void Pipeline::_progress() {
   // Only where the media owe something.
   if (!_prerolled || _seeking) _deadline = _clock.now() + kSilenceLimit;
+  if (!_prerolled && !_collection) _lookAt = _clock.now() + kShortSilence;
 }
 
 void Pipeline::_handle(GstMessage* message) {
@@ -75,6 +81,11 @@ void Pipeline::_handle(GstMessage* message) {
     }
     // Streams are told of before what is known about them, such as their language.
     _updateCatalog();
+  } else if (type == GST_MESSAGE_TOC) {
+    GstToc* toc = nullptr;
+    gst_message_parse_toc(message, &toc, nullptr);
+    const GstRef<GstToc> owned(toc);
+    _noteChapters(chaptersOf(toc));
   } else if (type == GST_MESSAGE_CLOCK_LOST) {
     if (_requested == GST_STATE_PLAYING) {
       _setState(GST_STATE_PAUSED);
@@ -90,8 +101,18 @@ void Pipeline::_handle(GstMessage* message) {
   // State changes and wake-ups say no more than that it is time to look.
 }
 
+void Pipeline::_noteChapters(std::vector<platform::MediaChapter> chapters) {
+  // Each sink tells the same.
+  if (chapters == _facts.chapters) return;
+  _facts.chapters = std::move(chapters);
+  _publishFacts();
+  if (_ready) _report(Kind::Facts);
+}
+
 void Pipeline::_updateCatalog() {
-  if (!_collection || !_catalog.update(_collection.get()) || !_ready) return;
+  const auto offers = _setup.relayItem ? _setup.relayItem->offers() : nullptr;
+  _noteOfferedCaptions(offers.get());
+  if (!_collection || !_catalog.update(_collection.get(), offers.get()) || !_ready) return;
   _refreshFacts();
   _report(Kind::Facts);
 }
@@ -136,7 +157,8 @@ void Pipeline::_becomeReady() {
 }
 
 void Pipeline::_handleBuffering(int percent) {
-  if (_bufferPercent != percent) _progress();
+  const bool changed = _bufferPercent != percent;
+  if (changed) _progress();
   _bufferPercent = percent;
   const bool full = percent >= 100 || _live;
   _facts.bufferingPercent = full ? std::nullopt : std::optional<int>(percent);
@@ -144,6 +166,8 @@ void Pipeline::_handleBuffering(int percent) {
   _facts.bufferFull = full;
   _facts.likelyToKeepUp = full;
   _publishFacts();
+  // Whoever waits is told how far it is.
+  if (changed && _ready && _buffering) _report(Kind::Facts);
   if (full) {
     _buffering = false;
     _hasBeenFull = true;
@@ -190,6 +214,12 @@ void Pipeline::_handleDeadline() {
     _fail(_relayFailure().value_or(unknownMediaError()));
     return;
   }
+  if (_lookAt && *_lookAt <= now) {
+    _lookAt.reset();
+    if (!_failed && !_prerolled && !_collection && hasDemuxerWithoutResult(_playbin.get()))
+      _fail(_relayFailure().value_or(silenceError()));
+    return;
+  }
   if (!_deadline || *_deadline > now) return;
   _deadline.reset();
   if (_selecting)
@@ -208,6 +238,7 @@ void Pipeline::_fail(platform::Error error) {
   if (std::exchange(_failed, true)) return;
   _deadline.reset();
   _giveUpAt.reset();
+  _lookAt.reset();
   _scrubAt.reset();
   if (_timeRuns) _hold(_position.seconds());
   if (_held)

@@ -39,8 +39,17 @@ void Pipeline::_noteTags(const GstTagList* tags) {
   _metadata->add(MetadataTimeline::Source::Tags, seconds, _tagItems);
 }
 
+void Pipeline::_noteEvents() {
+  auto timeline = _setup.relayItem ? _setup.relayItem->timeline() : nullptr;
+  if (!timeline || timeline == _eventsOf) return;
+  for (const MediaTimeline::Event& each : timeline->events)
+    _metadata->add(MetadataTimeline::Source::Events, each.position, {each.item});
+  _eventsOf = std::move(timeline);
+}
+
 void Pipeline::_updateMetadata() {
   if (!_ready || _failed) return;
+  _noteEvents();
   const double seconds = _position.seconds();
   auto items = _metadata->at(seconds);
   const auto next = _timeRuns && _appliedRate > 0 ? _metadata->nextAfter(seconds) : std::nullopt;

@@ -13,27 +13,20 @@ namespace {
 using Kind = PipelineEvent::Kind;
 
 constexpr auto kSelectionLimit = std::chrono::milliseconds(1500);
-constexpr std::string_view kCaptions = "CC1";
-
-void appendCaptions(std::vector<platform::MediaSelectionGroup>& groups, bool areShown) {
-  auto group = std::find_if(groups.begin(), groups.end(), [](const auto& each) {
-    return each.characteristic == platform::kMediaCharacteristicLegible;
-  });
-  if (group == groups.end()) {
-    groups.push_back({std::string(platform::kMediaCharacteristicLegible), {}, std::nullopt, true});
-    group = std::prev(groups.end());
-  }
-  if (areShown) group->selected = group->options.size();
-  group->options.push_back({std::string(kCaptions),
-                            std::string(kCaptions),
-                            {},
-                            false,
-                            {std::string(platform::kMediaOptionTranscribes)}});
+platform::MediaSelectionOption captionsOf(PictureCaptions::Channel channel) {
+  const std::string name(PictureCaptions::kNames[channel]);
+  return {name, name, {}, false, {std::string(platform::kMediaOptionTranscribes)}};
 }
 
 }  // namespace
 
+void Pipeline::setSubtitleStyles(std::shared_ptr<const SubtitleStyles> styles) {
+  _subtitles->setStyles(std::move(styles));
+  _setup.frames->textsDidChange(_setup.ticket);
+}
+
 void Pipeline::_setUpTexts() {
+  _subtitles->setStyles(_setup.subtitleStyles);
   // On a thread of the library.
   _textSink = std::make_unique<TextSink>(
       _subtitles,
@@ -45,14 +38,49 @@ void Pipeline::_setUpTexts() {
 std::vector<platform::MediaSelectionGroup> Pipeline::_groups() const {
   auto groups = _catalog.groups();
   _alternates.appendTo(groups);
-  if (_hasCaptions) appendCaptions(groups, _showsCaptions);
+  if (std::none_of(_captions.begin(), _captions.end(), [](const auto& each) { return !!each; }))
+    return groups;
+  auto group = std::find_if(groups.begin(), groups.end(), [](const auto& each) {
+    return each.characteristic == platform::kMediaCharacteristicLegible;
+  });
+  if (group == groups.end()) {
+    groups.push_back({std::string(platform::kMediaCharacteristicLegible), {}, std::nullopt, true});
+    group = std::prev(groups.end());
+  }
+  for (PictureCaptions::Channel channel = 0; channel < _captions.size(); ++channel) {
+    if (!_captions[channel]) continue;
+    if (_shownCaptions == channel) group->selected = group->options.size();
+    group->options.push_back(*_captions[channel]);
+  }
   return groups;
 }
 
-void Pipeline::_noteCaptions() {
-  _hasCaptions = true;
+void Pipeline::_noteCaptions(PictureCaptions::Channel channel) {
+  if (_captions[channel]) return;
+  _captions[channel] = captionsOf(channel);
   _refreshFacts();
   if (_ready) _report(Kind::Facts);
+}
+
+void Pipeline::_noteOfferedCaptions(const StreamOffers* offers) {
+  if (!offers) return;
+  for (const StreamOffer& offer : offers->streams) {
+    const auto& names = PictureCaptions::kNames;
+    const auto name = std::find(names.begin(), names.end(), offer.stream);
+    if (name == names.end()) continue;
+    const auto channel = static_cast<PictureCaptions::Channel>(name - names.begin());
+    auto& option = _captions[channel];
+    option = captionsOf(channel);
+    if (!offer.name.empty()) option->displayName = offer.name;
+    option->languageTag = languageTagOf(offer.language);
+  }
+}
+
+std::optional<PictureCaptions::Channel> Pipeline::_captionsNamed(
+    const std::string& identifier) const {
+  for (PictureCaptions::Channel channel = 0; channel < _captions.size(); ++channel)
+    if (_captions[channel] && _captions[channel]->identifier == identifier) return channel;
+  return std::nullopt;
 }
 
 bool Pipeline::_choosePreferred() {
@@ -67,14 +95,15 @@ void Pipeline::_select(const std::string& characteristic,
   _chosen = true;
   const bool isText = characteristic == platform::kMediaCharacteristicLegible;
   const auto alternate = isText && identifier ? _alternates.find(*identifier) : std::nullopt;
-  const bool isCaptions = isText && _hasCaptions && identifier == kCaptions;
+  const auto captions = isText && identifier ? _captionsNamed(*identifier) : std::nullopt;
   auto choice =
-      _catalog.withOption(characteristic, alternate || isCaptions ? std::nullopt : identifier);
+      _catalog.withOption(characteristic, alternate || captions ? std::nullopt : identifier);
   const auto before = _groups();
   // What names nothing changes nothing.
-  const bool isKnown = alternate || isCaptions || !identifier || choice;
+  const bool isKnown = alternate || captions || !identifier || choice;
   if (isText && isKnown) {
-    const bool changesCaptions = std::exchange(_showsCaptions, isCaptions) != isCaptions;
+    const bool changesCaptions = std::exchange(_shownCaptions, captions) != captions;
+    if (changesCaptions) _videoSink->captions().show(captions);
     const bool changesAlternate = _alternates.select(alternate);
     if (changesAlternate) {
       _subtitles->setBeside({});
@@ -150,7 +179,7 @@ void Pipeline::_tellSelection(const std::vector<platform::MediaSelectionGroup>& 
 void Pipeline::_showTexts() {
   using Source = SubtitleCues::Source;
   _subtitles->show(_alternates.isSelected()               ? Source::Beside
-                   : _showsCaptions                       ? Source::Pictures
+                   : _shownCaptions                       ? Source::Pictures
                    : _catalog.plays(GST_STREAM_TYPE_TEXT) ? Source::Media
                                                           : Source::None);
   _setup.frames->textsDidChange(_setup.ticket);

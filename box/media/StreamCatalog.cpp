@@ -5,6 +5,7 @@
 #include <tuple>
 
 #include "box/media/GstRef.h"
+#include "box/media/ImageSubtitles.h"
 
 namespace box {
 namespace {
@@ -32,12 +33,12 @@ bool has(const StreamDescription& stream, std::string_view characteristic) {
          stream.characteristics.end();
 }
 
-/// Such as a disc's subtitles, which nothing here can read.
-bool isPictureOfText(GstStream* stream) {
+/// Pictures of text of a form that nothing here can read.
+bool isUnreadable(GstStream* stream) {
   const GstRef<GstCaps> caps(gst_stream_get_caps(stream));
-  return caps && !gst_caps_is_any(caps.get()) && !gst_caps_is_empty(caps.get()) &&
-         g_str_has_prefix(gst_structure_get_name(gst_caps_get_structure(caps.get(), 0)),
-                          "subpicture/");
+  if (!caps || gst_caps_is_any(caps.get()) || gst_caps_is_empty(caps.get())) return false;
+  const gchar* type = gst_structure_get_name(gst_caps_get_structure(caps.get(), 0));
+  return g_str_has_prefix(type, "subpicture/") && !makeImageSubtitles(type, {});
 }
 
 /// For few: most people want none of these.
@@ -48,13 +49,20 @@ bool isSpecial(const StreamDescription& stream) {
 
 }  // namespace
 
-std::vector<StreamDescription> StreamCatalog::_describe(GstStreamCollection* collection) {
+std::vector<StreamDescription> StreamCatalog::_describe(GstStreamCollection* collection,
+                                                        const StreamOffers* offers) {
   constexpr int kPlayable = GST_STREAM_TYPE_VIDEO | GST_STREAM_TYPE_AUDIO | GST_STREAM_TYPE_TEXT;
   std::vector<StreamDescription> streams;
   for (guint index = 0; index < gst_stream_collection_get_size(collection); ++index) {
     GstStream* stream = gst_stream_collection_get_stream(collection, index);
-    if ((gst_stream_get_stream_type(stream) & kPlayable) && !isPictureOfText(stream))
-      streams.push_back(describeStream(stream));
+    if ((gst_stream_get_stream_type(stream) & kPlayable) == 0 || isUnreadable(stream)) continue;
+    StreamDescription& description = streams.emplace_back(describeStream(stream));
+    if (!offers) continue;
+    for (const StreamOffer& each : offers->streams)
+      if (each.stream == description.id) {
+        addOffer(each, description);
+        break;
+      }
   }
   return streams;
 }
@@ -113,6 +121,7 @@ bool StreamCatalog::plays(GstStreamType type) const {
 void StreamCatalog::choose(const Choice& choice) {
   _selection = choice.streams;
   _showsText = choice.showsText;
+  _textFollowsSound = choice.textFollowsSound;
 }
 
 bool StreamCatalog::changesStreams(const Choice& choice) const {
@@ -199,7 +208,32 @@ std::optional<StreamCatalog::Choice> StreamCatalog::withOption(
     known = known || named;
     if (inGroup ? named : _plays(each)) playing.push_back(&each);
   }
+  if (*type == GST_STREAM_TYPE_AUDIO && known) {
+    const auto ofType = [&](GstStreamType wanted) {
+      return std::find_if(playing.begin(), playing.end(),
+                          [&](const auto* each) { return (each->type & wanted) != 0; });
+    };
+    const auto text = ofType(GST_STREAM_TYPE_TEXT);
+    const auto sound = ofType(GST_STREAM_TYPE_AUDIO);
+    const StreamDescription* const forced = _forcedWith(sound == playing.end() ? nullptr : *sound);
+    const bool follows = text == playing.end() || _textFollowsSound;
+    if (text == playing.end())
+      playing.push_back(forced);
+    else if (follows)
+      *text = forced;
+    auto choice = _choiceOf(playing);
+    if (choice) choice->textFollowsSound = follows;
+    return choice;
+  }
   return known ? _choiceOf(playing) : std::nullopt;
+}
+
+const StreamDescription* StreamCatalog::_forcedWith(const StreamDescription* sound) const {
+  const auto text = std::find_if(_streams.begin(), _streams.end(), [&](const auto& each) {
+    return (each.type & GST_STREAM_TYPE_TEXT) != 0 && each.forced && sound &&
+           isSameLanguage(each.language, sound->language);
+  });
+  return text == _streams.end() ? nullptr : &*text;
 }
 
 const StreamDescription* StreamCatalog::_best(GstStreamType type,
@@ -225,19 +259,17 @@ std::optional<StreamCatalog::Choice> StreamCatalog::preferred(
     const std::vector<std::string>& languages) const {
   const StreamDescription* picture = _best(GST_STREAM_TYPE_VIDEO, {});
   const StreamDescription* sound = _best(GST_STREAM_TYPE_AUDIO, languages);
-  const auto text = std::find_if(_streams.begin(), _streams.end(), [&](const auto& each) {
-    return (each.type & GST_STREAM_TYPE_TEXT) != 0 && each.forced && sound &&
-           isSameLanguage(each.language, sound->language);
-  });
+  const StreamDescription* text = _forcedWith(sound);
   // Where there is one of each, it plays or is about to.
   const auto hasSeveral = [&](GstStreamType type) {
     return std::count_if(_streams.begin(), _streams.end(),
                          [&](const auto& each) { return (each.type & type) != 0; }) > 1;
   };
-  if (text == _streams.end() && !hasSeveral(GST_STREAM_TYPE_VIDEO) &&
-      !hasSeveral(GST_STREAM_TYPE_AUDIO))
+  if (!text && !hasSeveral(GST_STREAM_TYPE_VIDEO) && !hasSeveral(GST_STREAM_TYPE_AUDIO))
     return std::nullopt;
-  return _choiceOf({picture, sound, text == _streams.end() ? nullptr : &*text});
+  auto choice = _choiceOf({picture, sound, text});
+  if (choice) choice->textFollowsSound = true;
+  return choice;
 }
 
 bool StreamCatalog::knowsLanguages() const {

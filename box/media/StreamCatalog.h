@@ -24,10 +24,14 @@ class StreamCatalog {
   struct Choice {
     Selection streams;
     bool showsText = false;
+    bool textFollowsSound = false;  ///< it is one that nobody has chosen
   };
 
-  /// Collections are posted several times; false when nothing has changed.
-  bool update(GstStreamCollection* collection) { return update(_describe(collection)); }
+  /// Collections are posted several times; false when nothing has changed. `offers`: what the
+  /// playlist says of the streams, or null.
+  bool update(GstStreamCollection* collection, const StreamOffers* offers) {
+    return update(_describe(collection, offers));
+  }
   bool update(std::vector<StreamDescription> streams);
   /// What flows, as a STREAMS_SELECTED message says.
   static Selection selectionOf(GstMessage* message);
@@ -42,7 +46,8 @@ class StreamCatalog {
   std::vector<platform::MediaSelectionGroup> groups() const;
 
   /// What would have to play; nothing when that is what plays, names nothing, or leaves nothing to
-  /// play.
+  /// play. With another sound come the texts that are forced in its language, unless somebody
+  /// has chosen one.
   std::optional<Choice> withTrack(std::uint32_t trackID, bool enabled) const;
   std::optional<Choice> withOption(const std::string& characteristic,
                                    const std::optional<std::string>& identifier) const;
@@ -54,10 +59,13 @@ class StreamCatalog {
   bool knowsLanguages() const;
 
  private:
-  static std::vector<StreamDescription> _describe(GstStreamCollection* collection);
+  static std::vector<StreamDescription> _describe(GstStreamCollection* collection,
+                                                  const StreamOffers* offers);
   bool _isSelected(const StreamDescription& stream) const;
   bool _plays(const StreamDescription& stream) const;
   std::optional<Choice> _choiceOf(const std::vector<const StreamDescription*>& playing) const;
+  /// The text that is forced in the language of `sound`; null where there is none.
+  const StreamDescription* _forcedWith(const StreamDescription* sound) const;
   const StreamDescription* _best(GstStreamType type,
                                  const std::vector<std::string>& languages) const;
 
@@ -65,6 +73,7 @@ class StreamCatalog {
   bool _numbered = false;  // by the container
   Selection _selection;    // what flows
   bool _showsText = false;
+  bool _textFollowsSound = false;
 };
 
 }  // namespace box

@@ -39,13 +39,17 @@ std::string codecOf(GstStream* stream, const GstTagList* tags) {
   return gst_structure_get_name(gst_caps_get_structure(caps.get(), 0));
 }
 
+std::string nameOfLanguage(const std::string& language) {
+  if (language.empty()) return {};
+  const gchar* name = gst_tag_get_language_name(language.substr(0, language.find('-')).c_str());
+  return name ? name : language;
+}
+
 std::string nameOf(const std::string& id, const GstTagList* tags, const std::string& language) {
   if (std::string title = tagText(tags, GST_TAG_TITLE); !title.empty()) return title;
   for (const std::string_view prefix : kNamePrefixes)
     if (id.starts_with(prefix) && id.size() > prefix.size()) return id.substr(prefix.size());
-  if (language.empty()) return {};
-  const gchar* name = gst_tag_get_language_name(language.substr(0, language.find('-')).c_str());
-  return name ? name : language;
+  return nameOfLanguage(language);
 }
 
 bool isAlphanumeric(const std::string& text) {
@@ -111,6 +115,21 @@ void addCharacteristicsOfName(StreamDescription& stream) {
     add(platform::kMediaOptionDescribesVideo);
   }
   if (says({"commentary"})) add(platform::kMediaOptionCommentary);
+}
+
+void addOffer(const StreamOffer& offer, StreamDescription& stream) {
+  if (stream.language.empty()) stream.language = languageTagOf(offer.language);
+  // Without a name of its own it has been called by its number.
+  stream.name = offer.name.empty() ? nameOfLanguage(stream.language) : offer.name;
+  stream.forced = stream.forced || offer.forced;
+  stream.byDefault = stream.byDefault || offer.byDefault;
+  std::vector<std::string> characteristics = offer.characteristics;
+  if (offer.byDefault)
+    characteristics.emplace(characteristics.begin(), platform::kMediaOptionDefault);
+  for (std::string& each : characteristics)
+    if (std::find(stream.characteristics.begin(), stream.characteristics.end(), each) ==
+        stream.characteristics.end())
+      stream.characteristics.push_back(std::move(each));
 }
 
 StreamDescription describeStream(GstStream* stream) {

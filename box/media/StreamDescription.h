@@ -7,6 +7,8 @@
 
 #include <gst/gst.h>
 
+#include "box/relay/StreamOffers.h"
+
 namespace box {
 
 /// What a container says of one of its streams.
@@ -24,6 +26,8 @@ struct StreamDescription {
 };
 
 StreamDescription describeStream(GstStream* stream);
+/// Adds what a playlist says of the stream.
+void addOffer(const StreamOffer& offer, StreamDescription& stream);
 
 /// The number of an mp4 or Matroska track, or the PID of a transport stream, in a stream's id.
 std::optional<std::uint32_t> numberOfStreamID(const std::string& id);

@@ -1,13 +1,16 @@
 #include "box/media/SubtitleCues.h"
 
 #include <algorithm>
-#include <array>
 #include <utility>
 
 namespace box {
 namespace {
 
-bool beginsBefore(double seconds, const SubtitleCue& cue) { return seconds < cue.start; }
+using Cues = SubtitleCues::Cues;
+
+bool beginsBefore(double seconds, const std::shared_ptr<const SubtitleCue>& cue) {
+  return seconds < cue->start;
+}
 
 /// How far to look for a cue that is there already.
 constexpr std::ptrdiff_t kNeighbours = 8;
@@ -20,49 +23,41 @@ bool isSame(const SubtitleCue& one, const SubtitleCue& other) {
   const auto beginsWithin = [](const SubtitleCue& late, const SubtitleCue& early) {
     return late.start < early.start + early.duration - kSlack;
   };
-  return one.text == other.text && beginsWithin(one, other) && beginsWithin(other, one);
-}
-
-struct Entity {
-  std::string_view name;
-  std::string_view text;
-};
-constexpr std::array<Entity, 7> kEntities{{{"&amp;", "&"},
-                                           {"&lt;", "<"},
-                                           {"&gt;", ">"},
-                                           {"&quot;", "\""},
-                                           {"&apos;", "'"},
-                                           {"&#39;", "'"},
-                                           {"&nbsp;", "\u00a0"}}};
-
-/// Where the tag that begins at `begin` has ended; `begin` itself when none begins there.
-std::size_t afterTag(std::string_view text, std::size_t begin) {
-  const std::size_t next = begin + 1;
-  const bool isTag =
-      next < text.size() &&
-      (text[next] == '/' || (text[next] >= 'a' && text[next] <= 'z') ||
-       (text[next] >= 'A' && text[next] <= 'Z') || (text[next] >= '0' && text[next] <= '9'));
-  const std::size_t end = isTag ? text.find('>', next) : std::string_view::npos;
-  return end == std::string_view::npos ? begin : end + 1;
+  return one.text == other.text && beginsWithin(one, other) && beginsWithin(other, one) &&
+         one.images == other.images;
 }
 
 }  // namespace
 
+Cues SubtitleCues::at(double seconds) const {
+  Cues found;
+  const std::lock_guard lock(_mutex);
+  if (_source == Source::None) return found;
+  const Cues& cues = _source == Source::Media      ? _ofMedia.cues
+                     : _source == Source::Pictures ? _ofPictures.cues
+                                                   : _beside;
+  const auto last = std::upper_bound(cues.begin(), cues.end(), seconds, beginsBefore);
+  for (auto each = cues.begin(); each != last; ++each) {
+    const SubtitleCue& cue = **each;
+    const bool ends = cue.duration != SubtitleCue::kUntilNext;
+    if (ends ? seconds >= cue.start + cue.duration : std::next(each) != last) continue;
+    if (!cue.isEmpty()) found.push_back(*each);
+  }
+  return found;
+}
+
 std::string SubtitleCues::textAt(double seconds) const {
   std::string text;
-  const std::lock_guard lock(_mutex);
-  if (_source == Source::None) return text;
-  const std::vector<SubtitleCue>& cues = _source == Source::Media      ? _cues
-                                         : _source == Source::Pictures ? _ofPictures
-                                                                       : _beside;
-  const auto last = std::upper_bound(cues.begin(), cues.end(), seconds, beginsBefore);
-  for (auto cue = cues.begin(); cue != last; ++cue) {
-    const bool ends = cue->duration != SubtitleCue::kUntilNext;
-    if (ends ? seconds >= cue->start + cue->duration : std::next(cue) != last) continue;
+  for (const auto& each : at(seconds)) {
     if (!text.empty()) text += '\n';
-    text += cue->text;
+    text += each->text;
   }
   return text;
+}
+
+std::shared_ptr<const SubtitleStyles> SubtitleCues::styles() const {
+  const std::lock_guard lock(_mutex);
+  return _styles;
 }
 
 void SubtitleCues::show(Source source) {
@@ -70,63 +65,56 @@ void SubtitleCues::show(Source source) {
   _source = source;
 }
 
-void SubtitleCues::add(SubtitleCue cue) { _addTo(_cues, std::move(cue)); }
+void SubtitleCues::setStyles(std::shared_ptr<const SubtitleStyles> styles) {
+  const std::lock_guard lock(_mutex);
+  _styles = std::move(styles);
+}
+
+void SubtitleCues::add(SubtitleCue cue) { _addTo(_ofMedia, std::move(cue)); }
 
 void SubtitleCues::addOfPictures(SubtitleCue cue) { _addTo(_ofPictures, std::move(cue)); }
 
-void SubtitleCues::_addTo(std::vector<SubtitleCue>& cues, SubtitleCue cue) {
-  if (cue.text.size() > kTextLimit) cue.text.resize(kTextLimit);
+void SubtitleCues::_addTo(Store& store, SubtitleCue cue) {
+  bound(cue);
   const std::lock_guard lock(_mutex);
+  Cues& cues = store.cues;
   const auto place = std::upper_bound(cues.begin(), cues.end(), cue.start, beginsBefore);
   const auto first = place - std::min(kNeighbours, place - cues.begin());
   const auto last = place + std::min(kNeighbours, cues.end() - place);
-  if (std::any_of(first, last, [&](const SubtitleCue& each) { return isSame(each, cue); })) return;
-  cues.insert(place, std::move(cue));
-  if (cues.size() > kCueLimit) cues.erase(cues.begin());
+  if (std::any_of(first, last, [&](const auto& each) { return isSame(*each, cue); })) return;
+  store.imageBytes += imageBytesOf(cue);
+  const auto added = std::make_shared<const SubtitleCue>(std::move(cue));
+  cues.insert(place, added);
+  while (cues.size() > kCueLimit || (cues.size() > 1 && store.imageBytes > kImageByteLimit)) {
+    // The new one is the one that is wanted, also after a seek to before all the others.
+    const auto gone = cues.front() == added ? std::prev(cues.end()) : cues.begin();
+    store.imageBytes -= imageBytesOf(**gone);
+    cues.erase(gone);
+  }
 }
 
 void SubtitleCues::clear() {
   const std::lock_guard lock(_mutex);
-  _cues.clear();
+  _ofMedia = {};
 }
 
 void SubtitleCues::clearThoseOfPictures() {
   const std::lock_guard lock(_mutex);
-  _ofPictures.clear();
+  _ofPictures = {};
 }
 
 void SubtitleCues::setBeside(std::vector<SubtitleCue> cues) {
-  for (SubtitleCue& each : cues)
-    if (each.text.size() > kTextLimit) each.text.resize(kTextLimit);
+  if (cues.size() > kCueLimit) cues.resize(kCueLimit);
   std::stable_sort(cues.begin(), cues.end(),
                    [](const auto& one, const auto& other) { return one.start < other.start; });
-  const std::lock_guard lock(_mutex);
-  _beside = std::move(cues);
-}
-
-std::string plainTextOfMarkup(std::string_view markup) {
-  std::string text;
-  for (std::size_t at = 0; at < markup.size();) {
-    if (markup[at] == '<') {
-      if (const std::size_t after = afterTag(markup, at); after != at) {
-        at = after;
-        continue;
-      }
-    } else if (markup[at] == '&') {
-      const auto entity = std::find_if(kEntities.begin(), kEntities.end(), [&](const Entity& each) {
-        return markup.substr(at).starts_with(each.name);
-      });
-      if (entity != kEntities.end()) {
-        text += entity->text;
-        at += entity->name.size();
-        continue;
-      }
-    }
-    if (markup[at] != '\r') text += markup[at];
-    ++at;
+  Cues shared;
+  shared.reserve(cues.size());
+  for (SubtitleCue& each : cues) {
+    bound(each);
+    shared.push_back(std::make_shared<const SubtitleCue>(std::move(each)));
   }
-  while (!text.empty() && text.back() == '\n') text.pop_back();
-  return text;
+  const std::lock_guard lock(_mutex);
+  std::swap(_beside, shared);
 }
 
 }  // namespace box

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -14,8 +16,10 @@
 
 namespace box {
 
-/// Reads a text resource (WebVTT, SubRip, TTML and what else the library tells apart) to its end,
-/// all cues at once, with a small pipeline of its own.
+/// Reads a text resource to its end, all cues at once: WebVTT, SubRip and TTML by their bytes, and
+/// what else the library can tell apart (such as the playlist of a rendition) by a small pipeline.
+///
+/// Bounds: a text of so many bytes; what is longer has no cues.
 ///
 /// Threads: made and destroyed on one thread; destroying breaks it off, and waits for the library's
 /// threads. `done` is called once at most, on one of those, and must not destroy the loader.
@@ -30,15 +34,23 @@ class TextLoader {
   TextLoader& operator=(const TextLoader&) = delete;
 
  private:
+  bool _start(GstElement* source, const GstAppSinkCallbacks& callbacks);
+  void _decode();
+  static GstFlowReturn _onBytes(GstAppSink* sink, gpointer self);
+  static void _onBytesEnd(GstAppSink* sink, gpointer self);
   static void _onPad(GstElement* source, GstPad* pad, gpointer self);
   static GstFlowReturn _onSample(GstAppSink* sink, gpointer self);
   static void _onEnd(GstAppSink* sink, gpointer self);
   static GstBusSyncReply _onMessage(GstBus* bus, GstMessage* message, gpointer self);
   void _finish();
 
+  const std::string _url;
   const Done _done;
-  GstRef<GstElement> _pipeline;
-  GstElement* _sink = nullptr;  // the pipeline's
+  // The second one is made by the first, at its end.
+  std::array<GstRef<GstElement>, 2> _pipelines;
+  std::size_t _pipelineCount = 0;
+  GstElement* _sink = nullptr;  // the newest pipeline's
+  std::string _bytes;           // streaming thread of the first
   std::mutex _mutex;            // protects the rest
   bool _finished = false;
   std::vector<SubtitleCue> _cues;

@@ -2,11 +2,13 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include <gst/gst.h>
 
 #include "box/media/GstRef.h"
+#include "box/media/ImageSubtitles.h"
 #include "box/media/SubtitleCues.h"
 
 namespace box {
@@ -15,9 +17,10 @@ namespace box {
 /// none.
 SubtitleCue cueOf(GstBuffer* buffer, const GstSegment& segment, const GstCaps* caps);
 
-/// The end of a pipeline's text branch: puts each cue among the subtitles as soon as it is there,
-/// ahead of its time, so that the branch never waits, paused or not: one that did would hold up the
-/// choice of another stream. Another stream's cues go when a new one begins.
+/// The end of a pipeline's text branch, which takes texts and pictures of texts: puts each cue
+/// among the subtitles as soon as it is there, ahead of its time, so that the branch never waits,
+/// paused or not: one that did would hold up the choice of another stream. Another stream's cues go
+/// when a new one begins.
 ///
 /// Threads: made and destroyed by the pipeline's thread; works on the library's streaming threads,
 /// all of which have ended when the pipeline is in its null state, as it must be on destruction.
@@ -34,6 +37,9 @@ class TextSink {
   static GstPadProbeReturn _onData(GstPad* pad, GstPadProbeInfo* info, gpointer self);
   void _handle(GstEvent* event);
   void _take(GstBuffer* buffer);
+  void _takeImage(GstBuffer* buffer);
+  void _setCaps(GstCaps* caps);
+  void _readPalette(GstEvent* event);
 
   const std::shared_ptr<SubtitleCues> _cues;
   const std::function<void()> _changed;
@@ -42,6 +48,8 @@ class TextSink {
   std::string _streamID;
   GstSegment _segment;
   GstRef<GstCaps> _caps;
+  std::unique_ptr<ImageSubtitles> _images;  // null for text
+  std::optional<ImageSubtitles::Palette> _palette;
 };
 
 }  // namespace box

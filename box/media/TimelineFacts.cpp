@@ -53,20 +53,60 @@ std::optional<double> sizeIn(const RelayedRange& range, const MediaTimeline::Seg
   return static_cast<double>(range.end);
 }
 
-Loaded loadedSegments(const MediaTimeline& timeline, const std::vector<RelayedRange>& ranges) {
+/// A piece that has come whole.
+struct Piece {
+  double start;
+  double duration;
+  double bytes;
+};
+
+void addSegments(const MediaTimeline& timeline, const std::vector<RelayedRange>& ranges,
+                 std::vector<Piece>& pieces) {
   std::unordered_multimap<std::string_view, const RelayedRange*> byURL;
   for (const RelayedRange& range : ranges) byURL.emplace(range.url, &range);
-  Loaded loaded;
   for (const auto& segment : timeline.segments) {
     const auto [first, last] = byURL.equal_range(segment.url);
     for (auto entry = first; entry != last; ++entry) {
       const auto size = sizeIn(*entry->second, segment);
       if (!size) continue;
-      loaded.add(segment.start, segment.duration);
-      loaded.bytes += *size;
-      loaded.seconds += segment.duration;
+      pieces.push_back({segment.start, segment.duration, *size});
       break;
     }
+  }
+}
+
+void addByRule(const SegmentRule& rule, const RelayedRange& range, std::vector<Piece>& pieces) {
+  const auto place = rule.placeOf(range.url);
+  if (!place) return;
+  const auto bytes = static_cast<double>(range.end - std::min(range.begin, range.end));
+  if (rule.form == SegmentRule::Form::Whole) {
+    // It comes in parts, of which nobody here knows more than where they lie.
+    if (!range.totalBytes || *range.totalBytes == 0 || bytes == 0) return;
+    const double scale = place->duration / static_cast<double>(*range.totalBytes);
+    pieces.push_back(
+        {place->start + static_cast<double>(range.begin) * scale, bytes * scale, bytes});
+  } else if (range.begin == 0 && range.complete) {
+    pieces.push_back({place->start, place->duration, bytes});
+  }
+}
+
+Loaded loadedPieces(const TimelineInput& input) {
+  std::vector<Piece> pieces;
+  const auto addTimeline = [&](const MediaTimeline& timeline) {
+    addSegments(timeline, input.ranges, pieces);
+    for (const SegmentRule& rule : timeline.rules)
+      for (const RelayedRange& range : input.ranges) addByRule(rule, range, pieces);
+  };
+  addTimeline(*input.timeline);
+  for (const auto& variant : input.variants)
+    if (variant != input.timeline) addTimeline(*variant);
+  std::sort(pieces.begin(), pieces.end(),
+            [](const Piece& a, const Piece& b) { return a.start < b.start; });
+  Loaded loaded;
+  for (const Piece& piece : pieces) {
+    loaded.add(piece.start, piece.duration);
+    loaded.bytes += piece.bytes;
+    loaded.seconds += piece.duration;
   }
   return loaded;
 }
@@ -120,7 +160,7 @@ std::optional<TimeRange> liveWindowOf(const MediaTimeline& timeline) {
 TimelineFacts TimelineFacts::of(const TimelineInput& input) {
   TimelineFacts facts;
   const MediaTimeline* timeline = input.timeline.get();
-  Loaded loaded = timeline ? loadedSegments(*timeline, input.ranges) : loadedBytes(input);
+  Loaded loaded = timeline ? loadedPieces(input) : loadedBytes(input);
   facts.likelyToKeepUpTime = keepUpTime(input, loaded);
   facts.loaded = std::move(loaded.ranges);
   if (!timeline) return facts;

@@ -18,6 +18,8 @@ struct TimelineInput {
   std::optional<double> duration = {};                 ///< seconds; none: unknown, or live
   std::string url;                                     ///< of the item, as the sender wrote it
   std::shared_ptr<const MediaTimeline> timeline = {};  ///< null: the item is one resource
+  /// All variants' that were played; `timeline` may be one of them, or stand alone.
+  std::vector<std::shared_ptr<const MediaTimeline>> variants = {};
   std::vector<RelayedRange> ranges = {};
   std::optional<double> observedBitrate = {};  ///< bits a second
 };

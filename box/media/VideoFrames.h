@@ -47,6 +47,9 @@ class VideoFrame {
   bool fullRange = false;
   /// On the item's own time line, seconds; negative when unknown.
   double time = -1;
+  /// When it is to be seen, seconds, on a clock that goes like the real one while pictures follow
+  /// each other, at every rate; negative when unknown.
+  double due = -1;
   /// The texts of the item's time line; null when it has none.
   std::shared_ptr<const SubtitleCues> subtitles;
 

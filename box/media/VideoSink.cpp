@@ -9,6 +9,21 @@
 namespace box {
 namespace {
 
+/// What does not say follows its size, as everybody takes it to.
+VideoMatrix matrixOf(const GstVideoInfo& info) {
+  constexpr int kStandardRows = 576;
+  switch (info.colorimetry.matrix) {
+    case GST_VIDEO_COLOR_MATRIX_BT601:
+    case GST_VIDEO_COLOR_MATRIX_FCC:
+      return VideoMatrix::BT601;
+    case GST_VIDEO_COLOR_MATRIX_UNKNOWN:
+      return GST_VIDEO_INFO_HEIGHT(&info) <= kStandardRows ? VideoMatrix::BT601
+                                                           : VideoMatrix::BT709;
+    default:
+      return VideoMatrix::BT709;
+  }
+}
+
 class MappedFrame final : public VideoFrame {
  public:
   /// Null when the sample holds no picture that can be mapped.
@@ -49,8 +64,7 @@ class MappedFrame final : public VideoFrame {
     pixelAspectNumerator = GST_VIDEO_INFO_PAR_N(&info);
     pixelAspectDenominator = GST_VIDEO_INFO_PAR_D(&info);
     rotationDegrees = rotation;
-    matrix = info.colorimetry.matrix == GST_VIDEO_COLOR_MATRIX_BT601 ? VideoMatrix::BT601
-                                                                     : VideoMatrix::BT709;
+    matrix = matrixOf(info);
     fullRange = info.colorimetry.range == GST_VIDEO_COLOR_RANGE_0_255;
     _setPlanes();
     _setTime(gst_sample_get_segment(sample), GST_BUFFER_PTS(buffer));
@@ -78,6 +92,9 @@ class MappedFrame final : public VideoFrame {
     const guint64 streamTime = gst_segment_to_stream_time(segment, GST_FORMAT_TIME, timestamp);
     if (streamTime != GST_CLOCK_TIME_NONE)
       time = static_cast<double>(streamTime) / static_cast<double>(GST_SECOND);
+    const guint64 runningTime = gst_segment_to_running_time(segment, GST_FORMAT_TIME, timestamp);
+    if (runningTime != GST_CLOCK_TIME_NONE)
+      due = static_cast<double>(runningTime) / static_cast<double>(GST_SECOND);
   }
 
   GstVideoFrame _video{};
@@ -96,16 +113,13 @@ int rotationOf(const char* orientation) {
 
 VideoSink::VideoSink(std::shared_ptr<VideoFrames> frames, std::uint64_t ticket,
                      PositionClock& position, std::shared_ptr<SubtitleCues> subtitles,
-                     std::function<void()> captionsFound)
+                     std::function<void(PictureCaptions::Channel)> captionsFound)
     : _frames(std::move(frames)),
       _ticket(ticket),
       _position(position),
       _subtitles(std::move(subtitles)),
-      _captionsFound(std::move(captionsFound)),
-      _captions([this](SubtitleCue cue) {
-        _subtitles->addOfPictures(std::move(cue));
-        _frames->textsDidChange(_ticket);
-      }) {
+      _captions(_subtitles, std::move(captionsFound),
+                [this] { _frames->textsDidChange(_ticket); }) {
   gst_segment_init(&_segment, GST_FORMAT_UNDEFINED);
   GstElement* sink = gst_element_factory_make("appsink", "video-sink");
   if (!sink) return;
@@ -147,12 +161,10 @@ void VideoSink::_takeCaptions(GstBuffer* picture) {
     if (captions->caption_type != GST_VIDEO_CAPTION_TYPE_CEA708_RAW) continue;
     for (gsize at = 0; at + 3 <= captions->size; at += 3) {
       const guint8* const pair = captions->data + at;
-      // Valid, and of the first field; most of those hold nothing.
-      if ((pair[0] & 0x07) != 0x04) continue;
-      _captions.feed(static_cast<double>(time) / static_cast<double>(GST_SECOND), pair[1], pair[2]);
-      const bool isNothing = ((pair[1] | pair[2]) & 0x7f) == 0;
-      if (isNothing || !_captionsFound) continue;
-      std::exchange(_captionsFound, nullptr)();
+      // Valid, and of one of the two fields.
+      if ((pair[0] & 0x06) != 0x04) continue;
+      _captions.feed(static_cast<double>(time) / static_cast<double>(GST_SECOND), pair[0] & 1u,
+                     pair[1], pair[2]);
     }
   }
 }
@@ -186,7 +198,6 @@ GstPadProbeReturn VideoSink::_onEvent(GstPad*, GstPadProbeInfo* info, gpointer s
     me._showPreroll = true;
     // What is said from here on is said anew.
     me._captions.restart();
-    me._subtitles->clearThoseOfPictures();
   } else if (GST_EVENT_TYPE(event) == GST_EVENT_SEGMENT) {
     gst_event_copy_segment(event, &me._segment);
   } else if (GST_EVENT_TYPE(event) == GST_EVENT_TAG) {

@@ -7,9 +7,9 @@
 #include <gst/app/gstappsink.h>
 #include <gst/gst.h>
 
-#include "box/media/Cea608Decoder.h"
 #include "box/media/FrameConverter.h"
 #include "box/media/GstRef.h"
+#include "box/media/PictureCaptions.h"
 #include "box/media/PositionClock.h"
 #include "box/media/VideoFrames.h"
 
@@ -21,7 +21,7 @@ namespace box {
 /// A picture that merely waits in a paused pipeline is shown only when it is the first one after a
 /// load or a seek; pausing would otherwise move the picture on by one.
 ///
-/// Captions that lie in the pictures (CC1) are put among the subtitles as the pictures come, a
+/// Captions that lie in the pictures are put among the subtitles as the pictures come, a
 /// little ahead of their time, as long as they come forwards.
 ///
 /// Threads: made and destroyed by the pipeline's thread; works on the library's streaming threads,
@@ -29,9 +29,10 @@ namespace box {
 class VideoSink {
  public:
   /// Each picture takes `subtitles` along. `captionsFound` is called on a streaming thread, when
-  /// the first captions have come.
+  /// the first captions of a channel have come.
   VideoSink(std::shared_ptr<VideoFrames> frames, std::uint64_t ticket, PositionClock& position,
-            std::shared_ptr<SubtitleCues> subtitles, std::function<void()> captionsFound);
+            std::shared_ptr<SubtitleCues> subtitles,
+            std::function<void(PictureCaptions::Channel)> captionsFound);
   VideoSink(const VideoSink&) = delete;
   VideoSink& operator=(const VideoSink&) = delete;
 
@@ -41,6 +42,8 @@ class VideoSink {
   /// When that becomes true an application message named kBecameDue comes over the bus.
   bool hasBecomeDue() const { return _due; }
   static constexpr const char* kBecameDue = "video-due";
+
+  PictureCaptions& captions() { return _captions; }
 
   /// While hidden no picture is shown: those before the start point are nobody's business.
   void setHidden(bool hidden) { _hidden = hidden; }
@@ -60,7 +63,7 @@ class VideoSink {
   const std::uint64_t _ticket;
   PositionClock& _position;
   const std::shared_ptr<SubtitleCues> _subtitles;
-  std::function<void()> _captionsFound;
+  PictureCaptions _captions;
   GstRef<GstElement> _element;
   std::atomic<bool> _due = false;
   std::atomic<bool> _hidden = false;
@@ -69,7 +72,6 @@ class VideoSink {
   int _rotation = 0;
   FrameConverter _converter;
   GstSegment _segment;
-  Cea608Decoder _captions;
 };
 
 }  // namespace box

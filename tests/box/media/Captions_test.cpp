@@ -98,8 +98,8 @@ TEST(Cea608Decoder, TakesEveryPair) {
   EXPECT_LE(longest, 15u * (32u * 3u + 1u));
 }
 
-/// A clip with a pair in each of its pictures, in messages beside them.
-std::string captionedClip(const Pairs& pairs) {
+/// A clip with a pair for each field in each of its pictures, in messages beside them.
+std::string captionedClip(const Pairs& first, const Pairs& second) {
   const TestMedia& media = TestMedia::shared();
   media.url("bare.h264", "-map 0 -c:v libx264 -bf 0 -g 25 -x264-params aud=1 -pix_fmt yuv420p");
   std::ifstream input(media.path("bare.h264"), std::ios::binary);
@@ -109,11 +109,14 @@ std::string captionedClip(const Pairs& pairs) {
   std::size_t picture = 0;
   for (std::size_t at = 0; at < bare.size(); ++picture) {
     const std::size_t end = std::min(bare.find(delimiter, at + 1), bare.size());
-    const auto pair = picture < pairs.size() ? pairs[picture] : std::pair(0, 0);
     made += bare.substr(at, delimiter.size() + 1);
-    made += std::string("\0\0\0\1\x06\x04\x0e\xb5\0\x31GA94\x03\x41\xff\xfc", 18);
-    made += static_cast<char>(withParity(pair.first));
-    made += static_cast<char>(withParity(pair.second));
+    made += std::string("\0\0\0\1\x06\x04\x11\xb5\0\x31GA94\x03\x42\xff", 17);
+    for (const Pairs* field : {&first, &second}) {
+      const auto pair = picture < field->size() ? (*field)[picture] : std::pair(0, 0);
+      made += field == &first ? '\xfc' : '\xfd';
+      made += static_cast<char>(withParity(pair.first));
+      made += static_cast<char>(withParity(pair.second));
+    }
     made += "\xff\x80";
     made += bare.substr(at + delimiter.size() + 1, end - at - delimiter.size() - 1);
     at = end;
@@ -124,11 +127,13 @@ std::string captionedClip(const Pairs& pairs) {
 }
 
 TEST(Captions, InThePicturesAreAnOption) {
-  Pairs pairs = pairsOf("{14 20}{14 2e}{14 70}Hello{14 2f}");
+  Pairs pairs = pairsOf("{14 20}{14 2e}{14 70}Hello{14 2f}{1c 20}{1c 2e}{1c 70}Zwei{1c 2f}");
+  Pairs others = pairsOf("{15 20}{15 2e}{15 70}Drei{15 2f}");
+  others.insert(others.begin() + 7, {{1, 3}, {'N', 'o'}, {0x0f, 0x1d}, {0x15, 0x20}});
   pairs.resize(50);
   command(pairs, 0x14, 0x2c);
   EngineHarness harness;
-  harness.load(captionedClip(pairs));
+  harness.load(captionedClip(pairs, others));
   const auto legible = [&]() -> const platform::MediaSelectionGroup* {
     for (const auto& each : harness.engine().facts().selectionGroups)
       if (each.characteristic == platform::kMediaCharacteristicLegible) return &each;
@@ -142,8 +147,8 @@ TEST(Captions, InThePicturesAreAnOption) {
         },
         std::chrono::seconds(5));
   };
-  ASSERT_TRUE(harness.until([&] { return legible() != nullptr; }));
-  ASSERT_EQ(legible()->options.size(), 1u);
+  ASSERT_TRUE(harness.until([&] { return legible() && legible()->options.size() == 3; }));
+  EXPECT_EQ(legible()->options[2].displayName, "CC3");
   EXPECT_EQ(legible()->options[0].displayName, "CC1");
   EXPECT_EQ(legible()->options[0].characteristics,
             (std::vector<std::string>{std::string(platform::kMediaOptionTranscribes)}));
@@ -165,11 +170,16 @@ TEST(Captions, InThePicturesAreAnOption) {
   ASSERT_TRUE(harness.until([&] { return harness.count("end") > 1; }));
   EXPECT_EQ(frame->subtitles->textAt(1.5), "Hello");
   EXPECT_EQ(frame->subtitles->textAt(2.5), "");
-  harness.call([&](box::MediaEngine& engine) {
-    engine.selectOption(std::string(platform::kMediaCharacteristicLegible), std::nullopt);
-  });
-  ASSERT_TRUE(harness.until([&] { return harness.count("select legible") > 1; }));
-  EXPECT_EQ(frame->subtitles->textAt(1.5), "");
+  const std::pair<std::optional<std::string>, const char*> choices[] = {
+      {"CC2", "Zwei"}, {"CC3", "Drei"}, {std::nullopt, ""}};
+  for (const auto& [option, text] : choices) {
+    const int before = harness.count("select legible");
+    harness.call([&, wanted = option](box::MediaEngine& engine) {
+      engine.selectOption(std::string(platform::kMediaCharacteristicLegible), wanted);
+    });
+    ASSERT_TRUE(harness.untilTold("select legible", before));
+    EXPECT_EQ(frame->subtitles->textAt(1.5), text);
+  }
 }
 
 }  // namespace

@@ -44,7 +44,11 @@ class KeyItem final : public box::RelayItem {
   bool isBusy() const override { return false; }
   box::RelayStatistics statistics() const override { return {}; }
   std::vector<box::RelayedRange> ranges() const override { return {}; }
+  std::vector<box::RelayLeg> legs() const override { return {}; }
+  void whenLegBegins(std::function<void()>) override {}
   std::shared_ptr<const box::MediaTimeline> timeline() const override { return nullptr; }
+  std::vector<std::shared_ptr<const box::MediaTimeline>> timelines() const override { return {}; }
+  std::shared_ptr<const box::StreamOffers> offers() const override { return nullptr; }
   void askForKey(const std::string& url, std::function<void(box::RelayAnswer)> reply) override {
     {
       const std::lock_guard lock(_mutex);

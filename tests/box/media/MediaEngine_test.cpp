@@ -206,11 +206,11 @@ TEST_P(MediaEngineRateTest, PlaysAtOtherRates) {
 
   // The end of one direction is the beginning of the other.
   harness.call([](box::MediaEngine& engine) { engine.play(1e9); });
-  ASSERT_TRUE(harness.untilTold("play 8"));
+  ASSERT_TRUE(harness.untilTold("play 16"));
   ASSERT_TRUE(harness.untilTold("end", 1));
   EXPECT_NEAR(harness.engine().position(), kDuration, 2 * kFrame);
-  harness.call([](box::MediaEngine& engine) { engine.play(-8); });
-  ASSERT_TRUE(harness.untilTold("play -8"));
+  harness.call([](box::MediaEngine& engine) { engine.play(-16); });
+  ASSERT_TRUE(harness.untilTold("play -16"));
   ASSERT_TRUE(harness.untilTold("end", 2));
 }
 

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/media/MediaItemKeys.h"
+#include "platform/media/MediaLogKeys.h"
 #include "tests/box/media/EngineHarness.h"
 #include "tests/box/media/TestMedia.h"
 
@@ -142,12 +143,63 @@ TEST_F(MediaTracksTest, SwitchingTextAndSoundNeverStops) {
   EXPECT_EQ(harness.misplaced(), 0);
 }
 
-TEST_F(MediaTracksTest, PicturesOfTextAreNoOptionAndDoNoHarm) {
+TEST_F(MediaTracksTest, PlaylistsSayWhatStreamsAre) {
+  const TestMedia& media = TestMedia::shared();
+  media.url("dated.m3u8");
+  media.url("mapped.vtt");
+  media.url("german.m3u8");
+  EngineHarness harness;
+  harness.load(media.url("offers.m3u8"), MediaLoad{});
+  ASSERT_TRUE(harness.untilTold("end"));
+  ASSERT_TRUE(group(harness, "legible"));
+  std::string options;
+  for (const auto& each : group(harness, "legible")->options) {
+    options += each.displayName + " " + each.languageTag + (each.forced ? " forced" : "");
+    for (const std::string& characteristic : each.characteristics) options += " " + characteristic;
+    options += "\n";
+  }
+  EXPECT_EQ(options,
+            "English en transcribes-spoken-dialog\nSchilder de forced\n"
+            "Captions en transcribes-spoken-dialog\n");
+  EXPECT_EQ(selected(harness, "legible"), "de") << "as the sound is";
+  const platform::Array log = harness.engine().accessLog();
+  const auto* const entry = log[0].asDictionary();
+  EXPECT_EQ(entry->get(platform::kAccessLogIndicatedBitrate), platform::Value(500000.0));
+  EXPECT_GT(entry->number(platform::kAccessLogDownloadedDuration)->doubleValue(), 2.9);
+  ASSERT_EQ(harness.engine().facts().loaded.size(), 1u);
+  EXPECT_NEAR(harness.engine().facts().loaded[0].duration, 3, 0.1);
+}
+
+TEST_F(MediaTracksTest, ForcedTextsFollowTheSoundUnlessOneIsChosen) {
+  EngineHarness harness;
+  const TestMedia& media = TestMedia::shared();
+  media.url("chapters.txt");
+  media.url("tracks.mkv");
+  media.url("chapters.mkv", "-i " + media.path("tracks.mkv") + " -i " + media.path("chapters.txt") +
+                                " -map 3 -map_metadata 3 -map_chapters 4 -c copy");
+  harness.load(media.fileURL("chapters.mkv"), paused());
+  ASSERT_TRUE(harness.untilTold("pause"));
+  EXPECT_EQ(harness.engine().facts().chapters,
+            (std::vector<platform::MediaChapter>{{0, "One"}, {1, "Chapter 2"}}));
+  const auto sounds = group(harness, "audible")->options;
+  const auto texts = group(harness, "legible")->options;
+  EXPECT_EQ(selected(harness, "legible"), "fr");
+  select(harness, "audible", sounds[0].identifier);
+  EXPECT_EQ(selected(harness, "legible"), "none");
+  select(harness, "audible", sounds[1].identifier);
+  EXPECT_EQ(selected(harness, "legible"), "fr");
+  select(harness, "legible", texts[0].identifier);
+  select(harness, "audible", sounds[0].identifier);
+  select(harness, "audible", sounds[1].identifier);
+  EXPECT_EQ(selected(harness, "legible"), "en");
+}
+
+TEST_F(MediaTracksTest, BrokenPicturesOfTextDoNoHarm) {
   EngineHarness harness;
   harness.load(TestMedia::shared().fileURL("pictured.mkv"));
   ASSERT_TRUE(harness.untilTold("play 1"));
-  EXPECT_EQ(harness.engine().facts().tracks.size(), 2u);
-  EXPECT_EQ(group(harness, "legible"), nullptr);
+  EXPECT_EQ(harness.engine().facts().tracks.size(), 3u);
+  select(harness, "legible", group(harness, "legible")->options.at(0).identifier);
   ASSERT_TRUE(harness.untilTold("end"));
   EXPECT_EQ(harness.count("fail"), 0);
 }
@@ -190,7 +242,12 @@ TEST_F(MediaTracksTest, TextsOfEveryFormComeThroughTheRelay) {
   const struct {
     const char* name;
     const char* beside;  // the text has a URL of its own
-  } cases[] = {{"clip.mp4", "german.vtt"}, {"clip.mp4", "german.srt"}, {"texts.m3u8", nullptr}};
+    bool isAbove;        // and a place of its own
+  } cases[] = {{"clip.mp4", "german.vtt", true},
+               {"clip.mp4", "german.srt", false},
+               {"clip.mp4", "german.ttml", false},
+               {"ttml.mp4", nullptr, false},
+               {"texts.m3u8", nullptr, true}};
   for (const auto& the : cases) {
     SCOPED_TRACE(std::string(the.name) + (the.beside ? the.beside : ""));
     EngineHarness harness;
@@ -205,12 +262,13 @@ TEST_F(MediaTracksTest, TextsOfEveryFormComeThroughTheRelay) {
     ASSERT_TRUE(group(harness, "legible"));
     const auto options = group(harness, "legible")->options;
     ASSERT_EQ(options.size(), 1u);
-    EXPECT_EQ(options[0].displayName, "Deutsch");
+    EXPECT_EQ(options[0].displayName == "Deutsch", std::string(the.name) != "ttml.mp4");
     EXPECT_EQ(options[0].languageTag, "de");
     EXPECT_EQ(textShown(harness), "");
     select(harness, "legible", options[0].identifier);
     seek(harness, 0.4);
-    EXPECT_TRUE(untilText(harness, "Guten Tag")) << textShown(harness);
+    ASSERT_TRUE(untilText(harness, "Guten Tag")) << textShown(harness);
+    EXPECT_EQ(harness.frame()->subtitles->at(0.4).at(0)->layout.line == 0, the.isAbove);
     seek(harness, 2.5);
     EXPECT_TRUE(untilText(harness, "Ende")) << textShown(harness);
     select(harness, "legible", std::nullopt);

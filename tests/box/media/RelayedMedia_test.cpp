@@ -74,13 +74,18 @@ class SentItem final : public TVSURLMediaItem {
     const auto& details = request->dictionaryRepresentation();
     EXPECT_EQ(details.string(platform::kCustomURLProviderRequestKindKey),
               std::string(platform::kCustomURLProviderRequestKindKeyRequest));
-    ResourceResponse response;
-    response.data = bytesOf(key);
-    request->finishLoading(response);
+    answer = [this, request] {
+      ResourceResponse response;
+      response.data = bytesOf(key);
+      request->finishLoading(response);
+    };
+    if (answersKeys) answer();
   }
 
   bool takes = true;
   bool answers = true;
+  bool answersKeys = true;
+  std::function<void()> answer;  // to the last question for a key
   std::string key = kKey;
   std::vector<std::string> asked;
 };
@@ -149,6 +154,19 @@ TEST_F(RelayedMedia, EndAsTheirSenderAnswers) {
     EXPECT_EQ(!item->asked.empty(), each.asks);
     EXPECT_EQ(harness.misplaced(), 0);
   }
+}
+
+TEST_F(RelayedMedia, AreSoughtWhileAKeyIsAwaited) {
+  const auto item = load(TestMedia::shared().url("encrypted.mpd"),
+                         [](SentItem& each) { each.answersKeys = false; });
+  ASSERT_TRUE(harness.until([&] { return item->answer != nullptr; }));
+  for (const double place : {0.5, 1.5})
+    harness.call([&](box::MediaEngine& engine) { engine.seek(place); });
+  harness.serve();
+  item->answer();
+  ASSERT_TRUE(harness.untilTold("play 1"));
+  EXPECT_NEAR(harness.engine().position(), 1.5, 0.5);
+  EXPECT_EQ(outcome(), "end");
 }
 
 TEST_F(RelayedMedia, PlayOverTLSWithTheKeyThatTheSenderNames) {

@@ -43,14 +43,17 @@ constexpr Text kTexts[] = {
      "2\n00:00:01,500 --> 00:00:02,900\nTwo\n"},
     {"french.srt", "1\n00:00:00,000 --> 00:00:02,900\nBonjour\n"},
     {"german.vtt",
-     "WEBVTT\n\n00:00.000 --> 00:01.000 align:start\n<v Anna>Guten <b>Tag</b>\n\n"
+     "WEBVTT\n\n00:00.000 --> 00:01.000 align:start line:0\n<v Anna>Guten <b>Tag</b>\n\n"
      "00:02.000 --> 00:02.900\nEnde\n"},
     {"german.srt",
      "1\n00:00:00,000 --> 00:00:01,000\nGuten Tag\n\n2\n00:00:02,000 --> 00:00:02,900\nEnde\n\n"
      "3\n00:01:00,000 --> 00:01:01,000\nToo short a text is not told from others.\n"},
+    {"german.ttml",
+     "<tt xmlns=\"http://www.w3.org/ns/ttml\"><body><div><p begin=\"0s\" end=\"1s\">Guten Tag</p>"
+     "<p begin=\"2s\" end=\"2.9s\">Ende</p></div></body></tt>"},
     {"mapped.vtt",
      "WEBVTT\nX-TIMESTAMP-MAP=LOCAL:00:00:00.000,MPEGTS:128090\n\n"
-     "00:00.000 --> 00:01.000\nGuten Tag\n\n00:02.000 --> 00:02.900\nEnde\n"},
+     "00:00.000 --> 00:01.000 line:0\nGuten Tag\n\n00:02.000 --> 00:02.900\nEnde\n"},
     {"german.m3u8",
      "#EXTM3U\n#EXT-X-VERSION:3\n#EXT-X-TARGETDURATION:3\n#EXT-X-PLAYLIST-TYPE:VOD\n"
      "#EXTINF:3,\nmapped.vtt\n#EXT-X-ENDLIST\n"},
@@ -58,6 +61,20 @@ constexpr Text kTexts[] = {
      "#EXTM3U\n#EXT-X-MEDIA:TYPE=SUBTITLES,GROUP-ID=\"texts\",NAME=\"Deutsch\",LANGUAGE=\"de\","
      "URI=\"german.m3u8\"\n"
      "#EXT-X-STREAM-INF:BANDWIDTH=500000,SUBTITLES=\"texts\"\ndated.m3u8\n"},
+    {"offers.m3u8",
+     "#EXTM3U\n#EXT-X-MEDIA:TYPE=AUDIO,GROUP-ID=\"a\",NAME=\"Ton\",LANGUAGE=\"de\",DEFAULT=YES\n"
+     "#EXT-X-MEDIA:TYPE=SUBTITLES,GROUP-ID=\"t\",NAME=\"English\",LANGUAGE=\"en\",URI=\"german."
+     "m3u8\","
+     "CHARACTERISTICS=\"public.accessibility.transcribes-spoken-dialog\"\n"
+     "#EXT-X-MEDIA:TYPE=SUBTITLES,GROUP-ID=\"t\",NAME=\"Schilder\",LANGUAGE=\"de\",FORCED=YES,"
+     "AUTOSELECT=YES,URI=\"german.m3u8?forced\"\n"
+     "#EXT-X-MEDIA:TYPE=CLOSED-CAPTIONS,GROUP-ID=\"c\",NAME=\"Captions\",LANGUAGE=\"en\","
+     "INSTREAM-ID=\"CC1\"\n"
+     "#EXT-X-STREAM-INF:BANDWIDTH=500000,AUDIO=\"a\",SUBTITLES=\"t\",CLOSED-CAPTIONS=\"c\"\n"
+     "dated.m3u8\n"},
+    {"chapters.txt",
+     ";FFMETADATA1\n[CHAPTER]\nTIMEBASE=1/1000\nSTART=0\nEND=1000\ntitle=One\n"
+     "[CHAPTER]\nTIMEBASE=1/1000\nSTART=1000\nEND=3000\n"},
     {"metadata.m3u8",
      "#EXTM3U\n#EXT-X-VERSION:3\n#EXT-X-TARGETDURATION:3\n#EXT-X-PLAYLIST-TYPE:VOD\n"
      "#EXTINF:3,\nmetadata.ts\n#EXT-X-ENDLIST\n"},
@@ -90,7 +107,10 @@ std::string recipe(std::string_view name, std::string_view folder) {
          " -metadata:s:a:0 language=eng -metadata:s:a:1 language=fra -metadata:s:s:0 language=eng",
          " -metadata:s:s:1 language=fra -metadata:s:s:1 title=Forced -disposition:a:1 default",
          " -disposition:a:0 0"});
-  } else if (name == "turned.mp4")
+  } else if (name == "ttml.mp4")
+    add({kPicture, kTone, " -i ", folder, "/german.srt -map 0 -map 1 -map 2 -t 3", kH264, kAAC,
+         " -c:s ttml -metadata:s:s:0 language=deu -metadata:s:s:0 title=Deutsch", kIndexFirst});
+  else if (name == "turned.mp4")
     add({" -i ", folder, "/silent.mp4 -c copy", kIndexFirst, " -metadata:s:v:0 rotate=90"});
   else if (name == "heavy_6s.mp4")
     add({kNoise, kH264, kIndexFirst});
@@ -145,8 +165,8 @@ std::string TestMedia::_made(std::string_view name) const {
         " ! subpicture/x-dvd ! m.");
     return path;
   }
-  if (name.starts_with("tracks"))
-    for (const std::string_view text : {"english.srt", "french.srt"}) _made(text);
+  if (name.starts_with("tracks") || name == "ttml.mp4")
+    for (const std::string_view text : {"english.srt", "french.srt", "german.srt"}) _made(text);
   const std::string options = recipe(name.substr(name.rfind('/') + 1), _folder.string());
   if (options.empty()) return path;
   run("ffmpeg -v error -nostdin -y" + options + " " + path);

@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include "box/media/EventMessages.h"
 #include "box/media/ID3Tag.h"
 #include "box/media/TransportMetadata.h"
 #include "tests/box/media/EngineHarness.h"
@@ -16,6 +17,11 @@ namespace testing_media {
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
+
+Bytes contentOf(const std::string& path) {
+  std::ifstream input(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(input), {}};
+}
 
 void append(Bytes& to, const std::string& text) { to.insert(to.end(), text.begin(), text.end()); }
 
@@ -136,8 +142,7 @@ class TransportWriter {
 };
 
 TEST(TimedMetadata, ComesAtItsTimeAndWithTheTagsOfTheMedia) {
-  std::ifstream input(TestMedia::shared().fileURL("clip.ts").substr(7), std::ios::binary);
-  const Bytes clip{std::istreambuf_iterator<char>(input), {}};
+  const Bytes clip = contentOf(TestMedia::shared().fileURL("clip.ts").substr(7));
   const std::string path =
       std::filesystem::path(TestMedia::shared().fileURL("clip.ts").substr(7)).parent_path() /
       "metadata.ts";
@@ -173,6 +178,102 @@ TEST(TimedMetadata, ComesAtItsTimeAndWithTheTagsOfTheMedia) {
   const auto& tag = harness.engine().facts().timedMetadata[0];
   EXPECT_EQ(tag.key, platform::Value("title"));
   EXPECT_EQ(tag.value, platform::Value("Clip"));
+}
+
+/// An event half a second after the first one of its segment, at 1.5 s.
+Bytes eventMessage(int version, const std::string& scheme, const Bytes& data) {
+  Bytes box{0, 0, 0, 0, 'e', 'm', 's', 'g', static_cast<std::uint8_t>(version), 0, 0, 0};
+  const std::string names = scheme + '\0' + "one" + '\0';
+  if (version == 0) append(box, names);
+  const std::uint8_t time = version == 0 ? 50 : 150;
+  box.insert(box.end(), {0, 0, 0, 100});
+  if (version == 1) box.insert(box.end(), 4, 0);
+  box.insert(box.end(), {0, 0, 0, time, 0, 0, 0, 200, 0, 0, 0, 7});
+  if (version == 1) append(box, names);
+  box.insert(box.end(), data.begin(), data.end());
+  box[3] = static_cast<std::uint8_t>(box.size());
+  return box;
+}
+
+TEST(TimedMetadata, OfEventMessagesComesAtItsTimeAndOnce) {
+  const TestMedia& media = TestMedia::shared();
+  const std::string coded = "-map 0 -map 1 -c:v libx264 -preset ultrafast -g 25 -c:a aac ";
+  const struct {
+    std::string name, options;
+    std::vector<std::string> segments;
+  } cases[] = {
+      {"events.m3u8",
+       coded + "-hls_time 1 -hls_list_size 0 -hls_segment_type fmp4 -hls_segment_filename " +
+           media.path("events%d.m4s"),
+       {"events1.m4s"}},
+      {"events.mpd",
+       coded + "-f dash -seg_duration 1 -init_seg_name 'dash$RepresentationID$.mp4' "
+               "-media_seg_name 'dash$RepresentationID$-$Number$.m4s'",
+       {"dash0-2.m4s", "dash1-2.m4s"}}};
+  EngineHarness harness;
+  for (const auto& each : cases) {
+    SCOPED_TRACE(each.name);
+    const std::string url = media.url(each.name, each.options);
+    for (const std::string& segment : each.segments) {
+      const Bytes content = contentOf(media.path(segment));
+      ASSERT_FALSE(content.empty());
+      std::ofstream output(media.path(segment), std::ios::binary);
+      for (const Bytes& part :
+           {eventMessage(0, "urn:test", {1, 2}), eventMessage(1, "urn:test", {1, 2}),
+            eventMessage(1, "https://aomedia.org/emsg/ID3", tagOf({frame("TIT2", "\x03Now")})),
+            content})
+        output.write(reinterpret_cast<const char*>(part.data()),
+                     static_cast<std::streamsize>(part.size()));
+    }
+    harness.load(url, {});
+    ASSERT_TRUE(harness.until([&] { return !harness.engine().facts().timedMetadata.empty(); }));
+    EXPECT_NEAR(harness.engine().position(), 1.5, 0.3);
+    const auto items = harness.engine().facts().timedMetadata;
+    ASSERT_EQ(items.size(), 2u);
+    EXPECT_EQ(items[0].key, platform::Value("urn:test one"));
+    EXPECT_EQ(items[0].keySpace, box::kKeySpaceEvents);
+    ASSERT_NE(items[0].value.asData(), nullptr);
+    EXPECT_EQ(items[0].value.asData()->size(), 2u);
+    EXPECT_EQ(items[0].extraAttributes.get("duration"), platform::Value(2.0));
+    EXPECT_NEAR(items[0].time->toSeconds(), 1.5, 0.05);
+    EXPECT_EQ(items[1].value, platform::Value("Now"));
+    ASSERT_TRUE(harness.untilTold("end"));
+    const auto loaded = harness.engine().facts().loaded;
+    ASSERT_EQ(loaded.size(), 1u);
+    EXPECT_NEAR(loaded[0].duration, 3, 0.1);
+    const auto log = harness.engine().accessLog();
+    EXPECT_TRUE(log[0].asDictionary()->contains("observedBitrate"));
+    EXPECT_EQ(log[0].asDictionary()->contains("indicatedBitrate"), each.name == "events.mpd");
+  }
+}
+
+TEST(EventMessages, AreFoundByteByByteAndWhateverIsDamaged) {
+  const TestMedia& media = TestMedia::shared();
+  media.url("whole.mp4",
+            "-map 0 -c:v libx264 -preset ultrafast -g 25 -movflags frag_keyframe+empty_moov");
+  Bytes stream = contentOf(media.path("whole.mp4"));
+  const std::string name = "moof";
+  auto moof = std::search(stream.begin(), stream.end(), name.begin(), name.end());
+  ASSERT_NE(moof, stream.end());
+  const Bytes message = eventMessage(0, "urn:test", {1});
+  stream.insert(moof - 4, message.begin(), message.end());
+  std::vector<double> found;
+  box::EventMessages events([&](double seconds, const box::EventMessage& event) {
+    found.push_back(seconds);
+    EXPECT_LE(event.data.size(), stream.size());
+  });
+  for (const std::uint8_t& each : stream) events.feed({&each, 1});
+  EXPECT_EQ(found, std::vector<double>{0.5});
+  events.restart(true);
+  const auto begin = static_cast<std::size_t>(
+      std::search(stream.begin(), stream.end(), name.begin(), name.end()) - stream.begin());
+  for (std::size_t at = 0; at < begin + 200; ++at) {
+    Bytes damaged(stream.begin(), stream.begin() + static_cast<std::ptrdiff_t>(begin + 400));
+    damaged[at] = static_cast<std::uint8_t>(at % 2 == 0 ? 0xff : 0);
+    events.feed(damaged);
+    events.restart(true);
+  }
+  EXPECT_LE(found.size(), 1 + begin + 200);
 }
 
 TEST(TimedMetadata, OfARadioStationComesWithItsSound) {

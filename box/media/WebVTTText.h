@@ -1,0 +1,48 @@
+#pragma once
+
+#include <string_view>
+#include <vector>
+
+#include "box/media/SubtitleCue.h"
+#include "box/media/SubtitleStyles.h"
+
+namespace box {
+
+/// Reads WebVTT, a whole text or one that comes in pieces (the segments of a stream): cues with
+/// their settings, regions, and the looks of the style sheets before them.
+///
+/// What is broken is left out up to the next blank line, so that one bad cue costs one cue.
+/// Bounded: cues, rules and regions.
+class WebVTTReader {
+ public:
+  /// `text` ends with a whole cue. Times are as they are written.
+  std::vector<SubtitleCue> read(std::string_view text);
+
+ private:
+  struct Region {
+    std::string identifier;
+    double width = 1;
+    double lines = 3;
+    double anchorX = 0;
+    double anchorY = 1;
+    double viewportX = 0;
+    double viewportY = 1;
+  };
+  void _readBlock(std::string_view block, std::vector<SubtitleCue>& cues);
+  bool _readCue(std::string_view identifier, std::string_view block,
+                std::vector<SubtitleCue>& cues);
+  void _readRegion(std::string_view settings);
+  void _placeInRegion(std::string_view identifier, CueLayout& layout) const;
+  void _readSettings(std::string_view settings, CueLayout& layout) const;
+
+  SubtitleStyles _styles;
+  std::vector<Region> _regions;
+};
+
+bool isWebVTT(std::string_view text);
+
+/// SubRip: numbered blocks of times and lines, with the tags of cueOfMarkup(). Where it is none, no
+/// cue comes of it.
+std::vector<SubtitleCue> cuesOfSubRip(std::string_view text);
+
+}  // namespace box
