@@ -16,8 +16,9 @@ Uint8 level(float value) {
 
 }  // namespace
 
-bool Blur::draw(SDL_Renderer* renderer, int width, int height, const SDL_FRect& place,
-                platform::Color veil, float alpha, const std::function<void()>& paint) {
+bool Blur::take(SDL_Renderer* renderer, int width, int height, platform::Color veil,
+                const std::function<void()>& paint) {
+  _taken = false;
   if (!_prepare(renderer, width, height)) return false;
   SDL_Texture* const screen = SDL_GetRenderTarget(renderer);
   SDL_SetRenderTarget(renderer, _levels[0].get());
@@ -41,7 +42,14 @@ bool Blur::draw(SDL_Renderer* renderer, int width, int height, const SDL_FRect& 
                          level(veil.alpha));
   SDL_RenderFillRect(renderer, nullptr);
   SDL_SetRenderTarget(renderer, screen);
+  _taken = true;
+  return true;
+}
 
+bool Blur::draw(SDL_Renderer* renderer, int width, int height, const SDL_FRect& place,
+                float alpha) {
+  if (!isOf(width, height)) return false;
+  _drawn = true;
   SDL_Texture* const blurred = _levels[kShownLevel].get();
   int blurredWidth = 0;
   int blurredHeight = 0;
@@ -67,13 +75,15 @@ void Blur::clear() {
   for (TexturePtr& level : _levels) level.reset();
   _width = 0;
   _height = 0;
+  _taken = false;
 }
 
 bool Blur::_prepare(SDL_Renderer* renderer, int width, int height) {
   if (width == _width && height == _height) return true;
   clear();
   for (std::size_t i = 0; i < kLevels; ++i) {
-    _levels[i].reset(SDL_CreateTexture(renderer, SDL_PIXELFORMAT_ARGB8888, SDL_TEXTUREACCESS_TARGET,
+    // Of the form that windows have: a software renderer scales between two forms by way of copies.
+    _levels[i].reset(SDL_CreateTexture(renderer, SDL_PIXELFORMAT_RGB888, SDL_TEXTUREACCESS_TARGET,
                                        std::max((width / kFirstDivisor) >> i, 1),
                                        std::max((height / kFirstDivisor) >> i, 1)));
     if (!_levels[i]) {

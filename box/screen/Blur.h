@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 #include <functional>
+#include <utility>
 
 #include "box/screen/Sdl.h"
 #include "platform/ui/Geometry.h"
@@ -16,10 +17,16 @@ namespace box {
 class Blur {
  public:
   /// Lets `paint` draw what lies beneath, in the coordinates of the whole output (`width` by
-  /// `height` pixels), and draws the part of it at `place`, blurred and under `veil`, onto the
-  /// current target. False when the renderer cannot.
-  bool draw(SDL_Renderer* renderer, int width, int height, const SDL_FRect& place,
-            platform::Color veil, float alpha, const std::function<void()>& paint);
+  /// `height` pixels), and keeps it blurred and under `veil`. False when the renderer cannot.
+  bool take(SDL_Renderer* renderer, int width, int height, platform::Color veil,
+            const std::function<void()>& paint);
+  /// Draws the part at `place` of what was taken for an output of that size onto the current
+  /// target; that may be long ago, as long as the same lies beneath. False when nothing was.
+  bool draw(SDL_Renderer* renderer, int width, int height, const SDL_FRect& place, float alpha);
+  /// Whether something was taken for an output of that size.
+  bool isOf(int width, int height) const { return _taken && width == _width && height == _height; }
+  /// Since the last call.
+  bool wasDrawn() { return std::exchange(_drawn, false); }
   void clear();
 
  private:
@@ -29,6 +36,8 @@ class Blur {
   std::array<TexturePtr, kLevels> _levels;  // each half as large as the one before
   int _width = 0;
   int _height = 0;
+  bool _taken = false;
+  bool _drawn = false;
 };
 
 }  // namespace box

@@ -23,16 +23,22 @@ void drawElement(Canvas& canvas, const platform::MessageElement& message,
 void drawElement(Canvas& canvas, const platform::SpinnerElement& spinner,
                  const platform::Rect& frame, platform::TimePoint now, float alpha);
 
-/// The text that goes with a video, at the lower edge of the video's `frame`.
-void drawSubtitle(Canvas& canvas, const std::string& text, const platform::Rect& frame,
-                  float alpha);
-
-/// A ring of dots around the middle of `frame`, at most the theme's size; moves with `sinceStart`.
-void drawSpinner(Canvas& canvas, const platform::Rect& frame, platform::Duration sinceStart,
+/// A ring of dots that fills `place`; moves with `sinceStart`.
+void drawSpinner(Canvas& canvas, const platform::Rect& place, platform::Duration sinceStart,
                  float alpha);
 /// `now` moves the sign of loading.
 void drawTransportBar(Canvas& canvas, const platform::TransportBarElement& bar,
                       const platform::Rect& frame, platform::TimePoint now, float alpha);
+
+/// Where the parts of the bar are in a frame, for a size of text.
+struct TransportBarLayout {
+  platform::Rect scrim;  ///< whole from the upper edge of `seek` down
+  platform::Rect seek;   ///< the time that is shown while a place is looked for
+  platform::Rect title;  ///< with the icon
+  platform::Rect track;
+  platform::Rect times;
+};
+TransportBarLayout transportBarLayout(const platform::Rect& frame, double textSize);
 
 /// What the bar says and shows, apart from how.
 struct TransportBarTexts {

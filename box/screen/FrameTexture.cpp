@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "box/screen/RendererChoice.h"
+
 namespace box {
 namespace {
 
@@ -42,12 +44,10 @@ Uint32 sdlFormat(VideoFormat format) {
 }
 
 /// 0, or SDL's failure.
-int upload(SDL_Texture* texture, const VideoFrame& frame) {
-  const auto data = [&](std::size_t plane) { return frame.planes[plane].data; };
-  const auto pitch = [&](std::size_t plane) {
-    return static_cast<int>(frame.planes[plane].stride);
-  };
-  switch (frame.format) {
+int upload(SDL_Texture* texture, VideoFormat format, const std::array<VideoPlane, 3>& planes) {
+  const auto data = [&](std::size_t plane) { return planes[plane].data; };
+  const auto pitch = [&](std::size_t plane) { return static_cast<int>(planes[plane].stride); };
+  switch (format) {
     case VideoFormat::NV12:
       return SDL_UpdateNVTexture(texture, nullptr, data(0), pitch(0), data(1), pitch(1));
     case VideoFormat::I420:
@@ -67,6 +67,8 @@ bool fitsRenderer(SDL_Renderer* renderer, int width, int height) {
          (info.max_texture_height <= 0 || height <= info.max_texture_height);
 }
 
+bool isWhole(double number) { return std::abs(number - std::round(number)) < 1e-6; }
+
 }  // namespace
 
 SDL_FRect fittedRect(const SDL_FRect& area, double pictureWidth, double pictureHeight) {
@@ -84,26 +86,53 @@ SDL_FRect fittedRect(const SDL_FRect& area, double pictureWidth, double pictureH
 bool FrameTexture::update(SDL_Renderer* renderer, const VideoFrame& frame) {
   _hasPicture = false;
   if (!isConsistent(frame) || !fitsRenderer(renderer, frame.width, frame.height)) return false;
-  if (!_texture || _format != frame.format || _width != frame.width || _height != frame.height) {
-    _texture.reset(SDL_CreateTexture(renderer, sdlFormat(frame.format), SDL_TEXTUREACCESS_STREAMING,
-                                     frame.width, frame.height));
-    if (!_texture) return false;
-    SDL_SetTextureScaleMode(_texture.get(), SDL_ScaleModeLinear);
-  }
-  _format = frame.format;
-  _width = frame.width;
-  _height = frame.height;
+  if (!_make(renderer, frame)) return false;
   _rotation = ((frame.rotationDegrees % 360) + 360) % 360;
-  _matrix = frame.matrix;
-  _fullRange = frame.fullRange;
   const bool validAspect = frame.pixelAspectNumerator > 0 && frame.pixelAspectDenominator > 0;
   _pixelAspect =
       validAspect ? static_cast<double>(frame.pixelAspectNumerator) / frame.pixelAspectDenominator
                   : 1;
-
-  _setConversion();
-  _hasPicture = upload(_texture.get(), frame) == 0;
+  _hasPicture = _fill(frame);
   return _hasPicture;
+}
+
+bool FrameTexture::_make(SDL_Renderer* renderer, const VideoFrame& frame) {
+  // A renderer that works by the processor would copy the planes before it converts them.
+  const bool convertsHere = frame.format != VideoFormat::BGRA && !isAccelerated(renderer);
+  const Colors colors = frame.format == VideoFormat::BGRA || convertsHere ? Colors::Own
+                        : frame.matrix == VideoMatrix::BT709              ? Colors::Matrix709
+                        : frame.fullRange                                 ? Colors::FullRange601
+                                                                          : Colors::Matrix601;
+  if (_texture && _format == frame.format && _width == frame.width && _height == frame.height &&
+      _colors == colors)
+    return true;
+  _convertsHere = convertsHere;
+  _colors = colors;
+  _format = frame.format;
+  _width = frame.width;
+  _height = frame.height;
+  // Some renderers keep to the conversion that was set when a texture was made.
+  _setConversion();
+  _texture.reset(SDL_CreateTexture(renderer,
+                                   sdlFormat(_convertsHere ? VideoFormat::BGRA : frame.format),
+                                   SDL_TEXTUREACCESS_STREAMING, frame.width, frame.height));
+  return _texture != nullptr;
+}
+
+bool FrameTexture::_fill(const VideoFrame& frame) {
+  if (_convertsHere) {
+    void* pixels = nullptr;
+    int pitch = 0;
+    if (SDL_LockTexture(_texture.get(), nullptr, &pixels, &pitch) != 0) return false;
+    convertToRgb(frame, static_cast<std::uint8_t*>(pixels), static_cast<std::size_t>(pitch));
+    SDL_UnlockTexture(_texture.get());
+    return true;
+  }
+  _setConversion();
+  // Renderers know no BT.709 of full range.
+  const bool needsStudioRange = frame.fullRange && _colors == Colors::Matrix709;
+  return upload(_texture.get(), frame.format,
+                needsStudioRange ? _studioRange.convert(frame) : frame.planes) == 0;
 }
 
 void FrameTexture::clear() {
@@ -111,39 +140,68 @@ void FrameTexture::clear() {
   _hasPicture = false;
 }
 
-SDL_FRect FrameTexture::draw(SDL_Renderer* renderer, const SDL_FRect& area, float alpha) const {
+bool FrameTexture::isPortrait() const { return _hasPicture && _shownHeight() > _shownWidth(); }
+
+SDL_FRect FrameTexture::draw(SDL_Renderer* renderer, const SDL_FRect& area, float alpha,
+                             Enlarging enlarging) const {
   if (!_hasPicture) return {area.x, area.y, 0, 0};
-  const bool sideways = _rotation == 90 || _rotation == 270;
-  const double width = _width * _pixelAspect;
-  const double height = _height;
-  const SDL_FRect place =
-      // NOLINTNEXTLINE(readability-suspicious-call-argument): a turned picture swaps them
-      sideways ? fittedRect(area, height, width) : fittedRect(area, width, height);
-  // The renderer turns around the middle of a rectangle that is given as if nothing were turned.
-  const SDL_FRect unturned = sideways
-                                 ? SDL_FRect{place.x + (place.w - place.h) / 2,
-                                             place.y + (place.h - place.w) / 2, place.h, place.w}
-                                 : place;
-  _setConversion();
+  const SDL_FRect place = fittedRect(area, _shownWidth(), _shownHeight());
   const bool opaque = alpha >= 1;
   SDL_SetTextureBlendMode(_texture.get(), opaque ? SDL_BLENDMODE_NONE : SDL_BLENDMODE_BLEND);
   SDL_SetTextureAlphaMod(_texture.get(),
                          static_cast<Uint8>(std::lround(std::clamp(alpha, 0.0F, 1.0F) * 255)));
-  if (_rotation == 0) {
-    SDL_RenderCopyF(renderer, _texture.get(), nullptr, &unturned);
-  } else {
-    SDL_RenderCopyExF(renderer, _texture.get(), nullptr, &unturned, _rotation, nullptr,
-                      SDL_FLIP_NONE);
-  }
+  float scaleX = 1;
+  float scaleY = 1;
+  SDL_RenderGetScale(renderer, &scaleX, &scaleY);
+  const double timesX = static_cast<double>(place.w * scaleX) / _shownWidth();
+  const double timesY = static_cast<double>(place.h * scaleY) / _shownHeight();
+  const bool exact = enlarging == Enlarging::Exact && isWhole(timesX) && isWhole(timesY) &&
+                     std::min(timesX, timesY) >= 1;
+  SDL_SetTextureScaleMode(_texture.get(), exact ? SDL_ScaleModeNearest : SDL_ScaleModeLinear);
+  _copy(renderer, place);
   return place;
 }
 
+void FrameTexture::drawOver(SDL_Renderer* renderer, const SDL_FRect& area) const {
+  if (!_hasPicture) return;
+  const double scale = std::max(static_cast<double>(area.w) / _shownWidth(),
+                                static_cast<double>(area.h) / _shownHeight());
+  const auto width = static_cast<float>(_shownWidth() * scale);
+  const auto height = static_cast<float>(_shownHeight() * scale);
+  SDL_SetTextureBlendMode(_texture.get(), SDL_BLENDMODE_NONE);
+  SDL_SetTextureAlphaMod(_texture.get(), 255);
+  SDL_SetTextureScaleMode(_texture.get(), SDL_ScaleModeLinear);
+  _copy(renderer, {area.x + (area.w - width) / 2, area.y + (area.h - height) / 2, width, height});
+}
+
+void FrameTexture::_copy(SDL_Renderer* renderer, const SDL_FRect& place) const {
+  _setConversion();
+  if (_rotation == 0) {
+    SDL_RenderCopyF(renderer, _texture.get(), nullptr, &place);
+  } else {
+    // The renderer turns around the middle of a rectangle that is given as if nothing were turned.
+    const SDL_FRect unturned = _isSideways()
+                                   ? SDL_FRect{place.x + (place.w - place.h) / 2,
+                                               place.y + (place.h - place.w) / 2, place.h, place.w}
+                                   : place;
+    SDL_RenderCopyExF(renderer, _texture.get(), nullptr, &unturned, _rotation, nullptr,
+                      SDL_FLIP_NONE);
+  }
+  // Others look at it when they come to draw: the next picture may be of another kind.
+  if (_colors != Colors::Own) SDL_RenderFlush(renderer);
+}
+
 void FrameTexture::_setConversion() const {
-  // There is no mode for full-range BT.709: wrong levels are seen sooner than slightly wrong hues.
-  const SDL_YUV_CONVERSION_MODE mode = _fullRange                      ? SDL_YUV_CONVERSION_JPEG
-                                       : _matrix == VideoMatrix::BT601 ? SDL_YUV_CONVERSION_BT601
-                                                                       : SDL_YUV_CONVERSION_BT709;
-  SDL_SetYUVConversionMode(mode);
+  switch (_colors) {
+    case Colors::Own:
+      return;
+    case Colors::Matrix601:
+      return SDL_SetYUVConversionMode(SDL_YUV_CONVERSION_BT601);
+    case Colors::Matrix709:
+      return SDL_SetYUVConversionMode(SDL_YUV_CONVERSION_BT709);
+    case Colors::FullRange601:
+      return SDL_SetYUVConversionMode(SDL_YUV_CONVERSION_JPEG);
+  }
 }
 
 }  // namespace box

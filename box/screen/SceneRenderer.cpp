@@ -1,6 +1,7 @@
 #include "box/screen/SceneRenderer.h"
 
 #include <algorithm>
+#include <utility>
 #include <variant>
 
 #include "box/media/FrameLayer.h"
@@ -22,13 +23,15 @@ std::shared_ptr<VideoFrames> framesOf(const platform::LayerElement& element) {
 }
 
 template <typename Visit>
+void visitVideo(const platform::SceneElement& element, const Visit& visit) {
+  if (const auto* video = std::get_if<platform::VideoElement>(&element)) visit(video->output);
+  if (const auto* layer = std::get_if<platform::LayerElement>(&element)) visit(framesOf(*layer));
+}
+
+template <typename Visit>
 void visitVideos(const std::vector<SceneNode>& nodes, const Visit& visit) {
   for (const SceneNode& node : nodes) {
-    for (const auto& element : node.elements) {
-      if (const auto* video = std::get_if<platform::VideoElement>(&element)) visit(video->output);
-      if (const auto* layer = std::get_if<platform::LayerElement>(&element))
-        visit(framesOf(*layer));
-    }
+    for (const auto& element : node.elements) visitVideo(element, visit);
     visitVideos(node.children, visit);
   }
 }
@@ -53,11 +56,27 @@ class SceneRenderer::Walk {
   }
   bool animates() const { return _animates; }
 
+  /// What run() would draw, without drawing it.
+  std::vector<Drawn> list() {
+    std::vector<Drawn> drawn;
+    _list = &drawn;
+    run();
+    _list = nullptr;
+    return drawn;
+  }
+
  private:
   float _alpha(const SceneNode& node, float parentAlpha) const {
     // Groups multiply down: drawing each into a texture of its own would cost more than a frame's
     // time.
-    return parentAlpha * std::clamp(node.alpha.at(_now), 0.0F, 1.0F);
+    return parentAlpha * std::clamp(_fade(node).at(_now), 0.0F, 1.0F);
+  }
+
+  /// Where motion is reduced, what would fade is there, or gone, from the start.
+  platform::AnimatedAlpha _fade(const SceneNode& node) const {
+    platform::AnimatedAlpha fade = node.alpha;
+    if (_canvas.reducedMotion()) fade.duration = std::min(fade.duration, platform::Duration(1));
+    return fade;
   }
 
   /// Remembers the last element that hides all before it. False when the walk has reached its end.
@@ -73,6 +92,9 @@ class SceneRenderer::Walk {
                           (!_end && std::holds_alternative<platform::BlurElement>(element)) ||
                           (fill && fill->color.alpha >= 1);
       if (covers && opaque) _cover = &element;
+      // Texts make room for it as it appears.
+      if (std::holds_alternative<platform::TransportBarElement>(element))
+        _covered = theme::kSubtitleRoomForBar * static_cast<double>(std::min(alpha, 1.0F));
     }
     for (const SceneNode& child : node.children) {
       if (!_findCover(child, alpha)) return false;
@@ -82,20 +104,26 @@ class SceneRenderer::Walk {
 
   /// False when the walk has reached its end.
   bool _paint(const SceneNode& node, float parentAlpha) {
-    if (node.alpha.isRunning(_now)) _animates = true;
+    if (_fade(node).isRunning(_now)) _animates = true;
     const float alpha = _alpha(node, parentAlpha);
     const bool visible = alpha > 0;
     for (const auto& element : node.elements) {
       if (&element == _end) return false;
       if (&element == _cover) _hidden = false;
-      if (visible && !_hidden)
+      if (!visible || _hidden) continue;
+      if (_list) {
+        _list->push_back(_described(element, node.frame, alpha));
+      } else {
         std::visit([&](const auto& kind) { _draw(kind, &element, node.frame, alpha); }, element);
+      }
     }
     for (const SceneNode& child : node.children) {
       if (!_paint(child, alpha)) return false;
     }
     return true;
   }
+
+  Drawn _described(const platform::SceneElement& element, const Rect& frame, float alpha) const;
 
   template <typename Element>
   void _draw(const Element& element, const void*, const Rect& frame, float alpha) {
@@ -119,38 +147,62 @@ class SceneRenderer::Walk {
     drawTransportBar(_canvas, bar, frame, _now, alpha);
   }
   void _draw(const platform::VideoElement& element, const void*, const Rect& frame, float alpha) {
-    _drawVideo(element.output.get(), frame, alpha);
+    _drawVideo(element.output.get(), frame, alpha, Enlarging::Soft);
   }
   void _draw(const platform::LayerElement& element, const void*, const Rect& frame, float alpha) {
-    _drawVideo(framesOf(element).get(), frame, alpha);
+    const auto frames = framesOf(element);
+    if (frames) _takeBackdrop(*frames, frame);
+    _drawVideo(frames.get(), frame, alpha, Enlarging::Exact);
   }
-  void _drawVideo(const platform::VideoOutput* output, const Rect& frame, float alpha);
+  void _drawVideo(const platform::VideoOutput* output, const Rect& frame, float alpha,
+                  Enlarging enlarging);
+  void _takeBackdrop(const VideoFrames& frames, const Rect& frame);
+  void _drawSubtitles(const Video& video, const SDL_FRect& area, const SDL_FRect& place,
+                      float alpha);
   void _draw(const platform::BlurElement& element, const void* self, const Rect& frame,
              float alpha);
+  bool _takeBlur(const void* self);
 
   SceneRenderer& _renderer;
   Canvas& _canvas;
   const Scene& _scene;
   const platform::TimePoint _now;
-  const void* const _end;        // null: to the end of the scene
-  const void* _cover = nullptr;  // nothing is drawn before it
-  bool _hidden = false;          // the cover is still to come
+  const void* const _end;               // null: to the end of the scene
+  const void* _cover = nullptr;         // nothing is drawn before it
+  bool _hidden = false;                 // the cover is still to come
+  std::vector<Drawn>* _list = nullptr;  // instead of drawing
   bool _animates = false;
-  bool _black = true;  // so far, everywhere
+  bool _backdrop = false;  // around the picture that comes next
+  double _covered = 0;     // points at the lower edge
+  bool _black = true;      // so far, everywhere
 };
 
+SceneRenderer::Drawn SceneRenderer::Walk::_described(const platform::SceneElement& element,
+                                                     const Rect& frame, float alpha) const {
+  Drawn drawn{frame, alpha, element, 0, {}, nullptr};
+  visitVideo(element, [&](const auto& output) {
+    if (!output) return;
+    const Video& video = _renderer._video(*output);
+    drawn.serial = video.serial;
+    if (!video.subtitles || video.time < 0) return;
+    drawn.texts = video.subtitles->at(video.time);
+    drawn.styles = video.subtitles->styles();
+  });
+  return drawn;
+}
+
 void SceneRenderer::Walk::_drawVideo(const platform::VideoOutput* output, const Rect& frame,
-                                     float alpha) {
+                                     float alpha, Enlarging enlarging) {
   const SDL_FRect area = _canvas.pixels(frame);
   SDL_FRect place{area.x, area.y, 0, 0};
   // On black, a picture that is darkened looks the same as one that lets the black through, and
   // costs a fraction of it where the processor does the blending.
   const bool darkens = alpha < 1 && _black;
-  std::string subtitle;
+  const Video* shown = nullptr;
   if (output) {
     const Video& video = _renderer._video(*output);
-    place = video.texture.draw(_canvas.renderer(), area, darkens ? 1 : alpha);
-    subtitle = video.subtitle();
+    shown = &video;
+    place = video.texture.draw(_canvas.renderer(), area, darkens ? 1 : alpha, enlarging);
   }
   // Around the picture only: black beneath a picture that fades would darken it.
   if (place.w <= 0 || place.h <= 0) {
@@ -161,31 +213,84 @@ void SceneRenderer::Walk::_drawVideo(const platform::VideoOutput* output, const 
   if (darkens) _canvas.fillPixels(place, platform::kBlack, 1 - alpha);
   const float right = place.x + place.w;
   const float bottom = place.y + place.h;
-  _canvas.fillPixels({area.x, area.y, area.w, place.y - area.y}, platform::kBlack, alpha);
-  _canvas.fillPixels({area.x, bottom, area.w, area.y + area.h - bottom}, platform::kBlack, alpha);
-  _canvas.fillPixels({area.x, place.y, place.x - area.x, place.h}, platform::kBlack, alpha);
-  _canvas.fillPixels({right, place.y, area.x + area.w - right, place.h}, platform::kBlack, alpha);
-  if (!subtitle.empty()) drawSubtitle(_canvas, subtitle, frame, alpha);
+  const SDL_FRect around[]{{area.x, area.y, area.w, place.y - area.y},
+                           {area.x, bottom, area.w, area.y + area.h - bottom},
+                           {area.x, place.y, place.x - area.x, place.h},
+                           {right, place.y, area.x + area.w - right, place.h}};
+  const bool hasBackdrop = std::exchange(_backdrop, false);
+  for (const SDL_FRect& bar : around) {
+    if (!hasBackdrop || !_renderer._backdrop.draw(_canvas.renderer(), _canvas.outputWidth(),
+                                                  _canvas.outputHeight(), bar, alpha))
+      _canvas.fillPixels(bar, platform::kBlack, alpha);
+  }
+  _drawSubtitles(*shown, area, place, alpha);
+}
+
+void SceneRenderer::Walk::_drawSubtitles(const Video& video, const SDL_FRect& area,
+                                         const SDL_FRect& place, float alpha) {
+  if (!video.subtitles || video.time < 0) return;
+  const auto cues = video.subtitles->at(video.time);
+  if (cues.empty()) return;
+  const SubtitleFrame frame{.area = area,
+                            .picture = place,
+                            .covered = static_cast<float>(_covered * _canvas.scale()),
+                            .textSize = _canvas.textSize()};
+  _renderer._subtitles.draw(_canvas.renderer(), cues, video.subtitles->styles(), frame, alpha);
 }
 
 void SceneRenderer::Walk::_draw(const platform::BlurElement&, const void* self, const Rect& frame,
                                 float alpha) {
   _black = false;
-  const auto paint = [&] {
-    Walk beneath(_renderer, _scene, _now, self);
-    beneath.run();
-    _animates = _animates || beneath._animates;
-  };
   // A blur beneath a blur is only dark: nobody sees the difference.
-  if (_end ||
+  if (_end || !_takeBlur(self) ||
       !_renderer._blur.draw(_canvas.renderer(), _canvas.outputWidth(), _canvas.outputHeight(),
-                            _canvas.pixels(frame), theme::kBlurDarkening, alpha, paint)) {
+                            _canvas.pixels(frame), alpha)) {
     _canvas.fill(frame, theme::kBlurDarkening, alpha);
   }
 }
 
-SceneRenderer::SceneRenderer(SDL_Renderer* renderer, TextRenderer& texts)
-    : _renderer(renderer), _texts(texts), _canvas(renderer, texts, _shapes) {}
+bool SceneRenderer::Walk::_takeBlur(const void* self) {
+  std::vector<Drawn> beneath = Walk(_renderer, _scene, _now, self).list();
+  if (_renderer._blurred == beneath &&
+      _renderer._blur.isOf(_canvas.outputWidth(), _canvas.outputHeight()))
+    return true;
+  bool moves = false;
+  const auto paint = [&] {
+    Walk walk(_renderer, _scene, _now, self);
+    walk.run();
+    moves = walk._animates;
+  };
+  const bool taken = _renderer._blur.take(_canvas.renderer(), _canvas.outputWidth(),
+                                          _canvas.outputHeight(), theme::kBlurDarkening, paint);
+  _animates = _animates || moves;
+  // What moves by itself does not look the same with the next frame.
+  if (taken && !moves) {
+    _renderer._blurred = std::move(beneath);
+  } else {
+    _renderer._blurred.reset();
+  }
+  return taken;
+}
+
+void SceneRenderer::Walk::_takeBackdrop(const VideoFrames& frames, const Rect& frame) {
+  const Video& video = _renderer._video(frames);
+  // Beneath a blur the bars are seen by nobody.
+  if (_end || !video.texture.isPortrait()) return;
+  const std::pair<const void*, std::uint64_t> of{&frames, video.serial};
+  const SDL_FRect area = _canvas.pixels(frame);
+  _backdrop = (_renderer._backdropOf == of &&
+               _renderer._backdrop.isOf(_canvas.outputWidth(), _canvas.outputHeight())) ||
+              _renderer._backdrop.take(_canvas.renderer(), _canvas.outputWidth(),
+                                       _canvas.outputHeight(), theme::kBlurDarkening,
+                                       [&] { video.texture.drawOver(_canvas.renderer(), area); });
+  if (_backdrop) _renderer._backdropOf = of;
+}
+
+SceneRenderer::SceneRenderer(SDL_Renderer* renderer, TextRenderer& texts, AccessOptions access)
+    : _renderer(renderer),
+      _texts(texts),
+      _canvas(renderer, texts, _shapes, access),
+      _subtitles(texts) {}
 
 SceneRenderer::~SceneRenderer() { _texts.clear(); }
 
@@ -201,12 +306,17 @@ bool SceneRenderer::draw(const Scene& scene, int width, int height, platform::Ti
   SDL_RenderClear(_renderer);
   Walk walk(*this, scene, now, nullptr);
   walk.run();
+  _dropUnusedBlurs();
   return walk.animates();
 }
 
-void SceneRenderer::didPresent() {
-  for (const auto& frame : _fresh) frame->wasShown();
-  _fresh.clear();
+std::vector<ShownPicture> SceneRenderer::didPresent() {
+  std::vector<ShownPicture> pictures;
+  for (const Fresh& fresh : std::exchange(_fresh, {})) {
+    fresh.frame->wasShown();
+    pictures.push_back(fresh.picture);
+  }
+  return pictures;
 }
 
 void SceneRenderer::forgetTextures() {
@@ -214,6 +324,9 @@ void SceneRenderer::forgetTextures() {
   _shapes.clear();
   _videos.clear();
   _blur.clear();
+  _blurred.reset();
+  _backdrop.clear();
+  _subtitles.clear();
 }
 
 SceneRenderer::Video& SceneRenderer::_video(const platform::VideoOutput& output) {
@@ -223,16 +336,24 @@ SceneRenderer::Video& SceneRenderer::_video(const platform::VideoOutput& output)
   const std::uint64_t serial = frames->serial();
   if (serial == video.serial) return video;
   // The serial is read first: a picture that comes in between is taken again, never missed.
+  const std::uint64_t missed = serial - video.serial - 1;
   video.serial = serial;
   const auto frame = frames->latest();
   video.time = frame ? frame->time : -1;
   video.subtitles = frame ? frame->subtitles : nullptr;
   if (frame) {
-    if (video.texture.update(_renderer, *frame)) _fresh.push_back(frame);
+    if (video.texture.update(_renderer, *frame))
+      _fresh.push_back({frame, {&output, frame->due, missed}});
   } else {
     video.texture.clear();
   }
   return video;
+}
+
+void SceneRenderer::_dropUnusedBlurs() {
+  // A blur holds what it was taken of.
+  if (!_blur.wasDrawn()) _blurred.reset();
+  if (!_backdrop.wasDrawn()) _backdrop.clear();
 }
 
 void SceneRenderer::_dropUnusedVideos() {

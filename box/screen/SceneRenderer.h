@@ -2,14 +2,18 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "box/media/VideoFrames.h"
 #include "box/screen/Blur.h"
 #include "box/screen/Canvas.h"
 #include "box/screen/FrameTexture.h"
+#include "box/screen/JudderMeter.h"
 #include "box/screen/Sdl.h"
+#include "box/screen/Subtitles.h"
 #include "platform/ui/Scene.h"
 
 namespace box {
@@ -24,7 +28,7 @@ namespace box {
 /// left without textures.
 class SceneRenderer {
  public:
-  SceneRenderer(SDL_Renderer* renderer, TextRenderer& texts);
+  SceneRenderer(SDL_Renderer* renderer, TextRenderer& texts, AccessOptions access = {});
   ~SceneRenderer();
   SceneRenderer(const SceneRenderer&) = delete;
   SceneRenderer& operator=(const SceneRenderer&) = delete;
@@ -33,8 +37,9 @@ class SceneRenderer {
   /// different although nothing new comes (an animation runs, a spinner turns).
   bool draw(const platform::Scene& scene, int width, int height, platform::TimePoint now);
 
-  /// What draw() has painted is on screen: pictures that are shown for the first time hear of it.
-  void didPresent();
+  /// What draw() has painted is on screen: pictures that are shown for the first time hear of it,
+  /// and are returned.
+  std::vector<ShownPicture> didPresent();
 
   /// Everything that the renderer held is gone (the device was reset).
   void forgetTextures();
@@ -46,23 +51,38 @@ class SceneRenderer {
     double time = -1;  // of the picture
     std::shared_ptr<const SubtitleCues> subtitles;
     bool used = false;
-
-    std::string subtitle() const {
-      return subtitles && time >= 0 ? subtitles->textAt(time) : std::string();
-    }
+  };
+  /// An element as it is drawn; two that are equal look the same, unless they move by themselves.
+  struct Drawn {
+    platform::Rect frame;
+    float alpha = 1;
+    platform::SceneElement element;
+    std::uint64_t serial = 0;  // of its picture
+    SubtitleCues::Cues texts;
+    std::shared_ptr<const SubtitleStyles> styles;
+    bool operator==(const Drawn&) const = default;
   };
   class Walk;
 
   Video& _video(const platform::VideoOutput& output);
   void _dropUnusedVideos();
+  void _dropUnusedBlurs();
 
   SDL_Renderer* const _renderer;
   TextRenderer& _texts;
   Shapes _shapes;
   Canvas _canvas;
   std::map<const platform::VideoOutput*, Video> _videos;
-  std::vector<std::shared_ptr<const VideoFrame>> _fresh;  // painted, not yet presented
+  struct Fresh {
+    std::shared_ptr<const VideoFrame> frame;
+    ShownPicture picture;
+  };
+  std::vector<Fresh> _fresh;  // painted, not yet presented
   Blur _blur;
+  std::optional<std::vector<Drawn>> _blurred;  // what is in it; none when that moves
+  Blur _backdrop;                              // of a portrait picture
+  std::pair<const void*, std::uint64_t> _backdropOf;
+  Subtitles _subtitles;
 };
 
 /// The videos that a scene shows, those of layers too.

@@ -160,6 +160,10 @@ void Screen::setScene(std::shared_ptr<const platform::Scene> scene) {
   _state->thread->setScene(std::move(scene));
 }
 
+void Screen::setKeepsDisplayOn(bool keepsOn) {
+  if (_state->thread) _state->thread->setKeepsDisplayOn(keepsOn);
+}
+
 void Screen::setInputHandler(std::function<void(const platform::InputEvent&)> handler) {
   _state->inputHandler = std::move(handler);
 }

@@ -39,6 +39,10 @@ class Screen final : public platform::Screen {
   void setClosedHandler(std::function<void()> handler) override;
   void capture(std::function<void(std::shared_ptr<const platform::Bytes> png)> completion) override;
 
+  /// Whether the display may go dark by itself while the screen is open. It may not from open() on
+  /// until this says otherwise.
+  void setKeepsDisplayOn(bool keepsOn);
+
   FrameStatistics statistics() const;
 
  private:

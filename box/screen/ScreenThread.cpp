@@ -41,13 +41,16 @@ ScreenThread::~ScreenThread() {
 void ScreenThread::open(std::uint64_t session) { _post(Open{session}); }
 void ScreenThread::close() { _post(Close{}); }
 void ScreenThread::capture(std::uint64_t id) { _post(Capture{id}); }
+void ScreenThread::setKeepsDisplayOn(bool keepsOn) { _post(KeepDisplayOn{keepsOn}); }
 void ScreenThread::setScene(std::shared_ptr<const platform::Scene> scene) {
   _post(SetScene{std::move(scene)});
 }
 
 FrameStatistics ScreenThread::statistics() const {
   const std::lock_guard lock(_statisticsMutex);
-  return _statistics;
+  FrameStatistics statistics = _statistics;
+  statistics.judder = _judder.statistics();
+  return statistics;
 }
 
 void ScreenThread::_post(Command command) {
@@ -66,7 +69,7 @@ void ScreenThread::_post(Command command) {
 
 void ScreenThread::_run() {
   VideoSystem video;
-  TextRenderer texts;
+  TextRenderer texts(_options.language);
   _video = &video;
   _texts = &texts;
   std::string reason;
@@ -92,6 +95,15 @@ std::deque<ScreenThread::Command> ScreenThread::_takeCommands() {
   return std::exchange(_commands, {});
 }
 
+void ScreenThread::_execute(const KeepDisplayOn& command) {
+  if (!_window) return;
+  if (command.keepsOn) {
+    SDL_DisableScreenSaver();
+  } else {
+    SDL_EnableScreenSaver();
+  }
+}
+
 void ScreenThread::_execute(const Open& command) {
   if (!_window) {
     std::string reason;
@@ -104,6 +116,9 @@ void ScreenThread::_execute(const Open& command) {
     }
     if (!isAccelerated(SDL_GetRenderer(_window->window()))) letOthersGoFirst();
     _damaged = true;
+    // Where presenting waits for the display, this only bounds it should it not.
+    const platform::Duration refresh = _window->refreshInterval();
+    _pace = RefreshPace(_window->followsDisplay() ? refresh / 2 : refresh);
   }
   _session = command.session;
   _events.opened(command.session, std::nullopt);
@@ -123,9 +138,9 @@ void ScreenThread::_execute(const Capture& command) {
     _events.captured(command.id, nullptr);
     return;
   }
-  // What is due is drawn as ever, and then once more to be read: a capture changes no count of
+  // What is new is drawn as ever, and then once more to be read: a capture changes no count of
   // frames.
-  _drawIfNeeded();
+  if (_damaged || _signal->videoChanged) _draw();
   PixelRows rows = _window->capture(_scene ? *_scene : emptyScene(), _clock.now());
   // Encoding takes as long as several frames. One picture at a time: who asks faster than that
   // waits.
@@ -210,34 +225,38 @@ void ScreenThread::_handleWindow(const SDL_WindowEvent& event) {
 }
 
 void ScreenThread::_drawIfNeeded() {
-  if (!_window) return;
+  if (!_needsFrame()) return;
+  const platform::TimePoint now = _clock.now();
+  if (_pace.earliest(now) <= now) _draw();
+}
+
+void ScreenThread::_draw() {
   const auto begin = SteadyClock::now();
-  // A new picture and a new scene are drawn at once. What moves by itself goes along with them, and
-  // fills in where they are slower.
-  const bool pictureIsNew = _signal->videoChanged;
-  if (!_damaged && !pictureIsNew && !(_moves && begin >= _nextFrame)) return;
+  const platform::TimePoint now = _clock.now();
   // Before the picture is taken: one that comes now is drawn the next time.
   _signal->videoChanged = false;
   _damaged = false;
-  _moves = _window->draw(_scene ? *_scene : emptyScene(), _clock.now());
-  _nextFrame = begin + _window->frameInterval();
-  // The next picture is due then too: it may be a little late without costing a frame of its own.
-  if (pictureIsNew) _nextFrame += _window->frameInterval() / 4;
+  _pace.drawn(now);
+  _moves = _window->draw(_scene ? *_scene : emptyScene(), now);
   _countFrame(SteadyClock::now() - begin);
 }
 
 void ScreenThread::_countFrame(platform::Duration cost) {
   const double milliseconds = platform::secondsFromDuration(cost) * 1000;
+  const platform::TimePoint now = _clock.now();
   const std::lock_guard lock(_statisticsMutex);
   ++_statistics.frames;
   _statistics.averageMilliseconds +=
       (milliseconds - _statistics.averageMilliseconds) / static_cast<double>(_statistics.frames);
   _statistics.longestMilliseconds = std::max(_statistics.longestMilliseconds, milliseconds);
+  for (const ShownPicture& picture : _window->shown())
+    _judder.shown(picture, now, _window->refreshInterval());
 }
 
 std::optional<platform::Duration> ScreenThread::_timeToNextFrame() const {
-  if (!_window || !_moves) return std::nullopt;
-  return std::max<platform::Duration>(_nextFrame - SteadyClock::now(), platform::Duration::zero());
+  if (!_needsFrame()) return std::nullopt;
+  const platform::TimePoint now = _clock.now();
+  return _pace.earliest(now) - now;
 }
 
 }  // namespace box

@@ -13,6 +13,8 @@
 #include <vector>
 
 #include "box/media/VideoFrames.h"
+#include "box/screen/JudderMeter.h"
+#include "box/screen/RefreshPace.h"
 #include "box/screen/ScreenInput.h"
 #include "box/screen/ScreenOptions.h"
 #include "box/screen/ScreenWaker.h"
@@ -30,7 +32,7 @@ namespace box {
 /// It takes commands from a mailbox and answers through its events. Closed, it sleeps until a
 /// command comes. Open, it sleeps until a command, an input, a new picture of a video that the
 /// scene shows, or the next frame of what moves by itself, and draws only when one of these changed
-/// the picture.
+/// the picture, at most once in each refresh of the display.
 ///
 /// Threads: the operations from any thread, none of them waits for the thread's work; the events on
 /// the screen's thread, without a lock held. The destructor waits for the frame in progress.
@@ -57,6 +59,8 @@ class ScreenThread {
   void close();
   void setScene(std::shared_ptr<const platform::Scene> scene);
   void capture(std::uint64_t id);
+  /// Whether the display may go dark while the window is open; it may not when that opens.
+  void setKeepsDisplayOn(bool keepsOn);
 
   FrameStatistics statistics() const;
 
@@ -71,8 +75,11 @@ class ScreenThread {
   struct Capture {
     std::uint64_t id;
   };
+  struct KeepDisplayOn {
+    bool keepsOn;
+  };
   struct Stop {};
-  using Command = std::variant<Open, Close, SetScene, Capture, Stop>;
+  using Command = std::variant<Open, Close, SetScene, Capture, KeepDisplayOn, Stop>;
 
   /// What the wake-ups of videos share with the thread: they may come while it goes down.
   struct Signal {
@@ -87,12 +94,15 @@ class ScreenThread {
   void _execute(const Close&) { _closeWindow(); }
   void _execute(const SetScene& command);
   void _execute(const Capture& command);
+  void _execute(const KeepDisplayOn& command);
   void _execute(const Stop&) { _stopping = true; }
   void _closeWindow();
   void _watchVideos(std::vector<std::shared_ptr<VideoFrames>> videos);
   void _handle(const SDL_Event& event);
   void _handleWindow(const SDL_WindowEvent& event);
+  bool _needsFrame() const { return _window && (_damaged || _signal->videoChanged || _moves); }
   void _drawIfNeeded();
+  void _draw();
   void _countFrame(platform::Duration cost);
   std::optional<platform::Duration> _timeToNextFrame() const;
 
@@ -105,7 +115,8 @@ class ScreenThread {
   std::deque<Command> _commands;  // protected by `_mutex`
 
   mutable std::mutex _statisticsMutex;
-  FrameStatistics _statistics;  // protected by `_statisticsMutex`
+  FrameStatistics _statistics;  // protected by `_statisticsMutex`, but for the judder
+  JudderMeter _judder;          // likewise
 
   // The screen's thread's own.
   VideoSystem* _video = nullptr;
@@ -118,7 +129,7 @@ class ScreenThread {
   bool _stopping = false;
   bool _damaged = false;
   bool _moves = false;
-  std::chrono::steady_clock::time_point _nextFrame;
+  RefreshPace _pace;
 
   std::thread _encoder;  // of the last capture
 

@@ -57,7 +57,8 @@ std::optional<SDL_Event> ScreenWaker::_sleepInEventQueue(std::optional<platform:
     return std::nullopt;
   }
   using std::chrono::milliseconds;
-  const auto whole = std::chrono::duration_cast<milliseconds>(*limit);
+  // Rounded up: what is left of a millisecond would be waited for without a rest.
+  const auto whole = std::chrono::ceil<milliseconds>(*limit);
   const auto bounded = std::clamp(whole, milliseconds(0), milliseconds(60000));
   if (SDL_WaitEventTimeout(&event, static_cast<int>(bounded.count())) == 1) return event;
   return std::nullopt;

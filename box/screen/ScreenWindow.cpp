@@ -4,8 +4,6 @@
 #include <cmath>
 #include <utility>
 
-#include "box/screen/RendererChoice.h"
-
 namespace box {
 namespace {
 
@@ -24,13 +22,11 @@ WindowPtr makeWindow(const ScreenOptions& options, bool inMemory) {
                                     static_cast<int>(std::lround(size.height)), flags));
 }
 
-platform::Duration frameInterval(SDL_Window* window, SDL_Renderer* renderer) {
+platform::Duration refreshInterval(SDL_Window* window) {
   SDL_DisplayMode mode{};
   const bool known = SDL_GetWindowDisplayMode(window, &mode) == 0 && mode.refresh_rate > 0;
-  const platform::Duration interval = std::chrono::nanoseconds(std::chrono::seconds(1)) /
-                                      (known ? mode.refresh_rate : kUsualRefreshRate);
-  // Where the display sets the pace, this only bounds it should it not.
-  return isAccelerated(renderer) ? interval / 2 : interval;
+  return std::chrono::nanoseconds(std::chrono::seconds(1)) /
+         (known ? mode.refresh_rate : kUsualRefreshRate);
 }
 
 }  // namespace
@@ -44,14 +40,15 @@ std::unique_ptr<ScreenWindow> ScreenWindow::open(const ScreenOptions& options, b
     return nullptr;
   }
   return std::unique_ptr<ScreenWindow>(
-      new ScreenWindow(std::move(window), std::move(renderer), texts));
+      new ScreenWindow(std::move(window), std::move(renderer), texts, options.access));
 }
 
-ScreenWindow::ScreenWindow(WindowPtr window, RendererPtr renderer, TextRenderer& texts)
+ScreenWindow::ScreenWindow(WindowPtr window, RendererPtr renderer, TextRenderer& texts,
+                           AccessOptions access)
     : _window(std::move(window)),
       _renderer(std::move(renderer)),
-      _scenes(std::make_unique<SceneRenderer>(_renderer.get(), texts)),
-      _interval(box::frameInterval(_window.get(), _renderer.get())) {
+      _scenes(std::make_unique<SceneRenderer>(_renderer.get(), texts, access)),
+      _interval(box::refreshInterval(_window.get())) {
   SDL_DisableScreenSaver();
   SDL_ShowCursor(SDL_DISABLE);
 }
@@ -85,7 +82,7 @@ PixelRows ScreenWindow::capture(const platform::Scene& scene, platform::TimePoin
 
 void ScreenWindow::_present() {
   SDL_RenderPresent(_renderer.get());
-  _scenes->didPresent();
+  _shown = _scenes->didPresent();
 }
 
 bool ScreenWindow::_paint(const platform::Scene& scene, platform::TimePoint now) {

@@ -2,8 +2,10 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "box/screen/CairoTexture.h"
+#include "box/screen/RendererChoice.h"
 #include "box/screen/SceneRenderer.h"
 #include "box/screen/ScreenOptions.h"
 #include "box/screen/Sdl.h"
@@ -27,17 +29,21 @@ class ScreenWindow {
 
   SDL_Window* window() const { return _window.get(); }
   bool owns(const SDL_Event& event) const;
-  /// Between two frames of an animation; less where presenting waits for the display itself.
-  platform::Duration frameInterval() const { return _interval; }
+  /// From one refresh of the display to the next.
+  platform::Duration refreshInterval() const { return _interval; }
+  /// Whether presenting waits for the display.
+  bool followsDisplay() const { return isAccelerated(_renderer.get()); }
 
-  /// Draws and presents; returns whether the picture moves by itself.
+  /// Draws and presents; returns whether the picture moves by itself. The pictures that are seen
+  /// for the first time are in shown() until the next one.
   bool draw(const platform::Scene& scene, platform::TimePoint now);
+  const std::vector<ShownPicture>& shown() const { return _shown; }
   /// The same, and the pixels of it; none when they cannot be read.
   PixelRows capture(const platform::Scene& scene, platform::TimePoint now);
   void forgetTextures() { _scenes->forgetTextures(); }
 
  private:
-  ScreenWindow(WindowPtr window, RendererPtr renderer, TextRenderer& texts);
+  ScreenWindow(WindowPtr window, RendererPtr renderer, TextRenderer& texts, AccessOptions access);
   void _present();
   bool _paint(const platform::Scene& scene, platform::TimePoint now);
 
@@ -45,6 +51,7 @@ class ScreenWindow {
   const RendererPtr _renderer;
   std::unique_ptr<SceneRenderer> _scenes;
   platform::Duration _interval{};
+  std::vector<ShownPicture> _shown;
   int _width = 0;
   int _height = 0;
 };

@@ -1,9 +1,13 @@
 #include "box/screen/Shapes.h"
 
 #include <algorithm>
+#include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <numbers>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "box/screen/CairoTexture.h"
 
@@ -42,23 +46,6 @@ void triangle(cairo_t* cairo, double base, double tip, double height) {
   cairo_fill(cairo);
 }
 
-void scrim(cairo_t* cairo, const platform::Color& color, double width, double height) {
-  cairo_pattern_t* gradient = cairo_pattern_create_linear(0, 0, 0, height);
-  // Eased, so that the upper edge is not seen.
-  constexpr int kStops = 12;
-  for (int i = 0; i <= kStops; ++i) {
-    const double at = static_cast<double>(i) / kStops;
-    const double eased = at * at * (3 - 2 * at);
-    cairo_pattern_add_color_stop_rgba(
-        gradient, at, static_cast<double>(color.red), static_cast<double>(color.green),
-        static_cast<double>(color.blue), static_cast<double>(color.alpha) * eased);
-  }
-  cairo_set_source(cairo, gradient);
-  cairo_rectangle(cairo, 0, 0, width, height);
-  cairo_fill(cairo);
-  cairo_pattern_destroy(gradient);
-}
-
 void draw(const CairoPicture& picture, const Shape& shape, double width, double height,
           double scale) {
   cairo_t* cairo = picture.context();
@@ -75,7 +62,7 @@ void draw(const CairoPicture& picture, const Shape& shape, double width, double 
       cairo_fill(cairo);
       break;
     case ShapeKind::Outline: {
-      const double line = std::max(shape.line * scale, 1.0);
+      const double line = outlinePixels(shape, scale);
       roundedPath(cairo, line / 2, width, height, shape.radius * scale);
       cairo_set_line_width(cairo, line);
       cairo_stroke(cairo);
@@ -111,8 +98,14 @@ void draw(const CairoPicture& picture, const Shape& shape, double width, double 
       triangle(cairo, width * 0.53, 0, height * 0.76);
       triangle(cairo, width, width * 0.47, height * 0.76);
       break;
-    case ShapeKind::Scrim:
-      scrim(cairo, ink, width, height);
+    case ShapeKind::Check:
+      cairo_move_to(cairo, width * 0.14, height * 0.54);
+      cairo_line_to(cairo, width * 0.40, height * 0.80);
+      cairo_line_to(cairo, width * 0.88, height * 0.24);
+      cairo_set_line_width(cairo, height * 0.13);
+      cairo_set_line_cap(cairo, CAIRO_LINE_CAP_ROUND);
+      cairo_set_line_join(cairo, CAIRO_LINE_JOIN_ROUND);
+      cairo_stroke(cairo);
       break;
   }
   cairo_pop_group_to_source(cairo);
@@ -120,6 +113,10 @@ void draw(const CairoPicture& picture, const Shape& shape, double width, double 
 }
 
 }  // namespace
+
+int outlinePixels(const Shape& shape, double scale) {
+  return std::max(static_cast<int>(std::lround(shape.line * scale)), 1);
+}
 
 Shapes::Shapes() : _cache(kCachedShapes, kCachedPixels) {}
 
@@ -137,6 +134,24 @@ SDL_Texture* Shapes::texture(SDL_Renderer* renderer, const Shape& shape, int wid
   draw(picture, shape, width, height, scale);
   const auto pixels = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
   return _cache.insert(key, picture.makeTexture(renderer), pixels).get();
+}
+
+SDL_Texture* Shapes::tile(SDL_Renderer* renderer, platform::Color color) {
+  const auto level = [](float value) {
+    return static_cast<std::uint32_t>(std::lround(std::clamp(value, 0.0F, 1.0F) * 255));
+  };
+  const std::uint32_t pixel = level(color.red) << 16 | level(color.green) << 8 | level(color.blue);
+  char key[32];
+  std::snprintf(key, sizeof key, "tile %06x", pixel);
+  if (const TexturePtr* cached = _cache.find(key)) return cached->get();
+  constexpr std::size_t kPixels = std::size_t{kTileWidth} * kTileHeight;
+  const std::vector<std::uint32_t> pixels(kPixels, pixel);
+  TexturePtr texture(SDL_CreateTexture(renderer, SDL_PIXELFORMAT_RGB888, SDL_TEXTUREACCESS_STATIC,
+                                       kTileWidth, kTileHeight));
+  if (!texture || SDL_UpdateTexture(texture.get(), nullptr, pixels.data(), 4 * kTileWidth) != 0)
+    return nullptr;
+  SDL_SetTextureBlendMode(texture.get(), SDL_BLENDMODE_BLEND);
+  return _cache.insert(key, std::move(texture), kPixels).get();
 }
 
 }  // namespace box

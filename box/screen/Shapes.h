@@ -15,7 +15,7 @@ enum class ShapeKind {
   Stop,
   FastForward,
   Rewind,
-  Scrim,  ///< from nothing at the upper edge to the full colour at the lower
+  Check,
 };
 
 struct Shape {
@@ -24,6 +24,9 @@ struct Shape {
   double radius = 0;  ///< of corners, in points
   double line = 0;    ///< of an outline, in points
 };
+
+/// Whole pixels, so that straight parts of the line are sharp.
+int outlinePixels(const Shape& shape, double scale);
 
 /// Draws vector shapes with Cairo at the size they are shown, and keeps the textures of what was
 /// used last. Threads: the screen's own. clear() must come before the renderer's end.
@@ -35,6 +38,11 @@ class Shapes {
   /// Good until the next call.
   SDL_Texture* texture(SDL_Renderer* renderer, const Shape& shape, int width, int height,
                        double scale);
+  /// An opaque area of kTileWidth by kTileHeight pixels, in the format that a software renderer
+  /// blends fastest under one opacity; null when the renderer refuses. Good until the next call.
+  static constexpr int kTileWidth = 512;
+  static constexpr int kTileHeight = 128;
+  SDL_Texture* tile(SDL_Renderer* renderer, platform::Color color);
   void clear() { _cache.clear(); }
 
  private:

@@ -14,6 +14,7 @@ namespace {
 
 constexpr std::size_t kCachedTexts = 96;
 constexpr std::size_t kCachedPixels = 6 * 1024 * 1024;
+constexpr std::size_t kCachedExtents = 256;
 
 struct GObjectDeleter {
   void operator()(void* object) const { g_object_unref(object); }
@@ -34,6 +35,23 @@ std::string presentable(const std::string& text) {
   }
   g_free(valid);
   return result;
+}
+
+/// What fonts call the language of a locale; empty for none.
+std::string fontLanguage(const std::string& locale) {
+  if (locale == "C") return {};
+  if (locale.starts_with("zh_Hant")) return "zh-tw";
+  if (locale == "zh" || locale.starts_with("zh_Hans")) return "zh-cn";
+  return locale;
+}
+
+/// Only Japanese is written with them.
+bool hasKana(const std::string& text) {
+  for (const gchar* at = text.data(); *at; at = g_utf8_next_char(at)) {
+    const gunichar letter = g_utf8_get_char(at);
+    if (letter >= 0x3041 && letter <= 0x30FF) return true;
+  }
+  return false;
 }
 
 std::string cacheKey(const TextRun& run, double scale) {
@@ -60,11 +78,35 @@ PangoAlignment alignment(platform::TextAlignment alignment) {
 
 }  // namespace
 
+bool runsRightToLeft(const std::string& text) {
+  const gchar* const end = text.data() + text.size();
+  for (const gchar* at = text.data(); at < end;) {
+    const gunichar letter = g_utf8_get_char_validated(at, end - at);
+    const bool valid = g_unichar_validate(letter);
+    at = valid ? g_utf8_next_char(at) : at + 1;
+    if (!valid || !g_unichar_isalpha(letter)) continue;
+    switch (g_unichar_get_script(letter)) {
+      case G_UNICODE_SCRIPT_ARABIC:
+      case G_UNICODE_SCRIPT_HEBREW:
+      case G_UNICODE_SCRIPT_SYRIAC:
+      case G_UNICODE_SCRIPT_THAANA:
+      case G_UNICODE_SCRIPT_NKO:
+        return true;
+      default:
+        return false;
+    }
+  }
+  return false;
+}
+
 struct TextRenderer::Impl {
   FontMapPtr fonts{pango_cairo_font_map_new()};
   ContextPtr context{pango_font_map_create_context(fonts.get())};
 
-  Impl() {
+  explicit Impl(const std::string& language) {
+    const std::string name = fontLanguage(language);
+    if (!name.empty())
+      pango_context_set_language(context.get(), pango_language_from_string(name.c_str()));
     cairo_font_options_t* options = cairo_font_options_create();
     // A television has no known order of subpixels, and its text moves and scales.
     cairo_font_options_set_antialias(options, CAIRO_ANTIALIAS_GRAY);
@@ -100,12 +142,20 @@ struct TextRenderer::Impl {
     }
     const std::string text = presentable(run.text);
     pango_layout_set_text(layout.get(), text.data(), static_cast<int>(text.size()));
+    if (hasKana(text)) {
+      PangoAttrList* attributes = pango_attr_list_new();
+      pango_attr_list_insert(attributes, pango_attr_language_new(pango_language_from_string("ja")));
+      pango_layout_set_attributes(layout.get(), attributes);
+      pango_attr_list_unref(attributes);
+    }
     return layout;
   }
 };
 
-TextRenderer::TextRenderer()
-    : _impl(std::make_unique<Impl>()), _cache(kCachedTexts, kCachedPixels) {}
+TextRenderer::TextRenderer(const std::string& language)
+    : _impl(std::make_unique<Impl>(language)),
+      _cache(kCachedTexts, kCachedPixels),
+      _extents(kCachedExtents, kCachedExtents) {}
 TextRenderer::~TextRenderer() = default;
 
 void TextRenderer::warmUp() {
@@ -117,11 +167,19 @@ void TextRenderer::warmUp() {
   }
 }
 
-double TextRenderer::measureHeight(const TextRun& run, double scale) {
-  if (run.text.empty()) return 0;
+PangoContext* TextRenderer::context() const { return _impl->context.get(); }
+
+TextExtent TextRenderer::measure(const TextRun& run, double scale) {
+  if (run.text.empty()) return {};
+  const std::string key = cacheKey(run, scale);
+  if (const TextExtent* cached = _extents.find(key)) return *cached;
+  const LayoutPtr layout = _impl->layout(run, scale);
   PangoRectangle logical;
-  pango_layout_get_pixel_extents(_impl->layout(run, scale).get(), nullptr, &logical);
-  return logical.height / scale;
+  pango_layout_get_pixel_extents(layout.get(), nullptr, &logical);
+  return _extents.insert(key,
+                         {logical.width / scale, logical.height / scale,
+                          pango_layout_is_ellipsized(layout.get()) != FALSE},
+                         1);
 }
 
 const TextPicture& TextRenderer::picture(SDL_Renderer* renderer, const TextRun& run, double scale) {

@@ -8,6 +8,8 @@
 #include "box/screen/Theme.h"
 #include "platform/ui/Scene.h"
 
+struct _PangoContext;
+
 namespace box {
 
 /// A piece of text to be drawn. Sizes are points of the scene.
@@ -33,13 +35,25 @@ struct TextPicture {
   int lineHeight = 0;  ///< height of all lines together
 };
 
+/// What a text takes, in points.
+struct TextExtent {
+  double width = 0;   ///< of the longest line
+  double height = 0;  ///< of all lines
+  bool cut = false;   ///< it ends in an ellipsis
+};
+
+/// Whether the first letters that have a direction run from right to left.
+bool runsRightToLeft(const std::string& text);
+
 /// Shapes and draws text of any script with Pango, and keeps the textures of what was used last.
 ///
 /// Threads: the screen's own. Lifetime: textures go with clear(), which must come before their
 /// renderer's end. The fonts stay loaded.
 class TextRenderer {
  public:
-  TextRenderer();
+  /// `language` is a locale's name, as the texts of the box are in; what Chinese, Japanese and
+  /// Korean write with the same characters looks as each is used to.
+  explicit TextRenderer(const std::string& language = {});
   ~TextRenderer();
   TextRenderer(const TextRenderer&) = delete;
   TextRenderer& operator=(const TextRenderer&) = delete;
@@ -50,8 +64,10 @@ class TextRenderer {
   /// `scale` is pixels a point. The reference is good until the next call.
   const TextPicture& picture(SDL_Renderer* renderer, const TextRun& run, double scale);
 
-  /// Height of the text's lines in points.
-  double measureHeight(const TextRun& run, double scale);
+  TextExtent measure(const TextRun& run, double scale);
+
+  /// The fonts, for whoever sets text in another way.
+  ::_PangoContext* context() const;
 
   void clear() { _cache.clear(); }
   std::size_t cachedCount() const { return _cache.size(); }
@@ -60,6 +76,7 @@ class TextRenderer {
   struct Impl;
   const std::unique_ptr<Impl> _impl;
   TextureCache<TextPicture> _cache;
+  TextureCache<TextExtent> _extents;
 };
 
 }  // namespace box

@@ -1,50 +1,67 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <utility>
 
+#include "box/screen/Controls.h"
 #include "box/screen/Elements.h"
+#include "box/screen/Theme.h"
 
 namespace box {
 
 using platform::Rect;
+using platform::TextAlignment;
+using platform::TextStyle;
 using platform::TransportBarElement;
 using platform::TransportState;
 
 namespace {
 
-/// What is left of `frame` inside the part of the screen that no television cuts off.
-Rect safePart(const Rect& frame) {
-  const double marginX = platform::kScreenWidth * platform::kSafeAreaFraction;
-  const double marginY = platform::kScreenHeight * platform::kSafeAreaFraction;
-  const double left = std::max(frame.x, marginX);
-  const double top = std::max(frame.y, marginY);
-  const double right = std::min(frame.x + frame.width, platform::kScreenWidth - marginX);
-  const double bottom = std::min(frame.y + frame.height, platform::kScreenHeight - marginY);
-  return {left, top, std::max(right - left, 0.0), std::max(bottom - top, 0.0)};
+bool isScanning(TransportState state) {
+  return state == TransportState::ScanningForward || state == TransportState::ScanningBackward;
 }
 
 void drawIcon(Canvas& canvas, TransportState state, const Rect& place, platform::TimePoint now,
               float alpha) {
+  const auto draw = [&](ShapeKind kind) { canvas.shape({kind, theme::kText, 0, 0}, place, alpha); };
   switch (state) {
     case TransportState::Loading:
-      drawSpinner(canvas, place, now.time_since_epoch(), alpha);
-      return;
+      return drawSpinner(canvas, place, now.time_since_epoch(), alpha);
     case TransportState::Playing:
-      canvas.shape({ShapeKind::Play, theme::kText, 0, 0}, place, alpha);
-      return;
+      return draw(ShapeKind::Play);
     case TransportState::Paused:
-      canvas.shape({ShapeKind::Pause, theme::kText, 0, 0}, place, alpha);
-      return;
+      return draw(ShapeKind::Pause);
     case TransportState::Stopped:
-      canvas.shape({ShapeKind::Stop, theme::kText, 0, 0}, place, alpha);
-      return;
+      return draw(ShapeKind::Stop);
     case TransportState::ScanningForward:
-      canvas.shape({ShapeKind::FastForward, theme::kText, 0, 0}, place, alpha);
-      return;
+      return draw(ShapeKind::FastForward);
     case TransportState::ScanningBackward:
-      canvas.shape({ShapeKind::Rewind, theme::kText, 0, 0}, place, alpha);
-      return;
+      return draw(ShapeKind::Rewind);
   }
+}
+
+/// The marks of the chapters, but for those at the very ends.
+void drawChapters(Canvas& canvas, const std::vector<double>& chapters, const Rect& track,
+                  float alpha) {
+  constexpr double kGap = theme::kChapterWidth + 2 * theme::kChapterGap;
+  std::size_t count = 0;
+  for (const double chapter : chapters) {
+    const double x = track.width * chapter;
+    if (!(x > kGap && x < track.width - kGap)) continue;
+    if (++count > theme::kMostChapters) return;
+    canvas.fill({track.x + x - kGap / 2, track.y, kGap, track.height}, theme::kChapterGapColor,
+                alpha);
+    canvas.fill({track.x + x - theme::kChapterWidth / 2,
+                 track.y + (track.height - theme::kChapterHeight) / 2, theme::kChapterWidth,
+                 theme::kChapterHeight},
+                theme::kText, alpha);
+  }
+}
+
+double playheadX(const Rect& track, double played) {
+  constexpr double kHalf = theme::kPlayheadSize / 2;
+  return std::clamp(track.x + track.width * played, track.x + kHalf,
+                    std::max(track.x + track.width - kHalf, track.x + kHalf));
 }
 
 void drawTrack(Canvas& canvas, const TransportBarElement& bar, double played, const Rect& track,
@@ -58,16 +75,90 @@ void drawTrack(Canvas& canvas, const TransportBarElement& bar, double played, co
     canvas.shapePart(part(theme::kTrackLoaded), track, std::max(from, played), to, alpha);
   }
   canvas.shapePart(part(theme::kTrackPlayed), track, 0, played, alpha);
-  const double size = theme::kPlayheadSize;
-  const double x =
-      std::clamp(track.x + track.width * played - size / 2, track.x, track.x + track.width - size);
-  canvas.shape({ShapeKind::Disc, theme::kTrackPlayed, 0, 0},
-               {x, track.y + track.height / 2 - size / 2, size, size}, alpha);
+  drawChapters(canvas, bar.chapters, track, alpha);
+  constexpr double kSize = theme::kPlayheadSize;
+  canvas.shape(
+      {ShapeKind::Disc, theme::kTrackPlayed, 0, 0},
+      {playheadX(track, played) - kSize / 2, track.y + track.height / 2 - kSize / 2, kSize, kSize},
+      alpha);
 }
 
-TextRun caption(std::string text, platform::Color color, platform::TextAlignment alignment) {
-  const theme::TextLook look = theme::look(platform::TextStyle::Caption);
-  return {std::move(text), look.size, look.bold, color, alignment, 0, 0};
+/// Width of one line.
+double widthOf(Canvas& canvas, TextRun run) {
+  run.width = platform::kScreenWidth;
+  // Room for the fractions that measuring rounds away.
+  return std::ceil(canvas.measure(run).width) + 2;
+}
+
+/// Things beside each other, from the left edge of a row, or mirrored, from its right edge.
+class Row {
+ public:
+  Row(const Rect& place, bool mirrored) : _place(place), _mirrored(mirrored) {}
+
+  /// `height` in the middle of the row's; the gap follows.
+  Rect next(double width, double height, double gap) {
+    const double x = _mirrored ? _place.x + _place.width - _used - width : _place.x + _used;
+    _used += width + gap;
+    return {x, _place.y + (_place.height - height) / 2, width, height};
+  }
+  double left() const { return std::max(_place.width - _used, 0.0); }
+
+ private:
+  const Rect _place;
+  const bool _mirrored;
+  double _used = 0;
+};
+
+/// Icon, rate and text. Without a width of its own the text takes what the row leaves it.
+void drawHeading(Canvas& canvas, const TransportBarElement& bar, bool hasIcon, TextRun rate,
+                 TextRun text, Row row, platform::TimePoint now, float alpha) {
+  const double icon = canvas.grown(theme::kIconSize);
+  const double height = canvas.grown(theme::kSeekHeight);
+  if (hasIcon) drawIcon(canvas, bar.state, row.next(icon, icon, theme::kIconGap), now, alpha);
+  if (!rate.text.empty()) {
+    const Rect place = row.next(widthOf(canvas, rate), height, theme::kRateGap);
+    canvas.text(std::move(rate), place, false, Canvas::Vertical::Center, alpha);
+  }
+  canvas.text(std::move(text), row.next(row.left(), height, 0), false, Canvas::Vertical::Center,
+              alpha);
+}
+
+/// The time that the remote looks for, above the playhead, with the rate of a scan before it.
+void drawSeek(Canvas& canvas, const TransportBarElement& bar, const TransportBarTexts& texts,
+              const TransportBarLayout& layout, platform::TimePoint now, float alpha) {
+  const bool scans = isScanning(bar.state);
+  const TextRun rate = canvas.styled(texts.rate, TextStyle::Headline, theme::kText);
+  const TextRun time = canvas.styled(texts.left, TextStyle::Title, theme::kText);
+  const double timeWidth = widthOf(canvas, time);
+  const double before = (scans ? canvas.grown(theme::kIconSize) + theme::kIconGap : 0) +
+                        (rate.text.empty() ? 0 : widthOf(canvas, rate) + theme::kRateGap);
+  const Rect& row = layout.seek;
+  const double x = playheadX(layout.track, texts.played) - timeWidth / 2 - before;
+  const double width = before + timeWidth;
+  const double left = std::clamp(x, row.x, std::max(row.x + row.width - width, row.x));
+  drawHeading(canvas, bar, scans, rate, time, Row({left, row.y, width, row.height}, false), now,
+              alpha);
+}
+
+/// The live badge, and before it the way to the live edge.
+void drawLive(Canvas& canvas, const TransportBarElement& bar, const std::string& badgeText,
+              const Rect& times, float alpha) {
+  Row row(times, true);
+  const bool behind = !bar.goToLiveText.empty();
+  const double height = canvas.grown(theme::kBadgeHeight);
+  TextRun label = canvas.styled(badgeText, TextStyle::Caption, theme::kText, TextAlignment::Center);
+  label.bold = true;
+  const Rect badge =
+      row.next(widthOf(canvas, label) + 2 * theme::kBadgePadding, height, theme::kSpace3);
+  canvas.shape({ShapeKind::RoundedRectangle, behind ? theme::kLiveBehind : theme::kLive,
+                theme::kRadiusSmall, 0},
+               badge, alpha);
+  canvas.text(std::move(label), badge, false, Canvas::Vertical::Center, alpha);
+  if (!behind) return;
+  TextRun words = canvas.styled(bar.goToLiveText, TextStyle::Caption, theme::kText);
+  words.bold = true;
+  const Rect button = row.next(widthOf(canvas, words) + 2 * theme::kButtonPadding, height, 0);
+  drawButton(canvas, bar.goToLiveText, TextStyle::Caption, button, bar.goToLiveFocused, alpha);
 }
 
 }  // namespace
@@ -78,7 +169,7 @@ TransportBarTexts transportBarTexts(const TransportBarElement& bar) {
   const double elapsed = std::isfinite(bar.elapsed) ? std::max(bar.elapsed, 0.0) : -1;
   texts.left = platform::clockText(elapsed);
   if (bar.live) {
-    texts.right = "LIVE";
+    texts.right = bar.liveText;
   } else if (known) {
     // Whole seconds first: elapsed and remaining must add up to the duration that they show.
     const double remaining =
@@ -90,8 +181,7 @@ TransportBarTexts transportBarTexts(const TransportBarElement& bar) {
   } else if (bar.live) {
     texts.played = 1;
   }
-  if (bar.state == TransportState::ScanningForward ||
-      bar.state == TransportState::ScanningBackward) {
+  if (isScanning(bar.state)) {
     char rate[32];
     std::snprintf(rate, sizeof rate, "%.3g×", std::abs(bar.rate));
     if (std::isfinite(bar.rate)) texts.rate = rate;
@@ -99,56 +189,50 @@ TransportBarTexts transportBarTexts(const TransportBarElement& bar) {
   return texts;
 }
 
+TransportBarLayout transportBarLayout(const Rect& frame, double textSize) {
+  const Rect safe = safePart(frame);
+  double bottom = safe.y + safe.height;
+  const auto above = [&](double gap, double height) {
+    bottom -= gap + height;
+    return Rect{safe.x, bottom, safe.width, height};
+  };
+  TransportBarLayout layout;
+  layout.times = above(0, theme::kTimesHeight * textSize);
+  layout.track = above(theme::kTrackGap, theme::kTrackHeight);
+  const double trackTop = bottom;
+  layout.title = above(theme::kTitleGap, theme::kTitleHeight * textSize);
+  bottom = trackTop;
+  layout.seek = above(theme::kTitleGap, theme::kSeekHeight * textSize);
+  const double top = bottom - theme::kScrimFade;
+  layout.scrim = {frame.x, top, frame.width, frame.y + frame.height - top};
+  return layout;
+}
+
 void drawTransportBar(Canvas& canvas, const TransportBarElement& bar, const Rect& frame,
                       platform::TimePoint now, float alpha) {
-  using platform::TextAlignment;
-  const Rect safe = safePart(frame);
   const TransportBarTexts texts = transportBarTexts(bar);
-  const double frameBottom = frame.y + frame.height;
-  canvas.shape({ShapeKind::Scrim, theme::kScrim, 0, 0},
-               {frame.x, frameBottom - theme::kScrimHeight, frame.width, theme::kScrimHeight},
-               alpha);
+  const TransportBarLayout layout = transportBarLayout(frame, canvas.textSize());
+  canvas.scrim(layout.scrim, theme::kScrimFade, theme::kScrim, alpha);
 
-  const double timesTop = safe.y + safe.height - theme::kTimesHeight;
-  const Rect track{safe.x, timesTop - theme::kTrackGap - theme::kTrackHeight, safe.width,
-                   theme::kTrackHeight};
-  const double titleTop = track.y - theme::kTitleGap - theme::kTitleHeight;
-
-  drawIcon(canvas, bar.state,
-           {safe.x, titleTop + (theme::kTitleHeight - theme::kIconSize) / 2, theme::kIconSize,
-            theme::kIconSize},
-           now, alpha);
-  double x = safe.x + theme::kIconSize + theme::kIconGap;
-  const theme::TextLook headline = theme::look(platform::TextStyle::Headline);
-  if (!texts.rate.empty()) {
-    canvas.text({texts.rate, headline.size, true, theme::kText, TextAlignment::Leading, 0, 0},
-                {x, titleTop, theme::kRateWidth, theme::kTitleHeight}, false,
-                Canvas::Vertical::Center, alpha);
-    x += theme::kRateWidth;
-  }
-  canvas.text({bar.title, headline.size, headline.bold, theme::kText, TextAlignment::Leading, 0, 0},
-              {x, titleTop, safe.x + safe.width - x, theme::kTitleHeight}, false,
-              Canvas::Vertical::Center, alpha);
-
-  drawTrack(canvas, bar, texts.played, track, alpha);
-
-  canvas.text(caption(texts.left, theme::kText, TextAlignment::Leading),
-              {safe.x, timesTop, theme::kTimesWidth, theme::kTimesHeight}, false,
-              Canvas::Vertical::Center, alpha);
-  const double right = safe.x + safe.width;
-  if (bar.live) {
-    const Rect badge{right - theme::kLiveBadgeWidth, timesTop, theme::kLiveBadgeWidth,
-                     theme::kTimesHeight};
-    canvas.shape({ShapeKind::RoundedRectangle, theme::kLiveBadge, theme::kLiveBadgeRadius, 0},
-                 badge, alpha);
-    TextRun label = caption(texts.right, theme::kText, TextAlignment::Center);
-    label.size = theme::kSmallestText;
-    label.bold = true;
-    canvas.text(std::move(label), badge, false, Canvas::Vertical::Center, alpha);
+  if (bar.seeking) {
+    drawSeek(canvas, bar, texts, layout, now, alpha);
   } else {
-    canvas.text(caption(texts.right, theme::kTextDim, TextAlignment::Trailing),
-                {right - theme::kTimesWidth, timesTop, theme::kTimesWidth, theme::kTimesHeight},
-                false, Canvas::Vertical::Center, alpha);
+    // The title's side is where its language starts. The track runs as time does, everywhere.
+    drawHeading(canvas, bar, true, canvas.styled(texts.rate, TextStyle::Headline, theme::kText),
+                canvas.styled(bar.title, TextStyle::Headline, theme::kText),
+                Row(layout.title, runsRightToLeft(bar.title)), now, alpha);
+  }
+  drawTrack(canvas, bar, texts.played, layout.track, alpha);
+
+  const auto time = [&](const std::string& text, platform::Color color, TextAlignment alignment) {
+    canvas.text(canvas.styled(text, TextStyle::Caption, color, alignment), layout.times, false,
+                Canvas::Vertical::Center, alpha);
+  };
+  time(texts.left, theme::kText, TextAlignment::Leading);
+  if (bar.live) {
+    drawLive(canvas, bar, texts.right, layout.times, alpha);
+  } else {
+    time(texts.right, theme::kTextDim, TextAlignment::Trailing);
   }
 }
 

@@ -60,20 +60,45 @@ platform::Scene sceneWith(std::shared_ptr<const VideoFrame> frame) {
 }
 
 TEST(Layer, EveryPixelIsItsOwnWhereTheSizesMatch) {
-  const Picture picture(sceneWith(std::make_shared<BgraFrame>(640, 360)), 640, 360);
-  int wrong = 0;
-  for (int y = 0; y < 360; ++y) {
-    for (int x = 0; x < 640; ++x) {
-      if (picture.at(x, y).distance(BgraFrame::colorAt(x, y)) != 0) ++wrong;
+  for (const int times : {1, 2, 3}) {
+    SCOPED_TRACE(times);
+    const Picture picture(sceneWith(std::make_shared<BgraFrame>(320, 180)), 320 * times,
+                          180 * times);
+    int wrong = 0;
+    for (int y = 0; y < 180 * times; ++y) {
+      for (int x = 0; x < 320 * times; ++x)
+        wrong += picture.at(x, y).distance(BgraFrame::colorAt(x / times, y / times)) != 0;
+    }
+    EXPECT_EQ(wrong, 0);
+  }
+}
+
+TEST(Layer, APortraitPictureStandsOverADimmedBlurOfItself) {
+  const MemoryFrame::Yuv white{235, 128, 128};
+  const struct {
+    const char* name;
+    int width, height, rotation;
+    bool isPortrait;
+  } cases[]{{"portrait", 180, 320, 0, true},
+            {"turned", 320, 180, 90, true},
+            {"landscape", 240, 180, 0, false}};
+  for (const auto& the : cases) {
+    SCOPED_TRACE(the.name);
+    const auto frame =
+        std::make_shared<MemoryFrame>(VideoFormat::NV12, the.width, the.height, white);
+    frame->rotationDegrees = the.rotation;
+    const Picture picture(sceneWith(frame), 640, 360);
+    EXPECT_GE(picture.at(320, 180).brightness(), 250);
+    for (const int x : {5, 634}) {
+      EXPECT_NEAR(picture.at(x, 180).brightness(), the.isPortrait ? veiledWhite() : 0, 12);
     }
   }
-  EXPECT_EQ(wrong, 0);
 }
 
 TEST(Layer, FadesLikeEverythingElse) {
-  const auto frame = std::make_shared<BgraFrame>(320, 360);
+  const auto frame = std::make_shared<BgraFrame>(360, 360);
   const auto layer = std::make_shared<TestLayer>(frame);
-  const Pixel full = BgraFrame::colorAt(40, 100);
+  const Pixel full = BgraFrame::colorAt(60, 100);
   const auto faded = [&](const platform::Color& beneath) {
     return Picture({{node(platform::kScreenBounds, platform::FillElement{beneath}),
                      node(platform::kScreenBounds, LayerElement{layer}, 0.5F)}},

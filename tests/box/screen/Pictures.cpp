@@ -5,6 +5,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "box/screen/Theme.h"
+
 namespace box::test {
 
 int Pixel::distance(const Pixel& other) const {
@@ -53,15 +55,22 @@ MemoryFrame::MemoryFrame(VideoFormat pixelFormat, int pixelWidth, int pixelHeigh
   if (!nv12) planes[2] = {second, chromaStride, chromaBytes, halfRows};
 }
 
-Picture::Picture(const platform::Scene& scene, int width, int height, platform::TimePoint now)
+Picture::Picture(const platform::Scene& scene, int width, int height, platform::TimePoint now,
+                 AccessOptions access)
     : _surface(SDL_CreateRGBSurfaceWithFormat(0, width, height, 32, SDL_PIXELFORMAT_ARGB8888)) {
   const RendererPtr renderer(SDL_CreateSoftwareRenderer(_surface.get()));
   if (!renderer) throw std::runtime_error(SDL_GetError());
   SDL_SetHint(SDL_HINT_RENDER_SCALE_QUALITY, "linear");
-  TextRenderer texts;
-  SceneRenderer scenes(renderer.get(), texts);
+  static TextRenderer texts;  // the fonts are loaded once
+  SceneRenderer scenes(renderer.get(), texts, access);
   _moves = scenes.draw(scene, width, height, now);
   SDL_RenderPresent(renderer.get());
+}
+
+CairoSurfacePtr Picture::cairoSurface() const {
+  return CairoSurfacePtr(cairo_image_surface_create_for_data(
+      static_cast<unsigned char*>(_surface->pixels), CAIRO_FORMAT_RGB24, _surface->w, _surface->h,
+      _surface->pitch));
 }
 
 Pixel Picture::at(int x, int y) const {
@@ -84,6 +93,12 @@ Picture::Bounds Picture::inked(int minimum) const {
     }
   }
   return bounds;
+}
+
+int veiledWhite() {
+  const Color& veil = theme::kBlurDarkening;
+  const float own = veil.alpha * (veil.red + veil.green + veil.blue) / 3;
+  return static_cast<int>(255 * (1 - veil.alpha + own));
 }
 
 platform::Scene sceneOf(std::vector<platform::SceneElement> elements) {

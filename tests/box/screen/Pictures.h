@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "box/media/VideoFrames.h"
+#include "box/screen/CairoTexture.h"
 #include "box/screen/SceneRenderer.h"
 #include "box/screen/Sdl.h"
 #include "box/screen/TextRenderer.h"
@@ -48,7 +49,11 @@ class MemoryFrame final : public VideoFrame {
 /// A scene drawn in memory, without a window.
 class Picture {
  public:
-  Picture(const platform::Scene& scene, int width, int height, platform::TimePoint now = {});
+  Picture(const platform::Scene& scene, int width, int height, platform::TimePoint now = {},
+          AccessOptions access = {});
+
+  /// Good as long as the picture.
+  CairoSurfacePtr cairoSurface() const;
 
   Pixel at(int x, int y) const;
   /// Whether the scene says that it moves by itself.
@@ -64,6 +69,9 @@ class Picture {
   SurfacePtr _surface;
   bool _moves = false;
 };
+
+/// The brightness of white beneath a blur.
+int veiledWhite();
 
 /// One node over the whole screen.
 platform::Scene sceneOf(std::vector<platform::SceneElement> elements);

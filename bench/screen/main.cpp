@@ -1,0 +1,131 @@
+// Times the drawing of a screen of 1920 by 1080, on whatever display and renderer there is.
+//
+// usage: vorlane-screen-bench frames [COUNT] | press [COUNT]
+//   frames  the median and the slowest of so many frames of each kind, with their present
+//   press   from a press to the changed picture
+// SDL_VIDEODRIVER=dummy: without a display; SDL_RENDER_DRIVER=opengl: by that renderer.
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "bench/screen/Pictures.h"
+#include "bench/screen/Presses.h"
+#include "box/screen/ScreenWindow.h"
+#include "box/screen/VideoSystem.h"
+
+namespace {
+
+using platform::kScreenBounds;
+
+[[noreturn]] void fail(const std::string& what) {
+  std::fprintf(stderr, "vorlane-screen-bench: %s\n", what.c_str());
+  std::exit(1);
+}
+
+platform::SceneNode nodeOf(std::vector<platform::SceneElement> elements) {
+  platform::SceneNode node;
+  node.frame = kScreenBounds;
+  node.elements = std::move(elements);
+  return node;
+}
+
+/// A scene over a video; the pictures follow each other in turn.
+struct Case {
+  const char* name;
+  int width, height;
+  int rotation;
+  bool pictureChanges;
+  bool mirrored;
+  std::vector<platform::SceneNode> over;
+};
+
+std::vector<Case> cases() {
+  platform::SceneNode card = nodeOf({platform::BlurElement{}, platform::DigitsElement{"1234", 4}});
+  card.children.push_back(nodeOf(
+      {platform::TextElement{"Enter the code that the other shows", platform::TextStyle::Title}}));
+  platform::SceneNode half = card;
+  half.alpha = platform::AnimatedAlpha::constant(0.5F);
+  platform::TransportBarElement bar;
+  bar.title = "Title";
+  bar.state = platform::TransportState::Playing;
+  bar.elapsed = 75;
+  bar.duration = 600.0;
+  return {
+      {"video", 1920, 1080, 0, true, false, {}},
+      {"video, 720p", 1280, 720, 0, true, false, {}},
+      {"video, 4K", 3840, 2160, 0, true, false, {}},
+      {"video, upright", 1920, 1080, 90, true, false, {}},
+      {"video and transport bar", 1920, 1080, 0, true, false, {nodeOf({bar})}},
+      {"video, blur and text", 1920, 1080, 0, true, false, {card}},
+      {"still picture, blur and text", 1920, 1080, 0, false, false, {card}},
+      {"video, blur and text at half opacity", 1920, 1080, 0, true, false, {half}},
+      {"mirrored, 1080p", 1920, 1080, 0, true, true, {}},
+      {"mirrored, 960x540", 960, 540, 0, true, true, {}},
+      {"mirrored, portrait 1080x1920", 1080, 1920, 0, true, true, {}},
+  };
+}
+
+void time(box::ScreenWindow& window, const Case& what, int frames) {
+  const auto video = std::make_shared<box::VideoFrames>();
+  const auto ticket = video->open();
+  std::vector<std::shared_ptr<bench::Picture>> pictures;
+  for (int i = 0; i < 3; ++i) {
+    pictures.push_back(std::make_shared<bench::Picture>(what.width, what.height, i));
+    pictures.back()->rotationDegrees = what.rotation;
+  }
+  platform::Scene scene;
+  if (what.mirrored) {
+    scene.nodes.push_back(
+        nodeOf({platform::LayerElement{std::make_shared<bench::Mirrored>(video)}}));
+  } else {
+    scene.nodes.push_back(nodeOf({platform::VideoElement{video}}));
+  }
+  scene.nodes.insert(scene.nodes.end(), what.over.begin(), what.over.end());
+  const platform::SystemClock clock;
+  std::vector<double> taken;
+  constexpr int kFirst = 10;  // they make textures
+  for (int i = 0; i < kFirst + frames; ++i) {
+    if (i == 0 || what.pictureChanges)
+      video->put(ticket, pictures[static_cast<std::size_t>(i) % pictures.size()]);
+    const auto began = std::chrono::steady_clock::now();
+    window.draw(scene, clock.now());
+    const auto cost = std::chrono::steady_clock::now() - began;
+    if (i >= kFirst) taken.push_back(std::chrono::duration<double, std::milli>(cost).count());
+  }
+  std::sort(taken.begin(), taken.end());
+  std::printf("| %-36s | %6.2f | %6.2f |\n", what.name, taken[taken.size() / 2], taken.back());
+}
+
+}  // namespace
+
+int main(int argumentCount, char** arguments) {
+  const std::string what = argumentCount > 1 ? arguments[1] : "frames";
+  const int count = argumentCount > 2 ? std::atoi(arguments[2]) : 100;
+  if ((what != "frames" && what != "press") || count <= 0) fail("frames [COUNT] | press [COUNT]");
+  if (what == "press") {
+    if (!bench::timePresses(count)) fail("no screen");
+    return 0;
+  }
+  box::VideoSystem video;
+  std::string reason;
+  if (!video.start(reason)) fail(reason);
+  box::TextRenderer texts;
+  const auto window = box::ScreenWindow::open({false, platform::Size{1920, 1080}, "Bench"},
+                                              video.isHeadless(), texts, reason);
+  if (!window) fail(reason);
+  SDL_RendererInfo info{};
+  SDL_GetRendererInfo(SDL_GetRenderer(window->window()), &info);
+  // What waits for the display says nothing about the cost.
+  SDL_RenderSetVSync(SDL_GetRenderer(window->window()), 0);
+  std::printf("driver %s, renderer %s\n| %-36s | median | slowest, ms |\n|---|---|---|\n",
+              SDL_GetCurrentVideoDriver(), info.name, "a frame of");
+  for (const Case& each : cases()) time(*window, each, count);
+  return 0;
+}
