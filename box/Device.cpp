@@ -2,7 +2,12 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <memory>
 #include <utility>
+
+#include <unicode/uldnames.h>
+#include <unicode/uloc.h>
+#include <unicode/ustring.h>
 
 namespace box {
 
@@ -49,5 +54,30 @@ Device::Device(const std::optional<std::string>& languageTag)
     : _language(localeName(languageTag ? *languageTag : environmentLanguage())),
       _preferredLanguages(
           languageTags(_language, languageTag ? std::string() : environmentText("LANGUAGE"))) {}
+
+std::string Device::languageName(std::string_view tag) const {
+  UErrorCode status = U_ZERO_ERROR;
+  char locale[ULOC_FULLNAME_CAPACITY];
+  uloc_forLanguageTag(std::string(tag).c_str(), locale, sizeof locale, nullptr, &status);
+  // "und", and what is no tag, come out without a language.
+  char language[ULOC_LANG_CAPACITY];
+  if (U_FAILURE(status) || uloc_getLanguage(locale, language, sizeof language, &status) <= 0)
+    return {};
+
+  UDisplayContext contexts[] = {UDISPCTX_CAPITALIZATION_FOR_UI_LIST_OR_MENU,
+                                UDISPCTX_NO_SUBSTITUTE};
+  const std::string inLanguage = _language == "C" ? "en" : _language;
+  const std::unique_ptr<ULocaleDisplayNames, decltype(&uldn_close)> names(
+      uldn_openForContext(inLanguage.c_str(), contexts, 2, &status), uldn_close);
+  if (U_FAILURE(status)) return {};
+  UChar name[128];
+  const auto length = uldn_localeDisplayName(names.get(), locale, name, 128, &status);
+  if (U_FAILURE(status) || length <= 0 || length > 128) return {};
+  std::string text(3 * static_cast<std::size_t>(length), ' ');
+  std::int32_t size = 0;
+  u_strToUTF8(text.data(), static_cast<std::int32_t>(text.size()), &size, name, length, &status);
+  text.resize(U_SUCCESS(status) ? static_cast<std::size_t>(size) : 0);
+  return text;
+}
 
 }  // namespace box

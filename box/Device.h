@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/services/SystemServices.h"
@@ -15,6 +16,7 @@ class Device final : public platform::DeviceInfo {
   /// There is no internal build of a box.
   bool isInternalBuild() const override { return false; }
   std::string language() const override { return _language; }
+  std::string languageName(std::string_view tag) const override;
   /// What sound and text are wanted in, the best first, as BCP 47: beside the language those of
   /// $LANGUAGE, unless the command line has the say.
   std::vector<std::string> preferredLanguages() const { return _preferredLanguages; }

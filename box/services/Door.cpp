@@ -88,6 +88,11 @@ bool Door::postDistributedNotification(std::string_view name, const platform::Di
                       {NotificationsObject::kInterface, "Distributed", std::string(name), info});
 }
 
+void Door::whenSent(std::function<void()> done) {
+  if (!_state->queue) return done();
+  _state->queue->async(std::move(done));
+}
+
 const std::optional<platform::Error>& Door::error() const { return _state->error; }
 
 const std::string& Door::socketPath() const { return _state->path; }

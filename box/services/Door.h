@@ -100,6 +100,10 @@ class Door final : public platform::ReceiverServiceClient {
   bool postNotification(std::string_view name);
   bool postDistributedNotification(std::string_view name, const platform::Dictionary& info);
 
+  /// Calls `done` once what was posted so far has gone out, as far as the peers read it, on the
+  /// delegate's queue; at once while there is none.
+  void whenSent(std::function<void()> done);
+
   /// Why the socket could not be opened; nothing while it is open or was not asked for.
   const std::optional<platform::Error>& error() const;
   const std::string& socketPath() const;
