@@ -4,6 +4,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <utility>
 
 #include "box/Memory.h"
@@ -18,6 +19,14 @@ namespace box {
 
 namespace {
 
+SurroundingsOptions surroundingsOptions(const Options& options, const Door& door) {
+  SurroundingsOptions surroundings;
+  surroundings.onActive = options.onActive;
+  surroundings.onIdle = options.onIdle;
+  surroundings.runtimeFolder = std::filesystem::path(door.socketPath()).parent_path();
+  return surroundings;
+}
+
 // All of the end, then its two parts that wait for something.
 constexpr auto kEndLimit = std::chrono::milliseconds(2000);
 constexpr auto kPresentationEndLimit = std::chrono::milliseconds(1000);
@@ -25,6 +34,12 @@ constexpr auto kWorkersEndLimit = std::chrono::milliseconds(700);
 
 /// A sender that goes on to its next item does so within this time.
 constexpr auto kIdleBeforeRelease = std::chrono::milliseconds(1500);
+
+ScreenOptions screenOptions(const Options& options, const Device& device) {
+  ScreenOptions screen = options.screen;
+  screen.language = device.language();
+  return screen;
+}
 
 /// Without destructors, which threads that still run could run into.
 [[noreturn]] void leave() {
@@ -42,8 +57,10 @@ Box::Box(Options options, platform::TimePoint started, std::unique_ptr<NetworkWa
       _network(_mainQueue, notificationCenter(), std::move(networkWatch)),
       _device(_options.language),
       _door(_mainQueue, _options.door),
+      _surroundings(_mainQueue, _clock, surroundingsOptions(_options, _door),
+                    [this](std::function<void()> done) { _deviceWillSleep(std::move(done)); }),
       _relay(Relay::make({.cacheFolder = _options.cacheFolder})),
-      _screen(_mainQueue, _clock, _options.screen) {
+      _screen(_mainQueue, _clock, screenOptions(_options, _device)) {
   // A peer or a server that hangs up shows where it is written to.
   std::signal(SIGPIPE, SIG_IGN);
   TVSLogger::addSink(_log);
@@ -117,10 +134,16 @@ platform::Dictionary Box::_status() const {
   status.set("window", platform::Dictionary{{"open", _screen.isOpen()},
                                             {"presenting", _viewServiceHost.isPresenting()}});
   const FrameStatistics drawn = _screen.statistics();
-  status.set("screen", platform::Dictionary{{"frames", drawn.frames},
-                                            {"averageMilliseconds", drawn.averageMilliseconds},
-                                            {"longestMilliseconds", drawn.longestMilliseconds}});
-  status.set("nowPlaying", _nowPlaying.status());
+  status.set("screen",
+             platform::Dictionary{{"frames", drawn.frames},
+                                  {"averageMilliseconds", drawn.averageMilliseconds},
+                                  {"longestMilliseconds", drawn.longestMilliseconds},
+                                  {"pictures", drawn.judder.pictures},
+                                  {"dropped", drawn.judder.dropped},
+                                  {"repeated", drawn.judder.repeated},
+                                  {"judderMilliseconds", drawn.judder.averageMilliseconds},
+                                  {"judder99Milliseconds", drawn.judder.mostMilliseconds}});
+  status.set("nowPlaying", _surroundings.nowPlaying().status());
   status.set("uptime", platform::secondsFromDuration(_clock.now() - _started));
   if (const auto use = memoryUse()) {
     status.set("memory", platform::Dictionary{{"pss", use->proportional}, {"rss", use->resident}});
@@ -141,6 +164,8 @@ void Box::_reportDoor() {
 
 void Box::_warmUp() {
   _network.start();
+  _surroundings.setDisplayObserver([this](bool staysOn) { _screen.setKeepsDisplayOn(staysOn); });
+  _surroundings.start();
   WorkerThreads::start([this] {
     warmUpMedia();
     _relay->warmUp();
@@ -153,12 +178,19 @@ void Box::_warmUp() {
 
 void Box::_screenWillOpen(bool opens) {
   _screenIsUsed = opens;
+  _surroundings.setPresenting(opens);
   if (opens)
     _memoryRelease.reset();
   else if (_terminating)
     _mainQueue.stop();
   else
     _releaseMemoryOnceIdle();
+}
+
+void Box::_deviceWillSleep(std::function<void()> done) {
+  _systemNotifications.post(platform::TVSPowerManagerDeviceWillSleepNotification);
+  // After those who have heard of it, and after what they have sent.
+  _mainQueue.async([this, done = std::move(done)] { _door.whenSent(done); });
 }
 
 void Box::_releaseMemoryOnceIdle() {
@@ -186,6 +218,7 @@ void Box::_shutDown() {
   _signals.setLeavingStatus(0);
   _terminationLimit.reset();
   _network.stop();
+  _surroundings.stop();
   _observedScreen.setObserver(nullptr);
   _memoryRelease.reset();
   _door.close();

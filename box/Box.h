@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 
 #include "box/Device.h"
@@ -14,6 +15,7 @@
 #include "box/services/Door.h"
 #include "box/services/Network.h"
 #include "box/services/Notifications.h"
+#include "box/services/Surroundings.h"
 #include "platform/services/Platform.h"
 #include "platform/ui/ViewServiceHost.h"
 
@@ -39,10 +41,12 @@ class Box final : public platform::RunnablePlatform {
   platform::Clock& clock() override { return _clock; }
   platform::MainQueue& mainQueue() override { return _mainQueue; }
   platform::ReceiverServiceClient& receiverServiceClient() override { return _door; }
-  platform::NowPlayingService& nowPlaying() override { return _nowPlaying; }
-  platform::ProcessAssertionService& processAssertions() override { return _processAssertions; }
-  platform::SystemService& systemService() override { return _systemService; }
-  platform::PowerManager& powerManager() override { return _powerManager; }
+  platform::NowPlayingService& nowPlaying() override { return _surroundings.nowPlaying(); }
+  platform::ProcessAssertionService& processAssertions() override {
+    return _surroundings.processAssertions();
+  }
+  platform::SystemService& systemService() override { return _surroundings.systemService(); }
+  platform::PowerManager& powerManager() override { return _surroundings.powerManager(); }
   platform::SystemNotificationService& systemNotifications() override {
     return _systemNotifications;
   }
@@ -68,6 +72,8 @@ class Box final : public platform::RunnablePlatform {
   void _reportDoor();
   void _warmUp();
   void _screenWillOpen(bool opens);
+  /// What listens for it does what is to be done before the device sleeps.
+  void _deviceWillSleep(std::function<void()> done);
   void _releaseMemoryOnceIdle();
   void _terminate(int signal);
   void _shutDown();
@@ -81,10 +87,6 @@ class Box final : public platform::RunnablePlatform {
   SignalWatch _signals;
   ServiceManager _serviceManager{_mainQueue};
 
-  NowPlayingMemory _nowPlaying;
-  NoProcessAssertions _processAssertions;
-  NoSystemService _systemService;
-  NoPowerManager _powerManager;
   PlainAudioSession _audioSession;
   NoAudioRouting _audioRouting{_mainQueue};
   Network _network;
@@ -94,6 +96,7 @@ class Box final : public platform::RunnablePlatform {
   Door _door;
   SystemNotifications _systemNotifications{_mainQueue, _door};
   DistributedNotifications _distributedNotifications{_door};
+  Surroundings _surroundings;
   const std::shared_ptr<Relay> _relay;
   Screen _screen;
   ObservedScreen _observedScreen{_screen};

@@ -9,8 +9,6 @@ namespace box {
 
 namespace {
 
-constexpr std::uint32_t kNoAssertions = 1;
-
 class NoRoutes final : public platform::AudioRoutingController {
  public:
   explicit NoRoutes(platform::MainQueue& mainQueue) : _mainQueue(mainQueue) {}
@@ -36,40 +34,9 @@ void Absence::tell() {
   TVSLogNotice(TVSSystemLog, "Not available on this box: %@", _what);
 }
 
-std::shared_ptr<platform::ProcessAssertion> NoProcessAssertions::acquire(std::string_view,
-                                                                         std::uint32_t,
-                                                                         std::uint32_t,
-                                                                         std::string_view) {
-  _absence.tell();
-  return std::make_shared<platform::ProcessAssertion>();
-}
-
-std::uint32_t NoPowerManager::createAssertion(const platform::Dictionary&, std::uint32_t*) {
-  _absence.tell();
-  return kNoAssertions;
-}
-
 std::shared_ptr<platform::AudioRoutingController> NoAudioRouting::makeController(int) {
   _absence.tell();
   return std::make_shared<NoRoutes>(_mainQueue);
-}
-
-void NowPlayingMemory::setNowPlayingInfo(const platform::Dictionary& info, int mergePolicy) {
-  _absence.tell();
-  if (mergePolicy == 0) {
-    _info.merge(info);
-  } else {
-    _info = info;
-  }
-}
-
-void NowPlayingMemory::setPlaybackState(platform::NowPlayingPlaybackState state) { _state = state; }
-
-platform::Dictionary NowPlayingMemory::status() const {
-  platform::Dictionary status = _info;
-  status.remove(platform::kNowPlayingArtworkData);
-  if (_state) status.set("playbackState", static_cast<std::uint32_t>(*_state));
-  return status;
 }
 
 }  // namespace box

@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <functional>
 
+#include "box/screen/Theme.h"
+
 namespace box {
 
 namespace {
@@ -73,9 +75,22 @@ bool readCacheFolder(std::string_view text, Options& options) {
   return true;
 }
 
+template <std::string Options::*command>
+bool readCommand(std::string_view text, Options& options) {
+  options.*command = text;
+  return true;
+}
+
 bool readLanguage(std::string_view text, Options& options) {
   options.language = std::string(text);
   return !text.empty();
+}
+
+bool readTextSize(std::string_view text, Options& options) {
+  double& size = options.screen.access.textSize;
+  const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), size);
+  return failure == std::errc() && end == text.data() + text.size() &&
+         size >= theme::kLeastTextSize && size <= theme::kMostTextSize;
 }
 
 struct Option {
@@ -92,6 +107,11 @@ constexpr Option kOptions[] = {
     {"--log-component", true, readLogComponent},
     {"--language", true, readLanguage},
     {"--cache", true, readCacheFolder},
+    {"--on-active", true, readCommand<&Options::onActive>},
+    {"--on-idle", true, readCommand<&Options::onIdle>},
+    {"--text-size", true, readTextSize},
+    {"--reduced-motion", false,
+     [](std::string_view, Options& options) { return options.screen.access.reducedMotion = true; }},
     {"--allow-file-urls", false,
      [](std::string_view, Options& options) { return options.allowFileURLs = true; }},
     {"--fullscreen", false,
@@ -171,6 +191,12 @@ std::string_view usage() {
          "  --language TAG           language of the texts, such as de or pt-BR; by default that "
          "of\n"
          "                           the environment\n"
+         "  --text-size N            texts N times as large as usual, 1 to 1.5\n"
+         "  --reduced-motion         nothing turns, moves or fades: things appear at once, and\n"
+         "                           the sign of loading pulses slowly in place\n"
+         "  --on-active COMMAND      run by the shell when something begins to play, such as one\n"
+         "                           that turns the TV on\n"
+         "  --on-idle COMMAND        run when nothing has played for 10 seconds\n"
          "  --log-level N            log lines up to level N of every component: 3 errors,\n"
          "                           4 warnings, 5 notices\n"
          "  --log-component NAME[=N] the same for one component; 5 without N; may be repeated\n"

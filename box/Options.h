@@ -24,6 +24,9 @@ struct Options {
   bool allowFileURLs = false;
   /// Empty: nothing is kept on disk.
   std::string cacheFolder = defaultCacheFolder();
+  /// Commands for the shell, run when something begins to play and when nothing has for a while.
+  std::string onActive;
+  std::string onIdle;
   std::optional<int> logLevel;
   /// In the order given.
   std::vector<std::pair<std::string, int>> logComponents;

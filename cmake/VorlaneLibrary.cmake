@@ -42,6 +42,6 @@ endfunction()
 # What libraries, executables and tests have in common.
 function(vorlane_configure target)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SEES;PACKAGES")
-  target_link_libraries(${target} PRIVATE vorlane_options ${arg_PACKAGES})
+  target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:vorlane_options> ${arg_PACKAGES})
   vorlane_sees(${target} ${arg_SEES})
 endfunction()

@@ -36,6 +36,7 @@ MappedFrame::MappedFrame(const frames::FrameMessage& message, const frames::Pict
   matrix = (message.flags & VORLANE_FRAMES_BT601) != 0 ? VideoMatrix::BT601 : VideoMatrix::BT709;
   fullRange = (message.flags & VORLANE_FRAMES_FULL_RANGE) != 0;
   time = message.pts < 0 ? -1 : static_cast<double>(message.pts) / 1e9;
+  due = time;
   planeCount = shape.planeCount;
   for (std::size_t plane = 0; plane < planeCount; ++plane) {
     planes[plane] = {_buffer->data() + message.layout.offsets[plane], message.layout.strides[plane],

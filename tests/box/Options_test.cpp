@@ -24,11 +24,11 @@ TEST(Options, HaveDefaults) {
 }
 
 TEST(Options, AreRead) {
-  const auto options =
-      box::parseOptions({"--socket", "/a b/c", "--bus=system", "--allow-file-urls", "--log-level=4",
-                         "--log-component", "One", "--log-component=Two=3", "--windowed",
-                         "1280x720", "--language", "pt-BR"},
-                        nullptr);
+  const auto options = box::parseOptions(
+      {"--socket", "/a b/c", "--bus=system", "--allow-file-urls", "--log-level=4",
+       "--log-component", "One", "--log-component=Two=3", "--windowed", "1280x720", "--language",
+       "pt-BR", "--text-size=1.25", "--reduced-motion", "--on-active", "a b", "--on-idle="},
+      nullptr);
   ASSERT_TRUE(options);
   EXPECT_EQ(options->door.socketPath, "/a b/c");
   EXPECT_EQ(options->door.bus, box::DoorOptions::Bus::System);
@@ -38,6 +38,10 @@ TEST(Options, AreRead) {
   EXPECT_FALSE(options->screen.fullscreen);
   EXPECT_EQ(options->screen.windowedSize, (platform::Size{1280, 720}));
   EXPECT_EQ(options->language, "pt-BR");
+  EXPECT_EQ(options->onActive, "a b");
+  EXPECT_EQ(options->onIdle, "");
+  EXPECT_EQ(options->screen.access.textSize, 1.25);
+  EXPECT_TRUE(options->screen.access.reducedMotion);
 }
 
 TEST(Options, LaterOnesWin) {
@@ -69,6 +73,8 @@ TEST(Options, WhatIsWrongIsNamed) {
                {{"--windowed", "1280x"}, "\"1280x\" is no value for --windowed"},
                {{"--windowed", "0x720"}, "\"0x720\" is no value for --windowed"},
                {{"--windowed", "1280x720x2"}, "\"1280x720x2\" is no value for --windowed"},
+               {{"--text-size", "1.6"}, "\"1.6\" is no value for --text-size"},
+               {{"--text-size", "nan"}, "\"nan\" is no value for --text-size"},
                {{"--log-level", "-1"}, "\"-1\" is no value for --log-level"},
                {{"--log-level", "loud"}, "\"loud\" is no value for --log-level"},
                {{"--log-component", "=5"}, "\"=5\" is no value for --log-component"},
@@ -93,6 +99,20 @@ TEST(Device, NamesTheLocale) {
                {"", "C"},
                {".UTF-8", "C"}};
   for (const auto& one : cases) EXPECT_EQ(box::localeName(one.text), one.name) << one.text;
+}
+
+TEST(Device, NamesLanguagesInTheUsersOwn) {
+  const struct {
+    const char* user;
+    const char* tag;
+    const char* name;
+  } cases[] = {{"C", "pt-BR", "Portuguese (Brazil)"},
+               {"de-DE", "en", "Englisch"},
+               {"fr", "deu", "Allemand"},
+               {"en", "und", ""},
+               {"en", "no tag", ""}};
+  for (const auto& one : cases)
+    EXPECT_EQ(box::Device(one.user).languageName(one.tag), one.name) << one.tag;
 }
 
 TEST(Log, EachLineOfTextHasItsPriorityInTheJournal) {

@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include <unistd.h>
+#include "client/DefaultSocket.h"
 
 namespace vorlanectl {
 
@@ -65,15 +65,7 @@ std::int32_t Answer::readStatus() {
   return status;
 }
 
-std::string Connection::defaultSocketPath() {
-  const char* const runtime = std::getenv("XDG_RUNTIME_DIR");
-  const std::string user = std::to_string(geteuid());
-  if (runtime && *runtime == '/') return std::string(runtime) + "/tvvorlane/receiver.sock";
-  if (access(("/run/user/" + user).c_str(), W_OK) == 0) {
-    return "/run/user/" + user + "/tvvorlane/receiver.sock";
-  }
-  return "/tmp/tvvorlane-" + user + "/receiver.sock";
-}
+std::string Connection::defaultSocketPath() { return tvvorlane::defaultSocket(); }
 
 Connection::Connection(const std::string& socketPath) {
   const std::string address = "unix:path=" + escaped(socketPath);

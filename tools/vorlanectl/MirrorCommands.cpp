@@ -190,13 +190,22 @@ struct Drawing {
   double frames = 0;
   double average = 0;
   double longest = 0;
+  double dropped = 0;
+  double repeated = 0;
+  double judder = 0;  // of the newest thousand pictures, ms
+  double judder99 = 0;
 };
 
 Drawing drawingOf(Connection& box) {
   const Json status = box.callBox("Status").read();
   const Json screen = status.value("screen", Json::object());
-  return {screen.value("frames", 0.0), screen.value("averageMilliseconds", 0.0),
-          screen.value("longestMilliseconds", 0.0)};
+  return {screen.value("frames", 0.0),
+          screen.value("averageMilliseconds", 0.0),
+          screen.value("longestMilliseconds", 0.0),
+          screen.value("dropped", 0.0),
+          screen.value("repeated", 0.0),
+          screen.value("judderMilliseconds", 0.0),
+          screen.value("judder99Milliseconds", 0.0)};
 }
 
 int mirror(Connection& box, const Arguments& arguments) {
@@ -231,6 +240,9 @@ int mirror(Connection& box, const Arguments& arguments) {
     std::printf("the screen drew %.0f times: average %.2f ms, longest so far %.2f ms\n", drawn,
                 (after.average * after.frames - before.average * before.frames) / drawn,
                 after.longest);
+    std::printf("judder: average %.2f ms, 99 %% within %.2f ms; %.0f dropped, %.0f repeated\n",
+                after.judder, after.judder99, after.dropped - before.dropped,
+                after.repeated - before.repeated);
   }
   status = stopPresentation(box, params);
   if (!failure.empty()) throw CallError(failure);

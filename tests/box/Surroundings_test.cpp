@@ -1,0 +1,108 @@
+// The program on message buses: a real media client reads and controls what plays, and the device
+// sleeps.
+
+#include <span>
+
+#include <stdlib.h>
+
+#include "box/services/ValueWriter.h"
+#include "tests/box/SystemFixture.h"
+#include "tests/box/services/PrivateBus.h"
+
+namespace {
+
+using platform::Dictionary;
+using testing_surroundings::Child;
+using testing_surroundings::outputOf;
+
+/// The program between a session and a system bus of the test's own.
+class OnItsBuses : public SystemTest {
+ protected:
+  OnItsBuses() {
+    EXPECT_TRUE(session.waitForOutput() && system.waitForOutput());
+    setenv("DBUS_SESSION_BUS_ADDRESS", address("session").c_str(), 1);
+    setenv("DBUS_SYSTEM_BUS_ADDRESS", address("system").c_str(), 1);
+  }
+  ~OnItsBuses() override {
+    unsetenv("DBUS_SESSION_BUS_ADDRESS");
+    unsetenv("DBUS_SYSTEM_BUS_ADDRESS");
+    std::filesystem::remove_all(folder);
+  }
+
+  static std::string newFolder() {
+    std::string pattern = "/tmp/buses-XXXXXX";
+    return mkdtemp(pattern.data());
+  }
+  std::string address(const std::string& bus) const { return "unix:path=" + folder + "/" + bus; }
+  static std::string playerctl(const std::string& arguments) {
+    return outputOf("playerctl --player=tvvorlane " + arguments);
+  }
+  /// The display follows the player a moment later.
+  static void expectSoon(const std::string& arguments, const std::string& answer) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    std::string last;
+    while ((last = playerctl(arguments)) != answer && std::chrono::steady_clock::now() < end) {
+    }
+    EXPECT_EQ(last, answer) << arguments;
+  }
+
+  const std::string folder = newFolder();
+  const Child session{testing_surroundings::busDaemon(address("session"))};
+  const Child system{testing_surroundings::busDaemon(address("system"))};
+};
+
+TEST_F(OnItsBuses, TheSenderIsToldBeforeTheDeviceSleeps) {
+  const Child logind({"/usr/bin/python3", "-m", "dbusmock", "--template", "logind"},
+                     address("system"));
+  launch();
+  ASSERT_EQ(peer->callWith("StartAudio", {{"sessionID", 3}}).status, 0);
+  ASSERT_TRUE(logind.waitForOutput()) << "it says that the inhibitor is taken";
+  outputOf("busctl --address=" + address("system") +
+           " call org.freedesktop.login1 /org/freedesktop/login1 org.freedesktop.DBus.Mock"
+           " EmitSignal sssav org.freedesktop.login1.Manager PrepareForSleep b 1 b true");
+  for (const char* event : {"stopAudio", "userStop"}) {
+    EXPECT_EQ(nextEvent(event), (Dictionary{{"sessionID", 3}, {"userExit", true}})) << event;
+  }
+  EXPECT_TRUE(process->waitForLine("Unset vorlane-prevent-playback assertion."));
+  EXPECT_EQ(process->output().find("takes too long"), std::string::npos);
+}
+
+TEST_F(OnItsBuses, AMediaClientReadsAndControlsWhatPlays) {
+  launch();
+  Dictionary params{{"audioOnly", false}, {"rate", 0.0}};
+  ASSERT_EQ(startVideo(clip(), 5, params).status, 0);
+  ASSERT_TRUE(nextEvent("paused"));
+  expectSoon("status", "Paused");
+  playerctl("play");
+  ASSERT_TRUE(nextEvent("playing"));
+  expectSoon("status", "Playing");
+  playerctl("play-pause");
+  ASSERT_TRUE(nextEvent("paused"));
+  playerctl("position 1.5");
+  expectSoon("position", "1.500000");
+  playerctl("next");
+  EXPECT_TRUE(nextEvent("userNext"));
+  playerctl("previous");
+  EXPECT_TRUE(nextEvent("userPrevious"));
+
+  const std::string_view picture = "\x89PNG";
+  const auto bytes = std::as_bytes(std::span(picture));
+  const auto setMetadata = [&](sd_bus_message* m) {
+    sd_bus_message_append(m, "sav", "metaData", 0);
+    sd_bus_message_open_container(m, 'v', "a{sv}");
+    box::ValueWriter(m).appendDictionary(
+        {{"title", "From the sender"},
+         {"artworkData", platform::Bytes(bytes.begin(), bytes.end())}});
+    sd_bus_message_close_container(m);
+  };
+  EXPECT_EQ(peer->call("SetProperty", setMetadata).status, 0);
+  expectSoon("metadata title", "From the sender");
+  const std::string file = playerctl("metadata mpris:artUrl").substr(sizeof("file://") - 1);
+  EXPECT_EQ(std::filesystem::file_size(file), picture.size());
+
+  EXPECT_EQ(stopVideo(5), 0);
+  expectSoon("status", "No players found");
+  EXPECT_FALSE(std::filesystem::exists(file));
+}
+
+}  // namespace
