@@ -54,6 +54,9 @@ Box::Box(Options options, platform::TimePoint started, std::unique_ptr<NetworkWa
       _started(started),
       _signals(kEndLimit,
                [this](int signal) { _mainQueue.async([this, signal] { _terminate(signal); }); }),
+      _audioRouting(_mainQueue, notificationCenter(),
+                    {.speakerPatterns = _options.speakerPatterns,
+                     .serverIsThere = [this] { _audioDevice->noteArrival(); }}),
       _network(_mainQueue, notificationCenter(), std::move(networkWatch)),
       _device(_options.language),
       _door(_mainQueue, _options.door),
@@ -80,7 +83,8 @@ std::unique_ptr<platform::MediaEngine> Box::makeMediaEngine() {
       _mainQueue, _clock,
       MediaEngineOptions{.allowFileURLs = _options.allowFileURLs,
                          .preferredLanguages = _device.preferredLanguages(),
-                         .relay = _relay});
+                         .relay = _relay,
+                         .audio = _audioDevice});
 }
 
 std::shared_ptr<platform::Layer> Box::makeLayer() {
@@ -164,6 +168,7 @@ void Box::_reportDoor() {
 
 void Box::_warmUp() {
   _network.start();
+  _audioRouting.start();
   _surroundings.setDisplayObserver([this](bool staysOn) { _screen.setKeepsDisplayOn(staysOn); });
   _surroundings.start();
   WorkerThreads::start([this] {
@@ -218,6 +223,7 @@ void Box::_shutDown() {
   _signals.setLeavingStatus(0);
   _terminationLimit.reset();
   _network.stop();
+  _audioRouting.stop();
   _surroundings.stop();
   _observedScreen.setObserver(nullptr);
   _memoryRelease.reset();

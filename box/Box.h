@@ -10,12 +10,14 @@
 #include "box/Options.h"
 #include "box/ServiceManager.h"
 #include "box/SignalWatch.h"
+#include "box/media/AudioDevice.h"
 #include "box/relay/Relay.h"
 #include "box/screen/Screen.h"
 #include "box/services/Door.h"
 #include "box/services/Network.h"
 #include "box/services/Notifications.h"
 #include "box/services/Surroundings.h"
+#include "box/sound/SoundRoutes.h"
 #include "platform/services/Platform.h"
 #include "platform/ui/ViewServiceHost.h"
 
@@ -88,7 +90,9 @@ class Box final : public platform::RunnablePlatform {
   ServiceManager _serviceManager{_mainQueue};
 
   PlainAudioSession _audioSession;
-  NoAudioRouting _audioRouting{_mainQueue};
+  SoundRoutes _audioRouting;
+  const std::shared_ptr<AudioDevice> _audioDevice =
+      std::make_shared<AudioDevice>([this] { _audioRouting.interrupt(); });
   Network _network;
   NoCloudData _cloudData;
   PlainInputLimiting _remoteInputLimiting;

@@ -26,24 +26,13 @@ class Absence {
   std::atomic<bool> _told = false;
 };
 
-/// The sound system takes any player, so there is nothing to configure, and it interrupts nobody.
+/// The sound system takes any player, so there is nothing to configure.
 class PlainAudioSession final : public platform::TVSAudioSession {
  public:
   void setConfigurationCallback(std::function<void(platform::TVSAudioSession&)> callback) override {
     if (callback) callback(*this);
   }
   bool setCategory(platform::AudioCategory) override { return true; }
-};
-
-/// Finds no routes.
-class NoAudioRouting final : public platform::AudioRoutingService {
- public:
-  explicit NoAudioRouting(platform::MainQueue& mainQueue) : _mainQueue(mainQueue) {}
-  std::shared_ptr<platform::AudioRoutingController> makeController(int discoveryMode) override;
-
- private:
-  platform::MainQueue& _mainQueue;
-  Absence _absence{"Audio routes"};
 };
 
 class NoCloudData final : public platform::TVSCloudDataClient {

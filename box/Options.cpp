@@ -86,6 +86,11 @@ bool readLanguage(std::string_view text, Options& options) {
   return !text.empty();
 }
 
+bool readSpeaker(std::string_view text, Options& options) {
+  options.speakerPatterns.emplace_back(text);
+  return !text.empty();
+}
+
 bool readTextSize(std::string_view text, Options& options) {
   double& size = options.screen.access.textSize;
   const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), size);
@@ -109,6 +114,7 @@ constexpr Option kOptions[] = {
     {"--cache", true, readCacheFolder},
     {"--on-active", true, readCommand<&Options::onActive>},
     {"--on-idle", true, readCommand<&Options::onIdle>},
+    {"--speaker", true, readSpeaker},
     {"--text-size", true, readTextSize},
     {"--reduced-motion", false,
      [](std::string_view, Options& options) { return options.screen.access.reducedMotion = true; }},
@@ -197,6 +203,9 @@ std::string_view usage() {
          "  --on-active COMMAND      run by the shell when something begins to play, such as one\n"
          "                           that turns the TV on\n"
          "  --on-idle COMMAND        run when nothing has played for 10 seconds\n"
+         "  --speaker PATTERN        outputs of the sound server with such a name, such as "
+         "raop_sink.*,\n"
+         "                           are Vorlane speakers; may be repeated\n"
          "  --log-level N            log lines up to level N of every component: 3 errors,\n"
          "                           4 warnings, 5 notices\n"
          "  --log-component NAME[=N] the same for one component; 5 without N; may be repeated\n"

@@ -27,6 +27,8 @@ struct Options {
   /// Commands for the shell, run when something begins to play and when nothing has for a while.
   std::string onActive;
   std::string onIdle;
+  /// Of the sound server's outputs that are Vorlane speakers, as of fnmatch(3).
+  std::vector<std::string> speakerPatterns;
   std::optional<int> logLevel;
   /// In the order given.
   std::vector<std::pair<std::string, int>> logComponents;

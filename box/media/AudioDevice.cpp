@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <string>
 #include <system_error>
+#include <utility>
 
 namespace box {
 namespace {
@@ -59,6 +60,22 @@ GstRef<GstElement> AudioDevice::open() {
   if (hasSoundServer()) sink = opened("pulsesink");
   if (!sink && hasAlsaDevice()) sink = opened("alsasink");
   return sink;
+}
+
+void AudioDevice::listen(std::weak_ptr<const Arrival> arrival) {
+  const std::lock_guard lock(_mutex);
+  std::erase_if(_listeners, [](const auto& listener) { return listener.expired(); });
+  _listeners.push_back(std::move(arrival));
+}
+
+void AudioDevice::noteArrival() {
+  std::vector<std::weak_ptr<const Arrival>> listeners;
+  {
+    const std::lock_guard lock(_mutex);
+    listeners = _listeners;
+  }
+  for (const auto& listener : listeners)
+    if (const auto arrival = listener.lock()) (*arrival)();
 }
 
 bool AudioDevice::isExclusive() { return !hasSoundServer() && hasAlsaDevice(); }

@@ -1,5 +1,11 @@
 #pragma once
 
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <utility>
+#include <vector>
+
 #include <gst/gst.h>
 
 #include "box/media/GstRef.h"
@@ -15,11 +21,29 @@ namespace box {
 /// Threads: any that may block, several at once; a sound server may take its time to answer.
 class AudioDevice {
  public:
+  /// `interrupted` is called when the sound server silences a stream in favour of another; on a
+  /// thread of the media library, while a pipeline plays.
+  explicit AudioDevice(std::function<void()> interrupted = {})
+      : _interrupted(std::move(interrupted)) {}
   virtual ~AudioDevice() = default;
   /// A sink with the device open (READY); null where there is none, or where it refuses.
   virtual GstRef<GstElement> open();
   /// Only one at a time can have it: a sound server mixes, a card need not.
   virtual bool isExclusive();
+
+  using Arrival = std::function<void()>;
+  /// `arrival` is called on the thread of noteArrival(), for as long as somebody else holds it.
+  void listen(std::weak_ptr<const Arrival> arrival);
+  /// There may be a device now where there was none.
+  void noteArrival();
+  void noteInterruption() {
+    if (_interrupted) _interrupted();
+  }
+
+ private:
+  const std::function<void()> _interrupted;
+  std::mutex _mutex;
+  std::vector<std::weak_ptr<const Arrival>> _listeners;
 };
 
 }  // namespace box

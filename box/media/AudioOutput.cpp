@@ -34,6 +34,10 @@ bool AudioOutput::contains(GstObject* object) const {
           gst_object_has_as_ancestor(object, GST_OBJECT(_bin.get())));
 }
 
+void AudioOutput::abandon() {
+  if (_sink) gst_element_set_locked_state(_sink, TRUE);
+}
+
 void AudioOutput::use(GstRef<GstElement> sink) {
   _silent = !sink;
   if (_silent) sink = makeSilentSink();

@@ -24,6 +24,9 @@ class AudioOutput {
   /// Whether it, or a part of it, is `object`.
   bool contains(GstObject* object) const;
 
+  /// The sink has failed: it takes part in no change of state any more, which it would spoil.
+  /// Before another one is used.
+  void abandon();
   /// Null: silence.
   void use(GstRef<GstElement> sink);
   void setVolume(double volume, bool muted);

@@ -271,6 +271,7 @@ class Pipeline : public std::enable_shared_from_this<Pipeline> {
   bool _pauseAnnounced = false;
   bool _endAnnounced = false;
 
+  std::shared_ptr<const AudioDevice::Arrival> _soundArrival;
   bool _mendsSound = false;                      // from a loss to the flush that mends it
   std::optional<platform::TimePoint> _searchAt;  // for a device, while time runs
   platform::Duration _searchDelay{};

@@ -44,6 +44,10 @@ void Pipeline::_handle(GstMessage* message) {
     if (own) _handleAsyncDone();
   } else if (type == GST_MESSAGE_EOS) {
     if (own) _handleEnd();
+  } else if (type == GST_MESSAGE_REQUEST_STATE) {
+    GstState requested = GST_STATE_VOID_PENDING;
+    gst_message_parse_request_state(message, &requested);
+    if (requested == GST_STATE_PAUSED) _setup.audio->noteInterruption();
   } else if (type == GST_MESSAGE_BUFFERING) {
     gint percent = 0;
     gst_message_parse_buffering(message, &percent);

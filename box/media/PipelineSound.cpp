@@ -19,6 +19,15 @@ constexpr auto kLongestSearch = std::chrono::seconds(30);
 
 void Pipeline::_setUpSound() {
   _sound = std::make_unique<AudioOutput>();
+  _soundArrival = std::make_shared<const AudioDevice::Arrival>([weak = weak_from_this()] {
+    const auto pipeline = weak.lock();
+    if (!pipeline) return;
+    pipeline->_post([](Pipeline& me) {
+      if (me._sound && me._sound->isSilent() && me._catalog.plays(GST_STREAM_TYPE_AUDIO))
+        me._searchAt = me._clock.now();
+    });
+  });
+  _setup.audio->listen(_soundArrival);
   // One that only one can have is still the one's that plays.
   if (!_held || !_setup.audio->isExclusive()) _sound->use(_setup.audio->open());
 }
@@ -53,16 +62,21 @@ bool Pipeline::_losesSound(GstMessage* message) {
   if (_sound && !_sound->isSilent() && _sound->contains(GST_MESSAGE_SRC(message))) {
     TVSLogWarning(TVSSystemLog, "The audio device is gone, playing on without sound");
     _mendsSound = true;
+    _sound->abandon();
     _searchDelay = std::clamp<platform::Duration>(2 * _searchDelay, kFirstSearch, kLongestSearch);
     _searchAt = _clock.now() + _searchDelay;
     _changeSound({});
     return true;
   }
-  // Those before the sink stop for the same reason, and say so after it.
+  if (!_mendsSound) return false;
+  // The sink that is no longer used may have more to say, and those before it stop for the same
+  // reason, and say so after it.
+  const bool ofTheOldSink =
+      !gst_object_has_as_ancestor(GST_MESSAGE_SRC(message), GST_OBJECT(_playbin.get()));
   GError* parsed = nullptr;
   gst_message_parse_error(message, &parsed, nullptr);
   const GstRef<GError> error(parsed);
-  if (!_mendsSound || !g_error_matches(parsed, GST_STREAM_ERROR, GST_STREAM_ERROR_FAILED))
+  if (!ofTheOldSink && !g_error_matches(parsed, GST_STREAM_ERROR, GST_STREAM_ERROR_FAILED))
     return false;
   // The library gives up a change of state that an error falls into.
   const auto result = gst_element_set_state(_playbin.get(), _requested);

@@ -124,7 +124,7 @@ SoundRoutes::SoundRoutes(platform::MainQueue& mainQueue, platform::NotificationC
                                              state.setup.serverIsThere();
                                          });
                                        },
-                                   .sinkTakenAway = [this] { _onMain(_interrupt); }};
+                                   .sinkTakenAway = [this] { interrupt(); }};
       }())) {}
 
 SoundRoutes::~SoundRoutes() { stop(); }
@@ -137,6 +137,8 @@ std::shared_ptr<platform::AudioRoutingController> SoundRoutes::makeController(in
   return std::make_shared<Controller>(_state);
 }
 
+void SoundRoutes::interrupt() { _onMain(_interrupt); }
+
 void SoundRoutes::_onMain(std::function<void(State&)> task) {
   // The server's thread, which ends before this does.
   _state->mainQueue.async([state = std::weak_ptr(_state), task = std::move(task)] {
@@ -145,7 +147,7 @@ void SoundRoutes::_onMain(std::function<void(State&)> task) {
 }
 
 void SoundRoutes::_interrupt(State& state) {
-  TVSLogNotice(TVSSystemLog, "The output that plays is gone");
+  TVSLogNotice(TVSSystemLog, "The sound server has taken what plays its output away");
   platform::Dictionary info;
   info.set(platform::TVSAudioSessionInterruptionTypeKey, kInterruptionBegan);
   state.center.post(platform::TVSAudioSessionInterruptionNotification, nullptr, info);

@@ -45,6 +45,9 @@ class SoundRoutes final : public platform::AudioRoutingService {
   void start();
   void stop();
 
+  /// Posts an interruption from the main queue. Any thread.
+  void interrupt();
+
   std::shared_ptr<platform::AudioRoutingController> makeController(int discoveryMode) override;
 
  private:
