@@ -1,69 +1,20 @@
 #include "box/services/SocketWatch.h"
 
-#include <array>
-#include <cstddef>
-#include <cstring>
-#include <filesystem>
 #include <utility>
 
 #include <poll.h>
-#include <sys/inotify.h>
-#include <unistd.h>
 
 namespace box {
 
-namespace {
-/// A mode that changes is what follows once somebody listens on a new socket.
-constexpr std::uint32_t kComing = IN_CREATE | IN_MOVED_TO | IN_ATTRIB;
-constexpr std::uint32_t kFolderGone = IN_DELETE_SELF | IN_MOVE_SELF;
-}  // namespace
-
 SocketWatch::SocketWatch(ServiceThread& thread, std::string path, std::function<void()> appeared)
-    : _path(std::move(path)),
-      _appeared(std::move(appeared)),
-      _notify(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
-  _watchNearestFolder();
+    : _appearance(std::move(path)), _appeared(std::move(appeared)) {
   if (isWatching()) _source = thread.add(*this);
 }
 
 short SocketWatch::interest() const { return POLLIN; }
 
-void SocketWatch::_watchNearestFolder() {
-  if (_watch >= 0) inotify_rm_watch(_notify.get(), _watch);
-  _watch = -1;
-  std::filesystem::path awaited = _path;
-  // The last step is the root, its own parent.
-  while (_watch < 0 && awaited.has_parent_path() && awaited.parent_path() != awaited) {
-    const auto folder = awaited.parent_path();
-    _watch = inotify_add_watch(_notify.get(), folder.c_str(), kComing | kFolderGone | IN_ONLYDIR);
-    _awaited = awaited.filename();
-    awaited = folder;
-  }
-}
-
 void SocketWatch::serve() {
-  alignas(inotify_event) std::array<char, 4096> buffer{};
-  bool somethingCame = false;
-  for (;;) {
-    const ssize_t count = read(_notify.get(), buffer.data(), buffer.size());
-    if (count <= 0) break;
-    for (const char* at = buffer.data(); at < buffer.data() + count;) {
-      inotify_event event{};
-      std::memcpy(&event, at, sizeof event);
-      const char* const name = at + sizeof event;
-      // Those of folders that are watched no more are late.
-      const bool counts = event.wd == _watch || (event.mask & IN_Q_OVERFLOW) != 0;
-      if (counts && ((event.mask & (kFolderGone | IN_Q_OVERFLOW)) != 0 ||
-                     (event.len > 0 && _awaited == name))) {
-        somethingCame = true;
-      }
-      at += sizeof event + event.len;
-    }
-  }
-  if (!somethingCame) return;
-  _watchNearestFolder();
-  // With the folders in between there may already be the file.
-  _appeared();
+  if (_appearance.take()) _appeared();
 }
 
 }  // namespace box

@@ -3,14 +3,12 @@
 #include <functional>
 #include <string>
 
-#include "box/services/FileDescriptor.h"
+#include "box/services/FileAppearance.h"
 #include "box/services/ServiceThread.h"
 
 namespace box {
 
 /// Notices that a socket file appears, or is put in place anew, without looking again and again.
-///
-/// Watches the file's folder; where that does not exist, the nearest one above it that does.
 ///
 /// Threads: the service thread.
 class SocketWatch final : private ServiceThread::Source {
@@ -19,20 +17,15 @@ class SocketWatch final : private ServiceThread::Source {
   SocketWatch(ServiceThread& thread, std::string path, std::function<void()> appeared);
 
   /// Whether there is a folder to watch.
-  bool isWatching() const { return _watch >= 0; }
+  bool isWatching() const { return _appearance.isWatching(); }
 
  private:
-  int descriptor() const override { return _notify.get(); }
+  int descriptor() const override { return _appearance.descriptor(); }
   short interest() const override;
   void serve() override;
-  void _watchNearestFolder();
 
-  const std::string _path;
+  FileAppearance _appearance;
   const std::function<void()> _appeared;
-  const FileDescriptor _notify;
-  int _watch = -1;
-  /// What has to come into the watched folder: the file, or the next folder on the way to it.
-  std::string _awaited;
   platform::Token _source;
 };
 

@@ -1,16 +1,18 @@
 #include "box/sound/SoundServer.h"
 
 #include <cstdlib>
+#include <filesystem>
 #include <list>
 #include <map>
 #include <optional>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include <pulse/pulseaudio.h>
 #include <unistd.h>
 
-#include "box/sound/SocketAppearance.h"
+#include "box/services/FileAppearance.h"
 
 namespace box {
 
@@ -62,8 +64,12 @@ class SoundServer::Connection {
  public:
   explicit Connection(const Events& events) : _events(events), _loop(pa_threaded_mainloop_new()) {
     _api = pa_threaded_mainloop_get_api(_loop);
-    if (_appearance.descriptor() >= 0)
-      _watch = _api->io_new(_api, _appearance.descriptor(), PA_IO_EVENT_INPUT, _onAppearance, this);
+    for (std::string& path : soundServerSockets()) {
+      Socket& socket = _sockets.emplace_back(this, std::move(path));
+      if (socket.appearance.descriptor() < 0) continue;
+      socket.watch = _api->io_new(_api, socket.appearance.descriptor(), PA_IO_EVENT_INPUT,
+                                  _onAppearance, &socket);
+    }
     pa_threaded_mainloop_start(_loop);
     const Lock lock(_loop);
     _connect();
@@ -75,7 +81,8 @@ class SoundServer::Connection {
       _cancelRetry();
       _letGo();
       _fetches.clear();
-      if (_watch) _api->io_free(_watch);
+      for (const Socket& socket : _sockets)
+        if (socket.watch) _api->io_free(socket.watch);
     }
     pa_threaded_mainloop_stop(_loop);
     pa_threaded_mainloop_free(_loop);
@@ -111,6 +118,16 @@ class SoundServer::Connection {
 
    private:
     pa_threaded_mainloop* const _loop;
+  };
+
+  /// Where a server may appear.
+  struct Socket {
+    Socket(Connection* theConnection, std::string thePath)
+        : connection(theConnection), path(std::move(thePath)), appearance(path) {}
+    Connection* const connection;
+    const std::string path;
+    FileAppearance appearance;
+    pa_io_event* watch = nullptr;
   };
 
   struct Fetch {
@@ -167,7 +184,9 @@ class SoundServer::Connection {
     for (Fetch& fetch : _fetches) fetch.answer({});
     _fetches.clear();
     _tell(false);
-    if (_appearance.look()) _retryLater();
+    std::error_code ignored;
+    for (const Socket& socket : _sockets)
+      if (std::filesystem::exists(socket.path, ignored)) return _retryLater();
   }
 
   void _tell(bool connected) {
@@ -202,9 +221,10 @@ class SoundServer::Connection {
     static_cast<Connection*>(self)->_connect();
   }
 
-  static void _onAppearance(pa_mainloop_api*, pa_io_event*, int, pa_io_event_flags_t, void* self) {
-    auto& connection = *static_cast<Connection*>(self);
-    if (!connection._appearance.look() || connection._ready) return;
+  static void _onAppearance(pa_mainloop_api*, pa_io_event*, int, pa_io_event_flags_t, void* data) {
+    auto& socket = *static_cast<Socket*>(data);
+    Connection& connection = *socket.connection;
+    if (!socket.appearance.take() || connection._ready) return;
     connection._retries = 0;
     connection._retryLater();
   }
@@ -261,8 +281,7 @@ class SoundServer::Connection {
   const Events& _events;
   pa_threaded_mainloop* const _loop;
   pa_mainloop_api* _api = nullptr;
-  SocketAppearance _appearance{soundServerSockets()};
-  pa_io_event* _watch = nullptr;
+  std::list<Socket> _sockets;
   pa_time_event* _retry = nullptr;
   int _retries = 0;
   pa_context* _context = nullptr;
