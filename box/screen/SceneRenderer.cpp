@@ -94,7 +94,9 @@ class SceneRenderer::Walk {
       if (covers && opaque) _cover = &element;
       // Texts make room for it as it appears.
       if (std::holds_alternative<platform::TransportBarElement>(element))
-        _covered = theme::kSubtitleRoomForBar * static_cast<double>(std::min(alpha, 1.0F));
+        _covered = (platform::kScreenHeight -
+                    transportBarLayout(platform::kScreenBounds, _canvas.textSize()).seek.y) *
+                   static_cast<double>(std::min(alpha, 1.0F));
     }
     for (const SceneNode& child : node.children) {
       if (!_findCover(child, alpha)) return false;

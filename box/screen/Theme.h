@@ -93,8 +93,6 @@ inline constexpr double kSubtitleMargin = 0.06;
 inline constexpr double kSubtitleHeight = 0.4;
 inline constexpr double kSubtitleWidth = 0.8;
 inline constexpr double kSubtitleLeastWidth = 0.1;
-/// Points from the lower edge of the screen to above the transport bar.
-inline constexpr double kSubtitleRoomForBar = 250;
 /// Of a box behind letters, at both ends of a line; a share of their size.
 inline constexpr double kSubtitlePadding = 0.18;
 inline constexpr Color kSubtitle{1, 1, 1, 1};
