@@ -1,37 +1,36 @@
 #pragma once
 
+#include <algorithm>
+#include <optional>
+
 #include "platform/foundation/Clock.h"
 
 namespace box {
 
-/// When a frame is drawn: at once, unless one was drawn in the same refresh of the display, and
-/// then with the next. What changes twice within a refresh is so drawn once, and what comes a
-/// little early or late is neither lost nor late by more than a refresh.
-///
-/// The refreshes are counted on the clock where nothing tells of the display's own.
+/// When a frame is drawn: at once, unless one was drawn within about a refresh of the display
+/// before. What changes twice within a refresh is so drawn once. What comes from outside at the
+/// display's own rate is drawn as it comes: it may be early by a quarter, so that a wait that was
+/// forced on it once is made good by the next ones.
 class RefreshPace {
  public:
+  enum class Reason { Change, Animation };
+
   RefreshPace() = default;
   /// Zero: every frame at once.
   explicit RefreshPace(platform::Duration interval) : _interval(interval) {}
 
   /// `now`, or the next time at which a frame may be drawn.
-  platform::TimePoint earliest(platform::TimePoint now) const {
-    if (_interval <= platform::Duration::zero() || _refreshOf(now) != _last) return now;
-    return platform::TimePoint((_last + 1) * _interval);
+  platform::TimePoint earliest(platform::TimePoint now, Reason reason) const {
+    if (!_last) return now;
+    const bool exactly = reason == Reason::Animation;
+    return std::max(now, *_last + (exactly ? _interval : _interval * 3 / 4));
   }
   /// A frame whose drawing has begun at that time.
-  void drawn(platform::TimePoint at) {
-    if (_interval > platform::Duration::zero()) _last = _refreshOf(at);
-  }
+  void drawn(platform::TimePoint at) { _last = at; }
 
  private:
-  platform::Duration::rep _refreshOf(platform::TimePoint time) const {
-    return time.time_since_epoch() / _interval;
-  }
-
   platform::Duration _interval{};
-  platform::Duration::rep _last = -1;
+  std::optional<platform::TimePoint> _last;
 };
 
 }  // namespace box

@@ -227,7 +227,7 @@ void ScreenThread::_handleWindow(const SDL_WindowEvent& event) {
 void ScreenThread::_drawIfNeeded() {
   if (!_needsFrame()) return;
   const platform::TimePoint now = _clock.now();
-  if (_pace.earliest(now) <= now) _draw();
+  if (_nextFrame(now) <= now) _draw();
 }
 
 void ScreenThread::_draw() {
@@ -256,7 +256,13 @@ void ScreenThread::_countFrame(platform::Duration cost) {
 std::optional<platform::Duration> ScreenThread::_timeToNextFrame() const {
   if (!_needsFrame()) return std::nullopt;
   const platform::TimePoint now = _clock.now();
-  return _pace.earliest(now) - now;
+  return _nextFrame(now) - now;
+}
+
+platform::TimePoint ScreenThread::_nextFrame(platform::TimePoint now) const {
+  const bool changed = _damaged || _signal->videoChanged;
+  return _pace.earliest(now,
+                        changed ? RefreshPace::Reason::Change : RefreshPace::Reason::Animation);
 }
 
 }  // namespace box

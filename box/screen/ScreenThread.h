@@ -105,6 +105,7 @@ class ScreenThread {
   void _draw();
   void _countFrame(platform::Duration cost);
   std::optional<platform::Duration> _timeToNextFrame() const;
+  platform::TimePoint _nextFrame(platform::TimePoint now) const;
 
   const platform::Clock& _clock;
   const ScreenOptions _options;
