@@ -1,6 +1,7 @@
 #include "box/media/MetadataTap.h"
 
 #include <algorithm>
+#include <mutex>
 #include <span>
 #include <string>
 #include <string_view>
@@ -95,14 +96,30 @@ struct Listener {
   std::function<void()> found;
 };
 
+/// Orders the making of a listener before its use on a streaming thread by something of ours.
+std::mutex& handOver() {
+  static std::mutex& mutex = *new std::mutex;
+  return mutex;
+}
+
+Listener* handedOver(Listener listener) {
+  const std::lock_guard lock(handOver());
+  return new Listener(std::move(listener));
+}
+
+Listener received(gpointer listener) {
+  const std::lock_guard lock(handOver());
+  return *static_cast<Listener*>(listener);
+}
+
 /// What a station says of itself once, with its answer, gets lost behind the demuxer.
 GstPadProbeReturn onStation(GstPad*, GstPadProbeInfo* info, gpointer data) {
   GstEvent* const event = GST_PAD_PROBE_INFO_EVENT(info);
   if (GST_EVENT_TYPE(event) != GST_EVENT_TAG) return GST_PAD_PROBE_OK;
   GstTagList* tags = nullptr;
   gst_event_parse_tag(event, &tags);
-  const auto& listener = *static_cast<Listener*>(data);
   if (auto items = itemsOfTags(tags, true); !items.empty()) {
+    const Listener listener = received(data);
     listener.timeline->add(MetadataTimeline::Source::Stream, 0, std::move(items));
     listener.found();
   }
@@ -122,15 +139,15 @@ void tap(GstPad* pad, const Listener& listener) {
 void onElement(GstBin*, GstBin*, GstElement* element, gpointer data) {
   const GstElementFactory* factory = gst_element_get_factory(element);
   const std::string_view name = factory ? GST_OBJECT_NAME(factory) : "";
-  const auto& listener = *static_cast<Listener*>(data);
   const bool isRadio = name == "icydemux";
   if (!isRadio && name != "tsdemux" && name != "qtdemux") return;
+  const Listener listener = received(data);
   const GstRef<GstPad> pad(gst_element_get_static_pad(element, "sink"));
   if (!pad) return;
   if (isRadio) {
     listener.timeline->setOfRadio();
     gst_pad_add_probe(pad.get(), GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM, onStation,
-                      new Listener(listener),
+                      handedOver(listener),
                       [](gpointer copy) { delete static_cast<Listener*>(copy); });
     return;
   }
@@ -146,7 +163,7 @@ void tapMetadata(GstElement* pipeline, std::shared_ptr<MetadataTimeline> timelin
                  std::function<void()> found) {
   g_signal_connect_data(
       pipeline, "deep-element-added", G_CALLBACK(onElement),
-      new Listener{std::move(timeline), std::move(found)},
+      handedOver({std::move(timeline), std::move(found)}),
       [](gpointer listener, GClosure*) { delete static_cast<Listener*>(listener); },
       GConnectFlags{});
 }
