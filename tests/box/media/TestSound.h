@@ -28,20 +28,13 @@ class TestSound final : public box::AudioDevice {
     if (isGone) return {};
     box::GstRef<GstElement> sink(
         GST_ELEMENT(gst_object_ref_sink(gst_element_factory_make("fakesink", nullptr))));
-    auto* use = new Use{this, 0};
     {
       const std::lock_guard lock(_mutex);
-      use->index = _played.size();
+      g_object_set_data(G_OBJECT(sink.get()), kIndex, GSIZE_TO_POINTER(_played.size()));
       _played.emplace_back();
     }
     g_object_set(sink.get(), "sync", TRUE, "signal-handoffs", TRUE, nullptr);
-    g_signal_connect_data(
-        sink.get(), "handoff", G_CALLBACK(_onBuffer), use,
-        [](gpointer data, GClosure*) {
-          const std::unique_ptr<Use> done(static_cast<Use*>(data));
-          const std::lock_guard lock(done->device->_mutex);
-        },
-        GConnectFlags(0));
+    g_signal_connect(sink.get(), "handoff", G_CALLBACK(_onBuffer), this);
     const box::GstRef<GstPad> pad(gst_element_get_static_pad(sink.get(), "sink"));
     gst_pad_add_probe(pad.get(), GST_PAD_PROBE_TYPE_BUFFER, _onPad, this, nullptr);
     gst_element_set_state(sink.get(), GST_STATE_READY);
@@ -57,13 +50,10 @@ class TestSound final : public box::AudioDevice {
   std::atomic<bool> isGone = false;
 
  private:
-  struct Use {
-    TestSound* device;
-    std::size_t index;
-  };
+  static constexpr const char* kIndex = "index";
 
   static void _onBuffer(GstElement* sink, GstBuffer* buffer, GstPad* pad, gpointer data) {
-    const auto& use = *static_cast<Use*>(data);
+    auto& device = *static_cast<TestSound*>(data);
     GstEvent* event = gst_pad_get_sticky_event(pad, GST_EVENT_SEGMENT, 0);
     const GstSegment* segment = nullptr;
     gst_event_parse_segment(event, &segment);
@@ -71,8 +61,8 @@ class TestSound final : public box::AudioDevice {
         gst_element_get_base_time(sink) +
         gst_segment_to_running_time(segment, GST_FORMAT_TIME, GST_BUFFER_PTS(buffer));
     gst_event_unref(event);
-    const std::lock_guard lock(use.device->_mutex);
-    Played& played = use.device->_played[use.index];
+    const std::lock_guard lock(device._mutex);
+    Played& played = device._played[GPOINTER_TO_SIZE(g_object_get_data(G_OBJECT(sink), kIndex))];
     if (played.buffers++ == 0) played.begin = begin;
     played.end = begin + GST_BUFFER_DURATION(buffer);
   }
