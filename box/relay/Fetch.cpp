@@ -147,6 +147,8 @@ bool Fetch::_gotHead() {
   _part.total = head.length;
   if (head.status == 206)
     _part = ByteRange::ofResponse(head.field("Content-Range")).value_or(ByteRange());
+  else if (head.status == 200)
+    _cutOut(head);
   _head = head;
   switch (_observer.fetchGotHead(head)) {
     case BodyFlow::More:
@@ -178,20 +180,58 @@ bool Fetch::_isUnpacked(ResourceHead& head) {
   return true;
 }
 
-bool Fetch::_isTheSame(const ResourceHead& head) {
-  bool same = false;
-  if (_passedBytes == 0 && _request.range.empty()) {
-    same = head.status == _head->status && head.length == _head->length;
-  } else if (head.status == 206) {
-    const auto part = ByteRange::ofResponse(head.field("Content-Range"));
-    const std::string tag = head.field("ETag");
-    const std::string oldTag = _head->field("ETag");
-    same = part && part->first == _part.first + _passedBytes &&
-           (!part->total || !_part.total || part->total == _part.total) &&
-           (tag.empty() || oldTag.empty() || tag == oldTag);
+/// Engines are at a loss when they ask for a part and get everything.
+void Fetch::_cutOut(ResourceHead& head) {
+  if (!head.length || *head.length == 0 || !head.field("icy-metaint").empty()) return;
+  auto part = ByteRange::ofRequest(_request.range, head.length);
+  if (!part || (part->first == 0 && !part->last)) return;
+  if (part->first >= *head.length) {
+    head.status = 416;
+    return;
   }
-  return same || _refuse(URLErrorCode::NetworkConnectionLost,
-                         "The server cannot go on where it broke off.");
+  part->total = head.length;
+  part->last = std::min(part->last.value_or(*head.length - 1), *head.length - 1);
+  head.status = 206;
+  head.length = *part->last - part->first + 1;
+  head.removeField("Content-Length");
+  head.fields.emplace_back("Content-Range", part->responseField());
+  _part = *part;
+  _isCutOut = true;
+  _attempt->bytesBefore = _part.first;
+}
+
+bool Fetch::_isTheSame(const ResourceHead& head) {
+  if (_passedBytes == 0 && _request.range.empty()
+          ? head.status == _head->status && head.length == _head->length
+          : _goesOn(head)) {
+    if (head.status == 200) _attempt->bytesBefore = _part.first + _passedBytes;
+    return true;
+  }
+  return _refuse(URLErrorCode::NetworkConnectionLost,
+                 "The server cannot go on where it broke off.");
+}
+
+/// With what was asked for, or with everything once more.
+bool Fetch::_goesOn(const ResourceHead& head) const {
+  const std::string tag = head.field("ETag");
+  const std::string oldTag = _head->field("ETag");
+  if (head.status == 200)
+    return head.length && head.length == _part.total && tag == oldTag &&
+           head.field("Last-Modified") == _head->field("Last-Modified");
+  const auto part = ByteRange::ofResponse(head.field("Content-Range"));
+  return head.status == 206 && part && part->first == _part.first + _passedBytes &&
+         (!part->total || !_part.total || part->total == _part.total) &&
+         (tag.empty() || oldTag.empty() || tag == oldTag);
+}
+
+/// Of what comes with this attempt. Nothing is left of it behind the end.
+std::string_view Fetch::_wanted(std::string_view bytes) {
+  const auto before = std::min<std::uint64_t>(_attempt->bytesBefore, bytes.size());
+  _attempt->bytesBefore -= before;
+  bytes.remove_prefix(static_cast<std::size_t>(before));
+  if (!_isCutOut) return bytes;
+  const std::uint64_t rest = *_part.last - _part.first + 1 - _passedBytes;
+  return bytes.substr(0, static_cast<std::size_t>(std::min<std::uint64_t>(rest, bytes.size())));
 }
 
 std::size_t Fetch::_gotBytes(std::string_view bytes) {
@@ -207,16 +247,24 @@ std::size_t Fetch::_gotBytes(std::string_view bytes) {
   }
   _noteByte();
   _countBytes();
+  const std::size_t size = bytes.size();
+  const bool isBefore = attempt.bytesBefore >= size;
+  bytes = _wanted(bytes);
+  if (isBefore) return size;
+  if (bytes.empty()) {  // all that was wanted has come
+    attempt.verdict = Verdict::Abort;
+    return 0;
+  }
   _passedBytes += bytes.size();
   attempt.passedBytes += bytes.size();
   if (attempt.passedBytes >= kForgivingBytes) _retries = 0;
   switch (_observer.fetchGotBytes(bytes)) {
     case BodyFlow::More:
-      return bytes.size();
+      return size;
     case BodyFlow::Pause:
       _isPaused = true;
       _meter.pause();
-      return bytes.size();
+      return size;
     case BodyFlow::Abort:
       break;
   }

@@ -34,7 +34,8 @@ class FetchObserver {
 };
 
 /// A resource from a server: follows redirects, tries again what may pass, and takes up a body that
-/// broke off where it was left, provided that it is still the same.
+/// broke off where it was left, provided that it is still the same. From a server that knows
+/// nothing of ranges and sends everything, the part that is wanted is cut out as it comes.
 ///
 /// Threads: the relay's. Destroying it breaks it off.
 class Fetch {
@@ -70,6 +71,7 @@ class Fetch {
     bool hasHead = false;
     bool isHeld = false;  // libcurl keeps bytes for resume()
     std::size_t skippedBytes = 0;
+    std::uint64_t bytesBefore = 0;  // of a whole body, that are not wanted
     std::uint64_t countedBytes = 0;
     std::uint64_t passedBytes = 0;
     Verdict verdict = Verdict::None;
@@ -92,7 +94,10 @@ class Fetch {
   bool _gotLine(std::string_view line);
   bool _gotHead();
   bool _isUnpacked(ResourceHead& head);
+  void _cutOut(ResourceHead& head);
   bool _isTheSame(const ResourceHead& head);
+  bool _goesOn(const ResourceHead& head) const;
+  std::string_view _wanted(std::string_view bytes);
   std::size_t _gotBytes(std::string_view bytes);
   bool _refuse(platform::URLErrorCode code, const char* reason);
 
@@ -113,6 +118,7 @@ class Fetch {
   bool _isPaused = false;
   std::optional<ResourceHead> _head;  // as it was handed over
   ByteRange _part;                    // of the resource: what the body is
+  bool _isCutOut = false;             // by us
   std::uint64_t _passedBytes = 0;
 };
 

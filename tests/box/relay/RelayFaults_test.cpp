@@ -88,6 +88,7 @@ TEST(RelayFaults, EndInTheRestOfTheBodyOrOneError) {
       {"silent in the middle", {silent, rest}, 2, 200, both},
       {"closed, and busy meanwhile", {cut, busy, rest}, 3, 200, both},
       {"begins anew", {cut, {sized(both)}}, 2, 200, first, lost},
+      {"begins the same anew", {cut, {sized(both, "ETag: \"x\"\r\n")}}, 2, 200, both},
       {"has changed", {cut, otherTotal}, 2, 200, first, lost},
       {"always too short", {cut, {empty, Then::Close}}, 4, 200, first, lost},
       {"closed at once", {{"", Then::Close}}, 4, 502, "", lost},

@@ -85,6 +85,31 @@ TEST_F(RelayTest, PassesBodiesAndRangesOnOverOneConnection) {
   EXPECT_EQ(item->statistics().serverAddress, "127.0.0.1");
 }
 
+TEST_F(RelayTest, CutsRangesOutOfWhatAServerSendsWhole) {
+  std::string body(300'000, '.');
+  body.replace(200'000, 6, "needle");
+  server.script("/a.mp4", {{sized(body)}});
+  const auto item = open("/a.mp4");
+  const struct {
+    const char* range;
+    long status;
+    std::string part;
+    const char* field;
+  } parts[] = {{"200000-200005", 206, "needle", "bytes 200000-200005/300000"},
+               {"200000-", 206, body.substr(200'000), "bytes 200000-299999/300000"},
+               {"-2", 206, "..", "bytes 299998-299999/300000"},
+               {"0-", 200, body, ""},
+               {"300000-", 416, "", ""}};
+  for (const auto& part : parts) {
+    SCOPED_TRACE(part.range);
+    const Reply reply = client.get(item->url(), part.range);
+    EXPECT_EQ(reply.status, part.status);
+    EXPECT_EQ(reply.status < 400 ? reply.body : "", part.part);
+    EXPECT_EQ(reply.field("Content-Range"), part.field);
+  }
+  EXPECT_FALSE(item->failure());
+}
+
 TEST_F(RelayTest, SendsFieldsAndCookiesToWhomTheyAreMeantFor) {
   server.script("/a",
                 {{"HTTP/1.1 302 Found\r\nSet-Cookie: given=2\r\nContent-Length: 0\r\nLocation: " +
