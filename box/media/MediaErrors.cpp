@@ -56,8 +56,7 @@ Error streamError(const GError& error) {
   switch (error.code) {
     case GST_STREAM_ERROR_TYPE_NOT_FOUND:
     case GST_STREAM_ERROR_WRONG_TYPE:
-      return mediaError(MediaErrorCode::FormatNotRecognized,
-                        "The format of the media is not recognized.");
+      return unrecognizedError();
     case GST_STREAM_ERROR_CODEC_NOT_FOUND:
       return mediaError(MediaErrorCode::DecoderNotFound, "There is no decoder for the media.");
     case GST_STREAM_ERROR_DECRYPT:
@@ -98,6 +97,11 @@ Error errorOfMessage(GstMessage* message) {
                     std::string(error->message));
 }
 
+Error unrecognizedError() {
+  return mediaError(MediaErrorCode::FormatNotRecognized,
+                    "The format of the media is not recognized.");
+}
+
 Error silenceError() { return damagedError(); }
 
 std::optional<Error> missingPluginError(const GstStructure* message) {
@@ -112,9 +116,11 @@ std::optional<Error> missingPluginError(const GstStructure* message) {
                             : gst_structure_get_name(gst_caps_get_structure(caps, 0));
     // Subtitles and data that nobody can read leave picture and sound alone.
     const std::string_view kind(media);
-    if (kind.starts_with("text/") || kind.starts_with("subpicture/") || kind.starts_with("meta/") ||
-        kind.starts_with("closedcaption/"))
-      return std::nullopt;
+    for (const std::string_view harmless :
+         {"text/", "subpicture/", "subtitle/", "meta/", "closedcaption/", "application/x-subtitle",
+          "application/ttml", "application/x-ssa", "application/x-ass", "application/x-usf",
+          "application/x-teletext"})
+      if (kind.starts_with(harmless)) return std::nullopt;
   }
   std::optional<std::string> reason;
   if (name) reason = std::string(name) + " is missing.";

@@ -17,6 +17,7 @@ std::optional<platform::Error> refusalOf(const std::string& url, bool allowFileU
 /// The error that an ERROR message stands for. Of networks it knows nothing: the relay does.
 platform::Error errorOfMessage(GstMessage* message);
 
+platform::Error unrecognizedError();
 /// Nothing has been heard of the load for too long, though nothing is awaited from the network: the
 /// library may lose a demuxer's complaint where that one gives up at once.
 platform::Error silenceError();

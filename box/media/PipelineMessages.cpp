@@ -141,6 +141,7 @@ void Pipeline::_handleAsyncDone() {
   if (_seeking) {
     _finishSeek();
   } else if (!_prerolled) {
+    if (_collection && !_catalog.hasMedia()) return _fail(unrecognizedError());
     _prerolled = true;
     _mendsSound = false;
     _deadline.reset();

@@ -89,6 +89,12 @@ bool StreamCatalog::update(std::vector<StreamDescription> streams) {
   return true;
 }
 
+bool StreamCatalog::hasMedia() const {
+  return std::any_of(_streams.begin(), _streams.end(), [](const StreamDescription& each) {
+    return (each.type & (GST_STREAM_TYPE_VIDEO | GST_STREAM_TYPE_AUDIO)) != 0;
+  });
+}
+
 StreamCatalog::Selection StreamCatalog::selectionOf(GstMessage* message) {
   Selection selection;
   for (guint index = 0; index < gst_message_streams_selected_get_size(message); ++index) {

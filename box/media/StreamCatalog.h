@@ -41,6 +41,8 @@ class StreamCatalog {
   bool changesStreams(const Choice& choice) const;
 
   bool plays(GstStreamType type) const;
+  /// There is a picture or sound. A page of the web is but text.
+  bool hasMedia() const;
 
   std::vector<platform::MediaTrack> tracks() const;
   std::vector<platform::MediaSelectionGroup> groups() const;
