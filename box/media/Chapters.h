@@ -4,6 +4,8 @@
 
 #include <gst/gst.h>
 
+#include "box/media/GstRef.h"
+#include "box/media/MovieBoxes.h"
 #include "platform/media/MediaFacts.h"
 
 namespace box {
@@ -13,5 +15,15 @@ namespace box {
 ///
 /// Bounds: 1000 chapters.
 std::vector<platform::MediaChapter> chaptersOf(const GstToc* toc);
+
+/// Those in the "moov" of an mp4, which the library's demuxer passes over: its list, whose names
+/// may be empty, or else the times of the track that its other tracks name for them.
+///
+/// Bounds: 1000 chapters.
+std::vector<platform::MediaChapter> chaptersOfMovie(BoxBytes movie);
+
+/// As the library's demuxers tell them.
+GstRef<GstMessage> messageOf(const std::vector<platform::MediaChapter>& chapters,
+                             GstObject* source);
 
 }  // namespace box

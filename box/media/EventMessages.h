@@ -1,15 +1,15 @@
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <map>
 #include <optional>
-#include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "box/media/MetadataTimeline.h"
+#include "box/media/MovieBoxes.h"
 #include "box/relay/MediaTimeline.h"
 
 namespace box {
@@ -27,20 +27,19 @@ struct EventMessage {
 /// becomes what it is elsewhere.
 MetadataTimeline::Items itemsOfEvent(const EventMessage& event);
 
-/// Finds event messages in the segments of fragmented mp4 as their bytes come, which the library's
-/// demuxer passes over. Of everything else it looks at the headers alone.
+/// Finds event messages among the boxes of fragmented mp4, which the library's demuxer passes over.
 ///
-/// Bounds: 64 KiB of a message, 64 messages before the fragment that they belong to, and 1 MiB of
-/// the boxes that tell times; what is longer is passed over.
+/// Bounds: 64 messages before the fragment that they belong to.
 /// Threads: one at a time.
 class EventMessages {
  public:
-  /// `seconds` are counted from the first fragment after `restart()`.
+  /// `seconds` are counted from the first fragment after `restart()`, or as the fragments do.
   using Found = std::function<void(double seconds, EventMessage event)>;
   explicit EventMessages(Found found) : _found(std::move(found)) {}
 
-  void feed(std::span<const std::uint8_t> bytes);
-  /// Other bytes follow, from the beginning of a box. `recount`: and times are counted anew.
+  /// "emsg", "moov" or "moof"; of any other nothing is taken.
+  void takeBox(std::uint32_t type, BoxBytes content);
+  /// Other boxes follow. `recount`: and times are counted anew.
   void restart(bool recount);
 
  private:
@@ -49,16 +48,11 @@ class EventMessages {
     double seconds;
     EventMessage event;
   };
-  void _beginBox();
-  void _takeBox();
-  void _takeEvent(std::span<const std::uint8_t> box);
-  void _takeTracks(std::span<const std::uint8_t> box);
-  void _takeFragment(std::span<const std::uint8_t> box);
+  void _takeEvent(BoxBytes content);
+  void _takeTracks(BoxBytes movie);
+  void _takeFragment(BoxBytes fragment);
 
   const Found _found;
-  std::vector<std::uint8_t> _box;  // its header, and all of it where it matters
-  std::uint64_t _boxSize = 0;      // 0: its header has not come
-  std::uint64_t _skip = 0;
   std::map<std::uint32_t, std::uint32_t> _timescales;  // by the tracks' numbers
   std::optional<double> _firstTime;
   std::vector<Waiting> _waiting;

@@ -2,11 +2,12 @@
 
 #include <algorithm>
 #include <mutex>
-#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
 
+#include "box/media/Chapters.h"
+#include "box/media/DemuxerTap.h"
 #include "box/media/EventMessages.h"
 #include "box/media/GstRef.h"
 #include "box/media/ID3Tag.h"
@@ -17,6 +18,16 @@ namespace {
 
 constexpr std::string_view kKeySpaceCommon = "common";
 constexpr std::string_view kKeySpaceRadio = "icy";
+
+constexpr std::uint64_t kEventLimit = std::uint64_t{64} << 10;
+constexpr std::uint64_t kFragmentLimit = std::uint64_t{1} << 20;
+constexpr std::uint64_t kMovieLimit = std::uint64_t{16} << 20;
+
+std::uint64_t limitOf(std::uint32_t type) {
+  if (type == boxType("emsg")) return kEventLimit;
+  if (type == boxType("moof")) return kFragmentLimit;
+  return type == boxType("moov") ? kMovieLimit : 0;
+}
 
 struct TagName {
   const char* tag;
@@ -30,70 +41,77 @@ constexpr TagName kTagNames[] = {
     {GST_TAG_HOMEPAGE, "homepage", "icy-url"}, {GST_TAG_COMPOSER, "composer", "composer"},
 };
 
-/// One demuxer's input.
-template <typename Parser>
-class Tap {
- public:
-  Tap(std::shared_ptr<MetadataTimeline> timeline, std::function<void()> found)
-      : _timeline(std::move(timeline)),
-        _found(std::move(found)),
-        _parser([this](double seconds, auto content) { _take(seconds, content); }) {
-    gst_segment_init(&_segment, GST_FORMAT_UNDEFINED);
-  }
-
-  static GstPadProbeReturn onData(GstPad*, GstPadProbeInfo* info, gpointer self) {
-    auto& me = *static_cast<Tap*>(self);
-    if ((info->type & GST_PAD_PROBE_TYPE_BUFFER) != 0) {
-      if (GstBuffer* buffer = GST_PAD_PROBE_INFO_BUFFER(info)) me._feed(buffer);
-    } else if (GstEvent* event = GST_PAD_PROBE_INFO_EVENT(info);
-               event && GST_EVENT_TYPE(event) == GST_EVENT_SEGMENT) {
-      gst_event_copy_segment(event, &me._segment);
-    }
-    return GST_PAD_PROBE_OK;
-  }
-
- private:
-  void _feed(GstBuffer* buffer) {
-    // In adaptive media the first bytes after a jump say what time they are of; elsewhere times
-    // count from the beginning of it all.
-    guint64 time = 0;
-    const bool isDated = _segment.format == GST_FORMAT_TIME && GST_BUFFER_PTS_IS_VALID(buffer) &&
-                         gst_segment_to_stream_time_full(&_segment, GST_FORMAT_TIME,
-                                                         GST_BUFFER_PTS(buffer), &time) == 1;
-    const guint64 offset = GST_BUFFER_OFFSET(buffer);
-    const bool follows = offset == _nextOffset || _segment.format == GST_FORMAT_TIME;
-    if (isDated) _origin = static_cast<double>(time) / static_cast<double>(GST_SECOND);
-    if (isDated || !follows || GST_BUFFER_IS_DISCONT(buffer)) _parser.restart(isDated);
-    _nextOffset = offset + gst_buffer_get_size(buffer);
-    GstMapInfo bytes;
-    if (!gst_buffer_map(buffer, &bytes, GST_MAP_READ)) return;
-    _parser.feed({bytes.data, bytes.size});
-    gst_buffer_unmap(buffer, &bytes);
-  }
-
-  void _take(double seconds, std::span<const std::uint8_t> data) {
-    _add(MetadataTimeline::Source::Stream, seconds, itemsOfID3Tag(data));
-  }
-  void _take(double seconds, const EventMessage& event) {
-    _add(MetadataTimeline::Source::Events, seconds, itemsOfEvent(event));
-  }
-  void _add(MetadataTimeline::Source source, double seconds, MetadataTimeline::Items items) {
-    if (items.empty()) return;
-    _timeline->add(source, std::max(0.0, _origin + seconds), std::move(items));
-    _found();
-  }
-
-  const std::shared_ptr<MetadataTimeline> _timeline;
-  const std::function<void()> _found;
-  Parser _parser;
-  GstSegment _segment;
-  guint64 _nextOffset = 0;
-  double _origin = 0;
-};
-
 struct Listener {
   std::shared_ptr<MetadataTimeline> timeline;
   std::function<void()> found;
+};
+
+/// What lies ahead of its time goes on the time line.
+void note(const Listener& listener, MetadataTimeline::Source source, double seconds,
+          MetadataTimeline::Items items) {
+  if (items.empty()) return;
+  listener.timeline->add(source, std::max(0.0, seconds), std::move(items));
+  listener.found();
+}
+
+class TransportTap final : public DemuxerTap {
+ public:
+  explicit TransportTap(const Listener& listener)
+      : _stream([this, listener](double seconds, Bytes data) {
+          note(listener, MetadataTimeline::Source::Stream, origin().value_or(0) + seconds,
+               itemsOfID3Tag(data));
+        }) {}
+
+ private:
+  void feed(std::uint64_t, Bytes bytes) override { _stream.feed(bytes); }
+  void restart(bool recount) override { _stream.restart(recount); }
+
+  TransportMetadata _stream;
+};
+
+class MovieTap final : public DemuxerTap {
+ public:
+  MovieTap(const Listener& listener, GstElement* demuxer)
+      : _demuxer(demuxer),
+        _boxes(limitOf, [this](std::uint32_t type, BoxBytes content) { _take(type, content); }),
+        _events([this, listener](double seconds, const EventMessage& event) {
+          note(listener, MetadataTimeline::Source::Events, origin().value_or(0) + seconds,
+               itemsOfEvent(event));
+        }) {}
+
+ private:
+  void feed(std::uint64_t, Bytes bytes) override { _boxes.feed(bytes); }
+  void restart(bool recount) override {
+    _boxes.restart();
+    _events.restart(recount);
+  }
+  /// Each begins with a box or lies within one. Of a message the demuxer reads the header alone.
+  void feedPulled(GstPad* sink, std::uint64_t offset, Bytes bytes) override {
+    _boxes.restart();
+    _boxes.feed(bytes);
+    if (_boxes.missing() == 0 || _boxes.type() != boxType("emsg")) return;
+    const GstRef<GstPad> source(gst_pad_get_peer(sink));
+    GstBuffer* rest = nullptr;
+    if (!source || gst_pad_get_range(source.get(), offset + bytes.size(),
+                                     static_cast<guint>(_boxes.missing()), &rest) != GST_FLOW_OK)
+      return;
+    const GstRef<GstBuffer> owned(rest);
+    GstMapInfo map;
+    if (!gst_buffer_map(rest, &map, GST_MAP_READ)) return;
+    _boxes.feed({map.data, map.size});
+    gst_buffer_unmap(rest, &map);
+  }
+  void _take(std::uint32_t type, BoxBytes content) {
+    _events.takeBox(type, content);
+    if (type != boxType("moov")) return;
+    const auto chapters = chaptersOfMovie(content);
+    if (!chapters.empty())
+      gst_element_post_message(_demuxer, messageOf(chapters, GST_OBJECT(_demuxer)).release());
+  }
+
+  GstElement* const _demuxer;  // its pad owns this
+  MovieBoxes _boxes;
+  EventMessages _events;
 };
 
 /// Orders the making of a listener before its use on a streaming thread by something of ours.
@@ -126,21 +144,12 @@ GstPadProbeReturn onStation(GstPad*, GstPadProbeInfo* info, gpointer data) {
   return GST_PAD_PROBE_OK;
 }
 
-template <typename Parser>
-void tap(GstPad* pad, const Listener& listener) {
-  using Each = Tap<Parser>;
-  gst_pad_add_probe(
-      pad,
-      static_cast<GstPadProbeType>(GST_PAD_PROBE_TYPE_BUFFER | GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM),
-      Each::onData, new Each(listener.timeline, listener.found),
-      [](gpointer each) { delete static_cast<Each*>(each); });
-}
-
 void onElement(GstBin*, GstBin*, GstElement* element, gpointer data) {
   const GstElementFactory* factory = gst_element_get_factory(element);
   const std::string_view name = factory ? GST_OBJECT_NAME(factory) : "";
   const bool isRadio = name == "icydemux";
-  if (!isRadio && name != "tsdemux" && name != "qtdemux") return;
+  const bool isMovie = name == "qtdemux";
+  if (!isRadio && !isMovie && name != "tsdemux") return;
   const Listener listener = received(data);
   const GstRef<GstPad> pad(gst_element_get_static_pad(element, "sink"));
   if (!pad) return;
@@ -151,10 +160,10 @@ void onElement(GstBin*, GstBin*, GstElement* element, gpointer data) {
                       [](gpointer copy) { delete static_cast<Listener*>(copy); });
     return;
   }
-  if (name == "tsdemux")
-    tap<TransportMetadata>(pad.get(), listener);
+  if (isMovie)
+    DemuxerTap::attach(std::make_unique<MovieTap>(listener, element), pad.get());
   else
-    tap<EventMessages>(pad.get(), listener);
+    DemuxerTap::attach(std::make_unique<TransportTap>(listener), pad.get());
 }
 
 }  // namespace

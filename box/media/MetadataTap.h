@@ -10,9 +10,10 @@
 namespace box {
 
 /// Listens at the demuxers of a pipeline for metadata that the library passes over: ID3 in
-/// transport streams, on its own or in the segments of an adaptive one, event messages in the
-/// segments of fragmented mp4, and what a radio station says of itself. It leaves what it finds in
-/// `timeline`, ahead of its time, and calls `found` on a streaming thread.
+/// transport streams, on its own or in the segments of an adaptive one, event messages in
+/// fragmented mp4, and what a radio station says of itself. It leaves what it finds in `timeline`,
+/// ahead of its time, and calls `found` on a streaming thread. Chapters of mp4 it has the demuxer
+/// tell as others do, by a message with a table of contents.
 ///
 /// Call it before the pipeline starts; the tap goes with the pipeline's elements.
 void tapMetadata(GstElement* pipeline, std::shared_ptr<MetadataTimeline> timeline,
