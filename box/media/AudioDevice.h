@@ -21,10 +21,10 @@ namespace box {
 /// Threads: any that may block, several at once; a sound server may take its time to answer.
 class AudioDevice {
  public:
-  /// `interrupted` is called when the sound server silences a stream in favour of another; on a
-  /// thread of the media library, while a pipeline plays.
-  explicit AudioDevice(std::function<void()> interrupted = {})
-      : _interrupted(std::move(interrupted)) {}
+  /// `interrupted` is called when the sound server silences a stream in favour of another, and
+  /// `lost` when one fails; on a thread of a pipeline's.
+  explicit AudioDevice(std::function<void()> interrupted = {}, std::function<void()> lost = {})
+      : _interrupted(std::move(interrupted)), _lost(std::move(lost)) {}
   virtual ~AudioDevice() = default;
   /// A sink with the device open (READY); null where there is none, or where it refuses.
   virtual GstRef<GstElement> open();
@@ -39,9 +39,13 @@ class AudioDevice {
   void noteInterruption() {
     if (_interrupted) _interrupted();
   }
+  void noteLoss() {
+    if (_lost) _lost();
+  }
 
  private:
   const std::function<void()> _interrupted;
+  const std::function<void()> _lost;
   std::mutex _mutex;
   std::vector<std::weak_ptr<const Arrival>> _listeners;
 };

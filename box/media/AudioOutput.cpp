@@ -23,9 +23,29 @@ AudioOutput::AudioOutput() {
   gst_bin_add(GST_BIN(_bin.get()), volume);
   const GstRef<GstPad> pad(gst_element_get_static_pad(volume, "sink"));
   gst_element_add_pad(_bin.get(), gst_ghost_pad_new("sink", pad.get()));
+  const GstRef<GstPad> end(gst_element_get_static_pad(volume, "src"));
+  gst_pad_add_probe(end.get(), GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM, _onEvent, this, nullptr);
   use({});
   // A device that is open stays so when it is put in.
   gst_element_set_state(_bin.get(), GST_STATE_READY);
+}
+
+/// With the format a sink makes its stream, and says then what it is.
+GstPadProbeReturn AudioOutput::_onEvent(GstPad* pad, GstPadProbeInfo* info, gpointer self) {
+  if (GST_EVENT_TYPE(GST_PAD_PROBE_INFO_EVENT(info)) != GST_EVENT_CAPS) return GST_PAD_PROBE_OK;
+  const GstRef<GstPad> peer(gst_pad_get_peer(pad));
+  if (!peer) return GST_PAD_PROBE_OK;
+  const GstRef<GstElement> sink(gst_pad_get_parent_element(peer.get()));
+  if (!sink || !g_object_class_find_property(G_OBJECT_GET_CLASS(sink.get()), "stream-properties"))
+    return GST_PAD_PROBE_OK;
+  const char* const role = static_cast<AudioOutput*>(self)->_hasPicture ? "video" : "music";
+  GstStructure* const properties = gst_structure_new(
+      "properties", "media.role", G_TYPE_STRING, role, "application.name", G_TYPE_STRING,
+      "TVVorlane", "application.id", G_TYPE_STRING, "quorin.tvvorlane", "application.icon_name",
+      G_TYPE_STRING, "quorin.tvvorlane", nullptr);
+  g_object_set(sink.get(), "stream-properties", properties, nullptr);
+  gst_structure_free(properties);
+  return GST_PAD_PROBE_OK;
 }
 
 bool AudioOutput::contains(GstObject* object) const {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <atomic>
+
 #include <gst/gst.h>
 
 #include "box/media/GstRef.h"
@@ -30,12 +32,18 @@ class AudioOutput {
   /// Null: silence.
   void use(GstRef<GstElement> sink);
   void setVolume(double volume, bool muted);
+  /// Whether there is a picture to the sound, for the sound server, which may treat films and music
+  /// in their own ways. Before data flow; on any thread.
+  void setHasPicture(bool hasPicture) { _hasPicture = hasPicture; }
 
  private:
+  static GstPadProbeReturn _onEvent(GstPad* pad, GstPadProbeInfo* info, gpointer self);
+
   GstRef<GstElement> _bin;
   GstElement* _volume = nullptr;  // the bin's, as the sink
   GstElement* _sink = nullptr;
   bool _silent = true;
+  std::atomic<bool> _hasPicture = true;
 };
 
 }  // namespace box

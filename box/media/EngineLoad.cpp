@@ -156,9 +156,15 @@ void EngineLoad::pause() {
 
 void EngineLoad::seek(double seconds) {
   if (!_pipeline || std::isnan(seconds)) return;
-  _seekDestination = std::max(0.0, seconds);
-  if (const double duration = _pipeline->facts()->duration; duration > 0)
-    _seekDestination = std::min(*_seekDestination, duration);
+  const auto known = facts();
+  double destination = std::max(0.0, seconds);
+  if (known->duration > 0) {
+    destination = std::min(destination, known->duration);
+  } else if (!known->seekable.empty()) {
+    const platform::TimeRange& range = known->seekable.front();
+    destination = std::clamp(destination, range.start, range.start + std::max(0.0, range.duration));
+  }
+  _seekDestination = destination;
   _pipeline->seek(seconds, ++_seekSerial);
 }
 

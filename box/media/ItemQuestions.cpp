@@ -1,5 +1,6 @@
 #include "box/media/ItemQuestions.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "box/media/ClearKeyRequest.h"
@@ -7,6 +8,9 @@
 
 namespace box {
 namespace {
+
+/// A programme that goes on for ever may be refused for ever.
+constexpr std::size_t kMostRefusals = 64;
 
 /// The range is a field of its own: whoever answers need not look through the rest for it.
 platform::Dictionary detailsOf(const RelayQuestion& question) {
@@ -60,12 +64,21 @@ std::function<void(RelayQuestion, ItemQuestions::Reply)> ItemQuestions::asker() 
 }
 
 void ItemQuestions::_ask(const RelayQuestion& question, const Reply& reply) {
-  const auto completion = [reply](const platform::ResourceResponse* response,
-                                  const platform::Error* error) {
+  for (const auto& [refused, answer] : _refused)
+    if (refused == question) return reply(answer);
+  const auto same = std::find_if(_waiting.begin(), _waiting.end(),
+                                 [&](const Waiting& each) { return each.question == question; });
+  if (same != _waiting.end()) {
+    same->replies.push_back(reply);
+    return;
+  }
+  _waiting.push_back({question, {reply}});
+  const auto completion = [this, question](const platform::ResourceResponse* response,
+                                           const platform::Error* error) {
     RelayAnswer answer;
     if (response) answer = answerOf(*response);
     if (error) answer.error = withSentence(*error);
-    reply(std::move(answer));
+    _answer(question, answer);
   };
   if (question.kind == RelayQuestion::Kind::Resource) {
     _requests.load(*_item, question.url, detailsOf(question), completion);
@@ -77,6 +90,18 @@ void ItemQuestions::_ask(const RelayQuestion& question, const Reply& reply) {
                                              std::move(ended));
   };
   _requests.loadKey(*_item, question.url, detailsOf(question), make, completion);
+}
+
+void ItemQuestions::_answer(const RelayQuestion& question, const RelayAnswer& answer) {
+  const auto found = std::find_if(_waiting.begin(), _waiting.end(),
+                                  [&](const Waiting& each) { return each.question == question; });
+  const auto replies = std::move(found->replies);
+  _waiting.erase(found);
+  if (answer.error || answer.statusCode >= 400) {
+    _refused.emplace_back(question, answer);
+    if (_refused.size() > kMostRefusals) _refused.pop_front();
+  }
+  for (const Reply& reply : replies) reply(answer);
 }
 
 }  // namespace box

@@ -5,8 +5,11 @@
 
 #include "box/media/ClearKeyDecryptor.h"
 #include "box/media/InputGate.h"
+#include "box/media/MatroskaTexts.h"
 #include "box/media/SeekShortcut.h"
+#include "box/media/SourceSessions.h"
 #include "box/media/StartOrder.h"
+#include "box/media/TextStream.h"
 #include "box/media/WarmUp.h"
 #include "box/media/WorkerThreads.h"
 
@@ -14,6 +17,8 @@ namespace box {
 namespace {
 
 constexpr auto kPredecessorLimit = std::chrono::seconds(1);
+/// So long a demuxer tries on when nothing comes any more: three times, 10 ms after each other.
+constexpr GstClockTime kDownloadsLimit = 80 * GST_MSECOND;
 /// Sources are given time to notice by themselves that nothing comes: one that is stopped while it
 /// hears of it may crash (libsoup 3.2).
 constexpr auto kLastWords = std::chrono::milliseconds(500);
@@ -254,6 +259,13 @@ bool Pipeline::_build() {
   _playbin.reset(GST_ELEMENT(gst_object_ref_sink(playbin)));
   _bus.reset(gst_element_get_bus(playbin));
   _mailbox.attach(_bus.get());
+  gst_bus_set_sync_handler(
+      _bus.get(),
+      [](GstBus*, GstMessage* message, gpointer) {
+        nameTextStreams(message);
+        return GST_BUS_PASS;
+      },
+      nullptr, nullptr);
   // Commands come over the bus also after a failure has taken the pipeline down.
   g_object_set(playbin, "auto-flush-bus", FALSE, nullptr);
 
@@ -283,6 +295,7 @@ bool Pipeline::_build() {
   startDecodersFirst(playbin);
   gateInputsOfDecodebin(playbin);
   takeSeekShortcuts(playbin);
+  tellMatroskaTexts(playbin);
   if (_contentKeys) offerContentKeys(playbin, _contentKeys);
   g_signal_connect(playbin, "source-setup", G_CALLBACK(_onSourceSetup), this);
   _applyVolume();
@@ -304,6 +317,7 @@ void Pipeline::_onSourceSetup(GstElement*, GstElement* source, gpointer) {
 GstClockTime Pipeline::_untilDeadline() const {
   auto until = _deadline;
   if (_scrubAt && (!until || *_scrubAt < *until)) until = _scrubAt;
+  if (_dryAt && (!until || *_dryAt < *until)) until = _dryAt;
   if (_timeRuns && _searchAt && (!until || *_searchAt < *until)) until = _searchAt;
   if (_metadataAt && (!until || *_metadataAt < *until)) until = _metadataAt;
   if (_giveUpAt && (!until || *_giveUpAt < *until)) until = _giveUpAt;
@@ -331,15 +345,28 @@ void Pipeline::_loop() {
 void Pipeline::_letGo() {
   if (_contentKeys) _contentKeys->close();
   _alternates.stop();
+  mendSourceSessions();
+  _endDownloads();
   if (_playbin) gst_element_set_state(_playbin.get(), GST_STATE_NULL);
   // It is open even where nothing has come to play on it.
   if (_sound && _sound->element()) gst_element_set_state(_sound->element(), GST_STATE_NULL);
+}
+
+/// A demuxer of playlists that is stopped within a download leaves it behind for good, with its
+/// connection and two more descriptors (GStreamer 1.22). So downloads end first, and it gives up.
+void Pipeline::_endDownloads() {
+  const auto& item = _setup.relayItem;
+  if (_failed || !_playbin || !item || !item->timeline()) return;
+  item->close();
+  const GstRef<GstMessage> givenUp(
+      gst_bus_timed_pop_filtered(_bus.get(), kDownloadsLimit, GST_MESSAGE_ERROR));
 }
 
 void Pipeline::_takeDown() {
   _mailbox.detach();
   _letGo();
   if (_bus) gst_bus_set_flushing(_bus.get(), TRUE);
+  if (_bus) gst_bus_set_sync_handler(_bus.get(), nullptr, nullptr, nullptr);
   _playbin.reset();
   _videoSink.reset();
   _textSink.reset();

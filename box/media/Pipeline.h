@@ -132,6 +132,7 @@ class Pipeline : public std::enable_shared_from_this<Pipeline> {
   void _run(const std::shared_ptr<Pipeline>& predecessor);
   bool _build();
   void _loop();
+  void _endDownloads();
   void _letGo();
   void _takeDown();
   void _waitUntilClosed(platform::Duration limit);
@@ -172,6 +173,7 @@ class Pipeline : public std::enable_shared_from_this<Pipeline> {
 
   // PipelineSound.cpp
   void _setUpSound();
+  static GstBusSyncReply _onSyncMessage(GstBus* bus, GstMessage* message, gpointer sound);
   void _beginSound(const std::shared_ptr<Pipeline>& predecessor);
   void _changeSound(GstRef<GstElement> sink);
   /// Whether an error is only that the device has gone, or comes of it.
@@ -199,6 +201,8 @@ class Pipeline : public std::enable_shared_from_this<Pipeline> {
   void _handleElement(GstMessage* message);
   void _handleAsyncDone();
   void _handleBuffering(int percent);
+  void _watchDryness();
+  void _stall();
   void _handleEnd();
   void _handleDeadline();
   /// What the relay knows of why the media do not come.
@@ -266,6 +270,7 @@ class Pipeline : public std::enable_shared_from_this<Pipeline> {
   bool _buffering = false;    // time waits for the media
   bool _hasBeenFull = false;  // since the load or the last seek
   int _bufferPercent = 0;
+  std::optional<platform::TimePoint> _dryAt;  // when one that holds nothing counts as dry
   bool _live = false;
   bool _playAnnounced = false;
   bool _pauseAnnounced = false;

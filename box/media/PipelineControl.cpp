@@ -119,6 +119,7 @@ void Pipeline::_setState(GstState state) {
 
 void Pipeline::_setTimeRuns(bool runs) {
   if (std::exchange(_timeRuns, runs) == runs) return;
+  _watchDryness();
   const auto now = _clock.now();
   const std::lock_guard lock(_mutex);
   if (runs)

@@ -4,6 +4,7 @@
 
 #include "box/media/Chapters.h"
 #include "box/media/ClearKeyDecryptor.h"
+#include "box/media/MatroskaTexts.h"
 #include "box/media/Pipeline.h"
 #include "box/media/SilentDemuxers.h"
 #include "platform/foundation/TVSLogger.h"
@@ -21,6 +22,9 @@ constexpr auto kShortSilence = std::chrono::seconds(2);
 
 /// A buffer that still holds no more than this while time runs gets less than is played.
 constexpr int kDryPercent = 2;
+
+/// While decoders fill up behind it, it is so for moments that nobody sees.
+constexpr auto kDryLimit = std::chrono::milliseconds(250);
 
 double secondsOf(gint64 nanoseconds) {
   return static_cast<double>(nanoseconds) / static_cast<double>(GST_SECOND);
@@ -128,6 +132,8 @@ void Pipeline::_handleElement(GstMessage* message) {
     _progress();
   } else if (gst_structure_has_name(content, "missing-plugin")) {
     if (auto error = missingPluginError(content)) _fail(std::move(*error));
+  } else if (gst_structure_has_name(content, kForcedTextMessage)) {
+    _catalog.noteForced(gst_structure_get_string(content, kForcedTextStream));
   }
 }
 
@@ -172,16 +178,33 @@ void Pipeline::_handleBuffering(int percent) {
   _facts.likelyToKeepUp = full;
   _publishFacts();
   // Whoever waits is told how far it is.
-  if (changed && _ready && _buffering) _report(Kind::Facts);
+  if (changed && (!_ready || _buffering)) _report(Kind::Facts);
   if (full) {
     _buffering = false;
     _hasBeenFull = true;
+    _dryAt.reset();
     return;
   }
   // After a start or a seek it plays while the buffer fills for the first time; waiting is only for
-  // the one that runs dry, and then until it is full.
-  const bool dry = _hasBeenFull || percent <= kDryPercent;
-  if (!_timeRuns || !dry || std::exchange(_buffering, true)) return;
+  // the one that runs dry and stays so, and then until it is full.
+  if (_hasBeenFull)
+    _stall();
+  else
+    _watchDryness();
+}
+
+void Pipeline::_watchDryness() {
+  const bool isDry = _timeRuns && _facts.bufferingPercent.value_or(100) <= kDryPercent;
+  if (!isDry)
+    _dryAt.reset();
+  else if (!_dryAt)
+    _dryAt = _clock.now() + kDryLimit;
+}
+
+void Pipeline::_stall() {
+  _dryAt.reset();
+  // Each step of a scrub begins to fill anew, and none waits for it.
+  if (!_timeRuns || _seeking || _scrubbing || std::exchange(_buffering, true)) return;
   _setState(GST_STATE_PAUSED);
   _playAnnounced = false;
   {
@@ -209,6 +232,10 @@ void Pipeline::_handleDeadline() {
   const auto now = _clock.now();
   if (_scrubAt && *_scrubAt <= now) {
     _stepScrub();
+    return;
+  }
+  if (_dryAt && *_dryAt <= now) {
+    _stall();
     return;
   }
   if (_timeRuns && _searchAt && *_searchAt <= now) {

@@ -28,8 +28,24 @@ void Pipeline::_setUpSound() {
     });
   });
   _setup.audio->listen(_soundArrival);
+  gst_bus_set_sync_handler(_bus.get(), _onSyncMessage, _sound.get(), nullptr);
   // One that only one can have is still the one's that plays.
   if (!_held || !_setup.audio->isExclusive()) _sound->use(_setup.audio->open());
+}
+
+/// On the thread that tells of the streams, before anything of them is on its way to a sink.
+GstBusSyncReply Pipeline::_onSyncMessage(GstBus*, GstMessage* message, gpointer sound) {
+  if (GST_MESSAGE_TYPE(message) != GST_MESSAGE_STREAM_COLLECTION) return GST_BUS_PASS;
+  GstStreamCollection* parsed = nullptr;
+  gst_message_parse_stream_collection(message, &parsed);
+  const GstRef<GstStreamCollection> collection(parsed);
+  bool hasPicture = false;
+  for (guint index = 0; index < gst_stream_collection_get_size(parsed); ++index) {
+    GstStream* const stream = gst_stream_collection_get_stream(parsed, index);
+    if ((gst_stream_get_stream_type(stream) & GST_STREAM_TYPE_VIDEO) != 0) hasPicture = true;
+  }
+  static_cast<AudioOutput*>(sound)->setHasPicture(hasPicture);
+  return GST_BUS_PASS;
 }
 
 void Pipeline::_beginSound(const std::shared_ptr<Pipeline>& predecessor) {
@@ -66,6 +82,7 @@ bool Pipeline::_losesSound(GstMessage* message) {
     _searchDelay = std::clamp<platform::Duration>(2 * _searchDelay, kFirstSearch, kLongestSearch);
     _searchAt = _clock.now() + _searchDelay;
     _changeSound({});
+    _setup.audio->noteLoss();
     return true;
   }
   if (!_mendsSound) return false;

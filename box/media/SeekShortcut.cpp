@@ -4,6 +4,8 @@
 #include <optional>
 #include <string_view>
 
+#include <gst/video/video.h>
+
 #include "box/media/GstRef.h"
 
 namespace box {
@@ -67,20 +69,41 @@ std::optional<guint> lengthSizeOf(GstPad* pad) {
   return (head[4] & 3u) + 1;
 }
 
-/// Whether it ends before what is to be shown.
-bool isBeforeSegment(GstPad* pad, GstBuffer* buffer) {
-  if (!GST_BUFFER_PTS_IS_VALID(buffer) || !GST_BUFFER_DURATION_IS_VALID(buffer)) return false;
-  const GstRef<GstEvent> event(gst_pad_get_sticky_event(pad, GST_EVENT_SEGMENT, 0));
-  if (!event) return false;
-  const GstSegment* segment = nullptr;
-  gst_event_parse_segment(event.get(), &segment);
-  return segment->format == GST_FORMAT_TIME && segment->rate > 0 &&
-         GST_BUFFER_PTS(buffer) + GST_BUFFER_DURATION(buffer) < segment->start;
+/// Whether it ends before what is to be shown, where decoders throw it away.
+bool isBefore(const GstSegment& segment, GstClockTime time, GstClockTime duration) {
+  return GST_CLOCK_TIME_IS_VALID(time) && GST_CLOCK_TIME_IS_VALID(duration) &&
+         time < segment.start &&
+         !gst_segment_clip(&segment, GST_FORMAT_TIME, time, time + duration, nullptr, nullptr);
+}
+
+/// Those that are decoded, and not out yet. The decoder still refers to their memory, so that each
+/// one would be copied only to be thrown away.
+void keepIn(GstVideoDecoder* decoder, const GstSegment& segment) {
+  GST_VIDEO_DECODER_STREAM_LOCK(decoder);
+  GList* const pictures = gst_video_decoder_get_frames(decoder);
+  for (const GList* each = pictures; each; each = each->next) {
+    auto* const picture = static_cast<GstVideoCodecFrame*>(each->data);
+    if (isBefore(segment, picture->pts, picture->duration))
+      GST_VIDEO_CODEC_FRAME_SET_DECODE_ONLY(picture);
+  }
+  g_list_free_full(pictures, [](gpointer picture) {
+    gst_video_codec_frame_unref(static_cast<GstVideoCodecFrame*>(picture));
+  });
+  GST_VIDEO_DECODER_STREAM_UNLOCK(decoder);
 }
 
 GstPadProbeReturn onBuffer(GstPad* pad, GstPadProbeInfo* info, gpointer) {
+  const GstRef<GstEvent> event(gst_pad_get_sticky_event(pad, GST_EVENT_SEGMENT, 0));
+  if (!event) return GST_PAD_PROBE_OK;
+  const GstSegment* segment = nullptr;
+  gst_event_parse_segment(event.get(), &segment);
+  if (segment->format != GST_FORMAT_TIME || segment->rate <= 0) return GST_PAD_PROBE_OK;
+  const GstRef<GstElement> decoder(gst_pad_get_parent_element(pad));
+  if (decoder && GST_IS_VIDEO_DECODER(decoder.get()))
+    keepIn(GST_VIDEO_DECODER(decoder.get()), *segment);
   GstBuffer* const buffer = GST_PAD_PROBE_INFO_BUFFER(info);
-  if (!isBeforeSegment(pad, buffer)) return GST_PAD_PROBE_OK;
+  if (!isBefore(*segment, GST_BUFFER_PTS(buffer), GST_BUFFER_DURATION(buffer)))
+    return GST_PAD_PROBE_OK;
   const auto lengthSize = lengthSizeOf(pad);
   GstMapInfo map;
   if (!lengthSize || !gst_buffer_map(buffer, &map, GST_MAP_READ)) return GST_PAD_PROBE_OK;

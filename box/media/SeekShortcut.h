@@ -5,10 +5,11 @@
 namespace box {
 
 /// A way to the picture that a seek asks for: of those before it, which are decoded only because it
-/// refers to them, the ones that nothing refers to need not be.
+/// refers to them, the ones that nothing refers to need not be, and none needs to leave the
+/// decoder.
 ///
 /// Watches the decoders of `playbin`, on the threads of the media library; keeps nothing itself.
-/// H.264 alone says in each picture whether others refer to it.
+/// Of what is skipped, H.264 alone: it says in each picture whether others refer to it.
 void takeSeekShortcuts(GstElement* playbin);
 
 /// Whether no other picture refers to this one. `lengthSize`: of the length in front of each part,

@@ -50,13 +50,14 @@ bool isSpecial(const StreamDescription& stream) {
 }  // namespace
 
 std::vector<StreamDescription> StreamCatalog::_describe(GstStreamCollection* collection,
-                                                        const StreamOffers* offers) {
+                                                        const StreamOffers* offers) const {
   constexpr int kPlayable = GST_STREAM_TYPE_VIDEO | GST_STREAM_TYPE_AUDIO | GST_STREAM_TYPE_TEXT;
   std::vector<StreamDescription> streams;
   for (guint index = 0; index < gst_stream_collection_get_size(collection); ++index) {
     GstStream* stream = gst_stream_collection_get_stream(collection, index);
     if ((gst_stream_get_stream_type(stream) & kPlayable) == 0 || isUnreadable(stream)) continue;
     StreamDescription& description = streams.emplace_back(describeStream(stream));
+    description.forced = description.forced || _forced.contains(description.id);
     if (!offers) continue;
     for (const StreamOffer& each : offers->streams)
       if (each.stream == description.id) {

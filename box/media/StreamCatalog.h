@@ -1,7 +1,9 @@
 #pragma once
 
 #include <optional>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gst/gst.h>
@@ -32,6 +34,8 @@ class StreamCatalog {
   bool update(GstStreamCollection* collection, const StreamOffers* offers) {
     return update(_describe(collection, offers));
   }
+  /// What the container says of a stream, by its id, before it is told of.
+  void noteForced(std::string id) { _forced.insert(std::move(id)); }
   bool update(std::vector<StreamDescription> streams);
   /// What flows, as a STREAMS_SELECTED message says.
   static Selection selectionOf(GstMessage* message);
@@ -61,8 +65,8 @@ class StreamCatalog {
   bool knowsLanguages() const;
 
  private:
-  static std::vector<StreamDescription> _describe(GstStreamCollection* collection,
-                                                  const StreamOffers* offers);
+  std::vector<StreamDescription> _describe(GstStreamCollection* collection,
+                                           const StreamOffers* offers) const;
   bool _isSelected(const StreamDescription& stream) const;
   bool _plays(const StreamDescription& stream) const;
   std::optional<Choice> _choiceOf(const std::vector<const StreamDescription*>& playing) const;
@@ -72,8 +76,9 @@ class StreamCatalog {
                                  const std::vector<std::string>& languages) const;
 
   std::vector<StreamDescription> _streams;
-  bool _numbered = false;  // by the container
-  Selection _selection;    // what flows
+  std::set<std::string> _forced;  // by their ids
+  bool _numbered = false;         // by the container
+  Selection _selection;           // what flows
   bool _showsText = false;
   bool _textFollowsSound = false;
 };

@@ -89,7 +89,10 @@ GstPadProbeReturn TextSink::_onData(GstPad*, GstPadProbeInfo* info, gpointer sel
     me._take(GST_PAD_PROBE_INFO_BUFFER(info));
     return GST_PAD_PROBE_DROP;
   }
-  me._handle(GST_PAD_PROBE_INFO_EVENT(info));
+  GstEvent* const event = GST_PAD_PROBE_INFO_EVENT(info);
+  // Paused, the sink would wait with it, and whatever follows with the sink.
+  if (GST_EVENT_TYPE(event) == GST_EVENT_GAP) return GST_PAD_PROBE_DROP;
+  me._handle(event);
   return GST_PAD_PROBE_OK;
 }
 

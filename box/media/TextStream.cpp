@@ -28,6 +28,7 @@ GQuark cueQuark() {
 /// What the streaming thread keeps.
 struct State {
   bool isTTML = false;
+  std::string pieces;  // as kTextPieces has it; empty for what tells its times itself
   /// Bytes in no order of time are one text, which ends with the stream.
   bool isWhole = false;
   std::string bytes;
@@ -91,6 +92,20 @@ void fit(std::vector<SubtitleCue>& cues, double begin, double end) {
   }
 }
 
+double secondsOf(GstClockTime time) {
+  return static_cast<double>(time) / static_cast<double>(GST_SECOND);
+}
+
+/// Its times are the buffer's.
+GstFlowReturn takePiece(TextStream& self, GstBuffer* buffer, std::string_view bytes) {
+  auto cue = self.state->reader.readPiece(utf8Of(bytes), self.state->pieces == kTextPiecesWebM);
+  if (!cue || !GST_BUFFER_PTS_IS_VALID(buffer)) return GST_FLOW_OK;
+  cue->start = secondsOf(GST_BUFFER_PTS(buffer));
+  cue->duration = GST_BUFFER_DURATION_IS_VALID(buffer) ? secondsOf(GST_BUFFER_DURATION(buffer))
+                                                       : SubtitleCue::kUntilNext;
+  return push(self, std::move(*cue));
+}
+
 GstFlowReturn takeBuffer(GstPad*, GstObject* object, GstBuffer* given) {
   TextStream& self = textStream(object);
   const GstRef<GstBuffer> buffer(given);
@@ -99,6 +114,11 @@ GstFlowReturn takeBuffer(GstPad*, GstObject* object, GstBuffer* given) {
   const std::string_view bytes(reinterpret_cast<const char*>(map.data), map.size);
   std::vector<SubtitleCue> cues;
   State& state = *self.state;
+  if (!state.pieces.empty()) {
+    const GstFlowReturn flow = takePiece(self, given, bytes);
+    gst_buffer_unmap(given, &map);
+    return flow;
+  }
   if (state.isWhole) {
     if (state.bytes.size() + bytes.size() <= kByteLimit) state.bytes += bytes;
   } else if (bytes.size() <= kByteLimit) {
@@ -107,20 +127,30 @@ GstFlowReturn takeBuffer(GstPad*, GstObject* object, GstBuffer* given) {
   gst_buffer_unmap(given, &map);
   if (state.isTTML && !state.isWhole && GST_BUFFER_PTS_IS_VALID(given) &&
       GST_BUFFER_DURATION_IS_VALID(given)) {
-    const auto seconds = [](GstClockTime time) {
-      return static_cast<double>(time) / static_cast<double>(GST_SECOND);
-    };
-    const double begin = seconds(GST_BUFFER_PTS(given));
-    fit(cues, begin, begin + seconds(GST_BUFFER_DURATION(given)));
+    const double begin = secondsOf(GST_BUFFER_PTS(given));
+    fit(cues, begin, begin + secondsOf(GST_BUFFER_DURATION(given)));
   }
   return pushAll(self, std::move(cues));
+}
+
+/// Style sheets and regions of the whole stream.
+void readHead(State& state, GstBuffer* head) {
+  GstMapInfo map;
+  if (!gst_buffer_map(head, &map, GST_MAP_READ)) return;
+  state.reader.read(utf8Of({reinterpret_cast<const char*>(map.data), map.size}));
+  gst_buffer_unmap(head, &map);
 }
 
 void takeCaps(TextStream& self, GstEvent* event) {
   GstCaps* caps = nullptr;
   gst_event_parse_caps(event, &caps);
-  self.state->isTTML =
-      gst_structure_has_name(gst_caps_get_structure(caps, 0), "application/ttml+xml");
+  State& state = *self.state;
+  const GstStructure* const form = gst_caps_get_structure(caps, 0);
+  state.isTTML = gst_structure_has_name(form, "application/ttml+xml");
+  const gchar* const pieces = gst_structure_get_string(form, kTextPieces);
+  state.pieces = pieces ? pieces : "";
+  const GValue* const data = gst_structure_get_value(form, "codec_data");
+  if (pieces && data && GST_VALUE_HOLDS_BUFFER(data)) readHead(state, gst_value_get_buffer(data));
   const GstRef<GstCaps> out(gst_caps_from_string(kSourceCaps));
   gst_pad_push_event(self.source, gst_event_new_caps(out.get()));
 }
@@ -200,6 +230,21 @@ GType textStreamType() {
 
 void registerTextStream() {
   gst_element_register(nullptr, kElementName, GST_RANK_PRIMARY + 100, textStreamType());
+}
+
+void nameTextStreams(GstMessage* message) {
+  if (GST_MESSAGE_TYPE(message) != GST_MESSAGE_STREAM_COLLECTION) return;
+  GstStreamCollection* parsed = nullptr;
+  gst_message_parse_stream_collection(message, &parsed);
+  const GstRef<GstStreamCollection> streams(parsed);
+  const GstRef<GstCaps> taken(gst_caps_from_string(kSinkCaps));
+  const GstRef<GstCaps> given(gst_caps_from_string(kSourceCaps));
+  for (guint index = 0; index < gst_stream_collection_get_size(parsed); ++index) {
+    GstStream* const stream = gst_stream_collection_get_stream(parsed, index);
+    const GstRef<GstCaps> caps(gst_stream_get_caps(stream));
+    if (caps && !gst_caps_is_any(caps.get()) && gst_caps_can_intersect(caps.get(), taken.get()))
+      gst_stream_set_caps(stream, given.get());
+  }
 }
 
 const SubtitleCue* cueWith(GstBuffer* buffer) {

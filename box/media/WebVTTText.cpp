@@ -169,20 +169,35 @@ void WebVTTReader::_readBlock(std::string_view block, std::vector<SubtitleCue>& 
   }
 }
 
-bool WebVTTReader::_readCue(std::string_view identifier, std::string_view block,
-                            std::vector<SubtitleCue>& cues) {
+void WebVTTReader::_readCue(std::string_view identifier, std::string_view block,
+                            std::vector<SubtitleCue>& cues) const {
   std::string_view line = takeLine(block);
   const auto times = takeTimes(line);
-  if (!times || cues.size() >= SubtitleCues::kCueLimit) return false;
-  SubtitleCue cue = cueOfMarkup(block);
-  if (cue.isEmpty()) return false;
-  cue.start = times->start;
-  cue.duration = times->end - times->start;
+  if (!times || cues.size() >= SubtitleCues::kCueLimit) return;
+  auto cue = _cueOf(identifier, line, block);
+  if (!cue) return;
+  cue->start = times->start;
+  cue->duration = times->end - times->start;
+  cues.push_back(std::move(*cue));
+}
+
+std::optional<SubtitleCue> WebVTTReader::_cueOf(std::string_view identifier,
+                                                std::string_view settings,
+                                                std::string_view text) const {
+  SubtitleCue cue = cueOfMarkup(text);
+  if (cue.isEmpty()) return std::nullopt;
   cue.identifier = identifier;
-  _readSettings(line, cue.layout);
+  _readSettings(settings, cue.layout);
   _styles.applyTo(cue);
-  cues.push_back(std::move(cue));
-  return true;
+  return cue;
+}
+
+std::optional<SubtitleCue> WebVTTReader::readPiece(std::string_view piece, bool isHeaded) const {
+  const std::string plain = withPlainLines(piece);
+  std::string_view rest = plain;
+  const std::string_view identifier = isHeaded ? trimmed(takeLine(rest)) : "";
+  const std::string_view settings = isHeaded ? takeLine(rest) : "";
+  return _cueOf(identifier, settings, rest);
 }
 
 void WebVTTReader::_readSettings(std::string_view settings, CueLayout& layout) const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -17,6 +18,9 @@ class WebVTTReader {
  public:
   /// `text` ends with a whole cue. Times are as they are written.
   std::vector<SubtitleCue> read(std::string_view text);
+  /// A cue without its times, as containers hold it that count those themselves; `isHeaded`: after
+  /// a line with its name and one with its settings. Nothing where no text is in it.
+  std::optional<SubtitleCue> readPiece(std::string_view piece, bool isHeaded) const;
 
  private:
   struct Region {
@@ -29,8 +33,10 @@ class WebVTTReader {
     double viewportY = 1;
   };
   void _readBlock(std::string_view block, std::vector<SubtitleCue>& cues);
-  bool _readCue(std::string_view identifier, std::string_view block,
-                std::vector<SubtitleCue>& cues);
+  void _readCue(std::string_view identifier, std::string_view block,
+                std::vector<SubtitleCue>& cues) const;
+  std::optional<SubtitleCue> _cueOf(std::string_view identifier, std::string_view settings,
+                                    std::string_view text) const;
   void _readRegion(std::string_view settings);
   void _placeInRegion(std::string_view identifier, CueLayout& layout) const;
   void _readSettings(std::string_view settings, CueLayout& layout) const;
