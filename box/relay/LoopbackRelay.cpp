@@ -53,7 +53,9 @@ class LoopbackRelay::Item final : public RelayItem {
   Item(std::shared_ptr<Core> core, std::shared_ptr<ItemContext> context)
       : _core(std::move(core)), _context(std::move(context)) {}
 
-  ~Item() override {
+  ~Item() override { LoopbackRelay::Item::close(); }
+
+  void close() override {
     _context->shut();
     _core->thread->post([items = _core->items, context = _context] {
       items->remove(context->token());

@@ -27,6 +27,7 @@ struct RelayQuestion {
   std::string url;
   std::string method = "GET";
   HeaderFields headers;  ///< those that matter to a server; Range among them
+  friend bool operator==(const RelayQuestion&, const RelayQuestion&) = default;
 };
 
 /// The answer: an error, a redirect, or data.
@@ -104,6 +105,9 @@ struct RelayedRange {
 class RelayItem {
  public:
   virtual ~RelayItem() = default;
+
+  /// Closes the way ahead of that. What is known of it stays.
+  virtual void close() = 0;
 
   /// What the engine plays in place of the item's URL: http on the loopback address.
   virtual std::string url() const = 0;
