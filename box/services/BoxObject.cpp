@@ -17,11 +17,17 @@ struct BoxObject::Functions {
 namespace {
 
 constexpr const char* kFailed = SD_BUS_ERROR_FAILED;
+/// Seconds. Nobody lets go of a button for a peer that has gone.
+constexpr double kLongestHold = 60;
 
 Peer& peerOf(void* userData) { return *static_cast<Peer*>(userData); }
 
 int answerError(sd_bus_message* call, const char* name, const char* text) {
   return sd_bus_reply_method_errorf(call, name, "%s", text);
+}
+
+int answerNoSuch(sd_bus_message* call, const char* name) {
+  return sd_bus_reply_method_errorf(call, SD_BUS_ERROR_INVALID_ARGS, "There is no \"%s\"", name);
 }
 
 int answerMissing(sd_bus_message* call) {
@@ -40,10 +46,23 @@ int input(sd_bus_message* call, void* userData, sd_bus_error*) {
   const char* name = nullptr;
   if (const int result = sd_bus_message_read_basic(call, 's', &name); result < 0) return result;
   const auto what = FromName(name);
-  if (!what) {
-    return sd_bus_reply_method_errorf(call, SD_BUS_ERROR_INVALID_ARGS, "There is no \"%s\"", name);
-  }
+  if (!what) return answerNoSuch(call, name);
   return peer.objects().box.input(call, peer, {*what, false});
+}
+
+int hold(sd_bus_message* call, void* userData, sd_bus_error*) {
+  Peer& peer = peerOf(userData);
+  if (!peer.admits(call)) return answerForbidden(call);
+  const char* name = nullptr;
+  double seconds = 0;
+  if (const int result = sd_bus_message_read(call, "sd", &name, &seconds); result < 0)
+    return result;
+  const auto button = platform::pressTypeFromName(name);
+  if (!button) return answerNoSuch(call, name);
+  if (!(seconds >= 0 && seconds <= kLongestHold))
+    return answerError(call, SD_BUS_ERROR_INVALID_ARGS, "A button is held for up to 60 seconds");
+  return peer.objects().box.input(call, peer, {*button, false},
+                                  platform::durationFromSeconds(seconds));
 }
 
 int screenshot(sd_bus_message* call, void* userData, sd_bus_error*) {
@@ -62,6 +81,8 @@ const sd_bus_vtable kVtable[] = {
     SD_BUS_VTABLE_START(0),
     SD_BUS_METHOD_WITH_ARGS("Press", SD_BUS_ARGS("s", button), SD_BUS_NO_RESULT,
                             input<platform::pressTypeFromName>, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD_WITH_ARGS("Hold", SD_BUS_ARGS("s", button, "d", seconds), SD_BUS_NO_RESULT, hold,
+                            SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_METHOD_WITH_ARGS("Swipe", SD_BUS_ARGS("s", direction), SD_BUS_NO_RESULT,
                             input<platform::swipeDirectionFromName>, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_METHOD_WITH_ARGS("Screenshot", SD_BUS_NO_ARGS, SD_BUS_RESULT("ay", png), screenshot,
@@ -98,10 +119,11 @@ void BoxObject::setInterface(BoxInterface box) {
 
 void BoxObject::close() { _functions->box = {}; }
 
-int BoxObject::input(sd_bus_message* call, Peer& peer, platform::InputEvent event) {
+int BoxObject::input(sd_bus_message* call, Peer& peer, platform::InputEvent event,
+                     platform::Duration held) {
   if (!_takesInput) return answerMissing(call);
-  _mainQueue.async([functions = _functions, event] {
-    if (functions->box.input) functions->box.input(event);
+  _mainQueue.async([functions = _functions, event, held] {
+    if (functions->box.input) functions->box.input(event, held);
   });
   return Reply(call).send(peer);
 }

@@ -52,7 +52,8 @@ class BoxObject {
   void abandon();
 
   // The calls.
-  int input(sd_bus_message* call, Peer& peer, platform::InputEvent event);
+  int input(sd_bus_message* call, Peer& peer, platform::InputEvent event,
+            platform::Duration held = {});
   int screenshot(sd_bus_message* call, Peer& peer);
   int status(sd_bus_message* call, Peer& peer);
 

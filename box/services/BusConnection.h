@@ -7,18 +7,14 @@
 
 #include <systemd/sd-bus.h>
 
-#include "box/services/BusAddress.h"
+#include "box/services/BusPresence.h"
 #include "box/services/ServiceThread.h"
-#include "box/services/SocketWatch.h"
 
 namespace box {
 
 /// This process on a message bus that comes and goes.
 ///
-/// A bus that is missing is noticed when its socket appears; one that ends is let go and taken up
-/// again when it is back. Each is one line in the log. Nothing polls: after an end, and when the
-/// socket appears, a few attempts are made within three seconds; from then on only the file system
-/// is waited for. A bus whose address names no file is not looked for again.
+/// One that ends is let go and taken up again when it is back; BusPresence has when that is tried.
 ///
 /// Workflow: made, given its clients, started. A client sets itself up in busDidConnect() with the
 /// bus it is given, anew each time, and forgets everything of it in busDidDisconnect().
@@ -61,14 +57,9 @@ class BusConnection final : private ServiceThread::Source {
   int _open();
   void _didBecomeReady();
   void _didEnd(int reason);
-  /// Another attempt soon, or when the file system says so.
-  void _connectLater();
-  void _sayMissing(int reason);
 
   ServiceThread& _thread;
-  const BusKind _kind;
-  const std::string _address;
-  const std::string _path;
+  BusPresence _presence;
   std::vector<Client*> _clients;
 
   std::unique_ptr<sd_bus, BusClose> _bus;
@@ -76,12 +67,6 @@ class BusConnection final : private ServiceThread::Source {
   bool _isReady = false;
   /// The last turn handled something, so there may be more.
   bool _isBusy = false;
-  /// What the log was last told.
-  std::optional<bool> _saidPresent;
-
-  std::unique_ptr<SocketWatch> _watch;
-  int _attempts = 0;
-  platform::Token _nextAttempt;
 };
 
 }  // namespace box

@@ -59,6 +59,15 @@ void CommandRunner::run(const std::string& command) {
   }
 }
 
+void CommandRunner::whenDone(std::function<void()> done) {
+  _done = std::move(done);
+  if (_process == 0) _tellDone();
+}
+
+void CommandRunner::_tellDone() {
+  if (const auto done = std::exchange(_done, nullptr)) done();
+}
+
 void CommandRunner::_start(const std::string& command) {
   _command = command;
   if (const int reason = spawnShell(command, &_process); reason != 0) {
@@ -89,6 +98,7 @@ void CommandRunner::serve() {
                  WEXITSTATUS(status));
   }
   if (const auto next = std::exchange(_next, std::nullopt)) _start(*next);
+  if (_process == 0) _tellDone();
 }
 
 }  // namespace box

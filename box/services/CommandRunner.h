@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -26,6 +27,8 @@ class CommandRunner final : private ServiceThread::Source {
 
   /// An empty command is none.
   void run(const std::string& command);
+  /// Calls `done` once none runs and none waits, instead of whoever asked before.
+  void whenDone(std::function<void()> done);
 
  private:
   int descriptor() const override { return _end.get(); }
@@ -33,6 +36,7 @@ class CommandRunner final : private ServiceThread::Source {
   void serve() override;
   void _start(const std::string& command);
   void _kill();
+  void _tellDone();
 
   ServiceThread& _thread;
   const platform::Duration _limit;
@@ -43,6 +47,7 @@ class CommandRunner final : private ServiceThread::Source {
   platform::Token _source;
   platform::Token _killer;
   std::optional<std::string> _next;
+  std::function<void()> _done;
 };
 
 }  // namespace box

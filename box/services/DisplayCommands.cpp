@@ -11,10 +11,12 @@ void DisplayCommands::becomeActive() {
 
 void DisplayCommands::becomeIdle() {
   if (!_isActive) return;
-  _idleTimer = _thread.after(_idleDelay, [this] {
-    _isActive = false;
-    _runner.run(_onIdle);
-  });
+  _idleTimer = _thread.after(_idleDelay, [this] { end(); });
+}
+
+void DisplayCommands::end() {
+  _idleTimer.reset();
+  if (std::exchange(_isActive, false)) _runner.run(_onIdle);
 }
 
 }  // namespace box

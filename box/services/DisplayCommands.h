@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 
 #include "box/services/CommandRunner.h"
@@ -23,6 +24,10 @@ class DisplayCommands {
 
   void becomeActive();
   void becomeIdle();
+  /// The box ends: idle now, if it is not.
+  void end();
+  /// Calls `done` once no command runs.
+  void whenDone(std::function<void()> done) { _runner.whenDone(std::move(done)); }
 
  private:
   ServiceThread& _thread;

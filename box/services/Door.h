@@ -40,8 +40,9 @@ struct DoorOptions {
 /// What the box's own interface needs of the box. Functions that are not set are answered with an
 /// error.
 struct BoxInterface {
-  /// The remote, as if pressed. Main thread; nobody waits for it.
-  std::function<void(platform::InputEvent)> input;
+  /// The remote, as if pressed; a button is held for so long, if at all, and at most a minute. Main
+  /// thread; nobody waits for it.
+  std::function<void(platform::InputEvent, platform::Duration held)> input;
   /// Takes a picture as PNG. Called on the main thread; the completion is called once, on any
   /// thread, with null when there is nothing to show. One that comes too late is ignored.
   std::function<void(std::function<void(std::shared_ptr<const platform::Bytes>)>)> screenshot;

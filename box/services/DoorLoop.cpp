@@ -49,7 +49,24 @@ void Door::Loop::listen(FileDescriptor socket) {
   _watch(_listener.get(), EPOLLIN, &_listener);
 }
 
-void Door::Loop::connectToBus() { _connectsToBus = _options.bus != DoorOptions::Bus::None; }
+void Door::Loop::connectToBus() {
+  if (_options.bus == DoorOptions::Bus::None) return;
+  const auto kind = _options.bus == DoorOptions::Bus::Session ? BusKind::Session : BusKind::System;
+  _bus.emplace(kind, addressOfBus(kind), kDoorLog);
+}
+
+void Door::Loop::_tryBus() {
+  if (!_bus || _isOnBus || !_bus->isDue()) return;
+  _bus->beginAttempt();
+  // Until it is there its folder is watched; that may be so already. What comes during the attempt
+  // is read after it.
+  if (_bus->descriptor() >= 0) _watch(_bus->descriptor(), EPOLLIN | EPOLLET, &_bus);
+  int result = 0;
+  auto peer =
+      Peer::connect(_bus->address(), _objects(), _options, platform::SystemClock().now(), &result);
+  _isOnBus = peer && _add(std::move(peer));
+  if (!_isOnBus) _bus->didEnd(result < 0 ? result : -ENOMEM);
+}
 
 bool Door::Loop::_watch(int descriptor, std::uint32_t interest, void* tag) {
   epoll_event event{};
@@ -71,9 +88,7 @@ void Door::Loop::wait(std::optional<platform::TimePoint> deadline) {
     _poll(deadline);
     return;
   }
-  if (std::exchange(_connectsToBus, false)) {
-    if (auto peer = Peer::connect(_options, _objects())) _add(std::move(peer));
-  }
+  _tryBus();
   if (const auto own = _deadline()) deadline = deadline ? std::min(*deadline, *own) : own;
   _poll(deadline);
   if (_closing) return;
@@ -95,7 +110,7 @@ void Door::Loop::_poll(std::optional<platform::TimePoint> deadline) {
       _inbox->run();
     } else if (tag == &_listener) {
       _accept();
-    } else {
+    } else if (tag != &_bus) {
       _giveTurn(*static_cast<Connection*>(tag));
     }
   }
@@ -111,7 +126,11 @@ void Door::Loop::_serveOne(platform::TimePoint now) {
     _turns.pop_front();
     connection.isReady = false;
     if (connection.peer->isDoomed()) continue;
+    const bool wasReady = connection.peer->isReady();
     const Peer::Turn turn = connection.peer->process(now);
+    if (!wasReady && connection.peer->isReady() && connection.peer->kind() == Peer::Kind::Bus) {
+      _bus->didConnect();
+    }
     if (turn == Peer::Turn::Busy) _giveTurn(connection);
     _updateInterest(connection);
     if (turn == Peer::Turn::Busy) return;
@@ -128,13 +147,14 @@ void Door::Loop::_updateInterest(Connection& connection) {
   connection.interest = interest;
 }
 
-void Door::Loop::_add(std::shared_ptr<Peer> peer) {
+bool Door::Loop::_add(std::shared_ptr<Peer> peer) {
   auto connection = std::make_unique<Connection>();
   connection->peer = std::move(peer);
   connection->interest = connection->peer->interest();
-  if (!_watch(connection->peer->descriptor(), connection->interest, connection.get())) return;
+  if (!_watch(connection->peer->descriptor(), connection->interest, connection.get())) return false;
   _giveTurn(*connection);
   _connections.push_back(std::move(connection));
+  return true;
 }
 
 void Door::Loop::_accept() {
@@ -170,6 +190,7 @@ std::optional<platform::TimePoint> Door::Loop::_deadline() const {
     if (deadline && (!earliest || *deadline < *earliest)) earliest = deadline;
   };
   include(_listensAgain);
+  if (_bus && !_isOnBus) include(_bus->deadline());
   for (const auto& connection : _connections) include(connection->peer->deadline());
   return earliest;
 }
@@ -222,6 +243,11 @@ void Door::Loop::broadcast(const Signal& signal) {
 void Door::Loop::_dropDoomed() {
   const auto isDoomed = [](const auto& connection) { return connection->peer->isDoomed(); };
   if (std::none_of(_connections.begin(), _connections.end(), isDoomed)) return;
+  for (const auto& connection : _connections) {
+    if (!isDoomed(connection) || connection->peer->kind() != Peer::Kind::Bus) continue;
+    _isOnBus = false;
+    _bus->didEnd(-EPIPE);
+  }
   std::erase_if(_turns, [](const Connection* connection) { return connection->peer->isDoomed(); });
   std::erase_if(_connections, isDoomed);
 }

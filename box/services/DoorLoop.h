@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "box/services/BoxObject.h"
+#include "box/services/BusPresence.h"
 #include "box/services/Door.h"
 #include "box/services/FileDescriptor.h"
 #include "box/services/Inbox.h"
@@ -37,7 +38,7 @@ class Door::Loop final : public platform::Waiter {
   bool prepare();
   /// Both before the first wait().
   void listen(FileDescriptor socket);
-  /// In the first wait(), if the options name a bus.
+  /// From the first wait() on, if the options name a bus, whenever it is there.
   void connectToBus();
 
   ReceiverObject& receiver() { return _receiver; }
@@ -67,7 +68,8 @@ class Door::Loop final : public platform::Waiter {
 
   ServedObjects _objects() { return {_receiver, _box, _notifications}; }
   bool _watch(int descriptor, std::uint32_t interest, void* tag);
-  void _add(std::shared_ptr<Peer> peer);
+  bool _add(std::shared_ptr<Peer> peer);
+  void _tryBus();
   void _accept();
   void _pauseListening();
   void _updateInterest(Connection& connection);
@@ -90,7 +92,9 @@ class Door::Loop final : public platform::Waiter {
 
   // The queue's thread only, after the set-up.
   FileDescriptor _listener;
-  bool _connectsToBus = false;
+  /// If the options name a bus.
+  std::optional<BusPresence> _bus;
+  bool _isOnBus = false;
   /// Set while there are no descriptors for another connection.
   std::optional<platform::TimePoint> _listensAgain;
   std::vector<std::unique_ptr<Connection>> _connections;

@@ -1,10 +1,12 @@
 #include "box/services/FileAppearance.h"
 
 #include <array>
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
+#include <system_error>
 #include <utility>
 
 #include <sys/inotify.h>
@@ -27,12 +29,23 @@ void FileAppearance::_watchNearestFolder() {
   if (_watch >= 0) inotify_rm_watch(_notify.get(), _watch);
   _watch = -1;
   std::filesystem::path awaited = _path;
+  bool wasMissing = false;
   // The last step is the root, its own parent.
   while (_watch < 0 && awaited.has_parent_path() && awaited.parent_path() != awaited) {
     const auto folder = awaited.parent_path();
     _watch = inotify_add_watch(_notify.get(), folder.c_str(), kComing | kFolderGone | IN_ONLYDIR);
+    const int failure = _watch < 0 ? errno : 0;
     _awaited = awaited.filename();
-    awaited = folder;
+    // What came after it was missing, and before the folder above it was watched, tells nobody.
+    std::error_code ignored;
+    if (failure == 0 && wasMissing && std::filesystem::exists(awaited, ignored)) {
+      inotify_rm_watch(_notify.get(), std::exchange(_watch, -1));
+      wasMissing = false;
+      awaited = _path;
+    } else {
+      wasMissing = failure == ENOENT;
+      awaited = folder;
+    }
   }
 }
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <cstring>
 #include <string_view>
 #include <utility>
 
@@ -11,6 +10,7 @@
 #include <unistd.h>
 
 #include "box/services/BoxObject.h"
+#include "box/services/BusCalls.h"
 #include "box/services/DoorLog.h"
 #include "box/services/GreetingObject.h"
 #include "box/services/NotificationsObject.h"
@@ -20,16 +20,19 @@ namespace box {
 
 namespace {
 
-constexpr const char* kBusEnded = "the message bus has ended it";
+/// What a bus that hangs holds the door up for, once for each that calls.
+constexpr std::uint64_t kBusAnswerMicroseconds = std::chrono::microseconds(kBusAnswerLimit).count();
 constexpr std::size_t kMaximumRememberedSenders = 256;
 
 int nameAnswered(sd_bus_message* answer, void*, sd_bus_error*) {
   std::uint32_t result = 0;
   if (sd_bus_message_is_method_error(answer, nullptr) > 0) {
     TVSLogNotice(kDoorLog, "The message bus refuses the name %@: %@", kDoorBusName,
-                 sd_bus_message_get_error(answer)->message);
+                 busErrorText(answer));
   } else if (sd_bus_message_read_basic(answer, 'u', &result) > 0 && result != 1) {
-    TVSLogNotice(kDoorLog, "The name %@ is taken on the message bus", kDoorBusName);
+    // It comes over once that one gives it up.
+    TVSLogNotice(kDoorLog, "Another process has the name %@, so this one goes without it",
+                 kDoorBusName);
   }
   return 0;
 }
@@ -50,18 +53,20 @@ std::shared_ptr<Peer> Peer::accept(FileDescriptor socket, ServedObjects objects,
   return peer;
 }
 
-std::shared_ptr<Peer> Peer::connect(const DoorOptions& options, ServedObjects objects) {
-  const bool session = options.bus == DoorOptions::Bus::Session;
+std::shared_ptr<Peer> Peer::connect(const std::string& address, ServedObjects objects,
+                                    const DoorOptions& options, platform::TimePoint now,
+                                    int* result) {
   sd_bus* bus = nullptr;
-  const int result = session ? sd_bus_open_user(&bus) : sd_bus_open_system(&bus);
-  if (result < 0) {
-    TVSLogNotice(kDoorLog, "There is no %@ bus: %@", session ? "session" : "system",
-                 std::strerror(-result));
-    return nullptr;
-  }
+  *result = sd_bus_new(&bus);
+  if (*result < 0) return nullptr;
   auto peer = std::make_shared<Peer>(Kind::Bus, bus, objects, options);
-  peer->_ready = true;
-  if (!peer->_publish()) return nullptr;
+  *result = sd_bus_set_address(bus, address.c_str());
+  if (*result >= 0) *result = sd_bus_set_bus_client(bus, 1);
+  if (*result >= 0) *result = sd_bus_set_method_call_timeout(bus, kBusAnswerMicroseconds);
+  if (*result >= 0) *result = sd_bus_start(bus);
+  if (*result >= 0 && !peer->_publish()) *result = -ENOMEM;
+  if (*result < 0) return nullptr;
+  peer->_authenticationDeadline = now + options.authenticationLimit;
   peer->_requestName();
   return peer;
 }
@@ -94,7 +99,8 @@ bool Peer::_publish() {
 }
 
 void Peer::_requestName() {
-  if (sd_bus_request_name_async(_bus, nullptr, kDoorBusName, 0, nameAnswered, nullptr) < 0) {
+  if (sd_bus_request_name_async(_bus, nullptr, kDoorBusName, SD_BUS_NAME_QUEUE, nameAnswered,
+                                nullptr) < 0) {
     TVSLogNotice(kDoorLog, "The name %@ cannot be asked for on the message bus", kDoorBusName);
   }
 }
@@ -122,12 +128,11 @@ Peer::Turn Peer::process(platform::TimePoint now) {
   if (result < 0) {
     const bool ended = result == -ENOTCONN || result == -ECONNRESET || result == -EPIPE;
     const char* reason = _ready ? "it sent what is no message" : "it could not be authenticated";
-    if (_kind == Kind::Bus) reason = kBusEnded;
-    doom(ended && _kind == Kind::Socket ? nullptr : reason);
+    doom(ended || _kind == Kind::Bus ? nullptr : reason);
     return Turn::Idle;
   }
   if (sd_bus_is_open(_bus) <= 0) {
-    doom(_kind == Kind::Bus ? kBusEnded : nullptr);
+    doom(nullptr);
     return Turn::Idle;
   }
   if (_authenticationDeadline && sd_bus_is_ready(_bus) > 0) {

@@ -34,7 +34,7 @@ struct ServedObjects {
 /// it.
 ///
 /// Nothing here blocks, except that a call over the message bus asks the bus for its sender's user
-/// id.
+/// id; one that hangs is waited for no longer than kBusAnswerLimit.
 ///
 /// Threads: the door's.
 class Peer : public std::enable_shared_from_this<Peer> {
@@ -45,9 +45,11 @@ class Peer : public std::enable_shared_from_this<Peer> {
   /// Takes over a connection that was accepted. Null when there is no memory for it.
   static std::shared_ptr<Peer> accept(FileDescriptor socket, ServedObjects objects,
                                       const DoorOptions& options, platform::TimePoint now);
-  /// Connects to the message bus and asks for the well-known name. Null, and a log line, without a
-  /// bus.
-  static std::shared_ptr<Peer> connect(const DoorOptions& options, ServedObjects objects);
+  /// Connects to the message bus at that address and asks for the well-known name. Null without a
+  /// bus, with a negative error number in `result`.
+  static std::shared_ptr<Peer> connect(const std::string& address, ServedObjects objects,
+                                       const DoorOptions& options, platform::TimePoint now,
+                                       int* result);
 
   Peer(Kind kind, sd_bus* bus, ServedObjects objects, const DoorOptions& options);
   ~Peer();
@@ -76,6 +78,7 @@ class Peer : public std::enable_shared_from_this<Peer> {
   /// Whether the sender of a call may call: on a bus anybody can address the door.
   bool admits(sd_bus_message* call);
 
+  Kind kind() const { return _kind; }
   sd_bus* bus() const { return _bus; }
   const ServedObjects& objects() const { return _objects; }
 

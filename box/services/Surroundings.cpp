@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <future>
 #include <set>
 #include <utility>
 
@@ -80,8 +81,8 @@ struct Surroundings::Served {
   StayAwake awake;
 };
 
-/// The system ends no process for being in the background, and keeps none from running, so an
-/// assertion has nothing to hold off.
+/// The system keeps no process from running for being in the background. What it may do is to end
+/// one when memory runs out, and which, a process cannot decide for itself: the units do.
 class Surroundings::ProcessAssertions final : public platform::ProcessAssertionService {
  public:
   std::shared_ptr<platform::ProcessAssertion> acquire(std::string_view, std::uint32_t,
@@ -170,13 +171,20 @@ void Surroundings::start() {
   _served->thread.start();
 }
 
-void Surroundings::stop() {
+void Surroundings::beginEnd() {
+  _served->thread.async([served = _served.get()] { served->display.end(); });
+}
+
+void Surroundings::stop(platform::Duration commandLimit) {
   _nowPlaying.setObserver(nullptr);
-  _served->thread.async([served = _served.get()] {
+  const auto done = std::make_shared<std::promise<void>>();
+  _served->thread.async([served = _served.get(), done] {
     served->mpris.show({});
     served->sessionBus.close();
     served->systemBus.close();
+    served->display.whenDone([done] { done->set_value(); });
   });
+  if (commandLimit > platform::Duration::zero()) done->get_future().wait_for(commandLimit);
   _served->thread.stop();
 }
 

@@ -58,7 +58,11 @@ class Surroundings {
   Surroundings& operator=(const Surroundings&) = delete;
 
   void start();
-  void stop();
+  /// The end has begun: the command for when nothing plays runs now, unless it has run. Does not
+  /// wait.
+  void beginEnd();
+  /// Waits for a command under way no longer than `commandLimit`.
+  void stop(platform::Duration commandLimit = {});
 
   /// Whether the screen shows something.
   void setPresenting(bool presenting);

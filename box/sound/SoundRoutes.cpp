@@ -96,10 +96,13 @@ class SoundRoutes::Controller final : public platform::AudioRoutingController,
   using Answer = std::function<void(std::vector<platform::AudioRoute>)>;
 
   static void _fetch(State& state, Answer answer) {
-    state.server.fetchSinks([&mainQueue = state.mainQueue, patterns = state.setup.speakerPatterns,
-                             answer = std::move(answer)](const std::vector<SoundSink>& sinks) {
-      mainQueue.async([answer, routes = routesOfSinks(sinks, patterns)] { answer(routes); });
-    });
+    state.server.fetchSinks(
+        [&mainQueue = state.mainQueue, patterns = state.setup.speakerPatterns,
+         answer = std::move(answer)](std::optional<std::vector<SoundSink>> sinks) {
+          mainQueue.async(
+              [answer, routes = routesOfSinks(std::move(sinks).value_or(std::vector<SoundSink>()),
+                                              patterns)] { answer(routes); });
+        });
   }
 
   void _finish(std::vector<platform::AudioRoute> routes) {
@@ -138,6 +141,15 @@ std::shared_ptr<platform::AudioRoutingController> SoundRoutes::makeController(in
 }
 
 void SoundRoutes::interrupt() { _onMain(_interrupt); }
+
+void SoundRoutes::noteLoss() {
+  // A server that answers has taken it away; one that is gone does not.
+  _onMain([this](State& state) {
+    state.server.fetchSinks([this](const std::optional<std::vector<SoundSink>>& sinks) {
+      if (sinks) interrupt();
+    });
+  });
+}
 
 void SoundRoutes::_onMain(std::function<void(State&)> task) {
   // The server's thread, which ends before this does.

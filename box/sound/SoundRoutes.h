@@ -22,9 +22,10 @@ namespace box {
 /// Where there is no sound server the routes are none; one line says when it is missing, has gone,
 /// and has come back.
 ///
-/// When the sink that this process plays to is taken away, that is an interruption, posted as
-/// TVSAudioSessionInterruptionNotification; when the whole server goes it is none, since players
-/// play on and sound again when it is back.
+/// When the sink that this process plays to is taken away, or its stream is, that is an
+/// interruption, posted as TVSAudioSessionInterruptionNotification. When the whole server goes it
+/// is none, since players play on and sound again when it is back. The end of one is never posted:
+/// a session that was interrupted has ended.
 ///
 /// Threads: main, but for start(), which any thread may call once.
 class SoundRoutes final : public platform::AudioRoutingService {
@@ -47,6 +48,8 @@ class SoundRoutes final : public platform::AudioRoutingService {
 
   /// Posts an interruption from the main queue. Any thread.
   void interrupt();
+  /// A player has lost its sound: an interruption, unless the whole server has gone. Any thread.
+  void noteLoss();
 
   std::shared_ptr<platform::AudioRoutingController> makeController(int discoveryMode) override;
 

@@ -93,8 +93,8 @@ class SoundServer::Connection {
 
   void fetchSinks(SinksAnswer answer) {
     const Lock lock(_loop);
+    if (!_ready) return answer(std::nullopt);
     Fetch& fetch = _fetches.emplace_back(Fetch{this, std::move(answer), {}, {}});
-    if (!_ready) return _answer(fetch);
     forget(pa_context_get_server_info(_context, _onServer, &fetch));
     // Answers come in the order of the questions.
     forget(pa_context_get_sink_info_list(_context, _onSink, &fetch));
@@ -181,7 +181,7 @@ class SoundServer::Connection {
   void _isGone() {
     _ready = false;
     _streams.clear();
-    for (Fetch& fetch : _fetches) fetch.answer({});
+    for (Fetch& fetch : _fetches) fetch.answer(std::nullopt);
     _fetches.clear();
     _tell(false);
     std::error_code ignored;
@@ -305,7 +305,7 @@ void SoundServer::fetchSinks(SinksAnswer answer) {
   if (_connection)
     _connection->fetchSinks(std::move(answer));
   else
-    answer({});
+    answer(std::nullopt);
 }
 
 void SoundServer::selectSink(const std::string& name) {

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -38,7 +39,7 @@ class SoundServer {
     /// anywhere, is not where its listener is.
     std::function<void()> sinkTakenAway;
   };
-  using SinksAnswer = std::function<void(std::vector<SoundSink>)>;
+  using SinksAnswer = std::function<void(std::optional<std::vector<SoundSink>>)>;
 
   explicit SoundServer(Events events);
   ~SoundServer();
@@ -48,7 +49,7 @@ class SoundServer {
   void start();
   void stop();
 
-  /// Answers once, in the server's order; with none where there is no server, or where it goes
+  /// Answers once, in the server's order; with nothing where there is no server, or where it goes
   /// before it has answered. A server that hangs never answers: whoever asks bounds the wait. Not
   /// answered when the connection is stopped first.
   void fetchSinks(SinksAnswer answer);

@@ -57,7 +57,7 @@ class DoorFixture : public ::testing::Test {
   }
   void onMain(const std::function<void()>& task) { mainQueue.sync(task); }
   void post(const char* name, const platform::Dictionary& info = {}) {
-    queue->async([this, name, info] { door->postEvent(name, info); });
+    queue->async([to = door.get(), name, info] { to->postEvent(name, info); });
   }
   std::unique_ptr<Client> client() { return std::make_unique<Client>(options.socketPath); }
 

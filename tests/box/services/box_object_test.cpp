@@ -1,4 +1,5 @@
 #include <chrono>
+#include <cmath>
 
 #include "tests/box/services/DoorFixture.h"
 
@@ -15,23 +16,35 @@ class BoxInterface : public DoorFixture {
   }
 };
 
-TEST_F(BoxInterface, PressesAndSwipesOnTheMainThread) {
-  std::vector<platform::InputEvent> events;
-  boxInterface.input = [&](platform::InputEvent event) {
+TEST_F(BoxInterface, PressesHoldsAndSwipesOnTheMainThread) {
+  std::vector<std::pair<platform::InputEvent, double>> events;
+  boxInterface.input = [&](platform::InputEvent event, platform::Duration held) {
     EXPECT_TRUE(mainQueue.isCurrent());
-    events.push_back(event);
+    EXPECT_FALSE(event.repeated);
+    events.emplace_back(event, platform::secondsFromDuration(held));
   };
   openDoor();
   const auto peer = client();
+  const auto hold = [&](const char* button, double seconds) {
+    const auto append = [&](auto* m) { sd_bus_message_append(m, "sd", button, seconds); };
+    return peer->callBox("Hold", append).error;
+  };
   EXPECT_EQ(peer->callBox("Press", text("playpause")).error, "");
   EXPECT_EQ(peer->callBox("Swipe", text("left")).error, "");
+  EXPECT_EQ(hold("right", 2.5), "");
   EXPECT_EQ(peer->callBox("Press", text("volume")).error, SD_BUS_ERROR_INVALID_ARGS);
   EXPECT_EQ(peer->callBox("Swipe", text("")).error, SD_BUS_ERROR_INVALID_ARGS);
+  EXPECT_EQ(hold("volume", 1), SD_BUS_ERROR_INVALID_ARGS);
+  for (const double seconds : {-1.0, 61.0, std::nan("")})
+    EXPECT_EQ(hold("left", seconds), SD_BUS_ERROR_INVALID_ARGS);
   onMain([] {});
-  ASSERT_EQ(events.size(), 2U);
-  EXPECT_EQ(std::get<platform::PressType>(events[0].what), platform::PressType::PlayPause);
-  EXPECT_EQ(std::get<platform::SwipeDirection>(events[1].what), platform::SwipeDirection::Left);
-  EXPECT_FALSE(events[0].repeated);
+  ASSERT_EQ(events.size(), 3U);
+  EXPECT_EQ(std::get<platform::PressType>(events[0].first.what), platform::PressType::PlayPause);
+  EXPECT_EQ(std::get<platform::SwipeDirection>(events[1].first.what),
+            platform::SwipeDirection::Left);
+  EXPECT_EQ(std::get<platform::PressType>(events[2].first.what), platform::PressType::Right);
+  EXPECT_EQ(events[0].second, 0);
+  EXPECT_EQ(events[2].second, 2.5);
 }
 
 TEST_F(BoxInterface, WithoutFunctionsAnswersErrors) {
@@ -90,7 +103,7 @@ TEST_F(BoxInterface, APictureUnderWayHoldsUpNoCall) {
 
 TEST_F(BoxInterface, IsNotCalledAfterClosing) {
   int calls = 0;
-  boxInterface.input = [&](platform::InputEvent) { ++calls; };
+  boxInterface.input = [&](platform::InputEvent, platform::Duration) { ++calls; };
   openDoor();
   const auto peer = client();
   onMain([&] {

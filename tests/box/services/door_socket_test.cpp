@@ -84,17 +84,6 @@ TEST_F(DoorSocket, SaysWhyItCannotBeOpened) {
   EXPECT_EQ(std::filesystem::file_size(folder + "/file"), 8U);
 }
 
-TEST_F(DoorSocket, AMissingBusIsOneLine) {
-  const char* const before = getenv("DBUS_SYSTEM_BUS_ADDRESS");
-  const std::string kept = before ? before : "";
-  setenv("DBUS_SYSTEM_BUS_ADDRESS", ("unix:path=" + folder + "/nothing").c_str(), 1);
-  options.bus = box::DoorOptions::Bus::System;
-  openDoor();
-  EXPECT_EQ(client()->getProperty("x").error, "");
-  EXPECT_EQ(lines("There is no system bus"), 1);
-  before ? setenv("DBUS_SYSTEM_BUS_ADDRESS", kept.c_str(), 1) : unsetenv("DBUS_SYSTEM_BUS_ADDRESS");
-}
-
 TEST_F(DoorSocket, DefaultFollowsTheRuntimeFolder) {
   const char* const before = getenv("XDG_RUNTIME_DIR");
   const std::string kept = before ? before : "";

@@ -95,6 +95,25 @@ TEST_F(Power, GoesOnWhereLogindRefuses) {
   EXPECT_EQ(lines("logind"), 2);
 }
 
+TEST_F(Power, TellsLogindThatSomebodyIsThere) {
+  startLogind();
+  const std::string mock = "busctl --address=" + address("system") +
+                           " call org.freedesktop.login1 /org/freedesktop/login1";
+  const std::string hint = " org.freedesktop.login1.Session 0 1 SetIdleHint b '' ''";
+  EXPECT_EQ(run(mock +
+                " org.freedesktop.DBus.Mock AddObject 'ssa{sv}a(ssss)'"
+                " /org/freedesktop/login1/session/auto" +
+                hint),
+            "");
+  make();
+  untilInhibitors("sleep/delay");
+  surroundings->systemService().wakeSystem(0);
+  until("it is told", [&] {
+    return run(mock + "/session/auto org.freedesktop.DBus.Mock GetMethodCalls s SetIdleHint")
+        .ends_with(" 1 b false");
+  });
+}
+
 TEST_F(Power, StaysAwakeForWhatPlaysAndForAShortPause) {
   platform::MainQueue& queue = mainQueue;
   std::vector<std::pair<bool, bool>> told;
@@ -178,6 +197,17 @@ TEST_F(Power, RunsTheAdministratorsCommands) {
   untilLogged("ends with status 3");
   begin();
   until("on again", [&] { return written() == "aia"; });
+}
+
+TEST_F(Power, RunsTheCommandForIdleWhenTheBoxEnds) {
+  options.onActive = writes("a");
+  options.onIdle = writes("i");
+  options.idleDelay = std::chrono::hours(1);
+  make();
+  surroundings->systemService().wakeSystem(0);
+  surroundings->beginEnd();
+  surroundings->stop(std::chrono::seconds(20));
+  EXPECT_EQ(written(), "ai");
 }
 
 TEST_F(Power, EndsACommandThatHangsAndRunsTheLastOneThatWaits) {
