@@ -21,6 +21,9 @@ constexpr Entry kEntries[] = {
     {"TVVorlanePlayerHardOfHearing", "聴覚障がい者向け"},
     {"TVVorlanePlayerAudioDescription", "音声解説付き"},
     {"TVVorlanePlayerCommentary", "コメンタリー"},
+    {"TVVorlanePlayerLoading", "読み込み中"},
+    {"TVVorlanePlayerPercent", "{}%"},
+    {"TVVorlanePlayerPaused", "一時停止中"},
     {"TVVorlanePlayerEnded", "ビデオは終了しました。"},
     {"TVVorlanePlayerNotFound", "このビデオは見つかりませんでした。"},
     {"TVVorlanePlayerNoConnection", "このビデオに接続できません。"},
@@ -29,9 +32,9 @@ constexpr Entry kEntries[] = {
     {"TVVorlanePlayerNotAllowed", "このビデオをここで再生することは許可されていません。"},
     {"TVVorlanePlayerFailed", "このビデオは再生できません。"},
     {"TVVorlanePlayerReplayHint",
-     "もう一度見るには再生ボタン、終了するにはホームボタンを押してください。"},
+     "もう一度見るには再生ボタン、\n終了するにはホームボタンを押してください。"},
     {"TVVorlanePlayerRetryHint",
-     "やり直すには再生ボタン、終了するにはホームボタンを押してください。"},
+     "やり直すには再生ボタン、\n終了するにはホームボタンを押してください。"},
 };
 }  // namespace
 

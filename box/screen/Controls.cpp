@@ -54,8 +54,8 @@ CardText layOutCardText(Canvas& canvas, const std::string& text, platform::TextS
 }
 
 void drawCardText(Canvas& canvas, const CardText& text, double middleX, double top, float alpha) {
-  // A point more, for the fraction that measuring rounds away.
-  canvas.text(text.run, {middleX - text.run.width / 2, top, text.run.width, text.height + 1}, true,
+  // In the area that it was measured in: a text that just fits may be cut off in one of its height.
+  canvas.text(text.run, {middleX - text.run.width / 2, top, text.run.width, text.run.height}, true,
               Canvas::Vertical::Top, alpha);
 }
 

@@ -95,8 +95,9 @@ class List {
                      inner.height};
     TextRun run = _canvas.styled(text, platform::TextStyle::Body, color, _alignment(text));
     run.bold = _list.selected == index;
-    _canvas.text(_canvas.fitted(std::move(run), place, false), place, false,
-                 Canvas::Vertical::Center, _alpha);
+    // Where rows are high, a long one has two lines.
+    _canvas.text(_canvas.fitted(std::move(run), place, true), place, true, Canvas::Vertical::Center,
+                 _alpha);
   }
 
   Canvas& _canvas;

@@ -51,8 +51,9 @@ class SceneRenderer::Walk {
     }
     _hidden = _cover != nullptr;
     for (const SceneNode& node : _scene.nodes) {
-      if (!_paint(node, 1)) return;
+      if (!_paint(node, 1)) break;
     }
+    _drawSubtitles();
   }
   bool animates() const { return _animates; }
 
@@ -147,6 +148,7 @@ class SceneRenderer::Walk {
     if (bar.state == platform::TransportState::Loading) _animates = true;
     _black = false;
     drawTransportBar(_canvas, bar, frame, _now, alpha);
+    _drawSubtitles();
   }
   void _draw(const platform::VideoElement& element, const void*, const Rect& frame, float alpha) {
     _drawVideo(element.output.get(), frame, alpha, Enlarging::Soft);
@@ -159,8 +161,7 @@ class SceneRenderer::Walk {
   void _drawVideo(const platform::VideoOutput* output, const Rect& frame, float alpha,
                   Enlarging enlarging);
   void _takeBackdrop(const VideoFrames& frames, const Rect& frame);
-  void _drawSubtitles(const Video& video, const SDL_FRect& area, const SDL_FRect& place,
-                      float alpha);
+  void _drawSubtitles();
   void _draw(const platform::BlurElement& element, const void* self, const Rect& frame,
              float alpha);
   bool _takeBlur(const void* self);
@@ -174,9 +175,15 @@ class SceneRenderer::Walk {
   bool _hidden = false;                 // the cover is still to come
   std::vector<Drawn>* _list = nullptr;  // instead of drawing
   bool _animates = false;
-  bool _backdrop = false;  // around the picture that comes next
-  double _covered = 0;     // points at the lower edge
-  bool _black = true;      // so far, everywhere
+  struct Subtitled {
+    const Video* video;
+    SubtitleFrame frame;
+    float alpha;
+  };
+  std::optional<Subtitled> _subtitled;  // its texts are still to be drawn
+  bool _backdrop = false;               // around the picture that comes next
+  double _covered = 0;                  // points at the lower edge
+  bool _black = true;                   // so far, everywhere
 };
 
 SceneRenderer::Drawn SceneRenderer::Walk::_described(const platform::SceneElement& element,
@@ -225,19 +232,26 @@ void SceneRenderer::Walk::_drawVideo(const platform::VideoOutput* output, const 
                                                   _canvas.outputHeight(), bar, alpha))
       _canvas.fillPixels(bar, platform::kBlack, alpha);
   }
-  _drawSubtitles(*shown, area, place, alpha);
+  _drawSubtitles();
+  if (!shown->subtitles || shown->time < 0) return;
+  _subtitled = Subtitled{shown,
+                         {.area = area,
+                          .picture = place,
+                          .covered = static_cast<float>(_covered * _canvas.scale()),
+                          .textSize = _canvas.textSize()},
+                         alpha};
+  // A bar's shade must not darken them: there they come after it.
+  if (!(_covered > 0)) _drawSubtitles();
 }
 
-void SceneRenderer::Walk::_drawSubtitles(const Video& video, const SDL_FRect& area,
-                                         const SDL_FRect& place, float alpha) {
-  if (!video.subtitles || video.time < 0) return;
-  const auto cues = video.subtitles->at(video.time);
-  if (cues.empty()) return;
-  const SubtitleFrame frame{.area = area,
-                            .picture = place,
-                            .covered = static_cast<float>(_covered * _canvas.scale()),
-                            .textSize = _canvas.textSize()};
-  _renderer._subtitles.draw(_canvas.renderer(), cues, video.subtitles->styles(), frame, alpha);
+void SceneRenderer::Walk::_drawSubtitles() {
+  const auto what = std::exchange(_subtitled, std::nullopt);
+  if (!what) return;
+  const SubtitleCues& subtitles = *what->video->subtitles;
+  const auto cues = subtitles.at(what->video->time);
+  if (!cues.empty())
+    _renderer._subtitles.draw(_canvas.renderer(), cues, subtitles.styles(), what->frame,
+                              what->alpha);
 }
 
 void SceneRenderer::Walk::_draw(const platform::BlurElement&, const void* self, const Rect& frame,

@@ -7,6 +7,7 @@
 
 #include "box/screen/ScreenThread.h"
 #include "platform/foundation/TVSLogger.h"
+#include "platform/ui/HeldButton.h"
 
 namespace box {
 
@@ -43,6 +44,7 @@ struct Screen::State : std::enable_shared_from_this<State> {
   const ScreenOptions options;
   std::function<void(const platform::InputEvent&)> inputHandler;
   std::function<void()> closedHandler;
+  platform::HeldButton held{queue, [this](const platform::InputEvent& input) { deliver(input); }};
   /// Names the window of one open() to close(); events of older ones are dropped.
   std::uint64_t session = 0;
   bool open = false;
@@ -61,9 +63,8 @@ struct Screen::State : std::enable_shared_from_this<State> {
     events.closed = [this, self = weak_from_this()](std::uint64_t which) {
       post(self, [this, which] { didClose(which); });
     };
-    events.input = [this, self = weak_from_this()](std::uint64_t which,
-                                                   const platform::InputEvent& input) {
-      post(self, [this, which, input] { didReceive(which, input); });
+    events.input = [this, self = weak_from_this()](std::uint64_t which, const RemoteEvent& event) {
+      post(self, [this, which, event] { didReceive(which, event); });
     };
     events.captured = [this, self = weak_from_this()](std::uint64_t id,
                                                       std::shared_ptr<const Bytes> png) {
@@ -93,12 +94,24 @@ struct Screen::State : std::enable_shared_from_this<State> {
   void didClose(std::uint64_t which) {
     if (which != session || !open) return;
     open = false;
+    held.letGo();
     if (const auto handler = closedHandler) handler();
   }
 
-  // NOLINTNEXTLINE(readability-make-member-function-const): the handler may change anything
-  void didReceive(std::uint64_t which, const platform::InputEvent& input) {
+  void didReceive(std::uint64_t which, const RemoteEvent& event) {
     if (which != session || !open) return;
+    const auto* press = std::get_if<platform::PressType>(&event.input.what);
+    if (event.kind == RemoteEvent::Kind::Input) {
+      deliver(event.input);
+    } else if (press && event.kind == RemoteEvent::Kind::ButtonDown) {
+      held.down(*press);
+    } else if (press) {
+      held.up(*press);
+    }
+  }
+
+  // NOLINTNEXTLINE(readability-make-member-function-const): the handler may change anything
+  void deliver(const platform::InputEvent& input) {
     if (const auto handler = inputHandler) handler(input);
   }
 
@@ -148,6 +161,7 @@ void Screen::open(OpenCompletion completion) {
 void Screen::close() {
   if (!_state->thread || (!_state->open && _state->opening.empty())) return;
   _state->open = false;
+  _state->held.letGo();
   ++_state->session;
   _state->cancelOpening();
   _state->thread->close();

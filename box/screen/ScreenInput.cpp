@@ -5,14 +5,15 @@
 
 namespace box {
 
-using platform::InputEvent;
-
 namespace {
 
+using Kind = RemoteEvent::Kind;
+
 template <typename What>
-std::optional<InputEvent> inputOf(const std::optional<What>& what, bool repeated = false) {
+std::optional<RemoteEvent> eventOf(const std::optional<What>& what, Kind kind = Kind::Input,
+                                   bool repeated = false) {
   if (!what) return std::nullopt;
-  return InputEvent{*what, repeated};
+  return RemoteEvent{kind, {*what, repeated}};
 }
 
 }  // namespace
@@ -25,12 +26,15 @@ ScreenInput::~ScreenInput() {
   if (_hasControllers) SDL_QuitSubSystem(SDL_INIT_GAMECONTROLLER);
 }
 
-std::optional<InputEvent> ScreenInput::translate(const SDL_Event& event) {
+std::optional<RemoteEvent> ScreenInput::translate(const SDL_Event& event) {
   switch (event.type) {
     case SDL_KEYDOWN:
-      return inputOf(pressForKey(event.key.keysym.sym), event.key.repeat != 0);
+      return eventOf(pressForKey(event.key.keysym.sym), Kind::Input, event.key.repeat != 0);
     case SDL_CONTROLLERBUTTONDOWN:
-      return inputOf(pressForButton(static_cast<SDL_GameControllerButton>(event.cbutton.button)));
+    case SDL_CONTROLLERBUTTONUP:
+      // One that goes away while a button is down tells that it comes up.
+      return eventOf(pressForButton(static_cast<SDL_GameControllerButton>(event.cbutton.button)),
+                     event.type == SDL_CONTROLLERBUTTONDOWN ? Kind::ButtonDown : Kind::ButtonUp);
     case SDL_CONTROLLERDEVICEADDED:
       if (ControllerPtr controller{SDL_GameControllerOpen(event.cdevice.which)}) {
         _controllers.push_back(std::move(controller));
@@ -47,7 +51,7 @@ std::optional<InputEvent> ScreenInput::translate(const SDL_Event& event) {
   }
 }
 
-std::optional<InputEvent> ScreenInput::_translatePointer(const SDL_Event& event) {
+std::optional<RemoteEvent> ScreenInput::_translatePointer(const SDL_Event& event) {
   int width = 0;
   int height = 0;
   SDL_GetWindowSize(_window, &width, &height);
@@ -60,13 +64,13 @@ std::optional<InputEvent> ScreenInput::_translatePointer(const SDL_Event& event)
         _swipe.begin(event.button.x / unit, event.button.y / unit);
       return std::nullopt;
     case SDL_MOUSEMOTION:
-      return inputOf(_swipe.move(event.motion.x / unit, event.motion.y / unit));
+      return eventOf(_swipe.move(event.motion.x / unit, event.motion.y / unit));
     case SDL_FINGERDOWN:
       _swipe.begin(static_cast<double>(event.tfinger.x) * touchWidth,
                    static_cast<double>(event.tfinger.y));
       return std::nullopt;
     case SDL_FINGERMOTION:
-      return inputOf(_swipe.move(static_cast<double>(event.tfinger.x) * touchWidth,
+      return eventOf(_swipe.move(static_cast<double>(event.tfinger.x) * touchWidth,
                                  static_cast<double>(event.tfinger.y)));
     case SDL_MOUSEBUTTONUP:
     case SDL_FINGERUP:

@@ -9,6 +9,17 @@
 
 namespace box {
 
+/// What an event of a window means to the remote.
+struct RemoteEvent {
+  enum class Kind {
+    Input,       ///< a press, a repeat or a swipe
+    ButtonDown,  ///< a press whose repeats are not told
+    ButtonUp
+  };
+  Kind kind = Kind::Input;
+  platform::InputEvent input;
+};
+
 /// Makes presses and swipes out of the events of a window: keyboard, game controllers, mouse and
 /// touch.
 ///
@@ -22,10 +33,10 @@ class ScreenInput {
   ScreenInput(const ScreenInput&) = delete;
   ScreenInput& operator=(const ScreenInput&) = delete;
 
-  std::optional<platform::InputEvent> translate(const SDL_Event& event);
+  std::optional<RemoteEvent> translate(const SDL_Event& event);
 
  private:
-  std::optional<platform::InputEvent> _translatePointer(const SDL_Event& event);
+  std::optional<RemoteEvent> _translatePointer(const SDL_Event& event);
 
   SDL_Window* const _window;
   bool _hasControllers = false;

@@ -202,7 +202,7 @@ void ScreenThread::_handle(const SDL_Event& event) {
       break;
   }
   if (!_input) return;
-  if (const auto input = _input->translate(event)) _events.input(_session, *input);
+  if (const auto remote = _input->translate(event)) _events.input(_session, *remote);
 }
 
 void ScreenThread::_handleWindow(const SDL_WindowEvent& event) {

@@ -43,7 +43,7 @@ class ScreenThread {
     std::function<void(std::uint64_t session, std::optional<std::string> failure)> opened;
     /// The window of that session went away by itself.
     std::function<void(std::uint64_t session)> closed;
-    std::function<void(std::uint64_t session, const platform::InputEvent& input)> input;
+    std::function<void(std::uint64_t session, const RemoteEvent& event)> input;
     /// Once for each capture(); null when there is no window.
     std::function<void(std::uint64_t id, std::shared_ptr<const platform::Bytes> png)> captured;
   };

@@ -125,11 +125,12 @@ inline constexpr double kChapterHeight = 22;
 inline constexpr double kChapterGap = 3;
 inline constexpr Color kChapterGapColor{0, 0, 0, 0.8F};
 inline constexpr std::size_t kMostChapters = 100;
-/// The live badge and the way to the live edge.
+/// A word such as "live" or "paused", and the way to the live edge.
 inline constexpr double kBadgeHeight = 48;
 inline constexpr double kBadgePadding = kSpace3;
+inline constexpr double kBadgeGap = kSpace4;
+inline constexpr Color kBadge{1, 1, 1, 0.16F};
 inline constexpr Color kLive{0.78F, 0.11F, 0.14F, 1};
-inline constexpr Color kLiveBehind{1, 1, 1, 0.16F};
 
 // Cards: the alert, and what there is to say in place of a picture.
 inline constexpr double kCardWidth = 960;

@@ -109,9 +109,34 @@ class Row {
   double _used = 0;
 };
 
-/// Icon, rate and text. Without a width of its own the text takes what the row leaves it.
+/// A word on a ground of its own, such as that something is live.
+class Badge {
+ public:
+  Badge(Canvas& canvas, const std::string& word)
+      : _canvas(canvas),
+        _label(canvas.styled(word, TextStyle::Caption, theme::kText, TextAlignment::Center)) {
+    _label.bold = true;
+    if (!word.empty()) _width = widthOf(canvas, _label) + 2 * theme::kBadgePadding;
+  }
+  double width() const { return _width; }
+  double height() const { return _canvas.grown(theme::kBadgeHeight); }
+  void draw(const Rect& place, platform::Color color, float alpha) const {
+    if (!(_width > 0)) return;
+    _canvas.shape({ShapeKind::RoundedRectangle, color, theme::kRadiusSmall, 0}, place, alpha);
+    _canvas.text(_label, place, false, Canvas::Vertical::Center, alpha);
+  }
+
+ private:
+  Canvas& _canvas;
+  TextRun _label;
+  double _width = 0;
+};
+
+/// Icon, rate and text. Without a width of its own the text takes what the row leaves it. A word
+/// follows the text, which keeps its place when that comes and goes.
 void drawHeading(Canvas& canvas, const TransportBarElement& bar, bool hasIcon, TextRun rate,
-                 TextRun text, Row row, platform::TimePoint now, float alpha) {
+                 TextRun text, const std::string& word, Row row, platform::TimePoint now,
+                 float alpha) {
   const double icon = canvas.grown(theme::kIconSize);
   const double height = canvas.grown(theme::kSeekHeight);
   if (hasIcon) drawIcon(canvas, bar.state, row.next(icon, icon, theme::kIconGap), now, alpha);
@@ -119,8 +144,14 @@ void drawHeading(Canvas& canvas, const TransportBarElement& bar, bool hasIcon, T
     const Rect place = row.next(widthOf(canvas, rate), height, theme::kRateGap);
     canvas.text(std::move(rate), place, false, Canvas::Vertical::Center, alpha);
   }
-  canvas.text(std::move(text), row.next(row.left(), height, 0), false, Canvas::Vertical::Center,
-              alpha);
+  const Badge badge(canvas, word);
+  double width = row.left();
+  if (badge.width() > 0)
+    width = std::min(widthOf(canvas, text), width - badge.width() - theme::kBadgeGap);
+  if (!text.text.empty())
+    canvas.text(std::move(text), row.next(width, height, theme::kBadgeGap), false,
+                Canvas::Vertical::Center, alpha);
+  badge.draw(row.next(badge.width(), badge.height(), 0), theme::kBadge, alpha);
 }
 
 /// The time that the remote looks for, above the playhead, with the rate of a scan before it.
@@ -136,7 +167,7 @@ void drawSeek(Canvas& canvas, const TransportBarElement& bar, const TransportBar
   const double x = playheadX(layout.track, texts.played) - timeWidth / 2 - before;
   const double width = before + timeWidth;
   const double left = std::clamp(x, row.x, std::max(row.x + row.width - width, row.x));
-  drawHeading(canvas, bar, scans, rate, time, Row({left, row.y, width, row.height}, false), now,
+  drawHeading(canvas, bar, scans, rate, time, {}, Row({left, row.y, width, row.height}, false), now,
               alpha);
 }
 
@@ -145,15 +176,10 @@ void drawLive(Canvas& canvas, const TransportBarElement& bar, const std::string&
               const Rect& times, float alpha) {
   Row row(times, true);
   const bool behind = !bar.goToLiveText.empty();
-  const double height = canvas.grown(theme::kBadgeHeight);
-  TextRun label = canvas.styled(badgeText, TextStyle::Caption, theme::kText, TextAlignment::Center);
-  label.bold = true;
-  const Rect badge =
-      row.next(widthOf(canvas, label) + 2 * theme::kBadgePadding, height, theme::kSpace3);
-  canvas.shape({ShapeKind::RoundedRectangle, behind ? theme::kLiveBehind : theme::kLive,
-                theme::kRadiusSmall, 0},
-               badge, alpha);
-  canvas.text(std::move(label), badge, false, Canvas::Vertical::Center, alpha);
+  const Badge badge(canvas, badgeText);
+  const double height = badge.height();
+  badge.draw(row.next(badge.width(), height, theme::kSpace3), behind ? theme::kBadge : theme::kLive,
+             alpha);
   if (!behind) return;
   TextRun words = canvas.styled(bar.goToLiveText, TextStyle::Caption, theme::kText);
   words.bold = true;
@@ -218,9 +244,10 @@ void drawTransportBar(Canvas& canvas, const TransportBarElement& bar, const Rect
     drawSeek(canvas, bar, texts, layout, now, alpha);
   } else {
     // The title's side is where its language starts. The track runs as time does, everywhere.
+    const bool mirrored = runsRightToLeft(bar.title.empty() ? bar.stateText : bar.title);
     drawHeading(canvas, bar, true, canvas.styled(texts.rate, TextStyle::Headline, theme::kText),
-                canvas.styled(bar.title, TextStyle::Headline, theme::kText),
-                Row(layout.title, runsRightToLeft(bar.title)), now, alpha);
+                canvas.styled(bar.title, TextStyle::Headline, theme::kText), bar.stateText,
+                Row(layout.title, mirrored), now, alpha);
   }
   drawTrack(canvas, bar, texts.played, layout.track, alpha);
 

@@ -59,4 +59,10 @@ const std::string& PlayerTexts::failureSentence(const Error& error) const {
   return failed;
 }
 
+std::string PlayerTexts::percentText(int number) const {
+  std::string text = percent;
+  const auto place = text.find("{}");
+  return place == std::string::npos ? text : text.replace(place, 2, std::to_string(number));
+}
+
 }  // namespace platform

@@ -20,6 +20,9 @@ struct PlayerTexts {
   std::string audioDescription = "with audio description";
   std::string commentary = "commentary";
 
+  std::string loading = "Loading";
+  std::string percent = "{}%";  ///< how a language writes it; {} is the number
+  std::string paused = "Paused";
   std::string ended = "This video has ended.";
   std::string notFound = "This video could not be found.";
   std::string noConnection = "There is no connection to this video.";
@@ -33,6 +36,7 @@ struct PlayerTexts {
 
   /// The sentence for the cause of a failure, by the error's domain and code.
   const std::string& failureSentence(const Error& error) const;
+  std::string percentText(int number) const;
 };
 
 }  // namespace platform

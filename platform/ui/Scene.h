@@ -102,6 +102,8 @@ struct TransportBarElement {
   bool live = false;
   std::vector<std::pair<double, double>> loaded;  ///< fractions of the duration, start and end
   std::vector<double> chapters = {};              ///< where they begin, fractions of the duration
+  /// The state in the user's language, where there is a word to say; empty: none.
+  std::string stateText = {};
   /// While the remote looks for a place (skips that pile up, scanning) its time is shown large.
   bool seeking = false;
   /// What the live badge says, in the user's language.

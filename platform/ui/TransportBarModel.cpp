@@ -62,6 +62,8 @@ TransportBarElement transportBar(const TVSPlayer& player, const PlayerRemote& re
     bar.state = *rate < 0 ? TransportState::ScanningBackward : TransportState::ScanningForward;
     bar.rate = *rate;
   }
+  if (bar.state == TransportState::Paused) bar.stateText = texts.paused;
+  if (bar.state == TransportState::Loading) bar.stateText = texts.loading;
   bar.elapsed = remote.time();
   bar.seeking = remote.isSeeking();
   const double duration = player.duration();

@@ -18,6 +18,8 @@ namespace {
 constexpr Duration kBarFade = std::chrono::milliseconds(300);
 constexpr Duration kBarStays = std::chrono::seconds(5);
 constexpr Duration kSpinnerDelay = std::chrono::milliseconds(400);
+/// Of an item that loads for the first time, which mostly plays long before its buffer is full.
+constexpr Duration kPercentDelay = std::chrono::seconds(2);
 /// A session that is over takes the screen away meanwhile.
 constexpr Duration kEndedDelay = std::chrono::seconds(1);
 
@@ -65,9 +67,10 @@ std::shared_ptr<View> VideoPlayerViewController::loadView() {
   _bar->setHidden(true);
   _panel = std::make_shared<OptionPanelController>(_player, [this] { _panelDidClose(); });
   _panel->setTexts(_texts);
+  // What is said in the middle of the screen lies above the bar, whose shade reaches far up.
+  _video->addSubview(_bar);
   _video->addSubview(_spinner);
   _video->addSubview(_message);
-  _video->addSubview(_bar);
   return _video;
 }
 
@@ -102,6 +105,7 @@ void VideoPlayerViewController::didMoveToParent(ViewController* parent) {
   _elapsedObserver.reset();
   _hideTimer.reset();
   _spinnerTimer.reset();
+  _percentTimer.reset();
   _endedTimer.reset();
   _remote.forget();
   if (_panel) _panel->close();
@@ -229,16 +233,26 @@ void VideoPlayerViewController::_playerItemDidChange() {
 void VideoPlayerViewController::_updateSpinner() {
   if (_player->state() != TVSPlaybackState::Loading) {
     _spinnerTimer.reset();
+    _percentTimer.reset();
+    _tellsPercent = false;
     _spinner->stopAnimating();
     return;
   }
-  const auto percent = _player->bufferingPercent();
-  _spinner->setText(percent ? std::to_string(*percent) + "%" : std::string());
+  const PlayerItem* const item = _player->currentPlayerItem();
+  _tellsPercent = _tellsPercent || (item && item->status() == PlayerItemStatus::ReadyToPlay);
+  const auto percent = _tellsPercent ? _player->bufferingPercent() : std::nullopt;
+  _spinner->setText(percent ? _texts.percentText(*percent) : std::string());
+  if (_spinnerTimer) return;
   // What loads quickly shows no spinner at all.
-  if (!_spinnerTimer) {
-    _spinnerTimer = Platform::current().mainQueue().after(kSpinnerDelay,
-                                                          [this] { _spinner->startAnimating(); });
-  }
+  auto& mainQueue = Platform::current().mainQueue();
+  _spinnerTimer = mainQueue.after(kSpinnerDelay, [this] {
+    _spinner->startAnimating();
+    _updateTransportBar();
+  });
+  _percentTimer = mainQueue.after(kPercentDelay, [this] {
+    _tellsPercent = true;
+    _updateSpinner();
+  });
 }
 
 void VideoPlayerViewController::_updateMessage() {
@@ -302,6 +316,8 @@ void VideoPlayerViewController::_updateTransportBar() {
   auto bar = transportBar(*_player, _remote, _texts);
   _goToLiveFocused = _goToLiveFocused && !bar.goToLiveText.empty();
   bar.goToLiveFocused = _goToLiveFocused;
+  // Said when the spinner says it.
+  if (bar.state == TransportState::Loading && !_spinner->isAnimating()) bar.stateText.clear();
   _bar->setElement(std::move(bar));
 }
 

@@ -22,8 +22,9 @@ class VideoView;
 /// them once it plays.
 ///
 /// While nothing can be shown for more than 0.4 s a spinner turns, with how far the buffer has
-/// filled where that is known. When the item has failed and the player has stopped, a sentence
-/// tells the cause and what the remote can do; likewise, a second later, when it has ended.
+/// filled where that is known; in the first load of an item only after 2 s. When the item has
+/// failed and the player has stopped, a sentence tells the cause and what the remote can do;
+/// likewise, a second later, when it has ended.
 ///
 /// The remote: select and play/pause toggle; left and right skip, and scan while they are held;
 /// down, or a swipe, opens the panel with sound and subtitles; up reaches the way to the live edge
@@ -91,7 +92,9 @@ class VideoPlayerViewController : public ViewController {
   bool _goToLiveFocused = false;
   bool _hasPlayed = false;
   Token _hideTimer;
+  bool _tellsPercent = false;  // while it loads
   Token _spinnerTimer;
+  Token _percentTimer;
   Token _endedTimer;
   Token _elapsedObserver;  // only while the bar is visible
   std::vector<Token> _observers;

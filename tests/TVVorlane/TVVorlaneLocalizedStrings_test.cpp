@@ -20,6 +20,9 @@ const std::set<std::string_view> kKeys{"TVVorlanePINTitle",
                                        "TVVorlanePlayerHardOfHearing",
                                        "TVVorlanePlayerAudioDescription",
                                        "TVVorlanePlayerCommentary",
+                                       "TVVorlanePlayerLoading",
+                                       "TVVorlanePlayerPercent",
+                                       "TVVorlanePlayerPaused",
                                        "TVVorlanePlayerEnded",
                                        "TVVorlanePlayerNotFound",
                                        "TVVorlanePlayerNoConnection",
@@ -38,6 +41,9 @@ TEST(TVVorlaneLocalizedStringsTest, EveryTableHasEveryKeyAndNoOther) {
     for (const auto& entry : table->entries) {
       EXPECT_TRUE(keys.insert(entry.key).second) << table->language << " " << entry.key;
       EXPECT_FALSE(entry.text.empty()) << table->language << " " << entry.key;
+      EXPECT_EQ(entry.text.find("{}") != std::string_view::npos,
+                entry.key == "TVVorlanePlayerPercent")
+          << table->language << " " << entry.key;
     }
     EXPECT_EQ(keys, kKeys) << table->language;
   }

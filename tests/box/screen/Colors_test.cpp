@@ -60,9 +60,7 @@ TEST(Colors, BarsAreWhatTheirMatrixAndRangeSay) {
         const auto frame = std::make_shared<MemoryFrame>(format, 71, 41, color);
         frame->matrix = kind.matrix;
         frame->fullRange = kind.fullRange;
-        const auto video = std::make_shared<VideoFrames>();
-        video->put(video->open(), frame);
-        const Picture picture(sceneOf({VideoElement{video}}), 71, 40);
+        const Picture picture(sceneOf({VideoElement{videoOf(frame)}}), 71, 40);
         EXPECT_LE(picture.at(35, 20).distance(decoded(kind, color)), 1);
         EXPECT_LE(picture.at(69, 39).distance(decoded(kind, color)), 1);
         // What renderers of their own conversion are given in place of a full range.

@@ -49,7 +49,7 @@ TEST(Theme, EverythingCanBeReadOnWhatItIsWrittenOn) {
   } cases[]{{"title and times", kText, {kScrim}, kOfText},
             {"remaining time", kTextDim, {kScrim}, kOfText},
             {"live", kText, {kScrim, kLive}, kOfText},
-            {"behind live", kText, {kScrim, kLiveBehind}, kOfText},
+            {"paused, behind live", kText, {kScrim, kBadge}, kOfText},
             {"button on the bar", kText, {kScrim, kButton}, kOfText},
             {"text of a card", kText, {kCard}, kOfText},
             {"dim text of a card", kTextDim, {kCard}, kOfText},

@@ -4,6 +4,9 @@
 #include <string>
 #include <utility>
 
+#include "TVVorlane/strings/StringTable.h"
+#include "box/media/SubtitleStyles.h"
+#include "platform/ui/DigitEntryViewController.h"
 #include "tests/box/screen/Pictures.h"
 
 namespace box::test {
@@ -12,68 +15,38 @@ namespace {
 
 using namespace platform;
 
+/// What comes from senders, media and the system, in the language of the gallery.
 struct Words {
   const char* title;
-  const char* percent;
-  const char* message;
-  const char* hint;
-  const char* live;
-  const char* goToLive;
-  const char* sound;
-  std::vector<std::string> sounds;
-  const char* subtitles;
-  std::vector<std::string> texts;
-  const char* code;
-  const char* alertTitle;
-  const char* alertMessage;
-  std::vector<std::string> buttons;
+  std::vector<std::string> languages;  // the first one longer than its column
+  const char* subtitle;
+  const char* emphasized;  // a part of it
 };
 
-const Words kWords[]{
-    {"The Mountain in Winter",
-     "42%",
-     "The video could not be found.",
-     "Press Menu to go back.",
-     "LIVE",
-     "Go to live",
-     "Sound",
-     {"English", "French", "English, audio description"},
-     "Subtitles",
-     {"Off", "English", "French", "German", "Italian", "Japanese", "Arabic", "Spanish"},
-     "Enter this code on your device",
-     "Unable to Connect",
-     "This device could not be verified. Update its software and try again.",
-     {"Cancel", "OK"}},
-    {"الجبل في الشتاء",
-     "٤٢٪",
-     "تعذر العثور على الفيديو.",
-     "اضغط على زر القائمة للرجوع.",
-     "مباشر",
-     "الانتقال إلى البث المباشر",
-     "الصوت",
-     {"الإنجليزية", "الفرنسية", "English, audio description"},
-     "الترجمة",
-     {"إيقاف", "الإنجليزية", "الفرنسية", "الألمانية", "الإيطالية", "اليابانية", "العربية",
-      "الإسبانية"},
-     "أدخل هذا الرمز على جهازك",
-     "يتعذر الاتصال",
-     "تعذر التحقق من هذا الجهاز. حدّث برنامجه ثم حاول مرة أخرى.",
-     {"إلغاء", "حسنًا"}},
-    {"冬の山、雪に覆われた直線の道",
-     "42%",
-     "ビデオが見つかりませんでした。",
-     "メニューボタンを押すと戻ります。",
-     "ライブ",
-     "ライブに移動",
-     "音声",
-     {"英語", "フランス語", "英語（音声解説）"},
-     "字幕",
-     {"オフ", "英語", "フランス語", "ドイツ語", "イタリア語", "日本語", "アラビア語", "スペイン語"},
-     "お使いのデバイスでこのコードを入力してください",
-     "接続できません",
-     "このデバイスを確認できませんでした。ソフトウェアをアップデートして、もう一度お試しください。",
-     {"キャンセル", "OK"}}};
+const Words kWords[]{{"The Mountain in Winter",
+                      {"English (with audio description) – Stereo", "French", "German", "Italian",
+                       "Japanese", "Arabic", "Spanish"},
+                      "There is a path up there,\nif you know where to look.",
+                      "if you know"},
+                     {"الجبل في الشتاء",
+                      {"الإنجليزية (مع وصف صوتي) – English stereo", "الفرنسية", "الألمانية",
+                       "الإيطالية", "اليابانية", "العربية", "الإسبانية"},
+                      "هناك طريق في الأعلى،\nإن كنت تعرف أين تبحث.",
+                      "إن كنت"},
+                     {"冬の山、雪に覆われた直線の道",
+                      {"英語（音声解説付き） – English stereo", "フランス語", "ドイツ語",
+                       "イタリア語", "日本語", "アラビア語", "スペイン語"},
+                      "あの上に道があるんだ。\nどこを探せばいいか知っていればね。",
+                      "知っていれば"}};
 
+constexpr MemoryFrame::Yuv kBright{235, 128, 128};
+constexpr MemoryFrame::Yuv kDark{60, 140, 120};
+
+std::shared_ptr<MemoryFrame> picture(int width, int height) {
+  return std::make_shared<MemoryFrame>(VideoFormat::NV12, width, height, kDark, kBright);
+}
+
+/// Over it, the picture that everything else is seen on.
 Scene over(std::vector<SceneNode> nodes) {
   Scene scene;
   scene.nodes.push_back(node(kScreenBounds, FillElement{{0.45F, 0.6F, 0.75F, 1}}));
@@ -84,14 +57,53 @@ Scene over(std::vector<SceneNode> nodes) {
 }
 Scene over(SceneElement element) { return over({node(kScreenBounds, std::move(element))}); }
 
+/// A video with texts, of the shape that the width makes.
+Scene withTexts(int width, const std::vector<SubtitleCue>& cues,
+                std::shared_ptr<const SubtitleStyles> styles = nullptr) {
+  const auto frame = picture(width, 200);
+  const auto texts = std::make_shared<SubtitleCues>();
+  for (const SubtitleCue& each : cues) texts->add(each);
+  texts->show(SubtitleCues::Source::Media);
+  texts->setStyles(std::move(styles));
+  frame->time = 1;
+  frame->subtitles = texts;
+  return sceneOf({VideoElement{videoOf(frame)}});
+}
+
+/// A code as the box asks for it, over a video.
+Scene withCode(const std::string& title, const std::string& code) {
+  DigitEntryViewController digits(4);
+  digits.titleLabel()->setText(title);
+  digits.titleLabel()->setTextColor(kWhite);
+  digits.digitGroupView()->setText(code);
+  digits.view()->layoutIfNeeded();
+  Scene scene = sceneOf({VideoElement{videoOf(picture(356, 200))}, BlurElement{}});
+  scene.nodes.push_back(digits.view()->sceneNode({}));
+  return scene;
+}
+
+Scene mirrored(int width, int height) {
+  return sceneOf({LayerElement{std::make_shared<TestLayer>(picture(width, height))}});
+}
+
 }  // namespace
 
 std::vector<Scene> gallery(const char* language) {
   std::size_t index = 0;
   while (std::strcmp(kGalleryLanguages[index], language) != 0) ++index;
   const Words& words = kWords[index];
-  const SpinnerElement spinner{TimePoint{} - std::chrono::milliseconds(300)};
+  const auto text = [&](std::string_view key) {
+    for (const auto& entry : TVVorlaneStrings::tableForLocale(language).entries)
+      if (entry.key == key) return std::string(entry.text);
+    throw std::out_of_range(std::string(key));
+  };
+
   const Rect middle{900, 480, 120, 120};
+  SpinnerElement spinner{TimePoint{} - std::chrono::milliseconds(300)};
+  SpinnerElement percentage = spinner;
+  percentage.text = text("TVVorlanePlayerPercent");
+  percentage.text.replace(percentage.text.find("{}"), 2, "42");
+
   const auto bar = [&](TransportState state, double elapsed) {
     TransportBarElement element;
     element.title = words.title;
@@ -99,73 +111,119 @@ std::vector<Scene> gallery(const char* language) {
     element.elapsed = elapsed;
     element.duration = 5400;
     element.loaded = {{0, 0.7}};
-    element.liveText = words.live;
+    element.liveText = text("TVVorlanePlayerLive");
+    if (state == TransportState::Loading) element.stateText = text("TVVorlanePlayerLoading");
+    if (state == TransportState::Paused) element.stateText = text("TVVorlanePlayerPaused");
     return element;
   };
-  const auto moving = [&](TransportState state, double elapsed, double rate) {
+  const auto titled = [](TransportBarElement element, std::string title) {
+    element.title = std::move(title);
+    return element;
+  };
+  const auto chaptered = [&](TransportState state, double elapsed, double rate, bool seeking) {
     TransportBarElement element = bar(state, elapsed);
     element.rate = rate;
-    element.seeking = true;
+    element.seeking = seeking;
     element.chapters = {0, 0.12, 0.35, 0.61, 0.8};
     return element;
   };
-  const auto live = [&](const char* goToLive, bool focused) {
+  const auto live = [&](bool behind, bool focused) {
     TransportBarElement element = bar(TransportState::Playing, 754);
     element.live = true;
-    if (*goToLive) {
-      element.duration = 900;
-      element.goToLiveText = goToLive;
-    } else {
-      element.duration.reset();
-    }
+    element.duration = behind ? std::optional(900.0) : std::nullopt;
+    if (behind) element.goToLiveText = text("TVVorlanePlayerGoToLive");
     element.goToLiveFocused = focused;
     return element;
   };
-  TransportBarElement chapters = bar(TransportState::Playing, 2400);
-  chapters.chapters = {0, 0.12, 0.35, 0.61, 0.8};
-  TransportBarElement stopped = bar(TransportState::Stopped, 5400);
-  while (stopped.title.size() < 150) stopped.title += std::string(" – ") + words.title;
-  TransportBarElement scanning = bar(TransportState::ScanningForward, 3725);
-  scanning.rate = 8;
-  const OptionListElement sound{words.sound, words.sounds, 0, 1};
-  const OptionListElement subtitles{words.subtitles, words.texts, 1, std::nullopt};
-  const OptionListElement scrolled{words.subtitles, words.texts, 4, 6};
+  const auto stopped = [&](const char* message, const char* hint) {
+    return over({node(kScreenBounds, bar(TransportState::Stopped, 5400)),
+                 node(kScreenBounds, MessageElement{text(message), text(hint)})});
+  };
+  std::string longTitle = words.title;
+  while (longTitle.size() < 150) longTitle += std::string(" – ") + words.title;
+
+  std::vector<std::string> subtitles = words.languages;
+  subtitles[0] = text("TVVorlanePlayerOff");
+  const std::vector<std::string> sounds(words.languages.begin(), words.languages.begin() + 3);
+  const std::string soundTitle = text("TVVorlanePlayerSound");
+  const std::string subtitlesTitle = text("TVVorlanePlayerSubtitles");
+
+  const std::string alertTitle = text("VorlaneSecurityVerifyFailureDialogLabel");
+  const std::string alertText = text("VorlaneSecurityVerifyFailureDialogText");
+  const std::string ok = text("TVVorlaneOK");
   const auto line = [&](double y, TextStyle style) {
-    return node({192, y, 1536, 120}, TextElement{words.alertMessage, style});
+    return node({192, y, 1536, 120}, TextElement{alertText, style});
   };
 
+  const SubtitleCue plain{1, 1, words.subtitle};
+  SubtitleCue marked = plain;
+  marked.look.edge = TextEdge::DropShadow;
+  marked.spans.resize(1);
+  marked.spans[0].begin = plain.text.find(words.emphasized);
+  marked.spans[0].end = marked.spans[0].begin + std::strlen(words.emphasized);
+  marked.spans[0].look.italic = true;
+  marked.spans[0].look.color = Color{1, 0.85F, 0.3F, 1};
+  SubtitleCue above{1, 1, words.title};
+  above.layout.line = 0;
+  SubtitleCue drawn{1, 1};
+  drawn.images = {{1920, 1080, 660, 880, 600, 90, std::vector<std::uint32_t>(54000)}};
+  // Two lines of words that nobody can read.
+  for (std::size_t i = 0; i < 54000; ++i) {
+    const std::size_t x = i % 600, y = i / 600;
+    if (y % 50 < 34 && x % 25 < 20 && (x + 125 * (y / 50)) % 200 < 160)
+      drawn.images[0].pixels[i] = 0xFFFFE060;
+  }
+  const auto wished = subtitleStylesOf(Array{Dictionary{
+      {"foregroundColor", "yellow"}, {"backgroundColor", "#101040"}, {"relativeSize", 120}}});
+  Scene belowBar = withTexts(356, {plain});
+  belowBar.nodes.push_back(node(kScreenBounds, bar(TransportState::Playing, 2400)));
+
   return {
-      over({node(kScreenBounds, FillElement{platform::kBlack}), node(middle, spinner)}),
-      over({node(middle, spinner)}),
-      over({node(middle, SpinnerElement{spinner.started, words.percent})}),
-      over(bar(TransportState::Loading, 0)),
+      over({node(kScreenBounds, FillElement{kBlack}), node(middle, spinner)}),
+      over({node(kScreenBounds, bar(TransportState::Loading, 2400)), node(middle, spinner)}),
+      over({node(kScreenBounds, bar(TransportState::Loading, 2400)), node(middle, percentage)}),
+
       over(bar(TransportState::Playing, 2400)),
       over(bar(TransportState::Paused, 2400)),
-      over(chapters),
-      over(moving(TransportState::ScanningForward, 3725, 8)),
-      over(moving(TransportState::ScanningBackward, 95, -4)),
-      over(moving(TransportState::Playing, 5380, 1)),
-      over(scanning),
-      over(stopped),
-      over(live("", false)),
-      over(live(words.goToLive, false)),
-      over(live(words.goToLive, true)),
-      over(OptionPanelElement{{sound, subtitles}}),
-      over({node(kScreenBounds, bar(TransportState::Playing, 2400)),
-            node(kScreenBounds, OptionPanelElement{{scrolled}})}),
-      over(MessageElement{words.message, words.hint}),
-      over(MessageElement{words.alertMessage}),
-      over(AlertElement{words.alertTitle, words.alertMessage, {words.buttons[1]}, 0}),
-      over(AlertElement{words.alertTitle, words.alertMessage, words.buttons, 1}),
-      over({node(kScreenBounds, BlurElement{}),
-            node({96, 310, 1728, 200}, TextElement{words.code, TextStyle::Title, platform::kWhite,
-                                                   TextAlignment::Center}),
-            node({96, 570, 1728, 200}, DigitsElement{"2718", 4})}),
-      over({node(kScreenBounds, BlurElement{}),
-            node({96, 570, 1728, 200}, DigitsElement{"31415926", 4})}),
-      over({node(kScreenBounds, FillElement{platform::kBlack}), line(180, TextStyle::Title),
+      over(titled(bar(TransportState::Paused, 2400), longTitle)),
+
+      over(titled(bar(TransportState::Paused, 2400), "")),
+      over(chaptered(TransportState::Playing, 2400, 1, false)),
+      over(chaptered(TransportState::Playing, 5380, 1, true)),
+
+      over(chaptered(TransportState::ScanningForward, 3725, 8, true)),
+      over(chaptered(TransportState::ScanningBackward, 95, -4, true)),
+      over(live(false, false)),
+
+      over(live(true, false)),
+      over(live(true, true)),
+      over(OptionPanelElement{{{soundTitle, sounds, 0, 1}, {subtitlesTitle, subtitles, 1, {}}}}),
+
+      over(OptionPanelElement{{{soundTitle, sounds, 0, {}}, {subtitlesTitle, subtitles, 4, 6}}}),
+      over(OptionPanelElement{{{subtitlesTitle, {subtitles[0], subtitles[1]}, 0, 0}}}),
+      stopped("TVVorlanePlayerNoConnection", "TVVorlanePlayerRetryHint"),
+
+      stopped("TVVorlanePlayerEnded", "TVVorlanePlayerReplayHint"),
+      over(MessageElement{alertText}),
+      over(AlertElement{alertTitle, alertText, {ok}, 0}),
+
+      over(AlertElement{alertTitle, alertText, {text("TVVorlanePlayerOff"), ok}, 1}),
+      over({node(kScreenBounds, FillElement{kBlack}), line(180, TextStyle::Title),
             line(380, TextStyle::Headline), line(540, TextStyle::Body),
             line(700, TextStyle::Caption)}),
+      withCode(text("TVVorlanePINTitle"), "2718"),
+
+      withCode(text("TVVorlanePINTitle"), "31415926"),
+      mirrored(356, 200),
+      mirrored(200, 356),
+
+      withTexts(356, {plain}),
+      withTexts(478, {plain}),
+      withTexts(356, {marked, above}),
+
+      withTexts(356, {plain}, wished),
+      withTexts(356, {drawn}),
+      std::move(belowBar),
   };
 }
 

@@ -4,24 +4,10 @@
 
 #include <gtest/gtest.h>
 
-#include "box/media/FrameLayer.h"
 #include "tests/box/screen/Pictures.h"
 
 namespace box::test {
 namespace {
-
-class TestLayer final : public FrameLayer {
- public:
-  explicit TestLayer(std::shared_ptr<const VideoFrame> frame) {
-    _frames->put(_frames->open(), std::move(frame));
-  }
-  std::string path() const override { return "/test"; }
-  void close() override {}
-  const std::shared_ptr<VideoFrames>& frames() const override { return _frames; }
-
- private:
-  const std::shared_ptr<VideoFrames> _frames = std::make_shared<VideoFrames>();
-};
 
 /// Each pixel is another colour, and the fourth bytes say "transparent".
 class BgraFrame final : public VideoFrame {
@@ -120,19 +106,29 @@ TEST(Layer, FadesLikeEverythingElse) {
   EXPECT_LE(twice.at(200, 100).distance(full), 3);
 }
 
-TEST(Layer, WithoutAPictureItIsBlack) {
+TEST(Layer, WithoutAPictureThereIsBlack) {
   class ForeignLayer final : public platform::Layer {
     std::string path() const override { return {}; }
     void close() override {}
   };
+  const MemoryFrame::Yuv white{235, 128, 128};
   const auto hollow = std::make_shared<BgraFrame>(640, 360);
   hollow->planes[0].rows = 359;
-  const std::shared_ptr<platform::Layer> layers[]{nullptr, std::make_shared<ForeignLayer>(),
-                                                  std::make_shared<TestLayer>(nullptr),
-                                                  std::make_shared<TestLayer>(hollow)};
-  for (const auto& layer : layers) {
-    const Picture picture(sceneOf({platform::FillElement{platform::kWhite}, LayerElement{layer}}),
-                          640, 360);
+  const auto halfway = std::make_shared<MemoryFrame>(VideoFormat::NV12, 64, 36, white);
+  halfway->planes[1].rows = 2;
+  const auto flat = std::make_shared<MemoryFrame>(VideoFormat::I420, 64, 36, white);
+  flat->height = 0;
+  const platform::SceneElement elements[]{LayerElement{nullptr},
+                                          LayerElement{std::make_shared<ForeignLayer>()},
+                                          LayerElement{std::make_shared<TestLayer>(nullptr)},
+                                          LayerElement{std::make_shared<TestLayer>(hollow)},
+                                          VideoElement{nullptr},
+                                          VideoElement{std::make_shared<VideoFrames>()},
+                                          VideoElement{std::make_shared<platform::VideoOutput>()},
+                                          VideoElement{videoOf(halfway)},
+                                          VideoElement{videoOf(flat)}};
+  for (const auto& element : elements) {
+    const Picture picture(sceneOf({FillElement{platform::kWhite}, element}), 640, 360);
     EXPECT_TRUE(picture.inked().empty());
   }
   EXPECT_EQ(hollow->timesShown, 0);

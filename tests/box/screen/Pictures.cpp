@@ -55,6 +55,12 @@ MemoryFrame::MemoryFrame(VideoFormat pixelFormat, int pixelWidth, int pixelHeigh
   if (!nv12) planes[2] = {second, chromaStride, chromaBytes, halfRows};
 }
 
+std::shared_ptr<VideoFrames> videoOf(std::shared_ptr<const VideoFrame> frame) {
+  auto video = std::make_shared<VideoFrames>();
+  video->put(video->open(), std::move(frame));
+  return video;
+}
+
 Picture::Picture(const platform::Scene& scene, int width, int height, platform::TimePoint now,
                  AccessOptions access)
     : _surface(SDL_CreateRGBSurfaceWithFormat(0, width, height, 32, SDL_PIXELFORMAT_ARGB8888)) {

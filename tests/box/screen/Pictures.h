@@ -3,8 +3,10 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "box/media/FrameLayer.h"
 #include "box/media/VideoFrames.h"
 #include "box/screen/CairoTexture.h"
 #include "box/screen/SceneRenderer.h"
@@ -44,6 +46,20 @@ class MemoryFrame final : public VideoFrame {
 
  private:
   std::vector<std::uint8_t> _bytes;
+};
+
+std::shared_ptr<VideoFrames> videoOf(std::shared_ptr<const VideoFrame> frame);
+
+class TestLayer final : public FrameLayer {
+ public:
+  explicit TestLayer(std::shared_ptr<const VideoFrame> frame)
+      : _frames(videoOf(std::move(frame))) {}
+  std::string path() const override { return "/test"; }
+  void close() override {}
+  const std::shared_ptr<VideoFrames>& frames() const override { return _frames; }
+
+ private:
+  const std::shared_ptr<VideoFrames> _frames;
 };
 
 /// A scene drawn in memory, without a window.

@@ -20,16 +20,31 @@ using std::chrono::seconds;
 inline InputEvent press(PressType type, bool repeated = false) { return {type, repeated}; }
 inline InputEvent swipe(SwipeDirection direction) { return {direction}; }
 
-/// The first element of a kind, depth first, in what is drawn; hidden views are not part of it.
+/// Of the remote: "left" is a press, "left.." one of its repeats, "~left" a swipe.
+inline InputEvent eventOf(std::string word) {
+  if (word[0] == '~') return swipe(*swipeDirectionFromName(word.substr(1)));
+  const bool repeated = word.ends_with("..");
+  if (repeated) word.resize(word.size() - 2);
+  return press(*pressTypeFromName(word), repeated);
+}
+
+/// All that is drawn, back to front; hidden views are not part of it.
+template <typename Visit>
+void visitElements(const std::vector<SceneNode>& nodes, const Visit& visit) {
+  for (const auto& node : nodes) {
+    for (const auto& element : node.elements) visit(element);
+    visitElements(node.children, visit);
+  }
+}
+
+/// The first element of a kind in it.
 template <typename Element>
 std::optional<Element> findElement(const std::vector<SceneNode>& nodes) {
-  for (const auto& node : nodes) {
-    for (const auto& element : node.elements) {
-      if (const auto* found = std::get_if<Element>(&element)) return *found;
-    }
-    if (auto found = findElement<Element>(node.children)) return found;
-  }
-  return std::nullopt;
+  std::optional<Element> first;
+  visitElements(nodes, [&](const SceneElement& element) {
+    if (const auto* found = std::get_if<Element>(&element); found && !first) first = *found;
+  });
+  return first;
 }
 
 /// A window on the box in memory that the test has made, with every scene that it handed over.

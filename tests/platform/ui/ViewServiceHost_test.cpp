@@ -1,5 +1,9 @@
 #include "platform/ui/ViewServiceHost.h"
 
+#include <algorithm>
+#include <map>
+#include <sstream>
+
 #include <gtest/gtest.h>
 
 #include "tests/platform/ui/Support.h"
@@ -37,9 +41,8 @@ class Root final : public ViewServiceViewController {
     if (const auto proxy = hostProxy()) proxy->dismissWithResult(Value());
     inDismiss = false;
   }
-  std::shared_ptr<ViewServiceHostProxy> proxy() const { return hostProxy(); }
 
-  bool endsAtOnce = false;
+  bool endsAtOnce = true;
   bool dismissesAtOnce = false;
   bool inDismiss = false;
   std::function<void()> ended;
@@ -48,224 +51,145 @@ class Root final : public ViewServiceViewController {
   Trace& _trace;
 };
 
-struct ViewServiceHostTest : ::testing::Test {
-  ViewServiceHostTest() {
-    host.setRootViewControllerFactory([this] {
-      auto root = std::make_shared<Root>(trace);
-      root->endsAtOnce = rootsEndAtOnce;
-      root->dismissesAtOnce = rootsDismissAtOnce;
-      current = root;
-      return root;
+/// A host, and what happens to it, one word each.
+struct Hosted {
+  using Opening = sim::Screen::Opening;
+
+  Hosted() {
+    host.setRootViewControllerFactory([this]() -> std::shared_ptr<Root> {
+      if (noRoots) return nullptr;
+      auto next = std::make_shared<Root>(trace);
+      next->endsAtOnce = !lazyRoots && !(everyOtherRootIsLazy && made % 2 == 1);
+      next->dismissesAtOnce = hastyRoots;
+      ++made;
+      root = next;
+      return next;
     });
+  }
+  void act(const std::string& words) {
+    std::istringstream stream(words);
+    for (std::string word; stream >> word;) {
+      if (std::isdigit(word[0])) {
+        box.advance(milliseconds(std::stoi(word)));
+      } else if (const auto action = actions.find(word); action != actions.end()) {
+        action->second();
+      } else {
+        box.screen().send(eventOf(word));
+      }
+    }
   }
   void request() {
     host.requestPresentation(
-        [this, since = box.clock().now()](bool success, std::optional<Error> error) {
+        [this, since = box.clock().now()](bool success, const std::optional<Error>& error) {
           EXPECT_EQ(success, !error.has_value());
           EXPECT_LE(box.clock().now() - since, seconds(5));
+          EXPECT_TRUE(!success || host.isPresenting());
           trace += success ? '+' : '-';
-          if (error) lastError = *error;
-          if (onAnswer) onAnswer();
+          EXPECT_EQ(error.value_or(Error{}).code, success ? 0 : -6700);
+          if (endsOnAnswer) host.endPresentation();
         });
   }
-  void requestAndRun() {
-    request();
-    box.run();
-  }
-  Trace take() { return std::exchange(trace, {}); }
 
-  sim::Box box;
-  sim::Screen& screen = box.screen();
+  sim::Box box{sim::BoxOptions{.logLevel = 3}};
   ViewServiceHost& host = box.viewServiceHost();
   Trace trace;
-  std::weak_ptr<Root> current;
-  Error lastError;
-  std::function<void()> onAnswer;
-  bool rootsEndAtOnce = true;
-  bool rootsDismissAtOnce = false;
+  std::weak_ptr<Root> root;
+  std::function<void()> late;  // how a root that takes its time says that it has ended
+  bool noRoots = false, lazyRoots = false, everyOtherRootIsLazy = false, hastyRoots = false;
+  bool endsOnAnswer = false;
+  int made = 0;
+  const std::map<std::string, std::function<void()>> actions{
+      {"request", [this] { request(); }},
+      {"run", [this] { box.run(); }},
+      {"show", [this] { act("request run"); }},
+      {"end", [this] { host.endPresentation(); }},
+      {"dismiss", [this] { root.lock()->dismiss(); }},
+      {"late", [this] { late = root.lock()->ended; }},
+      {"ended", [this] { late(); }},
+      {"lazy", [this] { lazyRoots = true; }},
+      {"hasty", [this] { hastyRoots = true; }},
+      {"rootless", [this] { noRoots = true; }},
+      {"end-on-answer", [this] { endsOnAnswer = true; }},
+      {"close", [this] { box.screen().closeByItself(); }},
+      {"refuse", [this] { box.screen().setOpening(Opening::Refuses, milliseconds(20)); }},
+      {"stall", [this] { box.screen().setOpening(Opening::NeverAnswers); }},
+      {"slow", [this] { box.screen().setOpening(Opening::Succeeds, seconds(6)); }},
+  };
 };
 
-TEST_F(ViewServiceHostTest, PresentsAndEnds) {
-  EXPECT_FALSE(host.handleInput(press(PressType::Select)));
-  onAnswer = [&] {
-    // Answered first, begun on a later turn.
-    EXPECT_EQ(trace, "+");
-    EXPECT_TRUE(host.isPresenting());
+TEST(ViewServiceHostTest, PresentsAndEnds) {
+  const struct {
+    const char* name;
+    std::vector<std::pair<const char*, Trace>> steps;
+  } cases[] = {
+      {"presents, ends when the root wants it, and presents again",
+       {{"~left request", ""},
+        {"run", "+B"},
+        {"menu ~left", "ii"},
+        {"dismiss", ""},
+        {"run", "E~"},
+        {"show", "+B"},
+        {"end run", "E~"}}},
+      {"Home ends it and is never delivered; what is on its way out gets no input",
+       {{"lazy show", "+B"},
+        {"home.. run", ""},
+        {"home home run", "E"},
+        {"menu late", ""},
+        {"ended run", "~"}}},
+      {"screen that refuses", {{"refuse show 20", "-"}}},
+      {"screen that never answers", {{"stall show 4999", ""}, {"1", "-"}}},
+      {"screen that is too slow", {{"slow show 10000", "-"}}},
+      {"no root", {{"rootless show", "-"}}},
+      {"the end is bounded, and the next request waits for it",
+       {{"lazy show end run 2000 show", "+BE"}, {"2999", ""}, {"1", "~+B"}, {"end 5000", "E~"}}},
+      {"an end that comes too late is not the next one's",
+       {{"lazy show end run late 5000", "+BE~"}, {"show end run ended run", "+BE"}, {"5000", "~"}}},
+      {"an end without a presentation", {{"end run", ""}}},
+      {"an end between the answer and the beginning", {{"end-on-answer show run", "+BE~"}}},
+      {"an end from inside the beginning", {{"hasty show run", "+BE~"}}},
   };
-  request();
-  EXPECT_EQ(trace, "");
-  box.run();
-  EXPECT_EQ(take(), "+B");
-  EXPECT_EQ(host.rootViewController(), current.lock());
-  EXPECT_EQ(host.window()->rootViewController(), current.lock());
-  EXPECT_NE(screen.scene(), nullptr);
-
-  EXPECT_TRUE(screen.send(press(PressType::Select)));
-  EXPECT_TRUE(host.handleInput(swipe(SwipeDirection::Left)));
-  EXPECT_EQ(take(), "ii");
-
-  current.lock()->dismiss();
-  EXPECT_EQ(take(), "");
-  box.run();
-  EXPECT_EQ(take(), "E~");
-  EXPECT_FALSE(host.isPresenting());
-  EXPECT_EQ(host.rootViewController(), nullptr);
-  EXPECT_EQ(host.window(), nullptr);
-  EXPECT_FALSE(screen.isOpen());
-  EXPECT_FALSE(box.mainQueue().nextDeadline());
-
-  requestAndRun();
-  EXPECT_EQ(take(), "+B");
-  EXPECT_EQ(screen.timesOpened(), 2);
+  for (const auto& the : cases) {
+    SCOPED_TRACE(the.name);
+    Hosted hosted;
+    for (const auto& [actions, trace] : the.steps) {
+      hosted.act(actions);
+      EXPECT_EQ(std::exchange(hosted.trace, ""), trace) << actions;
+      EXPECT_EQ(hosted.host.rootViewController(), hosted.root.lock()) << actions;
+    }
+    EXPECT_FALSE(hosted.host.isPresenting());
+    EXPECT_EQ(hosted.host.window(), nullptr);
+    EXPECT_FALSE(hosted.box.screen().isOpen());
+    EXPECT_FALSE(hosted.box.mainQueue().nextDeadline());
+  }
 }
 
-TEST_F(ViewServiceHostTest, HomeEndsAndIsNeverDelivered) {
-  requestAndRun();
-  rootsEndAtOnce = false;
-  current.lock()->endsAtOnce = false;
-  take();
-  EXPECT_TRUE(screen.send(press(PressType::Home, true)));
-  box.run();
-  EXPECT_EQ(take(), "");
-  EXPECT_TRUE(screen.send(press(PressType::Home)));
-  EXPECT_TRUE(screen.send(press(PressType::Home)));
-  box.run();
-  EXPECT_EQ(take(), "E");
-  // What is on its way out gets no more input.
-  EXPECT_TRUE(screen.send(press(PressType::Menu)));
-  EXPECT_EQ(take(), "");
-  const auto root = current.lock();
-  root->ended();
-  root->ended();
-  box.run();
-  EXPECT_FALSE(host.isPresenting());
-}
-
-TEST_F(ViewServiceHostTest, FailuresToOpen) {
-  screen.setOpening(sim::Screen::Opening::Refuses, milliseconds(20));
-  requestAndRun();
-  box.advance(milliseconds(20));
-  EXPECT_EQ(take(), "-");
-
-  screen.setOpening(sim::Screen::Opening::NeverAnswers);
-  requestAndRun();
-  box.advance(milliseconds(4'999));
-  EXPECT_EQ(trace, "");
-  box.advance(milliseconds(1));
-  EXPECT_EQ(take(), "-");
-  EXPECT_EQ(lastError.domain, kStatusCodeErrorDomain);
-  EXPECT_EQ(lastError.code, -6700);
-  EXPECT_TRUE(lastError.localizedDescription);
-
-  screen.setOpening(sim::Screen::Opening::Succeeds, seconds(6));
-  requestAndRun();
-  box.advance(seconds(10));
-  EXPECT_EQ(take(), "-");
-  EXPECT_FALSE(screen.isOpen());
-
-  host.setRootViewControllerFactory([] { return nullptr; });
-  screen.setOpening(sim::Screen::Opening::Succeeds);
-  requestAndRun();
-  EXPECT_EQ(take(), "-");
-  EXPECT_FALSE(screen.isOpen());
-  EXPECT_FALSE(host.isPresenting());
-}
-
-TEST_F(ViewServiceHostTest, EndIsBounded) {
-  requestAndRun();
-  current.lock()->endsAtOnce = false;
-  take();
-  host.endPresentation();
-  box.run();
-  box.advance(seconds(2));
-  requestAndRun();  // waits for the end, which comes after 3 s
-  box.advance(milliseconds(2'999));
-  EXPECT_EQ(take(), "E");
-  box.advance(milliseconds(1));
-  EXPECT_EQ(take(), "~+B");
-
-  // An end that comes too late is not taken for the next one's.
-  const auto late = current.lock();
-  late->endsAtOnce = false;
-  host.endPresentation();
-  box.advance(seconds(5));
-  requestAndRun();
-  current.lock()->endsAtOnce = false;
-  host.endPresentation();
-  box.run();
-  EXPECT_EQ(take(), "E+BE");
-  late->ended();
-  box.run();
-  EXPECT_TRUE(host.isPresenting());
-}
-
-TEST_F(ViewServiceHostTest, EndAtOddTimes) {
-  host.endPresentation();
-  box.run();
-  EXPECT_EQ(take(), "");
-
-  // Between the answer and the beginning: begun, then ended.
-  onAnswer = [&] { host.endPresentation(); };
-  requestAndRun();
-  EXPECT_EQ(take(), "+BE~");
-  onAnswer = nullptr;
-
-  // From inside the beginning.
-  rootsDismissAtOnce = true;
-  requestAndRun();
-  EXPECT_EQ(take(), "+BE~");
-}
-
-/// Every sequence of five steps: each request is answered once and in time, each root begins and
-/// ends in turn, and in the end nothing is left open.
-TEST(ViewServiceHostSequences, EveryOrderOfFiveSteps) {
-  std::optional<sim::Box> box;
-  int asked = 0, answered = 0, succeeded = 0, made = 0;
-  std::string steps;
-  const std::pair<const char*, std::function<void()>> kinds[] = {
-      {"request",
-       [&] {
-         ++asked;
-         box->viewServiceHost().requestPresentation(
-             [&, since = box->clock().now()](bool success, std::optional<Error>) {
-               EXPECT_LE(box->clock().now() - since, seconds(5)) << steps;
-               ++answered;
-               succeeded += success;
-             });
-       }},
-      {"end", [&] { box->viewServiceHost().endPresentation(); }},
-      {"turn", [&] { box->run(); }},
-      {"second", [&] { box->advance(seconds(1)); }},
-      {"close", [&] { box->screen().closeByItself(); }},
-      {"stall", [&] { box->screen().setOpening(sim::Screen::Opening::NeverAnswers); }},
-  };
+/// Each request is answered once and in time, each root begins and ends in turn, and in the end
+/// nothing is left open.
+TEST(ViewServiceHostTest, EveryOrderOfFiveSteps) {
+  const std::string kinds[] = {"request ", "end ", "run ", "1000 ", "close ", "stall "};
   const std::size_t count = std::size(kinds);
   for (std::size_t number = 0; number < count * count * count * count * count; ++number) {
-    Trace trace;
-    asked = answered = succeeded = made = 0;
-    steps.clear();
-    box.emplace(sim::BoxOptions{.logLevel = 3});
-    box->viewServiceHost().setRootViewControllerFactory([&] {
-      auto root = std::make_shared<Root>(trace);
-      root->endsAtOnce = ++made % 2 == 1;  // every other one never answers
-      return root;
-    });
+    std::string steps;
+    std::ptrdiff_t asked = 0;
     for (std::size_t step = 0, rest = number; step < 5; ++step, rest /= count) {
-      steps += std::string(kinds[rest % count].first) + " ";
-      kinds[rest % count].second();
+      steps += kinds[rest % count];
+      asked += rest % count == 0;
     }
-    box->advance(seconds(20));
-    box->viewServiceHost().endPresentation();
-    box->advance(seconds(20));
+    Hosted hosted;
+    hosted.everyOtherRootIsLazy = true;
+    hosted.act(steps + "20000 end 20000");
+    const auto times = [&](char what) {
+      return std::count(hosted.trace.begin(), hosted.trace.end(), what);
+    };
+    ASSERT_EQ(times('+') + times('-'), asked) << steps;
+    ASSERT_EQ(hosted.made, times('+')) << steps;
     Trace expected;
-    for (int i = 0; i < succeeded; ++i) expected += "BE";
-    std::erase(trace, '~');
-    ASSERT_EQ(trace, expected) << steps;
-    ASSERT_EQ(answered, asked) << steps;
-    ASSERT_EQ(made, succeeded) << steps;
-    ASSERT_FALSE(box->screen().isOpen()) << steps;
-    ASSERT_FALSE(box->viewServiceHost().isPresenting()) << steps;
-    ASSERT_FALSE(box->mainQueue().nextDeadline()) << steps;
+    for (int i = 0; i < hosted.made; ++i) expected += "BE";
+    std::erase_if(hosted.trace, [](char what) { return what != 'B' && what != 'E'; });
+    ASSERT_EQ(hosted.trace, expected) << steps;
+    ASSERT_FALSE(hosted.box.screen().isOpen()) << steps;
+    ASSERT_FALSE(hosted.host.isPresenting()) << steps;
+    ASSERT_FALSE(hosted.box.mainQueue().nextDeadline()) << steps;
   }
 }
 
