@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include "box/services/FileDescriptor.h"
+#include "platform/foundation/Assertion.h"
 #include "platform/foundation/TVSLogger.h"
 #include "platform/media/MediaEngine.h"
 #include "tests/box/ChildProcess.h"
@@ -27,10 +28,11 @@ namespace {
 /// Registers a receiver delegate, and does at its launch and its end what it was told.
 class Delegate final : public platform::ApplicationDelegate {
  public:
-  enum class Way { Plain, HangsAtTheEnd, LeavesACallWaiting };
+  enum class Way { Plain, HangsAtTheEnd, LeavesACallWaiting, BreaksARule };
   explicit Delegate(Way way) : _way(way) {}
 
   bool applicationDidFinishLaunching(const platform::Dictionary&) override {
+    TVS_ASSERT_MESSAGE(_way != Way::BreaksARule, "rules are kept");
     _receiver = ReceiverStub::make();
     if (_way == Way::LeavesACallWaiting) {
       _receiver->setBody([](platform::WaitGroup& group) {
@@ -138,6 +140,13 @@ TEST(Process, SaysHowItDied) {
     EXPECT_THAT(report, HasSubstr("is open")) << "the log until then";
     EXPECT_THAT(report, HasSubstr("handleFatalSignal")) << "the call stack";
   }
+}
+
+TEST(Process, SaysWhichRuleItBroke) {
+  ChildProcess process(application<Delegate::Way::BreaksARule>, kLogTest);
+  EXPECT_EQ(process.waitForEnd(), -SIGABRT);
+  for (const char* part : {"rules are kept", "Died of SIGABRT", "The call stack:", "box3Box3run"})
+    EXPECT_THAT(process.output(), HasSubstr(part));
 }
 
 /// What a service manager hears, by the protocol of sd_notify(3).

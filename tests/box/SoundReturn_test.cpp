@@ -2,11 +2,16 @@
 
 #include <chrono>
 #include <string>
+#include <utility>
+
+#include <gmock/gmock.h>
 
 #include "tests/box/SystemFixture.h"
 #include "tests/box/sound/SoundServerProcess.h"
 
 namespace {
+
+using testing::HasSubstr;
 
 class SoundReturn : public SystemTest {
  protected:
@@ -17,6 +22,9 @@ class SoundReturn : public SystemTest {
       if (!SoundServerProcess::control("list short sink-inputs 2>&1 | grep float").empty())
         return true;
     return false;
+  }
+  static std::string media(const std::string& name) {
+    return testing_media::TestMedia::shared().url(name);
   }
   double position() { return playbackInfo().number("position")->doubleValue(); }
 
@@ -37,6 +45,27 @@ TEST_F(SoundReturn, TheSessionPlaysOnAndSoundsAgain) {
   EXPECT_TRUE(sounds());
   EXPECT_GE(position(), before);
   EXPECT_EQ(stopVideo(1), 0);
+}
+
+TEST_F(SoundReturn, AStreamThatTheServerTakesAwayEndsTheSession) {
+  server.start();
+  launch();
+  int session = 0;
+  for (const auto& [name, role] : {std::pair("tone.m4a", "music"), {"programme.m3u8", "video"}}) {
+    if (session > 0) {
+      EXPECT_EQ(stopVideo(session), 0);
+    }
+    ASSERT_EQ(startVideo(media(name), ++session).status, 0);
+    ASSERT_TRUE(nextEvent("playing"));
+    ASSERT_TRUE(sounds());
+    const std::string stream = SoundServerProcess::control("list sink-inputs");
+    EXPECT_THAT(stream, HasSubstr("media.role = \"" + std::string(role) + "\""));
+    EXPECT_THAT(stream, HasSubstr("application.name = \"TVVorlane\""));
+    EXPECT_THAT(stream, HasSubstr("application.icon_name = \"quorin.tvvorlane\""));
+  }
+  // The sinks in the reverse order of their making: with the last one there is nowhere to go.
+  EXPECT_EQ(SoundServerProcess::control("unload-module 2; pactl unload-module 1"), "");
+  EXPECT_EQ(nextEvent("userStop"), (Dictionary{{"sessionID", session}, {"userExit", true}}));
 }
 
 }  // namespace

@@ -67,6 +67,45 @@ TEST_F(OnItsBuses, TheSenderIsToldBeforeTheDeviceSleeps) {
   EXPECT_EQ(process->output().find("takes too long"), std::string::npos);
 }
 
+TEST_F(OnItsBuses, ANetworkThatLeadsToASignInPageIsNoInternet) {
+  const std::string manager = " org.freedesktop.NetworkManager /org/freedesktop/NetworkManager ";
+  const std::string bus = "busctl --address=" + address("system");
+  const auto startManager = [&] {
+    auto child =
+        std::make_unique<Child>(std::vector<std::string>{"/usr/bin/python3", "-m", "dbusmock",
+                                                         "--template", "networkmanager"},
+                                address("system"));
+    while (outputOf(bus + " get-property" + manager +
+                    "org.freedesktop.NetworkManager Connectivity") != "u 4") {
+    }
+    return child;
+  };
+  const auto setConnectivity = [&](const char* connectivity) {
+    EXPECT_EQ(outputOf(bus + " call" + manager +
+                       "org.freedesktop.DBus.Mock UpdateProperties 'sa{sv}'"
+                       " org.freedesktop.NetworkManager 1 Connectivity u " +
+                       connectivity),
+              "");
+  };
+  auto running = startManager();
+  launch();
+  constexpr const char* kPortal = "2";
+  constexpr const char* kFull = "4";
+  for (const bool again : {false, true}) {
+    // It comes back with what it began with.
+    if (again) running.reset();
+    std::size_t from = again ? mark() : 0;
+    if (again) running = startManager();
+    ASSERT_TRUE(process->waitForLine("The internet is available", from)) << process->output();
+    from = mark();
+    setConnectivity(kPortal);
+    ASSERT_TRUE(process->waitForLine("The internet is not available", from)) << process->output();
+  }
+  const std::size_t from = mark();
+  setConnectivity(kFull);
+  EXPECT_TRUE(process->waitForLine("Vorlane set should use cloud:  YES", from));
+}
+
 TEST_F(OnItsBuses, AMediaClientReadsAndControlsWhatPlays) {
   launch();
   Dictionary params{{"audioOnly", false}, {"rate", 0.0}};

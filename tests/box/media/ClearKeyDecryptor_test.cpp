@@ -37,6 +37,7 @@ const Bytes kKeyID = bytesOf("0123456789abcdef0123456789abcdef");
 /// A relay's item that answers questions for keys as it is told, or never.
 class KeyItem final : public box::RelayItem {
  public:
+  void close() override {}
   std::string url() const override { return {}; }
   std::string urlFor(const std::string& url) const override { return url; }
   std::optional<platform::Error> failure() const override { return std::nullopt; }

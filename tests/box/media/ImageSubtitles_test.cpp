@@ -104,7 +104,8 @@ TEST(ImageSubtitles, AreShownByTheTimeOfThePicture) {
   std::ofstream(media.path("box.sup"), std::ios::binary) << boxOfGraphics(true);
   const std::string options = "-i " + media.path("box.sup") +
                               " -map 0 -map 1 -map 3 -c:v libx264 -c:a aac -s:s 720x480 -c:s ";
-  for (const auto& [name, form] : {std::pair("graphics.mkv", "copy"), {"broadcast.ts", "dvbsub"}}) {
+  for (const auto& [name, form] :
+       {std::pair("graphics.mkv", "copy"), {"graphics.m2ts", "copy"}, {"broadcast.ts", "dvbsub"}}) {
     SCOPED_TRACE(name);
     EngineHarness harness;
     platform::MediaLoad load;

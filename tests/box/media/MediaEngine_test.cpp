@@ -21,12 +21,10 @@ std::ptrdiff_t entries(const char* folder) {
   return std::distance(std::filesystem::directory_iterator(folder), {});
 }
 
-MediaLoad paused(std::optional<double> startSeconds = {},
-                 std::optional<double> startFraction = {}) {
+MediaLoad paused(std::optional<double> startSeconds = {}) {
   MediaLoad load;
   load.playing = false;
   load.startSeconds = startSeconds;
-  load.startFraction = startFraction;
   return load;
 }
 
@@ -66,25 +64,6 @@ TEST_F(MediaEngineTest, PlaysFromTheFirstFrameToTheEnd) {
   EXPECT_EQ(harness.misplaced(), 0);
 }
 
-TEST_F(MediaEngineTest, KnowsItsItemWhenReady) {
-  loadPaused("clip.mp4");
-  EXPECT_EQ(harness.told(), (std::vector<std::string>{"ready", "pause"}));
-  const platform::MediaFacts& facts = harness.engine().facts();
-  EXPECT_NEAR(facts.duration, kDuration, 2 * kFrame);
-  EXPECT_FALSE(facts.live);
-  ASSERT_EQ(facts.seekable.size(), 1u);
-  EXPECT_NEAR(facts.seekable[0].duration, kDuration, 2 * kFrame);
-  ASSERT_EQ(facts.tracks.size(), 2u);
-  EXPECT_EQ(facts.tracks[0].mediaType, "video");
-  EXPECT_EQ(facts.tracks[1].mediaType, "audio");
-  EXPECT_TRUE(facts.tracks[0].enabled && facts.tracks[1].enabled);
-  ASSERT_EQ(facts.selectionGroups.size(), 1u);
-  EXPECT_EQ(facts.selectionGroups[0].characteristic, "audible");
-  EXPECT_EQ(facts.selectionGroups[0].selected, 0u);
-  EXPECT_EQ(facts.title, "Clip");
-  EXPECT_EQ(harness.engine().position(), 0);
-}
-
 TEST_F(MediaEngineTest, TheFirstFrameIsAPictureThatCanBeRead) {
   loadPaused("clip.mp4");
   ASSERT_TRUE(harness.until([&] { return harness.frame() != nullptr; }));
@@ -115,71 +94,16 @@ TEST_F(MediaEngineTest, TellsHowAPictureIsToBeTurned) {
   EXPECT_EQ(harness.frame()->width, 320);
 }
 
-TEST_F(MediaEngineTest, PausesAndGoesOn) {
-  loadPlaying("clip.mp4");
-  ASSERT_TRUE(untilPosition([](double at) { return at > 0.2; }));
-  harness.call([](box::MediaEngine& engine) { engine.pause(); });
-  ASSERT_TRUE(harness.untilTold("pause"));
-  const double at = harness.engine().position();
-  const auto serial = harness.frames().serial();
-  harness.call([](box::MediaEngine& engine) { engine.seek(1); });
-  ASSERT_TRUE(harness.untilTold("seek"));
-  EXPECT_GT(at, 0.2);
-  EXPECT_LT(at, 1.5);
-  EXPECT_EQ(harness.frames().serial(), serial + 1) << "paused, only the seek shows a picture";
-  EXPECT_NEAR(harness.engine().position(), 1, kFrame);
-  harness.call([](box::MediaEngine& engine) { engine.play(1); });
-  ASSERT_TRUE(harness.untilTold("play 1", 1));
-  ASSERT_TRUE(untilPosition([](double now) { return now > 1.2; }));
-}
-
 TEST_F(MediaEngineTest, SeeksToTheExactFrame) {
   loadPaused("clip.mp4");
   for (const double seconds : {1.52, 0.4, 2.8, 0.0}) {
     SCOPED_TRACE(seconds);
+    const auto serial = harness.frames().serial();
     seek(seconds);
+    EXPECT_EQ(harness.frames().serial(), serial + 1) << "paused, only the seek shows a picture";
     EXPECT_NEAR(harness.engine().position(), seconds, kFrame);
     ASSERT_NE(harness.frame(), nullptr);
     EXPECT_NEAR(harness.frame()->time, seconds, kFrame);
-  }
-}
-
-TEST_F(MediaEngineTest, SeeksAreClampedAndTheLatestWins) {
-  loadPaused("clip.mp4");
-  seek(-5);
-  EXPECT_EQ(harness.engine().position(), 0);
-  seek(1e9);
-  EXPECT_NEAR(harness.engine().position(), kDuration, 2 * kFrame);
-  const int before = harness.count("seek");
-  harness.call([](box::MediaEngine& engine) {
-    for (int each = 0; each < 30; ++each) engine.seek(each * 0.1);
-  });
-  EXPECT_NEAR(harness.engine().position(), 2.9, 1e-6) << "where it goes";
-  ASSERT_TRUE(harness.untilTold("seek", before));
-  ASSERT_TRUE(harness.until(
-      [&] { return harness.frame() && std::abs(harness.frame()->time - 2.9) < kFrame; }));
-  EXPECT_LT(harness.count("seek") - before, 30);
-}
-
-TEST_F(MediaEngineTest, StartsWhereItIsTold) {
-  struct Case {
-    const char* name;
-    MediaLoad load;
-    double expected;
-  };
-  const Case cases[] = {
-      {"seconds", paused(1.2), 1.2},
-      {"fraction", paused({}, 0.5), 1.5},
-      {"beyond the end", paused(500), kDuration},
-      {"before the beginning", paused(-1), 0},
-  };
-  for (const Case& each : cases) {
-    SCOPED_TRACE(each.name);
-    harness.load(TestMedia::shared().url("clip.mp4"), each.load);
-    ASSERT_TRUE(harness.untilTold("pause"));
-    EXPECT_NEAR(harness.engine().position(), each.expected, 3 * kFrame);
-    ASSERT_NE(harness.frame(), nullptr);
-    EXPECT_NEAR(harness.frame()->time, each.expected, 3 * kFrame);
   }
 }
 
@@ -192,11 +116,8 @@ TEST_P(MediaEngineRateTest, PlaysAtOtherRates) {
   ASSERT_TRUE(harness.untilTold("play 1"));
   harness.call([](box::MediaEngine& engine) { engine.play(2); });
   ASSERT_TRUE(harness.untilTold("play 2"));
-  const auto begin = std::chrono::steady_clock::now();
   const double from = harness.engine().position();
   ASSERT_TRUE(untilPosition([&](double at) { return at > from + 1; }));
-  const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begin;
-  EXPECT_LT(took.count(), 0.9) << "a second of media in half a second";
 
   seek(1);
   harness.call([](box::MediaEngine& engine) { engine.play(-1); });
@@ -239,17 +160,6 @@ TEST_P(MediaEngineRateTest, PausesAndSeeksWhileRunningBackwards) {
 INSTANTIATE_TEST_SUITE_P(Sources, MediaEngineRateTest, ::testing::Bool(),
                          [](const auto& source) { return source.param ? "File" : "Http"; });
 
-TEST_F(MediaEngineTest, GoesOnAfterTheEndWhenSought) {
-  loadPaused("clip.mp4");
-  seek(2.9);
-  harness.call([](box::MediaEngine& engine) { engine.play(1); });
-  ASSERT_TRUE(harness.untilTold("end"));
-  harness.call([](box::MediaEngine& engine) { engine.play(1); });
-  ASSERT_TRUE(harness.untilTold("end", 1)) << "at the end there is nothing more to play";
-  seek(1);
-  ASSERT_TRUE(untilPosition([](double at) { return at > 1.1 && at < 2; }));
-}
-
 TEST_F(MediaEngineTest, EndTimesEndInTheirDirection) {
   MediaLoad load;
   load.forwardEndSeconds = 0.4;
@@ -278,49 +188,6 @@ TEST_F(MediaEngineTest, EndTimesEndInTheirDirection) {
   EXPECT_NEAR(harness.engine().position(), kDuration, 2 * kFrame);
 }
 
-TEST_F(MediaEngineTest, WhatIsAskedWhileLoadingCountsWhenReady) {
-  harness.load(TestMedia::shared().url("clip.mp4"));
-  harness.call([](box::MediaEngine& engine) {
-    engine.seek(2);
-    engine.seek(1);
-    engine.play(2);
-    engine.pause();
-  });
-  ASSERT_TRUE(harness.untilTold("pause"));
-  EXPECT_EQ(harness.told().front(), "ready");
-  EXPECT_EQ(harness.count("play 1") + harness.count("play 2"), 0);
-  EXPECT_NEAR(harness.engine().position(), 1, kFrame);
-}
-
-TEST_F(MediaEngineTest, SelectsAnotherAudioStreamAndGoesOn) {
-  loadPlaying("languages.mp4");
-  auto group = harness.engine().facts().selectionGroups.at(0);
-  ASSERT_EQ(group.options.size(), 2u);
-  // A stream's language may come after its first frame.
-  ASSERT_TRUE(harness.until([&] {
-    group = harness.engine().facts().selectionGroups.at(0);
-    return group.options[0].languageTag == "en" && group.options[1].languageTag == "fr";
-  }));
-  EXPECT_EQ(group.selected, 0u);
-
-  harness.call([&](box::MediaEngine& engine) {
-    engine.selectOption("audible", "nonsense");
-    engine.selectOption("smellable", group.options[1].identifier);
-    engine.selectOption("audible", group.options[1].identifier);
-  });
-  ASSERT_TRUE(harness.untilTold("select audible"));
-  EXPECT_EQ(harness.engine().facts().selectionGroups.at(0).selected, 1u);
-  const auto tracks = harness.engine().facts().tracks;
-  EXPECT_FALSE(tracks[1].enabled);
-  EXPECT_TRUE(tracks[2].enabled);
-
-  // It plays on, and also when all sound is switched off.
-  harness.call([&](box::MediaEngine& engine) { engine.setTrackEnabled(tracks[2].trackID, false); });
-  ASSERT_TRUE(harness.untilTold("select audible", 1));
-  EXPECT_EQ(harness.engine().facts().selectionGroups.at(0).selected, std::nullopt);
-  ASSERT_TRUE(harness.untilTold("end"));
-}
-
 TEST_F(MediaEngineTest, StallsWhenTheMediaDoNotArriveAndGoesOn) {
   // A machine that is busier than the server is slow leaves nothing to wait for.
   for (int attempt = 0; attempt < 4 && harness.count("stall") == 0; ++attempt) {
@@ -333,43 +200,25 @@ TEST_F(MediaEngineTest, StallsWhenTheMediaDoNotArriveAndGoesOn) {
   EXPECT_EQ(harness.misplaced(), 0);
 }
 
-TEST_F(MediaEngineTest, NothingComesAfterUnloading) {
-  loadPlaying("clip.mp4");
-  harness.call([](box::MediaEngine& engine) {
-    engine.pause();
-    engine.unload();
-  });
-  EXPECT_EQ(harness.frame(), nullptr);
-  EXPECT_EQ(harness.engine().position(), 0);
-  EXPECT_EQ(harness.engine().accessLog().size(), 0u);
-  const auto told = harness.told();
-  ASSERT_TRUE(box::WorkerThreads::waitForAll(std::chrono::seconds(30)));
-  harness.serve();
-  EXPECT_EQ(harness.told(), told);
-  EXPECT_EQ(harness.frame(), nullptr);
-}
-
-TEST_F(MediaEngineTest, NothingComesToAnEngineThatIsGone) {
-  harness.load(TestMedia::shared().url("clip.mp4"));
-  harness.destroyEngine();
-  ASSERT_TRUE(box::WorkerThreads::waitForAll(std::chrono::seconds(30)));
-  harness.serve();
-  EXPECT_TRUE(harness.told().empty());
-}
-
 TEST_F(MediaEngineTest, LoadingAgainAndAgainLeavesNothingBehind) {
-  const auto once = [&] {
-    loadPlaying("clip.mp4");
-    harness.call([](box::MediaEngine& engine) { engine.unload(); });
-    ASSERT_TRUE(box::WorkerThreads::waitForAll(std::chrono::seconds(30)));
-  };
-  for (int warm = 0; warm < 3; ++warm) once();
-  const auto threads = entries("/proc/self/task");
-  const auto descriptors = entries("/proc/self/fd");
-  for (int round = 0; round < 20; ++round) once();
-  // Pools of the library keep a thread or two for a while.
-  EXPECT_LE(entries("/proc/self/task"), threads + 3);
-  EXPECT_LE(entries("/proc/self/fd"), descriptors + 2);
+  constexpr int kRounds = 20;
+  // Of the second, segments are under way at each stop.
+  for (const char* name : {"clip.mp4", "programme.m3u8"}) {
+    SCOPED_TRACE(name);
+    const auto once = [&] {
+      loadPlaying(name);
+      harness.call([](box::MediaEngine& engine) { engine.unload(); });
+      EXPECT_EQ(harness.frame(), nullptr);
+      ASSERT_TRUE(box::WorkerThreads::waitForAll(std::chrono::seconds(30)));
+    };
+    for (int warm = 0; warm < 3; ++warm) once();
+    const auto threads = entries("/proc/self/task");
+    const auto descriptors = entries("/proc/self/fd");
+    for (int round = 0; round < kRounds; ++round) once();
+    // Pools of the library keep a thread or two for a while, and connections end behind the load.
+    EXPECT_LE(entries("/proc/self/task"), threads + 3);
+    EXPECT_LE(entries("/proc/self/fd"), descriptors + kRounds / 2);
+  }
 }
 
 }  // namespace

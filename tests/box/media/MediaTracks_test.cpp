@@ -1,9 +1,14 @@
 // Tracks, options and texts of real media.
 
 #include <algorithm>
+#include <atomic>
+#include <fstream>
+#include <iterator>
 
 #include <gtest/gtest.h>
 
+#include "box/media/MatroskaTracks.h"
+#include "box/media/SubtitleStyles.h"
 #include "platform/media/MediaItemKeys.h"
 #include "platform/media/MediaLogKeys.h"
 #include "tests/box/media/EngineHarness.h"
@@ -19,6 +24,44 @@ MediaLoad paused() {
   MediaLoad load;
   load.playing = false;
   return load;
+}
+
+std::string box(const std::string& type, const std::string& content) {
+  const auto size = static_cast<char>(content.size() + 8);
+  return std::string(3, '\0') + size + type + content;
+}
+
+void replaceIn(const std::string& path, const std::string& old, std::size_t before,
+               const std::string& text) {
+  std::ifstream input(path, std::ios::binary);
+  std::string content{std::istreambuf_iterator<char>(input), {}};
+  if (const auto at = content.find(old); at != std::string::npos)
+    content.replace(at - before, old.size() + before, text);
+  std::ofstream(path, std::ios::binary) << content;
+}
+
+/// Makes `name` of timed text, with other samples for 0 to 1, 1 to 2, and 2 to 3 s.
+void makeTexts(const std::string& name, const std::string& options, const std::string& type,
+               const std::vector<std::string>& samples) {
+  const TestMedia& media = TestMedia::shared();
+  std::ofstream script(media.path("samples.srt"));
+  for (std::size_t index = 0; index < samples.size(); ++index)
+    script << index + 1 << "\n00:00:0" << index << ",000 --> 00:00:0" << index + 1 << ",000\n"
+           << std::string(samples[index].size() - 2, static_cast<char>('X' + index)) << "\n\n";
+  script.close();
+  media.url(name, "-i " + media.path("samples.srt") +
+                      " -map 0 -map 3 -c:v libx264 -pix_fmt yuv420p -g 25 -c:s mov_text"
+                      " -metadata:s:s:0 language=deu " +
+                      options);
+  for (const auto& each : std::filesystem::directory_iterator(media.path(""))) {
+    if (!each.path().filename().string().starts_with(name.substr(0, name.find('.')))) continue;
+    for (std::size_t index = 0; index < samples.size(); ++index)
+      replaceIn(each.path(), std::string(samples[index].size() - 2, static_cast<char>('X' + index)),
+                2, samples[index]);
+    replaceIn(each.path(), "tx3g", 0, type);
+    replaceIn(each.path(), "audio/mp4\" codecs=\"", 0, "application/mp4\" codecs=\"" + type);
+    replaceIn(each.path(), "contentType=\"audio\"", 0, "contentType=\"text\"");
+  }
 }
 
 class MediaTracksTest : public ::testing::Test {
@@ -75,6 +118,24 @@ TEST_F(MediaTracksTest, NumbersAndOptionsAreThoseOfTheContainer) {
     EXPECT_EQ(texts[1].languageTag, "fr");
     EXPECT_EQ(selected(harness, "legible"), std::string(name) == "tracks.mkv" ? "fr" : "none")
         << "forced, as the sound's language is";
+  }
+}
+
+TEST(MatroskaTracks, AreReadByteByByteAndWhateverIsDamaged) {
+  std::ifstream file(TestMedia::shared().fileURL("tracks.mkv").substr(7), std::ios::binary);
+  std::vector<std::uint8_t> head(3000);
+  file.read(reinterpret_cast<char*>(head.data()), static_cast<std::streamsize>(head.size()));
+  box::MatroskaTracks tracks;
+  for (std::size_t at = 0; at < head.size(); ++at) tracks.feed(at, {&head[at], 1});
+  EXPECT_EQ(tracks.tracks().size(), 5u);
+  EXPECT_TRUE(tracks.tracks().at(5).forced);
+  EXPECT_EQ(tracks.tracks().at(4).codec, "S_TEXT/UTF8");
+  for (std::size_t at = 0; at < head.size(); ++at) {
+    std::vector<std::uint8_t> damaged = head;
+    damaged[at] = static_cast<std::uint8_t>(at % 2 == 0 ? 0xff : 1);
+    box::MatroskaTracks others;
+    others.feed(0, damaged);
+    EXPECT_LE(others.tracks().size(), 256u);
   }
 }
 
@@ -170,17 +231,34 @@ TEST_F(MediaTracksTest, PlaylistsSayWhatStreamsAre) {
   EXPECT_NEAR(harness.engine().facts().loaded[0].duration, 3, 0.1);
 }
 
-TEST_F(MediaTracksTest, ForcedTextsFollowTheSoundUnlessOneIsChosen) {
-  EngineHarness harness;
+TEST_F(MediaTracksTest, ChaptersAreThoseOfTheContainer) {
   const TestMedia& media = TestMedia::shared();
   media.url("chapters.txt");
-  media.url("tracks.mkv");
-  media.url("chapters.mkv", "-i " + media.path("tracks.mkv") + " -i " + media.path("chapters.txt") +
-                                " -map 3 -map_metadata 3 -map_chapters 4 -c copy");
-  harness.load(media.fileURL("chapters.mkv"), paused());
+  const std::string options =
+      "-i " + media.path("chapters.txt") + " -map 0 -map_chapters 3 -c:v libx264 ";
+  const std::vector<platform::MediaChapter> named{{0, "One"}, {1, "Chapter 2"}, {2, "Three"}};
+  const struct {
+    const char* name;
+    const char* options;
+    std::vector<platform::MediaChapter> chapters;
+  } cases[] = {{"chapters.mkv", "", named},
+               {"listed.mp4", "", named},
+               // In a track those without a name are left out.
+               {"track.mp4", "-movflags disable_chpl", {{0, "Chapter 1"}, {2, "Chapter 2"}}}};
+  for (const auto& the : cases) {
+    SCOPED_TRACE(the.name);
+    EngineHarness harness;
+    harness.load(media.url(the.name, options + the.options), paused());
+    ASSERT_TRUE(harness.untilTold("pause"));
+    EXPECT_EQ(harness.engine().facts().chapters, the.chapters);
+    EXPECT_EQ(harness.engine().facts().tracks.size(), 1u);
+  }
+}
+
+TEST_F(MediaTracksTest, ForcedTextsFollowTheSoundUnlessOneIsChosen) {
+  EngineHarness harness;
+  harness.load(TestMedia::shared().fileURL("tracks.mkv"), paused());
   ASSERT_TRUE(harness.untilTold("pause"));
-  EXPECT_EQ(harness.engine().facts().chapters,
-            (std::vector<platform::MediaChapter>{{0, "One"}, {1, "Chapter 2"}}));
   const auto sounds = group(harness, "audible")->options;
   const auto texts = group(harness, "legible")->options;
   EXPECT_EQ(selected(harness, "legible"), "fr");
@@ -194,20 +272,31 @@ TEST_F(MediaTracksTest, ForcedTextsFollowTheSoundUnlessOneIsChosen) {
   EXPECT_EQ(selected(harness, "legible"), "en");
 }
 
-TEST_F(MediaTracksTest, BrokenPicturesOfTextDoNoHarm) {
-  EngineHarness harness;
-  harness.load(TestMedia::shared().fileURL("pictured.mkv"));
-  ASSERT_TRUE(harness.untilTold("play 1"));
-  EXPECT_EQ(harness.engine().facts().tracks.size(), 3u);
-  select(harness, "legible", group(harness, "legible")->options.at(0).identifier);
-  ASSERT_TRUE(harness.untilTold("end"));
-  EXPECT_EQ(harness.count("fail"), 0);
+TEST_F(MediaTracksTest, TextsThatNobodyReadsDoNoHarm) {
+  const TestMedia& media = TestMedia::shared();
+  media.url("english.srt");
+  media.url("unknown.mkv", "-i " + media.path("english.srt") +
+                               " -map 0 -map 1 -map 3 -t 3 -c:v libx264 -c:a aac -c:s srt");
+  replaceIn(media.path("unknown.mkv"), "S_TEXT/UTF8", 0, "S_TEXT/ELSE");
+  for (const auto& [name, isOption] : {std::pair("pictured.mkv", true), {"unknown.mkv", false}}) {
+    SCOPED_TRACE(name);
+    EngineHarness harness;
+    harness.load(media.fileURL(name));
+    ASSERT_TRUE(harness.untilTold("play 1"));
+    const auto* const texts = group(harness, "legible");
+    ASSERT_EQ(texts != nullptr, isOption);
+    if (texts) select(harness, "legible", texts->options.at(0).identifier);
+    ASSERT_TRUE(harness.untilTold("end"));
+    EXPECT_EQ(harness.count("fail"), 0);
+  }
 }
 
 TEST_F(MediaTracksTest, TextsBesideTheMediaAreOptionsToo) {
   const TestMedia& media = TestMedia::shared();
   EngineHarness harness(true, {"en"});
+  TVSMediaItem* playing = nullptr;
   harness.load(media.fileURL("tracks.mkv"), paused(), [&](TVSMediaItem& item) {
+    playing = &item;
     item.setMetadata(platform::kMediaItemAlternateTracks,
                      platform::Array{"nonsense", platform::Dictionary{{"src", "nothing"}},
                                      platform::Dictionary{{"src", media.fileURL("german.vtt")},
@@ -224,6 +313,15 @@ TEST_F(MediaTracksTest, TextsBesideTheMediaAreOptionsToo) {
   select(harness, "legible", options[2].identifier);
   EXPECT_EQ(selected(harness, "legible"), "de");
   EXPECT_TRUE(untilText(harness, "Guten Tag"));
+  std::atomic<bool> isDrawnAgain = false;
+  harness.frames().setWakeup([&] { isDrawnAgain = true; });
+  playing->setMetadata(platform::kMediaItemSubtitleStyles,
+                       platform::Array{"::cue(b) {color: red}"});
+  EXPECT_TRUE(isDrawnAgain) << "the cue that stands has other looks";
+  box::SubtitleCue cue = *harness.frame()->subtitles->at(0).at(0);
+  ASSERT_TRUE(harness.frame()->subtitles->styles());
+  harness.frame()->subtitles->styles()->applyTo(cue);
+  EXPECT_EQ(cue.spans.back().look.color, (platform::Color{1, 0, 0, 1}));
   seek(harness, 2.5);
   EXPECT_TRUE(untilText(harness, "Ende"));
   select(harness, "legible", options[3].identifier);
@@ -243,11 +341,39 @@ TEST_F(MediaTracksTest, TextsOfEveryFormComeThroughTheRelay) {
     const char* name;
     const char* beside;  // the text has a URL of its own
     bool isAbove;        // and a place of its own
-  } cases[] = {{"clip.mp4", "german.vtt", true},
-               {"clip.mp4", "german.srt", false},
-               {"clip.mp4", "german.ttml", false},
-               {"ttml.mp4", nullptr, false},
-               {"texts.m3u8", nullptr, true}};
+  } cases[] = {{"clip.mp4", "german.vtt", true},   {"clip.mp4", "german.srt", false},
+               {"clip.mp4", "german.ttml", false}, {"ttml.mp4", nullptr, false},
+               {"texts.m3u8", nullptr, true},      {"webvtt.mkv", nullptr, true},
+               {"webvtt.webm", nullptr, true},     {"wvtt.mp4", nullptr, true},
+               {"wvtt.mpd", nullptr, true},        {"stpp.mpd", nullptr, false},
+               {"texts.mpd", nullptr, true}};
+  for (const char* made : {"german.vtt", "german.srt", "fragmented_silent.mp4"}) media.url(made);
+  const auto withText = [&](const char* script, const std::string& codecs) {
+    return "-i " + media.path(script) + " -map 0 -map 3 -metadata:s:s:0 language=deu " + codecs;
+  };
+  media.url("webvtt.mkv", withText("german.vtt", "-c:v libx264 -c:s copy"));
+  media.url("webvtt.webm", withText("german.vtt", "-c:v libvpx -c:s copy"));
+  media.url("ass.mkv", withText("german.srt", "-c:v libx264 -c:s ass"));
+  media.url("bare.mkv", withText("german.srt", "-c:v libx264 -c:s srt"));
+  using std::string_literals::operator""s;
+  // In place of two fields.
+  replaceIn(media.path("bare.mkv"), "\x88\x81\0\x86\x8bS_TEXT/UTF8"s, 0,
+            "\x86\x8eS_TEXT/WEBVTT\0"s);
+  const std::string dash = "-f dash -seg_duration 1 -init_seg_name ";
+  const auto named = [](const std::string& name) {
+    return "'" + name + "$RepresentationID$.mp4' -media_seg_name '" + name +
+           "$RepresentationID$-$Number$.m4s'";
+  };
+  const std::vector<std::string> vtt{box("vttc", box("sttg", "line:0") + box("payl", "Guten Tag")),
+                                     box("vtte", ""), box("vttc", box("payl", "Ende"))};
+  const auto ttml = [](const std::string& cue) {
+    return "<tt xmlns='http://www.w3.org/ns/ttml'><body><div>" + cue + "</div></body></tt>";
+  };
+  makeTexts("wvtt.mp4", "", "wvtt", vtt);
+  makeTexts("wvtt.mpd", dash + named("wvtt"), "wvtt", vtt);
+  makeTexts("stpp.mpd", dash + named("stpp"), "stpp",
+            {ttml("<p begin='0s' end='1s'>Guten Tag</p>"), ttml(""),
+             ttml("<p begin='2s' end='2.9s'>Ende</p>")});
   for (const auto& the : cases) {
     SCOPED_TRACE(std::string(the.name) + (the.beside ? the.beside : ""));
     EngineHarness harness;
@@ -262,7 +388,8 @@ TEST_F(MediaTracksTest, TextsOfEveryFormComeThroughTheRelay) {
     ASSERT_TRUE(group(harness, "legible"));
     const auto options = group(harness, "legible")->options;
     ASSERT_EQ(options.size(), 1u);
-    EXPECT_EQ(options[0].displayName == "Deutsch", std::string(the.name) != "ttml.mp4");
+    const bool isNamed = the.beside || std::string(the.name).starts_with("texts");
+    EXPECT_EQ(options[0].displayName, isNamed ? "Deutsch" : "German");
     EXPECT_EQ(options[0].languageTag, "de");
     EXPECT_EQ(textShown(harness), "");
     select(harness, "legible", options[0].identifier);

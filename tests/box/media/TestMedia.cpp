@@ -61,6 +61,15 @@ constexpr Text kTexts[] = {
      "#EXTM3U\n#EXT-X-MEDIA:TYPE=SUBTITLES,GROUP-ID=\"texts\",NAME=\"Deutsch\",LANGUAGE=\"de\","
      "URI=\"german.m3u8\"\n"
      "#EXT-X-STREAM-INF:BANDWIDTH=500000,SUBTITLES=\"texts\"\ndated.m3u8\n"},
+    {"texts.mpd",
+     "<MPD xmlns=\"urn:mpeg:dash:schema:mpd:2011\" type=\"static\" "
+     "mediaPresentationDuration=\"PT3S\""
+     " profiles=\"urn:mpeg:dash:profile:isoff-on-demand:2011\" minBufferTime=\"PT1S\"><Period>"
+     "<AdaptationSet mimeType=\"video/mp4\"><Representation id=\"1\" bandwidth=\"200000\""
+     " codecs=\"avc1.42c00d\"><BaseURL>fragmented_silent.mp4</BaseURL></Representation>"
+     "</AdaptationSet><AdaptationSet mimeType=\"text/vtt\" lang=\"de\"><Label>Deutsch</Label>"
+     "<Representation id=\"2\" bandwidth=\"100\"><BaseURL>german.vtt</BaseURL></Representation>"
+     "</AdaptationSet></Period></MPD>"},
     {"offers.m3u8",
      "#EXTM3U\n#EXT-X-MEDIA:TYPE=AUDIO,GROUP-ID=\"a\",NAME=\"Ton\",LANGUAGE=\"de\",DEFAULT=YES\n"
      "#EXT-X-MEDIA:TYPE=SUBTITLES,GROUP-ID=\"t\",NAME=\"English\",LANGUAGE=\"en\",URI=\"german."
@@ -74,7 +83,8 @@ constexpr Text kTexts[] = {
      "dated.m3u8\n"},
     {"chapters.txt",
      ";FFMETADATA1\n[CHAPTER]\nTIMEBASE=1/1000\nSTART=0\nEND=1000\ntitle=One\n"
-     "[CHAPTER]\nTIMEBASE=1/1000\nSTART=1000\nEND=3000\n"},
+     "[CHAPTER]\nTIMEBASE=1/1000\nSTART=1000\nEND=2000\n"
+     "[CHAPTER]\nTIMEBASE=1/1000\nSTART=2000\nEND=3000\ntitle=Three\n"},
     {"metadata.m3u8",
      "#EXTM3U\n#EXT-X-VERSION:3\n#EXT-X-TARGETDURATION:3\n#EXT-X-PLAYLIST-TYPE:VOD\n"
      "#EXTINF:3,\nmetadata.ts\n#EXT-X-ENDLIST\n"},
@@ -88,6 +98,11 @@ std::string recipe(std::string_view name, std::string_view folder) {
   };
   if (name == "clip.mp4")
     add({kPicture, kTone, kH264, kAAC, kIndexFirst, " -metadata title=Clip"});
+  else if (name == "second.mp4")
+    add({kPicture, kTone, " -t 1", kH264, kAAC, kIndexFirst});
+  else if (name == "long.mp4")
+    add({" -f lavfi -i testsrc=size=320x180:rate=25:duration=20 -f lavfi -i sine=duration=20",
+         kH264, kAAC, kIndexFirst});
   else if (name == "clip.ts")
     add({kPicture, kTone, kH264, kAAC});
   else if (name == "silent.mp4")
@@ -100,13 +115,13 @@ std::string recipe(std::string_view name, std::string_view folder) {
     add({kPicture, kTone, kOtherTone, " -map 0 -map 1 -map 2", kH264, kAAC, kIndexFirst,
          " -metadata:s:a:0 language=eng -metadata:s:a:1 language=fra"});
   else if (name == "tracks.mkv" || name == "tracks.mp4") {
-    // Two tones and two texts, each English first; the French text is forced by its name.
+    // Two tones and two texts, each English first; the French text is forced, in Matroska.
     add({kPicture, kTone, kOtherTone, " -i ", folder, "/english.srt -i ", folder, "/french.srt",
          " -map 0 -map 1 -map 2 -map 3 -map 4", kH264, kAAC,
          name.ends_with("mkv") ? " -c:s srt" : " -c:s mov_text -movflags +faststart",
          " -metadata:s:a:0 language=eng -metadata:s:a:1 language=fra -metadata:s:s:0 language=eng",
-         " -metadata:s:s:1 language=fra -metadata:s:s:1 title=Forced -disposition:a:1 default",
-         " -disposition:a:0 0"});
+         " -metadata:s:s:1 language=fra -disposition:a:1 default -disposition:a:0 0",
+         name.ends_with("mkv") ? " -disposition:s:1 forced" : ""});
   } else if (name == "ttml.mp4")
     add({kPicture, kTone, " -i ", folder, "/german.srt -map 0 -map 1 -map 2 -t 3", kH264, kAAC,
          " -c:s ttml -metadata:s:s:0 language=deu -metadata:s:s:0 title=Deutsch", kIndexFirst});
@@ -156,6 +171,12 @@ std::string TestMedia::_made(std::string_view name) const {
   for (const Text& each : kTexts)
     if (name == each.name) std::ofstream(path) << each.content;
   if (name == "turned.mp4") _made("silent.mp4");
+  if (name == "asks.m3u8") {
+    std::ifstream whole(_made("dated.m3u8"));
+    std::ofstream playlist(path);
+    for (std::string line; std::getline(whole, line);)
+      playlist << (line == "dated1.ts" ? "x-demo://sender/" : "") << line << "\n";
+  }
   if (name == "pictured.mkv") {
     // Subtitles as a disc has them; what is in them does not matter.
     run("gst-launch-1.0 -q filesrc location=" + _made("clip.mp4") +

@@ -9,8 +9,9 @@ namespace testing_media {
 /// Real media for the tests of this folder: clips made by ffmpeg in a folder of their own, and a
 /// web server that serves them. Made once a process, on first use; gone at its end.
 ///
-/// Clips: all 3 seconds, 25 pictures a second, 320x180, unless their name says otherwise. What
-/// begins with "encrypted" or "fragmented" is what tests/support/make_encrypted_media says.
+/// Clips: all 3 seconds, 25 pictures a second, 320x180, unless their name says otherwise. Of
+/// "asks.m3u8" only a sender has the second one, at x-demo://sender/dated1.ts. What begins with
+/// "encrypted" or "fragmented" is what tests/support/make_encrypted_media says.
 class TestMedia {
  public:
   static TestMedia& shared();

@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include "box/media/Chapters.h"
 #include "box/media/EventMessages.h"
 #include "box/media/ID3Tag.h"
 #include "box/media/TransportMetadata.h"
@@ -209,21 +210,31 @@ TEST(TimedMetadata, OfEventMessagesComesAtItsTimeAndOnce) {
       {"events.mpd",
        coded + "-f dash -seg_duration 1 -init_seg_name 'dash$RepresentationID$.mp4' "
                "-media_seg_name 'dash$RepresentationID$-$Number$.m4s'",
-       {"dash0-2.m4s", "dash1-2.m4s"}}};
+       {"dash0-2.m4s", "dash1-2.m4s"}},
+      {"events.mp4",
+       coded + "-movflags frag_keyframe+empty_moov+default_base_moof+skip_trailer",
+       {"events.mp4"}}};
   EngineHarness harness;
   for (const auto& each : cases) {
     SCOPED_TRACE(each.name);
     const std::string url = media.url(each.name, each.options);
     for (const std::string& segment : each.segments) {
-      const Bytes content = contentOf(media.path(segment));
+      Bytes content = contentOf(media.path(segment));
       ASSERT_FALSE(content.empty());
-      std::ofstream output(media.path(segment), std::ios::binary);
+      // Before the fragment that begins at 1 s.
+      const std::string moof = "moof";
+      auto place = std::search(content.begin(), content.end(), moof.begin(), moof.end());
+      if (segment == each.name)
+        place = std::search(place + 4, content.end(), moof.begin(), moof.end());
+      Bytes messages;
       for (const Bytes& part :
            {eventMessage(0, "urn:test", {1, 2}), eventMessage(1, "urn:test", {1, 2}),
-            eventMessage(1, "https://aomedia.org/emsg/ID3", tagOf({frame("TIT2", "\x03Now")})),
-            content})
-        output.write(reinterpret_cast<const char*>(part.data()),
-                     static_cast<std::streamsize>(part.size()));
+            eventMessage(1, "https://aomedia.org/emsg/ID3", tagOf({frame("TIT2", "\x03Now")}))})
+        messages.insert(messages.end(), part.begin(), part.end());
+      content.insert(place - 4, messages.begin(), messages.end());
+      std::ofstream(media.path(segment), std::ios::binary)
+          .write(reinterpret_cast<const char*>(content.data()),
+                 static_cast<std::streamsize>(content.size()));
     }
     harness.load(url, {});
     ASSERT_TRUE(harness.until([&] { return !harness.engine().facts().timedMetadata.empty(); }));
@@ -249,8 +260,10 @@ TEST(TimedMetadata, OfEventMessagesComesAtItsTimeAndOnce) {
 
 TEST(EventMessages, AreFoundByteByByteAndWhateverIsDamaged) {
   const TestMedia& media = TestMedia::shared();
-  media.url("whole.mp4",
-            "-map 0 -c:v libx264 -preset ultrafast -g 25 -movflags frag_keyframe+empty_moov");
+  media.url("chapters.txt");
+  media.url("whole.mp4", "-i " + media.path("chapters.txt") +
+                             " -map 0 -map_chapters 3 -c:v libx264 -preset ultrafast -g 25"
+                             " -movflags frag_keyframe+empty_moov");
   Bytes stream = contentOf(media.path("whole.mp4"));
   const std::string name = "moof";
   auto moof = std::search(stream.begin(), stream.end(), name.begin(), name.end());
@@ -262,15 +275,22 @@ TEST(EventMessages, AreFoundByteByByteAndWhateverIsDamaged) {
     found.push_back(seconds);
     EXPECT_LE(event.data.size(), stream.size());
   });
-  for (const std::uint8_t& each : stream) events.feed({&each, 1});
+  box::MovieBoxes boxes([](std::uint32_t) { return std::uint64_t{100000}; },
+                        [&](std::uint32_t type, box::BoxBytes content) {
+                          events.takeBox(type, content);
+                          EXPECT_LE(box::chaptersOfMovie(content).size(), 1000u);
+                        });
+  for (const std::uint8_t& each : stream) boxes.feed({&each, 1});
   EXPECT_EQ(found, std::vector<double>{0.5});
+  boxes.restart();
   events.restart(true);
   const auto begin = static_cast<std::size_t>(
       std::search(stream.begin(), stream.end(), name.begin(), name.end()) - stream.begin());
   for (std::size_t at = 0; at < begin + 200; ++at) {
     Bytes damaged(stream.begin(), stream.begin() + static_cast<std::ptrdiff_t>(begin + 400));
     damaged[at] = static_cast<std::uint8_t>(at % 2 == 0 ? 0xff : 0);
-    events.feed(damaged);
+    boxes.feed(damaged);
+    boxes.restart();
     events.restart(true);
   }
   EXPECT_LE(found.size(), 1 + begin + 200);

@@ -1,9 +1,15 @@
-// Every short sequence of operations, against a model of a player that fits on a page.
+// Every short sequence of operations, against a model of a player that fits on a page. Thousands of
+// them, and exact times: in virtual time only.
 
 #include <cstdint>
 #include <deque>
 
-#include "tests/platform/media/PlayerFixture.h"
+#include <gtest/gtest.h>
+
+#include "sim/Box.h"
+#include "sim/MediaEngine.h"
+#include "sim/MediaLibrary.h"
+#include "tests/player/PlayerEvents.h"
 
 namespace {
 
@@ -143,7 +149,7 @@ std::string nameOf(std::uint64_t sequence, std::size_t depth) {
 
 class SequenceRun {
  public:
-  SequenceRun(MediaBox& box, const std::vector<std::string>& urls, TVSMediaItemEndAction endAction)
+  SequenceRun(sim::Box& box, const std::vector<std::string>& urls, TVSMediaItemEndAction endAction)
       : _box(box) {
     _playlist = playlistOf(urls);
     player->setMediaItemEndAction(endAction);
@@ -163,7 +169,7 @@ class SequenceRun {
         [&] {
           if (const auto at = _playlist->currentIndex()) _playlist->removeMediaItemAtIndex(*at);
         },
-        [&] { _box.advance(kStep); },
+        [&] { _box.advance(platform::durationFromSeconds(kStep)); },
     };
     static_assert(std::size(operations) == kOperationCount);
     operations[static_cast<std::size_t>(operation)]();
@@ -172,7 +178,7 @@ class SequenceRun {
 
   /// What must hold whenever nothing is due. Empty when it does.
   std::string fault() const {
-    const auto& engine = *_box.media().engines().back();
+    const auto& engine = *_box.mediaLibrary().engines().back();
     const auto state = player->state();
     std::string lastState;
     for (const auto& event : events.all()) {
@@ -208,7 +214,7 @@ class SequenceRun {
   PlayerEvents events{*player};
 
  private:
-  MediaBox& _box;
+  sim::Box& _box;
   std::shared_ptr<TVSPlaylist> _playlist;
   platform::Token _elapsed = player->addElapsedTimeObserver([](auto...) {});
   int _nextItem = 2;
@@ -230,9 +236,9 @@ void forEachSequence(std::size_t depth, const std::function<std::string(std::uin
 class PlayerSequence : public testing::TestWithParam<Operation> {};
 
 TEST_P(PlayerSequence, AgreesWithTheModel) {
-  MediaBox box;
+  sim::Box box{{.logLevel = 0}};
   for (int index = 0; index < 20; ++index) {
-    box.media().add(std::to_string(index), {.loadDelay = kLoadDelay, .duration = kDuration});
+    box.mediaLibrary().add(std::to_string(index), {.loadDelay = kLoadDelay, .duration = kDuration});
   }
   constexpr std::size_t kDepth = 5;
   forEachSequence(kDepth - 1, [&](std::uint64_t later) -> std::string {
@@ -274,7 +280,7 @@ INSTANTIATE_TEST_SUITE_P(FirstOperation, PlayerSequence,
 class PlayerSequenceOverBadMedia : public testing::TestWithParam<TVSMediaItemEndAction> {};
 
 TEST_P(PlayerSequenceOverBadMedia, StaysConsistent) {
-  MediaBox box;
+  sim::Box box{{.logLevel = 0}};
   const auto error = platform::Error::status(7);
   for (int index = 0; index < 20; ++index) {
     sim::MediaScript script{.loadDelay = kLoadDelay, .duration = kDuration};
@@ -283,7 +289,7 @@ TEST_P(PlayerSequenceOverBadMedia, StaysConsistent) {
     if (index == 1) script.failure = {.position = 0.5, .error = error};
     if (index == 3) script.loadFailure = error;
     script.seekDelay = index % 3 == 0 ? 0.25 : 0;
-    box.media().add(std::to_string(index), script);
+    box.mediaLibrary().add(std::to_string(index), script);
   }
   constexpr std::size_t kDepth = 4;
   forEachSequence(kDepth, [&](std::uint64_t sequence) -> std::string {
@@ -291,7 +297,8 @@ TEST_P(PlayerSequenceOverBadMedia, StaysConsistent) {
     for (std::size_t step = 0; step < kDepth; ++step, sequence /= kOperationCount) {
       run.apply(static_cast<Operation>(sequence % kOperationCount));
       // Time stands still during a seek, which is no change of state: wait for it.
-      if (box.media().engines().back()->isSeeking()) box.advance(0.25);
+      if (box.mediaLibrary().engines().back()->isSeeking())
+        box.advance(platform::durationFromSeconds(0.25));
       if (auto fault = run.fault(); !fault.empty())
         return fault + " at step " + std::to_string(step + 1);
     }

@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "sim/AssertionsThrow.h"
-#include "tests/platform/media/PlayerFixture.h"
+#include "tests/player/PlayerEvents.h"
 
 namespace {
 

@@ -57,11 +57,23 @@ TEST(Commands, CallTheBox) {
   }
 }
 
+TEST(Commands, PressButtonsInTurn) {
+  const std::pair<Lines, Lines> cases[] = {
+      {{"press", "up", "select"}, {R"(Press "up")", R"(Press "select")"}},
+      {{"press", "--hold", "0.01", "left", "right"},
+       {R"(Hold "left" 0.01)", R"(Hold "right" 0.01)"}}};
+  for (const auto& [words, calls] : cases) {
+    FakeDoor door;
+    EXPECT_EQ(Result(door, words).status, 0);
+    EXPECT_EQ(door.calls(), calls);
+  }
+}
+
 TEST(Commands, RefuseWhatMakesNoSenseBeforeTheyCall) {
   for (const Lines& words : {Lines{"audio", "play"}, Lines{"audio", "progress", "1"},
                              Lines{"audio", "progress", "1", "x"}, Lines{"audio", "start", "1"},
                              Lines{"audio", "progress", "1", "2", "--session", "7"}, Lines{"pin"},
-                             Lines{"hide-pin", "1"}}) {
+                             Lines{"hide-pin", "1"}, Lines{"press", "--hold", "61", "up"}}) {
     FakeDoor door;
     const Result run(door, words);
     EXPECT_EQ(run.status, 2) << testing::PrintToString(words);

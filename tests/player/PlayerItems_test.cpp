@@ -1,0 +1,184 @@
+// From item to item: ends, failures, removals.
+
+#include "platform/media/MediaLogKeys.h"
+#include "tests/player/PlayerFixture.h"
+
+namespace {
+
+using platform::MediaTime;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using State = TVSPlaybackState;
+
+TEST_F(TVSPlayerTest, LaterItemsTakeTheirOwnTimes) {
+  player->setElapsedTime(2.5);
+  playlist = playlistOf({});
+  for (const char* name : {"clip", "long"}) playlist->appendMediaItem(item(name));
+  playlist->trackList()[1]->setMetadata(platform::kMediaItemStartTime, 3.0);
+  playlist->trackList()[1]->setMetadata(platform::kMediaItemForwardEndTime, 3.5);
+  std::vector<double> positions;
+  events.onEvent = [&](const std::string& event) {
+    if (event == "playing" || event.starts_with("end")) positions.push_back(player->elapsedTime());
+  };
+  player->setPlaylist(playlist);
+  ASSERT_TRUE(untilHeard("stopped"));
+  EXPECT_THAT(events.take(), ElementsAre("loading", "playing", "end clip", "will clip", "did long",
+                                         "loading", "playing", "end long", "finished", "stopped"));
+  EXPECT_THAT(positions, ElementsAre(testing::Gt(2.4), near(3), testing::Gt(2.9), near(3.5)));
+}
+
+TEST_F(TVSPlayerTest, EndTimesSetOnTheItem) {
+  beginPaused({"clip"});
+  player->setMediaItemEndAction(TVSMediaItemEndAction::Pause);
+  player->currentPlayerItem()->setForwardPlaybackEndTime(MediaTime::seconds(0.6));
+  player->currentPlayerItem()->setReversePlaybackEndTime(MediaTime::seconds(0.3));
+  player->play();
+  ASSERT_TRUE(untilHeard("paused"));
+  EXPECT_THAT(player->elapsedTime(), near(0.6));
+  EXPECT_THAT(events.take(), ElementsAre("playing", "end clip", "paused"));
+  player->setRateUsedForPlayback(-1);
+  player->play();
+  ASSERT_TRUE(untilHeard("paused"));
+  EXPECT_THAT(player->elapsedTime(), near(0.3));
+  EXPECT_THAT(events.take(), ElementsAre("playing", "end clip", "paused"));
+  player->currentPlayerItem()->setReversePlaybackEndTime(MediaTime::indefinite());
+  player->play();
+  ASSERT_TRUE(untilHeard("paused"));
+  EXPECT_EQ(player->elapsedTime(), 0);
+}
+
+TEST_F(TVSPlayerTest, EndActionAdvanceGoesThroughThePlaylistAndStops) {
+  begin({"a", "b"});
+  ASSERT_TRUE(untilHeard("stopped"));
+  EXPECT_THAT(events.take(), ElementsAre("loading", "playing", "end a", "will a", "did b",
+                                         "loading", "playing", "end b", "finished", "stopped"));
+  EXPECT_EQ(player->currentPlayerItem(), nullptr);
+  EXPECT_THAT(playlist->trackList(), testing::SizeIs(1)) << "windowed: what was played has left";
+}
+
+TEST_F(TVSPlayerTest, EndActionPauseStaysOnTheLastFrame) {
+  player->setMediaItemEndAction(TVSMediaItemEndAction::Pause);
+  beginAndPlay({"a", "b"});
+  ASSERT_TRUE(untilHeard("paused"));
+  EXPECT_THAT(events.take(), ElementsAre("end a", "paused"));
+  EXPECT_THAT(player->elapsedTime(), near(1));
+  ASSERT_TRUE(seek(0.5));
+  ASSERT_TRUE(seek(0.8));
+  EXPECT_THAT(player->elapsedTime(), near(0.8));
+  EXPECT_THAT(events.take(), IsEmpty());
+  player->play();
+  ASSERT_TRUE(untilHeard("paused"));
+  EXPECT_THAT(events.take(), ElementsAre("playing", "end a", "paused"));
+}
+
+TEST_F(TVSPlayerTest, EndActionNoneGoesOnAfterASeek) {
+  player->setMediaItemEndAction(TVSMediaItemEndAction::None);
+  const auto elapsed = player->addElapsedTimeObserver([](auto...) {});
+  beginAndPlay({"a", "b"});
+  ASSERT_TRUE(untilHeard("end a"));
+  EXPECT_EQ(player->state(), State::Playing);
+  EXPECT_EQ(player->rate(), 0);
+  EXPECT_FALSE(platform::Platform::current().mainQueue().nextDeadline())
+      << "nothing ticks at the end";
+  player->setElapsedTime(0.2);
+  ASSERT_TRUE(until([&] { return player->rate() == 1; }));
+  EXPECT_TRUE(untilPosition([](double at) { return at > 0.3 && at < 0.9; }));
+  EXPECT_THAT(events.take(), ElementsAre("end a"));
+  player->setElapsedTime(10);
+  ASSERT_TRUE(untilHeard("end a"));
+  player->pause();
+  ASSERT_TRUE(untilHeard("paused"));
+  EXPECT_THAT(events.take(), ElementsAre("end a", "paused"));
+}
+
+TEST_F(TVSPlayerTest, FailingItemsAreLeftAndTheLastOneStays) {
+  const platform::Error forbidden{std::string(platform::kURLErrorDomain), 403, {}, {}, {}};
+  const double before = platform::Platform::current().clock().date().secondsSince1970;
+  begin({"missing", "a", "damaged", "asks"});
+  ASSERT_TRUE(untilHeard("did asks"));
+  ASSERT_TRUE(until([&] { return player->rate() == 1; }));
+  EXPECT_THAT(events.take(),
+              ElementsAre("loading", "will missing", "did a", "playing", "end a", "will a",
+                          "did damaged", "loading", "will damaged", "did asks", "playing"));
+  // It fails in the middle, where it waits for what is then refused.
+  ASSERT_TRUE(untilHeard("loading"));
+  current()->answerBy([&](auto& request) { request.finishLoadingWithError(forbidden); });
+  ASSERT_TRUE(untilHeard("stopped"));
+  EXPECT_THAT(events.take(), ElementsAre("loading", "stopped"));
+  ASSERT_NE(player->currentPlayerItem(), nullptr);
+  EXPECT_EQ(player->currentPlayerItem()->status(), platform::PlayerItemStatus::Failed);
+  ASSERT_TRUE(player->currentPlayerItem()->error());
+  EXPECT_EQ(player->currentPlayerItem()->error()->code, 403);
+  const auto log = *player->errorLog();
+  const struct {
+    const char* item;
+    std::string_view domain;
+    std::int64_t code;
+  } entries[] = {
+      {"missing", platform::kURLErrorDomain, -1100},
+      {"damaged", platform::kMediaErrorDomain, -11828},
+      {"asks", platform::kURLErrorDomain, 403},
+  };
+  ASSERT_EQ(log.size(), std::size(entries));
+  for (std::size_t index = 0; index < log.size(); ++index) {
+    SCOPED_TRACE(entries[index].item);
+    const auto& entry = *log[index].asDictionary();
+    EXPECT_EQ(entry.string(platform::kErrorLogURI), bench->url(entries[index].item));
+    EXPECT_EQ(entry.string(platform::kErrorLogDomain), entries[index].domain);
+    EXPECT_EQ(entry.number(platform::kErrorLogStatusCode), platform::Number(entries[index].code));
+    EXPECT_GE(entry.date(platform::kErrorLogDate)->secondsSince1970, before);
+  }
+  player->stop();
+  EXPECT_NE(player->currentPlayerItem(), nullptr);
+  EXPECT_THAT(events.take(), IsEmpty());
+}
+
+TEST_F(TVSPlayerTest, ManyFailuresEndInOneStopAndABoundedLog) {
+  begin(Texts(150, "missing"));
+  ASSERT_TRUE(untilHeard("stopped"));
+  EXPECT_EQ(events.take().back(), "stopped");
+  EXPECT_EQ(player->errorLog()->size(), 100U);
+}
+
+TEST_F(TVSPlayerTest, AStopInTheMiddleOfBeginningAnewIsObeyed) {
+  beginAndPlay({"a"});
+  ASSERT_TRUE(untilHeard("stopped"));
+  playlist->appendMediaItem(item("b"));
+  events.take();
+  events.onEvent = [&](const std::string&) { player->stop(); };
+  player->play();
+  bench->exhaust();
+  EXPECT_THAT(events.take(), ElementsAre("will a"));
+  EXPECT_EQ(player->currentMediaItem(), playlist->trackList()[0]);
+}
+
+TEST_F(TVSPlayerTest, AReplacedPlaylistIsNoChangeOfItem) {
+  beginPaused({"clip"});
+  ASSERT_TRUE(seek(2));
+  begin({"b"});
+  EXPECT_EQ(player->state(), State::Loading);
+  ASSERT_TRUE(untilHeard("paused"));
+  EXPECT_THAT(events.take(), ElementsAre("loading", "paused"));
+  EXPECT_EQ(player->elapsedTime(), 0);
+  player->setPlaylist(playlistOf({}));
+  EXPECT_THAT(events.take(), ElementsAre("stopped"));
+  player->play();
+  EXPECT_EQ(player->state(), State::Stopped);
+}
+
+TEST_F(TVSPlayerTest, ChangingMediaByTheRemote) {
+  begin({"a", "b"}, false);
+  ASSERT_TRUE(untilHeard("playing"));
+  events.take();
+  player->changeMediaInDirection(TVSMediaDirection::Previous);
+  EXPECT_THAT(events.take(), IsEmpty());
+  player->changeMediaInDirection(TVSMediaDirection::Next);
+  EXPECT_THAT(events.take(), ElementsAre("will a", "did b", "loading"));
+  player->changeMediaInDirection(TVSMediaDirection::Next);
+  EXPECT_THAT(events.take(), IsEmpty());
+  player->changeMediaInDirection(TVSMediaDirection::Previous);
+  EXPECT_THAT(events.take(), ElementsAre("will b", "did a"));
+  EXPECT_TRUE(untilHeard("playing"));
+}
+
+}  // namespace
