@@ -5,7 +5,8 @@
 //   receiver call vorlane-door-bench property SOCKET PROPERTY N    reads of a property
 //   vorlane-door-bench play SOCKET URL N             start-video to "playing", stop, N times
 //   vorlane-door-bench events SOCKET URL N           pause, resume and rate to their events
-//   vorlane-door-bench connect SOCKET                until the first call is answered
+//   vorlane-door-bench seek SOCKET N                 seeks in what plays, until it plays on from
+//   there vorlane-door-bench connect SOCKET                until the first call is answered
 
 #include <algorithm>
 #include <array>
@@ -64,8 +65,9 @@ class Door {
   Door(const Door&) = delete;
   Door& operator=(const Door&) = delete;
 
-  /// `fill` appends the arguments.
-  int call(const char* method, const std::function<void(sd_bus_message*)>& fill) {
+  using Part = std::function<void(sd_bus_message*)>;
+  /// `fill` appends the arguments; `read` takes what follows the status of the answer.
+  int call(const char* method, const Part& fill, const Part& read = nullptr) {
     sd_bus_message* request = nullptr;
     sd_bus_message* reply = nullptr;
     check(sd_bus_message_new_method_call(_bus, &request, nullptr, "/quorin/tvvorlane/Receiver",
@@ -75,6 +77,7 @@ class Door {
     check(sd_bus_call(_bus, request, 30'000'000, nullptr, &reply), method);
     std::int32_t status = 0;
     check(sd_bus_message_read(reply, "i", &status), "status");
+    if (read) read(reply);
     sd_bus_message_unref(request);
     sd_bus_message_unref(reply);
     return status;
@@ -103,11 +106,12 @@ class Door {
   std::vector<std::string> _events;
 };
 
-void getProperty(Door& door, const char* property) {
-  door.call("GetProperty", [&](sd_bus_message* m) {
+void getProperty(Door& door, const char* property, const Door::Part& read = nullptr) {
+  const auto fill = [&](sd_bus_message* m) {
     check(sd_bus_message_append(m, "s", property), "append");
     check(sd_bus_message_append(m, "av", 0), "append");
-  });
+  };
+  door.call("GetProperty", fill, read);
 }
 
 int startVideo(Door& door, const std::string& url, std::uint32_t session) {
@@ -124,12 +128,29 @@ void stopVideo(Door& door, std::uint32_t session) {
   });
 }
 
-void setRate(Door& door, double rate) {
+void setProperty(Door& door, const char* property, double value) {
   door.call("SetProperty", [&](sd_bus_message* m) {
-    check(sd_bus_message_append(m, "s", "rate"), "append");
+    check(sd_bus_message_append(m, "s", property), "append");
     check(sd_bus_message_append(m, "av", 0), "append");
-    check(sd_bus_message_append(m, "v", "d", rate), "append");
+    check(sd_bus_message_append(m, "v", "d", value), "append");
   });
+}
+
+double positionOf(sd_bus_message* reply) {
+  double position = 0;
+  check(sd_bus_message_enter_container(reply, 'a', "v"), "value");
+  check(sd_bus_message_enter_container(reply, 'v', "a{sv}"), "dictionary");
+  check(sd_bus_message_enter_container(reply, 'a', "{sv}"), "entries");
+  while (check(sd_bus_message_enter_container(reply, 'e', "sv"), "entry") > 0) {
+    const char* key = nullptr;
+    check(sd_bus_message_read(reply, "s", &key), "key");
+    if (std::strcmp(key, "position") == 0)
+      check(sd_bus_message_read(reply, "v", "d", &position), "position");
+    else
+      check(sd_bus_message_skip(reply, "v"), "skip");
+    check(sd_bus_message_exit_container(reply), "exit");
+  }
+  return position;
 }
 
 std::vector<double> measure(int count, const std::function<void()>& body) {
@@ -223,7 +244,7 @@ void events(Door& door, const std::string& url, int count) {
   const auto timed = [&](std::vector<double>& times, double rate, const char* event) {
     door.forget();
     const auto began = Clock::now();
-    setRate(door, rate);
+    setProperty(door, "rate", rate);
     door.waitFor(event);
     times.push_back(microseconds(Clock::now() - began));
   };
@@ -234,6 +255,24 @@ void events(Door& door, const std::string& url, int count) {
   stopVideo(door, 1);
   print("paused", paused);
   print("resumed", resumed);
+}
+
+void seek(Door& door, int count) {
+  constexpr auto kBetweenLooks = std::chrono::milliseconds(2);
+  std::vector<double> times;
+  for (int i = 0; i < count; ++i) {
+    const double destination = 0.5 + 0.25 * (i * 37 % 60);
+    const auto began = Clock::now();
+    setProperty(door, "position", destination);
+    // No event tells: the position is the destination until it has been reached.
+    for (double position = destination; position == destination;) {
+      if (Clock::now() - began > std::chrono::seconds(30)) throw std::runtime_error("no seek");
+      std::this_thread::sleep_for(kBetweenLooks);
+      getProperty(door, "playbackInfo", [&](sd_bus_message* m) { position = positionOf(m); });
+    }
+    times.push_back(microseconds(Clock::now() - began));
+  }
+  print("seek", times);
 }
 
 int run(const std::vector<std::string>& arguments) {
@@ -252,6 +291,9 @@ int run(const std::vector<std::string>& arguments) {
   } else if (is("events", 3)) {
     Door door(arguments[1]);
     events(door, arguments[2], std::stoi(arguments[3]));
+  } else if (is("seek", 2)) {
+    Door door(arguments[1]);
+    seek(door, std::stoi(arguments[2]));
   } else if (is("connect", 1)) {
     Door door(arguments[1]);
     getProperty(door, "playbackInfo");

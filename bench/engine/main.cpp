@@ -1,12 +1,15 @@
 // Times the media engine alone: no door, no screen, no application.
 //
-// usage: vorlane-engine-bench start|seek|sound URL COUNT
+// usage: vorlane-engine-bench start|seek|sound URL COUNT [REST]
 //   start  load to the first frame due, then unload
-//   seek   seek of a paused item to the frame there shown
+//   seek   seek of a paused item to the frame there shown, which is looked at; REST: so
+//   many
+//          milliseconds of peace before each
 //   sound  selection of the other sound track to the next frame shown
 // Prints `first=MS median=MS`.
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
@@ -24,6 +27,8 @@
 namespace {
 
 constexpr auto kLimit = std::chrono::seconds(20);
+/// Seconds. Where a segment of HLS begins by its playlist, its first picture may be two later.
+constexpr double kNear = 0.07;
 
 [[noreturn]] void fail(const std::string& what) {
   std::fprintf(stderr, "vorlane-engine-bench: %s\n", what.c_str());
@@ -58,11 +63,20 @@ class Bench final : private platform::MediaEngineObserver {
   void openPaused() {
     timed([this] { load(false); }, [this] { return _ready && _frames->latest(); });
   }
+  void rest(std::chrono::milliseconds time) {
+    const auto until = _clock.now() + time;
+    while (_clock.now() < until)
+      if (!_queue.runDue()) _queue.waitForWork(until);
+  }
   double seek(double seconds) {
     _sought = false;
     const auto before = _frames->latest();
-    return timed([&] { _engine->seek(seconds); },
-                 [&] { return _sought && _frames->latest() != before; });
+    const double taken = timed([&] { _engine->seek(seconds); },
+                               [&] { return _sought && _frames->latest() != before; });
+    const double shown = _frames->latest()->time;
+    if (std::abs(shown - seconds) > kNear)
+      fail("shows " + std::to_string(shown) + " and not " + std::to_string(seconds));
+    return taken;
   }
 
   void openPlaying() {
@@ -139,18 +153,21 @@ class Bench final : private platform::MediaEngineObserver {
 }  // namespace
 
 int main(int count, char** arguments) {
-  if (count != 4) fail("usage: vorlane-engine-bench start|seek|sound URL COUNT");
+  if (count < 4 || count > 5) fail("usage: vorlane-engine-bench start|seek|sound URL COUNT [REST]");
   const std::string what = arguments[1];
   const int times = std::max(1, std::atoi(arguments[3]));
+  const std::chrono::milliseconds rest(count > 4 ? std::atoi(arguments[4]) : 0);
   Bench bench(arguments[2]);
   std::vector<double> taken;
   if (what == "seek") bench.openPaused();
   if (what == "sound") bench.openPlaying();
   for (int turn = 0; turn < times; ++turn) {
+    if (what == "seek") bench.rest(rest);
     if (what == "start")
       taken.push_back(bench.start());
     else if (what == "seek")
-      taken.push_back(bench.seek(1.0 + (turn * 7) % 17));
+      // At each part of the way between two key pictures.
+      taken.push_back(bench.seek(1.0 + (turn * 73 % 170) / 10.0));
     else if (what == "sound")
       taken.push_back(bench.changeSound());
     else
