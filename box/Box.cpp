@@ -31,6 +31,8 @@ SurroundingsOptions surroundingsOptions(const Options& options, const Door& door
 constexpr auto kEndLimit = std::chrono::milliseconds(2000);
 constexpr auto kPresentationEndLimit = std::chrono::milliseconds(1000);
 constexpr auto kWorkersEndLimit = std::chrono::milliseconds(700);
+/// Until then the administrator's command for the end is waited for.
+constexpr auto kCommandsEnd = std::chrono::milliseconds(1800);
 
 /// A sender that goes on to its next item does so within this time.
 constexpr auto kIdleBeforeRelease = std::chrono::milliseconds(1500);
@@ -122,7 +124,8 @@ void Box::_applyLogLevels() const {
 
 void Box::_connectDoor() {
   _door.setBoxInterface({
-      .input = [this](platform::InputEvent event) { _viewServiceHost.handleInput(event); },
+      .input = [this](platform::InputEvent event,
+                      platform::Duration held) { _takeInput(event, held); },
       .screenshot =
           [this](std::function<void(std::shared_ptr<const platform::Bytes>)> completion) {
             _screen.capture(std::move(completion));
@@ -130,6 +133,16 @@ void Box::_connectDoor() {
       .status = [this] { return _status(); },
   });
   if (_application.isContentKeyRequest) _door.setKeyRequestCheck(_application.isContentKeyRequest);
+}
+
+void Box::_takeInput(const platform::InputEvent& event, platform::Duration held) {
+  const auto* press = std::get_if<platform::PressType>(&event.what);
+  if (press && held > platform::Duration::zero()) {
+    _heldButton.hold(*press, held);
+  } else {
+    _heldButton.letGo();
+    _viewServiceHost.handleInput(event);
+  }
 }
 
 platform::Dictionary Box::_status() const {
@@ -150,7 +163,9 @@ platform::Dictionary Box::_status() const {
   status.set("nowPlaying", _surroundings.nowPlaying().status());
   status.set("uptime", platform::secondsFromDuration(_clock.now() - _started));
   if (const auto use = memoryUse()) {
-    status.set("memory", platform::Dictionary{{"pss", use->proportional}, {"rss", use->resident}});
+    status.set("memory", platform::Dictionary{{"pss", use->proportional},
+                                              {"rss", use->resident},
+                                              {"allocated", use->allocated}});
   }
   status.set("version", kVersion);
   return status;
@@ -208,6 +223,8 @@ void Box::_terminate(int signal) {
   if (std::exchange(_terminating, true)) return;
   TVSLogNotice(TVSSystemLog, "Ending on signal %d", signal);
   _serviceManager.tellStopping();
+  _commandsEnd = _clock.now() + kCommandsEnd;
+  _surroundings.beginEnd();
   _application.delegate->applicationWillTerminate();
   if (!_viewServiceHost.isPresenting()) {
     _mainQueue.stop();
@@ -222,20 +239,24 @@ void Box::_shutDown() {
   // From here on the end is as good as it gets, whatever a thread still hangs on.
   _signals.setLeavingStatus(0);
   _terminationLimit.reset();
-  _network.stop();
-  _audioRouting.stop();
-  _surroundings.stop();
+  // An end that comes this early does not wait until everything is there that is still coming up.
+  const bool isEarly = !isMediaWarm();
+  if (!isEarly) {
+    _network.stop();
+    _audioRouting.stop();
+  }
   _observedScreen.setObserver(nullptr);
   _memoryRelease.reset();
   _door.close();
-  _screen.close();
+  if (!isEarly) _screen.close();
   _application = {};
   releaseSharedInstances();
   _mainQueue.runDue();
   _mainQueue.discard();
-  // An end that comes this early does not wait until everything is loaded.
-  if (!isMediaWarm()) leave();
-  if (WorkerThreads::waitForAll(kWorkersEndLimit)) return;
+  const bool haveEnded = !isEarly && WorkerThreads::waitForAll(kWorkersEndLimit);
+  _surroundings.stop(_commandsEnd - _clock.now());
+  if (haveEnded) return;
+  if (isEarly) leave();
   TVSLogWarning(TVSSystemLog, "%lu media threads did not end in time and are left as they are",
                 WorkerThreads::running());
   leave();

@@ -19,6 +19,7 @@
 #include "box/services/Surroundings.h"
 #include "box/sound/SoundRoutes.h"
 #include "platform/services/Platform.h"
+#include "platform/ui/HeldButton.h"
 #include "platform/ui/ViewServiceHost.h"
 
 namespace box {
@@ -70,6 +71,8 @@ class Box final : public platform::RunnablePlatform {
  private:
   void _applyLogLevels() const;
   void _connectDoor();
+  /// Of the remote, by the door.
+  void _takeInput(const platform::InputEvent& event, platform::Duration held);
   platform::Dictionary _status() const;
   void _reportDoor();
   void _warmUp();
@@ -91,8 +94,8 @@ class Box final : public platform::RunnablePlatform {
 
   PlainAudioSession _audioSession;
   SoundRoutes _audioRouting;
-  const std::shared_ptr<AudioDevice> _audioDevice =
-      std::make_shared<AudioDevice>([this] { _audioRouting.interrupt(); });
+  const std::shared_ptr<AudioDevice> _audioDevice = std::make_shared<AudioDevice>(
+      [this] { _audioRouting.interrupt(); }, [this] { _audioRouting.noteLoss(); });
   Network _network;
   NoCloudData _cloudData;
   PlainInputLimiting _remoteInputLimiting;
@@ -105,9 +108,12 @@ class Box final : public platform::RunnablePlatform {
   Screen _screen;
   ObservedScreen _observedScreen{_screen};
   platform::ViewServiceHost _viewServiceHost{_mainQueue, _observedScreen};
+  platform::HeldButton _heldButton{
+      _mainQueue, [this](const auto& event) { _viewServiceHost.handleInput(event); }};
 
   platform::Application _application;
   bool _terminating = false;
+  platform::TimePoint _commandsEnd{};
   bool _screenIsUsed = false;
   platform::Token _memoryRelease;
   platform::Token _terminationLimit;

@@ -6,6 +6,8 @@
 #include <iterator>
 #include <string>
 
+#include <malloc.h>
+
 namespace box {
 
 namespace {
@@ -33,13 +35,18 @@ std::optional<MemoryUse> memoryUseFromText(std::string_view text) {
   const auto resident = bytesOf(text, "Rss:");
   const auto proportional = bytesOf(text, "Pss:");
   if (!resident || !proportional) return std::nullopt;
-  return MemoryUse{*resident, *proportional};
+  return MemoryUse{.resident = *resident, .proportional = *proportional};
 }
 
 std::optional<MemoryUse> memoryUse() {
   std::ifstream file("/proc/self/smaps_rollup");
   const std::string text{std::istreambuf_iterator<char>(file), {}};
-  return memoryUseFromText(text);
+  auto use = memoryUseFromText(text);
+  if (use) {
+    const auto heap = mallinfo2();
+    use->allocated = heap.uordblks + heap.hblkhd;
+  }
+  return use;
 }
 
 }  // namespace box

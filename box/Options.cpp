@@ -202,7 +202,7 @@ std::string_view usage() {
          "                           the sign of loading pulses slowly in place\n"
          "  --on-active COMMAND      run by the shell when something begins to play, such as one\n"
          "                           that turns the TV on\n"
-         "  --on-idle COMMAND        run when nothing has played for 10 seconds\n"
+         "  --on-idle COMMAND        run when nothing has played for 10 seconds, or at the end\n"
          "  --speaker PATTERN        outputs of the sound server with such a name, such as "
          "raop_sink.*,\n"
          "                           are Vorlane speakers; may be repeated\n"

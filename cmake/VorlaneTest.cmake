@@ -1,14 +1,20 @@
-# vorlane_test(FOLDER LABEL core|box SEES LAYER... DEPENDS TARGET... [PACKAGES TARGET...])
+# vorlane_test(FOLDER LABEL core|box [WITH FOLDER] SEES LAYER... DEPENDS TARGET...
+#              [PACKAGES TARGET...])
 #
 # One executable for the folder, named after its path: tests/platform/ui becomes
 # test_platform_ui. It holds the folder's *_test.cpp and, as support, its other
-# sources. Nothing is built while the folder has no *_test.cpp.
+# sources; and those of the folder WITH, whose tests are shared by several.
+# Nothing is built while the folder has no *_test.cpp.
 function(vorlane_test folder)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "LABEL" "SEES;DEPENDS;PACKAGES")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "LABEL;WITH" "SEES;DEPENDS;PACKAGES")
   file(GLOB tests CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${folder}/*_test.cpp)
   file(GLOB sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${folder}/*.cpp)
   if(NOT tests)
     return()
+  endif()
+  if(arg_WITH)
+    file(GLOB shared CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${arg_WITH}/*.cpp)
+    list(APPEND sources ${shared})
   endif()
   string(REGEX REPLACE "^tests/" "test_" name ${folder})
   string(REPLACE "/" "_" name ${name})

@@ -1,7 +1,9 @@
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <thread>
 
 #include <unistd.h>
 
@@ -11,16 +13,25 @@ namespace vorlanectl {
 
 namespace {
 
+/// Seconds that the box holds a button at most.
+constexpr double kLongestHold = 60;
+
 int status(Connection& box, const Arguments&) {
   print(box.callBox("Status").read());
   return kSuccess;
 }
 
 int press(Connection& box, const Arguments& arguments) {
+  const double seconds = arguments.number("--hold").value_or(0);
+  if (!(seconds >= 0 && seconds <= kLongestHold))
+    throw UsageError("--hold needs seconds from 0 to 60");
   for (const std::string& button : arguments.words()) {
-    box.callBox("Press", [&](sd_bus_message* call) {
+    box.callBox(seconds > 0 ? "Hold" : "Press", [&](sd_bus_message* call) {
       sd_bus_message_append_basic(call, 's', button.c_str());
+      if (seconds > 0) sd_bus_message_append_basic(call, 'd', &seconds);
     });
+    // The box lets go of it by itself; the next button comes after that.
+    std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
   }
   return kSuccess;
 }
@@ -61,7 +72,7 @@ std::vector<Command> boxCommands() {
        "BUTTON...",
        "presses buttons of the remote, one after the other\n"
        "up, down, left, right, select, menu, playpause, home.",
-       {},
+       {{"--hold", "SECONDS", "holds each for so long, up to 60; left and right scan then"}},
        1,
        kAnyNumber,
        press},

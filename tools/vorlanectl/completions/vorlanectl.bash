@@ -27,7 +27,7 @@ _vorlanectl() {
     mirror) words="--test-pattern --from --size --fps --seconds --session" ;;
     progress) words="on off" ;;
     events) words="--json --notifications --count --for --until" ;;
-    press) words="up down left right select menu playpause home" ;;
+    press) words="up down left right select menu playpause home --hold" ;;
     swipe) words="up down left right" ;;
     screenshot) compopt -o default; COMPREPLY=(); return ;;
     *) words="--help" ;;

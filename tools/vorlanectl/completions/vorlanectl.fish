@@ -30,6 +30,7 @@ complete -c vorlanectl -n '__fish_seen_subcommand_from events' -l for -x
 complete -c vorlanectl -n '__fish_seen_subcommand_from events' -l until -x
 complete -c vorlanectl -n '__fish_seen_subcommand_from get' -a 'playbackInfo playbackAccessLog playbackErrorLog timedMetadataArray enableTrack selectedMediaArray'
 complete -c vorlanectl -n '__fish_seen_subcommand_from set' -a 'position rate date forwardEndTime reverseEndTime enableTrack selectedMediaArray muted volume actionAtItemEnd metaData textMarkupArray'
+complete -c vorlanectl -n '__fish_seen_subcommand_from press' -l hold -x
 complete -c vorlanectl -n '__fish_seen_subcommand_from press' -a 'up down left right select menu playpause home'
 complete -c vorlanectl -n '__fish_seen_subcommand_from swipe' -a 'up down left right'
 complete -c vorlanectl -n '__fish_seen_subcommand_from screenshot' -F
