@@ -267,8 +267,9 @@ class Pipeline : public std::enable_shared_from_this<Pipeline> {
   std::optional<platform::TimePoint> _scrubAt;  // when the next picture is due
   bool _atEnd = false;
   bool _timeRuns = false;
-  bool _buffering = false;    // time waits for the media
-  bool _hasBeenFull = false;  // since the load or the last seek
+  bool _buffering = false;  // time waits for the media
+  enum class Fill { NotBegun, Filling, HasBeenFull };
+  Fill _fill = Fill::NotBegun;  // of the buffer, since the load or the last seek
   int _bufferPercent = 0;
   std::optional<platform::TimePoint> _dryAt;  // when one that holds nothing counts as dry
   bool _live = false;

@@ -203,7 +203,7 @@ void Pipeline::_issueSeek() {
   _videoSink->setHidden(false);
   if (_wantedRate != _appliedRate) _playAnnounced = false;
   _buffering = false;
-  _hasBeenFull = false;
+  _fill = Fill::NotBegun;
   _bufferPercent = 0;
   _endsAfterSeek = beyondEnd || atStart;
   _scrubbing = false;

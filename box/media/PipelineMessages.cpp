@@ -181,13 +181,15 @@ void Pipeline::_handleBuffering(int percent) {
   if (changed && (!_ready || _buffering)) _report(Kind::Facts);
   if (full) {
     _buffering = false;
-    _hasBeenFull = true;
+    // A demuxer of playlists says that it is full before it has fetched anything.
+    if (_fill == Fill::Filling) _fill = Fill::HasBeenFull;
     _dryAt.reset();
     return;
   }
   // After a start or a seek it plays while the buffer fills for the first time; waiting is only for
   // the one that runs dry and stays so, and then until it is full.
-  if (_hasBeenFull)
+  if (_fill == Fill::NotBegun) _fill = Fill::Filling;
+  if (_fill == Fill::HasBeenFull)
     _stall();
   else
     _watchDryness();
