@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "box/media/ClearKeyDecryptor.h"
+#include "box/media/GrowingDuration.h"
 #include "box/media/InputGate.h"
 #include "box/media/MatroskaTexts.h"
 #include "box/media/SeekShortcut.h"
@@ -295,6 +296,7 @@ bool Pipeline::_build() {
   startDecodersFirst(playbin);
   gateInputsOfDecodebin(playbin);
   takeSeekShortcuts(playbin);
+  tellGrowingDurations(playbin);
   tellMatroskaTexts(playbin);
   if (_contentKeys) offerContentKeys(playbin, _contentKeys);
   g_signal_connect(playbin, "source-setup", G_CALLBACK(_onSourceSetup), this);

@@ -151,6 +151,7 @@ class Pipeline : public std::enable_shared_from_this<Pipeline> {
   void _announce();
   void _announcePlay();
   void _setTimeRuns(bool runs);
+  void _runPosition();
   void _hold(double seconds);
   void _applyVolume();
   double _queryPosition() const;

@@ -160,12 +160,14 @@ void Pipeline::_announce() {
   if (current != GST_STATE_PLAYING || pending != GST_STATE_VOID_PENDING || !isDue) return;
   if (!_timeRuns) {
     _setTimeRuns(true);
-    const double last = _forwardEnd           ? *_forwardEnd
-                        : _facts.duration > 0 ? _facts.duration
-                                              : HUGE_VAL;
-    _position.run(_queryPosition(), _appliedRate, 0, last);
+    _runPosition();
   }
   _announcePlay();
+}
+
+void Pipeline::_runPosition() {
+  const double last = _forwardEnd ? *_forwardEnd : _facts.duration > 0 ? _facts.duration : HUGE_VAL;
+  _position.run(_queryPosition(), _appliedRate, 0, last);
 }
 
 void Pipeline::_announcePlay() {

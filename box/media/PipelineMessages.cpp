@@ -69,6 +69,7 @@ void Pipeline::_handle(GstMessage* message) {
   } else if (type == GST_MESSAGE_DURATION_CHANGED) {
     if (_ready) {
       _refreshFacts();
+      if (_timeRuns && !_seeking && !_scrubbing) _runPosition();
       _report(Kind::Facts);
     }
   } else if (type == GST_MESSAGE_TAG) {
