@@ -19,7 +19,7 @@ RelayBounds shortBounds() {
   using std::chrono::milliseconds;
   RelayBounds bounds;
   bounds.connect = milliseconds(2000);
-  bounds.stall = milliseconds(60);
+  bounds.stall = milliseconds(300);
   bounds.backOff = {milliseconds(1), milliseconds(1), milliseconds(1)};
   return bounds;
 }
