@@ -176,28 +176,30 @@ Reference readVariant(sd_bus_message* message, int depth) {
 int appendVariant(sd_bus_message* message, const tvvorlane_value& value) {
   struct Writer {
     sd_bus_message* message;
-    int operator()(Null) { return sd_bus_message_append(message, "v", "(s)", "null"); }
-    int operator()(bool truth) {
+    int operator()(Null) const { return sd_bus_message_append(message, "v", "(s)", "null"); }
+    int operator()(bool truth) const {
       return sd_bus_message_append(message, "v", "b", static_cast<int>(truth));
     }
-    int operator()(std::int64_t number) { return appendInteger(message, number); }
-    int operator()(std::uint64_t number) {
+    int operator()(std::int64_t number) const { return appendInteger(message, number); }
+    int operator()(std::uint64_t number) const {
       return sd_bus_message_append(message, "v", "t", number);
     }
-    int operator()(double number) { return sd_bus_message_append(message, "v", "d", number); }
-    int operator()(const std::string& text) {
+    int operator()(double number) const { return sd_bus_message_append(message, "v", "d", number); }
+    int operator()(const std::string& text) const {
       return sd_bus_message_append(message, "v", "s", text.c_str());
     }
-    int operator()(const Data& data) {
+    int operator()(const Data& data) const {
       return within(message, 'v', "ay", [&] {
         return sd_bus_message_append_array(message, 'y', data.data(), data.size());
       });
     }
-    int operator()(Date date) { return sd_bus_message_append(message, "v", "(d)", date.seconds); }
-    int operator()(const Array& array) {
+    int operator()(Date date) const {
+      return sd_bus_message_append(message, "v", "(d)", date.seconds);
+    }
+    int operator()(const Array& array) const {
       return within(message, 'v', "av", [&] { return appendItems(message, array); });
     }
-    int operator()(const Dictionary& dictionary) {
+    int operator()(const Dictionary& dictionary) const {
       return within(message, 'v', "a{sv}", [&] { return appendEntries(message, dictionary); });
     }
   };

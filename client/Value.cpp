@@ -29,7 +29,7 @@ std::optional<To> number(const tvvorlane_value* value) {
   if (const auto* real = of<double>(value)) {
     if constexpr (std::is_same_v<To, double>) return *real;
     // The smallest is a power of two or 0, the first beyond the largest is one too.
-    const double smallest = static_cast<double>(std::numeric_limits<To>::min());
+    const auto smallest = static_cast<double>(std::numeric_limits<To>::min());
     const double beyond = std::ldexp(1.0, std::numeric_limits<To>::digits);
     if (*real >= smallest && *real < beyond) return static_cast<To>(*real);
   }
@@ -106,40 +106,40 @@ std::uint64_t tvvorlane_as_unsigned(const tvvorlane_value* value, std::uint64_t 
 }
 
 double tvvorlane_as_real(const tvvorlane_value* value, double fallback) {
-  if (const Date* const date = of<Date>(value)) return date->seconds;
+  if (const auto* const date = of<Date>(value)) return date->seconds;
   return number<double>(value).value_or(fallback);
 }
 
 const char* tvvorlane_as_string(const tvvorlane_value* value) {
-  const std::string* const text = of<std::string>(value);
+  const auto* const text = of<std::string>(value);
   return text ? text->c_str() : nullptr;
 }
 
 const void* tvvorlane_as_data(const tvvorlane_value* value, std::size_t* size) {
-  const Data* const data = of<Data>(value);
+  const auto* const data = of<Data>(value);
   if (size) *size = data ? data->size() : 0;
   return data ? data->data() : nullptr;
 }
 
 std::size_t tvvorlane_count(const tvvorlane_value* value) {
-  if (const Array* const array = of<Array>(value)) return array->size();
-  const Dictionary* const dictionary = of<Dictionary>(value);
+  if (const auto* const array = of<Array>(value)) return array->size();
+  const auto* const dictionary = of<Dictionary>(value);
   return dictionary ? dictionary->size() : 0;
 }
 
 const tvvorlane_value* tvvorlane_at(const tvvorlane_value* value, std::size_t index) {
   if (index >= tvvorlane_count(value)) return nullptr;
-  if (const Array* const array = of<Array>(value)) return (*array)[index].get();
+  if (const auto* const array = of<Array>(value)) return (*array)[index].get();
   return (*of<Dictionary>(value))[index].second.get();
 }
 
 const char* tvvorlane_key_at(const tvvorlane_value* dictionary, std::size_t index) {
-  const Dictionary* const entries = of<Dictionary>(dictionary);
+  const auto* const entries = of<Dictionary>(dictionary);
   return entries && index < entries->size() ? (*entries)[index].first.c_str() : nullptr;
 }
 
 const tvvorlane_value* tvvorlane_find(const tvvorlane_value* dictionary, const char* key) {
-  const Dictionary* const entries = of<Dictionary>(dictionary);
+  const auto* const entries = of<Dictionary>(dictionary);
   if (!entries || !key) return nullptr;
   for (const auto& [name, value] : *entries) {
     if (name == key) return value.get();

@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <ctime>
 #include <utility>
 
 #include <poll.h>
 #include <sys/socket.h>
-#include <time.h>
 #include <unistd.h>
 
 namespace frames {
@@ -200,7 +200,7 @@ int FrameWriter::_released(const AnswerMessage& answer) {
   return VORLANE_FRAMES_OK;
 }
 
-int FrameWriter::_receive(std::optional<AnswerMessage>& answer) {
+int FrameWriter::_receive(std::optional<AnswerMessage>& answer) const {
   // One more than a packet has: a longer one must not pass for it.
   std::array<std::uint8_t, kAnswerBytes + 1> packet{};
   ssize_t received = -1;

@@ -50,7 +50,7 @@ class FrameWriter {
     std::int64_t sentAt;
   };
 
-  int _receive(std::optional<AnswerMessage>& answer);
+  int _receive(std::optional<AnswerMessage>& answer) const;
   int _released(const AnswerMessage& answer);
   int _waitForInput(std::int64_t deadline) const;
   void _describe(std::uint32_t index, vorlane_frames_buffer* buffer) const;

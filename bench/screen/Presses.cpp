@@ -39,6 +39,7 @@ class Film {
   void _run() {
     const auto ticket = _frames->open();
     std::vector<std::shared_ptr<Picture>> pictures;
+    pictures.reserve(3);
     for (int i = 0; i < 3; ++i) pictures.push_back(std::make_shared<Picture>(1920, 1080, i));
     auto due = SteadyClock::now();
     double seconds = 0;

@@ -1,8 +1,7 @@
 #include "box/frames/MappedFrame.h"
 
+#include <ctime>
 #include <utility>
-
-#include <time.h>
 
 #include "frames/vorlane-frames.h"
 

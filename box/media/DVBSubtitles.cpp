@@ -185,7 +185,7 @@ class DVBSubtitles final : public ImageSubtitles {
     const auto width = static_cast<int>(reader.take(2));
     const auto height = static_cast<int>(reader.take(2));
     const bool fits = width > 0 && height > 0 && width <= kSideLimit && height <= kSideLimit;
-    if (!fits || (_regions.size() >= kRegionLimit && !_regions.count(identifier))) return;
+    if (!fits || (_regions.size() >= kRegionLimit && !_regions.contains(identifier))) return;
     Region& region = _regions[identifier];
     region.depth = reader.byte() >> 2U & 7U;
     region.colors = reader.byte();

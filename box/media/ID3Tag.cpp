@@ -41,7 +41,7 @@ std::string decoded(Bytes bytes, std::uint8_t encoding) {
 
 platform::Value dataOf(Bytes bytes) {
   const auto data = std::as_bytes(bytes);
-  return platform::Value(platform::Bytes(data.begin(), data.end()));
+  return {platform::Bytes(data.begin(), data.end())};
 }
 
 platform::TimedMetadataItem itemOf(const std::string& name, Bytes content) {

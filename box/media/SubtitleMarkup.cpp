@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::size_t kSpanLimit = 64;
 constexpr std::size_t kClassLimit = 8;
-constexpr std::size_t kMarkupLimit = 64 * 1024;
+constexpr std::size_t kMarkupLimit = std::size_t{64} * 1024;
 constexpr std::size_t kEntityLimit = 10;
 
 constexpr std::array<std::pair<std::string_view, std::string_view>, 8> kEntities{

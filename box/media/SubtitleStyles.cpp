@@ -12,7 +12,7 @@ namespace {
 
 using Alignment = CueLayout::Alignment;
 
-constexpr std::size_t kSheetLimit = 64 * 1024;
+constexpr std::size_t kSheetLimit = std::size_t{64} * 1024;
 constexpr double kSmallest = 0.25;
 constexpr double kLargest = 4;
 

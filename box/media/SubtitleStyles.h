@@ -26,7 +26,7 @@ class SubtitleStyles {
   /// `::cue(selector) { property: value; … }`, comments in between.
   void addSheet(std::string_view css);
   /// See the table of the receiver interface.
-  void addDictionary(const platform::Dictionary& rule);
+  void addDictionary(const platform::Dictionary& dictionary);
 
   bool empty() const { return _rules.empty(); }
   /// A rule for whole cues goes beneath what the spans of `cue` say, one for spans over it.

@@ -11,7 +11,7 @@ using Bytes = std::span<const std::uint8_t>;
 constexpr std::size_t kPacketSize = 188;
 constexpr std::uint8_t kSync = 0x47;
 constexpr std::uint8_t kMetadataType = 0x15;
-constexpr std::size_t kPieceLimit = 64 * 1024;
+constexpr std::size_t kPieceLimit = std::size_t{64} * 1024;
 constexpr std::int64_t kTimeBits = 33;
 
 std::uint16_t pidAt(Bytes bytes, std::size_t at) {
@@ -119,7 +119,7 @@ void TransportMetadata::_takeData(Bytes payload, bool begins) {
   _piece.bytes.insert(_piece.bytes.end(), payload.begin(), payload.end());
   const std::vector<std::uint8_t>& bytes = _piece.bytes;
   if (bytes.size() < 6) return;
-  const std::size_t length = static_cast<std::size_t>(bytes[4] << 8 | bytes[5]);
+  const auto length = static_cast<std::size_t>(bytes[4] << 8 | bytes[5]);
   if (length > 0 && bytes.size() >= 6 + length) _finishPiece();
 }
 

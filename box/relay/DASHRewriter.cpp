@@ -239,8 +239,7 @@ std::string DASHRewriter::_rewrittenTemplate(const std::string& text) const {
 /// with identifiers of a template can only be left as it is. Folders have none.
 std::string DASHRewriter::_withQuery(const std::string& reference) const {
   if (reference.ends_with('/')) return reference;
-  const std::string whole =
-      _context.inheritsQuery ? withQueryOf(_context.url, reference) : reference;
+  std::string whole = _context.inheritsQuery ? withQueryOf(_context.url, reference) : reference;
   const auto question = whole.find('?');
   if (question == whole.npos || reference.find('$', question) != reference.npos) return whole;
   const std::string relayed =

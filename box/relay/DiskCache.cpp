@@ -71,7 +71,8 @@ std::string nameOf(const std::string& url) {
 std::string headerBlock(const HeaderFields& headers, double freshUntil) {
   std::string block(kMagic);
   block += std::to_string(static_cast<std::int64_t>(freshUntil)) + '\n';
-  for (const auto& [name, value] : headers) block += name + ": " + value + '\n';
+  for (const auto& [name, value] : headers)
+    block.append(name).append(": ").append(value).append("\n");
   return block + '\n';
 }
 

@@ -235,7 +235,7 @@ void EngineConnection::_write(std::string_view bytes) {
   if (!_writing) _writing = _watch(G_IO_OUT, &EngineConnection::_writable);
 }
 
-std::size_t EngineConnection::_sendNow(std::string_view bytes, bool& failed) {
+std::size_t EngineConnection::_sendNow(std::string_view bytes, bool& failed) const {
   const ssize_t size = ::send(_descriptor, bytes.data(), bytes.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
   if (size >= 0) return static_cast<std::size_t>(size);
   failed = errno != EAGAIN && errno != EINTR;

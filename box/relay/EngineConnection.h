@@ -52,9 +52,9 @@ class EngineConnection : public std::enable_shared_from_this<EngineConnection> {
   void _writable();
   void _serve();
   bool _takeRequest(EngineRequest& request);
-  void _responseEnded(bool isWhole);
+  void _responseEnded(bool goesOn);
   void _write(std::string_view bytes);
-  std::size_t _sendNow(std::string_view bytes, bool& failed);
+  std::size_t _sendNow(std::string_view bytes, bool& failed) const;
   void _close();
 
   const int _descriptor;

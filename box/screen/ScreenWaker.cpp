@@ -64,7 +64,7 @@ std::optional<SDL_Event> ScreenWaker::_sleepInEventQueue(std::optional<platform:
   return std::nullopt;
 }
 
-void ScreenWaker::_pushWakeEvent() {
+void ScreenWaker::_pushWakeEvent() const {
   SDL_Event event{};
   event.type = _wakeEvent;
   SDL_PushEvent(&event);

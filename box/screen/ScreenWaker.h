@@ -28,7 +28,7 @@ class ScreenWaker {
 
  private:
   std::optional<SDL_Event> _sleepInEventQueue(std::optional<platform::Duration> limit);
-  void _pushWakeEvent();
+  void _pushWakeEvent() const;
 
   std::mutex _mutex;
   std::condition_variable _condition;

@@ -15,7 +15,7 @@ namespace box {
 namespace {
 
 constexpr std::size_t kCachedShapes = 64;
-constexpr std::size_t kCachedPixels = 6 * 1024 * 1024;
+constexpr std::size_t kCachedPixels = std::size_t{6} * 1024 * 1024;
 
 void roundedPath(cairo_t* cairo, double inset, double width, double height, double radius) {
   using std::numbers::pi;

@@ -102,7 +102,7 @@ void drawBackground(cairo_t* context, PangoLayout* layout, std::size_t begin, st
     int count = 0;
     pango_layout_line_get_x_ranges(line, static_cast<int>(std::max(begin, first)),
                                    static_cast<int>(std::min(end, last)), &ranges, &count);
-    for (int index = 0; index < count; ++index) {
+    for (std::ptrdiff_t index = 0; index < count; ++index) {
       const double left = ranges[2 * index] / static_cast<double>(PANGO_SCALE) - padding;
       const double right = ranges[2 * index + 1] / static_cast<double>(PANGO_SCALE) + padding;
       const double top = std::floor(extents.y / static_cast<double>(PANGO_SCALE));

@@ -15,7 +15,7 @@ namespace {
 using Anchor = CueLayout::Anchor;
 
 constexpr std::size_t kCachedCues = 16;
-constexpr std::size_t kCachedPixels = 16 * 1024 * 1024;
+constexpr std::size_t kCachedPixels = std::size_t{16} * 1024 * 1024;
 /// Canvases up to this width have the shape of the picture, whatever the shape of their pixels.
 constexpr int kStretchedWidth = 768;
 

@@ -13,7 +13,7 @@ namespace box {
 namespace {
 
 constexpr std::size_t kCachedTexts = 96;
-constexpr std::size_t kCachedPixels = 6 * 1024 * 1024;
+constexpr std::size_t kCachedPixels = std::size_t{6} * 1024 * 1024;
 constexpr std::size_t kCachedExtents = 256;
 
 struct GObjectDeleter {

@@ -8,7 +8,7 @@
 #include "box/screen/Theme.h"
 #include "platform/ui/Scene.h"
 
-struct _PangoContext;
+struct _PangoContext;  // NOLINT(bugprone-reserved-identifier): the library's name
 
 namespace box {
 

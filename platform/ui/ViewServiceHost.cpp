@@ -112,7 +112,7 @@ struct ViewServiceHost::Impl : std::enable_shared_from_this<Impl> {
     }
     openIsUnderWay = true;
     screen.open([weak = weak_from_this()](std::optional<Error> error) {
-      if (const auto impl = weak.lock()) impl->screenAnswered(std::move(error));
+      if (const auto impl = weak.lock()) impl->screenAnswered(error);
     });
   }
 
@@ -132,7 +132,7 @@ struct ViewServiceHost::Impl : std::enable_shared_from_this<Impl> {
     screen.close();
   }
 
-  void screenAnswered(std::optional<Error> error) {
+  void screenAnswered(const std::optional<Error>& error) {
     openIsUnderWay = false;
     if (std::exchange(openIsGivenUp, false)) {
       if (state == State::Opening) {
@@ -142,7 +142,7 @@ struct ViewServiceHost::Impl : std::enable_shared_from_this<Impl> {
       }
     } else if (error) {
       state = State::Idle;
-      answer(std::move(error));
+      answer(error);
     } else {
       present();
     }

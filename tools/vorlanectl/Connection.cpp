@@ -97,7 +97,7 @@ Answer Connection::_call(const char* interface, const char* method, const Append
   const Answer call(message);
   if (append) append(message);
 
-  sd_bus_error error = SD_BUS_ERROR_NULL;
+  sd_bus_error error{};
   sd_bus_message* reply = nullptr;
   const int result = sd_bus_call(_bus, message, UINT64_MAX, &error, &reply);
   if (result >= 0) return Answer(reply);

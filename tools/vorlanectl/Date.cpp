@@ -10,6 +10,7 @@ namespace vorlanectl {
 namespace {
 
 CodingError badDate(const std::string& text) {
+  // NOLINTNEXTLINE(modernize-return-braced-init-list): it is explicit
   return CodingError("\"" + text + "\" is no date such as 2026-11-24T21:12:20Z");
 }
 

@@ -65,8 +65,8 @@ std::vector<Command> eventCommands() {
        "",
        "prints events as they come, one on each line\n"
        "Fails when --for is over before what --count or --until waits for.",
-       {{"--json", "", "as JSON objects with \"event\" and \"info\""},
-        {"--notifications", "", "notifications too; \"posted\" or \"distributed\" with --json"},
+       {{"--json", "", R"(as JSON objects with "event" and "info")"},
+        {"--notifications", "", R"(notifications too; "posted" or "distributed" with --json)"},
         {"--count", "N", "ends after N events"},
         {"--for", "SECONDS", "ends after a time"},
         {"--until", "NAME", "ends after an event of that name"}},

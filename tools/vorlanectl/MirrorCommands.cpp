@@ -1,14 +1,14 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <cinttypes>
 #include <cmath>
 #include <csignal>
 #include <cstdio>
+#include <ctime>
 #include <memory>
 #include <string>
 #include <vector>
-
-#include <time.h>
 
 #include "frames/vorlane-frames.h"
 #include "tools/vorlanectl/Command.h"
@@ -73,7 +73,7 @@ std::string startPresentation(Connection& box, const Json& params, int& exitStat
   exitStatus = report(answer.readStatus());
   const Json out = answer.read();
   if (exitStatus != kSuccess) return {};
-  const std::string path = out.value("presentationLayer", std::string());
+  std::string path = out.value("presentationLayer", std::string());
   if (path.empty()) {
     std::fprintf(stderr, "vorlanectl: the box offers no layer to draw into\n");
     exitStatus = kFailure;
@@ -113,11 +113,10 @@ class Mirror {
 
   void report() const {
     const vorlane_frames_statistics count = vorlane_frames_count(_writer.get());
-    std::printf("%llu frames sent, %llu dropped: %llu without a free buffer, %llu not drawn\n",
-                static_cast<unsigned long long>(count.sent),
-                static_cast<unsigned long long>(_unsent + count.skipped + count.refused),
-                static_cast<unsigned long long>(_unsent),
-                static_cast<unsigned long long>(count.skipped + count.refused));
+    const std::uint64_t undrawn = count.skipped + count.refused;
+    std::printf("%" PRIu64 " frames sent, %" PRIu64 " dropped: %" PRIu64
+                " without a free buffer, %" PRIu64 " not drawn\n",
+                count.sent, _unsent + undrawn, _unsent, undrawn);
     print("from handed over to drawn", _untilShown);
     print("from handed over to released", _untilReleased);
   }

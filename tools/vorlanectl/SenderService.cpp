@@ -20,7 +20,8 @@ namespace fs = std::filesystem;
 
 constexpr std::size_t kKeySize = 16;
 // The door takes messages of 16 MiB, of which the answer's other entries need little.
-constexpr std::uintmax_t kLargestBody = std::uintmax_t{16} * 1024 * 1024 - 16 * 1024;
+constexpr std::uintmax_t kLargestBody =
+    std::uintmax_t{16} * 1024 * 1024 - std::uintmax_t{16} * 1024;
 constexpr std::string_view kKeyScheme = "clearkey:";
 
 constexpr std::array<std::pair<std::string_view, const char*>, 7> kContentTypes{{
