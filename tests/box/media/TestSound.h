@@ -52,14 +52,8 @@ class TestSound final : public box::AudioDevice {
  private:
   static constexpr const char* kIndex = "index";
 
-  /// On a streaming thread. The library's own order is not seen by the tool that looks for races.
-  static TestSound& handedOver(gpointer device) {
-    const std::lock_guard lock(_mutex);
-    return *static_cast<TestSound*>(device);
-  }
-
   static void _onBuffer(GstElement* sink, GstBuffer* buffer, GstPad* pad, gpointer data) {
-    TestSound& device = handedOver(data);
+    auto& device = *static_cast<TestSound*>(data);
     GstEvent* event = gst_pad_get_sticky_event(pad, GST_EVENT_SEGMENT, 0);
     const GstSegment* segment = nullptr;
     gst_event_parse_segment(event, &segment);
@@ -74,7 +68,10 @@ class TestSound final : public box::AudioDevice {
   }
 
   static GstPadProbeReturn _onPad(GstPad* pad, GstPadProbeInfo* info, gpointer data) {
-    if (!handedOver(data).isGone) return GST_PAD_PROBE_OK;
+    {
+      const std::lock_guard lock(_mutex);
+      if (!static_cast<TestSound*>(data)->isGone) return GST_PAD_PROBE_OK;
+    }
     GstElement* sink = gst_pad_get_parent_element(pad);
     GST_ELEMENT_ERROR(sink, RESOURCE, WRITE, ("It is gone."), (nullptr));
     gst_object_unref(sink);
@@ -84,7 +81,8 @@ class TestSound final : public box::AudioDevice {
   }
 
   const bool _exclusive;
-  static inline std::mutex _mutex;  // outlives each of them
+  /// Outlives each of them: the library's own order is not seen by the tool that looks for races.
+  static inline std::mutex _mutex;
   std::vector<Played> _played;
 };
 
