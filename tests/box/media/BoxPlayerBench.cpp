@@ -13,7 +13,7 @@
 namespace testing_media {
 namespace {
 
-constexpr auto kBound = std::chrono::seconds(30);
+constexpr auto kBound = std::chrono::seconds(90);
 
 /// The box in memory, but for a queue in real time and real media. Dates stand still.
 class RealTimeBox final : public sim::Box {

@@ -36,7 +36,7 @@ class EngineHarness final : private platform::MediaEngineObserver {
   std::uint64_t generation() const { return _generation; }
 
   bool until(const std::function<bool()>& isSo,
-             std::chrono::seconds bound = std::chrono::seconds(30));
+             std::chrono::seconds bound = std::chrono::seconds(90));
   /// Until the event has been told once more than `before` times.
   bool untilTold(const std::string& event, int before = 0);
   /// Serves what is due.
