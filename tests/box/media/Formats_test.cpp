@@ -157,18 +157,6 @@ TEST_P(Formats, PlayToTheEnd) {
   EXPECT_EQ(harness.misplaced(), 0);
 }
 
-TEST(FragmentedFile, LastsAsLongAsItsLastFragment) {
-  EngineHarness harness;
-  platform::MediaLoad load;
-  load.startSeconds = 14;
-  harness.load(TestMedia::shared().url("fragments_24s.mp4"), load);
-  // Its index at the end only says when the last one begins.
-  ASSERT_TRUE(harness.until([&] { return harness.engine().facts().duration > 23.95; }));
-  harness.call([](box::MediaEngine& engine) { engine.seek(23.5); });
-  ASSERT_TRUE(harness.untilTold("end"));
-  EXPECT_NEAR(harness.engine().position(), 24, 0.15);
-}
-
 std::string nameOf(const testing::TestParamInfo<Format>& format) {
   std::string name = format.param.name;
   std::replace(name.begin(), name.end(), '.', '_');

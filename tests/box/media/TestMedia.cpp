@@ -103,9 +103,8 @@ std::string recipe(std::string_view name, std::string_view folder) {
   else if (name == "long.mp4")
     add({" -f lavfi -i testsrc=size=320x180:rate=25:duration=20 -f lavfi -i sine=duration=20",
          kH264, kAAC, kIndexFirst});
-  else if (name == "fragments_24s.mp4")
-    add({" -stream_loop 3 -i ", folder,
-         "/heavy_6s.mp4 -c copy -movflags frag_keyframe+empty_moov"});
+  else if (name == "fragments_20s.mp4")
+    add({" -i ", folder, "/long.mp4 -c copy -movflags frag_keyframe+empty_moov"});
   else if (name == "clip.ts")
     add({kPicture, kTone, kH264, kAAC});
   else if (name == "silent.mp4")
@@ -174,7 +173,7 @@ std::string TestMedia::_made(std::string_view name) const {
   for (const Text& each : kTexts)
     if (name == each.name) std::ofstream(path) << each.content;
   if (name == "turned.mp4") _made("silent.mp4");
-  if (name == "fragments_24s.mp4") _made("heavy_6s.mp4");
+  if (name == "fragments_20s.mp4") _made("long.mp4");
   if (name == "asks.m3u8") {
     std::ifstream whole(_made("dated.m3u8"));
     std::ofstream playlist(path);
