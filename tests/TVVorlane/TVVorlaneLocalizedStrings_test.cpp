@@ -60,7 +60,7 @@ TEST(TVVorlaneLocalizedStringsTest, TranslationsDifferFromEnglish) {
   std::set<std::string_view> texts;
   for (const auto* table : TVVorlaneStrings::allTables()) {
     for (const auto& entry : table->entries) {
-      if (words.count(entry.key) > 0) continue;
+      if (words.contains(entry.key)) continue;
       EXPECT_TRUE(texts.insert(entry.text).second) << table->language << ": " << entry.text;
     }
   }

@@ -54,7 +54,7 @@ TEST(FrameMessages, EveryOtherPacketIsNone) {
   const auto frame = encode(exampleFrame());
   const auto answer = encode(AnswerMessage{});
   // Magic, version, kind, and what is reserved.
-  for (const std::size_t at : {0, 3, 4, 5, 6, 7, 44, 47}) {
+  for (const std::size_t at : {0u, 3u, 4u, 5u, 6u, 7u, 44u, 47u}) {
     auto wrong = frame;
     wrong[at] ^= 0x40;
     EXPECT_FALSE(frames::decodeFrame(wrong)) << at;

@@ -30,7 +30,7 @@ Thumbnail thumbnailOf(const box::VideoFrame& frame) {
              ++x, ++count)
           sum += luma.data[static_cast<std::size_t>(y) * luma.stride + static_cast<std::size_t>(x)];
       const double mean = sum / count;
-      result[static_cast<std::size_t>(row * kColumns + column)] =
+      result[static_cast<std::size_t>(row) * kColumns + static_cast<std::size_t>(column)] =
           frame.fullRange ? mean : (mean - 16) * 255 / 219;
     }
   }

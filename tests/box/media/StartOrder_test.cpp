@@ -29,9 +29,9 @@ struct Observation {
         [](const GValue* value, gpointer self) {
           auto* const element = GST_ELEMENT(g_value_get_object(value));
           GstElementFactory* const factory = gst_element_get_factory(element);
-          auto& lowest = static_cast<Observation*>(self)->lowest;
+          auto& least = static_cast<Observation*>(self)->lowest;
           if (factory && std::string(GST_OBJECT_NAME(factory)) == "decodebin3")
-            lowest = std::min<int>(lowest, GST_STATE(element));
+            least = std::min<int>(least, GST_STATE(element));
         },
         data);
     gst_iterator_free(elements);

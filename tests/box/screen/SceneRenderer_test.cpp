@@ -200,8 +200,8 @@ TEST(SceneRenderer, BlursAndDarkensWhatLiesBeneath) {
   for (const auto& [width, height] : kSizes) {
     const Picture picture(scene, width, height);
     const int y = height / 2;
-    const auto brightness = [&](double x) {
-      return picture.at(static_cast<int>(x * width), y).brightness();
+    const auto brightness = [&, across = width](double x) {
+      return picture.at(static_cast<int>(x * across), y).brightness();
     };
     EXPECT_NEAR(brightness(0.1), veiledWhite(), 8) << "darkened, and even away from the edge";
     EXPECT_LT(brightness(0.9), 12);

@@ -24,7 +24,7 @@ class BusMessage {
   }
   BusMessage(const BusMessage&) = delete;
   BusMessage& operator=(const BusMessage&) = delete;
-  void seal() {
+  void seal() const {
     ASSERT_GE(sd_bus_message_seal(message, 1, 0), 0);
     ASSERT_GE(sd_bus_message_rewind(message, 1), 0);
   }

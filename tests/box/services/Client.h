@@ -82,7 +82,7 @@ class Client {
   Answer call(const char* method, const Fill& fill = nullptr,
               const char* interface = "quorin.tvvorlane.Receiver1") {
     sd_bus_message* message = newCall(method, fill, interface);
-    sd_bus_error error = SD_BUS_ERROR_NULL;
+    sd_bus_error error{};
     sd_bus_message* reply = nullptr;
     const int result = sd_bus_call(_bus, message, 1000ULL * kPatienceMilliseconds, &error, &reply);
     Answer answer = result < 0

@@ -115,9 +115,9 @@ TEST_F(Notifications, ReachObserversOfThisProcessOnTheNextTurn) {
   onMain([&] {
     kept = system->addObserver("a", [&] {
       EXPECT_TRUE(mainQueue.isCurrent());
-      heard.push_back("kept");
+      heard.emplace_back("kept");
     });
-    platform::Token dropped = system->addObserver("a", [&] { heard.push_back("dropped"); });
+    platform::Token dropped = system->addObserver("a", [&] { heard.emplace_back("dropped"); });
     system->post("a");
     system->post("b");
     EXPECT_TRUE(heard.empty()) << "not inside the post";

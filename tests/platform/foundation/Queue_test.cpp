@@ -192,7 +192,7 @@ TEST_F(QueueTest, DiscardDestroysWhatIsLeftAndWhatThatPosts) {
   bool ran = false;
   // Each posts another when it is destroyed.
   const auto chain = [&](int length, const auto& self) -> std::shared_ptr<int> {
-    return {new int, [&, length, held](int* number) {
+    return {new int, [&, length, held](const int* number) {
               delete number;
               if (length == 0) return;
               main.async([&ran, next = self(length - 1, self)] { ran = true; });

@@ -5,6 +5,7 @@
 #include <string_view>
 #include <thread>
 
+#include <gtest/gtest.h>
 #include <stdlib.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -26,7 +27,7 @@ FakeDoor::FakeDoor() {
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
   std::strncpy(address.sun_path, _path.c_str(), sizeof address.sun_path - 1);
-  bind(_listener, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+  EXPECT_EQ(::bind(_listener, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
   listen(_listener, 1);
 }
 
