@@ -7,6 +7,7 @@
 #include "box/media/GrowingDuration.h"
 #include "box/media/InputGate.h"
 #include "box/media/MatroskaTexts.h"
+#include "box/media/RingHistory.h"
 #include "box/media/SeekShortcut.h"
 #include "box/media/SourceSessions.h"
 #include "box/media/StartOrder.h"
@@ -293,6 +294,7 @@ bool Pipeline::_build() {
   // With a ring, demuxers may jump about in what comes over HTTP: indexes and ends are found, and
   // seeks are exact, as in a file.
   g_object_set(playbin, "ring-buffer-max-size", kRingBytes, nullptr);
+  watchRingsOf(playbin);
   startDecodersFirst(playbin);
   gateInputsOfDecodebin(playbin);
   takeSeekShortcuts(playbin);
