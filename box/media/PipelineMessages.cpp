@@ -148,7 +148,11 @@ void Pipeline::_handleAsyncDone() {
   if (_seeking) {
     _finishSeek();
   } else if (!_prerolled) {
-    if (_collection && !_catalog.hasMedia()) return _fail(unrecognizedError());
+    if (_collection && !_catalog.hasMedia()) {
+      // A single picture has been put already.
+      _setup.frames->close(_setup.ticket);
+      return _fail(unrecognizedError());
+    }
     _prerolled = true;
     _mendsSound = false;
     _deadline.reset();

@@ -1,7 +1,9 @@
 #include "box/media/StreamCatalog.h"
 
 #include <algorithm>
+#include <cstring>
 #include <set>
+#include <string_view>
 #include <tuple>
 
 #include "box/media/GstRef.h"
@@ -33,12 +35,18 @@ bool has(const StreamDescription& stream, std::string_view characteristic) {
          stream.characteristics.end();
 }
 
-/// Pictures of text of a form that nothing here can read.
-bool isUnreadable(GstStream* stream) {
+std::string_view mediaTypeOf(const GstCaps* caps) {
+  if (!caps || gst_caps_is_any(caps) || gst_caps_is_empty(caps)) return {};
+  return gst_structure_get_name(gst_caps_get_structure(caps, 0));
+}
+
+/// Pictures of text of a form that nothing here can read, and a single picture: one that comes in
+/// no container, whose name would stand behind a slash.
+bool isNoMedia(GstStream* stream) {
   const GstRef<GstCaps> caps(gst_stream_get_caps(stream));
-  if (!caps || gst_caps_is_any(caps.get()) || gst_caps_is_empty(caps.get())) return false;
-  const gchar* type = gst_structure_get_name(gst_caps_get_structure(caps.get(), 0));
-  return g_str_has_prefix(type, "subpicture/") && !makeImageSubtitles(type, {});
+  const std::string_view type = mediaTypeOf(caps.get());
+  if (type.starts_with("image/")) return !std::strchr(gst_stream_get_stream_id(stream), '/');
+  return type.starts_with("subpicture/") && !makeImageSubtitles(type, {});
 }
 
 /// For few: most people want none of these.
@@ -55,7 +63,7 @@ std::vector<StreamDescription> StreamCatalog::_describe(GstStreamCollection* col
   std::vector<StreamDescription> streams;
   for (guint index = 0; index < gst_stream_collection_get_size(collection); ++index) {
     GstStream* stream = gst_stream_collection_get_stream(collection, index);
-    if ((gst_stream_get_stream_type(stream) & kPlayable) == 0 || isUnreadable(stream)) continue;
+    if ((gst_stream_get_stream_type(stream) & kPlayable) == 0 || isNoMedia(stream)) continue;
     StreamDescription& description = streams.emplace_back(describeStream(stream));
     description.forced = description.forced || _forced.contains(description.id);
     if (!offers) continue;

@@ -45,7 +45,7 @@ class StreamCatalog {
   bool changesStreams(const Choice& choice) const;
 
   bool plays(GstStreamType type) const;
-  /// There is a picture or sound. A page of the web is but text.
+  /// There is video or sound. A page of the web is but text, and a picture by itself is no stream.
   bool hasMedia() const;
 
   std::vector<platform::MediaTrack> tracks() const;

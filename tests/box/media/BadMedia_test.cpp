@@ -38,6 +38,7 @@ std::vector<BadMedia> badMedia() {
   endless << "#EXTM3U\n#EXT-X-TARGETDURATION:1\n";
   for (int line = 0; line < 1'000'000; ++line) endless << "# a line\n";
   std::ofstream(media.path("page.mp4")) << "<!DOCTYPE html>\n<html><p>Please log in</html>";
+  media.url("picture.png", "-map 0 -frames:v 1");
   std::ofstream(media.path("itself.m3u8"))
       << "#EXTM3U\n#EXT-X-STREAM-INF:BANDWIDTH=1000000\nitself.m3u8\n";
   return {
@@ -59,6 +60,7 @@ std::vector<BadMedia> badMedia() {
       mediaCase("playlist of itself", media.url("itself.m3u8"), MediaErrorCode::DecodeFailed),
       mediaCase("text", media.url("text.mp4"), MediaErrorCode::FormatNotRecognized),
       mediaCase("a page", media.url("page.mp4"), MediaErrorCode::FormatNotRecognized),
+      mediaCase("a picture", media.url("picture.png"), MediaErrorCode::FormatNotRecognized),
       mediaCase("nothing", media.url("empty.mp4"), MediaErrorCode::FormatNotRecognized),
       mediaCase("truncated", media.url("truncated.mp4"), MediaErrorCode::DecodeFailed),
       mediaCase("truncated file", media.fileURL("truncated.mp4"), MediaErrorCode::DecodeFailed),
