@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "box/media/ClearKeyDecryptor.h"
+#include "box/media/DownloadOrder.h"
 #include "box/media/GrowingDuration.h"
 #include "box/media/InputGate.h"
 #include "box/media/MatroskaTexts.h"
@@ -19,8 +20,9 @@ namespace box {
 namespace {
 
 constexpr auto kPredecessorLimit = std::chrono::seconds(1);
-/// So long a demuxer tries on when nothing comes any more: three times, 10 ms after each other.
-constexpr GstClockTime kDownloadsLimit = 80 * GST_MSECOND;
+/// A demuxer tries on when nothing comes any more, three times, 10 ms after each other.
+constexpr GstClockTime kDownloadsPause = 25 * GST_MSECOND;
+constexpr int kMostDownloadsPauses = 10;
 /// Sources are given time to notice by themselves that nothing comes: one that is stopped while it
 /// hears of it may crash (libsoup 3.2).
 constexpr auto kLastWords = std::chrono::milliseconds(500);
@@ -296,6 +298,7 @@ bool Pipeline::_build() {
   g_object_set(playbin, "ring-buffer-max-size", kRingBytes, nullptr);
   watchRingsOf(playbin);
   startDecodersFirst(playbin);
+  takeDownloadsBeforeFlush(playbin);
   gateInputsOfDecodebin(playbin);
   takeSeekShortcuts(playbin);
   tellGrowingDurations(playbin);
@@ -361,9 +364,15 @@ void Pipeline::_letGo() {
 void Pipeline::_endDownloads() {
   const auto& item = _setup.relayItem;
   if (_failed || !_playbin || !item || !item->timeline()) return;
+  Downloads before = downloadsOf(_setup.url);
   item->close();
-  const GstRef<GstMessage> givenUp(
-      gst_bus_timed_pop_filtered(_bus.get(), kDownloadsLimit, GST_MESSAGE_ERROR));
+  for (int pause = 0; pause < kMostDownloadsPauses; ++pause) {
+    const GstRef<GstMessage> givenUp(
+        gst_bus_timed_pop_filtered(_bus.get(), kDownloadsPause, GST_MESSAGE_ERROR));
+    const Downloads now = downloadsOf(_setup.url);
+    if (givenUp || (now.begun == now.ended && now == before)) return;
+    before = now;
+  }
 }
 
 void Pipeline::_takeDown() {
