@@ -237,12 +237,26 @@ void Exchange::_fail(const platform::Error& error) {
     if (verdict.isHopeless) _item->giveUp();
   }
   _setBusy(false);  // before anybody can see the outcome
-  _sink->fail(isStatus && error.code < 600 ? static_cast<int>(error.code) : 502, error);
+  const auto timeline = _item->record().timeline();
+  if (!_delivery && _item->record().isLiveSegment(_request.path.url))
+    _passGap();
+  else if (timeline && timeline->live)
+    _sink->fail(kClasslessStatus, error);
+  else
+    _sink->fail(isStatus && error.code < 600 ? static_cast<int>(error.code) : 502, error);
   _close();
 }
 
+/// A live stream may lack a segment: the engine goes on behind one that is empty.
+void Exchange::_passGap() {
+  ResourceHead head;
+  head.length = 0;
+  _sink->begin(head);
+  _sink->finish();
+}
+
 void Exchange::cancel() {
-  _sink->fail(404, networkError(URLErrorCode::NetworkConnectionLost));
+  _sink->fail(kClasslessStatus, networkError(URLErrorCode::NetworkConnectionLost));
   _close();
 }
 

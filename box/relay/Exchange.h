@@ -66,6 +66,7 @@ class Exchange : public FetchObserver, public std::enable_shared_from_this<Excha
   BodyFlow _noting(BodyFlow flow);
   void _sourceEnded();
   void _fail(const platform::Error& error);
+  void _passGap();
   void _close();
   void _setBusy(bool busy);
 

@@ -122,6 +122,19 @@ std::optional<ItemRecord::Source> ItemRecord::_sourceOf(const std::string& url) 
   return std::nullopt;
 }
 
+bool ItemRecord::isLiveSegment(const std::string& url) const {
+  const std::lock_guard lock(_mutex);
+  return std::any_of(_timelines.begin(), _timelines.end(), [&](const auto& each) {
+    const MediaTimeline& timeline = *each.second.timeline;
+    if (!timeline.live) return false;
+    for (const auto& segment : timeline.segments)
+      if (segment.url == url) return true;
+    for (const SegmentRule& rule : timeline.rules)
+      if (rule.placeOf(url)) return true;
+    return false;
+  });
+}
+
 std::vector<RelayedRange> ItemRecord::ranges() const {
   const std::lock_guard lock(_mutex);
   std::vector<RelayedRange> ranges;

@@ -57,6 +57,8 @@ class ItemRecord {
   /// The media at `url` begin to come. True: from another server, or of another variant, than those
   /// before, and a new leg has begun. `isItself`: it is what the item's own URL names.
   bool noteSource(const std::string& url, bool isItself);
+  /// Of the picture, the sound or the texts of media that go on to come.
+  bool isLiveSegment(const std::string& url) const;
   /// The identifier of a new range, which grows from `begin`.
   std::uint64_t beginRange(std::string url, std::uint64_t begin,
                            std::optional<std::uint64_t> total);

@@ -98,8 +98,9 @@ struct RelayedRange {
   bool complete = false;                    ///< it has come to its end
 };
 
-/// One media item's way through the relay. Destroying it closes the way: its URL answers 404, its
-/// transfers are broken off, and its questions are nobody's any more.
+/// One media item's way through the relay. Destroying it closes the way: its URL answers nothing
+/// but that there is nothing, its transfers are broken off, and its questions are nobody's any
+/// more.
 ///
 /// Threads: any.
 class RelayItem {

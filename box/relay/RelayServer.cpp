@@ -145,7 +145,7 @@ void RelayServer::_answer(const EngineRequest& request, std::shared_ptr<Response
   if (request.method != "GET" && request.method != "HEAD") return refuse(*sink, 405);
   auto path = RelayPath::parse(request.target);
   const auto item = path ? _items->find(path->token) : nullptr;
-  if (!item || item->isShut()) return refuse(*sink, 404);
+  if (!item || item->isShut()) return refuse(*sink, kClasslessStatus);
   Exchange::start(item, sourcesFor(*item), requestOf(request, std::move(*path)), std::move(sink));
 }
 

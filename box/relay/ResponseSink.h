@@ -8,6 +8,10 @@
 
 namespace box {
 
+/// Of no class: at a status of those of clients and servers demuxers of live media may end the
+/// process (GStreamer 1.22).
+constexpr int kClasslessStatus = 600;
+
 /// Where the answer to an exchange goes. Threads: the relay's.
 class ResponseSink {
  public:

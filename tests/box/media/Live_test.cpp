@@ -31,5 +31,13 @@ TEST(Live, MediaWithDatesBeginAtThemAndShowNothingElse) {
   EXPECT_EQ(harness.frame()->time, 0);
 }
 
+TEST(Live, MediaMayLackASegment) {
+  EngineHarness harness;
+  harness.load(TestMedia::shared().url("live/gap.m3u8"));
+  ASSERT_TRUE(harness.until(
+      [&] { return harness.error() || (harness.frame() && harness.frame()->time > 6); }));
+  EXPECT_FALSE(harness.error()) << harness.error()->description();
+}
+
 }  // namespace
 }  // namespace testing_media

@@ -172,11 +172,14 @@ std::string TestMedia::_made(std::string_view name) const {
     if (name == each.name) std::ofstream(path) << each.content;
   if (name == "turned.mp4") _made("silent.mp4");
   if (name == "fragments_20s.mp4") _made("long.mp4");
-  if (name == "asks.m3u8") {
-    std::ifstream whole(_made("dated.m3u8"));
+  if (name == "asks.m3u8" || name == "live/gap.m3u8") {
+    std::ifstream whole(_made(name == "asks.m3u8" ? "dated.m3u8" : "programme.m3u8"));
     std::ofstream playlist(path);
     for (std::string line; std::getline(whole, line);)
-      playlist << (line == "dated1.ts" ? "x-demo://sender/" : "") << line << "\n";
+      playlist << (line == "dated1.ts"       ? "x-demo://sender/dated1.ts"
+                   : line == "programme5.ts" ? "none.ts"
+                                             : line)
+               << "\n";
   }
   if (name == "pictured.mkv") {
     // Subtitles as a disc has them; what is in them does not matter.

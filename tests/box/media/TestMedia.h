@@ -10,7 +10,8 @@ namespace testing_media {
 /// web server that serves them. Made once a process, on first use; gone at its end.
 ///
 /// Clips: all 3 seconds, 25 pictures a second, 320x180, unless their name says otherwise. Of
-/// "asks.m3u8" only a sender has the second one, at x-demo://sender/dated1.ts. What begins with
+/// "asks.m3u8" only a sender has the second one, at x-demo://sender/dated1.ts; of "live/gap.m3u8"
+/// nobody has the sixth. What begins with
 /// "encrypted" or "fragmented" is what tests/support/make_encrypted_media says.
 class TestMedia {
  public:

@@ -161,6 +161,27 @@ TEST(RelayFaults, OfConnectionsAreNotTriedAgain) {
   }
 }
 
+TEST(RelayFaults, OfLiveSegmentsAreGaps) {
+  for (const bool isLive : {false, true}) {
+    SCOPED_TRACE(isLive);
+    ScriptedServer server;
+    server.script("/a.m3u8", {{sized(std::string("#EXTM3U\n#EXTINF:1,\nmissing.ts\n") +
+                                     (isLive ? "" : "#EXT-X-ENDLIST\n"))}});
+    LoopbackRelay relay({}, shortBounds());
+    RelayItemSetup setup;
+    setup.url = server.url("/a.m3u8");
+    const auto item = relay.open(setup, nullptr);
+    Client client;
+    EXPECT_EQ(client.get(item->url()).status, 200);
+    const Reply segment = client.get(item->urlFor(server.url("/missing.ts")));
+    EXPECT_EQ(segment.status, isLive ? 200 : 404);
+    EXPECT_EQ(segment.body, "");
+    EXPECT_EQ(item->failure()->code, 404);
+    EXPECT_EQ(client.get(item->urlFor(server.url("/map.mp4"))).status,
+              isLive ? kClasslessStatus : 404);
+  }
+}
+
 // A failure is forgotten when media flow again, and a number of an hour's length passes unharmed.
 TEST(RelayFaults, AreForgottenOnceMediaPass) {
   ScriptedServer server;
