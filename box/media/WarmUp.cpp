@@ -10,6 +10,7 @@
 #include "box/media/GstRef.h"
 #include "box/media/ResponseStreams.h"
 #include "box/media/TextStream.h"
+#include "box/media/TransferTasks.h"
 #include "platform/foundation/TVSLogger.h"
 
 namespace box {
@@ -46,6 +47,7 @@ void bringUp() {
   registerClearKeyDecryptor();
   registerTextStream();
   mendResponseStreams();
+  mendTransferTasks();
   for (const char* name : kCommonElements) load(name);
   if (GstPlugin* types = gst_plugin_load_by_name("typefindfunctions")) gst_object_unref(types);
   if (const auto sink = AudioDevice().open()) gst_element_set_state(sink.get(), GST_STATE_NULL);
