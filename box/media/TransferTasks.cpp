@@ -58,10 +58,11 @@ class Messages {
 void endWhole(GObject* object) {
   auto* const task = G_TASK(object);
   GCancellable* const cancellable = g_task_get_cancellable(task);
+  // One reference is the task's; a library that is mended itself has let go of the other.
+  const bool isHeld = cancellable && g_atomic_int_get(&G_OBJECT(cancellable)->ref_count) > 1;
   const bool isDownload =
-      cancellable && !g_task_get_source_object(task) && Messages::shared().belongTo(task);
+      isHeld && !g_task_get_source_object(task) && Messages::shared().belongTo(task);
   libraryEnd.load()(object);
-  // What it was made with.
   if (isDownload) g_object_unref(cancellable);
 }
 
