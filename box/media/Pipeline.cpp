@@ -225,7 +225,7 @@ PlaybackStatistics Pipeline::statistics() const {
 void Pipeline::_noteLeg() {
   PlaybackStatistics statistics = this->statistics();
   const std::lock_guard lock(_mutex);
-  _legs.push_back(std::move(statistics));
+  _legs.push_back(statistics);
   if (_legs.size() >= RelayItem::kMostLegs) _legs.erase(_legs.begin());
 }
 
@@ -233,7 +233,7 @@ std::vector<PlaybackStatistics> Pipeline::statisticsOfLegs() const {
   PlaybackStatistics statistics = this->statistics();
   const std::lock_guard lock(_mutex);
   std::vector<PlaybackStatistics> result = _legs;
-  result.push_back(std::move(statistics));
+  result.push_back(statistics);
   return result;
 }
 

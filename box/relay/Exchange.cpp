@@ -173,7 +173,7 @@ void Exchange::_answered(RelayAnswer answer) {
 
 void Exchange::_answeredData(RelayAnswer answer) {
   static const auto nothing = std::make_shared<const platform::Bytes>();
-  const auto data = answer.data ? std::move(answer.data) : nothing;
+  const auto data = answer.data ? answer.data : nothing;
   ResourceHead head;
   head.url = _url;
   head.status = answer.statusCode == 206 ? 206 : 200;
