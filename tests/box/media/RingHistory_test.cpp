@@ -115,6 +115,9 @@ TEST(RingHistory, EndsAheadAndFailsBehindWhereTheSourceCannotMove) {
 
 // 34 MB a second.
 TEST(RingHistory, ShowsWhatHasBeenPlayedAsItWas) {
+#ifdef __SANITIZE_THREAD__
+  GTEST_SKIP() << "the tool takes minutes over the ring's bytes; those above are all it could see";
+#endif
   EngineHarness harness;
   platform::MediaLoad load;
   load.playing = false;
