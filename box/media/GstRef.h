@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <string_view>
 
 #include <gst/gst.h>
 
@@ -27,5 +28,11 @@ struct GstRelease {
 
 template <typename T>
 using GstRef = std::unique_ptr<T, GstRelease>;
+
+/// Whether the factory of that name made `element`.
+inline bool isMadeBy(GstElement* element, std::string_view name) {
+  GstElementFactory* const factory = gst_element_get_factory(element);
+  return factory && name == GST_OBJECT_NAME(factory);
+}
 
 }  // namespace box

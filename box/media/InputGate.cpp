@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <memory>
 #include <mutex>
-#include <string_view>
 #include <vector>
 
 #include "box/media/GstRef.h"
@@ -127,8 +126,7 @@ void onPadRemoved(GstElement*, GstPad* pad, gpointer gate) {
 }
 
 void gateIfDecodebin(GstElement* element) {
-  GstElementFactory* const factory = gst_element_get_factory(element);
-  if (factory && std::string_view(GST_OBJECT_NAME(factory)) == "decodebin3") gateInputsOf(element);
+  if (isMadeBy(element, "decodebin3")) gateInputsOf(element);
 }
 
 void onElementAdded(GstBin*, GstBin*, GstElement* element, gpointer) { gateIfDecodebin(element); }

@@ -1,7 +1,6 @@
 #include "box/media/MatroskaTexts.h"
 
 #include <memory>
-#include <string_view>
 
 #include "box/media/DemuxerTap.h"
 #include "box/media/GstRef.h"
@@ -51,8 +50,7 @@ class MatroskaTap final : public DemuxerTap {
 };
 
 void onElement(GstBin*, GstBin*, GstElement* element, gpointer) {
-  const GstElementFactory* factory = gst_element_get_factory(element);
-  if (!factory || std::string_view(GST_OBJECT_NAME(factory)) != "matroskademux") return;
+  if (!isMadeBy(element, "matroskademux")) return;
   const GstRef<GstPad> pad(gst_element_get_static_pad(element, "sink"));
   if (!pad) return;
   auto tap = std::make_unique<MatroskaTap>();

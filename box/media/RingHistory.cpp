@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <atomic>
 #include <optional>
-#include <string_view>
 #include <utility>
 
 #include "box/media/GstRef.h"
@@ -205,8 +204,7 @@ GstPadProbeReturn onFlush(GstPad*, GstPadProbeInfo* info, gpointer data) {
 }
 
 void onElementAdded(GstBin*, GstBin*, GstElement* element, gpointer) {
-  GstElementFactory* const factory = gst_element_get_factory(element);
-  if (factory && std::string_view(GST_OBJECT_NAME(factory)) == "queue2") watchRing(element);
+  if (isMadeBy(element, "queue2")) watchRing(element);
 }
 
 }  // namespace

@@ -1,14 +1,9 @@
 #include "box/media/StartOrder.h"
 
-#include <string_view>
+#include "box/media/GstRef.h"
 
 namespace box {
 namespace {
-
-bool isMadeBy(GstElement* element, std::string_view name) {
-  GstElementFactory* const factory = gst_element_get_factory(element);
-  return factory && name == GST_OBJECT_NAME(factory);
-}
 
 /// On the thread that changes the state, between the making of a source and its start.
 void onElementAdded(GstBin*, GstBin* parent, GstElement* element, gpointer) {

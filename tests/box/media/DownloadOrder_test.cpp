@@ -31,13 +31,9 @@ struct SlowDownloads {
   }
 
   static void onElementAdded(GstBin*, GstBin* parent, GstElement* element, gpointer self) {
-    const auto isMadeBy = [](gpointer made, const char* name) {
-      GstElementFactory* const factory = gst_element_get_factory(GST_ELEMENT(made));
-      return factory && g_str_equal(GST_OBJECT_NAME(factory), name);
-    };
     if (isMadeBy(element, "hlsdemux2"))
       g_signal_connect(element, "pad-added", G_CALLBACK(onPadAdded), self);
-    if (!isMadeBy(parent, "hlsdemux2") || !isMadeBy(element, "parsebin")) return;
+    if (!isMadeBy(GST_ELEMENT(parent), "hlsdemux2") || !isMadeBy(element, "parsebin")) return;
     const GstRef<GstPad> input(gst_element_get_static_pad(element, "sink"));
     gst_pad_add_probe(input.get(), GST_PAD_PROBE_TYPE_EVENT_FLUSH, onRestart, self, nullptr);
   }

@@ -28,10 +28,8 @@ struct Observation {
         elements,
         [](const GValue* value, gpointer self) {
           auto* const element = GST_ELEMENT(g_value_get_object(value));
-          GstElementFactory* const factory = gst_element_get_factory(element);
           auto& least = static_cast<Observation*>(self)->lowest;
-          if (factory && std::string(GST_OBJECT_NAME(factory)) == "decodebin3")
-            least = std::min<int>(least, GST_STATE(element));
+          if (isMadeBy(element, "decodebin3")) least = std::min<int>(least, GST_STATE(element));
         },
         data);
     gst_iterator_free(elements);
