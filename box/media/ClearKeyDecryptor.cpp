@@ -327,28 +327,4 @@ void offerContentKeys(GstElement* pipeline, std::shared_ptr<ContentKeys> keys) {
   gst_context_unref(context);
 }
 
-bool losesDecryptionBySeeks(GstElement* pipeline) {
-  struct Found {
-    bool decryptor = false;
-    bool fetches = false;
-  } found;
-  GstIterator* const elements = gst_bin_iterate_recurse(GST_BIN(pipeline));
-  gst_iterator_foreach(
-      elements,
-      [](const GValue* value, gpointer data) {
-        auto* const element = GST_ELEMENT(g_value_get_object(value));
-        auto& all = *static_cast<Found*>(data);
-        GstElementFactory* const factory = gst_element_get_factory(element);
-        if (!factory) return;
-        const std::string_view name = GST_OBJECT_NAME(factory);
-        all.decryptor = all.decryptor || name == kElementName;
-        if (name != "qtdemux") return;
-        const GstRef<GstPad> pad(gst_element_get_static_pad(element, "sink"));
-        all.fetches = all.fetches || (pad && GST_PAD_MODE(pad.get()) == GST_PAD_MODE_PULL);
-      },
-      &found);
-  gst_iterator_free(elements);
-  return found.decryptor && found.fetches;
-}
-
 }  // namespace box

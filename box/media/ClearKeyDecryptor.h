@@ -25,9 +25,4 @@ void registerClearKeyDecryptor();
 /// Lets the decryptors in `pipeline`, those that are still to come too, ask `keys`.
 void offerContentKeys(GstElement* pipeline, std::shared_ptr<ContentKeys> keys);
 
-/// Whether `pipeline` decrypts what a demuxer fetches by itself, which qtdemux (1.22) can do from
-/// the beginning only: it forgets the initialisation vectors of whatever it has read past, and
-/// finds none after a seek back. In DASH it is fed, and reads them anew.
-bool losesDecryptionBySeeks(GstElement* pipeline);
-
 }  // namespace box

@@ -35,4 +35,12 @@ inline bool isMadeBy(GstElement* element, std::string_view name) {
   return factory && name == GST_OBJECT_NAME(factory);
 }
 
+/// Whether the class of `element`, such as "Codec/Demuxer/Adaptive", contains `word`.
+inline bool isOfClass(GstElement* element, std::string_view word) {
+  GstElementFactory* const factory = gst_element_get_factory(element);
+  const char* const name =
+      factory ? gst_element_factory_get_metadata(factory, GST_ELEMENT_METADATA_KLASS) : nullptr;
+  return name && std::string_view(name).find(word) != std::string_view::npos;
+}
+
 }  // namespace box

@@ -4,25 +4,17 @@
 #include <utility>
 
 #include "box/media/ClearKeyDecryptor.h"
-#include "box/media/DownloadOrder.h"
-#include "box/media/GrowingDuration.h"
-#include "box/media/InputGate.h"
 #include "box/media/MatroskaTexts.h"
-#include "box/media/RingHistory.h"
 #include "box/media/SeekShortcut.h"
-#include "box/media/SourceSessions.h"
-#include "box/media/StartOrder.h"
 #include "box/media/TextStream.h"
 #include "box/media/WarmUp.h"
 #include "box/media/WorkerThreads.h"
+#include "box/media/workarounds/Workarounds.h"
 
 namespace box {
 namespace {
 
 constexpr auto kPredecessorLimit = std::chrono::seconds(1);
-/// A demuxer tries on when nothing comes any more, three times, 10 ms after each other.
-constexpr GstClockTime kDownloadsPause = 25 * GST_MSECOND;
-constexpr int kMostDownloadsPauses = 10;
 /// Sources are given time to notice by themselves that nothing comes: one that is stopped while it
 /// hears of it may crash (libsoup 3.2).
 constexpr auto kLastWords = std::chrono::milliseconds(500);
@@ -296,12 +288,8 @@ bool Pipeline::_build() {
   // With a ring, demuxers may jump about in what comes over HTTP: indexes and ends are found, and
   // seeks are exact, as in a file.
   g_object_set(playbin, "ring-buffer-max-size", kRingBytes, nullptr);
-  watchRingsOf(playbin);
-  startDecodersFirst(playbin);
-  takeDownloadsBeforeFlush(playbin);
-  gateInputsOfDecodebin(playbin);
+  Workarounds::shared().installForPlaybin(playbin);
   takeSeekShortcuts(playbin);
-  tellGrowingDurations(playbin);
   tellMatroskaTexts(playbin);
   if (_contentKeys) offerContentKeys(playbin, _contentKeys);
   g_signal_connect(playbin, "source-setup", G_CALLBACK(_onSourceSetup), this);
@@ -352,27 +340,17 @@ void Pipeline::_loop() {
 void Pipeline::_letGo() {
   if (_contentKeys) _contentKeys->close();
   _alternates.stop();
-  mendSourceSessions();
-  _endDownloads();
+  _prepareStop();
   if (_playbin) gst_element_set_state(_playbin.get(), GST_STATE_NULL);
   // It is open even where nothing has come to play on it.
   if (_sound && _sound->element()) gst_element_set_state(_sound->element(), GST_STATE_NULL);
 }
 
-/// A demuxer of playlists that is stopped within a download leaves it behind for good, with its
-/// connection and two more descriptors (GStreamer 1.22). So downloads end first, and it gives up.
-void Pipeline::_endDownloads() {
+void Pipeline::_prepareStop() {
   const auto& item = _setup.relayItem;
   if (_failed || !_playbin || !item || !item->timeline()) return;
-  Downloads before = downloadsOf(_setup.url);
-  item->close();
-  for (int pause = 0; pause < kMostDownloadsPauses; ++pause) {
-    const GstRef<GstMessage> givenUp(
-        gst_bus_timed_pop_filtered(_bus.get(), kDownloadsPause, GST_MESSAGE_ERROR));
-    const Downloads now = downloadsOf(_setup.url);
-    if (givenUp || (now.begun == now.ended && now == before)) return;
-    before = now;
-  }
+  Workarounds::shared().prepareStop(
+      {.bus = _bus.get(), .url = _setup.url, .endRequests = [&item] { item->close(); }});
 }
 
 void Pipeline::_takeDown() {

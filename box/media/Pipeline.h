@@ -132,7 +132,8 @@ class Pipeline : public std::enable_shared_from_this<Pipeline> {
   void _run(const std::shared_ptr<Pipeline>& predecessor);
   bool _build();
   void _loop();
-  void _endDownloads();
+  /// Before the playbin goes to NULL.
+  void _prepareStop();
   void _letGo();
   void _takeDown();
   void _waitUntilClosed(platform::Duration limit);

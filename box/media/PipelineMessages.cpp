@@ -3,10 +3,9 @@
 #include <utility>
 
 #include "box/media/Chapters.h"
-#include "box/media/ClearKeyDecryptor.h"
 #include "box/media/MatroskaTexts.h"
 #include "box/media/Pipeline.h"
-#include "box/media/SilentDemuxers.h"
+#include "box/media/workarounds/Workarounds.h"
 #include "platform/foundation/TVSLogger.h"
 
 namespace box {
@@ -255,7 +254,8 @@ void Pipeline::_handleDeadline() {
   }
   if (_lookAt && *_lookAt <= now) {
     _lookAt.reset();
-    if (!_failed && !_prerolled && !_collection && hasDemuxerWithoutResult(_playbin.get()))
+    if (!_failed && !_prerolled && !_collection &&
+        Workarounds::shared().hasLostError(_playbin.get()))
       _fail(_relayFailure().value_or(silenceError()));
     return;
   }
@@ -301,7 +301,7 @@ void Pipeline::_refreshFacts() {
     gint64 end = -1;
     gst_query_parse_seeking(seeking.get(), nullptr, &seekable, &start, &end);
     if (end < 0) end = duration;
-    if (_contentKeys && losesDecryptionBySeeks(_playbin.get())) seekable = FALSE;
+    if (Workarounds::shared().losesMediaBySeeks(_playbin.get())) seekable = FALSE;
     if (seekable && start >= 0 && end >= start)
       _facts.seekable.push_back({secondsOf(start), secondsOf(end - start)});
   }

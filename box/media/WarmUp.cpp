@@ -8,9 +8,8 @@
 #include "box/media/AudioDevice.h"
 #include "box/media/ClearKeyDecryptor.h"
 #include "box/media/GstRef.h"
-#include "box/media/ResponseStreams.h"
 #include "box/media/TextStream.h"
-#include "box/media/TransferTasks.h"
+#include "box/media/workarounds/Workarounds.h"
 #include "platform/foundation/TVSLogger.h"
 
 namespace box {
@@ -46,8 +45,7 @@ void bringUp() {
   }
   registerClearKeyDecryptor();
   registerTextStream();
-  mendResponseStreams();
-  mendTransferTasks();
+  Workarounds::shared().installForProcess();
   for (const char* name : kCommonElements) load(name);
   if (GstPlugin* types = gst_plugin_load_by_name("typefindfunctions")) gst_object_unref(types);
   if (const auto sink = AudioDevice().open()) gst_element_set_state(sink.get(), GST_STATE_NULL);

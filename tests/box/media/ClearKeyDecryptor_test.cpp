@@ -12,9 +12,9 @@
 #include <gtest/gtest.h>
 
 #include "box/media/GstRef.h"
-#include "box/media/InputGate.h"
 #include "box/media/RelayContentKeys.h"
 #include "box/media/WarmUp.h"
+#include "box/media/workarounds/Workarounds.h"
 #include "tests/box/media/TestMedia.h"
 
 namespace testing_media {
@@ -84,7 +84,7 @@ class Playback {
     decodedSum = 0;
     g_object_set(_player.get(), "uri", url.c_str(), "video-sink", _sink(), "audio-sink", _sink(),
                  nullptr);
-    box::gateInputsOfDecodebin(_player.get());
+    box::Workarounds::shared().installForPlaybin(_player.get());
     box::offerContentKeys(_player.get(), std::move(keys));
     gst_element_set_state(_player.get(), GST_STATE_PLAYING);
   }

@@ -1,19 +1,18 @@
-#include "box/media/GrowingDuration.h"
-
 #include <gtest/gtest.h>
 
 #include "box/media/GstRef.h"
 #include "box/media/WarmUp.h"
+#include "box/media/workarounds/Workarounds.h"
 #include "tests/box/media/TestMedia.h"
 
 namespace testing_media {
 namespace {
 
-TEST(GrowingDuration, IsToldOfTheLastFragment) {
+TEST(QtdemuxGrowingDuration, LengthOfTheLastFragmentIsPosted) {
   box::warmUpMedia();
   TestMedia::shared().url("fragments_20s.mp4");
   const box::GstRef<GstElement> pipeline(GST_ELEMENT(gst_object_ref_sink(gst_pipeline_new({}))));
-  box::tellGrowingDurations(pipeline.get());
+  box::Workarounds::shared().installForPlaybin(pipeline.get());
   GstElement* const media = gst_parse_bin_from_description(
       ("filesrc location=" + TestMedia::shared().path("fragments_20s.mp4") +
        " ! qtdemux name=d  d.video_0 ! queue ! fakesink  d.audio_0 ! queue ! fakesink")

@@ -1,5 +1,3 @@
-#include "box/media/DownloadOrder.h"
-
 #include <atomic>
 #include <future>
 #include <memory>
@@ -9,6 +7,7 @@
 
 #include "box/media/GstRef.h"
 #include "box/media/WarmUp.h"
+#include "box/media/workarounds/Workarounds.h"
 #include "tests/box/media/TestMedia.h"
 
 namespace box {
@@ -16,8 +15,8 @@ namespace {
 
 using testing_media::TestMedia;
 
-/// The thread of the downloads of `playbin`, kept from taking what the first seek hands it until
-/// the second one has given it up. Where the second waits for it, that is not to be.
+/// Keeps the download thread of `playbin` from taking what the first seek hands to it until the
+/// second seek has flushed, or a bound has passed.
 struct SlowDownloads {
   static constexpr auto kLimit = std::chrono::milliseconds(100);
   std::atomic<GMainContext*> context = nullptr;
@@ -58,7 +57,7 @@ struct SlowDownloads {
     static_cast<SlowDownloads*>(self)->givenUp.get_future().wait_for(kLimit);
     return G_SOURCE_REMOVE;
   }
-  /// The demuxer begins anew, and does so to the end before another seek gets at it.
+  /// The demuxer restarts, and holds off another seek until that is done.
   static GstPadProbeReturn onRestart(GstPad*, GstPadProbeInfo*, gpointer self) {
     static_cast<SlowDownloads*>(self)->begun.set_value();
     return GST_PAD_PROBE_REMOVE;
@@ -71,8 +70,8 @@ struct SlowDownloads {
   }
 };
 
-// Whether one that comes too late ends the process is a race; whether it does is none.
-TEST(DownloadOrder, ASeekGivesUpWhatHasNotBegunYet) {
+// Whether a late cancellation ends the process is a race. Whether it is late is not.
+TEST(AdaptiveLostCancel, ASeekWaitsUntilEarlierDownloadsAreTaken) {
   warmUpMedia();
   GstElement* const made = gst_element_factory_make("playbin3", nullptr);
   ASSERT_NE(made, nullptr);
@@ -80,9 +79,9 @@ TEST(DownloadOrder, ASeekGivesUpWhatHasNotBegunYet) {
   g_object_set(made, "uri", TestMedia::shared().url("dated.m3u8").c_str(), "video-sink",
                gst_element_factory_make("fakesink", nullptr), "audio-sink",
                gst_element_factory_make("fakesink", nullptr), nullptr);
-  takeDownloadsBeforeFlush(made);
+  Workarounds::shared().installForPlaybin(made);
   SlowDownloads slow(made);
-  g_type_class_ref(SOUP_TYPE_SESSION);  // signals are there once it is
+  g_type_class_ref(SOUP_TYPE_SESSION);  // the signals exist once the class does
   const guint signal = g_signal_lookup("request-queued", SOUP_TYPE_SESSION);
   const gulong hook =
       g_signal_add_emission_hook(signal, 0, SlowDownloads::onQueued, &slow, nullptr);

@@ -1,5 +1,3 @@
-#include "box/media/StartOrder.h"
-
 #include <algorithm>
 #include <atomic>
 #include <string>
@@ -8,6 +6,7 @@
 
 #include "box/media/GstRef.h"
 #include "box/media/WarmUp.h"
+#include "box/media/workarounds/Workarounds.h"
 #include "tests/box/media/TestMedia.h"
 
 namespace box {
@@ -15,7 +14,7 @@ namespace {
 
 using testing_media::TestMedia;
 
-/// The lowest state of a decodebin3 at the moments when the sources of `playbin` began.
+/// The lowest state of any decodebin3 when a source of the playbin was set up.
 struct Observation {
   std::atomic<int> starts = 0;
   std::atomic<int> lowest = GST_STATE_PLAYING;
@@ -36,8 +35,8 @@ struct Observation {
   }
 };
 
-// Whether one that is not ready loses what comes is a race; whether it is ready is none.
-TEST(StartOrder, NoSourceBeginsBeforeItsDecodersAreReady) {
+// Whether a decodebin3 that is not ready loses data is a race. Whether it is ready is not.
+TEST(Decodebin3StartOrder, NoSourceStartsBeforeItsDecodebinIsReady) {
   warmUpMedia();
   GstElement* const made = gst_element_factory_make("playbin3", nullptr);
   ASSERT_NE(made, nullptr);
@@ -45,7 +44,7 @@ TEST(StartOrder, NoSourceBeginsBeforeItsDecodersAreReady) {
   g_object_set(made, "uri", TestMedia::shared().fileURL("clip.mp4").c_str(), "video-sink",
                gst_element_factory_make("fakesink", nullptr), "audio-sink",
                gst_element_factory_make("fakesink", nullptr), nullptr);
-  startDecodersFirst(made);
+  Workarounds::shared().installForPlaybin(made);
   Observation observation;
   g_signal_connect(made, "source-setup", G_CALLBACK(Observation::onSourceSetup), &observation);
   // The second time as after a change of the audio device.

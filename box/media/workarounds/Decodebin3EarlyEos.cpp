@@ -1,4 +1,4 @@
-#include "box/media/InputGate.h"
+#include "box/media/workarounds/Decodebin3EarlyEos.h"
 
 #include <algorithm>
 #include <memory>
@@ -10,55 +10,55 @@
 namespace box {
 namespace {
 
-struct Input {
-  explicit Input(GstPad* thePad) : identity(thePad) { g_weak_ref_init(&pad, thePad); }
-  ~Input() { g_weak_ref_clear(&pad); }
-  Input(const Input&) = delete;
-  Input& operator=(const Input&) = delete;
+struct GateInput {
+  explicit GateInput(GstPad* thePad) : identity(thePad) { g_weak_ref_init(&pad, thePad); }
+  ~GateInput() { g_weak_ref_clear(&pad); }
+  GateInput(const GateInput&) = delete;
+  GateInput& operator=(const GateInput&) = delete;
 
   const void* const identity;
   GWeakRef pad;
   gulong probe = 0;
-  bool begun = false;    // its first buffer has come
-  bool passed = false;   // and gone all the way, or there is none
-  bool waiting = false;  // its end of stream is held
+  bool begun = false;    // the first buffer has arrived
+  bool passed = false;   // the first buffer has gone through, or there is none
+  bool waiting = false;  // the EOS event is blocked
 };
 
-/// A pad that waits no longer, and what holds it.
-struct Release {
+/// A pad that need not wait any more, and the probe that blocks it.
+struct BlockedPad {
   GstRef<GstPad> pad;
   gulong probe;
 };
 
-void release(const std::vector<Release>& waiting) {
-  for (const Release& each : waiting) gst_pad_remove_probe(each.pad.get(), each.probe);
+void unblock(const std::vector<BlockedPad>& waiting) {
+  for (const BlockedPad& each : waiting) gst_pad_remove_probe(each.pad.get(), each.probe);
 }
 
-class Gate {
+class EosGate {
  public:
-  std::shared_ptr<Input> add(GstPad* pad) {
+  std::shared_ptr<GateInput> add(GstPad* pad) {
     const std::lock_guard lock(_mutex);
-    return _inputs.emplace_back(std::make_shared<Input>(pad));
+    return _inputs.emplace_back(std::make_shared<GateInput>(pad));
   }
   void remove(GstPad* pad) {
-    std::vector<Release> released;
+    std::vector<BlockedPad> released;
     {
       const std::lock_guard lock(_mutex);
       std::erase_if(_inputs, [&](const auto& input) { return input->identity == pad; });
       released = _takeReleased();
     }
-    release(released);
+    unblock(released);
   }
-  void setProbe(Input& input, gulong probe) {
+  void setProbe(GateInput& input, gulong probe) {
     const std::lock_guard lock(_mutex);
     input.probe = probe;
   }
 
-  GstPadProbeReturn handle(Input& input, const GstPadProbeInfo& info) {
+  GstPadProbeReturn handle(GateInput& input, const GstPadProbeInfo& info) {
     const bool isBuffer = info.type & (GST_PAD_PROBE_TYPE_BUFFER | GST_PAD_PROBE_TYPE_BUFFER_LIST);
     const bool isEnd =
         !isBuffer && GST_EVENT_TYPE(GST_PAD_PROBE_INFO_EVENT(&info)) == GST_EVENT_EOS;
-    std::vector<Release> released;
+    std::vector<BlockedPad> released;
     bool open = false;
     bool passed = false;
     {
@@ -71,18 +71,18 @@ class Gate {
       passed = input.passed;
       input.waiting = isEnd && !open;
     }
-    release(released);
+    unblock(released);
     if (isEnd && !open) return GST_PAD_PROBE_OK;  // blocks
     return open && passed ? GST_PAD_PROBE_REMOVE : GST_PAD_PROBE_PASS;
   }
 
  private:
-  bool _othersHavePassed(const Input& input) const {
+  bool _othersHavePassed(const GateInput& input) const {
     return std::all_of(_inputs.begin(), _inputs.end(),
                        [&](const auto& other) { return other.get() == &input || other->passed; });
   }
-  std::vector<Release> _takeReleased() {
-    std::vector<Release> released;
+  std::vector<BlockedPad> _takeReleased() {
+    std::vector<BlockedPad> released;
     for (const auto& each : _inputs) {
       if (!each->waiting || !_othersHavePassed(*each)) continue;
       each->waiting = false;
@@ -93,68 +93,69 @@ class Gate {
   }
 
   std::mutex _mutex;
-  std::vector<std::shared_ptr<Input>> _inputs;
+  std::vector<std::shared_ptr<GateInput>> _inputs;
 };
 
-using GatePointer = std::shared_ptr<Gate>;
+using GatePointer = std::shared_ptr<EosGate>;
 
-struct Watch {
+struct GateWatch {
   GatePointer gate;
-  std::shared_ptr<Input> input;
+  std::shared_ptr<GateInput> input;
 };
 
-GstPadProbeReturn onItem(GstPad*, GstPadProbeInfo* info, gpointer data) {
-  const auto* const watch = static_cast<Watch*>(data);
+GstPadProbeReturn handleItem(GstPad*, GstPadProbeInfo* info, gpointer data) {
+  const auto* const watch = static_cast<GateWatch*>(data);
   return watch->gate->handle(*watch->input, *info);
 }
 
-void watchPad(GstPad* pad, const GatePointer& gate) {
+void gatePad(GstPad* pad, const GatePointer& gate) {
   if (!GST_PAD_IS_SINK(pad)) return;
-  auto* const watch = new Watch{gate, gate->add(pad)};
+  auto* const watch = new GateWatch{gate, gate->add(pad)};
   const auto input = watch->input;
-  const gulong probe = gst_pad_add_probe(pad, GST_PAD_PROBE_TYPE_BLOCK_DOWNSTREAM, onItem, watch,
-                                         [](gpointer data) { delete static_cast<Watch*>(data); });
+  const gulong probe =
+      gst_pad_add_probe(pad, GST_PAD_PROBE_TYPE_BLOCK_DOWNSTREAM, handleItem, watch,
+                        [](gpointer data) { delete static_cast<GateWatch*>(data); });
   gate->setProbe(*input, probe);
 }
 
-void onPadAdded(GstElement*, GstPad* pad, gpointer gate) {
-  watchPad(pad, *static_cast<GatePointer*>(gate));
+void gateAddedPad(GstElement*, GstPad* pad, gpointer gate) {
+  gatePad(pad, *static_cast<GatePointer*>(gate));
 }
 
-void onPadRemoved(GstElement*, GstPad* pad, gpointer gate) {
+void forgetRemovedPad(GstElement*, GstPad* pad, gpointer gate) {
   (*static_cast<GatePointer*>(gate))->remove(pad);
 }
 
 void gateIfDecodebin(GstElement* element) {
-  if (isMadeBy(element, "decodebin3")) gateInputsOf(element);
+  if (isMadeBy(element, "decodebin3")) holdEarlyEos(element);
 }
 
-void onElementAdded(GstBin*, GstBin*, GstElement* element, gpointer) { gateIfDecodebin(element); }
+void gateAddedElement(GstBin*, GstBin*, GstElement* element, gpointer) { gateIfDecodebin(element); }
 
 }  // namespace
 
-void gateInputsOf(GstElement* element) {
-  const auto gate = std::make_shared<Gate>();
-  // With the signals lives the gate.
+void holdEarlyEos(GstElement* element) {
+  const auto gate = std::make_shared<EosGate>();
+  // The handlers own the gate.
   const auto connect = [&](const char* signal, GCallback handler) {
     g_signal_connect_data(
         element, signal, handler, new GatePointer(gate),
         [](gpointer data, GClosure*) { delete static_cast<GatePointer*>(data); }, GConnectFlags(0));
   };
-  connect("pad-added", G_CALLBACK(onPadAdded));
-  connect("pad-removed", G_CALLBACK(onPadRemoved));
+  connect("pad-added", G_CALLBACK(gateAddedPad));
+  connect("pad-removed", G_CALLBACK(forgetRemovedPad));
   gst_element_foreach_sink_pad(
       element,
       [](GstElement*, GstPad* pad, gpointer data) -> gboolean {
-        watchPad(pad, *static_cast<const GatePointer*>(data));
+        gatePad(pad, *static_cast<const GatePointer*>(data));
         return TRUE;
       },
       const_cast<GatePointer*>(&gate));
 }
 
-void gateInputsOfDecodebin(GstElement* playbin) {
-  // Whether it is made with the playbin or when that starts is the library's choice.
-  g_signal_connect(playbin, "deep-element-added", G_CALLBACK(onElementAdded), nullptr);
+void installDecodebin3EarlyEos(GstElement* playbin) {
+  // The decodebin3 may be made with the playbin or when that starts.
+  g_signal_connect(playbin, "deep-element-added", G_CALLBACK(gateAddedElement), nullptr);
   GstIterator* const elements = gst_bin_iterate_recurse(GST_BIN(playbin));
   gst_iterator_foreach(
       elements,

@@ -8,7 +8,7 @@
 namespace testing_media {
 namespace {
 
-TEST(SourceSessions, GiveBackAllTheyHoldOnceOneHasPlayed) {
+TEST(SoupSessionLeak, SessionsAreFreedCompletely) {
   EngineHarness harness;
   harness.load(TestMedia::shared().url("clip.mp4"));
   ASSERT_TRUE(harness.untilTold("ready"));

@@ -1,4 +1,4 @@
-#include "box/media/InputGate.h"
+#include "box/media/workarounds/Decodebin3EarlyEos.h"
 
 #include <chrono>
 #include <mutex>
@@ -10,6 +10,7 @@
 
 #include "box/media/GstRef.h"
 #include "box/media/WarmUp.h"
+#include "box/media/workarounds/Workarounds.h"
 
 namespace box {
 namespace {
@@ -17,23 +18,23 @@ namespace {
 constexpr auto kPatience = std::chrono::seconds(10);
 
 /// An element with two gated inputs, each fed by a pad of the test's; what comes through is noted.
-class InputGate : public testing::Test {
+class Decodebin3EarlyEos : public testing::Test {
  protected:
   struct Feed {
     GstRef<GstPad> source;
     GstRef<GstPad> sink;
   };
 
-  InputGate() {
+  Decodebin3EarlyEos() {
     warmUpMedia();
     element.reset(
         GST_ELEMENT(gst_object_ref_sink(gst_element_factory_make("multiqueue", nullptr))));
-    gateInputsOf(element.get());
+    holdEarlyEos(element.get());
     first = makeFeed('a');
     second = makeFeed('b');
     gst_element_set_state(element.get(), GST_STATE_PAUSED);
   }
-  ~InputGate() override {
+  ~Decodebin3EarlyEos() override {
     gst_element_set_state(element.get(), GST_STATE_NULL);
     if (held.joinable()) held.join();
   }
@@ -44,7 +45,7 @@ class InputGate : public testing::Test {
               GstRef<GstPad>(gst_element_request_pad_simple(element.get(), "sink_%u"))};
     // After the gate's own, so that it sees only what that lets through.
     struct Note {
-      InputGate* test;
+      Decodebin3EarlyEos* test;
       char name;
     };
     gst_pad_add_probe(
@@ -93,7 +94,7 @@ class InputGate : public testing::Test {
   std::string passed;
 };
 
-TEST_F(InputGate, AnEndWaitsUntilTheOthersFirstBufferHasGoneThrough) {
+TEST_F(Decodebin3EarlyEos, AnEndWaitsUntilTheOthersFirstBufferHasGoneThrough) {
   pushBuffer(first);
   pushEndThatIsHeld(first);
   pushBuffer(second);
@@ -105,7 +106,7 @@ TEST_F(InputGate, AnEndWaitsUntilTheOthersFirstBufferHasGoneThrough) {
   EXPECT_EQ(log().back(), 'B');
 }
 
-TEST_F(InputGate, AnEndWaitsForAnEndWithoutBuffers) {
+TEST_F(Decodebin3EarlyEos, AnEndWaitsForAnEndWithoutBuffers) {
   pushBuffer(first);
   pushEndThatIsHeld(first);
   pushEnd(second);
@@ -113,7 +114,7 @@ TEST_F(InputGate, AnEndWaitsForAnEndWithoutBuffers) {
   EXPECT_EQ(log().size(), 3U);
 }
 
-TEST_F(InputGate, NothingIsHeldOnceAllHaveBegun) {
+TEST_F(Decodebin3EarlyEos, NothingIsHeldOnceAllHaveBegun) {
   for (int count = 0; count < 2; ++count) {
     pushBuffer(first);
     pushBuffer(second);
@@ -123,7 +124,7 @@ TEST_F(InputGate, NothingIsHeldOnceAllHaveBegun) {
   EXPECT_EQ(log(), "ababAB");
 }
 
-TEST_F(InputGate, TheEndOfTheOtherPadOrOfTheElementEndsTheWait) {
+TEST_F(Decodebin3EarlyEos, TheEndOfTheOtherPadOrOfTheElementEndsTheWait) {
   pushEndThatIsHeld(first);
   gst_element_release_request_pad(element.get(), second.sink.get());
   held.join();
@@ -134,10 +135,10 @@ TEST_F(InputGate, TheEndOfTheOtherPadOrOfTheElementEndsTheWait) {
   pushEndThatIsHeld(first);
 }
 
-TEST_F(InputGate, IsThereInAPlaybin) {
+TEST_F(Decodebin3EarlyEos, IsThereInAPlaybin) {
   const GstRef<GstElement> playbin(
       GST_ELEMENT(gst_object_ref_sink(gst_element_factory_make("playbin3", nullptr))));
-  gateInputsOfDecodebin(playbin.get());
+  Workarounds::shared().installForPlaybin(playbin.get());
   GstIterator* const found =
       gst_bin_iterate_all_by_element_factory_name(GST_BIN(playbin.get()), "decodebin3");
   GValue value = G_VALUE_INIT;

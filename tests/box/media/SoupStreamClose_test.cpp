@@ -7,8 +7,8 @@
 namespace testing_media {
 namespace {
 
-// Without the mending, this ends the process.
-TEST(ResponseStreams, BearBeingGivenUpAsTheAnswerComes) {
+// Without the workaround, this ends the process.
+TEST(SoupStreamClose, ARequestCanBeCancelledWhileItsAnswerArrives) {
   box::warmUpMedia();
   SoupSession* const session = soup_session_new();
   SoupMessage* const message = soup_message_new("GET", TestMedia::shared().url("clip.mp4").c_str());

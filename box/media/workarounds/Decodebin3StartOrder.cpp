@@ -1,19 +1,19 @@
-#include "box/media/StartOrder.h"
+#include "box/media/workarounds/Decodebin3StartOrder.h"
 
 #include "box/media/GstRef.h"
 
 namespace box {
 namespace {
 
-/// On the thread that changes the state, between the making of a source and its start.
-void onElementAdded(GstBin*, GstBin* parent, GstElement* element, gpointer) {
+/// On the thread that changes the state, after a source is made and before it is started.
+void startDecodersBeside(GstBin*, GstBin* parent, GstElement* element, gpointer) {
   if (!isMadeBy(element, "urisourcebin") || !isMadeBy(GST_ELEMENT(parent), "uridecodebin3")) return;
   GstIterator* const siblings = gst_bin_iterate_elements(parent);
   gst_iterator_foreach(
       siblings,
       [](const GValue* value, gpointer) {
         auto* const sibling = GST_ELEMENT(g_value_get_object(value));
-        // One that plays already is at the next item, and stays as it is.
+        // One that plays already belongs to the item before, and keeps its state.
         if (isMadeBy(sibling, "decodebin3") && GST_STATE(sibling) < GST_STATE_PAUSED)
           gst_element_set_state(sibling, GST_STATE_PAUSED);
       },
@@ -23,8 +23,8 @@ void onElementAdded(GstBin*, GstBin* parent, GstElement* element, gpointer) {
 
 }  // namespace
 
-void startDecodersFirst(GstElement* playbin) {
-  g_signal_connect(playbin, "deep-element-added", G_CALLBACK(onElementAdded), nullptr);
+void installDecodebin3StartOrder(GstElement* playbin) {
+  g_signal_connect(playbin, "deep-element-added", G_CALLBACK(startDecodersBeside), nullptr);
 }
 
 }  // namespace box

@@ -1,4 +1,4 @@
-#include "box/media/RingHistory.h"
+#include "box/media/workarounds/Queue2StaleRing.h"
 
 #include <atomic>
 #include <cstdio>
@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "box/media/GstRef.h"
+#include "box/media/workarounds/Workarounds.h"
 #include "tests/box/media/EngineHarness.h"
 #include "tests/box/media/TestMedia.h"
 
@@ -48,7 +49,7 @@ class Rig {
         &_moves, nullptr);
     const GstRef<GstElement> queue(gst_bin_get_by_name(GST_BIN(_pipeline.get()), "queue"));
     g_object_set(queue.get(), "ring-buffer-max-size", kRing, "max-size-bytes", kAhead, nullptr);
-    box::watchRing(queue.get());
+    if (box::Workarounds::shared().isOn("Queue2StaleRing")) box::watchRing(queue.get());
     _pad.reset(gst_element_get_static_pad(queue.get(), "src"));
     gst_pad_activate_mode(_pad.get(), GST_PAD_MODE_PULL, TRUE);
     gst_element_set_state(_pipeline.get(), GST_STATE_PAUSED);
@@ -78,7 +79,7 @@ class Rig {
   GstRef<GstPad> _pad;
 };
 
-TEST(RingHistory, IsReadAsFarAsItReachesAndElseFetchedAnew) {
+TEST(Queue2StaleRing, IsReadAsFarAsItReachesAndElseFetchedAnew) {
   const struct {
     const char* what;
     struct Part {
@@ -103,7 +104,7 @@ TEST(RingHistory, IsReadAsFarAsItReachesAndElseFetchedAnew) {
   }
 }
 
-TEST(RingHistory, EndsAheadAndFailsBehindWhereTheSourceCannotMove) {
+TEST(Queue2StaleRing, EndsAheadAndFailsBehindWhereTheSourceCannotMove) {
   Rig rig(false);
   EXPECT_EQ(rig.read(0), GST_FLOW_OK);
   EXPECT_EQ(rig.read(220), GST_FLOW_EOS);
@@ -114,7 +115,7 @@ TEST(RingHistory, EndsAheadAndFailsBehindWhereTheSourceCannotMove) {
 }
 
 // 34 MB a second.
-TEST(RingHistory, ShowsWhatHasBeenPlayedAsItWas) {
+TEST(Queue2StaleRing, ShowsWhatHasBeenPlayedAsItWas) {
 #ifdef __SANITIZE_THREAD__
   GTEST_SKIP() << "the tool takes minutes over the ring's bytes; those above are all it could see";
 #endif

@@ -1,5 +1,3 @@
-#include "box/media/TransferTasks.h"
-
 #include <gtest/gtest.h>
 #include <libsoup/soup.h>
 
@@ -11,8 +9,9 @@ namespace {
 
 void hear() {}
 
-// As the library makes its downloads; what others make is theirs.
-TEST(TransferTasks, OfDownloadsGiveBackWhatTheyWereMadeWith) {
+// A task that looks like a download of the demuxers is freed with its cancellable; another task
+// leaves the cancellable to its owner.
+TEST(AdaptiveTaskLeak, DownloadsReleaseTheirCancellable) {
   box::warmUpMedia();
   SoupSession* const session = soup_session_new();
   for (const bool isDownload : {false, true}) {

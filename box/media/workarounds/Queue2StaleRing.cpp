@@ -1,4 +1,4 @@
-#include "box/media/RingHistory.h"
+#include "box/media/workarounds/Queue2StaleRing.h"
 
 #include <algorithm>
 #include <atomic>
@@ -10,64 +10,65 @@
 namespace box {
 namespace {
 
-/// What lies no further ahead of what has come, the queue waits for.
+/// The queue waits for data that are no further ahead of what it has downloaded.
 constexpr guint64 kWaitBytes = guint64{512} * 1024;
 
-struct Range {
+struct ByteRange {
   guint64 begin;
   guint64 end;
 };
 
-/// Of one queue, and gone with it.
+/// The state of one queue, owned by it.
 struct Ring {
   GstElement* queue;
-  GstPad* sink;    // what is downloaded comes in here
-  GstPad* source;  // and is read here
+  GstPad* sink;    // gets what is downloaded
+  GstPad* source;  // is read
   GstPadGetRangeFunction read;
 
-  // Counted as it is downloaded.
-  std::atomic<guint64> written = 0;  // since all was forgotten; rather too much than too little
-  std::atomic<guint64> settled = 0;  // since the last move; rather too little
-  guint64 newest = 0;                // the last piece, which is not settled yet
+  // Bytes that were downloaded, counted on the downloading thread.
+  std::atomic<guint64> written = 0;  // since the ranges were forgotten; at least the true number
+  std::atomic<guint64> settled = 0;  // since the last move; at most the true number
+  guint64 newest = 0;                // size of the last buffer, which is not in `settled` yet
 
-  // Of whoever reads, and holds the lock of the source pad's stream, also while it moves the
-  // download: of the range that grows,
+  // Protected by the stream lock of the source pad, which the reader holds. The range that is
+  // being written:
   guint64 begin = 0;
-  guint64 from = 0;   // where the last move led to
-  guint64 end = 0;    // of what has been read, or less
-  guint64 asked = 0;  // the same with what was given up meanwhile, or more
-  // and of the others.
-  std::optional<Range> before = std::nullopt;
-  bool isAlone = true;      // there has been none
-  bool hasStrayed = false;  // by the queue, when it may have left something overwritten behind
+  guint64 from = 0;   // the target of the last move
+  guint64 end = 0;    // of what was read; at most the true end
+  guint64 asked = 0;  // of all reads, also those that failed; at least the true end
+  // The other ranges of the queue:
+  std::optional<ByteRange> before = std::nullopt;
+  bool isAlone = true;      // there was no other range since the ranges were forgotten
+  bool hasStrayed = false;  // the queue moved by itself when something may be overwritten
 
-  bool isMoving = false;  // by us
-  bool forgets = false;   // with that
-  guint64 target = 0;     // of that
+  // A move that this code has started:
+  bool isMoving = false;
+  bool forgets = false;  // the ranges are forgotten with it
+  guint64 target = 0;
 };
 
-struct Sizes {
+struct RingSizes {
   guint64 ring = 0;
   guint64 ahead = 0;
 };
 
-Sizes sizesOf(const Ring& ring) {
-  Sizes sizes;
+RingSizes sizesOf(const Ring& ring) {
+  RingSizes sizes;
   guint ahead = 0;
   g_object_get(ring.queue, "ring-buffer-max-size", &sizes.ring, "max-size-bytes", &ahead, nullptr);
   sizes.ahead = std::min<guint64>(ahead, sizes.ring);
   return sizes;
 }
 
-/// Something may be overwritten by the time that it is read.
-bool mayLack(const Ring& ring, const Sizes& sizes) {
+/// Whether a part of the range may be overwritten before it is read.
+bool mayLack(const Ring& ring, const RingSizes& sizes) {
   return ring.written + sizes.ahead > sizes.ring;
 }
 
 guint64 settledEnd(const Ring& ring) { return std::max(ring.end, ring.from + ring.settled); }
 
-/// Whether it is certainly there, or is waited for.
-bool isReadable(const Ring& ring, const Sizes& sizes, guint64 offset) {
+/// Whether the queue has the byte for certain, or waits for it.
+bool isReadable(const Ring& ring, const RingSizes& sizes, guint64 offset) {
   if (ring.hasStrayed) return false;
   guint64 oldest = ring.begin;
   if (mayLack(ring, sizes))
@@ -79,9 +80,9 @@ bool isReadable(const Ring& ring, const Sizes& sizes, guint64 offset) {
          offset <= std::max(there, std::min(there + kWaitBytes, ring.end + sizes.ahead));
 }
 
-/// Whether the queue has to forget all when the download moves there. Nearby, where it may be in
-/// the range that grows, or that will soon grow to it, another range would be one too many.
-bool mustForget(const Ring& ring, const Sizes& sizes, guint64 offset) {
+/// Whether the queue has to forget its ranges when the download moves to `offset`. A new range near
+/// the present one would soon overlap it.
+bool mustForget(const Ring& ring, const RingSizes& sizes, guint64 offset) {
   const bool isFar = offset > ring.asked + sizes.ahead || offset + sizes.ahead < ring.begin;
   return mayLack(ring, sizes) || !ring.isAlone || !isFar;
 }
@@ -92,19 +93,19 @@ bool isBeyondEnd(const Ring& ring, guint64 offset) {
          offset >= static_cast<guint64>(size);
 }
 
-bool isFlushing(GstPad* pad) {
+bool isPadFlushing(GstPad* pad) {
   GST_OBJECT_LOCK(pad);
   const bool result = GST_PAD_IS_FLUSHING(pad);
   GST_OBJECT_UNLOCK(pad);
   return result;
 }
 
-/// As when it was activated.
+/// Puts the queue into the state of one that was just activated.
 void forgetAll(Ring& ring) {
   auto* const parent = GST_OBJECT(ring.queue);
   GST_PAD_ACTIVATEMODEFUNC(ring.source)(ring.source, parent, GST_PAD_MODE_PULL, TRUE);
-  // Whoever wanted the reading to end meanwhile still does.
-  if (isFlushing(ring.source))
+  // Activating ends a flush that somebody has started meanwhile.
+  if (isPadFlushing(ring.source))
     GST_PAD_EVENTFUNC(ring.source)(ring.source, parent, gst_event_new_flush_start());
   ring.written = 0;
   ring.before.reset();
@@ -112,12 +113,12 @@ void forgetAll(Ring& ring) {
   ring.hasStrayed = false;
 }
 
-/// Between the halves of a flush, where nothing is written and nobody reads. The queue is told
-/// where the download begins before it does, for it would seek by itself until then.
+/// Between flush-start and flush-stop, when nothing is written or read. The queue gets the segment
+/// of the new position now: without it, it would seek by itself.
 void beginAnew(Ring& ring, GstEvent* flushStop) {
   auto* const parent = GST_OBJECT(ring.queue);
   const auto toSink = GST_PAD_EVENTFULLFUNC(ring.sink);
-  // It takes one segment a flush, and the source's own is yet to come.
+  // The queue takes one segment after each flush-stop, and that of the source follows.
   toSink(ring.sink, parent, gst_event_ref(flushStop));
   ring.before = {ring.begin, settledEnd(ring)};
   ring.isAlone = false;
@@ -141,8 +142,8 @@ GstFlowReturn moveTo(Ring& ring, guint64 offset, bool forgets) {
                          GST_SEEK_TYPE_SET, static_cast<gint64>(offset), GST_SEEK_TYPE_NONE, -1));
   ring.isMoving = false;
   if (hasMoved) return GST_FLOW_OK;
-  if (isFlushing(ring.source)) return GST_FLOW_FLUSHING;
-  // Where nobody tells the length, demuxers look for more behind what they know of.
+  if (isPadFlushing(ring.source)) return GST_FLOW_FLUSHING;
+  // Demuxers that do not know the length read on until the end.
   return isAhead ? GST_FLOW_EOS : GST_FLOW_ERROR;
 }
 
@@ -153,9 +154,9 @@ GstFlowReturn readThere(Ring& ring, guint64 offset, guint length, GstBuffer** bu
   return flow;
 }
 
-GstFlowReturn onRead(GstPad* pad, GstObject*, guint64 offset, guint length, GstBuffer** buffer) {
+GstFlowReturn readRing(GstPad* pad, GstObject*, guint64 offset, guint length, GstBuffer** buffer) {
   Ring& ring = *static_cast<Ring*>(pad->getrangedata);
-  const Sizes sizes = sizesOf(ring);
+  const RingSizes sizes = sizesOf(ring);
   if (isReadable(ring, sizes, offset) || isBeyondEnd(ring, offset)) {
     const bool isGiven = *buffer != nullptr;
     const GstFlowReturn flow = readThere(ring, offset, length, buffer);
@@ -166,7 +167,7 @@ GstFlowReturn onRead(GstPad* pad, GstObject*, guint64 offset, guint length, GstB
   return flow == GST_FLOW_OK ? readThere(ring, offset, length, buffer) : flow;
 }
 
-GstPadProbeReturn onBuffer(GstPad*, GstPadProbeInfo* info, gpointer data) {
+GstPadProbeReturn countDownload(GstPad*, GstPadProbeInfo* info, gpointer data) {
   Ring& ring = *static_cast<Ring*>(data);
   const gsize size = gst_buffer_get_size(GST_PAD_PROBE_INFO_BUFFER(info));
   ring.written += size;
@@ -174,17 +175,17 @@ GstPadProbeReturn onBuffer(GstPad*, GstPadProbeInfo* info, gpointer data) {
   return GST_PAD_PROBE_OK;
 }
 
-/// The queue goes on by itself where its other range ended.
-GstPadProbeReturn onSeek(GstPad*, GstPadProbeInfo* info, gpointer data) {
+/// The queue seeks by itself to the end of another range, to go on there.
+GstPadProbeReturn followSeek(GstPad*, GstPadProbeInfo* info, gpointer data) {
   Ring& ring = *static_cast<Ring*>(data);
   GstEvent* const event = GST_PAD_PROBE_INFO_EVENT(info);
   if (GST_EVENT_TYPE(event) != GST_EVENT_SEEK) return GST_PAD_PROBE_OK;
   GstFormat format = GST_FORMAT_UNDEFINED;
   gint64 start = 0;
   gst_event_parse_seek(event, nullptr, &format, nullptr, nullptr, &start, nullptr, nullptr);
-  // Those of demuxers are in other formats, and lead nowhere.
+  // Seeks of demuxers have other formats and do not reach the source.
   if (format != GST_FORMAT_BYTES || ring.isMoving) return GST_PAD_PROBE_OK;
-  const Sizes sizes = sizesOf(ring);
+  const RingSizes sizes = sizesOf(ring);
   ring.hasStrayed = ring.hasStrayed || mayLack(ring, sizes);
   ring.from = ring.asked = static_cast<guint64>(start);
   ring.begin = ring.before ? std::min(ring.before->begin, ring.from) : ring.from;
@@ -194,7 +195,7 @@ GstPadProbeReturn onSeek(GstPad*, GstPadProbeInfo* info, gpointer data) {
   return GST_PAD_PROBE_OK;
 }
 
-GstPadProbeReturn onFlush(GstPad*, GstPadProbeInfo* info, gpointer data) {
+GstPadProbeReturn followFlush(GstPad*, GstPadProbeInfo* info, gpointer data) {
   Ring& ring = *static_cast<Ring*>(data);
   GstEvent* const event = GST_PAD_PROBE_INFO_EVENT(info);
   if (GST_EVENT_TYPE(event) != GST_EVENT_FLUSH_STOP) return GST_PAD_PROBE_OK;
@@ -203,7 +204,7 @@ GstPadProbeReturn onFlush(GstPad*, GstPadProbeInfo* info, gpointer data) {
   return GST_PAD_PROBE_OK;
 }
 
-void onElementAdded(GstBin*, GstBin*, GstElement* element, gpointer) {
+void watchQueue2(GstBin*, GstBin*, GstElement* element, gpointer) {
   if (isMadeBy(element, "queue2")) watchRing(element);
 }
 
@@ -215,14 +216,14 @@ void watchRing(GstElement* queue) {
   auto* const ring = new Ring{queue, sink.get(), source.get(), GST_PAD_GETRANGEFUNC(source.get())};
   g_object_set_data_full(G_OBJECT(queue), "vorlane-ring", ring,
                          [](gpointer data) { delete static_cast<Ring*>(data); });
-  gst_pad_set_getrange_function_full(source.get(), onRead, ring, nullptr);
-  gst_pad_add_probe(sink.get(), GST_PAD_PROBE_TYPE_BUFFER, onBuffer, ring, nullptr);
-  gst_pad_add_probe(sink.get(), GST_PAD_PROBE_TYPE_EVENT_UPSTREAM, onSeek, ring, nullptr);
-  gst_pad_add_probe(sink.get(), GST_PAD_PROBE_TYPE_EVENT_FLUSH, onFlush, ring, nullptr);
+  gst_pad_set_getrange_function_full(source.get(), readRing, ring, nullptr);
+  gst_pad_add_probe(sink.get(), GST_PAD_PROBE_TYPE_BUFFER, countDownload, ring, nullptr);
+  gst_pad_add_probe(sink.get(), GST_PAD_PROBE_TYPE_EVENT_UPSTREAM, followSeek, ring, nullptr);
+  gst_pad_add_probe(sink.get(), GST_PAD_PROBE_TYPE_EVENT_FLUSH, followFlush, ring, nullptr);
 }
 
-void watchRingsOf(GstElement* playbin) {
-  g_signal_connect(playbin, "deep-element-added", G_CALLBACK(onElementAdded), nullptr);
+void installQueue2StaleRing(GstElement* playbin) {
+  g_signal_connect(playbin, "deep-element-added", G_CALLBACK(watchQueue2), nullptr);
 }
 
 }  // namespace box
