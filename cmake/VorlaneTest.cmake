@@ -1,35 +1,32 @@
-# vorlane_test(FOLDER LABEL core|box [WITH FOLDER] SEES LAYER... DEPENDS TARGET...
+# vorlane_test(NAME LABEL core|box FOLDERS FOLDER... SEES LAYER... DEPENDS TARGET...
 #              [PACKAGES TARGET...])
 #
-# One executable for the folder, named after its path: tests/platform/ui becomes
-# test_platform_ui. It holds the folder's *_test.cpp and, as support, its other
-# sources; and those of the folder WITH, whose tests are shared by several.
-# Nothing is built while the folder has no *_test.cpp.
-function(vorlane_test folder)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "LABEL;WITH" "SEES;DEPENDS;PACKAGES")
-  file(GLOB tests CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${folder}/*_test.cpp)
-  file(GLOB sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${folder}/*.cpp)
-  if(NOT tests)
-    return()
-  endif()
-  if(arg_WITH)
-    file(GLOB shared CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${arg_WITH}/*.cpp)
-    list(APPEND sources ${shared})
-  endif()
-  string(REGEX REPLACE "^tests/" "test_" name ${folder})
-  string(REPLACE "/" "_" name ${name})
+# One program of the *_test.cpp of the folders and, as support, their other sources. Its tests are
+# listed in CTest as "NAME: Suite.Test", where NAME is the first folder.
+#
+# Every program uses the precompiled headers of GoogleTest and of the standard library that
+# `vorlane_test_headers` was compiled with.
+function(vorlane_test name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "LABEL" "FOLDERS;SEES;DEPENDS;PACKAGES")
+  set(sources)
+  foreach(folder IN LISTS arg_FOLDERS)
+    file(GLOB found CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${folder}/*.cpp)
+    list(APPEND sources ${found})
+  endforeach()
   add_executable(${name} ${sources})
   vorlane_configure(${name} SEES tests ${arg_SEES} PACKAGES ${arg_PACKAGES})
   target_link_libraries(${name} PRIVATE ${arg_DEPENDS} GTest::gmock_main)
+  vorlane_precompile(${name} vorlane_test_headers)
   set(timeout 60)
   if(arg_LABEL STREQUAL "box" OR VORLANE_SANITIZE)
     set(timeout 180)
   endif()
-  # Found out when the tests are run, so that building never runs what it built.
+  list(GET arg_FOLDERS 0 prefix)
+  # CTest lists the tests when it runs, so that a build never runs what it built.
   gtest_discover_tests(${name}
     DISCOVERY_MODE PRE_TEST
     DISCOVERY_TIMEOUT 60
-    TEST_PREFIX "${folder}: "
+    TEST_PREFIX "${prefix}: "
     WORKING_DIRECTORY ${PROJECT_SOURCE_DIR}
     PROPERTIES LABELS ${arg_LABEL} TIMEOUT ${timeout})
   vorlane_sanitizer_environment(${name})

@@ -5,7 +5,7 @@
 namespace TVVorlaneStrings {
 
 namespace {
-constexpr Entry kEntries[] = {
+constexpr Entry kArabicTexts[] = {
     {"TVVorlanePINTitle", "أدخل هذا الرمز على جهازك"},
     {"VorlaneSecurityVerifyFailureDialogLabel", "يتعذر الاتصال"},
     {"VorlaneSecurityVerifyFailureDialogText",
@@ -37,6 +37,6 @@ constexpr Entry kEntries[] = {
 };
 }  // namespace
 
-const Table ar{"ar", kEntries};
+const Table ar{"ar", kArabicTexts};
 
 }  // namespace TVVorlaneStrings

@@ -5,7 +5,7 @@
 namespace TVVorlaneStrings {
 
 namespace {
-constexpr Entry kEntries[] = {
+constexpr Entry kGermanTexts[] = {
     {"TVVorlanePINTitle", "Gib diesen Code auf deinem Gerät ein"},
     {"VorlaneSecurityVerifyFailureDialogLabel", "Verbindung nicht möglich"},
     {"VorlaneSecurityVerifyFailureDialogText",
@@ -36,6 +36,6 @@ constexpr Entry kEntries[] = {
 };
 }  // namespace
 
-const Table de{"de", kEntries};
+const Table de{"de", kGermanTexts};
 
 }  // namespace TVVorlaneStrings

@@ -5,7 +5,7 @@
 namespace TVVorlaneStrings {
 
 namespace {
-constexpr Entry kEntries[] = {
+constexpr Entry kEnglishTexts[] = {
     {"TVVorlanePINTitle", "Enter this code on your device"},
     {"VorlaneSecurityVerifyFailureDialogLabel", "Unable to Connect"},
     {"VorlaneSecurityVerifyFailureDialogText",
@@ -35,6 +35,6 @@ constexpr Entry kEntries[] = {
 };
 }  // namespace
 
-const Table en{"en", kEntries};
+const Table en{"en", kEnglishTexts};
 
 }  // namespace TVVorlaneStrings

@@ -5,7 +5,7 @@
 namespace TVVorlaneStrings {
 
 namespace {
-constexpr Entry kEntries[] = {
+constexpr Entry kSpanishTexts[] = {
     {"TVVorlanePINTitle", "Introduce este código en tu dispositivo"},
     {"VorlaneSecurityVerifyFailureDialogLabel", "No se puede conectar"},
     {"VorlaneSecurityVerifyFailureDialogText",
@@ -35,6 +35,6 @@ constexpr Entry kEntries[] = {
 };
 }  // namespace
 
-const Table es{"es", kEntries};
+const Table es{"es", kSpanishTexts};
 
 }  // namespace TVVorlaneStrings

@@ -5,7 +5,7 @@
 namespace TVVorlaneStrings {
 
 namespace {
-constexpr Entry kEntries[] = {
+constexpr Entry kFrenchTexts[] = {
     {"TVVorlanePINTitle", "Saisissez ce code sur votre appareil"},
     {"VorlaneSecurityVerifyFailureDialogLabel", "Connexion impossible"},
     {"VorlaneSecurityVerifyFailureDialogText",
@@ -37,6 +37,6 @@ constexpr Entry kEntries[] = {
 };
 }  // namespace
 
-const Table fr{"fr", kEntries};
+const Table fr{"fr", kFrenchTexts};
 
 }  // namespace TVVorlaneStrings

@@ -5,7 +5,7 @@
 namespace TVVorlaneStrings {
 
 namespace {
-constexpr Entry kEntries[] = {
+constexpr Entry kHebrewTexts[] = {
     {"TVVorlanePINTitle", "יש להזין את הקוד הזה במכשיר שלך"},
     {"VorlaneSecurityVerifyFailureDialogLabel", "לא ניתן להתחבר"},
     {"VorlaneSecurityVerifyFailureDialogText",
@@ -35,6 +35,6 @@ constexpr Entry kEntries[] = {
 };
 }  // namespace
 
-const Table he{"he", kEntries};
+const Table he{"he", kHebrewTexts};
 
 }  // namespace TVVorlaneStrings

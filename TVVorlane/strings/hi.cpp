@@ -5,7 +5,7 @@
 namespace TVVorlaneStrings {
 
 namespace {
-constexpr Entry kEntries[] = {
+constexpr Entry kHindiTexts[] = {
     {"TVVorlanePINTitle", "अपने डिवाइस पर यह कोड दर्ज करें"},
     {"VorlaneSecurityVerifyFailureDialogLabel", "कनेक्ट नहीं हो सका"},
     {"VorlaneSecurityVerifyFailureDialogText",
@@ -35,6 +35,6 @@ constexpr Entry kEntries[] = {
 };
 }  // namespace
 
-const Table hi{"hi", kEntries};
+const Table hi{"hi", kHindiTexts};
 
 }  // namespace TVVorlaneStrings

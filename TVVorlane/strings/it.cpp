@@ -5,7 +5,7 @@
 namespace TVVorlaneStrings {
 
 namespace {
-constexpr Entry kEntries[] = {
+constexpr Entry kItalianTexts[] = {
     {"TVVorlanePINTitle", "Inserisci questo codice sul dispositivo"},
     {"VorlaneSecurityVerifyFailureDialogLabel", "Impossibile connettersi"},
     {"VorlaneSecurityVerifyFailureDialogText",
@@ -35,6 +35,6 @@ constexpr Entry kEntries[] = {
 };
 }  // namespace
 
-const Table it{"it", kEntries};
+const Table it{"it", kItalianTexts};
 
 }  // namespace TVVorlaneStrings

@@ -5,7 +5,7 @@
 namespace TVVorlaneStrings {
 
 namespace {
-constexpr Entry kEntries[] = {
+constexpr Entry kJapaneseTexts[] = {
     {"TVVorlanePINTitle", "お使いのデバイスでこのコードを入力してください"},
     {"VorlaneSecurityVerifyFailureDialogLabel", "接続できません"},
     {"VorlaneSecurityVerifyFailureDialogText",
@@ -38,6 +38,6 @@ constexpr Entry kEntries[] = {
 };
 }  // namespace
 
-const Table ja{"ja", kEntries};
+const Table ja{"ja", kJapaneseTexts};
 
 }  // namespace TVVorlaneStrings

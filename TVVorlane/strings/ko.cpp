@@ -5,7 +5,7 @@
 namespace TVVorlaneStrings {
 
 namespace {
-constexpr Entry kEntries[] = {
+constexpr Entry kKoreanTexts[] = {
     {"TVVorlanePINTitle", "사용 중인 기기에 이 코드를 입력하세요"},
     {"VorlaneSecurityVerifyFailureDialogLabel", "연결할 수 없음"},
     {"VorlaneSecurityVerifyFailureDialogText",
@@ -35,6 +35,6 @@ constexpr Entry kEntries[] = {
 };
 }  // namespace
 
-const Table ko{"ko", kEntries};
+const Table ko{"ko", kKoreanTexts};
 
 }  // namespace TVVorlaneStrings

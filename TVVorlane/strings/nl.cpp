@@ -5,7 +5,7 @@
 namespace TVVorlaneStrings {
 
 namespace {
-constexpr Entry kEntries[] = {
+constexpr Entry kDutchTexts[] = {
     {"TVVorlanePINTitle", "Voer deze code in op je apparaat"},
     {"VorlaneSecurityVerifyFailureDialogLabel", "Kan geen verbinding maken"},
     {"VorlaneSecurityVerifyFailureDialogText",
@@ -37,6 +37,6 @@ constexpr Entry kEntries[] = {
 };
 }  // namespace
 
-const Table nl{"nl", kEntries};
+const Table nl{"nl", kDutchTexts};
 
 }  // namespace TVVorlaneStrings

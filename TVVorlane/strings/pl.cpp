@@ -5,7 +5,7 @@
 namespace TVVorlaneStrings {
 
 namespace {
-constexpr Entry kEntries[] = {
+constexpr Entry kPolishTexts[] = {
     {"TVVorlanePINTitle", "Wprowadź ten kod na swoim urządzeniu"},
     {"VorlaneSecurityVerifyFailureDialogLabel", "Nie można się połączyć"},
     {"VorlaneSecurityVerifyFailureDialogText",
@@ -36,6 +36,6 @@ constexpr Entry kEntries[] = {
 };
 }  // namespace
 
-const Table pl{"pl", kEntries};
+const Table pl{"pl", kPolishTexts};
 
 }  // namespace TVVorlaneStrings

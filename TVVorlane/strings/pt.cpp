@@ -5,7 +5,7 @@
 namespace TVVorlaneStrings {
 
 namespace {
-constexpr Entry kEntries[] = {
+constexpr Entry kPortugueseTexts[] = {
     {"TVVorlanePINTitle", "Introduza este código no seu dispositivo"},
     {"VorlaneSecurityVerifyFailureDialogLabel", "Não foi possível ligar"},
     {"VorlaneSecurityVerifyFailureDialogText",
@@ -35,6 +35,6 @@ constexpr Entry kEntries[] = {
 };
 }  // namespace
 
-const Table pt{"pt", kEntries};
+const Table pt{"pt", kPortugueseTexts};
 
 }  // namespace TVVorlaneStrings

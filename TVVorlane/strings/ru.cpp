@@ -5,7 +5,7 @@
 namespace TVVorlaneStrings {
 
 namespace {
-constexpr Entry kEntries[] = {
+constexpr Entry kRussianTexts[] = {
     {"TVVorlanePINTitle", "Введите этот код на своём устройстве"},
     {"VorlaneSecurityVerifyFailureDialogLabel", "Не удалось подключиться"},
     {"VorlaneSecurityVerifyFailureDialogText",
@@ -38,6 +38,6 @@ constexpr Entry kEntries[] = {
 };
 }  // namespace
 
-const Table ru{"ru", kEntries};
+const Table ru{"ru", kRussianTexts};
 
 }  // namespace TVVorlaneStrings

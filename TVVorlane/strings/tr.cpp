@@ -5,7 +5,7 @@
 namespace TVVorlaneStrings {
 
 namespace {
-constexpr Entry kEntries[] = {
+constexpr Entry kTurkishTexts[] = {
     {"TVVorlanePINTitle", "Bu kodu aygıtınıza girin"},
     {"VorlaneSecurityVerifyFailureDialogLabel", "Bağlanılamıyor"},
     {"VorlaneSecurityVerifyFailureDialogText",
@@ -35,6 +35,6 @@ constexpr Entry kEntries[] = {
 };
 }  // namespace
 
-const Table tr{"tr", kEntries};
+const Table tr{"tr", kTurkishTexts};
 
 }  // namespace TVVorlaneStrings

@@ -5,7 +5,7 @@
 namespace TVVorlaneStrings {
 
 namespace {
-constexpr Entry kEntries[] = {
+constexpr Entry kSimplifiedChineseTexts[] = {
     {"TVVorlanePINTitle", "请在您的设备上输入此代码"},
     {"VorlaneSecurityVerifyFailureDialogLabel", "无法连接"},
     {"VorlaneSecurityVerifyFailureDialogText", "无法验证此设备。请更新其软件，然后重试。"},
@@ -34,6 +34,6 @@ constexpr Entry kEntries[] = {
 };
 }  // namespace
 
-const Table zh_Hans{"zh_Hans", kEntries};
+const Table zh_Hans{"zh_Hans", kSimplifiedChineseTexts};
 
 }  // namespace TVVorlaneStrings

@@ -5,7 +5,7 @@
 namespace TVVorlaneStrings {
 
 namespace {
-constexpr Entry kEntries[] = {
+constexpr Entry kTraditionalChineseTexts[] = {
     {"TVVorlanePINTitle", "請在您的裝置上輸入此代碼"},
     {"VorlaneSecurityVerifyFailureDialogLabel", "無法連線"},
     {"VorlaneSecurityVerifyFailureDialogText", "無法驗證此裝置。請更新其軟體，然後再試一次。"},
@@ -34,6 +34,6 @@ constexpr Entry kEntries[] = {
 };
 }  // namespace
 
-const Table zh_Hant{"zh_Hant", kEntries};
+const Table zh_Hant{"zh_Hant", kTraditionalChineseTexts};
 
 }  // namespace TVVorlaneStrings

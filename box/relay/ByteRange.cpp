@@ -3,17 +3,9 @@
 #include <algorithm>
 #include <charconv>
 
+#include "box/relay/TrimmedText.h"
+
 namespace box {
-namespace {
-
-std::string_view trimmed(std::string_view text) {
-  while (text.starts_with(' ') || text.starts_with('\t')) text.remove_prefix(1);
-  while (text.ends_with(' ') || text.ends_with('\t')) text.remove_suffix(1);
-  return text;
-}
-
-}  // namespace
-
 std::optional<std::uint64_t> numberOf(std::string_view text) {
   std::uint64_t number = 0;
   const auto result = std::from_chars(text.data(), text.data() + text.size(), number);

@@ -10,7 +10,7 @@
 namespace box {
 namespace {
 
-constexpr std::size_t kMostBytes = std::size_t{256} * 1024;
+constexpr std::size_t kMostEventBytes = std::size_t{256} * 1024;
 
 double numberOf(const XMLAttributes& attributes, std::string_view name) {
   return numberFrom(valueOf(attributes, name)).value_or(0);
@@ -59,7 +59,8 @@ void DASHEvents::_beginEvent(const XMLAttributes& attributes) {
 
 void DASHEvents::text(std::string_view text) {
   const auto begin = text.find_first_not_of(" \t\r\n");
-  if (!_inEvent || begin == text.npos || _bytes + _words.size() + text.size() > kMostBytes) return;
+  if (!_inEvent || begin == text.npos || _bytes + _words.size() + text.size() > kMostEventBytes)
+    return;
   _words += text.substr(begin, text.find_last_not_of(" \t\r\n") - begin + 1);
 }
 
@@ -71,7 +72,7 @@ void DASHEvents::end(std::string_view name, const std::string&) {
                  [](char each) { return static_cast<std::byte>(each); });
   _event.item.value = platform::Value(std::move(data));
   _bytes += content.size() + _key.size();
-  if (_bytes <= kMostBytes) _events.push_back(std::move(_event));
+  if (_bytes <= kMostEventBytes) _events.push_back(std::move(_event));
 }
 
 }  // namespace box

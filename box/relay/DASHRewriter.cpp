@@ -5,6 +5,7 @@
 
 #include "box/relay/PlaylistLimits.h"
 #include "box/relay/TimeText.h"
+#include "box/relay/TrimmedText.h"
 #include "box/relay/URLParts.h"
 
 namespace box {
@@ -24,12 +25,6 @@ bool isTemplateAttribute(std::string_view element, std::string_view attribute) {
 bool isURLAttribute(std::string_view element, std::string_view attribute) {
   if (attribute == "xlink:href" || attribute == "href" || attribute == "sourceURL") return true;
   return element == "SegmentURL" && (attribute == "media" || attribute == "index");
-}
-
-std::string trimmed(std::string_view text) {
-  const auto begin = text.find_first_not_of(" \t\r\n");
-  if (begin == text.npos) return {};
-  return std::string(text.substr(begin, text.find_last_not_of(" \t\r\n") - begin + 1));
 }
 
 /// The reader finds it without knowing where the manifest came from, and it is no place to go to.
@@ -176,7 +171,8 @@ void DASHRewriter::_noteFacts(std::string_view name, std::string_view markup) {
 /// The element whose text it is, is the innermost one still.
 void DASHRewriter::_finishText() {
   if (!_text) return;
-  const std::string text = trimmed(withoutEntities(*std::exchange(_text, {})));
+  const std::string untrimmed = withoutEntities(*std::exchange(_text, {}));
+  const std::string text(trimmed(untrimmed));
   if (text.empty()) return;
   const bool isBaseURL = isBase(_elements.back().name);
   _output += withEntities(isBaseURL ? _rewrittenBase(text) : _relayed(_context.url, text));

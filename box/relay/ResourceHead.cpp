@@ -3,14 +3,10 @@
 #include <algorithm>
 #include <utility>
 
+#include "box/relay/TrimmedText.h"
+
 namespace box {
 namespace {
-
-std::string_view trimmed(std::string_view text) {
-  const auto begin = text.find_first_not_of(" \t\r\n");
-  if (begin == text.npos) return {};
-  return text.substr(begin, text.find_last_not_of(" \t\r\n") - begin + 1);
-}
 
 char lowercase(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 

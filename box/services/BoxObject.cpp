@@ -77,7 +77,7 @@ int status(sd_bus_message* call, void* userData, sd_bus_error*) {
   return peer.objects().box.status(call, peer);
 }
 
-const sd_bus_vtable kVtable[] = {
+const sd_bus_vtable kBoxVtable[] = {
     SD_BUS_VTABLE_START(0),
     SD_BUS_METHOD_WITH_ARGS("Press", SD_BUS_ARGS("s", button), SD_BUS_NO_RESULT,
                             input<platform::pressTypeFromName>, SD_BUS_VTABLE_UNPRIVILEGED),
@@ -94,7 +94,7 @@ const sd_bus_vtable kVtable[] = {
 
 }  // namespace
 
-const sd_bus_vtable* BoxObject::vtable() { return kVtable; }
+const sd_bus_vtable* BoxObject::vtable() { return kBoxVtable; }
 
 BoxObject::BoxObject(platform::MainQueue& mainQueue, platform::Duration screenshotLimit,
                      std::shared_ptr<Inbox> inbox)

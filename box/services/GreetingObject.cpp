@@ -31,7 +31,7 @@ int nameOwner(sd_bus_message* call, void*, sd_bus_error*) {
 
 constexpr std::uint64_t kFlags = SD_BUS_VTABLE_UNPRIVILEGED;
 
-const sd_bus_vtable kVtable[] = {
+const sd_bus_vtable kGreetingVtable[] = {
     SD_BUS_VTABLE_START(0),
     SD_BUS_METHOD_WITH_ARGS("Hello", SD_BUS_NO_ARGS, SD_BUS_RESULT("s", name), hello, kFlags),
     SD_BUS_METHOD_WITH_ARGS("AddMatch", SD_BUS_ARGS("s", rule), SD_BUS_NO_RESULT, matchRule,
@@ -45,6 +45,6 @@ const sd_bus_vtable kVtable[] = {
 
 }  // namespace
 
-const sd_bus_vtable* GreetingObject::vtable() { return kVtable; }
+const sd_bus_vtable* GreetingObject::vtable() { return kGreetingVtable; }
 
 }  // namespace box

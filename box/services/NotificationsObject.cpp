@@ -20,7 +20,7 @@ int getState(sd_bus_message* call, void* userData, sd_bus_error*) {
   return reply.send(peer);
 }
 
-const sd_bus_vtable kVtable[] = {
+const sd_bus_vtable kNotificationsVtable[] = {
     SD_BUS_VTABLE_START(0),
     SD_BUS_METHOD_WITH_ARGS("GetState", SD_BUS_ARGS("s", name), SD_BUS_RESULT("t", state), getState,
                             SD_BUS_VTABLE_UNPRIVILEGED),
@@ -31,7 +31,7 @@ const sd_bus_vtable kVtable[] = {
 
 }  // namespace
 
-const sd_bus_vtable* NotificationsObject::vtable() { return kVtable; }
+const sd_bus_vtable* NotificationsObject::vtable() { return kNotificationsVtable; }
 
 void NotificationsObject::setState(std::string_view name, std::uint64_t state) {
   const std::lock_guard lock(_mutex);

@@ -182,7 +182,7 @@ constexpr std::uint64_t kFlags = SD_BUS_VTABLE_UNPRIVILEGED;
 #define STATUS SD_BUS_RESULT("i", status)
 #define STATUS_AND_OUT SD_BUS_RESULT("i", status, "a{sv}", out)
 
-const sd_bus_vtable kVtable[] = {
+const sd_bus_vtable kReceiverVtable[] = {
     SD_BUS_VTABLE_START(0),
     SD_BUS_METHOD_WITH_ARGS("GetProperty", SD_BUS_ARGS("s", property, "av", qualifier),
                             SD_BUS_RESULT("i", status, "av", value), getProperty, kFlags),
@@ -221,7 +221,7 @@ const sd_bus_vtable kVtable[] = {
 
 }  // namespace
 
-const sd_bus_vtable* ReceiverObject::vtable() { return kVtable; }
+const sd_bus_vtable* ReceiverObject::vtable() { return kReceiverVtable; }
 
 std::optional<Refusal> ReceiverObject::refusalOfAction(const std::string& action,
                                                        const Dictionary& params) const {

@@ -7,8 +7,6 @@
 
 namespace {
 
-platform::Bytes bytes(std::size_t count) { return platform::Bytes(count, std::byte{0x5a}); }
-
 Dictionary timeDictionary(const MediaTime& time) {
   // Whatever the time, with all four keys.
   return {{"value", time.value},

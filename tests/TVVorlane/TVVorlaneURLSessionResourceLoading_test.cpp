@@ -9,10 +9,8 @@
 
 namespace {
 
-Bytes bytes(std::size_t count) { return Bytes(count, std::byte{0x5a}); }
-
 /// A content-key request that fails, or gives no data.
-class KeyRequest final : public TVSSecureKeyRequest {
+class FailingKeyRequest final : public TVSSecureKeyRequest {
  public:
   using TVSSecureKeyRequest::TVSSecureKeyRequest;
   bool loadKeyRequestData(std::optional<platform::Error>* error) override {
@@ -201,7 +199,7 @@ TEST_F(ResourceLoadingTest, RefusedAnswersLeaveTheRequest) {
 }
 
 TEST_F(ResourceLoadingTest, KeyThatCannotBeMade) {
-  const auto key = request<KeyRequest>(4);
+  const auto key = request<FailingKeyRequest>(4);
   key->failure = platform::Error{"Keys", 12, {}, {}, {}};
   EXPECT_FALSE(answerKey(4));
   EXPECT_EQ(error, key->failure);
@@ -212,7 +210,7 @@ TEST_F(ResourceLoadingTest, KeyThatCannotBeMade) {
 }
 
 TEST_F(ResourceLoadingTest, KeyOfAnUnknownRequest) {
-  request<KeyRequest>(0);
+  request<FailingKeyRequest>(0);
   box.clearLog();
   for (const Value& identifier : {Value(9), Value(-1)}) {
     EXPECT_FALSE(answerKey(identifier));

@@ -3,6 +3,9 @@
 #include "TVVorlane/TVVorlaneURLSession.h"
 #include "tests/TVVorlane/Support.h"
 
+/// `count` bytes of no meaning.
+inline platform::Bytes bytes(std::size_t count) { return platform::Bytes(count, std::byte{0x5a}); }
+
 /// One URL session and whoever hears of it.
 class URLSessionTest : public SessionTest {
  protected:

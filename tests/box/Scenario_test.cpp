@@ -21,7 +21,7 @@ using scenarios::Failure;
 using testing_media::TestMedia;
 
 /// How long what no event tells of may take to be as wanted.
-constexpr auto kPatience = std::chrono::seconds(10);
+constexpr auto kStepPatience = std::chrono::seconds(10);
 
 class RealBox final : public scenarios::ScenarioBox {
  public:
@@ -103,7 +103,7 @@ class RealBox final : public scenarios::ScenarioBox {
   }
   static void _look(const std::function<bool()>& asWanted) {
     // Paced by the call that each look makes.
-    const auto end = std::chrono::steady_clock::now() + kPatience;
+    const auto end = std::chrono::steady_clock::now() + kStepPatience;
     while (!asWanted() && std::chrono::steady_clock::now() < end) {
     }
   }

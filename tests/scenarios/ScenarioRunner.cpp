@@ -44,7 +44,7 @@ Value readValue(std::string_view text) {
   return values.front();
 }
 
-std::string readString(std::string_view text) {
+std::string jsonStringOf(std::string_view text) {
   const Value value = readValue(text);
   if (!value.asString()) throw Failure("a string was expected here");
   return *value.asString();
@@ -193,7 +193,7 @@ void ScenarioRunner::_expect(const std::string& what, std::string_view rest) {
   } else if (what == "picture") {
     require(_box.hasPicture(true), "a picture", "nothing on screen");
   } else if (what == "log") {
-    const std::string text = readString(rest);
+    const std::string text = jsonStringOf(rest);
     require(_box.findInLog(text), "the line '" + text + "'", "not in the log");
   } else if (what == "state") {
     const std::string actual = _box.state(std::string(rest));

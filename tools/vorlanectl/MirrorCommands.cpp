@@ -40,7 +40,7 @@ struct CloseWriter {
 };
 using Writer = std::unique_ptr<vorlane_frames_writer, CloseWriter>;
 
-void check(int result) {
+void checkFrames(int result) {
   if (result != VORLANE_FRAMES_OK)
     throw CallError(std::string("The layer: ") + vorlane_frames_text(result));
 }
@@ -93,9 +93,10 @@ class Mirror {
   Mirror(Connection& box, PictureSource& source, const std::string& layer, std::uint32_t session)
       : _box(box), _source(source), _session(session) {
     vorlane_frames_writer* writer = nullptr;
-    check(vorlane_frames_connect(layer.c_str(), kConnectMilliseconds, &writer));
+    checkFrames(vorlane_frames_connect(layer.c_str(), kConnectMilliseconds, &writer));
     _writer.reset(writer);
-    check(vorlane_frames_configure(writer, source.format, source.width, source.height, kBuffers));
+    checkFrames(
+        vorlane_frames_configure(writer, source.format, source.width, source.height, kBuffers));
     vorlane_frames_on_release(writer, noteRelease, this);
   }
 
@@ -169,10 +170,10 @@ class Mirror {
       ++_unsent;
       return _source.skip();
     }
-    check(acquired);
+    checkFrames(acquired);
     if (!_source.fill(buffer)) return false;
     const vorlane_frames_picture picture{std::llround(offset.count() * 1e9), _source.flags, {}};
-    check(vorlane_frames_send(_writer.get(), &buffer, &picture));
+    checkFrames(vorlane_frames_send(_writer.get(), &buffer, &picture));
     return true;
   }
 

@@ -20,7 +20,7 @@ namespace {
 using platform::MediaLoad;
 using platform::MediaSelectionGroup;
 
-MediaLoad paused() {
+MediaLoad pausedLoad() {
   MediaLoad load;
   load.playing = false;
   return load;
@@ -101,7 +101,7 @@ TEST_F(MediaTracksTest, NumbersAndOptionsAreThoseOfTheContainer) {
   for (const char* name : {"tracks.mkv", "tracks.mp4"}) {
     SCOPED_TRACE(name);
     EngineHarness harness;
-    harness.load(TestMedia::shared().fileURL(name), paused());
+    harness.load(TestMedia::shared().fileURL(name), pausedLoad());
     ASSERT_TRUE(harness.untilTold("pause"));
     const auto& facts = harness.engine().facts();
     std::string tracks;
@@ -153,7 +153,7 @@ TEST_F(MediaTracksTest, LanguagesChooseAtTheStart) {
   for (const auto& the : cases) {
     SCOPED_TRACE(std::string(the.name) + " " + (the.languages.empty() ? "" : the.languages[0]));
     EngineHarness harness(true, the.languages);
-    harness.load(TestMedia::shared().fileURL(the.name), paused());
+    harness.load(TestMedia::shared().fileURL(the.name), pausedLoad());
     ASSERT_TRUE(harness.untilTold("pause"));
     EXPECT_EQ(harness.told(), (std::vector<std::string>{"ready", "pause"}));
     EXPECT_EQ(selected(harness, "audible"), the.sound);
@@ -168,7 +168,7 @@ TEST_F(MediaTracksTest, TextIsShownByTheTimeOfThePicture) {
   for (const char* name : {"tracks.mkv", "tracks.mp4"}) {
     SCOPED_TRACE(name);
     EngineHarness harness(true, {"en"});
-    harness.load(TestMedia::shared().fileURL(name), paused());
+    harness.load(TestMedia::shared().fileURL(name), pausedLoad());
     ASSERT_TRUE(harness.untilTold("pause"));
     EXPECT_EQ(textShown(harness), "");
     select(harness, "legible", group(harness, "legible")->options[0].identifier);
@@ -248,7 +248,7 @@ TEST_F(MediaTracksTest, ChaptersAreThoseOfTheContainer) {
   for (const auto& the : cases) {
     SCOPED_TRACE(the.name);
     EngineHarness harness;
-    harness.load(media.url(the.name, options + the.options), paused());
+    harness.load(media.url(the.name, options + the.options), pausedLoad());
     ASSERT_TRUE(harness.untilTold("pause"));
     EXPECT_EQ(harness.engine().facts().chapters, the.chapters);
     EXPECT_EQ(harness.engine().facts().tracks.size(), 1u);
@@ -257,7 +257,7 @@ TEST_F(MediaTracksTest, ChaptersAreThoseOfTheContainer) {
 
 TEST_F(MediaTracksTest, ForcedTextsFollowTheSoundUnlessOneIsChosen) {
   EngineHarness harness;
-  harness.load(TestMedia::shared().fileURL("tracks.mkv"), paused());
+  harness.load(TestMedia::shared().fileURL("tracks.mkv"), pausedLoad());
   ASSERT_TRUE(harness.untilTold("pause"));
   const auto sounds = group(harness, "audible")->options;
   const auto texts = group(harness, "legible")->options;
@@ -295,7 +295,7 @@ TEST_F(MediaTracksTest, TextsBesideTheMediaAreOptionsToo) {
   const TestMedia& media = TestMedia::shared();
   EngineHarness harness(true, {"en"});
   TVSMediaItem* playing = nullptr;
-  harness.load(media.fileURL("tracks.mkv"), paused(), [&](TVSMediaItem& item) {
+  harness.load(media.fileURL("tracks.mkv"), pausedLoad(), [&](TVSMediaItem& item) {
     playing = &item;
     item.setMetadata(platform::kMediaItemAlternateTracks,
                      platform::Array{"nonsense", platform::Dictionary{{"src", "nothing"}},
@@ -377,7 +377,7 @@ TEST_F(MediaTracksTest, TextsOfEveryFormComeThroughTheRelay) {
   for (const auto& the : cases) {
     SCOPED_TRACE(std::string(the.name) + (the.beside ? the.beside : ""));
     EngineHarness harness;
-    harness.load(media.url(the.name), paused(), [&](TVSMediaItem& item) {
+    harness.load(media.url(the.name), pausedLoad(), [&](TVSMediaItem& item) {
       if (the.beside)
         item.setMetadata(
             platform::kMediaItemAlternateTracks,

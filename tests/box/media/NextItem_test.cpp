@@ -13,7 +13,7 @@ namespace {
 using platform::MediaLoad;
 using Texts = std::vector<std::string>;
 
-constexpr double kFrame = 1.0 / 25;
+constexpr double kFrameSeconds = 1.0 / 25;
 
 class NextItemTest : public ::testing::Test {
  protected:
@@ -49,7 +49,7 @@ TEST_F(NextItemTest, IsTakenOverWithItsFirstFrame) {
   harness->load({}, next);
   // Before anything else has run: nobody sees an empty screen, and nothing is built again.
   ASSERT_NE(harness->frame(), nullptr);
-  EXPECT_NEAR(harness->frame()->time, 1.0, kFrame);
+  EXPECT_NEAR(harness->frame()->time, 1.0, kFrameSeconds);
   ASSERT_TRUE(harness->untilTold("end"));
   EXPECT_EQ(harness->told(), (Texts{"ready", "play 1", "end"}));
   EXPECT_EQ(sound->played().size(), 2u);

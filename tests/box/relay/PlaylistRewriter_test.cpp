@@ -31,13 +31,14 @@ std::optional<std::string> rewritten(PlaylistRewriter& rewriter, const std::stri
   return result + *rest;
 }
 
-struct Case {
+struct RewriteCase {
   std::string text;
   std::string expected;
 };
 
-void check(PlaylistKind kind, const PlaylistContext& context, const std::vector<Case>& cases) {
-  for (const Case& c : cases)
+void check(PlaylistKind kind, const PlaylistContext& context,
+           const std::vector<RewriteCase>& cases) {
+  for (const RewriteCase& c : cases)
     for (const std::size_t size : {1u, 7u, 100000u}) {
       const auto rewriter = PlaylistRewriter::make(kind, context);
       EXPECT_EQ(rewritten(*rewriter, c.text, size).value_or("refused"), c.expected)

@@ -17,9 +17,9 @@ using platform::ResourceResponse;
 
 namespace {
 
-class AskedItem final : public TVSURLMediaItem {
+class RequestingItem final : public TVSURLMediaItem {
  public:
-  AskedItem() : TVSURLMediaItem("http://sender/list", {}) {}
+  RequestingItem() : TVSURLMediaItem("http://sender/list", {}) {}
   bool loadResourceForRequest(const std::shared_ptr<TVSResourceLoadingRequest>& request) override {
     requests.push_back(request);
     if (onRequest) onRequest(*request);
@@ -47,7 +47,7 @@ class PendingRequestsTest : public testing::Test {
 
   sim::Box box;
   std::optional<PendingRequests> requests{std::in_place, box.mainQueue()};
-  AskedItem item;
+  RequestingItem item;
   Ends ends;
   std::function<void()> onEnd;
 };

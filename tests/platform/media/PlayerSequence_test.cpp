@@ -17,7 +17,7 @@ namespace {
 constexpr double kLoadDelay = 0.125;
 constexpr double kDuration = 3;
 constexpr double kSeekTarget = 2;
-constexpr double kStep = 1;
+constexpr double kSecondsPerStep = 1;
 
 enum class Operation { Play, Pause, Stop, Seek, SetRate, Append, RemoveCurrent, Advance };
 constexpr std::string_view kNames[] = {"play",    "pause",  "stop",   "seek",
@@ -128,7 +128,7 @@ struct Model {
         spent = false;
         return;
       case Operation::Advance:
-        advance(kStep);
+        advance(kSecondsPerStep);
         return;
     }
   }
@@ -169,7 +169,7 @@ class SequenceRun {
         [&] {
           if (const auto at = _playlist->currentIndex()) _playlist->removeMediaItemAtIndex(*at);
         },
-        [&] { _box.advance(platform::durationFromSeconds(kStep)); },
+        [&] { _box.advance(platform::durationFromSeconds(kSecondsPerStep)); },
     };
     static_assert(std::size(operations) == kOperationCount);
     operations[static_cast<std::size_t>(operation)]();

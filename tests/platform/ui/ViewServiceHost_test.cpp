@@ -15,10 +15,10 @@ namespace {
 /// that succeeded, '-' one that did not, '~' a root that has died.
 using Trace = std::string;
 
-class Root final : public ViewServiceViewController {
+class TracedRoot final : public ViewServiceViewController {
  public:
-  explicit Root(Trace& trace) : _trace(trace) {}
-  ~Root() override { _trace += '~'; }
+  explicit TracedRoot(Trace& trace) : _trace(trace) {}
+  ~TracedRoot() override { _trace += '~'; }
   void viewServiceBeginPresentationWithOptions(const Dictionary& options) override {
     EXPECT_TRUE(options.empty());
     _trace += 'B';
@@ -56,9 +56,9 @@ struct Hosted {
   using Opening = sim::Screen::Opening;
 
   Hosted() {
-    host.setRootViewControllerFactory([this]() -> std::shared_ptr<Root> {
+    host.setRootViewControllerFactory([this]() -> std::shared_ptr<TracedRoot> {
       if (noRoots) return nullptr;
-      auto next = std::make_shared<Root>(trace);
+      auto next = std::make_shared<TracedRoot>(trace);
       next->endsAtOnce = !lazyRoots && !(everyOtherRootIsLazy && made % 2 == 1);
       next->dismissesAtOnce = hastyRoots;
       ++made;
@@ -93,7 +93,7 @@ struct Hosted {
   sim::Box box{sim::BoxOptions{.logLevel = 3}};
   ViewServiceHost& host = box.viewServiceHost();
   Trace trace;
-  std::weak_ptr<Root> root;
+  std::weak_ptr<TracedRoot> root;
   std::function<void()> late;  // how a root that takes its time says that it has ended
   bool noRoots = false, lazyRoots = false, everyOtherRootIsLazy = false, hastyRoots = false;
   bool endsOnAnswer = false;

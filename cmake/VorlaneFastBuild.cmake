@@ -1,0 +1,53 @@
+# What makes builds quick: several sources in one translation unit, precompiled headers, and a
+# fast linker.
+#
+# VORLANE_UNITY OFF compiles each source by itself, as clang-tidy and editors expect it.
+option(VORLANE_UNITY "Compile several sources of a target in one translation unit" ON)
+set(VORLANE_UNITY_BATCH 12 CACHE STRING "Sources in one translation unit, at most")
+
+if(NOT CMAKE_BUILD_TYPE STREQUAL "Release" AND NOT CMAKE_EXE_LINKER_FLAGS MATCHES "-fuse-ld")
+  find_program(VORLANE_LINKER NAMES mold ld.lld)
+  if(VORLANE_LINKER MATCHES "mold$")
+    add_link_options(-fuse-ld=mold)
+  elseif(VORLANE_LINKER MATCHES "lld$")
+    add_link_options(-fuse-ld=lld)
+  endif()
+endif()
+
+# Only GCC's precompiled headers: those of Clang hold the times of files, so that the compiler
+# cache cannot share them between clones.
+set(VORLANE_PRECOMPILE OFF)
+if(VORLANE_UNITY AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  set(VORLANE_PRECOMPILE ON)
+  # The compiler cache hashes the precompiled header instead of what it was made of.
+  add_compile_options(-fpch-preprocess)
+  # SDL and PulseAudio ask for it. A precompiled header fits only where the same macros are defined.
+  add_compile_definitions(_REENTRANT)
+endif()
+
+set(standard_headers
+  <algorithm> <array> <atomic> <chrono> <cmath> <condition_variable> <cstdint> <deque>
+  <filesystem> <fstream> <functional> <map> <memory> <mutex> <optional> <span> <sstream> <string>
+  <string_view> <thread> <unordered_map> <utility> <variant> <vector>)
+
+# vorlane_precompiled(NAME HEADER... [PACKAGES TARGET...]): a set of headers to be precompiled.
+function(vorlane_precompiled name)
+  if(NOT VORLANE_PRECOMPILE)
+    return()
+  endif()
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "PACKAGES")
+  set(source ${PROJECT_BINARY_DIR}/precompiled/${name}.cpp)
+  file(CONFIGURE OUTPUT ${source} CONTENT "")
+  add_library(${name} OBJECT ${source})
+  target_link_libraries(${name} PRIVATE vorlane_options ${arg_PACKAGES})
+  target_precompile_headers(${name} PRIVATE ${arg_UNPARSED_ARGUMENTS})
+endfunction()
+
+# vorlane_precompile(TARGET NAME): the target uses the set NAME.
+function(vorlane_precompile target name)
+  if(VORLANE_PRECOMPILE)
+    target_precompile_headers(${target} REUSE_FROM ${name})
+  endif()
+endfunction()
+
+vorlane_precompiled(vorlane_standard_headers ${standard_headers})
