@@ -7,7 +7,8 @@ namespace TVVorlaneStrings {
 
 struct Entry {
   std::string_view key;
-  std::string_view text;  ///< UTF-8
+  /// UTF-8. Each sentence is a line; so is a part of a long one that must not be broken inside.
+  std::string_view text;
 };
 
 /// One language's texts. Every table has every key and no other.

@@ -9,7 +9,7 @@ constexpr Entry kArabicTexts[] = {
     {"TVVorlanePINTitle", "أدخل هذا الرمز على جهازك"},
     {"VorlaneSecurityVerifyFailureDialogLabel", "يتعذر الاتصال"},
     {"VorlaneSecurityVerifyFailureDialogText",
-     "تعذر التحقق من هذا الجهاز. حدّث برنامجه ثم حاول مرة أخرى."},
+     "تعذر التحقق من هذا الجهاز.\nحدّث برنامجه ثم حاول مرة أخرى."},
     {"TVVorlaneOK", "حسنًا"},
     {"TVVorlanePlayerLive", "مباشر"},
     {"TVVorlanePlayerGoToLive", "الانتقال إلى البث المباشر"},
@@ -20,8 +20,9 @@ constexpr Entry kArabicTexts[] = {
     {"TVVorlanePlayerHardOfHearing", "لضعاف السمع"},
     {"TVVorlanePlayerAudioDescription", "مع وصف صوتي"},
     {"TVVorlanePlayerCommentary", "تعليق"},
-    {"TVVorlanePlayerLoading", "جارٍ التحميل"},
     {"TVVorlanePlayerPercent", "{}%"},
+    // Marks of direction: the text runs from right to left, and the sign stands left of the number.
+    {"TVVorlanePlayerSeconds", "\u200F\u200E{} ث"},
     {"TVVorlanePlayerPaused", "متوقف مؤقتًا"},
     {"TVVorlanePlayerEnded", "انتهى هذا الفيديو."},
     {"TVVorlanePlayerNotFound", "تعذر العثور على هذا الفيديو."},
@@ -31,9 +32,9 @@ constexpr Entry kArabicTexts[] = {
     {"TVVorlanePlayerNotAllowed", "غير مسموح بتشغيل هذا الفيديو هنا."},
     {"TVVorlanePlayerFailed", "يتعذر تشغيل هذا الفيديو."},
     {"TVVorlanePlayerReplayHint",
-     "اضغط على زر التشغيل للمشاهدة مرة أخرى، أو على زر الشاشة الرئيسية للخروج."},
+     "اضغط على زر التشغيل للمشاهدة مرة أخرى،\nأو على زر الشاشة الرئيسية للخروج."},
     {"TVVorlanePlayerRetryHint",
-     "اضغط على زر التشغيل للمحاولة مرة أخرى، أو على زر الشاشة الرئيسية للخروج."},
+     "اضغط على زر التشغيل للمحاولة مرة أخرى،\nأو على زر الشاشة الرئيسية للخروج."},
 };
 }  // namespace
 

@@ -9,8 +9,8 @@ constexpr Entry kGermanTexts[] = {
     {"TVVorlanePINTitle", "Gib diesen Code auf deinem Gerät ein"},
     {"VorlaneSecurityVerifyFailureDialogLabel", "Verbindung nicht möglich"},
     {"VorlaneSecurityVerifyFailureDialogText",
-     "Dieses Gerät konnte nicht überprüft werden. Aktualisiere seine Software und versuche es "
-     "erneut."},
+     "Dieses Gerät konnte nicht überprüft werden.\n"
+     "Aktualisiere seine Software und versuche es erneut."},
     {"TVVorlaneOK", "OK"},
     {"TVVorlanePlayerLive", "LIVE"},
     {"TVVorlanePlayerGoToLive", "Zum Live-Bild"},
@@ -21,8 +21,8 @@ constexpr Entry kGermanTexts[] = {
     {"TVVorlanePlayerHardOfHearing", "für Hörgeschädigte"},
     {"TVVorlanePlayerAudioDescription", "mit Audiodeskription"},
     {"TVVorlanePlayerCommentary", "Kommentar"},
-    {"TVVorlanePlayerLoading", "Wird geladen"},
     {"TVVorlanePlayerPercent", "{} %"},
+    {"TVVorlanePlayerSeconds", "{} s"},
     {"TVVorlanePlayerPaused", "Pausiert"},
     {"TVVorlanePlayerEnded", "Das Video ist zu Ende."},
     {"TVVorlanePlayerNotFound", "Das Video wurde nicht gefunden."},

@@ -9,7 +9,7 @@ constexpr Entry kFrenchTexts[] = {
     {"TVVorlanePINTitle", "Saisissez ce code sur votre appareil"},
     {"VorlaneSecurityVerifyFailureDialogLabel", "Connexion impossible"},
     {"VorlaneSecurityVerifyFailureDialogText",
-     "Cet appareil n’a pas pu être vérifié. Mettez son logiciel à jour et réessayez."},
+     "Cet appareil n’a pas pu être vérifié.\nMettez son logiciel à jour et réessayez."},
     {"TVVorlaneOK", "OK"},
     {"TVVorlanePlayerLive", "DIRECT"},
     {"TVVorlanePlayerGoToLive", "Revenir au direct"},
@@ -20,8 +20,8 @@ constexpr Entry kFrenchTexts[] = {
     {"TVVorlanePlayerHardOfHearing", "pour malentendants"},
     {"TVVorlanePlayerAudioDescription", "avec audiodescription"},
     {"TVVorlanePlayerCommentary", "commentaires"},
-    {"TVVorlanePlayerLoading", "Chargement"},
     {"TVVorlanePlayerPercent", "{} %"},
+    {"TVVorlanePlayerSeconds", "{} s"},
     {"TVVorlanePlayerPaused", "En pause"},
     {"TVVorlanePlayerEnded", "Cette vidéo est terminée."},
     {"TVVorlanePlayerNotFound", "Cette vidéo est introuvable."},
@@ -31,9 +31,9 @@ constexpr Entry kFrenchTexts[] = {
     {"TVVorlanePlayerNotAllowed", "Cette vidéo ne peut pas être lue ici : accès refusé."},
     {"TVVorlanePlayerFailed", "Impossible de lire cette vidéo."},
     {"TVVorlanePlayerReplayHint",
-     "Appuyez sur Lecture pour la revoir, ou sur Accueil pour quitter."},
+     "Appuyez sur Lecture pour la revoir,\nou sur Accueil pour quitter."},
     {"TVVorlanePlayerRetryHint",
-     "Appuyez sur Lecture pour réessayer, ou sur Accueil pour quitter."},
+     "Appuyez sur Lecture pour réessayer,\nou sur Accueil pour quitter."},
 };
 }  // namespace
 

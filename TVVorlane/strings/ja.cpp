@@ -6,11 +6,11 @@ namespace TVVorlaneStrings {
 
 namespace {
 constexpr Entry kJapaneseTexts[] = {
-    {"TVVorlanePINTitle", "お使いのデバイスでこのコードを入力してください"},
+    {"TVVorlanePINTitle", "お使いのデバイスで\nこのコードを入力してください"},
     {"VorlaneSecurityVerifyFailureDialogLabel", "接続できません"},
     {"VorlaneSecurityVerifyFailureDialogText",
-     "このデバイスを確認できませんでした。ソフトウェアをアップデートして、もう一度お試しください"
-     "。"},
+     "このデバイスを確認できませんでした。\n"
+     "ソフトウェアをアップデートして、\nもう一度お試しください。"},
     {"TVVorlaneOK", "OK"},
     {"TVVorlanePlayerLive", "ライブ"},
     {"TVVorlanePlayerGoToLive", "ライブに移動"},
@@ -21,15 +21,15 @@ constexpr Entry kJapaneseTexts[] = {
     {"TVVorlanePlayerHardOfHearing", "聴覚障がい者向け"},
     {"TVVorlanePlayerAudioDescription", "音声解説付き"},
     {"TVVorlanePlayerCommentary", "コメンタリー"},
-    {"TVVorlanePlayerLoading", "読み込み中"},
     {"TVVorlanePlayerPercent", "{}%"},
+    {"TVVorlanePlayerSeconds", "{}秒"},
     {"TVVorlanePlayerPaused", "一時停止中"},
     {"TVVorlanePlayerEnded", "ビデオは終了しました。"},
     {"TVVorlanePlayerNotFound", "このビデオは見つかりませんでした。"},
     {"TVVorlanePlayerNoConnection", "このビデオに接続できません。"},
     {"TVVorlanePlayerTimedOut", "このビデオからの応答がありません。"},
     {"TVVorlanePlayerUnknownFormat", "このビデオの形式には対応していません。"},
-    {"TVVorlanePlayerNotAllowed", "このビデオをここで再生することは許可されていません。"},
+    {"TVVorlanePlayerNotAllowed", "このビデオをここで再生することは\n許可されていません。"},
     {"TVVorlanePlayerFailed", "このビデオは再生できません。"},
     {"TVVorlanePlayerReplayHint",
      "もう一度見るには再生ボタン、\n終了するにはホームボタンを押してください。"},

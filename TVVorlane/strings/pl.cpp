@@ -9,8 +9,8 @@ constexpr Entry kPolishTexts[] = {
     {"TVVorlanePINTitle", "Wprowadź ten kod na swoim urządzeniu"},
     {"VorlaneSecurityVerifyFailureDialogLabel", "Nie można się połączyć"},
     {"VorlaneSecurityVerifyFailureDialogText",
-     "Nie udało się zweryfikować tego urządzenia. Zaktualizuj jego oprogramowanie i spróbuj "
-     "ponownie."},
+     "Nie udało się zweryfikować tego urządzenia.\n"
+     "Zaktualizuj jego oprogramowanie i spróbuj ponownie."},
     {"TVVorlaneOK", "OK"},
     {"TVVorlanePlayerLive", "NA ŻYWO"},
     {"TVVorlanePlayerGoToLive", "Przejdź na żywo"},
@@ -21,8 +21,8 @@ constexpr Entry kPolishTexts[] = {
     {"TVVorlanePlayerHardOfHearing", "dla niesłyszących"},
     {"TVVorlanePlayerAudioDescription", "z audiodeskrypcją"},
     {"TVVorlanePlayerCommentary", "komentarz"},
-    {"TVVorlanePlayerLoading", "Wczytywanie"},
     {"TVVorlanePlayerPercent", "{}%"},
+    {"TVVorlanePlayerSeconds", "{} s"},
     {"TVVorlanePlayerPaused", "Wstrzymano"},
     {"TVVorlanePlayerEnded", "Film się zakończył."},
     {"TVVorlanePlayerNotFound", "Nie znaleziono tego filmu."},
@@ -31,8 +31,8 @@ constexpr Entry kPolishTexts[] = {
     {"TVVorlanePlayerUnknownFormat", "Format tego filmu nie jest obsługiwany."},
     {"TVVorlanePlayerNotAllowed", "Tego filmu nie wolno tu odtwarzać."},
     {"TVVorlanePlayerFailed", "Nie można odtworzyć tego filmu."},
-    {"TVVorlanePlayerReplayHint", "Naciśnij Odtwórz, aby obejrzeć ponownie, lub Dom, aby wyjść."},
-    {"TVVorlanePlayerRetryHint", "Naciśnij Odtwórz, aby spróbować ponownie, lub Dom, aby wyjść."},
+    {"TVVorlanePlayerReplayHint", "Naciśnij Odtwórz, aby obejrzeć ponownie,\nlub Dom, aby wyjść."},
+    {"TVVorlanePlayerRetryHint", "Naciśnij Odtwórz, aby spróbować ponownie,\nlub Dom, aby wyjść."},
 };
 }  // namespace
 

@@ -9,8 +9,8 @@ constexpr Entry kRussianTexts[] = {
     {"TVVorlanePINTitle", "Введите этот код на своём устройстве"},
     {"VorlaneSecurityVerifyFailureDialogLabel", "Не удалось подключиться"},
     {"VorlaneSecurityVerifyFailureDialogText",
-     "Не удалось проверить это устройство. Обновите его программное обеспечение и повторите "
-     "попытку."},
+     "Не удалось проверить это устройство.\n"
+     "Обновите его программное обеспечение и повторите попытку."},
     {"TVVorlaneOK", "ОК"},
     {"TVVorlanePlayerLive", "ЭФИР"},
     {"TVVorlanePlayerGoToLive", "К прямому эфиру"},
@@ -21,8 +21,8 @@ constexpr Entry kRussianTexts[] = {
     {"TVVorlanePlayerHardOfHearing", "для слабослышащих"},
     {"TVVorlanePlayerAudioDescription", "с тифлокомментариями"},
     {"TVVorlanePlayerCommentary", "комментарии"},
-    {"TVVorlanePlayerLoading", "Загрузка"},
     {"TVVorlanePlayerPercent", "{} %"},
+    {"TVVorlanePlayerSeconds", "{} с"},
     {"TVVorlanePlayerPaused", "Пауза"},
     {"TVVorlanePlayerEnded", "Видео закончилось."},
     {"TVVorlanePlayerNotFound", "Видео не найдено."},
@@ -32,9 +32,9 @@ constexpr Entry kRussianTexts[] = {
     {"TVVorlanePlayerNotAllowed", "Это видео нельзя воспроизводить здесь."},
     {"TVVorlanePlayerFailed", "Не удаётся воспроизвести видео."},
     {"TVVorlanePlayerReplayHint",
-     "Нажмите «Воспроизведение», чтобы посмотреть снова, или «Домой», чтобы выйти."},
+     "Нажмите «Воспроизведение», чтобы посмотреть снова,\nили «Домой», чтобы выйти."},
     {"TVVorlanePlayerRetryHint",
-     "Нажмите «Воспроизведение», чтобы повторить попытку, или «Домой», чтобы выйти."},
+     "Нажмите «Воспроизведение», чтобы повторить попытку,\nили «Домой», чтобы выйти."},
 };
 }  // namespace
 

@@ -8,7 +8,7 @@ namespace {
 constexpr Entry kSimplifiedChineseTexts[] = {
     {"TVVorlanePINTitle", "请在您的设备上输入此代码"},
     {"VorlaneSecurityVerifyFailureDialogLabel", "无法连接"},
-    {"VorlaneSecurityVerifyFailureDialogText", "无法验证此设备。请更新其软件，然后重试。"},
+    {"VorlaneSecurityVerifyFailureDialogText", "无法验证此设备。\n请更新其软件，然后重试。"},
     {"TVVorlaneOK", "好"},
     {"TVVorlanePlayerLive", "直播"},
     {"TVVorlanePlayerGoToLive", "回到直播"},
@@ -19,8 +19,8 @@ constexpr Entry kSimplifiedChineseTexts[] = {
     {"TVVorlanePlayerHardOfHearing", "供听障人士使用"},
     {"TVVorlanePlayerAudioDescription", "含音频描述"},
     {"TVVorlanePlayerCommentary", "评论音轨"},
-    {"TVVorlanePlayerLoading", "正在加载"},
     {"TVVorlanePlayerPercent", "{}%"},
+    {"TVVorlanePlayerSeconds", "{}秒"},
     {"TVVorlanePlayerPaused", "已暂停"},
     {"TVVorlanePlayerEnded", "此视频已播完。"},
     {"TVVorlanePlayerNotFound", "找不到此视频。"},

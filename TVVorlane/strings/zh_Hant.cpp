@@ -8,7 +8,7 @@ namespace {
 constexpr Entry kTraditionalChineseTexts[] = {
     {"TVVorlanePINTitle", "請在您的裝置上輸入此代碼"},
     {"VorlaneSecurityVerifyFailureDialogLabel", "無法連線"},
-    {"VorlaneSecurityVerifyFailureDialogText", "無法驗證此裝置。請更新其軟體，然後再試一次。"},
+    {"VorlaneSecurityVerifyFailureDialogText", "無法驗證此裝置。\n請更新其軟體，然後再試一次。"},
     {"TVVorlaneOK", "好"},
     {"TVVorlanePlayerLive", "直播"},
     {"TVVorlanePlayerGoToLive", "前往直播"},
@@ -19,8 +19,8 @@ constexpr Entry kTraditionalChineseTexts[] = {
     {"TVVorlanePlayerHardOfHearing", "供聽障人士使用"},
     {"TVVorlanePlayerAudioDescription", "含口述影像"},
     {"TVVorlanePlayerCommentary", "評論音軌"},
-    {"TVVorlanePlayerLoading", "正在載入"},
     {"TVVorlanePlayerPercent", "{}%"},
+    {"TVVorlanePlayerSeconds", "{}秒"},
     {"TVVorlanePlayerPaused", "已暫停"},
     {"TVVorlanePlayerEnded", "此影片已播放完畢。"},
     {"TVVorlanePlayerNotFound", "找不到此影片。"},

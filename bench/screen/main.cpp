@@ -47,9 +47,9 @@ struct Case {
 };
 
 std::vector<Case> cases() {
-  platform::SceneNode card = nodeOf({platform::BlurElement{}, platform::DigitsElement{"1234", 4}});
-  card.children.push_back(nodeOf(
-      {platform::TextElement{"Enter the code that the other shows", platform::TextStyle::Title}}));
+  const platform::SceneNode card =
+      nodeOf({platform::BlurElement{},
+              platform::DigitsElement{"1234", 4, "Enter the code that the other shows"}});
   platform::SceneNode half = card;
   half.alpha = platform::AnimatedAlpha::constant(0.5F);
   platform::TransportBarElement bar;

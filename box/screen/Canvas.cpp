@@ -159,16 +159,22 @@ void Canvas::shapePart(const Shape& shape, const platform::Rect& rect, double fr
   SDL_RenderCopyF(_renderer, texture, &source, &target);
 }
 
-void Canvas::scrim(const platform::Rect& rect, double fade, platform::Color color, float alpha) {
+void Canvas::scrim(const platform::Rect& rect, double fade, float alpha) {
   const SDL_FRect place = pixels(rect);
-  const auto rows = static_cast<int>(std::lround(fade * _scale));
-  for (int row = 0; row < rows; ++row) {
-    // Eased, so that the upper edge is not seen.
-    const auto share = static_cast<float>(theme::eased((row + 0.5) / rows));
-    fillPixels({place.x, place.y + static_cast<float>(row), place.w, 1}, color, alpha * share);
+  const double fading = fade * _scale;
+  const auto height = static_cast<double>(place.h);
+  constexpr auto kMiddle = static_cast<double>(theme::kScrimUnderText.alpha);
+  constexpr auto kFull = static_cast<double>(theme::kScrim.alpha);
+  for (int row = 0; row < static_cast<int>(place.h); ++row) {
+    const double y = row + 0.5;
+    // Eased at both ends of each part, so that no edge is seen.
+    const double opacity =
+        y < fading ? kMiddle * theme::eased(y / fading)
+                   : kMiddle + (kFull - kMiddle) * theme::eased((y - fading) / (height - fading));
+    platform::Color color = theme::kScrim;
+    color.alpha = static_cast<float>(opacity);
+    fillPixels({place.x, place.y + static_cast<float>(row), place.w, 1}, color, alpha);
   }
-  const auto height = static_cast<float>(rows);
-  fillPixels({place.x, place.y + height, place.w, place.h - height}, color, alpha);
 }
 
 TextRun Canvas::styled(std::string text, platform::TextStyle style, platform::Color color,
@@ -183,7 +189,8 @@ TextRun Canvas::fitted(TextRun run, const platform::Rect& rect, bool wraps) {
   const double usual = run.size / _access.textSize;
   while (run.size > usual) {
     const TextExtent extent = measure(run);
-    if (!extent.cut && extent.height <= rect.height) break;
+    // Of a single line only the letters need room: some fonts have much more around them.
+    if (!extent.cut && (wraps ? extent.height : extent.inkHeight) <= rect.height) break;
     run.size = std::max(run.size * kFittingStep, usual);
   }
   return run;

@@ -39,8 +39,9 @@ class Canvas {
   void fill(const platform::Rect& rect, platform::Color color, float alpha);
   void fillPixels(const SDL_FRect& rect, platform::Color color, float alpha);
   void shape(const Shape& shape, const platform::Rect& rect, float alpha);
-  /// The colour over `rect`, but for its upper part, `fade` high, where it comes out of nothing.
-  void scrim(const platform::Rect& rect, double fade, platform::Color color, float alpha);
+  /// Shades `rect` from the theme's scrim at its lower edge to the scrim under text, and from there
+  /// to nothing over its upper part, `fade` high.
+  void scrim(const platform::Rect& rect, double fade, float alpha);
   /// The part of the shape between two fractions of its width.
   void shapePart(const Shape& shape, const platform::Rect& rect, double from, double to,
                  float alpha);

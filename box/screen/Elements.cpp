@@ -6,6 +6,7 @@
 
 #include <glib.h>
 
+#include "box/screen/Controls.h"
 #include "box/screen/Theme.h"
 
 namespace box {
@@ -54,14 +55,23 @@ void drawElement(Canvas& canvas, const platform::DigitsElement& digits, const Re
            static_cast<double>(count - 1) * theme::kDigitGap;
   };
   const std::size_t count = std::max(wanted, texts.size());
-  // More characters than boxes: the row keeps its width, its boxes shrink.
-  const double fit = std::min({rowWidth(wanted) / rowWidth(count), frame.width / rowWidth(count),
-                               frame.height / theme::kDigitHeight, 1.0});
+  const Rect safe = safePart(frame);
+  const double fit =
+      std::min({safe.width / rowWidth(count), safe.height / theme::kDigitHeight, 1.0});
   if (!(fit > 0)) return;
   const double width = theme::kDigitWidth * fit;
   const double height = theme::kDigitHeight * fit;
+
+  const CardText title =
+      layOutCardText(canvas, digits.title, platform::TextStyle::Title, digits.titleColor,
+                     safe.width, (safe.height - height) * theme::kDigitsTitleShare);
+  // The letters count, not the room above and below them.
+  const TextExtent extent = canvas.measure(title.run);
+  const double gap = digits.title.empty() ? 0 : theme::kDigitsTitleGap;
+  const double top = frame.y + (frame.height - extent.inkHeight - gap - height) / 2;
+  drawCardText(canvas, title, frame.x + frame.width / 2, top - extent.inkTop, alpha);
   double x = frame.x + (frame.width - rowWidth(count) * fit) / 2;
-  const double y = frame.y + (frame.height - height) / 2;
+  const double y = top + extent.inkHeight + gap;
   for (std::size_t i = 0; i < count; ++i) {
     const Rect place{x, y, width, height};
     canvas.shape({ShapeKind::RoundedRectangle, theme::kDigitBox, theme::kDigitRadius * fit, 0},

@@ -19,20 +19,15 @@ void drawElement(Canvas& canvas, const platform::OptionPanelElement& panel,
                  const platform::Rect& frame, float alpha);
 void drawElement(Canvas& canvas, const platform::MessageElement& message,
                  const platform::Rect& frame, float alpha);
+void drawElement(Canvas& canvas, const platform::TransportBarElement& bar,
+                 const platform::Rect& frame, float alpha);
 
 void drawElement(Canvas& canvas, const platform::SpinnerElement& spinner,
                  const platform::Rect& frame, platform::TimePoint now, float alpha);
 
-/// A ring of dots that fills `place`; moves with `sinceStart`.
-void drawSpinner(Canvas& canvas, const platform::Rect& place, platform::Duration sinceStart,
-                 float alpha);
-/// `now` moves the sign of loading.
-void drawTransportBar(Canvas& canvas, const platform::TransportBarElement& bar,
-                      const platform::Rect& frame, platform::TimePoint now, float alpha);
-
 /// Where the parts of the bar are in a frame, for a size of text.
 struct TransportBarLayout {
-  platform::Rect scrim;  ///< whole from the upper edge of `seek` down
+  platform::Rect scrim;  ///< fades in above `seek`
   platform::Rect seek;   ///< the time that is shown while a place is looked for
   platform::Rect title;  ///< with the icon
   platform::Rect track;
@@ -42,7 +37,8 @@ TransportBarLayout transportBarLayout(const platform::Rect& frame, double textSi
 
 /// What the bar says and shows, apart from how.
 struct TransportBarTexts {
-  std::string left;
+  std::string place;  ///< where the remote looks; empty when it does not
+  std::string left;   ///< otherwise, where the player is
   std::string right;
   std::string rate;   ///< empty unless scanning
   double played = 0;  ///< fraction of the track

@@ -36,6 +36,15 @@ void visitVideos(const std::vector<SceneNode>& nodes, const Visit& visit) {
   }
 }
 
+/// Beneath a blur only these are drawn. Words and controls would become patches under what is
+/// written on the blur.
+bool isPicture(const platform::SceneElement& element) {
+  return std::holds_alternative<platform::FillElement>(element) ||
+         std::holds_alternative<platform::VideoElement>(element) ||
+         std::holds_alternative<platform::LayerElement>(element) ||
+         std::holds_alternative<platform::BlurElement>(element);
+}
+
 }  // namespace
 
 /// One walk over a scene, back to front, up to an element or the end. What an opaque element over
@@ -113,7 +122,7 @@ class SceneRenderer::Walk {
     for (const auto& element : node.elements) {
       if (&element == _end) return false;
       if (&element == _cover) _hidden = false;
-      if (!visible || _hidden) continue;
+      if (!visible || _hidden || (_end && !isPicture(element))) continue;
       if (_list) {
         _list->push_back(_described(element, node.frame, alpha));
       } else {
@@ -145,9 +154,8 @@ class SceneRenderer::Walk {
   }
   void _draw(const platform::TransportBarElement& bar, const void*, const Rect& frame,
              float alpha) {
-    if (bar.state == platform::TransportState::Loading) _animates = true;
     _black = false;
-    drawTransportBar(_canvas, bar, frame, _now, alpha);
+    drawElement(_canvas, bar, frame, alpha);
     _drawSubtitles();
   }
   void _draw(const platform::VideoElement& element, const void*, const Rect& frame, float alpha) {
@@ -188,14 +196,9 @@ class SceneRenderer::Walk {
 
 SceneRenderer::Drawn SceneRenderer::Walk::_described(const platform::SceneElement& element,
                                                      const Rect& frame, float alpha) const {
-  Drawn drawn{frame, alpha, element, 0, {}, nullptr};
+  Drawn drawn{frame, alpha, element, 0};
   visitVideo(element, [&](const auto& output) {
-    if (!output) return;
-    const Video& video = _renderer._video(*output);
-    drawn.serial = video.serial;
-    if (!video.subtitles || video.time < 0) return;
-    drawn.texts = video.subtitles->at(video.time);
-    drawn.styles = video.subtitles->styles();
+    if (output) drawn.serial = _renderer._video(*output).serial;
   });
   return drawn;
 }
@@ -233,7 +236,7 @@ void SceneRenderer::Walk::_drawVideo(const platform::VideoOutput* output, const 
       _canvas.fillPixels(bar, platform::kBlack, alpha);
   }
   _drawSubtitles();
-  if (!shown->subtitles || shown->time < 0) return;
+  if (_end || !shown->subtitles || shown->time < 0) return;
   _subtitled = Subtitled{shown,
                          {.area = area,
                           .picture = place,

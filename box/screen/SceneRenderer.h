@@ -58,8 +58,6 @@ class SceneRenderer {
     float alpha = 1;
     platform::SceneElement element;
     std::uint64_t serial = 0;  // of its picture
-    SubtitleCues::Cues texts;
-    std::shared_ptr<const SubtitleStyles> styles;
     bool operator==(const Drawn&) const = default;
   };
   class Walk;

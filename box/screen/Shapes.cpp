@@ -84,10 +84,6 @@ void draw(const CairoPicture& picture, const Shape& shape, double width, double 
         cairo_fill(cairo);
       }
       break;
-    case ShapeKind::Stop:
-      roundedPath(cairo, width * 0.08, width, height, width * 0.2);
-      cairo_fill(cairo);
-      break;
     case ShapeKind::FastForward:
       cairo_translate(cairo, 0, height * 0.12);
       triangle(cairo, 0, width * 0.53, height * 0.76);

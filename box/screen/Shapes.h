@@ -12,7 +12,6 @@ enum class ShapeKind {
   Disc,
   Play,
   Pause,
-  Stop,
   FastForward,
   Rewind,
   Check,

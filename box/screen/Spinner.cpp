@@ -22,27 +22,7 @@ Rect inMiddle(const Rect& frame, double size) {
   return {frame.x + (frame.width - size) / 2, frame.y + (frame.height - size) / 2, size, size};
 }
 
-}  // namespace
-
-void drawElement(Canvas& canvas, const platform::SpinnerElement& spinner, const Rect& frame,
-                 platform::TimePoint now, float alpha) {
-  // A text needs its room, whatever the frame is.
-  const double size = spinner.text.empty()
-                          ? std::min({frame.width, frame.height, theme::kSpinnerSize})
-                          : canvas.grown(theme::kSpinnerSizeAroundText);
-  canvas.shape({ShapeKind::Disc, theme::kSpinnerBacking, 0, 0},
-               inMiddle(frame, size * theme::kSpinnerBackingShare), alpha);
-  const Rect ring = inMiddle(frame, size);
-  drawSpinner(canvas, ring, now - spinner.started, alpha);
-  if (spinner.text.empty()) return;
-  TextRun text = canvas.styled(spinner.text, platform::TextStyle::Caption, theme::kText,
-                               platform::TextAlignment::Center);
-  text.bold = true;
-  const Rect inner = inMiddle(frame, size * (1 - 2 * theme::kSpinnerDotShare));
-  canvas.text(canvas.fitted(std::move(text), inner, false), inner, false, Canvas::Vertical::Center,
-              alpha);
-}
-
+/// A ring of dots that fills `place`; moves with `sinceStart`.
 void drawSpinner(Canvas& canvas, const Rect& place, platform::Duration sinceStart, float alpha) {
   const double size = std::min(place.width, place.height);
   const double dot = size * theme::kSpinnerDotShare;
@@ -64,6 +44,27 @@ void drawSpinner(Canvas& canvas, const Rect& place, platform::Duration sinceStar
                   middleY + radius * std::sin(angle) - dot / 2, dot, dot},
                  alpha * static_cast<float>(brightness));
   }
+}
+
+}  // namespace
+
+void drawElement(Canvas& canvas, const platform::SpinnerElement& spinner, const Rect& frame,
+                 platform::TimePoint now, float alpha) {
+  // A text needs its room, whatever the frame is.
+  const double size = spinner.text.empty()
+                          ? std::min({frame.width, frame.height, theme::kSpinnerSize})
+                          : canvas.grown(theme::kSpinnerSizeAroundText);
+  canvas.shape({ShapeKind::Disc, theme::kSpinnerBacking, 0, 0},
+               inMiddle(frame, size * theme::kSpinnerBackingShare), alpha);
+  const Rect ring = inMiddle(frame, size);
+  drawSpinner(canvas, ring, now - spinner.started, alpha);
+  if (spinner.text.empty()) return;
+  TextRun text = canvas.styled(spinner.text, platform::TextStyle::Caption, theme::kText,
+                               platform::TextAlignment::Center);
+  text.bold = true;
+  const Rect inner = inMiddle(frame, size * (1 - 2 * theme::kSpinnerDotShare));
+  canvas.text(canvas.fitted(std::move(text), inner, false), inner, false, Canvas::Vertical::Center,
+              alpha);
 }
 
 }  // namespace box

@@ -2,26 +2,18 @@
 
 #include <algorithm>
 #include <cmath>
-#include <memory>
+#include <utility>
 #include <vector>
 
 #include <pango/pangocairo.h>
 
 #include "box/screen/CairoTexture.h"
+#include "box/screen/TextLayout.h"
 
 namespace box {
 namespace {
 
 using Alignment = CueLayout::Alignment;
-
-struct LayoutDeleter {
-  void operator()(PangoLayout* layout) const { g_object_unref(layout); }
-  void operator()(PangoAttrList* list) const { pango_attr_list_unref(list); }
-  void operator()(PangoLayoutIter* iter) const { pango_layout_iter_free(iter); }
-};
-using LayoutPtr = std::unique_ptr<PangoLayout, LayoutDeleter>;
-using AttributesPtr = std::unique_ptr<PangoAttrList, LayoutDeleter>;
-using IterPtr = std::unique_ptr<PangoLayoutIter, LayoutDeleter>;
 
 guint16 level(float value) {
   return static_cast<guint16>(std::lround(std::clamp(value, 0.0F, 1.0F) * 65535));
@@ -59,38 +51,35 @@ PangoAlignment pangoAlignment(Alignment alignment, const std::string& text) {
   return PANGO_ALIGN_RIGHT;
 }
 
-LayoutPtr layoutOf(const TextRenderer& texts, const SubtitleCue& cue, const SubtitleArea& area,
-                   double size) {
-  LayoutPtr layout(pango_layout_new(texts.context()));
-  PangoFontDescription* font = pango_font_description_from_string(theme::kFontFamilies);
-  pango_font_description_set_absolute_size(font, std::max(size, 1.0) * PANGO_SCALE);
-  if (cue.look.bold.value_or(false)) pango_font_description_set_weight(font, PANGO_WEIGHT_BOLD);
-  if (cue.look.italic.value_or(false)) pango_font_description_set_style(font, PANGO_STYLE_ITALIC);
-  pango_layout_set_font_description(layout.get(), font);
-  pango_font_description_free(font);
-  pango_layout_set_auto_dir(layout.get(), TRUE);
-  pango_layout_set_alignment(layout.get(), pangoAlignment(cue.layout.alignment, cue.text));
-  pango_layout_set_wrap(layout.get(), PANGO_WRAP_WORD_CHAR);
-  pango_layout_set_ellipsize(layout.get(), PANGO_ELLIPSIZE_END);
-  pango_layout_set_width(layout.get(), std::max(area.width, 1) * PANGO_SCALE);
-  pango_layout_set_height(layout.get(), std::max(area.height, 1) * PANGO_SCALE);
-  pango_layout_set_text(layout.get(), cue.text.data(), static_cast<int>(cue.text.size()));
-  const AttributesPtr attributes(pango_attr_list_new());
+PangoLayoutPtr layoutOf(const TextRenderer& texts, const SubtitleCue& cue, const SubtitleArea& area,
+                        double size) {
+  PangoAttrListPtr attributes(pango_attr_list_new());
   if (cue.look.underline.value_or(false)) {
     SubtitleSpan whole;
     whole.end = cue.text.size();
     whole.look.underline = true;
     appendAttributes(attributes.get(), whole);
   }
-  for (const SubtitleSpan& span : cue.spans) appendAttributes(attributes.get(), span);
-  pango_layout_set_attributes(layout.get(), attributes.get());
+  double largest = 1;
+  for (const SubtitleSpan& span : cue.spans) {
+    appendAttributes(attributes.get(), span);
+    largest = std::max(largest, span.look.size.value_or(1));
+  }
+  const bool bold = cue.look.bold.value_or(false);
+  PangoLayoutPtr layout =
+      makeTextLayout(texts.context(), cue.text,
+                     {size, bold ? PANGO_WEIGHT_BOLD : PANGO_WEIGHT_NORMAL,
+                      cue.look.italic.value_or(false), largest},
+                     pangoAlignment(cue.layout.alignment, cue.text), std::move(attributes));
+  pango_layout_set_width(layout.get(), std::max(area.width, 1) * PANGO_SCALE);
+  pango_layout_set_height(layout.get(), std::max(area.height, 1) * PANGO_SCALE);
   return layout;
 }
 
 /// What lies behind letters, line by line.
 void drawBackground(cairo_t* context, PangoLayout* layout, std::size_t begin, std::size_t end,
                     double padding) {
-  const IterPtr iter(pango_layout_get_iter(layout));
+  const PangoLayoutIterPtr iter(pango_layout_get_iter(layout));
   do {
     PangoLayoutLine* line = pango_layout_iter_get_line_readonly(iter.get());
     PangoRectangle extents;
@@ -134,11 +123,12 @@ void drawEdge(const CairoPicture& picture, PangoLayout* layout, TextEdge edge, d
     cairo_stroke_preserve(context);
     cairo_fill(context);
   };
-  // Letters that cast a shadow keep a thin line, without which they are lost on white.
+  // Letters that cast a shadow keep a thin line, without which they are lost on white. The shadow
+  // touches that line: a gap between them would look like a second letter.
   stroke(0, edge == TextEdge::Uniform ? width : width / 2);
-  if (edge == TextEdge::DropShadow) stroke(2 * width, width / 2);
-  if (edge == TextEdge::Raised) stroke(width, width / 2);
-  if (edge == TextEdge::Depressed) stroke(-width, width / 2);
+  if (edge == TextEdge::DropShadow) stroke(width, width / 2);
+  if (edge == TextEdge::Raised) stroke(width / 2, width / 2);
+  if (edge == TextEdge::Depressed) stroke(-width / 2, width / 2);
 }
 
 }  // namespace
@@ -148,7 +138,7 @@ SubtitlePicture drawSubtitleText(SDL_Renderer* renderer, const TextRenderer& tex
   const double size = area.size * cue.look.size.value_or(1);
   const double edgeWidth = area.frame * theme::kSubtitleOutline;
   const double padding = size * theme::kSubtitlePadding;
-  const LayoutPtr layout = layoutOf(texts, cue, area, size);
+  const PangoLayoutPtr layout = layoutOf(texts, cue, area, size);
   PangoRectangle ink;
   PangoRectangle logical;
   pango_layout_get_pixel_extents(layout.get(), &ink, &logical);

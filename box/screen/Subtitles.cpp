@@ -56,7 +56,8 @@ bool standsAtTheEdge(const CueLayout& layout) { return !layout.y && layout.line.
 /// Where texts have been put in this picture.
 class Places {
  public:
-  explicit Places(const SubtitleFrame& frame) : _frame(frame) {
+  /// The heights are those of all lines that stand at the upper and at the lower edge.
+  Places(const SubtitleFrame& frame, float heightAtTop, float heightAtBottom) : _frame(frame) {
     const auto inset = static_cast<float>(platform::kSafeAreaFraction);
     const SDL_FRect& area = frame.area;
     _left = area.x + inset * area.w;
@@ -65,6 +66,14 @@ class Places {
     const float margin =
         std::max(static_cast<float>(theme::kSubtitleMargin) * area.h, frame.covered);
     _bottom = area.y + area.h - margin;
+    // Lines at an edge stand together, beside the picture or in it, but not across its edge.
+    const SDL_FRect& picture = frame.picture;
+    const float pictureBottom = picture.y + picture.h;
+    if (_top + heightAtTop > picture.y) _top = std::max(_top, picture.y + inset * picture.h);
+    if (_bottom - heightAtBottom < pictureBottom) {
+      const float inside = static_cast<float>(theme::kSubtitleMargin) * picture.h;
+      _bottom = std::min(_bottom, pictureBottom - inside);
+    }
   }
 
   SDL_FRect place(const CueLayout& layout, const SubtitlePicture& text, int areaWidth) {
@@ -159,7 +168,18 @@ const Subtitles::Drawn& Subtitles::_drawn(SDL_Renderer* renderer,
 void Subtitles::draw(SDL_Renderer* renderer, const SubtitleCues::Cues& cues,
                      const std::shared_ptr<const SubtitleStyles>& styles,
                      const SubtitleFrame& frame, float alpha) {
-  Places places(frame);
+  const std::size_t count = std::min(cues.size(), kCachedCues);
+  float heightAtTop = 0;
+  float heightAtBottom = 0;
+  for (std::size_t index = 0; index < count; ++index) {
+    const Drawn& drawn = _drawn(renderer, cues[index], styles, frame);
+    if (!drawn.text.texture || drawn.layout.y) continue;
+    float& height = standsAtTheEdge(drawn.layout) ? heightAtBottom : heightAtTop;
+    // Room for two lines in any case, so that a text of one line stands where others do.
+    height = std::max(height + static_cast<float>(drawn.text.textHeight),
+                      2 * static_cast<float>(drawn.text.lineHeight));
+  }
+  Places places(frame, heightAtTop, heightAtBottom);
   const auto drawText = [&](const Drawn& drawn) {
     const SDL_FRect area = places.place(drawn.layout, drawn.text, drawn.areaWidth);
     copy(renderer, drawn.text.texture.get(),
@@ -167,7 +187,6 @@ void Subtitles::draw(SDL_Renderer* renderer, const SubtitleCues::Cues& cues,
           static_cast<float>(drawn.text.width), static_cast<float>(drawn.text.height)},
          alpha);
   };
-  const std::size_t count = std::min(cues.size(), kCachedCues);
   for (std::size_t index = count; index-- > 0;) {
     const Drawn& drawn = _drawn(renderer, cues[index], styles, frame);
     for (std::size_t image = 0; image < drawn.images.size(); ++image)

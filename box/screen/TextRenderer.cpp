@@ -8,19 +8,19 @@
 #include <pango/pangocairo.h>
 
 #include "box/screen/CairoTexture.h"
+#include "box/screen/TextLayout.h"
 
 namespace box {
 namespace {
 
 constexpr std::size_t kCachedTexts = 96;
 constexpr std::size_t kCachedPixels = std::size_t{6} * 1024 * 1024;
-constexpr std::size_t kCachedExtents = 256;
+constexpr std::size_t kCachedExtents = 1024;
 
 struct GObjectDeleter {
   void operator()(void* object) const { g_object_unref(object); }
 };
 using ContextPtr = std::unique_ptr<PangoContext, GObjectDeleter>;
-using LayoutPtr = std::unique_ptr<PangoLayout, GObjectDeleter>;
 using FontMapPtr = std::unique_ptr<PangoFontMap, GObjectDeleter>;
 
 /// Valid UTF-8 of a length that is worth shaping.
@@ -43,15 +43,6 @@ std::string fontLanguage(const std::string& locale) {
   if (locale.starts_with("zh_Hant")) return "zh-tw";
   if (locale == "zh" || locale.starts_with("zh_Hans")) return "zh-cn";
   return locale;
-}
-
-/// Only Japanese is written with them.
-bool hasKana(const std::string& text) {
-  for (const gchar* at = text.data(); *at; at = g_utf8_next_char(at)) {
-    const gunichar letter = g_utf8_get_char(at);
-    if (letter >= 0x3041 && letter <= 0x30FF) return true;
-  }
-  return false;
 }
 
 std::string cacheKey(const TextRun& run, double scale) {
@@ -116,18 +107,11 @@ struct TextRenderer::Impl {
     cairo_font_options_destroy(options);
   }
 
-  LayoutPtr layout(const TextRun& run, double scale) const {
-    LayoutPtr layout(pango_layout_new(context.get()));
-    PangoFontDescription* font = pango_font_description_from_string(theme::kFontFamilies);
-    pango_font_description_set_weight(font, run.bold ? PANGO_WEIGHT_SEMIBOLD : PANGO_WEIGHT_NORMAL);
-    pango_font_description_set_absolute_size(font, std::max(run.size * scale, 1.0) * PANGO_SCALE);
-    pango_layout_set_font_description(layout.get(), font);
-    pango_font_description_free(font);
-
-    pango_layout_set_auto_dir(layout.get(), TRUE);
-    pango_layout_set_alignment(layout.get(), alignment(run.alignment));
-    pango_layout_set_wrap(layout.get(), PANGO_WRAP_WORD_CHAR);
-    pango_layout_set_ellipsize(layout.get(), PANGO_ELLIPSIZE_END);
+  PangoLayoutPtr layout(const TextRun& run, double scale) const {
+    PangoLayoutPtr layout = makeTextLayout(
+        context.get(), presentable(run.text),
+        {run.size * scale, run.bold ? PANGO_WEIGHT_SEMIBOLD : PANGO_WEIGHT_NORMAL, false},
+        alignment(run.alignment), nullptr);
     const auto units = [&](double points) {
       return static_cast<int>(std::lround(points * scale * PANGO_SCALE));
     };
@@ -139,14 +123,6 @@ struct TextRenderer::Impl {
     } else {
       pango_layout_set_single_paragraph_mode(layout.get(), TRUE);
       pango_layout_set_height(layout.get(), -1);
-    }
-    const std::string text = presentable(run.text);
-    pango_layout_set_text(layout.get(), text.data(), static_cast<int>(text.size()));
-    if (hasKana(text)) {
-      PangoAttrList* attributes = pango_attr_list_new();
-      pango_attr_list_insert(attributes, pango_attr_language_new(pango_language_from_string("ja")));
-      pango_layout_set_attributes(layout.get(), attributes);
-      pango_attr_list_unref(attributes);
     }
     return layout;
   }
@@ -173,12 +149,13 @@ TextExtent TextRenderer::measure(const TextRun& run, double scale) {
   if (run.text.empty()) return {};
   const std::string key = cacheKey(run, scale);
   if (const TextExtent* cached = _extents.find(key)) return *cached;
-  const LayoutPtr layout = _impl->layout(run, scale);
+  const PangoLayoutPtr layout = _impl->layout(run, scale);
+  PangoRectangle ink;
   PangoRectangle logical;
-  pango_layout_get_pixel_extents(layout.get(), nullptr, &logical);
+  pango_layout_get_pixel_extents(layout.get(), &ink, &logical);
   return _extents.insert(key,
-                         {logical.width / scale, logical.height / scale,
-                          pango_layout_is_ellipsized(layout.get()) != FALSE},
+                         {logical.width / scale, logical.height / scale, ink.y / scale,
+                          ink.height / scale, pango_layout_is_ellipsized(layout.get()) != FALSE},
                          1);
 }
 
@@ -186,7 +163,7 @@ const TextPicture& TextRenderer::picture(SDL_Renderer* renderer, const TextRun& 
   const std::string key = cacheKey(run, scale);
   if (const TextPicture* cached = _cache.find(key)) return *cached;
 
-  const LayoutPtr layout = _impl->layout(run, scale);
+  const PangoLayoutPtr layout = _impl->layout(run, scale);
   PangoRectangle ink;
   PangoRectangle logical;
   pango_layout_get_pixel_extents(layout.get(), &ink, &logical);

@@ -39,7 +39,10 @@ struct TextPicture {
 struct TextExtent {
   double width = 0;   ///< of the longest line
   double height = 0;  ///< of all lines
-  bool cut = false;   ///< it ends in an ellipsis
+  // Where the letters are within that height.
+  double inkTop = 0;
+  double inkHeight = 0;
+  bool cut = false;  ///< it ends in an ellipsis
 };
 
 /// Whether the first letters that have a direction run from right to left.

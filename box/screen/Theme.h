@@ -15,7 +15,15 @@ namespace box::theme {
 using platform::Color;
 
 // Type.
-inline constexpr const char* kFontFamilies = "Noto Sans, DejaVu Sans, Sans";
+/// Noto Sans has a family for each script. They are named here because fontconfig would otherwise
+/// take any family that has the script. The Chinese, Japanese and Korean ones are not named:
+/// fontconfig chooses among them by the language of the text.
+inline constexpr const char* kFontFamilies =
+    "Noto Sans, Noto Sans Arabic, Noto Sans Hebrew, Noto Sans Devanagari, Noto Sans Bengali, "
+    "Noto Sans Gurmukhi, Noto Sans Gujarati, Noto Sans Oriya, Noto Sans Tamil, Noto Sans Telugu, "
+    "Noto Sans Kannada, Noto Sans Malayalam, Noto Sans Sinhala, Noto Sans Thai, Noto Sans Lao, "
+    "Noto Sans Khmer, Noto Sans Myanmar, Noto Sans Armenian, Noto Sans Georgian, "
+    "Noto Sans Ethiopic, Sans";
 inline constexpr double kSmallestText = 28;
 /// A text is drawn up to this length; nobody reads more on a television.
 inline constexpr long kTextLimit = 2000;
@@ -61,8 +69,9 @@ inline constexpr Color kTextOnFocus{0.07F, 0.07F, 0.09F, 1};
 inline constexpr Color kTextOutline{0, 0, 0, 0.9F};
 
 // Colours: what it is written on.
-/// Beneath the transport bar.
-inline constexpr Color kScrim{0, 0, 0, 0.8F};
+/// Beneath the transport bar: at the lower edge of the screen, and where its texts begin.
+inline constexpr Color kScrim{0, 0, 0, 0.9F};
+inline constexpr Color kScrimUnderText{0, 0, 0, 0.72F};
 /// Over everything that an alert interrupts.
 inline constexpr Color kDim{0, 0, 0, 0.62F};
 inline constexpr Color kBlurDarkening{0.02F, 0.02F, 0.03F, 0.72F};
@@ -104,7 +113,8 @@ inline constexpr double kButtonPadding = kSpace4;
 
 // The transport bar, from its lower edge upwards.
 inline constexpr double kTimesHeight = 64;
-inline constexpr double kTrackGap = kSpace2;
+/// The focus ring of a button below the track must not come near the playhead.
+inline constexpr double kTrackGap = kSpace3;
 inline constexpr double kTrackHeight = 10;
 inline constexpr double kTitleGap = kSpace4;
 inline constexpr double kTitleHeight = 64;
@@ -113,8 +123,8 @@ inline constexpr double kSeekHeight = 96;
 inline constexpr double kIconSize = 44;
 inline constexpr double kIconGap = kSpace4;
 inline constexpr double kRateGap = kSpace4;
-/// The scrim is whole beneath the texts, and fades out above them over this height.
-inline constexpr double kScrimFade = 200;
+/// Above the texts the scrim fades out over this height.
+inline constexpr double kScrimFade = 340;
 inline constexpr double kPlayheadSize = 30;
 inline constexpr Color kTrack{1, 1, 1, 0.24F};
 inline constexpr Color kTrackLoaded{1, 1, 1, 0.36F};
@@ -152,9 +162,14 @@ inline constexpr double kPanelHeadingHeight = 60;
 inline constexpr double kPanelRowHeight = 72;
 inline constexpr double kPanelRowGap = kFocusRingOutset + 2;
 inline constexpr double kPanelRowPadding = kSpace3;
+inline constexpr double kPanelRowPaddingY = kSpace1;
+/// Three lines of a name; a longer one ends in an ellipsis.
+inline constexpr double kPanelMostTextHeight = 164;
+inline constexpr double kPanelLeastColumn = 420;
+inline constexpr double kPanelMostColumn = 760;
 inline constexpr double kPanelCheckSize = 36;
 inline constexpr double kPanelCheckGap = kSpace3;
-inline constexpr double kPanelShare = 0.7;  ///< of the safe area's height, at most
+inline constexpr double kPanelShare = 0.72;  ///< of the safe area's height, at most
 inline constexpr std::size_t kPanelRows = 6;
 inline constexpr std::size_t kMostLists = 4;
 inline constexpr double kScrollBarWidth = 6;
@@ -169,6 +184,10 @@ inline constexpr double kDigitRadius = 24;
 inline constexpr double kDigitLine = 3;
 /// Of the box's height.
 inline constexpr double kDigitTextShare = 0.56;
+/// Between the letters of the title and the boxes.
+inline constexpr double kDigitsTitleGap = kSpace6;
+/// Of the height that the boxes leave, at most.
+inline constexpr double kDigitsTitleShare = 0.5;
 inline constexpr std::size_t kMostDigits = 32;
 inline constexpr Color kDigitBox = kButton;
 inline constexpr Color kDigitOutline{1, 1, 1, 0.26F};

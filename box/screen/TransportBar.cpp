@@ -21,18 +21,15 @@ bool isScanning(TransportState state) {
   return state == TransportState::ScanningForward || state == TransportState::ScanningBackward;
 }
 
-void drawIcon(Canvas& canvas, TransportState state, const Rect& place, platform::TimePoint now,
-              float alpha) {
+void drawIcon(Canvas& canvas, TransportState state, const Rect& place, float alpha) {
   const auto draw = [&](ShapeKind kind) { canvas.shape({kind, theme::kText, 0, 0}, place, alpha); };
   switch (state) {
     case TransportState::Loading:
-      return drawSpinner(canvas, place, now.time_since_epoch(), alpha);
+      return;  // the spinner in the middle of the screen tells
     case TransportState::Playing:
       return draw(ShapeKind::Play);
     case TransportState::Paused:
       return draw(ShapeKind::Pause);
-    case TransportState::Stopped:
-      return draw(ShapeKind::Stop);
     case TransportState::ScanningForward:
       return draw(ShapeKind::FastForward);
     case TransportState::ScanningBackward:
@@ -132,43 +129,50 @@ class Badge {
   double _width = 0;
 };
 
-/// Icon, rate and text. Without a width of its own the text takes what the row leaves it. A word
-/// follows the text, which keeps its place when that comes and goes.
-void drawHeading(Canvas& canvas, const TransportBarElement& bar, bool hasIcon, TextRun rate,
-                 TextRun text, const std::string& word, Row row, platform::TimePoint now,
-                 float alpha) {
+/// The icon, the title and a word after it. The place of the icon is kept where there is none, so
+/// that the title does not move when loading ends.
+void drawHeading(Canvas& canvas, const TransportBarElement& bar, Row row, float alpha) {
   const double icon = canvas.grown(theme::kIconSize);
-  const double height = canvas.grown(theme::kSeekHeight);
-  if (hasIcon) drawIcon(canvas, bar.state, row.next(icon, icon, theme::kIconGap), now, alpha);
-  if (!rate.text.empty()) {
-    const Rect place = row.next(widthOf(canvas, rate), height, theme::kRateGap);
-    canvas.text(std::move(rate), place, false, Canvas::Vertical::Center, alpha);
-  }
-  const Badge badge(canvas, word);
+  drawIcon(canvas, bar.state, row.next(icon, icon, theme::kIconGap), alpha);
+  TextRun title = canvas.styled(bar.title, TextStyle::Headline, theme::kText);
+  const Badge badge(canvas, bar.stateText);
   double width = row.left();
   if (badge.width() > 0)
-    width = std::min(widthOf(canvas, text), width - badge.width() - theme::kBadgeGap);
-  if (!text.text.empty())
-    canvas.text(std::move(text), row.next(width, height, theme::kBadgeGap), false,
+    width = std::min(widthOf(canvas, title), width - badge.width() - theme::kBadgeGap);
+  if (!bar.title.empty())
+    canvas.text(std::move(title),
+                row.next(width, canvas.grown(theme::kTitleHeight), theme::kBadgeGap), false,
                 Canvas::Vertical::Center, alpha);
   badge.draw(row.next(badge.width(), badge.height(), 0), theme::kBadge, alpha);
 }
 
-/// The time that the remote looks for, above the playhead, with the rate of a scan before it.
+/// The time that the remote looks for, above the playhead. Before it the direction, and the rate of
+/// a scan or the length of the skips.
 void drawSeek(Canvas& canvas, const TransportBarElement& bar, const TransportBarTexts& texts,
-              const TransportBarLayout& layout, platform::TimePoint now, float alpha) {
-  const bool scans = isScanning(bar.state);
-  const TextRun rate = canvas.styled(texts.rate, TextStyle::Headline, theme::kText);
-  const TextRun time = canvas.styled(texts.left, TextStyle::Title, theme::kText);
+              const TransportBarLayout& layout, float alpha) {
+  TransportState icon = bar.state;
+  if (!isScanning(icon) && !bar.skipText.empty())
+    icon = bar.skipped < 0 ? TransportState::ScanningBackward : TransportState::ScanningForward;
+  const bool hasIcon = isScanning(icon);
+  const std::string& amountText = isScanning(bar.state) ? texts.rate : bar.skipText;
+  TextRun amount = canvas.styled(amountText, TextStyle::Headline, theme::kText);
+  TextRun time = canvas.styled(texts.place, TextStyle::Title, theme::kText);
+  const double iconSize = canvas.grown(theme::kIconSize);
+  const double amountWidth = amountText.empty() ? 0 : widthOf(canvas, amount);
   const double timeWidth = widthOf(canvas, time);
-  const double before = (scans ? canvas.grown(theme::kIconSize) + theme::kIconGap : 0) +
-                        (rate.text.empty() ? 0 : widthOf(canvas, rate) + theme::kRateGap);
-  const Rect& row = layout.seek;
+  const double before = (hasIcon ? iconSize + theme::kIconGap : 0) +
+                        (amountText.empty() ? 0 : amountWidth + theme::kRateGap);
+  const Rect& place = layout.seek;
   const double x = playheadX(layout.track, texts.played) - timeWidth / 2 - before;
   const double width = before + timeWidth;
-  const double left = std::clamp(x, row.x, std::max(row.x + row.width - width, row.x));
-  drawHeading(canvas, bar, scans, rate, time, {}, Row({left, row.y, width, row.height}, false), now,
-              alpha);
+  const double left = std::clamp(x, place.x, std::max(place.x + place.width - width, place.x));
+  Row row({left, place.y, width, place.height}, false);
+  if (hasIcon) drawIcon(canvas, icon, row.next(iconSize, iconSize, theme::kIconGap), alpha);
+  if (!amountText.empty())
+    canvas.text(std::move(amount), row.next(amountWidth, place.height, theme::kRateGap), false,
+                Canvas::Vertical::Center, alpha);
+  canvas.text(std::move(time), row.next(timeWidth, place.height, 0), false,
+              Canvas::Vertical::Center, alpha);
 }
 
 /// The live badge, and before it the way to the live edge.
@@ -193,14 +197,15 @@ TransportBarTexts transportBarTexts(const TransportBarElement& bar) {
   TransportBarTexts texts;
   const bool known = bar.duration && std::isfinite(*bar.duration) && *bar.duration > 0;
   const double elapsed = std::isfinite(bar.elapsed) ? std::max(bar.elapsed, 0.0) : -1;
-  texts.left = platform::clockText(elapsed);
+  // The place that is looked for is told above the playhead, and not once more below.
+  (bar.seeking ? texts.place : texts.left) = platform::clockText(elapsed);
   if (bar.live) {
     texts.right = bar.liveText;
   } else if (known) {
     // Whole seconds first: elapsed and remaining must add up to the duration that they show.
     const double remaining =
         std::max(std::floor(*bar.duration) - std::floor(std::max(elapsed, 0.0)), 0.0);
-    texts.right = "-" + platform::clockText(remaining);
+    texts.right = (remaining > 0 ? "-" : "") + platform::clockText(remaining);
   }
   if (known) {
     texts.played = std::clamp(elapsed / *bar.duration, 0.0, 1.0);
@@ -234,20 +239,17 @@ TransportBarLayout transportBarLayout(const Rect& frame, double textSize) {
   return layout;
 }
 
-void drawTransportBar(Canvas& canvas, const TransportBarElement& bar, const Rect& frame,
-                      platform::TimePoint now, float alpha) {
+void drawElement(Canvas& canvas, const TransportBarElement& bar, const Rect& frame, float alpha) {
   const TransportBarTexts texts = transportBarTexts(bar);
   const TransportBarLayout layout = transportBarLayout(frame, canvas.textSize());
-  canvas.scrim(layout.scrim, theme::kScrimFade, theme::kScrim, alpha);
+  canvas.scrim(layout.scrim, theme::kScrimFade, alpha);
 
   if (bar.seeking) {
-    drawSeek(canvas, bar, texts, layout, now, alpha);
+    drawSeek(canvas, bar, texts, layout, alpha);
   } else {
     // The title's side is where its language starts. The track runs as time does, everywhere.
     const bool mirrored = runsRightToLeft(bar.title.empty() ? bar.stateText : bar.title);
-    drawHeading(canvas, bar, true, canvas.styled(texts.rate, TextStyle::Headline, theme::kText),
-                canvas.styled(bar.title, TextStyle::Headline, theme::kText), bar.stateText,
-                Row(layout.title, mirrored), now, alpha);
+    drawHeading(canvas, bar, Row(layout.title, mirrored), alpha);
   }
   drawTrack(canvas, bar, texts.played, layout.track, alpha);
 

@@ -1,45 +1,41 @@
 #include "platform/ui/DigitEntryViewController.h"
 
+#include <utility>
+
 namespace platform {
 
 namespace {
 
-constexpr double kTitleHeight = 200;
-constexpr double kDigitsHeight = 200;
-constexpr double kSpacing = 60;
-
-/// Keeps the title and the digits, as one block, in the middle.
+/// Shows the title and the digits as one element, because only the screen knows the height of a
+/// text and can centre both as a block. The two views hold what is shown and are not drawn.
 class DigitEntryView final : public View {
  public:
-  DigitEntryView(std::shared_ptr<View> title, std::shared_ptr<View> digits)
+  DigitEntryView(std::shared_ptr<Label> title, std::shared_ptr<DigitGroupView> digits)
       : View(kScreenBounds), _title(std::move(title)), _digits(std::move(digits)) {
-    addSubview(_title);
-    addSubview(_digits);
+    for (const std::shared_ptr<View>& view :
+         {std::shared_ptr<View>(_title), std::shared_ptr<View>(_digits)}) {
+      view->setHidden(true);
+      addSubview(view);
+    }
   }
   std::string className() const override { return "DigitEntryView"; }
 
  protected:
-  void layoutSubviews() override {
-    const double left = bounds().width * kSafeAreaFraction;
-    const double width = bounds().width - 2 * left;
-    const double top = (bounds().height - kTitleHeight - kSpacing - kDigitsHeight) / 2;
-    _title->setFrame({left, top, width, kTitleHeight});
-    _digits->setFrame({left, top + kTitleHeight + kSpacing, width, kDigitsHeight});
+  void appendElements(std::vector<SceneElement>& elements) const override {
+    elements.emplace_back(
+        DigitsElement{_digits->text(), _digits->boxes(), _title->text(), _title->textColor()});
   }
 
  private:
-  const std::shared_ptr<View> _title;
-  const std::shared_ptr<View> _digits;
+  const std::shared_ptr<Label> _title;
+  const std::shared_ptr<DigitGroupView> _digits;
 };
 
 }  // namespace
 
 DigitEntryViewController::DigitEntryViewController(int digits)
     : _titleLabel(std::make_shared<Label>()),
-      _digitGroupView(std::make_shared<DigitGroupView>(digits)) {
-  _titleLabel->setTextStyle(TextStyle::Title);
-  _titleLabel->setTextAlignment(TextAlignment::Center);
-}
+      _digitGroupView(std::make_shared<DigitGroupView>(digits)) {}
 
 std::shared_ptr<View> DigitEntryViewController::loadView() {
   return std::make_shared<DigitEntryView>(_titleLabel, _digitGroupView);

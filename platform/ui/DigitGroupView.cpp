@@ -4,7 +4,10 @@
 
 namespace platform {
 
-DigitGroupView::DigitGroupView(int boxes) : _element{{}, boxes} { TVS_ASSERT(boxes >= 1); }
+DigitGroupView::DigitGroupView(int boxes) {
+  TVS_ASSERT(boxes >= 1);
+  _element.boxes = boxes;
+}
 
 void DigitGroupView::setText(const std::string& text) {
   _element.text = text;

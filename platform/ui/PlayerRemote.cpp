@@ -103,11 +103,13 @@ void PlayerRemote::_scan(double rate) {
 
 void PlayerRemote::_skip(int direction) {
   const bool follows = _run.isOpen(_now());
+  const double from = time();
+  if (!_run.continues(direction, _now())) _skipped = 0;
   const double step = _run.press(direction, _now());
   const auto reach = *reachOf(*_player);
-  const double from = time();
   const double last = readyItem(*_player)->isLive() ? reach.end : reach.end - kSecondsKept;
   _target = std::clamp(from + step, reach.start, std::max({from, last, reach.start}));
+  _skipped += *_target - from;
   _runTimer = Platform::current().mainQueue().after(SkipRun::kGap, [this] {
     _run.end();
     _didChange();
@@ -164,6 +166,8 @@ void PlayerRemote::goToLiveEdge() {
 bool PlayerRemote::isSeeking() const {
   return _target || _run.isOpen(_now()) || _player->scanRate().has_value();
 }
+
+double PlayerRemote::skipped() const { return _run.isOpen(_now()) ? _skipped : 0; }
 
 double PlayerRemote::time() const { return _target.value_or(_player->elapsedTime()); }
 

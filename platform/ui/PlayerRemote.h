@@ -45,6 +45,8 @@ class PlayerRemote {
 
   /// A place is being looked for, by skips or a scan.
   bool isSeeking() const;
+  /// Seconds that the open run of skips has moved the place, negative for back.
+  double skipped() const;
   /// Where the player is, or where the skips lead.
   double time() const;
 
@@ -62,6 +64,7 @@ class PlayerRemote {
   std::shared_ptr<TVSPlayer> _player;
   std::function<void()> _didChange;
   SkipRun _run;
+  double _skipped = 0;            // by the steps of the run
   std::optional<double> _target;  // not sought yet
   std::optional<Hold> _hold;
   bool _pausesOnceLoaded = false;

@@ -1,5 +1,8 @@
 #include "platform/ui/PlayerTexts.h"
 
+#include <cmath>
+#include <cstdlib>
+
 namespace platform {
 
 namespace {
@@ -51,6 +54,11 @@ Sentence sentenceForMediaError(std::int64_t code) {
   }
 }
 
+std::string withNumber(std::string text, const std::string& number) {
+  const auto place = text.find("{}");
+  return place == std::string::npos ? text : text.replace(place, 2, number);
+}
+
 }  // namespace
 
 const std::string& PlayerTexts::failureSentence(const Error& error) const {
@@ -60,9 +68,13 @@ const std::string& PlayerTexts::failureSentence(const Error& error) const {
 }
 
 std::string PlayerTexts::percentText(int number) const {
-  std::string text = percent;
-  const auto place = text.find("{}");
-  return place == std::string::npos ? text : text.replace(place, 2, std::to_string(number));
+  return withNumber(percent, std::to_string(number));
+}
+
+std::string PlayerTexts::skipText(double skipped) const {
+  const long whole = std::labs(std::lround(skipped));
+  if (whole == 0) return {};
+  return withNumber(seconds, (skipped < 0 ? "−" : "+") + std::to_string(whole));
 }
 
 }  // namespace platform

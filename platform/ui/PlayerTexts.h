@@ -20,8 +20,8 @@ struct PlayerTexts {
   std::string audioDescription = "with audio description";
   std::string commentary = "commentary";
 
-  std::string loading = "Loading";
-  std::string percent = "{}%";  ///< how a language writes it; {} is the number
+  std::string percent = "{}%";   ///< how a language writes it; {} is the number
+  std::string seconds = "{} s";  ///< how a language writes a number of seconds
   std::string paused = "Paused";
   std::string ended = "This video has ended.";
   std::string notFound = "This video could not be found.";
@@ -37,6 +37,8 @@ struct PlayerTexts {
   /// The sentence for the cause of a failure, by the error's domain and code.
   const std::string& failureSentence(const Error& error) const;
   std::string percentText(int number) const;
+  /// Of whole seconds: "+10 s" or "−10 s"; empty for none.
+  std::string skipText(double skipped) const;
 };
 
 }  // namespace platform

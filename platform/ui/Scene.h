@@ -74,10 +74,13 @@ struct SpinnerElement {
   friend bool operator==(const SpinnerElement&, const SpinnerElement&) = default;
 };
 
-/// A row of boxes with a character each; what does not fit the boxes is shown in smaller ones.
+/// A title, and below it a row of boxes with a character each. Title and row are centred as one
+/// block. A longer text makes the row longer, up to the width of the safe area.
 struct DigitsElement {
   std::string text;
   int boxes = 4;
+  std::string title = {};
+  Color titleColor = kWhite;
   friend bool operator==(const DigitsElement&, const DigitsElement&) = default;
 };
 
@@ -89,7 +92,7 @@ struct AlertElement {
   friend bool operator==(const AlertElement&, const AlertElement&) = default;
 };
 
-enum class TransportState { Loading, Playing, Paused, Stopped, ScanningForward, ScanningBackward };
+enum class TransportState { Loading, Playing, Paused, ScanningForward, ScanningBackward };
 
 /// At the bottom of the frame: a shade from edge to edge, and inside the safe area title, state,
 /// bar and times.
@@ -106,6 +109,9 @@ struct TransportBarElement {
   std::string stateText = {};
   /// While the remote looks for a place (skips that pile up, scanning) its time is shown large.
   bool seeking = false;
+  /// Seconds that the skips have moved the place, negative for back, and how a language writes it.
+  double skipped = 0;
+  std::string skipText = {};
   /// What the live badge says, in the user's language.
   std::string liveText = "LIVE";
   /// A stream that lags behind its live edge: the words of the button that goes there; empty: none.

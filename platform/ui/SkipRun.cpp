@@ -3,7 +3,7 @@
 namespace platform {
 
 double SkipRun::press(int direction, TimePoint now) {
-  if (!isOpen(now) || direction != _direction) _presses = 0;
+  if (!continues(direction, now)) _presses = 0;
   _last = now;
   _direction = direction;
   ++_presses;

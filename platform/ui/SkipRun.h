@@ -16,6 +16,10 @@ class SkipRun {
 
   /// Seconds to skip for a press at `now`; `direction` is -1 or 1.
   double press(int direction, TimePoint now);
+  /// Whether a press at `now` would not begin a run.
+  bool continues(int direction, TimePoint now) const {
+    return isOpen(now) && direction == _direction;
+  }
   bool isOpen(TimePoint now) const { return _last && now < *_last + kGap; }
   void end() { _last.reset(); }
 

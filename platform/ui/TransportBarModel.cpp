@@ -18,13 +18,12 @@ TransportState transportState(const TVSPlayer& player) {
     case TVSPlaybackState::Playing:
       return TransportState::Playing;
     case TVSPlaybackState::Paused:
-      return TransportState::Paused;
     case TVSPlaybackState::Stopped:
-      return TransportState::Stopped;
+      return TransportState::Paused;
     case TVSPlaybackState::Scanning:
       return player.rate() < 0 ? TransportState::ScanningBackward : TransportState::ScanningForward;
   }
-  return TransportState::Stopped;
+  return TransportState::Paused;
 }
 
 std::string titleOf(const TVSPlayer& player) {
@@ -63,9 +62,10 @@ TransportBarElement transportBar(const TVSPlayer& player, const PlayerRemote& re
     bar.rate = *rate;
   }
   if (bar.state == TransportState::Paused) bar.stateText = texts.paused;
-  if (bar.state == TransportState::Loading) bar.stateText = texts.loading;
   bar.elapsed = remote.time();
   bar.seeking = remote.isSeeking();
+  bar.skipped = remote.skipped();
+  bar.skipText = texts.skipText(bar.skipped);
   const double duration = player.duration();
   if (std::isfinite(duration) && duration > 0) {
     addTimeLine(bar, player, duration);

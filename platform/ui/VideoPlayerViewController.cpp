@@ -219,7 +219,11 @@ void VideoPlayerViewController::_playerStateDidChange() {
   _video->setOutput(_player->videoOutput());
   _updateSpinner();
   _updateMessage();
-  _showTransportBar();
+  if (state == TVSPlaybackState::Stopped) {
+    _hideTransportBar();
+  } else {
+    _showTransportBar();
+  }
 }
 
 void VideoPlayerViewController::_playerItemDidChange() {
@@ -245,10 +249,7 @@ void VideoPlayerViewController::_updateSpinner() {
   if (_spinnerTimer) return;
   // What loads quickly shows no spinner at all.
   auto& mainQueue = Platform::current().mainQueue();
-  _spinnerTimer = mainQueue.after(kSpinnerDelay, [this] {
-    _spinner->startAnimating();
-    _updateTransportBar();
-  });
+  _spinnerTimer = mainQueue.after(kSpinnerDelay, [this] { _spinner->startAnimating(); });
   _percentTimer = mainQueue.after(kPercentDelay, [this] {
     _tellsPercent = true;
     _updateSpinner();
@@ -283,6 +284,8 @@ void VideoPlayerViewController::_panelDidClose() {
 void VideoPlayerViewController::_showTransportBar() {
   // Presses may still arrive while the view fades out after the controller has left its parent.
   if (_observers.empty() || isOptionPanelOpen()) return;
+  // Nothing plays: there is a message on the screen, or soon will be.
+  if (_player->state() == TVSPlaybackState::Stopped) return;
   if (!_barVisible) {
     _barVisible = true;
     _bar->setHidden(false);
@@ -316,8 +319,6 @@ void VideoPlayerViewController::_updateTransportBar() {
   auto bar = transportBar(*_player, _remote, _texts);
   _goToLiveFocused = _goToLiveFocused && !bar.goToLiveText.empty();
   bar.goToLiveFocused = _goToLiveFocused;
-  // Said when the spinner says it.
-  if (bar.state == TransportState::Loading && !_spinner->isAnimating()) bar.stateText.clear();
   _bar->setElement(std::move(bar));
 }
 

@@ -19,7 +19,7 @@ class VideoView;
 
 /// The platform's full-screen video player: the player's picture, and a transport bar that comes
 /// with any button or seek, stays while loading, paused or scanning, and goes 5 s after the last of
-/// them once it plays.
+/// them once it plays. It is not shown while the player is stopped.
 ///
 /// While nothing can be shown for more than 0.4 s a spinner turns, with how far the buffer has
 /// filled where that is known; in the first load of an item only after 2 s. When the item has

@@ -35,7 +35,7 @@ TEST_F(TVVorlaneInfoSessionTest, TypeAndTextsFollowTheCommand) {
       {{{"TVVorlaneInfoSessionCommand", "incompatibleSender"}, {"pin", "1"}},
        Type::kDialog,
        "Unable to Connect",
-       "This device could not be verified. Update its software and try again."},
+       "This device could not be verified.\nUpdate its software and try again."},
       {{{"TVVorlaneInfoSessionCommand", "other"}, {"pin", "1"}}, Type::kDialog, {}, {}},
       {{}, Type::kDialog, {}, {}},
   };

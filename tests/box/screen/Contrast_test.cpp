@@ -46,11 +46,11 @@ TEST(Theme, EverythingCanBeReadOnWhatItIsWrittenOn) {
     Color ink;
     std::vector<Color> backings;
     double least;
-  } cases[]{{"title and times", kText, {kScrim}, kOfText},
-            {"remaining time", kTextDim, {kScrim}, kOfText},
-            {"live", kText, {kScrim, kLive}, kOfText},
-            {"paused, behind live", kText, {kScrim, kBadge}, kOfText},
-            {"button on the bar", kText, {kScrim, kButton}, kOfText},
+  } cases[]{{"title and times", kText, {kScrimUnderText}, kOfText},
+            {"remaining time", kTextDim, {kScrimUnderText}, kOfText},
+            {"live", kText, {kScrimUnderText, kLive}, kOfText},
+            {"paused, behind live", kText, {kScrimUnderText, kBadge}, kOfText},
+            {"button on the bar", kText, {kScrimUnderText, kButton}, kOfText},
             {"text of a card", kText, {kCard}, kOfText},
             {"dim text of a card", kTextDim, {kCard}, kOfText},
             {"button on a card", kText, {kCard, kButton}, kOfText},
@@ -59,11 +59,11 @@ TEST(Theme, EverythingCanBeReadOnWhatItIsWrittenOn) {
             {"digit", kText, {kBlurDarkening, kDigitBox}, kOfText},
             {"percentage", kText, {kSpinnerBacking}, kOfText},
             {"focus on a card", kFocus, {kCard, kButton}, kOfMarks},
-            {"focus on the bar", kFocus, {kScrim, kButton}, kOfMarks},
+            {"focus on the bar", kFocus, {kScrimUnderText, kButton}, kOfMarks},
             {"ring on a card", kFocusRing, {kCard}, kOfMarks},
-            {"ring on the bar", kFocusRing, {kScrim}, kOfMarks},
-            {"played", kTrackPlayed, {kScrim, kTrackLoaded}, kOfMarks},
-            {"chapter", kText, {kScrim, kTrackLoaded, kChapterGapColor}, kOfMarks},
+            {"ring on the bar", kFocusRing, {kScrimUnderText}, kOfMarks},
+            {"played", kTrackPlayed, {kScrimUnderText, kTrackLoaded}, kOfMarks},
+            {"chapter", kText, {kScrimUnderText, kTrackLoaded, kChapterGapColor}, kOfMarks},
             {"scrolling", kScrollThumb, {kCard, kScrollBar}, kOfMarks}};
   for (const auto& the : cases) EXPECT_GE(contrast(the.ink, the.backings), the.least) << the.name;
   // A scrim counts where it is whole.

@@ -7,6 +7,7 @@
 #include "TVVorlane/strings/StringTable.h"
 #include "box/media/SubtitleStyles.h"
 #include "platform/ui/DigitEntryViewController.h"
+#include "platform/ui/PlayerTexts.h"
 #include "tests/box/screen/Pictures.h"
 
 namespace box::test {
@@ -18,26 +19,33 @@ using namespace platform;
 /// What comes from senders, media and the system, in the language of the gallery.
 struct Words {
   const char* title;
-  std::vector<std::string> languages;  // the first one longer than its column
+  std::vector<std::string> languages;  // some of them long, and alike at their beginnings
   const char* subtitle;
+  const char* shortSubtitle;
   const char* emphasized;  // a part of it
 };
 
-const Words kWords[]{{"The Mountain in Winter",
-                      {"English (with audio description) – Stereo", "French", "German", "Italian",
-                       "Japanese", "Arabic", "Spanish"},
-                      "There is a path up there,\nif you know where to look.",
-                      "if you know"},
-                     {"الجبل في الشتاء",
-                      {"الإنجليزية (مع وصف صوتي) – English stereo", "الفرنسية", "الألمانية",
-                       "الإيطالية", "اليابانية", "العربية", "الإسبانية"},
-                      "هناك طريق في الأعلى،\nإن كنت تعرف أين تبحث.",
-                      "إن كنت"},
-                     {"冬の山、雪に覆われた直線の道",
-                      {"英語（音声解説付き） – English stereo", "フランス語", "ドイツ語",
-                       "イタリア語", "日本語", "アラビア語", "スペイン語"},
-                      "あの上に道があるんだ。\nどこを探せばいいか知っていればね。",
-                      "知っていれば"}};
+const Words kWords[]{
+    {"The Mountain in Winter",
+     {"English", "English (with audio description) – Stereo",
+      "English (with audio description) – Surround 5.1, quiet", "French", "German", "Italian",
+      "Japanese", "Arabic", "Spanish"},
+     "There is a path up there,\nif you know where to look.",
+     "Look up there.",
+     "if you know"},
+    {"الجبل في الشتاء",
+     {"الإنجليزية", "الإنجليزية (مع وصف صوتي) – Stereo",
+      "الإنجليزية (مع وصف صوتي) – Surround 5.1, quiet", "الفرنسية", "الألمانية", "الإيطالية",
+      "اليابانية", "العربية", "الإسبانية"},
+     "هناك طريق في الأعلى،\nإن كنت تعرف أين تبحث.",
+     "انظر إلى الأعلى.",
+     "إن كنت"},
+    {"冬の山、雪に覆われた直線の道",
+     {"英語", "英語（音声解説付き） – Stereo", "英語（音声解説付き） – Surround 5.1, quiet",
+      "フランス語", "ドイツ語", "イタリア語", "日本語", "アラビア語", "スペイン語"},
+     "あの上に道があるんだ。\nどこを探せばいいか知っていればね。",
+     "上を見て。",
+     "知っていれば"}};
 
 constexpr MemoryFrame::Yuv kBright{235, 128, 128};
 constexpr MemoryFrame::Yuv kDark{60, 140, 120};
@@ -112,7 +120,6 @@ std::vector<Scene> gallery(const char* language) {
     element.duration = 5400;
     element.loaded = {{0, 0.7}};
     element.liveText = text("TVVorlanePlayerLive");
-    if (state == TransportState::Loading) element.stateText = text("TVVorlanePlayerLoading");
     if (state == TransportState::Paused) element.stateText = text("TVVorlanePlayerPaused");
     return element;
   };
@@ -120,11 +127,25 @@ std::vector<Scene> gallery(const char* language) {
     element.title = std::move(title);
     return element;
   };
-  const auto chaptered = [&](TransportState state, double elapsed, double rate, bool seeking) {
-    TransportBarElement element = bar(state, elapsed);
-    element.rate = rate;
-    element.seeking = seeking;
+  const auto chaptered = [&](double elapsed) {
+    TransportBarElement element = bar(TransportState::Playing, elapsed);
     element.chapters = {0, 0.12, 0.35, 0.61, 0.8};
+    return element;
+  };
+  PlayerTexts texts;
+  texts.seconds = text("TVVorlanePlayerSeconds");
+  const auto skipping = [&](double elapsed, double skipped) {
+    TransportBarElement element = chaptered(elapsed);
+    element.seeking = true;
+    element.skipped = skipped;
+    element.skipText = texts.skipText(skipped);
+    return element;
+  };
+  const auto scanning = [&](double elapsed, double rate) {
+    TransportBarElement element = chaptered(elapsed);
+    element.state = rate < 0 ? TransportState::ScanningBackward : TransportState::ScanningForward;
+    element.rate = rate;
+    element.seeking = true;
     return element;
   };
   const auto live = [&](bool behind, bool focused) {
@@ -136,24 +157,21 @@ std::vector<Scene> gallery(const char* language) {
     return element;
   };
   const auto stopped = [&](const char* message, const char* hint) {
-    return over({node(kScreenBounds, bar(TransportState::Stopped, 5400)),
-                 node(kScreenBounds, MessageElement{text(message), text(hint)})});
+    return over(MessageElement{text(message), text(hint)});
   };
   std::string longTitle = words.title;
   while (longTitle.size() < 150) longTitle += std::string(" – ") + words.title;
 
   std::vector<std::string> subtitles = words.languages;
-  subtitles[0] = text("TVVorlanePlayerOff");
-  const std::vector<std::string> sounds(words.languages.begin(), words.languages.begin() + 3);
+  subtitles.insert(subtitles.begin(), text("TVVorlanePlayerOff"));
+  subtitles.erase(subtitles.begin() + 2, subtitles.begin() + 4);
+  const std::vector<std::string> sounds(words.languages.begin(), words.languages.begin() + 4);
   const std::string soundTitle = text("TVVorlanePlayerSound");
   const std::string subtitlesTitle = text("TVVorlanePlayerSubtitles");
 
   const std::string alertTitle = text("VorlaneSecurityVerifyFailureDialogLabel");
   const std::string alertText = text("VorlaneSecurityVerifyFailureDialogText");
   const std::string ok = text("TVVorlaneOK");
-  const auto line = [&](double y, TextStyle style) {
-    return node({192, y, 1536, 120}, TextElement{alertText, style});
-  };
 
   const SubtitleCue plain{1, 1, words.subtitle};
   SubtitleCue marked = plain;
@@ -163,6 +181,7 @@ std::vector<Scene> gallery(const char* language) {
   marked.spans[0].end = marked.spans[0].begin + std::strlen(words.emphasized);
   marked.spans[0].look.italic = true;
   marked.spans[0].look.color = Color{1, 0.85F, 0.3F, 1};
+  const SubtitleCue brief{1, 1, words.shortSubtitle};
   SubtitleCue above{1, 1, words.title};
   above.layout.line = 0;
   SubtitleCue drawn{1, 1};
@@ -187,42 +206,42 @@ std::vector<Scene> gallery(const char* language) {
       over(bar(TransportState::Paused, 2400)),
       over(titled(bar(TransportState::Paused, 2400), longTitle)),
 
-      over(titled(bar(TransportState::Paused, 2400), "")),
-      over(chaptered(TransportState::Playing, 2400, 1, false)),
-      over(chaptered(TransportState::Playing, 5380, 1, true)),
+      over(chaptered(2400)),
+      over(skipping(2450, 50)),
+      over(skipping(80, -140)),
 
-      over(chaptered(TransportState::ScanningForward, 3725, 8, true)),
-      over(chaptered(TransportState::ScanningBackward, 95, -4, true)),
+      over(scanning(3725, 8)),
+      over(scanning(95, -4)),
       over(live(false, false)),
 
       over(live(true, false)),
       over(live(true, true)),
-      over(OptionPanelElement{{{soundTitle, sounds, 0, 1}, {subtitlesTitle, subtitles, 1, {}}}}),
-
-      over(OptionPanelElement{{{soundTitle, sounds, 0, {}}, {subtitlesTitle, subtitles, 4, 6}}}),
       over(OptionPanelElement{{{subtitlesTitle, {subtitles[0], subtitles[1]}, 0, 0}}}),
+
+      over(OptionPanelElement{{{soundTitle, sounds, 0, 1}, {subtitlesTitle, subtitles, 1, {}}}}),
+      over(OptionPanelElement{{{soundTitle, sounds, 3, {}}, {subtitlesTitle, subtitles, 4, 7}}}),
+      over(OptionPanelElement{{{soundTitle, sounds, 2, 2}}}),
+
       stopped("TVVorlanePlayerNoConnection", "TVVorlanePlayerRetryHint"),
-
+      stopped("TVVorlanePlayerNotAllowed", "TVVorlanePlayerRetryHint"),
       stopped("TVVorlanePlayerEnded", "TVVorlanePlayerReplayHint"),
-      over(MessageElement{alertText}),
+
       over(AlertElement{alertTitle, alertText, {ok}, 0}),
-
-      over(AlertElement{alertTitle, alertText, {text("TVVorlanePlayerOff"), ok}, 1}),
-      over({node(kScreenBounds, FillElement{kBlack}), line(180, TextStyle::Title),
-            line(380, TextStyle::Headline), line(540, TextStyle::Body),
-            line(700, TextStyle::Caption)}),
       withCode(text("TVVorlanePINTitle"), "2718"),
-
       withCode(text("TVVorlanePINTitle"), "31415926"),
+
       mirrored(356, 200),
       mirrored(200, 356),
-
       withTexts(356, {plain}),
-      withTexts(478, {plain}),
-      withTexts(356, {marked, above}),
 
+      withTexts(478, {brief}),
+      withTexts(478, {plain}),
+      withTexts(800, {plain}),
+
+      withTexts(356, {marked, above}),
       withTexts(356, {plain}, wished),
       withTexts(356, {drawn}),
+
       std::move(belowBar),
   };
 }

@@ -2,7 +2,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <filesystem>
-#include <set>
+#include <fstream>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -12,8 +12,10 @@
 #include "tests/box/screen/Gallery.h"
 #include "tests/box/screen/Pictures.h"
 
-// The pictures that everything is compared with are in docs/look, where people see them too. They
-// are made anew with scripts/update-pictures.
+// The pictures that everything is compared with are in docs/look, where people see them too;
+// scripts/update-pictures draws them anew. The file next to them says which system drew them. There
+// the comparison is strict. Elsewhere letters are a little different, so that only what is larger
+// than letters is compared.
 
 namespace box::test {
 namespace {
@@ -22,10 +24,30 @@ constexpr int kColumns = 3;
 constexpr int kCellWidth = 480;
 constexpr int kCellHeight = 270;
 constexpr int kCellGap = 8;
-/// Side of the blocks whose mean colours are compared, in pixels of the sheet.
-constexpr int kBlock = 6;
-/// The largest difference that nobody sees, in CIELAB.
-constexpr double kTolerance = 2.3;
+constexpr const char* kSystemFile = "docs/look/drawn-with.txt";
+
+struct Comparison {
+  int block;         ///< side of the blocks whose mean colours are compared, in pixels of the sheet
+  double tolerance;  ///< of their colours, in CIELAB
+};
+/// 2.3 is the largest difference that nobody sees.
+constexpr Comparison kStrict{6, 2.3};
+constexpr Comparison kOfOtherSystems{30, 6};
+
+/// What decides on how letters look.
+std::string thisSystem() {
+  gchar* const name = g_get_os_info(G_OS_INFO_KEY_PRETTY_NAME);
+  const std::string system = std::string(name ? name : "unknown") + ", Pango " +
+                             pango_version_string() + ", cairo " + cairo_version_string();
+  g_free(name);
+  return system;
+}
+
+std::string systemOfThePictures() {
+  std::string line;
+  std::getline(std::ifstream(kSystemFile), line);
+  return line;
+}
 
 struct Sheet {
   const char* language;
@@ -46,7 +68,8 @@ CairoSurfacePtr drawSheet(const Sheet& sheet) {
   const CairoPtr cairo(cairo_create(surface.get()));
   int index = 0;
   for (const Scene& scene : scenes) {
-    const Picture picture(scene, sheet.width, sheet.width * 9 / 16, {}, {sheet.textSize});
+    const Picture picture(scene, sheet.width, sheet.width * 9 / 16, {}, {sheet.textSize},
+                          sheet.language);
     const CairoSurfacePtr full = picture.cairoSurface();
     const double scale = static_cast<double>(kCellWidth) / sheet.width;
     cairo_save(cairo.get());
@@ -65,16 +88,16 @@ CairoSurfacePtr drawSheet(const Sheet& sheet) {
 }
 
 /// The mean colour of a block, in CIELAB.
-std::array<double, 3> blockColor(cairo_surface_t* surface, int left, int top) {
+std::array<double, 3> blockColor(cairo_surface_t* surface, int left, int top, int block) {
   std::array<double, 3> rgb{};
   const unsigned char* data = cairo_image_surface_get_data(surface);
-  for (int y = top; y < top + kBlock; ++y) {
+  for (int y = top; y < top + block; ++y) {
     const unsigned char* row = data + y * cairo_image_surface_get_stride(surface) + 4 * left;
-    for (int i = 0; i < 4 * kBlock; ++i)
+    for (int i = 0; i < 4 * block; ++i)
       if (i % 4 != 3) rgb[static_cast<std::size_t>(2 - i % 4)] += row[i];
   }
   for (double& channel : rgb) {
-    const double value = channel / (kBlock * kBlock * 255);
+    const double value = channel / (block * block * 255);
     channel = value <= 0.04045 ? value / 12.92 : std::pow((value + 0.055) / 1.055, 2.4);
   }
   const auto lab = [&](double r, double g, double b) {
@@ -90,19 +113,11 @@ std::array<double, 3> blockColor(cairo_surface_t* surface, int left, int top) {
 class Golden : public testing::TestWithParam<Sheet> {};
 
 TEST_P(Golden, LooksAsItDid) {
-  std::set<std::string> families;
-  PangoFontFamily** fonts = nullptr;
-  int count = 0;
-  pango_font_map_list_families(pango_cairo_font_map_get_default(), &fonts, &count);
-  for (int i = 0; i < count; ++i) families.insert(pango_font_family_get_name(fonts[i]));
-  g_free(fonts);
-  for (const char* family : {"Noto Sans", "Noto Sans Arabic", "Noto Sans CJK JP"})
-    ASSERT_TRUE(families.count(family)) << family << " is not installed: run scripts/setup";
-
   const std::string file = GetParam().file();
   const CairoSurfacePtr drawn = drawSheet(GetParam());
   if (std::getenv("VORLANE_UPDATE_PICTURES")) {
     ASSERT_EQ(cairo_surface_write_to_png(drawn.get(), file.c_str()), CAIRO_STATUS_SUCCESS) << file;
+    std::ofstream(kSystemFile) << thisSystem() << "\n";
   }
   const CairoSurfacePtr reference(cairo_image_surface_create_from_png(file.c_str()));
   ASSERT_EQ(cairo_surface_status(reference.get()), CAIRO_STATUS_SUCCESS) << file;
@@ -110,22 +125,26 @@ TEST_P(Golden, LooksAsItDid) {
   const int height = cairo_image_surface_get_height(drawn.get());
   ASSERT_EQ(width, cairo_image_surface_get_width(reference.get()));
   ASSERT_EQ(height, cairo_image_surface_get_height(reference.get()));
+  const std::string system = systemOfThePictures();
+  const auto [block, tolerance] = system == thisSystem() ? kStrict : kOfOtherSystems;
   double worst = 0;
   std::string where;
-  for (int y = 0; y + kBlock <= height; y += kBlock) {
-    for (int x = 0; x + kBlock <= width; x += kBlock) {
-      const auto is = blockColor(drawn.get(), x, y);
-      const auto was = blockColor(reference.get(), x, y);
+  for (int y = 0; y + block <= height; y += block) {
+    for (int x = 0; x + block <= width; x += block) {
+      const auto is = blockColor(drawn.get(), x, y, block);
+      const auto was = blockColor(reference.get(), x, y, block);
       const double difference = std::hypot(is[0] - was[0], is[1] - was[1], is[2] - was[2]);
       if (difference <= worst) continue;
       worst = difference;
       where = std::to_string(x) + ", " + std::to_string(y);
     }
   }
-  if (worst <= kTolerance) return;
+  RecordProperty("difference", std::to_string(worst));
+  if (worst <= tolerance) return;
   const std::string now = testing::TempDir() + std::filesystem::path(file).filename().string();
   cairo_surface_write_to_png(drawn.get(), now.c_str());
-  ADD_FAILURE() << file << " differs by " << worst << " at " << where << "; now it is " << now;
+  ADD_FAILURE() << file << " differs by " << worst << " at " << where << "; now it is " << now
+                << "; drawn by " << thisSystem() << ", the file by " << system;
 }
 
 std::vector<Sheet> sheets() {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <map>
 #include <stdexcept>
 #include <utility>
 
@@ -62,12 +63,13 @@ std::shared_ptr<VideoFrames> videoOf(std::shared_ptr<const VideoFrame> frame) {
 }
 
 Picture::Picture(const platform::Scene& scene, int width, int height, platform::TimePoint now,
-                 AccessOptions access)
+                 AccessOptions access, const std::string& language)
     : _surface(SDL_CreateRGBSurfaceWithFormat(0, width, height, 32, SDL_PIXELFORMAT_ARGB8888)) {
   const RendererPtr renderer(SDL_CreateSoftwareRenderer(_surface.get()));
   if (!renderer) throw std::runtime_error(SDL_GetError());
   SDL_SetHint(SDL_HINT_RENDER_SCALE_QUALITY, "linear");
-  static TextRenderer texts;  // the fonts are loaded once
+  static std::map<std::string, TextRenderer> renderers;  // the fonts are loaded once
+  TextRenderer& texts = renderers.try_emplace(language, language).first->second;
   SceneRenderer scenes(renderer.get(), texts, access);
   _moves = scenes.draw(scene, width, height, now);
   SDL_RenderPresent(renderer.get());

@@ -66,7 +66,7 @@ class TestLayer final : public FrameLayer {
 class Picture {
  public:
   Picture(const platform::Scene& scene, int width, int height, platform::TimePoint now = {},
-          AccessOptions access = {});
+          AccessOptions access = {}, const std::string& language = {});
 
   /// Good as long as the picture.
   CairoSurfacePtr cairoSurface() const;

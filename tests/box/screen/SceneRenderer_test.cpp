@@ -213,6 +213,60 @@ TEST(SceneRenderer, BlursAndDarkensWhatLiesBeneath) {
   }
 }
 
+TEST(SceneRenderer, WordsAndControlsBeneathABlurAreNotDrawn) {
+  TransportBarElement bar;
+  bar.title = "Title";
+  bar.duration = 100;
+  const auto column = [](std::vector<platform::SceneElement> beneath) {
+    std::vector<platform::SceneElement> elements{FillElement{platform::kWhite}};
+    for (auto& each : beneath) elements.push_back(std::move(each));
+    elements.emplace_back(platform::BlurElement{});
+    const Picture picture(sceneOf(std::move(elements)), 640, 360);
+    EXPECT_FALSE(picture.moves());
+    std::vector<int> brightness;
+    for (int y = 0; y < 360; y += 4) brightness.push_back(picture.at(320, y).brightness());
+    return brightness;
+  };
+  EXPECT_EQ(column({bar, platform::SpinnerElement{}, platform::MessageElement{"Message"}}),
+            column({}));
+}
+
+TEST(SceneRenderer, TextsAtAnEdgeStandBesideThePictureOrInIt) {
+  const struct {
+    const char* what;
+    int width;  // of the picture, which is 200 high
+    const char* text;
+    int line;
+    bool inside;
+  } cases[]{{"too little black for two lines", 478, "WW\nWW", -1, true},
+            {"one line stands where two would", 478, "WW", -1, true},
+            {"enough black", 800, "WW\nWW", -1, false},
+            {"three lines have no room there", 800, "WW\nWW\nWW\nWW\nWW", -1, true},
+            {"above", 478, "WW\nWW", 0, true},
+            {"above, enough black", 800, "WW\nWW", 0, false}};
+  for (const auto& the : cases) {
+    SCOPED_TRACE(the.what);
+    SubtitleCue cue{1, 1, the.text};
+    cue.layout.line = the.line;
+    const auto cues = std::make_shared<SubtitleCues>();
+    cues->add(cue);
+    cues->show(SubtitleCues::Source::Media);
+    const auto frame = std::make_shared<MemoryFrame>(VideoFormat::NV12, the.width, 200, kRed709);
+    frame->time = 1;
+    frame->subtitles = cues;
+    const Picture picture(sceneOf({VideoElement{videoOf(frame)}}), 1280, 720);
+    const int height = 1280 * 200 / the.width;
+    int inside = 0;
+    int outside = 0;
+    for (int y = 0; y < 720; ++y)
+      for (int x = 400; x < 880; ++x)
+        if (picture.at(x, y).distance({255, 255, 255}) < 30)
+          (std::abs(y - 360) < height / 2 ? inside : outside) += 1;
+    EXPECT_GT(the.inside ? inside : outside, 200);
+    EXPECT_EQ(the.inside ? outside : inside, 0);
+  }
+}
+
 TEST(SceneRenderer, ABlurFollowsWhatLiesBeneath) {
   const SurfacePtr surface(
       SDL_CreateRGBSurfaceWithFormat(0, 640, 360, 32, SDL_PIXELFORMAT_ARGB8888));
@@ -278,7 +332,7 @@ TEST(TransportBar, SaysWhereItIs) {
     double played;
   } cases[]{
       {"in the middle", 65.7, 131.4, false, TransportState::Playing, 1, "1:05", "-1:06", "", 0.5},
-      {"beyond the end", 200, 100, false, TransportState::Paused, 1, "3:20", "-0:00", "", 1},
+      {"beyond the end", 200, 100, false, TransportState::Paused, 1, "3:20", "0:00", "", 1},
       {"unknown duration", 10, std::nullopt, false, TransportState::Playing, 1, "0:10", "", "", 0},
       {"senseless duration", 10, nan, false, TransportState::Playing, 1, "0:10", "", "", 0},
       {"senseless position", nan, 100.0, false, TransportState::Playing, 1, "--:--", "-1:40", "",

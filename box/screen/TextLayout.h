@@ -1,0 +1,33 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include <pango/pangocairo.h>
+
+namespace box {
+
+struct PangoDeleter {
+  void operator()(PangoLayout* layout) const { g_object_unref(layout); }
+  void operator()(PangoAttrList* list) const { pango_attr_list_unref(list); }
+  void operator()(PangoLayoutIter* iter) const { pango_layout_iter_free(iter); }
+  void operator()(PangoFontDescription* font) const { pango_font_description_free(font); }
+};
+using PangoLayoutPtr = std::unique_ptr<PangoLayout, PangoDeleter>;
+using PangoAttrListPtr = std::unique_ptr<PangoAttrList, PangoDeleter>;
+using PangoLayoutIterPtr = std::unique_ptr<PangoLayoutIter, PangoDeleter>;
+
+struct TextFont {
+  double pixels = 0;  ///< size
+  PangoWeight weight = PANGO_WEIGHT_NORMAL;
+  bool italic = false;
+  double largestSpan = 1;  ///< the largest size that an attribute sets, as a multiple of `pixels`
+};
+
+/// A layout of `text` (valid UTF-8) in the families of the theme and in the direction and language
+/// of the text. It breaks lines between words, and ends in an ellipsis where its area ends; the
+/// caller sets the area. `attributes` may be null.
+PangoLayoutPtr makeTextLayout(PangoContext* context, const std::string& text, const TextFont& font,
+                              PangoAlignment alignment, PangoAttrListPtr attributes);
+
+}  // namespace box
