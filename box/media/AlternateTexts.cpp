@@ -13,7 +13,7 @@ namespace box {
 namespace {
 
 constexpr std::string_view kIdentifierPrefix = "alternate-";
-constexpr std::size_t kTextLimit = 256;
+constexpr std::size_t kMostAlternateTexts = 256;
 
 std::string identifierOf(std::size_t index) {
   return std::string(kIdentifierPrefix) + std::to_string(index + 1);
@@ -44,7 +44,7 @@ std::vector<AlternateText> alternateTextsOf(const TVSMediaItem& item, bool allow
   if (!tracks) return texts;
   for (const platform::Value& each : *tracks) {
     const platform::Dictionary* track = each.asDictionary();
-    if (!track || texts.size() >= kTextLimit) continue;
+    if (!track || texts.size() >= kMostAlternateTexts) continue;
     AlternateText text = textOf(*track);
     if (!refusalOf(text.url, allowFileURLs)) texts.push_back(std::move(text));
   }

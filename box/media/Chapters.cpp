@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string>
 
+#include "box/media/GstTime.h"
 #include "box/media/TextForms.h"
 
 namespace box {
@@ -28,8 +29,7 @@ void addChapters(GList* entries, int depth, std::vector<platform::MediaChapter>&
     gint64 start = 0;
     if (type == GST_TOC_ENTRY_TYPE_CHAPTER && chapters.size() < kChapterLimit &&
         gst_toc_entry_get_start_stop_times(entry, &start, nullptr))
-      chapters.push_back(
-          {static_cast<double>(start) / static_cast<double>(GST_SECOND), titleOf(entry)});
+      chapters.push_back({secondsOf(start), titleOf(entry)});
     if (depth > 0) addChapters(gst_toc_entry_get_sub_entries(entry), depth - 1, chapters);
     if (type == GST_TOC_ENTRY_TYPE_EDITION && !chapters.empty()) return;
   }

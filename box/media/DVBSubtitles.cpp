@@ -13,7 +13,7 @@ namespace {
 constexpr std::uint8_t kSync = 0x0F;
 constexpr std::size_t kRegionLimit = 16;
 constexpr std::size_t kObjectLimit = 64;
-constexpr int kSideLimit = 2048;
+constexpr int kMostDVBSide = 2048;
 constexpr int kHighDefinition = 576;
 
 using Colors = std::array<std::uint32_t, 256>;
@@ -184,7 +184,7 @@ class DVBSubtitles final : public ImageSubtitles {
     const bool fills = (reader.byte() & 8) != 0;
     const auto width = static_cast<int>(reader.take(2));
     const auto height = static_cast<int>(reader.take(2));
-    const bool fits = width > 0 && height > 0 && width <= kSideLimit && height <= kSideLimit;
+    const bool fits = width > 0 && height > 0 && width <= kMostDVBSide && height <= kMostDVBSide;
     if (!fits || (_regions.size() >= kRegionLimit && !_regions.contains(identifier))) return;
     Region& region = _regions[identifier];
     region.depth = reader.byte() >> 2U & 7U;

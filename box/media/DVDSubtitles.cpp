@@ -13,7 +13,7 @@ namespace {
 
 constexpr double kSecondsAStep = 1024.0 / 90000;
 constexpr int kCommandListLimit = 64;
-constexpr double kSideLimit = 4096;
+constexpr double kMostDVDSide = 4096;
 /// Where nothing says which it is.
 constexpr std::array<std::pair<int, int>, 4> kCanvases{
     {{720, 480}, {720, 576}, {1280, 720}, {1920, 1080}}};
@@ -61,9 +61,9 @@ class DVDSubtitles final : public ImageSubtitles {
     constexpr std::string_view kPalette = "palette:";
     if (const std::size_t at = text.find(kSize); at != std::string_view::npos) {
       std::string_view rest = text.substr(at + kSize.size());
-      const int width = static_cast<int>(std::min(takeNumber(rest).value_or(0), kSideLimit));
+      const int width = static_cast<int>(std::min(takeNumber(rest).value_or(0), kMostDVDSide));
       if (rest.starts_with('x')) rest.remove_prefix(1);
-      const int height = static_cast<int>(std::min(takeNumber(rest).value_or(0), kSideLimit));
+      const int height = static_cast<int>(std::min(takeNumber(rest).value_or(0), kMostDVDSide));
       if (width > 0 && height > 0) _canvas = {width, height};
     }
     if (const std::size_t at = text.find(kPalette); at != std::string_view::npos) {

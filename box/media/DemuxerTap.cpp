@@ -1,5 +1,7 @@
 #include "box/media/DemuxerTap.h"
 
+#include "box/media/GstTime.h"
+
 namespace box {
 
 void DemuxerTap::attach(std::unique_ptr<DemuxerTap> tap, GstPad* sink) {
@@ -28,7 +30,7 @@ bool DemuxerTap::_noteTime(GstBuffer* buffer) {
       gst_segment_to_stream_time_full(&_segment, GST_FORMAT_TIME, GST_BUFFER_PTS(buffer), &time) !=
           1)
     return false;
-  _origin = static_cast<double>(time) / static_cast<double>(GST_SECOND);
+  _origin = secondsOf(time);
   return true;
 }
 

@@ -49,7 +49,7 @@ class MatroskaTap final : public DemuxerTap {
   MatroskaTracks _tracks;
 };
 
-void onElement(GstBin*, GstBin*, GstElement* element, gpointer) {
+void onMatroskaElement(GstBin*, GstBin*, GstElement* element, gpointer) {
   if (!isMadeBy(element, "matroskademux")) return;
   const GstRef<GstPad> pad(gst_element_get_static_pad(element, "sink"));
   if (!pad) return;
@@ -66,7 +66,7 @@ void onElement(GstBin*, GstBin*, GstElement* element, gpointer) {
 }  // namespace
 
 void tellMatroskaTexts(GstElement* pipeline) {
-  g_signal_connect(pipeline, "deep-element-added", G_CALLBACK(onElement), nullptr);
+  g_signal_connect(pipeline, "deep-element-added", G_CALLBACK(onMatroskaElement), nullptr);
 }
 
 }  // namespace box

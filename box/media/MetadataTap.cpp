@@ -144,7 +144,7 @@ GstPadProbeReturn onStation(GstPad*, GstPadProbeInfo* info, gpointer data) {
   return GST_PAD_PROBE_OK;
 }
 
-void onElement(GstBin*, GstBin*, GstElement* element, gpointer data) {
+void onTappedElement(GstBin*, GstBin*, GstElement* element, gpointer data) {
   const GstElementFactory* factory = gst_element_get_factory(element);
   const std::string_view name = factory ? GST_OBJECT_NAME(factory) : "";
   const bool isRadio = name == "icydemux";
@@ -171,7 +171,7 @@ void onElement(GstBin*, GstBin*, GstElement* element, gpointer data) {
 void tapMetadata(GstElement* pipeline, std::shared_ptr<MetadataTimeline> timeline,
                  std::function<void()> found) {
   g_signal_connect_data(
-      pipeline, "deep-element-added", G_CALLBACK(onElement),
+      pipeline, "deep-element-added", G_CALLBACK(onTappedElement),
       handedOver({std::move(timeline), std::move(found)}),
       [](gpointer listener, GClosure*) { delete static_cast<Listener*>(listener); },
       GConnectFlags{});

@@ -231,7 +231,7 @@ std::vector<PlaybackStatistics> Pipeline::statisticsOfLegs() const {
 
 void Pipeline::_run(const std::shared_ptr<Pipeline>& predecessor) {
   warmUpMedia();
-  if (predecessor) predecessor->_waitUntilClosed(kPredecessorLimit);
+  if (predecessor) predecessor->_waitUntilClosed();
   if (!_build()) {
     _fail(unknownMediaError());
   } else {
@@ -365,9 +365,9 @@ void Pipeline::_takeDown() {
   _bus.reset();
 }
 
-void Pipeline::_waitUntilClosed(platform::Duration limit) {
+void Pipeline::_waitUntilClosed() {
   std::unique_lock lock(_mutex);
-  _ended.wait_for(lock, limit, [this] { return _hasEnded; });
+  _ended.wait_for(lock, kPredecessorLimit, [this] { return _hasEnded; });
 }
 
 }  // namespace box

@@ -136,7 +136,8 @@ class Pipeline : public std::enable_shared_from_this<Pipeline> {
   void _prepareStop();
   void _letGo();
   void _takeDown();
-  void _waitUntilClosed(platform::Duration limit);
+  /// A second at most.
+  void _waitUntilClosed();
   GstClockTime _untilDeadline() const;
   static void _onSourceSetup(GstElement* playbin, GstElement* source, gpointer self);
 

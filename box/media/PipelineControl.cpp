@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "box/media/ClearKeyDecryptor.h"
+#include "box/media/GstTime.h"
 #include "box/media/Pipeline.h"
 #include "platform/foundation/TVSLogger.h"
 
@@ -265,7 +266,7 @@ double Pipeline::_queryPosition() const {
   if (_atEnd || _scrubbing ||
       !gst_element_query_position(_playbin.get(), GST_FORMAT_TIME, &position) || position < 0)
     return _position.seconds();
-  const double seconds = static_cast<double>(position) / static_cast<double>(GST_SECOND);
+  const double seconds = secondsOf(position);
   return _facts.duration > 0 ? std::min(seconds, _facts.duration) : seconds;
 }
 

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "box/media/Chapters.h"
+#include "box/media/GstTime.h"
 #include "box/media/MatroskaTexts.h"
 #include "box/media/Pipeline.h"
 #include "box/media/workarounds/Workarounds.h"
@@ -24,10 +25,6 @@ constexpr int kDryPercent = 2;
 
 /// While decoders fill up behind it, it is so for moments that nobody sees.
 constexpr auto kDryLimit = std::chrono::milliseconds(250);
-
-double secondsOf(gint64 nanoseconds) {
-  return static_cast<double>(nanoseconds) / static_cast<double>(GST_SECOND);
-}
 
 }  // namespace
 

@@ -10,7 +10,6 @@
 namespace box {
 namespace {
 
-constexpr auto kPredecessorLimit = std::chrono::seconds(1);
 // A device that went away is looked for, ever more seldom, while something plays.
 constexpr auto kFirstSearch = std::chrono::seconds(1);
 constexpr auto kLongestSearch = std::chrono::seconds(30);
@@ -50,7 +49,7 @@ GstBusSyncReply Pipeline::_onSyncMessage(GstBus*, GstMessage* message, gpointer 
 
 void Pipeline::_beginSound(const std::shared_ptr<Pipeline>& predecessor) {
   if (_failed || !_sound || !_sound->isSilent() || !_setup.audio->isExclusive()) return;
-  if (predecessor) predecessor->_waitUntilClosed(kPredecessorLimit);
+  if (predecessor) predecessor->_waitUntilClosed();
   if (auto sink = _setup.audio->open()) _changeSound(std::move(sink));
 }
 

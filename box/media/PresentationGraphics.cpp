@@ -17,7 +17,7 @@ constexpr std::uint8_t kEnd = 0x80;
 constexpr std::uint8_t kContinues = 0x00;  // the state of a composition: what is there stays
 constexpr std::size_t kObjectLimit = 64;
 constexpr std::size_t kObjectByteLimit = std::size_t{4} << 20;
-constexpr int kSideLimit = 4096;
+constexpr int kMostObjectSide = 4096;
 constexpr int kHighDefinition = 576;
 
 struct Entry {
@@ -137,8 +137,8 @@ class PresentationGraphics final : public ImageSubtitles {
     CueImage image;
     image.canvasWidth = _width;
     image.canvasHeight = _height;
-    if (object.width <= 0 || object.height <= 0 || object.width > kSideLimit ||
-        object.height > kSideLimit)
+    if (object.width <= 0 || object.height <= 0 || object.width > kMostObjectSide ||
+        object.height > kMostObjectSide)
       return image;
     image.width = object.width;
     image.height = object.height;

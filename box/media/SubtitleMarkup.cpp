@@ -13,7 +13,7 @@
 namespace box {
 namespace {
 
-constexpr std::size_t kSpanLimit = 64;
+constexpr std::size_t kMostMarkupSpans = 64;
 constexpr std::size_t kClassLimit = 8;
 constexpr std::size_t kMarkupLimit = std::size_t{64} * 1024;
 constexpr std::size_t kEntityLimit = 10;
@@ -131,7 +131,7 @@ class Reader {
   }
 
   void _begin(std::string_view tag) {
-    if (_cue.spans.size() >= kSpanLimit) return;
+    if (_cue.spans.size() >= kMostMarkupSpans) return;
     const std::size_t nameEnd = std::min(tag.find_first_of(" \t\n"), tag.size());
     std::string_view names = tag.substr(0, nameEnd);
     SubtitleSpan span;

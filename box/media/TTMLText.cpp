@@ -21,7 +21,7 @@ using Anchor = CueLayout::Anchor;
 
 constexpr std::size_t kDepthLimit = 32;
 constexpr std::size_t kNameLimit = 1000;
-constexpr std::size_t kTextLimit = 4000;
+constexpr std::size_t kMostTTMLBytes = 4000;
 
 /// What attributes of `tts:` say, and the places among them.
 struct Style {
@@ -72,7 +72,7 @@ struct Level {
   bool keepsBlanks = false;
 };
 
-class Reader {
+class TTMLReader {
  public:
   std::vector<SubtitleCue> read(std::string_view text) {
     const GMarkupParser parser{_onStart, _onEnd, _onText, nullptr, nullptr};
@@ -88,15 +88,15 @@ class Reader {
  private:
   static void _onStart(GMarkupParseContext*, const gchar* name, const gchar** names,
                        const gchar** values, gpointer self, GError** error) {
-    if (!static_cast<Reader*>(self)->_start(localName(name), {names, values}))
+    if (!static_cast<TTMLReader*>(self)->_start(localName(name), {names, values}))
       g_set_error_literal(error, G_MARKUP_ERROR, G_MARKUP_ERROR_INVALID_CONTENT, "too much");
   }
   static void _onEnd(GMarkupParseContext*, const gchar*, gpointer self, GError**) {
-    static_cast<Reader*>(self)->_finish();
+    static_cast<TTMLReader*>(self)->_finish();
   }
   static void _onText(GMarkupParseContext*, const gchar* text, gsize size, gpointer self,
                       GError**) {
-    static_cast<Reader*>(self)->_take({text, size});
+    static_cast<TTMLReader*>(self)->_take({text, size});
   }
 
   bool _start(std::string_view name, const Attributes& attributes) {
@@ -275,7 +275,7 @@ class Reader {
   }
 
   void _take(std::string_view text) {
-    if (!_cue || _levels.empty() || _cue->text.size() > kTextLimit) return;
+    if (!_cue || _levels.empty() || _cue->text.size() > kMostTTMLBytes) return;
     const std::string& name = _levels.back().name;
     if (name != "p" && name != "span") return;
     std::string& to = _cue->text;
@@ -336,7 +336,7 @@ bool isTTML(std::string_view beginning) {
 
 std::vector<SubtitleCue> cuesOfTTML(std::string_view text) {
   if (text.starts_with("\xef\xbb\xbf")) text.remove_prefix(3);
-  return Reader().read(text);
+  return TTMLReader().read(text);
 }
 
 }  // namespace box

@@ -4,15 +4,12 @@
 #include <string_view>
 #include <utility>
 
+#include "box/media/GstTime.h"
 #include "box/media/SubtitleMarkup.h"
 #include "box/media/TextStream.h"
 
 namespace box {
 namespace {
-
-double secondsOf(GstClockTime nanoseconds) {
-  return static_cast<double>(nanoseconds) / static_cast<double>(GST_SECOND);
-}
 
 bool isText(const GstCaps* caps) {
   return caps && !gst_caps_is_empty(caps) &&

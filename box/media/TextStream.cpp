@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "box/media/GstRef.h"
+#include "box/media/GstTime.h"
 #include "box/media/TTMLText.h"
 #include "box/media/TextForms.h"
 #include "box/media/WebVTTText.h"
@@ -90,10 +91,6 @@ void fit(std::vector<SubtitleCue>& cues, double begin, double end) {
     each.start = std::max(each.start, begin);
     each.duration = last - each.start;
   }
-}
-
-double secondsOf(GstClockTime time) {
-  return static_cast<double>(time) / static_cast<double>(GST_SECOND);
 }
 
 /// Its times are the buffer's.

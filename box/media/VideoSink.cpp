@@ -6,6 +6,8 @@
 #include <gst/video/video-anc.h>
 #include <gst/video/video.h>
 
+#include "box/media/GstTime.h"
+
 namespace box {
 namespace {
 
@@ -90,11 +92,9 @@ class MappedFrame final : public VideoFrame {
   void _setTime(const GstSegment* segment, GstClockTime timestamp) {
     if (!segment || !GST_CLOCK_TIME_IS_VALID(timestamp)) return;
     const guint64 streamTime = gst_segment_to_stream_time(segment, GST_FORMAT_TIME, timestamp);
-    if (streamTime != GST_CLOCK_TIME_NONE)
-      time = static_cast<double>(streamTime) / static_cast<double>(GST_SECOND);
+    if (streamTime != GST_CLOCK_TIME_NONE) time = secondsOf(streamTime);
     const guint64 runningTime = gst_segment_to_running_time(segment, GST_FORMAT_TIME, timestamp);
-    if (runningTime != GST_CLOCK_TIME_NONE)
-      due = static_cast<double>(runningTime) / static_cast<double>(GST_SECOND);
+    if (runningTime != GST_CLOCK_TIME_NONE) due = secondsOf(runningTime);
   }
 
   GstVideoFrame _video{};
@@ -163,8 +163,7 @@ void VideoSink::_takeCaptions(GstBuffer* picture) {
       const guint8* const pair = captions->data + at;
       // Valid, and of one of the two fields.
       if ((pair[0] & 0x06) != 0x04) continue;
-      _captions.feed(static_cast<double>(time) / static_cast<double>(GST_SECOND), pair[0] & 1u,
-                     pair[1], pair[2]);
+      _captions.feed(secondsOf(time), pair[0] & 1u, pair[1], pair[2]);
     }
   }
 }
