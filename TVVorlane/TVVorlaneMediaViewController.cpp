@@ -139,13 +139,15 @@ void TVVorlaneMediaViewController::_placeView(const ControllerPtr& child) {
 
 std::shared_ptr<platform::View> TVVorlaneMediaViewController::preferredFocusedView() {
   const ControllerPtr order[] = {_pinViewController, _videoPlayerViewController,
-                                 _presentationViewController, _dialogViewController};
+                                 _presentationViewController};
   for (const auto& child : order) {
     if (!child) continue;
     const auto preferred = child->preferredFocusedView();
-    return preferred ? preferred : view();
+    return preferred ? preferred : child->view();
   }
-  return view();
+  const auto preferred =
+      _dialogViewController ? _dialogViewController->preferredFocusedView() : nullptr;
+  return preferred ? preferred : view();
 }
 
 void TVVorlaneMediaViewController::viewServiceBeginPresentationWithOptions(

@@ -43,7 +43,9 @@ void TVVorlanePINViewController::viewDidLoad() {
 void TVVorlanePINViewController::_menuPressed() {
   if (_dismissed || !_dismissHandler) return;
   _dismissed = true;
-  // The handler ends the session, and with it possibly this controller.
+  // The handler ends the session, and with it possibly this controller. It may also set another
+  // handler, which would destroy the one that runs.
   const auto self = shared_from_this();
-  _dismissHandler();
+  const auto handler = _dismissHandler;
+  handler();
 }

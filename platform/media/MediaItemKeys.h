@@ -27,6 +27,7 @@ inline constexpr std::string_view kMediaItemMediaType = "TVSMediaItemMediaType";
 inline constexpr std::string_view kMediaItemMediaTypeVideo = "video";
 inline constexpr std::string_view kMediaItemMediaTypeMusic = "music";
 inline constexpr std::string_view kMediaItemTitle = "TVSMediaItemTitle";
+inline constexpr std::string_view kMediaItemArtist = "TVSMediaItemArtist";
 inline constexpr std::string_view kMediaItemTrackNumber = "TVSMediaItemTrackNumber";
 inline constexpr std::string_view kMediaItemTotalTrackCount = "TVSMediaItemTotalTrackCount";
 inline constexpr std::string_view kMediaItemSenderAuthorization =

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "platform/media/TVSPlayer.h"
+#include "platform/ui/ItemTitle.h"
 #include "platform/ui/PlayerRemote.h"
 #include "platform/ui/PlayerTexts.h"
 
@@ -24,13 +25,6 @@ TransportState transportState(const TVSPlayer& player) {
       return player.rate() < 0 ? TransportState::ScanningBackward : TransportState::ScanningForward;
   }
   return TransportState::Paused;
-}
-
-std::string titleOf(const TVSPlayer& player) {
-  const auto item = player.currentMediaItem();
-  const Value title = item ? item->metadata(kMediaItemTitle) : Value();
-  if (title.asString()) return *title.asString();
-  return player.currentPlayerItem() ? player.currentPlayerItem()->title() : std::string();
 }
 
 void addTimeLine(TransportBarElement& bar, const TVSPlayer& player, double duration) {
@@ -54,7 +48,7 @@ void addTimeLine(TransportBarElement& bar, const TVSPlayer& player, double durat
 TransportBarElement transportBar(const TVSPlayer& player, const PlayerRemote& remote,
                                  const PlayerTexts& texts) {
   TransportBarElement bar;
-  bar.title = titleOf(player);
+  bar.title = displayTitle(player);
   bar.state = transportState(player);
   if (const auto rate = player.scanRate()) {
     // What is wanted: the slowest scan is no scanning yet to the player.

@@ -102,6 +102,7 @@ void VideoPlayerViewController::didMoveToParent(ViewController* parent) {
   ViewController::didMoveToParent(parent);
   if (parent) return;
   _observers.clear();
+  _itemObserver.reset();
   _elapsedObserver.reset();
   _hideTimer.reset();
   _spinnerTimer.reset();
@@ -118,8 +119,10 @@ bool VideoPlayerViewController::handleInput(const InputEvent& event) {
   const auto self = shared_from_this();
   if (const auto* direction = std::get_if<SwipeDirection>(&event.what)) {
     _handleSwipe(*direction);
-  } else if (!_handlePress(std::get<PressType>(event.what), event.repeated)) {
-    return true;
+  } else if (std::get<PressType>(event.what) == PressType::Menu) {
+    return event.repeated || _handleMenu();
+  } else {
+    _handlePress(std::get<PressType>(event.what), event.repeated);
   }
   if (!isOptionPanelOpen()) {
     _barWasCalled = true;
@@ -128,16 +131,11 @@ bool VideoPlayerViewController::handleInput(const InputEvent& event) {
   return true;
 }
 
-bool VideoPlayerViewController::_handlePress(PressType button, bool repeated) {
+void VideoPlayerViewController::_handlePress(PressType button, bool repeated) {
   const bool backward = button == PressType::Left;
-  if (backward || button == PressType::Right) {
-    _pressSideways(backward ? -1 : 1, repeated);
-    return true;
-  }
-  if (repeated) return button != PressType::Menu;
+  if (backward || button == PressType::Right) return _pressSideways(backward ? -1 : 1, repeated);
+  if (repeated) return;
   switch (button) {
-    case PressType::Menu:
-      return _handleMenu();
     case PressType::Select:
     case PressType::PlayPause:
       if (button == PressType::Select && std::exchange(_goToLiveFocused, false)) {
@@ -155,7 +153,6 @@ bool VideoPlayerViewController::_handlePress(PressType button, bool repeated) {
     default:
       _remote.settle();
   }
-  return true;
 }
 
 void VideoPlayerViewController::_pressSideways(int direction, bool repeated) {
@@ -190,10 +187,14 @@ bool VideoPlayerViewController::_handleMenu() {
     _showTransportBar();
   } else if (_barVisible && _barWasCalled && _player->state() == TVSPlaybackState::Playing) {
     _hideTransportBar();
+  } else if (_wasDismissedInVain) {
+    return false;
   } else {
+    const bool isOver = _player->state() == TVSPlaybackState::Stopped;
     dismiss();
+    _wasDismissedInVain = isOver && parent();
   }
-  return false;
+  return true;
 }
 
 void VideoPlayerViewController::_moveDown() {
@@ -215,6 +216,8 @@ void VideoPlayerViewController::_playerStateDidChange() {
   _hasPlayed = _hasPlayed || state != TVSPlaybackState::Stopped;
   // An item that is loaded anew may offer something else.
   _panel->update();
+  // setPlaylist() makes another item current without a notification of its own.
+  _followItem();
   // A new load may bring a new output.
   _video->setOutput(_player->videoOutput());
   _updateSpinner();
@@ -230,8 +233,15 @@ void VideoPlayerViewController::_playerItemDidChange() {
   _remote.forget();
   _panel->close();
   _video->setOutput(_player->videoOutput());
+  _followItem();
   _updateMessage();
   _updateTransportBar();
+}
+
+void VideoPlayerViewController::_followItem() {
+  const auto item = _player->currentMediaItem();
+  _itemObserver =
+      item ? item->addMetadataObserver([this](const auto&) { _updateTransportBar(); }) : Token();
 }
 
 void VideoPlayerViewController::_updateSpinner() {
@@ -267,7 +277,10 @@ void VideoPlayerViewController::_updateMessage() {
     return;
   }
   _message->setMessage({});
-  if (stopped && _hasPlayed) {
+  if (!_player->hasQueuePlayer()) {
+    // An invalidated player cannot play again, so there is no hint that it could.
+    _message->setMessage({_texts.ended});
+  } else if (stopped && _hasPlayed) {
     _endedTimer = Platform::current().mainQueue().after(kEndedDelay, [this] {
       _message->setMessage({_texts.ended, _texts.replayHint});
     });

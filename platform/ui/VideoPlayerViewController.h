@@ -24,13 +24,16 @@ class VideoView;
 /// While nothing can be shown for more than 0.4 s a spinner turns, with how far the buffer has
 /// filled where that is known; in the first load of an item only after 2 s. When the item has
 /// failed and the player has stopped, a sentence tells the cause and what the remote can do;
-/// likewise, a second later, when it has ended.
+/// likewise, a second later, when it has ended. A player that was invalidated before it is shown
+/// counts as ended.
 ///
 /// The remote: select and play/pause toggle; left and right skip, and scan while they are held;
 /// down, or a swipe, opens the panel with sound and subtitles; up reaches the way to the live edge
 /// where there is one. Menu closes the panel, then the bar that a button has called while it plays,
-/// then calls dismiss(). A bar that came or stays by itself is in nobody's way: there menu leaves
-/// at once. Each asks the player's playback delegate by way of the player.
+/// then calls dismiss(). A bar that was not called by a button does not count: there menu calls
+/// dismiss() at once. If dismiss() was called while the player was stopped and the controller is
+/// still shown, the next menu press that has nothing to close is not taken, so that the host of the
+/// presentation can end it. Each control asks the player's playback delegate by way of the player.
 ///
 /// Threads: main. Lifetime: holds the player; when it was made to, it invalidates the player once
 /// it has left its parent.
@@ -59,16 +62,18 @@ class VideoPlayerViewController : public ViewController {
   void viewDidLoad() override;
 
  private:
-  /// True: the bar is to be shown for it.
-  bool _handlePress(PressType button, bool repeated);
+  void _handlePress(PressType button, bool repeated);
   void _pressSideways(int direction, bool repeated);
   void _handleSwipe(SwipeDirection direction);
+  /// False: not taken.
   bool _handleMenu();
   void _moveDown();
   void _moveUp();
 
   void _playerStateDidChange();
   void _playerItemDidChange();
+  /// The title of the current item may be set or changed while it plays.
+  void _followItem();
   void _updateSpinner();
   void _updateMessage();
 
@@ -91,12 +96,15 @@ class VideoPlayerViewController : public ViewController {
   bool _barWasCalled = false;  // by a button
   bool _goToLiveFocused = false;
   bool _hasPlayed = false;
+  /// dismiss() was called when nothing played, and the controller is still there.
+  bool _wasDismissedInVain = false;
   Token _hideTimer;
   bool _tellsPercent = false;  // while it loads
   Token _spinnerTimer;
   Token _percentTimer;
   Token _endedTimer;
   Token _elapsedObserver;  // only while the bar is visible
+  Token _itemObserver;
   std::vector<Token> _observers;
 };
 

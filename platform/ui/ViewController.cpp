@@ -42,9 +42,11 @@ void ViewController::removeFromParent() {
   didMoveToParent(nullptr);
 }
 
-void ViewController::willMoveToParent(ViewController*) {}
+void ViewController::willMoveToParent(ViewController* parent) {
+  _movingToParent = parent != nullptr;
+}
 
-void ViewController::didMoveToParent(ViewController*) {}
+void ViewController::didMoveToParent(ViewController*) { _movingToParent = false; }
 
 void ViewController::present(std::shared_ptr<AlertController> alert, bool animated) {
   TVS_ASSERT(alert != nullptr && !_presented && !alert->_presenting);

@@ -37,6 +37,8 @@ class ViewController : public Object, public std::enable_shared_from_this<ViewCo
   void removeFromParent();
   virtual void willMoveToParent(ViewController* parent);
   virtual void didMoveToParent(ViewController* parent);
+  /// Told that it will get a parent, and not yet that it has.
+  bool isMovingToParent() const { return _movingToParent; }
 
   /// Shows an alert above everything; one at a time (asserted).
   void present(std::shared_ptr<AlertController> alert, bool animated);
@@ -66,6 +68,7 @@ class ViewController : public Object, public std::enable_shared_from_this<ViewCo
   std::string _title;
   std::vector<std::shared_ptr<ViewController>> _children;
   ViewController* _parent = nullptr;
+  bool _movingToParent = false;
   std::shared_ptr<AlertController> _presented;
   std::vector<std::shared_ptr<AlertController>> _leaving;  // dismissed, still fading out
   ViewController* _presenting = nullptr;

@@ -229,13 +229,26 @@ struct ViewServiceHost::Impl : std::enable_shared_from_this<Impl> {
     }
   }
 
+  void close() {
+    request.reset();
+    endTimeout.reset();
+    pendingClose.reset();
+    openIsGivenUp = openIsUnderWay;
+    state = State::Idle;
+    proxy.reset();
+    window.reset();
+    root.reset();
+  }
+
   bool handleInput(const InputEvent& event) {
     if (!window) return false;
     const auto* press = std::get_if<PressType>(&event.what);
     if (press && *press == PressType::Home) {
       if (!event.repeated) end();
     } else if (state != State::Ending) {
-      window->handleInput(event);
+      const bool isTaken = window->handleInput(event);
+      const bool isMenu = press && *press == PressType::Menu && !event.repeated;
+      if (!isTaken && isMenu && state == State::Presenting) end();
     }
     return true;
   }
@@ -268,6 +281,8 @@ void ViewServiceHost::requestPresentation(Completion completion) {
 }
 
 void ViewServiceHost::endPresentation() { _impl->end(); }
+
+void ViewServiceHost::close() { _impl->close(); }
 
 bool ViewServiceHost::handleInput(const InputEvent& event) { return _impl->handleInput(event); }
 

@@ -41,7 +41,8 @@ class ViewServiceViewController : public ViewController {
 
 /// The shell's part of a presentation: opens the screen, has a new root view controller made,
 /// begins its presentation, routes the remote to it, and ends it when the controller asks, when the
-/// user leaves it with Home, or when the window goes away.
+/// user presses Home, when the user presses Menu and nothing on screen takes the press, or when the
+/// window goes away.
 ///
 /// A request is answered exactly once, within 5 s; begin always comes before end; a request that
 /// arrives while the last presentation ends is answered when that is over. A request while
@@ -55,13 +56,17 @@ class ViewServiceHost {
   using RootFactory = std::function<std::shared_ptr<ViewServiceViewController>()>;
 
   ViewServiceHost(MainQueue& mainQueue, Screen& screen);
-  ~ViewServiceHost();
+  virtual ~ViewServiceHost();
 
   void setRootViewControllerFactory(RootFactory factory);
 
-  void requestPresentation(Completion completion);
+  /// Virtual so that a test can answer in its own way.
+  virtual void requestPresentation(Completion completion);
   /// The user or the system takes the screen away.
   void endPresentation();
+  /// For the end of the process: lets go of the presentation and of a request without telling
+  /// anybody. The screen is left to its owner.
+  void close();
   /// Input as if from the remote. False when nothing is presented.
   bool handleInput(const InputEvent& event);
 

@@ -6,6 +6,7 @@
 #include "TVVorlane/TVVorlanePresentationSession.h"
 #include "TVVorlane/TVVorlanePresentationView.h"
 #include "tests/TVVorlane/Support.h"
+#include "tests/platform/ui/Support.h"
 
 using platform::Error;
 using scenarios::Answer;
@@ -40,6 +41,8 @@ sim::MediaScript mediaScript(const Dictionary& fields) {
   for (const auto& [key, value] : fields) {
     if (key == "duration") {
       script.duration = number(value);
+    } else if (key == "sound") {
+      script.tracks = {{1, "audio", "aac", true}};
     } else if (key == "requests" && value.asArray()) {
       for (const auto& entry : *value.asArray()) {
         if (!entry.asDictionary()) throw Failure("a dictionary was expected in the script");
@@ -208,6 +211,18 @@ std::vector<std::string> SimScenarioBox::screen() {
   if (controller->dialogInfoSession()) shown.emplace_back("dialog");
   return shown;
 }
+
+template <typename Element>
+Element SimScenarioBox::_shown() {
+  // A scene is drawn on the turn after something changed.
+  _box.run();
+  const auto scene = _box.screen().scene();
+  return (scene ? platform::findElement<Element>(scene->nodes) : std::nullopt).value_or(Element());
+}
+
+std::string SimScenarioBox::title() { return _shown<platform::TransportBarElement>().title; }
+
+std::string SimScenarioBox::message() { return _shown<platform::MessageElement>().text; }
 
 std::vector<std::string> SimScenarioBox::journal(const std::string& prefix) {
   std::vector<std::string> entries;

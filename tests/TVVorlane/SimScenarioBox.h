@@ -10,8 +10,9 @@
 
 /// The whole application on the box in memory, steered by a scenario.
 ///
-/// Keys of a medium's script: "duration" in seconds; "requests": [{"url", "kind" ("resource" or
-/// "key"), "position" (none: at load), "keyFailure" (a URL error's code)}].
+/// Keys of a medium's script: "duration" in seconds; "sound": there are no pictures; "requests":
+/// [{"url", "kind" ("resource" or "key"), "position" (none: at load), "keyFailure" (a URL error's
+/// code)}].
 class SimScenarioBox final : public scenarios::ScenarioBox {
  public:
   /// Throws scenarios::Failure when the application does not launch.
@@ -33,6 +34,8 @@ class SimScenarioBox final : public scenarios::ScenarioBox {
   void press(const std::string& button) override;
   void swipe(const std::string& direction) override;
   std::vector<std::string> screen() override;
+  std::string title() override;
+  std::string message() override;
   std::vector<std::string> journal(const std::string& prefix) override;
   void advance(platform::Duration duration) override { _box.advance(duration); }
   void host(const std::vector<std::string>& words) override;
@@ -41,6 +44,8 @@ class SimScenarioBox final : public scenarios::ScenarioBox {
  private:
   scenarios::Answer _make(const scenarios::Call& call);
   void _send(platform::InputEvent event);
+  template <typename Element>
+  Element _shown();
 
   sim::Box _box;
   std::shared_ptr<TVVorlaneAppDelegate> _application = std::make_shared<TVVorlaneAppDelegate>();

@@ -59,10 +59,7 @@ TEST_F(MediaViewControllerTest, StacksItsChildrenByKindWhateverTheOrder) {
     for (const auto& view : root().view()->subviews())
       EXPECT_EQ(view->frame(), root().view()->bounds());
     // PIN, video, presentation: the first one there decides where the remote goes.
-    EXPECT_EQ(root().preferredFocusedView(),
-              root().pinViewController()->preferredFocusedView()
-                  ? root().pinViewController()->preferredFocusedView()
-                  : root().view());
+    EXPECT_EQ(root().preferredFocusedView(), root().pinViewController()->view());
     for (const auto& session : manager().activeSessions()) session->stopWithOptions({}, nullptr);
     box.advance(1s);
     ASSERT_FALSE(rootController());
@@ -75,6 +72,7 @@ TEST_F(MediaViewControllerTest, ChildrenFadeInAndOutAtTheSameTime) {
   EXPECT_EQ(child->player(), video->player());
   EXPECT_EQ(child->videoSession(), video);
   EXPECT_EQ(child->parent(), &root());
+  EXPECT_FALSE(child->isMovingToParent()) << "it was told that it has moved";
   EXPECT_EQ(child->view()->alpha(), 1);
   const auto player = video->player();
 
@@ -169,12 +167,11 @@ TEST_F(MediaViewControllerTest, DialogThatComesAsTheLastIsAnsweredIsShown) {
   EXPECT_THAT(manager().activeSessions(), Not(Contains(second)));
 }
 
-TEST_F(MediaViewControllerTest, OtherControllersAreNotPlaced) {
-  // Reached through the focus order: a dialog alone decides only when no child is there.
+TEST_F(MediaViewControllerTest, FocusIsWithTheFirstChildThatThereIs) {
   startDialog();
-  const auto alert = root().dialogViewController();
-  const auto preferred = alert->preferredFocusedView();
-  EXPECT_EQ(root().preferredFocusedView(), preferred ? preferred : root().view());
+  EXPECT_EQ(root().preferredFocusedView(), root().view()) << "the alert names no view";
+  const auto presentation = startPresentation();
+  EXPECT_EQ(root().preferredFocusedView(), presentation->presentationView());
   startVideo();
   EXPECT_EQ(root().preferredFocusedView(), root().videoPlayerViewController()->view());
 }
@@ -201,7 +198,52 @@ TEST_F(MediaViewControllerTest, BeginAndRequestedEnd) {
   EXPECT_FALSE(box.remoteInputLimiting().isViewServiceActive());
   EXPECT_EQ(box.logCount("mediaViewControllerDidDismiss:  " + controller->description()), 1u);
   EXPECT_FALSE(box.screen().isOpen());
-  EXPECT_THAT(delegate->take(), Not(Contains("userStop {sessionID=7, userExit=1}")));
+  EXPECT_THAT(delegate->take(), Not(Contains("userStop {sessionID=7, userExit=true}")));
+}
+
+class CountingHost final : public platform::ViewServiceHostProxy {
+ public:
+  void dismissWithResult(const Value& result) override {
+    EXPECT_TRUE(result.isNone());
+    ++dismissals;
+  }
+  int dismissals = 0;
+};
+
+class RecordingControllerDelegate final : public TVVorlaneMediaViewControllerDelegate {
+ public:
+  explicit RecordingControllerDelegate(sim::Journal& journal) : _journal(journal) {}
+  void mediaViewControllerDidBecomeReady(
+      const std::shared_ptr<TVVorlaneMediaViewController>&) override {}
+  void mediaViewControllerDidDismiss(
+      const std::shared_ptr<TVVorlaneMediaViewController>&) override {
+    _journal.add("dismissed");
+  }
+
+ private:
+  sim::Journal& _journal;
+};
+
+TEST_F(MediaViewControllerTest, IsDismissedOnceAndEndsInOrder) {
+  const auto controller = std::make_shared<TVVorlaneMediaViewController>();
+  const auto host = std::make_shared<CountingHost>();
+  const auto listener = std::make_shared<RecordingControllerDelegate>(box.journal());
+  controller->setHostProxy(host);
+  controller->setDelegate(listener);
+  controller->dismiss();
+  controller->dismiss();
+  EXPECT_EQ(host->dismissals, 1);
+  EXPECT_EQ(box.logCount("No more active sessions, dismiss."), 2u);
+
+  // After the first end the delegate hears nothing more.
+  const Texts ends[] = {{"remoteInputLimiting.setViewServiceActive(NO)", "completed", "dismissed"},
+                        {"remoteInputLimiting.setViewServiceActive(NO)", "completed"}};
+  for (const auto& expected : ends) {
+    box.journal().clear();
+    controller->viewServiceEndPresentationWithOptions({}, [&] { box.journal().add("completed"); });
+    box.advance(300ms);
+    EXPECT_EQ(box.journal().entries(), expected);
+  }
 }
 
 TEST_F(MediaViewControllerTest, EndByTheUserStopsEverySession) {
@@ -220,9 +262,9 @@ TEST_F(MediaViewControllerTest, EndByTheUserStopsEverySession) {
             (Texts{"End presentation for session with options: {\n}", "Forced to exit Vorlane",
                    "User dismissed info dialog session " + pin->description(),
                    "User dismissed info dialog session " + dialog->description()}));
-  EXPECT_THAT(delegate->take(), ElementsAre("userStop {sessionID=3, userExit=1}",
-                                            "userStop {sessionID=7, userExit=1}",
-                                            "stopped {sessionID=7, userExit=1}"));
+  EXPECT_THAT(delegate->take(), ElementsAre("userStop {sessionID=3, userExit=true}",
+                                            "userStop {sessionID=7, userExit=true}",
+                                            "stopped {sessionID=7, userExit=true}"));
   EXPECT_EQ(box.logCount("mediaViewControllerDidDismiss"), 0u);
   box.advance(300ms);
   EXPECT_EQ(box.logCount("mediaViewControllerDidDismiss"), 1u);

@@ -25,6 +25,7 @@ TEST_F(TVVorlanePINViewControllerTest, BuildsTheScreen) {
   controller->view()->setFrame({0, 0, 640, 360});
   controller->view()->layoutIfNeeded();
   const auto& digits = controller->digitViewController();
+  EXPECT_FALSE(digits->isMovingToParent());
   ASSERT_EQ(controller->view()->subviews().size(), 2U);
   EXPECT_EQ(controller->view()->subviews()[0], controller->backgroundView());
   EXPECT_EQ(controller->view()->subviews()[1], digits->view());
@@ -66,13 +67,18 @@ TEST_F(TVVorlanePINViewControllerTest, MenuDismissesOnce) {
   EXPECT_EQ(dismissed, 1);
 }
 
-TEST_F(TVVorlanePINViewControllerTest, TheHandlerMayDropTheController) {
-  controller->view();
+TEST_F(TVVorlanePINViewControllerTest, TheHandlerMayReplaceItselfAndDropTheController) {
   const std::weak_ptr weak = controller;
   const auto view = controller->view();
-  controller->setDismissHandler([this] { controller = nullptr; });
+  std::string seen;
+  controller->setDismissHandler([this, &seen, text = std::string("kept for the whole call")] {
+    controller->setDismissHandler(nullptr);
+    controller = nullptr;
+    seen = text;
+  });
   view->gestureRecognizers()[0]->handle({PressType::Menu});
   EXPECT_TRUE(weak.expired());
+  EXPECT_EQ(seen, "kept for the whole call");
 }
 
 }  // namespace

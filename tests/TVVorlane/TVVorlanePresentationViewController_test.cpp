@@ -32,8 +32,8 @@ TEST_F(TVVorlanePresentationViewTest, ProgressHidesThePicture) {
   view->layoutIfNeeded();
   EXPECT_EQ(view->contentView()->frame(), (platform::Rect{0, 0, 801, 401}));
   EXPECT_EQ(view->coverView()->frame(), (platform::Rect{0, 0, 801, 401}));
-  const auto size = platform::ActivityIndicatorView::defaultSize(20);
-  EXPECT_EQ(view->spinnerView()->frame(), (platform::Rect{340, 140, size.width, size.height}));
+  // Of 120 points, on whole ones.
+  EXPECT_EQ(view->spinnerView()->frame(), (platform::Rect{340, 140, 120, 120}));
   view->setShowProgress(false);
   EXPECT_FALSE(view->showProgress());
   EXPECT_FALSE(view->contentView()->hidden());
@@ -77,6 +77,15 @@ TEST_F(TVVorlanePresentationViewControllerTest, ShowsTheSessionsView) {
 
 TEST_F(TVVorlanePresentationViewControllerTest, TheRemoteBecomesEvents) {
   show(5);
+  // The last but one takes play/pause, and the last one what recognisers take unless told
+  // otherwise.
+  const auto& recognizers = session->presentationView()->gestureRecognizers();
+  const auto presses = [&](std::size_t index) {
+    return std::dynamic_pointer_cast<platform::TapRecognizer>(recognizers.at(index))
+        ->allowedPressTypes();
+  };
+  EXPECT_EQ(presses(9), std::vector{PressType::PlayPause});
+  EXPECT_EQ(presses(10), platform::TapRecognizer(nullptr).allowedPressTypes());
   const std::pair<InputEvent, const char*> cases[] = {
       {{SwipeDirection::Right}, "userPrevious"},
       {{SwipeDirection::Left}, "userNext"},
@@ -93,7 +102,7 @@ TEST_F(TVVorlanePresentationViewControllerTest, TheRemoteBecomesEvents) {
   EXPECT_FALSE(session->deactivated());
   EXPECT_EQ(delegate->lastInfo()->number("sessionID")->kind(), platform::Number::Kind::UInt32);
 
-  EXPECT_EQ(send({PressType::Menu}), Texts{"userStop {sessionID=5, userExit=1}"});
+  EXPECT_EQ(send({PressType::Menu}), Texts{"userStop {sessionID=5, userExit=true}"});
   EXPECT_TRUE(session->deactivated());
 }
 

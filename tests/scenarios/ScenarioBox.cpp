@@ -31,6 +31,8 @@ double Call::number(std::size_t index) const {
 void ScenarioBox::begin(const Call&) { inMemoryOnly(); }
 std::optional<std::int32_t> ScenarioBox::statusOfBegun() { inMemoryOnly(); }
 std::vector<std::string> ScenarioBox::screen() { inMemoryOnly(); }
+std::string ScenarioBox::title() { inMemoryOnly(); }
+std::string ScenarioBox::message() { inMemoryOnly(); }
 std::vector<std::string> ScenarioBox::journal(const std::string&) { inMemoryOnly(); }
 void ScenarioBox::advance(platform::Duration) { inMemoryOnly(); }
 void ScenarioBox::host(const std::vector<std::string>&) { inMemoryOnly(); }

@@ -73,6 +73,10 @@ class ScenarioBox {
 
   /// What is on screen, bottom to top: "mirroring", "progress", "video", "pin", "dialog".
   virtual std::vector<std::string> screen();
+  /// What the transport bar of the video on screen calls it; empty without a bar.
+  virtual std::string title();
+  /// The sentence that is shown in place of a picture; empty without one.
+  virtual std::string message();
   /// What was asked of the services and begins with `prefix`, since the last time.
   virtual std::vector<std::string> journal(const std::string& prefix);
   virtual void advance(platform::Duration duration);

@@ -205,6 +205,10 @@ void ScenarioRunner::_expect(const std::string& what, std::string_view rest) {
   } else if (what == "screen") {
     const std::string actual = joined(_box.screen());
     require(actual == rest, std::string(rest), actual);
+  } else if (what == "title") {
+    require(_box.title() == readString(rest), std::string(rest), "'" + _box.title() + "'");
+  } else if (what == "message") {
+    require(_box.message() == readString(rest), std::string(rest), "'" + _box.message() + "'");
   } else if (what == "journal") {
     const auto values = readValues(rest);
     for (const auto& value : values) {

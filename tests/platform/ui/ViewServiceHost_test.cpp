@@ -34,7 +34,7 @@ class TracedRoot final : public ViewServiceViewController {
   }
   bool handleInput(const InputEvent&) override {
     _trace += 'i';
-    return true;
+    return takesInput;
   }
   void dismiss() {
     inDismiss = true;
@@ -42,6 +42,7 @@ class TracedRoot final : public ViewServiceViewController {
     inDismiss = false;
   }
 
+  bool takesInput = true;
   bool endsAtOnce = true;
   bool dismissesAtOnce = false;
   bool inDismiss = false;
@@ -104,6 +105,12 @@ struct Hosted {
       {"show", [this] { act("request run"); }},
       {"end", [this] { host.endPresentation(); }},
       {"dismiss", [this] { root.lock()->dismiss(); }},
+      {"deaf", [this] { root.lock()->takesInput = false; }},
+      {"drop",
+       [this] {
+         host.close();
+         box.screen().close();
+       }},
       {"late", [this] { late = root.lock()->ended; }},
       {"ended", [this] { late(); }},
       {"lazy", [this] { lazyRoots = true; }},
@@ -136,6 +143,10 @@ TEST(ViewServiceHostTest, PresentsAndEnds) {
         {"home home run", "E"},
         {"menu late", ""},
         {"ended run", "~"}}},
+      {"menu ends it where nobody takes the press",
+       {{"show deaf select ~left menu.. run", "+Biii"}, {"menu run", "iE~"}}},
+      {"dropped without a word, also while it opens",
+       {{"show drop run", "+B~"}, {"slow request drop 10000", ""}}},
       {"screen that refuses", {{"refuse show 20", "-"}}},
       {"screen that never answers", {{"stall show 4999", ""}, {"1", "-"}}},
       {"screen that is too slow", {{"slow show 10000", "-"}}},
