@@ -41,13 +41,7 @@ bool TVVorlaneAppDelegate::applicationDidFinishLaunching(const platform::Diction
   return true;
 }
 
-void TVVorlaneAppDelegate::applicationWillTerminate() {
-  for (const auto& session : TVVorlaneSessionManager::sharedInstance()->activeSessions()) {
-    session->userStop();
-    session->stopWithOptions({}, nullptr);
-  }
-  _procAssert = nullptr;
-}
+void TVVorlaneAppDelegate::applicationWillTerminate() { _procAssert = nullptr; }
 
 void TVVorlaneAppDelegate::_updatePlaybackActive() {
   setPlaybackActive(!TVVorlaneSessionManager::sharedInstance()->activeSessions().empty());

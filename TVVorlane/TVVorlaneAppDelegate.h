@@ -25,7 +25,8 @@ class TVVorlaneAppDelegate final : public platform::Object,
   std::string className() const override { return "TVVorlaneAppDelegate"; }
 
   bool applicationDidFinishLaunching(const platform::Dictionary& options) override;
-  /// Ends every session as its user would, so that senders hear of it, and lets the process go.
+  /// Releases the process assertion. The sessions are left as they are; the platform closes what
+  /// they use.
   void applicationWillTerminate() override;
 
   /// Whether at least one session is registered.

@@ -27,9 +27,8 @@ SurroundingsOptions surroundingsOptions(const Options& options, const Door& door
   return surroundings;
 }
 
-// All of the end, then its two parts that wait for something.
+// All of the end, and the part of it that waits for threads.
 constexpr auto kEndLimit = std::chrono::milliseconds(2000);
-constexpr auto kPresentationEndLimit = std::chrono::milliseconds(1000);
 constexpr auto kWorkersEndLimit = std::chrono::milliseconds(700);
 /// Until then the administrator's command for the end is waited for.
 constexpr auto kCommandsEnd = std::chrono::milliseconds(1800);
@@ -132,7 +131,7 @@ void Box::_connectDoor() {
           },
       .status = [this] { return _status(); },
   });
-  if (_application.isContentKeyRequest) _door.setKeyRequestCheck(_application.isContentKeyRequest);
+  _door.setFatalActionCheck(_application.isFatalAction);
 }
 
 void Box::_takeInput(const platform::InputEvent& event, platform::Duration held) {
@@ -201,8 +200,6 @@ void Box::_screenWillOpen(bool opens) {
   _surroundings.setPresenting(opens);
   if (opens)
     _memoryRelease.reset();
-  else if (_terminating)
-    _mainQueue.stop();
   else
     _releaseMemoryOnceIdle();
 }
@@ -226,19 +223,20 @@ void Box::_terminate(int signal) {
   _commandsEnd = _clock.now() + kCommandsEnd;
   _surroundings.beginEnd();
   _application.delegate->applicationWillTerminate();
-  if (!_viewServiceHost.isPresenting()) {
-    _mainQueue.stop();
-    return;
-  }
-  // The presentation takes what plays in it along, and is over when its screen closes.
-  _terminationLimit = _mainQueue.after(kPresentationEndLimit, [this] { _mainQueue.stop(); });
-  _viewServiceHost.endPresentation();
+  _mainQueue.stop();
+}
+
+void Box::_closePlayers() {
+  // Senders and logs must not take this for a stop by the user, so no session is told of it:
+  // everything that holds a player is let go of instead.
+  _viewServiceHost.close();
+  releaseSharedInstances();
+  _mainQueue.discard();
 }
 
 void Box::_shutDown() {
   // From here on the end is as good as it gets, whatever a thread still hangs on.
   _signals.setLeavingStatus(0);
-  _terminationLimit.reset();
   // An end that comes this early does not wait until everything is there that is still coming up.
   const bool isEarly = !isMediaWarm();
   if (!isEarly) {
@@ -247,8 +245,9 @@ void Box::_shutDown() {
   }
   _observedScreen.setObserver(nullptr);
   _memoryRelease.reset();
-  _door.close();
+  _closePlayers();
   if (!isEarly) _screen.close();
+  _door.close();
   _application = {};
   releaseSharedInstances();
   _mainQueue.runDue();

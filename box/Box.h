@@ -29,8 +29,9 @@ namespace box {
 /// Workflow: made first thing in the process, since the time it reports counts from there and since
 /// its threads must come after its signal mask. run() launches the application, whose receiver
 /// delegate opens the door; only then are media and screen brought up, on threads of their own.
-/// SIGTERM and SIGINT end it: the application terminates, the presentation ends, door and screen
-/// close, and run() returns 0. All of that has 2 s; see SignalWatch.
+/// SIGTERM and SIGINT end it: the application is told, then players, screen and door close in this
+/// order, and run() returns 0. No session is stopped, so senders get no event and only see the
+/// connection close. All of that has 2 s; see SignalWatch.
 ///
 /// Threads: main.
 class Box final : public platform::RunnablePlatform {
@@ -81,6 +82,7 @@ class Box final : public platform::RunnablePlatform {
   void _deviceWillSleep(std::function<void()> done);
   void _releaseMemoryOnceIdle();
   void _terminate(int signal);
+  void _closePlayers();
   void _shutDown();
 
   const Options _options;
@@ -116,7 +118,6 @@ class Box final : public platform::RunnablePlatform {
   platform::TimePoint _commandsEnd{};
   bool _screenIsUsed = false;
   platform::Token _memoryRelease;
-  platform::Token _terminationLimit;
 };
 
 }  // namespace box
