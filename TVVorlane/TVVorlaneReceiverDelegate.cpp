@@ -69,28 +69,48 @@ Status TVVorlaneReceiverDelegate::_allowInterruption(std::optional<Dictionary>&)
   return kTVVorlaneStatusSuccess;
 }
 
-Status TVVorlaneReceiverDelegate::_runCall(
-    Dictionary* outputParams, const std::function<void(const std::shared_ptr<Call>&)>& body) {
+bool TVVorlaneReceiverDelegate::_mayInterrupt(Call& call) {
+  call.status = _allowInterruption(call.out);
+  if (call.status == kTVVorlaneStatusSuccess) return true;
+  TVSLogNotice(TVVLCommunication, "Interruption not allowed");
+  return false;
+}
+
+TVVorlaneReceiverDelegate::Outcome TVVorlaneReceiverDelegate::_runCall(
+    const std::function<void(const std::shared_ptr<Call>&)>& body) {
   const auto call = std::make_shared<Call>();
   // The main queue takes nothing any more once the process is ending.
-  if (!Platform::current().mainQueue().sync([&] { body(call); })) return kTVVorlaneStatusFailed;
+  if (!Platform::current().mainQueue().sync([&] { body(call); }))
+    return {kTVVorlaneStatusFailed, std::nullopt};
   call->group.wait();
-  if (outputParams) *outputParams = call->out.value_or(Dictionary());
-  return call->status;
+  return {call->status, call->out};
+}
+
+Status TVVorlaneReceiverDelegate::_answer(const Outcome& outcome, Dictionary* outputParams) {
+  if (outputParams) *outputParams = outcome.out.value_or(Dictionary());
+  return outcome.status;
+}
+
+void TVVorlaneReceiverDelegate::_startAndWait(
+    const SessionPtr& session, const Dictionary& options, const std::shared_ptr<Call>& call,
+    std::function<void(const std::optional<Dictionary>&, const std::optional<Error>&)> started) {
+  session->setDelegate(weak_from_this());
+  call->group.enter();
+  session->startWithOptions(
+      options, [call, started = std::move(started)](const auto& outInfo, const auto& error) {
+        started(outInfo, error);
+        call->group.leave();
+      });
 }
 
 void TVVorlaneReceiverDelegate::_startSession(const SessionPtr& session, const Dictionary& params,
                                               const std::shared_ptr<Call>& call) {
-  session->setDelegate(weak_from_this());
-  call->group.enter();
-  session->startWithOptions(params, [call](const auto& outInfo, const std::optional<Error>& error) {
+  _startAndWait(session, params, call, [call](const auto& outInfo, const auto& error) {
     call->out = outInfo;
-    if (error) {
-      TVSLogNotice(TVVLCommunication, "Failed to start with err: %@", error);
-      call->out = TVVorlaneUtilities::errorToDictionary(error);
-      call->status = statusOf(*error);
-    }
-    call->group.leave();
+    if (!error) return;
+    TVSLogNotice(TVVLCommunication, "Failed to start with err: %@", error);
+    call->out = TVVorlaneUtilities::errorToDictionary(error);
+    call->status = statusOf(*error);
   });
 }
 
@@ -99,7 +119,7 @@ Value TVVorlaneReceiverDelegate::vorlaneUIGetProperty(const std::string& propert
   TVSLogNotice(TVVLCommunication, "vorlaneUIGetProperty: %@", property);
   assertNotMain(__func__);
   Value result;
-  const Status status = _runCall(nullptr, [&](const std::shared_ptr<Call>& call) {
+  const Outcome outcome = _runCall([&](const std::shared_ptr<Call>& call) {
     const auto session = Manager::sharedInstance()->urlSessionWithID({});
     if (!session) {
       TVSLogNotice(TVVLCommunication, "No active session, could not get property: %@", property);
@@ -113,7 +133,7 @@ Value TVVorlaneReceiverDelegate::vorlaneUIGetProperty(const std::string& propert
       call->status = statusOf(*failure);
     }
   });
-  if (status != kTVVorlaneStatusSuccess && error) *error = status;
+  if (outcome.status != kTVVorlaneStatusSuccess && error) *error = outcome.status;
   return result;
 }
 
@@ -121,7 +141,7 @@ Status TVVorlaneReceiverDelegate::vorlaneUISetProperty(const std::string& proper
                                                        const Value& qualifier, const Value& value) {
   TVSLogNotice(TVVLCommunication, "vorlaneUISetProperty (%@): %@", property, abbreviated(value));
   assertNotMain(__func__);
-  return _runCall(nullptr, [&](const std::shared_ptr<Call>& call) {
+  const Outcome outcome = _runCall([&](const std::shared_ptr<Call>& call) {
     const auto session = Manager::sharedInstance()->urlSessionWithID({});
     if (!session) {
       TVSLogNotice(TVVLCommunication, "No active session, could not set property: %@", property);
@@ -135,6 +155,7 @@ Status TVVorlaneReceiverDelegate::vorlaneUISetProperty(const std::string& proper
       if (failure) call->status = statusOf(*failure);
     }
   });
+  return outcome.status;
 }
 
 Status TVVorlaneReceiverDelegate::vorlaneUIPerform(const std::string& action,
@@ -142,7 +163,7 @@ Status TVVorlaneReceiverDelegate::vorlaneUIPerform(const std::string& action,
                                                    Dictionary* outputParams) {
   TVSLogNotice(TVVLCommunication, "vorlaneUIPerform (%@): %@", action, abbreviated(inputParams));
   assertNotMain(__func__);
-  return _runCall(outputParams, [&](const std::shared_ptr<Call>& call) {
+  const Outcome outcome = _runCall([&](const std::shared_ptr<Call>& call) {
     if (action == kTVVorlaneShowPINCommand || action == kTVVorlaneIncompatibleSenderCommand) {
       _performInfoAction(action, inputParams, call);
     } else if (action == kTVVorlaneHidePINCommand) {
@@ -151,6 +172,7 @@ Status TVVorlaneReceiverDelegate::vorlaneUIPerform(const std::string& action,
       _performSessionAction(action, inputParams, *call);
     }
   });
+  return _answer(outcome, outputParams);
 }
 
 void TVVorlaneReceiverDelegate::_performInfoAction(const std::string& action,
@@ -160,13 +182,10 @@ void TVVorlaneReceiverDelegate::_performInfoAction(const std::string& action,
     shown->stopWithOptions(inputParams, nullptr);
   Dictionary options{{std::string(TVVorlaneInfoSessionCommand), action}};
   options.merge(inputParams);
-  const auto session = std::make_shared<TVVorlaneInfoSession>();
-  session->setDelegate(weak_from_this());
-  call->group.enter();
-  session->startWithOptions(options, [call](const auto&, const std::optional<Error>& error) {
-    call->status = error ? statusOf(*error) : kTVVorlaneStatusSuccess;
-    call->group.leave();
-  });
+  _startAndWait(std::make_shared<TVVorlaneInfoSession>(), options, call,
+                [call](const auto&, const auto& error) {
+                  call->status = error ? statusOf(*error) : kTVVorlaneStatusSuccess;
+                });
 }
 
 Status TVVorlaneReceiverDelegate::_hidePIN(const Dictionary& inputParams) {
@@ -197,44 +216,35 @@ Status TVVorlaneReceiverDelegate::vorlaneUIStartPresentation(const Dictionary& p
                                                              Dictionary* outputParams) {
   TVSLogNotice(TVVLCommunication, "vorlaneUIStartPresentation: %@", abbreviated(params));
   assertNotMain(__func__);
-  std::shared_ptr<Call> made;
-  const Status status = _runCall(outputParams, [&](const std::shared_ptr<Call>& call) {
-    made = call;
-    call->status = _allowInterruption(call->out);
-    if (call->status != kTVVorlaneStatusSuccess) {
-      TVSLogNotice(TVVLCommunication, "Interruption not allowed");
-      return;
-    }
+  const Outcome outcome = _runCall([&](const std::shared_ptr<Call>& call) {
+    if (!_mayInterrupt(*call)) return;
     reportUserActivity();
     _startSession(std::make_shared<TVVorlanePresentationSession>(), params, call);
   });
-  const Value out = made && made->out ? Value(*made->out) : Value();
+  const Value out = outcome.out ? Value(*outcome.out) : Value();
   TVSLogNotice(TVVLCommunication, "vorlaneUIStartPresentation (complete): %@ err:  %d",
-               abbreviated(out), status);
-  return status;
+               abbreviated(out), outcome.status);
+  return _answer(outcome, outputParams);
 }
 
 Status TVVorlaneReceiverDelegate::vorlaneUIStartVideo(const Dictionary& params,
                                                       Dictionary* outputParams) {
   TVSLogNotice(TVVLCommunication, "vorlaneUIStartVideo: %@", abbreviated(params));
   assertNotMain(__func__);
-  return _runCall(outputParams, [&](const std::shared_ptr<Call>& call) {
-    call->status = _allowInterruption(call->out);
-    if (call->status != kTVVorlaneStatusSuccess) {
-      TVSLogNotice(TVVLCommunication, "Interruption not allowed");
-      return;
-    }
-    _startSession(std::make_shared<TVVorlaneURLSession>(), params, call);
+  const Outcome outcome = _runCall([&](const std::shared_ptr<Call>& call) {
+    if (_mayInterrupt(*call)) _startSession(std::make_shared<TVVorlaneURLSession>(), params, call);
   });
+  return _answer(outcome, outputParams);
 }
 
 Status TVVorlaneReceiverDelegate::vorlaneUIStartAudio(const Dictionary& params,
                                                       Dictionary* outputParams) {
   TVSLogNotice(TVVLCommunication, "vorlaneUIStartAudio: %@", abbreviated(params));
   assertNotMain(__func__);
-  return _runCall(outputParams, [&](const std::shared_ptr<Call>& call) {
+  const Outcome outcome = _runCall([&](const std::shared_ptr<Call>& call) {
     _startSession(std::make_shared<TVVorlaneStreamingAudioSession>(), params, call);
   });
+  return _answer(outcome, outputParams);
 }
 
 Status TVVorlaneReceiverDelegate::_stopSession(const SessionPtr& session,
@@ -253,63 +263,63 @@ Status TVVorlaneReceiverDelegate::_stopSession(const SessionPtr& session,
 Status TVVorlaneReceiverDelegate::vorlaneUIStopPresentation(const Dictionary& params) {
   TVSLogNotice(TVVLCommunication, "vorlaneUIStopPresentation: %@", abbreviated(params));
   assertNotMain(__func__);
-  return _runCall(nullptr, [&](const std::shared_ptr<Call>& call) {
-    call->status = _stopSession(
-        Manager::sharedInstance()->presentationSessionWithID(params.get(kSessionIDKey)),
-        "vorlaneUIStopPresentation:", params);
+  const Outcome outcome = _runCall([&](const std::shared_ptr<Call>& call) {
+    const auto session =
+        Manager::sharedInstance()->presentationSessionWithID(params.get(kSessionIDKey));
+    call->status = _stopSession(session, "vorlaneUIStopPresentation:", params);
   });
+  return outcome.status;
 }
 
 Status TVVorlaneReceiverDelegate::vorlaneUIStopAudio(const Dictionary& params) {
   TVSLogNotice(TVVLCommunication, "vorlaneUIStopAudio: %@", abbreviated(params));
   assertNotMain(__func__);
-  return _runCall(nullptr, [&](const std::shared_ptr<Call>& call) {
-    call->status =
-        _stopSession(Manager::sharedInstance()->streamingSessionWithID(params.get(kSessionIDKey)),
-                     "vorlaneUIStopAudio:", params);
+  const Outcome outcome = _runCall([&](const std::shared_ptr<Call>& call) {
+    const auto session =
+        Manager::sharedInstance()->streamingSessionWithID(params.get(kSessionIDKey));
+    call->status = _stopSession(session, "vorlaneUIStopAudio:", params);
   });
+  return outcome.status;
 }
 
 Status TVVorlaneReceiverDelegate::vorlaneUIStopVideo(const Dictionary& params) {
   TVSLogNotice(TVVLCommunication, "vorlaneUIStopVideo: %@", abbreviated(params));
   assertNotMain(__func__);
-  return _runCall(nullptr, [&](const std::shared_ptr<Call>& call) {
-    call->status =
-        _stopSession(Manager::sharedInstance()->urlSessionWithID(params.get(kSessionIDKey)),
-                     "vorlaneUIStopVideo:", params);
+  const Outcome outcome = _runCall([&](const std::shared_ptr<Call>& call) {
+    const auto session = Manager::sharedInstance()->urlSessionWithID(params.get(kSessionIDKey));
+    call->status = _stopSession(session, "vorlaneUIStopVideo:", params);
   });
+  return outcome.status;
 }
 
-Status TVVorlaneReceiverDelegate::_performProgressAction(std::string_view action,
-                                                         std::optional<Error>& error) {
+Status TVVorlaneReceiverDelegate::_setShowsProgress(bool shows) {
   reportUserActivity();
-  return _runCall(nullptr, [&](const std::shared_ptr<Call>& call) {
+  const Outcome outcome = _runCall([&](const std::shared_ptr<Call>& call) {
+    const std::string action(shows ? TVVorlanePresentationShowProgressAction
+                                   : TVVorlanePresentationHideProgressAction);
+    std::optional<Error> failure;
     const auto session = Manager::sharedInstance()->presentationSessionWithID({});
-    if (session && session->performAction(std::string(action), {}, nullptr, &error)) return;
-    call->status = error ? statusOf(*error) : kTVVorlaneStatusFailed;
+    if (session && session->performAction(action, {}, nullptr, &failure)) return;
+    if (shows) {
+      TVSLogNotice(TVVLCommunication, "Failed to show progress with err: %@", failure);
+    } else {
+      TVSLogNotice(TVVLCommunication, "Failed to hide progress with err: %@", failure);
+    }
+    call->status = failure ? statusOf(*failure) : kTVVorlaneStatusFailed;
   });
+  return outcome.status;
 }
 
 Status TVVorlaneReceiverDelegate::vorlaneUIShowProgress() {
   TVSLogNotice(TVVLCommunication, "vorlaneUIShowProgress");
   assertNotMain(__func__);
-  std::optional<Error> failure;
-  const Status status = _performProgressAction(TVVorlanePresentationShowProgressAction, failure);
-  if (status != kTVVorlaneStatusSuccess) {
-    TVSLogNotice(TVVLCommunication, "Failed to show progress with err: %@", failure);
-  }
-  return status;
+  return _setShowsProgress(true);
 }
 
 Status TVVorlaneReceiverDelegate::vorlaneUIHideProgress() {
   TVSLogNotice(TVVLCommunication, "vorlaneUIHideProgress");
   assertNotMain(__func__);
-  std::optional<Error> failure;
-  const Status status = _performProgressAction(TVVorlanePresentationHideProgressAction, failure);
-  if (status != kTVVorlaneStatusSuccess) {
-    TVSLogNotice(TVVLCommunication, "Failed to hide progress with err: %@", failure);
-  }
-  return status;
+  return _setShowsProgress(false);
 }
 
 void TVVorlaneReceiverDelegate::vorlaneUIActivity() { reportUserActivity(); }
@@ -326,7 +336,7 @@ Status TVVorlaneReceiverDelegate::vorlaneUIUpdateAudioProgress(double elapsed, d
   // Reports come many times a second; the main thread is woken for whole seconds only.
   if (roundedElapsed == _lastElapsedTime && roundedDuration == _lastDuration)
     return kTVVorlaneStatusSuccess;
-  _runCall(nullptr, [&](const std::shared_ptr<Call>&) {
+  _runCall([&](const std::shared_ptr<Call>&) {
     Dictionary data;
     data.set(platform::kNowPlayingDuration, roundedDuration);
     data.set(platform::kNowPlayingElapsedTime, roundedElapsed);

@@ -61,6 +61,11 @@ class TVVorlaneReceiverDelegate final
 
  private:
   struct Call;
+  /// What a call has come to.
+  struct Outcome {
+    Status status = 0;
+    std::optional<platform::Dictionary> out;
+  };
   using SessionPtr = std::shared_ptr<TVVorlaneSession>;
 
   TVVorlaneReceiverDelegate();
@@ -69,8 +74,19 @@ class TVVorlaneReceiverDelegate final
   /// Whether a new video or presentation may interrupt what plays: 0, always.
   static Status _allowInterruption(std::optional<platform::Dictionary>& outputParams);
 
-  Status _runCall(platform::Dictionary* outputParams,
-                  const std::function<void(const std::shared_ptr<Call>&)>& body);
+  /// Asks _allowInterruption(), and logs a refusal.
+  static bool _mayInterrupt(Call& call);
+
+  /// Runs `body` on the main thread, and waits for the session that it may have started.
+  static Outcome _runCall(const std::function<void(const std::shared_ptr<Call>&)>& body);
+  /// Hands the out dictionary over, empty where there is none, and returns the status.
+  static Status _answer(const Outcome& outcome, platform::Dictionary* outputParams);
+  /// The call waits until `started` has been called.
+  void _startAndWait(const SessionPtr& session, const platform::Dictionary& options,
+                     const std::shared_ptr<Call>& call,
+                     std::function<void(const std::optional<platform::Dictionary>& outInfo,
+                                        const std::optional<platform::Error>& error)>
+                         started);
   void _startSession(const SessionPtr& session, const platform::Dictionary& params,
                      const std::shared_ptr<Call>& call);
   void _performInfoAction(const std::string& action, const platform::Dictionary& inputParams,
@@ -80,7 +96,7 @@ class TVVorlaneReceiverDelegate final
                              Call& call);
   Status _stopSession(const SessionPtr& session, std::string_view operation,
                       const platform::Dictionary& params);
-  Status _performProgressAction(std::string_view action, std::optional<platform::Error>& error);
+  Status _setShowsProgress(bool shows);
 
   std::shared_ptr<platform::SerialQueue> _receiverQueue;
   double _lastElapsedTime = 0;
