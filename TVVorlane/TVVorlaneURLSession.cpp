@@ -105,8 +105,7 @@ void TVVorlaneURLSession::startWithOptions(const Dictionary& options, StartCompl
 
 void TVVorlaneURLSession::_parseSessionOptions(const Dictionary& options) {
   _audioOnly = options.boolean("audioOnly") || options.string("purchasedMediaKind") == "music";
-  const auto identifier = options.number("sessionID");
-  _sessionID = identifier ? identifier->uint32Value() : 0;
+  _sessionID = _sessionIDOf(options);
 }
 
 Dictionary TVVorlaneURLSession::_parametersWithAddedSessionOptions(const Dictionary& params) const {
@@ -136,6 +135,8 @@ std::shared_ptr<TVSMediaItem> TVVorlaneURLSession::_mediaItemForParameters(
     item->setMetadata(platform::kMediaItemAcquisition, params.get("purchaseBundle"));
     item->setMetadata(platform::kMediaItemAlternateTracks, params.get("outOfBandAlternateTracks"));
     item->setMetadata(platform::kMediaItemSubtitleStyles, params.get("textMarkupArray"));
+    item->setMetadata(platform::kMediaItemCookies, params.get("cookies"));
+    item->setMetadata(platform::kMediaItemUserAgent, params.get("userAgent"));
     item->setMetadata(TVVorlaneMediaItemMetadataUUID, params.get("uuid"));
     item->setMetadata(platform::kMediaItemForwardEndTime,
                       secondsOfTimeDictionary(params, "forwardEndTime"));

@@ -180,6 +180,7 @@ void MediaEngine::seek(double seconds) {
   _record("seek " + numberText(seconds));
   if (_stage == Stage::Loading) {
     _wantedSeek = seconds;
+    _wantedDate.reset();
   } else {
     _seekTo(seconds);
   }

@@ -80,6 +80,7 @@ std::function<void(const PipelineEvent&)> EngineLoad::_reporter() {
 }
 
 void EngineLoad::_open(bool held) {
+  _held = held;
   _refusal = refusalOf(_url, _setup.allowFileURLs);
   if (!_refusal && isRelayed(_url)) _openRelay();
   _ticket = _setup.frames->reserve();
@@ -97,7 +98,7 @@ void EngineLoad::_open(bool held) {
       subtitleStylesOf(_setup.load.item->metadata(platform::kMediaItemSubtitleStyles));
   setup.startSeconds = finite(_setup.load.startSeconds);
   if (!setup.startSeconds) setup.startFraction = finite(_setup.load.startFraction);
-  if (!setup.startSeconds && !setup.startFraction) setup.startDate = _setup.load.startDate;
+  setup.startDate = _setup.load.startDate;
   setup.wish = wishOf(_setup.load);
   setup.held = held;
   setup.audio = _setup.audio;
@@ -128,6 +129,7 @@ void EngineLoad::show() { _setup.frames->open(_ticket); }
 
 void EngineLoad::begin(const platform::MediaLoad& load, std::shared_ptr<Pipeline> predecessor) {
   _setup.load = load;
+  _held = false;
   _loadedAt = _clock.date();
   if (_pipeline)
     _pipeline->begin(wishOf(load), std::move(predecessor));
@@ -257,8 +259,9 @@ void EngineLoad::_receive(const PipelineEvent& event) {
   } else if (event.kind == Kind::Seek && event.seekSerial == _seekSerial) {
     _seekDestination.reset();
   }
-  // What was found out on the way is part of becoming ready.
-  if (!_ready && event.kind != Kind::Fail) return;
+  // Before it is ready nothing but a failure and the state of the buffer is told, and nothing at
+  // all of what is prepared.
+  if (!_ready && event.kind != Kind::Fail && (event.kind != Kind::Facts || _held)) return;
   // Whatever comes of it, also this load's end, nothing follows.
   _setup.tell(*this, event);
 }

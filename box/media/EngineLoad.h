@@ -101,6 +101,7 @@ class EngineLoad : public std::enable_shared_from_this<EngineLoad> {
   std::shared_ptr<Pipeline> _pipeline;
   platform::Token _metadataObserver;
   std::uint64_t _ticket = 0;  // of its pictures
+  bool _held = false;         // prepared, and begin() has not been called
   bool _closed = false;
   bool _ready = false;
   std::uint64_t _seekSerial = 0;

@@ -97,7 +97,7 @@ void ItemQuestions::_answer(const RelayQuestion& question, const RelayAnswer& an
                                   [&](const Waiting& each) { return each.question == question; });
   const auto replies = std::move(found->replies);
   _waiting.erase(found);
-  if (answer.error || answer.statusCode >= 400) {
+  if (answer.error || (answer.statusCode >= 400 && !answer.data)) {
     _refused.emplace_back(question, answer);
     if (_refused.size() > kMostRefusals) _refused.pop_front();
   }

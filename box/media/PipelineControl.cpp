@@ -64,8 +64,8 @@ double Pipeline::_seekDestination() const {
     seconds = *_wantedPosition;
   else if (_wantedFraction && _facts.duration > 0)
     seconds = *_wantedFraction * _facts.duration;
-  else if (!_wantedFraction)
-    seconds = _queryPosition();
+  else if (!_wantedFraction || _facts.live)
+    seconds = _queryPosition();  // a live stream has no fractions, and plays at its edge
   if (!std::isfinite(seconds)) seconds = seconds > 0 ? _facts.duration : 0;
   seconds = std::max(0.0, seconds);
   if (_facts.duration > 0) seconds = std::min(seconds, _facts.duration);

@@ -149,7 +149,7 @@ std::vector<platform::MediaTrack> StreamCatalog::tracks() const {
   for (const StreamDescription& each : _streams) {
     const auto order = static_cast<std::uint32_t>(result.size() + 1);
     result.push_back(
-        {_numbered ? *each.number : order, typeName(each.type), each.codec, _isSelected(each)});
+        {_numbered ? *each.number : order, typeName(each.type), each.codec, _plays(each)});
   }
   return result;
 }

@@ -167,7 +167,9 @@ void Exchange::_answered(RelayAnswer answer) {
       return _fail(networkError(URLErrorCode::BadServerResponse, "It redirects too often."));
     return _locate(*target);
   }
-  if (answer.statusCode >= 400) return _fail(httpError(static_cast<unsigned>(answer.statusCode)));
+  // Data are the resource, whatever the status beside them.
+  if (answer.statusCode >= 400 && !answer.data)
+    return _fail(httpError(static_cast<unsigned>(answer.statusCode)));
   _answeredData(std::move(answer));
 }
 

@@ -23,7 +23,9 @@ struct MediaLoad {
   /// Comes back with every callback that belongs to this load. Never 0, never used twice.
   std::uint64_t generation = 0;
   std::shared_ptr<TVSMediaItem> item;
-  // At most one of these; the beginning without one. Values beyond the item's end are clamped.
+  // Where to begin. The date is used where the media carry dates; otherwise one of the other two,
+  // of which at most one is set. The beginning without them, the edge of a live stream also with a
+  // fraction. Values beyond the item's end are clamped.
   std::optional<double> startSeconds;
   std::optional<double> startFraction;  ///< of the duration, 0 to 1
   std::optional<Date> startDate;

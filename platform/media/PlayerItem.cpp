@@ -1,6 +1,7 @@
 #include "platform/media/PlayerItem.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "platform/media/TVSPlayer.h"
 
@@ -10,6 +11,12 @@ namespace {
 
 std::optional<double> secondsOfLimit(const MediaTime& time) {
   return time.isNumeric() ? std::optional(time.toSeconds()) : std::nullopt;
+}
+
+bool isKnownCharacteristic(std::string_view characteristic) {
+  return characteristic == kMediaCharacteristicAudible ||
+         characteristic == kMediaCharacteristicLegible ||
+         characteristic == kMediaCharacteristicVisual;
 }
 
 const MediaSelectionOption* optionDescribedBy(const Dictionary& description,
@@ -71,21 +78,42 @@ Dictionary PlayerItem::propertyList(const MediaSelectionGroup& group,
 
 void PlayerItem::selectPropertyList(const Value& propertyList) {
   const auto* description = propertyList.asDictionary();
-  if (!description) return;
-  const auto characteristic = description->string(kMediaSelectionCharacteristic);
+  const auto characteristic =
+      description ? description->string(kMediaSelectionCharacteristic) : std::nullopt;
   if (!characteristic) return;
+  _keptSelections.remove(*characteristic);
+  if (_status == PlayerItemStatus::ReadyToPlay) {
+    _select(*characteristic, *description);
+  } else if (isKnownCharacteristic(*characteristic)) {
+    _keptSelections.set(*characteristic, propertyList);
+  }
+}
+
+bool PlayerItem::_select(const std::string& characteristic, const Dictionary& description) {
   const auto& groups = selectionGroups();
   const auto group = std::find_if(groups.begin(), groups.end(), [&](const auto& candidate) {
-    return candidate.characteristic == *characteristic;
+    return candidate.characteristic == characteristic;
   });
-  if (group == groups.end()) return;
-  if (!description->string(kMediaSelectionIdentifier) &&
-      !description->string(kMediaSelectionLanguageTag)) {
-    _player._engine->selectOption(*characteristic, std::nullopt);
-  } else if (const auto* option = optionDescribedBy(*description, *group)) {
-    // A copy: the facts are good until the next engine call only.
-    const std::string identifier = option->identifier;
-    _player._engine->selectOption(*characteristic, identifier);
+  if (group == groups.end()) return false;
+  if (!description.string(kMediaSelectionIdentifier) &&
+      !description.string(kMediaSelectionLanguageTag)) {
+    _player._engine->selectOption(characteristic, std::nullopt);
+    return true;
+  }
+  const auto* option = optionDescribedBy(description, *group);
+  if (!option) return false;
+  // A copy: the facts are good until the next engine call only.
+  const std::string identifier = option->identifier;
+  _player._engine->selectOption(characteristic, identifier);
+  return true;
+}
+
+void PlayerItem::_makeKeptSelections() {
+  if (_keptSelections.empty()) return;
+  for (const auto& [characteristic, selection] : std::exchange(_keptSelections, {})) {
+    // The languages of the options may become known later than the options.
+    if (!_select(characteristic, *selection.asDictionary()))
+      _keptSelections.set(characteristic, selection);
   }
 }
 
@@ -97,6 +125,18 @@ void PlayerItem::setForwardPlaybackEndTime(const MediaTime& time) {
 void PlayerItem::setReversePlaybackEndTime(const MediaTime& time) {
   _reverseEndSeconds = secondsOfLimit(time);
   _applyEndTimes();
+}
+
+void PlayerItem::_becomeReady() {
+  _status = PlayerItemStatus::ReadyToPlay;
+  const auto forward = _mediaItem->finiteMetadata(kMediaItemForwardEndTime);
+  const auto reverse = _mediaItem->finiteMetadata(kMediaItemReverseEndTime);
+  if (forward != _forwardEndSeconds || reverse != _reverseEndSeconds) {
+    _forwardEndSeconds = forward;
+    _reverseEndSeconds = reverse;
+    _applyEndTimes();
+  }
+  _makeKeptSelections();
 }
 
 void PlayerItem::_applyEndTimes() {

@@ -61,7 +61,9 @@ class PlayerItem {
   /// Selects what a property list describes. One that names a known characteristic and no option
   /// clears the selection; one that names no known group is ignored. An identifier that this item
   /// does not know, because the description came from another item, gives way to the language, and
-  /// among options of one language to the one that is forced as described.
+  /// among options of one language to the one that is forced as described. Before the item is ready
+  /// the selection is kept, the last one of each characteristic, and made as soon as the item is
+  /// ready and has what is described.
   void selectPropertyList(const Value& propertyList);
 
   /// Numeric times limit playback in their direction, others lift the limit.
@@ -74,11 +76,17 @@ class PlayerItem {
   /// What the engine knows of this item; empty facts unless it is ready to play.
   const MediaFacts& _facts() const;
   void _applyEndTimes();
+  /// Applies what has been asked of the item while it loaded.
+  void _becomeReady();
+  /// False: there is no such group or option.
+  bool _select(const std::string& characteristic, const Dictionary& description);
+  void _makeKeptSelections();
 
   TVSPlayer& _player;
   std::shared_ptr<TVSMediaItem> _mediaItem;
   std::optional<double> _forwardEndSeconds;
   std::optional<double> _reverseEndSeconds;
+  Dictionary _keptSelections;  ///< by characteristic
   PlayerItemStatus _status = PlayerItemStatus::Unknown;
   std::optional<Error> _error;
 };

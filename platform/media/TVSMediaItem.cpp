@@ -1,10 +1,17 @@
 #include "platform/media/TVSMediaItem.h"
 
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 bool TVSMediaItem::hasTrait(std::string_view trait) const {
   return std::find(_traits.begin(), _traits.end(), trait) != _traits.end();
+}
+
+std::optional<double> TVSMediaItem::finiteMetadata(std::string_view key) const {
+  const auto number = _metadata.number(key);
+  if (!number || !std::isfinite(number->doubleValue())) return std::nullopt;
+  return number->doubleValue();
 }
 
 void TVSMediaItem::setMetadata(std::string_view key, platform::Value value) {

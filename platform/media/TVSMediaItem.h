@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -29,6 +30,8 @@ class TVSMediaItem : public platform::Object {
   virtual bool hasTrait(std::string_view trait) const;
 
   platform::Value metadata(std::string_view key) const { return _metadata.get(key); }
+  /// The value as a number; nothing where it is none or not finite.
+  std::optional<double> finiteMetadata(std::string_view key) const;
   /// A value that holds nothing removes the key.
   void setMetadata(std::string_view key, platform::Value value);
   /// String comparison of a metadata value.

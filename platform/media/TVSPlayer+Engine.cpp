@@ -19,9 +19,9 @@ void TVSPlayer::_receive(std::uint64_t generation, const std::function<void()>& 
 
 void TVSPlayer::engineDidBecomeReady(std::uint64_t generation) {
   _receive(generation, [&] {
-    _item->_status = platform::PlayerItemStatus::ReadyToPlay;
     _start = {};
     _phase = _target.playing ? Phase::Ready : Phase::Paused;
+    _item->_becomeReady();
     _settle();
     _publishChangedFacts();
   });
@@ -106,6 +106,7 @@ void TVSPlayer::engineDidFail(std::uint64_t generation, const platform::Error& e
 void TVSPlayer::engineFactsDidChange(std::uint64_t generation) {
   _receive(generation, [&] {
     _updatePreparation();
+    if (_isReady()) _item->_makeKeptSelections();
     _publishChangedFacts();
     _factsObservers.call();
   });

@@ -1,7 +1,6 @@
 // The playlist's side of the player: what is loaded, and what comes after it.
 
 #include <algorithm>
-#include <cmath>
 #include <utility>
 
 #include "platform/foundation/TVSLogger.h"
@@ -13,13 +12,6 @@ namespace {
 
 /// A playlist of nothing but failures must not fill the memory.
 constexpr std::size_t kErrorLogLimit = 100;
-
-std::optional<double> secondsOf(const TVSMediaItem& item, std::string_view key) {
-  const auto value = item.metadata(key);
-  const auto* number = value.asNumber();
-  if (!number || !std::isfinite(number->doubleValue())) return std::nullopt;
-  return number->doubleValue();
-}
 
 }  // namespace
 
@@ -77,9 +69,9 @@ platform::MediaLoad TVSPlayer::_loadOf(const std::shared_ptr<TVSMediaItem>& item
   load.startSeconds = start.seconds;
   load.startFraction = start.fraction;
   load.startDate = start.date;
-  if (!start.isSet()) load.startSeconds = secondsOf(*item, platform::kMediaItemStartTime);
-  load.forwardEndSeconds = secondsOf(*item, platform::kMediaItemForwardEndTime);
-  load.reverseEndSeconds = secondsOf(*item, platform::kMediaItemReverseEndTime);
+  if (!start.hasPosition()) load.startSeconds = item->finiteMetadata(platform::kMediaItemStartTime);
+  load.forwardEndSeconds = item->finiteMetadata(platform::kMediaItemForwardEndTime);
+  load.reverseEndSeconds = item->finiteMetadata(platform::kMediaItemReverseEndTime);
   load.playing = _target.playing;
   load.rate = _rateUsedForPlayback;
   load.volume = _volume;
@@ -128,7 +120,8 @@ void TVSPlayer::_changeItem(const std::function<bool()>& moveCurrent) {
     if (_isLoaded()) _stopKeeping(nullptr);
     return;
   }
-  if (_isLoaded()) _start = {};
+  // What was sought before, even after the end of the last item, was not meant for this item.
+  _start = {};
   _target.scanRate.reset();
   _load();
   _post(TVSPlaybackCurrentMediaItemDidChangeNotification);
@@ -157,7 +150,8 @@ void TVSPlayer::_playlistDidChange(const TVSPlaylist::Change& change) {
     return;
   }
   if (!_isLoaded()) {
-    _currentItemIsSpent = false;
+    // What was sought after its end was meant for the item that is gone.
+    if (std::exchange(_currentItemIsSpent, false)) _start = {};
     _item.reset();
   } else if (_playlist->currentItem()) {
     _changeItem([] { return true; });

@@ -68,13 +68,15 @@ void TVSPlayer::scanAtRate(double rate) {
 }
 
 void TVSPlayer::changeMediaInDirection(TVSMediaDirection direction) {
-  if (!_isLoaded()) return;
+  if (!_engine || !_playlist) return;
   const auto self = shared_from_this();
+  // The delegate hears of it after the end of the playlist, too.
   if (const auto delegate = _delegate.lock()) {
     const bool should =
         delegate->playerShouldChangeMediaInDirection(*this, static_cast<int>(direction));
-    if (!should || !_isLoaded()) return;
+    if (!should) return;
   }
+  if (!_isLoaded()) return;
   const bool next = direction == TVSMediaDirection::Next;
   if (next ? _playlist->nextItem() == nullptr : _playlist->currentIndex().value_or(0) == 0) return;
   _changeItem([&] { return next ? _playlist->advance() : _playlist->retreat(); });
@@ -152,7 +154,7 @@ void TVSPlayer::setPlaybackDate(platform::Date date) {
   if (!_engine || !std::isfinite(date.secondsSince1970)) return;
   const auto self = shared_from_this();
   if (!_maySeek(elapsedTime(), date)) return;
-  if (!_isReady()) _start = {.seconds = {}, .fraction = {}, .date = date};
+  if (!_isReady()) _start.date = date;
   if (!_isLoaded()) return;
   _engine->seekToDate(date);
   if (_phase == Phase::Ended && _target.playing) _runEngine();

@@ -201,12 +201,13 @@ class TVSPlayer : public platform::Object,
     Stalled,
     Ended,  ///< time stands still at the item's end
   };
-  /// Where the next load begins. At most one is set.
+  /// Where the next load begins: at the date where the media carry dates, otherwise at one of the
+  /// other two, of which at most one is set.
   struct StartPoint {
     std::optional<double> seconds;
     std::optional<double> fraction;
     std::optional<platform::Date> date;
-    bool isSet() const { return seconds || fraction || date; }
+    bool hasPosition() const { return seconds || fraction; }
   };
   /// What the now-playing displays were last told of the item.
   struct PublishedFacts {

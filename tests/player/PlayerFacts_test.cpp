@@ -99,6 +99,14 @@ TEST_F(TVSPlayerTest, SelectionAndTracks) {
   EXPECT_EQ(audioChanges, 2);
 
   ASSERT_EQ(item.tracks().size(), 5U);
+  // A text track is enabled while it is shown.
+  const auto subtitle = item.tracks()[3];
+  ASSERT_EQ(subtitle.mediaType, "text");
+  EXPECT_FALSE(subtitle.enabled);
+  item.setTrackEnabled(subtitle.trackID, true);
+  ASSERT_TRUE(until([&] { return item.tracks()[3].enabled; }));
+  item.setTrackEnabled(subtitle.trackID, false);
+  ASSERT_TRUE(until([&] { return !item.tracks()[3].enabled; }));
   EXPECT_EQ(item.tracks()[1].mediaType, "audio");
   EXPECT_TRUE(item.tracks()[1].enabled);
   item.setTrackEnabled(item.tracks()[1].trackID, false);
@@ -223,6 +231,14 @@ TEST_F(TVSPlayerTest, LiveStreams) {
   ASSERT_TRUE(seek(middle));
   EXPECT_LT(player->elapsedTime(), newest());
   EXPECT_TRUE(untilPosition([&](double at) { return at > middle + 0.2; }));
+}
+
+TEST_F(TVSPlayerTest, AFractionOfALiveStreamIsItsEdge) {
+  player->setStartPosition(0);
+  beginAndPlay({"live"});
+  ASSERT_TRUE(until([&] { return !player->cachedSeekableTimeRanges().empty(); }));
+  const auto window = player->cachedSeekableTimeRanges().front();
+  EXPECT_GT(player->elapsedTime(), window.start + window.duration / 2);
 }
 
 TEST_F(TVSPlayerTest, ItemFactsAreEmptyUntilReady) {

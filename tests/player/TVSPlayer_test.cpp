@@ -93,6 +93,8 @@ TEST_F(TVSPlayerTest, StartPoints) {
       {"date before", date(1.8), none, 1.8},
       {"date after", none, date(2.2), 2.2},
       {"another date after", date(1.8), date(2.2), 2.2},
+      {"date goes before seconds", seconds(1.4), date(2.2), 2.2},
+      {"seconds replace date", date(2.2), seconds(1.4), 1.4},
       {"not finite", seconds(nan), fraction(INFINITY), 1},
       {"beyond the end", none, seconds(1e9), 3},
       {"before the beginning", none, seconds(-3), 0},
@@ -113,6 +115,13 @@ TEST_F(TVSPlayerTest, StartPoints) {
     ASSERT_TRUE(player->playbackDate());
     EXPECT_THAT(player->playbackDate()->secondsSince1970 - begin, near(test.expected));
   }
+}
+
+TEST_F(TVSPlayerTest, ADateIsNoStartPointOfMediaWithoutDates) {
+  player->setElapsedTime(1.4);
+  player->setPlaybackDate({1e9});
+  beginPaused({"clip"});
+  EXPECT_THAT(player->elapsedTime(), near(1.4));
 }
 
 TEST_F(TVSPlayerTest, SeeksDoNotChangeTheState) {

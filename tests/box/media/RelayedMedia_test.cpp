@@ -52,12 +52,11 @@ class SentItem final : public TVSURLMediaItem {
     asked.push_back(request->url());
     const std::string name = request->url().substr(request->url().rfind('/') + 1);
     const std::string content = contentOf(name);
-    request->finishLoading(
-        {.response =
-             platform::HTTPResponse{request->url(), content.empty() ? 404 : 200, "HTTP/1.1", {}},
-         .data = bytesOf(content),
-         .renewalDate = {},
-         .redirectURL = {}});
+    // Data are the resource, whatever the status beside them.
+    request->finishLoading({.response = platform::HTTPResponse{request->url(), 404, "HTTP/1.1", {}},
+                            .data = content.empty() ? nullptr : bytesOf(content),
+                            .renewalDate = {},
+                            .redirectURL = {}});
     return true;
   }
 

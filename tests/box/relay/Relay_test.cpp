@@ -210,6 +210,8 @@ TEST_F(RelayTest, AsksForWhatNoServerHas) {
   again.redirectURL = "x-demo:loop";
   RelayAnswer refused;
   refused.statusCode = 403;
+  RelayAnswer odd = answer("served");
+  odd.statusCode = 404;
   RelayAnswer failed;
   failed.error = platform::Error{"demo", 7, {}, {}, {}};
   const struct {
@@ -228,6 +230,7 @@ TEST_F(RelayTest, AsksForWhatNoServerHas) {
       {"x-demo:far", nullptr, elsewhere, 200, "fetched", {}},
       {"x-demo:loop", nullptr, again, 502, "", -1011},
       {"x-demo:refused", nullptr, refused, 403, "", 403},
+      {"x-demo:odd", nullptr, odd, 200, "served", {}},
       {"x-demo:failed", nullptr, failed, 502, "", 7},
   };
   for (const auto& one : cases) {
