@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "platform/services/Platform.h"
+
 using platform::Value;
 
 namespace {
@@ -57,7 +59,7 @@ std::shared_ptr<TVSStoreDataItem> TVVorlaneStoreMediaItem::_dataItemForParameter
   const std::string kind = params.string("purchasedMediaKind").value_or("");
   const std::string itemType = params.string("itemType").value_or("");
 
-  auto record = std::make_shared<TVSStoreDataItem>();
+  const auto record = platform::Platform::current().cloudData().makeDataItem();
   record->beginTransaction();
   if (const auto token = params.data("mz_at"))
     record->setProperty(platform::kStoreAuthorizationToken, base64(*token));

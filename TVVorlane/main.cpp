@@ -1,4 +1,3 @@
-#include <cstdint>
 #include <memory>
 #include <string_view>
 #include <vector>
@@ -30,17 +29,10 @@ platform::Dictionary applicationStatus() {
   return {{"state", manager->stateMachine().currentState()}, {"sessions", sessions}};
 }
 
-/// Which kind of request a sender's key response names, whichever session it belongs to.
-bool isContentKeyRequest(std::uint64_t requestID) {
-  for (const auto& session : TVVorlaneSessionManager::sharedInstance()->activeSessions()) {
-    const auto urlSession = std::dynamic_pointer_cast<TVVorlaneURLSession>(session);
-    if (!urlSession) continue;
-    const auto& requests = urlSession->resourceLoadingRequests();
-    const auto found = requests.find(requestID);
-    if (found != requests.end() && !std::dynamic_pointer_cast<TVSSecureKeyRequest>(found->second))
-      return false;
-  }
-  return true;
+bool isFatalAction(const std::string& action, const platform::Dictionary& params) {
+  const auto session =
+      TVVorlaneSessionManager::sharedInstance()->urlSessionWithID(params.get("sessionID"));
+  return session && session->isFatalAction(action, params);
 }
 
 }  // namespace
@@ -59,7 +51,7 @@ int main(int argc, char** argv) {
     return std::make_shared<TVVorlaneMediaViewController>();
   };
   application.status = applicationStatus;
-  application.isContentKeyRequest = isContentKeyRequest;
+  application.isFatalAction = isFatalAction;
   exitStatus = platform->run(std::move(application));
   platform::Platform::setCurrent(nullptr);
   return exitStatus;

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
+#include <system_error>
 #include <utility>
 
 #include <unicode/uldnames.h>
@@ -50,10 +52,16 @@ std::string localeName(std::string text) {
   return text.empty() || text == "POSIX" ? "C" : text;
 }
 
-Device::Device(const std::optional<std::string>& languageTag)
-    : _language(localeName(languageTag ? *languageTag : environmentLanguage())),
+Device::Device(const std::optional<std::string>& languageTag, std::string internalMarker)
+    : _internalMarker(std::move(internalMarker)),
+      _language(localeName(languageTag ? *languageTag : environmentLanguage())),
       _preferredLanguages(
           languageTags(_language, languageTag ? std::string() : environmentText("LANGUAGE"))) {}
+
+bool Device::isInternalBuild() const {
+  std::error_code failure;
+  return std::filesystem::exists(_internalMarker, failure);
+}
 
 std::string Device::languageName(std::string_view tag) const {
   UErrorCode status = U_ZERO_ERROR;

@@ -12,9 +12,12 @@ namespace box {
 /// The language comes from the command line, else from the environment as the C library reads it.
 class Device final : public platform::DeviceInfo {
  public:
-  explicit Device(const std::optional<std::string>& languageTag);
-  /// There is no internal build of a box.
-  bool isInternalBuild() const override { return false; }
+  /// The administrator makes a box an internal one with a file of this name, whatever it holds.
+  static constexpr const char* kInternalMarker = "/etc/tvvorlane/internal";
+
+  explicit Device(const std::optional<std::string>& languageTag,
+                  std::string internalMarker = kInternalMarker);
+  bool isInternalBuild() const override;
   std::string language() const override { return _language; }
   std::string languageName(std::string_view tag) const override;
   /// What sound and text are wanted in, the best first, as BCP 47: beside the language those of
@@ -22,6 +25,7 @@ class Device final : public platform::DeviceInfo {
   std::vector<std::string> preferredLanguages() const { return _preferredLanguages; }
 
  private:
+  const std::string _internalMarker;
   const std::string _language;
   const std::vector<std::string> _preferredLanguages;
 };

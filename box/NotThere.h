@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "platform/foundation/Queue.h"
+#include "platform/media/TVSStoreMediaItem.h"
 #include "platform/services/SystemServices.h"
 
 // The services that this box has no facility for. Each does as its interface says for that case,
@@ -38,6 +39,10 @@ class PlainAudioSession final : public platform::TVSAudioSession {
 class NoCloudData final : public platform::TVSCloudDataClient {
  public:
   void connect() override { _absence.tell(); }
+  /// Known to this process only.
+  std::shared_ptr<TVSStoreDataItem> makeDataItem() override {
+    return std::make_shared<TVSStoreDataItem>();
+  }
 
  private:
   Absence _absence{"Cloud data"};

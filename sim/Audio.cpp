@@ -35,6 +35,7 @@ struct AudioRoutingService::State {
 
   template <typename Predicate>
   void select(const Predicate& predicate) {
+    if (selectionHandler) selectionHandler();
     for (platform::AudioRoute& route : routes) route.selected = predicate(route);
   }
 
@@ -43,6 +44,7 @@ struct AudioRoutingService::State {
   std::vector<platform::AudioRoute> routes;
   platform::Duration delay{};
   int controllers = 0;
+  std::function<void()> selectionHandler;
 };
 
 class AudioRoutingService::Controller final : public platform::AudioRoutingController {
@@ -95,6 +97,10 @@ const std::vector<platform::AudioRoute>& AudioRoutingService::routes() const {
 }
 
 void AudioRoutingService::setFetchDelay(platform::Duration delay) { _state->delay = delay; }
+
+void AudioRoutingService::setSelectionHandler(std::function<void()> handler) {
+  _state->selectionHandler = std::move(handler);
+}
 
 int AudioRoutingService::controllers() const { return _state->controllers; }
 

@@ -53,6 +53,8 @@ class AudioRoutingService final : public platform::AudioRoutingService {
   void setFetchDelay(platform::Duration delay);
   /// Controllers that are alive.
   int controllers() const;
+  /// Called before a route is selected.
+  void setSelectionHandler(std::function<void()> handler);
 
  private:
   class Controller;

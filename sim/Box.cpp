@@ -14,8 +14,10 @@ Box::Box(BoxOptions options)
   TVSLogger::setLevel(_logLevel);
   TVSLogger::setMainThread();
   TVSLogger::addSink(_log);
-  _receiverServiceClient.setRegistrationHandler(
-      [this] { _runner.watch(_receiverServiceClient.queue()); });
+  _receiverServiceClient.setRegistrationHandler([this] {
+    _journal.add("receiverServiceClient.setDelegate()");
+    _runner.watch(_receiverServiceClient.queue());
+  });
   setCurrent(this);
 }
 

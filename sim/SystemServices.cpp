@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "platform/media/TVSStoreMediaItem.h"
+
 namespace sim {
 
 namespace {
@@ -75,6 +77,11 @@ std::string DeviceInfo::languageName(std::string_view tag) const {
       return std::string(_language.starts_with("de") ? each.german : each.english);
   }
   return {};
+}
+
+std::shared_ptr<TVSStoreDataItem> TVSCloudDataClient::makeDataItem() {
+  _journal.add("cloudData.makeDataItem()");
+  return std::make_shared<TVSStoreDataItem>();
 }
 
 void RemoteInputLimitingCenter::setViewServiceActive(bool active) {

@@ -66,19 +66,26 @@ class PowerManager final : public platform::PowerManager {
 class TVSNetworkUtilities final : public platform::TVSNetworkUtilities {
  public:
   explicit TVSNetworkUtilities(platform::NotificationCenter& center) : _center(center) {}
-  bool internetAvailable() override { return _available; }
+  bool internetAvailable() override {
+    ++_queries;
+    return _available;
+  }
+  /// How often it was asked.
+  int queries() const { return _queries; }
   /// Posts the change before it returns.
   void setInternetAvailable(bool available);
 
  private:
   platform::NotificationCenter& _center;
   bool _available = true;
+  int _queries = 0;
 };
 
 class TVSCloudDataClient final : public platform::TVSCloudDataClient {
  public:
   explicit TVSCloudDataClient(Journal& journal) : _journal(journal) {}
   void connect() override { _journal.add("cloudData.connect()"); }
+  std::shared_ptr<TVSStoreDataItem> makeDataItem() override;
 
  private:
   Journal& _journal;

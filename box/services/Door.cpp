@@ -42,12 +42,11 @@ std::string Door::defaultSocketPath() { return DoorSocket::defaultPath(); }
 
 void Door::setBoxInterface(BoxInterface box) { _loop->box().setInterface(std::move(box)); }
 
-void Door::setKeyRequestCheck(std::function<bool(std::uint64_t requestID)> isKeyRequest) {
-  if (!isKeyRequest) return _loop->receiver().setKeyRequestCheck(nullptr);
-  _loop->receiver().setKeyRequestCheck(
-      [isOpen = _state->isOpen, check = std::move(isKeyRequest)](std::uint64_t requestID) {
-        return *isOpen && check(requestID);
-      });
+void Door::setFatalActionCheck(FatalActionCheck isFatal) {
+  if (!isFatal) return _loop->receiver().setFatalActionCheck(nullptr);
+  _loop->receiver().setFatalActionCheck(
+      [isOpen = _state->isOpen, check = std::move(isFatal)](
+          const auto& action, const auto& params) { return *isOpen && check(action, params); });
 }
 
 void Door::setDelegate(std::weak_ptr<VorlaneReceiverUIDelegate> delegate,

@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 
+#include "box/services/Refusals.h"
 #include "platform/foundation/Clock.h"
 #include "platform/foundation/Error.h"
 #include "platform/foundation/Queue.h"
@@ -85,10 +86,9 @@ class Door final : public platform::ReceiverServiceClient {
 
   /// Before setDelegate().
   void setBoxInterface(BoxInterface box);
-  /// Tells whether a request may be answered with a key: false for an outstanding one that asks for
-  /// something else. Called on the main thread. Before setDelegate(); without it nothing is
-  /// checked.
-  void setKeyRequestCheck(std::function<bool(std::uint64_t requestID)> isKeyRequest);
+  /// Tells which actions must not reach the application. Called on the main thread. Before
+  /// setDelegate(); without it no action is refused.
+  void setFatalActionCheck(FatalActionCheck isFatal);
 
   void setDelegate(std::weak_ptr<VorlaneReceiverUIDelegate> delegate,
                    std::shared_ptr<platform::SerialQueue> queue) override;

@@ -225,12 +225,12 @@ const sd_bus_vtable* ReceiverObject::vtable() { return kReceiverVtable; }
 
 std::optional<Refusal> ReceiverObject::refusalOfAction(const std::string& action,
                                                        const Dictionary& params) const {
-  if (!_keyRequestCheck) return box::refusalOfAction(action, params, nullptr);
-  return box::refusalOfAction(action, params, [this](std::uint64_t request) {
-    bool isKeyRequest = false;
-    // A main queue that has stopped leaves the request refused.
-    _mainQueue.sync([&] { isKeyRequest = _keyRequestCheck(request); });
-    return isKeyRequest;
+  if (!_fatalActionCheck) return std::nullopt;
+  return box::refusalOfAction(action, params, [this](const auto& name, const auto& details) {
+    // A main queue that has stopped makes no call, so nothing can be fatal.
+    bool isFatal = false;
+    _mainQueue.sync([&] { isFatal = _fatalActionCheck(name, details); });
+    return isFatal;
   });
 }
 

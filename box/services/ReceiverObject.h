@@ -31,7 +31,7 @@ class ReceiverObject {
   void setDelegate(std::weak_ptr<VorlaneReceiverUIDelegate> delegate) {
     _delegate = std::move(delegate);
   }
-  void setKeyRequestCheck(KeyRequestCheck check) { _keyRequestCheck = std::move(check); }
+  void setFatalActionCheck(FatalActionCheck check) { _fatalActionCheck = std::move(check); }
 
   std::shared_ptr<VorlaneReceiverUIDelegate> delegate() const { return _delegate.lock(); }
   /// Asks the check on the main thread.
@@ -41,7 +41,7 @@ class ReceiverObject {
  private:
   platform::MainQueue& _mainQueue;
   std::weak_ptr<VorlaneReceiverUIDelegate> _delegate;
-  KeyRequestCheck _keyRequestCheck;
+  FatalActionCheck _fatalActionCheck;
 };
 
 }  // namespace box

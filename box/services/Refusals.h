@@ -21,17 +21,19 @@ inline constexpr std::int32_t kBadParameterStatus = -6756;
 /// The status of calls that come after the application has gone.
 inline constexpr std::int32_t kNoApplicationStatus = -6700;
 
-/// Whether an outstanding request may be answered with a key; true for one that is not outstanding.
-using KeyRequestCheck = std::function<bool(std::uint64_t requestID)>;
+/// As platform::Application::isFatalAction.
+using FatalActionCheck =
+    std::function<bool(const std::string& action, const platform::Dictionary& params)>;
 
-// What would block the application for ever or end its process. Callers inside the process are
-// trusted not to do this; those behind the door are not.
+// What would block the application for ever or end its process, and nothing else: everything that
+// the application answers itself reaches it. Callers inside the process are trusted not to do this;
+// those behind the door are not.
 
 std::optional<Refusal> refusalOfStartVideo(const platform::Dictionary& params);
-/// `isKeyRequest` may be empty.
+/// `isFatal` is asked only about actions that may be refused, and may be empty.
 std::optional<Refusal> refusalOfAction(const std::string& action,
                                        const platform::Dictionary& params,
-                                       const KeyRequestCheck& isKeyRequest);
+                                       const FatalActionCheck& isFatal);
 
 /// What the out dictionary of a refused call says.
 platform::Dictionary errorInformation(std::int32_t status);

@@ -35,8 +35,11 @@ void Platform::setCurrent(Platform* platform) {
 void Platform::releaseSharedInstances() {
   // Newest first: an instance may use those that were there when it was made. One that is made by a
   // dying one dies too.
-  while (!_instances.empty()) {
-    const auto dying = std::move(_instances.back().second);
+  for (;;) {
+    std::shared_ptr<void> dying;  // without the lock
+    const std::lock_guard lock(_instancesMutex);
+    if (_instances.empty()) return;
+    dying = std::move(_instances.back().second);
     _instances.pop_back();
   }
 }

@@ -3,8 +3,11 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <mutex>
+#include <string>
 #include <typeindex>
-#include <unordered_map>
+#include <utility>
+#include <vector>
 
 #include "platform/foundation/Clock.h"
 #include "platform/foundation/NotificationCenter.h"
@@ -63,10 +66,12 @@ class Platform {
   /// A surface for a mirrored screen, good until it is closed. Null when the box cannot offer one.
   virtual std::shared_ptr<Layer> makeLayer() = 0;
 
-  /// The one instance of T in this process, made on first use by `T(args...)` through make_shared.
-  /// It dies with the platform, newest first. Main thread.
+  /// The one instance of T in this process, made on first use through make_shared, also when
+  /// several threads ask at once. It dies with the platform, newest first, on the main thread. T's
+  /// constructor may ask for another shared instance; it must not wait for another thread.
   template <typename T>
   std::shared_ptr<T> sharedInstance() {
+    const std::lock_guard lock(_instancesMutex);
     if (auto found = _find(typeid(T))) return std::static_pointer_cast<T>(found);
     auto made = std::make_shared<T>();
     _store(typeid(T), made);
@@ -83,6 +88,8 @@ class Platform {
   void _store(std::type_index type, std::shared_ptr<void> instance);
 
   NotificationCenter _notificationCenter;
+  /// Recursive, since it is held while an instance is made, which may ask for another one.
+  std::recursive_mutex _instancesMutex;
   std::vector<std::pair<std::type_index, std::shared_ptr<void>>> _instances;
 };
 
@@ -92,7 +99,8 @@ class ApplicationDelegate {
   virtual ~ApplicationDelegate() = default;
   /// On the main thread, before anything else runs there.
   virtual bool applicationDidFinishLaunching(const Dictionary& options) = 0;
-  /// On the main thread, after the run loop was told to end; ends what plays.
+  /// On the main thread, when the process was told to end. What plays need not be stopped: the
+  /// platform closes it afterwards.
   virtual void applicationWillTerminate() = 0;
 };
 
@@ -102,9 +110,9 @@ struct Application {
   std::function<std::shared_ptr<ViewServiceViewController>()> makeRootViewController;
   /// What the application tells of itself to whoever asks for the box's state. Main thread.
   std::function<Dictionary()> status{};
-  /// False for an outstanding resource request that asks for something else than a content key.
-  /// Main thread.
-  std::function<bool(std::uint64_t requestID)> isContentKeyRequest{};
+  /// Whether an action by vorlaneUIPerform() would end the process, because only callers inside the
+  /// process are trusted not to make it. Main thread.
+  std::function<bool(const std::string& action, const Dictionary& params)> isFatalAction{};
 };
 
 /// A platform that can be run as a process.

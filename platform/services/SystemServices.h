@@ -12,6 +12,8 @@
 #include "platform/foundation/Token.h"
 #include "platform/foundation/Value.h"
 
+class TVSStoreDataItem;
+
 namespace platform {
 
 // All of these are called on the main thread unless they say otherwise, and call back on it.
@@ -128,6 +130,8 @@ class TVSCloudDataClient {
  public:
   virtual ~TVSCloudDataClient() = default;
   virtual void connect() = 0;
+  /// A new record of a purchase, without properties. Never null.
+  virtual std::shared_ptr<TVSStoreDataItem> makeDataItem() = 0;
 };
 
 /// Routes the remote's input to the view service while one is on screen.

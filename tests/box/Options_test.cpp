@@ -1,7 +1,12 @@
 #include "box/Options.h"
 
+#include <filesystem>
+#include <fstream>
+#include <string>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "box/Device.h"
 #include "box/Log.h"
@@ -113,6 +118,17 @@ TEST(Device, NamesLanguagesInTheUsersOwn) {
                {"en", "no tag", ""}};
   for (const auto& one : cases)
     EXPECT_EQ(box::Device(one.user).languageName(one.tag), one.name) << one.tag;
+}
+
+TEST(Device, IsInternalWhereTheMarkerIs) {
+  EXPECT_STREQ(box::Device::kInternalMarker, "/etc/tvvorlane/internal");
+  const std::string marker = testing::TempDir() + "/internal-" + std::to_string(getpid());
+  const box::Device device({}, marker);
+  EXPECT_FALSE(device.isInternalBuild());
+  { const std::ofstream file(marker); }
+  EXPECT_TRUE(device.isInternalBuild());
+  std::filesystem::remove(marker);
+  EXPECT_FALSE(box::Device({}, marker + "/below/a/file").isInternalBuild());
 }
 
 TEST(Log, EachLineOfTextHasItsPriorityInTheJournal) {

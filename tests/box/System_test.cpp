@@ -1,6 +1,7 @@
 // The box as its users get it: the built program, real media over HTTP, a peer at its door.
 
 #include <algorithm>
+#include <filesystem>
 #include <string>
 #include <utility>
 #include <vector>
@@ -90,6 +91,18 @@ class Sessions : public SystemTest {
   }
   Dictionary status() { return peer->callBox("Status").out; }
 };
+
+TEST_F(Sessions, TheEndOfTheProcessStopsNobodyAndClosesEverything) {
+  launch();
+  expectToPlay(1);
+  EXPECT_EQ(peer->perform("showPIN", {{"pin", "0417"}}).status, 0);
+  const std::size_t before = mark();
+  end();
+  const std::string log = process->output().substr(before);
+  for (const char* text : {"PostEvent", "dismissed", "Forced to exit", "Deregister", "left as"})
+    EXPECT_EQ(log.find(text), std::string::npos) << text << " in\n" << log;
+  EXPECT_FALSE(std::filesystem::exists(process->socketPath()));
+}
 
 TEST_F(Sessions, StartsMeetAPresentationThatOpensOrCloses) {
   launch();

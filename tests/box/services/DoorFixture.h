@@ -39,7 +39,7 @@ class DoorFixture : public ::testing::Test {
     std::filesystem::remove_all(folder);
   }
 
-  /// After `options`, `boxInterface` and `isKeyRequest` are set.
+  /// After `options`, `boxInterface` and `isFatal` are set.
   void openDoor() {
     std::promise<void> bound;
     mainThread = std::thread([&] {
@@ -51,7 +51,7 @@ class DoorFixture : public ::testing::Test {
     onMain([&] {
       door = std::make_unique<box::Door>(mainQueue, options);
       door->setBoxInterface(boxInterface);
-      door->setKeyRequestCheck(isKeyRequest);
+      door->setFatalActionCheck(isFatal);
       door->setDelegate(delegate, queue);
     });
   }
@@ -73,7 +73,7 @@ class DoorFixture : public ::testing::Test {
   std::string folder;
   box::DoorOptions options;
   box::BoxInterface boxInterface;
-  std::function<bool(std::uint64_t)> isKeyRequest;
+  box::FatalActionCheck isFatal;
   std::shared_ptr<sim::LogRecorder> log = std::make_shared<sim::LogRecorder>();
   platform::SystemClock clock;
   platform::MainQueue mainQueue{clock, std::make_shared<platform::ConditionWaiter>(clock)};
