@@ -38,7 +38,9 @@ void TVVorlaneInfoSession::startWithOptions(const platform::Dictionary& options,
   _commandKey = options.string(TVVorlaneInfoSessionCommand);
   if (_commandKey == kTVVorlaneShowPINCommand) {
     _titleString = TVVorlaneLocalizedString("TVVorlanePINTitle");
-    _messageString = options.string("pin");
+    // A number is no error, since "pin" has no type of its own: its digits are shown.
+    const auto number = options.number("pin");
+    _messageString = number ? number->description() : options.string("pin");
   } else if (_commandKey == kTVVorlaneIncompatibleSenderCommand) {
     _titleString = TVVorlaneLocalizedString("VorlaneSecurityVerifyFailureDialogLabel");
     _messageString = TVVorlaneLocalizedString("VorlaneSecurityVerifyFailureDialogText");

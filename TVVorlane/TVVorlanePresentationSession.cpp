@@ -13,8 +13,7 @@ void TVVorlanePresentationSession::startWithOptions(const platform::Dictionary& 
     return;
   }
   // "hasAudio" changes nothing: the receiver service plays the sound.
-  const auto identifier = options.number("sessionID");
-  _sessionID = identifier ? identifier->uint32Value() : 0;
+  _sessionID = _sessionIDOf(options);
   _presentationView = std::make_shared<TVVorlanePresentationView>(platform::kScreenBounds);
 
   std::optional<platform::Dictionary> outInfo;

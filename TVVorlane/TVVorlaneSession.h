@@ -78,6 +78,11 @@ class TVVorlaneSession : public platform::Object {
   }
 
  protected:
+  /// What start options hold under "sessionID"; 0 without a number.
+  static std::uint32_t _sessionIDOf(const platform::Dictionary& options) {
+    const auto number = options.number("sessionID");
+    return number ? number->wrappedUInt32Value() : 0;
+  }
   /// Reports to the delegate, where there is one.
   void _postEvent(const std::string& event,
                   const std::optional<platform::Dictionary>& info = std::nullopt) {

@@ -136,7 +136,7 @@ TVVorlaneSessionManager::SessionPtr TVVorlaneSessionManager::_sessionOfType(
   const auto found =
       std::find_if(_sessions.rbegin(), _sessions.rend(), [&](const SessionPtr& session) {
         return session->sessionType() == type &&
-               (!number || session->sessionID() == number->uint32Value()) &&
+               (!number || session->sessionID() == number->wrappedUInt32Value()) &&
                !(activeOnly && session->deactivated());
       });
   return found != _sessions.rend() ? *found : nullptr;
@@ -227,27 +227,29 @@ std::string TVVorlaneSessionManager::_handleMovedToForeground(const platform::Di
 }
 
 std::string TVVorlaneSessionManager::_handleForegroundUpdate() {
-  std::string_view next = kForeground;
-  if (_hasActiveVisualSession() && _mediaViewController->presentationEnds()) {
-    // The host takes the screen away while there are sessions that it did not show: they wait for
-    // the next presentation, and so do the completions.
+  if (!_hasActiveVisualSession()) {
+    _clearSlots();
+    _mediaViewController->dismiss();
+    _callPendingCompletionHandlersWithError(std::nullopt);
+    return std::string(kMovingToBackground);
+  }
+  if (_mediaViewController->presentationEnds()) {
+    // The host ends the presentation, and an active session was never shown in it. The session and
+    // the pending completions wait for the next presentation; see docs/architecture.md.
     _clearSlots();
     return std::string(kMovingToBackground);
   }
-  if (_hasActiveVisualSession()) {
-    _mediaViewController->setPinInfoSession(_activeSession<TVVorlaneInfoSession>(Type::kPin));
-    _mediaViewController->setDialogInfoSession(_activeSession<TVVorlaneInfoSession>(Type::kDialog));
-    _mediaViewController->setPresentationSession(
-        _activeSession<TVVorlanePresentationSession>(Type::kPresentation));
-    _mediaViewController->setVideoPlaybackSession(
-        _activeSession<TVVorlaneURLSession>(Type::kVideo));
-  } else {
-    _clearSlots();
-    _mediaViewController->dismiss();
-    next = kMovingToBackground;
-  }
+  _fillSlots();
   _callPendingCompletionHandlersWithError(std::nullopt);
-  return std::string(next);
+  return std::string(kForeground);
+}
+
+void TVVorlaneSessionManager::_fillSlots() {
+  _mediaViewController->setPinInfoSession(_activeSession<TVVorlaneInfoSession>(Type::kPin));
+  _mediaViewController->setDialogInfoSession(_activeSession<TVVorlaneInfoSession>(Type::kDialog));
+  _mediaViewController->setPresentationSession(
+      _activeSession<TVVorlanePresentationSession>(Type::kPresentation));
+  _mediaViewController->setVideoPlaybackSession(_activeSession<TVVorlaneURLSession>(Type::kVideo));
 }
 
 void TVVorlaneSessionManager::_clearSlots() {

@@ -92,6 +92,7 @@ class TVVorlaneSessionManager : public platform::Object,
   std::string _handleBackgroundSessionUpdate();
   std::string _handleMovedToForeground(const platform::Dictionary& info);
   std::string _handleForegroundUpdate();
+  void _fillSlots();
   void _clearSlots();
   std::string _cleanupWithError(const std::optional<platform::Error>& error);
   void _requestMediaViewController();

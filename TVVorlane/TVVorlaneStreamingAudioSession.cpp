@@ -63,8 +63,7 @@ void TVVorlaneStreamingAudioSession::startWithOptions(const platform::Dictionary
     return;
   }
   _initialOptions = options;
-  const auto identifier = options.number("sessionID");
-  _sessionID = identifier ? identifier->uint32Value() : 0;
+  _sessionID = _sessionIDOf(options);
   TVVorlaneSessionManager::sharedInstance()->registerSession(
       shared_from_this(),
       [completion = std::move(completion)](const auto& error) { completion(std::nullopt, error); });

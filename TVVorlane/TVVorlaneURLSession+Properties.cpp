@@ -50,6 +50,8 @@ struct Writer {
 
 template <auto Set>
 OptionalError writeEndTime(TVSPlayer& player, const Value& value) {
+  // No time is an invalid time, which is accepted and changes nothing.
+  if (value.isNone()) return std::nullopt;
   if (!value.asDictionary()) return wrongType();
   const auto time = MediaTime::fromDictionary(*value.asDictionary());
   if (time.isValid()) Set(player, time);
@@ -199,6 +201,18 @@ void TVVorlaneURLSession::_publishMetadata(Dictionary metadata) {
   metadata.set("elapsedTime", _player->elapsedTime());
   metadata.set("rate", _player->rate());
   TVVorlaneMetadataMonitor::updateWithParameters(metadata);
+  _showMetadata(metadata);
+}
+
+void TVVorlaneURLSession::_showMetadata(const Dictionary& metadata) {
+  const auto item = _player->currentMediaItem();
+  if (!item) return;
+  item->performMetadataTransaction([&] {
+    if (const auto title = metadata.string("title"))
+      item->setMetadata(platform::kMediaItemTitle, *title);
+    if (const auto artist = metadata.string("artist"))
+      item->setMetadata(platform::kMediaItemArtist, *artist);
+  });
 }
 
 bool TVVorlaneURLSession::performAction(const std::string& action, const Value& options,
@@ -213,6 +227,24 @@ bool TVVorlaneURLSession::performAction(const std::string& action, const Value& 
     TVSLogNotice(TVVLSession, "Error performing action '%@':\n%@", action,
                  TVVorlaneUtilities::dataAbbreviatedDescription(options));
     *error = failure;
+  }
+  return false;
+}
+
+bool TVVorlaneURLSession::isFatalAction(const std::string& action,
+                                        const Dictionary& options) const {
+  if (!_player) return false;
+  if (action == "playlistRemove") {
+    // An item or identifier of the wrong type is refused by the validation.
+    const Value item = options.get("item");
+    const auto* info = item.asDictionary();
+    return item.isNone() || (info && !info->contains("uuid"));
+  }
+  if (action == "requestForStreamingKey") {
+    const auto context = options.dictionary("requestContext").value_or(Dictionary());
+    const auto identifier = context.number(platform::kCustomURLProviderRequestIDKey);
+    const auto request = identifier ? _outstandingRequest(*identifier) : nullptr;
+    return request && !std::dynamic_pointer_cast<TVSSecureKeyRequest>(request);
   }
   return false;
 }

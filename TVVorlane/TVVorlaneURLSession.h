@@ -25,10 +25,10 @@
 /// events; properties and actions steer it. stopWithOptions() lets everything go.
 ///
 /// Threads: main. Lifetime: the session manager owns it while it is registered.
-class TVVorlaneURLSession final : public TVVorlaneSession,
-                                  public TVSPlayerPlaybackDelegate,
-                                  public TVVorlaneResourceLoadingMediaItemDelegate,
-                                  public std::enable_shared_from_this<TVVorlaneURLSession> {
+class TVVorlaneURLSession : public TVVorlaneSession,
+                            public TVSPlayerPlaybackDelegate,
+                            public TVVorlaneResourceLoadingMediaItemDelegate,
+                            public std::enable_shared_from_this<TVVorlaneURLSession> {
  public:
   TVVorlaneURLSession();
   ~TVVorlaneURLSession() override;
@@ -49,6 +49,9 @@ class TVVorlaneURLSession final : public TVVorlaneSession,
                      std::optional<platform::Dictionary>* outInfo,
                      std::optional<platform::Error>* error) override;
   void userStop() override;
+
+  /// Whether performAction() would end the process with an assertion.
+  bool isFatalAction(const std::string& action, const platform::Dictionary& options) const;
 
   const std::shared_ptr<TVSPlayer>& player() const { return _player; }
   /// The old player is stopped and invalidated.
@@ -107,6 +110,8 @@ class TVVorlaneURLSession final : public TVVorlaneSession,
                                const platform::Value& value);
   OptionalError _setPosition(const platform::Value& qualifier, const platform::Number& seconds);
   void _publishMetadata(platform::Dictionary metadata);
+  /// Gives the current item the title and the artist that the video player shows.
+  void _showMetadata(const platform::Dictionary& metadata);
   OptionalError _perform(const std::string& action, const platform::Dictionary& options,
                          std::optional<platform::Dictionary>* outInfo);
   OptionalError _insertPlaylistItem(const platform::Dictionary& options);

@@ -86,6 +86,15 @@ std::int32_t Number::int32Value() const {
 std::uint32_t Number::uint32Value() const {
   return std::visit([](auto value) { return saturated<std::uint32_t>(value); }, _value);
 }
+std::uint32_t Number::wrappedUInt32Value() const {
+  constexpr double kModulus = 4294967296.0;
+  const auto* real = std::get_if<double>(&_value);
+  if (!real)
+    return std::visit([](auto value) { return static_cast<std::uint32_t>(value); }, _value);
+  if (!std::isfinite(*real)) return 0;
+  const double rest = std::fmod(std::trunc(*real), kModulus);
+  return static_cast<std::uint32_t>(rest < 0 ? rest + kModulus : rest);
+}
 std::int64_t Number::int64Value() const {
   return std::visit([](auto value) { return saturated<std::int64_t>(value); }, _value);
 }

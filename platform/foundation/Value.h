@@ -44,6 +44,8 @@ class Number {
   bool boolValue() const;
   std::int32_t int32Value() const;
   std::uint32_t uint32Value() const;
+  /// The whole part modulo 2^32, so that -1 is 4294967295; 0 for what is not finite.
+  std::uint32_t wrappedUInt32Value() const;
   std::int64_t int64Value() const;
   std::uint64_t uint64Value() const;
   float floatValue() const;

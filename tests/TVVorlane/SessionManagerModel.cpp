@@ -8,6 +8,9 @@ namespace {
 
 constexpr std::string_view kSlotKinds = "NDPV";
 constexpr int kNobody = -1;
+/// Of a screen that does not open, and of a host that says so itself.
+constexpr std::int64_t kScreenFails = -1;
+constexpr std::int64_t kHostRefuses = -6700;
 
 bool isInfo(char kind) { return kind == 'N' || kind == 'D'; }
 
@@ -16,6 +19,14 @@ bool contains(const std::vector<int>& numbers, int number) {
 }
 
 }  // namespace
+
+std::string SessionManagerModel::completionText(std::int64_t code, const Slots& slots,
+                                                const std::vector<bool>& deactivated) {
+  std::string text = std::to_string(code);
+  for (const int number : slots.value_or(std::vector<int>())) text += '/' + std::to_string(number);
+  for (const bool each : deactivated) text += each ? '-' : '+';
+  return text;
+}
 
 // The queue.
 
@@ -64,7 +75,7 @@ void SessionManagerModel::_run(const Task& task) {
       return;
     case What::RequestTimesOut:
       if (_host == Host::Opening) _giveUpOpening();
-      return _answer(false);
+      return _answer(kHostRefuses);
     case What::ScreenOpens:
       return screenAnswers(true);
     case What::ScreenFails:
@@ -74,7 +85,7 @@ void SessionManagerModel::_run(const Task& task) {
     case What::Begin:
       return _begin();
     case What::RefuseRequest:
-      return _answer(false);
+      return _answer(kHostRefuses);
     case What::TellRoot:
       return _tellRoot();
     case What::Fade:
@@ -200,7 +211,7 @@ void SessionManagerModel::_backgroundUpdate() {
     _request();
   } else {
     _state = "Background";
-    _complete(true);
+    _complete(0);
   }
 }
 
@@ -216,22 +227,26 @@ void SessionManagerModel::_foregroundUpdate() {
     if (!shows && !std::exchange(_dismissing, true)) _end();
   }
   // Nobody is told of a screen that is about to go.
-  if (!shows || !_presentationEnds) _complete(true);
+  if (!shows || !_presentationEnds) _complete(0);
 }
 
-void SessionManagerModel::_failed() {
+void SessionManagerModel::_failed(std::int64_t code) {
   if (_state != "Moving to Foreground") return;
+  _complete(code);
   _state = "Background";
-  _complete(false);
   for (const char kind : {'D', 'P', 'V'}) {
     if (const int session = _lastActive(kind); session != kNobody) userStop(session);
   }
 }
 
-void SessionManagerModel::_complete(bool success) {
+void SessionManagerModel::_complete(std::int64_t code) {
+  std::vector<bool> deactivated;
+  for (const int number : _registered)
+    deactivated.push_back(_sessions[static_cast<std::size_t>(number)].deactivated);
   for (const int number : std::exchange(_pending, {})) {
     auto& session = _sessions[static_cast<std::size_t>(number)];
-    session.completions.push_back(success || isInfo(session.kind));
+    session.completions.push_back(
+        completionText(isInfo(session.kind) ? 0 : code, _slots, deactivated));
   }
 }
 
@@ -243,10 +258,10 @@ void SessionManagerModel::_request() {
   if (_host == Host::Idle) _open();
 }
 
-void SessionManagerModel::_answer(bool success) {
+void SessionManagerModel::_answer(std::int64_t code) {
   if (!std::exchange(_requested, false)) return;
   _cancel(_requestTimeout);
-  if (!success) _failed();
+  if (code != 0) _failed(code);
 }
 
 void SessionManagerModel::_open() {
@@ -279,10 +294,10 @@ void SessionManagerModel::screenAnswers(bool opened) {
     _host = Host::Answered;
     _endsOnceBegun = _dismissing = _presentationEnds = false;
     _later(What::Begin);
-    _answer(true);
+    _answer(0);
   } else {
     _host = Host::Idle;
-    _answer(false);
+    _answer(kScreenFails);
   }
 }
 

@@ -15,9 +15,15 @@ class SessionManagerModel {
   struct Session {
     char kind;
     bool deactivated = false;
-    /// One entry a call of the start completion; true is success.
-    std::vector<bool> completions = {};
+    /// One entry a call of the start completion: what completionText() says of that moment.
+    std::vector<std::string> completions = {};
   };
+  using Slots = std::optional<std::vector<int>>;
+
+  /// What holds when a start completion is called: the code of its error (0: success), the slots,
+  /// and of each registered session whether it is deactivated.
+  static std::string completionText(std::int64_t code, const Slots& slots,
+                                    const std::vector<bool>& deactivated);
 
   // What happens.
   void registerSession(char kind);
@@ -33,7 +39,7 @@ class SessionManagerModel {
   const std::vector<int>& registered() const { return _registered; }
   const std::string& state() const { return _state; }
   /// By kind, in the order "NDPV"; nothing unless a root view controller is known.
-  const std::optional<std::vector<int>>& slots() const { return _slots; }
+  const Slots& slots() const { return _slots; }
   bool screenAwaitsAnswer() const { return _screenPending && !_screenCloses; }
   bool hostIsBusy() const { return _host != Host::Idle; }
   /// Whether a turn would do anything.
@@ -85,8 +91,8 @@ class SessionManagerModel {
   void _sessionsUpdated();
   void _backgroundUpdate();
   void _foregroundUpdate();
-  void _failed();
-  void _complete(bool success);
+  void _failed(std::int64_t code);
+  void _complete(std::int64_t code);
   int _lastActive(char kind) const;
   bool _anythingToShow() const;
   bool _exists(int session) const;
@@ -95,7 +101,8 @@ class SessionManagerModel {
   void _request();
   void _open();
   void _giveUpOpening();
-  void _answer(bool success);
+  /// 0: with success.
+  void _answer(std::int64_t code);
   void _begin();
   void _end();
   void _tellRoot();
@@ -111,7 +118,7 @@ class SessionManagerModel {
   std::vector<int> _registered;
   std::vector<int> _pending;
   std::string _state = "Background";
-  std::optional<std::vector<int>> _slots;
+  Slots _slots;
   int _update = 0;
 
   Host _host = Host::Idle;

@@ -244,7 +244,11 @@ class Trial {
     _sessions.push_back(session);
     _completions.emplace_back();
     session->startWithOptions(options, [this, number](const auto&, const auto& error) {
-      _completions[number].push_back(!error);
+      std::vector<bool> deactivated;
+      for (const auto& each : _manager->activeSessions())
+        deactivated.push_back(each->deactivated());
+      _completions[number].push_back(
+          SessionManagerModel::completionText(error ? error->code : 0, _slots(), deactivated));
     });
   }
 
@@ -259,7 +263,7 @@ class Trial {
     for (const auto& session : _manager->activeSessions()) numbers.push_back(_numberOf(session));
     return numbers;
   }
-  std::optional<std::vector<int>> _slots() const {
+  SessionManagerModel::Slots _slots() const {
     const auto& root = _manager->mediaViewController();
     if (!root) return std::nullopt;
     return std::vector{_numberOf(root->pinInfoSession()), _numberOf(root->dialogInfoSession()),
@@ -270,7 +274,7 @@ class Trial {
   // Outlive the box, whose end may still call what refers to them.
   SessionManagerModel _model;
   std::vector<std::weak_ptr<TVVorlaneSession>> _sessions;
-  std::vector<std::vector<bool>> _completions;
+  std::vector<std::vector<std::string>> _completions;
   ManualBox _box;
   std::shared_ptr<TVVorlaneSessionManager> _manager = TVVorlaneSessionManager::sharedInstance();
 };

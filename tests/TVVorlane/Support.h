@@ -43,7 +43,8 @@ using Texts = std::vector<std::string>;
 inline constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 inline constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
-/// On one line: `{key=value, ...}`, `[value, ...]`, everything else as it is described.
+/// On one line: `{key=value, ...}`, `[value, ...]`, `true` and `false`, everything else as it is
+/// described.
 inline std::string compact(const Value& value) {
   std::string text;
   const auto add = [&](const std::string& entry) {
@@ -58,6 +59,9 @@ inline std::string compact(const Value& value) {
     for (const auto& entry : *array) add(compact(entry));
     return "[" + text + "]";
   }
+  const auto* number = value.asNumber();
+  if (number && number->kind() == platform::Number::Kind::Boolean)
+    return number->boolValue() ? "true" : "false";
   return value.description();
 }
 
@@ -104,8 +108,12 @@ std::string assertionText(Call call) {
 /// Hears what sessions post.
 class RecordingSessionDelegate final : public TVVorlaneSessionDelegate {
  public:
-  void session(TVVorlaneSession&, const std::string& didPerformEvent,
+  /// Called at each event, for what holds at that moment.
+  std::function<void(TVVorlaneSession&, const std::string& event)> heard;
+
+  void session(TVVorlaneSession& session, const std::string& didPerformEvent,
                const std::optional<Dictionary>& withInfo) override {
+    if (heard) heard(session, didPerformEvent);
     _texts.push_back(eventText(didPerformEvent, withInfo));
     _lastInfo = withInfo;
   }

@@ -197,6 +197,25 @@ TEST_F(PlayerExtensionTest, SelectedMediaComeBackAsTheyWere) {
   EXPECT_EQ(TVSPlayerVorlane::selectedMediaArray(*player)[0], selected[0]);
 }
 
+TEST_F(PlayerExtensionTest, SelectionsMadeWhileItLoadsAreMadeOnceItIsReady) {
+  const auto entry = [](const char* characteristic, const char* language) {
+    return Dictionary{{std::string(platform::kMediaSelectionCharacteristic), characteristic},
+                      {std::string(platform::kMediaSelectionLanguageTag), language}};
+  };
+  load(
+      {.selectionGroups = {{"audible", {{"a1", "", "en"}, {"a2", "", "de"}}, 0, false},
+                           {"legible", {{"s1", "", "en"}, {"s2", "", "de"}}, std::nullopt, true}}});
+  TVSPlayerVorlane::setSelectedMediaArray(
+      *player, Array{entry("audible", "de"), entry("legible", "en"), entry("smell", "de")});
+  // The last one of a characteristic holds.
+  TVSPlayerVorlane::setSelectedMediaArray(*player, Array{entry("legible", "de")});
+  box.advance(1s);
+  const auto selected = TVSPlayerVorlane::selectedMediaArray(*player);
+  ASSERT_EQ(selected.size(), 2u);
+  for (const Value& each : selected)
+    EXPECT_EQ(each.asDictionary()->string(platform::kMediaSelectionLanguageTag), "de");
+}
+
 TEST_F(PlayerExtensionTest, EndTimesAreKeptUntilTheItemIsReady) {
   struct Direction {
     void (*set)(TVSPlayer&, const MediaTime&);
@@ -214,6 +233,7 @@ TEST_F(PlayerExtensionTest, EndTimesAreKeptUntilTheItemIsReady) {
     EXPECT_EQ(player->currentMediaItem()->metadata(key), Value(22.5));
     EXPECT_FALSE(engine().currentLoad().*applied);
     box.advance(1s);
+    EXPECT_EQ(engine().currentLoad().*applied, 22.5);
     set(*player, MediaTime::seconds(30));
     EXPECT_EQ(player->currentMediaItem()->metadata(key), Value(30.0));
     EXPECT_EQ(engine().currentLoad().*applied, 30);

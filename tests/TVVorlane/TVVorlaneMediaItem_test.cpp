@@ -81,13 +81,19 @@ TEST(TVVorlaneMediaItemTest, ForwardsRequests) {
   expectForwarding(item);
 }
 
-TEST(TVVorlaneStoreMediaItemTest, ForwardsRequests) {
+/// On a box, whose cloud data client makes the records.
+class TVVorlaneStoreMediaItemTest : public testing::Test {
+ protected:
+  sim::Box box;
+};
+
+TEST_F(TVVorlaneStoreMediaItemTest, ForwardsRequests) {
   TVVorlaneStoreMediaItem item({{"Content-Location", kVideoURL}});
   EXPECT_EQ(item.url(), kVideoURL);
   expectForwarding(item);
 }
 
-TEST(TVVorlaneStoreMediaItemTest, NeverCachesInTheBackground) {
+TEST_F(TVVorlaneStoreMediaItemTest, NeverCachesInTheBackground) {
   const TVVorlaneStoreMediaItem item({});
   EXPECT_TRUE(TVSStoreMediaItem(TVVorlaneStoreMediaItem::_dataItemForParameters({}))
                   .hasTrait(platform::kMediaItemTraitCachesInBackground));
@@ -96,7 +102,7 @@ TEST(TVVorlaneStoreMediaItemTest, NeverCachesInTheBackground) {
   EXPECT_FALSE(item.hasTrait("other"));
 }
 
-TEST(TVVorlaneStoreMediaItemTest, RecordOfAPurchase) {
+TEST_F(TVVorlaneStoreMediaItemTest, RecordOfAPurchase) {
   const auto record = TVVorlaneStoreMediaItem::_dataItemForParameters(
       {{"mz_at", bytes("token")},
        {"buyParams", "price=0"},
@@ -106,6 +112,7 @@ TEST(TVVorlaneStoreMediaItemTest, RecordOfAPurchase) {
        {"itemType", "match"},
        {"Content-Location", kVideoURL},
        {"inheritURIQueryComponentFromReferencingURI", true}});
+  EXPECT_THAT(box.journal().entries(), ElementsAre("cloudData.makeDataItem()"));
   EXPECT_EQ(record->property(platform::kStoreAuthorizationToken), Value("dG9rZW4="));
   EXPECT_EQ(record->property(platform::kStoreBuyParameters), Value("price=0"));
   EXPECT_EQ(record->property(platform::kStoreAccountIdentifier), Value(77));
@@ -119,7 +126,7 @@ TEST(TVVorlaneStoreMediaItemTest, RecordOfAPurchase) {
   EXPECT_EQ(record->property(platform::kStoreMediaType), Value(platform::kStoreMediaTypeMovie));
 }
 
-TEST(TVVorlaneStoreMediaItemTest, TokenIsBase64) {
+TEST_F(TVVorlaneStoreMediaItemTest, TokenIsBase64) {
   constexpr std::pair<std::string_view, std::string_view> kCases[] = {
       {"f", "Zg=="},         {"fo", "Zm8="},         {"foo", "Zm9v"},          {"foob", "Zm9vYg=="},
       {"fooba", "Zm9vYmE="}, {"foobar", "Zm9vYmFy"}, {"\xfb\xef\xff", "++//"},
@@ -132,7 +139,7 @@ TEST(TVVorlaneStoreMediaItemTest, TokenIsBase64) {
   EXPECT_EQ(*large->property(platform::kStoreAuthorizationToken).asString(), std::string(400, 'A'));
 }
 
-TEST(TVVorlaneStoreMediaItemTest, OfferAndMediaType) {
+TEST_F(TVVorlaneStoreMediaItemTest, OfferAndMediaType) {
   struct Case {
     Dictionary params;
     Value offer;
@@ -167,7 +174,7 @@ TEST(TVVorlaneStoreMediaItemTest, OfferAndMediaType) {
   }
 }
 
-TEST(TVVorlaneStoreMediaItemTest, MergingFillsWhatIsMissing) {
+TEST_F(TVVorlaneStoreMediaItemTest, MergingFillsWhatIsMissing) {
   constexpr std::string_view kMerged[] = {platform::kStoreAuthorizationToken,
                                           platform::kStoreBuyParameters,
                                           platform::kStoreAccountIdentifier,

@@ -75,6 +75,30 @@ TEST(TVVorlaneMetadataMonitorTest, PublishesWhatItKnows) {
   }
 }
 
+/// Notes what is published when a line is written.
+class PublishedSink final : public platform::LogSink {
+ public:
+  explicit PublishedSink(sim::Box& box) : _box(box) {}
+  void write(const platform::LogLine&) override {
+    const auto& service = _box.nowPlaying();
+    text += service.given().empty() ? "-" : "i";
+    text += service.playbackState() ? "s " : "- ";
+  }
+  std::string text;
+
+ private:
+  sim::Box& _box;
+};
+
+TEST(TVVorlaneMetadataMonitorTest, LinesFrameWhatTheyTellOf) {
+  sim::Box box;
+  const auto sink = std::make_shared<PublishedSink>(box);
+  TVSLogger::addSink(sink);
+  TVVorlaneMetadataMonitor::updateWithParameters({{"title", "T"}});
+  TVSLogger::removeSink(sink);
+  EXPECT_EQ(sink->text, "-- is ") << "the information before it is set, the state afterwards";
+}
+
 TEST(TVVorlaneMetadataMonitorTest, ArtworkIsPublishedInFullAndLoggedByItsLength) {
   sim::Box box;
   TVVorlaneMetadataMonitor::updateWithParameters({{"artworkData", platform::Bytes(2000)}});

@@ -106,6 +106,16 @@ TEST_F(TVVorlanePresentationSessionTest, Stops) {
   EXPECT_TRUE(delegate->take().empty());
 }
 
+TEST_F(TVVorlanePresentationSessionTest, StopByTheUserIsReportedBeforeItIsDeactivated) {
+  start();
+  box.run();
+  std::optional<bool> deactivated;
+  delegate->heard = [&](auto& from, const auto&) { deactivated = from.deactivated(); };
+  session->userStop();
+  EXPECT_EQ(deactivated, false);
+  EXPECT_TRUE(session->deactivated());
+}
+
 TEST_F(TVVorlanePresentationSessionTest, AFailedPresentationIsReported) {
   box.screen().setOpening(sim::Screen::Opening::Refuses);
   start();
@@ -113,7 +123,7 @@ TEST_F(TVVorlanePresentationSessionTest, AFailedPresentationIsReported) {
   ASSERT_EQ(completions.count(), 1U);
   EXPECT_EQ(completions.errors[0]->code, -6700);
   EXPECT_EQ(completions.outInfos[0], (Dictionary{{"presentationLayer", layer()}}));
-  EXPECT_EQ(delegate->take(), Texts{"userStop {sessionID=4000000000, userExit=1}"});
+  EXPECT_EQ(delegate->take(), Texts{"userStop {sessionID=4000000000, userExit=true}"});
 }
 
 }  // namespace

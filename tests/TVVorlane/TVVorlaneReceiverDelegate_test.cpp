@@ -1,5 +1,6 @@
 #include "TVVorlane/TVVorlaneReceiverDelegate.h"
 
+#include <future>
 #include <limits>
 
 #include "TVVorlane/TVVorlaneInfoSession.h"
@@ -14,7 +15,8 @@ namespace {
 std::string statusError(std::int64_t code) { return platform::Error::status(code).description(); }
 
 TEST_F(ReceiverDelegateTest, RegistersItselfWithItsQueue) {
-  EXPECT_TRUE(box.nowPlaying().isEligible());
+  EXPECT_THAT(box.journal().entries(),
+              ElementsAre("nowPlaying.setEligible(YES)", "receiverServiceClient.setDelegate()"));
   EXPECT_EQ(box.receiverServiceClient().delegate(), delegate);
   EXPECT_EQ(box.receiverServiceClient().queue(), delegate->receiverQueue());
   EXPECT_EQ(delegate->receiverQueue()->label(), "quorin.tvvorlane.receiver");
@@ -100,6 +102,22 @@ TEST_F(ReceiverDelegateTest, EntryLinesCarryTheQueuesThreadLevelAndComponent) {
             "#T:[Main] #Notice #TVVLCommunication : No active session for vorlaneUIStopVideo: ");
 }
 
+TEST_F(ReceiverDelegateTest, FailuresAreLoggedOnTheMainThread) {
+  box.clearLog();
+  box.call([&] { return delegate->vorlaneUIShowProgress(); });
+  box.call([&] { return delegate->vorlaneUIHideProgress(); });
+  EXPECT_EQ(box.logCount("#T:[Main] #Notice #TVVLCommunication : Failed to "), 2u);
+}
+
+TEST_F(ReceiverDelegateTest, CallsAfterTheEndOfTheMainQueueFailWithAnEmptyOutDictionary) {
+  box.mainQueue().stop();
+  std::promise<Status> status;
+  delegate->receiverQueue()->async(
+      [&] { status.set_value(delegate->vorlaneUIStartVideo(videoOptions(7), &out)); });
+  EXPECT_EQ(status.get_future().get(), kTVVorlaneStatusFailed);
+  EXPECT_THAT(out, IsEmpty());
+}
+
 TEST_F(ReceiverDelegateTest, DataIsAbbreviatedInEntryLines) {
   takeLog();
   const Dictionary params{{"d", Dictionary{{"x", platform::Bytes(70000)}}}};
@@ -108,8 +126,75 @@ TEST_F(ReceiverDelegateTest, DataIsAbbreviatedInEntryLines) {
   EXPECT_EQ(takeLog()[0], "vorlaneUISetProperty (any): " + text);
   perform("any", params);
   EXPECT_EQ(takeLog()[0], "vorlaneUIPerform (any): " + text);
-  stopVideo(params);
-  EXPECT_EQ(takeLog()[0], "vorlaneUIStopVideo: " + text);
+  using Delegate = TVVorlaneReceiverDelegate;
+  const std::pair<const char*, Status (Delegate::*)(const Dictionary&)> stops[] = {
+      {"vorlaneUIStopVideo: ", &Delegate::vorlaneUIStopVideo},
+      {"vorlaneUIStopAudio: ", &Delegate::vorlaneUIStopAudio},
+      {"vorlaneUIStopPresentation: ", &Delegate::vorlaneUIStopPresentation}};
+  for (const auto& [name, stop] : stops) {
+    box.call([&, call = stop] { return (*delegate.*call)(params); });
+    EXPECT_EQ(takeLog()[0], name + text);
+  }
+  const std::pair<const char*, Status (Delegate::*)(const Dictionary&, Dictionary*)> starts[] = {
+      {"vorlaneUIStartVideo: ", &Delegate::vorlaneUIStartVideo},
+      {"vorlaneUIStartAudio: ", &Delegate::vorlaneUIStartAudio},
+      {"vorlaneUIStartPresentation: ", &Delegate::vorlaneUIStartPresentation}};
+  Dictionary options = params;
+  options.set("Content-Location", kVideoURL);
+  for (const auto& [name, start] : starts) {
+    box.call([&, call = start] { return (*delegate.*call)(options, nullptr); });
+    const auto line = takeLog()[0];
+    EXPECT_TRUE(line.starts_with(name)) << line;
+    EXPECT_THAT(line, HasSubstr("<...> 70000 bytes"));
+  }
+}
+
+// Sessions that do what those of the sender never do.
+
+class OddSession final : public TVVorlaneURLSession {
+ public:
+  // Nothing of it is shown.
+  std::int64_t sessionType() const override { return TVVorlaneSessionType::kAudioOnly; }
+  Value getProperty(const std::string&, const Value&,
+                    std::optional<platform::Error>* error) override {
+    *error = platform::Error::status(-1);
+    return "value";
+  }
+  bool setProperty(const std::string&, const Value&, const Value&,
+                   std::optional<platform::Error>*) override {
+    return false;
+  }
+  bool performAction(const std::string&, const Value&, std::optional<Dictionary>* outInfo,
+                     std::optional<platform::Error>*) override {
+    *outInfo = Dictionary{{"a", 1}};
+    return false;
+  }
+};
+
+TEST_F(ReceiverDelegateTest, ValuesBesideErrorsAndFailuresWithoutErrors) {
+  manager().registerSession(std::make_shared<OddSession>(), [](const auto&) {});
+  Status status = 0;
+  EXPECT_EQ(get("any", &status), Value("value"));
+  EXPECT_EQ(status, -1);
+  EXPECT_EQ(set("any", 1), 0);
+  EXPECT_EQ(perform("any", {}), 0);
+  EXPECT_THAT(out, IsEmpty());
+}
+
+TEST_F(ReceiverDelegateTest, StopsAddressTheSessionOfThatNumber) {
+  for (const std::uint32_t number : {4, 5}) {
+    box.call([&] { return delegate->vorlaneUIStartAudio({{"sessionID", number}}, nullptr); });
+    box.call([&] {
+      return delegate->vorlaneUIStartPresentation({{"sessionID", number}}, nullptr);
+    });
+  }
+  const Dictionary four{{"sessionID", 4}};
+  EXPECT_EQ(box.call([&] { return delegate->vorlaneUIStopAudio(four); }), 0);
+  EXPECT_EQ(box.call([&] { return delegate->vorlaneUIStopPresentation(four); }), 0);
+  EXPECT_FALSE(manager().streamingSessionWithID(4));
+  EXPECT_FALSE(manager().presentationSessionWithID(4));
+  EXPECT_TRUE(manager().streamingSessionWithID(5));
+  EXPECT_TRUE(manager().presentationSessionWithID(5));
 }
 
 // Video.
@@ -227,6 +312,9 @@ TEST_F(ReceiverDelegateTest, ShownPINIsReplacedAndHidden) {
   const auto first = manager().infoSessionWithID({});
   EXPECT_EQ(first->messageString(), "1234");
   EXPECT_EQ(first->sessionType(), TVVorlaneSessionType::kPin);
+  // The input stops the one that is shown, too: what is no valid input stops nothing.
+  EXPECT_EQ(perform("showPIN", {{"uuid", 1}}), kTVVorlaneStatusWrongType);
+  EXPECT_THAT(manager().activeSessions(), ElementsAre(first));
   EXPECT_EQ(perform("showPIN", {{"pin", "5678"}}), 0);
   const auto second = manager().infoSessionWithID({});
   EXPECT_NE(first, second);
@@ -292,8 +380,12 @@ TEST_F(ReceiverDelegateTest, CallsOnTheWrongThreadAreProgrammingErrors) {
       {"vorlaneUIStartVideo", [&] { delegate->vorlaneUIStartVideo(none, nullptr); }},
       {"vorlaneUIStopVideo", [&] { delegate->vorlaneUIStopVideo(none); }}};
   for (const auto& [operation, call] : calls) {
+    takeLog();
     EXPECT_EQ(assertionText(call),
               operation + " (TVVorlane/TVVorlaneReceiverDelegate): !isMainThread");
+    // What writes an entry line has written it before.
+    const bool hasLine = !operation.starts_with("vorlaneUIUpdate");
+    EXPECT_EQ(takeLog().size(), hasLine ? 1u : 0u) << operation;
   }
   EXPECT_NO_THROW(delegate->vorlaneUIActivity());
   TVVorlaneURLSession session;

@@ -2,6 +2,8 @@
 
 #include "TVVorlane/TVVorlaneSessionManager.h"
 
+#include <thread>
+
 #include "TVVorlane/TVVorlaneInfoSession.h"
 #include "TVVorlane/TVVorlanePresentationSession.h"
 #include "TVVorlane/TVVorlaneStreamingAudioSession.h"
@@ -87,6 +89,13 @@ TEST_F(TVVorlaneSessionManagerTest, Lookups) {
 
   later->stopWithOptions({}, nullptr);
   EXPECT_EQ(manager().streamingSessionWithID(7), audio);
+
+  // Numbers of sessions have 32 bits and wrap.
+  const auto minusOne = startSession<TVVorlaneStreamingAudioSession>({{"sessionID", -1}});
+  startSession<TVVorlaneStreamingAudioSession>({{"sessionID", -2}});
+  EXPECT_EQ(minusOne->sessionID(), 0xFFFFFFFFU);
+  EXPECT_EQ(manager().streamingSessionWithID(-1), minusOne);
+  EXPECT_EQ(manager().streamingSessionWithID(0xFFFFFFFFU), minusOne);
 }
 
 TEST_F(TVVorlaneSessionManagerTest, ChangesOfTheRegistryAreAnnounced) {
@@ -164,6 +173,96 @@ TEST_F(TVVorlaneSessionManagerTest, ReadyWithoutAControllerIsAProgrammingError) 
   EXPECT_EQ(assertionText([&] { manager().mediaViewControllerDidBecomeReady(nullptr); }),
             "_handleMovedToForeground (TVVorlane/TVVorlaneSessionManager): "
             "_mediaViewController != nil");
+}
+
+TEST_F(TVVorlaneSessionManagerTest, ChangesOfATurnAreOneUpdate) {
+  box.screen().setOpening(Opening::NeverAnswers);
+  startVideo();
+  box.run();
+  box.clearLog();
+  startAudio();
+  startPin();
+  manager().deregisterSession(startDialog(), true);
+  box.run();
+  // What no handler takes is logged.
+  EXPECT_EQ(box.logCount("no handler for event Sessions Updated in state Moving to Foreground"),
+            1U);
+}
+
+/// Answers a request for a presentation as a test wants it.
+class AnsweringHost final : public platform::ViewServiceHost {
+ public:
+  using ViewServiceHost::ViewServiceHost;
+  void requestPresentation(Completion completion) override { answer = std::move(completion); }
+  Completion answer;
+};
+
+class AnsweringBox final : public sim::Box {
+ public:
+  AnsweringHost& viewServiceHost() override { return _host; }
+
+ private:
+  AnsweringHost _host{mainQueue(), screen()};
+};
+
+TEST(TVVorlaneSessionManagerFailureTest, TheHostsAnswersReachEveryCompletion) {
+  const platform::Error own{"host", 7, "description", {}, {}};
+  const auto unknown = platform::Error::status(-6700);
+  const struct {
+    bool success;
+    std::optional<platform::Error> error;
+    std::optional<platform::Error> expected;  // none: it waits for the view controller
+  } cases[] = {{true, {}, {}}, {true, own, own}, {false, own, own}, {false, {}, unknown}};
+  for (const auto& [success, error, expected] : cases) {
+    AnsweringBox box;
+    const auto manager = TVVorlaneSessionManager::sharedInstance();
+    Completions completions;
+    const auto video = std::make_shared<TVVorlaneURLSession>();
+    video->startWithOptions(videoOptions(3), completions.recorder());
+    const auto audio = std::make_shared<TVVorlaneStreamingAudioSession>();
+    audio->startWithOptions({}, completions.recorder());
+    box.run();
+    ASSERT_TRUE(box.viewServiceHost().answer);
+    // From any thread.
+    std::thread([&] { box.viewServiceHost().answer(success, error); }).join();
+    box.run();
+    const std::size_t count = expected ? 2 : 0;
+    EXPECT_EQ(completions.errors, std::vector(count, expected));
+    EXPECT_EQ(manager->stateMachine().currentState(),
+              expected ? "Background" : "Moving to Foreground");
+  }
+}
+
+TEST(TVVorlaneSessionManagerFailureTest, CleansUpAfterTheCompletionsInOrder) {
+  AnsweringBox box;
+  const auto manager = TVVorlaneSessionManager::sharedInstance();
+  Texts story;
+  const auto delegate = std::make_shared<RecordingSessionDelegate>();
+  delegate->heard = [&](TVVorlaneSession& session, const std::string& event) {
+    story.push_back(event + " " + std::to_string(session.sessionType()));
+  };
+  const auto start = [&](std::shared_ptr<TVVorlaneSession> session, const Dictionary& options) {
+    session->setDelegate(delegate);
+    session->startWithOptions(options,
+                              [&](const auto&, const auto&) { story.emplace_back("completed"); });
+  };
+  start(std::make_shared<TVVorlaneURLSession>(), videoOptions(3));
+  start(std::make_shared<TVVorlanePresentationSession>(), {});
+  start(std::make_shared<TVVorlaneInfoSession>(),
+        {{TVVorlaneInfoSessionCommand.data(), "incompatibleSender"}});
+  start(std::make_shared<TVVorlaneInfoSession>(),
+        {{TVVorlaneInfoSessionCommand.data(), "showPIN"}});
+  box.run();
+  story.clear();
+  // A dialog posts no event, but leaves the registry.
+  const auto token = box.notificationCenter().addObserver(
+      TVVorlaneSessionManagerActiveSessionsDidChangeNotification, nullptr,
+      [&](const auto&) { story.emplace_back("deregistered"); });
+  box.viewServiceHost().answer(false, std::nullopt);
+  EXPECT_EQ(story, (Texts{"completed", "completed", "completed", "completed", "deregistered",
+                          "userStop 1", "userStop 2"}));
+  // The PIN is left alone.
+  EXPECT_EQ(manager->infoSessionWithID({})->sessionType(), TVVorlaneSessionType::kPin);
 }
 
 }  // namespace

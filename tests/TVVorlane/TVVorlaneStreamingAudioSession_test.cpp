@@ -70,13 +70,14 @@ TEST_F(TVVorlaneStreamingAudioSessionTest, PassesProgressOn) {
 
 TEST_F(TVVorlaneStreamingAudioSessionTest, SleepKeepsPlaybackOutForAWhile) {
   const auto session = start({{"sessionID", 9}});
+  delegate->heard = [&](auto&, const std::string& event) { box.journal().add(event); };
   sleep();
-  EXPECT_EQ(delegate->take(),
-            (Texts{"stopAudio {sessionID=9, userExit=1}", "userStop {sessionID=9, userExit=1}"}));
-  EXPECT_EQ(
-      box.journal().entries(),
-      (Texts{"systemNotifications.post(quorin.vorlane.dacp.stop)", "powerManager.createAssertion()",
-             "systemNotifications.post(quorin.vorlane.playbackPrevent)"}));
+  EXPECT_EQ(delegate->take(), (Texts{"stopAudio {sessionID=9, userExit=true}",
+                                     "userStop {sessionID=9, userExit=true}"}));
+  EXPECT_EQ(box.journal().entries(),
+            (Texts{"stopAudio", "userStop", "systemNotifications.post(quorin.vorlane.dacp.stop)",
+                   "powerManager.createAssertion()",
+                   "systemNotifications.post(quorin.vorlane.playbackPrevent)"}));
   ASSERT_EQ(box.powerManager().held().size(), 1U);
   EXPECT_EQ(box.powerManager().held().begin()->second,
             (Dictionary{{"AssertType", "PreventUserIdleSystemSleep"},

@@ -21,6 +21,8 @@ TEST_F(URLSessionTest, ItemTakesItsMetadataFromTheParameters) {
                           {"purchaseBundle", Dictionary{{"a", 1}}},
                           {"outOfBandAlternateTracks", platform::Array{"track"}},
                           {"textMarkupArray", platform::Array{"style"}},
+                          {"cookies", platform::Array{"a=b"}},
+                          {"userAgent", "agent"},
                           {"uuid", "U1"},
                           {"forwardEndTime", timeDictionary(MediaTime{90, 4, MediaTime::Valid, 0})},
                           {"reverseEndTime", timeDictionary(MediaTime::indefinite())},
@@ -35,9 +37,14 @@ TEST_F(URLSessionTest, ItemTakesItsMetadataFromTheParameters) {
   EXPECT_EQ(item->metadata(platform::kMediaItemAlternateTracks),
             params.get("outOfBandAlternateTracks"));
   EXPECT_EQ(item->metadata(platform::kMediaItemSubtitleStyles), params.get("textMarkupArray"));
+  EXPECT_EQ(item->metadata(platform::kMediaItemCookies), params.get("cookies"));
+  EXPECT_EQ(item->metadata(platform::kMediaItemUserAgent), Value("agent"));
   EXPECT_EQ(item->metadata(TVVorlaneMediaItemMetadataUUID), Value("U1"));
   EXPECT_EQ(item->metadata(platform::kMediaItemForwardEndTime), Value(22.5));
   EXPECT_TRUE(item->metadata(platform::kMediaItemReverseEndTime).isNone());
+  const auto endless = TVVorlaneURLSession::_mediaItemForParameters(
+      {{"forwardEndTime", timeDictionary(MediaTime::positiveInfinity())}});
+  EXPECT_TRUE(endless->metadata(platform::kMediaItemForwardEndTime).isNone());
   const Dictionary authorization{
       {std::string(platform::kContentAuthorizationPlayInfo), bytes(2)},
       {std::string(platform::kContentAuthorizationSessionIdentifier), 9}};
@@ -51,9 +58,9 @@ TEST_F(URLSessionTest, ItemWithoutParametersHasNoMetadataButItsType) {
   for (const auto key :
        {platform::kMediaItemAllowsDirectWirelessLink, platform::kMediaItemAcquisition,
         platform::kMediaItemAlternateTracks, platform::kMediaItemSubtitleStyles,
-        TVVorlaneMediaItemMetadataUUID, platform::kMediaItemForwardEndTime,
-        platform::kMediaItemReverseEndTime, platform::kMediaItemSenderAuthorization,
-        platform::kMediaItemTLSSettings}) {
+        TVVorlaneMediaItemMetadataUUID, platform::kMediaItemCookies, platform::kMediaItemUserAgent,
+        platform::kMediaItemForwardEndTime, platform::kMediaItemReverseEndTime,
+        platform::kMediaItemSenderAuthorization, platform::kMediaItemTLSSettings}) {
     EXPECT_TRUE(item->metadata(key).isNone()) << key;
   }
   EXPECT_EQ(item->metadata(platform::kMediaItemMediaType), Value("video"));

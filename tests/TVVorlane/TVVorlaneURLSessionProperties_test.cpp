@@ -88,9 +88,15 @@ TEST_P(WritesInVain, ChangeNothing) {
   box.run();
   EXPECT_EQ(settings(), before);
   EXPECT_THAT(delegate->take(), IsEmpty());
-  if (expected != 0) {
-    EXPECT_EQ(logTexts(box, "TVVLSession").size(), 1u);
-  }
+  if (expected == 0) return;
+  const auto log = logTexts(box, "TVVLSession");
+  ASSERT_EQ(log.size(), 1u);
+  const std::string name(property);
+  // The table of types refuses what it knows, the session the rest.
+  const std::string line = "Error setting property:  " + name +
+                           ", error: " + platform::Error::status(expected).description();
+  const std::string refusal = "### Vorlane bad value for '" + name + "' in params:\n{";
+  EXPECT_THAT(log[0], testing::AnyOf(line, StartsWith(refusal)));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -113,6 +119,7 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(Write{"actionAtItemEnd", 3, {}, 0}, Write{"actionAtItemEnd", -1, {}, 0},
                     Write{"actionAtItemEnd", 1e9, {}, 0}, Write{"actionAtItemEnd", kNaN, {}, 0},
                     Write{"forwardEndTime", Dictionary(), {}, 0},
+                    Write{"forwardEndTime", {}, {}, 0}, Write{"reverseEndTime", {}, {}, 0},
                     Write{"reverseEndTime", Dictionary{{"value", 1}}, {}, 0},
                     Write{"enableTrack", false, Dictionary(), 0},
                     Write{"enableTrack", false, 99, 0},
@@ -234,6 +241,16 @@ TEST_F(URLSessionPropertyTest, SoundAndEndActionAndStyles) {
             Value(Array{"style"}));
 }
 
+TEST_F(URLSessionPropertyTest, PublishedTitlesAreShown) {
+  startPlaying();
+  const auto item = player().currentMediaItem();
+  EXPECT_TRUE(set("metaData", Dictionary{{"title", "T"}, {"artist", "A"}}));
+  // What is not told, or of another type, stays.
+  EXPECT_TRUE(set("metaData", Dictionary{{"title", 5}, {"album", "B"}}));
+  EXPECT_EQ(item->metadata(platform::kMediaItemTitle), Value("T"));
+  EXPECT_EQ(item->metadata(platform::kMediaItemArtist), Value("A"));
+}
+
 TEST_F(URLSessionPropertyTest, PublishedMetadataTakesPositionAndRateFromThePlayer) {
   startPlaying();
   EXPECT_TRUE(
@@ -326,6 +343,27 @@ TEST_F(URLSessionPropertyTest, RemovalOfTheCurrentItemGoesOnWithTheNext) {
               ElementsAre("stopped {sessionID=7, reason=ended}", "itemRemoved {uuid=U2}"));
 }
 
+TEST_F(URLSessionPropertyTest, RemovalTakesTheFirstOfThatIdentifier) {
+  startPlaying();
+  insert(kNextURL, "U2");
+  insert(kVideoURL, "U2");
+  const auto last = session->playlist()->trackList().back();
+  EXPECT_TRUE(remove("U2"));
+  EXPECT_THAT(session->playlist()->trackList(), ElementsAre(player().currentMediaItem(), last));
+}
+
+TEST_F(URLSessionPropertyTest, FatalActionsAreKnownBeforehand) {
+  const Dictionary none{{"item", Dictionary()}};
+  EXPECT_FALSE(session->isFatalAction("playlistRemove", none)) << "it has no player";
+  startPlaying();
+  EXPECT_TRUE(session->isFatalAction("playlistRemove", none));
+  EXPECT_TRUE(session->isFatalAction("playlistRemove", {}));
+  EXPECT_FALSE(session->isFatalAction("playlistInsert", none));
+  for (const Value& item :
+       {Value("U"), Value(Dictionary{{"uuid", 1}}), Value(Dictionary{{"uuid", "U"}})})
+    EXPECT_FALSE(session->isFatalAction("playlistRemove", {{"item", item}})) << compact(item);
+}
+
 TEST_F(URLSessionPropertyTest, RemovalWithoutAnIdentifierIsAProgrammingError) {
   startPlaying();
   EXPECT_THAT(assertionText([&] {
@@ -338,9 +376,15 @@ TEST_F(URLSessionPropertyTest, QueueGoesOnAfterItHadEnded) {
   startPlaying();
   box.advance(2min);
   delegate->take();
+  player().changeMediaInDirection(TVSMediaDirection::Next);
+  player().changeMediaInDirection(TVSMediaDirection::Previous);
+  EXPECT_THAT(delegate->take(), ElementsAre("userNext", "userPrevious"));
+  // A place in the item that has ended.
+  EXPECT_TRUE(set("position", 50));
   EXPECT_TRUE(insert(kNextURL, "U2"));
   EXPECT_TRUE(set("rate", 1));
   box.advance(1s);
+  EXPECT_LT(player().elapsedTime(), 2);
   EXPECT_THAT(delegate->take(), ElementsAre("itemRemoved {uuid=U1}", "currentItemChanged {uuid=U2}",
                                             "loading", "playing"));
 }

@@ -227,6 +227,9 @@ TEST_F(ResourceLoadingTest, KeyOfAnUnknownRequest) {
 
 TEST_F(ResourceLoadingTest, KeyAnswerToALoadIsAProgrammingError) {
   request(4);
+  const Dictionary options{{"requestContext", Dictionary{{"FCUP_Request_RequestID", 4}}}};
+  EXPECT_TRUE(session->isFatalAction("requestForStreamingKey", options));
+  EXPECT_FALSE(session->isFatalAction("requestForStreamingKey", {}));
   EXPECT_THAT(assertionText([&] { answerKey(4); }),
               StartsWith("_handleKeyResponseWithOptions (TVVorlane/TVVorlaneURLSession"));
 }
@@ -249,6 +252,7 @@ TEST_F(ResourceLoadingTest, InsertedItemsAskTheSessionAndAStopForgetsRequests) {
   const auto inserted =
       std::dynamic_pointer_cast<TVVorlaneMediaItem>(session->playlist()->trackList().back());
   EXPECT_EQ(inserted->resourceLoadingDelegate(), session);
+  inserted->setResourceLoadingDelegate({});
   remove("U2");
   EXPECT_EQ(inserted->resourceLoadingDelegate(), session);
   request(4);

@@ -16,6 +16,7 @@ TEST_F(URLSessionTest, StartsShowsAndPlays) {
   EXPECT_TRUE(box.nowPlaying().isEligible());
   EXPECT_EQ(engine().calls().back(), "load " + kVideoURL);
   EXPECT_TRUE(session->playlist()->isWindowed());
+  EXPECT_FALSE(session->playlist()->isCollection());
   EXPECT_EQ(player().name(), "TVVorlaneURLPlayerName");
   EXPECT_TRUE(player().handlesRemoteCommandsWithoutNowPlayingInfo());
 
@@ -79,6 +80,8 @@ TEST_F(URLSessionTest, StartPointsAreWhereTheLoadBegins) {
                {{{"Start-Position-Seconds", kInfinity}}},
                {{{"Start-Estimated-Date", late}}},
                {{{"Start-Date", early}}, {}, {}, early},
+               {{{"Start-Date", early}, {"Start-Position-Seconds", 12}}, 12.0, {}, early},
+               {{{"Start-Date", early}, {"Start-Position", 0.5}}, {}, 0.5, early},
                {{{"Start-Date", early}, {"Start-Estimated-Date", late}}, {}, {}, early},
                {{{"Start-Date", platform::Date{kNaN}}}}};
   for (const auto& [options, seconds, fraction, date] : cases) {
@@ -108,6 +111,15 @@ TEST_F(URLSessionTest, StartRatesAreAppliedOnceTheSessionIsShown) {
     EXPECT_EQ(player().rateUsedForPlayback(), used);
     EXPECT_THAT(delegate->take(), ElementsAre("loading", state));
   }
+}
+
+TEST_F(URLSessionTest, StartRatesAreAppliedAlsoWhenThePresentationFails) {
+  box.screen().setOpening(sim::Screen::Opening::Refuses);
+  start(videoOptions(7, {{"rate", 2}}));
+  box.run();
+  ASSERT_EQ(completions.count(), 1u);
+  EXPECT_TRUE(completions.errors[0]);
+  EXPECT_EQ(player().rateUsedForPlayback(), 2);
 }
 
 TEST_F(URLSessionTest, KindsDependOnWhatTheSenderSaysOfTheSound) {
@@ -163,6 +175,10 @@ TEST_F(URLSessionTest, EndOfTheOnlyItem) {
 TEST_F(URLSessionTest, ChangeToTheNextItem) {
   startPlaying();
   EXPECT_TRUE(insert(kNextURL, "U2"));
+  delegate->heard = [&](auto&, const std::string& event) {
+    if (event != "currentItemChanged") return;
+    EXPECT_TRUE(player().currentMediaItem()->metadata(platform::kMediaItemTrackNumber).isNone());
+  };
   box.advance(100s);
   EXPECT_THAT(delegate->take(), ElementsAre("itemPlayedToEnd {uuid=U1}", "itemRemoved {uuid=U1}",
                                             "currentItemChanged {uuid=U2}", "loading", "playing"));
@@ -234,8 +250,8 @@ TEST_F(URLSessionTest, ChangeOfMediaByTheRemoteIsOnlyReported) {
 TEST_F(URLSessionTest, StopByTheUserIsReportedAndDeregistersLater) {
   startPlaying();
   session->userStop();
-  EXPECT_THAT(delegate->take(), ElementsAre("userStop {sessionID=7, userExit=1}",
-                                            "stopped {sessionID=7, userExit=1}"));
+  EXPECT_THAT(delegate->take(), ElementsAre("userStop {sessionID=7, userExit=true}",
+                                            "stopped {sessionID=7, userExit=true}"));
   EXPECT_TRUE(session->stoppedDueToUser());
   EXPECT_TRUE(session->deactivated());
   EXPECT_THAT(manager().activeSessions(), ElementsAre(session));
@@ -256,8 +272,8 @@ TEST_F(URLSessionTest, InterruptionOfTheSoundIsAStopByTheUser) {
   box.audioSession().interrupt(false);
   EXPECT_THAT(delegate->take(), IsEmpty());
   box.audioSession().interrupt(true);
-  EXPECT_THAT(delegate->take(), ElementsAre("userStop {sessionID=7, userExit=1}",
-                                            "stopped {sessionID=7, userExit=1}"));
+  EXPECT_THAT(delegate->take(), ElementsAre("userStop {sessionID=7, userExit=true}",
+                                            "stopped {sessionID=7, userExit=true}"));
   EXPECT_THAT(logTexts(box, "TVSSystemLog"), Contains("Vorlane stopping due to interruption"));
 }
 
@@ -272,8 +288,13 @@ TEST_F(URLSessionTest, StopByTheSenderLetsEverythingGo) {
   EXPECT_THAT(manager().activeSessions(), ElementsAre(session));
 
   failure.reset();
+  std::optional<bool> eligible;
+  const auto token = box.notificationCenter().addObserver(
+      TVVorlaneSessionManagerActiveSessionsDidChangeNotification, nullptr,
+      [&](const auto&) { eligible = box.nowPlaying().isEligible(); });
   EXPECT_TRUE(session->stopWithOptions(Dictionary{{"sessionID", 7}}, &failure));
   EXPECT_FALSE(failure);
+  EXPECT_EQ(eligible, true) << "until it is deregistered";
   EXPECT_EQ(oldPlayer->state(), TVSPlaybackState::Stopped);
   EXPECT_FALSE(oldPlayer->hasQueuePlayer());
   EXPECT_EQ(session->player(), nullptr);

@@ -21,6 +21,22 @@ constexpr std::uint64_t kMaxU64 = std::numeric_limits<std::uint64_t>::max();
 constexpr double kTwo63 = 9223372036854775808.0;
 constexpr double kTwo64 = 18446744073709551616.0;
 
+TEST(Value, SessionNumbersWrap) {
+  const std::pair<Number, std::uint32_t> cases[] = {{Number(7), 7},
+                                                    {Number(-1), 0xFFFFFFFF},
+                                                    {Number(std::int64_t{-2}), 0xFFFFFFFE},
+                                                    {Number(kMin64), 0},
+                                                    {Number(kMaxU64), 0xFFFFFFFF},
+                                                    {Number(std::uint64_t{1} << 32 | 5), 5},
+                                                    {Number(-1.5), 0xFFFFFFFF},
+                                                    {Number(4294967298.25), 2},
+                                                    {Number(kNaN), 0},
+                                                    {Number(kInfinity), 0},
+                                                    {Number(true), 1}};
+  for (const auto& [number, wrapped] : cases)
+    EXPECT_EQ(number.wrappedUInt32Value(), wrapped) << number.description();
+}
+
 TEST(Value, Descriptions) {
   const Bytes bytes{std::byte{0x0a}, std::byte{0xf0}};
   const struct {
