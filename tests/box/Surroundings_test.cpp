@@ -8,6 +8,7 @@
 #include "box/services/ValueWriter.h"
 #include "tests/box/SystemFixture.h"
 #include "tests/box/services/PrivateBus.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace {
 
@@ -26,13 +27,8 @@ class OnItsBuses : public SystemTest {
   ~OnItsBuses() override {
     unsetenv("DBUS_SESSION_BUS_ADDRESS");
     unsetenv("DBUS_SYSTEM_BUS_ADDRESS");
-    std::filesystem::remove_all(folder);
   }
 
-  static std::string newFolder() {
-    std::string pattern = "/tmp/buses-XXXXXX";
-    return mkdtemp(pattern.data());
-  }
   std::string address(const std::string& bus) const { return "unix:path=" + folder + "/" + bus; }
   static std::string playerctl(const std::string& arguments) {
     return outputOf("playerctl --player=tvvorlane " + arguments);
@@ -46,7 +42,8 @@ class OnItsBuses : public SystemTest {
     EXPECT_EQ(last, answer) << arguments;
   }
 
-  const std::string folder = newFolder();
+  const testing_support::TemporaryFolder _temporary;
+  const std::string& folder = _temporary.path();
   const Child session{testing_surroundings::busDaemon(address("session"))};
   const Child system{testing_surroundings::busDaemon(address("system"))};
 };

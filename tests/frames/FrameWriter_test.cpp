@@ -18,6 +18,7 @@
 
 #include "frames/FrameMessages.h"
 #include "frames/vorlane-frames.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace {
 
@@ -250,8 +251,8 @@ TEST_F(FrameWriterTest, RefusesWhatMakesNoSense) {
 }
 
 TEST(FrameConnect, TellsWhyThereIsNoLayer) {
-  char pattern[] = "/tmp/frames-XXXXXX";
-  const std::string folder = mkdtemp(pattern);
+  const testing_support::TemporaryFolder temporary;
+  const std::string& folder = temporary.path();
   const std::string file = folder + "/file";
   close(open(file.c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0600));
   const std::string stale = folder + "/stale";
@@ -273,9 +274,6 @@ TEST(FrameConnect, TellsWhyThereIsNoLayer) {
     EXPECT_EQ(vorlane_frames_connect(path.c_str(), 0, &writer), result) << path;
     EXPECT_EQ(writer, nullptr);
   }
-  unlink(file.c_str());
-  unlink(stale.c_str());
-  rmdir(folder.c_str());
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 
 #include "sim/Box.h"
 #include "tests/box/frames/RawWriter.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace box::test {
 namespace {
@@ -120,9 +121,8 @@ TEST_F(FrameConnectionTest, RefusesPicturesThatDoNotFitAndGoesOn) {
 }
 
 TEST_F(FrameConnectionTest, MemoryThatCouldShrinkIsNotTouched) {
-  char pattern[] = "/tmp/frames-XXXXXX";
-  const FileDescriptor file(mkstemp(pattern));
-  unlink(pattern);
+  const testing_support::TemporaryFolder folder;
+  const FileDescriptor file(open((folder / "frames").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
   ASSERT_EQ(ftruncate(file.get(), kPictureBytes), 0);
   const FileDescriptor unsealed = makeMemory(kPictureBytes, false);
   const FileDescriptor halfSealed = makeMemory(kPictureBytes, false);

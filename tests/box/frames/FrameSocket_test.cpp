@@ -14,6 +14,7 @@
 #include "frames/vorlane-frames.h"
 #include "sim/Box.h"
 #include "tests/box/frames/RawWriter.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace box::test {
 namespace {
@@ -24,8 +25,6 @@ constexpr int kPatience = 10'000;  // ms
 class FrameSocketTest : public testing::Test {
  protected:
   FrameSocketTest() {
-    char pattern[] = "/tmp/layers-XXXXXX";
-    root = mkdtemp(pattern);
     std::optional<platform::Error> error;
     layer = FrameSocket::open(root + "/layers", &error);
     EXPECT_FALSE(error);
@@ -39,7 +38,6 @@ class FrameSocketTest : public testing::Test {
   ~FrameSocketTest() override {
     frames->setWakeup({});
     layer.reset();
-    std::filesystem::remove_all(root);
   }
 
   /// Waits until the picture has changed `count` times since the beginning.
@@ -56,7 +54,8 @@ class FrameSocketTest : public testing::Test {
   }
 
   sim::Box box;  // for its log
-  std::string root;
+  const testing_support::TemporaryFolder _temporary;
+  const std::string& root = _temporary.path();
   std::shared_ptr<FrameSocket> layer;
   std::shared_ptr<VideoFrames> frames;
 

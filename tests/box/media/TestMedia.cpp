@@ -4,7 +4,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <functional>
+#include <iterator>
+#include <set>
 #include <stdexcept>
+#include <system_error>
 
 #include <fcntl.h>
 #include <spawn.h>
@@ -13,6 +17,8 @@
 
 namespace testing_media {
 namespace {
+
+namespace fs = std::filesystem;
 
 void run(const std::string& command) {
   if (std::system(command.c_str()) != 0) throw std::runtime_error("failed: " + command);
@@ -140,6 +146,20 @@ std::string recipe(std::string_view name, std::string_view folder) {
   return text;
 }
 
+constexpr const char* kEncrypter = "tests/support/make_encrypted_media";
+
+/// What `command` makes in `folder`: a name that changes with the command and with everything that
+/// may change its result.
+std::string cacheKey(std::string command, const std::string& folder) {
+  for (auto at = command.find(folder); at != command.npos; at = command.find(folder, at))
+    command.erase(at, folder.size());
+  for (const char* source : {"tests/box/media/TestMedia.cpp", kEncrypter, "tests/support/encrypt_mp4.py"}) {
+    std::ifstream file(source);
+    command.append(std::istreambuf_iterator<char>(file), {});
+  }
+  return std::to_string(std::hash<std::string>{}(command));
+}
+
 }  // namespace
 
 TestMedia& TestMedia::shared() {
@@ -161,11 +181,31 @@ TestMedia::~TestMedia() {
   std::filesystem::remove_all(_folder, ignored);
 }
 
+void TestMedia::_make(const std::string& command) const {
+  const char* const cache = std::getenv("VORLANE_TEST_MEDIA");
+  if (!cache) return run(command);
+  const fs::path kept = fs::path(cache) / cacheKey(command, _folder.string());
+  if (fs::exists(kept)) {
+    fs::copy(kept, _folder, fs::copy_options::overwrite_existing);
+    return;
+  }
+  const std::set<fs::path> before{fs::directory_iterator(_folder), {}};
+  run(command);
+  const fs::path unfinished = kept.string() + "." + std::to_string(getpid());
+  fs::create_directories(unfinished);
+  for (const auto& each : fs::directory_iterator(_folder))
+    if (!before.contains(each.path())) fs::copy(each.path(), unfinished);
+  // Another test may have been faster.
+  std::error_code exists;
+  fs::rename(unfinished, kept, exists);
+  if (exists) fs::remove_all(unfinished);
+}
+
 std::string TestMedia::_made(std::string_view name) const {
   const std::string path = (_folder / name.substr(name.rfind('/') + 1)).string();
   if (std::filesystem::exists(path)) return path;
   if (name.starts_with("encrypted") || name.starts_with("fragmented")) {
-    run("tests/support/make_encrypted_media " + _folder.string());
+    _make(std::string(kEncrypter) + " " + _folder.string());
     return path;
   }
   for (const Text& each : kTexts)
@@ -183,7 +223,7 @@ std::string TestMedia::_made(std::string_view name) const {
   }
   if (name == "pictured.mkv") {
     // Subtitles as a disc has them; what is in them does not matter.
-    run("gst-launch-1.0 -q filesrc location=" + _made("clip.mp4") +
+    _make("gst-launch-1.0 -q filesrc location=" + _made("clip.mp4") +
         " ! qtdemux name=d  matroskamux name=m ! filesink location=" + path +
         "  d.video_0 ! h264parse ! queue ! m.  d.audio_0 ! aacparse ! queue ! m."
         "  fakesrc sizetype=fixed sizemax=100 num-buffers=3 datarate=100 format=time"
@@ -194,7 +234,7 @@ std::string TestMedia::_made(std::string_view name) const {
     for (const std::string_view text : {"english.srt", "french.srt", "german.srt"}) _made(text);
   const std::string options = recipe(name.substr(name.rfind('/') + 1), _folder.string());
   if (options.empty()) return path;
-  run("ffmpeg -v error -nostdin -y" + options + " " + path);
+  _make("ffmpeg -v error -nostdin -y" + options + " " + path);
   if (name == "truncated.mp4")
     std::filesystem::resize_file(path, std::filesystem::file_size(path) / 2);
   return path;
@@ -241,7 +281,7 @@ std::string TestMedia::url(std::string_view name) const {
 std::string TestMedia::url(std::string_view name, std::string_view options) const {
   const std::string made = path(name);
   if (!std::filesystem::exists(made))
-    run("ffmpeg -v error -nostdin -y" + std::string(kPicture) + std::string(kTone) +
+    _make("ffmpeg -v error -nostdin -y" + std::string(kPicture) + std::string(kTone) +
         std::string(kOtherTone) + " " + std::string(options) + " " + made);
   return "http://127.0.0.1:" + std::to_string(_server.port) + "/" + std::string(name);
 }

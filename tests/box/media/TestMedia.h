@@ -7,7 +7,8 @@
 namespace testing_media {
 
 /// Real media for the tests of this folder: clips made by ffmpeg in a folder of their own, and a
-/// web server that serves them. Made once a process, on first use; gone at its end.
+/// web server that serves them. Made once a process, on first use; gone at its end. Where the
+/// environment names a folder as VORLANE_TEST_MEDIA, clips are kept there for other processes.
 ///
 /// Clips: all 3 seconds, 25 pictures a second, 320x180, unless their name says otherwise. Of
 /// "asks.m3u8" only a sender has the second one, at x-demo://sender/dated1.ts; of "live/gap.m3u8"
@@ -40,6 +41,8 @@ class TestMedia {
   };
 
   TestMedia();
+  /// Runs `command`, which writes files into the folder, or copies what it wrote before.
+  void _make(const std::string& command) const;
   /// Makes the clip unless it is there, and returns its path.
   std::string _made(std::string_view name) const;
   Server _startServer(const std::string& options) const;

@@ -14,6 +14,7 @@
 #include "box/relay/NetworkErrors.h"
 #include "tests/box/relay/Client.h"
 #include "tests/box/relay/ScriptedServer.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace box {
 namespace {
@@ -138,8 +139,8 @@ TEST_F(RelayTest, SendsFieldsAndCookiesToWhomTheyAreMeantFor) {
 }
 
 TEST_F(RelayTest, KeepsBodiesOnDiskWhereTheItemAllows) {
-  std::string folder = testing::TempDir() + "vorlane-relay-XXXXXX";
-  ASSERT_TRUE(mkdtemp(folder.data()));
+  const testing_support::TemporaryFolder temporary;
+  const std::string& folder = temporary.path();
   relay = Relay::make({.cacheFolder = folder});
   const std::string lasting = "Cache-Control: max-age=600\r\nContent-Type: video/mp4\r\n";
   server.script("/lasting", {{sized("0123456789", lasting)}, {sized("another", lasting)}});
@@ -159,7 +160,6 @@ TEST_F(RelayTest, KeepsBodiesOnDiskWhereTheItemAllows) {
 
   setup.usesDiskCache = false;
   EXPECT_EQ(client.get(open(setup)->url()).body, "another");
-  std::filesystem::remove_all(folder);
 }
 
 TEST_F(RelayTest, RewritesPlaylistsWhole) {
@@ -366,7 +366,8 @@ TEST_F(RelayTest, KeepsTheTimeLineOfThePicture) {
 }
 
 TEST_F(RelayTest, SpeaksTLSWithWhomItCanTrust) {
-  const std::string certificate = testing::TempDir() + "relay-test.pem";
+  const testing_support::TemporaryFolder temporary;
+  const std::string certificate = temporary / "relay-test.pem";
   const std::string make =
       "openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -days 1 "
       "-subj /CN=127.0.0.1 -keyout " +

@@ -15,6 +15,7 @@
 #include "sim/LogRecorder.h"
 #include "tests/box/services/Client.h"
 #include "tests/sim/RecordingReceiver.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace testing_door {
 
@@ -23,8 +24,6 @@ namespace testing_door {
 class DoorFixture : public ::testing::Test {
  protected:
   DoorFixture() {
-    char pattern[] = "/tmp/door-XXXXXX";
-    folder = mkdtemp(pattern);
     options.socketPath = folder + "/receiver.sock";
     TVSLogger::initialize("test", {"TVVLCommunication"});
     TVSLogger::addSink(log);
@@ -36,7 +35,6 @@ class DoorFixture : public ::testing::Test {
     if (mainThread.joinable()) mainThread.join();
     door.reset();
     TVSLogger::removeSink(log);
-    std::filesystem::remove_all(folder);
   }
 
   /// After `options`, `boxInterface` and `isFatal` are set.
@@ -70,7 +68,8 @@ class DoorFixture : public ::testing::Test {
     });
   }
 
-  std::string folder;
+  const testing_support::TemporaryFolder _temporary;
+  const std::string& folder = _temporary.path();
   box::DoorOptions options;
   box::BoxInterface boxInterface;
   box::FatalActionCheck isFatal;

@@ -18,6 +18,7 @@
 #include "platform/foundation/TVSLogger.h"
 #include "sim/LogRecorder.h"
 #include "tests/box/services/PrivateBus.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace testing_surroundings {
 
@@ -25,8 +26,6 @@ namespace testing_surroundings {
 class SurroundingsFixture : public ::testing::Test {
  protected:
   SurroundingsFixture() {
-    std::string pattern = "/tmp/surroundings-XXXXXX";
-    folder = mkdtemp(pattern.data());
     options.runtimeFolder = folder + "/run";
     options.sessionBus = address("session");
     options.systemBus = address("system");
@@ -41,7 +40,6 @@ class SurroundingsFixture : public ::testing::Test {
     session.reset();
     system.reset();
     TVSLogger::removeSink(log);
-    std::filesystem::remove_all(folder);
   }
 
   std::string address(const std::string& bus) const { return "unix:path=" + folder + "/" + bus; }
@@ -132,7 +130,8 @@ class SurroundingsFixture : public ::testing::Test {
     return outputOf("DBUS_SESSION_BUS_ADDRESS='" + address("session") + "' " + command);
   }
 
-  std::string folder;
+  const testing_support::TemporaryFolder _temporary;
+  const std::string& folder = _temporary.path();
   box::SurroundingsOptions options;
   box::Surroundings::SleepStep sleepStep = [](const auto& done) { done(); };
   std::shared_ptr<sim::LogRecorder> log = std::make_shared<sim::LogRecorder>();

@@ -14,6 +14,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "tests/support/TemporaryFolder.h"
+
 class ChildOfTest {
  public:
   explicit ChildOfTest(std::vector<std::string> arguments) {
@@ -43,11 +45,14 @@ class SoundServerProcess {
     setenv("PULSE_SERVER", ("unix:" + _socket().string()).c_str(), 1);
     setenv("PULSE_COOKIE", (_folder / "cookie").c_str(), 1);
     setenv("PULSE_STATE_PATH", _folder.c_str(), 1);
+    // Otherwise the client library makes one in the folder for temporary files, and leaves it.
+    setenv("PULSE_RUNTIME_PATH", (_folder / "pulse").c_str(), 1);
   }
   ~SoundServerProcess() {
-    for (const char* name : {"PULSE_SERVER", "PULSE_COOKIE", "PULSE_STATE_PATH"}) unsetenv(name);
+    for (const char* name :
+         {"PULSE_SERVER", "PULSE_COOKIE", "PULSE_STATE_PATH", "PULSE_RUNTIME_PATH"})
+      unsetenv(name);
     _process.reset();
-    std::filesystem::remove_all(_folder);
   }
   SoundServerProcess(const SoundServerProcess&) = delete;
   SoundServerProcess& operator=(const SoundServerProcess&) = delete;
@@ -73,12 +78,9 @@ class SoundServerProcess {
   }
 
  private:
-  static std::filesystem::path _makeFolder() {
-    char pattern[] = "/tmp/box-sound-XXXXXX";
-    return mkdtemp(pattern);
-  }
   std::filesystem::path _socket() const { return _folder / "pulse/native"; }
 
-  const std::filesystem::path _folder = _makeFolder();
+  const testing_support::TemporaryFolder _temporary;
+  const std::filesystem::path _folder = _temporary.path();
   std::optional<ChildOfTest> _process;
 };

@@ -20,9 +20,6 @@ constexpr const char* kPath = "/quorin/tvvorlane/Receiver";
 }  // namespace
 
 FakeDoor::FakeDoor() {
-  char pattern[] = "/tmp/vorlanectl-XXXXXX";
-  _folder = mkdtemp(pattern);
-  _path = _folder + "/receiver.sock";
   _listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
@@ -31,10 +28,7 @@ FakeDoor::FakeDoor() {
   listen(_listener, 1);
 }
 
-FakeDoor::~FakeDoor() {
-  close(_listener);
-  std::filesystem::remove_all(_folder);
-}
+FakeDoor::~FakeDoor() { close(_listener); }
 
 int FakeDoor::run(std::vector<std::string> words) {
   _calls.clear();

@@ -7,6 +7,7 @@
 
 #include <systemd/sd-bus.h>
 
+#include "tests/support/TemporaryFolder.h"
 #include "tools/vorlanectl/Json.h"
 
 /// A door that writes down what one client calls, and answers what a test wants. It serves on a
@@ -47,8 +48,8 @@ class FakeDoor {
   void _answer(sd_bus_message* call, const std::string& member);
   void _send(sd_bus* bus, const std::vector<Signal>& signals);
 
-  std::string _folder;
-  std::string _path;
+  const testing_support::TemporaryFolder _folder;
+  const std::string _path = _folder / "receiver.sock";
   int _listener = -1;
   std::vector<std::string> _calls;
   std::vector<Signal> _pending;

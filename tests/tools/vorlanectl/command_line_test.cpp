@@ -7,6 +7,7 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include "tests/support/TemporaryFolder.h"
 #include "tools/vorlanectl/Arguments.h"
 #include "tools/vorlanectl/Command.h"
 
@@ -44,8 +45,8 @@ TEST(Arguments, RefuseWhatMakesNoSense) {
 }
 
 TEST(CommandLine, ExitStatusTellsWhatWentWrong) {
-  char pattern[] = "/tmp/vorlanectl-XXXXXX";
-  const std::string folder = mkdtemp(pattern);
+  const testing_support::TemporaryFolder temporary;
+  const std::string& folder = temporary.path();
   const std::string nobody = folder + "/nobody.sock";
   const struct {
     Words words;

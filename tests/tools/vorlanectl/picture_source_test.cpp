@@ -2,6 +2,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -9,6 +10,7 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include "tests/support/TemporaryFolder.h"
 #include "tools/vorlanectl/Arguments.h"
 #include "tools/vorlanectl/Connection.h"
 #include "tools/vorlanectl/PictureSource.h"
@@ -37,16 +39,11 @@ struct Memory {
 /// A file that is gone with the test.
 class File {
  public:
-  explicit File(const std::string& content) {
-    const int descriptor = mkstemp(_name);
-    EXPECT_EQ(write(descriptor, content.data(), content.size()), std::ssize(content));
-    close(descriptor);
-  }
-  ~File() { unlink(_name); }
-  std::string name() const { return _name; }
+  explicit File(const std::string& content) { std::ofstream(name(), std::ios::binary) << content; }
+  std::string name() const { return _folder / "pictures.y4m"; }
 
  private:
-  char _name[32] = "/tmp/y4m-XXXXXX";
+  const testing_support::TemporaryFolder _folder;
 };
 
 TEST(TestPattern, MovesAndStaysInItsRows) {

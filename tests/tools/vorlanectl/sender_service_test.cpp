@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include "tests/support/TemporaryFolder.h"
 #include "tests/tools/vorlanectl/FakeDoor.h"
 #include "tools/vorlanectl/SenderService.h"
 
@@ -16,8 +17,6 @@ using vorlanectl::Json;
 class SenderServiceTest : public testing::Test {
  protected:
   SenderServiceTest() {
-    std::string name = "/tmp/vorlanectl-served-XXXXXX";
-    root = mkdtemp(name.data());
     folder = root / "served";
     std::filesystem::create_directories(folder / "sub");
     write(folder / "list.m3u8", "#EXTM3U");
@@ -25,7 +24,6 @@ class SenderServiceTest : public testing::Test {
     write(root / "secret", "secret");
     std::filesystem::create_symlink(root / "secret", folder / "link");
   }
-  ~SenderServiceTest() override { std::filesystem::remove_all(root); }
 
   static void write(const std::filesystem::path& path, const std::string& text) {
     std::ofstream(path, std::ios::binary) << text;
@@ -59,7 +57,8 @@ class SenderServiceTest : public testing::Test {
     return "Perform \"failedURLResponse\" " + params.dump();
   }
 
-  std::filesystem::path root;
+  const testing_support::TemporaryFolder _temporary;
+  const std::filesystem::path root = _temporary.path();
   std::filesystem::path folder;
   Json out = Json::object();  // of the calls
   bool started = false;
