@@ -10,10 +10,6 @@ constexpr int kFirstDivisor = 4;
 /// The level that is shown; what is smaller only spreads the colours.
 constexpr std::size_t kShownLevel = 1;
 
-Uint8 level(float value) {
-  return static_cast<Uint8>(std::lround(std::clamp(value, 0.0F, 1.0F) * 255));
-}
-
 }  // namespace
 
 bool Blur::take(SDL_Renderer* renderer, int width, int height, platform::Color veil,
@@ -38,8 +34,8 @@ bool Blur::take(SDL_Renderer* renderer, int width, int height, platform::Color v
   // Veiled while it is small: the same over the whole screen costs a software renderer
   // milliseconds.
   SDL_SetRenderDrawBlendMode(renderer, SDL_BLENDMODE_BLEND);
-  SDL_SetRenderDrawColor(renderer, level(veil.red), level(veil.green), level(veil.blue),
-                         level(veil.alpha));
+  SDL_SetRenderDrawColor(renderer, colorLevel(veil.red), colorLevel(veil.green),
+                         colorLevel(veil.blue), colorLevel(veil.alpha));
   SDL_RenderFillRect(renderer, nullptr);
   SDL_SetRenderTarget(renderer, screen);
   _taken = true;
@@ -64,7 +60,7 @@ bool Blur::draw(SDL_Renderer* renderer, int width, int height, const SDL_FRect& 
                         scaled(place.y + place.h, height, blurredHeight) - top};
   if (source.w <= 0 || source.h <= 0) return true;
   SDL_SetTextureBlendMode(blurred, alpha >= 1 ? SDL_BLENDMODE_NONE : SDL_BLENDMODE_BLEND);
-  SDL_SetTextureAlphaMod(blurred, level(alpha));
+  SDL_SetTextureAlphaMod(blurred, colorLevel(alpha));
   SDL_RenderCopyF(renderer, blurred, &source, &place);
   SDL_SetTextureBlendMode(blurred, SDL_BLENDMODE_NONE);
   SDL_SetTextureAlphaMod(blurred, 255);

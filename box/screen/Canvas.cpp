@@ -9,10 +9,6 @@
 namespace box {
 namespace {
 
-Uint8 level(float value) {
-  return static_cast<Uint8>(std::lround(std::clamp(value, 0.0F, 1.0F) * 255));
-}
-
 /// Below this many pixels a fill is done before a tile is found.
 constexpr float kSmallestTiled = 1024;
 
@@ -59,15 +55,15 @@ void Canvas::fill(const platform::Rect& rect, platform::Color color, float alpha
 }
 
 void Canvas::fillPixels(const SDL_FRect& rect, platform::Color color, float alpha) {
-  const Uint8 opacity = level(color.alpha * alpha);
+  const Uint8 opacity = colorLevel(color.alpha * alpha);
   if (opacity == 0 || rect.w <= 0 || rect.h <= 0) return;
   if (opacity != 255 && _blendsTiles && rect.w * rect.h >= kSmallestTiled &&
       _fillWithTiles(rect, color, opacity)) {
     return;
   }
   SDL_SetRenderDrawBlendMode(_renderer, opacity == 255 ? SDL_BLENDMODE_NONE : SDL_BLENDMODE_BLEND);
-  SDL_SetRenderDrawColor(_renderer, level(color.red), level(color.green), level(color.blue),
-                         opacity);
+  SDL_SetRenderDrawColor(_renderer, colorLevel(color.red), colorLevel(color.green),
+                         colorLevel(color.blue), opacity);
   SDL_RenderFillRectF(_renderer, &rect);
 }
 
@@ -117,7 +113,7 @@ void Canvas::_roundedShape(const Shape& shape, const SDL_FRect& place, int corne
   const int side = 2 * corner;
   SDL_Texture* texture = _shapes.texture(_renderer, shape, side, side, _scale);
   if (!texture) return;
-  SDL_SetTextureAlphaMod(texture, level(alpha));
+  SDL_SetTextureAlphaMod(texture, colorLevel(alpha));
   const auto length = static_cast<float>(corner);
   const float right = place.x + place.w - length;
   const float bottom = place.y + place.h - length;
@@ -152,7 +148,7 @@ void Canvas::shapePart(const Shape& shape, const platform::Rect& rect, double fr
   const int left = static_cast<int>(std::lround(std::clamp(from, 0.0, 1.0) * width));
   const int right = static_cast<int>(std::lround(std::clamp(to, 0.0, 1.0) * width));
   if (!texture || left >= right) return;
-  SDL_SetTextureAlphaMod(texture, level(alpha));
+  SDL_SetTextureAlphaMod(texture, colorLevel(alpha));
   const SDL_Rect source{left, 0, right - left, height};
   const SDL_FRect target{place.x + static_cast<float>(left), place.y,
                          static_cast<float>(right - left), place.h};
@@ -228,7 +224,7 @@ void Canvas::text(TextRun run, const platform::Rect& rect, bool wraps, Vertical 
   const SDL_FRect target{area.x + static_cast<float>(picture.x),
                          area.y + static_cast<float>(std::round(offset) + picture.y),
                          static_cast<float>(picture.width), static_cast<float>(picture.height)};
-  SDL_SetTextureAlphaMod(picture.texture.get(), level(alpha));
+  SDL_SetTextureAlphaMod(picture.texture.get(), colorLevel(alpha));
   SDL_RenderCopyF(_renderer, picture.texture.get(), nullptr, &target);
 }
 

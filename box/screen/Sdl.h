@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+#include <cmath>
 #include <memory>
 
 #include <SDL.h>
@@ -20,5 +22,10 @@ using RendererPtr = std::unique_ptr<SDL_Renderer, SdlDeleter>;
 using TexturePtr = std::unique_ptr<SDL_Texture, SdlDeleter>;
 using SurfacePtr = std::unique_ptr<SDL_Surface, SdlDeleter>;
 using ControllerPtr = std::unique_ptr<SDL_GameController, SdlDeleter>;
+
+/// A part of a colour, 0 to 1, as SDL counts it.
+inline Uint8 colorLevel(float value) {
+  return static_cast<Uint8>(std::lround(std::clamp(value, 0.0F, 1.0F) * 255));
+}
 
 }  // namespace box

@@ -15,7 +15,7 @@ namespace box {
 namespace {
 
 constexpr std::size_t kCachedShapes = 64;
-constexpr std::size_t kCachedPixels = std::size_t{6} * 1024 * 1024;
+constexpr std::size_t kCachedShapePixels = std::size_t{6} * 1024 * 1024;
 
 void roundedPath(cairo_t* cairo, double inset, double width, double height, double radius) {
   using std::numbers::pi;
@@ -114,7 +114,7 @@ int outlinePixels(const Shape& shape, double scale) {
   return std::max(static_cast<int>(std::lround(shape.line * scale)), 1);
 }
 
-Shapes::Shapes() : _cache(kCachedShapes, kCachedPixels) {}
+Shapes::Shapes() : _cache(kCachedShapes, kCachedShapePixels) {}
 
 SDL_Texture* Shapes::texture(SDL_Renderer* renderer, const Shape& shape, int width, int height,
                              double scale) {

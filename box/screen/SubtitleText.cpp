@@ -15,7 +15,7 @@ namespace {
 
 using Alignment = CueLayout::Alignment;
 
-guint16 level(float value) {
+guint16 pangoLevel(float value) {
   return static_cast<guint16>(std::lround(std::clamp(value, 0.0F, 1.0F) * 65535));
 }
 
@@ -29,9 +29,10 @@ void appendAttributes(PangoAttrList* list, const SubtitleSpan& span) {
   const SubtitleLook& look = span.look;
   if (look.color) {
     const platform::Color& color = *look.color;
-    add(pango_attr_foreground_new(level(color.red), level(color.green), level(color.blue)));
+    add(pango_attr_foreground_new(pangoLevel(color.red), pangoLevel(color.green),
+                                  pangoLevel(color.blue)));
     // Zero would mean that nothing is said.
-    add(pango_attr_foreground_alpha_new(std::max<guint16>(level(color.alpha), 1)));
+    add(pango_attr_foreground_alpha_new(std::max<guint16>(pangoLevel(color.alpha), 1)));
   }
   if (look.bold) add(pango_attr_weight_new(*look.bold ? PANGO_WEIGHT_BOLD : PANGO_WEIGHT_NORMAL));
   if (look.italic)

@@ -15,7 +15,7 @@ namespace {
 using Anchor = CueLayout::Anchor;
 
 constexpr std::size_t kCachedCues = 16;
-constexpr std::size_t kCachedPixels = std::size_t{16} * 1024 * 1024;
+constexpr std::size_t kCachedCuePixels = std::size_t{16} * 1024 * 1024;
 /// Canvases up to this width have the shape of the picture, whatever the shape of their pixels.
 constexpr int kStretchedWidth = 768;
 
@@ -133,7 +133,7 @@ void copy(SDL_Renderer* renderer, SDL_Texture* texture, const SDL_FRect& target,
 }  // namespace
 
 Subtitles::Subtitles(const TextRenderer& texts)
-    : _texts(texts), _cache(kCachedCues, kCachedPixels) {}
+    : _texts(texts), _cache(kCachedCues, kCachedCuePixels) {}
 
 const Subtitles::Drawn& Subtitles::_drawn(SDL_Renderer* renderer,
                                           const std::shared_ptr<const SubtitleCue>& cue,

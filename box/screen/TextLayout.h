@@ -8,11 +8,15 @@
 namespace box {
 
 struct PangoDeleter {
+  void operator()(PangoFontMap* fonts) const { g_object_unref(fonts); }
+  void operator()(PangoContext* context) const { g_object_unref(context); }
   void operator()(PangoLayout* layout) const { g_object_unref(layout); }
   void operator()(PangoAttrList* list) const { pango_attr_list_unref(list); }
   void operator()(PangoLayoutIter* iter) const { pango_layout_iter_free(iter); }
   void operator()(PangoFontDescription* font) const { pango_font_description_free(font); }
 };
+using PangoFontMapPtr = std::unique_ptr<PangoFontMap, PangoDeleter>;
+using PangoContextPtr = std::unique_ptr<PangoContext, PangoDeleter>;
 using PangoLayoutPtr = std::unique_ptr<PangoLayout, PangoDeleter>;
 using PangoAttrListPtr = std::unique_ptr<PangoAttrList, PangoDeleter>;
 using PangoLayoutIterPtr = std::unique_ptr<PangoLayoutIter, PangoDeleter>;

@@ -14,14 +14,8 @@ namespace box {
 namespace {
 
 constexpr std::size_t kCachedTexts = 96;
-constexpr std::size_t kCachedPixels = std::size_t{6} * 1024 * 1024;
+constexpr std::size_t kCachedTextPixels = std::size_t{6} * 1024 * 1024;
 constexpr std::size_t kCachedExtents = 1024;
-
-struct GObjectDeleter {
-  void operator()(void* object) const { g_object_unref(object); }
-};
-using ContextPtr = std::unique_ptr<PangoContext, GObjectDeleter>;
-using FontMapPtr = std::unique_ptr<PangoFontMap, GObjectDeleter>;
 
 /// Valid UTF-8 of a length that is worth shaping.
 std::string presentable(const std::string& text) {
@@ -91,8 +85,8 @@ bool runsRightToLeft(const std::string& text) {
 }
 
 struct TextRenderer::Impl {
-  FontMapPtr fonts{pango_cairo_font_map_new()};
-  ContextPtr context{pango_font_map_create_context(fonts.get())};
+  PangoFontMapPtr fonts{pango_cairo_font_map_new()};
+  PangoContextPtr context{pango_font_map_create_context(fonts.get())};
 
   explicit Impl(const std::string& language) {
     const std::string name = fontLanguage(language);
@@ -130,7 +124,7 @@ struct TextRenderer::Impl {
 
 TextRenderer::TextRenderer(const std::string& language)
     : _impl(std::make_unique<Impl>(language)),
-      _cache(kCachedTexts, kCachedPixels),
+      _cache(kCachedTexts, kCachedTextPixels),
       _extents(kCachedExtents, kCachedExtents) {}
 TextRenderer::~TextRenderer() = default;
 

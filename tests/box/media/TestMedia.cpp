@@ -153,7 +153,8 @@ constexpr const char* kEncrypter = "tests/support/make_encrypted_media";
 std::string cacheKey(std::string command, const std::string& folder) {
   for (auto at = command.find(folder); at != command.npos; at = command.find(folder, at))
     command.erase(at, folder.size());
-  for (const char* source : {"tests/box/media/TestMedia.cpp", kEncrypter, "tests/support/encrypt_mp4.py"}) {
+  for (const char* source :
+       {"tests/box/media/TestMedia.cpp", kEncrypter, "tests/support/encrypt_mp4.py"}) {
     std::ifstream file(source);
     command.append(std::istreambuf_iterator<char>(file), {});
   }
@@ -224,10 +225,10 @@ std::string TestMedia::_made(std::string_view name) const {
   if (name == "pictured.mkv") {
     // Subtitles as a disc has them; what is in them does not matter.
     _make("gst-launch-1.0 -q filesrc location=" + _made("clip.mp4") +
-        " ! qtdemux name=d  matroskamux name=m ! filesink location=" + path +
-        "  d.video_0 ! h264parse ! queue ! m.  d.audio_0 ! aacparse ! queue ! m."
-        "  fakesrc sizetype=fixed sizemax=100 num-buffers=3 datarate=100 format=time"
-        " ! subpicture/x-dvd ! m.");
+          " ! qtdemux name=d  matroskamux name=m ! filesink location=" + path +
+          "  d.video_0 ! h264parse ! queue ! m.  d.audio_0 ! aacparse ! queue ! m."
+          "  fakesrc sizetype=fixed sizemax=100 num-buffers=3 datarate=100 format=time"
+          " ! subpicture/x-dvd ! m.");
     return path;
   }
   if (name.starts_with("tracks") || name == "ttml.mp4")
@@ -282,7 +283,7 @@ std::string TestMedia::url(std::string_view name, std::string_view options) cons
   const std::string made = path(name);
   if (!std::filesystem::exists(made))
     _make("ffmpeg -v error -nostdin -y" + std::string(kPicture) + std::string(kTone) +
-        std::string(kOtherTone) + " " + std::string(options) + " " + made);
+          std::string(kOtherTone) + " " + std::string(options) + " " + made);
   return "http://127.0.0.1:" + std::to_string(_server.port) + "/" + std::string(name);
 }
 
