@@ -175,6 +175,31 @@ TEST_F(TVVorlaneSessionManagerTest, ReadyWithoutAControllerIsAProgrammingError) 
             "_mediaViewController != nil");
 }
 
+/// Notes what the slots hold when the host is asked to end the presentation.
+class SlotsAtDismissal final : public platform::ViewServiceHostProxy {
+ public:
+  explicit SlotsAtDismissal(TVVorlaneMediaViewController& controller) : _controller(controller) {}
+  void dismissWithResult(const Value&) override {
+    wereEmpty = !_controller.pinInfoSession() && !_controller.videoPlaybackSession();
+  }
+  std::optional<bool> wereEmpty;
+
+ private:
+  TVVorlaneMediaViewController& _controller;
+};
+
+TEST_F(TVVorlaneSessionManagerTest, SlotsAreClearedBeforeTheDismissal) {
+  const auto video = startVideo();
+  const auto pin = startPin();
+  box.run();
+  const auto proxy = std::make_shared<SlotsAtDismissal>(*rootController());
+  rootController()->setHostProxy(proxy);
+  video->stopWithOptions({}, nullptr);
+  pin->stopWithOptions({}, nullptr);
+  box.run();
+  EXPECT_EQ(proxy->wereEmpty, true);
+}
+
 TEST_F(TVVorlaneSessionManagerTest, ChangesOfATurnAreOneUpdate) {
   box.screen().setOpening(Opening::NeverAnswers);
   startVideo();

@@ -1,7 +1,11 @@
 #include "sim/Box.h"
 
+#include <atomic>
 #include <chrono>
+#include <latch>
+#include <memory>
 #include <stdexcept>
+#include <thread>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -148,6 +152,30 @@ TEST(BoxLaunch, RunsAnApplicationFromLaunchToEnd) {
   EXPECT_EQ(box.run({std::make_shared<Launched>(story, true), nullptr, nullptr}), 0);
   EXPECT_THAT(story, ElementsAre("launch", "turn", "terminate"));
   EXPECT_EQ(box.run({std::make_shared<Launched>(story, false), nullptr, nullptr}), 1);
+}
+
+struct Counted {
+  Counted() { ++made; }
+  static inline std::atomic<int> made = 0;
+};
+
+TEST(BoxLife, SharedInstancesAreMadeOnceWhenFirstUsesRace) {
+  constexpr int kRounds = 200;
+  Counted::made = 0;
+  for (int round = 0; round < kRounds; ++round) {
+    sim::Box box;
+    std::latch together(2);
+    std::shared_ptr<Counted> other;
+    std::thread thread([&] {
+      together.arrive_and_wait();
+      other = box.sharedInstance<Counted>();
+    });
+    together.arrive_and_wait();
+    const auto own = box.sharedInstance<Counted>();
+    thread.join();
+    ASSERT_EQ(own, other);
+  }
+  EXPECT_EQ(Counted::made, kRounds);
 }
 
 TEST(BoxLife, DiesWhileACallWaits) {

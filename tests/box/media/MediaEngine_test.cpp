@@ -189,12 +189,19 @@ TEST_F(MediaEngineTest, EndTimesEndInTheirDirection) {
 }
 
 TEST_F(MediaEngineTest, StallsWhenTheMediaDoNotArriveAndGoesOn) {
+  bool tellsBeforeReady = false;
   // A machine that is busier than the server is slow leaves nothing to wait for.
   for (int attempt = 0; attempt < 4 && harness.count("stall") == 0; ++attempt) {
     harness.load(TestMedia::shared().slowURL("heavy_6s.mp4"));
-    harness.until([&] { return harness.count("stall") > 0; }, std::chrono::seconds(12));
+    harness.until(
+        [&] {
+          tellsBeforeReady |= harness.factsChanges() > 0 && harness.count("ready") == 0;
+          return harness.count("stall") > 0;
+        },
+        std::chrono::seconds(12));
   }
   ASSERT_GE(harness.count("stall"), 1);
+  EXPECT_TRUE(tellsBeforeReady) << "how far the buffer is";
   ASSERT_TRUE(harness.untilTold("play 1", 1));
   EXPECT_EQ(harness.count("fail"), 0);
   EXPECT_EQ(harness.misplaced(), 0);
