@@ -187,7 +187,7 @@ void TestMedia::_make(const std::string& command) const {
   if (!cache) return run(command);
   const fs::path kept = fs::path(cache) / cacheKey(command, _folder.string());
   if (fs::exists(kept)) {
-    fs::copy(kept, _folder, fs::copy_options::overwrite_existing);
+    fs::copy(kept, _folder, fs::copy_options::recursive | fs::copy_options::overwrite_existing);
     return;
   }
   const std::set<fs::path> before{fs::directory_iterator(_folder), {}};
