@@ -161,15 +161,26 @@ void Canvas::scrim(const platform::Rect& rect, double fade, float alpha) {
   const auto height = static_cast<double>(place.h);
   constexpr auto kMiddle = static_cast<double>(theme::kScrimUnderText.alpha);
   constexpr auto kFull = static_cast<double>(theme::kScrim.alpha);
-  for (int row = 0; row < static_cast<int>(place.h); ++row) {
+  // Eased at both ends of each part, so that no edge is seen.
+  const auto opacityOf = [&](int row) {
     const double y = row + 0.5;
-    // Eased at both ends of each part, so that no edge is seen.
     const double opacity =
         y < fading ? kMiddle * theme::eased(y / fading)
                    : kMiddle + (kFull - kMiddle) * theme::eased((y - fading) / (height - fading));
+    return colorLevel(static_cast<float>(opacity) * alpha);
+  };
+  // Rows of one opacity are filled together: a fill costs more than the pixels of a row.
+  const int rows = static_cast<int>(place.h);
+  for (int first = 0; first < rows;) {
+    const Uint8 opacity = opacityOf(first);
+    int last = first + 1;
+    while (last < rows && opacityOf(last) == opacity) ++last;
     platform::Color color = theme::kScrim;
-    color.alpha = static_cast<float>(opacity);
-    fillPixels({place.x, place.y + static_cast<float>(row), place.w, 1}, color, alpha);
+    color.alpha = static_cast<float>(opacity) / 255;
+    fillPixels(
+        {place.x, place.y + static_cast<float>(first), place.w, static_cast<float>(last - first)},
+        color, 1);
+    first = last;
   }
 }
 

@@ -32,7 +32,7 @@ struct Comparison {
 };
 /// 2.3 is the largest difference that nobody sees.
 constexpr Comparison kStrict{6, 2.3};
-constexpr Comparison kOfOtherSystems{30, 6};
+constexpr Comparison kOfOtherSystems{18, 2.3};
 
 /// What decides on how letters look.
 std::string thisSystem() {
