@@ -157,7 +157,8 @@ std::vector<Scene> gallery(const char* language) {
     return element;
   };
   const auto stopped = [&](const char* message, const char* hint) {
-    return over(MessageElement{text(message), text(hint)});
+    // There is no picture any more.
+    return sceneOf({FillElement{kBlack}, MessageElement{text(message), hint ? text(hint) : ""}});
   };
   std::string longTitle = words.title;
   while (longTitle.size() < 150) longTitle += std::string(" – ") + words.title;
@@ -226,22 +227,23 @@ std::vector<Scene> gallery(const char* language) {
       stopped("TVVorlanePlayerNotAllowed", "TVVorlanePlayerRetryHint"),
       stopped("TVVorlanePlayerEnded", "TVVorlanePlayerReplayHint"),
 
+      stopped("TVVorlanePlayerEnded", nullptr),
       over(AlertElement{alertTitle, alertText, {ok}, 0}),
       withCode(text("TVVorlanePINTitle"), "2718"),
-      withCode(text("TVVorlanePINTitle"), "31415926"),
 
+      withCode(text("TVVorlanePINTitle"), "31415926"),
       mirrored(356, 200),
       mirrored(200, 356),
-      withTexts(356, {plain}),
 
+      withTexts(356, {plain}),
       withTexts(478, {brief}),
       withTexts(478, {plain}),
-      withTexts(800, {plain}),
 
+      withTexts(800, {plain}),
       withTexts(356, {marked, above}),
       withTexts(356, {plain}, wished),
-      withTexts(356, {drawn}),
 
+      withTexts(356, {drawn}),
       std::move(belowBar),
   };
 }
