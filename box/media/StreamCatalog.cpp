@@ -68,7 +68,7 @@ std::vector<StreamDescription> StreamCatalog::_describe(GstStreamCollection* col
     description.forced = description.forced || _forced.contains(description.id);
     if (!offers) continue;
     for (const StreamOffer& each : offers->streams)
-      if (each.stream == description.id) {
+      if (each.stream == nameOfStreamID(description.id)) {
         addOffer(each, description);
         break;
       }

@@ -47,8 +47,10 @@ std::string nameOfLanguage(const std::string& language) {
 
 std::string nameOf(const std::string& id, const GstTagList* tags, const std::string& language) {
   if (std::string title = tagText(tags, GST_TAG_TITLE); !title.empty()) return title;
+  const std::string_view name = nameOfStreamID(id);
   for (const std::string_view prefix : kNamePrefixes)
-    if (id.starts_with(prefix) && id.size() > prefix.size()) return id.substr(prefix.size());
+    if (name.starts_with(prefix) && name.size() > prefix.size())
+      return std::string(name.substr(prefix.size()));
   return nameOfLanguage(language);
 }
 
@@ -58,6 +60,13 @@ bool isAlphanumeric(const std::string& text) {
 }
 
 }  // namespace
+
+std::string_view nameOfStreamID(std::string_view id) {
+  constexpr std::size_t kHashDigits = 64;
+  const bool hasHash = id.size() > kHashDigits && id[kHashDigits] == '/' &&
+                       id.find_first_not_of("0123456789abcdef") == kHashDigits;
+  return hasHash ? id.substr(kHashDigits + 1) : id;
+}
 
 std::optional<std::uint32_t> numberOfStreamID(const std::string& id) {
   const std::size_t slash = id.rfind('/');

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <gst/gst.h>
@@ -28,6 +29,10 @@ struct StreamDescription {
 StreamDescription describeStream(GstStream* stream);
 /// Adds what a playlist says of the stream.
 void addOffer(const StreamOffer& offer, StreamDescription& stream);
+
+/// The name of a stream in a playlist, in the stream id that its demuxer gives. Since
+/// GStreamer 1.24 the id has a hash and a slash before the name.
+std::string_view nameOfStreamID(std::string_view id);
 
 /// The number of an mp4 or Matroska track, or the PID of a transport stream, in a stream's id.
 std::optional<std::uint32_t> numberOfStreamID(const std::string& id);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <memory>
 #include <mutex>
+#include <string_view>
 #include <vector>
 
 #include "box/media/GstRef.h"
@@ -15,6 +16,13 @@ struct GateInput {
   ~GateInput() { g_weak_ref_clear(&pad); }
   GateInput(const GateInput&) = delete;
   GateInput& operator=(const GateInput&) = delete;
+
+  /// decodebin3 has one input from the start, which playbin3 does not link since GStreamer 1.24.
+  bool isUnused() {
+    const GstRef<GstPad> strong(static_cast<GstPad*>(g_weak_ref_get(&pad)));
+    return strong && std::string_view(GST_OBJECT_NAME(strong.get())) == "sink" &&
+           !gst_pad_is_linked(strong.get());
+  }
 
   const void* const identity;
   GWeakRef pad;
@@ -78,8 +86,9 @@ class EosGate {
 
  private:
   bool _othersHavePassed(const GateInput& input) const {
-    return std::all_of(_inputs.begin(), _inputs.end(),
-                       [&](const auto& other) { return other.get() == &input || other->passed; });
+    return std::all_of(_inputs.begin(), _inputs.end(), [&](const auto& other) {
+      return other.get() == &input || other->passed || other->isUnused();
+    });
   }
   std::vector<BlockedPad> _takeReleased() {
     std::vector<BlockedPad> released;

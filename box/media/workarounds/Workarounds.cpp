@@ -64,13 +64,13 @@ struct Workarounds::Entry {
 
 const std::vector<Workarounds::Entry>& Workarounds::_entries() {
   static const std::vector<Entry> entries = {
-      {{"AdaptiveLeftDownload", "adaptivedemux2", {kGStreamer12}},
+      {{"AdaptiveLeftDownload", "adaptivedemux2", {kGStreamer12, kGStreamer13}},
        {.forProcess = countSoupDownloads, .beforeStop = endDownloads}},
       {{"AdaptiveLostCancel", "adaptivedemux2", {kGStreamer12}},
        {.forProcess = countSoupDownloads, .forPlaybin = installAdaptiveLostCancel}},
       {{"AdaptiveTaskLeak", "adaptivedemux2", {kGStreamer12}},
        {.forProcess = installAdaptiveTaskLeak}},
-      {{"Decodebin3EarlyEos", "playback", {kGStreamerBoth}},
+      {{"Decodebin3EarlyEos", "playback", {kGStreamer12}},
        {.forPlaybin = installDecodebin3EarlyEos}},
       {{"Decodebin3StartOrder", "playback", {kGStreamerBoth}},
        {.forPlaybin = installDecodebin3StartOrder}},
@@ -108,6 +108,9 @@ Workarounds::Workarounds() {
   const WorkaroundChoice choice = chooseWorkarounds(rules, running, setting ? setting : "");
   for (const std::string& word : choice.unknownWords)
     TVSLogError(TVSSystemLog, "VORLANE_WORKAROUNDS has the unknown word \"%@\"", word);
+  const WorkaroundChoice needed = chooseWorkarounds(rules, running, {});
+  for (std::size_t index = 0; index < rules.size(); ++index)
+    if (needed.isOn[index]) _needed.push_back(rules[index].name);
   std::string names;
   for (std::size_t index = 0; index < rules.size(); ++index) {
     if (!choice.isOn[index]) continue;
@@ -125,6 +128,10 @@ Workarounds::Workarounds() {
 bool Workarounds::isOn(std::string_view name) const {
   return std::any_of(_active.begin(), _active.end(),
                      [&](const Entry* entry) { return entry->rule.name == name; });
+}
+
+bool Workarounds::isNeeded(std::string_view name) const {
+  return std::find(_needed.begin(), _needed.end(), name) != _needed.end();
 }
 
 void Workarounds::installForProcess() const {

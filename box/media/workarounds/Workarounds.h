@@ -32,6 +32,8 @@ class Workarounds {
   static const Workarounds& shared();
 
   bool isOn(std::string_view name) const;
+  /// Whether the running versions need it, whatever the environment says.
+  bool isNeeded(std::string_view name) const;
 
   /// Once, before the first playbin is made. Logs one line that names the workarounds that are on.
   void installForProcess() const;
@@ -51,6 +53,7 @@ class Workarounds {
   static const std::vector<Entry>& _entries();
 
   std::vector<const Entry*> _active;
+  std::vector<std::string> _needed;
   std::string _summary;
 };
 

@@ -89,8 +89,7 @@ TEST_F(MediaEngineTest, TheFirstFrameIsAPictureThatCanBeRead) {
 TEST_F(MediaEngineTest, TellsHowAPictureIsToBeTurned) {
   loadPaused("turned.mp4");
   ASSERT_TRUE(harness.until([&] { return harness.frame() != nullptr; }));
-  // ffmpeg counts the other way round.
-  EXPECT_EQ(harness.frame()->rotationDegrees, 270);
+  EXPECT_EQ(harness.frame()->rotationDegrees, 90);
   EXPECT_EQ(harness.frame()->width, 320);
 }
 
