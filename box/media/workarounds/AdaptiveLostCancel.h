@@ -8,11 +8,11 @@ namespace box {
 /// a download that this thread has not taken yet, the cancellation is lost: the download goes on
 /// beside the one that replaces it.
 ///
-/// Library: adaptivedemux2 of GStreamer 1.22.0. No upstream report known.
+/// Library: adaptivedemux2 of GStreamer 1.22.0 and 1.26.2. No upstream report known.
 /// Without it: a seek right after another one ends the process with an assertion, or the demuxer
 ///   takes the bytes of the old download for those of the new one.
 /// Test: AdaptiveLostCancel_test.cpp.
-/// Delete it when no supported system has GStreamer 1.22, or when adaptivedemux2 is not used.
+/// Delete it when adaptivedemux2 is not used.
 ///
 /// How: a flush of a seek waits, half a second at most, until the thread has taken everything that
 /// was handed to it. During the flush the demuxer starts no download and has cancelled none yet.

@@ -5,12 +5,11 @@
 namespace box {
 
 /// Fault: when one input of a decodebin3 ends before another one has begun, decodebin3 removes the
-/// stream that has ended, and dereferences it when it is stopped.
+/// stream that has ended. 1.22 dereferences it when it is stopped; 1.26 fails an assertion when it
+/// is asked to select it.
 ///
-/// Library: playback of GStreamer 1.22.0. No upstream report known. 1.26.2 removes the stream too,
-/// and fails an assertion in handle_stream_switch when it is asked to select it; but there this
-/// workaround keeps the EOS event of the pipeline from coming, so it is off.
-/// Without it: a short clip on a busy machine ends the process.
+/// Library: playback of GStreamer 1.22.0 and 1.26.2. No upstream report known.
+/// Without it: a short clip on a busy machine, or one with several texts, ends the process.
 /// Test: Decodebin3EarlyEos_test.cpp.
 /// Delete it when decodebin3 keeps such a stream.
 ///

@@ -66,11 +66,11 @@ const std::vector<Workarounds::Entry>& Workarounds::_entries() {
   static const std::vector<Entry> entries = {
       {{"AdaptiveLeftDownload", "adaptivedemux2", {kGStreamer12, kGStreamer13}},
        {.forProcess = countSoupDownloads, .beforeStop = endDownloads}},
-      {{"AdaptiveLostCancel", "adaptivedemux2", {kGStreamer12}},
+      {{"AdaptiveLostCancel", "adaptivedemux2", {kGStreamer12, kGStreamer13}},
        {.forProcess = countSoupDownloads, .forPlaybin = installAdaptiveLostCancel}},
       {{"AdaptiveTaskLeak", "adaptivedemux2", {kGStreamer12}},
        {.forProcess = installAdaptiveTaskLeak}},
-      {{"Decodebin3EarlyEos", "playback", {kGStreamer12}},
+      {{"Decodebin3EarlyEos", "playback", {kGStreamer12, kGStreamer13}},
        {.forPlaybin = installDecodebin3EarlyEos}},
       {{"Decodebin3StartOrder", "playback", {kGStreamerBoth}},
        {.forPlaybin = installDecodebin3StartOrder}},
