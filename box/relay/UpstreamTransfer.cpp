@@ -119,7 +119,11 @@ platform::Error errorOfTransfer(CURLcode code) {
     case CURLE_WEIRD_SERVER_REPLY:
     case CURLE_BAD_CONTENT_ENCODING:
     case CURLE_FILESIZE_EXCEEDED:
+    // A header field beyond libcurl's own limit; the second code since 8.6.
     case CURLE_OUT_OF_MEMORY:
+#if LIBCURL_VERSION_NUM >= 0x080600
+    case CURLE_TOO_LARGE:
+#endif
       return networkError(URLErrorCode::BadServerResponse);
     default:
       return networkError(URLErrorCode::NetworkConnectionLost);
