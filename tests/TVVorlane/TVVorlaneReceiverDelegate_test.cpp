@@ -182,7 +182,7 @@ TEST_F(ReceiverDelegateTest, ValuesBesideErrorsAndFailuresWithoutErrors) {
 }
 
 TEST_F(ReceiverDelegateTest, StopsAddressTheSessionOfThatNumber) {
-  for (const std::uint32_t number : {4, 5}) {
+  for (const std::uint32_t number : {4U, 5U}) {
     box.call([&] { return delegate->vorlaneUIStartAudio({{"sessionID", number}}, nullptr); });
     box.call([&] {
       return delegate->vorlaneUIStartPresentation({{"sessionID", number}}, nullptr);

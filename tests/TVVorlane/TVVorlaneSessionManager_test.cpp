@@ -238,7 +238,7 @@ TEST(TVVorlaneSessionManagerFailureTest, TheHostsAnswersReachEveryCompletion) {
     std::optional<platform::Error> error;
     std::optional<platform::Error> expected;  // none: it waits for the view controller
   } cases[] = {{true, {}, {}}, {true, own, own}, {false, own, own}, {false, {}, unknown}};
-  for (const auto& [success, error, expected] : cases) {
+  for (const auto& one : cases) {
     AnsweringBox box;
     const auto manager = TVVorlaneSessionManager::sharedInstance();
     Completions completions;
@@ -249,12 +249,12 @@ TEST(TVVorlaneSessionManagerFailureTest, TheHostsAnswersReachEveryCompletion) {
     box.run();
     ASSERT_TRUE(box.viewServiceHost().answer);
     // From any thread.
-    std::thread([&] { box.viewServiceHost().answer(success, error); }).join();
+    std::thread([&] { box.viewServiceHost().answer(one.success, one.error); }).join();
     box.run();
-    const std::size_t count = expected ? 2 : 0;
-    EXPECT_EQ(completions.errors, std::vector(count, expected));
+    const std::size_t count = one.expected ? 2 : 0;
+    EXPECT_EQ(completions.errors, std::vector(count, one.expected));
     EXPECT_EQ(manager->stateMachine().currentState(),
-              expected ? "Background" : "Moving to Foreground");
+              one.expected ? "Background" : "Moving to Foreground");
   }
 }
 
