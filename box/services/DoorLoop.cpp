@@ -110,8 +110,12 @@ void Door::Loop::_poll(std::optional<platform::TimePoint> deadline) {
       _inbox->run();
     } else if (tag == &_listener) {
       _accept();
-    } else if (tag != &_bus) {
-      _giveTurn(*static_cast<Connection*>(tag));
+    } else {
+      // A child process that has not executed its program yet holds copies of descriptors, so that
+      // the kernel may report a connection that is gone. Those of the bus's folder need no turn.
+      const auto found = std::find_if(_connections.begin(), _connections.end(),
+                                      [&](const auto& each) { return each.get() == tag; });
+      if (found != _connections.end()) _giveTurn(**found);
     }
   }
 }
@@ -244,7 +248,11 @@ void Door::Loop::_dropDoomed() {
   const auto isDoomed = [](const auto& connection) { return connection->peer->isDoomed(); };
   if (std::none_of(_connections.begin(), _connections.end(), isDoomed)) return;
   for (const auto& connection : _connections) {
-    if (!isDoomed(connection) || connection->peer->kind() != Peer::Kind::Bus) continue;
+    if (!isDoomed(connection)) continue;
+    // Otherwise a copy of the descriptor would keep it watched.
+    if (const int descriptor = connection->peer->descriptor(); descriptor >= 0)
+      epoll_ctl(_epoll.get(), EPOLL_CTL_DEL, descriptor, nullptr);
+    if (connection->peer->kind() != Peer::Kind::Bus) continue;
     _isOnBus = false;
     _bus->didEnd(-EPIPE);
   }

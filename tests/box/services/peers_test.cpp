@@ -1,7 +1,10 @@
 #include <chrono>
+#include <vector>
 
+#include <fcntl.h>
 #include <sys/wait.h>
 
+#include "box/services/FileDescriptor.h"
 #include "tests/box/services/DoorFixture.h"
 
 namespace {
@@ -169,6 +172,21 @@ TEST_F(Peers, MoreThanSixtyFourAreRefused) {
   // Served after the end of the other, which came before it.
   peers.front()->ready();
   EXPECT_EQ(client()->getProperty("x").error, "");
+}
+
+TEST_F(Peers, OneThatEndsWhileItsDescriptorIsCopiedIsForgotten) {
+  openDoor();
+  auto leaving = client();
+  ASSERT_EQ(leaving->getProperty("x").error, "");
+  // What a child process does between fork() and execve().
+  std::vector<box::FileDescriptor> copies;
+  for (int descriptor = 3; descriptor < 256; ++descriptor)
+    if (const int copy = fcntl(descriptor, F_DUPFD_CLOEXEC, 256); copy >= 0)
+      copies.emplace_back(copy);
+  // The test has a copy of the client's end too, which would keep the connection open.
+  shutdown(sd_bus_get_fd(leaving->bus()), SHUT_RDWR);
+  leaving.reset();
+  for (int call = 0; call < 20; ++call) EXPECT_EQ(client()->getProperty("x").error, "");
 }
 
 TEST_F(Peers, AnotherUserIsRefused) {
