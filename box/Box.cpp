@@ -227,8 +227,8 @@ void Box::_terminate(int signal) {
 }
 
 void Box::_closePlayers() {
-  // Senders and logs must not take this for a stop by the user, so no session is told of it:
-  // everything that holds a player is let go of instead.
+  // Senders and logs must not take this for a stop by the user, so no session is told.
+  // Every owner of a player is released instead.
   _viewServiceHost.close();
   releaseSharedInstances();
   _mainQueue.discard();

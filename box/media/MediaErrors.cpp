@@ -116,7 +116,7 @@ std::optional<Error> missingPluginError(const GstStructure* message) {
                             : gst_structure_get_name(gst_caps_get_structure(caps, 0));
     // Subtitles and data that nobody can read leave picture and sound alone.
     const std::string_view kind(media);
-    // Since GStreamer 1.24 a page is known as what it is.
+    // GStreamer 1.24 and later report a web page as text/html.
     if (kind == "text/html") return unrecognizedError();
     for (const std::string_view harmless :
          {"text/", "subpicture/", "subtitle/", "meta/", "closedcaption/", "application/x-subtitle",

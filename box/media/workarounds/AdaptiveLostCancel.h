@@ -6,7 +6,7 @@ namespace box {
 
 /// Fault: a demuxer of playlists hands its downloads to a thread of their own. When a seek cancels
 /// a download that this thread has not taken yet, the cancellation is lost: the download goes on
-/// beside the one that replaces it.
+/// while the new one runs.
 ///
 /// Library: adaptivedemux2 of GStreamer 1.22.0 and 1.26.2. No upstream report known.
 /// Without it: a seek right after another one ends the process with an assertion, or the demuxer

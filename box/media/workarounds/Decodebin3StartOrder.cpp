@@ -13,7 +13,7 @@ void startDecodersBeside(GstBin*, GstBin* parent, GstElement* element, gpointer)
       siblings,
       [](const GValue* value, gpointer) {
         auto* const sibling = GST_ELEMENT(g_value_get_object(value));
-        // One that plays already belongs to the item before, and keeps its state.
+        // A playing decodebin3 belongs to the previous item. Its state stays as it is.
         if (isMadeBy(sibling, "decodebin3") && GST_STATE(sibling) < GST_STATE_PAUSED)
           gst_element_set_state(sibling, GST_STATE_PAUSED);
       },

@@ -10,7 +10,7 @@
 namespace box {
 namespace {
 
-/// The queue waits for data that are no further ahead of what it has downloaded.
+/// queue2 waits for data at most this far ahead of the end of its download.
 constexpr guint64 kWaitBytes = guint64{512} * 1024;
 
 struct ByteRange {
@@ -100,7 +100,7 @@ bool isPadFlushing(GstPad* pad) {
   return result;
 }
 
-/// Puts the queue into the state of one that was just activated.
+/// Resets the queue to its state right after activation.
 void forgetAll(Ring& ring) {
   auto* const parent = GST_OBJECT(ring.queue);
   GST_PAD_ACTIVATEMODEFUNC(ring.source)(ring.source, parent, GST_PAD_MODE_PULL, TRUE);

@@ -8,7 +8,7 @@ namespace {
 
 bool needsWorkaround(const WorkaroundRule& rule,
                      const std::map<std::string, LibraryVersion>& running) {
-  const auto library = running.find(rule.library);
+  const auto library = running.find(rule.component);
   if (library == running.end()) return false;
   const LibraryVersion& version = library->second;
   return std::any_of(rule.versions.begin(), rule.versions.end(), [&](const VersionRange& range) {

@@ -31,7 +31,7 @@ struct VersionRange {
 
 struct WorkaroundRule {
   std::string name;
-  std::string library;
+  std::string component;
   std::vector<VersionRange> versions;
 };
 

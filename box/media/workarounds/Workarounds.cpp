@@ -101,8 +101,8 @@ Workarounds::Workarounds() {
                             soup_get_micro_version()};
   running["libsoup"] = soup;
   for (const WorkaroundRule& rule : rules)
-    if (const auto version = versionOfPlugin(rule.library.c_str()))
-      running[rule.library] = *version;
+    if (const auto version = versionOfPlugin(rule.component.c_str()))
+      running[rule.component] = *version;
 
   const char* const setting = std::getenv("VORLANE_WORKAROUNDS");
   const WorkaroundChoice choice = chooseWorkarounds(rules, running, setting ? setting : "");
