@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstddef>
 #include <cstring>
+#include <string_view>
 
 #include <execinfo.h>
 #include <unistd.h>
@@ -44,19 +45,21 @@ void put(const char* text, std::size_t size) {
   }
 }
 
-void put(const char* text) { put(text, std::strlen(text)); }
-
+/// Writes whole lines, each at once, so that lines of threads that still run do not come between.
 /// With the priority in front of each line, where the journal reads it.
 void putLog(const char* text, std::size_t size) {
-  static bool atLineStart = true;
-  while (size > 0) {
-    if (atLineStart && journal) put("<2>");
-    const auto* newline = static_cast<const char*>(std::memchr(text, '\n', size));
-    const std::size_t piece = newline ? static_cast<std::size_t>(newline - text) + 1 : size;
-    put(text, piece);
-    atLineStart = newline != nullptr;
-    text += piece;
-    size -= piece;
+  static std::array<char, 4096> line;
+  static std::size_t used = 0;
+  constexpr std::string_view kPriority = "<2>";
+  for (; size > 0; ++text, --size) {
+    if (used == 0 && journal) {
+      std::memcpy(line.data(), kPriority.data(), kPriority.size());
+      used = kPriority.size();
+    }
+    line[used++] = *text;
+    if (*text != '\n' && used < line.size()) continue;
+    put(line.data(), used);
+    used = 0;
   }
 }
 
