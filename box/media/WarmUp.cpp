@@ -9,6 +9,7 @@
 #include "box/media/ClearKeyDecryptor.h"
 #include "box/media/GstRef.h"
 #include "box/media/TextStream.h"
+#include "box/media/elements/Elements.h"
 #include "box/media/workarounds/Workarounds.h"
 #include "platform/foundation/TVSLogger.h"
 
@@ -45,6 +46,7 @@ void bringUp() {
   }
   registerClearKeyDecryptor();
   registerTextStream();
+  registerElements();
   Workarounds::shared().installForProcess();
   for (const char* name : kCommonElements) load(name);
   if (GstPlugin* types = gst_plugin_load_by_name("typefindfunctions")) gst_object_unref(types);
