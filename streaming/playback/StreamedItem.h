@@ -12,20 +12,10 @@
 #include "streaming/playback/PresentationPlayback.h"
 #include "streaming/playback/ResourceReader.h"
 #include "streaming/transfer/ItemSetup.h"
+#include "streaming/transfer/TransferBounds.h"
+#include "streaming/transfer/TransferStatistics.h"
 
 namespace streaming {
-
-/// What went over the network for an item so far.
-struct TransferStatistics {
-  std::uint64_t requestCount = 0;      ///< to servers, retries included
-  std::uint64_t bytesTransferred = 0;  ///< of bodies
-  double transferSeconds = 0;          ///< during which at least one body was under way
-  std::uint64_t stallCount = 0;        ///< transfers that went silent
-  std::uint64_t retryCount = 0;
-  std::optional<double> observedBitrate;  ///< bits a second, recent transfers weighing more
-  std::optional<double> observedBitrateDeviation;
-  std::string serverAddress;  ///< of the newest connection
-};
 
 /// A time during which one server sent one representation of the picture, or else of the sound.
 struct TransferLeg {
@@ -91,6 +81,7 @@ class StreamedItem {
 
 struct StreamingOptions {
   std::string cacheFolder;  ///< for items that may use a disk cache; empty: none
+  TransferBounds bounds = {};
 };
 
 /// Opens items; they share a thread, connections and the disk cache. Any thread. Items may outlive
