@@ -19,7 +19,7 @@ JUNIT = """<?xml version="1.0" encoding="UTF-8"?>
 
 
 class CountTests(unittest.TestCase):
-    def count(self, *texts):
+    def count(self, *texts, options=()):
         with tempfile.TemporaryDirectory() as folder:
             paths = []
             for number, text in enumerate(texts):
@@ -27,7 +27,7 @@ class CountTests(unittest.TestCase):
                 if text is not None:
                     with open(paths[-1], "w", encoding="utf-8") as file:
                         file.write(text)
-            done = subprocess.run([SCRIPT, *paths], capture_output=True, text=True, check=False)
+            done = subprocess.run([SCRIPT, *options, *paths], capture_output=True, text=True, check=False)
             return done.returncode, done.stdout
 
     def test_counts(self):
@@ -44,6 +44,21 @@ class CountTests(unittest.TestCase):
         ]:
             with self.subTest(texts=texts):
                 self.assertEqual(self.count(*texts), expected)
+
+    def test_names_failures(self):
+        output = "\n".join(f"line {number}" for number in range(100))
+        failed = f'<testcase name="c" status="fail"><system-out>{output}</system-out></testcase>'
+        for text, lines in [
+            (JUNIT, 1),
+            (f"<testsuite>{failed}</testsuite>", 31),
+            (f"<testsuite>{failed * 50}</testsuite>", 40 * 31 + 1),
+            ('<testsuite><testcase name="a" status="run"/></testsuite>', 0),
+        ]:
+            with self.subTest(text=text[:60]):
+                code, printed = self.count(text, options=["--failures"])
+                self.assertEqual((code, len(printed.splitlines())), (0, lines))
+                if lines > 1:
+                    self.assertIn("line 99", printed)
 
 
 if __name__ == "__main__":
