@@ -1,0 +1,92 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "streaming/manifest/HLSLines.h"
+#include "streaming/manifest/HLSSegmentIndex.h"
+#include "streaming/manifest/ManifestReader.h"
+
+namespace streaming {
+
+/// Reads one media playlist, tag by tag.
+class HLSMediaReader {
+ public:
+  HLSMediaReader(const ManifestOrigin& origin, const PlaylistContext& context);
+
+  void addTag(std::string_view name, std::string_view value);
+  void addURI(std::string_view reference);
+  /// After the last line. Null: a delta update whose base is not known.
+  std::shared_ptr<const MediaPlaylist> finish();
+
+  /// A tag of a media playlist has come.
+  bool isMedia() const { return _isMedia; }
+  const std::vector<Segment>& segments() const { return _segments; }
+
+ private:
+  struct DateRange {
+    std::string identifier;
+    platform::Date start;
+    std::optional<double> duration;
+    bool endsOnNext = false;
+    platform::TimedMetadataItem item;
+  };
+
+  void _addKey(const HLSAttributes& attributes);
+  void _addMap(const HLSAttributes& attributes);
+  void _addPart(const HLSAttributes& attributes);
+  void _addDateRange(const HLSAttributes& attributes, std::size_t size);
+  void _addServerControl(const HLSAttributes& attributes);
+  void _skip(const HLSAttributes& attributes);
+  void _noteDate(bool isDiscontinuity);
+  Segment _nextSegment() const;
+  std::optional<std::string> _resolved(std::string_view reference) const;
+  ByteSpan _spanOf(std::string_view text, const std::string& url) const;
+  void _align(MediaPlaylist& playlist);
+  void _addEvents(MediaPlaylist& playlist) const;
+  ReloadRule _reloadRule() const;
+
+  const ManifestOrigin& _origin;
+  const PlaylistContext& _context;
+  bool _isMedia = false;
+  bool _isEnded = false;
+  bool _isOnDemand = false;
+  bool _isEvent = false;
+  bool _isKeyFramesOnly = false;
+  bool _lacksBase = false;
+  double _targetDuration = 0;
+  double _partTarget = 0;
+  std::optional<double> _startOffset;
+  std::optional<double> _holdBack;
+  std::optional<double> _partHoldBack;
+  bool _canBlock = false;
+  bool _canSkip = false;
+  std::uint64_t _mediaSequence = 0;
+  double _end = 0;  // of the last segment
+  std::vector<Segment> _segments;
+  std::vector<Segment> _parts;
+  std::uint64_t _partCount = 0;  // of the segment that is being made
+  double _partEnd = 0;           // of the newest part
+  std::vector<DateMark> _dates;
+  std::vector<DateRange> _dateRanges;
+  std::size_t _dateRangeBytes = 0;
+
+  // For the segments that follow.
+  std::uint64_t _discontinuity = 0;
+  bool _countsDiscontinuities = false;
+  std::shared_ptr<const SegmentKey> _key;
+  bool _keyHasSegments = true;  // the next KEY tag begins a new set
+  std::shared_ptr<const Initialization> _initialization;
+  std::optional<double> _duration;
+  std::string _byteRange;
+  bool _isGap = false;
+  bool _isDiscontinuous = false;
+  std::optional<platform::Date> _date;
+  std::string _lastURL;  // of a byte range
+  std::uint64_t _lastEnd = 0;
+};
+
+}  // namespace streaming

@@ -1,0 +1,57 @@
+#include <algorithm>
+
+#include "streaming/manifest/ManifestReader.h"
+
+namespace streaming {
+namespace {
+
+constexpr std::string_view kHLSBeginning = "#EXTM3U";
+
+/// What has begun and may go on.
+bool isBeginningOf(std::string_view bytes, std::string_view whole) {
+  return bytes.size() < whole.size() && whole.starts_with(bytes);
+}
+
+/// The name of the first element, without its prefix: empty while it has not come, none for what is
+/// no XML.
+std::optional<std::string_view> firstElement(std::string_view text) {
+  while (true) {
+    text.remove_prefix(std::min(text.find_first_not_of(" \t\r\n"), text.size()));
+    if (text.empty() || text == "<") return std::string_view();
+    if (!text.starts_with('<')) return std::nullopt;
+    std::string_view end;
+    if (text.starts_with("<?"))
+      end = "?>";
+    else if (text.starts_with("<!--"))
+      end = "-->";
+    else if (text.starts_with("<!"))
+      end = ">";
+    if (end.empty()) break;
+    const auto at = text.find(end);
+    if (at == text.npos) return std::string_view();
+    text.remove_prefix(at + end.size());
+  }
+  text.remove_prefix(1);
+  const auto end = text.find_first_of(" \t\r\n/>");
+  if (end == text.npos) return std::string_view();
+  text = text.substr(0, end);
+  const auto colon = text.find(':');
+  return colon == text.npos ? text : text.substr(colon + 1);
+}
+
+}  // namespace
+
+std::optional<ManifestForm> manifestForm(std::string_view bytes, bool isWhole) {
+  const bool isLast = isWhole || bytes.size() >= kManifestSniffBytes;
+  if (bytes.starts_with("\xEF\xBB\xBF")) bytes.remove_prefix(3);
+  bytes.remove_prefix(std::min(bytes.find_first_not_of(" \t\r\n"), bytes.size()));
+  if (bytes.starts_with(kHLSBeginning)) return ManifestForm::HLS;
+  if (!isLast && (bytes.empty() || isBeginningOf(bytes, kHLSBeginning))) return std::nullopt;
+  if (!bytes.starts_with('<')) return ManifestForm::None;
+  const auto name = firstElement(bytes);
+  if (name == "MPD" || name == "Patch") return ManifestForm::DASH;
+  if (name && name->empty() && !isLast) return std::nullopt;
+  return ManifestForm::None;
+}
+
+}  // namespace streaming
