@@ -32,33 +32,42 @@ class CountTests(unittest.TestCase):
 
     def test_counts(self):
         for texts, expected in [
-            ([JUNIT], (1, "2 passed, 1 failed\n")),
             (["noise\n7 passed, 0 failed\n"], (0, "7 passed, 0 failed\n")),
-            (["7 passed, 0 failed\n", JUNIT, "1 passed, 2 failed\n"], (1, "10 passed, 3 failed\n")),
-            # What tells nothing is a failure, never a silent pass.
-            (["7 passed, 0 failed\nnoise\n"], (1, "0 passed, 1 failed\n")),
-            (["7 passed, 0 failed\n", None], (1, "7 passed, 1 failed\n")),
-            (["7 passed, 0 failed\n", "<testsuite"], (1, "7 passed, 1 failed\n")),
-            ([""], (1, "0 passed, 1 failed\n")),
+            ([JUNIT], (1, "failed: c\n2 passed, 1 failed\n")),
+            (
+                ["7 passed, 0 failed\n", JUNIT, "noise\n1 passed, 2 failed\n"],
+                (1, "-- 2\n   noise\nfailed: c\nfailed: 2\n10 passed, 3 failed\n"),
+            ),
             (["0 passed, 0 failed\n"], (1, "0 passed, 0 failed\n")),
         ]:
             with self.subTest(texts=texts):
                 self.assertEqual(self.count(*texts), expected)
 
-    def test_names_failures(self):
+    def test_what_tells_nothing_is_a_failure(self):
+        for text in ["7 passed, 0 failed\nnoise\n", None, "<testsuite", ""]:
+            with self.subTest(text=text):
+                code, printed = self.count("7 passed, 0 failed\n", text)
+                self.assertEqual((code, printed.splitlines()[-1]), (1, "7 passed, 1 failed"))
+                self.assertIn("failed: ", printed)
+
+    def test_names_what_failed_at_the_end(self):
         output = "\n".join(f"line {number}" for number in range(100))
-        failed = f'<testcase name="c" status="fail"><system-out>{output}</system-out></testcase>'
-        for text, lines in [
-            (JUNIT, 1),
-            (f"<testsuite>{failed}</testsuite>", 31),
-            (f"<testsuite>{failed * 50}</testsuite>", 40 * 31 + 1),
-            ('<testsuite><testcase name="a" status="run"/></testsuite>', 0),
-        ]:
-            with self.subTest(text=text[:60]):
-                code, printed = self.count(text, options=["--failures"])
-                self.assertEqual((code, len(printed.splitlines())), (0, lines))
-                if lines > 1:
-                    self.assertIn("line 99", printed)
+        failed = (
+            '<testcase name="c  # GetParam() = 1-byte object" status="fail">'
+            f"<system-out>{output}</system-out></testcase>"
+        )
+        code, printed = self.count(f"<testsuite>{failed}</testsuite>", options=["--failure", "more"])
+        end = "".join(f"   line {number}\n" for number in range(70, 100))
+        self.assertEqual((code, printed), (1, f"-- c\n{end}failed: more\nfailed: c\n0 passed, 2 failed\n"))
+
+        # The report of a part, found at the end of its log, is repeated with the name of the part.
+        code, printed = self.count(f"noise\n{printed}")
+        end = f"-- 0: c\n{end}failed: 0: more\nfailed: 0: c\n0 passed, 2 failed\n"
+        self.assertEqual((code, printed), (1, end))
+
+        code, printed = self.count(f"<testsuite>{failed * 50}</testsuite>")
+        self.assertEqual(len(printed.splitlines()), 20 * 31 + 40 + 2)
+        self.assertTrue(printed.endswith("failed: c\nfailed: 10 more\n0 passed, 50 failed\n"))
 
 
 if __name__ == "__main__":
