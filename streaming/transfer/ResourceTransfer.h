@@ -1,0 +1,86 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "streaming/transfer/DiskCache.h"
+#include "streaming/transfer/HTTPFetch.h"
+#include "streaming/transfer/HeldBody.h"
+#include "streaming/transfer/ItemContext.h"
+#include "streaming/transfer/ItemSetup.h"
+#include "streaming/transfer/Transfer.h"
+
+namespace streaming {
+
+/// A transfer from wherever the resource is: a server, the sender, the disk cache, a file, or its
+/// URL itself. Transfer thread only, except for the reply to a question.
+class ResourceTransfer final : public Transfer, private FetchObserver {
+ public:
+  /// `observer` outlives it. With `isRawKey` the response to a request for a key is reported as it
+  /// is.
+  ResourceTransfer(std::shared_ptr<ItemContext> item, TransferRequest request,
+                   TransferObserver& observer, bool isRawKey = false);
+  ~ResourceTransfer() override;
+  ResourceTransfer(const ResourceTransfer&) = delete;
+  ResourceTransfer& operator=(const ResourceTransfer&) = delete;
+
+  /// Once. The observer is not called before it returns.
+  void start();
+  void resume() override;
+  /// The observer is not called any more.
+  void cancel();
+
+ private:
+  void _locate(const std::string& url);
+  void _fetch(const std::string& url);
+  void _ask(const std::string& url);
+  void _answered(ContentAnswer answer);
+  void _answeredData(ContentAnswer answer);
+  bool _mayCache() const;
+  void _hold(HeldBody body);
+  void _passHead(const ResponseHead& head);
+  void _passOn();
+  void _follow(std::string url);
+
+  BodyFlow transferGotHead(const ResponseHead& head) override;
+  BodyFlow transferGotBytes(std::string_view bytes) override;
+  void transferEnded(const std::optional<platform::Error>& error) override;
+  void fetchRedirected(std::string url) override;
+
+  BodyFlow _reportHead(const ResponseHead& head);
+  BodyFlow _reportBytes(std::string_view bytes);
+  void _sourceEnded();
+  void _endKey();
+  /// The last statement of its callers: the observer may destroy this.
+  void _end(const std::optional<platform::Error>& error);
+  void _endLater(platform::Error error);
+  void _later(std::function<void()> task);
+  BodyFlow _noted(BodyFlow flow);
+  void _setBusy(bool busy);
+
+  const std::shared_ptr<ItemContext> _item;
+  const TransferRequest _request;
+  TransferObserver& _observer;
+  const bool _unpacksKey;
+  std::string _url;  // where it is now, after redirects
+  std::unique_ptr<HTTPFetch> _fetching;
+  std::unique_ptr<DiskCache::Writer> _keeping;
+  std::shared_ptr<void> _timer;
+  std::string _key;  // the response so far, if it is to be unpacked
+  bool _isKeyTooLong = false;
+  std::function<std::string(std::uint64_t position, std::size_t count)> _held;
+  std::uint64_t _heldBegin = 0;
+  std::uint64_t _heldEnd = 0;
+  /// Replies find the transfer through it as long as it waits for them.
+  std::shared_ptr<ResourceTransfer*> _question;
+  int _redirects = 0;
+  bool _isTrusted = false;
+  bool _isBusy = false;
+  bool _isEnded = false;
+};
+
+}  // namespace streaming

@@ -1,0 +1,448 @@
+#include "streaming/transfer/TransferItem.h"
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <future>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include "streaming/transfer/NetworkReach.h"
+#include "streaming/transfer/TransferService.h"
+#include "tests/streaming/transfer/ScriptedServer.h"
+#include "tests/streaming/transfer/TransferClient.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace streaming {
+namespace {
+
+using Answer = ScriptedServer::Answer;
+
+std::shared_ptr<const platform::Bytes> sharedBytes(const std::string& text) {
+  const auto* begin = reinterpret_cast<const std::byte*>(text.data());
+  return std::make_shared<const platform::Bytes>(begin, begin + text.size());
+}
+
+bool contains(const std::string& text, const std::string& part) {
+  return text.find(part) != text.npos;
+}
+
+ContentAnswer dataAnswer(const std::string& text) {
+  ContentAnswer answer;
+  answer.data = sharedBytes(text);
+  return answer;
+}
+
+class TransferItemTest : public testing::Test {
+ protected:
+  std::shared_ptr<TransferItem> open(const std::string& path) {
+    ItemSetup setup;
+    setup.url = server.url(path);
+    return service->open(setup);
+  }
+
+  ScriptedServer server;
+  std::shared_ptr<TransferService> service = TransferService::make();
+};
+
+TEST_F(TransferItemTest, FindsOutWhetherTheServerHasRanges) {
+  const std::string part = "HTTP/1.1 206 Part\r\nContent-Range: bytes 0-3/";
+  const struct {
+    std::string answer;
+    int status;
+    bool acceptsRanges;
+    std::optional<std::uint64_t> total;
+    std::string body;
+  } cases[] = {
+      {part + "4\r\nContent-Length: 4\r\n\r\nbody", 200, true, 4, "body"},
+      {part + "9\r\nContent-Length: 4\r\n\r\nbody", 206, true, 9, "body"},
+      {sized("body"), 200, false, 4, "body"},
+      {"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n4\r\nbody\r\n0\r\n\r\n",
+       200,
+       false,
+       {},
+       "body"},
+      {"ICY 200 OK\r\nicy-metaint: 8\r\nContent-Length: 4\r\n\r\nbody", 200, false, 4, "body"},
+  };
+  for (const auto& one : cases) {
+    SCOPED_TRACE(one.answer);
+    server.script("/a", {{one.answer}});
+    const auto item = open("/a");
+    const Outcome outcome = fetch(*item, {server.url("/a"), TransferKind::Item, {}, true});
+    ASSERT_TRUE(outcome.head);
+    EXPECT_EQ(outcome.head->status, one.status);
+    EXPECT_EQ(outcome.head->acceptsRanges, one.acceptsRanges);
+    EXPECT_EQ(outcome.head->totalLength, one.total);
+    EXPECT_EQ(outcome.body, one.body);
+    EXPECT_TRUE(contains(server.requests().back(), "\r\nRange: bytes=0-\r\n"));
+    EXPECT_TRUE(contains(server.requests().back(), "\r\nIcy-MetaData: 1\r\n"));
+  }
+  const std::string none = "HTTP/1.1 416 None\r\nContent-Length: 0\r\n\r\n";
+  server.script("/empty", {{none}, {sized("")}});
+  const auto item = open("/empty");
+  EXPECT_EQ(fetch(*item, {server.url("/empty"), TransferKind::Item, {}, false}).code(),
+            std::nullopt);
+}
+
+TEST_F(TransferItemTest, CutsPartsOutOfWhatAServerSendsWhole) {
+  std::string body(300'000, '.');
+  body.replace(200'000, 6, "needle");
+  server.script("/a", {{sized(body)}});
+  const auto item = open("/a");
+  const struct {
+    ByteSpan span;
+    std::string part;
+    std::optional<std::int64_t> error;
+  } parts[] = {{{200'000, 6}, "needle", {}},
+               {{200'000, {}}, body.substr(200'000), {}},
+               {{299'999, 500}, ".", {}},
+               {{299'999, UINT64_MAX}, ".", {}},
+               {{5, 0}, "", {}},
+               {{0, {}}, body, {}},
+               {{300'000, {}}, "", 416}};
+  for (const auto& part : parts) {
+    SCOPED_TRACE(part.span.offset);
+    const Outcome outcome = fetch(*item, server.url("/a"), part.span);
+    EXPECT_EQ(outcome.code(), part.error);
+    EXPECT_EQ(outcome.body, part.part);
+    if (part.error) continue;
+    EXPECT_EQ(outcome.head->offset, part.span.offset);
+    EXPECT_EQ(outcome.head->length, part.part.size());
+  }
+}
+
+TEST_F(TransferItemTest, SendsFieldsAndCookiesOnlyToTheirServer) {
+  ScriptedServer other;
+  server.script("/a",
+                {{"HTTP/1.1 302 Found\r\nSet-Cookie: given=2\r\nContent-Length: 0\r\nLocation: " +
+                  server.url("/b", "localhost") + "\r\n\r\n"},
+                 {sized("again")}});
+  server.script("/b", {{sized("body")}});
+  other.script("/c", {{sized("other port")}});
+  ItemSetup setup;
+  setup.url = server.url("/a");
+  setup.userAgent = "Agent/1";
+  setup.headers = {{"X-Token", "secret"}, {"Host", "other"}, {"X-Bad", "a\r\nX-Split: b"}};
+  setup.cookies = {{"own", "1", "", "/", false}, {"bad", "a\tb", "", "/", false}};
+  const auto item = service->open(setup);
+  EXPECT_EQ(fetch(*item, setup.url).body, "body");
+  EXPECT_EQ(fetch(*item, setup.url).body, "again");
+  EXPECT_EQ(fetch(*item, other.url("/c")).body, "other port");
+  const auto requests = server.requests();
+  ASSERT_EQ(requests.size(), 3U);
+  EXPECT_TRUE(contains(requests[0], "\r\nX-Token: secret\r\n"));
+  EXPECT_TRUE(contains(requests[0], "\r\nUser-Agent: Agent/1\r\n"));
+  EXPECT_TRUE(contains(requests[0], "\r\nCookie: own=1\r\n"));
+  EXPECT_FALSE(contains(requests[0], "X-Split"));
+  EXPECT_FALSE(contains(requests[0], "Host: other"));
+  EXPECT_FALSE(contains(requests[1], "X-Token"));
+  EXPECT_FALSE(contains(requests[1], "Cookie"));
+  EXPECT_TRUE(contains(requests[2], "given=2"));
+  EXPECT_FALSE(contains(other.requests().at(0), "X-Token"));
+}
+
+TEST_F(TransferItemTest, KeepsBodiesOnDiskIfTheItemAllowsIt) {
+  const testing_support::TemporaryFolder temporary;
+  service = TransferService::make(temporary.path());
+  const std::string lasting = "Cache-Control: max-age=600\r\nContent-Type: video/mp4\r\n";
+  server.script("/lasting", {{sized("0123456789", lasting)}, {sized("another", lasting)}});
+  server.script("/left", {{sized("0123456789", lasting)}, {sized("complete", lasting)}});
+  ItemSetup setup;
+  setup.url = server.url("/lasting");
+  setup.usesDiskCache = true;
+  const auto item = service->open(setup);
+  EXPECT_EQ(fetch(*item, setup.url).body, "0123456789");
+  const Outcome again = fetch(*item, setup.url);
+  EXPECT_EQ(again.body, "0123456789");
+  EXPECT_EQ(again.head->field("content-type"), "video/mp4");
+  EXPECT_EQ(fetch(*item, setup.url, ByteSpan{2, 3}).body, "234");
+  EXPECT_EQ(server.requests().size(), 1U);
+
+  const TransferRequest left{server.url("/left"), TransferKind::Media, {}, false};
+  EXPECT_EQ(ObservedTransfer::start(*item, left, BodyFlow::Abort)->wait().code(), std::nullopt);
+  EXPECT_EQ(fetch(*item, left).body, "complete") << "half a body is not kept";
+
+  setup.usesDiskCache = false;
+  EXPECT_EQ(fetch(*service->open(setup), setup.url).body, "another");
+}
+
+TEST_F(TransferItemTest, AsksTheSenderForItsOwnSchemes) {
+  server.script("/there", {{sized("fetched")}});
+  server.script("/back",
+                {{"HTTP/1.1 302 Found\r\nContent-Length: 0\r\nLocation: x-demo:data\r\n\r\n"}});
+  ContentAnswer elsewhere;
+  elsewhere.redirectURL = server.url("/there");
+  ContentAnswer again;
+  again.redirectURL = "x-demo:loop";
+  ContentAnswer file;
+  file.redirectURL = "file:///etc/passwd";
+  ContentAnswer refused;
+  refused.statusCode = 403;
+  ContentAnswer odd = dataAnswer("served");
+  odd.statusCode = 404;
+  ContentAnswer part = dataAnswer("345");
+  part.statusCode = 206;
+  ContentAnswer failed;
+  failed.error = platform::Error{"demo", 7, {}, {}, {}};
+  const struct {
+    std::string url;
+    std::optional<ByteSpan> span;
+    ContentAnswer answer;
+    std::string body;
+    std::optional<std::int64_t> error;
+  } cases[] = {
+      {"x-demo:data", {}, dataAnswer("0123456789"), "0123456789", {}},
+      {"x-demo:data", ByteSpan{3, 3}, dataAnswer("0123456789"), "345", {}},
+      {"x-demo:data", ByteSpan{3, 3}, part, "345", {}},
+      {"x-demo:data", ByteSpan{10, {}}, dataAnswer("0123456789"), "", 416},
+      {"x-demo:far", {}, elsewhere, "fetched", {}},
+      {server.url("/back"), {}, dataAnswer("came back"), "came back", {}},
+      {"x-demo:loop", {}, again, "", -1011},
+      {"x-demo:file", {}, file, "", -1002},
+      {"x-demo:refused", {}, refused, "", 403},
+      {"x-demo:odd", {}, odd, "served", {}},
+      {"x-demo:failed", {}, failed, "", 7},
+  };
+  for (const auto& one : cases) {
+    SCOPED_TRACE(one.url);
+    ItemSetup setup;
+    setup.url = one.url;
+    int questions = 0;
+    setup.ask = [&](ContentQuestion question, const std::function<void(ContentAnswer)>& reply) {
+      ++questions;
+      EXPECT_EQ(question.kind, ContentQuestion::Kind::Resource);
+      if (one.span) {
+        EXPECT_TRUE(question.headers.back().second.starts_with("bytes="));
+      }
+      reply(one.answer);
+      reply({});
+    };
+    const auto item = service->open(setup);
+    const Outcome outcome = fetch(*item, one.url, one.span);
+    EXPECT_EQ(outcome.body, one.body);
+    EXPECT_EQ(outcome.code(), one.error);
+    EXPECT_EQ(questions, one.url == "x-demo:loop" ? 11 : 1);
+  }
+}
+
+TEST_F(TransferItemTest, BringsKeysOfAllForms) {
+  const std::string key = "0123456789abcdef";
+  const std::string licence = R"({"keys":[{"kty":"oct","k":"MDEyMzQ1Njc4OWFiY2RlZg"}]})";
+  server.script("/raw", {{sized(key)}});
+  server.script("/licence", {{sized(licence)}});
+  server.script("/short", {{sized("0123456789abcde")}});
+  server.script("/long", {{sized(std::string(100'000, 'k'))}});
+  ItemSetup setup;
+  setup.url = server.url("/a.m3u8");
+  setup.ask = [&](const ContentQuestion& question,
+                  const std::function<void(ContentAnswer)>& reply) {
+    EXPECT_EQ(question.kind, ContentQuestion::Kind::Key);
+    reply(dataAnswer(licence));
+  };
+  const auto item = service->open(setup);
+  const auto wrong = static_cast<std::int64_t>(platform::MediaErrorCode::ContentNotAuthorized);
+  const struct {
+    std::string url;
+    std::string key;
+    std::optional<std::int64_t> error;
+    std::string raw;
+  } cases[] = {{server.url("/raw"), key, {}, key},
+               {server.url("/licence"), key, {}, licence},
+               {"x-key:1", key, {}, licence},
+               {"data:;base64,MDEyMzQ1Njc4OWFiY2RlZg==", key, {}, key},
+               {server.url("/short"), "", wrong, "0123456789abcde"},
+               {server.url("/long"), "", wrong, std::string(100'000, 'k')}};
+  for (const auto& one : cases) {
+    SCOPED_TRACE(one.url);
+    const Outcome outcome = fetch(*item, {one.url, TransferKind::Key, {}, false});
+    EXPECT_EQ(outcome.body, one.key);
+    EXPECT_EQ(outcome.code(), one.error);
+    std::promise<ContentAnswer> answer;
+    item->askForKey(one.url, [&](ContentAnswer given) { answer.set_value(std::move(given)); });
+    const ContentAnswer given = answer.get_future().get();
+    ASSERT_TRUE(given.data);
+    EXPECT_TRUE(*given.data == *sharedBytes(one.raw));
+  }
+}
+
+TEST_F(TransferItemTest, ReadsFilesOnlyForTheItemItself) {
+  const testing_support::TemporaryFolder temporary;
+  const std::string path = temporary / "a b.txt";
+  std::ofstream(path) << "file contents";
+  const std::string url = "file://" + temporary.path() + "/a%20b.txt";
+  ItemSetup setup;
+  setup.url = url;
+  const auto item = service->open(setup);
+  EXPECT_EQ(fetch(*item, url).body, "file contents");
+  EXPECT_EQ(fetch(*item, url, ByteSpan{5, 3}).body, "con");
+  EXPECT_EQ(fetch(*open("/a"), url).code(), -1002);
+  EXPECT_EQ(fetch(*open("/a"), "data:text/vtt,a%2Cb").body, "a,b");
+}
+
+TEST_F(TransferItemTest, DoesNotLeadFromAPublicHostToPrivateAddresses) {
+  for (const char* name : {"http_proxy", "https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"})
+    unsetenv(name);
+  server.script("/a", {{sized("private")}});
+  ItemSetup setup;
+  setup.url = "http://192.0.2.1/list.m3u8";
+  ContentAnswer redirect;
+  redirect.redirectURL = server.url("/a");
+  setup.ask = [&](const ContentQuestion&, const std::function<void(ContentAnswer)>& reply) {
+    reply(redirect);
+  };
+  const auto item = service->open(setup);
+  EXPECT_EQ(fetch(*item, server.url("/a")).code(), -1004);
+  EXPECT_EQ(fetch(*item, server.url("/a", "localhost")).code(), -1004);
+  EXPECT_TRUE(server.requests().empty());
+  // A connection of another item does not help.
+  EXPECT_EQ(fetch(*open("/a"), server.url("/a")).body, "private");
+  EXPECT_EQ(fetch(*item, server.url("/a")).code(), -1004);
+  EXPECT_EQ(fetch(*item, "x-demo:redirected").body, "private") << "the sender may name it";
+}
+
+TEST(NetworkReach, KnowsPrivateAddresses) {
+  for (const char* text : {"127.0.0.1", "10.1.2.3", "172.31.0.1", "192.168.1.1", "169.254.169.254",
+                           "100.64.0.1", "0.0.0.0", "255.255.255.255", "::1", "::", "fe80::1%eth0",
+                           "fd00::1", "::ffff:10.0.0.1", "64:ff9b::7f00:1", "2002:7f00:1::"})
+    EXPECT_TRUE(isPrivateAddress(std::string(text))) << text;
+  for (const char* text : {"8.8.8.8", "172.32.0.1", "192.169.0.1", "2001:4860::8888",
+                           "::ffff:8.8.8.8", "host.example", ""})
+    EXPECT_FALSE(isPrivateAddress(std::string(text))) << text;
+  // The first address of the item's own server decides.
+  NetworkReach outside("http://host.example/");
+  EXPECT_FALSE(outside.allows(true, false));
+  EXPECT_TRUE(outside.allows(false, true));
+  EXPECT_FALSE(outside.allows(true, true));
+  NetworkReach inside("http://nas.example/");
+  EXPECT_TRUE(inside.allows(true, true));
+  EXPECT_TRUE(inside.allows(true, false));
+}
+
+TEST_F(TransferItemTest, TakesNoMoreThanTheObserverHasRoomFor) {
+  const std::string piece(1 << 20, 'x');
+  server.script("/a", {{"HTTP/1.1 200 OK\r\n\r\n" + piece, Answer::Then::Close, 64}});
+  const auto item = open("/a");
+  const auto transfer = ObservedTransfer::start(
+      *item, {server.url("/a"), TransferKind::Media, {}, false}, BodyFlow::Pause);
+  EXPECT_LT(server.sentWhenStuck(), 16U << 20);
+  EXPECT_FALSE(item->isBusy());
+  transfer->cancel(*item);
+}
+
+TEST_F(TransferItemTest, ResumesWhereItWasPaused) {
+  const std::string body(3 << 20, 'x');
+  server.script("/a", {{sized(body)}});
+  const auto item = open("/a");
+  const auto transfer = ObservedTransfer::start(
+      *item, {server.url("/a"), TransferKind::Media, {}, false}, BodyFlow::Pause);
+  transfer->waitForHead();
+  transfer->resume(*item);
+  EXPECT_EQ(transfer->wait().body.size(), body.size());
+}
+
+TEST_F(TransferItemTest, EndsWithTheItem) {
+  server.script(
+      "/a", {{"HTTP/1.1 200 OK\r\nContent-Length: 99\r\n\r\nThe beginning, ", Answer::Then::Hang}});
+  const auto transfer = [&](TransferItem& item) {
+    auto started =
+        ObservedTransfer::start(item, {server.url("/a"), TransferKind::Media, {}, false});
+    started->waitForHead();
+    return started;
+  };
+  auto item = open("/a");
+  const auto first = transfer(*item);
+  item->close();
+  server.sentWhenStuck();
+  bool wasCalled = false;
+  item->post([&] { wasCalled = true; });
+
+  auto second = open("/a");
+  const auto left = transfer(*second);
+  service.reset();
+  EXPECT_FALSE(wasCalled);
+  EXPECT_FALSE(second->isBusy());
+  EXPECT_EQ(second->statistics().stallCount, 0U);
+}
+
+TEST_F(TransferItemTest, CallsAtATimeUnlessItIsCancelled) {
+  const auto item = open("/a");
+  std::promise<std::string> done;
+  std::string order;
+  std::shared_ptr<void> cancelled;
+  std::shared_ptr<void> last;
+  std::shared_ptr<void> first;
+  item->post([&] {
+    const auto now = item->now();
+    using std::chrono::milliseconds;
+    last = item->callAt(now + milliseconds(20), [&] { done.set_value(order + "last"); });
+    cancelled = item->callAt(now + milliseconds(10), [&] { order += "cancelled "; });
+    first = item->callAt(now, [&] {
+      order += "first ";
+      cancelled.reset();
+      first.reset();
+    });
+  });
+  EXPECT_EQ(done.get_future().get(), "first last");
+  std::promise<void> cleared;
+  item->post([&] {
+    last.reset();
+    cleared.set_value();
+  });
+  cleared.get_future().wait();
+}
+
+/// Reads until `mark` has come.
+std::string outputUntil(FILE* pipe, const char* mark) {
+  std::string text;
+  std::array<char, 256> line{};
+  while (!contains(text, mark) && std::fgets(line.data(), line.size(), pipe)) text += line.data();
+  return text;
+}
+
+TEST_F(TransferItemTest, SpeaksTLSWithServersThatItTrusts) {
+  const testing_support::TemporaryFolder temporary;
+  const std::string certificate = temporary / "test.pem";
+  const std::string make =
+      "openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -days 1 "
+      "-subj /CN=127.0.0.1 -keyout " +
+      certificate + " -out " + certificate + " 2>/dev/null";
+  ASSERT_EQ(std::system(make.c_str()), 0);
+  const std::string own = "-cert " + certificate + " -key " + certificate;
+  const std::string shared =
+      "-nocert -tls1_2 -psk 0a0b0c0d -psk_identity box -cipher PSK-AES128-CBC-SHA256";
+  const auto key = [](const std::string& secret) {
+    return PreSharedKey{*sharedBytes("box"), *sharedBytes(secret)};
+  };
+  const struct {
+    std::string server;
+    std::optional<PreSharedKey> key;
+    bool trusted;
+  } cases[] = {{own, {}, false},
+               {own, key("\x0a\x0b\x0c\x0d"), false},
+               {shared, key("\x0a\x0b\x0c\x0e"), false},
+               {shared, {}, false},
+               {shared, key("\x0a\x0b\x0c\x0d"), true}};
+  for (const auto& one : cases) {
+    SCOPED_TRACE(one.server + (one.trusted ? " trusted" : ""));
+    const std::string command = "exec openssl s_server -accept 127.0.0.1:0 -naccept 1 -www " +
+                                one.server + " </dev/null 2>&1";
+    FILE* const peer = popen(command.c_str(), "r");
+    ASSERT_TRUE(peer);
+    const std::string ready = outputUntil(peer, "ACCEPT ");
+    const auto port = ready.rfind(':') + 1;
+    ItemSetup setup;
+    setup.url = "https://127.0.0.1:" + ready.substr(port, ready.find('\n', port) - port) + "/a.mp4";
+    setup.preSharedKey = one.key;
+    const auto item = service->open(setup);
+    const Outcome outcome = fetch(*item, setup.url);
+    EXPECT_EQ(contains(outcome.body, "PSK-AES128-CBC-SHA256"), one.trusted);
+    const auto failed = static_cast<std::int64_t>(platform::URLErrorCode::SecureConnectionFailed);
+    EXPECT_EQ(outcome.code(), one.trusted ? std::nullopt : std::optional(failed));
+    pclose(peer);
+  }
+}
+
+}  // namespace
+}  // namespace streaming
