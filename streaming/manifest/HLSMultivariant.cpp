@@ -1,10 +1,10 @@
 #include "streaming/manifest/HLSMultivariant.h"
 
 #include <algorithm>
-#include <charconv>
 #include <utility>
 
 #include "platform/media/MediaFacts.h"
+#include "streaming/manifest/CodecNames.h"
 #include "streaming/manifest/URLReference.h"
 
 namespace streaming {
@@ -22,38 +22,17 @@ constexpr Characteristic kCharacteristics[] = {
     {"public.accessibility.transcribes-spoken-dialog", platform::kMediaOptionTranscribes},
     {"public.accessibility.describes-music-and-sound", platform::kMediaOptionHardOfHearing},
 };
-constexpr std::string_view kSoundCodecs[] = {"mp4a", "ac-3", "ec-3", "ac-4", "opus",
-                                             "Opus", "fLaC", "flac", "alac", "mp3",
-                                             "dtsc", "dtse", "dtsh", "dtsl"};
-constexpr std::string_view kTextCodecs[] = {"stpp", "wvtt"};
-
-template <std::size_t Size>
-bool isAmong(std::string_view codec, const std::string_view (&names)[Size]) {
-  const std::string_view name = codec.substr(0, codec.find('.'));
-  return std::find(std::begin(names), std::end(names), name) != std::end(names);
-}
-
-std::vector<std::string> listOf(std::string_view text) {
-  std::vector<std::string> list;
-  while (!text.empty()) {
-    std::string_view each = text.substr(0, text.find(','));
-    text.remove_prefix(std::min(text.size(), each.size() + 1));
-    each.remove_prefix(std::min(each.find_first_not_of(' '), each.size()));
-    if (!each.empty()) list.emplace_back(each);
-  }
-  return list;
-}
 
 bool isSoundOnly(const Representation& variant) {
   return variant.height == 0 && !variant.codecs.empty() &&
          std::all_of(variant.codecs.begin(), variant.codecs.end(),
-                     [](const auto& codec) { return isAmong(codec, kSoundCodecs); });
+                     [](const auto& codec) { return isSoundCodec(codec); });
 }
 
 bool namesSound(const Representation& variant) {
   return variant.codecs.empty() ||
          std::any_of(variant.codecs.begin(), variant.codecs.end(),
-                     [](const auto& codec) { return isAmong(codec, kSoundCodecs); });
+                     [](const auto& codec) { return isSoundCodec(codec); });
 }
 
 void readResolution(std::string_view text, Representation& variant) {
@@ -109,7 +88,7 @@ std::shared_ptr<Representation> HLSMultivariant::_variant(const HLSAttributes& a
   variant->bandwidth = std::max(0.0, attributes.number("BANDWIDTH").value_or(0));
   variant->averageBandwidth = std::max(0.0, attributes.number("AVERAGE-BANDWIDTH").value_or(0));
   variant->frameRate = std::max(0.0, attributes.number("FRAME-RATE").value_or(0));
-  variant->codecs = listOf(attributes.text("CODECS"));
+  variant->codecs = partsOfList(attributes.text("CODECS"));
   readResolution(attributes.text("RESOLUTION"), *variant);
   variant->audioGroup = attributes.text("AUDIO");
   variant->textGroup = attributes.text("SUBTITLES");
@@ -139,7 +118,7 @@ void HLSMultivariant::_addRendition(const HLSAttributes& attributes) {
   track.isForced = attributes.isYes("FORCED");
   track.isDefault = attributes.isYes("DEFAULT");
   if (rendition.type == "CLOSED-CAPTIONS") track.captionChannel = attributes.text("INSTREAM-ID");
-  for (const std::string& each : listOf(attributes.text("CHARACTERISTICS"))) {
+  for (const std::string& each : partsOfList(attributes.text("CHARACTERISTICS"))) {
     const auto known =
         std::find_if(std::begin(kCharacteristics), std::end(kCharacteristics),
                      [&](const Characteristic& meaning) { return meaning.name == each; });
@@ -198,7 +177,7 @@ void HLSMultivariant::_addSound(std::vector<Track>& tracks) const {
 TextForm HLSMultivariant::_textForm() const {
   for (const auto& variant : _variants)
     for (const std::string& codec : variant->codecs)
-      if (isAmong(codec, kTextCodecs)) return TextForm::MP4;
+      if (isTextCodec(codec)) return TextForm::MP4;
   return TextForm::WebVTT;
 }
 
@@ -231,7 +210,7 @@ void HLSMultivariant::_addRenditions(std::string_view type, MediaKind kind,
     for (const auto& variant : _variants) {
       if (kind != MediaKind::Audio || variant->audioGroup != each.group) continue;
       for (const std::string& codec : variant->codecs)
-        if (isAmong(codec, kSoundCodecs)) representation->codecs.push_back(codec);
+        if (isSoundCodec(codec)) representation->codecs.push_back(codec);
       break;
     }
     const bool isKnown =

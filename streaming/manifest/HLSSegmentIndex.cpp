@@ -8,7 +8,7 @@ namespace streaming {
 namespace {
 
 /// Of sums of durations that playlists round.
-constexpr double kTolerance = 0.001;
+constexpr double kHLSTolerance = 0.001;
 /// A segment with the next number follows only if it begins where the one before ends: segments of
 /// another representation may be numbered in their own way.
 constexpr double kMostGap = 0.25;
@@ -34,12 +34,12 @@ std::optional<Segment> HLSSegmentIndex::_edgePart(std::uint64_t number, std::uin
 
 std::optional<Segment> HLSSegmentIndex::at(double time) const {
   const auto found = std::upper_bound(
-      _segments.begin(), _segments.end(), time + kTolerance,
+      _segments.begin(), _segments.end(), time + kHLSTolerance,
       [](double wanted, const Segment& segment) { return wanted < segment.end(); });
   if (found != _segments.end()) return *found;
   // At the edge there are parts of a segment that is not there yet.
   for (const Segment& part : _parts)
-    if (time + kTolerance < part.end() && !numbered(part.number)) return part;
+    if (time + kHLSTolerance < part.end() && !numbered(part.number)) return part;
   return std::nullopt;
 }
 

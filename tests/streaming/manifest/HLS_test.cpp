@@ -9,10 +9,10 @@
 namespace streaming {
 namespace {
 
-const ManifestOrigin kOrigin{"http://host/path/main.m3u8?token=1", {}, false};
+const ManifestOrigin kPlaylistOrigin{"http://host/path/main.m3u8?token=1", {}, false};
 
 HLSManifest manifestOf(std::string_view text) {
-  auto result = readHLS(text, kOrigin);
+  auto result = readHLS(text, kPlaylistOrigin);
   if (const auto* error = std::get_if<platform::Error>(&result)) {
     ADD_FAILURE() << error->description();
     return {};
@@ -22,7 +22,7 @@ HLSManifest manifestOf(std::string_view text) {
 
 std::shared_ptr<const MediaPlaylist> playlistOf(std::string_view text,
                                                 const PlaylistContext& context = {}) {
-  auto result = readMediaPlaylist(text, kOrigin, context);
+  auto result = readMediaPlaylist(text, kPlaylistOrigin, context);
   const auto* playlist = std::get_if<std::shared_ptr<const MediaPlaylist>>(&result);
   return playlist ? *playlist : nullptr;
 }
@@ -280,7 +280,7 @@ TEST(HLS, RefusesWhatCannotBePlayed) {
         std::string("#EXTM3U\n#EXTINF:1,\n#EXT-X-ENDLIST\n"),
         std::string("#EXTM3U\n#EXTINF:1,\na.vtt\n#EXT-X-ENDLIST\n"),
         "#EXTM3U\n#EXTINF:1,\n" + std::string(70000, 'a') + "\n", variables}) {
-    const auto result = readHLS(text, kOrigin);
+    const auto result = readHLS(text, kPlaylistOrigin);
     EXPECT_TRUE(std::holds_alternative<platform::Error>(result)) << text.substr(0, 60);
   }
 }
@@ -306,7 +306,7 @@ TEST(HLS, AnyChangeToAPlaylistIsReadOrRefused) {
       else
         text.insert(at, kPieces[pick(std::size(kPieces))]);
     }
-    readHLS(text, kOrigin);
+    readHLS(text, kPlaylistOrigin);
     const auto playlist = playlistOf(text, context);
     if (!playlist) continue;
     for (const Segment& segment : segmentsOf(*playlist)) {

@@ -1,0 +1,101 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "streaming/manifest/Segment.h"
+
+namespace streaming {
+
+/// `$Number$`, `$Time$` and the like in a URL, with the representation's own values filled in.
+class SegmentTemplate {
+ public:
+  SegmentTemplate(std::string_view pattern, std::string_view representationID,
+                  std::uint64_t bandwidth);
+  std::string filledIn(std::uint64_t number, std::uint64_t time) const;
+
+ private:
+  struct Piece {
+    std::string text;
+    char value = 0;  // 'N', 'T', or 0: the text alone
+    unsigned width = 0;
+  };
+  std::vector<Piece> _pieces;
+};
+
+/// What the segments of representations have in common, shared by them.
+struct SegmentTiming {
+  /// So many segments of the same duration, one after the other.
+  struct Run {
+    std::uint64_t time = 0;
+    std::uint64_t duration = 0;
+    std::uint64_t count = 0;
+    std::uint64_t firstIndex = 0;  ///< of the run's first segment among all
+  };
+  static constexpr std::uint64_t kOpen = std::uint64_t{1} << 40;  ///< of a run without an end
+
+  double timescale = 1;                          ///< units a second
+  std::uint64_t duration = 0;                    ///< units, of every segment; 0: there are runs
+  std::shared_ptr<const std::vector<Run>> runs;  ///< in order; null where `duration` is set
+  std::uint64_t timeOffset = 0;                  ///< presentationTimeOffset
+  std::uint64_t firstNumber = 1;
+  std::optional<std::uint64_t> lastNumber;
+  double availabilityOffset = 0;  ///< seconds that a segment is there before its end
+};
+
+/// One URL of a SegmentList.
+struct ListedSegment {
+  std::string reference;
+  std::optional<ByteSpan> span;
+};
+
+/// The segments of one representation of DASH, computed when they are asked for.
+class DASHSegmentIndex final : public SegmentIndex {
+ public:
+  struct Setup {
+    std::shared_ptr<const SegmentTiming> timing;
+    double periodStart = 0;
+    std::optional<double> periodEnd;
+    /// Live: civil time of the presentation's beginning, and how long segments are kept.
+    std::optional<platform::Date> availabilityStart;
+    std::optional<double> timeShiftDepth;
+    std::vector<std::string> bases;  ///< absolute URLs
+    bool inheritsQuery = false;
+    std::optional<SegmentTemplate> media;                    // of a template
+    std::shared_ptr<const std::vector<ListedSegment>> list;  // of a list
+    std::shared_ptr<const Initialization> initialization;
+    std::shared_ptr<const SegmentKey> key;
+    std::uint64_t discontinuity = 0;  ///< of the period
+    bool isComplete = true;
+  };
+  explicit DASHSegmentIndex(Setup setup);
+
+  std::optional<Segment> at(double time) const override;
+  std::optional<Segment> after(const Segment& previous) const override;
+  std::optional<Segment> first(platform::Date now) const override;
+  std::optional<Segment> last(platform::Date now) const override;
+  bool isComplete() const override { return _setup.isComplete; }
+
+ private:
+  struct Times {
+    std::uint64_t time = 0;  // in the media, units
+    double start = 0;        // seconds
+    double duration = 0;
+  };
+  Times _timesOf(std::uint64_t index) const;
+  /// The first one that ends after `time`; may be `_count`.
+  std::uint64_t _indexAt(double time) const;
+  std::optional<Segment> _segment(std::uint64_t index) const;
+
+  const Setup _setup;
+  std::uint64_t _count = 0;
+};
+
+/// `bases` and `reference` as absolute URLs, at most a few.
+std::vector<std::string> resolvedURLs(const std::vector<std::string>& bases,
+                                      std::string_view reference, bool inheritsQuery);
+
+}  // namespace streaming

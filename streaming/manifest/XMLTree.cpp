@@ -1,0 +1,101 @@
+#include "streaming/manifest/XMLTree.h"
+
+#include <charconv>
+
+#include "streaming/manifest/TimeText.h"
+
+namespace streaming {
+namespace {
+
+constexpr int kDeepest = 64;
+constexpr std::size_t kMostNodes = 500'000;
+
+/// Counts without recursion.
+struct LimitWalker final : pugi::xml_tree_walker {
+  std::size_t nodes = 0;
+  bool isBeyond = false;
+  bool for_each(pugi::xml_node&) override {
+    isBeyond = ++nodes > kMostNodes || depth() > kDeepest;
+    return !isBeyond;
+  }
+};
+
+std::string_view localName(std::string_view name) {
+  const auto colon = name.find(':');
+  return colon == name.npos ? name : name.substr(colon + 1);
+}
+
+std::string_view withoutWhiteSpace(std::string_view text) {
+  const auto begin = text.find_first_not_of(" \t\r\n");
+  if (begin == text.npos) return {};
+  return text.substr(begin, text.find_last_not_of(" \t\r\n") - begin + 1);
+}
+
+}  // namespace
+
+std::optional<std::string> XMLTree::load(std::string_view text, pugi::xml_document& document) {
+  const auto result = document.load_buffer(text.data(), text.size(), pugi::parse_default);
+  if (!result) return std::string("It is not well-formed: ") + result.description() + '.';
+  LimitWalker walker;
+  document.traverse(walker);
+  if (walker.isBeyond) return "It has too many elements, or too many within each other.";
+  return std::nullopt;
+}
+
+bool isNamed(pugi::xml_node node, std::string_view name) {
+  return node.type() == pugi::node_element && localName(node.name()) == name;
+}
+
+pugi::xml_node childOf(pugi::xml_node node, std::string_view name) {
+  for (const pugi::xml_node child : node.children())
+    if (isNamed(child, name)) return child;
+  return {};
+}
+
+std::vector<pugi::xml_node> childrenOf(pugi::xml_node node, std::string_view name) {
+  std::vector<pugi::xml_node> children;
+  for (const pugi::xml_node child : node.children())
+    if (isNamed(child, name)) children.push_back(child);
+  return children;
+}
+
+std::string_view attributeOf(pugi::xml_node node, std::string_view name) {
+  for (const pugi::xml_attribute each : node.attributes())
+    if (localName(each.name()) == name) return each.value();
+  return {};
+}
+
+bool hasAttribute(pugi::xml_node node, std::string_view name) {
+  for (const pugi::xml_attribute each : node.attributes())
+    if (localName(each.name()) == name) return true;
+  return false;
+}
+
+std::string textOf(pugi::xml_node node) {
+  std::string text;
+  for (const pugi::xml_node child : node.children())
+    if (child.type() == pugi::node_pcdata || child.type() == pugi::node_cdata)
+      text += child.value();
+  return std::string(withoutWhiteSpace(text));
+}
+
+std::optional<double> xmlNumber(pugi::xml_node node, std::string_view name) {
+  const auto value = numberFrom(withoutWhiteSpace(attributeOf(node, name)));
+  return value && *value >= 0 ? value : std::nullopt;
+}
+
+std::optional<std::uint64_t> xmlInteger(pugi::xml_node node, std::string_view name) {
+  const std::string_view text = withoutWhiteSpace(attributeOf(node, name));
+  std::uint64_t value = 0;
+  const auto parsed = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (text.empty() || parsed.ec != std::errc{} || parsed.ptr != text.data() + text.size())
+    return std::nullopt;
+  return value;
+}
+
+std::optional<double> xmlDuration(pugi::xml_node node, std::string_view name) {
+  const auto value = durationFrom(withoutWhiteSpace(attributeOf(node, name)));
+  return value && *value >= 0 ? value : std::nullopt;
+}
+
+}  // namespace streaming
