@@ -1,0 +1,52 @@
+#include "streaming/choice/Throughput.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace streaming {
+namespace {
+
+constexpr std::uint64_t kLeastBytes = std::uint64_t{32} * 1024;
+// Seconds of transfer after which a measurement counts half.
+constexpr double kFastHalfLife = 3;
+constexpr double kSlowHalfLife = 12;
+constexpr double kLeastSeconds = 1e-4;
+// A single transfer of a minute is not worth more than this.
+constexpr double kMostWeight = 20;
+
+}  // namespace
+
+void Throughput::Average::add(double value, double seconds, double halfLife) {
+  const double kept = std::exp2(-seconds / halfLife);
+  sum = sum * kept + value * (1 - kept);
+  weight = weight * kept + (1 - kept);
+}
+
+void Throughput::add(std::uint64_t bytes, double seconds) {
+  _gatheredBytes += bytes;
+  _gatheredSeconds += std::max(seconds, 0.0);
+  if (_gatheredBytes < kLeastBytes) return;
+  const double elapsed = std::max(_gatheredSeconds, kLeastSeconds);
+  const double bitrate = static_cast<double>(_gatheredBytes) * 8 / elapsed;
+  const double weight = std::min(elapsed, kMostWeight);
+  _fast.add(bitrate, weight, kFastHalfLife);
+  _slow.add(bitrate, weight, kSlowHalfLife);
+  _square.add(bitrate * bitrate, weight, kSlowHalfLife);
+  _gatheredBytes = 0;
+  _gatheredSeconds = 0;
+}
+
+std::optional<double> Throughput::estimate() const {
+  if (_fast.weight <= 0) return _remembered;
+  return std::min(_fast.mean(), _slow.mean());
+}
+
+double Throughput::deviation() const {
+  if (_slow.weight <= 0) return 0;
+  const double mean = _slow.mean();
+  return std::sqrt(std::max(0.0, _square.mean() - mean * mean));
+}
+
+void Throughput::remember(double bitrate) { _remembered = bitrate; }
+
+}  // namespace streaming

@@ -1,0 +1,119 @@
+#include "streaming/playback/ItemOpening.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "streaming/playback/PlaybackErrors.h"
+#include "streaming/playback/RefusedContent.h"
+
+namespace streaming {
+
+/// The transfer whose observer is the opening still, which forwards to the resource.
+class ItemOpening::HandedTransfer final : public Transfer {
+ public:
+  HandedTransfer(std::shared_ptr<ItemOpening> opening, std::unique_ptr<Transfer> transfer)
+      : _opening(std::move(opening)), _transfer(std::move(transfer)) {}
+  void resume() override { _transfer->resume(); }
+
+ private:
+  const std::shared_ptr<ItemOpening> _opening;  // outlives the transfer
+  const std::unique_ptr<Transfer> _transfer;
+};
+
+ItemOpening::ItemOpening(std::shared_ptr<TransferSource> source, std::string url,
+                         Handlers handlers)
+    : _source(std::move(source)), _url(std::move(url)), _handlers(std::move(handlers)) {}
+
+void ItemOpening::start() {
+  _transfer = _source->start(TransferRequest{_url, TransferKind::Item, {}, true}, *this);
+}
+
+void ItemOpening::stop() {
+  if (_stage != Stage::Plain) _stage = Stage::Done;
+  _transfer.reset();
+}
+
+BodyFlow ItemOpening::transferGotHead(const ResponseHead& head) {
+  _body.head = head;
+  return BodyFlow::More;
+}
+
+BodyFlow ItemOpening::transferGotBytes(std::string_view bytes) {
+  if (_stage == Stage::Plain) {
+    const auto plain = _plain.lock();
+    return plain ? plain->transferGotBytes(bytes) : BodyFlow::Abort;
+  }
+  if (_stage == Stage::Done) return BodyFlow::Abort;
+  _body.bytes += bytes;
+  return _stage == Stage::Manifest ? _takeManifest() : _sniff(false);
+}
+
+BodyFlow ItemOpening::_takeManifest() {
+  if (_body.bytes.size() <= kMostManifestBytes) return BodyFlow::More;
+  _refusal = networkError(platform::URLErrorCode::BadServerResponse, "The playlist is too long.");
+  return BodyFlow::Abort;
+}
+
+BodyFlow ItemOpening::_sniff(bool isWhole) {
+  const auto form = manifestForm(_body.bytes, isWhole);
+  if (!form) return BodyFlow::More;
+  if (*form != ManifestForm::None) {
+    _stage = Stage::Manifest;
+    _form = *form;
+    _handlers.isManifest(_form);
+    return _takeManifest();
+  }
+  if (!isWhole && _body.bytes.size() < kRefusalSniffBytes) return BodyFlow::More;
+  if (!isPageOrPicture(_body.bytes)) return _beginPlain(isWhole);
+  _refusal = mediaError(platform::MediaErrorCode::FormatNotRecognized,
+                        "It is a page or a picture.");
+  return BodyFlow::Abort;
+}
+
+BodyFlow ItemOpening::_beginPlain(bool isWhole) {
+  _stage = Stage::Plain;
+  std::unique_ptr<Transfer> running;
+  if (!isWhole)
+    running = std::make_unique<HandedTransfer>(shared_from_this(), std::move(_transfer));
+  auto plain = PlainResource::make(_source, _url, _body.head, std::exchange(_body.bytes, {}),
+                                   std::move(running));
+  _plain = plain;
+  if (isWhole) plain->transferEnded(std::nullopt);
+  _handlers.isPlain(std::move(plain));
+  return BodyFlow::More;
+}
+
+void ItemOpening::transferEnded(const std::optional<platform::Error>& error) {
+  const auto self = shared_from_this();
+  const auto ended = std::move(_transfer);
+  switch (_stage) {
+    case Stage::Done:
+      return;
+    case Stage::Plain:
+      if (error) _handlers.lost(*error);
+      if (const auto plain = _plain.lock()) plain->transferEnded(error);
+      return;
+    case Stage::Manifest:
+      _stage = Stage::Done;
+      if (_refusal) return _handlers.gotManifest(_form, *_refusal);
+      if (error) return _handlers.gotManifest(_form, *error);
+      return _handlers.gotManifest(_form, std::move(_body));
+    case Stage::Sniffing:
+      break;
+  }
+  if (_refusal) return _fail(*_refusal);
+  if (error) return _fail(*error);
+  _sniff(true);
+  if (_refusal) return _fail(*_refusal);
+  if (_stage == Stage::Manifest) {
+    _stage = Stage::Done;
+    _handlers.gotManifest(_form, std::move(_body));
+  }
+}
+
+void ItemOpening::_fail(const platform::Error& error) {
+  _stage = Stage::Done;
+  _handlers.failed(error);
+}
+
+}  // namespace streaming

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "streaming/manifest/ManifestReader.h"
+#include "streaming/playback/BodyFetch.h"
+#include "streaming/playback/PlainResource.h"
+#include "streaming/transfer/Transfer.h"
+
+namespace streaming {
+
+/// Fetches what an item's URL names, and finds out what it is. Transfer thread only.
+class ItemOpening final : public TransferObserver,
+                          public std::enable_shared_from_this<ItemOpening> {
+ public:
+  struct Handlers {
+    /// It cannot be had, or is nothing that can be played.
+    std::function<void(const platform::Error& error)> failed;
+    std::function<void(std::shared_ptr<PlainResource> resource)> isPlain;
+    /// It is a manifest, which comes whole a little later.
+    std::function<void(ManifestForm form)> isManifest;
+    std::function<void(ManifestForm form, FetchResult result)> gotManifest;
+    /// The body of a plain resource has broken off.
+    std::function<void(const platform::Error& error)> lost;
+  };
+  ItemOpening(std::shared_ptr<TransferSource> source, std::string url, Handlers handlers);
+
+  void start();
+  /// Cancels it. A plain resource keeps its transfer.
+  void stop();
+
+ private:
+  class HandedTransfer;
+  enum class Stage { Sniffing, Manifest, Plain, Done };
+
+  BodyFlow transferGotHead(const ResponseHead& head) override;
+  BodyFlow transferGotBytes(std::string_view bytes) override;
+  void transferEnded(const std::optional<platform::Error>& error) override;
+  BodyFlow _sniff(bool isWhole);
+  BodyFlow _beginPlain(bool isWhole);
+  BodyFlow _takeManifest();
+  void _fail(const platform::Error& error);
+
+  const std::shared_ptr<TransferSource> _source;
+  const std::string _url;
+  const Handlers _handlers;
+  Stage _stage = Stage::Sniffing;
+  ManifestForm _form = ManifestForm::None;
+  FetchedBody _body;
+  std::optional<platform::Error> _refusal;
+  std::weak_ptr<PlainResource> _plain;
+  std::unique_ptr<Transfer> _transfer;
+};
+
+}  // namespace streaming

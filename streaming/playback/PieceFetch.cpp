@@ -1,0 +1,161 @@
+#include "streaming/playback/PieceFetch.h"
+
+#include <utility>
+
+#include "streaming/playback/PlaybackErrors.h"
+
+namespace streaming {
+
+PieceFetch::PieceFetch(const FetchTools& tools, Segment segment,
+                       std::shared_ptr<const Representation> representation, TransferKind kind,
+                       Handlers handlers)
+    : _tools(tools),
+      _segment(std::move(segment)),
+      _representation(std::move(representation)),
+      _kind(kind),
+      _handlers(std::move(handlers)) {}
+
+PieceFetch::~PieceFetch() {
+  _media->fail(networkError(platform::URLErrorCode::NetworkConnectionLost, "It was cancelled."));
+}
+
+void PieceFetch::start() {
+  if (_segment.resource.urls.empty())
+    return _fail(networkError(platform::URLErrorCode::BadURL, "The segment has no address."));
+  if (!_segment.key) {
+    _startInitialization();
+    return;
+  }
+  auto request = _tools.keys.get(*_segment.key, [this](const KeyResult& result) {
+    if (const auto* error = std::get_if<platform::Error>(&result)) return _fail(*error, true);
+    _key = std::get<ContentKey>(result);
+    _startInitialization();
+  });
+  // Without a request the answer has come already, and this may be gone.
+  if (request) _keyRequest = std::move(request);
+}
+
+void PieceFetch::_startInitialization() {
+  _startMedia();
+  if (!_segment.initialization) {
+    _hasInitialization = true;
+    return;
+  }
+  auto request = _tools.initializations.get(
+      *_segment.initialization, [this](const InitializationStore::Result& result) {
+        if (const auto* error = std::get_if<platform::Error>(&result))
+          return _fail(*error, error->domain == platform::kMediaErrorDomain);
+        _initialization = std::get<std::shared_ptr<const SegmentBytes>>(result);
+        _hasInitialization = true;
+        if (_media->size() > 0) _offer();
+        if (_hasMedia) _finishMedia();
+      });
+  if (request) _initializationRequest = std::move(request);
+}
+
+void PieceFetch::_startMedia() {
+  _filter = SpanFilter(_segment.resource.span);
+  _decryptor.reset();
+  if (_key && _segment.key->method == SegmentKey::Method::AES128)
+    _decryptor.emplace(*_key, _initialVector());
+  TransferRequest request{_segment.resource.urls[_urlIndex], _kind, _segment.resource.span, false};
+  _transfer = _tools.source.start(request, *this);
+}
+
+std::array<std::byte, 16> PieceFetch::_initialVector() const {
+  if (_segment.key->initialVector) return *_segment.key->initialVector;
+  std::array<std::byte, 16> vector{};
+  for (unsigned i = 0; i < 8; ++i)
+    vector[15 - i] = static_cast<std::byte>(_segment.number >> (8 * i) & 0xFF);
+  return vector;
+}
+
+BodyFlow PieceFetch::transferGotHead(const ResponseHead& head) {
+  _measured.emplace(_tools.meter);
+  if (_filter.begin(head.offset)) return BodyFlow::More;
+  _refusal = networkError(platform::URLErrorCode::BadServerResponse,
+                          "The server sent another part of the file.");
+  return BodyFlow::Abort;
+}
+
+BodyFlow PieceFetch::transferGotBytes(std::string_view bytes) {
+  if (_measured) _measured->got(bytes.size());
+  bytes = _filter.pass(bytes);
+  _count += bytes.size();
+  if (_count > kMostSegmentBytes) {
+    _refusal = networkError(platform::URLErrorCode::BadServerResponse, "The segment is too long.");
+    return BodyFlow::Abort;
+  }
+  if (!bytes.empty()) _append(bytes);
+  return _filter.isDone() ? BodyFlow::Abort : BodyFlow::More;
+}
+
+void PieceFetch::_append(std::string_view bytes) {
+  if (_decryptor)
+    _media->append(_decryptor->pass(bytes));
+  else
+    _media->append(bytes);
+  if (_hasInitialization && _media->size() > 0) _offer();
+}
+
+void PieceFetch::_offer() {
+  if (std::exchange(_isOffered, true)) return;
+  TrackPiece piece;
+  piece.segment = _segment;
+  piece.representation = _representation;
+  piece.initialization = _initialization;
+  piece.media = _media;
+  if (_key && _segment.key->method == SegmentKey::Method::SampleAES) piece.sampleKey = _key;
+  _handlers.began(std::move(piece));
+}
+
+void PieceFetch::transferEnded(const std::optional<platform::Error>& error) {
+  _measured.reset();
+  const auto failure = _refusal ? std::exchange(_refusal, {}) : error;
+  if (failure) {
+    const auto ended = std::move(_transfer);
+    if (!_isOffered && _media->size() == 0 && _urlIndex + 1 < _segment.resource.urls.size()) {
+      ++_urlIndex;
+      _count = 0;
+      return _startMedia();
+    }
+    return _fail(*failure);
+  }
+  if (_decryptor) {
+    const auto rest = _decryptor->finish();
+    if (!rest) {
+      return _fail(mediaError(platform::MediaErrorCode::ContentNotAuthorized,
+                              "The key does not fit the segment."));
+    }
+    if (!rest->empty()) _media->append(*rest);
+  }
+  if (_media->size() == 0)
+    return _fail(networkError(platform::URLErrorCode::BadServerResponse, "The segment is empty."));
+  _hasMedia = true;
+  if (_hasInitialization) _finishMedia();
+}
+
+void PieceFetch::_finishMedia() {
+  _offer();
+  _media->complete();
+  _end(std::nullopt);
+}
+
+void PieceFetch::_fail(platform::Error error, bool isKey) {
+  Failure failure;
+  failure.error = error;
+  if (isKey && _segment.key)
+    failure.url = _segment.key->url;
+  else if (_urlIndex < _segment.resource.urls.size())
+    failure.url = _segment.resource.urls[_urlIndex];
+  failure.isKey = isKey;
+  _media->fail(std::move(error));
+  _end(std::move(failure));
+}
+
+void PieceFetch::_end(std::optional<Failure> failure) {
+  const auto ended = std::exchange(_handlers.ended, {});
+  if (ended) ended(std::move(failure));
+}
+
+}  // namespace streaming

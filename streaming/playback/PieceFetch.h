@@ -1,0 +1,95 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string_view>
+
+#include "platform/foundation/Error.h"
+#include "streaming/playback/InitializationStore.h"
+#include "streaming/playback/KeyStore.h"
+#include "streaming/playback/SegmentDecryptor.h"
+#include "streaming/playback/SpanFilter.h"
+#include "streaming/playback/ThroughputMeter.h"
+#include "streaming/playback/TrackReader.h"
+#include "streaming/transfer/Transfer.h"
+
+namespace streaming {
+
+/// A segment that is longer is given up.
+inline constexpr std::uint64_t kMostSegmentBytes = std::uint64_t{64} * 1024 * 1024;
+
+/// What the fetches of all tracks share.
+struct FetchTools {
+  TransferSource& source;
+  KeyStore& keys;
+  InitializationStore& initializations;
+  ThroughputMeter& meter;
+};
+
+/// Fetches one segment, its key and its initialization, from the first of its addresses that gives
+/// them. Transfer thread only. Destroying it cancels it, and fails the bytes that are arriving.
+class PieceFetch final : private TransferObserver {
+ public:
+  struct Failure {
+    platform::Error error;
+    std::string url;
+    bool isKey = false;  ///< of the key
+  };
+  struct Handlers {
+    /// The piece can be handed over: its first bytes have come, and its initialization.
+    std::function<void(TrackPiece piece)> began;
+    /// Last, and once. A failure before `began` leaves nothing; afterwards the bytes have failed.
+    /// The fetch may be destroyed from within it.
+    std::function<void(std::optional<Failure> failure)> ended;
+  };
+
+  PieceFetch(const FetchTools& tools, Segment segment,
+             std::shared_ptr<const Representation> representation, TransferKind kind,
+             Handlers handlers);
+  ~PieceFetch() override;
+  PieceFetch(const PieceFetch&) = delete;
+  PieceFetch& operator=(const PieceFetch&) = delete;
+
+  void start();
+  const Segment& segment() const { return _segment; }
+  const std::shared_ptr<const Representation>& representation() const { return _representation; }
+
+ private:
+  BodyFlow transferGotHead(const ResponseHead& head) override;
+  BodyFlow transferGotBytes(std::string_view bytes) override;
+  void transferEnded(const std::optional<platform::Error>& error) override;
+
+  void _startInitialization();
+  void _startMedia();
+  void _append(std::string_view bytes);
+  void _offer();
+  void _finishMedia();
+  void _fail(platform::Error error, bool isKey = false);
+  void _end(std::optional<Failure> failure);
+  std::array<std::byte, 16> _initialVector() const;
+
+  const FetchTools _tools;
+  const Segment _segment;
+  const std::shared_ptr<const Representation> _representation;
+  const TransferKind _kind;
+  Handlers _handlers;
+  std::size_t _urlIndex = 0;
+  std::uint64_t _count = 0;  // of bytes of the body
+  SpanFilter _filter{std::nullopt};
+  std::optional<platform::Error> _refusal;
+  ContentKey _key;
+  std::optional<SegmentDecryptor> _decryptor;
+  std::shared_ptr<SegmentBytes> _media = std::make_shared<SegmentBytes>();
+  std::shared_ptr<const SegmentBytes> _initialization;
+  bool _hasInitialization = false;
+  bool _isOffered = false;
+  bool _hasMedia = false;  // all of them
+  std::shared_ptr<void> _keyRequest;
+  std::shared_ptr<void> _initializationRequest;
+  std::optional<ThroughputMeter::Body> _measured;
+  std::unique_ptr<Transfer> _transfer;
+};
+
+}  // namespace streaming

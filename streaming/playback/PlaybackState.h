@@ -1,0 +1,42 @@
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <memory>
+#include <mutex>
+
+#include "streaming/playback/HandlerSlot.h"
+#include "streaming/playback/PieceShelf.h"
+#include "streaming/playback/PresentationPlayback.h"
+#include "streaming/timeline/KnownTimeline.h"
+
+namespace streaming {
+
+inline constexpr std::array<MediaKind, 3> kMediaKinds = {MediaKind::Video, MediaKind::Audio,
+                                                         MediaKind::Text};
+
+/// What the transfer thread and other threads share of a presentation that is played.
+struct PlaybackState {
+  PieceShelf& shelf(MediaKind kind) const { return *shelves.at(static_cast<std::size_t>(kind)); }
+
+  KnownTimeline known() const {
+    const std::lock_guard lock(mutex);
+    return knowledge;
+  }
+
+  std::array<std::shared_ptr<PieceShelf>, 3> shelves;  // by MediaKind
+  std::atomic<double> position = 0;
+  std::atomic<double> startPosition = 0;  // where playing began, or was sought to last
+  std::atomic<double> clockOffset = 0;    // of the server's civil time
+
+  mutable std::mutex mutex;  // guards the rest but the handlers
+  KnownTimeline knowledge;
+  std::array<bool, 3> isAtEnd{};
+  TrackSelection selection;
+  bool isSelected = false;
+
+  HandlerSlot<const TrackPiece&, bool> textHandler;
+  HandlerSlot<> changeHandler;
+};
+
+}  // namespace streaming

@@ -1,0 +1,240 @@
+#include "streaming/playback/PlayedPresentation.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "streaming/playback/TrackPlace.h"
+#include "streaming/timeline/TimeRanges.h"
+
+namespace streaming {
+namespace {
+
+/// The feeders hear of a position that has moved so far.
+constexpr double kToldStep = 1;
+constexpr double kEndTolerance = 0.25;
+
+/// The reader of the player: it also says where playing goes on.
+class PlaybackReader final : public TrackReader {
+ public:
+  PlaybackReader(std::shared_ptr<PlaybackState> state, MediaKind kind, bool isLeading)
+      : _state(std::move(state)), _kind(kind), _isLeading(isLeading) {}
+
+  std::optional<TrackPiece> next(const ReadGate& gate) override {
+    return _state->shelf(_kind).next(gate);
+  }
+  void seek(double seconds) override {
+    _state->position = seconds;
+    _state->startPosition = seconds;
+    _state->shelf(_kind).seek(seconds);
+    if (_isLeading) _state->shelf(MediaKind::Text).seek(seconds);
+  }
+
+ private:
+  const std::shared_ptr<PlaybackState> _state;
+  const MediaKind _kind;
+  const bool _isLeading;
+};
+
+const std::string& selectedOf(const TrackSelection& selection, MediaKind kind) {
+  switch (kind) {
+    case MediaKind::Video:
+      return selection.video;
+    case MediaKind::Audio:
+      return selection.audio;
+    case MediaKind::Text:
+      break;
+  }
+  return selection.text;
+}
+
+}  // namespace
+
+/// Pumps the feed on the transfer thread, once for any number of calls until then.
+class PlayedPresentation::Waker : public std::enable_shared_from_this<Waker> {
+ public:
+  explicit Waker(std::shared_ptr<TransferSource> source) : _source(std::move(source)) {}
+  void setFeed(const std::shared_ptr<PresentationFeed>& feed) { _feed = feed; }
+  void wake() {
+    if (_isPosted.exchange(true)) return;
+    _source->post([self = shared_from_this()] {
+      self->_isPosted = false;
+      if (const auto feed = self->_feed.lock()) feed->pump();
+    });
+  }
+
+ private:
+  const std::shared_ptr<TransferSource> _source;
+  std::weak_ptr<PresentationFeed> _feed;
+  std::atomic<bool> _isPosted = false;
+};
+
+std::shared_ptr<PlayedPresentation> PlayedPresentation::make(Setup setup) {
+  return std::shared_ptr<PlayedPresentation>(new PlayedPresentation(std::move(setup)));
+}
+
+PlayedPresentation::PlayedPresentation(Setup setup)
+    : _source(setup.source),
+      _canDecode(setup.canDecode),
+      _state(std::make_shared<PlaybackState>()),
+      _waker(std::make_shared<Waker>(setup.source)) {
+  const std::weak_ptr<Waker> waker = _waker;
+  for (auto& shelf : _state->shelves) {
+    shelf = std::make_shared<PieceShelf>([waker] {
+      if (const auto living = waker.lock()) living->wake();
+    });
+  }
+  _feed = std::make_shared<PresentationFeed>(PresentationFeed::Setup{
+      setup.source, _state, std::move(setup.record), std::move(setup.throughput),
+      std::move(setup.canDecode), setup.inheritsQuery, std::move(setup.legBegan)});
+  _waker->setFeed(_feed);
+}
+
+// Transfers end on their own thread.
+PlayedPresentation::~PlayedPresentation() {
+  _source->post([feed = std::move(_feed)] { feed->close(); });
+}
+
+void PlayedPresentation::begin(ManifestForm form, FetchResult result) {
+  _feed->begin(form, std::move(result));
+}
+
+void PlayedPresentation::end() { _feed->close(); }
+
+void PlayedPresentation::_post(std::function<void(PresentationFeed&)> task) {
+  _source->post([feed = _feed, task = std::move(task)] { task(*feed); });
+}
+
+std::shared_ptr<const Presentation> PlayedPresentation::presentation() const {
+  return _state->known().presentation;
+}
+
+std::vector<Track> PlayedPresentation::tracksAt(double seconds) const {
+  const auto known = presentation();
+  const Period* period = known ? periodAt(*known, seconds) : nullptr;
+  return period ? decodableTracks(*period, _canDecode) : std::vector<Track>();
+}
+
+void PlayedPresentation::select(const TrackSelection& selection) {
+  {
+    const std::lock_guard lock(_state->mutex);
+    const TrackSelection before = std::exchange(_state->selection, selection);
+    _state->isSelected = true;
+    for (const MediaKind kind : kMediaKinds) {
+      const std::string& old = selectedOf(before, kind);
+      if (!old.empty() && old != selectedOf(selection, kind)) _state->shelf(kind).setTrusted(false);
+    }
+  }
+  _post([selection](PresentationFeed& feed) { feed.select(selection); });
+}
+
+TrackSelection PlayedPresentation::selection() const {
+  const std::lock_guard lock(_state->mutex);
+  return _state->selection;
+}
+
+void PlayedPresentation::prepare(
+    const Start& start, const PlaybackLimits& limits,
+    std::function<void(double seconds, std::optional<platform::Error> error)> ready) {
+  _post([start, limits, ready = std::move(ready)](PresentationFeed& feed) {
+    feed.setLimits(limits);
+    feed.prepare(start, ready);
+  });
+}
+
+std::shared_ptr<TrackReader> PlayedPresentation::reader(MediaKind kind) {
+  if (kind == MediaKind::Text) return nullptr;
+  const std::lock_guard lock(_state->mutex);
+  const std::string& selected = selectedOf(_state->selection, kind);
+  if (selected.empty()) return nullptr;
+  if (const auto& known = _state->knowledge.presentation) {
+    // In some periods the sound may come with the picture, and in others not.
+    bool isFound = false;
+    bool hasOwn = false;
+    for (const Period& period : known->periods) {
+      if (const Track* track = trackNamed(period, kind, selected)) {
+        isFound = true;
+        hasOwn = hasOwn || !track->representations.empty();
+      }
+    }
+    if (isFound && !hasOwn) return nullptr;
+  }
+  const bool isLeading = kind == MediaKind::Video || _state->selection.video.empty();
+  return std::make_shared<PlaybackReader>(_state, kind, isLeading);
+}
+
+void PlayedPresentation::setLimits(const PlaybackLimits& limits) {
+  _post([limits](PresentationFeed& feed) { feed.setLimits(limits); });
+}
+
+void PlayedPresentation::setPosition(double seconds) {
+  _state->position = seconds;
+  if (std::abs(seconds - _toldPosition) < kToldStep) return;
+  _toldPosition = seconds;
+  _waker->wake();
+}
+
+PresentationPlayback::Timeline PlayedPresentation::timeline(double position) const {
+  const auto known = _state->known();
+  Timeline timeline;
+  if (!known.presentation) return timeline;
+  const platform::Date now{_source->civilTime().secondsSince1970 + _state->clockOffset};
+  const auto window = known.window(now);
+  timeline.isLive = window.isLive;
+  if (window.duration) timeline.duration = *window.duration;
+  if (window.range) timeline.seekable = {*window.range};
+  timeline.date = known.dateAt(position);
+
+  const TrackSelection selected = selection();
+  bool isFirst = true;
+  bool isAtEnd = true;
+  for (const MediaKind kind : {MediaKind::Video, MediaKind::Audio}) {
+    const bool hasOwn = kind == MediaKind::Video ? !selected.video.empty()
+                                                 : !selected.audio.empty() && _hasOwnSound(known);
+    if (!hasOwn) continue;
+    auto loaded = _state->shelf(kind).loaded();
+    timeline.loaded = isFirst ? std::move(loaded) : intersectionOf(timeline.loaded, loaded);
+    isFirst = false;
+    const std::lock_guard lock(_state->mutex);
+    isAtEnd = isAtEnd && _state->isAtEnd.at(static_cast<std::size_t>(kind));
+  }
+  timeline.isLoadedToEnd = !isFirst && isAtEnd;
+  if (!timeline.isLoadedToEnd && window.duration) {
+    for (const auto& range : timeline.loaded) {
+      const double end = range.start + range.duration;
+      if (range.start <= position && end >= *window.duration - kEndTolerance)
+        timeline.isLoadedToEnd = true;
+    }
+  }
+  return timeline;
+}
+
+bool PlayedPresentation::_hasOwnSound(const KnownTimeline& known) const {
+  const std::string id = selection().audio;
+  return std::any_of(known.presentation->periods.begin(), known.presentation->periods.end(),
+                     [&](const Period& period) {
+                       const Track* track = trackNamed(period, MediaKind::Audio, id);
+                       return track && !track->representations.empty();
+                     });
+}
+
+std::optional<double> PlayedPresentation::positionOf(platform::Date date) const {
+  const auto known = _state->known();
+  const auto position = known.positionOf(date);
+  if (!position) return std::nullopt;
+  const platform::Date now{_source->civilTime().secondsSince1970 + _state->clockOffset};
+  return known.window(now).clamp(*position);
+}
+
+void PlayedPresentation::whenText(
+    std::function<void(const TrackPiece& piece, bool isFirst)> handler) {
+  const bool isSet = static_cast<bool>(handler);
+  _state->textHandler.set(std::move(handler));
+  if (isSet) _waker->wake();
+}
+
+void PlayedPresentation::whenChanged(std::function<void()> handler) {
+  _state->changeHandler.set(std::move(handler));
+}
+
+}  // namespace streaming

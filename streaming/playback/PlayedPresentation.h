@@ -1,0 +1,61 @@
+#pragma once
+
+#include <atomic>
+#include <memory>
+
+#include "streaming/playback/PlaybackState.h"
+#include "streaming/playback/PresentationFeed.h"
+#include "streaming/playback/PresentationPlayback.h"
+
+namespace streaming {
+
+/// PresentationPlayback over a PresentationFeed, which does the work on the transfer thread.
+class PlayedPresentation final : public PresentationPlayback {
+ public:
+  struct Setup {
+    std::shared_ptr<TransferSource> source;
+    std::shared_ptr<TransferRecord> record;
+    std::shared_ptr<Throughput> throughput;
+    CanDecode canDecode;
+    bool inheritsQuery = false;
+    std::function<void()> legBegan;
+  };
+  /// On the transfer thread.
+  static std::shared_ptr<PlayedPresentation> make(Setup setup);
+  ~PlayedPresentation() override;
+
+  /// Transfer thread: what the item's own URL has given.
+  void begin(ManifestForm form, FetchResult result);
+  /// Transfer thread: ends every transfer.
+  void end();
+
+  std::shared_ptr<const Presentation> presentation() const override;
+  std::vector<Track> tracksAt(double seconds) const override;
+  void select(const TrackSelection& selection) override;
+  TrackSelection selection() const override;
+  void prepare(
+      const Start& start, const PlaybackLimits& limits,
+      std::function<void(double seconds, std::optional<platform::Error> error)> ready) override;
+  std::shared_ptr<TrackReader> reader(MediaKind kind) override;
+  void setLimits(const PlaybackLimits& limits) override;
+  void setPosition(double seconds) override;
+  Timeline timeline(double position) const override;
+  std::optional<double> positionOf(platform::Date date) const override;
+  void whenText(std::function<void(const TrackPiece& piece, bool isFirst)> handler) override;
+  void whenChanged(std::function<void()> handler) override;
+
+ private:
+  class Waker;
+  explicit PlayedPresentation(Setup setup);
+  void _post(std::function<void(PresentationFeed&)> task);
+  bool _hasOwnSound(const KnownTimeline& known) const;
+
+  const std::shared_ptr<TransferSource> _source;
+  const CanDecode _canDecode;
+  const std::shared_ptr<PlaybackState> _state;
+  std::shared_ptr<Waker> _waker;
+  std::shared_ptr<PresentationFeed> _feed;  // its transfers are gone when it was closed
+  std::atomic<double> _toldPosition = -1;
+};
+
+}  // namespace streaming

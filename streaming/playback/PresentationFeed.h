@@ -1,0 +1,105 @@
+#pragma once
+
+#include <array>
+#include <functional>
+#include <memory>
+#include <optional>
+
+#include "streaming/playback/FeederHost.h"
+#include "streaming/playback/ManifestLoader.h"
+#include "streaming/playback/PlaybackState.h"
+#include "streaming/playback/TrackFeeder.h"
+#include "streaming/playback/TransferRecord.h"
+
+namespace streaming {
+
+/// Fetches what is played of one presentation: its manifests, and the pieces of the selected
+/// tracks. Transfer thread only.
+class PresentationFeed final : private FeederHost {
+ public:
+  struct Setup {
+    std::shared_ptr<TransferSource> source;
+    std::shared_ptr<PlaybackState> state;
+    std::shared_ptr<TransferRecord> record;
+    std::shared_ptr<Throughput> throughput;  ///< of this item, with what is remembered of others
+    CanDecode canDecode;
+    bool inheritsQuery = false;
+    std::function<void()> legBegan;
+  };
+  explicit PresentationFeed(Setup setup);
+  ~PresentationFeed() override;
+  PresentationFeed(const PresentationFeed&) = delete;
+  PresentationFeed& operator=(const PresentationFeed&) = delete;
+
+  /// What the item's own URL has given.
+  void begin(ManifestForm form, FetchResult result);
+
+  using Ready = std::function<void(double seconds, std::optional<platform::Error> error)>;
+  void prepare(const PresentationPlayback::Start& start, Ready ready);
+  void select(const TrackSelection& selection);
+  void setLimits(const PlaybackLimits& limits) { _limits = limits; }
+  /// A reader or the position has moved.
+  void pump();
+  /// Ends every transfer.
+  void close();
+
+ private:
+  std::shared_ptr<const Presentation> presentation() const override {
+    return _manifest.presentation();
+  }
+  const FetchTools& tools() const override { return _tools; }
+  IndexStore& indexes() override { return _indexes; }
+  const ServerClock& clock() const override { return _clock; }
+  const Throughput& throughput() const override { return *_setup.throughput; }
+  const CanDecode& canDecode() const override { return _setup.canDecode; }
+  PlaybackLimits limits() const override { return _limits; }
+  double position() const override { return _setup.state->position; }
+  double startPosition() const override { return _setup.state->startPosition; }
+  double bandwidthBeside(MediaKind kind) const override;
+  std::string audioGroup() const override;
+  bool makeRoom(std::uint64_t bytes) override;
+  bool isLeading(MediaKind kind) const override { return kind == _leadingKind(); }
+  void representationChanged(MediaKind kind) override;
+  void pieceBegan(MediaKind kind, const TrackPiece& piece) override;
+  void pieceEnded(MediaKind kind) override;
+  void lost(const std::string& url, const platform::Error& error) override;
+
+  TrackFeeder& _feeder(MediaKind kind) { return *_feeders.at(static_cast<std::size_t>(kind)); }
+  const TrackFeeder& _feeder(MediaKind kind) const {
+    return *_feeders.at(static_cast<std::size_t>(kind));
+  }
+  MediaKind _leadingKind() const;
+  void _manifestChanged();
+  void _continuePreparing();
+  bool _selectByDefault(double around);
+  bool _loadTracks(double around);
+  double _startOf(const PresentationPlayback::Start& start) const;
+  void _startAt(double seconds);
+  void _endPreparing(double seconds, std::optional<platform::Error> error);
+  std::shared_ptr<const SegmentIndex> _leadingIndex(const Period& period);
+  void _publish();
+  void _deliverTexts();
+  void _keepWindowFresh();
+
+  const Setup _setup;
+  ServerClock _clock;
+  KeyStore _keys;
+  InitializationStore _initializations;
+  ThroughputMeter _meter;
+  FetchTools _tools;
+  IndexStore _indexes;
+  ManifestLoader _manifest;
+  std::array<std::unique_ptr<TrackFeeder>, 3> _feeders;
+  PlaybackLimits _limits;
+  TrackSelection _selection;
+  bool _isSelected = false;
+  PresentationPlayback::Start _start;
+  Ready _ready;
+  bool _isTimeAsked = false;
+  bool _hasTime = false;
+  bool _hasStarted = false;
+  bool _isClosed = false;
+  double _freshAt = -1;  // the position at which a newer manifest was wanted last
+};
+
+}  // namespace streaming

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstdint>
+
+#include "streaming/choice/Throughput.h"
+#include "streaming/transfer/Transfer.h"
+
+namespace streaming {
+
+/// Measures the bodies of media that are under way. Those of several tracks share the network, so
+/// time during which any of them is under way counts once. Transfer thread only.
+class ThroughputMeter {
+ public:
+  ThroughputMeter(const TransferSource& source, Throughput& throughput)
+      : _source(source), _throughput(throughput) {}
+
+  /// A body that is under way while this exists.
+  class Body {
+   public:
+    explicit Body(ThroughputMeter& meter) : _meter(meter) { _meter._begin(); }
+    ~Body() { _meter._end(); }
+    Body(const Body&) = delete;
+    Body& operator=(const Body&) = delete;
+    void got(std::uint64_t bytes) { _meter._got(bytes); }
+
+   private:
+    ThroughputMeter& _meter;
+  };
+
+ private:
+  void _begin();
+  void _got(std::uint64_t bytes);
+  void _end();
+  void _measure();
+
+  const TransferSource& _source;
+  Throughput& _throughput;
+  unsigned _count = 0;
+  std::uint64_t _bytes = 0;
+  MonotonicTime _since;
+};
+
+}  // namespace streaming

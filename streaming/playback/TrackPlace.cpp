@@ -1,0 +1,102 @@
+#include "streaming/playback/TrackPlace.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace streaming {
+namespace {
+
+constexpr double kPeriodTolerance = 1e-3;
+
+int likeness(const Track& track, const Track& like) {
+  int points = 0;
+  if (track.language == like.language) points += 4;
+  if (track.characteristics == like.characteristics) points += 2;
+  if (track.isForced == like.isForced) points += 2;
+  if (track.isDefault) ++points;
+  return points;
+}
+
+}  // namespace
+
+const Period* periodAt(const Presentation& presentation, double seconds) {
+  const Period* found = nullptr;
+  for (const Period& period : presentation.periods) {
+    if (found && period.start > seconds + kPeriodTolerance) break;
+    found = &period;
+  }
+  return found;
+}
+
+const Period* periodNamed(const Presentation& presentation, const std::string& id, double seconds) {
+  for (const Period& period : presentation.periods)
+    if (period.id == id) return &period;
+  return periodAt(presentation, seconds);
+}
+
+const Period* periodAfter(const Presentation& presentation, const Period& period) {
+  for (std::size_t i = 0; i + 1 < presentation.periods.size(); ++i)
+    if (&presentation.periods[i] == &period) return &presentation.periods[i + 1];
+  return nullptr;
+}
+
+std::optional<double> endOf(const Presentation& presentation, const Period& period) {
+  if (period.duration) return period.start + *period.duration;
+  if (const Period* next = periodAfter(presentation, period)) return next->start;
+  return presentation.duration;
+}
+
+const Track* trackNamed(const Period& period, MediaKind kind, const std::string& id) {
+  for (const Track& track : period.tracks)
+    if (track.kind == kind && track.id == id) return &track;
+  return nullptr;
+}
+
+const Track* trackLike(const Period& period, MediaKind kind, const std::string& id,
+                       const Track* like) {
+  if (const Track* same = trackNamed(period, kind, id)) return same;
+  // A text of another language is no substitute.
+  const Track* best = nullptr;
+  for (const Track& track : period.tracks) {
+    if (track.kind != kind || isForScanning(track)) continue;
+    if (kind == MediaKind::Text && (!like || track.language != like->language)) continue;
+    if (!best || (like && likeness(track, *like) > likeness(*best, *like))) best = &track;
+  }
+  return best;
+}
+
+bool isForScanning(const Track& track) {
+  return !track.representations.empty() &&
+         std::all_of(track.representations.begin(), track.representations.end(),
+                     [](const auto& each) { return each->isKeyFramesOnly; });
+}
+
+std::vector<Track> decodableTracks(const Period& period, const CanDecode& canDecode) {
+  std::vector<Track> tracks;
+  for (const Track& track : period.tracks) {
+    if (isForScanning(track)) continue;
+    Track copy = track;
+    std::erase_if(copy.representations, [&](const auto& each) {
+      return each->isKeyFramesOnly || (canDecode && !canDecode(track.kind, *each));
+    });
+    const bool hasOwn = !track.representations.empty();
+    if (!hasOwn || !copy.representations.empty()) tracks.push_back(std::move(copy));
+  }
+  return tracks;
+}
+
+TrackSelection defaultSelection(const std::vector<Track>& tracks) {
+  TrackSelection selection;
+  bool hasDefaultSound = false;
+  for (const Track& track : tracks) {
+    if (track.kind == MediaKind::Video && selection.video.empty()) selection.video = track.id;
+    if (track.kind != MediaKind::Audio) continue;
+    if (selection.audio.empty() || (track.isDefault && !hasDefaultSound)) {
+      selection.audio = track.id;
+      hasDefaultSound = track.isDefault;
+    }
+  }
+  return selection;
+}
+
+}  // namespace streaming

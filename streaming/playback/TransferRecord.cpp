@@ -1,0 +1,90 @@
+#include "streaming/playback/TransferRecord.h"
+
+#include <iterator>
+#include <utility>
+
+namespace streaming {
+namespace {
+
+constexpr std::size_t kMostFaults = 100;
+
+/// What was counted between two times; the rest as it was at the later one.
+TransferStatistics statisticsSince(TransferStatistics later, const TransferStatistics& earlier) {
+  later.requestCount -= earlier.requestCount;
+  later.bytesTransferred -= earlier.bytesTransferred;
+  later.transferSeconds -= earlier.transferSeconds;
+  later.stallCount -= earlier.stallCount;
+  later.retryCount -= earlier.retryCount;
+  return later;
+}
+
+}  // namespace
+
+void TransferRecord::addFault(platform::Date date, const std::string& url,
+                              const platform::Error& error) {
+  const std::lock_guard lock(_mutex);
+  if (!_failure) _failure = error;
+  _faults.push_back({date, url, error});
+  if (_faults.size() > kMostFaults) _faults.pop_front();
+}
+
+bool TransferRecord::mediaCame(MonotonicTime now, const std::string& representation,
+                               std::optional<double> bitrate, double seconds) {
+  TransferStatistics statistics = _statistics();
+  const std::lock_guard lock(_mutex);
+  _failure.reset();
+  const bool isFirst = _legs.empty();
+  const bool isSwitch = !isFirst && _legs.back().leg.representation != representation;
+  const bool begins = isSwitch || (!isFirst && _legs.back().server != statistics.serverAddress);
+  if (begins || isFirst) {
+    Leg& leg = _legs.emplace_back();
+    leg.since = now;
+    leg.server = statistics.serverAddress;
+    leg.leg.representation = representation;
+    leg.leg.isSwitch = isSwitch;
+    if (begins) {
+      // The request that has brought it belongs to it.
+      if (statistics.requestCount > 0) --statistics.requestCount;
+      leg.leg.statistics = statistics;
+    }
+    if (_legs.size() > StreamedItem::kMostLegs) _legs.pop_front();
+  }
+  _legs.back().leg.indicatedBitrate = bitrate;
+  _legs.back().leg.mediaSeconds += seconds;
+  return begins;
+}
+
+void TransferRecord::otherMediaCame() {
+  const std::lock_guard lock(_mutex);
+  _failure.reset();
+}
+
+std::optional<platform::Error> TransferRecord::failure() const {
+  const std::lock_guard lock(_mutex);
+  return _failure;
+}
+
+std::vector<TransferFault> TransferRecord::faults() const {
+  const std::lock_guard lock(_mutex);
+  return {_faults.begin(), _faults.end()};
+}
+
+std::vector<TransferLeg> TransferRecord::legs(MonotonicTime now) const {
+  const TransferStatistics statistics = _statistics();
+  const std::lock_guard lock(_mutex);
+  std::vector<TransferLeg> result;
+  for (auto each = _legs.begin(); each != _legs.end(); ++each) {
+    const auto next = std::next(each);
+    TransferLeg leg = each->leg;
+    leg.age = std::chrono::duration<double>(now - each->since).count();
+    leg.statistics = statisticsSince(next == _legs.end() ? statistics : next->leg.statistics,
+                                     each->leg.statistics);
+    leg.statistics.serverAddress = each->server;
+    result.push_back(std::move(leg));
+  }
+  // Before any media have come there is a leg too.
+  if (result.empty()) result.push_back({0, {}, {}, false, 0, statistics});
+  return result;
+}
+
+}  // namespace streaming
