@@ -101,15 +101,15 @@ void OpenedItem::Work::begin(const std::shared_ptr<Work>& self) {
     }
     if (played) played->begin(form, std::move(result));
   };
-  opening = std::make_shared<ItemOpening>(self->transfers, transfers->setup().url,
-                                          std::move(handlers));
+  opening =
+      std::make_shared<ItemOpening>(self->transfers, transfers->setup().url, std::move(handlers));
   opening->start();
 }
 
 void OpenedItem::Work::opened(const std::optional<platform::Error>& error) {
   {
     const std::lock_guard lock(mutex);
-    result = error;
+    outcome = error;
   }
   _tell(*this);
 }
@@ -118,9 +118,9 @@ void OpenedItem::_tell(Work& work) {
   std::optional<platform::Error> error;
   {
     const std::lock_guard lock(work.mutex);
-    if (!work.result || work.isClosed || !work.openedHandler.isSet()) return;
+    if (!work.outcome || work.isClosed || !work.openedHandler.isSet()) return;
     if (std::exchange(work.isTold, true)) return;
-    error = *work.result;
+    error = *work.outcome;
   }
   work.openedHandler.call(error);
 }

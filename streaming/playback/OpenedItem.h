@@ -72,7 +72,7 @@ class OpenedItem final : public StreamedItem, public std::enable_shared_from_thi
     std::mutex mutex;  // guards the rest
     bool isClosed = false;
     bool isTold = false;
-    std::optional<std::optional<platform::Error>> result;
+    std::optional<std::optional<platform::Error>> outcome;
     std::shared_ptr<PlainResource> resource;
     std::shared_ptr<PlayedPresentation> presentation;
   };

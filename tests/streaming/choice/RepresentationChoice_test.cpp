@@ -1,0 +1,106 @@
+#include "streaming/choice/RepresentationChoice.h"
+
+#include <gtest/gtest.h>
+
+#include "streaming/choice/Throughput.h"
+
+namespace streaming {
+namespace {
+
+const std::vector<ChoiceOption> kLadder = {
+    {0.4e6, 240, 25}, {1e6, 480, 25}, {2.5e6, 720, 25}, {5e6, 1080, 25}, {12e6, 2160, 25}};
+
+struct ChoiceCase {
+  const char* name;
+  std::optional<std::size_t> current;
+  std::optional<double> throughput;
+  double ahead;
+  double sinceStart;
+  int display;
+  int decodable;
+  std::size_t chosen;
+};
+
+TEST(RepresentationChoice, Chooses) {
+  const std::vector<ChoiceCase> cases = {
+      {"begins in the middle when nothing is known", {}, {}, 0, 0, 2160, 0, 1},
+      {"begins with what is known", {}, 10e6, 0, 0, 2160, 0, 3},
+      {"never above the display", {}, 100e6, 0, 0, 1080, 0, 3},
+      {"nor above a display between two sizes", {}, 100e6, 0, 0, 1000, 0, 2},
+      {"the smallest where all are above it", {}, 100e6, 0, 0, 200, 0, 0},
+      {"nor above what can be decoded", {}, 100e6, 0, 0, 2160, 720, 2},
+      {"falls at once to what can be decoded", 3, 100e6, 20, 60, 2160, 720, 2},
+      {"no rise in the first two seconds", 1, 100e6, 20, 1, 2160, 0, 1},
+      {"but a fall that is needed", 3, 1.5e6, 1, 1, 2160, 0, 1},
+      {"no rise with little ahead", 1, 100e6, 5, 60, 2160, 0, 1},
+      {"a rise with enough ahead", 1, 100e6, 12, 60, 2160, 0, 4},
+      {"no rise to what is just possible", 2, 5.5e6, 12, 60, 2160, 0, 2},
+      {"a bold rise when everything is loaded", 2, 5.5e6, 28, 60, 2160, 0, 3},
+      {"stays while it is borne", 3, 4e6, 25, 60, 2160, 0, 3},
+      {"falls when it is not", 3, 4e6, 12, 60, 2160, 0, 2},
+      {"falls far when it has to", 4, 0.1e6, 2, 60, 2160, 0, 0},
+      {"stays on the same throughput", 2, 3e6, 12, 60, 2160, 0, 2},
+  };
+  for (const ChoiceCase& each : cases) {
+    SCOPED_TRACE(each.name);
+    ChoiceInput input;
+    input.options = kLadder;
+    input.current = each.current;
+    input.throughput = each.throughput;
+    input.ahead = each.ahead;
+    input.sinceStart = each.sinceStart;
+    input.displayHeight = each.display;
+    input.decodableHeight = each.decodable;
+    EXPECT_EQ(chooseRepresentation(input), each.chosen);
+  }
+}
+
+TEST(RepresentationChoice, OddOptionsAreChosenFromToo) {
+  ChoiceInput input;
+  input.options = {{0, 0, 0}};
+  input.current = 7;
+  input.throughput = 0;
+  EXPECT_EQ(chooseRepresentation(input), 0u);
+  input.options = {{0, 0, 0}, {0, 0, 0}};
+  input.displayHeight = 720;
+  EXPECT_LT(chooseRepresentation(input), 2u);
+}
+
+TEST(RepresentationChoice, AnUnsteadyNetworkIsTrustedLess) {
+  ChoiceInput input;
+  input.options = kLadder;
+  input.throughput = 8e6;
+  EXPECT_EQ(chooseRepresentation(input), 3u);
+  input.deviation = 6e6;
+  EXPECT_EQ(chooseRepresentation(input), 2u);
+}
+
+TEST(Throughput, AFallIsNoticedBeforeARise) {
+  Throughput throughput;
+  EXPECT_FALSE(throughput.estimate());
+  throughput.remember(5e6);
+  EXPECT_EQ(throughput.estimate(), 5e6);
+  const auto transfer = [&](double bitrate, double seconds) {
+    throughput.add(static_cast<std::uint64_t>(bitrate / 8 * seconds), seconds);
+  };
+  for (int i = 0; i < 20; ++i) transfer(8e6, 1);
+  EXPECT_NEAR(*throughput.estimate(), 8e6, 1e4);
+  EXPECT_LT(throughput.deviation(), 1e4);
+  for (int i = 0; i < 4; ++i) transfer(1e6, 1);
+  EXPECT_LT(*throughput.estimate(), 4e6);
+  for (int i = 0; i < 30; ++i) transfer(1e6, 1);
+  for (int i = 0; i < 4; ++i) transfer(8e6, 1);
+  EXPECT_LT(*throughput.estimate(), 4e6);
+  EXPECT_GT(throughput.deviation(), 1e6);
+}
+
+TEST(Throughput, SmallTransfersCountTogether) {
+  Throughput throughput;
+  for (int i = 0; i < 7; ++i) throughput.add(4096, 0.01);
+  EXPECT_FALSE(throughput.estimate());
+  throughput.add(4096, 0.01);
+  EXPECT_NEAR(*throughput.estimate(), 4096 * 8 / 0.01, 1);
+}
+
+}  // namespace
+}  // namespace streaming
