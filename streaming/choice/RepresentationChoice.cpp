@@ -11,22 +11,26 @@ constexpr double kUnknownThroughput = 2.5e6;
 constexpr double kStartShare = 0.7;
 constexpr double kRiseShare = 0.8;
 constexpr double kStayShare = 0.95;
-/// Of the deviation, this much is taken off; but never more than this share of the throughput.
+/// Of the deviation, this much is taken off while nothing is ahead; but never more than this share
+/// of the throughput.
 constexpr double kDeviationWeight = 0.5;
 constexpr double kMostTakenOff = 0.4;
 /// Shares of the target that are ahead.
 constexpr double kRiseAhead = 0.3;
-constexpr double kFullAhead = 0.8;
-constexpr double kFallAhead = 0.5;
+constexpr double kFullAhead = 0.7;
+constexpr double kFallAhead = 0.4;
 /// Seconds from the start within which a change would be seen as one.
 constexpr double kQuietSeconds = 2;
 /// Seconds that are to be left when the next segment has come.
 constexpr double kLeftAhead = 4;
 
 double steadyThroughput(const ChoiceInput& input) {
-  const double measured = input.throughput.value_or(kUnknownThroughput);
+  double measured = input.throughput.value_or(kUnknownThroughput);
+  const double filled = std::clamp(input.ahead / input.target, 0.0, 1.0);
+  // The more is ahead, the sooner a rise is believed, and the less an unsteady network is feared.
+  if (input.recent) measured += filled * (*input.recent - measured);
   const double takenOff = std::min(kDeviationWeight * input.deviation, kMostTakenOff * measured);
-  return std::max(0.0, measured - takenOff - input.otherBandwidth);
+  return std::max(0.0, measured - (1 - filled) * takenOff - input.otherBandwidth);
 }
 
 /// The largest up to `most` that needs no more than `bitrate`.

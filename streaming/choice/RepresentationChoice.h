@@ -17,6 +17,7 @@ struct ChoiceInput {
   std::vector<ChoiceOption> options;   ///< by bandwidth; at least one
   std::optional<std::size_t> current;  ///< of the segment before
   std::optional<double> throughput;    ///< bits a second; none: nothing is known
+  std::optional<double> recent;        ///< of the last seconds alone
   double deviation = 0;                ///< of the throughput
   double otherBandwidth = 0;           ///< of what is fetched beside it
   double ahead = 0;                    ///< seconds that are loaded and not played yet

@@ -9,7 +9,7 @@ namespace {
 constexpr std::uint64_t kLeastBytes = std::uint64_t{32} * 1024;
 // Seconds of transfer after which a measurement counts half.
 constexpr double kFastHalfLife = 3;
-constexpr double kSlowHalfLife = 12;
+constexpr double kSlowHalfLife = 8;
 constexpr double kLeastSeconds = 1e-4;
 // A single transfer of a minute is not worth more than this.
 constexpr double kMostWeight = 20;
@@ -39,6 +39,10 @@ void Throughput::add(std::uint64_t bytes, double seconds) {
 std::optional<double> Throughput::estimate() const {
   if (_fast.weight <= 0) return _remembered;
   return std::min(_fast.mean(), _slow.mean());
+}
+
+std::optional<double> Throughput::recent() const {
+  return _fast.weight > 0 ? std::optional(_fast.mean()) : std::nullopt;
 }
 
 double Throughput::deviation() const {

@@ -15,6 +15,8 @@ class Throughput {
 
   /// Bits a second; none before anything was measured.
   std::optional<double> estimate() const;
+  /// That of the last seconds alone.
+  std::optional<double> recent() const;
   /// Of what was measured from the mean, bits a second.
   double deviation() const;
   /// A first guess, from another item; it counts until something was measured.

@@ -20,6 +20,8 @@ class FeederHost {
  public:
   virtual ~FeederHost() = default;
   virtual std::shared_ptr<const Presentation> presentation() const = 0;
+  /// Why there will be no newer one.
+  virtual std::optional<platform::Error> manifestError() const = 0;
   virtual const FetchTools& tools() const = 0;
   virtual IndexStore& indexes() = 0;
   virtual const ServerClock& clock() const = 0;

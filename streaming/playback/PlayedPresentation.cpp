@@ -48,6 +48,19 @@ const std::string& selectedOf(const TrackSelection& selection, MediaKind kind) {
   return selection.text;
 }
 
+/// Whether the sound `id` has segments of its own; in some periods it may come with the picture.
+bool hasOwnSound(const KnownTimeline& known, const std::string& id) {
+  if (id.empty()) return false;
+  if (!known.presentation) return true;
+  bool isFound = false;
+  for (const Period& period : known.presentation->periods) {
+    const Track* track = trackNamed(period, MediaKind::Audio, id);
+    if (track && !track->representations.empty()) return true;
+    isFound = isFound || track;
+  }
+  return !isFound;
+}
+
 }  // namespace
 
 /// Pumps the feed on the transfer thread, once for any number of calls until then.
@@ -147,18 +160,7 @@ std::shared_ptr<TrackReader> PlayedPresentation::reader(MediaKind kind) {
   const std::lock_guard lock(_state->mutex);
   const std::string& selected = selectedOf(_state->selection, kind);
   if (selected.empty()) return nullptr;
-  if (const auto& known = _state->knowledge.presentation) {
-    // In some periods the sound may come with the picture, and in others not.
-    bool isFound = false;
-    bool hasOwn = false;
-    for (const Period& period : known->periods) {
-      if (const Track* track = trackNamed(period, kind, selected)) {
-        isFound = true;
-        hasOwn = hasOwn || !track->representations.empty();
-      }
-    }
-    if (isFound && !hasOwn) return nullptr;
-  }
+  if (kind == MediaKind::Audio && !hasOwnSound(_state->knowledge, selected)) return nullptr;
   const bool isLeading = kind == MediaKind::Video || _state->selection.video.empty();
   return std::make_shared<PlaybackReader>(_state, kind, isLeading);
 }
@@ -189,8 +191,8 @@ PresentationPlayback::Timeline PlayedPresentation::timeline(double position) con
   bool isFirst = true;
   bool isAtEnd = true;
   for (const MediaKind kind : {MediaKind::Video, MediaKind::Audio}) {
-    const bool hasOwn = kind == MediaKind::Video ? !selected.video.empty()
-                                                 : !selected.audio.empty() && _hasOwnSound(known);
+    const bool hasOwn =
+        kind == MediaKind::Video ? !selected.video.empty() : hasOwnSound(known, selected.audio);
     if (!hasOwn) continue;
     auto loaded = _state->shelf(kind).loaded();
     timeline.loaded = isFirst ? std::move(loaded) : intersectionOf(timeline.loaded, loaded);
@@ -207,15 +209,6 @@ PresentationPlayback::Timeline PlayedPresentation::timeline(double position) con
     }
   }
   return timeline;
-}
-
-bool PlayedPresentation::_hasOwnSound(const KnownTimeline& known) const {
-  const std::string id = selection().audio;
-  return std::any_of(known.presentation->periods.begin(), known.presentation->periods.end(),
-                     [&](const Period& period) {
-                       const Track* track = trackNamed(period, MediaKind::Audio, id);
-                       return track && !track->representations.empty();
-                     });
 }
 
 std::optional<double> PlayedPresentation::positionOf(platform::Date date) const {

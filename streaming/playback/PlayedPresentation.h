@@ -48,7 +48,6 @@ class PlayedPresentation final : public PresentationPlayback {
   class Waker;
   explicit PlayedPresentation(Setup setup);
   void _post(std::function<void(PresentationFeed&)> task);
-  bool _hasOwnSound(const KnownTimeline& known) const;
 
   const std::shared_ptr<TransferSource> _source;
   const CanDecode _canDecode;

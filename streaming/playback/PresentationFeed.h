@@ -47,6 +47,7 @@ class PresentationFeed final : private FeederHost {
   std::shared_ptr<const Presentation> presentation() const override {
     return _manifest.presentation();
   }
+  std::optional<platform::Error> manifestError() const override { return _manifest.error(); }
   const FetchTools& tools() const override { return _tools; }
   IndexStore& indexes() override { return _indexes; }
   const ServerClock& clock() const override { return _clock; }

@@ -81,6 +81,7 @@ std::shared_ptr<const Representation> RepresentationPicker::pick(
     input.options.push_back({usualBandwidth(*each), each->height, each->frameRate});
   if (current) input.current = placeOf(candidates, current->id);
   input.throughput = _host.throughput().estimate();
+  input.recent = _host.throughput().recent();
   input.deviation = _host.throughput().deviation();
   input.otherBandwidth = _host.bandwidthBeside(_kind);
   input.ahead = situation.ahead;

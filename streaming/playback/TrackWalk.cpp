@@ -131,6 +131,10 @@ TrackWalk::Step TrackWalk::next(const std::string& trackID, const std::optional<
       if (step.kind == Step::Kind::Wait && hasEnded) step.kind = Step::Kind::End;
       like = track;
     }
+    if (step.kind == Step::Kind::Wait && _host.manifestError()) {
+      _error = _host.manifestError();
+      step.kind = Step::Kind::NoRepresentation;
+    }
     if (step.kind != Step::Kind::End) return step;
     if (!following) {
       if (!presentation->isLive || !presentation->reload || !step.representation ||

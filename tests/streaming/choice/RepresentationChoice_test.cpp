@@ -37,7 +37,7 @@ TEST(RepresentationChoice, Chooses) {
       {"no rise to what is just possible", 2, 5.5e6, 12, 60, 2160, 0, 2},
       {"a bold rise when everything is loaded", 2, 5.5e6, 28, 60, 2160, 0, 3},
       {"stays while it is borne", 3, 4e6, 25, 60, 2160, 0, 3},
-      {"falls when it is not", 3, 4e6, 12, 60, 2160, 0, 2},
+      {"falls when it is not", 3, 4e6, 11, 60, 2160, 0, 2},
       {"falls far when it has to", 4, 0.1e6, 2, 60, 2160, 0, 0},
       {"stays on the same throughput", 2, 3e6, 12, 60, 2160, 0, 2},
   };

@@ -67,6 +67,7 @@ class FeederBench final : public FeederHost {
 
  private:
   std::shared_ptr<const Presentation> presentation() const override { return media; }
+  std::optional<platform::Error> manifestError() const override { return std::nullopt; }
   const FetchTools& tools() const override { return _tools; }
   IndexStore& indexes() override { return _indexes; }
   const ServerClock& clock() const override { return _clock; }
