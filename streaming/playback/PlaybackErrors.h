@@ -10,8 +10,11 @@
 namespace streaming {
 
 inline platform::Error mediaError(platform::MediaErrorCode code, std::string reason) {
-  return {std::string(platform::kMediaErrorDomain), static_cast<std::int64_t>(code), {},
-          std::move(reason), {}};
+  return {std::string(platform::kMediaErrorDomain),
+          static_cast<std::int64_t>(code),
+          {},
+          std::move(reason),
+          {}};
 }
 
 }  // namespace streaming

@@ -28,6 +28,8 @@ class PlayedPresentation final : public PresentationPlayback {
   void begin(ManifestForm form, FetchResult result);
   /// Transfer thread: ends every transfer.
   void end();
+  /// What the readers read from.
+  PieceShelf& shelf(MediaKind kind) const { return _state->shelf(kind); }
 
   std::shared_ptr<const Presentation> presentation() const override;
   std::vector<Track> tracksAt(double seconds) const override;

@@ -1,0 +1,440 @@
+#include "streaming/playback/PlayedPresentation.h"
+
+#include <algorithm>
+
+#include <gtest/gtest.h>
+
+#include "tests/streaming/playback/ScriptedTransfers.h"
+
+namespace streaming::test {
+namespace {
+
+using Lines = std::vector<std::string>;
+
+/// A presentation over a scripted network; its manifest is at "http://a/main".
+class PlayBench {
+ public:
+  explicit PlayBench(const std::string& manifest, ManifestForm form = ManifestForm::HLS) {
+    PlayedPresentation::Setup setup;
+    setup.source = network;
+    setup.record = record;
+    setup.throughput = throughput;
+    setup.canDecode = [](MediaKind, const Representation& each) {
+      return each.codecs.empty() || each.codecs.front() != "none";
+    };
+    setup.legBegan = [this] { ++legs; };
+    played = PlayedPresentation::make(std::move(setup));
+    played->whenChanged([this] { ++changes; });
+    FetchedBody body;
+    body.head.url = "http://a/main";
+    body.bytes = manifest;
+    played->begin(form, std::move(body));
+  }
+  ~PlayBench() { played->end(); }
+
+  void prepare(const PresentationPlayback::Start& start = {}, double seconds = 3) {
+    PlaybackLimits limits;
+    limits.displayHeight = 1080;
+    played->prepare(start, limits, [this](double at, std::optional<platform::Error> failure) {
+      began = at;
+      error = std::move(failure);
+      ++ready;
+    });
+    network->advance(seconds);
+  }
+  /// What can be read now, by its URLs without the host.
+  Lines read(MediaKind kind = MediaKind::Video, std::size_t most = 100) {
+    Lines lines;
+    while (lines.size() < most) {
+      const auto piece = played->shelf(kind).take();
+      if (!piece) break;
+      network->run();
+      switch (piece->kind) {
+        case TrackPiece::Kind::Media:
+          lines.push_back(piece->segment.resource.urls.front().substr(9));
+          break;
+        case TrackPiece::Kind::Gap:
+          lines.emplace_back("gap");
+          break;
+        case TrackPiece::Kind::End:
+          lines.emplace_back("end");
+          return lines;
+        case TrackPiece::Kind::Failed:
+          lines.push_back("failed " + std::to_string(piece->error->code));
+          return lines;
+      }
+    }
+    return lines;
+  }
+  void seek(double seconds) {
+    for (const MediaKind kind : {MediaKind::Video, MediaKind::Audio})
+      if (const auto reader = played->reader(kind)) reader->seek(seconds);
+    began = seconds;
+    elapsed = 0;
+    network->run();
+  }
+  /// Plays in real time, reading everything.
+  Lines play(double seconds, MediaKind kind = MediaKind::Video) {
+    Lines lines;
+    for (double i = 0; i < seconds; ++i) {
+      for (auto& line : read(kind)) lines.push_back(std::move(line));
+      network->advance(1);
+      played->setPosition(began + ++elapsed);
+    }
+    return lines;
+  }
+
+  std::shared_ptr<ScriptedTransfers> network = std::make_shared<ScriptedTransfers>();
+  std::shared_ptr<TransferRecord> record =
+      std::make_shared<TransferRecord>([] { return TransferStatistics(); });
+  std::shared_ptr<Throughput> throughput = std::make_shared<Throughput>();
+  std::shared_ptr<PlayedPresentation> played;
+  int legs = 0;
+  int changes = 0;
+  int ready = 0;
+  double began = -1;
+  double elapsed = 0;
+  std::optional<platform::Error> error;
+};
+
+/// A media playlist of `count` segments of four seconds: "name1.ts", "name2.ts" …
+std::string playlistOf(const std::string& name, int first, int count, bool hasEnded,
+                       const std::string& head = {}) {
+  std::string text = "#EXTM3U\n#EXT-X-VERSION:6\n#EXT-X-TARGETDURATION:4\n" + head +
+                     "#EXT-X-MEDIA-SEQUENCE:" + std::to_string(first) + "\n";
+  for (int i = first; i < first + count; ++i)
+    text += "#EXTINF:4,\n" + name + std::to_string(i) + ".ts\n";
+  if (hasEnded) text += "#EXT-X-ENDLIST\n";
+  return text;
+}
+
+void addSegments(ScriptedTransfers& network, const std::string& name, int first, int count,
+                 std::size_t size = 100) {
+  for (int i = first; i < first + count; ++i)
+    network.add("http://a/" + name + std::to_string(i) + ".ts", std::string(size, 'a'));
+}
+
+const std::string kVariants =
+    "#EXTM3U\n"
+    "#EXT-X-MEDIA:TYPE=AUDIO,GROUP-ID=\"low\",NAME=\"English\",LANGUAGE=\"en\",DEFAULT=YES,"
+    "URI=\"en-low\"\n"
+    "#EXT-X-MEDIA:TYPE=AUDIO,GROUP-ID=\"low\",NAME=\"Deutsch\",LANGUAGE=\"de\",URI=\"de-low\"\n"
+    "#EXT-X-MEDIA:TYPE=AUDIO,GROUP-ID=\"high\",NAME=\"English\",LANGUAGE=\"en\",DEFAULT=YES,"
+    "URI=\"en-high\"\n"
+    "#EXT-X-MEDIA:TYPE=AUDIO,GROUP-ID=\"high\",NAME=\"Deutsch\",LANGUAGE=\"de\","
+    "URI=\"de-high\"\n"
+    "#EXT-X-MEDIA:TYPE=SUBTITLES,GROUP-ID=\"texts\",NAME=\"English\",LANGUAGE=\"en\","
+    "URI=\"text\"\n"
+    "#EXT-X-STREAM-INF:BANDWIDTH=500000,RESOLUTION=640x360,CODECS=\"avc1.4d401e,mp4a.40.2\","
+    "AUDIO=\"low\",SUBTITLES=\"texts\"\nv-low\n"
+    "#EXT-X-STREAM-INF:BANDWIDTH=1500000,RESOLUTION=1280x720,CODECS=\"avc1.4d401f,mp4a.40.2\","
+    "AUDIO=\"high\",SUBTITLES=\"texts\"\nv-high\n";
+
+/// Both variants with both languages, and a subtitle.
+std::unique_ptr<PlayBench> makeVariants(int count = 20) {
+  auto bench = std::make_unique<PlayBench>(kVariants);
+  for (const char* name : {"v-low", "v-high", "en-low", "en-high", "de-low", "de-high"}) {
+    bench->network->add("http://a/" + std::string(name),
+                        playlistOf(std::string(name) + "/", 1, count, true));
+    addSegments(*bench->network, std::string(name) + "/", 1, count, 100'000);
+  }
+  std::string texts = playlistOf("text/", 1, count, true);
+  for (auto at = texts.find(".ts"); at != texts.npos; at = texts.find(".ts"))
+    texts.replace(at, 3, ".vtt");
+  bench->network->add("http://a/text", texts);
+  for (int i = 1; i <= count; ++i)
+    bench->network->add("http://a/text/" + std::to_string(i) + ".vtt", "WEBVTT");
+  return bench;
+}
+
+TEST(PlayedPresentation, BeginsWithThePictureAndTheDefaultSound) {
+  const auto bench = makeVariants();
+  bench->throughput->remember(1e8);
+  bench->prepare();
+  EXPECT_EQ(bench->ready, 1);
+  EXPECT_FALSE(bench->error);
+  EXPECT_EQ(bench->began, 0);
+  EXPECT_EQ(bench->read(MediaKind::Video, 2), (Lines{"v-high/1.ts", "v-high/2.ts"}));
+  EXPECT_EQ(bench->read(MediaKind::Audio, 2), (Lines{"en-high/1.ts", "en-high/2.ts"}));
+  // Nothing of what is not selected, nor of other variants.
+  for (const std::string& url : bench->network->requests()) {
+    EXPECT_EQ(url.find("de-"), url.npos) << url;
+    EXPECT_EQ(url.find("low"), url.npos) << url;
+    EXPECT_EQ(url.find("text"), url.npos) << url;
+  }
+  const auto timeline = bench->played->timeline(5);
+  EXPECT_EQ(timeline.duration, 80);
+  EXPECT_FALSE(timeline.isLive);
+  EXPECT_EQ(timeline.seekable, (std::vector<platform::TimeRange>{{0, 80}}));
+  ASSERT_EQ(timeline.loaded.size(), 1u);
+  EXPECT_GE(timeline.loaded.front().duration, 28);
+  EXPECT_FALSE(timeline.isLoadedToEnd);
+  EXPECT_EQ(bench->network->timerCount(), 0u);
+}
+
+struct StartCase {
+  const char* name;
+  PresentationPlayback::Start start;
+  double seconds;
+};
+
+TEST(PlayedPresentation, BeginsWhereItIsTold) {
+  const std::vector<StartCase> cases = {
+      {"seconds", {30, {}, {}}, 30},
+      {"beyond the end", {500, {}, {}}, 80},
+      {"a fraction", {{}, 0.5, {}}, 40},
+      {"a date without dates", {{}, {}, platform::Date{5}}, 0},
+      {"a date without dates, and seconds", {12, {}, platform::Date{5}}, 12},
+  };
+  for (const StartCase& each : cases) {
+    SCOPED_TRACE(each.name);
+    const auto bench = makeVariants();
+    bench->prepare(each.start);
+    EXPECT_EQ(bench->began, each.seconds);
+    EXPECT_EQ(bench->network->countOf("http://a/v-high/1.ts") +
+                  bench->network->countOf("http://a/v-low/1.ts"),
+              each.seconds < 4 ? 1u : 0u);
+  }
+}
+
+TEST(PlayedPresentation, AnotherLanguageIsReadAfterASeek) {
+  const auto bench = makeVariants();
+  bench->throughput->remember(1e8);
+  bench->prepare();
+  bench->read(MediaKind::Audio, 1);
+  TrackSelection selection = bench->played->selection();
+  for (const Track& track : bench->played->tracksAt(0))
+    if (track.kind == MediaKind::Audio && track.language == "de") selection.audio = track.id;
+  bench->played->select(selection);
+  bench->seek(9);
+  bench->network->advance(1);
+  EXPECT_EQ(bench->read(MediaKind::Audio, 2), (Lines{"de-high/3.ts", "de-high/4.ts"}));
+  EXPECT_EQ(bench->read(MediaKind::Video, 1), Lines{"v-high/3.ts"});
+  EXPECT_EQ(bench->network->countOf("http://a/v-high/3.ts"), 1u);
+}
+
+TEST(PlayedPresentation, TextsComeWholeInOrderAndAgainAfterASeek) {
+  const auto bench = makeVariants();
+  Lines texts;
+  bench->played->whenText([&](const TrackPiece& piece, bool isFirst) {
+    texts.push_back((isFirst ? "*" : "") + piece.segment.resource.urls.front().substr(9));
+  });
+  bench->prepare();
+  EXPECT_TRUE(texts.empty());
+  TrackSelection selection = bench->played->selection();
+  for (const Track& track : bench->played->tracksAt(0))
+    if (track.kind == MediaKind::Text) selection.text = track.id;
+  EXPECT_FALSE(selection.text.empty());
+  bench->played->select(selection);
+  bench->network->advance(1);
+  // Half a minute of it, not all.
+  ASSERT_EQ(texts.size(), 8u);
+  EXPECT_EQ(texts[0], "*text/1.vtt");
+  EXPECT_EQ(texts[7], "text/8.vtt");
+  texts.clear();
+  const auto before = bench->network->countOf("http://a/text/3.vtt");
+  bench->seek(9);
+  bench->network->advance(1);
+  ASSERT_GE(texts.size(), 2u);
+  EXPECT_EQ(texts[0], "*text/3.vtt");
+  EXPECT_EQ(texts[1], "text/4.vtt");
+  EXPECT_EQ(bench->network->countOf("http://a/text/3.vtt"), before);
+}
+
+TEST(PlayedPresentation, AVariantThatIsGoneIsReplaced) {
+  const auto bench = makeVariants();
+  bench->throughput->remember(1e8);
+  bench->network->remove("http://a/v-high");
+  bench->prepare();
+  EXPECT_FALSE(bench->error);
+  EXPECT_EQ(bench->read(MediaKind::Video, 1), Lines{"v-low/1.ts"});
+  EXPECT_EQ(bench->record->faults().size(), 1u);
+}
+
+TEST(PlayedPresentation, WhatIsWrongWithTheSoundDoesNotStopThePicture) {
+  const auto bench = makeVariants();
+  bench->network->remove("http://a/en-low");
+  bench->network->remove("http://a/en-high");
+  bench->prepare();
+  EXPECT_EQ(bench->ready, 1);
+  EXPECT_FALSE(bench->error);
+  EXPECT_EQ(bench->read(MediaKind::Video, 1).size(), 1u);
+  EXPECT_EQ(bench->read(MediaKind::Audio, 1), Lines{"failed 404"});
+}
+
+TEST(PlayedPresentation, FailsWhenNothingCanBeHad) {
+  struct Case {
+    const char* name;
+    std::string manifest;
+    std::int64_t code;
+  };
+  const std::vector<Case> cases = {
+      {"no playlist is there", kVariants, 404},
+      {"nothing can be decoded",
+       "#EXTM3U\n#EXT-X-STREAM-INF:BANDWIDTH=500000,CODECS=\"none\"\nv-low\n", -11833},
+  };
+  for (const Case& each : cases) {
+    SCOPED_TRACE(each.name);
+    PlayBench bench(each.manifest);
+    bench.prepare();
+    EXPECT_EQ(bench.ready, 1);
+    ASSERT_TRUE(bench.error);
+    EXPECT_EQ(bench.error->code, each.code);
+  }
+  PlayBench broken("#EXTM3U\n");
+  broken.prepare();
+  EXPECT_TRUE(broken.error);
+}
+
+TEST(PlayedPresentation, AFasterNetworkIsUsedAndTold) {
+  const auto bench = makeVariants();
+  bench->network->setRate(1e6);
+  bench->throughput->remember(6e5);
+  bench->prepare();
+  Lines lines = bench->play(40);
+  ASSERT_GE(lines.size(), 10u);
+  EXPECT_EQ(lines.front(), "v-low/1.ts");
+  EXPECT_EQ(lines.back().substr(0, 6), "v-high");
+  // The sound is of the group of the variant.
+  const Lines sound = bench->read(MediaKind::Audio);
+  ASSERT_FALSE(sound.empty());
+  EXPECT_EQ(sound.front().substr(0, 6), "en-low");
+  EXPECT_EQ(sound.back().substr(0, 7), "en-high");
+  const auto legs = bench->record->legs(bench->network->now());
+  ASSERT_EQ(legs.size(), 2u);
+  EXPECT_EQ(legs[0].indicatedBitrate, 500000);
+  EXPECT_TRUE(legs[1].isSwitch);
+  EXPECT_EQ(bench->legs, 1);
+}
+
+TEST(PlayedPresentation, NothingComesAfterTheEnd) {
+  const auto bench = makeVariants();
+  bench->prepare();
+  bench->played->end();
+  const auto before = bench->network->requests().size();
+  bench->seek(50);
+  bench->played->setPosition(70);
+  bench->network->advance(100);
+  EXPECT_EQ(bench->network->requests().size(), before);
+  EXPECT_EQ(bench->network->runningCount(), 0u);
+  EXPECT_EQ(bench->network->timerCount(), 0u);
+}
+
+/// A live playlist whose window of six segments slides: `first` is its first one.
+void setLive(PlayBench& bench, int first, bool hasEnded = false) {
+  bench.network->add("http://a/live", playlistOf("s", first, 6, hasEnded));
+  addSegments(*bench.network, "s", first, 6);
+}
+
+const std::string kLive = "#EXTM3U\n#EXT-X-STREAM-INF:BANDWIDTH=500000\nlive\n";
+
+TEST(LivePresentation, BeginsThreeSegmentsBeforeItsEndAndGoesOn) {
+  PlayBench bench(kLive);
+  setLive(bench, 10);
+  bench.prepare({}, 0.5);
+  EXPECT_EQ(bench.began, 12);
+  EXPECT_EQ(bench.read(), (Lines{"s13.ts", "s14.ts", "s15.ts"}));
+  const auto timeline = bench.played->timeline(12);
+  EXPECT_TRUE(timeline.isLive);
+  EXPECT_EQ(timeline.duration, TVSDurationIndefinite);
+  EXPECT_EQ(timeline.seekable, (std::vector<platform::TimeRange>{{0, 12}}));
+  Lines lines;
+  for (int first = 11; first < 20; ++first) {
+    setLive(bench, first);
+    const auto next = bench.play(4);
+    lines.insert(lines.end(), next.begin(), next.end());
+  }
+  EXPECT_GE(lines.size(), 8u);
+  EXPECT_EQ(lines.front(), "s16.ts");
+  // One request for each segment that was added, and some for what had not changed.
+  EXPECT_LE(bench.network->countOf("http://a/live"), 20u);
+  EXPECT_EQ(bench.played->timeline(0).seekable, (std::vector<platform::TimeRange>{{36, 12}}));
+  setLive(bench, 19, true);
+  lines = bench.play(20);
+  EXPECT_EQ(lines.back(), "end");
+  EXPECT_FALSE(bench.played->timeline(0).isLive);
+}
+
+TEST(LivePresentation, NothingIsAskedForWhileItIsPausedAndFull) {
+  PlayBench bench(kLive);
+  bench.network->add("http://a/live", playlistOf("s", 0, 60, false));
+  addSegments(*bench.network, "s", 0, 60);
+  bench.prepare({20, {}, {}}, 1);
+  bench.read(MediaKind::Video, 1);
+  bench.network->advance(60);
+  bench.network->forgetRequests();
+  bench.network->advance(600);
+  EXPECT_TRUE(bench.network->requests().empty());
+  EXPECT_EQ(bench.network->timerCount(), 0u);
+  // It is looked at again as soon as it plays.
+  bench.played->setPosition(25);
+  bench.network->advance(1);
+  EXPECT_EQ(bench.network->countOf("http://a/live"), 1u);
+}
+
+TEST(LivePresentation, APlaylistThatIsGoneForAWhileIsComeBackTo) {
+  PlayBench bench(kLive);
+  setLive(bench, 10);
+  bench.prepare({}, 0.5);
+  bench.read();
+  bench.network->remove("http://a/live");
+  bench.play(8);
+  setLive(bench, 12);
+  EXPECT_EQ(bench.play(4), (Lines{"s16.ts", "s17.ts"}));
+  bench.network->remove("http://a/live");
+  const Lines lines = bench.play(60);
+  ASSERT_FALSE(lines.empty());
+  EXPECT_EQ(lines.back(), "failed 404");
+}
+
+TEST(LivePresentation, PartsArePlayedAsTheyAreAdded) {
+  PlayBench bench(kLive);
+  const auto setParts = [&](int parts) {
+    std::string text = playlistOf("s", 0, 4, false,
+                                  "#EXT-X-SERVER-CONTROL:CAN-BLOCK-RELOAD=YES,PART-HOLD-BACK=3\n"
+                                  "#EXT-X-PART-INF:PART-TARGET=1\n");
+    for (int i = 0; i < parts; ++i) {
+      const std::string name = "p" + std::to_string(i) + ".ts";
+      text += "#EXT-X-PART:DURATION=1,URI=\"" + name + "\"\n";
+      bench.network->add("http://a/" + name, "part");
+    }
+    bench.network->setFallback([text](const TransferRequest& request) {
+      std::optional<ScriptedTransfers::Resource> found;
+      if (request.url.starts_with("http://a/live?")) {
+        found.emplace();
+        found->body = text;
+      }
+      return found;
+    });
+    bench.network->add("http://a/live", text);
+  };
+  addSegments(*bench.network, "s", 0, 4);
+  setParts(1);
+  bench.prepare({}, 0.5);
+  EXPECT_EQ(bench.began, 14);
+  EXPECT_EQ(bench.read(), (Lines{"s3.ts", "p0.ts"}));
+  setParts(3);
+  EXPECT_EQ(bench.play(3), (Lines{"p1.ts", "p2.ts"}));
+  // The server is told what is waited for.
+  EXPECT_TRUE(
+      std::any_of(bench.network->requests().begin(), bench.network->requests().end(),
+                  [](const std::string& url) { return url.find("_HLS_part") != url.npos; }));
+}
+
+TEST(LivePresentation, AWindowThatHasSlidPastIsCaughtUpWith) {
+  PlayBench bench(kLive);
+  setLive(bench, 10);
+  bench.prepare({}, 0.5);
+  bench.read();
+  setLive(bench, 100);
+  bench.play(8);
+  const auto known = bench.played->timeline(0).seekable;
+  ASSERT_FALSE(known.empty());
+  EXPECT_EQ(known.front().start, 360);
+  bench.seek(365);
+  bench.network->advance(1);
+  EXPECT_EQ(bench.read(MediaKind::Video, 1), Lines{"s101.ts"});
+}
+
+}  // namespace
+}  // namespace streaming::test
