@@ -20,8 +20,7 @@ class ItemOpening::HandedTransfer final : public Transfer {
   const std::unique_ptr<Transfer> _transfer;
 };
 
-ItemOpening::ItemOpening(std::shared_ptr<TransferSource> source, std::string url,
-                         Handlers handlers)
+ItemOpening::ItemOpening(std::shared_ptr<TransferSource> source, std::string url, Handlers handlers)
     : _source(std::move(source)), _url(std::move(url)), _handlers(std::move(handlers)) {}
 
 void ItemOpening::start() {
@@ -65,8 +64,8 @@ BodyFlow ItemOpening::_sniff(bool isWhole) {
   }
   if (!isWhole && _body.bytes.size() < kRefusalSniffBytes) return BodyFlow::More;
   if (!isPageOrPicture(_body.bytes)) return _beginPlain(isWhole);
-  _refusal = mediaError(platform::MediaErrorCode::FormatNotRecognized,
-                        "It is a page or a picture.");
+  _refusal =
+      mediaError(platform::MediaErrorCode::FormatNotRecognized, "It is a page or a picture.");
   return BodyFlow::Abort;
 }
 

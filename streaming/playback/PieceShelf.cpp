@@ -267,12 +267,10 @@ std::size_t PieceShelf::countAhead() const {
   return count;
 }
 
-double PieceShelf::loadedUntil(double position) const {
-  double until = position;
-  for (const auto& range : loaded())
-    if (range.start <= position + kSmallestHole && position < range.start + range.duration)
-      until = std::max(until, range.start + range.duration);
-  return until;
+std::size_t PieceShelf::countFrom(double position) const {
+  const std::lock_guard lock(_mutex);
+  return static_cast<std::size_t>(std::count_if(
+      _held.begin(), _held.end(), [&](const Held& each) { return each.end() > position; }));
 }
 
 void PieceShelf::trim(std::uint64_t bytes, double position) {

@@ -62,8 +62,8 @@ class PieceShelf final : public TrackReader {
   std::uint64_t bytes() const;
   /// Pieces of the reader's run that it has not taken yet.
   std::size_t countAhead() const;
-  /// End of what follows `position` without a hole; `position` when it is not held.
-  double loadedUntil(double position) const;
+  /// Pieces that are not over at `position`.
+  std::size_t countFrom(double position) const;
   /// Removes pieces that the reader is past, or not going to, until at most `bytes` are left: those
   /// that are farthest from `position` first.
   void trim(std::uint64_t bytes, double position);

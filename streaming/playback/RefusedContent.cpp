@@ -25,8 +25,13 @@ bool isPage(std::string_view bytes) {
 }
 
 bool isPicture(std::string_view bytes) {
-  static constexpr std::array pictures = {"\x89PNG\r\n\x1A\n"sv, "\xFF\xD8\xFF"sv, "GIF87a"sv,
-                                          "GIF89a"sv, "BM"sv, "II*\0"sv, "MM\0*"sv};
+  static constexpr std::array pictures = {"\x89PNG\r\n\x1A\n"sv,
+                                          "\xFF\xD8\xFF"sv,
+                                          "GIF87a"sv,
+                                          "GIF89a"sv,
+                                          "BM"sv,
+                                          "II*\0"sv,
+                                          "MM\0*"sv};
   for (const std::string_view each : pictures) {
     if (!bytes.starts_with(each)) continue;
     // Two letters are little: the reserved fields of a bitmap are 0.

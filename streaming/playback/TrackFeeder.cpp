@@ -10,7 +10,7 @@
 namespace streaming {
 namespace {
 
-/// The reader has at least so many pieces before it.
+/// So many pieces are ahead of what is played, however long or large they are.
 constexpr std::size_t kLeastPieces = 2;
 /// A segment is tried in so many representations.
 constexpr unsigned kMostAttempts = 3;
@@ -188,8 +188,7 @@ bool TrackFeeder::_hasRoom(const TrackWalk::Step& step) {
                                : step.representation->bandwidth;
   const double bytes = std::clamp(bandwidth * step.segment.duration / 8, 0.0,
                                   static_cast<double>(kMostSegmentBytes));
-  // Texts are small, and are taken as soon as they are there.
-  const bool isNeeded = !_tail || (_kind != MediaKind::Text && _shelf->countAhead() < kLeastPieces);
+  const bool isNeeded = !_tail || _shelf->countFrom(_host.position()) < kLeastPieces;
   if (!isNeeded && step.segment.start - _host.position() >= kSecondsAhead) return false;
   const bool hasBytes = _host.makeRoom(static_cast<std::uint64_t>(bytes));
   return isNeeded || hasBytes;
