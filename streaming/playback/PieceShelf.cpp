@@ -204,6 +204,14 @@ std::optional<TrackPiece> PieceShelf::pieceOf(ID piece) const {
   return place->piece;
 }
 
+void PieceShelf::dropUnread() {
+  const std::lock_guard lock(_mutex);
+  auto place = _upcomingPlace();
+  if (place == _held.end()) return;
+  ++place;
+  while (place != _held.end() && place->follows) place = _held.erase(place);
+}
+
 void PieceShelf::remove(ID piece) {
   const std::lock_guard lock(_mutex);
   const auto place = _place(piece);

@@ -48,6 +48,8 @@ class PieceShelf final : public TrackReader {
   std::optional<ID> find(const Segment& segment) const;
   ID lastOfRun(ID piece) const;
   std::optional<TrackPiece> pieceOf(ID piece) const;
+  /// Forgets what follows the piece that the reader takes next.
+  void dropUnread();
   /// Forgets a piece that has not come whole.
   void remove(ID piece);
   /// Ends the run of `after`, or the track when there are no pieces: a piece of kind End or Failed.

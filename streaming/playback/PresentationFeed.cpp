@@ -10,8 +10,8 @@
 namespace streaming {
 namespace {
 
-/// Of segments in memory, for all tracks together.
-constexpr std::uint64_t kMostBytes = std::uint64_t{48} * 1024 * 1024;
+/// Of segments in memory, for all tracks together: 48 MiB with what is under way.
+constexpr std::uint64_t kMostBytes = std::uint64_t{44} * 1024 * 1024;
 
 double bandwidthOf(const TrackFeeder& feeder) {
   const auto& representation = feeder.representation();
@@ -88,6 +88,17 @@ void PresentationFeed::select(const TrackSelection& selection) {
     _setup.state->shelf(MediaKind::Text).seek(position);
   if (_ready) return _continuePreparing();
   _publish();
+  pump();
+}
+
+void PresentationFeed::setLimits(const PlaybackLimits& limits) {
+  const PlaybackLimits before = std::exchange(_limits, limits);
+  if (_isClosed || !_hasStarted || limits.decodableHeight <= 0) return;
+  if (before.decodableHeight > 0 && before.decodableHeight <= limits.decodableHeight) return;
+  // What is loaded already cannot be decoded in time.
+  const auto& representation = _feeder(MediaKind::Video).representation();
+  if (!representation || representation->height <= limits.decodableHeight) return;
+  _feeder(MediaKind::Video).shelf().dropUnread();
   pump();
 }
 
@@ -316,14 +327,13 @@ void PresentationFeed::_deliverTexts() {
   if (_selection.text.empty() || !_setup.state->textHandler.isSet()) return;
   PieceShelf& shelf = _setup.state->shelf(MediaKind::Text);
   bool isFirst = false;
-  bool wasFirst = false;
   while (const auto piece = shelf.takeWhole(isFirst)) {
     // The first one that can be read is told to be the first.
-    wasFirst = wasFirst || isFirst;
+    _isTextFirst = _isTextFirst || isFirst;
     if (piece->kind != TrackPiece::Kind::Media ||
         piece->media->state() != SegmentBytes::State::Complete)
       continue;
-    _setup.state->textHandler.call(*piece, std::exchange(wasFirst, false));
+    _setup.state->textHandler.call(*piece, std::exchange(_isTextFirst, false));
     if (_isClosed) return;
   }
 }

@@ -37,7 +37,7 @@ class PresentationFeed final : private FeederHost {
   using Ready = std::function<void(double seconds, std::optional<platform::Error> error)>;
   void prepare(const PresentationPlayback::Start& start, Ready ready);
   void select(const TrackSelection& selection);
-  void setLimits(const PlaybackLimits& limits) { _limits = limits; }
+  void setLimits(const PlaybackLimits& limits);
   /// A reader or the position has moved.
   void pump();
   /// Ends every transfer.
@@ -100,7 +100,8 @@ class PresentationFeed final : private FeederHost {
   bool _hasTime = false;
   bool _hasStarted = false;
   bool _isClosed = false;
-  double _freshAt = -1;  // the position at which a newer manifest was wanted last
+  bool _isTextFirst = false;  // none was told since a seek
+  double _freshAt = -1;       // the position at which a newer manifest was wanted last
 };
 
 }  // namespace streaming

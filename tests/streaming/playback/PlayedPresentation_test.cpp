@@ -307,6 +307,18 @@ TEST(PlayedPresentation, AFasterNetworkIsUsedAndTold) {
   EXPECT_EQ(bench->legs, 1);
 }
 
+TEST(PlayedPresentation, WhatCannotBeDecodedInTimeIsFetchedAgainInASmallerOne) {
+  const auto bench = makeVariants();
+  bench->throughput->remember(1e8);
+  bench->prepare();
+  EXPECT_EQ(bench->read(MediaKind::Video, 2), (Lines{"v-high/1.ts", "v-high/2.ts"}));
+  bench->played->setLimits({1080, 360});
+  bench->network->advance(1);
+  // One more is fetched while the playlist of the other one is loaded.
+  EXPECT_EQ(bench->read(MediaKind::Video, 4),
+            (Lines{"v-high/3.ts", "v-high/4.ts", "v-low/5.ts", "v-low/6.ts"}));
+}
+
 TEST(PlayedPresentation, NothingComesAfterTheEnd) {
   const auto bench = makeVariants();
   bench->prepare();
