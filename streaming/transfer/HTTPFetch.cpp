@@ -326,6 +326,8 @@ void HTTPFetch::_tryAgain(platform::Error otherwise) {
                                [this] { _try(); });
 }
 
-void HTTPFetch::_end(std::optional<platform::Error> error) { _observer.transferEnded(error); }
+void HTTPFetch::_end(const std::optional<platform::Error>& error) {
+  _observer.transferEnded(error);
+}
 
 }  // namespace streaming

@@ -83,7 +83,7 @@ class HTTPFetch {
   void _tryAgain(platform::Error otherwise);
   bool _isRanged() const;
   bool _canContinue() const;
-  void _end(std::optional<platform::Error> error);
+  void _end(const std::optional<platform::Error>& error);
 
   // Of an attempt; false: it is to be ended.
   bool _gotLine(std::string_view line);

@@ -71,7 +71,8 @@ bool HTTPFetch::_place(ResponseHead& head) {
   head.offset = part->first;
   head.totalLength = part->total;
   head.length = *part->last - part->first + 1;
-  head.acceptsRanges = true;
+  // The titles of a radio station are counted from the beginning of its body.
+  head.acceptsRanges = head.field("icy-metaint").empty();
   if (_request.span && _request.span->length && *_request.span->length < *head.length) {
     head.length = _request.span->length;
     _part.last = _part.first + *head.length - 1;

@@ -164,10 +164,10 @@ void ResourceTransfer::transferEnded(const std::optional<platform::Error>& error
 
 void ResourceTransfer::fetchRedirected(std::string url) {
   const auto ended = std::move(_fetching);
-  _follow(std::move(url));
+  _follow(url);
 }
 
-void ResourceTransfer::_follow(std::string url) {
+void ResourceTransfer::_follow(const std::string& url) {
   if (++_redirects > _item->bounds().redirects)
     return _endLater(networkError(URLErrorCode::BadServerResponse, "It redirects too often."));
   _locate(url);
@@ -246,11 +246,11 @@ void ResourceTransfer::_ask(const std::string& url) {
 void ResourceTransfer::_answered(ContentAnswer answer) {
   if (answer.error) return _end(answer.error);
   if (answer.redirectURL) {
-    auto target = resolvedRedirect(_url, *answer.redirectURL);
+    const auto target = resolvedRedirect(_url, *answer.redirectURL);
     if (!target) return _end(networkError(URLErrorCode::BadServerResponse));
     // The sender may name addresses of the private network.
     _isTrusted = true;
-    return _follow(*std::move(target));
+    return _follow(*target);
   }
   // Data are accepted with any status.
   if (answer.statusCode >= 400 && !answer.data)
@@ -338,9 +338,8 @@ void ResourceTransfer::_passOn() {
 
 void ResourceTransfer::_end(const std::optional<platform::Error>& error) {
   TransferObserver& observer = _observer;
-  const std::optional<platform::Error> reported = error;
   cancel();
-  observer.transferEnded(reported);
+  observer.transferEnded(error);
 }
 
 void ResourceTransfer::_setBusy(bool busy) {

@@ -44,7 +44,7 @@ class ResourceTransfer final : public Transfer, private FetchObserver {
   void _hold(HeldBody body);
   void _passHead(const ResponseHead& head);
   void _passOn();
-  void _follow(std::string url);
+  void _follow(const std::string& url);
 
   BodyFlow transferGotHead(const ResponseHead& head) override;
   BodyFlow transferGotBytes(std::string_view bytes) override;

@@ -11,6 +11,7 @@
 
 #include "streaming/transfer/NetworkReach.h"
 #include "streaming/transfer/TransferService.h"
+#include "streaming/transfer/URLText.h"
 #include "tests/streaming/transfer/ScriptedServer.h"
 #include "tests/streaming/transfer/TransferClient.h"
 #include "tests/support/TemporaryFolder.h"
@@ -64,6 +65,7 @@ TEST_F(TransferItemTest, FindsOutWhetherTheServerHasRanges) {
        false,
        {},
        "body"},
+      {part + "9\r\nicy-metaint: 8\r\nContent-Length: 4\r\n\r\nbody", 206, false, 9, "body"},
       {"ICY 200 OK\r\nicy-metaint: 8\r\nContent-Length: 4\r\n\r\nbody", 200, false, 4, "body"},
   };
   for (const auto& one : cases) {
@@ -111,6 +113,27 @@ TEST_F(TransferItemTest, CutsPartsOutOfWhatAServerSendsWhole) {
     EXPECT_EQ(outcome.head->offset, part.span.offset);
     EXPECT_EQ(outcome.head->length, part.part.size());
   }
+}
+
+TEST_F(TransferItemTest, AcceptsCompressionOnlyOfTexts) {
+  // "a text", compressed by gzip.
+  const std::string packed =
+      http::unescaped(
+          "%1f%8b%08%00%00%00%00%00%02%ff%4b%54%28%49%ad%28%01%00%83%2a%64%a9%06%00%00%00")
+          .value();
+  const std::string fields = "Content-Encoding: gzip\r\n";
+  server.script("/a", {{sized(packed, fields)}});
+  server.script("/b", {{sized("packed", "Content-Encoding: br\r\n")}});
+  const auto item = open("/a");
+  for (const TransferKind kind : {TransferKind::Manifest, TransferKind::Text}) {
+    const Outcome outcome = fetch(*item, {server.url("/a"), kind, {}, false});
+    EXPECT_EQ(outcome.body, "a text");
+    EXPECT_EQ(outcome.head->length, std::nullopt);
+    EXPECT_TRUE(contains(server.requests().back(), "\r\nAccept-Encoding: gzip, deflate\r\n"));
+    EXPECT_EQ(fetch(*item, {server.url("/b"), kind, {}, false}).code(), -1011);
+  }
+  fetch(*item, {server.url("/a"), TransferKind::Media, {}, false});
+  EXPECT_FALSE(contains(server.requests().back(), "Accept-Encoding"));
 }
 
 TEST_F(TransferItemTest, SendsFieldsAndCookiesOnlyToTheirServer) {
