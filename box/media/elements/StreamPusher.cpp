@@ -54,15 +54,17 @@ void StreamPusher::forgetPad() {
 
 bool StreamPusher::step() {
   if (_isOver || _setup.range->isCancelled()) return false;
-  if (!std::exchange(_hasBegunStream, true)) {
-    const char* const name = kind() == ElementaryKind::Video ? "video" : "audio";
-    GstEvent* const event = gst_event_new_stream_start(name);
-    gst_event_set_group_id(event, _setup.groupID);
-    gst_pad_push_event(pad(), event);
-  }
+  if (!std::exchange(_hasBegunStream, true)) _pushStreamStart();
   if (!_isFed) return _end();
   auto item = _take();
   return item && std::visit([this](auto& each) { return _handle(each); }, *item);
+}
+
+void StreamPusher::_pushStreamStart() {
+  const char* const name = kind() == ElementaryKind::Video ? "video" : "audio";
+  GstEvent* const event = gst_event_new_stream_start(name);
+  gst_event_set_group_id(event, _setup.groupID);
+  gst_pad_push_event(pad(), event);
 }
 
 std::optional<ElementaryItem> StreamPusher::_take() {
@@ -131,6 +133,8 @@ bool StreamPusher::_handle(const ElementaryGap& gap) {
     if (_pushedFormat) gst_pad_push_event(pad(), gst_event_new_caps(_pushedFormat.get()));
   }
   _pushSegment();
+  // A decoder passes a gap on before the pictures that it still holds. This makes it put them out.
+  if (kind() == ElementaryKind::Video && !_isDiscontinuous) _pushStreamStart();
   const GstClockTime last = std::min<GstClockTime>(end, _segment->stop);
   gst_pad_push_event(pad(), gst_event_new_gap(start, last - start));
   _isDiscontinuous = true;

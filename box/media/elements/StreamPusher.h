@@ -53,6 +53,7 @@ class StreamPusher {
     GstRef<GstCaps> caps;
     GstRef<GstBuffer> buffer;
   };
+  void _pushStreamStart();
   std::optional<ElementaryItem> _take();
   bool _handle(ElementaryFormat& format);
   bool _handle(ElementaryBuffer& buffer);
@@ -75,7 +76,7 @@ class StreamPusher {
   GstRef<GstCaps> _format;
   std::optional<GstSegment> _segment;  // pushed, or about to be
   bool _needsSegment = false;
-  bool _isDiscontinuous = false;
+  bool _isDiscontinuous = false;  // nothing has been pushed since the start or a gap
 
   bool _hasBegunStream = false;
   GstRef<GstCaps> _pushedFormat;
