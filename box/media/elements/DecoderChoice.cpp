@@ -129,10 +129,12 @@ GstRef<GstElement> tryDecoder(gpointer factory, gpointer parserFactory, GstCaps*
   if (sink && source &&
       gst_element_set_state(decoder.get(), GST_STATE_READY) != GST_STATE_CHANGE_FAILURE) {
     const GstRef<GstCaps> taken(gst_pad_query_caps(sink.get(), nullptr));
-    const GstRef<GstCaps> parsed = parserFactory
-                                       ? parsedCaps(parserFactory, caps, first, taken.get())
-                                       : GstRef<GstCaps>(gst_caps_ref(caps));
-    if (parsed && gst_pad_query_accept_caps(sink.get(), parsed.get())) return decoder;
+    GstRef<GstCaps> parsed(gst_caps_ref(caps));
+    if (parserFactory) parsed = parsedCaps(parserFactory, caps, first, taken.get());
+    // A parser that tells nothing yet may need more than one packet.
+    if (parsed ? gst_pad_query_accept_caps(sink.get(), parsed.get())
+               : gst_caps_can_intersect(withoutForm(caps).get(), taken.get()))
+      return decoder;
   }
   gst_element_set_state(decoder.get(), GST_STATE_NULL);
   return {};

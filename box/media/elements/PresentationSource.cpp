@@ -51,6 +51,7 @@ void PresentationSource::linkTo(GstBin* bin, ElementaryKind kind, GstPad* tail) 
     setup.waits = [this](bool waits) { _noteWait(waits); };
     setup.failed = [this, kind](const platform::Error& error) { _noteFailure(kind, error); };
     setup.lacksDecoder = [this](GstCaps* caps) { _reportMissing(caps); };
+    setup.reached = [this, kind](double seconds) { _noteReached(kind, seconds); };
     setup.refused = [this](GstFlowReturn flow) { GST_ELEMENT_FLOW_ERROR(_element, flow); };
     stream.pusher = std::make_unique<StreamPusher>(std::move(setup));
   }
@@ -72,10 +73,10 @@ void PresentationSource::_stop() {
 
 void PresentationSource::_startFlow() {
   _planFeeds();
-  const bool hasVideo = std::any_of(_streams.begin(), _streams.end(), [](const auto& each) {
+  _showsPicture = std::any_of(_streams.begin(), _streams.end(), [](const auto& each) {
     return each.first == ElementaryKind::Video && each.second.isFed;
   });
-  _range.begin(_segment, _lastSeek.value_or(gst_util_seqnum_next()), _awaitsKey && hasVideo);
+  _range.begin(_segment, _lastSeek.value_or(gst_util_seqnum_next()), _awaitsKey && _showsPicture);
   _queues.open();
   for (auto& [kind, stream] : _streams) stream.pusher->reset(stream.isFed);
   for (const auto& feed : _feeds) feed->start(secondsOf(_segment.start));
@@ -248,6 +249,11 @@ std::optional<double> PresentationSource::queuedUntil() const {
     least = std::min(least.value_or(*newest), *newest);
   }
   return least;
+}
+
+/// Little is decoded ahead: what is pushed is nearly what is played.
+void PresentationSource::_noteReached(ElementaryKind kind, double seconds) {
+  if (kind == ElementaryKind::Video || !_showsPicture) _setup.playback->setPosition(seconds);
 }
 
 void PresentationSource::_noteWait(bool waits) {

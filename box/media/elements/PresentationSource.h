@@ -77,6 +77,7 @@ class PresentationSource {
   void _stopFlow();
   void _step(GstPad* pad);
   void _flush(GstEvent* event);
+  void _noteReached(ElementaryKind kind, double seconds);
   void _noteWait(bool waits);
   void _noteFailure(ElementaryKind kind, const platform::Error& error);
   void _reportMissing(GstCaps* caps);
@@ -94,6 +95,7 @@ class PresentationSource {
   std::optional<guint32> _lastSeek;
   bool _awaitsKey = false;
   bool _isRunning = false;
+  std::atomic<bool> _showsPicture = false;
   std::vector<std::unique_ptr<TrackFeed>> _feeds;
 
   mutable std::mutex _mutex;  // guards the rest

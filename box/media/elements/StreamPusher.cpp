@@ -5,11 +5,14 @@
 #include <utility>
 #include <variant>
 
+#include "box/media/GstTime.h"
+
 namespace box {
 namespace {
 
 /// Decoders of sound need some packets before they put out the right samples.
 constexpr GstClockTime kSoundBefore = 250 * GST_MSECOND;
+constexpr GstClockTime kReachedStep = 250 * GST_MSECOND;
 
 GstClockTime clockTime(double seconds) {
   constexpr double kMost = 1e9;
@@ -44,6 +47,7 @@ void StreamPusher::reset(bool isFed) {
   _format.reset();
   _segment.reset();
   _needsSegment = true;
+  _reached.reset();
   _isDiscontinuous = true;
 }
 
@@ -154,6 +158,7 @@ bool StreamPusher::_push(Packet packet) {
   if (isVideo && isOnlyKeyFrames(*_segment) && !isKeyFrame(buffer)) return true;
   if (!_useFormat(packet)) return false;
   _pushSegment();
+  _tellReached(std::max<GstClockTime>(GST_BUFFER_PTS(buffer), _segment->start));
   GstBuffer* pushed = packet.buffer.release();
   if (std::exchange(_isDiscontinuous, false)) {
     pushed = gst_buffer_make_writable(pushed);
@@ -190,6 +195,12 @@ void StreamPusher::_pushSegment() {
   GstEvent* const event = gst_event_new_segment(&*_segment);
   gst_event_set_seqnum(event, _setup.range->seekNumber());
   gst_pad_push_event(pad(), event);
+}
+
+void StreamPusher::_tellReached(GstClockTime time) {
+  if (_reached && time < *_reached + kReachedStep) return;
+  _reached = time;
+  _setup.reached(secondsOf(time));
 }
 
 bool StreamPusher::_end() {

@@ -34,7 +34,8 @@ class StreamPusher {
     std::function<void(bool)> waits;
     std::function<void(const platform::Error&)> failed;  ///< nothing of the kind comes any more
     std::function<void(GstCaps*)> lacksDecoder;
-    std::function<void(GstFlowReturn)> refused;  ///< by the elements behind the pad
+    std::function<void(GstFlowReturn)> refused;   ///< by the elements behind the pad
+    std::function<void(double seconds)> reached;  ///< what is pushed now; a few times a second
   };
   explicit StreamPusher(Setup setup) : _setup(std::move(setup)) {}
 
@@ -66,6 +67,7 @@ class StreamPusher {
   bool _push(Packet packet);
   bool _useFormat(const Packet& packet);
   void _pushSegment();
+  void _tellReached(GstClockTime time);
   bool _end();
 
   const Setup _setup;
@@ -76,7 +78,8 @@ class StreamPusher {
   GstRef<GstCaps> _format;
   std::optional<GstSegment> _segment;  // pushed, or about to be
   bool _needsSegment = false;
-  bool _isDiscontinuous = false;  // nothing has been pushed since the start or a gap
+  std::optional<GstClockTime> _reached;  // as it was told last
+  bool _isDiscontinuous = false;         // nothing has been pushed since the start or a gap
 
   bool _hasBegunStream = false;
   GstRef<GstCaps> _pushedFormat;

@@ -69,11 +69,13 @@ class Playback final : public streaming::PresentationPlayback {
                std::function<void(double, std::optional<platform::Error>)>) override {}
   std::shared_ptr<streaming::TrackReader> reader(streaming::MediaKind kind) override;
   void setLimits(const streaming::PlaybackLimits&) override {}
-  void setPosition(double) override {}
+  void setPosition(double seconds) override { position = seconds; }
   Timeline timeline(double) const override;
   std::optional<double> positionOf(platform::Date) const override { return std::nullopt; }
   void whenText(std::function<void(const streaming::TrackPiece&, bool)>) override {}
   void whenChanged(std::function<void()>) override {}
+
+  std::atomic<double> position = -1;
 
  private:
   const std::shared_ptr<ScriptReader> _video;

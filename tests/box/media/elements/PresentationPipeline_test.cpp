@@ -110,7 +110,15 @@ class Player {
                                                },
                                            .makeDemuxer = fake_presentation::makeDemuxer});
   }
-  ~Player() { pipeline->close(); }
+  ~Player() {
+    pipeline->close();
+    // Nobody else keeps it.
+    gst_bus_set_flushing(bus.get(), TRUE);
+    gpointer element = pipeline->element();
+    g_object_add_weak_pointer(G_OBJECT(element), &element);
+    pipeline.reset();
+    EXPECT_EQ(element, nullptr);
+  }
 
   /// The next message of this type, or an error. Null after the limit.
   GstMessageType await(GstMessageType type) {
@@ -193,13 +201,15 @@ constexpr int kKeyUnit = GST_SEEK_FLAG_KEY_UNIT | GST_SEEK_FLAG_SNAP_BEFORE;
 TEST_F(PresentationPipelineTest, PlaysToTheEnd) {
   for (const Form form : {Form::Separate, Form::Muxed, Form::VideoOnly, Form::AudioOnly}) {
     SCOPED_TRACE(static_cast<int>(form));
-    Player player(playbackOf(form));
+    const auto playback = playbackOf(form);
+    Player player(playback);
     ASSERT_TRUE(player.pause());
     gint64 duration = 0;
     EXPECT_TRUE(gst_element_query_duration(player.pipeline->element(), GST_FORMAT_TIME, &duration));
     EXPECT_EQ(secondsOf(duration), 3);
     ASSERT_TRUE(player.playToEnd());
     EXPECT_EQ(player.warningCount, 0);
+    EXPECT_NEAR(playback->position, 2.8, 0.2);
     const auto shown = player.video.times();
     ASSERT_EQ(shown.size(), form == Form::AudioOnly ? 0u : 75u);
     for (std::size_t index = 0; index < shown.size(); ++index)
