@@ -4,98 +4,10 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/streaming/playback/ScriptedTransfers.h"
+#include "tests/streaming/playback/PlayBench.h"
 
 namespace streaming::test {
 namespace {
-
-using Lines = std::vector<std::string>;
-
-/// A presentation over a scripted network; its manifest is at "http://a/main".
-class PlayBench {
- public:
-  explicit PlayBench(const std::string& manifest, ManifestForm form = ManifestForm::HLS) {
-    PlayedPresentation::Setup setup;
-    setup.source = network;
-    setup.record = record;
-    setup.throughput = throughput;
-    setup.canDecode = [](MediaKind, const Representation& each) {
-      return each.codecs.empty() || each.codecs.front() != "none";
-    };
-    setup.legBegan = [this] { ++legs; };
-    played = PlayedPresentation::make(std::move(setup));
-    played->whenChanged([this] { ++changes; });
-    FetchedBody body;
-    body.head.url = "http://a/main";
-    body.bytes = manifest;
-    played->begin(form, std::move(body));
-  }
-  ~PlayBench() { played->end(); }
-
-  void prepare(const PresentationPlayback::Start& start = {}, double seconds = 3) {
-    PlaybackLimits limits;
-    limits.displayHeight = 1080;
-    played->prepare(start, limits, [this](double at, std::optional<platform::Error> failure) {
-      began = at;
-      error = std::move(failure);
-      ++ready;
-    });
-    network->advance(seconds);
-  }
-  /// What can be read now, by its URLs without the host.
-  Lines read(MediaKind kind = MediaKind::Video, std::size_t most = 100) {
-    Lines lines;
-    while (lines.size() < most) {
-      const auto piece = played->shelf(kind).take();
-      if (!piece) break;
-      network->run();
-      switch (piece->kind) {
-        case TrackPiece::Kind::Media:
-          lines.push_back(piece->segment.resource.urls.front().substr(9));
-          break;
-        case TrackPiece::Kind::Gap:
-          lines.emplace_back("gap");
-          break;
-        case TrackPiece::Kind::End:
-          lines.emplace_back("end");
-          return lines;
-        case TrackPiece::Kind::Failed:
-          lines.push_back("failed " + std::to_string(piece->error->code));
-          return lines;
-      }
-    }
-    return lines;
-  }
-  void seek(double seconds) {
-    for (const MediaKind kind : {MediaKind::Video, MediaKind::Audio})
-      if (const auto reader = played->reader(kind)) reader->seek(seconds);
-    began = seconds;
-    elapsed = 0;
-    network->run();
-  }
-  /// Plays in real time, reading everything.
-  Lines play(double seconds, MediaKind kind = MediaKind::Video) {
-    Lines lines;
-    for (double i = 0; i < seconds; ++i) {
-      for (auto& line : read(kind)) lines.push_back(std::move(line));
-      network->advance(1);
-      played->setPosition(began + ++elapsed);
-    }
-    return lines;
-  }
-
-  std::shared_ptr<ScriptedTransfers> network = std::make_shared<ScriptedTransfers>();
-  std::shared_ptr<TransferRecord> record =
-      std::make_shared<TransferRecord>([] { return TransferStatistics(); });
-  std::shared_ptr<Throughput> throughput = std::make_shared<Throughput>();
-  std::shared_ptr<PlayedPresentation> played;
-  int legs = 0;
-  int changes = 0;
-  int ready = 0;
-  double began = -1;
-  double elapsed = 0;
-  std::optional<platform::Error> error;
-};
 
 /// A media playlist of `count` segments of four seconds: "name1.ts", "name2.ts" …
 std::string playlistOf(const std::string& name, int first, int count, bool hasEnded,

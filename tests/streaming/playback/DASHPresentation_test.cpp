@@ -1,0 +1,156 @@
+#include <gtest/gtest.h>
+
+#include "tests/streaming/playback/PlayBench.h"
+
+namespace streaming::test {
+namespace {
+
+std::string mpd(const std::string& content, const std::string& attributes) {
+  return "<?xml version=\"1.0\"?><MPD xmlns=\"urn:mpeg:dash:schema:mpd:2011\" " + attributes + ">" +
+         content + "</MPD>";
+}
+
+const std::string kStatic = "type=\"static\" mediaPresentationDuration=\"PT80S\"";
+
+/// A picture in two sizes and a sound, by templates; segments are "PREFIX-ID/NUMBER".
+std::string tracksOf(const std::string& prefix) {
+  const std::string segments = "<SegmentTemplate media=\"" + prefix +
+                               "-$RepresentationID$/$Number$\" initialization=\"" + prefix +
+                               "-$RepresentationID$/init\" duration=\"4\"/>";
+  return "<AdaptationSet mimeType=\"video/mp4\" codecs=\"avc1.4d401f\">" + segments +
+         "<Representation id=\"low\" bandwidth=\"500000\" height=\"360\"/>"
+         "<Representation id=\"high\" bandwidth=\"1500000\" height=\"720\"/></AdaptationSet>"
+         "<AdaptationSet mimeType=\"audio/mp4\" codecs=\"mp4a.40.2\" lang=\"en\">" +
+         segments + "<Representation id=\"sound\" bandwidth=\"96000\"/></AdaptationSet>";
+}
+
+void addEverything(PlayBench& bench) {
+  bench.network->setFallback([](const TransferRequest& request) {
+    std::optional<ScriptedTransfers::Resource> found;
+    if (request.url.find("gone") != request.url.npos) return found;
+    found.emplace();
+    found->body = std::string(1000, 'a');
+    return found;
+  });
+}
+
+TEST(DASHPresentation, PicturesAndSoundsComeSideBySide) {
+  PlayBench bench(mpd("<Period>" + tracksOf("a") + "</Period>", kStatic), ManifestForm::DASH);
+  addEverything(bench);
+  bench.throughput->remember(1e8);
+  bench.prepare({30, {}, {}});
+  EXPECT_FALSE(bench.error);
+  EXPECT_EQ(bench.began, 30);
+  EXPECT_EQ(bench.read(MediaKind::Video, 2), (Lines{"a-high/8", "a-high/9"}));
+  EXPECT_EQ(bench.read(MediaKind::Audio, 2), (Lines{"a-sound/8", "a-sound/9"}));
+  EXPECT_EQ(bench.network->countOf("http://a/a-high/init"), 1u);
+  EXPECT_EQ(bench.played->timeline(0).duration, 80);
+}
+
+TEST(DASHPresentation, TheSelectionSurvivesPeriods) {
+  PlayBench bench(mpd("<Period duration=\"PT8S\">" + tracksOf("a") + "</Period><Period>" +
+                          tracksOf("b") + "</Period>",
+                      "type=\"static\" mediaPresentationDuration=\"PT16S\""),
+                  ManifestForm::DASH);
+  addEverything(bench);
+  bench.throughput->remember(1e8);
+  bench.prepare();
+  EXPECT_EQ(bench.read(), (Lines{"a-high/1", "a-high/2", "b-high/1", "b-high/2", "end"}));
+  EXPECT_EQ(bench.read(MediaKind::Audio),
+            (Lines{"a-sound/1", "a-sound/2", "b-sound/1", "b-sound/2", "end"}));
+  const auto timeline = bench.played->timeline(3);
+  EXPECT_EQ(timeline.duration, 16);
+  EXPECT_TRUE(timeline.isLoadedToEnd);
+  EXPECT_EQ(timeline.loaded, (std::vector<platform::TimeRange>{{0, 16}}));
+}
+
+const std::string kLiveAttributes =
+    "type=\"dynamic\" availabilityStartTime=\"2027-01-15T07:58:20Z\" minimumUpdatePeriod=\"PT4S\" "
+    "timeShiftBufferDepth=\"PT40S\" suggestedPresentationDelay=\"PT10S\"";
+
+TEST(DASHPresentation, LiveSegmentsAreFetchedWhenTheyAreThere) {
+  // It is 100 seconds after the availability start.
+  const std::string manifest =
+      mpd("<Period start=\"PT0S\">" + tracksOf("a") + "</Period>", kLiveAttributes);
+  PlayBench bench(manifest, ManifestForm::DASH);
+  addEverything(bench);
+  bench.network->add("http://a/main", manifest);
+  bench.prepare({}, 0.5);
+  EXPECT_EQ(bench.began, 90);
+  const auto timeline = bench.played->timeline(90);
+  EXPECT_TRUE(timeline.isLive);
+  ASSERT_EQ(timeline.seekable.size(), 1u);
+  EXPECT_NEAR(timeline.seekable[0].start, 60.5, 0.6);
+  EXPECT_NEAR(timeline.seekable[0].start + timeline.seekable[0].duration, 90.5, 0.6);
+  ASSERT_TRUE(timeline.date);
+  EXPECT_EQ(timeline.date->secondsSince1970, ScriptedTransfers::kEpoch - 10);
+  // The segment from 96 to 100 seconds is the newest.
+  Lines lines = bench.read();
+  ASSERT_FALSE(lines.empty());
+  EXPECT_EQ(lines.back().substr(lines.back().find('/')), "/25");
+  EXPECT_EQ(bench.play(3).size(), 0u);
+  EXPECT_EQ(bench.play(2).size(), 1u);
+  lines = bench.play(20);
+  EXPECT_EQ(lines.size(), 5u);
+}
+
+TEST(DASHPresentation, TheServersClockCounts) {
+  const std::string manifest =
+      mpd("<UTCTiming schemeIdUri=\"urn:mpeg:dash:utc:http-xsdate:2014\" value=\"http://a/time\"/>"
+          "<Period start=\"PT0S\">" +
+              tracksOf("a") + "</Period>",
+          kLiveAttributes);
+  PlayBench bench(manifest, ManifestForm::DASH);
+  addEverything(bench);
+  bench.network->add("http://a/time", "2027-01-15T09:00:00Z");
+  bench.prepare({}, 0.5);
+  EXPECT_NEAR(bench.began, 3690, 0.1);
+}
+
+std::string timelineOf(int first, int count) {
+  return "<Period id=\"1\" start=\"PT0S\"><AdaptationSet mimeType=\"video/mp4\" "
+         "codecs=\"avc1.4d401f\">"
+         "<SegmentTemplate media=\"t/$Time$\" timescale=\"1\"><SegmentTimeline><S t=\"" +
+         std::to_string(first * 4) + "\" d=\"4\" r=\"" + std::to_string(count - 1) +
+         "\"/></SegmentTimeline></SegmentTemplate>"
+         "<Representation id=\"v\" bandwidth=\"500000\"/></AdaptationSet></Period>";
+}
+
+TEST(DASHPresentation, AManifestIsReloadedForWhatIsNotInItYet) {
+  PlayBench bench(mpd(timelineOf(15, 10), kLiveAttributes), ManifestForm::DASH);
+  addEverything(bench);
+  bench.network->add("http://a/main", mpd(timelineOf(16, 10), kLiveAttributes));
+  bench.prepare({}, 0.5);
+  EXPECT_FALSE(bench.error);
+  Lines lines = bench.read();
+  ASSERT_FALSE(lines.empty());
+  EXPECT_EQ(lines.back(), "t/96");
+  EXPECT_EQ(bench.play(6), Lines{"t/100"});
+  bench.network->add("http://a/main", mpd(timelineOf(18, 10), kLiveAttributes));
+  EXPECT_EQ(bench.play(6), (Lines{"t/104", "t/108"}));
+  // It ends with a static one.
+  bench.network->add("http://a/main",
+                     mpd(timelineOf(18, 11),
+                         "type=\"static\" availabilityStartTime=\"2027-01-15T07:58:20Z\" "
+                         "mediaPresentationDuration=\"PT116S\""));
+  lines = bench.play(10);
+  ASSERT_FALSE(lines.empty());
+  EXPECT_EQ(lines.front(), "t/112");
+  EXPECT_EQ(lines.back(), "end");
+  EXPECT_EQ(bench.played->timeline(0).duration, 116);
+}
+
+TEST(DASHPresentation, AManifestThatIsGoneForGoodEndsIt) {
+  PlayBench bench(mpd(timelineOf(15, 10), kLiveAttributes), ManifestForm::DASH);
+  addEverything(bench);
+  ScriptedTransfers::Resource gone;
+  gone.error = statusError(410);
+  bench.network->add("http://a/main", gone);
+  bench.prepare({}, 0.5);
+  const Lines lines = bench.play(60);
+  ASSERT_FALSE(lines.empty());
+  EXPECT_EQ(lines.back(), "failed 410");
+}
+
+}  // namespace
+}  // namespace streaming::test
