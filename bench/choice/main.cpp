@@ -2,6 +2,7 @@
 // and prints what a viewer gets of each.
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
@@ -46,7 +47,8 @@ std::size_t byThroughput(const ChoiceInput& input) {
 /// What is loaded, and no look at the network: between 5 and 25 seconds the ladder is climbed.
 std::size_t byBuffer(const ChoiceInput& input) {
   const double share = std::clamp((input.ahead - 5) / 20, 0.0, 1.0);
-  return static_cast<std::size_t>(share * static_cast<double>(input.options.size() - 1) + 0.5);
+  return static_cast<std::size_t>(
+      std::lround(share * static_cast<double>(input.options.size() - 1)));
 }
 
 /// A film of as many seconds as the trace has.

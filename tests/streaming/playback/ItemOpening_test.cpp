@@ -37,6 +37,13 @@ struct Opening {
     opening->start();
     network->advance(100);
   }
+  ~Opening() {
+    plain.reset();
+    // What is still posted holds the network.
+    network->run();
+  }
+  Opening(const Opening&) = delete;
+  Opening& operator=(const Opening&) = delete;
   std::shared_ptr<ScriptedTransfers> network = std::make_shared<ScriptedTransfers>();
   std::shared_ptr<ItemOpening> opening;
   std::shared_ptr<PlainResource> plain;

@@ -32,7 +32,14 @@ class PlayBench {
     body.bytes = manifest;
     played->begin(form, std::move(body));
   }
-  ~PlayBench() { played->end(); }
+  ~PlayBench() {
+    played->end();
+    played.reset();
+    // What is still posted holds the network.
+    network->run();
+  }
+  PlayBench(const PlayBench&) = delete;
+  PlayBench& operator=(const PlayBench&) = delete;
 
   void prepare(const PresentationPlayback::Start& start = {}, double seconds = 3) {
     PlaybackLimits limits;
