@@ -47,6 +47,48 @@ TEST(DASHPresentation, PicturesAndSoundsComeSideBySide) {
   EXPECT_EQ(bench.played->timeline(0).duration, 80);
 }
 
+std::string bigEndian(std::uint32_t value) {
+  std::string bytes;
+  for (int shift = 24; shift >= 0; shift -= 8) bytes += static_cast<char>(value >> shift & 0xFF);
+  return bytes;
+}
+
+std::string box(const std::string& type, const std::string& content) {
+  return bigEndian(static_cast<std::uint32_t>(content.size() + 8)) + type + content;
+}
+
+/// A file with an index of segments of four seconds and 5000 bytes each; `moov` is so long.
+std::string indexedFile(std::uint32_t count, std::size_t moov) {
+  std::string index = bigEndian(0) + bigEndian(1) + bigEndian(1000) + bigEndian(0) + bigEndian(0) +
+                      bigEndian(count);
+  std::string media;
+  for (std::uint32_t i = 0; i < count; ++i) {
+    index += bigEndian(5000) + bigEndian(4000) + bigEndian(0x90000000);
+    media += std::string(5000, static_cast<char>('a' + i));
+  }
+  return box("ftyp", "iso6") + box("moov", std::string(moov, 'm')) + box("sidx", index) + media;
+}
+
+TEST(DASHPresentation, AFileWithAnIndexIsFetchedByItsParts) {
+  for (const std::size_t moov : {100, 50'000}) {
+    PlayBench bench(mpd("<Period><AdaptationSet mimeType=\"video/mp4\"><Representation id=\"v\" "
+                        "bandwidth=\"10000\"><BaseURL>file.mp4</BaseURL><SegmentBase/>"
+                        "</Representation></AdaptationSet></Period>",
+                        "type=\"static\" mediaPresentationDuration=\"PT20S\""),
+                    ManifestForm::DASH);
+    bench.network->add("http://a/file.mp4", indexedFile(5, moov));
+    bench.prepare({9, {}, {}});
+    EXPECT_FALSE(bench.error);
+    const auto piece = bench.played->shelf(MediaKind::Video).take();
+    ASSERT_TRUE(piece);
+    EXPECT_EQ(piece->segment.start, 8);
+    EXPECT_EQ(piece->media->copy(), std::string(5000, 'c'));
+    ASSERT_TRUE(piece->initialization);
+    EXPECT_NE(piece->initialization->copy().find("moov"), std::string::npos);
+    EXPECT_EQ(bench.read().size(), 3u);
+  }
+}
+
 TEST(DASHPresentation, TheSelectionSurvivesPeriods) {
   PlayBench bench(mpd("<Period duration=\"PT8S\">" + tracksOf("a") + "</Period><Period>" +
                           tracksOf("b") + "</Period>",
