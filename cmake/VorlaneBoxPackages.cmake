@@ -3,7 +3,7 @@
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(BOX_GSTREAMER REQUIRED IMPORTED_TARGET
   gstreamer-1.0 gstreamer-base-1.0 gstreamer-app-1.0 gstreamer-tag-1.0
-  gstreamer-video-1.0)
+  gstreamer-video-1.0 gstreamer-audio-1.0)
 pkg_check_modules(BOX_WINDOW REQUIRED IMPORTED_TARGET sdl2 pangocairo)
 pkg_check_modules(BOX_SYSTEMD REQUIRED IMPORTED_TARGET libsystemd)
 pkg_check_modules(BOX_GIO REQUIRED IMPORTED_TARGET gio-2.0)
