@@ -12,6 +12,8 @@ namespace {
 /// Of times that manifests round.
 constexpr double kTolerance = 0.01;
 
+constexpr std::size_t kMostPieces = 2000;
+
 std::uint64_t bytesOf(const TrackPiece& piece) { return piece.media ? piece.media->size() : 0; }
 
 bool isWhole(const TrackPiece& piece) {
@@ -156,9 +158,22 @@ PieceShelf::ID PieceShelf::add(TrackPiece piece, std::optional<ID> after) {
       });
     }
     _held.insert(place, Held{id, std::move(piece), follows});
+    _limitCount();
   }
   _changed.notify_all();
   return id;
+}
+
+/// Gaps and parts of segments take few bytes, and are many in the long run.
+void PieceShelf::_limitCount() {
+  if (_held.size() <= kMostPieces) return;
+  const auto current = _last ? _last : _first;
+  for (auto each = _held.begin(); each != _held.end() && each->id != current; ++each) {
+    if (!isWhole(each->piece) || each->id == _count) continue;
+    const auto after = _held.erase(each);
+    if (after != _held.end()) after->follows = false;
+    return;
+  }
 }
 
 std::optional<PieceShelf::ID> PieceShelf::join(ID after, const Segment& segment) {

@@ -83,6 +83,7 @@ class PieceShelf final : public TrackReader {
   };
   using List = std::list<Held>;
 
+  void _limitCount();
   const TrackPiece* _upcoming() const;
   std::optional<TrackPiece> _advance();
   List::const_iterator _place(ID id) const;

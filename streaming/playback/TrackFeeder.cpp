@@ -12,6 +12,7 @@ namespace {
 
 /// So many pieces are ahead of what is played, however long or large they are.
 constexpr std::size_t kLeastPieces = 2;
+constexpr std::size_t kMostPiecesAhead = 500;
 /// A segment is tried in so many representations.
 constexpr unsigned kMostAttempts = 3;
 constexpr unsigned kMostLostInARow = 10;
@@ -167,11 +168,11 @@ bool TrackFeeder::_step() {
     _waitUntil(*step.availableFrom);
     return false;
   }
+  if (!_hasRoom(step)) return false;
   if (step.segment.isGap) {
     _addGap(step.segment, step.representation, step.isDiscontinuous);
     return true;
   }
-  if (!_hasRoom(step)) return false;
   _fetchPiece(step);
   return true;
 }
@@ -188,6 +189,8 @@ bool TrackFeeder::_hasRoom(const TrackWalk::Step& step) {
                                : step.representation->bandwidth;
   const double bytes = std::clamp(bandwidth * step.segment.duration / 8, 0.0,
                                   static_cast<double>(kMostSegmentBytes));
+  // Pieces may be of no length at all.
+  if (_shelf->countAhead() >= kMostPiecesAhead) return false;
   const bool isNeeded = !_tail || _shelf->countFrom(_host.position()) < kLeastPieces;
   if (!isNeeded && step.segment.start - _host.position() >= kSecondsAhead) return false;
   const bool hasBytes = _host.makeRoom(static_cast<std::uint64_t>(bytes));

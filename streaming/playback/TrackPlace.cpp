@@ -35,9 +35,8 @@ const Period* periodNamed(const Presentation& presentation, const std::string& i
 }
 
 const Period* periodAfter(const Presentation& presentation, const Period& period) {
-  for (std::size_t i = 0; i + 1 < presentation.periods.size(); ++i)
-    if (&presentation.periods[i] == &period) return &presentation.periods[i + 1];
-  return nullptr;
+  const auto place = static_cast<std::size_t>(&period - presentation.periods.data());
+  return place + 1 < presentation.periods.size() ? &presentation.periods[place + 1] : nullptr;
 }
 
 std::optional<double> endOf(const Presentation& presentation, const Period& period) {

@@ -14,7 +14,7 @@ namespace streaming {
 const Period* periodAt(const Presentation& presentation, double seconds);
 /// By its identifier; when an update no longer has it, by its time.
 const Period* periodNamed(const Presentation& presentation, const std::string& id, double seconds);
-/// The one that follows.
+/// The one that follows. `period` is one of `presentation`.
 const Period* periodAfter(const Presentation& presentation, const Period& period);
 /// None: it is the last one, and its end is not known.
 std::optional<double> endOf(const Presentation& presentation, const Period& period);

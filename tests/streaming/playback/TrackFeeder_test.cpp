@@ -253,6 +253,29 @@ TEST(TrackFeeder, GapsOfThePlaylistAreNotRequested) {
   EXPECT_EQ(bench.network.requests(), (Lines{"v/1", "v/3"}));
 }
 
+TEST(TrackFeeder, PiecesWithoutLengthAreBounded) {
+  for (const bool isGap : {true, false}) {
+    FeederBench bench;
+    auto segments = listSegments("v", 2200, 0);
+    for (Segment& each : segments) {
+      each.isGap = isGap;
+      if (!isGap) bench.network.add(each.resource.urls.front(), "a");
+    }
+    bench.media = presentationOf(
+        {trackOf(MediaKind::Video, "v", {representationOf("v", 1e6, 720, segments)})}, 12);
+    bench.begin(MediaKind::Video, "v", -1);
+    bench.advance(100);
+    EXPECT_LE(bench.shelf().countAhead(), 500u);
+    std::size_t count = 0;
+    for (Lines lines; (lines = bench.read(1)) != Lines{"end"} && count < 5000; ++count) {
+      bench.advance(0.1);
+      if (lines.empty()) break;
+    }
+    EXPECT_EQ(count, 2200u);
+    EXPECT_LE(bench.shelf().countFrom(-1), 2000u);
+  }
+}
+
 TEST(TrackFeeder, AnotherTrackIsPlayedFromTheNextSeekOn) {
   FeederBench bench;
   std::vector<Track> tracks;
