@@ -94,7 +94,6 @@ class ResourcePlayer {
     g_object_set(_playbin.get(), "uri", _uri.text().c_str(), "video-sink", sink(), "audio-sink",
                  sink(), nullptr);
     box::Workarounds::shared().installForPlaybin(_playbin.get());
-    g_signal_connect(_playbin.get(), "deep-element-added", G_CALLBACK(onElement), this);
   }
   ~ResourcePlayer() { gst_element_set_state(_playbin.get(), GST_STATE_NULL); }
 
@@ -119,9 +118,14 @@ class ResourcePlayer {
     }
   }
   std::set<std::string> tagTexts;
-  bool hasElement(const std::string& factory) {
-    const std::lock_guard lock(_mutex);
-    return _factories.contains(factory);
+  bool hasElement(const char* factory) const {
+    GstIterator* const found =
+        gst_bin_iterate_all_by_element_factory_name(GST_BIN(_playbin.get()), factory);
+    GValue item = G_VALUE_INIT;
+    const bool has = gst_iterator_next(found, &item) == GST_ITERATOR_OK;
+    if (has) g_value_unset(&item);
+    gst_iterator_free(found);
+    return has;
   }
 
  private:
@@ -130,18 +134,9 @@ class ResourcePlayer {
     g_object_set(made, "sync", FALSE, nullptr);
     return made;
   }
-  static void onElement(GstBin*, GstBin*, GstElement* element, gpointer self) {
-    auto& me = *static_cast<ResourcePlayer*>(self);
-    const std::lock_guard lock(me._mutex);
-    if (GstElementFactory* const factory = gst_element_get_factory(element))
-      me._factories.insert(GST_OBJECT_NAME(factory));
-  }
-
   box::ResourceURI _uri;
   const GstRef<GstElement> _playbin;
   const GstRef<GstBus> _bus;
-  std::mutex _mutex;
-  std::set<std::string> _factories;
 };
 
 class ResourceSourceTest : public testing::Test {
@@ -257,6 +252,7 @@ TEST_F(ResourceSourceTest, PlaysLikeAFile) {
     const auto ready = player.await(GST_MESSAGE_ASYNC_DONE);
     ASSERT_TRUE(ready);
     ASSERT_EQ(GST_MESSAGE_TYPE(ready.get()), GST_MESSAGE_ASYNC_DONE);
+    EXPECT_TRUE(player.hasElement("vorlaneresourcesrc"));
     EXPECT_FALSE(player.hasElement("queue2"));
     EXPECT_FALSE(player.hasElement("downloadbuffer"));
     if (each.seekable) {
