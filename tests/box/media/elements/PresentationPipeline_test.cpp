@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
+#include <future>
 #include <random>
 #include <string>
 #include <vector>
@@ -112,12 +113,19 @@ class Player {
   }
   ~Player() {
     pipeline->close();
-    // Nobody else keeps it.
+    // Nobody else keeps it. A change of state may still be under way on a thread of the library.
     gst_bus_set_flushing(bus.get(), TRUE);
-    gpointer element = pipeline->element();
-    g_object_add_weak_pointer(G_OBJECT(element), &element);
+    const auto gone = std::make_shared<std::promise<void>>();
+    g_object_weak_ref(
+        G_OBJECT(pipeline->element()),
+        [](gpointer promise, GObject*) {
+          const std::unique_ptr<std::shared_ptr<std::promise<void>>> owned(
+              static_cast<std::shared_ptr<std::promise<void>>*>(promise));
+          (*owned)->set_value();
+        },
+        new std::shared_ptr<std::promise<void>>(gone));
     pipeline.reset();
-    EXPECT_EQ(element, nullptr);
+    EXPECT_EQ(gone->get_future().wait_for(std::chrono::seconds(30)), std::future_status::ready);
   }
 
   /// The next message of this type, or an error. Null after the limit.
