@@ -37,12 +37,12 @@ GstElement* makeQueue(ElementaryKind kind) {
 
 }  // namespace
 
-std::unique_ptr<PresentationPipeline> PresentationPipeline::make(Setup setup) {
+std::unique_ptr<PresentationPipeline> PresentationPipeline::make(const Setup& setup) {
   std::unique_ptr<PresentationPipeline> made(new PresentationPipeline);
-  return made->_build(std::move(setup)) ? std::move(made) : nullptr;
+  return made->_build(setup) ? std::move(made) : nullptr;
 }
 
-bool PresentationPipeline::_build(Setup setup) {
+bool PresentationPipeline::_build(const Setup& setup) {
   const auto presentation = setup.playback->presentation();
   if (!presentation) return false;
   _offsets = std::make_shared<TimestampOffsets>();

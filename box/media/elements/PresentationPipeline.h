@@ -46,7 +46,7 @@ class PresentationPipeline {
         TrackDemuxer::make;
   };
   /// Null where GStreamer lacks its simplest elements.
-  static std::unique_ptr<PresentationPipeline> make(Setup setup);
+  static std::unique_ptr<PresentationPipeline> make(const Setup& setup);
   ~PresentationPipeline() { close(); }
   PresentationPipeline(const PresentationPipeline&) = delete;
   PresentationPipeline& operator=(const PresentationPipeline&) = delete;
@@ -67,7 +67,7 @@ class PresentationPipeline {
 
  private:
   PresentationPipeline() = default;
-  bool _build(Setup setup);
+  bool _build(const Setup& setup);
   bool _addTail(ElementaryKind kind, GstElement* sink);
 
   std::shared_ptr<TimestampOffsets> _offsets;

@@ -64,7 +64,7 @@ bool StreamPusher::step() {
   return item && std::visit([this](auto& each) { return _handle(each); }, *item);
 }
 
-void StreamPusher::_pushStreamStart() {
+void StreamPusher::_pushStreamStart() const {
   const char* const name = kind() == ElementaryKind::Video ? "video" : "audio";
   GstEvent* const event = gst_event_new_stream_start(name);
   gst_event_set_group_id(event, _setup.groupID);

@@ -54,7 +54,7 @@ class StreamPusher {
     GstRef<GstCaps> caps;
     GstRef<GstBuffer> buffer;
   };
-  void _pushStreamStart();
+  void _pushStreamStart() const;
   std::optional<ElementaryItem> _take();
   bool _handle(ElementaryFormat& format);
   bool _handle(ElementaryBuffer& buffer);

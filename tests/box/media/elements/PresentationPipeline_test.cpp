@@ -115,17 +115,13 @@ class Player {
     pipeline->close();
     // Nobody else keeps it. A change of state may still be under way on a thread of the library.
     gst_bus_set_flushing(bus.get(), TRUE);
-    const auto gone = std::make_shared<std::promise<void>>();
+    std::promise<void> gone;
     g_object_weak_ref(
         G_OBJECT(pipeline->element()),
-        [](gpointer promise, GObject*) {
-          const std::unique_ptr<std::shared_ptr<std::promise<void>>> owned(
-              static_cast<std::shared_ptr<std::promise<void>>*>(promise));
-          (*owned)->set_value();
-        },
-        new std::shared_ptr<std::promise<void>>(gone));
+        [](gpointer promise, GObject*) { static_cast<std::promise<void>*>(promise)->set_value(); },
+        &gone);
     pipeline.reset();
-    EXPECT_EQ(gone->get_future().wait_for(std::chrono::seconds(30)), std::future_status::ready);
+    EXPECT_EQ(gone.get_future().wait_for(std::chrono::seconds(30)), std::future_status::ready);
   }
 
   /// The next message of this type, or an error. Null after the limit.
@@ -149,7 +145,8 @@ class Player {
     gst_element_set_state(pipeline->element(), GST_STATE_PLAYING);
     return await(GST_MESSAGE_EOS) == GST_MESSAGE_EOS;
   }
-  bool seek(double seconds, int flags = GST_SEEK_FLAG_ACCURATE, double rate = 1, double stop = -1) {
+  bool seek(double seconds, int flags = GST_SEEK_FLAG_ACCURATE, double rate = 1,
+            double stop = -1) const {
     return gst_element_seek(pipeline->element(), rate, GST_FORMAT_TIME,
                             static_cast<GstSeekFlags>(flags | GST_SEEK_FLAG_FLUSH),
                             GST_SEEK_TYPE_SET, std::llround(seconds * 1e9), GST_SEEK_TYPE_SET,
