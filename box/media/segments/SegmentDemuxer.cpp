@@ -133,7 +133,7 @@ void SegmentDemuxer::_endRun() {
   if (!_gaveSomething) return _giveUpPiece(piece, form);
   if (!hasFailed) return;
   std::int64_t end = nanosecondsOf(piece.segment.start);
-  for (const Lane& lane : _lanes) end = std::max(end, lane.clock.next().value_or(end));
+  for (const Lane& lane : _lanes) end = std::max(end, lane.clock.end().value_or(end));
   _warn("ended too early", piece);
   _tellGap(secondsOf(end), piece.segment.end());
 }
@@ -147,7 +147,8 @@ void SegmentDemuxer::_readPacket(const ReadGate& gate) {
   const auto index = static_cast<std::size_t>(packet->stream_index);
   if (packet->stream_index < 0 || index >= streams.size()) return;
   const AVStream& stream = *streams[index];
-  if (stream.codecpar->codec_id == AV_CODEC_ID_TIMED_ID3)
+  const AVMediaType type = stream.codecpar->codec_type;
+  if (type == AVMEDIA_TYPE_DATA || type == AVMEDIA_TYPE_UNKNOWN)
     _takeID3(stream, *packet);
   else if (Lane* const lane = _laneFor(stream))
     _take(*lane, stream, *packet);
@@ -204,7 +205,8 @@ void SegmentDemuxer::_take(Lane& lane, const AVStream& stream, AVPacket& packet)
   if (!frame || !_tellFormat(lane, stream, packet)) return;
   const PacketTimes times = lane.clock.timesOf(raw, *frame);
   if (times.wasMoved) _warn("has time stamps far from its place", piece);
-  _gaveSomething = true;
+  // The last access unit of a piece may come when the next piece has begun.
+  if (&piece == &_run->newestPiece()) _gaveSomething = true;
   _hadSomething = true;
   GstRef<GstBuffer> buffer = bufferOf(packet, times, isPicture);
   if (!buffer) return;

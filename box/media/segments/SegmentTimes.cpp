@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <cstdlib>
+#include <string_view>
 
 #include "box/media/GstTime.h"
 #include "box/media/segments/AudioFrames.h"
@@ -87,7 +89,7 @@ std::optional<ClockFrame> SegmentDemuxer::_frameFor(const Lane& lane, const RawT
   }
   // The whole piece is placed by its beginning.
   if (!_reference) {
-    const std::int64_t end = lane.clock.next().value_or(frame.start);
+    const std::int64_t end = lane.clock.end().value_or(frame.start);
     if (_run->tagTimestamp())
       _reference = _placeOfTag(piece);
     else
@@ -111,13 +113,14 @@ std::int64_t SegmentDemuxer::_placeOfTag(const TrackPiece& piece) {
 }
 
 void SegmentDemuxer::_takeID3(const AVStream& stream, const AVPacket& packet) {
-  if (!_setup.foundID3 || packet.pts == AV_NOPTS_VALUE || packet.size <= 0) return;
+  constexpr std::string_view kTag = "ID3";
+  const std::string_view bytes(reinterpret_cast<const char*>(packet.data),
+                               static_cast<std::size_t>(packet.size));
+  if (!_setup.foundID3 || packet.pts == AV_NOPTS_VALUE || !bytes.starts_with(kTag)) return;
   std::int64_t ticks = packet.pts;
   if (_reference) ticks = unwrapped(ticks, *_reference, kTransportBits);
   if (_waitingID3.size() == kMostWaitingID3) _waitingID3.pop_front();
-  _waitingID3.emplace_back(av_rescale_q(ticks, stream.time_base, kNanosecondBase),
-                           std::string(reinterpret_cast<const char*>(packet.data),
-                                       static_cast<std::size_t>(packet.size)));
+  _waitingID3.emplace_back(av_rescale_q(ticks, stream.time_base, kNanosecondBase), bytes);
   _tellMetadata();
 }
 

@@ -57,7 +57,8 @@ PacketTimes StreamClock::timesOf(const RawTimes& raw, const ClockFrame& frame) {
   const auto stamp = raw.pts ? raw.pts : raw.dts;
   std::int64_t pts = stamp ? placed(*stamp) + _correction : expected;
   if (stamp && isFar(pts, frame)) {
-    const std::int64_t meant = isFar(expected, frame) ? frame.start : expected;
+    const std::int64_t end = _end.value_or(frame.start);
+    const std::int64_t meant = isFar(end, frame) ? frame.start : end;
     _correction += meant - pts;
     pts = meant;
     times.wasMoved = true;
@@ -67,6 +68,7 @@ PacketTimes StreamClock::timesOf(const RawTimes& raw, const ClockFrame& frame) {
       : raw.duration > 0 ? std::clamp(rescaledTicks(raw.duration, raw.base), std::int64_t{0}, kFar)
                          : 0;
   _next = pts + duration;
+  _end = std::max(_end.value_or(*_next), *_next);
   std::int64_t dts = raw.dts && stamp ? std::min(placed(*raw.dts) + _correction, pts) : pts;
   if (raw.dts && isFar(dts, frame)) dts = pts;
   dts = std::max(dts, _lastDTS.value_or(dts));

@@ -48,15 +48,19 @@ class StreamClock {
   /// What follows has time stamps of its own, and may begin anywhere near its segment.
   void beginPiece() { _correction = 0; }
   /// And it does not follow what came before.
-  void breakOff() { _next.reset(); }
+  void breakOff() {
+    _next.reset();
+    _end.reset();
+  }
 
   PacketTimes timesOf(const RawTimes& raw, const ClockFrame& frame);
-  /// The time at which the next packet is expected. None: there was none yet.
-  std::optional<std::int64_t> next() const { return _next; }
+  /// The end of the latest packet. None: there was none yet.
+  std::optional<std::int64_t> end() const { return _end; }
 
  private:
   std::int64_t _correction = 0;
-  std::optional<std::int64_t> _next;
+  std::optional<std::int64_t> _next;  // where a packet without a time stamp goes
+  std::optional<std::int64_t> _end;   // of the latest in time, which need not be the newest
   std::optional<std::int64_t> _lastDTS;
 };
 
