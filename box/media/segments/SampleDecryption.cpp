@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "box/media/CommonEncryption.h"
+#include "box/media/segments/SampleAES.h"
 
 extern "C" {
 #include <libavcodec/packet.h>
@@ -93,8 +94,33 @@ std::optional<Bytes> SampleDecryption::_ask(const Bytes& keyID, const streaming:
   return question->key;
 }
 
-SampleDecryption::Outcome SampleDecryption::decrypt(AVPacket& packet,
+SampleDecryption::Outcome SampleDecryption::decrypt(AVPacket& packet, AVCodecID codec,
+                                                    const streaming::TrackPiece& piece,
                                                     const streaming::ReadGate& gate) {
+  Bytes key;
+  if (piece.sampleKey) {
+    const auto bytes = std::as_bytes(std::span(*piece.sampleKey));
+    key.assign(bytes.begin(), bytes.end());
+  }
+  if (piece.initialization) return _decryptCommon(packet, key, gate);
+  const auto& method = piece.segment.key;
+  if (!method || method->method != streaming::SegmentKey::Method::SampleAES)
+    return _decryptCommon(packet, key, gate);
+  if (key.size() != kKeySize) return Outcome::NoKey;
+  std::array<std::byte, kKeySize> vector{};
+  if (method->initialVector) {
+    vector = *method->initialVector;
+  } else {
+    std::uint64_t number = piece.segment.number;
+    for (std::size_t at = vector.size(); number > 0; number >>= 8)
+      vector[--at] = static_cast<std::byte>(number & 0xff);
+  }
+  return decryptSampleAES(packet, codec, key, vector) ? Outcome::Clear : Outcome::Unusable;
+}
+
+SampleDecryption::Outcome SampleDecryption::_decryptCommon(AVPacket& packet,
+                                                           const Bytes& keyOfPiece,
+                                                           const streaming::ReadGate& gate) {
   std::size_t size = 0;
   const std::uint8_t* const data =
       av_packet_get_side_data(&packet, AV_PKT_DATA_ENCRYPTION_INFO, &size);
@@ -102,6 +128,11 @@ SampleDecryption::Outcome SampleDecryption::decrypt(AVPacket& packet,
   const EncryptionRef info(av_encryption_info_get_side_data(data, size));
   const auto protection = info ? protectionOfSample(*info) : std::nullopt;
   if (!protection || info->key_id_size == 0) return Outcome::Unusable;
+  if (av_packet_make_writable(&packet) < 0) return Outcome::Unusable;
+  const std::span sample(reinterpret_cast<std::byte*>(packet.data),
+                         static_cast<std::size_t>(packet.size));
+  if (keyOfPiece.size() == kKeySize)
+    return decryptSample(sample, keyOfPiece, *protection) ? Outcome::Clear : Outcome::Unusable;
   const std::span identifier(reinterpret_cast<const std::byte*>(info->key_id), info->key_id_size);
   const Bytes keyID(identifier.begin(), identifier.end());
   auto known = _known.find(keyID);
@@ -111,9 +142,6 @@ SampleDecryption::Outcome SampleDecryption::decrypt(AVPacket& packet,
     if (_known.size() >= kMostKeys) _known.clear();
     known = _known.emplace(keyID, std::move(*key)).first;
   }
-  if (av_packet_make_writable(&packet) < 0) return Outcome::Unusable;
-  const std::span sample(reinterpret_cast<std::byte*>(packet.data),
-                         static_cast<std::size_t>(packet.size));
   return decryptSample(sample, known->second, *protection) ? Outcome::Clear : Outcome::Unusable;
 }
 

@@ -7,13 +7,18 @@
 #include "box/media/ContentKeys.h"
 #include "platform/foundation/Error.h"
 #include "platform/foundation/Value.h"
-#include "streaming/playback/ReadGate.h"
+#include "streaming/playback/TrackReader.h"
+
+extern "C" {
+#include <libavcodec/codec_id.h>
+}
 
 struct AVPacket;
 
 namespace box {
 
-/// Decrypts the samples of common encryption, and asks for their keys.
+/// Decrypts samples: of common encryption, whose keys it asks for, and of SAMPLE-AES, whose keys
+/// come with the pieces.
 ///
 /// Threads: one; keys may come on any.
 class SampleDecryption {
@@ -27,10 +32,14 @@ class SampleDecryption {
     Unusable,   ///< the encryption is of another kind, or damaged
   };
   /// Makes the packet's bytes clear, if they are encrypted. Waits for a key it has not had before.
-  Outcome decrypt(AVPacket& packet, const streaming::ReadGate& gate);
+  /// `piece`: the one that the packet lies in, whose key comes first.
+  Outcome decrypt(AVPacket& packet, AVCodecID codec, const streaming::TrackPiece& piece,
+                  const streaming::ReadGate& gate);
 
  private:
   struct Question;
+  Outcome _decryptCommon(AVPacket& packet, const platform::Bytes& keyOfPiece,
+                         const streaming::ReadGate& gate);
   std::optional<platform::Bytes> _ask(const platform::Bytes& keyID,
                                       const streaming::ReadGate& gate);
 

@@ -189,7 +189,8 @@ SegmentDemuxer::Lane* SegmentDemuxer::_laneFor(const AVStream& stream) {
 
 void SegmentDemuxer::_take(Lane& lane, const AVStream& stream, AVPacket& packet) {
   const bool isPicture = lane.kind == ElementaryKind::Video;
-  switch (_decryption.decrypt(packet, *_gate)) {
+  const TrackPiece& piece = _run->pieceAt(packet.pos);
+  switch (_decryption.decrypt(packet, stream.codecpar->codec_id, piece, *_gate)) {
     case SampleDecryption::Outcome::Clear:
       break;
     case SampleDecryption::Outcome::Cancelled:
@@ -199,7 +200,6 @@ void SegmentDemuxer::_take(Lane& lane, const AVStream& stream, AVPacket& packet)
     case SampleDecryption::Outcome::Unusable:
       return _fail(MediaErrorCode::DecodeFailed, "The encryption is of an unknown kind.");
   }
-  const TrackPiece& piece = _run->pieceAt(packet.pos);
   const RawTimes raw = _rawTimes(stream, packet);
   const auto frame = _frameFor(lane, raw, piece);
   if (!frame || !_tellFormat(lane, stream, packet)) return;
