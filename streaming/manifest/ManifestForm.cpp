@@ -45,6 +45,13 @@ std::optional<ManifestForm> manifestForm(std::string_view bytes, bool isWhole) {
   const bool isLast = isWhole || bytes.size() >= kManifestSniffBytes;
   if (bytes.starts_with("\xEF\xBB\xBF")) bytes.remove_prefix(3);
   bytes.remove_prefix(std::min(bytes.find_first_not_of(" \t\r\n"), bytes.size()));
+  while (bytes.starts_with('#') && !bytes.starts_with("#EXT") && !isBeginningOf(bytes, "#EXT")) {
+    // A comment.
+    const auto end = bytes.find('\n');
+    if (end == bytes.npos && !isLast) return std::nullopt;
+    bytes.remove_prefix(std::min(end, bytes.size()));
+    bytes.remove_prefix(std::min(bytes.find_first_not_of(" \t\r\n"), bytes.size()));
+  }
   if (bytes.starts_with(kHLSBeginning)) return ManifestForm::HLS;
   if (!isLast && (bytes.empty() || isBeginningOf(bytes, kHLSBeginning))) return std::nullopt;
   if (!bytes.starts_with('<')) return ManifestForm::None;

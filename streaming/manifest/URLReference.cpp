@@ -1,6 +1,7 @@
 #include "streaming/manifest/URLReference.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace streaming {
 namespace {
@@ -54,7 +55,10 @@ std::string withoutDotSegments(std::string_view path) {
     const bool isLast = end == path.npos;
     path = isLast ? std::string_view() : path.substr(end);
     if (segment == ".." || segment == ".") {
-      if (segment == "..") result.erase(std::min(result.rfind('/'), result.size()));
+      if (segment == "..") {
+        const auto slash = result.rfind('/');
+        result.erase(slash == result.npos ? 0 : slash);
+      }
       if (isLast && (hasSlash || !result.empty())) result += '/';
       continue;
     }
@@ -64,12 +68,17 @@ std::string withoutDotSegments(std::string_view path) {
   return result;
 }
 
-std::string escaped(std::string_view text) {
+bool mayStandInURL(char c) {
+  return c > ' ' && c < '\x7f' && c != '"' && c != '<' && c != '>' && c != '\\' && c != '^' &&
+         c != '`' && c != '{' && c != '|' && c != '}';
+}
+
+std::string escaped(std::string text) {
+  if (std::all_of(text.begin(), text.end(), mayStandInURL)) return text;
   static constexpr char kDigits[] = "0123456789ABCDEF";
   std::string result;
   for (const char c : text) {
-    if (c > ' ' && c < '\x7f' &&
-        std::string_view("\"<>\\^`{|}").find(c) == std::string_view::npos) {
+    if (mayStandInURL(c)) {
       result += c;
       continue;
     }
@@ -91,7 +100,7 @@ std::string composed(const Components& parts, std::string_view path) {
     result += '?';
     result += *parts.query;
   }
-  return escaped(result);
+  return escaped(std::move(result));
 }
 
 std::string_view trimmedReference(std::string_view text) {
@@ -109,8 +118,11 @@ std::optional<std::string> resolveURL(std::string_view base, std::string_view re
       }))
     return std::nullopt;
   Components target(reference);
-  if (target.scheme == "data") return std::string(reference);
-  if (!target.scheme.empty()) return composed(target, target.path);
+  if (!target.scheme.empty()) {
+    if (schemeOf(reference) == "data") return std::string(reference);
+    if (!isWebURL(reference)) return composed(target, target.path);
+    return composed(target, withoutDotSegments(target.path));
+  }
   const Components origin(base);
   if (origin.scheme.empty()) return std::nullopt;
   target.scheme = origin.scheme;

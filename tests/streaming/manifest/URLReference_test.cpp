@@ -39,6 +39,8 @@ TEST(URLReference, ResolvesAsTheStandardSays) {
       {"a b.ts", "http://a/b/c/a%20b.ts"},
       {"a%20b.ts", "http://a/b/c/a%20b.ts"},
       {"data:text/plain,x y", "data:text/plain,x y"},
+      {"DATA:,x/../y#z", "DATA:,x/../y#z"},
+      {"http://b/c/../d", "http://b/d"},
       {"skd://key/1", "skd://key/1"},
       {"", std::nullopt},
       {"a\nb", std::nullopt},
@@ -46,6 +48,7 @@ TEST(URLReference, ResolvesAsTheStandardSays) {
   for (const auto& each : cases) EXPECT_EQ(resolveURL(base, each.reference), each.expected);
   EXPECT_EQ(resolveURL("http://host", "a"), "http://host/a");
   EXPECT_EQ(resolveURL("x-demo:clip.m3u8", "a.ts"), "x-demo:a.ts");
+  EXPECT_EQ(resolveURL("x-demo:clip.m3u8", "a/../../b.ts"), "x-demo:/b.ts");
   EXPECT_EQ(resolveURL("not a base", "a"), std::nullopt);
 }
 
