@@ -95,7 +95,8 @@ void IndexStore::_loadPlaylist(Entry& entry) {
   std::string url = entry.url;
   if (const auto& rule = entry.timer->rule()) {
     if (!rule->url.empty()) url = rule->url;
-    url = reloadURL(url, *rule);
+    // A server may refuse what a directive asks for, or leave out segments that are not known here.
+    if (!entry.timer->isFailing()) url = reloadURL(url, *rule);
   }
   entry.fetch = std::make_unique<BodyFetch>(
       _source, TransferRequest{std::move(url), TransferKind::Manifest, {}, false},

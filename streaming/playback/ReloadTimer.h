@@ -25,6 +25,8 @@ class ReloadTimer {
   void failed();
   /// A newer version was wanted for longer than a live presentation can do without.
   bool isHopeless() const;
+  /// The last request has failed.
+  bool isFailing() const { return _failures > 0; }
   const std::optional<ReloadRule>& rule() const { return _rule; }
   bool isRequesting() const { return _isRequesting; }
   /// The newest version is so old that there is probably a newer one.
