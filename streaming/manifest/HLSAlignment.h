@@ -1,16 +1,30 @@
 #pragma once
 
+#include <cstdint>
 #include <vector>
 
 #include "streaming/manifest/ManifestReader.h"
 
 namespace streaming {
 
-/// What to add to the positions of a playlist's segments, which count from its own beginning, so
-/// that they lie on the time line of `known`: an older version of the same playlist, or another one
-/// of the same programme. `segments` is not empty.
-double alignmentOffset(const std::vector<Segment>& segments, const std::vector<DateMark>& dates,
-                       const MediaPlaylist& known, bool isSamePlaylist);
+/// What is added to what a playlist tells of its segments.
+struct HLSAlignment {
+  double seconds = 0;                 ///< to their starts
+  std::uint64_t discontinuities = 0;  ///< to their discontinuities; modulo 2^64
+};
+
+/// A playlist as it was read, with positions from its own beginning.
+struct UnalignedPlaylist {
+  const std::vector<Segment>& segments;  ///< not empty
+  const std::vector<DateMark>& dates;
+  double targetDuration = 0;
+  bool countsDiscontinuities = false;  ///< it has EXT-X-DISCONTINUITY-SEQUENCE
+};
+
+/// Lays a new version of a playlist on the time line of the version before.
+HLSAlignment alignedToPrevious(const UnalignedPlaylist& playlist, const MediaPlaylist& previous);
+/// The same beside another playlist of the programme.
+HLSAlignment alignedBeside(const UnalignedPlaylist& playlist, const MediaPlaylist& other);
 
 /// Puts the last of `earlier` that lies before `position` in front of `dates`, unless a mark there
 /// is as early.

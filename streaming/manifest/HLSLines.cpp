@@ -30,10 +30,11 @@ HLSAttributes::HLSAttributes(std::string_view list) {
     at = list.find_first_not_of(" \t,", at);
     const auto equals = at == list.npos ? at : list.find('=', at);
     if (equals == list.npos) return;
-    std::size_t begin = equals + 1;
+    std::size_t begin = std::min(list.find_first_not_of(" \t", equals + 1), list.size());
     std::size_t size = 0;
     std::size_t end;
-    if (begin < list.size() && list[begin] == '"') {
+    const bool isQuoted = begin < list.size() && list[begin] == '"';
+    if (isQuoted) {
       const auto quote = std::min(list.find('"', ++begin), list.size());
       size = quote - begin;
       end = list.find(',', quote);
@@ -41,7 +42,9 @@ HLSAttributes::HLSAttributes(std::string_view list) {
       end = list.find(',', begin);
       size = std::min(end, list.size()) - begin;
     }
-    _all.emplace_back(list.substr(at, equals - at), list.substr(begin, size));
+    const std::string_view value = list.substr(begin, size);
+    _all.emplace_back(withoutBlanks(list.substr(at, equals - at)),
+                      isQuoted ? value : withoutBlanks(value));
     at = end;
   }
 }
@@ -82,9 +85,9 @@ std::optional<HLSLines::Line> HLSLines::next() {
     }
     line = withoutBlanks(line);
     if (line.empty()) continue;
-    if (std::exchange(_isFirst, false)) _isPlaylist = line.starts_with("#EXTM3U");
     const bool isTag = line.starts_with("#EXT");
     if (line.front() == '#' && !isTag) continue;
+    if (std::exchange(_isFirst, false)) _isPlaylist = line.starts_with("#EXTM3U");
     line = _filledIn(line);
     if (_isBeyondLimits) return std::nullopt;
     if (!isTag) return Line{{}, line};
@@ -154,7 +157,7 @@ std::optional<ByteSpan> hlsByteRange(std::string_view text, std::uint64_t implie
 }
 
 double hlsSeconds(std::string_view text) {
-  return std::clamp(numberFrom(text).value_or(0), 0.0, kLongestDuration);
+  return std::clamp(numberFrom(withoutBlanks(text)).value_or(0), 0.0, kLongestDuration);
 }
 
 }  // namespace streaming

@@ -4,7 +4,6 @@
 #include <charconv>
 #include <utility>
 
-#include "streaming/manifest/EventKeys.h"
 #include "streaming/manifest/HLSAlignment.h"
 #include "streaming/manifest/TimeText.h"
 #include "streaming/manifest/URLReference.h"
@@ -12,8 +11,13 @@
 namespace streaming {
 namespace {
 
-constexpr std::size_t kMostDateRanges = 1000;
-constexpr std::size_t kMostDateRangeBytes = std::size_t{256} * 1024;
+/// Of segments, and of parts.
+constexpr std::size_t kMostSegments = 200'000;
+/// A short reference becomes as long as the URL of the playlist.
+constexpr std::size_t kMostURLBytes = std::size_t{64} * 1024 * 1024;
+/// Larger numbers would wrap around.
+constexpr std::uint64_t kLargestSequence = std::uint64_t{1} << 62U;
+constexpr double kMarkTolerance = 1e-6;
 
 std::optional<std::array<std::byte, 16>> initialVectorOf(std::string_view text) {
   if (!text.starts_with("0x") && !text.starts_with("0X")) return std::nullopt;
@@ -31,7 +35,27 @@ std::optional<std::array<std::byte, 16>> initialVectorOf(std::string_view text) 
   return vector;
 }
 
-bool isIdentity(std::string_view keyFormat) { return keyFormat.empty() || keyFormat == "identity"; }
+std::uint64_t sequenceFrom(std::string_view text) {
+  const auto number = hlsInteger(text);
+  return number && *number <= kLargestSequence ? *number : 0;
+}
+
+/// How probably the key can be had: it is served as it is, or by the sender, which knows schemes
+/// of its own. The URL of another key system may hold what only that system reads.
+int rankOf(const SegmentKey& key) {
+  if (key.keyFormat.empty() || key.keyFormat == "identity") return 3;
+  if (isWebURL(key.url)) return 1;
+  return schemeOf(key.url) == "data" ? 0 : 2;
+}
+
+const HLSSegmentIndex* hlsIndexOf(const std::shared_ptr<const MediaPlaylist>& playlist) {
+  return playlist ? dynamic_cast<const HLSSegmentIndex*>(playlist->segments.get()) : nullptr;
+}
+
+bool hasSegments(const std::shared_ptr<const MediaPlaylist>& playlist) {
+  const HLSSegmentIndex* const index = hlsIndexOf(playlist);
+  return index && !index->segments().empty();
+}
 
 }  // namespace
 
@@ -46,9 +70,9 @@ void HLSMediaReader::addTag(std::string_view name, std::string_view value) {
     _isMedia = true;
     _targetDuration = hlsSeconds(value);
   } else if (name == "EXT-X-MEDIA-SEQUENCE") {
-    _mediaSequence = hlsInteger(value).value_or(0);
+    _mediaSequence = sequenceFrom(value);
   } else if (name == "EXT-X-DISCONTINUITY-SEQUENCE") {
-    _discontinuity = hlsInteger(value).value_or(0);
+    _discontinuity = sequenceFrom(value);
     _countsDiscontinuities = true;
   } else if (name == "EXT-X-DISCONTINUITY") {
     ++_discontinuity;
@@ -64,7 +88,7 @@ void HLSMediaReader::addTag(std::string_view name, std::string_view value) {
   } else if (name == "EXT-X-PROGRAM-DATE-TIME") {
     _date = dateFrom(value);
   } else if (name == "EXT-X-DATERANGE") {
-    _addDateRange(HLSAttributes(value), value.size());
+    _dateRanges.add(HLSAttributes(value), value.size());
   } else if (name == "EXT-X-PART") {
     _addPart(HLSAttributes(value));
   } else if (name == "EXT-X-PART-INF") {
@@ -85,14 +109,16 @@ void HLSMediaReader::addTag(std::string_view name, std::string_view value) {
   }
 }
 
-std::optional<std::string> HLSMediaReader::_resolved(std::string_view reference) const {
+std::optional<std::string> HLSMediaReader::_resolved(std::string_view reference) {
   auto url = resolveURL(_origin.url, reference);
-  if (url && _origin.inheritsQuery) *url = withQueryOf(_origin.url, *std::move(url));
+  if (url && _origin.inheritsQuery) url = withQueryOf(_origin.url, *url);
+  _urlBytes += url ? url->size() : 0;
+  _isBeyondLimits = _isBeyondLimits || _urlBytes > kMostURLBytes;
   return url;
 }
 
-/// Of several keys for the same segments, which are of different key systems, the one whose key is
-/// served as it is wins, else the first, which the sender may know.
+/// Several keys for the same segments are of different key systems. The first that can probably be
+/// had wins.
 void HLSMediaReader::_addKey(const HLSAttributes& attributes) {
   const std::string method = attributes.text("METHOD");
   const bool isFirst = std::exchange(_keyHasSegments, false);
@@ -106,7 +132,7 @@ void HLSMediaReader::_addKey(const HLSAttributes& attributes) {
   key.url = *std::move(url);
   key.keyFormat = attributes.text("KEYFORMAT");
   if (const auto vector = attributes.find("IV")) key.initialVector = initialVectorOf(*vector);
-  if (_key && (isIdentity(_key->keyFormat) || !isIdentity(key.keyFormat))) return;
+  if (_key && rankOf(*_key) >= rankOf(key)) return;
   _key = std::make_shared<const SegmentKey>(std::move(key));
 }
 
@@ -121,8 +147,21 @@ void HLSMediaReader::_addMap(const HLSAttributes& attributes) {
   _initialization = std::move(initialization);
 }
 
-ByteSpan HLSMediaReader::_spanOf(std::string_view text, const std::string& url) const {
-  return hlsByteRange(text, url == _lastURL ? _lastEnd : 0).value_or(ByteSpan{});
+/// `end`: of the segment, or the part, before it.
+void HLSMediaReader::_addURLs(Segment& segment, std::optional<std::string> url,
+                              std::string_view range, RangeEnd& end) {
+  _isBeyondLimits = _isBeyondLimits || _segments.size() + _parts.size() >= kMostSegments;
+  if (!url) {
+    segment.isGap = true;
+    return;
+  }
+  if (!range.empty()) {
+    const ByteSpan span =
+        hlsByteRange(range, *url == end.url ? end.offset : 0).value_or(ByteSpan{});
+    end = {*url, span.offset + span.length.value_or(0)};
+    segment.resource.span = span;
+  }
+  segment.resource.urls = {*std::move(url)};
 }
 
 Segment HLSMediaReader::_nextSegment() const {
@@ -136,49 +175,38 @@ Segment HLSMediaReader::_nextSegment() const {
 }
 
 void HLSMediaReader::_addPart(const HLSAttributes& attributes) {
-  auto url = _resolved(attributes.text("URI"));
-  if (!url) return;
   Segment part = _nextSegment();
   part.part = _partCount;
   part.start = _partCount++ == 0 ? _end : _partEnd;
   part.duration = hlsSeconds(attributes.text("DURATION"));
-  if (const auto range = attributes.find("BYTERANGE")) {
-    part.resource.span = _spanOf(*range, *url);
-    _lastURL = *url;
-    _lastEnd = part.resource.span->offset + part.resource.span->length.value_or(0);
-  }
-  part.resource.urls = {*std::move(url)};
   part.isGap = attributes.isYes("GAP");
+  _addURLs(part, _resolved(attributes.text("URI")), attributes.text("BYTERANGE"), _partRange);
   _partEnd = part.end();
   _keyHasSegments = true;
-  if (part.duration > 0) _parts.push_back(std::move(part));
+  _parts.push_back(std::move(part));
 }
 
 void HLSMediaReader::addURI(std::string_view reference) {
   const auto duration = std::exchange(_duration, std::nullopt);
-  auto url = _resolved(reference);
-  _partCount = 0;
-  if (!duration || !url) return;
+  const std::string range = std::exchange(_byteRange, {});
+  const bool isGap = std::exchange(_isGap, false);
+  if (!duration) return;
   Segment segment = _nextSegment();
   segment.duration = *duration;
-  segment.isGap = std::exchange(_isGap, false);
-  if (const std::string range = std::exchange(_byteRange, {}); !range.empty()) {
-    segment.resource.span = _spanOf(range, *url);
-    _lastURL = *url;
-    _lastEnd = segment.resource.span->offset + segment.resource.span->length.value_or(0);
-  }
-  segment.resource.urls = {*std::move(url)};
-  if (_date) segment.date = _date;
-  _noteDate(_isDiscontinuous);
+  segment.isGap = isGap;
+  segment.date = _date;
+  _addURLs(segment, _resolved(reference), range, _segmentRange);
+  _noteDate();
+  _partCount = 0;
   _keyHasSegments = true;
   _end = segment.end();
   _segments.push_back(std::move(segment));
 }
 
-void HLSMediaReader::_noteDate(bool isDiscontinuity) {
+void HLSMediaReader::_noteDate() {
   if (!_date) return;
   // A discontinuity without a date holds until the next date.
-  _dates.push_back({.position = _end, .date = *_date, .isDiscontinuous = isDiscontinuity});
+  _dates.push_back({.position = _end, .date = *_date, .isDiscontinuous = _isDiscontinuous});
   _isDiscontinuous = false;
   _date.reset();
 }
@@ -186,29 +214,36 @@ void HLSMediaReader::_noteDate(bool isDiscontinuity) {
 void HLSMediaReader::_addServerControl(const HLSAttributes& attributes) {
   _canBlock = attributes.isYes("CAN-BLOCK-RELOAD");
   _canSkip = attributes.find("CAN-SKIP-UNTIL").has_value();
-  _holdBack = attributes.number("HOLD-BACK");
-  _partHoldBack = attributes.number("PART-HOLD-BACK");
+  const auto positive = [&](std::string_view name) {
+    const auto seconds = attributes.number(name);
+    return seconds && *seconds > 0 ? seconds : std::nullopt;
+  };
+  _holdBack = positive("HOLD-BACK");
+  _partHoldBack = positive("PART-HOLD-BACK");
 }
 
-/// Segments that the server left out are those of the playlist before.
+/// Segments that the server left out are those of the playlist before. They come first.
 void HLSMediaReader::_skip(const HLSAttributes& attributes) {
   const std::uint64_t count = attributes.integer("SKIPPED-SEGMENTS").value_or(0);
-  const auto base =
-      _context.previous
-          ? std::dynamic_pointer_cast<const HLSSegmentIndex>(_context.previous->segments)
-          : nullptr;
+  const HLSSegmentIndex* const base = hlsIndexOf(_context.previous);
+  if (std::exchange(_isDelta, true) || !_segments.empty() || !_parts.empty() || !base ||
+      count > base->segments().size()) {
+    _lacksBase = true;
+    return;
+  }
+  _discontinuityShift = base->discontinuityShift();
+  if (const auto removed = attributes.find("RECENTLY-REMOVED-DATERANGES"))
+    _dateRanges.setRemoved(*removed);
   for (std::uint64_t number = _mediaSequence; number < _mediaSequence + count; ++number) {
-    const Segment* const known = base ? base->numbered(number) : nullptr;
+    const Segment* const known = base->numbered(number);
     if (!known) {
       _lacksBase = true;
       return;
     }
+    _noteSkippedDate(*known, _end);
     Segment segment = *known;
     segment.start = _end;
     _end = segment.end();
-    if (segment.date)
-      _dates.push_back(
-          {.position = segment.start, .date = *segment.date, .isDiscontinuous = false});
     _discontinuity = segment.discontinuity;
     _initialization = segment.initialization;
     _key = segment.key;
@@ -216,26 +251,15 @@ void HLSMediaReader::_skip(const HLSAttributes& attributes) {
   }
 }
 
-void HLSMediaReader::_addDateRange(const HLSAttributes& attributes, std::size_t size) {
-  _dateRangeBytes += size;
-  if (_dateRanges.size() == kMostDateRanges || _dateRangeBytes > kMostDateRangeBytes) return;
-  DateRange range;
-  const auto start = dateFrom(attributes.text("START-DATE"));
-  if (!start) return;
-  range.start = *start;
-  range.identifier = attributes.text("ID");
-  range.endsOnNext = attributes.isYes("END-ON-NEXT");
-  if (const auto duration = attributes.find("DURATION")) range.duration = hlsSeconds(*duration);
-  if (const auto end = dateFrom(attributes.text("END-DATE")); end && !range.duration)
-    range.duration = std::max(0.0, end->secondsSince1970 - start->secondsSince1970);
-  platform::Dictionary details;
-  for (const auto& [name, text] : attributes.all())
-    if (name.starts_with("X-") || name.starts_with("SCTE35-")) details.set(name, std::string(text));
-  const std::string kind = attributes.text("CLASS");
-  range.item.key = kind.empty() ? std::string(kKeySpaceDateRanges) : kind;
-  range.item.keySpace = std::string(kKeySpaceDateRanges);
-  range.item.value = std::move(details);
-  _dateRanges.push_back(std::move(range));
+void HLSMediaReader::_noteSkippedDate(const Segment& known, double position) {
+  if (!known.date) return;
+  const auto& marks = _context.previous->dates;
+  const auto mark =
+      std::lower_bound(marks.begin(), marks.end(), known.start - kMarkTolerance,
+                       [](const DateMark& each, double wanted) { return each.position < wanted; });
+  const bool isDiscontinuous =
+      mark != marks.end() && mark->date == *known.date && mark->isDiscontinuous;
+  _dates.push_back({.position = position, .date = *known.date, .isDiscontinuous = isDiscontinuous});
 }
 
 ReloadRule HLSMediaReader::_reloadRule() const {
@@ -243,7 +267,10 @@ ReloadRule HLSMediaReader::_reloadRule() const {
   constexpr double kShortest = 0.5;
   rule.interval = std::max(_targetDuration, kShortest);
   rule.maySkip = _canSkip;
-  if (!_canBlock) return rule;
+  if (!_canBlock) {
+    if (_partTarget > 0) rule.interval = std::max(_partTarget, kShortest);
+    return rule;
+  }
   rule.awaitedNumber = _mediaSequence + _segments.size();
   if (_partTarget > 0) rule.awaitedPart = _partCount;
   return rule;
@@ -258,61 +285,43 @@ std::shared_ptr<const MediaPlaylist> HLSMediaReader::finish() {
   playlist->targetDuration = _targetDuration;
   playlist->startOffset = _startOffset;
   playlist->holdBack = _holdBack;
-  playlist->partHoldBack = _partHoldBack;
+  // Where there are no parts, nothing can be played that near to the edge.
+  if (_partTarget > 0) playlist->partHoldBack = _partHoldBack;
   if (playlist->isLive) playlist->reload = _reloadRule();
   _align(*playlist);
-  _addEvents(*playlist);
-  playlist->segments =
-      std::make_shared<HLSSegmentIndex>(std::move(_segments), std::move(_parts), !playlist->isLive);
+  playlist->events = _dateRanges.events(playlist->dates, _context.previous.get());
+  playlist->segments = std::make_shared<HLSSegmentIndex>(std::move(_segments), std::move(_parts),
+                                                         !playlist->isLive, _discontinuityShift);
   return playlist;
 }
 
 void HLSMediaReader::_align(MediaPlaylist& playlist) {
-  double offset = 0;
-  const MediaPlaylist* const known = _context.previous ? _context.previous.get()
-                                     : playlist.isLive ? _context.beside.get()
-                                                       : nullptr;
-  if (known && !_segments.empty())
-    offset = alignmentOffset(_segments, _dates, *known, _context.previous != nullptr);
-  for (Segment& segment : _segments) segment.start += offset;
-  // Without EXT-X-DISCONTINUITY-SEQUENCE the count begins anew with each version.
-  const auto base =
-      _context.previous && !_countsDiscontinuities && !_segments.empty()
-          ? std::dynamic_pointer_cast<const HLSSegmentIndex>(_context.previous->segments)
-          : nullptr;
-  if (const Segment* const same = base ? base->numbered(_segments.front().number) : nullptr) {
-    const std::uint64_t missed = same->discontinuity - _segments.front().discontinuity;
-    for (Segment& segment : _segments) segment.discontinuity += missed;
-    for (Segment& part : _parts) part.discontinuity += missed;
-  }
-  for (Segment& part : _parts) part.start += offset;
-  for (DateMark& mark : _dates) mark.position += offset;
+  const bool isContinued = hasSegments(_context.previous);
+  // What has ended may have been live when the other playlist was read.
+  const bool isBeside = !isContinued && hasSegments(_context.beside) &&
+                        (playlist.isLive || _context.beside->isLive ||
+                         hlsIndexOf(_context.beside)->segments().front().start > 0);
+  const MediaPlaylist* const known = isContinued ? _context.previous.get()
+                                     : isBeside  ? _context.beside.get()
+                                                 : nullptr;
+  // At the very beginning there may be parts only.
+  const std::vector<Segment> firstPart(_parts.begin(), _parts.begin() + (_parts.empty() ? 0 : 1));
+  const std::vector<Segment>& segments = _segments.empty() ? firstPart : _segments;
   playlist.dates = _dates;
+  if (!known || segments.empty()) return;
+  const UnalignedPlaylist unaligned{segments, _dates, _targetDuration, _countsDiscontinuities};
+  const HLSAlignment alignment =
+      isContinued ? alignedToPrevious(unaligned, *known) : alignedBeside(unaligned, *known);
+  _discontinuityShift += alignment.discontinuities;
+  for (auto* const list : {&_segments, &_parts})
+    for (Segment& segment : *list) {
+      segment.start += alignment.seconds;
+      segment.discontinuity += alignment.discontinuities;
+    }
+  for (DateMark& mark : playlist.dates) mark.position += alignment.seconds;
   // The date of the window's beginning may be told by a mark that has slid out of it.
-  if (known && !_segments.empty())
-    keepEarlierMark(known->dates, _segments.front().start, playlist.dates);
-}
-
-/// Dates of events become positions by the marks.
-void HLSMediaReader::_addEvents(MediaPlaylist& playlist) const {
-  if (playlist.dates.empty()) return;
-  for (const DateRange& range : _dateRanges) {
-    PresentationEvent event;
-    event.position = positionByMarks(range.start, playlist.dates);
-    if (event.position < 0) continue;
-    event.item = range.item;
-    auto duration = range.duration;
-    if (!duration && range.endsOnNext)
-      for (const DateRange& next : _dateRanges)
-        if (next.item.key == range.item.key && next.start > range.start) {
-          const double seconds = next.start.secondsSince1970 - range.start.secondsSince1970;
-          duration = duration ? std::min(*duration, seconds) : seconds;
-        }
-    if (!range.identifier.empty())
-      event.item.extraAttributes.set(kEventIdentifier, range.identifier);
-    if (duration) event.item.extraAttributes.set(kEventDuration, *duration);
-    playlist.events.push_back(std::move(event));
-  }
+  const double start = _segments.empty() ? _parts.front().start : _segments.front().start;
+  keepEarlierMark(known->dates, start, playlist.dates);
 }
 
 }  // namespace streaming

@@ -1,11 +1,14 @@
 #pragma once
 
-#include <map>
+#include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "streaming/manifest/HLSDateRanges.h"
 #include "streaming/manifest/HLSLines.h"
 #include "streaming/manifest/HLSSegmentIndex.h"
 #include "streaming/manifest/ManifestReader.h"
@@ -24,29 +27,28 @@ class HLSMediaReader {
 
   /// A tag of a media playlist has come.
   bool isMedia() const { return _isMedia; }
-  const std::vector<Segment>& segments() const { return _segments; }
+  /// It has too many segments, or their URLs are too long together. No more is read then.
+  bool isBeyondLimits() const { return _isBeyondLimits; }
 
  private:
-  struct DateRange {
-    std::string identifier;
-    platform::Date start;
-    std::optional<double> duration;
-    bool endsOnNext = false;
-    platform::TimedMetadataItem item;
+  /// Where a byte range without an offset begins, in the resource of the one before it.
+  struct RangeEnd {
+    std::string url;
+    std::uint64_t offset = 0;
   };
 
   void _addKey(const HLSAttributes& attributes);
   void _addMap(const HLSAttributes& attributes);
   void _addPart(const HLSAttributes& attributes);
-  void _addDateRange(const HLSAttributes& attributes, std::size_t size);
   void _addServerControl(const HLSAttributes& attributes);
   void _skip(const HLSAttributes& attributes);
-  void _noteDate(bool isDiscontinuity);
+  void _noteDate();
+  void _noteSkippedDate(const Segment& known, double position);
+  void _addURLs(Segment& segment, std::optional<std::string> url, std::string_view range,
+                RangeEnd& end);
   Segment _nextSegment() const;
-  std::optional<std::string> _resolved(std::string_view reference) const;
-  ByteSpan _spanOf(std::string_view text, const std::string& url) const;
+  std::optional<std::string> _resolved(std::string_view reference);
   void _align(MediaPlaylist& playlist);
-  void _addEvents(MediaPlaylist& playlist) const;
   ReloadRule _reloadRule() const;
 
   const ManifestOrigin& _origin;
@@ -56,7 +58,10 @@ class HLSMediaReader {
   bool _isOnDemand = false;
   bool _isEvent = false;
   bool _isKeyFramesOnly = false;
+  bool _isDelta = false;  // it has EXT-X-SKIP
   bool _lacksBase = false;
+  bool _isBeyondLimits = false;
+  std::size_t _urlBytes = 0;
   double _targetDuration = 0;
   double _partTarget = 0;
   std::optional<double> _startOffset;
@@ -71,8 +76,8 @@ class HLSMediaReader {
   std::uint64_t _partCount = 0;  // of the segment that is being made
   double _partEnd = 0;           // of the newest part
   std::vector<DateMark> _dates;
-  std::vector<DateRange> _dateRanges;
-  std::size_t _dateRangeBytes = 0;
+  HLSDateRanges _dateRanges;
+  std::uint64_t _discontinuityShift = 0;
 
   // For the segments that follow.
   std::uint64_t _discontinuity = 0;
@@ -85,8 +90,8 @@ class HLSMediaReader {
   bool _isGap = false;
   bool _isDiscontinuous = false;
   std::optional<platform::Date> _date;
-  std::string _lastURL;  // of a byte range
-  std::uint64_t _lastEnd = 0;
+  RangeEnd _segmentRange;
+  RangeEnd _partRange;
 };
 
 }  // namespace streaming

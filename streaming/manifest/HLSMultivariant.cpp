@@ -79,7 +79,7 @@ void HLSMultivariant::addURI(std::string_view reference) {
 
 std::optional<std::string> HLSMultivariant::_resolved(std::string_view reference) const {
   auto url = resolveURL(_origin.url, reference);
-  if (url && _origin.inheritsQuery) *url = withQueryOf(_origin.url, *std::move(url));
+  if (url && _origin.inheritsQuery) url = withQueryOf(_origin.url, *url);
   return url;
 }
 
@@ -97,11 +97,12 @@ std::shared_ptr<Representation> HLSMultivariant::_variant(const HLSAttributes& a
 
 /// The same URI twice is one variant, unless other sounds go with it.
 void HLSMultivariant::_keep(std::shared_ptr<Representation> variant) {
+  if (_variants.size() == kMost) return;
   variant->id = variant->playlistURL;
   if (!variant->audioGroup.empty()) variant->id += ' ' + variant->audioGroup;
   const bool isKnown = std::any_of(_variants.begin(), _variants.end(),
                                    [&](const auto& each) { return each->id == variant->id; });
-  if (!isKnown && _variants.size() < kMost) _variants.push_back(std::move(variant));
+  if (!isKnown) _variants.push_back(std::move(variant));
 }
 
 void HLSMultivariant::_addRendition(const HLSAttributes& attributes) {
@@ -117,7 +118,12 @@ void HLSMultivariant::_addRendition(const HLSAttributes& attributes) {
   track.language = attributes.text("LANGUAGE");
   track.isForced = attributes.isYes("FORCED");
   track.isDefault = attributes.isYes("DEFAULT");
-  if (rendition.type == "CLOSED-CAPTIONS") track.captionChannel = attributes.text("INSTREAM-ID");
+  if (rendition.type == "CLOSED-CAPTIONS") {
+    const std::string channel = attributes.text("INSTREAM-ID");
+    if (channel.size() != 3 || !channel.starts_with("CC") || channel[2] < '1' || channel[2] > '4')
+      return;
+    track.captionChannel = channel;
+  }
   for (const std::string& each : partsOfList(attributes.text("CHARACTERISTICS"))) {
     const auto known =
         std::find_if(std::begin(kCharacteristics), std::end(kCharacteristics),
@@ -156,10 +162,17 @@ void HLSMultivariant::_addPicture(std::vector<Track>& tracks) {
   if (!picture.representations.empty()) tracks.push_back(std::move(picture));
 }
 
+bool HLSMultivariant::_isUsed(const Rendition& rendition) const {
+  return std::any_of(_variants.begin(), _variants.end(), [&](const auto& each) {
+    return each->audioGroup == rendition.group && !each->isKeyFramesOnly;
+  });
+}
+
 /// The sound that no rendition describes.
 void HLSMultivariant::_addSound(std::vector<Track>& tracks) const {
-  const bool hasRenditions = std::any_of(_renditions.begin(), _renditions.end(),
-                                         [](const auto& each) { return each.type == "AUDIO"; });
+  const bool hasRenditions =
+      std::any_of(_renditions.begin(), _renditions.end(),
+                  [this](const auto& each) { return each.type == "AUDIO" && _isUsed(each); });
   if (hasRenditions) return;
   Track sound;
   sound.kind = MediaKind::Audio;
@@ -174,11 +187,24 @@ void HLSMultivariant::_addSound(std::vector<Track>& tracks) const {
   if (sound.isWithinPicture || !sound.representations.empty()) tracks.push_back(std::move(sound));
 }
 
-TextForm HLSMultivariant::_textForm() const {
+/// Codecs of texts stand among those of the variants that go with them.
+TextForm HLSMultivariant::_textForm(const std::string& group) const {
   for (const auto& variant : _variants)
-    for (const std::string& codec : variant->codecs)
-      if (isTextCodec(codec)) return TextForm::MP4;
+    if (variant->textGroup == group)
+      for (const std::string& codec : variant->codecs)
+        if (isTextCodec(codec)) return TextForm::MP4;
   return TextForm::WebVTT;
+}
+
+std::vector<std::string> HLSMultivariant::_soundCodecs(const std::string& group) const {
+  std::vector<std::string> codecs;
+  for (const auto& variant : _variants) {
+    if (variant->audioGroup != group) continue;
+    for (const std::string& codec : variant->codecs)
+      if (isSoundCodec(codec)) codecs.push_back(codec);
+    break;
+  }
+  return codecs;
 }
 
 /// Renditions of one name and language in several groups are one track.
@@ -186,8 +212,9 @@ void HLSMultivariant::_addRenditions(std::string_view type, MediaKind kind,
                                      std::vector<Track>& tracks) const {
   for (const Rendition& each : _renditions) {
     if (each.type != type || (kind == MediaKind::Text && each.url.empty())) continue;
-    const std::string id = (kind == MediaKind::Audio ? "audio:" : "text:") + each.track.language +
-                           ':' + each.track.name;
+    std::string id = (kind == MediaKind::Audio ? "audio:" : "text:") + each.track.language + ':' +
+                     each.track.name;
+    if (each.track.isForced) id += ":forced";
     auto track = std::find_if(tracks.begin(), tracks.end(),
                               [&](const Track& known) { return known.id == id; });
     if (track == tracks.end()) {
@@ -197,8 +224,7 @@ void HLSMultivariant::_addRenditions(std::string_view type, MediaKind kind,
       track->id = id;
     }
     if (each.url.empty()) {
-      // Whether it is in the picture's segments only is known when all have been seen.
-      track->isWithinPicture = track->representations.empty();
+      _addWithinVariants(each, *track, tracks.front().kind == MediaKind::Video);
       continue;
     }
     track->isWithinPicture = false;
@@ -206,17 +232,30 @@ void HLSMultivariant::_addRenditions(std::string_view type, MediaKind kind,
     representation->id = each.url + ' ' + each.group;
     representation->playlistURL = each.url;
     representation->group = each.group;
-    if (kind == MediaKind::Text) representation->textForm = _textForm();
-    for (const auto& variant : _variants) {
-      if (kind != MediaKind::Audio || variant->audioGroup != each.group) continue;
-      for (const std::string& codec : variant->codecs)
-        if (isSoundCodec(codec)) representation->codecs.push_back(codec);
-      break;
-    }
+    if (kind == MediaKind::Text)
+      representation->textForm = _textForm(each.group);
+    else
+      representation->codecs = _soundCodecs(each.group);
     const bool isKnown =
         std::any_of(track->representations.begin(), track->representations.end(),
                     [&](const auto& known) { return known->id == representation->id; });
     if (!isKnown) track->representations.push_back(std::move(representation));
+  }
+}
+
+/// A rendition without a URI is in the segments of the variants of its group.
+void HLSMultivariant::_addWithinVariants(const Rendition& rendition, Track& track,
+                                         bool hasPicture) const {
+  if (hasPicture) {
+    // Whether it is there only is known when all renditions have been seen.
+    track.isWithinPicture = track.representations.empty();
+    return;
+  }
+  auto& known = track.representations;
+  for (const auto& variant : _variants) {
+    if (variant->audioGroup == rendition.group &&
+        std::find(known.begin(), known.end(), variant) == known.end())
+      known.push_back(variant);
   }
 }
 
@@ -234,7 +273,9 @@ std::shared_ptr<const Presentation> HLSMultivariant::finish() {
     Track captions = each.track;
     captions.kind = MediaKind::Text;
     captions.id = captions.captionChannel;
-    period.tracks.push_back(std::move(captions));
+    const bool isKnown = std::any_of(period.tracks.begin(), period.tracks.end(),
+                                     [&](const Track& known) { return known.id == captions.id; });
+    if (!isKnown) period.tracks.push_back(std::move(captions));
   }
   if (period.tracks.empty()) return nullptr;
   return presentation;

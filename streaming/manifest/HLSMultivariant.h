@@ -42,7 +42,11 @@ class HLSMultivariant {
   void _addPicture(std::vector<Track>& tracks);
   void _addSound(std::vector<Track>& tracks) const;
   void _addRenditions(std::string_view type, MediaKind kind, std::vector<Track>& tracks) const;
-  TextForm _textForm() const;
+  void _addWithinVariants(const Rendition& rendition, Track& track, bool hasPicture) const;
+  /// A variant goes with it.
+  bool _isUsed(const Rendition& rendition) const;
+  TextForm _textForm(const std::string& group) const;
+  std::vector<std::string> _soundCodecs(const std::string& group) const;
 
   const ManifestOrigin& _origin;
   bool _isMultivariant = false;

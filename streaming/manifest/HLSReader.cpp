@@ -24,7 +24,8 @@ bool isOneOf(std::string_view text, std::initializer_list<std::string_view> name
   return std::find(names.begin(), names.end(), text) != names.end();
 }
 
-std::optional<Error> errorOf(const HLSLines& lines) {
+std::optional<Error> errorOf(const HLSLines& lines, const HLSMediaReader& media) {
+  if (media.isBeyondLimits()) return unusableManifest("The playlist has too many segments.");
   if (lines.isBeyondLimits())
     return unusableManifest(
         "A line of the playlist, or what its variables make of it, is too long.");
@@ -35,9 +36,11 @@ std::optional<Error> errorOf(const HLSLines& lines) {
 /// A media playlist where a multivariant one might be: one track, of which no more is known than
 /// the names of its segments tell.
 ReadResult<HLSManifest> presentationOf(std::shared_ptr<const MediaPlaylist> playlist,
-                                       const std::vector<Segment>& segments,
                                        const ManifestOrigin& origin) {
-  const std::string extension = extensionOf(segments.front().resource.urls.front());
+  const auto first = playlist->segments->first({});
+  if (!first && !playlist->isLive) return unusableManifest("The playlist has no segments.");
+  const std::string extension =
+      first && !first->resource.urls.empty() ? extensionOf(first->resource.urls.front()) : "";
   if (isOneOf(extension, {"vtt", "webvtt", "ttml", "srt"}))
     return unusableManifest("The playlist has subtitles only.");
   auto representation = std::make_shared<Representation>();
@@ -71,7 +74,7 @@ ReadResult<HLSManifest> readHLS(std::string_view text, const ManifestOrigin& ori
   HLSLines lines(text, origin.url, context.variables);
   HLSMultivariant variants(origin);
   HLSMediaReader media(origin, context);
-  while (const auto line = lines.next()) {
+  while (const auto line = media.isBeyondLimits() ? std::nullopt : lines.next()) {
     if (line->tag.empty()) {
       // Which of them it is may be known only later.
       variants.addURI(line->value);
@@ -81,24 +84,16 @@ ReadResult<HLSManifest> readHLS(std::string_view text, const ManifestOrigin& ori
       media.addTag(line->tag, line->value);
     }
   }
-  if (auto error = errorOf(lines)) return *std::move(error);
+  if (auto error = errorOf(lines, media)) return *std::move(error);
   if (variants.isMultivariant()) {
     auto presentation = variants.finish();
     if (!presentation) return unusableManifest("The playlist has no variant.");
     return HLSManifest{std::move(presentation), lines.variables(), nullptr};
   }
   if (!media.isMedia()) return unusableManifest("The playlist has neither variants nor segments.");
-  const std::vector<Segment> segments = media.segments();
   auto playlist = media.finish();
   if (!playlist) return unusableManifest("The playlist is an update to an unknown one.");
-  if (segments.empty() && !playlist->isLive)
-    return unusableManifest("The playlist has no segments.");
-  if (segments.empty()) {
-    Segment unknown;
-    unknown.resource.urls = {origin.url};
-    return presentationOf(std::move(playlist), {unknown}, origin);
-  }
-  return presentationOf(std::move(playlist), segments, origin);
+  return presentationOf(std::move(playlist), origin);
 }
 
 ReadResult<std::shared_ptr<const MediaPlaylist>> readMediaPlaylist(std::string_view text,
@@ -108,14 +103,14 @@ ReadResult<std::shared_ptr<const MediaPlaylist>> readMediaPlaylist(std::string_v
   HLSLines lines(text, origin.url, context.variables);
   HLSMediaReader media(origin, context);
   bool isMultivariant = false;
-  while (const auto line = lines.next()) {
+  while (const auto line = media.isBeyondLimits() ? std::nullopt : lines.next()) {
     if (line->tag.empty())
       media.addURI(line->value);
     else
       media.addTag(line->tag, line->value);
     isMultivariant = isMultivariant || line->tag == "EXT-X-STREAM-INF";
   }
-  if (auto error = errorOf(lines)) return *std::move(error);
+  if (auto error = errorOf(lines, media)) return *std::move(error);
   if (isMultivariant || !media.isMedia())
     return unusableManifest("A playlist that should have segments has none.");
   auto playlist = media.finish();

@@ -16,8 +16,11 @@ constexpr double kMostGap = 0.25;
 }  // namespace
 
 HLSSegmentIndex::HLSSegmentIndex(std::vector<Segment> segments, std::vector<Segment> parts,
-                                 bool isComplete)
-    : _segments(std::move(segments)), _parts(std::move(parts)), _isComplete(isComplete) {}
+                                 bool isComplete, std::uint64_t discontinuityShift)
+    : _segments(std::move(segments)),
+      _parts(std::move(parts)),
+      _isComplete(isComplete),
+      _discontinuityShift(discontinuityShift) {}
 
 const Segment* HLSSegmentIndex::numbered(std::uint64_t number) const {
   if (_segments.empty() || number < _segments.front().number) return nullptr;
@@ -25,11 +28,33 @@ const Segment* HLSSegmentIndex::numbered(std::uint64_t number) const {
   return index < _segments.size() ? &_segments[static_cast<std::size_t>(index)] : nullptr;
 }
 
-std::optional<Segment> HLSSegmentIndex::_edgePart(std::uint64_t number, std::uint64_t part) const {
-  const auto found = std::find_if(_parts.begin(), _parts.end(), [&](const Segment& each) {
-    return each.number == number && each.part == part;
-  });
-  return found == _parts.end() ? std::nullopt : std::optional(*found);
+std::optional<Segment> HLSSegmentIndex::_part(std::uint64_t number, std::uint64_t part,
+                                              const Segment& previous) const {
+  const auto found =
+      std::lower_bound(_parts.begin(), _parts.end(), std::pair(number, part),
+                       [](const Segment& each, const auto& wanted) {
+                         return std::pair(each.number, each.part.value_or(0)) < wanted;
+                       });
+  if (found == _parts.end() || found->number != number || found->part != part) return std::nullopt;
+  if (std::abs(found->start - previous.end()) > kMostGap) return std::nullopt;
+  return *found;
+}
+
+bool HLSSegmentIndex::_isNext(std::uint64_t number) const {
+  return _segments.empty() || number == _segments.back().number + 1;
+}
+
+/// The first one that begins at `time` or later.
+std::optional<Segment> HLSSegmentIndex::_byTime(double time) const {
+  const auto isEarlier = [](const Segment& segment, double wanted) {
+    return segment.start < wanted;
+  };
+  const auto found =
+      std::lower_bound(_segments.begin(), _segments.end(), time - kMostGap, isEarlier);
+  if (found != _segments.end()) return *found;
+  for (const Segment& part : _parts)
+    if (part.start >= time - kMostGap && _isNext(part.number)) return part;
+  return std::nullopt;
 }
 
 std::optional<Segment> HLSSegmentIndex::at(double time) const {
@@ -44,28 +69,31 @@ std::optional<Segment> HLSSegmentIndex::at(double time) const {
 }
 
 std::optional<Segment> HLSSegmentIndex::after(const Segment& previous) const {
-  std::uint64_t next = previous.number + 1;
+  const std::uint64_t next = previous.number + 1;
   if (previous.part) {
-    if (auto part = _edgePart(previous.number, *previous.part + 1)) return part;
-    const Segment* const whole = numbered(previous.number);
+    if (auto part = _part(previous.number, *previous.part + 1, previous)) return part;
     // More parts may come.
-    if (!whole)
-      return previous.number < (_segments.empty() ? 0 : _segments.front().number)
-                 ? at(previous.end())
-                 : std::nullopt;
-    if (previous.end() + kMostGap < whole->end()) return *whole;
+    if (_isNext(previous.number)) return std::nullopt;
+    // The parts that follow are no longer named.
+    const Segment* const whole = numbered(previous.number);
+    if (whole && whole->start <= previous.start + kHLSTolerance &&
+        previous.end() + kMostGap < whole->end())
+      return *whole;
   }
-  const Segment* const following = numbered(next);
-  if (following && std::abs(following->start - previous.end()) <= kMostGap) return *following;
-  if (!following && !_segments.empty() && next == _segments.back().number + 1) {
-    if (std::abs(_segments.back().end() - previous.end()) <= kMostGap) return _edgePart(next, 0);
+  const Segment* const same = numbered(previous.number);
+  const bool isContinued = (same && same->resource == previous.resource &&
+                            same->discontinuity == previous.discontinuity) ||
+                           (_isNext(next) && !_segments.empty() &&
+                            std::abs(_segments.back().end() - previous.end()) <= kMostGap);
+  if (const Segment* const following = numbered(next)) {
+    if (isContinued || std::abs(following->start - previous.end()) <= kMostGap) return *following;
+  } else if (isContinued && _isNext(next)) {
+    Segment end = previous;
+    end.duration = _segments.back().end() - previous.start;
+    return _part(next, 0, end);
   }
   // Slid out of the window, numbered anew, or of another representation: the time decides.
-  const auto found =
-      std::lower_bound(_segments.begin(), _segments.end(), previous.end() - kMostGap,
-                       [](const Segment& segment, double time) { return segment.start < time; });
-  if (found == _segments.end()) return std::nullopt;
-  return *found;
+  return _byTime(previous.end());
 }
 
 std::optional<Segment> HLSSegmentIndex::first(platform::Date) const {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "streaming/manifest/Segment.h"
@@ -10,8 +12,9 @@ namespace streaming {
 class HLSSegmentIndex final : public SegmentIndex {
  public:
   /// `segments` have consecutive numbers; `parts` are those that the playlist names, by number and
-  /// part.
-  HLSSegmentIndex(std::vector<Segment> segments, std::vector<Segment> parts, bool isComplete);
+  /// part. `discontinuityShift`: what was added to the discontinuities that the playlist counts.
+  HLSSegmentIndex(std::vector<Segment> segments, std::vector<Segment> parts, bool isComplete,
+                  std::uint64_t discontinuityShift);
 
   std::optional<Segment> at(double time) const override;
   std::optional<Segment> after(const Segment& previous) const override;
@@ -21,13 +24,20 @@ class HLSSegmentIndex final : public SegmentIndex {
 
   const std::vector<Segment>& segments() const { return _segments; }
   const Segment* numbered(std::uint64_t number) const;
+  std::uint64_t discontinuityShift() const { return _discontinuityShift; }
 
  private:
-  std::optional<Segment> _edgePart(std::uint64_t number, std::uint64_t part) const;
+  /// A part that begins where `previous` ends.
+  std::optional<Segment> _part(std::uint64_t number, std::uint64_t part,
+                               const Segment& previous) const;
+  /// No segment has this number yet, and the next one will.
+  bool _isNext(std::uint64_t number) const;
+  std::optional<Segment> _byTime(double time) const;
 
   const std::vector<Segment> _segments;
   const std::vector<Segment> _parts;
   const bool _isComplete;
+  const std::uint64_t _discontinuityShift;
 };
 
 }  // namespace streaming
