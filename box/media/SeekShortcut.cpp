@@ -76,6 +76,21 @@ bool isBefore(const GstSegment& segment, GstClockTime time, GstClockTime duratio
          !gst_segment_clip(&segment, GST_FORMAT_TIME, time, time + duration, nullptr, nullptr);
 }
 
+/// Whether decoders bear that a picture is marked as one that is not put out. Those of libav in
+/// GStreamer 1.26 free such a picture when another one comes out, and fail when they begin to
+/// decode it: the pictures that refer to it are damaged.
+bool canMarkPictures() {
+  static const bool can = [] {
+    guint major = 0;
+    guint minor = 0;
+    guint micro = 0;
+    guint nano = 0;
+    gst_version(&major, &minor, &micro, &nano);
+    return major == 1 && minor <= 22;
+  }();
+  return can;
+}
+
 /// Those that are decoded, and not out yet. The decoder still refers to their memory, so that each
 /// one would be copied only to be thrown away.
 void keepIn(GstVideoDecoder* decoder, const GstSegment& segment) {
@@ -98,9 +113,11 @@ GstPadProbeReturn onBuffer(GstPad* pad, GstPadProbeInfo* info, gpointer) {
   const GstSegment* segment = nullptr;
   gst_event_parse_segment(event.get(), &segment);
   if (segment->format != GST_FORMAT_TIME || segment->rate <= 0) return GST_PAD_PROBE_OK;
-  const GstRef<GstElement> decoder(gst_pad_get_parent_element(pad));
-  if (decoder && GST_IS_VIDEO_DECODER(decoder.get()))
-    keepIn(GST_VIDEO_DECODER(decoder.get()), *segment);
+  if (canMarkPictures()) {
+    const GstRef<GstElement> decoder(gst_pad_get_parent_element(pad));
+    if (decoder && GST_IS_VIDEO_DECODER(decoder.get()))
+      keepIn(GST_VIDEO_DECODER(decoder.get()), *segment);
+  }
   GstBuffer* const buffer = GST_PAD_PROBE_INFO_BUFFER(info);
   if (!isBefore(*segment, GST_BUFFER_PTS(buffer), GST_BUFFER_DURATION(buffer)))
     return GST_PAD_PROBE_OK;

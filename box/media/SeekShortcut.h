@@ -6,7 +6,7 @@ namespace box {
 
 /// A way to the picture that a seek asks for: of those before it, which are decoded only because it
 /// refers to them, the ones that nothing refers to need not be, and none needs to leave the
-/// decoder.
+/// decoder. The latter with GStreamer 1.22 only.
 ///
 /// Watches the decoders of `playbin`, on the threads of the media library; keeps nothing itself.
 /// Of what is skipped, H.264 alone: it says in each picture whether others refer to it.
