@@ -15,6 +15,7 @@
 #include "box/media/workarounds/Decodebin3EarlyEos.h"
 #include "box/media/workarounds/Decodebin3StartOrder.h"
 #include "box/media/workarounds/DemuxerLostError.h"
+#include "box/media/workarounds/FlvdemuxAccurateSeek.h"
 #include "box/media/workarounds/QtdemuxEncryptedSeek.h"
 #include "box/media/workarounds/QtdemuxGrowingDuration.h"
 #include "box/media/workarounds/Queue2StaleRing.h"
@@ -76,6 +77,8 @@ const std::vector<Workarounds::Entry>& Workarounds::_entries() {
        {.forPlaybin = installDecodebin3StartOrder}},
       {{"DemuxerLostError", "playback", {kGStreamerBoth}},
        {.hasLostError = hasDemuxerWithoutResult}},
+      {{"FlvdemuxAccurateSeek", "flv", {kGStreamer13}},
+       {.forPlaybin = installFlvdemuxAccurateSeek}},
       {{"QtdemuxEncryptedSeek", "isomp4", {kGStreamerBoth}},
        {.losesMediaBySeeks = losesDecryptionBySeeks}},
       {{"QtdemuxGrowingDuration", "isomp4", {kGStreamerBoth}},

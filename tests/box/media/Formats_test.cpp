@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
+#include <ostream>
 
 #include <gtest/gtest.h>
 
@@ -72,6 +73,8 @@ struct Format {
   /// by so many frames at most.
   std::size_t lead = 0;
 };
+
+void PrintTo(const Format& format, std::ostream* out) { *out << format.name; }
 
 constexpr Format kFormats[] = {
     {"h264_aac.mp4", "-map 0 -map 1 -c:v libx264 -pix_fmt yuv420p -c:a aac"},
