@@ -47,9 +47,11 @@ void watchStream(GstElement*, GstPad* pad, gpointer) {
                     [](gpointer known) { delete static_cast<KnownDuration*>(known); });
 }
 
+/// Not a demuxer of playlists: it adds its pads with a lock held that a query takes.
 void watchDemuxer(GstBin*, GstBin*, GstElement* element, gpointer) {
   GstElementFactory* const factory = gst_element_get_factory(element);
-  if (factory && gst_element_factory_list_is_type(factory, GST_ELEMENT_FACTORY_TYPE_DEMUXER))
+  if (factory && gst_element_factory_list_is_type(factory, GST_ELEMENT_FACTORY_TYPE_DEMUXER) &&
+      !isOfClass(element, "Adaptive"))
     g_signal_connect(element, "pad-added", G_CALLBACK(watchStream), nullptr);
 }
 
