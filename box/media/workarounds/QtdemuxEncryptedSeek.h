@@ -9,8 +9,8 @@ namespace box {
 ///
 /// Library: isomp4 of GStreamer 1.22.0 to 1.26.2. No upstream report known.
 /// Without it: the playback of an encrypted fragmented mp4 fails after a seek.
-/// Test: RelayedMedia_test.cpp, EndAsTheirSenderAnswers.
-/// Delete it when such a file can be sought.
+/// Test: QtdemuxEncryptedSeek_test.cpp, which fails where the fault is gone.
+/// Delete it when no supported version fails there.
 ///
 /// Whether `playbin` decrypts what a qtdemux in pull mode reads. Such media must not be sought.
 bool losesDecryptionBySeeks(GstElement* playbin);

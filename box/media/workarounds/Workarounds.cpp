@@ -71,7 +71,7 @@ const std::vector<Workarounds::Entry>& Workarounds::_entries() {
        {.forProcess = countSoupDownloads, .forPlaybin = installAdaptiveLostCancel}},
       {{"AdaptiveTaskLeak", "adaptivedemux2", {kGStreamer12}},
        {.forProcess = installAdaptiveTaskLeak}},
-      {{"Decodebin3EarlyEos", "playback", {kGStreamer12, kGStreamer13}},
+      {{"Decodebin3EarlyEos", "playback", {kGStreamerBoth}},
        {.forPlaybin = installDecodebin3EarlyEos}},
       {{"Decodebin3StartOrder", "playback", {kGStreamerBoth}},
        {.forPlaybin = installDecodebin3StartOrder}},
