@@ -49,6 +49,8 @@ void addPeriodEvents(pugi::xml_node period, double periodStart,
                      std::vector<PresentationEvent>& events) {
   for (const pugi::xml_node stream : childrenOf(period, "EventStream")) {
     std::string key(attributeOf(stream, "schemeIdUri"));
+    constexpr std::size_t kLongestKey = 1024;
+    if (key.size() + attributeOf(stream, "value").size() > kLongestKey) continue;
     if (hasAttribute(stream, "value")) key.append(" ").append(attributeOf(stream, "value"));
     const double timescale = std::max(1.0, xmlNumber(stream, "timescale").value_or(1));
     const double offset = xmlNumber(stream, "presentationTimeOffset").value_or(0);

@@ -21,6 +21,12 @@ std::uint64_t countOf(double count) {
   return count >= kMost ? SegmentTiming::kOpen : static_cast<std::uint64_t>(count);
 }
 
+void appendDigits(std::uint64_t value, unsigned width, std::string& text) {
+  const std::string digits = std::to_string(value);
+  if (digits.size() < width) text.append(width - digits.size(), '0');
+  text += digits;
+}
+
 }  // namespace
 
 SegmentTemplate::SegmentTemplate(std::string_view pattern, std::string_view representationID,
@@ -50,12 +56,15 @@ SegmentTemplate::SegmentTemplate(std::string_view pattern, std::string_view repr
     else if (name == "RepresentationID")
       text += representationID;
     else if (name == "Bandwidth")
-      text += std::to_string(bandwidth);
+      appendDigits(bandwidth, width, text);
     else if (name == "Number" || name == "Time") {
       _pieces.push_back({std::exchange(text, {}), name == "Number" ? 'N' : 'T', width});
     }
   }
   _pieces.push_back({std::move(text), 0, 0});
+  std::size_t size = 0;
+  for (const Piece& piece : _pieces) size += piece.text.size() + kWidest;
+  if (size > kLongestURLText) _pieces.clear();
 }
 
 std::string SegmentTemplate::filledIn(std::uint64_t number, std::uint64_t time) const {
@@ -63,22 +72,20 @@ std::string SegmentTemplate::filledIn(std::uint64_t number, std::uint64_t time) 
   for (const Piece& piece : _pieces) {
     result += piece.text;
     if (piece.value == 0) continue;
-    const std::string digits = std::to_string(piece.value == 'N' ? number : time);
-    if (digits.size() < piece.width) result.append(piece.width - digits.size(), '0');
-    result += digits;
+    appendDigits(piece.value == 'N' ? number : time, piece.width, result);
   }
   return result;
 }
 
 std::vector<std::string> resolvedURLs(const std::vector<std::string>& bases,
-                                      std::string_view reference, bool inheritsQuery) {
+                                      std::string_view reference, const std::string* queryFrom) {
   constexpr std::size_t kMostURLs = 8;
   std::vector<std::string> urls;
   for (const std::string& base : bases) {
     if (urls.size() == kMostURLs) break;
     auto url = reference.empty() ? std::optional(base) : resolveURL(base, reference);
     if (!url) continue;
-    if (inheritsQuery) *url = withQueryOf(base, *std::move(url));
+    if (queryFrom) *url = withQueryOf(*queryFrom, *std::move(url));
     if (std::find(urls.begin(), urls.end(), *url) == urls.end()) urls.push_back(*std::move(url));
   }
   return urls;
@@ -94,12 +101,23 @@ DASHSegmentIndex::DASHSegmentIndex(Setup setup) : _setup(std::move(setup)) {
                  : SegmentTiming::kOpen;
   } else if (timing.runs && !timing.runs->empty()) {
     _count = timing.runs->back().firstIndex + timing.runs->back().count;
+    // What begins behind the end of the period is not played.
+    if (_setup.periodEnd && _count > 0) {
+      const std::uint64_t index = _indexAt(*_setup.periodEnd - 2 * kDASHTolerance);
+      if (index < _count)
+        _count = _timesOf(index).start < *_setup.periodEnd - kDASHTolerance ? index + 1 : index;
+    }
   }
   if (timing.lastNumber)
     _count = *timing.lastNumber < timing.firstNumber
                  ? 0
                  : std::min(_count, *timing.lastNumber - timing.firstNumber + 1);
   if (_setup.list) _count = std::min<std::uint64_t>(_count, _setup.list->size());
+}
+
+bool DASHSegmentIndex::_isOpen() const {
+  const SegmentTiming& timing = *_setup.timing;
+  return timing.duration > 0 || timing.isOpen;
 }
 
 DASHSegmentIndex::Times DASHSegmentIndex::_timesOf(std::uint64_t index) const {
@@ -159,13 +177,13 @@ std::optional<Segment> DASHSegmentIndex::_segment(std::uint64_t index) const {
   segment.discontinuity = _setup.discontinuity;
   if (_setup.list) {
     const ListedSegment& listed = (*_setup.list)[static_cast<std::size_t>(index)];
-    segment.resource = {resolvedURLs(_setup.bases, listed.reference, _setup.inheritsQuery),
+    segment.resource = {resolvedURLs(_setup.bases, listed.reference, _setup.queryFrom.get()),
                         listed.span};
   } else if (_setup.media) {
     segment.resource.urls = resolvedURLs(
-        _setup.bases, _setup.media->filledIn(segment.number, times.time), _setup.inheritsQuery);
+        _setup.bases, _setup.media->filledIn(segment.number, times.time), _setup.queryFrom.get());
   } else {
-    segment.resource.urls = resolvedURLs(_setup.bases, {}, _setup.inheritsQuery);
+    segment.resource.urls = resolvedURLs(_setup.bases, {}, _setup.queryFrom.get());
   }
   segment.isGap = segment.resource.urls.empty();
   if (_setup.availabilityStart) {
@@ -174,8 +192,8 @@ std::optional<Segment> DASHSegmentIndex::_segment(std::uint64_t index) const {
                                : times.duration;
     const double from = _setup.availabilityStart->secondsSince1970 + times.start + nominal -
                         timing.availabilityOffset;
-    // Those of a time line are there when they are named.
-    if (timing.duration > 0 && std::isfinite(from)) segment.availableFrom = platform::Date{from};
+    // Those that a time line counts are there when they are named.
+    if (_isOpen() && std::isfinite(from)) segment.availableFrom = platform::Date{from};
     segment.date = platform::Date{_setup.availabilityStart->secondsSince1970 + times.start};
   }
   return segment;
@@ -208,9 +226,8 @@ std::optional<Segment> DASHSegmentIndex::last(platform::Date now) const {
   if (_setup.availabilityStart) {
     const double edge = now.secondsSince1970 - _setup.availabilityStart->secondsSince1970 +
                         timing.availabilityOffset;
-    const bool isOpen = timing.duration > 0 || timing.runs->back().count >= SegmentTiming::kOpen;
     // The segment at the edge has not come to its end.
-    if (isOpen) count = std::min(count, _indexAt(edge));
+    if (_isOpen()) count = std::min(count, _indexAt(edge));
   } else if (count >= SegmentTiming::kOpen) {
     return std::nullopt;
   }

@@ -4,11 +4,15 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "streaming/manifest/Segment.h"
 
 namespace streaming {
+
+/// A longer text is no part of a URL.
+inline constexpr std::size_t kLongestURLText = 4096;
 
 /// `$Number$`, `$Time$` and the like in a URL, with the representation's own values filled in.
 class SegmentTemplate {
@@ -16,6 +20,8 @@ class SegmentTemplate {
   SegmentTemplate(std::string_view pattern, std::string_view representationID,
                   std::uint64_t bandwidth);
   std::string filledIn(std::uint64_t number, std::uint64_t time) const;
+  /// False: it is too long to be part of a URL.
+  bool isUsable() const { return !_pieces.empty(); }
 
  private:
   struct Piece {
@@ -44,6 +50,7 @@ struct SegmentTiming {
   std::uint64_t firstNumber = 1;
   std::optional<std::uint64_t> lastNumber;
   double availabilityOffset = 0;  ///< seconds that a segment is there before its end
+  bool isOpen = false;            ///< the last run goes on to the end of the period
 };
 
 /// One URL of a SegmentList.
@@ -62,9 +69,9 @@ class DASHSegmentIndex final : public SegmentIndex {
     /// Live: civil time of the presentation's beginning, and how long segments are kept.
     std::optional<platform::Date> availabilityStart;
     std::optional<double> timeShiftDepth;
-    std::vector<std::string> bases;  ///< absolute URLs
-    bool inheritsQuery = false;
-    std::optional<SegmentTemplate> media;                    // of a template
+    std::vector<std::string> bases;                ///< absolute URLs
+    std::shared_ptr<const std::string> queryFrom;  ///< a URL whose query is passed on, or null
+    std::optional<SegmentTemplate> media;          // of a template
     std::shared_ptr<const std::vector<ListedSegment>> list;  // of a list
     std::shared_ptr<const Initialization> initialization;
     std::shared_ptr<const SegmentKey> key;
@@ -85,6 +92,8 @@ class DASHSegmentIndex final : public SegmentIndex {
     double start = 0;        // seconds
     double duration = 0;
   };
+  /// Segments are told that may not be there yet.
+  bool _isOpen() const;
   Times _timesOf(std::uint64_t index) const;
   /// The first one that ends after `time`; may be `_count`.
   std::uint64_t _indexAt(double time) const;
@@ -94,8 +103,9 @@ class DASHSegmentIndex final : public SegmentIndex {
   std::uint64_t _count = 0;
 };
 
-/// `bases` and `reference` as absolute URLs, at most a few.
+/// `bases` and `reference` as absolute URLs, at most a few. They get the query of `queryFrom`,
+/// where that is not null.
 std::vector<std::string> resolvedURLs(const std::vector<std::string>& bases,
-                                      std::string_view reference, bool inheritsQuery);
+                                      std::string_view reference, const std::string* queryFrom);
 
 }  // namespace streaming

@@ -14,6 +14,22 @@ namespace {
 constexpr double kMostTimescale = 1e10;
 constexpr std::size_t kMostBases = 4;
 
+/// Seconds; "INF": a segment is there long before.
+std::optional<double> availabilityIn(pugi::xml_node node) {
+  constexpr double kAlways = 1e9;
+  constexpr std::string_view kName = "availabilityTimeOffset";
+  if (attributeOf(node, kName) == "INF") return kAlways;
+  const auto offset = xmlNumber(node, kName);
+  return offset ? std::optional(std::min(*offset, kAlways)) : std::nullopt;
+}
+
+/// An attribute that is part of a URL.
+std::optional<std::string_view> patternIn(pugi::xml_node node, std::string_view name) {
+  const std::string_view text = attributeOf(node, name);
+  if (!hasAttribute(node, name) || text.size() > kLongestURLText) return std::nullopt;
+  return text;
+}
+
 std::optional<ListedSegment> listed(pugi::xml_node node, std::string_view url,
                                     std::string_view range) {
   ListedSegment segment;
@@ -52,8 +68,9 @@ std::vector<std::string> baseURLs(pugi::xml_node level, const std::vector<std::s
   std::vector<std::string> urls;
   for (const pugi::xml_node node : childrenOf(level, "BaseURL"))
     for (const std::string& base : inherited) {
+      if (urls.size() == kMostBases) return urls;
       auto url = resolveURL(base, textOf(node));
-      if (url && urls.size() < kMostBases &&
+      if (url && url->size() <= kLongestURLText &&
           std::find(urls.begin(), urls.end(), *url) == urls.end())
         urls.push_back(*std::move(url));
     }
@@ -61,12 +78,15 @@ std::vector<std::string> baseURLs(pugi::xml_node level, const std::vector<std::s
 }
 
 void DASHSegmentInfo::read(pugi::xml_node level, std::optional<double> periodDuration) {
+  readBases(level);
   if (const auto node = childOf(level, "SegmentTemplate")) {
     form = Form::Template;
     _readCommon(node);
-    if (hasAttribute(node, "media")) media = attributeOf(node, "media");
-    if (hasAttribute(node, "initialization"))
-      initializationPattern = attributeOf(node, "initialization");
+    if (const auto pattern = patternIn(node, "media")) media = *pattern;
+    if (const auto pattern = patternIn(node, "initialization")) {
+      initializationPattern = *pattern;
+      initialization.reset();
+    }
     _readTimeline(node, periodDuration);
   } else if (const auto listNode = childOf(level, "SegmentList")) {
     form = Form::List;
@@ -83,14 +103,20 @@ void DASHSegmentInfo::read(pugi::xml_node level, std::optional<double> periodDur
   }
 }
 
+void DASHSegmentInfo::readBases(pugi::xml_node level) {
+  if (const auto base = childOf(level, "BaseURL"))
+    if (const auto offset = availabilityIn(base)) baseAvailability = *offset;
+  timing.availabilityOffset = baseAvailability + segmentAvailability;
+}
+
 void DASHSegmentInfo::_readCommon(pugi::xml_node node) {
   if (const auto scale = xmlNumber(node, "timescale"); scale && *scale >= 1)
     timing.timescale = std::min(*scale, kMostTimescale);
   if (const auto offset = xmlInteger(node, "presentationTimeOffset")) timing.timeOffset = *offset;
   if (const auto number = xmlInteger(node, "startNumber")) timing.firstNumber = *number;
   if (const auto number = xmlInteger(node, "endNumber")) timing.lastNumber = *number;
-  if (const auto offset = xmlNumber(node, "availabilityTimeOffset"))
-    timing.availabilityOffset = *offset;
+  if (const auto offset = availabilityIn(node)) segmentAvailability = *offset;
+  timing.availabilityOffset = baseAvailability + segmentAvailability;
   if (hasAttribute(node, "duration")) {
     timing.duration = xmlInteger(node, "duration").value_or(0);
     timing.runs = nullptr;
@@ -106,18 +132,26 @@ void DASHSegmentInfo::_readTimeline(pugi::xml_node node, std::optional<double> p
   const auto entries = childrenOf(timeline, "S");
   std::uint64_t time = 0;
   std::uint64_t index = 0;
+  timing.isOpen = false;
   for (std::size_t at = 0; at < entries.size(); ++at) {
     SegmentTiming::Run run;
     run.time = xmlInteger(entries[at], "t").value_or(time);
     run.duration = xmlInteger(entries[at], "d").value_or(0);
-    if (run.duration == 0 || run.time < time) continue;
+    if (run.duration == 0) continue;
+    if (run.time < time && !found->empty()) {
+      // Runs may overlap by less than a segment.
+      const auto& before = found->back();
+      const std::uint64_t lastStart = before.time + (before.count - 1) * before.duration;
+      if (run.time <= lastStart || run.duration < time - run.time) continue;
+    }
+    timing.isOpen = false;
     const std::string_view repeat = attributeOf(entries[at], "r");
     if (!repeat.starts_with('-')) {
       run.count = std::min(xmlInteger(entries[at], "r").value_or(0), SegmentTiming::kOpen - 1) + 1;
     } else if (at + 1 < entries.size() && hasAttribute(entries[at + 1], "t")) {
       const double next = static_cast<double>(xmlInteger(entries[at + 1], "t").value_or(run.time));
       run.count = repeatsUntil(next, run.time, run.duration);
-    } else if (periodDuration) {
+    } else if (timing.isOpen = true; periodDuration) {
       const double end =
           *periodDuration * timing.timescale + static_cast<double>(timing.timeOffset);
       run.count = repeatsUntil(end, run.time, run.duration);

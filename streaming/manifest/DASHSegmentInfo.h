@@ -22,10 +22,14 @@ struct DASHSegmentInfo {
   std::optional<ListedSegment> initialization;
   std::shared_ptr<const std::vector<ListedSegment>> list;
   std::optional<ByteSpan> indexSpan;
+  double baseAvailability = 0;     ///< availabilityTimeOffset of base URLs
+  double segmentAvailability = 0;  ///< and that of segments
 
   /// Reads the SegmentBase, SegmentTemplate or SegmentList of `level`. `periodEnd`: seconds from
   /// the start of the period.
   void read(pugi::xml_node level, std::optional<double> periodDuration);
+  /// Reads only what its BaseURL elements say of segments.
+  void readBases(pugi::xml_node level);
 
  private:
   void _readCommon(pugi::xml_node node);

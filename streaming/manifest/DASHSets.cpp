@@ -9,8 +9,6 @@
 namespace streaming {
 namespace {
 
-constexpr std::size_t kLongestName = 256;
-
 struct Meaning {
   std::string_view scheme;
   std::string_view value;
@@ -30,6 +28,14 @@ constexpr Meaning kMeanings[] = {
 };
 constexpr std::string_view kProtection = "urn:mpeg:dash:mp4protection:2011";
 
+constexpr std::size_t kMostProtections = 32;
+
+bool hasComponent(pugi::xml_node set, std::string_view kind) {
+  for (const pugi::xml_node node : set.children())
+    if (isNamed(node, "ContentComponent") && attributeOf(node, "contentType") == kind) return true;
+  return false;
+}
+
 std::string lowerCase(std::string_view text) {
   std::string result(text);
   std::transform(result.begin(), result.end(), result.begin(),
@@ -41,7 +47,10 @@ std::string lowerCase(std::string_view text) {
 
 std::string_view inheritedAttribute(pugi::xml_node outer, pugi::xml_node inner,
                                     std::string_view name) {
-  return hasAttribute(inner, name) ? attributeOf(inner, name) : attributeOf(outer, name);
+  constexpr std::size_t kLongest = 1024;
+  const std::string_view value =
+      hasAttribute(inner, name) ? attributeOf(inner, name) : attributeOf(outer, name);
+  return value.size() <= kLongest ? value : std::string_view();
 }
 
 std::optional<MediaKind> dashMediaKind(pugi::xml_node outer, pugi::xml_node inner) {
@@ -56,6 +65,8 @@ std::optional<MediaKind> dashMediaKind(pugi::xml_node outer, pugi::xml_node inne
   if (type == "audio") return MediaKind::Audio;
   if (type == "text") return MediaKind::Text;
   if (!type.empty() && type != "application") return std::nullopt;
+  if (hasComponent(outer, "video")) return MediaKind::Video;
+  if (hasComponent(outer, "audio")) return MediaKind::Audio;
   if (codecs.empty()) return std::nullopt;
   return isPictureCodec(codecs) ? MediaKind::Video : MediaKind::Audio;
 }
@@ -68,8 +79,8 @@ TextForm dashTextForm(const Representation& representation) {
 }
 
 void readTrackMeaning(pugi::xml_node set, Track& track) {
-  track.language = attributeOf(set, "lang");
-  track.name = textOf(childOf(set, "Label")).substr(0, kLongestName);
+  track.language = languageWithin(set, track.kind == MediaKind::Video ? "video" : "audio");
+  track.name = textOf(childOf(set, "Label")).substr(0, kLongestDASHName);
   for (const pugi::xml_node node : set.children()) {
     if (!isNamed(node, "Role") && !isNamed(node, "Accessibility")) continue;
     const std::string_view scheme = attributeOf(node, "schemeIdUri");
@@ -78,36 +89,62 @@ void readTrackMeaning(pugi::xml_node set, Track& track) {
     if (scheme == kRoles && (value == "forced-subtitle" || value == "forced_subtitle"))
       track.isForced = true;
     for (const Meaning& each : kMeanings)
-      if (each.scheme == scheme && each.value == value)
+      if (each.scheme == scheme && each.value == value &&
+          std::find(track.characteristics.begin(), track.characteristics.end(),
+                    each.characteristic) == track.characteristics.end())
         track.characteristics.emplace_back(each.characteristic);
   }
 }
 
-/// "CC1=eng;CC3=swe", or a language alone, which is that of the first channel.
-void addCaptionTracks(pugi::xml_node set, std::vector<Track>& tracks) {
+/// "CC1=eng;CC3=swe", or languages alone, which are those of the channels in order.
+std::vector<Track> captionTracks(pugi::xml_node set) {
+  constexpr std::string_view kChannels[] = {"CC1", "CC2", "CC3", "CC4"};
+  std::vector<Track> tracks;
   for (const pugi::xml_node node : childrenOf(set, "Accessibility")) {
     if (attributeOf(node, "schemeIdUri") != kCaptions) continue;
     std::string_view channels = attributeOf(node, "value");
-    constexpr int kChannels = 4;
-    for (int count = 0; !channels.empty() && count < kChannels; ++count) {
+    for (const std::string_view next : kChannels) {
+      if (channels.empty()) break;
       const std::string_view each = channels.substr(0, channels.find(';'));
       channels.remove_prefix(std::min(channels.size(), each.size() + 1));
       const auto equals = each.find('=');
+      const std::string_view name = equals == each.npos ? next : each.substr(0, equals);
+      const auto isNamed = [&](const Track& track) { return track.id == name; };
+      if (std::find(std::begin(kChannels), std::end(kChannels), name) == std::end(kChannels) ||
+          std::any_of(tracks.begin(), tracks.end(), isNamed))
+        continue;
       Track captions;
       captions.kind = MediaKind::Text;
-      captions.captionChannel = equals == each.npos ? "CC1" : std::string(each.substr(0, equals));
-      captions.language = equals == each.npos ? each : each.substr(equals + 1);
+      captions.captionChannel = name;
+      captions.language = each.substr(equals == each.npos ? 0 : equals + 1, kLongestDASHName);
       captions.id = captions.captionChannel;
       tracks.push_back(std::move(captions));
     }
   }
+  return tracks;
+}
+
+std::string languageWithin(pugi::xml_node set, std::string_view kind) {
+  for (const pugi::xml_node component : childrenOf(set, "ContentComponent"))
+    if (attributeOf(component, "contentType") == kind && hasAttribute(component, "lang"))
+      return std::string(attributeOf(component, "lang").substr(0, kLongestDASHName));
+  return std::string(attributeOf(set, "lang").substr(0, kLongestDASHName));
+}
+
+bool hasPictureAndSoundComponents(pugi::xml_node set) {
+  return hasComponent(set, "video") && hasComponent(set, "audio");
+}
+
+bool isTrickModeScheme(std::string_view scheme) {
+  return scheme == "http://dashif.org/guidelines/trickmode" ||
+         scheme == "urn:mpeg:dash:guidelines:trickmode";
 }
 
 EssentialUse essentialUse(pugi::xml_node node) {
   EssentialUse use = EssentialUse::Play;
   for (const pugi::xml_node property : childrenOf(node, "EssentialProperty")) {
     const std::string_view scheme = attributeOf(property, "schemeIdUri");
-    if (scheme == "http://dashif.org/guidelines/trickmode") use = EssentialUse::KeyFramesOnly;
+    if (isTrickModeScheme(scheme)) use = EssentialUse::KeyFramesOnly;
     // How colours are coded is in the media too.
     else if (!scheme.starts_with("urn:mpeg:mpegB:cicp:"))
       return EssentialUse::LeaveOut;
@@ -118,16 +155,22 @@ EssentialUse essentialUse(pugi::xml_node node) {
 std::vector<Protection> protectionsOf(pugi::xml_node node) {
   std::vector<Protection> protections;
   for (const pugi::xml_node each : childrenOf(node, "ContentProtection")) {
+    if (protections.size() == kMostProtections) break;
     Protection protection;
-    const std::string_view scheme = attributeOf(each, "schemeIdUri");
-    if (scheme == kProtection)
-      protection.scheme = attributeOf(each, "value");
+    const std::string_view scheme = attributeOf(each, "schemeIdUri").substr(0, kLongestDASHName);
+    if (lowerCase(scheme) == kProtection)
+      protection.scheme = attributeOf(each, "value").substr(0, kLongestDASHName);
     else
       protection.systemID =
           lowerCase(scheme.substr(std::min(scheme.size(), scheme.rfind(':') + 1)));
-    std::string keyID = lowerCase(attributeOf(each, "default_KID"));
-    std::erase(keyID, '-');
-    if (keyID.size() == 32) protection.keyIDs.push_back(std::move(keyID));
+    std::string_view keyIDs = attributeOf(each, "default_KID");
+    while (!keyIDs.empty() && protection.keyIDs.size() < kMostProtections) {
+      const auto end = std::min(keyIDs.find_first_of(" \t\r\n"), keyIDs.size());
+      std::string keyID = lowerCase(keyIDs.substr(0, end));
+      keyIDs.remove_prefix(std::min(end + 1, keyIDs.size()));
+      std::erase(keyID, '-');
+      if (keyID.size() == 32) protection.keyIDs.push_back(std::move(keyID));
+    }
     protections.push_back(std::move(protection));
   }
   return protections;

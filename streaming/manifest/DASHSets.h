@@ -2,12 +2,16 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "streaming/manifest/Presentation.h"
 #include "streaming/manifest/XMLTree.h"
 
 namespace streaming {
+
+/// Longer names and languages are cut, longer identifiers are not used.
+inline constexpr std::size_t kLongestDASHName = 256;
 
 /// What kind of media a set or a representation is of, by content type, MIME type and codecs; what
 /// `outer` says counts where `inner` says nothing. None for what nobody plays.
@@ -23,11 +27,16 @@ std::string_view inheritedAttribute(pugi::xml_node outer, pugi::xml_node inner,
 /// Language, name, roles and accessibility of an adaptation set.
 void readTrackMeaning(pugi::xml_node set, Track& track);
 /// Captions within the picture that a set announces.
-void addCaptionTracks(pugi::xml_node set, std::vector<Track>& tracks);
+std::vector<Track> captionTracks(pugi::xml_node set);
+/// The language that a ContentComponent of that kind ("audio") has; empty when nothing is said.
+std::string languageWithin(pugi::xml_node set, std::string_view kind);
+/// Its segments hold both picture and sound, as the set itself says.
+bool hasPictureAndSoundComponents(pugi::xml_node set);
 
 enum class EssentialUse { Play, KeyFramesOnly, LeaveOut };
-/// What the essential properties of a set or representation allow.
+/// What the essential properties of an element allow.
 EssentialUse essentialUse(pugi::xml_node node);
+bool isTrickModeScheme(std::string_view scheme);
 
 std::vector<Protection> protectionsOf(pugi::xml_node node);
 

@@ -1,6 +1,8 @@
 #include "streaming/manifest/XMLTree.h"
 
+#include <algorithm>
 #include <charconv>
+#include <iterator>
 
 #include "streaming/manifest/TimeText.h"
 
@@ -10,15 +12,22 @@ namespace {
 constexpr int kDeepest = 64;
 constexpr std::size_t kMostNodes = 500'000;
 
+/// Attributes of one element; each of them is looked for by its name.
+constexpr std::ptrdiff_t kMostAttributes = 128;
+
 /// Counts without recursion.
 struct LimitWalker final : pugi::xml_tree_walker {
   std::size_t nodes = 0;
   bool isBeyond = false;
-  bool for_each(pugi::xml_node&) override {
-    isBeyond = ++nodes > kMostNodes || depth() > kDeepest;
+  bool for_each(pugi::xml_node& node) override {
+    const auto attributes = node.attributes();
+    isBeyond = ++nodes > kMostNodes || depth() > kDeepest ||
+               std::distance(attributes.begin(), attributes.end()) > kMostAttributes;
     return !isBeyond;
   }
 };
+
+constexpr const char* kTooMuch = "It has too many elements, or too many within each other.";
 
 std::string_view localName(std::string_view name) {
   const auto colon = name.find(':');
@@ -34,12 +43,18 @@ std::string_view withoutWhiteSpace(std::string_view text) {
 }  // namespace
 
 std::optional<std::string> XMLTree::load(std::string_view text, pugi::xml_document& document) {
+  // Each element has at most two tags. What is counted here has not taken any memory yet.
+  if (static_cast<std::size_t>(std::count(text.begin(), text.end(), '<')) > 2 * kMostNodes)
+    return kTooMuch;
   const auto result = document.load_buffer(text.data(), text.size(), pugi::parse_default);
   if (!result) return std::string("It is not well-formed: ") + result.description() + '.';
+  return isWithinLimits(document) ? std::nullopt : std::optional<std::string>(kTooMuch);
+}
+
+bool XMLTree::isWithinLimits(pugi::xml_document& document) {
   LimitWalker walker;
   document.traverse(walker);
-  if (walker.isBeyond) return "It has too many elements, or too many within each other.";
-  return std::nullopt;
+  return !walker.isBeyond;
 }
 
 bool isNamed(pugi::xml_node node, std::string_view name) {

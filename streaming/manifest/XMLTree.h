@@ -16,6 +16,7 @@ class XMLTree {
  public:
   /// None, with the reason, for what is not well-formed or beyond the limits.
   static std::optional<std::string> load(std::string_view text, pugi::xml_document& document);
+  static bool isWithinLimits(pugi::xml_document& document);
 };
 
 // Names are compared without their prefixes.

@@ -4,52 +4,10 @@
 #include <gtest/gtest.h>
 
 #include "streaming/manifest/EventKeys.h"
-#include "streaming/manifest/ManifestReader.h"
+#include "tests/streaming/manifest/DASHTexts.h"
 
 namespace streaming {
 namespace {
-
-const ManifestOrigin kManifestOrigin{"http://host/dir/main.mpd?t=1", {}, false};
-
-std::shared_ptr<const Presentation> presentationOf(const std::string& text) {
-  const auto result = readDASH(text, kManifestOrigin, nullptr);
-  const auto* presentation = std::get_if<std::shared_ptr<const Presentation>>(&result);
-  return presentation ? *presentation : nullptr;
-}
-
-std::string mpd(
-    const std::string& content,
-    const std::string& attributes = "type=\"static\" mediaPresentationDuration=\"PT10S\"") {
-  return "<?xml version=\"1.0\"?>\n<!-- c --><MPD xmlns=\"urn:mpeg:dash:schema:mpd:2011\" " +
-         attributes + ">" + content + "</MPD>";
-}
-
-std::string video(const std::string& content, const std::string& representation = {}) {
-  return "<Period><AdaptationSet mimeType=\"video/mp4\" codecs=\"avc1.4d\">" + content +
-         "<Representation id=\"v\" bandwidth=\"500\">" + representation +
-         "</Representation></AdaptationSet></Period>";
-}
-
-/// Within the folder of the manifest.
-std::string nameOf(const std::string& url) {
-  constexpr std::string_view kFolder = "http://host/dir/";
-  return url.starts_with(kFolder) ? url.substr(kFolder.size()) : url;
-}
-
-/// "START+DURATION NAME[@OFFSET]" of each segment.
-std::string segmentTextOf(const SegmentIndex& index, platform::Date now = {}) {
-  std::string told;
-  auto next = index.first(now);
-  for (int count = 0; next && count < 12; ++count) {
-    char times[64];
-    std::snprintf(times, sizeof times, "%g+%g ", next->start, next->duration);
-    told += times + (next->resource.urls.empty() ? "none" : nameOf(next->resource.urls[0]));
-    if (next->resource.span) told += '@' + std::to_string(next->resource.span->offset);
-    told += '\n';
-    next = index.after(*next);
-  }
-  return told;
-}
 
 TEST(DASH, SegmentsOfEveryForm) {
   const struct {
@@ -170,8 +128,8 @@ TEST(DASH, TracksWithWhatIsSaidOfThem) {
     told += '\n';
   }
   EXPECT_EQ(told,
-            "CC1:\nCC3:\nvideo: 0/set-0/lo+ 0/set-0/hi+ 0/set-1/frames*\n"
-            "audio:fr:Son!: 0/set-5/a\ntext:deF: 0/set-6/t\ntext:de#2: 0/set-7/s\n");
+            "CC1:\nCC3:\nvideo: @0/set-0/lo+ @0/set-0/hi+ @0/set-1/frames*\n"
+            "audio:fr:Son!: @0/set-5/a\ntext:deF: @0/set-6/t\ntext:de#2: @0/set-7/s\n");
   const auto& tracks = presentation->periods[0].tracks;
   EXPECT_NEAR(tracks[2].representations[1]->frameRate, 29.97, 0.01);
   EXPECT_EQ(tracks[3].representations[0]->protections.at(0).keyIDs.at(0),
@@ -258,36 +216,6 @@ TEST(DASH, AnyChangeToAManifestIsReadOrRefused) {
       for (const auto& each : track.representations)
         if (each->segments) segmentTextOf(*each->segments);
   }
-}
-
-std::string bigEndian(std::uint64_t value, int size) {
-  std::string bytes;
-  for (int at = size - 1; at >= 0; --at) bytes += static_cast<char>(value >> 8 * at & 0xff);
-  return bytes;
-}
-
-TEST(FileIndex, IsReadWhereverItLies) {
-  const std::string sidx = bigEndian(56, 4) + "sidx" + bigEndian(0, 4) + bigEndian(1, 4) +
-                           bigEndian(10, 4) + bigEndian(50, 4) + bigEndian(4, 4) + bigEndian(0, 2) +
-                           bigEndian(2, 2) + bigEndian(100, 4) + bigEndian(20, 4) +
-                           bigEndian(0, 4) + bigEndian(200, 4) + bigEndian(30, 4) + bigEndian(0, 4);
-  IndexedFile file;
-  file.file.urls = {"http://host/dir/file.mp4"};
-  file.periodStart = 3;
-  file.timeOffset = 3 - 5;
-  const std::string before = bigEndian(20, 4) + "ftyp" + std::string(12, 'x');
-  const auto indexOf = [&](std::uint64_t offset, std::string_view head) {
-    const auto result = readFileIndex(file, offset, head);
-    const auto* index = std::get_if<std::shared_ptr<const SegmentIndex>>(&result);
-    return index ? segmentTextOf(**index) : "more";
-  };
-  EXPECT_EQ(indexOf(0, before + sidx), "3+2 file.mp4@80\n5+3 file.mp4@180\n");
-  EXPECT_EQ(indexOf(1000, sidx), "3+2 file.mp4@1060\n5+3 file.mp4@1160\n");
-  EXPECT_EQ(indexOf(0, (before + sidx).substr(0, 50)), "more");
-  file.periodEnd = 9;
-  EXPECT_EQ(indexOf(0, before + bigEndian(8, 4) + "moof"), "3+6 file.mp4\n");
-  EXPECT_EQ(indexOf(0, "<html>a page of the web</html>"), "3+6 file.mp4\n");
-  EXPECT_EQ(indexOf(0, ""), "3+6 file.mp4\n");
 }
 
 }  // namespace
