@@ -1,19 +1,40 @@
+#include <utility>
+
 #include "streaming/manifest/DASHManifest.h"
+#include "streaming/manifest/DASHPatch.h"
+#include "streaming/manifest/DASHSets.h"
 #include "streaming/manifest/ManifestErrors.h"
 
 namespace streaming {
 
 ReadResult<std::shared_ptr<const Presentation>> readDASH(
     std::string_view text, const ManifestOrigin& origin,
-    const std::shared_ptr<const Presentation>&) {
+    const std::shared_ptr<const Presentation>& previous) {
   if (text.size() > kMostManifestBytes) return unusableManifest("The manifest is too long.");
-  pugi::xml_document document;
-  if (auto reason = XMLTree::load(text, document)) return unusableManifest(*std::move(reason));
-  const pugi::xml_node root = document.document_element();
+  auto document = std::make_shared<DASHDocument>();
+  document->origin = origin;
+  if (auto reason = XMLTree::load(text, document->tree))
+    return unusableManifest(*std::move(reason));
+  if (isNamed(document->tree.document_element(), "Patch")) {
+    if (!previous || !previous->document)
+      return unusableManifest("There is no manifest that the patch could be applied to.");
+    auto patched = std::make_shared<DASHDocument>();
+    patched->tree.reset(previous->document->tree);
+    // References are relative to the manifest.
+    patched->origin = previous->document->origin;
+    if (auto reason = applyDASHPatch(document->tree.document_element(), patched->tree))
+      return unusableManifest(*std::move(reason));
+    document = std::move(patched);
+  }
+  const pugi::xml_node root = document->tree.document_element();
   if (!isNamed(root, "MPD")) return unusableManifest("The manifest is none of DASH.");
-  auto presentation = DASHManifest(root, origin).read();
+  if (essentialUse(root) != EssentialUse::Play)
+    return unusableManifest("The manifest demands what is not supported.");
+  auto presentation = DASHManifest(root, document->origin).read();
   if (!presentation) return unusableManifest("The manifest names nothing that could be played.");
-  return presentation;
+  if (presentation->reload && !presentation->reload->patchURL.empty())
+    presentation->document = std::move(document);
+  return std::shared_ptr<const Presentation>(std::move(presentation));
 }
 
 }  // namespace streaming

@@ -110,6 +110,8 @@ struct ReloadRule {
   std::string patchURL;  ///< DASH: of a patch to the manifest; empty: none
 };
 
+struct DASHDocument;
+
 /// A manifest as it was read at one time. Immutable; an update is a new one.
 ///
 /// Times are seconds on the time line of the presentation: of HLS from the first segment of the
@@ -132,6 +134,7 @@ struct Presentation {
   std::vector<Period> periods;                              ///< at least one
   std::vector<DateMark> dates;                              ///< by position
   std::vector<PresentationEvent> events;
+  std::shared_ptr<const DASHDocument> document;  ///< DASH: what a patch is applied to, or null
 };
 
 }  // namespace streaming
