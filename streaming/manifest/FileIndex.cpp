@@ -1,16 +1,14 @@
-// The index of a DASH file: the `sidx` box of ISO/IEC 14496-12.
+// The index of a DASH file: the `sidx` box of ISO/IEC 14496-12, or Cues of WebM.
 
 #include <algorithm>
 #include <utility>
 #include <vector>
 
-#include "streaming/manifest/ManifestErrors.h"
-#include "streaming/manifest/ManifestReader.h"
+#include "streaming/manifest/FileIndexParts.h"
 
 namespace streaming {
 namespace {
 
-constexpr std::uint64_t kMostIndexBytes = std::uint64_t{4} * 1024 * 1024;
 constexpr double kFileTolerance = 0.001;
 
 /// The segments of a file, in order.
@@ -43,28 +41,6 @@ class FileSegmentIndex final : public SegmentIndex {
   const std::vector<Segment> _segments;
 };
 
-/// Reads big-endian numbers; 0 beyond the end, and isGood() tells.
-class ByteReader {
- public:
-  explicit ByteReader(std::string_view bytes) : _bytes(bytes) {}
-  std::uint64_t number(std::size_t size) {
-    if (_bytes.size() < size) {
-      _isGood = false;
-      return 0;
-    }
-    std::uint64_t value = 0;
-    for (const char each : _bytes.substr(0, size))
-      value = value << 8 | static_cast<unsigned char>(each);
-    _bytes.remove_prefix(size);
-    return value;
-  }
-  bool isGood() const { return _isGood; }
-
- private:
-  std::string_view _bytes;
-  bool _isGood = true;
-};
-
 std::shared_ptr<const SegmentIndex> wholeFile(const IndexedFile& file) {
   Segment segment;
   segment.start = file.periodStart;
@@ -74,54 +50,33 @@ std::shared_ptr<const SegmentIndex> wholeFile(const IndexedFile& file) {
   return std::make_shared<FileSegmentIndex>(std::vector<Segment>{std::move(segment)});
 }
 
-/// `content`: of the box, behind its header. `end`: of the box in the file.
-std::shared_ptr<const SegmentIndex> segmentsOf(const IndexedFile& file, std::string_view content,
-                                               std::uint64_t boxOffset, std::uint64_t end) {
-  ByteReader reader(content);
-  const std::uint64_t version = reader.number(1);
-  reader.number(3 + 4);
-  const auto timescale = static_cast<double>(reader.number(4));
-  const std::size_t size = version == 0 ? 4 : 8;
-  auto time = static_cast<double>(reader.number(size));
-  std::uint64_t offset = end + reader.number(size);
-  reader.number(2);
-  const std::uint64_t count = reader.number(2);
-  if (!reader.isGood() || timescale < 1 || offset < end) return nullptr;
-  // The initialization is what lies before the index, where nothing else is said.
-  std::shared_ptr<const Initialization> initialization = file.initialization;
-  if (!initialization) {
-    Initialization before;
-    before.resource = file.file;
-    before.resource.span = ByteSpan{0, boxOffset};
-    initialization = std::make_shared<const Initialization>(std::move(before));
-  }
-  std::vector<Segment> segments;
-  for (std::uint64_t at = 0; at < count; ++at) {
-    const std::uint64_t reference = reader.number(4);
-    const auto duration = static_cast<double>(reader.number(4));
-    reader.number(4);
-    if (!reader.isGood()) break;
-    Segment segment;
-    segment.number = at;
-    segment.start = time / timescale + file.timeOffset;
-    segment.duration = duration / timescale;
-    segment.resource = file.file;
-    segment.resource.span = ByteSpan{offset, reference & 0x7fffffff};
-    segment.initialization = initialization;
-    time += duration;
-    offset += reference & 0x7fffffff;
-    const bool isPlayed = segment.end() > file.periodStart + kFileTolerance &&
-                          (!file.periodEnd || segment.start < *file.periodEnd - kFileTolerance);
-    if (isPlayed && segment.resource.span->length != 0) segments.push_back(std::move(segment));
-  }
-  if (segments.empty()) return nullptr;
-  return std::make_shared<FileSegmentIndex>(std::move(segments));
+std::variant<std::shared_ptr<const SegmentIndex>, ByteSpan, platform::Error> indexIn(
+    FileIndexParts parts, const IndexedFile& file) {
+  if (parts.needed) return *parts.needed;
+  if (parts.segments.empty()) return wholeFile(file);
+  return std::make_shared<FileSegmentIndex>(std::move(parts.segments));
 }
 
 }  // namespace
 
+void addFileSegment(const IndexedFile& file, Segment segment, FileIndexParts& parts) {
+  const bool isPlayed = segment.end() > file.periodStart + kFileTolerance &&
+                        (!file.periodEnd || segment.start < *file.periodEnd - kFileTolerance);
+  const bool isEmpty = segment.resource.span && segment.resource.span->length == 0;
+  if (isPlayed && !isEmpty) parts.segments.push_back(std::move(segment));
+}
+
+std::shared_ptr<const Initialization> beginningOf(const IndexedFile& file, std::uint64_t size) {
+  if (file.initialization) return file.initialization;
+  Initialization before;
+  before.resource = file.file;
+  before.resource.span = ByteSpan{0, size};
+  return std::make_shared<const Initialization>(std::move(before));
+}
+
 std::variant<std::shared_ptr<const SegmentIndex>, ByteSpan, platform::Error> readFileIndex(
     const IndexedFile& file, std::uint64_t offset, std::string_view head) {
+  if (isWebM(head)) return indexIn(readCues(file, offset, head), file);
   std::uint64_t at = 0;
   while (true) {
     constexpr std::size_t kHeader = 16;
@@ -149,9 +104,7 @@ std::variant<std::shared_ptr<const SegmentIndex>, ByteSpan, platform::Error> rea
     if (type == kSidx) {
       if (size > kMostIndexBytes) return wholeFile(file);
       if (rest.size() < size) return ByteSpan{offset, at + size};
-      auto index = segmentsOf(file, rest.substr(headerSize, size - headerSize), offset + at,
-                              offset + at + size);
-      return index ? index : wholeFile(file);
+      return indexIn(readSegmentIndexBox(file, offset, head, at), file);
     }
     if (size > kMostIndexBytes) return wholeFile(file);
     at += size;
