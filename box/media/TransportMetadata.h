@@ -23,6 +23,8 @@ class TransportMetadata {
   void feed(std::span<const std::uint8_t> bytes);
   /// Other bytes follow. `recount`: and times are counted anew.
   void restart(bool recount);
+  /// What `seconds` are counted from, in units of 1/90000 s.
+  std::optional<std::uint64_t> firstTime() const { return _firstTime; }
 
  private:
   struct Piece {

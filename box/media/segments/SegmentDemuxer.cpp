@@ -34,7 +34,6 @@ void SegmentDemuxer::reset() {
   _waiting.reset();
   _items.clear();
   _failure.reset();
-  _waitingID3.clear();
   for (Lane& lane : _lanes) {
     lane.caps = nullptr;
     lane.isDiscontinuous = true;
@@ -89,6 +88,7 @@ void SegmentDemuxer::_beginRun(const TrackPiece& piece, const ReadGate& gate) {
   std::optional<MediaForm> form;
   _run = SegmentRun::open(piece,
                           {.wantsEvents = static_cast<bool>(_setup.foundEvent),
+                           .wantsTags = static_cast<bool>(_setup.foundID3),
                            .more = [this] { return _extendRun(); }},
                           gate, form);
   if (gate.isClosed()) return;
@@ -98,7 +98,6 @@ void SegmentDemuxer::_beginRun(const TrackPiece& piece, const ReadGate& gate) {
   _offset = piece.representation ? piece.representation->timeOffset : std::nullopt;
   _reference.reset();
   _framePosition = 0;
-  _waitingID3.clear();
   for (Lane& lane : _lanes) {
     lane.stream = -1;
     lane.lastPiece = 0;
@@ -147,11 +146,13 @@ void SegmentDemuxer::_readPacket(const ReadGate& gate) {
   const auto index = static_cast<std::size_t>(packet->stream_index);
   if (packet->stream_index < 0 || index >= streams.size()) return;
   const AVStream& stream = *streams[index];
-  const AVMediaType type = stream.codecpar->codec_type;
-  if (type == AVMEDIA_TYPE_DATA || type == AVMEDIA_TYPE_UNKNOWN)
-    _takeID3(stream, *packet);
-  else if (Lane* const lane = _laneFor(stream))
-    _take(*lane, stream, *packet);
+  if (Lane* const lane = _laneFor(stream)) _take(*lane, stream, *packet);
+}
+
+bool SegmentDemuxer::_carriesTags(const AVStream& stream) const {
+  // Without a descriptor libavformat guesses by the bytes: a tag looks like the head of an MP3.
+  constexpr std::uint32_t kMetadataType = 0x15;
+  return _run->form() == MediaForm::TransportStream && stream.codecpar->codec_tag == kMetadataType;
 }
 
 /// Keeps the demuxer from reading what nobody wants.
@@ -162,15 +163,16 @@ void SegmentDemuxer::_chooseStreams() {
     const AVMediaType type = stream.codecpar->codec_type;
     const bool isWanted = (type == AVMEDIA_TYPE_VIDEO && _setup.wantsVideo) ||
                           (type == AVMEDIA_TYPE_AUDIO && _setup.wantsAudio) ||
-                          type == AVMEDIA_TYPE_DATA || type == AVMEDIA_TYPE_UNKNOWN;
-    if (!isWanted) stream.discard = AVDISCARD_ALL;
+                          type == AVMEDIA_TYPE_UNKNOWN;
+    if (!isWanted || _carriesTags(stream)) stream.discard = AVDISCARD_ALL;
   }
 }
 
 SegmentDemuxer::Lane* SegmentDemuxer::_laneFor(const AVStream& stream) {
   const AVMediaType type = stream.codecpar->codec_type;
   if (type != AVMEDIA_TYPE_VIDEO && type != AVMEDIA_TYPE_AUDIO) return nullptr;
-  if ((stream.disposition & AV_DISPOSITION_ATTACHED_PIC) != 0) return nullptr;
+  if ((stream.disposition & AV_DISPOSITION_ATTACHED_PIC) != 0 || _carriesTags(stream))
+    return nullptr;
   Lane& lane = _lanes[type == AVMEDIA_TYPE_VIDEO ? 0 : 1];
   if (!lane.isWanted) return nullptr;
   const bool isSilent = _run->pieceCount() > lane.lastPiece + 1;

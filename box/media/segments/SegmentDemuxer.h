@@ -43,6 +43,7 @@ class SegmentDemuxer final : public TrackDemuxer {
   void _endRun();
   void _readPacket(const streaming::ReadGate& gate);
   void _chooseStreams();
+  bool _carriesTags(const AVStream& stream) const;
   Lane* _laneFor(const AVStream& stream);
   void _take(Lane& lane, const AVStream& stream, AVPacket& packet);
   bool _tellFormat(Lane& lane, const AVStream& stream, const AVPacket& packet);
@@ -51,7 +52,6 @@ class SegmentDemuxer final : public TrackDemuxer {
                                       const streaming::TrackPiece& piece);
   std::int64_t _placeOfTag(const streaming::TrackPiece& piece);
   double _offsetOfFirst(const RawTimes& raw, const streaming::TrackPiece& piece) const;
-  void _takeID3(const AVStream& stream, const AVPacket& packet);
   void _tellMetadata();
   void _giveUpPiece(const streaming::TrackPiece& piece, std::optional<MediaForm> form);
   void _fail(platform::MediaErrorCode code, const char* reason);
@@ -77,7 +77,6 @@ class SegmentDemuxer final : public TrackDemuxer {
   std::optional<double> _offset;           // seconds
   std::optional<std::int64_t> _reference;  // the newest time stamp without wrap-around
   std::int64_t _framePosition = 0;         // of packed audio, in units of its stream
-  std::deque<std::pair<std::int64_t, std::string>> _waitingID3;  // nanoseconds as the media count
 };
 
 }  // namespace box

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <span>
 #include <string_view>
 
@@ -17,6 +18,7 @@ using streaming::TrackPiece;
 constexpr std::uint64_t kLongestTags = std::uint64_t{1} << 20;
 constexpr std::uint64_t kLongestEvent = std::uint64_t{256} << 10;
 constexpr std::size_t kMostEvents = 256;
+constexpr std::size_t kMostTags = 64;
 constexpr std::size_t kShortHead = 16;
 constexpr std::int64_t kTimestampMask = (std::int64_t{1} << 33) - 1;
 
@@ -68,6 +70,7 @@ std::unique_ptr<SegmentRun> SegmentRun::open(const TrackPiece& piece, Setup setu
   } else if (form == MediaForm::MP4 && setup.wantsEvents) {
     self->_collectEvents(piece.initialization ? 1 : 0);
   }
+  if (form == MediaForm::TransportStream && setup.wantsTags) self->_collectTags();
   if (form == MediaForm::TransportStream) self->_input.whenExhausted(std::move(setup.more));
   self->_container = MediaContainer::open(self->_input, *form);
   if (!self->_container) return nullptr;
@@ -97,6 +100,21 @@ void SegmentRun::_collectEvents(std::size_t part) {
         box.append(reinterpret_cast<const char*>(content.data()), content.size());
       });
   _input.setTap(part, [this](std::span<const std::uint8_t> bytes) { _boxes->feed(bytes); });
+}
+
+/// libavformat cuts off the heads of tags.
+void SegmentRun::_collectTags() {
+  _metadata = std::make_unique<TransportMetadata>(
+      [this](double seconds, std::span<const std::uint8_t> data) {
+        constexpr std::string_view kTag = "ID3";
+        constexpr double kTicksPerSecond = 90000;
+        const std::string_view bytes(reinterpret_cast<const char*>(data.data()), data.size());
+        if (!bytes.starts_with(kTag) || _streamTags.size() == kMostTags) return;
+        _streamTags.emplace_back(static_cast<std::int64_t>(*_metadata->firstTime()) +
+                                     std::llround(seconds * kTicksPerSecond),
+                                 bytes);
+      });
+  _input.setTap(0, [this](std::span<const std::uint8_t> bytes) { _metadata->feed(bytes); });
 }
 
 bool SegmentRun::isContinuedBy(const TrackPiece& next) const {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "box/media/MovieBoxes.h"
+#include "box/media/TransportMetadata.h"
 #include "box/media/segments/MediaContainer.h"
 #include "box/media/segments/PieceInput.h"
 #include "box/media/segments/StreamClock.h"
@@ -25,6 +26,7 @@ class SegmentRun {
  public:
   struct Setup {
     bool wantsEvents = false;  ///< whole `emsg` boxes are collected
+    bool wantsTags = false;    ///< so are tags of ID3 in transport streams
     /// Called where a transport stream may go on: adds the next piece by extend(), or false.
     std::function<bool()> more;
   };
@@ -51,6 +53,10 @@ class SegmentRun {
   std::optional<std::int64_t> tagTimestamp() const { return _tagTimestamp; }
   /// Tags before packed audio that say more than a time stamp. Taken once.
   std::vector<std::string> takeTags() { return std::exchange(_tags, {}); }
+  /// Tags in a transport stream with their times, in units of 1/90000 s.
+  std::vector<std::pair<std::int64_t, std::string>> takeStreamTags() {
+    return std::exchange(_streamTags, {});
+  }
   std::vector<std::string> takeEvents() { return std::exchange(_events, {}); }
 
  private:
@@ -58,6 +64,7 @@ class SegmentRun {
   void _readTags(const streaming::SegmentBytes& bytes, std::uint64_t length,
                  const streaming::ReadGate& gate);
   void _collectEvents(std::size_t part);
+  void _collectTags();
 
   PieceInput _input;
   std::unique_ptr<MovieBoxes> _boxes;
@@ -66,6 +73,8 @@ class SegmentRun {
   std::uint64_t _pieceCount = 1;
   std::optional<std::int64_t> _tagTimestamp;
   std::vector<std::string> _tags;
+  std::unique_ptr<TransportMetadata> _metadata;
+  std::vector<std::pair<std::int64_t, std::string>> _streamTags;
   std::vector<std::string> _events;
 };
 

@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <cstdlib>
-#include <string_view>
 
 #include "box/media/GstTime.h"
 #include "box/media/segments/AudioFrames.h"
@@ -20,7 +19,6 @@ namespace {
 constexpr int kTransportBits = 33;
 constexpr AVRational kTransportBase{1, 90000};
 constexpr AVRational kNanosecondBase{1, 1'000'000'000};
-constexpr std::size_t kMostWaitingID3 = 64;
 // Durations in playlists are rounded; packed audio that has no time stamps continues over this.
 constexpr std::int64_t kRoundedDuration = 100'000'000;
 
@@ -40,7 +38,11 @@ RawTimes SegmentDemuxer::_rawTimes(const AVStream& stream, const AVPacket& packe
   if (raw.base.num <= 0 || raw.base.den <= 0) raw.base = kTransportBase;
   const auto frame =
       audioFrameOf(stream.codecpar->codec_id, {packet.data, static_cast<std::size_t>(packet.size)});
-  if (frame) raw.exactDuration = av_rescale(frame->samples, kNanosecondBase.den, frame->rate);
+  // Raw AAC has no headers, though its bytes may look like one.
+  const bool hasHeaders =
+      stream.codecpar->codec_id != AV_CODEC_ID_AAC || stream.codecpar->extradata_size == 0;
+  if (frame && hasHeaders)
+    raw.exactDuration = av_rescale(frame->samples, kNanosecondBase.den, frame->rate);
   if (isPackedAudio(_run->form())) {
     const std::int64_t length = frame ? frame->samples : std::max<std::int64_t>(packet.duration, 0);
     if (frame) raw.base = {1, frame->rate};
@@ -112,18 +114,6 @@ std::int64_t SegmentDemuxer::_placeOfTag(const TrackPiece& piece) {
   return av_rescale_q(stamp, kTransportBase, kNanosecondBase) + nanosecondsOf(*_offset);
 }
 
-void SegmentDemuxer::_takeID3(const AVStream& stream, const AVPacket& packet) {
-  constexpr std::string_view kTag = "ID3";
-  const std::string_view bytes(reinterpret_cast<const char*>(packet.data),
-                               static_cast<std::size_t>(packet.size));
-  if (!_setup.foundID3 || packet.pts == AV_NOPTS_VALUE || !bytes.starts_with(kTag)) return;
-  std::int64_t ticks = packet.pts;
-  if (_reference) ticks = unwrapped(ticks, *_reference, kTransportBits);
-  if (_waitingID3.size() == kMostWaitingID3) _waitingID3.pop_front();
-  _waitingID3.emplace_back(av_rescale_q(ticks, stream.time_base, kNanosecondBase), bytes);
-  _tellMetadata();
-}
-
 /// Tells what was found as soon as its time is known.
 void SegmentDemuxer::_tellMetadata() {
   if (!_offset) return;
@@ -132,8 +122,12 @@ void SegmentDemuxer::_tellMetadata() {
     _setup.foundEvent(start, *_offset, std::move(event));
   for (std::string& tag : _run->takeTags())
     if (_setup.foundID3) _setup.foundID3(start, std::move(tag));
-  for (auto& [time, tag] : std::exchange(_waitingID3, {}))
-    _setup.foundID3(secondsOf(time + nanosecondsOf(*_offset)), std::move(tag));
+  for (auto& [ticks, tag] : _run->takeStreamTags()) {
+    const std::int64_t time = _reference ? unwrapped(ticks, *_reference, kTransportBits) : ticks;
+    _setup.foundID3(
+        secondsOf(av_rescale_q(time, kTransportBase, kNanosecondBase) + nanosecondsOf(*_offset)),
+        std::move(tag));
+  }
 }
 
 }  // namespace box

@@ -31,7 +31,7 @@ std::string oneLine(BoxBytes bytes) {
 std::vector<TextSample> textSamplesOf(const streaming::TrackPiece& piece) {
   const streaming::ReadGate gate;
   std::optional<MediaForm> form;
-  const auto run = SegmentRun::open(piece, {}, gate, form);
+  const auto run = SegmentRun::open(piece, SegmentRun::Setup(), gate, form);
   std::vector<TextSample> samples;
   while (run && samples.size() < kMostSamples) {
     const AVPacket* const packet = run->container().read();
