@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Encrypts a fragmented mp4 with common encryption, scheme `cenc` (ISO/IEC 23001-7).
+"""Encrypts a fragmented mp4 with common encryption, scheme `cenc` or `cbcs` (ISO/IEC 23001-7).
 
-usage: encrypt_mp4.py --key HEX --kid HEX [--mpd FILE] IN OUT
+usage: encrypt_mp4.py --key HEX --kid HEX [--scheme NAME] [--mpd FILE] IN OUT
 
 IN is as ffmpeg writes it with -movflags frag_keyframe+empty_moov+default_base_moof. H.264
 is encrypted but for the beginning of each NAL unit, anything else as a whole. No system's
@@ -16,11 +16,16 @@ import os
 import struct
 import subprocess
 
+import block_cipher
+
 CONTAINERS = {b"moov", b"trak", b"mdia", b"minf", b"stbl", b"moof", b"traf"}
 # Where the boxes of a sample entry begin.
 ENTRY_HEADER = {b"avc1": 78, b"mp4a": 28}
 ENCRYPTED_ENTRY = {b"avc1": b"encv", b"mp4a": b"enca"}
 CLEAR_NAL_BYTES = 32
+# Of `cbcs`: one block of ten is encrypted in a picture, each in sound.
+PATTERN = 10
+CONSTANT_VECTOR = bytes(range(16))
 
 
 def boxes(data):
@@ -62,8 +67,8 @@ def keystream(key, blocks):
 
 
 class Encryption:
-    def __init__(self, key, kid):
-        self.key, self.kid = key, kid
+    def __init__(self, key, kid, scheme="cenc"):
+        self.key, self.kid, self.scheme = key, kid, scheme.encode()
         self.video = set()  # track numbers
         self.samples = 0
 
@@ -81,8 +86,13 @@ class Encryption:
         return box(kind, body[:8], entries)
 
     def protect_entry(self, kind, body):
-        scheme = box(b"sinf", box(b"frma", kind), full_box(b"schm", 0, b"cenc\0\1\0\0"),
-                     box(b"schi", full_box(b"tenc", 0, b"\0\0\1\x08", self.kid)))
+        if self.scheme == b"cbcs":
+            pattern = b"\0\x19" if kind == b"avc1" else b"\0\0"
+            defaults = full_box(b"tenc", 1 << 24, pattern, b"\1\0", self.kid, b"\x10", CONSTANT_VECTOR)
+        else:
+            defaults = full_box(b"tenc", 0, b"\0\0\1\x08", self.kid)
+        scheme = box(b"sinf", box(b"frma", kind), full_box(b"schm", 0, self.scheme, b"\0\1\0\0"),
+                     box(b"schi", defaults))
         return box(ENCRYPTED_ENTRY[kind], body, scheme)
 
     def protect_fragment(self, moof, mdat):
@@ -107,25 +117,31 @@ class Encryption:
             auxiliary_at, table = next(waiting)
             inner = b"".join(rewritten(*child, shift) for child in boxes(body))
             # Where the auxiliary data begin is known only now.
-            where = len(result) + 16 + len(inner) + auxiliary_at
-            result += box(b"traf", inner, table[:16], struct.pack(">I", where), table[20:])
+            where = struct.pack(">I", len(result) + 16 + len(inner) + auxiliary_at) if table else b""
+            result += box(b"traf", inner, table[:16], where, table[20:])
         return box(b"moof", result), box(b"mdat", bytes(mdat))
 
     def encrypt_track(self, track, mdat, header):
         """The tables `saio`, `saiz` and `senc`, and where in them the auxiliary data begin."""
         number = struct.unpack_from(">I", find(track, b"tfhd")[0], 4)[0]
         is_video = number in self.video
+        is_chained = self.scheme == b"cbcs"
         vectors, jobs, entries = [], [], []
         for at, size in spans(track):
             at -= header
             vector = struct.pack(">Q", self.samples)
             self.samples += 1
             parts = nal_parts(mdat[at:at + size]) if is_video else [(0, size)]
-            entry = vector
+            entry = b"" if is_chained else vector
             if is_video:
                 entry += struct.pack(">H", len(parts)) + b"".join(
                     struct.pack(">HI", *part) for part in parts)
             entries.append(entry)
+            if is_chained:
+                for clear, secret in parts:
+                    self.encrypt_chain(mdat, at + clear, secret, PATTERN if is_video else 1)
+                    at += clear + secret
+                continue
             places = []
             for clear, secret in parts:
                 places.append((at + clear, secret))
@@ -141,11 +157,22 @@ class Encryption:
                     mdat[place + offset] ^= stream[at + offset]
                 at += size
             used += length
+        if is_chained and not is_video:
+            return 0, b""  # there is nothing to tell of the samples
         offsets = full_box(b"saio", 0, struct.pack(">II", 1, 0))
         sizes = full_box(b"saiz", 0, b"\0", struct.pack(">I", len(entries)),
                          bytes(len(entry) for entry in entries))
         table = full_box(b"senc", 2 if is_video else 0, struct.pack(">I", len(entries)), *entries)
         return len(offsets) + len(sizes) + 16, offsets + sizes + table
+
+    def encrypt_chain(self, mdat, at, size, step):
+        """Every block of `step`, as far as there are whole ones; the chain skips the others."""
+        places = range(at, at + size // 16 * 16, 16 * step)
+        text = b"".join(mdat[place:place + 16] for place in places)
+        if text:
+            text = block_cipher.encrypt(self.key, CONSTANT_VECTOR, text)
+        for number, place in enumerate(places):
+            mdat[place:place + 16] = text[16 * number:16 * number + 16]
 
 
 def spans(track):
@@ -208,11 +235,12 @@ def main():
     parser = argparse.ArgumentParser(usage=__doc__)
     parser.add_argument("--key", type=bytes.fromhex, required=True)
     parser.add_argument("--kid", type=bytes.fromhex, required=True)
+    parser.add_argument("--scheme", choices=("cenc", "cbcs"), default="cenc")
     parser.add_argument("--mpd")
     parser.add_argument("source")
     parser.add_argument("target")
     options = parser.parse_args()
-    encryption = Encryption(options.key, options.kid)
+    encryption = Encryption(options.key, options.kid, options.scheme)
     with open(options.source, "rb") as source:
         content = source.read()
     output, moof, fragments = b"", b"", []

@@ -12,11 +12,13 @@ ends when its standard input does, so that it never outlives who started it.
 
 Paths with a behaviour of their own:
   /status/CODE  answers with that HTTP status
+  /redirect?URL sends there
   /hang         accepts the request and never answers
   /cut/FILE     promises the whole file, sends half, and closes
   /live/FILE    the HLS playlist FILE as it was while its programme was live: five segments with
                 their dates, the first from the beginning of 2026, one segment further with each
                 request, and at the end with the word that it is
+  /programme/…  presentations that are live by the clock: see live_presentations.py
   /radio/FILE   FILE over and over without an end, as a radio station sends it: with its name, and
                 for those who ask, with titles in between, another each time that FILE begins
 """
@@ -31,6 +33,9 @@ import sys
 import threading
 import time
 import urllib.parse
+
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+from live_presentations import LivePresentations
 
 CHUNK = 64 * 1024
 LIVE_WINDOW = 5
@@ -56,6 +61,11 @@ class Handler(http.server.BaseHTTPRequestHandler):
         special = re.fullmatch(r"/status/(\d{3})", path)
         if special:
             self.reply(int(special.group(1)))
+        elif path == "/redirect":
+            self.send_response(302)
+            self.send_header("Location", urllib.parse.urlsplit(self.path).query)
+            self.send_header("Content-Length", "0")
+            self.end_headers()
         elif path == "/hang":
             self.server.ending.wait()
             self.close_connection = True
@@ -65,6 +75,8 @@ class Handler(http.server.BaseHTTPRequestHandler):
             self.send_live(path[len("/live"):])
         elif path.startswith("/live/"):
             self.send_file(path[len("/live"):], with_body)
+        elif path.startswith("/programme/"):
+            self.send_programme(path[len("/programme/"):], with_body)
         elif path.startswith("/radio/"):
             self.send_radio(path[len("/radio"):], with_body)
         else:
@@ -90,6 +102,13 @@ class Handler(http.server.BaseHTTPRequestHandler):
             return self.reply(404)
         text = live_playlist(name, self.server.next_window(name))
         return self.reply(200, text, "application/vnd.apple.mpegurl")
+
+    def send_programme(self, name, with_body):
+        status, body = self.server.programmes.answer(name, urllib.parse.urlsplit(self.path).query)
+        if status == 200 and body.startswith(self.server.root + os.sep):
+            self.send_file(body[len(self.server.root):], with_body)
+        else:
+            self.reply(status, body, "application/octet-stream")
 
     def send_radio(self, path, with_body):
         name = self.file_at(path)
@@ -211,6 +230,7 @@ class Server(http.server.ThreadingHTTPServer):
         self.ending = threading.Event()
         self.windows = {}  # of live playlists, by their files
         self.windows_lock = threading.Lock()
+        self.programmes = LivePresentations(self.root)
 
     def next_window(self, name):
         with self.windows_lock:

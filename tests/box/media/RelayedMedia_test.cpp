@@ -16,19 +16,18 @@
 namespace testing_media {
 namespace {
 
-using platform::Bytes;
 using platform::MediaErrorCode;
 using platform::ResourceResponse;
 using platform::URLErrorCode;
 
-std::shared_ptr<const Bytes> bytesOf(const std::string& text) {
-  Bytes bytes(text.size());
+std::shared_ptr<const platform::Bytes> bytesOf(const std::string& text) {
+  platform::Bytes bytes(text.size());
   std::transform(text.begin(), text.end(), bytes.begin(),
                  [](char letter) { return static_cast<std::byte>(letter); });
-  return std::make_shared<const Bytes>(std::move(bytes));
+  return std::make_shared<const platform::Bytes>(std::move(bytes));
 }
 
-std::string contentOf(const std::string& name) {
+std::string clipContent(const std::string& name) {
   const std::string path = TestMedia::shared().fileURL(name).substr(std::string("file://").size());
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), {}};
@@ -51,7 +50,7 @@ class SentItem final : public TVSURLMediaItem {
   bool loadResourceForRequest(const std::shared_ptr<TVSResourceLoadingRequest>& request) override {
     asked.push_back(request->url());
     const std::string name = request->url().substr(request->url().rfind('/') + 1);
-    const std::string content = contentOf(name);
+    const std::string content = clipContent(name);
     // Data are the resource, whatever the status beside them.
     request->finishLoading({.response = platform::HTTPResponse{request->url(), 404, "HTTP/1.1", {}},
                             .data = content.empty() ? nullptr : bytesOf(content),
@@ -195,7 +194,7 @@ TEST_F(RelayedMedia, TellsWhatCameOverTheNetwork) {
   EXPECT_EQ(entry.string("serverAddress"), "127.0.0.1");
   EXPECT_GE(entry.number("requestCount").value().doubleValue(), 1);
   EXPECT_GE(entry.number("bytesTransferred").value().doubleValue(),
-            static_cast<double>(contentOf("clip.mp4").size()) / 2);
+            static_cast<double>(clipContent("clip.mp4").size()) / 2);
   EXPECT_NEAR(entry.number("durationWatched").value().doubleValue(), 3 - kStart, 0.5);
 }
 

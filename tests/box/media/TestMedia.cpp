@@ -146,15 +146,19 @@ std::string recipe(std::string_view name, std::string_view folder) {
   return text;
 }
 
+constexpr const char* kSupport = "tests/support";
 constexpr const char* kEncrypter = "tests/support/make_encrypted_media";
+constexpr const char* kPresentationMaker = "tests/support/make_presentations";
 
 /// What `command` makes in `folder`: a name that changes with the command and with everything that
 /// may change its result.
 std::string cacheKey(std::string command, const std::string& folder) {
   for (auto at = command.find(folder); at != command.npos; at = command.find(folder, at))
     command.erase(at, folder.size());
-  for (const char* source :
-       {"tests/box/media/TestMedia.cpp", kEncrypter, "tests/support/encrypt_mp4.py"}) {
+  std::set<fs::path> sources{"tests/box/media/TestMedia.cpp"};
+  for (const auto& each : fs::directory_iterator(kSupport))
+    if (each.is_regular_file()) sources.insert(each.path());
+  for (const fs::path& source : sources) {
     std::ifstream file(source);
     command.append(std::istreambuf_iterator<char>(file), {});
   }
@@ -209,7 +213,8 @@ void TestMedia::_make(const std::string& command) const {
   const fs::path unfinished = kept.string() + "." + std::to_string(getpid());
   fs::create_directories(unfinished);
   for (const auto& each : fs::directory_iterator(_folder))
-    if (!before.contains(each.path())) fs::copy(each.path(), unfinished);
+    if (!before.contains(each.path()))
+      fs::copy(each.path(), unfinished / each.path().filename(), fs::copy_options::recursive);
   // Another test may have been faster.
   std::error_code exists;
   fs::rename(unfinished, kept, exists);
@@ -300,6 +305,13 @@ std::string TestMedia::url(std::string_view name, std::string_view options) cons
     _make("ffmpeg -v error -nostdin -y" + std::string(kPicture) + std::string(kTone) +
           std::string(kOtherTone) + " " + std::string(options) + " " + made);
   return "http://127.0.0.1:" + std::to_string(_server.port) + "/" + std::string(name);
+}
+
+std::string TestMedia::presentation(std::string_view name, bool isLive) const {
+  const std::string made = path("presentations");
+  if (!fs::exists(made)) _make(std::string(kPresentationMaker) + " " + made);
+  return "http://127.0.0.1:" + std::to_string(_server.port) +
+         (isLive ? "/programme/" : "/presentations/") + std::string(name);
 }
 
 std::string TestMedia::fileURL(std::string_view name) const { return "file://" + _made(name); }

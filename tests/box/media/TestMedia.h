@@ -23,6 +23,8 @@ class TestMedia {
 
   /// `http://127.0.0.1:PORT/NAME`
   std::string url(std::string_view name) const;
+  /// One of tests/support/make_presentations, or of those that are live by the clock.
+  std::string presentation(std::string_view name, bool isLive = false) const;
   std::string fileURL(std::string_view name) const;
   /// One that ffmpeg makes of the usual picture and two tones, inputs 0 to 2, by these options.
   std::string url(std::string_view name, std::string_view options) const;
