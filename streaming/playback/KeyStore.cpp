@@ -15,8 +15,7 @@ constexpr auto kRefusalCounts = std::chrono::seconds(10);
 
 KeyResult keyResultOf(const FetchResult& result) {
   if (const auto* error = std::get_if<platform::Error>(&result)) {
-    return mediaError(platform::MediaErrorCode::ContentNotAuthorized,
-                      "The key was refused: " + error->description());
+    return *error;
   }
   const auto& body = std::get<FetchedBody>(result).bytes;
   if (body.size() != kKeySize)

@@ -91,7 +91,6 @@ void OpenedItem::Work::begin(const std::shared_ptr<Work>& self) {
       const std::lock_guard lock(work->mutex);
       work->presentation = std::move(played);
     }
-    work->opened(std::nullopt);
   };
   handlers.gotManifest = [work](ManifestForm form, FetchResult result) {
     std::shared_ptr<PlayedPresentation> played;
@@ -99,7 +98,7 @@ void OpenedItem::Work::begin(const std::shared_ptr<Work>& self) {
       const std::lock_guard lock(work->mutex);
       played = work->presentation;
     }
-    if (played) played->begin(form, std::move(result));
+    if (played) work->opened(played->begin(form, std::move(result)));
   };
   opening =
       std::make_shared<ItemOpening>(self->transfers, transfers->setup().url, std::move(handlers));

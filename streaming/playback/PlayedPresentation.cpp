@@ -108,8 +108,8 @@ PlayedPresentation::~PlayedPresentation() {
   _source->post([feed = std::move(_feed)] { feed->close(); });
 }
 
-void PlayedPresentation::begin(ManifestForm form, FetchResult result) {
-  _feed->begin(form, std::move(result));
+std::optional<platform::Error> PlayedPresentation::begin(ManifestForm form, FetchResult result) {
+  return _feed->begin(form, std::move(result));
 }
 
 void PlayedPresentation::end() { _feed->close(); }

@@ -25,7 +25,7 @@ class PlayedPresentation final : public PresentationPlayback {
   ~PlayedPresentation() override;
 
   /// Transfer thread: what the item's own URL has given.
-  void begin(ManifestForm form, FetchResult result);
+  std::optional<platform::Error> begin(ManifestForm form, FetchResult result);
   /// Transfer thread: ends every transfer.
   void end();
   /// What the readers read from.

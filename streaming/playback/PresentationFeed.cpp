@@ -58,8 +58,9 @@ PresentationFeed::PresentationFeed(Setup setup)
 
 PresentationFeed::~PresentationFeed() = default;
 
-void PresentationFeed::begin(ManifestForm form, FetchResult result) {
+std::optional<platform::Error> PresentationFeed::begin(ManifestForm form, FetchResult result) {
   if (!_isClosed) _manifest.begin(form, std::move(result));
+  return _manifest.presentation() ? std::nullopt : _manifest.error();
 }
 
 void PresentationFeed::prepare(const PresentationPlayback::Start& start, Ready ready) {

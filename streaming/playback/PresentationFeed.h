@@ -32,7 +32,7 @@ class PresentationFeed final : private FeederHost {
   PresentationFeed& operator=(const PresentationFeed&) = delete;
 
   /// What the item's own URL has given.
-  void begin(ManifestForm form, FetchResult result);
+  std::optional<platform::Error> begin(ManifestForm form, FetchResult result);
 
   using Ready = std::function<void(double seconds, std::optional<platform::Error> error)>;
   void prepare(const PresentationPlayback::Start& start, Ready ready);

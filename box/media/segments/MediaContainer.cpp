@@ -44,6 +44,9 @@ std::unique_ptr<MediaContainer> MediaContainer::open(PieceInput& input, MediaFor
   }
   context->pb = input.context();
   context->flags |= AVFMT_FLAG_CUSTOM_IO;
+  // Packets of a stream without a known codec, such as timed metadata, are held back while it is
+  // probed.
+  context->max_probe_packets = 1;
   context->io_open = refuseToOpen;
   context->probesize = kTableBytes;
   context->correct_ts_overflow = 0;  // the time line of the presentation decides

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "box/media/GstTime.h"
+#include "box/media/segments/CodecCaps.h"
 #include "box/media/segments/TimestampOffsets.h"
 #include "platform/foundation/TVSLogger.h"
 
