@@ -15,6 +15,7 @@
 #include <gst/gst.h>
 
 #include "box/media/GstRef.h"
+#include "box/media/elements/ResourceForm.h"
 #include "streaming/playback/ReadGate.h"
 
 namespace box {
@@ -51,7 +52,8 @@ class ResourceNames {
     uri.remove_prefix(kPrefix.size());
     std::uint64_t number = 0;
     const auto [end, error] = std::from_chars(uri.data(), uri.data() + uri.size(), number);
-    if (error != std::errc() || end != uri.data() + uri.size()) return nullptr;
+    const char* const last = uri.data() + uri.size();
+    if (error != std::errc() || (end != last && *end != '/')) return nullptr;
     const std::lock_guard lock(_mutex);
     const auto found = _readers.find(number);
     return found == _readers.end() ? nullptr : found->second;
@@ -304,7 +306,9 @@ GType resourceSourceType() {
 }  // namespace
 
 std::string ResourceURI::text() const {
-  return _number == 0 ? std::string() : std::string(kPrefix) + std::to_string(_number);
+  return _number == 0 ? std::string()
+                      : std::string(kPrefix) + std::to_string(_number) +
+                            (_extension.empty() ? "" : "/media" + _extension);
 }
 
 void ResourceURI::reset() {
@@ -313,6 +317,7 @@ void ResourceURI::reset() {
 
 ResourceURI registerResource(std::shared_ptr<ResourceReader> reader) {
   ResourceURI uri;
+  uri._extension = extensionOfResource(*reader);
   uri._number = ResourceNames::shared().add(std::move(reader));
   return uri;
 }

@@ -15,19 +15,23 @@ class ResourceURI {
  public:
   ResourceURI() = default;
   ~ResourceURI() { reset(); }
-  ResourceURI(ResourceURI&& other) noexcept : _number(std::exchange(other._number, 0)) {}
+  ResourceURI(ResourceURI&& other) noexcept
+      : _number(std::exchange(other._number, 0)), _extension(std::move(other._extension)) {}
   ResourceURI& operator=(ResourceURI&& other) noexcept {
     std::swap(_number, other._number);
+    std::swap(_extension, other._extension);
     return *this;
   }
 
-  /// `vorlane-resource://N`; empty for one that names nothing.
+  /// `vorlane-resource://N`, with a file name extension where the form is known; empty for one that
+  /// names nothing.
   std::string text() const;
   void reset();
 
  private:
   friend ResourceURI registerResource(std::shared_ptr<streaming::ResourceReader> reader);
   std::uint64_t _number = 0;
+  std::string _extension;
 };
 
 /// For a `uri` property of GStreamer. Any thread.
