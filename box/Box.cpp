@@ -63,7 +63,7 @@ Box::Box(Options options, platform::TimePoint started, std::unique_ptr<NetworkWa
       _door(_mainQueue, _options.door),
       _surroundings(_mainQueue, _clock, surroundingsOptions(_options, _door),
                     [this](std::function<void()> done) { _deviceWillSleep(std::move(done)); }),
-      _relay(Relay::make({.cacheFolder = _options.cacheFolder})),
+      _streaming(streaming::Streaming::make({.cacheFolder = _options.cacheFolder})),
       _screen(_mainQueue, _clock, screenOptions(_options, _device)) {
   // A peer or a server that hangs up shows where it is written to.
   std::signal(SIGPIPE, SIG_IGN);
@@ -84,7 +84,7 @@ std::unique_ptr<platform::MediaEngine> Box::makeMediaEngine() {
       _mainQueue, _clock,
       MediaEngineOptions{.allowFileURLs = _options.allowFileURLs,
                          .preferredLanguages = _device.preferredLanguages(),
-                         .relay = _relay,
+                         .streaming = _streaming,
                          .audio = _audioDevice});
 }
 
@@ -187,7 +187,7 @@ void Box::_warmUp() {
   _surroundings.start();
   WorkerThreads::start([this] {
     warmUpMedia();
-    _relay->warmUp();
+    _streaming->warmUp();
     // The process waits for its workers, so this is there to be called.
     _mainQueue.async([this] { _releaseMemoryOnceIdle(); });
   });

@@ -11,7 +11,6 @@
 #include "box/ServiceManager.h"
 #include "box/SignalWatch.h"
 #include "box/media/AudioDevice.h"
-#include "box/relay/Relay.h"
 #include "box/screen/Screen.h"
 #include "box/services/Door.h"
 #include "box/services/Network.h"
@@ -21,6 +20,7 @@
 #include "platform/services/Platform.h"
 #include "platform/ui/HeldButton.h"
 #include "platform/ui/ViewServiceHost.h"
+#include "streaming/playback/StreamedItem.h"
 
 namespace box {
 
@@ -106,7 +106,7 @@ class Box final : public platform::RunnablePlatform {
   SystemNotifications _systemNotifications{_mainQueue, _door};
   DistributedNotifications _distributedNotifications{_door};
   Surroundings _surroundings;
-  const std::shared_ptr<Relay> _relay;
+  const std::shared_ptr<streaming::Streaming> _streaming;
   Screen _screen;
   ObservedScreen _observedScreen{_screen};
   platform::ViewServiceHost _viewServiceHost{_mainQueue, _observedScreen};

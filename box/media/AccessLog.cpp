@@ -8,14 +8,16 @@
 namespace box {
 namespace {
 
-std::string_view playbackTypeOf(const RelayItem* relayed, const platform::MediaFacts& facts) {
+std::string_view playbackTypeOf(const streaming::StreamedItem* item,
+                                const platform::MediaFacts& facts) {
   if (facts.live) return platform::kAccessLogPlaybackTypeLive;
-  return relayed && relayed->timeline() ? platform::kAccessLogPlaybackTypeStream
-                                        : platform::kAccessLogPlaybackTypeFile;
+  return item && item->form() == streaming::StreamedItem::Form::Presentation
+             ? platform::kAccessLogPlaybackTypeStream
+             : platform::kAccessLogPlaybackTypeFile;
 }
 
-void addTransfers(const RelayLeg& leg, platform::Dictionary& entry) {
-  const RelayStatistics& transfers = leg.statistics;
+void addTransfers(const streaming::TransferLeg& leg, platform::Dictionary& entry) {
+  const streaming::TransferStatistics& transfers = leg.statistics;
   if (!transfers.serverAddress.empty())
     entry.set(platform::kAccessLogServerAddress, transfers.serverAddress);
   entry.set(platform::kAccessLogRequestCount, transfers.requestCount);
@@ -41,14 +43,14 @@ void addPlayback(const PlaybackStatistics& before, const PlaybackStatistics& aft
 }  // namespace
 
 platform::Array accessLogEntries(const AccessLogInput& input, const platform::MediaFacts& facts) {
-  const std::vector<RelayLeg> legs =
-      input.relayed ? input.relayed->legs() : std::vector<RelayLeg>(1);
+  const std::vector<streaming::TransferLeg> legs =
+      input.item ? input.item->legs() : std::vector<streaming::TransferLeg>(1);
   double loaded = 0;
   for (const platform::TimeRange& range : facts.loaded) loaded += range.duration;
   platform::Array entries;
   PlaybackStatistics before;
   for (std::size_t index = 0; index < legs.size(); ++index) {
-    const RelayLeg& leg = legs[index];
+    const streaming::TransferLeg& leg = legs[index];
     const bool isLast = index + 1 == legs.size();
     // A change may be known here before it is there.
     const PlaybackStatistics& after =
@@ -57,12 +59,12 @@ platform::Array accessLogEntries(const AccessLogInput& input, const platform::Me
     entry.set(platform::kAccessLogDate,
               index == 0 ? input.loadedAt : platform::Date{input.now.secondsSince1970 - leg.age});
     entry.set(platform::kAccessLogURI, input.url);
-    entry.set(platform::kAccessLogPlaybackType, playbackTypeOf(input.relayed, facts));
+    entry.set(platform::kAccessLogPlaybackType, playbackTypeOf(input.item, facts));
     addPlayback(before, after, entry);
     entry.set(platform::kAccessLogSwitchCount, std::uint64_t{leg.isSwitch ? 1u : 0u});
     entry.set(platform::kAccessLogDownloadedDuration,
               leg.mediaSeconds > 0 ? leg.mediaSeconds : loaded);
-    if (input.relayed) addTransfers(leg, entry);
+    if (input.item) addTransfers(leg, entry);
     entries.append(std::move(entry));
     before = after;
   }

@@ -5,10 +5,10 @@
 #include <string>
 #include <vector>
 
-#include "box/relay/RelayItem.h"
 #include "platform/foundation/Date.h"
 #include "platform/foundation/Value.h"
 #include "platform/media/MediaFacts.h"
+#include "streaming/playback/StreamedItem.h"
 
 namespace box {
 
@@ -24,9 +24,9 @@ struct AccessLogInput {
   std::string url;
   platform::Date loadedAt;
   platform::Date now;
-  /// As it was whenever a leg of `relayed` had followed another, and as it is now.
+  /// At the end of each leg of `item`, and now.
   std::vector<PlaybackStatistics> playback;
-  const RelayItem* relayed = nullptr;  ///< null for a file
+  const streaming::StreamedItem* item = nullptr;  ///< null for a file
 };
 
 /// The entries of a load in the access log, the oldest first: one for each server and variant that

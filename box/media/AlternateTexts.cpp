@@ -1,12 +1,14 @@
 #include "box/media/AlternateTexts.h"
 
 #include <algorithm>
+#include <fstream>
 #include <utility>
 
+#include "box/media/GstRef.h"
 #include "box/media/MediaErrors.h"
 #include "box/media/StreamDescription.h"
-#include "box/media/TextLoader.h"
-#include "box/relay/Relay.h"
+#include "box/media/TextForms.h"
+#include "platform/foundation/TVSLogger.h"
 #include "platform/media/MediaItemKeys.h"
 
 namespace box {
@@ -14,6 +16,24 @@ namespace {
 
 constexpr std::string_view kIdentifierPrefix = "alternate-";
 constexpr std::size_t kMostAlternateTexts = 256;
+constexpr std::size_t kMostFileBytes = std::size_t{16} << 20;
+
+std::vector<SubtitleCue> cuesOrNone(const std::string& bytes) {
+  auto cues = cuesOfText(bytes);
+  if (!cues && !bytes.empty())
+    TVSLogWarning(TVSSystemLog, "A text beside the media has an unknown form");
+  return cues ? *std::move(cues) : std::vector<SubtitleCue>();
+}
+
+/// Nothing for a file that cannot be read or is too long.
+std::string bytesOfFile(const std::string& url) {
+  const GstRef<gchar> path(g_filename_from_uri(url.c_str(), nullptr, nullptr));
+  std::ifstream file(path ? path.get() : "", std::ios::binary);
+  std::string bytes(kMostFileBytes + 1, '\0');
+  file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  bytes.resize(static_cast<std::size_t>(file.gcount()));
+  return bytes.size() > kMostFileBytes ? std::string() : bytes;
+}
 
 std::string identifierOf(std::size_t index) {
   return std::string(kIdentifierPrefix) + std::to_string(index + 1);
@@ -51,9 +71,6 @@ std::vector<AlternateText> alternateTextsOf(const TVSMediaItem& item, bool allow
   return texts;
 }
 
-AlternateTexts::AlternateTexts(std::vector<AlternateText> texts) : _texts(std::move(texts)) {}
-AlternateTexts::~AlternateTexts() = default;
-
 std::optional<std::size_t> AlternateTexts::find(const std::string& identifier) const {
   for (std::size_t index = 0; index < _texts.size(); ++index)
     if (identifier == identifierOf(index)) return index;
@@ -67,16 +84,27 @@ bool AlternateTexts::select(std::optional<std::size_t> text) {
   return true;
 }
 
-void AlternateTexts::load(const RelayItem* way,
+void AlternateTexts::load(streaming::Streaming& streaming,
+                          std::shared_ptr<streaming::StreamedItem> item,
                           std::function<void(std::vector<SubtitleCue>)> done) {
   stop();
   if (!_selected) return;
   const std::string& url = _texts[*_selected].url;
-  _loader =
-      std::make_unique<TextLoader>(way && isRelayed(url) ? way->urlFor(url) : url, std::move(done));
+  if (!isStreamedURL(url)) {
+    done(cuesOrNone(bytesOfFile(url)));
+    return;
+  }
+  if (!item) {
+    streaming::ItemSetup setup;
+    setup.url = url;
+    item = streaming.open(std::move(setup), {});
+  }
+  auto loading = item->loadText(
+      url, [done = std::move(done)](const std::string& bytes) { done(cuesOrNone(bytes)); });
+  _loading =
+      std::make_shared<std::pair<std::shared_ptr<streaming::StreamedItem>, std::shared_ptr<void>>>(
+          item, std::move(loading));
 }
-
-void AlternateTexts::stop() { _loader.reset(); }
 
 void AlternateTexts::appendTo(std::vector<platform::MediaSelectionGroup>& groups) const {
   if (_texts.empty()) return;

@@ -10,11 +10,9 @@
 #include "box/media/SubtitleCues.h"
 #include "platform/media/MediaFacts.h"
 #include "platform/media/TVSMediaItem.h"
+#include "streaming/playback/StreamedItem.h"
 
 namespace box {
-
-class RelayItem;
-class TextLoader;
 
 /// A text beside the media, by a URL of its own.
 struct AlternateText {
@@ -38,26 +36,26 @@ std::vector<AlternateText> alternateTextsOf(const TVSMediaItem& item, bool allow
 /// Threads: the pipeline's.
 class AlternateTexts {
  public:
-  explicit AlternateTexts(std::vector<AlternateText> texts);
-  ~AlternateTexts();
+  explicit AlternateTexts(std::vector<AlternateText> texts) : _texts(std::move(texts)) {}
 
   bool isSelected() const { return _selected.has_value(); }
   /// Nothing for what is no identifier of these.
   std::optional<std::size_t> find(const std::string& identifier) const;
   /// What find() has found, or none. False when that is how it was.
   bool select(std::optional<std::size_t> text);
-  /// Begins to read the selected one, over `way` where there is one. `done` is called on another
-  /// thread, unless stop() comes first.
-  void load(const RelayItem* way, std::function<void(std::vector<SubtitleCue>)> done);
-  /// Waits for the library's threads.
-  void stop();
+  /// Begins to load the selected one. `done` is called once at most, on another thread, with what
+  /// could be read of it; not after stop().
+  /// `item` is null for a file.
+  void load(streaming::Streaming& streaming, std::shared_ptr<streaming::StreamedItem> item,
+            std::function<void(std::vector<SubtitleCue>)> done);
+  void stop() { _loading.reset(); }
   /// Adds the options.
   void appendTo(std::vector<platform::MediaSelectionGroup>& groups) const;
 
  private:
   const std::vector<AlternateText> _texts;
   std::optional<std::size_t> _selected;
-  std::unique_ptr<TextLoader> _loader;
+  std::shared_ptr<void> _loading;
 };
 
 }  // namespace box

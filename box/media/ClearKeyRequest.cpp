@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "box/relay/ClearKey.h"
+#include "streaming/transfer/ClearKey.h"
 
 namespace box {
 
@@ -42,7 +42,7 @@ bool ClearKeyRequest::loadKeyRequestData(std::optional<platform::Error>* error) 
     return false;
   }
   _keyRequestData =
-      std::make_shared<const Bytes>(keyRequestOf({*_contentIdentifier.asData()}, type));
+      std::make_shared<const Bytes>(streaming::keyRequestOf({*_contentIdentifier.asData()}, type));
   return true;
 }
 

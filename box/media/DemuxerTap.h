@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <span>
 
 #include <gst/gst.h>
@@ -16,7 +15,7 @@ class DemuxerTap {
  public:
   using Bytes = std::span<const std::uint8_t>;
 
-  DemuxerTap() { gst_segment_init(&_segment, GST_FORMAT_UNDEFINED); }
+  DemuxerTap() = default;
   virtual ~DemuxerTap() = default;
   DemuxerTap(const DemuxerTap&) = delete;
   DemuxerTap& operator=(const DemuxerTap&) = delete;
@@ -26,23 +25,16 @@ class DemuxerTap {
 
  protected:
   virtual void feed(std::uint64_t offset, Bytes bytes) = 0;
-  /// Bytes of another place follow. `recount`: they say anew what time they are of.
-  virtual void restart(bool recount) = 0;
+  /// Bytes of another place follow.
+  virtual void restart() = 0;
   /// Of a demuxer that reads by itself: where and when it likes, and things more than once.
   virtual void feedPulled(GstPad* sink, std::uint64_t offset, Bytes bytes);
-
-  /// In adaptive media the time that was last told, on the item's own time line; elsewhere nothing.
-  /// Seconds.
-  std::optional<double> origin() const { return _origin; }
 
  private:
   static GstPadProbeReturn _onData(GstPad* pad, GstPadProbeInfo* info, gpointer self);
   void _take(GstPad* pad, GstBuffer* buffer, bool isPulled);
-  bool _noteTime(GstBuffer* buffer);
 
-  GstSegment _segment;
   std::uint64_t _nextOffset = 0;
-  std::optional<double> _origin;
 };
 
 }  // namespace box

@@ -6,12 +6,12 @@
 
 #include "box/media/AccessLog.h"
 #include "box/media/AlternateTexts.h"
+#include "box/media/DecodableMedia.h"
 #include "box/media/ItemQuestions.h"
 #include "box/media/MediaErrors.h"
 #include "box/media/Pipeline.h"
-#include "box/media/RelaySetup.h"
+#include "box/media/SenderItemSetup.h"
 #include "box/media/TimelineFacts.h"
-#include "box/relay/Relay.h"
 
 namespace box {
 namespace {
@@ -82,7 +82,7 @@ std::function<void(const PipelineEvent&)> EngineLoad::_reporter() {
 void EngineLoad::_open(bool held) {
   _held = held;
   _refusal = refusalOf(_url, _setup.allowFileURLs);
-  if (!_refusal && isRelayed(_url)) _openRelay();
+  if (!_refusal && isStreamedURL(_url)) _openItem();
   _ticket = _setup.frames->reserve();
   if (!held) show();
   if (_refusal) {
@@ -90,8 +90,9 @@ void EngineLoad::_open(bool held) {
     return;
   }
   PipelineSetup setup;
-  setup.url = _relayItem ? _relayItem->url() : _url;
-  setup.relayItem = _relayItem;
+  setup.url = _url;
+  setup.item = _item;
+  setup.streaming = _setup.streaming;
   setup.preferredLanguages = _setup.preferredLanguages;
   setup.alternates = alternateTextsOf(*_setup.load.item, _setup.allowFileURLs);
   setup.subtitleStyles =
@@ -118,11 +119,11 @@ void EngineLoad::_followStyles() {
   });
 }
 
-void EngineLoad::_openRelay() {
+void EngineLoad::_openItem() {
   _questions = ItemQuestions::make(_queue, _setup.load.item);
-  RelayItemSetup setup = relaySetupOf(*_setup.load.item);
+  streaming::ItemSetup setup = itemSetupOf(*_setup.load.item);
   setup.ask = _questions->asker();
-  _relayItem = _setup.relay->open(std::move(setup), &_refusal);
+  _item = _setup.streaming->open(std::move(setup), canDecode);
 }
 
 void EngineLoad::show() { _setup.frames->open(_ticket); }
@@ -142,9 +143,9 @@ std::shared_ptr<Pipeline> EngineLoad::close() {
   _setup.frames->close(_ticket);
   if (_pipeline) _pipeline->close();
   _metadataObserver = {};
-  // The way itself goes with the pipeline.
+  // The pipeline closes the item.
   _questions.reset();
-  _relayItem.reset();
+  _item.reset();
   return std::exchange(_pipeline, nullptr);
 }
 
@@ -173,8 +174,7 @@ void EngineLoad::seek(double seconds) {
 void EngineLoad::seekToDate(platform::Date date) {
   if (!_pipeline || !std::isfinite(date.secondsSince1970)) return;
   if (!_ready) return _pipeline->seekToDate(date, ++_seekSerial);
-  const auto timeline = _relayItem ? _relayItem->timeline() : nullptr;
-  if (const auto position = timeline ? timeline->positionOf(date) : std::nullopt) seek(*position);
+  if (const auto position = positionOfDate(_item.get(), date)) seek(*position);
 }
 
 void EngineLoad::setEndTimes(std::optional<double> forwardSeconds,
@@ -210,28 +210,15 @@ std::shared_ptr<const platform::MediaFacts> EngineLoad::facts() {
   if (!_pipeline) return std::make_shared<platform::MediaFacts>();
   auto facts = _pipeline->facts();
   if (_ready && facts->live) _refreshWhenOld();
-  return _ready && _relayItem ? _withTimeline(std::move(facts)) : facts;
+  return _ready && _item ? _withTimeline(std::move(facts)) : facts;
 }
 
 std::shared_ptr<const platform::MediaFacts> EngineLoad::_withTimeline(
     std::shared_ptr<const platform::MediaFacts> facts) {
   const auto now = _clock.now();
   if (facts == _factsOfPipeline && now - _factsMadeAt < kTimelineInterval) return _facts;
-  TimelineInput input;
-  input.position = position();
-  if (facts->duration > 0) input.duration = facts->duration;
-  input.url = _url;
-  input.timeline = _relayItem->timeline();
-  input.variants = _relayItem->timelines();
-  input.ranges = _relayItem->ranges();
-  input.observedBitrate = _relayItem->statistics().observedBitrate;
-  TimelineFacts known = TimelineFacts::of(input);
   auto merged = std::make_shared<platform::MediaFacts>(*facts);
-  merged->playbackDate = known.playbackDate;
-  merged->estimatedDate = known.estimatedDate;
-  merged->likelyToKeepUpTime = known.likelyToKeepUpTime;
-  merged->loaded = std::move(known.loaded);
-  if (known.liveWindow) merged->seekable = {*known.liveWindow};
+  addTimeline(*_item, position(), *merged);
   _facts = std::move(merged);
   _factsOfPipeline = std::move(facts);
   _factsMadeAt = now;
@@ -248,7 +235,7 @@ void EngineLoad::_refreshWhenOld() {
 platform::Array EngineLoad::accessLog() {
   if (!_pipeline) return {};
   return accessLogEntries(
-      {_url, _loadedAt, _clock.date(), _pipeline->statisticsOfLegs(), _relayItem.get()}, *facts());
+      {_url, _loadedAt, _clock.date(), _pipeline->statisticsOfLegs(), _item.get()}, *facts());
 }
 
 void EngineLoad::_receive(const PipelineEvent& event) {

@@ -13,14 +13,13 @@
 #include "platform/foundation/Queue.h"
 #include "platform/foundation/Token.h"
 #include "platform/media/MediaEngine.h"
+#include "streaming/playback/StreamedItem.h"
 
 namespace box {
 
 class AudioDevice;
 class ItemQuestions;
 class Pipeline;
-class Relay;
-class RelayItem;
 struct PipelineEvent;
 
 /// One load of the engine: an item, the pipeline that plays it, and whatever else lives exactly as
@@ -37,7 +36,7 @@ class EngineLoad : public std::enable_shared_from_this<EngineLoad> {
     platform::MediaLoad load;
     bool allowFileURLs = false;
     std::vector<std::string> preferredLanguages;  ///< BCP 47, the best first
-    std::shared_ptr<Relay> relay;
+    std::shared_ptr<streaming::Streaming> streaming;
     std::shared_ptr<AudioDevice> audio;
     std::shared_ptr<VideoFrames> frames;
     /// May hold the audio device.
@@ -81,7 +80,7 @@ class EngineLoad : public std::enable_shared_from_this<EngineLoad> {
  private:
   EngineLoad(platform::MainQueue& queue, const platform::Clock& clock, Setup setup);
   void _open(bool held);
-  void _openRelay();
+  void _openItem();
   void _followStyles();
   std::function<void(const PipelineEvent&)> _reporter();
   void _receive(const PipelineEvent& event);
@@ -97,7 +96,7 @@ class EngineLoad : public std::enable_shared_from_this<EngineLoad> {
 
   std::optional<platform::Error> _refusal;  // of something that is not even tried
   std::shared_ptr<ItemQuestions> _questions;
-  std::shared_ptr<RelayItem> _relayItem;  // null for a file
+  std::shared_ptr<streaming::StreamedItem> _item;  // null for a file
   std::shared_ptr<Pipeline> _pipeline;
   platform::Token _metadataObserver;
   std::uint64_t _ticket = 0;  // of its pictures
@@ -107,7 +106,7 @@ class EngineLoad : public std::enable_shared_from_this<EngineLoad> {
   std::uint64_t _seekSerial = 0;
   std::optional<double> _seekDestination;  // while a seek is under way
   platform::TimePoint _refreshedAt{};
-  // What the pipeline and the relay know, put together.
+  // What the pipeline and the item know, put together.
   std::shared_ptr<const platform::MediaFacts> _facts;
   std::shared_ptr<const platform::MediaFacts> _factsOfPipeline;
   platform::TimePoint _factsMadeAt{};

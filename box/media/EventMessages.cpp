@@ -1,6 +1,7 @@
 #include "box/media/EventMessages.h"
 
 #include "box/media/ID3Tag.h"
+#include "streaming/manifest/EventKeys.h"
 
 namespace box {
 namespace {
@@ -15,30 +16,22 @@ MetadataTimeline::Items itemsOfEvent(const EventMessage& event) {
   if (event.scheme == kID3Scheme) return itemsOfID3Tag(event.data);
   platform::TimedMetadataItem item;
   item.key = event.value.empty() ? event.scheme : event.scheme + ' ' + event.value;
-  item.keySpace = std::string(kKeySpaceEvents);
+  item.keySpace = std::string(streaming::kKeySpaceEvents);
   const auto data = std::as_bytes(std::span(event.data));
   item.value = platform::Value(platform::Bytes(data.begin(), data.end()));
-  item.extraAttributes.set(std::string(kEventIdentifier), std::uint64_t{event.identifier});
-  if (event.duration) item.extraAttributes.set(std::string(kEventDuration), *event.duration);
+  item.extraAttributes.set(std::string(streaming::kEventIdentifier),
+                           std::uint64_t{event.identifier});
+  if (event.duration)
+    item.extraAttributes.set(std::string(streaming::kEventDuration), *event.duration);
   return {std::move(item)};
 }
 
-void EventMessages::restart(bool recount) {
-  _waiting.clear();
-  if (recount) _firstTime.reset();
-}
-
-void EventMessages::takeBox(std::uint32_t type, BoxBytes content) {
-  if (type == boxType("emsg")) _takeEvent(content);
-  if (type == boxType("moov")) _takeTracks(content);
-  if (type == boxType("moof")) _takeFragment(content);
-}
-
-void EventMessages::_takeEvent(BoxBytes content) {
+std::optional<EventBox> readEventMessage(BoxBytes content) {
   BoxReader reader(content);
   const std::uint8_t version = reader.version();
-  if (version > 1 || _waiting.size() == kWaitingLimit) return;
-  EventMessage event;
+  if (version > 1) return std::nullopt;
+  EventBox box;
+  EventMessage& event = box.message;
   if (version == 0) {
     event.scheme = reader.text();
     event.value = reader.text();
@@ -51,10 +44,19 @@ void EventMessages::_takeEvent(BoxBytes content) {
     event.scheme = reader.text();
     event.value = reader.text();
   }
-  if (!reader.isGood() || timescale == 0) return;
+  if (!reader.isGood() || timescale == 0) return std::nullopt;
   if (duration != kUnknownDuration) event.duration = duration / timescale;
   event.data.assign(reader.rest().begin(), reader.rest().end());
-  _waiting.push_back({version == 1, time / timescale, std::move(event)});
+  box.seconds = time / timescale;
+  box.isAbsolute = version == 1;
+  return box;
+}
+
+void EventMessages::takeBox(std::uint32_t type, BoxBytes content) {
+  if (type == boxType("emsg") && _waiting.size() < kWaitingLimit)
+    if (auto event = readEventMessage(content)) _waiting.push_back(*std::move(event));
+  if (type == boxType("moov")) _takeTracks(content);
+  if (type == boxType("moof")) _takeFragment(content);
 }
 
 void EventMessages::_takeTracks(BoxBytes movie) {
@@ -82,8 +84,8 @@ void EventMessages::_takeFragment(BoxBytes fragment) {
   });
   if (!time) return;
   if (!_firstTime) _firstTime = time;
-  for (Waiting& each : std::exchange(_waiting, {}))
-    _found(each.seconds + (each.isAbsolute ? 0 : *time) - *_firstTime, std::move(each.event));
+  for (EventBox& each : std::exchange(_waiting, {}))
+    _found(each.seconds + (each.isAbsolute ? 0 : *time) - *_firstTime, std::move(each.message));
 }
 
 }  // namespace box

@@ -10,7 +10,6 @@
 
 #include "box/media/MetadataTimeline.h"
 #include "box/media/MovieBoxes.h"
-#include "box/relay/MediaTimeline.h"
 
 namespace box {
 
@@ -23,6 +22,17 @@ struct EventMessage {
   std::vector<std::uint8_t> data;
 };
 
+/// An `emsg` box.
+struct EventBox {
+  EventMessage message;
+  /// Seconds on the time line of the media; or from the beginning of the segment or fragment that
+  /// follows the box.
+  double seconds = 0;
+  bool isAbsolute = false;
+};
+/// `content`: of the box, without its header. Nothing for one that is damaged.
+std::optional<EventBox> readEventMessage(BoxBytes content);
+
 /// As metadata: under the scheme and, behind a space, the value, the data. A tag of ID3 in one
 /// becomes what it is elsewhere.
 MetadataTimeline::Items itemsOfEvent(const EventMessage& event);
@@ -33,29 +43,23 @@ MetadataTimeline::Items itemsOfEvent(const EventMessage& event);
 /// Threads: one at a time.
 class EventMessages {
  public:
-  /// `seconds` are counted from the first fragment after `restart()`, or as the fragments do.
+  /// `seconds` are counted from the first fragment.
   using Found = std::function<void(double seconds, EventMessage event)>;
   explicit EventMessages(Found found) : _found(std::move(found)) {}
 
   /// "emsg", "moov" or "moof"; of any other nothing is taken.
   void takeBox(std::uint32_t type, BoxBytes content);
-  /// Other boxes follow. `recount`: and times are counted anew.
-  void restart(bool recount);
+  /// Other boxes follow.
+  void restart() { _waiting.clear(); }
 
  private:
-  struct Waiting {
-    bool isAbsolute;  // else it counts from the beginning of the next fragment
-    double seconds;
-    EventMessage event;
-  };
-  void _takeEvent(BoxBytes content);
   void _takeTracks(BoxBytes movie);
   void _takeFragment(BoxBytes fragment);
 
   const Found _found;
   std::map<std::uint32_t, std::uint32_t> _timescales;  // by the tracks' numbers
   std::optional<double> _firstTime;
-  std::vector<Waiting> _waiting;
+  std::vector<EventBox> _waiting;  // for the next fragment
 };
 
 }  // namespace box

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "box/media/ClearKeyRequest.h"
-#include "box/relay/NetworkErrors.h"
+#include "streaming/transfer/NetworkErrors.h"
 
 namespace box {
 namespace {
@@ -13,7 +13,7 @@ namespace {
 constexpr std::size_t kMostRefusals = 64;
 
 /// The range is a field of its own: whoever answers need not look through the rest for it.
-platform::Dictionary detailsOf(const RelayQuestion& question) {
+platform::Dictionary detailsOf(const streaming::ContentQuestion& question) {
   platform::Dictionary details;
   details.set(platform::kCustomURLProviderRequestMethodKey, question.method);
   platform::Dictionary headers;
@@ -25,8 +25,8 @@ platform::Dictionary detailsOf(const RelayQuestion& question) {
   return details;
 }
 
-RelayAnswer answerOf(const platform::ResourceResponse& response) {
-  RelayAnswer answer;
+streaming::ContentAnswer answerOf(const platform::ResourceResponse& response) {
+  streaming::ContentAnswer answer;
   answer.redirectURL = response.redirectURL;
   answer.data = response.data;
   if (!response.response) return answer;
@@ -41,8 +41,8 @@ RelayAnswer answerOf(const platform::ResourceResponse& response) {
 /// Senders and the bookkeeping of requests name codes only.
 platform::Error withSentence(platform::Error error) {
   if (error.localizedDescription || error.domain != platform::kURLErrorDomain) return error;
-  return error.code > 0 ? httpError(static_cast<unsigned>(error.code))
-                        : networkError(static_cast<platform::URLErrorCode>(error.code));
+  return error.code > 0 ? streaming::httpError(static_cast<unsigned>(error.code))
+                        : streaming::networkError(static_cast<platform::URLErrorCode>(error.code));
 }
 
 }  // namespace
@@ -55,15 +55,16 @@ std::shared_ptr<ItemQuestions> ItemQuestions::make(platform::MainQueue& queue,
   return std::shared_ptr<ItemQuestions>(new ItemQuestions(queue, std::move(item)));
 }
 
-std::function<void(RelayQuestion, ItemQuestions::Reply)> ItemQuestions::asker() {
-  return [&queue = _queue, weak = weak_from_this()](RelayQuestion question, Reply reply) {
-    queue.async([weak, question = std::move(question), reply = std::move(reply)] {
-      if (const auto self = weak.lock()) self->_ask(question, reply);
-    });
-  };
+std::function<void(streaming::ContentQuestion, ItemQuestions::Reply)> ItemQuestions::asker() {
+  return
+      [&queue = _queue, weak = weak_from_this()](streaming::ContentQuestion question, Reply reply) {
+        queue.async([weak, question = std::move(question), reply = std::move(reply)] {
+          if (const auto self = weak.lock()) self->_ask(question, reply);
+        });
+      };
 }
 
-void ItemQuestions::_ask(const RelayQuestion& question, const Reply& reply) {
+void ItemQuestions::_ask(const streaming::ContentQuestion& question, const Reply& reply) {
   for (const auto& [refused, answer] : _refused)
     if (refused == question) return reply(answer);
   const auto same = std::find_if(_waiting.begin(), _waiting.end(),
@@ -75,12 +76,12 @@ void ItemQuestions::_ask(const RelayQuestion& question, const Reply& reply) {
   _waiting.push_back({question, {reply}});
   const auto completion = [this, question](const platform::ResourceResponse* response,
                                            const platform::Error* error) {
-    RelayAnswer answer;
+    streaming::ContentAnswer answer;
     if (response) answer = answerOf(*response);
     if (error) answer.error = withSentence(*error);
     _answer(question, answer);
   };
-  if (question.kind == RelayQuestion::Kind::Resource) {
+  if (question.kind == streaming::ContentQuestion::Kind::Resource) {
     _requests.load(*_item, question.url, detailsOf(question), completion);
     return;
   }
@@ -92,7 +93,8 @@ void ItemQuestions::_ask(const RelayQuestion& question, const Reply& reply) {
   _requests.loadKey(*_item, question.url, detailsOf(question), make, completion);
 }
 
-void ItemQuestions::_answer(const RelayQuestion& question, const RelayAnswer& answer) {
+void ItemQuestions::_answer(const streaming::ContentQuestion& question,
+                            const streaming::ContentAnswer& answer) {
   const auto found = std::find_if(_waiting.begin(), _waiting.end(),
                                   [&](const Waiting& each) { return each.question == question; });
   const auto replies = std::move(found->replies);

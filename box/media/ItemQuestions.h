@@ -6,18 +6,18 @@
 #include <utility>
 #include <vector>
 
-#include "box/relay/RelayItem.h"
 #include "platform/foundation/Queue.h"
 #include "platform/media/PendingRequests.h"
 #include "platform/media/TVSMediaItem.h"
+#include "streaming/transfer/ItemSetup.h"
 
 namespace box {
 
-/// Carries the relay's questions to the media item they are about, and its answers back.
+/// Carries questions for resources and keys to the media item they are about, and its answers back.
 ///
-/// Engines lose patience sooner than the item's sender may take to answer, and ask once more; after
-/// a seek they ask anew, too; and what was refused they try again. The sender hears of it once:
-/// what has been asked already waits for the same answer, and a refusal holds.
+/// A resource may be requested again while the sender still works on its answer, after a seek, and
+/// after a refusal. The sender is asked once: a question that is pending is joined, and a refusal
+/// is remembered.
 ///
 /// Threads: asker()'s result may be called from any; the rest is main's. The answer to a question
 /// comes on the main thread. Once this is gone nothing is answered any more, and the item's
@@ -27,24 +27,25 @@ class ItemQuestions : public std::enable_shared_from_this<ItemQuestions> {
   static std::shared_ptr<ItemQuestions> make(platform::MainQueue& queue,
                                              std::shared_ptr<TVSMediaItem> item);
 
-  using Reply = std::function<void(RelayAnswer)>;
-  /// For RelayItemSetup::ask. Holds this weakly.
-  std::function<void(RelayQuestion, Reply)> asker();
+  using Reply = std::function<void(streaming::ContentAnswer)>;
+  /// For streaming::ItemSetup::ask. Holds this weakly.
+  std::function<void(streaming::ContentQuestion, Reply)> asker();
 
  private:
   struct Waiting {
-    RelayQuestion question;
+    streaming::ContentQuestion question;
     std::vector<Reply> replies;
   };
 
   ItemQuestions(platform::MainQueue& queue, std::shared_ptr<TVSMediaItem> item);
-  void _ask(const RelayQuestion& question, const Reply& reply);
-  void _answer(const RelayQuestion& question, const RelayAnswer& answer);
+  void _ask(const streaming::ContentQuestion& question, const Reply& reply);
+  void _answer(const streaming::ContentQuestion& question, const streaming::ContentAnswer& answer);
 
   platform::MainQueue& _queue;
   const std::shared_ptr<TVSMediaItem> _item;
   std::vector<Waiting> _waiting;
-  std::deque<std::pair<RelayQuestion, RelayAnswer>> _refused;  // the newest
+  std::deque<std::pair<streaming::ContentQuestion, streaming::ContentAnswer>>
+      _refused;  // the newest
   platform::PendingRequests _requests;
 };
 

@@ -41,7 +41,7 @@ class MatroskaTap final : public DemuxerTap {
 
  private:
   void feed(std::uint64_t offset, Bytes bytes) override { _tracks.feed(offset, bytes); }
-  void restart(bool) override {}
+  void restart() override {}
   void feedPulled(GstPad*, std::uint64_t offset, Bytes bytes) override {
     _tracks.feed(offset, bytes);
   }

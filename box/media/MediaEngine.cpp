@@ -16,7 +16,7 @@ MediaEngine::MediaEngine(platform::MainQueue& queue, const platform::Clock& cloc
       _clock(clock),
       _allowFileURLs(options.allowFileURLs),
       _preferredLanguages(std::move(options.preferredLanguages)),
-      _relay(options.relay ? std::move(options.relay) : Relay::make()),
+      _streaming(options.streaming ? std::move(options.streaming) : streaming::Streaming::make()),
       _audio(options.audio ? std::move(options.audio) : std::make_shared<AudioDevice>()),
       _frames(std::make_shared<VideoFrames>()),
       _facts(std::make_shared<platform::MediaFacts>()) {}
@@ -29,7 +29,7 @@ EngineLoad::Setup MediaEngine::_setupOf(const platform::MediaLoad& load) {
   return {.load = load,
           .allowFileURLs = _allowFileURLs,
           .preferredLanguages = _preferredLanguages,
-          .relay = _relay,
+          .streaming = _streaming,
           .audio = _audio,
           .frames = _frames,
           .predecessor = nullptr,

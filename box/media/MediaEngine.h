@@ -7,10 +7,10 @@
 
 #include "box/media/EngineLoad.h"
 #include "box/media/VideoFrames.h"
-#include "box/relay/Relay.h"
 #include "platform/foundation/Clock.h"
 #include "platform/foundation/Queue.h"
 #include "platform/media/MediaEngine.h"
+#include "streaming/playback/StreamedItem.h"
 
 namespace box {
 
@@ -19,8 +19,8 @@ class AudioDevice;
 struct MediaEngineOptions {
   bool allowFileURLs = false;
   std::vector<std::string> preferredLanguages = {};  ///< for sound and text; BCP 47, the best first
-  /// The way of whatever is no file; several engines share it. Null: one of the engine's own.
-  std::shared_ptr<Relay> relay = nullptr;
+  /// Fetches everything but files; engines may share it. Null: one of the engine's own.
+  std::shared_ptr<streaming::Streaming> streaming = nullptr;
   std::shared_ptr<AudioDevice> audio = nullptr;  ///< null: the box's default
 };
 
@@ -68,7 +68,7 @@ class MediaEngine final : public platform::MediaEngine {
   const platform::Clock& _clock;
   const bool _allowFileURLs;
   const std::vector<std::string> _preferredLanguages;
-  const std::shared_ptr<Relay> _relay;
+  const std::shared_ptr<streaming::Streaming> _streaming;
   const std::shared_ptr<AudioDevice> _audio;
   platform::MediaEngineObserver* _observer = nullptr;
   const std::shared_ptr<VideoFrames> _frames;

@@ -5,8 +5,7 @@
 #include <cstring>
 
 #include "box/media/GstRef.h"
-#include "box/relay/NetworkErrors.h"
-#include "box/relay/Relay.h"
+#include "streaming/transfer/NetworkErrors.h"
 
 namespace box {
 namespace {
@@ -14,6 +13,8 @@ namespace {
 using platform::Error;
 using platform::MediaErrorCode;
 using platform::URLErrorCode;
+using streaming::keyError;
+using streaming::networkError;
 
 // Longer than anything that is meant; servers stop at 8 KiB.
 constexpr std::size_t kLongestURL = std::size_t{16} * 1024;
@@ -69,12 +70,17 @@ Error streamError(const GError& error) {
 
 }  // namespace
 
+bool isStreamedURL(const std::string& url) {
+  const std::string scheme = schemeOf(url);
+  return !scheme.empty() && scheme != "file" && scheme != "data";
+}
+
 std::optional<Error> refusalOf(const std::string& url, bool allowFileURLs) {
   const auto isForbidden = [](unsigned char letter) { return letter <= ' ' || letter == 0x7f; };
   if (url.empty() || url.size() > kLongestURL || std::any_of(url.begin(), url.end(), isForbidden) ||
       !gst_uri_is_valid(url.c_str()))
     return networkError(URLErrorCode::BadURL);
-  if (isRelayed(url)) return std::nullopt;
+  if (isStreamedURL(url)) return std::nullopt;
   const std::string scheme = schemeOf(url);
   if (scheme != "file")
     return networkError(URLErrorCode::UnsupportedURL, "The scheme is \"" + scheme + "\".");

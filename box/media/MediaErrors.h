@@ -10,11 +10,15 @@
 
 namespace box {
 
+/// Whether media of this URL are fetched by `streaming/`: every scheme that names a network
+/// resource or something that a sender may serve; not file: and data:.
+bool isStreamedURL(const std::string& url);
+
 /// Why `url` is not even tried: not a URL, a scheme that nobody serves, a file where files are not
 /// allowed.
 std::optional<platform::Error> refusalOf(const std::string& url, bool allowFileURLs);
 
-/// The error that an ERROR message stands for. Of networks it knows nothing: the relay does.
+/// The error that an ERROR message stands for. Errors of the network are the item's to tell.
 platform::Error errorOfMessage(GstMessage* message);
 
 platform::Error unrecognizedError();

@@ -11,6 +11,7 @@
 #include "box/media/EventMessages.h"
 #include "box/media/GstRef.h"
 #include "box/media/ID3Tag.h"
+#include "box/media/TextForms.h"
 #include "box/media/TransportMetadata.h"
 
 namespace box {
@@ -57,14 +58,13 @@ void note(const Listener& listener, MetadataTimeline::Source source, double seco
 class TransportTap final : public DemuxerTap {
  public:
   explicit TransportTap(const Listener& listener)
-      : _stream([this, listener](double seconds, Bytes data) {
-          note(listener, MetadataTimeline::Source::Stream, origin().value_or(0) + seconds,
-               itemsOfID3Tag(data));
+      : _stream([listener](double seconds, Bytes data) {
+          note(listener, MetadataTimeline::Source::Stream, seconds, itemsOfID3Tag(data));
         }) {}
 
  private:
   void feed(std::uint64_t, Bytes bytes) override { _stream.feed(bytes); }
-  void restart(bool recount) override { _stream.restart(recount); }
+  void restart() override { _stream.restart(); }
 
   TransportMetadata _stream;
 };
@@ -74,16 +74,15 @@ class MovieTap final : public DemuxerTap {
   MovieTap(const Listener& listener, GstElement* demuxer)
       : _demuxer(demuxer),
         _boxes(limitOf, [this](std::uint32_t type, BoxBytes content) { _take(type, content); }),
-        _events([this, listener](double seconds, const EventMessage& event) {
-          note(listener, MetadataTimeline::Source::Events, origin().value_or(0) + seconds,
-               itemsOfEvent(event));
+        _events([listener](double seconds, const EventMessage& event) {
+          note(listener, MetadataTimeline::Source::Events, seconds, itemsOfEvent(event));
         }) {}
 
  private:
   void feed(std::uint64_t, Bytes bytes) override { _boxes.feed(bytes); }
-  void restart(bool recount) override {
+  void restart() override {
     _boxes.restart();
-    _events.restart(recount);
+    _events.restart();
   }
   /// Each begins with a box or lies within one. Of a message the demuxer reads the header alone.
   void feedPulled(GstPad* sink, std::uint64_t offset, Bytes bytes) override {
@@ -130,36 +129,14 @@ Listener received(gpointer listener) {
   return *static_cast<Listener*>(listener);
 }
 
-/// What a station says of itself once, with its answer, gets lost behind the demuxer.
-GstPadProbeReturn onStation(GstPad*, GstPadProbeInfo* info, gpointer data) {
-  GstEvent* const event = GST_PAD_PROBE_INFO_EVENT(info);
-  if (GST_EVENT_TYPE(event) != GST_EVENT_TAG) return GST_PAD_PROBE_OK;
-  GstTagList* tags = nullptr;
-  gst_event_parse_tag(event, &tags);
-  if (auto items = itemsOfTags(tags, true); !items.empty()) {
-    const Listener listener = received(data);
-    listener.timeline->add(MetadataTimeline::Source::Stream, 0, std::move(items));
-    listener.found();
-  }
-  return GST_PAD_PROBE_OK;
-}
-
 void onTappedElement(GstBin*, GstBin*, GstElement* element, gpointer data) {
   const GstElementFactory* factory = gst_element_get_factory(element);
   const std::string_view name = factory ? GST_OBJECT_NAME(factory) : "";
-  const bool isRadio = name == "icydemux";
   const bool isMovie = name == "qtdemux";
-  if (!isRadio && !isMovie && name != "tsdemux") return;
+  if (!isMovie && name != "tsdemux") return;
   const Listener listener = received(data);
   const GstRef<GstPad> pad(gst_element_get_static_pad(element, "sink"));
   if (!pad) return;
-  if (isRadio) {
-    listener.timeline->setOfRadio();
-    gst_pad_add_probe(pad.get(), GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM, onStation,
-                      handedOver(listener),
-                      [](gpointer copy) { delete static_cast<Listener*>(copy); });
-    return;
-  }
   if (isMovie)
     DemuxerTap::attach(std::make_unique<MovieTap>(listener, element), pad.get());
   else
@@ -175,6 +152,23 @@ void tapMetadata(GstElement* pipeline, std::shared_ptr<MetadataTimeline> timelin
       handedOver({std::move(timeline), std::move(found)}),
       [](gpointer listener, GClosure*) { delete static_cast<Listener*>(listener); },
       GConnectFlags{});
+}
+
+MetadataTimeline::Items itemsOfStation(const streaming::HeaderFields& fields) {
+  MetadataTimeline::Items items;
+  for (const auto& [name, value] : fields) {
+    const GstRef<gchar> key(g_ascii_strdown(name.c_str(), -1));
+    const bool isKnown =
+        std::any_of(std::begin(kTagNames), std::end(kTagNames),
+                    [&](const auto& tag) { return std::string_view(tag.radioKey) == key.get(); });
+    if (!isKnown || value.empty()) continue;
+    platform::TimedMetadataItem item;
+    item.key = std::string(key.get());
+    item.keySpace = std::string(kKeySpaceRadio);
+    item.value = utf8Of(value);
+    items.push_back(std::move(item));
+  }
+  return items;
 }
 
 MetadataTimeline::Items itemsOfTags(const GstTagList* tags, bool isRadio) {

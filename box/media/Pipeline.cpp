@@ -5,6 +5,7 @@
 
 #include "box/media/ClearKeyDecryptor.h"
 #include "box/media/MatroskaTexts.h"
+#include "box/media/MetadataTap.h"
 #include "box/media/SeekShortcut.h"
 #include "box/media/TextStream.h"
 #include "box/media/WarmUp.h"
@@ -15,41 +16,11 @@ namespace box {
 namespace {
 
 constexpr auto kPredecessorLimit = std::chrono::seconds(1);
-/// Sources are given time to notice by themselves that nothing comes: one that is stopped while it
-/// hears of it may crash (libsoup 3.2).
-constexpr auto kLastWords = std::chrono::milliseconds(500);
-/// Sound and picture that belong together may lie so far apart in a file.
-constexpr guint64 kRingBytes = guint64{16} * 1024 * 1024;
-/// Longer than anything that the relay waits for.
-constexpr guint kNetworkTimeoutSeconds = 120;
-/// What there is is taken at once; each read is a hop between threads.
-constexpr guint kReadBytes = 64 * 1024;
-
 // Of playbin3's flags, which have no public type.
 constexpr guint kFlagText = 1u << 2;
 constexpr guint kFlagSoftVolume = 1u << 4;
 constexpr guint kFlagNativeVideo = 1u << 6;
 constexpr guint kFlagSoftColorBalance = 1u << 10;
-
-bool hasProperty(GstElement* element, const char* name) {
-  return g_object_class_find_property(G_OBJECT_GET_CLASS(element), name) != nullptr;
-}
-
-/// A station is played as it comes: nobody can jump about in its stream, and a ring would lose
-/// where its titles lie.
-GstPadProbeReturn onSourceEvent(GstPad* pad, GstPadProbeInfo* info, gpointer) {
-  GstEvent* const event = GST_PAD_PROBE_INFO_EVENT(info);
-  if (GST_EVENT_TYPE(event) != GST_EVENT_CAPS) return GST_PAD_PROBE_OK;
-  GstCaps* caps = nullptr;
-  gst_event_parse_caps(event, &caps);
-  if (!gst_structure_has_name(gst_caps_get_structure(caps, 0), "application/x-icy"))
-    return GST_PAD_PROBE_REMOVE;
-  const GstRef<GstElement> source(gst_pad_get_parent_element(pad));
-  const GstRef<GstObject> owner(source ? gst_object_get_parent(GST_OBJECT(source.get())) : nullptr);
-  if (owner && hasProperty(GST_ELEMENT(owner.get()), "ring-buffer-max-size"))
-    g_object_set(owner.get(), "ring-buffer-max-size", guint64{0}, nullptr);
-  return GST_PAD_PROBE_REMOVE;
-}
 
 }  // namespace
 
@@ -57,14 +28,7 @@ std::shared_ptr<Pipeline> Pipeline::start(const platform::Clock& clock, Pipeline
                                           std::shared_ptr<Pipeline> predecessor) {
   // The constructor is private, which make_shared cannot see through.
   std::shared_ptr<Pipeline> pipeline(new Pipeline(clock, std::move(setup)));
-  if (const auto& item = pipeline->_setup.relayItem) {
-    item->whenHopeless([weak = std::weak_ptr(pipeline)] {
-      const auto hopeless = weak.lock();
-      if (!hopeless) return;
-      hopeless->_post([](Pipeline& me) { me._giveUpAt = me._clock.now() + kLastWords; });
-    });
-  }
-  if (const auto& item = pipeline->_setup.relayItem)
+  if (const auto& item = pipeline->_setup.item)
     item->whenLegBegins([weak = std::weak_ptr(pipeline)] {
       if (const auto playing = weak.lock()) playing->_noteLeg();
     });
@@ -77,8 +41,11 @@ std::shared_ptr<Pipeline> Pipeline::start(const platform::Clock& clock, Pipeline
 Pipeline::Pipeline(const platform::Clock& clock, PipelineSetup setup)
     : _clock(clock),
       _setup(std::move(setup)),
-      _contentKeys(_setup.relayItem ? std::make_shared<RelayContentKeys>(_setup.relayItem)
-                                    : nullptr),
+      _contentKeys(_setup.item ? std::make_shared<SenderContentKeys>(
+                                     [item = _setup.item](const std::string& url, auto reply) {
+                                       item->askForKey(url, std::move(reply));
+                                     })
+                               : nullptr),
       _position(clock),
       _published(std::make_shared<platform::MediaFacts>()),
       _startedAt(clock.now()),
@@ -218,7 +185,7 @@ void Pipeline::_noteLeg() {
   PlaybackStatistics statistics = this->statistics();
   const std::lock_guard lock(_mutex);
   _legs.push_back(statistics);
-  if (_legs.size() >= RelayItem::kMostLegs) _legs.erase(_legs.begin());
+  if (_legs.size() >= streaming::StreamedItem::kMostLegs) _legs.erase(_legs.begin());
 }
 
 std::vector<PlaybackStatistics> Pipeline::statisticsOfLegs() const {
@@ -232,39 +199,53 @@ std::vector<PlaybackStatistics> Pipeline::statisticsOfLegs() const {
 void Pipeline::_run(const std::shared_ptr<Pipeline>& predecessor) {
   warmUpMedia();
   if (predecessor) predecessor->_waitUntilClosed();
-  if (!_build()) {
-    _fail(unknownMediaError());
-  } else {
-    _progress();
-    _reconcile();
-  }
-  if (_bus) _loop();
+  _makeBus();
+  _progress();
+  _open();
+  _loop();
   _takeDown();
   const std::lock_guard lock(_mutex);
   _hasEnded = true;
   _ended.notify_all();
 }
 
-bool Pipeline::_build() {
-  GstElement* playbin = gst_element_factory_make("playbin3", nullptr);
-  if (!playbin) {
-    _bus.reset(gst_bus_new());
-    _mailbox.attach(_bus.get());
-    return false;
-  }
-  _playbin.reset(GST_ELEMENT(gst_object_ref_sink(playbin)));
-  _bus.reset(gst_element_get_bus(playbin));
+void Pipeline::_makeBus() {
+  _bus.reset(gst_bus_new());
   _mailbox.attach(_bus.get());
-  gst_bus_set_sync_handler(
-      _bus.get(),
-      [](GstBus*, GstMessage* message, gpointer) {
-        nameTextStreams(message);
-        return GST_BUS_PASS;
-      },
-      nullptr, nullptr);
-  // Commands come over the bus also after a failure has taken the pipeline down.
-  g_object_set(playbin, "auto-flush-bus", FALSE, nullptr);
+  _sound = std::make_unique<AudioOutput>();
+  gst_bus_set_sync_handler(_bus.get(), _onSyncMessage, _sound.get(), nullptr);
+}
 
+void Pipeline::_open() {
+  if (!_setup.item) {
+    if (!_buildPlaybin(_setup.url)) _fail(unknownMediaError());
+    return;
+  }
+  _setup.item->whenOpened([weak = weak_from_this()](const std::optional<platform::Error>& error) {
+    if (const auto me = weak.lock())
+      me->_post([error](Pipeline& pipeline) { pipeline._opened(error); });
+  });
+}
+
+void Pipeline::_opened(const std::optional<platform::Error>& error) {
+  if (_failed || _closing) return;
+  if (error) return _fail(*error);
+  if (_setup.item->form() == streaming::StreamedItem::Form::Presentation)
+    return _openPresentation();
+  const auto resource = _setup.item->resource();
+  resource->whenWaiting([weak = weak_from_this()](bool waits) {
+    if (const auto me = weak.lock())
+      me->_post([waits](Pipeline& pipeline) { pipeline._noteWaiting(waits); });
+  });
+  if (resource->icyInterval() > 0) {
+    _metadata->setOfRadio();
+    _metadata->add(MetadataTimeline::Source::Stream, 0, itemsOfStation(resource->fields()));
+  }
+  _resourceURI = registerResource(resource);
+  if (!_buildPlaybin(_resourceURI.text())) _fail(unknownMediaError());
+}
+
+bool Pipeline::_makeSinks() {
   _videoSink =
       std::make_unique<VideoSink>(_setup.frames, _setup.ticket, _position, _subtitles,
                                   [this](PictureCaptions::Channel channel) {
@@ -272,12 +253,25 @@ bool Pipeline::_build() {
                                   });
   _videoSink->setHidden(_wantsSeek());
   _setUpSound();
+  if (_videoSink->element()) _videoProgress.watch(_videoSink->element());
+  if (_sound->element()) _soundProgress.watch(_sound->element());
+  return _videoSink->element() && _sound->element();
+}
+
+bool Pipeline::_buildPlaybin(const std::string& uri) {
+  GstElement* playbin = gst_element_factory_make("playbin3", nullptr);
+  if (!playbin) return false;
+  _player.reset(GST_ELEMENT(gst_object_ref_sink(playbin)));
+  gst_element_set_bus(playbin, _bus.get());
+  // Commands come over the bus also after a failure has taken the pipeline down.
+  g_object_set(playbin, "auto-flush-bus", FALSE, nullptr);
+  _makeSinks();
 
   guint flags = 0;
   g_object_get(playbin, "flags", &flags, nullptr);
   // Formats are converted behind the sink, where it costs no negotiation.
   flags = (flags | kFlagText | kFlagNativeVideo) & ~(kFlagSoftVolume | kFlagSoftColorBalance);
-  g_object_set(playbin, "flags", flags, "uri", _setup.url.c_str(), nullptr);
+  g_object_set(playbin, "flags", flags, "uri", uri.c_str(), nullptr);
   if (_videoSink->element()) g_object_set(playbin, "video-sink", _videoSink->element(), nullptr);
   if (_sound->element()) g_object_set(playbin, "audio-sink", _sound->element(), nullptr);
   _setUpTexts();
@@ -285,28 +279,12 @@ bool Pipeline::_build() {
   // Keeps the pitch at other rates.
   if (GstElement* tempo = gst_element_factory_make("scaletempo", nullptr))
     g_object_set(playbin, "audio-filter", tempo, nullptr);
-  // With a ring, demuxers may jump about in what comes over HTTP: indexes and ends are found, and
-  // seeks are exact, as in a file.
-  g_object_set(playbin, "ring-buffer-max-size", kRingBytes, nullptr);
   Workarounds::shared().installForPlaybin(playbin);
   takeSeekShortcuts(playbin);
   tellMatroskaTexts(playbin);
   if (_contentKeys) offerContentKeys(playbin, _contentKeys);
-  g_signal_connect(playbin, "source-setup", G_CALLBACK(_onSourceSetup), this);
   _applyVolume();
   return true;
-}
-
-void Pipeline::_onSourceSetup(GstElement*, GstElement* source, gpointer) {
-  if (hasProperty(source, "timeout"))
-    g_object_set(source, "timeout", kNetworkTimeoutSeconds, nullptr);
-  // Whatever may be tried again, the relay has tried.
-  if (hasProperty(source, "retries")) g_object_set(source, "retries", 0, nullptr);
-  if (hasProperty(source, "blocksize")) g_object_set(source, "blocksize", kReadBytes, nullptr);
-  const GstRef<GstPad> pad(gst_element_get_static_pad(source, "src"));
-  if (pad)
-    gst_pad_add_probe(pad.get(), GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM, onSourceEvent, nullptr,
-                      nullptr);
 }
 
 GstClockTime Pipeline::_untilDeadline() const {
@@ -315,7 +293,7 @@ GstClockTime Pipeline::_untilDeadline() const {
   if (_dryAt && (!until || *_dryAt < *until)) until = _dryAt;
   if (_timeRuns && _searchAt && (!until || *_searchAt < *until)) until = _searchAt;
   if (_metadataAt && (!until || *_metadataAt < *until)) until = _metadataAt;
-  if (_giveUpAt && (!until || *_giveUpAt < *until)) until = _giveUpAt;
+  if (_refilledAt && (!until || *_refilledAt < *until)) until = _refilledAt;
   if (_lookAt && (!until || *_lookAt < *until)) until = _lookAt;
   if (!until) return GST_CLOCK_TIME_NONE;
   const auto left = *until - _clock.now();
@@ -340,17 +318,20 @@ void Pipeline::_loop() {
 void Pipeline::_letGo() {
   if (_contentKeys) _contentKeys->close();
   _alternates.stop();
-  _prepareStop();
-  if (_playbin) gst_element_set_state(_playbin.get(), GST_STATE_NULL);
+  _releaseItem();
+  if (_presentation)
+    _presentation->close();
+  else if (_player)
+    gst_element_set_state(_player.get(), GST_STATE_NULL);
   // It is open even where nothing has come to play on it.
   if (_sound && _sound->element()) gst_element_set_state(_sound->element(), GST_STATE_NULL);
 }
 
-void Pipeline::_prepareStop() {
-  const auto& item = _setup.relayItem;
-  if (_failed || !_playbin || !item || !item->timeline()) return;
-  Workarounds::shared().prepareStop(
-      {.bus = _bus.get(), .url = _setup.url, .endRequests = [&item] { item->close(); }});
+void Pipeline::_releaseItem() {
+  const auto& item = _setup.item;
+  if (!item) return;
+  item->whenLegBegins({});
+  item->close();
 }
 
 void Pipeline::_takeDown() {
@@ -358,7 +339,9 @@ void Pipeline::_takeDown() {
   _letGo();
   if (_bus) gst_bus_set_flushing(_bus.get(), TRUE);
   if (_bus) gst_bus_set_sync_handler(_bus.get(), nullptr, nullptr, nullptr);
-  _playbin.reset();
+  _presentation.reset();
+  _player.reset();
+  _resourceURI = {};
   _videoSink.reset();
   _textSink.reset();
   _sound.reset();

@@ -22,17 +22,21 @@
 #include "box/media/MetadataTimeline.h"
 #include "box/media/PictureCaptions.h"
 #include "box/media/PositionClock.h"
-#include "box/media/RelayContentKeys.h"
+#include "box/media/SenderContentKeys.h"
+#include "box/media/SinkProgress.h"
 #include "box/media/StreamCatalog.h"
 #include "box/media/SubtitleCues.h"
 #include "box/media/SubtitleStyles.h"
 #include "box/media/TextSink.h"
 #include "box/media/VideoFrames.h"
 #include "box/media/VideoSink.h"
-#include "box/relay/RelayItem.h"
+#include "box/media/elements/PresentationPipeline.h"
+#include "box/media/elements/ResourceSource.h"
+#include "box/media/segments/TextSegments.h"
 #include "platform/foundation/Clock.h"
 #include "platform/foundation/Error.h"
 #include "platform/media/MediaFacts.h"
+#include "streaming/playback/StreamedItem.h"
 
 namespace box {
 
@@ -58,8 +62,10 @@ struct PipelineWish {
 
 struct PipelineSetup {
   std::string url;
-  /// The way that the media come, where it is through the relay; `url` is its.
-  std::shared_ptr<RelayItem> relayItem;
+  /// What fetches the media; null for a file, which the media library reads itself.
+  std::shared_ptr<streaming::StreamedItem> item;
+  std::shared_ptr<streaming::Streaming> streaming;  ///< for texts beside a file
+  int displayHeight = 0;                            ///< pixels; 0: unknown
   std::optional<double> startSeconds;
   std::optional<double> startFraction;
   std::optional<platform::Date> startDate;  ///< for media whose time line tells dates
@@ -76,8 +82,10 @@ struct PipelineSetup {
   std::function<void(const PipelineEvent&)> report;
 };
 
-/// One load: a playbin3 of its own, a thread that does to it what may block and hears its bus, and
-/// the wish (playing or not, rate, position, end times) that the thread brings the pipeline to.
+/// One load: a GStreamer pipeline of its own, a thread that makes the calls into it that may block
+/// and handles its bus, and the wish (playing or not, rate, position, end times) that the thread
+/// brings the pipeline to. Files and plain resources are played by playbin3, presentations of HLS
+/// and DASH by a PresentationPipeline.
 ///
 /// Wishes are kept apart from what is: whatever was asked while a seek or a selection is under way
 /// takes effect, newest only, when that has ended.
@@ -86,9 +94,10 @@ struct PipelineSetup {
 /// thread takes the pipeline down and ends by itself. Nothing but close() ends it, a failure
 /// neither.
 ///
-/// Files: Pipeline.cpp builds, loops and takes down; PipelineControl.cpp brings what is to what is
-/// wanted, PipelineTracks.cpp streams and texts, PipelineSound.cpp the audio device;
-/// PipelineMessages.cpp hears the bus and keeps the facts.
+/// Files: Pipeline.cpp builds, loops and takes down; PipelinePresentation.cpp does what only HLS
+/// and DASH need; PipelineControl.cpp reconciles what is with what is wanted; PipelineTracks.cpp
+/// selects streams and texts; PipelineSound.cpp handles the audio device, PipelineBuffering.cpp
+/// stalls; PipelineMessages.cpp handles the bus and keeps the facts.
 class Pipeline : public std::enable_shared_from_this<Pipeline> {
  public:
   /// `predecessor` may hold the audio device: the new one waits for its end, at most a second.
@@ -130,16 +139,35 @@ class Pipeline : public std::enable_shared_from_this<Pipeline> {
 
   // Pipeline.cpp
   void _run(const std::shared_ptr<Pipeline>& predecessor);
-  bool _build();
+  void _makeBus();
+  void _open();
+  void _opened(const std::optional<platform::Error>& error);
+  bool _makeSinks();
+  bool _buildPlaybin(const std::string& uri);
   void _loop();
-  /// Before the playbin goes to NULL.
-  void _prepareStop();
   void _letGo();
+  void _releaseItem();
   void _takeDown();
   /// A second at most.
   void _waitUntilClosed();
   GstClockTime _untilDeadline() const;
-  static void _onSourceSetup(GstElement* playbin, GstElement* source, gpointer self);
+
+  // PipelinePresentation.cpp
+  void _openPresentation();
+  void _buildPresentation(double start, const std::optional<platform::Error>& error);
+  streaming::TrackSelection _trackSelection() const;
+  void _noteTracks();
+  void _updatePresentation();
+  void _noteText(const streaming::TrackPiece& piece, bool isFirst);
+  void _refreshPresentationFacts();
+
+  // PipelineBuffering.cpp
+  void _noteWaiting(bool waits);
+  void _watchDryness();
+  void _handleDryness();
+  void _stall();
+  void _handleRefill();
+  void _publishBuffer();
 
   // PipelineControl.cpp
   void _reconcile();
@@ -166,7 +194,7 @@ class Pipeline : public std::enable_shared_from_this<Pipeline> {
   void _loadAlternate();
   void _noteCaptions(PictureCaptions::Channel channel);
   std::optional<PictureCaptions::Channel> _captionsNamed(const std::string& identifier) const;
-  void _noteOfferedCaptions(const StreamOffers* offers);
+  void _noteCaptionTracks(const std::vector<streaming::Track>& tracks);
   void _select(const std::string& characteristic, const std::optional<std::string>& identifier);
   void _beginSelection(std::optional<StreamCatalog::Choice> choice);
   void _handleSelection(StreamCatalog::Selection selection);
@@ -203,13 +231,10 @@ class Pipeline : public std::enable_shared_from_this<Pipeline> {
   void _updateCatalog();
   void _handleElement(GstMessage* message);
   void _handleAsyncDone();
-  void _handleBuffering(int percent);
-  void _watchDryness();
-  void _stall();
   void _handleEnd();
   void _handleDeadline();
-  /// What the relay knows of why the media do not come.
-  std::optional<platform::Error> _relayFailure() const;
+  /// Why the media do not come, where it is the network's or the sender's fault.
+  std::optional<platform::Error> _itemFailure() const;
   void _fail(platform::Error error);
   void _becomeReady();
   void _progress();
@@ -218,7 +243,7 @@ class Pipeline : public std::enable_shared_from_this<Pipeline> {
 
   const platform::Clock& _clock;
   const PipelineSetup _setup;
-  const std::shared_ptr<RelayContentKeys> _contentKeys;  // null for a file
+  const std::shared_ptr<SenderContentKeys> _contentKeys;  // null for a file
   CommandMailbox _mailbox;
   PositionClock _position;
 
@@ -231,7 +256,7 @@ class Pipeline : public std::enable_shared_from_this<Pipeline> {
   std::optional<platform::TimePoint> _runsSince;  // time runs
 
   // Everything below belongs to the pipeline's thread.
-  GstRef<GstElement> _playbin;
+  GstRef<GstElement> _player;
   GstRef<GstBus> _bus;
   std::unique_ptr<AudioOutput> _sound;
   std::unique_ptr<VideoSink> _videoSink;
@@ -241,8 +266,7 @@ class Pipeline : public std::enable_shared_from_this<Pipeline> {
   std::optional<platform::Error> _untoldFailure;  // of one that is held
   platform::TimePoint _startedAt{};
   std::optional<platform::TimePoint> _deadline;
-  std::optional<platform::TimePoint> _lookAt;    // at the demuxers, which may have given up
-  std::optional<platform::TimePoint> _giveUpAt;  // the relay sees no point in going on
+  std::optional<platform::TimePoint> _lookAt;  // at the demuxers, which may have given up
 
   // What is wanted.
   bool _held = false;
@@ -270,11 +294,13 @@ class Pipeline : public std::enable_shared_from_this<Pipeline> {
   std::optional<platform::TimePoint> _scrubAt;  // when the next picture is due
   bool _atEnd = false;
   bool _timeRuns = false;
-  bool _buffering = false;  // time waits for the media
-  enum class Fill { NotBegun, Filling, HasBeenFull };
-  Fill _fill = Fill::NotBegun;  // of the buffer, since the load or the last seek
-  int _bufferPercent = 0;
-  std::optional<platform::TimePoint> _dryAt;  // when one that holds nothing counts as dry
+  bool _buffering = false;                         // time waits for the media
+  bool _waits = false;                             // the demuxer waits for bytes
+  std::uint64_t _bytesAtStall = 0;                 // of the item's transfers
+  std::optional<platform::TimePoint> _dryAt;       // look whether the sinks have run dry
+  std::optional<platform::TimePoint> _refilledAt;  // the demuxer has had enough for so long
+  SinkProgress _videoProgress;
+  SinkProgress _soundProgress;
   bool _live = false;
   bool _playAnnounced = false;
   bool _pauseAnnounced = false;
@@ -289,14 +315,17 @@ class Pipeline : public std::enable_shared_from_this<Pipeline> {
   std::vector<std::function<void(Pipeline&)>> _afterSelection;
   GstRef<GstStreamCollection> _collection;
   StreamCatalog _catalog;
-  bool _chosen = false;  // by who watches, or in their name
+  bool _chosen = false;                                 // by who watches, or in their name
+  std::unique_ptr<PresentationPipeline> _presentation;  // null for a plain resource
+  std::unique_ptr<TextSegments> _textSegments;
+  ResourceURI _resourceURI;
   const std::shared_ptr<SubtitleCues> _subtitles = std::make_shared<SubtitleCues>();
   AlternateTexts _alternates;
   /// In the pictures, and what is known of them.
   std::array<std::optional<platform::MediaSelectionOption>, 4> _captions;
   std::optional<PictureCaptions::Channel> _shownCaptions;
   const std::shared_ptr<MetadataTimeline> _metadata = std::make_shared<MetadataTimeline>();
-  std::shared_ptr<const MediaTimeline> _eventsOf;
+  std::shared_ptr<const streaming::Presentation> _eventsOf;
   MetadataTimeline::Items _tagItems;               // the newest of each
   std::optional<platform::TimePoint> _metadataAt;  // when more is due
   platform::MediaFacts _facts;

@@ -7,6 +7,7 @@
 #include "box/media/ClearKeyDecryptor.h"
 #include "box/media/GstTime.h"
 #include "box/media/Pipeline.h"
+#include "box/media/TimelineFacts.h"
 #include "platform/foundation/TVSLogger.h"
 
 namespace box {
@@ -47,8 +48,7 @@ bool Pipeline::_wantsSeek() const {
 void Pipeline::_resolveDate() {
   if (!_wantedDate) return;
   const platform::Date date = *std::exchange(_wantedDate, std::nullopt);
-  const auto timeline = _setup.relayItem ? _setup.relayItem->timeline() : nullptr;
-  if (const auto position = timeline ? timeline->positionOf(date) : std::nullopt) {
+  if (const auto position = positionOfDate(_setup.item.get(), date)) {
     _wantedPosition = *position;
     _wantedFraction.reset();
     return;
@@ -77,7 +77,7 @@ double Pipeline::_seekDestination() const {
 }
 
 void Pipeline::_reconcile() {
-  if (_failed || _seeking || _selecting) return;
+  if (_failed || _seeking || _selecting || !_player) return;
   if (_prerolled) {
     if (_choosePreferred()) return;
     _resolveDate();
@@ -106,11 +106,11 @@ void Pipeline::_reconcile() {
 void Pipeline::_setState(GstState state) {
   _requested = state;
   if (state != GST_STATE_PLAYING && _timeRuns) {
-    gst_element_set_state(_playbin.get(), state);
+    gst_element_set_state(_player.get(), state);
     if (!_atEnd) _hold(_queryPosition());
     return;
   }
-  const GstStateChangeReturn result = gst_element_set_state(_playbin.get(), state);
+  const GstStateChangeReturn result = gst_element_set_state(_player.get(), state);
   if (result == GST_STATE_CHANGE_NO_PREROLL) {
     _live = true;
     _prerolled = true;
@@ -156,7 +156,7 @@ void Pipeline::_announce() {
   if (_requested != GST_STATE_PLAYING) return;
   GstState current = GST_STATE_NULL;
   GstState pending = GST_STATE_VOID_PENDING;
-  gst_element_get_state(_playbin.get(), &current, &pending, 0);
+  gst_element_get_state(_player.get(), &current, &pending, 0);
   const bool isDue = !_catalog.plays(GST_STREAM_TYPE_VIDEO) || _videoSink->hasBecomeDue();
   if (current != GST_STATE_PLAYING || pending != GST_STATE_VOID_PENDING || !isDue) return;
   if (!_timeRuns) {
@@ -206,13 +206,12 @@ void Pipeline::_issueSeek() {
   _videoSink->setHidden(false);
   if (_wantedRate != _appliedRate) _playAnnounced = false;
   _buffering = false;
-  _fill = Fill::NotBegun;
-  _bufferPercent = 0;
+  _refilledAt.reset();
   _endsAfterSeek = beyondEnd || atStart;
   _scrubbing = false;
   _scrubAt.reset();
   const auto begin = [&] {
-    return gst_element_seek(_playbin.get(), rate, GST_FORMAT_TIME, seekFlags(rate),
+    return gst_element_seek(_player.get(), rate, GST_FORMAT_TIME, seekFlags(rate),
                             GST_SEEK_TYPE_SET, start, GST_SEEK_TYPE_SET, stop) ||
            (rate < 0 && _beginScrub(destination));
   };
@@ -264,7 +263,7 @@ void Pipeline::_applyVolume() {
 double Pipeline::_queryPosition() const {
   gint64 position = 0;
   if (_atEnd || _scrubbing ||
-      !gst_element_query_position(_playbin.get(), GST_FORMAT_TIME, &position) || position < 0)
+      !gst_element_query_position(_player.get(), GST_FORMAT_TIME, &position) || position < 0)
     return _position.seconds();
   const double seconds = secondsOf(position);
   return _facts.duration > 0 ? std::min(seconds, _facts.duration) : seconds;

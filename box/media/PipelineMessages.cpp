@@ -20,12 +20,6 @@ constexpr auto kSilenceLimit = std::chrono::seconds(15);
 /// After so much of it, while nothing has been found to play, it is worth looking why.
 constexpr auto kShortSilence = std::chrono::seconds(2);
 
-/// A buffer that still holds no more than this while time runs gets less than is played.
-constexpr int kDryPercent = 2;
-
-/// While decoders fill up behind it, it is so for moments that nobody sees.
-constexpr auto kDryLimit = std::chrono::milliseconds(250);
-
 }  // namespace
 
 void Pipeline::_progress() {
@@ -36,10 +30,10 @@ void Pipeline::_progress() {
 
 void Pipeline::_handle(GstMessage* message) {
   const GstMessageType type = GST_MESSAGE_TYPE(message);
-  const bool own = GST_MESSAGE_SRC(message) == GST_OBJECT(_playbin.get());
+  const bool own = GST_MESSAGE_SRC(message) == GST_OBJECT(_player.get());
   if (_failed) return;
   if (type == GST_MESSAGE_ERROR) {
-    if (!_losesSound(message)) _fail(_relayFailure().value_or(errorOfMessage(message)));
+    if (!_losesSound(message)) _fail(_itemFailure().value_or(errorOfMessage(message)));
   } else if (type == GST_MESSAGE_ASYNC_DONE) {
     if (own) _handleAsyncDone();
   } else if (type == GST_MESSAGE_EOS) {
@@ -48,10 +42,6 @@ void Pipeline::_handle(GstMessage* message) {
     GstState requested = GST_STATE_VOID_PENDING;
     gst_message_parse_request_state(message, &requested);
     if (requested == GST_STATE_PAUSED) _setup.audio->noteInterruption();
-  } else if (type == GST_MESSAGE_BUFFERING) {
-    gint percent = 0;
-    gst_message_parse_buffering(message, &percent);
-    _handleBuffering(percent);
   } else if (type == GST_MESSAGE_ELEMENT) {
     _handleElement(message);
   } else if (type == GST_MESSAGE_STREAM_COLLECTION) {
@@ -101,7 +91,7 @@ void Pipeline::_handle(GstMessage* message) {
     const std::lock_guard lock(_mutex);
     ++_statistics.droppedFrameCount;
   } else if (type == GST_MESSAGE_LATENCY) {
-    gst_bin_recalculate_latency(GST_BIN(_playbin.get()));
+    gst_bin_recalculate_latency(GST_BIN(_player.get()));
   }
   // State changes and wake-ups say no more than that it is time to look.
 }
@@ -115,9 +105,7 @@ void Pipeline::_noteChapters(std::vector<platform::MediaChapter> chapters) {
 }
 
 void Pipeline::_updateCatalog() {
-  const auto offers = _setup.relayItem ? _setup.relayItem->offers() : nullptr;
-  _noteOfferedCaptions(offers.get());
-  if (!_collection || !_catalog.update(_collection.get(), offers.get()) || !_ready) return;
+  if (!_collection || !_catalog.update(_collection.get()) || !_ready) return;
   _refreshFacts();
   _report(Kind::Facts);
 }
@@ -125,9 +113,7 @@ void Pipeline::_updateCatalog() {
 void Pipeline::_handleElement(GstMessage* message) {
   const GstStructure* content = gst_message_get_structure(message);
   if (!content) return;
-  if (gst_structure_has_name(content, "http-headers")) {
-    _progress();
-  } else if (gst_structure_has_name(content, "missing-plugin")) {
+  if (gst_structure_has_name(content, "missing-plugin")) {
     if (auto error = missingPluginError(content)) _fail(std::move(*error));
   } else if (gst_structure_has_name(content, kForcedTextMessage)) {
     _catalog.noteForced(gst_structure_get_string(content, kForcedTextStream));
@@ -135,11 +121,11 @@ void Pipeline::_handleElement(GstMessage* message) {
 }
 
 void Pipeline::_handleAsyncDone() {
-  GST_OBJECT_LOCK(_playbin.get());
+  GST_OBJECT_LOCK(_player.get());
   // A flush came after this message had been sent, and another one follows; or an error did.
-  const bool prerolling = GST_STATE_PENDING(_playbin.get()) == GST_STATE_PAUSED ||
-                          GST_STATE_RETURN(_playbin.get()) == GST_STATE_CHANGE_FAILURE;
-  GST_OBJECT_UNLOCK(_playbin.get());
+  const bool prerolling = GST_STATE_PENDING(_player.get()) == GST_STATE_PAUSED ||
+                          GST_STATE_RETURN(_player.get()) == GST_STATE_CHANGE_FAILURE;
+  GST_OBJECT_UNLOCK(_player.get());
   if (prerolling) return;
   if (_seeking) {
     _finishSeek();
@@ -168,55 +154,6 @@ void Pipeline::_becomeReady() {
   _report(Kind::Ready);
 }
 
-void Pipeline::_handleBuffering(int percent) {
-  const bool changed = _bufferPercent != percent;
-  if (changed) _progress();
-  _bufferPercent = percent;
-  const bool full = percent >= 100 || _live;
-  _facts.bufferingPercent = full ? std::nullopt : std::optional<int>(percent);
-  _facts.bufferEmpty = percent == 0;
-  _facts.bufferFull = full;
-  _facts.likelyToKeepUp = full;
-  _publishFacts();
-  // Whoever waits is told how far it is.
-  if (changed && (!_ready || _buffering)) _report(Kind::Facts);
-  if (full) {
-    _buffering = false;
-    // A demuxer of playlists says that it is full before it has fetched anything.
-    if (_fill == Fill::Filling) _fill = Fill::HasBeenFull;
-    _dryAt.reset();
-    return;
-  }
-  // After a start or a seek it plays while the buffer fills for the first time; waiting is only for
-  // the one that runs dry and stays so, and then until it is full.
-  if (_fill == Fill::NotBegun) _fill = Fill::Filling;
-  if (_fill == Fill::HasBeenFull)
-    _stall();
-  else
-    _watchDryness();
-}
-
-void Pipeline::_watchDryness() {
-  const bool isDry = _timeRuns && _facts.bufferingPercent.value_or(100) <= kDryPercent;
-  if (!isDry)
-    _dryAt.reset();
-  else if (!_dryAt)
-    _dryAt = _clock.now() + kDryLimit;
-}
-
-void Pipeline::_stall() {
-  _dryAt.reset();
-  // Each step of a scrub begins to fill anew, and none waits for it.
-  if (!_timeRuns || _seeking || _scrubbing || std::exchange(_buffering, true)) return;
-  _setState(GST_STATE_PAUSED);
-  _playAnnounced = false;
-  {
-    const std::lock_guard lock(_mutex);
-    ++_statistics.stallCount;
-  }
-  _report(Kind::Stall);
-}
-
 void Pipeline::_handleEnd() {
   // One that was sent before a seek began says nothing.
   if (_seeking || _atEnd) return;
@@ -237,43 +174,39 @@ void Pipeline::_handleDeadline() {
     _stepScrub();
     return;
   }
-  if (_dryAt && *_dryAt <= now) {
-    _stall();
-    return;
-  }
+  if (_dryAt && *_dryAt <= now) return _handleDryness();
+  if (_refilledAt && *_refilledAt <= now) return _handleRefill();
   if (_timeRuns && _searchAt && *_searchAt <= now) {
     _searchSound();
     return;
   }
-  if (!_failed && _giveUpAt && *_giveUpAt <= now) {
-    _fail(_relayFailure().value_or(unknownMediaError()));
-    return;
-  }
   if (_lookAt && *_lookAt <= now) {
     _lookAt.reset();
-    if (!_failed && !_prerolled && !_collection &&
-        Workarounds::shared().hasLostError(_playbin.get()))
-      _fail(_relayFailure().value_or(silenceError()));
+    if (!_failed && !_prerolled && !_collection && _player &&
+        Workarounds::shared().hasLostError(_player.get()))
+      _fail(_itemFailure().value_or(silenceError()));
     return;
   }
   if (!_deadline || *_deadline > now) return;
   _deadline.reset();
   if (_selecting)
     _finishSelection();
-  else if (_setup.relayItem && _setup.relayItem->isBusy())
-    _progress();  // the relay's own bounds end whatever it waits for
+  else if (_setup.item && _setup.item->isBusy())
+    _progress();  // transfers end by themselves
   else if (!_failed)
-    _fail(_relayFailure().value_or(silenceError()));
+    _fail(_itemFailure().value_or(silenceError()));
 }
 
-std::optional<platform::Error> Pipeline::_relayFailure() const {
-  return _setup.relayItem ? _setup.relayItem->failure() : std::nullopt;
+std::optional<platform::Error> Pipeline::_itemFailure() const {
+  if (auto failure = _presentation ? _presentation->failure() : std::nullopt) return failure;
+  return _setup.item ? _setup.item->failure() : std::nullopt;
 }
 
 void Pipeline::_fail(platform::Error error) {
   if (std::exchange(_failed, true)) return;
   _deadline.reset();
-  _giveUpAt.reset();
+  _dryAt.reset();
+  _refilledAt.reset();
   _lookAt.reset();
   _scrubAt.reset();
   if (_timeRuns) _hold(_position.seconds());
@@ -286,28 +219,30 @@ void Pipeline::_fail(platform::Error error) {
 }
 
 void Pipeline::_refreshFacts() {
+  if (_presentation) return _refreshPresentationFacts();
+  if (!_player) return;
   gint64 duration = -1;
-  if (gst_element_query_duration(_playbin.get(), GST_FORMAT_TIME, &duration) && duration >= 0)
+  if (gst_element_query_duration(_player.get(), GST_FORMAT_TIME, &duration) && duration >= 0)
     _facts.duration = secondsOf(duration);
 
   _facts.seekable.clear();
   const GstRef<GstQuery> seeking(gst_query_new_seeking(GST_FORMAT_TIME));
-  if (gst_element_query(_playbin.get(), seeking.get())) {
+  if (gst_element_query(_player.get(), seeking.get())) {
     gboolean seekable = FALSE;
     gint64 start = 0;
     gint64 end = -1;
     gst_query_parse_seeking(seeking.get(), nullptr, &seekable, &start, &end);
     if (end < 0) end = duration;
-    if (Workarounds::shared().losesMediaBySeeks(_playbin.get())) seekable = FALSE;
+    if (Workarounds::shared().losesMediaBySeeks(_player.get())) seekable = FALSE;
     if (seekable && start >= 0 && end >= start)
       _facts.seekable.push_back({secondsOf(start), secondsOf(end - start)});
   }
   const bool file = _setup.url.starts_with("file:");
   _facts.live = _live || (_prerolled && _facts.duration <= 0 && !file);
 
-  // Of what comes through the relay, that one knows.
+  // What is fetched is told by the item.
   if (file) _facts.loaded = _facts.seekable;
-  if (_ready && !_facts.bufferingPercent) {
+  if (_ready && !_buffering) {
     _facts.likelyToKeepUp = true;
     _facts.bufferEmpty = false;
   }

@@ -17,7 +17,7 @@ constexpr auto kLeast = std::chrono::milliseconds(20);
 
 void Pipeline::_setUpMetadata() {
   // A streaming thread has something new; when it is due is seen here.
-  tapMetadata(_playbin.get(), _metadata, [this] { _post([](Pipeline&) {}); });
+  tapMetadata(_player.get(), _metadata, [this] { _post([](Pipeline&) {}); });
 }
 
 void Pipeline::_noteTags(const GstTagList* tags) {
@@ -40,11 +40,12 @@ void Pipeline::_noteTags(const GstTagList* tags) {
 }
 
 void Pipeline::_noteEvents() {
-  auto timeline = _setup.relayItem ? _setup.relayItem->timeline() : nullptr;
-  if (!timeline || timeline == _eventsOf) return;
-  for (const MediaTimeline::Event& each : timeline->events)
+  if (!_presentation) return;
+  auto presentation = _setup.item->presentation()->presentation();
+  if (presentation == _eventsOf) return;
+  for (const streaming::PresentationEvent& each : presentation->events)
     _metadata->add(MetadataTimeline::Source::Events, each.position, {each.item});
-  _eventsOf = std::move(timeline);
+  _eventsOf = std::move(presentation);
 }
 
 void Pipeline::_updateMetadata() {

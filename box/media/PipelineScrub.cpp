@@ -28,7 +28,7 @@ bool Pipeline::_scrubTo(double seconds) {
                                                     GST_SEEK_FLAG_SNAP_BEFORE);
   const auto start = static_cast<gint64>(std::llround(seconds * static_cast<double>(GST_SECOND)));
   _scrubAt.reset();
-  _seeking = gst_element_seek(_playbin.get(), 1, GST_FORMAT_TIME, kFlags, GST_SEEK_TYPE_SET, start,
+  _seeking = gst_element_seek(_player.get(), 1, GST_FORMAT_TIME, kFlags, GST_SEEK_TYPE_SET, start,
                               GST_SEEK_TYPE_SET, -1) == TRUE;
   if (_seeking) _progress();
   return _seeking;

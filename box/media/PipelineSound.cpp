@@ -17,7 +17,6 @@ constexpr auto kLongestSearch = std::chrono::seconds(30);
 }  // namespace
 
 void Pipeline::_setUpSound() {
-  _sound = std::make_unique<AudioOutput>();
   _soundArrival = std::make_shared<const AudioDevice::Arrival>([weak = weak_from_this()] {
     const auto pipeline = weak.lock();
     if (!pipeline) return;
@@ -27,9 +26,9 @@ void Pipeline::_setUpSound() {
     });
   });
   _setup.audio->listen(_soundArrival);
-  gst_bus_set_sync_handler(_bus.get(), _onSyncMessage, _sound.get(), nullptr);
   // One that only one can have is still the one's that plays.
-  if (!_held || !_setup.audio->isExclusive()) _sound->use(_setup.audio->open());
+  if (_sound->isSilent() && (!_held || !_setup.audio->isExclusive()))
+    _sound->use(_setup.audio->open());
 }
 
 /// On the thread that tells of the streams, before anything of them is on its way to a sink.
@@ -56,7 +55,7 @@ void Pipeline::_beginSound(const std::shared_ptr<Pipeline>& predecessor) {
 void Pipeline::_changeSound(GstRef<GstElement> sink) {
   if (!_prerolled) {
     // Nothing is lost by beginning anew.
-    gst_element_set_state(_playbin.get(), GST_STATE_NULL);
+    if (_player) gst_element_set_state(_player.get(), GST_STATE_NULL);
     gst_element_set_state(_sound->element(), GST_STATE_READY);
     _requested = GST_STATE_NULL;
     _sound->use(std::move(sink));
@@ -88,14 +87,14 @@ bool Pipeline::_losesSound(GstMessage* message) {
   // The sink that is no longer used may have more to say, and those before it stop for the same
   // reason, and say so after it.
   const bool ofTheOldSink =
-      !gst_object_has_as_ancestor(GST_MESSAGE_SRC(message), GST_OBJECT(_playbin.get()));
+      !gst_object_has_as_ancestor(GST_MESSAGE_SRC(message), GST_OBJECT(_player.get()));
   GError* parsed = nullptr;
   gst_message_parse_error(message, &parsed, nullptr);
   const GstRef<GError> error(parsed);
   if (!ofTheOldSink && !g_error_matches(parsed, GST_STREAM_ERROR, GST_STREAM_ERROR_FAILED))
     return false;
   // The library gives up a change of state that an error falls into.
-  const auto result = gst_element_set_state(_playbin.get(), _requested);
+  const auto result = gst_element_set_state(_player.get(), _requested);
   if (result == GST_STATE_CHANGE_SUCCESS && _seeking) _finishSeek();
   return true;
 }

@@ -31,8 +31,7 @@ void Pipeline::_setUpTexts() {
   _textSink = std::make_unique<TextSink>(
       _subtitles,
       [frames = _setup.frames, ticket = _setup.ticket] { frames->textsDidChange(ticket); });
-  if (_textSink->element())
-    g_object_set(_playbin.get(), "text-sink", _textSink->element(), nullptr);
+  if (_textSink->element()) g_object_set(_player.get(), "text-sink", _textSink->element(), nullptr);
 }
 
 std::vector<platform::MediaSelectionGroup> Pipeline::_groups() const {
@@ -62,17 +61,16 @@ void Pipeline::_noteCaptions(PictureCaptions::Channel channel) {
   if (_ready) _report(Kind::Facts);
 }
 
-void Pipeline::_noteOfferedCaptions(const StreamOffers* offers) {
-  if (!offers) return;
-  for (const StreamOffer& offer : offers->streams) {
-    const auto& names = PictureCaptions::kNames;
-    const auto name = std::find(names.begin(), names.end(), offer.stream);
+void Pipeline::_noteCaptionTracks(const std::vector<streaming::Track>& tracks) {
+  const auto& names = PictureCaptions::kNames;
+  for (const streaming::Track& track : tracks) {
+    const auto name = std::find(names.begin(), names.end(), track.captionChannel);
     if (name == names.end()) continue;
     const auto channel = static_cast<PictureCaptions::Channel>(name - names.begin());
     auto& option = _captions[channel];
     option = captionsOf(channel);
-    if (!offer.name.empty()) option->displayName = offer.name;
-    option->languageTag = languageTagOf(offer.language);
+    if (!track.name.empty()) option->displayName = track.name;
+    option->languageTag = languageTagOf(track.language);
   }
 }
 
@@ -118,7 +116,7 @@ void Pipeline::_select(const std::string& characteristic,
 }
 
 void Pipeline::_loadAlternate() {
-  _alternates.load(_setup.relayItem.get(), [this](std::vector<SubtitleCue> cues) {
+  _alternates.load(*_setup.streaming, _setup.item, [this](std::vector<SubtitleCue> cues) {
     _post([cues = std::move(cues)](Pipeline& me) {
       if (!me._alternates.isSelected()) return;
       me._subtitles->setBeside(cues);
@@ -135,11 +133,15 @@ void Pipeline::_beginSelection(std::optional<StreamCatalog::Choice> choice) {
     _finishSelection();
     return;
   }
+  if (_presentation) {
+    _finishSelection();
+    return;
+  }
   GList* ids = nullptr;
   for (const std::string& id : _selecting->streams)
     ids = g_list_append(ids, const_cast<char*>(id.c_str()));
   // The result says nothing: some sources answer FALSE and do it.
-  gst_element_send_event(_playbin.get(), gst_event_new_select_streams(ids));
+  gst_element_send_event(_player.get(), gst_event_new_select_streams(ids));
   g_list_free(ids);
   _deadline = _clock.now() + kSelectionLimit;
 }
@@ -159,8 +161,17 @@ void Pipeline::_handleSelection(StreamCatalog::Selection selection) {
 void Pipeline::_finishSelection() {
   const auto before = _groups();
   // Nothing but a flush makes other streams flow.
-  if (_catalog.changesStreams(*_selecting)) _reseek = true;
+  const bool changesStreams = _catalog.changesStreams(*_selecting);
+  const streaming::TrackSelection selected = _trackSelection();
   _catalog.choose(*std::exchange(_selecting, std::nullopt));
+  if (_presentation) {
+    // Texts do not come through the pipeline.
+    const streaming::TrackSelection wanted = _trackSelection();
+    _presentation->setSelection(wanted);
+    _reseek = _reseek || wanted.video != selected.video || wanted.audio != selected.audio;
+  } else if (changesStreams) {
+    _reseek = true;
+  }
   _deadline.reset();
   _showTexts();
   _tellSelection(before);

@@ -57,8 +57,7 @@ bool isSpecial(const StreamDescription& stream) {
 
 }  // namespace
 
-std::vector<StreamDescription> StreamCatalog::_describe(GstStreamCollection* collection,
-                                                        const StreamOffers* offers) const {
+std::vector<StreamDescription> StreamCatalog::_describe(GstStreamCollection* collection) const {
   constexpr int kPlayable = GST_STREAM_TYPE_VIDEO | GST_STREAM_TYPE_AUDIO | GST_STREAM_TYPE_TEXT;
   std::vector<StreamDescription> streams;
   for (guint index = 0; index < gst_stream_collection_get_size(collection); ++index) {
@@ -66,12 +65,6 @@ std::vector<StreamDescription> StreamCatalog::_describe(GstStreamCollection* col
     if ((gst_stream_get_stream_type(stream) & kPlayable) == 0 || isNoMedia(stream)) continue;
     StreamDescription& description = streams.emplace_back(describeStream(stream));
     description.forced = description.forced || _forced.contains(description.id);
-    if (!offers) continue;
-    for (const StreamOffer& each : offers->streams)
-      if (each.stream == nameOfStreamID(description.id)) {
-        addOffer(each, description);
-        break;
-      }
   }
   return streams;
 }
@@ -126,6 +119,13 @@ bool StreamCatalog::_isSelected(const StreamDescription& stream) const {
 
 bool StreamCatalog::_plays(const StreamDescription& stream) const {
   return _isSelected(stream) && (_showsText || (stream.type & GST_STREAM_TYPE_TEXT) == 0);
+}
+
+std::vector<StreamDescription> StreamCatalog::playing() const {
+  std::vector<StreamDescription> result;
+  for (const StreamDescription& each : _streams)
+    if (_plays(each)) result.push_back(each);
+  return result;
 }
 
 bool StreamCatalog::plays(GstStreamType type) const {

@@ -29,11 +29,8 @@ class StreamCatalog {
     bool textFollowsSound = false;  ///< it is one that nobody has chosen
   };
 
-  /// Collections are posted several times; false when nothing has changed. `offers`: what the
-  /// playlist says of the streams, or null.
-  bool update(GstStreamCollection* collection, const StreamOffers* offers) {
-    return update(_describe(collection, offers));
-  }
+  /// Collections are posted several times; false when nothing has changed.
+  bool update(GstStreamCollection* collection) { return update(_describe(collection)); }
   /// What the container says of a stream, by its id, before it is told of.
   void noteForced(std::string id) { _forced.insert(std::move(id)); }
   bool update(std::vector<StreamDescription> streams);
@@ -45,6 +42,8 @@ class StreamCatalog {
   bool changesStreams(const Choice& choice) const;
 
   bool plays(GstStreamType type) const;
+  /// What plays.
+  std::vector<StreamDescription> playing() const;
   /// There is video or sound. A page of the web is but text, and a picture by itself is no stream.
   bool hasMedia() const;
 
@@ -65,8 +64,7 @@ class StreamCatalog {
   bool knowsLanguages() const;
 
  private:
-  std::vector<StreamDescription> _describe(GstStreamCollection* collection,
-                                           const StreamOffers* offers) const;
+  std::vector<StreamDescription> _describe(GstStreamCollection* collection) const;
   bool _isSelected(const StreamDescription& stream) const;
   bool _plays(const StreamDescription& stream) const;
   std::optional<Choice> _choiceOf(const std::vector<const StreamDescription*>& playing) const;

@@ -1,7 +1,6 @@
 #include "box/media/StreamDescription.h"
 
 #include <algorithm>
-#include <array>
 #include <cctype>
 #include <charconv>
 #include <string_view>
@@ -13,9 +12,6 @@
 
 namespace box {
 namespace {
-
-/// How streams of adaptive media are called: after what the playlist calls them.
-constexpr std::array<std::string_view, 3> kNamePrefixes{"audio-", "text-", "video-"};
 
 std::string tagText(const GstTagList* tags, const char* name) {
   gchar* text = nullptr;
@@ -45,13 +41,17 @@ std::string nameOfLanguage(const std::string& language) {
   return name ? name : language;
 }
 
-std::string nameOf(const std::string& id, const GstTagList* tags, const std::string& language) {
+std::string nameOf(const GstTagList* tags, const std::string& language) {
   if (std::string title = tagText(tags, GST_TAG_TITLE); !title.empty()) return title;
-  const std::string_view name = nameOfStreamID(id);
-  for (const std::string_view prefix : kNamePrefixes)
-    if (name.starts_with(prefix) && name.size() > prefix.size())
-      return std::string(name.substr(prefix.size()));
   return nameOfLanguage(language);
+}
+
+/// Without the parameters behind the dot, which name a profile: "avc1".
+std::string codecOfTrack(const streaming::Track& track) {
+  for (const auto& each : track.representations)
+    if (!each->codecs.empty())
+      return each->codecs.front().substr(0, each->codecs.front().find('.'));
+  return track.representations.empty() ? std::string() : track.representations.front()->mimeType;
 }
 
 bool isAlphanumeric(const std::string& text) {
@@ -60,13 +60,6 @@ bool isAlphanumeric(const std::string& text) {
 }
 
 }  // namespace
-
-std::string_view nameOfStreamID(std::string_view id) {
-  constexpr std::size_t kHashDigits = 64;
-  const bool hasHash = id.size() > kHashDigits && id[kHashDigits] == '/' &&
-                       id.find_first_not_of("0123456789abcdef") == kHashDigits;
-  return hasHash ? id.substr(kHashDigits + 1) : id;
-}
 
 std::optional<std::uint32_t> numberOfStreamID(const std::string& id) {
   const std::size_t slash = id.rfind('/');
@@ -126,19 +119,23 @@ void addCharacteristicsOfName(StreamDescription& stream) {
   if (says({"commentary"})) add(platform::kMediaOptionCommentary);
 }
 
-void addOffer(const StreamOffer& offer, StreamDescription& stream) {
-  if (stream.language.empty()) stream.language = languageTagOf(offer.language);
-  // Without a name of its own it has been called by its number.
-  stream.name = offer.name.empty() ? nameOfLanguage(stream.language) : offer.name;
-  stream.forced = stream.forced || offer.forced;
-  stream.byDefault = stream.byDefault || offer.byDefault;
-  std::vector<std::string> characteristics = offer.characteristics;
-  if (offer.byDefault)
-    characteristics.emplace(characteristics.begin(), platform::kMediaOptionDefault);
-  for (std::string& each : characteristics)
-    if (std::find(stream.characteristics.begin(), stream.characteristics.end(), each) ==
-        stream.characteristics.end())
-      stream.characteristics.push_back(std::move(each));
+StreamDescription describeTrack(const streaming::Track& track) {
+  StreamDescription result;
+  result.id = track.id;
+  result.type = track.kind == streaming::MediaKind::Video   ? GST_STREAM_TYPE_VIDEO
+                : track.kind == streaming::MediaKind::Audio ? GST_STREAM_TYPE_AUDIO
+                                                            : GST_STREAM_TYPE_TEXT;
+  result.language = languageTagOf(track.language);
+  result.name = track.name.empty() ? nameOfLanguage(result.language) : track.name;
+  result.codec = codecOfTrack(track);
+  result.forced = track.isForced;
+  result.byDefault = track.isDefault;
+  if (track.isDefault) result.characteristics.emplace_back(platform::kMediaOptionDefault);
+  for (const std::string& each : track.characteristics)
+    if (std::find(result.characteristics.begin(), result.characteristics.end(), each) ==
+        result.characteristics.end())
+      result.characteristics.push_back(each);
+  return result;
 }
 
 StreamDescription describeStream(GstStream* stream) {
@@ -148,7 +145,7 @@ StreamDescription describeStream(GstStream* stream) {
   result.number = numberOfStreamID(result.id);
   const GstRef<GstTagList> tags(gst_stream_get_tags(stream));
   result.language = languageOf(tags.get());
-  result.name = nameOf(result.id, tags.get(), result.language);
+  result.name = nameOf(tags.get(), result.language);
   result.codec = codecOf(stream, tags.get());
   const GstStreamFlags flags = gst_stream_get_stream_flags(stream);
   result.byDefault = (flags & GST_STREAM_FLAG_SELECT) != 0;

@@ -8,7 +8,7 @@
 
 #include <gst/gst.h>
 
-#include "box/relay/StreamOffers.h"
+#include "streaming/manifest/Presentation.h"
 
 namespace box {
 
@@ -27,12 +27,8 @@ struct StreamDescription {
 };
 
 StreamDescription describeStream(GstStream* stream);
-/// Adds what a playlist says of the stream.
-void addOffer(const StreamOffer& offer, StreamDescription& stream);
-
-/// The name of a stream in a playlist, in the stream id that its demuxer gives. Since
-/// GStreamer 1.24 the id has a hash and a slash before the name.
-std::string_view nameOfStreamID(std::string_view id);
+/// Of a track in a manifest; its id is the track's.
+StreamDescription describeTrack(const streaming::Track& track);
 
 /// The number of an mp4 or Matroska track, or the PID of a transport stream, in a stream's id.
 std::optional<std::uint32_t> numberOfStreamID(const std::string& id);

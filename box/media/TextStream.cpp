@@ -229,21 +229,6 @@ void registerTextStream() {
   gst_element_register(nullptr, kElementName, GST_RANK_PRIMARY + 100, textStreamType());
 }
 
-void nameTextStreams(GstMessage* message) {
-  if (GST_MESSAGE_TYPE(message) != GST_MESSAGE_STREAM_COLLECTION) return;
-  GstStreamCollection* parsed = nullptr;
-  gst_message_parse_stream_collection(message, &parsed);
-  const GstRef<GstStreamCollection> streams(parsed);
-  const GstRef<GstCaps> taken(gst_caps_from_string(kSinkCaps));
-  const GstRef<GstCaps> given(gst_caps_from_string(kSourceCaps));
-  for (guint index = 0; index < gst_stream_collection_get_size(parsed); ++index) {
-    GstStream* const stream = gst_stream_collection_get_stream(parsed, index);
-    const GstRef<GstCaps> caps(gst_stream_get_caps(stream));
-    if (caps && !gst_caps_is_any(caps.get()) && gst_caps_can_intersect(caps.get(), taken.get()))
-      gst_stream_set_caps(stream, given.get());
-  }
-}
-
 const SubtitleCue* cueWith(GstBuffer* buffer) {
   return static_cast<const SubtitleCue*>(
       gst_mini_object_get_qdata(GST_MINI_OBJECT(buffer), cueQuark()));

@@ -39,10 +39,9 @@ double secondsBetween(std::uint64_t from, std::uint64_t to) {
 
 }  // namespace
 
-void TransportMetadata::restart(bool recount) {
+void TransportMetadata::restart() {
   _carry.clear();
   _piece = {};
-  if (recount) _firstTime.reset();
 }
 
 void TransportMetadata::feed(Bytes bytes) {

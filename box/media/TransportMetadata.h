@@ -16,13 +16,13 @@ namespace box {
 /// Threads: one at a time.
 class TransportMetadata {
  public:
-  /// `seconds` are counted from the first time of picture or sound after `restart()`.
+  /// `seconds` are counted from the first time of picture or sound.
   using Found = std::function<void(double seconds, std::span<const std::uint8_t> data)>;
   explicit TransportMetadata(Found found) : _found(std::move(found)) {}
 
   void feed(std::span<const std::uint8_t> bytes);
-  /// Other bytes follow. `recount`: and times are counted anew.
-  void restart(bool recount);
+  /// Bytes of another place follow.
+  void restart();
   /// What `seconds` are counted from, in units of 1/90000 s.
   std::optional<std::uint64_t> firstTime() const { return _firstTime; }
 

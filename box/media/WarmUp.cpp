@@ -18,11 +18,10 @@ namespace {
 
 // What an mp4 over HTTP goes through. One that is missing fails later, with the item's own error.
 constexpr const char* kCommonElements[] = {
-    "playbin3",     "uridecodebin3", "urisourcebin", "decodebin3", "parsebin",
-    "souphttpsrc",  "typefind",      "queue2",       "multiqueue", "qtdemux",
-    "h264parse",    "aacparse",      "avdec_h264",   "avdec_aac",  "appsink",
-    "audioconvert", "audioresample", "volume",       "scaletempo", "videoconvertscale",
-    "videobalance", "deinterlace",
+    "playbin3",   "uridecodebin3", "urisourcebin",      "decodebin3",   "parsebin",
+    "typefind",   "multiqueue",    "qtdemux",           "h264parse",    "aacparse",
+    "avdec_h264", "avdec_aac",     "appsink",           "audioconvert", "audioresample",
+    "volume",     "scaletempo",    "videoconvertscale", "videobalance", "deinterlace",
 };
 
 std::atomic<bool> isWarm = false;

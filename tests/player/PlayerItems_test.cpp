@@ -98,12 +98,12 @@ TEST_F(TVSPlayerTest, EndActionNoneGoesOnAfterASeek) {
 TEST_F(TVSPlayerTest, FailingItemsAreLeftAndTheLastOneStays) {
   const platform::Error forbidden{std::string(platform::kURLErrorDomain), 403, {}, {}, {}};
   const double before = platform::Platform::current().clock().date().secondsSince1970;
-  begin({"missing", "a", "damaged", "asks"});
-  ASSERT_TRUE(untilHeard("did asks"));
+  begin({"missing", "a", "damaged", "refused"});
+  ASSERT_TRUE(untilHeard("did refused"));
   ASSERT_TRUE(until([&] { return player->rate() == 1; }));
   EXPECT_THAT(events.take(),
               ElementsAre("loading", "will missing", "did a", "playing", "end a", "will a",
-                          "did damaged", "loading", "will damaged", "did asks", "playing"));
+                          "did damaged", "loading", "will damaged", "did refused", "playing"));
   // It fails in the middle, where it waits for what is then refused.
   ASSERT_TRUE(untilHeard("loading"));
   current()->answerBy([&](auto& request) { request.finishLoadingWithError(forbidden); });
@@ -121,7 +121,7 @@ TEST_F(TVSPlayerTest, FailingItemsAreLeftAndTheLastOneStays) {
   } entries[] = {
       {"missing", platform::kURLErrorDomain, -1100},
       {"damaged", platform::kMediaErrorDomain, -11828},
-      {"asks", platform::kURLErrorDomain, 403},
+      {"refused", platform::kURLErrorDomain, 403},
   };
   ASSERT_EQ(log.size(), std::size(entries));
   for (std::size_t index = 0; index < log.size(); ++index) {

@@ -6,22 +6,13 @@
 #include <mutex>
 #include <optional>
 
-#include <libsoup/soup.h>
-
 #include "box/media/GstRef.h"
-#include "box/media/workarounds/AdaptiveLeftDownload.h"
-#include "box/media/workarounds/AdaptiveLostCancel.h"
-#include "box/media/workarounds/AdaptiveTaskLeak.h"
 #include "box/media/workarounds/Decodebin3EarlyEos.h"
 #include "box/media/workarounds/Decodebin3StartOrder.h"
 #include "box/media/workarounds/DemuxerLostError.h"
 #include "box/media/workarounds/FlvdemuxAccurateSeek.h"
 #include "box/media/workarounds/QtdemuxEncryptedSeek.h"
 #include "box/media/workarounds/QtdemuxGrowingDuration.h"
-#include "box/media/workarounds/Queue2StaleRing.h"
-#include "box/media/workarounds/SoupDownloads.h"
-#include "box/media/workarounds/SoupSessionLeak.h"
-#include "box/media/workarounds/SoupStreamClose.h"
 #include "box/media/workarounds/WorkaroundRules.h"
 #include "platform/foundation/TVSLogger.h"
 
@@ -29,12 +20,9 @@ namespace box {
 namespace {
 
 // The versions that the workarounds were tested with: those of Debian 12 and of Debian 13.
-constexpr VersionRange kGStreamer12{{1, 22, 0}, {1, 22, 0}};
 constexpr VersionRange kGStreamer13{{1, 26, 2}, {1, 26, 2}};
 /// Both, and what lies between them. Only for a workaround that uses nothing but public functions.
 constexpr VersionRange kGStreamerBoth{{1, 22, 0}, {1, 26, 2}};
-constexpr VersionRange kSoup12{{3, 2, 0}, {3, 2, 3}};
-constexpr VersionRange kSoup13{{3, 6, 0}, {3, 6, 5}};
 
 std::optional<LibraryVersion> versionOfPlugin(const char* name) {
   GstPlugin* const plugin = gst_registry_find_plugin(gst_registry_get(), name);
@@ -57,7 +45,6 @@ struct Workarounds::Entry {
   struct Hooks {
     void (*forProcess)() = nullptr;
     void (*forPlaybin)(GstElement*) = nullptr;
-    void (*beforeStop)(const PlaybinStop&) = nullptr;
     bool (*hasLostError)(GstElement*) = nullptr;
     bool (*losesMediaBySeeks)(GstElement*) = nullptr;
   } hooks;
@@ -65,12 +52,6 @@ struct Workarounds::Entry {
 
 const std::vector<Workarounds::Entry>& Workarounds::_entries() {
   static const std::vector<Entry> entries = {
-      {{"AdaptiveLeftDownload", "adaptivedemux2", {kGStreamer12, kGStreamer13}},
-       {.forProcess = countSoupDownloads, .beforeStop = endDownloads}},
-      {{"AdaptiveLostCancel", "adaptivedemux2", {kGStreamer12, kGStreamer13}},
-       {.forProcess = countSoupDownloads, .forPlaybin = installAdaptiveLostCancel}},
-      {{"AdaptiveTaskLeak", "adaptivedemux2", {kGStreamer12}},
-       {.forProcess = installAdaptiveTaskLeak}},
       {{"Decodebin3EarlyEos", "playback", {kGStreamerBoth}},
        {.forPlaybin = installDecodebin3EarlyEos}},
       {{"Decodebin3StartOrder", "playback", {kGStreamerBoth}},
@@ -83,10 +64,6 @@ const std::vector<Workarounds::Entry>& Workarounds::_entries() {
        {.losesMediaBySeeks = losesDecryptionBySeeks}},
       {{"QtdemuxGrowingDuration", "isomp4", {kGStreamerBoth}},
        {.forPlaybin = installQtdemuxGrowingDuration}},
-      {{"Queue2StaleRing", "coreelements", {kGStreamer12, kGStreamer13}},
-       {.forPlaybin = installQueue2StaleRing}},
-      {{"SoupSessionLeak", "soup", {kGStreamer12}}, {.forPlaybin = installSoupSessionLeak}},
-      {{"SoupStreamClose", "libsoup", {kSoup12, kSoup13}}, {.forProcess = installSoupStreamClose}},
   };
   return entries;
 }
@@ -100,9 +77,6 @@ Workarounds::Workarounds() {
   std::vector<WorkaroundRule> rules;
   for (const Entry& entry : _entries()) rules.push_back(entry.rule);
   std::map<std::string, LibraryVersion> running;
-  const LibraryVersion soup{soup_get_major_version(), soup_get_minor_version(),
-                            soup_get_micro_version()};
-  running["libsoup"] = soup;
   for (const WorkaroundRule& rule : rules)
     if (const auto version = versionOfPlugin(rule.component.c_str()))
       running[rule.component] = *version;
@@ -123,9 +97,8 @@ Workarounds::Workarounds() {
   LibraryVersion gstreamer;
   guint nano = 0;
   gst_version(&gstreamer.major, &gstreamer.minor, &gstreamer.micro, &nano);
-  _summary = "GStreamer " + textOf(gstreamer) + ", libsoup " + textOf(soup) + ": " +
-             std::to_string(_active.size()) + " of " + std::to_string(rules.size()) +
-             " workarounds" + names;
+  _summary = "GStreamer " + textOf(gstreamer) + ": " + std::to_string(_active.size()) + " of " +
+             std::to_string(rules.size()) + " workarounds" + names;
 }
 
 bool Workarounds::isOn(std::string_view name) const {
@@ -149,11 +122,6 @@ void Workarounds::installForProcess() const {
 void Workarounds::installForPlaybin(GstElement* playbin) const {
   for (const Entry* entry : _active)
     if (entry->hooks.forPlaybin) entry->hooks.forPlaybin(playbin);
-}
-
-void Workarounds::prepareStop(const PlaybinStop& stop) const {
-  for (const Entry* entry : _active)
-    if (entry->hooks.beforeStop) entry->hooks.beforeStop(stop);
 }
 
 bool Workarounds::hasLostError(GstElement* playbin) const {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -8,14 +7,6 @@
 #include <gst/gst.h>
 
 namespace box {
-
-/// A playbin that is about to be stopped.
-struct PlaybinStop {
-  GstBus* bus;
-  std::string url;  ///< that the playbin plays
-  /// Makes every request that is under way or follows fail.
-  std::function<void()> endRequests;
-};
 
 /// The workarounds for faults of the media libraries: which there are, which versions need them,
 /// and which are on in this process. The table is in Workarounds.cpp; the header of each workaround
@@ -39,8 +30,6 @@ class Workarounds {
   void installForProcess() const;
   /// Before `playbin` leaves the state NULL.
   void installForPlaybin(GstElement* playbin) const;
-  /// Before the playbin goes to the state NULL. May take a quarter of a second.
-  void prepareStop(const PlaybinStop& stop) const;
   /// Whether a demuxer in `playbin` has given up without an error message.
   bool hasLostError(GstElement* playbin) const;
   /// Whether a seek in `playbin` would make its media unreadable.

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include "box/relay/LoopbackRelay.h"
 #include "platform/foundation/Error.h"
 #include "tests/box/media/EngineHarness.h"
 #include "tests/box/media/TestMedia.h"
@@ -57,7 +56,8 @@ std::vector<BadMedia> badMedia() {
       urlCase("huge", "http://127.0.0.1/" + std::string(64 * 1024, 'a'), URLErrorCode::BadURL),
       urlCase("missing file", "file:///nowhere/clip.mp4", URLErrorCode::FileDoesNotExist),
       urlCase("endless playlist", media.url("endless.m3u8"), URLErrorCode::BadServerResponse),
-      mediaCase("playlist of itself", media.url("itself.m3u8"), MediaErrorCode::DecodeFailed),
+      mediaCase("playlist of itself", media.url("itself.m3u8"),
+                MediaErrorCode::FormatNotRecognized),
       mediaCase("text", media.url("text.mp4"), MediaErrorCode::FormatNotRecognized),
       mediaCase("a page", media.url("page.mp4"), MediaErrorCode::FormatNotRecognized),
       mediaCase("a picture", media.url("picture.png"), MediaErrorCode::FormatNotRecognized),
@@ -107,12 +107,12 @@ TEST(BadMedia, CallsAfterAFailureDoNothing) {
   EXPECT_EQ(harness.count("fail"), 0);
 }
 
-/// An engine whose relay waits for seconds at most.
+/// An engine whose transfers wait for seconds at most.
 box::MediaEngineOptions impatient() {
-  box::RelayBounds bounds;
-  bounds.stall = std::chrono::seconds(1);
-  bounds.backOff.fill(std::chrono::milliseconds(10));
-  return {.relay = std::make_shared<box::LoopbackRelay>(box::RelayOptions(), bounds)};
+  streaming::StreamingOptions options;
+  options.bounds.stall = std::chrono::seconds(1);
+  options.bounds.backOff.fill(std::chrono::milliseconds(10));
+  return {.streaming = streaming::Streaming::make(options)};
 }
 
 TEST(BadMedia, AConnectionThatBreaksInTheMiddleIsNotAnEnd) {

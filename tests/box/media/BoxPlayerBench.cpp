@@ -5,7 +5,6 @@
 
 #include "box/media/MediaEngine.h"
 #include "box/media/WorkerThreads.h"
-#include "box/relay/LoopbackRelay.h"
 #include "sim/Box.h"
 #include "tests/box/media/TestMedia.h"
 #include "tests/player/PlayerBench.h"
@@ -29,7 +28,7 @@ class RealTimeBox final : public sim::Box {
   platform::MainQueue& mainQueue() override { return _queue; }
   std::unique_ptr<platform::MediaEngine> makeMediaEngine() override {
     auto engine = std::make_unique<box::MediaEngine>(
-        _queue, _clock, box::MediaEngineOptions{.allowFileURLs = true, .relay = _relay});
+        _queue, _clock, box::MediaEngineOptions{.allowFileURLs = true, .streaming = _streaming});
     // A picture is no task of the queue: whoever waits for a position looks at it then.
     const auto frames = std::static_pointer_cast<box::VideoFrames>(engine->videoOutput());
     frames->setWakeup([this] { _queue.wake(); });
@@ -45,7 +44,7 @@ class RealTimeBox final : public sim::Box {
  private:
   platform::SystemClock _clock;
   platform::MainQueue _queue{_clock, std::make_shared<platform::ConditionWaiter>(_clock)};
-  std::shared_ptr<box::Relay> _relay = box::Relay::make();
+  std::shared_ptr<streaming::Streaming> _streaming = streaming::Streaming::make();
   std::vector<std::weak_ptr<box::VideoFrames>> _frames;
 };
 
@@ -67,6 +66,7 @@ class BoxPlayerBench final : public PlayerBench {
       return "x-demo://sender/clip.mp4";
     }
     if (name == "asks") return media.url("asks.m3u8");
+    if (name == "refused") return media.url("refused.m3u8");
     return media.url("second.mp4");
   }
   platform::ResourceResponse answerTo(const TVSResourceLoadingRequest& request) override {

@@ -12,7 +12,7 @@
 #include <gtest/gtest.h>
 
 #include "box/media/GstRef.h"
-#include "box/media/RelayContentKeys.h"
+#include "box/media/SenderContentKeys.h"
 #include "box/media/WarmUp.h"
 #include "box/media/workarounds/Workarounds.h"
 #include "tests/box/media/TestMedia.h"
@@ -34,29 +34,19 @@ Bytes bytesOf(std::string_view hex) {
 const Bytes kKey = bytesOf("00112233445566778899aabbccddeeff");
 const Bytes kKeyID = bytesOf("0123456789abcdef0123456789abcdef");
 
-/// A relay's item that answers questions for keys as it is told, or never.
-class KeyItem final : public box::RelayItem {
+/// A sender that answers questions for keys as it is told, or never.
+class KeySender final {
  public:
-  void close() override {}
-  std::string url() const override { return {}; }
-  std::string urlFor(const std::string& url) const override { return url; }
-  std::optional<platform::Error> failure() const override { return std::nullopt; }
-  void whenHopeless(std::function<void()>) override {}
-  bool isBusy() const override { return false; }
-  box::RelayStatistics statistics() const override { return {}; }
-  std::vector<box::RelayedRange> ranges() const override { return {}; }
-  std::vector<box::RelayLeg> legs() const override { return {}; }
-  void whenLegBegins(std::function<void()>) override {}
-  std::shared_ptr<const box::MediaTimeline> timeline() const override { return nullptr; }
-  std::vector<std::shared_ptr<const box::MediaTimeline>> timelines() const override { return {}; }
-  std::shared_ptr<const box::StreamOffers> offers() const override { return nullptr; }
-  void askForKey(const std::string& url, std::function<void(box::RelayAnswer)> reply) override {
-    {
-      const std::lock_guard lock(_mutex);
-      _asked.push_back(url);
-    }
-    if (onQuestion) onQuestion();
-    if (answer) reply(*answer);
+  std::shared_ptr<box::SenderContentKeys> keys() {
+    return std::make_shared<box::SenderContentKeys>(
+        [this](const std::string& url, const std::function<void(streaming::ContentAnswer)>& reply) {
+          {
+            const std::lock_guard lock(_mutex);
+            _asked.push_back(url);
+          }
+          if (onQuestion) onQuestion();
+          if (answer) reply(*answer);
+        });
   }
   std::vector<std::string> asked() const {
     const std::lock_guard lock(_mutex);
@@ -64,7 +54,7 @@ class KeyItem final : public box::RelayItem {
   }
 
   std::function<void()> onQuestion;
-  std::optional<box::RelayAnswer> answer;
+  std::optional<streaming::ContentAnswer> answer;
 
  private:
   mutable std::mutex _mutex;
@@ -124,44 +114,29 @@ class Playback {
 };
 
 TEST(ClearKeyDecryptor, PlaysToTheEndWhatTheClearMediaShow) {
-  const struct {
-    std::string url;
-    std::string clear;
-  } cases[] = {
-      {TestMedia::shared().url("encrypted.mp4"), "fragmented.mp4"},
-      {TestMedia::shared().fileURL("encrypted.mp4"), "fragmented.mp4"},
-      {TestMedia::shared().url("encrypted.mpd"), "fragmented_silent.mp4"},
-  };
-  for (const auto& one : cases) {
-    SCOPED_TRACE(one.url);
-    const auto item = std::make_shared<KeyItem>();
-    item->answer.emplace().data = std::make_shared<const Bytes>(kKey);
-    EXPECT_EQ(Playback(TestMedia::shared().url(one.clear), nullptr).outcome(), "end");
-    const std::uint64_t clearSum = decodedSum;
-    EXPECT_NE(clearSum, 0U);
-    EXPECT_EQ(Playback(one.url, std::make_shared<box::RelayContentKeys>(item)).outcome(), "end");
-    EXPECT_EQ(decodedSum, clearSum);
-    // Once, for both streams.
-    EXPECT_EQ(item->asked(), std::vector<std::string>{"clearkey:ASNFZ4mrze8BI0VniavN7w"});
-  }
+  const TestMedia& media = TestMedia::shared();
+  EXPECT_EQ(Playback(media.fileURL("fragmented.mp4"), nullptr).outcome(), "end");
+  const std::uint64_t clearSum = decodedSum;
+  EXPECT_NE(clearSum, 0U);
+  KeySender sender;
+  sender.answer.emplace().data = std::make_shared<const Bytes>(kKey);
+  EXPECT_EQ(Playback(media.fileURL("encrypted.mp4"), sender.keys()).outcome(), "end");
+  EXPECT_EQ(decodedSum, clearSum);
+  // Once, for both streams.
+  EXPECT_EQ(sender.asked(), std::vector<std::string>{"clearkey:ASNFZ4mrze8BI0VniavN7w"});
 }
 
-TEST(ClearKeyDecryptor, LetsGoOfAKeyThatNeverComes) {
-  // The demuxer of DASH waits for the decryptor's thread before it says a word to the decryptor.
-  for (const auto& [name, closes] : {std::pair{"encrypted.mp4", false}, {"encrypted.mpd", true}}) {
-    SCOPED_TRACE(name);
-    const auto item = std::make_shared<KeyItem>();
-    std::promise<void> asked;
-    item->onQuestion = [&] { asked.set_value(); };
-    const auto keys = std::make_shared<box::RelayContentKeys>(item);
-    auto playback = std::make_unique<Playback>(TestMedia::shared().url(name), keys);
-    ASSERT_EQ(asked.get_future().wait_for(std::chrono::seconds(60)), std::future_status::ready);
-    const auto before = std::chrono::steady_clock::now();
-    if (closes) keys->close();
-    playback.reset();
-    // Or else it would be the 35 seconds that it waits for a key.
-    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(15));
-  }
+TEST(ClearKeyDecryptor, IsStoppedWhileItWaitsForAKey) {
+  KeySender sender;
+  std::promise<void> asked;
+  sender.onQuestion = [&] { asked.set_value(); };
+  const auto keys = sender.keys();
+  auto playback = std::make_unique<Playback>(TestMedia::shared().fileURL("encrypted.mp4"), keys);
+  ASSERT_EQ(asked.get_future().wait_for(std::chrono::seconds(60)), std::future_status::ready);
+  const auto before = std::chrono::steady_clock::now();
+  playback.reset();
+  // Or else it would be the 35 seconds that it waits for a key.
+  EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(15));
 }
 
 }  // namespace

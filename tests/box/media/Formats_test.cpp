@@ -1,4 +1,4 @@
-// Every container, codec and protocol that docs/media.md names: loaded over the relay, looked at in
+// Every container, codec and protocol that docs/media.md names: loaded over HTTP, looked at in
 // the middle, and played to its end.
 
 #include <array>

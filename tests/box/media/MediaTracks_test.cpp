@@ -332,7 +332,7 @@ TEST_F(MediaTracksTest, TextsBesideTheMediaAreOptionsToo) {
   EXPECT_EQ(harness.count("fail"), 0);
 }
 
-TEST_F(MediaTracksTest, TextsOfEveryFormComeThroughTheRelay) {
+TEST_F(MediaTracksTest, TextsOfEveryFormAreShown) {
   const TestMedia& media = TestMedia::shared();
   media.url("dated.m3u8");
   media.url("mapped.vtt");

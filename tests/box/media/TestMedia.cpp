@@ -232,6 +232,14 @@ std::string TestMedia::_made(std::string_view name) const {
     if (name == each.name) std::ofstream(path) << each.content;
   if (name == "turned.mp4") _made("silent.mp4");
   if (name == "fragments_20s.mp4") _made("long.mp4");
+  if (name == "refused.m3u8") {
+    std::ofstream playlist(path);
+    _made("dated.m3u8");
+    playlist << "#EXTM3U\n#EXT-X-TARGETDURATION:1\n#EXTINF:1,\ndated0.ts\n";
+    for (int segment = 1; segment < 12; ++segment)
+      playlist << "#EXTINF:1,\nx-demo://sender/refused" << segment << ".ts\n";
+    playlist << "#EXT-X-ENDLIST\n";
+  }
   if (name == "asks.m3u8" || name == "live/gap.m3u8") {
     std::ifstream whole(_made(name == "asks.m3u8" ? "dated.m3u8" : "programme.m3u8"));
     std::ofstream playlist(path);

@@ -11,9 +11,9 @@ namespace testing_media {
 /// environment names a folder as VORLANE_TEST_MEDIA, clips are kept there for other processes.
 ///
 /// Clips: all 3 seconds, 25 pictures a second, 320x180, unless their name says otherwise. Of
-/// "asks.m3u8" only a sender has the second one, at x-demo://sender/dated1.ts; of "live/gap.m3u8"
-/// nobody has the sixth. What begins with
-/// "encrypted" or "fragmented" is what tests/support/make_encrypted_media says.
+/// "asks.m3u8" only a sender has the second one, at x-demo://sender/dated1.ts; of "refused.m3u8"
+/// all but the first; of "live/gap.m3u8" nobody has the sixth. What begins with "encrypted" or
+/// "fragmented" is what tests/support/make_encrypted_media says.
 class TestMedia {
  public:
   static TestMedia& shared();

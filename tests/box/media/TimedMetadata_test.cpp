@@ -11,6 +11,7 @@
 #include "box/media/EventMessages.h"
 #include "box/media/ID3Tag.h"
 #include "box/media/TransportMetadata.h"
+#include "streaming/manifest/EventKeys.h"
 #include "tests/box/media/EngineHarness.h"
 #include "tests/box/media/TestMedia.h"
 
@@ -242,7 +243,7 @@ TEST(TimedMetadata, OfEventMessagesComesAtItsTimeAndOnce) {
     const auto items = harness.engine().facts().timedMetadata;
     ASSERT_EQ(items.size(), 2u);
     EXPECT_EQ(items[0].key, platform::Value("urn:test one"));
-    EXPECT_EQ(items[0].keySpace, box::kKeySpaceEvents);
+    EXPECT_EQ(items[0].keySpace, streaming::kKeySpaceEvents);
     ASSERT_NE(items[0].value.asData(), nullptr);
     EXPECT_EQ(items[0].value.asData()->size(), 2u);
     EXPECT_EQ(items[0].extraAttributes.get("duration"), platform::Value(2.0));
@@ -283,7 +284,7 @@ TEST(EventMessages, AreFoundByteByByteAndWhateverIsDamaged) {
   for (const std::uint8_t& each : stream) boxes.feed({&each, 1});
   EXPECT_EQ(found, std::vector<double>{0.5});
   boxes.restart();
-  events.restart(true);
+  events.restart();
   const auto begin = static_cast<std::size_t>(
       std::search(stream.begin(), stream.end(), name.begin(), name.end()) - stream.begin());
   for (std::size_t at = 0; at < begin + 200; ++at) {
@@ -291,7 +292,7 @@ TEST(EventMessages, AreFoundByteByByteAndWhateverIsDamaged) {
     damaged[at] = static_cast<std::uint8_t>(at % 2 == 0 ? 0xff : 0);
     boxes.feed(damaged);
     boxes.restart();
-    events.restart(true);
+    events.restart();
   }
   EXPECT_LE(found.size(), 1 + begin + 200);
 }

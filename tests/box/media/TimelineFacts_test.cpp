@@ -5,78 +5,47 @@
 namespace box {
 namespace {
 
-/// Four segments of four seconds from position 8 on; the last two share a resource.
-std::shared_ptr<MediaTimeline> liveTimeline() {
-  auto timeline = std::make_shared<MediaTimeline>();
-  timeline->live = true;
-  timeline->targetDuration = 4;
-  timeline->segments = {
-      {8, 4, "a", 0, {}}, {12, 4, "b", 0, {}}, {16, 4, "c", 0, 100}, {20, 4, "c", 100, 100}};
-  timeline->dates = {{16, {1000}, true}};
-  return timeline;
-}
+using platform::TimeRange;
 
-TEST(TimelineFacts, FollowFromThePlaylistAndWhatHasCome) {
-  using Ranges = std::vector<platform::TimeRange>;
-  struct Case {
-    const char* what;
-    double position;
-    std::vector<RelayedRange> ranges;
-    Ranges loaded;
-    std::optional<double> keepUp;
+TEST(TimelineFacts, BytesOfAResourceAreSharesOfItsDuration) {
+  using Loaded = std::vector<streaming::ByteSpan>;
+  const struct {
+    Loaded loaded;
+    std::vector<TimeRange> times;
+  } cases[] = {
+      {{}, {}},
+      {{{0, 250}}, {{0, 25}}},
+      {{{0, 100}, {500, std::nullopt}}, {{0, 10}, {50, 50}}},
+      // Behind the end, which another answer of the server has moved.
+      {{{900, 200}, {2000, 5}}, {{90, 10}}},
   };
-  for (const Case& c : {
-           Case{"nothing yet", 8, {}, {}, std::nullopt},
-           Case{"under way", 8, {{"a", 0, 50, 100, false}}, {}, std::nullopt},
-           // Six seconds are missing, at 100 bytes in four seconds.
-           Case{"one", 8, {{"a", 0, 100, 100, true}}, {{8, 4}}, 6 * 25 / 100.0},
-           Case{"the end of one", 8, {{"a", 50, 100, 100, true}}, {}, std::nullopt},
-           Case{"half a shared one", 16, {{"c", 0, 150, 200, false}}, {{16, 4}}, 1.0},
-           Case{"all that is left", 17, {{"c", 0, 200, 200, true}}, {{16, 8}}, 0},
-           Case{"with a gap",
-                8,
-                {{"c", 0, 200, 200, true}, {"a", 0, 100, 100, true}, {"x", 0, 9, 9, true}},
-                {{8, 4}, {16, 8}},
-                1.5},
-           Case{"without one",
-                9,
-                {{"b", 0, 300, {}, true}, {"a", 0, 100, 100, true}},
-                {{8, 8}},
-                1.5},
-       }) {
-    const auto facts = TimelineFacts::of({.position = c.position,
-                                          .duration = {},
-                                          .url = "m",
-                                          .timeline = liveTimeline(),
-                                          .ranges = c.ranges,
-                                          .observedBitrate = 800});
-    EXPECT_EQ(facts.loaded, c.loaded) << c.what;
-    EXPECT_EQ(facts.likelyToKeepUpTime, c.keepUp) << c.what;
-    EXPECT_EQ(facts.liveWindow, (platform::TimeRange{8, 4})) << c.what;
-    EXPECT_EQ(facts.playbackDate.has_value(), c.position >= 16) << c.what;
-    EXPECT_EQ(facts.estimatedDate->secondsSince1970, 984 + c.position) << c.what;
-  }
-  auto ended = liveTimeline();
-  ended->live = false;
-  EXPECT_FALSE(TimelineFacts::of({.url = "m", .timeline = ended}).liveWindow);
+  for (const auto& each : cases) EXPECT_EQ(timesOfBytes(each.loaded, 1000, 100), each.times);
 }
 
-TEST(TimelineFacts, CountTheBytesOfWhatIsOneResource) {
-  TimelineInput input{.position = 50, .duration = 100, .url = "m", .timeline = {}, .ranges = {}};
-  input.ranges = {{"m", 600, 700, 1000, false},
-                  {"m", 0, 200, 1000, true},
-                  {"m", 150, 550, 1000, false},
-                  {"other", 0, 9, 9, true}};
-  auto facts = TimelineFacts::of(input);
-  EXPECT_EQ(facts.loaded, (std::vector<platform::TimeRange>{{0, 55}, {60, 10}}));
-  EXPECT_FALSE(facts.likelyToKeepUpTime || facts.liveWindow || facts.estimatedDate);
-  input.observedBitrate = 400;
-  EXPECT_EQ(TimelineFacts::of(input).likelyToKeepUpTime, 1) << "five seconds of ten bytes each";
-  input.position = 97;
-  input.ranges = {{"m", 960, 1000, 1000, true}};
-  EXPECT_EQ(TimelineFacts::of(input).likelyToKeepUpTime, 0) << "to the end";
-  input.duration.reset();
-  EXPECT_TRUE(TimelineFacts::of(input).loaded.empty());
+TEST(TimelineFacts, TimeUntilThereIsEnoughAhead) {
+  const struct {
+    std::vector<TimeRange> loaded;
+    double position;
+    std::optional<double> end;
+    std::optional<double> media;
+    std::optional<double> observed;
+    std::optional<double> expected;
+  } cases[] = {
+      {{{0, 12}}, 1, 100, 1e6, 2e6, 0},                     // ten seconds are there
+      {{{0, 6}}, 1, 100, 1e6, 2e6, 2.5},                    // five are missing
+      {{{0, 6}}, 1, 100, 1e6, std::nullopt, std::nullopt},  // nobody knows how fast they come
+      {{{0, 6}}, 1, 100, std::nullopt, 2e6, std::nullopt},  // nor how large they are
+      {{{0, 6}}, 1, 6, 1e6, std::nullopt, 0},               // no more is to come
+      {{{0, 2}, {5, 20}}, 1, 100, 1e6, 1e6, 9},             // what lies behind a gap is no help
+      {{}, 3, std::nullopt, 1e6, 4e6, 2.5},                 // a live stream has no end
+  };
+  for (const auto& each : cases) {
+    const auto time = keepUpTime(each.loaded, each.position, each.end, each.media, each.observed);
+    ASSERT_EQ(time.has_value(), each.expected.has_value());
+    if (time) {
+      EXPECT_NEAR(*time, *each.expected, 1e-9);
+    }
+  }
 }
 
 }  // namespace

@@ -38,6 +38,9 @@ class SimPlayerBench final : public PlayerBench {
     media.add("asks",
               {.loadDelay = kDelay, .duration = 3, .requests = {{.position = 1, .url = "asks"}}});
     media.add(
+        "refused",
+        {.loadDelay = kDelay, .duration = 3, .requests = {{.position = 1, .url = "refused"}}});
+    media.add(
         "key",
         {.loadDelay = kDelay, .duration = 3, .requests = {{.url = "key", .kind = Kind::Key}}});
     media.add("silent", {.loadDelay = 1e6});
