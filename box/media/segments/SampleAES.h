@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 
 extern "C" {
 #include <libavcodec/codec_id.h>

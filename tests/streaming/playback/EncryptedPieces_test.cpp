@@ -127,8 +127,7 @@ TEST(EncryptedPieces, ARefusedKeyIsAnErrorBehindWhatIsClear) {
     ASSERT_FALSE(lines.empty());
     EXPECT_EQ(lines.front(), "init+*v/1");
     // As it was answered, or that it is no key.
-    const bool isRefused =
-        lines.back() == (each.answer ? "failed -11835" : "failed 403");
+    const bool isRefused = lines.back() == (each.answer ? "failed -11835" : "failed 403");
     EXPECT_EQ(isRefused, !each.isGiven);
     for (std::size_t i = 1; i < lines.size(); ++i)
       EXPECT_EQ(lines[i].find("v/"), std::string::npos);
