@@ -139,7 +139,8 @@ TEST(Streaming, ItemsAreClosedAtAnyTime) {
     if (i % 3 != 1) continue;
     EXPECT_TRUE(i % 2 == 0 || !Items::wait(*item));
     const auto played = item->presentation();
-    if (!played) continue;
+    // One that is closed is never prepared.
+    if (!played || i % 2 == 0) continue;
     Items::prepare(*played);
     const auto reader = played->reader(MediaKind::Video);
     ReadGate gate;
