@@ -40,12 +40,13 @@ std::shared_ptr<const SegmentKey> segmentKeyOf(pugi::xml_node level,
     if (!url) continue;
     SegmentKey key;
     key.url = *std::move(url);
-    const std::string_view digits = attributeOf(period, "IV");
-    if (digits.size() == 34 && digits.starts_with("0x")) {
-      std::array<std::byte, 16> vector{};
+    std::string_view digits = attributeOf(period, "IV");
+    if (digits.starts_with("0x") || digits.starts_with("0X")) digits.remove_prefix(2);
+    std::array<std::byte, 16> vector{};
+    if (digits.size() == 2 * vector.size()) {
       for (std::size_t at = 0; at < vector.size(); ++at)
         vector[at] = static_cast<std::byte>(
-            std::strtoul(std::string(digits.substr(2 + 2 * at, 2)).c_str(), nullptr, 16));
+            std::strtoul(std::string(digits.substr(2 * at, 2)).c_str(), nullptr, 16));
       key.initialVector = vector;
     }
     return std::make_shared<const SegmentKey>(std::move(key));

@@ -39,6 +39,7 @@ void ReloadTimer::requested() {
 
 void ReloadTimer::loaded(const std::optional<ReloadRule>& rule, bool isChanged) {
   _isRequesting = false;
+  _loadedAt = _source.now();
   _rule = rule;
   _isChanged = isChanged;
   _failures = 0;
@@ -61,7 +62,12 @@ bool ReloadTimer::isHopeless() const {
   return seconds >= std::max(kHopelessSeconds, kHopelessIntervals * interval);
 }
 
-bool ReloadTimer::isDue() const { return _rule && !_isRequesting && _source.now() >= _dueAt(); }
+bool ReloadTimer::isDue() const {
+  if (!_rule || _isRequesting) return false;
+  // A blocking reload may follow at once, but what has just come is not outdated.
+  const bool blocks = _rule->awaitedNumber && _failures == 0;
+  return _source.now() >= (blocks ? _loadedAt + reloadSeconds(intervalOf(*_rule)) : _dueAt());
+}
 
 MonotonicTime ReloadTimer::_dueAt() const {
   const double interval = intervalOf(*_rule);

@@ -45,6 +45,7 @@ class ReloadTimer {
   unsigned _failures = 0;
   std::optional<MonotonicTime> _failingSince;
   MonotonicTime _requestedAt;
+  MonotonicTime _loadedAt;
   std::shared_ptr<void> _timer;
 };
 

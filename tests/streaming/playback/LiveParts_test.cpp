@@ -59,6 +59,7 @@ TEST(ReloadTimer, AsksSoonerForWhatHasNotChanged) {
 TEST(ReloadTimer, AServerThatWaitsIsAskedAtOnceUnlessItDoesNotWait) {
   Reloads reloads;
   reloads.begin(4, 17);
+  EXPECT_FALSE(reloads.timer.isDue()) << "it has just come";
   reloads.timer.want();
   reloads.network.run();
   EXPECT_EQ(reloads.times.size(), 1u);
