@@ -97,7 +97,8 @@ std::optional<double> TextSegments::_offsetFor(const TrackPiece& piece) const {
 
 TextSegments::Document TextSegments::_documentOf(const TrackPiece& piece, std::string_view bytes) {
   Document document;
-  if (piece.representation->textForm == TextForm::MP4) {
+  // Playlists of HLS do not say that a text is in mp4; its initialization does.
+  if (piece.representation->textForm == TextForm::MP4 || piece.initialization) {
     document.cues = _readSamples(piece);
     return document;
   }

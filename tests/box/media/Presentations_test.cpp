@@ -72,6 +72,7 @@ constexpr Row kClosed[] = {
     {.name = "hls_unknown_codec.m3u8"},
     {.name = "hls_alternative.m3u8"},
     {.name = "hls_webvtt.m3u8", .texts = 1},
+    {.name = "hls_imsc.m3u8", .texts = 1},
     {.name = "hls_captions.m3u8", .texts = 1, .readsText = false},
     {.name = "hls_text_unavailable.m3u8", .texts = 1, .readsText = false},
     {.name = "hls_texts_alone.m3u8", .error = kNoMedia},
@@ -127,8 +128,9 @@ constexpr Row kClosed[] = {
 };
 
 constexpr Row kLive[] = {
-    {.name = "window.m3u8"}, {.name = "event.m3u8"}, {.name = "delta.m3u8"},
-    {.name = "full.mpd"},    {.name = "patch.mpd"},  {.name = "clock.mpd"},
+    {.name = "window.m3u8"},      {.name = "event.m3u8"}, {.name = "delta.m3u8"},
+    {.name = "low_latency.m3u8"}, {.name = "full.mpd"},   {.name = "patch.mpd"},
+    {.name = "clock.mpd"},
 };
 constexpr double kLiveSeconds = 8;
 
