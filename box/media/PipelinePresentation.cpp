@@ -150,6 +150,11 @@ void Pipeline::_refreshPresentationFacts() {
   _facts.duration = timeline.duration;
   _facts.seekable = timeline.seekable;
   _facts.loaded = timeline.loaded;
+  if (_ready && !_buffering) {
+    _facts.likelyToKeepUp = true;
+    _facts.bufferEmpty = false;
+    _facts.bufferFull = timeline.isLoadedToEnd || !_waits;
+  }
   _facts.tracks = _catalog.tracks();
   _facts.selectionGroups = _groups();
   _publishFacts();
