@@ -56,12 +56,15 @@ gboolean noteTried(GstPad* pad, GstObject*, GstEvent* event) {
 
 gboolean answerTried(GstPad* pad, GstObject* parent, GstQuery* query) {
   GstCaps* const taken = trialOf(pad).taken;
-  if (taken && GST_QUERY_TYPE(query) == GST_QUERY_CAPS) {
+  if (GST_QUERY_TYPE(query) == GST_QUERY_CAPS) {
     GstCaps* filter = nullptr;
     gst_query_parse_caps(query, &filter);
+    // Where everything is taken, so are other caps than those of now: h264parse (GStreamer 1.22)
+    // leaks a value each time that they do not fit.
+    const GstRef<GstCaps> all(taken ? gst_caps_ref(taken) : gst_caps_new_any());
     const GstRef<GstCaps> answer(
-        filter ? gst_caps_intersect_full(filter, taken, GST_CAPS_INTERSECT_FIRST)
-               : gst_caps_ref(taken));
+        filter ? gst_caps_intersect_full(filter, all.get(), GST_CAPS_INTERSECT_FIRST)
+               : gst_caps_ref(all.get()));
     gst_query_set_caps_result(query, answer.get());
     return TRUE;
   }
