@@ -127,7 +127,7 @@ class Bench final : private platform::MediaEngineObserver {
     _engine->load(load);
   }
 
-  /// Milliseconds. A failure ends the process where nobody wants its reason.
+  /// Returns milliseconds. Without a place for the error, a failure ends the process.
   double timed(const std::function<void()>& begin, const std::function<bool()>& isSo,
                std::string* reason = nullptr) {
     const auto began = _clock.now();

@@ -30,7 +30,7 @@ struct EventBox {
   double seconds = 0;
   bool isAbsolute = false;
 };
-/// `content`: of the box, without its header. Nothing for one that is damaged.
+/// `content` is the box without its header. Returns nothing for a damaged box.
 std::optional<EventBox> readEventMessage(BoxBytes content);
 
 /// As metadata: under the scheme and, behind a space, the value, the data. A tag of ID3 in one

@@ -76,9 +76,8 @@ bool isBefore(const GstSegment& segment, GstClockTime time, GstClockTime duratio
          !gst_segment_clip(&segment, GST_FORMAT_TIME, time, time + duration, nullptr, nullptr);
 }
 
-/// Whether decoders bear that a picture is marked as one that is not put out. Those of libav in
-/// GStreamer 1.26 free such a picture when another one comes out, and fail when they begin to
-/// decode it: the pictures that refer to it are damaged.
+/// Whether buffers may be marked as decode-only. The libav decoders of GStreamer 1.26 free such a
+/// frame too early. Frames that refer to it are then damaged.
 bool canMarkPictures() {
   static const bool can = [] {
     guint major = 0;

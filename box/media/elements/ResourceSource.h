@@ -23,8 +23,8 @@ class ResourceURI {
     return *this;
   }
 
-  /// `vorlane-resource://N`, with a file name extension where the form is known; empty for one that
-  /// names nothing.
+  /// `vorlane-resource://N`, followed by a file name whose extension tells the form, if it is
+  /// known. Empty if no resource is registered.
   std::string text() const;
   void reset();
 

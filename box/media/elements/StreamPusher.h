@@ -46,7 +46,7 @@ class StreamPusher {
   void reset(bool isFed);
   /// The pad has been activated anew: nothing has been told yet.
   void forgetPad();
-  /// Pushes an item. False: there is no more to do until reset().
+  /// Pushes one item. Returns false when nothing is left to push before the next reset().
   bool step();
 
  private:

@@ -28,11 +28,11 @@ class SampleDecryption {
   enum class Outcome {
     Clear,      ///< the packet can be played
     Cancelled,  ///< the gate was closed while a key was awaited
-    NoKey,      ///< nobody has the key, or nobody answered in time
+    NoKey,      ///< the key was refused, or did not come in time
     Unusable,   ///< the encryption is of another kind, or damaged
   };
   /// Makes the packet's bytes clear, if they are encrypted. Waits for a key it has not had before.
-  /// `piece`: the one that the packet lies in, whose key comes first.
+  /// `piece` contains the packet. Its own key is tried before those of the sender.
   Outcome decrypt(AVPacket& packet, AVCodecID codec, const streaming::TrackPiece& piece,
                   const streaming::ReadGate& gate);
 

@@ -156,7 +156,7 @@ bool SegmentDemuxer::_carriesTags(const AVStream& stream) const {
   return _run->form() == MediaForm::TransportStream && stream.codecpar->codec_tag == kMetadataType;
 }
 
-/// Keeps the demuxer from reading what nobody wants.
+/// Makes libavformat discard the streams that are not wanted.
 void SegmentDemuxer::_chooseStreams() {
   const auto streams = _run->container().streams();
   for (; _streamCount < streams.size(); ++_streamCount) {

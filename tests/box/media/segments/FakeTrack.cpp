@@ -7,10 +7,17 @@
 #include <gtest/gtest.h>
 
 #include "box/media/GstTime.h"
+#include "tests/box/media/TestMedia.h"
 
 namespace testing_segments {
 
 using streaming::TrackPiece;
+
+std::string clipBytes(const char* name, const char* options) {
+  auto& media = testing_media::TestMedia::shared();
+  static_cast<void>(options ? media.url(name, options) : media.url(name));
+  return fileContent(media.path(name));
+}
 
 std::string fileContent(const std::string& path) {
   std::ifstream file(path, std::ios::binary);

@@ -16,6 +16,8 @@ namespace testing_segments {
 
 /// The bytes of a file; throws when there is none.
 std::string fileContent(const std::string& path);
+/// The content of a clip of TestMedia, which ffmpeg makes with `options` if they are given.
+std::string clipBytes(const char* name, const char* options = nullptr);
 std::shared_ptr<streaming::SegmentBytes> completeBytes(std::string_view bytes);
 
 /// Pieces as a test lists them, then the end.

@@ -16,6 +16,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Pair;
 using testing_media::TestMedia;
+using testing_segments::clipBytes;
 using testing_segments::completeBytes;
 using testing_segments::cut;
 using testing_segments::CutMovie;
@@ -24,16 +25,8 @@ using testing_segments::FakeTrack;
 using testing_segments::fileContent;
 using testing_segments::Told;
 
-std::string madeClip(const char* name) {
-  static_cast<void>(TestMedia::shared().url(name));
-  return fileContent(TestMedia::shared().path(name));
-}
-std::string madeClip(const char* name, const char* options) {
-  static_cast<void>(TestMedia::shared().url(name, options));
-  return fileContent(TestMedia::shared().path(name));
-}
 const CutMovie& clearMovie() {
-  static const CutMovie movie = cut(madeClip("fragmented.mp4"));
+  static const CutMovie movie = cut(clipBytes("fragmented.mp4"));
   return movie;
 }
 std::string second(int index) {
@@ -62,7 +55,7 @@ platform::Bytes keyBytes(std::initializer_list<int> values) {
 }
 
 Told demuxedEncrypted(const std::shared_ptr<box::ContentKeys>& keys) {
-  const CutMovie movie = cut(madeClip("encrypted.mp4"));
+  const CutMovie movie = cut(clipBytes("encrypted.mp4"));
   const auto track = std::make_shared<FakeTrack>();
   for (const std::string& fragment : movie.fragments) track->add(movie.initialization, fragment, 1);
   TrackDemuxer::Setup setup;
@@ -180,9 +173,9 @@ TEST(SegmentFaults, DamageEndsNothing) {
   const Source sources[] = {
       {"transport", "", second(1)},
       {"mp4", clearMovie().initialization, clearMovie().fragments[0]},
-      {"webm", "", madeClip("damage.webm", "-map 0 -t 1 -c:v libvpx -deadline realtime")},
-      {"aac", "", madeClip("damage.aac", "-map 1 -t 1 -c:a aac")},
-      {"whole", "", madeClip("damage.mp4", "-map 0 -t 1 -c:v libx264 -preset ultrafast")},
+      {"webm", "", clipBytes("damage.webm", "-map 0 -t 1 -c:v libvpx -deadline realtime")},
+      {"aac", "", clipBytes("damage.aac", "-map 1 -t 1 -c:a aac")},
+      {"whole", "", clipBytes("damage.mp4", "-map 0 -t 1 -c:v libx264 -preset ultrafast")},
   };
   for (const Source& source : sources) {
     SCOPED_TRACE(source.name);
@@ -256,7 +249,7 @@ TEST(SegmentArrival, PacketsComeBeforeTheirSegmentHas) {
   const std::string& fragment = clearMovie().fragments[0];
   // The index of the fragment and its first sample.
   expectPacketsOf(clearMovie().initialization, fragment, fragment.find("mdat") + 6000);
-  expectPacketsOf("", madeClip("damage.aac", "-map 1 -t 1 -c:a aac"), 3000);
+  expectPacketsOf("", clipBytes("damage.aac", "-map 1 -t 1 -c:a aac"), 3000);
 }
 
 }  // namespace

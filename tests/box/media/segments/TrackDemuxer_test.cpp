@@ -15,6 +15,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Pair;
 using testing_media::TestMedia;
+using testing_segments::clipBytes;
 using testing_segments::completeBytes;
 using testing_segments::cut;
 using testing_segments::CutMovie;
@@ -22,15 +23,6 @@ using testing_segments::demuxed;
 using testing_segments::FakeTrack;
 using testing_segments::fileContent;
 using testing_segments::Told;
-
-std::string clip(const char* name) {
-  static_cast<void>(TestMedia::shared().url(name));
-  return fileContent(TestMedia::shared().path(name));
-}
-std::string clip(const char* name, const char* options) {
-  static_cast<void>(TestMedia::shared().url(name, options));
-  return fileContent(TestMedia::shared().path(name));
-}
 
 /// Segments of one second of picture and sound.
 std::string transportSegment(int index) {
@@ -75,7 +67,7 @@ TEST(TrackDemuxer, ReadsConsecutiveTransportSegmentsAsOneStream) {
 }
 
 TEST(TrackDemuxer, ReadsEachFragmentAsAFileOfItsOwn) {
-  const CutMovie movie = cut(clip("fragmented.mp4"));
+  const CutMovie movie = cut(clipBytes("fragmented.mp4"));
   ASSERT_EQ(movie.fragments.size(), 3U);
   const auto track = std::make_shared<FakeTrack>();
   for (const std::string& fragment : movie.fragments) track->add(movie.initialization, fragment, 1);
@@ -108,7 +100,7 @@ class EveryForm : public testing::TestWithParam<FormCase> {};
 TEST_P(EveryForm, HasItsCapsAndTimes) {
   const FormCase& form = GetParam();
   const auto track = std::make_shared<FakeTrack>();
-  const std::string content = clip(form.file, form.options);
+  const std::string content = clipBytes(form.file, form.options);
   track->end = 20;
   track->add(content, 3);
   track->add(content, 3).isDiscontinuous = true;
