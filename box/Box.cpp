@@ -11,9 +11,9 @@
 #include "box/MemoryRelease.h"
 #include "box/Version.h"
 #include "box/frames/FrameSocket.h"
-#include "box/media/MediaEngine.h"
-#include "box/media/WarmUp.h"
-#include "box/media/WorkerThreads.h"
+#include "media/engine/MediaEngine.h"
+#include "media/engine/WarmUp.h"
+#include "media/support/WorkerThreads.h"
 
 namespace box {
 
@@ -80,12 +80,12 @@ Box::~Box() {
 }
 
 std::unique_ptr<platform::MediaEngine> Box::makeMediaEngine() {
-  return std::make_unique<MediaEngine>(
+  return std::make_unique<media::MediaEngine>(
       _mainQueue, _clock,
-      MediaEngineOptions{.allowFileURLs = _options.allowFileURLs,
-                         .preferredLanguages = _device.preferredLanguages(),
-                         .streaming = _streaming,
-                         .audio = _audioDevice});
+      media::MediaEngineOptions{.allowFileURLs = _options.allowFileURLs,
+                                .preferredLanguages = _device.preferredLanguages(),
+                                .streaming = _streaming,
+                                .audio = _audioDevice});
 }
 
 std::shared_ptr<platform::Layer> Box::makeLayer() {
@@ -185,8 +185,8 @@ void Box::_warmUp() {
   _audioRouting.start();
   _surroundings.setDisplayObserver([this](bool staysOn) { _screen.setKeepsDisplayOn(staysOn); });
   _surroundings.start();
-  WorkerThreads::start([this] {
-    warmUpMedia();
+  media::WorkerThreads::start([this] {
+    media::warmUpMedia();
     _streaming->warmUp();
     // The process waits for its workers, so this is there to be called.
     _mainQueue.async([this] { _releaseMemoryOnceIdle(); });
@@ -212,8 +212,8 @@ void Box::_deviceWillSleep(std::function<void()> done) {
 
 void Box::_releaseMemoryOnceIdle() {
   if (_screenIsUsed || _terminating) return;
-  _memoryRelease =
-      _mainQueue.after(kIdleBeforeRelease, [] { WorkerThreads::start(releaseUnusedMemory); });
+  _memoryRelease = _mainQueue.after(kIdleBeforeRelease,
+                                    [] { media::WorkerThreads::start(releaseUnusedMemory); });
 }
 
 void Box::_terminate(int signal) {
@@ -238,7 +238,7 @@ void Box::_shutDown() {
   // From here on the end is as good as it gets, whatever a thread still hangs on.
   _signals.setLeavingStatus(0);
   // An end that comes this early does not wait until everything is there that is still coming up.
-  const bool isEarly = !isMediaWarm();
+  const bool isEarly = !media::isMediaWarm();
   if (!isEarly) {
     _network.stop();
     _audioRouting.stop();
@@ -252,12 +252,12 @@ void Box::_shutDown() {
   releaseSharedInstances();
   _mainQueue.runDue();
   _mainQueue.discard();
-  const bool haveEnded = !isEarly && WorkerThreads::waitForAll(kWorkersEndLimit);
+  const bool haveEnded = !isEarly && media::WorkerThreads::waitForAll(kWorkersEndLimit);
   _surroundings.stop(_commandsEnd - _clock.now());
   if (haveEnded) return;
   if (isEarly) leave();
   TVSLogWarning(TVSSystemLog, "%lu media threads did not end in time and are left as they are",
-                WorkerThreads::running());
+                media::WorkerThreads::running());
   leave();
 }
 

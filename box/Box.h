@@ -10,13 +10,13 @@
 #include "box/Options.h"
 #include "box/ServiceManager.h"
 #include "box/SignalWatch.h"
-#include "box/media/AudioDevice.h"
 #include "box/screen/Screen.h"
 #include "box/services/Door.h"
 #include "box/services/Network.h"
 #include "box/services/Notifications.h"
 #include "box/services/Surroundings.h"
 #include "box/sound/SoundRoutes.h"
+#include "media/pipeline/AudioDevice.h"
 #include "platform/services/Platform.h"
 #include "platform/ui/HeldButton.h"
 #include "platform/ui/ViewServiceHost.h"
@@ -96,7 +96,7 @@ class Box final : public platform::RunnablePlatform {
 
   PlainAudioSession _audioSession;
   SoundRoutes _audioRouting;
-  const std::shared_ptr<AudioDevice> _audioDevice = std::make_shared<AudioDevice>(
+  const std::shared_ptr<media::AudioDevice> _audioDevice = std::make_shared<media::AudioDevice>(
       [this] { _audioRouting.interrupt(); }, [this] { _audioRouting.noteLoss(); });
   Network _network;
   NoCloudData _cloudData;

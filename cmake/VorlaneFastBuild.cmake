@@ -5,6 +5,27 @@
 option(VORLANE_UNITY "Compile several sources of a target in one translation unit" ON)
 set(VORLANE_UNITY_BATCH 12 CACHE STRING "Sources in one translation unit, at most")
 
+# Translation units never mix folders: a name in an anonymous namespace has to be unique within its
+# folder only.
+function(vorlane_unity target)
+  set_target_properties(${target} PROPERTIES
+    UNITY_BUILD ${VORLANE_UNITY} UNITY_BUILD_MODE GROUP)
+  get_target_property(sources ${target} SOURCES)
+  foreach(source IN LISTS sources)
+    cmake_path(ABSOLUTE_PATH source)
+    # Relative, so that the compiler cache serves clones at other places too.
+    cmake_path(RELATIVE_PATH source BASE_DIRECTORY ${PROJECT_SOURCE_DIR} OUTPUT_VARIABLE folder)
+    cmake_path(GET folder PARENT_PATH folder)
+    string(MAKE_C_IDENTIFIER "${folder}" folder)
+    if(NOT DEFINED count_${folder})
+      set(count_${folder} 0)
+    endif()
+    math(EXPR batch "${count_${folder}} / ${VORLANE_UNITY_BATCH}")
+    math(EXPR count_${folder} "${count_${folder}} + 1")
+    set_source_files_properties(${source} PROPERTIES UNITY_GROUP "${folder}_${batch}")
+  endforeach()
+endfunction()
+
 if(NOT CMAKE_BUILD_TYPE STREQUAL "Release" AND NOT CMAKE_EXE_LINKER_FLAGS MATCHES "-fuse-ld")
   find_program(VORLANE_LINKER NAMES mold ld.lld)
   if(VORLANE_LINKER MATCHES "mold$")

@@ -44,7 +44,6 @@ endfunction()
 function(vorlane_configure target)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SEES;PACKAGES")
   target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:vorlane_options> ${arg_PACKAGES})
-  set_target_properties(${target} PROPERTIES
-    UNITY_BUILD ${VORLANE_UNITY} UNITY_BUILD_BATCH_SIZE ${VORLANE_UNITY_BATCH})
+  vorlane_unity(${target})
   vorlane_sees(${target} ${arg_SEES})
 endfunction()

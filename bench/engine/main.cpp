@@ -19,9 +19,9 @@
 #include <string>
 #include <vector>
 
-#include "box/media/MediaEngine.h"
-#include "box/media/WarmUp.h"
-#include "box/media/WorkerThreads.h"
+#include "media/engine/MediaEngine.h"
+#include "media/engine/WarmUp.h"
+#include "media/support/WorkerThreads.h"
 #include "platform/foundation/Clock.h"
 #include "platform/foundation/Queue.h"
 #include "platform/media/TVSMediaItem.h"
@@ -42,16 +42,16 @@ class Bench final : private platform::MediaEngineObserver {
   explicit Bench(std::string url)
       : _url(std::move(url)), _queue(_clock, std::make_shared<platform::ConditionWaiter>(_clock)) {
     _queue.bindToCurrentThread();
-    box::warmUpMedia();
-    _engine = std::make_unique<box::MediaEngine>(_queue, _clock, box::MediaEngineOptions{});
-    _frames = std::static_pointer_cast<box::VideoFrames>(_engine->videoOutput());
+    media::warmUpMedia();
+    _engine = std::make_unique<media::MediaEngine>(_queue, _clock, media::MediaEngineOptions{});
+    _frames = std::static_pointer_cast<media::VideoFrames>(_engine->videoOutput());
     _frames->setWakeup([this] { _queue.wake(); });
     _engine->setObserver(this);
   }
   ~Bench() override {
     _frames->setWakeup(nullptr);
     _engine.reset();
-    box::WorkerThreads::waitForAll(kLimit);
+    media::WorkerThreads::waitForAll(kLimit);
   }
 
   double start() {
@@ -99,7 +99,7 @@ class Bench final : private platform::MediaEngineObserver {
     const std::size_t other = audible->selected.value_or(0) == 0 ? 1 : 0;
     const std::string identifier = audible->options[other].identifier;
     _selected = false;
-    std::shared_ptr<const box::VideoFrame> before;
+    std::shared_ptr<const media::VideoFrame> before;
     return timed(
         [&] {
           _engine->selectOption(std::string(platform::kMediaCharacteristicAudible), identifier);
@@ -115,7 +115,7 @@ class Bench final : private platform::MediaEngineObserver {
   void unload() {
     _engine->unload();
     // The end of the one before is not part of a start.
-    box::WorkerThreads::waitForAll(kLimit);
+    media::WorkerThreads::waitForAll(kLimit);
   }
   void load(bool playing) {
     _plays = _ready = false;
@@ -159,8 +159,8 @@ class Bench final : private platform::MediaEngineObserver {
   const std::string _url;
   platform::SystemClock _clock;
   platform::MainQueue _queue;
-  std::unique_ptr<box::MediaEngine> _engine;
-  std::shared_ptr<box::VideoFrames> _frames;
+  std::unique_ptr<media::MediaEngine> _engine;
+  std::shared_ptr<media::VideoFrames> _frames;
   std::uint64_t _generation = 0;
   bool _ready = false;
   bool _plays = false;

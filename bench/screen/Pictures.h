@@ -7,16 +7,16 @@
 #include <string>
 #include <vector>
 
-#include "box/media/FrameLayer.h"
-#include "box/media/VideoFrames.h"
+#include "media/output/FrameLayer.h"
+#include "media/output/VideoFrames.h"
 
 namespace bench {
 
 /// A picture in the form in which decoders leave them, with something to see in it.
-class Picture final : public box::VideoFrame {
+class Picture final : public media::VideoFrame {
  public:
   Picture(int pixelWidth, int pixelHeight, int seed) : _bytes(_size(pixelWidth, pixelHeight)) {
-    format = box::VideoFormat::NV12;
+    format = media::VideoFormat::NV12;
     width = pixelWidth;
     height = pixelHeight;
     const auto columns = static_cast<std::size_t>(width);
@@ -42,15 +42,15 @@ class Picture final : public box::VideoFrame {
   std::vector<std::uint8_t> _bytes;
 };
 
-class Mirrored final : public box::FrameLayer {
+class Mirrored final : public media::FrameLayer {
  public:
-  explicit Mirrored(std::shared_ptr<box::VideoFrames> frames) : _frames(std::move(frames)) {}
+  explicit Mirrored(std::shared_ptr<media::VideoFrames> frames) : _frames(std::move(frames)) {}
   std::string path() const override { return "/bench"; }
   void close() override {}
-  const std::shared_ptr<box::VideoFrames>& frames() const override { return _frames; }
+  const std::shared_ptr<media::VideoFrames>& frames() const override { return _frames; }
 
  private:
-  const std::shared_ptr<box::VideoFrames> _frames;
+  const std::shared_ptr<media::VideoFrames> _frames;
 };
 
 }  // namespace bench

@@ -33,7 +33,7 @@ class Film {
   }
   Film(const Film&) = delete;
   Film& operator=(const Film&) = delete;
-  const std::shared_ptr<box::VideoFrames>& frames() const { return _frames; }
+  const std::shared_ptr<media::VideoFrames>& frames() const { return _frames; }
 
  private:
   void _run() {
@@ -51,14 +51,14 @@ class Film {
     }
   }
 
-  const std::shared_ptr<box::VideoFrames> _frames = std::make_shared<box::VideoFrames>();
+  const std::shared_ptr<media::VideoFrames> _frames = std::make_shared<media::VideoFrames>();
   std::atomic<bool> _ends = false;
   std::thread _thread;
 };
 
 /// The film, and over it a mark that tells when it is seen.
 std::shared_ptr<const platform::Scene> sceneOf(const Film& film,
-                                               const std::shared_ptr<box::VideoFrames>& mark) {
+                                               const std::shared_ptr<media::VideoFrames>& mark) {
   platform::TransportBarElement bar;
   bar.title = "Title";
   bar.state = platform::TransportState::Playing;
@@ -95,7 +95,7 @@ bool timePresses(int count) {
     return done();
   };
   const auto press = [&](const platform::InputEvent&) {
-    const auto mark = std::make_shared<box::VideoFrames>();
+    const auto mark = std::make_shared<media::VideoFrames>();
     auto picture = std::make_shared<Picture>(256, 144, 1);
     picture->shown = [&] { shownAt = SteadyClock::now().time_since_epoch().count(); };
     mark->put(mark->open(), std::move(picture));

@@ -73,7 +73,7 @@ std::vector<Case> cases() {
 }
 
 void time(box::ScreenWindow& window, const Case& what, int frames) {
-  const auto video = std::make_shared<box::VideoFrames>();
+  const auto video = std::make_shared<media::VideoFrames>();
   const auto ticket = video->open();
   std::vector<std::shared_ptr<bench::Picture>> pictures;
   for (int i = 0; i < 3; ++i) {

@@ -48,7 +48,7 @@ std::string sizeText(const FrameMessage& message) {
 
 }  // namespace
 
-FrameConnection::FrameConnection(FileDescriptor socket, std::shared_ptr<VideoFrames> frames)
+FrameConnection::FrameConnection(FileDescriptor socket, std::shared_ptr<media::VideoFrames> frames)
     : _answers(std::make_shared<AnswerSocket>(std::move(socket))),
       _frames(std::move(frames)),
       _ticket(_frames->open()) {

@@ -8,10 +8,10 @@
 
 #include "box/frames/AnswerSocket.h"
 #include "box/frames/MappedBuffer.h"
-#include "box/media/VideoFrames.h"
 #include "box/services/FileDescriptor.h"
 #include "frames/FrameMessages.h"
 #include "frames/vorlane-frames.h"
+#include "media/output/VideoFrames.h"
 
 namespace box {
 
@@ -26,7 +26,7 @@ namespace box {
 class FrameConnection {
  public:
   /// Greets the writer. The mailbox shows this writer's pictures from now on.
-  FrameConnection(FileDescriptor socket, std::shared_ptr<VideoFrames> frames);
+  FrameConnection(FileDescriptor socket, std::shared_ptr<media::VideoFrames> frames);
   /// Closes the connection for both sides; the mailbox keeps what it has.
   ~FrameConnection();
   FrameConnection(const FrameConnection&) = delete;
@@ -50,7 +50,7 @@ class FrameConnection {
   State _break(std::string reason);
 
   const std::shared_ptr<AnswerSocket> _answers;
-  const std::shared_ptr<VideoFrames> _frames;
+  const std::shared_ptr<media::VideoFrames> _frames;
   const std::uint64_t _ticket;
   std::array<std::shared_ptr<MappedBuffer>, VORLANE_FRAMES_MAXIMUM_BUFFERS> _buffers;
   std::uint64_t _lastSequence = 0;

@@ -45,7 +45,7 @@ class FrameSocket::Reader {
   Reader& operator=(const Reader&) = delete;
 
   const std::string& path() const { return _listener.path(); }
-  const std::shared_ptr<VideoFrames>& frames() const { return _frames; }
+  const std::shared_ptr<media::VideoFrames>& frames() const { return _frames; }
 
   void close() {
     if (_stopping.exchange(true)) return;
@@ -105,7 +105,7 @@ class FrameSocket::Reader {
 
   ListeningSocket _listener;
   const FileDescriptor _stop;  // readable once the thread has to end
-  const std::shared_ptr<VideoFrames> _frames = std::make_shared<VideoFrames>();
+  const std::shared_ptr<media::VideoFrames> _frames = std::make_shared<media::VideoFrames>();
   std::atomic<bool> _stopping = false;
 
   // The thread's own.
@@ -140,6 +140,6 @@ std::string FrameSocket::path() const { return _reader->path(); }
 
 void FrameSocket::close() { _reader->close(); }
 
-const std::shared_ptr<VideoFrames>& FrameSocket::frames() const { return _reader->frames(); }
+const std::shared_ptr<media::VideoFrames>& FrameSocket::frames() const { return _reader->frames(); }
 
 }  // namespace box

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "box/media/FrameLayer.h"
+#include "media/output/FrameLayer.h"
 #include "platform/foundation/Error.h"
 
 namespace box {
@@ -21,7 +21,7 @@ namespace box {
 /// Threads: reading has a thread of its own, which sleeps without a limit while nothing comes.
 /// close() does not wait for it, the destructor does, for one message at most; any thread may
 /// destroy the layer.
-class FrameSocket final : public FrameLayer {
+class FrameSocket final : public media::FrameLayer {
  public:
   std::string className() const override { return "FrameSocket"; }
 
@@ -34,7 +34,7 @@ class FrameSocket final : public FrameLayer {
 
   std::string path() const override;
   void close() override;
-  const std::shared_ptr<VideoFrames>& frames() const override;
+  const std::shared_ptr<media::VideoFrames>& frames() const override;
 
  private:
   class Reader;

@@ -9,14 +9,14 @@ namespace box {
 
 namespace {
 
-VideoFormat formatOf(std::uint32_t format) {
+media::VideoFormat formatOf(std::uint32_t format) {
   switch (format) {
     case VORLANE_FRAMES_NV12:
-      return VideoFormat::NV12;
+      return media::VideoFormat::NV12;
     case VORLANE_FRAMES_I420:
-      return VideoFormat::I420;
+      return media::VideoFormat::I420;
     default:
-      return VideoFormat::BGRA;
+      return media::VideoFormat::BGRA;
   }
 }
 
@@ -32,7 +32,8 @@ MappedFrame::MappedFrame(const frames::FrameMessage& message, const frames::Pict
   format = formatOf(message.format);
   width = static_cast<int>(message.width);
   height = static_cast<int>(message.height);
-  matrix = (message.flags & VORLANE_FRAMES_BT601) != 0 ? VideoMatrix::BT601 : VideoMatrix::BT709;
+  matrix = (message.flags & VORLANE_FRAMES_BT601) != 0 ? media::VideoMatrix::BT601
+                                                       : media::VideoMatrix::BT709;
   fullRange = (message.flags & VORLANE_FRAMES_FULL_RANGE) != 0;
   time = message.pts < 0 ? -1 : static_cast<double>(message.pts) / 1e9;
   due = time;

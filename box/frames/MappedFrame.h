@@ -7,13 +7,13 @@
 
 #include "box/frames/AnswerSocket.h"
 #include "box/frames/MappedBuffer.h"
-#include "box/media/VideoFrames.h"
 #include "frames/FrameMessages.h"
+#include "media/output/VideoFrames.h"
 
 namespace box {
 
 /// A picture in a writer's buffer. Its end gives the buffer back and tells the writer.
-class MappedFrame final : public VideoFrame {
+class MappedFrame final : public media::VideoFrame {
  public:
   /// The planes lie inside the buffer, which this picture has taken.
   MappedFrame(const frames::FrameMessage& message, const frames::PictureShape& shape,

@@ -9,34 +9,34 @@ namespace box {
 namespace {
 
 /// Whether the planes hold what the size promises: a wrong one would be read beyond its end.
-bool isConsistent(const VideoFrame& frame) {
+bool isConsistent(const media::VideoFrame& frame) {
   if (frame.width <= 0 || frame.height <= 0) return false;
   const auto width = static_cast<std::size_t>(frame.width);
   const auto height = static_cast<std::size_t>(frame.height);
   const std::size_t halfWidth = (width + 1) / 2;
   const std::size_t halfHeight = (height + 1) / 2;
-  const auto holds = [](const VideoPlane& plane, std::size_t rowBytes, std::size_t rows) {
+  const auto holds = [](const media::VideoPlane& plane, std::size_t rowBytes, std::size_t rows) {
     return plane.data && plane.rowBytes >= rowBytes && plane.rows >= rows &&
            plane.stride >= rowBytes && plane.stride <= 1U << 24;
   };
-  if (frame.format == VideoFormat::BGRA) {
+  if (frame.format == media::VideoFormat::BGRA) {
     return frame.planeCount >= 1 && holds(frame.planes[0], 4 * width, height);
   }
   if (!holds(frame.planes[0], width, height)) return false;
-  if (frame.format == VideoFormat::NV12) {
+  if (frame.format == media::VideoFormat::NV12) {
     return frame.planeCount >= 2 && holds(frame.planes[1], 2 * halfWidth, halfHeight);
   }
   return frame.planeCount >= 3 && holds(frame.planes[1], halfWidth, halfHeight) &&
          holds(frame.planes[2], halfWidth, halfHeight);
 }
 
-Uint32 sdlFormat(VideoFormat format) {
+Uint32 sdlFormat(media::VideoFormat format) {
   switch (format) {
-    case VideoFormat::NV12:
+    case media::VideoFormat::NV12:
       return SDL_PIXELFORMAT_NV12;
-    case VideoFormat::I420:
+    case media::VideoFormat::I420:
       return SDL_PIXELFORMAT_IYUV;
-    case VideoFormat::BGRA:
+    case media::VideoFormat::BGRA:
       break;
   }
   // The fourth byte is no opacity.
@@ -44,16 +44,17 @@ Uint32 sdlFormat(VideoFormat format) {
 }
 
 /// 0, or SDL's failure.
-int upload(SDL_Texture* texture, VideoFormat format, const std::array<VideoPlane, 3>& planes) {
+int upload(SDL_Texture* texture, media::VideoFormat format,
+           const std::array<media::VideoPlane, 3>& planes) {
   const auto data = [&](std::size_t plane) { return planes[plane].data; };
   const auto pitch = [&](std::size_t plane) { return static_cast<int>(planes[plane].stride); };
   switch (format) {
-    case VideoFormat::NV12:
+    case media::VideoFormat::NV12:
       return SDL_UpdateNVTexture(texture, nullptr, data(0), pitch(0), data(1), pitch(1));
-    case VideoFormat::I420:
+    case media::VideoFormat::I420:
       return SDL_UpdateYUVTexture(texture, nullptr, data(0), pitch(0), data(1), pitch(1), data(2),
                                   pitch(2));
-    case VideoFormat::BGRA:
+    case media::VideoFormat::BGRA:
       break;
   }
   return SDL_UpdateTexture(texture, nullptr, data(0), pitch(0));
@@ -83,7 +84,7 @@ SDL_FRect fittedRect(const SDL_FRect& area, double pictureWidth, double pictureH
           width, height};
 }
 
-bool FrameTexture::update(SDL_Renderer* renderer, const VideoFrame& frame) {
+bool FrameTexture::update(SDL_Renderer* renderer, const media::VideoFrame& frame) {
   _hasPicture = false;
   if (!isConsistent(frame) || !fitsRenderer(renderer, frame.width, frame.height)) return false;
   if (!_make(renderer, frame)) return false;
@@ -96,13 +97,13 @@ bool FrameTexture::update(SDL_Renderer* renderer, const VideoFrame& frame) {
   return _hasPicture;
 }
 
-bool FrameTexture::_make(SDL_Renderer* renderer, const VideoFrame& frame) {
+bool FrameTexture::_make(SDL_Renderer* renderer, const media::VideoFrame& frame) {
   // A renderer that works by the processor would copy the planes before it converts them.
-  const bool convertsHere = frame.format != VideoFormat::BGRA && !isAccelerated(renderer);
-  const Colors colors = frame.format == VideoFormat::BGRA || convertsHere ? Colors::Own
-                        : frame.matrix == VideoMatrix::BT709              ? Colors::Matrix709
-                        : frame.fullRange                                 ? Colors::FullRange601
-                                                                          : Colors::Matrix601;
+  const bool convertsHere = frame.format != media::VideoFormat::BGRA && !isAccelerated(renderer);
+  const Colors colors = frame.format == media::VideoFormat::BGRA || convertsHere ? Colors::Own
+                        : frame.matrix == media::VideoMatrix::BT709              ? Colors::Matrix709
+                        : frame.fullRange ? Colors::FullRange601
+                                          : Colors::Matrix601;
   if (_texture && _format == frame.format && _width == frame.width && _height == frame.height &&
       _colors == colors)
     return true;
@@ -113,13 +114,13 @@ bool FrameTexture::_make(SDL_Renderer* renderer, const VideoFrame& frame) {
   _height = frame.height;
   // Some renderers keep to the conversion that was set when a texture was made.
   _setConversion();
-  _texture.reset(SDL_CreateTexture(renderer,
-                                   sdlFormat(_convertsHere ? VideoFormat::BGRA : frame.format),
-                                   SDL_TEXTUREACCESS_STREAMING, frame.width, frame.height));
+  _texture.reset(SDL_CreateTexture(
+      renderer, sdlFormat(_convertsHere ? media::VideoFormat::BGRA : frame.format),
+      SDL_TEXTUREACCESS_STREAMING, frame.width, frame.height));
   return _texture != nullptr;
 }
 
-bool FrameTexture::_fill(const VideoFrame& frame) {
+bool FrameTexture::_fill(const media::VideoFrame& frame) {
   if (_convertsHere) {
     void* pixels = nullptr;
     int pitch = 0;

@@ -2,9 +2,9 @@
 
 #include <memory>
 
-#include "box/media/VideoFrames.h"
 #include "box/screen/Sdl.h"
 #include "box/screen/YuvConversion.h"
+#include "media/output/VideoFrames.h"
 
 namespace box {
 
@@ -25,7 +25,7 @@ enum class Enlarging { Soft, Exact };
 class FrameTexture {
  public:
   /// Takes the picture over; false when it cannot be shown, and then there is none.
-  bool update(SDL_Renderer* renderer, const VideoFrame& frame);
+  bool update(SDL_Renderer* renderer, const media::VideoFrame& frame);
   void clear();
   bool hasPicture() const { return _hasPicture; }
 
@@ -41,8 +41,8 @@ class FrameTexture {
  private:
   enum class Colors { Own, Matrix601, Matrix709, FullRange601 };
 
-  bool _make(SDL_Renderer* renderer, const VideoFrame& frame);
-  bool _fill(const VideoFrame& frame);
+  bool _make(SDL_Renderer* renderer, const media::VideoFrame& frame);
+  bool _fill(const media::VideoFrame& frame);
   bool _isSideways() const { return _rotation == 90 || _rotation == 270; }
   /// Of the picture as it is shown.
   double _shownWidth() const { return _isSideways() ? _height : _width * _pixelAspect; }
@@ -53,7 +53,7 @@ class FrameTexture {
   TexturePtr _texture;
   bool _convertsHere = false;  // the texture holds pixels, not planes
   StudioRange _studioRange;
-  VideoFormat _format = VideoFormat::I420;
+  media::VideoFormat _format = media::VideoFormat::I420;
   int _width = 0;
   int _height = 0;
   double _pixelAspect = 1;

@@ -13,7 +13,7 @@ namespace box {
 /// A picture that was presented for the first time.
 struct ShownPicture {
   const void* video = nullptr;  ///< only to tell them apart
-  double due = -1;              ///< as in VideoFrame
+  double due = -1;              ///< as in media::VideoFrame
   std::uint64_t missed = 0;     ///< pictures of the video since the last one shown
 };
 

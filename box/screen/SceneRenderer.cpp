@@ -4,9 +4,9 @@
 #include <utility>
 #include <variant>
 
-#include "box/media/FrameLayer.h"
 #include "box/screen/Elements.h"
 #include "box/screen/Theme.h"
+#include "media/output/FrameLayer.h"
 
 namespace box {
 
@@ -17,8 +17,8 @@ using platform::SceneNode;
 namespace {
 
 /// Where a layer's pictures come from; null when it is none of this box.
-std::shared_ptr<VideoFrames> framesOf(const platform::LayerElement& element) {
-  const auto* layer = dynamic_cast<const FrameLayer*>(element.layer.get());
+std::shared_ptr<media::VideoFrames> framesOf(const platform::LayerElement& element) {
+  const auto* layer = dynamic_cast<const media::FrameLayer*>(element.layer.get());
   return layer ? layer->frames() : nullptr;
 }
 
@@ -168,7 +168,7 @@ class SceneRenderer::Walk {
   }
   void _drawVideo(const platform::VideoOutput* output, const Rect& frame, float alpha,
                   Enlarging enlarging);
-  void _takeBackdrop(const VideoFrames& frames, const Rect& frame);
+  void _takeBackdrop(const media::VideoFrames& frames, const Rect& frame);
   void _drawSubtitles();
   void _draw(const platform::BlurElement& element, const void* self, const Rect& frame,
              float alpha);
@@ -250,7 +250,7 @@ void SceneRenderer::Walk::_drawVideo(const platform::VideoOutput* output, const 
 void SceneRenderer::Walk::_drawSubtitles() {
   const auto what = std::exchange(_subtitled, std::nullopt);
   if (!what) return;
-  const SubtitleCues& subtitles = *what->video->subtitles;
+  const media::SubtitleCues& subtitles = *what->video->subtitles;
   const auto cues = subtitles.at(what->video->time);
   if (!cues.empty())
     _renderer._subtitles.draw(_canvas.renderer(), cues, subtitles.styles(), what->frame,
@@ -291,7 +291,7 @@ bool SceneRenderer::Walk::_takeBlur(const void* self) {
   return taken;
 }
 
-void SceneRenderer::Walk::_takeBackdrop(const VideoFrames& frames, const Rect& frame) {
+void SceneRenderer::Walk::_takeBackdrop(const media::VideoFrames& frames, const Rect& frame) {
   const Video& video = _renderer._video(frames);
   // Beneath a blur the bars are seen by nobody.
   if (_end || !video.texture.isPortrait()) return;
@@ -350,7 +350,7 @@ void SceneRenderer::forgetTextures() {
 
 SceneRenderer::Video& SceneRenderer::_video(const platform::VideoOutput& output) {
   Video& video = _videos[&output];
-  const auto* frames = dynamic_cast<const VideoFrames*>(&output);
+  const auto* frames = dynamic_cast<const media::VideoFrames*>(&output);
   if (!frames) return video;
   const std::uint64_t serial = frames->serial();
   if (serial == video.serial) return video;
@@ -379,10 +379,10 @@ void SceneRenderer::_dropUnusedVideos() {
   std::erase_if(_videos, [](const auto& entry) { return !entry.second.used; });
 }
 
-std::vector<std::shared_ptr<VideoFrames>> videosOf(const Scene& scene) {
-  std::vector<std::shared_ptr<VideoFrames>> videos;
+std::vector<std::shared_ptr<media::VideoFrames>> videosOf(const Scene& scene) {
+  std::vector<std::shared_ptr<media::VideoFrames>> videos;
   visitVideos(scene.nodes, [&](const auto& output) {
-    auto frames = std::dynamic_pointer_cast<VideoFrames>(output);
+    auto frames = std::dynamic_pointer_cast<media::VideoFrames>(output);
     if (frames && std::find(videos.begin(), videos.end(), frames) == videos.end())
       videos.push_back(frames);
   });

@@ -7,13 +7,13 @@
 #include <utility>
 #include <vector>
 
-#include "box/media/VideoFrames.h"
 #include "box/screen/Blur.h"
 #include "box/screen/Canvas.h"
 #include "box/screen/FrameTexture.h"
 #include "box/screen/JudderMeter.h"
 #include "box/screen/Sdl.h"
 #include "box/screen/Subtitles.h"
+#include "media/output/VideoFrames.h"
 #include "platform/ui/Scene.h"
 
 namespace box {
@@ -49,7 +49,7 @@ class SceneRenderer {
     FrameTexture texture;
     std::uint64_t serial = 0;
     double time = -1;  // of the picture
-    std::shared_ptr<const SubtitleCues> subtitles;
+    std::shared_ptr<const media::SubtitleCues> subtitles;
     bool used = false;
   };
   /// An element as it is drawn; two that are equal look the same, unless they move by themselves.
@@ -72,7 +72,7 @@ class SceneRenderer {
   Canvas _canvas;
   std::map<const platform::VideoOutput*, Video> _videos;
   struct Fresh {
-    std::shared_ptr<const VideoFrame> frame;
+    std::shared_ptr<const media::VideoFrame> frame;
     ShownPicture picture;
   };
   std::vector<Fresh> _fresh;  // painted, not yet presented
@@ -84,6 +84,6 @@ class SceneRenderer {
 };
 
 /// The videos that a scene shows, those of layers too.
-std::vector<std::shared_ptr<VideoFrames>> videosOf(const platform::Scene& scene);
+std::vector<std::shared_ptr<media::VideoFrames>> videosOf(const platform::Scene& scene);
 
 }  // namespace box

@@ -130,7 +130,7 @@ void ScreenThread::_execute(const Open& command) {
 void ScreenThread::_execute(const SetScene& command) {
   _scene = command.scene;
   _damaged = true;
-  _watchVideos(_scene ? videosOf(*_scene) : std::vector<std::shared_ptr<VideoFrames>>{});
+  _watchVideos(_scene ? videosOf(*_scene) : std::vector<std::shared_ptr<media::VideoFrames>>{});
 }
 
 void ScreenThread::_execute(const Capture& command) {
@@ -164,7 +164,7 @@ void ScreenThread::_closeWindow() {
   SDL_FlushEvents(SDL_FIRSTEVENT, SDL_LASTEVENT);
 }
 
-void ScreenThread::_watchVideos(std::vector<std::shared_ptr<VideoFrames>> videos) {
+void ScreenThread::_watchVideos(std::vector<std::shared_ptr<media::VideoFrames>> videos) {
   const auto contains = [](const auto& list, const auto& video) {
     return std::find(list.begin(), list.end(), video) != list.end();
   };

@@ -12,7 +12,6 @@
 #include <variant>
 #include <vector>
 
-#include "box/media/VideoFrames.h"
 #include "box/screen/JudderMeter.h"
 #include "box/screen/RefreshPace.h"
 #include "box/screen/ScreenInput.h"
@@ -21,6 +20,7 @@
 #include "box/screen/ScreenWindow.h"
 #include "box/screen/TextRenderer.h"
 #include "box/screen/VideoSystem.h"
+#include "media/output/VideoFrames.h"
 #include "platform/foundation/Clock.h"
 #include "platform/foundation/Value.h"
 #include "platform/ui/Scene.h"
@@ -97,7 +97,7 @@ class ScreenThread {
   void _execute(const KeepDisplayOn& command);
   void _execute(const Stop&) { _stopping = true; }
   void _closeWindow();
-  void _watchVideos(std::vector<std::shared_ptr<VideoFrames>> videos);
+  void _watchVideos(std::vector<std::shared_ptr<media::VideoFrames>> videos);
   void _handle(const SDL_Event& event);
   void _handleWindow(const SDL_WindowEvent& event);
   bool _needsFrame() const { return _window && (_damaged || _signal->videoChanged || _moves); }
@@ -126,7 +126,7 @@ class ScreenThread {
   std::unique_ptr<ScreenInput> _input;
   std::uint64_t _session = 0;
   std::shared_ptr<const platform::Scene> _scene;
-  std::vector<std::shared_ptr<VideoFrames>> _watched;
+  std::vector<std::shared_ptr<media::VideoFrames>> _watched;
   bool _stopping = false;
   bool _damaged = false;
   bool _moves = false;

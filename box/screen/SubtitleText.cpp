@@ -13,20 +13,20 @@
 namespace box {
 namespace {
 
-using Alignment = CueLayout::Alignment;
+using Alignment = media::CueLayout::Alignment;
 
 guint16 pangoLevel(float value) {
   return static_cast<guint16>(std::lround(std::clamp(value, 0.0F, 1.0F) * 65535));
 }
 
-void appendAttributes(PangoAttrList* list, const SubtitleSpan& span) {
+void appendAttributes(PangoAttrList* list, const media::SubtitleSpan& span) {
   const auto add = [&](PangoAttribute* attribute) {
     attribute->start_index = static_cast<guint>(span.begin);
     attribute->end_index = static_cast<guint>(span.end);
     // An inner one takes the place of an outer one.
     pango_attr_list_change(list, attribute);
   };
-  const SubtitleLook& look = span.look;
+  const media::SubtitleLook& look = span.look;
   if (look.color) {
     const platform::Color& color = *look.color;
     add(pango_attr_foreground_new(pangoLevel(color.red), pangoLevel(color.green),
@@ -52,17 +52,17 @@ PangoAlignment pangoAlignment(Alignment alignment, const std::string& text) {
   return PANGO_ALIGN_RIGHT;
 }
 
-PangoLayoutPtr layoutOf(const TextRenderer& texts, const SubtitleCue& cue, const SubtitleArea& area,
-                        double size) {
+PangoLayoutPtr layoutOf(const TextRenderer& texts, const media::SubtitleCue& cue,
+                        const SubtitleArea& area, double size) {
   PangoAttrListPtr attributes(pango_attr_list_new());
   if (cue.look.underline.value_or(false)) {
-    SubtitleSpan whole;
+    media::SubtitleSpan whole;
     whole.end = cue.text.size();
     whole.look.underline = true;
     appendAttributes(attributes.get(), whole);
   }
   double largest = 1;
-  for (const SubtitleSpan& span : cue.spans) {
+  for (const media::SubtitleSpan& span : cue.spans) {
     appendAttributes(attributes.get(), span);
     largest = std::max(largest, span.look.size.value_or(1));
   }
@@ -105,15 +105,16 @@ void drawBackground(cairo_t* context, PangoLayout* layout, std::size_t begin, st
   cairo_fill(context);
 }
 
-TextEdge edgeOf(const SubtitleCue& cue) {
+media::TextEdge edgeOf(const media::SubtitleCue& cue) {
   if (cue.look.edge) return *cue.look.edge;
   // A box behind them is as good.
   const bool hasBox = cue.look.background && cue.look.background->alpha > 0.5F;
-  return hasBox ? TextEdge::None : TextEdge::Uniform;
+  return hasBox ? media::TextEdge::None : media::TextEdge::Uniform;
 }
 
-void drawEdge(const CairoPicture& picture, PangoLayout* layout, TextEdge edge, double width) {
-  if (edge == TextEdge::None) return;
+void drawEdge(const CairoPicture& picture, PangoLayout* layout, media::TextEdge edge,
+              double width) {
+  if (edge == media::TextEdge::None) return;
   cairo_t* context = picture.context();
   picture.setColor(theme::kTextOutline);
   cairo_set_line_join(context, CAIRO_LINE_JOIN_ROUND);
@@ -126,16 +127,16 @@ void drawEdge(const CairoPicture& picture, PangoLayout* layout, TextEdge edge, d
   };
   // Letters that cast a shadow keep a thin line, without which they are lost on white. The shadow
   // touches that line: a gap between them would look like a second letter.
-  stroke(0, edge == TextEdge::Uniform ? width : width / 2);
-  if (edge == TextEdge::DropShadow) stroke(width, width / 2);
-  if (edge == TextEdge::Raised) stroke(width / 2, width / 2);
-  if (edge == TextEdge::Depressed) stroke(-width / 2, width / 2);
+  stroke(0, edge == media::TextEdge::Uniform ? width : width / 2);
+  if (edge == media::TextEdge::DropShadow) stroke(width, width / 2);
+  if (edge == media::TextEdge::Raised) stroke(width / 2, width / 2);
+  if (edge == media::TextEdge::Depressed) stroke(-width / 2, width / 2);
 }
 
 }  // namespace
 
 SubtitlePicture drawSubtitleText(SDL_Renderer* renderer, const TextRenderer& texts,
-                                 const SubtitleCue& cue, const SubtitleArea& area) {
+                                 const media::SubtitleCue& cue, const SubtitleArea& area) {
   const double size = area.size * cue.look.size.value_or(1);
   const double edgeWidth = area.frame * theme::kSubtitleOutline;
   const double padding = size * theme::kSubtitlePadding;
@@ -170,13 +171,13 @@ SubtitlePicture drawSubtitleText(SDL_Renderer* renderer, const TextRenderer& tex
   CairoPicture canvas(picture.width, picture.height);
   cairo_t* context = canvas.context();
   cairo_translate(context, -picture.x, -picture.y);
-  const auto drawBox = [&](const SubtitleLook& look, std::size_t begin, std::size_t end) {
+  const auto drawBox = [&](const media::SubtitleLook& look, std::size_t begin, std::size_t end) {
     if (!look.background) return;
     canvas.setColor(*look.background);
     drawBackground(context, layout.get(), begin, end, padding);
   };
   drawBox(cue.look, 0, cue.text.size());
-  for (const SubtitleSpan& span : cue.spans) drawBox(span.look, span.begin, span.end);
+  for (const media::SubtitleSpan& span : cue.spans) drawBox(span.look, span.begin, span.end);
   drawEdge(canvas, layout.get(), edgeOf(cue), edgeWidth);
   canvas.setColor(cue.look.color.value_or(theme::kSubtitle));
   cairo_move_to(context, 0, 0);

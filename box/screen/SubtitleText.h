@@ -1,8 +1,8 @@
 #pragma once
 
-#include "box/media/SubtitleCue.h"
 #include "box/screen/Sdl.h"
 #include "box/screen/TextRenderer.h"
+#include "media/output/SubtitleCue.h"
 
 namespace box {
 
@@ -29,6 +29,6 @@ struct SubtitleArea {
 
 /// Sets and draws the text of `cue` in its own looks, in the screen's fonts.
 SubtitlePicture drawSubtitleText(SDL_Renderer* renderer, const TextRenderer& texts,
-                                 const SubtitleCue& cue, const SubtitleArea& area);
+                                 const media::SubtitleCue& cue, const SubtitleArea& area);
 
 }  // namespace box

@@ -6,13 +6,13 @@
 #include <string>
 #include <utility>
 
-#include "box/media/SubtitleStyles.h"
 #include "box/screen/Theme.h"
+#include "media/output/SubtitleStyles.h"
 
 namespace box {
 namespace {
 
-using Anchor = CueLayout::Anchor;
+using Anchor = media::CueLayout::Anchor;
 
 constexpr std::size_t kCachedCues = 16;
 constexpr std::size_t kCachedCuePixels = std::size_t{16} * 1024 * 1024;
@@ -28,7 +28,7 @@ std::string cacheKey(const void* cue, const void* styles, const SubtitleFrame& f
   return key;
 }
 
-TexturePtr textureOf(SDL_Renderer* renderer, const CueImage& image) {
+TexturePtr textureOf(SDL_Renderer* renderer, const media::CueImage& image) {
   TexturePtr texture(SDL_CreateTexture(renderer, SDL_PIXELFORMAT_ARGB8888, SDL_TEXTUREACCESS_STATIC,
                                        image.width, image.height));
   if (!texture ||
@@ -39,7 +39,7 @@ TexturePtr textureOf(SDL_Renderer* renderer, const CueImage& image) {
   return texture;
 }
 
-SDL_FRect placeOf(const CueImage& image, const SDL_FRect& picture) {
+SDL_FRect placeOf(const media::CueImage& image, const SDL_FRect& picture) {
   const float scaleX = picture.w / static_cast<float>(image.canvasWidth);
   const bool stretches = image.canvasWidth <= kStretchedWidth;
   const float scaleY = stretches ? picture.h / static_cast<float>(image.canvasHeight) : scaleX;
@@ -51,7 +51,9 @@ SDL_FRect placeOf(const CueImage& image, const SDL_FRect& picture) {
 }
 
 /// From the lower edge upwards: the last of those that stand there is the lowest.
-bool standsAtTheEdge(const CueLayout& layout) { return !layout.y && layout.line.value_or(-1) < 0; }
+bool standsAtTheEdge(const media::CueLayout& layout) {
+  return !layout.y && layout.line.value_or(-1) < 0;
+}
 
 /// Where texts have been put in this picture.
 class Places {
@@ -76,7 +78,7 @@ class Places {
     }
   }
 
-  SDL_FRect place(const CueLayout& layout, const SubtitlePicture& text, int areaWidth) {
+  SDL_FRect place(const media::CueLayout& layout, const SubtitlePicture& text, int areaWidth) {
     const auto height = static_cast<float>(text.textHeight);
     const auto width = static_cast<float>(areaWidth);
     const SDL_FRect& area = _frame.area;
@@ -94,7 +96,7 @@ class Places {
   }
 
  private:
-  float _rowOf(const CueLayout& layout, const SubtitlePicture& text) const {
+  float _rowOf(const media::CueLayout& layout, const SubtitlePicture& text) const {
     const auto height = static_cast<float>(text.textHeight);
     if (layout.y) {
       const float at = _frame.picture.y + static_cast<float>(*layout.y) * _frame.picture.h;
@@ -135,17 +137,16 @@ void copy(SDL_Renderer* renderer, SDL_Texture* texture, const SDL_FRect& target,
 Subtitles::Subtitles(const TextRenderer& texts)
     : _texts(texts), _cache(kCachedCues, kCachedCuePixels) {}
 
-const Subtitles::Drawn& Subtitles::_drawn(SDL_Renderer* renderer,
-                                          const std::shared_ptr<const SubtitleCue>& cue,
-                                          const std::shared_ptr<const SubtitleStyles>& styles,
-                                          const SubtitleFrame& frame) {
+const Subtitles::Drawn& Subtitles::_drawn(
+    SDL_Renderer* renderer, const std::shared_ptr<const media::SubtitleCue>& cue,
+    const std::shared_ptr<const media::SubtitleStyles>& styles, const SubtitleFrame& frame) {
   const std::string key = cacheKey(cue.get(), styles.get(), frame);
   if (const Drawn* cached = _cache.find(key)) return *cached;
-  SubtitleCue styled = *cue;
+  media::SubtitleCue styled = *cue;
   if (styles) styles->applyTo(styled);
   Drawn drawn{.cue = cue, .styles = styles, .layout = styled.layout, .text = {}, .images = {}};
   std::size_t pixels = imageBytesOf(*cue) / sizeof(std::uint32_t);
-  for (const CueImage& each : cue->images) drawn.images.push_back(textureOf(renderer, each));
+  for (const media::CueImage& each : cue->images) drawn.images.push_back(textureOf(renderer, each));
   if (!styled.text.empty()) {
     const double width = styled.layout.width
                              ? *styled.layout.width * static_cast<double>(frame.picture.w)
@@ -165,8 +166,8 @@ const Subtitles::Drawn& Subtitles::_drawn(SDL_Renderer* renderer,
   return _cache.insert(key, std::move(drawn), pixels);
 }
 
-void Subtitles::draw(SDL_Renderer* renderer, const SubtitleCues::Cues& cues,
-                     const std::shared_ptr<const SubtitleStyles>& styles,
+void Subtitles::draw(SDL_Renderer* renderer, const media::SubtitleCues::Cues& cues,
+                     const std::shared_ptr<const media::SubtitleStyles>& styles,
                      const SubtitleFrame& frame, float alpha) {
   const std::size_t count = std::min(cues.size(), kCachedCues);
   float heightAtTop = 0;

@@ -3,10 +3,10 @@
 #include <memory>
 #include <vector>
 
-#include "box/media/SubtitleCues.h"
 #include "box/screen/Sdl.h"
 #include "box/screen/SubtitleText.h"
 #include "box/screen/TextureCache.h"
+#include "media/output/SubtitleCues.h"
 
 namespace box {
 
@@ -31,8 +31,8 @@ class Subtitles {
  public:
   explicit Subtitles(const TextRenderer& texts);
 
-  void draw(SDL_Renderer* renderer, const SubtitleCues::Cues& cues,
-            const std::shared_ptr<const SubtitleStyles>& styles, const SubtitleFrame& frame,
+  void draw(SDL_Renderer* renderer, const media::SubtitleCues::Cues& cues,
+            const std::shared_ptr<const media::SubtitleStyles>& styles, const SubtitleFrame& frame,
             float alpha);
   void clear() { _cache.clear(); }
   std::size_t cachedCount() const { return _cache.size(); }
@@ -40,15 +40,15 @@ class Subtitles {
  private:
   struct Drawn {
     // Held, so that no other object comes to have their addresses.
-    std::shared_ptr<const SubtitleCue> cue;
-    std::shared_ptr<const SubtitleStyles> styles;
-    CueLayout layout;
+    std::shared_ptr<const media::SubtitleCue> cue;
+    std::shared_ptr<const media::SubtitleStyles> styles;
+    media::CueLayout layout;
     int areaWidth = 0;
     SubtitlePicture text;
     std::vector<TexturePtr> images;  // of the cue's, in their order
   };
-  const Drawn& _drawn(SDL_Renderer* renderer, const std::shared_ptr<const SubtitleCue>& cue,
-                      const std::shared_ptr<const SubtitleStyles>& styles,
+  const Drawn& _drawn(SDL_Renderer* renderer, const std::shared_ptr<const media::SubtitleCue>& cue,
+                      const std::shared_ptr<const media::SubtitleStyles>& styles,
                       const SubtitleFrame& frame);
 
   const TextRenderer& _texts;

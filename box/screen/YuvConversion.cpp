@@ -79,9 +79,9 @@ Vector upperHalves(Vector first, Vector second) {
   }
 }
 
-Coefficients coefficientsFor(VideoMatrix matrix, bool fullRange) {
-  const double red = matrix == VideoMatrix::BT601 ? 0.299 : 0.2126;
-  const double blue = matrix == VideoMatrix::BT601 ? 0.114 : 0.0722;
+Coefficients coefficientsFor(media::VideoMatrix matrix, bool fullRange) {
+  const double red = matrix == media::VideoMatrix::BT601 ? 0.299 : 0.2126;
+  const double blue = matrix == media::VideoMatrix::BT601 ? 0.114 : 0.0722;
   const double green = 1 - red - blue;
   const double lumaScale = fullRange ? 1 : 255.0 / 219;
   const double chromaScale = fullRange ? 1 : 255.0 / 224;
@@ -142,10 +142,10 @@ void convertBlock(const Coefficients& by, const ChromaBlock& chroma, const std::
 
 }  // namespace
 
-void convertToRgb(const VideoFrame& frame, std::uint8_t* pixels, std::size_t pitch) {
+void convertToRgb(const media::VideoFrame& frame, std::uint8_t* pixels, std::size_t pitch) {
   static_assert(std::endian::native == std::endian::little);
   const Coefficients by = coefficientsFor(frame.matrix, frame.fullRange);
-  const bool interleaved = frame.format == VideoFormat::NV12;
+  const bool interleaved = frame.format == media::VideoFormat::NV12;
   const auto width = static_cast<std::size_t>(frame.width);
   const auto height = static_cast<std::size_t>(frame.height);
   const auto chromaOf = [&](const std::uint8_t* us, const std::uint8_t* vs) {
@@ -193,7 +193,7 @@ void convertToRgb(const VideoFrame& frame, std::uint8_t* pixels, std::size_t pit
   }
 }
 
-const std::array<VideoPlane, 3>& StudioRange::convert(const VideoFrame& frame) {
+const std::array<media::VideoPlane, 3>& StudioRange::convert(const media::VideoFrame& frame) {
   std::array<std::uint8_t, 256> luma;
   std::array<std::uint8_t, 256> chroma;
   for (int i = 0; i < 256; ++i) {
@@ -207,7 +207,7 @@ const std::array<VideoPlane, 3>& StudioRange::convert(const VideoFrame& frame) {
   _bytes.resize(size);
   std::uint8_t* to = _bytes.data();
   for (std::size_t i = 0; i < frame.planeCount; ++i) {
-    const VideoPlane& plane = frame.planes[i];
+    const media::VideoPlane& plane = frame.planes[i];
     const auto& levels = i == 0 ? luma : chroma;
     _planes[i] = {to, plane.rowBytes, plane.rowBytes, plane.rows};
     for (std::size_t y = 0; y < plane.rows; ++y) {

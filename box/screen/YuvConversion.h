@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "box/media/VideoFrames.h"
+#include "media/output/VideoFrames.h"
 
 namespace box {
 
@@ -14,18 +14,18 @@ namespace box {
 ///
 /// `frame` is NV12 or I420, with planes of the size it promises; `pixels` holds its height times
 /// `pitch` bytes. Chroma belongs to two by two pixels, without a filter.
-void convertToRgb(const VideoFrame& frame, std::uint8_t* pixels, std::size_t pitch);
+void convertToRgb(const media::VideoFrame& frame, std::uint8_t* pixels, std::size_t pitch);
 
 /// The planes of a full-range picture at studio levels, for renderers that know its matrix at those
 /// only. Keeps its memory from picture to picture.
 class StudioRange {
  public:
   /// `frame` is NV12 or I420. The planes are good until the next call.
-  const std::array<VideoPlane, 3>& convert(const VideoFrame& frame);
+  const std::array<media::VideoPlane, 3>& convert(const media::VideoFrame& frame);
 
  private:
   std::vector<std::uint8_t> _bytes;
-  std::array<VideoPlane, 3> _planes;
+  std::array<media::VideoPlane, 3> _planes;
 };
 
 }  // namespace box

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <utility>
 
-#include "box/services/Utf8.h"
+#include "platform/foundation/Utf8.h"
 
 namespace box {
 
@@ -30,7 +30,7 @@ std::optional<double> finite(const Dictionary& info, std::string_view key) {
 }
 
 std::string text(const Dictionary& info, std::string_view key) {
-  return replacingInvalidText(info.string(key).value_or(""));
+  return platform::replacingInvalidText(info.string(key).value_or(""));
 }
 
 NowPlayingState::Status statusOf(RemotePlayback::State state) {

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <utility>
 
-#include "box/services/Utf8.h"
+#include "platform/foundation/Utf8.h"
 
 namespace box {
 
@@ -32,7 +32,7 @@ bool ValueReader::readString(std::string& result) {
     return _fail("a text that is not UTF-8");
   const std::string_view view(text);
   if (!_count(view.size() + kTextBytes)) return false;
-  if (!isBusText(view)) return _fail("a text that is not UTF-8");
+  if (!platform::isValidText(view)) return _fail("a text that is not UTF-8");
   result = view;
   return true;
 }

@@ -3,7 +3,7 @@
 #include <cerrno>
 #include <cstdint>
 
-#include "box/services/Utf8.h"
+#include "platform/foundation/Utf8.h"
 #include "platform/ui/Layer.h"
 
 namespace box {
@@ -46,10 +46,10 @@ void ValueWriter::appendStatus(std::int32_t status) { _basic('i', &status, sizeo
 void ValueWriter::appendState(std::uint64_t state) { _basic('t', &state, sizeof state); }
 
 void ValueWriter::appendString(const std::string& text) {
-  if (isBusText(text)) {
+  if (platform::isValidText(text)) {
     _basic('s', text.c_str(), text.size() + 5);
   } else {
-    const std::string valid = replacingInvalidText(text);
+    const std::string valid = platform::replacingInvalidText(text);
     _basic('s', valid.c_str(), valid.size() + 5);
   }
 }

@@ -6,8 +6,8 @@
 #include <signal.h>
 
 #include "tests/box/ChildProcess.h"
-#include "tests/box/media/TestMedia.h"
 #include "tests/box/services/Client.h"
+#include "tests/media/TestMedia.h"
 #include "tests/scenarios/ScenarioRunner.h"
 
 namespace {

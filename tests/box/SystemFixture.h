@@ -7,8 +7,8 @@
 #include <signal.h>
 
 #include "tests/box/ChildProcess.h"
-#include "tests/box/media/TestMedia.h"
 #include "tests/box/services/Client.h"
+#include "tests/media/TestMedia.h"
 
 /// The program itself in a process of its own, a peer at its door, and real media. At the end of
 /// each test the process is told to end, and has to do so with status 0.

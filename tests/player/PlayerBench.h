@@ -10,7 +10,7 @@
 
 /// What the tests of this folder run on, so that their bodies know nothing of it: the scripted
 /// engine in virtual time (tests/platform/media), or the box's engine with real media
-/// (tests/box/media). It is the current platform while it lives.
+/// (tests/media). It is the current platform while it lives.
 ///
 /// Media, by name: what is not said otherwise has picture and sound.
 ///

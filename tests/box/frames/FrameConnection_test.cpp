@@ -34,7 +34,7 @@ class FrameConnectionTest : public testing::Test {
   }
 
   sim::Box box;  // for its log
-  std::shared_ptr<VideoFrames> mailbox = std::make_shared<VideoFrames>();
+  std::shared_ptr<media::VideoFrames> mailbox = std::make_shared<media::VideoFrames>();
   std::unique_ptr<RawWriter> writer;
   std::unique_ptr<FrameConnection> connection;
   const FileDescriptor memory = makeMemory(kPictureBytes);
@@ -48,11 +48,11 @@ TEST_F(FrameConnectionTest, PutsThePictureUpWithoutCopyingIt) {
   ASSERT_EQ(connection->read(), State::Open);
   const auto frame = mailbox->latest();
   ASSERT_TRUE(frame);
-  EXPECT_EQ(frame->format, VideoFormat::NV12);
+  EXPECT_EQ(frame->format, media::VideoFormat::NV12);
   EXPECT_EQ(frame->width, 64);
   EXPECT_EQ(frame->height, 36);
   EXPECT_EQ(frame->time, 1.5);
-  EXPECT_EQ(frame->matrix, VideoMatrix::BT601);
+  EXPECT_EQ(frame->matrix, media::VideoMatrix::BT601);
   EXPECT_TRUE(frame->fullRange);
   EXPECT_EQ(frame->planeCount, 2U);
   EXPECT_EQ(frame->planes[1].data - frame->planes[0].data, 64 * 36);

@@ -57,7 +57,7 @@ class FrameSocketTest : public testing::Test {
   const testing_support::TemporaryFolder _temporary;
   const std::string& root = _temporary.path();
   std::shared_ptr<FrameSocket> layer;
-  std::shared_ptr<VideoFrames> frames;
+  std::shared_ptr<media::VideoFrames> frames;
 
  private:
   std::mutex _mutex;
@@ -77,7 +77,7 @@ TEST_F(FrameSocketTest, CarriesPicturesFromTheLibraryToTheScreen) {
     ASSERT_TRUE(changed(number));
     const auto frame = frames->latest();
     ASSERT_TRUE(frame);
-    EXPECT_EQ(frame->format, VideoFormat::BGRA);
+    EXPECT_EQ(frame->format, media::VideoFormat::BGRA);
     EXPECT_EQ(frame->width, 33);
     EXPECT_EQ(frame->planes[0].data[16 * frame->planes[0].stride + 4 * 33 - 1], number);
     if (number % 2 == 0) frame->wasShown();

@@ -10,20 +10,20 @@ namespace box::test {
 namespace {
 
 struct Kind {
-  VideoMatrix matrix;
+  media::VideoMatrix matrix;
   bool fullRange;
 
-  double red() const { return matrix == VideoMatrix::BT601 ? 0.299 : 0.2126; }
-  double blue() const { return matrix == VideoMatrix::BT601 ? 0.114 : 0.0722; }
+  double red() const { return matrix == media::VideoMatrix::BT601 ? 0.299 : 0.2126; }
+  double blue() const { return matrix == media::VideoMatrix::BT601 ? 0.114 : 0.0722; }
   double green() const { return 1 - red() - blue(); }
   double lumaSpan() const { return fullRange ? 255 : 219; }
   double chromaSpan() const { return fullRange ? 255 : 224; }
   double zero() const { return fullRange ? 0 : 16; }
 };
-constexpr Kind kKinds[]{{VideoMatrix::BT601, false},
-                        {VideoMatrix::BT601, true},
-                        {VideoMatrix::BT709, false},
-                        {VideoMatrix::BT709, true}};
+constexpr Kind kKinds[]{{media::VideoMatrix::BT601, false},
+                        {media::VideoMatrix::BT601, true},
+                        {media::VideoMatrix::BT709, false},
+                        {media::VideoMatrix::BT709, true}};
 
 /// By the definitions, from channels of 0 to 1.
 MemoryFrame::Yuv encoded(const Kind& by, double red, double green, double blue) {
@@ -51,12 +51,12 @@ TEST(Colors, BarsAreWhatTheirMatrixAndRangeSay) {
   for (const Kind& kind : kKinds) {
     for (const double height : {1.0, 0.75, 0.4}) {
       for (int bar = 0; bar < 8; ++bar) {
-        SCOPED_TRACE((kind.matrix == VideoMatrix::BT601 ? "601" : "709") +
+        SCOPED_TRACE((kind.matrix == media::VideoMatrix::BT601 ? "601" : "709") +
                      std::string(kind.fullRange ? ", full, " : ", studio, ") + std::to_string(bar));
         const auto color =
             encoded(kind, bar & 1 ? height : 0, bar & 2 ? height : 0, bar & 4 ? height : 0);
         // Columns that fill no block, and a last pair of one.
-        const auto format = bar % 2 ? VideoFormat::NV12 : VideoFormat::I420;
+        const auto format = bar % 2 ? media::VideoFormat::NV12 : media::VideoFormat::I420;
         const auto frame = std::make_shared<MemoryFrame>(format, 71, 41, color);
         frame->matrix = kind.matrix;
         frame->fullRange = kind.fullRange;
@@ -66,8 +66,8 @@ TEST(Colors, BarsAreWhatTheirMatrixAndRangeSay) {
         // What renderers of their own conversion are given in place of a full range.
         StudioRange studio;
         const auto& planes = studio.convert(*frame);
-        const std::size_t other = format == VideoFormat::NV12 ? 1 : 2;
-        const std::size_t last = format == VideoFormat::NV12 ? 1 : 0;
+        const std::size_t other = format == media::VideoFormat::NV12 ? 1 : 2;
+        const std::size_t last = format == media::VideoFormat::NV12 ? 1 : 0;
         const Kind limited{kind.matrix, false};
         if (kind.fullRange) {
           EXPECT_LE(decoded(limited, {*planes[0].data, *planes[1].data, planes[other].data[last]})

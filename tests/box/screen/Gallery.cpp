@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "TVVorlane/strings/StringTable.h"
-#include "box/media/SubtitleStyles.h"
+#include "media/output/SubtitleStyles.h"
 #include "platform/ui/DigitEntryViewController.h"
 #include "platform/ui/PlayerTexts.h"
 #include "tests/box/screen/Pictures.h"
@@ -51,7 +51,7 @@ constexpr MemoryFrame::Yuv kBright{235, 128, 128};
 constexpr MemoryFrame::Yuv kDark{60, 140, 120};
 
 std::shared_ptr<MemoryFrame> picture(int width, int height) {
-  return std::make_shared<MemoryFrame>(VideoFormat::NV12, width, height, kDark, kBright);
+  return std::make_shared<MemoryFrame>(media::VideoFormat::NV12, width, height, kDark, kBright);
 }
 
 /// Over it, the picture that everything else is seen on.
@@ -66,12 +66,12 @@ Scene over(std::vector<SceneNode> nodes) {
 Scene over(SceneElement element) { return over({node(kScreenBounds, std::move(element))}); }
 
 /// A video with texts, of the shape that the width makes.
-Scene withTexts(int width, const std::vector<SubtitleCue>& cues,
-                std::shared_ptr<const SubtitleStyles> styles = nullptr) {
+Scene withTexts(int width, const std::vector<media::SubtitleCue>& cues,
+                std::shared_ptr<const media::SubtitleStyles> styles = nullptr) {
   const auto frame = picture(width, 200);
-  const auto texts = std::make_shared<SubtitleCues>();
-  for (const SubtitleCue& each : cues) texts->add(each);
-  texts->show(SubtitleCues::Source::Media);
+  const auto texts = std::make_shared<media::SubtitleCues>();
+  for (const media::SubtitleCue& each : cues) texts->add(each);
+  texts->show(media::SubtitleCues::Source::Media);
   texts->setStyles(std::move(styles));
   frame->time = 1;
   frame->subtitles = texts;
@@ -174,18 +174,18 @@ std::vector<Scene> gallery(const char* language) {
   const std::string alertText = text("VorlaneSecurityVerifyFailureDialogText");
   const std::string ok = text("TVVorlaneOK");
 
-  const SubtitleCue plain{1, 1, words.subtitle};
-  SubtitleCue marked = plain;
-  marked.look.edge = TextEdge::DropShadow;
+  const media::SubtitleCue plain{1, 1, words.subtitle};
+  media::SubtitleCue marked = plain;
+  marked.look.edge = media::TextEdge::DropShadow;
   marked.spans.resize(1);
   marked.spans[0].begin = plain.text.find(words.emphasized);
   marked.spans[0].end = marked.spans[0].begin + std::strlen(words.emphasized);
   marked.spans[0].look.italic = true;
   marked.spans[0].look.color = Color{1, 0.85F, 0.3F, 1};
-  const SubtitleCue brief{1, 1, words.shortSubtitle};
-  SubtitleCue above{1, 1, words.title};
+  const media::SubtitleCue brief{1, 1, words.shortSubtitle};
+  media::SubtitleCue above{1, 1, words.title};
   above.layout.line = 0;
-  SubtitleCue drawn{1, 1};
+  media::SubtitleCue drawn{1, 1};
   drawn.images = {{1920, 1080, 660, 880, 600, 90, std::vector<std::uint32_t>(54000)}};
   // Two lines of words that nobody can read.
   for (std::size_t i = 0; i < 54000; ++i) {
@@ -193,7 +193,7 @@ std::vector<Scene> gallery(const char* language) {
     if (y % 50 < 34 && x % 25 < 20 && (x + 125 * (y / 50)) % 200 < 160)
       drawn.images[0].pixels[i] = 0xFFFFE060;
   }
-  const auto wished = subtitleStylesOf(Array{Dictionary{
+  const auto wished = media::subtitleStylesOf(Array{Dictionary{
       {"foregroundColor", "yellow"}, {"backgroundColor", "#101040"}, {"relativeSize", 120}}});
   Scene belowBar = withTexts(356, {plain});
   belowBar.nodes.push_back(node(kScreenBounds, bar(TransportState::Playing, 2400)));

@@ -10,10 +10,10 @@ namespace box::test {
 namespace {
 
 /// Each pixel is another colour, and the fourth bytes say "transparent".
-class BgraFrame final : public VideoFrame {
+class BgraFrame final : public media::VideoFrame {
  public:
   BgraFrame(int pixelWidth, int pixelHeight) {
-    format = VideoFormat::BGRA;
+    format = media::VideoFormat::BGRA;
     width = pixelWidth;
     height = pixelHeight;
     const auto columns = static_cast<std::size_t>(width);
@@ -41,7 +41,7 @@ class BgraFrame final : public VideoFrame {
   std::vector<std::uint8_t> _bytes;
 };
 
-platform::Scene sceneWith(std::shared_ptr<const VideoFrame> frame) {
+platform::Scene sceneWith(std::shared_ptr<const media::VideoFrame> frame) {
   return sceneOf({LayerElement{std::make_shared<TestLayer>(std::move(frame))}});
 }
 
@@ -71,7 +71,7 @@ TEST(Layer, APortraitPictureStandsOverADimmedBlurOfItself) {
   for (const auto& the : cases) {
     SCOPED_TRACE(the.name);
     const auto frame =
-        std::make_shared<MemoryFrame>(VideoFormat::NV12, the.width, the.height, white);
+        std::make_shared<MemoryFrame>(media::VideoFormat::NV12, the.width, the.height, white);
     frame->rotationDegrees = the.rotation;
     const Picture picture(sceneWith(frame), 640, 360);
     EXPECT_GE(picture.at(320, 180).brightness(), 250);
@@ -114,16 +114,16 @@ TEST(Layer, WithoutAPictureThereIsBlack) {
   const MemoryFrame::Yuv white{235, 128, 128};
   const auto hollow = std::make_shared<BgraFrame>(640, 360);
   hollow->planes[0].rows = 359;
-  const auto halfway = std::make_shared<MemoryFrame>(VideoFormat::NV12, 64, 36, white);
+  const auto halfway = std::make_shared<MemoryFrame>(media::VideoFormat::NV12, 64, 36, white);
   halfway->planes[1].rows = 2;
-  const auto flat = std::make_shared<MemoryFrame>(VideoFormat::I420, 64, 36, white);
+  const auto flat = std::make_shared<MemoryFrame>(media::VideoFormat::I420, 64, 36, white);
   flat->height = 0;
   const platform::SceneElement elements[]{LayerElement{nullptr},
                                           LayerElement{std::make_shared<ForeignLayer>()},
                                           LayerElement{std::make_shared<TestLayer>(nullptr)},
                                           LayerElement{std::make_shared<TestLayer>(hollow)},
                                           VideoElement{nullptr},
-                                          VideoElement{std::make_shared<VideoFrames>()},
+                                          VideoElement{std::make_shared<media::VideoFrames>()},
                                           VideoElement{std::make_shared<platform::VideoOutput>()},
                                           VideoElement{videoOf(halfway)},
                                           VideoElement{videoOf(flat)}};

@@ -15,7 +15,7 @@ int Pixel::distance(const Pixel& other) const {
       {std::abs(red - other.red), std::abs(green - other.green), std::abs(blue - other.blue)});
 }
 
-MemoryFrame::MemoryFrame(VideoFormat pixelFormat, int pixelWidth, int pixelHeight, Yuv color,
+MemoryFrame::MemoryFrame(media::VideoFormat pixelFormat, int pixelWidth, int pixelHeight, Yuv color,
                          std::optional<Yuv> leftHalf) {
   format = pixelFormat;
   width = pixelWidth;
@@ -24,7 +24,7 @@ MemoryFrame::MemoryFrame(VideoFormat pixelFormat, int pixelWidth, int pixelHeigh
   const auto rows = static_cast<std::size_t>(height);
   const std::size_t halfColumns = (columns + 1) / 2;
   const std::size_t halfRows = (rows + 1) / 2;
-  const bool nv12 = format == VideoFormat::NV12;
+  const bool nv12 = format == media::VideoFormat::NV12;
   planeCount = nv12 ? 2 : 3;
   // Strides wider than the rows, as decoders have them.
   const std::size_t stride = columns + 32;
@@ -56,8 +56,8 @@ MemoryFrame::MemoryFrame(VideoFormat pixelFormat, int pixelWidth, int pixelHeigh
   if (!nv12) planes[2] = {second, chromaStride, chromaBytes, halfRows};
 }
 
-std::shared_ptr<VideoFrames> videoOf(std::shared_ptr<const VideoFrame> frame) {
-  auto video = std::make_shared<VideoFrames>();
+std::shared_ptr<media::VideoFrames> videoOf(std::shared_ptr<const media::VideoFrame> frame) {
+  auto video = std::make_shared<media::VideoFrames>();
   video->put(video->open(), std::move(frame));
   return video;
 }

@@ -6,12 +6,12 @@
 #include <utility>
 #include <vector>
 
-#include "box/media/FrameLayer.h"
-#include "box/media/VideoFrames.h"
 #include "box/screen/CairoTexture.h"
 #include "box/screen/SceneRenderer.h"
 #include "box/screen/Sdl.h"
 #include "box/screen/TextRenderer.h"
+#include "media/output/FrameLayer.h"
+#include "media/output/VideoFrames.h"
 #include "platform/ui/Scene.h"
 
 namespace box::test {
@@ -33,7 +33,7 @@ struct Pixel {
 };
 
 /// A picture in the decoder's form, owning its bytes.
-class MemoryFrame final : public VideoFrame {
+class MemoryFrame final : public media::VideoFrame {
  public:
   struct Yuv {
     std::uint8_t y;
@@ -41,25 +41,25 @@ class MemoryFrame final : public VideoFrame {
     std::uint8_t v;
   };
   /// One colour; with `leftHalf`, the other one on the left.
-  MemoryFrame(VideoFormat pixelFormat, int pixelWidth, int pixelHeight, Yuv color,
+  MemoryFrame(media::VideoFormat pixelFormat, int pixelWidth, int pixelHeight, Yuv color,
               std::optional<Yuv> leftHalf = std::nullopt);
 
  private:
   std::vector<std::uint8_t> _bytes;
 };
 
-std::shared_ptr<VideoFrames> videoOf(std::shared_ptr<const VideoFrame> frame);
+std::shared_ptr<media::VideoFrames> videoOf(std::shared_ptr<const media::VideoFrame> frame);
 
-class TestLayer final : public FrameLayer {
+class TestLayer final : public media::FrameLayer {
  public:
-  explicit TestLayer(std::shared_ptr<const VideoFrame> frame)
+  explicit TestLayer(std::shared_ptr<const media::VideoFrame> frame)
       : _frames(videoOf(std::move(frame))) {}
   std::string path() const override { return "/test"; }
   void close() override {}
-  const std::shared_ptr<VideoFrames>& frames() const override { return _frames; }
+  const std::shared_ptr<media::VideoFrames>& frames() const override { return _frames; }
 
  private:
-  const std::shared_ptr<VideoFrames> _frames;
+  const std::shared_ptr<media::VideoFrames> _frames;
 };
 
 /// A scene drawn in memory, without a window.

@@ -5,8 +5,8 @@
 
 #include <gtest/gtest.h>
 
-#include "box/media/SubtitleStyles.h"
 #include "box/screen/Elements.h"
+#include "media/output/SubtitleStyles.h"
 #include "tests/box/screen/Pictures.h"
 
 namespace box::test {
@@ -25,7 +25,7 @@ constexpr MemoryFrame::Yuv kBlue709{32, 240, 118};
 
 struct ShapeCase {
   const char* name;
-  VideoFormat format;
+  media::VideoFormat format;
   int width, height;
   int aspectNumerator, aspectDenominator;
   int rotation;
@@ -35,14 +35,14 @@ struct ShapeCase {
 
 TEST(SceneRenderer, ShowsVideoAtItsOwnShapeWithBlackAroundIt) {
   const ShapeCase cases[]{
-      {"fills the screen", VideoFormat::NV12, 320, 180, 1, 1, 0, 0, 0, 1920, 1080},
-      {"planar", VideoFormat::I420, 320, 180, 1, 1, 0, 0, 0, 1920, 1080},
-      {"wide", VideoFormat::NV12, 480, 200, 1, 1, 0, 0, 140, 1920, 940},
-      {"narrow", VideoFormat::I420, 320, 240, 1, 1, 0, 240, 0, 1680, 1080},
-      {"wide pixels", VideoFormat::NV12, 360, 240, 4, 3, 0, 0, 60, 1920, 1020},
-      {"upright", VideoFormat::NV12, 320, 180, 1, 1, 90, 656, 0, 1264, 1080},
-      {"odd size", VideoFormat::NV12, 319, 179, 1, 1, 0, 0, 0, 1920, 1077},
-      {"senseless pixels", VideoFormat::I420, 320, 180, 0, -5, 0, 0, 0, 1920, 1080}};
+      {"fills the screen", media::VideoFormat::NV12, 320, 180, 1, 1, 0, 0, 0, 1920, 1080},
+      {"planar", media::VideoFormat::I420, 320, 180, 1, 1, 0, 0, 0, 1920, 1080},
+      {"wide", media::VideoFormat::NV12, 480, 200, 1, 1, 0, 0, 140, 1920, 940},
+      {"narrow", media::VideoFormat::I420, 320, 240, 1, 1, 0, 240, 0, 1680, 1080},
+      {"wide pixels", media::VideoFormat::NV12, 360, 240, 4, 3, 0, 0, 60, 1920, 1020},
+      {"upright", media::VideoFormat::NV12, 320, 180, 1, 1, 90, 656, 0, 1264, 1080},
+      {"odd size", media::VideoFormat::NV12, 319, 179, 1, 1, 0, 0, 0, 1920, 1077},
+      {"senseless pixels", media::VideoFormat::I420, 320, 180, 0, -5, 0, 0, 0, 1920, 1080}};
   for (const ShapeCase& the : cases) {
     const auto frame = std::make_shared<MemoryFrame>(the.format, the.width, the.height, kRed709);
     frame->pixelAspectNumerator = the.aspectNumerator;
@@ -64,27 +64,27 @@ TEST(SceneRenderer, ShowsVideoAtItsOwnShapeWithBlackAroundIt) {
 }
 
 TEST(SceneRenderer, DrawsTheTextsOfThePicturesTimeWhereTheyBelong) {
-  const SubtitleCue plain{1, 1, "WWWW\nWWWW"};
-  SubtitleCue above = plain;
+  const media::SubtitleCue plain{1, 1, "WWWW\nWWWW"};
+  media::SubtitleCue above = plain;
   above.layout.line = 0;
-  SubtitleCue green{1, 1, "MMMM\nMMMM"};
+  media::SubtitleCue green{1, 1, "MMMM\nMMMM"};
   green.spans.resize(1);
   green.spans[0].end = 9;
   green.spans[0].look.color = platform::Color{0, 1, 0, 1};
-  SubtitleCue image{1, 1};
+  media::SubtitleCue image{1, 1};
   image.images = {{320, 180, 110, 150, 100, 20, std::vector<std::uint32_t>(2000, 0xFF00FF00)}};
   const Pixel white{255, 255, 255};
   const Pixel lime{0, 255, 0};
-  const auto styles = subtitleStylesOf(
+  const auto styles = media::subtitleStylesOf(
       platform::Array{platform::Dictionary{{"foregroundColor", "lime"}, {"linePosition", 5}}});
   const struct {
     const char* what;
-    std::vector<SubtitleCue> cues;
+    std::vector<media::SubtitleCue> cues;
     double time;
     Pixel ink;
     int top;     // rows between which it is
     int bottom;  // the same as `top` where nothing is
-    std::shared_ptr<const SubtitleStyles> styles;
+    std::shared_ptr<const media::SubtitleStyles> styles;
   } cases[]{{"before", {plain}, 0.9, white, 0, 0, nullptr},
             {"from its beginning", {plain}, 1, white, 590, 690, nullptr},
             {"before its end", {plain}, 1.9, white, 590, 690, nullptr},
@@ -97,11 +97,11 @@ TEST(SceneRenderer, DrawsTheTextsOfThePicturesTimeWhereTheyBelong) {
             {"an image", {image}, 1, lime, 598, 682, nullptr}};
   for (const auto& the : cases) {
     SCOPED_TRACE(the.what);
-    const auto cues = std::make_shared<SubtitleCues>();
-    for (const SubtitleCue& each : the.cues) cues->add(each);
-    cues->show(SubtitleCues::Source::Media);
+    const auto cues = std::make_shared<media::SubtitleCues>();
+    for (const media::SubtitleCue& each : the.cues) cues->add(each);
+    cues->show(media::SubtitleCues::Source::Media);
     cues->setStyles(the.styles);
-    const auto frame = std::make_shared<MemoryFrame>(VideoFormat::NV12, 320, 180, kRed709);
+    const auto frame = std::make_shared<MemoryFrame>(media::VideoFormat::NV12, 320, 180, kRed709);
     frame->time = the.time;
     frame->subtitles = cues;
     const Picture picture(sceneOf({VideoElement{videoOf(frame)}}), 1280, 720);
@@ -117,7 +117,8 @@ TEST(SceneRenderer, DrawsTheTextsOfThePicturesTimeWhereTheyBelong) {
 }
 
 TEST(SceneRenderer, WhatIsHiddenCostsNothing) {
-  const auto video = videoOf(std::make_shared<MemoryFrame>(VideoFormat::NV12, 64, 36, kRed709));
+  const auto video =
+      videoOf(std::make_shared<MemoryFrame>(media::VideoFormat::NV12, 64, 36, kRed709));
   const struct {
     const char* name;
     platform::SceneElement cover;
@@ -152,7 +153,7 @@ TEST(SceneRenderer, TurnsVideoClockwise) {
   for (const auto& the : cases) {
     SCOPED_TRACE(the.degrees);
     const auto frame =
-        std::make_shared<MemoryFrame>(VideoFormat::NV12, 320, 180, kRed709, kBlue709);
+        std::make_shared<MemoryFrame>(media::VideoFormat::NV12, 320, 180, kRed709, kBlue709);
     frame->rotationDegrees = the.degrees;
     const Picture picture(sceneOf({VideoElement{videoOf(frame)}}), 1920, 1080);
     EXPECT_LE(picture.at(the.blueX, the.blueY).distance({0, 0, 255}), 8);
@@ -186,8 +187,8 @@ TEST(SceneRenderer, FadesAsTheClockSays) {
   // The opacity of a group holds for what is in it, video too.
   Scene nested;
   nested.nodes.push_back(node(kScreenBounds, FillElement{platform::kBlack}, 0.5F));
-  const auto white =
-      std::make_shared<MemoryFrame>(VideoFormat::NV12, 64, 36, MemoryFrame::Yuv{235, 128, 128});
+  const auto white = std::make_shared<MemoryFrame>(media::VideoFormat::NV12, 64, 36,
+                                                   MemoryFrame::Yuv{235, 128, 128});
   nested.nodes[0].children.push_back(node(kScreenBounds, VideoElement{videoOf(white)}, 0.5F));
   EXPECT_NEAR(Picture(nested, 640, 360).at(320, 180).brightness(), 64, 3);
 }
@@ -246,12 +247,13 @@ TEST(SceneRenderer, TextsAtAnEdgeStandBesideThePictureOrInIt) {
             {"above, enough black", 800, "WW\nWW", 0, false}};
   for (const auto& the : cases) {
     SCOPED_TRACE(the.what);
-    SubtitleCue cue{1, 1, the.text};
+    media::SubtitleCue cue{1, 1, the.text};
     cue.layout.line = the.line;
-    const auto cues = std::make_shared<SubtitleCues>();
+    const auto cues = std::make_shared<media::SubtitleCues>();
     cues->add(cue);
-    cues->show(SubtitleCues::Source::Media);
-    const auto frame = std::make_shared<MemoryFrame>(VideoFormat::NV12, the.width, 200, kRed709);
+    cues->show(media::SubtitleCues::Source::Media);
+    const auto frame =
+        std::make_shared<MemoryFrame>(media::VideoFormat::NV12, the.width, 200, kRed709);
     frame->time = 1;
     frame->subtitles = cues;
     const Picture picture(sceneOf({VideoElement{videoOf(frame)}}), 1280, 720);
@@ -273,7 +275,7 @@ TEST(SceneRenderer, ABlurFollowsWhatLiesBeneath) {
   const RendererPtr renderer(SDL_CreateSoftwareRenderer(surface.get()));
   TextRenderer texts;
   SceneRenderer scenes(renderer.get(), texts);
-  const auto video = std::make_shared<VideoFrames>();
+  const auto video = std::make_shared<media::VideoFrames>();
   const auto ticket = video->open();
   const auto brightness = [&](const Scene& scene) {
     scenes.draw(scene, 640, 360, {});
@@ -288,7 +290,7 @@ TEST(SceneRenderer, ABlurFollowsWhatLiesBeneath) {
   EXPECT_NEAR(brightness(blurred(FillElement{platform::kWhite})), veiledWhite(), 10);
   EXPECT_LT(brightness(blurred(FillElement{platform::kBlack})), 10);
   for (const std::uint8_t luma : std::initializer_list<std::uint8_t>{235, 16, 235}) {
-    video->put(ticket, std::make_shared<MemoryFrame>(VideoFormat::NV12, 64, 36,
+    video->put(ticket, std::make_shared<MemoryFrame>(media::VideoFormat::NV12, 64, 36,
                                                      MemoryFrame::Yuv{luma, 128, 128}));
     for (int turn = 0; turn < 2; ++turn)
       EXPECT_NEAR(brightness(blurred(VideoElement{video})), luma > 100 ? veiledWhite() : 3, 10);

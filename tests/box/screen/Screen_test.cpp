@@ -174,7 +174,7 @@ TEST_F(ScreenTest, WithoutADisplayPicturesAreDrawnInMemory) {
 }
 
 TEST_F(ScreenTest, DrawsNewPicturesAndNothingElse) {
-  const auto video = std::make_shared<VideoFrames>();
+  const auto video = std::make_shared<media::VideoFrames>();
   const std::uint64_t ticket = video->open();
   ASSERT_TRUE(open());
   screen->setScene(std::make_shared<platform::Scene>(sceneOf({platform::VideoElement{video}})));
@@ -183,7 +183,7 @@ TEST_F(ScreenTest, DrawsNewPicturesAndNothingElse) {
   ASSERT_TRUE(capture());
   EXPECT_EQ(screen->statistics().frames, idle) << "drew although nothing changed";
 
-  video->put(ticket, std::make_shared<MemoryFrame>(VideoFormat::NV12, 64, 36, kWhite));
+  video->put(ticket, std::make_shared<MemoryFrame>(media::VideoFormat::NV12, 64, 36, kWhite));
   EXPECT_GE(decode(capture()).middle.brightness(), 250);
   EXPECT_EQ(screen->statistics().frames, idle + 1);
 
@@ -192,7 +192,7 @@ TEST_F(ScreenTest, DrawsNewPicturesAndNothingElse) {
       std::make_shared<platform::Scene>(sceneOf({platform::FillElement{platform::kBlack}})));
   ASSERT_TRUE(capture());
   const auto without = screen->statistics().frames;
-  video->put(ticket, std::make_shared<MemoryFrame>(VideoFormat::NV12, 64, 36, kWhite));
+  video->put(ticket, std::make_shared<MemoryFrame>(media::VideoFormat::NV12, 64, 36, kWhite));
   ASSERT_TRUE(capture());
   EXPECT_EQ(screen->statistics().frames, without);
 }

@@ -3,10 +3,10 @@
 #include <limits>
 #include <string>
 
-#include "box/services/Utf8.h"
 #include "box/services/ValueReader.h"
 #include "box/services/ValueWriter.h"
 #include "platform/foundation/Object.h"
+#include "platform/foundation/Utf8.h"
 #include "platform/ui/Layer.h"
 #include "tests/box/services/BusMessage.h"
 
@@ -124,10 +124,10 @@ TEST(BusText, FollowsTheRulesOfUtf8) {
                {"\xF4\x90\x80\x80", false},  // beyond U+10FFFF
                {"\xFE", false}};
   for (const auto& one : cases) {
-    EXPECT_EQ(box::isBusText(one.text), one.isValid) << testing::PrintToString(one.text);
-    EXPECT_TRUE(box::isBusText(box::replacingInvalidText(one.text)));
+    EXPECT_EQ(platform::isValidText(one.text), one.isValid) << testing::PrintToString(one.text);
+    EXPECT_TRUE(platform::isValidText(platform::replacingInvalidText(one.text)));
     if (one.isValid) {
-      EXPECT_EQ(box::replacingInvalidText(one.text), one.text);
+      EXPECT_EQ(platform::replacingInvalidText(one.text), one.text);
     }
   }
 }

@@ -1,0 +1,81 @@
+#include "media/captions/PictureCaptions.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace media {
+namespace {
+
+/// Those that begin captions: on, roll-up of two to four rows, and painted.
+constexpr std::array<std::uint8_t, 5> kBeginnings{0x20, 0x25, 0x26, 0x27, 0x29};
+
+}  // namespace
+
+PictureCaptions::PictureCaptions(std::shared_ptr<SubtitleCues> subtitles,
+                                 std::function<void(Channel)> found, std::function<void()> changed)
+    : _subtitles(std::move(subtitles)),
+      _found(std::move(found)),
+      _changed(std::move(changed)),
+      _decoders{Cea608Decoder([this](SubtitleCue cue) { _take(0, std::move(cue)); }),
+                Cea608Decoder([this](SubtitleCue cue) { _take(1, std::move(cue)); },
+                              Cea608Decoder::Channel::Second),
+                Cea608Decoder([this](SubtitleCue cue) { _take(2, std::move(cue)); }),
+                Cea608Decoder([this](SubtitleCue cue) { _take(3, std::move(cue)); },
+                              Cea608Decoder::Channel::Second)} {}
+
+void PictureCaptions::feed(double seconds, std::size_t field, std::uint8_t first,
+                           std::uint8_t second) {
+  const auto code = static_cast<std::uint8_t>(first & 0x7f);
+  if (code == 0 && (second & 0x7f) == 0) {
+    // Nothing at all, which most pairs are; a decoder wants to know of it all the same.
+  } else if (field == 1 && code < 0x10) {
+    _isOfProgramme = code != 0x0f;
+    return;
+  } else if (code < 0x20) {
+    _isOfProgramme = false;
+    _notice(field, code, static_cast<std::uint8_t>(second & 0x7f));
+  } else if (field == 1 && _isOfProgramme) {
+    return;
+  }
+  for (std::size_t each = 0; each < 2; ++each)
+    _decoders[2 * field + each].feed(seconds, first, second);
+}
+
+void PictureCaptions::_notice(std::size_t field, std::uint8_t first, std::uint8_t second) {
+  const bool isCommand = (first & 0x16) == 0x14;
+  if (!isCommand || std::find(kBeginnings.begin(), kBeginnings.end(), second) == kBeginnings.end())
+    return;
+  const Channel channel = 2 * field + ((first & 0x08) != 0 ? 1u : 0u);
+  if (!std::exchange(_isFound[channel], true)) _found(channel);
+}
+
+void PictureCaptions::restart() {
+  for (Cea608Decoder& each : _decoders) each.restart();
+  _isOfProgramme = false;
+  const std::lock_guard lock(_mutex);
+  for (auto& each : _cues) each.clear();
+  _subtitles->clearThoseOfPictures();
+}
+
+void PictureCaptions::show(std::optional<Channel> channel) {
+  const std::lock_guard lock(_mutex);
+  if (std::exchange(_shown, channel) == channel) return;
+  _subtitles->clearThoseOfPictures();
+  if (!channel) return;
+  for (const auto& each : _cues[*channel]) _subtitles->addOfPictures(each.second);
+}
+
+void PictureCaptions::_take(Channel channel, SubtitleCue cue) {
+  {
+    const std::lock_guard lock(_mutex);
+    if (_shown == channel) _subtitles->addOfPictures(cue);
+    auto& cues = _cues[channel];
+    const double start = cue.start;
+    cues.insert_or_assign(start, std::move(cue));
+    if (cues.size() > kCueLimit) cues.erase(cues.begin());
+    if (_shown != channel) return;
+  }
+  _changed();
+}
+
+}  // namespace media

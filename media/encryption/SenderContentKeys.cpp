@@ -1,0 +1,72 @@
+#include "media/encryption/SenderContentKeys.h"
+
+#include <utility>
+
+#include "streaming/transfer/ClearKey.h"
+
+namespace media {
+
+using platform::Bytes;
+
+namespace {
+// Media that change their keys often have a few dozen an hour.
+constexpr std::size_t kMostEntries = 256;
+}  // namespace
+
+void SenderContentKeys::ask(const Bytes& keyID, Reply reply) {
+  Ask askSender;
+  std::optional<Bytes> known;
+  {
+    const std::lock_guard lock(_mutex);
+    askSender = _askSender;
+    if (askSender) {
+      if (_entries.size() >= kMostEntries)
+        std::erase_if(_entries, [](const auto& each) { return each.second.key.has_value(); });
+      Entry& entry = _entries[keyID];
+      known = entry.key;
+      if (!known) {
+        entry.waiting.push_back(std::move(reply));
+        if (entry.waiting.size() > 1) return;  // it has been asked for
+      }
+    }
+  }
+  if (!askSender || known) {
+    reply(known);  // NOLINT(bugprone-use-after-move): kept only where nothing is known
+    return;
+  }
+  askSender("clearkey:" + streaming::base64urlOf(keyID),
+            [weak = weak_from_this(), keyID](const streaming::ContentAnswer& answer) {
+              if (const auto self = weak.lock()) self->_settle(keyID, answer);
+            });
+}
+
+void SenderContentKeys::_settle(const Bytes& keyID, const streaming::ContentAnswer& answer) {
+  std::optional<Bytes> key;
+  if (!answer.error && answer.data) key = streaming::keyOfAnswer(*answer.data, keyID);
+  std::vector<Reply> waiting;
+  {
+    const std::lock_guard lock(_mutex);
+    const auto found = _entries.find(keyID);
+    if (found == _entries.end()) return;
+    waiting = std::exchange(found->second.waiting, {});
+    if (key)
+      found->second.key = key;
+    else
+      _entries.erase(found);
+  }
+  for (const Reply& reply : waiting) reply(key);
+}
+
+void SenderContentKeys::close() {
+  std::map<Bytes, Entry> entries;
+  Ask askSender;
+  {
+    const std::lock_guard lock(_mutex);
+    entries.swap(_entries);
+    askSender.swap(_askSender);  // destroyed when no lock is held
+  }
+  for (const auto& [keyID, entry] : entries)
+    for (const Reply& reply : entry.waiting) reply(std::nullopt);
+}
+
+}  // namespace media

@@ -1,0 +1,256 @@
+#include "media/engine/EngineLoad.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "media/engine/AccessLog.h"
+#include "media/engine/ItemQuestions.h"
+#include "media/engine/SenderItemSetup.h"
+#include "media/engine/TimelineFacts.h"
+#include "media/pipeline/DecodableMedia.h"
+#include "media/pipeline/Pipeline.h"
+#include "media/support/MediaErrors.h"
+#include "media/texts/AlternateTexts.h"
+
+namespace media {
+namespace {
+
+using Kind = PipelineEvent::Kind;
+
+constexpr double kFastestRate = 16;
+constexpr double kSlowestRate = 1.0 / 16;
+/// What changes without being told is looked at when it is asked for, at most this often.
+constexpr auto kRefreshInterval = std::chrono::seconds(1);
+/// Several facts are read for one answer.
+constexpr auto kTimelineInterval = std::chrono::milliseconds(20);
+
+double clampRate(double rate) {
+  const double speed = std::clamp(std::abs(rate), kSlowestRate, kFastestRate);
+  return rate < 0 ? -speed : speed;
+}
+
+std::optional<double> finite(std::optional<double> seconds) {
+  return seconds && std::isfinite(*seconds) ? seconds : std::nullopt;
+}
+
+float clampVolume(float volume) {
+  return std::isfinite(volume) ? std::clamp(volume, 0.0f, 1.0f) : 1.0f;
+}
+
+PipelineWish wishOf(const platform::MediaLoad& load) {
+  return {.playing = load.playing,
+          .rate = clampRate(load.rate),
+          .forwardEnd = finite(load.forwardEndSeconds),
+          .reverseEnd = finite(load.reverseEndSeconds),
+          .volume = clampVolume(load.volume),
+          .muted = load.muted};
+}
+
+}  // namespace
+
+EngineLoad::EngineLoad(platform::MainQueue& queue, const platform::Clock& clock, Setup setup)
+    : _queue(queue),
+      _clock(clock),
+      _setup(std::move(setup)),
+      _url(_setup.load.item->url()),
+      _loadedAt(clock.date()) {}
+
+std::shared_ptr<EngineLoad> EngineLoad::start(platform::MainQueue& queue,
+                                              const platform::Clock& clock, Setup setup) {
+  // The constructor is private, which make_shared cannot see through.
+  std::shared_ptr<EngineLoad> load(new EngineLoad(queue, clock, std::move(setup)));
+  load->_open(false);
+  return load;
+}
+
+std::shared_ptr<EngineLoad> EngineLoad::prepare(platform::MainQueue& queue,
+                                                const platform::Clock& clock, Setup setup) {
+  std::shared_ptr<EngineLoad> load(new EngineLoad(queue, clock, std::move(setup)));
+  load->_open(true);
+  return load;
+}
+
+std::function<void(const PipelineEvent&)> EngineLoad::_reporter() {
+  return [&queue = _queue, weak = weak_from_this()](const PipelineEvent& event) {
+    queue.async([weak, event] {
+      if (const auto load = weak.lock()) load->_receive(event);
+    });
+  };
+}
+
+void EngineLoad::_open(bool held) {
+  _held = held;
+  _refusal = refusalOf(_url, _setup.allowFileURLs);
+  if (!_refusal && isStreamedURL(_url)) _openItem();
+  _ticket = _setup.frames->reserve();
+  if (!held) show();
+  if (_refusal) {
+    if (!held) _reporter()({.kind = Kind::Fail, .error = *_refusal});
+    return;
+  }
+  PipelineSetup setup;
+  setup.url = _url;
+  setup.item = _item;
+  setup.streaming = _setup.streaming;
+  setup.preferredLanguages = _setup.preferredLanguages;
+  setup.alternates = alternateTextsOf(*_setup.load.item, _setup.allowFileURLs);
+  setup.subtitleStyles =
+      subtitleStylesOf(_setup.load.item->metadata(platform::kMediaItemSubtitleStyles));
+  setup.startSeconds = finite(_setup.load.startSeconds);
+  if (!setup.startSeconds) setup.startFraction = finite(_setup.load.startFraction);
+  setup.startDate = _setup.load.startDate;
+  setup.wish = wishOf(_setup.load);
+  setup.held = held;
+  setup.audio = _setup.audio;
+  setup.frames = _setup.frames;
+  setup.ticket = _ticket;
+  setup.report = _reporter();
+  _pipeline = Pipeline::start(_clock, std::move(setup), std::exchange(_setup.predecessor, nullptr));
+  _followStyles();
+}
+
+void EngineLoad::_followStyles() {
+  _metadataObserver = _setup.load.item->addMetadataObserver([this](const auto& keys) {
+    if (std::find(keys.begin(), keys.end(), platform::kMediaItemSubtitleStyles) == keys.end())
+      return;
+    const auto value = _setup.load.item->metadata(platform::kMediaItemSubtitleStyles);
+    if (_pipeline) _pipeline->setSubtitleStyles(subtitleStylesOf(value));
+  });
+}
+
+void EngineLoad::_openItem() {
+  _questions = ItemQuestions::make(_queue, _setup.load.item);
+  streaming::ItemSetup setup = itemSetupOf(*_setup.load.item);
+  setup.ask = _questions->asker();
+  _item = _setup.streaming->open(std::move(setup), canDecode);
+}
+
+void EngineLoad::show() { _setup.frames->open(_ticket); }
+
+void EngineLoad::begin(const platform::MediaLoad& load, std::shared_ptr<Pipeline> predecessor) {
+  _setup.load = load;
+  _held = false;
+  _loadedAt = _clock.date();
+  if (_pipeline)
+    _pipeline->begin(wishOf(load), std::move(predecessor));
+  else
+    _reporter()({.kind = Kind::Fail, .error = *_refusal});
+}
+
+std::shared_ptr<Pipeline> EngineLoad::close() {
+  _closed = true;
+  _setup.frames->close(_ticket);
+  if (_pipeline) _pipeline->close();
+  _metadataObserver = {};
+  // The pipeline closes the item.
+  _questions.reset();
+  _item.reset();
+  return std::exchange(_pipeline, nullptr);
+}
+
+void EngineLoad::play(double rate) {
+  if (_pipeline && std::isfinite(rate) && rate != 0) _pipeline->play(clampRate(rate));
+}
+
+void EngineLoad::pause() {
+  if (_pipeline) _pipeline->pause();
+}
+
+void EngineLoad::seek(double seconds) {
+  if (!_pipeline || std::isnan(seconds)) return;
+  const auto known = facts();
+  double destination = std::max(0.0, seconds);
+  if (known->duration > 0) {
+    destination = std::min(destination, known->duration);
+  } else if (!known->seekable.empty()) {
+    const platform::TimeRange& range = known->seekable.front();
+    destination = std::clamp(destination, range.start, range.start + std::max(0.0, range.duration));
+  }
+  _seekDestination = destination;
+  _pipeline->seek(seconds, ++_seekSerial);
+}
+
+void EngineLoad::seekToDate(platform::Date date) {
+  if (!_pipeline || !std::isfinite(date.secondsSince1970)) return;
+  if (!_ready) return _pipeline->seekToDate(date, ++_seekSerial);
+  if (const auto position = positionOfDate(_item.get(), date)) seek(*position);
+}
+
+void EngineLoad::setEndTimes(std::optional<double> forwardSeconds,
+                             std::optional<double> reverseSeconds) {
+  if (_pipeline) _pipeline->setEndTimes(finite(forwardSeconds), finite(reverseSeconds));
+}
+
+void EngineLoad::setVolume(float volume) {
+  if (_pipeline) _pipeline->setVolume(clampVolume(volume));
+}
+
+void EngineLoad::setMuted(bool muted) {
+  if (_pipeline) _pipeline->setMuted(muted);
+}
+
+void EngineLoad::setTrackEnabled(std::uint32_t trackID, bool enabled) {
+  if (_pipeline) _pipeline->setTrackEnabled(trackID, enabled);
+}
+
+void EngineLoad::selectOption(const std::string& characteristic,
+                              const std::optional<std::string>& identifier) {
+  if (_pipeline) _pipeline->selectOption(characteristic, identifier);
+}
+
+double EngineLoad::position() {
+  if (!_pipeline || !_ready) return 0;
+  if (_seekDestination) return *_seekDestination;
+  if (_pipeline->positionAge() > kRefreshInterval) _refreshWhenOld();
+  return _pipeline->position();
+}
+
+std::shared_ptr<const platform::MediaFacts> EngineLoad::facts() {
+  if (!_pipeline) return std::make_shared<platform::MediaFacts>();
+  auto facts = _pipeline->facts();
+  if (_ready && facts->live) _refreshWhenOld();
+  return _ready && _item ? _withTimeline(std::move(facts)) : facts;
+}
+
+std::shared_ptr<const platform::MediaFacts> EngineLoad::_withTimeline(
+    std::shared_ptr<const platform::MediaFacts> facts) {
+  const auto now = _clock.now();
+  if (facts == _factsOfPipeline && now - _factsMadeAt < kTimelineInterval) return _facts;
+  auto merged = std::make_shared<platform::MediaFacts>(*facts);
+  addTimeline(*_item, position(), *merged);
+  _facts = std::move(merged);
+  _factsOfPipeline = std::move(facts);
+  _factsMadeAt = now;
+  return _facts;
+}
+
+void EngineLoad::_refreshWhenOld() {
+  const auto now = _clock.now();
+  if (now - _refreshedAt < kRefreshInterval) return;
+  _refreshedAt = now;
+  _pipeline->refresh();
+}
+
+platform::Array EngineLoad::accessLog() {
+  if (!_pipeline) return {};
+  return accessLogEntries(
+      {_url, _loadedAt, _clock.date(), _pipeline->statisticsOfLegs(), _item.get()}, *facts());
+}
+
+void EngineLoad::_receive(const PipelineEvent& event) {
+  if (_closed) return;
+  if (event.kind == Kind::Ready) {
+    _ready = true;
+    _seekDestination.reset();
+  } else if (event.kind == Kind::Seek && event.seekSerial == _seekSerial) {
+    _seekDestination.reset();
+  }
+  // Before it is ready nothing but a failure and the state of the buffer is told, and nothing at
+  // all of what is prepared.
+  if (!_ready && event.kind != Kind::Fail && (event.kind != Kind::Facts || _held)) return;
+  // Whatever comes of it, also this load's end, nothing follows.
+  _setup.tell(*this, event);
+}
+
+}  // namespace media

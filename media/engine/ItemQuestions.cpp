@@ -1,0 +1,109 @@
+#include "media/engine/ItemQuestions.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "media/engine/ClearKeyRequest.h"
+#include "streaming/transfer/NetworkErrors.h"
+
+namespace media {
+namespace {
+
+/// A programme that goes on for ever may be refused for ever.
+constexpr std::size_t kMostRefusals = 64;
+
+/// The range is a field of its own: whoever answers need not look through the rest for it.
+platform::Dictionary detailsOf(const streaming::ContentQuestion& question) {
+  platform::Dictionary details;
+  details.set(platform::kCustomURLProviderRequestMethodKey, question.method);
+  platform::Dictionary headers;
+  for (const auto& [name, value] : question.headers) {
+    headers.set(name, value);
+    if (name == "Range") details.set(platform::kCustomURLProviderRequestRangeKey, value);
+  }
+  details.set(platform::kCustomURLProviderRequestHeadersKey, std::move(headers));
+  return details;
+}
+
+streaming::ContentAnswer answerOf(const platform::ResourceResponse& response) {
+  streaming::ContentAnswer answer;
+  answer.redirectURL = response.redirectURL;
+  answer.data = response.data;
+  if (!response.response) return answer;
+  answer.statusCode = response.response->statusCode;
+  for (const auto& [name, value] : response.response->headers) {
+    const std::string* text = value.asString();
+    answer.headers.emplace_back(name, text ? *text : value.description());
+  }
+  return answer;
+}
+
+/// Senders and the bookkeeping of requests name codes only.
+platform::Error withSentence(platform::Error error) {
+  if (error.localizedDescription || error.domain != platform::kURLErrorDomain) return error;
+  return error.code > 0 ? streaming::httpError(static_cast<unsigned>(error.code))
+                        : streaming::networkError(static_cast<platform::URLErrorCode>(error.code));
+}
+
+}  // namespace
+
+ItemQuestions::ItemQuestions(platform::MainQueue& queue, std::shared_ptr<TVSMediaItem> item)
+    : _queue(queue), _item(std::move(item)), _requests(queue) {}
+
+std::shared_ptr<ItemQuestions> ItemQuestions::make(platform::MainQueue& queue,
+                                                   std::shared_ptr<TVSMediaItem> item) {
+  return std::shared_ptr<ItemQuestions>(new ItemQuestions(queue, std::move(item)));
+}
+
+std::function<void(streaming::ContentQuestion, ItemQuestions::Reply)> ItemQuestions::asker() {
+  return
+      [&queue = _queue, weak = weak_from_this()](streaming::ContentQuestion question, Reply reply) {
+        queue.async([weak, question = std::move(question), reply = std::move(reply)] {
+          if (const auto self = weak.lock()) self->_ask(question, reply);
+        });
+      };
+}
+
+void ItemQuestions::_ask(const streaming::ContentQuestion& question, const Reply& reply) {
+  for (const auto& [refused, answer] : _refused)
+    if (refused == question) return reply(answer);
+  const auto same = std::find_if(_waiting.begin(), _waiting.end(),
+                                 [&](const Waiting& each) { return each.question == question; });
+  if (same != _waiting.end()) {
+    same->replies.push_back(reply);
+    return;
+  }
+  _waiting.push_back({question, {reply}});
+  const auto completion = [this, question](const platform::ResourceResponse* response,
+                                           const platform::Error* error) {
+    streaming::ContentAnswer answer;
+    if (response) answer = answerOf(*response);
+    if (error) answer.error = withSentence(*error);
+    _answer(question, answer);
+  };
+  if (question.kind == streaming::ContentQuestion::Kind::Resource) {
+    _requests.load(*_item, question.url, detailsOf(question), completion);
+    return;
+  }
+  const auto make = [](std::uint64_t identifier, std::string url, platform::Dictionary details,
+                       platform::PendingRequests::Completion ended) {
+    return std::make_shared<ClearKeyRequest>(identifier, std::move(url), std::move(details),
+                                             std::move(ended));
+  };
+  _requests.loadKey(*_item, question.url, detailsOf(question), make, completion);
+}
+
+void ItemQuestions::_answer(const streaming::ContentQuestion& question,
+                            const streaming::ContentAnswer& answer) {
+  const auto found = std::find_if(_waiting.begin(), _waiting.end(),
+                                  [&](const Waiting& each) { return each.question == question; });
+  const auto replies = std::move(found->replies);
+  _waiting.erase(found);
+  if (answer.error || (answer.statusCode >= 400 && !answer.data)) {
+    _refused.emplace_back(question, answer);
+    if (_refused.size() > kMostRefusals) _refused.pop_front();
+  }
+  for (const Reply& reply : replies) reply(answer);
+}
+
+}  // namespace media

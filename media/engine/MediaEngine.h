@@ -1,0 +1,82 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "media/engine/EngineLoad.h"
+#include "media/output/VideoFrames.h"
+#include "platform/foundation/Clock.h"
+#include "platform/foundation/Queue.h"
+#include "platform/media/MediaEngine.h"
+#include "streaming/playback/StreamedItem.h"
+
+namespace media {
+
+class AudioDevice;
+
+struct MediaEngineOptions {
+  bool allowFileURLs = false;
+  std::vector<std::string> preferredLanguages = {};  ///< for sound and text; BCP 47, the best first
+  /// Fetches everything but files; engines may share it. Null: one of the engine's own.
+  std::shared_ptr<streaming::Streaming> streaming = nullptr;
+  std::shared_ptr<AudioDevice> audio = nullptr;  ///< null: the box's default
+};
+
+/// Plays media with GStreamer.
+///
+/// Each load has a pipeline of its own on a thread of its own, which is told what is wanted and
+/// reports what became true over the main queue. Calls here only pass wishes on and read what was
+/// published, so none of them waits, whatever the media or the network do; a pipeline that is let
+/// go takes itself down. What is prepared is a load of the same kind, held back until its turn.
+///
+/// Threads: main. Lifetime: `queue` and `clock` outlive the engine and all WorkerThreads.
+class MediaEngine final : public platform::MediaEngine {
+ public:
+  MediaEngine(platform::MainQueue& queue, const platform::Clock& clock,
+              MediaEngineOptions options = {});
+  ~MediaEngine() override;
+
+  void setObserver(platform::MediaEngineObserver* observer) override;
+  void load(const platform::MediaLoad& load) override;
+  void unload() override;
+  void prepare(const platform::MediaLoad& load) override;
+  void cancelPreparation() override;
+  void play(double rate) override;
+  void pause() override;
+  void seek(double seconds) override;
+  void seekToDate(platform::Date date) override;
+  void setEndTimes(std::optional<double> forwardSeconds,
+                   std::optional<double> reverseSeconds) override;
+  void setVolume(float volume) override;
+  void setMuted(bool muted) override;
+  void setTrackEnabled(std::uint32_t trackID, bool enabled) override;
+  void selectOption(const std::string& characteristic,
+                    const std::optional<std::string>& identifier) override;
+  double position() override;
+  const platform::MediaFacts& facts() override;
+  platform::Array accessLog() override;
+  std::shared_ptr<platform::VideoOutput> videoOutput() override { return _frames; }
+
+ private:
+  EngineLoad::Setup _setupOf(const platform::MediaLoad& load);
+  void _receive(EngineLoad& load, const PipelineEvent& event);
+  void _closeCurrent();
+
+  platform::MainQueue& _queue;
+  const platform::Clock& _clock;
+  const bool _allowFileURLs;
+  const std::vector<std::string> _preferredLanguages;
+  const std::shared_ptr<streaming::Streaming> _streaming;
+  const std::shared_ptr<AudioDevice> _audio;
+  platform::MediaEngineObserver* _observer = nullptr;
+  const std::shared_ptr<VideoFrames> _frames;
+
+  std::shared_ptr<EngineLoad> _current;  // null: nothing is loaded
+  std::shared_ptr<EngineLoad> _prepared;
+  std::shared_ptr<Pipeline> _predecessor;  // the one before, which may not have ended
+  std::shared_ptr<const platform::MediaFacts> _facts;
+};
+
+}  // namespace media

@@ -1,0 +1,67 @@
+#include "media/engine/WarmUp.h"
+
+#include <atomic>
+#include <mutex>
+
+#include <gst/gst.h>
+
+#include "media/elements/Elements.h"
+#include "media/encryption/ClearKeyDecryptor.h"
+#include "media/pipeline/AudioDevice.h"
+#include "media/support/GstRef.h"
+#include "media/texts/TextStream.h"
+#include "media/workarounds/Workarounds.h"
+#include "platform/foundation/TVSLogger.h"
+
+namespace media {
+namespace {
+
+// What an mp4 over HTTP goes through. One that is missing fails later, with the item's own error.
+constexpr const char* kCommonElements[] = {
+    "playbin3",   "uridecodebin3", "urisourcebin",      "decodebin3",   "parsebin",
+    "typefind",   "multiqueue",    "qtdemux",           "h264parse",    "aacparse",
+    "avdec_h264", "avdec_aac",     "appsink",           "audioconvert", "audioresample",
+    "volume",     "scaletempo",    "videoconvertscale", "videobalance", "deinterlace",
+};
+
+std::atomic<bool> isWarm = false;
+
+void load(const char* name) {
+  if (GstElement* element = gst_element_factory_make(name, nullptr)) {
+    gst_object_ref_sink(element);
+    gst_object_unref(element);
+  }
+}
+
+void bringUp() {
+  // A scanner process would inherit descriptors and be a child that nobody waits for.
+  gst_registry_fork_set_enabled(FALSE);
+  GError* failure = nullptr;
+  if (!gst_init_check(nullptr, nullptr, &failure)) {
+    const GstRef<GError> error(failure);
+    TVSLogError(TVSSystemLog, "Media library does not start: %@",
+                error ? error->message : "no reason given");
+    return;
+  }
+  registerClearKeyDecryptor();
+  registerTextStream();
+  registerElements();
+  Workarounds::shared().installForProcess();
+  for (const char* name : kCommonElements) load(name);
+  if (GstPlugin* types = gst_plugin_load_by_name("typefindfunctions")) gst_object_unref(types);
+  if (const auto sink = AudioDevice().open()) gst_element_set_state(sink.get(), GST_STATE_NULL);
+}
+
+}  // namespace
+
+void warmUpMedia() {
+  static std::once_flag once;
+  std::call_once(once, [] {
+    bringUp();
+    isWarm = true;
+  });
+}
+
+bool isMediaWarm() { return isWarm; }
+
+}  // namespace media

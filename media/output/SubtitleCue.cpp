@@ -1,0 +1,91 @@
+#include "media/output/SubtitleCue.h"
+
+#include <algorithm>
+#include <string_view>
+
+#include "platform/foundation/Utf8.h"
+
+namespace media {
+namespace {
+
+constexpr std::size_t kMostCueBytes = 4000;
+constexpr std::size_t kMostCueSpans = 64;
+constexpr std::size_t kImageLimit = 16;
+constexpr int kCanvasLimit = 8192;
+
+template <typename T>
+void replace(std::optional<T>& value, const std::optional<T>& over) {
+  if (over) value = over;
+}
+
+bool isInsideCharacter(char byte) { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; }
+
+bool isUsable(const CueImage& image) {
+  if (image.canvasWidth <= 0 || image.canvasHeight <= 0 || image.width <= 0 || image.height <= 0)
+    return false;
+  return image.canvasWidth <= kCanvasLimit && image.canvasHeight <= kCanvasLimit &&
+         image.width <= kCanvasLimit && image.height <= kCanvasLimit &&
+         image.pixels.size() ==
+             static_cast<std::size_t>(image.width) * static_cast<std::size_t>(image.height);
+}
+
+void settleSpans(SubtitleCue& cue) {
+  const auto place = [&](std::size_t at) {
+    at = std::min(at, cue.text.size());
+    while (at > 0 && at < cue.text.size() && isInsideCharacter(cue.text[at])) --at;
+    return at;
+  };
+  for (SubtitleSpan& span : cue.spans) {
+    span.begin = place(span.begin);
+    span.end = place(span.end);
+  }
+  std::erase_if(cue.spans, [](const SubtitleSpan& span) { return span.begin >= span.end; });
+  if (cue.spans.size() > kMostCueSpans) cue.spans.resize(kMostCueSpans);
+}
+
+}  // namespace
+
+void SubtitleLook::put(const SubtitleLook& over) {
+  replace(color, over.color);
+  replace(background, over.background);
+  replace(size, over.size);
+  replace(bold, over.bold);
+  replace(italic, over.italic);
+  replace(underline, over.underline);
+  replace(edge, over.edge);
+}
+
+void bound(SubtitleCue& cue) {
+  if (cue.text.size() > kMostCueBytes) {
+    std::size_t end = kMostCueBytes;
+    while (end > 0 && isInsideCharacter(cue.text[end])) --end;
+    cue.text.resize(end);
+  }
+  if (!platform::isValidText(cue.text)) {
+    cue.text = platform::replacingInvalidText(cue.text);
+    cue.spans.clear();
+  }
+  settleSpans(cue);
+  std::erase_if(cue.images, [](const CueImage& image) { return !isUsable(image); });
+  if (cue.images.size() > kImageLimit) cue.images.resize(kImageLimit);
+}
+
+void trim(SubtitleCue& cue) {
+  constexpr std::string_view kBlank = " \t\n";
+  const std::size_t first = std::min(cue.text.find_first_not_of(kBlank), cue.text.size());
+  cue.text.erase(0, first);
+  cue.text.erase(cue.text.find_last_not_of(kBlank) + 1);
+  for (SubtitleSpan& span : cue.spans) {
+    span.begin -= std::min(span.begin, first);
+    span.end -= std::min(span.end, first);
+  }
+  settleSpans(cue);
+}
+
+std::size_t imageBytesOf(const SubtitleCue& cue) {
+  std::size_t bytes = 0;
+  for (const CueImage& each : cue.images) bytes += each.pixels.size() * sizeof each.pixels[0];
+  return bytes;
+}
+
+}  // namespace media

@@ -1,0 +1,120 @@
+#include "media/output/SubtitleCues.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace media {
+namespace {
+
+using Cues = SubtitleCues::Cues;
+
+bool beginsBefore(double seconds, const std::shared_ptr<const SubtitleCue>& cue) {
+  return seconds < cue->start;
+}
+
+/// How far to look for a cue that is there already.
+constexpr std::ptrdiff_t kNeighbours = 8;
+/// Cues that follow each other may overlap by so much, in seconds.
+constexpr double kSlack = 0.02;
+
+/// Adaptive media give a cue another beginning, by milliseconds, after each seek.
+bool isSame(const SubtitleCue& one, const SubtitleCue& other) {
+  if (one.duration <= 0 || other.duration <= 0) return one == other;
+  const auto beginsWithin = [](const SubtitleCue& late, const SubtitleCue& early) {
+    return late.start < early.start + early.duration - kSlack;
+  };
+  return one.text == other.text && beginsWithin(one, other) && beginsWithin(other, one) &&
+         one.images == other.images;
+}
+
+}  // namespace
+
+Cues SubtitleCues::at(double seconds) const {
+  Cues found;
+  const std::lock_guard lock(_mutex);
+  if (_source == Source::None) return found;
+  const Cues& cues = _source == Source::Media      ? _ofMedia.cues
+                     : _source == Source::Pictures ? _ofPictures.cues
+                                                   : _beside;
+  const auto last = std::upper_bound(cues.begin(), cues.end(), seconds, beginsBefore);
+  for (auto each = cues.begin(); each != last; ++each) {
+    const SubtitleCue& cue = **each;
+    const bool ends = cue.duration != SubtitleCue::kUntilNext;
+    if (ends ? seconds >= cue.start + cue.duration : std::next(each) != last) continue;
+    if (!cue.isEmpty()) found.push_back(*each);
+  }
+  return found;
+}
+
+std::string SubtitleCues::textAt(double seconds) const {
+  std::string text;
+  for (const auto& each : at(seconds)) {
+    if (!text.empty()) text += '\n';
+    text += each->text;
+  }
+  return text;
+}
+
+std::shared_ptr<const SubtitleStyles> SubtitleCues::styles() const {
+  const std::lock_guard lock(_mutex);
+  return _styles;
+}
+
+void SubtitleCues::show(Source source) {
+  const std::lock_guard lock(_mutex);
+  _source = source;
+}
+
+void SubtitleCues::setStyles(std::shared_ptr<const SubtitleStyles> styles) {
+  const std::lock_guard lock(_mutex);
+  _styles = std::move(styles);
+}
+
+void SubtitleCues::add(SubtitleCue cue) { _addTo(_ofMedia, std::move(cue)); }
+
+void SubtitleCues::addOfPictures(SubtitleCue cue) { _addTo(_ofPictures, std::move(cue)); }
+
+void SubtitleCues::_addTo(Store& store, SubtitleCue cue) {
+  bound(cue);
+  const std::lock_guard lock(_mutex);
+  Cues& cues = store.cues;
+  const auto place = std::upper_bound(cues.begin(), cues.end(), cue.start, beginsBefore);
+  const auto first = place - std::min(kNeighbours, place - cues.begin());
+  const auto last = place + std::min(kNeighbours, cues.end() - place);
+  if (std::any_of(first, last, [&](const auto& each) { return isSame(*each, cue); })) return;
+  store.imageBytes += imageBytesOf(cue);
+  const auto added = std::make_shared<const SubtitleCue>(std::move(cue));
+  cues.insert(place, added);
+  while (cues.size() > kCueLimit || (cues.size() > 1 && store.imageBytes > kImageByteLimit)) {
+    // The new one is the one that is wanted, also after a seek to before all the others.
+    const auto gone = cues.front() == added ? std::prev(cues.end()) : cues.begin();
+    store.imageBytes -= imageBytesOf(**gone);
+    cues.erase(gone);
+  }
+}
+
+void SubtitleCues::clear() {
+  const std::lock_guard lock(_mutex);
+  _ofMedia = {};
+}
+
+void SubtitleCues::clearThoseOfPictures() {
+  const std::lock_guard lock(_mutex);
+  _ofPictures = {};
+}
+
+void SubtitleCues::setBeside(std::vector<SubtitleCue> cues) {
+  if (cues.size() > kCueLimit) cues.resize(kCueLimit);
+  std::stable_sort(cues.begin(), cues.end(),
+                   [](const auto& one, const auto& other) { return one.start < other.start; });
+  Cues shared;
+  shared.reserve(cues.size());
+  for (SubtitleCue& each : cues) {
+    bound(each);
+    shared.push_back(std::make_shared<const SubtitleCue>(std::move(each)));
+  }
+  const std::lock_guard lock(_mutex);
+  std::swap(_beside, shared);
+}
+
+}  // namespace media

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "media/output/SubtitleCue.h"
+
+namespace media {
+
+class SubtitleStyles;
+
+/// The subtitles of one load, as far as they are known, by position: whoever draws a picture asks
+/// for the cues of the picture's time, so that texts come, stay and go with the pictures at every
+/// rate, and after every seek.
+///
+/// There are those that come with the media, whether they are shown or not, those that lie in the
+/// pictures, and those of a resource beside the media.
+///
+/// Bounds: so many cues of each, and so many bytes of images, the earliest go first; each is
+/// bounded in itself. Threads: any.
+class SubtitleCues {
+ public:
+  static constexpr std::size_t kCueLimit = 20000;
+  static constexpr std::size_t kImageByteLimit = std::size_t{48} << 20;
+  enum class Source { None, Media, Pictures, Beside };
+  using Cues = std::vector<std::shared_ptr<const SubtitleCue>>;
+
+  /// Cues of that time, in the order of their beginnings. None of them is empty.
+  Cues at(double seconds) const;
+  /// Lines of all of them; empty for none.
+  std::string textAt(double seconds) const;
+  /// What somebody wishes all of them to look like; may be null.
+  std::shared_ptr<const SubtitleStyles> styles() const;
+
+  // For the engine.
+  void show(Source source);
+  void setStyles(std::shared_ptr<const SubtitleStyles> styles);
+  /// With the media; one that is there already changes nothing.
+  void add(SubtitleCue cue);
+  /// Those that came with the media go.
+  void clear();
+  /// The same for those of the pictures.
+  void addOfPictures(SubtitleCue cue);
+  void clearThoseOfPictures();
+  void setBeside(std::vector<SubtitleCue> cues);
+
+ private:
+  struct Store {
+    Cues cues;  // by their beginnings
+    std::size_t imageBytes = 0;
+  };
+  void _addTo(Store& store, SubtitleCue cue);
+
+  mutable std::mutex _mutex;
+  Source _source = Source::None;
+  std::shared_ptr<const SubtitleStyles> _styles;
+  Store _ofMedia;
+  Store _ofPictures;
+  Cues _beside;
+};
+
+}  // namespace media

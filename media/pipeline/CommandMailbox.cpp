@@ -1,0 +1,31 @@
+#include "media/pipeline/CommandMailbox.h"
+
+#include <utility>
+
+namespace media {
+
+void CommandMailbox::post(std::function<void()> command) {
+  const std::lock_guard lock(_mutex);
+  _commands.push_back(std::move(command));
+  if (!_bus || std::exchange(_woken, true)) return;
+  // Only puts it into the bus's queue: there is no synchronous handler.
+  gst_bus_post(_bus, gst_message_new_application(nullptr, gst_structure_new_empty(kWake)));
+}
+
+std::vector<std::function<void()>> CommandMailbox::take() {
+  const std::lock_guard lock(_mutex);
+  _woken = false;
+  return std::exchange(_commands, {});
+}
+
+void CommandMailbox::attach(GstBus* bus) {
+  const std::lock_guard lock(_mutex);
+  _bus = bus;
+}
+
+void CommandMailbox::detach() {
+  const std::lock_guard lock(_mutex);
+  _bus = nullptr;
+}
+
+}  // namespace media

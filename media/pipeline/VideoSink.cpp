@@ -1,0 +1,239 @@
+#include "media/pipeline/VideoSink.h"
+
+#include <cstring>
+#include <utility>
+
+#include <gst/video/video-anc.h>
+#include <gst/video/video.h>
+
+#include "media/support/GstTime.h"
+
+namespace media {
+namespace {
+
+/// What does not say follows its size, as everybody takes it to.
+VideoMatrix matrixOf(const GstVideoInfo& info) {
+  constexpr int kStandardRows = 576;
+  switch (info.colorimetry.matrix) {
+    case GST_VIDEO_COLOR_MATRIX_BT601:
+    case GST_VIDEO_COLOR_MATRIX_FCC:
+      return VideoMatrix::BT601;
+    case GST_VIDEO_COLOR_MATRIX_UNKNOWN:
+      return GST_VIDEO_INFO_HEIGHT(&info) <= kStandardRows ? VideoMatrix::BT601
+                                                           : VideoMatrix::BT709;
+    default:
+      return VideoMatrix::BT709;
+  }
+}
+
+class MappedFrame final : public VideoFrame {
+ public:
+  /// Null when the sample holds no picture that can be mapped.
+  static std::shared_ptr<const VideoFrame> make(GstSample* sample, int rotation,
+                                                std::shared_ptr<const SubtitleCues> subtitles) {
+    auto frame = std::make_shared<MappedFrame>();
+    frame->subtitles = std::move(subtitles);
+    return frame->_map(sample, rotation) ? frame : nullptr;
+  }
+  MappedFrame() = default;
+  ~MappedFrame() override {
+    if (_mapped) gst_video_frame_unmap(&_video);
+  }
+  MappedFrame(const MappedFrame&) = delete;
+  MappedFrame& operator=(const MappedFrame&) = delete;
+
+ private:
+  bool _map(GstSample* sample, int rotation) {
+    GstCaps* caps = gst_sample_get_caps(sample);
+    GstBuffer* buffer = gst_sample_get_buffer(sample);
+    GstVideoInfo info;
+    if (!caps || !buffer || !gst_video_info_from_caps(&info, caps)) return false;
+    switch (GST_VIDEO_INFO_FORMAT(&info)) {
+      case GST_VIDEO_FORMAT_NV12:
+        format = VideoFormat::NV12;
+        break;
+      case GST_VIDEO_FORMAT_I420:
+        format = VideoFormat::I420;
+        break;
+      default:
+        return false;
+    }
+    // Holds a reference to the buffer until it is unmapped.
+    if (!gst_video_frame_map(&_video, &info, buffer, GST_MAP_READ)) return false;
+    _mapped = true;
+    width = GST_VIDEO_INFO_WIDTH(&info);
+    height = GST_VIDEO_INFO_HEIGHT(&info);
+    pixelAspectNumerator = GST_VIDEO_INFO_PAR_N(&info);
+    pixelAspectDenominator = GST_VIDEO_INFO_PAR_D(&info);
+    rotationDegrees = rotation;
+    matrix = matrixOf(info);
+    fullRange = info.colorimetry.range == GST_VIDEO_COLOR_RANGE_0_255;
+    _setPlanes();
+    _setTime(gst_sample_get_segment(sample), GST_BUFFER_PTS(buffer));
+    return true;
+  }
+
+  void _setPlanes() {
+    planeCount = GST_VIDEO_FRAME_N_PLANES(&_video);
+    for (std::size_t index = 0; index < planeCount; ++index) {
+      const auto plane = static_cast<guint>(index);
+      // The second plane of NV12 holds two components; their width is that of one.
+      const int columns = GST_VIDEO_FRAME_COMP_WIDTH(&_video, plane);
+      const int pixelBytes = GST_VIDEO_FRAME_COMP_PSTRIDE(&_video, plane);
+      planes[index] = {
+          .data = static_cast<const std::uint8_t*>(GST_VIDEO_FRAME_PLANE_DATA(&_video, plane)),
+          .stride = static_cast<std::size_t>(GST_VIDEO_FRAME_PLANE_STRIDE(&_video, plane)),
+          .rowBytes = static_cast<std::size_t>(columns) * static_cast<std::size_t>(pixelBytes),
+          .rows = static_cast<std::size_t>(GST_VIDEO_FRAME_COMP_HEIGHT(&_video, plane)),
+      };
+    }
+  }
+
+  void _setTime(const GstSegment* segment, GstClockTime timestamp) {
+    if (!segment || !GST_CLOCK_TIME_IS_VALID(timestamp)) return;
+    const guint64 streamTime = gst_segment_to_stream_time(segment, GST_FORMAT_TIME, timestamp);
+    if (streamTime != GST_CLOCK_TIME_NONE) time = secondsOf(streamTime);
+    const guint64 runningTime = gst_segment_to_running_time(segment, GST_FORMAT_TIME, timestamp);
+    if (runningTime != GST_CLOCK_TIME_NONE) due = secondsOf(runningTime);
+  }
+
+  GstVideoFrame _video{};
+  bool _mapped = false;
+};
+
+/// Clockwise degrees; mirrored orientations are shown by their rotation alone.
+int rotationOf(const char* orientation) {
+  if (std::strstr(orientation, "rotate-90")) return 90;
+  if (std::strstr(orientation, "rotate-180")) return 180;
+  if (std::strstr(orientation, "rotate-270")) return 270;
+  return 0;
+}
+
+}  // namespace
+
+VideoSink::VideoSink(std::shared_ptr<VideoFrames> frames, std::uint64_t ticket,
+                     PositionClock& position, std::shared_ptr<SubtitleCues> subtitles,
+                     std::function<void(PictureCaptions::Channel)> captionsFound)
+    : _frames(std::move(frames)),
+      _ticket(ticket),
+      _position(position),
+      _subtitles(std::move(subtitles)),
+      _captions(_subtitles, std::move(captionsFound),
+                [this] { _frames->textsDidChange(_ticket); }) {
+  gst_segment_init(&_segment, GST_FORMAT_UNDEFINED);
+  GstElement* sink = gst_element_factory_make("appsink", "video-sink");
+  if (!sink) return;
+  _element.reset(GST_ELEMENT(gst_object_ref_sink(sink)));
+  const GstRef<GstCaps> caps(gst_caps_new_empty_simple("video/x-raw"));
+  g_object_set(sink, "caps", caps.get(), "max-buffers", 2u, "drop", TRUE, "sync", TRUE, "qos", TRUE,
+               "wait-on-eos", FALSE, "emit-signals", FALSE, nullptr);
+  GstAppSinkCallbacks callbacks{};
+  callbacks.eos = _onEnd;
+  callbacks.new_preroll = _onPreroll;
+  callbacks.new_sample = _onSample;
+  gst_app_sink_set_callbacks(GST_APP_SINK(sink), &callbacks, this, nullptr);
+  const GstRef<GstPad> pad(gst_element_get_static_pad(sink, "sink"));
+  gst_pad_add_probe(pad.get(),
+                    static_cast<GstPadProbeType>(GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM |
+                                                 GST_PAD_PROBE_TYPE_EVENT_FLUSH),
+                    _onEvent, this, nullptr);
+  gst_pad_add_probe(pad.get(), GST_PAD_PROBE_TYPE_QUERY_DOWNSTREAM, _onQuery, this, nullptr);
+  gst_pad_add_probe(pad.get(), GST_PAD_PROBE_TYPE_BUFFER, _onPicture, this, nullptr);
+}
+
+GstPadProbeReturn VideoSink::_onPicture(GstPad*, GstPadProbeInfo* info, gpointer self) {
+  static_cast<VideoSink*>(self)->_takeCaptions(GST_PAD_PROBE_INFO_BUFFER(info));
+  return GST_PAD_PROBE_OK;
+}
+
+void VideoSink::_takeCaptions(GstBuffer* picture) {
+  guint64 time = 0;
+  if (_segment.format != GST_FORMAT_TIME || _segment.rate < 0 ||
+      !GST_BUFFER_PTS_IS_VALID(picture) ||
+      gst_segment_to_stream_time_full(&_segment, GST_FORMAT_TIME, GST_BUFFER_PTS(picture), &time) !=
+          1)
+    return;
+  gpointer state = nullptr;
+  while (const GstMeta* meta =
+             gst_buffer_iterate_meta_filtered(picture, &state, GST_VIDEO_CAPTION_META_API_TYPE)) {
+    const auto* const captions = reinterpret_cast<const GstVideoCaptionMeta*>(meta);
+    // Triples: of a pair of bytes, after what they are.
+    if (captions->caption_type != GST_VIDEO_CAPTION_TYPE_CEA708_RAW) continue;
+    for (gsize at = 0; at + 3 <= captions->size; at += 3) {
+      const guint8* const pair = captions->data + at;
+      // Valid, and of one of the two fields.
+      if ((pair[0] & 0x06) != 0x04) continue;
+      _captions.feed(secondsOf(time), pair[0] & 1u, pair[1], pair[2]);
+    }
+  }
+}
+
+GstFlowReturn VideoSink::_onPreroll(GstAppSink* sink, gpointer self) {
+  auto& me = *static_cast<VideoSink*>(self);
+  if (!std::exchange(me._showPreroll, false)) return GST_FLOW_OK;
+  GstRef<GstSample> sample(gst_app_sink_try_pull_preroll(sink, 0));
+  if (sample) me._show(std::move(sample), false);
+  // It stands already; with the clock running it plays, even if its own time is a little later.
+  me._becomeDue();
+  return GST_FLOW_OK;
+}
+
+GstFlowReturn VideoSink::_onSample(GstAppSink* sink, gpointer self) {
+  auto& me = *static_cast<VideoSink*>(self);
+  me._showPreroll = false;
+  GstRef<GstSample> sample(gst_app_sink_try_pull_sample(sink, 0));
+  if (sample) me._show(std::move(sample), true);
+  me._becomeDue();
+  return GST_FLOW_OK;
+}
+
+void VideoSink::_onEnd(GstAppSink*, gpointer self) { static_cast<VideoSink*>(self)->_becomeDue(); }
+
+GstPadProbeReturn VideoSink::_onEvent(GstPad*, GstPadProbeInfo* info, gpointer self) {
+  auto& me = *static_cast<VideoSink*>(self);
+  GstEvent* event = GST_PAD_PROBE_INFO_EVENT(info);
+  if (GST_EVENT_TYPE(event) == GST_EVENT_FLUSH_STOP) {
+    me._due = false;
+    me._showPreroll = true;
+    // What is said from here on is said anew.
+    me._captions.restart();
+  } else if (GST_EVENT_TYPE(event) == GST_EVENT_SEGMENT) {
+    gst_event_copy_segment(event, &me._segment);
+  } else if (GST_EVENT_TYPE(event) == GST_EVENT_TAG) {
+    GstTagList* tags = nullptr;
+    gst_event_parse_tag(event, &tags);
+    gchar* orientation = nullptr;
+    if (gst_tag_list_get_string(tags, GST_TAG_IMAGE_ORIENTATION, &orientation)) {
+      me._rotation = rotationOf(orientation);
+      g_free(orientation);
+    }
+  }
+  return GST_PAD_PROBE_OK;
+}
+
+GstPadProbeReturn VideoSink::_onQuery(GstPad*, GstPadProbeInfo* info, gpointer) {
+  GstQuery* query = GST_PAD_PROBE_INFO_QUERY(info);
+  if (GST_QUERY_TYPE(query) != GST_QUERY_ALLOCATION) return GST_PAD_PROBE_OK;
+  // Planes may lie where the decoder wants them: it decodes right into what is drawn.
+  gst_query_add_allocation_meta(query, GST_VIDEO_META_API_TYPE, nullptr);
+  return GST_PAD_PROBE_HANDLED;
+}
+
+void VideoSink::_show(GstRef<GstSample> sample, bool isDue) {
+  if (_hidden) return;
+  sample = _converter.drawable(std::move(sample));
+  if (!sample) return;
+  auto frame = MappedFrame::make(sample.get(), _rotation, _subtitles);
+  if (!frame) return;
+  if (isDue && frame->time >= 0) _position.observe(frame->time);
+  _frames->put(_ticket, std::move(frame));
+}
+
+void VideoSink::_becomeDue() {
+  if (_due.exchange(true)) return;
+  gst_element_post_message(
+      _element.get(),
+      gst_message_new_application(GST_OBJECT(_element.get()), gst_structure_new_empty(kBecameDue)));
+}
+
+}  // namespace media

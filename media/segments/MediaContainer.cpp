@@ -1,0 +1,96 @@
+#include "media/segments/MediaContainer.h"
+
+#include <mutex>
+#include <new>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavutil/dict.h>
+#include <libavutil/log.h>
+}
+
+namespace media {
+namespace {
+
+// What a transport stream is searched for its tables before the first packet.
+constexpr std::int64_t kTableBytes = std::int64_t{8} * 1024;
+constexpr int kLargestPacket = 64 * 1024 * 1024;
+constexpr unsigned kMostStreams = 64;
+// Errors in a row that a demuxer may recover from.
+constexpr int kMostErrors = 32;
+
+int refuseToOpen(AVFormatContext*, AVIOContext**, const char*, int, AVDictionary**) {
+  return AVERROR(EPERM);
+}
+
+/// Media that cannot be read are told by ourselves.
+void silenceLibrary() {
+  static std::once_flag once;
+  std::call_once(once, [] { av_log_set_level(AV_LOG_QUIET); });
+}
+
+}  // namespace
+
+std::unique_ptr<MediaContainer> MediaContainer::open(PieceInput& input, MediaForm form) {
+  silenceLibrary();
+  const auto* const demuxer = av_find_input_format(demuxerName(form));
+  if (!demuxer) return nullptr;
+  std::unique_ptr<MediaContainer> self(new MediaContainer(form));
+  self->_packet.reset(av_packet_alloc());
+  AVFormatContext* context = avformat_alloc_context();
+  if (!self->_packet || !context) {
+    avformat_free_context(context);
+    throw std::bad_alloc();
+  }
+  context->pb = input.context();
+  context->flags |= AVFMT_FLAG_CUSTOM_IO;
+  // Packets of a stream without a known codec, such as timed metadata, are held back while it is
+  // probed.
+  context->max_probe_packets = 1;
+  context->io_open = refuseToOpen;
+  context->probesize = kTableBytes;
+  context->correct_ts_overflow = 0;  // the time line of the presentation decides
+  context->max_streams = static_cast<int>(kMostStreams);
+  AVDictionary* options = nullptr;
+  av_dict_set(&options, "protocol_whitelist", "none", 0);
+  // On failure the context is freed.
+  const int result = avformat_open_input(&context, nullptr, demuxer, &options);
+  av_dict_free(&options);
+  if (result < 0) return nullptr;
+  self->_context = context;
+  return self;
+}
+
+MediaContainer::~MediaContainer() {
+  if (_context) avformat_close_input(&_context);
+}
+
+AVPacket* MediaContainer::read() {
+  for (int errors = 0; errors < kMostErrors;) {
+    av_packet_unref(_packet.get());
+    const int result = av_read_frame(_context, _packet.get());
+    if (result == AVERROR_EOF || result == AVERROR_EXIT) return nullptr;
+    if (result < 0) {
+      ++errors;
+      continue;
+    }
+    if (_packet->size > 0 && _packet->size <= kLargestPacket) return _packet.get();
+  }
+  return nullptr;
+}
+
+std::span<const std::uint8_t> sideDataOf(const AVStream& stream, AVPacketSideDataType type) {
+#if LIBAVFORMAT_VERSION_MAJOR >= 61
+  const AVPacketSideData* const found = av_packet_side_data_get(
+      stream.codecpar->coded_side_data, stream.codecpar->nb_coded_side_data, type);
+  if (!found) return {};
+  return {found->data, found->size};
+#else
+  std::size_t size = 0;
+  const std::uint8_t* const data = av_stream_get_side_data(&stream, type, &size);
+  if (!data) return {};
+  return {data, size};
+#endif
+}
+
+}  // namespace media

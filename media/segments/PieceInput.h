@@ -1,0 +1,66 @@
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <span>
+
+#include "streaming/playback/SegmentBytes.h"
+
+struct AVIOContext;
+
+namespace media {
+
+/// What libavformat reads as one file: bytes of several parts, one behind the other, which may
+/// still be arriving.
+///
+/// Threads: one.
+class PieceInput {
+ public:
+  PieceInput();
+  ~PieceInput();
+  PieceInput(const PieceInput&) = delete;
+  PieceInput& operator=(const PieceInput&) = delete;
+
+  /// Adds a part without its first `skip` bytes.
+  void append(std::shared_ptr<const streaming::SegmentBytes> bytes, std::uint64_t skip = 0);
+  /// `more` is called at the end of the last part. True: it has appended one.
+  void whenExhausted(std::function<bool()> more) { _more = std::move(more); }
+  /// Calls `tap` with every byte from the part `index` on, once and in order.
+  void setTap(std::size_t index, std::function<void(std::span<const std::uint8_t>)> tap);
+  /// All parts are complete: the reader may jump.
+  void setSeekable();
+
+  AVIOContext* context() { return _context; }
+  /// The gate of the reads that follow; it outlives them.
+  void setGate(const streaming::ReadGate* gate) { _gate = gate; }
+
+  /// Bytes before the newest part.
+  std::uint64_t startOfLastPart() const { return _parts.empty() ? 0 : _parts.back().start; }
+  /// A part ended with a failure.
+  bool hasFailed() const { return _hasFailed; }
+
+ private:
+  struct Part {
+    std::shared_ptr<const streaming::SegmentBytes> bytes;
+    std::uint64_t skip = 0;
+    std::uint64_t start = 0;
+  };
+  int _read(std::span<std::uint8_t> into);
+  std::int64_t _seek(std::int64_t offset, int whence);
+  std::uint64_t _lengthOf(const Part& part) const;
+
+  AVIOContext* _context = nullptr;
+  const streaming::ReadGate* _gate = nullptr;
+  std::deque<Part> _parts;  // without those that were left behind
+  std::size_t _current = 0;
+  std::uint64_t _position = 0;
+  bool _hasFailed = false;
+  std::function<bool()> _more;
+  std::size_t _tapIndex = 0;
+  std::uint64_t _tappedTo = 0;
+  std::function<void(std::span<const std::uint8_t>)> _tap;
+};
+
+}  // namespace media

@@ -1,0 +1,274 @@
+#include "media/segments/SegmentDemuxer.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "media/segments/CodecCaps.h"
+#include "media/segments/PacketBuffer.h"
+#include "media/segments/TimestampOffsets.h"
+#include "media/support/GstTime.h"
+#include "platform/foundation/TVSLogger.h"
+
+namespace media {
+
+using platform::Error;
+using platform::MediaErrorCode;
+using streaming::ReadGate;
+using streaming::TrackPiece;
+
+namespace {
+
+constexpr auto kWarningInterval = std::chrono::seconds(10);
+// Pieces at the beginning that may be unreadable.
+constexpr int kMostUnreadable = 2;
+
+}  // namespace
+
+SegmentDemuxer::SegmentDemuxer(Setup setup)
+    : _setup(std::move(setup)),
+      _track(_setup.offsets ? _setup.offsets->addTrack() : 0),
+      _decryption(_setup.keys),
+      _lanes{Lane{.kind = ElementaryKind::Video, .isWanted = _setup.wantsVideo},
+             Lane{.kind = ElementaryKind::Audio, .isWanted = _setup.wantsAudio}} {}
+
+void SegmentDemuxer::reset() {
+  _run = nullptr;
+  _waiting.reset();
+  _items.clear();
+  _failure.reset();
+  for (Lane& lane : _lanes) {
+    lane.caps = nullptr;
+    lane.isDiscontinuous = true;
+    lane.clock.restart();
+  }
+}
+
+std::optional<ElementaryItem> SegmentDemuxer::next(const ReadGate& gate) {
+  _gate = &gate;
+  if (_run) _run->setGate(gate);
+  while (!gate.isClosed()) {
+    if (!_items.empty()) {
+      ElementaryItem item = std::move(_items.front());
+      _items.pop_front();
+      return item;
+    }
+    if (_failure) return ElementaryFailure{*_failure};
+    if (_run)
+      _readPacket(gate);
+    else if (!_beginPiece(gate))
+      return std::nullopt;
+  }
+  return std::nullopt;
+}
+
+bool SegmentDemuxer::_beginPiece(const ReadGate& gate) {
+  std::optional<TrackPiece> piece = std::exchange(_waiting, std::nullopt);
+  if (!piece) piece = _setup.reader->next(gate);
+  if (!piece) return false;
+  switch (piece->kind) {
+    case TrackPiece::Kind::Media:
+      _beginRun(*piece, gate);
+      break;
+    case TrackPiece::Kind::Gap:
+      _tellGap(piece->segment.start, piece->segment.end());
+      break;
+    case TrackPiece::Kind::End:
+      _items.emplace_back(ElementaryEnd{});
+      break;
+    case TrackPiece::Kind::Failed:
+      _failure = piece->error.value_or(Error{std::string(platform::kMediaErrorDomain),
+                                             static_cast<std::int64_t>(MediaErrorCode::Unknown),
+                                             {},
+                                             {},
+                                             {}});
+      break;
+  }
+  return true;
+}
+
+void SegmentDemuxer::_beginRun(const TrackPiece& piece, const ReadGate& gate) {
+  std::optional<MediaForm> form;
+  _run = SegmentRun::open(piece,
+                          {.wantsEvents = static_cast<bool>(_setup.foundEvent),
+                           .wantsTags = static_cast<bool>(_setup.foundID3),
+                           .more = [this] { return _extendRun(); }},
+                          gate, form);
+  if (gate.isClosed()) return;
+  if (!_run) return _giveUpPiece(piece, form);
+  _streamCount = 0;
+  _gaveSomething = false;
+  _offset = piece.representation ? piece.representation->timeOffset : std::nullopt;
+  _reference.reset();
+  _framePosition = 0;
+  for (Lane& lane : _lanes) {
+    lane.stream = -1;
+    lane.lastPiece = 0;
+    if (piece.isDiscontinuous) {
+      lane.clock.breakOff();
+      lane.isDiscontinuous = true;
+    }
+    lane.clock.beginPiece();
+  }
+}
+
+bool SegmentDemuxer::_extendRun() {
+  // A piece without anything ends its run, so that its end is noticed.
+  if (!_run || !_gaveSomething || _waiting) return false;
+  auto piece = _setup.reader->next(*_gate);
+  if (!piece) return false;
+  if (!_run->isContinuedBy(*piece)) {
+    _waiting = std::move(piece);
+    return false;
+  }
+  _gaveSomething = false;
+  _run->extend(*piece);
+  return true;
+}
+
+void SegmentDemuxer::_endRun() {
+  _tellMetadata();
+  const TrackPiece piece = _run->newestPiece();
+  const MediaForm form = _run->form();
+  const bool hasFailed = _run->hasFailed();
+  _run = nullptr;
+  if (!_gaveSomething) return _giveUpPiece(piece, form);
+  if (!hasFailed) return;
+  std::int64_t end = nanosecondsOf(piece.segment.start);
+  for (const Lane& lane : _lanes) end = std::max(end, lane.clock.end().value_or(end));
+  _warn("ended too early", piece);
+  _tellGap(secondsOf(end), piece.segment.end());
+}
+
+void SegmentDemuxer::_readPacket(const ReadGate& gate) {
+  AVPacket* const packet = _run->container().read();
+  if (gate.isClosed()) return;
+  if (!packet) return _endRun();
+  _chooseStreams();
+  const auto streams = _run->container().streams();
+  const auto index = static_cast<std::size_t>(packet->stream_index);
+  if (packet->stream_index < 0 || index >= streams.size()) return;
+  const AVStream& stream = *streams[index];
+  if (Lane* const lane = _laneFor(stream)) _take(*lane, stream, *packet);
+}
+
+bool SegmentDemuxer::_carriesTags(const AVStream& stream) const {
+  // Without a descriptor libavformat guesses by the bytes: a tag looks like the head of an MP3.
+  constexpr std::uint32_t kMetadataType = 0x15;
+  return _run->form() == MediaForm::TransportStream && stream.codecpar->codec_tag == kMetadataType;
+}
+
+/// Makes libavformat discard the streams that are not wanted.
+void SegmentDemuxer::_chooseStreams() {
+  const auto streams = _run->container().streams();
+  for (; _streamCount < streams.size(); ++_streamCount) {
+    AVStream& stream = *streams[_streamCount];
+    const AVMediaType type = stream.codecpar->codec_type;
+    const bool isWanted = (type == AVMEDIA_TYPE_VIDEO && _setup.wantsVideo) ||
+                          (type == AVMEDIA_TYPE_AUDIO && _setup.wantsAudio) ||
+                          type == AVMEDIA_TYPE_UNKNOWN;
+    if (!isWanted || _carriesTags(stream)) stream.discard = AVDISCARD_ALL;
+  }
+}
+
+SegmentDemuxer::Lane* SegmentDemuxer::_laneFor(const AVStream& stream) {
+  const AVMediaType type = stream.codecpar->codec_type;
+  if (type != AVMEDIA_TYPE_VIDEO && type != AVMEDIA_TYPE_AUDIO) return nullptr;
+  if ((stream.disposition & AV_DISPOSITION_ATTACHED_PIC) != 0 || _carriesTags(stream))
+    return nullptr;
+  Lane& lane = _lanes[type == AVMEDIA_TYPE_VIDEO ? 0 : 1];
+  if (!lane.isWanted) return nullptr;
+  const bool isSilent = _run->pieceCount() > lane.lastPiece + 1;
+  if (lane.stream != stream.index) {
+    if (lane.stream >= 0 && !isSilent) return nullptr;
+    if (!capsOf(stream, {stream.codecpar->extradata,
+                         static_cast<std::size_t>(stream.codecpar->extradata_size)}))
+      return nullptr;
+    lane.stream = stream.index;
+    lane.setup.clear();
+    lane.shape = {};
+  }
+  lane.lastPiece = _run->pieceCount();
+  return &lane;
+}
+
+void SegmentDemuxer::_take(Lane& lane, const AVStream& stream, AVPacket& packet) {
+  const bool isPicture = lane.kind == ElementaryKind::Video;
+  const TrackPiece& piece = _run->pieceAt(packet.pos);
+  switch (_decryption.decrypt(packet, stream.codecpar->codec_id, piece, *_gate)) {
+    case SampleDecryption::Outcome::Clear:
+      break;
+    case SampleDecryption::Outcome::Cancelled:
+      return;
+    case SampleDecryption::Outcome::NoKey:
+      return _fail(MediaErrorCode::ContentNotAuthorized, "There is no key for the media.");
+    case SampleDecryption::Outcome::Unusable:
+      return _fail(MediaErrorCode::DecodeFailed, "The encryption is of an unknown kind.");
+  }
+  const RawTimes raw = _rawTimes(stream, packet);
+  const auto frame = _frameFor(lane, raw, piece);
+  if (!frame || !_tellFormat(lane, stream, packet)) return;
+  const PacketTimes times = lane.clock.timesOf(raw, *frame);
+  if (times.wasMoved) _warn("has time stamps far from its place", piece);
+  // The last access unit of a piece may come when the next piece has begun.
+  if (&piece == &_run->newestPiece()) _gaveSomething = true;
+  _hadSomething = true;
+  GstRef<GstBuffer> buffer = bufferOf(packet, times, isPicture);
+  if (!buffer) return;
+  if (std::exchange(lane.isDiscontinuous, false))
+    GST_BUFFER_FLAG_SET(buffer.get(), GST_BUFFER_FLAG_DISCONT);
+  _items.emplace_back(ElementaryBuffer{lane.kind, std::move(buffer)});
+  _tellMetadata();
+}
+
+bool SegmentDemuxer::_tellFormat(Lane& lane, const AVStream& stream, const AVPacket& packet) {
+  const AVCodecParameters& parameters = *stream.codecpar;
+  const std::array<std::int64_t, 5> shape{parameters.codec_id, parameters.width, parameters.height,
+                                          parameters.sample_rate, parameters.ch_layout.nb_channels};
+  std::size_t size = 0;
+  const std::uint8_t* const fresh =
+      av_packet_get_side_data(&packet, AV_PKT_DATA_NEW_EXTRADATA, &size);
+  if (!fresh && lane.caps && shape == lane.shape) return true;
+  if (fresh)
+    lane.setup.assign(fresh, fresh + size);
+  else if (lane.shape != shape)
+    lane.setup.assign(parameters.extradata, parameters.extradata + parameters.extradata_size);
+  lane.shape = shape;
+  GstRef<GstCaps> caps = capsOf(stream, lane.setup);
+  if (!caps) return false;
+  if (lane.caps && gst_caps_is_equal(lane.caps.get(), caps.get())) return true;
+  lane.caps.reset(gst_caps_ref(caps.get()));
+  _items.emplace_back(ElementaryFormat{lane.kind, std::move(caps)});
+  return true;
+}
+
+void SegmentDemuxer::_giveUpPiece(const TrackPiece& piece, std::optional<MediaForm> form) {
+  _warn("cannot be read", piece);
+  _tellGap(piece.segment.start, piece.segment.end());
+  if (_hadSomething || ++_unreadable < kMostUnreadable) return;
+  _fail(form ? MediaErrorCode::DecodeFailed : MediaErrorCode::FormatNotRecognized,
+        "The segments cannot be read.");
+}
+
+void SegmentDemuxer::_fail(MediaErrorCode code, const char* reason) {
+  _failure = Error{std::string(platform::kMediaErrorDomain),
+                   static_cast<std::int64_t>(code),
+                   code == MediaErrorCode::ContentNotAuthorized ? "The media are not authorised."
+                                                                : "The media cannot be decoded.",
+                   reason,
+                   {}};
+}
+
+void SegmentDemuxer::_tellGap(double start, double end) {
+  for (Lane& lane : _lanes) lane.isDiscontinuous = true;
+  if (end > start) _items.emplace_back(ElementaryGap{start, end});
+}
+
+void SegmentDemuxer::_warn(const char* what, const TrackPiece& piece) {
+  const auto now = std::chrono::steady_clock::now();
+  if (now < _quietUntil) return;
+  _quietUntil = now + kWarningInterval;
+  TVSLogWarning(TVSSystemLog, "Segment %lu at %f s %@", piece.segment.number, piece.segment.start,
+                what);
+}
+
+}  // namespace media

@@ -1,0 +1,146 @@
+#include "media/segments/SegmentRun.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <span>
+#include <string_view>
+
+#include "media/metadata/ID3Tag.h"
+
+namespace media {
+namespace {
+
+using streaming::ReadGate;
+using streaming::SegmentBytes;
+using streaming::TrackPiece;
+
+constexpr std::uint64_t kLongestTags = std::uint64_t{1} << 20;
+constexpr std::uint64_t kLongestEvent = std::uint64_t{256} << 10;
+constexpr std::size_t kMostEvents = 256;
+constexpr std::size_t kMostTags = 64;
+constexpr std::size_t kShortHead = 16;
+constexpr std::int64_t kTimestampMask = (std::int64_t{1} << 33) - 1;
+
+std::optional<MediaForm> formOf(const SegmentBytes& bytes, std::uint64_t offset,
+                                const ReadGate& gate) {
+  std::array<std::uint8_t, kMediaHeadBytes> head{};
+  // A transport stream needs more than the others.
+  std::size_t length = readFully(bytes, offset, std::span(head).first(kShortHead), gate);
+  if (const auto form = mediaForm(std::span(head).first(length))) return form;
+  length = readFully(bytes, offset, head, gate);
+  return mediaForm(std::span(head).first(length));
+}
+
+/// The time stamp of RFC 8216, section 3.4.
+std::optional<std::int64_t> timestampIn(std::string_view tag) {
+  constexpr std::string_view kOwner("transportStreamTimestamp\0", 25);
+  const std::size_t owner = tag.find(kOwner);
+  if (owner == std::string_view::npos || tag.size() - owner < kOwner.size() + 8)
+    return std::nullopt;
+  std::uint64_t value = 0;
+  for (const char each : tag.substr(owner + kOwner.size(), 8))
+    value = value << 8 | static_cast<unsigned char>(each);
+  return static_cast<std::int64_t>(value) & kTimestampMask;
+}
+
+}  // namespace
+
+std::unique_ptr<SegmentRun> SegmentRun::open(const TrackPiece& piece, Setup setup,
+                                             const ReadGate& gate, std::optional<MediaForm>& form) {
+  if (!piece.media) return nullptr;
+  std::unique_ptr<SegmentRun> self(new SegmentRun);
+  self->_input.setGate(&gate);
+  std::uint64_t skip = 0;
+  if (piece.initialization) {
+    if (!piece.initialization->waitUntilComplete(gate)) return nullptr;
+    form = formOf(*piece.initialization, 0, gate);
+    self->_input.append(piece.initialization);
+  } else {
+    skip = lengthOfTags(*piece.media, gate);
+    form = formOf(*piece.media, skip, gate);
+  }
+  if (!form || gate.isClosed()) return nullptr;
+  if (skip > 0 && skip < kLongestTags) self->_readTags(*piece.media, skip, gate);
+  self->_input.append(piece.media, skip);
+  self->_pieces.emplace_back(0, piece);
+  if (form == MediaForm::MP4 && !piece.initialization && isIndexLast(*piece.media, gate)) {
+    if (!piece.media->waitUntilComplete(gate)) return nullptr;
+    self->_input.setSeekable();
+  } else if (form == MediaForm::MP4 && setup.wantsEvents) {
+    self->_collectEvents(piece.initialization ? 1 : 0);
+  }
+  if (form == MediaForm::TransportStream && setup.wantsTags) self->_collectTags();
+  if (form == MediaForm::TransportStream) self->_input.whenExhausted(std::move(setup.more));
+  self->_container = MediaContainer::open(self->_input, *form);
+  if (!self->_container) return nullptr;
+  return self;
+}
+
+void SegmentRun::_readTags(const SegmentBytes& bytes, std::uint64_t length, const ReadGate& gate) {
+  std::string text(static_cast<std::size_t>(length), '\0');
+  const std::span whole(reinterpret_cast<std::uint8_t*>(text.data()), text.size());
+  if (readFully(bytes, 0, whole, gate) < text.size()) return;
+  _tagTimestamp = timestampIn(text);
+  const std::size_t known = _tagTimestamp ? 1 : 0;
+  if (itemsOfID3Tag(whole).size() > known) _tags.push_back(std::move(text));
+}
+
+void SegmentRun::_collectEvents(std::size_t part) {
+  _boxes = std::make_unique<MovieBoxes>(
+      [](std::uint32_t type) { return type == boxType("emsg") ? kLongestEvent : 0; },
+      [this](std::uint32_t, BoxBytes content) {
+        if (_events.size() == kMostEvents) return;
+        constexpr std::size_t kHeaderSize = 8;
+        const std::size_t size = content.size() + kHeaderSize;
+        std::string& box = _events.emplace_back();
+        for (const unsigned shift : {24U, 16U, 8U, 0U})
+          box.push_back(static_cast<char>(size >> shift & 0xff));
+        box.append("emsg");
+        box.append(reinterpret_cast<const char*>(content.data()), content.size());
+      });
+  _input.setTap(part, [this](std::span<const std::uint8_t> bytes) { _boxes->feed(bytes); });
+}
+
+/// libavformat cuts off the heads of tags.
+void SegmentRun::_collectTags() {
+  _metadata = std::make_unique<TransportMetadata>(
+      [this](double seconds, std::span<const std::uint8_t> data) {
+        constexpr std::string_view kTag = "ID3";
+        constexpr double kTicksPerSecond = 90000;
+        const std::string_view bytes(reinterpret_cast<const char*>(data.data()), data.size());
+        if (!bytes.starts_with(kTag) || _streamTags.size() == kMostTags) return;
+        _streamTags.emplace_back(static_cast<std::int64_t>(*_metadata->firstTime()) +
+                                     std::llround(seconds * kTicksPerSecond),
+                                 bytes);
+      });
+  _input.setTap(0, [this](std::span<const std::uint8_t> bytes) { _metadata->feed(bytes); });
+}
+
+bool SegmentRun::isContinuedBy(const TrackPiece& next) const {
+  const TrackPiece& newest = newestPiece();
+  return next.kind == TrackPiece::Kind::Media && !next.isDiscontinuous && next.media &&
+         !next.initialization && next.representation && newest.representation &&
+         next.representation->id == newest.representation->id &&
+         next.segment.discontinuity == newest.segment.discontinuity &&
+         (next.sampleKey == newest.sampleKey ||
+          (next.sampleKey && newest.sampleKey && *next.sampleKey == *newest.sampleKey));
+}
+
+void SegmentRun::extend(const TrackPiece& piece) {
+  _input.append(piece.media);
+  _pieces.emplace_back(_input.startOfLastPart(), piece);
+  ++_pieceCount;
+}
+
+const TrackPiece& SegmentRun::pieceAt(std::int64_t position) {
+  if (position < 0) return newestPiece();
+  // A packet that began in a piece may come after the next piece has begun.
+  while (_pieces.size() > 2) _pieces.pop_front();
+  const auto found = std::find_if(_pieces.rbegin(), _pieces.rend(), [&](const auto& each) {
+    return each.first <= static_cast<std::uint64_t>(position);
+  });
+  return found == _pieces.rend() ? _pieces.front().second : found->second;
+}
+
+}  // namespace media

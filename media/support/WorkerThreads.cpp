@@ -1,0 +1,87 @@
+#include "media/support/WorkerThreads.h"
+
+#include <condition_variable>
+#include <list>
+#include <mutex>
+#include <thread>
+#include <utility>
+
+namespace media {
+namespace {
+
+struct Worker {
+  std::thread thread;
+  bool ended = false;
+};
+
+struct Registry {
+  std::mutex mutex;
+  std::condition_variable changed;
+  std::list<Worker> workers;
+
+  std::size_t busy() const {
+    std::size_t count = 0;
+    for (const Worker& worker : workers) count += worker.ended ? 0 : 1;
+    return count;
+  }
+  /// Takes those out that have ended; to be joined without the lock.
+  std::list<Worker> takeEnded() {
+    std::list<Worker> result;
+    for (auto each = workers.begin(); each != workers.end();) {
+      const auto next = std::next(each);
+      if (each->ended) result.splice(result.end(), workers, each);
+      each = next;
+    }
+    return result;
+  }
+};
+
+/// Never destroyed: a thread that outlives main() must find it.
+Registry& registry() {
+  static auto* const instance = new Registry;
+  return *instance;
+}
+
+void join(std::list<Worker> ended) {
+  for (Worker& worker : ended) worker.thread.join();
+}
+
+}  // namespace
+
+void WorkerThreads::start(std::function<void()> body) {
+  Registry& all = registry();
+  std::list<Worker> ended;
+  {
+    const std::lock_guard lock(all.mutex);
+    ended = all.takeEnded();
+    Worker& worker = all.workers.emplace_back();
+    worker.thread = std::thread([&all, &worker, run = std::move(body)]() mutable {
+      run();
+      run = nullptr;
+      const std::lock_guard ending(all.mutex);
+      worker.ended = true;
+      all.changed.notify_all();
+    });
+  }
+  join(std::move(ended));
+}
+
+std::size_t WorkerThreads::running() {
+  const std::lock_guard lock(registry().mutex);
+  return registry().busy();
+}
+
+bool WorkerThreads::waitForAll(platform::Duration limit) {
+  Registry& all = registry();
+  std::list<Worker> ended;
+  bool complete = false;
+  {
+    std::unique_lock lock(all.mutex);
+    complete = all.changed.wait_for(lock, limit, [&] { return all.busy() == 0; });
+    ended = all.takeEnded();
+  }
+  join(std::move(ended));
+  return complete;
+}
+
+}  // namespace media

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <functional>
+
+#include "platform/foundation/Clock.h"
+
+namespace media {
+
+/// The threads of all pipelines of the process, so that ending one keeps nobody waiting and the
+/// process ends only after all of them.
+///
+/// Threads: any.
+class WorkerThreads {
+ public:
+  /// Runs `body` on a thread of its own.
+  static void start(std::function<void()> body);
+  /// How many have not ended.
+  static std::size_t running();
+  /// Waits until all have ended, at most `limit`. False: some are still busy, and the process may
+  /// end only by leaving without destructors. Called once nothing starts threads any more.
+  static bool waitForAll(platform::Duration limit);
+};
+
+}  // namespace media

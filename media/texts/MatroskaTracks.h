@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace media {
+
+/// What the head of a Matroska file says of its tracks.
+///
+/// Bounds: a head of 1 MiB, 256 tracks.
+/// Threads: one at a time.
+class MatroskaTracks {
+ public:
+  using Bytes = std::span<const std::uint8_t>;
+  struct Track {
+    bool forced = false;
+    std::string codec;
+  };
+
+  /// Bytes of the file as they come: all of them in their order, or those that a demuxer reads.
+  void feed(std::uint64_t offset, Bytes bytes);
+  /// By their numbers; empty until they have come.
+  const std::map<std::uint64_t, Track>& tracks() const { return _tracks; }
+
+ private:
+  void _look();
+  void _readTracks(Bytes content);
+
+  std::vector<std::uint8_t> _head;
+  std::uint64_t _nextOffset = 0;
+  bool _isDone = false;
+  std::map<std::uint64_t, Track> _tracks;
+};
+
+}  // namespace media

@@ -1,0 +1,217 @@
+#include "media/texts/SubtitleMarkup.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <string>
+#include <utility>
+
+#include <glib.h>
+
+#include "media/output/SubtitleColor.h"
+
+namespace media {
+namespace {
+
+constexpr std::size_t kMostMarkupSpans = 64;
+constexpr std::size_t kClassLimit = 8;
+constexpr std::size_t kMarkupLimit = std::size_t{64} * 1024;
+constexpr std::size_t kEntityLimit = 10;
+
+constexpr std::array<std::pair<std::string_view, std::string_view>, 8> kEntities{
+    {{"amp", "&"},
+     {"lt", "<"},
+     {"gt", ">"},
+     {"quot", "\""},
+     {"apos", "'"},
+     {"nbsp", "\u00a0"},
+     {"lrm", "\u200e"},
+     {"rlm", "\u200f"}}};
+
+bool isLetter(char byte) { return (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z'); }
+bool isDigit(char byte) { return byte >= '0' && byte <= '9'; }
+
+std::string lowered(std::string_view text) {
+  std::string result(text);
+  for (char& each : result)
+    if (each >= 'A' && each <= 'Z') each = static_cast<char>(each - 'A' + 'a');
+  return result;
+}
+
+/// Calls `use(name, value)` for each of `name=value`, quoted or not.
+template <typename Use>
+void readAttributes(std::string_view text, const Use& use) {
+  while (!(text = trimmed(text)).empty()) {
+    const std::size_t equals = text.find('=');
+    if (equals == std::string_view::npos) return;
+    const std::string name = lowered(trimmed(text.substr(0, equals)));
+    text = trimmed(text.substr(equals + 1));
+    std::size_t end = 0;
+    if (text.starts_with('"') || text.starts_with('\'')) {
+      end = std::min(text.find(text.front(), 1), text.size());
+      use(name, text.substr(1, end - 1));
+      end = std::min(end + 1, text.size());
+    } else {
+      end = std::min(text.find(' '), text.size());
+      use(name, text.substr(0, end));
+    }
+    text.remove_prefix(end);
+  }
+}
+
+void readFontAttributes(std::string_view text, SubtitleLook& look) {
+  readAttributes(text, [&](const std::string& name, std::string_view value) {
+    if (name == "color" || name == "foreground" || name == "fgcolor") {
+      if (const auto color = colorOf(value)) look.color = color;
+    } else if (name == "background" || name == "bgcolor") {
+      if (const auto color = colorOf(value)) look.background = color;
+    } else if (name == "weight" || name == "font_weight") {
+      look.bold = value == "bold" || value == "heavy" || value == "ultrabold";
+    } else if (name == "style" || name == "font_style") {
+      look.italic = value == "italic" || value == "oblique";
+    } else if (name == "underline") {
+      look.underline = value != "none";
+    }
+  });
+}
+
+/// Classes that mean a colour wherever nobody says otherwise.
+void applyClasses(const std::vector<std::string>& classes, SubtitleLook& look) {
+  for (const std::string& each : classes) {
+    if (each.starts_with("bg_")) {
+      if (const auto color = colorOf(each.substr(3))) look.background = color;
+    } else if (const auto color = colorOf(each)) {
+      look.color = color;
+    }
+  }
+}
+
+class Reader {
+ public:
+  SubtitleCue read(std::string_view markup) {
+    markup = markup.substr(0, kMarkupLimit);
+    while (!markup.empty()) markup.remove_prefix(_take(markup));
+    for (const std::size_t each : _open) _cue.spans[each].end = _cue.text.size();
+    bound(_cue);
+    return std::move(_cue);
+  }
+
+ private:
+  /// Returns how many bytes it has read, one at least.
+  std::size_t _take(std::string_view text) {
+    if (text[0] == '<') {
+      if (const std::size_t size = _takeTag(text)) return size;
+    } else if (text[0] == '&') {
+      if (const Entity entity = entityOf(text); entity.size > 0) {
+        _cue.text += entity.text;
+        return entity.size;
+      }
+    } else if (text.starts_with("{\\")) {
+      if (const std::size_t end = text.find('}'); end != std::string_view::npos) {
+        _takeOverride(text.substr(2, end - 2));
+        return end + 1;
+      }
+    }
+    if (text[0] != '\r' && text[0] != '\0') _cue.text += text[0];
+    return 1;
+  }
+
+  /// Zero when it is none.
+  std::size_t _takeTag(std::string_view text) {
+    const bool isTag = text.size() > 1 &&
+                       (text[1] == '/' || text[1] == '.' || isLetter(text[1]) || isDigit(text[1]));
+    const std::size_t end = isTag ? text.find('>') : std::string_view::npos;
+    if (end == std::string_view::npos) return 0;
+    const std::string_view tag = text.substr(1, end - 1);
+    if (tag.starts_with('/'))
+      _close(lowered(trimmed(tag.substr(1))));
+    else if (!isDigit(tag[0]))
+      _begin(tag);
+    return end + 1;
+  }
+
+  void _begin(std::string_view tag) {
+    if (_cue.spans.size() >= kMostMarkupSpans) return;
+    const std::size_t nameEnd = std::min(tag.find_first_of(" \t\n"), tag.size());
+    std::string_view names = tag.substr(0, nameEnd);
+    SubtitleSpan span;
+    span.begin = _cue.text.size();
+    span.element = lowered(names.substr(0, names.find('.')));
+    names.remove_prefix(span.element.size());
+    while (names.starts_with('.') && span.classes.size() < kClassLimit) {
+      names.remove_prefix(1);
+      if (const std::string_view name = names.substr(0, names.find('.')); !name.empty())
+        span.classes.emplace_back(name);
+      names.remove_prefix(std::min(names.find('.'), names.size()));
+    }
+    const std::string_view rest = trimmed(tag.substr(nameEnd));
+    if (span.element == "b") span.look.bold = true;
+    if (span.element == "i") span.look.italic = true;
+    if (span.element == "u") span.look.underline = true;
+    if (span.element == "font" || span.element == "span") readFontAttributes(rest, span.look);
+    if (span.element == "v" || span.element == "lang") span.annotation = rest;
+    applyClasses(span.classes, span.look);
+    _open.push_back(_cue.spans.size());
+    _cue.spans.push_back(std::move(span));
+  }
+
+  void _close(const std::string& element) {
+    const auto found = std::find_if(_open.rbegin(), _open.rend(), [&](std::size_t index) {
+      return _cue.spans[index].element == element;
+    });
+    if (found == _open.rend()) return;
+    _cue.spans[*found].end = _cue.text.size();
+    _open.erase(std::next(found).base());
+  }
+
+  /// "\an8": as on the keys of a number pad.
+  void _takeOverride(std::string_view codes) {
+    const std::size_t at = codes.find("an");
+    if (at == std::string_view::npos || at + 2 >= codes.size()) return;
+    const int key = codes[at + 2] - '0';
+    if (key < 1 || key > 9) return;
+    using Alignment = CueLayout::Alignment;
+    constexpr std::array kColumns{Alignment::Left, Alignment::Center, Alignment::Right};
+    _cue.layout.alignment = kColumns[static_cast<std::size_t>(key - 1) % 3];
+    if (key > 6) {
+      _cue.layout.anchor = CueLayout::Anchor::Top;
+      _cue.layout.line = 0;
+    } else if (key > 3) {
+      _cue.layout.anchor = CueLayout::Anchor::Middle;
+      _cue.layout.y = 0.5;
+    }
+  }
+
+  SubtitleCue _cue;
+  std::vector<std::size_t> _open;  // spans, the innermost last
+};
+
+}  // namespace
+
+Entity entityOf(std::string_view text) {
+  const std::size_t end = text.substr(0, kEntityLimit).find(';');
+  if (end == std::string_view::npos || end < 2) return {};
+  std::string_view name = text.substr(1, end - 1);
+  if (name[0] == '#') {
+    const int base = name.size() > 1 && (name[1] == 'x' || name[1] == 'X') ? 16 : 10;
+    name.remove_prefix(base == 16 ? 2 : 1);
+    unsigned value = 0;
+    const auto last = name.data() + name.size();
+    if (name.empty() || std::from_chars(name.data(), last, value, base).ptr != last) return {};
+    if (value == 0 || !g_unichar_validate(value)) return {};
+    char bytes[6];
+    const int size = g_unichar_to_utf8(value, bytes);
+    return {std::string(bytes, static_cast<std::size_t>(size)), end + 1};
+  }
+  for (const auto& [known, meaning] : kEntities)
+    if (name == known) return {std::string(meaning), end + 1};
+  return {};
+}
+
+SubtitleCue cueOfMarkup(std::string_view markup) {
+  SubtitleCue cue = Reader().read(markup);
+  trim(cue);
+  return cue;
+}
+
+}  // namespace media

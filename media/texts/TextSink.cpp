@@ -1,0 +1,170 @@
+#include "media/texts/TextSink.h"
+
+#include <optional>
+#include <string_view>
+#include <utility>
+
+#include "media/support/GstTime.h"
+#include "media/texts/SubtitleMarkup.h"
+#include "media/texts/TextStream.h"
+
+namespace media {
+namespace {
+
+bool isText(const GstCaps* caps) {
+  return caps && !gst_caps_is_empty(caps) &&
+         gst_structure_has_name(gst_caps_get_structure(caps, 0), "text/x-raw");
+}
+
+bool isMarkup(const GstCaps* caps) {
+  const gchar* format = gst_structure_get_string(gst_caps_get_structure(caps, 0), "format");
+  return format && std::string_view(format) == "pango-markup";
+}
+
+}  // namespace
+
+namespace {
+
+/// On the item's own time line, seconds.
+std::optional<double> startOf(GstBuffer* buffer, const GstSegment& segment) {
+  guint64 start = 0;
+  // One that is under way where the segment begins has its own beginning all the same.
+  if (segment.format != GST_FORMAT_TIME || !GST_BUFFER_PTS_IS_VALID(buffer) ||
+      gst_segment_to_stream_time_full(&segment, GST_FORMAT_TIME, GST_BUFFER_PTS(buffer), &start) !=
+          1)
+    return std::nullopt;
+  return secondsOf(start);
+}
+
+double durationOf(GstBuffer* buffer) {
+  const GstClockTime duration = GST_BUFFER_DURATION(buffer);
+  return GST_CLOCK_TIME_IS_VALID(duration) ? secondsOf(duration) : SubtitleCue::kUntilNext;
+}
+
+}  // namespace
+
+SubtitleCue cueOf(GstBuffer* buffer, const GstSegment& segment, const GstCaps* caps) {
+  SubtitleCue cue;
+  cue.duration = 0;
+  const auto start = startOf(buffer, segment);
+  if (!isText(caps) || !start) return cue;
+  GstMapInfo bytes;
+  if (!gst_buffer_map(buffer, &bytes, GST_MAP_READ)) return cue;
+  std::string_view text(reinterpret_cast<const char*>(bytes.data), bytes.size);
+  text = text.substr(0, text.find('\0'));
+  if (const SubtitleCue* known = cueWith(buffer))
+    cue = *known;
+  else if (isMarkup(caps))
+    cue = cueOfMarkup(text);
+  else
+    cue.text = text;
+  cue.start = *start;
+  cue.duration = durationOf(buffer);
+  gst_buffer_unmap(buffer, &bytes);
+  return cue;
+}
+
+TextSink::TextSink(std::shared_ptr<SubtitleCues> cues, std::function<void()> changed)
+    : _cues(std::move(cues)), _changed(std::move(changed)) {
+  gst_segment_init(&_segment, GST_FORMAT_UNDEFINED);
+  GstElement* sink = gst_element_factory_make("appsink", "text-sink");
+  if (!sink) return;
+  _element.reset(GST_ELEMENT(gst_object_ref_sink(sink)));
+  // Whatever cannot be read is taken as well, and let go: refused, it would end the whole pipeline.
+  g_object_set(sink, "sync", FALSE, "async", FALSE, "wait-on-eos", FALSE, "emit-signals", FALSE,
+               nullptr);
+  const GstRef<GstPad> pad(gst_element_get_static_pad(sink, "sink"));
+  gst_pad_add_probe(
+      pad.get(),
+      static_cast<GstPadProbeType>(GST_PAD_PROBE_TYPE_BUFFER | GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM),
+      _onData, this, nullptr);
+}
+
+GstPadProbeReturn TextSink::_onData(GstPad*, GstPadProbeInfo* info, gpointer self) {
+  auto& me = *static_cast<TextSink*>(self);
+  if (info->type & GST_PAD_PROBE_TYPE_BUFFER) {
+    me._take(GST_PAD_PROBE_INFO_BUFFER(info));
+    return GST_PAD_PROBE_DROP;
+  }
+  GstEvent* const event = GST_PAD_PROBE_INFO_EVENT(info);
+  // Paused, the sink would wait with it, and whatever follows with the sink.
+  if (GST_EVENT_TYPE(event) == GST_EVENT_GAP) return GST_PAD_PROBE_DROP;
+  me._handle(event);
+  return GST_PAD_PROBE_OK;
+}
+
+void TextSink::_handle(GstEvent* event) {
+  if (GST_EVENT_TYPE(event) == GST_EVENT_SEGMENT) {
+    gst_event_copy_segment(event, &_segment);
+    if (_images) _images->reset();
+  } else if (GST_EVENT_TYPE(event) == GST_EVENT_CAPS) {
+    GstCaps* caps = nullptr;
+    gst_event_parse_caps(event, &caps);
+    _setCaps(caps);
+  } else if (GST_EVENT_TYPE(event) == GST_EVENT_STREAM_START) {
+    const gchar* id = nullptr;
+    gst_event_parse_stream_start(event, &id);
+    if (id && std::exchange(_streamID, id) != id) {
+      _cues->clear();
+      _images.reset();
+    }
+  } else if (gst_event_has_name(event, "application/x-gst-dvd")) {
+    _readPalette(event);
+  }
+}
+
+void TextSink::_setCaps(GstCaps* caps) {
+  _caps.reset(caps ? gst_caps_ref(caps) : nullptr);
+  _images.reset();
+  if (!caps || gst_caps_is_empty(caps)) return;
+  const GstStructure* form = gst_caps_get_structure(caps, 0);
+  _images = makeImageSubtitles(gst_structure_get_name(form), [this](SubtitleCue cue) {
+    _cues->add(std::move(cue));
+    _changed();
+  });
+  if (!_images) return;
+  if (_palette) _images->setPalette(*_palette);
+  const GValue* data = gst_structure_get_value(form, "codec_data");
+  GstBuffer* description =
+      data && GST_VALUE_HOLDS_BUFFER(data) ? gst_value_get_buffer(data) : nullptr;
+  GstMapInfo bytes;
+  if (!description || !gst_buffer_map(description, &bytes, GST_MAP_READ)) return;
+  _images->setDescription({reinterpret_cast<const char*>(bytes.data), bytes.size});
+  gst_buffer_unmap(description, &bytes);
+}
+
+/// The colours of a disc, which come before its pictures.
+void TextSink::_readPalette(GstEvent* event) {
+  const GstStructure* structure = gst_event_get_structure(event);
+  ImageSubtitles::Palette palette{};
+  for (std::size_t index = 0; index < palette.size(); ++index) {
+    const std::string field = (index < 10 ? "clut0" : "clut") + std::to_string(index);
+    gint value = 0;
+    if (!gst_structure_get_int(structure, field.c_str(), &value)) return;
+    palette[index] = colorOfVideo(value >> 16 & 0xFF, value & 0xFF, value >> 8 & 0xFF, 255, false);
+  }
+  _palette = palette;
+  if (_images) _images->setPalette(palette);
+}
+
+void TextSink::_takeImage(GstBuffer* buffer) {
+  const auto start = startOf(buffer, _segment);
+  GstMapInfo bytes;
+  if (!start || !gst_buffer_map(buffer, &bytes, GST_MAP_READ)) return;
+  _images->feed(*start, durationOf(buffer),
+                {reinterpret_cast<const char*>(bytes.data), bytes.size});
+  gst_buffer_unmap(buffer, &bytes);
+}
+
+void TextSink::_take(GstBuffer* buffer) {
+  if (_images) {
+    _takeImage(buffer);
+    return;
+  }
+  SubtitleCue cue = cueOf(buffer, _segment, _caps.get());
+  if (cue.text.empty() && cue.duration == 0) return;
+  _cues->add(std::move(cue));
+  _changed();
+}
+
+}  // namespace media

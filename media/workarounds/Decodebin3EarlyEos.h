@@ -1,0 +1,25 @@
+#pragma once
+
+#include <gst/gst.h>
+
+namespace media {
+
+/// Fault: when one input of a decodebin3 ends before another one has begun, decodebin3 removes the
+/// stream that has ended. 1.22 dereferences it when it is stopped; 1.26 fails an assertion when it
+/// is asked to select it.
+///
+/// Library: playback of GStreamer 1.22.0 to 1.26.2. No upstream report known.
+/// Without it: a short clip on a busy machine, or one with several texts, ends the process.
+/// Test: Decodebin3EarlyEos_test.cpp. MediaTracks_test.cpp, TextsThatNobodyReadsDoNoHarm, on a busy
+///   machine.
+/// Delete it when decodebin3 keeps such a stream.
+///
+/// How: an EOS event is blocked at its pad until each other pad has had its second item, which
+/// proves that the first one has gone through, or has ended. Flushing or stopping the pipeline ends
+/// the wait, as it does for every blocked pad.
+void installDecodebin3EarlyEos(GstElement* playbin);
+
+/// The same for all sink pads of `element`, present and future.
+void holdEarlyEos(GstElement* element);
+
+}  // namespace media

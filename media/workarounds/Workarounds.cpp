@@ -1,0 +1,139 @@
+#include "media/workarounds/Workarounds.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <map>
+#include <mutex>
+#include <optional>
+
+#include "media/support/GstRef.h"
+#include "media/workarounds/Decodebin3EarlyEos.h"
+#include "media/workarounds/Decodebin3StartOrder.h"
+#include "media/workarounds/DemuxerLostError.h"
+#include "media/workarounds/FlvdemuxAccurateSeek.h"
+#include "media/workarounds/QtdemuxEncryptedSeek.h"
+#include "media/workarounds/QtdemuxGrowingDuration.h"
+#include "media/workarounds/WorkaroundRules.h"
+#include "platform/foundation/TVSLogger.h"
+
+namespace media {
+namespace {
+
+// The versions that the workarounds were tested with: those of Debian 12 and of Debian 13.
+constexpr VersionRange kGStreamer13{{1, 26, 2}, {1, 26, 2}};
+/// Both, and what lies between them. Only for a workaround that uses nothing but public functions.
+constexpr VersionRange kGStreamerBoth{{1, 22, 0}, {1, 26, 2}};
+
+std::optional<LibraryVersion> versionOfPlugin(const char* name) {
+  GstPlugin* const plugin = gst_registry_find_plugin(gst_registry_get(), name);
+  if (!plugin) return std::nullopt;
+  const auto version = libraryVersionOf(gst_plugin_get_version(plugin));
+  gst_object_unref(plugin);
+  return version;
+}
+
+std::string textOf(const LibraryVersion& version) {
+  return std::to_string(version.major) + '.' + std::to_string(version.minor) + '.' +
+         std::to_string(version.micro);
+}
+
+}  // namespace
+
+/// How a workaround is installed: the members that are not null.
+struct Workarounds::Entry {
+  WorkaroundRule rule;
+  struct Hooks {
+    void (*forProcess)() = nullptr;
+    void (*forPlaybin)(GstElement*) = nullptr;
+    bool (*hasLostError)(GstElement*) = nullptr;
+    bool (*losesMediaBySeeks)(GstElement*) = nullptr;
+  } hooks;
+};
+
+const std::vector<Workarounds::Entry>& Workarounds::_entries() {
+  static const std::vector<Entry> entries = {
+      {{"Decodebin3EarlyEos", "playback", {kGStreamerBoth}},
+       {.forPlaybin = installDecodebin3EarlyEos}},
+      {{"Decodebin3StartOrder", "playback", {kGStreamerBoth}},
+       {.forPlaybin = installDecodebin3StartOrder}},
+      {{"DemuxerLostError", "playback", {kGStreamerBoth}},
+       {.hasLostError = hasDemuxerWithoutResult}},
+      {{"FlvdemuxAccurateSeek", "flv", {kGStreamer13}},
+       {.forPlaybin = installFlvdemuxAccurateSeek}},
+      {{"QtdemuxEncryptedSeek", "isomp4", {kGStreamerBoth}},
+       {.losesMediaBySeeks = losesDecryptionBySeeks}},
+      {{"QtdemuxGrowingDuration", "isomp4", {kGStreamerBoth}},
+       {.forPlaybin = installQtdemuxGrowingDuration}},
+  };
+  return entries;
+}
+
+const Workarounds& Workarounds::shared() {
+  static const Workarounds workarounds;
+  return workarounds;
+}
+
+Workarounds::Workarounds() {
+  std::vector<WorkaroundRule> rules;
+  for (const Entry& entry : _entries()) rules.push_back(entry.rule);
+  std::map<std::string, LibraryVersion> running;
+  for (const WorkaroundRule& rule : rules)
+    if (const auto version = versionOfPlugin(rule.component.c_str()))
+      running[rule.component] = *version;
+
+  const char* const setting = std::getenv("VORLANE_WORKAROUNDS");
+  const WorkaroundChoice choice = chooseWorkarounds(rules, running, setting ? setting : "");
+  for (const std::string& word : choice.unknownWords)
+    TVSLogError(TVSSystemLog, "VORLANE_WORKAROUNDS has the unknown word \"%@\"", word);
+  const WorkaroundChoice needed = chooseWorkarounds(rules, running, {});
+  for (std::size_t index = 0; index < rules.size(); ++index)
+    if (needed.isOn[index]) _needed.push_back(rules[index].name);
+  std::string names;
+  for (std::size_t index = 0; index < rules.size(); ++index) {
+    if (!choice.isOn[index]) continue;
+    _active.push_back(&_entries()[index]);
+    names += (names.empty() ? ": " : ", ") + rules[index].name;
+  }
+  LibraryVersion gstreamer;
+  guint nano = 0;
+  gst_version(&gstreamer.major, &gstreamer.minor, &gstreamer.micro, &nano);
+  _summary = "GStreamer " + textOf(gstreamer) + ": " + std::to_string(_active.size()) + " of " +
+             std::to_string(rules.size()) + " workarounds" + names;
+}
+
+bool Workarounds::isOn(std::string_view name) const {
+  return std::any_of(_active.begin(), _active.end(),
+                     [&](const Entry* entry) { return entry->rule.name == name; });
+}
+
+bool Workarounds::isNeeded(std::string_view name) const {
+  return std::find(_needed.begin(), _needed.end(), name) != _needed.end();
+}
+
+void Workarounds::installForProcess() const {
+  static std::once_flag once;
+  std::call_once(once, [this] {
+    TVSLogNotice(TVSSystemLog, "%@", _summary);
+    for (const Entry* entry : _active)
+      if (entry->hooks.forProcess) entry->hooks.forProcess();
+  });
+}
+
+void Workarounds::installForPlaybin(GstElement* playbin) const {
+  for (const Entry* entry : _active)
+    if (entry->hooks.forPlaybin) entry->hooks.forPlaybin(playbin);
+}
+
+bool Workarounds::hasLostError(GstElement* playbin) const {
+  return std::any_of(_active.begin(), _active.end(), [&](const Entry* entry) {
+    return entry->hooks.hasLostError && entry->hooks.hasLostError(playbin);
+  });
+}
+
+bool Workarounds::losesMediaBySeeks(GstElement* playbin) const {
+  return std::any_of(_active.begin(), _active.end(), [&](const Entry* entry) {
+    return entry->hooks.losesMediaBySeeks && entry->hooks.losesMediaBySeeks(playbin);
+  });
+}
+
+}  // namespace media

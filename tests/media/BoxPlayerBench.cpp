@@ -1,0 +1,127 @@
+#include <chrono>
+#include <fstream>
+#include <iterator>
+#include <vector>
+
+#include "media/engine/MediaEngine.h"
+#include "media/support/WorkerThreads.h"
+#include "sim/Box.h"
+#include "tests/media/TestMedia.h"
+#include "tests/player/PlayerBench.h"
+
+namespace testing_media {
+namespace {
+
+constexpr auto kBound = std::chrono::seconds(90);
+
+/// The box in memory, but for a queue in real time and real media. Dates stand still.
+class RealTimeBox final : public sim::Box {
+ public:
+  RealTimeBox() : sim::Box({.logLevel = 0}) { _queue.bindToCurrentThread(); }
+  ~RealTimeBox() override {
+    // What waits there may hold a player.
+    _queue.discard();
+    media::WorkerThreads::waitForAll(kBound);
+  }
+
+  const platform::Clock& realClock() const { return _clock; }
+  platform::MainQueue& mainQueue() override { return _queue; }
+  std::unique_ptr<platform::MediaEngine> makeMediaEngine() override {
+    auto engine = std::make_unique<media::MediaEngine>(
+        _queue, _clock, media::MediaEngineOptions{.allowFileURLs = true, .streaming = _streaming});
+    // A picture is no task of the queue: whoever waits for a position looks at it then.
+    const auto frames = std::static_pointer_cast<media::VideoFrames>(engine->videoOutput());
+    frames->setWakeup([this] { _queue.wake(); });
+    _frames.push_back(frames);
+    return engine;
+  }
+  /// As long as there is an engine, its pictures have a place.
+  std::size_t engines() {
+    std::erase_if(_frames, [](const auto& frames) { return frames.expired(); });
+    return _frames.size();
+  }
+
+ private:
+  platform::SystemClock _clock;
+  platform::MainQueue _queue{_clock, std::make_shared<platform::ConditionWaiter>(_clock)};
+  std::shared_ptr<streaming::Streaming> _streaming = streaming::Streaming::make();
+  std::vector<std::weak_ptr<media::VideoFrames>> _frames;
+};
+
+class BoxPlayerBench final : public PlayerBench {
+ public:
+  std::string url(const std::string& name) override {
+    const TestMedia& media = TestMedia::shared();
+    if (name == "clip") return media.url("clip.mp4");
+    if (name == "long") return media.url("long.mp4");
+    if (name == "dated") return media.url("dated.m3u8");
+    if (name == "tracks") return _soundsAndTexts();
+    if (name == "live") return media.url("live/programme.m3u8");
+    if (name == "key") return media.url("encrypted.m3u8");
+    if (name == "silent") return media.url("hang");
+    if (name == "damaged") return media.url("text.mp4");
+    if (name == "missing") return "file:///nowhere/clip.mp4";
+    if (name == "own") {
+      media.url("clip.mp4");
+      return "x-demo://sender/clip.mp4";
+    }
+    if (name == "asks") return media.url("asks.m3u8");
+    if (name == "refused") return media.url("refused.m3u8");
+    return media.url("second.mp4");
+  }
+  platform::ResourceResponse answerTo(const TVSResourceLoadingRequest& request) override {
+    if (dynamic_cast<const TVSSecureKeyRequest*>(&request)) return {{}, _key(), {}, {}};
+    const std::string& url = request.url();
+    std::ifstream file(TestMedia::shared().path(url.substr(url.rfind('/') + 1)), std::ios::binary);
+    const std::string content{std::istreambuf_iterator<char>(file), {}};
+    const auto* bytes = reinterpret_cast<const std::byte*>(content.data());
+    return {platform::HTTPResponse{url, 200, "HTTP/1.1", {}},
+            std::make_shared<platform::Bytes>(bytes, bytes + content.size()),
+            {},
+            {}};
+  }
+
+  void turn() override { _box.mainQueue().runDue(); }
+  bool until(const std::function<bool()>& isSo) override {
+    const auto limit = _box.realClock().now() + kBound;
+    bool so = isSo();
+    while (!so && _box.realClock().now() < limit) {
+      if (!_box.mainQueue().runDue()) _box.mainQueue().waitForWork(limit);
+      so = isSo();
+    }
+    return so;
+  }
+  void exhaust() override {
+    media::WorkerThreads::waitForAll(kBound);
+    turn();
+  }
+  std::size_t engines() override { return _box.engines(); }
+  sim::NowPlayingService& nowPlaying() override { return _box.nowPlaying(); }
+  bool timeIsFree() const override { return false; }
+
+ private:
+  /// That of tests/support/make_encrypted_media.
+  static std::shared_ptr<const platform::Bytes> _key() {
+    auto key = std::make_shared<platform::Bytes>();
+    for (unsigned byte = 0; byte < 16; ++byte) key->push_back(std::byte(byte * 0x11));
+    return key;
+  }
+  static std::string _soundsAndTexts() {
+    const TestMedia& media = TestMedia::shared();
+    for (const char* text : {"english.srt", "french.srt"}) media.url(text);
+    return media.url("languages.mkv",
+                     "-i " + media.path("english.srt") + " -i " + media.path("french.srt") +
+                         " -map 0 -map 1 -map 2 -map 3 -map 4 -c:v libx264 -preset ultrafast -g 25"
+                         " -pix_fmt yuv420p -c:a aac -c:s srt -metadata:s:a:0 language=eng"
+                         " -metadata:s:a:1 language=fra -metadata:s:s:0 language=eng"
+                         " -metadata:s:s:1 language=fra");
+  }
+  RealTimeBox _box;
+};
+
+}  // namespace
+}  // namespace testing_media
+
+std::unique_ptr<PlayerBench> PlayerBench::make() {
+  return std::make_unique<testing_media::BoxPlayerBench>();
+}

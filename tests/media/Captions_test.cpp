@@ -1,0 +1,186 @@
+// Captions that lie in the pictures: as pairs of bytes, and in a clip that plays.
+
+#include <bit>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+
+#include <gtest/gtest.h>
+
+#include "media/captions/Cea608Decoder.h"
+#include "tests/media/EngineHarness.h"
+#include "tests/media/TestMedia.h"
+
+namespace testing_media {
+namespace {
+
+using Pairs = std::vector<std::pair<int, int>>;
+
+std::uint8_t withParity(int byte) {
+  const auto bits = static_cast<std::uint8_t>(byte);
+  return std::popcount(bits) % 2 == 0 ? static_cast<std::uint8_t>(bits | 0x80) : bits;
+}
+
+void command(Pairs& pairs, int first, int second) { pairs.insert(pairs.end(), 2, {first, second}); }
+
+/// "{14 20}" is a control code, which goes twice; the rest are letters, two at a time.
+Pairs pairsOf(const std::string& script) {
+  Pairs pairs;
+  for (std::size_t at = 0; at < script.size();) {
+    if (script[at] == '{') {
+      command(pairs, std::stoi(script.substr(at + 1, 2), nullptr, 16),
+              std::stoi(script.substr(at + 4, 2), nullptr, 16));
+      at += 7;
+    } else {
+      const bool isPair = at + 1 < script.size() && script[at + 1] != '{';
+      pairs.emplace_back(script[at], isPair ? script[at + 1] : 0);
+      at += isPair ? 2 : 1;
+    }
+  }
+  return pairs;
+}
+
+TEST(Cea608Decoder, ShowsWhatTheCodesSay) {
+  using Decoder = media::Cea608Decoder;
+  const struct {
+    const char* what;
+    std::string script;
+    std::string shown;  // at each change, parted by bars
+    Decoder::Channel channel = Decoder::Channel::First;
+  } cases[] = {
+      {"pop-on, in two rows, then gone", "{14 20}{14 2e}{14 40}Hello{14 70}you{14 2f}{14 2c}",
+       "Hello\nyou|"},
+      {"nothing before it is called for", "lost{14 20}Hello", ""},
+      {"a page after the other", "{14 20}{14 2e}One{14 2f}{14 20}{14 2e}Two{14 2f}", "One|Two"},
+      {"paint-on", "{14 29}{14 70}ABCD{14 21}E", "AB|ABCD|ABC|ABCE"},
+      {"roll-up, two rows", "{14 25}{14 2d}ab{14 2d}cd{14 2d}ef", "ab|ab\ncd|cd|cd\nef"},
+      {"roll-up that moves up", "{14 25}{14 2d}ab{14 2d}cd{11 40}", "ab|ab\ncd"},
+      {"indents and tabs", "{14 29}{14 54}ab{17 22}cd", "ab|ab  cd"},
+      {"to the end of the row", "{14 29}{14 70}abcd{14 70}{14 24}", "ab|abcd|"},
+      {"basic characters", "{14 20}*'\\^_`{14 2f}", "\u00e1\u2019\u00e9\u00ed\u00f3\u00fa"},
+      {"special characters, styles", "{14 20}{11 37}{11 2e}a{14 2f}", "\u266a a"},
+      {"extended ones replace plain ones", "{14 20}aE{12 21}u{13 34}{14 2f}", "a\u00c9\u00df"},
+      {"damaged", std::string("{14 29}") + "\x01\x01", ""},
+      {"the other channel is another's", "{14 29}ab{1c 29}xy{14 29}cd", "ab|abcd"},
+      {"and may be chosen", "{14 29}ab{1c 29}xy{14 29}cd", "xy", Decoder::Channel::Second},
+      {"the text service is not shown", "{14 2a}ab{14 29}cd", "cd"},
+  };
+  for (const auto& the : cases) {
+    SCOPED_TRACE(the.what);
+    std::string shown;
+    double last = -1;
+    bool isFirst = true;
+    Decoder decoder(
+        [&](media::SubtitleCue cue) {
+          shown += (isFirst ? "" : "|") + cue.text;
+          isFirst = false;
+          EXPECT_GT(cue.start, last);
+          last = cue.start;
+        },
+        the.channel);
+    double seconds = 0;
+    for (const auto& [first, second] : pairsOf(the.script))
+      decoder.feed(seconds += 0.04, withParity(first), withParity(second));
+    EXPECT_EQ(shown, the.shown);
+  }
+}
+
+TEST(Cea608Decoder, TakesEveryPair) {
+  std::size_t longest = 0;
+  media::Cea608Decoder decoder(
+      [&](media::SubtitleCue cue) { longest = std::max(longest, cue.text.size()); });
+  for (const int begin : {0x20, 0x25, 0x27, 0x29})
+    for (int pair = 0; pair < 0x10000; pair += 3) {
+      if (pair % 0x80 < 3) decoder.feed(0, withParity(0x14), withParity(begin));
+      decoder.feed(0, static_cast<std::uint8_t>(pair >> 8), static_cast<std::uint8_t>(pair));
+    }
+  EXPECT_GT(longest, 0u);
+  EXPECT_LE(longest, 15u * (32u * 3u + 1u));
+}
+
+/// A clip with a pair for each field in each of its pictures, in messages beside them.
+std::string captionedClip(const Pairs& first, const Pairs& second) {
+  const TestMedia& media = TestMedia::shared();
+  media.url("bare.h264", "-map 0 -c:v libx264 -bf 0 -g 25 -x264-params aud=1 -pix_fmt yuv420p");
+  std::ifstream input(media.path("bare.h264"), std::ios::binary);
+  const std::string bare{std::istreambuf_iterator<char>(input), {}};
+  const std::string delimiter("\0\0\0\1\x09", 5);
+  std::string made;
+  std::size_t picture = 0;
+  for (std::size_t at = 0; at < bare.size(); ++picture) {
+    const std::size_t end = std::min(bare.find(delimiter, at + 1), bare.size());
+    made += bare.substr(at, delimiter.size() + 1);
+    made += std::string("\0\0\0\1\x06\x04\x11\xb5\0\x31GA94\x03\x42\xff", 17);
+    for (const Pairs* field : {&first, &second}) {
+      const auto pair = picture < field->size() ? (*field)[picture] : std::pair(0, 0);
+      made += field == &first ? '\xfc' : '\xfd';
+      made += static_cast<char>(withParity(pair.first));
+      made += static_cast<char>(withParity(pair.second));
+    }
+    made += "\xff\x80";
+    made += bare.substr(at + delimiter.size() + 1, end - at - delimiter.size() - 1);
+    at = end;
+  }
+  std::ofstream(media.path("captioned.h264"), std::ios::binary) << made;
+  return media.url("captioned.mp4", "-f h264 -r 25 -i " + media.path("captioned.h264") +
+                                        " -map 3 -map 1 -c:v copy -c:a aac");
+}
+
+TEST(Captions, InThePicturesAreAnOption) {
+  Pairs pairs = pairsOf("{14 20}{14 2e}{14 70}Hello{14 2f}{1c 20}{1c 2e}{1c 70}Zwei{1c 2f}");
+  Pairs others = pairsOf("{15 20}{15 2e}{15 70}Drei{15 2f}");
+  others.insert(others.begin() + 7, {{1, 3}, {'N', 'o'}, {0x0f, 0x1d}, {0x15, 0x20}});
+  pairs.resize(50);
+  command(pairs, 0x14, 0x2c);
+  EngineHarness harness;
+  harness.load(captionedClip(pairs, others));
+  const auto legible = [&]() -> const platform::MediaSelectionGroup* {
+    for (const auto& each : harness.engine().facts().selectionGroups)
+      if (each.characteristic == platform::kMediaCharacteristicLegible) return &each;
+    return nullptr;
+  };
+  const auto showsText = [&](const std::string& text) {
+    return harness.until(
+        [&] {
+          const auto frame = harness.frame();
+          return frame && frame->subtitles && frame->subtitles->textAt(frame->time) == text;
+        },
+        std::chrono::seconds(5));
+  };
+  ASSERT_TRUE(harness.until([&] { return legible() && legible()->options.size() == 3; }));
+  EXPECT_EQ(legible()->options[2].displayName, "CC3");
+  EXPECT_EQ(legible()->options[0].displayName, "CC1");
+  EXPECT_EQ(legible()->options[0].characteristics,
+            (std::vector<std::string>{std::string(platform::kMediaOptionTranscribes)}));
+  EXPECT_FALSE(legible()->selected) << "off until somebody wants them";
+  ASSERT_TRUE(harness.untilTold("end"));
+  EXPECT_TRUE(showsText(""));
+
+  const std::string identifier = legible()->options[0].identifier;
+  harness.call([&](media::MediaEngine& engine) {
+    engine.selectOption(std::string(platform::kMediaCharacteristicLegible), identifier);
+    engine.seek(0);
+    engine.play(1);
+  });
+  ASSERT_TRUE(harness.untilTold("select legible"));
+  EXPECT_EQ(legible()->selected, 0u);
+  EXPECT_TRUE(showsText("Hello"));
+  const auto frame = harness.frame();
+  EXPECT_EQ(frame->subtitles->textAt(0.1), "") << "not before the last of its codes";
+  ASSERT_TRUE(harness.until([&] { return harness.count("end") > 1; }));
+  EXPECT_EQ(frame->subtitles->textAt(1.5), "Hello");
+  EXPECT_EQ(frame->subtitles->textAt(2.5), "");
+  const std::pair<std::optional<std::string>, const char*> choices[] = {
+      {"CC2", "Zwei"}, {"CC3", "Drei"}, {std::nullopt, ""}};
+  for (const auto& [option, text] : choices) {
+    const int before = harness.count("select legible");
+    harness.call([&, wanted = option](media::MediaEngine& engine) {
+      engine.selectOption(std::string(platform::kMediaCharacteristicLegible), wanted);
+    });
+    ASSERT_TRUE(harness.untilTold("select legible", before));
+    EXPECT_EQ(frame->subtitles->textAt(1.5), text);
+  }
+}
+
+}  // namespace
+}  // namespace testing_media

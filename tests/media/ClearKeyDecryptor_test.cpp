@@ -1,0 +1,143 @@
+#include "media/encryption/ClearKeyDecryptor.h"
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <future>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "media/encryption/SenderContentKeys.h"
+#include "media/engine/WarmUp.h"
+#include "media/support/GstRef.h"
+#include "media/workarounds/Workarounds.h"
+#include "tests/media/TestMedia.h"
+
+namespace testing_media {
+namespace {
+
+using media::GstRef;
+using platform::Bytes;
+
+Bytes bytesOf(std::string_view hex) {
+  Bytes bytes;
+  for (std::size_t at = 0; at < hex.size(); at += 2)
+    bytes.push_back(static_cast<std::byte>(std::stoi(std::string(hex.substr(at, 2)), nullptr, 16)));
+  return bytes;
+}
+
+// Of tests/support/make_encrypted_media.
+const Bytes kKey = bytesOf("00112233445566778899aabbccddeeff");
+const Bytes kKeyID = bytesOf("0123456789abcdef0123456789abcdef");
+
+/// A sender that answers questions for keys as it is told, or never.
+class KeySender final {
+ public:
+  std::shared_ptr<media::SenderContentKeys> keys() {
+    return std::make_shared<media::SenderContentKeys>(
+        [this](const std::string& url, const std::function<void(streaming::ContentAnswer)>& reply) {
+          {
+            const std::lock_guard lock(_mutex);
+            _asked.push_back(url);
+          }
+          if (onQuestion) onQuestion();
+          if (answer) reply(*answer);
+        });
+  }
+  std::vector<std::string> asked() const {
+    const std::lock_guard lock(_mutex);
+    return _asked;
+  }
+
+  std::function<void()> onQuestion;
+  std::optional<streaming::ContentAnswer> answer;
+
+ private:
+  mutable std::mutex _mutex;
+  std::vector<std::string> _asked;
+};
+
+/// Of all pictures and sound that were decoded since it was 0, in any order. It outlives every
+/// pipeline, so that tools see what it orders.
+std::atomic<std::uint64_t> decodedSum;
+
+/// One run of the library's player from beginning to end, as fast as it goes.
+class Playback {
+ public:
+  Playback(const std::string& url, std::shared_ptr<media::ContentKeys> keys) {
+    media::warmUpMedia();
+    _player.reset(GST_ELEMENT(gst_object_ref_sink(gst_element_factory_make("playbin3", nullptr))));
+    decodedSum = 0;
+    g_object_set(_player.get(), "uri", url.c_str(), "video-sink", _sink(), "audio-sink", _sink(),
+                 nullptr);
+    media::Workarounds::shared().installForPlaybin(_player.get());
+    media::offerContentKeys(_player.get(), std::move(keys));
+    gst_element_set_state(_player.get(), GST_STATE_PLAYING);
+  }
+  ~Playback() { gst_element_set_state(_player.get(), GST_STATE_NULL); }
+
+  /// "end", "error DOMAIN CODE", or "nothing" when neither comes.
+  std::string outcome() {
+    const GstRef<GstBus> bus(gst_element_get_bus(_player.get()));
+    const auto wanted = static_cast<GstMessageType>(GST_MESSAGE_EOS | GST_MESSAGE_ERROR);
+    const GstRef<GstMessage> message(
+        gst_bus_timed_pop_filtered(bus.get(), 60 * GST_SECOND, wanted));
+    if (!message) return "nothing";
+    if (GST_MESSAGE_TYPE(message.get()) == GST_MESSAGE_EOS) return "end";
+    GError* parsed = nullptr;
+    gst_message_parse_error(message.get(), &parsed, nullptr);
+    const GstRef<GError> error(parsed);
+    return std::string("error ") + g_quark_to_string(error->domain) + " " +
+           std::to_string(error->code);
+  }
+
+ private:
+  static GstElement* _sink() {
+    GstElement* const sink = gst_element_factory_make("fakesink", nullptr);
+    g_object_set(sink, "signal-handoffs", TRUE, "sync", FALSE, nullptr);
+    const auto add = +[](GstElement*, GstBuffer* buffer, GstPad*, gpointer) {
+      GstMapInfo map;
+      if (!gst_buffer_map(buffer, &map, GST_MAP_READ)) return;
+      const std::string_view bytes(reinterpret_cast<const char*>(map.data), map.size);
+      decodedSum += std::hash<std::string_view>()(bytes);
+      gst_buffer_unmap(buffer, &map);
+    };
+    g_signal_connect(sink, "handoff", G_CALLBACK(add), nullptr);
+    return sink;
+  }
+
+  GstRef<GstElement> _player;
+};
+
+TEST(ClearKeyDecryptor, PlaysToTheEndWhatTheClearMediaShow) {
+  const TestMedia& media = TestMedia::shared();
+  EXPECT_EQ(Playback(media.fileURL("fragmented.mp4"), nullptr).outcome(), "end");
+  const std::uint64_t clearSum = decodedSum;
+  EXPECT_NE(clearSum, 0U);
+  KeySender sender;
+  sender.answer.emplace().data = std::make_shared<const Bytes>(kKey);
+  EXPECT_EQ(Playback(media.fileURL("encrypted.mp4"), sender.keys()).outcome(), "end");
+  EXPECT_EQ(decodedSum, clearSum);
+  // Once, for both streams.
+  EXPECT_EQ(sender.asked(), std::vector<std::string>{"clearkey:ASNFZ4mrze8BI0VniavN7w"});
+}
+
+TEST(ClearKeyDecryptor, IsStoppedWhileItWaitsForAKey) {
+  KeySender sender;
+  std::promise<void> asked;
+  sender.onQuestion = [&] { asked.set_value(); };
+  const auto keys = sender.keys();
+  auto playback = std::make_unique<Playback>(TestMedia::shared().fileURL("encrypted.mp4"), keys);
+  ASSERT_EQ(asked.get_future().wait_for(std::chrono::seconds(60)), std::future_status::ready);
+  const auto before = std::chrono::steady_clock::now();
+  playback.reset();
+  // Or else it would be the 35 seconds that it waits for a key.
+  EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(15));
+}
+
+}  // namespace
+}  // namespace testing_media

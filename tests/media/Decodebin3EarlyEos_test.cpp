@@ -1,0 +1,162 @@
+#include "media/workarounds/Decodebin3EarlyEos.h"
+
+#include <chrono>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "media/engine/WarmUp.h"
+#include "media/support/GstRef.h"
+#include "media/workarounds/Workarounds.h"
+
+namespace media {
+namespace {
+
+constexpr auto kPatience = std::chrono::seconds(10);
+
+/// An element with two gated inputs, each fed by a pad of the test's; what comes through is noted.
+class Decodebin3EarlyEos : public testing::Test {
+ protected:
+  struct Feed {
+    GstRef<GstPad> source;
+    GstRef<GstPad> sink;
+  };
+
+  Decodebin3EarlyEos() {
+    warmUpMedia();
+    element.reset(
+        GST_ELEMENT(gst_object_ref_sink(gst_element_factory_make("multiqueue", nullptr))));
+    holdEarlyEos(element.get());
+    first = makeFeed('a');
+    second = makeFeed('b');
+    gst_element_set_state(element.get(), GST_STATE_PAUSED);
+  }
+  ~Decodebin3EarlyEos() override {
+    gst_element_set_state(element.get(), GST_STATE_NULL);
+    if (held.joinable()) held.join();
+  }
+
+  /// Notes its buffers as `name`, and its end as the upper case.
+  Feed makeFeed(char name) {
+    Feed feed{GstRef<GstPad>(GST_PAD(gst_object_ref_sink(gst_pad_new("src", GST_PAD_SRC)))),
+              GstRef<GstPad>(gst_element_request_pad_simple(element.get(), "sink_%u"))};
+    // After the gate's own, so that it sees only what that lets through.
+    struct Note {
+      Decodebin3EarlyEos* test;
+      char name;
+    };
+    gst_pad_add_probe(
+        feed.sink.get(), GST_PAD_PROBE_TYPE_DATA_DOWNSTREAM,
+        [](GstPad*, GstPadProbeInfo* info, gpointer data) {
+          auto* const note = static_cast<Note*>(data);
+          const std::lock_guard lock(note->test->mutex);
+          if (info->type & GST_PAD_PROBE_TYPE_BUFFER) note->test->passed += note->name;
+          if ((info->type & GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM) &&
+              GST_EVENT_TYPE(GST_PAD_PROBE_INFO_EVENT(info)) == GST_EVENT_EOS)
+            note->test->passed += static_cast<char>(note->name - 'a' + 'A');
+          return GST_PAD_PROBE_OK;
+        },
+        new Note{this, name}, [](gpointer data) { delete static_cast<Note*>(data); });
+    gst_pad_set_active(feed.source.get(), TRUE);
+    gst_pad_link(feed.source.get(), feed.sink.get());
+    gst_pad_push_event(feed.source.get(), gst_event_new_stream_start(std::string(1, name).c_str()));
+    GstSegment segment;
+    gst_segment_init(&segment, GST_FORMAT_TIME);
+    gst_pad_push_event(feed.source.get(), gst_event_new_segment(&segment));
+    return feed;
+  }
+  static void pushBuffer(const Feed& feed) { gst_pad_push(feed.source.get(), gst_buffer_new()); }
+  static void pushEnd(const Feed& feed) {
+    gst_pad_push_event(feed.source.get(), gst_event_new_eos());
+  }
+  /// On a thread of its own; returns once it is held.
+  void pushEndThatIsHeld(const Feed& feed) {
+    held = std::thread([&feed] { pushEnd(feed); });
+    const auto limit = std::chrono::steady_clock::now() + kPatience;
+    while (!gst_pad_is_blocking(feed.sink.get())) {
+      ASSERT_LT(std::chrono::steady_clock::now(), limit) << "it is not held";
+      std::this_thread::yield();
+    }
+  }
+  std::string log() {
+    const std::lock_guard lock(mutex);
+    return passed;
+  }
+
+  GstRef<GstElement> element;
+  Feed first;
+  Feed second;
+  std::thread held;
+  std::mutex mutex;
+  std::string passed;
+};
+
+TEST_F(Decodebin3EarlyEos, AnEndWaitsUntilTheOthersFirstBufferHasGoneThrough) {
+  pushBuffer(first);
+  pushEndThatIsHeld(first);
+  pushBuffer(second);
+  EXPECT_EQ(log(), "ab");
+  pushBuffer(second);
+  held.join();
+  EXPECT_NE(log().find('A'), std::string::npos);
+  pushEnd(second);
+  EXPECT_EQ(log().back(), 'B');
+}
+
+TEST_F(Decodebin3EarlyEos, AnEndWaitsForAnEndWithoutBuffers) {
+  pushBuffer(first);
+  pushEndThatIsHeld(first);
+  pushEnd(second);
+  held.join();
+  EXPECT_EQ(log().size(), 3U);
+}
+
+TEST_F(Decodebin3EarlyEos, NothingIsHeldOnceAllHaveBegun) {
+  for (int count = 0; count < 2; ++count) {
+    pushBuffer(first);
+    pushBuffer(second);
+  }
+  pushEnd(first);
+  pushEnd(second);
+  EXPECT_EQ(log(), "ababAB");
+}
+
+TEST_F(Decodebin3EarlyEos, TheEndOfTheOtherPadOrOfTheElementEndsTheWait) {
+  pushEndThatIsHeld(first);
+  gst_element_release_request_pad(element.get(), second.sink.get());
+  held.join();
+  EXPECT_EQ(log(), "A");
+  // The destructor takes down an element with an end that is held.
+  first = makeFeed('c');
+  second = makeFeed('d');
+  pushEndThatIsHeld(first);
+}
+
+TEST_F(Decodebin3EarlyEos, IsThereInAPlaybin) {
+  if (!Workarounds::shared().isNeeded("Decodebin3EarlyEos")) GTEST_SKIP();
+  const GstRef<GstElement> playbin(
+      GST_ELEMENT(gst_object_ref_sink(gst_element_factory_make("playbin3", nullptr))));
+  Workarounds::shared().installForPlaybin(playbin.get());
+  GstIterator* const found =
+      gst_bin_iterate_all_by_element_factory_name(GST_BIN(playbin.get()), "decodebin3");
+  GValue value = G_VALUE_INIT;
+  ASSERT_EQ(gst_iterator_next(found, &value), GST_ITERATOR_OK);
+  auto* const decodebin = GST_ELEMENT(g_value_get_object(&value));
+  const Feed feed{GstRef<GstPad>(GST_PAD(gst_object_ref_sink(gst_pad_new("src", GST_PAD_SRC)))),
+                  GstRef<GstPad>(gst_element_get_static_pad(decodebin, "sink"))};
+  const GstRef<GstPad> other(gst_element_request_pad_simple(decodebin, "sink_%u"));
+  gst_pad_set_active(feed.source.get(), TRUE);
+  gst_pad_set_active(feed.sink.get(), TRUE);
+  gst_pad_link(feed.source.get(), feed.sink.get());
+  pushEndThatIsHeld(feed);
+  gst_pad_set_active(feed.sink.get(), FALSE);
+  held.join();
+  g_value_unset(&value);
+  gst_iterator_free(found);
+}
+
+}  // namespace
+}  // namespace media

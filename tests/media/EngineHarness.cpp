@@ -1,0 +1,88 @@
+#include "tests/media/EngineHarness.h"
+
+#include <algorithm>
+#include <sstream>
+#include <utility>
+
+#include "media/support/WorkerThreads.h"
+#include "platform/media/TVSMediaItem.h"
+
+namespace testing_media {
+
+EngineHarness::EngineHarness(bool allowFileURLs, std::vector<std::string> preferredLanguages)
+    : EngineHarness(media::MediaEngineOptions{
+          .allowFileURLs = allowFileURLs, .preferredLanguages = std::move(preferredLanguages)}) {}
+
+EngineHarness::EngineHarness(media::MediaEngineOptions options)
+    : _queue(_clock, std::make_shared<platform::ConditionWaiter>(_clock)),
+      _engine(std::make_unique<media::MediaEngine>(_queue, _clock, std::move(options))),
+      _frames(std::static_pointer_cast<media::VideoFrames>(_engine->videoOutput())) {
+  _queue.bindToCurrentThread();
+  _engine->setObserver(this);
+}
+
+EngineHarness::~EngineHarness() {
+  _engine.reset();
+  media::WorkerThreads::waitForAll(std::chrono::seconds(30));
+}
+
+void EngineHarness::load(const std::string& url, platform::MediaLoad load,
+                         const std::function<void(TVSMediaItem&)>& furnish) {
+  load.generation = ++_generation;
+  if (!load.item) load.item = std::make_shared<TVSURLMediaItem>(url, std::vector<std::string>{});
+  if (furnish) furnish(*load.item);
+  _told.clear();
+  _factsChanges = 0;
+  _error.reset();
+  call([&](media::MediaEngine& engine) { engine.load(load); });
+}
+
+void EngineHarness::call(const std::function<void(media::MediaEngine&)>& body) {
+  _inCall = true;
+  body(*_engine);
+  _inCall = false;
+}
+
+bool EngineHarness::until(const std::function<bool()>& isSo, std::chrono::seconds bound) {
+  const platform::TimePoint limit = _clock.now() + bound;
+  // Wakes for nothing but work of the queue: a picture in the mailbox says so too.
+  _frames->setWakeup([this] { _queue.wake(); });
+  bool so = isSo();
+  while (!so && _clock.now() < limit) {
+    if (!_queue.runDue()) _queue.waitForWork(limit);
+    so = isSo();
+  }
+  _frames->setWakeup(nullptr);
+  return so;
+}
+
+bool EngineHarness::untilTold(const std::string& event, int before) {
+  return until([&] { return count(event) > before; });
+}
+
+int EngineHarness::count(const std::string& event) const {
+  return static_cast<int>(std::count(_told.begin(), _told.end(), event));
+}
+
+void EngineHarness::_note(std::uint64_t generation, std::string event) {
+  if (generation != _generation || _inCall || !_queue.isCurrent()) ++_misplaced;
+  _told.push_back(std::move(event));
+}
+
+void EngineHarness::engineDidPlay(std::uint64_t generation, double rate) {
+  std::ostringstream text;
+  text << "play " << rate;
+  _note(generation, text.str());
+}
+
+void EngineHarness::engineDidFail(std::uint64_t generation, const platform::Error& error) {
+  _error = error;
+  _note(generation, "fail");
+}
+
+void EngineHarness::engineFactsDidChange(std::uint64_t generation) {
+  if (generation != _generation || _inCall) ++_misplaced;
+  ++_factsChanges;
+}
+
+}  // namespace testing_media

@@ -1,0 +1,84 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "media/engine/MediaEngine.h"
+#include "platform/foundation/Clock.h"
+#include "platform/foundation/Queue.h"
+
+namespace testing_media {
+
+/// An engine on a real main queue, and everything that it has told.
+///
+/// until() serves the queue until something is so, or a generous bound has passed: how long things
+/// take is not what these tests are about.
+class EngineHarness final : private platform::MediaEngineObserver {
+ public:
+  explicit EngineHarness(bool allowFileURLs = true,
+                         std::vector<std::string> preferredLanguages = {});
+  explicit EngineHarness(media::MediaEngineOptions options);
+  ~EngineHarness() override;
+
+  media::MediaEngine& engine() { return *_engine; }
+  media::VideoFrames& frames() { return *_frames; }
+  std::shared_ptr<const media::VideoFrame> frame() const { return _frames->latest(); }
+  void destroyEngine() { _engine.reset(); }
+
+  /// Loads with a new generation and forgets what was told of the one before. Without an item of
+  /// its own, `load` gets one at `url`.
+  void load(const std::string& url, platform::MediaLoad load = {},
+            const std::function<void(TVSMediaItem&)>& furnish = {});
+  std::uint64_t generation() const { return _generation; }
+
+  bool until(const std::function<bool()>& isSo,
+             std::chrono::seconds bound = std::chrono::seconds(90));
+  /// Until the event has been told once more than `before` times.
+  bool untilTold(const std::string& event, int before = 0);
+  /// Serves what is due.
+  void serve() { _queue.runDue(); }
+
+  /// "ready", "play 1", "pause", "stall", "seek", "end", "fail", "select audible", in the order
+  /// told. Changes of facts are counted apart.
+  const std::vector<std::string>& told() const { return _told; }
+  int count(const std::string& event) const;
+  int factsChanges() const { return _factsChanges; }
+  const std::optional<platform::Error>& error() const { return _error; }
+  /// Callbacks of another load than the newest, or from inside an engine call.
+  int misplaced() const { return _misplaced; }
+
+  /// Calls the engine; a callback that comes before the call has returned is misplaced.
+  void call(const std::function<void(media::MediaEngine&)>& body);
+
+ private:
+  void _note(std::uint64_t generation, std::string event);
+  void engineDidBecomeReady(std::uint64_t generation) override { _note(generation, "ready"); }
+  void engineDidPlay(std::uint64_t generation, double rate) override;
+  void engineDidPause(std::uint64_t generation) override { _note(generation, "pause"); }
+  void engineDidStall(std::uint64_t generation) override { _note(generation, "stall"); }
+  void engineDidSeek(std::uint64_t generation) override { _note(generation, "seek"); }
+  void engineDidReachEnd(std::uint64_t generation) override { _note(generation, "end"); }
+  void engineDidFail(std::uint64_t generation, const platform::Error& error) override;
+  void engineFactsDidChange(std::uint64_t generation) override;
+  void engineSelectionDidChange(std::uint64_t generation,
+                                const std::string& characteristic) override {
+    _note(generation, "select " + characteristic);
+  }
+
+  platform::SystemClock _clock;
+  platform::MainQueue _queue;
+  std::unique_ptr<media::MediaEngine> _engine;
+  std::shared_ptr<media::VideoFrames> _frames;
+  std::uint64_t _generation = 0;
+  bool _inCall = false;
+  std::vector<std::string> _told;
+  int _factsChanges = 0;
+  int _misplaced = 0;
+  std::optional<platform::Error> _error;
+};
+
+}  // namespace testing_media

@@ -1,0 +1,172 @@
+// Every container, codec and protocol that docs/media.md names: loaded over HTTP, looked at in
+// the middle, and played to its end.
+
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <ostream>
+
+#include <gtest/gtest.h>
+
+#include "tests/media/EngineHarness.h"
+#include "tests/media/TestMedia.h"
+
+namespace testing_media {
+namespace {
+
+constexpr int kColumns = 16;
+constexpr int kRows = 9;
+using Thumbnail = std::array<double, static_cast<std::size_t>(kColumns) * kRows>;
+
+/// Luma of a picture, averaged over a coarse grid, 0 to 255 in full range.
+Thumbnail thumbnailOf(const media::VideoFrame& frame) {
+  Thumbnail result{};
+  const media::VideoPlane& luma = frame.planes[0];
+  for (int row = 0; row < kRows; ++row) {
+    for (int column = 0; column < kColumns; ++column) {
+      double sum = 0;
+      int count = 0;
+      for (int y = row * frame.height / kRows; y < (row + 1) * frame.height / kRows; ++y)
+        for (int x = column * frame.width / kColumns; x < (column + 1) * frame.width / kColumns;
+             ++x, ++count)
+          sum += luma.data[static_cast<std::size_t>(y) * luma.stride + static_cast<std::size_t>(x)];
+      const double mean = sum / count;
+      result[static_cast<std::size_t>(row) * kColumns + static_cast<std::size_t>(column)] =
+          frame.fullRange ? mean : (mean - 16) * 255 / 219;
+    }
+  }
+  return result;
+}
+
+/// The same of what the clips are made of, without any codec in between: one for each frame.
+const std::vector<Thumbnail>& expectedThumbnails() {
+  static const std::vector<Thumbnail> all = [] {
+    FILE* const pipe = popen(
+        "ffmpeg -v error -nostdin -f lavfi -i testsrc=size=320x180:rate=25:duration=3"
+        " -vf format=gray,scale=16:9:flags=area -f rawvideo -pix_fmt gray -",
+        "r");
+    std::array<unsigned char, static_cast<std::size_t>(kColumns) * kRows> bytes{};
+    std::vector<Thumbnail> result;
+    while (std::fread(bytes.data(), 1, bytes.size(), pipe) == bytes.size()) {
+      result.emplace_back();
+      std::copy(bytes.begin(), bytes.end(), result.back().begin());
+    }
+    pclose(pipe);
+    return result;
+  }();
+  return all;
+}
+
+double difference(const Thumbnail& left, const Thumbnail& right) {
+  double sum = 0;
+  for (std::size_t index = 0; index < left.size(); ++index)
+    sum += std::abs(left[index] - right[index]);
+  return sum / static_cast<double>(left.size());
+}
+
+struct Format {
+  const char* name;
+  const char* options;
+  int video = 1;
+  int audio = 1;
+  /// Program and transport streams count from their clock, which begins before the first picture:
+  /// by so many frames at most.
+  std::size_t lead = 0;
+};
+
+void PrintTo(const Format& format, std::ostream* out) { *out << format.name; }
+
+constexpr Format kFormats[] = {
+    {"h264_aac.mp4", "-map 0 -map 1 -c:v libx264 -pix_fmt yuv420p -c:a aac"},
+    {"h264_aac_fragmented.mp4",
+     "-map 0 -map 1 -c:v libx264 -pix_fmt yuv420p -g 25 -c:a aac -movflags "
+     "frag_keyframe+empty_moov"},
+    {"hevc_ac3.mp4",
+     "-map 0 -map 1 -c:v libx265 -x265-params log-level=error -tag:v hvc1 -pix_fmt yuv420p -c:a "
+     "ac3"},
+    {"mpeg4_mp3.mp4", "-map 0 -map 1 -c:v mpeg4 -q:v 2 -c:a libmp3lame"},
+    {"h264_aac.mov", "-map 0 -map 1 -c:v libx264 -pix_fmt yuv420p -c:a aac"},
+    {"h264_opus_two.mkv", "-map 0 -map 1 -map 2 -c:v libx264 -pix_fmt yuv420p -c:a libopus", 1, 2},
+    {"hevc_flac.mkv",
+     "-map 0 -map 1 -c:v libx265 -x265-params log-level=error -pix_fmt yuv420p -c:a flac"},
+    {"vp9_opus.webm",
+     "-map 0 -map 1 -c:v libvpx-vp9 -b:v 1M -deadline realtime -cpu-used 8 -c:a libopus"},
+    {"vp8_vorbis.webm", "-map 0 -map 1 -c:v libvpx -b:v 1M -deadline realtime -c:a libvorbis"},
+    {"av1_opus.webm",
+     "-map 0 -map 1 -c:v libaom-av1 -cpu-used 8 -usage realtime -pix_fmt yuv420p -c:a libopus"},
+    {"h264_aac.ts", "-map 0 -map 1 -c:v libx264 -pix_fmt yuv420p -g 25 -c:a aac", 1, 1, 6},
+    {"mpeg2_mp2.ts", "-map 0 -map 1 -c:v mpeg2video -q:v 2 -c:a mp2", 1, 1, 6},
+    {"mpeg2_mp2.mpg", "-map 0 -map 1 -c:v mpeg2video -q:v 2 -c:a mp2", 1, 1, 25},
+    {"h264_mp3.flv", "-map 0 -map 1 -c:v libx264 -pix_fmt yuv420p -c:a libmp3lame -ar 44100"},
+    {"mpeg4_mp3.avi", "-map 0 -map 1 -c:v mpeg4 -q:v 2 -c:a libmp3lame"},
+    {"h264_alone.mp4", "-map 0 -c:v libx264 -pix_fmt yuv420p", 1, 0},
+    {"tone.mp3", "-map 1 -c:a libmp3lame", 0, 1},
+    {"tone.m4a", "-map 1 -c:a aac", 0, 1},
+    {"tone.flac", "-map 1", 0, 1},
+    {"tone.ogg", "-map 1 -c:a libvorbis", 0, 1},
+    {"tone.opus", "-map 1 -c:a libopus", 0, 1},
+    {"tone.wav", "-map 1", 0, 1},
+    {"segments.m3u8",
+     "-map 0 -map 1 -c:v libx264 -pix_fmt yuv420p -g 25 -c:a aac -hls_time 1 -hls_playlist_type "
+     "vod"},
+    {"fragments.m3u8",
+     "-map 0 -map 1 -c:v libx264 -pix_fmt yuv420p -g 25 -c:a aac -hls_time 1 -hls_playlist_type vod"
+     " -hls_segment_type fmp4"},
+    {"templates.mpd",
+     "-map 0 -map 1 -c:v libx264 -pix_fmt yuv420p -g 25 -c:a aac -f dash -seg_duration 1"},
+};
+
+class Formats : public testing::TestWithParam<Format> {};
+
+TEST_P(Formats, PlayToTheEnd) {
+  const Format& format = GetParam();
+  EngineHarness harness;
+  platform::MediaLoad load;
+  load.startSeconds = 1.0;
+  load.playing = false;
+  harness.load(TestMedia::shared().url(format.name, format.options), load);
+  ASSERT_TRUE(harness.until([&] { return harness.count("pause") > 0 || harness.error(); }));
+  ASSERT_FALSE(harness.error()) << harness.error()->description();
+
+  const platform::MediaFacts facts = harness.engine().facts();
+  EXPECT_NEAR(harness.engine().position(), 1, 0.1);
+  const auto tracks = [&](std::string_view kind) {
+    return std::count_if(facts.tracks.begin(), facts.tracks.end(),
+                         [&](const auto& track) { return track.mediaType == kind; });
+  };
+  EXPECT_EQ(tracks("video"), format.video);
+  EXPECT_EQ(tracks("audio"), format.audio);
+  if (format.video > 0) {
+    ASSERT_TRUE(harness.until([&] { return harness.frame() != nullptr; }));
+    const Thumbnail seen = thumbnailOf(*harness.frame());
+    double nearest = 255;
+    const auto& expected = expectedThumbnails();
+    const auto newest = static_cast<std::size_t>(std::lround(harness.frame()->time * 25));
+    ASSERT_LT(newest, expected.size());
+    for (std::size_t index = newest - format.lead; index <= newest; ++index)
+      nearest = std::min(nearest, difference(seen, expected[index]));
+    EXPECT_LT(nearest, 5) << "at " << harness.frame()->time;
+  }
+
+  harness.call([](media::MediaEngine& engine) {
+    engine.seek(2.5);
+    engine.play(1);
+  });
+  ASSERT_TRUE(harness.until([&] { return harness.count("end") > 0 || harness.error(); }));
+  EXPECT_FALSE(harness.error());
+  const double duration = harness.engine().facts().duration;
+  EXPECT_NEAR(duration, 3, 0.15);
+  EXPECT_NEAR(harness.engine().position(), duration, 0.1);
+  EXPECT_EQ(harness.misplaced(), 0);
+}
+
+std::string nameOf(const testing::TestParamInfo<Format>& format) {
+  std::string name = format.param.name;
+  std::replace(name.begin(), name.end(), '.', '_');
+  return name;
+}
+
+INSTANTIATE_TEST_SUITE_P(All, Formats, testing::ValuesIn(kFormats), nameOf);
+
+}  // namespace
+}  // namespace testing_media

@@ -1,0 +1,78 @@
+#include "media/pipeline/FrameConverter.h"
+
+#include <utility>
+
+#include <gtest/gtest.h>
+
+namespace media {
+namespace {
+
+constexpr guint kWidth = 34;
+constexpr guint kHeight = 18;
+constexpr GstClockTime kTime = 5 * GST_SECOND;
+
+/// A picture all of whose samples have the same byte.
+GstRef<GstSample> sampleOf(GstVideoFormat format, guint8 byte) {
+  GstVideoInfo info;
+  gst_video_info_set_format(&info, format, kWidth, kHeight);
+  GstBuffer* buffer = gst_buffer_new_allocate(nullptr, GST_VIDEO_INFO_SIZE(&info), nullptr);
+  gst_buffer_memset(buffer, 0, byte, GST_VIDEO_INFO_SIZE(&info));
+  GST_BUFFER_PTS(buffer) = kTime;
+  const GstRef<GstCaps> caps(gst_video_info_to_caps(&info));
+  GstRef<GstSample> sample(gst_sample_new(buffer, caps.get(), nullptr, nullptr));
+  gst_buffer_unref(buffer);
+  return sample;
+}
+
+TEST(FrameConverter, WhatCanBeDrawnGoesThroughAndTheRestIsConverted) {
+  gst_init(nullptr, nullptr);
+  FrameConverter converter;
+  struct Case {
+    GstVideoFormat format;
+    guint8 byte;
+    bool same;
+    int luma;  // of the result
+  };
+  // One converter for all: each change of format has to be noticed.
+  const Case cases[] = {
+      {GST_VIDEO_FORMAT_I420, 90, true, 90},
+      {GST_VIDEO_FORMAT_NV12, 90, true, 90},
+      {GST_VIDEO_FORMAT_Y42B, 90, false, 90},
+      {GST_VIDEO_FORMAT_Y444, 200, false, 200},
+      {GST_VIDEO_FORMAT_BGRx, 255, false, 235},
+      {GST_VIDEO_FORMAT_BGRx, 0, false, 16},
+      // 0x0101 of 1023.
+      {GST_VIDEO_FORMAT_I420_10LE, 1, false, 64},
+  };
+  for (const Case& each : cases) {
+    SCOPED_TRACE(gst_video_format_to_string(each.format));
+    GstRef<GstSample> sample = sampleOf(each.format, each.byte);
+    const GstSample* const given = sample.get();
+    const GstRef<GstSample> result = converter.drawable(std::move(sample));
+    ASSERT_TRUE(result);
+    EXPECT_EQ(result.get() == given, each.same);
+    GstVideoInfo info;
+    ASSERT_TRUE(gst_video_info_from_caps(&info, gst_sample_get_caps(result.get())));
+    EXPECT_TRUE(FrameConverter::isDrawable(GST_VIDEO_INFO_FORMAT(&info)));
+    GstBuffer* buffer = gst_sample_get_buffer(result.get());
+    EXPECT_EQ(GST_BUFFER_PTS(buffer), kTime);
+    GstVideoFrame frame;
+    ASSERT_TRUE(gst_video_frame_map(&frame, &info, buffer, GST_MAP_READ));
+    EXPECT_EQ(GST_VIDEO_FRAME_WIDTH(&frame), static_cast<gint>(kWidth));
+    EXPECT_EQ(GST_VIDEO_FRAME_HEIGHT(&frame), static_cast<gint>(kHeight));
+    const auto* row = static_cast<const guint8*>(GST_VIDEO_FRAME_PLANE_DATA(&frame, 0));
+    EXPECT_NEAR(row[kWidth / 2], each.luma, 2);
+    gst_video_frame_unmap(&frame);
+  }
+}
+
+TEST(FrameConverter, WhatIsNoPictureIsNone) {
+  gst_init(nullptr, nullptr);
+  FrameConverter converter;
+  const GstRef<GstCaps> caps(gst_caps_new_empty_simple("audio/x-raw"));
+  EXPECT_FALSE(
+      converter.drawable(GstRef<GstSample>(gst_sample_new(nullptr, caps.get(), nullptr, nullptr))));
+}
+
+}  // namespace
+}  // namespace media

@@ -1,0 +1,407 @@
+// Tracks, options and texts of real media.
+
+#include <algorithm>
+#include <atomic>
+#include <fstream>
+#include <iterator>
+
+#include <gtest/gtest.h>
+
+#include "media/output/SubtitleStyles.h"
+#include "media/texts/MatroskaTracks.h"
+#include "platform/media/MediaItemKeys.h"
+#include "platform/media/MediaLogKeys.h"
+#include "tests/media/EngineHarness.h"
+#include "tests/media/TestMedia.h"
+
+namespace testing_media {
+namespace {
+
+using platform::MediaLoad;
+using platform::MediaSelectionGroup;
+
+MediaLoad pausedLoad() {
+  MediaLoad load;
+  load.playing = false;
+  return load;
+}
+
+std::string box(const std::string& type, const std::string& content) {
+  const auto size = static_cast<char>(content.size() + 8);
+  return std::string(3, '\0') + size + type + content;
+}
+
+void replaceIn(const std::string& path, const std::string& old, std::size_t before,
+               const std::string& text) {
+  std::ifstream input(path, std::ios::binary);
+  std::string content{std::istreambuf_iterator<char>(input), {}};
+  if (const auto at = content.find(old); at != std::string::npos)
+    content.replace(at - before, old.size() + before, text);
+  std::ofstream(path, std::ios::binary) << content;
+}
+
+/// Makes `name` of timed text, with other samples for 0 to 1, 1 to 2, and 2 to 3 s.
+void makeTexts(const std::string& name, const std::string& options, const std::string& type,
+               const std::vector<std::string>& samples) {
+  const TestMedia& media = TestMedia::shared();
+  std::ofstream script(media.path("samples.srt"));
+  for (std::size_t index = 0; index < samples.size(); ++index)
+    script << index + 1 << "\n00:00:0" << index << ",000 --> 00:00:0" << index + 1 << ",000\n"
+           << std::string(samples[index].size() - 2, static_cast<char>('X' + index)) << "\n\n";
+  script.close();
+  media.url(name, "-i " + media.path("samples.srt") +
+                      " -map 0 -map 3 -c:v libx264 -pix_fmt yuv420p -g 25 -c:s mov_text"
+                      " -metadata:s:s:0 language=deu " +
+                      options);
+  for (const auto& each : std::filesystem::directory_iterator(media.path(""))) {
+    if (!each.path().filename().string().starts_with(name.substr(0, name.find('.')))) continue;
+    for (std::size_t index = 0; index < samples.size(); ++index)
+      replaceIn(each.path(), std::string(samples[index].size() - 2, static_cast<char>('X' + index)),
+                2, samples[index]);
+    replaceIn(each.path(), "tx3g", 0, type);
+    replaceIn(each.path(), "audio/mp4\" codecs=\"", 0, "application/mp4\" codecs=\"" + type);
+    replaceIn(each.path(), "contentType=\"audio\"", 0, "contentType=\"text\"");
+  }
+}
+
+class MediaTracksTest : public ::testing::Test {
+ protected:
+  static const MediaSelectionGroup* group(EngineHarness& harness, std::string_view name) {
+    const auto& groups = harness.engine().facts().selectionGroups;
+    const auto found = std::find_if(groups.begin(), groups.end(),
+                                    [&](const auto& each) { return each.characteristic == name; });
+    return found == groups.end() ? nullptr : &*found;
+  }
+  static std::string selected(EngineHarness& harness, std::string_view name) {
+    const auto* found = group(harness, name);
+    return found && found->selected ? found->options[*found->selected].languageTag : "none";
+  }
+  static void select(EngineHarness& harness, const std::string& name,
+                     const std::optional<std::string>& identifier) {
+    const int before = harness.count("select " + name);
+    harness.call([&](media::MediaEngine& engine) { engine.selectOption(name, identifier); });
+    ASSERT_TRUE(harness.untilTold("select " + name, before));
+  }
+  static void seek(EngineHarness& harness, double seconds) {
+    const int before = harness.count("seek");
+    harness.call([&](media::MediaEngine& engine) { engine.seek(seconds); });
+    ASSERT_TRUE(harness.untilTold("seek", before));
+  }
+  /// What stands over the picture that is shown.
+  static std::string textShown(EngineHarness& harness) {
+    const auto frame = harness.frame();
+    return frame && frame->subtitles ? frame->subtitles->textAt(frame->time) : "";
+  }
+  static bool untilText(EngineHarness& harness, const std::string& text) {
+    return harness.until([&] { return textShown(harness) == text; });
+  }
+};
+
+TEST_F(MediaTracksTest, NumbersAndOptionsAreThoseOfTheContainer) {
+  for (const char* name : {"tracks.mkv", "tracks.mp4"}) {
+    SCOPED_TRACE(name);
+    EngineHarness harness;
+    harness.load(TestMedia::shared().fileURL(name), pausedLoad());
+    ASSERT_TRUE(harness.untilTold("pause"));
+    const auto& facts = harness.engine().facts();
+    std::string tracks;
+    for (const auto& each : facts.tracks)
+      tracks += std::to_string(each.trackID) + each.mediaType + " ";
+    EXPECT_EQ(tracks, "1video 2audio 3audio 4text 5text ");
+    EXPECT_EQ(group(harness, "visual"), nullptr) << "one picture is no choice";
+    ASSERT_NE(group(harness, "legible"), nullptr);
+    const auto texts = group(harness, "legible")->options;
+    ASSERT_EQ(texts.size(), 2u);
+    EXPECT_EQ(texts[0].languageTag, "en");
+    EXPECT_EQ(texts[0].displayName, "English");
+    EXPECT_FALSE(texts[0].forced);
+    EXPECT_EQ(texts[1].languageTag, "fr");
+    EXPECT_EQ(selected(harness, "legible"), std::string(name) == "tracks.mkv" ? "fr" : "none")
+        << "forced, as the sound's language is";
+  }
+}
+
+TEST(MatroskaTracks, AreReadByteByByteAndWhateverIsDamaged) {
+  std::ifstream file(TestMedia::shared().fileURL("tracks.mkv").substr(7), std::ios::binary);
+  std::vector<std::uint8_t> head(3000);
+  file.read(reinterpret_cast<char*>(head.data()), static_cast<std::streamsize>(head.size()));
+  media::MatroskaTracks tracks;
+  for (std::size_t at = 0; at < head.size(); ++at) tracks.feed(at, {&head[at], 1});
+  EXPECT_EQ(tracks.tracks().size(), 5u);
+  EXPECT_TRUE(tracks.tracks().at(5).forced);
+  EXPECT_EQ(tracks.tracks().at(4).codec, "S_TEXT/UTF8");
+  for (std::size_t at = 0; at < head.size(); ++at) {
+    std::vector<std::uint8_t> damaged = head;
+    damaged[at] = static_cast<std::uint8_t>(at % 2 == 0 ? 0xff : 1);
+    media::MatroskaTracks others;
+    others.feed(0, damaged);
+    EXPECT_LE(others.tracks().size(), 256u);
+  }
+}
+
+TEST_F(MediaTracksTest, LanguagesChooseAtTheStart) {
+  const struct {
+    const char* name;
+    std::vector<std::string> languages;
+    std::string sound;
+    std::string text;
+  } cases[] = {
+      {"tracks.mkv", {}, "fr", "fr"},  // the author's choice, and the text that is forced there
+      {"tracks.mkv", {"en-GB"}, "en", "none"}, {"tracks.mkv", {"de", "fr-CA", "en"}, "fr", "fr"},
+      {"tracks.mp4", {"en"}, "en", "none"},    {"languages.mp4", {"xx"}, "en", "none"},
+  };
+  for (const auto& the : cases) {
+    SCOPED_TRACE(std::string(the.name) + " " + (the.languages.empty() ? "" : the.languages[0]));
+    EngineHarness harness(true, the.languages);
+    harness.load(TestMedia::shared().fileURL(the.name), pausedLoad());
+    ASSERT_TRUE(harness.untilTold("pause"));
+    EXPECT_EQ(harness.told(), (std::vector<std::string>{"ready", "pause"}));
+    EXPECT_EQ(selected(harness, "audible"), the.sound);
+    EXPECT_EQ(selected(harness, "legible"), the.text);
+    seek(harness, 2.5);
+    harness.call([](media::MediaEngine& engine) { engine.play(1); });
+    ASSERT_TRUE(harness.untilTold("end")) << "plays on";
+  }
+}
+
+TEST_F(MediaTracksTest, TextIsShownByTheTimeOfThePicture) {
+  for (const char* name : {"tracks.mkv", "tracks.mp4"}) {
+    SCOPED_TRACE(name);
+    EngineHarness harness(true, {"en"});
+    harness.load(TestMedia::shared().fileURL(name), pausedLoad());
+    ASSERT_TRUE(harness.untilTold("pause"));
+    EXPECT_EQ(textShown(harness), "");
+    select(harness, "legible", group(harness, "legible")->options[0].identifier);
+    EXPECT_TRUE(untilText(harness, "One & only\nsecond line"));
+    seek(harness, 1.2);
+    EXPECT_TRUE(untilText(harness, ""));
+    seek(harness, 1.6);
+    EXPECT_TRUE(untilText(harness, "Two"));
+    seek(harness, 0);
+    select(harness, "legible", group(harness, "legible")->options[1].identifier);
+    EXPECT_TRUE(untilText(harness, "Bonjour"));
+    select(harness, "legible", std::nullopt);
+    EXPECT_TRUE(untilText(harness, ""));
+  }
+}
+
+TEST_F(MediaTracksTest, SwitchingTextAndSoundNeverStops) {
+  EngineHarness harness(true, {"en"});
+  harness.load(TestMedia::shared().fileURL("tracks.mkv"), MediaLoad{});
+  ASSERT_TRUE(harness.untilTold("play 1"));
+  const auto texts = group(harness, "legible")->options;
+  const auto sounds = group(harness, "audible")->options;
+  for (int round = 0; round < 8; ++round) {
+    SCOPED_TRACE(round);
+    seek(harness, 0);
+    select(harness, "legible", texts[static_cast<std::size_t>(round) % 2].identifier);
+    select(harness, "audible", sounds[static_cast<std::size_t>(round + 1) % 2].identifier);
+    select(harness, "legible", std::nullopt);
+    const double at = harness.engine().position();
+    ASSERT_TRUE(harness.until([&] { return harness.engine().position() > at + 0.1; }));
+  }
+  EXPECT_EQ(harness.count("fail"), 0);
+  EXPECT_EQ(harness.misplaced(), 0);
+}
+
+TEST_F(MediaTracksTest, PlaylistsSayWhatStreamsAre) {
+  const TestMedia& media = TestMedia::shared();
+  media.url("dated.m3u8");
+  media.url("mapped.vtt");
+  media.url("german.m3u8");
+  EngineHarness harness;
+  harness.load(media.url("offers.m3u8"), MediaLoad{});
+  ASSERT_TRUE(harness.untilTold("end"));
+  ASSERT_TRUE(group(harness, "legible"));
+  std::string options;
+  for (const auto& each : group(harness, "legible")->options) {
+    options += each.displayName + " " + each.languageTag + (each.forced ? " forced" : "");
+    for (const std::string& characteristic : each.characteristics) options += " " + characteristic;
+    options += "\n";
+  }
+  EXPECT_EQ(options,
+            "English en transcribes-spoken-dialog\nSchilder de forced\n"
+            "Captions en transcribes-spoken-dialog\n");
+  EXPECT_EQ(selected(harness, "legible"), "de") << "as the sound is";
+  const platform::Array log = harness.engine().accessLog();
+  const auto* const entry = log[0].asDictionary();
+  EXPECT_EQ(entry->get(platform::kAccessLogIndicatedBitrate), platform::Value(500000.0));
+  EXPECT_GT(entry->number(platform::kAccessLogDownloadedDuration)->doubleValue(), 2.9);
+  ASSERT_EQ(harness.engine().facts().loaded.size(), 1u);
+  EXPECT_NEAR(harness.engine().facts().loaded[0].duration, 3, 0.1);
+}
+
+TEST_F(MediaTracksTest, ChaptersAreThoseOfTheContainer) {
+  const TestMedia& media = TestMedia::shared();
+  media.url("chapters.txt");
+  const std::string options =
+      "-i " + media.path("chapters.txt") + " -map 0 -map_chapters 3 -c:v libx264 ";
+  const std::vector<platform::MediaChapter> named{{0, "One"}, {1, "Chapter 2"}, {2, "Three"}};
+  const struct {
+    const char* name;
+    const char* options;
+    std::vector<platform::MediaChapter> chapters;
+  } cases[] = {{"chapters.mkv", "", named},
+               {"listed.mp4", "", named},
+               // In a track those without a name are left out.
+               {"track.mp4", "-movflags disable_chpl", {{0, "Chapter 1"}, {2, "Chapter 2"}}}};
+  for (const auto& the : cases) {
+    SCOPED_TRACE(the.name);
+    EngineHarness harness;
+    harness.load(media.url(the.name, options + the.options), pausedLoad());
+    ASSERT_TRUE(harness.untilTold("pause"));
+    EXPECT_EQ(harness.engine().facts().chapters, the.chapters);
+    EXPECT_EQ(harness.engine().facts().tracks.size(), 1u);
+  }
+}
+
+TEST_F(MediaTracksTest, ForcedTextsFollowTheSoundUnlessOneIsChosen) {
+  EngineHarness harness;
+  harness.load(TestMedia::shared().fileURL("tracks.mkv"), pausedLoad());
+  ASSERT_TRUE(harness.untilTold("pause"));
+  const auto sounds = group(harness, "audible")->options;
+  const auto texts = group(harness, "legible")->options;
+  EXPECT_EQ(selected(harness, "legible"), "fr");
+  select(harness, "audible", sounds[0].identifier);
+  EXPECT_EQ(selected(harness, "legible"), "none");
+  select(harness, "audible", sounds[1].identifier);
+  EXPECT_EQ(selected(harness, "legible"), "fr");
+  select(harness, "legible", texts[0].identifier);
+  select(harness, "audible", sounds[0].identifier);
+  select(harness, "audible", sounds[1].identifier);
+  EXPECT_EQ(selected(harness, "legible"), "en");
+}
+
+TEST_F(MediaTracksTest, TextsThatNobodyReadsDoNoHarm) {
+  const TestMedia& media = TestMedia::shared();
+  media.url("english.srt");
+  media.url("unknown.mkv", "-i " + media.path("english.srt") +
+                               " -map 0 -map 1 -map 3 -t 3 -c:v libx264 -c:a aac -c:s srt");
+  replaceIn(media.path("unknown.mkv"), "S_TEXT/UTF8", 0, "S_TEXT/ELSE");
+  for (const auto& [name, isOption] : {std::pair("pictured.mkv", true), {"unknown.mkv", false}}) {
+    SCOPED_TRACE(name);
+    EngineHarness harness;
+    harness.load(media.fileURL(name));
+    ASSERT_TRUE(harness.untilTold("play 1"));
+    const auto* const texts = group(harness, "legible");
+    ASSERT_EQ(texts != nullptr, isOption);
+    if (texts) select(harness, "legible", texts->options.at(0).identifier);
+    ASSERT_TRUE(harness.untilTold("end"));
+    EXPECT_EQ(harness.count("fail"), 0);
+  }
+}
+
+TEST_F(MediaTracksTest, TextsBesideTheMediaAreOptionsToo) {
+  const TestMedia& media = TestMedia::shared();
+  EngineHarness harness(true, {"en"});
+  TVSMediaItem* playing = nullptr;
+  harness.load(media.fileURL("tracks.mkv"), pausedLoad(), [&](TVSMediaItem& item) {
+    playing = &item;
+    item.setMetadata(platform::kMediaItemAlternateTracks,
+                     platform::Array{"nonsense", platform::Dictionary{{"src", "nothing"}},
+                                     platform::Dictionary{{"src", media.fileURL("german.vtt")},
+                                                          {"language", "deu"},
+                                                          {"name", "Deutsch"}},
+                                     platform::Dictionary{{"src", media.fileURL("missing.vtt")}}});
+  });
+  ASSERT_TRUE(harness.untilTold("pause"));
+  const auto options = group(harness, "legible")->options;
+  ASSERT_EQ(options.size(), 4u);
+  EXPECT_EQ(options[2].displayName, "Deutsch");
+  select(harness, "legible", options[0].identifier);
+  EXPECT_TRUE(untilText(harness, "One & only\nsecond line"));
+  select(harness, "legible", options[2].identifier);
+  EXPECT_EQ(selected(harness, "legible"), "de");
+  EXPECT_TRUE(untilText(harness, "Guten Tag"));
+  std::atomic<bool> isDrawnAgain = false;
+  harness.frames().setWakeup([&] { isDrawnAgain = true; });
+  playing->setMetadata(platform::kMediaItemSubtitleStyles,
+                       platform::Array{"::cue(b) {color: red}"});
+  EXPECT_TRUE(isDrawnAgain) << "the cue that stands has other looks";
+  media::SubtitleCue cue = *harness.frame()->subtitles->at(0).at(0);
+  ASSERT_TRUE(harness.frame()->subtitles->styles());
+  harness.frame()->subtitles->styles()->applyTo(cue);
+  EXPECT_EQ(cue.spans.back().look.color, (platform::Color{1, 0, 0, 1}));
+  seek(harness, 2.5);
+  EXPECT_TRUE(untilText(harness, "Ende"));
+  select(harness, "legible", options[3].identifier);
+  EXPECT_TRUE(untilText(harness, "")) << "what is not there shows nothing, and fails nothing";
+  select(harness, "legible", options[0].identifier);
+  seek(harness, 0.2);
+  EXPECT_TRUE(untilText(harness, "One & only\nsecond line"));
+  EXPECT_EQ(harness.count("fail"), 0);
+}
+
+TEST_F(MediaTracksTest, TextsOfEveryFormAreShown) {
+  const TestMedia& media = TestMedia::shared();
+  media.url("dated.m3u8");
+  media.url("mapped.vtt");
+  media.url("german.m3u8");
+  const struct {
+    const char* name;
+    const char* beside;  // the text has a URL of its own
+    bool isAbove;        // and a place of its own
+  } cases[] = {{"clip.mp4", "german.vtt", true},   {"clip.mp4", "german.srt", false},
+               {"clip.mp4", "german.ttml", false}, {"ttml.mp4", nullptr, false},
+               {"texts.m3u8", nullptr, true},      {"webvtt.mkv", nullptr, true},
+               {"webvtt.webm", nullptr, true},     {"wvtt.mp4", nullptr, true},
+               {"wvtt.mpd", nullptr, true},        {"stpp.mpd", nullptr, false},
+               {"texts.mpd", nullptr, true}};
+  for (const char* made : {"german.vtt", "german.srt", "fragmented_silent.mp4"}) media.url(made);
+  const auto withText = [&](const char* script, const std::string& codecs) {
+    return "-i " + media.path(script) + " -map 0 -map 3 -metadata:s:s:0 language=deu " + codecs;
+  };
+  media.url("webvtt.mkv", withText("german.vtt", "-c:v libx264 -c:s copy"));
+  media.url("webvtt.webm", withText("german.vtt", "-c:v libvpx -c:s copy"));
+  media.url("ass.mkv", withText("german.srt", "-c:v libx264 -c:s ass"));
+  media.url("bare.mkv", withText("german.srt", "-c:v libx264 -c:s srt"));
+  using std::string_literals::operator""s;
+  // In place of two fields.
+  replaceIn(media.path("bare.mkv"), "\x88\x81\0\x86\x8bS_TEXT/UTF8"s, 0,
+            "\x86\x8eS_TEXT/WEBVTT\0"s);
+  const std::string dash = "-f dash -seg_duration 1 -init_seg_name ";
+  const auto named = [](const std::string& name) {
+    return "'" + name + "$RepresentationID$.mp4' -media_seg_name '" + name +
+           "$RepresentationID$-$Number$.m4s'";
+  };
+  const std::vector<std::string> vtt{box("vttc", box("sttg", "line:0") + box("payl", "Guten Tag")),
+                                     box("vtte", ""), box("vttc", box("payl", "Ende"))};
+  const auto ttml = [](const std::string& cue) {
+    return "<tt xmlns='http://www.w3.org/ns/ttml'><body><div>" + cue + "</div></body></tt>";
+  };
+  makeTexts("wvtt.mp4", "", "wvtt", vtt);
+  makeTexts("wvtt.mpd", dash + named("wvtt"), "wvtt", vtt);
+  makeTexts("stpp.mpd", dash + named("stpp"), "stpp",
+            {ttml("<p begin='0s' end='1s'>Guten Tag</p>"), ttml(""),
+             ttml("<p begin='2s' end='2.9s'>Ende</p>")});
+  for (const auto& the : cases) {
+    SCOPED_TRACE(std::string(the.name) + (the.beside ? the.beside : ""));
+    EngineHarness harness;
+    harness.load(media.url(the.name), pausedLoad(), [&](TVSMediaItem& item) {
+      if (the.beside)
+        item.setMetadata(
+            platform::kMediaItemAlternateTracks,
+            platform::Array{platform::Dictionary{
+                {"src", media.url(the.beside)}, {"language", "de"}, {"name", "Deutsch"}}});
+    });
+    ASSERT_TRUE(harness.untilTold("pause"));
+    ASSERT_TRUE(group(harness, "legible"));
+    const auto options = group(harness, "legible")->options;
+    ASSERT_EQ(options.size(), 1u);
+    const bool isNamed = the.beside || std::string(the.name).starts_with("texts");
+    EXPECT_EQ(options[0].displayName, isNamed ? "Deutsch" : "German");
+    EXPECT_EQ(options[0].languageTag, "de");
+    EXPECT_EQ(textShown(harness), "");
+    select(harness, "legible", options[0].identifier);
+    seek(harness, 0.4);
+    ASSERT_TRUE(untilText(harness, "Guten Tag")) << textShown(harness);
+    EXPECT_EQ(harness.frame()->subtitles->at(0.4).at(0)->layout.line == 0, the.isAbove);
+    seek(harness, 2.5);
+    EXPECT_TRUE(untilText(harness, "Ende")) << textShown(harness);
+    select(harness, "legible", std::nullopt);
+    EXPECT_TRUE(untilText(harness, ""));
+  }
+}
+
+}  // namespace
+}  // namespace testing_media

@@ -1,0 +1,195 @@
+// Texts of every form as bytes: what is read of them, and what broken ones do.
+
+#include <sstream>
+
+#include <gtest/gtest.h>
+
+#include "media/output/SubtitleStyles.h"
+#include "media/texts/SubtitleMarkup.h"
+#include "media/texts/TextForms.h"
+
+namespace media {
+namespace {
+
+std::string told(const SubtitleLook& look) {
+  std::ostringstream out;
+  const auto color = [&](const char* name, const std::optional<platform::Color>& value) {
+    if (value)
+      out << name << value->red << ',' << value->green << ',' << value->blue << ',' << value->alpha;
+  };
+  color(" c", look.color);
+  color(" bg", look.background);
+  if (look.size) out << " x" << *look.size;
+  if (look.bold) out << (*look.bold ? " bold" : " light");
+  if (look.italic) out << (*look.italic ? " italic" : " upright");
+  if (look.underline) out << (*look.underline ? " under" : " bare");
+  if (look.edge) out << " edge" << static_cast<int>(*look.edge);
+  return out.str();
+}
+
+/// "start+duration text | whole look | [span: look] | @place", what is usual left out.
+std::string told(const SubtitleCue& cue) {
+  std::ostringstream out;
+  out << cue.start << '+' << cue.duration << ' ' << cue.text << told(cue.look);
+  for (const SubtitleSpan& each : cue.spans)
+    out << " [" << cue.text.substr(each.begin, each.end - each.begin) << told(each.look) << ']';
+  const CueLayout& layout = cue.layout;
+  if (layout.left) out << " left" << *layout.left << '~' << *layout.width;
+  if (layout.y) out << " y" << *layout.y << "TMB"[static_cast<int>(layout.anchor)];
+  if (layout.line) out << " line" << *layout.line;
+  if (layout.alignment != CueLayout::Alignment::Center)
+    out << " align" << static_cast<int>(layout.alignment);
+  return out.str();
+}
+
+std::string told(const std::optional<std::vector<SubtitleCue>>& cues) {
+  if (!cues) return "nothing";
+  std::string text;
+  for (const SubtitleCue& each : *cues) text += (text.empty() ? "" : "; ") + told(each);
+  return text;
+}
+
+const std::string kVTT =
+    "WEBVTT - a title\r\n\r\nSTYLE\r\n::cue(.loud), ::cue(v[voice=\"Ann\"]) { color: #f00; "
+    "font-weight: bold }\r\n::cue { background-color: rgba(0,0,0,0.5); size: 3 }\r\n\r\n"
+    "REGION\nid:low width:40% lines:2 regionanchor:0%,100% viewportanchor:10%,90%\n\n"
+    "NOTE 00:00.000 --> 00:01.000\nnothing\n\n"
+    "one\n00:01.000 --> 00:02.500 line:10% position:20%,line-left align:start size:50%\n"
+    "<v Ann>Hi</v> <c.loud>&lt;you&gt;</c> <00:01.500>&#9786; 1 < 2\n\n"
+    "00:00:03.000 --> 01:00:04.000 line:-2 region:none\n<i.yellow>a</i><u>b\n\n"
+    "00:05.000 --> 00:06.000 region:low\nlow\n\n"
+    "00:07.000 --> 00:06.000\nbackwards\n\n00:08.000 --> nonsense\nbroken\n\n"
+    "00:09.000 --> 00:10.000 line:x position:200% align:up\nlast";
+
+const std::string kTTML =
+    "<?xml version='1.0'?><!DOCTYPE tt><tt:tt xmlns:tt='a' xmlns:tts='b' ttp:frameRate='25' "
+    "ttp:tickRate='1000' tts:extent='1280px 720px'><tt:head><tt:styling>"
+    "<tt:style xml:id='s' tts:color='#ffff00ff' tts:fontSize='150%'/></tt:styling><tt:layout>"
+    "<tt:region xml:id='r' tts:origin='10% 72px' tts:extent='80% 20%' tts:displayAlign='after'/>"
+    "<tt:region xml:id='p' tts:origin='128px 360px' tts:extent='640px 72px'>"
+    "<tt:style tts:textAlign='center'/></tt:region>"
+    "</tt:layout></tt:head><tt:body><tt:div begin='10s'>"
+    "<tt:p begin='0.5s' end='00:00:02:05' region='r' style='s unknown'>  Hello\n <tt:span "
+    "tts:fontStyle='italic' tts:backgroundColor='black'>all&amp;sundry</tt:span>"
+    "<tt:br/>line </tt:p>"
+    "<tt:p begin='3000t' dur='50f' region='p' tts:textOutline='none'>two</tt:p>"
+    "<tt:p begin='9s' end='8s'>backwards</tt:p></tt:div>"
+    "<tt:p begin='1m' end='0.02h'>late</tt:p></tt:body></tt:tt>";
+
+const std::string kSRT =
+    "\xef\xbb\xbf"
+    "1\r\n00:00:01,000 --> 00:00:02,250\r\n{\\an8}<font color=\"#00ff00\">Green</font>\r\n"
+    "<b>bold</b>\r\n\r\n2\r\nbroken\r\n\r\n3\r\n00:01:00,5 --> 00:01:01,000 X1:1\r\n"
+    "<3 & {brace}\r\n\r\n";
+
+std::string wide(std::string_view text) {
+  std::string bytes = "\xff\xfe";
+  for (const char each : text) bytes += {each, '\0'};
+  return bytes;
+}
+
+TEST(Subtitles, AreReadWithLooksAndPlaces) {
+  const struct {
+    const char* what;
+    std::string text;
+    std::string cues;
+  } cases[] = {
+      {"WebVTT", kVTT,
+       "1+1.5 Hi <you> \u263a 1 < 2 bg0,0,0,0.5 [Hi c1,0,0,1 bold] [<you> c1,0,0,1 bold] "
+       "left0.2~0.5 y0.1T align0; "
+       "3+3601 ab bg0,0,0,0.5 [a c1,1,0,1 italic] [b under] line-2; "
+       "5+1 low bg0,0,0,0.5 left0.1~0.4 y0.9B; 9+1 last bg0,0,0,0.5"},
+      {"TTML", kTTML,
+       "10.5+1.7 Hello all&sundry\nline c1,1,0,1 x1.5 [all&sundry bg0,0,0,1 italic] "
+       "left0.1~0.8 y0.3B align0; "
+       "13+2 two edge0 left0.1~0.5 y0.5T; 60+12 late"},
+      {"SubRip", kSRT,
+       "1+1.25 Green\nbold [Green c0,1,0,1] [bold bold] line0; 60.5+0.5 <3 & {brace}"},
+      {"SubRip in Windows-1252", "00:01,0 --> 00:02,0\nd\xe9j\xe0", "1+1 d\u00e9j\u00e0"},
+      {"WebVTT in UTF-16", wide("WEBVTT\n\n0:1 --> 0:2\nh"), "1+1 h"},
+      {"another text", "#EXTM3U\n", "nothing"},
+      {"nothing", "", "nothing"},
+  };
+  for (const auto& the : cases) {
+    SCOPED_TRACE(the.what);
+    EXPECT_EQ(told(cuesOfText(the.text)), the.cues);
+  }
+}
+
+TEST(Subtitles, WhatIsCutOffOrDamagedIsBounded) {
+  for (const std::string& whole : {kVTT, kTTML, kSRT}) {
+    std::size_t most = 0;
+    for (std::size_t size = 0; size <= whole.size(); ++size) {
+      std::string damaged = whole;
+      damaged[size % whole.size()] = static_cast<char>(size * 37);
+      for (const std::string& text : {whole.substr(0, size), damaged}) {
+        const auto cues = cuesOfText(text);
+        for (const SubtitleCue& each : cues.value_or(std::vector<SubtitleCue>())) {
+          ASSERT_TRUE(each.duration > 0 || each.duration == SubtitleCue::kUntilNext) << text;
+          for (const SubtitleSpan& span : each.spans) ASSERT_LE(span.end, each.text.size());
+        }
+        most = std::max(most, cues ? cues->size() : 0);
+      }
+    }
+    EXPECT_GE(most, 2u);
+  }
+  std::string deep;
+  for (int level = 0; level < 5000; ++level) deep += "<b><c.x>w";
+  const SubtitleCue cue = cueOfMarkup(deep);
+  EXPECT_LE(cue.spans.size(), 64u);
+  EXPECT_LE(cue.text.size(), 4000u);
+  EXPECT_EQ(told(cuesOfText("<tt>" + deep)), "");
+}
+
+TEST(Subtitles, RulesOfTheSenderGoOverThem) {
+  using platform::Array;
+  using platform::Dictionary;
+  const struct {
+    const char* what;
+    platform::Value rules;
+    std::string cue;
+  } cases[] = {
+      {"everything",
+       Array{Dictionary{{"foregroundColor", Array{1.0, 0.0, 1.0, 0.0}},
+                        {"backgroundColor", "#00000080"},
+                        {"relativeSize", 150},
+                        {"edgeStyle", "raised"},
+                        {"italic", true},
+                        {"underline", false},
+                        {"alignment", "left"},
+                        {"linePosition", 10},
+                        {"textPosition", 5},
+                        {"lineWidth", 60}}},
+       "0+-1 Hi you c0,1,0,1 bg0,0,0,0.501961 x1.5 italic bare edge3 [Hi c1,0,0,1] left0.05~0.6 "
+       "y0.1T align3"},
+      {"of a class, the later one wins",
+       Array{Dictionary{{"selector", ".red"}, {"bold", true}, {"foregroundColor", "lime"}},
+             "::cue(c.red) { color: blue } ::cue(.other) { color: lime }"},
+       "0+-1 Hi you [Hi c0,0,1,1 bold]"},
+      {"of a cue by its identifier",
+       Array{Dictionary{{"selector", "#other"}, {"bold", true}},
+             Dictionary{{"selector", "#one"}, {"edgeStyle", "none"}}},
+       "0+-1 Hi you edge0 [Hi c1,0,0,1]"},
+      {"nonsense",
+       Array{"style", 7, platform::Value::null(), Array{}, "::cue { color", "}{}{",
+             Dictionary{{"selector", "a > b"}, {"bold", true}},
+             Dictionary{{"foregroundColor", Array{1, 2, 3, 4}},
+                        {"relativeSize", -3},
+                        {"linePosition", 900},
+                        {"edgeStyle", 4},
+                        {"alignment", "up"},
+                        {"unknown", 1}}},
+       "0+-1 Hi you [Hi c1,0,0,1]"},
+      {"no array", "text", "0+-1 Hi you [Hi c1,0,0,1]"},
+  };
+  for (const auto& the : cases) {
+    SCOPED_TRACE(the.what);
+    SubtitleCue cue = cueOfMarkup("<c.red>Hi</c> you");
+    cue.identifier = "one";
+    if (const auto styles = subtitleStylesOf(the.rules)) styles->applyTo(cue);
+    EXPECT_EQ(told(cue), the.cue);
+  }
+}
+
+}  // namespace
+}  // namespace media
