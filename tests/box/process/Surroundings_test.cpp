@@ -6,7 +6,7 @@
 #include <stdlib.h>
 
 #include "box/services/ValueWriter.h"
-#include "tests/box/SystemFixture.h"
+#include "tests/box/process/SystemFixture.h"
 #include "tests/box/services/PrivateBus.h"
 #include "tests/support/TemporaryFolder.h"
 

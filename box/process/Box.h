@@ -3,13 +3,13 @@
 #include <functional>
 #include <memory>
 
-#include "box/Device.h"
-#include "box/Log.h"
-#include "box/NotThere.h"
-#include "box/ObservedScreen.h"
-#include "box/Options.h"
-#include "box/ServiceManager.h"
-#include "box/SignalWatch.h"
+#include "box/process/Device.h"
+#include "box/process/Log.h"
+#include "box/process/NotThere.h"
+#include "box/process/ObservedScreen.h"
+#include "box/process/Options.h"
+#include "box/process/ServiceManager.h"
+#include "box/process/SignalWatch.h"
 #include "box/screen/Screen.h"
 #include "box/services/Door.h"
 #include "box/services/Network.h"

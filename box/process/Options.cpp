@@ -1,4 +1,4 @@
-#include "box/Options.h"
+#include "box/process/Options.h"
 
 #include <charconv>
 #include <cstdlib>

@@ -1,4 +1,4 @@
-#include "box/MemoryRelease.h"
+#include "box/process/MemoryRelease.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 #include <link.h>
 
-#include "box/Memory.h"
+#include "box/process/Memory.h"
 
 namespace box {
 namespace {

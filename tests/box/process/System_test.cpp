@@ -10,7 +10,7 @@
 
 #include "platform/foundation/Error.h"
 #include "platform/media/MediaLogKeys.h"
-#include "tests/box/SystemFixture.h"
+#include "tests/box/process/SystemFixture.h"
 
 namespace {
 

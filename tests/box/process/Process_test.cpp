@@ -16,7 +16,7 @@
 #include "platform/foundation/Assertion.h"
 #include "platform/foundation/TVSLogger.h"
 #include "platform/media/MediaEngine.h"
-#include "tests/box/ChildProcess.h"
+#include "tests/box/process/ChildProcess.h"
 #include "tests/box/services/Client.h"
 #include "tests/sim/ReceiverStub.h"
 

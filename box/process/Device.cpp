@@ -1,4 +1,4 @@
-#include "box/Device.h"
+#include "box/process/Device.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -1,4 +1,4 @@
-#include "box/ServiceManager.h"
+#include "box/process/ServiceManager.h"
 
 #include <chrono>
 #include <cstdint>

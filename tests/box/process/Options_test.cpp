@@ -1,4 +1,4 @@
-#include "box/Options.h"
+#include "box/process/Options.h"
 
 #include <filesystem>
 #include <fstream>
@@ -8,9 +8,9 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "box/Device.h"
-#include "box/Log.h"
-#include "box/Memory.h"
+#include "box/process/Device.h"
+#include "box/process/Log.h"
+#include "box/process/Memory.h"
 
 using testing::ElementsAre;
 using testing::Pair;

@@ -1,4 +1,4 @@
-#include "box/MemoryRelease.h"
+#include "box/process/MemoryRelease.h"
 
 #include <cstddef>
 #include <cstdint>

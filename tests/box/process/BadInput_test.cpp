@@ -2,7 +2,7 @@
 
 #include <limits>
 
-#include "tests/box/SystemFixture.h"
+#include "tests/box/process/SystemFixture.h"
 
 namespace {
 

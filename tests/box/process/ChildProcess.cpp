@@ -1,4 +1,4 @@
-#include "tests/box/ChildProcess.h"
+#include "tests/box/process/ChildProcess.h"
 
 #include <chrono>
 #include <cstdio>

@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
-#include "tests/box/ChildProcess.h"
+#include "tests/box/process/ChildProcess.h"
 #include "tests/box/services/Client.h"
 #include "tests/media/TestMedia.h"
 #include "tests/scenarios/ScenarioRunner.h"

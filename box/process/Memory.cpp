@@ -1,4 +1,4 @@
-#include "box/Memory.h"
+#include "box/process/Memory.h"
 
 #include <algorithm>
 #include <charconv>

@@ -1,4 +1,4 @@
-#include "box/NotThere.h"
+#include "box/process/NotThere.h"
 
 #include "platform/foundation/TVSLogger.h"
 

@@ -1,4 +1,4 @@
-#include "box/Box.h"
+#include "box/process/Box.h"
 
 #include <chrono>
 #include <csignal>
@@ -7,10 +7,10 @@
 #include <filesystem>
 #include <utility>
 
-#include "box/Memory.h"
-#include "box/MemoryRelease.h"
-#include "box/Version.h"
 #include "box/frames/FrameSocket.h"
+#include "box/process/Memory.h"
+#include "box/process/MemoryRelease.h"
+#include "box/process/Version.h"
 #include "media/engine/MediaEngine.h"
 #include "media/engine/WarmUp.h"
 #include "media/support/WorkerThreads.h"

@@ -2,12 +2,12 @@
 #include <string>
 #include <vector>
 
-#include "box/Box.h"
-#include "box/DeathReport.h"
-#include "box/Log.h"
-#include "box/MemoryRelease.h"
-#include "box/Options.h"
-#include "box/Version.h"
+#include "box/process/Box.h"
+#include "box/process/DeathReport.h"
+#include "box/process/Log.h"
+#include "box/process/MemoryRelease.h"
+#include "box/process/Options.h"
+#include "box/process/Version.h"
 #include "box/services/GioNetworkWatch.h"
 
 std::unique_ptr<platform::RunnablePlatform> platform::makePlatform(int argc, char** argv,

@@ -1,4 +1,4 @@
-#include "box/SignalWatch.h"
+#include "box/process/SignalWatch.h"
 
 #include <algorithm>
 #include <cerrno>

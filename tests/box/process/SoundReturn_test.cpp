@@ -6,7 +6,7 @@
 
 #include <gmock/gmock.h>
 
-#include "tests/box/SystemFixture.h"
+#include "tests/box/process/SystemFixture.h"
 #include "tests/box/sound/SoundServerProcess.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "box/Log.h"
+#include "box/process/Log.h"
 
 #include <cerrno>
 #include <cstdlib>

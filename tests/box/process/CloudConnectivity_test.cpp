@@ -6,8 +6,8 @@
 
 #include "TVVorlane/TVVorlaneAppDelegate.h"
 #include "TVVorlane/TVVorlaneMediaViewController.h"
-#include "box/Box.h"
-#include "tests/box/ChildProcess.h"
+#include "box/process/Box.h"
+#include "tests/box/process/ChildProcess.h"
 #include "tests/box/services/Client.h"
 
 namespace {

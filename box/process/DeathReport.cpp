@@ -1,4 +1,4 @@
-#include "box/DeathReport.h"
+#include "box/process/DeathReport.h"
 
 #include <array>
 #include <atomic>
