@@ -26,6 +26,7 @@ struct MediaTrack {
   std::string mediaType;  ///< "video", "audio" or "text"
   std::string codec;
   bool enabled = true;
+  friend bool operator==(const MediaTrack&, const MediaTrack&) = default;
 };
 
 /// A part of the item that has a name.
@@ -64,6 +65,7 @@ struct MediaSelectionGroup {
   std::vector<MediaSelectionOption> options;
   std::optional<std::size_t> selected;
   bool allowsEmptySelection = true;
+  friend bool operator==(const MediaSelectionGroup&, const MediaSelectionGroup&) = default;
 };
 
 /// A piece of metadata that the media carry at a point of their time line.
