@@ -2,7 +2,7 @@
 
 #include <atomic>
 
-#include "box/services/FileDescriptor.h"
+#include "box/services/support/FileDescriptor.h"
 #include "frames/FrameMessages.h"
 
 namespace box {

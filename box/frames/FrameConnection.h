@@ -8,7 +8,7 @@
 
 #include "box/frames/AnswerSocket.h"
 #include "box/frames/MappedBuffer.h"
-#include "box/services/FileDescriptor.h"
+#include "box/services/support/FileDescriptor.h"
 #include "frames/FrameMessages.h"
 #include "frames/vorlane-frames.h"
 #include "media/output/VideoFrames.h"

@@ -4,7 +4,7 @@
 #include <string>
 #include <utility>
 
-#include "box/services/FileDescriptor.h"
+#include "box/services/support/FileDescriptor.h"
 #include "platform/foundation/Error.h"
 
 namespace box {

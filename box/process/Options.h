@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "box/screen/ScreenOptions.h"
-#include "box/services/Door.h"
+#include "box/services/door/Door.h"
 
 namespace box {
 

@@ -8,7 +8,7 @@
 #include "box/process/MemoryRelease.h"
 #include "box/process/Options.h"
 #include "box/process/Version.h"
-#include "box/services/GioNetworkWatch.h"
+#include "box/services/network/GioNetworkWatch.h"
 
 std::unique_ptr<platform::RunnablePlatform> platform::makePlatform(int argc, char** argv,
                                                                    int* exitStatus) {

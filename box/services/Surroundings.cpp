@@ -6,13 +6,13 @@
 #include <set>
 #include <utility>
 
-#include "box/services/BusConnection.h"
-#include "box/services/DisplayCommands.h"
-#include "box/services/Logind.h"
-#include "box/services/MprisObject.h"
-#include "box/services/ScreenSaver.h"
-#include "box/services/ServiceThread.h"
-#include "box/services/StayAwake.h"
+#include "box/services/bus/BusConnection.h"
+#include "box/services/nowplaying/MprisObject.h"
+#include "box/services/power/DisplayCommands.h"
+#include "box/services/power/Logind.h"
+#include "box/services/power/ScreenSaver.h"
+#include "box/services/power/StayAwake.h"
+#include "box/services/support/ServiceThread.h"
 
 namespace box {
 

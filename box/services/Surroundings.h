@@ -5,8 +5,8 @@
 #include <memory>
 #include <string>
 
-#include "box/services/BusAddress.h"
-#include "box/services/NowPlaying.h"
+#include "box/services/bus/BusAddress.h"
+#include "box/services/nowplaying/NowPlaying.h"
 #include "platform/foundation/Queue.h"
 #include "platform/services/NowPlayingService.h"
 #include "platform/services/SystemServices.h"

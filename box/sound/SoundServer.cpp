@@ -12,7 +12,7 @@
 #include <pulse/pulseaudio.h>
 #include <unistd.h>
 
-#include "box/services/FileAppearance.h"
+#include "box/services/support/FileAppearance.h"
 
 namespace box {
 

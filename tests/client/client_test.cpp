@@ -1,6 +1,6 @@
 #include <tvvorlane/client.hpp>
 
-#include "tests/box/services/DoorFixture.h"
+#include "tests/box/services/door/DoorFixture.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <span>
 #include <string>
 
-#include "box/services/FileDescriptor.h"
+#include "box/services/support/FileDescriptor.h"
 #include "frames/FrameMessages.h"
 
 namespace box::test {

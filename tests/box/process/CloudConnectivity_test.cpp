@@ -8,7 +8,7 @@
 #include "TVVorlane/TVVorlaneMediaViewController.h"
 #include "box/process/Box.h"
 #include "tests/box/process/ChildProcess.h"
-#include "tests/box/services/Client.h"
+#include "tests/box/services/door/Client.h"
 
 namespace {
 

@@ -12,12 +12,12 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include "box/services/FileDescriptor.h"
+#include "box/services/support/FileDescriptor.h"
 #include "platform/foundation/Assertion.h"
 #include "platform/foundation/TVSLogger.h"
 #include "platform/media/MediaEngine.h"
 #include "tests/box/process/ChildProcess.h"
-#include "tests/box/services/Client.h"
+#include "tests/box/services/door/Client.h"
 #include "tests/sim/ReceiverStub.h"
 
 using testing::HasSubstr;

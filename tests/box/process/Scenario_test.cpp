@@ -6,7 +6,7 @@
 #include <signal.h>
 
 #include "tests/box/process/ChildProcess.h"
-#include "tests/box/services/Client.h"
+#include "tests/box/services/door/Client.h"
 #include "tests/media/TestMedia.h"
 #include "tests/scenarios/ScenarioRunner.h"
 

@@ -5,9 +5,9 @@
 
 #include <stdlib.h>
 
-#include "box/services/ValueWriter.h"
+#include "box/services/door/ValueWriter.h"
 #include "tests/box/process/SystemFixture.h"
-#include "tests/box/services/PrivateBus.h"
+#include "tests/box/services/bus/PrivateBus.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace {

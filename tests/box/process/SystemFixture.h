@@ -7,7 +7,7 @@
 #include <signal.h>
 
 #include "tests/box/process/ChildProcess.h"
-#include "tests/box/services/Client.h"
+#include "tests/box/services/door/Client.h"
 #include "tests/media/TestMedia.h"
 
 /// The program itself in a process of its own, a peer at its door, and real media. At the end of

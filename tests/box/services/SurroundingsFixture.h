@@ -13,11 +13,11 @@
 #include <stdlib.h>
 #include <systemd/sd-bus.h>
 
-#include "box/services/StayAwake.h"
 #include "box/services/Surroundings.h"
+#include "box/services/power/StayAwake.h"
 #include "platform/foundation/TVSLogger.h"
 #include "sim/LogRecorder.h"
-#include "tests/box/services/PrivateBus.h"
+#include "tests/box/services/bus/PrivateBus.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace testing_surroundings {

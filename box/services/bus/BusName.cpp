@@ -1,0 +1,48 @@
+#include "box/services/bus/BusName.h"
+
+#include <cstdint>
+
+#include "platform/foundation/TVSLogger.h"
+
+namespace box {
+
+namespace {
+// The answers of the bus.
+constexpr std::uint32_t kInQueue = 2;
+constexpr BusMember kRequest{"org.freedesktop.DBus", "/org/freedesktop/DBus",
+                             "org.freedesktop.DBus", "RequestName"};
+constexpr BusMember kRelease{"org.freedesktop.DBus", "/org/freedesktop/DBus",
+                             "org.freedesktop.DBus", "ReleaseName"};
+}  // namespace
+
+void BusName::request(sd_bus* bus) {
+  if (_bus) return;
+  const BusMessage call = makeCall(bus, kRequest);
+  // Without flags: nobody is replaced, nobody may replace, and it waits for its turn.
+  if (!call || sd_bus_message_append(call.get(), "su", _name.c_str(), std::uint32_t{0}) < 0) return;
+  _bus = bus;
+  _question = sendCall(bus, call, [this](sd_bus_message* reply) {
+    std::uint32_t result = 0;
+    if (sd_bus_message_is_method_error(reply, nullptr) > 0) {
+      TVSLogNotice(TVSSystemLog, "The message bus refuses the name %@: %@", _name,
+                   busErrorText(reply));
+    } else if (sd_bus_message_read(reply, "u", &result) >= 0 && result == kInQueue) {
+      TVSLogNotice(TVSSystemLog, "Another process has the name %@, so this one goes without it",
+                   _name);
+    }
+  });
+}
+
+void BusName::release() {
+  if (!_bus) return;
+  const BusMessage call = makeCall(_bus, kRelease);
+  if (call && sd_bus_message_append(call.get(), "s", _name.c_str()) >= 0) sendCall(_bus, call);
+  forget();
+}
+
+void BusName::forget() {
+  _bus = nullptr;
+  _question.reset();
+}
+
+}  // namespace box

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <memory>
+#include <utility>
+
+#include <systemd/sd-bus.h>
+
+#include "box/services/door/Refusals.h"
+#include "platform/foundation/Queue.h"
+#include "platform/services/VorlaneReceiverUIDelegate.h"
+
+namespace box {
+
+/// The receiver interface on the bus: reads a call, refuses it or passes it to the delegate, and
+/// answers.
+///
+/// Arguments of the wrong D-Bus signature get a D-Bus error; every other refusal is a normal reply
+/// with its status, and a log line.
+///
+/// Threads: the door's.
+class ReceiverObject {
+ public:
+  static constexpr const char* kInterface = "quorin.tvvorlane.Receiver1";
+
+  explicit ReceiverObject(platform::MainQueue& mainQueue) : _mainQueue(mainQueue) {}
+
+  /// For sd_bus_add_object_vtable(), with a Peer as its user data.
+  static const sd_bus_vtable* vtable();
+
+  /// Before the first call.
+  void setDelegate(std::weak_ptr<VorlaneReceiverUIDelegate> delegate) {
+    _delegate = std::move(delegate);
+  }
+  void setFatalActionCheck(FatalActionCheck check) { _fatalActionCheck = std::move(check); }
+
+  std::shared_ptr<VorlaneReceiverUIDelegate> delegate() const { return _delegate.lock(); }
+  /// Asks the check on the main thread.
+  std::optional<Refusal> refusalOfAction(const std::string& action,
+                                         const platform::Dictionary& params) const;
+
+ private:
+  platform::MainQueue& _mainQueue;
+  std::weak_ptr<VorlaneReceiverUIDelegate> _delegate;
+  FatalActionCheck _fatalActionCheck;
+};
+
+}  // namespace box

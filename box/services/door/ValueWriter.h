@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include <systemd/sd-bus.h>
+
+#include "box/services/door/ValueCoding.h"
+#include "platform/foundation/Value.h"
+
+namespace box {
+
+/// Appends arguments to a message that is being built.
+///
+/// A layer is written as the string of its path. What has no form on the bus is left out: none and
+/// other objects. Text that is not UTF-8 gets
+/// replacement characters. The first failure (no memory, nested deeper than kMaximumValueDepth)
+/// ends the work.
+class ValueWriter {
+ public:
+  explicit ValueWriter(sd_bus_message* message) : _message(message) {}
+
+  void appendStatus(std::int32_t status);
+  void appendState(std::uint64_t state);
+  void appendString(const std::string& text);
+  /// An `av`.
+  void appendValueOrNone(const platform::Value& value);
+  /// An `a{sv}`.
+  void appendDictionary(const platform::Dictionary& dictionary);
+  void appendData(const platform::Bytes& data);
+
+  /// 0, or the negative errno of the first failure.
+  int error() const { return _error; }
+  /// About what the arguments take on the wire.
+  std::size_t bytes() const { return _bytes; }
+
+ private:
+  bool _check(int result);
+  bool _open(char type, const char* contents);
+  void _close();
+  void _basic(char type, const void* value, std::size_t bytes);
+  void _variant(const platform::Value& value, int depth);
+  void _number(const platform::Number& number);
+  void _array(const platform::Array& array, int depth);
+  void _dictionary(const platform::Dictionary& dictionary, int depth);
+
+  sd_bus_message* _message;
+  int _error = 0;
+  std::size_t _bytes = 0;
+};
+
+}  // namespace box

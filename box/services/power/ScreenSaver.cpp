@@ -1,0 +1,67 @@
+#include "box/services/power/ScreenSaver.h"
+
+#include <utility>
+
+#include "platform/foundation/TVSLogger.h"
+
+namespace box {
+
+namespace {
+constexpr BusMember member(const char* name) {
+  return {ScreenSaver::kService, "/org/freedesktop/ScreenSaver", ScreenSaver::kService, name};
+}
+}  // namespace
+
+void ScreenSaver::busDidConnect(sd_bus* bus) {
+  _bus = bus;
+  _name = BusNameWatch(bus, kService, [this](bool present) { _setPresent(present); });
+}
+
+void ScreenSaver::busDidDisconnect() {
+  _setPresent(false);
+  _name = {};
+  _bus = nullptr;
+}
+
+void ScreenSaver::_setPresent(bool present) {
+  _isPresent = present;
+  _question.reset();
+  _cookie.reset();
+  _saidRefused = false;
+  _update();
+}
+
+void ScreenSaver::setKeptAway(bool keptAway) {
+  _isKeptAway = keptAway;
+  _update();
+}
+
+void ScreenSaver::_update() {
+  // While an answer is awaited it is not known what there is to take back.
+  if (!_isPresent || _question || _isKeptAway == _cookie.has_value()) return;
+  if (!_isKeptAway) {
+    const BusMessage call = makeCall(_bus, member("UnInhibit"));
+    const auto cookie = *std::exchange(_cookie, std::nullopt);
+    if (call && sd_bus_message_append(call.get(), "u", cookie) >= 0) sendCall(_bus, call);
+    return;
+  }
+  const BusMessage call = makeCall(_bus, member("Inhibit"));
+  if (!call || sd_bus_message_append(call.get(), "ss", "TVVorlane", "Something is playing") < 0)
+    return;
+  _question = sendCall(_bus, call, [this](sd_bus_message* reply) {
+    _question.reset();
+    std::uint32_t cookie = 0;
+    if (sd_bus_message_read(reply, "u", &cookie) >= 0) {
+      _cookie = cookie;
+      _update();
+    } else if (!std::exchange(_saidRefused, true)) {
+      TVSLogNotice(TVSSystemLog, "The screen saver is not kept away: %@", busErrorText(reply));
+    }
+  });
+}
+
+void ScreenSaver::reportActivity() {
+  if (_isPresent) sendCall(_bus, makeCall(_bus, member("SimulateUserActivity")));
+}
+
+}  // namespace box

@@ -1,0 +1,90 @@
+#include "box/services/support/ServiceThread.h"
+
+#include <algorithm>
+#include <chrono>
+#include <climits>
+#include <cstdint>
+#include <vector>
+
+#include <poll.h>
+#include <sys/eventfd.h>
+
+#include "box/services/support/FileDescriptor.h"
+
+namespace box {
+
+namespace {
+
+/// Not later than the deadline by more than a millisecond, and never earlier.
+int timeoutUntil(std::optional<platform::TimePoint> deadline) {
+  if (!deadline) return -1;
+  const auto rest = *deadline - platform::SystemClock().now();
+  if (rest <= platform::Duration::zero()) return 0;
+  const auto milliseconds = std::chrono::ceil<std::chrono::milliseconds>(rest).count();
+  return static_cast<int>(std::min<std::int64_t>(milliseconds, INT_MAX));
+}
+
+}  // namespace
+
+/// How the thread sleeps.
+class ServiceThread::Poll final : public platform::Waiter {
+ public:
+  void wait(std::optional<platform::TimePoint> deadline) override {
+    _polled.assign({{_event.get(), POLLIN, 0}});
+    for (const Source* source : _sources) {
+      _polled.push_back({source->descriptor(), source->interest(), 0});
+      if (const auto due = source->deadline())
+        deadline = deadline ? std::min(*deadline, *due) : due;
+    }
+    const auto sources = _sources;
+    if (poll(_polled.data(), _polled.size(), timeoutUntil(deadline)) < 0) return;
+    if (_polled[0].revents != 0) {
+      eventfd_t ignored = 0;
+      static_cast<void>(eventfd_read(_event.get(), &ignored));
+    }
+    const platform::TimePoint now = platform::SystemClock().now();
+    for (std::size_t index = 0; index < sources.size(); ++index) {
+      Source* const source = sources[index];
+      // One that was served before may have removed it.
+      if (std::find(_sources.begin(), _sources.end(), source) == _sources.end()) continue;
+      const auto due = source->deadline();
+      if (_polled[index + 1].revents != 0 || (due && *due <= now)) source->serve();
+    }
+  }
+
+  void wake() override {
+    // Fails only when the counter is full, and then the descriptor is readable.
+    static_cast<void>(eventfd_write(_event.get(), 1));
+  }
+
+  void add(Source& source) { _sources.push_back(&source); }
+  void remove(Source& source) { std::erase(_sources, &source); }
+
+ private:
+  const FileDescriptor _event{eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)};
+  std::vector<Source*> _sources;
+  std::vector<pollfd> _polled;
+};
+
+ServiceThread::ServiceThread()
+    : _poll(std::make_shared<Poll>()),
+      _queue(std::make_shared<platform::MainQueue>(_clock, _poll)) {}
+
+ServiceThread::~ServiceThread() { stop(); }
+
+void ServiceThread::start() {
+  _thread = std::thread([this] { _queue->run(); });
+}
+
+void ServiceThread::stop() {
+  _queue->stop();
+  if (_thread.joinable()) _thread.join();
+  _queue->discard();
+}
+
+platform::Token ServiceThread::add(Source& source) {
+  _poll->add(source);
+  return platform::Token([poll = _poll, gone = &source] { poll->remove(*gone); });
+}
+
+}  // namespace box
