@@ -12,8 +12,8 @@
 #include <vector>
 
 #include "bench/screen/Pictures.h"
-#include "box/screen/Screen.h"
-#include "box/screen/Sdl.h"
+#include "box/screen/drawing/Sdl.h"
+#include "box/screen/window/Screen.h"
 
 namespace bench {
 namespace {

@@ -17,8 +17,8 @@
 
 #include "bench/screen/Pictures.h"
 #include "bench/screen/Presses.h"
-#include "box/screen/ScreenWindow.h"
-#include "box/screen/VideoSystem.h"
+#include "box/screen/window/ScreenWindow.h"
+#include "box/screen/window/VideoSystem.h"
 
 namespace {
 

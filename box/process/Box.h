@@ -10,7 +10,7 @@
 #include "box/process/Options.h"
 #include "box/process/ServiceManager.h"
 #include "box/process/SignalWatch.h"
-#include "box/screen/Screen.h"
+#include "box/screen/window/Screen.h"
 #include "box/services/Surroundings.h"
 #include "box/services/door/Door.h"
 #include "box/services/door/Notifications.h"

@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <functional>
 
-#include "box/screen/Theme.h"
+#include "box/screen/drawing/Theme.h"
 
 namespace box {
 

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "box/screen/ScreenOptions.h"
+#include "box/screen/drawing/ScreenOptions.h"
 #include "box/services/door/Door.h"
 
 namespace box {

@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "box/screen/Theme.h"
+#include "box/screen/drawing/Theme.h"
 
 namespace box::test {
 

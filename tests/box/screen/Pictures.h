@@ -6,10 +6,10 @@
 #include <utility>
 #include <vector>
 
-#include "box/screen/CairoTexture.h"
-#include "box/screen/SceneRenderer.h"
-#include "box/screen/Sdl.h"
-#include "box/screen/TextRenderer.h"
+#include "box/screen/drawing/CairoTexture.h"
+#include "box/screen/drawing/Sdl.h"
+#include "box/screen/drawing/TextRenderer.h"
+#include "box/screen/elements/SceneRenderer.h"
 #include "media/output/FrameLayer.h"
 #include "media/output/VideoFrames.h"
 #include "platform/ui/Scene.h"

@@ -1,0 +1,62 @@
+#include "box/screen/drawing/RendererChoice.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <filesystem>
+#include <string_view>
+#include <system_error>
+
+namespace box {
+namespace {
+
+/// Before anything of a driver is loaded. What is found may still be of no use.
+bool mayHaveGraphicsProcessor() {
+  namespace fs = std::filesystem;
+  std::error_code ignored;
+  for (const char* device : {"/dev/nvidiactl", "/dev/mali0", "/dev/pvr_sync"}) {
+    if (fs::exists(device, ignored)) return true;
+  }
+  fs::directory_iterator nodes("/dev/dri", ignored);
+  return std::any_of(fs::begin(nodes), fs::end(nodes), [](const fs::directory_entry& node) {
+    return node.path().filename().native().starts_with("renderD");
+  });
+}
+
+bool isPlayedByTheProcessor(SDL_Renderer* renderer) {
+  SDL_RendererInfo info{};
+  if (SDL_GetRendererInfo(renderer, &info) != 0) return false;
+  if (!std::string_view(info.name).starts_with("opengl")) return false;
+  constexpr unsigned kRendererName = 0x1F01;  // GL_RENDERER
+  using GetString = const unsigned char* (*)(unsigned);
+  const auto getString = reinterpret_cast<GetString>(SDL_GL_GetProcAddress("glGetString"));
+  const unsigned char* text = getString ? getString(kRendererName) : nullptr;
+  if (!text) return false;
+  const std::string_view name(reinterpret_cast<const char*>(text));
+  constexpr std::array<std::string_view, 3> kPlayed{"llvmpipe", "softpipe", "swrast"};
+  return std::any_of(kPlayed.begin(), kPlayed.end(), [&](std::string_view played) {
+    return name.find(played) != std::string_view::npos;
+  });
+}
+
+}  // namespace
+
+RendererPtr makeRenderer(SDL_Window* window, bool inMemory) {
+  const char* chosen = std::getenv("SDL_RENDER_DRIVER");
+  const bool isChosen = chosen && *chosen;
+  if (!inMemory && (isChosen || mayHaveGraphicsProcessor())) {
+    RendererPtr renderer(
+        SDL_CreateRenderer(window, -1, SDL_RENDERER_ACCELERATED | SDL_RENDERER_PRESENTVSYNC));
+    // The software renderer, if it was named, would only sleep to wait.
+    if (renderer && !isAccelerated(renderer.get())) SDL_RenderSetVSync(renderer.get(), 0);
+    if (renderer && (isChosen || !isPlayedByTheProcessor(renderer.get()))) return renderer;
+  }
+  return RendererPtr(SDL_CreateRenderer(window, -1, SDL_RENDERER_SOFTWARE));
+}
+
+bool isAccelerated(SDL_Renderer* renderer) {
+  SDL_RendererInfo info{};
+  return SDL_GetRendererInfo(renderer, &info) == 0 && (info.flags & SDL_RENDERER_ACCELERATED) != 0;
+}
+
+}  // namespace box

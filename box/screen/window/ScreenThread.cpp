@@ -1,0 +1,268 @@
+#include "box/screen/window/ScreenThread.h"
+
+#include <algorithm>
+#include <chrono>
+#include <utility>
+
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include "box/screen/drawing/RendererChoice.h"
+
+namespace box {
+namespace {
+
+constexpr int kNiceness = 10;
+
+/// Drawing by the processor keeps one busy for most of a frame's time, also with the first pictures
+/// of a fade. Who decodes the next picture, or answers a call, goes first.
+void letOthersGoFirst() { setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), kNiceness); }
+
+using SteadyClock = std::chrono::steady_clock;
+
+const platform::Scene& emptyScene() {
+  static const platform::Scene scene;
+  return scene;
+}
+
+}  // namespace
+
+ScreenThread::ScreenThread(const platform::Clock& clock, ScreenOptions options, Events events)
+    : _clock(clock),
+      _options(std::move(options)),
+      _events(std::move(events)),
+      _thread([this] { _run(); }) {}
+
+ScreenThread::~ScreenThread() {
+  _post(Stop{});
+  _thread.join();
+}
+
+void ScreenThread::open(std::uint64_t session) { _post(Open{session}); }
+void ScreenThread::close() { _post(Close{}); }
+void ScreenThread::capture(std::uint64_t id) { _post(Capture{id}); }
+void ScreenThread::setKeepsDisplayOn(bool keepsOn) { _post(KeepDisplayOn{keepsOn}); }
+void ScreenThread::setScene(std::shared_ptr<const platform::Scene> scene) {
+  _post(SetScene{std::move(scene)});
+}
+
+FrameStatistics ScreenThread::statistics() const {
+  const std::lock_guard lock(_statisticsMutex);
+  FrameStatistics statistics = _statistics;
+  statistics.judder = _judder.statistics();
+  return statistics;
+}
+
+void ScreenThread::_post(Command command) {
+  {
+    const std::lock_guard lock(_mutex);
+    // Only the newest of several scenes is drawn. The old one goes after the lock.
+    if (std::holds_alternative<SetScene>(command) && !_commands.empty() &&
+        std::holds_alternative<SetScene>(_commands.back())) {
+      std::swap(_commands.back(), command);
+    } else {
+      _commands.push_back(std::move(command));
+    }
+  }
+  _signal->waker.wake();
+}
+
+void ScreenThread::_run() {
+  VideoSystem video;
+  TextRenderer texts(_options.language);
+  _video = &video;
+  _texts = &texts;
+  std::string reason;
+  // A failure is told when a window is asked for: the display may be there by then.
+  video.start(reason);
+  texts.warmUp();
+  while (!_stopping) {
+    if (const auto event = _signal->waker.sleep(_timeToNextFrame())) _handle(*event);
+    SDL_Event more;
+    while (_window && !video.isHeadless() && SDL_PollEvent(&more) == 1) _handle(more);
+    for (const Command& command : _takeCommands()) {
+      std::visit([&](const auto& kind) { _execute(kind); }, command);
+      if (_stopping) break;
+    }
+    _drawIfNeeded();
+  }
+  _closeWindow();
+  if (_encoder.joinable()) _encoder.join();
+}
+
+std::deque<ScreenThread::Command> ScreenThread::_takeCommands() {
+  const std::lock_guard lock(_mutex);
+  return std::exchange(_commands, {});
+}
+
+void ScreenThread::_execute(const KeepDisplayOn& command) {
+  if (!_window) return;
+  if (command.keepsOn) {
+    SDL_DisableScreenSaver();
+  } else {
+    SDL_EnableScreenSaver();
+  }
+}
+
+void ScreenThread::_execute(const Open& command) {
+  if (!_window) {
+    std::string reason;
+    if (_video->start(reason)) {
+      _window = ScreenWindow::open(_options, _video->isHeadless(), *_texts, reason);
+    }
+    if (!_window) {
+      _events.opened(command.session, std::move(reason));
+      return;
+    }
+    if (!isAccelerated(SDL_GetRenderer(_window->window()))) letOthersGoFirst();
+    _damaged = true;
+    // Where presenting waits for the display, this only bounds it should it not.
+    const platform::Duration refresh = _window->refreshInterval();
+    _pace = RefreshPace(_window->followsDisplay() ? refresh / 2 : refresh);
+  }
+  _session = command.session;
+  _events.opened(command.session, std::nullopt);
+  if (_input || _video->isHeadless()) return;
+  _input = std::make_unique<ScreenInput>(_window->window());
+  _signal->waker.useEventQueue(true);
+}
+
+void ScreenThread::_execute(const SetScene& command) {
+  _scene = command.scene;
+  _damaged = true;
+  _watchVideos(_scene ? videosOf(*_scene) : std::vector<std::shared_ptr<media::VideoFrames>>{});
+}
+
+void ScreenThread::_execute(const Capture& command) {
+  if (!_window) {
+    _events.captured(command.id, nullptr);
+    return;
+  }
+  // What is new is drawn as ever, and then once more to be read: a capture changes no count of
+  // frames.
+  if (_damaged || _signal->videoChanged) _draw();
+  PixelRows rows = _window->capture(_scene ? *_scene : emptyScene(), _clock.now());
+  // Encoding takes as long as several frames. One picture at a time: who asks faster than that
+  // waits.
+  if (_encoder.joinable()) _encoder.join();
+  _encoder = std::thread([this, id = command.id, taken = std::move(rows)]() mutable {
+    _events.captured(id, encodePng(std::move(taken)));
+  });
+}
+
+void ScreenThread::_closeWindow() {
+  _watchVideos({});
+  _scene.reset();
+  _signal->waker.useEventQueue(false);
+  if (!_window) return;
+  _input.reset();
+  _window.reset();
+  _moves = false;
+  // What the window left behind must not reach the next one. The display is told now, not with the
+  // next event.
+  SDL_PumpEvents();
+  SDL_FlushEvents(SDL_FIRSTEVENT, SDL_LASTEVENT);
+}
+
+void ScreenThread::_watchVideos(std::vector<std::shared_ptr<media::VideoFrames>> videos) {
+  const auto contains = [](const auto& list, const auto& video) {
+    return std::find(list.begin(), list.end(), video) != list.end();
+  };
+  for (const auto& video : _watched) {
+    if (!contains(videos, video)) video->setWakeup({});
+  }
+  for (const auto& video : videos) {
+    if (contains(_watched, video)) continue;
+    video->setWakeup([signal = _signal] {
+      signal->videoChanged = true;
+      signal->waker.wake();
+    });
+  }
+  _watched = std::move(videos);
+}
+
+void ScreenThread::_handle(const SDL_Event& event) {
+  if (!_window) return;
+  switch (event.type) {
+    case SDL_WINDOWEVENT:
+      if (_window->owns(event)) _handleWindow(event.window);
+      return;
+    case SDL_QUIT: {
+      const std::uint64_t session = _session;
+      _closeWindow();
+      _events.closed(session);
+      return;
+    }
+    case SDL_RENDER_TARGETS_RESET:
+    case SDL_RENDER_DEVICE_RESET:
+      _window->forgetTextures();
+      _damaged = true;
+      return;
+    default:
+      break;
+  }
+  if (!_input) return;
+  if (const auto remote = _input->translate(event)) _events.input(_session, *remote);
+}
+
+void ScreenThread::_handleWindow(const SDL_WindowEvent& event) {
+  switch (event.event) {
+    case SDL_WINDOWEVENT_EXPOSED:
+    case SDL_WINDOWEVENT_SHOWN:
+    case SDL_WINDOWEVENT_RESTORED:
+    case SDL_WINDOWEVENT_SIZE_CHANGED:
+      _damaged = true;
+      return;
+    case SDL_WINDOWEVENT_CLOSE: {
+      const std::uint64_t session = _session;
+      _closeWindow();
+      _events.closed(session);
+      return;
+    }
+    default:
+      return;
+  }
+}
+
+void ScreenThread::_drawIfNeeded() {
+  if (!_needsFrame()) return;
+  const platform::TimePoint now = _clock.now();
+  if (_nextFrame(now) <= now) _draw();
+}
+
+void ScreenThread::_draw() {
+  const auto begin = SteadyClock::now();
+  const platform::TimePoint now = _clock.now();
+  // Before the picture is taken: one that comes now is drawn the next time.
+  _signal->videoChanged = false;
+  _damaged = false;
+  _pace.drawn(now);
+  _moves = _window->draw(_scene ? *_scene : emptyScene(), now);
+  _countFrame(SteadyClock::now() - begin);
+}
+
+void ScreenThread::_countFrame(platform::Duration cost) {
+  const double milliseconds = platform::secondsFromDuration(cost) * 1000;
+  const platform::TimePoint now = _clock.now();
+  const std::lock_guard lock(_statisticsMutex);
+  ++_statistics.frames;
+  _statistics.averageMilliseconds +=
+      (milliseconds - _statistics.averageMilliseconds) / static_cast<double>(_statistics.frames);
+  _statistics.longestMilliseconds = std::max(_statistics.longestMilliseconds, milliseconds);
+  for (const ShownPicture& picture : _window->shown())
+    _judder.shown(picture, now, _window->refreshInterval());
+}
+
+std::optional<platform::Duration> ScreenThread::_timeToNextFrame() const {
+  if (!_needsFrame()) return std::nullopt;
+  const platform::TimePoint now = _clock.now();
+  return _nextFrame(now) - now;
+}
+
+platform::TimePoint ScreenThread::_nextFrame(platform::TimePoint now) const {
+  const bool changed = _damaged || _signal->videoChanged;
+  return _pace.earliest(now,
+                        changed ? RefreshPace::Reason::Change : RefreshPace::Reason::Animation);
+}
+
+}  // namespace box

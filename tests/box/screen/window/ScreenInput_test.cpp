@@ -1,0 +1,157 @@
+#include "box/screen/window/ScreenInput.h"
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+namespace {
+
+using platform::PressType;
+using platform::SwipeDirection;
+
+/// A window without a display, and what it makes of its events.
+class ScreenInput : public testing::Test {
+ protected:
+  ScreenInput() {
+    setenv("SDL_VIDEODRIVER", "dummy", 1);
+    // No window has the focus there.
+    SDL_SetHint(SDL_HINT_JOYSTICK_ALLOW_BACKGROUND_EVENTS, "1");
+    SDL_InitSubSystem(SDL_INIT_VIDEO);
+    window.reset(SDL_CreateWindow("test", 0, 0, 1000, 500, static_cast<Uint32>(SDL_WINDOW_HIDDEN)));
+    input.emplace(window.get());
+    heard();
+  }
+  ~ScreenInput() override {
+    input.reset();
+    window.reset();
+    SDL_QuitSubSystem(SDL_INIT_VIDEO);
+  }
+  /// What has come since the last look: "up" a press, "up.." a repeat, "+up" and "-up" a button's
+  /// ways, "~up" a swipe.
+  std::string heard() {
+    constexpr const char* kPresses[] = {"up",     "down", "left",      "right",
+                                        "select", "menu", "playpause", "home"};
+    constexpr const char* kSwipes[] = {"~left", "~right", "~up", "~down"};
+    constexpr const char* kKinds[] = {"", "+", "-"};
+    std::string events;
+    SDL_Event event;
+    while (SDL_PollEvent(&event) != 0) {
+      const auto one = input->translate(event);
+      if (!one) continue;
+      if (!events.empty()) events += ' ';
+      events += kKinds[static_cast<int>(one->kind)];
+      if (const auto* press = std::get_if<PressType>(&one->input.what)) {
+        events += kPresses[static_cast<int>(*press)];
+      } else {
+        events += kSwipes[static_cast<int>(std::get<SwipeDirection>(one->input.what))];
+      }
+      if (one->input.repeated) events += "..";
+    }
+    return events;
+  }
+  void key(SDL_Keycode code, Uint8 repeat = 0) {
+    SDL_Event event{};
+    event.type = SDL_KEYDOWN;
+    event.key.keysym.sym = code;
+    event.key.repeat = repeat;
+    SDL_PushEvent(&event);
+  }
+  void finger(Uint32 type, double x, double y) {
+    SDL_Event event{};
+    event.type = type;
+    event.tfinger.x = static_cast<float>(x);
+    event.tfinger.y = static_cast<float>(y);
+    SDL_PushEvent(&event);
+  }
+  void mouse(Uint32 type, Uint8 button, int y) {
+    SDL_Event event{};
+    event.type = type;
+    (type == SDL_MOUSEMOTION ? event.motion.x : event.button.x) = 500;
+    (type == SDL_MOUSEMOTION ? event.motion.y : event.button.y) = y;
+    if (type != SDL_MOUSEMOTION) event.button.button = button;
+    SDL_PushEvent(&event);
+  }
+
+  box::WindowPtr window;
+  std::optional<box::ScreenInput> input;
+};
+
+TEST_F(ScreenInput, KeysAreTheButtonsOfTheRemote) {
+  for (const SDL_KeyCode code :
+       {SDLK_UP, SDLK_DOWN, SDLK_LEFT, SDLK_RIGHT, SDLK_RETURN, SDLK_KP_ENTER, SDLK_SELECT,
+        SDLK_ESCAPE, SDLK_BACKSPACE, SDLK_AC_BACK, SDLK_MENU, SDLK_SPACE, SDLK_AUDIOPLAY, SDLK_HOME,
+        SDLK_AC_HOME, SDLK_a, SDLK_LSHIFT})
+    key(code);
+  key(SDLK_RIGHT, 1);
+  EXPECT_EQ(heard(),
+            "up down left right select select select menu menu menu menu playpause playpause home "
+            "home right..");
+}
+
+TEST_F(ScreenInput, HearsAControllerThatComesAndGoes) {
+  const int device = SDL_JoystickAttachVirtual(
+      SDL_JOYSTICK_TYPE_GAMECONTROLLER, SDL_CONTROLLER_AXIS_MAX, SDL_CONTROLLER_BUTTON_MAX, 0);
+  if (device < 0) GTEST_SKIP() << "no virtual controllers: " << SDL_GetError();
+  EXPECT_EQ(heard(), "");
+  SDL_Joystick* const joystick =
+      SDL_JoystickFromInstanceID(SDL_JoystickGetDeviceInstanceID(device));
+  ASSERT_NE(joystick, nullptr) << "it is opened as soon as it is there";
+
+  const auto set = [&](SDL_GameControllerButton button, Uint8 state) {
+    SDL_JoystickSetVirtualButton(joystick, button, state);
+    SDL_JoystickUpdate();
+  };
+  for (const auto button :
+       {SDL_CONTROLLER_BUTTON_DPAD_UP, SDL_CONTROLLER_BUTTON_DPAD_DOWN,
+        SDL_CONTROLLER_BUTTON_DPAD_LEFT, SDL_CONTROLLER_BUTTON_A, SDL_CONTROLLER_BUTTON_B,
+        SDL_CONTROLLER_BUTTON_START, SDL_CONTROLLER_BUTTON_X}) {
+    set(button, SDL_PRESSED);
+    set(button, SDL_RELEASED);
+  }
+  EXPECT_EQ(heard(),
+            "+up -up +down -down +left -left +select -select +menu -menu +playpause -playpause");
+  SDL_Event guide{};  // told late by SDL when it comes up, so not pressed
+  guide.type = SDL_CONTROLLERBUTTONDOWN;
+  guide.cbutton.button = SDL_CONTROLLER_BUTTON_GUIDE;
+  SDL_PushEvent(&guide);
+  EXPECT_EQ(heard(), "+home");
+  set(SDL_CONTROLLER_BUTTON_DPAD_RIGHT, SDL_PRESSED);
+  EXPECT_EQ(heard(), "+right");
+  SDL_JoystickDetachVirtual(device);
+  EXPECT_EQ(heard(), "-right") << "nobody lets go of it any more";
+}
+
+TEST_F(ScreenInput, MakesOneSwipeOfOneDrag) {
+  // Fractions of a window twice as wide as high.
+  const struct {
+    const char* name;
+    std::vector<std::pair<double, double>> way;
+    const char* heard;
+  } cases[]{{"right", {{0.5, 0.5}, {0.52, 0.51}, {0.55, 0.5}, {0.9, 0.5}}, "~right"},
+            {"left", {{0.5, 0.5}, {0.4, 0.4}}, "~left"},
+            {"up", {{0.5, 0.5}, {0.51, 0.3}}, "~up"},
+            {"down", {{0.5, 0.5}, {0.5, 0.8}}, "~down"},
+            {"longer across than it looks", {{0.5, 0.5}, {0.6, 0.62}}, "~right"},
+            {"there and back is the first way", {{0.5, 0.5}, {0.6, 0.5}, {0.1, 0.5}}, "~right"},
+            {"too short", {{0.5, 0.5}, {0.53, 0.55}}, ""}};
+  for (const auto& the : cases) {
+    finger(SDL_FINGERMOTION, 0.1, 0.1);  // nothing is down
+    finger(SDL_FINGERDOWN, the.way[0].first, the.way[0].second);
+    for (const auto& [x, y] : the.way) finger(SDL_FINGERMOTION, x, y);
+    finger(SDL_FINGERUP, 0, 0);
+    finger(SDL_FINGERMOTION, 0.9, 0.9);  // it came up
+    EXPECT_EQ(heard(), the.heard) << the.name;
+  }
+  mouse(SDL_MOUSEBUTTONDOWN, SDL_BUTTON_RIGHT, 250);
+  mouse(SDL_MOUSEMOTION, 0, 450);
+  EXPECT_EQ(heard(), "");
+  mouse(SDL_MOUSEBUTTONDOWN, SDL_BUTTON_LEFT, 250);
+  mouse(SDL_MOUSEMOTION, 0, 150);
+  mouse(SDL_MOUSEBUTTONUP, SDL_BUTTON_LEFT, 150);
+  EXPECT_EQ(heard(), "~up");
+}
+
+}  // namespace
