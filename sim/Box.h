@@ -11,7 +11,7 @@
 
 #include "platform/media/MediaEngine.h"
 #include "platform/services/Platform.h"
-#include "platform/ui/ViewServiceHost.h"
+#include "platform/ui/controllers/ViewServiceHost.h"
 #include "sim/AssertionsThrow.h"  // IWYU pragma: export
 #include "sim/Audio.h"
 #include "sim/Journal.h"

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/ui/Layer.h"
+#include "platform/ui/scene/Layer.h"
 
 namespace sim {
 

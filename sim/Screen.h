@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "platform/foundation/Queue.h"
-#include "platform/ui/Screen.h"
+#include "platform/ui/scene/Screen.h"
 
 namespace sim {
 

@@ -4,8 +4,8 @@
 #include <string>
 
 #include "TVVorlane/TVVorlaneMediaViewControllerDelegate.h"
-#include "platform/ui/AlertController.h"
-#include "platform/ui/ViewServiceHost.h"
+#include "platform/ui/controllers/AlertController.h"
+#include "platform/ui/controllers/ViewServiceHost.h"
 
 class TVVorlaneInfoSession;
 class TVVorlanePINViewController;

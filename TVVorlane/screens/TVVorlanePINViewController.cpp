@@ -1,6 +1,6 @@
 #include "TVVorlane/TVVorlanePINViewController.h"
 
-#include "platform/ui/GestureRecognizer.h"
+#include "platform/ui/views/GestureRecognizer.h"
 
 namespace {
 constexpr int kBlurStyle = 4005;

@@ -4,9 +4,9 @@
 #include <memory>
 #include <string>
 
-#include "platform/ui/DigitEntryViewController.h"
-#include "platform/ui/ViewController.h"
-#include "platform/ui/VisualEffectView.h"
+#include "platform/ui/controllers/DigitEntryViewController.h"
+#include "platform/ui/controllers/ViewController.h"
+#include "platform/ui/views/VisualEffectView.h"
 
 /// Shows a code in four boxes below a title, over a blur of what lies beneath. The menu button
 /// calls the dismiss handler, once; the controller waits to be taken away. Main thread.

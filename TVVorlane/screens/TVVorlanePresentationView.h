@@ -3,10 +3,10 @@
 #include <memory>
 #include <string>
 
-#include "platform/ui/ActivityIndicatorView.h"
-#include "platform/ui/LayerView.h"
-#include "platform/ui/View.h"
-#include "platform/ui/ViewController.h"
+#include "platform/ui/controllers/ViewController.h"
+#include "platform/ui/views/ActivityIndicatorView.h"
+#include "platform/ui/views/LayerView.h"
+#include "platform/ui/views/View.h"
 
 /// The surface of a mirrored screen: black, with a content view whose layer the receiver service
 /// draws into, and a spinner in its place while the stream stalls. Main thread.

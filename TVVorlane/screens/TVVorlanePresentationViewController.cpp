@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "TVVorlane/TVVorlanePresentationSession.h"
-#include "platform/ui/GestureRecognizer.h"
+#include "platform/ui/views/GestureRecognizer.h"
 
 using platform::PressType;
 using platform::SwipeDirection;

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "TVVorlane/TVVorlanePresentationView.h"
-#include "platform/ui/ViewController.h"
+#include "platform/ui/controllers/ViewController.h"
 
 class TVVorlanePresentationSession;
 

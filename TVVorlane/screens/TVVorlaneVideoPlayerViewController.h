@@ -3,7 +3,7 @@
 #include <memory>
 #include <string>
 
-#include "platform/ui/VideoPlayerViewController.h"
+#include "platform/ui/player/VideoPlayerViewController.h"
 
 class TVVorlaneURLSession;
 

@@ -3,7 +3,7 @@
 #include "TVVorlane/TVVorlanePresentationView.h"
 #include "TVVorlane/TVVorlaneSessionManager.h"
 #include "TVVorlane/TVVorlaneUtilities.h"
-#include "platform/ui/Geometry.h"
+#include "platform/ui/scene/Geometry.h"
 
 void TVVorlanePresentationSession::startWithOptions(const platform::Dictionary& options,
                                                     StartCompletion completion) {

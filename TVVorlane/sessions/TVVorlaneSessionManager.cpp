@@ -13,7 +13,7 @@
 #include "platform/foundation/Assertion.h"
 #include "platform/foundation/TVSLogger.h"
 #include "platform/services/Platform.h"
-#include "platform/ui/ViewServiceHost.h"
+#include "platform/ui/controllers/ViewServiceHost.h"
 
 using namespace std::chrono_literals;
 using platform::Platform;

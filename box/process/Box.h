@@ -18,8 +18,8 @@
 #include "box/sound/SoundRoutes.h"
 #include "media/pipeline/AudioDevice.h"
 #include "platform/services/Platform.h"
-#include "platform/ui/HeldButton.h"
-#include "platform/ui/ViewServiceHost.h"
+#include "platform/ui/controllers/HeldButton.h"
+#include "platform/ui/controllers/ViewServiceHost.h"
 #include "streaming/playback/StreamedItem.h"
 
 namespace box {

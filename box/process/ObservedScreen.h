@@ -5,7 +5,7 @@
 #include <optional>
 #include <utility>
 
-#include "platform/ui/Screen.h"
+#include "platform/ui/scene/Screen.h"
 
 namespace box {
 

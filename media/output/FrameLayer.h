@@ -3,7 +3,7 @@
 #include <memory>
 
 #include "media/output/VideoFrames.h"
-#include "platform/ui/Layer.h"
+#include "platform/ui/scene/Layer.h"
 
 namespace media {
 

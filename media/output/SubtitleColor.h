@@ -3,7 +3,7 @@
 #include <optional>
 #include <string_view>
 
-#include "platform/ui/Geometry.h"
+#include "platform/ui/scene/Geometry.h"
 
 namespace media {
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/ui/Geometry.h"
+#include "platform/ui/scene/Geometry.h"
 
 namespace media {
 

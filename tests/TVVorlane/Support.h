@@ -16,7 +16,7 @@
 #include "TVVorlane/TVVorlaneSessionDelegate.h"
 #include "TVVorlane/TVVorlaneSessionManager.h"
 #include "platform/foundation/MediaTime.h"
-#include "platform/ui/Press.h"
+#include "platform/ui/scene/Press.h"
 #include "sim/AssertionsThrow.h"
 #include "sim/Box.h"
 #include "sim/MediaEngine.h"

@@ -25,8 +25,8 @@ ALLOWED = {
 
 FORBIDDEN = [
     ("platform/foundation/Bad.h", '"platform/media/TVSPlayer.h"'),
-    ("platform/media/Bad.cpp", '"platform/ui/View.h"'),
-    ("platform/ui/Bad.h", '"TVVorlane/Session.h"'),
+    ("platform/media/Bad.cpp", '"platform/ui/views/View.h"'),
+    ("platform/ui/views/Bad.h", '"TVVorlane/Session.h"'),
     ("platform/services/Bad.h", '"sim/Box.h"'),
     ("platform/Bad.h", '"platform/foundation/Value.h"'),
     ("sim/Bad.cpp", '"box/process/Box.h"'),

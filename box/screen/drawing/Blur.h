@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "box/screen/drawing/Sdl.h"
-#include "platform/ui/Geometry.h"
+#include "platform/ui/scene/Geometry.h"
 
 namespace box {
 

@@ -7,7 +7,7 @@
 
 #include "box/screen/drawing/Sdl.h"
 #include "platform/foundation/Value.h"
-#include "platform/ui/Geometry.h"
+#include "platform/ui/scene/Geometry.h"
 
 namespace box {
 

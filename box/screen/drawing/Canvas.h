@@ -6,7 +6,7 @@
 #include "box/screen/drawing/Sdl.h"
 #include "box/screen/drawing/Shapes.h"
 #include "box/screen/drawing/TextRenderer.h"
-#include "platform/ui/Geometry.h"
+#include "platform/ui/scene/Geometry.h"
 
 namespace box {
 

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/ui/Geometry.h"
+#include "platform/ui/scene/Geometry.h"
 
 namespace box {
 

@@ -2,7 +2,7 @@
 
 #include "box/screen/drawing/Sdl.h"
 #include "box/screen/drawing/TextureCache.h"
-#include "platform/ui/Geometry.h"
+#include "platform/ui/scene/Geometry.h"
 
 namespace box {
 

@@ -6,7 +6,7 @@
 #include "box/screen/drawing/Sdl.h"
 #include "box/screen/drawing/TextureCache.h"
 #include "box/screen/drawing/Theme.h"
-#include "platform/ui/Scene.h"
+#include "platform/ui/scene/Scene.h"
 
 struct _PangoContext;  // NOLINT(bugprone-reserved-identifier): the library's name
 

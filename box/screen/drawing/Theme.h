@@ -1,8 +1,8 @@
 #pragma once
 
 #include "platform/foundation/Clock.h"
-#include "platform/ui/Geometry.h"
-#include "platform/ui/Scene.h"
+#include "platform/ui/scene/Geometry.h"
+#include "platform/ui/scene/Scene.h"
 
 /// The design system: how everything on screen looks and moves. Nothing else in this folder holds a
 /// colour, a size or a duration.

@@ -3,7 +3,7 @@
 #include <string>
 
 #include "box/screen/drawing/Canvas.h"
-#include "platform/ui/Geometry.h"
+#include "platform/ui/scene/Geometry.h"
 
 /// What several elements have in common.
 namespace box {

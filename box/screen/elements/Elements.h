@@ -1,7 +1,7 @@
 #pragma once
 
 #include "box/screen/drawing/Canvas.h"
-#include "platform/ui/Scene.h"
+#include "platform/ui/scene/Scene.h"
 
 /// How each kind of element looks, but for video and blur, which need more than a canvas. `alpha`
 /// is the opacity of everything above the element.

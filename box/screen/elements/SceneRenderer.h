@@ -14,7 +14,7 @@
 #include "box/screen/video/JudderMeter.h"
 #include "box/screen/video/Subtitles.h"
 #include "media/output/VideoFrames.h"
-#include "platform/ui/Scene.h"
+#include "platform/ui/scene/Scene.h"
 
 namespace box {
 

@@ -3,7 +3,7 @@
 #include <optional>
 
 #include "box/screen/drawing/Sdl.h"
-#include "platform/ui/Press.h"
+#include "platform/ui/scene/Press.h"
 
 namespace box {
 

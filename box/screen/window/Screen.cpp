@@ -7,7 +7,7 @@
 
 #include "box/screen/window/ScreenThread.h"
 #include "platform/foundation/TVSLogger.h"
-#include "platform/ui/HeldButton.h"
+#include "platform/ui/controllers/HeldButton.h"
 
 namespace box {
 

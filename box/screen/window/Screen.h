@@ -6,7 +6,7 @@
 #include "box/screen/drawing/ScreenOptions.h"
 #include "platform/foundation/Clock.h"
 #include "platform/foundation/MainQueue.h"
-#include "platform/ui/Screen.h"
+#include "platform/ui/scene/Screen.h"
 
 namespace box {
 

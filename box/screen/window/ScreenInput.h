@@ -5,7 +5,7 @@
 
 #include "box/screen/drawing/Sdl.h"
 #include "box/screen/window/InputMapping.h"
-#include "platform/ui/Press.h"
+#include "platform/ui/scene/Press.h"
 
 namespace box {
 

@@ -23,7 +23,7 @@
 #include "media/output/VideoFrames.h"
 #include "platform/foundation/Clock.h"
 #include "platform/foundation/Value.h"
-#include "platform/ui/Scene.h"
+#include "platform/ui/scene/Scene.h"
 
 namespace box {
 

@@ -15,7 +15,7 @@
 #include "platform/foundation/Queue.h"
 #include "platform/foundation/Value.h"
 #include "platform/services/ReceiverServiceClient.h"
-#include "platform/ui/Press.h"
+#include "platform/ui/scene/Press.h"
 
 namespace box {
 

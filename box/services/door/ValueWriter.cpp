@@ -4,7 +4,7 @@
 #include <cstdint>
 
 #include "platform/foundation/Utf8.h"
-#include "platform/ui/Layer.h"
+#include "platform/ui/scene/Layer.h"
 
 namespace box {
 

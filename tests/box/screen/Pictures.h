@@ -12,7 +12,7 @@
 #include "box/screen/elements/SceneRenderer.h"
 #include "media/output/FrameLayer.h"
 #include "media/output/VideoFrames.h"
-#include "platform/ui/Scene.h"
+#include "platform/ui/scene/Scene.h"
 
 namespace box::test {
 

@@ -7,9 +7,9 @@
 #include <variant>
 #include <vector>
 
-#include "platform/ui/View.h"
-#include "platform/ui/ViewController.h"
-#include "platform/ui/Window.h"
+#include "platform/ui/controllers/ViewController.h"
+#include "platform/ui/controllers/Window.h"
+#include "platform/ui/views/View.h"
 #include "sim/Box.h"
 
 namespace platform {

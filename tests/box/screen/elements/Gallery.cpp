@@ -6,8 +6,8 @@
 
 #include "TVVorlane/strings/StringTable.h"
 #include "media/output/SubtitleStyles.h"
-#include "platform/ui/DigitEntryViewController.h"
-#include "platform/ui/PlayerTexts.h"
+#include "platform/ui/controllers/DigitEntryViewController.h"
+#include "platform/ui/player/PlayerTexts.h"
 #include "tests/box/screen/Pictures.h"
 
 namespace box::test {

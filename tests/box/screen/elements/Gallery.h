@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "platform/ui/Scene.h"
+#include "platform/ui/scene/Scene.h"
 
 namespace box::test {
 

@@ -7,7 +7,7 @@
 #include "box/services/door/ValueWriter.h"
 #include "platform/foundation/Object.h"
 #include "platform/foundation/Utf8.h"
-#include "platform/ui/Layer.h"
+#include "platform/ui/scene/Layer.h"
 #include "tests/box/services/door/BusMessage.h"
 
 namespace {

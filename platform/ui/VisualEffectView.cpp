@@ -1,9 +1,0 @@
-#include "platform/ui/VisualEffectView.h"
-
-namespace platform {
-
-void VisualEffectView::appendElements(std::vector<SceneElement>& elements) const {
-  elements.emplace_back(BlurElement{});
-}
-
-}  // namespace platform

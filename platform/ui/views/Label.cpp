@@ -1,0 +1,32 @@
+#include "platform/ui/views/Label.h"
+
+namespace platform {
+
+// A change that changes nothing costs no more than a look: the window does not hand an equal scene
+// over.
+
+void Label::setText(const std::string& text) {
+  _element.text = text;
+  setNeedsDisplay();
+}
+
+void Label::setTextColor(Color color) {
+  _element.color = color;
+  setNeedsDisplay();
+}
+
+void Label::setTextStyle(TextStyle style) {
+  _element.style = style;
+  setNeedsDisplay();
+}
+
+void Label::setTextAlignment(TextAlignment alignment) {
+  _element.alignment = alignment;
+  setNeedsDisplay();
+}
+
+void Label::appendElements(std::vector<SceneElement>& elements) const {
+  if (!_element.text.empty()) elements.emplace_back(_element);
+}
+
+}  // namespace platform

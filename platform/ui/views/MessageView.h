@@ -1,0 +1,24 @@
+#pragma once
+
+#include "platform/ui/views/View.h"
+
+namespace platform {
+
+/// What there is to say in place of a picture. It covers the screen and shows nothing while it has
+/// no text. Main thread.
+class MessageView final : public View {
+ public:
+  MessageView() : View(kScreenBounds) {}
+  std::string className() const override { return "MessageView"; }
+
+  const MessageElement& message() const { return _message; }
+  void setMessage(MessageElement message);
+
+ protected:
+  void appendElements(std::vector<SceneElement>& elements) const override;
+
+ private:
+  MessageElement _message;
+};
+
+}  // namespace platform
