@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "TVVorlane/TVVorlaneSessionManager.h"
-#include "platform/foundation/TVSLogger.h"
+#include "platform/foundation/log/TVSLogger.h"
 
 using platform::Platform;
 

@@ -11,7 +11,7 @@
 #include "TVVorlane/TVVorlaneURLSession.h"
 #include "TVVorlane/TVVorlaneUtilities.h"
 #include "platform/foundation/Assertion.h"
-#include "platform/foundation/TVSLogger.h"
+#include "platform/foundation/log/TVSLogger.h"
 #include "platform/services/Platform.h"
 
 using platform::Dictionary;

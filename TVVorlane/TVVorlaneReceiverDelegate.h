@@ -8,7 +8,7 @@
 #include "TVVorlane/TVVorlaneSession.h"
 #include "TVVorlane/TVVorlaneSessionDelegate.h"
 #include "platform/foundation/Object.h"
-#include "platform/foundation/Queue.h"
+#include "platform/foundation/queues/Queue.h"
 #include "platform/services/VorlaneReceiverUIDelegate.h"
 
 /// The one object through which the receiver service reaches the application.

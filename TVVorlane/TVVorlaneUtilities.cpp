@@ -7,7 +7,7 @@
 #include "TVVorlane/TVVorlaneLogComponents.h"
 #include "TVVorlane/TVVorlaneStatusCodes.h"
 #include "platform/foundation/Assertion.h"
-#include "platform/foundation/TVSLogger.h"
+#include "platform/foundation/log/TVSLogger.h"
 
 using platform::Value;
 

@@ -7,7 +7,7 @@
 #include "TVVorlane/TVVorlaneMediaViewController.h"
 #include "TVVorlane/TVVorlaneSessionManager.h"
 #include "TVVorlane/TVVorlaneURLSession.h"
-#include "platform/foundation/TVSLogger.h"
+#include "platform/foundation/log/TVSLogger.h"
 #include "platform/services/Platform.h"
 
 namespace {

@@ -13,7 +13,7 @@
 
 #include "TVVorlane/TVVorlaneReceiverDelegate.h"
 #include "TVVorlane/TVVorlaneUtilities.h"
-#include "platform/foundation/TVSLogger.h"
+#include "platform/foundation/log/TVSLogger.h"
 #include "sim/Box.h"
 
 namespace {

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "platform/foundation/NotificationCenter.h"
-#include "platform/foundation/Queue.h"
+#include "platform/foundation/queues/Queue.h"
 #include "platform/services/NowPlayingService.h"
 #include "platform/services/SystemServices.h"
 #include "sim/Journal.h"

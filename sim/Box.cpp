@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "platform/foundation/TVSLogger.h"
+#include "platform/foundation/log/TVSLogger.h"
 
 namespace sim {
 

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/foundation/Clock.h"
-#include "platform/foundation/Queue.h"
+#include "platform/foundation/queues/Clock.h"
+#include "platform/foundation/queues/Queue.h"
 #include "platform/media/MediaEngine.h"
 #include "platform/media/PendingRequests.h"
 #include "sim/MediaLibrary.h"

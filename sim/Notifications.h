@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "platform/foundation/NotificationCenter.h"
-#include "platform/foundation/Queue.h"
+#include "platform/foundation/queues/Queue.h"
 #include "platform/services/SystemServices.h"
 #include "sim/Journal.h"
 

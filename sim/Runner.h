@@ -3,7 +3,7 @@
 #include <memory>
 #include <vector>
 
-#include "platform/foundation/Queue.h"
+#include "platform/foundation/queues/Queue.h"
 #include "sim/ReceiverCall.h"
 #include "sim/VirtualClock.h"
 

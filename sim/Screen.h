@@ -5,7 +5,7 @@
 #include <optional>
 #include <vector>
 
-#include "platform/foundation/Queue.h"
+#include "platform/foundation/queues/Queue.h"
 #include "platform/ui/scene/Screen.h"
 
 namespace sim {

@@ -11,7 +11,7 @@
 #include "TVVorlane/TVVorlaneSessionManager.h"
 #include "TVVorlane/TVVorlaneURLSession.h"
 #include "TVVorlane/TVVorlaneVideoPlayerViewController.h"
-#include "platform/foundation/TVSLogger.h"
+#include "platform/foundation/log/TVSLogger.h"
 #include "platform/services/Platform.h"
 
 using namespace std::chrono_literals;

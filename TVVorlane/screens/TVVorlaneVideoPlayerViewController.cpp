@@ -5,7 +5,7 @@
 #include "TVVorlane/TVVorlaneLocalizedStrings.h"
 #include "TVVorlane/TVVorlaneLogComponents.h"
 #include "TVVorlane/TVVorlaneURLSession.h"
-#include "platform/foundation/TVSLogger.h"
+#include "platform/foundation/log/TVSLogger.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include "TVVorlane/TVVorlaneLogComponents.h"
 #include "TVVorlane/TVVorlaneMediaItem.h"
 #include "TVVorlane/TVVorlaneUtilities.h"
-#include "platform/foundation/TVSLogger.h"
+#include "platform/foundation/log/TVSLogger.h"
 
 using platform::Array;
 using platform::Dictionary;

@@ -6,7 +6,7 @@
 #include "TVVorlane/TVVorlaneLogComponents.h"
 #include "TVVorlane/TVVorlaneSessionManager.h"
 #include "TVVorlane/TVVorlaneUtilities.h"
-#include "platform/foundation/TVSLogger.h"
+#include "platform/foundation/log/TVSLogger.h"
 #include "platform/services/Platform.h"
 
 using namespace std::chrono_literals;

@@ -1,7 +1,7 @@
 #include "TVVorlane/TVVorlaneResourceLoadingMediaItem.h"
 
 #include "TVVorlane/TVVorlaneLogComponents.h"
-#include "platform/foundation/TVSLogger.h"
+#include "platform/foundation/log/TVSLogger.h"
 
 bool TVVorlaneResourceLoadingMediaItem::_forwardRequest(
     TVSMediaItem& item, const std::shared_ptr<TVSResourceLoadingRequest>& request) const {

@@ -8,9 +8,9 @@
 
 #include "TVVorlane/TVVorlaneSessionDelegate.h"
 #include "platform/foundation/Error.h"
-#include "platform/foundation/LogFormat.h"
 #include "platform/foundation/Object.h"
 #include "platform/foundation/Value.h"
+#include "platform/foundation/log/LogFormat.h"
 
 /// What a session is; the numbers are those of TVVorlaneSession::sessionType().
 namespace TVVorlaneSessionType {

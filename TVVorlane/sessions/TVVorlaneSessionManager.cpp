@@ -11,7 +11,7 @@
 #include "TVVorlane/TVVorlaneStreamingAudioSession.h"
 #include "TVVorlane/TVVorlaneURLSession.h"
 #include "platform/foundation/Assertion.h"
-#include "platform/foundation/TVSLogger.h"
+#include "platform/foundation/log/TVSLogger.h"
 #include "platform/services/Platform.h"
 #include "platform/ui/controllers/ViewServiceHost.h"
 

@@ -10,7 +10,7 @@
 #include "TVVorlane/TVVorlaneURLSession.h"
 #include "TVVorlane/TVVorlaneUtilities.h"
 #include "platform/foundation/Assertion.h"
-#include "platform/foundation/TVSLogger.h"
+#include "platform/foundation/log/TVSLogger.h"
 
 using platform::Dictionary;
 using platform::Error;

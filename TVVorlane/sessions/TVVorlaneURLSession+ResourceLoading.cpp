@@ -5,7 +5,7 @@
 #include "TVVorlane/TVVorlaneStatusCodes.h"
 #include "TVVorlane/TVVorlaneURLSession.h"
 #include "platform/foundation/Assertion.h"
-#include "platform/foundation/TVSLogger.h"
+#include "platform/foundation/log/TVSLogger.h"
 
 using platform::Dictionary;
 using platform::Error;

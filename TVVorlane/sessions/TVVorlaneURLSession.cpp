@@ -9,7 +9,7 @@
 #include "TVVorlane/TVVorlaneStoreMediaItem.h"
 #include "TVVorlane/TVVorlaneUtilities.h"
 #include "platform/foundation/Assertion.h"
-#include "platform/foundation/TVSLogger.h"
+#include "platform/foundation/log/TVSLogger.h"
 #include "platform/services/Platform.h"
 
 using platform::Dictionary;

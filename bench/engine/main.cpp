@@ -22,8 +22,8 @@
 #include "media/engine/MediaEngine.h"
 #include "media/engine/WarmUp.h"
 #include "media/support/WorkerThreads.h"
-#include "platform/foundation/Clock.h"
-#include "platform/foundation/Queue.h"
+#include "platform/foundation/queues/Clock.h"
+#include "platform/foundation/queues/Queue.h"
 #include "platform/media/TVSMediaItem.h"
 
 namespace {

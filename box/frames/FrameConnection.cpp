@@ -7,7 +7,7 @@
 #include <sys/socket.h>
 
 #include "box/frames/MappedFrame.h"
-#include "platform/foundation/TVSLogger.h"
+#include "platform/foundation/log/TVSLogger.h"
 
 namespace box {
 

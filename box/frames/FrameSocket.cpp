@@ -14,7 +14,7 @@
 
 #include "box/frames/FrameConnection.h"
 #include "box/frames/ListeningSocket.h"
-#include "platform/foundation/TVSLogger.h"
+#include "platform/foundation/log/TVSLogger.h"
 
 namespace box {
 

@@ -11,7 +11,7 @@
 #include <unistd.h>
 
 #include "platform/foundation/Assertion.h"
-#include "platform/foundation/TVSLogger.h"
+#include "platform/foundation/log/TVSLogger.h"
 
 namespace box {
 

@@ -5,7 +5,7 @@
 
 #include <sys/types.h>
 
-#include "platform/foundation/TVSLogger.h"
+#include "platform/foundation/log/TVSLogger.h"
 
 namespace box {
 

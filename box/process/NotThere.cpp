@@ -1,6 +1,6 @@
 #include "box/process/NotThere.h"
 
-#include "platform/foundation/TVSLogger.h"
+#include "platform/foundation/log/TVSLogger.h"
 
 namespace box {
 

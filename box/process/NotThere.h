@@ -5,7 +5,7 @@
 #include <memory>
 #include <string_view>
 
-#include "platform/foundation/Queue.h"
+#include "platform/foundation/queues/Queue.h"
 #include "platform/media/TVSStoreMediaItem.h"
 #include "platform/services/SystemServices.h"
 

@@ -9,7 +9,7 @@
 
 #include <pthread.h>
 
-#include "platform/foundation/TVSLogger.h"
+#include "platform/foundation/log/TVSLogger.h"
 
 namespace box {
 

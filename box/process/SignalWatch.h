@@ -5,7 +5,7 @@
 #include <functional>
 #include <thread>
 
-#include "platform/foundation/Clock.h"
+#include "platform/foundation/queues/Clock.h"
 
 namespace box {
 

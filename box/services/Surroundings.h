@@ -7,7 +7,7 @@
 
 #include "box/services/bus/BusAddress.h"
 #include "box/services/nowplaying/NowPlaying.h"
-#include "platform/foundation/Queue.h"
+#include "platform/foundation/queues/Queue.h"
 #include "platform/services/NowPlayingService.h"
 #include "platform/services/SystemServices.h"
 

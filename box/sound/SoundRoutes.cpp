@@ -7,7 +7,7 @@
 
 #include <fnmatch.h>
 
-#include "platform/foundation/TVSLogger.h"
+#include "platform/foundation/log/TVSLogger.h"
 
 namespace box {
 

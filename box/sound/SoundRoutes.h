@@ -7,7 +7,7 @@
 
 #include "box/sound/SoundServer.h"
 #include "platform/foundation/NotificationCenter.h"
-#include "platform/foundation/Queue.h"
+#include "platform/foundation/queues/Queue.h"
 #include "platform/services/SystemServices.h"
 
 namespace box {

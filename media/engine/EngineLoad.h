@@ -8,10 +8,10 @@
 #include <vector>
 
 #include "media/output/VideoFrames.h"
-#include "platform/foundation/Clock.h"
 #include "platform/foundation/Error.h"
-#include "platform/foundation/Queue.h"
 #include "platform/foundation/Token.h"
+#include "platform/foundation/queues/Clock.h"
+#include "platform/foundation/queues/Queue.h"
 #include "platform/media/MediaEngine.h"
 #include "streaming/playback/StreamedItem.h"
 

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/foundation/Queue.h"
+#include "platform/foundation/queues/Queue.h"
 #include "platform/media/PendingRequests.h"
 #include "platform/media/TVSMediaItem.h"
 #include "streaming/transfer/ItemSetup.h"

@@ -7,8 +7,8 @@
 
 #include "media/engine/EngineLoad.h"
 #include "media/output/VideoFrames.h"
-#include "platform/foundation/Clock.h"
-#include "platform/foundation/Queue.h"
+#include "platform/foundation/queues/Clock.h"
+#include "platform/foundation/queues/Queue.h"
 #include "platform/media/MediaEngine.h"
 #include "streaming/playback/StreamedItem.h"
 

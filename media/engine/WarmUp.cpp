@@ -11,7 +11,7 @@
 #include "media/support/GstRef.h"
 #include "media/texts/TextStream.h"
 #include "media/workarounds/Workarounds.h"
-#include "platform/foundation/TVSLogger.h"
+#include "platform/foundation/log/TVSLogger.h"
 
 namespace media {
 namespace {

@@ -33,8 +33,8 @@
 #include "media/support/MediaErrors.h"
 #include "media/texts/AlternateTexts.h"
 #include "media/texts/TextSink.h"
-#include "platform/foundation/Clock.h"
 #include "platform/foundation/Error.h"
+#include "platform/foundation/queues/Clock.h"
 #include "platform/media/MediaFacts.h"
 #include "streaming/playback/StreamedItem.h"
 

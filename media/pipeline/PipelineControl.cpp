@@ -8,7 +8,7 @@
 #include "media/engine/TimelineFacts.h"
 #include "media/pipeline/Pipeline.h"
 #include "media/support/GstTime.h"
-#include "platform/foundation/TVSLogger.h"
+#include "platform/foundation/log/TVSLogger.h"
 
 namespace media {
 namespace {

@@ -7,7 +7,7 @@
 #include "media/support/GstTime.h"
 #include "media/texts/MatroskaTexts.h"
 #include "media/workarounds/Workarounds.h"
-#include "platform/foundation/TVSLogger.h"
+#include "platform/foundation/log/TVSLogger.h"
 
 namespace media {
 namespace {

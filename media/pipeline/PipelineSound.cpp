@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "media/pipeline/Pipeline.h"
-#include "platform/foundation/TVSLogger.h"
+#include "platform/foundation/log/TVSLogger.h"
 
 namespace media {
 namespace {

@@ -7,7 +7,7 @@
 #include "media/segments/PacketBuffer.h"
 #include "media/segments/TimestampOffsets.h"
 #include "media/support/GstTime.h"
-#include "platform/foundation/TVSLogger.h"
+#include "platform/foundation/log/TVSLogger.h"
 
 namespace media {
 

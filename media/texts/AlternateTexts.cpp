@@ -8,7 +8,7 @@
 #include "media/support/GstRef.h"
 #include "media/support/MediaErrors.h"
 #include "media/texts/TextForms.h"
-#include "platform/foundation/TVSLogger.h"
+#include "platform/foundation/log/TVSLogger.h"
 #include "platform/media/MediaItemKeys.h"
 
 namespace media {

@@ -14,7 +14,7 @@
 #include "media/workarounds/QtdemuxEncryptedSeek.h"
 #include "media/workarounds/QtdemuxGrowingDuration.h"
 #include "media/workarounds/WorkaroundRules.h"
-#include "platform/foundation/TVSLogger.h"
+#include "platform/foundation/log/TVSLogger.h"
 
 namespace media {
 namespace {

@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "platform/foundation/Assertion.h"
-#include "platform/foundation/TVSLogger.h"
+#include "platform/foundation/log/TVSLogger.h"
 
 namespace {
 

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "platform/foundation/Object.h"
-#include "platform/foundation/Queue.h"
 #include "platform/foundation/Value.h"
+#include "platform/foundation/queues/Queue.h"
 
 /// A table of (event, state) handlers and a current state.
 ///

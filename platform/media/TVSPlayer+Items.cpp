@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "platform/foundation/TVSLogger.h"
+#include "platform/foundation/log/TVSLogger.h"
 #include "platform/media/MediaLogKeys.h"
 #include "platform/media/TVSPlayer.h"
 #include "platform/services/Platform.h"

@@ -9,9 +9,9 @@
 #include <utility>
 #include <vector>
 
-#include "platform/foundation/Clock.h"
 #include "platform/foundation/NotificationCenter.h"
-#include "platform/foundation/Queue.h"
+#include "platform/foundation/queues/Clock.h"
+#include "platform/foundation/queues/Queue.h"
 #include "platform/services/NowPlayingService.h"
 #include "platform/services/ReceiverServiceClient.h"
 #include "platform/services/SystemServices.h"

@@ -4,7 +4,7 @@
 #include <chrono>
 #include <utility>
 
-#include "platform/foundation/Clock.h"
+#include "platform/foundation/queues/Clock.h"
 #include "streaming/transfer/ClearKey.h"
 #include "streaming/transfer/NetworkErrors.h"
 #include "streaming/transfer/URLText.h"

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "platform/foundation/Clock.h"
+#include "platform/foundation/queues/Clock.h"
 #include "streaming/transfer/ItemContext.h"
 #include "streaming/transfer/KeyQuestion.h"
 #include "streaming/transfer/ResourceTransfer.h"

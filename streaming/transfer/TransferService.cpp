@@ -8,7 +8,7 @@
 #include <curl/curl.h>
 #include <openssl/ssl.h>
 
-#include "platform/foundation/Clock.h"
+#include "platform/foundation/queues/Clock.h"
 #include "streaming/transfer/ItemContext.h"
 #include "streaming/transfer/TransferThread.h"
 

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "media/engine/MediaEngine.h"
-#include "platform/foundation/Clock.h"
-#include "platform/foundation/Queue.h"
+#include "platform/foundation/queues/Clock.h"
+#include "platform/foundation/queues/Queue.h"
 
 namespace testing_media {
 

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/foundation/Clock.h"
 #include "platform/foundation/Value.h"
+#include "platform/foundation/queues/Clock.h"
 
 namespace scenarios {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/foundation/Clock.h"
+#include "platform/foundation/queues/Clock.h"
 #include "platform/ui/scene/Geometry.h"
 #include "platform/ui/scene/Scene.h"
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "box/screen/drawing/ScreenOptions.h"
-#include "platform/foundation/Clock.h"
+#include "platform/foundation/queues/Clock.h"
 
 namespace box {
 

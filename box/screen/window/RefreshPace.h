@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <optional>
 
-#include "platform/foundation/Clock.h"
+#include "platform/foundation/queues/Clock.h"
 
 namespace box {
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "box/screen/window/ScreenThread.h"
-#include "platform/foundation/TVSLogger.h"
+#include "platform/foundation/log/TVSLogger.h"
 #include "platform/ui/controllers/HeldButton.h"
 
 namespace box {

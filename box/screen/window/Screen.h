@@ -4,8 +4,8 @@
 #include <string_view>
 
 #include "box/screen/drawing/ScreenOptions.h"
-#include "platform/foundation/Clock.h"
-#include "platform/foundation/MainQueue.h"
+#include "platform/foundation/queues/Clock.h"
+#include "platform/foundation/queues/MainQueue.h"
 #include "platform/ui/scene/Screen.h"
 
 namespace box {

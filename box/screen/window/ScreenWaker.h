@@ -5,7 +5,7 @@
 #include <optional>
 
 #include "box/screen/drawing/Sdl.h"
-#include "platform/foundation/Clock.h"
+#include "platform/foundation/queues/Clock.h"
 
 namespace box {
 

@@ -10,7 +10,7 @@
 #include "box/screen/drawing/Sdl.h"
 #include "box/screen/drawing/TextRenderer.h"
 #include "box/screen/elements/SceneRenderer.h"
-#include "platform/foundation/Clock.h"
+#include "platform/foundation/queues/Clock.h"
 
 namespace box {
 

@@ -4,7 +4,7 @@
 #include <string_view>
 
 #include "box/screen/drawing/Sdl.h"
-#include "platform/foundation/TVSLogger.h"
+#include "platform/foundation/log/TVSLogger.h"
 
 namespace box {
 namespace {

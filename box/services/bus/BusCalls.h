@@ -6,7 +6,7 @@
 
 #include <systemd/sd-bus.h>
 
-#include "platform/foundation/Clock.h"
+#include "platform/foundation/queues/Clock.h"
 
 namespace box {
 

@@ -8,7 +8,7 @@
 
 #include <poll.h>
 
-#include "platform/foundation/TVSLogger.h"
+#include "platform/foundation/log/TVSLogger.h"
 
 namespace box {
 

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <utility>
 
-#include "platform/foundation/TVSLogger.h"
+#include "platform/foundation/log/TVSLogger.h"
 
 namespace box {
 

@@ -7,7 +7,7 @@
 
 #include "box/services/bus/BusAddress.h"
 #include "box/services/support/FileAppearance.h"
-#include "platform/foundation/Clock.h"
+#include "platform/foundation/queues/Clock.h"
 
 namespace box {
 

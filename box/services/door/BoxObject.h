@@ -9,9 +9,9 @@
 
 #include "box/services/door/Door.h"
 #include "box/services/door/Inbox.h"
-#include "platform/foundation/Clock.h"
-#include "platform/foundation/Queue.h"
 #include "platform/foundation/Value.h"
+#include "platform/foundation/queues/Clock.h"
+#include "platform/foundation/queues/Queue.h"
 
 namespace box {
 

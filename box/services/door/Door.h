@@ -10,10 +10,10 @@
 #include <string_view>
 
 #include "box/services/door/Refusals.h"
-#include "platform/foundation/Clock.h"
 #include "platform/foundation/Error.h"
-#include "platform/foundation/Queue.h"
 #include "platform/foundation/Value.h"
+#include "platform/foundation/queues/Clock.h"
+#include "platform/foundation/queues/Queue.h"
 #include "platform/services/ReceiverServiceClient.h"
 #include "platform/ui/scene/Press.h"
 

@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "platform/foundation/TVSLogger.h"
+#include "platform/foundation/log/TVSLogger.h"
 
 namespace box {
 

@@ -16,7 +16,7 @@
 #include "box/services/door/Peer.h"
 #include "box/services/door/ReceiverObject.h"
 #include "box/services/support/FileDescriptor.h"
-#include "platform/foundation/Waiter.h"
+#include "platform/foundation/queues/Waiter.h"
 
 namespace box {
 

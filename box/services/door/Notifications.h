@@ -10,7 +10,7 @@
 
 #include "box/services/door/Door.h"
 #include "platform/foundation/NotificationCenter.h"
-#include "platform/foundation/Queue.h"
+#include "platform/foundation/queues/Queue.h"
 #include "platform/services/SystemServices.h"
 
 namespace box {

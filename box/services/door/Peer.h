@@ -12,7 +12,7 @@
 
 #include "box/services/door/Door.h"
 #include "box/services/support/FileDescriptor.h"
-#include "platform/foundation/Clock.h"
+#include "platform/foundation/queues/Clock.h"
 
 namespace box {
 

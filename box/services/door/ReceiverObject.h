@@ -6,7 +6,7 @@
 #include <systemd/sd-bus.h>
 
 #include "box/services/door/Refusals.h"
-#include "platform/foundation/Queue.h"
+#include "platform/foundation/queues/Queue.h"
 #include "platform/services/VorlaneReceiverUIDelegate.h"
 
 namespace box {

@@ -4,7 +4,7 @@
 
 #include "box/services/network/NetworkWatch.h"
 #include "platform/foundation/NotificationCenter.h"
-#include "platform/foundation/Queue.h"
+#include "platform/foundation/queues/Queue.h"
 #include "platform/services/SystemServices.h"
 
 namespace box {

@@ -15,7 +15,7 @@
 #include <unistd.h>
 
 #include "box/services/support/FileDescriptor.h"
-#include "platform/foundation/TVSLogger.h"
+#include "platform/foundation/log/TVSLogger.h"
 
 namespace box {
 

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "box/services/nowplaying/NowPlayingState.h"
-#include "platform/foundation/Queue.h"
+#include "platform/foundation/queues/Queue.h"
 #include "platform/services/NowPlayingService.h"
 
 namespace box {

@@ -6,8 +6,8 @@
 #include <optional>
 #include <string>
 
-#include "platform/foundation/Clock.h"
 #include "platform/foundation/Value.h"
+#include "platform/foundation/queues/Clock.h"
 
 namespace box {
 

@@ -4,7 +4,7 @@
 
 #include <fcntl.h>
 
-#include "platform/foundation/TVSLogger.h"
+#include "platform/foundation/log/TVSLogger.h"
 
 namespace box {
 

@@ -2,7 +2,7 @@
 
 #include <functional>
 
-#include "platform/foundation/Queue.h"
+#include "platform/foundation/queues/Queue.h"
 
 namespace box {
 

@@ -5,8 +5,8 @@
 #include <optional>
 #include <thread>
 
-#include "platform/foundation/Clock.h"
-#include "platform/foundation/Queue.h"
+#include "platform/foundation/queues/Clock.h"
+#include "platform/foundation/queues/Queue.h"
 
 namespace box {
 

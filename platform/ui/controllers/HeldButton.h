@@ -3,9 +3,9 @@
 #include <functional>
 #include <optional>
 
-#include "platform/foundation/Clock.h"
-#include "platform/foundation/MainQueue.h"
 #include "platform/foundation/Token.h"
+#include "platform/foundation/queues/Clock.h"
+#include "platform/foundation/queues/MainQueue.h"
 #include "platform/ui/scene/Press.h"
 
 namespace platform {

@@ -5,9 +5,9 @@
 #include <optional>
 
 #include "platform/foundation/Error.h"
-#include "platform/foundation/Queue.h"
 #include "platform/foundation/Token.h"
 #include "platform/foundation/Value.h"
+#include "platform/foundation/queues/Queue.h"
 #include "platform/ui/controllers/ViewController.h"
 #include "platform/ui/controllers/Window.h"
 #include "platform/ui/scene/Screen.h"

@@ -4,8 +4,8 @@
 #include <memory>
 #include <vector>
 
-#include "platform/foundation/Queue.h"
 #include "platform/foundation/Token.h"
+#include "platform/foundation/queues/Queue.h"
 #include "platform/ui/controllers/ViewController.h"
 #include "platform/ui/scene/Press.h"
 #include "platform/ui/scene/Scene.h"

@@ -2,7 +2,7 @@
 
 #include <optional>
 
-#include "platform/foundation/Clock.h"
+#include "platform/foundation/queues/Clock.h"
 
 namespace platform {
 

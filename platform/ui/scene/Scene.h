@@ -7,7 +7,7 @@
 #include <variant>
 #include <vector>
 
-#include "platform/foundation/Clock.h"
+#include "platform/foundation/queues/Clock.h"
 #include "platform/ui/scene/Geometry.h"
 
 namespace platform {

@@ -14,7 +14,7 @@
 
 #include "box/services/support/FileDescriptor.h"
 #include "platform/foundation/Assertion.h"
-#include "platform/foundation/TVSLogger.h"
+#include "platform/foundation/log/TVSLogger.h"
 #include "platform/media/MediaEngine.h"
 #include "tests/box/process/ChildProcess.h"
 #include "tests/box/services/door/Client.h"

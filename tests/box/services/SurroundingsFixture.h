@@ -15,7 +15,7 @@
 
 #include "box/services/Surroundings.h"
 #include "box/services/power/StayAwake.h"
-#include "platform/foundation/TVSLogger.h"
+#include "platform/foundation/log/TVSLogger.h"
 #include "sim/LogRecorder.h"
 #include "tests/box/services/bus/PrivateBus.h"
 #include "tests/support/TemporaryFolder.h"

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "platform/foundation/Object.h"
-#include "platform/foundation/TVSLogger.h"
+#include "platform/foundation/log/TVSLogger.h"
 #include "sim/AssertionsThrow.h"
 
 namespace platform {

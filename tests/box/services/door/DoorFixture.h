@@ -11,7 +11,7 @@
 #include <stdlib.h>
 
 #include "box/services/door/Door.h"
-#include "platform/foundation/TVSLogger.h"
+#include "platform/foundation/log/TVSLogger.h"
 #include "sim/LogRecorder.h"
 #include "tests/box/services/door/Client.h"
 #include "tests/sim/RecordingReceiver.h"

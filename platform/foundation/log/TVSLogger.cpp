@@ -1,4 +1,4 @@
-#include "platform/foundation/TVSLogger.h"
+#include "platform/foundation/log/TVSLogger.h"
 
 #include <algorithm>
 #include <atomic>
@@ -10,7 +10,7 @@
 #include <thread>
 #include <utility>
 
-#include "platform/foundation/RecentLines.h"
+#include "platform/foundation/log/RecentLines.h"
 
 using platform::LogLevel;
 using platform::LogLine;

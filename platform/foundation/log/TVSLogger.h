@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/foundation/LogFormat.h"
+#include "platform/foundation/log/LogFormat.h"
 
 namespace platform {
 

@@ -1,4 +1,4 @@
-#include "platform/foundation/LogFormat.h"
+#include "platform/foundation/log/LogFormat.h"
 
 #include <charconv>
 

@@ -1,4 +1,4 @@
-#include "platform/foundation/Waiter.h"
+#include "platform/foundation/queues/Waiter.h"
 
 #include <algorithm>
 #include <chrono>

@@ -1,11 +1,11 @@
-#include "platform/foundation/WaitGroup.h"
+#include "platform/foundation/queues/WaitGroup.h"
 
 #include <functional>
 #include <memory>
 #include <utility>
 
 #include "platform/foundation/Assertion.h"
-#include "platform/foundation/SerialQueue.h"
+#include "platform/foundation/queues/SerialQueue.h"
 
 namespace platform {
 

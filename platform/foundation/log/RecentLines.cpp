@@ -1,4 +1,4 @@
-#include "platform/foundation/RecentLines.h"
+#include "platform/foundation/log/RecentLines.h"
 
 #include <algorithm>
 #include <cstring>

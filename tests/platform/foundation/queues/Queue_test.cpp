@@ -1,4 +1,4 @@
-#include "platform/foundation/Queue.h"
+#include "platform/foundation/queues/Queue.h"
 
 #include <atomic>
 #include <chrono>

@@ -1,4 +1,4 @@
-#include "platform/foundation/Clock.h"
+#include "platform/foundation/queues/Clock.h"
 
 #include <cmath>
 

@@ -1,4 +1,4 @@
-#include "platform/foundation/MainQueue.h"
+#include "platform/foundation/queues/MainQueue.h"
 
 #include <atomic>
 #include <cstdint>
@@ -10,8 +10,8 @@
 #include <utility>
 
 #include "platform/foundation/Assertion.h"
-#include "platform/foundation/SerialQueue.h"
-#include "platform/foundation/SyncCall.h"
+#include "platform/foundation/queues/SerialQueue.h"
+#include "platform/foundation/queues/SyncCall.h"
 
 namespace platform {
 

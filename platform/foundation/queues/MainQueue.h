@@ -4,9 +4,9 @@
 #include <memory>
 #include <optional>
 
-#include "platform/foundation/Clock.h"
 #include "platform/foundation/Token.h"
-#include "platform/foundation/Waiter.h"
+#include "platform/foundation/queues/Clock.h"
+#include "platform/foundation/queues/Waiter.h"
 
 namespace platform {
 

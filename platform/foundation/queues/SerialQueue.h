@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "platform/foundation/Waiter.h"
+#include "platform/foundation/queues/Waiter.h"
 
 namespace platform {
 

@@ -5,7 +5,7 @@
 #include <mutex>
 #include <optional>
 
-#include "platform/foundation/Clock.h"
+#include "platform/foundation/queues/Clock.h"
 
 namespace platform {
 

@@ -1,4 +1,4 @@
-#include "platform/foundation/SerialQueue.h"
+#include "platform/foundation/queues/SerialQueue.h"
 
 #include <atomic>
 #include <condition_variable>
@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "platform/foundation/Assertion.h"
-#include "platform/foundation/SyncCall.h"
+#include "platform/foundation/queues/SyncCall.h"
 
 namespace platform {
 

@@ -1,4 +1,4 @@
-#include "platform/foundation/TVSLogger.h"
+#include "platform/foundation/log/TVSLogger.h"
 
 #include <cstdint>
 #include <optional>
@@ -143,7 +143,7 @@ TEST(Assertion, SaysWhereAndWhy) {
   };
   EXPECT_EQ(text([] { TVS_ASSERT(1 + 1 == 2); }), "none");
   EXPECT_THAT(text([] { TVS_ASSERT(1 + 1 == 3); }),
-              "operator() (tests/platform/foundation/TVSLogger_test): 1 + 1 == 3");
+              "operator() (tests/platform/foundation/log/TVSLogger_test): 1 + 1 == 3");
   EXPECT_THAT(text([] { assertionFailed("_op", "a.b/c", "x != nil"); }), "_op (a.b/c): x != nil");
   EXPECT_THAT(
       log.lines().back(),
