@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "TVVorlane/TVVorlaneSessionManager.h"
+#include "TVVorlane/sessions/TVVorlaneSessionManager.h"
 #include "platform/foundation/log/TVSLogger.h"
 
 using platform::Platform;

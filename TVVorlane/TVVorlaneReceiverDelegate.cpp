@@ -2,14 +2,14 @@
 
 #include <cmath>
 
-#include "TVVorlane/TVVorlaneInfoSession.h"
 #include "TVVorlane/TVVorlaneLogComponents.h"
-#include "TVVorlane/TVVorlanePresentationSession.h"
-#include "TVVorlane/TVVorlaneSessionManager.h"
 #include "TVVorlane/TVVorlaneStatusCodes.h"
-#include "TVVorlane/TVVorlaneStreamingAudioSession.h"
-#include "TVVorlane/TVVorlaneURLSession.h"
 #include "TVVorlane/TVVorlaneUtilities.h"
+#include "TVVorlane/sessions/TVVorlaneInfoSession.h"
+#include "TVVorlane/sessions/TVVorlanePresentationSession.h"
+#include "TVVorlane/sessions/TVVorlaneSessionManager.h"
+#include "TVVorlane/sessions/TVVorlaneStreamingAudioSession.h"
+#include "TVVorlane/sessions/TVVorlaneURLSession.h"
 #include "platform/foundation/Assertion.h"
 #include "platform/foundation/log/TVSLogger.h"
 #include "platform/services/Platform.h"
@@ -26,7 +26,7 @@ namespace {
 constexpr std::string_view kReceiverQueueLabel = "quorin.tvvorlane.receiver";
 constexpr std::string_view kSessionIDKey = "sessionID";
 
-std::string abbreviated(const Value& value) {
+std::string logged(const Value& value) {
   return TVVorlaneUtilities::dataAbbreviatedDescription(value);
 }
 
@@ -139,7 +139,7 @@ Value TVVorlaneReceiverDelegate::vorlaneUIGetProperty(const std::string& propert
 
 Status TVVorlaneReceiverDelegate::vorlaneUISetProperty(const std::string& property,
                                                        const Value& qualifier, const Value& value) {
-  TVSLogNotice(TVVLCommunication, "vorlaneUISetProperty (%@): %@", property, abbreviated(value));
+  TVSLogNotice(TVVLCommunication, "vorlaneUISetProperty (%@): %@", property, logged(value));
   assertNotMain(__func__);
   const Outcome outcome = _runCall([&](const std::shared_ptr<Call>& call) {
     const auto session = Manager::sharedInstance()->urlSessionWithID({});
@@ -161,7 +161,7 @@ Status TVVorlaneReceiverDelegate::vorlaneUISetProperty(const std::string& proper
 Status TVVorlaneReceiverDelegate::vorlaneUIPerform(const std::string& action,
                                                    const Dictionary& inputParams,
                                                    Dictionary* outputParams) {
-  TVSLogNotice(TVVLCommunication, "vorlaneUIPerform (%@): %@", action, abbreviated(inputParams));
+  TVSLogNotice(TVVLCommunication, "vorlaneUIPerform (%@): %@", action, logged(inputParams));
   assertNotMain(__func__);
   const Outcome outcome = _runCall([&](const std::shared_ptr<Call>& call) {
     if (action == kTVVorlaneShowPINCommand || action == kTVVorlaneIncompatibleSenderCommand) {
@@ -214,7 +214,7 @@ void TVVorlaneReceiverDelegate::_performSessionAction(const std::string& action,
 
 Status TVVorlaneReceiverDelegate::vorlaneUIStartPresentation(const Dictionary& params,
                                                              Dictionary* outputParams) {
-  TVSLogNotice(TVVLCommunication, "vorlaneUIStartPresentation: %@", abbreviated(params));
+  TVSLogNotice(TVVLCommunication, "vorlaneUIStartPresentation: %@", logged(params));
   assertNotMain(__func__);
   const Outcome outcome = _runCall([&](const std::shared_ptr<Call>& call) {
     if (!_mayInterrupt(*call)) return;
@@ -222,14 +222,14 @@ Status TVVorlaneReceiverDelegate::vorlaneUIStartPresentation(const Dictionary& p
     _startSession(std::make_shared<TVVorlanePresentationSession>(), params, call);
   });
   const Value out = outcome.out ? Value(*outcome.out) : Value();
-  TVSLogNotice(TVVLCommunication, "vorlaneUIStartPresentation (complete): %@ err:  %d",
-               abbreviated(out), outcome.status);
+  TVSLogNotice(TVVLCommunication, "vorlaneUIStartPresentation (complete): %@ err:  %d", logged(out),
+               outcome.status);
   return _answer(outcome, outputParams);
 }
 
 Status TVVorlaneReceiverDelegate::vorlaneUIStartVideo(const Dictionary& params,
                                                       Dictionary* outputParams) {
-  TVSLogNotice(TVVLCommunication, "vorlaneUIStartVideo: %@", abbreviated(params));
+  TVSLogNotice(TVVLCommunication, "vorlaneUIStartVideo: %@", logged(params));
   assertNotMain(__func__);
   const Outcome outcome = _runCall([&](const std::shared_ptr<Call>& call) {
     if (_mayInterrupt(*call)) _startSession(std::make_shared<TVVorlaneURLSession>(), params, call);
@@ -239,7 +239,7 @@ Status TVVorlaneReceiverDelegate::vorlaneUIStartVideo(const Dictionary& params,
 
 Status TVVorlaneReceiverDelegate::vorlaneUIStartAudio(const Dictionary& params,
                                                       Dictionary* outputParams) {
-  TVSLogNotice(TVVLCommunication, "vorlaneUIStartAudio: %@", abbreviated(params));
+  TVSLogNotice(TVVLCommunication, "vorlaneUIStartAudio: %@", logged(params));
   assertNotMain(__func__);
   const Outcome outcome = _runCall([&](const std::shared_ptr<Call>& call) {
     _startSession(std::make_shared<TVVorlaneStreamingAudioSession>(), params, call);
@@ -261,7 +261,7 @@ Status TVVorlaneReceiverDelegate::_stopSession(const SessionPtr& session,
 }
 
 Status TVVorlaneReceiverDelegate::vorlaneUIStopPresentation(const Dictionary& params) {
-  TVSLogNotice(TVVLCommunication, "vorlaneUIStopPresentation: %@", abbreviated(params));
+  TVSLogNotice(TVVLCommunication, "vorlaneUIStopPresentation: %@", logged(params));
   assertNotMain(__func__);
   const Outcome outcome = _runCall([&](const std::shared_ptr<Call>& call) {
     const auto session =
@@ -272,7 +272,7 @@ Status TVVorlaneReceiverDelegate::vorlaneUIStopPresentation(const Dictionary& pa
 }
 
 Status TVVorlaneReceiverDelegate::vorlaneUIStopAudio(const Dictionary& params) {
-  TVSLogNotice(TVVLCommunication, "vorlaneUIStopAudio: %@", abbreviated(params));
+  TVSLogNotice(TVVLCommunication, "vorlaneUIStopAudio: %@", logged(params));
   assertNotMain(__func__);
   const Outcome outcome = _runCall([&](const std::shared_ptr<Call>& call) {
     const auto session =
@@ -283,7 +283,7 @@ Status TVVorlaneReceiverDelegate::vorlaneUIStopAudio(const Dictionary& params) {
 }
 
 Status TVVorlaneReceiverDelegate::vorlaneUIStopVideo(const Dictionary& params) {
-  TVSLogNotice(TVVLCommunication, "vorlaneUIStopVideo: %@", abbreviated(params));
+  TVSLogNotice(TVVLCommunication, "vorlaneUIStopVideo: %@", logged(params));
   assertNotMain(__func__);
   const Outcome outcome = _runCall([&](const std::shared_ptr<Call>& call) {
     const auto session = Manager::sharedInstance()->urlSessionWithID(params.get(kSessionIDKey));

@@ -3,7 +3,7 @@
 #include <memory>
 #include <string>
 
-#include "TVVorlane/TVVorlaneMediaViewControllerDelegate.h"
+#include "TVVorlane/screens/TVVorlaneMediaViewControllerDelegate.h"
 #include "platform/ui/controllers/AlertController.h"
 #include "platform/ui/controllers/ViewServiceHost.h"
 

@@ -1,4 +1,4 @@
-#include "TVVorlane/TVVorlanePresentationView.h"
+#include "TVVorlane/screens/TVVorlanePresentationView.h"
 
 #include "platform/services/Platform.h"
 

@@ -1,9 +1,9 @@
-#include "TVVorlane/TVVorlanePresentationViewController.h"
+#include "TVVorlane/screens/TVVorlanePresentationViewController.h"
 
 #include <array>
 #include <vector>
 
-#include "TVVorlane/TVVorlanePresentationSession.h"
+#include "TVVorlane/sessions/TVVorlanePresentationSession.h"
 #include "platform/ui/views/GestureRecognizer.h"
 
 using platform::PressType;

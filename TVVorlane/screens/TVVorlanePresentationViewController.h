@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "TVVorlane/TVVorlanePresentationView.h"
+#include "TVVorlane/screens/TVVorlanePresentationView.h"
 #include "platform/ui/controllers/ViewController.h"
 
 class TVVorlanePresentationSession;

@@ -1,10 +1,10 @@
-#include "TVVorlane/TVVorlaneVideoPlayerViewController.h"
+#include "TVVorlane/screens/TVVorlaneVideoPlayerViewController.h"
 
 #include <utility>
 
 #include "TVVorlane/TVVorlaneLocalizedStrings.h"
 #include "TVVorlane/TVVorlaneLogComponents.h"
-#include "TVVorlane/TVVorlaneURLSession.h"
+#include "TVVorlane/sessions/TVVorlaneURLSession.h"
 #include "platform/foundation/log/TVSLogger.h"
 
 namespace {

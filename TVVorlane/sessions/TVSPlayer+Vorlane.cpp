@@ -1,9 +1,9 @@
 #include <algorithm>
 
-#include "TVVorlane/TVSPlayer+Vorlane.h"
 #include "TVVorlane/TVVorlaneLogComponents.h"
-#include "TVVorlane/TVVorlaneMediaItem.h"
 #include "TVVorlane/TVVorlaneUtilities.h"
+#include "TVVorlane/sessions/TVSPlayer+Vorlane.h"
+#include "TVVorlane/sessions/TVVorlaneMediaItem.h"
 #include "platform/foundation/log/TVSLogger.h"
 
 using platform::Array;

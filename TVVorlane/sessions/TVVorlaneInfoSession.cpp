@@ -1,11 +1,11 @@
-#include "TVVorlane/TVVorlaneInfoSession.h"
+#include "TVVorlane/sessions/TVVorlaneInfoSession.h"
 
 #include <chrono>
 
 #include "TVVorlane/TVVorlaneLocalizedStrings.h"
 #include "TVVorlane/TVVorlaneLogComponents.h"
-#include "TVVorlane/TVVorlaneSessionManager.h"
 #include "TVVorlane/TVVorlaneUtilities.h"
+#include "TVVorlane/sessions/TVVorlaneSessionManager.h"
 #include "platform/foundation/log/TVSLogger.h"
 #include "platform/services/Platform.h"
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "TVVorlane/TVVorlaneSession.h"
+#include "TVVorlane/sessions/TVVorlaneSession.h"
 #include "platform/foundation/Token.h"
 
 /// Under this key the start options name the command that wants the session.

@@ -1,4 +1,4 @@
-#include "TVVorlane/TVVorlaneMediaItem.h"
+#include "TVVorlane/sessions/TVVorlaneMediaItem.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "TVVorlane/TVVorlaneResourceLoadingMediaItem.h"
+#include "TVVorlane/sessions/TVVorlaneResourceLoadingMediaItem.h"
 #include "platform/media/TVSMediaItem.h"
 
 /// The sender's identifier of an item, a string.

@@ -1,4 +1,4 @@
-#include "TVVorlane/TVVorlaneMetadataMonitor.h"
+#include "TVVorlane/sessions/TVVorlaneMetadataMonitor.h"
 
 #include <string>
 

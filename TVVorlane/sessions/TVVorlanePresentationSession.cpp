@@ -1,8 +1,8 @@
-#include "TVVorlane/TVVorlanePresentationSession.h"
+#include "TVVorlane/sessions/TVVorlanePresentationSession.h"
 
-#include "TVVorlane/TVVorlanePresentationView.h"
-#include "TVVorlane/TVVorlaneSessionManager.h"
 #include "TVVorlane/TVVorlaneUtilities.h"
+#include "TVVorlane/screens/TVVorlanePresentationView.h"
+#include "TVVorlane/sessions/TVVorlaneSessionManager.h"
 #include "platform/ui/scene/Geometry.h"
 
 void TVVorlanePresentationSession::startWithOptions(const platform::Dictionary& options,

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "TVVorlane/TVVorlaneSession.h"
+#include "TVVorlane/sessions/TVVorlaneSession.h"
 
 class TVVorlanePresentationView;
 

@@ -1,4 +1,4 @@
-#include "TVVorlane/TVVorlaneResourceLoadingMediaItem.h"
+#include "TVVorlane/sessions/TVVorlaneResourceLoadingMediaItem.h"
 
 #include "TVVorlane/TVVorlaneLogComponents.h"
 #include "platform/foundation/log/TVSLogger.h"

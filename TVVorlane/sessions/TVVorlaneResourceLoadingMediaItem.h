@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "TVVorlane/TVVorlaneResourceLoadingMediaItemDelegate.h"
+#include "TVVorlane/sessions/TVVorlaneResourceLoadingMediaItemDelegate.h"
 #include "platform/media/TVSMediaItem.h"
 
 /// A media item that passes the player's resource requests on to a delegate, which it reads at the

@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "TVVorlane/TVVorlaneSessionDelegate.h"
+#include "TVVorlane/sessions/TVVorlaneSessionDelegate.h"
 #include "platform/foundation/Error.h"
 #include "platform/foundation/Object.h"
 #include "platform/foundation/Value.h"

@@ -1,15 +1,15 @@
-#include "TVVorlane/TVVorlaneSessionManager.h"
+#include "TVVorlane/sessions/TVVorlaneSessionManager.h"
 
 #include <algorithm>
 #include <chrono>
 
-#include "TVVorlane/TVVorlaneInfoSession.h"
 #include "TVVorlane/TVVorlaneLogComponents.h"
-#include "TVVorlane/TVVorlaneMediaViewController.h"
-#include "TVVorlane/TVVorlanePresentationSession.h"
 #include "TVVorlane/TVVorlaneStatusCodes.h"
-#include "TVVorlane/TVVorlaneStreamingAudioSession.h"
-#include "TVVorlane/TVVorlaneURLSession.h"
+#include "TVVorlane/screens/TVVorlaneMediaViewController.h"
+#include "TVVorlane/sessions/TVVorlaneInfoSession.h"
+#include "TVVorlane/sessions/TVVorlanePresentationSession.h"
+#include "TVVorlane/sessions/TVVorlaneStreamingAudioSession.h"
+#include "TVVorlane/sessions/TVVorlaneURLSession.h"
 #include "platform/foundation/Assertion.h"
 #include "platform/foundation/log/TVSLogger.h"
 #include "platform/services/Platform.h"

@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
-#include "TVVorlane/TVVorlaneMediaViewControllerDelegate.h"
-#include "TVVorlane/TVVorlaneSession.h"
+#include "TVVorlane/screens/TVVorlaneMediaViewControllerDelegate.h"
+#include "TVVorlane/sessions/TVVorlaneSession.h"
 #include "platform/foundation/Object.h"
 #include "platform/foundation/TVSStateMachine.h"
 #include "platform/foundation/Token.h"

@@ -1,4 +1,4 @@
-#include "TVVorlane/TVVorlaneStoreMediaItem.h"
+#include "TVVorlane/sessions/TVVorlaneStoreMediaItem.h"
 
 #include <array>
 #include <cstddef>

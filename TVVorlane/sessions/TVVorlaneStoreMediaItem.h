@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "TVVorlane/TVVorlaneResourceLoadingMediaItem.h"
+#include "TVVorlane/sessions/TVVorlaneResourceLoadingMediaItem.h"
 #include "platform/media/TVSStoreMediaItem.h"
 
 /// A purchase from the store that the sender owns, made from the start parameters.

@@ -1,9 +1,9 @@
-#include "TVVorlane/TVVorlaneStreamingAudioSession.h"
+#include "TVVorlane/sessions/TVVorlaneStreamingAudioSession.h"
 
 #include <chrono>
 
-#include "TVVorlane/TVVorlaneSessionManager.h"
 #include "TVVorlane/TVVorlaneUtilities.h"
+#include "TVVorlane/sessions/TVVorlaneSessionManager.h"
 #include "platform/foundation/log/TVSLogger.h"
 #include "platform/services/Platform.h"
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "TVVorlane/TVVorlaneSession.h"
+#include "TVVorlane/sessions/TVVorlaneSession.h"
 #include "platform/foundation/Token.h"
 
 /// The one property that can be set: where the stream is.

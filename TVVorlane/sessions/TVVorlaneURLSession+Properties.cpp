@@ -2,13 +2,13 @@
 
 #include <array>
 
-#include "TVVorlane/TVSPlayer+Vorlane.h"
 #include "TVVorlane/TVVorlaneLogComponents.h"
-#include "TVVorlane/TVVorlaneMediaItem.h"
-#include "TVVorlane/TVVorlaneMetadataMonitor.h"
 #include "TVVorlane/TVVorlaneStatusCodes.h"
-#include "TVVorlane/TVVorlaneURLSession.h"
 #include "TVVorlane/TVVorlaneUtilities.h"
+#include "TVVorlane/sessions/TVSPlayer+Vorlane.h"
+#include "TVVorlane/sessions/TVVorlaneMediaItem.h"
+#include "TVVorlane/sessions/TVVorlaneMetadataMonitor.h"
+#include "TVVorlane/sessions/TVVorlaneURLSession.h"
 #include "platform/foundation/Assertion.h"
 #include "platform/foundation/log/TVSLogger.h"
 

@@ -3,7 +3,7 @@
 
 #include "TVVorlane/TVVorlaneLogComponents.h"
 #include "TVVorlane/TVVorlaneStatusCodes.h"
-#include "TVVorlane/TVVorlaneURLSession.h"
+#include "TVVorlane/sessions/TVVorlaneURLSession.h"
 #include "platform/foundation/Assertion.h"
 #include "platform/foundation/log/TVSLogger.h"
 

@@ -8,8 +8,8 @@
 #include <unordered_map>
 #include <vector>
 
-#include "TVVorlane/TVVorlaneResourceLoadingMediaItemDelegate.h"
-#include "TVVorlane/TVVorlaneSession.h"
+#include "TVVorlane/sessions/TVVorlaneResourceLoadingMediaItemDelegate.h"
+#include "TVVorlane/sessions/TVVorlaneSession.h"
 #include "platform/foundation/NotificationCenter.h"
 #include "platform/foundation/Token.h"
 #include "platform/media/TVSPlayer.h"
@@ -85,7 +85,7 @@ class TVVorlaneURLSession : public TVVorlaneSession,
  private:
   using OptionalError = std::optional<platform::Error>;
   /// What failed assertions name, whichever of the class's files they stand in.
-  static constexpr std::string_view kSource = "TVVorlane/TVVorlaneURLSession.cpp";
+  static constexpr std::string_view kSource = "TVVorlane/sessions/TVVorlaneURLSession.cpp";
 
   // Life cycle.
   void _parseSessionOptions(const platform::Dictionary& options);

@@ -15,9 +15,11 @@ def read(path):
 
 
 def sources(folder, suffixes):
-    for name in sorted(os.listdir(os.path.join(ROOT, folder))):
-        if name.endswith(suffixes):
-            yield read(os.path.join(folder, name))
+    for here, subfolders, names in os.walk(os.path.join(ROOT, folder)):
+        subfolders.sort()
+        for name in sorted(names):
+            if name.endswith(suffixes):
+                yield read(os.path.join(here, name))
 
 
 def rows():
@@ -59,7 +61,7 @@ class Coverage(unittest.TestCase):
 
     def test_nothing_is_missing(self):
         table = read(TABLE)
-        properties = read("TVVorlane/TVVorlaneURLSession+Properties.cpp")
+        properties = read("TVVorlane/sessions/TVVorlaneURLSession+Properties.cpp")
         application = list(sources("TVVorlane", (".cpp", ".h")))
         kinds = {
             "calls": re.findall(
@@ -71,7 +73,7 @@ class Coverage(unittest.TestCase):
             "events": [name for text in application
                        for name in re.findall(r'_postEvent\(\s*"(\w+)"', text)]
             + re.findall(r'return "(user\w+)"',
-                         read("TVVorlane/TVVorlanePresentationViewController.cpp")),
+                         read("TVVorlane/screens/TVVorlanePresentationViewController.cpp")),
             "notifications": [name for text in application
                               for name in re.findall(r'"(quorin\.vorlane\.[\w.]+)"', text)],
             "platform notifications": [

@@ -1,4 +1,4 @@
-#include "TVVorlane/TVVorlanePINViewController.h"
+#include "TVVorlane/screens/TVVorlanePINViewController.h"
 
 #include "tests/TVVorlane/Support.h"
 

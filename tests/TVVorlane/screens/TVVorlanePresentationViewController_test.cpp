@@ -1,6 +1,6 @@
-#include "TVVorlane/TVVorlanePresentationViewController.h"
+#include "TVVorlane/screens/TVVorlanePresentationViewController.h"
 
-#include "TVVorlane/TVVorlanePresentationSession.h"
+#include "TVVorlane/sessions/TVVorlanePresentationSession.h"
 #include "tests/TVVorlane/Support.h"
 
 using platform::InputEvent;

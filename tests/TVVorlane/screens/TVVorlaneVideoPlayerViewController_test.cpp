@@ -1,6 +1,6 @@
-#include "TVVorlane/TVVorlaneVideoPlayerViewController.h"
+#include "TVVorlane/screens/TVVorlaneVideoPlayerViewController.h"
 
-#include "tests/TVVorlane/URLSessionFixture.h"
+#include "tests/TVVorlane/sessions/URLSessionFixture.h"
 
 namespace {
 

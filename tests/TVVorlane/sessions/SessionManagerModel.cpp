@@ -1,4 +1,4 @@
-#include "tests/TVVorlane/SessionManagerModel.h"
+#include "tests/TVVorlane/sessions/SessionManagerModel.h"
 
 #include <algorithm>
 #include <string_view>

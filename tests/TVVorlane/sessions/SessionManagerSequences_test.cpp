@@ -8,7 +8,7 @@
 #include <stdexcept>
 #include <unordered_map>
 
-#include "tests/TVVorlane/SessionManagerTrial.h"
+#include "tests/TVVorlane/sessions/SessionManagerTrial.h"
 
 namespace {
 

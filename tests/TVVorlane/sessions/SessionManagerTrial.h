@@ -2,12 +2,12 @@
 
 #include <algorithm>
 
-#include "TVVorlane/TVVorlaneInfoSession.h"
-#include "TVVorlane/TVVorlanePresentationSession.h"
-#include "TVVorlane/TVVorlaneStreamingAudioSession.h"
-#include "TVVorlane/TVVorlaneURLSession.h"
-#include "tests/TVVorlane/SessionManagerModel.h"
+#include "TVVorlane/sessions/TVVorlaneInfoSession.h"
+#include "TVVorlane/sessions/TVVorlanePresentationSession.h"
+#include "TVVorlane/sessions/TVVorlaneStreamingAudioSession.h"
+#include "TVVorlane/sessions/TVVorlaneURLSession.h"
 #include "tests/TVVorlane/Support.h"
+#include "tests/TVVorlane/sessions/SessionManagerModel.h"
 
 /// The steps, a letter each: the five kinds register; 'x' deregisters the newest now, 'l' later;
 /// 'u' the user stops the newest; 'r' the host's screen opens, 'f' it does not; 'h' Home; 't' what

@@ -1,6 +1,6 @@
 // Several sessions, and sessions that come and go while the screen does.
 
-#include "TVVorlane/TVVorlaneURLSession.h"
+#include "TVVorlane/sessions/TVVorlaneURLSession.h"
 #include "tests/TVVorlane/ReceiverDelegateFixture.h"
 
 using testing::IsSupersetOf;

@@ -1,7 +1,7 @@
 #include <limits>
 
-#include "TVVorlane/TVSPlayer+Vorlane.h"
-#include "TVVorlane/TVVorlaneMediaItem.h"
+#include "TVVorlane/sessions/TVSPlayer+Vorlane.h"
+#include "TVVorlane/sessions/TVVorlaneMediaItem.h"
 #include "tests/TVVorlane/Support.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "TVVorlane/TVVorlaneInfoSession.h"
+#include "TVVorlane/sessions/TVVorlaneInfoSession.h"
 
 #include "tests/TVVorlane/Support.h"
 

@@ -1,11 +1,11 @@
-#include "TVVorlane/TVVorlaneMediaItem.h"
+#include "TVVorlane/sessions/TVVorlaneMediaItem.h"
 
-#include "TVVorlane/TVVorlaneStoreMediaItem.h"
+#include "TVVorlane/sessions/TVVorlaneStoreMediaItem.h"
 #include "tests/TVVorlane/Support.h"
 
 namespace {
 
-Bytes bytes(std::string_view text) {
+Bytes dataOf(std::string_view text) {
   Bytes result;
   for (const char letter : text) result.push_back(static_cast<std::byte>(letter));
   return result;
@@ -29,8 +29,8 @@ class Delegate final : public TVVorlaneResourceLoadingMediaItemDelegate {
 };
 
 TEST(TVVorlaneMediaItemTest, TLSSettingsNeedIdentityAndKey) {
-  const Value identity = bytes("me");
-  const Value key = bytes("secret");
+  const Value identity = dataOf("me");
+  const Value key = dataOf("secret");
   EXPECT_EQ(TVVorlaneMediaItem::sslPropertiesForIdentity({}, {}), std::nullopt);
   EXPECT_EQ(TVVorlaneMediaItem::sslPropertiesForIdentity(identity, {}), std::nullopt);
   EXPECT_EQ(TVVorlaneMediaItem::sslPropertiesForIdentity({}, key), std::nullopt);
@@ -104,7 +104,7 @@ TEST_F(TVVorlaneStoreMediaItemTest, NeverCachesInTheBackground) {
 
 TEST_F(TVVorlaneStoreMediaItemTest, RecordOfAPurchase) {
   const auto record = TVVorlaneStoreMediaItem::_dataItemForParameters(
-      {{"mz_at", bytes("token")},
+      {{"mz_at", dataOf("token")},
        {"buyParams", "price=0"},
        {"dsid", 77},
        {"userAgent", "agent"},
@@ -132,7 +132,7 @@ TEST_F(TVVorlaneStoreMediaItemTest, TokenIsBase64) {
       {"fooba", "Zm9vYmE="}, {"foobar", "Zm9vYmFy"}, {"\xfb\xef\xff", "++//"},
   };
   for (const auto& [data, text] : kCases) {
-    const auto record = TVVorlaneStoreMediaItem::_dataItemForParameters({{"mz_at", bytes(data)}});
+    const auto record = TVVorlaneStoreMediaItem::_dataItemForParameters({{"mz_at", dataOf(data)}});
     EXPECT_EQ(record->property(platform::kStoreAuthorizationToken), Value(text));
   }
   const auto large = TVVorlaneStoreMediaItem::_dataItemForParameters({{"mz_at", Bytes(300)}});

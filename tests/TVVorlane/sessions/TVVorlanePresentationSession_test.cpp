@@ -1,6 +1,6 @@
-#include "TVVorlane/TVVorlanePresentationSession.h"
+#include "TVVorlane/sessions/TVVorlanePresentationSession.h"
 
-#include "TVVorlane/TVVorlanePresentationView.h"
+#include "TVVorlane/screens/TVVorlanePresentationView.h"
 #include "tests/TVVorlane/Support.h"
 
 namespace {

@@ -1,13 +1,13 @@
 // What the sequences of steps do not tell of: lookups, announcements, errors and the log.
 
-#include "TVVorlane/TVVorlaneSessionManager.h"
+#include "TVVorlane/sessions/TVVorlaneSessionManager.h"
 
 #include <thread>
 
-#include "TVVorlane/TVVorlaneInfoSession.h"
-#include "TVVorlane/TVVorlanePresentationSession.h"
-#include "TVVorlane/TVVorlaneStreamingAudioSession.h"
-#include "TVVorlane/TVVorlaneURLSession.h"
+#include "TVVorlane/sessions/TVVorlaneInfoSession.h"
+#include "TVVorlane/sessions/TVVorlanePresentationSession.h"
+#include "TVVorlane/sessions/TVVorlaneStreamingAudioSession.h"
+#include "TVVorlane/sessions/TVVorlaneURLSession.h"
 #include "tests/TVVorlane/Support.h"
 
 using Opening = sim::Screen::Opening;
@@ -171,7 +171,7 @@ TEST_F(TVVorlaneSessionManagerTest, ReadyWithoutAControllerIsAProgrammingError) 
   startVideo();
   box.run();
   EXPECT_EQ(assertionText([&] { manager().mediaViewControllerDidBecomeReady(nullptr); }),
-            "_handleMovedToForeground (TVVorlane/TVVorlaneSessionManager): "
+            "_handleMovedToForeground (TVVorlane/sessions/TVVorlaneSessionManager): "
             "_mediaViewController != nil");
 }
 

@@ -1,4 +1,4 @@
-#include "TVVorlane/TVVorlaneStreamingAudioSession.h"
+#include "TVVorlane/sessions/TVVorlaneStreamingAudioSession.h"
 
 #include "tests/TVVorlane/Support.h"
 

@@ -1,9 +1,9 @@
 // The media items that a URL session makes of a sender's parameters.
 
-#include "TVVorlane/TVVorlaneMediaItem.h"
-#include "TVVorlane/TVVorlaneStoreMediaItem.h"
+#include "TVVorlane/sessions/TVVorlaneMediaItem.h"
+#include "TVVorlane/sessions/TVVorlaneStoreMediaItem.h"
 #include "platform/foundation/MediaTime.h"
-#include "tests/TVVorlane/URLSessionFixture.h"
+#include "tests/TVVorlane/sessions/URLSessionFixture.h"
 
 namespace {
 

@@ -2,9 +2,9 @@
 
 #include <limits>
 
-#include "TVVorlane/TVVorlaneMediaItem.h"
 #include "TVVorlane/TVVorlaneStatusCodes.h"
-#include "tests/TVVorlane/URLSessionFixture.h"
+#include "TVVorlane/sessions/TVVorlaneMediaItem.h"
+#include "tests/TVVorlane/sessions/URLSessionFixture.h"
 
 namespace {
 
@@ -366,10 +366,11 @@ TEST_F(URLSessionPropertyTest, FatalActionsAreKnownBeforehand) {
 
 TEST_F(URLSessionPropertyTest, RemovalWithoutAnIdentifierIsAProgrammingError) {
   startPlaying();
-  EXPECT_THAT(assertionText([&] {
-                perform("playlistRemove", Dictionary{{"item", Dictionary()}});
-              }),
-              testing::StartsWith("_removeItemWithInfo (TVVorlane/TVVorlaneURLSession): "));
+  EXPECT_THAT(
+      assertionText([&] {
+        perform("playlistRemove", Dictionary{{"item", Dictionary()}});
+      }),
+      testing::StartsWith("_removeItemWithInfo (TVVorlane/sessions/TVVorlaneURLSession): "));
 }
 
 TEST_F(URLSessionPropertyTest, QueueGoesOnAfterItHadEnded) {

@@ -2,10 +2,10 @@
 
 #include <limits>
 
-#include "TVVorlane/TVVorlaneMediaItem.h"
 #include "TVVorlane/TVVorlaneStatusCodes.h"
+#include "TVVorlane/sessions/TVVorlaneMediaItem.h"
 #include "platform/media/TVSResourceLoadingRequest.h"
-#include "tests/TVVorlane/URLSessionFixture.h"
+#include "tests/TVVorlane/sessions/URLSessionFixture.h"
 
 namespace {
 
@@ -231,7 +231,7 @@ TEST_F(ResourceLoadingTest, KeyAnswerToALoadIsAProgrammingError) {
   EXPECT_TRUE(session->isFatalAction("requestForStreamingKey", options));
   EXPECT_FALSE(session->isFatalAction("requestForStreamingKey", {}));
   EXPECT_THAT(assertionText([&] { answerKey(4); }),
-              StartsWith("_handleKeyResponseWithOptions (TVVorlane/TVVorlaneURLSession"));
+              StartsWith("_handleKeyResponseWithOptions (TVVorlane/sessions/TVVorlaneURLSession"));
 }
 
 TEST_F(ResourceLoadingTest, AnswerMayLeadToTheNextRequest) {

@@ -1,10 +1,10 @@
-#include "TVVorlane/TVVorlaneURLSession.h"
+#include "TVVorlane/sessions/TVVorlaneURLSession.h"
 
 #include <cmath>
 #include <limits>
 
 #include "TVVorlane/TVVorlaneStatusCodes.h"
-#include "tests/TVVorlane/URLSessionFixture.h"
+#include "tests/TVVorlane/sessions/URLSessionFixture.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "TVVorlane/TVVorlaneURLSession.h"
+#include "TVVorlane/sessions/TVVorlaneURLSession.h"
 #include "tests/TVVorlane/Support.h"
 
 /// `count` bytes of no meaning.

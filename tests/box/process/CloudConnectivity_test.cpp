@@ -5,7 +5,7 @@
 #include <signal.h>
 
 #include "TVVorlane/TVVorlaneAppDelegate.h"
-#include "TVVorlane/TVVorlaneMediaViewController.h"
+#include "TVVorlane/screens/TVVorlaneMediaViewController.h"
 #include "box/process/Box.h"
 #include "tests/box/process/ChildProcess.h"
 #include "tests/box/services/door/Client.h"
