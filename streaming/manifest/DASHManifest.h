@@ -35,6 +35,10 @@ class DASHManifest {
     DASHSegmentInfo info;
     std::vector<std::string> bases;
     std::vector<Protection> protections;
+    // What would have to be looked for among all children of the set.
+    std::vector<pugi::xml_node> protectionNodes;
+    std::optional<MediaKind> componentKind;
+    bool hasUnknownEncryption = false;
   };
   /// An adaptation set as it was read.
   struct ReadSet {

@@ -30,9 +30,9 @@ int pixelsOf(std::string_view text) {
 }
 
 /// Segments that are encrypted by themselves (ISO/IEC 23009-4), with the same key throughout.
-std::shared_ptr<const SegmentKey> segmentKeyOf(pugi::xml_node level,
+std::shared_ptr<const SegmentKey> segmentKeyOf(const std::vector<pugi::xml_node>& protections,
                                                const std::vector<std::string>& bases) {
-  for (const pugi::xml_node protection : childrenOf(level, "ContentProtection")) {
+  for (const pugi::xml_node protection : protections) {
     const auto encryption = childOf(protection, "SegmentEncryption");
     const auto period = childOf(protection, "CryptoPeriod");
     if (!encryption || !period || bases.empty()) continue;
@@ -62,15 +62,6 @@ std::uint64_t timingUnits(const SegmentTiming& timing) {
   return timing.runs && !timing.runs->empty() ? timing.runs->back().duration : 0;
 }
 
-/// Segments that are encrypted in a way that is not known here.
-bool isGaloisCounterMode(pugi::xml_node level) {
-  for (const pugi::xml_node protection : childrenOf(level, "ContentProtection"))
-    if (attributeOf(childOf(protection, "SegmentEncryption"), "encryptionSystemUri")
-            .find("aes128-gcm") != std::string_view::npos)
-      return true;
-  return false;
-}
-
 std::size_t bytesIn(const std::vector<std::string>& texts) {
   std::size_t bytes = 0;
   for (const std::string& each : texts) bytes += each.size();
@@ -93,8 +84,9 @@ std::shared_ptr<Representation> DASHManifest::_representation(const SetContext& 
                                                               pugi::xml_node node,
                                                               const PeriodContext& period) {
   const std::string identifier(attributeOf(node, "id"));
-  if (identifier.size() > kLongestDASHName || isGaloisCounterMode(set.node) ||
-      isGaloisCounterMode(node))
+  const auto protectionNodes = protectionNodesOf(node);
+  if (identifier.size() > kLongestDASHName || set.hasUnknownEncryption ||
+      hasUnknownSegmentEncryption(protectionNodes))
     return nullptr;
   auto representation = std::make_shared<Representation>();
   representation->bandwidth = std::min(xmlNumber(node, "bandwidth").value_or(0), kMostBandwidth);
@@ -103,7 +95,7 @@ std::shared_ptr<Representation> DASHManifest::_representation(const SetContext& 
   representation->width = pixelsOf(inheritedAttribute(set.node, node, "width"));
   representation->height = pixelsOf(inheritedAttribute(set.node, node, "height"));
   representation->frameRate = frameRateOf(inheritedAttribute(set.node, node, "frameRate"));
-  representation->protections = protectionsOf(node);
+  representation->protections = protectionsOf(protectionNodes);
   representation->protections.insert(representation->protections.end(), set.protections.begin(),
                                      set.protections.end());
   DASHSegmentInfo info = set.info;
@@ -111,8 +103,8 @@ std::shared_ptr<Representation> DASHManifest::_representation(const SetContext& 
   std::vector<std::string> bases = baseURLs(node, set.bases);
   representation->timeOffset =
       period.start - static_cast<double>(info.timing.timeOffset) / info.timing.timescale;
-  auto key = segmentKeyOf(node, bases);
-  if (!key) key = segmentKeyOf(set.node, bases);
+  auto key = segmentKeyOf(protectionNodes, bases);
+  if (!key) key = segmentKeyOf(set.protectionNodes, bases);
   _locate(info, std::move(bases), period, identifier, std::move(key), *representation);
   if (!representation->segments && !representation->indexedFile) return nullptr;
   representation->id = _uniqueID(

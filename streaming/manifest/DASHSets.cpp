@@ -53,7 +53,14 @@ std::string_view inheritedAttribute(pugi::xml_node outer, pugi::xml_node inner,
   return value.size() <= kLongest ? value : std::string_view();
 }
 
-std::optional<MediaKind> dashMediaKind(pugi::xml_node outer, pugi::xml_node inner) {
+std::optional<MediaKind> dashComponentKind(pugi::xml_node set) {
+  if (hasComponent(set, "video")) return MediaKind::Video;
+  if (hasComponent(set, "audio")) return MediaKind::Audio;
+  return std::nullopt;
+}
+
+std::optional<MediaKind> dashMediaKind(pugi::xml_node outer, pugi::xml_node inner,
+                                       std::optional<MediaKind> components) {
   const std::string_view codecs = inheritedAttribute(outer, inner, "codecs");
   if (isTextCodec(codecs)) return MediaKind::Text;
   const std::string_view content = inheritedAttribute(outer, inner, "contentType");
@@ -65,8 +72,7 @@ std::optional<MediaKind> dashMediaKind(pugi::xml_node outer, pugi::xml_node inne
   if (type == "audio") return MediaKind::Audio;
   if (type == "text") return MediaKind::Text;
   if (!type.empty() && type != "application") return std::nullopt;
-  if (hasComponent(outer, "video")) return MediaKind::Video;
-  if (hasComponent(outer, "audio")) return MediaKind::Audio;
+  if (components) return components;
   if (codecs.empty()) return std::nullopt;
   return isPictureCodec(codecs) ? MediaKind::Video : MediaKind::Audio;
 }
@@ -152,10 +158,15 @@ EssentialUse essentialUse(pugi::xml_node node) {
   return use;
 }
 
-std::vector<Protection> protectionsOf(pugi::xml_node node) {
+std::vector<pugi::xml_node> protectionNodesOf(pugi::xml_node node) {
+  auto nodes = childrenOf(node, "ContentProtection");
+  nodes.resize(std::min(nodes.size(), kMostProtections));
+  return nodes;
+}
+
+std::vector<Protection> protectionsOf(const std::vector<pugi::xml_node>& nodes) {
   std::vector<Protection> protections;
-  for (const pugi::xml_node each : childrenOf(node, "ContentProtection")) {
-    if (protections.size() == kMostProtections) break;
+  for (const pugi::xml_node each : nodes) {
     Protection protection;
     const std::string_view scheme = attributeOf(each, "schemeIdUri").substr(0, kLongestDASHName);
     if (lowerCase(scheme) == kProtection)
@@ -174,6 +185,13 @@ std::vector<Protection> protectionsOf(pugi::xml_node node) {
     protections.push_back(std::move(protection));
   }
   return protections;
+}
+
+bool hasUnknownSegmentEncryption(const std::vector<pugi::xml_node>& protections) {
+  return std::any_of(protections.begin(), protections.end(), [](pugi::xml_node each) {
+    return attributeOf(childOf(each, "SegmentEncryption"), "encryptionSystemUri")
+               .find("aes128-gcm") != std::string_view::npos;
+  });
 }
 
 bool holdsPictureAndSound(const std::vector<std::string>& codecs) {

@@ -1,6 +1,8 @@
 // How adaptation sets become tracks.
 
 #include <algorithm>
+#include <functional>
+#include <map>
 #include <utility>
 
 #include "streaming/manifest/DASHManifest.h"
@@ -36,15 +38,24 @@ std::string trackIDOf(const Track& track) {
   return id;
 }
 
-void addTrack(Track track, std::vector<Track>& tracks) {
-  const auto isTaken = [&](const std::string& name) {
-    return std::any_of(tracks.begin(), tracks.end(),
-                       [&](const Track& each) { return each.id == name; });
-  };
-  const std::string id = track.id;
-  for (int count = 2; isTaken(track.id); ++count) track.id = id + '#' + std::to_string(count);
-  tracks.push_back(std::move(track));
-}
+/// The identifiers of the tracks of a period.
+class TrackNames {
+ public:
+  /// `id`, or with a number behind it.
+  std::string unique(const std::string& id) {
+    const auto [known, isNew] = _counts.try_emplace(id, 1);
+    if (isNew) return id;
+    std::string name;
+    do name = id + '#' + std::to_string(++known->second);
+    while (!_counts.try_emplace(name, 1).second);
+    return name;
+  }
+  /// False: there is one already.
+  bool add(const std::string& id) { return _counts.try_emplace(id, 1).second; }
+
+ private:
+  std::map<std::string, unsigned, std::less<>> _counts;
+};
 
 bool isListed(const std::vector<std::string>& names, const std::string& name) {
   return !name.empty() && std::find(names.begin(), names.end(), name) != names.end();
@@ -125,20 +136,19 @@ std::vector<Track> DASHManifest::_readTracks(pugi::xml_node period, const Period
     if (picture) addRepresentations(frames.track, picture->track);
   }
   std::vector<Track> tracks;
+  TrackNames names;
   for (ReadSet& each : sets) {
     if (each.isKeyFramesOnly) continue;
     // One announces the captions of all.
     for (Track& captions : each.captions)
-      if (std::none_of(tracks.begin(), tracks.end(),
-                       [&](const Track& other) { return other.id == captions.id; }))
-        tracks.push_back(std::move(captions));
+      if (names.add(captions.id)) tracks.push_back(std::move(captions));
     std::stable_sort(each.track.representations.begin(), each.track.representations.end(),
                      [](const auto& a, const auto& b) {
                        return std::pair(a->isKeyFramesOnly, a->bandwidth) <
                               std::pair(b->isKeyFramesOnly, b->bandwidth);
                      });
-    each.track.id = trackIDOf(each.track);
-    addTrack(std::move(each.track), tracks);
+    each.track.id = names.unique(trackIDOf(each.track));
+    tracks.push_back(std::move(each.track));
   }
   addSoundWithin(soundLanguage, tracks);
   return tracks;
@@ -160,7 +170,10 @@ std::optional<DASHManifest::ReadSet> DASHManifest::_readSet(pugi::xml_node node,
   set.info = period.info;
   set.info.read(node, period.duration);
   set.bases = baseURLs(node, period.bases);
-  set.protections = protectionsOf(node);
+  set.protectionNodes = protectionNodesOf(node);
+  set.protections = protectionsOf(set.protectionNodes);
+  set.hasUnknownEncryption = hasUnknownSegmentEncryption(set.protectionNodes);
+  set.componentKind = dashComponentKind(node);
   _readRepresentations(set, period, read);
   if (read.track.representations.empty()) return std::nullopt;
   readTrackMeaning(node, read.track);
@@ -176,7 +189,7 @@ void DASHManifest::_readRepresentations(const SetContext& set, const PeriodConte
   for (const pugi::xml_node node : childrenOf(set.node, "Representation")) {
     if (read.track.representations.size() == kMostRepresentations) break;
     const EssentialUse use = essentialUse(node);
-    const auto ownKind = dashMediaKind(set.node, node);
+    const auto ownKind = dashMediaKind(set.node, node, set.componentKind);
     if (use == EssentialUse::LeaveOut || !ownKind || (kind && *kind != *ownKind)) continue;
     auto representation = _representation(set, node, period);
     if (!representation) continue;
