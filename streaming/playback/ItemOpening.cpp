@@ -75,7 +75,7 @@ BodyFlow ItemOpening::_beginPlain(bool isWhole) {
   if (!isWhole)
     running = std::make_unique<HandedTransfer>(shared_from_this(), std::move(_transfer));
   auto plain = PlainResource::make(_source, _url, _body.head, std::exchange(_body.bytes, {}),
-                                   std::move(running));
+                                   std::move(running), _handlers.ofResource);
   _plain = plain;
   if (isWhole) plain->transferEnded(std::nullopt);
   _handlers.isPlain(std::move(plain));
@@ -89,7 +89,6 @@ void ItemOpening::transferEnded(const std::optional<platform::Error>& error) {
     case Stage::Done:
       return;
     case Stage::Plain:
-      if (error) _handlers.lost(*error);
       if (const auto plain = _plain.lock()) plain->transferEnded(error);
       return;
     case Stage::Manifest:

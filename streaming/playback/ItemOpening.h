@@ -23,8 +23,8 @@ class ItemOpening final : public TransferObserver,
     /// It is a manifest, which comes whole a little later.
     std::function<void(ManifestForm form)> isManifest;
     std::function<void(ManifestForm form, FetchResult result)> gotManifest;
-    /// The body of a plain resource has broken off.
-    std::function<void(const platform::Error& error)> lost;
+    /// Of the plain resource, also after the opening has ended.
+    PlainResourceHandlers ofResource;
   };
   ItemOpening(std::shared_ptr<TransferSource> source, std::string url, Handlers handlers);
 

@@ -12,8 +12,10 @@ std::shared_ptr<PlainResource> PlainResource::make(std::shared_ptr<TransferSourc
                                                    std::string url, const ResponseHead& head,
                                                    std::string firstBytes,
                                                    std::unique_ptr<Transfer> running,
+                                                   PlainResourceHandlers handlers,
                                                    PlainResourceLimits limits) {
-  auto feed = std::make_shared<ResourceFeed>(source, std::move(url), head, limits);
+  auto feed = std::make_shared<ResourceFeed>(source, std::move(url), head, std::move(handlers),
+                                             limits);
   feed->begin(firstBytes, std::move(running));
   return std::shared_ptr<PlainResource>(
       new PlainResource(std::move(source), head, std::move(feed)));

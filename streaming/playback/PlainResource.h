@@ -25,6 +25,13 @@ struct PlainResourceLimits {
   std::uint64_t near = std::uint64_t{1024} * 1024;
 };
 
+/// What an owner of a plain resource hears of its transfers, on the transfer thread. Either may be
+/// empty.
+struct PlainResourceHandlers {
+  std::function<void()> came;  ///< the first bytes of a transfer
+  std::function<void(const platform::Error& error)> lost;  ///< a transfer has failed for good
+};
+
 /// Reads a plain resource over transfers of an item. It takes over the transfer that found out that
 /// the resource is a plain one: its owner forwards to the observer's functions here.
 class PlainResource final : public ResourceReader, public TransferObserver {
@@ -35,6 +42,7 @@ class PlainResource final : public ResourceReader, public TransferObserver {
                                              std::string url, const ResponseHead& head,
                                              std::string firstBytes,
                                              std::unique_ptr<Transfer> running,
+                                             PlainResourceHandlers handlers = {},
                                              PlainResourceLimits limits = {});
   /// On any thread. Transfers end on the transfer thread soon after it.
   ~PlainResource() override;

@@ -25,10 +25,12 @@ bool isSameVersion(const ResponseHead& one, const ResponseHead& other) {
 }  // namespace
 
 ResourceFeed::ResourceFeed(std::shared_ptr<TransferSource> source, std::string url,
-                           ResponseHead head, PlainResourceLimits limits)
+                           ResponseHead head, PlainResourceHandlers handlers,
+                           PlainResourceLimits limits)
     : _source(std::move(source)),
       _url(std::move(url)),
       _head(std::move(head)),
+      _handlers(std::move(handlers)),
       _limits(limits),
       _size(_head.totalLength) {}
 
@@ -234,16 +236,22 @@ void ResourceFeed::_fetch(std::uint64_t offset) {
 }
 
 BodyFlow ResourceFeed::_gotHead(Place& place, const ResponseHead& head) {
-  const std::lock_guard lock(_mutex);
-  const bool isSame =
-      isSameVersion(_head, head) && (!_size || !head.totalLength || *_size == *head.totalLength);
-  if (isSame && head.offset == place.begin) return BodyFlow::More;
-  _hasChanged = true;
-  _fail(networkError(URLErrorCode::NetworkConnectionLost, "The resource has changed."));
+  const auto error =
+      networkError(URLErrorCode::NetworkConnectionLost, "The resource has changed.");
+  {
+    const std::lock_guard lock(_mutex);
+    const bool isSame =
+        isSameVersion(_head, head) && (!_size || !head.totalLength || *_size == *head.totalLength);
+    if (isSame && head.offset == place.begin) return BodyFlow::More;
+    _hasChanged = true;
+    _fail(error);
+  }
+  if (_handlers.lost) _handlers.lost(error);
   return BodyFlow::Abort;
 }
 
 BodyFlow ResourceFeed::_gotBytes(Place& place, std::string_view bytes) {
+  if (place.end == place.begin && _handlers.came) _handlers.came();
   const std::lock_guard lock(_mutex);
   _store.put(place.end, bytes);
   place.end += bytes.size();
@@ -256,6 +264,7 @@ BodyFlow ResourceFeed::_gotBytes(Place& place, std::string_view bytes) {
 
 void ResourceFeed::_ended(Place& place, const std::optional<platform::Error>& error) {
   const auto ended = std::move(place.transfer);
+  if (error && _handlers.lost) _handlers.lost(*error);
   bool isIncomplete = false;
   {
     const std::lock_guard lock(_mutex);

@@ -22,7 +22,7 @@ namespace streaming {
 class ResourceFeed final : public std::enable_shared_from_this<ResourceFeed> {
  public:
   ResourceFeed(std::shared_ptr<TransferSource> source, std::string url, ResponseHead head,
-               PlainResourceLimits limits);
+               PlainResourceHandlers handlers, PlainResourceLimits limits);
   ResourceFeed(const ResourceFeed&) = delete;
   ResourceFeed& operator=(const ResourceFeed&) = delete;
 
@@ -87,6 +87,7 @@ class ResourceFeed final : public std::enable_shared_from_this<ResourceFeed> {
   const std::shared_ptr<TransferSource> _source;
   const std::string _url;
   const ResponseHead _head;
+  const PlainResourceHandlers _handlers;
   const PlainResourceLimits _limits;
   Place* _first = nullptr;  // transfer thread; null: its place was given up
 

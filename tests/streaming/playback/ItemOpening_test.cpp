@@ -18,7 +18,7 @@ struct Opening {
     handlers.failed = [this](const platform::Error& error) {
       outcome += "failed " + std::to_string(error.code);
     };
-    handlers.lost = [this](const platform::Error& error) {
+    handlers.ofResource.lost = [this](const platform::Error& error) {
       outcome += " lost " + std::to_string(error.code);
     };
     handlers.isPlain = [this](std::shared_ptr<PlainResource> given) {

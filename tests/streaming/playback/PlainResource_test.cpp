@@ -178,7 +178,12 @@ class PlainResourceTest : public testing::Test {
       auto first = server->start({"http://host/a", TransferKind::Item, ByteSpan{}, false}, opener);
       static_cast<ResourceServer::Running&>(*first).next = 10;
       resource = PlainResource::make(server, "http://host/a", server->head(), text.substr(0, 10),
-                                     std::move(first), limits);
+                                     std::move(first),
+                                     {[this] { heard += " came"; },
+                                      [this](const platform::Error& error) {
+                                        heard += ' ' + std::to_string(error.code);
+                                      }},
+                                     limits);
       opener.target = resource.get();
     });
     server->settle();
@@ -209,6 +214,7 @@ class PlainResourceTest : public testing::Test {
   }
 
   std::string text;
+  std::string heard;  // by the handlers
   PlainResourceLimits limits{
       .ahead = 4000, .behind = 2000, .aside = 1000, .idleAhead = 500, .near = 300};
   std::shared_ptr<ResourceServer> server;
@@ -301,6 +307,8 @@ TEST_F(PlainResourceTest, ReportsAFailureAndCanGoOnAfterIt) {
   EXPECT_EQ(failed.error->code, static_cast<std::int64_t>(platform::URLErrorCode::TimedOut));
   server->settle([this] { server->breaksAt = UINT64_MAX; });
   expectAt(75'000, 10);
+  server->settle();
+  EXPECT_EQ(heard, " -1001 came");
 }
 
 TEST(SpanStore, JoinsPiecesAndForgetsTheOldestOnes) {
