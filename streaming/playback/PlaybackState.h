@@ -2,8 +2,11 @@
 
 #include <array>
 #include <atomic>
+#include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
+#include <string>
 
 #include "streaming/playback/HandlerSlot.h"
 #include "streaming/playback/PieceShelf.h"
@@ -34,6 +37,8 @@ struct PlaybackState {
   std::array<bool, 3> isAtEnd{};
   TrackSelection selection;
   bool isSelected = false;
+  /// By the identifier of a representation whose manifest does not tell.
+  std::map<std::string, PieceContent, std::less<>> contents;
 
   HandlerSlot<const TrackPiece&, bool> textHandler;
   HandlerSlot<> changeHandler;

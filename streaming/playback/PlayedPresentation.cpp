@@ -17,8 +17,9 @@ constexpr double kEndTolerance = 0.25;
 /// The reader of the player: it also says where playing goes on.
 class PlaybackReader final : public TrackReader {
  public:
-  PlaybackReader(std::shared_ptr<PlaybackState> state, MediaKind kind, bool isLeading)
-      : _state(std::move(state)), _kind(kind), _isLeading(isLeading) {}
+  PlaybackReader(std::shared_ptr<TransferSource> source, std::shared_ptr<PlaybackState> state,
+                 MediaKind kind, bool isLeading)
+      : _source(std::move(source)), _state(std::move(state)), _kind(kind), _isLeading(isLeading) {}
 
   std::optional<TrackPiece> next(const ReadGate& gate) override {
     return _state->shelf(_kind).next(gate);
@@ -29,8 +30,18 @@ class PlaybackReader final : public TrackReader {
     _state->shelf(_kind).seek(seconds);
     if (_isLeading) _state->shelf(MediaKind::Text).seek(seconds);
   }
+  void noteContent(const Representation& representation, PieceContent content) override {
+    if (!representation.codecs.empty()) return;
+    {
+      const std::lock_guard lock(_state->mutex);
+      const auto [known, isNew] = _state->contents.try_emplace(representation.id, content);
+      if (!isNew && std::exchange(known->second, content) == content) return;
+    }
+    _source->post([state = _state] { state->changeHandler.call(); });
+  }
 
  private:
+  const std::shared_ptr<TransferSource> _source;
   const std::shared_ptr<PlaybackState> _state;
   const MediaKind _kind;
   const bool _isLeading;
@@ -125,7 +136,11 @@ std::shared_ptr<const Presentation> PlayedPresentation::presentation() const {
 std::vector<Track> PlayedPresentation::tracksAt(double seconds) const {
   const auto known = presentation();
   const Period* period = known ? periodAt(*known, seconds) : nullptr;
-  return period ? decodableTracks(*period, _canDecode) : std::vector<Track>();
+  if (!period) return {};
+  auto tracks = decodableTracks(*period, _canDecode);
+  const std::lock_guard lock(_state->mutex);
+  eraseAbsentTracks(tracks, _state->contents);
+  return tracks;
 }
 
 void PlayedPresentation::select(const TrackSelection& selection) {
@@ -162,7 +177,7 @@ std::shared_ptr<TrackReader> PlayedPresentation::reader(MediaKind kind) {
   if (selected.empty()) return nullptr;
   if (kind == MediaKind::Audio && !hasOwnSound(_state->knowledge, selected)) return nullptr;
   const bool isLeading = kind == MediaKind::Video || _state->selection.video.empty();
-  return std::make_shared<PlaybackReader>(_state, kind, isLeading);
+  return std::make_shared<PlaybackReader>(_source, _state, kind, isLeading);
 }
 
 void PlayedPresentation::setLimits(const PlaybackLimits& limits) {

@@ -84,6 +84,34 @@ std::vector<Track> decodableTracks(const Period& period, const CanDecode& canDec
   return tracks;
 }
 
+void eraseAbsentTracks(std::vector<Track>& tracks,
+                       const std::map<std::string, PieceContent, std::less<>>& contents) {
+  // Representations of one track are alike: those that are known stand for the others.
+  struct Evidence {
+    bool isFound = false;
+    bool isMissed = false;
+    void add(bool has) { (has ? isFound : isMissed) = true; }
+    bool isAbsent() const { return isMissed && !isFound; }
+  };
+  Evidence sound;
+  std::erase_if(tracks, [&](const Track& track) {
+    Evidence picture;
+    if (track.kind != MediaKind::Video) return false;
+    for (const auto& each : track.representations) {
+      const auto known = contents.find(each->id);
+      const bool isKnown = known != contents.end();
+      const bool isSaid = !each->codecs.empty();
+      if (isKnown || isSaid || each->height > 0)
+        picture.add(isSaid || each->height > 0 || known->second.hasPicture);
+      if (each->carriesSound && (isKnown || isSaid)) sound.add(isSaid || known->second.hasSound);
+    }
+    return picture.isAbsent();
+  });
+  std::erase_if(tracks, [&](const Track& track) {
+    return track.isWithinPicture && sound.isAbsent();
+  });
+}
+
 TrackSelection defaultSelection(const std::vector<Track>& tracks) {
   TrackSelection selection;
   bool hasDefaultSound = false;

@@ -1,10 +1,14 @@
 #pragma once
 
+#include <functional>
+#include <map>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "streaming/manifest/Presentation.h"
 #include "streaming/playback/PresentationPlayback.h"
+#include "streaming/playback/TrackReader.h"
 
 namespace streaming {
 
@@ -26,6 +30,10 @@ const Track* trackLike(const Period& period, MediaKind kind, const std::string& 
 
 /// Without representations and tracks that the box cannot decode.
 std::vector<Track> decodableTracks(const Period& period, const CanDecode& canDecode);
+/// Erases the tracks that the media do not hold, whatever the manifest offers. `contents`: what is
+/// known of representations, by their identifiers.
+void eraseAbsentTracks(std::vector<Track>& tracks,
+                       const std::map<std::string, PieceContent, std::less<>>& contents);
 /// The picture, the default sound, and no text.
 TrackSelection defaultSelection(const std::vector<Track>& tracks);
 /// Whether it is for scanning alone.

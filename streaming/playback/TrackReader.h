@@ -30,6 +30,13 @@ struct TrackPiece {
   std::optional<platform::Error> error;  ///< of Failed
 };
 
+/// Which elementary streams the pieces of a representation hold.
+struct PieceContent {
+  bool hasPicture = false;
+  bool hasSound = false;
+  friend bool operator==(const PieceContent&, const PieceContent&) = default;
+};
+
 /// The selected representation of one track, piece by piece. One thread reads; the rest is for any.
 class TrackReader {
  public:
@@ -39,6 +46,9 @@ class TrackReader {
   virtual std::optional<TrackPiece> next(const ReadGate& gate) = 0;
   /// The piece that plays at `seconds` comes next.
   virtual void seek(double seconds) = 0;
+  /// What the demuxer has found in a piece of the representation: a manifest that names no codecs
+  /// does not tell.
+  virtual void noteContent(const Representation&, PieceContent) {}
 };
 
 }  // namespace streaming

@@ -90,6 +90,51 @@ struct StartCase {
   double seconds;
 };
 
+/// The tracks of a manifest without codecs are those that the demuxer finds.
+TEST(PlayedPresentation, OffersWhatTheMediaHold) {
+  const std::string pair =
+      "#EXTM3U\n#EXT-X-STREAM-INF:BANDWIDTH=1\nlow\n#EXT-X-STREAM-INF:BANDWIDTH=2%\nhigh\n";
+  const auto withHigh = [&](const char* attributes) {
+    std::string text = pair;
+    return text.replace(text.find('%'), 1, attributes);
+  };
+  const std::string alone = playlistOf("v", 1, 3, true);
+  const struct {
+    const char* name;
+    std::string manifest;
+    PieceContent content;
+    Lines tracks;
+  } cases[] = {
+      {"both", alone, {true, true}, {"video", "audio"}},
+      {"a picture", alone, {true, false}, {"video"}},
+      {"a sound", alone, {false, true}, {"audio"}},
+      {"all variants are alike", withHigh(""), {true, false}, {"video"}},
+      {"but one says that it has more",
+       withHigh(",RESOLUTION=640x360,CODECS=\"avc1.4d401e,mp4a.40.2\""),
+       {false, true},
+       {"video", "audio"}},
+  };
+  for (const auto& each : cases) {
+    SCOPED_TRACE(each.name);
+    PlayBench bench(each.manifest);
+    for (const char* name : {"low", "high"})
+      bench.network->add("http://a/" + std::string(name), playlistOf("v", 1, 3, true));
+    bench.prepare();
+    bench.network->run();
+    const int before = bench.changes;
+    const auto& first = bench.played->presentation()->periods[0].tracks[0].representations[0];
+    const auto reader = bench.played->reader(MediaKind::Video);
+    for (int times = 0; times < 2; ++times) {
+      reader->noteContent(*first, each.content);
+      bench.network->run();
+    }
+    Lines tracks;
+    for (const Track& track : bench.played->tracksAt(0)) tracks.push_back(track.id);
+    EXPECT_EQ(tracks, each.tracks);
+    EXPECT_EQ(bench.changes - before, 1);
+  }
+}
+
 TEST(PlayedPresentation, BeginsWhereItIsTold) {
   const std::vector<StartCase> cases = {
       {"seconds", {30, {}, {}}, 30},
