@@ -1,5 +1,6 @@
 #include "streaming/playback/PieceFetch.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "streaming/playback/PlaybackErrors.h"
@@ -8,14 +9,23 @@ namespace streaming {
 
 PieceFetch::PieceFetch(const FetchTools& tools, Segment segment,
                        std::shared_ptr<const Representation> representation, TransferKind kind,
-                       Handlers handlers)
+                       Handlers handlers, SegmentBytes::Limits limits)
     : _tools(tools),
       _segment(std::move(segment)),
       _representation(std::move(representation)),
       _kind(kind),
-      _handlers(std::move(handlers)) {}
+      _handlers(std::move(handlers)),
+      _media(std::make_shared<SegmentBytes>(limits)),
+      _self(std::make_shared<PieceFetch*>(this)) {
+  _media->setSource([&source = _tools.source, self = std::weak_ptr(_self)] {
+    source.post([self] {
+      if (const auto fetch = self.lock()) (*fetch)->_readerMoved();
+    });
+  });
+}
 
 PieceFetch::~PieceFetch() {
+  _media->setSource({});
   _media->fail(networkError(platform::URLErrorCode::NetworkConnectionLost, "It was cancelled."));
 }
 
@@ -36,7 +46,7 @@ void PieceFetch::start() {
 }
 
 void PieceFetch::_startInitialization() {
-  _startMedia();
+  _startMedia(0);
   if (!_segment.initialization) {
     _hasInitialization = true;
     return;
@@ -53,13 +63,36 @@ void PieceFetch::_startInitialization() {
   if (request) _initializationRequest = std::move(request);
 }
 
-void PieceFetch::_startMedia() {
-  _filter = SpanFilter(_segment.resource.span);
+/// From `offset` of the segment on.
+void PieceFetch::_startMedia(std::uint64_t offset) {
+  _begin = offset;
+  auto span = _segment.resource.span;
+  if (offset > 0) {
+    if (!span) span.emplace();
+    span->offset += offset;
+    if (span->length) *span->length -= std::min(*span->length, offset);
+  }
+  _filter = SpanFilter(span);
   _decryptor.reset();
   if (_key && _segment.key->method == SegmentKey::Method::AES128)
     _decryptor.emplace(*_key, _initialVector());
-  TransferRequest request{_segment.resource.urls[_urlIndex], _kind, _segment.resource.span, false};
+  TransferRequest request{_segment.resource.urls[_urlIndex], _kind, span, false};
   _transfer = _tools.source.start(request, *this);
+}
+
+/// There may be room again, or the reader wants other bytes than those that come.
+void PieceFetch::_readerMoved() {
+  if (const auto offset = _media->wanted()) {
+    _measured.reset();
+    _transfer.reset();
+    const std::uint64_t begin = _canJump ? *offset : 0;
+    _media->restart(begin);
+    return _startMedia(begin);
+  }
+  if (!_isPaused || !_transfer || _media->isFull()) return;
+  _isPaused = false;
+  _measured.emplace(_tools.meter);
+  _transfer->resume();
 }
 
 std::array<std::byte, 16> PieceFetch::_initialVector() const {
@@ -72,22 +105,44 @@ std::array<std::byte, 16> PieceFetch::_initialVector() const {
 
 BodyFlow PieceFetch::transferGotHead(const ResponseHead& head) {
   _measured.emplace(_tools.meter);
-  if (_filter.begin(head.offset)) return BodyFlow::More;
-  _refusal = networkError(platform::URLErrorCode::BadServerResponse,
-                          "The server sent another part of the file.");
-  return BodyFlow::Abort;
+  _isPaused = false;
+  if (!_filter.begin(head.offset)) {
+    _refusal = networkError(platform::URLErrorCode::BadServerResponse,
+                            "The server sent another part of the file.");
+    return BodyFlow::Abort;
+  }
+  if (_begin == 0 && !_decryptor) {
+    _canJump = head.acceptsRanges;
+    _media->expect(_totalOf(head), _canJump);
+  }
+  return BodyFlow::More;
+}
+
+/// The size of the segment, as the server tells it.
+std::optional<std::uint64_t> PieceFetch::_totalOf(const ResponseHead& head) const {
+  std::optional<std::uint64_t> whole = head.totalLength;
+  if (!whole && head.length) whole = head.offset + *head.length;
+  const ByteSpan span = _segment.resource.span.value_or(ByteSpan{});
+  if (!whole) return span.length;
+  const std::uint64_t rest = *whole - std::min(*whole, span.offset);
+  return std::min(rest, span.length.value_or(rest));
 }
 
 BodyFlow PieceFetch::transferGotBytes(std::string_view bytes) {
   if (_measured) _measured->got(bytes.size());
   bytes = _filter.pass(bytes);
-  _count += bytes.size();
-  if (_count > kMostSegmentBytes) {
+  if (!bytes.empty()) _append(bytes);
+  if (_filter.isDone()) return BodyFlow::Abort;
+  // Texts are read once they are whole.
+  if (_kind == TransferKind::Text && isLong()) {
     _refusal = networkError(platform::URLErrorCode::BadServerResponse, "The segment is too long.");
     return BodyFlow::Abort;
   }
-  if (!bytes.empty()) _append(bytes);
-  return _filter.isDone() ? BodyFlow::Abort : BodyFlow::More;
+  if (!_media->isFull()) return BodyFlow::More;
+  // The time that the transfer waits for the reader says nothing of the network.
+  _measured.reset();
+  _isPaused = true;
+  return BodyFlow::Pause;
 }
 
 void PieceFetch::_append(std::string_view bytes) {
@@ -112,12 +167,11 @@ void PieceFetch::_offer() {
 void PieceFetch::transferEnded(const std::optional<platform::Error>& error) {
   _measured.reset();
   const auto failure = _refusal ? std::exchange(_refusal, {}) : error;
+  const auto ended = std::move(_transfer);
   if (failure) {
-    const auto ended = std::move(_transfer);
     if (!_isOffered && _media->size() == 0 && _urlIndex + 1 < _segment.resource.urls.size()) {
       ++_urlIndex;
-      _count = 0;
-      return _startMedia();
+      return _startMedia(0);
     }
     return _fail(*failure);
   }

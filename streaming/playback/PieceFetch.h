@@ -1,9 +1,12 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include "platform/foundation/Error.h"
@@ -17,9 +20,6 @@
 
 namespace streaming {
 
-/// A segment that is longer is given up.
-inline constexpr std::uint64_t kMostSegmentBytes = std::uint64_t{64} * 1024 * 1024;
-
 /// What the fetches of all tracks share.
 struct FetchTools {
   TransferSource& source;
@@ -29,7 +29,8 @@ struct FetchTools {
 };
 
 /// Fetches one segment, its key and its initialization, from the first of its addresses that gives
-/// them. Transfer thread only. Destroying it cancels it, and fails the bytes that are arriving.
+/// them. Of a long segment it fetches what its reader is near to, also after it has ended once.
+/// Transfer thread only. Destroying it cancels it, and fails the bytes that are arriving.
 class PieceFetch final : private TransferObserver {
  public:
   struct Failure {
@@ -47,13 +48,15 @@ class PieceFetch final : private TransferObserver {
 
   PieceFetch(const FetchTools& tools, Segment segment,
              std::shared_ptr<const Representation> representation, TransferKind kind,
-             Handlers handlers);
+             Handlers handlers, SegmentBytes::Limits limits = {});
   ~PieceFetch() override;
   PieceFetch(const PieceFetch&) = delete;
   PieceFetch& operator=(const PieceFetch&) = delete;
 
   void start();
   const Segment& segment() const { return _segment; }
+  /// The reader may ask for bytes again that have come before.
+  bool isLong() const { return _media->isLong(); }
   const std::shared_ptr<const Representation>& representation() const { return _representation; }
 
  private:
@@ -62,13 +65,15 @@ class PieceFetch final : private TransferObserver {
   void transferEnded(const std::optional<platform::Error>& error) override;
 
   void _startInitialization();
-  void _startMedia();
+  void _startMedia(std::uint64_t offset);
+  void _readerMoved();
   void _append(std::string_view bytes);
   void _offer();
   void _finishMedia();
   void _fail(platform::Error error, bool isKey = false);
   void _end(std::optional<Failure> failure);
   std::array<std::byte, 16> _initialVector() const;
+  std::optional<std::uint64_t> _totalOf(const ResponseHead& head) const;
 
   const FetchTools _tools;
   const Segment _segment;
@@ -76,20 +81,23 @@ class PieceFetch final : private TransferObserver {
   const TransferKind _kind;
   Handlers _handlers;
   std::size_t _urlIndex = 0;
-  std::uint64_t _count = 0;  // of bytes of the body
+  std::uint64_t _begin = 0;  // of the transfer, within the segment
   SpanFilter _filter{std::nullopt};
   std::optional<platform::Error> _refusal;
   ContentKey _key;
   std::optional<SegmentDecryptor> _decryptor;
-  std::shared_ptr<SegmentBytes> _media = std::make_shared<SegmentBytes>();
+  const std::shared_ptr<SegmentBytes> _media;
   std::shared_ptr<const SegmentBytes> _initialization;
   bool _hasInitialization = false;
   bool _isOffered = false;
+  bool _canJump = false;   // a transfer may begin anywhere in the segment
+  bool _isPaused = false;  // the transfer waits for the reader
   bool _hasMedia = false;  // all of them
   std::shared_ptr<void> _keyRequest;
   std::shared_ptr<void> _initializationRequest;
   std::optional<ThroughputMeter::Body> _measured;
   std::unique_ptr<Transfer> _transfer;
+  std::shared_ptr<PieceFetch*> _self;  // through which tasks of the reader find it
 };
 
 }  // namespace streaming

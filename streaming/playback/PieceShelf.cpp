@@ -14,11 +14,15 @@ constexpr double kTolerance = 0.01;
 
 constexpr std::size_t kMostPieces = 2000;
 
-std::uint64_t bytesOf(const TrackPiece& piece) { return piece.media ? piece.media->size() : 0; }
+std::uint64_t bytesOf(const TrackPiece& piece) { return piece.media ? piece.media->held() : 0; }
 
 bool isWhole(const TrackPiece& piece) {
-  return !piece.media || piece.media->state() == SegmentBytes::State::Complete;
+  return !piece.media ||
+         (piece.media->state() == SegmentBytes::State::Complete && !piece.media->isLong());
 }
+
+/// What has failed half-way, or is no longer held, is fetched again.
+bool isReadable(const TrackPiece& piece) { return !piece.media || piece.media->isReadable(); }
 
 bool isSame(const Segment& a, const Segment& b) {
   return a.part == b.part && std::abs(a.start - b.start) < kTolerance &&
@@ -71,8 +75,7 @@ void PieceShelf::seek(double seconds) {
     if (_isTrusted) {
       for (const Held& each : _held) {
         if (each.start() > seconds || seconds >= each.end()) continue;
-        // What has failed half-way is fetched again.
-        if (each.piece.media && each.piece.media->state() == SegmentBytes::State::Failed) break;
+        if (!isReadable(each.piece)) break;
         _seek.reset();
         _isSeeking = false;
         _first = each.id;
@@ -185,8 +188,7 @@ std::optional<PieceShelf::ID> PieceShelf::join(ID after, const Segment& segment)
     if (place == _held.end()) return std::nullopt;
     const auto next = std::next(place);
     if (next == _held.end() || !isSame(next->piece.segment, segment)) return std::nullopt;
-    if (next->piece.media && next->piece.media->state() == SegmentBytes::State::Failed)
-      return std::nullopt;
+    if (!isReadable(next->piece)) return std::nullopt;
     next->follows = true;
     joined = next->id;
   }
@@ -197,9 +199,7 @@ std::optional<PieceShelf::ID> PieceShelf::join(ID after, const Segment& segment)
 std::optional<PieceShelf::ID> PieceShelf::find(const Segment& segment) const {
   const std::lock_guard lock(_mutex);
   for (const Held& each : _held) {
-    if (!isSame(each.piece.segment, segment)) continue;
-    if (each.piece.media && each.piece.media->state() == SegmentBytes::State::Failed) continue;
-    return each.id;
+    if (isSame(each.piece.segment, segment) && isReadable(each.piece)) return each.id;
   }
   return std::nullopt;
 }
@@ -326,8 +326,16 @@ void PieceShelf::trim(std::uint64_t bytes, double position) {
 std::vector<platform::TimeRange> PieceShelf::loaded() const {
   const std::lock_guard lock(_mutex);
   std::vector<platform::TimeRange> ranges;
-  for (const Held& each : _held)
-    if (isWhole(each.piece)) ranges.push_back({each.start(), each.end() - each.start()});
+  for (const Held& each : _held) {
+    const double length = each.end() - each.start();
+    if (isWhole(each.piece)) {
+      ranges.push_back({each.start(), length});
+    } else if (each.piece.media->isLong()) {
+      // As if its bytes were spread evenly over its time.
+      if (const auto part = each.piece.media->part())
+        ranges.push_back({each.start() + part->begin * length, (part->end - part->begin) * length});
+    }
+  }
   return unionOf(std::move(ranges));
 }
 

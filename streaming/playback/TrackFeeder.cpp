@@ -67,6 +67,7 @@ std::optional<platform::Error> TrackFeeder::error() const {
 void TrackFeeder::stop() {
   _timer.reset();
   _cancelFetch();
+  _kept.reset();
   _notBefore.reset();
   _losing.reset();
   _from.reset();
@@ -76,6 +77,7 @@ void TrackFeeder::stop() {
 
 void TrackFeeder::pump() {
   if (_track.empty() || !_host.presentation()) return;
+  if (_kept && !_shelf->pieceOf(*_keptPiece)) _kept.reset();
   _pumpsAgain = true;
   if (std::exchange(_isPumping, true)) return;
   while (std::exchange(_pumpsAgain, false))
@@ -188,7 +190,7 @@ bool TrackFeeder::_hasRoom(const TrackWalk::Step& step) {
                                ? step.representation->averageBandwidth
                                : step.representation->bandwidth;
   const double bytes = std::clamp(bandwidth * step.segment.duration / 8, 0.0,
-                                  static_cast<double>(kMostSegmentBytes));
+                                  static_cast<double>(SegmentBytes::Limits{}.ahead));
   // Pieces may be of no length at all.
   if (_shelf->countAhead() >= kMostPiecesAhead) return false;
   const bool isNeeded = !_tail || _shelf->countFrom(_host.position()) < kLeastPieces;
@@ -239,9 +241,14 @@ void TrackFeeder::_put(TrackPiece piece) {
 }
 
 void TrackFeeder::_ended(const std::optional<PieceFetch::Failure>& failure) {
-  const auto ended = std::move(_fetch);
-  const bool wasOffered = std::exchange(_fetched, std::nullopt).has_value();
+  auto ended = std::move(_fetch);
+  const auto piece = std::exchange(_fetched, std::nullopt);
+  const bool wasOffered = piece.has_value();
   if (!failure) {
+    if (ended->isLong() && piece) {
+      _kept = std::move(ended);
+      _keptPiece = piece;
+    }
     _hadAny = true;
     _isKeyRefused = false;
     _lostInARow = 0;

@@ -68,6 +68,9 @@ class TrackFeeder {
   std::optional<PieceShelf::ID> _tail;  // what is fetched follows it
   std::unique_ptr<PieceFetch> _fetch;
   std::optional<PieceShelf::ID> _fetched;  // its piece, once it was put on the shelf
+  // The last long segment has come to its end, and its reader may want other parts of it.
+  std::unique_ptr<PieceFetch> _kept;
+  std::optional<PieceShelf::ID> _keptPiece;
   std::optional<TrackWalk::Step> _losing;  // a segment that could not be had so far
   std::optional<platform::Error> _error;   // the newest
   unsigned _attempts = 0;                  // at `_losing`

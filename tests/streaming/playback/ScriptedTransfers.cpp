@@ -55,6 +55,7 @@ std::unique_ptr<Transfer> ScriptedTransfers::start(const TransferRequest& reques
   const Resource& resource = running->resource;
   running->head.url = request.url;
   running->head.totalLength = resource.body.size();
+  running->head.acceptsRanges = resource.knowsRanges;
   running->body = resource.body;
   if (!resource.date.empty()) running->head.fields.emplace_back("Date", resource.date);
   if (request.span && resource.knowsRanges) {

@@ -1,5 +1,8 @@
 #include "streaming/playback/TrackFeeder.h"
 
+#include <atomic>
+#include <thread>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -228,6 +231,49 @@ TEST(TrackFeeder, WhatBreaksOffHalfWayIsPlayedAndTheNextPieceDoesNotContinueIt) 
   bench.advance(1);
   EXPECT_EQ(bench.read(), (Lines{"*v/1", "v/2 a!", "*v/3", "end"}));
   EXPECT_EQ(bench.faults, Lines{"v/2 -1005"});
+}
+
+/// A file without an index, or a playlist of one segment.
+TEST(TrackFeeder, ALongSegmentIsReadThroughAWindow) {
+  constexpr std::size_t kSize = 50'000'000;
+  for (const bool knowsRanges : {true, false}) {
+    FeederBench bench;
+    bench.media =
+        presentationOf({trackOf(MediaKind::Video, "v",
+                                {representationOf("v", 1e6, 0, listSegments("v", 2, 400))})},
+                       800);
+    ScriptedTransfers::Resource resource;
+    resource.body = std::string(kSize, 'a');
+    resource.body[0] = 'b';
+    resource.knowsRanges = knowsRanges;
+    resource.rate = 20e6;
+    bench.network.add("v/1", std::move(resource));
+    bench.network.add("v/2", "next");
+    bench.begin(MediaKind::Video, "v", 0);
+    bench.advance(20);
+    const auto piece = bench.shelf().take();
+    ASSERT_TRUE(piece);
+    EXPECT_LE(bench.shelf().bytes(), SegmentBytes::Limits{}.ahead + 2'000'000);
+    // One thread reads while the network goes on; the second time as after a seek.
+    std::atomic<bool> isOver = false;
+    std::thread reader([&] {
+      const ReadGate gate;
+      std::vector<std::byte> buffer(1'000'000);
+      for (int round = 0; round < 2; ++round) {
+        std::uint64_t at = piece->media->read(0, buffer, gate);
+        EXPECT_EQ(buffer[0], std::byte{'b'});
+        while (const std::size_t count = piece->media->read(at, buffer, gate)) at += count;
+        EXPECT_EQ(at, kSize);
+      }
+      isOver = true;
+    });
+    while (!isOver) bench.advance(0.1);
+    reader.join();
+    bench.advance(1);
+    EXPECT_LE(bench.shelf().bytes(), SegmentBytes::Limits{}.ahead + 5'000'000);
+    EXPECT_EQ(bench.read(), (Lines{"next", "end"}));
+    EXPECT_EQ(bench.network.countOf("v/1"), 2u);
+  }
 }
 
 TEST(TrackFeeder, EmptySegmentsAreLost) {
