@@ -5,10 +5,10 @@
 #include <set>
 #include <utility>
 
+#include "streaming/foundation/URL.h"
 #include "streaming/manifest/DASHEvents.h"
 #include "streaming/manifest/DASHSets.h"
 #include "streaming/manifest/TimeText.h"
-#include "streaming/manifest/URLReference.h"
 
 namespace streaming {
 namespace {

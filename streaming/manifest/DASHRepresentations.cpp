@@ -4,11 +4,11 @@
 #include <charconv>
 #include <utility>
 
+#include "streaming/foundation/URL.h"
 #include "streaming/manifest/CodecNames.h"
 #include "streaming/manifest/DASHManifest.h"
 #include "streaming/manifest/DASHSets.h"
 #include "streaming/manifest/TimeText.h"
-#include "streaming/manifest/URLReference.h"
 
 namespace streaming {
 namespace {

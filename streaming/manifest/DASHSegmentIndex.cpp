@@ -5,7 +5,7 @@
 #include <cmath>
 #include <utility>
 
-#include "streaming/manifest/URLReference.h"
+#include "streaming/foundation/URL.h"
 
 namespace streaming {
 namespace {

@@ -5,8 +5,8 @@
 #include <cmath>
 #include <utility>
 
+#include "streaming/foundation/URL.h"
 #include "streaming/manifest/TimeText.h"
-#include "streaming/manifest/URLReference.h"
 
 namespace streaming {
 namespace {

@@ -1,9 +1,9 @@
 #include "streaming/manifest/DASHSets.h"
 
 #include <algorithm>
-#include <cctype>
 
 #include "platform/media/MediaFacts.h"
+#include "streaming/foundation/Text.h"
 #include "streaming/manifest/CodecNames.h"
 
 namespace streaming {
@@ -34,13 +34,6 @@ bool hasComponent(pugi::xml_node set, std::string_view kind) {
   for (const pugi::xml_node node : set.children())
     if (isNamed(node, "ContentComponent") && attributeOf(node, "contentType") == kind) return true;
   return false;
-}
-
-std::string lowerCase(std::string_view text) {
-  std::string result(text);
-  std::transform(result.begin(), result.end(), result.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return result;
 }
 
 }  // namespace
@@ -169,15 +162,15 @@ std::vector<Protection> protectionsOf(const std::vector<pugi::xml_node>& nodes) 
   for (const pugi::xml_node each : nodes) {
     Protection protection;
     const std::string_view scheme = attributeOf(each, "schemeIdUri").substr(0, kLongestDASHName);
-    if (lowerCase(scheme) == kProtection)
+    if (lowercase(scheme) == kProtection)
       protection.scheme = attributeOf(each, "value").substr(0, kLongestDASHName);
     else
       protection.systemID =
-          lowerCase(scheme.substr(std::min(scheme.size(), scheme.rfind(':') + 1)));
+          lowercase(scheme.substr(std::min(scheme.size(), scheme.rfind(':') + 1)));
     std::string_view keyIDs = attributeOf(each, "default_KID");
     while (!keyIDs.empty() && protection.keyIDs.size() < kMostProtections) {
       const auto end = std::min(keyIDs.find_first_of(" \t\r\n"), keyIDs.size());
-      std::string keyID = lowerCase(keyIDs.substr(0, end));
+      std::string keyID = lowercase(keyIDs.substr(0, end));
       keyIDs.remove_prefix(std::min(end + 1, keyIDs.size()));
       std::erase(keyID, '-');
       if (keyID.size() == 32) protection.keyIDs.push_back(std::move(keyID));

@@ -1,11 +1,11 @@
 #include "streaming/manifest/HLSLines.h"
 
 #include <algorithm>
-#include <charconv>
 #include <limits>
 
+#include "streaming/foundation/Text.h"
+#include "streaming/foundation/URL.h"
 #include "streaming/manifest/TimeText.h"
-#include "streaming/manifest/URLReference.h"
 
 namespace streaming {
 namespace {
@@ -15,12 +15,6 @@ constexpr std::size_t kMostLineBytes = std::size_t{64} * 1024;
 constexpr std::size_t kMostFilledInBytes = 2 * kMostManifestBytes;
 /// A segment of more than a day is a mistake, and sums of such would lose their fractions.
 constexpr double kLongestDuration = 86400;
-
-std::string_view withoutBlanks(std::string_view line) {
-  const auto begin = line.find_first_not_of(" \t\r");
-  if (begin == line.npos) return {};
-  return line.substr(begin, line.find_last_not_of(" \t\r") - begin + 1);
-}
 
 }  // namespace
 
@@ -43,8 +37,7 @@ HLSAttributes::HLSAttributes(std::string_view list) {
       size = std::min(end, list.size()) - begin;
     }
     const std::string_view value = list.substr(begin, size);
-    _all.emplace_back(withoutBlanks(list.substr(at, equals - at)),
-                      isQuoted ? value : withoutBlanks(value));
+    _all.emplace_back(trimmed(list.substr(at, equals - at)), isQuoted ? value : trimmed(value));
     at = end;
   }
 }
@@ -66,7 +59,7 @@ std::optional<double> HLSAttributes::number(std::string_view name) const {
 
 std::optional<std::uint64_t> HLSAttributes::integer(std::string_view name) const {
   const auto text = find(name);
-  return text ? hlsInteger(*text) : std::nullopt;
+  return text ? numberOf(*text) : std::nullopt;
 }
 
 HLSLines::HLSLines(std::string_view text, std::string_view url, const PlaylistVariables& imported)
@@ -83,7 +76,7 @@ std::optional<HLSLines::Line> HLSLines::next() {
       _isBeyondLimits = true;
       return std::nullopt;
     }
-    line = withoutBlanks(line);
+    line = trimmed(line);
     if (line.empty()) continue;
     const bool isTag = line.starts_with("#EXT");
     if (line.front() == '#' && !isTag) continue;
@@ -94,7 +87,7 @@ std::optional<HLSLines::Line> HLSLines::next() {
     line.remove_prefix(1);
     const auto colon = line.find(':');
     const Line tag{line.substr(0, colon),
-                   colon == line.npos ? std::string_view() : withoutBlanks(line.substr(colon + 1))};
+                   colon == line.npos ? std::string_view() : trimmed(line.substr(colon + 1))};
     if (tag.tag == "EXT-X-DEFINE")
       _define(tag.value);
     else
@@ -139,25 +132,18 @@ void HLSLines::_define(std::string_view list) {
   }
 }
 
-std::optional<std::uint64_t> hlsInteger(std::string_view text) {
-  std::uint64_t value = 0;
-  const auto parsed = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (parsed.ec != std::errc{} || parsed.ptr != text.data() + text.size()) return std::nullopt;
-  return value;
-}
-
 std::optional<ByteSpan> hlsByteRange(std::string_view text, std::uint64_t implied) {
   const auto at = text.find('@');
-  const auto length = hlsInteger(text.substr(0, at));
+  const auto length = numberOf(text.substr(0, at));
   if (!length) return std::nullopt;
-  const auto offset = at == text.npos ? std::optional(implied) : hlsInteger(text.substr(at + 1));
+  const auto offset = at == text.npos ? std::optional(implied) : numberOf(text.substr(at + 1));
   // The end is computed by whoever requests the span.
   if (!offset || *length > std::numeric_limits<std::uint64_t>::max() - *offset) return std::nullopt;
   return ByteSpan{*offset, length};
 }
 
 double hlsSeconds(std::string_view text) {
-  return std::clamp(numberFrom(withoutBlanks(text)).value_or(0), 0.0, kLongestDuration);
+  return std::clamp(numberFrom(trimmed(text)).value_or(0), 0.0, kLongestDuration);
 }
 
 }  // namespace streaming

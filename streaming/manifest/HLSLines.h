@@ -64,8 +64,6 @@ class HLSLines {
   bool _isBeyondLimits = false;
 };
 
-/// Decimal digits and nothing else.
-std::optional<std::uint64_t> hlsInteger(std::string_view text);
 /// `LENGTH[@OFFSET]`. Without an offset, the span begins at `implied`.
 std::optional<ByteSpan> hlsByteRange(std::string_view text, std::uint64_t implied);
 /// Seconds of an EXTINF or of another attribute, within what a segment may last.

@@ -4,9 +4,10 @@
 #include <charconv>
 #include <utility>
 
+#include "streaming/foundation/Text.h"
+#include "streaming/foundation/URL.h"
 #include "streaming/manifest/HLSAlignment.h"
 #include "streaming/manifest/TimeText.h"
-#include "streaming/manifest/URLReference.h"
 
 namespace streaming {
 namespace {
@@ -36,7 +37,7 @@ std::optional<std::array<std::byte, 16>> initialVectorOf(std::string_view text) 
 }
 
 std::uint64_t sequenceFrom(std::string_view text) {
-  const auto number = hlsInteger(text);
+  const auto number = numberOf(text);
   return number && *number <= kLargestSequence ? *number : 0;
 }
 

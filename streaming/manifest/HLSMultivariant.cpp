@@ -4,8 +4,9 @@
 #include <utility>
 
 #include "platform/media/MediaFacts.h"
+#include "streaming/foundation/Text.h"
+#include "streaming/foundation/URL.h"
 #include "streaming/manifest/CodecNames.h"
-#include "streaming/manifest/URLReference.h"
 
 namespace streaming {
 namespace {
@@ -38,8 +39,8 @@ bool namesSound(const Representation& variant) {
 void readResolution(std::string_view text, Representation& variant) {
   const auto cross = text.find_first_of("xX");
   if (cross == text.npos) return;
-  const auto width = hlsInteger(text.substr(0, cross));
-  const auto height = hlsInteger(text.substr(cross + 1));
+  const auto width = numberOf(text.substr(0, cross));
+  const auto height = numberOf(text.substr(cross + 1));
   constexpr std::uint64_t kLargest = 65536;
   if (!width || !height || *width > kLargest || *height > kLargest) return;
   variant.width = static_cast<int>(*width);

@@ -1,9 +1,9 @@
 #include <algorithm>
 
+#include "streaming/foundation/Text.h"
 #include "streaming/manifest/HLSMediaReader.h"
 #include "streaming/manifest/HLSMultivariant.h"
 #include "streaming/manifest/ManifestErrors.h"
-#include "streaming/manifest/URLReference.h"
 
 namespace streaming {
 namespace {
@@ -14,10 +14,7 @@ std::string extensionOf(const std::string& url) {
   const std::string_view path = std::string_view(url).substr(0, url.find_first_of("?#"));
   const auto dot = path.rfind('.');
   if (dot == path.npos || path.find('/', dot) != path.npos) return {};
-  std::string extension(path.substr(dot + 1));
-  std::transform(extension.begin(), extension.end(), extension.begin(),
-                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
-  return extension;
+  return lowercase(path.substr(dot + 1));
 }
 
 bool isOneOf(std::string_view text, std::initializer_list<std::string_view> names) {

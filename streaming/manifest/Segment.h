@@ -9,15 +9,9 @@
 #include <vector>
 
 #include "platform/foundation/Date.h"
+#include "streaming/foundation/ByteSpan.h"
 
 namespace streaming {
-
-/// Bytes of a resource.
-struct ByteSpan {
-  std::uint64_t offset = 0;
-  std::optional<std::uint64_t> length;  ///< none: to the end
-  friend bool operator==(const ByteSpan&, const ByteSpan&) = default;
-};
 
 /// Where bytes are found: a part of a resource, or all of it.
 struct Resource {

@@ -1,9 +1,9 @@
 #include "streaming/manifest/XMLTree.h"
 
 #include <algorithm>
-#include <charconv>
 #include <iterator>
 
+#include "streaming/foundation/Text.h"
 #include "streaming/manifest/TimeText.h"
 
 namespace streaming {
@@ -32,12 +32,6 @@ constexpr const char* kTooMuch = "It has too many elements, or too many within e
 std::string_view localName(std::string_view name) {
   const auto colon = name.find(':');
   return colon == name.npos ? name : name.substr(colon + 1);
-}
-
-std::string_view withoutWhiteSpace(std::string_view text) {
-  const auto begin = text.find_first_not_of(" \t\r\n");
-  if (begin == text.npos) return {};
-  return text.substr(begin, text.find_last_not_of(" \t\r\n") - begin + 1);
 }
 
 }  // namespace
@@ -91,25 +85,20 @@ std::string textOf(pugi::xml_node node) {
   for (const pugi::xml_node child : node.children())
     if (child.type() == pugi::node_pcdata || child.type() == pugi::node_cdata)
       text += child.value();
-  return std::string(withoutWhiteSpace(text));
+  return std::string(trimmed(text));
 }
 
 std::optional<double> xmlNumber(pugi::xml_node node, std::string_view name) {
-  const auto value = numberFrom(withoutWhiteSpace(attributeOf(node, name)));
+  const auto value = numberFrom(trimmed(attributeOf(node, name)));
   return value && *value >= 0 ? value : std::nullopt;
 }
 
 std::optional<std::uint64_t> xmlInteger(pugi::xml_node node, std::string_view name) {
-  const std::string_view text = withoutWhiteSpace(attributeOf(node, name));
-  std::uint64_t value = 0;
-  const auto parsed = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (text.empty() || parsed.ec != std::errc{} || parsed.ptr != text.data() + text.size())
-    return std::nullopt;
-  return value;
+  return numberOf(trimmed(attributeOf(node, name)));
 }
 
 std::optional<double> xmlDuration(pugi::xml_node node, std::string_view name) {
-  const auto value = durationFrom(withoutWhiteSpace(attributeOf(node, name)));
+  const auto value = durationFrom(trimmed(attributeOf(node, name)));
   return value && *value >= 0 ? value : std::nullopt;
 }
 

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "platform/foundation/Error.h"
-#include "streaming/manifest/Segment.h"
+#include "streaming/foundation/ByteSpan.h"
 #include "streaming/playback/SegmentBytes.h"
 #include "streaming/transfer/Transfer.h"
 

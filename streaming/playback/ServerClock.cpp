@@ -5,6 +5,8 @@
 #include <chrono>
 #include <cmath>
 
+#include "streaming/foundation/Text.h"
+
 namespace streaming {
 namespace {
 
@@ -30,13 +32,6 @@ std::optional<double> secondsOf(std::optional<int> year, unsigned month, std::op
   if (!date.ok()) return std::nullopt;
   const auto days = std::chrono::sys_days(date).time_since_epoch().count();
   return static_cast<double>(days) * 86400 + *hour * 3600 + *minute * 60 + second;
-}
-
-std::string_view trimmed(std::string_view text) {
-  constexpr std::string_view kBlank = " \t\r\n";
-  const auto first = text.find_first_not_of(kBlank);
-  if (first == text.npos) return {};
-  return text.substr(first, text.find_last_not_of(kBlank) - first + 1);
 }
 
 /// "urn:mpeg:dash:utc:http-iso:2014" is "http-iso".

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string_view>
 
-#include "streaming/manifest/Segment.h"
+#include "streaming/foundation/ByteSpan.h"
 
 namespace streaming {
 

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "streaming/manifest/Segment.h"
+#include "streaming/foundation/ByteSpan.h"
 
 namespace streaming {
 

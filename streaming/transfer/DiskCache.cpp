@@ -16,7 +16,7 @@
 #include <unistd.h>
 
 #include "platform/foundation/log/TVSLogger.h"
-#include "streaming/transfer/URLText.h"
+#include "streaming/foundation/Text.h"
 
 namespace streaming {
 namespace {
@@ -32,7 +32,7 @@ constexpr std::uint64_t kLargestShare = 4;
 
 const std::string* fieldOf(const HeaderFields& headers, std::string_view name) {
   for (const auto& [each, value] : headers)
-    if (http::isSameName(each, name)) return &value;
+    if (isSameName(each, name)) return &value;
   return nullptr;
 }
 
@@ -54,14 +54,14 @@ struct CacheControl {
       const std::string_view item = rest.substr(0, rest.find(','));
       rest.remove_prefix(std::min(rest.size(), item.size() + 1));
       const auto equals = item.find('=');
-      const std::string_view name = http::trimmed(item.substr(0, equals));
-      if (http::isSameName(name, "no-store") || http::isSameName(name, "no-cache")) forbids = true;
-      if (!http::isSameName(name, "max-age")) continue;
+      const std::string_view name = trimmed(item.substr(0, equals));
+      if (isSameName(name, "no-store") || isSameName(name, "no-cache")) forbids = true;
+      if (!isSameName(name, "max-age")) continue;
       std::string_view age =
-          http::trimmed(equals == item.npos ? std::string_view() : item.substr(equals + 1));
+          trimmed(equals == item.npos ? std::string_view() : item.substr(equals + 1));
       if (age.size() >= 2 && age.starts_with('"') && age.ends_with('"'))
         age = age.substr(1, age.size() - 2);
-      maxAge = static_cast<double>(http::numberOf(age).value_or(0));
+      maxAge = static_cast<double>(numberOf(age).value_or(0));
     }
   }
 };

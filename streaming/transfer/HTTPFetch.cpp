@@ -4,8 +4,8 @@
 #include <chrono>
 #include <utility>
 
+#include "streaming/foundation/URL.h"
 #include "streaming/transfer/NetworkErrors.h"
-#include "streaming/transfer/URLText.h"
 
 namespace streaming {
 namespace {
@@ -294,13 +294,13 @@ void HTTPFetch::_redirect() {
   char* target = nullptr;
   curl_easy_getinfo(attempt->request.get(), CURLINFO_REDIRECT_URL, &target);
   const std::string url = target ? target : "";
-  const std::string scheme = http::schemeOf(url);
+  const std::string scheme = schemeOf(url);
   if (scheme.empty() || scheme == "file" || scheme == "data")
     return _end(networkError(URLErrorCode::BadServerResponse,
                              "It redirects to an address of another kind."));
   if (++_redirects > _item.bounds().redirects)
     return _end(networkError(URLErrorCode::BadServerResponse, "It redirects too often."));
-  if (!http::isWeb(url)) {
+  if (!isWebURL(url)) {
     if (!_head) return _observer.fetchRedirected(url);
     return _end(networkError(URLErrorCode::NetworkConnectionLost));
   }

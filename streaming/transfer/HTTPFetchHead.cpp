@@ -1,9 +1,9 @@
 #include <algorithm>
 #include <string>
 
+#include "streaming/foundation/Text.h"
 #include "streaming/transfer/HTTPFetch.h"
 #include "streaming/transfer/NetworkErrors.h"
-#include "streaming/transfer/URLText.h"
 
 // What HTTPFetch concludes from the head of a response.
 
@@ -38,11 +38,11 @@ bool HTTPFetch::_checkStatus(const ResponseHead& head) {
 
 bool HTTPFetch::_decode(ResponseHead& head) {
   const std::string encoding = head.field("Content-Encoding");
-  if (encoding.empty() || http::isSameName(encoding, "identity")) return true;
+  if (encoding.empty() || isSameName(encoding, "identity")) return true;
   // One layer of these grows at most by a factor of a thousand. Others, and several layers, have no
   // bound.
-  if (!http::isSameName(encoding, "gzip") && !http::isSameName(encoding, "x-gzip") &&
-      !http::isSameName(encoding, "deflate"))
+  if (!isSameName(encoding, "gzip") && !isSameName(encoding, "x-gzip") &&
+      !isSameName(encoding, "deflate"))
     return _refuse(URLErrorCode::BadServerResponse, "Its encoding was not requested.");
   head.length.reset();
   // These describe the encoded bytes.

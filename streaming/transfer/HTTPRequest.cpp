@@ -7,9 +7,9 @@
 
 #include <sys/socket.h>
 
+#include "streaming/foundation/Text.h"
 #include "streaming/transfer/NetworkErrors.h"
 #include "streaming/transfer/PreSharedKeyTLS.h"
-#include "streaming/transfer/URLText.h"
 
 namespace streaming {
 namespace {
@@ -32,13 +32,12 @@ bool isReservedField(const std::string& name) {
 }
 
 bool isFieldText(std::string_view text) {
-  return std::none_of(text.begin(), text.end(),
-                      [](char c) { return c != '\t' && http::isControl(c); });
+  return std::none_of(text.begin(), text.end(), [](char c) { return c != '\t' && isControl(c); });
 }
 
 bool isFieldName(std::string_view name) {
   return !name.empty() && std::all_of(name.begin(), name.end(), [](char c) {
-    return http::isAlphanumeric(c) || http::isOneOf(c, "!#$%&'*+-.^_`|~");
+    return isAlphanumeric(c) || isOneOf(c, "!#$%&'*+-.^_`|~");
   });
 }
 

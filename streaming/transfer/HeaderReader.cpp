@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "streaming/transfer/URLText.h"
+#include "streaming/foundation/Text.h"
 
 namespace streaming {
 
@@ -17,18 +17,18 @@ HeaderReader::Result HeaderReader::feed(std::string_view line) {
     _fields.clear();
     return Result::More;
   }
-  const std::string_view text = http::trimmed(line);
+  const std::string_view text = trimmed(line);
   if (text.empty()) return Result::Complete;
   const auto colon = text.find(':');
   if (colon != text.npos && colon > 0)
-    _fields.emplace_back(text.substr(0, colon), http::trimmed(text.substr(colon + 1)));
+    _fields.emplace_back(text.substr(0, colon), trimmed(text.substr(colon + 1)));
   return Result::More;
 }
 
 HeaderFields HeaderReader::takeFields() { return std::exchange(_fields, {}); }
 
 void removeField(HeaderFields& fields, std::string_view name) {
-  std::erase_if(fields, [name](const auto& field) { return http::isSameName(field.first, name); });
+  std::erase_if(fields, [name](const auto& field) { return isSameName(field.first, name); });
 }
 
 }  // namespace streaming

@@ -9,8 +9,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "streaming/foundation/Text.h"
+#include "streaming/foundation/URL.h"
 #include "streaming/transfer/NetworkErrors.h"
-#include "streaming/transfer/URLText.h"
 
 namespace streaming {
 namespace {
@@ -52,10 +53,10 @@ std::optional<HeldBody> bodyOfDataURL(const std::string& url) {
   const std::string_view text = std::string_view(url).substr(comma + 1);
   constexpr std::string_view kBase64 = ";base64";
   const bool isBase64 = type.size() >= kBase64.size() &&
-                        http::isSameName(type.substr(type.size() - kBase64.size()), kBase64);
+                        isSameName(type.substr(type.size() - kBase64.size()), kBase64);
   if (isBase64) type.remove_suffix(kBase64.size());
-  auto bytes = http::unescaped(text.substr(0, text.find('#')));
-  if (bytes && isBase64) bytes = http::fromBase64(*bytes);
+  auto bytes = unescaped(text.substr(0, text.find('#')));
+  if (bytes && isBase64) bytes = fromBase64(*bytes);
   if (!bytes) return std::nullopt;
   HeldBody body;
   body.fields = {{"Content-Type", type.empty() ? "text/plain" : std::string(type)}};
@@ -68,8 +69,8 @@ std::optional<HeldBody> bodyOfDataURL(const std::string& url) {
 }
 
 std::optional<HeldBody> bodyOfFileURL(const std::string& url, platform::Error& error) {
-  const auto parts = http::URLParts::of(url);
-  const auto path = http::unescaped(parts.path);
+  const auto parts = URLParts::of(url);
+  const auto path = unescaped(parts.path);
   const bool isLocal =
       !parts.authority || parts.authority->empty() || *parts.authority == "localhost";
   if (!isLocal || !path || path->empty() || path->find('\0') != path->npos) {

@@ -4,15 +4,16 @@
 #include <string_view>
 #include <utility>
 
+#include "streaming/foundation/Text.h"
+#include "streaming/foundation/URL.h"
 #include "streaming/transfer/KeyQuestion.h"
 #include "streaming/transfer/ResourceTransfer.h"
-#include "streaming/transfer/URLText.h"
 
 namespace streaming {
 namespace {
 
 bool isCookieText(std::string_view text) {
-  return std::none_of(text.begin(), text.end(), [](char c) { return http::isControl(c); });
+  return std::none_of(text.begin(), text.end(), [](char c) { return isControl(c); });
 }
 
 /// As a line of a cookie file; empty: the cookie cannot be sent.
@@ -68,7 +69,7 @@ CURLSH* ItemContext::cookies() {
   CURL* const writer = curl_easy_init();
   curl_easy_setopt(writer, CURLOPT_SHARE, _cookies);
   curl_easy_setopt(writer, CURLOPT_COOKIEFILE, "");
-  const std::string host = http::Server::of(_setup.url).host;
+  const std::string host = URLServer::of(_setup.url).host;
   for (const Cookie& cookie : _setup.cookies) {
     const std::string line = cookieLine(cookie, host);
     if (!line.empty()) curl_easy_setopt(writer, CURLOPT_COOKIELIST, line.c_str());
@@ -78,9 +79,9 @@ CURLSH* ItemContext::cookies() {
 }
 
 bool ItemContext::isOwnServer(const std::string& url) const {
-  const auto own = http::Server::of(_setup.url);
-  if (own.host.empty() || own.port == 0 || http::Server::of(url) != own) return false;
-  return http::schemeOf(_setup.url) != "https" || http::schemeOf(url) == "https";
+  const auto own = URLServer::of(_setup.url);
+  if (own.host.empty() || own.port == 0 || URLServer::of(url) != own) return false;
+  return schemeOf(_setup.url) != "https" || schemeOf(url) == "https";
 }
 
 void ItemContext::close() {

@@ -2,7 +2,8 @@
 
 #include <utility>
 
-#include "streaming/transfer/URLText.h"
+#include "streaming/foundation/Text.h"
+#include "streaming/foundation/URL.h"
 
 namespace streaming {
 namespace {
@@ -69,7 +70,7 @@ platform::Error keyError() {
 
 std::string loggableURL(const std::string& url) {
   const std::string bare = url.substr(0, url.find_first_of("?#"));
-  const http::URLParts parts = http::URLParts::of(bare);
+  const URLParts parts = URLParts::of(bare);
   if (parts.scheme.empty()) return "(no URL)";
   std::string text(parts.scheme);
   text += ':';
@@ -79,7 +80,7 @@ std::string loggableURL(const std::string& url) {
   }
   text.append(parts.path);
   for (char& letter : text)
-    if (http::isControl(letter)) letter = ' ';
+    if (isControl(letter)) letter = ' ';
   if (text.size() > kLoggedBytes) text.resize(kLoggedBytes);
   return text;
 }

@@ -8,7 +8,7 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 
-#include "streaming/transfer/URLText.h"
+#include "streaming/foundation/URL.h"
 
 namespace streaming {
 namespace {
@@ -74,8 +74,8 @@ bool isPrivateAddress(const std::string& literal) {
 }
 
 NetworkReach::NetworkReach(const std::string& itemURL) {
-  const std::string host = http::Server::of(itemURL).host;
-  if (!http::isWeb(itemURL) || host == "localhost" || host.ends_with(".localhost") ||
+  const std::string host = URLServer::of(itemURL).host;
+  if (!isWebURL(itemURL) || host == "localhost" || host.ends_with(".localhost") ||
       isPrivateAddress(host))
     _scope = Scope::Everywhere;
 }

@@ -5,9 +5,9 @@
 #include <utility>
 
 #include "platform/foundation/queues/Clock.h"
+#include "streaming/foundation/URL.h"
 #include "streaming/transfer/ClearKey.h"
 #include "streaming/transfer/NetworkErrors.h"
-#include "streaming/transfer/URLText.h"
 
 namespace streaming {
 namespace {
@@ -19,19 +19,9 @@ constexpr std::size_t kHeldPieceBytes = std::size_t{64} * 1024;
 constexpr std::size_t kHeldTurnBytes = std::size_t{256} * 1024;
 constexpr std::size_t kMostKeyBytes = std::size_t{64} * 1024;
 
-/// None: it is not a URL.
+/// None: it is not a URL. One with a scheme of its own stays as the sender wrote it.
 std::optional<std::string> resolvedRedirect(const std::string& base, const std::string& reference) {
-  if (!http::schemeOf(reference).empty()) return reference;
-  CURLU* const url = curl_url();
-  char* text = nullptr;
-  const bool isValid =
-      curl_url_set(url, CURLUPART_URL, base.c_str(), CURLU_NON_SUPPORT_SCHEME) == CURLUE_OK &&
-      curl_url_set(url, CURLUPART_URL, reference.c_str(), CURLU_NON_SUPPORT_SCHEME) == CURLUE_OK &&
-      curl_url_get(url, CURLUPART_URL, &text, 0) == CURLUE_OK;
-  auto result = isValid ? std::optional<std::string>(text) : std::nullopt;
-  curl_free(text);
-  curl_url_cleanup(url);
-  return result;
+  return schemeOf(reference).empty() ? resolveURL(base, reference) : reference;
 }
 
 std::string rangeField(const ByteSpan& span) {
@@ -99,8 +89,8 @@ void ResourceTransfer::_locate(const std::string& url) {
              return body->read(position, count);
            }});
   }
-  const std::string scheme = http::schemeOf(url);
-  if (http::isWeb(url)) return _fetch(url);
+  const std::string scheme = schemeOf(url);
+  if (isWebURL(url)) return _fetch(url);
   if (scheme == "data") {
     auto body = bodyOfDataURL(url);
     if (!body) return _endLater(networkError(URLErrorCode::BadURL));

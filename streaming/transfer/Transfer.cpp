@@ -1,12 +1,12 @@
 #include "streaming/transfer/Transfer.h"
 
-#include "streaming/transfer/URLText.h"
+#include "streaming/foundation/Text.h"
 
 namespace streaming {
 
 std::string ResponseHead::field(std::string_view name) const {
   for (const auto& [key, value] : fields)
-    if (http::isSameName(key, name)) return value;
+    if (isSameName(key, name)) return value;
   return {};
 }
 

@@ -12,7 +12,7 @@
 
 #include "platform/foundation/Date.h"
 #include "platform/foundation/Error.h"
-#include "streaming/manifest/Segment.h"
+#include "streaming/foundation/ByteSpan.h"
 
 namespace streaming {
 

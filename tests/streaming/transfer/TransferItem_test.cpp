@@ -9,9 +9,9 @@
 
 #include <gtest/gtest.h>
 
+#include "streaming/foundation/URL.h"
 #include "streaming/transfer/NetworkReach.h"
 #include "streaming/transfer/TransferService.h"
-#include "streaming/transfer/URLText.h"
 #include "tests/streaming/transfer/ScriptedServer.h"
 #include "tests/streaming/transfer/TransferClient.h"
 #include "tests/support/TemporaryFolder.h"
@@ -118,8 +118,7 @@ TEST_F(TransferItemTest, CutsPartsOutOfWhatAServerSendsWhole) {
 TEST_F(TransferItemTest, AcceptsCompressionOnlyOfTexts) {
   // "a text", compressed by gzip.
   const std::string packed =
-      http::unescaped(
-          "%1f%8b%08%00%00%00%00%00%02%ff%4b%54%28%49%ad%28%01%00%83%2a%64%a9%06%00%00%00")
+      unescaped("%1f%8b%08%00%00%00%00%00%02%ff%4b%54%28%49%ad%28%01%00%83%2a%64%a9%06%00%00%00")
           .value();
   const std::string fields = "Content-Encoding: gzip\r\n";
   server.script("/a", {{sized(packed, fields)}});

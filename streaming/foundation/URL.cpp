@@ -1,46 +1,24 @@
-#include "streaming/manifest/URLReference.h"
+#include "streaming/foundation/URL.h"
 
 #include <algorithm>
 #include <utility>
 
+#include "streaming/foundation/Text.h"
+
 namespace streaming {
 namespace {
 
-bool isLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
-
-bool isSchemeName(std::string_view text) {
+bool isScheme(std::string_view text) {
   return !text.empty() && isLetter(text.front()) &&
-         std::all_of(text.begin(), text.end(), [](char c) {
-           return isLetter(c) || (c >= '0' && c <= '9') || c == '+' || c == '-' || c == '.';
-         });
+         std::all_of(text.begin(), text.end(),
+                     [](char c) { return isAlphanumeric(c) || isOneOf(c, "+-."); });
 }
 
-/// The components of RFC 3986, section 3; views of the text that they were read from.
-struct Components {
-  std::string_view scheme;
-  std::optional<std::string_view> authority;
-  std::string_view path;
-  std::optional<std::string_view> query;
-
-  explicit Components(std::string_view text) {
-    text = text.substr(0, text.find('#'));
-    const auto colon = text.find(':');
-    if (colon != text.npos && isSchemeName(text.substr(0, colon))) {
-      scheme = text.substr(0, colon);
-      text.remove_prefix(colon + 1);
-    }
-    if (const auto question = text.find('?'); question != text.npos) {
-      query = text.substr(question + 1);
-      text = text.substr(0, question);
-    }
-    if (text.starts_with("//")) {
-      text.remove_prefix(2);
-      authority = text.substr(0, text.find('/'));
-      text.remove_prefix(authority->size());
-    }
-    path = text;
-  }
-};
+int hexValue(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  const char letter = static_cast<char>(c | 0x20);
+  return letter >= 'a' && letter <= 'f' ? letter - 'a' + 10 : -1;
+}
 
 /// RFC 3986, section 5.2.4.
 std::string withoutDotSegments(std::string_view path) {
@@ -88,7 +66,7 @@ std::string escaped(std::string text) {
   return result;
 }
 
-std::string composed(const Components& parts, std::string_view path) {
+std::string composed(const URLParts& parts, std::string_view path) {
   std::string result(parts.scheme);
   result += ':';
   if (parts.authority) {
@@ -103,27 +81,68 @@ std::string composed(const Components& parts, std::string_view path) {
   return escaped(std::move(result));
 }
 
-std::string_view trimmedReference(std::string_view text) {
-  const auto begin = text.find_first_not_of(" \t\r\n");
-  if (begin == text.npos) return {};
-  return text.substr(begin, text.find_last_not_of(" \t\r\n") - begin + 1);
-}
-
 }  // namespace
 
+URLParts URLParts::of(std::string_view text) {
+  URLParts parts;
+  text = text.substr(0, text.find('#'));
+  const auto colon = text.find(':');
+  if (colon != text.npos && isScheme(text.substr(0, colon))) {
+    parts.scheme = text.substr(0, colon);
+    text.remove_prefix(colon + 1);
+  }
+  const auto question = text.find('?');
+  if (question != text.npos) {
+    parts.query = text.substr(question + 1);
+    text = text.substr(0, question);
+  }
+  if (text.starts_with("//")) {
+    text.remove_prefix(2);
+    parts.authority = text.substr(0, text.find('/'));
+    text.remove_prefix(parts.authority->size());
+  }
+  parts.path = text;
+  return parts;
+}
+
+std::string schemeOf(std::string_view url) { return lowercase(URLParts::of(url).scheme); }
+
+bool isWebURL(std::string_view url) {
+  const std::string scheme = schemeOf(url);
+  return scheme == "http" || scheme == "https";
+}
+
+URLServer URLServer::of(std::string_view url) {
+  URLServer server;
+  const auto parts = URLParts::of(url);
+  if (!parts.authority) return server;
+  std::string_view text = *parts.authority;
+  if (const auto at = text.rfind('@'); at != text.npos) text.remove_prefix(at + 1);
+  const bool isBracketed = text.starts_with('[');
+  const auto end = isBracketed ? text.find(']') : text.find(':');
+  server.host = lowercase(isBracketed ? text.substr(1, end == text.npos ? end : end - 1)
+                                      : text.substr(0, end));
+  std::string_view port = end == text.npos ? std::string_view() : text.substr(end);
+  if (port.starts_with(']')) port.remove_prefix(1);
+  if (port.starts_with(':')) port.remove_prefix(1);
+  if (port.empty())
+    server.port = isSameName(parts.scheme, "https") ? 443 : 80;
+  else if (const auto number = numberOf(port); number && *number <= 65535)
+    server.port = static_cast<unsigned>(*number);
+  return server;
+}
+
 std::optional<std::string> resolveURL(std::string_view base, std::string_view reference) {
-  reference = trimmedReference(reference);
-  if (reference.empty() || std::any_of(reference.begin(), reference.end(), [](char c) {
-        return static_cast<unsigned char>(c) < ' ' || c == '\x7f';
-      }))
+  reference = trimmed(reference);
+  if (reference.empty() || std::any_of(reference.begin(), reference.end(), isControl))
     return std::nullopt;
-  Components target(reference);
+  URLParts target = URLParts::of(reference);
   if (!target.scheme.empty()) {
     if (schemeOf(reference) == "data") return std::string(reference);
     if (!isWebURL(reference)) return composed(target, target.path);
     return composed(target, withoutDotSegments(target.path));
   }
-  const Components origin(base);
+  const URLParts origin = URLParts::of(base);
   if (origin.scheme.empty()) return std::nullopt;
   target.scheme = origin.scheme;
   if (target.authority) return composed(target, withoutDotSegments(target.path));
@@ -143,28 +162,15 @@ std::optional<std::string> resolveURL(std::string_view base, std::string_view re
 }
 
 std::string withQueryOf(std::string_view base, std::string url) {
-  const Components origin(base);
+  const URLParts origin = URLParts::of(base);
   if (!origin.query || origin.query->empty() || url.find('?') != url.npos ||
       url.starts_with("data:"))
     return url;
   return url.append("?").append(*origin.query);
 }
 
-std::string schemeOf(std::string_view url) {
-  std::string scheme(Components(url).scheme);
-  std::transform(scheme.begin(), scheme.end(), scheme.begin(), [](char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-  });
-  return scheme;
-}
-
-bool isWebURL(std::string_view url) {
-  const std::string scheme = schemeOf(url);
-  return scheme == "http" || scheme == "https";
-}
-
 std::optional<std::string> queryParameter(std::string_view url, std::string_view name) {
-  std::string_view query = Components(url).query.value_or("");
+  std::string_view query = URLParts::of(url).query.value_or("");
   while (!query.empty()) {
     const std::string_view field = query.substr(0, query.find('&'));
     const auto equals = field.find('=');
@@ -173,6 +179,23 @@ std::optional<std::string> queryParameter(std::string_view url, std::string_view
     query.remove_prefix(std::min(query.size(), field.size() + 1));
   }
   return std::nullopt;
+}
+
+std::optional<std::string> unescaped(std::string_view text) {
+  std::string result;
+  for (std::size_t index = 0; index < text.size(); ++index) {
+    if (text[index] != '%') {
+      result += text[index];
+      continue;
+    }
+    if (index + 2 >= text.size()) return std::nullopt;
+    const int high = hexValue(text[index + 1]);
+    const int low = hexValue(text[index + 2]);
+    if (high < 0 || low < 0) return std::nullopt;
+    result += static_cast<char>(high * 16 + low);
+    index += 2;
+  }
+  return result;
 }
 
 }  // namespace streaming

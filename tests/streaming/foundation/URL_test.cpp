@@ -1,11 +1,11 @@
-#include "streaming/manifest/URLReference.h"
+#include "streaming/foundation/URL.h"
 
 #include <gtest/gtest.h>
 
 namespace streaming {
 namespace {
 
-TEST(URLReference, ResolvesAsTheStandardSays) {
+TEST(URL, ResolvesAsTheStandardSays) {
   const std::string base = "http://a/b/c/d;p?q";
   const struct {
     std::string_view reference;
@@ -52,7 +52,7 @@ TEST(URLReference, ResolvesAsTheStandardSays) {
   EXPECT_EQ(resolveURL("not a base", "a"), std::nullopt);
 }
 
-TEST(URLReference, InheritsAQueryOnlyWhereThereIsNone) {
+TEST(URL, InheritsAQueryOnlyWhereThereIsNone) {
   EXPECT_EQ(withQueryOf("http://a/b?t=1", "http://a/c"), "http://a/c?t=1");
   EXPECT_EQ(withQueryOf("http://a/b?t=1", "http://a/c?x"), "http://a/c?x");
   EXPECT_EQ(withQueryOf("http://a/b", "http://a/c"), "http://a/c");
