@@ -68,7 +68,8 @@ class DASHManifest {
   std::string _uniqueID(std::string id);
   void _locate(const DASHSegmentInfo& info, std::vector<std::string> bases,
                const PeriodContext& period, std::string_view identifier,
-               std::shared_ptr<const SegmentKey> key, Representation& representation);
+               std::shared_ptr<const std::vector<SegmentKeyPeriod>> keys,
+               Representation& representation);
   bool _isComplete(const SegmentTiming& timing, const DASHSegmentInfo& info,
                    const PeriodContext& period) const;
   std::shared_ptr<const Initialization> _initialization(const DASHSegmentInfo& info,

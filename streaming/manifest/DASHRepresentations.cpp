@@ -29,27 +29,44 @@ int pixelsOf(std::string_view text) {
   return value > 0 && value <= kLargest ? static_cast<int>(value) : 0;
 }
 
-/// Segments that are encrypted by themselves (ISO/IEC 23009-4), with the same key throughout.
-std::shared_ptr<const SegmentKey> segmentKeyOf(const std::vector<pugi::xml_node>& protections,
-                                               const std::vector<std::string>& bases) {
+std::optional<std::array<std::byte, 16>> initialVectorIn(std::string_view digits) {
+  if (digits.starts_with("0x") || digits.starts_with("0X")) digits.remove_prefix(2);
+  std::array<std::byte, 16> vector{};
+  if (digits.size() != 2 * vector.size()) return std::nullopt;
+  for (std::size_t at = 0; at < vector.size(); ++at) {
+    unsigned value = 0;
+    const char* const begin = digits.data() + 2 * at;
+    if (std::from_chars(begin, begin + 2, value, 16).ptr != begin + 2) return std::nullopt;
+    vector[at] = static_cast<std::byte>(value);
+  }
+  return vector;
+}
+
+using KeyPeriods = std::shared_ptr<const std::vector<SegmentKeyPeriod>>;
+
+/// The keys of segments that are encrypted by themselves (ISO/IEC 23009-4); null: they are not.
+KeyPeriods segmentKeysOf(const std::vector<pugi::xml_node>& protections,
+                         const std::vector<std::string>& bases) {
+  constexpr std::size_t kMostKeyPeriods = 1000;
   for (const pugi::xml_node protection : protections) {
-    const auto encryption = childOf(protection, "SegmentEncryption");
-    const auto period = childOf(protection, "CryptoPeriod");
-    if (!encryption || !period || bases.empty()) continue;
-    auto url = resolveURL(bases.front(), attributeOf(period, "keyUriTemplate"));
-    if (!url) continue;
-    SegmentKey key;
-    key.url = *std::move(url);
-    std::string_view digits = attributeOf(period, "IV");
-    if (digits.starts_with("0x") || digits.starts_with("0X")) digits.remove_prefix(2);
-    std::array<std::byte, 16> vector{};
-    if (digits.size() == 2 * vector.size()) {
-      for (std::size_t at = 0; at < vector.size(); ++at)
-        vector[at] = static_cast<std::byte>(
-            std::strtoul(std::string(digits.substr(2 * at, 2)).c_str(), nullptr, 16));
-      key.initialVector = vector;
+    if (!childOf(protection, "SegmentEncryption") || bases.empty()) continue;
+    auto periods = std::make_shared<std::vector<SegmentKeyPeriod>>();
+    std::uint64_t next = 0;
+    for (const pugi::xml_node node : childrenOf(protection, "CryptoPeriod")) {
+      auto url = resolveURL(bases.front(), attributeOf(node, "keyUriTemplate"));
+      SegmentKeyPeriod period;
+      period.firstIndex = std::max(next, xmlInteger(node, "startOffset").value_or(next));
+      period.count = xmlInteger(node, "numSegments");
+      next = period.firstIndex;
+      if (period.count) next += std::min(*period.count, SegmentTiming::kOpen);
+      if (!url || periods->size() == kMostKeyPeriods || next >= SegmentTiming::kOpen) continue;
+      SegmentKey key;
+      key.url = *std::move(url);
+      key.initialVector = initialVectorIn(attributeOf(node, "IV"));
+      period.key = std::make_shared<const SegmentKey>(std::move(key));
+      periods->push_back(std::move(period));
     }
-    return std::make_shared<const SegmentKey>(std::move(key));
+    if (!periods->empty()) return periods;
   }
   return nullptr;
 }
@@ -103,9 +120,9 @@ std::shared_ptr<Representation> DASHManifest::_representation(const SetContext& 
   std::vector<std::string> bases = baseURLs(node, set.bases);
   representation->timeOffset =
       period.start - static_cast<double>(info.timing.timeOffset) / info.timing.timescale;
-  auto key = segmentKeyOf(protectionNodes, bases);
-  if (!key) key = segmentKeyOf(set.protectionNodes, bases);
-  _locate(info, std::move(bases), period, identifier, std::move(key), *representation);
+  auto keys = segmentKeysOf(protectionNodes, bases);
+  if (!keys) keys = segmentKeysOf(set.protectionNodes, bases);
+  _locate(info, std::move(bases), period, identifier, std::move(keys), *representation);
   if (!representation->segments && !representation->indexedFile) return nullptr;
   representation->id = _uniqueID(
       period.prefix + '/' + set.id + '/' +
@@ -125,7 +142,8 @@ std::shared_ptr<const Initialization> DASHManifest::_initialization(
   } else if (!info.initializationPattern.empty()) {
     const SegmentTemplate pattern(info.initializationPattern, identifier, bandwidth);
     if (pattern.isUsable())
-      initialization.resource.urls = resolvedURLs(bases, pattern.filledIn(0, 0), _queryFrom.get());
+      initialization.resource.urls =
+          resolvedURLs(bases, pattern.filledIn(0, 0, 1), _queryFrom.get());
   }
   if (initialization.resource.urls.empty()) return nullptr;
   return std::make_shared<const Initialization>(std::move(initialization));
@@ -154,14 +172,16 @@ bool DASHManifest::_isComplete(const SegmentTiming& timing, const DASHSegmentInf
 
 void DASHManifest::_locate(const DASHSegmentInfo& info, std::vector<std::string> bases,
                            const PeriodContext& period, std::string_view identifier,
-                           std::shared_ptr<const SegmentKey> key, Representation& representation) {
+                           std::shared_ptr<const std::vector<SegmentKeyPeriod>> keys,
+                           Representation& representation) {
   const auto bandwidth = static_cast<std::uint64_t>(representation.bandwidth);
   const std::optional<double> end =
       period.duration ? std::optional(period.start + *period.duration) : std::nullopt;
   // What is kept is bounded, however much of it a few bytes of the manifest ask for.
   constexpr std::size_t kLeast = 1024;
-  const std::size_t size =
-      kLeast + bytesIn(bases) + info.media.size() + info.initializationPattern.size();
+  const std::size_t size = kLeast + bytesIn(bases) + info.media.size() +
+                           info.initializationPattern.size() +
+                           (keys ? keys->size() * kLongestURLText / 8 : 0);
   if (size > _textBudget) return;
   _textBudget -= size;
   const bool isFile = info.form == DASHSegmentInfo::Form::File ||
@@ -201,7 +221,7 @@ void DASHManifest::_locate(const DASHSegmentInfo& info, std::vector<std::string>
     setup.list = info.list;
   if (setup.media && !setup.media->isUsable()) return;
   setup.initialization = _initialization(info, bases, identifier, bandwidth);
-  setup.key = std::move(key);
+  setup.keys = std::move(keys);
   setup.discontinuity = period.discontinuity;
   setup.isComplete = isComplete;
   setup.bases = std::move(bases);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <iterator>
 #include <utility>
 
 #include "streaming/foundation/URL.h"
@@ -57,9 +58,8 @@ SegmentTemplate::SegmentTemplate(std::string_view pattern, std::string_view repr
       text += representationID;
     else if (name == "Bandwidth")
       appendDigits(bandwidth, width, text);
-    else if (name == "Number" || name == "Time") {
-      _pieces.push_back({std::exchange(text, {}), name == "Number" ? 'N' : 'T', width});
-    }
+    else if (name == "Number" || name == "Time" || name == "SubNumber")
+      _pieces.push_back({std::exchange(text, {}), name.front(), width});
   }
   _pieces.push_back({std::move(text), 0, 0});
   std::size_t size = 0;
@@ -67,12 +67,16 @@ SegmentTemplate::SegmentTemplate(std::string_view pattern, std::string_view repr
   if (size > kLongestURLText) _pieces.clear();
 }
 
-std::string SegmentTemplate::filledIn(std::uint64_t number, std::uint64_t time) const {
+std::string SegmentTemplate::filledIn(std::uint64_t number, std::uint64_t time,
+                                      std::uint64_t subNumber) const {
   std::string result;
   for (const Piece& piece : _pieces) {
     result += piece.text;
     if (piece.value == 0) continue;
-    appendDigits(piece.value == 'N' ? number : time, piece.width, result);
+    appendDigits(piece.value == 'N'   ? number
+                 : piece.value == 'T' ? time
+                                      : subNumber,
+                 piece.width, result);
   }
   return result;
 }
@@ -100,7 +104,7 @@ DASHSegmentIndex::DASHSegmentIndex(Setup setup) : _setup(std::move(setup)) {
                                      kDASHTolerance))
                  : SegmentTiming::kOpen;
   } else if (timing.runs && !timing.runs->empty()) {
-    _count = timing.runs->back().firstIndex + timing.runs->back().count;
+    _count = timing.runs->back().firstIndex + timing.runs->back().segments();
     // What begins behind the end of the period is not played.
     if (_setup.periodEnd && _count > 0) {
       const std::uint64_t index = _indexAt(*_setup.periodEnd - 2 * kDASHTolerance);
@@ -108,10 +112,8 @@ DASHSegmentIndex::DASHSegmentIndex(Setup setup) : _setup(std::move(setup)) {
         _count = _timesOf(index).start < *_setup.periodEnd - kDASHTolerance ? index + 1 : index;
     }
   }
-  if (timing.lastNumber)
-    _count = *timing.lastNumber < timing.firstNumber
-                 ? 0
-                 : std::min(_count, *timing.lastNumber - timing.firstNumber + 1);
+  if (timing.lastNumber && _count > 0 && _timesOf(_count - 1).number > *timing.lastNumber)
+    _count = *timing.lastNumber < timing.firstNumber ? 0 : _indexBehind(*timing.lastNumber);
   if (_setup.list) _count = std::min<std::uint64_t>(_count, _setup.list->size());
 }
 
@@ -126,21 +128,39 @@ DASHSegmentIndex::Times DASHSegmentIndex::_timesOf(std::uint64_t index) const {
   if (timing.duration > 0) {
     const auto units = static_cast<double>(index) * static_cast<double>(timing.duration);
     times.time = index * timing.duration + timing.timeOffset;
+    times.number = timing.firstNumber + index;
     times.start = _setup.periodStart + secondsOf(units, timing);
     times.duration = secondsOf(static_cast<double>(timing.duration), timing);
   } else {
     const auto run = std::prev(std::upper_bound(
         timing.runs->begin(), timing.runs->end(), index,
         [](std::uint64_t wanted, const auto& each) { return wanted < each.firstIndex; }));
-    times.time = run->time + (index - run->firstIndex) * run->duration;
+    const std::uint64_t sequence = (index - run->firstIndex) / run->parts;
+    const std::uint64_t part = (index - run->firstIndex) % run->parts;
+    times.time = run->time + sequence * run->duration;
+    times.number = timing.firstNumber + run->firstNumber + sequence;
+    times.subNumber = part + 1;
+    times.duration =
+        secondsOf(static_cast<double>(run->duration) / static_cast<double>(run->parts), timing);
     times.start =
         _setup.periodStart +
-        secondsOf(static_cast<double>(times.time) - static_cast<double>(timing.timeOffset), timing);
-    times.duration = secondsOf(static_cast<double>(run->duration), timing);
+        secondsOf(static_cast<double>(times.time) - static_cast<double>(timing.timeOffset),
+                  timing) +
+        static_cast<double>(part) * times.duration;
   }
   if (_setup.periodEnd)
     times.duration = std::max(0.0, std::min(times.duration, *_setup.periodEnd - times.start));
   return times;
+}
+
+std::uint64_t DASHSegmentIndex::_indexBehind(std::uint64_t number) const {
+  const SegmentTiming& timing = *_setup.timing;
+  const std::uint64_t place = number - timing.firstNumber + 1;
+  if (timing.duration > 0) return std::min(_count, place);
+  const auto run = std::prev(std::upper_bound(
+      timing.runs->begin(), timing.runs->end(), place,
+      [](std::uint64_t wanted, const auto& each) { return wanted < each.firstNumber; }));
+  return std::min(_count, run->firstIndex + (place - run->firstNumber) * run->parts);
 }
 
 std::uint64_t DASHSegmentIndex::_indexAt(double time) const {
@@ -159,9 +179,20 @@ std::uint64_t DASHSegmentIndex::_indexAt(double time) const {
                             static_cast<double>(each.count) * static_cast<double>(each.duration);
       });
   if (run == timing.runs->end()) return _count;
-  const double within =
-      (units - static_cast<double>(run->time)) / static_cast<double>(run->duration);
-  return std::min(_count, run->firstIndex + std::min(run->count - 1, countOf(std::floor(within))));
+  const double within = (units - static_cast<double>(run->time)) * static_cast<double>(run->parts) /
+                        static_cast<double>(run->duration);
+  return std::min(_count,
+                  run->firstIndex + std::min(run->segments() - 1, countOf(std::floor(within))));
+}
+
+std::shared_ptr<const SegmentKey> DASHSegmentIndex::_keyOf(std::uint64_t index) const {
+  if (!_setup.keys) return nullptr;
+  const auto next = std::upper_bound(
+      _setup.keys->begin(), _setup.keys->end(), index,
+      [](std::uint64_t wanted, const auto& each) { return wanted < each.firstIndex; });
+  if (next == _setup.keys->begin()) return nullptr;
+  const SegmentKeyPeriod& period = *std::prev(next);
+  return period.count && index - period.firstIndex >= *period.count ? nullptr : period.key;
 }
 
 std::optional<Segment> DASHSegmentIndex::_segment(std::uint64_t index) const {
@@ -173,7 +204,7 @@ std::optional<Segment> DASHSegmentIndex::_segment(std::uint64_t index) const {
   segment.start = times.start;
   segment.duration = times.duration;
   segment.initialization = _setup.initialization;
-  segment.key = _setup.key;
+  segment.key = _keyOf(index);
   segment.discontinuity = _setup.discontinuity;
   if (_setup.list) {
     const ListedSegment& listed = (*_setup.list)[static_cast<std::size_t>(index)];
@@ -181,7 +212,8 @@ std::optional<Segment> DASHSegmentIndex::_segment(std::uint64_t index) const {
                         listed.span};
   } else if (_setup.media) {
     segment.resource.urls = resolvedURLs(
-        _setup.bases, _setup.media->filledIn(segment.number, times.time), _setup.queryFrom.get());
+        _setup.bases, _setup.media->filledIn(times.number, times.time, times.subNumber),
+        _setup.queryFrom.get());
   } else {
     segment.resource.urls = resolvedURLs(_setup.bases, {}, _setup.queryFrom.get());
   }

@@ -19,14 +19,14 @@ class SegmentTemplate {
  public:
   SegmentTemplate(std::string_view pattern, std::string_view representationID,
                   std::uint64_t bandwidth);
-  std::string filledIn(std::uint64_t number, std::uint64_t time) const;
+  std::string filledIn(std::uint64_t number, std::uint64_t time, std::uint64_t subNumber) const;
   /// False: it is too long to be part of a URL.
   bool isUsable() const { return !_pieces.empty(); }
 
  private:
   struct Piece {
     std::string text;
-    char value = 0;  // 'N', 'T', or 0: the text alone
+    char value = 0;  // 'N', 'T', 'S', or 0: the text alone
     unsigned width = 0;
   };
   std::vector<Piece> _pieces;
@@ -34,12 +34,17 @@ class SegmentTemplate {
 
 /// What the segments of representations have in common, shared by them.
 struct SegmentTiming {
-  /// So many segments of the same duration, one after the other.
+  /// Segments of the same duration, one after the other. They may come in sequences, whose segments
+  /// share a number.
   struct Run {
     std::uint64_t time = 0;
-    std::uint64_t duration = 0;
-    std::uint64_t count = 0;
-    std::uint64_t firstIndex = 0;  ///< of the run's first segment among all
+    std::uint64_t duration = 0;     ///< of a sequence
+    std::uint64_t count = 0;        ///< of sequences
+    std::uint64_t parts = 1;        ///< segments of a sequence
+    std::uint64_t firstIndex = 0;   ///< of the run's first segment among all
+    std::uint64_t firstNumber = 0;  ///< of its first sequence among all
+
+    std::uint64_t segments() const { return count * parts; }
   };
   static constexpr std::uint64_t kOpen = std::uint64_t{1} << 40;  ///< of a run without an end
 
@@ -59,6 +64,13 @@ struct ListedSegment {
   std::optional<ByteSpan> span;
 };
 
+/// Segments that are encrypted with the same key.
+struct SegmentKeyPeriod {
+  std::uint64_t firstIndex = 0;        ///< of the segments of the period
+  std::optional<std::uint64_t> count;  ///< none: to the next one; those behind `count` are clear
+  std::shared_ptr<const SegmentKey> key;
+};
+
 /// The segments of one representation of DASH, computed when they are asked for.
 class DASHSegmentIndex final : public SegmentIndex {
  public:
@@ -74,7 +86,8 @@ class DASHSegmentIndex final : public SegmentIndex {
     std::optional<SegmentTemplate> media;          // of a template
     std::shared_ptr<const std::vector<ListedSegment>> list;  // of a list
     std::shared_ptr<const Initialization> initialization;
-    std::shared_ptr<const SegmentKey> key;
+    /// In order; null: the segments are clear.
+    std::shared_ptr<const std::vector<SegmentKeyPeriod>> keys;
     std::uint64_t discontinuity = 0;  ///< of the period
     bool isComplete = true;
   };
@@ -88,13 +101,18 @@ class DASHSegmentIndex final : public SegmentIndex {
 
  private:
   struct Times {
-    std::uint64_t time = 0;  // in the media, units
-    double start = 0;        // seconds
+    std::uint64_t time = 0;  // of the sequence, in the media, units
+    std::uint64_t number = 0;
+    std::uint64_t subNumber = 1;
+    double start = 0;  // seconds
     double duration = 0;
   };
   /// Segments are told that may not be there yet.
   bool _isOpen() const;
   Times _timesOf(std::uint64_t index) const;
+  std::shared_ptr<const SegmentKey> _keyOf(std::uint64_t index) const;
+  /// The first one with a larger number than `number`.
+  std::uint64_t _indexBehind(std::uint64_t number) const;
   /// The first one that ends after `time`; may be `_count`.
   std::uint64_t _indexAt(double time) const;
   std::optional<Segment> _segment(std::uint64_t index) const;

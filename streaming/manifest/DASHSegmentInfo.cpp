@@ -132,6 +132,7 @@ void DASHSegmentInfo::_readTimeline(pugi::xml_node node, std::optional<double> p
   const auto entries = childrenOf(timeline, "S");
   std::uint64_t time = 0;
   std::uint64_t index = 0;
+  std::uint64_t number = 0;
   timing.isOpen = false;
   for (std::size_t at = 0; at < entries.size(); ++at) {
     SegmentTiming::Run run;
@@ -163,8 +164,13 @@ void DASHSegmentInfo::_readTimeline(pugi::xml_node node, std::optional<double> p
     if (run.time > kMostUnits || run.duration > kMostUnits) break;
     run.count =
         std::min(run.count, std::max<std::uint64_t>(1, (kMostUnits - run.time) / run.duration));
+    constexpr std::uint64_t kMostParts = 10'000;
+    run.parts = std::clamp<std::uint64_t>(xmlInteger(entries[at], "k").value_or(1), 1, kMostParts);
+    run.count = std::max<std::uint64_t>(1, std::min(run.count, SegmentTiming::kOpen / run.parts));
     run.firstIndex = index;
-    index += run.count;
+    run.firstNumber = number;
+    index += run.segments();
+    number += run.count;
     time = run.time + run.count * run.duration;
     found->push_back(run);
     if (index >= SegmentTiming::kOpen) break;

@@ -165,8 +165,9 @@ TEST(DASHSets, Encryption) {
     return "<ContentProtection schemeIdUri='urn:mpeg:dash:sea:2012'><SegmentEncryption "
            "encryptionSystemUri='" +
            system +
-           "'/><CryptoPeriod keyUriTemplate='../key' IV='0x000102030405060708090a0b0c0d0e0f'/>"
-           "</ContentProtection>";
+           "'/><CryptoPeriod numSegments='2' keyUriTemplate='../key' "
+           "IV='0x000102030405060708090a0b0c0d0e0f'/>"
+           "<CryptoPeriod startOffset='3' keyUriTemplate='other'/></ContentProtection>";
   };
   const auto presentation = presentationOf(
       mpd("<Period>" + adaptationSet("contentType='video'", "v", systems) +
@@ -181,10 +182,13 @@ TEST(DASHSets, Encryption) {
   EXPECT_THAT(protections[0].keyIDs, testing::ElementsAre("0000000000000000000000000000000a",
                                                           "0000000000000000000000000000000b"));
   EXPECT_EQ(protections[1].systemID, "abcdef00-1111-2222-3333-444444444444");
-  const auto key = tracks[1].representations[0]->segments->at(0)->key;
+  const SegmentIndex& encrypted = *tracks[1].representations[0]->segments;
+  const auto key = encrypted.at(2)->key;
   ASSERT_NE(key, nullptr);
   EXPECT_EQ(key->url, "http://host/key");
   EXPECT_EQ(key->initialVector->at(15), std::byte{15});
+  EXPECT_EQ(encrypted.at(4)->key, nullptr);
+  EXPECT_EQ(encrypted.at(8)->key->url, "http://host/dir/other");
 }
 
 /// What a few bytes say is inherited by many representations.

@@ -26,6 +26,10 @@ TEST(DASH, SegmentsOfEveryForm) {
       {"<SegmentTemplate media=\"$Time$\"><SegmentTimeline><S t=\"0\" d=\"2\" r=\"-1\"/>"
        "<S t=\"6\" d=\"3\" r=\"-1\"/></SegmentTimeline></SegmentTemplate>",
        "", "0+2 0\n2+2 2\n4+2 4\n6+3 6\n9+1 9\n"},
+      {"<SegmentTemplate media=\"$Number$.$SubNumber$\" startNumber=\"3\" endNumber=\"5\">"
+       "<SegmentTimeline><S t=\"0\" d=\"4\" k=\"2\" r=\"1\"/><S d=\"2\" r=\"9\"/>"
+       "</SegmentTimeline></SegmentTemplate>",
+       "", "0+2 3.1\n2+2 3.2\n4+2 4.1\n6+2 4.2\n8+2 5.1\n"},
       {"<SegmentTemplate duration=\"5\" initialization=\"i\"/>",
        "<SegmentTemplate media=\"$Number$\"/>", "0+5 1\n5+5 2\n"},
       {"<SegmentList duration=\"5\"><SegmentURL media=\"a\"/>"
