@@ -92,6 +92,8 @@ void HLSMediaReader::addTag(std::string_view name, std::string_view value) {
     _dateRanges.add(HLSAttributes(value), value.size());
   } else if (name == "EXT-X-PART") {
     _addPart(HLSAttributes(value));
+  } else if (name == "EXT-X-PRELOAD-HINT") {
+    _addHint(HLSAttributes(value));
   } else if (name == "EXT-X-PART-INF") {
     _partTarget = hlsSeconds(HLSAttributes(value).text("PART-TARGET"));
   } else if (name == "EXT-X-SERVER-CONTROL") {
@@ -185,6 +187,21 @@ void HLSMediaReader::_addPart(const HLSAttributes& attributes) {
   _partEnd = part.end();
   _keyHasSegments = true;
   _parts.push_back(std::move(part));
+}
+
+/// Where the part comes to an end has to be known: what follows it in its resource is other parts.
+void HLSMediaReader::_addHint(const HLSAttributes& attributes) {
+  if (attributes.text("TYPE") != "PART" || _hint) return;
+  const auto begin = attributes.integer("BYTERANGE-START");
+  const auto length = attributes.integer("BYTERANGE-LENGTH");
+  auto url = _resolved(attributes.text("URI"));
+  if (!url || (begin && !length)) return;
+  _hint = _nextSegment();
+  _hint->part = _partCount;
+  _hint->start = _partCount == 0 ? _end : _partEnd;
+  _hint->duration = _partTarget;
+  _hint->resource.urls = {*std::move(url)};
+  if (length) _hint->resource.span = ByteSpan{begin.value_or(0), length};
 }
 
 void HLSMediaReader::addURI(std::string_view reference) {
@@ -291,8 +308,9 @@ std::shared_ptr<const MediaPlaylist> HLSMediaReader::finish() {
   if (playlist->isLive) playlist->reload = _reloadRule();
   _align(*playlist);
   playlist->events = _dateRanges.events(playlist->dates, _context.previous.get());
-  playlist->segments = std::make_shared<HLSSegmentIndex>(std::move(_segments), std::move(_parts),
-                                                         !playlist->isLive, _discontinuityShift);
+  playlist->segments =
+      std::make_shared<HLSSegmentIndex>(std::move(_segments), std::move(_parts), std::move(_hint),
+                                        !playlist->isLive, _discontinuityShift);
   return playlist;
 }
 
@@ -319,6 +337,10 @@ void HLSMediaReader::_align(MediaPlaylist& playlist) {
       segment.start += alignment.seconds;
       segment.discontinuity += alignment.discontinuities;
     }
+  if (_hint) {
+    _hint->start += alignment.seconds;
+    _hint->discontinuity += alignment.discontinuities;
+  }
   for (DateMark& mark : playlist.dates) mark.position += alignment.seconds;
   // The date of the window's beginning may be told by a mark that has slid out of it.
   const double start = _segments.empty() ? _parts.front().start : _segments.front().start;

@@ -40,6 +40,7 @@ class HLSMediaReader {
   void _addKey(const HLSAttributes& attributes);
   void _addMap(const HLSAttributes& attributes);
   void _addPart(const HLSAttributes& attributes);
+  void _addHint(const HLSAttributes& attributes);
   void _addServerControl(const HLSAttributes& attributes);
   void _skip(const HLSAttributes& attributes);
   void _noteDate();
@@ -73,6 +74,7 @@ class HLSMediaReader {
   double _end = 0;  // of the last segment
   std::vector<Segment> _segments;
   std::vector<Segment> _parts;
+  std::optional<Segment> _hint;  // the part that comes next
   std::uint64_t _partCount = 0;  // of the segment that is being made
   double _partEnd = 0;           // of the newest part
   std::vector<DateMark> _dates;

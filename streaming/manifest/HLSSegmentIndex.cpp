@@ -16,9 +16,11 @@ constexpr double kMostGap = 0.25;
 }  // namespace
 
 HLSSegmentIndex::HLSSegmentIndex(std::vector<Segment> segments, std::vector<Segment> parts,
-                                 bool isComplete, std::uint64_t discontinuityShift)
+                                 std::optional<Segment> hint, bool isComplete,
+                                 std::uint64_t discontinuityShift)
     : _segments(std::move(segments)),
       _parts(std::move(parts)),
+      _hint(std::move(hint)),
       _isComplete(isComplete),
       _discontinuityShift(discontinuityShift) {}
 
@@ -94,6 +96,14 @@ std::optional<Segment> HLSSegmentIndex::after(const Segment& previous) const {
   }
   // Slid out of the window, numbered anew, or of another representation: the time decides.
   return _byTime(previous.end());
+}
+
+std::optional<Segment> HLSSegmentIndex::hinted(const Segment& previous) const {
+  if (!_hint || std::abs(_hint->start - previous.end()) > kMostGap) return std::nullopt;
+  const bool isNextPart =
+      _hint->number == previous.number && previous.part && _hint->part == *previous.part + 1;
+  const bool isFirstPart = _hint->number == previous.number + 1 && _hint->part == 0U;
+  return isNextPart || isFirstPart ? _hint : std::nullopt;
 }
 
 std::optional<Segment> HLSSegmentIndex::first(platform::Date) const {

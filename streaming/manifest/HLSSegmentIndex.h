@@ -12,12 +12,14 @@ namespace streaming {
 class HLSSegmentIndex final : public SegmentIndex {
  public:
   /// `segments` have consecutive numbers; `parts` are those that the playlist names, by number and
-  /// part. `discontinuityShift`: what was added to the discontinuities that the playlist counts.
-  HLSSegmentIndex(std::vector<Segment> segments, std::vector<Segment> parts, bool isComplete,
-                  std::uint64_t discontinuityShift);
+  /// part, and `hint` the one that it announces. `discontinuityShift`: what was added to the
+  /// discontinuities that the playlist counts.
+  HLSSegmentIndex(std::vector<Segment> segments, std::vector<Segment> parts,
+                  std::optional<Segment> hint, bool isComplete, std::uint64_t discontinuityShift);
 
   std::optional<Segment> at(double time) const override;
   std::optional<Segment> after(const Segment& previous) const override;
+  std::optional<Segment> hinted(const Segment& previous) const override;
   std::optional<Segment> first(platform::Date now) const override;
   std::optional<Segment> last(platform::Date now) const override;
   bool isComplete() const override { return _isComplete; }
@@ -36,6 +38,7 @@ class HLSSegmentIndex final : public SegmentIndex {
 
   const std::vector<Segment> _segments;
   const std::vector<Segment> _parts;
+  const std::optional<Segment> _hint;
   const bool _isComplete;
   const std::uint64_t _discontinuityShift;
 };

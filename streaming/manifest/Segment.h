@@ -74,6 +74,8 @@ class SegmentIndex {
   /// The one that follows `previous`, which may be of an older version of this index, or of another
   /// representation of the same track. None while it is not known, and at the end.
   virtual std::optional<Segment> after(const Segment& previous) const = 0;
+  /// What a server announces to be the one that follows `previous`. Its duration is an estimate.
+  virtual std::optional<Segment> hinted(const Segment& /*previous*/) const { return std::nullopt; }
   /// What is known at civil time `now`; none when there is nothing.
   virtual std::optional<Segment> first(platform::Date now) const = 0;
   virtual std::optional<Segment> last(platform::Date now) const = 0;

@@ -99,6 +99,7 @@ void TrackFeeder::_takeSeek() {
   }
   // A fetch may go on for the new place; which one it is for is known once its segment is.
   _from = seek;
+  _hint.drop();
   _notBefore.reset();
   _tail.reset();
   _losing.reset();
@@ -141,6 +142,7 @@ bool TrackFeeder::_step() {
   if (_fetch && !_fetched) return false;
   switch (step.kind) {
     case TrackWalk::Step::Kind::Wait:
+      if (tail) _fetchHint(step, *tail);
       return false;
     case TrackWalk::Step::Kind::End:
       _terminate(_hadAny || _lostInARow == 0 ? TrackPiece::Kind::End : TrackPiece::Kind::Failed);
@@ -218,13 +220,32 @@ void TrackFeeder::_fetchPiece(const TrackWalk::Step& step) {
   PieceFetch::Handlers handlers;
   handlers.began = [this](TrackPiece piece) { _began(std::move(piece)); };
   handlers.ended = [this](const std::optional<PieceFetch::Failure>& failure) { _ended(failure); };
-  _fetch = std::make_unique<PieceFetch>(
-      _host.tools(), step.segment, step.representation,
-      _kind == MediaKind::Text ? TransferKind::Text : TransferKind::Media, std::move(handlers));
+  if ((_fetch = _hint.take(step.segment, handlers))) return _hint.deliver();
+  _fetch = _makeFetch(step.segment, step.representation, std::move(handlers));
   _fetch->start();
 }
 
+std::unique_ptr<PieceFetch> TrackFeeder::_makeFetch(
+    const Segment& segment, std::shared_ptr<const Representation> representation,
+    PieceFetch::Handlers handlers) {
+  return std::make_unique<PieceFetch>(
+      _host.tools(), segment, std::move(representation),
+      _kind == MediaKind::Text ? TransferKind::Text : TransferKind::Media, std::move(handlers));
+}
+
+/// What follows is not there yet. `step` tells of which representation it is awaited.
+void TrackFeeder::_fetchHint(const TrackWalk::Step& step, const TrackPiece& tail) {
+  const auto index = step.representation ? _host.indexes().index(*step.representation) : nullptr;
+  const auto segment = index ? index->hinted(tail.segment) : std::nullopt;
+  if (!segment || (_representation && _representation->id != step.representation->id)) return;
+  _hint.want(*segment, [&](PieceFetch::Handlers handlers) {
+    return _makeFetch(*segment, step.representation, std::move(handlers));
+  });
+}
+
 void TrackFeeder::_began(TrackPiece piece) {
+  // The times of what was fetched by a hint were estimated.
+  if (_losing) piece.segment = _losing->segment;
   piece.isDiscontinuous = (_losing && _losing->isDiscontinuous) || _wasCutOff;
   _wasCutOff = false;
   const TrackPiece copy = piece;
@@ -331,6 +352,7 @@ void TrackFeeder::_terminate(TrackPiece::Kind kind) {
 }
 
 void TrackFeeder::_cancelFetch() {
+  _hint.drop();
   if (!_fetch) return;
   _fetch.reset();
   if (_fetched) _shelf->remove(*_fetched);

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "streaming/playback/FeederHost.h"
+#include "streaming/playback/HintedPiece.h"
 #include "streaming/playback/PieceFetch.h"
 #include "streaming/playback/PieceShelf.h"
 #include "streaming/playback/TrackWalk.h"
@@ -46,6 +47,10 @@ class TrackFeeder {
   bool _hasRoom(const TrackWalk::Step& step);
   void _waitUntil(platform::Date date);
   void _fetchPiece(const TrackWalk::Step& step);
+  void _fetchHint(const TrackWalk::Step& step, const TrackPiece& tail);
+  std::unique_ptr<PieceFetch> _makeFetch(const Segment& segment,
+                                         std::shared_ptr<const Representation> representation,
+                                         PieceFetch::Handlers handlers);
   void _began(TrackPiece piece);
   void _ended(const std::optional<PieceFetch::Failure>& failure);
   bool _tryLater(const PieceFetch::Failure& failure);
@@ -68,6 +73,7 @@ class TrackFeeder {
   std::optional<PieceShelf::ID> _tail;  // what is fetched follows it
   std::unique_ptr<PieceFetch> _fetch;
   std::optional<PieceShelf::ID> _fetched;  // its piece, once it was put on the shelf
+  HintedPiece _hint;
   // The last long segment has come to its end, and its reader may want other parts of it.
   std::unique_ptr<PieceFetch> _kept;
   std::optional<PieceShelf::ID> _keptPiece;

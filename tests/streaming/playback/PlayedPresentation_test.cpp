@@ -367,6 +367,12 @@ TEST(LivePresentation, PartsArePlayedAsTheyAreAdded) {
       text += "#EXT-X-PART:DURATION=1,URI=\"" + name + "\"\n";
       bench.network->add("http://a/" + name, "part");
     }
+    // The server answers the request for what it announces once that is there.
+    text += "#EXT-X-PRELOAD-HINT:TYPE=PART,URI=\"p" + std::to_string(parts) + ".ts\"\n";
+    ScriptedTransfers::Resource awaited;
+    awaited.body = "part";
+    awaited.delay = 1.5;
+    bench.network->add("http://a/p" + std::to_string(parts) + ".ts", awaited);
     bench.network->setFallback([text](const TransferRequest& request) {
       std::optional<ScriptedTransfers::Resource> found;
       if (request.url.starts_with("http://a/live?")) {
@@ -384,6 +390,8 @@ TEST(LivePresentation, PartsArePlayedAsTheyAreAdded) {
   EXPECT_EQ(bench.read(), (Lines{"s3.ts", "p0.ts"}));
   setParts(3);
   EXPECT_EQ(bench.play(3), (Lines{"p1.ts", "p2.ts"}));
+  for (const char* part : {"1", "2", "3"})
+    EXPECT_EQ(bench.network->countOf("http://a/p" + std::string(part) + ".ts"), 1u) << part;
   // The server is told what is waited for.
   EXPECT_TRUE(
       std::any_of(bench.network->requests().begin(), bench.network->requests().end(),
