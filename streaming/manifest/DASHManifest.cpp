@@ -136,7 +136,7 @@ void DASHManifest::_readPeriods(Presentation& presentation) {
     if (!context.duration && at + 1 == nodes.size() && presentation.duration)
       context.duration = std::max(0.0, *presentation.duration - context.start);
     next = context.duration ? std::optional(context.start + *context.duration) : std::nullopt;
-    // What is elsewhere is not fetched.
+    // What is elsewhere was not fetched.
     if (context.duration == 0 || hasAttribute(node, "href")) continue;
     if (essentialUse(node) != EssentialUse::Play) continue;
 

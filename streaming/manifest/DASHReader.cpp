@@ -2,6 +2,7 @@
 
 #include "streaming/manifest/DASHManifest.h"
 #include "streaming/manifest/DASHPatch.h"
+#include "streaming/manifest/DASHRemotePeriods.h"
 #include "streaming/manifest/DASHSets.h"
 #include "streaming/manifest/ManifestErrors.h"
 
@@ -9,7 +10,7 @@ namespace streaming {
 
 ReadResult<std::shared_ptr<const Presentation>> readDASH(
     std::string_view text, const ManifestOrigin& origin,
-    const std::shared_ptr<const Presentation>& previous) {
+    const std::shared_ptr<const Presentation>& previous, const RemotePeriods& remote) {
   if (text.size() > kMostManifestBytes) return unusableManifest("The manifest is too long.");
   auto document = std::make_shared<DASHDocument>();
   document->origin = origin;
@@ -30,7 +31,15 @@ ReadResult<std::shared_ptr<const Presentation>> readDASH(
   if (!isNamed(root, "MPD")) return unusableManifest("The manifest is none of DASH.");
   if (essentialUse(root) != EssentialUse::Play)
     return unusableManifest("The manifest demands what is not supported.");
-  auto presentation = DASHManifest(root, document->origin).read();
+  // Patches are made for the manifest as it is without them.
+  pugi::xml_document complete;
+  if (!remote.empty()) {
+    complete.reset(document->tree);
+    if (!insertRemotePeriods(complete, document->origin, remote))
+      return unusableManifest("The manifest is too long together with its periods.");
+  }
+  const pugi::xml_node read = remote.empty() ? root : complete.document_element();
+  auto presentation = DASHManifest(read, document->origin).read();
   if (!presentation) return unusableManifest("The manifest names nothing that could be played.");
   if (presentation->reload && !presentation->reload->patchURL.empty())
     presentation->document = std::move(document);

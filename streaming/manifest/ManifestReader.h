@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -83,11 +84,17 @@ ReadResult<std::shared_ptr<const MediaPlaylist>> readMediaPlaylist(std::string_v
 /// The URL for the next reload of a playlist, with the directives of `rule`.
 std::string reloadURL(const std::string& url, const ReloadRule& rule);
 
+/// The texts of documents that have periods of a manifest, by their URLs. Empty: one cannot be had.
+using RemotePeriods = std::map<std::string, std::string, std::less<>>;
+/// The URLs of the documents that a manifest refers to for its periods (`xlink:href`), at most a
+/// few. What those refer to in turn is not fetched.
+std::vector<std::string> remotePeriodsOf(std::string_view text, const ManifestOrigin& origin);
+
 /// `previous`: the manifest as it was read last, or null. `text` may be a patch to it when it was
-/// found at ReloadRule::patchURL.
+/// found at ReloadRule::patchURL. A period without its document is left out.
 ReadResult<std::shared_ptr<const Presentation>> readDASH(
     std::string_view text, const ManifestOrigin& origin,
-    const std::shared_ptr<const Presentation>& previous);
+    const std::shared_ptr<const Presentation>& previous, const RemotePeriods& remote = {});
 
 /// The segments of an indexed file, whose index (`sidx`, or Cues of WebM) is among the bytes of
 /// `head`, which begin at `offset` of the file. The variant that is neither an index nor an error

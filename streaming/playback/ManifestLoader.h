@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -25,7 +26,8 @@ class ManifestLoader {
   ManifestLoader(TransferSource& source, ServerClock& clock, IndexStore& indexes,
                  bool inheritsQuery, Handlers handlers);
 
-  /// What the item's own URL has given.
+  /// What the item's own URL has given. It is read at once, or when the documents have come that it
+  /// refers to; then `changed` is called.
   void begin(ManifestForm form, FetchResult result);
   /// The segments that are wanted are not in it yet.
   void wantNewer();
@@ -41,6 +43,10 @@ class ManifestLoader {
  private:
   void _reload();
   void _reloaded(bool isPatch, FetchResult result);
+  void _readLater(
+      FetchedBody body,
+      std::function<void(const std::string& url, std::optional<platform::Error> error)> done);
+  void _fetchPeriod(const std::string& url);
   std::optional<platform::Error> _read(const FetchedBody& body);
 
   TransferSource& _source;
@@ -56,6 +62,9 @@ class ManifestLoader {
   std::string _text;  // of the newest one
   ReloadTimer _timer;
   std::unique_ptr<BodyFetch> _fetch;
+  RemotePeriods _remote;
+  std::map<std::string, std::unique_ptr<BodyFetch>> _periodFetches;
+  std::function<void()> _hasPeriods;  // reads what waits for them
 };
 
 }  // namespace streaming

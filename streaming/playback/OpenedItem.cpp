@@ -70,8 +70,8 @@ void OpenedItem::Work::begin(const std::shared_ptr<Work>& self) {
   handlers.ofResource.came = [record = record, transfers = std::weak_ptr(transfers)] {
     if (const auto source = transfers.lock()) record->mediaCame(source->now(), {}, {}, 0);
   };
-  handlers.ofResource.lost = [record = record, transfers = std::weak_ptr(transfers)](
-                                 const platform::Error& error) {
+  handlers.ofResource.lost = [record = record,
+                              transfers = std::weak_ptr(transfers)](const platform::Error& error) {
     if (const auto source = transfers.lock())
       record->addFault(source->civilTime(), source->setup().url, error);
   };
@@ -103,7 +103,9 @@ void OpenedItem::Work::begin(const std::shared_ptr<Work>& self) {
       const std::lock_guard lock(work->mutex);
       played = work->presentation;
     }
-    if (played) work->opened(played->begin(form, std::move(result)));
+    if (!played) return;
+    played->begin(form, std::move(result),
+                  [work](const std::optional<platform::Error>& error) { work->opened(error); });
   };
   opening =
       std::make_shared<ItemOpening>(self->transfers, transfers->setup().url, std::move(handlers));

@@ -119,8 +119,9 @@ PlayedPresentation::~PlayedPresentation() {
   _source->post([feed = std::move(_feed)] { feed->close(); });
 }
 
-std::optional<platform::Error> PlayedPresentation::begin(ManifestForm form, FetchResult result) {
-  return _feed->begin(form, std::move(result));
+void PlayedPresentation::begin(ManifestForm form, FetchResult result,
+                               PresentationFeed::Begun begun) {
+  _feed->begin(form, std::move(result), std::move(begun));
 }
 
 void PlayedPresentation::end() { _feed->close(); }

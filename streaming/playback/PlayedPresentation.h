@@ -24,8 +24,8 @@ class PlayedPresentation final : public PresentationPlayback {
   static std::shared_ptr<PlayedPresentation> make(Setup setup);
   ~PlayedPresentation() override;
 
-  /// Transfer thread: what the item's own URL has given.
-  std::optional<platform::Error> begin(ManifestForm form, FetchResult result);
+  /// Transfer thread: what the item's own URL has given. `begun` is called on it once.
+  void begin(ManifestForm form, FetchResult result, PresentationFeed::Begun begun = {});
   /// Transfer thread: ends every transfer.
   void end();
   /// What the readers read from.

@@ -58,9 +58,10 @@ PresentationFeed::PresentationFeed(Setup setup)
 
 PresentationFeed::~PresentationFeed() = default;
 
-std::optional<platform::Error> PresentationFeed::begin(ManifestForm form, FetchResult result) {
-  if (!_isClosed) _manifest.begin(form, std::move(result));
-  return _manifest.presentation() ? std::nullopt : _manifest.error();
+void PresentationFeed::begin(ManifestForm form, FetchResult result, Begun begun) {
+  if (_isClosed) return;
+  _begun = std::move(begun);
+  _manifest.begin(form, std::move(result));
 }
 
 void PresentationFeed::prepare(const PresentationPlayback::Start& start, Ready ready) {
@@ -105,6 +106,7 @@ void PresentationFeed::setLimits(const PlaybackLimits& limits) {
 
 void PresentationFeed::close() {
   _isClosed = true;
+  _begun = {};
   _ready = {};
   for (const auto& feeder : _feeders) feeder->stop();
   _manifest.stop();
@@ -126,6 +128,8 @@ void PresentationFeed::_manifestChanged() {
   _continuePreparing();
   pump();
   _publish();
+  if (const auto begun = std::exchange(_begun, {}))
+    begun(_manifest.presentation() ? std::nullopt : _manifest.error());
 }
 
 MediaKind PresentationFeed::_leadingKind() const {

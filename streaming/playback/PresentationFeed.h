@@ -31,8 +31,10 @@ class PresentationFeed final : private FeederHost {
   PresentationFeed(const PresentationFeed&) = delete;
   PresentationFeed& operator=(const PresentationFeed&) = delete;
 
-  /// What the item's own URL has given.
-  std::optional<platform::Error> begin(ManifestForm form, FetchResult result);
+  using Begun = std::function<void(const std::optional<platform::Error>& error)>;
+  /// What the item's own URL has given. `begun` is called once there is a presentation, or with the
+  /// error, unless it is closed before.
+  void begin(ManifestForm form, FetchResult result, Begun begun);
 
   using Ready = std::function<void(double seconds, std::optional<platform::Error> error)>;
   void prepare(const PresentationPlayback::Start& start, Ready ready);
@@ -95,6 +97,7 @@ class PresentationFeed final : private FeederHost {
   TrackSelection _selection;
   bool _isSelected = false;
   PresentationPlayback::Start _start;
+  Begun _begun;
   Ready _ready;
   bool _isTimeAsked = false;
   bool _hasTime = false;

@@ -106,6 +106,24 @@ TEST(DASHPresentation, TheSelectionSurvivesPeriods) {
   EXPECT_EQ(timeline.loaded, (std::vector<platform::TimeRange>{{0, 16}}));
 }
 
+TEST(DASHPresentation, PeriodsOfOtherDocumentsAreFetchedFirst) {
+  PlayBench bench(
+      mpd("<Period xlink:href=\"ads\" xlink:actuate=\"onLoad\"/>"
+          "<Period xlink:href=\"urn:mpeg:dash:resolve-to-zero:2013\"/>"
+          "<Period start=\"PT8S\" duration=\"PT4S\" xlink:href=\"http://b/gone\">" +
+              tracksOf("c") + "</Period>",
+          "type=\"static\" mediaPresentationDuration=\"PT12S\""),
+      ManifestForm::DASH,
+      {{"http://a/ads", "<Period duration=\"PT4S\">" + tracksOf("a") +
+                            "</Period><Period duration=\"PT4S\">" + tracksOf("b") + "</Period>"}});
+  EXPECT_EQ(bench.played->presentation(), nullptr);
+  addEverything(bench);
+  bench.throughput->remember(1e8);
+  bench.prepare();
+  EXPECT_EQ(bench.read(), (Lines{"a-high/1", "b-high/1", "c-high/1", "end"}));
+  EXPECT_EQ(bench.network->countOf("http://b/gone"), 1u);
+}
+
 const std::string kLiveAttributes =
     "type=\"dynamic\" availabilityStartTime=\"2027-01-15T07:58:20Z\" minimumUpdatePeriod=\"PT4S\" "
     "timeShiftBufferDepth=\"PT40S\" suggestedPresentationDelay=\"PT10S\"";

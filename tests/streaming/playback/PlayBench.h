@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -16,7 +17,10 @@ using Lines = std::vector<std::string>;
 /// A presentation over a scripted network; its manifest is at "http://a/main".
 class PlayBench {
  public:
-  explicit PlayBench(const std::string& manifest, ManifestForm form = ManifestForm::HLS) {
+  /// `resources`: those that the manifest cannot be read without, by their URLs.
+  explicit PlayBench(const std::string& manifest, ManifestForm form = ManifestForm::HLS,
+                     const std::map<std::string, std::string>& resources = {}) {
+    for (const auto& [url, body] : resources) network->add(url, body);
     PlayedPresentation::Setup setup;
     setup.source = network;
     setup.record = record;
