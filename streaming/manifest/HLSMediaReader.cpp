@@ -65,29 +65,29 @@ HLSMediaReader::HLSMediaReader(const ManifestOrigin& origin, const PlaylistConte
 
 void HLSMediaReader::addTag(std::string_view name, std::string_view value) {
   if (name == "EXTINF") {
-    _isMedia = true;
-    _duration = hlsSeconds(value.substr(0, value.find(',')));
+    _head.isMedia = true;
+    _following.duration = hlsSeconds(value.substr(0, value.find(',')));
   } else if (name == "EXT-X-TARGETDURATION") {
-    _isMedia = true;
-    _targetDuration = hlsSeconds(value);
+    _head.isMedia = true;
+    _head.targetDuration = hlsSeconds(value);
   } else if (name == "EXT-X-MEDIA-SEQUENCE") {
-    _mediaSequence = sequenceFrom(value);
+    _head.mediaSequence = sequenceFrom(value);
   } else if (name == "EXT-X-DISCONTINUITY-SEQUENCE") {
-    _discontinuity = sequenceFrom(value);
-    _countsDiscontinuities = true;
+    _following.discontinuity = sequenceFrom(value);
+    _head.countsDiscontinuities = true;
   } else if (name == "EXT-X-DISCONTINUITY") {
-    ++_discontinuity;
-    _isDiscontinuous = true;
+    ++_following.discontinuity;
+    _following.isDiscontinuous = true;
   } else if (name == "EXT-X-BYTERANGE") {
-    _byteRange = value;
+    _following.byteRange = value;
   } else if (name == "EXT-X-GAP") {
-    _isGap = true;
+    _following.isGap = true;
   } else if (name == "EXT-X-KEY") {
     _addKey(HLSAttributes(value));
   } else if (name == "EXT-X-MAP") {
     _addMap(HLSAttributes(value));
   } else if (name == "EXT-X-PROGRAM-DATE-TIME") {
-    _date = dateFrom(value);
+    _following.date = dateFrom(value);
   } else if (name == "EXT-X-DATERANGE") {
     _dateRanges.add(HLSAttributes(value), value.size());
   } else if (name == "EXT-X-PART") {
@@ -95,20 +95,20 @@ void HLSMediaReader::addTag(std::string_view name, std::string_view value) {
   } else if (name == "EXT-X-PRELOAD-HINT") {
     _addHint(HLSAttributes(value));
   } else if (name == "EXT-X-PART-INF") {
-    _partTarget = hlsSeconds(HLSAttributes(value).text("PART-TARGET"));
+    _head.partTarget = hlsSeconds(HLSAttributes(value).text("PART-TARGET"));
   } else if (name == "EXT-X-SERVER-CONTROL") {
     _addServerControl(HLSAttributes(value));
   } else if (name == "EXT-X-SKIP") {
     _skip(HLSAttributes(value));
   } else if (name == "EXT-X-START") {
-    _startOffset = HLSAttributes(value).number("TIME-OFFSET");
+    _head.startOffset = HLSAttributes(value).number("TIME-OFFSET");
   } else if (name == "EXT-X-ENDLIST") {
-    _isEnded = true;
+    _head.isEnded = true;
   } else if (name == "EXT-X-PLAYLIST-TYPE") {
-    _isOnDemand = value == "VOD";
-    _isEvent = value == "EVENT";
+    _head.isOnDemand = value == "VOD";
+    _head.isEvent = value == "EVENT";
   } else if (name == "EXT-X-I-FRAMES-ONLY") {
-    _isKeyFramesOnly = true;
+    _head.isKeyFramesOnly = true;
   }
 }
 
@@ -124,8 +124,8 @@ std::optional<std::string> HLSMediaReader::_resolved(std::string_view reference)
 /// had wins.
 void HLSMediaReader::_addKey(const HLSAttributes& attributes) {
   const std::string method = attributes.text("METHOD");
-  const bool isFirst = std::exchange(_keyHasSegments, false);
-  if (isFirst || method == "NONE") _key = nullptr;
+  const bool isFirst = std::exchange(_following.keyHasSegments, false);
+  if (isFirst || method == "NONE") _following.key = nullptr;
   // In CTR mode the samples of an mp4 name their keys.
   const bool isKnown = method == "AES-128" || method == "SAMPLE-AES";
   auto url = isKnown ? _resolved(attributes.text("URI")) : std::nullopt;
@@ -135,8 +135,8 @@ void HLSMediaReader::_addKey(const HLSAttributes& attributes) {
   key.url = *std::move(url);
   key.keyFormat = attributes.text("KEYFORMAT");
   if (const auto vector = attributes.find("IV")) key.initialVector = initialVectorOf(*vector);
-  if (_key && rankOf(*_key) >= rankOf(key)) return;
-  _key = std::make_shared<const SegmentKey>(std::move(key));
+  if (_following.key && rankOf(*_following.key) >= rankOf(key)) return;
+  _following.key = std::make_shared<const SegmentKey>(std::move(key));
 }
 
 void HLSMediaReader::_addMap(const HLSAttributes& attributes) {
@@ -146,8 +146,9 @@ void HLSMediaReader::_addMap(const HLSAttributes& attributes) {
   initialization->resource.urls = {*std::move(url)};
   if (const auto range = attributes.find("BYTERANGE"))
     initialization->resource.span = hlsByteRange(*range, 0);
-  if (_key && _key->method == SegmentKey::Method::AES128) initialization->key = _key;
-  _initialization = std::move(initialization);
+  if (_following.key && _following.key->method == SegmentKey::Method::AES128)
+    initialization->key = _following.key;
+  _following.initialization = std::move(initialization);
 }
 
 /// `end`: of the segment, or the part, before it.
@@ -169,11 +170,11 @@ void HLSMediaReader::_addURLs(Segment& segment, std::optional<std::string> url,
 
 Segment HLSMediaReader::_nextSegment() const {
   Segment segment;
-  segment.number = _mediaSequence + _segments.size();
+  segment.number = _head.mediaSequence + _segments.size();
   segment.start = _end;
-  segment.initialization = _initialization;
-  segment.key = _key;
-  segment.discontinuity = _discontinuity;
+  segment.initialization = _following.initialization;
+  segment.key = _following.key;
+  segment.discontinuity = _following.discontinuity;
   return segment;
 }
 
@@ -183,9 +184,10 @@ void HLSMediaReader::_addPart(const HLSAttributes& attributes) {
   part.start = _partCount++ == 0 ? _end : _partEnd;
   part.duration = hlsSeconds(attributes.text("DURATION"));
   part.isGap = attributes.isYes("GAP");
-  _addURLs(part, _resolved(attributes.text("URI")), attributes.text("BYTERANGE"), _partRange);
+  _addURLs(part, _resolved(attributes.text("URI")), attributes.text("BYTERANGE"),
+           _following.partRange);
   _partEnd = part.end();
-  _keyHasSegments = true;
+  _following.keyHasSegments = true;
   _parts.push_back(std::move(part));
 }
 
@@ -199,45 +201,46 @@ void HLSMediaReader::_addHint(const HLSAttributes& attributes) {
   _hint = _nextSegment();
   _hint->part = _partCount;
   _hint->start = _partCount == 0 ? _end : _partEnd;
-  _hint->duration = _partTarget;
+  _hint->duration = _head.partTarget;
   _hint->resource.urls = {*std::move(url)};
   if (length) _hint->resource.span = ByteSpan{begin.value_or(0), length};
 }
 
 void HLSMediaReader::addURI(std::string_view reference) {
-  const auto duration = std::exchange(_duration, std::nullopt);
-  const std::string range = std::exchange(_byteRange, {});
-  const bool isGap = std::exchange(_isGap, false);
+  const auto duration = std::exchange(_following.duration, std::nullopt);
+  const std::string range = std::exchange(_following.byteRange, {});
+  const bool isGap = std::exchange(_following.isGap, false);
   if (!duration) return;
   Segment segment = _nextSegment();
   segment.duration = *duration;
   segment.isGap = isGap;
-  segment.date = _date;
-  _addURLs(segment, _resolved(reference), range, _segmentRange);
+  segment.date = _following.date;
+  _addURLs(segment, _resolved(reference), range, _following.segmentRange);
   _noteDate();
   _partCount = 0;
-  _keyHasSegments = true;
+  _following.keyHasSegments = true;
   _end = segment.end();
   _segments.push_back(std::move(segment));
 }
 
 void HLSMediaReader::_noteDate() {
-  if (!_date) return;
+  if (!_following.date) return;
   // A discontinuity without a date holds until the next date.
-  _dates.push_back({.position = _end, .date = *_date, .isDiscontinuous = _isDiscontinuous});
-  _isDiscontinuous = false;
-  _date.reset();
+  _dates.push_back(
+      {.position = _end, .date = *_following.date, .isDiscontinuous = _following.isDiscontinuous});
+  _following.isDiscontinuous = false;
+  _following.date.reset();
 }
 
 void HLSMediaReader::_addServerControl(const HLSAttributes& attributes) {
-  _canBlock = attributes.isYes("CAN-BLOCK-RELOAD");
-  _canSkip = attributes.find("CAN-SKIP-UNTIL").has_value();
+  _head.canBlock = attributes.isYes("CAN-BLOCK-RELOAD");
+  _head.canSkip = attributes.find("CAN-SKIP-UNTIL").has_value();
   const auto positive = [&](std::string_view name) {
     const auto seconds = attributes.number(name);
     return seconds && *seconds > 0 ? seconds : std::nullopt;
   };
-  _holdBack = positive("HOLD-BACK");
-  _partHoldBack = positive("PART-HOLD-BACK");
+  _head.holdBack = positive("HOLD-BACK");
+  _head.partHoldBack = positive("PART-HOLD-BACK");
 }
 
 /// Segments that the server left out are those of the playlist before. They come first.
@@ -252,7 +255,7 @@ void HLSMediaReader::_skip(const HLSAttributes& attributes) {
   _discontinuityShift = base->discontinuityShift();
   if (const auto removed = attributes.find("RECENTLY-REMOVED-DATERANGES"))
     _dateRanges.setRemoved(*removed);
-  for (std::uint64_t number = _mediaSequence; number < _mediaSequence + count; ++number) {
+  for (std::uint64_t number = _head.mediaSequence; number < _head.mediaSequence + count; ++number) {
     const Segment* const known = base->numbered(number);
     if (!known) {
       _lacksBase = true;
@@ -262,9 +265,9 @@ void HLSMediaReader::_skip(const HLSAttributes& attributes) {
     Segment segment = *known;
     segment.start = _end;
     _end = segment.end();
-    _discontinuity = segment.discontinuity;
-    _initialization = segment.initialization;
-    _key = segment.key;
+    _following.discontinuity = segment.discontinuity;
+    _following.initialization = segment.initialization;
+    _following.key = segment.key;
     _segments.push_back(std::move(segment));
   }
 }
@@ -283,28 +286,28 @@ void HLSMediaReader::_noteSkippedDate(const Segment& known, double position) {
 ReloadRule HLSMediaReader::_reloadRule() const {
   ReloadRule rule;
   constexpr double kShortest = 0.5;
-  rule.interval = std::max(_targetDuration, kShortest);
-  rule.maySkip = _canSkip;
-  if (!_canBlock) {
-    if (_partTarget > 0) rule.interval = std::max(_partTarget, kShortest);
+  rule.interval = std::max(_head.targetDuration, kShortest);
+  rule.maySkip = _head.canSkip;
+  if (!_head.canBlock) {
+    if (_head.partTarget > 0) rule.interval = std::max(_head.partTarget, kShortest);
     return rule;
   }
-  rule.awaitedNumber = _mediaSequence + _segments.size();
-  if (_partTarget > 0) rule.awaitedPart = _partCount;
+  rule.awaitedNumber = _head.mediaSequence + _segments.size();
+  if (_head.partTarget > 0) rule.awaitedPart = _partCount;
   return rule;
 }
 
 std::shared_ptr<const MediaPlaylist> HLSMediaReader::finish() {
   if (_lacksBase) return nullptr;
   auto playlist = std::make_shared<MediaPlaylist>();
-  playlist->isLive = !_isEnded && !_isOnDemand;
-  playlist->isEvent = _isEvent;
-  playlist->isKeyFramesOnly = _isKeyFramesOnly;
-  playlist->targetDuration = _targetDuration;
-  playlist->startOffset = _startOffset;
-  playlist->holdBack = _holdBack;
+  playlist->isLive = !_head.isEnded && !_head.isOnDemand;
+  playlist->isEvent = _head.isEvent;
+  playlist->isKeyFramesOnly = _head.isKeyFramesOnly;
+  playlist->targetDuration = _head.targetDuration;
+  playlist->startOffset = _head.startOffset;
+  playlist->holdBack = _head.holdBack;
   // Where there are no parts, nothing can be played that near to the edge.
-  if (_partTarget > 0) playlist->partHoldBack = _partHoldBack;
+  if (_head.partTarget > 0) playlist->partHoldBack = _head.partHoldBack;
   if (playlist->isLive) playlist->reload = _reloadRule();
   _align(*playlist);
   playlist->events = _dateRanges.events(playlist->dates, _context.previous.get());
@@ -328,7 +331,8 @@ void HLSMediaReader::_align(MediaPlaylist& playlist) {
   const std::vector<Segment>& segments = _segments.empty() ? firstPart : _segments;
   playlist.dates = _dates;
   if (!known || segments.empty()) return;
-  const UnalignedPlaylist unaligned{segments, _dates, _targetDuration, _countsDiscontinuities};
+  const UnalignedPlaylist unaligned{segments, _dates, _head.targetDuration,
+                                    _head.countsDiscontinuities};
   const HLSAlignment alignment =
       isContinued ? alignedToPrevious(unaligned, *known) : alignedBeside(unaligned, *known);
   _discontinuityShift += alignment.discontinuities;

@@ -26,7 +26,7 @@ class HLSMediaReader {
   std::shared_ptr<const MediaPlaylist> finish();
 
   /// A tag of a media playlist has come.
-  bool isMedia() const { return _isMedia; }
+  bool isMedia() const { return _head.isMedia; }
   /// It has too many segments, or their URLs are too long together. No more is read then.
   bool isBeyondLimits() const { return _isBeyondLimits; }
 
@@ -35,6 +35,38 @@ class HLSMediaReader {
   struct RangeEnd {
     std::string url;
     std::uint64_t offset = 0;
+  };
+
+  /// What holds for the whole playlist.
+  struct Head {
+    bool isMedia = false;
+    bool isEnded = false;
+    bool isOnDemand = false;
+    bool isEvent = false;
+    bool isKeyFramesOnly = false;
+    bool countsDiscontinuities = false;
+    bool canBlock = false;
+    bool canSkip = false;
+    double targetDuration = 0;
+    double partTarget = 0;
+    std::optional<double> startOffset;
+    std::optional<double> holdBack;
+    std::optional<double> partHoldBack;
+    std::uint64_t mediaSequence = 0;
+  };
+  /// What holds for the segments that follow, or for the next one.
+  struct Following {
+    std::uint64_t discontinuity = 0;
+    std::shared_ptr<const SegmentKey> key;
+    bool keyHasSegments = true;  // the next KEY tag begins a new set
+    std::shared_ptr<const Initialization> initialization;
+    std::optional<double> duration;
+    std::string byteRange;
+    bool isGap = false;
+    bool isDiscontinuous = false;
+    std::optional<platform::Date> date;
+    RangeEnd segmentRange;
+    RangeEnd partRange;
   };
 
   void _addKey(const HLSAttributes& attributes);
@@ -54,23 +86,11 @@ class HLSMediaReader {
 
   const ManifestOrigin& _origin;
   const PlaylistContext& _context;
-  bool _isMedia = false;
-  bool _isEnded = false;
-  bool _isOnDemand = false;
-  bool _isEvent = false;
-  bool _isKeyFramesOnly = false;
+  Head _head;
   bool _isDelta = false;  // it has EXT-X-SKIP
   bool _lacksBase = false;
   bool _isBeyondLimits = false;
   std::size_t _urlBytes = 0;
-  double _targetDuration = 0;
-  double _partTarget = 0;
-  std::optional<double> _startOffset;
-  std::optional<double> _holdBack;
-  std::optional<double> _partHoldBack;
-  bool _canBlock = false;
-  bool _canSkip = false;
-  std::uint64_t _mediaSequence = 0;
   double _end = 0;  // of the last segment
   std::vector<Segment> _segments;
   std::vector<Segment> _parts;
@@ -80,20 +100,7 @@ class HLSMediaReader {
   std::vector<DateMark> _dates;
   HLSDateRanges _dateRanges;
   std::uint64_t _discontinuityShift = 0;
-
-  // For the segments that follow.
-  std::uint64_t _discontinuity = 0;
-  bool _countsDiscontinuities = false;
-  std::shared_ptr<const SegmentKey> _key;
-  bool _keyHasSegments = true;  // the next KEY tag begins a new set
-  std::shared_ptr<const Initialization> _initialization;
-  std::optional<double> _duration;
-  std::string _byteRange;
-  bool _isGap = false;
-  bool _isDiscontinuous = false;
-  std::optional<platform::Date> _date;
-  RangeEnd _segmentRange;
-  RangeEnd _partRange;
+  Following _following;
 };
 
 }  // namespace streaming

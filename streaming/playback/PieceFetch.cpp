@@ -38,29 +38,29 @@ void PieceFetch::start() {
   }
   auto request = _tools.keys.get(*_segment.key, [this](const KeyResult& result) {
     if (const auto* error = std::get_if<platform::Error>(&result)) return _fail(*error, true);
-    _key = std::get<ContentKey>(result);
+    _key.value = std::get<ContentKey>(result);
     _startInitialization();
   });
   // Without a request the answer has come already, and this may be gone.
-  if (request) _keyRequest = std::move(request);
+  if (request) _key.request = std::move(request);
 }
 
 void PieceFetch::_startInitialization() {
   _startMedia(0);
   if (!_segment.initialization) {
-    _hasInitialization = true;
+    _initialization.isThere = true;
     return;
   }
   auto request = _tools.initializations.get(
       *_segment.initialization, [this](const InitializationStore::Result& result) {
         if (const auto* error = std::get_if<platform::Error>(&result))
           return _fail(*error, error->domain == platform::kMediaErrorDomain);
-        _initialization = std::get<std::shared_ptr<const SegmentBytes>>(result);
-        _hasInitialization = true;
+        _initialization.value = std::get<std::shared_ptr<const SegmentBytes>>(result);
+        _initialization.isThere = true;
         if (_media->size() > 0) _offer();
         if (_hasMedia) _finishMedia();
       });
-  if (request) _initializationRequest = std::move(request);
+  if (request) _initialization.request = std::move(request);
 }
 
 /// From `offset` of the segment on.
@@ -74,8 +74,8 @@ void PieceFetch::_startMedia(std::uint64_t offset) {
   }
   _filter = SpanFilter(span);
   _decryptor.reset();
-  if (_key && _segment.key->method == SegmentKey::Method::AES128)
-    _decryptor.emplace(*_key, _initialVector());
+  if (_key.value && _segment.key->method == SegmentKey::Method::AES128)
+    _decryptor.emplace(*_key.value, _initialVector());
   TransferRequest request{_segment.resource.urls[_urlIndex], _kind, span, false};
   _transfer = _tools.source.start(request, *this);
 }
@@ -150,7 +150,7 @@ void PieceFetch::_append(std::string_view bytes) {
     _media->append(_decryptor->pass(bytes));
   else
     _media->append(bytes);
-  if (_hasInitialization && _media->size() > 0) _offer();
+  if (_initialization.isThere && _media->size() > 0) _offer();
 }
 
 void PieceFetch::_offer() {
@@ -158,9 +158,10 @@ void PieceFetch::_offer() {
   TrackPiece piece;
   piece.segment = _segment;
   piece.representation = _representation;
-  piece.initialization = _initialization;
+  piece.initialization = _initialization.value;
   piece.media = _media;
-  if (_key && _segment.key->method == SegmentKey::Method::SampleAES) piece.sampleKey = _key;
+  if (_key.value && _segment.key->method == SegmentKey::Method::SampleAES)
+    piece.sampleKey = _key.value;
   _handlers.began(std::move(piece));
 }
 
@@ -186,7 +187,7 @@ void PieceFetch::transferEnded(const std::optional<platform::Error>& error) {
   if (_media->size() == 0)
     return _fail(networkError(platform::URLErrorCode::BadServerResponse, "The segment is empty."));
   _hasMedia = true;
-  if (_hasInitialization) _finishMedia();
+  if (_initialization.isThere) _finishMedia();
 }
 
 void PieceFetch::_finishMedia() {

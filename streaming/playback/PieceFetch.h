@@ -60,6 +60,14 @@ class PieceFetch final : private TransferObserver {
   const std::shared_ptr<const Representation>& representation() const { return _representation; }
 
  private:
+  /// What the media cannot be read without.
+  template <typename T>
+  struct Needed {
+    T value;
+    bool isThere = false;
+    std::shared_ptr<void> request;
+  };
+
   BodyFlow transferGotHead(const ResponseHead& head) override;
   BodyFlow transferGotBytes(std::string_view bytes) override;
   void transferEnded(const std::optional<platform::Error>& error) override;
@@ -84,17 +92,14 @@ class PieceFetch final : private TransferObserver {
   std::uint64_t _begin = 0;  // of the transfer, within the segment
   SpanFilter _filter{std::nullopt};
   std::optional<platform::Error> _refusal;
-  ContentKey _key;
+  Needed<ContentKey> _key;
   std::optional<SegmentDecryptor> _decryptor;
   const std::shared_ptr<SegmentBytes> _media;
-  std::shared_ptr<const SegmentBytes> _initialization;
-  bool _hasInitialization = false;
+  Needed<std::shared_ptr<const SegmentBytes>> _initialization;
   bool _isOffered = false;
   bool _canJump = false;   // a transfer may begin anywhere in the segment
   bool _isPaused = false;  // the transfer waits for the reader
   bool _hasMedia = false;  // all of them
-  std::shared_ptr<void> _keyRequest;
-  std::shared_ptr<void> _initializationRequest;
   std::optional<ThroughputMeter::Body> _measured;
   std::unique_ptr<Transfer> _transfer;
   std::shared_ptr<PieceFetch*> _self;  // through which tasks of the reader find it

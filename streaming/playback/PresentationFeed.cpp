@@ -66,8 +66,8 @@ void PresentationFeed::begin(ManifestForm form, FetchResult result, Begun begun)
 
 void PresentationFeed::prepare(const PresentationPlayback::Start& start, Ready ready) {
   if (_isClosed) return;
-  _start = start;
-  _ready = std::move(ready);
+  _preparation.start = start;
+  _preparation.ready = std::move(ready);
   _continuePreparing();
 }
 
@@ -88,7 +88,7 @@ void PresentationFeed::select(const TrackSelection& selection) {
   // Texts have no reader that would seek.
   if (_hasStarted && !selection.text.empty() && before.text != selection.text)
     _setup.state->shelf(MediaKind::Text).seek(position);
-  if (_ready) return _continuePreparing();
+  if (_preparation.ready) return _continuePreparing();
   _publish();
   pump();
 }
@@ -107,7 +107,7 @@ void PresentationFeed::setLimits(const PlaybackLimits& limits) {
 void PresentationFeed::close() {
   _isClosed = true;
   _begun = {};
-  _ready = {};
+  _preparation.ready = {};
   for (const auto& feeder : _feeders) feeder->stop();
   _manifest.stop();
   _indexes.clear();
@@ -216,23 +216,23 @@ bool PresentationFeed::_loadTracks(double around) {
 }
 
 void PresentationFeed::_continuePreparing() {
-  if (!_ready || _isClosed) return;
+  if (!_preparation.ready || _isClosed) return;
   const auto presentation = _manifest.presentation();
   if (!presentation || presentation->periods.empty()) {
     if (_manifest.error()) _endPreparing(0, _manifest.error());
     return;
   }
   if (presentation->isLive && !presentation->clocks.empty()) {
-    if (!std::exchange(_isTimeAsked, true)) {
+    if (!std::exchange(_preparation.isTimeAsked, true)) {
       _clock.synchronize(presentation->clocks, [this] {
-        _hasTime = true;
+        _preparation.hasTime = true;
         _manifestChanged();
       });
     }
-    if (!_hasTime || !_ready) return;
+    if (!_preparation.hasTime || !_preparation.ready) return;
   }
-  const double around =
-      _start.seconds.value_or(presentation->isLive ? presentation->periods.back().start : 0);
+  const double around = _preparation.start.seconds.value_or(
+      presentation->isLive ? presentation->periods.back().start : 0);
   if (!_selectByDefault(around)) {
     return _endPreparing(0, mediaError(platform::MediaErrorCode::DecoderNotFound,
                                        "There is neither picture nor sound that can be played."));
@@ -251,7 +251,7 @@ void PresentationFeed::_continuePreparing() {
     return _endPreparing(0, std::move(error));
   }
   _publish();
-  const double seconds = _startOf(_start);
+  const double seconds = _startOf(_preparation.start);
   _startAt(seconds);
   _endPreparing(seconds, std::nullopt);
 }
@@ -281,7 +281,7 @@ void PresentationFeed::_startAt(double seconds) {
 }
 
 void PresentationFeed::_endPreparing(double seconds, std::optional<platform::Error> error) {
-  const auto ready = std::exchange(_ready, {});
+  const auto ready = std::exchange(_preparation.ready, {});
   if (error) _hasStarted = false;
   ready(seconds, std::move(error));
 }

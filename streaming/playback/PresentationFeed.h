@@ -71,6 +71,14 @@ class PresentationFeed final : private FeederHost {
   const TrackFeeder& _feeder(MediaKind kind) const {
     return *_feeders.at(static_cast<std::size_t>(kind));
   }
+  /// What prepare() waits for.
+  struct Preparation {
+    PresentationPlayback::Start start;
+    Ready ready;
+    bool isTimeAsked = false;
+    bool hasTime = false;
+  };
+
   MediaKind _leadingKind() const;
   void _manifestChanged();
   void _continuePreparing();
@@ -96,11 +104,8 @@ class PresentationFeed final : private FeederHost {
   PlaybackLimits _limits;
   TrackSelection _selection;
   bool _isSelected = false;
-  PresentationPlayback::Start _start;
   Begun _begun;
-  Ready _ready;
-  bool _isTimeAsked = false;
-  bool _hasTime = false;
+  Preparation _preparation;
   bool _hasStarted = false;
   bool _isClosed = false;
   bool _isTextFirst = false;  // none was told since a seek

@@ -67,9 +67,9 @@ std::optional<platform::Error> TrackFeeder::error() const {
 void TrackFeeder::stop() {
   _timer.reset();
   _cancelFetch();
-  _kept.reset();
-  _notBefore.reset();
-  _losing.reset();
+  _kept = {};
+  _losses.notBefore.reset();
+  _losses.step.reset();
   _from.reset();
   _tail.reset();
   _isTerminated = false;
@@ -77,7 +77,7 @@ void TrackFeeder::stop() {
 
 void TrackFeeder::pump() {
   if (_track.empty() || !_host.presentation()) return;
-  if (_kept && !_shelf->pieceOf(*_keptPiece)) _kept.reset();
+  if (_kept.fetch && !_shelf->pieceOf(*_kept.piece)) _kept = {};
   _pumpsAgain = true;
   if (std::exchange(_isPumping, true)) return;
   while (std::exchange(_pumpsAgain, false))
@@ -94,19 +94,19 @@ void TrackFeeder::_takeSeek() {
     _shelf->clear();
     _track = _nextTrack;
     _representation.reset();
-    _lostInARow = 0;
-    _hadAny = false;
+    _losses.inARow = 0;
+    _losses.hadAny = false;
   }
   // A fetch may go on for the new place; which one it is for is known once its segment is.
   _from = seek;
   _hint.drop();
-  _notBefore.reset();
+  _losses.notBefore.reset();
   _tail.reset();
-  _losing.reset();
-  _lostInARow = 0;
+  _losses.step.reset();
+  _losses.inARow = 0;
   if (std::exchange(_isTerminated, false)) {
     _shelf->unterminate();
-    _isKeyRefused = false;
+    _losses.isKeyRefused = false;
     _walk.forgive(_track, *seek);
   }
 }
@@ -119,7 +119,7 @@ void TrackFeeder::_followReader() {
   if (tail == _tail) return;
   _from.reset();
   _tail = tail;
-  _losing.reset();
+  _losses.step.reset();
   if (_isTerminated) {
     _shelf->unterminate();
     _isTerminated = false;
@@ -133,8 +133,8 @@ bool TrackFeeder::_step() {
   if (_isTerminated || (!_tail && !_from)) return false;
   const bool isElsewhere = _fetch && _from && !_tail;
   if (_fetch && !isElsewhere) return false;
-  if (_notBefore && _host.tools().source.now() < *_notBefore) return false;
-  _notBefore.reset();
+  if (_losses.notBefore && _host.tools().source.now() < *_losses.notBefore) return false;
+  _losses.notBefore.reset();
   _timer.reset();
   const auto tail = _tail ? _shelf->pieceOf(*_tail) : std::nullopt;
   TrackWalk::Step step = _walk.next(_track, tail, _from.value_or(0));
@@ -145,10 +145,11 @@ bool TrackFeeder::_step() {
       if (tail) _fetchHint(step, *tail);
       return false;
     case TrackWalk::Step::Kind::End:
-      _terminate(_hadAny || _lostInARow == 0 ? TrackPiece::Kind::End : TrackPiece::Kind::Failed);
+      _terminate(_losses.hadAny || _losses.inARow == 0 ? TrackPiece::Kind::End
+                                                       : TrackPiece::Kind::Failed);
       return false;
     case TrackWalk::Step::Kind::NoRepresentation:
-      if (!_losing || _isKeyRefused)
+      if (!_losses.step || _losses.isKeyRefused)
         _terminate(TrackPiece::Kind::Failed);
       else
         _loseSegment();
@@ -214,7 +215,7 @@ void TrackFeeder::_waitUntil(platform::Date date) {
 void TrackFeeder::_fetchPiece(const TrackWalk::Step& step) {
   const bool isOther = !_representation || _representation->id != step.representation->id;
   _representation = step.representation;
-  _losing = step;
+  _losses.step = step;
   _fetched.reset();
   if (isOther) _host.representationChanged(_kind);
   PieceFetch::Handlers handlers;
@@ -245,9 +246,9 @@ void TrackFeeder::_fetchHint(const TrackWalk::Step& step, const TrackPiece& tail
 
 void TrackFeeder::_began(TrackPiece piece) {
   // The times of what was fetched by a hint were estimated.
-  if (_losing) piece.segment = _losing->segment;
-  piece.isDiscontinuous = (_losing && _losing->isDiscontinuous) || _wasCutOff;
-  _wasCutOff = false;
+  if (_losses.step) piece.segment = _losses.step->segment;
+  piece.isDiscontinuous = (_losses.step && _losses.step->isDiscontinuous) || _losses.wasCutOff;
+  _losses.wasCutOff = false;
   const TrackPiece copy = piece;
   _put(std::move(piece));
   _fetched = _tail;
@@ -267,15 +268,15 @@ void TrackFeeder::_ended(const std::optional<PieceFetch::Failure>& failure) {
   const bool wasOffered = piece.has_value();
   if (!failure) {
     if (ended->isLong() && piece) {
-      _kept = std::move(ended);
-      _keptPiece = piece;
+      _kept.fetch = std::move(ended);
+      _kept.piece = piece;
     }
-    _hadAny = true;
-    _isKeyRefused = false;
-    _lostInARow = 0;
-    _attempts = 0;
-    _delays = 0;
-    _losing.reset();
+    _losses.hadAny = true;
+    _losses.isKeyRefused = false;
+    _losses.inARow = 0;
+    _losses.attempts = 0;
+    _losses.delays = 0;
+    _losses.step.reset();
     _walk.picker().readmit();
     _host.pieceEnded(_kind);
     return pump();
@@ -285,30 +286,30 @@ void TrackFeeder::_ended(const std::optional<PieceFetch::Failure>& failure) {
   _host.lost(failure->url, failure->error);
   if (wasOffered) {
     // What has come of it is played.
-    _wasCutOff = true;
-    _losing.reset();
-    _attempts = 0;
-    if (++_lostInARow >= kMostLostInARow) _terminate(TrackPiece::Kind::Failed);
+    _losses.wasCutOff = true;
+    _losses.step.reset();
+    _losses.attempts = 0;
+    if (++_losses.inARow >= kMostLostInARow) _terminate(TrackPiece::Kind::Failed);
     return pump();
   }
-  _isKeyRefused = _isKeyRefused || failure->isKey;
+  _losses.isKeyRefused = _losses.isKeyRefused || failure->isKey;
   _walk.picker().exclude(*ended->representation());
-  if (++_attempts >= kMostAttempts && !failure->isKey) _loseSegment();
+  if (++_losses.attempts >= kMostAttempts && !failure->isKey) _loseSegment();
   pump();
 }
 
 bool TrackFeeder::_tryLater(const PieceFetch::Failure& failure) {
   const bool isMissing = failure.error.domain == platform::kURLErrorDomain &&
                          (failure.error.code == 404 || failure.error.code == 425);
-  if (!isMissing || failure.isKey || _delays >= kMostDelays || !_losing) return false;
-  const auto index = _host.indexes().index(*_losing->representation);
+  if (!isMissing || failure.isKey || _losses.delays >= kMostDelays || !_losses.step) return false;
+  const auto index = _host.indexes().index(*_losses.step->representation);
   if (!index || index->isComplete()) return false;
   const auto last = index->last(_host.clock().now());
-  if (!last || last->number > _losing->segment.number) return false;
-  ++_delays;
-  const double delay = std::min(kLongestDelay, std::max(0.2, _losing->segment.duration / 2));
-  _notBefore = _host.tools().source.now() + feederSeconds(delay);
-  _timer = _host.tools().source.callAt(*_notBefore, [this] {
+  if (!last || last->number > _losses.step->segment.number) return false;
+  ++_losses.delays;
+  const double delay = std::min(kLongestDelay, std::max(0.2, _losses.step->segment.duration / 2));
+  _losses.notBefore = _host.tools().source.now() + feederSeconds(delay);
+  _timer = _host.tools().source.callAt(*_losses.notBefore, [this] {
     const auto fired = std::move(_timer);
     pump();
   });
@@ -316,11 +317,11 @@ bool TrackFeeder::_tryLater(const PieceFetch::Failure& failure) {
 }
 
 void TrackFeeder::_loseSegment() {
-  const TrackWalk::Step lost = *std::exchange(_losing, std::nullopt);
+  const TrackWalk::Step lost = *std::exchange(_losses.step, std::nullopt);
   _walk.picker().readmit();
-  _attempts = 0;
-  _delays = 0;
-  if (++_lostInARow >= kMostLostInARow) return _terminate(TrackPiece::Kind::Failed);
+  _losses.attempts = 0;
+  _losses.delays = 0;
+  if (++_losses.inARow >= kMostLostInARow) return _terminate(TrackPiece::Kind::Failed);
   _addGap(lost.segment, lost.representation, lost.isDiscontinuous);
 }
 
@@ -346,7 +347,7 @@ void TrackFeeder::_terminate(TrackPiece::Kind kind) {
     }
   }
   _isTerminated = true;
-  _losing.reset();
+  _losses.step.reset();
   _shelf->terminate(_tail, std::move(piece));
   _host.pieceEnded(_kind);
 }

@@ -40,6 +40,23 @@ class TrackFeeder {
   bool isAtEnd() const { return _isTerminated; }
 
  private:
+  /// The last long segment, once it has come to its end: its reader may want other parts of it.
+  struct Kept {
+    std::unique_ptr<PieceFetch> fetch;
+    std::optional<PieceShelf::ID> piece;
+  };
+  /// What could not be had so far.
+  struct Losses {
+    std::optional<TrackWalk::Step> step;     // the segment that is tried
+    unsigned attempts = 0;                   // at it
+    unsigned delays = 0;                     // likewise
+    std::optional<MonotonicTime> notBefore;  // it is tried again
+    unsigned inARow = 0;
+    bool hadAny = false;
+    bool isKeyRefused = false;
+    bool wasCutOff = false;  // the piece before
+  };
+
   bool _step();
   void _takeSeek();
   void _followReader();
@@ -74,21 +91,12 @@ class TrackFeeder {
   std::unique_ptr<PieceFetch> _fetch;
   std::optional<PieceShelf::ID> _fetched;  // its piece, once it was put on the shelf
   HintedPiece _hint;
-  // The last long segment has come to its end, and its reader may want other parts of it.
-  std::unique_ptr<PieceFetch> _kept;
-  std::optional<PieceShelf::ID> _keptPiece;
-  std::optional<TrackWalk::Step> _losing;  // a segment that could not be had so far
-  std::optional<platform::Error> _error;   // the newest
-  unsigned _attempts = 0;                  // at `_losing`
-  unsigned _delays = 0;                    // likewise
-  unsigned _lostInARow = 0;
-  bool _hadAny = false;
-  bool _wasCutOff = false;  // the piece before
-  bool _isKeyRefused = false;
+  Kept _kept;
+  Losses _losses;
+  std::optional<platform::Error> _error;  // the newest
   bool _isTerminated = false;
   bool _isPumping = false;
   bool _pumpsAgain = false;
-  std::optional<MonotonicTime> _notBefore;  // a segment is tried again
   std::shared_ptr<void> _timer;
 };
 
