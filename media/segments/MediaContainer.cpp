@@ -1,5 +1,6 @@
 #include "media/segments/MediaContainer.h"
 
+#include <cmath>
 #include <mutex>
 #include <new>
 
@@ -77,6 +78,11 @@ AVPacket* MediaContainer::read() {
     if (_packet->size > 0 && _packet->size <= kLargestPacket) return _packet.get();
   }
   return nullptr;
+}
+
+bool MediaContainer::seek(double seconds) {
+  const auto time = std::llround(seconds * AV_TIME_BASE);
+  return av_seek_frame(_context, -1, time, AVSEEK_FLAG_BACKWARD) >= 0;
 }
 
 std::span<const std::uint8_t> sideDataOf(const AVStream& stream, AVPacketSideDataType type) {

@@ -35,6 +35,8 @@ class MediaContainer {
   /// The next packet; null at the end, after damage, and when the gate is closed. It is good until
   /// the next call.
   AVPacket* read();
+  /// Goes on with the key frame before a time of the container. False: it cannot.
+  bool seek(double seconds);
   MediaForm form() const { return _form; }
   /// Streams may be added by read().
   std::span<AVStream*> streams() const { return {_context->streams, _context->nb_streams}; }

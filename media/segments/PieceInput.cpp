@@ -65,7 +65,7 @@ void PieceInput::setSeekable() {
 }
 
 std::uint64_t PieceInput::_lengthOf(const Part& part) const {
-  const std::uint64_t size = part.bytes->size();
+  const std::uint64_t size = part.bytes->total().value_or(part.bytes->size());
   return size - std::min(size, part.skip);
 }
 

@@ -29,7 +29,7 @@ class PieceInput {
   void whenExhausted(std::function<bool()> more) { _more = std::move(more); }
   /// Calls `tap` with every byte from the part `index` on, once and in order.
   void setTap(std::size_t index, std::function<void(std::span<const std::uint8_t>)> tap);
-  /// All parts are complete: the reader may jump.
+  /// All parts can be read anywhere: the reader may jump.
   void setSeekable();
 
   AVIOContext* context() { return _context; }

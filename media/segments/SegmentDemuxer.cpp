@@ -73,7 +73,10 @@ bool SegmentDemuxer::_beginPiece(const ReadGate& gate) {
       _tellGap(piece->segment.start, piece->segment.end());
       break;
     case TrackPiece::Kind::End:
-      _items.emplace_back(ElementaryEnd{});
+      if (_unreadable > 0 && !_hadSomething)
+        _fail(MediaErrorCode::DecodeFailed, "None of the segments can be read.");
+      else
+        _items.emplace_back(ElementaryEnd{});
       break;
     case TrackPiece::Kind::Failed:
       _failure = piece->error.value_or(Error{std::string(platform::kMediaErrorDomain),
@@ -97,6 +100,7 @@ void SegmentDemuxer::_beginRun(const TrackPiece& piece, const ReadGate& gate) {
   if (!_run) return _giveUpPiece(piece, form);
   _streamCount = 0;
   _gaveSomething = false;
+  _hasToldContent = false;
   _offset = piece.representation ? piece.representation->timeOffset : std::nullopt;
   _reference.reset();
   _framePosition = 0;
@@ -114,6 +118,7 @@ void SegmentDemuxer::_beginRun(const TrackPiece& piece, const ReadGate& gate) {
 bool SegmentDemuxer::_extendRun() {
   // A piece without anything ends its run, so that its end is noticed.
   if (!_run || !_gaveSomething || _waiting) return false;
+  _tellContent(true);
   auto piece = _setup.reader->next(*_gate);
   if (!piece) return false;
   if (!_run->isContinuedBy(*piece)) {
@@ -127,6 +132,7 @@ bool SegmentDemuxer::_extendRun() {
 
 void SegmentDemuxer::_endRun() {
   _tellMetadata();
+  if (_gaveSomething) _tellContent(true);
   const TrackPiece piece = _run->newestPiece();
   const MediaForm form = _run->form();
   const bool hasFailed = _run->hasFailed();
@@ -144,17 +150,56 @@ void SegmentDemuxer::_readPacket(const ReadGate& gate) {
   if (gate.isClosed()) return;
   if (!packet) return _endRun();
   _chooseStreams();
+  _tellContent(false);
   const auto streams = _run->container().streams();
   const auto index = static_cast<std::size_t>(packet->stream_index);
   if (packet->stream_index < 0 || index >= streams.size()) return;
   const AVStream& stream = *streams[index];
-  if (Lane* const lane = _laneFor(stream)) _take(*lane, stream, *packet);
+  Lane* const lane = _laneFor(stream);
+  if (lane && !_jump(*lane, stream, *packet)) _take(*lane, stream, *packet);
+}
+
+/// Goes to the place that was sought in a long piece. Its first packet tells where that is. False:
+/// the packet is the next one.
+bool SegmentDemuxer::_jump(const Lane& lane, const AVStream& stream, const AVPacket& packet) {
+  const auto sought = _run->takeJump();
+  // The times of bare frames are counted from the first one.
+  if (!sought || isPackedAudio(_run->form())) return false;
+  if (!_frameFor(lane, _rawTimes(stream, packet), _run->newestPiece()) || !_offset) return false;
+  // Which pictures of a transport stream are key frames is not known before they are read.
+  constexpr double kLongestGroup = 10;
+  const bool isStream = _run->form() == MediaForm::TransportStream;
+  const double place = *sought - (isStream ? kLongestGroup : 0);
+  if (place <= _run->newestPiece().segment.start) return false;
+  return _run->container().seek(place - *_offset);
 }
 
 bool SegmentDemuxer::_carriesTags(const AVStream& stream) const {
   // Without a descriptor libavformat guesses by the bytes: a tag looks like the head of an MP3.
   constexpr std::uint32_t kMetadataType = 0x15;
   return _run->form() == MediaForm::TransportStream && stream.codecpar->codec_tag == kMetadataType;
+}
+
+/// Tells which streams the pieces of the representation hold. Those of a transport stream are found
+/// one after another.
+void SegmentDemuxer::_tellContent(bool isPieceOver) {
+  const auto& representation = _run->newestPiece().representation;
+  if (_hasToldContent || !representation) return;
+  streaming::PieceContent content;
+  bool isUnknown = false;
+  for (const AVStream* const stream : _run->container().streams()) {
+    const AVMediaType type = stream->codecpar->codec_type;
+    if ((stream->disposition & AV_DISPOSITION_ATTACHED_PIC) != 0 || _carriesTags(*stream)) continue;
+    if (type == AVMEDIA_TYPE_VIDEO) content.hasPicture = true;
+    if (type == AVMEDIA_TYPE_AUDIO) content.hasSound = true;
+    if (type == AVMEDIA_TYPE_UNKNOWN) isUnknown = true;
+  }
+  const bool isComplete = isPieceOver || _run->form() != MediaForm::TransportStream;
+  const bool hasBoth = content.hasPicture && content.hasSound;
+  const bool hasOne = content.hasPicture || content.hasSound;
+  if (!hasBoth && (!hasOne || isUnknown || !isComplete)) return;
+  _hasToldContent = true;
+  _setup.reader->noteContent(*representation, content);
 }
 
 /// Makes libavformat discard the streams that are not wanted.

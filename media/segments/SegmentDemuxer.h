@@ -44,7 +44,9 @@ class SegmentDemuxer final : public TrackDemuxer {
   void _readPacket(const streaming::ReadGate& gate);
   void _chooseStreams();
   bool _carriesTags(const AVStream& stream) const;
+  void _tellContent(bool isPieceOver);
   Lane* _laneFor(const AVStream& stream);
+  bool _jump(const Lane& lane, const AVStream& stream, const AVPacket& packet);
   void _take(Lane& lane, const AVStream& stream, AVPacket& packet);
   bool _tellFormat(Lane& lane, const AVStream& stream, const AVPacket& packet);
   RawTimes _rawTimes(const AVStream& stream, const AVPacket& packet);
@@ -72,8 +74,9 @@ class SegmentDemuxer final : public TrackDemuxer {
 
   // The run, and what belongs to it.
   std::unique_ptr<SegmentRun> _run;
-  std::size_t _streamCount = 0;            // that were looked at
-  bool _gaveSomething = false;             // of the newest piece
+  std::size_t _streamCount = 0;  // that were looked at
+  bool _gaveSomething = false;   // of the newest piece
+  bool _hasToldContent = false;
   std::optional<double> _offset;           // seconds
   std::optional<std::int64_t> _reference;  // the newest time stamp without wrap-around
   std::int64_t _framePosition = 0;         // of packed audio, in units of its stream

@@ -20,6 +20,8 @@ constexpr std::uint64_t kLongestEvent = std::uint64_t{256} << 10;
 constexpr std::size_t kMostEvents = 256;
 constexpr std::size_t kMostTags = 64;
 constexpr std::size_t kShortHead = 16;
+// Less of a long piece is read and passed over.
+constexpr double kShortestJump = 1;
 constexpr std::int64_t kTimestampMask = (std::int64_t{1} << 33) - 1;
 
 std::optional<MediaForm> formOf(const SegmentBytes& bytes, std::uint64_t offset,
@@ -64,13 +66,18 @@ std::unique_ptr<SegmentRun> SegmentRun::open(const TrackPiece& piece, Setup setu
   if (skip > 0 && skip < kLongestTags) self->_readTags(*piece.media, skip, gate);
   self->_input.append(piece.media, skip);
   self->_pieces.emplace_back(0, piece);
-  if (form == MediaForm::MP4 && !piece.initialization && isIndexLast(*piece.media, gate)) {
-    if (!piece.media->waitUntilComplete(gate)) return nullptr;
+  const bool isIndexLater =
+      form == MediaForm::MP4 && !piece.initialization && isIndexLast(*piece.media, gate);
+  const bool isSeekable = piece.media->isLong() && piece.media->isSeekable();
+  if (isSeekable && piece.sought && *piece.sought > piece.segment.start + kShortestJump)
+    self->_jump = piece.sought;
+  if (isIndexLater || self->_jump) {
+    if (!isSeekable && !piece.media->waitUntilComplete(gate)) return nullptr;
     self->_input.setSeekable();
   } else if (form == MediaForm::MP4 && setup.wantsEvents) {
     self->_collectEvents(piece.initialization ? 1 : 0);
   }
-  if (form == MediaForm::TransportStream && setup.wantsTags) self->_collectTags();
+  if (form == MediaForm::TransportStream && setup.wantsTags && !self->_jump) self->_collectTags();
   if (form == MediaForm::TransportStream) self->_input.whenExhausted(std::move(setup.more));
   self->_container = MediaContainer::open(self->_input, *form);
   if (!self->_container) return nullptr;

@@ -39,6 +39,8 @@ class SegmentRun {
   MediaContainer& container() { return *_container; }
   MediaForm form() const { return _container->form(); }
   bool hasFailed() const { return _input.hasFailed(); }
+  /// A long piece that was sought far behind its beginning: the container can go there. Taken once.
+  std::optional<double> takeJump() { return std::exchange(_jump, std::nullopt); }
   void setGate(const streaming::ReadGate& gate) { _input.setGate(&gate); }
 
   /// Whether `next` continues the newest piece in the same file.
@@ -71,6 +73,7 @@ class SegmentRun {
   std::unique_ptr<MediaContainer> _container;                           // before _input
   std::deque<std::pair<std::uint64_t, streaming::TrackPiece>> _pieces;  // by their first bytes
   std::uint64_t _pieceCount = 1;
+  std::optional<double> _jump;
   std::optional<std::int64_t> _tagTimestamp;
   std::vector<std::string> _tags;
   std::unique_ptr<TransportMetadata> _metadata;

@@ -71,7 +71,7 @@ void PieceShelf::seek(double seconds) {
     _isSeeking = true;
     _first.reset();
     _last.reset();
-    _seek = seconds;
+    _seek = _sought = seconds;
     if (_isTrusted) {
       for (const Held& each : _held) {
         if (each.start() > seconds || seconds >= each.end()) continue;
@@ -113,7 +113,10 @@ std::optional<TrackPiece> PieceShelf::_advance() {
   const auto place = _upcomingPlace();
   if (place == _held.end()) return _terminal;
   TrackPiece piece = place->piece;
-  if (_first) piece.isDiscontinuous = true;
+  if (_first) {
+    piece.isDiscontinuous = true;
+    piece.sought = _sought;
+  }
   _first.reset();
   _last = place->id;
   return piece;

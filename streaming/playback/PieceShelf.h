@@ -94,7 +94,8 @@ class PieceShelf final : public TrackReader {
   std::condition_variable _changed;
   List _held;
   ID _count = 0;
-  std::optional<double> _seek;  // for the feeder
+  double _sought = 0;           // the newest seek
+  std::optional<double> _seek;  // the same, for the feeder
   bool _isSeeking = true;       // the reader has no place yet
   std::optional<ID> _first;     // the reader begins with it
   std::optional<ID> _last;      // the reader has taken it last

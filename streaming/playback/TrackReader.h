@@ -27,6 +27,9 @@ struct TrackPiece {
   /// The first piece after a seek, or one that does not follow the one before it in time or in time
   /// stamps.
   bool isDiscontinuous = false;
+  /// Of the first piece after a seek: the position that was sought. What is before it in a long
+  /// segment need not be read.
+  std::optional<double> sought;
   std::optional<platform::Error> error;  ///< of Failed
 };
 

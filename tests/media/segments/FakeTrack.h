@@ -25,6 +25,9 @@ class FakeTrack final : public streaming::TrackReader {
  public:
   std::optional<streaming::TrackPiece> next(const streaming::ReadGate& gate) override;
   void seek(double) override {}
+  void noteContent(const streaming::Representation&, streaming::PieceContent found) override {
+    content = found;
+  }
 
   /// Adds a segment behind the others; the caller may change it until it is read.
   streaming::TrackPiece& add(std::string_view media, double duration);
@@ -35,7 +38,8 @@ class FakeTrack final : public streaming::TrackReader {
   std::shared_ptr<streaming::Representation> representation =
       std::make_shared<streaming::Representation>();
   std::deque<streaming::TrackPiece> pieces;
-  double end = 0;  ///< of the last segment
+  double end = 0;                   ///< of the last segment
+  streaming::PieceContent content;  ///< that the demuxer has told of
 
  private:
   std::uint64_t _number = 0;

@@ -49,6 +49,7 @@ TEST(TrackDemuxer, ReadsConsecutiveTransportSegmentsAsOneStream) {
   for (int index = 0; index < 3; ++index) track->add(transportSegment(index), 1);
   const Told told = demuxed(track);
   EXPECT_TRUE(told.hasEnded);
+  EXPECT_TRUE(track->content.hasPicture && track->content.hasSound);
   EXPECT_EQ(told.video.size(), 75U);
   EXPECT_THAT(told.videoCaps,
               ElementsAre(HasSubstr("video/x-h264, stream-format=(string)byte-stream, "
@@ -86,6 +87,72 @@ TEST(TrackDemuxer, ReadsEachFragmentAsAFileOfItsOwn) {
   EXPECT_NEAR(told.video.back().pts, 74 * 0.04 + 1024 / 44100., 1e-4);
 }
 
+/// A segment of which only a window is held, from a server that has ranges.
+class LongSegment {
+ public:
+  explicit LongSegment(std::string content) : _content(std::move(content)) {
+    bytes->expect(_content.size(), true);
+    bytes->setSource([this] { _send(); });
+    _send();
+  }
+  ~LongSegment() { bytes->setSource({}); }
+
+  const std::shared_ptr<streaming::SegmentBytes> bytes =
+      std::make_shared<streaming::SegmentBytes>(streaming::SegmentBytes::Limits{
+          .whole = 1000, .ahead = 20'000, .behind = 4000, .near = 2000});
+  std::uint64_t sent = 0;
+
+ private:
+  void _send() {
+    if (const auto wanted = bytes->wanted()) bytes->restart(_place = *wanted);
+    while (_place < _content.size() && !bytes->isFull()) {
+      const std::string piece = _content.substr(static_cast<std::size_t>(_place), 1000);
+      bytes->append(piece);
+      _place += piece.size();
+      sent += piece.size();
+    }
+    if (_place == _content.size()) bytes->complete();
+  }
+
+  const std::string _content;
+  std::uint64_t _place = 0;
+};
+
+TEST(TrackDemuxer, ALongSegmentIsReadFromWhereItIsSought) {
+  const std::string options = "-map 0 -c:v libx264 -preset ultrafast -g 25 ";
+  const std::string transport = transportSegment(0) + transportSegment(1) + transportSegment(2);
+  const struct {
+    const char* name;
+    std::string content;
+    double begin;  ///< of what is read when 2.5 s are sought
+  } cases[] = {
+      {"its index at the end", clipBytes("last.mp4", options.c_str()), 2},
+      {"its index at the beginning",
+       clipBytes("first.mp4", (options + "-movflags faststart").c_str()), 2},
+      // It is read from some seconds before.
+      {"a transport stream", transport, 0},
+  };
+  for (const auto& each : cases) {
+    SCOPED_TRACE(each.name);
+    ASSERT_GT(each.content.size(), 60'000U);
+    for (const bool isSought : {false, true}) {
+      LongSegment segment(each.content);
+      const auto track = std::make_shared<FakeTrack>();
+      track->end = 10;
+      track->add("", 3).media = segment.bytes;
+      if (isSought) track->pieces.back().sought = 12.5;
+      const Told told = demuxed(track);
+      EXPECT_TRUE(told.hasEnded);
+      EXPECT_TRUE(told.gaps.empty());
+      const double begin = isSought ? each.begin : 0;
+      EXPECT_EQ(told.video.size(), 75 - static_cast<std::size_t>(begin * 25));
+      ASSERT_FALSE(told.video.empty());
+      EXPECT_TRUE(told.video.front().isKey);
+      EXPECT_NEAR(told.video.front().pts, 10 + begin, 0.05);
+    }
+  }
+}
+
 struct FormCase {
   const char* file;
   const char* options;
@@ -108,6 +175,8 @@ TEST_P(EveryForm, HasItsCapsAndTimes) {
   const Told told = demuxed(track);
   EXPECT_TRUE(told.hasEnded);
   EXPECT_TRUE(told.gaps.empty());
+  EXPECT_EQ(track->content.hasPicture, form.isPicture);
+  EXPECT_NE(track->content.hasSound, form.isPicture);
   const auto& caps = form.isPicture ? told.videoCaps : told.audioCaps;
   ASSERT_EQ(caps.size(), 1U);
   for (const char* each : form.caps) EXPECT_THAT(caps[0], HasSubstr(each));
