@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "TVVorlane/sessions/TVVorlaneSessionManager.h"
+#include "TVVorlane/TVVorlaneSessionManager.h"
 #include "platform/foundation/log/TVSLogger.h"
 
 using platform::Platform;

@@ -2,14 +2,14 @@
 
 #include <cmath>
 
+#include "TVVorlane/TVVorlaneInfoSession.h"
 #include "TVVorlane/TVVorlaneLogComponents.h"
+#include "TVVorlane/TVVorlanePresentationSession.h"
+#include "TVVorlane/TVVorlaneSessionManager.h"
 #include "TVVorlane/TVVorlaneStatusCodes.h"
+#include "TVVorlane/TVVorlaneStreamingAudioSession.h"
+#include "TVVorlane/TVVorlaneURLSession.h"
 #include "TVVorlane/TVVorlaneUtilities.h"
-#include "TVVorlane/sessions/TVVorlaneInfoSession.h"
-#include "TVVorlane/sessions/TVVorlanePresentationSession.h"
-#include "TVVorlane/sessions/TVVorlaneSessionManager.h"
-#include "TVVorlane/sessions/TVVorlaneStreamingAudioSession.h"
-#include "TVVorlane/sessions/TVVorlaneURLSession.h"
 #include "platform/foundation/Assertion.h"
 #include "platform/foundation/log/TVSLogger.h"
 #include "platform/services/Platform.h"

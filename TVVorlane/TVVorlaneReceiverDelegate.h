@@ -5,8 +5,8 @@
 #include <optional>
 #include <string>
 
-#include "TVVorlane/sessions/TVVorlaneSession.h"
-#include "TVVorlane/sessions/TVVorlaneSessionDelegate.h"
+#include "TVVorlane/TVVorlaneSession.h"
+#include "TVVorlane/TVVorlaneSessionDelegate.h"
 #include "platform/foundation/Object.h"
 #include "platform/foundation/queues/Queue.h"
 #include "platform/services/VorlaneReceiverUIDelegate.h"

@@ -4,9 +4,9 @@
 
 #include "TVVorlane/TVVorlaneAppDelegate.h"
 #include "TVVorlane/TVVorlaneLogComponents.h"
+#include "TVVorlane/TVVorlaneSessionManager.h"
+#include "TVVorlane/TVVorlaneURLSession.h"
 #include "TVVorlane/screens/TVVorlaneMediaViewController.h"
-#include "TVVorlane/sessions/TVVorlaneSessionManager.h"
-#include "TVVorlane/sessions/TVVorlaneURLSession.h"
 #include "platform/foundation/log/TVSLogger.h"
 #include "platform/services/Platform.h"
 

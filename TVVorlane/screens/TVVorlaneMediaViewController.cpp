@@ -2,15 +2,15 @@
 
 #include <chrono>
 
+#include "TVVorlane/TVVorlaneInfoSession.h"
 #include "TVVorlane/TVVorlaneLocalizedStrings.h"
 #include "TVVorlane/TVVorlaneLogComponents.h"
+#include "TVVorlane/TVVorlanePresentationSession.h"
+#include "TVVorlane/TVVorlaneSessionManager.h"
+#include "TVVorlane/TVVorlaneURLSession.h"
 #include "TVVorlane/screens/TVVorlanePINViewController.h"
 #include "TVVorlane/screens/TVVorlanePresentationViewController.h"
 #include "TVVorlane/screens/TVVorlaneVideoPlayerViewController.h"
-#include "TVVorlane/sessions/TVVorlaneInfoSession.h"
-#include "TVVorlane/sessions/TVVorlanePresentationSession.h"
-#include "TVVorlane/sessions/TVVorlaneSessionManager.h"
-#include "TVVorlane/sessions/TVVorlaneURLSession.h"
 #include "platform/foundation/log/TVSLogger.h"
 #include "platform/services/Platform.h"
 

@@ -3,7 +3,7 @@
 #include <array>
 #include <vector>
 
-#include "TVVorlane/sessions/TVVorlanePresentationSession.h"
+#include "TVVorlane/TVVorlanePresentationSession.h"
 #include "platform/ui/views/GestureRecognizer.h"
 
 using platform::PressType;

@@ -4,7 +4,7 @@
 
 #include "TVVorlane/TVVorlaneLocalizedStrings.h"
 #include "TVVorlane/TVVorlaneLogComponents.h"
-#include "TVVorlane/sessions/TVVorlaneURLSession.h"
+#include "TVVorlane/TVVorlaneURLSession.h"
 #include "platform/foundation/log/TVSLogger.h"
 
 namespace {

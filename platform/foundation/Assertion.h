@@ -9,7 +9,7 @@ namespace platform {
 /// What a failed assertion says.
 struct AssertionFailure {
   std::string operation;  ///< the function
-  std::string source;     ///< path without ending, such as TVVorlane/sessions/TVVorlaneURLSession
+  std::string source;     ///< path without ending, such as TVVorlane/TVVorlaneURLSession
   std::string condition;
 };
 

@@ -3,8 +3,8 @@
 #include <functional>
 #include <iterator>
 
+#include "TVVorlane/TVVorlanePresentationSession.h"
 #include "TVVorlane/screens/TVVorlanePresentationView.h"
-#include "TVVorlane/sessions/TVVorlanePresentationSession.h"
 #include "tests/TVVorlane/Support.h"
 #include "tests/platform/ui/Support.h"
 

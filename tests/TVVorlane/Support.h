@@ -11,10 +11,10 @@
 
 #include <gmock/gmock.h>
 
+#include "TVVorlane/TVVorlaneSession.h"
+#include "TVVorlane/TVVorlaneSessionDelegate.h"
+#include "TVVorlane/TVVorlaneSessionManager.h"
 #include "TVVorlane/screens/TVVorlaneMediaViewController.h"
-#include "TVVorlane/sessions/TVVorlaneSession.h"
-#include "TVVorlane/sessions/TVVorlaneSessionDelegate.h"
-#include "TVVorlane/sessions/TVVorlaneSessionManager.h"
 #include "platform/foundation/MediaTime.h"
 #include "platform/ui/scene/Press.h"
 #include "sim/AssertionsThrow.h"

@@ -1,6 +1,6 @@
 #include "TVVorlane/TVVorlaneAppDelegate.h"
 
-#include "TVVorlane/sessions/TVVorlaneStreamingAudioSession.h"
+#include "TVVorlane/TVVorlaneStreamingAudioSession.h"
 #include "tests/TVVorlane/Support.h"
 
 using platform::AudioRoute;

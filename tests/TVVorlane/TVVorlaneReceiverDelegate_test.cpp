@@ -3,11 +3,11 @@
 #include <future>
 #include <limits>
 
+#include "TVVorlane/TVVorlaneInfoSession.h"
+#include "TVVorlane/TVVorlanePresentationSession.h"
 #include "TVVorlane/TVVorlaneStatusCodes.h"
-#include "TVVorlane/sessions/TVVorlaneInfoSession.h"
-#include "TVVorlane/sessions/TVVorlanePresentationSession.h"
-#include "TVVorlane/sessions/TVVorlaneStreamingAudioSession.h"
-#include "TVVorlane/sessions/TVVorlaneURLSession.h"
+#include "TVVorlane/TVVorlaneStreamingAudioSession.h"
+#include "TVVorlane/TVVorlaneURLSession.h"
 #include "tests/TVVorlane/ReceiverDelegateFixture.h"
 
 namespace {

@@ -61,7 +61,7 @@ class Coverage(unittest.TestCase):
 
     def test_nothing_is_missing(self):
         table = read(TABLE)
-        properties = read("TVVorlane/sessions/TVVorlaneURLSession+Properties.cpp")
+        properties = read("TVVorlane/TVVorlaneURLSession+Properties.cpp")
         application = list(sources("TVVorlane", (".cpp", ".h")))
         kinds = {
             "calls": re.findall(

@@ -1,11 +1,11 @@
 #include "TVVorlane/screens/TVVorlaneMediaViewController.h"
 
+#include "TVVorlane/TVVorlaneInfoSession.h"
+#include "TVVorlane/TVVorlanePresentationSession.h"
+#include "TVVorlane/TVVorlaneURLSession.h"
 #include "TVVorlane/screens/TVVorlanePINViewController.h"
 #include "TVVorlane/screens/TVVorlanePresentationViewController.h"
 #include "TVVorlane/screens/TVVorlaneVideoPlayerViewController.h"
-#include "TVVorlane/sessions/TVVorlaneInfoSession.h"
-#include "TVVorlane/sessions/TVVorlanePresentationSession.h"
-#include "TVVorlane/sessions/TVVorlaneURLSession.h"
 #include "tests/TVVorlane/Support.h"
 
 namespace {

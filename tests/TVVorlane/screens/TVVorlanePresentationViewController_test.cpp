@@ -1,6 +1,6 @@
 #include "TVVorlane/screens/TVVorlanePresentationViewController.h"
 
-#include "TVVorlane/sessions/TVVorlanePresentationSession.h"
+#include "TVVorlane/TVVorlanePresentationSession.h"
 #include "tests/TVVorlane/Support.h"
 
 using platform::InputEvent;

@@ -1,6 +1,6 @@
 #include "TVVorlane/screens/TVVorlaneVideoPlayerViewController.h"
 
-#include "tests/TVVorlane/sessions/URLSessionFixture.h"
+#include "tests/TVVorlane/URLSessionFixture.h"
 
 namespace {
 

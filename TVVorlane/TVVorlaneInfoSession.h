@@ -1,0 +1,49 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "TVVorlane/TVVorlaneSession.h"
+#include "platform/foundation/Token.h"
+
+/// Under this key the start options name the command that wants the session.
+inline constexpr std::string_view TVVorlaneInfoSessionCommand = "TVVorlaneInfoSessionCommand";
+
+inline constexpr std::string_view kTVVorlaneShowPINCommand = "showPIN";
+inline constexpr std::string_view kTVVorlaneIncompatibleSenderCommand = "incompatibleSender";
+inline constexpr std::string_view kTVVorlaneHidePINCommand = "hidePIN";
+
+/// Shows a pairing PIN or a security dialog for at most 30 s.
+///
+/// It numbers itself from a counter of the process; its start succeeds once its options are valid,
+/// whatever becomes of the presentation. It posts no events. Main thread.
+class TVVorlaneInfoSession final : public TVVorlaneSession,
+                                   public std::enable_shared_from_this<TVVorlaneInfoSession> {
+ public:
+  std::string className() const override { return "TVVorlaneInfoSession"; }
+
+  std::uint32_t sessionID() const override { return _sessionID; }
+  /// A PIN for "showPIN", a dialog for anything else.
+  std::int64_t sessionType() const override;
+  const std::optional<std::string>& commandKey() const { return _commandKey; }
+  const std::optional<std::string>& titleString() const { return _titleString; }
+  /// For a PIN the PIN itself.
+  const std::optional<std::string>& messageString() const { return _messageString; }
+
+  void startWithOptions(const platform::Dictionary& options, StartCompletion completion) override;
+  bool stopWithOptions(const platform::Value& options,
+                       std::optional<platform::Error>* error) override;
+  void userStop() override;
+
+ private:
+  void _timedOut();
+
+  std::uint32_t _sessionID = 0;
+  std::optional<std::string> _commandKey;
+  std::optional<std::string> _titleString;
+  std::optional<std::string> _messageString;
+  platform::Token _timeoutTimer;
+};
