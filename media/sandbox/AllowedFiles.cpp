@@ -1,0 +1,157 @@
+#include "media/sandbox/AllowedFiles.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <iterator>
+#include <string_view>
+#include <system_error>
+
+#include <unistd.h>
+
+#include "media/sandbox/Sandbox.h"
+
+namespace media {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kReadable[] = {
+    // Libraries, plugins, fonts, certificates, configuration of sound.
+    "/usr", "/lib", "/lib32", "/lib64", "/libx32", "/var/cache/fontconfig",
+    "/var/lib/dbus/machine-id",
+    // The addresses of name servers, which change while this runs.
+    "/run/NetworkManager", "/run/connman", "/run/resolvconf", "/run/systemd/resolve",
+    // The process itself, and what libraries ask about processor and memory.
+    "/proc/self", "/proc/asound", "/proc/cpuinfo", "/proc/filesystems", "/proc/meminfo",
+    "/proc/stat", "/proc/version", "/proc/sys/kernel/osrelease", "/proc/sys/vm/overcommit_memory",
+    // Graphics and sound hardware, and processors.
+    "/sys/bus", "/sys/class", "/sys/dev", "/sys/devices", "/run/udev/data", "/dev/random",
+    "/dev/urandom"};
+
+constexpr const char* kDevices[] = {"/dev/null", "/dev/zero", "/dev/full", "/dev/snd", "/dev/dri"};
+
+/// Of /etc, for root, who may read everything in there.
+constexpr const char* kConfiguration[] = {
+    "alsa",          "asound.conf", "ca-certificates", "ca-certificates.conf",
+    "drirc",         "fonts",       "gai.conf",        "glvnd",
+    "group",         "host.conf",   "hostname",        "hosts",
+    "ld.so.cache",   "ld.so.conf",  "ld.so.conf.d",    "libva.conf",
+    "localtime",     "machine-id",  "mime.types",      "networks",
+    "nsswitch.conf", "OpenCL",      "os-release",      "passwd",
+    "pipewire",      "protocols",   "pulse",           "resolv.conf",
+    "services",      "ssl/certs",   "ssl/openssl.cnf", "timezone",
+    "vulkan"};
+
+/// Lists of files and folders, separated by colons.
+constexpr const char* kReadableVariables[] = {
+    "ALSA_CONFIG_DIR",        "ALSA_CONFIG_PATH",
+    "ALSA_PLUGIN_DIR",        "CURL_CA_BUNDLE",
+    "GST_PLUGIN_PATH",        "GST_PLUGIN_PATH_1_0",
+    "GST_PLUGIN_SYSTEM_PATH", "GST_PLUGIN_SYSTEM_PATH_1_0",
+    "GST_REGISTRY",           "GST_REGISTRY_1_0",
+    "LD_LIBRARY_PATH",        "LIBGL_DRIVERS_PATH",
+    "LIBVA_DRIVERS_PATH",     "OPENSSL_CONF",
+    "PULSE_CLIENTCONFIG",     "PULSE_COOKIE",
+    "PULSE_RUNTIME_PATH",     "SSL_CERT_DIR",
+    "SSL_CERT_FILE"};
+
+/// Of the home folder: the user's configuration of sound, and plugins.
+constexpr const char* kOfHome[] = {".asoundrc",
+                                   ".config/alsa",
+                                   ".config/pipewire",
+                                   ".config/pulse",
+                                   ".local/share/gstreamer-1.0",
+                                   ".cache/gstreamer-1.0"};
+
+constexpr const char* kServices[] = {
+    "/run/pulse/native",    "/var/run/pulse/native",    "/run/pipewire",
+    "/run/systemd/resolve", "/run/avahi-daemon/socket", "/var/run/avahi-daemon/socket",
+    "/run/nscd/socket",     "/var/run/nscd/socket"};
+
+/// Top-level folders that hold no media of users.
+constexpr const char* kNeverOfUsers[] = {"/boot", "/dev", "/etc", "/proc", "/run", "/sys"};
+
+std::string variable(const char* name) {
+  const char* const value = std::getenv(name);
+  return value ? value : "";
+}
+
+template <typename Visit>
+void forEachPath(std::string_view list, char separator, Visit visit) {
+  while (!list.empty()) {
+    const std::size_t end = std::min(list.find(separator), list.size());
+    if (list.front() == '/') visit(std::string(list.substr(0, end)));
+    list.remove_prefix(std::min(end + 1, list.size()));
+  }
+}
+
+void addConfiguration(std::vector<FileRule>& rules) {
+  // A rule is for the file that has the name now, and some of these are replaced by new ones while
+  // this runs, above all resolv.conf. So the folder is allowed where the user id keeps secrets out
+  // of reach.
+  if (geteuid() != 0) return rules.push_back({"/etc", FileUse::Read});
+  for (const char* name : kConfiguration)
+    rules.push_back({std::string("/etc/") + name, FileUse::Read});
+}
+
+void addFilesOfUsers(std::vector<FileRule>& rules) {
+  std::error_code error;
+  for (fs::directory_iterator each("/", error), end; !error && each != end; each.increment(error)) {
+    const std::string path = each->path();
+    if (std::find(std::begin(kNeverOfUsers), std::end(kNeverOfUsers), path) ==
+        std::end(kNeverOfUsers))
+      rules.push_back({path, FileUse::Read});
+  }
+  // Where drives that somebody plugs in are mounted.
+  rules.push_back({"/run/media", FileUse::Read});
+}
+
+void addSoundServers(AllowedFiles& allowed) {
+  std::string runtime = variable("XDG_RUNTIME_DIR");
+  if (runtime.empty()) runtime = "/run/user/" + std::to_string(geteuid());
+  // The client library opens the server's folder, which may come later.
+  allowed.rules.push_back({runtime, FileUse::List});
+  allowed.sockets.push_back(runtime + "/pulse/native");
+  allowed.sockets.push_back(runtime + "/pipewire-0");
+  if (const std::string own = variable("PULSE_RUNTIME_PATH"); !own.empty())
+    allowed.sockets.push_back(own + "/native");
+  if (const std::string own = variable("PIPEWIRE_RUNTIME_DIR"); !own.empty())
+    allowed.sockets.push_back(own + "/pipewire-0");
+  // Servers to try one after the other, as PulseAudio writes them.
+  const std::string servers = variable("PULSE_SERVER");
+  forEachPath(servers, ' ', [&](std::string path) { allowed.sockets.push_back(std::move(path)); });
+  constexpr std::string_view kUnix = "unix:";
+  for (std::size_t at = servers.find(kUnix); at != std::string::npos;
+       at = servers.find(kUnix, at + 1))
+    allowed.sockets.push_back(
+        servers.substr(at + kUnix.size(), servers.find(' ', at) - at - kUnix.size()));
+}
+
+}  // namespace
+
+AllowedFiles allowedFiles(const SandboxOptions& options) {
+  AllowedFiles allowed;
+  std::vector<FileRule>& rules = allowed.rules;
+  for (const char* path : kReadable) rules.push_back({path, FileUse::Read});
+  for (const char* path : kDevices) rules.push_back({path, FileUse::Device});
+  addConfiguration(rules);
+  for (const char* name : kReadableVariables)
+    forEachPath(variable(name), ':', [&](std::string path) {
+      rules.push_back({std::move(path), FileUse::Read});
+    });
+  if (const std::string home = variable("HOME"); !home.empty())
+    for (const char* path : kOfHome) rules.push_back({home + "/" + path, FileUse::Read});
+  if (options.allowFileURLs) addFilesOfUsers(rules);
+  for (const std::string& path : options.readable) rules.push_back({path, FileUse::Read});
+  for (const std::string& path : options.writable) {
+    rules.push_back({path, FileUse::Change});
+    allowed.sockets.push_back(path);
+  }
+  if (!options.cacheFolder.empty()) rules.push_back({options.cacheFolder, FileUse::Change});
+  for (const char* path : kServices) allowed.sockets.emplace_back(path);
+  addSoundServers(allowed);
+  return allowed;
+}
+
+}  // namespace media

@@ -1,0 +1,90 @@
+#include "media/sandbox/Sandbox.h"
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <string_view>
+#include <system_error>
+
+#include <sys/prctl.h>
+#include <sys/stat.h>
+
+#include "media/sandbox/AllowedFiles.h"
+#include "media/sandbox/Bounds.h"
+#include "media/sandbox/FileRules.h"
+#include "media/sandbox/ServiceSockets.h"
+#include "media/sandbox/SystemCalls.h"
+
+namespace media {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// A rule needs the folder to exist. Only its owner may enter it.
+void makeCacheFolder(const std::string& folder) {
+  if (folder.empty()) return;
+  std::error_code ignored;
+  if (fs::create_directories(folder, ignored)) chmod(folder.c_str(), 0700);
+}
+
+/// A thread is a folder in there.
+std::size_t countThreads() {
+  std::error_code error;
+  std::size_t count = 0;
+  for (fs::directory_iterator each("/proc/self/task", error), end; !error && each != end;
+       each.increment(error))
+    ++count;
+  return count;
+}
+
+class ReportText {
+ public:
+  void add(std::string_view what, bool isOn, std::string_view why) {
+    std::string& list = isOn ? _on : _off;
+    if (!list.empty()) list += ", ";
+    list += what;
+    if (!isOn && !why.empty()) list.append(" (").append(why).append(")");
+  }
+  void remark(const std::string& remark) { _remarks += "; " + remark; }
+  std::string text() const {
+    return "Sandbox: limits " + (_on.empty() ? "nothing" : _on) +
+           (_off.empty() ? "" : "; does not limit " + _off) + _remarks;
+  }
+
+ private:
+  std::string _on, _off, _remarks;
+};
+
+}  // namespace
+
+SandboxReport enterSandbox(const SandboxOptions& options) {
+  SandboxReport report;
+  ReportText text;
+  makeCacheFolder(options.cacheFolder);
+  const AllowedFiles allowed = allowedFiles(options);
+  const std::size_t threads = countThreads();
+
+  report.noNewPrivileges = prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0;
+  text.add("new privileges", report.noNewPrivileges, std::strerror(errno));
+  report.limits = setBounds(options);
+  text.add("memory and descriptors", report.limits, std::strerror(errno));
+  report.capabilities = dropCapabilities();
+  text.add("capabilities", report.capabilities, std::strerror(errno));
+
+  // Started before the limits on files and system calls, which it must not have.
+  ServiceSockets services(allowed.sockets);
+  const FileRulesResult files = restrictFiles(allowed.rules);
+  report.landlock = files.version > 0;
+  text.add("files (Landlock " + std::to_string(files.version) + ")", report.landlock, files.lack);
+  const SystemCallsResult calls = restrictSystemCalls(services);
+  report.seccomp = calls.isOn;
+  text.add("system calls", calls.isOn, calls.lack);
+  report.sockets = calls.socketsAreServed;
+  text.add("local sockets", report.sockets, calls.lack);
+
+  if (threads > 1) text.remark(std::to_string(threads - 1) + " threads keep their access to files");
+  report.text = text.text();
+  return report;
+}
+
+}  // namespace media

@@ -1,0 +1,156 @@
+#include "media/sandbox/SocketHelper.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+
+#include <fcntl.h>
+#include <linux/seccomp.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <sys/syscall.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace media {
+namespace {
+
+/// Room for a notification of a kernel that tells more than the one this was compiled for.
+union Notification {
+  seccomp_notif call;
+  char room[1024];
+};
+
+constexpr int kKindOfSocket = 0xf;  // the rest of socket()'s type are flags
+
+bool setNonBlocking(int descriptor, bool isSo) {
+  const int flags = fcntl(descriptor, F_GETFL);
+  return flags >= 0 &&
+         fcntl(descriptor, F_SETFL, isSo ? flags | O_NONBLOCK : flags & ~O_NONBLOCK) == 0;
+}
+
+}  // namespace
+
+SocketHelper::SocketHelper(pid_t client, const std::vector<std::string>& paths)
+    : _client(client), _paths(paths) {
+  char path[64];
+  std::snprintf(path, sizeof path, "/proc/%d/mem", client);
+  _memory = open(path, O_RDONLY | O_CLOEXEC);
+}
+
+SocketHelper::~SocketHelper() {
+  if (_memory >= 0) close(_memory);
+}
+
+void SocketHelper::serve(int notifications) {
+  _notifications = notifications;
+  for (;;) {
+    pollfd waiting{notifications, POLLIN, 0};
+    if (poll(&waiting, 1, -1) < 0 && errno != EINTR) return;
+    if (waiting.revents & (POLLHUP | POLLERR | POLLNVAL)) return;
+    if (!(waiting.revents & POLLIN)) continue;
+    Notification received{};
+    // A caller that is gone meanwhile is no reason to end.
+    if (ioctl(notifications, SECCOMP_IOCTL_NOTIF_RECV, &received) != 0) continue;
+    const Answer answer = _answer(received.call);
+    seccomp_notif_resp response{};
+    response.id = received.call.id;
+    response.error = answer.error;
+    response.val = answer.value;
+    if (answer.goesOn) response.flags = SECCOMP_USER_NOTIF_FLAG_CONTINUE;
+    ioctl(notifications, SECCOMP_IOCTL_NOTIF_SEND, &response);
+  }
+}
+
+SocketHelper::Answer SocketHelper::_answer(const seccomp_notif& call) {
+  if (call.data.nr == SYS_socket) return _makeSocket(call);
+  if (call.data.nr == SYS_connect) return _connect(call);
+  return {-EPERM};
+}
+
+SocketHelper::Answer SocketHelper::_makeSocket(const seccomp_notif& call) {
+  const auto type = static_cast<int>(call.data.args[1]);
+  if ((type & kKindOfSocket) != SOCK_STREAM) return {-EACCES};
+  // Half of a pair counts as connected for good: the kernel refuses to connect it to a path.
+  int pair[2];
+  if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, pair) != 0) return {-errno};
+  setNonBlocking(pair[0], (type & SOCK_NONBLOCK) != 0);
+  const int place = _insert(call, pair[0], nullptr, (type & SOCK_CLOEXEC) != 0);
+  const int error = errno;
+  close(pair[0]);
+  close(pair[1]);
+  return place < 0 ? Answer{-error} : Answer{0, place};
+}
+
+SocketHelper::Answer SocketHelper::_connect(const seccomp_notif& call) {
+  sockaddr_un address{};
+  const std::size_t length = call.data.args[2];
+  if (length < sizeof address.sun_family) return {-EINVAL};
+  const std::size_t wanted = std::min(length, sizeof address);
+  if (pread(_memory, &address, wanted, static_cast<off_t>(call.data.args[1])) !=
+      static_cast<ssize_t>(wanted))
+    return {-EFAULT};
+  // No socket that the client has can be connected to a path, so it does not matter whether the
+  // kernel finds another address there than this.
+  if (address.sun_family != AF_UNIX) return {0, 0, true};
+  address.sun_path[sizeof address.sun_path - 1] = 0;
+  if (length > sizeof address || !_isListed(address.sun_path)) return {-EACCES};
+
+  const int place = static_cast<int>(call.data.args[0]);
+  const int connected = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+  if (connected < 0) return {-errno};
+  Answer answer;
+  if (connect(connected, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+    answer.error = -errno;
+  } else {
+    setNonBlocking(connected, !_waitsInCalls(place));
+    if (_insert(call, connected, &place, true) < 0) answer.error = -errno;
+  }
+  close(connected);
+  return answer;
+}
+
+bool SocketHelper::_isListed(const char* path) const {
+  const std::string_view wanted = path;
+  if (wanted.find("/..") != std::string_view::npos) return false;
+  return std::any_of(_paths.begin(), _paths.end(), [&](const std::string& listed) {
+    return wanted.starts_with(listed) &&
+           (wanted.size() == listed.size() || wanted[listed.size()] == '/');
+  });
+}
+
+/// Whether the client has left the descriptor blocking.
+bool SocketHelper::_waitsInCalls(int clientDescriptor) const {
+  char text[256] = {};
+  std::snprintf(text, sizeof text, "/proc/%d/fdinfo/%d", _client, clientDescriptor);
+  const int file = open(text, O_RDONLY | O_CLOEXEC);
+  if (file < 0) return true;
+  const ssize_t size = read(file, text, sizeof text - 1);
+  close(file);
+  if (size <= 0) return true;
+  text[size] = 0;
+  const char* const flags = std::strstr(text, "flags:");
+  return !flags || (std::strtol(flags + std::strlen("flags:"), nullptr, 8) & O_NONBLOCK) == 0;
+}
+
+/// Puts a copy of the descriptor into the client, at the place or at a free one. Returns where, or
+/// -1 with errno.
+int SocketHelper::_insert(const seccomp_notif& call, int descriptor, const int* place,
+                          bool closesOnExecute) {
+  seccomp_notif_addfd added{};
+  added.id = call.id;
+  added.srcfd = static_cast<std::uint32_t>(descriptor);
+  if (place) {
+    added.flags = SECCOMP_ADDFD_FLAG_SETFD;
+    added.newfd = static_cast<std::uint32_t>(*place);
+  }
+  if (closesOnExecute) added.newfd_flags = O_CLOEXEC;
+  return ioctl(_notifications, SECCOMP_IOCTL_NOTIF_ADDFD, &added);
+}
+
+}  // namespace media

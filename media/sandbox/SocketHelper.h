@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include <sys/types.h>
+
+struct seccomp_notif;
+
+namespace media {
+
+/// The work of the helper process of ServiceSockets. Allocates nothing.
+class SocketHelper {
+ public:
+  /// `paths` outlives it.
+  SocketHelper(pid_t client, const std::vector<std::string>& paths);
+  ~SocketHelper();
+  SocketHelper(const SocketHelper&) = delete;
+  SocketHelper& operator=(const SocketHelper&) = delete;
+
+  /// Whether it can read the client's memory.
+  bool isReady() const { return _memory >= 0; }
+  /// Answers until nobody is left to ask.
+  void serve(int notifications);
+
+ private:
+  /// How a call goes on: `error` is negative, or it returns `value`, or the kernel carries it out.
+  struct Answer {
+    int error = 0;
+    std::int64_t value = 0;
+    bool goesOn = false;
+  };
+  Answer _answer(const seccomp_notif& call);
+  Answer _makeSocket(const seccomp_notif& call);
+  Answer _connect(const seccomp_notif& call);
+  bool _isListed(const char* path) const;
+  bool _waitsInCalls(int clientDescriptor) const;
+  int _insert(const seccomp_notif& call, int descriptor, const int* place, bool closesOnExecute);
+
+  const pid_t _client;
+  const std::vector<std::string>& _paths;
+  int _memory = -1;
+  int _notifications = -1;
+};
+
+}  // namespace media
