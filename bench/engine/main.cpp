@@ -21,9 +21,9 @@
 
 #include "media/engine/MediaEngine.h"
 #include "media/engine/WarmUp.h"
-#include "media/support/WorkerThreads.h"
 #include "platform/foundation/queues/Clock.h"
 #include "platform/foundation/queues/Queue.h"
+#include "platform/foundation/queues/WorkerThreads.h"
 #include "platform/media/TVSMediaItem.h"
 
 namespace {
@@ -51,7 +51,7 @@ class Bench final : private platform::MediaEngineObserver {
   ~Bench() override {
     _frames->setWakeup(nullptr);
     _engine.reset();
-    media::WorkerThreads::waitForAll(kLimit);
+    platform::WorkerThreads::waitForAll(kLimit);
   }
 
   double start() {
@@ -115,7 +115,7 @@ class Bench final : private platform::MediaEngineObserver {
   void unload() {
     _engine->unload();
     // The end of the one before is not part of a start.
-    media::WorkerThreads::waitForAll(kLimit);
+    platform::WorkerThreads::waitForAll(kLimit);
   }
   void load(bool playing) {
     _plays = _ready = false;

@@ -13,7 +13,7 @@
 #include "box/process/Version.h"
 #include "media/engine/MediaEngine.h"
 #include "media/engine/WarmUp.h"
-#include "media/support/WorkerThreads.h"
+#include "platform/foundation/queues/WorkerThreads.h"
 
 namespace box {
 
@@ -185,7 +185,7 @@ void Box::_warmUp() {
   _audioRouting.start();
   _surroundings.setDisplayObserver([this](bool staysOn) { _screen.setKeepsDisplayOn(staysOn); });
   _surroundings.start();
-  media::WorkerThreads::start([this] {
+  platform::WorkerThreads::start([this] {
     media::warmUpMedia();
     _streaming->warmUp();
     // The process waits for its workers, so this is there to be called.
@@ -213,7 +213,7 @@ void Box::_deviceWillSleep(std::function<void()> done) {
 void Box::_releaseMemoryOnceIdle() {
   if (_screenIsUsed || _terminating) return;
   _memoryRelease = _mainQueue.after(kIdleBeforeRelease,
-                                    [] { media::WorkerThreads::start(releaseUnusedMemory); });
+                                    [] { platform::WorkerThreads::start(releaseUnusedMemory); });
 }
 
 void Box::_terminate(int signal) {
@@ -252,12 +252,12 @@ void Box::_shutDown() {
   releaseSharedInstances();
   _mainQueue.runDue();
   _mainQueue.discard();
-  const bool haveEnded = !isEarly && media::WorkerThreads::waitForAll(kWorkersEndLimit);
+  const bool haveEnded = !isEarly && platform::WorkerThreads::waitForAll(kWorkersEndLimit);
   _surroundings.stop(_commandsEnd - _clock.now());
   if (haveEnded) return;
   if (isEarly) leave();
   TVSLogWarning(TVSSystemLog, "%lu media threads did not end in time and are left as they are",
-                media::WorkerThreads::running());
+                platform::WorkerThreads::running());
   leave();
 }
 

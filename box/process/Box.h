@@ -4,12 +4,12 @@
 #include <memory>
 
 #include "box/process/Device.h"
-#include "box/process/Log.h"
 #include "box/process/NotThere.h"
 #include "box/process/ObservedScreen.h"
 #include "box/process/Options.h"
 #include "box/process/ServiceManager.h"
 #include "box/process/SignalWatch.h"
+#include "box/report/Log.h"
 #include "box/screen/window/Screen.h"
 #include "box/services/Surroundings.h"
 #include "box/services/door/Door.h"

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "streaming/transfer/ClearKey.h"
+#include "streaming/keys/ClearKey.h"
 
 namespace media {
 

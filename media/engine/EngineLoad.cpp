@@ -8,6 +8,7 @@
 #include "media/engine/ItemQuestions.h"
 #include "media/engine/SenderItemSetup.h"
 #include "media/engine/TimelineFacts.h"
+#include "media/output/SeekDestination.h"
 #include "media/pipeline/DecodableMedia.h"
 #include "media/pipeline/Pipeline.h"
 #include "media/support/MediaErrors.h"
@@ -106,6 +107,7 @@ void EngineLoad::_open(bool held) {
   setup.frames = _setup.frames;
   setup.ticket = _ticket;
   setup.report = _reporter();
+  setup.positionChanged = _setup.positionChanged;
   _pipeline = Pipeline::start(_clock, std::move(setup), std::exchange(_setup.predecessor, nullptr));
   _followStyles();
 }
@@ -159,15 +161,7 @@ void EngineLoad::pause() {
 
 void EngineLoad::seek(double seconds) {
   if (!_pipeline || std::isnan(seconds)) return;
-  const auto known = facts();
-  double destination = std::max(0.0, seconds);
-  if (known->duration > 0) {
-    destination = std::min(destination, known->duration);
-  } else if (!known->seekable.empty()) {
-    const platform::TimeRange& range = known->seekable.front();
-    destination = std::clamp(destination, range.start, range.start + std::max(0.0, range.duration));
-  }
-  _seekDestination = destination;
+  _seekDestination = seekDestination(seconds, *facts());
   _pipeline->seek(seconds, ++_seekSerial);
 }
 
@@ -202,14 +196,14 @@ void EngineLoad::selectOption(const std::string& characteristic,
 double EngineLoad::position() {
   if (!_pipeline || !_ready) return 0;
   if (_seekDestination) return *_seekDestination;
-  if (_pipeline->positionAge() > kRefreshInterval) _refreshWhenOld();
+  if (_pipeline->positionAge() > kRefreshInterval) refresh();
   return _pipeline->position();
 }
 
 std::shared_ptr<const platform::MediaFacts> EngineLoad::facts() {
   if (!_pipeline) return std::make_shared<platform::MediaFacts>();
   auto facts = _pipeline->facts();
-  if (_ready && facts->live) _refreshWhenOld();
+  if (_ready && facts->live) refresh();
   return _ready && _item ? _withTimeline(std::move(facts)) : facts;
 }
 
@@ -225,11 +219,23 @@ std::shared_ptr<const platform::MediaFacts> EngineLoad::_withTimeline(
   return _facts;
 }
 
-void EngineLoad::_refreshWhenOld() {
+void EngineLoad::refresh() {
+  if (!_pipeline) return;
   const auto now = _clock.now();
   if (now - _refreshedAt < kRefreshInterval) return;
   _refreshedAt = now;
   _pipeline->refresh();
+}
+
+PositionClock::Point EngineLoad::positionPoint() const {
+  return _pipeline ? _pipeline->positionPoint() : PositionClock::Point{};
+}
+
+void EngineLoad::ping(std::function<void()> done) {
+  if (_pipeline)
+    _pipeline->ping(std::move(done));
+  else
+    done();
 }
 
 platform::Array EngineLoad::accessLog() {

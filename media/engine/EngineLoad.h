@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "media/output/PositionClock.h"
 #include "media/output/VideoFrames.h"
 #include "platform/foundation/Error.h"
 #include "platform/foundation/Token.h"
@@ -43,6 +44,8 @@ class EngineLoad : public std::enable_shared_from_this<EngineLoad> {
     std::shared_ptr<Pipeline> predecessor;
     /// Called in tasks of the main queue only. It may close the load, and let go of it.
     std::function<void(EngineLoad& load, const PipelineEvent& event)> tell;
+    /// As in PipelineSetup.
+    std::function<void()> positionChanged;
   };
 
   static std::shared_ptr<EngineLoad> start(platform::MainQueue& queue, const platform::Clock& clock,
@@ -76,6 +79,13 @@ class EngineLoad : public std::enable_shared_from_this<EngineLoad> {
   double position();
   std::shared_ptr<const platform::MediaFacts> facts();
   platform::Array accessLog();
+  /// Has what changes without being told looked at, at most once a second.
+  void refresh();
+  bool isSeeking() const { return _seekDestination.has_value(); }
+  PositionClock::Point positionPoint() const;
+  /// Calls `done` on the pipeline's thread once it has done all that was asked before; at once
+  /// where there is none.
+  void ping(std::function<void()> done);
 
  private:
   EngineLoad(platform::MainQueue& queue, const platform::Clock& clock, Setup setup);
@@ -84,7 +94,6 @@ class EngineLoad : public std::enable_shared_from_this<EngineLoad> {
   void _followStyles();
   std::function<void(const PipelineEvent&)> _reporter();
   void _receive(const PipelineEvent& event);
-  void _refreshWhenOld();
   std::shared_ptr<const platform::MediaFacts> _withTimeline(
       std::shared_ptr<const platform::MediaFacts> facts);
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "media/engine/ClearKeyRequest.h"
+#include "media/link/ClearKeyRequest.h"
 #include "streaming/transfer/NetworkErrors.h"
 
 namespace media {

@@ -18,6 +18,7 @@ MediaEngine::MediaEngine(platform::MainQueue& queue, const platform::Clock& cloc
       _preferredLanguages(std::move(options.preferredLanguages)),
       _streaming(options.streaming ? std::move(options.streaming) : streaming::Streaming::make()),
       _audio(options.audio ? std::move(options.audio) : std::make_shared<AudioDevice>()),
+      _positionChanged(std::move(options.positionChanged)),
       _frames(std::make_shared<VideoFrames>()),
       _facts(std::make_shared<platform::MediaFacts>()) {}
 
@@ -33,7 +34,8 @@ EngineLoad::Setup MediaEngine::_setupOf(const platform::MediaLoad& load) {
           .audio = _audio,
           .frames = _frames,
           .predecessor = nullptr,
-          .tell = [this](EngineLoad& from, const PipelineEvent& event) { _receive(from, event); }};
+          .tell = [this](EngineLoad& from, const PipelineEvent& event) { _receive(from, event); },
+          .positionChanged = _positionChanged};
 }
 
 void MediaEngine::load(const platform::MediaLoad& load) {
@@ -120,6 +122,25 @@ const platform::MediaFacts& MediaEngine::facts() {
 
 platform::Array MediaEngine::accessLog() {
   return _current ? _current->accessLog() : platform::Array();
+}
+
+std::uint64_t MediaEngine::generation() const { return _current ? _current->generation() : 0; }
+
+void MediaEngine::refresh() {
+  if (_current) _current->refresh();
+}
+
+bool MediaEngine::isSeeking() const { return _current && _current->isSeeking(); }
+
+PositionClock::Point MediaEngine::positionPoint() const {
+  return _current ? _current->positionPoint() : PositionClock::Point{};
+}
+
+void MediaEngine::ping(std::function<void()> done) {
+  if (_current)
+    _current->ping(std::move(done));
+  else
+    done();
 }
 
 void MediaEngine::_receive(EngineLoad& load, const PipelineEvent& event) {

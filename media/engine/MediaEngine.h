@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -22,6 +23,8 @@ struct MediaEngineOptions {
   /// Fetches everything but files; engines may share it. Null: one of the engine's own.
   std::shared_ptr<streaming::Streaming> streaming = nullptr;
   std::shared_ptr<AudioDevice> audio = nullptr;  ///< null: the box's default
+  /// The position has changed otherwise than by time or pictures. Any thread; may be empty.
+  std::function<void()> positionChanged = {};
 };
 
 /// Plays media with GStreamer.
@@ -59,6 +62,17 @@ class MediaEngine final : public platform::MediaEngine {
   platform::Array accessLog() override;
   std::shared_ptr<platform::VideoOutput> videoOutput() override { return _frames; }
 
+  // For whoever tells another process how it is.
+  /// 0 while nothing is loaded.
+  std::uint64_t generation() const;
+  /// Has what changes without being told looked at, at most once a second.
+  void refresh();
+  bool isSeeking() const;
+  PositionClock::Point positionPoint() const;
+  /// Calls `done` on another thread once all that was asked of the load has reached it; at once
+  /// while nothing is loaded.
+  void ping(std::function<void()> done);
+
  private:
   EngineLoad::Setup _setupOf(const platform::MediaLoad& load);
   void _receive(EngineLoad& load, const PipelineEvent& event);
@@ -70,6 +84,7 @@ class MediaEngine final : public platform::MediaEngine {
   const std::vector<std::string> _preferredLanguages;
   const std::shared_ptr<streaming::Streaming> _streaming;
   const std::shared_ptr<AudioDevice> _audio;
+  const std::function<void()> _positionChanged;
   platform::MediaEngineObserver* _observer = nullptr;
   const std::shared_ptr<VideoFrames> _frames;
 

@@ -1,7 +1,5 @@
 #include "media/link/EngineMessages.h"
 
-#include <algorithm>
-#include <array>
 #include <cmath>
 #include <type_traits>
 #include <utility>
@@ -9,7 +7,6 @@
 #include "media/link/FactsCoding.h"
 #include "media/link/WireReader.h"
 #include "media/link/WireWriter.h"
-#include "platform/media/MediaItemKeys.h"
 
 namespace media {
 namespace {
@@ -282,12 +279,6 @@ Variant takeVariant(WireReader& reader, std::size_t index) {
 }
 
 }  // namespace
-
-bool isMetadataOfEngine(std::string_view key) {
-  constexpr std::array kKeys = {platform::kMediaItemAlternateTracks, platform::kMediaItemUserAgent,
-                                platform::kMediaItemCookies, platform::kMediaItemTLSSettings};
-  return std::find(kKeys.begin(), kKeys.end(), key) != kKeys.end();
-}
 
 std::vector<std::byte> encode(const NumberedCommand& command) {
   WireWriter writer;

@@ -29,9 +29,6 @@ struct ItemDescription {
   std::optional<platform::Dictionary> purchase;
 };
 
-/// The metadata that an engine reads.
-bool isMetadataOfEngine(std::string_view key);
-
 /// Loads an item, or prepares it as the next one.
 struct LoadCommand {
   bool prepares = false;

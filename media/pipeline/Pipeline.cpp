@@ -7,10 +7,10 @@
 #include "media/engine/WarmUp.h"
 #include "media/metadata/MetadataTap.h"
 #include "media/pipeline/SeekShortcut.h"
-#include "media/support/WorkerThreads.h"
 #include "media/texts/MatroskaTexts.h"
 #include "media/texts/TextStream.h"
 #include "media/workarounds/Workarounds.h"
+#include "platform/foundation/queues/WorkerThreads.h"
 
 namespace media {
 namespace {
@@ -32,7 +32,7 @@ std::shared_ptr<Pipeline> Pipeline::start(const platform::Clock& clock, Pipeline
     item->whenLegBegins([weak = std::weak_ptr(pipeline)] {
       if (const auto playing = weak.lock()) playing->_noteLeg();
     });
-  WorkerThreads::start([pipeline, before = std::move(predecessor)]() mutable {
+  platform::WorkerThreads::start([pipeline, before = std::move(predecessor)]() mutable {
     pipeline->_run(std::exchange(before, nullptr));
   });
   return pipeline;
@@ -46,7 +46,7 @@ Pipeline::Pipeline(const platform::Clock& clock, PipelineSetup setup)
                                        item->askForKey(url, std::move(reply));
                                      })
                                : nullptr),
-      _position(clock),
+      _position(clock, _setup.positionChanged),
       _published(std::make_shared<platform::MediaFacts>()),
       _startedAt(clock.now()),
       _held(_setup.held),
@@ -157,9 +157,13 @@ void Pipeline::selectOption(const std::string& characteristic,
 void Pipeline::refresh() {
   _post([](Pipeline& me) {
     if (!me._ready || me._failed) return;
-    if (me._timeRuns && !me._seeking) me._position.observe(me._queryPosition());
+    if (me._timeRuns && !me._seeking) me._position.correct(me._queryPosition());
     me._refreshFacts();
   });
+}
+
+void Pipeline::ping(std::function<void()> done) {
+  _post([done = std::move(done)](Pipeline&) { done(); });
 }
 
 void Pipeline::close() {

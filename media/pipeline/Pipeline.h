@@ -18,13 +18,13 @@
 #include "media/encryption/SenderContentKeys.h"
 #include "media/engine/AccessLog.h"
 #include "media/metadata/MetadataTimeline.h"
+#include "media/output/PositionClock.h"
 #include "media/output/SubtitleCues.h"
 #include "media/output/SubtitleStyles.h"
 #include "media/output/VideoFrames.h"
 #include "media/pipeline/AudioDevice.h"
 #include "media/pipeline/AudioOutput.h"
 #include "media/pipeline/CommandMailbox.h"
-#include "media/pipeline/PositionClock.h"
 #include "media/pipeline/SinkProgress.h"
 #include "media/pipeline/StreamCatalog.h"
 #include "media/pipeline/VideoSink.h"
@@ -80,6 +80,8 @@ struct PipelineSetup {
   std::uint64_t ticket = 0;  ///< for `frames`
   /// Called on the pipeline's thread.
   std::function<void(const PipelineEvent&)> report;
+  /// The position has changed otherwise than by time or pictures. Any thread; may be empty.
+  std::function<void()> positionChanged;
 };
 
 /// One load: a GStreamer pipeline of its own, a thread that makes the calls into it that may block
@@ -121,10 +123,13 @@ class Pipeline : public std::enable_shared_from_this<Pipeline> {
                     const std::optional<std::string>& identifier);
   /// Looks again at what changes without a message: a sliding window, the position of sound alone.
   void refresh();
+  /// Calls `done` on the pipeline's thread, after all that was asked before. Not after close().
+  void ping(std::function<void()> done);
   void close();
 
   double position() const { return _position.seconds(); }
   platform::Duration positionAge() const { return _position.age(); }
+  PositionClock::Point positionPoint() const { return _position.point(); }
   std::shared_ptr<const platform::MediaFacts> facts() const;
   PlaybackStatistics statistics() const;
   /// As they were whenever the media began to come from elsewhere, and as they are now.

@@ -8,9 +8,9 @@
 #include <gst/gst.h>
 
 #include "media/captions/PictureCaptions.h"
+#include "media/output/PositionClock.h"
 #include "media/output/VideoFrames.h"
 #include "media/pipeline/FrameConverter.h"
-#include "media/pipeline/PositionClock.h"
 #include "media/support/GstRef.h"
 
 namespace media {

@@ -42,6 +42,7 @@ enum class MediaErrorCode : std::int64_t {
   DecodeFailed = -11821,
   ContentNotAuthorized = -11835,
   PlayerUnavailable = -11820,
+  ProcessLost = -11819,
 };
 
 /// A failure that somebody reports to somebody else: a domain, a code within it, and up to three

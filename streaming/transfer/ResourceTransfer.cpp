@@ -6,7 +6,7 @@
 
 #include "platform/foundation/queues/Clock.h"
 #include "streaming/foundation/URL.h"
-#include "streaming/transfer/ClearKey.h"
+#include "streaming/keys/ClearKey.h"
 #include "streaming/transfer/NetworkErrors.h"
 
 namespace streaming {

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "media/engine/MediaEngine.h"
-#include "media/support/WorkerThreads.h"
+#include "platform/foundation/queues/WorkerThreads.h"
 #include "sim/Box.h"
 #include "tests/media/TestMedia.h"
 #include "tests/player/PlayerBench.h"
@@ -21,7 +21,7 @@ class RealTimeBox final : public sim::Box {
   ~RealTimeBox() override {
     // What waits there may hold a player.
     _queue.discard();
-    media::WorkerThreads::waitForAll(kBound);
+    platform::WorkerThreads::waitForAll(kBound);
   }
 
   const platform::Clock& realClock() const { return _clock; }
@@ -92,7 +92,7 @@ class BoxPlayerBench final : public PlayerBench {
     return so;
   }
   void exhaust() override {
-    media::WorkerThreads::waitForAll(kBound);
+    platform::WorkerThreads::waitForAll(kBound);
     turn();
   }
   std::size_t engines() override { return _box.engines(); }

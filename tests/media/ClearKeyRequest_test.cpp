@@ -1,4 +1,4 @@
-#include "media/engine/ClearKeyRequest.h"
+#include "media/link/ClearKeyRequest.h"
 
 #include <string>
 

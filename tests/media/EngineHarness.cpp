@@ -4,7 +4,7 @@
 #include <sstream>
 #include <utility>
 
-#include "media/support/WorkerThreads.h"
+#include "platform/foundation/queues/WorkerThreads.h"
 #include "platform/media/TVSMediaItem.h"
 
 namespace testing_media {
@@ -23,7 +23,7 @@ EngineHarness::EngineHarness(media::MediaEngineOptions options)
 
 EngineHarness::~EngineHarness() {
   _engine.reset();
-  media::WorkerThreads::waitForAll(std::chrono::seconds(30));
+  platform::WorkerThreads::waitForAll(std::chrono::seconds(30));
 }
 
 void EngineHarness::load(const std::string& url, platform::MediaLoad load,

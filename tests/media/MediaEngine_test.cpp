@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "media/support/WorkerThreads.h"
+#include "platform/foundation/queues/WorkerThreads.h"
 #include "tests/media/EngineHarness.h"
 #include "tests/media/TestMedia.h"
 
@@ -215,7 +215,7 @@ TEST_F(MediaEngineTest, LoadingAgainAndAgainLeavesNothingBehind) {
       loadPlaying(name);
       harness.call([](media::MediaEngine& engine) { engine.unload(); });
       EXPECT_EQ(harness.frame(), nullptr);
-      ASSERT_TRUE(media::WorkerThreads::waitForAll(std::chrono::seconds(30)));
+      ASSERT_TRUE(platform::WorkerThreads::waitForAll(std::chrono::seconds(30)));
     };
     for (int warm = 0; warm < 3; ++warm) once();
     const auto threads = entries("/proc/self/task");

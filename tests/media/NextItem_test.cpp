@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "media/support/WorkerThreads.h"
+#include "platform/foundation/queues/WorkerThreads.h"
 #include "tests/media/EngineHarness.h"
 #include "tests/media/TestMedia.h"
 #include "tests/media/TestSound.h"
@@ -84,7 +84,7 @@ TEST_F(NextItemTest, WhatIsNotWantedAfterAllGoes) {
   ASSERT_TRUE(harness->untilTold("play 1"));
   prepare(TestMedia::shared().url("clip.mp4"));
   harness->call([](media::MediaEngine& engine) { engine.unload(); });
-  EXPECT_TRUE(media::WorkerThreads::waitForAll(std::chrono::seconds(30)));
+  EXPECT_TRUE(platform::WorkerThreads::waitForAll(std::chrono::seconds(30)));
 }
 
 TEST_F(NextItemTest, FailsInItsTurn) {

@@ -1,4 +1,4 @@
-#include "media/pipeline/PositionClock.h"
+#include "media/output/PositionClock.h"
 
 #include <gtest/gtest.h>
 

@@ -9,8 +9,8 @@
 #include <unistd.h>
 
 #include "box/process/Device.h"
-#include "box/process/Log.h"
 #include "box/process/Memory.h"
+#include "box/report/Log.h"
 
 using testing::ElementsAre;
 using testing::Pair;

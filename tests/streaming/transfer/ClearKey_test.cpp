@@ -1,4 +1,4 @@
-#include "streaming/transfer/ClearKey.h"
+#include "streaming/keys/ClearKey.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
-#include "media/engine/ClearKeyRequest.h"
+#include "media/link/ClearKeyRequest.h"
 
 #include <utility>
 
-#include "streaming/transfer/ClearKey.h"
+#include "streaming/keys/ClearKey.h"
 
 namespace media {
 

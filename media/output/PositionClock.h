@@ -1,6 +1,8 @@
 #pragma once
 
+#include <functional>
 #include <mutex>
+#include <utility>
 
 #include "platform/foundation/queues/Clock.h"
 
@@ -12,7 +14,18 @@ namespace media {
 /// Threads: any.
 class PositionClock {
  public:
-  explicit PositionClock(const platform::Clock& clock) : _clock(clock) {}
+  struct Point {
+    bool running = false;
+    double seconds = 0;
+    double rate = 1;
+    double first = 0;  ///< while time runs, the position never leaves [first, last]
+    double last = 0;
+    platform::TimePoint at{};  ///< while time runs: when it was at `seconds`
+  };
+
+  /// `changed` is called after hold(), run() and correct(), on their thread; may be empty.
+  explicit PositionClock(const platform::Clock& clock, std::function<void()> changed = {})
+      : _clock(clock), _changed(std::move(changed)) {}
 
   /// Time stands still at `seconds`.
   void hold(double seconds);
@@ -20,6 +33,11 @@ class PositionClock {
   void run(double seconds, double rate, double first, double last);
   /// A picture of this time has just become due. Ignored while time stands still.
   void observe(double seconds);
+  /// The same for a position that no picture tells.
+  void correct(double seconds);
+  /// As another clock has told it.
+  void set(const Point& point);
+  Point point() const;
 
   double seconds() const;
   /// How old the newest known point is; zero while time stands still.
@@ -27,13 +45,9 @@ class PositionClock {
 
  private:
   const platform::Clock& _clock;
+  const std::function<void()> _changed;
   mutable std::mutex _mutex;
-  bool _running = false;
-  double _seconds = 0;
-  double _rate = 1;
-  double _first = 0;
-  double _last = 0;
-  platform::TimePoint _at{};
+  Point _point;
 };
 
 }  // namespace media

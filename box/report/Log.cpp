@@ -1,4 +1,4 @@
-#include "box/process/Log.h"
+#include "box/report/Log.h"
 
 #include <cerrno>
 #include <cstdlib>

@@ -1,4 +1,4 @@
-#include "box/process/DeathReport.h"
+#include "box/report/DeathReport.h"
 
 #include <array>
 #include <atomic>

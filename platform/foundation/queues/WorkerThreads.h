@@ -4,9 +4,9 @@
 
 #include "platform/foundation/queues/Clock.h"
 
-namespace media {
+namespace platform {
 
-/// The threads of all pipelines of the process, so that ending one keeps nobody waiting and the
+/// Threads for work that may take long to end, so that the caller never waits for it and the
 /// process ends only after all of them.
 ///
 /// Threads: any.
@@ -18,7 +18,7 @@ class WorkerThreads {
   static std::size_t running();
   /// Waits until all have ended, at most `limit`. False: some are still busy, and the process may
   /// end only by leaving without destructors. Called once nothing starts threads any more.
-  static bool waitForAll(platform::Duration limit);
+  static bool waitForAll(Duration limit);
 };
 
-}  // namespace media
+}  // namespace platform

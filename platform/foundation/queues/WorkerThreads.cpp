@@ -1,4 +1,4 @@
-#include "media/support/WorkerThreads.h"
+#include "platform/foundation/queues/WorkerThreads.h"
 
 #include <condition_variable>
 #include <list>
@@ -6,7 +6,7 @@
 #include <thread>
 #include <utility>
 
-namespace media {
+namespace platform {
 namespace {
 
 struct Worker {
@@ -71,7 +71,7 @@ std::size_t WorkerThreads::running() {
   return registry().busy();
 }
 
-bool WorkerThreads::waitForAll(platform::Duration limit) {
+bool WorkerThreads::waitForAll(Duration limit) {
   Registry& all = registry();
   std::list<Worker> ended;
   bool complete = false;
@@ -84,4 +84,4 @@ bool WorkerThreads::waitForAll(platform::Duration limit) {
   return complete;
 }
 
-}  // namespace media
+}  // namespace platform
