@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 #include <sys/prctl.h>
 #include <sys/stat.h>
@@ -57,26 +58,30 @@ class ReportText {
 
 }  // namespace
 
-SandboxReport enterSandbox(const SandboxOptions& options) {
+Sandbox::Sandbox(SandboxOptions options)
+    : _options(std::move(options)),
+      _allowed(new AllowedFiles(allowedFiles(_options))),
+      _services(new ServiceSockets(_allowed->sockets)) {}
+
+Sandbox::~Sandbox() = default;
+
+SandboxReport Sandbox::enter() {
   SandboxReport report;
   ReportText text;
-  makeCacheFolder(options.cacheFolder);
-  const AllowedFiles allowed = allowedFiles(options);
+  makeCacheFolder(_options.cacheFolder);
   const std::size_t threads = countThreads();
 
   report.noNewPrivileges = prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0;
   text.add("new privileges", report.noNewPrivileges, std::strerror(errno));
-  report.limits = setBounds(options);
+  report.limits = setBounds(_options);
   text.add("memory and descriptors", report.limits, std::strerror(errno));
   report.capabilities = dropCapabilities();
   text.add("capabilities", report.capabilities, std::strerror(errno));
-
-  // Started before the limits on files and system calls, which it must not have.
-  ServiceSockets services(allowed.sockets);
-  const FileRulesResult files = restrictFiles(allowed.rules);
+  const FileRulesResult files = restrictFiles(_allowed->rules);
   report.landlock = files.version > 0;
-  text.add("files (Landlock " + std::to_string(files.version) + ")", report.landlock, files.lack);
-  const SystemCallsResult calls = restrictSystemCalls(services);
+  text.add(report.landlock ? "files (Landlock " + std::to_string(files.version) + ")" : "files",
+           report.landlock, files.lack);
+  const SystemCallsResult calls = restrictSystemCalls(*_services);
   report.seccomp = calls.isOn;
   text.add("system calls", calls.isOn, calls.lack);
   report.sockets = calls.socketsAreServed;

@@ -1,10 +1,14 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
 namespace media {
+
+struct AllowedFiles;
+class ServiceSockets;
 
 struct SandboxOptions {
   /// The only folder that is written to. It is created if it is missing. Empty: none.
@@ -39,11 +43,26 @@ struct SandboxReport {
 /// Takes from the process what playing media does not need. It cannot be undone. What fails is
 /// reported, and the rest still takes effect.
 ///
-/// Workflow: once, after gst_init() and before the first thread. A thread that exists already keeps
-/// its access to files and its capabilities, and the report says so.
+/// Workflow: made at the beginning of main(), because it starts a helper process that is a copy of
+/// this one and keeps what the copy holds in memory; enter() once, after gst_init() and before the
+/// first thread. A thread that exists already keeps its access to files and its capabilities, and
+/// the report says so.
 ///
-/// Side effect: a child process that connects to local services on behalf of this one. It ends
-/// with this process. SIGXFSZ is ignored, so that a write over the limit fails with EFBIG.
-SandboxReport enterSandbox(const SandboxOptions& options);
+/// Side effects: the helper process connects to local services on behalf of this one, and ends with
+/// it. SIGXFSZ is ignored, so that a write over the limit fails with EFBIG.
+class Sandbox {
+ public:
+  explicit Sandbox(SandboxOptions options);
+  ~Sandbox();
+  Sandbox(const Sandbox&) = delete;
+  Sandbox& operator=(const Sandbox&) = delete;
+
+  SandboxReport enter();
+
+ private:
+  const SandboxOptions _options;
+  const std::unique_ptr<AllowedFiles> _allowed;
+  const std::unique_ptr<ServiceSockets> _services;
+};
 
 }  // namespace media

@@ -82,7 +82,7 @@ bool sendDescriptor(int channel, int descriptor) {
 
 }  // namespace
 
-ServiceSockets::ServiceSockets(std::vector<std::string> paths) {
+ServiceSockets::ServiceSockets(const std::vector<std::string>& paths) {
   int ends[2];
   if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) return;
   const pid_t client = getpid();
@@ -93,9 +93,13 @@ ServiceSockets::ServiceSockets(std::vector<std::string> paths) {
   if (_helper < 0) return;
   // Where only ancestors may look into processes.
   prctl(PR_SET_PTRACER, _helper, 0, 0, 0);
-  char byte = 0;
-  _isReady =
-      send(_channel, &byte, 1, MSG_NOSIGNAL) == 1 && read(_channel, &byte, 1) == 1 && byte == 1;
+  const char mayLook = 1;
+  send(_channel, &mayLook, 1, MSG_NOSIGNAL);
+}
+
+bool ServiceSockets::isReady() {
+  char answer = 0;
+  return _helper > 0 && read(_channel, &answer, 1) == 1 && answer == 1;
 }
 
 bool ServiceSockets::serve(int notifications) {

@@ -21,13 +21,14 @@ namespace media {
 class ServiceSockets {
  public:
   /// A folder stands for all sockets below it.
-  explicit ServiceSockets(std::vector<std::string> paths);
+  explicit ServiceSockets(const std::vector<std::string>& paths);
   ~ServiceSockets();
   ServiceSockets(const ServiceSockets&) = delete;
   ServiceSockets& operator=(const ServiceSockets&) = delete;
 
-  /// False: the kernel does not let the helper do its work, and `lack()` says why.
-  bool isReady() const { return _isReady; }
+  /// Waits until the helper has begun. False: the kernel does not let it do its work, and `lack()`
+  /// says why.
+  bool isReady();
   const char* lack() const { return "the helper process cannot look into this one"; }
   /// Hands over the descriptor on which the kernel asks, and leaves the helper to itself.
   bool serve(int notifications);
@@ -35,7 +36,6 @@ class ServiceSockets {
  private:
   int _channel = -1;
   pid_t _helper = -1;
-  bool _isReady = false;
 };
 
 }  // namespace media

@@ -141,7 +141,7 @@ bool SocketHelper::_waitsInCalls(int clientDescriptor) const {
 /// Puts a copy of the descriptor into the client, at the place or at a free one. Returns where, or
 /// -1 with errno.
 int SocketHelper::_insert(const seccomp_notif& call, int descriptor, const int* place,
-                          bool closesOnExecute) {
+                          bool closesOnExecute) const {
   seccomp_notif_addfd added{};
   added.id = call.id;
   added.srcfd = static_cast<std::uint32_t>(descriptor);

@@ -36,7 +36,8 @@ class SocketHelper {
   Answer _connect(const seccomp_notif& call);
   bool _isListed(const char* path) const;
   bool _waitsInCalls(int clientDescriptor) const;
-  int _insert(const seccomp_notif& call, int descriptor, const int* place, bool closesOnExecute);
+  int _insert(const seccomp_notif& call, int descriptor, const int* place,
+              bool closesOnExecute) const;
 
   const pid_t _client;
   const std::vector<std::string>& _paths;

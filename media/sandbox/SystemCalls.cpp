@@ -114,9 +114,6 @@ class Filter {
     }
     note(seccomp_attr_set(_filter, SCMP_FLTATR_ACT_BADARCH, SCMP_ACT_ERRNO(ENOSYS)));
     note(seccomp_attr_set(_filter, SCMP_FLTATR_CTL_TSYNC, 1));
-    // Searches a tree instead of a list for those system calls whose arguments matter. Older
-    // libraries do not know it.
-    seccomp_attr_set(_filter, SCMP_FLTATR_CTL_OPTIMIZE, 2);
   }
   ~Filter() { seccomp_release(_filter); }
   Filter(const Filter&) = delete;
@@ -195,8 +192,9 @@ void addDeviceControls(Filter& filter) {
   // Sound devices and their controls, graphics, video decoders.
   for (const char driver : {'A', 'U', 'd', 'V', '|'})
     filter.allow("ioctl", {bits(1, kDriver, static_cast<std::uint64_t>(driver) << 8)});
-  for (const unsigned request : {TCGETS, TIOCGWINSZ, TIOCOUTQ, FIOCLEX, FIONCLEX, FIONBIO, FIONREAD,
-                                 SIOCGIFADDR, SIOCGIFCONF, SIOCGIFFLAGS, SIOCGIFINDEX, SIOCGIFNAME})
+  for (const std::int64_t request : std::initializer_list<std::int64_t>{
+           TCGETS, TIOCGWINSZ, TIOCOUTQ, FIOCLEX, FIONCLEX, FIONBIO, FIONREAD, SIOCGIFADDR,
+           SIOCGIFCONF, SIOCGIFFLAGS, SIOCGIFINDEX, SIOCGIFNAME})
     filter.allow("ioctl", {is(1, request)});
 }
 
@@ -228,9 +226,9 @@ int load(ServiceSockets* services) {
   const int error = filter.load();
   if (error < 0 || !services) return error;
   const int notifications = filter.notifications();
-  services->serve(notifications);
+  const bool isServed = services->serve(notifications);
   close(notifications);
-  return 0;
+  return isServed ? 0 : -EPIPE;
 }
 
 }  // namespace

@@ -381,7 +381,7 @@ TEST(SandboxUser, ReadsConfigurationThatIsReplacedLater) {
   const pid_t child = fork();
   if (child == 0) {
     if (setgid(kNobody) != 0 || setuid(kNobody) != 0) _exit(2);
-    media::enterSandbox({});
+    media::Sandbox({}).enter();
     _exit(opens("/etc/shadow") == EACCES && opens("/etc/fstab") == 0 ? 0 : 1);
   }
   int status = -1;

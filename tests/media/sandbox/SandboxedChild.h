@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <functional>
@@ -77,7 +78,7 @@ inline SandboxOutcome runSandboxed(const SandboxSurroundings& surroundings,
     setenv("HOME", (surroundings.folder / "home").c_str(), 1);
     setenv("XDG_RUNTIME_DIR", (surroundings.folder / "run").c_str(), 1);
     options.cacheFolder = surroundings.cache;
-    const media::SandboxReport report = media::enterSandbox(options);
+    const media::SandboxReport report = media::Sandbox(options).enter();
     const int header[] = {attempt(),       report.noNewPrivileges, report.capabilities,
                           report.landlock, report.seccomp,         report.sockets,
                           report.limits};
@@ -98,7 +99,7 @@ inline SandboxOutcome runSandboxed(const SandboxSurroundings& surroundings,
                       header[4] != 0,
                       header[5] != 0,
                       header[6] != 0,
-                      std::string(text, size > 0 ? size : 0)};
+                      std::string(text, static_cast<std::size_t>(std::max<ssize_t>(size, 0)))};
   }
   close(ends[0]);
   waitpid(child, nullptr, 0);
