@@ -6,8 +6,8 @@
 #include <string>
 
 #include "streaming/manifest/ManifestReader.h"
-#include "streaming/playback/BodyFetch.h"
-#include "streaming/playback/PlainResource.h"
+#include "streaming/playback/loading/BodyFetch.h"
+#include "streaming/playback/resource/PlainResource.h"
 #include "streaming/transfer/Transfer.h"
 
 namespace streaming {

@@ -9,8 +9,8 @@
 #include <string>
 
 #include "streaming/playback/HandlerSlot.h"
-#include "streaming/playback/PieceShelf.h"
 #include "streaming/playback/PresentationPlayback.h"
+#include "streaming/playback/feeding/PieceShelf.h"
 #include "streaming/timeline/KnownTimeline.h"
 
 namespace streaming {

@@ -5,11 +5,11 @@
 #include <memory>
 #include <optional>
 
-#include "streaming/playback/FeederHost.h"
-#include "streaming/playback/ManifestLoader.h"
 #include "streaming/playback/PlaybackState.h"
-#include "streaming/playback/TrackFeeder.h"
 #include "streaming/playback/TransferRecord.h"
+#include "streaming/playback/feeding/FeederHost.h"
+#include "streaming/playback/feeding/TrackFeeder.h"
+#include "streaming/playback/loading/ManifestLoader.h"
 
 namespace streaming {
 

@@ -107,9 +107,8 @@ void eraseAbsentTracks(std::vector<Track>& tracks,
     }
     return picture.isAbsent();
   });
-  std::erase_if(tracks, [&](const Track& track) {
-    return track.isWithinPicture && sound.isAbsent();
-  });
+  std::erase_if(tracks,
+                [&](const Track& track) { return track.isWithinPicture && sound.isAbsent(); });
 }
 
 TrackSelection defaultSelection(const std::vector<Track>& tracks) {

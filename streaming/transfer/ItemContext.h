@@ -8,13 +8,13 @@
 
 #include <curl/curl.h>
 
-#include "streaming/transfer/CurlLoop.h"
 #include "streaming/transfer/DiskCache.h"
 #include "streaming/transfer/ItemCounters.h"
 #include "streaming/transfer/ItemSetup.h"
-#include "streaming/transfer/NetworkReach.h"
 #include "streaming/transfer/TransferBounds.h"
 #include "streaming/transfer/TransferThread.h"
+#include "streaming/transfer/http/CurlLoop.h"
+#include "streaming/transfer/http/NetworkReach.h"
 
 namespace streaming {
 

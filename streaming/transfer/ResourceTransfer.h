@@ -8,11 +8,11 @@
 #include <string_view>
 
 #include "streaming/transfer/DiskCache.h"
-#include "streaming/transfer/HTTPFetch.h"
 #include "streaming/transfer/HeldBody.h"
 #include "streaming/transfer/ItemContext.h"
 #include "streaming/transfer/ItemSetup.h"
 #include "streaming/transfer/Transfer.h"
+#include "streaming/transfer/http/HTTPFetch.h"
 
 namespace streaming {
 

@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
-#include "streaming/playback/ReloadTimer.h"
-#include "streaming/playback/ServerClock.h"
 #include "streaming/playback/TransferRecord.h"
+#include "streaming/playback/loading/ReloadTimer.h"
+#include "streaming/playback/loading/ServerClock.h"
 #include "tests/streaming/playback/ScriptedTransfers.h"
 
 namespace streaming::test {

@@ -10,8 +10,8 @@
 #include <gtest/gtest.h>
 
 #include "streaming/foundation/URL.h"
-#include "streaming/transfer/NetworkReach.h"
 #include "streaming/transfer/TransferService.h"
+#include "streaming/transfer/http/NetworkReach.h"
 #include "tests/streaming/transfer/ScriptedServer.h"
 #include "tests/streaming/transfer/TransferClient.h"
 #include "tests/support/TemporaryFolder.h"

@@ -1,0 +1,92 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "streaming/manifest/ManifestReader.h"
+#include "streaming/manifest/dash/DASHSegmentInfo.h"
+
+namespace streaming {
+
+/// Reads the elements of one MPD into a presentation. Work and memory are bounded by limits on the
+/// numbers of elements and on the length of what representations inherit.
+class DASHManifest {
+ public:
+  DASHManifest(pugi::xml_node root, const ManifestOrigin& origin);
+  /// Null: there is no period with something to play.
+  std::shared_ptr<Presentation> read();
+
+ private:
+  struct PeriodContext {
+    double start = 0;
+    std::optional<double> duration;
+    std::uint64_t discontinuity = 0;
+    std::string prefix;  // of the identifiers of its representations
+    DASHSegmentInfo info;
+    std::vector<std::string> bases;
+  };
+  struct SetContext {
+    pugi::xml_node node;
+    std::string id;
+    DASHSegmentInfo info;
+    std::vector<std::string> bases;
+    std::vector<Protection> protections;
+    // What would have to be looked for among all children of the set.
+    std::vector<pugi::xml_node> protectionNodes;
+    std::optional<MediaKind> componentKind;
+    bool hasUnknownEncryption = false;
+  };
+  /// An adaptation set as it was read.
+  struct ReadSet {
+    Track track;
+    std::vector<Track> captions;  // within the picture
+    std::string id;
+    std::vector<std::string> partners;  // sets that are switched to, or scanned by this one
+    bool isKeyFramesOnly = false;
+  };
+
+  void _readHead(Presentation& presentation);
+  void _readReload(Presentation& presentation);
+  void _readClocks(Presentation& presentation) const;
+  std::vector<pugi::xml_node> _periodNodes() const;
+  void _readPeriods(Presentation& presentation);
+  void _readPeriod(pugi::xml_node node, PeriodContext context,
+                   const std::vector<std::string>& bases, Presentation& presentation);
+  std::string _reference(std::string_view reference) const;
+
+  std::vector<Track> _readTracks(pugi::xml_node period, const PeriodContext& context);
+  std::optional<ReadSet> _readSet(pugi::xml_node node, const PeriodContext& period,
+                                  std::size_t number);
+  void _readRepresentations(const SetContext& set, const PeriodContext& period, ReadSet& read);
+
+  std::shared_ptr<Representation> _representation(const SetContext& set, pugi::xml_node node,
+                                                  const PeriodContext& period);
+  std::string _uniqueID(std::string id);
+  void _locate(const DASHSegmentInfo& info, std::vector<std::string> bases,
+               const PeriodContext& period, std::string_view identifier,
+               std::shared_ptr<const std::vector<SegmentKeyPeriod>> keys,
+               Representation& representation);
+  bool _isComplete(const SegmentTiming& timing, const DASHSegmentInfo& info,
+                   const PeriodContext& period) const;
+  std::shared_ptr<const Initialization> _initialization(const DASHSegmentInfo& info,
+                                                        const std::vector<std::string>& bases,
+                                                        std::string_view identifier,
+                                                        std::uint64_t bandwidth) const;
+
+  const pugi::xml_node _root;
+  const ManifestOrigin& _origin;
+  const std::shared_ptr<const std::string> _queryFrom;  // null: no query is passed on
+  bool _isLive = false;
+  bool _isReloaded = false;
+  std::optional<platform::Date> _availabilityStart;
+  std::optional<double> _timeShiftDepth;
+  double _longestSegment = 0;
+  std::map<std::string, unsigned, std::less<>> _identifiers;  // of representations
+  std::size_t _textBudget;                                    // bytes of URLs that may be kept
+};
+
+}  // namespace streaming

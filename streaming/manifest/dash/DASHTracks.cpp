@@ -1,0 +1,206 @@
+// How adaptation sets become tracks.
+
+#include <algorithm>
+#include <functional>
+#include <map>
+#include <utility>
+
+#include "streaming/manifest/dash/DASHManifest.h"
+#include "streaming/manifest/dash/DASHSets.h"
+
+namespace streaming {
+namespace {
+
+constexpr std::size_t kMostSets = 500;
+constexpr std::size_t kMostRepresentations = 500;
+constexpr std::size_t kMostPartners = 64;
+constexpr std::string_view kSwitching = "urn:mpeg:dash:adaptation-set-switching:2016";
+
+const char* nameOf(MediaKind kind) {
+  if (kind == MediaKind::Video) return "video";
+  return kind == MediaKind::Audio ? "audio" : "text";
+}
+
+std::string_view codecFamily(const Track& track) {
+  const auto& codecs = track.representations.front()->codecs;
+  if (codecs.empty()) return {};
+  return std::string_view(codecs.front()).substr(0, codecs.front().find('.'));
+}
+
+/// The same in each period, so that a selection survives into the next one.
+std::string trackIDOf(const Track& track) {
+  std::string id = nameOf(track.kind);
+  if (!track.language.empty()) id += ':' + track.language;
+  if (!track.name.empty()) id += ':' + track.name;
+  for (const std::string& each : track.characteristics) id += ':' + each;
+  if (const auto codec = codecFamily(track); track.kind == MediaKind::Audio && !codec.empty())
+    id.append(":").append(codec);
+  return id;
+}
+
+/// The identifiers of the tracks of a period.
+class TrackNames {
+ public:
+  /// `id`, or with a number behind it.
+  std::string unique(const std::string& id) {
+    const auto [known, isNew] = _counts.try_emplace(id, 1);
+    if (isNew) return id;
+    std::string name;
+    do name = id + '#' + std::to_string(++known->second);
+    while (!_counts.try_emplace(name, 1).second);
+    return name;
+  }
+  /// False: there is one already.
+  bool add(const std::string& id) { return _counts.try_emplace(id, 1).second; }
+
+ private:
+  std::map<std::string, unsigned, std::less<>> _counts;
+};
+
+bool isListed(const std::vector<std::string>& names, const std::string& name) {
+  return !name.empty() && std::find(names.begin(), names.end(), name) != names.end();
+}
+
+void addRepresentations(const Track& from, Track& to) {
+  to.representations.insert(to.representations.end(), from.representations.begin(),
+                            from.representations.end());
+}
+
+/// The sound that is in the segments of a picture is a track of its own.
+void addSoundWithin(std::string_view language, std::vector<Track>& tracks) {
+  bool isWithin = false;
+  for (const Track& track : tracks) {
+    if (track.kind == MediaKind::Audio) return;
+    for (const auto& each : track.representations) isWithin = isWithin || each->carriesSound;
+  }
+  if (!isWithin) return;
+  Track sound;
+  sound.kind = MediaKind::Audio;
+  sound.id = "audio";
+  sound.language = language;
+  sound.isWithinPicture = true;
+  tracks.push_back(std::move(sound));
+}
+
+/// The values of a property, divided at `separator`.
+std::vector<std::string> partnersOf(pugi::xml_node set, std::string_view element,
+                                    std::string_view scheme, char separator) {
+  std::vector<std::string> partners;
+  for (const pugi::xml_node property : childrenOf(set, element)) {
+    const std::string_view told = attributeOf(property, "schemeIdUri");
+    if (scheme.empty() ? !isTrickModeScheme(told) : told != scheme) continue;
+    std::string_view value = attributeOf(property, "value");
+    while (!value.empty() && partners.size() < kMostPartners) {
+      const auto end = std::min(value.find(separator), value.size());
+      partners.emplace_back(value.substr(0, end));
+      value.remove_prefix(std::min(end + 1, value.size()));
+    }
+  }
+  return partners;
+}
+
+}  // namespace
+
+std::vector<Track> DASHManifest::_readTracks(pugi::xml_node period, const PeriodContext& context) {
+  std::vector<ReadSet> sets;
+  std::string soundLanguage;
+  std::size_t number = 0;
+  for (const pugi::xml_node node : childrenOf(period, "AdaptationSet")) {
+    if (number == kMostSets) break;
+    auto read = _readSet(node, context, number++);
+    if (!read) continue;
+    if (soundLanguage.empty() && read->track.kind == MediaKind::Video)
+      soundLanguage = languageWithin(node, "audio");
+    // Sets between which a player may switch without a break are one track.
+    const auto partner = std::find_if(sets.begin(), sets.end(), [&](const ReadSet& each) {
+      return each.isKeyFramesOnly == read->isKeyFramesOnly && !read->isKeyFramesOnly &&
+             (isListed(each.partners, read->id) || isListed(read->partners, each.id)) &&
+             each.track.kind == read->track.kind && each.track.language == read->track.language &&
+             codecFamily(each.track) == codecFamily(read->track);
+    });
+    if (partner != sets.end())
+      addRepresentations(read->track, partner->track);
+    else
+      sets.push_back(*std::move(read));
+  }
+  // Key frames for scanning belong to the picture that they are of.
+  for (const ReadSet& frames : sets) {
+    if (!frames.isKeyFramesOnly) continue;
+    ReadSet* picture = nullptr;
+    for (ReadSet& each : sets) {
+      if (each.isKeyFramesOnly || each.track.kind != frames.track.kind) continue;
+      const bool isMeant = isListed(frames.partners, each.id);
+      if (!picture || isMeant) picture = &each;
+      if (isMeant) break;
+    }
+    if (picture) addRepresentations(frames.track, picture->track);
+  }
+  std::vector<Track> tracks;
+  TrackNames names;
+  for (ReadSet& each : sets) {
+    if (each.isKeyFramesOnly) continue;
+    // One announces the captions of all.
+    for (Track& captions : each.captions)
+      if (names.add(captions.id)) tracks.push_back(std::move(captions));
+    std::stable_sort(each.track.representations.begin(), each.track.representations.end(),
+                     [](const auto& a, const auto& b) {
+                       return std::pair(a->isKeyFramesOnly, a->bandwidth) <
+                              std::pair(b->isKeyFramesOnly, b->bandwidth);
+                     });
+    each.track.id = names.unique(trackIDOf(each.track));
+    tracks.push_back(std::move(each.track));
+  }
+  addSoundWithin(soundLanguage, tracks);
+  return tracks;
+}
+
+std::optional<DASHManifest::ReadSet> DASHManifest::_readSet(pugi::xml_node node,
+                                                            const PeriodContext& period,
+                                                            std::size_t number) {
+  const EssentialUse use = essentialUse(node);
+  if (use == EssentialUse::LeaveOut) return std::nullopt;
+  ReadSet read;
+  read.id = attributeOf(node, "id").substr(0, kLongestDASHName);
+  read.isKeyFramesOnly = use == EssentialUse::KeyFramesOnly;
+  read.partners = read.isKeyFramesOnly ? partnersOf(node, "EssentialProperty", {}, ' ')
+                                       : partnersOf(node, "SupplementalProperty", kSwitching, ',');
+  SetContext set;
+  set.node = node;
+  set.id = read.id.empty() ? "set-" + std::to_string(number) : read.id;
+  set.info = period.info;
+  set.info.read(node, period.duration);
+  set.bases = baseURLs(node, period.bases);
+  set.protectionNodes = protectionNodesOf(node);
+  set.protections = protectionsOf(set.protectionNodes);
+  set.hasUnknownEncryption = hasUnknownSegmentEncryption(set.protectionNodes);
+  set.componentKind = dashComponentKind(node);
+  _readRepresentations(set, period, read);
+  if (read.track.representations.empty()) return std::nullopt;
+  readTrackMeaning(node, read.track);
+  if (read.track.kind == MediaKind::Video && !read.isKeyFramesOnly)
+    read.captions = captionTracks(node);
+  return read;
+}
+
+void DASHManifest::_readRepresentations(const SetContext& set, const PeriodContext& period,
+                                        ReadSet& read) {
+  const bool hasComponents = hasPictureAndSoundComponents(set.node);
+  std::optional<MediaKind> kind;
+  for (const pugi::xml_node node : childrenOf(set.node, "Representation")) {
+    if (read.track.representations.size() == kMostRepresentations) break;
+    const EssentialUse use = essentialUse(node);
+    const auto ownKind = dashMediaKind(set.node, node, set.componentKind);
+    if (use == EssentialUse::LeaveOut || !ownKind || (kind && *kind != *ownKind)) continue;
+    auto representation = _representation(set, node, period);
+    if (!representation) continue;
+    kind = ownKind;
+    representation->isKeyFramesOnly = read.isKeyFramesOnly || use == EssentialUse::KeyFramesOnly;
+    if (*kind == MediaKind::Text) representation->textForm = dashTextForm(*representation);
+    representation->carriesSound = *kind == MediaKind::Video &&
+                                   (hasComponents || holdsPictureAndSound(representation->codecs));
+    read.track.representations.push_back(std::move(representation));
+  }
+  if (kind) read.track.kind = *kind;
+}
+
+}  // namespace streaming

@@ -1,0 +1,105 @@
+#include "streaming/manifest/dash/XMLTree.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "streaming/foundation/Text.h"
+#include "streaming/manifest/TimeText.h"
+
+namespace streaming {
+namespace {
+
+constexpr int kDeepest = 64;
+constexpr std::size_t kMostNodes = 500'000;
+
+/// Attributes of one element; each of them is looked for by its name.
+constexpr std::ptrdiff_t kMostAttributes = 128;
+
+/// Counts without recursion.
+struct LimitWalker final : pugi::xml_tree_walker {
+  std::size_t nodes = 0;
+  bool isBeyond = false;
+  bool for_each(pugi::xml_node& node) override {
+    const auto attributes = node.attributes();
+    isBeyond = ++nodes > kMostNodes || depth() > kDeepest ||
+               std::distance(attributes.begin(), attributes.end()) > kMostAttributes;
+    return !isBeyond;
+  }
+};
+
+constexpr const char* kTooMuch = "It has too many elements, or too many within each other.";
+
+std::string_view localName(std::string_view name) {
+  const auto colon = name.find(':');
+  return colon == name.npos ? name : name.substr(colon + 1);
+}
+
+}  // namespace
+
+std::optional<std::string> XMLTree::load(std::string_view text, pugi::xml_document& document) {
+  // Each element has at most two tags. What is counted here has not taken any memory yet.
+  if (static_cast<std::size_t>(std::count(text.begin(), text.end(), '<')) > 2 * kMostNodes)
+    return kTooMuch;
+  const auto result = document.load_buffer(text.data(), text.size(), pugi::parse_default);
+  if (!result) return std::string("It is not well-formed: ") + result.description() + '.';
+  return isWithinLimits(document) ? std::nullopt : std::optional<std::string>(kTooMuch);
+}
+
+bool XMLTree::isWithinLimits(pugi::xml_document& document) {
+  LimitWalker walker;
+  document.traverse(walker);
+  return !walker.isBeyond;
+}
+
+bool isNamed(pugi::xml_node node, std::string_view name) {
+  return node.type() == pugi::node_element && localName(node.name()) == name;
+}
+
+pugi::xml_node childOf(pugi::xml_node node, std::string_view name) {
+  for (const pugi::xml_node child : node.children())
+    if (isNamed(child, name)) return child;
+  return {};
+}
+
+std::vector<pugi::xml_node> childrenOf(pugi::xml_node node, std::string_view name) {
+  std::vector<pugi::xml_node> children;
+  for (const pugi::xml_node child : node.children())
+    if (isNamed(child, name)) children.push_back(child);
+  return children;
+}
+
+std::string_view attributeOf(pugi::xml_node node, std::string_view name) {
+  for (const pugi::xml_attribute each : node.attributes())
+    if (localName(each.name()) == name) return each.value();
+  return {};
+}
+
+bool hasAttribute(pugi::xml_node node, std::string_view name) {
+  for (const pugi::xml_attribute each : node.attributes())
+    if (localName(each.name()) == name) return true;
+  return false;
+}
+
+std::string textOf(pugi::xml_node node) {
+  std::string text;
+  for (const pugi::xml_node child : node.children())
+    if (child.type() == pugi::node_pcdata || child.type() == pugi::node_cdata)
+      text += child.value();
+  return std::string(trimmed(text));
+}
+
+std::optional<double> xmlNumber(pugi::xml_node node, std::string_view name) {
+  const auto value = numberFrom(trimmed(attributeOf(node, name)));
+  return value && *value >= 0 ? value : std::nullopt;
+}
+
+std::optional<std::uint64_t> xmlInteger(pugi::xml_node node, std::string_view name) {
+  return numberOf(trimmed(attributeOf(node, name)));
+}
+
+std::optional<double> xmlDuration(pugi::xml_node node, std::string_view name) {
+  const auto value = durationFrom(trimmed(attributeOf(node, name)));
+  return value && *value >= 0 ? value : std::nullopt;
+}
+
+}  // namespace streaming

@@ -1,0 +1,285 @@
+#include "streaming/manifest/hls/HLSMultivariant.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/media/MediaFacts.h"
+#include "streaming/foundation/Text.h"
+#include "streaming/foundation/URL.h"
+#include "streaming/manifest/CodecNames.h"
+
+namespace streaming {
+namespace {
+
+/// Of variants, and of renditions.
+constexpr std::size_t kMost = 500;
+
+struct Characteristic {
+  std::string_view name;
+  std::string_view meaning;
+};
+constexpr Characteristic kCharacteristics[] = {
+    {"public.accessibility.describes-video", platform::kMediaOptionDescribesVideo},
+    {"public.accessibility.transcribes-spoken-dialog", platform::kMediaOptionTranscribes},
+    {"public.accessibility.describes-music-and-sound", platform::kMediaOptionHardOfHearing},
+};
+
+bool isSoundOnly(const Representation& variant) {
+  return variant.height == 0 && !variant.codecs.empty() &&
+         std::all_of(variant.codecs.begin(), variant.codecs.end(),
+                     [](const auto& codec) { return isSoundCodec(codec); });
+}
+
+bool namesSound(const Representation& variant) {
+  return variant.codecs.empty() ||
+         std::any_of(variant.codecs.begin(), variant.codecs.end(),
+                     [](const auto& codec) { return isSoundCodec(codec); });
+}
+
+void readResolution(std::string_view text, Representation& variant) {
+  const auto cross = text.find_first_of("xX");
+  if (cross == text.npos) return;
+  const auto width = numberOf(text.substr(0, cross));
+  const auto height = numberOf(text.substr(cross + 1));
+  constexpr std::uint64_t kLargest = 65536;
+  if (!width || !height || *width > kLargest || *height > kLargest) return;
+  variant.width = static_cast<int>(*width);
+  variant.height = static_cast<int>(*height);
+}
+
+}  // namespace
+
+void HLSMultivariant::addTag(std::string_view name, std::string_view value) {
+  if (name == "EXT-X-STREAM-INF") {
+    _isMultivariant = true;
+    _next = _variant(HLSAttributes(value));
+  } else if (name == "EXT-X-I-FRAME-STREAM-INF") {
+    _isMultivariant = true;
+    const HLSAttributes attributes(value);
+    const auto url = _resolved(attributes.text("URI"));
+    if (!url) return;
+    auto variant = _variant(attributes);
+    variant->isKeyFramesOnly = true;
+    variant->playlistURL = *url;
+    _keep(std::move(variant));
+  } else if (name == "EXT-X-MEDIA") {
+    _isMultivariant = true;
+    _addRendition(HLSAttributes(value));
+  } else if (name == "EXT-X-START") {
+    _startOffset = HLSAttributes(value).number("TIME-OFFSET");
+  }
+}
+
+void HLSMultivariant::addURI(std::string_view reference) {
+  auto variant = std::exchange(_next, nullptr);
+  const auto url = variant ? _resolved(reference) : std::nullopt;
+  if (!url) return;
+  variant->playlistURL = *url;
+  _keep(std::move(variant));
+}
+
+std::optional<std::string> HLSMultivariant::_resolved(std::string_view reference) const {
+  auto url = resolveURL(_origin.url, reference);
+  if (url && _origin.inheritsQuery) url = withQueryOf(_origin.url, *url);
+  return url;
+}
+
+std::shared_ptr<Representation> HLSMultivariant::_variant(const HLSAttributes& attributes) const {
+  auto variant = std::make_shared<Representation>();
+  variant->bandwidth = std::max(0.0, attributes.number("BANDWIDTH").value_or(0));
+  variant->averageBandwidth = std::max(0.0, attributes.number("AVERAGE-BANDWIDTH").value_or(0));
+  variant->frameRate = std::max(0.0, attributes.number("FRAME-RATE").value_or(0));
+  variant->codecs = partsOfList(attributes.text("CODECS"));
+  readResolution(attributes.text("RESOLUTION"), *variant);
+  variant->audioGroup = attributes.text("AUDIO");
+  variant->textGroup = attributes.text("SUBTITLES");
+  return variant;
+}
+
+/// The same URI twice is one variant, unless other sounds go with it.
+void HLSMultivariant::_keep(std::shared_ptr<Representation> variant) {
+  if (_variants.size() == kMost) return;
+  variant->id = variant->playlistURL;
+  if (!variant->audioGroup.empty()) variant->id += ' ' + variant->audioGroup;
+  const bool isKnown = std::any_of(_variants.begin(), _variants.end(),
+                                   [&](const auto& each) { return each->id == variant->id; });
+  if (!isKnown) _variants.push_back(std::move(variant));
+}
+
+void HLSMultivariant::_addRendition(const HLSAttributes& attributes) {
+  if (_renditions.size() == kMost) return;
+  Rendition rendition;
+  rendition.type = attributes.text("TYPE");
+  rendition.group = attributes.text("GROUP-ID");
+  rendition.channels = attributes.text("CHANNELS");
+  if (const auto reference = attributes.find("URI"))
+    rendition.url = _resolved(*reference).value_or("");
+  Track& track = rendition.track;
+  track.name = attributes.text("NAME");
+  track.language = attributes.text("LANGUAGE");
+  track.isForced = attributes.isYes("FORCED");
+  track.isDefault = attributes.isYes("DEFAULT");
+  if (rendition.type == "CLOSED-CAPTIONS") {
+    const std::string channel = attributes.text("INSTREAM-ID");
+    if (channel.size() != 3 || !channel.starts_with("CC") || channel[2] < '1' || channel[2] > '4')
+      return;
+    track.captionChannel = channel;
+  }
+  for (const std::string& each : partsOfList(attributes.text("CHARACTERISTICS"))) {
+    const auto known =
+        std::find_if(std::begin(kCharacteristics), std::end(kCharacteristics),
+                     [&](const Characteristic& meaning) { return meaning.name == each; });
+    track.characteristics.emplace_back(known == std::end(kCharacteristics) ? std::string_view(each)
+                                                                           : known->meaning);
+  }
+  if (!track.isDefault && attributes.find("AUTOSELECT") == "NO")
+    track.characteristics.emplace_back(platform::kMediaOptionAuxiliary);
+  _renditions.push_back(std::move(rendition));
+}
+
+/// Its sound is not, or not only, in renditions with playlists of their own.
+bool HLSMultivariant::_hasSoundOfItsOwn(const Representation& variant) const {
+  if (!namesSound(variant)) return false;
+  bool hasGroup = false;
+  for (const Rendition& each : _renditions) {
+    if (each.type != "AUDIO" || each.group != variant.audioGroup) continue;
+    if (each.url.empty()) return true;
+    hasGroup = true;
+  }
+  return !hasGroup;
+}
+
+void HLSMultivariant::_addPicture(std::vector<Track>& tracks) {
+  Track picture;
+  picture.kind = MediaKind::Video;
+  picture.id = "video";
+  for (const auto& variant : _variants) {
+    if (isSoundOnly(*variant)) continue;
+    variant->carriesSound = !variant->isKeyFramesOnly && _hasSoundOfItsOwn(*variant);
+    picture.representations.push_back(variant);
+  }
+  std::stable_sort(picture.representations.begin(), picture.representations.end(),
+                   [](const auto& a, const auto& b) { return a->bandwidth < b->bandwidth; });
+  if (!picture.representations.empty()) tracks.push_back(std::move(picture));
+}
+
+bool HLSMultivariant::_isUsed(const Rendition& rendition) const {
+  return std::any_of(_variants.begin(), _variants.end(), [&](const auto& each) {
+    return each->audioGroup == rendition.group && !each->isKeyFramesOnly;
+  });
+}
+
+/// The sound that no rendition describes.
+void HLSMultivariant::_addSound(std::vector<Track>& tracks) const {
+  const bool hasRenditions =
+      std::any_of(_renditions.begin(), _renditions.end(),
+                  [this](const auto& each) { return each.type == "AUDIO" && _isUsed(each); });
+  if (hasRenditions) return;
+  Track sound;
+  sound.kind = MediaKind::Audio;
+  sound.id = "audio";
+  const bool hasPicture = !tracks.empty();
+  for (const auto& variant : _variants) {
+    if (hasPicture && variant->carriesSound) sound.isWithinPicture = true;
+    if (!hasPicture) sound.representations.push_back(variant);
+  }
+  std::stable_sort(sound.representations.begin(), sound.representations.end(),
+                   [](const auto& a, const auto& b) { return a->bandwidth < b->bandwidth; });
+  if (sound.isWithinPicture || !sound.representations.empty()) tracks.push_back(std::move(sound));
+}
+
+/// Codecs of texts stand among those of the variants that go with them.
+TextForm HLSMultivariant::_textForm(const std::string& group) const {
+  for (const auto& variant : _variants)
+    if (variant->textGroup == group)
+      for (const std::string& codec : variant->codecs)
+        if (isTextCodec(codec)) return TextForm::MP4;
+  return TextForm::WebVTT;
+}
+
+std::vector<std::string> HLSMultivariant::_soundCodecs(const std::string& group) const {
+  std::vector<std::string> codecs;
+  for (const auto& variant : _variants) {
+    if (variant->audioGroup != group) continue;
+    for (const std::string& codec : variant->codecs)
+      if (isSoundCodec(codec)) codecs.push_back(codec);
+    break;
+  }
+  return codecs;
+}
+
+/// Renditions of one name and language in several groups are one track.
+void HLSMultivariant::_addRenditions(std::string_view type, MediaKind kind,
+                                     std::vector<Track>& tracks) const {
+  for (const Rendition& each : _renditions) {
+    if (each.type != type || (kind == MediaKind::Text && each.url.empty())) continue;
+    std::string id = (kind == MediaKind::Audio ? "audio:" : "text:") + each.track.language + ':' +
+                     each.track.name;
+    if (each.track.isForced) id += ":forced";
+    auto track = std::find_if(tracks.begin(), tracks.end(),
+                              [&](const Track& known) { return known.id == id; });
+    if (track == tracks.end()) {
+      tracks.push_back(each.track);
+      track = std::prev(tracks.end());
+      track->kind = kind;
+      track->id = id;
+    }
+    if (each.url.empty()) {
+      _addWithinVariants(each, *track, tracks.front().kind == MediaKind::Video);
+      continue;
+    }
+    track->isWithinPicture = false;
+    auto representation = std::make_shared<Representation>();
+    representation->id = each.url + ' ' + each.group;
+    representation->playlistURL = each.url;
+    representation->group = each.group;
+    if (kind == MediaKind::Text)
+      representation->textForm = _textForm(each.group);
+    else
+      representation->codecs = _soundCodecs(each.group);
+    const bool isKnown =
+        std::any_of(track->representations.begin(), track->representations.end(),
+                    [&](const auto& known) { return known->id == representation->id; });
+    if (!isKnown) track->representations.push_back(std::move(representation));
+  }
+}
+
+/// A rendition without a URI is in the segments of the variants of its group.
+void HLSMultivariant::_addWithinVariants(const Rendition& rendition, Track& track,
+                                         bool hasPicture) const {
+  if (hasPicture) {
+    // Whether it is there only is known when all renditions have been seen.
+    track.isWithinPicture = track.representations.empty();
+    return;
+  }
+  auto& known = track.representations;
+  for (const auto& variant : _variants) {
+    if (variant->audioGroup == rendition.group &&
+        std::find(known.begin(), known.end(), variant) == known.end())
+      known.push_back(variant);
+  }
+}
+
+std::shared_ptr<const Presentation> HLSMultivariant::finish() {
+  if (_variants.empty()) return nullptr;
+  auto presentation = std::make_shared<Presentation>();
+  presentation->startOffset = _startOffset;
+  Period& period = presentation->periods.emplace_back();
+  _addPicture(period.tracks);
+  _addSound(period.tracks);
+  _addRenditions("AUDIO", MediaKind::Audio, period.tracks);
+  _addRenditions("SUBTITLES", MediaKind::Text, period.tracks);
+  for (const Rendition& each : _renditions) {
+    if (each.track.captionChannel.empty()) continue;
+    Track captions = each.track;
+    captions.kind = MediaKind::Text;
+    captions.id = captions.captionChannel;
+    const bool isKnown = std::any_of(period.tracks.begin(), period.tracks.end(),
+                                     [&](const Track& known) { return known.id == captions.id; });
+    if (!isKnown) period.tracks.push_back(std::move(captions));
+  }
+  if (period.tracks.empty()) return nullptr;
+  return presentation;
+}
+
+}  // namespace streaming

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "streaming/manifest/ManifestReader.h"
+#include "streaming/manifest/hls/HLSLines.h"
+
+namespace streaming {
+
+/// Reads a multivariant playlist, tag by tag, into a presentation.
+class HLSMultivariant {
+ public:
+  explicit HLSMultivariant(const ManifestOrigin& origin) : _origin(origin) {}
+
+  void addTag(std::string_view name, std::string_view value);
+  void addURI(std::string_view reference);
+
+  /// A tag of a multivariant playlist has come.
+  bool isMultivariant() const { return _isMultivariant; }
+  /// After the last line; null without a variant.
+  std::shared_ptr<const Presentation> finish();
+
+ private:
+  struct Rendition {
+    std::string type;  // "AUDIO"
+    std::string group;
+    std::string url;  // empty: within the variant
+    std::string channels;
+    Track track;
+  };
+  using Variants = std::vector<std::shared_ptr<Representation>>;
+
+  std::optional<std::string> _resolved(std::string_view reference) const;
+  void _addRendition(const HLSAttributes& attributes);
+  std::shared_ptr<Representation> _variant(const HLSAttributes& attributes) const;
+  void _keep(std::shared_ptr<Representation> variant);
+  bool _hasSoundOfItsOwn(const Representation& variant) const;
+  void _addPicture(std::vector<Track>& tracks);
+  void _addSound(std::vector<Track>& tracks) const;
+  void _addRenditions(std::string_view type, MediaKind kind, std::vector<Track>& tracks) const;
+  void _addWithinVariants(const Rendition& rendition, Track& track, bool hasPicture) const;
+  /// A variant goes with it.
+  bool _isUsed(const Rendition& rendition) const;
+  TextForm _textForm(const std::string& group) const;
+  std::vector<std::string> _soundCodecs(const std::string& group) const;
+
+  const ManifestOrigin& _origin;
+  bool _isMultivariant = false;
+  std::shared_ptr<Representation> _next;  // whose URI follows
+  Variants _variants;
+  std::vector<Rendition> _renditions;
+  std::optional<double> _startOffset;
+};
+
+}  // namespace streaming

@@ -1,0 +1,119 @@
+#include "streaming/manifest/hls/HLSSegmentIndex.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+namespace streaming {
+namespace {
+
+/// Of sums of durations that playlists round.
+constexpr double kHLSTolerance = 0.001;
+/// A segment with the next number follows only if it begins where the one before ends: segments of
+/// another representation may be numbered in their own way.
+constexpr double kMostGap = 0.25;
+
+}  // namespace
+
+HLSSegmentIndex::HLSSegmentIndex(std::vector<Segment> segments, std::vector<Segment> parts,
+                                 std::optional<Segment> hint, bool isComplete,
+                                 std::uint64_t discontinuityShift)
+    : _segments(std::move(segments)),
+      _parts(std::move(parts)),
+      _hint(std::move(hint)),
+      _isComplete(isComplete),
+      _discontinuityShift(discontinuityShift) {}
+
+const Segment* HLSSegmentIndex::numbered(std::uint64_t number) const {
+  if (_segments.empty() || number < _segments.front().number) return nullptr;
+  const std::uint64_t index = number - _segments.front().number;
+  return index < _segments.size() ? &_segments[static_cast<std::size_t>(index)] : nullptr;
+}
+
+std::optional<Segment> HLSSegmentIndex::_part(std::uint64_t number, std::uint64_t part,
+                                              const Segment& previous) const {
+  const auto found =
+      std::lower_bound(_parts.begin(), _parts.end(), std::pair(number, part),
+                       [](const Segment& each, const auto& wanted) {
+                         return std::pair(each.number, each.part.value_or(0)) < wanted;
+                       });
+  if (found == _parts.end() || found->number != number || found->part != part) return std::nullopt;
+  if (std::abs(found->start - previous.end()) > kMostGap) return std::nullopt;
+  return *found;
+}
+
+bool HLSSegmentIndex::_isNext(std::uint64_t number) const {
+  return _segments.empty() || number == _segments.back().number + 1;
+}
+
+/// The first one that begins at `time` or later.
+std::optional<Segment> HLSSegmentIndex::_byTime(double time) const {
+  const auto isEarlier = [](const Segment& segment, double wanted) {
+    return segment.start < wanted;
+  };
+  const auto found =
+      std::lower_bound(_segments.begin(), _segments.end(), time - kMostGap, isEarlier);
+  if (found != _segments.end()) return *found;
+  for (const Segment& part : _parts)
+    if (part.start >= time - kMostGap && _isNext(part.number)) return part;
+  return std::nullopt;
+}
+
+std::optional<Segment> HLSSegmentIndex::at(double time) const {
+  const auto found = std::upper_bound(
+      _segments.begin(), _segments.end(), time + kHLSTolerance,
+      [](double wanted, const Segment& segment) { return wanted < segment.end(); });
+  if (found != _segments.end()) return *found;
+  // At the edge there are parts of a segment that is not there yet.
+  for (const Segment& part : _parts)
+    if (time + kHLSTolerance < part.end() && !numbered(part.number)) return part;
+  return std::nullopt;
+}
+
+std::optional<Segment> HLSSegmentIndex::after(const Segment& previous) const {
+  const std::uint64_t next = previous.number + 1;
+  if (previous.part) {
+    if (auto part = _part(previous.number, *previous.part + 1, previous)) return part;
+    // More parts may come.
+    if (_isNext(previous.number)) return std::nullopt;
+    // The parts that follow are no longer named.
+    const Segment* const whole = numbered(previous.number);
+    if (whole && whole->start <= previous.start + kHLSTolerance &&
+        previous.end() + kMostGap < whole->end())
+      return *whole;
+  }
+  const Segment* const same = numbered(previous.number);
+  const bool isContinued = (same && same->resource == previous.resource &&
+                            same->discontinuity == previous.discontinuity) ||
+                           (_isNext(next) && !_segments.empty() &&
+                            std::abs(_segments.back().end() - previous.end()) <= kMostGap);
+  if (const Segment* const following = numbered(next)) {
+    if (isContinued || std::abs(following->start - previous.end()) <= kMostGap) return *following;
+  } else if (isContinued && _isNext(next)) {
+    Segment end = previous;
+    end.duration = _segments.back().end() - previous.start;
+    return _part(next, 0, end);
+  }
+  // Slid out of the window, numbered anew, or of another representation: the time decides.
+  return _byTime(previous.end());
+}
+
+std::optional<Segment> HLSSegmentIndex::hinted(const Segment& previous) const {
+  if (!_hint || std::abs(_hint->start - previous.end()) > kMostGap) return std::nullopt;
+  const bool isNextPart =
+      _hint->number == previous.number && previous.part && _hint->part == *previous.part + 1;
+  const bool isFirstPart = _hint->number == previous.number + 1 && _hint->part == 0U;
+  return isNextPart || isFirstPart ? _hint : std::nullopt;
+}
+
+std::optional<Segment> HLSSegmentIndex::first(platform::Date) const {
+  if (!_segments.empty()) return _segments.front();
+  return _parts.empty() ? std::nullopt : std::optional(_parts.front());
+}
+
+std::optional<Segment> HLSSegmentIndex::last(platform::Date) const {
+  if (!_parts.empty() && !numbered(_parts.back().number)) return _parts.back();
+  return _segments.empty() ? std::nullopt : std::optional(_segments.back());
+}
+
+}  // namespace streaming

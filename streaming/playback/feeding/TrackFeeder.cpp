@@ -1,0 +1,363 @@
+#include "streaming/playback/feeding/TrackFeeder.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <utility>
+
+#include "streaming/playback/PlaybackErrors.h"
+
+namespace streaming {
+namespace {
+
+/// So many pieces are ahead of what is played, however long or large they are.
+constexpr std::size_t kLeastPieces = 2;
+constexpr std::size_t kMostPiecesAhead = 500;
+/// A segment is tried in so many representations.
+constexpr unsigned kMostAttempts = 3;
+constexpr unsigned kMostLostInARow = 10;
+/// A server that is a little late has the newest segment after some seconds.
+constexpr unsigned kMostDelays = 2;
+constexpr double kLongestDelay = 2;
+
+MonotonicTime::duration feederSeconds(double seconds) {
+  return std::chrono::duration_cast<MonotonicTime::duration>(
+      std::chrono::duration<double>(seconds));
+}
+
+}  // namespace
+
+TrackFeeder::TrackFeeder(FeederHost& host, MediaKind kind, std::shared_ptr<PieceShelf> shelf)
+    : _host(host), _kind(kind), _shelf(std::move(shelf)), _walk(host, kind) {}
+
+void TrackFeeder::setTrack(const std::string& id) {
+  _nextTrack = id;
+  if (id == _track) {
+    _shelf->setTrusted(true);
+    return;
+  }
+  if (id.empty()) {
+    stop();
+    _shelf->clear();
+    _track.clear();
+    return;
+  }
+  if (_track.empty()) {
+    _track = id;
+    _shelf->setTrusted(true);
+    return;
+  }
+  // The reader goes on with what it has until it seeks.
+  _shelf->setTrusted(false);
+  _walk.load(id, _host.position());
+}
+
+TrackFeeder::State TrackFeeder::load(double around) {
+  if (_nextTrack.empty()) return State::Loaded;
+  const auto step = _walk.load(_nextTrack, around);
+  if (step.kind == TrackWalk::Step::Kind::NoRepresentation) return State::Failed;
+  _representation = step.representation;
+  return step.kind == TrackWalk::Step::Kind::Wait ? State::Loading : State::Loaded;
+}
+
+std::optional<platform::Error> TrackFeeder::error() const {
+  return _error ? _error : _walk.error();
+}
+
+void TrackFeeder::stop() {
+  _timer.reset();
+  _cancelFetch();
+  _kept = {};
+  _losses.notBefore.reset();
+  _losses.step.reset();
+  _from.reset();
+  _tail.reset();
+  _isTerminated = false;
+}
+
+void TrackFeeder::pump() {
+  if (_track.empty() || !_host.presentation()) return;
+  if (_kept.fetch && !_shelf->pieceOf(*_kept.piece)) _kept = {};
+  _pumpsAgain = true;
+  if (std::exchange(_isPumping, true)) return;
+  while (std::exchange(_pumpsAgain, false))
+    while (_step()) {
+    }
+  _isPumping = false;
+}
+
+void TrackFeeder::_takeSeek() {
+  const auto seek = _shelf->takeSeek();
+  if (!seek) return;
+  if (_nextTrack != _track) {
+    stop();
+    _shelf->clear();
+    _track = _nextTrack;
+    _representation.reset();
+    _losses.inARow = 0;
+    _losses.hadAny = false;
+  }
+  // A fetch may go on for the new place; which one it is for is known once its segment is.
+  _from = seek;
+  _hint.drop();
+  _losses.notBefore.reset();
+  _tail.reset();
+  _losses.step.reset();
+  _losses.inARow = 0;
+  if (std::exchange(_isTerminated, false)) {
+    _shelf->unterminate();
+    _losses.isKeyRefused = false;
+    _walk.forgive(_track, *seek);
+  }
+}
+
+/// The reader may have jumped to other pieces that are held.
+void TrackFeeder::_followReader() {
+  const auto place = _shelf->readerPlace();
+  if (!place) return;
+  const auto tail = _shelf->lastOfRun(*place);
+  if (tail == _tail) return;
+  _from.reset();
+  _tail = tail;
+  _losses.step.reset();
+  if (_isTerminated) {
+    _shelf->unterminate();
+    _isTerminated = false;
+  }
+  if (_fetch && _fetched != tail) _cancelFetch();
+}
+
+bool TrackFeeder::_step() {
+  _takeSeek();
+  _followReader();
+  if (_isTerminated || (!_tail && !_from)) return false;
+  const bool isElsewhere = _fetch && _from && !_tail;
+  if (_fetch && !isElsewhere) return false;
+  if (_losses.notBefore && _host.tools().source.now() < *_losses.notBefore) return false;
+  _losses.notBefore.reset();
+  _timer.reset();
+  const auto tail = _tail ? _shelf->pieceOf(*_tail) : std::nullopt;
+  TrackWalk::Step step = _walk.next(_track, tail, _from.value_or(0));
+  if (isElsewhere && !_isFetching(step)) _cancelFetch();
+  if (_fetch && !_fetched) return false;
+  switch (step.kind) {
+    case TrackWalk::Step::Kind::Wait:
+      if (tail) _fetchHint(step, *tail);
+      return false;
+    case TrackWalk::Step::Kind::End:
+      _terminate(_losses.hadAny || _losses.inARow == 0 ? TrackPiece::Kind::End
+                                                       : TrackPiece::Kind::Failed);
+      return false;
+    case TrackWalk::Step::Kind::NoRepresentation:
+      if (!_losses.step || _losses.isKeyRefused)
+        _terminate(TrackPiece::Kind::Failed);
+      else
+        _loseSegment();
+      return true;
+    case TrackWalk::Step::Kind::Segment:
+      break;
+  }
+  if (_tail) {
+    if (const auto joined = _shelf->join(*_tail, step.segment)) {
+      _tail = _shelf->lastOfRun(*joined);
+      return true;
+    }
+  } else if (const auto found = _shelf->find(step.segment)) {
+    _from.reset();
+    _tail = _shelf->lastOfRun(*found);
+    _shelf->answerSeek(*found);
+    if (_fetch && _fetched != _tail) _cancelFetch();
+    return true;
+  }
+  if (step.availableFrom && *step.availableFrom > _host.clock().now()) {
+    _waitUntil(*step.availableFrom);
+    return false;
+  }
+  if (!_hasRoom(step)) return false;
+  if (step.segment.isGap) {
+    _addGap(step.segment, step.representation, step.isDiscontinuous);
+    return true;
+  }
+  _fetchPiece(step);
+  return true;
+}
+
+/// Whether the segment that is under way is the one that is wanted after a seek.
+bool TrackFeeder::_isFetching(const TrackWalk::Step& step) const {
+  return step.kind == TrackWalk::Step::Kind::Segment &&
+         std::abs(_fetch->segment().start - step.segment.start) < 1e-3;
+}
+
+bool TrackFeeder::_hasRoom(const TrackWalk::Step& step) {
+  const double bandwidth = step.representation->averageBandwidth > 0
+                               ? step.representation->averageBandwidth
+                               : step.representation->bandwidth;
+  const double bytes = std::clamp(bandwidth * step.segment.duration / 8, 0.0,
+                                  static_cast<double>(SegmentBytes::Limits{}.ahead));
+  // Pieces may be of no length at all.
+  if (_shelf->countAhead() >= kMostPiecesAhead) return false;
+  const bool isNeeded = !_tail || _shelf->countFrom(_host.position()) < kLeastPieces;
+  if (!isNeeded && step.segment.start - _host.position() >= kSecondsAhead) return false;
+  const bool hasBytes = _host.makeRoom(static_cast<std::uint64_t>(bytes));
+  return isNeeded || hasBytes;
+}
+
+void TrackFeeder::_waitUntil(platform::Date date) {
+  const double seconds = date.secondsSince1970 - _host.clock().now().secondsSince1970;
+  const auto& source = _host.tools().source;
+  _timer =
+      _host.tools().source.callAt(source.now() + feederSeconds(std::min(seconds, 86400.0)), [this] {
+        const auto fired = std::move(_timer);
+        pump();
+      });
+}
+
+void TrackFeeder::_fetchPiece(const TrackWalk::Step& step) {
+  const bool isOther = !_representation || _representation->id != step.representation->id;
+  _representation = step.representation;
+  _losses.step = step;
+  _fetched.reset();
+  if (isOther) _host.representationChanged(_kind);
+  PieceFetch::Handlers handlers;
+  handlers.began = [this](TrackPiece piece) { _began(std::move(piece)); };
+  handlers.ended = [this](const std::optional<PieceFetch::Failure>& failure) { _ended(failure); };
+  if ((_fetch = _hint.take(step.segment, handlers))) return _hint.deliver();
+  _fetch = _makeFetch(step.segment, step.representation, std::move(handlers));
+  _fetch->start();
+}
+
+std::unique_ptr<PieceFetch> TrackFeeder::_makeFetch(
+    const Segment& segment, std::shared_ptr<const Representation> representation,
+    PieceFetch::Handlers handlers) {
+  return std::make_unique<PieceFetch>(
+      _host.tools(), segment, std::move(representation),
+      _kind == MediaKind::Text ? TransferKind::Text : TransferKind::Media, std::move(handlers));
+}
+
+/// What follows is not there yet. `step` tells of which representation it is awaited.
+void TrackFeeder::_fetchHint(const TrackWalk::Step& step, const TrackPiece& tail) {
+  const auto index = step.representation ? _host.indexes().index(*step.representation) : nullptr;
+  const auto segment = index ? index->hinted(tail.segment) : std::nullopt;
+  if (!segment || (_representation && _representation->id != step.representation->id)) return;
+  _hint.want(*segment, [&](PieceFetch::Handlers handlers) {
+    return _makeFetch(*segment, step.representation, std::move(handlers));
+  });
+}
+
+void TrackFeeder::_began(TrackPiece piece) {
+  // The times of what was fetched by a hint were estimated.
+  if (_losses.step) piece.segment = _losses.step->segment;
+  piece.isDiscontinuous = (_losses.step && _losses.step->isDiscontinuous) || _losses.wasCutOff;
+  _losses.wasCutOff = false;
+  const TrackPiece copy = piece;
+  _put(std::move(piece));
+  _fetched = _tail;
+  _host.pieceBegan(_kind, copy);
+}
+
+void TrackFeeder::_put(TrackPiece piece) {
+  const auto id = _shelf->add(std::move(piece), _tail);
+  if (!_tail) _shelf->answerSeek(id);
+  _from.reset();
+  _tail = id;
+}
+
+void TrackFeeder::_ended(const std::optional<PieceFetch::Failure>& failure) {
+  auto ended = std::move(_fetch);
+  const auto piece = std::exchange(_fetched, std::nullopt);
+  const bool wasOffered = piece.has_value();
+  if (!failure) {
+    if (ended->isLong() && piece) {
+      _kept.fetch = std::move(ended);
+      _kept.piece = piece;
+    }
+    _losses.hadAny = true;
+    _losses.isKeyRefused = false;
+    _losses.inARow = 0;
+    _losses.attempts = 0;
+    _losses.delays = 0;
+    _losses.step.reset();
+    _walk.picker().readmit();
+    _host.pieceEnded(_kind);
+    return pump();
+  }
+  _error = failure->error;
+  if (!wasOffered && _tryLater(*failure)) return;
+  _host.lost(failure->url, failure->error);
+  if (wasOffered) {
+    // What has come of it is played.
+    _losses.wasCutOff = true;
+    _losses.step.reset();
+    _losses.attempts = 0;
+    if (++_losses.inARow >= kMostLostInARow) _terminate(TrackPiece::Kind::Failed);
+    return pump();
+  }
+  _losses.isKeyRefused = _losses.isKeyRefused || failure->isKey;
+  _walk.picker().exclude(*ended->representation());
+  if (++_losses.attempts >= kMostAttempts && !failure->isKey) _loseSegment();
+  pump();
+}
+
+bool TrackFeeder::_tryLater(const PieceFetch::Failure& failure) {
+  const bool isMissing = failure.error.domain == platform::kURLErrorDomain &&
+                         (failure.error.code == 404 || failure.error.code == 425);
+  if (!isMissing || failure.isKey || _losses.delays >= kMostDelays || !_losses.step) return false;
+  const auto index = _host.indexes().index(*_losses.step->representation);
+  if (!index || index->isComplete()) return false;
+  const auto last = index->last(_host.clock().now());
+  if (!last || last->number > _losses.step->segment.number) return false;
+  ++_losses.delays;
+  const double delay = std::min(kLongestDelay, std::max(0.2, _losses.step->segment.duration / 2));
+  _losses.notBefore = _host.tools().source.now() + feederSeconds(delay);
+  _timer = _host.tools().source.callAt(*_losses.notBefore, [this] {
+    const auto fired = std::move(_timer);
+    pump();
+  });
+  return true;
+}
+
+void TrackFeeder::_loseSegment() {
+  const TrackWalk::Step lost = *std::exchange(_losses.step, std::nullopt);
+  _walk.picker().readmit();
+  _losses.attempts = 0;
+  _losses.delays = 0;
+  if (++_losses.inARow >= kMostLostInARow) return _terminate(TrackPiece::Kind::Failed);
+  _addGap(lost.segment, lost.representation, lost.isDiscontinuous);
+}
+
+void TrackFeeder::_addGap(Segment segment, std::shared_ptr<const Representation> representation,
+                          bool isDiscontinuous) {
+  TrackPiece gap;
+  gap.kind = TrackPiece::Kind::Gap;
+  gap.segment = std::move(segment);
+  gap.representation = std::move(representation);
+  gap.isDiscontinuous = isDiscontinuous;
+  _put(std::move(gap));
+  _host.pieceEnded(_kind);
+}
+
+void TrackFeeder::_terminate(TrackPiece::Kind kind) {
+  TrackPiece piece;
+  piece.kind = kind;
+  if (kind == TrackPiece::Kind::Failed) {
+    piece.error = error();
+    if (!piece.error) {
+      piece.error = mediaError(platform::MediaErrorCode::DecoderNotFound,
+                               "No representation of the track can be played.");
+    }
+  }
+  _isTerminated = true;
+  _losses.step.reset();
+  _shelf->terminate(_tail, std::move(piece));
+  _host.pieceEnded(_kind);
+}
+
+void TrackFeeder::_cancelFetch() {
+  _hint.drop();
+  if (!_fetch) return;
+  _fetch.reset();
+  if (_fetched) _shelf->remove(*_fetched);
+  _fetched.reset();
+}
+
+}  // namespace streaming

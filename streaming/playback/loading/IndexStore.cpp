@@ -1,0 +1,181 @@
+#include "streaming/playback/loading/IndexStore.h"
+
+#include <utility>
+
+#include "streaming/playback/PlaybackErrors.h"
+
+namespace streaming {
+namespace {
+
+/// Where an index lies is a guess at first.
+constexpr std::uint64_t kFirstGuess = std::uint64_t{16} * 1024;
+constexpr std::size_t kMostIndexBytes = std::size_t{8} * 1024 * 1024;
+/// An index may refer to another one.
+constexpr unsigned kMostIndexSteps = 16;
+
+}  // namespace
+
+IndexStore::IndexStore(TransferSource& source, bool inheritsQuery, Handlers handlers)
+    : _source(source), _inheritsQuery(inheritsQuery), _handlers(std::move(handlers)) {}
+
+void IndexStore::adopt(const Representation& representation, const std::string& url,
+                       std::shared_ptr<const MediaPlaylist> playlist) {
+  Entry& entry = _entries[representation.id];
+  entry.url = url;
+  entry.index = playlist->segments;
+  entry.playlist = std::move(playlist);
+  entry.timer = std::make_unique<ReloadTimer>(_source, [this, &entry] { _loadPlaylist(entry); });
+  entry.timer->requested();
+  entry.timer->loaded(entry.playlist->reload, true);
+}
+
+std::shared_ptr<const SegmentIndex> IndexStore::index(const Representation& representation) const {
+  const auto found = _entries.find(representation.id);
+  if (found != _entries.end() && found->second.index) return found->second.index;
+  return representation.segments;
+}
+
+std::shared_ptr<const MediaPlaylist> IndexStore::playlist(
+    const Representation& representation) const {
+  const auto found = _entries.find(representation.id);
+  return found == _entries.end() ? nullptr : found->second.playlist;
+}
+
+std::optional<platform::Error> IndexStore::failure(const Representation& representation) const {
+  const auto found = _entries.find(representation.id);
+  return found == _entries.end() ? std::nullopt : found->second.failure;
+}
+
+void IndexStore::forgive(const Representation& representation) {
+  const auto found = _entries.find(representation.id);
+  if (found != _entries.end()) found->second.failure.reset();
+}
+
+bool IndexStore::isOutdated(const Representation& representation) const {
+  const auto found = _entries.find(representation.id);
+  return found != _entries.end() && found->second.playlist && found->second.timer->isDue();
+}
+
+void IndexStore::want(const std::shared_ptr<const Representation>& representation) {
+  if (representation->segments) return;
+  Entry& entry = _entries[representation->id];
+  if (entry.fetch || entry.index || entry.failure) return;
+  entry.representation = representation;
+  entry.urlIndex = 0;
+  if (!representation->playlistURL.empty()) {
+    entry.url = representation->playlistURL;
+    entry.timer = std::make_unique<ReloadTimer>(_source, [this, &entry] { _loadPlaylist(entry); });
+    _loadPlaylist(entry);
+  } else if (representation->indexedFile) {
+    entry.head.clear();
+    entry.steps = 0;
+    _loadIndex(entry, representation->indexedFile->indexSpan.value_or(ByteSpan{0, kFirstGuess}));
+  } else {
+    entry.failure = networkError(platform::URLErrorCode::BadServerResponse,
+                                 "The representation has no segments.");
+  }
+}
+
+void IndexStore::wantNewer(const std::shared_ptr<const Representation>& representation) {
+  const auto found = _entries.find(representation->id);
+  if (found != _entries.end() && found->second.timer)
+    found->second.timer->want();
+  else
+    _handlers.wantNewerManifest();
+}
+
+std::shared_ptr<const MediaPlaylist> IndexStore::_beside(const Entry& entry) const {
+  for (const auto& [id, other] : _entries)
+    if (&other != &entry && other.playlist) return other.playlist;
+  return nullptr;
+}
+
+void IndexStore::_loadPlaylist(Entry& entry) {
+  entry.timer->requested();
+  std::string url = entry.url;
+  if (const auto& rule = entry.timer->rule()) {
+    if (!rule->url.empty()) url = rule->url;
+    // A server may refuse what a directive asks for, or leave out segments that are not known here.
+    if (!entry.timer->isFailing()) url = reloadURL(url, *rule);
+  }
+  entry.fetch = std::make_unique<BodyFetch>(
+      _source, TransferRequest{std::move(url), TransferKind::Manifest, {}, false},
+      kMostManifestBytes,
+      [this, &entry](FetchResult result) { _playlistCame(entry, std::move(result)); });
+}
+
+void IndexStore::_playlistCame(Entry& entry, FetchResult result) {
+  const auto ended = std::move(entry.fetch);
+  if (const auto* error = std::get_if<platform::Error>(&result))
+    return _fail(entry, entry.url, *error);
+  const auto& body = std::get<FetchedBody>(result);
+  auto read = readMediaPlaylist(body.bytes, {body.head.url, _source.civilTime(), _inheritsQuery},
+                                {_variables, entry.playlist, _beside(entry)});
+  if (const auto* error = std::get_if<platform::Error>(&read))
+    return _fail(entry, body.head.url, *error);
+  auto playlist = std::get<std::shared_ptr<const MediaPlaylist>>(std::move(read));
+  bool isChanged = true;
+  if (entry.playlist && playlist->reload) {
+    const auto before = entry.playlist->segments->last(_source.civilTime());
+    const auto after = playlist->segments->last(_source.civilTime());
+    isChanged = before.has_value() != after.has_value() ||
+                (after && (after->number != before->number || after->part != before->part));
+  }
+  entry.failure.reset();
+  entry.index = playlist->segments;
+  entry.playlist = std::move(playlist);
+  entry.timer->loaded(entry.playlist->reload, isChanged);
+  _handlers.changed();
+}
+
+void IndexStore::_loadIndex(Entry& entry, const ByteSpan& span) {
+  const auto& urls = entry.representation->indexedFile->file.urls;
+  if (entry.urlIndex >= urls.size()) {
+    entry.failure = networkError(platform::URLErrorCode::BadURL, "The file has no address.");
+    return;
+  }
+  entry.fetch = std::make_unique<BodyFetch>(
+      _source, TransferRequest{urls[entry.urlIndex], TransferKind::Index, span, false},
+      kMostIndexBytes,
+      [this, &entry, span](FetchResult result) { _indexCame(entry, span, std::move(result)); });
+}
+
+void IndexStore::_indexCame(Entry& entry, const ByteSpan& span, FetchResult result) {
+  const auto ended = std::move(entry.fetch);
+  const IndexedFile& file = *entry.representation->indexedFile;
+  const std::string url = file.file.urls[entry.urlIndex];
+  if (const auto* error = std::get_if<platform::Error>(&result)) {
+    if (++entry.urlIndex < file.file.urls.size()) return _loadIndex(entry, span);
+    return _fail(entry, url, *error);
+  }
+  std::string& bytes = std::get<FetchedBody>(result).bytes;
+  // What follows on the bytes that are there is read together with them.
+  if (!entry.head.empty() && span.offset == entry.headOffset + entry.head.size()) {
+    entry.head += bytes;
+  } else {
+    entry.head = std::move(bytes);
+    entry.headOffset = span.offset;
+  }
+  auto read = readFileIndex(file, entry.headOffset, entry.head);
+  if (const auto* more = std::get_if<ByteSpan>(&read)) {
+    if (++entry.steps < kMostIndexSteps && entry.head.size() < kMostIndexBytes)
+      return _loadIndex(entry, *more);
+    return _fail(entry, url,
+                 networkError(platform::URLErrorCode::BadServerResponse,
+                              "The index of the file is too long."));
+  }
+  if (const auto* error = std::get_if<platform::Error>(&read)) return _fail(entry, url, *error);
+  entry.head = {};
+  entry.index = std::get<std::shared_ptr<const SegmentIndex>>(std::move(read));
+  _handlers.changed();
+}
+
+void IndexStore::_fail(Entry& entry, const std::string& url, platform::Error error) {
+  _handlers.failed(url, error);
+  if (entry.timer) entry.timer->failed();
+  // A live playlist may come back; what is known of it is played meanwhile.
+  if (!entry.index || !entry.timer || entry.timer->isHopeless()) entry.failure = std::move(error);
+  _handlers.changed();
+}
+
+}  // namespace streaming

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <functional>
+#include <list>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/foundation/Error.h"
+#include "streaming/manifest/Segment.h"
+#include "streaming/playback/SegmentBytes.h"
+#include "streaming/playback/loading/KeyStore.h"
+
+namespace streaming {
+
+/// The initializations of representations, decrypted, each fetched once while it is remembered.
+/// Transfer thread only.
+class InitializationStore {
+ public:
+  InitializationStore(TransferSource& source, KeyStore& keys) : _source(source), _keys(keys) {}
+
+  using Result = std::variant<std::shared_ptr<const SegmentBytes>, platform::Error>;
+  /// `done` may be called at once. Destroying the handle removes it. A failed one is fetched again
+  /// when it is asked for again.
+  std::shared_ptr<void> get(const Initialization& initialization,
+                            std::function<void(const Result&)> done);
+  void clear() { _entries.clear(); }
+
+ private:
+  struct Entry {
+    Resource resource;
+    std::optional<SegmentKey> key;
+    std::size_t urlIndex = 0;
+    ContentKey contentKey;
+    std::shared_ptr<const SegmentBytes> bytes;
+    std::shared_ptr<void> keyRequest;
+    std::unique_ptr<BodyFetch> fetch;
+    std::vector<std::weak_ptr<std::function<void(const Result&)>>> waiting;
+  };
+  using Place = std::list<Entry>::iterator;
+  void _begin(Place place);
+  void _fetch(Place place);
+  void _fetched(Place place, FetchResult result);
+  void _end(Place place, const Result& result);
+
+  TransferSource& _source;
+  KeyStore& _keys;
+  std::list<Entry> _entries;  // the newest first
+};
+
+}  // namespace streaming

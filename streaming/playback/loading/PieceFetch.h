@@ -1,0 +1,108 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/foundation/Error.h"
+#include "streaming/playback/TrackReader.h"
+#include "streaming/playback/loading/InitializationStore.h"
+#include "streaming/playback/loading/KeyStore.h"
+#include "streaming/playback/loading/SegmentDecryptor.h"
+#include "streaming/playback/loading/SpanFilter.h"
+#include "streaming/playback/loading/ThroughputMeter.h"
+#include "streaming/transfer/Transfer.h"
+
+namespace streaming {
+
+/// What the fetches of all tracks share.
+struct FetchTools {
+  TransferSource& source;
+  KeyStore& keys;
+  InitializationStore& initializations;
+  ThroughputMeter& meter;
+};
+
+/// Fetches one segment, its key and its initialization, from the first of its addresses that gives
+/// them. Of a long segment it fetches what its reader is near to, also after it has ended once.
+/// Transfer thread only. Destroying it cancels it, and fails the bytes that are arriving.
+class PieceFetch final : private TransferObserver {
+ public:
+  struct Failure {
+    platform::Error error;
+    std::string url;
+    bool isKey = false;  ///< of the key
+  };
+  struct Handlers {
+    /// The piece can be handed over: its first bytes have come, and its initialization.
+    std::function<void(TrackPiece piece)> began;
+    /// Last, and once. A failure before `began` leaves nothing; afterwards the bytes have failed.
+    /// The fetch may be destroyed from within it.
+    std::function<void(std::optional<Failure> failure)> ended;
+  };
+
+  PieceFetch(const FetchTools& tools, Segment segment,
+             std::shared_ptr<const Representation> representation, TransferKind kind,
+             Handlers handlers, SegmentBytes::Limits limits = {});
+  ~PieceFetch() override;
+  PieceFetch(const PieceFetch&) = delete;
+  PieceFetch& operator=(const PieceFetch&) = delete;
+
+  void start();
+  const Segment& segment() const { return _segment; }
+  /// The reader may ask for bytes again that have come before.
+  bool isLong() const { return _media->isLong(); }
+  const std::shared_ptr<const Representation>& representation() const { return _representation; }
+
+ private:
+  /// What the media cannot be read without.
+  template <typename T>
+  struct Needed {
+    T value;
+    bool isThere = false;
+    std::shared_ptr<void> request;
+  };
+
+  BodyFlow transferGotHead(const ResponseHead& head) override;
+  BodyFlow transferGotBytes(std::string_view bytes) override;
+  void transferEnded(const std::optional<platform::Error>& error) override;
+
+  void _startInitialization();
+  void _startMedia(std::uint64_t offset);
+  void _readerMoved();
+  void _append(std::string_view bytes);
+  void _offer();
+  void _finishMedia();
+  void _fail(platform::Error error, bool isKey = false);
+  void _end(std::optional<Failure> failure);
+  std::array<std::byte, 16> _initialVector() const;
+  std::optional<std::uint64_t> _totalOf(const ResponseHead& head) const;
+
+  const FetchTools _tools;
+  const Segment _segment;
+  const std::shared_ptr<const Representation> _representation;
+  const TransferKind _kind;
+  Handlers _handlers;
+  std::size_t _urlIndex = 0;
+  std::uint64_t _begin = 0;  // of the transfer, within the segment
+  SpanFilter _filter{std::nullopt};
+  std::optional<platform::Error> _refusal;
+  Needed<ContentKey> _key;
+  std::optional<SegmentDecryptor> _decryptor;
+  const std::shared_ptr<SegmentBytes> _media;
+  Needed<std::shared_ptr<const SegmentBytes>> _initialization;
+  bool _isOffered = false;
+  bool _canJump = false;   // a transfer may begin anywhere in the segment
+  bool _isPaused = false;  // the transfer waits for the reader
+  bool _hasMedia = false;  // all of them
+  std::optional<ThroughputMeter::Body> _measured;
+  std::unique_ptr<Transfer> _transfer;
+  std::shared_ptr<PieceFetch*> _self;  // through which tasks of the reader find it
+};
+
+}  // namespace streaming

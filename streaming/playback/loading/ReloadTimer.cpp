@@ -1,0 +1,92 @@
+#include "streaming/playback/loading/ReloadTimer.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace streaming {
+namespace {
+
+/// Whatever a manifest says, it is not asked for more often.
+constexpr double kShortestInterval = 0.2;
+constexpr double kLongestInterval = 24.0 * 3600;
+/// So many intervals without an answer are too many, but not fewer than these seconds.
+constexpr double kHopelessIntervals = 5;
+constexpr double kHopelessSeconds = 20;
+
+MonotonicTime::duration reloadSeconds(double seconds) {
+  return std::chrono::duration_cast<MonotonicTime::duration>(
+      std::chrono::duration<double>(seconds));
+}
+
+double intervalOf(const ReloadRule& rule) {
+  if (!(rule.interval > kShortestInterval)) return kShortestInterval;
+  return std::min(rule.interval, kLongestInterval);
+}
+
+}  // namespace
+
+void ReloadTimer::want() {
+  _isWanted = true;
+  _schedule();
+}
+
+void ReloadTimer::requested() {
+  _isWanted = false;
+  _isRequesting = true;
+  _requestedAt = _source.now();
+  _timer.reset();
+}
+
+void ReloadTimer::loaded(const std::optional<ReloadRule>& rule, bool isChanged) {
+  _isRequesting = false;
+  _loadedAt = _source.now();
+  _rule = rule;
+  _isChanged = isChanged;
+  _failures = 0;
+  _failingSince.reset();
+  _schedule();
+}
+
+void ReloadTimer::failed() {
+  _isRequesting = false;
+  ++_failures;
+  if (!_failingSince) _failingSince = _requestedAt;
+  _isWanted = true;
+  _schedule();
+}
+
+bool ReloadTimer::isHopeless() const {
+  if (!_failingSince) return false;
+  const double seconds = std::chrono::duration<double>(_source.now() - *_failingSince).count();
+  const double interval = _rule ? std::min(intervalOf(*_rule), kHopelessSeconds) : 0;
+  return seconds >= std::max(kHopelessSeconds, kHopelessIntervals * interval);
+}
+
+bool ReloadTimer::isDue() const {
+  if (!_rule || _isRequesting) return false;
+  // A blocking reload may follow at once, but what has just come is not outdated.
+  const bool blocks = _rule->awaitedNumber && _failures == 0;
+  return _source.now() >= (blocks ? _loadedAt + reloadSeconds(intervalOf(*_rule)) : _dueAt());
+}
+
+MonotonicTime ReloadTimer::_dueAt() const {
+  const double interval = intervalOf(*_rule);
+  if (_failures > 0) {
+    const double wait = std::min(interval, kShortestInterval * std::exp2(std::min(_failures, 8u)));
+    return _requestedAt + reloadSeconds(std::max(wait, 1.0));
+  }
+  if (!_isChanged) return _requestedAt + reloadSeconds(std::max(interval / 2, kShortestInterval));
+  // The server answers when there is something new.
+  if (_rule->awaitedNumber) return _requestedAt;
+  return _requestedAt + reloadSeconds(interval);
+}
+
+void ReloadTimer::_schedule() {
+  if (!_isWanted || _isRequesting || !_rule || _timer) return;
+  _timer = _source.callAt(_dueAt(), [this] {
+    const auto fired = std::move(_timer);
+    _due();
+  });
+}
+
+}  // namespace streaming

@@ -1,0 +1,31 @@
+#include "streaming/playback/loading/ThroughputMeter.h"
+
+namespace streaming {
+namespace {
+
+// So that a transfer that takes long is measured while it goes on.
+constexpr double kMeasuredSeconds = 0.5;
+
+}  // namespace
+
+void ThroughputMeter::_begin() {
+  if (_count++ == 0) _since = _source.now();
+}
+
+void ThroughputMeter::_got(std::uint64_t bytes) {
+  _bytes += bytes;
+  if (std::chrono::duration<double>(_source.now() - _since).count() >= kMeasuredSeconds) _measure();
+}
+
+void ThroughputMeter::_end() {
+  if (--_count == 0) _measure();
+}
+
+void ThroughputMeter::_measure() {
+  const MonotonicTime now = _source.now();
+  _throughput.add(_bytes, std::chrono::duration<double>(now - _since).count());
+  _bytes = 0;
+  _since = now;
+}
+
+}  // namespace streaming

@@ -1,0 +1,109 @@
+#pragma once
+
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "streaming/playback/resource/PlainResource.h"
+#include "streaming/playback/resource/SpanStore.h"
+
+namespace streaming {
+
+/// The transfers behind a plain resource. At most two places of the resource are fetched at once,
+/// so that picture and sound that lie far apart in it can be read by turns.
+class ResourceFeed final : public std::enable_shared_from_this<ResourceFeed> {
+ public:
+  ResourceFeed(std::shared_ptr<TransferSource> source, std::string url, ResponseHead head,
+               PlainResourceHandlers handlers, PlainResourceLimits limits);
+  ResourceFeed(const ResourceFeed&) = delete;
+  ResourceFeed& operator=(const ResourceFeed&) = delete;
+
+  // Any thread:
+  ResourceReader::Result read(std::uint64_t offset, std::span<std::byte> into,
+                              const ReadGate& gate);
+  std::optional<std::uint64_t> size() const;
+  std::vector<ByteSpan> loaded() const;
+  void whenWaiting(std::function<void(bool isWaiting)> handler);
+
+  // Transfer thread:
+  void begin(std::string_view firstBytes, std::unique_ptr<Transfer> running);
+  BodyFlow firstGotBytes(std::string_view bytes);
+  void firstEnded(const std::optional<platform::Error>& error);
+  /// Cancels the transfers.
+  void close();
+
+ private:
+  /// A part of the resource that is fetched from `begin` on, and read somewhere within.
+  struct Place final : TransferObserver {
+    explicit Place(ResourceFeed& owner) : feed(owner) {}
+    BodyFlow transferGotHead(const ResponseHead& head) override {
+      return feed._gotHead(*this, head);
+    }
+    BodyFlow transferGotBytes(std::string_view bytes) override {
+      return feed._gotBytes(*this, bytes);
+    }
+    void transferEnded(const std::optional<platform::Error>& error) override {
+      feed._ended(*this, error);
+    }
+
+    ResourceFeed& feed;
+    std::uint64_t begin = 0;
+    std::uint64_t end = 0;     // of the bytes that have come
+    std::uint64_t reader = 0;  // where it is read next
+    std::uint64_t used = 0;    // the higher, the later
+    bool isRunning = false;
+    bool isPaused = false;
+    std::unique_ptr<Transfer> transfer;  // of the transfer thread alone
+  };
+
+  // With the mutex locked:
+  Place* _placeOf(std::uint64_t offset) const;
+  Place* _placeReaching(std::uint64_t offset) const;
+  bool _isNear(const Place& place, std::uint64_t offset) const;
+  std::uint64_t _ahead(const Place& place) const;
+  std::uint64_t _limit(const Place& place) const;
+  bool _canResume(const Place& place) const;
+  bool _noteRead(std::uint64_t offset, std::size_t count);
+  void _trim();
+  void _fail(platform::Error error);
+
+  BodyFlow _gotHead(Place& place, const ResponseHead& head);
+  BodyFlow _gotBytes(Place& place, std::string_view bytes);
+  void _ended(Place& place, const std::optional<platform::Error>& error);
+  /// Posts _work() unless that is posted.
+  void _postWork();
+  void _work();
+  void _fetch(std::uint64_t offset);
+  void _tellWaiting(bool isWaiting);
+
+  const std::shared_ptr<TransferSource> _source;
+  const std::string _url;
+  const ResponseHead _head;
+  const PlainResourceHandlers _handlers;
+  const PlainResourceLimits _limits;
+  Place* _first = nullptr;  // transfer thread; null: its place was given up
+
+  mutable std::mutex _mutex;  // guards the rest
+  std::condition_variable _changed;
+  SpanStore _store;
+  std::vector<std::unique_ptr<Place>> _places;  // changed by the transfer thread alone
+  std::optional<std::uint64_t> _size;
+  std::optional<std::uint64_t> _wanted;       // where a read waits
+  std::optional<platform::Error> _error;      // for the read that waits
+  std::optional<platform::Error> _lastError;  // of the transfer that ended last
+  bool _hasChanged = false;                   // another version of the resource came
+  bool _isWorkPosted = false;
+  bool _isClosed = false;
+  std::uint64_t _useCount = 0;
+  std::function<void(bool)> _waiting;
+};
+
+}  // namespace streaming

@@ -1,0 +1,125 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "streaming/transfer/ItemContext.h"
+#include "streaming/transfer/Transfer.h"
+#include "streaming/transfer/TransferMeter.h"
+#include "streaming/transfer/http/ByteRange.h"
+#include "streaming/transfer/http/CurlLoop.h"
+#include "streaming/transfer/http/HTTPRequest.h"
+#include "streaming/transfer/http/HeaderReader.h"
+
+namespace streaming {
+
+class FetchObserver : public TransferObserver {
+ public:
+  /// Last, in place of transferEnded(): the resource is at a URL that is not http or https.
+  virtual void fetchRedirected(std::string url) = 0;
+};
+
+/// Fetches a resource from a server. It follows redirects, repeats a request that may succeed the
+/// next time, and resumes a body that broke off if the resource has not changed. If the server
+/// ignores ranges and sends everything, the wanted part is cut out. An HTTP status other than
+/// success is reported as an error.
+///
+/// Transfer thread only. Destroying it cancels it; that is allowed in transferEnded() and
+/// fetchRedirected(), but not in the other callbacks.
+class HTTPFetch {
+ public:
+  struct Request {
+    std::string url;  ///< http or https
+    bool acceptsEncodings = false;
+    bool isTrusted = false;  ///< may reach private addresses, until a server redirects it
+    /// Without a span: asks for the range of everything, to find out whether the server has ranges.
+    bool findsOutRanges = false;
+    std::optional<ByteSpan> span;
+    HeaderFields fields;
+    int redirects = 0;  ///< that were followed before
+  };
+
+  /// All of these outlive it.
+  HTTPFetch(ItemContext& item, Request request, FetchObserver& observer);
+  ~HTTPFetch();
+  HTTPFetch(const HTTPFetch&) = delete;
+  HTTPFetch& operator=(const HTTPFetch&) = delete;
+
+  void start() { _try(); }
+  /// There is room again after BodyFlow::Pause.
+  void resume();
+
+ private:
+  struct Attempt {
+    /// What follows once this attempt has ended.
+    enum class Verdict { None, Redirect, TryAgain, TryWithoutRange, Refuse, Abort, Stalled };
+
+    Attempt(ItemContext& item, const HTTPRequest::Setup& setup)
+        : request(item, setup), header(item.bounds().headerBytes) {}
+
+    HTTPRequest request;
+    HeaderReader header;
+    bool hasHead = false;
+    bool isHeld = false;  // libcurl keeps bytes until resume()
+    std::size_t skippedBytes = 0;
+    std::uint64_t bytesBefore = 0;  // of a whole body, in front of the wanted part
+    std::uint64_t countedBytes = 0;
+    std::uint64_t passedBytes = 0;
+    Verdict verdict = Verdict::None;
+    std::optional<platform::Error> refusal;
+  };
+  using Verdict = Attempt::Verdict;
+
+  static std::size_t _headerCallback(char* bytes, std::size_t, std::size_t size, void* self);
+  static std::size_t _bodyCallback(char* bytes, std::size_t, std::size_t size, void* self);
+  static int _connectedCallback(void* self, char* address, char*, int, int);
+
+  void _try();
+  void _attemptEnded(CURLcode code);
+  void _redirect();
+  void _tryAgain(platform::Error otherwise);
+  bool _isRanged() const;
+  bool _canContinue() const;
+  void _end(const std::optional<platform::Error>& error);
+
+  // Of an attempt; false: it is to be ended.
+  bool _gotLine(std::string_view line);
+  bool _gotHead();
+  bool _checkStatus(const ResponseHead& head);
+  bool _decode(ResponseHead& head);
+  bool _place(ResponseHead& head);
+  bool _cutOut(ResponseHead& head);
+  bool _continue(const ResponseHead& head);
+  bool _isUnchanged(const ResponseHead& head) const;
+  std::string_view _wanted(std::string_view bytes);
+  std::size_t _gotBytes(std::string_view bytes);
+  bool _refuse(platform::URLErrorCode code, const char* reason);
+
+  void _countBytes();
+  void _noteByte();
+  void _watch(double seconds);
+  void _checkSilence();
+
+  ItemContext& _item;
+  CurlLoop& _loop;
+  Request _request;
+  FetchObserver& _observer;
+  TransferMeter _meter;
+  std::shared_ptr<void> _timer;  // for the next byte; between attempts for the next one
+  std::unique_ptr<Attempt> _attempt;
+  double _deadline = 0;
+  double _slowSince = 0;
+  std::uint64_t _slowBytes = 0;
+  int _redirects;
+  std::size_t _retries = 0;
+  bool _isPaused = false;
+  std::optional<ResponseHead> _head;  // as it was reported
+  ByteRange _part;                    // what the body is of the resource
+  bool _isCutOut = false;
+  std::uint64_t _passedBytes = 0;
+};
+
+}  // namespace streaming
