@@ -5,6 +5,7 @@
 #include <cmath>
 #include <utility>
 
+#include "streaming/manifest/ManifestErrors.h"
 #include "streaming/playback/PlaybackErrors.h"
 
 namespace streaming {
@@ -19,6 +20,9 @@ constexpr unsigned kMostLostInARow = 10;
 /// A server that is a little late has the newest segment after some seconds.
 constexpr unsigned kMostDelays = 2;
 constexpr double kLongestDelay = 2;
+/// Seconds for which a live playlist may have nothing to play.
+constexpr double kLeastWait = 4;
+constexpr double kMostWait = 10;
 
 MonotonicTime::duration feederSeconds(double seconds) {
   return std::chrono::duration_cast<MonotonicTime::duration>(
@@ -143,6 +147,7 @@ bool TrackFeeder::_step() {
   switch (step.kind) {
     case TrackWalk::Step::Kind::Wait:
       if (tail) _fetchHint(step, *tail);
+      if (!_losses.hadAny && _isWaitInVain(step)) _terminate(TrackPiece::Kind::Failed);
       return false;
     case TrackWalk::Step::Kind::End:
       _terminate(_losses.hadAny || _losses.inARow == 0 ? TrackPiece::Kind::End
@@ -179,6 +184,17 @@ bool TrackFeeder::_step() {
     return true;
   }
   _fetchPiece(step);
+  return true;
+}
+
+/// Nothing of the track has ever come, and its live playlist does not change.
+bool TrackFeeder::_isWaitInVain(const TrackWalk::Step& step) {
+  const auto playlist =
+      step.representation ? _host.indexes().playlist(*step.representation) : nullptr;
+  if (!playlist) return false;
+  const double longest = std::clamp(3 * playlist->targetDuration, kLeastWait, kMostWait);
+  if (_host.indexes().unchangedFor(*step.representation) < longest) return false;
+  if (!_error) _error = unusableManifest("The playlist has no segment that could be played.");
   return true;
 }
 

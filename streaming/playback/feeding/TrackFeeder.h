@@ -61,6 +61,7 @@ class TrackFeeder {
   void _takeSeek();
   void _followReader();
   bool _isFetching(const TrackWalk::Step& step) const;
+  bool _isWaitInVain(const TrackWalk::Step& step);
   bool _hasRoom(const TrackWalk::Step& step);
   void _waitUntil(platform::Date date);
   void _fetchPiece(const TrackWalk::Step& step);

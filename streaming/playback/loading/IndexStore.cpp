@@ -1,5 +1,6 @@
 #include "streaming/playback/loading/IndexStore.h"
 
+#include <chrono>
 #include <utility>
 
 #include "streaming/playback/PlaybackErrors.h"
@@ -23,6 +24,7 @@ void IndexStore::adopt(const Representation& representation, const std::string& 
   Entry& entry = _entries[representation.id];
   entry.url = url;
   entry.index = playlist->segments;
+  entry.changedAt = _source.now();
   entry.playlist = std::move(playlist);
   entry.timer = std::make_unique<ReloadTimer>(_source, [this, &entry] { _loadPlaylist(entry); });
   entry.timer->requested();
@@ -49,6 +51,13 @@ std::optional<platform::Error> IndexStore::failure(const Representation& represe
 void IndexStore::forgive(const Representation& representation) {
   const auto found = _entries.find(representation.id);
   if (found != _entries.end()) found->second.failure.reset();
+}
+
+double IndexStore::unchangedFor(const Representation& representation) const {
+  const auto found = _entries.find(representation.id);
+  if (found == _entries.end() || !found->second.playlist || !found->second.playlist->isLive)
+    return 0;
+  return std::chrono::duration<double>(_source.now() - found->second.changedAt).count();
 }
 
 bool IndexStore::isOutdated(const Representation& representation) const {
@@ -121,6 +130,7 @@ void IndexStore::_playlistCame(Entry& entry, FetchResult result) {
     isChanged = before.has_value() != after.has_value() ||
                 (after && (after->number != before->number || after->part != before->part));
   }
+  if (isChanged || !entry.playlist) entry.changedAt = _source.now();
   entry.failure.reset();
   entry.index = playlist->segments;
   entry.playlist = std::move(playlist);

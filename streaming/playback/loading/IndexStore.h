@@ -44,6 +44,8 @@ class IndexStore {
   void want(const std::shared_ptr<const Representation>& representation);
   /// A live one has no segment yet that is needed.
   void wantNewer(const std::shared_ptr<const Representation>& representation);
+  /// Seconds for which a live playlist has been read again and again without a change.
+  double unchangedFor(const Representation& representation) const;
   /// Of a live one that nobody has read for a while there is a newer version.
   bool isOutdated(const Representation& representation) const;
   void clear() { _entries.clear(); }
@@ -53,6 +55,7 @@ class IndexStore {
     std::shared_ptr<const Representation> representation;
     std::shared_ptr<const SegmentIndex> index;
     std::shared_ptr<const MediaPlaylist> playlist;
+    MonotonicTime changedAt;  // the playlist was as it is
     std::optional<platform::Error> failure;
     std::string url;  // of the playlist
     std::size_t urlIndex = 0;

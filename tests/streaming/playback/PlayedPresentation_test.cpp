@@ -341,6 +341,32 @@ TEST(LivePresentation, NothingIsAskedForWhileItIsPausedAndFull) {
   EXPECT_EQ(bench.network->countOf("http://a/live"), 1u);
 }
 
+TEST(LivePresentation, APlaylistThatNeverHasAnythingFails) {
+  const std::string empty = "#EXTM3U\n#EXT-X-TARGETDURATION:2\n";
+  const std::string begun = empty + "#EXTINF:2,\ns0.ts\n";
+  const struct {
+    const char* name;
+    std::string first;
+    std::string later;
+    Lines expected;
+  } cases[] = {
+      {"no segment", empty, empty, {"failed -11828"}},
+      {"a segment of no time", empty + "#EXTINF:0,\ns0.ts\n", empty, {"failed -11828"}},
+      {"a segment that comes late", empty, begun, {"s0.ts"}},
+      {"one that has begun and stays as it is", begun, begun, {"s0.ts"}},
+  };
+  for (const auto& each : cases) {
+    SCOPED_TRACE(each.name);
+    PlayBench bench(each.first);
+    bench.network->add("http://a/main", each.first);
+    addSegments(*bench.network, "s", 0, 1);
+    bench.prepare({}, 4);
+    bench.network->add("http://a/main", each.later);
+    bench.network->advance(8);
+    EXPECT_EQ(bench.read(), each.expected);
+  }
+}
+
 TEST(LivePresentation, APlaylistThatIsGoneForAWhileIsComeBackTo) {
   PlayBench bench(kLive);
   setLive(bench, 10);
