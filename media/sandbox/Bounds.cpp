@@ -61,6 +61,10 @@ bool dropCapabilities() {
     prctl(PR_CAPBSET_DROP, each, 0, 0, 0);
   prctl(PR_CAP_AMBIENT, PR_CAP_AMBIENT_CLEAR_ALL, 0, 0, 0);
   __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+  __user_cap_data_struct sets[_LINUX_CAPABILITY_U32S_3] = {};
+  // A service that has none may be forbidden to change them.
+  if (syscall(SYS_capget, &header, sets) == 0 && (sets[0].permitted | sets[1].permitted) == 0)
+    return true;
   const __user_cap_data_struct none[_LINUX_CAPABILITY_U32S_3] = {};
   return syscall(SYS_capset, &header, none) == 0;
 }

@@ -21,11 +21,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// A rule needs the folder to exist. Only its owner may enter it.
+/// A rule needs the folder to exist, and its mode cannot be changed later.
 void makeCacheFolder(const std::string& folder) {
   if (folder.empty()) return;
   std::error_code ignored;
-  if (fs::create_directories(folder, ignored)) chmod(folder.c_str(), 0700);
+  fs::create_directories(folder, ignored);
+  chmod(folder.c_str(), 0700);
 }
 
 /// A thread is a folder in there.

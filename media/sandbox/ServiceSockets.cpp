@@ -97,7 +97,7 @@ ServiceSockets::ServiceSockets(const std::vector<std::string>& paths) {
   send(_channel, &mayLook, 1, MSG_NOSIGNAL);
 }
 
-bool ServiceSockets::isReady() {
+bool ServiceSockets::isReady() const {
   char answer = 0;
   return _helper > 0 && read(_channel, &answer, 1) == 1 && answer == 1;
 }

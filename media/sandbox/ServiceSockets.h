@@ -28,7 +28,7 @@ class ServiceSockets {
 
   /// Waits until the helper has begun. False: the kernel does not let it do its work, and `lack()`
   /// says why.
-  bool isReady();
+  bool isReady() const;
   const char* lack() const { return "the helper process cannot look into this one"; }
   /// Hands over the descriptor on which the kernel asks, and leaves the helper to itself.
   bool serve(int notifications);
