@@ -219,7 +219,10 @@ std::string DiskCache::_path(const std::string& name) const { return _folder + '
 bool DiskCache::_scan(platform::Date now) {
   std::error_code error;
   fs::create_directories(_folder, error);
-  if (chmod(_folder.c_str(), 0700) != 0) return false;
+  struct stat folder {};
+  if (stat(_folder.c_str(), &folder) != 0) return false;
+  // Not in vain: a sandbox may forbid it.
+  if ((folder.st_mode & 07777) != 0700 && chmod(_folder.c_str(), 0700) != 0) return false;
   struct Found {
     time_t used;
     Entry entry;
