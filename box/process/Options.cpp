@@ -91,6 +91,12 @@ bool readSpeaker(std::string_view text, Options& options) {
   return !text.empty();
 }
 
+template <std::vector<std::string> Options::*paths>
+bool readSandboxPath(std::string_view text, Options& options) {
+  (options.*paths).emplace_back(text);
+  return text.starts_with('/');
+}
+
 bool readTextSize(std::string_view text, Options& options) {
   double& size = options.screen.access.textSize;
   const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), size);
@@ -116,6 +122,13 @@ constexpr Option kOptions[] = {
     {"--on-idle", true, readCommand<&Options::onIdle>},
     {"--speaker", true, readSpeaker},
     {"--text-size", true, readTextSize},
+    {"--sandbox-read", true, readSandboxPath<&Options::sandboxReadable>},
+    {"--sandbox-write", true, readSandboxPath<&Options::sandboxWritable>},
+    {"--no-sandbox", false,
+     [](std::string_view, Options& options) {
+       options.sandbox = false;
+       return true;
+     }},
     {"--reduced-motion", false,
      [](std::string_view, Options& options) { return options.screen.access.reducedMotion = true; }},
     {"--allow-file-urls", false,
@@ -206,6 +219,11 @@ std::string_view usage() {
          "  --speaker PATTERN        outputs of the sound server with such a name, such as "
          "raop_sink.*,\n"
          "                           are Vorlane speakers; may be repeated\n"
+         "  --sandbox-read PATH      the process that plays media may also read that file or "
+         "folder,\n"
+         "                           such as one of a vendor's decoder; may be repeated\n"
+         "  --sandbox-write PATH     the same for writing, the controls of devices, and sockets\n"
+         "  --no-sandbox             that process keeps all rights; for debugging\n"
          "  --log-level N            log lines up to level N of every component: 3 errors,\n"
          "                           4 warnings, 5 notices\n"
          "  --log-component NAME[=N] the same for one component; 5 without N; may be repeated\n"

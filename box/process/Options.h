@@ -29,6 +29,11 @@ struct Options {
   std::string onIdle;
   /// Of the sound server's outputs that are Vorlane speakers, as of fnmatch(3).
   std::vector<std::string> speakerPatterns;
+  /// Whether the process that plays media gives up what it does not need, and which files and
+  /// folders it keeps beside the built-in ones.
+  bool sandbox = true;
+  std::vector<std::string> sandboxReadable;
+  std::vector<std::string> sandboxWritable;
   std::optional<int> logLevel;
   /// In the order given.
   std::vector<std::pair<std::string, int>> logComponents;

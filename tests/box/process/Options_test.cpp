@@ -29,11 +29,29 @@ TEST(Options, HaveDefaults) {
 }
 
 TEST(Options, AreRead) {
-  const auto options = box::parseOptions(
-      {"--socket", "/a b/c", "--bus=system", "--allow-file-urls", "--log-level=4",
-       "--log-component", "One", "--log-component=Two=3", "--windowed", "1280x720", "--language",
-       "pt-BR", "--text-size=1.25", "--reduced-motion", "--on-active", "a b", "--on-idle="},
-      nullptr);
+  const auto options = box::parseOptions({"--socket",
+                                          "/a b/c",
+                                          "--bus=system",
+                                          "--allow-file-urls",
+                                          "--log-level=4",
+                                          "--log-component",
+                                          "One",
+                                          "--log-component=Two=3",
+                                          "--windowed",
+                                          "1280x720",
+                                          "--language",
+                                          "pt-BR",
+                                          "--text-size=1.25",
+                                          "--reduced-motion",
+                                          "--on-active",
+                                          "a b",
+                                          "--on-idle=",
+                                          "--sandbox-read=/a",
+                                          "--sandbox-read",
+                                          "/b",
+                                          "--sandbox-write=/dev/c",
+                                          "--no-sandbox"},
+                                         nullptr);
   ASSERT_TRUE(options);
   EXPECT_EQ(options->door.socketPath, "/a b/c");
   EXPECT_EQ(options->door.bus, box::DoorOptions::Bus::System);
@@ -47,6 +65,9 @@ TEST(Options, AreRead) {
   EXPECT_EQ(options->onIdle, "");
   EXPECT_EQ(options->screen.access.textSize, 1.25);
   EXPECT_TRUE(options->screen.access.reducedMotion);
+  EXPECT_FALSE(options->sandbox);
+  EXPECT_THAT(options->sandboxReadable, ElementsAre("/a", "/b"));
+  EXPECT_THAT(options->sandboxWritable, ElementsAre("/dev/c"));
 }
 
 TEST(Options, LaterOnesWin) {
@@ -80,6 +101,7 @@ TEST(Options, WhatIsWrongIsNamed) {
                {{"--windowed", "1280x720x2"}, "\"1280x720x2\" is no value for --windowed"},
                {{"--text-size", "1.6"}, "\"1.6\" is no value for --text-size"},
                {{"--text-size", "nan"}, "\"nan\" is no value for --text-size"},
+               {{"--sandbox-read", "a"}, "\"a\" is no value for --sandbox-read"},
                {{"--log-level", "-1"}, "\"-1\" is no value for --log-level"},
                {{"--log-level", "loud"}, "\"loud\" is no value for --log-level"},
                {{"--log-component", "=5"}, "\"=5\" is no value for --log-component"},
