@@ -8,6 +8,10 @@ namespace {
 
 constexpr std::uint16_t kFrameKind = 1;
 
+/// Of either side of a pixel, and of one to the other.
+constexpr std::uint32_t kLargestAspect = 1U << 24;
+constexpr std::uint32_t kSteepestAspect = 64;
+
 class Writer {
  public:
   explicit Writer(std::span<std::uint8_t> bytes) : _bytes(bytes) {}
@@ -46,9 +50,9 @@ class Reader {
     value = take<Integer>();
   }
   /// Of a packet that begins as one of ours.
-  std::optional<std::uint16_t> takeKind() {
+  std::optional<std::uint16_t> takeKind(std::uint16_t version) {
     if (take<std::uint32_t>() != kMagic) return std::nullopt;
-    if (take<std::uint16_t>() != kVersion) return std::nullopt;
+    if (take<std::uint16_t>() != version) return std::nullopt;
     return take<std::uint16_t>();
   }
 
@@ -57,18 +61,61 @@ class Reader {
   std::size_t _at = 0;
 };
 
-}  // namespace
-
-FramePacket encode(const FrameMessage& message) {
-  FramePacket packet{};
-  Writer writer(packet);
-  writer.put(kMagic).put(kVersion).put(kFrameKind);
+/// What both versions have after their kind.
+void putFrame(Writer& writer, const FrameMessage& message) {
   writer.put(message.sequence).put(message.pts).put(message.index).put(message.format);
   writer.put(message.width).put(message.height).put(message.flags).put(std::uint32_t{0});
   for (const std::uint32_t offset : message.layout.offsets) writer.put(offset);
   for (const std::uint32_t stride : message.layout.strides) writer.put(stride);
   writer.put(message.damage.x).put(message.damage.y);
   writer.put(message.damage.width).put(message.damage.height);
+}
+
+/// False when a reserved field is not 0.
+bool takeFrame(Reader& reader, FrameMessage& message) {
+  reader.take(message.sequence);
+  reader.take(message.pts);
+  reader.take(message.index);
+  reader.take(message.format);
+  reader.take(message.width);
+  reader.take(message.height);
+  reader.take(message.flags);
+  if (reader.take<std::uint32_t>() != 0) return false;
+  for (std::uint32_t& offset : message.layout.offsets) reader.take(offset);
+  for (std::uint32_t& stride : message.layout.strides) reader.take(stride);
+  reader.take(message.damage.x);
+  reader.take(message.damage.y);
+  reader.take(message.damage.width);
+  reader.take(message.damage.height);
+  return true;
+}
+
+}  // namespace
+
+bool isDrawable(const FilmMessage& message) {
+  const std::uint32_t across = message.aspectNumerator;
+  const std::uint32_t down = message.aspectDenominator;
+  if (across == 0 || down == 0 || across > kLargestAspect || down > kLargestAspect) return false;
+  if (across / down >= kSteepestAspect || down / across >= kSteepestAspect) return false;
+  return message.rotation % 90 == 0 && message.rotation < 360;
+}
+
+FramePacket encode(const FrameMessage& message) {
+  FramePacket packet{};
+  Writer writer(packet);
+  writer.put(kMagic).put(kVersion).put(kFrameKind);
+  putFrame(writer, message);
+  return packet;
+}
+
+FilmPacket encode(const FilmMessage& message) {
+  FilmPacket packet{};
+  Writer writer(packet);
+  writer.put(kMagic).put(kFilmVersion).put(static_cast<std::uint16_t>(message.kind));
+  putFrame(writer, message);
+  writer.put(message.aspectNumerator).put(message.aspectDenominator).put(message.rotation);
+  writer.put(std::uint32_t{0});
+  writer.put(message.due).put(message.epoch).put(message.texts).put(message.gone);
   return packet;
 }
 
@@ -83,29 +130,37 @@ AnswerPacket encode(const AnswerMessage& message) {
 std::optional<FrameMessage> decodeFrame(std::span<const std::uint8_t> packet) {
   if (packet.size() != kFrameBytes) return std::nullopt;
   Reader reader(packet);
-  if (reader.takeKind() != kFrameKind) return std::nullopt;
+  if (reader.takeKind(kVersion) != kFrameKind) return std::nullopt;
   FrameMessage message;
-  reader.take(message.sequence);
-  reader.take(message.pts);
-  reader.take(message.index);
-  reader.take(message.format);
-  reader.take(message.width);
-  reader.take(message.height);
-  reader.take(message.flags);
+  if (!takeFrame(reader, message)) return std::nullopt;
+  return message;
+}
+
+std::optional<FilmMessage> decodeFilm(std::span<const std::uint8_t> packet) {
+  if (packet.size() != kFilmBytes) return std::nullopt;
+  Reader reader(packet);
+  const auto kind = reader.takeKind(kFilmVersion);
+  FilmMessage message;
+  if (kind != static_cast<std::uint16_t>(FilmMessage::Kind::Picture)) {
+    if (kind != static_cast<std::uint16_t>(FilmMessage::Kind::None)) return std::nullopt;
+    message.kind = FilmMessage::Kind::None;
+  }
+  if (!takeFrame(reader, message)) return std::nullopt;
+  reader.take(message.aspectNumerator);
+  reader.take(message.aspectDenominator);
+  reader.take(message.rotation);
   if (reader.take<std::uint32_t>() != 0) return std::nullopt;
-  for (std::uint32_t& offset : message.layout.offsets) reader.take(offset);
-  for (std::uint32_t& stride : message.layout.strides) reader.take(stride);
-  reader.take(message.damage.x);
-  reader.take(message.damage.y);
-  reader.take(message.damage.width);
-  reader.take(message.damage.height);
+  reader.take(message.due);
+  reader.take(message.epoch);
+  reader.take(message.texts);
+  reader.take(message.gone);
   return message;
 }
 
 std::optional<AnswerMessage> decodeAnswer(std::span<const std::uint8_t> packet) {
   if (packet.size() != kAnswerBytes) return std::nullopt;
   Reader reader(packet);
-  const auto kind = reader.takeKind();
+  const auto kind = reader.takeKind(kVersion);
   if (kind != static_cast<std::uint16_t>(AnswerMessage::Kind::Release) &&
       kind != static_cast<std::uint16_t>(AnswerMessage::Kind::Greeting)) {
     return std::nullopt;

@@ -1,18 +1,19 @@
 #include "box/frames/FrameConnection.h"
 
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <utility>
 
 #include <sys/socket.h>
 
-#include "box/frames/MappedFrame.h"
+#include "frames/vorlane-frames.h"
 #include "platform/foundation/log/TVSLogger.h"
 
 namespace box {
 
 using frames::AnswerMessage;
-using frames::FrameMessage;
+using frames::FilmMessage;
 
 namespace {
 
@@ -41,19 +42,29 @@ std::vector<FileDescriptor> descriptorsOf(msghdr& header) {
   return descriptors;
 }
 
-std::string sizeText(const FrameMessage& message) {
+std::string sizeText(const FilmMessage& message) {
   return std::to_string(message.width) + "x" + std::to_string(message.height) + " of format " +
          std::to_string(message.format);
 }
 
 }  // namespace
 
-FrameConnection::FrameConnection(FileDescriptor socket, std::shared_ptr<media::VideoFrames> frames)
+FrameConnection::FrameConnection(FileDescriptor socket, Setup setup)
     : _answers(std::make_shared<AnswerSocket>(std::move(socket))),
-      _frames(std::move(frames)),
-      _ticket(_frames->open()) {
+      _setup(std::move(setup)),
+      _buffers(_setup.content == Content::Film ? frames::kFilmBuffers
+                                               : VORLANE_FRAMES_MAXIMUM_BUFFERS) {
   _answers->send(greeting(AnswerMessage::kWelcome));
 }
+
+FrameConnection::FrameConnection(FileDescriptor socket,
+                                 const std::shared_ptr<media::VideoFrames>& frames)
+    : FrameConnection(std::move(socket),
+                      {.content = Content::Screen,
+                       .take = [frames, ticket = frames->open()](
+                                   const FilmMessage&, std::shared_ptr<MappedFrame> frame) {
+                         frames->put(ticket, std::move(frame));
+                       }}) {}
 
 FrameConnection::~FrameConnection() {
   // The pictures that are still shown hold the socket open.
@@ -75,8 +86,8 @@ FrameConnection::State FrameConnection::read() {
 
 FrameConnection::State FrameConnection::_readOne(bool& more) {
   more = false;
-  // One more than a message has: a longer one must not pass for it.
-  std::array<std::uint8_t, frames::kFrameBytes + 1> packet{};
+  // One more than the longest message has: a longer one must not pass for it.
+  std::array<std::uint8_t, frames::kFilmBytes + 1> packet{};
   iovec part{packet.data(), packet.size()};
   alignas(cmsghdr) char control[CMSG_SPACE(kMaximumDescriptors * sizeof(int))];
   msghdr header{};
@@ -95,44 +106,84 @@ FrameConnection::State FrameConnection::_readOne(bool& more) {
     return _answers->overran() ? _break("it does not read its releases") : State::ClosedByWriter;
   }
   if ((header.msg_flags & MSG_CTRUNC) != 0) return _break("too many descriptors");
-  const auto message =
-      frames::decodeFrame(std::span(packet).first(static_cast<std::size_t>(received)));
+  const auto message = _decode(std::span(packet).first(static_cast<std::size_t>(received)));
   if (!message) return _break("a message that is none");
   more = true;
   return _handle(*message, std::move(descriptors));
 }
 
-FrameConnection::State FrameConnection::_handle(const FrameMessage& message,
+std::optional<FilmMessage> FrameConnection::_decode(std::span<const std::uint8_t> packet) const {
+  if (_setup.content == Content::Film) return frames::decodeFilm(packet);
+  const auto frame = frames::decodeFrame(packet);
+  if (!frame) return std::nullopt;
+  FilmMessage message;
+  static_cast<frames::FrameMessage&>(message) = *frame;
+  message.due = message.pts;
+  return message;
+}
+
+FrameConnection::State FrameConnection::_handle(const FilmMessage& message,
                                                 std::vector<FileDescriptor> descriptors) {
   if (message.sequence <= _lastSequence) return _break("a picture out of its order");
   _lastSequence = message.sequence;
+  _forget(message.gone);
+  if (message.kind == FilmMessage::Kind::None) {
+    if (!descriptors.empty()) return _break("a buffer without a picture");
+    _setup.take(message, nullptr);
+    return State::Open;
+  }
   if (message.index >= _buffers.size()) return _break("a buffer beyond the last one");
   if (descriptors.size() > 1) return _break("more than one descriptor");
-  std::shared_ptr<MappedBuffer>& buffer = _buffers[message.index];
-  if (!descriptors.empty()) {
-    // A picture of the buffer that was there before keeps it as long as it is shown.
-    std::string reason;
-    buffer = MappedBuffer::map(descriptors.front().get(), reason);
-    if (!buffer) return _break(std::move(reason));
-  }
+  if (!descriptors.empty() && !_map(message.index, descriptors.front())) return State::Broken;
+  const std::shared_ptr<MappedBuffer>& buffer = _buffers[message.index];
   if (!buffer) return _break("a picture without a buffer");
 
   const auto shape = frames::shapeOf(message.format, message.width, message.height);
-  if (!shape || !frames::fits(*shape, message.layout, buffer->size())) {
-    if (!std::exchange(_toldOfRefusal, true)) {
-      TVSLogWarning(TVSSystemLog, "Layer: refused pictures that do not fit their buffer: %@",
-                    sizeText(message));
-    }
-    AnswerMessage answer;
-    answer.sequence = message.sequence;
-    answer.index = message.index;
-    answer.outcome = VORLANE_FRAMES_REFUSED;
-    _answers->send(answer);
+  if (!shape || !frames::fits(*shape, message.layout, buffer->size()) ||
+      !frames::isDrawable(message)) {
+    _refuse(message);
     return State::Open;
   }
-  if (!buffer->take()) return _break("a buffer that is still being read");
-  _frames->put(_ticket, std::make_shared<MappedFrame>(message, *shape, buffer, _answers));
+  if (!buffer->take() && _setup.content == Content::Screen) {
+    return _break("a buffer that is still being read");
+  }
+  _setup.take(message, std::make_shared<MappedFrame>(message, *shape, buffer, _answers));
   return State::Open;
+}
+
+void FrameConnection::_forget(std::uint64_t gone) {
+  for (std::size_t index = 0; gone != 0 && index < _buffers.size(); ++index, gone >>= 1U) {
+    if ((gone & 1U) == 0 || !_buffers[index]) continue;
+    // A picture that is still shown keeps it.
+    _mappedBytes -= _buffers[index]->size();
+    _buffers[index].reset();
+  }
+}
+
+bool FrameConnection::_map(std::uint32_t index, const FileDescriptor& descriptor) {
+  // A picture of the buffer that was there before keeps it as long as it is shown.
+  _forget(std::uint64_t{1} << index);
+  auto buffer = MappedBuffer::map(descriptor.get(), _reason);
+  if (!buffer) return false;
+  _mappedBytes += buffer->size();
+  if (_mappedBytes > frames::kFilmMemory) {
+    _reason = "more memory than a film may have";
+    return false;
+  }
+  _buffers[index] = std::move(buffer);
+  return true;
+}
+
+void FrameConnection::_refuse(const FilmMessage& message) {
+  if (!std::exchange(_toldOfRefusal, true)) {
+    TVSLogWarning(TVSSystemLog, "Refused pictures that do not fit their buffer: %@",
+                  sizeText(message));
+  }
+  AnswerMessage answer;
+  answer.sequence = message.sequence;
+  answer.index = message.index;
+  answer.outcome = VORLANE_FRAMES_REFUSED;
+  _answers->send(answer);
 }
 
 FrameConnection::State FrameConnection::_break(std::string reason) {

@@ -20,9 +20,14 @@ media::VideoFormat formatOf(std::uint32_t format) {
   }
 }
 
+/// Negative when unknown.
+double secondsFrom(std::int64_t nanoseconds) {
+  return nanoseconds < 0 ? -1 : static_cast<double>(nanoseconds) / 1e9;
+}
+
 }  // namespace
 
-MappedFrame::MappedFrame(const frames::FrameMessage& message, const frames::PictureShape& shape,
+MappedFrame::MappedFrame(const frames::FilmMessage& message, const frames::PictureShape& shape,
                          std::shared_ptr<MappedBuffer> buffer,
                          std::shared_ptr<AnswerSocket> answers)
     : _sequence(message.sequence),
@@ -35,8 +40,11 @@ MappedFrame::MappedFrame(const frames::FrameMessage& message, const frames::Pict
   matrix = (message.flags & VORLANE_FRAMES_BT601) != 0 ? media::VideoMatrix::BT601
                                                        : media::VideoMatrix::BT709;
   fullRange = (message.flags & VORLANE_FRAMES_FULL_RANGE) != 0;
-  time = message.pts < 0 ? -1 : static_cast<double>(message.pts) / 1e9;
-  due = time;
+  pixelAspectNumerator = static_cast<int>(message.aspectNumerator);
+  pixelAspectDenominator = static_cast<int>(message.aspectDenominator);
+  rotationDegrees = static_cast<int>(message.rotation);
+  time = secondsFrom(message.pts);
+  due = secondsFrom(message.due);
   planeCount = shape.planeCount;
   for (std::size_t plane = 0; plane < planeCount; ++plane) {
     planes[plane] = {_buffer->data() + message.layout.offsets[plane], message.layout.strides[plane],

@@ -15,8 +15,8 @@ namespace box {
 /// A picture in a writer's buffer. Its end gives the buffer back and tells the writer.
 class MappedFrame final : public media::VideoFrame {
  public:
-  /// The planes lie inside the buffer, which this picture has taken.
-  MappedFrame(const frames::FrameMessage& message, const frames::PictureShape& shape,
+  /// The planes lie inside the buffer.
+  MappedFrame(const frames::FilmMessage& message, const frames::PictureShape& shape,
               std::shared_ptr<MappedBuffer> buffer, std::shared_ptr<AnswerSocket> answers);
   ~MappedFrame() override;
 

@@ -9,6 +9,7 @@
 namespace {
 
 using frames::AnswerMessage;
+using frames::FilmMessage;
 using frames::FrameLayout;
 using frames::FrameMessage;
 
@@ -48,6 +49,55 @@ TEST(FrameMessages, HaveTheBytesThatAreDocumented) {
   EXPECT_EQ(release[16], 6);
   EXPECT_EQ(release[24], 7);
   EXPECT_EQ(release[28], 8);
+}
+
+TEST(FrameMessages, AFilmsPictureComesBackAsItWas) {
+  FilmMessage message;
+  static_cast<FrameMessage&>(message) = exampleFrame();
+  message.aspectNumerator = 64;
+  message.aspectDenominator = 45;
+  message.rotation = 270;
+  message.due = -3;
+  message.epoch = 0x0102030405060708;
+  message.texts = 5;
+  message.gone = 0x8000000000000001;
+  for (const auto kind : {FilmMessage::Kind::Picture, FilmMessage::Kind::None}) {
+    message.kind = kind;
+    const auto packet = encode(message);
+    ASSERT_EQ(packet.size(), 136U);
+    const auto decoded = frames::decodeFilm(packet);
+    ASSERT_TRUE(decoded);
+    EXPECT_EQ(encode(*decoded), packet);
+    EXPECT_EQ(decoded->epoch, message.epoch);
+    EXPECT_EQ(decoded->rotation, 270U);
+    EXPECT_FALSE(frames::decodeFrame(packet));
+    // Version, kind, and what is reserved.
+    for (const std::size_t at : {4U, 6U, 44U, 100U}) {
+      auto wrong = packet;
+      wrong[at] ^= 0x40;
+      EXPECT_FALSE(frames::decodeFilm(wrong)) << at;
+    }
+    EXPECT_FALSE(frames::decodeFilm(std::span(packet).first(135)));
+  }
+  EXPECT_FALSE(frames::decodeFilm(encode(exampleFrame())));
+}
+
+TEST(FrameMessages, TellWhatCanBeDrawn) {
+  constexpr std::uint32_t kHuge = 0xffffffff;
+  const struct {
+    std::uint32_t numerator, denominator, rotation;
+    bool isDrawable;
+  } cases[]{{1, 1, 0, true},   {64, 45, 270, true}, {1, 63, 90, true},  {0, 1, 0, false},
+            {1, 0, 0, false},  {1, 64, 0, false},   {640, 9, 0, false}, {kHuge, kHuge, 0, false},
+            {1, 1, 45, false}, {1, 1, 360, false}};
+  for (const auto& the : cases) {
+    FilmMessage message;
+    message.aspectNumerator = the.numerator;
+    message.aspectDenominator = the.denominator;
+    message.rotation = the.rotation;
+    EXPECT_EQ(frames::isDrawable(message), the.isDrawable)
+        << the.numerator << "/" << the.denominator << " " << the.rotation;
+  }
 }
 
 TEST(FrameMessages, EveryOtherPacketIsNone) {

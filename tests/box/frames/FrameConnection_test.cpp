@@ -10,6 +10,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "frames/vorlane-frames.h"
 #include "sim/Box.h"
 #include "tests/box/frames/RawWriter.h"
 #include "tests/support/TemporaryFolder.h"
