@@ -11,6 +11,10 @@
 #include "media/output/SubtitleCues.h"
 #include "platform/media/MediaEngine.h"
 
+namespace frames {
+class SharedBuffer;
+}
+
 namespace media {
 
 enum class VideoFormat { NV12, I420, BGRA };
@@ -56,6 +60,8 @@ class VideoFrame {
   /// NV12: Y and interleaved UV. I420: Y, U and V. BGRA: one, whose fourth bytes mean nothing.
   std::array<VideoPlane, 3> planes;
   std::size_t planeCount = 0;
+  /// The memory in which all planes lie, where another process can map it. Null otherwise.
+  std::shared_ptr<const frames::SharedBuffer> sharedMemory;
 };
 
 /// The pictures of one engine: a mailbox that holds the newest one.

@@ -6,6 +6,7 @@
 #include <gst/video/video-anc.h>
 #include <gst/video/video.h>
 
+#include "media/pipeline/PictureMemory.h"
 #include "media/support/GstTime.h"
 
 namespace media {
@@ -69,6 +70,7 @@ class MappedFrame final : public VideoFrame {
     matrix = matrixOf(info);
     fullRange = info.colorimetry.range == GST_VIDEO_COLOR_RANGE_0_255;
     _setPlanes();
+    sharedMemory = sharedMemoryOf(buffer);
     _setTime(gst_sample_get_segment(sample), GST_BUFFER_PTS(buffer));
     return true;
   }
@@ -121,6 +123,7 @@ VideoSink::VideoSink(std::shared_ptr<VideoFrames> frames, std::uint64_t ticket,
       _captions(_subtitles, std::move(captionsFound),
                 [this] { _frames->textsDidChange(_ticket); }) {
   gst_segment_init(&_segment, GST_FORMAT_UNDEFINED);
+  allocatePicturesThereByDefault();
   GstElement* sink = gst_element_factory_make("appsink", "video-sink");
   if (!sink) return;
   _element.reset(GST_ELEMENT(gst_object_ref_sink(sink)));
@@ -216,6 +219,14 @@ GstPadProbeReturn VideoSink::_onQuery(GstPad*, GstPadProbeInfo* info, gpointer) 
   if (GST_QUERY_TYPE(query) != GST_QUERY_ALLOCATION) return GST_PAD_PROBE_OK;
   // Planes may lie where the decoder wants them: it decodes right into what is drawn.
   gst_query_add_allocation_meta(query, GST_VIDEO_META_API_TYPE, nullptr);
+  GstCaps* caps = nullptr;
+  gst_query_parse_allocation(query, &caps, nullptr);
+  GstVideoInfo format;
+  // Others are converted, and only the result is drawn.
+  if (caps && gst_video_info_from_caps(&format, caps) &&
+      FrameConverter::isDrawable(GST_VIDEO_INFO_FORMAT(&format))) {
+    gst_query_add_allocation_param(query, pictureAllocator(), nullptr);
+  }
   return GST_PAD_PROBE_HANDLED;
 }
 

@@ -17,6 +17,7 @@ struct GstRelease {
   void operator()(GstMessage* message) const { gst_message_unref(message); }
   void operator()(GstEvent* event) const { gst_event_unref(event); }
   void operator()(GstQuery* query) const { gst_query_unref(query); }
+  void operator()(GstBufferPool* pool) const { gst_object_unref(pool); }
   void operator()(GstSample* sample) const { gst_sample_unref(sample); }
   void operator()(GstBuffer* buffer) const { gst_buffer_unref(buffer); }
   void operator()(GstTagList* tags) const { gst_tag_list_unref(tags); }

@@ -139,6 +139,7 @@ TEST_P(Formats, PlayToTheEnd) {
   if (format.video > 0) {
     ASSERT_TRUE(harness.until([&] { return harness.frame() != nullptr; }));
     const Thumbnail seen = thumbnailOf(*harness.frame());
+    EXPECT_TRUE(harness.frame()->sharedMemory) << "would be copied on its way to the screen";
     double nearest = 255;
     const auto& expected = expectedThumbnails();
     const auto newest = static_cast<std::size_t>(std::lround(harness.frame()->time * 25));

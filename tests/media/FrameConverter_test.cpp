@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include "media/pipeline/PictureMemory.h"
+
 namespace media {
 namespace {
 
@@ -56,6 +58,7 @@ TEST(FrameConverter, WhatCanBeDrawnGoesThroughAndTheRestIsConverted) {
     EXPECT_TRUE(FrameConverter::isDrawable(GST_VIDEO_INFO_FORMAT(&info)));
     GstBuffer* buffer = gst_sample_get_buffer(result.get());
     EXPECT_EQ(GST_BUFFER_PTS(buffer), kTime);
+    EXPECT_EQ(sharedMemoryOf(buffer) != nullptr, !each.same) << "can be shown without a copy";
     GstVideoFrame frame;
     ASSERT_TRUE(gst_video_frame_map(&frame, &info, buffer, GST_MAP_READ));
     EXPECT_EQ(GST_VIDEO_FRAME_WIDTH(&frame), static_cast<gint>(kWidth));
@@ -64,6 +67,33 @@ TEST(FrameConverter, WhatCanBeDrawnGoesThroughAndTheRestIsConverted) {
     EXPECT_NEAR(row[kWidth / 2], each.luma, 2);
     gst_video_frame_unmap(&frame);
   }
+}
+
+TEST(PictureMemory, IsOneBlockHoweverItIsCut) {
+  gst_init(nullptr, nullptr);
+  GstAllocationParams params;
+  gst_allocation_params_init(&params);
+  params.align = 31;
+  params.prefix = 64;
+  params.padding = 32;
+  const GstRef<GstBuffer> whole(gst_buffer_new_allocate(pictureAllocator(), 1000, &params));
+  const auto memory = sharedMemoryOf(whole.get());
+  ASSERT_TRUE(memory);
+  EXPECT_EQ(memory->size(), 1096u);
+  gst_buffer_memset(whole.get(), 0, 7, 1000);
+  gst_buffer_memset(whole.get(), 500, 9, 1);
+  EXPECT_EQ(memory->data()[63], 0);
+  EXPECT_EQ(memory->data()[64], 7);
+  EXPECT_EQ(memory->data()[64 + 999], 7);
+
+  GstRef<GstBuffer> part(gst_buffer_copy_region(whole.get(), GST_BUFFER_COPY_MEMORY, 500, 10));
+  EXPECT_EQ(sharedMemoryOf(part.get()), memory) << "no copy";
+  guint8 bytes[2] = {};
+  EXPECT_EQ(gst_buffer_extract(part.get(), 0, bytes, 2), 2u);
+  EXPECT_EQ(bytes[0], 9);
+  EXPECT_EQ(bytes[1], 7);
+  gst_buffer_append_memory(part.get(), gst_allocator_alloc(nullptr, 10, nullptr));
+  EXPECT_FALSE(sharedMemoryOf(part.get()));
 }
 
 TEST(FrameConverter, WhatIsNoPictureIsNone) {

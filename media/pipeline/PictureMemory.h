@@ -1,0 +1,36 @@
+#pragma once
+
+#include <memory>
+
+#include <gst/gst.h>
+#include <gst/video/video.h>
+
+#include "frames/SharedBuffer.h"
+#include "media/support/GstRef.h"
+
+namespace media {
+
+/// Memory for decoded pictures that another process can map. A decoder that writes its pictures
+/// there spares a copy on their way to the screen.
+///
+/// Each block is a SharedBuffer of its own, so it is meant for pools, which use a block again. When
+/// a block cannot be made, the memory comes from GStreamer's own allocator.
+///
+/// The allocator is offered to decoders in answers to their ALLOCATION queries. It is never freed.
+/// Threads: any.
+GstAllocator* pictureAllocator();
+
+/// From here on such memory is also what an element gets that names no allocator, when what it
+/// wants looks like a picture. The decoders of gst-libav have a pool that they fill before they ask
+/// anybody, and go on with it where the pictures have their coded size.
+void allocatePicturesThereByDefault();
+
+/// The block of a buffer of that allocator. Null when the buffer has other memory too, or only
+/// other memory.
+std::shared_ptr<const frames::SharedBuffer> sharedMemoryOf(GstBuffer* buffer);
+
+/// An active pool of buffers for pictures of `caps`, in memory of that allocator. Null when there
+/// can be none.
+GstRef<GstBufferPool> makePicturePool(GstCaps* caps, const GstVideoInfo& info);
+
+}  // namespace media
