@@ -1,12 +1,17 @@
 #include "media/output/SubtitleCues.h"
 
 #include <algorithm>
+#include <atomic>
+#include <iterator>
 #include <utility>
 
 namespace media {
 namespace {
 
 using Cues = SubtitleCues::Cues;
+using Change = SubtitleCues::Change;
+
+std::atomic<std::uint64_t> lastIdentity = 0;
 
 bool beginsBefore(double seconds, const std::shared_ptr<const SubtitleCue>& cue) {
   return seconds < cue->start;
@@ -28,6 +33,15 @@ bool isSame(const SubtitleCue& one, const SubtitleCue& other) {
 }
 
 }  // namespace
+
+SubtitleCues::SubtitleCues(Observer observer)
+    : _identity(++lastIdentity), _observer(std::move(observer)) {}
+
+SubtitleCues::~SubtitleCues() {
+  std::unique_lock lock(_mutex);
+  _note(Change::Kind::Gone);
+  _tell(std::move(lock));
+}
 
 Cues SubtitleCues::at(double seconds) const {
   Cues found;
@@ -61,8 +75,10 @@ std::shared_ptr<const SubtitleStyles> SubtitleCues::styles() const {
 }
 
 void SubtitleCues::show(Source source) {
-  const std::lock_guard lock(_mutex);
-  _source = source;
+  std::unique_lock lock(_mutex);
+  if (std::exchange(_source, source) == source) return;
+  _note(Change::Kind::Show);
+  _tell(std::move(lock));
 }
 
 void SubtitleCues::setStyles(std::shared_ptr<const SubtitleStyles> styles) {
@@ -70,13 +86,15 @@ void SubtitleCues::setStyles(std::shared_ptr<const SubtitleStyles> styles) {
   _styles = std::move(styles);
 }
 
-void SubtitleCues::add(SubtitleCue cue) { _addTo(_ofMedia, std::move(cue)); }
+void SubtitleCues::add(SubtitleCue cue) { _addTo(_ofMedia, Change::Kind::Add, std::move(cue)); }
 
-void SubtitleCues::addOfPictures(SubtitleCue cue) { _addTo(_ofPictures, std::move(cue)); }
+void SubtitleCues::addOfPictures(SubtitleCue cue) {
+  _addTo(_ofPictures, Change::Kind::AddOfPictures, std::move(cue));
+}
 
-void SubtitleCues::_addTo(Store& store, SubtitleCue cue) {
+void SubtitleCues::_addTo(Store& store, Change::Kind kind, SubtitleCue cue) {
   bound(cue);
-  const std::lock_guard lock(_mutex);
+  std::unique_lock lock(_mutex);
   Cues& cues = store.cues;
   const auto place = std::upper_bound(cues.begin(), cues.end(), cue.start, beginsBefore);
   const auto first = place - std::min(kNeighbours, place - cues.begin());
@@ -91,30 +109,66 @@ void SubtitleCues::_addTo(Store& store, SubtitleCue cue) {
     store.imageBytes -= imageBytesOf(**gone);
     cues.erase(gone);
   }
+  _note(kind, {added});
+  _tell(std::move(lock));
 }
 
 void SubtitleCues::clear() {
-  const std::lock_guard lock(_mutex);
+  std::unique_lock lock(_mutex);
   _ofMedia = {};
+  _note(Change::Kind::Clear);
+  _tell(std::move(lock));
 }
 
 void SubtitleCues::clearThoseOfPictures() {
-  const std::lock_guard lock(_mutex);
+  std::unique_lock lock(_mutex);
   _ofPictures = {};
+  _note(Change::Kind::ClearOfPictures);
+  _tell(std::move(lock));
 }
 
 void SubtitleCues::setBeside(std::vector<SubtitleCue> cues) {
-  if (cues.size() > kCueLimit) cues.resize(kCueLimit);
-  std::stable_sort(cues.begin(), cues.end(),
-                   [](const auto& one, const auto& other) { return one.start < other.start; });
+  _addBeside(Change::Kind::SetBeside, std::move(cues));
+}
+
+void SubtitleCues::addBeside(std::vector<SubtitleCue> cues) {
+  _addBeside(Change::Kind::AddBeside, std::move(cues));
+}
+
+void SubtitleCues::_addBeside(Change::Kind kind, std::vector<SubtitleCue> cues) {
   Cues shared;
   shared.reserve(cues.size());
   for (SubtitleCue& each : cues) {
     bound(each);
     shared.push_back(std::make_shared<const SubtitleCue>(std::move(each)));
   }
-  const std::lock_guard lock(_mutex);
-  std::swap(_beside, shared);
+  Cues old;  // outlives the lock
+  std::unique_lock lock(_mutex);
+  if (kind == Change::Kind::SetBeside) std::swap(_beside, old);
+  if (shared.size() > kCueLimit - _beside.size()) shared.resize(kCueLimit - _beside.size());
+  _beside.insert(_beside.end(), shared.begin(), shared.end());
+  std::stable_sort(_beside.begin(), _beside.end(),
+                   [](const auto& one, const auto& other) { return one->start < other->start; });
+  _note(kind, std::move(shared));
+  _tell(std::move(lock));
+}
+
+void SubtitleCues::_note(Change::Kind kind, Cues cues) {
+  if (_observer) _untold.push_back({_identity, kind, _source, std::move(cues)});
+}
+
+/// One thread tells, and what other threads note meanwhile too, so that the order is kept.
+void SubtitleCues::_tell(std::unique_lock<std::mutex> lock) {
+  if (_telling) return;
+  _telling = true;
+  while (!_untold.empty()) {
+    const Change change = std::move(_untold.front());
+    _untold.pop_front();
+    lock.unlock();
+    _observer(change);
+    lock.lock();
+  }
+  _telling = false;
 }
 
 }  // namespace media

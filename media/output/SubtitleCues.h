@@ -1,6 +1,9 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -21,12 +24,41 @@ class SubtitleStyles;
 ///
 /// Bounds: so many cues of each, and so many bytes of images, the earliest go first; each is
 /// bounded in itself. Threads: any.
+///
+/// An observer is told of every change but that of the styles, in their order, on a thread that
+/// makes one, without a lock held. It must not change the cues.
 class SubtitleCues {
  public:
   static constexpr std::size_t kCueLimit = 20000;
   static constexpr std::size_t kImageByteLimit = std::size_t{48} << 20;
   enum class Source { None, Media, Pictures, Beside };
   using Cues = std::vector<std::shared_ptr<const SubtitleCue>>;
+
+  struct Change {
+    enum class Kind {
+      Show,             ///< `source`
+      Add,              ///< `cues` that come with the media
+      Clear,            ///< those go
+      AddOfPictures,    ///< `cues` that lie in the pictures
+      ClearOfPictures,  ///< those go
+      SetBeside,        ///< `cues` take the place of those beside the media
+      AddBeside,        ///< `cues` come to those beside the media
+      Gone,             ///< so is the object
+    };
+    std::uint64_t identity = 0;
+    Kind kind = Kind::Show;
+    Source source = Source::None;
+    Cues cues = {};
+  };
+  using Observer = std::function<void(const Change&)>;
+
+  explicit SubtitleCues(Observer observer = nullptr);
+  ~SubtitleCues();
+  SubtitleCues(const SubtitleCues&) = delete;
+  SubtitleCues& operator=(const SubtitleCues&) = delete;
+
+  /// A number that no other object in the process has. Never 0.
+  std::uint64_t identity() const { return _identity; }
 
   /// Cues of that time, in the order of their beginnings. None of them is empty.
   Cues at(double seconds) const;
@@ -46,20 +78,28 @@ class SubtitleCues {
   void addOfPictures(SubtitleCue cue);
   void clearThoseOfPictures();
   void setBeside(std::vector<SubtitleCue> cues);
+  void addBeside(std::vector<SubtitleCue> cues);
 
  private:
   struct Store {
     Cues cues;  // by their beginnings
     std::size_t imageBytes = 0;
   };
-  void _addTo(Store& store, SubtitleCue cue);
+  void _addTo(Store& store, Change::Kind kind, SubtitleCue cue);
+  void _addBeside(Change::Kind kind, std::vector<SubtitleCue> cues);
+  void _note(Change::Kind kind, Cues cues = {});
+  void _tell(std::unique_lock<std::mutex> lock);
 
+  const std::uint64_t _identity;
+  const Observer _observer;
   mutable std::mutex _mutex;
   Source _source = Source::None;
   std::shared_ptr<const SubtitleStyles> _styles;
   Store _ofMedia;
   Store _ofPictures;
   Cues _beside;
+  std::deque<Change> _untold;
+  bool _telling = false;
 };
 
 }  // namespace media
