@@ -1,13 +1,15 @@
 // Times the media engine alone: no door, no screen, no application.
 //
-// usage: vorlane-engine-bench start|starts|seek|far|sound URL COUNT [REST]
+// usage: vorlane-engine-bench start|starts|seek|far|sound|play URL COUNT [REST]
 //   start   load to the first frame due, then unload
 //   starts  the same; one that fails is counted, and its error printed to the error output
 //   seek    seek of a paused item to the frame there shown, which is looked at; within the first
 //           18 s. REST: so many milliseconds of peace before each
 //   far     the same over ten minutes, each to where nothing has been before
 //   sound   selection of the other sound track to the next frame shown
-// Prints `first=MS median=MS worst=MS failures=COUNT`.
+//   play    COUNT seconds of playing. Prints `pictures=COUNT cpu=MS`, the processor time of one
+//           picture in all threads
+// The others print `first=MS median=MS worst=MS failures=COUNT`.
 
 #include <algorithm>
 #include <cmath>
@@ -18,6 +20,8 @@
 #include <optional>
 #include <string>
 #include <vector>
+
+#include <sys/resource.h>
 
 #include "media/engine/MediaEngine.h"
 #include "media/engine/WarmUp.h"
@@ -31,6 +35,15 @@ namespace {
 constexpr auto kLimit = std::chrono::seconds(20);
 /// Seconds. Where a segment of HLS begins by its playlist, its first picture may be two later.
 constexpr double kNear = 0.07;
+
+double processorSeconds() {
+  rusage usage{};
+  getrusage(RUSAGE_SELF, &usage);
+  const auto seconds = [](const timeval& time) {
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+  };
+  return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
 
 [[noreturn]] void fail(const std::string& what) {
   std::fprintf(stderr, "vorlane-engine-bench: %s\n", what.c_str());
@@ -89,6 +102,14 @@ class Bench final : private platform::MediaEngineObserver {
 
   void openPlaying() {
     timed([this] { load(true); }, [this] { return _plays; });
+  }
+  void play(int seconds) {
+    openPlaying();
+    const std::uint64_t pictures = _frames->serial();
+    const double before = processorSeconds();
+    rest(std::chrono::seconds(seconds));
+    const auto shown = static_cast<double>(_frames->serial() - pictures);
+    std::printf("pictures=%.0f cpu=%.3f\n", shown, 1e3 * (processorSeconds() - before) / shown);
   }
   double changeSound() {
     const auto& groups = _engine->facts().selectionGroups;
@@ -173,11 +194,15 @@ class Bench final : private platform::MediaEngineObserver {
 
 int main(int count, char** arguments) {
   if (count < 4 || count > 5)
-    fail("usage: vorlane-engine-bench start|starts|seek|far|sound URL COUNT [REST]");
+    fail("usage: vorlane-engine-bench start|starts|seek|far|sound|play URL COUNT [REST]");
   const std::string what = arguments[1];
   const int times = std::max(1, std::atoi(arguments[3]));
   const std::chrono::milliseconds rest(count > 4 ? std::atoi(arguments[4]) : 0);
   Bench bench(arguments[2]);
+  if (what == "play") {
+    bench.play(times);
+    return 0;
+  }
   std::vector<double> taken;
   int failures = 0;
   const bool seeks = what == "seek" || what == "far";

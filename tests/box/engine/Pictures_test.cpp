@@ -1,0 +1,372 @@
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/socket.h>
+
+#include "box/engine/PictureReceiver.h"
+#include "frames/FrameMessages.h"
+#include "frames/SharedBuffer.h"
+#include "frames/vorlane-frames.h"
+#include "media/process/PictureSender.h"
+#include "sim/Box.h"
+#include "tests/box/frames/RawWriter.h"
+
+namespace box::test {
+namespace {
+
+using State = PictureReceiver::State;
+constexpr std::uint32_t kWidth = 64;
+constexpr std::uint32_t kHeight = 36;
+constexpr std::size_t kBytes = kWidth * kHeight * 3 / 2;
+constexpr int kPatience = 10'000;  // ms
+
+std::array<FileDescriptor, 2> makeSockets() {
+  int sockets[2] = {-1, -1};
+  EXPECT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, sockets), 0);
+  return {FileDescriptor(sockets[0]), FileDescriptor(sockets[1])};
+}
+
+bool waitFor(int descriptor) {
+  pollfd input{descriptor, POLLIN, 0};
+  return poll(&input, 1, kPatience) == 1;
+}
+
+/// What a decoder leaves in the mailbox: NV12 with all bytes alike.
+struct Decoded : media::VideoFrame {
+  Decoded(std::shared_ptr<frames::SharedBuffer> memory, std::uint8_t value, bool isShared = true)
+      : _memory(std::move(memory)) {
+    std::memset(_memory->data(), value, kBytes);
+    format = media::VideoFormat::NV12;
+    width = kWidth;
+    height = kHeight;
+    planeCount = 2;
+    planes[0] = {_memory->data(), kWidth, kWidth, kHeight};
+    planes[1] = {_memory->data() + std::size_t{kWidth} * kHeight, kWidth, kWidth, kHeight / 2};
+    if (isShared) sharedMemory = _memory;
+  }
+  std::shared_ptr<frames::SharedBuffer> _memory;
+};
+
+std::shared_ptr<frames::SharedBuffer> makeBlock() { return frames::SharedBuffer::make(kBytes); }
+
+/// Both ends; the test says when each of them reads.
+class PicturesTest : public testing::Test {
+ protected:
+  PicturesTest() { connect(); }
+
+  void connect() {
+    auto sockets = makeSockets();
+    receiver = std::make_unique<PictureReceiver>(
+        std::move(sockets[0]), shown,
+        PictureReceiver::Setup{
+            .textsOf =
+                [this](std::uint64_t textsID) {
+                  askedFor = textsID;
+                  return texts;
+                },
+            .due = [this](double time, platform::TimePoint) { times.push_back(time); }});
+    sender = std::make_unique<media::PictureSender>(sockets[1].release(), decoded);
+  }
+  void put(std::shared_ptr<const media::VideoFrame> frame) {
+    decoded->put(ticket, std::move(frame));
+  }
+  State receive() { return receiver->read(); }
+  /// The luma of what is shown; -1 when nothing is.
+  int shownByte() const {
+    const auto frame = shown->latest();
+    return frame ? frame->planes[0].data[5] : -1;
+  }
+
+  sim::Box box;  // for its log
+  const std::shared_ptr<media::VideoFrames> decoded = std::make_shared<media::VideoFrames>();
+  const std::shared_ptr<media::VideoFrames> shown = std::make_shared<media::VideoFrames>();
+  const std::shared_ptr<const media::SubtitleCues> texts = std::make_shared<media::SubtitleCues>();
+  std::uint64_t askedFor = 0;
+  std::vector<double> times;
+  std::unique_ptr<PictureReceiver> receiver;
+  std::unique_ptr<media::PictureSender> sender;
+  std::uint64_t ticket = decoded->open();
+};
+
+TEST_F(PicturesTest, ArriveAsTheyWereWithoutACopy) {
+  const auto memory = makeBlock();
+  auto frame = std::make_shared<Decoded>(memory, 50);
+  frame->pixelAspectNumerator = 64;
+  frame->pixelAspectDenominator = 45;
+  frame->rotationDegrees = 90;
+  frame->matrix = media::VideoMatrix::BT601;
+  frame->fullRange = true;
+  frame->time = 1.25;
+  frame->due = 7.5;
+  frame->subtitles = std::make_shared<media::SubtitleCues>();
+  put(frame);
+  ASSERT_EQ(receive(), State::Open);
+  const auto arrived = shown->latest();
+  ASSERT_TRUE(arrived);
+  EXPECT_EQ(arrived->format, media::VideoFormat::NV12);
+  EXPECT_EQ(arrived->width, 64);
+  EXPECT_EQ(arrived->height, 36);
+  EXPECT_EQ(arrived->pixelAspectNumerator, 64);
+  EXPECT_EQ(arrived->pixelAspectDenominator, 45);
+  EXPECT_EQ(arrived->rotationDegrees, 90);
+  EXPECT_EQ(arrived->matrix, media::VideoMatrix::BT601);
+  EXPECT_TRUE(arrived->fullRange);
+  EXPECT_EQ(arrived->time, 1.25);
+  EXPECT_EQ(arrived->due, 7.5);
+  EXPECT_EQ(times, std::vector<double>{1.25});
+  EXPECT_EQ(askedFor, frame->subtitles->identity());
+  EXPECT_EQ(arrived->subtitles, texts);
+  // The same memory: what is written at one end is read at the other.
+  memory->data()[kBytes - 1] = 99;
+  EXPECT_EQ(arrived->planes[1].data[kBytes - 1 - kWidth * kHeight], 99);
+}
+
+TEST_F(PicturesTest, AreHeldUntilTheyAreReleased) {
+  std::weak_ptr<const media::VideoFrame> first;
+  {
+    const auto frame = std::make_shared<Decoded>(makeBlock(), 1);
+    first = frame;
+    put(frame);
+  }
+  put(std::make_shared<Decoded>(makeBlock(), 2));
+  EXPECT_FALSE(first.expired());
+  ASSERT_EQ(receive(), State::Open);
+  EXPECT_EQ(shownByte(), 2);
+  EXPECT_FALSE(first.expired()) << "its release has not been read";
+  EXPECT_TRUE(sender->read());
+  EXPECT_TRUE(first.expired());
+}
+
+TEST_F(PicturesTest, OfOtherMemoryAreCopiedOnce) {
+  const auto memory = makeBlock();
+  put(std::make_shared<Decoded>(memory, 10, false));
+  sender->setEpoch(1);
+  ASSERT_EQ(receive(), State::Open);
+  EXPECT_EQ(shownByte(), 10);
+  memory->data()[5] = 11;
+  EXPECT_EQ(shownByte(), 10);
+  for (int value = 20; value < 60; ++value) {
+    const auto before = shown->latest();
+    const int old = before->planes[0].data[5];
+    put(std::make_shared<Decoded>(memory, static_cast<std::uint8_t>(value), false));
+    ASSERT_EQ(receive(), State::Open);
+    EXPECT_EQ(shownByte(), value);
+    EXPECT_EQ(before->planes[0].data[5], old) << "the screen may still draw it";
+    EXPECT_TRUE(sender->read());
+  }
+}
+
+TEST_F(PicturesTest, OnlyTheNewestIsSentToABoxThatIsSlow) {
+  for (std::uint8_t value = 1; value <= 20; ++value)
+    put(std::make_shared<Decoded>(makeBlock(), value));
+  ASSERT_EQ(receive(), State::Open);
+  EXPECT_LT(shownByte(), 20);
+  EXPECT_TRUE(sender->read());
+  ASSERT_EQ(receive(), State::Open);
+  EXPECT_EQ(shownByte(), 20);
+}
+
+TEST_F(PicturesTest, OfAnEarlierEpochAreReleasedUnseen) {
+  receiver->setMinimumEpoch(2);
+  std::weak_ptr<const media::VideoFrame> held;
+  {
+    const auto frame = std::make_shared<Decoded>(makeBlock(), 1);
+    held = frame;
+    put(frame);
+  }
+  ASSERT_EQ(receive(), State::Open);
+  EXPECT_EQ(shownByte(), -1);
+  EXPECT_TRUE(times.empty());
+  // The same picture, told anew.
+  sender->setEpoch(2);
+  ASSERT_EQ(receive(), State::Open);
+  EXPECT_EQ(shownByte(), 1);
+  EXPECT_TRUE(sender->read());
+
+  // It stands while the box waits for a later epoch, and goes when that has none.
+  receiver->setMinimumEpoch(3);
+  put(std::make_shared<Decoded>(makeBlock(), 2));
+  ASSERT_EQ(receive(), State::Open);
+  EXPECT_EQ(shownByte(), 1);
+  decoded->close();
+  sender->setEpoch(3);
+  ASSERT_EQ(receive(), State::Open);
+  EXPECT_EQ(shownByte(), -1);
+  EXPECT_TRUE(sender->read());
+  EXPECT_TRUE(held.expired());
+
+  // After the box itself has taken the picture away, the next load is shown again.
+  ticket = decoded->open();
+  put(std::make_shared<Decoded>(makeBlock(), 3));
+  ASSERT_EQ(receive(), State::Open);
+  shown->close();
+  receiver->setMinimumEpoch(4);
+  sender->setEpoch(4);
+  ASSERT_EQ(receive(), State::Open);
+  EXPECT_EQ(shownByte(), 3);
+}
+
+TEST_F(PicturesTest, StandUntilTheNextProcessHasOne) {
+  put(std::make_shared<Decoded>(makeBlock(), 1));
+  ASSERT_EQ(receive(), State::Open);
+  std::vector<int> changes;
+  shown->setWakeup([&] { changes.push_back(shownByte()); });
+  sender.reset();
+  EXPECT_EQ(receive(), State::ClosedByWriter);
+  receiver.reset();
+  decoded->close();
+  connect();
+  sender->setEpoch(2);
+  ASSERT_EQ(receive(), State::Open);
+  EXPECT_EQ(shownByte(), 1) << "there is none yet";
+  ticket = decoded->open();
+  put(std::make_shared<Decoded>(makeBlock(), 2));
+  ASSERT_EQ(receive(), State::Open);
+  EXPECT_EQ(changes, std::vector<int>{2});
+  shown->setWakeup(nullptr);
+}
+
+TEST_F(PicturesTest, MoreBuffersThanThereAreIndicesTakeTurns) {
+  std::vector<std::shared_ptr<frames::SharedBuffer>> memories;
+  for (std::size_t count = 0; count < frames::kFilmBuffers + 10; ++count)
+    memories.push_back(makeBlock());
+  for (int round = 0; round < 2; ++round) {
+    for (std::size_t index = 0; index < memories.size(); ++index) {
+      put(std::make_shared<Decoded>(memories[index], static_cast<std::uint8_t>(index)));
+      ASSERT_EQ(receive(), State::Open) << receiver->reason();
+      ASSERT_EQ(shownByte(), static_cast<int>(index));
+      ASSERT_TRUE(sender->read());
+    }
+  }
+}
+
+TEST_F(PicturesTest, MemoryThatIsGoneIsUnmapped) {
+  const auto mappings = [] {
+    std::ifstream file("/proc/self/maps");
+    int count = 0;
+    for (std::string line; std::getline(file, line);)
+      if (line.find("memfd:vorlane-frames") != std::string::npos) ++count;
+    return count;
+  };
+  const auto last = makeBlock();
+  put(std::make_shared<Decoded>(last, 1));
+  for (int count = 0; count < 10; ++count) {
+    put(std::make_shared<Decoded>(makeBlock(), 2));
+    ASSERT_EQ(receive(), State::Open);
+    ASSERT_TRUE(sender->read());
+  }
+  put(std::make_shared<Decoded>(last, 3));
+  ASSERT_EQ(receive(), State::Open);
+  ASSERT_TRUE(sender->read());
+  put(std::make_shared<Decoded>(last, 4));
+  ASSERT_EQ(receive(), State::Open);
+  EXPECT_EQ(mappings(), 2) << "one at each end";
+}
+
+TEST_F(PicturesTest, CrossBetweenThreads) {
+  constexpr int kPictures = 250;
+  std::thread process([&] {
+    for (int number = 1; number <= kPictures; ++number) {
+      put(std::make_shared<Decoded>(makeBlock(), static_cast<std::uint8_t>(number)));
+      sender->read();
+    }
+    // The newest is sent at last, when enough of the others have been released.
+    while (waitFor(sender->descriptor()) && sender->read()) {
+    }
+  });
+  while (shownByte() != kPictures && waitFor(receiver->descriptor()))
+    EXPECT_EQ(receive(), State::Open) << receiver->reason();
+  EXPECT_EQ(shownByte(), kPictures);
+  shown->close();
+  receiver.reset();
+  process.join();
+}
+
+/// What a media process sends that somebody has taken over.
+TEST_F(PicturesTest, HostileMessagesDoNoHarm) {
+  const auto picture = [](std::uint64_t sequence, std::uint32_t index = 0) {
+    frames::FilmMessage message;
+    static_cast<frames::FrameMessage&>(message) = pictureMessage(sequence, index);
+    return message;
+  };
+  const FileDescriptor memory = makeMemory(kBytes, true);
+  const FileDescriptor shrinkable = makeMemory(kBytes, false);
+  const FileDescriptor large = makeMemory(VORLANE_FRAMES_MAXIMUM_BYTES, true);
+  const int good = memory.get();
+  using Change = std::function<void(frames::FilmMessage&)>;
+  const auto refused = [&](Change change) {
+    return [&, change = std::move(change)](RawWriter& to) {
+      frames::FilmMessage message = picture(1);
+      change(message);
+      to.send(frames::encode(message), {good});
+    };
+  };
+  struct Case {
+    const char* name;
+    State expected;
+    std::function<void(RawWriter&)> send;
+    int byte = -1;
+  };
+  const Case cases[]{
+      {"memory that can shrink", State::Broken,
+       [&](RawWriter& to) { to.send(frames::encode(picture(1)), {shrinkable.get()}); }},
+      {"a buffer too many", State::Broken,
+       [&](RawWriter& to) { to.send(frames::encode(picture(1, 64)), {good}); }},
+      {"more memory than there may be", State::Broken,
+       [&](RawWriter& to) {
+         for (std::uint32_t index = 0; index < 17; ++index)
+           to.send(frames::encode(picture(index + 1, index)), {large.get()});
+       }},
+      {"the last buffer", State::Open,
+       [&](RawWriter& to) { to.send(frames::encode(picture(1, 63)), {good}); }, 0},
+      {"a buffer that was given up", State::Broken,
+       [&](RawWriter& to) {
+         to.send(frames::encode(picture(1)), {good});
+         frames::FilmMessage next = picture(2);
+         next.gone = 1;
+         to.send(frames::encode(next));
+       }},
+      {"a descriptor without a picture", State::Broken,
+       [&](RawWriter& to) {
+         frames::FilmMessage none = picture(1);
+         none.kind = frames::FilmMessage::Kind::None;
+         to.send(frames::encode(none), {good});
+       }},
+      {"version 1", State::Broken,
+       [&](RawWriter& to) { to.send(frames::encode(pictureMessage(1)), {good}); }},
+      {"a plane beyond the end", State::Open,
+       refused([](auto& message) { message.layout.offsets[1] += 1; })},
+      {"rows beyond the end", State::Open, refused([](auto& message) { message.height = 8192; })},
+      {"pixels without a width", State::Open,
+       refused([](auto& message) { message.aspectNumerator = 0; })},
+      {"a rotation by 1", State::Open, refused([](auto& message) { message.rotation = 1; })},
+  };
+  for (const Case& the : cases) {
+    SCOPED_TRACE(the.name);
+    shown->close();
+    auto sockets = makeSockets();
+    RawWriter writer(std::move(sockets[0]));
+    PictureReceiver reader(std::move(sockets[1]), shown, {});
+    the.send(writer);
+    State state = State::Open;
+    for (int count = 0; count < 3 && state == State::Open; ++count) state = reader.read();
+    EXPECT_EQ(state, the.expected) << reader.reason();
+    if (the.expected == State::Open) {
+      EXPECT_EQ(shownByte(), the.byte);
+    }
+  }
+  EXPECT_GE(box.logCount("do not fit their buffer"), 4U);
+}
+
+}  // namespace
+}  // namespace box::test
