@@ -36,6 +36,8 @@ constexpr std::string_view kErrorKey = "Error";
 
 /// Time for the sender to stop a session that the user has stopped on the box.
 constexpr auto kDelayedDeregistration = 5s;
+/// Each has a player with threads and memory of its own.
+constexpr std::size_t kMostSessions = 16;
 
 /// Carries an error through an event's user info.
 class ErrorObject final : public platform::Object {
@@ -193,7 +195,20 @@ void TVVorlaneSessionManager::_updateForSessionChange() {
 }
 
 void TVVorlaneSessionManager::_updatePresentedViewController() {
+  _stopExcessSessions();
   _stateMachine->postEvent(kSessionsUpdated);
+}
+
+void TVVorlaneSessionManager::_stopExcessSessions() {
+  // A copy, since a session that is stopped leaves the list.
+  for (const SessionPtr& session : activeSessions()) {
+    if (_sessions.size() <= kMostSessions) return;
+    // The last of each type is what is shown and heard.
+    if (session == _sessionOfType(session->sessionType(), {}, true)) continue;
+    TVSLogNotice(TVVLSessionManager, "There are %lu sessions, stop the oldest: %@",
+                 _sessions.size(), session);
+    session->stopWithOptions({}, nullptr);
+  }
 }
 
 void TVVorlaneSessionManager::_callPendingCompletionHandlersWithError(

@@ -86,6 +86,7 @@ class TVVorlaneSessionManager : public platform::Object,
   bool _hasActiveVisualSession() const;
   void _updateForSessionChange();
   void _updatePresentedViewController();
+  void _stopExcessSessions();
   void _callPendingCompletionHandlersWithError(const std::optional<platform::Error>& error);
   void _postActiveSessionsDidChange();
 

@@ -132,6 +132,26 @@ TEST_F(TVVorlaneSessionManagerTest, TheSameSessionTwice) {
   EXPECT_TRUE(manager().activeSessions().empty());
 }
 
+TEST_F(TVVorlaneSessionManagerTest, BeyondSixteenTheOldestThatShowsNothingIsStopped) {
+  const auto ids = [&] {
+    std::vector<std::uint32_t> result;
+    for (const auto& session : manager().activeSessions()) result.push_back(session->sessionID());
+    return result;
+  };
+  startPresentation(100);
+  for (std::uint32_t id = 1; id <= 20; ++id) startAudio(id);
+  box.run();
+  // The oldest of all is on screen.
+  EXPECT_THAT(ids(), ElementsAre(100, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20));
+  EXPECT_EQ(box.logCount("There are 17 sessions, stop the oldest: "), 1U);
+  startPresentation(101);
+  box.run();
+  EXPECT_THAT(ids(), ElementsAre(6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 101));
+  startVideo(102);
+  box.run();
+  EXPECT_THAT(ids(), ElementsAre(7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 101, 102));
+}
+
 TEST_F(TVVorlaneSessionManagerTest, WhatACompletionRegistersWaitsForTheNextUpdate) {
   int nested = 0;
   const auto inner = std::make_shared<TVVorlaneStreamingAudioSession>();
