@@ -15,6 +15,7 @@
 #include "box/frames/FrameConnection.h"
 #include "box/frames/ListeningSocket.h"
 #include "platform/foundation/log/TVSLogger.h"
+#include "platform/foundation/queues/Thread.h"
 
 namespace box {
 
@@ -36,13 +37,17 @@ bool isAdmitted(int descriptor) {
 class FrameSocket::Reader {
  public:
   Reader(ListeningSocket listener, FileDescriptor stop)
-      : _listener(std::move(listener)), _stop(std::move(stop)), _thread([this] { _run(); }) {}
+      : _listener(std::move(listener)), _stop(std::move(stop)) {}
   ~Reader() {
     close();
-    _thread.join();
+    if (_thread.joinable()) _thread.join();
   }
   Reader(const Reader&) = delete;
   Reader& operator=(const Reader&) = delete;
+
+  [[nodiscard]] bool start() {
+    return platform::startThread(_thread, [this] { _run(); });
+  }
 
   const std::string& path() const { return _listener.path(); }
   const std::shared_ptr<media::VideoFrames>& frames() const { return _frames; }
@@ -113,23 +118,29 @@ class FrameSocket::Reader {
   bool _toldOfSecond = false;
   bool _resting = false;
 
-  std::thread _thread;  // last: it runs on the members above
+  std::thread _thread;
 };
 
 std::shared_ptr<FrameSocket> FrameSocket::open(const std::string& folder,
                                                std::optional<platform::Error>* error) {
   auto listener = ListeningSocket::open(folder, error);
   if (!listener) return nullptr;
+  const auto fail = [&](const char* reason) {
+    if (!error) return;
+    *error = platform::Error::status(-6700);
+    (*error)->localizedDescription = reason;
+  };
   FileDescriptor stop(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
   if (!stop) {
-    if (error) {
-      *error = platform::Error::status(-6700);
-      (*error)->localizedDescription = std::strerror(errno);
-    }
+    fail(std::strerror(errno));
     return nullptr;
   }
-  return std::shared_ptr<FrameSocket>(
-      new FrameSocket(std::make_unique<Reader>(std::move(*listener), std::move(stop))));
+  auto reader = std::make_unique<Reader>(std::move(*listener), std::move(stop));
+  if (!reader->start()) {
+    fail("there is no thread left");
+    return nullptr;
+  }
+  return std::shared_ptr<FrameSocket>(new FrameSocket(std::move(reader)));
 }
 
 FrameSocket::FrameSocket(std::unique_ptr<Reader> reader) : _reader(std::move(reader)) {}

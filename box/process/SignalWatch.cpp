@@ -9,7 +9,9 @@
 
 #include <pthread.h>
 
+#include "platform/foundation/Assertion.h"
 #include "platform/foundation/log/TVSLogger.h"
+#include "platform/foundation/queues/Thread.h"
 
 namespace box {
 
@@ -37,7 +39,8 @@ SignalWatch::SignalWatch(platform::Duration limit, std::function<void(int signal
   sigaddset(&_signals, SIGTERM);
   sigaddset(&_signals, SIGINT);
   pthread_sigmask(SIG_BLOCK, &_signals, &_before);
-  _thread = std::thread([this] { _watch(); });
+  const bool started = platform::startThread(_thread, [this] { _watch(); });
+  TVS_ASSERT_MESSAGE(started, "no thread waits for signals");
 }
 
 SignalWatch::~SignalWatch() {

@@ -3,6 +3,9 @@
 #include <utility>
 #include <variant>
 
+#include "media/support/MediaErrors.h"
+#include "platform/foundation/queues/Thread.h"
+
 namespace media {
 
 TrackFeed::TrackFeed(std::shared_ptr<streaming::TrackReader> reader,
@@ -18,7 +21,8 @@ void TrackFeed::start(double seconds) {
   _reader->seek(seconds);
   _demuxer->reset();
   _gate.setClosed(false);
-  _thread = std::thread([this] { _run(); });
+  if (!platform::startThread(_thread, [this] { _run(); }))
+    _queues.put(ElementaryFailure{noThreadError()}, _targets);
 }
 
 void TrackFeed::stop() {

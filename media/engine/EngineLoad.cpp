@@ -86,10 +86,7 @@ void EngineLoad::_open(bool held) {
   if (!_refusal && isStreamedURL(_url)) _openItem();
   _ticket = _setup.frames->reserve();
   if (!held) show();
-  if (_refusal) {
-    if (!held) _reporter()({.kind = Kind::Fail, .error = *_refusal});
-    return;
-  }
+  if (_refusal) return _refuse(*_refusal);
   PipelineSetup setup;
   setup.url = _url;
   setup.item = _item;
@@ -109,7 +106,13 @@ void EngineLoad::_open(bool held) {
   setup.report = _reporter();
   setup.positionChanged = _setup.positionChanged;
   _pipeline = Pipeline::start(_clock, std::move(setup), std::exchange(_setup.predecessor, nullptr));
+  if (!_pipeline) return _refuse(noThreadError());
   _followStyles();
+}
+
+void EngineLoad::_refuse(platform::Error error) {
+  _refusal = std::move(error);
+  if (!_held) _reporter()({.kind = Kind::Fail, .error = *_refusal});
 }
 
 void EngineLoad::_followStyles() {

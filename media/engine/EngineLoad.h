@@ -90,6 +90,8 @@ class EngineLoad : public std::enable_shared_from_this<EngineLoad> {
  private:
   EngineLoad(platform::MainQueue& queue, const platform::Clock& clock, Setup setup);
   void _open(bool held);
+  /// Told at once, or once begin() asks.
+  void _refuse(platform::Error error);
   void _openItem();
   void _followStyles();
   std::function<void(const PipelineEvent&)> _reporter();
@@ -103,7 +105,7 @@ class EngineLoad : public std::enable_shared_from_this<EngineLoad> {
   const std::string _url;
   platform::Date _loadedAt;
 
-  std::optional<platform::Error> _refusal;  // of something that is not even tried
+  std::optional<platform::Error> _refusal;  // without a pipeline
   std::shared_ptr<ItemQuestions> _questions;
   std::shared_ptr<streaming::StreamedItem> _item;  // null for a file
   std::shared_ptr<Pipeline> _pipeline;

@@ -7,18 +7,21 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include "platform/foundation/queues/Thread.h"
+
 namespace media {
 
 LinkThread::LinkThread(Setup setup)
     : _setup(std::move(setup)),
       _socket(_setup.descriptor),
-      _waker(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
-      _thread([this] { _run(); }) {}
+      _waker(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+  static_cast<void>(platform::startThread(_thread, [this] { _run(); }));
+}
 
 LinkThread::~LinkThread() {
   _stopping = true;
   _wake();
-  _thread.join();
+  if (_thread.joinable()) _thread.join();
   close(_waker);
 }
 

@@ -37,6 +37,8 @@ class LinkThread {
   LinkThread(const LinkThread&) = delete;
   LinkThread& operator=(const LinkThread&) = delete;
 
+  /// False: the system had no thread left, and nothing is read or told.
+  bool isRunning() const { return _thread.joinable(); }
   /// Never waits. After the end it does nothing.
   void send(std::span<const std::byte> message);
 

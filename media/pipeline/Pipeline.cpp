@@ -32,10 +32,11 @@ std::shared_ptr<Pipeline> Pipeline::start(const platform::Clock& clock, Pipeline
     item->whenLegBegins([weak = std::weak_ptr(pipeline)] {
       if (const auto playing = weak.lock()) playing->_noteLeg();
     });
-  platform::WorkerThreads::start([pipeline, before = std::move(predecessor)]() mutable {
-    pipeline->_run(std::exchange(before, nullptr));
-  });
-  return pipeline;
+  const bool isStarted =
+      platform::WorkerThreads::start([pipeline, before = std::move(predecessor)]() mutable {
+        pipeline->_run(std::exchange(before, nullptr));
+      });
+  return isStarted ? pipeline : nullptr;
 }
 
 Pipeline::Pipeline(const platform::Clock& clock, PipelineSetup setup)

@@ -103,6 +103,7 @@ struct PipelineSetup {
 class Pipeline : public std::enable_shared_from_this<Pipeline> {
  public:
   /// `predecessor` may hold the audio device: the new one waits for its end, at most a second.
+  /// Null: the system has no thread left.
   static std::shared_ptr<Pipeline> start(const platform::Clock& clock, PipelineSetup setup,
                                          std::shared_ptr<Pipeline> predecessor);
 

@@ -139,4 +139,9 @@ Error unknownMediaError() {
   return mediaError(MediaErrorCode::Unknown, "The media could not be played.");
 }
 
+Error noThreadError() {
+  return mediaError(MediaErrorCode::Unknown, "The media could not be played.",
+                    "The system has no thread left.");
+}
+
 }  // namespace media

@@ -29,5 +29,7 @@ platform::Error silenceError();
 std::optional<platform::Error> missingPluginError(const GstStructure* message);
 /// The library would not start and said nothing.
 platform::Error unknownMediaError();
+/// The system has no thread left.
+platform::Error noThreadError();
 
 }  // namespace media

@@ -4,12 +4,15 @@
 
 #include <pthread.h>
 
+#include "platform/foundation/Assertion.h"
+#include "platform/foundation/queues/Thread.h"
+
 namespace streaming {
 
 void TransferThread::start(std::function<void()> begin, std::function<void()> end) {
   const std::lock_guard lock(_mutex);
   if (std::exchange(_isStarted, true)) return;
-  _thread = std::thread([loop = _loop, begin = std::move(begin), end = std::move(end)]() mutable {
+  auto body = [loop = _loop, begin = std::move(begin), end = std::move(end)]() mutable {
     pthread_setname_np(pthread_self(), "transfers");
     begin();
     loop->run();
@@ -17,7 +20,9 @@ void TransferThread::start(std::function<void()> begin, std::function<void()> en
     begin = nullptr;
     end = nullptr;
     loop->close();
-  });
+  };
+  const bool started = platform::startThread(_thread, std::move(body));
+  TVS_ASSERT_MESSAGE(started, "there is no thread for transfers");
 }
 
 void TransferThread::stop() {

@@ -2,12 +2,14 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 
 #include <gtest/gtest.h>
 
 #include "platform/foundation/queues/WorkerThreads.h"
 #include "tests/media/EngineHarness.h"
 #include "tests/media/TestMedia.h"
+#include "tests/support/RefusedThreads.h"
 
 namespace testing_media {
 namespace {
@@ -204,6 +206,18 @@ TEST_F(MediaEngineTest, StallsWhenTheMediaDoNotArriveAndGoesOn) {
   ASSERT_TRUE(harness.untilTold("play 1", 1));
   EXPECT_EQ(harness.count("fail"), 0);
   EXPECT_EQ(harness.misplaced(), 0);
+}
+
+void loadWithoutAThread() {
+  EngineHarness harness;
+  testing_support::refuseThreads();
+  harness.load("file:///nowhere.mp4");
+  std::_Exit(harness.untilTold("fail") && harness.error()->code == -11800 ? 0 : 1);
+}
+
+TEST(MediaEngineThreads, ALoadFailsWithoutOne) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(loadWithoutAThread(), testing::ExitedWithCode(0), "");
 }
 
 TEST_F(MediaEngineTest, LoadingAgainAndAgainLeavesNothingBehind) {

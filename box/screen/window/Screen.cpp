@@ -70,7 +70,8 @@ struct Screen::State : std::enable_shared_from_this<State> {
                                                       std::shared_ptr<const Bytes> png) {
       post(self, [this, id, png = std::move(png)] { answerCapture(id, png); });
     };
-    thread = std::make_unique<ScreenThread>(clock, options, std::move(events));
+    auto made = std::make_unique<ScreenThread>(clock, options, std::move(events));
+    if (made->start()) thread = std::move(made);
   }
 
   /// From the screen's thread, which the state outlives; the task may come when the state is gone.
@@ -149,6 +150,12 @@ void Screen::warmUp() { _state->start(); }
 void Screen::open(OpenCompletion completion) {
   _state->start();
   if (!completion) completion = [](const std::optional<Error>&) {};
+  if (!_state->thread) {
+    _state->queue.async([completion = std::move(completion)] {
+      completion(screenError(ScreenErrorCode::NoDisplay, "There is no thread left to draw on"));
+    });
+    return;
+  }
   if (_state->open) {
     _state->queue.async([completion = std::move(completion)] { completion(std::nullopt); });
     return;
@@ -171,7 +178,7 @@ bool Screen::isOpen() const { return _state->open; }
 
 void Screen::setScene(std::shared_ptr<const platform::Scene> scene) {
   _state->start();
-  _state->thread->setScene(std::move(scene));
+  if (_state->thread) _state->thread->setScene(std::move(scene));
 }
 
 void Screen::setKeepsDisplayOn(bool keepsOn) {

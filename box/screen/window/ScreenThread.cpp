@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "box/screen/drawing/RendererChoice.h"
+#include "platform/foundation/queues/Thread.h"
 
 namespace box {
 namespace {
@@ -28,14 +29,15 @@ const platform::Scene& emptyScene() {
 }  // namespace
 
 ScreenThread::ScreenThread(const platform::Clock& clock, ScreenOptions options, Events events)
-    : _clock(clock),
-      _options(std::move(options)),
-      _events(std::move(events)),
-      _thread([this] { _run(); }) {}
+    : _clock(clock), _options(std::move(options)), _events(std::move(events)) {}
 
 ScreenThread::~ScreenThread() {
   _post(Stop{});
-  _thread.join();
+  if (_thread.joinable()) _thread.join();
+}
+
+bool ScreenThread::start() {
+  return platform::startThread(_thread, [this] { _run(); });
 }
 
 void ScreenThread::open(std::uint64_t session) { _post(Open{session}); }
@@ -145,9 +147,10 @@ void ScreenThread::_execute(const Capture& command) {
   // Encoding takes as long as several frames. One picture at a time: who asks faster than that
   // waits.
   if (_encoder.joinable()) _encoder.join();
-  _encoder = std::thread([this, id = command.id, taken = std::move(rows)]() mutable {
+  auto encode = [this, id = command.id, taken = std::move(rows)]() mutable {
     _events.captured(id, encodePng(std::move(taken)));
-  });
+  };
+  if (!platform::startThread(_encoder, std::move(encode))) _events.captured(command.id, nullptr);
 }
 
 void ScreenThread::_closeWindow() {

@@ -53,6 +53,8 @@ class ScreenThread {
   ScreenThread(const ScreenThread&) = delete;
   ScreenThread& operator=(const ScreenThread&) = delete;
 
+  /// Before the rest. False: the system has no thread left, and the rest does nothing.
+  [[nodiscard]] bool start();
   /// `session` names the window to the events.
   void open(std::uint64_t session);
   /// Also forgets the scene.
@@ -134,7 +136,7 @@ class ScreenThread {
 
   std::thread _encoder;  // of the last capture
 
-  std::thread _thread;  // last: it runs on the members above
+  std::thread _thread;
 };
 
 }  // namespace box

@@ -3,6 +3,8 @@
 #include <thread>
 #include <utility>
 
+#include "platform/foundation/queues/Thread.h"
+
 namespace box {
 
 bool isInternet(GNetworkConnectivity connectivity, bool networkAvailable) {
@@ -23,7 +25,8 @@ bool isInternet(GNetworkConnectivity connectivity, bool networkAvailable) {
 class GioNetworkWatch::Loop {
  public:
   explicit Loop(std::function<void(bool)> tell) : _tell(std::move(tell)) {
-    _thread = std::thread([this] { _run(); });
+    // Without it nothing is told.
+    static_cast<void>(platform::startThread(_thread, [this] { _run(); }));
   }
   ~Loop() {
     // As a task of the loop, since one that has not begun to run cannot be told to quit.
@@ -31,7 +34,7 @@ class GioNetworkWatch::Loop {
     g_source_set_callback(source, _quit, _loop, nullptr);
     g_source_attach(source, _context);
     g_source_unref(source);
-    _thread.join();
+    if (_thread.joinable()) _thread.join();
     g_main_loop_unref(_loop);
     g_main_context_unref(_context);
   }

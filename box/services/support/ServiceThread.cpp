@@ -10,6 +10,7 @@
 #include <sys/eventfd.h>
 
 #include "box/services/support/FileDescriptor.h"
+#include "platform/foundation/queues/Thread.h"
 
 namespace box {
 
@@ -73,7 +74,8 @@ ServiceThread::ServiceThread()
 ServiceThread::~ServiceThread() { stop(); }
 
 void ServiceThread::start() {
-  _thread = std::thread([this] { _queue->run(); });
+  // Without it the tasks never run: the surroundings are not served, and the rest works.
+  static_cast<void>(platform::startThread(_thread, [this] { _queue->run(); }));
 }
 
 void ServiceThread::stop() {

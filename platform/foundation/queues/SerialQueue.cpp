@@ -9,6 +9,7 @@
 
 #include "platform/foundation/Assertion.h"
 #include "platform/foundation/queues/SyncCall.h"
+#include "platform/foundation/queues/Thread.h"
 
 namespace platform {
 
@@ -102,7 +103,8 @@ struct SerialQueue::Impl {
 };
 
 SerialQueue::SerialQueue(std::string label) : _impl(std::make_unique<Impl>(std::move(label))) {
-  _impl->thread = std::thread([this] { _impl->main(this); });
+  const bool started = startThread(_impl->thread, [this] { _impl->main(this); });
+  TVS_ASSERT_MESSAGE(started, "a serial queue without a thread");
 }
 
 SerialQueue::~SerialQueue() {

@@ -6,6 +6,8 @@
 #include <thread>
 #include <utility>
 
+#include "platform/foundation/queues/Thread.h"
+
 namespace platform {
 namespace {
 
@@ -48,22 +50,26 @@ void join(std::list<Worker> ended) {
 
 }  // namespace
 
-void WorkerThreads::start(std::function<void()> body) {
+bool WorkerThreads::start(std::function<void()> body) {
   Registry& all = registry();
   std::list<Worker> ended;
+  bool isStarted = false;
   {
     const std::lock_guard lock(all.mutex);
     ended = all.takeEnded();
     Worker& worker = all.workers.emplace_back();
-    worker.thread = std::thread([&all, &worker, run = std::move(body)]() mutable {
-      run();
-      run = nullptr;
-      const std::lock_guard ending(all.mutex);
-      worker.ended = true;
-      all.changed.notify_all();
-    });
+    isStarted =
+        platform::startThread(worker.thread, [&all, &worker, run = std::move(body)]() mutable {
+          run();
+          run = nullptr;
+          const std::lock_guard ending(all.mutex);
+          worker.ended = true;
+          all.changed.notify_all();
+        });
+    if (!isStarted) all.workers.pop_back();
   }
   join(std::move(ended));
+  return isStarted;
 }
 
 std::size_t WorkerThreads::running() {

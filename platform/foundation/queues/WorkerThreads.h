@@ -12,8 +12,8 @@ namespace platform {
 /// Threads: any.
 class WorkerThreads {
  public:
-  /// Runs `body` on a thread of its own.
-  static void start(std::function<void()> body);
+  /// Runs `body` on a thread of its own. False: the system has no thread left.
+  static bool start(std::function<void()> body);
   /// How many have not ended.
   static std::size_t running();
   /// Waits until all have ended, at most `limit`. False: some are still busy, and the process may

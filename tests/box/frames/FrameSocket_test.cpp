@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <mutex>
@@ -14,6 +15,7 @@
 #include "frames/vorlane-frames.h"
 #include "sim/Box.h"
 #include "tests/box/frames/RawWriter.h"
+#include "tests/support/RefusedThreads.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace box::test {
@@ -140,6 +142,20 @@ TEST_F(FrameSocketTest, ClosedItIsFoundNoMoreAndKeepsItsPicture) {
   EXPECT_FALSE(writer.receive()) << "cut off";
   EXPECT_TRUE(frames->latest());
   EXPECT_EQ(layer->path(), path);
+}
+
+void openWithoutAThread() {
+  testing_support::refuseThreads();
+  const testing_support::TemporaryFolder folder;
+  std::optional<platform::Error> error;
+  const bool isRefused = !FrameSocket::open(folder.path() + "/layers", &error) && error;
+  std::filesystem::remove_all(folder.path());
+  std::_Exit(isRefused ? 0 : 1);
+}
+
+TEST_F(FrameSocketTest, FailsWithoutAThread) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(openWithoutAThread(), testing::ExitedWithCode(0), "");
 }
 
 TEST_F(FrameSocketTest, NeedsAFolderOfItsOwn) {

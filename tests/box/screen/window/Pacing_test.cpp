@@ -30,6 +30,7 @@ class Pacing : public testing::Test {
     };
     _thread = std::make_unique<ScreenThread>(
         clock, ScreenOptions{false, platform::Size{64, 36}, "Test"}, std::move(events));
+    EXPECT_TRUE(_thread->start());
     settle();
   }
 
