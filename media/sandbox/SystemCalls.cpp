@@ -53,11 +53,11 @@ constexpr const char* kAllowed[] = {
     "rt_sigtimedwait", "rt_sigtimedwait_time64", "sigaltstack", "signalfd", "signalfd4",
     "sigreturn",
     // Time.
-    "clock_getres", "clock_getres_time64", "clock_gettime", "clock_gettime64", "clock_nanosleep",
-    "clock_nanosleep_time64", "getitimer", "gettimeofday", "nanosleep", "setitimer", "time",
-    "timer_create", "timer_delete", "timer_getoverrun", "timer_gettime", "timer_gettime64",
-    "timer_settime", "timer_settime64", "timerfd_create", "timerfd_gettime", "timerfd_gettime64",
-    "timerfd_settime", "timerfd_settime64",
+    "alarm", "clock_getres", "clock_getres_time64", "clock_gettime", "clock_gettime64",
+    "clock_nanosleep", "clock_nanosleep_time64", "getitimer", "gettimeofday", "nanosleep",
+    "setitimer", "time", "timer_create", "timer_delete", "timer_getoverrun", "timer_gettime",
+    "timer_gettime64", "timer_settime", "timer_settime64", "timerfd_create", "timerfd_gettime",
+    "timerfd_gettime64", "timerfd_settime", "timerfd_settime64",
     // Waiting.
     "epoll_create", "epoll_create1", "epoll_ctl", "epoll_pwait", "epoll_pwait2", "epoll_wait",
     "eventfd", "eventfd2", "_newselect", "poll", "ppoll", "ppoll_time64", "pselect6",

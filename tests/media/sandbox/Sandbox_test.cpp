@@ -269,6 +269,12 @@ const Row kNeeded[] = {
      },
      0},
     {"OwnSignals", Needs::Nothing, [](Around) { return raise(SIGCHLD) | kill(getpid(), 0); }, 0},
+    {"Alarms", Needs::Nothing,
+     [](Around) {
+       alarm(60);
+       return alarm(0) == 60 ? 0 : EINVAL;
+     },
+     0},
     {"Connections", Needs::Nothing,
      [](Around around) {
        return errorOf(connect(socket(AF_INET, SOCK_STREAM, 0),
