@@ -89,7 +89,7 @@ std::vector<std::string> resolvedURLs(const std::vector<std::string>& bases,
     if (urls.size() == kMostURLs) break;
     auto url = reference.empty() ? std::optional(base) : resolveURL(base, reference);
     if (!url) continue;
-    if (queryFrom) *url = withQueryOf(*queryFrom, *std::move(url));
+    if (queryFrom) url = withQueryOf(*queryFrom, *url);
     if (std::find(urls.begin(), urls.end(), *url) == urls.end()) urls.push_back(*std::move(url));
   }
   return urls;

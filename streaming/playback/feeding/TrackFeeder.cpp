@@ -22,7 +22,7 @@ constexpr unsigned kMostDelays = 2;
 constexpr double kLongestDelay = 2;
 /// Seconds for which a live playlist may have nothing to play.
 constexpr double kLeastWait = 4;
-constexpr double kMostWait = 10;
+constexpr double kMostWait = 12;
 
 MonotonicTime::duration feederSeconds(double seconds) {
   return std::chrono::duration_cast<MonotonicTime::duration>(
@@ -193,7 +193,12 @@ bool TrackFeeder::_isWaitInVain(const TrackWalk::Step& step) {
       step.representation ? _host.indexes().playlist(*step.representation) : nullptr;
   if (!playlist) return false;
   const double longest = std::clamp(3 * playlist->targetDuration, kLeastWait, kMostWait);
-  if (_host.indexes().unchangedFor(*step.representation) < longest) return false;
+  const double rest = longest - _host.indexes().unchangedFor(*step.representation);
+  if (rest > 0) {
+    // It may say itself that it is to be read again much later.
+    if (playlist->isLive) _pumpIn(rest);
+    return false;
+  }
   if (!_error) _error = unusableManifest("The playlist has no segment that could be played.");
   return true;
 }
@@ -219,13 +224,15 @@ bool TrackFeeder::_hasRoom(const TrackWalk::Step& step) {
 }
 
 void TrackFeeder::_waitUntil(platform::Date date) {
-  const double seconds = date.secondsSince1970 - _host.clock().now().secondsSince1970;
-  const auto& source = _host.tools().source;
-  _timer =
-      _host.tools().source.callAt(source.now() + feederSeconds(std::min(seconds, 86400.0)), [this] {
-        const auto fired = std::move(_timer);
-        pump();
-      });
+  _pumpIn(date.secondsSince1970 - _host.clock().now().secondsSince1970);
+}
+
+void TrackFeeder::_pumpIn(double seconds) {
+  TransferSource& source = _host.tools().source;
+  _timer = source.callAt(source.now() + feederSeconds(std::min(seconds, 86400.0)), [this] {
+    const auto fired = std::move(_timer);
+    pump();
+  });
 }
 
 void TrackFeeder::_fetchPiece(const TrackWalk::Step& step) {
@@ -325,10 +332,7 @@ bool TrackFeeder::_tryLater(const PieceFetch::Failure& failure) {
   ++_losses.delays;
   const double delay = std::min(kLongestDelay, std::max(0.2, _losses.step->segment.duration / 2));
   _losses.notBefore = _host.tools().source.now() + feederSeconds(delay);
-  _timer = _host.tools().source.callAt(*_losses.notBefore, [this] {
-    const auto fired = std::move(_timer);
-    pump();
-  });
+  _pumpIn(delay);
   return true;
 }
 

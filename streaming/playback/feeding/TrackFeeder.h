@@ -64,6 +64,7 @@ class TrackFeeder {
   bool _isWaitInVain(const TrackWalk::Step& step);
   bool _hasRoom(const TrackWalk::Step& step);
   void _waitUntil(platform::Date date);
+  void _pumpIn(double seconds);
   void _fetchPiece(const TrackWalk::Step& step);
   void _fetchHint(const TrackWalk::Step& step, const TrackPiece& tail);
   std::unique_ptr<PieceFetch> _makeFetch(const Segment& segment,

@@ -10,7 +10,7 @@ namespace streaming {
 
 std::shared_ptr<PlainResource> PlainResource::make(std::shared_ptr<TransferSource> source,
                                                    std::string url, const ResponseHead& head,
-                                                   std::string firstBytes,
+                                                   std::string_view firstBytes,
                                                    std::unique_ptr<Transfer> running,
                                                    PlainResourceHandlers handlers,
                                                    PlainResourceLimits limits) {

@@ -40,7 +40,7 @@ class PlainResource final : public ResourceReader, public TransferObserver {
   /// `running`: transferEnded() is called right after this.
   static std::shared_ptr<PlainResource> make(std::shared_ptr<TransferSource> source,
                                              std::string url, const ResponseHead& head,
-                                             std::string firstBytes,
+                                             std::string_view firstBytes,
                                              std::unique_ptr<Transfer> running,
                                              PlainResourceHandlers handlers = {},
                                              PlainResourceLimits limits = {});

@@ -352,6 +352,10 @@ TEST(LivePresentation, APlaylistThatNeverHasAnythingFails) {
   } cases[] = {
       {"no segment", empty, empty, {"failed -11828"}},
       {"a segment of no time", empty + "#EXTINF:0,\ns0.ts\n", empty, {"failed -11828"}},
+      {"one that is to be read again after hours",
+       "#EXTM3U\n#EXT-X-TARGETDURATION:1e5\n",
+       begun,
+       {"failed -11828"}},
       {"a segment that comes late", empty, begun, {"s0.ts"}},
       {"one that has begun and stays as it is", begun, begun, {"s0.ts"}},
   };
@@ -362,7 +366,7 @@ TEST(LivePresentation, APlaylistThatNeverHasAnythingFails) {
     addSegments(*bench.network, "s", 0, 1);
     bench.prepare({}, 4);
     bench.network->add("http://a/main", each.later);
-    bench.network->advance(8);
+    bench.network->advance(10);
     EXPECT_EQ(bench.read(), each.expected);
   }
 }
