@@ -82,6 +82,15 @@ void trim(SubtitleCue& cue) {
   settleSpans(cue);
 }
 
+std::size_t bytesOf(const SubtitleCue& cue) {
+  std::size_t bytes = sizeof cue + cue.text.size() + cue.identifier.size() + imageBytesOf(cue);
+  for (const SubtitleSpan& each : cue.spans) {
+    bytes += sizeof each + each.element.size() + each.annotation.size();
+    for (const std::string& name : each.classes) bytes += sizeof name + name.size();
+  }
+  return bytes;
+}
+
 std::size_t imageBytesOf(const SubtitleCue& cue) {
   std::size_t bytes = 0;
   for (const CueImage& each : cue.images) bytes += each.pixels.size() * sizeof each.pixels[0];

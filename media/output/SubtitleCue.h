@@ -91,5 +91,7 @@ void bound(SubtitleCue& cue);
 void trim(SubtitleCue& cue);
 /// Bytes that its images take.
 std::size_t imageBytesOf(const SubtitleCue& cue);
+/// Bytes that all of it takes, nearly.
+std::size_t bytesOf(const SubtitleCue& cue);
 
 }  // namespace media

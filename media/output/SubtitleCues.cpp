@@ -49,7 +49,7 @@ Cues SubtitleCues::at(double seconds) const {
   if (_source == Source::None) return found;
   const Cues& cues = _source == Source::Media      ? _ofMedia.cues
                      : _source == Source::Pictures ? _ofPictures.cues
-                                                   : _beside;
+                                                   : _beside.cues;
   const auto last = std::upper_bound(cues.begin(), cues.end(), seconds, beginsBefore);
   for (auto each = cues.begin(); each != last; ++each) {
     const SubtitleCue& cue = **each;
@@ -100,13 +100,13 @@ void SubtitleCues::_addTo(Store& store, Change::Kind kind, SubtitleCue cue) {
   const auto first = place - std::min(kNeighbours, place - cues.begin());
   const auto last = place + std::min(kNeighbours, cues.end() - place);
   if (std::any_of(first, last, [&](const auto& each) { return isSame(*each, cue); })) return;
-  store.imageBytes += imageBytesOf(cue);
+  store.bytes += bytesOf(cue);
   const auto added = std::make_shared<const SubtitleCue>(std::move(cue));
   cues.insert(place, added);
-  while (cues.size() > kCueLimit || (cues.size() > 1 && store.imageBytes > kImageByteLimit)) {
+  while (cues.size() > kCueLimit || (cues.size() > 1 && store.bytes > kByteLimit)) {
     // The new one is the one that is wanted, also after a seek to before all the others.
     const auto gone = cues.front() == added ? std::prev(cues.end()) : cues.begin();
-    store.imageBytes -= imageBytesOf(**gone);
+    store.bytes -= bytesOf(**gone);
     cues.erase(gone);
   }
   _note(kind, {added});
@@ -135,19 +135,26 @@ void SubtitleCues::addBeside(std::vector<SubtitleCue> cues) {
   _addBeside(Change::Kind::AddBeside, std::move(cues));
 }
 
-void SubtitleCues::_addBeside(Change::Kind kind, std::vector<SubtitleCue> cues) {
+void SubtitleCues::_addBeside(Change::Kind kind, std::vector<SubtitleCue> more) {
   Cues shared;
-  shared.reserve(cues.size());
-  for (SubtitleCue& each : cues) {
+  shared.reserve(more.size());
+  for (SubtitleCue& each : more) {
     bound(each);
     shared.push_back(std::make_shared<const SubtitleCue>(std::move(each)));
   }
-  Cues old;  // outlives the lock
+  Store old;  // outlives the lock
   std::unique_lock lock(_mutex);
   if (kind == Change::Kind::SetBeside) std::swap(_beside, old);
-  if (shared.size() > kCueLimit - _beside.size()) shared.resize(kCueLimit - _beside.size());
-  _beside.insert(_beside.end(), shared.begin(), shared.end());
-  std::stable_sort(_beside.begin(), _beside.end(),
+  Cues& cues = _beside.cues;
+  std::size_t count = 0;
+  for (; count < shared.size() && cues.size() < kCueLimit; ++count) {
+    const std::size_t bytes = bytesOf(*shared[count]);
+    if (_beside.bytes + bytes > kByteLimit) break;
+    _beside.bytes += bytes;
+    cues.push_back(shared[count]);
+  }
+  shared.resize(count);
+  std::stable_sort(cues.begin(), cues.end(),
                    [](const auto& one, const auto& other) { return one->start < other->start; });
   _note(kind, std::move(shared));
   _tell(std::move(lock));

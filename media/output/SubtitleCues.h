@@ -22,15 +22,15 @@ class SubtitleStyles;
 /// There are those that come with the media, whether they are shown or not, those that lie in the
 /// pictures, and those of a resource beside the media.
 ///
-/// Bounds: so many cues of each, and so many bytes of images, the earliest go first; each is
-/// bounded in itself. Threads: any.
+/// Bounds: so many cues of each, and so many bytes; the earliest go first, of those beside the
+/// media the latest. Each is bounded in itself. Threads: any.
 ///
 /// An observer is told of every change but that of the styles, in their order, on a thread that
 /// makes one, without a lock held. It must not change the cues.
 class SubtitleCues {
  public:
   static constexpr std::size_t kCueLimit = 20000;
-  static constexpr std::size_t kImageByteLimit = std::size_t{48} << 20;
+  static constexpr std::size_t kByteLimit = std::size_t{48} << 20;
   enum class Source { None, Media, Pictures, Beside };
   using Cues = std::vector<std::shared_ptr<const SubtitleCue>>;
 
@@ -83,7 +83,7 @@ class SubtitleCues {
  private:
   struct Store {
     Cues cues;  // by their beginnings
-    std::size_t imageBytes = 0;
+    std::size_t bytes = 0;
   };
   void _addTo(Store& store, Change::Kind kind, SubtitleCue cue);
   void _addBeside(Change::Kind kind, std::vector<SubtitleCue> cues);
@@ -97,7 +97,7 @@ class SubtitleCues {
   std::shared_ptr<const SubtitleStyles> _styles;
   Store _ofMedia;
   Store _ofPictures;
-  Cues _beside;
+  Store _beside;
   std::deque<Change> _untold;
   bool _telling = false;
 };
