@@ -105,6 +105,7 @@ void EngineLoad::_open(bool held) {
   setup.ticket = _ticket;
   setup.report = _reporter();
   setup.positionChanged = _setup.positionChanged;
+  setup.textsChanged = _setup.textsChanged;
   _pipeline = Pipeline::start(_clock, std::move(setup), std::exchange(_setup.predecessor, nullptr));
   if (!_pipeline) return _refuse(noThreadError());
   _followStyles();

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "media/output/PositionClock.h"
+#include "media/output/SubtitleCues.h"
 #include "media/output/VideoFrames.h"
 #include "platform/foundation/Error.h"
 #include "platform/foundation/Token.h"
@@ -46,6 +47,7 @@ class EngineLoad : public std::enable_shared_from_this<EngineLoad> {
     std::function<void(EngineLoad& load, const PipelineEvent& event)> tell;
     /// As in PipelineSetup.
     std::function<void()> positionChanged;
+    SubtitleCues::Observer textsChanged;
   };
 
   static std::shared_ptr<EngineLoad> start(platform::MainQueue& queue, const platform::Clock& clock,

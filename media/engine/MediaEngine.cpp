@@ -19,6 +19,7 @@ MediaEngine::MediaEngine(platform::MainQueue& queue, const platform::Clock& cloc
       _streaming(options.streaming ? std::move(options.streaming) : streaming::Streaming::make()),
       _audio(options.audio ? std::move(options.audio) : std::make_shared<AudioDevice>()),
       _positionChanged(std::move(options.positionChanged)),
+      _textsChanged(std::move(options.textsChanged)),
       _frames(std::make_shared<VideoFrames>()),
       _facts(std::make_shared<platform::MediaFacts>()) {}
 
@@ -35,7 +36,8 @@ EngineLoad::Setup MediaEngine::_setupOf(const platform::MediaLoad& load) {
           .frames = _frames,
           .predecessor = nullptr,
           .tell = [this](EngineLoad& from, const PipelineEvent& event) { _receive(from, event); },
-          .positionChanged = _positionChanged};
+          .positionChanged = _positionChanged,
+          .textsChanged = _textsChanged};
 }
 
 void MediaEngine::load(const platform::MediaLoad& load) {

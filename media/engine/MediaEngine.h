@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "media/engine/EngineLoad.h"
+#include "media/output/SubtitleCues.h"
 #include "media/output/VideoFrames.h"
 #include "platform/foundation/queues/Clock.h"
 #include "platform/foundation/queues/Queue.h"
@@ -25,6 +26,8 @@ struct MediaEngineOptions {
   std::shared_ptr<AudioDevice> audio = nullptr;  ///< null: the box's default
   /// The position has changed otherwise than by time or pictures. Any thread; may be empty.
   std::function<void()> positionChanged = {};
+  /// Something has changed in the texts of a load. Any thread; may be empty.
+  SubtitleCues::Observer textsChanged = {};
 };
 
 /// Plays media with GStreamer.
@@ -85,6 +88,7 @@ class MediaEngine final : public platform::MediaEngine {
   const std::shared_ptr<streaming::Streaming> _streaming;
   const std::shared_ptr<AudioDevice> _audio;
   const std::function<void()> _positionChanged;
+  const SubtitleCues::Observer _textsChanged;
   platform::MediaEngineObserver* _observer = nullptr;
   const std::shared_ptr<VideoFrames> _frames;
 

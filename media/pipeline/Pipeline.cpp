@@ -54,6 +54,7 @@ Pipeline::Pipeline(const platform::Clock& clock, PipelineSetup setup)
       _wantedPosition(_setup.startSeconds),
       _wantedFraction(_setup.startFraction),
       _wantedDate(_setup.startDate),
+      _subtitles(std::make_shared<SubtitleCues>(_setup.textsChanged)),
       _alternates(_setup.alternates) {
   _wish(_setup.wish);
 }

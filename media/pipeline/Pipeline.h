@@ -75,6 +75,7 @@ struct PipelineSetup {
   std::vector<std::string> preferredLanguages;  ///< BCP 47, the best first
   std::vector<AlternateText> alternates;
   std::shared_ptr<const SubtitleStyles> subtitleStyles;  ///< may be null
+  SubtitleCues::Observer textsChanged;                   ///< may be null; called on any thread
   std::shared_ptr<AudioDevice> audio;
   std::shared_ptr<VideoFrames> frames;
   std::uint64_t ticket = 0;  ///< for `frames`
@@ -325,7 +326,7 @@ class Pipeline : public std::enable_shared_from_this<Pipeline> {
   std::unique_ptr<PresentationPipeline> _presentation;  // null for a plain resource
   std::unique_ptr<TextSegments> _textSegments;
   ResourceURI _resourceURI;
-  const std::shared_ptr<SubtitleCues> _subtitles = std::make_shared<SubtitleCues>();
+  const std::shared_ptr<SubtitleCues> _subtitles;
   AlternateTexts _alternates;
   /// In the pictures, and what is known of them.
   std::array<std::optional<platform::MediaSelectionOption>, 4> _captions;

@@ -1,0 +1,214 @@
+#include "media/link/TextMessages.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace media {
+namespace {
+
+using Kind = TextChange::Kind;
+
+constexpr std::size_t kImageBytes = std::size_t{16} << 20;  // of one cue
+constexpr std::size_t kPartBytes = std::size_t{1} << 20;
+constexpr std::size_t kNameBytes = 256;
+constexpr std::size_t kMostClasses = 16;
+constexpr std::size_t kMostSpans = 64;
+constexpr std::size_t kMostImages = 16;
+constexpr std::int32_t kFarthest = 1 << 16;  // pixels
+
+/// At most so many bytes, without half a character at the end.
+std::string_view shortened(std::string_view text) {
+  if (text.size() <= kNameBytes) return text;
+  std::size_t end = kNameBytes;
+  while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
+  return text.substr(0, end);
+}
+
+std::string takeName(WireReader& reader) {
+  std::string name = reader.takeText();
+  if (name.size() > kNameBytes) reader.fail();
+  return name;
+}
+
+/// Of the size of the letters around; what style sheets may ask for.
+double takeLetterSize(WireReader& reader) { return std::clamp(reader.takeFinite(), 0.25, 4.0); }
+
+/// Of the picture.
+double takeShare(WireReader& reader) {
+  constexpr double kMost = 100;
+  return std::clamp(reader.takeFinite(), -kMost, kMost);
+}
+
+std::int32_t takeWithin(WireReader& reader, std::int32_t first, std::int32_t last) {
+  const auto value = reader.take<std::int32_t>();
+  if (value < first || value > last) reader.fail();
+  return value;
+}
+
+void put(WireWriter& writer, const std::optional<platform::Color>& color) {
+  writer.put(color.has_value());
+  if (color) writer.put(color->red).put(color->green).put(color->blue).put(color->alpha);
+}
+
+std::optional<platform::Color> takeColor(WireReader& reader) {
+  return reader.takeOptional([](WireReader& from) {
+    const auto share = [&] { return static_cast<float>(std::clamp(from.takeFinite(), 0.0, 1.0)); };
+    platform::Color color;
+    color.red = share();
+    color.green = share();
+    color.blue = share();
+    color.alpha = share();
+    return color;
+  });
+}
+
+void put(WireWriter& writer, const SubtitleLook& look) {
+  put(writer, look.color);
+  put(writer, look.background);
+  writer.put(look.size).put(look.bold).put(look.italic).put(look.underline).put(look.edge);
+}
+
+SubtitleLook takeLook(WireReader& reader) {
+  const auto flag = [](WireReader& from) { return from.take<bool>(); };
+  SubtitleLook look;
+  look.color = takeColor(reader);
+  look.background = takeColor(reader);
+  look.size = reader.takeOptional(takeLetterSize);
+  look.bold = reader.takeOptional(flag);
+  look.italic = reader.takeOptional(flag);
+  look.underline = reader.takeOptional(flag);
+  look.edge =
+      reader.takeOptional([](WireReader& from) { return from.takeEnum(TextEdge::Depressed); });
+  return look;
+}
+
+void put(WireWriter& writer, const SubtitleSpan& span) {
+  writer.put(static_cast<std::uint32_t>(span.begin)).put(static_cast<std::uint32_t>(span.end));
+  writer.put(shortened(span.element)).put(shortened(span.annotation));
+  const std::size_t classes = std::min(span.classes.size(), kMostClasses);
+  writer.putCount(classes);
+  for (std::size_t index = 0; index < classes; ++index) writer.put(shortened(span.classes[index]));
+  put(writer, span.look);
+}
+
+SubtitleSpan takeSpan(WireReader& reader) {
+  SubtitleSpan span;
+  span.begin = reader.take<std::uint32_t>();
+  span.end = reader.take<std::uint32_t>();
+  span.element = takeName(reader);
+  span.annotation = takeName(reader);
+  span.classes = reader.takeList(kMostClasses, takeName);
+  span.look = takeLook(reader);
+  return span;
+}
+
+void put(WireWriter& writer, const CueLayout& layout) {
+  writer.put(layout.left).put(layout.width).put(layout.alignment).put(layout.anchor).put(layout.y);
+  writer.put(layout.line.has_value());
+  if (layout.line) writer.put(static_cast<std::int32_t>(*layout.line));
+}
+
+CueLayout takeLayout(WireReader& reader) {
+  CueLayout layout;
+  layout.left = reader.takeOptional(takeShare);
+  layout.width = reader.takeOptional(takeShare);
+  layout.alignment = reader.takeEnum(CueLayout::Alignment::Right);
+  layout.anchor = reader.takeEnum(CueLayout::Anchor::Bottom);
+  layout.y = reader.takeOptional(takeShare);
+  layout.line = reader.takeOptional(
+      [](WireReader& from) -> int { return takeWithin(from, -kFarthest, kFarthest); });
+  return layout;
+}
+
+void put(WireWriter& writer, const CueImage& image) {
+  for (const int value :
+       {image.canvasWidth, image.canvasHeight, image.x, image.y, image.width, image.height})
+    writer.put(static_cast<std::int32_t>(value));
+  std::vector<std::byte> bytes;
+  bytes.reserve(4 * image.pixels.size());
+  for (const std::uint32_t pixel : image.pixels)
+    for (unsigned shift = 0; shift < 32; shift += 8)
+      bytes.push_back(static_cast<std::byte>(pixel >> shift & 0xffU));
+  writer.put(std::span<const std::byte>(bytes));
+}
+
+CueImage takeImage(WireReader& reader) {
+  CueImage image;
+  for (int* const value :
+       {&image.canvasWidth, &image.canvasHeight, &image.x, &image.y, &image.width, &image.height})
+    *value = takeWithin(reader, -kFarthest, kFarthest);
+  const std::vector<std::byte> bytes = reader.takeBytes();
+  if (bytes.size() % 4 != 0 || bytes.size() > kImageBytes) reader.fail();
+  if (reader.failed()) return {};
+  image.pixels.resize(bytes.size() / 4);
+  for (std::size_t index = 0; index < bytes.size(); ++index)
+    image.pixels[index / 4] |= static_cast<std::uint32_t>(bytes[index]) << (8 * (index % 4));
+  return image;
+}
+
+void putCue(WireWriter& writer, const std::shared_ptr<const SubtitleCue>& cue) {
+  writer.put(cue->start).put(cue->duration).put(cue->text).put(shortened(cue->identifier));
+  put(writer, cue->look);
+  writer.putList(cue->spans, [](WireWriter& to, const SubtitleSpan& each) { put(to, each); });
+  put(writer, cue->layout);
+  const bool hasImages = imageBytesOf(*cue) <= kImageBytes;
+  writer.putList(hasImages ? cue->images : std::vector<CueImage>{},
+                 [](WireWriter& to, const CueImage& each) { put(to, each); });
+}
+
+std::shared_ptr<const SubtitleCue> takeCue(WireReader& reader) {
+  SubtitleCue cue;
+  cue.start = reader.takeFinite();
+  cue.duration = reader.takeFinite();
+  cue.text = reader.takeText();
+  cue.identifier = takeName(reader);
+  cue.look = takeLook(reader);
+  cue.spans = reader.takeList(kMostSpans, takeSpan);
+  cue.layout = takeLayout(reader);
+  cue.images = reader.takeList(kMostImages, takeImage);
+  bound(cue);
+  return std::make_shared<const SubtitleCue>(std::move(cue));
+}
+
+}  // namespace
+
+std::vector<TextChange> partsOf(TextChange change) {
+  std::vector<TextChange> parts;
+  SubtitleCues::Cues cues = std::move(change.cues);
+  change.cues.clear();
+  std::size_t bytes = 0;
+  parts.push_back(change);
+  for (auto& cue : cues) {
+    const std::size_t more = bytesOf(*cue);
+    if (bytes > 0 && bytes + more > kPartBytes) {
+      if (change.kind == Kind::SetBeside) change.kind = Kind::AddBeside;
+      parts.push_back(change);
+      bytes = 0;
+    }
+    bytes += more;
+    parts.back().cues.push_back(std::move(cue));
+  }
+  return parts;
+}
+
+void write(WireWriter& writer, const TextChange& change) {
+  writer.put(change.identity).put(change.kind).put(change.source);
+  writer.putList(change.cues, putCue);
+}
+
+std::optional<TextChange> readTextChange(WireReader& reader) {
+  TextChange change;
+  change.identity = reader.take<std::uint64_t>();
+  if (change.identity == 0) reader.fail();
+  change.kind = reader.takeEnum(Kind::Gone);
+  change.source = reader.takeEnum(SubtitleCues::Source::Beside);
+  change.cues = reader.takeList(SubtitleCues::kCueLimit, takeCue);
+  if (!reader.isAtEnd()) return std::nullopt;
+  return change;
+}
+
+}  // namespace media

@@ -1,0 +1,75 @@
+#include "media/link/TextMirror.h"
+
+#include <algorithm>
+
+namespace media {
+
+std::shared_ptr<SubtitleCues> TextMirror::of(std::uint64_t identity) {
+  std::shared_ptr<SubtitleCues> forgotten;  // outlives the lock
+  const std::lock_guard lock(_mutex);
+  const auto found = std::find_if(_texts.begin(), _texts.end(),
+                                  [&](const auto& each) { return each.first == identity; });
+  if (found != _texts.end()) {
+    std::rotate(found, std::next(found), _texts.end());
+    return _texts.back().second;
+  }
+  auto made = std::make_shared<SubtitleCues>();
+  made->setStyles(_styles);
+  _texts.emplace_back(identity, made);
+  if (_texts.size() > kLimit) {
+    forgotten = std::move(_texts.front().second);
+    _texts.pop_front();
+  }
+  return made;
+}
+
+void TextMirror::apply(const TextChange& change) {
+  using Kind = TextChange::Kind;
+  if (change.kind == Kind::Gone) {
+    std::shared_ptr<SubtitleCues> gone;  // outlives the lock
+    const std::lock_guard lock(_mutex);
+    const auto found = std::find_if(_texts.begin(), _texts.end(), [&](const auto& each) {
+      return each.first == change.identity;
+    });
+    if (found == _texts.end()) return;
+    gone = std::move(found->second);
+    _texts.erase(found);
+    return;
+  }
+  const std::shared_ptr<SubtitleCues> texts = of(change.identity);
+  std::vector<SubtitleCue> cues;
+  for (const auto& each : change.cues) cues.push_back(*each);
+  switch (change.kind) {
+    case Kind::Show:
+      texts->show(change.source);
+      break;
+    case Kind::Add:
+      for (SubtitleCue& each : cues) texts->add(std::move(each));
+      break;
+    case Kind::Clear:
+      texts->clear();
+      break;
+    case Kind::AddOfPictures:
+      for (SubtitleCue& each : cues) texts->addOfPictures(std::move(each));
+      break;
+    case Kind::ClearOfPictures:
+      texts->clearThoseOfPictures();
+      break;
+    case Kind::SetBeside:
+      texts->setBeside(std::move(cues));
+      break;
+    case Kind::AddBeside:
+      texts->addBeside(std::move(cues));
+      break;
+    case Kind::Gone:
+      break;
+  }
+}
+
+void TextMirror::setStyles(std::shared_ptr<const SubtitleStyles> styles) {
+  const std::lock_guard lock(_mutex);
+  _styles = std::move(styles);
+  for (const auto& [identity, texts] : _texts) texts->setStyles(_styles);
+}
+
+}  // namespace media

@@ -1,0 +1,248 @@
+#include "media/link/TextMessages.h"
+
+#include <cmath>
+#include <cstring>
+#include <functional>
+#include <limits>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include "media/link/TextMirror.h"
+
+namespace media {
+namespace {
+
+using Kind = TextChange::Kind;
+using Source = SubtitleCues::Source;
+
+SubtitleCue everything() {
+  SubtitleCue cue;
+  cue.start = 1.5;
+  cue.duration = 2;
+  cue.text = "Voilà\nquoi";
+  cue.identifier = "7";
+  cue.look.color = platform::Color{1, 0.5F, 0.25F, 1};
+  cue.look.edge = TextEdge::Raised;
+  SubtitleSpan span;
+  span.begin = 0;
+  span.end = 6;
+  span.element = "c";
+  span.classes = {"loud", "red"};
+  span.annotation = "Anna";
+  span.look.background = platform::Color{0, 0, 0, 0.5F};
+  span.look.size = 1.25;
+  span.look.bold = true;
+  span.look.italic = false;
+  span.look.underline = true;
+  cue.spans = {span};
+  cue.layout.left = 0.25;
+  cue.layout.width = 0.5;
+  cue.layout.alignment = CueLayout::Alignment::Right;
+  cue.layout.anchor = CueLayout::Anchor::Middle;
+  cue.layout.y = 0.75;
+  cue.layout.line = -2;
+  cue.images = {{1920, 1080, -4, 900, 2, 1, {0x80ff00aa, 0x01020304}}};
+  return cue;
+}
+
+TextChange changeOf(Kind kind, std::vector<SubtitleCue> cues = {}) {
+  TextChange change{9, kind, Source::Media, {}};
+  for (SubtitleCue& each : cues)
+    change.cues.push_back(std::make_shared<const SubtitleCue>(std::move(each)));
+  return change;
+}
+
+std::vector<std::byte> encoded(const TextChange& change) {
+  WireWriter writer;
+  write(writer, change);
+  return writer.take();
+}
+
+std::optional<TextChange> decoded(std::span<const std::byte> bytes) {
+  WireReader reader(bytes);
+  return readTextChange(reader);
+}
+
+TEST(TextMessages, ComeBackAsTheyWere) {
+  for (int number = 0; number <= static_cast<int>(Kind::Gone); ++number) {
+    const TextChange change = changeOf(static_cast<Kind>(number), {everything(), {}});
+    const auto found = decoded(encoded(change));
+    ASSERT_TRUE(found);
+    EXPECT_EQ(found->identity, 9U);
+    EXPECT_EQ(found->kind, change.kind);
+    EXPECT_EQ(found->source, change.source);
+    ASSERT_EQ(found->cues.size(), 2U);
+    EXPECT_EQ(*found->cues[0], everything());
+    EXPECT_EQ(*found->cues[1], SubtitleCue{});
+  }
+}
+
+TEST(TextMessages, WhatIsWrongIsNone) {
+  const auto good = encoded(changeOf(Kind::Add, {everything()}));
+  // Every shorter message, and one that is longer.
+  for (std::size_t size = 0; size < good.size(); ++size)
+    EXPECT_FALSE(decoded(std::span(good).first(size))) << size;
+  auto longer = good;
+  longer.push_back(std::byte{0});
+  EXPECT_FALSE(decoded(longer));
+  // Whatever else is in it: it is none, or it is bounded.
+  for (std::size_t at = 0; at < good.size(); ++at) {
+    for (const unsigned value : {0x00U, 0x7fU, 0xffU}) {
+      auto wrong = good;
+      wrong[at] = static_cast<std::byte>(value);
+      const auto found = decoded(wrong);
+      if (!found) continue;
+      for (const auto& cue : found->cues) {
+        SubtitleCue again = *cue;
+        bound(again);
+        EXPECT_EQ(again, *cue) << at;
+        EXPECT_TRUE(std::isfinite(cue->start) && std::isfinite(cue->duration)) << at;
+        EXPECT_LE(std::abs(cue->layout.y.value_or(0)), 100) << at;
+      }
+    }
+  }
+
+  using Change = std::function<void(SubtitleCue&)>;
+  const struct {
+    const char* name;
+    Change change;
+  } cases[]{
+      {"a time that is none", [](auto& cue) { cue.start = std::nan(""); }},
+      {"an endless time",
+       [](auto& cue) { cue.duration = std::numeric_limits<double>::infinity(); }},
+      {"too many spans", [](auto& cue) { cue.spans.resize(65); }},
+      {"too many images", [](auto& cue) { cue.images.resize(17); }},
+      {"an image far away", [](auto& cue) { cue.images[0].x = 1 << 20; }},
+  };
+  for (const auto& the : cases) {
+    SubtitleCue cue = everything();
+    the.change(cue);
+    EXPECT_FALSE(decoded(encoded(changeOf(Kind::Add, {cue})))) << the.name;
+  }
+  TextChange nobodys = changeOf(Kind::Clear);
+  nobodys.identity = 0;
+  EXPECT_FALSE(decoded(encoded(nobodys)));
+}
+
+TEST(TextMessages, WhatIsTooLargeIsCut) {
+  SubtitleCue cue = everything();
+  cue.spans[0].annotation = std::string(255, 'x') + "é";
+  cue.spans[0].classes.assign(100, std::string(1000, 'y'));
+  cue.images[0] = {8192, 8192, 0, 0, 4096, 1025, std::vector<std::uint32_t>(4096 * 1025)};
+  const auto found = decoded(encoded(changeOf(Kind::Add, {cue})));
+  ASSERT_TRUE(found);
+  const SubtitleCue& cut = *found->cues[0];
+  EXPECT_EQ(cut.text, cue.text);
+  EXPECT_EQ(cut.spans[0].annotation, std::string(255, 'x'));
+  EXPECT_EQ(cut.spans[0].classes, std::vector(16, std::string(256, 'y')));
+  EXPECT_TRUE(cut.images.empty());
+}
+
+/// Texts of a media process, and what the box makes of their messages.
+class TextMirrorTest : public testing::Test {
+ protected:
+  std::shared_ptr<SubtitleCues> make() {
+    return std::make_shared<SubtitleCues>([this](const TextChange& change) {
+      for (const TextChange& part : partsOf(change)) {
+        const auto bytes = encoded(part);
+        largest = std::max(largest, bytes.size());
+        const auto found = decoded(bytes);
+        ASSERT_TRUE(found);
+        mirror.apply(*found);
+      }
+    });
+  }
+  static SubtitleCue cueOf(double start, std::string text) {
+    SubtitleCue cue;
+    cue.start = start;
+    cue.duration = 1;
+    cue.text = std::move(text);
+    return cue;
+  }
+
+  TextMirror mirror;
+  std::size_t largest = 0;
+};
+
+TEST_F(TextMirrorTest, ShowsTheSameTexts) {
+  const auto texts = make();
+  const auto mirrored = mirror.of(texts->identity());
+  const auto expect = [&](double time, const std::string& text) {
+    EXPECT_EQ(texts->textAt(time), text);
+    EXPECT_EQ(mirrored->textAt(time), text);
+  };
+  texts->add(cueOf(1, "media"));
+  texts->add(cueOf(1, "media"));
+  texts->addOfPictures(cueOf(1, "pictures"));
+  texts->setBeside({cueOf(1, "beside")});
+  expect(1.5, "");
+  texts->show(Source::Media);
+  expect(1.5, "media");
+  texts->show(Source::Pictures);
+  expect(1.5, "pictures");
+  texts->show(Source::Beside);
+  expect(1.5, "beside");
+  texts->addBeside({cueOf(0.5, "earlier")});
+  expect(1.2, "earlier\nbeside");
+  texts->setBeside({});
+  expect(1.5, "");
+  texts->show(Source::Media);
+  texts->clear();
+  expect(1.5, "");
+  texts->show(Source::Pictures);
+  texts->clearThoseOfPictures();
+  expect(1.5, "");
+}
+
+TEST_F(TextMirrorTest, TakesManyTextsInPartsOfAModerateSize) {
+  const auto texts = make();
+  std::vector<SubtitleCue> cues;
+  for (int number = 0; number < 3000; ++number)
+    cues.push_back(cueOf(number, std::to_string(number) + std::string(3000, '.')));
+  texts->setBeside(std::move(cues));
+  texts->show(Source::Beside);
+  const auto mirrored = mirror.of(texts->identity());
+  for (const double time : {0.0, 1500.0, 2999.0})
+    EXPECT_EQ(mirrored->textAt(time), texts->textAt(time)) << time;
+  EXPECT_LT(largest, std::size_t{2} << 20);
+}
+
+TEST_F(TextMirrorTest, ForgetsWhatIsGoneAndWhatIsOld) {
+  const auto styles = std::make_shared<const SubtitleStyles>();
+  const auto first = mirror.of(1000);
+  mirror.setStyles(styles);
+  EXPECT_EQ(first->styles(), styles);
+  for (std::uint64_t identity = 1001; identity < 1000 + TextMirror::kLimit; ++identity)
+    mirror.of(identity);
+  EXPECT_EQ(mirror.of(1000), first);
+  mirror.of(1010);
+  EXPECT_EQ(mirror.of(1000), first) << "used after the one that was forgotten";
+  EXPECT_EQ(mirror.of(1010)->styles(), styles);
+
+  auto texts = make();
+  const std::uint64_t identity = texts->identity();
+  texts->add(cueOf(0, "x"));
+  const std::weak_ptr<SubtitleCues> mirrored = mirror.of(identity);
+  texts.reset();
+  EXPECT_TRUE(mirrored.expired());
+}
+
+TEST_F(TextMirrorTest, KeepsTheOrderOfThreads) {
+  const auto texts = make();
+  texts->show(Source::Media);
+  std::thread other([&] {
+    for (int number = 0; number < 500; ++number) texts->clear();
+  });
+  for (int number = 0; number < 500; ++number)
+    texts->add(cueOf(number % 7 * 10, std::to_string(number)));
+  other.join();
+  const auto mirrored = mirror.of(texts->identity());
+  for (int number = 0; number < 7; ++number)
+    EXPECT_EQ(mirrored->textAt(number * 10), texts->textAt(number * 10));
+}
+
+}  // namespace
+}  // namespace media
