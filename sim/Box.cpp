@@ -14,9 +14,9 @@ Box::Box(BoxOptions options)
   TVSLogger::setLevel(_logLevel);
   TVSLogger::setMainThread();
   TVSLogger::addSink(_log);
-  _receiverServiceClient.setRegistrationHandler([this] {
-    _journal.add("receiverServiceClient.setDelegate()");
-    _runner.watch(_receiverServiceClient.queue());
+  _services.receiverServiceClient.setRegistrationHandler([this] {
+    _services.journal.add("receiverServiceClient.setDelegate()");
+    _runner.watch(_services.receiverServiceClient.queue());
   });
   setCurrent(this);
 }
@@ -26,7 +26,7 @@ Box::~Box() {
   releaseSharedInstances();
   // While this is still the current platform: the last events go out through it.
   _runner.endReceiverQueue();
-  _receiverServiceClient.releaseQueue();
+  _services.receiverServiceClient.releaseQueue();
   // What waits there may hold sessions and controllers, which need the services that end next.
   mainQueue().discard();
   setCurrent(nullptr);

@@ -115,21 +115,27 @@ class Box : public platform::RunnablePlatform {
 
   VirtualClock& clock() override { return _runner.clock(); }
   platform::MainQueue& mainQueue() override { return _runner.mainQueue(); }
-  ReceiverServiceClient& receiverServiceClient() override { return _receiverServiceClient; }
-  NowPlayingService& nowPlaying() override { return _nowPlaying; }
-  ProcessAssertionService& processAssertions() override { return _processAssertions; }
-  SystemService& systemService() override { return _systemService; }
-  PowerManager& powerManager() override { return _powerManager; }
-  SystemNotificationService& systemNotifications() override { return _systemNotifications; }
-  DistributedNotificationCenter& distributedNotifications() override {
-    return _distributedNotifications;
+  ReceiverServiceClient& receiverServiceClient() override {
+    return _services.receiverServiceClient;
   }
-  TVSAudioSession& audioSession() override { return _audioSession; }
-  AudioRoutingService& audioRouting() override { return _audioRouting; }
-  TVSNetworkUtilities& network() override { return _network; }
-  TVSCloudDataClient& cloudData() override { return _cloudData; }
-  RemoteInputLimitingCenter& remoteInputLimiting() override { return _remoteInputLimiting; }
-  DeviceInfo& device() override { return _device; }
+  NowPlayingService& nowPlaying() override { return _services.nowPlaying; }
+  ProcessAssertionService& processAssertions() override { return _services.processAssertions; }
+  SystemService& systemService() override { return _services.systemService; }
+  PowerManager& powerManager() override { return _services.powerManager; }
+  SystemNotificationService& systemNotifications() override {
+    return _services.systemNotifications;
+  }
+  DistributedNotificationCenter& distributedNotifications() override {
+    return _services.distributedNotifications;
+  }
+  TVSAudioSession& audioSession() override { return _services.audioSession; }
+  AudioRoutingService& audioRouting() override { return _services.audioRouting; }
+  TVSNetworkUtilities& network() override { return _services.network; }
+  TVSCloudDataClient& cloudData() override { return _services.cloudData; }
+  RemoteInputLimitingCenter& remoteInputLimiting() override {
+    return _services.remoteInputLimiting;
+  }
+  DeviceInfo& device() override { return _services.device; }
   platform::ViewServiceHost& viewServiceHost() override { return _viewServiceHost; }
   std::unique_ptr<platform::MediaEngine> makeMediaEngine() override;
   std::shared_ptr<platform::Layer> makeLayer() override { return _layers.make(); }
@@ -139,30 +145,41 @@ class Box : public platform::RunnablePlatform {
   /// What can be played, by URL.
   MediaLibrary& mediaLibrary() { return *_mediaLibrary; }
   /// Everything that was asked of the services, in order.
-  Journal& journal() { return _journal; }
+  Journal& journal() { return _services.journal; }
 
  private:
   static std::shared_ptr<MediaLibrary> _makeMediaLibrary();
+
+  /// What writes in the journal, and what is told by notifications.
+  struct Services {
+    Services(platform::MainQueue& mainQueue, platform::NotificationCenter& center)
+        : systemNotifications(mainQueue, journal),
+          audioSession(center, journal),
+          audioRouting(mainQueue, journal),
+          network(center) {}
+
+    Journal journal;
+    ReceiverServiceClient receiverServiceClient;
+    NowPlayingService nowPlaying{journal};
+    ProcessAssertionService processAssertions{journal};
+    SystemService systemService{journal};
+    PowerManager powerManager{journal};
+    SystemNotificationService systemNotifications;
+    DistributedNotificationCenter distributedNotifications{journal};
+    TVSAudioSession audioSession;
+    AudioRoutingService audioRouting;
+    TVSNetworkUtilities network;
+    TVSCloudDataClient cloudData{journal};
+    RemoteInputLimitingCenter remoteInputLimiting{journal};
+    DeviceInfo device;
+  };
 
   const int _logLevel;
   std::shared_ptr<LogRecorder> _log;
   // Before the queue, whose last tasks may let a player go.
   std::shared_ptr<MediaLibrary> _mediaLibrary;
   Runner _runner;
-  Journal _journal;
-  ReceiverServiceClient _receiverServiceClient;
-  NowPlayingService _nowPlaying{_journal};
-  ProcessAssertionService _processAssertions{_journal};
-  SystemService _systemService{_journal};
-  PowerManager _powerManager{_journal};
-  SystemNotificationService _systemNotifications{_runner.mainQueue(), _journal};
-  DistributedNotificationCenter _distributedNotifications{_journal};
-  TVSAudioSession _audioSession{notificationCenter(), _journal};
-  AudioRoutingService _audioRouting{_runner.mainQueue(), _journal};
-  TVSNetworkUtilities _network{notificationCenter()};
-  TVSCloudDataClient _cloudData{_journal};
-  RemoteInputLimitingCenter _remoteInputLimiting{_journal};
-  DeviceInfo _device;
+  Services _services{_runner.mainQueue(), notificationCenter()};
   Layers _layers;
   Screen _screen{_runner.mainQueue()};
   platform::ViewServiceHost _viewServiceHost{_runner.mainQueue(), _screen};

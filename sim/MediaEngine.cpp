@@ -56,20 +56,20 @@ void MediaEngine::load(const platform::MediaLoad& load) {
   _load = load;
   _script = _library.find(url);
   _stage = Stage::Loading;
-  _rate = std::clamp(load.rate, -kRateLimit, kRateLimit);
+  _motion.rate = std::clamp(load.rate, -kRateLimit, kRateLimit);
   _holds.paused = !load.playing;
   _loadTime = _clock.now();
   auto delay = platform::durationFromSeconds(_script ? _script->loadDelay : 0);
   if (preparation && preparation->load.beginsLike(load))
     delay = std::max(platform::Duration::zero(), delay - (_loadTime - preparation->since));
-  _timer = _mainQueue.after(delay, [this] { _finishLoad(0); });
+  _timers.next = _mainQueue.after(delay, [this] { _finishLoad(0); });
   _reportBuffering(0);
 }
 
 void MediaEngine::_reportBuffering(std::size_t next) {
   if (!_script || next >= _script->buffering.size()) return;
   const auto due = _loadTime + platform::durationFromSeconds(_script->buffering[next].afterLoad);
-  _bufferingTimer = _mainQueue.after(due - _clock.now(), [this, next] {
+  _timers.buffering = _mainQueue.after(due - _clock.now(), [this, next] {
     if (_stage != Stage::Loading) return;
     _post([](auto& observer, auto generation) { observer.engineFactsDidChange(generation); });
     _reportBuffering(next + 1);
@@ -81,19 +81,19 @@ void MediaEngine::unload() {
   _preparation.reset();
   _stage = Stage::Idle;
   _holds = {};
-  _wantedSeek.reset();
-  _wantedDate.reset();
+  _wanted.seconds.reset();
+  _wanted.date.reset();
   _requests.cancelAll();
-  _stallsPassed.clear();
-  _requestsPassed.clear();
-  _redirects = 0;
-  _failurePassed = false;
+  _passed.stalls.clear();
+  _passed.requests.clear();
+  _passed.redirects = 0;
+  _passed.failure = false;
   _facts = {};
   _script = nullptr;
-  _timer.reset();
-  _stallTimer.reset();
-  _bufferingTimer.reset();
-  _seekTimer.reset();
+  _timers.next.reset();
+  _timers.stall.reset();
+  _timers.buffering.reset();
+  _timers.seek.reset();
 }
 
 void MediaEngine::prepare(const platform::MediaLoad& load) {
@@ -113,8 +113,8 @@ void MediaEngine::_becomeReady() {
   _facts.chapters = _script->chapters;
   _facts.title = _script->title;
   _anchor(_startPosition());
-  _wantedSeek.reset();
-  _wantedDate.reset();
+  _wanted.seconds.reset();
+  _wanted.date.reset();
   _post([](auto& observer, auto generation) { observer.engineDidBecomeReady(generation); });
   if (_holds.paused) {
     _reportMotion();
@@ -130,8 +130,8 @@ double MediaEngine::_startPosition() const {
   const auto ofDate = [&](platform::Date date) {
     return _clamped(date.secondsSince1970 - _script->startDate->secondsSince1970);
   };
-  if (_wantedDate && _script->startDate) return ofDate(*_wantedDate);
-  if (_wantedSeek) return _clamped(*_wantedSeek);
+  if (_wanted.date && _script->startDate) return ofDate(*_wanted.date);
+  if (_wanted.seconds) return _clamped(*_wanted.seconds);
   if (_load.startDate && _script->startDate) return ofDate(*_load.startDate);
   if (_load.startSeconds) return _clamped(*_load.startSeconds);
   if (_load.startFraction && !_script->liveWindow)
@@ -145,7 +145,7 @@ void MediaEngine::_reportMotion() {
   } else if (_holds.stalled || _holds.asking) {
     _post([](auto& observer, auto generation) { observer.engineDidStall(generation); });
   } else if (!_holds.seeking && !_holds.ended) {
-    _post([rate = _rate](auto& observer, auto generation) {
+    _post([rate = _motion.rate](auto& observer, auto generation) {
       observer.engineDidPlay(generation, rate);
     });
   }
@@ -156,7 +156,7 @@ void MediaEngine::play(double rate) {
   _record("play " + numberText(rate));
   // What a live stream no longer keeps is skipped.
   if (_stage == Stage::Ready) _anchor(_clamped(_runningPosition()));
-  _rate = std::clamp(rate, -kRateLimit, kRateLimit);
+  _motion.rate = std::clamp(rate, -kRateLimit, kRateLimit);
   _holds.paused = false;
   if (_stage != Stage::Ready) return;
   _holds.ended = false;
@@ -179,8 +179,8 @@ void MediaEngine::seek(double seconds) {
   if (_stage == Stage::Idle || _stage == Stage::Failed) return;
   _record("seek " + numberText(seconds));
   if (_stage == Stage::Loading) {
-    _wantedSeek = seconds;
-    _wantedDate.reset();
+    _wanted.seconds = seconds;
+    _wanted.date.reset();
   } else {
     _seekTo(seconds);
   }
@@ -190,7 +190,7 @@ void MediaEngine::seekToDate(platform::Date date) {
   if (_stage == Stage::Idle || _stage == Stage::Failed) return;
   _record("seekToDate " + numberText(date.secondsSince1970));
   if (_stage == Stage::Loading) {
-    _wantedDate = date;
+    _wanted.date = date;
   } else if (_script->startDate) {
     _seekTo(date.secondsSince1970 - _script->startDate->secondsSince1970);
   }
@@ -198,21 +198,21 @@ void MediaEngine::seekToDate(platform::Date date) {
 
 void MediaEngine::_seekTo(double seconds) {
   _anchor(_runningPosition());
-  _wantedSeek = _clamped(seconds);
+  _wanted.seconds = _clamped(seconds);
   _holds.seeking = true;
-  _timer.reset();
+  _timers.next.reset();
   // What was stalled is left behind; the place sought is there at once.
   _holds.stalled = false;
   _holds.asking = false;
   _requests.cancelAll();
-  _stallTimer.reset();
-  _seekTimer = _mainQueue.after(platform::durationFromSeconds(_script->seekDelay),
-                                [this] { _finishSeek(); });
+  _timers.stall.reset();
+  _timers.seek = _mainQueue.after(platform::durationFromSeconds(_script->seekDelay),
+                                  [this] { _finishSeek(); });
 }
 
 void MediaEngine::_finishSeek() {
   _holds.seeking = false;
-  _anchor(*std::exchange(_wantedSeek, std::nullopt));
+  _anchor(*std::exchange(_wanted.seconds, std::nullopt));
   _post([](auto& observer, auto generation) { observer.engineDidSeek(generation); });
   if (_holds.paused) return;
   _holds.ended = false;
@@ -276,9 +276,9 @@ void MediaEngine::selectOption(const std::string& characteristic,
 void MediaEngine::fail(platform::Error error) {
   if (_stage == Stage::Idle || _stage == Stage::Failed) return;
   _stage = Stage::Failed;
-  _timer.reset();
-  _stallTimer.reset();
-  _seekTimer.reset();
+  _timers.next.reset();
+  _timers.stall.reset();
+  _timers.seek.reset();
   _requests.cancelAll();
   _post([error = std::move(error)](auto& observer, auto generation) {
     observer.engineDidFail(generation, error);
@@ -287,7 +287,7 @@ void MediaEngine::fail(platform::Error error) {
 
 double MediaEngine::position() {
   if (_stage != Stage::Ready) return 0;
-  return _wantedSeek ? *_wantedSeek : _runningPosition();
+  return _wanted.seconds ? *_wanted.seconds : _runningPosition();
 }
 
 const platform::MediaFacts& MediaEngine::facts() {
@@ -332,7 +332,7 @@ platform::Array MediaEngine::accessLog() {
        _facts.live ? platform::kAccessLogPlaybackTypeLive : platform::kAccessLogPlaybackTypeFile},
       {std::string(platform::kAccessLogStartupTime), _script->loadDelay},
       {std::string(platform::kAccessLogStallCount),
-       static_cast<std::int64_t>(_stallsPassed.size())}}};
+       static_cast<std::int64_t>(_passed.stalls.size())}}};
 }
 
 }  // namespace sim

@@ -90,6 +90,30 @@ class MediaEngine final : public platform::MediaEngine {
     platform::MediaLoad load;
     platform::TimePoint since{};
   };
+  /// Where time runs from, and how fast.
+  struct Motion {
+    double rate = 1;
+    double position = 0;
+    platform::TimePoint since{};
+  };
+  /// What a seek before the load is ready asks for.
+  struct Wanted {
+    std::optional<double> seconds;
+    std::optional<platform::Date> date;
+  };
+  /// What of the script is over.
+  struct Passed {
+    std::set<std::size_t> stalls;
+    std::set<std::size_t> requests;
+    int redirects = 0;
+    bool failure = false;
+  };
+  struct Timers {
+    platform::Token next;  ///< on the time line
+    platform::Token stall;
+    platform::Token buffering;
+    platform::Token seek;
+  };
   struct Event {
     enum class Kind { End, Stall, Failure, Metadata, Request } kind;
     double position = 0;
@@ -138,23 +162,14 @@ class MediaEngine final : public platform::MediaEngine {
   platform::MediaLoad _load;
   Stage _stage = Stage::Idle;
   Holds _holds;
-  double _rate = 1;
-  double _anchorPosition = 0;
-  platform::TimePoint _anchorTime{};
+  Motion _motion;
   platform::TimePoint _loadTime{};
-  std::optional<double> _wantedSeek;
-  std::optional<platform::Date> _wantedDate;
-  std::set<std::size_t> _stallsPassed;
-  std::set<std::size_t> _requestsPassed;
-  int _redirects = 0;
+  Wanted _wanted;
+  Passed _passed;
   platform::PendingRequests _requests;
-  bool _failurePassed = false;
   platform::MediaFacts _facts;
   bool _reporting = false;
-  platform::Token _timer;
-  platform::Token _stallTimer;
-  platform::Token _bufferingTimer;
-  platform::Token _seekTimer;
+  Timers _timers;
 };
 
 }  // namespace sim

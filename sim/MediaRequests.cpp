@@ -58,10 +58,10 @@ void MediaEngine::_ask(std::size_t index,
       return fail(error(platform::kMediaErrorDomain,
                         static_cast<std::int64_t>(platform::MediaErrorCode::ContentNotAuthorized)));
     if (isKey || !response->redirectURL) {
-      _redirects = 0;
+      _passed.redirects = 0;
       return answered(nullptr);
     }
-    if (++_redirects > kRedirectLimit)
+    if (++_passed.redirects > kRedirectLimit)
       return fail(urlError(platform::URLErrorCode::BadServerResponse));
     auto media = _library.find(*response->redirectURL);
     if (!media) return fail(notFound());

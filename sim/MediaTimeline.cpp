@@ -25,75 +25,76 @@ double MediaEngine::_clamped(double seconds) const {
 }
 
 double MediaEngine::_runningPosition() const {
-  if (!_runs()) return _anchorPosition;
-  const double elapsed = platform::secondsFromDuration(_clock.now() - _anchorTime);
-  return _clamped(_anchorPosition + elapsed * _rate);
+  if (!_runs()) return _motion.position;
+  const double elapsed = platform::secondsFromDuration(_clock.now() - _motion.since);
+  return _clamped(_motion.position + elapsed * _motion.rate);
 }
 
 void MediaEngine::_anchor(double position) {
-  _anchorPosition = position;
-  _anchorTime = _clock.now();
+  _motion.position = position;
+  _motion.since = _clock.now();
 }
 
 bool MediaEngine::_atEnd() const {
-  if (_rate < 0) return _anchorPosition <= std::max(0.0, _load.reverseEndSeconds.value_or(0));
-  if (_load.forwardEndSeconds && _anchorPosition >= *_load.forwardEndSeconds) return true;
-  return !_script->liveWindow && _anchorPosition >= _script->duration;
+  if (_motion.rate < 0)
+    return _motion.position <= std::max(0.0, _load.reverseEndSeconds.value_or(0));
+  if (_load.forwardEndSeconds && _motion.position >= *_load.forwardEndSeconds) return true;
+  return !_script->liveWindow && _motion.position >= _script->duration;
 }
 
 void MediaEngine::_reachEnd() {
   _holds.ended = true;
-  _timer.reset();
+  _timers.next.reset();
   _post([](auto& observer, auto generation) { observer.engineDidReachEnd(generation); });
 }
 
 std::optional<MediaEngine::Event> MediaEngine::_nextEvent() const {
-  const bool forwards = _rate > 0;
+  const bool forwards = _motion.rate > 0;
   std::optional<Event> next;
   const auto consider = [&](Event event) {
     const bool ahead =
-        forwards ? event.position >= _anchorPosition : event.position <= _anchorPosition;
+        forwards ? event.position >= _motion.position : event.position <= _motion.position;
     if (!ahead) return;
     const bool nearer =
         !next || (forwards ? event.position < next->position : event.position > next->position);
     if (nearer) next = event;
   };
   // The first one considered goes first where several are at one position.
-  if (_script->failure && !_failurePassed)
+  if (_script->failure && !_passed.failure)
     consider({Event::Kind::Failure, _script->failure->position});
   for (std::size_t index = 0; index < _script->stalls.size(); ++index) {
-    if (!_stallsPassed.contains(index))
+    if (!_passed.stalls.contains(index))
       consider({Event::Kind::Stall, _script->stalls[index].position, index});
   }
   for (std::size_t index = 0; index < _script->requests.size(); ++index) {
     const auto& request = _script->requests[index];
-    if (request.position && !_requestsPassed.contains(index))
+    if (request.position && !_passed.requests.contains(index))
       consider({Event::Kind::Request, *request.position, index});
   }
   if (forwards) {
     double end = _load.forwardEndSeconds.value_or(INFINITY);
     if (!_script->liveWindow) end = std::min(end, _script->duration);
-    if (std::isfinite(end)) consider({Event::Kind::End, std::max(end, _anchorPosition)});
+    if (std::isfinite(end)) consider({Event::Kind::End, std::max(end, _motion.position)});
   } else {
     consider({Event::Kind::End,
-              std::min(std::max(0.0, _load.reverseEndSeconds.value_or(0)), _anchorPosition)});
+              std::min(std::max(0.0, _load.reverseEndSeconds.value_or(0)), _motion.position)});
   }
   for (const auto& metadata : _script->timedMetadata) {
     // Where time stands on it, it has been told.
-    if (metadata.position != _anchorPosition) consider({Event::Kind::Metadata, metadata.position});
+    if (metadata.position != _motion.position) consider({Event::Kind::Metadata, metadata.position});
   }
   return next;
 }
 
 void MediaEngine::_schedule() {
-  _timer.reset();
+  _timers.next.reset();
   if (!_runs()) return;
   _anchor(_runningPosition());
   const auto event = _nextEvent();
   if (!event) return;
-  const double seconds = std::abs(event->position - _anchorPosition) / std::abs(_rate);
-  _timer = _mainQueue.after(platform::durationFromSeconds(seconds),
-                            [this, next = *event] { _handle(next); });
+  const double seconds = std::abs(event->position - _motion.position) / std::abs(_motion.rate);
+  _timers.next = _mainQueue.after(platform::durationFromSeconds(seconds),
+                                  [this, next = *event] { _handle(next); });
 }
 
 void MediaEngine::_handle(const Event& event) {
@@ -104,16 +105,16 @@ void MediaEngine::_handle(const Event& event) {
       _reachEnd();
       return;
     case Event::Kind::Failure:
-      _failurePassed = true;
+      _passed.failure = true;
       fail(_script->failure->error);
       return;
     case Event::Kind::Stall:
-      _stallsPassed.insert(event.index);
+      _passed.stalls.insert(event.index);
       _holds.stalled = true;
       _reportMotion();
-      _stallTimer = _mainQueue.after(
+      _timers.stall = _mainQueue.after(
           platform::durationFromSeconds(_script->stalls[event.index].length), [this] {
-            _anchor(_anchorPosition);
+            _anchor(_motion.position);
             _holds.stalled = false;
             if (!_holds.paused) _reportMotion();
             _schedule();
@@ -123,8 +124,8 @@ void MediaEngine::_handle(const Event& event) {
       _holds.asking = true;
       _reportMotion();
       _ask(event.index, [this, index = event.index](const auto&) {
-        _anchor(_anchorPosition);
-        _requestsPassed.insert(index);
+        _anchor(_motion.position);
+        _passed.requests.insert(index);
         _holds.asking = false;
         if (!_holds.paused) _reportMotion();
         _schedule();

@@ -24,12 +24,12 @@ platform::PlayerTexts localizedTexts() {
           .seconds = text("TVVorlanePlayerSeconds"),
           .paused = text("TVVorlanePlayerPaused"),
           .ended = text("TVVorlanePlayerEnded"),
-          .notFound = text("TVVorlanePlayerNotFound"),
-          .noConnection = text("TVVorlanePlayerNoConnection"),
-          .timedOut = text("TVVorlanePlayerTimedOut"),
-          .unknownFormat = text("TVVorlanePlayerUnknownFormat"),
-          .notAllowed = text("TVVorlanePlayerNotAllowed"),
-          .failed = text("TVVorlanePlayerFailed"),
+          .failures = {.notFound = text("TVVorlanePlayerNotFound"),
+                       .noConnection = text("TVVorlanePlayerNoConnection"),
+                       .timedOut = text("TVVorlanePlayerTimedOut"),
+                       .unknownFormat = text("TVVorlanePlayerUnknownFormat"),
+                       .notAllowed = text("TVVorlanePlayerNotAllowed"),
+                       .failed = text("TVVorlanePlayerFailed")},
           .replayHint = text("TVVorlanePlayerReplayHint"),
           .retryHint = text("TVVorlanePlayerRetryHint")};
 }

@@ -7,11 +7,11 @@
 #include "platform/services/Platform.h"
 
 void TVSPlayer::_receive(std::uint64_t generation, const std::function<void()>& body) {
-  if (generation != _generation) return;
+  if (generation != _serials.generation) return;
   auto self = shared_from_this();
-  ++_receiving;
+  ++_serials.receiving;
   body();
-  --_receiving;
+  --_serials.receiving;
   // Nobody else holds this player any more. It takes its engine along, which still runs this
   // callback.
   if (self.use_count() == 1) _platform.mainQueue().async([last = std::move(self)] {});
@@ -75,8 +75,8 @@ void TVSPlayer::engineDidReachEnd(std::uint64_t generation) {
     _updateElapsedTimer();
     _post(TVSPlaybackDidPlayToEndOfMediaItemNotification);
     // Whoever was told may have sought, stopped, or changed the playlist.
-    if (_generation != generation || _phase != Phase::Ended) return;
-    switch (_endAction) {
+    if (_serials.generation != generation || _phase != Phase::Ended) return;
+    switch (_settings.endAction) {
       case TVSMediaItemEndAction::Advance:
         _leaveItem(true);
         break;
@@ -108,15 +108,15 @@ void TVSPlayer::engineFactsDidChange(std::uint64_t generation) {
     _updatePreparation();
     if (_isReady()) _item->_makeKeptSelections();
     _publishChangedFacts();
-    _factsObservers.call();
+    _observers.facts.call();
   });
 }
 
 void TVSPlayer::engineSelectionDidChange(std::uint64_t generation,
                                          const std::string& characteristic) {
   _receive(generation, [&] {
-    if (characteristic == platform::kMediaCharacteristicAudible) _audioOptionObservers.call();
-    if (characteristic == platform::kMediaCharacteristicLegible) _subtitleOptionObservers.call();
+    if (characteristic == platform::kMediaCharacteristicAudible) _observers.audioOption.call();
+    if (characteristic == platform::kMediaCharacteristicLegible) _observers.subtitleOption.call();
   });
 }
 

@@ -18,20 +18,20 @@ constexpr std::size_t kErrorLogLimit = 100;
 void TVSPlayer::setPlaylist(std::shared_ptr<TVSPlaylist> playlist) {
   if (!_engine) return;
   const auto self = shared_from_this();
-  ++_epoch;
-  _playlistObserver.reset();
-  _playlist = std::move(playlist);
+  ++_serials.epoch;
+  _items.observer.reset();
+  _items.playlist = std::move(playlist);
   _errorLog = {};
   _currentItemIsSpent = false;
   _target.scanRate.reset();
   _updateRemoteCommands();
-  if (_playlist) {
-    _playlistObserver =
-        _playlist->addObserver([weak = weak_from_this()](const TVSPlaylist::Change& change) {
+  if (_items.playlist) {
+    _items.observer =
+        _items.playlist->addObserver([weak = weak_from_this()](const TVSPlaylist::Change& change) {
           if (const auto player = weak.lock()) player->_playlistDidChange(change);
         });
   }
-  if (!_playlist || !_playlist->currentItem()) {
+  if (!_items.playlist || !_items.playlist->currentItem()) {
     _item.reset();
     if (_isLoaded()) _stopKeeping(nullptr);
     return;
@@ -43,22 +43,22 @@ void TVSPlayer::setPlaylist(std::shared_ptr<TVSPlaylist> playlist) {
 }
 
 void TVSPlayer::_load() {
-  const auto item = _playlist->currentItem();
-  ++_epoch;
-  _generation = ++_lastGeneration;
+  const auto item = _items.playlist->currentItem();
+  ++_serials.epoch;
+  _serials.generation = ++_serials.lastGeneration;
   _currentItemIsSpent = false;
   _phase = Phase::Loading;
   _engineRate = 0;
   _state = _stateOfPhase();
   _updateElapsedTimer();
   platform::MediaLoad load = _loadOf(item, _start);
-  load.generation = _generation;
+  load.generation = _serials.generation;
   _item = std::make_unique<platform::PlayerItem>(*this, item);
   _item->_forwardEndSeconds = load.forwardEndSeconds;
   _item->_reverseEndSeconds = load.reverseEndSeconds;
   // The engine takes it over, or drops it.
-  _preparedItem.reset();
-  _preparationTimer.reset();
+  _preparation.item.reset();
+  _preparation.timer.reset();
   _engine->load(load);
 }
 
@@ -73,19 +73,19 @@ platform::MediaLoad TVSPlayer::_loadOf(const std::shared_ptr<TVSMediaItem>& item
   load.forwardEndSeconds = item->finiteMetadata(platform::kMediaItemForwardEndTime);
   load.reverseEndSeconds = item->finiteMetadata(platform::kMediaItemReverseEndTime);
   load.playing = _target.playing;
-  load.rate = _rateUsedForPlayback;
-  load.volume = _volume;
-  load.muted = _muted;
+  load.rate = _settings.rate;
+  load.volume = _settings.volume;
+  load.muted = _settings.muted;
   return load;
 }
 
 void TVSPlayer::_unload() {
-  ++_epoch;
-  _generation = 0;
+  ++_serials.epoch;
+  _serials.generation = 0;
   _phase = Phase::Idle;
   _engineRate = 0;
-  _preparedItem.reset();
-  _preparationTimer.reset();
+  _preparation.item.reset();
+  _preparation.timer.reset();
   _engine->unload();
 }
 
@@ -98,9 +98,9 @@ void TVSPlayer::_stopKeeping(std::unique_ptr<platform::PlayerItem> failedItem) {
 }
 
 void TVSPlayer::_beginAnew() {
-  if (!_playlist || !_playlist->currentItem()) return;
-  if (_currentItemIsSpent && _playlist->nextItem()) {
-    _changeItem([&] { return _playlist->advance(); });
+  if (!_items.playlist || !_items.playlist->currentItem()) return;
+  if (_currentItemIsSpent && _items.playlist->nextItem()) {
+    _changeItem([&] { return _items.playlist->advance(); });
     return;
   }
   _load();
@@ -108,14 +108,14 @@ void TVSPlayer::_beginAnew() {
 }
 
 void TVSPlayer::_changeItem(const std::function<bool()>& moveCurrent) {
-  const auto epoch = _epoch;
+  const auto epoch = _serials.epoch;
   _post(TVSPlaybackCurrentMediaItemWillChangeNotification);
-  if (_epoch != epoch) return;
-  _movesPlaylist = true;
+  if (_serials.epoch != epoch) return;
+  _items.moves = true;
   const bool moved = moveCurrent();
-  _movesPlaylist = false;
-  if (_epoch != epoch) return;
-  if (!moved || !_playlist->currentItem()) {
+  _items.moves = false;
+  if (_serials.epoch != epoch) return;
+  if (!moved || !_items.playlist->currentItem()) {
     // The item to come was taken away by those who were told of it.
     if (_isLoaded()) _stopKeeping(nullptr);
     return;
@@ -129,14 +129,14 @@ void TVSPlayer::_changeItem(const std::function<bool()>& moveCurrent) {
 }
 
 void TVSPlayer::_leaveItem(bool playedToEnd) {
-  if (_playlist->nextItem()) {
-    _changeItem([&] { return _playlist->advance(); });
+  if (_items.playlist->nextItem()) {
+    _changeItem([&] { return _items.playlist->advance(); });
     return;
   }
   if (playedToEnd) {
-    const auto epoch = _epoch;
+    const auto epoch = _serials.epoch;
     _post(TVSPlaybackPlaylistDidFinishNotification);
-    if (_epoch != epoch) return;
+    if (_serials.epoch != epoch) return;
   }
   _currentItemIsSpent = true;
   _stopKeeping(playedToEnd ? nullptr : std::move(_item));
@@ -144,7 +144,7 @@ void TVSPlayer::_leaveItem(bool playedToEnd) {
 
 void TVSPlayer::_playlistDidChange(const TVSPlaylist::Change& change) {
   using Kind = TVSPlaylist::Change::Kind;
-  if (_movesPlaylist) return;
+  if (_items.moves) return;
   if (change.kind != Kind::CurrentChanged && !(change.kind == Kind::Removed && change.wasCurrent)) {
     _updatePreparation();
     return;
@@ -153,7 +153,7 @@ void TVSPlayer::_playlistDidChange(const TVSPlaylist::Change& change) {
     // What was sought after its end was meant for the item that is gone.
     if (std::exchange(_currentItemIsSpent, false)) _start = {};
     _item.reset();
-  } else if (_playlist->currentItem()) {
+  } else if (_items.playlist->currentItem()) {
     _changeItem([] { return true; });
   } else {
     _stopKeeping(nullptr);

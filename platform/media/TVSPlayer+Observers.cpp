@@ -31,46 +31,46 @@ void TVSPlayer::_announceLater() {
 }
 
 platform::Token TVSPlayer::addElapsedTimeObserver(ElapsedTimeObserver observer) {
-  const auto identifier = _elapsedTimeObservers.insert(std::move(observer));
+  const auto identifier = _observers.elapsedTime.insert(std::move(observer));
   _updateElapsedTimer();
   return platform::Token([weak = weak_from_this(), identifier] {
     const auto player = weak.lock();
     if (!player) return;
-    player->_elapsedTimeObservers.erase(identifier);
+    player->_observers.elapsedTime.erase(identifier);
     player->_updateElapsedTimer();
   });
 }
 
 void TVSPlayer::_updateElapsedTimer() {
   double interval = 0;
-  if (_phase == Phase::Playing && !_elapsedTimeObservers.empty()) {
+  if (_phase == Phase::Playing && !_observers.elapsedTime.empty()) {
     interval = _scans() ? kScanningInterval : kPlayingInterval;
   }
-  if (interval == _elapsedTimerInterval) return;
-  _elapsedTimerInterval = interval;
-  _elapsedTimer.reset();
+  if (interval == _observers.elapsedInterval) return;
+  _observers.elapsedInterval = interval;
+  _observers.elapsedTimer.reset();
   if (interval == 0) return;
-  _elapsedTimer = _platform.mainQueue().after(platform::durationFromSeconds(interval),
-                                              [this] { _elapsedTimerDidFire(); });
+  _observers.elapsedTimer = _platform.mainQueue().after(platform::durationFromSeconds(interval),
+                                                        [this] { _elapsedTimerDidFire(); });
 }
 
 void TVSPlayer::_elapsedTimerDidFire() {
   const auto self = shared_from_this();
-  _elapsedTimerInterval = 0;
+  _observers.elapsedInterval = 0;
   _updateElapsedTimer();
-  _elapsedTimeObservers.call(elapsedTime(), playbackDate(), duration(), _scans());
+  _observers.elapsedTime.call(elapsedTime(), playbackDate(), duration(), _scans());
 }
 
 platform::Token TVSPlayer::addPropertyObserver(std::string_view property,
                                                std::function<void()> observer) {
   TVS_ASSERT(property == kSelectedAudioOption || property == kSelectedSubtitleOption);
   auto& observers =
-      property == kSelectedAudioOption ? _audioOptionObservers : _subtitleOptionObservers;
+      property == kSelectedAudioOption ? _observers.audioOption : _observers.subtitleOption;
   return observers.add(std::move(observer));
 }
 
 platform::Token TVSPlayer::addFactsObserver(std::function<void()> observer) {
-  return _factsObservers.add(std::move(observer));
+  return _observers.facts.add(std::move(observer));
 }
 
 platform::Value TVSPlayer::_selectedOption(std::string_view characteristic) const {
@@ -93,8 +93,8 @@ platform::Value TVSPlayer::selectedSubtitleOption() const {
 }
 
 void TVSPlayer::setUpdatesNowPlayingInfoAutomatically(bool updates) {
-  if (updates == _updatesNowPlaying) return;
-  _updatesNowPlaying = updates;
+  if (updates == _remotes.updatesNowPlaying) return;
+  _remotes.updatesNowPlaying = updates;
   _updateRemoteCommands();
   if (updates && _isLoaded()) _publishNowPlaying();
 }
@@ -113,7 +113,7 @@ TVSPlayer::PublishedFacts TVSPlayer::_factsToPublish() const {
 }
 
 void TVSPlayer::_publishChangedFacts() {
-  if (_publishedFacts != _factsToPublish()) {
+  if (_remotes.published != _factsToPublish()) {
     _publishNowPlaying();
   } else {
     _tellRemotes();
@@ -122,15 +122,15 @@ void TVSPlayer::_publishChangedFacts() {
 
 void TVSPlayer::_publishNowPlaying() {
   _tellRemotes();
-  if (!_updatesNowPlaying) return;
-  _publishedFacts = _factsToPublish();
+  if (!_remotes.updatesNowPlaying) return;
+  _remotes.published = _factsToPublish();
   const bool runs = _state == TVSPlaybackState::Playing || _state == TVSPlaybackState::Scanning;
   auto& service = _platform.nowPlaying();
   // All of them each time, also where they are not known: what an earlier item has left must not
   // stay.
   service.setNowPlayingInfo(
-      {{std::string(platform::kNowPlayingTitle), _publishedFacts->title},
-       {std::string(platform::kNowPlayingDuration), _publishedFacts->duration},
+      {{std::string(platform::kNowPlayingTitle), _remotes.published->title},
+       {std::string(platform::kNowPlayingDuration), _remotes.published->duration},
        {std::string(platform::kNowPlayingElapsedTime), elapsedTime()},
        {std::string(platform::kNowPlayingPlaybackRate), rate()}},
       0);

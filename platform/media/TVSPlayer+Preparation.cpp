@@ -14,8 +14,9 @@ constexpr double kAheadSeconds = 10;
 }  // namespace
 
 std::shared_ptr<TVSMediaItem> TVSPlayer::_itemToFollow() const {
-  const bool follows = _isReady() && _playlist && _endAction == TVSMediaItemEndAction::Advance;
-  return follows ? _playlist->nextItem() : nullptr;
+  const bool follows =
+      _isReady() && _items.playlist && _settings.endAction == TVSMediaItemEndAction::Advance;
+  return follows ? _items.playlist->nextItem() : nullptr;
 }
 
 std::optional<double> TVSPlayer::_secondsLeft() const {
@@ -27,21 +28,21 @@ std::optional<double> TVSPlayer::_secondsLeft() const {
 }
 
 void TVSPlayer::_updatePreparation() {
-  _preparationTimer.reset();
+  _preparation.timer.reset();
   const auto next = _itemToFollow();
   const auto left = _secondsLeft();
   // One that is still to come is kept, whatever time does, until the end has moved far away.
-  if (_preparedItem && (_preparedItem != next || left.value_or(0) > 2 * kAheadSeconds)) {
-    _preparedItem.reset();
+  if (_preparation.item && (_preparation.item != next || left.value_or(0) > 2 * kAheadSeconds)) {
+    _preparation.item.reset();
     if (_engine) _engine->cancelPreparation();
   }
-  if (!next || !left || next == _preparedItem) return;
+  if (!next || !left || next == _preparation.item) return;
   if (*left > kAheadSeconds) {
-    _preparationTimer = _platform.mainQueue().after(
+    _preparation.timer = _platform.mainQueue().after(
         platform::durationFromSeconds(*left - kAheadSeconds), [this] { _updatePreparation(); });
     return;
   }
-  _preparedItem = next;
+  _preparation.item = next;
   platform::MediaLoad load = _loadOf(next, {});
   load.playing = true;
   _engine->prepare(load);

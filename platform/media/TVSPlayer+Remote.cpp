@@ -7,19 +7,20 @@
 #include "platform/services/Platform.h"
 
 void TVSPlayer::setHandlesRemoteCommandsWithoutNowPlayingInfo(bool handles) {
-  _handlesRemoteCommands = handles;
+  _remotes.handlesCommands = handles;
   _updateRemoteCommands();
 }
 
 void TVSPlayer::_updateRemoteCommands() {
-  const bool takes = _engine && _playlist && (_handlesRemoteCommands || _updatesNowPlaying);
-  if (takes == static_cast<bool>(_remoteCommands)) return;
-  _remoteCommands =
+  const bool takes =
+      _engine && _items.playlist && (_remotes.handlesCommands || _remotes.updatesNowPlaying);
+  if (takes == static_cast<bool>(_remotes.commands)) return;
+  _remotes.commands =
       takes ? _platform.nowPlaying().addRemoteCommandTarget(*this) : platform::Token();
 }
 
 void TVSPlayer::_tellRemotes() {
-  if (_remoteCommands) _platform.nowPlaying().remotePlaybackDidChange();
+  if (_remotes.commands) _platform.nowPlaying().remotePlaybackDidChange();
 }
 
 void TVSPlayer::handleRemoteCommand(const platform::RemoteCommand& command) {
@@ -65,7 +66,7 @@ void TVSPlayer::_skipBy(double seconds) {
 platform::RemotePlayback TVSPlayer::remotePlayback() const {
   using State = platform::RemotePlayback::State;
   platform::RemotePlayback playback;
-  playback.volume = _volume;
+  playback.volume = _settings.volume;
   if (!_isLoaded()) return playback;
   switch (_state) {
     case TVSPlaybackState::Loading:

@@ -24,7 +24,7 @@ TVSPlayer::~TVSPlayer() {
 std::shared_ptr<TVSMediaItem> TVSPlayer::currentMediaItem() const {
   // While the playlist moves on, the item that is played is still the one that is left.
   if (_item) return _item->mediaItem();
-  return _playlist ? _playlist->currentItem() : nullptr;
+  return _items.playlist ? _items.playlist->currentItem() : nullptr;
 }
 
 void TVSPlayer::play() {
@@ -68,7 +68,7 @@ void TVSPlayer::scanAtRate(double rate) {
 }
 
 void TVSPlayer::changeMediaInDirection(TVSMediaDirection direction) {
-  if (!_engine || !_playlist) return;
+  if (!_engine || !_items.playlist) return;
   const auto self = shared_from_this();
   // The delegate hears of it after the end of the playlist, too.
   if (const auto delegate = _delegate.lock()) {
@@ -78,13 +78,15 @@ void TVSPlayer::changeMediaInDirection(TVSMediaDirection direction) {
   }
   if (!_isLoaded()) return;
   const bool next = direction == TVSMediaDirection::Next;
-  if (next ? _playlist->nextItem() == nullptr : _playlist->currentIndex().value_or(0) == 0) return;
-  _changeItem([&] { return next ? _playlist->advance() : _playlist->retreat(); });
+  if (next ? _items.playlist->nextItem() == nullptr
+           : _items.playlist->currentIndex().value_or(0) == 0)
+    return;
+  _changeItem([&] { return next ? _items.playlist->advance() : _items.playlist->retreat(); });
 }
 
 void TVSPlayer::stop() {
   if (!_engine) return;
-  ++_epoch;
+  ++_serials.epoch;
   if (!_isLoaded()) return;
   const auto self = shared_from_this();
   _stopKeeping(nullptr);
@@ -95,7 +97,7 @@ void TVSPlayer::invalidate() {
   const auto self = shared_from_this();
   stop();
   if (!_engine) return;
-  _playlistObserver.reset();
+  _items.observer.reset();
   // A stop's observers may have begun something new, which ends here unannounced.
   _unload();
   _state = TVSPlaybackState::Stopped;
@@ -105,13 +107,13 @@ void TVSPlayer::invalidate() {
   _updateRemoteCommands();
 }
 
-void TVSPlayer::_runEngine() { _engine->play(_target.scanRate.value_or(_rateUsedForPlayback)); }
+void TVSPlayer::_runEngine() { _engine->play(_target.scanRate.value_or(_settings.rate)); }
 
 void TVSPlayer::_retireEngine() {
   _engine->setObserver(nullptr);
   auto engine = std::exchange(_engine, nullptr);
   // An engine is not destroyed from inside a callback of its own.
-  if (_receiving > 0)
+  if (_serials.receiving > 0)
     _platform.mainQueue().async([retired = std::shared_ptr(std::move(engine))] {});
 }
 
@@ -164,19 +166,19 @@ double TVSPlayer::rate() const { return _phase == Phase::Playing ? _engineRate :
 
 void TVSPlayer::setRateUsedForPlayback(double rate) {
   if (!std::isfinite(rate) || rate == 0) return;
-  _rateUsedForPlayback = std::clamp(rate, -kRateLimit, kRateLimit);
+  _settings.rate = std::clamp(rate, -kRateLimit, kRateLimit);
   if (_isLoaded() && _phase != Phase::Ended && _target.playing && !_target.scanRate) _runEngine();
 }
 
 void TVSPlayer::setMuted(bool muted) {
-  _muted = muted;
+  _settings.muted = muted;
   if (_isLoaded()) _engine->setMuted(muted);
 }
 
 void TVSPlayer::setVolume(float volume) {
   if (!std::isfinite(volume)) return;
-  _volume = std::clamp(volume, 0.0F, 1.0F);
-  if (_isLoaded()) _engine->setVolume(_volume);
+  _settings.volume = std::clamp(volume, 0.0F, 1.0F);
+  if (_isLoaded()) _engine->setVolume(_settings.volume);
   _tellRemotes();
 }
 
@@ -204,7 +206,7 @@ std::optional<platform::Array> TVSPlayer::errorLog() const {
 }
 
 void TVSPlayer::setMediaItemEndAction(TVSMediaItemEndAction action) {
-  _endAction = action;
+  _settings.endAction = action;
   _updatePreparation();
 }
 

@@ -100,7 +100,7 @@ class TVSPlayer : public platform::Object,
 
   // What to play.
   void setPlaylist(std::shared_ptr<TVSPlaylist> playlist);
-  const std::shared_ptr<TVSPlaylist>& playlist() const { return _playlist; }
+  const std::shared_ptr<TVSPlaylist>& playlist() const { return _items.playlist; }
   std::shared_ptr<TVSMediaItem> currentMediaItem() const;
   /// The current item as the engine has it; null before setPlaylist(), after a stop that was no
   /// failure, and after invalidate().
@@ -138,22 +138,22 @@ class TVSPlayer : public platform::Object,
 
   /// What time runs at now: 0 unless playing or scanning.
   double rate() const;
-  double rateUsedForPlayback() const { return _rateUsedForPlayback; }
+  double rateUsedForPlayback() const { return _settings.rate; }
   /// What play() uses, and at once where it plays. 0 or not finite: ignored; clamped to ±64.
   void setRateUsedForPlayback(double rate);
 
-  bool muted() const { return _muted; }
+  bool muted() const { return _settings.muted; }
   void setMuted(bool muted);
-  float volume() const { return _volume; }
+  float volume() const { return _settings.volume; }
   /// Clamped to 0 to 1; not finite: ignored.
   void setVolume(float volume);
 
-  TVSMediaItemEndAction mediaItemEndAction() const { return _endAction; }
+  TVSMediaItemEndAction mediaItemEndAction() const { return _settings.endAction; }
   void setMediaItemEndAction(TVSMediaItemEndAction action);
 
-  bool updatesNowPlayingInfoAutomatically() const { return _updatesNowPlaying; }
+  bool updatesNowPlayingInfoAutomatically() const { return _remotes.updatesNowPlaying; }
   void setUpdatesNowPlayingInfoAutomatically(bool updates);
-  bool handlesRemoteCommandsWithoutNowPlayingInfo() const { return _handlesRemoteCommands; }
+  bool handlesRemoteCommandsWithoutNowPlayingInfo() const { return _remotes.handlesCommands; }
   /// Media keys and displays reach a player that has a playlist and either of the two: each asks
   /// the delegate as the remote does.
   void setHandlesRemoteCommandsWithoutNowPlayingInfo(bool handles);
@@ -229,7 +229,7 @@ class TVSPlayer : public platform::Object,
                                 const std::string& characteristic) override;
   void _receive(std::uint64_t generation, const std::function<void()>& body);
 
-  // The current item. Whatever calls out looks at _epoch afterwards: where it has moved on,
+  // The current item. Whatever calls out looks at the epoch afterwards: where it has moved on,
   // somebody out there has decided otherwise, and there is nothing left to do.
   bool _isLoaded() const { return _phase != Phase::Idle; }
   bool _isReady() const { return _phase != Phase::Idle && _phase != Phase::Loading; }
@@ -279,12 +279,50 @@ class TVSPlayer : public platform::Object,
   PublishedFacts _factsToPublish() const;
   platform::Value _selectedOption(std::string_view characteristic) const;
 
+  /// The items to play, and whether it is the player itself that moves on in them.
+  struct Items {
+    std::shared_ptr<TVSPlaylist> playlist;
+    platform::Token observer;
+    bool moves = false;
+  };
+  /// Tells what belongs to the load in progress from what is over.
+  struct Serials {
+    std::uint64_t generation = 0;  ///< of the load in progress; 0 while there is none
+    std::uint64_t lastGeneration = 0;
+    std::uint64_t epoch = 0;  ///< counts loads and stops
+    int receiving = 0;        ///< callbacks of the engine that are under way
+  };
+  struct Settings {
+    double rate = 1;  ///< used for playback
+    bool muted = false;
+    float volume = 1;
+    TVSMediaItemEndAction endAction = TVSMediaItemEndAction::Advance;
+  };
+  /// Displays and media keys outside the application.
+  struct Remotes {
+    bool updatesNowPlaying = true;
+    std::optional<PublishedFacts> published;
+    bool handlesCommands = false;
+    platform::Token commands;
+  };
+  struct Observers {
+    platform::ObserverList<> audioOption;
+    platform::ObserverList<> subtitleOption;
+    platform::ObserverList<> facts;
+    platform::ObserverList<double, const std::optional<platform::Date>&, double, bool> elapsedTime;
+    platform::Token elapsedTimer;
+    double elapsedInterval = 0;
+  };
+  /// What the engine prepares, or has prepared.
+  struct Preparation {
+    std::shared_ptr<TVSMediaItem> item;
+    platform::Token timer;
+  };
+
   platform::Platform& _platform;
   const std::string _name;
   std::unique_ptr<platform::MediaEngine> _engine;
-  std::shared_ptr<TVSPlaylist> _playlist;
-  platform::Token _playlistObserver;
-  bool _movesPlaylist = false;
+  Items _items;
   std::unique_ptr<platform::PlayerItem> _item;
   platform::Array _errorLog;
   std::weak_ptr<TVSPlayerPlaybackDelegate> _delegate;
@@ -293,35 +331,14 @@ class TVSPlayer : public platform::Object,
   Phase _phase = Phase::Idle;
   double _engineRate = 0;
   StartPoint _start;
-  /// Of the load in progress; 0 while there is none.
-  std::uint64_t _generation = 0;
-  std::uint64_t _lastGeneration = 0;
-  /// Counts loads and stops.
-  std::uint64_t _epoch = 0;
-  int _receiving = 0;
+  Serials _serials;
   /// The current item is done with: beginning anew goes to the one after it.
   bool _currentItemIsSpent = false;
 
   TVSPlaybackState _state = TVSPlaybackState::Stopped;
   std::optional<TVSPlaybackState> _announcedState;
-  double _rateUsedForPlayback = 1;
-  bool _muted = false;
-  float _volume = 1;
-  TVSMediaItemEndAction _endAction = TVSMediaItemEndAction::Advance;
-  bool _updatesNowPlaying = true;
-  std::optional<PublishedFacts> _publishedFacts;
-  bool _handlesRemoteCommands = false;
-  platform::Token _remoteCommands;
-
-  platform::ObserverList<> _audioOptionObservers;
-  platform::ObserverList<> _subtitleOptionObservers;
-  platform::ObserverList<> _factsObservers;
-  platform::ObserverList<double, const std::optional<platform::Date>&, double, bool>
-      _elapsedTimeObservers;
-  platform::Token _elapsedTimer;
-  double _elapsedTimerInterval = 0;
-
-  /// What the engine prepares, or has prepared.
-  std::shared_ptr<TVSMediaItem> _preparedItem;
-  platform::Token _preparationTimer;
+  Settings _settings;
+  Remotes _remotes;
+  Observers _observers;
+  Preparation _preparation;
 };

@@ -93,7 +93,7 @@ void SessionManagerModel::_run(const Task& task) {
     case What::Finish:
       return _finish();
     case What::Close:
-      _screenOpen = false;
+      _screen.open = false;
   }
 }
 
@@ -113,7 +113,7 @@ void SessionManagerModel::advance(std::int64_t time) {
 std::string SessionManagerModel::future() const {
   std::string text = _state;
   const auto add = [&](char mark, auto number) { (text += mark) += std::to_string(number); };
-  for (const bool flag : {_requested, _screenPending, _screenCloses, _screenOpen, _givenUp,
+  for (const bool flag : {_requested, _screen.pending, _screen.closes, _screen.open, _givenUp,
                           _endsOnceBegun, _dismissing, _presentationEnds, _slots.has_value()})
     text += flag ? '+' : '-';
   add('h', static_cast<int>(_host));
@@ -267,27 +267,27 @@ void SessionManagerModel::_answer(std::int64_t code) {
 void SessionManagerModel::_open() {
   _host = Host::Opening;
   _cancel(_pendingClose);
-  if (_screenPending) return;
-  if (_screenOpen) {
+  if (_screen.pending) return;
+  if (_screen.open) {
     _later(What::ScreenOpens);
   } else {
-    _screenPending = true;
-    _screenCloses = false;
+    _screen.pending = true;
+    _screen.closes = false;
   }
 }
 
 void SessionManagerModel::_giveUpOpening() {
   _host = Host::Idle;
-  _givenUp = _screenPending;
-  _screenOpen = false;
-  if (_screenPending && !std::exchange(_screenCloses, true)) {
+  _givenUp = _screen.pending;
+  _screen.open = false;
+  if (_screen.pending && !std::exchange(_screen.closes, true)) {
     _later(What::ScreenFails);
   }
 }
 
 void SessionManagerModel::screenAnswers(bool opened) {
-  _screenPending = false;
-  _screenOpen = opened;
+  _screen.pending = false;
+  _screen.open = opened;
   if (std::exchange(_givenUp, false)) {
     if (_host == Host::Opening) _later(What::Open);
   } else if (opened) {

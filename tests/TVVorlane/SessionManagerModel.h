@@ -40,7 +40,7 @@ class SessionManagerModel {
   const std::string& state() const { return _state; }
   /// By kind, in the order "NDPV"; nothing unless a root view controller is known.
   const Slots& slots() const { return _slots; }
-  bool screenAwaitsAnswer() const { return _screenPending && !_screenCloses; }
+  bool screenAwaitsAnswer() const { return _screen.pending && !_screen.closes; }
   bool hostIsBusy() const { return _host != Host::Idle; }
   /// Whether a turn would do anything.
   bool anythingDue() const;
@@ -77,6 +77,12 @@ class SessionManagerModel {
     std::int64_t deadline;
     int number;
     Task task;
+  };
+
+  struct Screen {
+    bool pending = false;
+    bool closes = false;
+    bool open = false;
   };
 
   // The queue: in a turn the tasks that are there, then the timers that are due.
@@ -125,9 +131,7 @@ class SessionManagerModel {
   bool _requested = false;
   int _requestTimeout = 0;
   int _pendingClose = 0;
-  bool _screenPending = false;
-  bool _screenCloses = false;
-  bool _screenOpen = false;
+  Screen _screen;
   bool _givenUp = false;
   bool _endsOnceBegun = false;
   bool _dismissing = false;

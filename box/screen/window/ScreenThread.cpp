@@ -49,9 +49,9 @@ void ScreenThread::setScene(std::shared_ptr<const platform::Scene> scene) {
 }
 
 FrameStatistics ScreenThread::statistics() const {
-  const std::lock_guard lock(_statisticsMutex);
-  FrameStatistics statistics = _statistics;
-  statistics.judder = _judder.statistics();
+  const std::lock_guard lock(_statistics.mutex);
+  FrameStatistics statistics = _statistics.frames;
+  statistics.judder = _statistics.judder.statistics();
   return statistics;
 }
 
@@ -247,13 +247,15 @@ void ScreenThread::_draw() {
 void ScreenThread::_countFrame(platform::Duration cost) {
   const double milliseconds = platform::secondsFromDuration(cost) * 1000;
   const platform::TimePoint now = _clock.now();
-  const std::lock_guard lock(_statisticsMutex);
-  ++_statistics.frames;
-  _statistics.averageMilliseconds +=
-      (milliseconds - _statistics.averageMilliseconds) / static_cast<double>(_statistics.frames);
-  _statistics.longestMilliseconds = std::max(_statistics.longestMilliseconds, milliseconds);
+  const std::lock_guard lock(_statistics.mutex);
+  ++_statistics.frames.frames;
+  _statistics.frames.averageMilliseconds +=
+      (milliseconds - _statistics.frames.averageMilliseconds) /
+      static_cast<double>(_statistics.frames.frames);
+  _statistics.frames.longestMilliseconds =
+      std::max(_statistics.frames.longestMilliseconds, milliseconds);
   for (const ShownPicture& picture : _window->shown())
-    _judder.shown(picture, now, _window->refreshInterval());
+    _statistics.judder.shown(picture, now, _window->refreshInterval());
 }
 
 std::optional<platform::Duration> ScreenThread::_timeToNextFrame() const {

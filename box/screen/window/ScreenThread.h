@@ -89,6 +89,12 @@ class ScreenThread {
     std::atomic<bool> videoChanged = false;
   };
 
+  struct Statistics {
+    std::mutex mutex;        // guards the rest
+    FrameStatistics frames;  ///< but for the judder
+    JudderMeter judder;
+  };
+
   void _post(Command command);
   void _run();
   std::deque<Command> _takeCommands();
@@ -117,9 +123,7 @@ class ScreenThread {
   std::mutex _mutex;
   std::deque<Command> _commands;  // protected by `_mutex`
 
-  mutable std::mutex _statisticsMutex;
-  FrameStatistics _statistics;  // protected by `_statisticsMutex`, but for the judder
-  JudderMeter _judder;          // likewise
+  mutable Statistics _statistics;
 
   // The screen's thread's own.
   VideoSystem* _video = nullptr;

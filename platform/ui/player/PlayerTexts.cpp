@@ -7,7 +7,7 @@ namespace platform {
 
 namespace {
 
-using Sentence = std::string PlayerTexts::*;
+using Sentence = std::string FailureTexts::*;
 
 Sentence sentenceForURLError(std::int64_t code) {
   switch (code) {
@@ -17,18 +17,18 @@ Sentence sentenceForURLError(std::int64_t code) {
     case 407:
     case 451:
     case static_cast<std::int64_t>(URLErrorCode::NoPermissionToReadFile):
-      return &PlayerTexts::notAllowed;
+      return &FailureTexts::notAllowed;
     case 404:
     case 410:
     case static_cast<std::int64_t>(URLErrorCode::FileDoesNotExist):
-      return &PlayerTexts::notFound;
+      return &FailureTexts::notFound;
     case 408:
     case 504:
     case static_cast<std::int64_t>(URLErrorCode::TimedOut):
-      return &PlayerTexts::timedOut;
+      return &FailureTexts::timedOut;
     case 406:
     case 415:
-      return &PlayerTexts::unknownFormat;
+      return &FailureTexts::unknownFormat;
     case 502:
     case 503:
     case static_cast<std::int64_t>(URLErrorCode::CannotFindHost):
@@ -36,9 +36,9 @@ Sentence sentenceForURLError(std::int64_t code) {
     case static_cast<std::int64_t>(URLErrorCode::NetworkConnectionLost):
     case static_cast<std::int64_t>(URLErrorCode::NotConnectedToInternet):
     case static_cast<std::int64_t>(URLErrorCode::SecureConnectionFailed):
-      return &PlayerTexts::noConnection;
+      return &FailureTexts::noConnection;
     default:
-      return &PlayerTexts::failed;
+      return &FailureTexts::failed;
   }
 }
 
@@ -46,11 +46,11 @@ Sentence sentenceForMediaError(std::int64_t code) {
   switch (static_cast<MediaErrorCode>(code)) {
     case MediaErrorCode::FormatNotRecognized:
     case MediaErrorCode::DecoderNotFound:
-      return &PlayerTexts::unknownFormat;
+      return &FailureTexts::unknownFormat;
     case MediaErrorCode::ContentNotAuthorized:
-      return &PlayerTexts::notAllowed;
+      return &FailureTexts::notAllowed;
     default:
-      return &PlayerTexts::failed;
+      return &FailureTexts::failed;
   }
 }
 
@@ -62,9 +62,9 @@ std::string withNumber(std::string text, const std::string& number) {
 }  // namespace
 
 const std::string& PlayerTexts::failureSentence(const Error& error) const {
-  if (error.domain == kURLErrorDomain) return this->*sentenceForURLError(error.code);
-  if (error.domain == kMediaErrorDomain) return this->*sentenceForMediaError(error.code);
-  return failed;
+  if (error.domain == kURLErrorDomain) return failures.*sentenceForURLError(error.code);
+  if (error.domain == kMediaErrorDomain) return failures.*sentenceForMediaError(error.code);
+  return failures.failed;
 }
 
 std::string PlayerTexts::percentText(int number) const {

@@ -6,6 +6,16 @@
 
 namespace platform {
 
+/// Why nothing is to be seen.
+struct FailureTexts {
+  std::string notFound = "This video could not be found.";
+  std::string noConnection = "There is no connection to this video.";
+  std::string timedOut = "This video took too long to answer.";
+  std::string unknownFormat = "The format of this video is not supported.";
+  std::string notAllowed = "This video may not be played here.";
+  std::string failed = "This video can't be played.";
+};
+
 /// The words of a video player, in English unless the application hands over others.
 struct PlayerTexts {
   std::string live = "LIVE";
@@ -24,12 +34,7 @@ struct PlayerTexts {
   std::string seconds = "{} s";  ///< how a language writes a number of seconds
   std::string paused = "Paused";
   std::string ended = "This video has ended.";
-  std::string notFound = "This video could not be found.";
-  std::string noConnection = "There is no connection to this video.";
-  std::string timedOut = "This video took too long to answer.";
-  std::string unknownFormat = "The format of this video is not supported.";
-  std::string notAllowed = "This video may not be played here.";
-  std::string failed = "This video can't be played.";
+  FailureTexts failures;
   // What the remote can do where there is nothing to see any more.
   std::string replayHint = "Press Play to watch it again, or Back to leave.";
   std::string retryHint = "Press Play to try again, or Back to leave.";

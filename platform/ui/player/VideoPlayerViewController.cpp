@@ -104,10 +104,10 @@ void VideoPlayerViewController::didMoveToParent(ViewController* parent) {
   _observers.clear();
   _itemObserver.reset();
   _elapsedObserver.reset();
-  _hideTimer.reset();
-  _spinnerTimer.reset();
-  _percentTimer.reset();
-  _endedTimer.reset();
+  _timers.hide.reset();
+  _timers.spinner.reset();
+  _timers.percent.reset();
+  _timers.ended.reset();
   _remote.forget();
   if (_panel) _panel->close();
   if (_invalidatesPlayer) _player->invalidate();
@@ -246,8 +246,8 @@ void VideoPlayerViewController::_followItem() {
 
 void VideoPlayerViewController::_updateSpinner() {
   if (_player->state() != TVSPlaybackState::Loading) {
-    _spinnerTimer.reset();
-    _percentTimer.reset();
+    _timers.spinner.reset();
+    _timers.percent.reset();
     _tellsPercent = false;
     _spinner->stopAnimating();
     return;
@@ -256,18 +256,18 @@ void VideoPlayerViewController::_updateSpinner() {
   _tellsPercent = _tellsPercent || (item && item->status() == PlayerItemStatus::ReadyToPlay);
   const auto percent = _tellsPercent ? _player->bufferingPercent() : std::nullopt;
   _spinner->setText(percent ? _texts.percentText(*percent) : std::string());
-  if (_spinnerTimer) return;
+  if (_timers.spinner) return;
   // What loads quickly shows no spinner at all.
   auto& mainQueue = Platform::current().mainQueue();
-  _spinnerTimer = mainQueue.after(kSpinnerDelay, [this] { _spinner->startAnimating(); });
-  _percentTimer = mainQueue.after(kPercentDelay, [this] {
+  _timers.spinner = mainQueue.after(kSpinnerDelay, [this] { _spinner->startAnimating(); });
+  _timers.percent = mainQueue.after(kPercentDelay, [this] {
     _tellsPercent = true;
     _updateSpinner();
   });
 }
 
 void VideoPlayerViewController::_updateMessage() {
-  _endedTimer.reset();
+  _timers.ended.reset();
   const PlayerItem* const item = _player->currentPlayerItem();
   const bool stopped = _player->state() == TVSPlaybackState::Stopped;
   // A failure may have come before there was a screen to tell it on.
@@ -281,7 +281,7 @@ void VideoPlayerViewController::_updateMessage() {
     // An invalidated player cannot play again, so there is no hint that it could.
     _message->setMessage({_texts.ended});
   } else if (stopped && _hasPlayed) {
-    _endedTimer = Platform::current().mainQueue().after(kEndedDelay, [this] {
+    _timers.ended = Platform::current().mainQueue().after(kEndedDelay, [this] {
       _message->setMessage({_texts.ended, _texts.replayHint});
     });
   }
@@ -311,7 +311,7 @@ void VideoPlayerViewController::_showTransportBar() {
 }
 
 void VideoPlayerViewController::_hideTransportBar() {
-  _hideTimer.reset();
+  _timers.hide.reset();
   if (!_barVisible) return;
   _barVisible = false;
   _barWasCalled = false;
@@ -322,9 +322,9 @@ void VideoPlayerViewController::_hideTransportBar() {
 }
 
 void VideoPlayerViewController::_hideTransportBarLater() {
-  _hideTimer.reset();
+  _timers.hide.reset();
   if (_player->state() != TVSPlaybackState::Playing || _player->scanRate()) return;
-  _hideTimer = Platform::current().mainQueue().after(kBarStays, [this] { _hideTransportBar(); });
+  _timers.hide = Platform::current().mainQueue().after(kBarStays, [this] { _hideTransportBar(); });
 }
 
 void VideoPlayerViewController::_updateTransportBar() {

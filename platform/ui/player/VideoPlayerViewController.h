@@ -83,6 +83,13 @@ class VideoPlayerViewController : public ViewController {
   void _hideTransportBarLater();
   void _updateTransportBar();
 
+  struct Timers {
+    Token hide;  ///< of the bar
+    Token spinner;
+    Token percent;
+    Token ended;
+  };
+
   std::shared_ptr<TVSPlayer> _player;
   const bool _invalidatesPlayer;
   PlayerTexts _texts;
@@ -98,11 +105,8 @@ class VideoPlayerViewController : public ViewController {
   bool _hasPlayed = false;
   /// dismiss() was called when nothing played, and the controller is still there.
   bool _wasDismissedInVain = false;
-  Token _hideTimer;
   bool _tellsPercent = false;  // while it loads
-  Token _spinnerTimer;
-  Token _percentTimer;
-  Token _endedTimer;
+  Timers _timers;
   Token _elapsedObserver;  // only while the bar is visible
   Token _itemObserver;
   std::vector<Token> _observers;

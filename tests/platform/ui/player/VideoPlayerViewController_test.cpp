@@ -320,15 +320,15 @@ TEST(VideoPlayerViewControllerTest, FailuresAndTheEndAreTold) {
   };
   const PlayerTexts texts;
   const std::pair<Error, std::string> cases[] = {
-      {error(kURLErrorDomain, 404), texts.notFound},
-      {error(kURLErrorDomain, URLErrorCode::CannotFindHost), texts.noConnection},
-      {error(kURLErrorDomain, URLErrorCode::TimedOut), texts.timedOut},
-      {error(kURLErrorDomain, 403), texts.notAllowed},
-      {error(kURLErrorDomain, 500), texts.failed},
-      {error(kMediaErrorDomain, MediaErrorCode::DecoderNotFound), texts.unknownFormat},
-      {error(kMediaErrorDomain, MediaErrorCode::ContentNotAuthorized), texts.notAllowed},
-      {error(kMediaErrorDomain, MediaErrorCode::DecodeFailed), texts.failed},
-      {Error::status(404), texts.failed}};
+      {error(kURLErrorDomain, 404), texts.failures.notFound},
+      {error(kURLErrorDomain, URLErrorCode::CannotFindHost), texts.failures.noConnection},
+      {error(kURLErrorDomain, URLErrorCode::TimedOut), texts.failures.timedOut},
+      {error(kURLErrorDomain, 403), texts.failures.notAllowed},
+      {error(kURLErrorDomain, 500), texts.failures.failed},
+      {error(kMediaErrorDomain, MediaErrorCode::DecoderNotFound), texts.failures.unknownFormat},
+      {error(kMediaErrorDomain, MediaErrorCode::ContentNotAuthorized), texts.failures.notAllowed},
+      {error(kMediaErrorDomain, MediaErrorCode::DecodeFailed), texts.failures.failed},
+      {Error::status(404), texts.failures.failed}};
   Sofa sofa;
   for (const auto& [failure, sentence] : cases) {
     sofa.load([&, what = failure](sim::MediaScript& script) { script.loadFailure = what; });
@@ -340,11 +340,11 @@ TEST(VideoPlayerViewControllerTest, FailuresAndTheEndAreTold) {
   sofa.root->view()->addSubview(late->view());
   sofa.controller->view()->setHidden(true);
   sofa.act("0");
-  EXPECT_EQ(sofa.fixture.shown<MessageElement>().value().text, texts.failed);
+  EXPECT_EQ(sofa.fixture.shown<MessageElement>().value().text, texts.failures.failed);
   late->view()->removeFromSuperview();
   sofa.controller->view()->setHidden(false);
   PlayerTexts others;
-  others.failed = "Kaputt.";
+  others.failures.failed = "Kaputt.";
   sofa.controller->setTexts(others);
   sofa.act("0");
   EXPECT_TRUE(sofa.seen().starts_with("Kaputt."));
