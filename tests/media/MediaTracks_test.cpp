@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include "media/output/SubtitleStyles.h"
-#include "media/texts/MatroskaTracks.h"
 #include "platform/media/MediaItemKeys.h"
 #include "platform/media/MediaLogKeys.h"
 #include "tests/media/EngineHarness.h"
@@ -118,24 +117,6 @@ TEST_F(MediaTracksTest, NumbersAndOptionsAreThoseOfTheContainer) {
     EXPECT_EQ(texts[1].languageTag, "fr");
     EXPECT_EQ(selected(harness, "legible"), std::string(name) == "tracks.mkv" ? "fr" : "none")
         << "forced, as the sound's language is";
-  }
-}
-
-TEST(MatroskaTracks, AreReadByteByByteAndWhateverIsDamaged) {
-  std::ifstream file(TestMedia::shared().fileURL("tracks.mkv").substr(7), std::ios::binary);
-  std::vector<std::uint8_t> head(3000);
-  file.read(reinterpret_cast<char*>(head.data()), static_cast<std::streamsize>(head.size()));
-  media::MatroskaTracks tracks;
-  for (std::size_t at = 0; at < head.size(); ++at) tracks.feed(at, {&head[at], 1});
-  EXPECT_EQ(tracks.tracks().size(), 5u);
-  EXPECT_TRUE(tracks.tracks().at(5).forced);
-  EXPECT_EQ(tracks.tracks().at(4).codec, "S_TEXT/UTF8");
-  for (std::size_t at = 0; at < head.size(); ++at) {
-    std::vector<std::uint8_t> damaged = head;
-    damaged[at] = static_cast<std::uint8_t>(at % 2 == 0 ? 0xff : 1);
-    media::MatroskaTracks others;
-    others.feed(0, damaged);
-    EXPECT_LE(others.tracks().size(), 256u);
   }
 }
 
