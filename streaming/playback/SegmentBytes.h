@@ -27,8 +27,8 @@ class SegmentBytes {
 
   /// A longer segment is not held whole. Tests make these smaller.
   struct Limits {
-    std::uint64_t whole = std::uint64_t{32} * 1024 * 1024;
-    std::uint64_t ahead = std::uint64_t{16} * 1024 * 1024;  ///< of the reader, in a window
+    std::uint64_t whole = std::uint64_t{20} * 1024 * 1024;
+    std::uint64_t ahead = std::uint64_t{20} * 1024 * 1024;  ///< of the reader, in a window
     std::uint64_t behind = std::uint64_t{2} * 1024 * 1024;  ///< likewise
     /// The reader waits for bytes that are so near; others are asked for.
     std::uint64_t near = std::uint64_t{1024} * 1024;
