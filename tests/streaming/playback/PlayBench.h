@@ -110,4 +110,22 @@ class PlayBench {
   std::optional<platform::Error> error;
 };
 
+/// A media playlist of `count` segments of four seconds: "name1.ts", "name2.ts" …
+inline std::string playlistOf(const std::string& name, int first, int count, bool hasEnded,
+                              const std::string& head = {}) {
+  std::string text = "#EXTM3U\n#EXT-X-VERSION:6\n#EXT-X-TARGETDURATION:4\n" + head +
+                     "#EXT-X-MEDIA-SEQUENCE:" + std::to_string(first) + "\n";
+  for (int i = first; i < first + count; ++i)
+    text += "#EXTINF:4,\n" + name + std::to_string(i) + ".ts\n";
+  if (hasEnded) text += "#EXT-X-ENDLIST\n";
+  return text;
+}
+
+/// "name1.ts", "name2.ts" … at "http://a/".
+inline void addSegments(ScriptedTransfers& network, const std::string& name, int first, int count,
+                        std::size_t size = 100) {
+  for (int i = first; i < first + count; ++i)
+    network.add("http://a/" + name + std::to_string(i) + ".ts", std::string(size, 'a'));
+}
+
 }  // namespace streaming::test

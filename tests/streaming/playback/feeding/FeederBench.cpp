@@ -155,4 +155,15 @@ void FeederBench::lost(const std::string& url, const platform::Error& error) {
   faults.push_back(url + " " + std::to_string(error.code));
 }
 
+void makeFilm(FeederBench& bench, std::size_t count, double duration) {
+  auto segments = listSegments("v", count, duration);
+  for (const Segment& each : segments) {
+    const std::string& url = each.resource.urls.front();
+    bench.network.add(url, url);
+  }
+  bench.media = presentationOf(
+      {trackOf(MediaKind::Video, "v", {representationOf("v", 1e6, 720, std::move(segments))})},
+      static_cast<double>(count) * duration);
+}
+
 }  // namespace streaming::test

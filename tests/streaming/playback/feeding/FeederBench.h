@@ -95,4 +95,7 @@ class FeederBench final : public FeederHost {
   std::vector<std::unique_ptr<TrackFeeder>> _feeders;
 };
 
+/// One picture track of segments that hold their own URLs.
+void makeFilm(FeederBench& bench, std::size_t count, double duration = 4);
+
 }  // namespace streaming::test
