@@ -4,6 +4,8 @@
 # One program of the *_test.cpp of the folders and, as support, their other sources. Its tests are
 # listed in CTest as "NAME: Suite.Test", where NAME is the first folder.
 #
+# The output of a test is bounded: see tests/support/bounded.
+#
 # Every program uses the precompiled headers of GoogleTest and of the standard library that
 # `vorlane_test_headers` was compiled with.
 function(vorlane_test name)
@@ -22,6 +24,12 @@ function(vorlane_test name)
     set(timeout 180)
   endif()
   list(GET arg_FOLDERS 0 prefix)
+  # Older versions of CMake know a launcher by this name only.
+  set(launcher CROSSCOMPILING_EMULATOR)
+  if(CMAKE_VERSION VERSION_GREATER_EQUAL 3.29)
+    set(launcher TEST_LAUNCHER)
+  endif()
+  set_target_properties(${name} PROPERTIES ${launcher} ${PROJECT_SOURCE_DIR}/tests/support/bounded)
   # CTest lists the tests when it runs, so that a build never runs what it built.
   gtest_discover_tests(${name}
     DISCOVERY_MODE PRE_TEST
@@ -35,6 +43,7 @@ endfunction()
 # vorlane_script_test(NAME LABEL core|box COMMAND ARGUMENT...)
 function(vorlane_script_test name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "LABEL" "COMMAND")
-  add_test(NAME "scripts: ${name}" COMMAND ${arg_COMMAND} WORKING_DIRECTORY ${PROJECT_SOURCE_DIR})
+  add_test(NAME "scripts: ${name}" COMMAND ${PROJECT_SOURCE_DIR}/tests/support/bounded ${arg_COMMAND}
+    WORKING_DIRECTORY ${PROJECT_SOURCE_DIR})
   set_tests_properties("scripts: ${name}" PROPERTIES LABELS ${arg_LABEL} TIMEOUT 120)
 endfunction()
