@@ -202,6 +202,7 @@ void Pipeline::_issueSeek() {
   _wantedPosition.reset();
   _wantedFraction.reset();
   _reseek = false;
+  const double before = _queryPosition();
   _hold(destination);
   _videoSink->setHidden(false);
   if (_wantedRate != _appliedRate) _playAnnounced = false;
@@ -232,7 +233,7 @@ void Pipeline::_issueSeek() {
   _wantedRate = _appliedRate;
   _appliedStop = _wantedStop();
   _endsAfterSeek = false;
-  _position.hold(_queryPosition());
+  _position.hold(before);
   _answerSeek();
 }
 
@@ -262,7 +263,10 @@ void Pipeline::_applyVolume() {
 
 double Pipeline::_queryPosition() const {
   gint64 position = 0;
-  if (_atEnd || _scrubbing ||
+  // The library tells the largest position of all sinks. After a seek, those that do not preroll
+  // (texts) count on from the start before it until the clock runs again.
+  const bool isHeld = _ready && !_timeRuns;
+  if (_atEnd || _scrubbing || isHeld ||
       !gst_element_query_position(_player.get(), GST_FORMAT_TIME, &position) || position < 0)
     return _position.seconds();
   const double seconds = secondsOf(position);

@@ -143,10 +143,11 @@ void Pipeline::_handleAsyncDone() {
 }
 
 void Pipeline::_becomeReady() {
+  const double position = _queryPosition();
   _ready = true;
   _noteSilence();
   _refreshFacts();
-  if (!_timeRuns && !_seeking) _position.hold(_queryPosition());
+  if (!_timeRuns && !_seeking) _position.hold(position);
   {
     const std::lock_guard lock(_mutex);
     _statistics.startupSeconds = platform::secondsFromDuration(_clock.now() - _startedAt);

@@ -12,7 +12,11 @@ namespace {
 
 using Kind = PipelineEvent::Kind;
 
-constexpr auto kSelectionLimit = std::chrono::milliseconds(1500);
+/// How long the answer to a selection of streams is waited for. It comes within milliseconds, but
+/// not while a stream that is to be switched off has ended: its thread is held in the library until
+/// all streams have ended, or the next seek.
+constexpr auto kSelectionLimit = std::chrono::milliseconds(250);
+
 platform::MediaSelectionOption captionsOf(PictureCaptions::Channel channel) {
   const std::string name(PictureCaptions::kNames[channel]);
   return {name, name, {}, false, {std::string(platform::kMediaOptionTranscribes)}};
