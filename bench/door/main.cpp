@@ -1,12 +1,12 @@
 // Measures the door from outside, as a receiver service sees it. One measurement a run; results go
 // to stdout as `name=value` lines, times in microseconds.
 //
-//   vorlane-door-bench bare N                        a socket round trip with the hops of a
-//   receiver call vorlane-door-bench property SOCKET PROPERTY N    reads of a property
-//   vorlane-door-bench play SOCKET URL N             start-video to "playing", stop, N times
-//   vorlane-door-bench events SOCKET URL N           pause, resume and rate to their events
-//   vorlane-door-bench seek SOCKET N                 seeks in what plays, until it plays on from
-//   there vorlane-door-bench connect SOCKET                until the first call is answered
+//   vorlane-door-bench bare N                      a socket round trip with a receiver call's hops
+//   vorlane-door-bench property SOCKET PROPERTY N  reads of a property
+//   vorlane-door-bench play SOCKET URL N           start-video to "playing", stop, N times
+//   vorlane-door-bench events SOCKET URL N         pause, resume and rate to their events
+//   vorlane-door-bench seek SOCKET N               seeks in what plays, until it plays on from there
+//   vorlane-door-bench connect SOCKET              until the first call is answered
 
 #include <algorithm>
 #include <array>
