@@ -5,7 +5,7 @@
 //   vorlane-door-bench property SOCKET PROPERTY N  reads of a property
 //   vorlane-door-bench play SOCKET URL N           start-video to "playing", stop, N times
 //   vorlane-door-bench events SOCKET URL N         pause, resume and rate to their events
-//   vorlane-door-bench seek SOCKET N               seeks in what plays, until it plays on from there
+//   vorlane-door-bench seek SOCKET N               seeks in what plays, until it plays on
 //   vorlane-door-bench connect SOCKET              until the first call is answered
 
 #include <algorithm>
