@@ -298,14 +298,14 @@ const Row kNeeded[] = {
     {"SoundServerThatIsNotThere", Needs::Nothing,
      [](Around around) { return connects(around.folder / "run/pipewire-0"); }, ENOENT},
     {"Plugins", Needs::Nothing, loadsPlugin, 0},
-    {"Certificates", Needs::Nothing, [](Around) { return opens("/etc/ssl/certs", O_DIRECTORY); },
+    {"SystemFiles", Needs::Nothing,
+     [](Around) {
+       for (const char* path : {"/etc/ssl/certs", "/etc/resolv.conf", "/dev/urandom",
+                                "/proc/self/maps", "/sys/devices/system/cpu/online"})
+         if (const int error = opens(path)) return error;
+       return opens("/dev/null", O_RDWR);
+     },
      0},
-    {"NameServers", Needs::Nothing, [](Around) { return opens("/etc/resolv.conf"); }, 0},
-    {"Randomness", Needs::Nothing, [](Around) { return opens("/dev/urandom"); }, 0},
-    {"OwnFacts", Needs::Nothing, [](Around) { return opens("/proc/self/maps"); }, 0},
-    {"CountingProcessors", Needs::Nothing,
-     [](Around) { return opens("/sys/devices/system/cpu/online"); }, 0},
-    {"Nowhere", Needs::Nothing, [](Around) { return opens("/dev/null", O_RDWR); }, 0},
     {"Cache", Needs::Nothing, writesIntoCache, 0},
     {"SharedMemory", Needs::Nothing,
      [](Around) {
