@@ -52,19 +52,16 @@ int opens(const std::string& path, int flags = O_RDONLY) {
   return error;
 }
 
-int connects(const std::string& path, int* made = nullptr, int flags = 0) {
-  const int client = socket(AF_UNIX, SOCK_STREAM | flags, 0);
-  if (client < 0) return errno;
+int connectsSocket(int client, const std::string& path) {
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
   path.copy(address.sun_path, sizeof address.sun_path - 1);
-  const int error =
-      errorOf(connect(client, reinterpret_cast<const sockaddr*>(&address), sizeof address));
-  if (made)
-    *made = client;
-  else
-    close(client);
-  return error;
+  return errorOf(connect(client, reinterpret_cast<const sockaddr*>(&address), sizeof address));
+}
+
+int connects(const std::string& path) {
+  const int client = socket(AF_UNIX, SOCK_STREAM, 0);
+  return client < 0 ? errno : connectsSocket(client, path);
 }
 
 int makesSocket(int family, int type, int protocol = 0) {
@@ -157,11 +154,7 @@ const Row kForbidden[] = {
      [](Around around) {
        int pair[2];
        if (socketpair(AF_UNIX, SOCK_STREAM, 0, pair) != 0) return errno;
-       sockaddr_un address{};
-       address.sun_family = AF_UNIX;
-       around.door.copy(address.sun_path, sizeof address.sun_path - 1);
-       return errorOf(
-           connect(pair[0], reinterpret_cast<const sockaddr*>(&address), sizeof address));
+       return connectsSocket(pair[0], around.door);
      },
      EACCES},
     {"SendToPaths", Needs::Sockets, [](Around) { return makesSocket(AF_UNIX, SOCK_DGRAM); },
@@ -249,8 +242,8 @@ int resolves(Around) {
 /// Each descriptor stays as blocking as it was.
 int speaksWithSoundServer(Around around) {
   for (const int flags : {0, int{SOCK_NONBLOCK}}) {
-    int client = -1;
-    if (const int error = connects(around.sound, &client, flags)) return error;
+    const int client = socket(AF_UNIX, SOCK_STREAM | flags, 0);
+    if (const int error = connectsSocket(client, around.sound)) return error;
     if ((fcntl(client, F_GETFL) & O_NONBLOCK) != (flags != 0 ? O_NONBLOCK : 0)) return EINVAL;
     if (write(client, "x", 1) != 1) return errno;
   }
