@@ -67,14 +67,15 @@ void OpenedItem::Work::begin(const std::shared_ptr<Work>& self) {
     work->record->addFault(work->transfers->civilTime(), work->transfers->setup().url, error);
     work->opened(error);
   };
-  handlers.ofResource.came = [record = record, transfers = std::weak_ptr(transfers)] {
-    if (const auto source = transfers.lock()) record->mediaCame(source->now(), {}, {}, 0);
-  };
   handlers.ofResource.lost = [record = record,
                               transfers = std::weak_ptr(transfers)](const platform::Error& error) {
     if (const auto source = transfers.lock())
-      record->addFault(source->civilTime(), source->setup().url, error);
+      record->logFault(source->civilTime(), source->setup().url, error);
   };
+  handlers.ofResource.failed = [record = record](const platform::Error& error) {
+    record->setFailure(error);
+  };
+  handlers.ofResource.recovered = [record = record] { record->otherMediaCame(); };
   handlers.isPlain = [work](std::shared_ptr<PlainResource> plain) {
     work->record->mediaCame(work->transfers->now(), {}, {}, 0);
     {

@@ -22,8 +22,18 @@ TransferStatistics statisticsSince(TransferStatistics later, const TransferStati
 
 void TransferRecord::addFault(platform::Date date, const std::string& url,
                               const platform::Error& error) {
+  setFailure(error);
+  logFault(date, url, error);
+}
+
+void TransferRecord::setFailure(const platform::Error& error) {
   const std::lock_guard lock(_mutex);
   if (!_failure) _failure = error;
+}
+
+void TransferRecord::logFault(platform::Date date, const std::string& url,
+                              const platform::Error& error) {
+  const std::lock_guard lock(_mutex);
   _faults.push_back({date, url, error});
   if (_faults.size() > kMostFaults) _faults.pop_front();
 }

@@ -20,7 +20,12 @@ class TransferRecord {
   explicit TransferRecord(std::function<TransferStatistics()> statistics)
       : _statistics(std::move(statistics)) {}
 
+  /// Something is lost for the player.
   void addFault(platform::Date date, const std::string& url, const platform::Error& error);
+  /// A request has failed whose answer the player may do without.
+  void logFault(platform::Date date, const std::string& url, const platform::Error& error);
+  /// Something is lost for the player, and is in the log already.
+  void setFailure(const platform::Error& error);
   /// The first bytes of media have come. True: from another server, or of another representation,
   /// than those before, and a new leg has begun.
   bool mediaCame(MonotonicTime now, const std::string& representation,

@@ -25,11 +25,14 @@ struct PlainResourceLimits {
   std::uint64_t near = std::uint64_t{1024} * 1024;
 };
 
-/// What an owner of a plain resource hears of its transfers, on the transfer thread. Either may be
-/// empty.
+/// What an owner of a plain resource hears. Any of them may be empty.
 struct PlainResourceHandlers {
-  std::function<void()> came;                              ///< the first bytes of a transfer
-  std::function<void(const platform::Error& error)> lost;  ///< a transfer has failed for good
+  /// On the transfer thread: a transfer has failed for good. Nobody may need its bytes.
+  std::function<void(const platform::Error& error)> lost;
+  /// On the thread that reads: a read has failed.
+  std::function<void(const platform::Error& error)> failed;
+  /// On the thread that reads: a read has succeeded after one that failed.
+  std::function<void()> recovered;
 };
 
 /// Reads a plain resource over transfers of an item. It takes over the transfer that found out that

@@ -103,7 +103,11 @@ ResourceReader::Result ResourceFeed::read(std::uint64_t offset, std::span<std::b
   }
   _wanted.reset();
   const bool hasRoom = result.count > 0 && _noteRead(offset, result.count);
+  const bool hasRecovered = result.count > 0 && std::exchange(_hasFailed, false);
+  if (result.error) _hasFailed = true;
   lock.unlock();
+  if (result.error && _handlers.failed) _handlers.failed(*result.error);
+  if (hasRecovered && _handlers.recovered) _handlers.recovered();
   if (hasRoom) _postWork();
   if (hasWaited) _tellWaiting(false);
   return result;
@@ -250,7 +254,6 @@ BodyFlow ResourceFeed::_gotHead(Place& place, const ResponseHead& head) {
 }
 
 BodyFlow ResourceFeed::_gotBytes(Place& place, std::string_view bytes) {
-  if (place.end == place.begin && _handlers.came) _handlers.came();
   const std::lock_guard lock(_mutex);
   _store.put(place.end, bytes);
   place.end += bytes.size();

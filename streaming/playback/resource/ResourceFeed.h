@@ -100,6 +100,7 @@ class ResourceFeed final : public std::enable_shared_from_this<ResourceFeed> {
   std::optional<platform::Error> _error;      // for the read that waits
   std::optional<platform::Error> _lastError;  // of the transfer that ended last
   bool _hasChanged = false;                   // another version of the resource came
+  bool _hasFailed = false;                    // a read; none has succeeded since
   bool _isWorkPosted = false;
   bool _isClosed = false;
   std::uint64_t _useCount = 0;

@@ -177,11 +177,14 @@ class PlainResourceTest : public testing::Test {
     server->settle([this] {
       auto first = server->start({"http://host/a", TransferKind::Item, ByteSpan{}, false}, opener);
       static_cast<ResourceServer::Running&>(*first).next = 10;
-      resource = PlainResource::make(
-          server, "http://host/a", server->head(), text.substr(0, 10), std::move(first),
-          {[this] { heard += " came"; },
-           [this](const platform::Error& error) { heard += ' ' + std::to_string(error.code); }},
-          limits);
+      resource = PlainResource::make(server, "http://host/a", server->head(), text.substr(0, 10),
+                                     std::move(first),
+                                     {[this](const platform::Error&) { heard += " lost"; },
+                                      [this](const platform::Error& error) {
+                                        heard += " failed " + std::to_string(error.code);
+                                      },
+                                      [this] { heard += " recovered"; }},
+                                     limits);
       opener.target = resource.get();
     });
     server->settle();
@@ -306,7 +309,7 @@ TEST_F(PlainResourceTest, ReportsAFailureAndCanGoOnAfterIt) {
   server->settle([this] { server->breaksAt = UINT64_MAX; });
   expectAt(75'000, 10);
   server->settle();
-  EXPECT_EQ(heard, " -1001 came");
+  EXPECT_EQ(heard, " lost failed -1001 recovered");
 }
 
 TEST(SpanStore, JoinsPiecesAndForgetsTheOldestOnes) {
