@@ -7,12 +7,10 @@
 #include <filesystem>
 #include <utility>
 
+#include "box/engine/RemoteEngine.h"
 #include "box/frames/FrameSocket.h"
 #include "box/process/Memory.h"
-#include "box/process/MemoryRelease.h"
 #include "box/process/Version.h"
-#include "media/engine/MediaEngine.h"
-#include "media/engine/WarmUp.h"
 #include "platform/foundation/queues/WorkerThreads.h"
 
 namespace box {
@@ -33,13 +31,23 @@ constexpr auto kWorkersEndLimit = std::chrono::milliseconds(700);
 /// Until then the administrator's command for the end is waited for.
 constexpr auto kCommandsEnd = std::chrono::milliseconds(1800);
 
-/// A sender that goes on to its next item does so within this time.
-constexpr auto kIdleBeforeRelease = std::chrono::milliseconds(1500);
-
 ScreenOptions screenOptions(const Options& options, const Device& device) {
   ScreenOptions screen = options.screen;
   screen.language = device.language();
   return screen;
+}
+
+MediaProcesses::Setup processSetup(const Options& options, const Device& device) {
+  MediaProcesses::Setup setup;
+  setup.options.cacheFolder = options.cacheFolder;
+  setup.options.allowFileURLs = options.allowFileURLs;
+  setup.options.languages = device.preferredLanguages();
+  setup.options.logLevel = options.logLevel;
+  setup.options.logComponents = options.logComponents;
+  setup.options.usesSandbox = options.sandbox;
+  setup.options.readable = options.sandboxReadable;
+  setup.options.writable = options.sandboxWritable;
+  return setup;
 }
 
 /// Without destructors, which threads that still run could run into.
@@ -57,13 +65,13 @@ Box::Box(Options options, platform::TimePoint started, std::unique_ptr<NetworkWa
                [this](int signal) { _mainQueue.async([this, signal] { _terminate(signal); }); }),
       _audioRouting(_mainQueue, notificationCenter(),
                     {.speakerPatterns = _options.speakerPatterns,
-                     .serverIsThere = [this] { _audioDevice->noteArrival(); }}),
+                     .serverIsThere = [this] { _mediaProcesses.noteSoundArrival(); }}),
       _network(_mainQueue, notificationCenter(), std::move(networkWatch)),
       _device(_options.language),
       _door(_mainQueue, _options.door),
       _surroundings(_mainQueue, _clock, surroundingsOptions(_options, _door),
                     [this](std::function<void()> done) { _deviceWillSleep(std::move(done)); }),
-      _streaming(streaming::Streaming::make({.cacheFolder = _options.cacheFolder})),
+      _mediaProcesses(_mainQueue, processSetup(_options, _device)),
       _screen(_mainQueue, _clock, screenOptions(_options, _device)) {
   // A peer or a server that hangs up shows where it is written to.
   std::signal(SIGPIPE, SIG_IGN);
@@ -80,12 +88,10 @@ Box::~Box() {
 }
 
 std::unique_ptr<platform::MediaEngine> Box::makeMediaEngine() {
-  return std::make_unique<media::MediaEngine>(
-      _mainQueue, _clock,
-      media::MediaEngineOptions{.allowFileURLs = _options.allowFileURLs,
-                                .preferredLanguages = _device.preferredLanguages(),
-                                .streaming = _streaming,
-                                .audio = _audioDevice});
+  return std::make_unique<RemoteEngine>(
+      _mainQueue, _clock, _mediaProcesses,
+      RemoteEngine::Sound{.interrupted = [this] { _audioRouting.interrupt(); },
+                          .lost = [this] { _audioRouting.noteLoss(); }});
 }
 
 std::shared_ptr<platform::Layer> Box::makeLayer() {
@@ -185,35 +191,17 @@ void Box::_warmUp() {
   _audioRouting.start();
   _surroundings.setDisplayObserver([this](bool staysOn) { _screen.setKeepsDisplayOn(staysOn); });
   _surroundings.start();
-  platform::WorkerThreads::start([this] {
-    media::warmUpMedia();
-    _streaming->warmUp();
-    // The process waits for its workers, so this is there to be called.
-    _mainQueue.async([this] { _releaseMemoryOnceIdle(); });
-  });
+  _mediaProcesses.warmUp();
   _screen.warmUp();
   _observedScreen.setObserver([this](bool opens) { _screenWillOpen(opens); });
 }
 
-void Box::_screenWillOpen(bool opens) {
-  _screenIsUsed = opens;
-  _surroundings.setPresenting(opens);
-  if (opens)
-    _memoryRelease.reset();
-  else
-    _releaseMemoryOnceIdle();
-}
+void Box::_screenWillOpen(bool opens) { _surroundings.setPresenting(opens); }
 
 void Box::_deviceWillSleep(std::function<void()> done) {
   _systemNotifications.post(platform::TVSPowerManagerDeviceWillSleepNotification);
   // After those who have heard of it, and after what they have sent.
   _mainQueue.async([this, done = std::move(done)] { _door.whenSent(done); });
-}
-
-void Box::_releaseMemoryOnceIdle() {
-  if (_screenIsUsed || _terminating) return;
-  _memoryRelease = _mainQueue.after(kIdleBeforeRelease,
-                                    [] { platform::WorkerThreads::start(releaseUnusedMemory); });
 }
 
 void Box::_terminate(int signal) {
@@ -237,26 +225,21 @@ void Box::_closePlayers() {
 void Box::_shutDown() {
   // From here on the end is as good as it gets, whatever a thread still hangs on.
   _signals.setLeavingStatus(0);
-  // An end that comes this early does not wait until everything is there that is still coming up.
-  const bool isEarly = !media::isMediaWarm();
-  if (!isEarly) {
-    _network.stop();
-    _audioRouting.stop();
-  }
+  _network.stop();
+  _audioRouting.stop();
   _observedScreen.setObserver(nullptr);
-  _memoryRelease.reset();
   _closePlayers();
-  if (!isEarly) _screen.close();
+  _mediaProcesses.close();
+  _screen.close();
   _door.close();
   _application = {};
   releaseSharedInstances();
   _mainQueue.runDue();
   _mainQueue.discard();
-  const bool haveEnded = !isEarly && platform::WorkerThreads::waitForAll(kWorkersEndLimit);
+  const bool haveEnded = platform::WorkerThreads::waitForAll(kWorkersEndLimit);
   _surroundings.stop(_commandsEnd - _clock.now());
   if (haveEnded) return;
-  if (isEarly) leave();
-  TVSLogWarning(TVSSystemLog, "%lu media threads did not end in time and are left as they are",
+  TVSLogWarning(TVSSystemLog, "%lu threads did not end in time and are left as they are",
                 platform::WorkerThreads::running());
   leave();
 }

@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 
+#include "box/engine/MediaProcesses.h"
 #include "box/process/Device.h"
 #include "box/process/NotThere.h"
 #include "box/process/ObservedScreen.h"
@@ -16,15 +17,14 @@
 #include "box/services/door/Notifications.h"
 #include "box/services/network/Network.h"
 #include "box/sound/SoundRoutes.h"
-#include "media/pipeline/AudioDevice.h"
 #include "platform/services/Platform.h"
 #include "platform/ui/controllers/HeldButton.h"
 #include "platform/ui/controllers/ViewServiceHost.h"
-#include "streaming/playback/StreamedItem.h"
 
 namespace box {
 
-/// The box as a process: the machine's clock, GStreamer, the screen, and the door on its socket.
+/// The box as a process: the machine's clock, the screen, the door on its socket, and the processes
+/// that play media.
 ///
 /// Workflow: made first thing in the process, since the time it reports counts from there and since
 /// its threads must come after its signal mask. run() launches the application, whose receiver
@@ -80,7 +80,6 @@ class Box final : public platform::RunnablePlatform {
   void _screenWillOpen(bool opens);
   /// What listens for it does what is to be done before the device sleeps.
   void _deviceWillSleep(std::function<void()> done);
-  void _releaseMemoryOnceIdle();
   void _terminate(int signal);
   void _closePlayers();
   void _shutDown();
@@ -96,8 +95,6 @@ class Box final : public platform::RunnablePlatform {
 
   PlainAudioSession _audioSession;
   SoundRoutes _audioRouting;
-  const std::shared_ptr<media::AudioDevice> _audioDevice = std::make_shared<media::AudioDevice>(
-      [this] { _audioRouting.interrupt(); }, [this] { _audioRouting.noteLoss(); });
   Network _network;
   NoCloudData _cloudData;
   PlainInputLimiting _remoteInputLimiting;
@@ -106,7 +103,7 @@ class Box final : public platform::RunnablePlatform {
   SystemNotifications _systemNotifications{_mainQueue, _door};
   DistributedNotifications _distributedNotifications{_door};
   Surroundings _surroundings;
-  const std::shared_ptr<streaming::Streaming> _streaming;
+  MediaProcesses _mediaProcesses;
   Screen _screen;
   ObservedScreen _observedScreen{_screen};
   platform::ViewServiceHost _viewServiceHost{_mainQueue, _observedScreen};
@@ -116,8 +113,6 @@ class Box final : public platform::RunnablePlatform {
   platform::Application _application;
   bool _terminating = false;
   platform::TimePoint _commandsEnd{};
-  bool _screenIsUsed = false;
-  platform::Token _memoryRelease;
 };
 
 }  // namespace box

@@ -3,11 +3,11 @@
 #include <vector>
 
 #include "box/process/Box.h"
-#include "box/process/MemoryRelease.h"
 #include "box/process/Options.h"
 #include "box/process/Version.h"
 #include "box/report/DeathReport.h"
 #include "box/report/Log.h"
+#include "box/report/MemoryPools.h"
 #include "box/services/network/GioNetworkWatch.h"
 
 std::unique_ptr<platform::RunnablePlatform> platform::makePlatform(int argc, char** argv,

@@ -249,10 +249,13 @@ void take(WireReader& reader, WithdrawnEvent& event) {
   event.questionID = reader.take<std::uint64_t>();
 }
 
-void put(WireWriter& writer, const TextEvent& event) {
-  writer.put(std::span<const std::byte>(event.change));
+void put(WireWriter& writer, const TextEvent& event) { write(writer, event.change); }
+void take(WireReader& reader, TextEvent& event) {
+  if (auto change = readTextChange(reader))
+    event.change = std::move(*change);
+  else
+    reader.fail();
 }
-void take(WireReader& reader, TextEvent& event) { event.change = reader.takeBytes(); }
 
 void put(WireWriter& writer, const SoundEvent& event) { writer.put(event.kind); }
 void take(WireReader& reader, SoundEvent& event) {

@@ -8,6 +8,7 @@
 #include <variant>
 #include <vector>
 
+#include "media/link/TextMessages.h"
 #include "platform/foundation/Date.h"
 #include "platform/foundation/Error.h"
 #include "platform/foundation/Value.h"
@@ -143,9 +144,9 @@ struct QuestionEvent {
 struct WithdrawnEvent {
   std::uint64_t questionID = 0;
 };
-/// What SubtitleCues tells of a change, in the form of TextMessages.
+/// What SubtitleCues tells of a change.
 struct TextEvent {
-  std::vector<std::byte> change;
+  TextChange change;
 };
 /// The sound server silenced the sound in favour of another, or lost its device.
 struct SoundEvent {

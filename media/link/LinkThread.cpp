@@ -32,7 +32,7 @@ void LinkThread::send(std::span<const std::byte> message) {
 void LinkThread::_wake() const {
   const std::uint64_t one = 1;
   // A full counter wakes as well.
-  [[maybe_unused]] const ssize_t written = write(_waker, &one, sizeof one);
+  [[maybe_unused]] const ssize_t written = ::write(_waker, &one, sizeof one);
 }
 
 void LinkThread::_run() {
@@ -48,7 +48,7 @@ void LinkThread::_run() {
     if (poll(polled.data(), polled.size(), -1) < 0) continue;
     if (polled[0].revents != 0) {
       std::uint64_t count = 0;
-      [[maybe_unused]] const ssize_t got = read(_waker, &count, sizeof count);
+      [[maybe_unused]] const ssize_t got = ::read(_waker, &count, sizeof count);
     }
     if (_stopping) return;
     for (std::size_t index = sources.size(); index-- > 0;)

@@ -5,6 +5,7 @@
 
 #include "platform/foundation/Error.h"
 #include "tests/media/EngineHarness.h"
+#include "tests/media/MediaEngineMaker.h"
 #include "tests/media/TestMedia.h"
 
 namespace testing_media {
@@ -93,7 +94,7 @@ TEST(BadMedia, CallsAfterAFailureDoNothing) {
   EngineHarness harness;
   harness.load(TestMedia::shared().url("text.mp4"));
   ASSERT_TRUE(harness.untilTold("fail"));
-  harness.call([](media::MediaEngine& engine) {
+  harness.call([](platform::MediaEngine& engine) {
     engine.play(2);
     engine.seek(1);
     engine.pause();
@@ -116,7 +117,7 @@ media::MediaEngineOptions impatient() {
 }
 
 TEST(BadMedia, AConnectionThatBreaksInTheMiddleIsNotAnEnd) {
-  EngineHarness harness(impatient());
+  EngineHarness harness(makerOf(impatient()));
   harness.load(TestMedia::shared().url("cut/heavy_6s.mp4"));
   ASSERT_TRUE(harness.until([&] { return harness.count("fail") > 0 || harness.count("end") > 0; }));
   EXPECT_EQ(harness.count("end"), 0);

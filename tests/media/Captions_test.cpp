@@ -157,7 +157,7 @@ TEST(Captions, InThePicturesAreAnOption) {
   EXPECT_TRUE(showsText(""));
 
   const std::string identifier = legible()->options[0].identifier;
-  harness.call([&](media::MediaEngine& engine) {
+  harness.call([&](platform::MediaEngine& engine) {
     engine.selectOption(std::string(platform::kMediaCharacteristicLegible), identifier);
     engine.seek(0);
     engine.play(1);
@@ -174,7 +174,7 @@ TEST(Captions, InThePicturesAreAnOption) {
       {"CC2", "Zwei"}, {"CC3", "Drei"}, {std::nullopt, ""}};
   for (const auto& [option, text] : choices) {
     const int before = harness.count("select legible");
-    harness.call([&, wanted = option](media::MediaEngine& engine) {
+    harness.call([&, wanted = option](platform::MediaEngine& engine) {
       engine.selectOption(std::string(platform::kMediaCharacteristicLegible), wanted);
     });
     ASSERT_TRUE(harness.untilTold("select legible", before));

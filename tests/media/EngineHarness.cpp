@@ -10,12 +10,13 @@
 namespace testing_media {
 
 EngineHarness::EngineHarness(bool allowFileURLs, std::vector<std::string> preferredLanguages)
-    : EngineHarness(media::MediaEngineOptions{
-          .allowFileURLs = allowFileURLs, .preferredLanguages = std::move(preferredLanguages)}) {}
+    : EngineHarness([&](platform::MainQueue& queue, const platform::Clock& clock) {
+        return makeTestedEngine(queue, clock, allowFileURLs, preferredLanguages);
+      }) {}
 
-EngineHarness::EngineHarness(media::MediaEngineOptions options)
+EngineHarness::EngineHarness(const EngineMaker& makeEngine)
     : _queue(_clock, std::make_shared<platform::ConditionWaiter>(_clock)),
-      _engine(std::make_unique<media::MediaEngine>(_queue, _clock, std::move(options))),
+      _engine(makeEngine(_queue, _clock)),
       _frames(std::static_pointer_cast<media::VideoFrames>(_engine->videoOutput())) {
   _queue.bindToCurrentThread();
   _engine->setObserver(this);
@@ -34,10 +35,10 @@ void EngineHarness::load(const std::string& url, platform::MediaLoad load,
   _told.clear();
   _factsChanges = 0;
   _error.reset();
-  call([&](media::MediaEngine& engine) { engine.load(load); });
+  call([&](platform::MediaEngine& engine) { engine.load(load); });
 }
 
-void EngineHarness::call(const std::function<void(media::MediaEngine&)>& body) {
+void EngineHarness::call(const std::function<void(platform::MediaEngine&)>& body) {
   _inCall = true;
   body(*_engine);
   _inCall = false;

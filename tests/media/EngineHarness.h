@@ -7,11 +7,20 @@
 #include <string>
 #include <vector>
 
-#include "media/engine/MediaEngine.h"
+#include "media/output/VideoFrames.h"
 #include "platform/foundation/queues/Clock.h"
 #include "platform/foundation/queues/Queue.h"
+#include "platform/media/MediaEngine.h"
 
 namespace testing_media {
+
+using EngineMaker = std::function<std::unique_ptr<platform::MediaEngine>(
+    platform::MainQueue& queue, const platform::Clock& clock)>;
+
+/// The engine of this test program.
+std::unique_ptr<platform::MediaEngine> makeTestedEngine(
+    platform::MainQueue& queue, const platform::Clock& clock, bool allowFileURLs,
+    const std::vector<std::string>& preferredLanguages);
 
 /// An engine on a real main queue, and everything that it has told.
 ///
@@ -21,10 +30,10 @@ class EngineHarness final : private platform::MediaEngineObserver {
  public:
   explicit EngineHarness(bool allowFileURLs = true,
                          std::vector<std::string> preferredLanguages = {});
-  explicit EngineHarness(media::MediaEngineOptions options);
+  explicit EngineHarness(const EngineMaker& makeEngine);
   ~EngineHarness() override;
 
-  media::MediaEngine& engine() { return *_engine; }
+  platform::MediaEngine& engine() { return *_engine; }
   media::VideoFrames& frames() { return *_frames; }
   std::shared_ptr<const media::VideoFrame> frame() const { return _frames->latest(); }
   void destroyEngine() { _engine.reset(); }
@@ -52,7 +61,7 @@ class EngineHarness final : private platform::MediaEngineObserver {
   int misplaced() const { return _misplaced; }
 
   /// Calls the engine; a callback that comes before the call has returned is misplaced.
-  void call(const std::function<void(media::MediaEngine&)>& body);
+  void call(const std::function<void(platform::MediaEngine&)>& body);
 
  private:
   void _note(std::uint64_t generation, std::string event);
@@ -71,7 +80,7 @@ class EngineHarness final : private platform::MediaEngineObserver {
 
   platform::SystemClock _clock;
   platform::MainQueue _queue;
-  std::unique_ptr<media::MediaEngine> _engine;
+  std::unique_ptr<platform::MediaEngine> _engine;
   std::shared_ptr<media::VideoFrames> _frames;
   std::uint64_t _generation = 0;
   bool _inCall = false;

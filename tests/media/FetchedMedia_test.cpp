@@ -145,7 +145,7 @@ TEST_F(FetchedMedia, AreSoughtWhileAKeyIsAwaited) {
                          [](SentItem& each) { each.answersKeys = false; });
   ASSERT_TRUE(harness.until([&] { return item->answer != nullptr; }));
   for (const double place : {0.5, 1.5})
-    harness.call([&](media::MediaEngine& engine) { engine.seek(place); });
+    harness.call([&](platform::MediaEngine& engine) { engine.seek(place); });
   harness.serve();
   item->answer();
   ASSERT_TRUE(harness.untilTold("play 1"));

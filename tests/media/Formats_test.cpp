@@ -149,7 +149,7 @@ TEST_P(Formats, PlayToTheEnd) {
     EXPECT_LT(nearest, 5) << "at " << harness.frame()->time;
   }
 
-  harness.call([](media::MediaEngine& engine) {
+  harness.call([](platform::MediaEngine& engine) {
     engine.seek(2.5);
     engine.play(1);
   });

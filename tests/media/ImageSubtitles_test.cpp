@@ -114,7 +114,7 @@ TEST(ImageSubtitles, AreShownByTheTimeOfThePicture) {
     ASSERT_TRUE(harness.untilTold("pause"));
     const auto& groups = harness.engine().facts().selectionGroups;
     ASSERT_FALSE(groups.empty());
-    harness.call([id = groups.back().options.at(0).identifier](media::MediaEngine& engine) {
+    harness.call([id = groups.back().options.at(0).identifier](platform::MediaEngine& engine) {
       engine.selectOption(std::string(platform::kMediaCharacteristicLegible), id);
       engine.play(1);
     });

@@ -78,12 +78,12 @@ class MediaTracksTest : public ::testing::Test {
   static void select(EngineHarness& harness, const std::string& name,
                      const std::optional<std::string>& identifier) {
     const int before = harness.count("select " + name);
-    harness.call([&](media::MediaEngine& engine) { engine.selectOption(name, identifier); });
+    harness.call([&](platform::MediaEngine& engine) { engine.selectOption(name, identifier); });
     ASSERT_TRUE(harness.untilTold("select " + name, before));
   }
   static void seek(EngineHarness& harness, double seconds) {
     const int before = harness.count("seek");
-    harness.call([&](media::MediaEngine& engine) { engine.seek(seconds); });
+    harness.call([&](platform::MediaEngine& engine) { engine.seek(seconds); });
     ASSERT_TRUE(harness.untilTold("seek", before));
   }
   /// What stands over the picture that is shown.
@@ -140,7 +140,7 @@ TEST_F(MediaTracksTest, LanguagesChooseAtTheStart) {
     EXPECT_EQ(selected(harness, "audible"), the.sound);
     EXPECT_EQ(selected(harness, "legible"), the.text);
     seek(harness, 2.5);
-    harness.call([](media::MediaEngine& engine) { engine.play(1); });
+    harness.call([](platform::MediaEngine& engine) { engine.play(1); });
     ASSERT_TRUE(harness.untilTold("end")) << "plays on";
   }
 }

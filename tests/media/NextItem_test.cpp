@@ -4,6 +4,7 @@
 
 #include "platform/foundation/queues/WorkerThreads.h"
 #include "tests/media/EngineHarness.h"
+#include "tests/media/MediaEngineMaker.h"
 #include "tests/media/TestMedia.h"
 #include "tests/media/TestSound.h"
 
@@ -19,8 +20,7 @@ class NextItemTest : public ::testing::Test {
  protected:
   void begin(const std::string& name, bool exclusive = false) {
     sound = std::make_shared<TestSound>(exclusive);
-    harness = std::make_unique<EngineHarness>(
-        media::MediaEngineOptions{.allowFileURLs = true, .audio = sound});
+    harness = std::make_unique<EngineHarness>(makerOf({.allowFileURLs = true, .audio = sound}));
     harness->load(TestMedia::shared().url(name));
     ASSERT_TRUE(harness->untilTold("play 1"));
   }
@@ -30,7 +30,7 @@ class NextItemTest : public ::testing::Test {
     MediaLoad load;
     load.item = std::make_shared<TVSURLMediaItem>(url, Texts{});
     load.startSeconds = start;
-    harness->call([&](media::MediaEngine& engine) { engine.prepare(load); });
+    harness->call([&](platform::MediaEngine& engine) { engine.prepare(load); });
     return load;
   }
 
@@ -83,7 +83,7 @@ TEST_F(NextItemTest, WhatIsNotWantedAfterAllGoes) {
   EXPECT_EQ(harness->frame(), nullptr) << "another was prepared since";
   ASSERT_TRUE(harness->untilTold("play 1"));
   prepare(TestMedia::shared().url("clip.mp4"));
-  harness->call([](media::MediaEngine& engine) { engine.unload(); });
+  harness->call([](platform::MediaEngine& engine) { engine.unload(); });
   EXPECT_TRUE(platform::WorkerThreads::waitForAll(std::chrono::seconds(30)));
 }
 

@@ -160,7 +160,7 @@ class Presentations : public testing::TestWithParam<Row> {
   void play(double rate) {
     position = harness.engine().position();
     seenAt = clock.now();
-    harness.call([&](media::MediaEngine& engine) { engine.play(rate); });
+    harness.call([&](platform::MediaEngine& engine) { engine.play(rate); });
     const bool isOver = harness.until(
         [&] {
           watch(rate);
@@ -197,8 +197,9 @@ class Presentations : public testing::TestWithParam<Row> {
   void selectText() {
     const auto options = textOptions();
     ASSERT_FALSE(options.empty());
-    harness.call(
-        [&](media::MediaEngine& engine) { engine.selectOption("legible", options[0].identifier); });
+    harness.call([&](platform::MediaEngine& engine) {
+      engine.selectOption("legible", options[0].identifier);
+    });
     ASSERT_TRUE(harness.untilTold("select legible"));
   }
 

@@ -1,13 +1,14 @@
+#include "tests/media/RealMediaBench.h"
+
 #include <chrono>
 #include <fstream>
 #include <iterator>
 #include <vector>
 
-#include "media/engine/MediaEngine.h"
+#include "media/output/VideoFrames.h"
 #include "platform/foundation/queues/WorkerThreads.h"
 #include "sim/Box.h"
 #include "tests/media/TestMedia.h"
-#include "tests/player/PlayerBench.h"
 
 namespace testing_media {
 namespace {
@@ -17,7 +18,10 @@ constexpr auto kBound = std::chrono::seconds(90);
 /// The box in memory, but for a queue in real time and real media. Dates stand still.
 class RealTimeBox final : public sim::Box {
  public:
-  RealTimeBox() : sim::Box({.logLevel = 0}) { _queue.bindToCurrentThread(); }
+  explicit RealTimeBox(EngineMaker makeEngine)
+      : sim::Box({.logLevel = 0}), _makeEngine(std::move(makeEngine)) {
+    _queue.bindToCurrentThread();
+  }
   ~RealTimeBox() override {
     // What waits there may hold a player.
     _queue.discard();
@@ -27,8 +31,7 @@ class RealTimeBox final : public sim::Box {
   const platform::Clock& realClock() const { return _clock; }
   platform::MainQueue& mainQueue() override { return _queue; }
   std::unique_ptr<platform::MediaEngine> makeMediaEngine() override {
-    auto engine = std::make_unique<media::MediaEngine>(
-        _queue, _clock, media::MediaEngineOptions{.allowFileURLs = true, .streaming = _streaming});
+    auto engine = _makeEngine(_queue, _clock);
     // A picture is no task of the queue: whoever waits for a position looks at it then.
     const auto frames = std::static_pointer_cast<media::VideoFrames>(engine->videoOutput());
     frames->setWakeup([this] { _queue.wake(); });
@@ -44,12 +47,14 @@ class RealTimeBox final : public sim::Box {
  private:
   platform::SystemClock _clock;
   platform::MainQueue _queue{_clock, std::make_shared<platform::ConditionWaiter>(_clock)};
-  std::shared_ptr<streaming::Streaming> _streaming = streaming::Streaming::make();
+  const EngineMaker _makeEngine;
   std::vector<std::weak_ptr<media::VideoFrames>> _frames;
 };
 
-class BoxPlayerBench final : public PlayerBench {
+class RealMediaBench final : public PlayerBench {
  public:
+  explicit RealMediaBench(EngineMaker makeEngine) : _box(std::move(makeEngine)) {}
+
   std::string url(const std::string& name) override {
     const TestMedia& media = TestMedia::shared();
     if (name == "clip") return media.url("clip.mp4");
@@ -120,8 +125,8 @@ class BoxPlayerBench final : public PlayerBench {
 };
 
 }  // namespace
-}  // namespace testing_media
-
-std::unique_ptr<PlayerBench> PlayerBench::make() {
-  return std::make_unique<testing_media::BoxPlayerBench>();
+std::unique_ptr<PlayerBench> makeRealMediaBench(EngineMaker makeEngine) {
+  return std::make_unique<RealMediaBench>(std::move(makeEngine));
 }
+
+}  // namespace testing_media

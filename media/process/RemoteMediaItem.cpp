@@ -1,0 +1,101 @@
+#include "media/process/RemoteMediaItem.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/media/TVSStoreMediaItem.h"
+
+namespace media {
+namespace {
+
+/// `Base` is the kind of item that the box has.
+template <typename Base>
+class RemoteMediaItem final : public Base {
+ public:
+  template <typename... Arguments>
+  RemoteMediaItem(std::uint64_t itemID, const ItemDescription& description,
+                  std::shared_ptr<RemoteRequests> requests, Arguments&&... arguments)
+      : Base(std::forward<Arguments>(arguments)...),
+        _itemID(itemID),
+        _url(description.url),
+        _traits(description.traits),
+        _requests(std::move(requests)) {
+    for (const auto& [key, value] : description.metadata) this->setMetadata(key, value);
+  }
+
+  std::string url() const override { return _url; }
+  bool hasTrait(std::string_view trait) const override {
+    return std::find(_traits.begin(), _traits.end(), trait) != _traits.end();
+  }
+  bool loadResourceForRequest(const std::shared_ptr<TVSResourceLoadingRequest>& request) override {
+    _requests->ask(_itemID, false, request);
+    return true;
+  }
+  void loadStreamingKeyForRequest(const std::shared_ptr<TVSSecureKeyRequest>& request) override {
+    _requests->ask(_itemID, true, request);
+  }
+
+ private:
+  const std::uint64_t _itemID;
+  const std::string _url;
+  const std::vector<std::string> _traits;
+  const std::shared_ptr<RemoteRequests> _requests;
+};
+
+std::shared_ptr<TVSStoreDataItem> purchaseOf(const platform::Dictionary& properties) {
+  auto purchase = std::make_shared<TVSStoreDataItem>();
+  purchase->beginTransaction();
+  for (const auto& [key, value] : properties) purchase->setProperty(key, value);
+  purchase->commitTransaction();
+  return purchase;
+}
+
+/// Without what names the request in this process.
+platform::Dictionary detailsOf(const TVSResourceLoadingRequest& request) {
+  platform::Dictionary details = request.dictionaryRepresentation();
+  details.remove(platform::kCustomURLProviderRequestIDKey);
+  details.remove(platform::kCustomURLProviderRequestURLKey);
+  return details;
+}
+
+}  // namespace
+
+void RemoteRequests::ask(std::uint64_t itemID, bool isKey,
+                         const std::shared_ptr<TVSResourceLoadingRequest>& request) {
+  _withdrawFinished();
+  const std::uint64_t questionID = request->requestID().value_or(0);
+  _waiting[questionID] = request;
+  _send(QuestionEvent{questionID, itemID, isKey, request->url(), detailsOf(*request)});
+}
+
+void RemoteRequests::_withdrawFinished() {
+  std::erase_if(_waiting, [&](const auto& each) {
+    if (!each.second->isFinished()) return false;
+    _send(WithdrawnEvent{each.first});
+    return true;
+  });
+}
+
+void RemoteRequests::answer(const AnswerCommand& answer) {
+  const auto found = _waiting.find(answer.questionID);
+  if (found == _waiting.end()) return;
+  const auto request = std::move(found->second);
+  _waiting.erase(found);
+  if (answer.error)
+    request->finishLoadingWithError(*answer.error);
+  else
+    request->finishLoading(answer.response.value_or(platform::ResourceResponse{}));
+  _withdrawFinished();
+}
+
+std::shared_ptr<TVSMediaItem> makeRemoteMediaItem(std::uint64_t itemID,
+                                                  const ItemDescription& description,
+                                                  const std::shared_ptr<RemoteRequests>& requests) {
+  if (description.purchase)
+    return std::make_shared<RemoteMediaItem<TVSStoreMediaItem>>(itemID, description, requests,
+                                                                purchaseOf(*description.purchase));
+  return std::make_shared<RemoteMediaItem<TVSURLMediaItem>>(
+      itemID, description, requests, description.url, std::vector<std::string>{});
+}
+
+}  // namespace media

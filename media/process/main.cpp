@@ -1,0 +1,107 @@
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "box/report/DeathReport.h"
+#include "box/report/Log.h"
+#include "box/report/MemoryPools.h"
+#include "media/engine/WarmUp.h"
+#include "media/link/ProcessOptions.h"
+#include "media/process/EngineServer.h"
+#include "media/sandbox/Sandbox.h"
+#include "platform/foundation/log/TVSLogger.h"
+#include "platform/foundation/queues/Queue.h"
+#include "platform/foundation/queues/WorkerThreads.h"
+#include "streaming/playback/StreamedItem.h"
+
+namespace {
+
+using media::ProcessOptions;
+
+/// Seconds in which the process ends after the box has gone, whatever a library hangs on.
+constexpr unsigned kEndLimit = 2;
+constexpr auto kWorkersEndLimit = std::chrono::milliseconds(1000);
+
+bool isOpen(int descriptor) { return fcntl(descriptor, F_GETFD) >= 0; }
+
+void setUpLog(const ProcessOptions& options) {
+  TVSLogger::initialize("tvvorlane-media", {TVSSystemLog});
+  TVSLogger::addSink(std::make_shared<box::StderrLog>());
+  TVSLogger::setMainThread();
+  if (options.logLevel) TVSLogger::setLevel(*options.logLevel);
+  for (const auto& [component, level] : options.logComponents)
+    TVSLogger::setLevel(component, level);
+}
+
+int run(const ProcessOptions& options, std::unique_ptr<media::Sandbox> sandbox) {
+  platform::SystemClock clock;
+  platform::MainQueue queue(clock, std::make_shared<platform::ConditionWaiter>(clock));
+  queue.bindToCurrentThread();
+  const auto streaming = streaming::Streaming::make({.cacheFolder = options.cacheFolder});
+  media::warmUpMedia();
+  if (sandbox) {
+    TVSLogNotice(TVSSystemLog, "%@", sandbox->enter().text);
+  } else {
+    TVSLogWarning(TVSSystemLog, "Media are played without a sandbox");
+  }
+  streaming->warmUp();
+  {
+    media::EngineServer server(queue, clock,
+                               {.controlSocket = ProcessOptions::kControlDescriptor,
+                                .pictureSocket = ProcessOptions::kPictureDescriptor,
+                                .engine = {.allowFileURLs = options.allowFileURLs,
+                                           .preferredLanguages = options.languages,
+                                           .streaming = streaming},
+                                .ended = [&queue] {
+                                  // The default action of its signal ends the process.
+                                  alarm(kEndLimit);
+                                  queue.stop();
+                                }});
+    server.greet("1");
+    queue.run();
+  }
+  queue.discard();
+  platform::WorkerThreads::waitForAll(kWorkersEndLimit);
+  // Without destructors, which threads that still run could run into.
+  std::fflush(nullptr);
+  std::_Exit(0);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::string error;
+  const auto options = media::parseProcessOptions({argv + (argc > 0 ? 1 : 0), argv + argc}, &error);
+  if (!options || !isOpen(ProcessOptions::kControlDescriptor) ||
+      !isOpen(ProcessOptions::kPictureDescriptor)) {
+    std::fprintf(stderr, "tvvorlane-media: %s\n",
+                 error.empty() ? "tvvorlane starts this program by itself" : error.c_str());
+    return 2;
+  }
+  // It copies the process, so this comes before everything that takes memory.
+  std::unique_ptr<media::Sandbox> sandbox;
+  if (options->usesSandbox)
+    sandbox = std::make_unique<media::Sandbox>(
+        media::SandboxOptions{.cacheFolder = options->cacheFolder,
+                              .allowFileURLs = options->allowFileURLs,
+                              .readable = options->readable,
+                              .writable = options->writable});
+  box::limitMemoryPools();
+  box::installDeathReport(box::isStderrJournal());
+  std::signal(SIGPIPE, SIG_IGN);
+  // The box ends this process. A supervisor or a terminal sends these to both, and the box still
+  // needs the media while it ends in order.
+  std::signal(SIGTERM, SIG_IGN);
+  std::signal(SIGINT, SIG_IGN);
+  setUpLog(*options);
+  return run(*options, std::move(sandbox));
+}

@@ -1,0 +1,166 @@
+#include "box/engine/RemoteEngine.h"
+
+#include <chrono>
+#include <csignal>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "platform/foundation/queues/WorkerThreads.h"
+#include "tests/box/engine/OwnProcesses.h"
+#include "tests/media/EngineHarness.h"
+#include "tests/media/TestMedia.h"
+
+namespace testing_media {
+namespace {
+
+using platform::MediaEngine;
+
+class RemoteEngineTest : public ::testing::Test {
+ protected:
+  void make(box::MediaProcesses::Setup setup = processesForTests()) {
+    harness = std::make_unique<EngineHarness>(
+        [&](platform::MainQueue& queue, const platform::Clock& clock) {
+          auto made = std::make_unique<OwnProcessesEngine>(queue, clock, setup);
+          engine = made.get();
+          return made;
+        });
+  }
+  void load(const std::string& name, platform::MediaLoad load = {}) {
+    harness->load(TestMedia::shared().url(name), std::move(load));
+  }
+  /// Sends a signal to the process, and waits until another one is there.
+  void strike(int signal) {
+    const pid_t before = engine->processID();
+    ASSERT_GT(before, 0);
+    ASSERT_EQ(kill(before, signal), 0);
+    ASSERT_TRUE(harness->until([&] { return engine->processID() != before; }));
+  }
+  double position() { return engine->position(); }
+
+  std::unique_ptr<EngineHarness> harness;
+  OwnProcessesEngine* engine = nullptr;
+};
+
+TEST_F(RemoteEngineTest, AnItemGoesOnInAnotherProcessWhereItWas) {
+  make();
+  load("long.mp4");
+  ASSERT_TRUE(harness->untilTold("play 1"));
+  ASSERT_TRUE(harness->until([&] { return position() > 0.5; }));
+  const auto told = harness->told();
+  const auto shown = harness->frame();
+  ASSERT_TRUE(shown);
+  const double before = position();
+  strike(SIGKILL);
+  // The picture stands, and so does the position.
+  EXPECT_TRUE(harness->frame());
+  EXPECT_GE(position(), before);
+  EXPECT_LT(position(), before + 1);
+  const double stands = position();
+  ASSERT_TRUE(harness->until([&] { return position() > stands + 0.5; }));
+  EXPECT_NE(harness->frame(), shown);
+  EXPECT_GE(harness->frame()->time, before - 0.1);
+  EXPECT_EQ(harness->told(), told);
+  EXPECT_EQ(harness->misplaced(), 0);
+  // Facts are there as before.
+  EXPECT_NEAR(engine->facts().duration, 20, 0.2);
+  EXPECT_FALSE(engine->accessLog().empty());
+}
+
+TEST_F(RemoteEngineTest, WhatWasAskedOfADeadProcessIsAnswered) {
+  make();
+  load("long.mp4");
+  ASSERT_TRUE(harness->untilTold("play 1"));
+  ASSERT_EQ(kill(engine->processID(), SIGKILL), 0);
+  harness->call([](MediaEngine& its) {
+    its.seek(7);
+    its.pause();
+  });
+  EXPECT_EQ(position(), 7);
+  ASSERT_TRUE(harness->untilTold("seek"));
+  ASSERT_TRUE(harness->untilTold("pause"));
+  EXPECT_NEAR(position(), 7, 0.1);
+  ASSERT_TRUE(harness->until([&] { return harness->frame() && harness->frame()->time > 6.9; }));
+  EXPECT_NEAR(harness->frame()->time, 7, 0.1);
+  harness->call([](MediaEngine& its) { its.play(1); });
+  ASSERT_TRUE(harness->untilTold("play 1", 1));
+  EXPECT_EQ(harness->count("fail"), 0);
+}
+
+TEST_F(RemoteEngineTest, AnItemThatKillsTwoProcessesFailsAndTheNextPlays) {
+  make();
+  load("long.mp4");
+  ASSERT_TRUE(harness->untilTold("play 1"));
+  strike(SIGABRT);
+  ASSERT_TRUE(harness->until([&] { return engine->processID() > 0; }));
+  ASSERT_EQ(kill(engine->processID(), SIGSEGV), 0);
+  ASSERT_TRUE(harness->untilTold("fail"));
+  EXPECT_EQ(harness->error()->domain, platform::kMediaErrorDomain);
+  EXPECT_EQ(harness->error()->code,
+            static_cast<std::int64_t>(platform::MediaErrorCode::ProcessLost));
+  load("clip.mp4");
+  ASSERT_TRUE(harness->untilTold("end"));
+  EXPECT_EQ(harness->count("fail"), 0);
+}
+
+TEST_F(RemoteEngineTest, AProcessThatStandsStillIsReplacedOnceSomethingIsAsked) {
+  auto setup = processesForTests();
+  setup.answerLimit = std::chrono::milliseconds(300);
+  make(setup);
+  load("long.mp4");
+  ASSERT_TRUE(harness->untilTold("play 1"));
+  ASSERT_EQ(kill(engine->processID(), SIGSTOP), 0);
+  harness->call([](MediaEngine& its) { its.pause(); });
+  ASSERT_TRUE(harness->untilTold("pause"));
+  EXPECT_EQ(harness->count("fail"), 0);
+}
+
+TEST_F(RemoteEngineTest, DeathWhileLoadingAndWhileNothingIsLoaded) {
+  make();
+  load("clip.mp4");
+  strike(SIGKILL);
+  ASSERT_TRUE(harness->untilTold("end"));
+  EXPECT_EQ(harness->count("ready"), 1);
+  EXPECT_EQ(harness->count("play 1"), 1);
+  harness->call([](MediaEngine& its) { its.unload(); });
+  EXPECT_FALSE(harness->frame());
+  const pid_t idle = engine->processID();
+  ASSERT_EQ(kill(idle, SIGKILL), 0);
+  ASSERT_TRUE(harness->until([&] { return engine->processID() < 0; }));
+  load("clip.mp4");
+  ASSERT_TRUE(harness->untilTold("end"));
+}
+
+TEST_F(RemoteEngineTest, WithoutTheProgramALoadFailsAndNothingElse) {
+  auto setup = processesForTests();
+  setup.program = "/nowhere/tvvorlane-media";
+  make(setup);
+  load("clip.mp4");
+  ASSERT_TRUE(harness->untilTold("fail"));
+  EXPECT_EQ(harness->misplaced(), 0);
+  setup.program = "/bin/true";
+  make(setup);
+  load("clip.mp4");
+  ASSERT_TRUE(harness->untilTold("fail"));
+}
+
+TEST_F(RemoteEngineTest, TheSpareProcessIsReadyAndEndsWithItsPool) {
+  auto setup = processesForTests();
+  setup.spareDelay = {};
+  make(setup);
+  load("clip.mp4");
+  const pid_t first = engine->processID();
+  ASSERT_TRUE(harness->untilTold("end"));
+  ASSERT_TRUE(harness->until([&] { return engine->pool().hasSpare(); }));
+  strike(SIGKILL);
+  EXPECT_NE(engine->processID(), first);
+  const pid_t second = engine->processID();
+  harness.reset();
+  EXPECT_TRUE(platform::WorkerThreads::waitForAll(std::chrono::seconds(30)));
+  EXPECT_NE(kill(second, 0), 0);
+}
+
+}  // namespace
+}  // namespace testing_media

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+
+#include "tests/media/EngineHarness.h"
+#include "tests/player/PlayerBench.h"
+
+namespace testing_media {
+
+/// A bench in real time, with real media. The output of the engines is a media::VideoFrames.
+std::unique_ptr<PlayerBench> makeRealMediaBench(EngineMaker makeEngine);
+
+}  // namespace testing_media

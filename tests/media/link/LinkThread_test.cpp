@@ -1,0 +1,85 @@
+#include "media/link/LinkThread.h"
+
+#include <array>
+#include <chrono>
+#include <future>
+#include <mutex>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace media {
+namespace {
+
+constexpr auto kBound = std::chrono::seconds(30);
+using Message = std::vector<std::byte>;
+
+std::array<int, 2> socketPair() {
+  std::array<int, 2> made{};
+  EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, made.data()), 0);
+  return made;
+}
+
+/// One end that collects what comes.
+struct End {
+  std::mutex mutex;
+  std::vector<Message> got;
+  std::promise<void> complete;
+  std::promise<LinkSocket::State> ended;
+  std::size_t expected = 0;
+
+  LinkThread::Setup setup(int descriptor) {
+    return {.descriptor = descriptor,
+            .received =
+                [this](std::span<const std::byte> message) {
+                  const std::lock_guard lock(mutex);
+                  got.emplace_back(message.begin(), message.end());
+                  if (got.size() == expected) complete.set_value();
+                },
+            .ended = [this](LinkSocket::State state) { ended.set_value(state); }};
+  }
+};
+
+TEST(LinkThread, MessagesOfAnySizeComeWholeAndInOrder) {
+  const auto sockets = socketPair();
+  End near;
+  End far;
+  far.expected = 64;
+  std::vector<Message> sent;
+  for (std::size_t index = 0; index < far.expected; ++index)
+    sent.emplace_back(index * index * 300, static_cast<std::byte>(index));
+  auto sender = std::make_unique<LinkThread>(near.setup(sockets[0]));
+  // More than the socket holds, before anybody reads: the sender never waits.
+  for (const Message& each : sent) sender->send(each);
+  LinkThread receiver(far.setup(sockets[1]));
+  ASSERT_EQ(far.complete.get_future().wait_for(kBound), std::future_status::ready);
+  EXPECT_EQ(far.got, sent);
+  sender.reset();
+  EXPECT_EQ(far.ended.get_future().get(), LinkSocket::State::Closed);
+  receiver.send(sent[1]);  // does nothing
+}
+
+TEST(LinkThread, APeerThatBreaksTheRulesIsTold) {
+  const auto sockets = socketPair();
+  End end;
+  LinkThread reader(end.setup(sockets[0]));
+  const std::array<unsigned char, 4> length{0xff, 0xff, 0xff, 0x7f};
+  ASSERT_EQ(::write(sockets[1], length.data(), length.size()), 4);
+  EXPECT_EQ(end.ended.get_future().get(), LinkSocket::State::Broken);
+  close(sockets[1]);
+}
+
+TEST(LinkThread, APeerThatReadsNothingBreaksTheLink) {
+  const auto sockets = socketPair();
+  End end;
+  LinkThread writer(end.setup(sockets[0]));
+  const Message large(LinkSocket::kMessageLimit);
+  for (int count = 0; count < 4; ++count) writer.send(large);
+  EXPECT_NE(end.ended.get_future().get(), LinkSocket::State::Open);
+  close(sockets[1]);
+}
+
+}  // namespace
+}  // namespace media
