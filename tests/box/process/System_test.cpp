@@ -208,7 +208,6 @@ TEST_F(WholeRun, IsToldInTheLogWordForWord) {
       "<TVVorlaneMediaViewController: @> ",
       "#T:[Main] #Notice #TVVLSessionManager : mediaViewControllerDidBecomeReady:  "
       "<TVVorlaneMediaViewController: @> ",
-      "#T:[Main] #Notice #TVVLCommunication : PostEvent: playing ",
       "#T:[@] #Notice #TVVLCommunication : vorlaneUIGetProperty: playbackInfo ",
       "#T:[@] #Notice #TVVLCommunication : vorlaneUISetProperty (position): 1 ",
       "#T:[Main] #Notice #TVVLSession : Vorlane set position to 1.000000 of 3.000000 (1.000000) ",
@@ -234,6 +233,10 @@ TEST_F(WholeRun, IsToldInTheLogWordForWord) {
     ASSERT_NE(found, lines.end()) << text;
     line = found + 1;
   }
+  // The media and the window come up at the same time.
+  EXPECT_EQ(std::count(lines.begin(), lines.end(),
+                       "#T:[Main] #Notice #TVVLCommunication : PostEvent: playing "),
+            1);
 }
 
 }  // namespace
