@@ -83,11 +83,12 @@ bool Pipeline::_losesSound(GstMessage* message) {
     _setup.audio->noteLoss();
     return true;
   }
-  if (!_mendsSound) return false;
-  // The sink that is no longer used may have more to say, and those before it stop for the same
-  // reason, and say so after it.
+  // The sink that is no longer used may have more to say, also when the loss has been mended. Those
+  // before it stop for the same reason, and say so after it.
   const bool ofTheOldSink =
+      GST_OBJECT_FLAG_IS_SET(GST_MESSAGE_SRC(message), GST_ELEMENT_FLAG_SINK) &&
       !gst_object_has_as_ancestor(GST_MESSAGE_SRC(message), GST_OBJECT(_player.get()));
+  if (!_mendsSound && !ofTheOldSink) return false;
   GError* parsed = nullptr;
   gst_message_parse_error(message, &parsed, nullptr);
   const GstRef<GError> error(parsed);
