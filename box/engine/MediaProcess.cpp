@@ -79,6 +79,18 @@ std::string reap(pid_t pid) {
   return "ended with status " + std::to_string(WEXITSTATUS(status));
 }
 
+/// Waits for the process on another thread; `tells`: how it ended goes to the log.
+void reapLater(pid_t pid, bool tells) {
+  const auto body = [pid, tells] {
+    const std::string how = reap(pid);
+    if (tells) TVSLogError(TVSSystemLog, "The media process %d %@", pid, how);
+  };
+  if (platform::WorkerThreads::start(body)) return;
+  // Without a thread nobody can wait for it to end by itself; what is killed is gone at once.
+  ::kill(pid, SIGKILL);
+  body();
+}
+
 }  // namespace
 
 std::unique_ptr<MediaProcess> MediaProcess::start(platform::MainQueue& queue, const Setup& setup) {
@@ -134,8 +146,7 @@ MediaProcess::~MediaProcess() {
   _alive.reset();
   // The process ends when its link does.
   _link.reset();
-  if (_dead) return;
-  platform::WorkerThreads::start([pid = _pid] { reap(pid); });
+  if (!_dead) reapLater(_pid, false);
 }
 
 bool MediaProcess::_readPictures(Pictures& pictures) {
@@ -207,10 +218,7 @@ void MediaProcess::kill(const std::string& reason) {
 void MediaProcess::_die() {
   if (std::exchange(_dead, true)) return;
   _limit.reset();
-  platform::WorkerThreads::start([pid = _pid] {
-    const std::string how = reap(pid);
-    TVSLogError(TVSSystemLog, "The media process %d %@", pid, how);
-  });
+  reapLater(_pid, true);
   // It may destroy this.
   if (const auto died = std::exchange(_owner, {}).died) died();
 }

@@ -6,7 +6,6 @@
 
 #include "media/output/SeekDestination.h"
 #include "media/output/SubtitleStyles.h"
-#include "platform/foundation/log/TVSLogger.h"
 #include "platform/media/MediaItemKeys.h"
 
 namespace box {
@@ -16,14 +15,6 @@ using Kind = media::HappenedEvent::Kind;
 
 /// What changes without being told is asked for when it is read, at most this often.
 constexpr auto kRefreshInterval = std::chrono::seconds(1);
-
-platform::Error processError(platform::MediaErrorCode code, std::string reason) {
-  return {std::string(platform::kMediaErrorDomain),
-          static_cast<std::int64_t>(code),
-          "The media could not be played.",
-          std::move(reason),
-          {}};
-}
 
 }  // namespace
 
@@ -89,14 +80,6 @@ void RemoteEngine::load(const platform::MediaLoad& load) {
   _process->setMinimumEpoch(++_epoch);
   _sendLoad(load, false);
   _followStyles();
-}
-
-void RemoteEngine::_failLater() {
-  _state->failed = true;
-  _failing = _queue.after({}, [this] {
-    _fail(processError(platform::MediaErrorCode::PlayerUnavailable,
-                       "No process for media can be started."));
-  });
 }
 
 void RemoteEngine::_followStyles() {
@@ -310,32 +293,6 @@ void RemoteEngine::_handle(const media::HappenedEvent& event) {
   _tell(event);
 }
 
-void RemoteEngine::_becomeReady(std::uint64_t generation) {
-  if (_state->ready) {
-    for (const auto& [characteristic, identifier] : _state->selections)
-      _send(media::SelectCommand{characteristic, identifier});
-    for (const auto& [track, enabled] : _state->tracks) _send(media::TrackCommand{track, enabled});
-    // What was asked meanwhile comes to this process too.
-    if (!_state->load.playing) _restored();
-    return;
-  }
-  _state->ready = true;
-  _state->seekDestination.reset();
-  _tell({.kind = Kind::Ready, .generation = generation});
-}
-
-void RemoteEngine::_restored() {
-  const std::uint64_t generation = _state->load.generation;
-  _state->restoring = false;
-  if (const auto position = std::exchange(_state->position, std::nullopt)) _handle(*position);
-  if (const auto seek = std::exchange(_state->lostSeek, std::nullopt)) {
-    if (*seek == _lastSeek) _state->seekDestination.reset();
-    _tell({.kind = Kind::Seek, .generation = generation});
-  }
-  if (_isOf(generation) && std::exchange(_state->pauseUntold, false))
-    _tell({.kind = Kind::Pause, .generation = generation});
-}
-
 void RemoteEngine::_tell(const media::HappenedEvent& event) {
   platform::MediaEngineObserver* const observer = _observer;
   if (!observer) return;
@@ -364,41 +321,6 @@ void RemoteEngine::_tell(const media::HappenedEvent& event) {
 void RemoteEngine::_fail(platform::Error error) {
   _state->failed = true;
   _tell({.kind = Kind::Fail, .generation = _state->load.generation, .error = std::move(error)});
-}
-
-void RemoteEngine::_died() {
-  // The object is in the middle of this call.
-  const auto dead = std::move(_process);
-  _items.clear();
-  if (!_state || _state->failed) return;
-  const auto now = _clock.now();
-  const bool again =
-      _death && _death->item.lock() == _state->load.item && now - _death->at < kDeathInterval;
-  _death = Death{_state->load.item, now};
-  if (again)
-    return _fail(processError(platform::MediaErrorCode::ProcessLost,
-                              "The process that played them has ended twice."));
-  TVSLogWarning(TVSSystemLog, "The media go on in another process");
-  _goOn();
-}
-
-void RemoteEngine::_goOn() {
-  platform::MediaLoad load = _state->load;
-  if (_state->ready) {
-    load.startSeconds = _state->seekDestination.value_or(_screen->clock->seconds());
-    load.startFraction.reset();
-    load.startDate.reset();
-    if (_state->seekDestination) _state->lostSeek = _lastSeek;
-    _state->restoring = true;
-    _screen->clock->hold(*load.startSeconds);
-  }
-  if (!_ensureProcess())
-    return _fail(processError(platform::MediaErrorCode::ProcessLost,
-                              "The process that played them has ended."));
-  // The picture that is shown stays until the first one of this process.
-  _process->setMinimumEpoch(++_epoch);
-  _sendLoad(load, false);
-  if (_prepared) _sendLoad(*_prepared, true);
 }
 
 }  // namespace box
