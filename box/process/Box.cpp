@@ -72,7 +72,7 @@ Box::Box(Options options, platform::TimePoint started, std::unique_ptr<NetworkWa
       _surroundings(_mainQueue, _clock, surroundingsOptions(_options, _door),
                     [this](std::function<void()> done) { _deviceWillSleep(std::move(done)); }),
       _mediaProcesses(_mainQueue, processSetup(_options, _device)),
-      _screen(_mainQueue, _clock, screenOptions(_options, _device)) {
+      _display(_mainQueue, _clock, screenOptions(_options, _device)) {
   // A peer or a server that hangs up shows where it is written to.
   std::signal(SIGPIPE, SIG_IGN);
   TVSLogger::addSink(_log);
@@ -107,7 +107,7 @@ int Box::run(platform::Application application) {
   TVSLogger::setMainThread();
   _applyLogLevels();
   _application = std::move(application);
-  _viewServiceHost.setRootViewControllerFactory(_application.makeRootViewController);
+  _display.host.setRootViewControllerFactory(_application.makeRootViewController);
   _connectDoor();
   if (!_application.delegate->applicationDidFinishLaunching({})) {
     TVSLogError(TVSSystemLog, "The application refused to launch");
@@ -133,7 +133,7 @@ void Box::_connectDoor() {
                       platform::Duration held) { _takeInput(event, held); },
       .screenshot =
           [this](std::function<void(std::shared_ptr<const platform::Bytes>)> completion) {
-            _screen.capture(std::move(completion));
+            _display.screen.capture(std::move(completion));
           },
       .status = [this] { return _status(); },
   });
@@ -143,19 +143,19 @@ void Box::_connectDoor() {
 void Box::_takeInput(const platform::InputEvent& event, platform::Duration held) {
   const auto* press = std::get_if<platform::PressType>(&event.what);
   if (press && held > platform::Duration::zero()) {
-    _heldButton.hold(*press, held);
+    _display.held.hold(*press, held);
   } else {
-    _heldButton.letGo();
-    _viewServiceHost.handleInput(event);
+    _display.held.letGo();
+    _display.host.handleInput(event);
   }
 }
 
 platform::Dictionary Box::_status() const {
   platform::Dictionary status;
   if (_application.status) status = _application.status();
-  status.set("window", platform::Dictionary{{"open", _screen.isOpen()},
-                                            {"presenting", _viewServiceHost.isPresenting()}});
-  const FrameStatistics drawn = _screen.statistics();
+  status.set("window", platform::Dictionary{{"open", _display.screen.isOpen()},
+                                            {"presenting", _display.host.isPresenting()}});
+  const FrameStatistics drawn = _display.screen.statistics();
   status.set("screen",
              platform::Dictionary{{"frames", drawn.frames},
                                   {"averageMilliseconds", drawn.averageMilliseconds},
@@ -189,26 +189,27 @@ void Box::_reportDoor() {
 void Box::_warmUp() {
   _network.start();
   _audioRouting.start();
-  _surroundings.setDisplayObserver([this](bool staysOn) { _screen.setKeepsDisplayOn(staysOn); });
+  _surroundings.setDisplayObserver(
+      [this](bool staysOn) { _display.screen.setKeepsDisplayOn(staysOn); });
   _surroundings.start();
   _mediaProcesses.warmUp();
-  _screen.warmUp();
-  _observedScreen.setObserver([this](bool opens) { _screenWillOpen(opens); });
+  _display.screen.warmUp();
+  _display.observed.setObserver([this](bool opens) { _screenWillOpen(opens); });
 }
 
 void Box::_screenWillOpen(bool opens) { _surroundings.setPresenting(opens); }
 
 void Box::_deviceWillSleep(std::function<void()> done) {
-  _systemNotifications.post(platform::TVSPowerManagerDeviceWillSleepNotification);
+  _notifications.system.post(platform::TVSPowerManagerDeviceWillSleepNotification);
   // After those who have heard of it, and after what they have sent.
   _mainQueue.async([this, done = std::move(done)] { _door.whenSent(done); });
 }
 
 void Box::_terminate(int signal) {
-  if (std::exchange(_terminating, true)) return;
+  if (std::exchange(_ending.hasBegun, true)) return;
   TVSLogNotice(TVSSystemLog, "Ending on signal %d", signal);
   _serviceManager.tellStopping();
-  _commandsEnd = _clock.now() + kCommandsEnd;
+  _ending.commandsEnd = _clock.now() + kCommandsEnd;
   _surroundings.beginEnd();
   _application.delegate->applicationWillTerminate();
   _mainQueue.stop();
@@ -217,7 +218,7 @@ void Box::_terminate(int signal) {
 void Box::_closePlayers() {
   // Senders and logs must not take this for a stop by the user, so no session is told.
   // Every owner of a player is released instead.
-  _viewServiceHost.close();
+  _display.host.close();
   releaseSharedInstances();
   _mainQueue.discard();
 }
@@ -227,17 +228,17 @@ void Box::_shutDown() {
   _signals.setLeavingStatus(0);
   _network.stop();
   _audioRouting.stop();
-  _observedScreen.setObserver(nullptr);
+  _display.observed.setObserver(nullptr);
   _closePlayers();
   _mediaProcesses.close();
-  _screen.close();
+  _display.screen.close();
   _door.close();
   _application = {};
   releaseSharedInstances();
   _mainQueue.runDue();
   _mainQueue.discard();
   const bool haveEnded = platform::WorkerThreads::waitForAll(kWorkersEndLimit);
-  _surroundings.stop(_commandsEnd - _clock.now());
+  _surroundings.stop(_ending.commandsEnd - _clock.now());
   if (haveEnded) return;
   TVSLogWarning(TVSSystemLog, "%lu threads did not end in time and are left as they are",
                 platform::WorkerThreads::running());

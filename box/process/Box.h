@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <utility>
 
 #include "box/engine/MediaProcesses.h"
 #include "box/process/Device.h"
@@ -52,10 +53,10 @@ class Box final : public platform::RunnablePlatform {
   platform::SystemService& systemService() override { return _surroundings.systemService(); }
   platform::PowerManager& powerManager() override { return _surroundings.powerManager(); }
   platform::SystemNotificationService& systemNotifications() override {
-    return _systemNotifications;
+    return _notifications.system;
   }
   platform::DistributedNotificationCenter& distributedNotifications() override {
-    return _distributedNotifications;
+    return _notifications.distributed;
   }
   platform::TVSAudioSession& audioSession() override { return _audioSession; }
   platform::AudioRoutingService& audioRouting() override { return _audioRouting; }
@@ -65,11 +66,35 @@ class Box final : public platform::RunnablePlatform {
     return _remoteInputLimiting;
   }
   platform::DeviceInfo& device() override { return _device; }
-  platform::ViewServiceHost& viewServiceHost() override { return _viewServiceHost; }
+  platform::ViewServiceHost& viewServiceHost() override { return _display.host; }
   std::unique_ptr<platform::MediaEngine> makeMediaEngine() override;
   std::shared_ptr<platform::Layer> makeLayer() override;
 
  private:
+  /// The screen, what is presented on it, and the buttons that are held.
+  struct Display {
+    Display(platform::MainQueue& queue, const platform::Clock& clock, ScreenOptions options)
+        : screen(queue, clock, std::move(options)),
+          host(queue, observed),
+          held(queue, [this](const auto& event) { host.handleInput(event); }) {}
+
+    Screen screen;
+    ObservedScreen observed{screen};
+    platform::ViewServiceHost host;
+    platform::HeldButton held;
+  };
+  struct Notifications {
+    Notifications(platform::MainQueue& queue, Door& door)
+        : system(queue, door), distributed(door) {}
+
+    SystemNotifications system;
+    DistributedNotifications distributed;
+  };
+  struct Ending {
+    bool hasBegun = false;
+    platform::TimePoint commandsEnd{};
+  };
+
   void _applyLogLevels() const;
   void _connectDoor();
   /// Of the remote, by the door.
@@ -100,19 +125,13 @@ class Box final : public platform::RunnablePlatform {
   PlainInputLimiting _remoteInputLimiting;
   Device _device;
   Door _door;
-  SystemNotifications _systemNotifications{_mainQueue, _door};
-  DistributedNotifications _distributedNotifications{_door};
+  Notifications _notifications{_mainQueue, _door};
   Surroundings _surroundings;
   MediaProcesses _mediaProcesses;
-  Screen _screen;
-  ObservedScreen _observedScreen{_screen};
-  platform::ViewServiceHost _viewServiceHost{_mainQueue, _observedScreen};
-  platform::HeldButton _heldButton{
-      _mainQueue, [this](const auto& event) { _viewServiceHost.handleInput(event); }};
+  Display _display;
 
   platform::Application _application;
-  bool _terminating = false;
-  platform::TimePoint _commandsEnd{};
+  Ending _ending;
 };
 
 }  // namespace box
