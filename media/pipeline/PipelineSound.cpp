@@ -96,7 +96,13 @@ bool Pipeline::_losesSound(GstMessage* message) {
     return false;
   // The library gives up a change of state that an error falls into.
   const auto result = gst_element_set_state(_player.get(), _requested);
-  if (result == GST_STATE_CHANGE_SUCCESS && _seeking) _finishSeek();
+  if (result == GST_STATE_CHANGE_SUCCESS && _seeking) {
+    _finishSeek();
+  } else if (result == GST_STATE_CHANGE_ASYNC && !_seeking && !_atEnd) {
+    // The sinks have told already that they are prerolled, and do not tell it again.
+    _reseek = true;
+    if (!_wantedPosition && !_wantedFraction) _wantedPosition = _position.seconds();
+  }
   return true;
 }
 
