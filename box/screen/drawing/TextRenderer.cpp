@@ -8,6 +8,7 @@
 #include <pango/pangocairo.h>
 
 #include "box/screen/drawing/CairoTexture.h"
+#include "box/screen/drawing/FontThreads.h"
 #include "box/screen/drawing/TextLayout.h"
 
 namespace box {
@@ -125,7 +126,9 @@ struct TextRenderer::Impl {
 TextRenderer::TextRenderer(const std::string& language)
     : _impl(std::make_unique<Impl>(language)),
       _cache(kCachedTexts, kCachedTextPixels),
-      _extents(kCachedExtents, kCachedExtents) {}
+      _extents(kCachedExtents, kCachedExtents) {
+  letFontsDoWithoutThreads();
+}
 TextRenderer::~TextRenderer() = default;
 
 void TextRenderer::warmUp() {

@@ -1,11 +1,13 @@
 #include "box/screen/drawing/TextLayout.h"
 
+#include <cstdlib>
 #include <set>
 #include <string>
 
 #include <gtest/gtest.h>
 
 #include "box/screen/drawing/TextRenderer.h"
+#include "tests/support/RefusedThreads.h"
 
 namespace box::test {
 namespace {
@@ -22,6 +24,21 @@ std::set<std::string> familiesOf(PangoLayout* layout) {
     families.insert(pango_font_description_get_family(font.get()));
   } while (pango_layout_iter_next_run(iter.get()));
   return families;
+}
+
+void setTextWithoutAThread() {
+  TextRenderer texts("en");
+  texts.warmUp();
+  testing_support::refuseThreads();
+  // No text has had this size yet.
+  const auto layout =
+      makeTextLayout(texts.context(), "New", {77, PANGO_WEIGHT_NORMAL}, PANGO_ALIGN_LEFT, nullptr);
+  std::_Exit(familiesOf(layout.get()) == std::set<std::string>{"Noto Sans"} ? 0 : 1);
+}
+
+TEST(TextLayout, IsSetWithoutAThread) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(setTextWithoutAThread(), testing::ExitedWithCode(0), "");
 }
 
 TEST(TextLayout, EachScriptIsDrawnInItsOwnFamily) {
