@@ -1,6 +1,10 @@
 // Times the media engine alone: no door, no screen, no application.
 //
-// usage: vorlane-engine-bench start|starts|seek|far|sound|play URL COUNT [REST]
+// usage: vorlane-engine-bench [--inside] start|starts|seek|far|sound|play|death URL COUNT [REST]
+//
+// The engine is that of the box, which plays in a process of its own; with --inside it is the one
+// that this process runs, without the link between both.
+//
 //   start   load to the first frame due, then unload
 //   starts  the same; one that fails is counted, and its error printed to the error output
 //   seek    seek of a paused item to the frame there shown, which is looked at; within the first
@@ -8,21 +12,25 @@
 //   far     the same over ten minutes, each to where nothing has been before
 //   sound   selection of the other sound track to the next frame shown
 //   play    COUNT seconds of playing. Prints `pictures=COUNT cpu=MS`, the processor time of one
-//           picture in all threads
+//           picture in all threads of both processes
+//   death   SIGKILL of the media process while it plays, to the next picture of its successor. The
+//           item fails when two processes die within 30 s, so each death has an item of its own
 // The others print `first=MS median=MS worst=MS failures=COUNT`.
 
 #include <algorithm>
 #include <cmath>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include <sys/resource.h>
-
+#include "box/engine/MediaProcesses.h"
+#include "box/engine/RemoteEngine.h"
 #include "media/engine/MediaEngine.h"
 #include "media/engine/WarmUp.h"
 #include "platform/foundation/queues/Clock.h"
@@ -36,13 +44,16 @@ constexpr auto kLimit = std::chrono::seconds(20);
 /// Seconds. Where a segment of HLS begins by its playlist, its first picture may be two later.
 constexpr double kNear = 0.07;
 
-double processorSeconds() {
-  rusage usage{};
-  getrusage(RUSAGE_SELF, &usage);
-  const auto seconds = [](const timeval& time) {
-    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
-  };
-  return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+double secondsOn(clockid_t clock) {
+  timespec time{};
+  clock_gettime(clock, &time);
+  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
+}
+
+/// Of all threads of a process.
+double processorSeconds(pid_t process) {
+  clockid_t clock{};
+  return clock_getcpuclockid(process, &clock) == 0 ? secondsOn(clock) : 0;
 }
 
 [[noreturn]] void fail(const std::string& what) {
@@ -52,11 +63,19 @@ double processorSeconds() {
 
 class Bench final : private platform::MediaEngineObserver {
  public:
-  explicit Bench(std::string url)
+  Bench(std::string url, bool inside)
       : _url(std::move(url)), _queue(_clock, std::make_shared<platform::ConditionWaiter>(_clock)) {
     _queue.bindToCurrentThread();
-    media::warmUpMedia();
-    _engine = std::make_unique<media::MediaEngine>(_queue, _clock, media::MediaEngineOptions{});
+    if (inside) {
+      media::warmUpMedia();
+      _engine = std::make_unique<media::MediaEngine>(_queue, _clock, media::MediaEngineOptions{});
+    } else {
+      _processes.emplace(_queue, box::MediaProcesses::Setup{});
+      awaitSpare();
+      auto engine = std::make_unique<box::RemoteEngine>(_queue, _clock, *_processes);
+      _remote = engine.get();
+      _engine = std::move(engine);
+    }
     _frames = std::static_pointer_cast<media::VideoFrames>(_engine->videoOutput());
     _frames->setWakeup([this] { _queue.wake(); });
     _engine->setObserver(this);
@@ -106,10 +125,27 @@ class Bench final : private platform::MediaEngineObserver {
   void play(int seconds) {
     openPlaying();
     const std::uint64_t pictures = _frames->serial();
-    const double before = processorSeconds();
+    const double before = usedSeconds();
     rest(std::chrono::seconds(seconds));
     const auto shown = static_cast<double>(_frames->serial() - pictures);
-    std::printf("pictures=%.0f cpu=%.3f\n", shown, 1e3 * (processorSeconds() - before) / shown);
+    std::printf("pictures=%.0f cpu=%.3f\n", shown, 1e3 * (usedSeconds() - before) / shown);
+  }
+  double die() {
+    if (!_remote) fail("only a process of its own can die");
+    awaitSpare();
+    openPlaying();
+    rest(std::chrono::milliseconds(500));
+    const pid_t killed = _remote->processID();
+    std::shared_ptr<const media::VideoFrame> last;
+    const double taken = timed([&] { kill(killed, SIGKILL); },
+                               [&] {
+                                 // What was on its way when it died may still come.
+                                 const auto shown = _frames->latest();
+                                 if (_remote->processID() == killed) last = shown;
+                                 return _remote->processID() != killed && shown != last;
+                               });
+    unload();
+    return taken;
   }
   double changeSound() {
     const auto& groups = _engine->facts().selectionGroups;
@@ -137,6 +173,18 @@ class Bench final : private platform::MediaEngineObserver {
     _engine->unload();
     // The end of the one before is not part of a start.
     platform::WorkerThreads::waitForAll(kLimit);
+    if (_remote) rest(std::chrono::milliseconds(50));
+  }
+  /// Whatever happens in between is not measured.
+  void awaitSpare() {
+    _processes->warmUp();
+    const auto limit = _clock.now() + kLimit;
+    while (!_processes->hasSpare() && _clock.now() < limit)
+      if (!_queue.runDue()) _queue.waitForWork(limit);
+  }
+  double usedSeconds() const {
+    const double own = secondsOn(CLOCK_PROCESS_CPUTIME_ID);
+    return _remote ? own + processorSeconds(_remote->processID()) : own;
   }
   void load(bool playing) {
     _plays = _ready = false;
@@ -180,7 +228,9 @@ class Bench final : private platform::MediaEngineObserver {
   const std::string _url;
   platform::SystemClock _clock;
   platform::MainQueue _queue;
-  std::unique_ptr<media::MediaEngine> _engine;
+  std::optional<box::MediaProcesses> _processes;
+  std::unique_ptr<platform::MediaEngine> _engine;
+  box::RemoteEngine* _remote = nullptr;  // none: inside
   std::shared_ptr<media::VideoFrames> _frames;
   std::uint64_t _generation = 0;
   bool _ready = false;
@@ -193,12 +243,19 @@ class Bench final : private platform::MediaEngineObserver {
 }  // namespace
 
 int main(int count, char** arguments) {
+  const bool inside = count > 1 && std::string(arguments[1]) == "--inside";
+  if (inside) {
+    --count;
+    ++arguments;
+  }
   if (count < 4 || count > 5)
-    fail("usage: vorlane-engine-bench start|starts|seek|far|sound|play URL COUNT [REST]");
+    fail(
+        "usage: vorlane-engine-bench [--inside] start|starts|seek|far|sound|play|death URL COUNT "
+        "[REST]");
   const std::string what = arguments[1];
   const int times = std::max(1, std::atoi(arguments[3]));
   const std::chrono::milliseconds rest(count > 4 ? std::atoi(arguments[4]) : 0);
-  Bench bench(arguments[2]);
+  Bench bench(arguments[2], inside);
   if (what == "play") {
     bench.play(times);
     return 0;
@@ -224,6 +281,8 @@ int main(int count, char** arguments) {
       taken.push_back(bench.seek(45.0 + turn * 11 % 27 * 20 + (turn * 7 % 20) / 10.0));
     else if (what == "sound")
       taken.push_back(bench.changeSound());
+    else if (what == "death")
+      taken.push_back(bench.die());
     else
       fail("unknown measurement " + what);
   }
