@@ -20,6 +20,8 @@ class SharedBuffer {
   int descriptor() const { return _descriptor; }
   std::uint8_t* data() const { return _data; }
   std::size_t size() const { return _size; }
+  /// Expires when the object goes, whoever owned it meanwhile.
+  std::weak_ptr<const void> life() const { return _life; }
 
  private:
   SharedBuffer(int descriptor, std::uint8_t* data, std::size_t size)
@@ -28,6 +30,7 @@ class SharedBuffer {
   const int _descriptor;
   std::uint8_t* const _data;
   const std::size_t _size;
+  const std::shared_ptr<const void> _life = std::make_shared<const char>();
 };
 
 }  // namespace frames

@@ -1,6 +1,9 @@
 #include "media/pipeline/PictureMemory.h"
 
+#include <algorithm>
 #include <cstddef>
+#include <deque>
+#include <mutex>
 #include <new>
 #include <utility>
 
@@ -8,6 +11,64 @@ namespace media {
 namespace {
 
 using Block = std::shared_ptr<const frames::SharedBuffer>;
+
+/// Blocks that nobody uses.
+class FreeBlocks {
+ public:
+  /// Null without memory or descriptors.
+  std::shared_ptr<frames::SharedBuffer> take(std::size_t bytes) {
+    std::unique_ptr<frames::SharedBuffer> block = _find(bytes);
+    if (!block) block = frames::SharedBuffer::make(bytes);
+    if (!block) return nullptr;
+    return {block.release(), [this](frames::SharedBuffer* gone) {
+              _giveBack(std::unique_ptr<frames::SharedBuffer>(gone));
+            }};
+  }
+  void addUser() {
+    const std::lock_guard lock(_mutex);
+    ++_users;
+  }
+  void removeUser() {
+    std::deque<std::unique_ptr<frames::SharedBuffer>> gone;  // unmapped after the lock
+    const std::lock_guard lock(_mutex);
+    if (--_users == 0) gone = std::exchange(_blocks, {});
+  }
+
+ private:
+  static constexpr std::size_t kMost = 8;
+
+  std::unique_ptr<frames::SharedBuffer> _find(std::size_t bytes) {
+    const std::lock_guard lock(_mutex);
+    const auto found = std::find_if(_blocks.begin(), _blocks.end(),
+                                    [&](const auto& each) { return each->size() == bytes; });
+    if (found == _blocks.end()) return nullptr;
+    auto block = std::move(*found);
+    _blocks.erase(found);
+    return block;
+  }
+  void _giveBack(std::unique_ptr<frames::SharedBuffer> block) {
+    std::unique_ptr<frames::SharedBuffer> oldest;  // unmapped after the lock
+    const std::lock_guard lock(_mutex);
+    if (_users == 0) {
+      oldest = std::move(block);
+      return;
+    }
+    _blocks.push_back(std::move(block));
+    if (_blocks.size() <= kMost) return;
+    oldest = std::move(_blocks.front());
+    _blocks.pop_front();
+  }
+
+  std::mutex _mutex;
+  std::deque<std::unique_ptr<frames::SharedBuffer>> _blocks;  // the one freed last at the end
+  std::size_t _users = 0;
+};
+
+/// Never destroyed: a picture may go after everything else.
+FreeBlocks& freeBlocks() {
+  static auto& blocks = *new FreeBlocks;
+  return blocks;
+}
 
 constexpr const char* kMemoryType = "VorlanePictureMemory";
 
@@ -40,7 +101,7 @@ GstMemory* allocateBlock(GstAllocator* allocator, gsize size, GstAllocationParam
   // A mapping begins at a page.
   constexpr gsize kLargestAlignment = 4095;
   const gsize room = params->prefix + size + params->padding;
-  auto block = params->align <= kLargestAlignment ? frames::SharedBuffer::make(room) : nullptr;
+  auto block = params->align <= kLargestAlignment ? freeBlocks().take(room) : nullptr;
   if (block) {
     std::uint8_t* const data = block->data();
     if (GstMemory* const memory = makeView(allocator, nullptr, std::move(block), data,
@@ -107,16 +168,19 @@ GstAllocator* pictureAllocator() {
   return allocator;
 }
 
-void allocatePicturesThereByDefault() {
-  static const bool isSet = [] {
+PictureMemoryUse::PictureMemoryUse() {
+  static const bool isDefault = [] {
     systemAllocator();  // what is the default until now
     gst_allocator_set_default(makeAllocator("VorlaneDefaultAllocator", [](gpointer type, gpointer) {
       GST_ALLOCATOR_CLASS(type)->alloc = allocateByDefault;
     }));
     return true;
   }();
-  static_cast<void>(isSet);
+  static_cast<void>(isDefault);
+  freeBlocks().addUser();
 }
+
+PictureMemoryUse::~PictureMemoryUse() { freeBlocks().removeUser(); }
 
 std::shared_ptr<const frames::SharedBuffer> sharedMemoryOf(GstBuffer* buffer) {
   if (gst_buffer_n_memory(buffer) != 1) return nullptr;

@@ -123,7 +123,6 @@ VideoSink::VideoSink(std::shared_ptr<VideoFrames> frames, std::uint64_t ticket,
       _captions(_subtitles, std::move(captionsFound),
                 [this] { _frames->textsDidChange(_ticket); }) {
   gst_segment_init(&_segment, GST_FORMAT_UNDEFINED);
-  allocatePicturesThereByDefault();
   GstElement* sink = gst_element_factory_make("appsink", "video-sink");
   if (!sink) return;
   _element.reset(GST_ELEMENT(gst_object_ref_sink(sink)));

@@ -11,6 +11,7 @@
 #include "media/output/PositionClock.h"
 #include "media/output/VideoFrames.h"
 #include "media/pipeline/FrameConverter.h"
+#include "media/pipeline/PictureMemory.h"
 #include "media/support/GstRef.h"
 
 namespace media {
@@ -64,6 +65,7 @@ class VideoSink {
   PositionClock& _position;
   const std::shared_ptr<SubtitleCues> _subtitles;
   PictureCaptions _captions;
+  PictureMemoryUse _memory;
   GstRef<GstElement> _element;
   std::atomic<bool> _due = false;
   std::atomic<bool> _hidden = false;

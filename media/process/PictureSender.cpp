@@ -177,7 +177,7 @@ bool PictureSender::_sendPicture(const std::shared_ptr<const VideoFrame>& frame)
   message.epoch = _epoch;
   message.index = _place(memory, message.gone);
   const Buffer& known = _buffers[message.index];
-  const bool isKnown = known.bytes != 0 && ownTheSame(known.memory, memory);
+  const bool isKnown = known.bytes != 0 && ownTheSame(known.life, memory->life());
   // Before it is sent: afterwards it is too late for a failure. A copy does not need the original.
   _held.emplace(message.sequence, Held{memory == frame->sharedMemory ? frame : nullptr, memory});
   if (!_send(message, isKnown ? -1 : memory->descriptor())) {
@@ -187,7 +187,7 @@ bool PictureSender::_sendPicture(const std::shared_ptr<const VideoFrame>& frame)
   _sequence = message.sequence;
   for (std::size_t index = 0; index < _buffers.size(); ++index)
     if ((message.gone >> index & 1U) != 0) _buffers[index] = {};
-  _buffers[message.index] = {memory, memory->size(), message.sequence};
+  _buffers[message.index] = {memory->life(), memory->size(), message.sequence};
   return true;
 }
 
@@ -241,9 +241,9 @@ std::uint32_t PictureSender::_place(const Memory& memory, std::uint64_t& gone) c
   for (std::size_t index = 0; index < _buffers.size(); ++index) {
     const Buffer& each = _buffers[index];
     if (each.bytes == 0) continue;
-    if (ownTheSame(each.memory, memory)) {
+    if (ownTheSame(each.life, memory->life())) {
       place = index;
-    } else if (each.memory.expired()) {
+    } else if (each.life.expired()) {
       gone |= std::uint64_t{1} << index;
     } else {
       total += each.bytes;

@@ -48,8 +48,8 @@ class PictureSender {
   using Memory = std::shared_ptr<const frames::SharedBuffer>;
   /// A buffer that the box has mapped.
   struct Buffer {
-    std::weak_ptr<const frames::SharedBuffer> memory;
-    std::size_t bytes = 0;  ///< 0: none
+    std::weak_ptr<const void> life;  ///< of its memory
+    std::size_t bytes = 0;           ///< 0: none
     std::uint64_t lastSequence = 0;
   };
   /// A picture that the box has not released.

@@ -1,5 +1,6 @@
 #include "media/pipeline/FrameConverter.h"
 
+#include <tuple>
 #include <utility>
 
 #include <gtest/gtest.h>
@@ -67,6 +68,34 @@ TEST(FrameConverter, WhatCanBeDrawnGoesThroughAndTheRestIsConverted) {
     EXPECT_NEAR(row[kWidth / 2], each.luma, 2);
     gst_video_frame_unmap(&frame);
   }
+}
+
+TEST(PictureMemory, IsUsedAgainWhileSomebodyMayNeedIt) {
+  gst_init(nullptr, nullptr);
+  const auto make = [] {
+    const GstRef<GstBuffer> buffer(gst_buffer_new_allocate(pictureAllocator(), 5000, nullptr));
+    return sharedMemoryOf(buffer.get());
+  };
+  auto first = make();
+  const auto life = first->life();
+  {
+    const PictureMemoryUse use;
+    first.reset();
+    EXPECT_FALSE(life.expired());
+    const auto second = make();
+    EXPECT_NE(make(), second) << "that one is in use";
+    EXPECT_FALSE(life.owner_before(second->life()) || second->life().owner_before(life));
+    // What looks like a picture lies there by default, and nothing else.
+    GstAllocationParams params;
+    gst_allocation_params_init(&params);
+    for (const auto& [align, bytes, isPicture] :
+         {std::tuple{gsize{31}, gsize{100'000}, true}, {15, 100'000, false}, {31, 1000, false}}) {
+      params.align = align;
+      const GstRef<GstBuffer> buffer(gst_buffer_new_allocate(nullptr, bytes, &params));
+      EXPECT_EQ(sharedMemoryOf(buffer.get()) != nullptr, isPicture) << align << " " << bytes;
+    }
+  }
+  EXPECT_TRUE(life.expired());
 }
 
 TEST(PictureMemory, IsOneBlockHoweverItIsCut) {
