@@ -42,8 +42,9 @@ vorlane_package(box tvvorlane video
 audio, mirrors screens, shows the code that pairs a device, and tells the
 sender how it goes. A receiver service in any language drives it over D-Bus.
 .
-This package holds the program itself, vorlanectl to steer it from the command
-line, and units to start it at boot or with a graphical session."
+This package holds the program itself, the one that plays media, which it
+starts, vorlanectl to steer it from the command line, and units to start it at
+boot or with a graphical session."
   "gstreamer1.0-plugins-base, gstreamer1.0-plugins-good, gstreamer1.0-plugins-bad, gstreamer1.0-libav, gstreamer1.0-x, gstreamer1.0-alsa, gstreamer1.0-pulseaudio, fonts-noto-core, systemd | systemd-standalone-sysusers | systemd-sysusers, udev")
 set(CPACK_DEBIAN_BOX_PACKAGE_RECOMMENDS "dbus, polkitd, fonts-noto-cjk, libgl1-mesa-dri")
 set(CPACK_DEBIAN_BOX_PACKAGE_SHLIBDEPS ON)
