@@ -8,11 +8,11 @@ PictureReceiver::PictureReceiver(FileDescriptor socket, std::shared_ptr<media::V
                                  Setup setup)
     : _frames(std::move(frames)),
       _setup(std::move(setup)),
-      _connection(std::move(socket),
-                  {.content = FrameConnection::Content::Film,
-                   .take = [this](const frames::FilmMessage& message,
-                                  std::shared_ptr<MappedFrame> frame) { _take(message, frame); }}) {
-}
+      _connection(std::move(socket), {.content = FrameConnection::Content::Film,
+                                      .take = [this](const frames::FilmMessage& message,
+                                                     const std::shared_ptr<MappedFrame>& frame) {
+                                        _take(message, frame);
+                                      }}) {}
 
 void PictureReceiver::_take(const frames::FilmMessage& message,
                             const std::shared_ptr<MappedFrame>& frame) {

@@ -86,7 +86,7 @@ class SubtitleCues {
     std::size_t bytes = 0;
   };
   void _addTo(Store& store, Change::Kind kind, SubtitleCue cue);
-  void _addBeside(Change::Kind kind, std::vector<SubtitleCue> cues);
+  void _addBeside(Change::Kind kind, std::vector<SubtitleCue> more);
   void _note(Change::Kind kind, Cues cues = {});
   void _tell(std::unique_lock<std::mutex> lock);
 

@@ -75,7 +75,6 @@ constexpr const char* kMemoryType = "VorlanePictureMemory";
 struct PictureMemory {
   GstMemory parent;
   Block block;
-  std::uint8_t* data;  // of the whole block
 };
 
 PictureMemory* pictureMemoryIn(GstMemory* memory) {
@@ -88,10 +87,10 @@ GstAllocator* systemAllocator() {
 }
 
 /// A view of `block`. One without `whole` is the block's first.
-GstMemory* makeView(GstAllocator* allocator, GstMemory* whole, Block block, std::uint8_t* data,
-                    GstMemoryFlags flags, gsize align, gsize offset, gsize size) {
+GstMemory* makeView(GstAllocator* allocator, GstMemory* whole, Block block, GstMemoryFlags flags,
+                    gsize align, gsize offset, gsize size) {
   const gsize room = block->size();
-  auto* const view = new (std::nothrow) PictureMemory{{}, std::move(block), data};
+  auto* const view = new (std::nothrow) PictureMemory{{}, std::move(block)};
   if (!view) return nullptr;
   gst_memory_init(&view->parent, flags, allocator, whole, room, align, offset, size);
   return &view->parent;
@@ -103,9 +102,8 @@ GstMemory* allocateBlock(GstAllocator* allocator, gsize size, GstAllocationParam
   const gsize room = params->prefix + size + params->padding;
   auto block = params->align <= kLargestAlignment ? freeBlocks().take(room) : nullptr;
   if (block) {
-    std::uint8_t* const data = block->data();
-    if (GstMemory* const memory = makeView(allocator, nullptr, std::move(block), data,
-                                           params->flags, params->align, params->prefix, size))
+    if (GstMemory* const memory = makeView(allocator, nullptr, std::move(block), params->flags,
+                                           params->align, params->prefix, size))
       return memory;
   }
   return gst_allocator_alloc(systemAllocator(), size, params);
@@ -123,7 +121,9 @@ GstMemory* allocateByDefault(GstAllocator*, gsize size, GstAllocationParams* par
 
 void freeBlock(GstAllocator*, GstMemory* memory) { delete pictureMemoryIn(memory); }
 
-gpointer mapBlock(GstMemory* memory, gsize, GstMapFlags) { return pictureMemoryIn(memory)->data; }
+gpointer mapBlock(GstMemory* memory, gsize, GstMapFlags) {
+  return pictureMemoryIn(memory)->block->data();
+}
 
 void unmapBlock(GstMemory*) {}
 
@@ -134,7 +134,7 @@ GstMemory* shareBlock(GstMemory* memory, gssize offset, gssize size) {
       size < 0 ? memory->size - static_cast<gsize>(offset) : static_cast<gsize>(size);
   const auto flags = static_cast<GstMemoryFlags>(GST_MINI_OBJECT_FLAGS(whole) |
                                                  GST_MINI_OBJECT_FLAG_LOCK_READONLY);
-  return makeView(memory->allocator, whole, self.block, self.data, flags, memory->align,
+  return makeView(memory->allocator, whole, self.block, flags, memory->align,
                   memory->offset + static_cast<gsize>(offset), length);
 }
 
