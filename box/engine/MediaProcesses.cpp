@@ -23,8 +23,10 @@ std::string MediaProcesses::besideThisProgram() {
 }
 
 std::unique_ptr<MediaProcess> MediaProcesses::_start() {
+  media::ProcessOptions options = _setup.options;
+  options.introduces = std::exchange(_isFirst, false);
   return MediaProcess::start(_queue, {.program = _setup.program,
-                                      .arguments = media::argumentsOf(_setup.options),
+                                      .arguments = media::argumentsOf(options),
                                       .answerLimit = _setup.answerLimit,
                                       .startLimit = _setup.startLimit});
 }

@@ -57,6 +57,7 @@ class MediaProcesses {
   std::unique_ptr<MediaProcess> _spare;
   platform::Token _making;
   platform::ObserverList<> _soundObservers;
+  bool _isFirst = true;
   bool _closed = false;
 };
 

@@ -1,6 +1,5 @@
 #include "media/engine/WarmUp.h"
 
-#include <atomic>
 #include <mutex>
 
 #include <gst/gst.h>
@@ -23,8 +22,6 @@ constexpr const char* kCommonElements[] = {
     "avdec_h264", "avdec_aac",     "appsink",           "audioconvert", "audioresample",
     "volume",     "scaletempo",    "videoconvertscale", "videobalance", "deinterlace",
 };
-
-std::atomic<bool> isWarm = false;
 
 void load(const char* name) {
   if (GstElement* element = gst_element_factory_make(name, nullptr)) {
@@ -54,14 +51,11 @@ void bringUp() {
 
 }  // namespace
 
+void logMediaLibrary() { TVSLogNotice(TVSSystemLog, "%@", Workarounds::shared().summary()); }
+
 void warmUpMedia() {
   static std::once_flag once;
-  std::call_once(once, [] {
-    bringUp();
-    isWarm = true;
-  });
+  std::call_once(once, bringUp);
 }
-
-bool isMediaWarm() { return isWarm; }
 
 }  // namespace media

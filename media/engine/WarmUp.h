@@ -10,7 +10,7 @@ namespace media {
 /// called off the main thread at start. Engines wait for it on threads of their own.
 void warmUpMedia();
 
-/// Whether it is done. Where it is not, nothing of the library is in use yet. Any thread.
-bool isMediaWarm();
+/// Logs the library's version and the workarounds for it. After warmUpMedia().
+void logMediaLibrary();
 
 }  // namespace media

@@ -20,6 +20,9 @@ struct ProcessOptions {
   std::optional<int> logLevel;
   std::vector<std::pair<std::string, int>> logComponents;
   bool usesSandbox = true;
+  /// Whether the process logs what it is made of: the library, its workarounds, the sandbox. The
+  /// others of a box are the same.
+  bool introduces = true;
   std::vector<std::string> readable;  ///< beyond what the sandbox allows by itself
   std::vector<std::string> writable;
 };

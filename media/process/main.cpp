@@ -48,10 +48,11 @@ int run(const ProcessOptions& options, std::unique_ptr<media::Sandbox> sandbox) 
   queue.bindToCurrentThread();
   const auto streaming = streaming::Streaming::make({.cacheFolder = options.cacheFolder});
   media::warmUpMedia();
-  if (sandbox) {
-    TVSLogNotice(TVSSystemLog, "%@", sandbox->enter().text);
-  } else {
-    TVSLogWarning(TVSSystemLog, "Media are played without a sandbox");
+  const std::string limits =
+      sandbox ? sandbox->enter().text : "Sandbox: none, media are played with all rights";
+  if (options.introduces) {
+    media::logMediaLibrary();
+    TVSLogNotice(TVSSystemLog, "%@", limits);
   }
   streaming->warmUp();
   {

@@ -113,7 +113,6 @@ bool Workarounds::isNeeded(std::string_view name) const {
 void Workarounds::installForProcess() const {
   static std::once_flag once;
   std::call_once(once, [this] {
-    TVSLogNotice(TVSSystemLog, "%@", _summary);
     for (const Entry* entry : _active)
       if (entry->hooks.forProcess) entry->hooks.forProcess();
   });

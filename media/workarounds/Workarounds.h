@@ -28,6 +28,8 @@ class Workarounds {
 
   /// Once, before the first playbin is made. Logs one line that names the workarounds that are on.
   void installForProcess() const;
+  /// One line for the log: the library's version, and which of the workarounds are on.
+  const std::string& summary() const { return _summary; }
   /// Before `playbin` leaves the state NULL.
   void installForPlaybin(GstElement* playbin) const;
   /// Whether a demuxer in `playbin` has given up without an error message.
