@@ -24,7 +24,7 @@ class MediaProcesses {
     media::ProcessOptions options = {};
     platform::Duration answerLimit = std::chrono::seconds(5);
     /// The media library may have to look at all of its plugins first.
-    platform::Duration startLimit = std::chrono::seconds(60);
+    platform::Duration startLimit = std::chrono::seconds(30);
     /// Between the use of the spare process and the start of the next one, so that this does not
     /// compete with the item that begins.
     platform::Duration spareDelay = std::chrono::seconds(2);

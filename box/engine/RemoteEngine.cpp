@@ -15,6 +15,7 @@ using Kind = media::HappenedEvent::Kind;
 
 /// What changes without being told is asked for when it is read, at most this often.
 constexpr auto kRefreshInterval = std::chrono::seconds(1);
+constexpr auto kSupervisionInterval = std::chrono::seconds(5);
 
 }  // namespace
 
@@ -80,6 +81,7 @@ void RemoteEngine::load(const platform::MediaLoad& load) {
   _process->setMinimumEpoch(++_epoch);
   _sendLoad(load, false);
   _followStyles();
+  _supervise();
 }
 
 void RemoteEngine::_followStyles() {
@@ -99,6 +101,7 @@ void RemoteEngine::unload() {
   if (!_state && !_prepared) return;
   _styles.reset();
   _failing.reset();
+  _supervision.reset();
   _state.reset();
   _prepared.reset();
   _facts = {};
@@ -129,6 +132,7 @@ void RemoteEngine::play(double rate) {
   _state->pauseUntold = false;
   _state->ended = false;
   _send(media::PlayCommand{rate});
+  _supervise();
 }
 
 void RemoteEngine::pause() {
@@ -144,6 +148,7 @@ void RemoteEngine::seek(double seconds) {
   _state->seekDestination = media::seekDestination(seconds, _facts);
   _state->ended = false;
   _send(media::SeekCommand{seconds, ++_lastSeek});
+  _supervise();
 }
 
 void RemoteEngine::seekToDate(platform::Date date) {
@@ -205,10 +210,20 @@ void RemoteEngine::_refreshWhenOld() {
   _send(media::RefreshCommand{});
 }
 
+void RemoteEngine::_supervise() {
+  _supervision.reset();
+  if (!_state || !_state->isBusy()) return;
+  _supervision = _queue.after(kSupervisionInterval, [this] {
+    _send(media::RefreshCommand{});
+    _supervise();
+  });
+}
+
 platform::Array RemoteEngine::accessLog() { return _state ? _state->accessLog : platform::Array(); }
 
 void RemoteEngine::_receive(const media::EngineEvent& event) {
   std::visit([this](const auto& each) { _handle(each); }, event);
+  if (_supervision && (!_state || !_state->isBusy())) _supervision.reset();
 }
 
 void RemoteEngine::_handle(const media::FactsEvent& event) {

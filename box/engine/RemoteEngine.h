@@ -26,7 +26,8 @@ namespace box {
 /// What is asked goes to the process, what became true comes from it. Everything that is read
 /// (position, facts, access log) has been told before, so that no call waits for the process.
 ///
-/// When the process dies the item goes on in another one where it was, and nothing is told; when
+/// While the process has something to do it is asked every few seconds whether it still answers.
+/// When it dies the item goes on in another one where it was, and nothing is told; when
 /// that one dies within kDeathInterval too, the item fails.
 ///
 /// Threads: main. Lifetime: `queue`, `clock` and `processes` outlive it.
@@ -92,6 +93,11 @@ class RemoteEngine : public platform::MediaEngine {
     std::map<std::string, std::optional<std::string>> selections;
     std::map<std::uint32_t, bool> tracks;
     platform::Array accessLog;
+
+    /// Whether the process has something to do of which nobody asks.
+    bool isBusy() const {
+      return !failed && (!ready || restoring || seekDestination || (load.playing && !ended));
+    }
   };
   struct Death {
     std::weak_ptr<TVSMediaItem> item;
@@ -102,6 +108,7 @@ class RemoteEngine : public platform::MediaEngine {
   void _send(media::EngineCommand command);
   void _sendLoad(const platform::MediaLoad& load, bool prepares);
   void _refreshWhenOld();
+  void _supervise();
   void _failLater();
 
   void _receive(const media::EngineEvent& event);
@@ -145,6 +152,7 @@ class RemoteEngine : public platform::MediaEngine {
   platform::Token _soundArrival;
   platform::Token _styles;
   platform::Token _failing;
+  platform::Token _supervision;
 };
 
 }  // namespace box
