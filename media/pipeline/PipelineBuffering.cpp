@@ -57,6 +57,8 @@ void Pipeline::_handleDryness() {
 void Pipeline::_stall() {
   if (std::exchange(_buffering, true)) return;
   _bytesAtStall = _setup.item ? _setup.item->statistics().bytesTransferred : 0;
+  // The demuxer may have gone on since the look became due: then nothing else ends this stall.
+  if (!_waits) _refilledAt = _clock.now() + kRefillTime;
   _setState(GST_STATE_PAUSED);
   _playAnnounced = false;
   {
