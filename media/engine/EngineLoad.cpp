@@ -39,7 +39,7 @@ float clampVolume(float volume) {
   return std::isfinite(volume) ? std::clamp(volume, 0.0f, 1.0f) : 1.0f;
 }
 
-PipelineWish wishOf(const platform::MediaLoad& load) {
+PlaybackRequest requestOf(const platform::MediaLoad& load) {
   return {.playing = load.playing,
           .rate = clampRate(load.rate),
           .forwardEnd = finite(load.forwardEndSeconds),
@@ -98,7 +98,7 @@ void EngineLoad::_open(bool held) {
   setup.startSeconds = finite(_setup.load.startSeconds);
   if (!setup.startSeconds) setup.startFraction = finite(_setup.load.startFraction);
   setup.startDate = _setup.load.startDate;
-  setup.wish = wishOf(_setup.load);
+  setup.request = requestOf(_setup.load);
   setup.held = held;
   setup.audio = _setup.audio;
   setup.frames = _setup.frames;
@@ -139,7 +139,7 @@ void EngineLoad::begin(const platform::MediaLoad& load, std::shared_ptr<Pipeline
   _held = false;
   _loadedAt = _clock.date();
   if (_pipeline)
-    _pipeline->begin(wishOf(load), std::move(predecessor));
+    _pipeline->begin(requestOf(load), std::move(predecessor));
   else
     _reporter()({.kind = Kind::Fail, .error = *_refusal});
 }

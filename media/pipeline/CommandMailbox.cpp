@@ -12,6 +12,12 @@ void CommandMailbox::post(std::function<void()> command) {
   gst_bus_post(_bus, gst_message_new_application(nullptr, gst_structure_new_empty(kWake)));
 }
 
+std::function<void(std::function<void()>)> CommandMailbox::poster() {
+  return [weak = weak_from_this()](std::function<void()> command) {
+    if (const auto mailbox = weak.lock()) mailbox->post(std::move(command));
+  };
+}
+
 std::vector<std::function<void()>> CommandMailbox::take() {
   const std::lock_guard lock(_mutex);
   _woken = false;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <vector>
 
@@ -12,12 +13,16 @@ namespace media {
 /// wakes it with a message of its own.
 ///
 /// Threads: post() any; the rest the pipeline's.
-class CommandMailbox {
+class CommandMailbox : public std::enable_shared_from_this<CommandMailbox> {
  public:
   static constexpr const char* kWake = "wake";
 
   /// Never blocks. Before attach() and after detach() commands are kept and nobody is woken.
   void post(std::function<void()> command);
+  /// Does the same for as long as somebody else keeps the mailbox, then nothing: for callbacks that
+  /// may outlive the pipeline. Commands run on the pipeline's thread only, which keeps the
+  /// pipeline.
+  std::function<void(std::function<void()>)> poster();
   std::vector<std::function<void()>> take();
 
   void attach(GstBus* bus);

@@ -1,0 +1,52 @@
+#include "media/pipeline/playback/Announcements.h"
+
+namespace media {
+
+using Kind = PipelineEvent::Kind;
+
+void Announcements::ready() { _tell(Kind::Ready); }
+
+void Announcements::stall() { _tell(Kind::Stall); }
+
+void Announcements::facts() { _tell(Kind::Facts); }
+
+void Announcements::factsIfReady() {
+  if (_state.ready) facts();
+}
+
+void Announcements::selection(const std::string& characteristic) {
+  _report({.kind = Kind::Selection, .characteristic = characteristic});
+}
+
+void Announcements::seek(std::uint64_t serial) {
+  _report({.kind = Kind::Seek, .seekSerial = serial});
+}
+
+void Announcements::failure(platform::Error error, bool held) {
+  if (held)
+    _withheldFailure = std::move(error);
+  else
+    _report({.kind = Kind::Fail, .error = std::move(error)});
+}
+
+void Announcements::withheldFailure() {
+  if (auto error = std::exchange(_withheldFailure, std::nullopt)) failure(*std::move(error), false);
+}
+
+void Announcements::play() {
+  if (std::exchange(_playTold, true)) return;
+  _pauseTold = false;
+  _report({.kind = Kind::Play, .rate = _state.rate});
+}
+
+void Announcements::pause() {
+  if (std::exchange(_pauseTold, true)) return;
+  _playTold = false;
+  _tell(Kind::Pause);
+}
+
+void Announcements::end() {
+  if (!std::exchange(_endTold, true)) _tell(Kind::End);
+}
+
+}  // namespace media

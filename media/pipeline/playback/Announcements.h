@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "media/pipeline/PipelineSetup.h"
+#include "media/pipeline/playback/PlaybackState.h"
+
+namespace media {
+
+/// Reports what has become true, and what has been reported already is not reported again.
+///
+/// Threads: the pipeline's.
+class Announcements {
+ public:
+  Announcements(std::function<void(const PipelineEvent&)> report, const PlaybackState& state)
+      : _report(std::move(report)), _state(state) {}
+
+  void ready();
+  void stall();
+  void facts();
+  /// Before the load is ready nobody waits for them.
+  void factsIfReady();
+  void selection(const std::string& characteristic);
+  void seek(std::uint64_t serial);
+  /// When `held`, not before withheldFailure().
+  void failure(platform::Error error, bool held);
+  void withheldFailure();
+
+  // Once each, until something below makes it new again.
+  void play();
+  void pause();
+  void end();
+
+  void renewPlay() { _playTold = false; }
+  void renewPause() { _pauseTold = false; }
+  void renewEnd() { _endTold = false; }
+
+ private:
+  void _tell(PipelineEvent::Kind kind) { _report({.kind = kind}); }
+
+  const std::function<void(const PipelineEvent&)> _report;
+  const PlaybackState& _state;
+  bool _playTold = false;
+  bool _pauseTold = false;
+  bool _endTold = false;
+  std::optional<platform::Error> _withheldFailure;
+};
+
+}  // namespace media

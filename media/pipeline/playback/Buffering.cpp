@@ -1,0 +1,111 @@
+#include "media/pipeline/playback/Buffering.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace media {
+namespace {
+
+/// A demuxer that waits is normal: decoders and sinks hold media for a while. Only when it has
+/// waited for so long are the sinks looked at, and again after each interval.
+constexpr auto kDryInterval = std::chrono::milliseconds(100);
+
+/// After a stall, a demuxer that has not waited for so long has filled the queues behind it.
+constexpr auto kRefillTime = std::chrono::milliseconds(300);
+
+/// So much is to have come after a stall when "100 %" is told.
+constexpr double kRefillSeconds = 2;
+constexpr double kUnknownBitrate = 4e6;
+
+}  // namespace
+
+void Buffering::watch(const PlayerElements& elements) {
+  if (elements.video->element()) _videoProgress.watch(elements.video->element());
+  if (elements.sound->element()) _soundProgress.watch(elements.sound->element());
+}
+
+void Buffering::noteWaiting(bool waits) {
+  if (_state.failed || std::exchange(_state.waits, waits) == waits) return;
+  _silence.noteProgress();
+  _watchDryness();
+  _refilledAt.reset();
+  if (!waits && _state.buffering) _refilledAt = _load.clock.now() + kRefillTime;
+  _publish();
+}
+
+void Buffering::noteSeek() {
+  _state.buffering = false;
+  _refilledAt.reset();
+}
+
+void Buffering::stop() {
+  _dryAt.reset();
+  _refilledAt.reset();
+}
+
+/// Where bytes come slowly, waits begin and end all the time: one look is due after each of them.
+void Buffering::_watchDryness() {
+  if (!_state.timeRuns)
+    _dryAt.reset();
+  else if (_state.waits && !_dryAt)
+    _dryAt = _load.clock.now() + kDryInterval;
+}
+
+bool Buffering::_isDry(const SinkProgress& sink, GstStreamType type, double position) const {
+  return _catalog.plays(type) && !sink.hasEnded() && sink.end() >= 0 && sink.end() <= position;
+}
+
+void Buffering::handleDryness() {
+  _dryAt.reset();
+  if (!_state.timeRuns || _state.seeking || _state.scrubbing || _state.atEnd) return;
+  const double position = _player.position();
+  if (_state.rate > 0 && (_isDry(_videoProgress, GST_STREAM_TYPE_VIDEO, position) ||
+                          _isDry(_soundProgress, GST_STREAM_TYPE_AUDIO, position)))
+    _stall();
+  else
+    _watchDryness();
+}
+
+void Buffering::_stall() {
+  if (std::exchange(_state.buffering, true)) return;
+  const auto& item = _load.setup.item;
+  _bytesAtStall = item ? item->statistics().bytesTransferred : 0;
+  // The demuxer may have gone on since the look became due: then nothing else ends this stall.
+  if (!_state.waits) _refilledAt = _load.clock.now() + kRefillTime;
+  _player.setState(GST_STATE_PAUSED);
+  _announcements.renewPlay();
+  _load.statistics.noteStall();
+  _publish();
+  _announcements.stall();
+}
+
+void Buffering::handleRefill() {
+  _refilledAt.reset();
+  _state.buffering = false;
+  _publish();
+  _announcements.facts();
+}
+
+void Buffering::_publish() {
+  platform::MediaFacts& facts = _load.facts.newest();
+  const auto& item = _load.setup.item;
+  const auto before = facts.bufferingPercent;
+  const bool fills = _state.buffering || (!_state.prerolled && _state.waits);
+  facts.bufferingPercent.reset();
+  if (fills && item) {
+    const auto legs = item->legs();
+    const double bitrate =
+        legs.empty() ? kUnknownBitrate : legs.back().indicatedBitrate.value_or(kUnknownBitrate);
+    const auto bytes = item->statistics().bytesTransferred - _bytesAtStall;
+    const double share = 8 * static_cast<double>(bytes) / (bitrate * kRefillSeconds);
+    facts.bufferingPercent = static_cast<int>(std::clamp(100 * share, 0.0, 99.0));
+  }
+  facts.bufferEmpty = fills && facts.bufferingPercent.value_or(0) == 0;
+  facts.bufferFull = !fills && !_state.waits;
+  facts.likelyToKeepUp = !fills;
+  _load.facts.publish();
+  if (before != facts.bufferingPercent && fills && (!_state.ready || _state.buffering))
+    _announcements.facts();
+}
+
+}  // namespace media

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include <gst/gst.h>
+
+#include "media/metadata/MetadataTimeline.h"
+#include "media/pipeline/playback/Announcements.h"
+#include "media/pipeline/playback/LoadContext.h"
+#include "media/pipeline/playback/PlaybackState.h"
+#include "platform/foundation/queues/Clock.h"
+#include "streaming/manifest/Presentation.h"
+#include "streaming/playback/ResourceReader.h"
+
+namespace media {
+
+/// The timed metadata of an item, and which of them belong to the position that plays.
+///
+/// Threads: the pipeline's; addID3() and addEvent() any, until the pipeline has been taken down.
+class CurrentMetadata {
+ public:
+  CurrentMetadata(LoadContext& load, const PlaybackState& state, Announcements& announcements)
+      : _load(load), _state(state), _announcements(announcements) {}
+
+  /// Reads them from the demuxers of a plain resource.
+  void watch(GstElement* player);
+  /// A radio station says what plays.
+  void noteStation(const streaming::ResourceReader& resource);
+  void noteTags(const GstTagList* tags);
+  /// The events that the manifest of a presentation has.
+  void noteEvents();
+  void addID3(double seconds, const std::string& tag);
+  void addEvent(double segmentStart, double timeOffset, const std::string& box);
+
+  void update();
+  /// When more is due.
+  std::optional<platform::TimePoint> updateAt() const { return _updateAt; }
+
+ private:
+  void _wake();
+
+  LoadContext& _load;
+  const PlaybackState& _state;
+  Announcements& _announcements;
+  const std::shared_ptr<MetadataTimeline> _timeline = std::make_shared<MetadataTimeline>();
+  std::shared_ptr<const streaming::Presentation> _eventsOf;
+  MetadataTimeline::Items _tagItems;  // the newest of each
+  std::optional<platform::TimePoint> _updateAt;
+};
+
+}  // namespace media

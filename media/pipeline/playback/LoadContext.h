@@ -1,0 +1,28 @@
+#pragma once
+
+#include <memory>
+
+#include "media/encryption/SenderContentKeys.h"
+#include "media/output/PositionClock.h"
+#include "media/pipeline/CommandMailbox.h"
+#include "media/pipeline/PipelineSetup.h"
+#include "media/pipeline/playback/ItemFacts.h"
+#include "media/pipeline/playback/StatisticsRecord.h"
+#include "platform/foundation/queues/Clock.h"
+
+namespace media {
+
+/// What the owner of a load, on any thread, shares with the pipeline's thread.
+struct LoadContext {
+  LoadContext(const platform::Clock& loadClock, PipelineSetup loadSetup);
+
+  const platform::Clock& clock;
+  const PipelineSetup setup;
+  const std::shared_ptr<SenderContentKeys> contentKeys;  ///< null for a file
+  const std::shared_ptr<CommandMailbox> mailbox = std::make_shared<CommandMailbox>();
+  PositionClock position;
+  ItemFacts facts;
+  StatisticsRecord statistics;
+};
+
+}  // namespace media

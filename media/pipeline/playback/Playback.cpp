@@ -1,0 +1,221 @@
+#include "media/pipeline/playback/Playback.h"
+
+#include <initializer_list>
+#include <utility>
+
+namespace media {
+
+Playback::Playback(LoadContext& load)
+    : _load(load),
+      _wanted(load.setup),
+      _announcements(load.setup.report, _state),
+      _silence(load.clock, _state),
+      _player(load, _elements, _wanted, _state),
+      _texts(load, _elements, _catalog),
+      _facts(load, _elements, _state, _catalog, _texts),
+      _selection(load, _elements, _wanted, _state, _catalog, _texts, _facts, _silence,
+                 _announcements),
+      _sound(load, _elements, _wanted, _state, _player, _catalog),
+      _buffering(load, _state, _player, _catalog, _silence, _announcements),
+      _metadata(load, _state, _announcements),
+      _scrubbing(load, _wanted, _state, _player, _silence),
+      _seeking(load, _elements, _wanted, _state, _player, _facts, _sound, _buffering, _scrubbing,
+               _silence, _announcements),
+      _builder(load, _elements, _wanted, _state, _sound, _texts, _selection, _buffering,
+               _metadata) {
+  _player.whenTimeChanges([this] { _buffering.noteTimeChange(); });
+}
+
+void Playback::begin(const PlaybackRequest& request,
+                     const std::function<void()>& waitForPredecessor) {
+  _sound.begin(waitForPredecessor);
+  _wanted.held = false;
+  _load.statistics.restart();
+  _wanted.set(request);
+  _sound.applyVolume();
+  _announcements.withheldFailure();
+}
+
+void Playback::play(double rate) {
+  _wanted.playing = true;
+  _wanted.rate = rate;
+  _announcements.renewPlay();
+  _announcements.renewEnd();
+}
+
+void Playback::pause() {
+  _wanted.playing = false;
+  _announcements.renewPause();
+}
+
+void Playback::setEndTimes(std::optional<double> forwardSeconds,
+                           std::optional<double> reverseSeconds) {
+  _wanted.forwardEnd = forwardSeconds;
+  _wanted.reverseEnd = reverseSeconds;
+}
+
+void Playback::setVolume(float volume) {
+  _wanted.volume = volume;
+  _sound.applyVolume();
+}
+
+void Playback::setMuted(bool muted) {
+  _wanted.muted = muted;
+  _sound.applyVolume();
+}
+
+void Playback::setSubtitleStyles(std::shared_ptr<const SubtitleStyles> styles) {
+  _texts.setStyles(std::move(styles));
+}
+
+void Playback::setTrackEnabled(std::uint32_t trackID, bool enabled) {
+  _selection.requestTrack(trackID, enabled);
+}
+
+void Playback::selectOption(const std::string& characteristic,
+                            const std::optional<std::string>& identifier) {
+  _selection.requestOption(characteristic, identifier);
+}
+
+void Playback::refresh() {
+  if (!_state.ready || _state.failed) return;
+  if (_state.timeRuns && !_state.seeking) _load.position.correct(_player.position());
+  _facts.refresh();
+}
+
+void Playback::run() {
+  _builder.makeBus();
+  _silence.noteProgress();
+  _open();
+  _loop();
+  _load.mailbox->detach();
+  _letGo();
+  _builder.takeDown();
+}
+
+GstClockTime Playback::_untilDeadline() const {
+  std::optional<platform::TimePoint> until;
+  for (const auto& each :
+       {_silence.deadline(), _silence.lookAt(), _scrubbing.stepAt(), _buffering.dryAt(),
+        _buffering.refilledAt(), _sound.searchAt(), _metadata.updateAt()})
+    if (each && (!until || *each < *until)) until = each;
+  if (!until) return GST_CLOCK_TIME_NONE;
+  const auto left = *until - _load.clock.now();
+  return left.count() > 0 ? static_cast<GstClockTime>(left.count()) : 0;
+}
+
+void Playback::_loop() {
+  while (true) {
+    for (const auto& command : _load.mailbox->take()) command();
+    if (_state.closing) return;
+    _reconcile();
+    _updateMetadata();
+    // Unbounded without a deadline: whoever wants something posts a message.
+    const GstRef<GstMessage> message(gst_bus_timed_pop(_elements.bus.get(), _untilDeadline()));
+    if (message)
+      _handle(message.get());
+    else
+      _handleDeadline();
+  }
+}
+
+void Playback::_reconcile() {
+  if (_state.failed || _state.seeking || _selection.isUnderWay() || !_elements.player) return;
+  if (_state.prerolled) {
+    if (_selection.beginPreferred()) return;
+    _seeking.resolveDate();
+    if (_wanted.needsSeek(_state)) {
+      _seeking.begin();
+      if (_state.seeking) return;
+    }
+    if (!_state.ready && !_wanted.held) _becomeReady();
+    if (_selection.beginNext()) {
+      // Whatever else is due waits for the answer, or comes round again at once.
+      if (!_selection.isUnderWay()) _reconcile();
+      return;
+    }
+  }
+  // Before the first frame nothing is gained by a pause in between, unless a start point is to
+  // come.
+  const bool mayRun = _state.prerolled ? !_state.atEnd && !_state.buffering && !_state.scrubbing
+                                       : !_wanted.needsSeek(_state);
+  const GstState state =
+      _wanted.playing && !_wanted.held && mayRun ? GST_STATE_PLAYING : GST_STATE_PAUSED;
+  if (state != _player.requested()) _player.setState(state);
+  if (_state.ready && !_state.failed) _announce();
+}
+
+void Playback::_updateMetadata() {
+  if (!_state.ready || _state.failed) return;
+  if (_elements.presentation) _metadata.noteEvents();
+  _metadata.update();
+}
+
+void Playback::_announce() {
+  if (!_wanted.playing) {
+    if (_state.scrubbing) _scrubbing.pause();
+    _announcements.pause();
+    return;
+  }
+  if (_state.atEnd) return _announcements.end();
+  if (_state.scrubbing) {
+    _scrubbing.run();
+    _announcements.play();
+    return;
+  }
+  if (_player.requested() != GST_STATE_PLAYING) return;
+  GstState current = GST_STATE_NULL;
+  GstState pending = GST_STATE_VOID_PENDING;
+  gst_element_get_state(_player.element(), &current, &pending, 0);
+  const bool isDue = !_catalog.plays(GST_STREAM_TYPE_VIDEO) || _elements.video->hasBecomeDue();
+  if (current != GST_STATE_PLAYING || pending != GST_STATE_VOID_PENDING || !isDue) return;
+  if (!_state.timeRuns) {
+    _player.setTimeRuns(true);
+    _player.runPosition();
+  }
+  _announcements.play();
+}
+
+void Playback::_becomeReady() {
+  const double position = _player.position();
+  _state.ready = true;
+  _sound.noteReady();
+  _facts.refresh();
+  if (!_state.timeRuns && !_state.seeking) _load.position.hold(position);
+  _load.statistics.noteReady();
+  _announcements.ready();
+}
+
+void Playback::_finishSeek() {
+  _seeking.finish();
+  if (!_state.ready && !_wanted.held) _becomeReady();
+}
+
+void Playback::_fail(platform::Error error) {
+  if (std::exchange(_state.failed, true)) return;
+  _silence.clearAll();
+  _buffering.stop();
+  _scrubbing.cancelStep();
+  if (_state.timeRuns) _player.hold(_load.position.seconds());
+  _announcements.failure(std::move(error), _wanted.held);
+  // Connections and devices are let go at once; the owner may keep the load to look at.
+  _letGo();
+}
+
+void Playback::_letGo() {
+  if (_load.contentKeys) _load.contentKeys->close();
+  _texts.stop();
+  if (const auto& item = _load.setup.item) {
+    item->whenLegBegins({});
+    item->close();
+  }
+  if (_elements.presentation)
+    _elements.presentation->close();
+  else if (_elements.player)
+    gst_element_set_state(_elements.player.get(), GST_STATE_NULL);
+  // It is open even where nothing has come to play on it.
+  if (_elements.sound && _elements.sound->element())
+    gst_element_set_state(_elements.sound->element(), GST_STATE_NULL);
+}
+
+}  // namespace media

@@ -1,0 +1,121 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <gst/gst.h>
+
+#include "media/pipeline/StreamCatalog.h"
+#include "media/pipeline/playback/Announcements.h"
+#include "media/pipeline/playback/Buffering.h"
+#include "media/pipeline/playback/CurrentMetadata.h"
+#include "media/pipeline/playback/FactsReader.h"
+#include "media/pipeline/playback/LoadContext.h"
+#include "media/pipeline/playback/PlaybackState.h"
+#include "media/pipeline/playback/Player.h"
+#include "media/pipeline/playback/PlayerBuilder.h"
+#include "media/pipeline/playback/PlayerElements.h"
+#include "media/pipeline/playback/Scrubbing.h"
+#include "media/pipeline/playback/Seeking.h"
+#include "media/pipeline/playback/SilenceGuard.h"
+#include "media/pipeline/playback/SoundBranch.h"
+#include "media/pipeline/playback/StreamSelection.h"
+#include "media/pipeline/playback/TextBranch.h"
+#include "media/pipeline/playback/WantedPlayback.h"
+#include "platform/foundation/Error.h"
+#include "platform/media/MediaFacts.h"
+
+namespace media {
+
+/// What a pipeline's thread does: it builds the player, handles its bus, and changes it until it
+/// does what is wanted. A failure does not end it; close() does.
+///
+/// Threads: the pipeline's, but setSubtitleStyles() any.
+///
+/// Files: Playback.cpp runs the loop, PlaybackOpening.cpp opens the item and follows a
+/// presentation, PlaybackMessages.cpp handles the bus and deadlines.
+class Playback {
+ public:
+  /// Commands come through the mailbox of `load`.
+  explicit Playback(LoadContext& load);
+  Playback(const Playback&) = delete;
+  Playback& operator=(const Playback&) = delete;
+
+  /// From the first message to the end of the player. Returns after close().
+  void run();
+
+  // As in Pipeline.
+  void begin(const PlaybackRequest& request, const std::function<void()>& waitForPredecessor);
+  void play(double rate);
+  void pause();
+  void seek(double seconds, std::uint64_t serial) { _seeking.request(seconds, serial); }
+  void seekToDate(platform::Date date, std::uint64_t serial) { _seeking.requestDate(date, serial); }
+  void setEndTimes(std::optional<double> forwardSeconds, std::optional<double> reverseSeconds);
+  void setVolume(float volume);
+  void setMuted(bool muted);
+  void setSubtitleStyles(std::shared_ptr<const SubtitleStyles> styles);
+  void setTrackEnabled(std::uint32_t trackID, bool enabled);
+  void selectOption(const std::string& characteristic,
+                    const std::optional<std::string>& identifier);
+  void refresh();
+  void close() { _state.closing = true; }
+
+ private:
+  // Playback.cpp
+  void _loop();
+  GstClockTime _untilDeadline() const;
+  void _reconcile();
+  void _updateMetadata();
+  void _announce();
+  void _becomeReady();
+  void _finishSeek();
+  void _fail(platform::Error error);
+  void _letGo();
+
+  // PlaybackOpening.cpp
+  void _open();
+  void _opened(const std::optional<platform::Error>& error);
+  void _openResource();
+  void _openPresentation();
+  void _prepared(double start, const std::optional<platform::Error>& error);
+  void _noteTracks();
+  void _updatePresentation();
+
+  // PlaybackMessages.cpp
+  void _handle(GstMessage* message);
+  void _handleError(GstMessage* message);
+  void _handleElement(GstMessage* message);
+  void _handleDurationChange();
+  void _handleTags(GstMessage* message);
+  void _noteChapters(std::vector<platform::MediaChapter> chapters);
+  void _handleAsyncDone();
+  void _handleEnd();
+  void _handleDeadline();
+  void _lookForLostError();
+  void _handleSilence();
+  /// Why the media do not come, where it is the network's or the sender's fault.
+  std::optional<platform::Error> _itemFailure() const;
+
+  LoadContext& _load;
+  WantedPlayback _wanted;
+  PlaybackState _state;
+  PlayerElements _elements;
+  StreamCatalog _catalog;
+  Announcements _announcements;
+  SilenceGuard _silence;
+  Player _player;
+  TextBranch _texts;
+  FactsReader _facts;
+  StreamSelection _selection;
+  SoundBranch _sound;
+  Buffering _buffering;
+  CurrentMetadata _metadata;
+  Scrubbing _scrubbing;
+  Seeking _seeking;
+  PlayerBuilder _builder;
+};
+
+}  // namespace media

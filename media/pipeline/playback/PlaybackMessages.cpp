@@ -1,0 +1,193 @@
+// Handles the messages on the bus, and what is due when none comes. On the pipeline's thread.
+
+#include <utility>
+
+#include "media/metadata/Chapters.h"
+#include "media/pipeline/playback/Playback.h"
+#include "media/support/MediaErrors.h"
+#include "media/texts/MatroskaTexts.h"
+#include "media/workarounds/Workarounds.h"
+
+namespace media {
+
+void Playback::_handle(GstMessage* message) {
+  const GstMessageType type = GST_MESSAGE_TYPE(message);
+  const bool own = GST_MESSAGE_SRC(message) == GST_OBJECT(_player.element());
+  if (_state.failed) return;
+  if (type == GST_MESSAGE_ERROR) {
+    _handleError(message);
+  } else if (type == GST_MESSAGE_ASYNC_DONE) {
+    if (own) _handleAsyncDone();
+  } else if (type == GST_MESSAGE_EOS) {
+    if (own) _handleEnd();
+  } else if (type == GST_MESSAGE_REQUEST_STATE) {
+    GstState requested = GST_STATE_VOID_PENDING;
+    gst_message_parse_request_state(message, &requested);
+    if (requested == GST_STATE_PAUSED) _sound.noteInterruption();
+  } else if (type == GST_MESSAGE_ELEMENT) {
+    _handleElement(message);
+  } else if (type == GST_MESSAGE_STREAM_COLLECTION) {
+    GstStreamCollection* parsed = nullptr;
+    gst_message_parse_stream_collection(message, &parsed);
+    _selection.setCollection(GstRef<GstStreamCollection>(parsed));
+  } else if (type == GST_MESSAGE_STREAMS_SELECTED) {
+    _selection.handleAnswer(StreamCatalog::selectionOf(message));
+  } else if (type == GST_MESSAGE_DURATION_CHANGED) {
+    _handleDurationChange();
+  } else if (type == GST_MESSAGE_TAG) {
+    _handleTags(message);
+  } else if (type == GST_MESSAGE_TOC) {
+    GstToc* toc = nullptr;
+    gst_message_parse_toc(message, &toc, nullptr);
+    const GstRef<GstToc> owned(toc);
+    _noteChapters(chaptersOf(toc));
+  } else if (type == GST_MESSAGE_CLOCK_LOST) {
+    if (_player.requested() == GST_STATE_PLAYING) {
+      _player.setState(GST_STATE_PAUSED);
+      _player.setState(GST_STATE_PLAYING);
+    }
+  } else if (type == GST_MESSAGE_QOS) {
+    // One for each picture that came too late.
+    _load.statistics.noteDroppedFrame();
+  } else if (type == GST_MESSAGE_LATENCY) {
+    gst_bin_recalculate_latency(GST_BIN(_player.element()));
+  }
+  // State changes and wake-ups say no more than that it is time to look.
+}
+
+void Playback::_handleError(GstMessage* message) {
+  using Source = SoundBranch::ErrorSource;
+  const Source source = _sound.handleError(message);
+  if (source == Source::Elsewhere)
+    _fail(_itemFailure().value_or(errorOfMessage(message)));
+  else if (source == Source::SoundAndSeek)
+    _finishSeek();
+}
+
+void Playback::_handleElement(GstMessage* message) {
+  const GstStructure* content = gst_message_get_structure(message);
+  if (!content) return;
+  if (gst_structure_has_name(content, "missing-plugin")) {
+    if (auto error = missingPluginError(content)) _fail(std::move(*error));
+  } else if (gst_structure_has_name(content, kForcedTextMessage)) {
+    _catalog.noteForced(gst_structure_get_string(content, kForcedTextStream));
+  }
+}
+
+void Playback::_handleDurationChange() {
+  if (!_state.ready) return;
+  _facts.refresh();
+  if (_state.timeRuns && !_state.seeking && !_state.scrubbing) _player.runPosition();
+  _announcements.facts();
+}
+
+void Playback::_handleTags(GstMessage* message) {
+  GstTagList* parsed = nullptr;
+  gst_message_parse_tag(message, &parsed);
+  const GstRef<GstTagList> tags(parsed);
+  _metadata.noteTags(parsed);
+  gchar* title = nullptr;
+  // A stream's own title names a track.
+  if (gst_tag_list_get_scope(parsed) == GST_TAG_SCOPE_GLOBAL &&
+      gst_tag_list_get_string(parsed, GST_TAG_TITLE, &title)) {
+    const GstRef<gchar> owned(title);
+    if (_load.facts.newest().title != title) {
+      _load.facts.newest().title = title;
+      _load.facts.publish();
+      _announcements.factsIfReady();
+    }
+  }
+  // Streams are told of before what is known about them, such as their language.
+  _selection.update();
+}
+
+void Playback::_noteChapters(std::vector<platform::MediaChapter> chapters) {
+  // Each sink tells the same.
+  if (chapters == _load.facts.newest().chapters) return;
+  _load.facts.newest().chapters = std::move(chapters);
+  _load.facts.publish();
+  _announcements.factsIfReady();
+}
+
+void Playback::_handleAsyncDone() {
+  GstElement* const player = _player.element();
+  GST_OBJECT_LOCK(player);
+  // A flush came after this message had been sent, and another one follows; or an error did.
+  const bool prerolling = GST_STATE_PENDING(player) == GST_STATE_PAUSED ||
+                          GST_STATE_RETURN(player) == GST_STATE_CHANGE_FAILURE;
+  GST_OBJECT_UNLOCK(player);
+  if (prerolling) return;
+  if (_state.seeking) {
+    _finishSeek();
+  } else if (!_state.prerolled) {
+    if (_state.knowsStreams && !_catalog.hasMedia()) {
+      // A single picture has been put already.
+      _load.setup.frames->close(_load.setup.ticket);
+      return _fail(unrecognizedError());
+    }
+    _state.prerolled = true;
+    _sound.noteFlush();
+    _silence.clear();
+    _facts.refresh();
+  }
+}
+
+void Playback::_handleEnd() {
+  // One that was sent before a seek began says nothing.
+  if (_state.seeking || _state.atEnd) return;
+  const double duration = _load.facts.newest().duration;
+  double end = _player.position();
+  if (_state.rate < 0)
+    end = _wanted.reverseEnd.value_or(0);
+  else if (_state.stop && (duration <= 0 || *_state.stop < duration))
+    end = *_state.stop;
+  else if (duration > 0)
+    end = duration;
+  _state.atEnd = true;
+  _player.hold(end);
+}
+
+void Playback::_handleDeadline() {
+  const auto now = _load.clock.now();
+  const auto isDue = [now](const std::optional<platform::TimePoint>& at) {
+    return at && *at <= now;
+  };
+  if (isDue(_scrubbing.stepAt())) {
+    if (_seeking.stepScrubbing()) _finishSeek();
+  } else if (isDue(_buffering.dryAt())) {
+    _buffering.handleDryness();
+  } else if (isDue(_buffering.refilledAt())) {
+    _buffering.handleRefill();
+  } else if (isDue(_sound.searchAt())) {
+    _sound.search();
+  } else if (isDue(_silence.lookAt())) {
+    _lookForLostError();
+  } else if (isDue(_silence.deadline())) {
+    _handleSilence();
+  }
+}
+
+void Playback::_lookForLostError() {
+  _silence.clearLook();
+  if (!_state.failed && !_state.prerolled && !_state.knowsStreams && _elements.player &&
+      Workarounds::shared().hasLostError(_elements.player.get()))
+    _fail(_itemFailure().value_or(silenceError()));
+}
+
+void Playback::_handleSilence() {
+  _silence.clear();
+  if (_selection.isUnderWay())
+    _selection.finish();
+  else if (_load.setup.item && _load.setup.item->isBusy())
+    _silence.noteProgress();  // transfers end by themselves
+  else if (!_state.failed)
+    _fail(_itemFailure().value_or(silenceError()));
+}
+
+std::optional<platform::Error> Playback::_itemFailure() const {
+  const auto& presentation = _elements.presentation;
+  if (auto failure = presentation ? presentation->failure() : std::nullopt) return failure;
+  return _load.setup.item ? _load.setup.item->failure() : std::nullopt;
+}
+
+}  // namespace media

@@ -1,0 +1,81 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "media/pipeline/playback/Announcements.h"
+#include "media/pipeline/playback/Buffering.h"
+#include "media/pipeline/playback/FactsReader.h"
+#include "media/pipeline/playback/LoadContext.h"
+#include "media/pipeline/playback/PlaybackState.h"
+#include "media/pipeline/playback/Player.h"
+#include "media/pipeline/playback/PlayerElements.h"
+#include "media/pipeline/playback/Scrubbing.h"
+#include "media/pipeline/playback/SilenceGuard.h"
+#include "media/pipeline/playback/SoundBranch.h"
+#include "media/pipeline/playback/WantedPlayback.h"
+#include "platform/foundation/Date.h"
+
+namespace media {
+
+/// Seeks. A seek also changes the rate and the end time, and makes a new selection flow.
+///
+/// Threads: the pipeline's.
+class Seeking {
+ public:
+  Seeking(LoadContext& load, const PlayerElements& elements, WantedPlayback& wanted,
+          PlaybackState& state, Player& player, FactsReader& facts, SoundBranch& sound,
+          Buffering& buffering, Scrubbing& scrubbing, SilenceGuard& silence,
+          Announcements& announcements)
+      : _load(load),
+        _elements(elements),
+        _wanted(wanted),
+        _state(state),
+        _player(player),
+        _facts(facts),
+        _sound(sound),
+        _buffering(buffering),
+        _scrubbing(scrubbing),
+        _silence(silence),
+        _announcements(announcements) {}
+
+  void request(double seconds, std::uint64_t serial);
+  void requestDate(platform::Date date, std::uint64_t serial);
+  /// A wanted date becomes a wanted position, as the time line is known now.
+  void resolveDate();
+  /// Begins a seek to what is wanted. When the media cannot be sought, no seek is under way
+  /// afterwards, and what was wanted of it is dropped.
+  void begin();
+  /// The seek has ended.
+  void finish();
+  /// A step of scrubbing is due. True: scrubbing is at its end, without a seek.
+  bool stepScrubbing();
+
+ private:
+  struct Segment {
+    double rate;
+    gint64 start;
+    gint64 stop;
+    bool isEnd;  // nothing of it plays
+  };
+  double _destination() const;
+  Segment _segmentAt(double destination) const;
+  bool _send(const Segment& segment, double destination);
+  void _answer();
+
+  LoadContext& _load;
+  const PlayerElements& _elements;
+  WantedPlayback& _wanted;
+  PlaybackState& _state;
+  Player& _player;
+  FactsReader& _facts;
+  SoundBranch& _sound;
+  Buffering& _buffering;
+  Scrubbing& _scrubbing;
+  SilenceGuard& _silence;
+  Announcements& _announcements;
+  std::optional<std::uint64_t> _unanswered;  // the newest request
+  bool _endsAfter = false;                   // the seek that is under way shows the end
+};
+
+}  // namespace media

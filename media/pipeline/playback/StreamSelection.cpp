@@ -1,0 +1,161 @@
+#include "media/pipeline/playback/StreamSelection.h"
+
+#include <utility>
+
+namespace media {
+namespace {
+
+/// How long the answer to a selection of streams is waited for. It comes within milliseconds, but
+/// not while a stream that is to be switched off has ended: its thread is held in the library until
+/// all streams have ended, or the next seek.
+constexpr auto kSelectionLimit = std::chrono::milliseconds(250);
+
+std::vector<StreamDescription> descriptionsOf(const std::vector<streaming::Track>& tracks) {
+  std::vector<StreamDescription> descriptions;
+  for (const streaming::Track& track : tracks)
+    if (track.captionChannel.empty()) descriptions.push_back(describeTrack(track));
+  return descriptions;
+}
+
+}  // namespace
+
+void StreamSelection::requestTrack(std::uint32_t trackID, bool enabled) {
+  _requests.emplace_back([this, trackID, enabled] {
+    _chosen = true;
+    _begin(_catalog.withTrack(trackID, enabled));
+  });
+}
+
+void StreamSelection::requestOption(const std::string& characteristic,
+                                    const std::optional<std::string>& identifier) {
+  _requests.emplace_back(
+      [this, characteristic, identifier] { _select(characteristic, identifier); });
+}
+
+bool StreamSelection::beginNext() {
+  if (_requests.empty()) return false;
+  const auto next = std::move(_requests.front());
+  _requests.erase(_requests.begin());
+  next();
+  return true;
+}
+
+bool StreamSelection::beginPreferred() {
+  if (_chosen) return false;
+  _chosen = _state.ready || _catalog.knowsLanguages();
+  _begin(_catalog.preferred(_load.setup.preferredLanguages));
+  return _selecting.has_value();
+}
+
+void StreamSelection::_select(const std::string& characteristic,
+                              const std::optional<std::string>& identifier) {
+  _chosen = true;
+  const bool isText = characteristic == platform::kMediaCharacteristicLegible;
+  const auto text = isText && identifier ? _texts.find(*identifier) : TextBranch::Option{};
+  auto choice = _catalog.withOption(characteristic, text ? std::nullopt : identifier);
+  const auto before = _texts.groups();
+  // What names nothing changes nothing.
+  const bool isKnown = text || !identifier || choice;
+  if (isText && isKnown && _texts.select(text)) {
+    _texts.show();
+    _tell(before);
+  }
+  _begin(std::move(choice));
+}
+
+void StreamSelection::_begin(std::optional<StreamCatalog::Choice> choice) {
+  if (!choice) return;
+  const bool changesStreams = _catalog.changesStreams(*choice);
+  _selecting = std::move(choice);
+  if (!changesStreams || _elements.presentation) return finish();
+  GList* ids = nullptr;
+  for (const std::string& id : _selecting->streams)
+    ids = g_list_append(ids, const_cast<char*>(id.c_str()));
+  // The result says nothing: some sources answer FALSE and do it.
+  gst_element_send_event(_elements.player.get(), gst_event_new_select_streams(ids));
+  g_list_free(ids);
+  _silence.expect(kSelectionLimit);
+}
+
+void StreamSelection::handleAnswer(StreamCatalog::Selection selection) {
+  if (_selecting) {
+    // One that answers an older choice may come late.
+    StreamCatalog answer = _catalog;
+    answer.updateSelection(std::move(selection));
+    if (!answer.changesStreams(*_selecting)) finish();
+  } else if (_catalog.updateSelection(std::move(selection)) && _state.ready) {
+    _refreshFacts();
+  }
+}
+
+void StreamSelection::finish() {
+  const auto before = _texts.groups();
+  // Nothing but a flush makes other streams flow.
+  const bool changesStreams = _catalog.changesStreams(*_selecting);
+  const streaming::TrackSelection selected = _trackSelection();
+  _catalog.choose(*std::exchange(_selecting, std::nullopt));
+  if (_elements.presentation) {
+    // Texts do not come through the pipeline.
+    const streaming::TrackSelection wanted = _trackSelection();
+    _elements.presentation->setSelection(wanted);
+    _wanted.flush =
+        _wanted.flush || wanted.video != selected.video || wanted.audio != selected.audio;
+  } else if (changesStreams) {
+    _wanted.flush = true;
+  }
+  _silence.clear();
+  _texts.show();
+  _tell(before);
+}
+
+void StreamSelection::_tell(const std::vector<platform::MediaSelectionGroup>& before) {
+  _facts.refresh();
+  if (!_state.ready) return;
+  for (const auto& group : _texts.groups())
+    for (const auto& old : before)
+      if (old.characteristic == group.characteristic && old.selected != group.selected)
+        _announcements.selection(group.characteristic);
+  _announcements.facts();
+}
+
+void StreamSelection::_refreshFacts() {
+  _facts.refresh();
+  _announcements.factsIfReady();
+}
+
+streaming::TrackSelection StreamSelection::_trackSelection() const {
+  streaming::TrackSelection selection;
+  for (const StreamDescription& each : _catalog.playing()) {
+    if (each.type & GST_STREAM_TYPE_VIDEO) selection.video = each.id;
+    if (each.type & GST_STREAM_TYPE_AUDIO) selection.audio = each.id;
+    if (each.type & GST_STREAM_TYPE_TEXT) selection.text = each.id;
+  }
+  return selection;
+}
+
+streaming::TrackSelection StreamSelection::selectForStart() {
+  if (const auto choice = _catalog.preferred(_load.setup.preferredLanguages))
+    _catalog.choose(*choice);
+  return _trackSelection();
+}
+
+void StreamSelection::setCollection(GstRef<GstStreamCollection> collection) {
+  _collection = std::move(collection);
+  _state.knowsStreams = true;
+  _silence.noteProgress();
+  update();
+}
+
+void StreamSelection::update() {
+  if (_collection && _catalog.update(_collection.get()) && _state.ready) _refreshFacts();
+}
+
+void StreamSelection::update(const std::vector<streaming::Track>& tracks) {
+  if (_catalog.update(descriptionsOf(tracks)) && _state.ready) _refreshFacts();
+}
+
+void StreamSelection::noteCaptions(PictureCaptions::Channel channel) {
+  if (_texts.noteCaptions(channel)) _refreshFacts();
+}
+
+}  // namespace media

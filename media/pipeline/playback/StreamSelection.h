@@ -1,0 +1,85 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "media/pipeline/StreamCatalog.h"
+#include "media/pipeline/playback/Announcements.h"
+#include "media/pipeline/playback/FactsReader.h"
+#include "media/pipeline/playback/LoadContext.h"
+#include "media/pipeline/playback/PlaybackState.h"
+#include "media/pipeline/playback/PlayerElements.h"
+#include "media/pipeline/playback/SilenceGuard.h"
+#include "media/pipeline/playback/TextBranch.h"
+#include "media/pipeline/playback/WantedPlayback.h"
+#include "media/support/GstRef.h"
+#include "streaming/playback/PresentationPlayback.h"
+
+namespace media {
+
+/// Which streams play. One selection at a time is under way; others wait for its end.
+///
+/// Threads: the pipeline's.
+class StreamSelection {
+ public:
+  StreamSelection(LoadContext& load, const PlayerElements& elements, WantedPlayback& wanted,
+                  PlaybackState& state, StreamCatalog& catalog, TextBranch& texts,
+                  FactsReader& facts, SilenceGuard& silence, Announcements& announcements)
+      : _load(load),
+        _elements(elements),
+        _wanted(wanted),
+        _state(state),
+        _catalog(catalog),
+        _texts(texts),
+        _facts(facts),
+        _silence(silence),
+        _announcements(announcements) {}
+
+  void requestTrack(std::uint32_t trackID, bool enabled);
+  void requestOption(const std::string& characteristic,
+                     const std::optional<std::string>& identifier);
+  /// Begins what has been requested first. False: nothing has.
+  bool beginNext();
+  /// Selects what fits the preferred languages, unless somebody has chosen. True: that is under way
+  /// now.
+  bool beginPreferred();
+  bool isUnderWay() const { return _selecting.has_value(); }
+  /// The library has answered.
+  void handleAnswer(StreamCatalog::Selection selection);
+  /// The answer has come, or does not come in time.
+  void finish();
+
+  /// Before a presentation has been built nothing has to be changed for a selection.
+  streaming::TrackSelection selectForStart();
+  void setCollection(GstRef<GstStreamCollection> collection);
+  /// Something may be known of the streams that was not known before.
+  void update();
+  /// The tracks of a presentation.
+  void update(const std::vector<streaming::Track>& tracks);
+  void noteCaptions(PictureCaptions::Channel channel);
+
+ private:
+  streaming::TrackSelection _trackSelection() const;
+  void _select(const std::string& characteristic, const std::optional<std::string>& identifier);
+  void _begin(std::optional<StreamCatalog::Choice> choice);
+  void _tell(const std::vector<platform::MediaSelectionGroup>& before);
+  void _refreshFacts();
+
+  LoadContext& _load;
+  const PlayerElements& _elements;
+  WantedPlayback& _wanted;
+  PlaybackState& _state;
+  StreamCatalog& _catalog;
+  TextBranch& _texts;
+  FactsReader& _facts;
+  SilenceGuard& _silence;
+  Announcements& _announcements;
+  std::optional<StreamCatalog::Choice> _selecting;
+  std::vector<std::function<void()>> _requests;
+  GstRef<GstStreamCollection> _collection;
+  bool _chosen = false;  // by who watches, or in their name
+};
+
+}  // namespace media

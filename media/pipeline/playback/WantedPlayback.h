@@ -1,0 +1,39 @@
+#pragma once
+
+#include <optional>
+
+#include "media/pipeline/PipelineSetup.h"
+#include "media/pipeline/playback/PlaybackState.h"
+#include "platform/foundation/Date.h"
+
+namespace media {
+
+/// What a pipeline is to do. The pipeline's thread changes the state of the pipeline until it
+/// matches. A request that comes during a seek or a selection waits for its end; the newest one
+/// replaces those before it.
+struct WantedPlayback : PlaybackRequest {
+  explicit WantedPlayback(const PipelineSetup& setup)
+      : PlaybackRequest(setup.request),
+        held(setup.held),
+        position(setup.startSeconds),
+        fraction(setup.startFraction),
+        date(setup.startDate) {}
+
+  void set(const PlaybackRequest& request) { static_cast<PlaybackRequest&>(*this) = request; }
+  /// Where playback at the wanted rate is to end.
+  std::optional<double> stop() const { return rate > 0 ? forwardEnd : reverseEnd; }
+
+  /// Whether `state` has to become what is wanted by a seek.
+  bool needsSeek(const PlaybackState& state) const {
+    return position || fraction || date || flush || rate != state.rate || stop() != state.stop;
+  }
+
+  bool held;
+  // The destination of the next seek: the position, else the fraction.
+  std::optional<double> position;
+  std::optional<double> fraction;
+  std::optional<platform::Date> date;  ///< becomes a position once the time line is known
+  bool flush = false;                  ///< a new selection or sink gets data only after a flush
+};
+
+}  // namespace media
