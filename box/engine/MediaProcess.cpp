@@ -146,7 +146,10 @@ MediaProcess::~MediaProcess() {
   _alive.reset();
   // The process ends when its link does.
   _link.reset();
-  if (!_dead) reapLater(_pid, false);
+  if (_dead) return;
+  // One that nobody has used has nothing to bring to an end, and may be in the middle of its start.
+  if (!_owner.event) ::kill(_pid, SIGKILL);
+  reapLater(_pid, false);
 }
 
 bool MediaProcess::_readPictures(Pictures& pictures) {

@@ -51,7 +51,7 @@ EngineServer::EngineServer(platform::MainQueue& queue, const platform::Clock& cl
               _receive(bytes);
             });
           },
-      .ended = [post, ended = std::move(setup.ended)](LinkSocket::State) { post(ended); },
+      .ended = [ended = std::move(setup.ended)](LinkSocket::State) { ended(); },
       .sources = {{_pictures->descriptor(), [this] { return _pictures->read(); }}}});
   // No load is there yet, so nobody looks at it meanwhile.
   *link = _link;

@@ -32,13 +32,15 @@ class EngineServer final : private platform::MediaEngineObserver {
     int controlSocket = -1;  ///< owned from here on
     int pictureSocket = -1;  ///< owned from here on
     MediaEngineOptions engine;
-    /// The box has closed the link, or has broken it. In a task of the queue.
+    /// The box has closed the link, or has broken it. Called on the link's thread.
     std::function<void()> ended;
   };
 
   EngineServer(platform::MainQueue& queue, const platform::Clock& clock, Setup setup);
   ~EngineServer() override;
 
+  /// False: the system had no thread for the link, and no command will come.
+  bool isLinked() const { return _link->isRunning(); }
   /// The process is ready for commands.
   void greet(std::string version);
 

@@ -63,10 +63,15 @@ int run(const ProcessOptions& options, std::unique_ptr<media::Sandbox> sandbox) 
                                            .preferredLanguages = options.languages,
                                            .streaming = streaming},
                                 .ended = [&queue] {
-                                  // The default action of its signal ends the process.
+                                  // The default action of its signal ends the process,
+                                  // whatever the main thread hangs on.
                                   alarm(kEndLimit);
                                   queue.stop();
                                 }});
+    if (!server.isLinked()) {
+      TVSLogError(TVSSystemLog, "There is no thread for the link to the box");
+      std::_Exit(1);
+    }
     server.greet("1");
     queue.run();
   }
