@@ -8,6 +8,7 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -22,6 +23,18 @@ std::vector<char*> argumentPointers(std::vector<std::string>& arguments) {
   for (std::string& argument : arguments) pointers.push_back(argument.data());
   pointers.push_back(nullptr);
   return pointers;
+}
+
+/// Another user, with the folder as the home and few tasks.
+void becomeSomebody(const std::string& home, unsigned tasks) {
+  constexpr uid_t kSomebody = 54322;
+  const rlimit limit{tasks, tasks};
+  for (const char* name : {"HOME", "XDG_RUNTIME_DIR", "XDG_CACHE_HOME"})
+    setenv(name, home.c_str(), 1);
+  if (chown(home.c_str(), kSomebody, kSomebody) != 0 ||
+      setresgid(kSomebody, kSomebody, kSomebody) != 0 ||
+      setresuid(kSomebody, kSomebody, kSomebody) != 0 || setrlimit(RLIMIT_NPROC, &limit) != 0)
+    _exit(126);
 }
 
 int runApplication(ChildProcess::MakeApplication makeApplication,
@@ -41,15 +54,15 @@ int runApplication(ChildProcess::MakeApplication makeApplication,
 
 ChildProcess::ChildProcess(MakeApplication makeApplication, std::vector<std::string> arguments,
                            MakePlatform makePlatform) {
-  _start(std::move(arguments), makeApplication, makePlatform);
+  _start(std::move(arguments), makeApplication, makePlatform, {});
 }
 
-ChildProcess::ChildProcess(std::vector<std::string> arguments) {
-  _start(std::move(arguments), nullptr, nullptr);
+ChildProcess::ChildProcess(std::vector<std::string> arguments, std::optional<unsigned> tasks) {
+  _start(std::move(arguments), nullptr, nullptr, tasks);
 }
 
 void ChildProcess::_start(std::vector<std::string> arguments, MakeApplication makeApplication,
-                          MakePlatform makePlatform) {
+                          MakePlatform makePlatform, std::optional<unsigned> tasks) {
   std::string folder = std::filesystem::temp_directory_path() / "box-XXXXXX";
   int ends[2];
   if (!mkdtemp(folder.data()) || pipe2(ends, O_CLOEXEC) != 0)
@@ -66,6 +79,7 @@ void ChildProcess::_start(std::vector<std::string> arguments, MakeApplication ma
   if (_process == 0) {
     dup2(ends[1], STDERR_FILENO);
     setenv("SDL_VIDEODRIVER", "dummy", 1);
+    if (tasks) becomeSomebody(folder, *tasks);
     if (!makeApplication) {
       execv(program.c_str(), pointers.data());
       _exit(127);

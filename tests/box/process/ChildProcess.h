@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <filesystem>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -23,8 +24,9 @@ class ChildProcess {
   /// socket's.
   ChildProcess(MakeApplication makeApplication, std::vector<std::string> arguments,
                MakePlatform makePlatform = platform::makePlatform);
-  /// The program itself, which was built beside the test.
-  explicit ChildProcess(std::vector<std::string> arguments);
+  /// The program itself, which was built beside the test. `tasks`: it runs as another user, whose
+  /// processes may have so many threads together; only root can start it so.
+  explicit ChildProcess(std::vector<std::string> arguments, std::optional<unsigned> tasks = {});
   /// Kills it if it still runs.
   ~ChildProcess();
   ChildProcess(const ChildProcess&) = delete;
@@ -43,7 +45,7 @@ class ChildProcess {
 
  private:
   void _start(std::vector<std::string> arguments, MakeApplication makeApplication,
-              MakePlatform makePlatform);
+              MakePlatform makePlatform, std::optional<unsigned> tasks);
   void _read();
 
   std::filesystem::path _folder;

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <memory>
+#include <optional>
 
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -21,9 +22,10 @@ class SystemTest : public testing::Test {
   /// For what takes its time: a test waits for an event this many times as long as for an answer.
   static constexpr int kPatience = 3;
 
-  void launch(std::vector<std::string> arguments = {}) {
+  /// `tasks` as ChildProcess has it.
+  void launch(std::vector<std::string> arguments = {}, std::optional<unsigned> tasks = {}) {
     arguments.insert(arguments.end(), {"--log-level", "5"});
-    process = std::make_unique<ChildProcess>(std::move(arguments));
+    process = std::make_unique<ChildProcess>(std::move(arguments), tasks);
     ASSERT_TRUE(process->waitForLine("is open")) << process->output();
     peer = newPeer();
     peer->ready();

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include <gmock/gmock.h>
+#include <unistd.h>
 
 #include "platform/foundation/Error.h"
 #include "platform/media/MediaLogKeys.h"
@@ -103,6 +104,18 @@ TEST_F(Sessions, TheEndOfTheProcessStopsNobodyAndClosesEverything) {
   for (const char* text : {"PostEvent", "dismissed", "Forced to exit", "Deregister", "left as"})
     EXPECT_EQ(log.find(text), std::string::npos) << text << " in\n" << log;
   EXPECT_FALSE(std::filesystem::exists(process->socketPath()));
+}
+
+TEST_F(Sessions, ThatNobodyStopsAreBoundedAndSurviveALackOfThreads) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can have another user's tasks limited";
+  constexpr unsigned kTasks = 40;  // two processes that play need more
+  constexpr int kSessions = 24;
+  launch({}, kTasks);
+  for (int session = 1; session <= kSessions; ++session)
+    EXPECT_EQ(startVideo(clip(), session).status, 0) << session;
+  EXPECT_TRUE(process->waitForLine("There are 17 sessions, stop the oldest: "));
+  // It is still there.
+  EXPECT_EQ(stopVideo(kSessions), 0);
 }
 
 TEST_F(Sessions, StartsMeetAPresentationThatOpensOrCloses) {
