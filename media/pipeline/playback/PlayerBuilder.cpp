@@ -92,7 +92,6 @@ bool PlayerBuilder::buildPresentation(double start) {
   _texts.setUpSegments(_elements.presentation->offsets());
   _receiveTexts();
   _elements.player.reset(GST_ELEMENT(gst_object_ref(_elements.presentation->element())));
-  takeSeekShortcuts(_elements.player.get());
   _state.stop.reset();
   _sound.applyVolume();
   return true;
