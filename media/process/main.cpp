@@ -9,6 +9,7 @@
 #include <vector>
 
 #include <fcntl.h>
+#include <sys/prctl.h>
 #include <unistd.h>
 
 #include "box/report/DeathReport.h"
@@ -93,6 +94,9 @@ int main(int argc, char** argv) {
                  error.empty() ? "tvvorlane starts this program by itself" : error.c_str());
     return 2;
   }
+  // The link tells of the box's end only once it is read. The box starts processes on its main
+  // thread, whose end this signal tells.
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
   // It copies the process, so this comes before everything that takes memory.
   std::unique_ptr<media::Sandbox> sandbox;
   if (options->usesSandbox)
