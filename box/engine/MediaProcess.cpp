@@ -86,7 +86,7 @@ void reapLater(pid_t pid, bool tells) {
     if (tells) TVSLogError(TVSSystemLog, "The media process %d %@", pid, how);
   };
   if (platform::WorkerThreads::start(body)) return;
-  // Without a thread nobody can wait for it to end by itself; what is killed is gone at once.
+  // There is no thread to wait on. A killed process is gone at once.
   ::kill(pid, SIGKILL);
   body();
 }
@@ -136,10 +136,18 @@ MediaProcess::MediaProcess(platform::MainQueue& queue, pid_t pid, FileDescriptor
             if (event)
               post([this, event = std::move(*event)] { _receive(event); });
             else
-              post([this] { kill("it says what makes no sense"); });
+              post([this] { kill("its events break the protocol"); });
           },
       .ended = [this, post](media::LinkSocket::State) { post([this] { _die(); }); },
-      .sources = {{pictureSocket, [held = _pictures] { return _readPictures(*held); }}}});
+      .sources = {{pictureSocket, [this, post, held = _pictures] {
+                     // A process without an owner has no picture to send.
+                     const auto receiver = held->current();
+                     const auto state =
+                         receiver ? receiver->read() : PictureReceiver::State::ClosedByWriter;
+                     if (state == PictureReceiver::State::Broken)
+                       post([this] { kill("its pictures break the protocol"); });
+                     return state == PictureReceiver::State::Open;
+                   }}}});
 }
 
 MediaProcess::~MediaProcess() {
@@ -147,15 +155,9 @@ MediaProcess::~MediaProcess() {
   // The process ends when its link does.
   _link.reset();
   if (_dead) return;
-  // One that nobody has used has nothing to bring to an end, and may be in the middle of its start.
+  // An unused process has nothing to finish, and its start may take long.
   if (!_owner.event) ::kill(_pid, SIGKILL);
   reapLater(_pid, false);
-}
-
-bool MediaProcess::_readPictures(Pictures& pictures) {
-  // One that has no owner yet has nothing to send.
-  const auto receiver = pictures.current();
-  return receiver && receiver->read() == PictureReceiver::State::Open;
 }
 
 std::shared_ptr<PictureReceiver> MediaProcess::Pictures::current() {

@@ -51,7 +51,7 @@ class MediaProcess {
   bool isDead() const { return _dead; }
   bool isReady() const { return _greeted && !_dead; }
 
-  /// For one that has no owner yet: `died` as in Owner.
+  /// Sets `died` of a process without an owner.
   void onDeath(std::function<void()> died) { _owner.died = std::move(died); }
   /// Once: whose process this is from here on.
   void setOwner(Owner owner, std::shared_ptr<media::VideoFrames> frames,
@@ -76,7 +76,6 @@ class MediaProcess {
 
   MediaProcess(platform::MainQueue& queue, pid_t pid, FileDescriptor control,
                FileDescriptor pictures, const Setup& setup);
-  static bool _readPictures(Pictures& pictures);
   void _receive(const media::EngineEvent& event);
   void _acknowledge(std::uint64_t number);
   void _awaitAnswer();

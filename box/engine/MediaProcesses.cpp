@@ -38,7 +38,7 @@ void MediaProcesses::warmUp() {
 void MediaProcesses::_makeSpare() {
   _spare = _start();
   if (!_spare) return;
-  // One that dies by itself is not replaced before somebody needs it: it would die again.
+  // A spare process that dies is replaced when a process is needed: a new one may die too.
   _spare->onDeath([this] { _spare.reset(); });
 }
 

@@ -14,7 +14,7 @@
 
 namespace box {
 
-/// The media processes of the box: one that is ready before it is needed, beside those in use.
+/// Starts the media processes of the box, and keeps one spare process ready.
 ///
 /// Threads: main. Lifetime: as MediaProcess.
 class MediaProcesses {

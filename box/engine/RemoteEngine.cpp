@@ -89,6 +89,7 @@ void RemoteEngine::_followStyles() {
   const auto apply = [this, item = item.get()] {
     _screen->texts.setStyles(
         media::subtitleStylesOf(item->metadata(platform::kMediaItemSubtitleStyles)));
+    if (_process) _process->textsDidChange();
   };
   apply();
   _styles = item->addMetadataObserver([apply](const std::vector<std::string>& keys) {
@@ -147,14 +148,16 @@ void RemoteEngine::seek(double seconds) {
   if (!_state || std::isnan(seconds)) return;
   _state->seekDestination = media::seekDestination(seconds, _facts);
   _state->ended = false;
-  _send(media::SeekCommand{seconds, ++_lastSeek});
+  _state->pendingSeek = media::SeekCommand{seconds, ++_lastSeek};
+  _send(*_state->pendingSeek);
   _supervise();
 }
 
 void RemoteEngine::seekToDate(platform::Date date) {
   if (!_state || !std::isfinite(date.secondsSince1970)) return;
   _state->ended = false;
-  _send(media::SeekToDateCommand{date, ++_lastSeek});
+  _state->pendingSeek = media::SeekToDateCommand{date, ++_lastSeek};
+  _send(*_state->pendingSeek);
 }
 
 void RemoteEngine::setEndTimes(std::optional<double> forwardSeconds,
@@ -274,7 +277,7 @@ void RemoteEngine::_handle(const media::HappenedEvent& event) {
   if (!_isOf(event.generation) || _state->failed) return;
   switch (event.kind) {
     case Kind::Ready:
-      return _becomeReady(event.generation);
+      return _becomeReady(event);
     case Kind::Fail:
       return _fail(event.error);
     case Kind::Play: {
@@ -294,7 +297,7 @@ void RemoteEngine::_handle(const media::HappenedEvent& event) {
       _state->playUntold = true;
       break;
     case Kind::Seek:
-      if (event.seekSerial == _lastSeek) _state->seekDestination.reset();
+      _noteSeek(event.seekSerial);
       break;
     case Kind::End:
       _state->ended = true;

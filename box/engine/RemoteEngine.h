@@ -85,16 +85,18 @@ class RemoteEngine : public platform::MediaEngine {
     /// Whether a play or a pause was asked for that has not been told.
     bool playUntold = false;
     bool pauseUntold = false;
-    /// In a process that took over from a dead one: what it tells is known.
+    /// A process took over from a dead one and is not yet where the item was. Its events were told
+    /// already.
     bool restoring = false;
     std::optional<media::PositionEvent> position;  ///< the newest while restoring
-    std::optional<std::uint64_t> lostSeek;         ///< asked of the dead process
+    /// The newest seek that has no effect yet; another process gets it again.
+    std::optional<media::EngineCommand> pendingSeek;
     std::optional<double> seekDestination;
     std::map<std::string, std::optional<std::string>> selections;
     std::map<std::uint32_t, bool> tracks;
     platform::Array accessLog;
 
-    /// Whether the process has something to do of which nobody asks.
+    /// The process has work to do, so it has to answer even while the player asks nothing.
     bool isBusy() const {
       return !failed && (!ready || restoring || seekDestination || (load.playing && !ended));
     }
@@ -123,7 +125,9 @@ class RemoteEngine : public platform::MediaEngine {
   void _handle(const media::HelloEvent&) {}
   void _handle(const media::AcknowledgedEvent&) {}
   void _tell(const media::HappenedEvent& event);
-  void _becomeReady(std::uint64_t generation);
+  /// False: no seek was answered by it.
+  bool _noteSeek(std::uint64_t serial);
+  void _becomeReady(const media::HappenedEvent& event);
   void _restored();
   void _died();
   void _goOn();

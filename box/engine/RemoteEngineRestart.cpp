@@ -28,28 +28,28 @@ void RemoteEngine::_failLater() {
   });
 }
 
-void RemoteEngine::_becomeReady(std::uint64_t generation) {
-  if (_state->ready) {
-    for (const auto& [characteristic, identifier] : _state->selections)
-      _send(media::SelectCommand{characteristic, identifier});
-    for (const auto& [track, enabled] : _state->tracks) _send(media::TrackCommand{track, enabled});
-    // What was asked meanwhile comes to this process too.
-    if (!_state->load.playing) _restored();
-    return;
-  }
-  _state->ready = true;
+bool RemoteEngine::_noteSeek(std::uint64_t serial) {
+  if (serial != _lastSeek || !_state->pendingSeek) return false;
+  _state->pendingSeek.reset();
   _state->seekDestination.reset();
-  _tell({.kind = Kind::Ready, .generation = generation});
+  return true;
+}
+
+void RemoteEngine::_becomeReady(const media::HappenedEvent& event) {
+  const bool answersSeek = _noteSeek(event.seekSerial);
+  if (!std::exchange(_state->ready, true)) return _tell(event);
+  for (const auto& [characteristic, identifier] : _state->selections)
+    _send(media::SelectCommand{characteristic, identifier});
+  for (const auto& [track, enabled] : _state->tracks) _send(media::TrackCommand{track, enabled});
+  if (answersSeek) _tell({.kind = Kind::Seek, .generation = event.generation});
+  // What was asked meanwhile comes to this process too.
+  if (_isOf(event.generation) && _state->restoring && !_state->load.playing) _restored();
 }
 
 void RemoteEngine::_restored() {
   const std::uint64_t generation = _state->load.generation;
   _state->restoring = false;
   if (const auto position = std::exchange(_state->position, std::nullopt)) _handle(*position);
-  if (const auto seek = std::exchange(_state->lostSeek, std::nullopt)) {
-    if (*seek == _lastSeek) _state->seekDestination.reset();
-    _tell({.kind = Kind::Seek, .generation = generation});
-  }
   if (_isOf(generation) && std::exchange(_state->pauseUntold, false))
     _tell({.kind = Kind::Pause, .generation = generation});
 }
@@ -58,6 +58,8 @@ void RemoteEngine::_died() {
   // The object is in the middle of this call.
   const auto dead = std::move(_process);
   _items.clear();
+  // It may be what killed the process. Its own load will show.
+  _prepared.reset();
   if (!_state || _state->failed) return;
   const auto now = _clock.now();
   const bool again =
@@ -76,7 +78,6 @@ void RemoteEngine::_goOn() {
     load.startSeconds = _state->seekDestination.value_or(_screen->clock->seconds());
     load.startFraction.reset();
     load.startDate.reset();
-    if (_state->seekDestination) _state->lostSeek = _lastSeek;
     _state->restoring = true;
     _screen->clock->hold(*load.startSeconds);
   }
@@ -86,7 +87,7 @@ void RemoteEngine::_goOn() {
   // The picture that is shown stays until the first one of this process.
   _process->setMinimumEpoch(++_epoch);
   _sendLoad(load, false);
-  if (_prepared) _sendLoad(*_prepared, true);
+  if (_state->pendingSeek) _send(*_state->pendingSeek);
 }
 
 }  // namespace box

@@ -108,7 +108,7 @@ struct HappenedEvent {
   Kind kind = Kind::Facts;
   std::uint64_t generation = 0;
   double rate = 1;               ///< of Play
-  std::uint64_t seekSerial = 0;  ///< of Seek: the newest that is done; 0: another is under way
+  std::uint64_t seekSerial = 0;  ///< of Ready and Seek: the last seek done; 0: another is under way
   platform::Error error{};       ///< of Fail
   std::string characteristic{};  ///< of Selection
 };

@@ -162,7 +162,8 @@ void EngineServer::_do(const RefreshCommand&) {
 void EngineServer::_do(const SoundArrivedCommand&) { _audio->noteArrival(); }
 
 void EngineServer::engineDidBecomeReady(std::uint64_t generation) {
-  _tell({.kind = Kind::Ready, .generation = generation});
+  // Seeks that were asked before have their effect now, without an event of their own.
+  _tell({.kind = Kind::Ready, .generation = generation, .seekSerial = _lastSeek});
 }
 
 void EngineServer::engineDidPlay(std::uint64_t generation, double rate) {

@@ -89,6 +89,32 @@ TEST_F(RemoteEngineTest, WhatWasAskedOfADeadProcessIsAnswered) {
   EXPECT_EQ(harness->count("fail"), 0);
 }
 
+TEST_F(RemoteEngineTest, ASeekOfAnItemThatLoadsOutlivesTheProcess) {
+  for (const bool byDate : {false, true}) {
+    SCOPED_TRACE(byDate);
+    make();
+    platform::MediaLoad paused;
+    paused.playing = false;
+    load("dated.m3u8", paused);
+    ASSERT_TRUE(harness->untilTold("ready"));
+    const platform::Date begin = engine->facts().playbackDate.value_or(platform::Date{});
+    load("dated.m3u8", paused);
+    harness->call([&](MediaEngine& its) {
+      if (byDate)
+        its.seekToDate({begin.secondsSince1970 + 1.52});
+      else
+        its.seek(1.52);
+    });
+    strike(SIGKILL);
+    ASSERT_TRUE(harness->untilTold("ready"));
+    ASSERT_TRUE(harness->until([&] { return harness->frame() && harness->frame()->time > 1; }));
+    EXPECT_NEAR(position(), 1.52, 0.05);
+    EXPECT_NEAR(harness->frame()->time, 1.52, 0.05);
+    EXPECT_EQ(harness->count("ready"), 1);
+    EXPECT_EQ(harness->count("fail"), 0);
+  }
+}
+
 TEST_F(RemoteEngineTest, AnItemThatKillsTwoProcessesFailsAndTheNextPlays) {
   make();
   load("long.mp4");
