@@ -6,7 +6,7 @@
 // that this process runs, without the link between both.
 //
 //   start   load to the first frame due, then unload
-//   starts  the same; one that fails is counted, and its error printed to the error output
+//   starts  the same. Failed starts are counted, and their errors go to the error output
 //   seek    seek of a paused item to the frame there shown, which is looked at; within the first
 //           18 s. REST: so many milliseconds of peace before each
 //   far     the same over ten minutes, each to where nothing has been before

@@ -11,7 +11,6 @@
 #include "box/process/Options.h"
 #include "box/process/ServiceManager.h"
 #include "box/process/SignalWatch.h"
-#include "box/report/Log.h"
 #include "box/screen/window/Screen.h"
 #include "box/services/Surroundings.h"
 #include "box/services/door/Door.h"
@@ -21,6 +20,7 @@
 #include "platform/services/Platform.h"
 #include "platform/ui/controllers/HeldButton.h"
 #include "platform/ui/controllers/ViewServiceHost.h"
+#include "startup/Log.h"
 
 namespace box {
 
@@ -111,7 +111,7 @@ class Box final : public platform::RunnablePlatform {
 
   const Options _options;
   const platform::TimePoint _started;
-  const std::shared_ptr<StderrLog> _log = std::make_shared<StderrLog>();
+  const std::shared_ptr<startup::StderrLog> _log = std::make_shared<startup::StderrLog>();
   platform::SystemClock _clock;
   platform::MainQueue _mainQueue{_clock, std::make_shared<platform::ConditionWaiter>(_clock)};
   // Before everything that has threads, and alive until they have ended.

@@ -29,8 +29,7 @@ struct Options {
   std::string onIdle;
   /// Of the sound server's outputs that are Vorlane speakers, as of fnmatch(3).
   std::vector<std::string> speakerPatterns;
-  /// Whether the process that plays media gives up what it does not need, and which files and
-  /// folders it keeps beside the built-in ones.
+  /// Whether media processes run in a sandbox. It allows the built-in files and folders, and these.
   bool sandbox = true;
   std::vector<std::string> sandboxReadable;
   std::vector<std::string> sandboxWritable;

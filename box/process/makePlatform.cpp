@@ -5,15 +5,15 @@
 #include "box/process/Box.h"
 #include "box/process/Options.h"
 #include "box/process/Version.h"
-#include "box/report/DeathReport.h"
-#include "box/report/Log.h"
-#include "box/report/MemoryPools.h"
 #include "box/services/network/GioNetworkWatch.h"
+#include "startup/DeathReport.h"
+#include "startup/Log.h"
+#include "startup/MemoryPools.h"
 
 std::unique_ptr<platform::RunnablePlatform> platform::makePlatform(int argc, char** argv,
                                                                    int* exitStatus) {
   const TimePoint started = SystemClock().now();
-  box::limitMemoryPools();
+  startup::limitMemoryPools();
   const auto end = [&](int status) {
     if (exitStatus) *exitStatus = status;
     return nullptr;
@@ -35,7 +35,7 @@ std::unique_ptr<platform::RunnablePlatform> platform::makePlatform(int argc, cha
     case box::Options::Action::Run:
       break;
   }
-  box::installDeathReport(box::isStderrJournal());
+  startup::installDeathReport(startup::isStderrJournal());
   return std::make_unique<box::Box>(std::move(*options), started,
                                     std::make_unique<box::GioNetworkWatch>());
 }

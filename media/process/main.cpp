@@ -12,9 +12,6 @@
 #include <sys/prctl.h>
 #include <unistd.h>
 
-#include "box/report/DeathReport.h"
-#include "box/report/Log.h"
-#include "box/report/MemoryPools.h"
 #include "media/engine/WarmUp.h"
 #include "media/link/ProcessOptions.h"
 #include "media/process/EngineServer.h"
@@ -22,6 +19,9 @@
 #include "platform/foundation/log/TVSLogger.h"
 #include "platform/foundation/queues/Queue.h"
 #include "platform/foundation/queues/WorkerThreads.h"
+#include "startup/DeathReport.h"
+#include "startup/Log.h"
+#include "startup/MemoryPools.h"
 #include "streaming/playback/StreamedItem.h"
 
 namespace {
@@ -36,7 +36,7 @@ bool isOpen(int descriptor) { return fcntl(descriptor, F_GETFD) >= 0; }
 
 void setUpLog(const ProcessOptions& options) {
   TVSLogger::initialize("tvvorlane-media", {TVSSystemLog});
-  TVSLogger::addSink(std::make_shared<box::StderrLog>());
+  TVSLogger::addSink(std::make_shared<startup::StderrLog>());
   TVSLogger::setMainThread();
   if (options.logLevel) TVSLogger::setLevel(*options.logLevel);
   for (const auto& [component, level] : options.logComponents)
@@ -105,8 +105,8 @@ int main(int argc, char** argv) {
                               .allowFileURLs = options->allowFileURLs,
                               .readable = options->readable,
                               .writable = options->writable});
-  box::limitMemoryPools();
-  box::installDeathReport(box::isStderrJournal());
+  startup::limitMemoryPools();
+  startup::installDeathReport(startup::isStderrJournal());
   std::signal(SIGPIPE, SIG_IGN);
   // The box ends this process. A supervisor or a terminal sends these to both, and the box still
   // needs the media while it ends in order.

@@ -8,8 +8,8 @@
 #include <pango/pangocairo.h>
 
 #include "box/screen/drawing/CairoTexture.h"
-#include "box/screen/drawing/FontThreads.h"
 #include "box/screen/drawing/TextLayout.h"
+#include "box/screen/workarounds/PangoFontThreads.h"
 
 namespace box {
 namespace {
@@ -127,7 +127,7 @@ TextRenderer::TextRenderer(const std::string& language)
     : _impl(std::make_unique<Impl>(language)),
       _cache(kCachedTexts, kCachedTextPixels),
       _extents(kCachedExtents, kCachedExtents) {
-  letFontsDoWithoutThreads();
+  installPangoFontThreads();
 }
 TextRenderer::~TextRenderer() = default;
 

@@ -1,8 +1,8 @@
-#include "box/report/MemoryPools.h"
+#include "startup/MemoryPools.h"
 
 #include <malloc.h>
 
-namespace box {
+namespace startup {
 namespace {
 
 constexpr int kMemoryPools = 2;
@@ -17,4 +17,4 @@ void limitMemoryPools() {
   mallopt(M_MMAP_THRESHOLD, kMappedFrom);
 }
 
-}  // namespace box
+}  // namespace startup

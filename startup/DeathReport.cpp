@@ -1,4 +1,4 @@
-#include "box/report/DeathReport.h"
+#include "startup/DeathReport.h"
 
 #include <array>
 #include <atomic>
@@ -13,7 +13,7 @@
 #include "platform/foundation/Assertion.h"
 #include "platform/foundation/log/TVSLogger.h"
 
-namespace box {
+namespace startup {
 
 namespace {
 
@@ -110,4 +110,4 @@ void installDeathReport(bool forJournal) {
   platform::setAssertionsWriteLog(false);
 }
 
-}  // namespace box
+}  // namespace startup

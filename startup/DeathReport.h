@@ -1,6 +1,6 @@
 #pragma once
 
-namespace box {
+namespace startup {
 
 /// Makes the process say how it dies: when a signal ends it that means a fault of the program
 /// (SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT, and with the last a failed assertion), the signal,
@@ -14,4 +14,4 @@ namespace box {
 /// that thread only: others have no second one.
 void installDeathReport(bool forJournal);
 
-}  // namespace box
+}  // namespace startup

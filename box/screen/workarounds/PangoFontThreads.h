@@ -10,8 +10,8 @@ namespace box {
 /// next text in a new size ends the box. Test: TextLayout_test.cpp, IsSetWithoutAThread. Delete it
 /// when Pango 1.50 is no longer supported.
 ///
-/// From here on such a search runs on the thread that asks for it when it cannot have its own. The
-/// program's own g_thread_new() stands in for GLib's. Any thread.
-void letFontsDoWithoutThreads();
+/// With these versions a search that gets no thread runs on the thread that asked for it. The
+/// program defines g_thread_new(), which Pango then calls instead of GLib's. Any thread.
+void installPangoFontThreads();
 
 }  // namespace box

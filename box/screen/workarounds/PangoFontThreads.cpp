@@ -1,17 +1,22 @@
-#include "box/screen/drawing/FontThreads.h"
+#include "box/screen/workarounds/PangoFontThreads.h"
 
 #include <atomic>
 #include <string_view>
 
-#include <glib.h>
+#include <pango/pango.h>
 
 namespace box {
 namespace {
 
-std::atomic<bool> fontsDoWithoutThreads = false;
+std::atomic<bool> installed = false;
 
-/// The searches hold no lock while they begin, and nobody joins their threads. The thread that
-/// loads the configuration does: it is made with the first fonts, when the process starts.
+bool isNeeded() {
+  const int version = pango_version();
+  return version >= PANGO_VERSION_ENCODE(1, 49, 1) && version < PANGO_VERSION_ENCODE(1, 51, 0);
+}
+
+/// Pango starts a search without a lock and does not join its thread. It does join the thread that
+/// loads the configuration, which is made with the first fonts, when the process starts.
 bool isFontSearch(const char* name) {
   const std::string_view text = name ? name : "";
   return text == "[pango] FcFontSetSort" || text == "[pango] FcFontSetMatch";
@@ -19,7 +24,7 @@ bool isFontSearch(const char* name) {
 
 }  // namespace
 
-void letFontsDoWithoutThreads() { fontsDoWithoutThreads = true; }
+void installPangoFontThreads() { installed = isNeeded(); }
 
 }  // namespace box
 
@@ -27,7 +32,7 @@ extern "C" [[gnu::visibility("default")]] GThread* g_thread_new(const gchar* nam
                                                                 gpointer data) {
   GError* error = nullptr;
   if (GThread* const thread = g_thread_try_new(name, body, data, &error)) return thread;
-  if (!box::fontsDoWithoutThreads || !box::isFontSearch(name))
+  if (!box::installed || !box::isFontSearch(name))
     g_error("creating thread '%s': %s", name ? name : "", error->message);
   g_clear_error(&error);
   body(data);

@@ -1,4 +1,4 @@
-#include "box/report/Log.h"
+#include "startup/Log.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -6,7 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace box {
+namespace startup {
 
 bool isStderrJournal() {
   struct stat status {};
@@ -46,4 +46,4 @@ void StderrLog::write(const platform::LogLine& line) {
   }
 }
 
-}  // namespace box
+}  // namespace startup

@@ -7,7 +7,7 @@
 
 #include "platform/foundation/log/TVSLogger.h"
 
-namespace box {
+namespace startup {
 
 /// Writes the log to stderr: plain, or with the journal's priority in front of each line of text
 /// when stderr is the journal. Threads: any.
@@ -30,4 +30,4 @@ bool isStderrJournal();
 /// inode.
 bool namesJournalStream(const char* variable, dev_t device, ino_t inode);
 
-}  // namespace box
+}  // namespace startup
