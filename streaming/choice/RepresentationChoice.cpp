@@ -5,35 +5,35 @@
 namespace streaming {
 namespace {
 
-/// What a network is taken to give before anything was measured.
+/// Assumed throughput before the first measurement.
 constexpr double kUnknownThroughput = 2.5e6;
-/// The share of the throughput that a choice relies on, first and later.
+/// The share of the throughput that a representation may use: at the start, to switch up, to stay.
 constexpr double kStartShare = 0.7;
 constexpr double kRiseShare = 0.8;
 constexpr double kStayShare = 0.95;
-/// Of the deviation, this much is taken off while nothing is ahead; but never more than this share
+/// An empty buffer reduces the throughput by this share of its deviation, but at most by this share
 /// of the throughput.
 constexpr double kDeviationWeight = 0.5;
 constexpr double kMostTakenOff = 0.4;
-/// Shares of the target that are ahead.
+/// Buffer levels, as shares of the target.
 constexpr double kRiseAhead = 0.3;
 constexpr double kFullAhead = 0.7;
 constexpr double kFallAhead = 0.4;
-/// Seconds from the start within which a change would be seen as one.
+/// There is no switch up within these seconds after the start, because the viewer would notice it.
 constexpr double kQuietSeconds = 2;
-/// Seconds that are to be left when the next segment has come.
+/// Seconds that must remain buffered when the next segment has arrived.
 constexpr double kLeftAhead = 4;
 
 double steadyThroughput(const ChoiceInput& input) {
   double measured = input.throughput.value_or(kUnknownThroughput);
   const double filled = std::clamp(input.ahead / input.target, 0.0, 1.0);
-  // The more is ahead, the sooner a rise is believed, and the less an unsteady network is feared.
+  // A full buffer allows faster reactions: the fast average counts more, the deviation less.
   if (input.recent) measured += filled * (*input.recent - measured);
   const double takenOff = std::min(kDeviationWeight * input.deviation, kMostTakenOff * measured);
   return std::max(0.0, measured - (1 - filled) * takenOff - input.otherBandwidth);
 }
 
-/// The largest up to `most` that needs no more than `bitrate`.
+/// The index of the largest option up to `most` that fits into `bitrate`.
 std::size_t largestWithin(const ChoiceInput& input, std::size_t most, double bitrate) {
   std::size_t chosen = 0;
   for (std::size_t i = 0; i <= most; ++i)
@@ -66,7 +66,7 @@ std::size_t chooseRepresentation(const ChoiceInput& input) {
   const std::size_t current = *input.current;
   const double needed = input.options[current].bandwidth;
   if (needed > kStayShare * throughput) {
-    // How much is left when the next segment has come at this rate.
+    // The buffer level when the next segment has arrived at the current throughput.
     const double left = throughput > 0 ? input.ahead - input.segmentDuration * needed / throughput
                                        : -input.segmentDuration;
     const bool isBorne = left >= kLeftAhead && input.ahead >= kFallAhead * input.target;

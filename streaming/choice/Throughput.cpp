@@ -7,11 +7,11 @@ namespace streaming {
 namespace {
 
 constexpr std::uint64_t kLeastBytes = std::uint64_t{32} * 1024;
-// Seconds of transfer after which a measurement counts half.
+// Half-lives of the moving averages, in seconds of transfer.
 constexpr double kFastHalfLife = 3;
 constexpr double kSlowHalfLife = 8;
 constexpr double kLeastSeconds = 1e-4;
-// A single transfer of a minute is not worth more than this.
+// Limits the weight of one long transfer.
 constexpr double kMostWeight = 20;
 
 }  // namespace

@@ -5,21 +5,22 @@
 
 namespace streaming {
 
-/// What the network gives, from the transfers there were. Two averages are kept, one of the last
-/// seconds and one of the last minute or so; the smaller one counts, so that a fall is noticed soon
-/// and a rise is believed when it lasts.
+/// Estimates the throughput of the network from completed transfers. It keeps two moving averages,
+/// a fast and a slow one, and returns the smaller of them: a drop is followed at once, a rise only
+/// if it lasts.
 class Throughput {
  public:
-  /// `bytes` came in `seconds` of transfer. Small amounts are gathered until they say something.
+  /// Adds a transfer of `bytes` bytes that took `seconds`. Small transfers are summed up before
+  /// they count.
   void add(std::uint64_t bytes, double seconds);
 
-  /// Bits a second; none before anything was measured.
+  /// Bits per second. nullopt before the first measurement.
   std::optional<double> estimate() const;
-  /// That of the last seconds alone.
+  /// The fast average only.
   std::optional<double> recent() const;
-  /// Of what was measured from the mean, bits a second.
+  /// The standard deviation in bits per second.
   double deviation() const;
-  /// A first guess, from another item; it counts until something was measured.
+  /// Sets an estimate that is used until the first measurement.
   void remember(double bitrate);
 
  private:

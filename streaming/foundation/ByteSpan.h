@@ -5,10 +5,10 @@
 
 namespace streaming {
 
-/// Bytes of a resource.
+/// A range of bytes in a resource.
 struct ByteSpan {
   std::uint64_t offset = 0;
-  std::optional<std::uint64_t> length;  ///< none: to the end
+  std::optional<std::uint64_t> length;  ///< nullopt: to the end of the resource
   friend bool operator==(const ByteSpan&, const ByteSpan&) = default;
 };
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-/// Small functions on the texts of manifests and HTTP.
+/// String functions for manifests and HTTP.
 namespace streaming {
 
 inline bool isOneOf(char c, std::string_view characters) {
@@ -15,14 +15,14 @@ bool isLetter(char c);
 bool isAlphanumeric(char c);
 bool isControl(char c);
 
-/// Without blanks, tabs and line breaks at both ends.
+/// Removes white space at both ends.
 std::string_view trimmed(std::string_view text);
 std::string lowercase(std::string_view text);
-/// Without regard to case.
+/// Compares ASCII strings without case.
 bool isSameName(std::string_view a, std::string_view b);
-/// Decimal digits and nothing else.
+/// Parses a decimal integer. nullopt if `text` contains anything else.
 std::optional<std::uint64_t> numberOf(std::string_view text);
-/// Base64 of either alphabet, padded or not. White space is skipped.
+/// Decodes Base64 and Base64url, with or without padding. White space is skipped.
 std::optional<std::string> fromBase64(std::string_view text);
 
 }  // namespace streaming

@@ -6,9 +6,9 @@
 
 namespace streaming {
 
-/// A URL in the parts of RFC 3986. The parts are views of the text.
+/// The components of a URL (RFC 3986). They are views of the parsed text.
 struct URLParts {
-  std::string_view scheme;  ///< empty: a relative reference
+  std::string_view scheme;  ///< empty for a relative reference
   std::optional<std::string_view> authority;
   std::string_view path;
   std::optional<std::string_view> query;
@@ -16,13 +16,13 @@ struct URLParts {
   static URLParts of(std::string_view text);
 };
 
-/// In lower case; empty: a relative reference.
+/// In lower case. Empty for a relative reference.
 std::string schemeOf(std::string_view url);
-/// http or https.
+/// The scheme is http or https.
 bool isWebURL(std::string_view url);
 
-/// Host and port of a URL. The host is in lower case and without brackets; the port is the one of
-/// the scheme where the URL names none, and 0 where it cannot be read.
+/// Host (lower case, no brackets) and port of a URL. Without a port in the URL, `port` is the
+/// default of the scheme. An invalid port is 0.
 struct URLServer {
   std::string host;
   unsigned port = 0;
@@ -30,18 +30,17 @@ struct URLServer {
   static URLServer of(std::string_view url);
 };
 
-/// The URL that `reference` stands for in a document found at `base` (RFC 3986, section 5), without
-/// its fragment. Characters that may not stand in a URL are escaped. None for what names nothing:
-/// an empty reference, or one with a control character. `data:` URLs and those of other schemes are
-/// returned as they are.
+/// Resolves `reference` against `base` (RFC 3986, section 5) and removes the fragment. Characters
+/// that are not allowed in a URL are escaped. `data:` URLs are returned unchanged. nullopt for an
+/// empty reference and for one with a control character.
 std::optional<std::string> resolveURL(std::string_view base, std::string_view reference);
 
-/// `url` with the query of `base`, unless it has one of its own or `base` has none.
+/// Appends the query of `base` to `url`, unless `url` already has a query.
 std::string withQueryOf(std::string_view base, std::string url);
 
-/// The value of a parameter in the query of `url`, as it is written there.
+/// The value of a query parameter, still escaped.
 std::optional<std::string> queryParameter(std::string_view url, std::string_view name);
-/// With each `%XX` replaced by its byte. None: an escape is incomplete.
+/// Decodes percent escapes. nullopt if an escape is invalid.
 std::optional<std::string> unescaped(std::string_view text);
 
 }  // namespace streaming

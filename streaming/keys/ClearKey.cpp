@@ -11,7 +11,7 @@ namespace {
 using Json = nlohmann::ordered_json;
 using platform::Bytes;
 
-// Far more than a licence with a long list of keys needs.
+// The longest accepted response, in bytes.
 constexpr std::size_t kLongestAnswer = std::size_t{64} * 1024;
 
 constexpr std::string_view kAlphabet =
@@ -28,7 +28,7 @@ struct LicensedKey {
   Bytes key;
 };
 
-/// The valid keys of a licence.
+/// The valid keys of a license.
 std::vector<LicensedKey> keysOfLicence(const Bytes& answer) {
   const auto* const text = reinterpret_cast<const char*>(answer.data());
   const Json licence = Json::parse(text, text + answer.size(), nullptr, false);

@@ -9,24 +9,24 @@
 
 namespace streaming {
 
-/// Of a content key (AES-128) and of a key identifier.
+/// Size of a content key (AES-128) and of a key ID.
 inline constexpr std::size_t kContentKeySize = 16;
 
-// The messages of the Clear Key system of the W3C, in JSON.
+// Messages of the W3C Clear Key system (Encrypted Media Extensions), in JSON.
 
-/// `{"kids":["base64url"],"type":"temporary"}`
+/// A license request: `{"kids":["base64url"],"type":"temporary"}`.
 platform::Bytes keyRequestOf(const std::vector<platform::Bytes>& keyIDs,
                              std::string_view type = "temporary");
 
-/// The key in an answer: a raw key of 16 bytes, or a licence. Of several keys in a licence the one
-/// with `keyID` is taken. A single key without an identifier is taken for any `keyID`. Without
-/// `keyID` the licence has to hold exactly one key. None for any other answer.
+/// The key in a response: 16 raw bytes or a JSON license. Of several keys, the one with `keyID` is
+/// returned. A single key without a key ID matches any `keyID`. Without `keyID` the license must
+/// contain exactly one key. nullopt for any other response.
 std::optional<platform::Bytes> keyOfAnswer(const platform::Bytes& answer,
                                            const std::optional<platform::Bytes>& keyID);
 
-/// RFC 4648, section 5, without padding.
+/// Encodes Base64url (RFC 4648, section 5) without padding.
 std::string base64urlOf(const platform::Bytes& bytes);
-/// Padding is accepted.
+/// Accepts padding.
 std::optional<platform::Bytes> bytesOfBase64url(std::string_view text);
 
 }  // namespace streaming

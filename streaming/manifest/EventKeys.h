@@ -4,12 +4,11 @@
 
 namespace streaming {
 
-// How events of manifests and media are told as timed metadata (platform::TimedMetadataItem).
+// Keys of events that are reported as timed metadata (platform::TimedMetadataItem).
 
 inline constexpr std::string_view kKeySpaceEvents = "iso.emsg";
 inline constexpr std::string_view kKeySpaceDateRanges = "hls.daterange";
-/// Extra attributes of an event: what identifies it among those of its key, and its duration in
-/// seconds where it is known.
+/// Extra attributes of an event: its identifier, and its duration in seconds if known.
 inline constexpr std::string_view kEventIdentifier = "identifier";
 inline constexpr std::string_view kEventDuration = "duration";
 

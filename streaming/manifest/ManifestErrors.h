@@ -6,7 +6,7 @@
 
 namespace streaming {
 
-/// A manifest that is none, or has nothing that could be played.
+/// The error for a manifest that is invalid or contains nothing playable.
 platform::Error unusableManifest(std::string reason);
 
 }  // namespace streaming

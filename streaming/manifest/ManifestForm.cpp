@@ -7,13 +7,11 @@ namespace {
 
 constexpr std::string_view kHLSBeginning = "#EXTM3U";
 
-/// What has begun and may go on.
 bool isBeginningOf(std::string_view bytes, std::string_view whole) {
   return bytes.size() < whole.size() && whole.starts_with(bytes);
 }
 
-/// The name of the first element, without its prefix: empty while it has not come, none for what is
-/// no XML.
+/// The local name of the first element. Empty: more bytes are needed. nullopt: not XML.
 std::optional<std::string_view> firstElement(std::string_view text) {
   while (true) {
     text.remove_prefix(std::min(text.find_first_not_of(" \t\r\n"), text.size()));
@@ -46,7 +44,6 @@ std::optional<ManifestForm> manifestForm(std::string_view bytes, bool isWhole) {
   if (bytes.starts_with("\xEF\xBB\xBF")) bytes.remove_prefix(3);
   bytes.remove_prefix(std::min(bytes.find_first_not_of(" \t\r\n"), bytes.size()));
   while (bytes.starts_with('#') && !bytes.starts_with("#EXT") && !isBeginningOf(bytes, "#EXT")) {
-    // A comment.
     const auto end = bytes.find('\n');
     if (end == bytes.npos && !isLast) return std::nullopt;
     bytes.remove_prefix(std::min(end, bytes.size()));

@@ -18,87 +18,85 @@ namespace streaming {
 
 enum class ManifestForm { None, HLS, DASH };
 
-/// What the first bytes of a resource are the beginning of. A byte order mark, white space,
-/// comments and processing instructions may stand in front. `isWhole`: there are no more bytes.
-/// None of the forms when it cannot be told yet: then nothing, if the bytes are fewer than
-/// kManifestSniffBytes.
+/// Detects the type of a manifest from the first bytes of a resource. A byte order mark, white
+/// space, comments and processing instructions are skipped. `isWhole`: the resource has no more
+/// bytes. nullopt: more bytes are needed; never with kManifestSniffBytes or more.
 std::optional<ManifestForm> manifestForm(std::string_view bytes, bool isWhole);
 inline constexpr std::size_t kManifestSniffBytes = std::size_t{16} * 1024;
 
-/// A longer manifest is refused.
+/// Longer manifests are rejected.
 inline constexpr std::size_t kMostManifestBytes = std::size_t{8} * 1024 * 1024;
 
-/// Variables of EXT-X-DEFINE that media playlists may import.
+/// Variables of EXT-X-DEFINE that media playlists can import.
 using PlaylistVariables = std::map<std::string, std::string, std::less<>>;
 
 /// Where a manifest comes from.
 struct ManifestOrigin {
   std::string url;             ///< after redirects
   platform::Date receivedAt;   ///< civil time
-  bool inheritsQuery = false;  ///< references without a query get that of `url`
+  bool inheritsQuery = false;  ///< references without a query inherit the query of `url`
 };
 
-/// A media playlist of HLS.
+/// An HLS media playlist.
 struct MediaPlaylist {
   std::shared_ptr<const SegmentIndex> segments;
-  bool isLive = false;   ///< it may grow, or slide
-  bool isEvent = false;  ///< it grows and never loses a segment
+  bool isLive = false;   ///< segments may be added or removed
+  bool isEvent = false;  ///< segments are added, never removed
   bool isKeyFramesOnly = false;
   double targetDuration = 0;
   std::optional<double> startOffset;
-  std::optional<double> holdBack;      ///< from the edge, seconds
-  std::optional<double> partHoldBack;  ///< the same where parts are played
-  std::optional<ReloadRule> reload;    ///< none: it has ended
-  std::vector<DateMark> dates;         ///< also of segments that have left the window
+  std::optional<double> holdBack;      ///< HOLD-BACK in seconds
+  std::optional<double> partHoldBack;  ///< PART-HOLD-BACK in seconds
+  std::optional<ReloadRule> reload;    ///< nullopt: the playlist is complete
+  std::vector<DateMark> dates;         ///< include marks of removed segments
   std::vector<PresentationEvent> events;
 };
 
-/// A multivariant playlist. A media playlist that comes where a multivariant one may is told as a
-/// presentation of one representation together with that playlist.
+/// An HLS multivariant playlist. If the item's URL is a media playlist, `presentation` has one
+/// representation, and `mediaPlaylist` is that playlist.
 struct HLSManifest {
   std::shared_ptr<const Presentation> presentation;
   PlaylistVariables variables;
-  std::shared_ptr<const MediaPlaylist> mediaPlaylist;  ///< of the only representation; or null
+  std::shared_ptr<const MediaPlaylist> mediaPlaylist;  ///< null for a multivariant playlist
 };
 
-/// A manifest that cannot be used: kURLErrorDomain or kMediaErrorDomain, with a reason for people.
+/// The error is of kURLErrorDomain or kMediaErrorDomain and has a reason in plain text.
 template <typename T>
 using ReadResult = std::variant<T, platform::Error>;
 
-/// Reads what an item's own URL has given. Work and memory are bounded by the size of `text`.
+/// Parses the playlist at the item's URL. Time and memory are bounded by the size of `text`.
 ReadResult<HLSManifest> readHLS(std::string_view text, const ManifestOrigin& origin);
 
-/// What a media playlist is read beside.
+/// Input of readMediaPlaylist() besides the text.
 struct PlaylistContext {
   PlaylistVariables variables;
-  /// The same playlist as it was read last; null: it is read for the first time. Positions
-  /// continue, and a delta update is completed from it.
+  /// The previous version of this playlist, or null. The new version continues its time line, and a
+  /// delta update copies segments from it.
   std::shared_ptr<const MediaPlaylist> previous;
-  /// Another playlist of the same presentation, beside which a live one is laid: by dates, else by
-  /// numbers and discontinuities, else by the end. Null: there is none.
+  /// Another playlist of the same presentation, or null. A live playlist is aligned to it: by date,
+  /// by media sequence number, by discontinuity, or by the end.
   std::shared_ptr<const MediaPlaylist> beside;
 };
 ReadResult<std::shared_ptr<const MediaPlaylist>> readMediaPlaylist(std::string_view text,
                                                                    const ManifestOrigin& origin,
                                                                    const PlaylistContext& context);
-/// The URL for the next reload of a playlist, with the directives of `rule`.
+/// The URL for the next reload, with the delivery directives of `rule`.
 std::string reloadURL(const std::string& url, const ReloadRule& rule);
 
-/// The texts of documents that have periods of a manifest, by their URLs. Empty: one cannot be had.
+/// Texts of remote period documents by URL. Empty: the document could not be loaded.
 using RemotePeriods = std::map<std::string, std::string, std::less<>>;
-/// The URLs of the documents that a manifest refers to for its periods (`xlink:href`), at most a
-/// few. What those refer to in turn is not fetched.
+/// The URLs of remote periods (`xlink:href`) in a manifest, limited in number. Nested references
+/// are not followed.
 std::vector<std::string> remotePeriodsOf(std::string_view text, const ManifestOrigin& origin);
 
-/// `previous`: the manifest as it was read last, or null. `text` may be a patch to it when it was
-/// found at ReloadRule::patchURL. A period without its document is left out.
+/// `previous`: the previous version, or null. If `text` is a patch (from ReloadRule::patchURL), it
+/// is applied to `previous`. Periods whose remote document is missing are dropped.
 ReadResult<std::shared_ptr<const Presentation>> readDASH(
     std::string_view text, const ManifestOrigin& origin,
     const std::shared_ptr<const Presentation>& previous, const RemotePeriods& remote = {});
 
-/// The segments of an indexed file, whose index (`sidx`, or Cues of WebM) is among the bytes of
-/// `head`, which begin at `offset` of the file. The variant that is neither an index nor an error
-/// tells which bytes have to be read in addition.
+/// Reads the index (`sidx`, or Cues of WebM) of a file. `head` holds bytes of the file from
+/// `offset`. Returns the byte range to read instead if the index is not within `head`.
 std::variant<std::shared_ptr<const SegmentIndex>, ByteSpan, platform::Error> readFileIndex(
     const IndexedFile& file, std::uint64_t offset, std::string_view head);
 

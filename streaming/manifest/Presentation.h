@@ -14,127 +14,126 @@ namespace streaming {
 
 enum class MediaKind { Video, Audio, Text };
 
-/// A system by which media are encrypted, as a manifest announces it.
+/// An encryption system that a manifest announces.
 struct Protection {
-  std::string scheme;               ///< "cenc", "cbcs" …; empty when unknown
+  std::string scheme;               ///< "cenc", "cbcs" …; empty: unknown
   std::string systemID;             ///< UUID in lower case; empty for the scheme itself
   std::vector<std::string> keyIDs;  ///< 32 hexadecimal digits in lower case
 };
 
-/// How the bytes of a text track are to be read.
+/// The format of a text track.
 enum class TextForm {
-  None,    ///< the track is no text
-  WebVTT,  ///< files of WebVTT: one for all, or one a segment
-  TTML,    ///< documents of TTML, likewise
+  None,    ///< not a text track
+  WebVTT,  ///< WebVTT files, one in total or one per segment
+  TTML,    ///< TTML documents, one in total or one per segment
   SubRip,
-  MP4,  ///< samples in fragmented mp4 (`wvtt`, `stpp`)
+  MP4,  ///< samples in fragmented MP4 (`wvtt`, `stpp`)
 };
 
-/// One of the forms in which a track is available. Immutable.
+/// A variant or rendition of HLS, or a representation of DASH. Immutable.
 struct Representation {
-  std::string id;  ///< unique within the presentation and stable over its updates
-  /// Bits a second at most, and on average; 0 when unknown.
+  std::string id;  ///< unique within the presentation; stable over updates
+  /// Peak and average bit rate, bits per second; 0: unknown.
   double bandwidth = 0;
   double averageBandwidth = 0;
-  int width = 0;  ///< pixels; 0 when unknown
+  int width = 0;  ///< pixels; 0: unknown
   int height = 0;
-  double frameRate = 0;             ///< 0 when unknown
-  std::string mimeType;             ///< empty when unknown
-  std::vector<std::string> codecs;  ///< RFC 6381; empty when unknown
-  bool carriesSound = false;        ///< a picture with its sound in the same segments
-  bool isKeyFramesOnly = false;     ///< for scanning (EXT-X-I-FRAME-STREAM-INF, trick modes)
+  double frameRate = 0;             ///< 0: unknown
+  std::string mimeType;             ///< empty: unknown
+  std::vector<std::string> codecs;  ///< RFC 6381; empty: unknown
+  bool carriesSound = false;        ///< video with muxed audio
+  bool isKeyFramesOnly = false;     ///< EXT-X-I-FRAME-STREAM-INF or trick mode
   TextForm textForm = TextForm::None;
   std::vector<Protection> protections;
-  /// HLS. Of a rendition: its GROUP-ID. Of a variant: the groups of the renditions that go with it.
+  /// HLS group IDs. `group` is that of a rendition, the others are those a variant refers to.
   std::string group;
   std::string audioGroup;
   std::string textGroup;
 
-  /// Where the segments are found. Exactly one of these three is set.
+  /// Source of the segments. Exactly one of these three is set.
   std::shared_ptr<const SegmentIndex> segments;  ///< known from the manifest
-  std::string playlistURL;                       ///< HLS: the media playlist, to be loaded
-  std::optional<IndexedFile> indexedFile;        ///< DASH: one file with an index, to be loaded
+  std::string playlistURL;                       ///< HLS: the media playlist
+  std::optional<IndexedFile> indexedFile;        ///< DASH: a file with an index
 
-  /// Added to the time stamps in the media to get the time of the presentation, in seconds. None:
-  /// it follows from the first time stamp and the start of its segment (HLS).
+  /// Added to media time stamps to get presentation time, in seconds. nullopt (HLS): the first time
+  /// stamp corresponds to the start of its segment.
   std::optional<double> timeOffset;
 };
 
-/// What a viewer may choose: the picture, a language of the sound, a subtitle. Immutable.
+/// A selectable track: the video, an audio language, a subtitle. Immutable.
 struct Track {
   MediaKind kind = MediaKind::Video;
-  std::string id;        ///< unique within its period, and the same in periods that continue it
-  std::string name;      ///< for people; empty when there is none
-  std::string language;  ///< as the author wrote it; empty when unknown
+  std::string id;        ///< unique within the period; the same in continuing periods
+  std::string name;      ///< for the user interface; may be empty
+  std::string language;  ///< as in the manifest; empty: unknown
   bool isForced = false;
   bool isDefault = false;
-  std::vector<std::string> characteristics;  ///< platform::kMediaOption…, or the author's own
-  /// The sound that comes in the segments of the picture: the track has no representations.
+  std::vector<std::string> characteristics;  ///< platform::kMediaOption… or values of the manifest
+  /// Audio that is muxed into the video segments. The track has no representations.
   bool isWithinPicture = false;
-  /// Captions within the picture: "CC1" to "CC4". The track has no representations.
+  /// CEA-608 captions in the video: "CC1" to "CC4". The track has no representations.
   std::string captionChannel;
-  std::vector<std::shared_ptr<const Representation>> representations;  ///< by bandwidth
+  std::vector<std::shared_ptr<const Representation>> representations;  ///< sorted by bandwidth
 };
 
 /// Immutable.
 struct Period {
   std::string id;
   double start = 0;                ///< seconds
-  std::optional<double> duration;  ///< none: until the next period, or unknown
+  std::optional<double> duration;  ///< nullopt: until the next period, or unknown
   std::vector<Track> tracks;
 };
 
-/// Where the media say what time it was.
+/// Maps a position to a date (EXT-X-PROGRAM-DATE-TIME, availabilityStartTime).
 struct DateMark {
   double position = 0;
   platform::Date date;
-  bool isDiscontinuous = false;  ///< dates before it do not continue over it
+  bool isDiscontinuous = false;  ///< dates before the mark cannot be computed from it
 };
 
-/// What a manifest says is to happen (EXT-X-DATERANGE, EventStream).
+/// An event in a manifest (EXT-X-DATERANGE, EventStream).
 struct PresentationEvent {
   double position = 0;
-  platform::TimedMetadataItem item;  ///< without its time
+  platform::TimedMetadataItem item;  ///< its time is not set
 };
 
-/// When and where a manifest is read again.
+/// How to reload a manifest.
 struct ReloadRule {
-  std::string url;  ///< empty: where it was found
-  /// Seconds between the beginnings of two requests. A manifest that has not changed is asked for
-  /// again after half of it.
+  std::string url;  ///< empty: the current URL
+  /// Seconds between the starts of two requests. An unchanged manifest is reloaded after half of
+  /// it.
   double interval = 0;
-  /// Blocking reload (HLS, second edition): the server waits for this segment, and part.
+  /// Blocking playlist reload (HLS): the media sequence number and part that the server waits for.
   std::optional<std::uint64_t> awaitedNumber;
   std::optional<std::uint64_t> awaitedPart;
-  bool maySkip = false;  ///< a delta update may be asked for
-  std::string patchURL;  ///< DASH: of a patch to the manifest; empty: none
+  bool maySkip = false;  ///< the server supports delta updates
+  std::string patchURL;  ///< DASH: URL of a patch; empty: none
 };
 
 struct DASHDocument;
 
-/// A manifest as it was read at one time. Immutable; an update is a new one.
+/// One version of a manifest. Immutable; an update creates a new object.
 ///
-/// Times are seconds on the time line of the presentation: of HLS from the first segment of the
-/// first playlist that was loaded, of DASH from the start of the presentation (live:
-/// availabilityStartTime).
+/// Positions are in seconds. Position 0 is the first segment of the first playlist that was loaded
+/// (HLS), or the start of the presentation (DASH; live: availabilityStartTime).
 struct Presentation {
-  bool isLive = false;  ///< it may grow
+  bool isLive = false;  ///< segments may be added
   std::optional<double> duration;
-  /// DASH, live: civil time of position 0, and how far back the server keeps segments.
+  /// DASH live: the civil time of position 0, and timeShiftBufferDepth in seconds.
   std::optional<platform::Date> availabilityStart;
   std::optional<double> timeShiftDepth;
-  /// How far from the edge a player of a live presentation is to stay, in seconds.
+  /// suggestedPresentationDelay: the distance to the live edge, in seconds.
   std::optional<double> suggestedDelay;
-  /// Where to begin (EXT-X-START); negative: from the end.
+  /// Start position (EXT-X-START). Negative: relative to the end.
   std::optional<double> startOffset;
-  double targetDuration = 0;         ///< of a segment, at most; 0 when unknown
-  std::optional<ReloadRule> reload;  ///< none: it does not change any more
-  /// DASH, live: where the time of the server can be had (UTCTiming).
+  double targetDuration = 0;         ///< maximum segment duration; 0: unknown
+  std::optional<ReloadRule> reload;  ///< nullopt: the manifest is complete
+  /// DASH live: sources of the server time (UTCTiming).
   std::vector<std::pair<std::string, std::string>> clocks;  ///< scheme, value
-  std::vector<Period> periods;                              ///< at least one
-  std::vector<DateMark> dates;                              ///< by position
+  std::vector<Period> periods;                              ///< not empty
+  std::vector<DateMark> dates;                              ///< sorted by position
   std::vector<PresentationEvent> events;
-  std::shared_ptr<const DASHDocument> document;  ///< DASH: what a patch is applied to, or null
+  std::shared_ptr<const DASHDocument> document;  ///< DASH: the tree that patches apply to, or null
 };
 
 }  // namespace streaming

@@ -7,7 +7,7 @@
 namespace streaming {
 namespace {
 
-/// Takes a number of just so many digits off the front.
+/// Removes a number of exactly `count` digits from the front.
 std::optional<int> takeDigits(std::string_view& text, std::size_t count) {
   if (text.size() < count) return {};
   int value = 0;
@@ -31,7 +31,7 @@ std::optional<double> takeNumber(std::string_view& text) {
   return value;
 }
 
-/// The seconds that a local time is ahead of UTC.
+/// The offset from UTC in seconds.
 std::optional<double> takeZone(std::string_view& text) {
   if (text.empty() || takeOneOf(text, "Zz")) return 0;
   const double sign = text.front() == '-' ? -1 : 1;

@@ -7,12 +7,12 @@
 
 namespace streaming {
 
-/// A number in decimal notation, and nothing else; never infinite.
+/// Parses a finite decimal number. nullopt if `text` contains anything else.
 std::optional<double> numberFrom(std::string_view text);
-/// RFC 3339, with fractions; also without a zone, which is UTC then, and with one as `+hhmm`.
+/// Parses an RFC 3339 date. The zone may be missing (UTC) or have the form `+hhmm`.
 std::optional<platform::Date> dateFrom(std::string_view text);
-/// Seconds of an ISO 8601 duration, `PT1H2M3.5S`; of months and years, as long as they are on
-/// average.
+/// Parses an ISO 8601 duration such as `PT1H2M3.5S` to seconds. Months and years have their average
+/// length.
 std::optional<double> durationFrom(std::string_view text);
 
 }  // namespace streaming

@@ -8,10 +8,10 @@
 
 namespace streaming {
 
-/// The date at `position`: counted from the mark before it, or back from the first one. `marks` are
-/// by position.
+/// The date at `position`, computed from the last mark before it, or from the first mark. `marks`
+/// are sorted by position.
 std::optional<platform::Date> dateAt(const std::vector<DateMark>& marks, double position);
-/// The inverse. Between two marks that do not meet, the position of the second one.
+/// The inverse of dateAt(). A date in a gap between two marks maps to the second mark.
 std::optional<double> positionOf(const std::vector<DateMark>& marks, platform::Date date);
 
 }  // namespace streaming

@@ -10,13 +10,14 @@
 
 namespace streaming {
 
-/// What is known of the time line of a presentation at one time. Any thread.
+/// A snapshot of the manifest, playlist and segments of a presentation. May be used on any thread.
 struct KnownTimeline {
-  std::shared_ptr<const Presentation> manifest;       ///< as it was read; null: not yet
-  std::shared_ptr<const Presentation> presentation;   ///< with what media playlists say
-  std::shared_ptr<const SegmentIndex> segments;       ///< of the leading track, last period
-  std::shared_ptr<const SegmentIndex> firstSegments;  ///< the same in the first period
-  std::shared_ptr<const MediaPlaylist> playlist;      ///< of the leading track, in HLS
+  std::shared_ptr<const Presentation> manifest;  ///< as parsed; null: not loaded yet
+  std::shared_ptr<const Presentation>
+      presentation;                              ///< the manifest completed by its media playlists
+  std::shared_ptr<const SegmentIndex> segments;  ///< of the leading track in the last period
+  std::shared_ptr<const SegmentIndex> firstSegments;  ///< of the leading track in the first period
+  std::shared_ptr<const MediaPlaylist> playlist;      ///< HLS: of the leading track
 
   PlayableWindow window(platform::Date now) const;
   std::optional<platform::Date> dateAt(double position) const;

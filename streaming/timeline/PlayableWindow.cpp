@@ -6,10 +6,10 @@
 namespace streaming {
 namespace {
 
-/// Target durations that a live presentation is played behind its end, so that the next segments
-/// are there when they are needed.
+/// The distance to the end of a live presentation, in target durations. It leaves time to load the
+/// next segments.
 constexpr double kLiveDistance = 3;
-/// When nothing says how long segments are.
+/// The assumed segment duration when the manifest has none.
 constexpr double kUsualSegment = 4;
 
 double distanceFromEnd(const Presentation& presentation, const MediaPlaylist* playlist,
@@ -34,7 +34,7 @@ PlayableWindow PlayableWindow::of(const Presentation& presentation,
   std::optional<Segment> last;
   if (segments) last = segments->last(now);
   if (firstSegments) first = firstSegments->first(now);
-  // The last period has none yet, or the first one has none any more.
+  // The last period may have no segments yet, and the first one may have lost all of them.
   if (!last && firstSegments) last = firstSegments->last(now);
   if (!first && segments) first = segments->first(now);
   if (!window.isLive) {
@@ -61,7 +61,7 @@ PlayableWindow PlayableWindow::of(const Presentation& presentation,
   const auto held = playlist ? playlist->partHoldBack ? playlist->partHoldBack : playlist->holdBack
                              : std::nullopt;
   if (held) window.edge = std::clamp(last->end() - *held, start, last->end());
-  // A seek to the edge is not refused.
+  // The range includes the edge, so that a seek to the edge is accepted.
   window.range->duration = std::max(window.range->duration, window.edge - start);
   return window;
 }

@@ -10,23 +10,25 @@
 
 namespace streaming {
 
-/// What the newest manifest and the segments of one track say of where one can play.
+/// The range in which a presentation can be played at one time.
 struct PlayableWindow {
   bool isLive = false;
-  std::optional<double> duration;            ///< none while it is live, or unknown
-  std::optional<platform::TimeRange> range;  ///< none: there are no segments
-  double edge = 0;                           ///< where a live presentation is begun
+  std::optional<double> duration;            ///< nullopt: live or unknown
+  std::optional<platform::TimeRange> range;  ///< nullopt: there are no segments
+  double edge = 0;                           ///< the start position of a live presentation
 
-  /// `firstSegments` and `segments` are those of the leading track in the first and in the last
-  /// period, `playlist` is theirs, of HLS; null where there is none. `now` is the server's time.
+  /// `firstSegments` and `segments` belong to the leading track, in the first and in the last
+  /// period. `playlist` is the media playlist of that track (HLS). All three may be null. `now` is
+  /// the time of the server.
   static PlayableWindow of(const Presentation& presentation, const SegmentIndex* firstSegments,
                            const SegmentIndex* segments, const MediaPlaylist* playlist,
                            platform::Date now);
-  /// The nearest position within the window.
+  /// The position within the range that is nearest to `position`.
   double clamp(double position) const;
 };
 
-/// Where to begin when nobody has said so: as the manifest says, at the edge, or at the beginning.
+/// The start position when the caller has set none: the offset of the manifest (EXT-X-START), the
+/// live edge, or the beginning.
 double defaultStart(const PlayableWindow& window, std::optional<double> startOffset);
 
 }  // namespace streaming

@@ -6,12 +6,12 @@
 
 namespace streaming {
 
-/// Holes that a player does not notice, in seconds.
+/// Shorter gaps, in seconds, are closed.
 inline constexpr double kSmallestHole = 0.1;
 
-/// In order and apart from each other.
+/// Merges ranges. The result is sorted and does not overlap.
 std::vector<platform::TimeRange> unionOf(std::vector<platform::TimeRange> ranges);
-/// What is in both; each is in order and apart.
+/// Both arguments are sorted and do not overlap.
 std::vector<platform::TimeRange> intersectionOf(const std::vector<platform::TimeRange>& a,
                                                 const std::vector<platform::TimeRange>& b);
 

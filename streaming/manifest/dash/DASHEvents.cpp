@@ -13,7 +13,7 @@ namespace {
 constexpr std::size_t kMostEvents = 1000;
 constexpr std::size_t kMostEventBytes = std::size_t{64} * 1024;
 
-/// RFC 4648; other characters are passed over.
+/// RFC 4648; ignores other characters.
 std::string base64Decoded(std::string_view text) {
   constexpr std::string_view kDigits =
       "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
@@ -32,7 +32,7 @@ std::string base64Decoded(std::string_view text) {
   return bytes;
 }
 
-/// What stands within an event: elements as they are written, or text.
+/// The payload of an event: serialized child elements, or text.
 std::string contentOf(pugi::xml_node event) {
   if (attributeOf(event, "contentEncoding") == "base64") return base64Decoded(textOf(event));
   if (hasAttribute(event, "messageData")) return std::string(attributeOf(event, "messageData"));

@@ -7,7 +7,7 @@
 
 namespace streaming {
 
-/// Adds the events of a period's EventStream elements; bounded in number and bytes.
+/// Adds the events of the EventStream elements of a period. Their number and size are limited.
 void addPeriodEvents(pugi::xml_node period, double periodStart,
                      std::vector<PresentationEvent>& events);
 

@@ -38,7 +38,7 @@ std::shared_ptr<Presentation> DASHManifest::read() {
   return presentation;
 }
 
-/// A reference of the manifest as an absolute URL; empty for what is none.
+/// Resolves a reference of the manifest. Empty if it is invalid.
 std::string DASHManifest::_reference(std::string_view reference) const {
   auto url = resolveURL(_origin.url, reference);
   if (!url) return {};
@@ -87,7 +87,7 @@ void DASHManifest::_readClocks(Presentation& presentation) const {
     if (scheme.find(":http-") == scheme.npos) {
       told = value;
     } else {
-      // Some name several servers in one value.
+      // The value may list several servers.
       while (!value.empty()) {
         const auto end = std::min(value.find_first_of(" \t\r\n"), value.size());
         const std::string url = _reference(value.substr(0, end));
@@ -101,13 +101,13 @@ void DASHManifest::_readClocks(Presentation& presentation) const {
   }
 }
 
-/// The periods that take part in the time line.
+/// The Period elements without those that resolve to zero.
 std::vector<pugi::xml_node> DASHManifest::_periodNodes() const {
   constexpr std::string_view kNothing = "urn:mpeg:dash:resolve-to-zero:2013";
   auto nodes = childrenOf(_root, "Period");
   std::erase_if(nodes, [&](pugi::xml_node each) { return attributeOf(each, "href") == kNothing; });
   if (nodes.size() > kMostPeriods) {
-    // The newest ones are those that a live presentation is played from.
+    // Live playback needs the newest periods.
     if (_isLive && hasAttribute(nodes[nodes.size() - kMostPeriods], "start"))
       nodes.erase(nodes.begin(), nodes.end() - kMostPeriods);
     else
@@ -124,7 +124,7 @@ void DASHManifest::_readPeriods(Presentation& presentation) {
   for (std::size_t at = 0; at < nodes.size(); ++at) {
     const pugi::xml_node node = nodes[at];
     const auto start = xmlDuration(node, "start");
-    // It is announced, and nobody knows yet when it begins.
+    // An early available period without a known start.
     if (!start && !next) continue;
     PeriodContext context;
     context.start = start ? *start : *next;
@@ -136,11 +136,11 @@ void DASHManifest::_readPeriods(Presentation& presentation) {
     if (!context.duration && at + 1 == nodes.size() && presentation.duration)
       context.duration = std::max(0.0, *presentation.duration - context.start);
     next = context.duration ? std::optional(context.start + *context.duration) : std::nullopt;
-    // What is elsewhere was not fetched.
+    // The remote document was not loaded.
     if (context.duration == 0 || hasAttribute(node, "href")) continue;
     if (essentialUse(node) != EssentialUse::Play) continue;
 
-    // Both stay the same when periods before it have gone.
+    // Both values stay the same when earlier periods are removed.
     constexpr double kMilliseconds = 1000;
     constexpr double kLatest = 1e15;
     context.discontinuity =

@@ -12,12 +12,12 @@
 
 namespace streaming {
 
-/// Reads the elements of one MPD into a presentation. Work and memory are bounded by limits on the
-/// numbers of elements and on the length of what representations inherit.
+/// Parses an MPD into a presentation. The numbers of elements and the length of inherited URLs are
+/// limited.
 class DASHManifest {
  public:
   DASHManifest(pugi::xml_node root, const ManifestOrigin& origin);
-  /// Null: there is no period with something to play.
+  /// Null: no period is playable.
   std::shared_ptr<Presentation> read();
 
  private:
@@ -25,7 +25,7 @@ class DASHManifest {
     double start = 0;
     std::optional<double> duration;
     std::uint64_t discontinuity = 0;
-    std::string prefix;  // of the identifiers of its representations
+    std::string prefix;  // of representation IDs
     DASHSegmentInfo info;
     std::vector<std::string> bases;
   };
@@ -35,17 +35,18 @@ class DASHManifest {
     DASHSegmentInfo info;
     std::vector<std::string> bases;
     std::vector<Protection> protections;
-    // What would have to be looked for among all children of the set.
+    // Cached, to avoid a search through the children for each representation.
     std::vector<pugi::xml_node> protectionNodes;
     std::optional<MediaKind> componentKind;
     bool hasUnknownEncryption = false;
   };
-  /// An adaptation set as it was read.
+  /// A parsed adaptation set.
   struct ReadSet {
     Track track;
-    std::vector<Track> captions;  // within the picture
+    std::vector<Track> captions;  // CEA-608 in the video
     std::string id;
-    std::vector<std::string> partners;  // sets that are switched to, or scanned by this one
+    std::vector<std::string>
+        partners;  // IDs of sets to switch to, or of the set whose key frames these are
     bool isKeyFramesOnly = false;
   };
 
@@ -79,14 +80,14 @@ class DASHManifest {
 
   const pugi::xml_node _root;
   const ManifestOrigin& _origin;
-  const std::shared_ptr<const std::string> _queryFrom;  // null: no query is passed on
+  const std::shared_ptr<const std::string> _queryFrom;  // null: queries are not inherited
   bool _isLive = false;
   bool _isReloaded = false;
   std::optional<platform::Date> _availabilityStart;
   std::optional<double> _timeShiftDepth;
   double _longestSegment = 0;
-  std::map<std::string, unsigned, std::less<>> _identifiers;  // of representations
-  std::size_t _textBudget;                                    // bytes of URLs that may be kept
+  std::map<std::string, unsigned, std::less<>> _identifiers;  // IDs of representations
+  std::size_t _textBudget;  // bytes of URLs that may still be stored
 };
 
 }  // namespace streaming

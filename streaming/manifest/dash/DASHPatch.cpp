@@ -10,17 +10,17 @@ namespace streaming {
 namespace {
 
 constexpr std::size_t kMostOperations = 10'000;
-/// Elements that all selectors of a patch may look at.
+/// Maximum number of elements that the selectors of a patch may visit.
 constexpr std::size_t kMostVisits = 5'000'000;
 
-/// What a selector names: an element, or one of its attributes.
+/// The target of a selector: an element, its text, or an attribute.
 struct PatchTarget {
   pugi::xml_node node;
-  std::string_view attribute;  // empty: the element, or its text
+  std::string_view attribute;  // empty: the element or its text
   bool isText = false;
 };
 
-/// The part of `selector` up to a slash that is not within quotation marks.
+/// Removes the part up to the next slash outside quotation marks.
 std::string_view takeStep(std::string_view& selector) {
   char quote = 0;
   std::size_t end = 0;
@@ -43,13 +43,13 @@ std::string_view plainName(std::string_view name) {
   return colon == name.npos ? name : name.substr(colon + 1);
 }
 
-/// The conditions of a step: `[@id='x']` and the like, `[3]`, `[last()]`.
+/// The predicates of a step, such as `[@id='x']`, `[3]` and `[last()]`.
 struct StepConditions {
   std::vector<std::pair<std::string_view, std::string_view>> attributes;
-  std::optional<std::size_t> place;  // counted from 1
+  std::optional<std::size_t> place;  // starts at 1
   bool isLast = false;
 
-  /// None for what is not understood.
+  /// nullopt: not supported.
   static std::optional<StepConditions> of(std::string_view text) {
     StepConditions conditions;
     while (!text.empty()) {

@@ -8,14 +8,14 @@
 
 namespace streaming {
 
-/// A manifest that patches may be applied to.
+/// A manifest that patches can be applied to.
 struct DASHDocument {
   pugi::xml_document tree;
   ManifestOrigin origin;
 };
 
-/// Carries out the operations of a patch (`Patch`, ISO/IEC 23009-1, and RFC 5261) on `document`.
-/// Gives a reason when it does not fit; then the document may have changed in part.
+/// Applies a patch (`Patch` of ISO/IEC 23009-1, RFC 5261) to `document`. Returns the reason of a
+/// failure; `document` may then be partly changed.
 std::optional<std::string> applyDASHPatch(pugi::xml_node patch, pugi::xml_document& document);
 
 }  // namespace streaming

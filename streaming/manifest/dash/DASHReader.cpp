@@ -21,7 +21,7 @@ ReadResult<std::shared_ptr<const Presentation>> readDASH(
       return unusableManifest("There is no manifest that the patch could be applied to.");
     auto patched = std::make_shared<DASHDocument>();
     patched->tree.reset(previous->document->tree);
-    // References are relative to the manifest.
+    // URLs are relative to the manifest, not to the patch.
     patched->origin = previous->document->origin;
     if (auto reason = applyDASHPatch(document->tree.document_element(), patched->tree))
       return unusableManifest(*std::move(reason));
@@ -31,7 +31,7 @@ ReadResult<std::shared_ptr<const Presentation>> readDASH(
   if (!isNamed(root, "MPD")) return unusableManifest("The manifest is none of DASH.");
   if (essentialUse(root) != EssentialUse::Play)
     return unusableManifest("The manifest demands what is not supported.");
-  // Patches are made for the manifest as it is without them.
+  // The stored document keeps its xlink references, because patches refer to them.
   pugi::xml_document complete;
   if (!remote.empty()) {
     complete.reset(document->tree);

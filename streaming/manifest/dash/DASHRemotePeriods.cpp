@@ -30,7 +30,7 @@ std::string remotePeriodURL(pugi::xml_node period, const ManifestOrigin& origin)
 
 std::vector<std::string> remotePeriodsOf(std::string_view text, const ManifestOrigin& origin) {
   std::vector<std::string> urls;
-  // Few manifests have any, and need not be read twice.
+  // Most manifests have no remote periods and need not be parsed here.
   pugi::xml_document document;
   if (text.find(kReference) == text.npos || text.size() > kMostManifestBytes ||
       XMLTree::load(text, document))
@@ -62,7 +62,7 @@ bool insertRemotePeriods(pugi::xml_document& document, const ManifestOrigin& ori
       root.remove_child(period);
     else
       period.remove_attribute(referenceOf(period));
-    // The same document may be named many times.
+    // The same document may be included many times.
     if (!XMLTree::isWithinLimits(document)) return false;
   }
   return true;

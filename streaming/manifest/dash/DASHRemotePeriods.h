@@ -5,12 +5,12 @@
 
 namespace streaming {
 
-/// The document with which a period says where its content is; empty: it has its own. Empty also
-/// for a period that resolves to nothing.
+/// The URL of the document that contains the period. Empty: the period is not remote, or it
+/// resolves to zero.
 std::string remotePeriodURL(pugi::xml_node period, const ManifestOrigin& origin);
 
-/// Puts the periods of `remote` in the places of those that refer to them. One that could not be
-/// had keeps the content that it has here. False: the manifest has become too long.
+/// Replaces remote periods by those of `remote`. If a document could not be loaded, the period
+/// keeps its own content. False: the manifest exceeds a limit.
 bool insertRemotePeriods(pugi::xml_document& document, const ManifestOrigin& origin,
                          const RemotePeriods& remote);
 

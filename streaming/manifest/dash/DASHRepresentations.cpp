@@ -1,4 +1,4 @@
-// How representations are read, and where their segments are found.
+// Parses Representation elements and locates their segments.
 
 #include <algorithm>
 #include <charconv>
@@ -15,7 +15,7 @@ namespace {
 
 constexpr double kMostBandwidth = 1e15;
 
-/// "25", or "30000/1001".
+/// Parses "25" or "30000/1001".
 double frameRateOf(std::string_view text) {
   const auto slash = text.find('/');
   const double rate = numberFrom(text.substr(0, slash)).value_or(0);
@@ -44,7 +44,7 @@ std::optional<std::array<std::byte, 16>> initialVectorIn(std::string_view digits
 
 using KeyPeriods = std::shared_ptr<const std::vector<SegmentKeyPeriod>>;
 
-/// The keys of segments that are encrypted by themselves (ISO/IEC 23009-4); null: they are not.
+/// The keys of encrypted segments (ISO/IEC 23009-4). Null: not encrypted.
 KeyPeriods segmentKeysOf(const std::vector<pugi::xml_node>& protections,
                          const std::vector<std::string>& bases) {
   constexpr std::size_t kMostKeyPeriods = 1000;
@@ -73,7 +73,7 @@ KeyPeriods segmentKeysOf(const std::vector<pugi::xml_node>& protections,
 
 constexpr double kLongestGuess = 60;
 
-/// The duration of a segment, for want of anything better.
+/// An estimate of the segment duration in units.
 std::uint64_t timingUnits(const SegmentTiming& timing) {
   if (timing.duration > 0) return timing.duration;
   return timing.runs && !timing.runs->empty() ? timing.runs->back().duration : 0;
@@ -87,7 +87,7 @@ std::size_t bytesIn(const std::vector<std::string>& texts) {
 
 }  // namespace
 
-/// An identifier that no other representation has.
+/// Makes an ID unique with a numeric suffix.
 std::string DASHManifest::_uniqueID(std::string id) {
   const auto [known, isNew] = _identifiers.try_emplace(id, 1);
   if (isNew) return id;
@@ -149,7 +149,7 @@ std::shared_ptr<const Initialization> DASHManifest::_initialization(
   return std::make_shared<const Initialization>(std::move(initialization));
 }
 
-/// Whether no later version of the manifest adds a segment to those that are told.
+/// Later versions of the manifest will not add segments.
 bool DASHManifest::_isComplete(const SegmentTiming& timing, const DASHSegmentInfo& info,
                                const PeriodContext& period) const {
   if (!_isLive) return true;
@@ -177,7 +177,7 @@ void DASHManifest::_locate(const DASHSegmentInfo& info, std::vector<std::string>
   const auto bandwidth = static_cast<std::uint64_t>(representation.bandwidth);
   const std::optional<double> end =
       period.duration ? std::optional(period.start + *period.duration) : std::nullopt;
-  // What is kept is bounded, however much of it a few bytes of the manifest ask for.
+  // Limits the memory for stored URLs, because short elements can inherit long URLs.
   constexpr std::size_t kLeast = 1024;
   const std::size_t size = kLeast + bytesIn(bases) + info.media.size() +
                            info.initializationPattern.size() +
@@ -202,7 +202,7 @@ void DASHManifest::_locate(const DASHSegmentInfo& info, std::vector<std::string>
   auto timing = std::make_shared<SegmentTiming>(info.timing);
   if (info.form == DASHSegmentInfo::Form::Template && info.media.empty()) return;
   const bool isComplete = _isComplete(*timing, info, period);
-  // A single segment without times fills the period.
+  // A single segment without timing spans the period.
   if (timing->duration == 0 && (!timing->runs || timing->runs->empty())) {
     if (!end) return;
     timing->duration = static_cast<std::uint64_t>(

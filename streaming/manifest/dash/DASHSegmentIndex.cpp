@@ -105,7 +105,7 @@ DASHSegmentIndex::DASHSegmentIndex(Setup setup) : _setup(std::move(setup)) {
                  : SegmentTiming::kOpen;
   } else if (timing.runs && !timing.runs->empty()) {
     _count = timing.runs->back().firstIndex + timing.runs->back().segments();
-    // What begins behind the end of the period is not played.
+    // Segments that start after the end of the period are dropped.
     if (_setup.periodEnd && _count > 0) {
       const std::uint64_t index = _indexAt(*_setup.periodEnd - 2 * kDASHTolerance);
       if (index < _count)
@@ -172,7 +172,7 @@ std::uint64_t DASHSegmentIndex::_indexAt(double time) const {
         countOf(std::floor(relative / secondsOf(static_cast<double>(timing.duration), timing))));
   if (_count == 0) return 0;
   const double units = relative * timing.timescale + static_cast<double>(timing.timeOffset);
-  // The first run that ends behind the time.
+  // The first run that ends after the time.
   const auto run = std::upper_bound(
       timing.runs->begin(), timing.runs->end(), units, [](double wanted, const auto& each) {
         return wanted < static_cast<double>(each.time) +
@@ -224,7 +224,7 @@ std::optional<Segment> DASHSegmentIndex::_segment(std::uint64_t index) const {
                                : times.duration;
     const double from = _setup.availabilityStart->secondsSince1970 + times.start + nominal -
                         timing.availabilityOffset;
-    // Those that a time line counts are there when they are named.
+    // Segments of a SegmentTimeline are available when they are listed.
     if (_isOpen() && std::isfinite(from)) segment.availableFrom = platform::Date{from};
     segment.date = platform::Date{_setup.availabilityStart->secondsSince1970 + times.start};
   }
@@ -237,7 +237,7 @@ std::optional<Segment> DASHSegmentIndex::at(double time) const {
 }
 
 std::optional<Segment> DASHSegmentIndex::after(const Segment& previous) const {
-  // By time: numbers may be counted anew in another version, and in another representation.
+  // Search by time: numbers differ between versions and representations.
   const std::uint64_t index = _indexAt(previous.start + previous.duration / 2);
   if (index >= _count) return std::nullopt;
   const double start = _timesOf(index).start;
@@ -258,7 +258,7 @@ std::optional<Segment> DASHSegmentIndex::last(platform::Date now) const {
   if (_setup.availabilityStart) {
     const double edge = now.secondsSince1970 - _setup.availabilityStart->secondsSince1970 +
                         timing.availabilityOffset;
-    // The segment at the edge has not come to its end.
+    // The segment at the live edge is not complete.
     if (_isOpen()) count = std::min(count, _indexAt(edge));
   } else if (count >= SegmentTiming::kOpen) {
     return std::nullopt;

@@ -11,84 +11,86 @@
 
 namespace streaming {
 
-/// A longer text is no part of a URL.
+/// Longer URLs and URL templates are rejected.
 inline constexpr std::size_t kLongestURLText = 4096;
 
-/// `$Number$`, `$Time$` and the like in a URL, with the representation's own values filled in.
+/// A URL template with `$Number$`, `$Time$` and other identifiers. Those of the representation are
+/// substituted by the constructor.
 class SegmentTemplate {
  public:
   SegmentTemplate(std::string_view pattern, std::string_view representationID,
                   std::uint64_t bandwidth);
   std::string filledIn(std::uint64_t number, std::uint64_t time, std::uint64_t subNumber) const;
-  /// False: it is too long to be part of a URL.
+  /// False: the template is too long.
   bool isUsable() const { return !_pieces.empty(); }
 
  private:
   struct Piece {
     std::string text;
-    char value = 0;  // 'N', 'T', 'S', or 0: the text alone
+    char value = 0;  // 'N', 'T', 'S', or 0: literal text only
     unsigned width = 0;
   };
   std::vector<Piece> _pieces;
 };
 
-/// What the segments of representations have in common, shared by them.
+/// Timing that representations share.
 struct SegmentTiming {
-  /// Segments of the same duration, one after the other. They may come in sequences, whose segments
-  /// share a number.
+  /// Consecutive segments of equal duration (an `S` element). With `k` they form sequences whose
+  /// segments share a number.
   struct Run {
     std::uint64_t time = 0;
-    std::uint64_t duration = 0;     ///< of a sequence
-    std::uint64_t count = 0;        ///< of sequences
-    std::uint64_t parts = 1;        ///< segments of a sequence
-    std::uint64_t firstIndex = 0;   ///< of the run's first segment among all
-    std::uint64_t firstNumber = 0;  ///< of its first sequence among all
+    std::uint64_t duration = 0;     ///< of one sequence
+    std::uint64_t count = 0;        ///< number of sequences
+    std::uint64_t parts = 1;        ///< segments per sequence
+    std::uint64_t firstIndex = 0;   ///< index of the first segment of the run
+    std::uint64_t firstNumber = 0;  ///< index of the first sequence of the run
 
     std::uint64_t segments() const { return count * parts; }
   };
-  static constexpr std::uint64_t kOpen = std::uint64_t{1} << 40;  ///< of a run without an end
+  static constexpr std::uint64_t kOpen = std::uint64_t{1} << 40;  ///< count of an open-ended run
 
-  double timescale = 1;                          ///< units a second
-  std::uint64_t duration = 0;                    ///< units, of every segment; 0: there are runs
-  std::shared_ptr<const std::vector<Run>> runs;  ///< in order; null where `duration` is set
+  double timescale = 1;                          ///< units per second
+  std::uint64_t duration = 0;                    ///< units per segment; 0: `runs` is used
+  std::shared_ptr<const std::vector<Run>> runs;  ///< sorted; null if `duration` is used
   std::uint64_t timeOffset = 0;                  ///< presentationTimeOffset
   std::uint64_t firstNumber = 1;
   std::optional<std::uint64_t> lastNumber;
-  double availabilityOffset = 0;  ///< seconds that a segment is there before its end
-  bool isOpen = false;            ///< the last run goes on to the end of the period
+  double availabilityOffset = 0;  ///< availabilityTimeOffset in seconds
+  bool isOpen = false;            ///< the last run repeats until the end of the period
 };
 
-/// One URL of a SegmentList.
+/// A URL of a SegmentList.
 struct ListedSegment {
   std::string reference;
   std::optional<ByteSpan> span;
 };
 
-/// Segments that are encrypted with the same key.
+/// A range of segments that are encrypted with the same key.
 struct SegmentKeyPeriod {
-  std::uint64_t firstIndex = 0;        ///< of the segments of the period
-  std::optional<std::uint64_t> count;  ///< none: to the next one; those behind `count` are clear
+  std::uint64_t firstIndex = 0;  ///< index within the period
+  std::optional<std::uint64_t>
+      count;  ///< nullopt: until the next range; segments after `count` are not encrypted
   std::shared_ptr<const SegmentKey> key;
 };
 
-/// The segments of one representation of DASH, computed when they are asked for.
+/// The segments of a DASH representation. They are computed on demand.
 class DASHSegmentIndex final : public SegmentIndex {
  public:
   struct Setup {
     std::shared_ptr<const SegmentTiming> timing;
     double periodStart = 0;
     std::optional<double> periodEnd;
-    /// Live: civil time of the presentation's beginning, and how long segments are kept.
+    /// Live: the civil time of position 0, and timeShiftBufferDepth in seconds.
     std::optional<platform::Date> availabilityStart;
     std::optional<double> timeShiftDepth;
     std::vector<std::string> bases;                ///< absolute URLs
-    std::shared_ptr<const std::string> queryFrom;  ///< a URL whose query is passed on, or null
-    std::optional<SegmentTemplate> media;          // of a template
-    std::shared_ptr<const std::vector<ListedSegment>> list;  // of a list
+    std::shared_ptr<const std::string> queryFrom;  ///< a URL whose query is inherited, or null
+    std::optional<SegmentTemplate> media;          // SegmentTemplate
+    std::shared_ptr<const std::vector<ListedSegment>> list;  // SegmentList
     std::shared_ptr<const Initialization> initialization;
-    /// In order; null: the segments are clear.
+    /// Sorted; null: not encrypted.
     std::shared_ptr<const std::vector<SegmentKeyPeriod>> keys;
-    std::uint64_t discontinuity = 0;  ///< of the period
+    std::uint64_t discontinuity = 0;  ///< of all segments of the period
     bool isComplete = true;
   };
   explicit DASHSegmentIndex(Setup setup);
@@ -101,19 +103,19 @@ class DASHSegmentIndex final : public SegmentIndex {
 
  private:
   struct Times {
-    std::uint64_t time = 0;  // of the sequence, in the media, units
+    std::uint64_t time = 0;  // of the sequence, in media time units
     std::uint64_t number = 0;
     std::uint64_t subNumber = 1;
     double start = 0;  // seconds
     double duration = 0;
   };
-  /// Segments are told that may not be there yet.
+  /// The index contains segments that may not be available yet.
   bool _isOpen() const;
   Times _timesOf(std::uint64_t index) const;
   std::shared_ptr<const SegmentKey> _keyOf(std::uint64_t index) const;
-  /// The first one with a larger number than `number`.
+  /// The first index whose number is greater than `number`.
   std::uint64_t _indexBehind(std::uint64_t number) const;
-  /// The first one that ends after `time`; may be `_count`.
+  /// The first index that ends after `time`; at most `_count`.
   std::uint64_t _indexAt(double time) const;
   std::optional<Segment> _segment(std::uint64_t index) const;
 
@@ -121,8 +123,8 @@ class DASHSegmentIndex final : public SegmentIndex {
   std::uint64_t _count = 0;
 };
 
-/// `bases` and `reference` as absolute URLs, at most a few. They get the query of `queryFrom`,
-/// where that is not null.
+/// Resolves `reference` against each base URL, up to a limit. The query of `queryFrom`, if not
+/// null, is inherited.
 std::vector<std::string> resolvedURLs(const std::vector<std::string>& bases,
                                       std::string_view reference, const std::string* queryFrom);
 

@@ -14,7 +14,7 @@ namespace {
 constexpr double kMostTimescale = 1e10;
 constexpr std::size_t kMostBases = 4;
 
-/// Seconds; "INF": a segment is there long before.
+/// availabilityTimeOffset in seconds. "INF" becomes a large value.
 std::optional<double> availabilityIn(pugi::xml_node node) {
   constexpr double kAlways = 1e9;
   constexpr std::string_view kName = "availabilityTimeOffset";
@@ -23,7 +23,7 @@ std::optional<double> availabilityIn(pugi::xml_node node) {
   return offset ? std::optional(std::min(*offset, kAlways)) : std::nullopt;
 }
 
-/// An attribute that is part of a URL.
+/// An attribute with a URL template.
 std::optional<std::string_view> patternIn(pugi::xml_node node, std::string_view name) {
   const std::string_view text = attributeOf(node, name);
   if (!hasAttribute(node, name) || text.size() > kLongestURLText) return std::nullopt;
@@ -39,7 +39,7 @@ std::optional<ListedSegment> listed(pugi::xml_node node, std::string_view url,
   return segment;
 }
 
-/// How often a run repeats that says no number (a negative `r`), by where it ends.
+/// The number of segments in a run with a negative `r`, which repeats until `end`.
 std::uint64_t repeatsUntil(double end, std::uint64_t time, std::uint64_t duration) {
   const double count =
       std::ceil((end - static_cast<double>(time)) / static_cast<double>(duration) - 0.001);
@@ -140,7 +140,7 @@ void DASHSegmentInfo::_readTimeline(pugi::xml_node node, std::optional<double> p
     run.duration = xmlInteger(entries[at], "d").value_or(0);
     if (run.duration == 0) continue;
     if (run.time < time && !found->empty()) {
-      // Runs may overlap by less than a segment.
+      // Overlaps shorter than a segment are accepted.
       const auto& before = found->back();
       const std::uint64_t lastStart = before.time + (before.count - 1) * before.duration;
       if (run.time <= lastStart || run.duration < time - run.time) continue;
@@ -159,7 +159,7 @@ void DASHSegmentInfo::_readTimeline(pugi::xml_node node, std::optional<double> p
     } else {
       run.count = SegmentTiming::kOpen;
     }
-    // Beyond this nothing can be counted any more.
+    // Prevents overflow.
     constexpr auto kMostUnits = std::uint64_t{1} << 62;
     if (run.time > kMostUnits || run.duration > kMostUnits) break;
     run.count =

@@ -10,25 +10,25 @@
 
 namespace streaming {
 
-/// What a level of a manifest (period, adaptation set, representation) says of segments, with what
-/// it inherits. Copies share what is large.
+/// Segment information of one level (period, adaptation set, representation), including inherited
+/// values. Copies share large parts.
 struct DASHSegmentInfo {
   enum class Form { None, File, Template, List };
 
   Form form = Form::None;
   SegmentTiming timing;
-  std::string media;                  ///< of a template
-  std::string initializationPattern;  ///< of a template
+  std::string media;                  ///< of SegmentTemplate
+  std::string initializationPattern;  ///< of SegmentTemplate
   std::optional<ListedSegment> initialization;
   std::shared_ptr<const std::vector<ListedSegment>> list;
   std::optional<ByteSpan> indexSpan;
-  double baseAvailability = 0;     ///< availabilityTimeOffset of base URLs
-  double segmentAvailability = 0;  ///< and that of segments
+  double baseAvailability = 0;     ///< availabilityTimeOffset of BaseURL
+  double segmentAvailability = 0;  ///< availabilityTimeOffset of the segment element
 
-  /// Reads the SegmentBase, SegmentTemplate or SegmentList of `level`. `periodEnd`: seconds from
-  /// the start of the period.
+  /// Reads the SegmentBase, SegmentTemplate or SegmentList of `level`. `periodDuration` is in
+  /// seconds.
   void read(pugi::xml_node level, std::optional<double> periodDuration);
-  /// Reads only what its BaseURL elements say of segments.
+  /// Reads only the BaseURL elements.
   void readBases(pugi::xml_node level);
 
  private:
@@ -36,11 +36,11 @@ struct DASHSegmentInfo {
   void _readTimeline(pugi::xml_node node, std::optional<double> periodDuration);
 };
 
-/// The base URLs of a level: those of its BaseURL elements, resolved against `inherited`; without
-/// any, `inherited`.
+/// The base URLs of a level: its BaseURL elements resolved against `inherited`, or `inherited` if
+/// it has none.
 std::vector<std::string> baseURLs(pugi::xml_node level, const std::vector<std::string>& inherited);
 
-/// `FIRST-LAST`, of bytes.
+/// Parses `FIRST-LAST`.
 std::optional<ByteSpan> dashByteRange(std::string_view text);
 
 }  // namespace streaming

@@ -95,7 +95,7 @@ void readTrackMeaning(pugi::xml_node set, Track& track) {
   }
 }
 
-/// "CC1=eng;CC3=swe", or languages alone, which are those of the channels in order.
+/// Parses "CC1=eng;CC3=swe", or languages only, which are assigned to the channels in order.
 std::vector<Track> captionTracks(pugi::xml_node set) {
   constexpr std::string_view kChannels[] = {"CC1", "CC2", "CC3", "CC4"};
   std::vector<Track> tracks;
@@ -144,7 +144,7 @@ EssentialUse essentialUse(pugi::xml_node node) {
   for (const pugi::xml_node property : childrenOf(node, "EssentialProperty")) {
     const std::string_view scheme = attributeOf(property, "schemeIdUri");
     if (isTrickModeScheme(scheme)) use = EssentialUse::KeyFramesOnly;
-    // How colours are coded is in the media too.
+    // Color information is also contained in the media.
     else if (!scheme.starts_with("urn:mpeg:mpegB:cicp:"))
       return EssentialUse::LeaveOut;
   }

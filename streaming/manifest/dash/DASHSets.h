@@ -10,45 +10,44 @@
 
 namespace streaming {
 
-/// Longer names and languages are cut, longer identifiers are not used.
+/// Longer names and languages are truncated. Longer IDs are rejected.
 inline constexpr std::size_t kLongestDASHName = 256;
 
-/// The kind that the ContentComponent elements of a set name: the picture, or else the sound.
+/// The media kind of the ContentComponent elements. Video takes precedence over audio.
 std::optional<MediaKind> dashComponentKind(pugi::xml_node set);
-/// What kind of media a set or a representation is of, by content type, MIME type and codecs; what
-/// `outer` says counts where `inner` says nothing, and `components` where neither does. None for
-/// what nobody plays.
+/// The media kind of a set or representation, from content type, MIME type and codecs. Attributes
+/// of `inner` override those of `outer`; `components` is the fallback. nullopt: not supported.
 std::optional<MediaKind> dashMediaKind(pugi::xml_node outer, pugi::xml_node inner,
                                        std::optional<MediaKind> components);
 
-/// The text form of a representation of that kind.
+/// The format of a text representation.
 TextForm dashTextForm(const Representation& representation);
 
-/// An attribute of `inner`, or else of `outer`.
+/// The attribute of `inner`, or of `outer` if `inner` does not have it.
 std::string_view inheritedAttribute(pugi::xml_node outer, pugi::xml_node inner,
                                     std::string_view name);
 
-/// Language, name, roles and accessibility of an adaptation set.
+/// Reads language, label, roles and accessibility of an adaptation set.
 void readTrackMeaning(pugi::xml_node set, Track& track);
-/// Captions within the picture that a set announces.
+/// The CEA-608 tracks that an adaptation set announces.
 std::vector<Track> captionTracks(pugi::xml_node set);
-/// The language that a ContentComponent of that kind ("audio") has; empty when nothing is said.
+/// The language of the ContentComponent of type `kind`, or of the set; may be empty.
 std::string languageWithin(pugi::xml_node set, std::string_view kind);
-/// Its segments hold both picture and sound, as the set itself says.
+/// The ContentComponent elements contain both video and audio.
 bool hasPictureAndSoundComponents(pugi::xml_node set);
 
 enum class EssentialUse { Play, KeyFramesOnly, LeaveOut };
-/// What the essential properties of an element allow.
+/// Evaluates the EssentialProperty elements.
 EssentialUse essentialUse(pugi::xml_node node);
 bool isTrickModeScheme(std::string_view scheme);
 
 std::vector<Protection> protectionsOf(const std::vector<pugi::xml_node>& nodes);
-/// The first ContentProtection elements of a set or a representation.
+/// The ContentProtection elements, up to a limit.
 std::vector<pugi::xml_node> protectionNodesOf(pugi::xml_node node);
-/// Segments are encrypted in a way that is not known here.
+/// The segments use an unsupported encryption.
 bool hasUnknownSegmentEncryption(const std::vector<pugi::xml_node>& protections);
 
-/// The codecs hold both picture and sound.
+/// The codecs contain both video and audio.
 bool holdsPictureAndSound(const std::vector<std::string>& codecs);
 
 }  // namespace streaming

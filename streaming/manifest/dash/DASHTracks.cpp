@@ -1,4 +1,4 @@
-// How adaptation sets become tracks.
+// Builds tracks from adaptation sets.
 
 #include <algorithm>
 #include <functional>
@@ -27,7 +27,7 @@ std::string_view codecFamily(const Track& track) {
   return std::string_view(codecs.front()).substr(0, codecs.front().find('.'));
 }
 
-/// The same in each period, so that a selection survives into the next one.
+/// The same in each period, so that a selection is kept across periods.
 std::string trackIDOf(const Track& track) {
   std::string id = nameOf(track.kind);
   if (!track.language.empty()) id += ':' + track.language;
@@ -38,10 +38,10 @@ std::string trackIDOf(const Track& track) {
   return id;
 }
 
-/// The identifiers of the tracks of a period.
+/// Assigns unique track IDs within a period.
 class TrackNames {
  public:
-  /// `id`, or with a number behind it.
+  /// Appends a number if `id` is taken.
   std::string unique(const std::string& id) {
     const auto [known, isNew] = _counts.try_emplace(id, 1);
     if (isNew) return id;
@@ -50,7 +50,7 @@ class TrackNames {
     while (!_counts.try_emplace(name, 1).second);
     return name;
   }
-  /// False: there is one already.
+  /// False: `id` is taken.
   bool add(const std::string& id) { return _counts.try_emplace(id, 1).second; }
 
  private:
@@ -66,7 +66,7 @@ void addRepresentations(const Track& from, Track& to) {
                             from.representations.end());
 }
 
-/// The sound that is in the segments of a picture is a track of its own.
+/// Adds an audio track for audio that is muxed into the video.
 void addSoundWithin(std::string_view language, std::vector<Track>& tracks) {
   bool isWithin = false;
   for (const Track& track : tracks) {
@@ -82,7 +82,7 @@ void addSoundWithin(std::string_view language, std::vector<Track>& tracks) {
   tracks.push_back(std::move(sound));
 }
 
-/// The values of a property, divided at `separator`.
+/// The IDs in the value of a property, split at `separator`.
 std::vector<std::string> partnersOf(pugi::xml_node set, std::string_view element,
                                     std::string_view scheme, char separator) {
   std::vector<std::string> partners;
@@ -111,7 +111,7 @@ std::vector<Track> DASHManifest::_readTracks(pugi::xml_node period, const Period
     if (!read) continue;
     if (soundLanguage.empty() && read->track.kind == MediaKind::Video)
       soundLanguage = languageWithin(node, "audio");
-    // Sets between which a player may switch without a break are one track.
+    // Sets that are linked for seamless switching form one track.
     const auto partner = std::find_if(sets.begin(), sets.end(), [&](const ReadSet& each) {
       return each.isKeyFramesOnly == read->isKeyFramesOnly && !read->isKeyFramesOnly &&
              (isListed(each.partners, read->id) || isListed(read->partners, each.id)) &&
@@ -123,7 +123,7 @@ std::vector<Track> DASHManifest::_readTracks(pugi::xml_node period, const Period
     else
       sets.push_back(*std::move(read));
   }
-  // Key frames for scanning belong to the picture that they are of.
+  // Key frame representations are added to the track they belong to.
   for (const ReadSet& frames : sets) {
     if (!frames.isKeyFramesOnly) continue;
     ReadSet* picture = nullptr;
@@ -139,7 +139,7 @@ std::vector<Track> DASHManifest::_readTracks(pugi::xml_node period, const Period
   TrackNames names;
   for (ReadSet& each : sets) {
     if (each.isKeyFramesOnly) continue;
-    // One announces the captions of all.
+    // Several sets may announce the same captions.
     for (Track& captions : each.captions)
       if (names.add(captions.id)) tracks.push_back(std::move(captions));
     std::stable_sort(each.track.representations.begin(), each.track.representations.end(),

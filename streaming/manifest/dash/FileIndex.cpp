@@ -1,4 +1,4 @@
-// The index of a DASH file: the `sidx` box of ISO/IEC 14496-12, or Cues of WebM.
+// Reads the index of a DASH file: the `sidx` box of ISO/IEC 14496-12, or Cues of WebM.
 
 #include <algorithm>
 #include <utility>
@@ -11,7 +11,7 @@ namespace {
 
 constexpr double kFileTolerance = 0.001;
 
-/// The segments of a file, in order.
+/// The sorted segments of a file.
 class FileSegmentIndex final : public SegmentIndex {
  public:
   explicit FileSegmentIndex(std::vector<Segment> segments) : _segments(std::move(segments)) {}
@@ -23,7 +23,7 @@ class FileSegmentIndex final : public SegmentIndex {
     return found == _segments.end() ? std::nullopt : std::optional(*found);
   }
   std::optional<Segment> after(const Segment& previous) const override {
-    // By time, since another representation may be cut in other places.
+    // Search by time: another representation may have other segment boundaries.
     auto next = std::upper_bound(
         _segments.begin(), _segments.end(), previous.start + previous.duration / 2,
         [](double wanted, const Segment& segment) { return wanted < segment.start; });
@@ -90,7 +90,7 @@ std::variant<std::shared_ptr<const SegmentIndex>, ByteSpan, platform::Error> rea
       headerSize = kHeader;
     }
     if (!reader.isGood()) {
-      // The end of a short file, or more is needed to know what follows.
+      // Either the file is short, or more bytes are needed for the next box header.
       if (head.size() < kHeader || at >= kMostIndexBytes) return wholeFile(file);
       return ByteSpan{
           offset, std::min(kMostIndexBytes, std::max<std::uint64_t>(2 * head.size(), at + 4096))};

@@ -18,15 +18,15 @@ class SidxReader {
   FileIndexParts read(std::uint64_t position) {
     _initialization = beginningOf(_file, position);
     _readBox(position, 1);
-    // An index of indexes that lie side by side is read whole. One whose parts lie among the media
-    // is not: what a part stands for is taken as one segment.
+    // Nested indexes that are close together are read as a whole. If they are spread over the file,
+    // each reference becomes one segment.
     if (_needed > 0 && _needed - _offset <= kMostIndexBytes)
       _parts.needed = ByteSpan{_offset, _needed - _offset};
     return std::move(_parts);
   }
 
  private:
-  /// False when the box is not among the bytes, or no index.
+  /// False: the box is not in `_head`, or it is not a valid index.
   bool _readBox(std::uint64_t position, unsigned depth) {
     if (position < _offset || position - _offset >= _head.size()) return false;
     const std::string_view rest = _head.substr(position - _offset);
@@ -57,7 +57,7 @@ class SidxReader {
       const bool isIndex = (reference & 0x80000000) != 0;
       const std::uint64_t length = reference & 0x7fffffff;
       if (isIndex && depth < kDeepestIndex && _readBox(position, depth + 1)) {
-        // Its segments have been added.
+        // The nested index has added its segments.
       } else {
         if (isIndex)
           _needed = std::max(_needed, _isWithin(position, length) ? 0 : position + length);
@@ -85,7 +85,7 @@ class SidxReader {
   const std::string_view _head;
   std::shared_ptr<const Initialization> _initialization;
   FileIndexParts _parts;
-  std::uint64_t _needed = 0;  // the end of what has to be read; 0: nothing
+  std::uint64_t _needed = 0;  // end of the bytes to read; 0: none
   std::uint64_t _number = 0;
   std::size_t _references = 0;
 };

@@ -11,7 +11,7 @@ namespace {
 constexpr std::size_t kMostCues = 200'000;
 constexpr std::uint64_t kUnknownSize = ~std::uint64_t{0};
 
-// Elements of Matroska.
+// IDs of Matroska elements.
 constexpr std::uint64_t kEBML = 0x1A45DFA3;
 constexpr std::uint64_t kSegmentElement = 0x18538067;
 constexpr std::uint64_t kInfo = 0x1549A966;
@@ -31,10 +31,10 @@ constexpr std::uint64_t kCueClusterPosition = 0xF1;
 struct Element {
   std::uint64_t id = 0;
   std::uint64_t size = 0;      // of the content
-  std::size_t headerSize = 0;  // of identifier and size
+  std::size_t headerSize = 0;  // of ID and size
 };
 
-/// None when its beginning is not there, or is none of an element.
+/// nullopt: the header is incomplete or invalid.
 std::optional<Element> elementAt(std::string_view bytes) {
   if (bytes.empty()) return std::nullopt;
   Element element;
@@ -54,7 +54,7 @@ std::optional<Element> elementAt(std::string_view bytes) {
   return element;
 }
 
-/// Calls `found` with each element within `content` that is there as a whole.
+/// Calls `found` for each complete child element of `content`.
 template <typename Found>
 void eachElement(std::string_view content, const Found& found) {
   while (const auto element = elementAt(content)) {
@@ -103,25 +103,25 @@ class CueReader {
   static constexpr std::uint64_t kMore = std::uint64_t{64} * 1024;
   struct Cue {
     std::uint64_t time = 0;
-    std::uint64_t position = 0;  // in the file
+    std::uint64_t position = 0;  // offset in the file
   };
 
   std::string_view _from(std::uint64_t at) const {
     return _head.substr(std::min<std::uint64_t>(at, _head.size()));
   }
 
-  /// Asks for the file up to `end`, where that is worth it.
+  /// Requests the file up to `end`, within the limit.
   static void _need(std::uint64_t end, FileIndexParts& parts) {
     if (end <= kMostIndexBytes) parts.needed = ByteSpan{0, end};
   }
 
-  /// Goes through the elements up to the Cues.
+  /// Visits the top-level elements until the Cues are found.
   void _walk(std::uint64_t at, FileIndexParts& parts) {
     while (true) {
       const auto element = elementAt(_from(at));
       if (!element) return at >= _head.size() ? _need(at + kMore, parts) : void();
       if (element->id == kCluster) {
-        // The Cues follow on the media.
+        // The Cues are after the clusters.
         if (_cuesPosition <= at) return;
         at = std::exchange(_cuesPosition, 0);
         if (at >= _head.size()) return _need(at + kMore, parts);
@@ -206,7 +206,7 @@ class CueReader {
     }
   }
 
-  /// Where the last segment ends, which began at `start`.
+  /// The end of the last segment, which starts at `start`.
   double _end(double start) const {
     constexpr double kGuess = 5;
     const double end = _duration * _scale + _file.timeOffset;
@@ -218,10 +218,10 @@ class CueReader {
   const std::string_view _head;
   std::uint64_t _dataStart = 0;
   std::uint64_t _dataEnd = kUnknownSize;
-  std::uint64_t _cuesPosition = 0;  // as the SeekHead tells; 0: it does not
+  std::uint64_t _cuesPosition = 0;  // from the SeekHead; 0: unknown
   std::uint64_t _cuesBegin = 0;
-  double _scale = 0.001;  // seconds
-  double _duration = 0;   // in units of the scale
+  double _scale = 0.001;  // seconds per unit
+  double _duration = 0;   // in units
   std::vector<Cue> _cues;
 };
 
@@ -234,7 +234,7 @@ bool isWebM(std::string_view head) {
 
 FileIndexParts readCues(const IndexedFile& file, std::uint64_t offset, std::string_view head) {
   if (offset == 0) return CueReader(file, head).read();
-  // Positions and units of time are told at the beginning of the file.
+  // Without the start of the file, cluster positions and the time scale are unknown.
   FileIndexParts parts;
   const auto cues = elementAt(head);
   if (!cues || cues->size > kMostIndexBytes) return parts;

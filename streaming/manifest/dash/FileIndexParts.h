@@ -10,31 +10,31 @@
 
 namespace streaming {
 
-/// No more of a file is read for its index.
+/// Limits the bytes of a file that are read to find its index.
 inline constexpr std::uint64_t kMostIndexBytes = std::uint64_t{4} * 1024 * 1024;
 
-/// What the bytes of an index tell. No segments: it is unusable.
+/// The result of parsing an index. Without segments and `needed` the index is unusable.
 struct FileIndexParts {
-  std::vector<Segment> segments;   // in order
-  std::optional<ByteSpan> needed;  // to be read before anything can be told
+  std::vector<Segment> segments;   // sorted
+  std::optional<ByteSpan> needed;  // bytes to read before parsing can continue
 };
 
-/// The `sidx` box that begins `at` bytes behind `offset`, where `head` begins, and those that it
-/// refers to. The box itself is within `head`.
+/// Parses the `sidx` box at `at` bytes after `offset`, and the nested boxes. `head` starts at
+/// `offset` and contains the box.
 FileIndexParts readSegmentIndexBox(const IndexedFile& file, std::uint64_t offset,
                                    std::string_view head, std::uint64_t at);
 
-/// An EBML document, or Cues alone.
+/// `head` starts with an EBML header or with Cues.
 bool isWebM(std::string_view head);
 FileIndexParts readCues(const IndexedFile& file, std::uint64_t offset, std::string_view head);
 
-/// Adds a segment unless it is empty or outside of the period.
+/// Adds the segment unless it is empty or outside the period.
 void addFileSegment(const IndexedFile& file, Segment segment, FileIndexParts& parts);
 
-/// The initialization of `file`; without one, its first `size` bytes.
+/// The initialization segment of `file`, or its first `size` bytes.
 std::shared_ptr<const Initialization> beginningOf(const IndexedFile& file, std::uint64_t size);
 
-/// Reads big-endian numbers; 0 beyond the end, and isGood() tells.
+/// Reads big-endian integers. After the end it returns 0 and isGood() is false.
 class ByteReader {
  public:
   explicit ByteReader(std::string_view bytes) : _bytes(bytes) {}

@@ -12,10 +12,10 @@ namespace {
 constexpr int kDeepest = 64;
 constexpr std::size_t kMostNodes = 500'000;
 
-/// Attributes of one element; each of them is looked for by its name.
+/// Limits the cost of attribute searches, which are linear.
 constexpr std::ptrdiff_t kMostAttributes = 128;
 
-/// Counts without recursion.
+/// Checks the limits without recursion.
 struct LimitWalker final : pugi::xml_tree_walker {
   std::size_t nodes = 0;
   bool isBeyond = false;
@@ -37,7 +37,7 @@ std::string_view localName(std::string_view name) {
 }  // namespace
 
 std::optional<std::string> XMLTree::load(std::string_view text, pugi::xml_document& document) {
-  // Each element has at most two tags. What is counted here has not taken any memory yet.
+  // An element has at most two tags. This check precedes any allocation.
   if (static_cast<std::size_t>(std::count(text.begin(), text.end(), '<')) > 2 * kMostNodes)
     return kTooMuch;
   const auto result = document.load_buffer(text.data(), text.size(), pugi::parse_default);

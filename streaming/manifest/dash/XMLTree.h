@@ -10,30 +10,30 @@
 
 namespace streaming {
 
-/// An XML document within limits of size, depth and number of nodes. Document types are skipped, so
-/// there are no entities but the five of XML.
+/// Parses XML with limits on depth and number of nodes. DOCTYPE is ignored, so there are no custom
+/// entities.
 class XMLTree {
  public:
-  /// None, with the reason, for what is not well-formed or beyond the limits.
+  /// Returns the reason of a failure; nullopt on success.
   static std::optional<std::string> load(std::string_view text, pugi::xml_document& document);
   static bool isWithinLimits(pugi::xml_document& document);
 };
 
-// Names are compared without their prefixes.
+// Names are compared without namespace prefix.
 
 bool isNamed(pugi::xml_node node, std::string_view name);
 pugi::xml_node childOf(pugi::xml_node node, std::string_view name);
 std::vector<pugi::xml_node> childrenOf(pugi::xml_node node, std::string_view name);
-/// Empty where there is none.
+/// Empty if the attribute is missing.
 std::string_view attributeOf(pugi::xml_node node, std::string_view name);
 bool hasAttribute(pugi::xml_node node, std::string_view name);
-/// The text within, without white space around it.
+/// The text content without white space at both ends.
 std::string textOf(pugi::xml_node node);
 
-/// A finite number in decimal notation, not negative.
+/// A finite, non-negative decimal number.
 std::optional<double> xmlNumber(pugi::xml_node node, std::string_view name);
 std::optional<std::uint64_t> xmlInteger(pugi::xml_node node, std::string_view name);
-/// Seconds of an ISO 8601 duration, not negative.
+/// A non-negative ISO 8601 duration in seconds.
 std::optional<double> xmlDuration(pugi::xml_node node, std::string_view name);
 
 }  // namespace streaming

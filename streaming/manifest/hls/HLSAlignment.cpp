@@ -11,9 +11,9 @@
 namespace streaming {
 namespace {
 
-/// A playlist that claims to have missed more than this was numbered anew.
+/// If more time than this is missing between two versions, the numbering was restarted.
 constexpr double kMostMissedSeconds = 86400;
-/// Dates of the same segment in two versions of a playlist differ by less.
+/// Maximum difference of the dates of one segment in two versions.
 constexpr double kMostDateChange = 60;
 
 std::optional<double> offsetByDates(const std::vector<DateMark>& dates,
@@ -23,7 +23,7 @@ std::optional<double> offsetByDates(const std::vector<DateMark>& dates,
   return positionByMarks(mark.date, known) - mark.position;
 }
 
-/// Where two segments of different discontinuities meet, as both know it.
+/// Aligns two playlists at a discontinuity that both contain.
 std::optional<double> offsetByDiscontinuity(const UnalignedPlaylist& playlist,
                                             const HLSSegmentIndex& known) {
   if (!playlist.countsDiscontinuities) return std::nullopt;
@@ -51,8 +51,8 @@ std::string_view withoutQuery(const Segment& segment) {
   return url.substr(0, url.find('?'));
 }
 
-/// Whether segments of the same number in two versions are the same. `isBackwards`: the new version
-/// begins before the one that is known, as an outdated one does, or one that was numbered anew.
+/// Segments with equal numbers are the same segment. `isBackwards`: the new version starts before
+/// the known one. Then it is outdated, or its numbering was restarted, and URLs are compared too.
 bool isSameSegment(const Segment& segment, const Segment& known, bool isBackwards) {
   if (segment.date && known.date) {
     const double change = segment.date->secondsSince1970 - known.date->secondsSince1970;
@@ -79,20 +79,21 @@ HLSAlignment alignedToPrevious(const UnalignedPlaylist& playlist, const MediaPla
     if (isSameSegment(same, *known, isBackwards))
       return {known->start - same.start, known->discontinuity - same.discontinuity};
   }
-  const double end = index->last({}).value_or(last).end() - first.start;  // with its parts
+  const double end = index->last({}).value_or(last).end() - first.start;  // including parts
   const auto byDates = offsetByDates(playlist.dates, previous.dates);
   const double missed = first.number > last.number
                             ? static_cast<double>(first.number - last.number - 1) *
                                   std::max(previous.targetDuration, playlist.targetDuration)
                             : 0;
   if (first.number > last.number && missed <= kMostMissedSeconds) {
-    // Some were missed. Whether a discontinuity was among them is known only if they are counted.
+    // Segments were missed. Without EXT-X-DISCONTINUITY-SEQUENCE a discontinuity among them is
+    // assumed.
     const bool isAhead = byDates && *byDates >= last.end() - first.start - playlist.targetDuration;
     return {isAhead ? *byDates : last.end() + missed - first.start,
             playlist.countsDiscontinuities ? index->discontinuityShift()
                                            : last.discontinuity + 1 - first.discontinuity};
   }
-  // Numbered anew: it continues behind what was there, with time stamps of its own.
+  // The numbering was restarted. Append the playlist and assume a discontinuity.
   const bool isNear = byDates && *byDates >= end && *byDates <= end + kMostMissedSeconds;
   return {isNear ? *byDates : end, last.discontinuity + 1 - first.discontinuity};
 }

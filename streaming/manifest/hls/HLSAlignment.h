@@ -7,13 +7,13 @@
 
 namespace streaming {
 
-/// What is added to what a playlist tells of its segments.
+/// Offsets that align a playlist to a known time line.
 struct HLSAlignment {
-  double seconds = 0;                 ///< to their starts
-  std::uint64_t discontinuities = 0;  ///< to their discontinuities; modulo 2^64
+  double seconds = 0;                 ///< added to the start of each segment
+  std::uint64_t discontinuities = 0;  ///< added to each discontinuity sequence number, modulo 2^64
 };
 
-/// A playlist as it was read, with positions from its own beginning.
+/// A parsed playlist whose first segment starts at position 0.
 struct UnalignedPlaylist {
   const std::vector<Segment>& segments;  ///< not empty
   const std::vector<DateMark>& dates;
@@ -21,17 +21,17 @@ struct UnalignedPlaylist {
   bool countsDiscontinuities = false;  ///< it has EXT-X-DISCONTINUITY-SEQUENCE
 };
 
-/// Lays a new version of a playlist on the time line of the version before.
+/// Aligns a playlist to its previous version.
 HLSAlignment alignedToPrevious(const UnalignedPlaylist& playlist, const MediaPlaylist& previous);
-/// The same beside another playlist of the programme.
+/// Aligns a playlist to another playlist of the same presentation.
 HLSAlignment alignedBeside(const UnalignedPlaylist& playlist, const MediaPlaylist& other);
 
-/// Puts the last of `earlier` that lies before `position` in front of `dates`, unless a mark there
-/// is as early.
+/// Inserts the last mark of `earlier` before `position` at the front of `dates`, unless `dates`
+/// already covers `position`.
 void keepEarlierMark(const std::vector<DateMark>& earlier, double position,
                      std::vector<DateMark>& dates);
 
-/// Also of a date before the first mark. `marks` is not empty.
+/// Also extrapolates before the first mark. `marks` is not empty.
 double positionByMarks(platform::Date date, const std::vector<DateMark>& marks);
 
 }  // namespace streaming

@@ -42,7 +42,7 @@ void HLSDateRanges::add(const HLSAttributes& attributes, std::size_t size) {
   if (const auto kind = attributes.find("CLASS"); kind && !kind->empty()) range.key = *kind;
 }
 
-/// A range may end where the next one of its class begins.
+/// A range with END-ON-NEXT ends at the start of the next range of its class.
 std::optional<double> HLSDateRanges::_durationOf(const Range& range) const {
   if (range.duration || !range.endsOnNext) return range.duration;
   std::optional<double> duration;
@@ -57,7 +57,7 @@ std::optional<double> HLSDateRanges::_durationOf(const Range& range) const {
 std::vector<PresentationEvent> HLSDateRanges::events(const std::vector<DateMark>& marks,
                                                      const MediaPlaylist* previous) const {
   std::vector<PresentationEvent> events;
-  std::set<std::string, std::less<>> settled;  // IDs that the version before does not tell about
+  std::set<std::string, std::less<>> settled;  // IDs that are not copied from the previous version
   if (!marks.empty()) {
     for (const Range& range : _ranges) {
       if (!range.identifier.empty()) settled.insert(range.identifier);

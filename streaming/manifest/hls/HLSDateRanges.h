@@ -11,16 +11,16 @@
 
 namespace streaming {
 
-/// The EXT-X-DATERANGE tags of a playlist.
+/// Collects the EXT-X-DATERANGE tags of a playlist.
 class HLSDateRanges {
  public:
-  /// `size`: of the tag in bytes. Tags of one ID are one range.
+  /// `size`: length of the tag in bytes. Tags with the same ID are merged.
   void add(const HLSAttributes& attributes, std::size_t size);
-  /// A delta update leaves out ranges. `removed`: the IDs of those that are gone, with tabs.
+  /// `removed`: the tab-separated RECENTLY-REMOVED-DATERANGES of a delta update.
   void setRemoved(std::string_view removed) { _removed = std::string(removed); }
 
-  /// Dates become positions by `marks`; without marks there are no events. `previous`: the playlist
-  /// that a delta update completes; or null.
+  /// Converts dates to positions with `marks`; without marks there are no events. `previous`: the
+  /// playlist that a delta update is based on, or null.
   std::vector<PresentationEvent> events(const std::vector<DateMark>& marks,
                                         const MediaPlaylist* previous) const;
 

@@ -11,9 +11,9 @@ namespace streaming {
 namespace {
 
 constexpr std::size_t kMostLineBytes = std::size_t{64} * 1024;
-/// What variables may add to a playlist.
+/// Limits the total size of substituted lines.
 constexpr std::size_t kMostFilledInBytes = 2 * kMostManifestBytes;
-/// A segment of more than a day is a mistake, and sums of such would lose their fractions.
+/// Limits segment durations, so that sums of them keep their precision.
 constexpr double kLongestDuration = 86400;
 
 }  // namespace
@@ -137,7 +137,7 @@ std::optional<ByteSpan> hlsByteRange(std::string_view text, std::uint64_t implie
   const auto length = numberOf(text.substr(0, at));
   if (!length) return std::nullopt;
   const auto offset = at == text.npos ? std::optional(implied) : numberOf(text.substr(at + 1));
-  // The end is computed by whoever requests the span.
+  // The end of the range must not overflow.
   if (!offset || *length > std::numeric_limits<std::uint64_t>::max() - *offset) return std::nullopt;
   return ByteSpan{*offset, length};
 }

@@ -12,40 +12,40 @@
 
 namespace streaming {
 
-/// An attribute list of a tag (RFC 8216, section 4.2); views of the line.
+/// An attribute list (RFC 8216, section 4.2). Values are views of the line.
 class HLSAttributes {
  public:
   explicit HLSAttributes(std::string_view list);
 
-  /// The value without its quotes.
+  /// The value without quotation marks.
   std::optional<std::string_view> find(std::string_view name) const;
   std::string text(std::string_view name) const { return std::string(find(name).value_or("")); }
   bool isYes(std::string_view name) const { return find(name) == "YES"; }
   std::optional<double> number(std::string_view name) const;
   std::optional<std::uint64_t> integer(std::string_view name) const;
-  /// In their order.
+  /// In document order.
   const std::vector<std::pair<std::string_view, std::string_view>>& all() const { return _all; }
 
  private:
   std::vector<std::pair<std::string_view, std::string_view>> _all;
 };
 
-/// Reads a playlist line by line, and fills in the variables of EXT-X-DEFINE.
+/// Splits a playlist into lines and substitutes the variables of EXT-X-DEFINE.
 class HLSLines {
  public:
-  /// `imported`: the variables of the multivariant playlist. All of them outlive this.
+  /// `imported`: variables of the multivariant playlist. The arguments must outlive this object.
   HLSLines(std::string_view text, std::string_view url, const PlaylistVariables& imported);
 
   struct Line {
-    std::string_view tag;    ///< "EXTINF"; empty: a URI
-    std::string_view value;  ///< behind the colon; or the URI
+    std::string_view tag;    ///< such as "EXTINF"; empty for a URI
+    std::string_view value;  ///< the text after the colon, or the URI
   };
-  /// The next tag or URI; views that the next call invalidates. None at the end, or when the
-  /// playlist is beyond a limit.
+  /// The next tag or URI. The views are valid until the next call. nullopt at the end and when a
+  /// limit is exceeded.
   std::optional<Line> next();
-  /// A line is too long, or the variables make too much of the playlist.
+  /// A line or the result of variable substitution is too long.
   bool isBeyondLimits() const { return _isBeyondLimits; }
-  /// A playlist begins with EXTM3U.
+  /// The first line is EXTM3U.
   bool isPlaylist() const { return _isPlaylist; }
   const PlaylistVariables& variables() const { return _variables; }
 
@@ -57,16 +57,16 @@ class HLSLines {
   const std::string_view _url;
   const PlaylistVariables& _imported;
   PlaylistVariables _variables;
-  std::string _line;  // one with variables
+  std::string _line;  // a line after substitution
   std::size_t _filledInBytes = 0;
   bool _isFirst = true;
   bool _isPlaylist = false;
   bool _isBeyondLimits = false;
 };
 
-/// `LENGTH[@OFFSET]`. Without an offset, the span begins at `implied`.
+/// Parses `LENGTH[@OFFSET]`. `implied` is the default of the offset.
 std::optional<ByteSpan> hlsByteRange(std::string_view text, std::uint64_t implied);
-/// Seconds of an EXTINF or of another attribute, within what a segment may last.
+/// Parses a duration and limits it to the longest accepted segment.
 double hlsSeconds(std::string_view text);
 
 }  // namespace streaming

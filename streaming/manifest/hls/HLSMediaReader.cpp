@@ -12,11 +12,12 @@
 namespace streaming {
 namespace {
 
-/// Of segments, and of parts.
+/// Maximum number of segments plus parts.
 constexpr std::size_t kMostSegments = 200'000;
-/// A short reference becomes as long as the URL of the playlist.
+/// Limits the memory for resolved URLs: a short reference expands to the length of the playlist's
+/// URL.
 constexpr std::size_t kMostURLBytes = std::size_t{64} * 1024 * 1024;
-/// Larger numbers would wrap around.
+/// Prevents overflow.
 constexpr std::uint64_t kLargestSequence = std::uint64_t{1} << 62U;
 constexpr double kMarkTolerance = 1e-6;
 
@@ -41,8 +42,8 @@ std::uint64_t sequenceFrom(std::string_view text) {
   return number && *number <= kLargestSequence ? *number : 0;
 }
 
-/// How probably the key can be had: it is served as it is, or by the sender, which knows schemes
-/// of its own. The URL of another key system may hold what only that system reads.
+/// Preference among several keys: plain keys, then schemes that the sender serves, then other key
+/// systems, whose URLs may not contain a usable key.
 int rankOf(const SegmentKey& key) {
   if (key.keyFormat.empty() || key.keyFormat == "identity") return 3;
   if (isWebURL(key.url)) return 1;
@@ -120,13 +121,13 @@ std::optional<std::string> HLSMediaReader::_resolved(std::string_view reference)
   return url;
 }
 
-/// Several keys for the same segments are of different key systems. The first that can probably be
-/// had wins.
+/// Consecutive EXT-X-KEY tags offer the same key in different formats. The first one of the highest
+/// rank is used.
 void HLSMediaReader::_addKey(const HLSAttributes& attributes) {
   const std::string method = attributes.text("METHOD");
   const bool isFirst = std::exchange(_following.keyHasSegments, false);
   if (isFirst || method == "NONE") _following.key = nullptr;
-  // In CTR mode the samples of an mp4 name their keys.
+  // SAMPLE-AES-CTR is ignored: the mp4 samples contain their key IDs.
   const bool isKnown = method == "AES-128" || method == "SAMPLE-AES";
   auto url = isKnown ? _resolved(attributes.text("URI")) : std::nullopt;
   if (!url) return;
@@ -151,7 +152,7 @@ void HLSMediaReader::_addMap(const HLSAttributes& attributes) {
   _following.initialization = std::move(initialization);
 }
 
-/// `end`: of the segment, or the part, before it.
+/// `end`: end of the previous byte range.
 void HLSMediaReader::_addURLs(Segment& segment, std::optional<std::string> url,
                               std::string_view range, RangeEnd& end) {
   _isBeyondLimits = _isBeyondLimits || _segments.size() + _parts.size() >= kMostSegments;
@@ -191,7 +192,7 @@ void HLSMediaReader::_addPart(const HLSAttributes& attributes) {
   _parts.push_back(std::move(part));
 }
 
-/// Where the part comes to an end has to be known: what follows it in its resource is other parts.
+/// A hint with a start but without a length is ignored: the end of the part is not known.
 void HLSMediaReader::_addHint(const HLSAttributes& attributes) {
   if (attributes.text("TYPE") != "PART" || _hint) return;
   const auto begin = attributes.integer("BYTERANGE-START");
@@ -225,7 +226,7 @@ void HLSMediaReader::addURI(std::string_view reference) {
 
 void HLSMediaReader::_noteDate() {
   if (!_following.date) return;
-  // A discontinuity without a date holds until the next date.
+  // Without a date, the discontinuity applies to the next date.
   _dates.push_back(
       {.position = _end, .date = *_following.date, .isDiscontinuous = _following.isDiscontinuous});
   _following.isDiscontinuous = false;
@@ -243,7 +244,7 @@ void HLSMediaReader::_addServerControl(const HLSAttributes& attributes) {
   _head.partHoldBack = positive("PART-HOLD-BACK");
 }
 
-/// Segments that the server left out are those of the playlist before. They come first.
+/// Copies skipped segments from the previous playlist.
 void HLSMediaReader::_skip(const HLSAttributes& attributes) {
   const std::uint64_t count = attributes.integer("SKIPPED-SEGMENTS").value_or(0);
   const HLSSegmentIndex* const base = hlsIndexOf(_context.previous);
@@ -306,7 +307,7 @@ std::shared_ptr<const MediaPlaylist> HLSMediaReader::finish() {
   playlist->targetDuration = _head.targetDuration;
   playlist->startOffset = _head.startOffset;
   playlist->holdBack = _head.holdBack;
-  // Where there are no parts, nothing can be played that near to the edge.
+  // PART-HOLD-BACK applies only if the playlist has parts.
   if (_head.partTarget > 0) playlist->partHoldBack = _head.partHoldBack;
   if (playlist->isLive) playlist->reload = _reloadRule();
   _align(*playlist);
@@ -319,14 +320,14 @@ std::shared_ptr<const MediaPlaylist> HLSMediaReader::finish() {
 
 void HLSMediaReader::_align(MediaPlaylist& playlist) {
   const bool isContinued = hasSegments(_context.previous);
-  // What has ended may have been live when the other playlist was read.
+  // A playlist that is complete now may have been live when the other one was loaded.
   const bool isBeside = !isContinued && hasSegments(_context.beside) &&
                         (playlist.isLive || _context.beside->isLive ||
                          hlsIndexOf(_context.beside)->segments().front().start > 0);
   const MediaPlaylist* const known = isContinued ? _context.previous.get()
                                      : isBeside  ? _context.beside.get()
                                                  : nullptr;
-  // At the very beginning there may be parts only.
+  // The first version of a live playlist may have parts only.
   const std::vector<Segment> firstPart(_parts.begin(), _parts.begin() + (_parts.empty() ? 0 : 1));
   const std::vector<Segment>& segments = _segments.empty() ? firstPart : _segments;
   playlist.dates = _dates;
@@ -346,7 +347,7 @@ void HLSMediaReader::_align(MediaPlaylist& playlist) {
     _hint->discontinuity += alignment.discontinuities;
   }
   for (DateMark& mark : playlist.dates) mark.position += alignment.seconds;
-  // The date of the window's beginning may be told by a mark that has slid out of it.
+  // The start of the window may be dated by a mark that was removed from the playlist.
   const double start = _segments.empty() ? _parts.front().start : _segments.front().start;
   keepEarlierMark(known->dates, start, playlist.dates);
 }

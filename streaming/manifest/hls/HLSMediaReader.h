@@ -15,29 +15,30 @@
 
 namespace streaming {
 
-/// Reads one media playlist, tag by tag.
+/// Parses a media playlist, tag by tag.
 class HLSMediaReader {
  public:
   HLSMediaReader(const ManifestOrigin& origin, const PlaylistContext& context);
 
   void addTag(std::string_view name, std::string_view value);
   void addURI(std::string_view reference);
-  /// After the last line. Null: a delta update whose base is not known.
+  /// Call after the last line. Null: the base of a delta update is missing.
   std::shared_ptr<const MediaPlaylist> finish();
 
-  /// A tag of a media playlist has come.
+  /// A tag of a media playlist was found.
   bool isMedia() const { return _head.isMedia; }
-  /// It has too many segments, or their URLs are too long together. No more is read then.
+  /// The playlist has too many segments, or the total length of its URLs is too large. Parsing
+  /// stops.
   bool isBeyondLimits() const { return _isBeyondLimits; }
 
  private:
-  /// Where a byte range without an offset begins, in the resource of the one before it.
+  /// The default offset of the next byte range in the same resource.
   struct RangeEnd {
     std::string url;
     std::uint64_t offset = 0;
   };
 
-  /// What holds for the whole playlist.
+  /// Properties of the whole playlist.
   struct Head {
     bool isMedia = false;
     bool isEnded = false;
@@ -54,11 +55,11 @@ class HLSMediaReader {
     std::optional<double> partHoldBack;
     std::uint64_t mediaSequence = 0;
   };
-  /// What holds for the segments that follow, or for the next one.
+  /// State that applies to the next segment or to all following segments.
   struct Following {
     std::uint64_t discontinuity = 0;
     std::shared_ptr<const SegmentKey> key;
-    bool keyHasSegments = true;  // the next KEY tag begins a new set
+    bool keyHasSegments = true;  // the next EXT-X-KEY starts a new set of keys
     std::shared_ptr<const Initialization> initialization;
     std::optional<double> duration;
     std::string byteRange;
@@ -94,9 +95,9 @@ class HLSMediaReader {
   double _end = 0;  // of the last segment
   std::vector<Segment> _segments;
   std::vector<Segment> _parts;
-  std::optional<Segment> _hint;  // the part that comes next
-  std::uint64_t _partCount = 0;  // of the segment that is being made
-  double _partEnd = 0;           // of the newest part
+  std::optional<Segment> _hint;  // EXT-X-PRELOAD-HINT
+  std::uint64_t _partCount = 0;  // parts of the current segment
+  double _partEnd = 0;           // of the last part
   std::vector<DateMark> _dates;
   HLSDateRanges _dateRanges;
   std::uint64_t _discontinuityShift = 0;

@@ -11,7 +11,7 @@
 namespace streaming {
 namespace {
 
-/// Of variants, and of renditions.
+/// Maximum number of variants, and of renditions.
 constexpr std::size_t kMost = 500;
 
 struct Characteristic {
@@ -96,7 +96,7 @@ std::shared_ptr<Representation> HLSMultivariant::_variant(const HLSAttributes& a
   return variant;
 }
 
-/// The same URI twice is one variant, unless other sounds go with it.
+/// Drops variants with the same URI and audio group.
 void HLSMultivariant::_keep(std::shared_ptr<Representation> variant) {
   if (_variants.size() == kMost) return;
   variant->id = variant->playlistURL;
@@ -137,7 +137,7 @@ void HLSMultivariant::_addRendition(const HLSAttributes& attributes) {
   _renditions.push_back(std::move(rendition));
 }
 
-/// Its sound is not, or not only, in renditions with playlists of their own.
+/// The audio is muxed into the variant.
 bool HLSMultivariant::_hasSoundOfItsOwn(const Representation& variant) const {
   if (!namesSound(variant)) return false;
   bool hasGroup = false;
@@ -169,7 +169,7 @@ bool HLSMultivariant::_isUsed(const Rendition& rendition) const {
   });
 }
 
-/// The sound that no rendition describes.
+/// Adds an audio track for variants without audio renditions.
 void HLSMultivariant::_addSound(std::vector<Track>& tracks) const {
   const bool hasRenditions =
       std::any_of(_renditions.begin(), _renditions.end(),
@@ -188,7 +188,7 @@ void HLSMultivariant::_addSound(std::vector<Track>& tracks) const {
   if (sound.isWithinPicture || !sound.representations.empty()) tracks.push_back(std::move(sound));
 }
 
-/// Codecs of texts stand among those of the variants that go with them.
+/// The codec of a text rendition is listed with its variants.
 TextForm HLSMultivariant::_textForm(const std::string& group) const {
   for (const auto& variant : _variants)
     if (variant->textGroup == group)
@@ -208,7 +208,7 @@ std::vector<std::string> HLSMultivariant::_soundCodecs(const std::string& group)
   return codecs;
 }
 
-/// Renditions of one name and language in several groups are one track.
+/// Renditions with the same name and language in several groups form one track.
 void HLSMultivariant::_addRenditions(std::string_view type, MediaKind kind,
                                      std::vector<Track>& tracks) const {
   for (const Rendition& each : _renditions) {
@@ -244,11 +244,11 @@ void HLSMultivariant::_addRenditions(std::string_view type, MediaKind kind,
   }
 }
 
-/// A rendition without a URI is in the segments of the variants of its group.
+/// A rendition without a URI is muxed into the variants of its group.
 void HLSMultivariant::_addWithinVariants(const Rendition& rendition, Track& track,
                                          bool hasPicture) const {
   if (hasPicture) {
-    // Whether it is there only is known when all renditions have been seen.
+    // Final once all renditions of the track have been added.
     track.isWithinPicture = track.representations.empty();
     return;
   }

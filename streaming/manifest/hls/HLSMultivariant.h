@@ -11,7 +11,7 @@
 
 namespace streaming {
 
-/// Reads a multivariant playlist, tag by tag, into a presentation.
+/// Parses a multivariant playlist, tag by tag.
 class HLSMultivariant {
  public:
   explicit HLSMultivariant(const ManifestOrigin& origin) : _origin(origin) {}
@@ -19,16 +19,16 @@ class HLSMultivariant {
   void addTag(std::string_view name, std::string_view value);
   void addURI(std::string_view reference);
 
-  /// A tag of a multivariant playlist has come.
+  /// A tag of a multivariant playlist was found.
   bool isMultivariant() const { return _isMultivariant; }
-  /// After the last line; null without a variant.
+  /// Call after the last line. Null: there is no variant.
   std::shared_ptr<const Presentation> finish();
 
  private:
   struct Rendition {
-    std::string type;  // "AUDIO"
+    std::string type;  // such as "AUDIO"
     std::string group;
-    std::string url;  // empty: within the variant
+    std::string url;  // empty: muxed into the variants
     std::string channels;
     Track track;
   };
@@ -43,14 +43,14 @@ class HLSMultivariant {
   void _addSound(std::vector<Track>& tracks) const;
   void _addRenditions(std::string_view type, MediaKind kind, std::vector<Track>& tracks) const;
   void _addWithinVariants(const Rendition& rendition, Track& track, bool hasPicture) const;
-  /// A variant goes with it.
+  /// A variant refers to the group of the rendition.
   bool _isUsed(const Rendition& rendition) const;
   TextForm _textForm(const std::string& group) const;
   std::vector<std::string> _soundCodecs(const std::string& group) const;
 
   const ManifestOrigin& _origin;
   bool _isMultivariant = false;
-  std::shared_ptr<Representation> _next;  // whose URI follows
+  std::shared_ptr<Representation> _next;  // waits for its URI
   Variants _variants;
   std::vector<Rendition> _renditions;
   std::optional<double> _startOffset;

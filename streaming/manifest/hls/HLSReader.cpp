@@ -30,8 +30,8 @@ std::optional<Error> errorOf(const HLSLines& lines, const HLSMediaReader& media)
   return std::nullopt;
 }
 
-/// A media playlist where a multivariant one might be: one track, of which no more is known than
-/// the names of its segments tell.
+/// Wraps a media playlist into a presentation. The media kind is derived from the file extension of
+/// the first segment.
 ReadResult<HLSManifest> presentationOf(std::shared_ptr<const MediaPlaylist> playlist,
                                        const ManifestOrigin& origin) {
   const auto first = playlist->segments->first({});
@@ -73,7 +73,7 @@ ReadResult<HLSManifest> readHLS(std::string_view text, const ManifestOrigin& ori
   HLSMediaReader media(origin, context);
   while (const auto line = media.isBeyondLimits() ? std::nullopt : lines.next()) {
     if (line->tag.empty()) {
-      // Which of them it is may be known only later.
+      // The type of the playlist may not be known yet, so both readers get every line.
       variants.addURI(line->value);
       media.addURI(line->value);
     } else {

@@ -7,10 +7,10 @@
 namespace streaming {
 namespace {
 
-/// Of sums of durations that playlists round.
+/// Tolerance for rounded durations.
 constexpr double kHLSTolerance = 0.001;
-/// A segment with the next number follows only if it begins where the one before ends: segments of
-/// another representation may be numbered in their own way.
+/// Maximum gap between consecutive segments. With a larger gap the number belongs to a differently
+/// numbered representation.
 constexpr double kMostGap = 0.25;
 
 }  // namespace
@@ -46,7 +46,7 @@ bool HLSSegmentIndex::_isNext(std::uint64_t number) const {
   return _segments.empty() || number == _segments.back().number + 1;
 }
 
-/// The first one that begins at `time` or later.
+/// The first segment or part that starts at `time` or later.
 std::optional<Segment> HLSSegmentIndex::_byTime(double time) const {
   const auto isEarlier = [](const Segment& segment, double wanted) {
     return segment.start < wanted;
@@ -64,7 +64,7 @@ std::optional<Segment> HLSSegmentIndex::at(double time) const {
       _segments.begin(), _segments.end(), time + kHLSTolerance,
       [](double wanted, const Segment& segment) { return wanted < segment.end(); });
   if (found != _segments.end()) return *found;
-  // At the edge there are parts of a segment that is not there yet.
+  // At the live edge, parts of an incomplete segment may contain the time.
   for (const Segment& part : _parts)
     if (time + kHLSTolerance < part.end() && !numbered(part.number)) return part;
   return std::nullopt;
@@ -74,9 +74,9 @@ std::optional<Segment> HLSSegmentIndex::after(const Segment& previous) const {
   const std::uint64_t next = previous.number + 1;
   if (previous.part) {
     if (auto part = _part(previous.number, *previous.part + 1, previous)) return part;
-    // More parts may come.
+    // More parts may follow.
     if (_isNext(previous.number)) return std::nullopt;
-    // The parts that follow are no longer named.
+    // The following parts were removed from the playlist.
     const Segment* const whole = numbered(previous.number);
     if (whole && whole->start <= previous.start + kHLSTolerance &&
         previous.end() + kMostGap < whole->end())
@@ -94,7 +94,7 @@ std::optional<Segment> HLSSegmentIndex::after(const Segment& previous) const {
     end.duration = _segments.back().end() - previous.start;
     return _part(next, 0, end);
   }
-  // Slid out of the window, numbered anew, or of another representation: the time decides.
+  // The segment was removed, renumbered, or belongs to another representation: search by time.
   return _byTime(previous.end());
 }
 

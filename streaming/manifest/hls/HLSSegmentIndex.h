@@ -8,12 +8,12 @@
 
 namespace streaming {
 
-/// The segments of a media playlist, whose numbers are its media sequence numbers.
+/// The segments of a media playlist. Segment numbers are media sequence numbers.
 class HLSSegmentIndex final : public SegmentIndex {
  public:
-  /// `segments` have consecutive numbers; `parts` are those that the playlist names, by number and
-  /// part, and `hint` the one that it announces. `discontinuityShift`: what was added to the
-  /// discontinuities that the playlist counts.
+  /// `segments` have consecutive numbers. `parts` are sorted by number and part. `hint` is the
+  /// preload hint. `discontinuityShift` is the offset between discontinuity sequence numbers of the
+  /// playlist and those of the segments.
   HLSSegmentIndex(std::vector<Segment> segments, std::vector<Segment> parts,
                   std::optional<Segment> hint, bool isComplete, std::uint64_t discontinuityShift);
 
@@ -29,10 +29,10 @@ class HLSSegmentIndex final : public SegmentIndex {
   std::uint64_t discontinuityShift() const { return _discontinuityShift; }
 
  private:
-  /// A part that begins where `previous` ends.
+  /// The part if it starts where `previous` ends.
   std::optional<Segment> _part(std::uint64_t number, std::uint64_t part,
                                const Segment& previous) const;
-  /// No segment has this number yet, and the next one will.
+  /// `number` is that of the next segment, which is not listed yet.
   bool _isNext(std::uint64_t number) const;
   std::optional<Segment> _byTime(double time) const;
 
