@@ -9,19 +9,19 @@
 
 namespace streaming {
 
-/// A handler that one thread calls while others may replace it. Any thread.
+/// A replaceable handler that one thread calls. Any thread.
 template <typename... Arguments>
 class HandlerSlot {
  public:
   using Handler = std::function<void(Arguments...)>;
 
-  /// An empty handler removes it. Waits for a call that is under way on another thread.
+  /// An empty handler removes the current one. Waits for a running call on another thread.
   void set(Handler handler) {
     std::unique_lock lock(_mutex);
     auto next = handler ? std::make_shared<Handler>(std::move(handler)) : nullptr;
     std::swap(_handler, next);
     _changed.wait(lock, [&] { return _calls == 0 || _caller == std::this_thread::get_id(); });
-    lock.unlock();  // `next`, the old one, is destroyed without the lock
+    lock.unlock();  // destroys the old handler without the lock
   }
   bool isSet() const {
     const std::lock_guard lock(_mutex);

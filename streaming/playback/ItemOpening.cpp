@@ -8,7 +8,7 @@
 
 namespace streaming {
 
-/// The transfer whose observer is the opening still, which forwards to the resource.
+/// The transfer of a plain resource. It keeps the opening alive, which is still the observer.
 class ItemOpening::HandedTransfer final : public Transfer {
  public:
   HandedTransfer(std::shared_ptr<ItemOpening> opening, std::unique_ptr<Transfer> transfer)
@@ -16,7 +16,7 @@ class ItemOpening::HandedTransfer final : public Transfer {
   void resume() override { _transfer->resume(); }
 
  private:
-  const std::shared_ptr<ItemOpening> _opening;  // outlives the transfer
+  const std::shared_ptr<ItemOpening> _opening;  // must outlive the transfer
   const std::unique_ptr<Transfer> _transfer;
 };
 

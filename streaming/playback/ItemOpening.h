@@ -12,24 +12,24 @@
 
 namespace streaming {
 
-/// Fetches what an item's URL names, and finds out what it is. Transfer thread only.
+/// Requests the URL of an item and detects its content type. Transfer thread only.
 class ItemOpening final : public TransferObserver,
                           public std::enable_shared_from_this<ItemOpening> {
  public:
   struct Handlers {
-    /// It cannot be had, or is nothing that can be played.
+    /// The request has failed, or the content is not playable.
     std::function<void(const platform::Error& error)> failed;
     std::function<void(std::shared_ptr<PlainResource> resource)> isPlain;
-    /// It is a manifest, which comes whole a little later.
+    /// The content is a manifest. gotManifest follows when it is complete.
     std::function<void(ManifestForm form)> isManifest;
     std::function<void(ManifestForm form, FetchResult result)> gotManifest;
-    /// Of the plain resource, also after the opening has ended.
+    /// Passed to the plain resource. May be called after the opening has ended.
     PlainResourceHandlers ofResource;
   };
   ItemOpening(std::shared_ptr<TransferSource> source, std::string url, Handlers handlers);
 
   void start();
-  /// Cancels it. A plain resource keeps its transfer.
+  /// Cancels the request, unless a plain resource has taken over the transfer.
   void stop();
 
  private:

@@ -7,7 +7,7 @@ namespace {
 
 constexpr std::size_t kMostTextBytes = std::size_t{16} * 1024 * 1024;
 
-/// A text that is being loaded. Its fetch lives on the transfer thread.
+/// A running loadText(). `fetch` is used on the transfer thread only.
 struct TextLoad {
   std::shared_ptr<TransferItem> transfers;
   std::unique_ptr<BodyFetch> fetch;
@@ -60,7 +60,7 @@ void OpenedItem::Work::begin(const std::shared_ptr<Work>& self) {
     const std::lock_guard lock(mutex);
     if (isClosed) return;
   }
-  // The opening is part of the work, which outlives it.
+  // `this` owns the opening, so the handlers need no reference.
   Work* const work = this;
   ItemOpening::Handlers handlers;
   handlers.failed = [work](const platform::Error& error) {
@@ -192,7 +192,7 @@ std::shared_ptr<void> OpenedItem::loadText(const std::string& url,
           loading->done.call(body ? std::move(body->bytes) : std::string());
         });
   });
-  // The fetch ends on its own thread.
+  // Destroy the fetch on the transfer thread.
   return {load.get(), [load](void*) {
             load->done.set({});
             load->transfers->post([load] { load->fetch.reset(); });

@@ -14,7 +14,7 @@
 
 namespace streaming {
 
-/// What the network gave the last items.
+/// The throughput of previous items. Any thread.
 class RememberedThroughput {
  public:
   std::optional<double> bitrate() const {
@@ -31,6 +31,7 @@ class RememberedThroughput {
   std::optional<double> _bitrate;
 };
 
+/// A StreamedItem and its state on the transfer thread.
 class OpenedItem final : public StreamedItem, public std::enable_shared_from_this<OpenedItem> {
  public:
   static std::shared_ptr<OpenedItem> make(std::shared_ptr<TransferItem> transfers,
@@ -54,7 +55,7 @@ class OpenedItem final : public StreamedItem, public std::enable_shared_from_thi
                                  std::function<void(std::string bytes)> done) override;
 
  private:
-  /// What the transfer thread has of it; it goes on to the end of close().
+  /// The state for the transfer thread. It exists until the tasks of close() have run.
   struct Work {
     std::shared_ptr<TransferItem> transfers;
     std::shared_ptr<TransferRecord> record;
@@ -69,7 +70,7 @@ class OpenedItem final : public StreamedItem, public std::enable_shared_from_thi
 
     HandlerSlot<const std::optional<platform::Error>&> openedHandler;
     HandlerSlot<> legHandler;
-    std::mutex mutex;  // guards the rest
+    std::mutex mutex;  // guards the members below
     bool isClosed = false;
     bool isTold = false;
     std::optional<std::optional<platform::Error>> outcome;

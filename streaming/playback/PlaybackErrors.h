@@ -9,7 +9,7 @@
 
 namespace streaming {
 
-/// With a sentence for people.
+/// Adds the message for the user.
 inline platform::Error mediaError(platform::MediaErrorCode code, std::string reason) {
   using Code = platform::MediaErrorCode;
   const char* sentence = "The media could not be played.";

@@ -18,7 +18,7 @@ namespace streaming {
 inline constexpr std::array<MediaKind, 3> kMediaKinds = {MediaKind::Video, MediaKind::Audio,
                                                          MediaKind::Text};
 
-/// What the transfer thread and other threads share of a presentation that is played.
+/// State of a presentation that the transfer thread shares with other threads.
 struct PlaybackState {
   PieceShelf& shelf(MediaKind kind) const { return *shelves.at(static_cast<std::size_t>(kind)); }
 
@@ -29,15 +29,15 @@ struct PlaybackState {
 
   std::array<std::shared_ptr<PieceShelf>, 3> shelves;  // by MediaKind
   std::atomic<double> position = 0;
-  std::atomic<double> startPosition = 0;  // where playing began, or was sought to last
-  std::atomic<double> clockOffset = 0;    // of the server's civil time
+  std::atomic<double> startPosition = 0;  // of the start or the last seek
+  std::atomic<double> clockOffset = 0;    // server time minus local time, seconds
 
-  mutable std::mutex mutex;  // guards the rest but the handlers
+  mutable std::mutex mutex;  // guards the members below, except handlers
   KnownTimeline knowledge;
   std::array<bool, 3> isAtEnd{};
   TrackSelection selection;
   bool isSelected = false;
-  /// By the identifier of a representation whose manifest does not tell.
+  /// Streams found by demuxers, by Representation::id. Only for representations without codecs.
   std::map<std::string, PieceContent, std::less<>> contents;
 
   HandlerSlot<const TrackPiece&, bool> textHandler;

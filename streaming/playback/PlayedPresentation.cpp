@@ -10,11 +10,11 @@
 namespace streaming {
 namespace {
 
-/// The feeders hear of a position that has moved so far.
+/// Minimum change of the position, in seconds, that is passed to the feed.
 constexpr double kToldStep = 1;
 constexpr double kEndTolerance = 0.25;
 
-/// The reader of the player: it also says where playing goes on.
+/// The TrackReader of the player. Its seeks also set the playback position.
 class PlaybackReader final : public TrackReader {
  public:
   PlaybackReader(std::shared_ptr<TransferSource> source, std::shared_ptr<PlaybackState> state,
@@ -59,7 +59,7 @@ const std::string& selectedOf(const TrackSelection& selection, MediaKind kind) {
   return selection.text;
 }
 
-/// Whether the sound `id` has segments of its own; in some periods it may come with the picture.
+/// The audio track has its own segments in at least one period, or is unknown.
 bool hasOwnSound(const KnownTimeline& known, const std::string& id) {
   if (id.empty()) return false;
   if (!known.presentation) return true;
@@ -74,7 +74,7 @@ bool hasOwnSound(const KnownTimeline& known, const std::string& id) {
 
 }  // namespace
 
-/// Pumps the feed on the transfer thread, once for any number of calls until then.
+/// Pumps the feed on the transfer thread. Calls before the task has run are merged.
 class PlayedPresentation::Waker : public std::enable_shared_from_this<Waker> {
  public:
   explicit Waker(std::shared_ptr<TransferSource> source) : _source(std::move(source)) {}
@@ -114,7 +114,7 @@ PlayedPresentation::PlayedPresentation(Setup setup)
   _waker->setFeed(_feed);
 }
 
-// Transfers end on their own thread.
+// Transfers must be destroyed on the transfer thread.
 PlayedPresentation::~PlayedPresentation() {
   _source->post([feed = std::move(_feed)] { feed->close(); });
 }

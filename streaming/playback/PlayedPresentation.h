@@ -9,7 +9,7 @@
 
 namespace streaming {
 
-/// PresentationPlayback over a PresentationFeed, which does the work on the transfer thread.
+/// PresentationPlayback that posts its work to a PresentationFeed on the transfer thread.
 class PlayedPresentation final : public PresentationPlayback {
  public:
   struct Setup {
@@ -20,15 +20,15 @@ class PlayedPresentation final : public PresentationPlayback {
     bool inheritsQuery = false;
     std::function<void()> legBegan;
   };
-  /// On the transfer thread.
+  /// Transfer thread.
   static std::shared_ptr<PlayedPresentation> make(Setup setup);
   ~PlayedPresentation() override;
 
-  /// Transfer thread: what the item's own URL has given. `begun` is called on it once.
+  /// Transfer thread. `result` is the response to the request for the item's URL. `begun` is called
+  /// once, on this thread.
   void begin(ManifestForm form, FetchResult result, PresentationFeed::Begun begun = {});
-  /// Transfer thread: ends every transfer.
+  /// Transfer thread. Cancels all transfers.
   void end();
-  /// What the readers read from.
   PieceShelf& shelf(MediaKind kind) const { return _state->shelf(kind); }
 
   std::shared_ptr<const Presentation> presentation() const override;
@@ -55,7 +55,7 @@ class PlayedPresentation final : public PresentationPlayback {
   const CanDecode _canDecode;
   const std::shared_ptr<PlaybackState> _state;
   std::shared_ptr<Waker> _waker;
-  std::shared_ptr<PresentationFeed> _feed;  // its transfers are gone when it was closed
+  std::shared_ptr<PresentationFeed> _feed;  // null after the destructor has posted close()
   std::atomic<double> _toldPosition = -1;
 };
 

@@ -10,7 +10,7 @@
 namespace streaming {
 namespace {
 
-/// Of segments in memory, for all tracks together: 48 MiB with what is under way.
+/// Memory limit for buffered segments of all tracks. Running requests may exceed it by 4 MiB.
 constexpr std::uint64_t kMostBytes = std::uint64_t{44} * 1024 * 1024;
 
 double bandwidthOf(const TrackFeeder& feeder) {
@@ -18,7 +18,7 @@ double bandwidthOf(const TrackFeeder& feeder) {
   return representation ? std::max(representation->averageBandwidth, representation->bandwidth) : 0;
 }
 
-/// With what a media playlist says.
+/// Completes a multivariant playlist with the properties of a media playlist.
 std::shared_ptr<const Presentation> mergedPresentation(const Presentation& manifest,
                                                        const MediaPlaylist& playlist,
                                                        platform::Date now) {
@@ -79,13 +79,13 @@ void PresentationFeed::select(const TrackSelection& selection) {
   const double position = _setup.state->position;
   const auto set = [&](MediaKind kind, const std::string& old, const std::string& id) {
     _feeder(kind).setTrack(id);
-    // Nobody waits to seek in a track that nobody had.
+    // A track of a new kind has no reader that would seek.
     if (_hasStarted && old.empty() && !id.empty()) _setup.state->shelf(kind).seek(position);
   };
   set(MediaKind::Video, before.video, selection.video);
   set(MediaKind::Audio, before.audio, selection.audio);
   set(MediaKind::Text, before.text, selection.text);
-  // Texts have no reader that would seek.
+  // Text tracks have no reader either.
   if (_hasStarted && !selection.text.empty() && before.text != selection.text)
     _setup.state->shelf(MediaKind::Text).seek(position);
   if (_preparation.ready) return _continuePreparing();
@@ -97,7 +97,7 @@ void PresentationFeed::setLimits(const PlaybackLimits& limits) {
   const PlaybackLimits before = std::exchange(_limits, limits);
   if (_isClosed || !_hasStarted || limits.decodableHeight <= 0) return;
   if (before.decodableHeight > 0 && before.decodableHeight <= limits.decodableHeight) return;
-  // What is loaded already cannot be decoded in time.
+  // Buffered video that is too tall for the decoder is dropped.
   const auto& representation = _feeder(MediaKind::Video).representation();
   if (!representation || representation->height <= limits.decodableHeight) return;
   _feeder(MediaKind::Video).shelf().dropUnread();
@@ -204,14 +204,14 @@ bool PresentationFeed::_selectByDefault(double around) {
   return true;
 }
 
-/// Whether enough is known to begin.
+/// True: the leading track, or else the audio, can be started.
 bool PresentationFeed::_loadTracks(double around) {
   const auto video = _feeder(MediaKind::Video).load(around);
   const auto audio = _feeder(MediaKind::Audio).load(around);
   const bool isPicture = _leadingKind() == MediaKind::Video;
   const auto leading = isPicture ? video : audio;
   if (leading == TrackFeeder::State::Loading) return false;
-  // What is wrong with the picture does not stop the sound.
+  // Audio can be played if the video has failed.
   return leading == TrackFeeder::State::Loaded || audio != TrackFeeder::State::Loading;
 }
 
@@ -286,7 +286,7 @@ void PresentationFeed::_endPreparing(double seconds, std::optional<platform::Err
   ready(seconds, std::move(error));
 }
 
-/// What is known of the segments of the leading track in `period`; null: nothing yet.
+/// The segment index of the leading track in `period`, or null.
 std::shared_ptr<const SegmentIndex> PresentationFeed::_leadingIndex(const Period& period) {
   const TrackFeeder& feeder = _feeder(_leadingKind());
   const Track* track = trackLike(period, _leadingKind(), feeder.track(), nullptr);
@@ -301,7 +301,7 @@ std::shared_ptr<const SegmentIndex> PresentationFeed::_leadingIndex(const Period
   return found;
 }
 
-/// Tells the other threads what is known now.
+/// Updates the state that other threads see.
 void PresentationFeed::_publish() {
   auto presentation = _manifest.presentation();
   if (!presentation || presentation->periods.empty()) return;
@@ -333,7 +333,7 @@ void PresentationFeed::_deliverTexts() {
   PieceShelf& shelf = _setup.state->shelf(MediaKind::Text);
   bool isFirst = false;
   while (const auto piece = shelf.takeWhole(isFirst)) {
-    // The first one that can be read is told to be the first.
+    // Gaps do not count as the first piece after a seek.
     _isTextFirst = _isTextFirst || isFirst;
     if (piece->kind != TrackPiece::Kind::Media ||
         piece->media->state() != SegmentBytes::State::Complete)
@@ -343,8 +343,8 @@ void PresentationFeed::_deliverTexts() {
   }
 }
 
-/// The window of a live presentation moves on also while enough is loaded, as long as somebody
-/// plays it.
+/// Requests updates of a live presentation while it is playing, even if enough is buffered, so that
+/// the seekable range stays current.
 void PresentationFeed::_keepWindowFresh() {
   const double now = position();
   if (now == _freshAt) return;

@@ -13,15 +13,15 @@
 
 namespace streaming {
 
-/// Fetches what is played of one presentation: its manifests, and the pieces of the selected
-/// tracks. Transfer thread only.
+/// Loads a presentation: its manifests, and the segments of the selected tracks. Transfer thread
+/// only.
 class PresentationFeed final : private FeederHost {
  public:
   struct Setup {
     std::shared_ptr<TransferSource> source;
     std::shared_ptr<PlaybackState> state;
     std::shared_ptr<TransferRecord> record;
-    std::shared_ptr<Throughput> throughput;  ///< of this item, with what is remembered of others
+    std::shared_ptr<Throughput> throughput;  ///< of this item; starts with that of previous items
     CanDecode canDecode;
     bool inheritsQuery = false;
     std::function<void()> legBegan;
@@ -32,17 +32,17 @@ class PresentationFeed final : private FeederHost {
   PresentationFeed& operator=(const PresentationFeed&) = delete;
 
   using Begun = std::function<void(const std::optional<platform::Error>& error)>;
-  /// What the item's own URL has given. `begun` is called once there is a presentation, or with the
-  /// error, unless it is closed before.
+  /// `result` is the response to the request for the item's URL. `begun` is called once, when the
+  /// manifest was parsed or has failed, unless the feed is closed before.
   void begin(ManifestForm form, FetchResult result, Begun begun);
 
   using Ready = std::function<void(double seconds, std::optional<platform::Error> error)>;
   void prepare(const PresentationPlayback::Start& start, Ready ready);
   void select(const TrackSelection& selection);
   void setLimits(const PlaybackLimits& limits);
-  /// A reader or the position has moved.
+  /// Continues loading after the position or a reader has moved.
   void pump();
-  /// Ends every transfer.
+  /// Cancels all transfers.
   void close();
 
  private:
@@ -71,7 +71,7 @@ class PresentationFeed final : private FeederHost {
   const TrackFeeder& _feeder(MediaKind kind) const {
     return *_feeders.at(static_cast<std::size_t>(kind));
   }
-  /// What prepare() waits for.
+  /// The state of prepare().
   struct Preparation {
     PresentationPlayback::Start start;
     Ready ready;

@@ -14,7 +14,7 @@
 
 namespace streaming {
 
-/// What the player selects: at most one track of each kind, by Track::id. Empty: none.
+/// Selected tracks by Track::id, at most one of each kind. Empty: none.
 struct TrackSelection {
   std::string video;
   std::string audio;
@@ -22,66 +22,66 @@ struct TrackSelection {
   friend bool operator==(const TrackSelection&, const TrackSelection&) = default;
 };
 
-/// What limits the choice of a representation.
+/// Limits for the choice of representations.
 struct PlaybackLimits {
   int displayHeight = 0;    ///< pixels; 0: no limit
-  int decodableHeight = 0;  ///< of larger pictures some were dropped; 0: no limit
+  int decodableHeight = 0;  ///< taller video has dropped frames; 0: no limit
 };
 
-/// Whether the box can decode what a representation says of its codecs and type. Any thread.
+/// The box can decode the codecs and MIME type of a representation. Any thread.
 using CanDecode = std::function<bool(MediaKind kind, const Representation& representation)>;
 
-/// The tracks of a presentation, played. Any thread. Handlers are called on the transfer thread; an
-/// empty one removes the handler, and waits for a call that is under way on another thread.
+/// Plays the tracks of a presentation. Any thread. Handlers are called on the transfer thread.
+/// Setting an empty handler removes it and waits for a running call on another thread.
 class PresentationPlayback {
  public:
   virtual ~PresentationPlayback() = default;
 
-  /// The newest version of the manifest.
+  /// The current version of the manifest.
   virtual std::shared_ptr<const Presentation> presentation() const = 0;
-  /// The tracks of the period at `seconds`, without those that cannot be decoded.
+  /// The tracks of the period at `seconds` that can be decoded.
   virtual std::vector<Track> tracksAt(double seconds) const = 0;
 
-  /// What is not selected is not fetched. Readers of a kind whose selection changed go on with the
-  /// new track after their next seek().
+  /// Tracks that are not selected are not loaded. A reader switches to the new track at its next
+  /// seek().
   virtual void select(const TrackSelection& selection) = 0;
   virtual TrackSelection selection() const = 0;
 
-  /// Where to begin. Without either: where the manifest says, or its beginning, or the edge of a
-  /// live presentation.
+  /// The start position. Without a value: that of the manifest, the live edge, or the beginning.
   struct Start {
     std::optional<double> seconds;
-    std::optional<double> fraction;      ///< of the duration; means nothing while it is live
-    std::optional<platform::Date> date;  ///< used where the media carry dates
+    std::optional<double> fraction;      ///< of the duration; ignored for live presentations
+    std::optional<platform::Date> date;  ///< used if the presentation has dates
   };
-  /// Loads what the selected tracks need, and begins to fetch their first pieces. Without a
-  /// selection it makes one: the picture, the default sound, no text. `ready` is called once, on
-  /// the transfer thread, with the position to begin at, or with an error.
+  /// Loads the selected tracks and starts to request segments. Without a selection it selects the
+  /// video, the default audio and no text. `ready` is called once, on the transfer thread, with the
+  /// start position or an error.
   virtual void prepare(
       const Start& start, const PlaybackLimits& limits,
       std::function<void(double seconds, std::optional<platform::Error> error)> ready) = 0;
 
-  /// Null for a kind that is not selected, for sound that comes with the picture, and for text.
+  /// Null for kinds that are not selected, for audio muxed into the video, and for text.
   virtual std::shared_ptr<TrackReader> reader(MediaKind kind) = 0;
   virtual void setLimits(const PlaybackLimits& limits) = 0;
-  /// What is played at this time. Segments are kept and fetched around it. Cheap; called often.
+  /// The current playback position. Segments are loaded and kept around it. Called often.
   virtual void setPosition(double seconds) = 0;
 
   struct Timeline {
     double duration = TVSDurationIndefinite;
     bool isLive = false;
     std::vector<platform::TimeRange> seekable;
-    std::vector<platform::TimeRange> loaded;  ///< of all selected tracks at once
+    std::vector<platform::TimeRange> loaded;  ///< buffered in all selected tracks
     std::optional<platform::Date> date;       ///< civil time of `position`
     bool isLoadedToEnd = false;
   };
   virtual Timeline timeline(double position) const = 0;
   virtual std::optional<double> positionOf(platform::Date date) const = 0;
 
-  /// Each piece of the selected text, all of whose bytes are there. `isFirst`: a seek or another
-  /// selection came before it.
+  /// `handler` receives each complete segment of the selected text. `isFirst`: the first one after
+  /// a seek or a selection.
   virtual void whenText(std::function<void(const TrackPiece& piece, bool isFirst)> handler) = 0;
-  /// Something in presentation(), tracksAt() or timeline() beside `loaded` has changed.
+  /// `handler` is called when presentation(), tracksAt() or timeline() has changed, except for
+  /// `loaded`.
   virtual void whenChanged(std::function<void()> handler) = 0;
 };
 

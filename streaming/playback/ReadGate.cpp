@@ -7,7 +7,7 @@ void ReadGate::setClosed(bool closed) {
   if (!closed) return;
   const std::lock_guard lock(_mutex);
   for (const Waiter* waiter : _waiters) {
-    // A waiter that has looked at the gate before it was closed holds its mutex until it waits.
+    // Locking the mutex ensures that a waiter which saw an open gate is already waiting.
     const std::lock_guard waitLock(waiter->_waitMutex);
     waiter->_changed.notify_all();
   }

@@ -7,15 +7,15 @@
 
 namespace streaming {
 
-/// Lets another thread cancel waits: while the gate is closed, reads that would wait return at
-/// once. Any thread.
+/// Cancels blocking reads from another thread: while the gate is closed, they return at once. Any
+/// thread.
 class ReadGate {
  public:
   void setClosed(bool closed);
   bool isClosed() const { return _isClosed; }
 
-  /// Of whoever waits for `changed`: closing the gate notifies it. To be made before `mutex`, which
-  /// guards the condition, is locked, and destroyed after it was unlocked.
+  /// Registers a wait on `changed`, which is notified when the gate closes. Create it before
+  /// locking `mutex`, and destroy it after unlocking.
   class Waiter {
    public:
     Waiter(const ReadGate& gate, std::mutex& mutex, std::condition_variable& changed);

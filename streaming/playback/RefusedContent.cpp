@@ -34,7 +34,7 @@ bool isPicture(std::string_view bytes) {
                                           "MM\0*"sv};
   for (const std::string_view each : pictures) {
     if (!bytes.starts_with(each)) continue;
-    // Two letters are little: the reserved fields of a bitmap are 0.
+    // "BM" is short; also check that the reserved fields of a bitmap are 0.
     return each != "BM"sv || (bytes.size() >= 10 && bytes.substr(6, 4) == "\0\0\0\0"sv);
   }
   return bytes.starts_with("RIFF") && bytes.size() >= 12 && bytes.substr(8, 4) == "WEBP";

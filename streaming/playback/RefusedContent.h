@@ -5,10 +5,10 @@
 
 namespace streaming {
 
-/// So many bytes tell.
+/// Bytes needed for the detection.
 inline constexpr std::size_t kRefusalSniffBytes = 64;
 
-/// Whether a resource that begins with `bytes` is a page or a picture, which are no media.
+/// A resource that starts with `bytes` is an HTML page or an image.
 bool isPageOrPicture(std::string_view bytes);
 
 }  // namespace streaming

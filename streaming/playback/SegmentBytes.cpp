@@ -113,7 +113,7 @@ std::optional<SegmentBytes::Part> SegmentBytes::part() const {
               static_cast<double>(_window.end()) / whole};
 }
 
-/// What a read at `offset`, where there is no byte, has to wait for.
+/// What a read at `offset`, which is not in memory, must wait for.
 SegmentBytes::Wait SegmentBytes::_waitFor(std::uint64_t offset) const {
   if (_state == State::Failed || (_total && offset >= *_total)) return Wait::None;
   if (_window.wanted == offset) return _hasSource ? Wait::Bytes : Wait::None;
@@ -122,21 +122,21 @@ SegmentBytes::Wait SegmentBytes::_waitFor(std::uint64_t offset) const {
   return _state == State::Arriving ? Wait::Bytes : Wait::None;
 }
 
-/// True: a writer that was paused has room again.
+/// True: a paused writer can continue.
 bool SegmentBytes::_noteReader(std::uint64_t offset) const {
   _window.reader = offset;
   _discard();
-  // Not at once for each byte that is read.
+  // Resume in larger steps, not after every read.
   return _window.isPaused && _window.ahead() <= _limits.ahead / 4 * 3 &&
          std::exchange(_window.isPaused, false);
 }
 
-/// What lies far behind the reader of a long segment is not read again.
+/// Discards bytes far behind the read position of a long segment.
 void SegmentBytes::_discard() const {
   if (!_isLong || _window.reader < _window.begin) return;
   const std::uint64_t behind =
       std::min<std::uint64_t>(_window.reader - _window.begin, _window.bytes.size());
-  // In large steps, since the rest is moved.
+  // Discard in large steps, because the remaining bytes are moved.
   if (behind < 2 * _limits.behind) return;
   const std::uint64_t count = behind - _limits.behind;
   _window.bytes.erase(0, static_cast<std::size_t>(count));

@@ -16,21 +16,20 @@
 
 namespace streaming {
 
-/// Bytes that arrive: one thread appends, another one reads from the beginning or anywhere. Any
-/// thread.
+/// The bytes of a segment while they arrive. One thread appends, another one reads at any offset.
 ///
-/// Of a long segment only a window around the reader is held. The writer pauses while the window is
-/// full. When the reader jumps out of the window, the writer starts again at the new place.
+/// Of a long segment only a window around the read position is kept. The writer pauses while the
+/// window is full. If the reader seeks outside the window, the writer restarts at the new offset.
 class SegmentBytes {
  public:
   enum class State { Arriving, Complete, Failed };
 
-  /// A longer segment is not held whole. Tests make these smaller.
+  /// Longer segments are kept in part. Tests use smaller values.
   struct Limits {
     std::uint64_t whole = std::uint64_t{20} * 1024 * 1024;
-    std::uint64_t ahead = std::uint64_t{20} * 1024 * 1024;  ///< of the reader, in a window
-    std::uint64_t behind = std::uint64_t{2} * 1024 * 1024;  ///< likewise
-    /// The reader waits for bytes that are so near; others are asked for.
+    std::uint64_t ahead = std::uint64_t{20} * 1024 * 1024;  ///< of the reader
+    std::uint64_t behind = std::uint64_t{2} * 1024 * 1024;  ///< of the reader
+    /// The reader waits for bytes that are at most this far ahead. Others are requested.
     std::uint64_t near = std::uint64_t{1024} * 1024;
   };
   SegmentBytes() : SegmentBytes(Limits{}) {}
@@ -38,57 +37,56 @@ class SegmentBytes {
 
   // For the writer:
 
-  /// `readerMoved` is called on the thread of the reader when isFull() may have become false, or
-  /// when there is a wanted() place. An empty one removes it: nothing can be asked for any more.
+  /// `readerMoved` is called on the reader's thread when isFull() may have become false, or
+  /// wanted() was set. An empty handler means that no further bytes can be requested.
   void setSource(std::function<void()> readerMoved);
-  /// The size of the whole segment. `canJump`: the writer can start anywhere.
+  /// `total`: size of the whole segment. `canJump`: the writer can start at any offset.
   void expect(std::optional<std::uint64_t> total, bool canJump);
   void append(std::string_view bytes);
-  /// The bytes up to the end are there.
+  /// All bytes up to the end were appended.
   void complete();
-  /// No more bytes come. Those that have come stay readable.
+  /// No more bytes follow. Bytes in memory stay readable.
   void fail(platform::Error error);
-  /// Enough is there for now. `readerMoved` is called when there is room again.
+  /// The writer must pause. `readerMoved` is called when there is room again.
   bool isFull();
-  /// Where the reader waits, if the bytes that come next are others. Until restart().
+  /// The offset that the reader waits for if the writer must restart there.
   std::optional<std::uint64_t> wanted() const;
-  /// Forgets all bytes. What is appended next belongs at `offset`.
+  /// Discards all bytes. The next append() starts at `offset`.
   void restart(std::uint64_t offset);
 
   State state() const;
-  std::uint64_t size() const;  ///< up to the last byte so far
+  std::uint64_t size() const;  ///< end of the received bytes
   std::uint64_t held() const;  ///< bytes in memory
   std::optional<platform::Error> error() const;
-  /// Only a window of it is held.
+  /// Only a window of the segment is kept.
   bool isLong() const;
-  /// It can be read from its beginning: that is held, or can be asked for.
+  /// The segment can be read from its beginning.
   bool isReadable() const;
-  /// Reads at any place succeed soon: the whole is held, or can be asked for.
+  /// The segment can be read at any offset.
   bool isSeekable() const;
-  /// The size of the whole segment, as far as it is known.
+  /// The size of the whole segment, if known.
   std::optional<std::uint64_t> total() const;
-  /// The part of the segment that is held, as shares of its length. None while that is unknown.
+  /// The range in memory, relative to the size. nullopt: the size is unknown.
   struct Part {
     double begin = 0;
     double end = 1;
   };
   std::optional<Part> part() const;
 
-  /// Copies bytes from `offset` on. Waits until there is at least one, or the end, or a failure, or
-  /// `gate` is closed; 0 in the last three cases. The wait has no bound of its own: transfers end
-  /// by themselves.
+  /// Copies bytes from `offset`. Waits for at least one byte. Returns 0 at the end, after a
+  /// failure, and if `gate` is closed. There is no timeout, because transfers have their own.
   std::size_t read(std::uint64_t offset, std::span<std::byte> into, const ReadGate& gate) const;
-  /// Waits until all bytes are there. False: they will not be, or `gate` is closed.
+  /// Waits for all bytes. False: the segment has failed or is long, or `gate` is closed.
   bool waitUntilComplete(const ReadGate& gate) const;
-  /// All bytes that are held, without waiting.
+  /// The bytes in memory.
   std::string copy() const;
 
  private:
-  /// What the reader changes.
+  /// State that the reader changes.
   struct Window {
     std::string bytes;
-    std::uint64_t begin = 0;   // of the bytes that are held
-    std::uint64_t reader = 0;  // where it is read next
+    std::uint64_t begin = 0;   // offset of `bytes`
+    std::uint64_t reader = 0;  // the read position
     std::optional<std::uint64_t> wanted;
     bool isPaused = false;
     std::uint64_t end() const { return begin + bytes.size(); }
@@ -102,7 +100,7 @@ class SegmentBytes {
 
   const Limits _limits;
   mutable HandlerSlot<> _source;
-  mutable std::mutex _mutex;  // guards the rest
+  mutable std::mutex _mutex;  // guards the members below
   mutable std::condition_variable _changed;
   mutable Window _window;
   bool _hasSource = false;

@@ -17,82 +17,82 @@
 
 namespace streaming {
 
-/// A time during which one server sent one representation of the picture, or else of the sound.
+/// A time span with the same server and the same representation of the leading track.
 struct TransferLeg {
-  double age = 0;                          ///< seconds since it began
+  double age = 0;                          ///< seconds since its start
   std::string representation;              ///< empty: a plain resource
-  std::optional<double> indicatedBitrate;  ///< bits a second
-  bool isSwitch = false;                   ///< it began with another representation
-  double mediaSeconds = 0;                 ///< of the segments that were requested
-  TransferStatistics statistics;           ///< of itself alone
+  std::optional<double> indicatedBitrate;  ///< bits per second
+  bool isSwitch = false;                   ///< starts with a change of the representation
+  double mediaSeconds = 0;                 ///< duration of the requested segments
+  TransferStatistics statistics;           ///< of this time span only
 };
 
-/// An entry of the error log: something could not be had.
+/// An entry of the error log.
 struct TransferFault {
   platform::Date date;
   std::string url;
   platform::Error error;
 };
 
-/// One item of the player, from its URL on. Destroying it, and close(), end every transfer of it,
-/// and its questions are no longer answered. Any thread.
+/// An item of the player. close() and the destructor cancel its transfers and key requests. Any
+/// thread.
 class StreamedItem {
  public:
   enum class Form {
-    Plain,         ///< resource() reads it
-    Presentation,  ///< presentation() plays it
+    Plain,         ///< use resource()
+    Presentation,  ///< use presentation()
   };
 
   virtual ~StreamedItem() = default;
   virtual void close() = 0;
 
-  /// `opened` is called once, on the transfer thread, when it is known what the URL names, or with
-  /// the error. It is not called after close().
+  /// `opened` is called once, on the transfer thread, when the content type is known or opening has
+  /// failed. Not called after close().
   virtual void whenOpened(
       std::function<void(const std::optional<platform::Error>& error)> opened) = 0;
-  // After whenOpened() has told of no error:
+  // Valid after whenOpened() has reported success:
   virtual Form form() const = 0;
   virtual std::shared_ptr<ResourceReader> resource() const = 0;
   virtual std::shared_ptr<PresentationPlayback> presentation() const = 0;
 
-  /// The first failure since media last came, with whom to blame.
+  /// The first error since media data was last received.
   virtual std::optional<platform::Error> failure() const = 0;
-  /// A request is under way, which ends by itself.
+  /// A request is running.
   virtual bool isBusy() const = 0;
   virtual TransferStatistics statistics() const = 0;
   static constexpr std::size_t kMostLegs = 64;
-  /// The oldest first; the last one goes on.
+  /// Sorted by time; the last one is the current one.
   virtual std::vector<TransferLeg> legs() const = 0;
-  /// `handler` is called on the transfer thread whenever one leg has followed another.
+  /// `handler` is called on the transfer thread when a new leg starts.
   virtual void whenLegBegins(std::function<void()> handler) = 0;
-  /// The newest hundred.
+  /// The latest entries of the error log.
   virtual std::vector<TransferFault> faults() const = 0;
 
-  /// Asks for a content key in the name of the item. `reply` is called once, on any thread, unless
-  /// the item is closed first.
+  /// Requests a content key. `reply` is called once, on any thread, unless the item is closed
+  /// first.
   virtual void askForKey(const std::string& url,
                          std::function<void(ContentAnswer answer)> reply) = 0;
-  /// Loads a text beside the media, such as a subtitle that the sender names. `done` is called
-  /// once, on the transfer thread, with nothing when it cannot be had. Destroying the handle
-  /// cancels it.
+  /// Loads a text file, such as a subtitle that the sender specifies. `done` is called once, on the
+  /// transfer thread, with an empty string after a failure. Destroying the handle cancels the
+  /// request.
   virtual std::shared_ptr<void> loadText(const std::string& url,
                                          std::function<void(std::string bytes)> done) = 0;
 };
 
 struct StreamingOptions {
-  std::string cacheFolder;  ///< for items that may use a disk cache; empty: none
+  std::string cacheFolder;  ///< folder of the disk cache; empty: none
   TransferBounds bounds = {};
 };
 
-/// Opens items; they share a thread, connections and the disk cache. Any thread. Items may outlive
-/// it, and are closed then.
+/// Opens items, which share a thread, connections and the disk cache. Any thread. Destroying it
+/// closes all items; their objects may outlive it.
 class Streaming {
  public:
   static std::shared_ptr<Streaming> make(StreamingOptions options = {});
   virtual ~Streaming() = default;
-  /// Starts at once to fetch what the URL names.
+  /// Starts to request the URL at once.
   virtual std::shared_ptr<StreamedItem> open(ItemSetup setup, CanDecode canDecode) = 0;
-  /// Starts the thread and what it needs, off the calling thread.
+  /// Starts the transfer thread and initializes libraries, asynchronously.
   virtual void warmUp() = 0;
 };
 

@@ -54,7 +54,7 @@ const Track* trackNamed(const Period& period, MediaKind kind, const std::string&
 const Track* trackLike(const Period& period, MediaKind kind, const std::string& id,
                        const Track* like) {
   if (const Track* same = trackNamed(period, kind, id)) return same;
-  // A text of another language is no substitute.
+  // A text in another language is no replacement.
   const Track* best = nullptr;
   for (const Track& track : period.tracks) {
     if (track.kind != kind || isForScanning(track)) continue;
@@ -86,7 +86,7 @@ std::vector<Track> decodableTracks(const Period& period, const CanDecode& canDec
 
 void eraseAbsentTracks(std::vector<Track>& tracks,
                        const std::map<std::string, PieceContent, std::less<>>& contents) {
-  // Representations of one track are alike: those that are known stand for the others.
+  // The representations of a track contain the same kinds of streams.
   struct Evidence {
     bool isFound = false;
     bool isMissed = false;

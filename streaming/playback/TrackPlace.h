@@ -12,31 +12,31 @@
 
 namespace streaming {
 
-// Where tracks are found in a presentation. Pointers are into the presentation.
+// Finds periods and tracks. The returned pointers refer to the arguments.
 
-/// The one that plays at `seconds`, or the nearest.
+/// The period at `seconds`, or the nearest one. Null if there are no periods.
 const Period* periodAt(const Presentation& presentation, double seconds);
-/// By its identifier; when an update no longer has it, by its time.
+/// The period with `id`. If an update has removed it, the period at `seconds`.
 const Period* periodNamed(const Presentation& presentation, const std::string& id, double seconds);
-/// The one that follows. `period` is one of `presentation`.
+/// The next period. `period` must be an element of `presentation`.
 const Period* periodAfter(const Presentation& presentation, const Period& period);
-/// None: it is the last one, and its end is not known.
+/// nullopt: the end of the last period is not known.
 std::optional<double> endOf(const Presentation& presentation, const Period& period);
 
 const Track* trackNamed(const Period& period, MediaKind kind, const std::string& id);
-/// In a period that does not have the track `id`: the one that comes closest to `like`.
+/// The track `id`, or the one most similar to `like` if the period does not have it.
 const Track* trackLike(const Period& period, MediaKind kind, const std::string& id,
                        const Track* like);
 
-/// Without representations and tracks that the box cannot decode.
+/// The tracks without representations that the box cannot decode.
 std::vector<Track> decodableTracks(const Period& period, const CanDecode& canDecode);
-/// Erases the tracks that the media do not hold, whatever the manifest offers. `contents`: what is
-/// known of representations, by their identifiers.
+/// Erases tracks that are not in the media. `contents`: streams found by demuxers, by
+/// Representation::id.
 void eraseAbsentTracks(std::vector<Track>& tracks,
                        const std::map<std::string, PieceContent, std::less<>>& contents);
-/// The picture, the default sound, and no text.
+/// The video, the default audio and no text.
 TrackSelection defaultSelection(const std::vector<Track>& tracks);
-/// Whether it is for scanning alone.
+/// All representations contain key frames only.
 bool isForScanning(const Track& track);
 
 }  // namespace streaming

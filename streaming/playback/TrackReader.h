@@ -9,48 +9,47 @@
 
 namespace streaming {
 
-/// One piece of a track as a demuxer gets it.
+/// A segment or an event of a track, as the demuxer receives it.
 struct TrackPiece {
   enum class Kind {
     Media,
-    Gap,     ///< there is nothing of the track from the segment's start to its end
-    End,     ///< the track has no more segments
-    Failed,  ///< nothing of the track can be had any more
+    Gap,     ///< no media from the start to the end of the segment
+    End,     ///< end of the track
+    Failed,  ///< the track cannot be loaded
   };
   Kind kind = Kind::Media;
   Segment segment;
   std::shared_ptr<const Representation> representation;
-  std::shared_ptr<const SegmentBytes> initialization;  ///< null: none is needed
-  std::shared_ptr<const SegmentBytes> media;  ///< decrypted where whole segments are encrypted
-  /// Of a segment of SampleAES: the key, 16 bytes; otherwise null.
+  std::shared_ptr<const SegmentBytes> initialization;  ///< null: none
+  std::shared_ptr<const SegmentBytes> media;           ///< decrypted, except samples of SampleAES
+  /// SampleAES: the key, 16 bytes. Otherwise null.
   std::shared_ptr<const std::string> sampleKey;
-  /// The first piece after a seek, or one that does not follow the one before it in time or in time
-  /// stamps.
+  /// The first piece after a seek, or one whose time or time stamps do not continue the previous
+  /// one.
   bool isDiscontinuous = false;
-  /// Of the first piece after a seek: the position that was sought. What is before it in a long
-  /// segment need not be read.
+  /// Set for the first piece after a seek: the seek position. Bytes before it need not be read.
   std::optional<double> sought;
-  std::optional<platform::Error> error;  ///< of Failed
+  std::optional<platform::Error> error;  ///< set for Failed
 };
 
-/// Which elementary streams the pieces of a representation hold.
+/// The kinds of elementary streams in a representation.
 struct PieceContent {
   bool hasPicture = false;
   bool hasSound = false;
   friend bool operator==(const PieceContent&, const PieceContent&) = default;
 };
 
-/// The selected representation of one track, piece by piece. One thread reads; the rest is for any.
+/// Reads the selected representation of a track. One thread reads; other functions may be called on
+/// any thread.
 class TrackReader {
  public:
   virtual ~TrackReader() = default;
-  /// Waits for the next piece, whose bytes may still be arriving. None when `gate` is closed. In a
-  /// live presentation that does not go on the wait has no bound.
+  /// Waits for the next piece, whose bytes may still be arriving. nullopt: `gate` is closed. There
+  /// is no timeout: a live presentation may stop without an error.
   virtual std::optional<TrackPiece> next(const ReadGate& gate) = 0;
-  /// The piece that plays at `seconds` comes next.
+  /// The piece that contains `seconds` is returned next.
   virtual void seek(double seconds) = 0;
-  /// What the demuxer has found in a piece of the representation: a manifest that names no codecs
-  /// does not tell.
+  /// The demuxer reports the streams it has found, because the manifest may not list codecs.
   virtual void noteContent(const Representation&, PieceContent) {}
 };
 

@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::size_t kMostFaults = 100;
 
-/// What was counted between two times; the rest as it was at the later one.
+/// Subtracts counters. Other values are those of `later`.
 TransferStatistics statisticsSince(TransferStatistics later, const TransferStatistics& earlier) {
   later.requestCount -= earlier.requestCount;
   later.bytesTransferred -= earlier.bytesTransferred;
@@ -53,7 +53,7 @@ bool TransferRecord::mediaCame(MonotonicTime now, const std::string& representat
     leg.leg.representation = representation;
     leg.leg.isSwitch = isSwitch;
     if (begins) {
-      // The request that has brought it belongs to it.
+      // The new leg includes the request that started it.
       if (statistics.requestCount > 0) --statistics.requestCount;
       leg.leg.statistics = statistics;
     }
@@ -92,7 +92,7 @@ std::vector<TransferLeg> TransferRecord::legs(MonotonicTime now) const {
     leg.statistics.serverAddress = each->server;
     result.push_back(std::move(leg));
   }
-  // Before any media have come there is a leg too.
+  // Before the first media data there is one leg.
   if (result.empty()) result.push_back({0, {}, {}, false, 0, statistics});
   return result;
 }

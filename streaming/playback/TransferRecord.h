@@ -12,25 +12,24 @@
 
 namespace streaming {
 
-/// What became of the requests of an item: what could not be had, and which server sent which
-/// representation when. Any thread.
+/// Records the errors of an item, and which server and representation were used when. Any thread.
 class TransferRecord {
  public:
-  /// `statistics`: of the item so far.
+  /// `statistics` returns the current statistics of the item.
   explicit TransferRecord(std::function<TransferStatistics()> statistics)
       : _statistics(std::move(statistics)) {}
 
-  /// Something is lost for the player.
+  /// Records an error that affects playback.
   void addFault(platform::Date date, const std::string& url, const platform::Error& error);
-  /// A request has failed whose answer the player may do without.
+  /// Records an error that playback can continue without.
   void logFault(platform::Date date, const std::string& url, const platform::Error& error);
-  /// Something is lost for the player, and is in the log already.
+  /// Sets failure() without a log entry.
   void setFailure(const platform::Error& error);
-  /// The first bytes of media have come. True: from another server, or of another representation,
-  /// than those before, and a new leg has begun.
+  /// The first bytes of a segment were received. Returns true if a new leg has started: the server
+  /// or the representation has changed.
   bool mediaCame(MonotonicTime now, const std::string& representation,
                  std::optional<double> bitrate, double seconds);
-  /// Some media have come of a track that does not make a leg.
+  /// Media data of a track that does not start legs was received.
   void otherMediaCame();
 
   std::optional<platform::Error> failure() const;
@@ -39,13 +38,13 @@ class TransferRecord {
 
  private:
   struct Leg {
-    TransferLeg leg;  // its statistics are what the item's were when it began
+    TransferLeg leg;  // `statistics` is the value at its start
     MonotonicTime since;
     std::string server;
   };
 
   const std::function<TransferStatistics()> _statistics;
-  mutable std::mutex _mutex;  // guards the rest
+  mutable std::mutex _mutex;  // guards the members below
   std::optional<platform::Error> _failure;
   std::deque<TransferFault> _faults;
   std::deque<Leg> _legs;

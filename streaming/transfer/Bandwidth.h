@@ -5,10 +5,10 @@
 
 namespace streaming {
 
-/// A moving average of measured bit rates, in which newer ones weigh more, and its deviation.
+/// Exponential moving average of bit rates, and the standard deviation.
 class Bandwidth {
  public:
-  /// Short transfers are ignored: their time is mostly delay.
+  /// Short transfers are ignored, because latency dominates their duration.
   void add(std::uint64_t bytes, double seconds);
   std::optional<double> bitrate() const { return _mean; }
   std::optional<double> deviation() const;

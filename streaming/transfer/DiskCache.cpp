@@ -27,7 +27,7 @@ constexpr std::string_view kMagic = "vorlane-cache 1\n";
 constexpr std::string_view kUnfinished = ".part";
 constexpr std::size_t kLongestHeader = std::size_t{64} * 1024;
 constexpr double kHeuristicLimit = 24.0 * 60 * 60;
-/// A body larger than a quarter of the cache would replace everything else.
+/// A larger body than this share of the cache would evict too many entries.
 constexpr std::uint64_t kLargestShare = 4;
 
 const std::string* fieldOf(const HeaderFields& headers, std::string_view name) {
@@ -43,7 +43,7 @@ std::optional<double> secondsOfHTTPDate(const std::string* text) {
   return static_cast<double>(seconds);
 }
 
-/// Of a Cache-Control field.
+/// A Cache-Control field.
 struct CacheControl {
   bool forbids = false;
   std::optional<double> maxAge;
@@ -79,7 +79,7 @@ std::string nameOf(const std::string& url) {
   return name;
 }
 
-/// Of files that a cache has made.
+/// The file was created by this cache.
 bool isCacheFile(std::string_view name) {
   if (name.ends_with(kUnfinished)) name.remove_suffix(kUnfinished.size());
   return name.size() == kDigestLength &&
@@ -149,7 +149,8 @@ bool writeAll(int descriptor, std::string_view bytes) {
 
 double freshSeconds(const HeaderFields& headers, platform::Date now) {
   const CacheControl control(fieldOf(headers, "Cache-Control"));
-  // Bodies are found by the URL alone, so what depends on more is not kept. Nor are radio stations.
+  // Entries are keyed by URL only, so responses with Vary or cookies are not cached. Radio streams
+  // (icy-metaint) have no end.
   for (const char* name : {"Vary", "Set-Cookie", "icy-metaint"})
     if (control.forbids || fieldOf(headers, name)) return 0;
   if (control.maxAge) return *control.maxAge;
@@ -221,7 +222,7 @@ bool DiskCache::_scan(platform::Date now) {
   fs::create_directories(_folder, error);
   struct stat folder {};
   if (stat(_folder.c_str(), &folder) != 0) return false;
-  // Not in vain: a sandbox may forbid it.
+  // Skip chmod() when possible: a sandbox may forbid it.
   if ((folder.st_mode & 07777) != 0700 && chmod(_folder.c_str(), 0700) != 0) return false;
   struct Found {
     time_t used;
@@ -289,7 +290,7 @@ std::unique_ptr<DiskCache::Reader> DiskCache::find(const std::string& url, platf
     _remove(name);
     return nullptr;
   }
-  // The order of use is kept on disk as the time of change.
+  // The modification time stores the order of use.
   futimens(descriptor, nullptr);
   _entries.splice(_entries.end(), _entries, found->second);
   return std::make_unique<Reader>(descriptor, header->length, found->second->size - header->length,
@@ -305,7 +306,7 @@ std::unique_ptr<DiskCache::Writer> DiskCache::begin(const std::string& url,
   if (block.size() > kLongestHeader) return nullptr;
   std::string name = nameOf(url);
   const std::string path = _path(name) + std::string(kUnfinished);
-  // O_EXCL: one writer for a body at a time.
+  // O_EXCL: one writer per entry.
   const int descriptor =
       ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600);
   if (descriptor < 0) return nullptr;

@@ -13,8 +13,9 @@
 
 namespace streaming {
 
-/// How long a response may be used again without a request, in seconds; 0: not at all. Follows RFC
-/// 9111: Cache-Control, Expires, or a tenth of the age of the last change, at most a day.
+/// Freshness lifetime of a response in seconds; 0: the response must not be cached. Follows RFC
+/// 9111 (Cache-Control, Expires). The heuristic lifetime is a tenth of the age of Last-Modified, at
+/// most one day.
 double freshSeconds(const HeaderFields& headers, platform::Date now);
 
 struct DiskCacheLimits {
@@ -22,23 +23,23 @@ struct DiskCacheLimits {
   double ageSeconds = 7.0 * 24 * 60 * 60;
 };
 
-/// Keeps whole bodies of responses in a folder. When the limit is reached it deletes the least
-/// recently used ones, and when it is opened those that are too old. A body becomes visible once it
-/// is complete. A failure of the disk costs the entry and nothing else.
+/// Stores complete response bodies in a folder. When the size limit is exceeded, the least recently
+/// used entries are deleted. open() deletes entries that exceed the age limit. An entry becomes
+/// visible when it is complete. A disk error loses only the entry.
 ///
-/// File names are digests of the URLs. Files with other names are left alone.
+/// File names are digests of the URLs. Other files in the folder are ignored.
 ///
-/// One thread. Each call does a bounded amount of work on the disk.
+/// Not thread-safe. Each call does a bounded amount of disk I/O.
 class DiskCache {
  public:
-  /// Null, with a line in the log, when the folder cannot be made or read.
+  /// Logs a warning and returns null if the folder cannot be created or read.
   static std::unique_ptr<DiskCache> open(std::string folder, platform::Date now,
                                          DiskCacheLimits limits = {});
   ~DiskCache();
   DiskCache(const DiskCache&) = delete;
   DiskCache& operator=(const DiskCache&) = delete;
 
-  /// Reads a body. It stays readable when its entry is deleted meanwhile.
+  /// Reads a body. The reader stays valid when its entry is deleted.
   class Reader {
    public:
     Reader(int descriptor, std::uint64_t offset, std::uint64_t size, HeaderFields headers);
@@ -47,7 +48,7 @@ class DiskCache {
     Reader& operator=(const Reader&) = delete;
     const HeaderFields& headers() const { return _headers; }
     std::uint64_t size() const { return _size; }
-    /// Up to `length` bytes from `position` of the body; fewer only at its end or after an error.
+    /// Reads up to `length` bytes. Returns fewer only at the end of the body or after an error.
     std::string read(std::uint64_t position, std::size_t length) const;
 
    private:
@@ -57,14 +58,14 @@ class DiskCache {
     const HeaderFields _headers;
   };
 
-  /// Writes a body, which is deleted unless it is committed.
+  /// Writes a body. The destructor deletes the file unless commit() has succeeded.
   class Writer {
    public:
     Writer(DiskCache& cache, std::string name, int descriptor);
     ~Writer();
     Writer(const Writer&) = delete;
     Writer& operator=(const Writer&) = delete;
-    /// False: the body cannot be kept, and the writer is to be destroyed.
+    /// False: the body cannot be stored; destroy the writer.
     bool write(std::string_view bytes);
     bool commit();
 
@@ -75,10 +76,9 @@ class DiskCache {
     std::uint64_t _size = 0;  // of the file
   };
 
-  /// The body that is kept for `url` and still fresh; null: none.
+  /// The fresh cached body of `url`, or null.
   std::unique_ptr<Reader> find(const std::string& url, platform::Date now);
-  /// Null when a response with these header fields must not or cannot be kept. The cache outlives
-  /// the writer.
+  /// Null if the response must not or cannot be cached. The cache must outlive the writer.
   std::unique_ptr<Writer> begin(const std::string& url, const HeaderFields& headers,
                                 platform::Date now);
   std::uint64_t size() const { return _size; }

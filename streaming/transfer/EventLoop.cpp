@@ -63,7 +63,7 @@ void EventLoop::close() {
     _isClosed = true;
     tasks.swap(_tasks);
   }
-  // Destroying a task may cancel a timer.
+  // Destroying a task may cancel a timer, which changes _timers.
   tasks.clear();
   const Timers timers = std::exchange(*_timers, {});
 }
@@ -84,7 +84,7 @@ void EventLoop::watch(int descriptor, std::uint32_t events,
   event.events = events;
   event.data.u64 =
       static_cast<std::uint64_t>(watch.generation) << 32 | static_cast<std::uint32_t>(descriptor);
-  // The descriptor may have been closed and opened again without unwatch().
+  // The descriptor may have been closed and reopened without unwatch().
   if (isNew || epoll_ctl(_epoll, EPOLL_CTL_MOD, descriptor, &event) != 0)
     if (epoll_ctl(_epoll, EPOLL_CTL_ADD, descriptor, &event) != 0)
       epoll_ctl(_epoll, EPOLL_CTL_MOD, descriptor, &event);
@@ -116,7 +116,7 @@ void EventLoop::_callTasks() {
 
 void EventLoop::_callTimers() {
   const auto now = std::chrono::steady_clock::now();
-  // A timer that a timer starts waits for the next round, so that sockets get their turn.
+  // Timers that are added here run in the next iteration, so that they cannot starve sockets.
   const std::uint64_t newest = _timerCount;
   for (auto each = _timers->begin(); each != _timers->end() && each->first.first <= now;) {
     if (each->first.second > newest) {
@@ -148,7 +148,7 @@ void EventLoop::run() {
         continue;
       }
       const auto found = _watches.find(descriptor);
-      // An earlier handler of this round may have ended the watch.
+      // A previous handler may have removed or replaced the watch.
       if (found == _watches.end() || found->second.generation != generation) continue;
       const auto ready = found->second.ready;
       (*ready)(event.events);

@@ -13,8 +13,8 @@
 
 namespace streaming {
 
-/// Waits for sockets, times and posted tasks, and calls their handlers. It sleeps while there is
-/// nothing to do. One thread runs it; post() and stop() are for any thread.
+/// An event loop over epoll with timers and posted tasks. One thread runs it. post() and stop() may
+/// be called on any thread, all other functions only on that thread.
 class EventLoop {
  public:
   EventLoop();
@@ -22,19 +22,19 @@ class EventLoop {
   EventLoop(const EventLoop&) = delete;
   EventLoop& operator=(const EventLoop&) = delete;
 
-  /// Returns after stop(), which may have been called before.
+  /// Runs until stop() is called. Returns at once if it was called before.
   void run();
   void stop();
-  /// Calls `task` after the tasks that were posted before.
+  /// Runs `task` on the loop's thread, in order.
   void post(std::function<void()> task);
-  /// Destroys tasks and timers without calling them. What is posted after it is destroyed at once,
-  /// on the calling thread.
+  /// Destroys pending tasks and timers without running them. Tasks that are posted later are
+  /// destroyed at once, on the calling thread.
   void close();
 
-  /// Destroying the handle cancels the call.
+  /// Destroying the handle cancels the timer.
   std::shared_ptr<void> callAt(MonotonicTime when, std::function<void()> task);
-  /// `ready` gets the events of epoll. It replaces the handler of that descriptor, and may watch
-  /// and unwatch any.
+  /// `ready` receives epoll events. Replaces the handler of the descriptor. `ready` may call
+  /// watch() and unwatch() for any descriptor.
   void watch(int descriptor, std::uint32_t events, std::function<void(std::uint32_t)> ready);
   void unwatch(int descriptor);
 
@@ -53,11 +53,11 @@ class EventLoop {
 
   const int _epoll;
   const int _wakeup;
-  std::mutex _mutex;  // guards the next three
+  std::mutex _mutex;  // guards _tasks, _isStopped and _isClosed
   std::vector<std::function<void()>> _tasks;
   bool _isStopped = false;
   bool _isClosed = false;
-  // Of the thread that runs it:
+  // Used only by the thread that runs the loop:
   const std::shared_ptr<Timers> _timers;
   std::uint64_t _timerCount = 0;
   std::unordered_map<int, Watch> _watches;

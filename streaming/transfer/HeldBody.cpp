@@ -77,7 +77,7 @@ std::optional<HeldBody> bodyOfFileURL(const std::string& url, platform::Error& e
     error = networkError(URLErrorCode::BadURL);
     return std::nullopt;
   }
-  // O_NONBLOCK: opening a pipe does not wait for its other end.
+  // O_NONBLOCK: do not block when opening a pipe.
   const int descriptor = open(path->c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (descriptor < 0) {
     const bool isMissing = errno == ENOENT || errno == ENOTDIR;

@@ -11,17 +11,17 @@
 
 namespace streaming {
 
-/// A body that is at hand, without a request to a server.
+/// A body that is available without an HTTP request.
 struct HeldBody {
   HeaderFields fields;
   std::uint64_t size = 0;
-  /// Fewer bytes than `count` only if they cannot be read.
+  /// Returns fewer than `count` bytes only after a read error.
   std::function<std::string(std::uint64_t position, std::size_t count)> read;
 };
 
-/// Of a `data:` URL (RFC 2397). None: it is malformed.
+/// Decodes a `data:` URL (RFC 2397). nullopt: malformed.
 std::optional<HeldBody> bodyOfDataURL(const std::string& url);
-/// Of a `file:` URL that names a regular file on this machine.
+/// Opens a `file:` URL of a regular file.
 std::optional<HeldBody> bodyOfFileURL(const std::string& url, platform::Error& error);
 
 }  // namespace streaming

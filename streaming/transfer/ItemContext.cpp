@@ -16,7 +16,7 @@ bool isCookieText(std::string_view text) {
   return std::none_of(text.begin(), text.end(), [](char c) { return isControl(c); });
 }
 
-/// As a line of a cookie file; empty: the cookie cannot be sent.
+/// A line in Netscape cookie file format. Empty: the cookie is invalid.
 std::string cookieLine(const Cookie& cookie, const std::string& itemHost) {
   const std::string& host = cookie.domain.empty() ? itemHost : cookie.domain;
   if (host.empty() || cookie.name.empty()) return {};
@@ -86,7 +86,7 @@ bool ItemContext::isOwnServer(const std::string& url) const {
 
 void ItemContext::close() {
   shut();
-  // Questions own transfers, which remove themselves.
+  // Key requests own transfers that remove themselves from _transfers.
   const auto questions = std::exchange(_questions, {});
   for (ResourceTransfer* const transfer : std::exchange(_transfers, {})) transfer->cancel();
   _ownConnections.reset();

@@ -21,16 +21,16 @@ namespace streaming {
 class KeyQuestion;
 class ResourceTransfer;
 
-/// What all items share, on the transfer thread.
+/// State that all items share. Transfer thread only.
 struct SharedConnections {
-  std::unique_ptr<CurlLoop> loop;  ///< null: the thread has not begun, or has ended
+  std::unique_ptr<CurlLoop> loop;  ///< null before the thread has started and after it has ended
   std::unique_ptr<DiskCache> cache;
 };
 
-/// What the transfers of one item share. Transfer thread only, except where it says so.
+/// State that the transfers of one item share. Transfer thread only, except where noted.
 class ItemContext : public std::enable_shared_from_this<ItemContext> {
  public:
-  /// On any thread.
+  /// Any thread.
   ItemContext(ItemSetup setup, std::shared_ptr<TransferThread> thread,
               std::shared_ptr<SharedConnections> shared, TransferBounds bounds);
   ~ItemContext();
@@ -42,20 +42,20 @@ class ItemContext : public std::enable_shared_from_this<ItemContext> {
   const TransferBounds& bounds() const { return _bounds; }
   ItemCounters& counters() { return _counters; }
   bool isClosed() const { return _isClosed; }
-  /// No callback is called anew after it. close() follows on the transfer thread.
+  /// Prevents further callbacks. close() must follow on the transfer thread.
   void shut() { _isClosed = true; }
-  /// `task` is not called after the item was closed, but always destroyed on the transfer thread
-  /// while that runs.
+  /// Runs `task` on the transfer thread, unless the item was closed. The task is destroyed on the
+  /// transfer thread while that runs.
   void post(std::function<void()> task);
 
   EventLoop& loop() { return _thread->loop(); }
-  /// Items with a key of their own do not share connections with others.
+  /// An item with a pre-shared key has its own connections.
   CurlLoop& connections();
-  /// Null: none for this item.
+  /// Null: the item does not use the cache.
   DiskCache* cache() const { return _setup.usesDiskCache ? _shared->cache.get() : nullptr; }
   CURLSH* cookies();
   NetworkReach& reach() { return _reach; }
-  /// Host and port are those of the item's own URL, over TLS if that is.
+  /// `url` has the host and port of the item's URL, and uses TLS if that does.
   bool isOwnServer(const std::string& url) const;
 
   void add(ResourceTransfer& transfer) { _transfers.insert(&transfer); }

@@ -21,7 +21,7 @@ TransferStatistics ItemCounters::statistics() const {
   if (_bodies > 0) statistics.transferSeconds += monotonicSeconds() - _bodiesSince;
   statistics.observedBitrate = _bandwidth.bitrate();
   statistics.observedBitrateDeviation = _bandwidth.deviation();
-  // No transfer was long enough to be measured by itself.
+  // No single transfer was long enough for a measurement.
   if (!statistics.observedBitrate && statistics.bytesTransferred > 0)
     statistics.observedBitrate = static_cast<double>(statistics.bytesTransferred) * 8 /
                                  std::max(statistics.transferSeconds, kShortestTransferSeconds);

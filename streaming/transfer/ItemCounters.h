@@ -9,10 +9,10 @@
 
 namespace streaming {
 
-/// Seconds of a clock that never goes back.
+/// The time of the monotonic clock.
 double monotonicSeconds();
 
-/// Counts what the transfers of one item do. Any thread.
+/// Statistics of the transfers of one item. Any thread.
 class ItemCounters {
  public:
   TransferStatistics statistics() const;
@@ -24,10 +24,10 @@ class ItemCounters {
   void addBytes(std::uint64_t count);
   void addMeasurement(std::uint64_t bytes, double seconds);
   void setServerAddress(std::string address);
-  /// A body begins or stops to be under way; balanced.
+  /// The reception of a body starts or stops. Calls must be balanced.
   void bodyBegan();
   void bodyStopped();
-  /// Transfers that wait for the network or the sender; balanced.
+  /// A transfer starts or stops to wait for the network or the sender. Calls must be balanced.
   void becameBusy();
   void becameIdle();
 

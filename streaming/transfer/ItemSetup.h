@@ -12,18 +12,17 @@
 
 namespace streaming {
 
-/// What is asked of the sender: a resource of a scheme that only the sender serves, or a content
-/// key.
+/// A request to the sender: for a resource with a custom URL scheme, or for a content key.
 struct ContentQuestion {
   enum class Kind { Resource, Key };
   Kind kind = Kind::Resource;
   std::string url;
   std::string method = "GET";
-  HeaderFields headers;  ///< those that matter to a server; Range among them
+  HeaderFields headers;  ///< headers for the server, including Range
   friend bool operator==(const ContentQuestion&, const ContentQuestion&) = default;
 };
 
-/// The answer: an error, a redirect, or data.
+/// The response of the sender: an error, a redirect, or data.
 struct ContentAnswer {
   std::optional<platform::Error> error;
   std::optional<std::string> redirectURL;
@@ -35,7 +34,7 @@ struct ContentAnswer {
 struct Cookie {
   std::string name;
   std::string value;
-  std::string domain;  ///< empty: the host of the item's URL alone
+  std::string domain;  ///< empty: the host of the item's URL only
   std::string path = "/";
   bool secure = false;
 };
@@ -45,19 +44,19 @@ struct PreSharedKey {
   platform::Bytes secret;
 };
 
-/// How the resources of one item are fetched.
+/// How to fetch the resources of an item.
 struct ItemSetup {
-  std::string url;        ///< as the sender wrote it
-  std::string userAgent;  ///< empty: our own
-  HeaderFields headers;   ///< sent to the host and port of `url` alone
+  std::string url;        ///< as passed by the sender
+  std::string userAgent;  ///< empty: the default
+  HeaderFields headers;   ///< sent only to the host and port of `url`
   std::vector<Cookie> cookies;
-  /// What a manifest refers to without a query gets the query of the manifest's URL.
+  /// References without a query inherit the query of the manifest's URL.
   bool inheritsQuery = false;
   bool usesDiskCache = false;
-  std::optional<PreSharedKey> preSharedKey;  ///< for the host and port of `url` alone
-  /// Called on the transfer thread. `reply` may be called from any thread, at once or later; a
-  /// second call, and one after the item was closed, do nothing. The wait has no bound here:
-  /// whoever answers keeps one.
+  std::optional<PreSharedKey> preSharedKey;  ///< used only for the host and port of `url`
+  /// Called on the transfer thread. `reply` may be called on any thread, also synchronously. Later
+  /// calls, and calls after the item was closed, have no effect. There is no timeout; the callee
+  /// must set one.
   std::function<void(ContentQuestion, std::function<void(ContentAnswer)> reply)> ask;
 };
 

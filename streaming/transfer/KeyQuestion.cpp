@@ -7,7 +7,6 @@
 namespace streaming {
 namespace {
 
-// Licences are short.
 constexpr std::size_t kMostLicenceBytes = std::size_t{256} * 1024;
 
 }  // namespace

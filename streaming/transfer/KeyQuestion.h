@@ -9,8 +9,8 @@
 
 namespace streaming {
 
-/// Collects the response to a request for a key. The context owns it until then. Transfer thread
-/// only.
+/// Collects the response to a key request. Owned by the context until the response is complete.
+/// Transfer thread only.
 class KeyQuestion final : public TransferObserver,
                           public std::enable_shared_from_this<KeyQuestion> {
  public:

@@ -7,14 +7,15 @@
 
 namespace streaming {
 
-// Errors of networks and servers, with texts for viewers.
+// Errors of networks and servers, with messages for the user.
 
 platform::Error networkError(platform::URLErrorCode code, std::optional<std::string> reason = {});
 platform::Error httpError(unsigned status);
-/// There is no key, or none that fits.
+/// There is no key, or the key is invalid.
 platform::Error keyError();
 
-/// For log lines: without user name, query and fragment, which may hold secrets, and shortened.
+/// The URL for log lines: shortened, without user name, query and fragment, which may contain
+/// secrets.
 std::string loggableURL(const std::string& url);
 
 }  // namespace streaming

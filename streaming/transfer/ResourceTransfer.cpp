@@ -15,11 +15,11 @@ namespace {
 using platform::URLErrorCode;
 
 constexpr std::size_t kHeldPieceBytes = std::size_t{64} * 1024;
-// After so many bytes at hand other transfers get their turn.
+// After this many local bytes the event loop runs other transfers.
 constexpr std::size_t kHeldTurnBytes = std::size_t{256} * 1024;
 constexpr std::size_t kMostKeyBytes = std::size_t{64} * 1024;
 
-/// None: it is not a URL. One with a scheme of its own stays as the sender wrote it.
+/// nullopt: invalid URL. A URL with a scheme is not normalized.
 std::optional<std::string> resolvedRedirect(const std::string& base, const std::string& reference) {
   return schemeOf(reference).empty() ? resolveURL(base, reference) : reference;
 }
@@ -97,7 +97,7 @@ void ResourceTransfer::_locate(const std::string& url) {
     return _hold(*std::move(body));
   }
   if (scheme == "file") {
-    // What a server or a manifest names must not read files of the box.
+    // Servers and manifests must not make the box read local files.
     if (url != _item->setup().url || url != _request.url)
       return _endLater(networkError(URLErrorCode::UnsupportedURL));
     platform::Error error;
@@ -131,7 +131,7 @@ bool ResourceTransfer::_mayCache() const {
 }
 
 BodyFlow ResourceTransfer::transferGotHead(const ResponseHead& head) {
-  // What was redirected may be elsewhere the next time.
+  // Redirected responses are not cached: the next redirect may lead elsewhere.
   if (_mayCache() && head.status == 200 && !_request.span && head.url == _url)
     _keeping = _item->cache()->begin(_url, head.fields, platform::SystemClock().date());
   const BodyFlow flow = _reportHead(head);
@@ -175,7 +175,7 @@ BodyFlow ResourceTransfer::_reportBytes(std::string_view bytes) {
   return BodyFlow::More;
 }
 
-/// A paused transfer does not end by itself.
+/// A paused transfer waits for the observer, so it is not busy.
 BodyFlow ResourceTransfer::_noted(BodyFlow flow) {
   if (flow == BodyFlow::Pause) _setBusy(false);
   return flow;
@@ -226,7 +226,7 @@ void ResourceTransfer::_ask(const std::string& url) {
               context->post([asking, answer = std::move(answer)] {
                 const auto self = asking.lock();
                 if (!self) return;
-                // A second reply finds nothing.
+                // Ignore a second reply.
                 (*self)->_question.reset();
                 (*self)->_answered(answer);
               });
@@ -238,11 +238,11 @@ void ResourceTransfer::_answered(ContentAnswer answer) {
   if (answer.redirectURL) {
     const auto target = resolvedRedirect(_url, *answer.redirectURL);
     if (!target) return _end(networkError(URLErrorCode::BadServerResponse));
-    // The sender may name addresses of the private network.
+    // The sender may redirect to private addresses.
     _isTrusted = true;
     return _follow(*target);
   }
-  // Data are accepted with any status.
+  // Data is accepted with any status.
   if (answer.statusCode >= 400 && !answer.data)
     return _end(httpError(static_cast<unsigned>(answer.statusCode)));
   _answeredData(std::move(answer));
@@ -256,7 +256,7 @@ void ResourceTransfer::_answeredData(ContentAnswer answer) {
   };
   if (answer.statusCode != 206 || !_request.span)
     return _hold({std::move(answer.headers), data->size(), read});
-  // The data are the part that was asked for.
+  // The data is the requested part only.
   ResponseHead head;
   head.fields = std::move(answer.headers);
   const auto part = ByteRange::ofResponse(head.field("Content-Range"));
@@ -273,7 +273,7 @@ void ResourceTransfer::_answeredData(ContentAnswer answer) {
   _passHead(head);
 }
 
-/// Reports the requested part of a whole body.
+/// Delivers the requested part of a complete body.
 void ResourceTransfer::_hold(HeldBody body) {
   _held =
       body.read ? std::move(body.read) : [](std::uint64_t, std::size_t) { return std::string(); };

@@ -16,22 +16,21 @@
 
 namespace streaming {
 
-/// A transfer from wherever the resource is: a server, the sender, the disk cache, a file, or its
-/// URL itself. Transfer thread only, except for the reply to a question.
+/// A transfer from any source: a server, the sender, the disk cache, a file, or a `data:` URL.
+/// Transfer thread only, except for replies of the sender.
 class ResourceTransfer final : public Transfer, private FetchObserver {
  public:
-  /// `observer` outlives it. With `isRawKey` the response to a request for a key is reported as it
-  /// is.
+  /// `observer` must outlive the transfer. `isRawKey`: a key response is reported without parsing.
   ResourceTransfer(std::shared_ptr<ItemContext> item, TransferRequest request,
                    TransferObserver& observer, bool isRawKey = false);
   ~ResourceTransfer() override;
   ResourceTransfer(const ResourceTransfer&) = delete;
   ResourceTransfer& operator=(const ResourceTransfer&) = delete;
 
-  /// Once. The observer is not called before it returns.
+  /// Call once. The observer is not called before start() returns.
   void start();
   void resume() override;
-  /// The observer is not called any more.
+  /// The observer is not called after this.
   void cancel();
 
  private:
@@ -55,7 +54,7 @@ class ResourceTransfer final : public Transfer, private FetchObserver {
   BodyFlow _reportBytes(std::string_view bytes);
   void _sourceEnded();
   void _endKey();
-  /// The last statement of its callers: the observer may destroy this.
+  /// Must be the last statement of a caller: the observer may destroy this object.
   void _end(const std::optional<platform::Error>& error);
   void _endLater(platform::Error error);
   void _later(std::function<void()> task);
@@ -66,16 +65,16 @@ class ResourceTransfer final : public Transfer, private FetchObserver {
   const TransferRequest _request;
   TransferObserver& _observer;
   const bool _unpacksKey;
-  std::string _url;  // where it is now, after redirects
+  std::string _url;  // the current URL, after redirects
   std::unique_ptr<HTTPFetch> _fetching;
   std::unique_ptr<DiskCache::Writer> _keeping;
   std::shared_ptr<void> _timer;
-  std::string _key;  // the response so far, if it is to be unpacked
+  std::string _key;  // the key response so far, if it has to be parsed
   bool _isKeyTooLong = false;
   std::function<std::string(std::uint64_t position, std::size_t count)> _held;
   std::uint64_t _heldBegin = 0;
   std::uint64_t _heldEnd = 0;
-  /// Replies find the transfer through it as long as it waits for them.
+  /// Replies of the sender hold a weak reference to it.
   std::shared_ptr<ResourceTransfer*> _question;
   int _redirects = 0;
   bool _isTrusted = false;

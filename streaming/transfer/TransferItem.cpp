@@ -10,7 +10,7 @@
 namespace streaming {
 namespace {
 
-/// Of an item that was closed before.
+/// The transfer of a closed item.
 class CancelledTransfer final : public Transfer {
  public:
   void resume() override {}

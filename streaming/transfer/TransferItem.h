@@ -12,29 +12,28 @@ namespace streaming {
 
 class ItemContext;
 
-/// Makes the transfers of one item. What TransferSource declares is for the transfer thread, but
-/// for post(), now() and civilTime(); the rest is for any thread.
+/// Starts the transfers of one item. Functions of TransferSource are for the transfer thread,
+/// except post(), now() and civilTime(). All others may be called on any thread.
 ///
-/// Kinds of URLs: http and https; `data:`; `file:` only for the item's own URL; any other scheme is
-/// asked of the sender. A transfer of TransferKind::Key yields exactly the 16 bytes of the key.
-/// A transfer of TransferKind::Item without a span finds out whether the server has ranges.
+/// Supported URLs: http and https; `data:`; `file:` for the item's URL only. Other schemes are
+/// requested from the sender. A transfer of TransferKind::Key returns the 16 bytes of the key. A
+/// transfer of TransferKind::Item without a span also detects range support of the server.
 class TransferItem final : public TransferSource {
  public:
   explicit TransferItem(std::shared_ptr<ItemContext> context);
-  /// Like close().
+  /// Calls close().
   ~TransferItem() override;
   TransferItem(const TransferItem&) = delete;
   TransferItem& operator=(const TransferItem&) = delete;
 
-  /// Ends all transfers. No callback, posted task or reply is called anew after it.
+  /// Cancels all transfers. No callback, posted task or reply is called afterwards.
   void close();
   const ItemSetup& setup() const;
   TransferStatistics statistics() const;
-  /// A transfer is under way, and waits for the network or the sender rather than for resume().
+  /// A transfer is waiting for the network or the sender. Paused transfers do not count.
   bool isBusy() const;
-  /// Asks for a content key in the name of the item: the sender, or the server of an http(s) URL.
-  /// The answer's data are as they came. `reply` is called once, on the transfer thread, unless the
-  /// item is closed first.
+  /// Requests a content key from the sender, or from the server of an http(s) URL. The response is
+  /// not parsed. `reply` is called once, on the transfer thread, unless the item is closed first.
   void askForKey(const std::string& url, std::function<void(ContentAnswer answer)> reply);
 
   std::unique_ptr<Transfer> start(const TransferRequest& request,

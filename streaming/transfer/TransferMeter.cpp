@@ -5,7 +5,7 @@
 namespace streaming {
 namespace {
 
-// A long transfer is measured again and again.
+// Long transfers are measured in intervals.
 constexpr double kMeasuredSeconds = 0.5;
 constexpr std::uint64_t kMeasuredBytes = std::uint64_t{128} * 1024;
 

@@ -6,8 +6,8 @@
 
 namespace streaming {
 
-/// Measures the throughput of one transfer. Time during which the transfer is paused does not
-/// count, nor does the first measurement after it: bytes have piled up meanwhile.
+/// Measures the throughput of one transfer. Pauses do not count. The first measurement after a
+/// pause is discarded, because it includes bytes that were buffered during the pause.
 class TransferMeter {
  public:
   explicit TransferMeter(ItemCounters& counters) : _counters(counters) {}
@@ -26,7 +26,7 @@ class TransferMeter {
 
   ItemCounters& _counters;
   bool _begun = false;
-  bool _counted = false;  // as a body that is under way
+  bool _counted = false;  // bodyBegan() was called
   bool _isSpoilt = false;
   double _since = 0;
   std::uint64_t _bytes = 0;

@@ -15,7 +15,7 @@
 namespace streaming {
 namespace {
 
-/// The items that may have to be closed when the thread ends. Any thread.
+/// Items to close when the thread ends. Any thread.
 class OpenItems {
  public:
   void add(const std::shared_ptr<ItemContext>& item) {
@@ -48,7 +48,7 @@ class CurlTransferService final : public TransferService {
       shared->loop = std::make_unique<CurlLoop>(thread->loop());
       if (!folder.empty()) shared->cache = DiskCache::open(folder, platform::SystemClock().date());
     };
-    // Tasks that were posted before stop(), such as the closing of items, may not have been called.
+    // Tasks that were posted before stop() may not have run, such as those that close items.
     auto end = [shared = _shared, items = _items] {
       for (const auto& each : items->take())
         if (const auto item = each.lock()) item->close();

@@ -9,16 +9,16 @@
 
 namespace streaming {
 
-/// The transfer thread, with the connections and the disk cache that items share. Any thread.
-/// Destroying it closes all items.
+/// Owns the transfer thread, the shared connections and the disk cache. Any thread. The destructor
+/// closes all items.
 class TransferService {
  public:
-  /// `cacheFolder`: for items that may use a disk cache; empty: none.
+  /// `cacheFolder`: folder of the disk cache; empty: none.
   static std::shared_ptr<TransferService> make(std::string cacheFolder = {},
                                                TransferBounds bounds = {});
   virtual ~TransferService() = default;
   virtual std::shared_ptr<TransferItem> open(ItemSetup setup) = 0;
-  /// Starts the thread and initializes the libraries, off the calling thread.
+  /// Starts the thread and initializes libraries, asynchronously.
   virtual void warmUp() = 0;
 };
 

@@ -9,19 +9,19 @@
 
 namespace streaming {
 
-/// The thread of all transfers, which runs an event loop. Any thread.
+/// The thread that runs all transfers in an event loop. Any thread.
 class TransferThread {
  public:
-  /// Like stop().
+  /// Calls stop().
   ~TransferThread() { stop(); }
   TransferThread() = default;
   TransferThread(const TransferThread&) = delete;
   TransferThread& operator=(const TransferThread&) = delete;
 
-  /// Does nothing after the first time. `begin` is called first on the thread, and `end` last.
+  /// Later calls have no effect. `begin` runs first on the thread, `end` runs last.
   void start(std::function<void()> begin, std::function<void()> end);
-  /// Returns when the thread has ended. On the thread itself it returns at once, and the thread
-  /// ends after its current task.
+  /// Waits for the end of the thread. On the thread itself it returns at once, and the thread ends
+  /// after the current task.
   void stop();
   EventLoop& loop() { return *_loop; }
 

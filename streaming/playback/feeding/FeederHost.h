@@ -14,13 +14,12 @@
 
 namespace streaming {
 
-/// What the feeders of the tracks of one presentation know of it and of each other. Transfer thread
-/// only.
+/// The interface of track feeders to their presentation. Transfer thread only.
 class FeederHost {
  public:
   virtual ~FeederHost() = default;
   virtual std::shared_ptr<const Presentation> presentation() const = 0;
-  /// Why there will be no newer one.
+  /// The error that prevents updates of the manifest.
   virtual std::optional<platform::Error> manifestError() const = 0;
   virtual const FetchTools& tools() const = 0;
   virtual IndexStore& indexes() = 0;
@@ -28,23 +27,23 @@ class FeederHost {
   virtual const Throughput& throughput() const = 0;
   virtual const CanDecode& canDecode() const = 0;
   virtual PlaybackLimits limits() const = 0;
-  /// What is played now, and where playing began or was sought to last.
+  /// The playback position, and that of the start or the last seek.
   virtual double position() const = 0;
   virtual double startPosition() const = 0;
-  /// Bits a second of the other tracks that are fetched.
+  /// Bit rate of the other tracks that are loaded at the same time.
   virtual double bandwidthBeside(MediaKind kind) const = 0;
-  /// Of the variant whose picture is fetched; empty: any.
+  /// The audio group of the current variant; empty: any.
   virtual std::string audioGroup() const = 0;
-  /// Whether `bytes` more can be held, after what is far from the position was dropped.
+  /// Evicts segments far from the position. True: `bytes` more fit into memory.
   virtual bool makeRoom(std::uint64_t bytes) = 0;
-  /// It leads the choice: the picture, or else the sound.
+  /// The track determines legs and the timeline: the video, or the audio without video.
   virtual bool isLeading(MediaKind kind) const = 0;
 
-  // What feeders tell:
+  // Notifications of feeders:
   virtual void representationChanged(MediaKind kind) = 0;
-  /// The first bytes of a piece have come.
+  /// The first bytes of a piece were received.
   virtual void pieceBegan(MediaKind kind, const TrackPiece& piece) = 0;
-  /// A piece has come whole, or is a gap, or the track has ended.
+  /// A piece is complete or a gap, or the track has ended.
   virtual void pieceEnded(MediaKind kind) = 0;
   virtual void lost(const std::string& url, const platform::Error& error) = 0;
 };

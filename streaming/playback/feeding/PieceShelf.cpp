@@ -9,7 +9,7 @@
 namespace streaming {
 namespace {
 
-/// Of times that manifests round.
+/// Tolerance for rounded times.
 constexpr double kTolerance = 0.01;
 
 constexpr std::size_t kMostPieces = 2000;
@@ -21,7 +21,7 @@ bool isWhole(const TrackPiece& piece) {
          (piece.media->state() == SegmentBytes::State::Complete && !piece.media->isLong());
 }
 
-/// What has failed half-way, or is no longer held, is fetched again.
+/// False: the piece must be loaded again.
 bool isReadable(const TrackPiece& piece) { return !piece.media || piece.media->isReadable(); }
 
 bool isSame(const Segment& a, const Segment& b) {
@@ -152,7 +152,7 @@ PieceShelf::ID PieceShelf::add(TrackPiece piece, std::optional<ID> after) {
     const bool follows = after && place != _held.cend();
     if (follows) {
       ++place;
-      // A piece that followed it is not what comes next any more.
+      // The piece that followed `after` starts a run of its own.
       if (place != _held.cend() && place->follows) {
         auto& next = *std::find_if(_held.begin(), _held.end(),
                                    [&](const Held& each) { return each.id == place->id; });
@@ -170,7 +170,7 @@ PieceShelf::ID PieceShelf::add(TrackPiece piece, std::optional<ID> after) {
   return id;
 }
 
-/// Gaps and parts of segments take few bytes, and are many in the long run.
+/// Limits the number of small pieces, such as gaps and partial segments.
 void PieceShelf::_limitCount() {
   if (_held.size() <= kMostPieces) return;
   const auto current = _last ? _last : _first;
@@ -233,7 +233,7 @@ void PieceShelf::dropUnread() {
 void PieceShelf::remove(ID piece) {
   const std::lock_guard lock(_mutex);
   const auto place = _place(piece);
-  // Where the reader is it has to stay, to go on from there.
+  // The piece at the reader is needed to find the next one.
   if (place == _held.end() || piece == _last) return;
   if (piece == _first) _first.reset();
   const auto next = _held.erase(place);
@@ -305,7 +305,7 @@ void PieceShelf::trim(std::uint64_t bytes, double position) {
   for (const Held& each : _held) sum += bytesOf(each.piece);
   const auto current = _last ? _last : _first;
   while (sum > bytes) {
-    // Pieces at which the reader stands, and those that follow, are its future.
+    // The reader still needs its current piece and those that follow.
     bool isFuture = false;
     auto farthest = _held.end();
     double distance = 0;
@@ -334,7 +334,7 @@ std::vector<platform::TimeRange> PieceShelf::loaded() const {
     if (isWhole(each.piece)) {
       ranges.push_back({each.start(), length});
     } else if (each.piece.media->isLong()) {
-      // As if its bytes were spread evenly over its time.
+      // Assumes a constant bit rate.
       if (const auto part = each.piece.media->part())
         ranges.push_back({each.start() + part->begin * length, (part->end - part->begin) * length});
     }

@@ -13,63 +13,62 @@
 
 namespace streaming {
 
-/// The pieces of one track that are in memory, in the order of time, and where its reader is. They
-/// form runs: within a run each piece follows the one before it. The feeder of the track adds and
-/// removes pieces on the transfer thread; the reader is on any other thread.
+/// The buffered pieces of one track, sorted by time, and the position of its reader. Consecutive
+/// pieces form runs. The feeder adds and removes pieces on the transfer thread; the reader runs on
+/// another thread.
 class PieceShelf final : public TrackReader {
  public:
-  /// Pieces keep their identifier while they are held.
+  /// Identifies a piece while it is buffered.
   using ID = std::uint64_t;
 
-  /// `wake` is called, without a lock, when the reader has moved: there may be room now.
+  /// `wake` is called without a lock when the reader has moved.
   explicit PieceShelf(std::function<void()> wake) : _wake(std::move(wake)) {}
 
   std::optional<TrackPiece> next(const ReadGate& gate) override;
   void seek(double seconds) override;
-  /// The same as next() without the wait: none when the next piece is not there yet.
+  /// Like next(), but returns nullopt instead of waiting.
   std::optional<TrackPiece> take();
-  /// The next segment, or gap, once all of its bytes are there or it has failed. `isFirst`: it is
-  /// the first one after a seek. Nobody is woken.
+  /// Returns the next piece if it is a gap, complete, or failed. `isFirst`: it is the first one
+  /// after a seek. Does not call `wake`.
   std::optional<TrackPiece> takeWhole(bool& isFirst);
 
   // For the feeder:
 
-  /// A seek that no held piece has answered. It is told once.
+  /// Takes a seek that buffered pieces cannot answer.
   std::optional<double> takeSeek();
-  /// The piece at which the reader is; none while a seek is not answered.
+  /// The piece at the reader. nullopt while a seek is pending.
   std::optional<ID> readerPlace() const;
-  /// The answer to it: the reader goes on with this piece. Without effect after another seek.
+  /// Answers a seek: the reader continues with `first`. Has no effect if another seek is pending.
   void answerSeek(ID first);
-  /// `after`: the piece that it follows; none begins a run.
+  /// `after`: the previous piece of the run; nullopt starts a run.
   ID add(TrackPiece piece, std::optional<ID> after);
-  /// The held piece that is `segment`, which follows `after`: joins their runs.
+  /// If the next buffered piece contains `segment`, joins its run to that of `after`.
   std::optional<ID> join(ID after, const Segment& segment);
-  /// The held piece that begins where `segment` does.
+  /// The buffered piece that contains `segment`.
   std::optional<ID> find(const Segment& segment) const;
   ID lastOfRun(ID piece) const;
   std::optional<TrackPiece> pieceOf(ID piece) const;
-  /// Forgets what follows the piece that the reader takes next.
+  /// Removes the pieces after the one the reader takes next.
   void dropUnread();
-  /// Forgets a piece that has not come whole.
+  /// Removes an incomplete piece.
   void remove(ID piece);
-  /// Ends the run of `after`, or the track when there are no pieces: a piece of kind End or Failed.
+  /// Ends the run of `after`, or the track if it has no pieces, with a piece of kind End or Failed.
   void terminate(std::optional<ID> after, TrackPiece piece);
   void unterminate();
-  /// Forgets all pieces. The reader waits until the next seek is answered.
+  /// Removes all pieces. The reader waits until the next seek is answered.
   void clear();
-  /// The next seek is answered by new pieces alone: the track is another one. Until clear(), or
-  /// until it is trusted again.
+  /// False: buffered pieces do not answer seeks, because the track has changed. Reset by clear().
   void setTrusted(bool isTrusted);
 
   std::uint64_t bytes() const;
-  /// Pieces of the reader's run that it has not taken yet.
+  /// Pieces of the reader's run that it has not taken.
   std::size_t countAhead() const;
-  /// Pieces that are not over at `position`.
+  /// Pieces that end after `position`.
   std::size_t countFrom(double position) const;
-  /// Removes pieces that the reader is past, or not going to, until at most `bytes` are left: those
-  /// that are farthest from `position` first.
+  /// Removes pieces that the reader does not need until at most `bytes` are left, those farthest
+  /// from `position` first.
   void trim(std::uint64_t bytes, double position);
-  /// What is there whole.
+  /// The time ranges of complete pieces.
   std::vector<platform::TimeRange> loaded() const;
   bool hasTerminal() const;
 
@@ -77,7 +76,7 @@ class PieceShelf final : public TrackReader {
   struct Held {
     ID id;
     TrackPiece piece;
-    bool follows;  // the one before it in the list
+    bool follows;  // the previous piece in the list
     double start() const { return piece.segment.start; }
     double end() const { return piece.segment.end(); }
   };
@@ -90,15 +89,15 @@ class PieceShelf final : public TrackReader {
   List::const_iterator _upcomingPlace() const;
 
   const std::function<void()> _wake;
-  mutable std::mutex _mutex;  // guards the rest
+  mutable std::mutex _mutex;  // guards the members below
   std::condition_variable _changed;
   List _held;
   ID _count = 0;
-  double _sought = 0;           // the newest seek
-  std::optional<double> _seek;  // the same, for the feeder
-  bool _isSeeking = true;       // the reader has no place yet
-  std::optional<ID> _first;     // the reader begins with it
-  std::optional<ID> _last;      // the reader has taken it last
+  double _sought = 0;           // position of the last seek
+  std::optional<double> _seek;  // the same, until the feeder takes it
+  bool _isSeeking = true;       // the reader has no position
+  std::optional<ID> _first;     // the piece the reader starts with
+  std::optional<ID> _last;      // the piece the reader took last
   bool _isTrusted = true;
   std::optional<TrackPiece> _terminal;
   std::optional<ID> _terminalAfter;

@@ -7,9 +7,9 @@
 namespace streaming {
 namespace {
 
-/// The share of the throughput that sound beside a picture may take.
+/// The share of the throughput for audio that is not the leading track.
 constexpr double kSoundShare = 0.2;
-/// As much is taken before anything was measured.
+/// The audio bit rate before the first measurement.
 constexpr double kUsualSound = 192e3;
 
 using Candidates = std::vector<std::shared_ptr<const Representation>>;
@@ -25,7 +25,7 @@ std::optional<std::size_t> placeOf(const Candidates& candidates, const std::stri
   return std::nullopt;
 }
 
-/// The family of codecs, such as "avc1" of "avc1.64001f". Empty when unknown.
+/// The codec without its profile, such as "avc1" of "avc1.64001f". Empty: unknown.
 std::string familyOf(const Representation& representation) {
   if (representation.codecs.empty()) return {};
   const std::string& codec = representation.codecs.front();
@@ -51,7 +51,7 @@ std::shared_ptr<const Representation> RepresentationPicker::pick(
   if (candidates.empty()) return nullptr;
   if (_kind == MediaKind::Text) return candidates.front();
 
-  // A decoder is not changed on the way where that can be avoided.
+  // Avoid a change of the decoder.
   if (current && !familyOf(*current).empty()) {
     const std::string family = familyOf(*current);
     Candidates same;

@@ -10,22 +10,22 @@
 
 namespace streaming {
 
-/// Picks the representation of one track for the next segment. Transfer thread only.
+/// Chooses the representation for the next segment of a track. Transfer thread only.
 class RepresentationPicker {
  public:
   RepresentationPicker(FeederHost& host, MediaKind kind) : _host(host), _kind(kind) {}
 
   struct Situation {
-    double ahead = 0;  ///< seconds that are loaded and not played yet
+    double ahead = 0;  ///< buffered seconds
     double target = 30;
     double segmentDuration = 4;
     double sinceStart = 0;
   };
-  /// Null when none is left. `current` may be of another period, or null.
+  /// Null: no representation is left. `current` may be of another period, or null.
   std::shared_ptr<const Representation> pick(const Track& track,
                                              const std::shared_ptr<const Representation>& current,
                                              const Situation& situation) const;
-  /// It gave nothing: it is not picked until readmit(), which is for the next segment.
+  /// Excludes a representation that has failed, until readmit().
   void exclude(const Representation& representation) { _excluded.insert(representation.id); }
   bool isExcluded(const Representation& representation) const {
     return _excluded.contains(representation.id);

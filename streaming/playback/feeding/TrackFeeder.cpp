@@ -11,16 +11,16 @@
 namespace streaming {
 namespace {
 
-/// So many pieces are ahead of what is played, however long or large they are.
+/// Minimum and maximum number of pieces to buffer, regardless of duration and size.
 constexpr std::size_t kLeastPieces = 2;
 constexpr std::size_t kMostPiecesAhead = 500;
-/// A segment is tried in so many representations.
+/// Maximum number of representations to try for a segment.
 constexpr unsigned kMostAttempts = 3;
 constexpr unsigned kMostLostInARow = 10;
-/// A server that is a little late has the newest segment after some seconds.
+/// Retries for the newest segment of a live presentation, which the server may publish late.
 constexpr unsigned kMostDelays = 2;
 constexpr double kLongestDelay = 2;
-/// Seconds for which a live playlist may have nothing to play.
+/// Seconds to wait for the first segment of a live playlist.
 constexpr double kLeastWait = 4;
 constexpr double kMostWait = 12;
 
@@ -51,7 +51,7 @@ void TrackFeeder::setTrack(const std::string& id) {
     _shelf->setTrusted(true);
     return;
   }
-  // The reader goes on with what it has until it seeks.
+  // The reader continues with buffered pieces until it seeks.
   _shelf->setTrusted(false);
   _walk.load(id, _host.position());
 }
@@ -101,7 +101,7 @@ void TrackFeeder::_takeSeek() {
     _losses.inARow = 0;
     _losses.hadAny = false;
   }
-  // A fetch may go on for the new place; which one it is for is known once its segment is.
+  // A running fetch may be for the new position. That is known after the next TrackWalk::next().
   _from = seek;
   _hint.drop();
   _losses.notBefore.reset();
@@ -115,7 +115,7 @@ void TrackFeeder::_takeSeek() {
   }
 }
 
-/// The reader may have jumped to other pieces that are held.
+/// The reader may have moved to another run of buffered pieces.
 void TrackFeeder::_followReader() {
   const auto place = _shelf->readerPlace();
   if (!place) return;
@@ -187,7 +187,7 @@ bool TrackFeeder::_step() {
   return true;
 }
 
-/// Nothing of the track has ever come, and its live playlist does not change.
+/// No segment was ever received, and the live playlist does not change.
 bool TrackFeeder::_isWaitInVain(const TrackWalk::Step& step) {
   const auto playlist =
       step.representation ? _host.indexes().playlist(*step.representation) : nullptr;
@@ -195,7 +195,7 @@ bool TrackFeeder::_isWaitInVain(const TrackWalk::Step& step) {
   const double longest = std::clamp(3 * playlist->targetDuration, kLeastWait, kMostWait);
   const double rest = longest - _host.indexes().unchangedFor(*step.representation);
   if (rest > 0) {
-    // It may say itself that it is to be read again much later.
+    // The reload interval of the playlist may be much longer.
     if (playlist->isLive) _pumpIn(rest);
     return false;
   }
@@ -203,7 +203,7 @@ bool TrackFeeder::_isWaitInVain(const TrackWalk::Step& step) {
   return true;
 }
 
-/// Whether the segment that is under way is the one that is wanted after a seek.
+/// The running fetch is for the segment that the seek needs.
 bool TrackFeeder::_isFetching(const TrackWalk::Step& step) const {
   return step.kind == TrackWalk::Step::Kind::Segment &&
          std::abs(_fetch->segment().start - step.segment.start) < 1e-3;
@@ -215,7 +215,7 @@ bool TrackFeeder::_hasRoom(const TrackWalk::Step& step) {
                                : step.representation->bandwidth;
   const double bytes = std::clamp(bandwidth * step.segment.duration / 8, 0.0,
                                   static_cast<double>(SegmentBytes::Limits{}.ahead));
-  // Pieces may be of no length at all.
+  // Pieces may have zero duration.
   if (_shelf->countAhead() >= kMostPiecesAhead) return false;
   const bool isNeeded = !_tail || _shelf->countFrom(_host.position()) < kLeastPieces;
   if (!isNeeded && step.segment.start - _host.position() >= kSecondsAhead) return false;
@@ -257,7 +257,7 @@ std::unique_ptr<PieceFetch> TrackFeeder::_makeFetch(
       _kind == MediaKind::Text ? TransferKind::Text : TransferKind::Media, std::move(handlers));
 }
 
-/// What follows is not there yet. `step` tells of which representation it is awaited.
+/// Requests the preload hint of the awaited segment.
 void TrackFeeder::_fetchHint(const TrackWalk::Step& step, const TrackPiece& tail) {
   const auto index = step.representation ? _host.indexes().index(*step.representation) : nullptr;
   const auto segment = index ? index->hinted(tail.segment) : std::nullopt;
@@ -268,7 +268,7 @@ void TrackFeeder::_fetchHint(const TrackWalk::Step& step, const TrackPiece& tail
 }
 
 void TrackFeeder::_began(TrackPiece piece) {
-  // The times of what was fetched by a hint were estimated.
+  // A preload hint has estimated times.
   if (_losses.step) piece.segment = _losses.step->segment;
   piece.isDiscontinuous = (_losses.step && _losses.step->isDiscontinuous) || _losses.wasCutOff;
   _losses.wasCutOff = false;
@@ -308,7 +308,7 @@ void TrackFeeder::_ended(const std::optional<PieceFetch::Failure>& failure) {
   if (!wasOffered && _tryLater(*failure)) return;
   _host.lost(failure->url, failure->error);
   if (wasOffered) {
-    // What has come of it is played.
+    // The received part is played.
     _losses.wasCutOff = true;
     _losses.step.reset();
     _losses.attempts = 0;

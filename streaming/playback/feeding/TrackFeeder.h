@@ -12,49 +12,50 @@
 
 namespace streaming {
 
-/// Fetches the pieces of one track, one after another, from where its reader is, and puts them on
-/// its shelf. It stops when enough is loaded, and goes on at pump(). Transfer thread only.
+/// Loads the pieces of one track in order, starting at the position of its reader. It stops when
+/// enough is buffered and continues at pump(). Transfer thread only.
 class TrackFeeder {
  public:
   TrackFeeder(FeederHost& host, MediaKind kind, std::shared_ptr<PieceShelf> shelf);
 
-  /// Empty: nothing is fetched. Another track than before is fetched from the next seek on.
+  /// Empty: load nothing. A change of the track takes effect at the next seek.
   void setTrack(const std::string& id);
-  /// That of the next seek, if it will be another one.
+  /// The track after the next seek.
   const std::string& track() const { return _nextTrack; }
 
   enum class State { Loading, Loaded, Failed };
-  /// Loads what says which segments there are, in the representation to begin with.
+  /// Loads the index of the initial representation.
   State load(double around);
-  /// Something has changed: there may be room, or more is known, or the reader has moved.
+  /// Continues loading. Call it after any change: of the position, the reader, the manifest, or an
+  /// index.
   void pump();
-  /// Cancels what is under way.
+  /// Cancels the running request.
   void stop();
 
-  /// The newest that was chosen; null: none yet.
+  /// The representation chosen last; null: none yet.
   const std::shared_ptr<const Representation>& representation() const { return _representation; }
   PieceShelf& shelf() { return *_shelf; }
   const PieceShelf& shelf() const { return *_shelf; }
   std::optional<platform::Error> error() const;
-  /// Everything up to the end of the track is loaded.
+  /// All segments up to the end of the track were loaded.
   bool isAtEnd() const { return _isTerminated; }
 
  private:
-  /// The last long segment, once it has come to its end: its reader may want other parts of it.
+  /// The last long segment after it has ended. Its reader may request other ranges of it.
   struct Kept {
     std::unique_ptr<PieceFetch> fetch;
     std::optional<PieceShelf::ID> piece;
   };
-  /// What could not be had so far.
+  /// Errors so far.
   struct Losses {
-    std::optional<TrackWalk::Step> step;     // the segment that is tried
-    unsigned attempts = 0;                   // at it
-    unsigned delays = 0;                     // likewise
-    std::optional<MonotonicTime> notBefore;  // it is tried again
+    std::optional<TrackWalk::Step> step;     // the segment that is being tried
+    unsigned attempts = 0;                   // failed requests of this segment
+    unsigned delays = 0;                     // delayed retries of this segment
+    std::optional<MonotonicTime> notBefore;  // time of the next retry
     unsigned inARow = 0;
     bool hadAny = false;
     bool isKeyRefused = false;
-    bool wasCutOff = false;  // the piece before
+    bool wasCutOff = false;  // the previous piece is incomplete
   };
 
   bool _step();
@@ -89,13 +90,13 @@ class TrackFeeder {
   std::shared_ptr<const Representation> _representation;
 
   std::optional<double> _from;          // a seek that is not answered yet
-  std::optional<PieceShelf::ID> _tail;  // what is fetched follows it
+  std::optional<PieceShelf::ID> _tail;  // the last piece of the reader's run
   std::unique_ptr<PieceFetch> _fetch;
-  std::optional<PieceShelf::ID> _fetched;  // its piece, once it was put on the shelf
+  std::optional<PieceShelf::ID> _fetched;  // the piece of _fetch, once it was added
   HintedPiece _hint;
   Kept _kept;
   Losses _losses;
-  std::optional<platform::Error> _error;  // the newest
+  std::optional<platform::Error> _error;  // the last one
   bool _isTerminated = false;
   bool _isPumping = false;
   bool _pumpsAgain = false;

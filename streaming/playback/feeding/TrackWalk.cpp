@@ -9,7 +9,7 @@ namespace streaming {
 namespace {
 
 constexpr double kWalkTolerance = 1e-3;
-/// Of the times of segments that follow each other.
+/// Maximum gap between consecutive segments.
 constexpr double kLargestRounding = 0.25;
 
 std::shared_ptr<const Representation> sameIn(const Track& track,
@@ -67,7 +67,7 @@ TrackWalk::Source TrackWalk::_source(const Track& track,
     else
       indexes.want(chosen);
     if (indexes.failure(*chosen)) continue;
-    // The one that plays goes on while the next one is being loaded.
+    // Continue with the current representation while the new index is loading.
     if (currentIndex && !_picker.isExcluded(*currentNow) && !isCurrent)
       return {Step::Kind::Segment, currentNow, currentIndex};
     return {Step::Kind::Wait, std::move(chosen), nullptr};
@@ -81,7 +81,7 @@ TrackWalk::Step TrackWalk::_segmentIn(const Source& source, const std::optional<
   step.representation = source.representation;
   auto segment = tail ? source.index->after(tail->segment) : source.index->at(from);
   if (!segment && !source.index->isComplete()) {
-    // The window of a live presentation has slid past.
+    // The segment was removed from the live window.
     const auto first = source.index->first(_host.clock().now());
     if (first && first->start > from + kWalkTolerance) segment = first;
   }
@@ -124,7 +124,7 @@ TrackWalk::Step TrackWalk::next(const std::string& trackID, const std::optional<
       const bool isBehind =
           step.kind == Step::Kind::Segment && end && step.segment.start >= *end - kWalkTolerance;
       if (isBehind) step.kind = Step::Kind::End;
-      // What follows is known, so this period does not go on.
+      // The next period starts here, so this period gets no more segments.
       const bool hasEnded = following && from >= following->start - kLargestRounding;
       if (step.kind == Step::Kind::Wait && !hasEnded)
         _host.indexes().wantNewer(source.representation);
@@ -140,7 +140,7 @@ TrackWalk::Step TrackWalk::next(const std::string& trackID, const std::optional<
       if (!presentation->isLive || !presentation->reload || !step.representation ||
           !step.representation->segments)
         return step;
-      // Another period may be added.
+      // An update may add a period.
       _host.indexes().wantNewer(step.representation);
       step.kind = Step::Kind::Wait;
       return step;

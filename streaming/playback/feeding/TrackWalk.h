@@ -10,8 +10,8 @@
 
 namespace streaming {
 
-/// Walks along the segments of one track: through its representations, periods and versions of the
-/// manifest. Transfer thread only.
+/// Finds the next segment of a track, across representations, periods and manifest versions.
+/// Transfer thread only.
 class TrackWalk {
  public:
   TrackWalk(FeederHost& host, MediaKind kind) : _host(host), _kind(kind), _picker(host, kind) {}
@@ -19,9 +19,9 @@ class TrackWalk {
   struct Step {
     enum class Kind {
       Segment,
-      Wait,  ///< for what is being loaded, or until `availableFrom`
+      Wait,  ///< for an index, a newer manifest, or `availableFrom`
       End,
-      NoRepresentation,  ///< none is left that could be tried
+      NoRepresentation,  ///< all representations have failed
     };
     Kind kind = Kind::Wait;
     Segment segment;
@@ -29,15 +29,15 @@ class TrackWalk {
     bool isDiscontinuous = false;
     std::optional<platform::Date> availableFrom;
   };
-  /// The segment that follows `tail`, or without one that plays at `from`.
+  /// The segment after `tail`, or the one at `from` without `tail`.
   Step next(const std::string& track, const std::optional<TrackPiece>& tail, double from);
-  /// Wants the index of the representation to begin with. The result is of kind Segment, without a
-  /// segment, when it is there.
+  /// Requests the index of the initial representation. Returns kind Segment, without a segment, if
+  /// the index is loaded.
   Step load(const std::string& track, double from);
 
   RepresentationPicker& picker() { return _picker; }
   const std::optional<platform::Error>& error() const { return _error; }
-  /// What has failed is tried again.
+  /// Allows retries of failed representations.
   void forgive(const std::string& track, double from);
 
  private:
@@ -57,7 +57,7 @@ class TrackWalk {
   std::optional<platform::Error> _error;
 };
 
-/// Seconds that are loaded ahead of what is played, at most.
+/// Maximum buffer, in seconds.
 inline constexpr double kSecondsAhead = 30;
 
 }  // namespace streaming

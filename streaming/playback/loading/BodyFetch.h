@@ -14,18 +14,18 @@
 
 namespace streaming {
 
-/// A body that has come whole.
+/// A complete response.
 struct FetchedBody {
   ResponseHead head;
   std::string bytes;
 };
 using FetchResult = std::variant<FetchedBody, platform::Error>;
 
-/// Fetches all of something small. Transfer thread only. Destroying it cancels it; it may be
-/// destroyed from within `done`.
+/// Loads a small resource as a whole. Transfer thread only. Destroying it cancels the request. It
+/// may be destroyed in `done`.
 class BodyFetch final : private TransferObserver {
  public:
-  /// A longer body than `most` is an error.
+  /// A body longer than `most` is an error.
   BodyFetch(TransferSource& source, const TransferRequest& request, std::size_t most,
             std::function<void(FetchResult)> done);
 

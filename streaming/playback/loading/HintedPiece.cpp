@@ -27,7 +27,7 @@ void HintedPiece::want(const Segment& segment, const Start& start) {
 std::unique_ptr<PieceFetch> HintedPiece::take(const Segment& segment,
                                               PieceFetch::Handlers handlers) {
   const bool isSame = _fetch && _resource == segment.resource;
-  // One that has failed is requested anew, now that the part is there.
+  // Request a failed part again, now that it is listed.
   if (!isSame || _arrival->failure) {
     drop();
     return nullptr;
@@ -39,7 +39,7 @@ std::unique_ptr<PieceFetch> HintedPiece::take(const Segment& segment,
 void HintedPiece::deliver() {
   const auto arrival = std::exchange(_arrival, nullptr);
   if (!arrival || !arrival->taker) return;
-  // The handlers may be gone with the fetch once it has ended.
+  // Copy the handlers: `ended` may destroy them.
   const auto taker = *arrival->taker;
   if (arrival->piece) taker.began(*std::exchange(arrival->piece, std::nullopt));
   if (arrival->hasEnded) taker.ended(arrival->failure);

@@ -9,22 +9,22 @@
 
 namespace streaming {
 
-/// Requests the part that a live playlist announces before the playlist names it, so that the
-/// server sends it as soon as it is made. At most one request is under way. Transfer thread only.
+/// Requests the part in a preload hint, so that the server can send it as soon as it is encoded. At
+/// most one request runs. Transfer thread only.
 class HintedPiece {
  public:
   using Start = std::function<std::unique_ptr<PieceFetch>(PieceFetch::Handlers handlers)>;
-  /// Requests `segment` by `start`, unless that is under way, or has failed before.
+  /// Requests `segment` with `start`, unless it was requested before.
   void want(const Segment& segment, const Start& start);
-  /// The fetch of `segment`, if that is the one that was hinted at; else null, and the hint is
-  /// dropped. After it deliver() is called.
+  /// The fetch of `segment` if it was hinted; otherwise cancels the hint and returns null. Call
+  /// deliver() afterwards.
   std::unique_ptr<PieceFetch> take(const Segment& segment, PieceFetch::Handlers handlers);
-  /// Tells the handlers of the fetch that was taken what has come of it so far.
+  /// Passes the events so far to the handlers of take().
   void deliver();
   void drop();
 
  private:
-  /// What has come of the fetch until it is taken.
+  /// The events before take().
   struct Arrival {
     std::optional<TrackPiece> piece;
     bool hasEnded = false;

@@ -8,10 +8,10 @@
 namespace streaming {
 namespace {
 
-/// Where an index lies is a guess at first.
+/// The position of the index is unknown at first.
 constexpr std::uint64_t kFirstGuess = std::uint64_t{16} * 1024;
 constexpr std::size_t kMostIndexBytes = std::size_t{8} * 1024 * 1024;
-/// An index may refer to another one.
+/// Limits nested indexes.
 constexpr unsigned kMostIndexSteps = 16;
 
 }  // namespace
@@ -104,7 +104,7 @@ void IndexStore::_loadPlaylist(Entry& entry) {
   std::string url = entry.url;
   if (const auto& rule = entry.timer->rule()) {
     if (!rule->url.empty()) url = rule->url;
-    // A server may refuse what a directive asks for, or leave out segments that are not known here.
+    // After a failure, reload without delivery directives.
     if (!entry.timer->isFailing()) url = reloadURL(url, *rule);
   }
   entry.fetch = std::make_unique<BodyFetch>(
@@ -159,7 +159,7 @@ void IndexStore::_indexCame(Entry& entry, const ByteSpan& span, FetchResult resu
     return _fail(entry, url, *error);
   }
   std::string& bytes = std::get<FetchedBody>(result).bytes;
-  // What follows on the bytes that are there is read together with them.
+  // Append bytes that continue those received before.
   if (!entry.head.empty() && span.offset == entry.headOffset + entry.head.size()) {
     entry.head += bytes;
   } else {
@@ -183,7 +183,7 @@ void IndexStore::_indexCame(Entry& entry, const ByteSpan& span, FetchResult resu
 void IndexStore::_fail(Entry& entry, const std::string& url, platform::Error error) {
   _handlers.failed(url, error);
   if (entry.timer) entry.timer->failed();
-  // A live playlist may come back; what is known of it is played meanwhile.
+  // A live playlist may recover; keep playing what is known.
   if (!entry.index || !entry.timer || entry.timer->isHopeless()) entry.failure = std::move(error);
   _handlers.changed();
 }

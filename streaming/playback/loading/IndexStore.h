@@ -15,13 +15,13 @@
 
 namespace streaming {
 
-/// Which segments the representations have: from the manifest, from media playlists, and from the
-/// indexes of files, which are loaded when they are wanted. Transfer thread only.
+/// The segment indexes of representations: from the manifest, from media playlists, or from file
+/// indexes. The latter two are loaded on demand. Transfer thread only.
 class IndexStore {
  public:
   struct Handlers {
     std::function<void()> changed;
-    /// A newer manifest is wanted, which says which segments there are.
+    /// An update of the manifest is needed to get more segments.
     std::function<void()> wantNewerManifest;
     std::function<void(const std::string& url, const platform::Error& error)> failed;
   };
@@ -29,24 +29,24 @@ class IndexStore {
 
   /// Variables of the multivariant playlist.
   void setVariables(PlaylistVariables variables) { _variables = std::move(variables); }
-  /// A playlist that came with the manifest.
+  /// Adds a playlist that was loaded as the manifest.
   void adopt(const Representation& representation, const std::string& url,
              std::shared_ptr<const MediaPlaylist> playlist);
 
-  /// Null: not loaded yet, or it has failed.
+  /// Null: not loaded, or failed.
   std::shared_ptr<const SegmentIndex> index(const Representation& representation) const;
   std::shared_ptr<const MediaPlaylist> playlist(const Representation& representation) const;
-  /// Why there is no index, or no newer one.
+  /// The error that prevents loading or updating the index.
   std::optional<platform::Error> failure(const Representation& representation) const;
-  /// What has failed may be wanted again.
+  /// Allows a retry after a failure.
   void forgive(const Representation& representation);
-  /// Loads it when it is not known and has not failed.
+  /// Loads the index unless it is known or has failed.
   void want(const std::shared_ptr<const Representation>& representation);
-  /// A live one has no segment yet that is needed.
+  /// Requests an update of a live index.
   void wantNewer(const std::shared_ptr<const Representation>& representation);
-  /// Seconds for which a live playlist has been read again and again without a change.
+  /// Seconds since a live playlist last changed.
   double unchangedFor(const Representation& representation) const;
-  /// Of a live one that nobody has read for a while there is a newer version.
+  /// A newer version of a live playlist is probably available.
   bool isOutdated(const Representation& representation) const;
   void clear() { _entries.clear(); }
 
@@ -55,7 +55,7 @@ class IndexStore {
     std::shared_ptr<const Representation> representation;
     std::shared_ptr<const SegmentIndex> index;
     std::shared_ptr<const MediaPlaylist> playlist;
-    MonotonicTime changedAt;  // the playlist was as it is
+    MonotonicTime changedAt;  // last change of the playlist
     std::optional<platform::Error> failure;
     std::string url;  // of the playlist
     std::size_t urlIndex = 0;

@@ -53,7 +53,7 @@ void InitializationStore::_begin(Place place) {
     place->contentKey = std::get<ContentKey>(result);
     _fetch(place);
   });
-  // Without a request the answer has come already, and the entry may be gone.
+  // Null: the handler was called synchronously, and the entry may be erased.
   if (request) place->keyRequest = std::move(request);
 }
 

@@ -14,15 +14,14 @@
 
 namespace streaming {
 
-/// The initializations of representations, decrypted, each fetched once while it is remembered.
-/// Transfer thread only.
+/// Loads, decrypts and caches initialization sections. Transfer thread only.
 class InitializationStore {
  public:
   InitializationStore(TransferSource& source, KeyStore& keys) : _source(source), _keys(keys) {}
 
   using Result = std::variant<std::shared_ptr<const SegmentBytes>, platform::Error>;
-  /// `done` may be called at once. Destroying the handle removes it. A failed one is fetched again
-  /// when it is asked for again.
+  /// `done` may be called synchronously; then the result is null. Destroying the handle removes
+  /// `done`. Failures are not cached.
   std::shared_ptr<void> get(const Initialization& initialization,
                             std::function<void(const Result&)> done);
   void clear() { _entries.clear(); }
@@ -46,7 +45,7 @@ class InitializationStore {
 
   TransferSource& _source;
   KeyStore& _keys;
-  std::list<Entry> _entries;  // the newest first
+  std::list<Entry> _entries;  // most recently used first
 };
 
 }  // namespace streaming

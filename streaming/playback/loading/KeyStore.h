@@ -14,16 +14,17 @@
 
 namespace streaming {
 
-/// Of 16 bytes.
+/// 16 bytes.
 using ContentKey = std::shared_ptr<const std::string>;
 using KeyResult = std::variant<ContentKey, platform::Error>;
 
-/// The keys of segments, each asked for once. A refusal counts for some seconds, so that a server
-/// is not asked again for each segment. Transfer thread only.
+/// Loads and caches keys of segments. Failures are cached for some seconds, so that the server does
+/// not get a request for each segment. Transfer thread only.
 class KeyStore {
  public:
   explicit KeyStore(TransferSource& source) : _source(source) {}
-  /// `done` may be called at once. Destroying the handle removes it.
+  /// `done` may be called synchronously; then the result is null. Destroying the handle removes
+  /// `done`.
   std::shared_ptr<void> get(const SegmentKey& key, std::function<void(const KeyResult&)> done);
   void clear() { _entries.clear(); }
 

@@ -34,14 +34,14 @@ void ManifestLoader::begin(ManifestForm form, FetchResult result) {
   _handlers.changed();
 }
 
-/// Reads the manifest once the documents that it refers to have come, or cannot be had.
+/// Parses the manifest after its remote periods were loaded or have failed.
 void ManifestLoader::_readLater(
     FetchedBody body,
     std::function<void(const std::string& url, std::optional<platform::Error> error)> done) {
   std::vector<std::string> urls;
   if (_form == ManifestForm::DASH)
     urls = remotePeriodsOf(body.bytes, {body.head.url, _source.civilTime(), _inheritsQuery});
-  // Those of a version that is gone are not needed again. A patch does not name them.
+  // Forget remote periods of older versions. A patch does not list remote periods.
   if (!urls.empty()) {
     std::erase_if(_remote, [&](const auto& each) {
       return std::find(urls.begin(), urls.end(), each.first) == urls.end();
@@ -119,7 +119,7 @@ void ManifestLoader::_reloaded(bool isPatch, FetchResult result) {
   const auto ended = std::move(_fetch);
   const auto finish = [this, isPatch](const std::string& url,
                                       std::optional<platform::Error> error) {
-    // Without the patch, the whole manifest says the same.
+    // After a failed patch, load the whole manifest.
     _isPatchRefused = error && isPatch;
     if (error) {
       _handlers.failed(url, *error);

@@ -15,8 +15,8 @@
 
 namespace streaming {
 
-/// The manifest of an item, and its updates. Of HLS it is the multivariant playlist, which is read
-/// once; IndexStore has the others. Transfer thread only.
+/// Loads and updates the manifest of an item. An HLS multivariant playlist is loaded once; media
+/// playlists are in IndexStore. Transfer thread only.
 class ManifestLoader {
  public:
   struct Handlers {
@@ -26,17 +26,17 @@ class ManifestLoader {
   ManifestLoader(TransferSource& source, ServerClock& clock, IndexStore& indexes,
                  bool inheritsQuery, Handlers handlers);
 
-  /// What the item's own URL has given. It is read at once, or when the documents have come that it
-  /// refers to; then `changed` is called.
+  /// `result` is the response to the request for the item's URL. `changed` is called after parsing,
+  /// which may wait for remote periods.
   void begin(ManifestForm form, FetchResult result);
-  /// The segments that are wanted are not in it yet.
+  /// Requests an update, because a needed segment is not listed.
   void wantNewer();
   void stop();
 
-  /// Null: there is none yet.
+  /// Null: not loaded yet.
   const std::shared_ptr<const Presentation>& presentation() const { return _presentation; }
   ManifestForm form() const { return _form; }
-  /// Why there is none, or none newer.
+  /// The error that prevents loading or updating.
   const std::optional<platform::Error>& error() const { return _error; }
   bool isOutdated() const { return _timer.isDue(); }
 
@@ -59,12 +59,12 @@ class ManifestLoader {
   std::shared_ptr<const Presentation> _presentation;
   std::optional<platform::Error> _error;
   bool _isPatchRefused = false;
-  std::string _text;  // of the newest one
+  std::string _text;  // of the current version
   ReloadTimer _timer;
   std::unique_ptr<BodyFetch> _fetch;
   RemotePeriods _remote;
   std::map<std::string, std::unique_ptr<BodyFetch>> _periodFetches;
-  std::function<void()> _hasPeriods;  // reads what waits for them
+  std::function<void()> _hasPeriods;  // called when all remote periods are loaded
 };
 
 }  // namespace streaming

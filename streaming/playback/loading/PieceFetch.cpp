@@ -41,7 +41,7 @@ void PieceFetch::start() {
     _key.value = std::get<ContentKey>(result);
     _startInitialization();
   });
-  // Without a request the answer has come already, and this may be gone.
+  // Null: the handler was called synchronously, and `this` may be destroyed.
   if (request) _key.request = std::move(request);
 }
 
@@ -63,7 +63,7 @@ void PieceFetch::_startInitialization() {
   if (request) _initialization.request = std::move(request);
 }
 
-/// From `offset` of the segment on.
+/// Starts at `offset` of the segment.
 void PieceFetch::_startMedia(std::uint64_t offset) {
   _begin = offset;
   auto span = _segment.resource.span;
@@ -80,7 +80,7 @@ void PieceFetch::_startMedia(std::uint64_t offset) {
   _transfer = _tools.source.start(request, *this);
 }
 
-/// There may be room again, or the reader wants other bytes than those that come.
+/// There may be room again, or the reader wants another range.
 void PieceFetch::_readerMoved() {
   if (const auto offset = _media->wanted()) {
     _measured.reset();
@@ -118,7 +118,7 @@ BodyFlow PieceFetch::transferGotHead(const ResponseHead& head) {
   return BodyFlow::More;
 }
 
-/// The size of the segment, as the server tells it.
+/// The size of the segment according to the response.
 std::optional<std::uint64_t> PieceFetch::_totalOf(const ResponseHead& head) const {
   std::optional<std::uint64_t> whole = head.totalLength;
   if (!whole && head.length) whole = head.offset + *head.length;
@@ -133,13 +133,13 @@ BodyFlow PieceFetch::transferGotBytes(std::string_view bytes) {
   bytes = _filter.pass(bytes);
   if (!bytes.empty()) _append(bytes);
   if (_filter.isDone()) return BodyFlow::Abort;
-  // Texts are read once they are whole.
+  // Texts are parsed as a whole.
   if (_kind == TransferKind::Text && isLong()) {
     _refusal = networkError(platform::URLErrorCode::BadServerResponse, "The segment is too long.");
     return BodyFlow::Abort;
   }
   if (!_media->isFull()) return BodyFlow::More;
-  // The time that the transfer waits for the reader says nothing of the network.
+  // Waiting for the reader must not count as transfer time.
   _measured.reset();
   _isPaused = true;
   return BodyFlow::Pause;

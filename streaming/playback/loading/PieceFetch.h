@@ -20,7 +20,7 @@
 
 namespace streaming {
 
-/// What the fetches of all tracks share.
+/// Objects that the fetches of all tracks share.
 struct FetchTools {
   TransferSource& source;
   KeyStore& keys;
@@ -28,21 +28,21 @@ struct FetchTools {
   ThroughputMeter& meter;
 };
 
-/// Fetches one segment, its key and its initialization, from the first of its addresses that gives
-/// them. Of a long segment it fetches what its reader is near to, also after it has ended once.
-/// Transfer thread only. Destroying it cancels it, and fails the bytes that are arriving.
+/// Loads one segment with its key and initialization section, trying alternative URLs. A long
+/// segment is loaded around the read position, also after the end was reached. Transfer thread
+/// only. Destroying it cancels the request and fails the bytes.
 class PieceFetch final : private TransferObserver {
  public:
   struct Failure {
     platform::Error error;
     std::string url;
-    bool isKey = false;  ///< of the key
+    bool isKey = false;  ///< the key has failed
   };
   struct Handlers {
-    /// The piece can be handed over: its first bytes have come, and its initialization.
+    /// The first bytes of the segment and the initialization section are available.
     std::function<void(TrackPiece piece)> began;
-    /// Last, and once. A failure before `began` leaves nothing; afterwards the bytes have failed.
-    /// The fetch may be destroyed from within it.
+    /// Called once, at the end. After `began`, a failure is also set in the bytes of the piece. The
+    /// fetch may be destroyed in the handler.
     std::function<void(std::optional<Failure> failure)> ended;
   };
 
@@ -55,12 +55,12 @@ class PieceFetch final : private TransferObserver {
 
   void start();
   const Segment& segment() const { return _segment; }
-  /// The reader may ask for bytes again that have come before.
+  /// The reader may request discarded bytes again.
   bool isLong() const { return _media->isLong(); }
   const std::shared_ptr<const Representation>& representation() const { return _representation; }
 
  private:
-  /// What the media cannot be read without.
+  /// A dependency of the segment: its key or initialization section.
   template <typename T>
   struct Needed {
     T value;
@@ -89,7 +89,7 @@ class PieceFetch final : private TransferObserver {
   const TransferKind _kind;
   Handlers _handlers;
   std::size_t _urlIndex = 0;
-  std::uint64_t _begin = 0;  // of the transfer, within the segment
+  std::uint64_t _begin = 0;  // offset of the transfer in the segment
   SpanFilter _filter{std::nullopt};
   std::optional<platform::Error> _refusal;
   Needed<ContentKey> _key;
@@ -97,12 +97,12 @@ class PieceFetch final : private TransferObserver {
   const std::shared_ptr<SegmentBytes> _media;
   Needed<std::shared_ptr<const SegmentBytes>> _initialization;
   bool _isOffered = false;
-  bool _canJump = false;   // a transfer may begin anywhere in the segment
-  bool _isPaused = false;  // the transfer waits for the reader
-  bool _hasMedia = false;  // all of them
+  bool _canJump = false;   // byte ranges of the segment can be requested
+  bool _isPaused = false;  // waiting for the reader
+  bool _hasMedia = false;  // the segment is complete
   std::optional<ThroughputMeter::Body> _measured;
   std::unique_ptr<Transfer> _transfer;
-  std::shared_ptr<PieceFetch*> _self;  // through which tasks of the reader find it
+  std::shared_ptr<PieceFetch*> _self;  // tasks that the reader posts hold a weak reference
 };
 
 }  // namespace streaming

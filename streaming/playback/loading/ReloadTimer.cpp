@@ -6,10 +6,10 @@
 namespace streaming {
 namespace {
 
-/// Whatever a manifest says, it is not asked for more often.
+/// Limits of the reload interval.
 constexpr double kShortestInterval = 0.2;
 constexpr double kLongestInterval = 24.0 * 3600;
-/// So many intervals without an answer are too many, but not fewer than these seconds.
+/// Reloads are given up after this many intervals without success, but not before kHopelessSeconds.
 constexpr double kHopelessIntervals = 5;
 constexpr double kHopelessSeconds = 20;
 
@@ -64,7 +64,7 @@ bool ReloadTimer::isHopeless() const {
 
 bool ReloadTimer::isDue() const {
   if (!_rule || _isRequesting) return false;
-  // A blocking reload may follow at once, but what has just come is not outdated.
+  // A blocking reload may follow at once, but a version that was just loaded is not outdated.
   const bool blocks = _rule->awaitedNumber && _failures == 0;
   return _source.now() >= (blocks ? _loadedAt + reloadSeconds(intervalOf(*_rule)) : _dueAt());
 }
@@ -76,7 +76,7 @@ MonotonicTime ReloadTimer::_dueAt() const {
     return _requestedAt + reloadSeconds(std::max(wait, 1.0));
   }
   if (!_isChanged) return _requestedAt + reloadSeconds(std::max(interval / 2, kShortestInterval));
-  // The server answers when there is something new.
+  // Blocking reload: the server delays the response.
   if (_rule->awaitedNumber) return _requestedAt;
   return _requestedAt + reloadSeconds(interval);
 }

@@ -9,27 +9,26 @@
 
 namespace streaming {
 
-/// When a manifest is read again. It is read only while somebody wants a newer one. Transfer thread
-/// only.
+/// Schedules reloads of a manifest, only while a newer version is wanted. Transfer thread only.
 class ReloadTimer {
  public:
-  /// `due`: it is to be requested now, and requested() is called from it.
+  /// `due` must send the request and call requested().
   ReloadTimer(TransferSource& source, std::function<void()> due)
       : _source(source), _due(std::move(due)) {}
 
-  /// Somebody wants a newer version. One wish is answered by one reload.
+  /// Requests one reload.
   void want();
   void requested();
-  /// The request has ended. None: there will be no newer version.
+  /// The reload has succeeded. nullopt: there will be no newer version.
   void loaded(const std::optional<ReloadRule>& rule, bool isChanged);
   void failed();
-  /// A newer version was wanted for longer than a live presentation can do without.
+  /// Reloads have failed for so long that playback cannot continue.
   bool isHopeless() const;
-  /// The last request has failed.
+  /// The last reload has failed.
   bool isFailing() const { return _failures > 0; }
   const std::optional<ReloadRule>& rule() const { return _rule; }
   bool isRequesting() const { return _isRequesting; }
-  /// The newest version is so old that there is probably a newer one.
+  /// A newer version is probably available.
   bool isDue() const;
 
  private:

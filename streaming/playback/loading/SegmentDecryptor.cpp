@@ -8,7 +8,7 @@ namespace streaming {
 namespace {
 
 constexpr std::size_t kBlockSize = 16;
-// EVP counts in int.
+// EVP functions take lengths as int.
 constexpr std::size_t kMostAtOnce = std::size_t{1} << 20;
 
 const unsigned char* unsignedBytes(const void* bytes) {

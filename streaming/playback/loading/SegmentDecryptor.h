@@ -9,18 +9,19 @@
 
 namespace streaming {
 
-/// Decrypts a resource that is encrypted whole (AES-128 in CBC, with padding), as its bytes arrive.
+/// Decrypts a segment that is encrypted as a whole (AES-128 CBC with padding) while it arrives.
 class SegmentDecryptor {
  public:
-  /// `key`: 16 bytes.
+  /// `key` has 16 bytes.
   SegmentDecryptor(std::string_view key, const std::array<std::byte, 16>& initialVector);
   ~SegmentDecryptor();
   SegmentDecryptor(const SegmentDecryptor&) = delete;
   SegmentDecryptor& operator=(const SegmentDecryptor&) = delete;
 
-  /// What can be read of it so far. The last block is held back: it may be padding.
+  /// Returns the decrypted bytes so far. The last block is held back, because it may contain
+  /// padding.
   std::string pass(std::string_view bytes);
-  /// The rest; none when the resource was cut off, or encrypted with another key.
+  /// Returns the remaining bytes. nullopt: the segment is truncated, or the key is wrong.
   std::optional<std::string> finish();
 
  private:

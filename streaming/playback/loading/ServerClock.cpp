@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::size_t kMostClockBytes = 4096;
 constexpr auto kClockTimeout = std::chrono::seconds(3);
-/// A Date has whole seconds, and has been under way.
+/// Date has a resolution of one second, and the response has a latency.
 constexpr double kResponseTolerance = 2;
 
 std::optional<int> numberIn(std::string_view text, std::size_t offset, std::size_t length) {
@@ -34,7 +34,7 @@ std::optional<double> secondsOf(std::optional<int> year, unsigned month, std::op
   return static_cast<double>(days) * 86400 + *hour * 3600 + *minute * 60 + second;
 }
 
-/// "urn:mpeg:dash:utc:http-iso:2014" is "http-iso".
+/// "http-iso" of "urn:mpeg:dash:utc:http-iso:2014".
 std::string_view schemeName(std::string_view scheme) {
   constexpr std::string_view kPrefix = "urn:mpeg:dash:utc:";
   if (!scheme.starts_with(kPrefix)) return {};
@@ -96,7 +96,7 @@ void ServerClock::synchronize(const std::vector<std::pair<std::string, std::stri
   if (std::exchange(_isBegun, true) || clocks.empty()) return ready();
   _ready = std::move(ready);
   for (const auto& [scheme, value] : clocks) {
-    // Some name several servers in one value.
+    // The value may list several servers.
     std::string_view rest = value;
     while (!(rest = trimmed(rest)).empty() && _clocks.size() < 4) {
       const auto end = rest.find(' ');
@@ -141,7 +141,7 @@ bool ServerClock::_use(const std::string& scheme, const FetchedBody& body) {
                            ? secondsOfDateTime(body.bytes)
                            : std::nullopt;
   if (!seconds) return false;
-  // The answer was written about half-way between question and answer.
+  // Assume equal latency of request and response.
   const double underWay = std::chrono::duration<double>(_source.now() - _requestedAt).count() / 2;
   _offset = *seconds + underWay - _source.civilTime().secondsSince1970;
   _isExact = true;

@@ -15,21 +15,20 @@
 
 namespace streaming {
 
-/// The civil time of the server of a live presentation, whose clock may differ from ours. Transfer
-/// thread only, but for now().
+/// The civil time of the server of a live presentation. Transfer thread only, except now().
 class ServerClock {
  public:
   explicit ServerClock(TransferSource& source) : _source(source) {}
 
   platform::Date now() const;
-  /// Seconds that it is ahead of ours.
+  /// Server time minus local time, seconds.
   double offset() const { return _offset; }
-  /// Asks for the time as a manifest says; `ready` is called once, perhaps at once, when it is
-  /// known or cannot be had. It is asked for once.
+  /// Requests the time from `clocks`. `ready` is called once, possibly synchronously, after success
+  /// or failure. Only the first call sends requests.
   void synchronize(const std::vector<std::pair<std::string, std::string>>& clocks,
                    std::function<void()> ready);
   void stop();
-  /// The Date of a response, which counts until something better is known.
+  /// Uses the Date field of a response until a better time is known.
   void noteResponse(const ResponseHead& head, platform::Date receivedAt);
 
  private:
@@ -49,7 +48,7 @@ class ServerClock {
   std::function<void()> _ready;
 };
 
-/// Seconds since 1970 of an HTTP date (RFC 9110, the preferred format), or of an xs:dateTime.
+/// Parse an HTTP date (RFC 9110, IMF-fixdate) and an xs:dateTime to seconds since 1970.
 std::optional<double> secondsOfHTTPDate(std::string_view text);
 std::optional<double> secondsOfDateTime(std::string_view text);
 

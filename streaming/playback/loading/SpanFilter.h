@@ -8,15 +8,16 @@
 
 namespace streaming {
 
-/// Cuts the requested part out of a body. A server that knows no ranges sends all of the resource.
+/// Extracts the requested range from a body. A server without range support sends the whole
+/// resource.
 class SpanFilter {
  public:
   explicit SpanFilter(const std::optional<ByteSpan>& span) : _span(span) {}
-  /// False: the body begins behind the requested part.
+  /// False: the body starts after the requested range.
   bool begin(std::uint64_t bodyOffset);
-  /// What of the next bytes of the body belongs to the part.
+  /// The part of `bytes` that is within the range.
   std::string_view pass(std::string_view bytes);
-  /// The part has come whole, and more of the body is not wanted.
+  /// The range is complete.
   bool isDone() const { return _rest && *_rest == 0; }
 
  private:

@@ -3,7 +3,7 @@
 namespace streaming {
 namespace {
 
-// So that a transfer that takes long is measured while it goes on.
+// Long transfers are measured in intervals.
 constexpr double kMeasuredSeconds = 0.5;
 
 }  // namespace

@@ -7,14 +7,14 @@
 
 namespace streaming {
 
-/// Measures the bodies of media that are under way. Those of several tracks share the network, so
-/// time during which any of them is under way counts once. Transfer thread only.
+/// Measures the throughput of media transfers. Time is counted once while several transfers run,
+/// because they share the network. Transfer thread only.
 class ThroughputMeter {
  public:
   ThroughputMeter(const TransferSource& source, Throughput& throughput)
       : _source(source), _throughput(throughput) {}
 
-  /// A body that is under way while this exists.
+  /// A running transfer.
   class Body {
    public:
     explicit Body(ThroughputMeter& meter) : _meter(meter) { _meter._begin(); }

@@ -15,39 +15,39 @@ namespace streaming {
 
 class ResourceFeed;
 
-/// How much of a plain resource is kept in memory. Tests make it smaller.
+/// Memory limits of a plain resource. Tests use smaller values.
 struct PlainResourceLimits {
-  std::uint64_t ahead = std::uint64_t{24} * 1024 * 1024;     ///< of where it is read
-  std::uint64_t behind = std::uint64_t{8} * 1024 * 1024;     ///< of where it is read
+  std::uint64_t ahead = std::uint64_t{24} * 1024 * 1024;     ///< of the read position
+  std::uint64_t behind = std::uint64_t{8} * 1024 * 1024;     ///< of the read position
   std::uint64_t aside = std::uint64_t{4} * 1024 * 1024;      ///< elsewhere, such as an index
-  std::uint64_t idleAhead = std::uint64_t{2} * 1024 * 1024;  ///< where it was read before
-  /// A place that a running transfer reaches after so many bytes is waited for.
+  std::uint64_t idleAhead = std::uint64_t{2} * 1024 * 1024;  ///< of a previous read position
+  /// A read waits for a running transfer that is at most this far behind it.
   std::uint64_t near = std::uint64_t{1024} * 1024;
 };
 
-/// What an owner of a plain resource hears. Any of them may be empty.
+/// Handlers of the owner. Any of them may be empty.
 struct PlainResourceHandlers {
-  /// On the transfer thread: a transfer has failed for good. Nobody may need its bytes.
+  /// Transfer thread: a transfer has failed. Its bytes may not be needed.
   std::function<void(const platform::Error& error)> lost;
-  /// On the thread that reads: a read has failed.
+  /// Reader thread: a read has failed.
   std::function<void(const platform::Error& error)> failed;
-  /// On the thread that reads: a read has succeeded after one that failed.
+  /// Reader thread: the first successful read after a failed one.
   std::function<void()> recovered;
 };
 
-/// Reads a plain resource over transfers of an item. It takes over the transfer that found out that
-/// the resource is a plain one: its owner forwards to the observer's functions here.
+/// Reads a plain resource with transfers of an item. It takes over the transfer that detected the
+/// content type. That transfer's owner forwards its events to the TransferObserver functions.
 class PlainResource final : public ResourceReader, public TransferObserver {
  public:
-  /// On the transfer thread. `head` and `firstBytes`: what `running` has brought so far. Null
-  /// `running`: transferEnded() is called right after this.
+  /// Transfer thread. `head` and `firstBytes` were received from `running`. If `running` is null,
+  /// call transferEnded() next.
   static std::shared_ptr<PlainResource> make(std::shared_ptr<TransferSource> source,
                                              std::string url, const ResponseHead& head,
                                              std::string_view firstBytes,
                                              std::unique_ptr<Transfer> running,
                                              PlainResourceHandlers handlers = {},
                                              PlainResourceLimits limits = {});
-  /// On any thread. Transfers end on the transfer thread soon after it.
+  /// Any thread. Transfers are cancelled asynchronously on the transfer thread.
   ~PlainResource() override;
   PlainResource(const PlainResource&) = delete;
   PlainResource& operator=(const PlainResource&) = delete;
@@ -61,7 +61,7 @@ class PlainResource final : public ResourceReader, public TransferObserver {
   std::vector<ByteSpan> loaded() const override;
   void whenWaiting(std::function<void(bool isWaiting)> handler) override;
 
-  // Of the transfer that was taken over, on the transfer thread.
+  // Forwarded events of the first transfer; transfer thread.
   BodyFlow transferGotHead(const ResponseHead& head) override;
   BodyFlow transferGotBytes(std::string_view bytes) override;
   void transferEnded(const std::optional<platform::Error>& error) override;

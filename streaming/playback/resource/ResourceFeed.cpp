@@ -12,7 +12,7 @@ using platform::URLErrorCode;
 
 constexpr std::size_t kMostPlaces = 2;
 
-/// Whether two responses are parts of the same version of a resource, as far as they tell.
+/// The responses are of the same version, according to ETag and Last-Modified.
 bool isSameVersion(const ResponseHead& one, const ResponseHead& other) {
   for (const char* name : {"ETag", "Last-Modified"}) {
     const std::string left = one.field(name);
@@ -113,7 +113,7 @@ ResourceReader::Result ResourceFeed::read(std::uint64_t offset, std::span<std::b
   return result;
 }
 
-/// True: a transfer can go on.
+/// True: a paused transfer can continue.
 bool ResourceFeed::_noteRead(std::uint64_t offset, std::size_t count) {
   Place* const place = _placeOf(offset);
   if (!place) return false;
@@ -122,7 +122,7 @@ bool ResourceFeed::_noteRead(std::uint64_t offset, std::size_t count) {
   return _canResume(*place);
 }
 
-/// The place that has fetched the byte; of two the one that was read last.
+/// The place that contains the byte. Of two, the one that was read last.
 ResourceFeed::Place* ResourceFeed::_placeOf(std::uint64_t offset) const {
   Place* newest = nullptr;
   for (const auto& each : _places)
@@ -131,7 +131,7 @@ ResourceFeed::Place* ResourceFeed::_placeOf(std::uint64_t offset) const {
   return newest;
 }
 
-/// The place whose transfer brings the byte soon.
+/// The place whose running transfer will reach the byte soon.
 ResourceFeed::Place* ResourceFeed::_placeReaching(std::uint64_t offset) const {
   for (const auto& each : _places)
     if (each->isRunning && _isNear(*each, offset)) return each.get();
@@ -157,7 +157,7 @@ std::uint64_t ResourceFeed::_limit(const Place& place) const {
 }
 
 bool ResourceFeed::_canResume(const Place& place) const {
-  // Not at once for each byte that is read.
+  // Resume in larger steps, not after every read.
   return place.isPaused && _ahead(place) <= _limit(place) / 4 * 3;
 }
 
@@ -182,7 +182,7 @@ void ResourceFeed::_fail(platform::Error error) {
   _changed.notify_all();
 }
 
-/// Looks at what the reader wants: resumes transfers and starts one.
+/// Resumes transfers, and starts one if the waiting read needs it.
 void ResourceFeed::_work() {
   std::vector<Place*> resumed;
   std::optional<std::uint64_t> fetched;
@@ -207,7 +207,7 @@ void ResourceFeed::_work() {
       resumed.push_back(each.get());
     }
   }
-  // The transfer thread alone changes the list of places.
+  // Only the transfer thread modifies _places, so no lock is needed.
   for (Place* const each : resumed)
     if (each->transfer) each->transfer->resume();
   if (fetched) _fetch(*fetched);
@@ -282,7 +282,7 @@ void ResourceFeed::_ended(Place& place, const std::optional<platform::Error>& er
       _size = place.end;
       _changed.notify_all();
     } else if (isWaitedFor && place.end < *_size) {
-      // A server may send less than the rest; without any byte it would be asked for ever.
+      // The server sent less than requested. Retry unless it sent nothing.
       if (place.end == place.begin || !_head.acceptsRanges)
         _fail(networkError(URLErrorCode::NetworkConnectionLost));
       else

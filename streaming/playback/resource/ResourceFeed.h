@@ -17,8 +17,8 @@
 
 namespace streaming {
 
-/// The transfers behind a plain resource. At most two places of the resource are fetched at once,
-/// so that picture and sound that lie far apart in it can be read by turns.
+/// The transfers of a plain resource. Up to two positions are loaded at once, so that video and
+/// audio that are far apart in the file can be read alternately.
 class ResourceFeed final : public std::enable_shared_from_this<ResourceFeed> {
  public:
   ResourceFeed(std::shared_ptr<TransferSource> source, std::string url, ResponseHead head,
@@ -37,11 +37,11 @@ class ResourceFeed final : public std::enable_shared_from_this<ResourceFeed> {
   void begin(std::string_view firstBytes, std::unique_ptr<Transfer> running);
   BodyFlow firstGotBytes(std::string_view bytes);
   void firstEnded(const std::optional<platform::Error>& error);
-  /// Cancels the transfers.
+  /// Cancels all transfers.
   void close();
 
  private:
-  /// A part of the resource that is fetched from `begin` on, and read somewhere within.
+  /// A part of the resource that is loaded from `begin` on, with its read position.
   struct Place final : TransferObserver {
     explicit Place(ResourceFeed& owner) : feed(owner) {}
     BodyFlow transferGotHead(const ResponseHead& head) override {
@@ -56,15 +56,15 @@ class ResourceFeed final : public std::enable_shared_from_this<ResourceFeed> {
 
     ResourceFeed& feed;
     std::uint64_t begin = 0;
-    std::uint64_t end = 0;     // of the bytes that have come
-    std::uint64_t reader = 0;  // where it is read next
-    std::uint64_t used = 0;    // the higher, the later
+    std::uint64_t end = 0;     // of the received bytes
+    std::uint64_t reader = 0;  // the read position
+    std::uint64_t used = 0;    // use counter; higher is more recent
     bool isRunning = false;
     bool isPaused = false;
-    std::unique_ptr<Transfer> transfer;  // of the transfer thread alone
+    std::unique_ptr<Transfer> transfer;  // transfer thread only
   };
 
-  // With the mutex locked:
+  // Call with _mutex locked:
   Place* _placeOf(std::uint64_t offset) const;
   Place* _placeReaching(std::uint64_t offset) const;
   bool _isNear(const Place& place, std::uint64_t offset) const;
@@ -78,7 +78,7 @@ class ResourceFeed final : public std::enable_shared_from_this<ResourceFeed> {
   BodyFlow _gotHead(Place& place, const ResponseHead& head);
   BodyFlow _gotBytes(Place& place, std::string_view bytes);
   void _ended(Place& place, const std::optional<platform::Error>& error);
-  /// Posts _work() unless that is posted.
+  /// Posts _work() unless it is posted already.
   void _postWork();
   void _work();
   void _fetch(std::uint64_t offset);
@@ -89,18 +89,18 @@ class ResourceFeed final : public std::enable_shared_from_this<ResourceFeed> {
   const ResponseHead _head;
   const PlainResourceHandlers _handlers;
   const PlainResourceLimits _limits;
-  Place* _first = nullptr;  // transfer thread; null: its place was given up
+  Place* _first = nullptr;  // transfer thread only; null: dropped
 
-  mutable std::mutex _mutex;  // guards the rest
+  mutable std::mutex _mutex;  // guards the members below
   std::condition_variable _changed;
   SpanStore _store;
-  std::vector<std::unique_ptr<Place>> _places;  // changed by the transfer thread alone
+  std::vector<std::unique_ptr<Place>> _places;  // modified by the transfer thread only
   std::optional<std::uint64_t> _size;
-  std::optional<std::uint64_t> _wanted;       // where a read waits
-  std::optional<platform::Error> _error;      // for the read that waits
+  std::optional<std::uint64_t> _wanted;       // the offset a read waits for
+  std::optional<platform::Error> _error;      // for the waiting read
   std::optional<platform::Error> _lastError;  // of the transfer that ended last
-  bool _hasChanged = false;                   // another version of the resource came
-  bool _hasFailed = false;                    // a read; none has succeeded since
+  bool _hasChanged = false;                   // another version of the resource was received
+  bool _hasFailed = false;                    // the last read has failed
   bool _isWorkPosted = false;
   bool _isClosed = false;
   std::uint64_t _useCount = 0;

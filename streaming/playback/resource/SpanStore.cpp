@@ -30,7 +30,7 @@ void SpanStore::put(std::uint64_t offset, std::string_view bytes) {
     const auto next = _chunks.upper_bound(offset);
     std::uint64_t count = bytes.size();
     if (next != _chunks.end()) count = std::min(count, next->first - offset);
-    // Small pieces are joined to the chunk in front of them.
+    // Append to the previous chunk while it is small.
     if (next != _chunks.begin()) {
       auto& [begin, last] = *std::prev(next);
       if (begin + last.bytes.size() == offset && last.bytes.size() < kChunkBytes) {
@@ -75,7 +75,7 @@ std::uint64_t SpanStore::endFrom(std::uint64_t offset) const {
 }
 
 void SpanStore::trim(const std::vector<Window>& windows, std::uint64_t limit) {
-  std::vector<std::pair<std::uint64_t, std::uint64_t>> unneeded;  // use, offset
+  std::vector<std::pair<std::uint64_t, std::uint64_t>> unneeded;  // use counter, offset
   std::uint64_t size = 0;
   for (const auto& [offset, chunk] : _chunks) {
     const std::uint64_t end = offset + chunk.bytes.size();

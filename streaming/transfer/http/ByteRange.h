@@ -7,16 +7,16 @@
 
 namespace streaming {
 
-/// A part of a resource, in bytes, as HTTP writes it.
+/// A byte range in the notation of HTTP (RFC 9110).
 struct ByteRange {
   std::uint64_t first = 0;
-  std::optional<std::uint64_t> last;  ///< inclusive; none: to the end
+  std::optional<std::uint64_t> last;  ///< inclusive; nullopt: to the end
   std::optional<std::uint64_t> total;
 
-  /// Of a Content-Range field.
+  /// Parses a Content-Range field.
   static std::optional<ByteRange> ofResponse(std::string_view field);
 
-  std::string requestField() const;  ///< bytes=1-2
+  std::string requestField() const;  ///< such as "bytes=1-2"
 };
 
 }  // namespace streaming

@@ -12,7 +12,7 @@ CurlLoop::CurlLoop(EventLoop& loop) : _loop(loop), _multi(curl_multi_init()) {
   curl_multi_setopt(_multi, CURLMOPT_SOCKETDATA, this);
   curl_multi_setopt(_multi, CURLMOPT_TIMERFUNCTION, &CurlLoop::_timeoutChanged);
   curl_multi_setopt(_multi, CURLMOPT_TIMERDATA, this);
-  // A paused transfer would hold up the others of its connection.
+  // No multiplexing: a paused transfer would block others on the same connection.
   curl_multi_setopt(_multi, CURLMOPT_PIPELINING, CURLPIPE_NOTHING);
   curl_multi_setopt(_multi, CURLMOPT_MAXCONNECTS, 16L);
 }
@@ -63,7 +63,7 @@ void CurlLoop::_act(curl_socket_t socket, int events) {
   int left = 0;
   while (const CURLMsg* message = curl_multi_info_read(_multi, &left)) {
     if (message->msg != CURLMSG_DONE) continue;
-    // The message is gone once its transfer is taken out.
+    // The message is invalid after the transfer was removed.
     CURL* const transfer = message->easy_handle;
     const CURLcode code = message->data.result;
     auto ended = _transfers.extract(transfer);

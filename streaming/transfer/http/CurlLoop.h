@@ -10,20 +10,19 @@
 
 namespace streaming {
 
-/// The transfers of libcurl in an event loop, with the connections that they share. Transfer thread
-/// only.
+/// Runs libcurl transfers in an event loop. The transfers share connections. Transfer thread only.
 class CurlLoop {
  public:
   explicit CurlLoop(EventLoop& loop);
-  /// No transfers are under way any more.
+  /// All transfers must have been removed.
   ~CurlLoop();
   CurlLoop(const CurlLoop&) = delete;
   CurlLoop& operator=(const CurlLoop&) = delete;
 
-  /// `ended` is called once after the transfer has ended and was taken out, never from within a
-  /// callback of a transfer. It may add and remove others.
+  /// `ended` is called once, after the transfer was removed, and never within a libcurl callback.
+  /// It may add and remove transfers.
   void add(CURL* transfer, std::function<void(CURLcode)> ended);
-  /// Cancels it; `ended` is not called. Not from within a callback of a transfer.
+  /// Cancels a transfer without calling `ended`. Must not be called within a libcurl callback.
   void remove(CURL* transfer);
 
  private:

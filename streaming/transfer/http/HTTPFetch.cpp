@@ -12,16 +12,16 @@ namespace {
 
 using platform::URLErrorCode;
 
-// Reading the rest of a short body is cheaper than another connection.
+// Discarding the rest of a short body is cheaper than a new connection.
 constexpr std::size_t kMostSkippedBytes = std::size_t{64} * 1024;
-// After so many bytes without a fault all retries are available again.
+// Receiving this many bytes resets the retry counter.
 constexpr std::uint64_t kForgivingBytes = std::uint64_t{1024} * 1024;
 
 double secondsOf(std::chrono::milliseconds time) {
   return std::chrono::duration<double>(time).count();
 }
 
-/// A validator that stands for every byte of the resource.
+/// A validator that changes with every change of the resource, for If-Range.
 std::string strongValidator(const ResponseHead& head) {
   const std::string tag = head.field("ETag");
   return tag.empty() || tag.starts_with("W/") ? head.field("Last-Modified") : tag;
@@ -75,7 +75,7 @@ void HTTPFetch::_try() {
   curl_easy_setopt(transfer, CURLOPT_PREREQDATA, this);
   _item.counters().addRequest();
   _meter.begin();
-  // libcurl bounds the time to connect.
+  // libcurl enforces the connect timeout.
   const double bound = secondsOf(_item.bounds().connect + _item.bounds().stall);
   _deadline = monotonicSeconds() + bound;
   _slowSince = monotonicSeconds();
@@ -147,7 +147,7 @@ bool HTTPFetch::_gotHead() {
   if (length >= 0) head.length = static_cast<std::uint64_t>(length);
   if (_request.acceptsEncodings && !_decode(head)) return false;
   if (_head) return _continue(head);
-  // The status of a head that makes no sense is in the attempt's verdict.
+  // For status 416 the attempt ends with the refusal that is already set.
   if (!_place(head)) return _attempt->verdict == Verdict::Refuse && head.status == 416;
   _head = head;
   switch (_observer.transferGotHead(head)) {
@@ -212,7 +212,7 @@ void HTTPFetch::resume() {
   if (!std::exchange(_attempt->isHeld, false)) return;
   const CURLcode code = curl_easy_pause(_attempt->request.get(), CURLPAUSE_CONT);
   if (code == CURLE_OK) return;
-  // libcurl reports a failure of the held bytes only here.
+  // libcurl reports errors of the held bytes only here.
   _timer = _item.loop().callAt(std::chrono::steady_clock::now(), [this, code] {
     _loop.remove(_attempt->request.get());
     _attemptEnded(code);
@@ -251,7 +251,7 @@ void HTTPFetch::_checkSilence() {
   }
   _item.counters().addStall();
   if (_attempt->verdict == Verdict::None) _attempt->verdict = Verdict::Stalled;
-  // A slow server stays slow.
+  // A slow transfer is not retried.
   if (isSlow) _retries = _item.bounds().backOff.size();
   _loop.remove(_attempt->request.get());
   _attemptEnded(CURLE_OPERATION_TIMEDOUT);
@@ -276,7 +276,7 @@ void HTTPFetch::_attemptEnded(CURLcode code) {
     case Verdict::Abort:
       return _end(std::nullopt);
     case Verdict::Stalled:
-      // A server that has not sent anything is not asked again.
+      // No retry if the server has not sent any response.
       return _head ? _tryAgain(networkError(URLErrorCode::TimedOut))
                    : _end(networkError(URLErrorCode::TimedOut));
     case Verdict::None:

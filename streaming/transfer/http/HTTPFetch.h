@@ -18,43 +18,42 @@ namespace streaming {
 
 class FetchObserver : public TransferObserver {
  public:
-  /// Last, in place of transferEnded(): the resource is at a URL that is not http or https.
+  /// Called last, instead of transferEnded(), for a redirect to a URL that is not http or https.
   virtual void fetchRedirected(std::string url) = 0;
 };
 
-/// Fetches a resource from a server. It follows redirects, repeats a request that may succeed the
-/// next time, and resumes a body that broke off if the resource has not changed. If the server
-/// ignores ranges and sends everything, the wanted part is cut out. An HTTP status other than
-/// success is reported as an error.
+/// Fetches a resource over HTTP. It follows redirects, retries temporary failures, and resumes an
+/// interrupted body if the resource has not changed. If the server ignores a range request, the
+/// requested part is extracted. An HTTP status other than success is reported as an error.
 ///
-/// Transfer thread only. Destroying it cancels it; that is allowed in transferEnded() and
+/// Transfer thread only. Destroying it cancels it. It may be destroyed in transferEnded() and
 /// fetchRedirected(), but not in the other callbacks.
 class HTTPFetch {
  public:
   struct Request {
     std::string url;  ///< http or https
     bool acceptsEncodings = false;
-    bool isTrusted = false;  ///< may reach private addresses, until a server redirects it
-    /// Without a span: asks for the range of everything, to find out whether the server has ranges.
+    bool isTrusted = false;  ///< may use private addresses, until a server redirects it
+    /// Without a span: sends an open range request, to detect range support.
     bool findsOutRanges = false;
     std::optional<ByteSpan> span;
     HeaderFields fields;
-    int redirects = 0;  ///< that were followed before
+    int redirects = 0;  ///< redirects followed before
   };
 
-  /// All of these outlive it.
+  /// The arguments must outlive the fetch.
   HTTPFetch(ItemContext& item, Request request, FetchObserver& observer);
   ~HTTPFetch();
   HTTPFetch(const HTTPFetch&) = delete;
   HTTPFetch& operator=(const HTTPFetch&) = delete;
 
   void start() { _try(); }
-  /// There is room again after BodyFlow::Pause.
+  /// Continues after BodyFlow::Pause.
   void resume();
 
  private:
   struct Attempt {
-    /// What follows once this attempt has ended.
+    /// What to do when the attempt has ended.
     enum class Verdict { None, Redirect, TryAgain, TryWithoutRange, Refuse, Abort, Stalled };
 
     Attempt(ItemContext& item, const HTTPRequest::Setup& setup)
@@ -63,9 +62,9 @@ class HTTPFetch {
     HTTPRequest request;
     HeaderReader header;
     bool hasHead = false;
-    bool isHeld = false;  // libcurl keeps bytes until resume()
+    bool isHeld = false;  // libcurl holds back bytes until resume()
     std::size_t skippedBytes = 0;
-    std::uint64_t bytesBefore = 0;  // of a whole body, in front of the wanted part
+    std::uint64_t bytesBefore = 0;  // bytes of a complete body before the requested part
     std::uint64_t countedBytes = 0;
     std::uint64_t passedBytes = 0;
     Verdict verdict = Verdict::None;
@@ -85,7 +84,7 @@ class HTTPFetch {
   bool _canContinue() const;
   void _end(const std::optional<platform::Error>& error);
 
-  // Of an attempt; false: it is to be ended.
+  // Callbacks of an attempt. False: abort it.
   bool _gotLine(std::string_view line);
   bool _gotHead();
   bool _checkStatus(const ResponseHead& head);
@@ -108,7 +107,7 @@ class HTTPFetch {
   Request _request;
   FetchObserver& _observer;
   TransferMeter _meter;
-  std::shared_ptr<void> _timer;  // for the next byte; between attempts for the next one
+  std::shared_ptr<void> _timer;  // for the next byte or the next attempt
   std::unique_ptr<Attempt> _attempt;
   double _deadline = 0;
   double _slowSince = 0;
@@ -116,8 +115,8 @@ class HTTPFetch {
   int _redirects;
   std::size_t _retries = 0;
   bool _isPaused = false;
-  std::optional<ResponseHead> _head;  // as it was reported
-  ByteRange _part;                    // what the body is of the resource
+  std::optional<ResponseHead> _head;  // as reported
+  ByteRange _part;                    // the part of the resource in the body
   bool _isCutOut = false;
   std::uint64_t _passedBytes = 0;
 };

@@ -5,7 +5,7 @@
 #include "streaming/transfer/NetworkErrors.h"
 #include "streaming/transfer/http/HTTPFetch.h"
 
-// What HTTPFetch concludes from the head of a response.
+// Evaluates response heads.
 
 namespace streaming {
 namespace {
@@ -20,14 +20,14 @@ bool isTemporaryStatus(int status) { return status == 502 || status == 503 || st
 
 }  // namespace
 
-/// False: the status is not one of success, and the attempt's verdict says what follows.
+/// False: the status is not a success; the verdict of the attempt is set.
 bool HTTPFetch::_checkStatus(const ResponseHead& head) {
   if (isRedirectStatus(head.status) && !head.field("Location").empty()) {
     _attempt->verdict = Verdict::Redirect;
   } else if (isTemporaryStatus(head.status) && _retries < _item.bounds().backOff.size()) {
     _attempt->verdict = Verdict::TryAgain;
   } else if (head.status == 416 && !_request.span && _request.findsOutRanges && !_head) {
-    _attempt->verdict = Verdict::TryWithoutRange;  // it is empty
+    _attempt->verdict = Verdict::TryWithoutRange;  // the resource is empty
   } else if (head.status >= 300) {
     _attempt->verdict = Verdict::Refuse;
     _attempt->refusal = head.status >= 400 ? httpError(static_cast<unsigned>(head.status))
@@ -39,19 +39,19 @@ bool HTTPFetch::_checkStatus(const ResponseHead& head) {
 bool HTTPFetch::_decode(ResponseHead& head) {
   const std::string encoding = head.field("Content-Encoding");
   if (encoding.empty() || isSameName(encoding, "identity")) return true;
-  // One layer of these grows at most by a factor of a thousand. Others, and several layers, have no
-  // bound.
+  // One layer of gzip or deflate expands at most by a factor of 1000. Other encodings, and several
+  // layers, have no such bound.
   if (!isSameName(encoding, "gzip") && !isSameName(encoding, "x-gzip") &&
       !isSameName(encoding, "deflate"))
     return _refuse(URLErrorCode::BadServerResponse, "Its encoding was not requested.");
   head.length.reset();
-  // These describe the encoded bytes.
+  // These fields describe the encoded body.
   for (const char* name : {"Content-Encoding", "Content-Length", "Accept-Ranges", "ETag"})
     removeField(head.fields, name);
   return true;
 }
 
-/// Finds out which part of the resource the body is.
+/// Determines which part of the resource the body contains.
 bool HTTPFetch::_place(ResponseHead& head) {
   _part = {};
   _part.total = head.length;
@@ -71,7 +71,7 @@ bool HTTPFetch::_place(ResponseHead& head) {
   head.offset = part->first;
   head.totalLength = part->total;
   head.length = *part->last - part->first + 1;
-  // The titles of a radio station are counted from the beginning of its body.
+  // Title positions of internet radio are relative to the start of the body.
   head.acceptsRanges = head.field("icy-metaint").empty();
   if (_request.span && _request.span->length && *_request.span->length < *head.length) {
     head.length = _request.span->length;
@@ -85,7 +85,7 @@ bool HTTPFetch::_place(ResponseHead& head) {
   return true;
 }
 
-/// The whole resource comes, of which maybe a part is wanted.
+/// The server sends the whole resource; only a part may be requested.
 bool HTTPFetch::_cutOut(ResponseHead& head) {
   if (!_isRanged() || !head.field("icy-metaint").empty()) return true;
   _part.first = _request.span->offset;
@@ -130,7 +130,7 @@ bool HTTPFetch::_isUnchanged(const ResponseHead& head) const {
          (tag.empty() || oldTag.empty() || tag == oldTag);
 }
 
-/// The wanted part of bytes of this attempt. Empty behind the end of the part.
+/// The requested part of `bytes`. Empty after the end of the part.
 std::string_view HTTPFetch::_wanted(std::string_view bytes) {
   const auto before = std::min<std::uint64_t>(_attempt->bytesBefore, bytes.size());
   _attempt->bytesBefore -= before;

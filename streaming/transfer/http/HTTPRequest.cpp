@@ -17,10 +17,10 @@ namespace {
 using platform::URLErrorCode;
 
 constexpr const char* kUserAgent = "TVVorlane";
-// A smaller piece bounds how much is unpacked before the observer can pause the transfer.
+// A small buffer limits the size of decompressed data between two chances to pause.
 constexpr long kCompressedPiece = 4096;
 
-/// Fields of the connection, and those that are set here.
+/// Connection fields, and fields that are set here.
 bool isReservedField(const std::string& name) {
   static constexpr std::array<const char*, 10> names = {
       "host",    "connection", "content-length",  "transfer-encoding",
@@ -41,7 +41,7 @@ bool isFieldName(std::string_view name) {
   });
 }
 
-/// A proxy connects in our place, so the address of the connection says nothing of the server.
+/// With a proxy, the connection's address is not that of the server.
 bool goesThroughProxy() {
   static const bool goes = [] {
     for (const char* name : {"http_proxy", "https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"})
@@ -68,7 +68,7 @@ HTTPRequest::HTTPRequest(ItemContext& item, const Setup& request)
   curl_easy_setopt(transfer, CURLOPT_URL, request.url.c_str());
   curl_easy_setopt(transfer, CURLOPT_PROTOCOLS_STR, "http,https");
   curl_easy_setopt(transfer, CURLOPT_NOSIGNAL, 1L);
-  // Cancelling does not wait for a name lookup.
+  // Do not wait for a DNS lookup when cancelling.
   curl_easy_setopt(transfer, CURLOPT_QUICK_EXIT, 1L);
   curl_easy_setopt(transfer, CURLOPT_CONNECTTIMEOUT_MS,
                    static_cast<long>(item.bounds().connect.count()));
@@ -103,7 +103,7 @@ HTTPRequest::~HTTPRequest() {
 
 void HTTPRequest::_addField(const std::string& name, const std::string& value) {
   if (!isFieldName(name) || !isFieldText(value)) return;
-  // libcurl wants a semicolon for a field without a value.
+  // libcurl requires a semicolon for a field without a value.
   const std::string line = value.empty() ? name + ";" : name + ": " + value;
   _fields = curl_slist_append(_fields, line.c_str());
 }
@@ -121,7 +121,7 @@ curl_socket_t HTTPRequest::_openSocket(void* self, curlsocktype, curl_sockaddr* 
 }
 
 bool HTTPRequest::mayUse(const char* address) {
-  // A connection may have been opened for another item.
+  // The connection may have been opened by another item.
   return !address || _allows(isPrivateAddress(std::string(address)));
 }
 
@@ -149,12 +149,12 @@ platform::Error HTTPRequest::error(CURLcode code) const {
     case CURLE_SSL_INVALIDCERTSTATUS:
     case CURLE_USE_SSL_FAILED:
       return networkError(URLErrorCode::SecureConnectionFailed);
-    // Of HTTP; schemes are checked before.
+    // HTTP errors. Schemes were checked before.
     case CURLE_UNSUPPORTED_PROTOCOL:
     case CURLE_WEIRD_SERVER_REPLY:
     case CURLE_BAD_CONTENT_ENCODING:
     case CURLE_FILESIZE_EXCEEDED:
-    // A header field beyond the limit of libcurl; since 8.6 with the second code.
+    // A header field beyond the limit of libcurl; the second code since version 8.6.
     case CURLE_OUT_OF_MEMORY:
 #if LIBCURL_VERSION_NUM >= 0x080600
     case CURLE_TOO_LARGE:

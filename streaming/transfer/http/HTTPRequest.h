@@ -10,14 +10,14 @@
 
 namespace streaming {
 
-/// One request to a server as libcurl sends it. The context outlives it. Transfer thread only.
+/// One HTTP request of libcurl. The context must outlive it. Transfer thread only.
 class HTTPRequest {
  public:
   struct Setup {
     std::string url;
     bool acceptsEncodings = false;
-    bool isTrusted = false;  ///< may reach private addresses
-    HeaderFields fields;     ///< beside those of the item
+    bool isTrusted = false;  ///< may use private addresses
+    HeaderFields fields;     ///< in addition to those of the item
   };
   HTTPRequest(ItemContext& item, const Setup& setup);
   ~HTTPRequest();
@@ -25,9 +25,9 @@ class HTTPRequest {
   HTTPRequest& operator=(const HTTPRequest&) = delete;
 
   CURL* get() const { return _transfer; }
-  /// To be called with the address of a connection before it is used.
+  /// Call it with the address of a connection before using the connection.
   bool mayUse(const char* address);
-  /// The error of a transfer that has failed with `code`.
+  /// Maps a libcurl error code to an error.
   platform::Error error(CURLcode code) const;
 
  private:
@@ -43,7 +43,7 @@ class HTTPRequest {
   curl_slist* _fields = nullptr;
 };
 
-/// Another try may succeed.
+/// A retry may succeed.
 bool isTemporary(CURLcode code);
 
 }  // namespace streaming

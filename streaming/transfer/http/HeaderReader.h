@@ -7,21 +7,21 @@
 
 namespace streaming {
 
-/// Collects the header fields of the responses to one request, line by line.
+/// Collects the header fields of responses, line by line.
 class HeaderReader {
  public:
   enum class Result { More, Complete, TooLong };
 
   explicit HeaderReader(std::size_t mostBytes) : _mostBytes(mostBytes) {}
   Result feed(std::string_view line);
-  /// Of a line behind the body, which says nothing new. False: there are too many.
+  /// Counts a trailer line, whose fields are ignored. False: the limit is exceeded.
   bool feedTrailer(std::string_view line);
-  /// Of the response that is complete.
+  /// The fields of the complete response.
   HeaderFields takeFields();
 
  private:
   const std::size_t _mostBytes;
-  std::size_t _bytes = 0;  // of interim responses too
+  std::size_t _bytes = 0;  // including interim responses
   HeaderFields _fields;
 };
 

@@ -47,7 +47,7 @@ bool isPrivateV6(const in6_addr& address) {
     return isPrivateV4(v4At(12));
   if (bytes[0] == 0x20 && bytes[1] == 0x02) return isPrivateV4(v4At(2));  // 6to4
   if (IN6_IS_ADDR_V4MAPPED(&address)) return isPrivateV4(v4At(12));
-  // Global unicast addresses are 2000::/3.
+  // Global unicast is 2000::/3.
   return (bytes[0] & 0xE0) != 0x20;
 }
 

@@ -7,7 +7,7 @@
 namespace streaming {
 namespace {
 
-// libcurl takes the lowest version in the lower half and the highest in the upper half.
+// libcurl takes the minimum version in the lower half and the maximum version in the upper half.
 constexpr long kVersion = CURL_SSLVERSION_TLSv1_2;
 
 int indexOfKey() {
@@ -19,7 +19,7 @@ unsigned provideKey(SSL* ssl, const char*, char* identity, unsigned identitySize
                     unsigned char* secret, unsigned secretSize) {
   const auto* key =
       static_cast<const PreSharedKey*>(SSL_CTX_get_ex_data(SSL_get_SSL_CTX(ssl), indexOfKey()));
-  // OpenSSL takes the identity as a C string.
+  // OpenSSL expects a null-terminated identity.
   if (!key || key->identity.size() >= identitySize || key->secret.size() > secretSize) return 0;
   std::memcpy(identity, key->identity.data(), key->identity.size());
   identity[key->identity.size()] = '\0';
@@ -40,7 +40,7 @@ void usePreSharedKey(CURL* transfer, const PreSharedKey& key) {
   curl_easy_setopt(transfer, CURLOPT_SSL_CTX_FUNCTION, &prepare);
   curl_easy_setopt(transfer, CURLOPT_SSL_CTX_DATA, &key);
   curl_easy_setopt(transfer, CURLOPT_SSLVERSION, kVersion | (kVersion << 16));
-  // Only the key authenticates the server, so no other cipher may be negotiated.
+  // Only PSK ciphers: the server is authenticated by the key alone.
   curl_easy_setopt(transfer, CURLOPT_SSL_CIPHER_LIST, "PSK-AES128-CBC-SHA256");
   curl_easy_setopt(transfer, CURLOPT_SSL_VERIFYPEER, 0L);
   curl_easy_setopt(transfer, CURLOPT_SSL_VERIFYHOST, 0L);

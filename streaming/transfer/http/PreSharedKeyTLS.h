@@ -6,8 +6,8 @@
 
 namespace streaming {
 
-/// Authenticates the TLS of a transfer by `key` instead of certificates. The key outlives the
-/// transfer and its connection.
+/// Authenticates TLS with `key` instead of certificates. `key` must outlive the transfer and its
+/// connection.
 void usePreSharedKey(CURL* transfer, const PreSharedKey& key);
 
 }  // namespace streaming
