@@ -13,6 +13,7 @@
 #include "media/workarounds/FlvdemuxAccurateSeek.h"
 #include "media/workarounds/QtdemuxEncryptedSeek.h"
 #include "media/workarounds/QtdemuxGrowingDuration.h"
+#include "media/workarounds/UrisourcebinTypefindDeadlock.h"
 #include "media/workarounds/WorkaroundRules.h"
 #include "platform/foundation/log/TVSLogger.h"
 
@@ -20,6 +21,7 @@ namespace media {
 namespace {
 
 // The versions that the workarounds were tested with: those of Debian 12 and of Debian 13.
+constexpr VersionRange kGStreamer12{{1, 22, 0}, {1, 22, 0}};
 constexpr VersionRange kGStreamer13{{1, 26, 2}, {1, 26, 2}};
 /// Both, and what lies between them. Only for a workaround that uses nothing but public functions.
 constexpr VersionRange kGStreamerBoth{{1, 22, 0}, {1, 26, 2}};
@@ -64,6 +66,8 @@ const std::vector<Workarounds::Entry>& Workarounds::_entries() {
        {.losesMediaBySeeks = losesDecryptionBySeeks}},
       {{"QtdemuxGrowingDuration", "isomp4", {kGStreamerBoth}},
        {.forPlaybin = installQtdemuxGrowingDuration}},
+      {{"UrisourcebinTypefindDeadlock", "playback", {kGStreamer12}},
+       {.forPlaybin = installUrisourcebinTypefindDeadlock}},
   };
   return entries;
 }

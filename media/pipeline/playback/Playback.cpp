@@ -3,6 +3,8 @@
 #include <initializer_list>
 #include <utility>
 
+#include "media/workarounds/UrisourcebinTypefindDeadlock.h"
+
 namespace media {
 
 Playback::Playback(LoadContext& load)
@@ -212,7 +214,7 @@ void Playback::_letGo() {
   if (_elements.presentation)
     _elements.presentation->close();
   else if (_elements.player)
-    gst_element_set_state(_elements.player.get(), GST_STATE_NULL);
+    stopUrisourcebin(_elements.player.get());
   // It is open even where nothing has come to play on it.
   if (_elements.sound && _elements.sound->element())
     gst_element_set_state(_elements.sound->element(), GST_STATE_NULL);

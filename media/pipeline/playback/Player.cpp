@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "media/support/GstTime.h"
+#include "media/workarounds/UrisourcebinTypefindDeadlock.h"
 
 namespace media {
 
@@ -24,7 +25,7 @@ void Player::setState(GstState state) {
 }
 
 void Player::reset() {
-  if (element()) gst_element_set_state(element(), GST_STATE_NULL);
+  if (element()) stopUrisourcebin(element());
   _requested = GST_STATE_NULL;
 }
 
