@@ -25,7 +25,7 @@ std::vector<SubtitleCue> cuesOrNone(const std::string& bytes) {
   return cues ? *std::move(cues) : std::vector<SubtitleCue>();
 }
 
-/// Nothing for a file that cannot be read or is too long.
+/// Returns an empty string for a file that cannot be read or is too long.
 std::string bytesOfFile(const std::string& url) {
   const GstRef<gchar> path(g_filename_from_uri(url.c_str(), nullptr, nullptr));
   std::ifstream file(path ? path.get() : "", std::ios::binary);

@@ -14,7 +14,7 @@
 
 namespace media {
 
-/// A text beside the media, by a URL of its own.
+/// A subtitle resource outside of the media, with a URL of its own.
 struct AlternateText {
   std::string url;
   std::string name;
@@ -23,15 +23,15 @@ struct AlternateText {
   std::vector<std::string> characteristics;
 };
 
-/// Those of an item's metadata: each a dictionary with "src" (or "URL"), and "language", "name",
-/// "forced" and "characteristics" where they are known. What has no URL with a scheme is left out,
-/// and so are files unless they are allowed.
+/// Returns the alternate tracks in the metadata of `item`. Each is a dictionary with "src" or "URL"
+/// and the optional keys "language", "name", "forced" and "characteristics". Tracks whose URL has
+/// no scheme are left out. So are file URLs unless `allowFileURLs` is set.
 ///
 /// Threads: main.
 std::vector<AlternateText> alternateTextsOf(const TVSMediaItem& item, bool allowFileURLs);
 
-/// The alternate texts of a loaded item as options of the legible group: at most one is selected,
-/// and is loaded then.
+/// The alternate texts of a loaded item as options of the legible group. At most one is selected.
+/// A text is loaded when it is selected.
 ///
 /// Threads: the pipeline's.
 class AlternateTexts {
@@ -39,17 +39,15 @@ class AlternateTexts {
   explicit AlternateTexts(std::vector<AlternateText> texts) : _texts(std::move(texts)) {}
 
   bool isSelected() const { return _selected.has_value(); }
-  /// Nothing for what is no identifier of these.
+  /// Returns the index of the text with this identifier, or nullopt.
   std::optional<std::size_t> find(const std::string& identifier) const;
-  /// What find() has found, or none. False when that is how it was.
+  /// Selects the text with this index (see find()), or none. Returns false if the selection stays.
   bool select(std::optional<std::size_t> text);
-  /// Begins to load the selected one. `done` is called once at most, on another thread, with what
-  /// could be read of it; not after stop().
-  /// `item` is null for a file.
+  /// Starts loading the selected text. `done` is called at most once, on another thread, with the
+  /// cues that could be read. It is not called after stop(). `item` is null for a plain resource.
   void load(streaming::Streaming& streaming, std::shared_ptr<streaming::StreamedItem> item,
             std::function<void(std::vector<SubtitleCue>)> done);
   void stop() { _loading.reset(); }
-  /// Adds the options.
   void appendTo(std::vector<platform::MediaSelectionGroup>& groups) const;
 
  private:

@@ -1,4 +1,5 @@
-// Segments: a page of regions, regions of objects, tables of colours, pixels of objects, the end.
+// Decodes DVB subtitles (ETSI EN 300 743): page composition, region composition, CLUT definition,
+// object data, display definition and end of display set segments.
 
 #include <algorithm>
 #include <map>
@@ -17,7 +18,7 @@ constexpr int kMostDVBSide = 2048;
 
 using Colors = std::array<std::uint32_t, 256>;
 
-/// What holds where a stream brings no colours.
+/// The default CLUT, for streams without a CLUT definition.
 Colors usualColors(unsigned depth) {
   Colors colors{};
   if (depth == 1) {
@@ -43,7 +44,7 @@ struct ObjectPlace {
 struct Region {
   int width = 0;
   int height = 0;
-  unsigned depth = 2;  // 1, 2 and 3: two, four and eight bits
+  unsigned depth = 2;  // 1, 2, 3: 2, 4, 8 bits a pixel
   std::uint8_t colors = 0;
   std::vector<ObjectPlace> objects;
   std::vector<std::uint8_t> pixels;
@@ -75,7 +76,8 @@ class Bits {
   int _count = 0;
 };
 
-/// A stretch of pixels of one colour; nothing at the end of a string of them.
+/// A run of pixels of one colour. The functions below return nullopt at the end of a string of
+/// runs.
 struct Run {
   unsigned length;
   unsigned color;
@@ -129,7 +131,7 @@ class DVBSubtitles final : public ImageSubtitles {
     ByteReader reader(packet);
     while (reader.byte() == kSync) {
       const std::uint8_t type = reader.byte();
-      reader.take(2);  // the page: each stream here has one
+      reader.take(2);  // the page id: each stream here has one page
       const ByteReader segment(reader.bytes(reader.take(2)));
       if (!reader.isGood()) return;
       if (type == 0x10) _readPage(start, segment);
@@ -139,7 +141,7 @@ class DVBSubtitles final : public ImageSubtitles {
       if (type == 0x14) _readCanvas(segment);
       if (type == 0x80) _show();
     }
-    // Some streams leave out the end of the set.
+    // Some streams have no end of display set segment.
     _show();
   }
 
@@ -236,7 +238,7 @@ class DVBSubtitles final : public ImageSubtitles {
         transparency = static_cast<int>(packed & 3U) * 85;
       }
       if (!reader.isGood()) return;
-      // No light at all means that it is transparent.
+      // Y = 0 means transparent.
       colors[index] =
           y == 0 ? 0 : colorOfVideo(y, cb, cr, 255 - transparency, _height > kMostStandardRows);
     }
@@ -245,7 +247,7 @@ class DVBSubtitles final : public ImageSubtitles {
   void _readObject(ByteReader reader) {
     const std::uint32_t identifier = reader.take(2);
     const std::uint8_t flags = reader.byte();
-    if ((flags >> 2U & 3U) != 0) return;  // written in letters
+    if ((flags >> 2U & 3U) != 0) return;  // objects of characters are not supported
     const std::size_t topSize = reader.take(2);
     const std::size_t bottomSize = reader.take(2);
     const std::string_view top = reader.bytes(topSize);
@@ -269,7 +271,7 @@ class DVBSubtitles final : public ImageSubtitles {
         y += 2;
       } else if (kind >= 0x10 && kind <= 0x12) {
         Bits bits(reader);
-        // Some streams leave out half of what ends a row that is full.
+        // In some streams the end code of a full row is only half there.
         while (reader.isGood() && (kind != 0x12 || x < region.width)) {
           const auto run = kind == 0x10   ? takeTwoBits(bits)
                            : kind == 0x11 ? takeFourBits(bits)
@@ -281,7 +283,7 @@ class DVBSubtitles final : public ImageSubtitles {
                             static_cast<std::size_t>(x)] = static_cast<std::uint8_t>(run->color);
         }
       } else {
-        // Tables that turn few colours into many, which nobody sends; or what ends a row.
+        // Skips colour map tables, which are not used in practice, and stuffing.
         const int size = kind == 0x20 ? 2 : kind == 0x21 ? 4 : kind == 0x22 ? 16 : 0;
         if (size == 0 && kind != 0) return;
         reader.bytes(static_cast<std::size_t>(size));
@@ -313,7 +315,7 @@ class DVBSubtitles final : public ImageSubtitles {
     const bool showsSomething = !cue.images.empty();
     _shown(std::move(cue));
     if (!showsSomething || _timeout <= 0) return;
-    // Where no other page comes.
+    // Ends the cue after the page time-out if no other page comes.
     SubtitleCue end;
     end.start = _start + _timeout;
     _shown(std::move(end));

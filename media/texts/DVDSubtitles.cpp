@@ -1,4 +1,5 @@
-// A packet is a picture of four colours in two fields, and a list of commands with their times.
+// A DVD subpicture packet has a bitmap of four colours in two fields, and command sequences with
+// their times.
 
 #include <algorithm>
 #include <charconv>
@@ -14,11 +15,11 @@ namespace {
 constexpr double kSecondsAStep = 1024.0 / 90000;
 constexpr int kCommandListLimit = 64;
 constexpr double kMostDVDSide = 4096;
-/// Where nothing says which it is.
+/// Used if the stream does not have the canvas size: the first one that the bitmap fits into.
 constexpr std::array<std::pair<int, int>, 4> kCanvases{
     {{720, 480}, {720, 576}, {1280, 720}, {1920, 1080}}};
 
-/// Half bytes, the upper one first.
+/// Reads half bytes, the upper one first.
 class Nibbles {
  public:
   explicit Nibbles(std::string_view bytes) : _bytes(bytes) {}
@@ -36,14 +37,14 @@ class Nibbles {
 };
 
 struct Display {
-  std::array<unsigned, 4> colors{0, 1, 2, 3};  // of the palette
+  std::array<unsigned, 4> colors{0, 1, 2, 3};  // indices into the palette
   std::array<unsigned, 4> alphas{0, 15, 15, 15};
   int left = 0;
   int right = -1;
   int top = 0;
   int bottom = -1;
-  std::array<std::size_t, 2> fields{};  // where their pixels begin
-  double begin = 0;                     // seconds from the packet's
+  std::array<std::size_t, 2> fields{};  // offsets of the pixel data
+  double begin = 0;                     // seconds after the packet's time
   double end = -1;
 };
 
@@ -55,7 +56,7 @@ class DVDSubtitles final : public ImageSubtitles {
   }
 
   void setPalette(const Palette& palette) override { _palette = palette; }
-  /// Lines, of which "size: 720x480" and "palette: 000000, 0000ff, …" count.
+  /// Reads the lines "size: 720x480" and "palette: 000000, 0000ff, …" of the text.
   void setDescription(std::string_view text) override {
     constexpr std::string_view kSize = "size:";
     constexpr std::string_view kPalette = "palette:";
@@ -83,7 +84,7 @@ class DVDSubtitles final : public ImageSubtitles {
     if (!_readCommands(packet, display)) return;
     SubtitleCue cue;
     cue.start = start + display.begin;
-    // A container that knows how long it stands knows better: it may have been cut.
+    // The duration of the container is preferred if it is shorter: the stream may have been cut.
     const double own = display.end - display.begin;
     const bool hasOwn = own > 0;
     cue.duration = duration == SubtitleCue::kUntilNext ? (hasOwn ? own : duration)
@@ -105,7 +106,7 @@ class DVDSubtitles final : public ImageSubtitles {
       const double time = kSecondsAStep * reader.take(2);
       const std::size_t next = reader.take(2);
       _readList(reader, time, display);
-      if (next <= at) break;  // the last one names itself
+      if (next <= at) break;  // the last sequence refers to itself
       at = next;
     }
     return display.right >= display.left && display.bottom >= display.top;
@@ -114,7 +115,7 @@ class DVDSubtitles final : public ImageSubtitles {
   static void _readList(ByteReader& reader, double time, Display& display) {
     while (reader.isGood() && !reader.isEmpty()) {
       switch (reader.byte()) {
-        case 0x00:  // is forced
+        case 0x00:  // forced display
           break;
         case 0x01:
           display.begin = time;
@@ -140,7 +141,7 @@ class DVDSubtitles final : public ImageSubtitles {
         case 0x06:
           display.fields = {reader.take(2), reader.take(2)};
           break;
-        default:  // the end, or what is not known
+        default:  // the end, or an unknown command
           return;
       }
     }
@@ -182,12 +183,12 @@ class DVDSubtitles final : public ImageSubtitles {
   static void _drawRow(Nibbles& nibbles, const std::array<std::uint32_t, 4>& colors,
                        std::uint32_t* row, std::size_t width) {
     for (std::size_t x = 0; x < width && !nibbles.isEmpty();) {
-      // From four to sixteen bits: the longer the more zeros are before.
+      // A code has 4 to 16 bits. Leading zeros give its length.
       unsigned code = nibbles.take();
       for (unsigned least = 4; code < least && least <= 0x40; least *= 4)
         code = code << 4 | nibbles.take();
       std::size_t run = code >> 2;
-      // Zero: to the end of the row.
+      // Run length zero: to the end of the row.
       run = run == 0 ? width - x : std::min(run, width - x);
       std::fill_n(row + x, run, colors[code & 3]);
       x += run;
@@ -197,7 +198,7 @@ class DVDSubtitles final : public ImageSubtitles {
 
   const Shown _shown;
   Palette _palette{};
-  std::pair<int, int> _canvas{};  // zero when nobody has told
+  std::pair<int, int> _canvas{};  // zero: unknown
 };
 
 }  // namespace

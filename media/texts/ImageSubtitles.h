@@ -12,37 +12,37 @@
 
 namespace media {
 
-/// Reads the packets of one stream of pictures of text.
+/// Decodes the packets of one stream of bitmap subtitles.
 ///
-/// Whatever is broken in a packet is left out. Bounded: canvases, regions, objects.
+/// Broken parts of a packet are skipped. Sizes of canvases, regions and objects are limited.
 /// Threads: one at a time.
 class ImageSubtitles {
  public:
-  /// A cue without images ends the one before.
+  /// A cue without images ends the previous cue.
   using Shown = std::function<void(SubtitleCue cue)>;
   using Palette = std::array<std::uint32_t, 16>;  ///< 0xAARRGGBB
 
   virtual ~ImageSubtitles() = default;
-  /// `duration` is what the container says; kUntilNext when it says nothing. Seconds.
+  /// `duration` is the container's, in seconds, or kUntilNext if the container has none.
   virtual void feed(double start, double duration, std::string_view packet) = 0;
-  /// What came before counts no more: another place of the time line follows.
+  /// Drops the state of the decoder. Call it after a seek.
   virtual void reset() = 0;
   virtual void setPalette(const Palette&) {}
-  /// What the container says of the whole stream.
+  /// Sets the codec data of the stream.
   virtual void setDescription(std::string_view) {}
 };
 
-/// Of Blu-ray, `subpicture/x-pgs`.
+/// Decodes the Presentation Graphic Stream (PGS) of Blu-ray, `subpicture/x-pgs`.
 std::unique_ptr<ImageSubtitles> makePresentationGraphics(ImageSubtitles::Shown shown);
-/// Of DVD, `subpicture/x-dvd`.
+/// Decodes the subpictures of DVD, `subpicture/x-dvd`.
 std::unique_ptr<ImageSubtitles> makeDVDSubtitles(ImageSubtitles::Shown shown);
-/// Of broadcasts, `subpicture/x-dvb`.
+/// Decodes DVB subtitles (ETSI EN 300 743), `subpicture/x-dvb`.
 std::unique_ptr<ImageSubtitles> makeDVBSubtitles(ImageSubtitles::Shown shown);
-/// By the media type; null for any other.
+/// Chooses the decoder by the media type. Returns null for any other type.
 std::unique_ptr<ImageSubtitles> makeImageSubtitles(std::string_view mediaType,
                                                    ImageSubtitles::Shown shown);
 
-/// Walks over bytes; beyond their end everything is zero, and isGood() is false from then on.
+/// Reads bytes one by one. Reads beyond the end return zero and make isGood() false.
 class ByteReader {
  public:
   explicit ByteReader(std::string_view bytes) : _bytes(bytes) {}
@@ -60,7 +60,7 @@ class ByteReader {
     _bytes.remove_prefix(1);
     return value;
   }
-  /// Shorter where there is less.
+  /// Returns fewer bytes than `count` at the end.
   std::string_view bytes(std::size_t count) {
     if (count > _bytes.size()) _good = false;
     const std::string_view result = _bytes.substr(0, count);
@@ -76,13 +76,13 @@ class ByteReader {
   bool _good = true;
 };
 
-/// Rows of standard definition, at most; pictures with more use the colours of high definition.
+/// Pictures with more rows than this use BT.709 colours, others BT.601.
 inline constexpr int kMostStandardRows = 576;
 
-/// A colour of video with the levels of video, and its opacity.
+/// Converts a colour in video range and its opacity to 0xAARRGGBB.
 std::uint32_t colorOfVideo(int y, int cb, int cr, int alpha, bool isHighDefinition);
 
-/// Without transparent edges. False when nothing is left.
+/// Cuts off transparent edges. Returns false if the image is wholly transparent.
 bool crop(CueImage& image);
 
 }  // namespace media

@@ -11,7 +11,7 @@
 namespace media {
 namespace {
 
-/// The same stream by its right name.
+/// Replaces the caps of `pad` by those of a WebVTT stream.
 void tellWebVTT(GstPad* pad, const char* pieces) {
   const GstRef<GstCaps> caps(gst_pad_get_current_caps(pad));
   if (!caps) return;
@@ -54,7 +54,7 @@ void onMatroskaElement(GstBin*, GstBin*, GstElement* element, gpointer) {
   const GstRef<GstPad> pad(gst_element_get_static_pad(element, "sink"));
   if (!pad) return;
   auto tap = std::make_unique<MatroskaTap>();
-  // Before whoever takes the pads. Both are gone with the element.
+  // The handler has to be connected before the one of the element that links the pads.
   g_signal_connect(element, "pad-added",
                    G_CALLBACK(+[](GstElement* demuxer, GstPad* added, gpointer self) {
                      static_cast<const MatroskaTap*>(self)->tell(demuxer, added);

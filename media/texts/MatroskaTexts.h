@@ -4,16 +4,16 @@
 
 namespace media {
 
-/// An element's message before the stream is told of: a text that is shown although nobody has
-/// chosen it; its field has the stream's id.
+/// The element message that announces a forced text stream. It is posted before the stream is
+/// announced. Its field `kForcedTextStream` has the stream's id.
 inline constexpr const char* kForcedTextMessage = "vorlane-forced-text";
 inline constexpr const char* kForcedTextStream = "stream-id";
 
-/// Has the library's demuxer of Matroska in a pipeline tell what it knows of texts and keeps to
-/// itself: which ones are forced, as `kForcedTextMessage`, and which ones are WebVTT, in a form
-/// that registerTextStream() reads.
+/// matroskademux does not report which text streams are forced, and gives WebVTT the wrong caps.
+/// This function reads both from the tracks of the file: it posts `kForcedTextMessage` for forced
+/// streams and sets caps on WebVTT pads that the element of registerTextStream() accepts.
 ///
-/// Call it before the pipeline starts; it goes with the pipeline's elements.
+/// Call it before the pipeline starts. It applies to every matroskademux added to `pipeline`.
 void tellMatroskaTexts(GstElement* pipeline);
 
 }  // namespace media

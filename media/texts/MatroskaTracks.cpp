@@ -32,7 +32,7 @@ std::uint64_t numberOf(Bytes bytes) {
   return number;
 }
 
-/// A number that tells its own length; `keepsMark` with the bit that does.
+/// Reads a variable-length integer of EBML. `keepsMark` keeps the length marker, as in element ids.
 std::optional<std::uint64_t> takeVariableNumber(Bytes& bytes, bool keepsMark) {
   if (bytes.empty() || bytes[0] == 0) return std::nullopt;
   const auto size = static_cast<std::size_t>(std::countl_zero(bytes[0])) + 1;
@@ -50,7 +50,6 @@ std::optional<Element> takeElement(Bytes& bytes) {
   return Element{*type, *size};
 }
 
-/// Calls `take` for each whole element in `bytes`.
 template <typename Take>
 void forEachElement(Bytes bytes, const Take& take) {
   while (const auto element = takeElement(bytes)) {

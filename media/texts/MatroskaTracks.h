@@ -9,9 +9,9 @@
 
 namespace media {
 
-/// What the head of a Matroska file says of its tracks.
+/// Reads the Tracks element at the head of a Matroska file.
 ///
-/// Bounds: a head of 1 MiB, 256 tracks.
+/// Limits: a head of 1 MiB, 256 tracks.
 /// Threads: one at a time.
 class MatroskaTracks {
  public:
@@ -21,9 +21,9 @@ class MatroskaTracks {
     std::string codec;
   };
 
-  /// Bytes of the file as they come: all of them in their order, or those that a demuxer reads.
+  /// Takes bytes of the file: either all of them in order, or those that a demuxer reads.
   void feed(std::uint64_t offset, Bytes bytes);
-  /// By their numbers; empty until they have come.
+  /// Returns the tracks by their numbers. The map is empty until the Tracks element has been read.
   const std::map<std::uint64_t, Track>& tracks() const { return _tracks; }
 
  private:

@@ -1,4 +1,4 @@
-// Segments of a type and a length: what is composed of which objects, palettes, objects, the end.
+// A PGS segment has a type and a length. Types: composition, palette, object, end of display set.
 
 #include <algorithm>
 #include <map>
@@ -14,7 +14,7 @@ constexpr std::uint8_t kPalette = 0x14;
 constexpr std::uint8_t kObject = 0x15;
 constexpr std::uint8_t kComposition = 0x16;
 constexpr std::uint8_t kEnd = 0x80;
-constexpr std::uint8_t kContinues = 0x00;  // the state of a composition: what is there stays
+constexpr std::uint8_t kContinues = 0x00;  // composition state "normal": keeps objects and palettes
 constexpr std::size_t kComposedObjectLimit = 64;
 constexpr std::size_t kObjectByteLimit = std::size_t{4} << 20;
 constexpr int kMostObjectSide = 4096;
@@ -45,7 +45,7 @@ class PresentationGraphics final : public ImageSubtitles {
 
   void feed(double start, double, std::string_view packet) override {
     ByteReader reader(packet);
-    // In a transport stream the end may come in a packet of its own.
+    // In a transport stream the end segment may be in a packet of its own.
     while (!reader.isEmpty()) {
       const std::uint8_t type = reader.byte();
       const std::string_view segment = reader.bytes(reader.take(2));

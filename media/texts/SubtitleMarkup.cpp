@@ -38,7 +38,7 @@ std::string lowered(std::string_view text) {
   return result;
 }
 
-/// Calls `use(name, value)` for each of `name=value`, quoted or not.
+/// Calls `use(name, value)` for each attribute `name=value`. The value may be quoted.
 template <typename Use>
 void readAttributes(std::string_view text, const Use& use) {
   while (!(text = trimmed(text)).empty()) {
@@ -75,7 +75,7 @@ void readFontAttributes(std::string_view text, SubtitleLook& look) {
   });
 }
 
-/// Classes that mean a colour wherever nobody says otherwise.
+/// Applies the default CSS classes of WebVTT, which set text and background colours.
 void applyClasses(const std::vector<std::string>& classes, SubtitleLook& look) {
   for (const std::string& each : classes) {
     if (each.starts_with("bg_")) {
@@ -97,7 +97,7 @@ class Reader {
   }
 
  private:
-  /// Returns how many bytes it has read, one at least.
+  /// Returns how many bytes it has read; at least one.
   std::size_t _take(std::string_view text) {
     if (text[0] == '<') {
       if (const std::size_t size = _takeTag(text)) return size;
@@ -116,7 +116,7 @@ class Reader {
     return 1;
   }
 
-  /// Zero when it is none.
+  /// Returns zero if `text` does not begin with a tag.
   std::size_t _takeTag(std::string_view text) {
     const bool isTag = text.size() > 1 &&
                        (text[1] == '/' || text[1] == '.' || isLetter(text[1]) || isDigit(text[1]));
@@ -164,7 +164,7 @@ class Reader {
     _open.erase(std::next(found).base());
   }
 
-  /// "\an8": as on the keys of a number pad.
+  /// Reads "\an1" to "\an9". The digits are arranged like the keys of a numeric keypad.
   void _takeOverride(std::string_view codes) {
     const std::size_t at = codes.find("an");
     if (at == std::string_view::npos || at + 2 >= codes.size()) return;
@@ -183,7 +183,7 @@ class Reader {
   }
 
   SubtitleCue _cue;
-  std::vector<std::size_t> _open;  // spans, the innermost last
+  std::vector<std::size_t> _open;  // indices of open spans, the innermost last
 };
 
 }  // namespace

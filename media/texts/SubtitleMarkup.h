@@ -8,15 +8,17 @@
 
 namespace media {
 
-/// Reads the text of a cue with its tags, as WebVTT, SubRip and Pango write them: `<b>`, `<i>`,
-/// `<u>`, `<c.class>`, `<v Name>`, `<lang>`, `<font color=…>`, `<span foreground=…>`, entities, and
-/// `{\an8}` for the place. Tags become spans, those that are unknown nothing; what is no tag stays.
+/// Reads the text of a cue with the markup of WebVTT, SubRip and Pango: `<b>`, `<i>`, `<u>`,
+/// `<c.class>`, `<v Name>`, `<lang>`, `<font color=…>`, `<span foreground=…>`, entities, and the
+/// alignment override `{\an8}`. Each tag becomes a span; unknown tags have no look. Text that only
+/// resembles a tag is kept as it is.
 ///
-/// The cue has no times. Bounded by bound().
+/// The times of the cue are not set. Its size is limited by bound().
 SubtitleCue cueOfMarkup(std::string_view markup);
 
-/// The text of `&amp;` and its like at the beginning of `text`, and how many bytes it takes there;
-/// zero when there is none.
+/// An entity such as `&amp;` at the beginning of a text: what it stands for, and its length in
+/// bytes.
+/// `size` is zero if there is no entity.
 struct Entity {
   std::string text;
   std::size_t size = 0;

@@ -23,12 +23,12 @@ constexpr std::size_t kDepthLimit = 32;
 constexpr std::size_t kNameLimit = 1000;
 constexpr std::size_t kMostTTMLBytes = 4000;
 
-/// What attributes of `tts:` say, and the places among them.
+/// The `tts:` attributes of an element that are supported.
 struct Style {
   SubtitleLook look;
   std::optional<CueLayout::Alignment> alignment;
   std::optional<Anchor> anchor;
-  // Shares of the picture.
+  // Fractions of the picture.
   std::optional<std::pair<double, double>> origin;
   std::optional<std::pair<double, double>> extent;
 
@@ -45,7 +45,7 @@ struct Attributes {
   const gchar** names;
   const gchar** values;
 
-  /// By the name without its prefix; nobody uses two that differ in that only.
+  /// Finds an attribute by its local name. Prefixes are ignored.
   std::string_view get(std::string_view name) const {
     for (std::size_t index = 0; names[index]; ++index) {
       std::string_view each = names[index];
@@ -79,7 +79,7 @@ class TTMLReader {
     const std::unique_ptr<GMarkupParseContext, void (*)(GMarkupParseContext*)> context(
         g_markup_parse_context_new(&parser, G_MARKUP_TREAT_CDATA_AS_TEXT, this, nullptr),
         g_markup_parse_context_free);
-    // A document that breaks off has what stood before.
+    // After a syntax error, the cues read before it are returned.
     g_markup_parse_context_parse(context.get(), text.data(), static_cast<gssize>(text.size()),
                                  nullptr);
     return std::move(_cues);
@@ -191,7 +191,8 @@ class TTMLReader {
     return std::pair(*width, *height);
   }
 
-  /// A length as a share of the picture, which has so many pixels and cells; `text` loses it.
+  /// Removes a length from the beginning of `text` and returns it as a fraction of the picture.
+  /// `pixels` and `cells` are the size of the picture in these units.
   static std::optional<double> _takeShare(std::string_view& text, double pixels, double cells) {
     const auto number = takeNumber(text);
     if (!number) return std::nullopt;
@@ -228,7 +229,8 @@ class TTMLReader {
       readDeclaration("font-weight", value, style.look);
     if (const auto value = attributes.get("textDecoration"); !value.empty())
       readDeclaration("text-decoration", value, style.look);
-    // The last of two sizes is the height; what is measured in pixels or cells is the screen's.
+    // The last of two sizes is the height. Sizes in pixels or cells are ignored by
+    // readDeclaration().
     std::string_view size = attributes.get("fontSize");
     size.remove_prefix(size.rfind(' ') == std::string_view::npos ? 0 : size.rfind(' ') + 1);
     if (!size.empty()) readDeclaration("font-size", size, style.look);
@@ -251,7 +253,8 @@ class TTMLReader {
     Style style;
     if (const auto region = _regions.find(level.region); region != _regions.end()) {
       style = region->second;
-      // A box of the whole region would hide the picture: it is put behind the letters only.
+      // The background of a region is drawn behind its letters only; a filled region would hide
+      // video.
       _place(style);
     }
     style.put(level.style);
@@ -310,10 +313,10 @@ class TTMLReader {
   double _rows = 15;
   std::map<std::string, Style> _styles;
   std::map<std::string, Style> _regions;
-  std::string _region;  // the one that is open, or was
+  std::string _region;  // the region that was opened last
   std::vector<Level> _levels;
-  std::optional<SubtitleCue> _cue;  // of the paragraph that is open
-  std::vector<std::size_t> _spans;  // those open in it
+  std::optional<SubtitleCue> _cue;  // of the open paragraph
+  std::vector<std::size_t> _spans;  // indices of the open spans of `_cue`
   std::vector<SubtitleCue> _cues;
 };
 

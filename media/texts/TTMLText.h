@@ -8,15 +8,16 @@
 
 namespace media {
 
-/// Reads a TTML document: paragraphs and spans with their times (clock, offsets, frames, ticks),
-/// styles and style references, regions.
+/// Reads a TTML document: paragraphs and spans with their times (clock, offset, frames, ticks),
+/// styles, style references and regions.
 ///
-/// Nested times count from their parent's beginning; children of a sequence are taken as parallel.
-/// What is broken ends the reading, and what has been read by then stands. Bounded: depth, styles,
-/// regions, cues. No document types, no references beyond the five of XML.
+/// Times of nested elements are relative to the begin of the parent. `timeContainer="seq"` is
+/// treated like "par". An error ends the reading; cues read before it are returned. Depth and the
+/// numbers of styles, regions and cues are limited. There are no document types and no entities
+/// other than the five of XML.
 std::vector<SubtitleCue> cuesOfTTML(std::string_view text);
 
-/// Whether the beginning of a text looks like one.
+/// Returns whether `beginning`, the first bytes of a text, looks like a TTML document.
 bool isTTML(std::string_view beginning);
 
 }  // namespace media

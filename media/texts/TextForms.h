@@ -9,11 +9,12 @@
 
 namespace media {
 
-/// The cues of a whole text resource, told apart by how it begins: WebVTT, TTML or SubRip. Nothing
-/// for what is none of these.
+/// Reads all cues of a text resource. The format (WebVTT, TTML or SubRip) is detected by its
+/// beginning. Returns nullopt for any other format.
 std::optional<std::vector<SubtitleCue>> cuesOfText(std::string_view bytes);
 
-/// Any text as UTF-8: UTF-16 by its mark, Windows-1252 where it is not valid UTF-8.
+/// Converts a text to UTF-8: from UTF-16 if it has a byte order mark, from Windows-1252 if it is
+/// not valid UTF-8.
 std::string utf8Of(std::string_view bytes);
 
 }  // namespace media

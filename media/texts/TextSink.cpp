@@ -25,10 +25,10 @@ bool isMarkup(const GstCaps* caps) {
 
 namespace {
 
-/// On the item's own time line, seconds.
+/// Returns the stream time in seconds.
 std::optional<double> startOf(GstBuffer* buffer, const GstSegment& segment) {
   guint64 start = 0;
-  // One that is under way where the segment begins has its own beginning all the same.
+  // Not clipped to the segment: a cue that is active where the segment begins keeps its own start.
   if (segment.format != GST_FORMAT_TIME || !GST_BUFFER_PTS_IS_VALID(buffer) ||
       gst_segment_to_stream_time_full(&segment, GST_FORMAT_TIME, GST_BUFFER_PTS(buffer), &start) !=
           1)
@@ -70,7 +70,8 @@ TextSink::TextSink(std::shared_ptr<SubtitleCues> cues, std::function<void()> cha
   GstElement* sink = gst_element_factory_make("appsink", "text-sink");
   if (!sink) return;
   _element.reset(GST_ELEMENT(gst_object_ref_sink(sink)));
-  // Whatever cannot be read is taken as well, and let go: refused, it would end the whole pipeline.
+  // The sink accepts any caps and drops buffers that it cannot read. If it refused them, the
+  // whole pipeline would fail.
   g_object_set(sink, "sync", FALSE, "async", FALSE, "wait-on-eos", FALSE, "emit-signals", FALSE,
                nullptr);
   const GstRef<GstPad> pad(gst_element_get_static_pad(sink, "sink"));
@@ -87,7 +88,7 @@ GstPadProbeReturn TextSink::_onData(GstPad*, GstPadProbeInfo* info, gpointer sel
     return GST_PAD_PROBE_DROP;
   }
   GstEvent* const event = GST_PAD_PROBE_INFO_EVENT(info);
-  // Paused, the sink would wait with it, and whatever follows with the sink.
+  // While paused, the sink would block on a gap, and with it everything that follows in the stream.
   if (GST_EVENT_TYPE(event) == GST_EVENT_GAP) return GST_PAD_PROBE_DROP;
   me._handle(event);
   return GST_PAD_PROBE_OK;
@@ -133,7 +134,7 @@ void TextSink::_setCaps(GstCaps* caps) {
   gst_buffer_unmap(description, &bytes);
 }
 
-/// The colours of a disc, which come before its pictures.
+/// Reads the colour table of a DVD, which is sent before the pictures.
 void TextSink::_readPalette(GstEvent* event) {
   const GstStructure* structure = gst_event_get_structure(event);
   ImageSubtitles::Palette palette{};

@@ -13,20 +13,20 @@
 
 namespace media {
 
-/// The cue in a buffer of `text/x-raw`, on the item's own time line; without a text when there is
-/// none.
+/// Returns the cue in a buffer of `text/x-raw`, with its stream time. The cue is empty and has no
+/// duration if the buffer has no text.
 SubtitleCue cueOf(GstBuffer* buffer, const GstSegment& segment, const GstCaps* caps);
 
-/// The end of a pipeline's text branch, which takes texts and pictures of texts: puts each cue
-/// among the subtitles as soon as it is there, ahead of its time, so that the branch never waits,
-/// paused or not: one that did would hold up the choice of another stream. Another stream's cues go
-/// when a new one begins.
+/// The sink of a pipeline's text branch. It takes texts and bitmap subtitles and adds each cue to
+/// the subtitles when it arrives, before it is due. It never blocks, also while paused: a blocked
+/// text branch would block the switch to another stream. A new stream clears the cues of the old
+/// one.
 ///
-/// Threads: made and destroyed by the pipeline's thread; works on the library's streaming threads,
-/// all of which have ended when the pipeline is in its null state, as it must be on destruction.
+/// Threads: created and destroyed on the pipeline's thread; its probe runs on streaming threads.
+/// The pipeline must be in the null state on destruction.
 class TextSink {
  public:
-  /// `changed` is called on a streaming thread after a cue has come.
+  /// `changed` is called on a streaming thread after a cue was added.
   TextSink(std::shared_ptr<SubtitleCues> cues, std::function<void()> changed);
   TextSink(const TextSink&) = delete;
   TextSink& operator=(const TextSink&) = delete;

@@ -18,7 +18,7 @@ namespace {
 constexpr const char* kElementName = "vorlanetextstream";
 constexpr const char* kSinkCaps = "application/x-subtitle-vtt; application/ttml+xml";
 constexpr const char* kSourceCaps = "text/x-raw, format=(string)utf8";
-/// Of a text that comes as a whole, and of a piece of one.
+/// Limit of a whole document, and of one buffer.
 constexpr std::size_t kByteLimit = std::size_t{16} << 20;
 
 GQuark cueQuark() {
@@ -26,11 +26,11 @@ GQuark cueQuark() {
   return quark;
 }
 
-/// What the streaming thread keeps.
+/// Only used on the streaming thread.
 struct State {
   bool isTTML = false;
-  std::string pieces;  // as kTextPieces has it; empty for what tells its times itself
-  /// Bytes in no order of time are one text, which ends with the stream.
+  std::string pieces;  // the value of kTextPieces; empty if the text has its own times
+  /// The segment is not in time format: all bytes until EOS are one document.
   bool isWhole = false;
   std::string bytes;
   WebVTTReader reader;
@@ -75,8 +75,8 @@ std::vector<SubtitleCue> cuesOf(State& state, std::string_view bytes) {
   return state.isTTML ? cuesOfTTML(text) : state.reader.read(text);
 }
 
-/// A document in a stream tells the times of all its cues, also of those outside of its own
-/// stretch. One whose times have nothing to do with its stretch counts from the beginning of that.
+/// A TTML document in a stream may have cues outside of the time range of its buffer: they are cut
+/// or dropped. If no cue is within the range, the times are relative to the begin of the buffer.
 void fit(std::vector<SubtitleCue>& cues, double begin, double end) {
   const auto lies = [&](const SubtitleCue& cue) {
     return cue.start < end &&
@@ -93,7 +93,7 @@ void fit(std::vector<SubtitleCue>& cues, double begin, double end) {
   }
 }
 
-/// Its times are the buffer's.
+/// The cue has the times of the buffer.
 GstFlowReturn takePiece(TextStream& self, GstBuffer* buffer, std::string_view bytes) {
   auto cue = self.state->reader.readPiece(utf8Of(bytes), self.state->pieces == kTextPiecesWebM);
   if (!cue || !GST_BUFFER_PTS_IS_VALID(buffer)) return GST_FLOW_OK;
@@ -130,7 +130,7 @@ GstFlowReturn takeBuffer(GstPad*, GstObject* object, GstBuffer* given) {
   return pushAll(self, std::move(cues));
 }
 
-/// Style sheets and regions of the whole stream.
+/// Reads style sheets and regions that apply to the whole stream.
 void readHead(State& state, GstBuffer* head) {
   GstMapInfo map;
   if (!gst_buffer_map(head, &map, GST_MAP_READ)) return;

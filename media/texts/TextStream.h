@@ -7,22 +7,20 @@
 namespace media {
 
 inline constexpr const char* kTextPieces = "pieces";
-inline constexpr const char* kTextPiecesBare = "bare";  ///< the text alone
-inline constexpr const char* kTextPiecesWebM = "webm";  ///< after its name and its settings
+inline constexpr const char* kTextPiecesBare = "bare";  ///< the payload alone
+inline constexpr const char* kTextPiecesWebM = "webm";  ///< after an identifier and a settings line
 
-/// Registers an element that takes the WebVTT and TTML of a track of an mp4, in place of the
-/// library's own, and keeps what they say of looks and places.
+/// Registers an element that parses the WebVTT and TTML of a track, in place of GStreamer's own
+/// parsers, which drop styles and layout.
 ///
-/// Each of its buffers has a cue with it, and times as the stream counts them.
+/// Each of its buffers carries a cue; see cueWith(). Buffer times are in the segment of the stream.
 ///
-/// WebVTT that comes without its times, each buffer a cue, is told by the field `kTextPieces` of
-/// its form.
+/// WebVTT whose cue times are in the buffers, one cue a buffer, has the caps field `kTextPieces`.
 ///
-/// Threads: any, once a process, after the library has been initialised.
+/// Threads: any. Call it once in a process, after gst_init().
 void registerTextStream();
 
-/// The cue that came with a buffer of that element; null for any other buffer. It lives as long as
-/// the buffer.
+/// Returns the cue of a buffer of that element, or null for any other buffer. The buffer owns it.
 const SubtitleCue* cueWith(GstBuffer* buffer);
 
 }  // namespace media

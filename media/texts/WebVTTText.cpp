@@ -18,10 +18,10 @@ using Anchor = CueLayout::Anchor;
 constexpr std::size_t kRegionLimit = 32;
 constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
 constexpr std::string_view kArrow = "-->";
-/// Of the picture's height, as regions count their lines.
+/// The height of a line of a region as a fraction of the picture's height (WebVTT: 5.33vh).
 constexpr double kRegionLine = 0.0533;
 
-/// One ending for every line, which is '\n'.
+/// Converts all line endings to '\n' and removes the byte order mark.
 std::string withPlainLines(std::string_view text) {
   if (text.starts_with(kByteOrderMark)) text.remove_prefix(kByteOrderMark.size());
   std::string plain;
@@ -42,7 +42,6 @@ std::string_view takeLine(std::string_view& text) {
   return line;
 }
 
-/// Calls `use` for each stretch between blank lines.
 template <typename Use>
 void forEachBlock(std::string_view text, const Use& use) {
   while (!text.empty()) {
@@ -57,7 +56,7 @@ void forEachBlock(std::string_view text, const Use& use) {
   }
 }
 
-/// "hours:minutes:seconds.thousandths", hours or less; SubRip writes a comma.
+/// Reads "hours:minutes:seconds.thousandths"; hours may be missing. SubRip has a comma.
 std::optional<double> takeTime(std::string_view& text) {
   double seconds = 0;
   for (int part = 0; part < 3; ++part) {
@@ -84,7 +83,7 @@ struct Times {
   double end = 0;
 };
 
-/// "from --> to", which `line` loses.
+/// Removes "from --> to" from the beginning of `line`.
 std::optional<Times> takeTimes(std::string_view& line) {
   const auto start = takeTime(line);
   line = trimmed(line);
@@ -101,7 +100,7 @@ std::optional<double> percentage(std::string_view text) {
   return *number / 100;
 }
 
-/// Two percentages, parted by a comma.
+/// Reads "x%,y%".
 void readPoint(std::string_view text, double& x, double& y) {
   const std::size_t comma = text.find(',');
   if (comma == std::string_view::npos) return;
@@ -109,7 +108,7 @@ void readPoint(std::string_view text, double& x, double& y) {
   y = percentage(text.substr(comma + 1)).value_or(y);
 }
 
-/// Calls `use(name, value)` for each "name:value", or "name=value".
+/// Calls `use(name, value)` for each "name:value" or "name=value".
 template <typename Use>
 void forEachSetting(std::string_view settings, const Use& use) {
   while (!(settings = trimmed(settings)).empty()) {
@@ -250,7 +249,7 @@ void WebVTTReader::_placeInRegion(std::string_view identifier, CueLayout& layout
   if (region == _regions.rend()) return;
   layout.left = std::clamp(region->viewportX - region->anchorX * region->width, 0.0, 1.0);
   layout.width = std::min(region->width, 1 - *layout.left);
-  // Its lines fill it from below.
+  // Cues of a region are laid out upwards from its lower edge.
   const double bottom = region->viewportY + (1 - region->anchorY) * region->lines * kRegionLine;
   layout.y = std::clamp(bottom, 0.0, 1.0);
   layout.anchor = Anchor::Bottom;
@@ -260,7 +259,7 @@ std::vector<SubtitleCue> cuesOfSubRip(std::string_view text) {
   const std::string plain = withPlainLines(text);
   std::vector<SubtitleCue> cues;
   forEachBlock(plain, [&](std::string_view block) {
-    // A number first, which some leave out.
+    // The number at the beginning is optional.
     std::string_view line = takeLine(block);
     if (line.find(kArrow) == std::string_view::npos) line = takeLine(block);
     const auto times = takeTimes(line);

@@ -9,17 +9,17 @@
 
 namespace media {
 
-/// Reads WebVTT, a whole text or one that comes in pieces (the segments of a stream): cues with
-/// their settings, regions, and the looks of the style sheets before them.
+/// Reads WebVTT, as a whole text or in segments: cues with their settings, regions and style
+/// sheets.
 ///
-/// What is broken is left out up to the next blank line, so that one bad cue costs one cue.
-/// Bounded: cues, rules and regions.
+/// A broken block is skipped up to the next blank line. The numbers of cues, rules and regions are
+/// limited.
 class WebVTTReader {
  public:
-  /// `text` ends with a whole cue. Times are as they are written.
+  /// `text` has to end after a whole cue. The times of the cues are not changed.
   std::vector<SubtitleCue> read(std::string_view text);
-  /// A cue without its times, as containers hold it that count those themselves; `isHeaded`: after
-  /// a line with its name and one with its settings. Nothing where no text is in it.
+  /// Reads a cue whose times are in the container. `isHeaded`: a line with the identifier and a
+  /// line with the settings come first. Returns nullopt if there is no text.
   std::optional<SubtitleCue> readPiece(std::string_view piece, bool isHeaded) const;
 
  private:
@@ -47,8 +47,8 @@ class WebVTTReader {
 
 bool isWebVTT(std::string_view text);
 
-/// SubRip: numbered blocks of times and lines, with the tags of cueOfMarkup(). Where it is none, no
-/// cue comes of it.
+/// Reads SubRip: numbered blocks with a line of times and lines of text, with the tags of
+/// cueOfMarkup(). Returns no cue for any other format.
 std::vector<SubtitleCue> cuesOfSubRip(std::string_view text);
 
 }  // namespace media
