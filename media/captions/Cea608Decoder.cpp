@@ -46,13 +46,14 @@ char16_t basicCharacter(std::uint8_t code) {
   }
 }
 
-/// Without its parity; what is damaged is seen as a block, unless it is nothing at all.
+/// Removes the parity bit. A byte with a parity error becomes a solid block. Zero bytes are
+/// padding.
 std::uint8_t contentOf(std::uint8_t byte) {
   if (byte == 0) return 0;
   return std::popcount(byte) % 2 == 1 ? static_cast<std::uint8_t>(byte & 0x7f) : std::uint8_t{0x7f};
 }
 
-/// The row that an address code means, counted from 0.
+/// Returns the row of a preamble address code, counted from 0.
 std::size_t rowOf(std::uint8_t first, std::uint8_t second) {
   static constexpr std::array<std::uint8_t, 8> rows{10, 0, 2, 11, 13, 4, 6, 8};
   const std::size_t row = rows[first & 7];
@@ -91,7 +92,7 @@ void Cea608Decoder::feed(double seconds, std::uint8_t first, std::uint8_t second
   first = contentOf(first);
   second = contentOf(second);
   const int control = first >= 0x10 && first < 0x20 ? first << 8 | second : 0;
-  // The second of two that are the same says nothing; a third does.
+  // Control codes are sent twice: the second of two equal codes is ignored, a third is not.
   if (control != 0 && std::exchange(_control, control) == control) {
     _control = 0;
     return;
@@ -115,10 +116,10 @@ void Cea608Decoder::_takeControl(std::uint8_t first, std::uint8_t second) {
   } else if (second < 0x20) {
     return;
   } else if (first == 0x11) {
-    // The rest are changes of style, which take the room of a character.
+    // Mid-row codes (second < 0x30) take the cell of a space. Their pen styles are ignored.
     _write(second >= 0x30 ? kSpecial[second - 0x30u] : u' ');
   } else if (first == 0x12 || first == 0x13) {
-    // It comes after a plain one that looks like it, for those who know no better.
+    // An extended character replaces the standard character sent before it for old decoders.
     _backspace();
     _write((first == 0x12 ? kSpanishAndFrench : kPortugueseAndGerman)[second - 0x20u]);
   } else if (first == 0x14 || first == 0x15) {
@@ -136,7 +137,7 @@ void Cea608Decoder::_takeCommand(std::uint8_t code) {
     case 0x21:
       _backspace();
       break;
-    case 0x24:  // delete to the end of the row
+    case 0x24:  // delete to end of row
       std::fill(_page()[_row].begin() + static_cast<std::ptrdiff_t>(_column), _page()[_row].end(),
                 u'\0');
       break;
@@ -149,7 +150,7 @@ void Cea608Decoder::_takeCommand(std::uint8_t code) {
       _mode = Mode::PaintOn;
       break;
     case 0x2a:
-    case 0x2b:  // the text service
+    case 0x2b:  // text restart, resume text display: text mode
       _mode = Mode::None;
       break;
     case 0x2c:
@@ -183,7 +184,7 @@ void Cea608Decoder::_beginRollUp(std::size_t height) {
 
 void Cea608Decoder::_moveTo(std::size_t row, std::size_t column) {
   if (_mode == Mode::RollUp) {
-    // All of the rows go along, and have to fit.
+    // The base row moves with all of its roll-up rows, and they have to fit on the screen.
     row = std::max(row, _height - 1);
     if (row != _row) {
       Page moved{};

@@ -10,28 +10,29 @@
 
 namespace media {
 
-/// Reads captions as they lie in the lines of one field of a picture: pairs of bytes, with parity,
-/// one pair for each picture or field. Knows pop-on, roll-up and paint-on captions and all
-/// characters; colours, styles and the text service are passed over.
+/// Decodes CEA-608 captions of one channel of a field: byte pairs with parity, one pair for each
+/// frame or field. Supports pop-on, roll-up and paint-on captions and all character sets. Colours,
+/// pen styles and text mode are ignored.
 ///
-/// A cue is told whenever other words are to be seen, also none, and holds until the next.
+/// Each change of the displayed text is reported as a cue, also when the screen is cleared. A cue
+/// lasts until the next.
 ///
 /// Threads: one at a time.
 class Cea608Decoder {
  public:
-  /// Of the two of a field: CC1 or CC2 in the first, CC3 or CC4 in the second.
+  /// The first field has CC1 and CC2, the second field CC3 and CC4.
   enum class Channel { First, Second };
   using Shown = std::function<void(SubtitleCue cue)>;
 
   explicit Cea608Decoder(Shown shown, Channel channel = Channel::First);
   void feed(double seconds, std::uint8_t first, std::uint8_t second);
-  /// Forgets everything, and says nothing: what follows is from elsewhere.
+  /// Resets the decoder without reporting a cue. Call it after a seek.
   void restart();
 
  private:
   static constexpr std::size_t kRows = 15;
   static constexpr std::size_t kColumns = 32;
-  using Row = std::array<char16_t, kColumns>;  // 0: nothing
+  using Row = std::array<char16_t, kColumns>;  // 0: an empty cell
   using Page = std::array<Row, kRows>;
   enum class Mode { None, PopOn, RollUp, PaintOn };
 
@@ -54,9 +55,9 @@ class Cea608Decoder {
   Page _hidden{};
   std::size_t _row = kRows - 1;
   std::size_t _column = 0;
-  std::size_t _height = 0;  // rolling rows
-  int _control = 0;         // the last pair, if it was one: each comes twice
-  std::string _text;        // told last
+  std::size_t _height = 0;  // roll-up rows
+  int _control = 0;  // the last pair if it was a control code, else 0: control codes are sent twice
+  std::string _text;  // of the last cue
 };
 
 }  // namespace media

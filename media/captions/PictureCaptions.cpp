@@ -6,7 +6,7 @@
 namespace media {
 namespace {
 
-/// Those that begin captions: on, roll-up of two to four rows, and painted.
+/// Commands that begin captions: pop-on, roll-up of two to four rows, paint-on.
 constexpr std::array<std::uint8_t, 5> kBeginnings{0x20, 0x25, 0x26, 0x27, 0x29};
 
 }  // namespace
@@ -27,7 +27,7 @@ void PictureCaptions::feed(double seconds, std::size_t field, std::uint8_t first
                            std::uint8_t second) {
   const auto code = static_cast<std::uint8_t>(first & 0x7f);
   if (code == 0 && (second & 0x7f) == 0) {
-    // Nothing at all, which most pairs are; a decoder wants to know of it all the same.
+    // Padding. The decoders need it, too: it ends the repetition of control codes.
   } else if (field == 1 && code < 0x10) {
     _isOfProgramme = code != 0x0f;
     return;

@@ -15,25 +15,25 @@
 
 namespace media {
 
-/// The four channels of captions that lie in the lines of pictures. Those of the channel that is
-/// shown are put among the subtitles; the others are kept, to be there when they are wanted.
+/// The four channels of CEA-608 captions that are embedded in pictures. Cues of the shown channel
+/// are added to the subtitles. Cues of the other channels are kept until their channel is shown.
 ///
-/// Bounds: so many cues of each channel, the earliest go first.
-/// Threads: any, but pairs come from one at a time.
+/// Limits: kCueLimit cues a channel; the earliest are dropped first.
+/// Threads: any, but feed() is called from one thread at a time.
 class PictureCaptions {
  public:
   static constexpr std::array<std::string_view, 4> kNames{"CC1", "CC2", "CC3", "CC4"};
   static constexpr std::size_t kCueLimit = 5000;
-  using Channel = std::size_t;  ///< of `kNames`
+  using Channel = std::size_t;  ///< index into `kNames`
 
-  /// `found` is called once for each channel that captions come on, `changed` whenever other words
-  /// are to be seen; both on the thread that the pairs come from.
+  /// `found` is called once for each channel that has captions, `changed` whenever the displayed
+  /// text changes. Both are called on the thread of feed().
   PictureCaptions(std::shared_ptr<SubtitleCues> subtitles, std::function<void(Channel)> found,
                   std::function<void()> changed);
 
-  /// Of the first or the second field, 0 or 1.
+  /// `field` is 0 or 1.
   void feed(double seconds, std::size_t field, std::uint8_t first, std::uint8_t second);
-  /// What has come is forgotten; what follows is from elsewhere.
+  /// Clears all channels. Call it after a seek.
   void restart();
   void show(std::optional<Channel> channel);
 
@@ -46,10 +46,10 @@ class PictureCaptions {
   const std::function<void()> _changed;
   std::array<Cea608Decoder, 4> _decoders;
   std::array<bool, 4> _isFound{};
-  bool _isOfProgramme = false;  // what the second field says is of the programme, not captions
-  std::mutex _mutex;            // guards the rest
+  bool _isOfProgramme = false;  // the second field has XDS data, not captions
+  std::mutex _mutex;            // guards the members below
   std::optional<Channel> _shown;
-  std::array<std::map<double, SubtitleCue>, 4> _cues;  // by their beginnings
+  std::array<std::map<double, SubtitleCue>, 4> _cues;  // by start
 };
 
 }  // namespace media
