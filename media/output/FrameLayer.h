@@ -7,10 +7,10 @@
 
 namespace media {
 
-/// A layer of this box: its pictures come from another process, and are drawn like a player's.
+/// A layer whose pictures come from another process. The screen draws them like a player's.
 class FrameLayer : public platform::Layer {
  public:
-  /// Never null, the same for the whole life. Any thread.
+  /// Never null, and always the same object. Threads: any.
   virtual const std::shared_ptr<VideoFrames>& frames() const = 0;
 };
 

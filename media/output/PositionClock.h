@@ -8,8 +8,8 @@
 
 namespace media {
 
-/// The position of an item, read for the price of a lock: a known point and the rate at which time
-/// has run since. Whoever learns the real position corrects it.
+/// The position of an item, computed from a known point and the rate since then. Reading it takes a
+/// lock only. The owner corrects it whenever the real position is known.
 ///
 /// Threads: any.
 class PositionClock {
@@ -18,29 +18,31 @@ class PositionClock {
     bool running = false;
     double seconds = 0;
     double rate = 1;
-    double first = 0;  ///< while time runs, the position never leaves [first, last]
+    double first = 0;  ///< while running, the position stays in [first, last]
     double last = 0;
-    platform::TimePoint at{};  ///< while time runs: when it was at `seconds`
+    platform::TimePoint at{};  ///< while running: when the position was `seconds`
   };
 
-  /// `changed` is called after hold(), run() and correct(), on their thread; may be empty.
+  /// `changed` may be empty. It is called after hold(), run() and correct(), on the caller's
+  /// thread.
   explicit PositionClock(const platform::Clock& clock, std::function<void()> changed = {})
       : _clock(clock), _changed(std::move(changed)) {}
 
-  /// Time stands still at `seconds`.
+  /// Stops the clock at `seconds`.
   void hold(double seconds);
-  /// Time runs from `seconds` at `rate`, never beyond `first` and `last`.
+  /// Runs from `seconds` at `rate`; the position stays within `first` and `last`.
   void run(double seconds, double rate, double first, double last);
-  /// A picture of this time has just become due. Ignored while time stands still.
+  /// Corrects the position by a picture with this time that has just become due. Ignored while
+  /// stopped.
   void observe(double seconds);
-  /// The same for a position that no picture tells.
+  /// Corrects the position by one that comes from another source than a picture.
   void correct(double seconds);
-  /// As another clock has told it.
+  /// Takes over the point of another clock.
   void set(const Point& point);
   Point point() const;
 
   double seconds() const;
-  /// How old the newest known point is; zero while time stands still.
+  /// Returns the age of the newest known point; zero while stopped.
   platform::Duration age() const;
 
  private:

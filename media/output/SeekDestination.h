@@ -4,7 +4,8 @@
 
 namespace media {
 
-/// Where a seek to `seconds` ends: within the duration, or within the window of a live item.
+/// Returns the position that a seek to `seconds` leads to: clamped to the duration, or to the
+/// seekable window of a live item.
 double seekDestination(double seconds, const platform::MediaFacts& facts);
 
 }  // namespace media

@@ -39,7 +39,7 @@ float level(std::uint32_t value, unsigned shift) {
   return static_cast<float>(value >> shift & 255U) / 255.0F;
 }
 
-/// `digits` hexadecimal digits a channel, three or four channels.
+/// `text` has three or four channels of hexadecimal digits.
 std::optional<Color> colorOfHex(std::string_view text) {
   const std::size_t size = text.size();
   const std::size_t digits = size == 3 || size == 4   ? 1
@@ -59,7 +59,7 @@ std::optional<Color> colorOfHex(std::string_view text) {
   return Color{channels[0], channels[1], channels[2], channels[3]};
 }
 
-/// What stands between the brackets of rgb(…) or rgba(…).
+/// `text` is what is between the brackets of rgb(…) or rgba(…).
 std::optional<Color> colorOfList(std::string_view text) {
   std::array<float, 4> channels{0, 0, 0, 1};
   std::size_t count = 0;
@@ -68,7 +68,7 @@ std::optional<Color> colorOfList(std::string_view text) {
     if (!value) break;
     const bool isPercentage = text.starts_with('%');
     if (isPercentage) text.remove_prefix(1);
-    // Of the opacity, style sheets write a share, timed text a byte.
+    // Opacity is 0 to 1 in CSS, and 0 to 255 in TTML.
     const double most = isPercentage ? 100 : count == 3 && *value <= 1 ? 1 : 255;
     channels[count++] = static_cast<float>(std::clamp(*value / most, 0.0, 1.0));
     text = trimmed(text);

@@ -7,15 +7,15 @@
 
 namespace media {
 
-/// A colour as style sheets and subtitles write it: `#rgb`, `#rrggbb`, `#rrggbbaa`, the same with
-/// 16 bits a channel, `rgb(…)`, `rgba(…)`, or one of the common names. Nothing for anything else.
+/// Parses a colour of a style sheet or a subtitle format: `#rgb`, `#rrggbb`, `#rrggbbaa`, the same
+/// with 16 bits a channel, `rgb(…)`, `rgba(…)`, or a common name.
 std::optional<platform::Color> colorOf(std::string_view text);
 
-/// A finite decimal number at the beginning of `text`, which loses it; with blanks before it.
-/// Nothing where there is none, or one of more than a few dozen characters.
+/// Removes leading blanks and a finite decimal number from the beginning of `text`. Returns nullopt
+/// if there is no number, or one of more than a few dozen characters.
 std::optional<double> takeNumber(std::string_view& text);
 
-/// Without blanks and line feeds at both ends.
+/// Removes white space at both ends.
 std::string_view trimmed(std::string_view text);
 
 }  // namespace media

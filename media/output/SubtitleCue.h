@@ -13,50 +13,50 @@ namespace media {
 
 enum class TextEdge { None, Uniform, DropShadow, Raised, Depressed };
 
-/// How letters look. What is not set stays as it is around them, at last as the screen likes it.
+/// How text looks. Members that are not set are inherited; at the top the screen's defaults apply.
 struct SubtitleLook {
   std::optional<platform::Color> color;
   std::optional<platform::Color> background;  ///< behind the letters
-  std::optional<double> size;                 ///< 1 is the size around them
+  std::optional<double> size;                 ///< relative to the inherited size
   std::optional<bool> bold;
   std::optional<bool> italic;
   std::optional<bool> underline;
-  std::optional<TextEdge> edge;  ///< of a whole cue only
+  std::optional<TextEdge> edge;  ///< only for a whole cue
 
-  /// What `over` sets replaces what is set here.
+  /// Overrides members with those set in `over`.
   void put(const SubtitleLook& over);
   friend bool operator==(const SubtitleLook&, const SubtitleLook&) = default;
 };
 
-/// A stretch of a cue's text, in bytes, that was marked. Spans may lie in each other; the inner one
-/// comes later.
+/// A marked range of a cue's text, in bytes. Spans may be nested; an inner span comes after its
+/// outer span.
 struct SubtitleSpan {
   std::size_t begin = 0;
   std::size_t end = 0;
-  std::string element;               ///< such as "b", "c" or "v"; rules find the span by these
+  std::string element;               ///< such as "b", "c" or "v"; style rules select by it
   std::vector<std::string> classes;  ///< without dots
-  std::string annotation;            ///< of a voice: who speaks
+  std::string annotation;            ///< of a "v" element: the speaker
   SubtitleLook look;
   friend bool operator==(const SubtitleSpan&, const SubtitleSpan&) = default;
 };
 
-/// Where a cue's text stands. Lengths are shares of the picture, from its upper left corner.
+/// Where a cue is drawn. Lengths are fractions of the picture; the origin is its upper left corner.
 struct CueLayout {
   enum class Alignment { Start, Center, End, Left, Right };
   enum class Anchor { Top, Middle, Bottom };
 
-  std::optional<double> left;   ///< none: in the middle, as wide as the screen likes
-  std::optional<double> width;  ///< goes with `left`
+  std::optional<double> left;   ///< unset: centred, with the screen's default width
+  std::optional<double> width;  ///< set together with `left`
   Alignment alignment = Alignment::Center;
-  /// The upper edge, middle or lower edge of the text is at `y`.
+  /// The edge of the text that is at `y`.
   Anchor anchor = Anchor::Bottom;
-  std::optional<double> y;  ///< none: at the lower edge, or where `line` says
-  /// Counted in lines of text: 0 is the first from above, -1 the last.
+  std::optional<double> y;  ///< unset: at the lower edge, or as `line` says
+  /// A line number: 0 is the first line, -1 the last.
   std::optional<int> line;
   friend bool operator==(const CueLayout&, const CueLayout&) = default;
 };
 
-/// A picture of a text, on a canvas that covers the video's picture.
+/// A bitmap on a canvas that covers the video.
 struct CueImage {
   int canvasWidth = 0;
   int canvasHeight = 0;
@@ -64,18 +64,18 @@ struct CueImage {
   int y = 0;
   int width = 0;
   int height = 0;
-  std::vector<std::uint32_t> pixels;  ///< 0xAARRGGBB, not premultiplied, rows from above
+  std::vector<std::uint32_t> pixels;  ///< 0xAARRGGBB, not premultiplied, top row first
   friend bool operator==(const CueImage&, const CueImage&) = default;
 };
 
-/// A text, or pictures of one, that belongs to a stretch of the item's time line.
+/// A text or bitmaps for a time range of the item.
 struct SubtitleCue {
   static constexpr double kUntilNext = -1;
   double start = 0;              ///< seconds
-  double duration = kUntilNext;  ///< seconds; kUntilNext: to the beginning of the next cue
-  std::string text{};            ///< plain, lines parted by line feeds
+  double duration = kUntilNext;  ///< seconds; kUntilNext: until the start of the next cue
+  std::string text{};            ///< plain text; lines end with line feeds
   std::string identifier{};
-  SubtitleLook look{};  ///< of the whole
+  SubtitleLook look{};  ///< of the whole cue
   std::vector<SubtitleSpan> spans{};
   CueLayout layout{};
   std::vector<CueImage> images{};
@@ -84,14 +84,14 @@ struct SubtitleCue {
   friend bool operator==(const SubtitleCue&, const SubtitleCue&) = default;
 };
 
-/// Cuts what nobody could read or hold in memory: the text, its spans, its images. Spans are made
-/// to lie within the text, between characters.
+/// Limits the sizes of the text, its spans and its images. Clamps spans to the text, at character
+/// boundaries.
 void bound(SubtitleCue& cue);
-/// Without blanks and line feeds at both ends.
+/// Removes white space at both ends and adapts the spans.
 void trim(SubtitleCue& cue);
-/// Bytes that its images take.
+/// Returns the bytes of the images.
 std::size_t imageBytesOf(const SubtitleCue& cue);
-/// Bytes that all of it takes, nearly.
+/// Returns an estimate of the bytes of the whole cue.
 std::size_t bytesOf(const SubtitleCue& cue);
 
 }  // namespace media

@@ -17,12 +17,12 @@ bool beginsBefore(double seconds, const std::shared_ptr<const SubtitleCue>& cue)
   return seconds < cue->start;
 }
 
-/// How far to look for a cue that is there already.
+/// How many neighbours to search for an equal cue.
 constexpr std::ptrdiff_t kNeighbours = 8;
-/// Cues that follow each other may overlap by so much, in seconds.
+/// Successive cues may overlap by this many seconds.
 constexpr double kSlack = 0.02;
 
-/// Adaptive media give a cue another beginning, by milliseconds, after each seek.
+/// In adaptive streams the start of a cue changes by milliseconds after each seek.
 bool isSame(const SubtitleCue& one, const SubtitleCue& other) {
   if (one.duration <= 0 || other.duration <= 0) return one == other;
   const auto beginsWithin = [](const SubtitleCue& late, const SubtitleCue& early) {
@@ -104,7 +104,7 @@ void SubtitleCues::_addTo(Store& store, Change::Kind kind, SubtitleCue cue) {
   const auto added = std::make_shared<const SubtitleCue>(std::move(cue));
   cues.insert(place, added);
   while (cues.size() > kCueLimit || (cues.size() > 1 && store.bytes > kByteLimit)) {
-    // The new one is the one that is wanted, also after a seek to before all the others.
+    // Never drop the new cue: after a seek backwards it may be the earliest one.
     const auto gone = cues.front() == added ? std::prev(cues.end()) : cues.begin();
     store.bytes -= bytesOf(**gone);
     cues.erase(gone);
@@ -164,7 +164,8 @@ void SubtitleCues::_note(Change::Kind kind, Cues cues) {
   if (_observer) _untold.push_back({_identity, kind, _source, std::move(cues)});
 }
 
-/// One thread tells, and what other threads note meanwhile too, so that the order is kept.
+/// One thread at a time calls the observer. It also delivers what other threads add meanwhile, so
+/// that the order is kept.
 void SubtitleCues::_tell(std::unique_lock<std::mutex> lock) {
   if (_telling) return;
   _telling = true;

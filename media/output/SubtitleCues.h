@@ -15,18 +15,18 @@ namespace media {
 
 class SubtitleStyles;
 
-/// The subtitles of one load, as far as they are known, by position: whoever draws a picture asks
-/// for the cues of the picture's time, so that texts come, stay and go with the pictures at every
-/// rate, and after every seek.
+/// The known subtitles of one load, by their times. The screen queries the cues for the time of
+/// each picture that it draws, so that texts match the picture at every rate and after every seek.
 ///
-/// There are those that come with the media, whether they are shown or not, those that lie in the
-/// pictures, and those of a resource beside the media.
+/// Three sources have a list of cues each: text streams of the media, captions in the pictures, and
+/// an external resource. One source is shown at a time.
 ///
-/// Bounds: so many cues of each, and so many bytes; the earliest go first, of those beside the
-/// media the latest. Each is bounded in itself. Threads: any.
+/// Limits: kCueLimit cues and kByteLimit bytes for each source. The earliest cues are dropped
+/// first; of an external resource the latest. Each cue is limited by bound().
+/// Threads: any.
 ///
-/// An observer is told of every change but that of the styles, in their order, on a thread that
-/// makes one, without a lock held. It must not change the cues.
+/// An observer is called for every change except of the styles, in order, on a thread that makes a
+/// change, without a lock held. It must not change the cues.
 class SubtitleCues {
  public:
   static constexpr std::size_t kCueLimit = 20000;
@@ -36,14 +36,14 @@ class SubtitleCues {
 
   struct Change {
     enum class Kind {
-      Show,             ///< `source`
-      Add,              ///< `cues` that come with the media
-      Clear,            ///< those go
-      AddOfPictures,    ///< `cues` that lie in the pictures
-      ClearOfPictures,  ///< those go
-      SetBeside,        ///< `cues` take the place of those beside the media
-      AddBeside,        ///< `cues` come to those beside the media
-      Gone,             ///< so is the object
+      Show,             ///< `source` is shown
+      Add,              ///< adds `cues` of text streams
+      Clear,            ///< removes the cues of text streams
+      AddOfPictures,    ///< adds `cues` of captions
+      ClearOfPictures,  ///< removes the cues of captions
+      SetBeside,        ///< replaces the cues of the external resource
+      AddBeside,        ///< adds `cues` of the external resource
+      Gone,             ///< the object was destroyed
     };
     std::uint64_t identity = 0;
     Kind kind = Kind::Show;
@@ -57,24 +57,23 @@ class SubtitleCues {
   SubtitleCues(const SubtitleCues&) = delete;
   SubtitleCues& operator=(const SubtitleCues&) = delete;
 
-  /// A number that no other object in the process has. Never 0.
+  /// A number that is unique in the process. Never 0.
   std::uint64_t identity() const { return _identity; }
 
-  /// Cues of that time, in the order of their beginnings. None of them is empty.
+  /// Returns the cues at that time, by their starts. None is empty.
   Cues at(double seconds) const;
-  /// Lines of all of them; empty for none.
+  /// Returns the lines of all cues at that time.
   std::string textAt(double seconds) const;
-  /// What somebody wishes all of them to look like; may be null.
+  /// Returns the styles that the sender has set for all cues; may be null.
   std::shared_ptr<const SubtitleStyles> styles() const;
 
   // For the engine.
   void show(Source source);
   void setStyles(std::shared_ptr<const SubtitleStyles> styles);
-  /// With the media; one that is there already changes nothing.
+  /// Adds a cue of a text stream, unless it is there already.
   void add(SubtitleCue cue);
-  /// Those that came with the media go.
+  /// Removes the cues of text streams.
   void clear();
-  /// The same for those of the pictures.
   void addOfPictures(SubtitleCue cue);
   void clearThoseOfPictures();
   void setBeside(std::vector<SubtitleCue> cues);
@@ -82,7 +81,7 @@ class SubtitleCues {
 
  private:
   struct Store {
-    Cues cues;  // by their beginnings
+    Cues cues;  // by start
     std::size_t bytes = 0;
   };
   void _addTo(Store& store, Change::Kind kind, SubtitleCue cue);

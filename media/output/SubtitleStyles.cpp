@@ -55,7 +55,7 @@ std::optional<double> shareOf(const platform::Dictionary& rule, std::string_view
   return value / 100;
 }
 
-/// Opacity, red, green and blue, each 0 to 1; or as in a style sheet.
+/// Parses an array of opacity, red, green and blue, each 0 to 1, or a string as in a style sheet.
 std::optional<platform::Color> colorOf(const platform::Value& value) {
   if (const std::string* text = value.asString()) return media::colorOf(*text);
   const platform::Array* list = value.asArray();
@@ -75,7 +75,7 @@ std::optional<bool> flag(const platform::Dictionary& rule, std::string_view key)
   return number ? std::optional(number->boolValue()) : std::nullopt;
 }
 
-/// Without what stands between comment signs.
+/// Removes the comments.
 std::string withoutComments(std::string_view css) {
   std::string text;
   while (!css.empty()) {
@@ -154,7 +154,7 @@ std::optional<SubtitleStyles::Selector> SubtitleStyles::_selectorOf(std::string_
     if (!text.empty()) text = trimmed(text.substr(1, text.size() - 2));
   }
   Selector selector;
-  // Parts of parts are more than cues are worth.
+  // Combinators and pseudo-classes are not supported.
   const std::size_t bracket = std::min(text.find('['), text.size());
   if (text.substr(0, bracket).find_first_of(" >+~:(") != std::string_view::npos)
     return std::nullopt;
@@ -239,7 +239,7 @@ void SubtitleStyles::_place(const Rule& rule, CueLayout& layout) {
   if (rule.line) {
     layout.line.reset();
     layout.y = rule.line;
-    // A text at the upper edge hangs from it, one at the lower edge stands on it.
+    // A text at the upper edge grows downwards, a text at the lower edge grows upwards.
     layout.anchor = *rule.line < 0.5   ? CueLayout::Anchor::Top
                     : *rule.line > 0.5 ? CueLayout::Anchor::Bottom
                                        : CueLayout::Anchor::Middle;

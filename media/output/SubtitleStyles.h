@@ -11,32 +11,32 @@
 
 namespace media {
 
-/// Rules about the looks of cues, as a style sheet holds them: which parts of which cues, and what
-/// of their looks. A later rule goes over an earlier one.
+/// Rules for the looks of cues, as in a style sheet: a selector and declarations. A later rule
+/// overrides an earlier one.
 ///
-/// Two sources: the style sheet of a WebVTT text (CSS), and the list of a sender, whose entries are
-/// dictionaries or CSS. What is unknown, or makes no sense, is left out.
+/// Sources: the style sheet of a WebVTT text (CSS), and the list of a sender, whose entries are
+/// dictionaries or CSS. Unknown or invalid parts are ignored.
 ///
-/// Bounds: so many rules.
+/// Limits: kRuleLimit rules.
 /// Threads: immutable once shared.
 class SubtitleStyles {
  public:
   static constexpr std::size_t kRuleLimit = 64;
 
-  /// `::cue(selector) { property: value; … }`, comments in between.
+  /// Parses `::cue(selector) { property: value; … }` with comments.
   void addSheet(std::string_view css);
-  /// See the table of the receiver interface.
+  /// The keys are in the table of the receiver interface.
   void addDictionary(const platform::Dictionary& dictionary);
 
   bool empty() const { return _rules.empty(); }
-  /// A rule for whole cues goes beneath what the spans of `cue` say, one for spans over it.
+  /// A rule for whole cues is overridden by the spans of `cue`; a rule for spans overrides them.
   void applyTo(SubtitleCue& cue) const;
 
   friend bool operator==(const SubtitleStyles&, const SubtitleStyles&) = default;
 
  private:
   struct Selector {
-    // What is empty fits everything.
+    // An empty member matches everything.
     std::string identifier;
     std::string element;
     std::vector<std::string> classes;
@@ -49,7 +49,7 @@ class SubtitleStyles {
   struct Rule {
     Selector selector;
     SubtitleLook look;
-    // Of whole cues only; lengths as in CueLayout.
+    // Only for whole cues; lengths as in CueLayout.
     std::optional<CueLayout::Alignment> alignment;
     std::optional<double> line;
     std::optional<double> position;
@@ -64,14 +64,14 @@ class SubtitleStyles {
   std::vector<Rule> _rules;
 };
 
-/// Those of a sender: an array's entries, each a rule. Null when there are none.
+/// Returns the rules of a sender: an array with a rule for each entry. Null if there are none.
 std::shared_ptr<const SubtitleStyles> subtitleStylesOf(const platform::Value& value);
 
-/// What one declaration of a style sheet changes; false for what it does not know.
+/// Applies one declaration of a style sheet. Returns false if the property is unknown.
 bool readDeclaration(std::string_view property, std::string_view value, SubtitleLook& look);
 
-/// The part of its line that a text of such an alignment takes, `position` being the share of the
-/// picture's width at which it begins, has its middle, or ends.
+/// Sets the horizontal range of a cue with this alignment. `position` is a fraction of the
+/// picture's width: where the text begins, is centred, or ends, as `anchor` says.
 void setPosition(CueLayout& layout, double position, double width, CueLayout::Alignment anchor);
 
 std::optional<CueLayout::Alignment> alignmentOf(std::string_view text);

@@ -44,7 +44,7 @@ void VideoFrames::put(std::uint64_t ticket, std::shared_ptr<const VideoFrame> fr
     _replace(std::move(frame), std::move(lock));
   } else if (ticket == _reserved && _reserved != 0) {
     std::swap(_kept, frame);
-    lock.unlock();  // before the older one is let go
+    lock.unlock();  // before the older frame is released
   }
 }
 
@@ -77,7 +77,7 @@ void VideoFrames::close() {
 
 void VideoFrames::_replace(std::shared_ptr<const VideoFrame> frame,
                            std::unique_lock<std::mutex> lock) {
-  // The one that goes out is let go after the lock: unmapping is not free.
+  // Release the old frame without the lock: unmapping is slow.
   std::swap(_latest, frame);
   ++_serial;
   lock.unlock();

@@ -28,78 +28,78 @@ struct VideoPlane {
   std::size_t rows = 0;
 };
 
-/// A decoded picture, mapped for reading for as long as it is held. Immutable.
+/// A decoded picture, mapped for reading while a reference is held. Immutable.
 ///
-/// It keeps a buffer of the decoder's pool busy: hold the newest one, not a collection.
+/// It occupies a buffer of the decoder's pool: keep only the newest one.
 /// Threads: any.
 class VideoFrame {
  public:
   virtual ~VideoFrame() = default;
 
-  /// It has been on screen for the first time. Called once, on the screen's thread.
+  /// Called once on the screen's thread, after the frame was on the screen for the first time.
   virtual void wasShown() const {}
 
   VideoFormat format = VideoFormat::I420;
   int width = 0;  ///< pixels, before the pixel aspect ratio and the rotation
   int height = 0;
-  /// Shape of a pixel: the picture is shown width * numerator / denominator wide.
+  /// The display width is width * numerator / denominator.
   int pixelAspectNumerator = 1;
   int pixelAspectDenominator = 1;
-  /// Clockwise, to be applied when drawing: 0, 90, 180 or 270.
+  /// The clockwise rotation to apply when drawing: 0, 90, 180 or 270.
   int rotationDegrees = 0;
   VideoMatrix matrix = VideoMatrix::BT709;
   bool fullRange = false;
-  /// On the item's own time line, seconds; negative when unknown.
+  /// Stream time in seconds; negative if unknown.
   double time = -1;
-  /// When it is to be seen, seconds, on a clock that goes like the real one while pictures follow
-  /// each other, at every rate; negative when unknown.
+  /// When to show it, in seconds of a clock that advances like real time while pictures follow each
+  /// other, at every rate. Negative if unknown.
   double due = -1;
-  /// The texts of the item's time line; null when it has none.
+  /// The texts of the item; null if it has none.
   std::shared_ptr<const SubtitleCues> subtitles;
 
-  /// NV12: Y and interleaved UV. I420: Y, U and V. BGRA: one, whose fourth bytes mean nothing.
+  /// NV12: Y and interleaved UV. I420: Y, U and V. BGRA: one plane; the fourth byte is unused.
   std::array<VideoPlane, 3> planes;
   std::size_t planeCount = 0;
-  /// The memory in which all planes lie, where another process can map it. Null otherwise.
+  /// The shared memory of all planes, or null if another process cannot map them.
   std::shared_ptr<const frames::SharedBuffer> sharedMemory;
 };
 
 /// The pictures of one engine: a mailbox that holds the newest one.
 ///
-/// A picture is put in when it is due, so whoever draws takes the newest and shows it at once.
-/// After a stop there is none. What is drawn while none is there is the screen's business.
+/// A picture is put in when it is due, so the reader takes the newest one and shows it at once.
+/// After a stop there is none; the screen decides what to draw then.
 ///
-/// Threads: any. The wake-up is called without a lock held on the thread that put the frame in (a
-/// thread of the decoder), must return quickly, must not call back into the engine, and may come
-/// once more while setWakeup() replaces it on another thread, but not after that has returned.
+/// Threads: any. The wake-up is called without `_mutex` held, on the thread that put the frame in
+/// (a streaming thread). It must return quickly and must not call the engine. It may be called once
+/// more while setWakeup() replaces it on another thread, but not after setWakeup() has returned.
 class VideoFrames final : public platform::VideoOutput {
  public:
   std::string className() const override { return "VideoFrames"; }
 
-  /// `wakeup` is called whenever latest() has changed, also when it has become null, and when the
-  /// texts over it may have.
+  /// `wakeup` is called after latest() has changed, also to null, and when the texts may have
+  /// changed.
   void setWakeup(std::function<void()> wakeup);
 
-  /// The newest picture that is due, or null when there is none.
+  /// Returns the newest picture that is due, or null.
   std::shared_ptr<const VideoFrame> latest() const;
-  /// Counts the changes of latest(): compare with the one drawn last.
+  /// Returns the number of changes of latest(), to compare with the picture drawn last.
   std::uint64_t serial() const;
 
-  // For whoever makes the pictures.
-  /// Begins a load and returns its ticket: reserve() and open() in one.
+  // For the producer of the pictures.
+  /// Begins a load: reserve() and open() in one call. Returns the ticket.
   std::uint64_t open() { return open(reserve()); }
-  /// A ticket for a load's pictures. Until it is opened the newest of them is kept, and not shown.
+  /// Returns a ticket for a load. Until open(), the newest picture of it is kept and not shown.
   std::uint64_t reserve();
-  /// The load's turn has come: the picture kept for it, or none, takes the place of the one shown,
-  /// and no more pictures of other opened loads are accepted.
+  /// Makes the reserved load the current one. The picture kept for it, or none, replaces the one
+  /// shown. Pictures of other opened loads are not accepted any more.
   std::uint64_t open(std::uint64_t ticket);
-  /// Nothing, when the ticket is neither the one open nor the newest reserved.
+  /// Ignored unless the ticket is the open one or the newest reserved one.
   void put(std::uint64_t ticket, std::shared_ptr<const VideoFrame> frame);
-  /// The texts that belong to the pictures of the load have changed.
+  /// Reports a change of the texts of this load.
   void textsDidChange(std::uint64_t ticket);
-  /// Ends the load: no picture of it is shown, kept or accepted.
+  /// Ends the load: its pictures are not shown, kept or accepted any more.
   void close(std::uint64_t ticket);
-  /// Ends the load that is open, whichever it is.
+  /// Ends the open load.
   void close();
 
  private:
@@ -111,8 +111,8 @@ class VideoFrames final : public platform::VideoOutput {
   std::uint64_t _lastTicket = 0;
   std::uint64_t _open = 0;
   std::uint64_t _reserved = 0;
-  std::shared_ptr<const VideoFrame> _kept;  // of the one reserved
-  // Apart from the mailbox's, and held while the wake-up runs: latest() never waits for it.
+  std::shared_ptr<const VideoFrame> _kept;  // of the reserved load
+  // Held while the wake-up runs. Separate from `_mutex`, so that latest() does not wait for it.
   std::mutex _wakeupMutex;
   std::function<void()> _wakeup;
 };
