@@ -20,7 +20,7 @@ std::optional<AudioFrame> adtsFrame(Frame frame) {
 
 std::optional<AudioFrame> mpegAudioFrame(Frame frame) {
   constexpr std::array<int, 3> kRates{44100, 48000, 32000};
-  const int version = frame[1] >> 3 & 3;  // 3: MPEG-1, 2: MPEG-2, 0: its extension
+  const int version = frame[1] >> 3 & 3;  // 3: MPEG-1, 2: MPEG-2, 0: MPEG-2.5
   const int layer = 4 - (frame[1] >> 1 & 3);
   const std::size_t rate = frame[2] >> 2 & 3;
   if (frame[0] != 0xff || frame[1] < 0xe0 || version == 1 || layer == 4 || rate == kRates.size())

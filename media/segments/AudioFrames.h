@@ -10,13 +10,14 @@ extern "C" {
 
 namespace media {
 
-/// What a frame of sound says of its length.
+/// The length of an audio frame.
 struct AudioFrame {
   int samples = 0;
   int rate = 0;  ///< samples a second
 };
 
-/// Of frames that begin with a header: ADTS, MPEG audio, AC-3 and E-AC-3. None for others.
+/// Parses the header of an ADTS, MPEG audio, AC-3 or E-AC-3 frame. Returns nullopt for other codecs
+/// and broken headers.
 std::optional<AudioFrame> audioFrameOf(AVCodecID codec, std::span<const std::uint8_t> frame);
 
 }  // namespace media

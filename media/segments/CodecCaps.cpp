@@ -16,8 +16,8 @@ constexpr std::uint32_t codecTag(char a, char b, char c, char d) {
   return static_cast<std::uint32_t>(MKTAG(a, b, c, d));
 }
 
-/// Parameter sets beside the samples, whose NAL units have lengths, begin with version 1; those
-/// with start codes begin with zeros.
+/// avcC and hvcC, whose NAL units have length prefixes, begin with version 1. Codec data with start
+/// codes begins with zeros.
 bool isLengthPrefixed(Setup setup) { return setup.size() > 6 && setup[0] == 1; }
 
 GstRef<GstCaps> nalCaps(const char* type, const char* outside, const char* inside, bool isInside,

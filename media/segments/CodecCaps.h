@@ -12,15 +12,15 @@ struct AVStream;
 
 namespace media {
 
-/// What a parser or decoder of GStreamer takes the packets of a stream for. `setup`: the codec's
-/// own description of the stream, as it holds now. Null: the codec is none that can be played.
+/// Returns the caps that a parser or decoder of GStreamer needs for packets of `stream`. `setup` is
+/// the current codec data. Returns null if the codec is not supported.
 GstRef<GstCaps> capsOf(const AVStream& stream, std::span<const std::uint8_t> setup);
 
-/// The same of sound.
+/// Returns the caps of an audio stream.
 GstRef<GstCaps> soundCapsOf(const AVCodecParameters& parameters,
                             std::span<const std::uint8_t> setup);
 
-/// A buffer with a copy of `bytes`.
+/// Returns a buffer with a copy of `bytes`.
 GstRef<GstBuffer> bufferOf(std::span<const std::uint8_t> bytes);
 void setBytes(GstCaps& caps, const char* field, std::span<const std::uint8_t> bytes);
 

@@ -13,18 +13,18 @@ extern "C" {
 namespace media {
 namespace {
 
-// What a transport stream is searched for its tables before the first packet.
+// How far a transport stream is searched for its tables before the first packet.
 constexpr std::int64_t kTableBytes = std::int64_t{8} * 1024;
 constexpr int kLargestPacket = 64 * 1024 * 1024;
 constexpr unsigned kMostStreams = 64;
-// Errors in a row that a demuxer may recover from.
+// Errors in a row after which reading ends.
 constexpr int kMostErrors = 32;
 
 int refuseToOpen(AVFormatContext*, AVIOContext**, const char*, int, AVDictionary**) {
   return AVERROR(EPERM);
 }
 
-/// Media that cannot be read are told by ourselves.
+/// Read errors are reported in our own log.
 void silenceLibrary() {
   static std::once_flag once;
   std::call_once(once, [] { av_log_set_level(AV_LOG_QUIET); });
@@ -45,16 +45,16 @@ std::unique_ptr<MediaContainer> MediaContainer::open(PieceInput& input, MediaFor
   }
   context->pb = input.context();
   context->flags |= AVFMT_FLAG_CUSTOM_IO;
-  // Packets of a stream without a known codec, such as timed metadata, are held back while it is
-  // probed.
+  // Otherwise libavformat holds back packets of streams without a known codec, such as timed
+  // metadata, while it probes them.
   context->max_probe_packets = 1;
   context->io_open = refuseToOpen;
   context->probesize = kTableBytes;
-  context->correct_ts_overflow = 0;  // the time line of the presentation decides
+  context->correct_ts_overflow = 0;  // StreamClock and the callers unwrap time stamps
   context->max_streams = static_cast<int>(kMostStreams);
   AVDictionary* options = nullptr;
   av_dict_set(&options, "protocol_whitelist", "none", 0);
-  // On failure the context is freed.
+  // avformat_open_input() frees the context on failure.
   const int result = avformat_open_input(&context, nullptr, demuxer, &options);
   av_dict_free(&options);
   if (result < 0) return nullptr;

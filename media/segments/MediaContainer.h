@@ -20,25 +20,25 @@ struct PacketRelease {
 };
 using PacketRef = std::unique_ptr<AVPacket, PacketRelease>;
 
-/// A demuxer of libavformat over the bytes of a PieceInput. It opens no other resource.
+/// A demuxer of libavformat that reads from a PieceInput. It opens no other resource.
 ///
-/// Threads: one.
+/// Threads: one at a time.
 class MediaContainer {
  public:
-  /// Waits for what the demuxer needs to know its streams. Null: it cannot read the bytes, or the
-  /// gate is closed. `input` outlives it.
+  /// Blocks until the demuxer has found its streams. Returns null if it cannot read the bytes or
+  /// the gate is closed. `input` has to outlive the container.
   static std::unique_ptr<MediaContainer> open(PieceInput& input, MediaForm form);
   ~MediaContainer();
   MediaContainer(const MediaContainer&) = delete;
   MediaContainer& operator=(const MediaContainer&) = delete;
 
-  /// The next packet; null at the end, after damage, and when the gate is closed. It is good until
-  /// the next call.
+  /// Returns the next packet, which is valid until the next call. Null: the end was reached, the
+  /// data is damaged, or the gate is closed.
   AVPacket* read();
-  /// Goes on with the key frame before a time of the container. False: it cannot.
+  /// Seeks to the key frame before `seconds`, a time of the container. Returns false if that fails.
   bool seek(double seconds);
   MediaForm form() const { return _form; }
-  /// Streams may be added by read().
+  /// read() may add streams.
   std::span<AVStream*> streams() const { return {_context->streams, _context->nb_streams}; }
 
  private:
@@ -49,7 +49,7 @@ class MediaContainer {
   PacketRef _packet;
 };
 
-/// The side data of that type which hold for a whole stream; empty when there are none.
+/// Returns the side data of this type that applies to the whole stream, or an empty span.
 std::span<const std::uint8_t> sideDataOf(const AVStream& stream, AVPacketSideDataType type);
 
 }  // namespace media

@@ -30,7 +30,7 @@ bool isMovieHead(Head head) {
                      [&](std::string_view type) { return headBegins(head.subspan(4), type); });
 }
 
-/// Packets of 188 bytes, or of 192 with a time in front.
+/// Looks for the sync bytes of packets of 188 bytes, or of 192 bytes with a time stamp in front.
 bool isTransportHead(Head head) {
   constexpr std::uint8_t kSync = 0x47;
   constexpr std::size_t kMostGarbage = 1024;

@@ -9,7 +9,7 @@
 
 namespace media {
 
-/// How the bytes of a piece are laid out.
+/// Container formats of segments.
 enum class MediaForm {
   MP4,
   TransportStream,
@@ -23,24 +23,24 @@ enum class MediaForm {
   Ogg
 };
 
-/// The form of what begins with `head`. None: it is none of these.
+/// Detects the format by the first bytes. Returns nullopt if it is not supported.
 std::optional<MediaForm> mediaForm(std::span<const std::uint8_t> head);
-/// So many bytes tell it.
+/// How many bytes mediaForm() needs at most.
 inline constexpr std::size_t kMediaHeadBytes = 2048;
 
-/// The name of libavformat's demuxer.
+/// Returns the name of libavformat's demuxer.
 const char* demuxerName(MediaForm form);
-/// Bare audio frames: the bytes have no time stamps of their own.
+/// Returns whether the format is packed audio: audio frames without time stamps.
 bool isPackedAudio(MediaForm form);
 
-/// Copies what is at `offset` into `into`, waiting for all of it. Returns how much there was.
+/// Reads from `offset` until `into` is full, and blocks for it. Returns how many bytes there were.
 std::size_t readFully(const streaming::SegmentBytes& bytes, std::uint64_t offset,
                       std::span<std::uint8_t> into, const streaming::ReadGate& gate);
 
-/// Whether an mp4 has its media before its index, so that nothing can be read before all is there.
+/// Returns whether `mdat` is before `moov`, so that the file can only be read when it is complete.
 bool isIndexLast(const streaming::SegmentBytes& bytes, const streaming::ReadGate& gate);
 
-/// Where the media begin behind tags of ID3 at the beginning of `bytes`.
+/// Returns the length of the ID3 tags at the beginning of `bytes`.
 std::uint64_t lengthOfTags(const streaming::SegmentBytes& bytes, const streaming::ReadGate& gate);
 
 }  // namespace media

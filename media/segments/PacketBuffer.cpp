@@ -7,7 +7,7 @@
 namespace media {
 
 GstRef<GstBuffer> bufferOf(const AVPacket& packet, const PacketTimes& times, bool isPicture) {
-  // Sound before the start is not needed to decode what follows; pictures may be.
+  // Later audio can be decoded without it. Later pictures may refer to earlier ones.
   if (times.isBeforeStart && !isPicture) return nullptr;
   AVPacket* const kept = av_packet_clone(&packet);
   if (!kept) throw std::bad_alloc();

@@ -9,8 +9,8 @@ struct AVPacket;
 
 namespace media {
 
-/// A buffer of the packet's bytes, without copying them, with these times. Null: there is nothing
-/// in it that could be heard or seen, nor is it needed for what follows.
+/// Wraps the bytes of `packet` in a buffer with these times, without copying. Returns null for
+/// audio before the start of the presentation, which is not needed.
 GstRef<GstBuffer> bufferOf(const AVPacket& packet, const PacketTimes& times, bool isPicture);
 
 }  // namespace media

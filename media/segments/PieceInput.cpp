@@ -14,7 +14,7 @@ namespace media {
 namespace {
 
 constexpr int kInputBufferSize = 64 * 1024;
-// The buffer keeps what was read before as long as there is room for so many bytes.
+// Less than the buffer, so that it keeps earlier bytes for short seeks back.
 constexpr int kInputReadSize = 16 * 1024;
 
 }  // namespace
@@ -46,7 +46,7 @@ PieceInput::~PieceInput() {
 
 void PieceInput::append(std::shared_ptr<const streaming::SegmentBytes> bytes, std::uint64_t skip) {
   std::uint64_t start = _position;
-  if (_parts.empty() || _current + 1 < _parts.size()) start = 0;  // not known before it is reached
+  if (_parts.empty() || _current + 1 < _parts.size()) start = 0;  // set when it is reached
   _parts.push_back({std::move(bytes), skip, start});
 }
 
@@ -90,7 +90,7 @@ int PieceInput::_read(std::span<std::uint8_t> into) {
     if (part.bytes->state() == streaming::SegmentBytes::State::Failed) _hasFailed = true;
     if (_current + 1 == _parts.size() && (!_more || !_more()))
       return _gate->isClosed() ? AVERROR_EXIT : AVERROR_EOF;
-    // The part before the current one stays readable for short jumps back.
+    // The part before the current one is kept for short seeks back.
     while (_current > 0 && _tapIndex == 0) {
       _parts.pop_front();
       --_current;

@@ -12,10 +12,9 @@ struct AVIOContext;
 
 namespace media {
 
-/// What libavformat reads as one file: bytes of several parts, one behind the other, which may
-/// still be arriving.
+/// Concatenates several byte sources, which may still be loading, to a file that libavformat reads.
 ///
-/// Threads: one.
+/// Threads: one at a time.
 class PieceInput {
  public:
   PieceInput();
@@ -23,22 +22,22 @@ class PieceInput {
   PieceInput(const PieceInput&) = delete;
   PieceInput& operator=(const PieceInput&) = delete;
 
-  /// Adds a part without its first `skip` bytes.
+  /// Appends `bytes` without the first `skip` bytes.
   void append(std::shared_ptr<const streaming::SegmentBytes> bytes, std::uint64_t skip = 0);
-  /// `more` is called at the end of the last part. True: it has appended one.
+  /// `more` is called at the end of the last part. It returns true if it has appended another one.
   void whenExhausted(std::function<bool()> more) { _more = std::move(more); }
-  /// Calls `tap` with every byte from the part `index` on, once and in order.
+  /// Calls `tap` with every byte from part `index` on, once and in order.
   void setTap(std::size_t index, std::function<void(std::span<const std::uint8_t>)> tap);
-  /// All parts can be read anywhere: the reader may jump.
+  /// Lets libavformat seek. All parts have to be readable at any position.
   void setSeekable();
 
   AVIOContext* context() { return _context; }
-  /// The gate of the reads that follow; it outlives them.
+  /// Sets the gate of later reads; it has to outlive them.
   void setGate(const streaming::ReadGate* gate) { _gate = gate; }
 
-  /// Bytes before the newest part.
+  /// Returns the position of the first byte of the last part.
   std::uint64_t startOfLastPart() const { return _parts.empty() ? 0 : _parts.back().start; }
-  /// A part ended with a failure.
+  /// Returns whether a part has failed to load.
   bool hasFailed() const { return _hasFailed; }
 
  private:
@@ -53,7 +52,7 @@ class PieceInput {
 
   AVIOContext* _context = nullptr;
   const streaming::ReadGate* _gate = nullptr;
-  std::deque<Part> _parts;  // without those that were left behind
+  std::deque<Part> _parts;  // without parts that are not needed any more
   std::size_t _current = 0;
   std::uint64_t _position = 0;
   bool _hasFailed = false;

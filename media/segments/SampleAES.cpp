@@ -18,7 +18,7 @@ using Octets = std::span<std::uint8_t>;
 
 constexpr std::size_t kBlock = 16;
 constexpr std::size_t kClearSliceBytes = 32;
-constexpr std::size_t kShortSlice = 48;  // stays clear
+constexpr std::size_t kShortSlice = 48;  // shorter slices are not encrypted
 constexpr std::size_t kSlicePattern = 10 * kBlock;
 constexpr std::size_t kClearFrameBytes = 16;
 
@@ -32,7 +32,7 @@ class AccessUnitCipher {
 
   bool decryptSlice(Octets slice) {
     std::size_t rest = slice.size() - kClearSliceBytes;
-    // A last block that is not followed by anything is clear.
+    // The last block is clear if no byte follows it.
     if (rest % kSlicePattern == kBlock) rest -= kBlock;
     _protection.encryptedBlocks = 1;
     _protection.clearBlocks = 9;
@@ -54,7 +54,7 @@ class AccessUnitCipher {
   SampleProtection _protection;
 };
 
-/// Without the bytes that keep start codes from appearing in encrypted slices.
+/// Removes emulation prevention bytes.
 std::vector<std::uint8_t> withoutPrevention(Octets slice) {
   std::vector<std::uint8_t> result;
   result.reserve(slice.size());
@@ -67,7 +67,7 @@ std::vector<std::uint8_t> withoutPrevention(Octets slice) {
   return result;
 }
 
-/// The position behind the next start code, or the size.
+/// Returns the position after the next start code, or the size if there is none.
 std::size_t behindStartCode(Octets bytes, std::size_t from) {
   constexpr std::array<std::uint8_t, 3> kStartCode{0, 0, 1};
   const auto begin = bytes.begin() + static_cast<std::ptrdiff_t>(from);
@@ -110,7 +110,7 @@ bool decryptADTS(Octets frame, AccessUnitCipher& cipher) {
   return cipher.decryptFrame(frame, header + kClearFrameBytes);
 }
 
-/// An access unit may be several frames.
+/// An access unit may have several frames.
 bool decryptEnhancedAC3(Octets bytes, AccessUnitCipher& cipher) {
   while (bytes.size() >= 4) {
     const std::size_t size = (((bytes[2] & 7U) << 8 | bytes[3]) + 1) * 2;

@@ -14,9 +14,9 @@ struct AVPacket;
 
 namespace media {
 
-/// Decrypts an access unit of the method SAMPLE-AES, as transport streams and packed audio have
-/// it: slices of H.264, frames of AAC, AC-3 and E-AC-3, each but for its beginning. False: another
-/// codec, or damage.
+/// Decrypts an access unit that is encrypted with SAMPLE-AES in a transport stream or in packed
+/// audio: slices of H.264, frames of AAC, AC-3 and E-AC-3. Returns false for other codecs and
+/// broken data.
 bool decryptSampleAES(AVPacket& packet, AVCodecID codec, const platform::Bytes& key,
                       const std::array<std::byte, 16>& initialVector);
 

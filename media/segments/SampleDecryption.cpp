@@ -51,7 +51,7 @@ std::optional<SampleProtection> protectionOfSample(const AVEncryptionInfo& info)
     case schemeCode("cenc"):
       break;
     case schemeCode("cbc1"):
-      // Parts would continue each other's chain.
+      // With several parts the CBC chain would continue from part to part: not supported.
       if (encryptedParts > 1) return std::nullopt;
       [[fallthrough]];
     case schemeCode("cbcs"):
@@ -71,7 +71,7 @@ std::optional<SampleProtection> protectionOfSample(const AVEncryptionInfo& info)
 }  // namespace
 
 struct SampleDecryption::Question {
-  std::mutex mutex;  // guards the rest
+  std::mutex mutex;  // guards the members below
   std::condition_variable changed;
   bool isAnswered = false;
   std::optional<Bytes> key;

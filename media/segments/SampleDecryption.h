@@ -17,22 +17,22 @@ struct AVPacket;
 
 namespace media {
 
-/// Decrypts samples: of common encryption, whose keys it asks for, and of SAMPLE-AES, whose keys
-/// come with the pieces.
+/// Decrypts samples: common encryption with keys from ContentKeys or the playlist, and SAMPLE-AES
+/// with keys from the playlist.
 ///
-/// Threads: one; keys may come on any.
+/// Threads: one at a time; keys may arrive on any thread.
 class SampleDecryption {
  public:
   explicit SampleDecryption(std::shared_ptr<ContentKeys> keys) : _keys(std::move(keys)) {}
 
   enum class Outcome {
-    Clear,      ///< the packet can be played
-    Cancelled,  ///< the gate was closed while a key was awaited
-    NoKey,      ///< the key was refused, or did not come in time
-    Unusable,   ///< the encryption is of another kind, or damaged
+    Clear,      ///< the packet is decrypted
+    Cancelled,  ///< the gate was closed while waiting for a key
+    NoKey,      ///< the key was refused or did not arrive in time
+    Unusable,   ///< the scheme is not supported or the data is broken
   };
-  /// Makes the packet's bytes clear, if they are encrypted. Waits for a key it has not had before.
-  /// `piece` contains the packet. Its own key is tried before those of the sender.
+  /// Decrypts `packet` in place if it is encrypted. Blocks for a key that is not known yet. `piece`
+  /// is the piece of the packet; its key is used before those of the sender.
   Outcome decrypt(AVPacket& packet, AVCodecID codec, const streaming::TrackPiece& piece,
                   const streaming::ReadGate& gate);
 
@@ -44,7 +44,7 @@ class SampleDecryption {
                                       const streaming::ReadGate& gate);
 
   const std::shared_ptr<ContentKeys> _keys;
-  std::map<platform::Bytes, platform::Bytes> _known;  // by key identifier
+  std::map<platform::Bytes, platform::Bytes> _known;  // by key id
 };
 
 }  // namespace media

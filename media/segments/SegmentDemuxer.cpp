@@ -19,7 +19,7 @@ using streaming::TrackPiece;
 namespace {
 
 constexpr auto kWarningInterval = std::chrono::seconds(10);
-// Pieces at the beginning that may be unreadable.
+// After so many unreadable pieces at the beginning the track fails.
 constexpr int kMostUnreadable = 2;
 
 }  // namespace
@@ -116,7 +116,7 @@ void SegmentDemuxer::_beginRun(const TrackPiece& piece, const ReadGate& gate) {
 }
 
 bool SegmentDemuxer::_extendRun() {
-  // A piece without anything ends its run, so that its end is noticed.
+  // A piece without packets ends its run, so that _endRun() skips it.
   if (!_run || !_gaveSomething || _waiting) return false;
   _tellContent(true);
   auto piece = _setup.reader->next(*_gate);
@@ -159,14 +159,14 @@ void SegmentDemuxer::_readPacket(const ReadGate& gate) {
   if (lane && !_jump(*lane, stream, *packet)) _take(*lane, stream, *packet);
 }
 
-/// Goes to the place that was sought in a long piece. Its first packet tells where that is. False:
-/// the packet is the next one.
+/// Seeks within a long piece to the position that was sought. The offset of its time stamps is
+/// known from its first packet. Returns false if `packet` is the next packet to output.
 bool SegmentDemuxer::_jump(const Lane& lane, const AVStream& stream, const AVPacket& packet) {
   const auto sought = _run->takeJump();
-  // The times of bare frames are counted from the first one.
+  // Packed audio has no time stamps: its position is counted from the first frame.
   if (!sought || isPackedAudio(_run->form())) return false;
   if (!_frameFor(lane, _rawTimes(stream, packet), _run->newestPiece()) || !_offset) return false;
-  // Which pictures of a transport stream are key frames is not known before they are read.
+  // Key frames of a transport stream are only known after reading: seek back one group of pictures.
   constexpr double kLongestGroup = 10;
   const bool isStream = _run->form() == MediaForm::TransportStream;
   const double place = *sought - (isStream ? kLongestGroup : 0);
@@ -175,13 +175,14 @@ bool SegmentDemuxer::_jump(const Lane& lane, const AVStream& stream, const AVPac
 }
 
 bool SegmentDemuxer::_carriesTags(const AVStream& stream) const {
-  // Without a descriptor libavformat guesses by the bytes: a tag looks like the head of an MP3.
+  // Without a descriptor libavformat guesses the codec, and an ID3 tag looks like the start of an
+  // MP3.
   constexpr std::uint32_t kMetadataType = 0x15;
   return _run->form() == MediaForm::TransportStream && stream.codecpar->codec_tag == kMetadataType;
 }
 
-/// Tells which streams the pieces of the representation hold. Those of a transport stream are found
-/// one after another.
+/// Reports which kinds of streams the pieces of the representation have. In a transport stream they
+/// are found while reading.
 void SegmentDemuxer::_tellContent(bool isPieceOver) {
   const auto& representation = _run->newestPiece().representation;
   if (_hasToldContent || !representation) return;
@@ -202,7 +203,7 @@ void SegmentDemuxer::_tellContent(bool isPieceOver) {
   _setup.reader->noteContent(*representation, content);
 }
 
-/// Makes libavformat discard the streams that are not wanted.
+/// Makes libavformat discard streams that are not needed.
 void SegmentDemuxer::_chooseStreams() {
   const auto streams = _run->container().streams();
   for (; _streamCount < streams.size(); ++_streamCount) {
@@ -254,7 +255,7 @@ void SegmentDemuxer::_take(Lane& lane, const AVStream& stream, AVPacket& packet)
   if (!frame || !_tellFormat(lane, stream, packet)) return;
   const PacketTimes times = lane.clock.timesOf(raw, *frame);
   if (times.wasMoved) _warn("has time stamps far from its place", piece);
-  // The last access unit of a piece may come when the next piece has begun.
+  // The last access unit of a piece may be output after the next piece has begun.
   if (&piece == &_run->newestPiece()) _gaveSomething = true;
   _hadSomething = true;
   GstRef<GstBuffer> buffer = bufferOf(packet, times, isPicture);

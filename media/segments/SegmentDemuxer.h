@@ -16,7 +16,7 @@
 
 namespace media {
 
-/// The TrackDemuxer that reads pieces by libavformat.
+/// The TrackDemuxer that uses libavformat.
 class SegmentDemuxer final : public TrackDemuxer {
  public:
   explicit SegmentDemuxer(Setup setup);
@@ -24,15 +24,15 @@ class SegmentDemuxer final : public TrackDemuxer {
   void reset() override;
 
  private:
-  /// One of the elementary streams that are told of.
+  /// The state of an elementary stream that is output.
   struct Lane {
     ElementaryKind kind;
     bool isWanted;
-    int stream = -1;                      ///< its index in the run; -1: none yet
-    std::uint64_t lastPiece = 0;          ///< of the run, that had something of the stream
-    std::vector<std::uint8_t> setup{};    ///< the codec's description, as it holds now
-    std::array<std::int64_t, 5> shape{};  ///< what of the stream's parameters goes into caps
-    GstRef<GstCaps> caps{};               ///< that were told last
+    int stream = -1;                      ///< index of the AVStream; -1: none yet
+    std::uint64_t lastPiece = 0;          ///< of the run, with packets of the stream
+    std::vector<std::uint8_t> setup{};    ///< current codec data
+    std::array<std::int64_t, 5> shape{};  ///< stream parameters that the caps depend on
+    GstRef<GstCaps> caps{};               ///< last output caps
     bool isDiscontinuous = true;
     StreamClock clock{};
   };
@@ -66,20 +66,20 @@ class SegmentDemuxer final : public TrackDemuxer {
   std::array<Lane, 2> _lanes;
   std::deque<ElementaryItem> _items;
   std::optional<platform::Error> _failure;
-  const streaming::ReadGate* _gate = nullptr;     // of the call that is under way
-  std::optional<streaming::TrackPiece> _waiting;  // that did not continue the run
+  const streaming::ReadGate* _gate = nullptr;     // of the current call
+  std::optional<streaming::TrackPiece> _waiting;  // read, but not a continuation of the run
   bool _hadSomething = false;
-  int _unreadable = 0;  // pieces, while nothing was had
+  int _unreadable = 0;  // number of pieces, while no packet was read
   std::chrono::steady_clock::time_point _quietUntil{};
 
-  // The run, and what belongs to it.
+  // State of the run.
   std::unique_ptr<SegmentRun> _run;
-  std::size_t _streamCount = 0;  // that were looked at
-  bool _gaveSomething = false;   // of the newest piece
+  std::size_t _streamCount = 0;  // number of streams seen by _chooseStreams()
+  bool _gaveSomething = false;   // a packet of the newest piece was read
   bool _hasToldContent = false;
   std::optional<double> _offset;           // seconds
-  std::optional<std::int64_t> _reference;  // the newest time stamp without wrap-around
-  std::int64_t _framePosition = 0;         // of packed audio, in units of its stream
+  std::optional<std::int64_t> _reference;  // the newest time stamp, unwrapped
+  std::int64_t _framePosition = 0;         // of packed audio, in units of the time base
 };
 
 }  // namespace media

@@ -20,21 +20,21 @@ constexpr std::uint64_t kLongestEvent = std::uint64_t{256} << 10;
 constexpr std::size_t kMostEvents = 256;
 constexpr std::size_t kMostTags = 64;
 constexpr std::size_t kShortHead = 16;
-// Less of a long piece is read and passed over.
+// Shorter distances are read instead of a seek.
 constexpr double kShortestJump = 1;
 constexpr std::int64_t kTimestampMask = (std::int64_t{1} << 33) - 1;
 
 std::optional<MediaForm> formOf(const SegmentBytes& bytes, std::uint64_t offset,
                                 const ReadGate& gate) {
   std::array<std::uint8_t, kMediaHeadBytes> head{};
-  // A transport stream needs more than the others.
+  // Detecting a transport stream needs more bytes than the other formats.
   std::size_t length = readFully(bytes, offset, std::span(head).first(kShortHead), gate);
   if (const auto form = mediaForm(std::span(head).first(length))) return form;
   length = readFully(bytes, offset, head, gate);
   return mediaForm(std::span(head).first(length));
 }
 
-/// The time stamp of RFC 8216, section 3.4.
+/// Finds the time stamp of packed audio in an ID3 tag (RFC 8216, section 3.4).
 std::optional<std::int64_t> timestampIn(std::string_view tag) {
   constexpr std::string_view kOwner("transportStreamTimestamp\0", 25);
   const std::size_t owner = tag.find(kOwner);
@@ -109,7 +109,7 @@ void SegmentRun::_collectEvents(std::size_t part) {
   _input.setTap(part, [this](std::span<const std::uint8_t> bytes) { _boxes->feed(bytes); });
 }
 
-/// libavformat cuts off the heads of tags.
+/// Reads the tags from the raw stream: libavformat cuts off their headers.
 void SegmentRun::_collectTags() {
   _metadata = std::make_unique<TransportMetadata>(
       [this](double seconds, std::span<const std::uint8_t> data) {
@@ -142,7 +142,7 @@ void SegmentRun::extend(const TrackPiece& piece) {
 
 const TrackPiece& SegmentRun::pieceAt(std::int64_t position) {
   if (position < 0) return newestPiece();
-  // A packet that began in a piece may come after the next piece has begun.
+  // A packet of the previous piece may be output after the next piece has begun.
   while (_pieces.size() > 2) _pieces.pop_front();
   const auto found = std::find_if(_pieces.rbegin(), _pieces.rend(), [&](const auto& each) {
     return each.first <= static_cast<std::uint64_t>(position);

@@ -18,20 +18,22 @@
 
 namespace media {
 
-/// Pieces that one demuxer of libavformat reads as one file: a single one, or consecutive ones of a
-/// transport stream.
+/// Pieces that one demuxer of libavformat reads as one file: a single piece, or consecutive pieces
+/// of a transport stream.
 ///
-/// Threads: one.
+/// Threads: one at a time.
 class SegmentRun {
  public:
   struct Setup {
-    bool wantsEvents = false;  ///< whole `emsg` boxes are collected
-    bool wantsTags = false;    ///< so are tags of ID3 in transport streams
-    /// Called where a transport stream may go on: adds the next piece by extend(), or false.
+    bool wantsEvents = false;  ///< collect `emsg` boxes
+    bool wantsTags = false;    ///< collect ID3 tags of transport streams
+    /// Called at the end of the last piece of a transport stream. Appends the next piece with
+    /// extend(), or returns false.
     std::function<bool()> more;
   };
-  /// Waits for the bytes that tell the form and the streams. Null: the piece cannot be read, or
-  /// `gate` is closed. The piece's form is then in `form`, if it was told. `gate` outlives the run.
+  /// Blocks until the format and the streams are known. Returns null if the piece cannot be read or
+  /// `gate` is closed; `form` then has the format if it was detected. `gate` has to outlive the
+  /// run.
   static std::unique_ptr<SegmentRun> open(const streaming::TrackPiece& piece, Setup setup,
                                           const streaming::ReadGate& gate,
                                           std::optional<MediaForm>& form);
@@ -39,23 +41,23 @@ class SegmentRun {
   MediaContainer& container() { return *_container; }
   MediaForm form() const { return _container->form(); }
   bool hasFailed() const { return _input.hasFailed(); }
-  /// A long piece that was sought far behind its beginning: the container can go there. Taken once.
+  /// Returns the position to seek to in a long piece that is needed far after its beginning. Once.
   std::optional<double> takeJump() { return std::exchange(_jump, std::nullopt); }
   void setGate(const streaming::ReadGate& gate) { _input.setGate(&gate); }
 
-  /// Whether `next` continues the newest piece in the same file.
+  /// Returns whether `next` can be read as a continuation of the newest piece.
   bool isContinuedBy(const streaming::TrackPiece& next) const;
   void extend(const streaming::TrackPiece& piece);
-  /// The piece in which the byte at `position` lies; negative: unknown, the newest.
+  /// Returns the piece with the byte at `position`. Negative: unknown, the newest piece.
   const streaming::TrackPiece& pieceAt(std::int64_t position);
   const streaming::TrackPiece& newestPiece() const { return _pieces.back().second; }
   std::uint64_t pieceCount() const { return _pieceCount; }
 
-  /// Of packed audio: the time stamp in its tag, in units of 1/90000 s.
+  /// The time stamp in the ID3 tag before packed audio, in units of 1/90000 s.
   std::optional<std::int64_t> tagTimestamp() const { return _tagTimestamp; }
-  /// Tags before packed audio that say more than a time stamp. Taken once.
+  /// Returns and removes the ID3 tags before packed audio, except of those with only a time stamp.
   std::vector<std::string> takeTags() { return std::exchange(_tags, {}); }
-  /// Tags in a transport stream with their times, in units of 1/90000 s.
+  /// Returns and removes ID3 tags of a transport stream, with their times in units of 1/90000 s.
   std::vector<std::pair<std::int64_t, std::string>> takeStreamTags() {
     return std::exchange(_streamTags, {});
   }
@@ -70,8 +72,8 @@ class SegmentRun {
 
   PieceInput _input;
   std::unique_ptr<MovieBoxes> _boxes;
-  std::unique_ptr<MediaContainer> _container;                           // before _input
-  std::deque<std::pair<std::uint64_t, streaming::TrackPiece>> _pieces;  // by their first bytes
+  std::unique_ptr<MediaContainer> _container;                           // destroyed before _input
+  std::deque<std::pair<std::uint64_t, streaming::TrackPiece>> _pieces;  // by first position
   std::uint64_t _pieceCount = 1;
   std::optional<double> _jump;
   std::optional<std::int64_t> _tagTimestamp;

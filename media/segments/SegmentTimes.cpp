@@ -19,7 +19,8 @@ namespace {
 constexpr int kTransportBits = 33;
 constexpr AVRational kTransportBase{1, 90000};
 constexpr AVRational kNanosecondBase{1, 1'000'000'000};
-// Durations in playlists are rounded; packed audio that has no time stamps continues over this.
+// Durations in playlists are rounded. Packed audio without time stamps continues over gaps up to
+// this.
 constexpr std::int64_t kRoundedDuration = 100'000'000;
 
 double secondsOfTicks(std::int64_t ticks, AVRational base) {
@@ -32,13 +33,13 @@ std::int64_t ticksOfSeconds(double seconds, AVRational base) {
 
 }  // namespace
 
-/// The time stamps of a packet without wrap-around.
+/// Returns the unwrapped time stamps of a packet.
 RawTimes SegmentDemuxer::_rawTimes(const AVStream& stream, const AVPacket& packet) {
   RawTimes raw{.duration = packet.duration, .base = stream.time_base};
   if (raw.base.num <= 0 || raw.base.den <= 0) raw.base = kTransportBase;
   const auto frame =
       audioFrameOf(stream.codecpar->codec_id, {packet.data, static_cast<std::size_t>(packet.size)});
-  // Raw AAC has no headers, though its bytes may look like one.
+  // Raw AAC has no frame headers, but its bytes may look like one.
   const bool hasHeaders =
       stream.codecpar->codec_id != AV_CODEC_ID_AAC || stream.codecpar->extradata_size == 0;
   if (frame && hasHeaders)
@@ -69,7 +70,7 @@ RawTimes SegmentDemuxer::_rawTimes(const AVStream& stream, const AVPacket& packe
   return raw;
 }
 
-/// The offset that the first packet of a run brings.
+/// Computes the offset from the first packet of a run.
 double SegmentDemuxer::_offsetOfFirst(const RawTimes& raw, const TrackPiece& piece) const {
   const std::int64_t first = raw.pts.value_or(raw.dts.value_or(0));
   const double seconds = secondsOfTicks(first, raw.base);
@@ -89,7 +90,7 @@ std::optional<ClockFrame> SegmentDemuxer::_frameFor(const Lane& lane, const RawT
     frame.offset = nanosecondsOf(*_offset);
     return frame;
   }
-  // The whole piece is placed by its beginning.
+  // The offset applies to the whole piece.
   if (!_reference) {
     const std::int64_t end = lane.clock.end().value_or(frame.start);
     if (_run->tagTimestamp())
@@ -102,7 +103,7 @@ std::optional<ClockFrame> SegmentDemuxer::_frameFor(const Lane& lane, const RawT
   return frame;
 }
 
-/// Where packed audio begins, by the time stamp in front of it.
+/// Returns the start of packed audio according to its ID3 tag, in nanoseconds.
 std::int64_t SegmentDemuxer::_placeOfTag(const TrackPiece& piece) {
   std::int64_t stamp = *_run->tagTimestamp();
   auto offset = _offset;
@@ -114,7 +115,7 @@ std::int64_t SegmentDemuxer::_placeOfTag(const TrackPiece& piece) {
   return av_rescale_q(stamp, kTransportBase, kNanosecondBase) + nanosecondsOf(*_offset);
 }
 
-/// Tells what was found as soon as its time is known.
+/// Emits the metadata that was found, once the offset of the time stamps is known.
 void SegmentDemuxer::_tellMetadata() {
   if (!_offset) return;
   const double start = _run->newestPiece().segment.start;

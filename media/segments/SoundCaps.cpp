@@ -37,7 +37,7 @@ void setStreamHeader(GstCaps& caps, const std::vector<SoundSetup>& headers) {
   g_value_unset(&list);
 }
 
-/// With its AudioSpecificConfig, raw; without, each frame has a header of its own.
+/// AAC with an AudioSpecificConfig is raw; otherwise each frame has a header.
 GstRef<GstCaps> aacCaps(SoundSetup setup, bool isLATM) {
   const char* const format = isLATM ? "loas" : setup.size() >= 2 ? "raw" : "adts";
   GstRef<GstCaps> caps(gst_caps_new_simple("audio/mpeg", "mpegversion", G_TYPE_INT, 4, "framed",
@@ -89,7 +89,7 @@ GstRef<GstCaps> opusCaps(const AVCodecParameters& parameters, SoundSetup head) {
   return caps;
 }
 
-/// Three headers, laced: the lengths of the first two in front.
+/// Splits the three Vorbis headers of `setup`, which have Xiph lacing.
 std::vector<SoundSetup> lacedHeaders(SoundSetup setup) {
   if (setup.empty() || setup[0] != 2) return {};
   std::size_t at = 1;

@@ -11,7 +11,7 @@ namespace media {
 namespace {
 
 constexpr std::int64_t kNanoseconds = 1'000'000'000;
-// No presentation is longer than about a century.
+// Limits all times to about a century.
 constexpr std::int64_t kFarthest = std::int64_t{4} * 1'000'000'000 * kNanoseconds;
 constexpr std::int64_t kFar = 60 * kNanoseconds;
 constexpr std::int64_t kFarInDurations = 10;
@@ -21,7 +21,7 @@ std::int64_t rescaledTicks(std::int64_t ticks, AVRational base) {
   return std::clamp(scaled, -kFarthest, kFarthest);
 }
 
-/// Whether a time lies so far from its segment that it cannot be meant.
+/// Returns whether the distance of a time to its segment is implausible.
 bool isFar(std::int64_t time, const ClockFrame& frame) {
   const std::int64_t limit =
       frame.duration > 0 ? std::min(kFar, std::max(frame.duration, kNanoseconds) * kFarInDurations)

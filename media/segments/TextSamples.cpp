@@ -44,8 +44,8 @@ std::vector<TextSample> textSamplesOf(const streaming::TrackPiece& piece) {
          static_cast<double>(packet->duration) * unit,
          {reinterpret_cast<const char*>(packet->data), static_cast<std::size_t>(packet->size)}});
   }
-  // Not every version of libavformat tells durations of fragments. Samples follow each other
-  // without a gap, to the end of their segment.
+  // Some versions of libavformat do not set the durations of samples in fragments. Samples are
+  // contiguous up to the end of the segment.
   for (std::size_t index = 0; index < samples.size(); ++index) {
     TextSample& sample = samples[index];
     const double end = index + 1 < samples.size() ? samples[index + 1].start

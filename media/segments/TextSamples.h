@@ -9,25 +9,25 @@
 
 namespace media {
 
-/// A sample of a text track in fragmented mp4.
+/// A sample of a text track in fragmented MP4.
 struct TextSample {
-  double start = 0;  ///< seconds as the media have them
+  double start = 0;  ///< media time in seconds
   double duration = 0;
   std::string bytes;
 };
 
-/// All samples of a piece whose bytes are there.
+/// Returns all samples of a complete piece.
 std::vector<TextSample> textSamplesOf(const streaming::TrackPiece& piece);
 
-/// The head of WebVTT (`vttC`) in an initialization; empty when there is none.
+/// Returns the WebVTT header (`vttC`) in an initialization segment, or an empty string.
 std::string headOfTextSamples(const streaming::SegmentBytes& initialization);
 
-/// The cues in a sample of `wvtt` as WebVTTReader::readPiece() takes them: a line with the name,
-/// one with the settings, then the text.
+/// Returns the cues in a `wvtt` sample in the form that WebVTTReader::readPiece() takes: a line
+/// with the identifier, a line with the settings, then the text.
 std::vector<std::string> textsOfBoxes(std::string_view sample);
 
-/// Of a TTML document in a sample: what is shown within the sample's time. Times that have nothing
-/// to do with the sample count from its beginning.
+/// Clips the cues of a TTML document in a sample to the time range of the sample. If no cue is
+/// within the range, the times are relative to its begin.
 void fitToSample(std::vector<SubtitleCue>& cues, double begin, double end);
 
 }  // namespace media

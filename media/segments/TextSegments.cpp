@@ -17,12 +17,12 @@ using streaming::TrackPiece;
 
 constexpr std::uint64_t kMostTextBytes = std::uint64_t{16} << 20;
 constexpr std::size_t kMostWaiting = 32;
-// Cues may begin before their segment, and durations are rounded.
+// Cues may begin before their segment, and the durations of segments are rounded.
 constexpr double kSlack = 1;
 constexpr double kTicksPerSecond = 90000;
 constexpr double kWrapSeconds = 8589934592.0 / kTicksPerSecond;
 
-/// What X-TIMESTAMP-MAP adds to the times of cues, in seconds. None: there is no map.
+/// Returns the seconds that X-TIMESTAMP-MAP adds to the times of cues, or nullopt without a map.
 std::optional<double> mapOf(std::string_view text) {
   constexpr std::string_view kName = "X-TIMESTAMP-MAP=";
   const std::size_t found = text.substr(0, 4096).find(kName);
@@ -41,7 +41,7 @@ std::optional<double> mapOf(std::string_view text) {
     if (!isLocal && !part.starts_with("MPEGTS")) continue;
     double number = 0;
     double field = 0;
-    double scale = 0;  // of the next digit of a fraction
+    double scale = 0;  // of the next digit after the point
     for (const char each : value) {
       if (each >= '0' && each <= '9') {
         field = scale > 0 ? field + (each - '0') * scale : field * 10 + (each - '0');
@@ -97,7 +97,7 @@ std::optional<double> TextSegments::_offsetFor(const TrackPiece& piece) const {
 
 TextSegments::Document TextSegments::_documentOf(const TrackPiece& piece, std::string_view bytes) {
   Document document;
-  // Playlists of HLS do not say that a text is in mp4; its initialization does.
+  // HLS playlists do not declare texts in MP4; they have an initialization segment.
   if (piece.representation->textForm == TextForm::MP4 || piece.initialization) {
     document.cues = _readSamples(piece);
     return document;
@@ -115,7 +115,7 @@ TextSegments::Document TextSegments::_documentOf(const TrackPiece& piece, std::s
   return document;
 }
 
-/// None: the place of the piece is not known yet.
+/// Returns nullopt if the offset of the piece is not known yet.
 std::optional<std::vector<SubtitleCue>> TextSegments::_read(const TrackPiece& piece) {
   if (piece.kind != TrackPiece::Kind::Media || !piece.media || !piece.representation ||
       piece.media->size() > kMostTextBytes)
@@ -134,7 +134,7 @@ std::optional<std::vector<SubtitleCue>> TextSegments::_read(const TrackPiece& pi
     }
     shifts.push_back(shift);
   }
-  // Authors also count from the presentation's beginning, or from the segment's.
+  // In some media the times are relative to the presentation or to the segment.
   shifts.push_back(0);
   shifts.push_back(piece.segment.start);
   const auto found = std::find_if(shifts.begin(), shifts.end(), [&](double shift) {

@@ -15,24 +15,25 @@ namespace media {
 
 class TimestampOffsets;
 
-/// Reads the pieces of a text track: whole files or segments of WebVTT, TTML and SubRip, and the
-/// samples of fragmented mp4.
+/// Reads the pieces of a text track: whole files or segments of WebVTT, TTML and SubRip, and
+/// samples of fragmented MP4.
 ///
-/// Bounded: the bytes of a piece, and pieces that wait. Threads: one.
+/// Limits: the bytes of a piece, and the number of waiting pieces.
+/// Threads: one at a time.
 class TextSegments {
  public:
   explicit TextSegments(std::shared_ptr<TimestampOffsets> offsets);
 
-  /// The cues of a piece, all of whose bytes are there, on the time line of the presentation.
-  /// A piece whose place depends on the time stamps of picture or sound, before any of these has
-  /// come, gives nothing; its cues come with those of a later one.
+  /// Returns the cues of a complete piece with presentation times. If the offset of its time stamps
+  /// is not known before audio or video was read, the result is empty. The cues are then returned
+  /// by a later call.
   std::vector<SubtitleCue> read(const streaming::TrackPiece& piece);
 
  private:
   struct Document {
-    std::vector<SubtitleCue> cues;  // with times as the media have them
-    double shift = 0;               // that a map in it adds
-    bool isMapped = false;          // its time stamps wrap around
+    std::vector<SubtitleCue> cues;  // with media times
+    double shift = 0;               // of X-TIMESTAMP-MAP
+    bool isMapped = false;          // there is a map; its time stamps wrap around
   };
   std::optional<std::vector<SubtitleCue>> _read(const streaming::TrackPiece& piece);
   Document _documentOf(const streaming::TrackPiece& piece, std::string_view bytes);
@@ -42,7 +43,7 @@ class TextSegments {
   const std::shared_ptr<TimestampOffsets> _offsets;
   const int _track;
   std::deque<streaming::TrackPiece> _waiting;
-  std::string _representation;  // whose styles and regions the reader has
+  std::string _representation;  // of the styles and regions in `_reader`
   WebVTTReader _reader;
 };
 

@@ -5,7 +5,7 @@
 namespace media {
 namespace {
 
-/// Tracks of one presentation start within this time of each other, in seconds.
+/// Tracks with the same clock start within this many seconds of each other.
 constexpr double kSharedClockTolerance = 5;
 constexpr std::size_t kMostOffsets = 512;
 

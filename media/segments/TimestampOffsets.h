@@ -10,24 +10,25 @@
 
 namespace media {
 
-/// What is added to the time stamps of media to get times of the presentation, where the manifest
-/// does not say it (HLS): one offset for each discontinuity, which all tracks share, since their
-/// clocks are the same. A track whose clock is another's gets an offset of its own.
+/// The offsets from media time stamps to presentation times, for manifests that do not have them
+/// (HLS). Tracks share one offset for each discontinuity because they share a clock. A track with
+/// another clock gets its own offset.
 ///
-/// Bounded: the offsets of the newest discontinuities are kept. Any thread.
+/// Limits: offsets of the newest discontinuities are kept.
+/// Threads: any.
 class TimestampOffsets {
  public:
-  /// A number that tells a track from the others.
+  /// Returns a number for a new track.
   int addTrack();
-  /// Seconds to add. `track` tells the tracks of a presentation apart; `firstTimestamp` is the
-  /// lowest one of `segment`, in seconds as the media have it, without wrap-around.
+  /// Returns the seconds to add. `firstTimestamp` is the lowest unwrapped time stamp of `segment`
+  /// in seconds.
   double offsetFor(int track, const streaming::Segment& segment, double firstTimestamp);
-  /// The offset that holds for the track in the discontinuity of `segment`. None: offsetFor() was
-  /// not called for it yet.
+  /// Returns the offset of the track in the discontinuity of `segment`, or nullopt before the first
+  /// call of offsetFor() for it.
   std::optional<double> known(int track, const streaming::Segment& segment) const;
 
  private:
-  mutable std::mutex _mutex;  // guards the rest
+  mutable std::mutex _mutex;  // guards the members below
   int _trackCount = 0;
   std::map<std::uint64_t, double> _shared;                   // by discontinuity
   std::map<std::pair<std::uint64_t, int>, double> _private;  // by discontinuity and track

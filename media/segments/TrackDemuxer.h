@@ -18,23 +18,22 @@ namespace media {
 class ContentKeys;
 class TimestampOffsets;
 
-/// An elementary stream within a track: one of picture or sound, or both where they are in the same
-/// segments.
+/// The kind of an elementary stream of a track. A track may have both in the same segments.
 enum class ElementaryKind { Video, Audio };
 
-/// The format of what follows has changed, or is known for the first time.
+/// The format of the following buffers.
 struct ElementaryFormat {
   ElementaryKind kind = ElementaryKind::Video;
-  GstRef<GstCaps> caps;  ///< for a parser or decoder: "video/x-h264, stream-format=avc, …"
+  GstRef<GstCaps> caps;  ///< as for a parser or decoder: "video/x-h264, stream-format=avc, …"
 };
 
-/// An access unit, clear, with its times on the time line of the presentation.
+/// A decrypted access unit with presentation times.
 struct ElementaryBuffer {
   ElementaryKind kind = ElementaryKind::Video;
-  GstRef<GstBuffer> buffer;  ///< PTS, DTS, duration; DELTA_UNIT, DISCONT as GStreamer has them
+  GstRef<GstBuffer> buffer;  ///< with PTS, DTS, duration and the flags DELTA_UNIT and DISCONT
 };
 
-/// There is nothing of the track between these times, in seconds.
+/// The track has no data between these times, in seconds.
 struct ElementaryGap {
   double start = 0;
   double end = 0;
@@ -49,36 +48,34 @@ struct ElementaryFailure {
 using ElementaryItem = std::variant<ElementaryFormat, ElementaryBuffer, ElementaryGap,
                                     ElementaryEnd, ElementaryFailure>;
 
-/// Takes the pieces of a track apart.
+/// Demuxes the pieces of a track.
 ///
-/// What media say beside picture and sound (ID3, event messages) is told by a handler, on the
-/// thread that calls next().
+/// Metadata in the media (ID3, event messages) is passed to handlers on the thread of next().
 ///
-/// Threads: one calls next() and reset(), between which no other call is under way. close() is for
-/// any.
+/// Threads: next() and reset() are called by one thread at a time.
 class TrackDemuxer {
  public:
   struct Setup {
     std::shared_ptr<streaming::TrackReader> reader;
-    std::shared_ptr<TimestampOffsets> offsets;  ///< of the presentation; all its demuxers share it
-    std::shared_ptr<ContentKeys> keys;  ///< of encrypted samples; may be null: there are none
-    /// Which of them to tell of: sound in the segments of a picture may be unwanted.
+    std::shared_ptr<TimestampOffsets> offsets;  ///< shared by all demuxers of the presentation
+    std::shared_ptr<ContentKeys> keys;          ///< null: encrypted samples cannot be played
+    /// Which streams to output: audio in the segments of a video track may not be needed.
     bool wantsVideo = true;
     bool wantsAudio = true;
-    /// Of a time in seconds. May be empty.
+    /// Called with the time of an ID3 tag in seconds. May be empty.
     std::function<void(double seconds, std::string bytes)> foundID3;
-    /// A whole `emsg` box, with the time of its segment's start and of the presentation's zero of
-    /// its media time. May be empty.
+    /// Called with a whole `emsg` box, the start of its segment, and the offset from media time to
+    /// presentation time, in seconds. May be empty.
     std::function<void(double segmentStart, double timeOffset, std::string box)> foundEvent;
   };
 
   static std::unique_ptr<TrackDemuxer> make(Setup setup);
   virtual ~TrackDemuxer() = default;
 
-  /// The next item in the order of the segments, waiting for bytes or keys. None when `gate` is
-  /// closed; then reset() comes before the next call.
+  /// Returns the next item in the order of the segments. Blocks for bytes and keys. Returns nullopt
+  /// if `gate` is closed; call reset() before the next call then.
   virtual std::optional<ElementaryItem> next(const streaming::ReadGate& gate) = 0;
-  /// The reader has been sought: what was under way is forgotten, formats are told anew.
+  /// Drops all state after a seek of the reader. Formats are output again.
   virtual void reset() = 0;
 };
 
