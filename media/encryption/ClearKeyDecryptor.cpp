@@ -27,18 +27,18 @@ constexpr const char* kContextType = "vorlane.content-keys";
 constexpr const char* kContextField = "keys";
 constexpr const char* kEncryptedType = "application/x-cenc";
 constexpr const char* kMediaTypeField = "original-media-type";
-// What the encryption adds to the caps of the media.
+// The caps fields that encryption adds.
 constexpr const char* kEncryptionFields[] = {kMediaTypeField, "protection-system", "cipher-mode"};
-// The two by which Clear Key is known come first: demuxers look for systems that somebody names.
-// The third takes media that name none, or another one.
+// The two system ids of Clear Key come first, because demuxers look for elements of a given system.
+// The third structure accepts media of other systems or of none.
 constexpr const char* kSinkCaps =
     "application/x-cenc, protection-system=(string)1077efec-c0b2-4d02-ace3-3c1e52e2fb4b; "
     "application/x-cenc, protection-system=(string)e2719d58-a985-b3c9-781a-b030af78d30e; "
     "application/x-cenc";
-// Longer than a sender may take, so that it is the sender's silence that is told.
+// Longer than the time-out of requests to the sender, so that theirs is reported.
 constexpr auto kKeyLimit = std::chrono::seconds(35);
 
-/// The key of one decryptor, and its way to the next one.
+/// Holds the current key of a decryptor and requests the next one.
 class KeyRing : public std::enable_shared_from_this<KeyRing> {
  public:
   enum class Outcome { Key, NoKey, Released };
@@ -47,7 +47,7 @@ class KeyRing : public std::enable_shared_from_this<KeyRing> {
     const std::lock_guard lock(_mutex);
     _keys.swap(keys);
   }
-  /// While released, nobody waits.
+  /// While released, keyFor() does not wait.
   void setReleased(bool released) {
     const std::lock_guard lock(_mutex);
     _released = released;
@@ -82,7 +82,7 @@ class KeyRing : public std::enable_shared_from_this<KeyRing> {
     _changed.notify_all();
   }
 
-  std::mutex _mutex;  // protects everything below
+  std::mutex _mutex;  // guards the members below
   std::condition_variable _changed;
   std::shared_ptr<ContentKeys> _keys;
   std::uint64_t _question = 0;
@@ -130,7 +130,7 @@ std::uint32_t numberIn(const GstStructure* details, const char* field) {
   return number;
 }
 
-/// Each part is two bytes of clear length and four of encrypted length, big-endian.
+/// A part has two bytes of clear length and four bytes of encrypted length, big-endian.
 bool readParts(const GstStructure* details, std::vector<SampleProtection::Part>& parts) {
   constexpr std::size_t kPartSize = 6;
   const std::size_t count = numberIn(details, "subsample_count");
@@ -164,8 +164,8 @@ std::optional<SampleProtection> protectionOf(const GstStructure* details) {
 }
 
 GstFlowReturn fail(Decryptor& self, GstStreamError code, const char* text) {
-  // Demuxers of adaptive streams keep the errors of their children and try again for ever. So it is
-  // posted in the name of the whole.
+  // Demuxers of adaptive streams intercept errors of their children and retry without limit. With
+  // the pipeline as the source the error is not intercepted.
   GstObject* speaker = GST_OBJECT(gst_object_ref(&self));
   while (GstObject* const parent = gst_object_get_parent(speaker)) {
     gst_object_unref(speaker);
@@ -181,7 +181,7 @@ GstFlowReturn fail(Decryptor& self, GstStreamError code, const char* text) {
 GstFlowReturn decryptInPlace(GstBaseTransform* transform, GstBuffer* buffer) {
   Decryptor& self = decryptor(transform);
   GstProtectionMeta* const meta = gst_buffer_get_protection_meta(buffer);
-  if (!meta) return GST_FLOW_OK;  // before the encryption begins
+  if (!meta) return GST_FLOW_OK;  // not encrypted yet
   gboolean isEncrypted = TRUE;
   gst_structure_get_boolean(meta->info, "encrypted", &isEncrypted);
   if (!isEncrypted) return GST_FLOW_OK;
@@ -206,7 +206,7 @@ GstFlowReturn decryptInPlace(GstBaseTransform* transform, GstBuffer* buffer) {
   return GST_FLOW_OK;
 }
 
-/// The same media with the encryption, or without it.
+/// Converts the caps of encrypted media to those of clear media, or back.
 void turn(GstStructure* media, bool encrypted) {
   if (encrypted) {
     gst_structure_set(media, kMediaTypeField, G_TYPE_STRING, gst_structure_get_name(media),
@@ -221,7 +221,7 @@ void turn(GstStructure* media, bool encrypted) {
 
 GstCaps* transformCaps(GstBaseTransform*, GstPadDirection direction, GstCaps* caps,
                        GstCaps* filter) {
-  // What no media type is named for may become anything.
+  // Without an original media type the output may have any caps.
   const auto isOpen = [direction](const GstStructure* media) {
     return direction == GST_PAD_SINK && !gst_structure_has_field(media, kMediaTypeField);
   };
@@ -254,7 +254,7 @@ gboolean hearEvent(GstBaseTransform* transform, GstEvent* event) {
 }
 
 GstStateChangeReturn changeState(GstElement* element, GstStateChange change) {
-  // Before the pads are closed, which waits for the streaming thread.
+  // Before the base class deactivates the pads, which waits for the streaming thread.
   if (change == GST_STATE_CHANGE_READY_TO_PAUSED) decryptor(element).ring->setReleased(false);
   if (change == GST_STATE_CHANGE_PAUSED_TO_READY) decryptor(element).ring->setReleased(true);
   return GST_ELEMENT_CLASS(parentClass)->change_state(element, change);
@@ -274,7 +274,7 @@ void hearContext(GstElement* element, GstContext* context) {
 
 void finalize(GObject* object) {
   Decryptor& self = decryptor(object);
-  self.ring->setReleased(true);  // orders what the streaming thread did last
+  self.ring->setReleased(true);  // synchronizes with the last access of the streaming thread
   self.ring.~shared_ptr();
   G_OBJECT_CLASS(parentClass)->finalize(object);
 }

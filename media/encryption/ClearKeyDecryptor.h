@@ -8,21 +8,19 @@
 
 namespace media {
 
-/// Makes the library decrypt fragmented mp4 with common encryption, alone or in DASH: registers an
-/// element that it puts behind demuxers by itself. Once a process, before any media are played.
+/// Registers an element that decrypts fragmented MP4 with common encryption (`cenc` and `cbcs`).
+/// GStreamer plugs it behind demuxers. Call it once in a process, before any media are played.
 ///
-/// The element takes the schemes `cenc` and `cbcs`. It asks for keys by the identifiers in the
-/// media, and so needs no system's initialisation data: media for other systems, or with no system
-/// named, play with a key from whoever has one.
+/// Keys are requested by the key ids in the samples. Initialisation data of a protection system is
+/// not needed, so media made for any system, or for none, play if the sender has the key.
 ///
-/// It waits for a key on its streaming thread, at most 35 seconds, and no longer than until a flush
-/// or a change of state reaches it: in DASH neither does while it waits, so the keys are closed
-/// before such a pipeline is taken down. Without the key the pipeline fails with
-/// GST_STREAM_ERROR_DECRYPT_NOKEY, and with GST_STREAM_ERROR_DECRYPT for samples that cannot be
-/// decrypted.
+/// The element blocks its streaming thread until the key arrives, for at most 35 seconds. A flush
+/// or a state change ends the wait. In DASH neither reaches the element while it waits, so close
+/// the keys before such a pipeline is stopped. Without a key the pipeline fails with
+/// GST_STREAM_ERROR_DECRYPT_NOKEY; samples that cannot be decrypted cause GST_STREAM_ERROR_DECRYPT.
 void registerClearKeyDecryptor();
 
-/// Lets the decryptors in `pipeline`, those that are still to come too, ask `keys`.
+/// Makes all decryptors of `pipeline`, including later ones, request keys from `keys`.
 void offerContentKeys(GstElement* pipeline, std::shared_ptr<ContentKeys> keys);
 
 }  // namespace media

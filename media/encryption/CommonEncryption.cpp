@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::size_t kBlockSize = 16;
 constexpr std::uint64_t kForEver = std::numeric_limits<std::uint64_t>::max();
-// What the library takes at once is an int.
+// EVP_DecryptUpdate() takes an int.
 constexpr std::size_t kLongestRun = std::size_t{1} << 30;
 
 const unsigned char* octets(const std::byte* bytes) {
@@ -48,8 +48,8 @@ class Cipher {
   bool _works;
 };
 
-/// Counter mode whose counter is the second half of the block: the library would carry over into
-/// the first.
+/// Counter mode with a 64-bit counter in the second half of the block. OpenSSL would carry an
+/// overflow into the first half.
 class CounterMode {
  public:
   CounterMode(const platform::Bytes& key, std::array<std::byte, kBlockSize> initialVector)
@@ -90,7 +90,7 @@ class ChainedPattern {
   void decryptPart(std::span<std::byte> bytes) {
     _cipher.begin(_protection.initialVector);
     const bool hasPattern = _protection.encryptedBlocks > 0;
-    // A block that is not whole stays clear.
+    // An incomplete last block is clear.
     while (bytes.size() >= kBlockSize) {
       const std::size_t whole = bytes.size() / kBlockSize * kBlockSize;
       const std::size_t length =

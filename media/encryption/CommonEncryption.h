@@ -10,13 +10,13 @@
 
 namespace media {
 
-/// How one sample of an encrypted mp4 is protected (ISO/IEC 23001-7).
+/// The encryption parameters of one sample (ISO/IEC 23001-7).
 struct SampleProtection {
   enum class Scheme {
-    CENC,  ///< AES-128 in counter mode, over all that is encrypted
-    CBCS,  ///< AES-128 in chained mode, begun anew in each part, over a pattern of its blocks
+    CENC,  ///< AES-128-CTR over all encrypted bytes
+    CBCS,  ///< AES-128-CBC, restarted in each part, over a pattern of blocks
   };
-  /// Parts of a sample follow each other without a gap: clear bytes, then encrypted ones.
+  /// Parts of a sample are contiguous: first clear, then encrypted bytes.
   struct Part {
     std::uint32_t clearBytes = 0;
     std::uint32_t encryptedBytes = 0;
@@ -24,14 +24,14 @@ struct SampleProtection {
 
   Scheme scheme = Scheme::CENC;
   std::array<std::byte, 16> initialVector{};
-  std::vector<Part> parts;  ///< none: everything is encrypted
-  /// Of CBCS: so many blocks are encrypted, then so many are not. Without the first, all are.
+  std::vector<Part> parts;  ///< empty: the whole sample is encrypted
+  /// The pattern of CBCS. If `encryptedBlocks` is 0, all blocks are encrypted.
   std::uint32_t encryptedBlocks = 0;
   std::uint32_t clearBlocks = 0;
 };
 
-/// Decrypts in place. False when the parts are more than the sample, or the key is none of AES-128:
-/// the sample is then worthless.
+/// Decrypts in place. Returns false if the parts exceed the sample or the key has not 16 bytes; the
+/// contents of the sample are then undefined.
 bool decryptSample(std::span<std::byte> sample, const platform::Bytes& key,
                    const SampleProtection& protection);
 

@@ -7,17 +7,17 @@
 
 namespace media {
 
-/// Where the keys of encrypted media come from.
+/// The source of the keys of encrypted media.
 ///
 /// Threads: any.
 class ContentKeys {
  public:
-  /// With nothing where there is no such key.
+  /// `key` is nullopt if there is no such key.
   using Reply = std::function<void(const std::optional<platform::Bytes>& key)>;
 
   virtual ~ContentKeys() = default;
-  /// `reply` is called at most once, on any thread, at once or later. Whoever waits for it sets a
-  /// limit.
+  /// `reply` is called at most once, on any thread, possibly before ask() returns. It may never be
+  /// called: wait for it with a time-out.
   virtual void ask(const platform::Bytes& keyID, Reply reply) = 0;
 };
 

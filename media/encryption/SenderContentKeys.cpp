@@ -9,7 +9,7 @@ namespace media {
 using platform::Bytes;
 
 namespace {
-// Media that change their keys often have a few dozen an hour.
+// Media with key rotation may have a few dozen keys an hour.
 constexpr std::size_t kMostEntries = 256;
 }  // namespace
 
@@ -26,12 +26,12 @@ void SenderContentKeys::ask(const Bytes& keyID, Reply reply) {
       known = entry.key;
       if (!known) {
         entry.waiting.push_back(std::move(reply));
-        if (entry.waiting.size() > 1) return;  // it has been asked for
+        if (entry.waiting.size() > 1) return;  // already requested
       }
     }
   }
   if (!askSender || known) {
-    reply(known);  // NOLINT(bugprone-use-after-move): kept only where nothing is known
+    reply(known);  // NOLINT(bugprone-use-after-move): moved only if no key is known
     return;
   }
   askSender("clearkey:" + streaming::base64urlOf(keyID),
@@ -63,7 +63,7 @@ void SenderContentKeys::close() {
   {
     const std::lock_guard lock(_mutex);
     entries.swap(_entries);
-    askSender.swap(_askSender);  // destroyed when no lock is held
+    askSender.swap(_askSender);  // destroyed after the lock is released
   }
   for (const auto& [keyID, entry] : entries)
     for (const Reply& reply : entry.waiting) reply(std::nullopt);

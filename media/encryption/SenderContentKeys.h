@@ -12,25 +12,24 @@
 
 namespace media {
 
-/// Content keys that the sender hands out, asked for in the name of an item.
+/// Requests content keys from the sender.
 ///
-/// Media that are encrypted themselves carry the identifiers of their keys and no address, so what
-/// the sender is asked for is `clearkey:IDENTIFIER`, in base64url as in a Clear Key licence. It
-/// answers with a raw key or a licence. Each key is asked for once, however many streams need it;
-/// after a refusal it may be asked for again.
+/// Encrypted samples have key ids and no URL, so the requested URL is `clearkey:ID` with the id in
+/// base64url, as in a Clear Key licence. The sender answers with a raw key or a licence. Each key
+/// is requested once, however many streams need it; after a refusal it may be requested again.
 ///
 /// Threads: any.
 class SenderContentKeys final : public ContentKeys,
                                 public std::enable_shared_from_this<SenderContentKeys> {
  public:
-  /// Asks the sender; as streaming::StreamedItem::askForKey().
+  /// Sends a request to the sender; see streaming::StreamedItem::askForKey().
   using Ask = std::function<void(const std::string& url,
                                  std::function<void(streaming::ContentAnswer)> reply)>;
   explicit SenderContentKeys(Ask ask) : _askSender(std::move(ask)) {}
 
   void ask(const platform::Bytes& keyID, Reply reply) override;
-  /// Whoever waits gets nothing, now and from now on. Called before the streams are taken down,
-  /// whose threads may be among them.
+  /// Answers all pending and later requests with nullopt. Call it before the streams are stopped,
+  /// whose threads may be waiting for keys.
   void close();
 
  private:
@@ -41,8 +40,8 @@ class SenderContentKeys final : public ContentKeys,
 
   void _settle(const platform::Bytes& keyID, const streaming::ContentAnswer& answer);
 
-  std::mutex _mutex;  // protects everything below
-  Ask _askSender;     // none when closed
+  std::mutex _mutex;  // guards the members below
+  Ask _askSender;     // empty after close()
   std::map<platform::Bytes, Entry> _entries;
 };
 
