@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::size_t kChapterLimit = 1000;
 constexpr int kDepthLimit = 8;
-/// In seconds; nothing is as long.
+/// In seconds; an upper limit of plausible times.
 constexpr double kLastStart = 1e9;
 
 std::string titleOf(const GstTocEntry* entry) {
@@ -35,7 +35,7 @@ void addChapters(GList* entries, int depth, std::vector<platform::MediaChapter>&
   }
 }
 
-/// A list as players of many makers write it, beside other things that people want to know.
+/// Reads the "chpl" list, a widespread extension by several vendors.
 std::vector<platform::MediaChapter> listedChapters(BoxBytes list) {
   constexpr double kUnitsPerSecond = 1e7;
   BoxReader reader(list);
@@ -51,7 +51,7 @@ std::vector<platform::MediaChapter> listedChapters(BoxBytes list) {
   return chapters;
 }
 
-/// How long nothing of the track is shown at first, in the movie's units.
+/// Returns the length of the empty edit at the start of the track, in units of the movie.
 std::uint64_t delayOf(const MovieTrack& track) {
   std::uint64_t delay = 0;
   forEachBox(track.content, boxType("edts"), [&](BoxBytes edits) {
@@ -67,7 +67,7 @@ std::uint64_t delayOf(const MovieTrack& track) {
   return delay;
 }
 
-/// One for each sample of a track. Their names lie among picture and sound.
+/// Returns a chapter for each sample of the track. Titles are in the samples and are not read.
 std::vector<platform::MediaChapter> timedChapters(const MovieTrack& track, double start) {
   std::vector<platform::MediaChapter> chapters;
   const auto readTimes = [&](BoxBytes times) {

@@ -10,19 +10,19 @@
 
 namespace media {
 
-/// The chapters in a table of contents: of its first edition, where it has several. Those within
-/// each other are told one after the other; one without a name is called by its place.
+/// Returns the chapters of a table of contents. If it has several editions, the first one is used.
+/// Nested chapters are flattened. A chapter without a title is numbered.
 ///
-/// Bounds: 1000 chapters.
+/// Limits: 1000 chapters.
 std::vector<platform::MediaChapter> chaptersOf(const GstToc* toc);
 
-/// Those in the "moov" of an mp4, which the library's demuxer passes over: its list, whose names
-/// may be empty, or else the times of the track that its other tracks name for them.
+/// Returns the chapters in the "moov" of an MP4, which qtdemux does not report: from the list in
+/// "udta" (titles may be empty), or else from the times of the chapter track.
 ///
-/// Bounds: 1000 chapters.
+/// Limits: 1000 chapters.
 std::vector<platform::MediaChapter> chaptersOfMovie(BoxBytes movie);
 
-/// As the library's demuxers tell them.
+/// Returns a TOC message as GStreamer's demuxers post it.
 GstRef<GstMessage> messageOf(const std::vector<platform::MediaChapter>& chapters,
                              GstObject* source);
 

@@ -13,7 +13,7 @@
 
 namespace media {
 
-/// What an event message (ISO/IEC 23009-1) says.
+/// An event message (ISO/IEC 23009-1).
 struct EventMessage {
   std::string scheme;
   std::string value;
@@ -25,31 +25,30 @@ struct EventMessage {
 /// An `emsg` box.
 struct EventBox {
   EventMessage message;
-  /// Seconds on the time line of the media; or from the beginning of the segment or fragment that
-  /// follows the box.
+  /// Media time if `isAbsolute`, otherwise relative to the following segment or fragment.
   double seconds = 0;
   bool isAbsolute = false;
 };
-/// `content` is the box without its header. Returns nothing for a damaged box.
+/// `content` is the box without its header. Returns nullopt for a broken box.
 std::optional<EventBox> readEventMessage(BoxBytes content);
 
-/// As metadata: under the scheme and, behind a space, the value, the data. A tag of ID3 in one
-/// becomes what it is elsewhere.
+/// Converts an event to metadata items. The key is the scheme, with the value after a space. An ID3
+/// tag in the data is converted to its frames.
 MetadataTimeline::Items itemsOfEvent(const EventMessage& event);
 
-/// Finds event messages among the boxes of fragmented mp4, which the library's demuxer passes over.
+/// Finds event messages in the boxes of fragmented MP4. qtdemux does not report them.
 ///
-/// Bounds: 64 messages before the fragment that they belong to.
+/// Limits: 64 messages before their fragment.
 /// Threads: one at a time.
 class EventMessages {
  public:
-  /// `seconds` are counted from the first fragment.
+  /// `seconds` are relative to the first fragment.
   using Found = std::function<void(double seconds, EventMessage event)>;
   explicit EventMessages(Found found) : _found(std::move(found)) {}
 
-  /// "emsg", "moov" or "moof"; of any other nothing is taken.
+  /// Takes "emsg", "moov" and "moof" boxes. Ignores any other.
   void takeBox(std::uint32_t type, BoxBytes content);
-  /// Other boxes follow.
+  /// Call it after a seek.
   void restart() { _waiting.clear(); }
 
  private:
@@ -57,9 +56,9 @@ class EventMessages {
   void _takeFragment(BoxBytes fragment);
 
   const Found _found;
-  std::map<std::uint32_t, std::uint32_t> _timescales;  // by the tracks' numbers
+  std::map<std::uint32_t, std::uint32_t> _timescales;  // by track id
   std::optional<double> _firstTime;
-  std::vector<EventBox> _waiting;  // for the next fragment
+  std::vector<EventBox> _waiting;  // without a following fragment so far
 };
 
 }  // namespace media

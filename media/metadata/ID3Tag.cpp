@@ -14,7 +14,8 @@ using Bytes = std::span<const std::uint8_t>;
 
 constexpr std::size_t kHeaderSize = 10;  // of the tag, and of each frame
 constexpr std::uint8_t kExtendedHeader = 0x40;
-constexpr std::uint8_t kFrameIsPacked = 0x0f;  // compressed, encrypted, unsynchronised, of a length
+// Compressed, encrypted, unsynchronised, or with a data length.
+constexpr std::uint8_t kEncodedFrame = 0x0f;
 
 std::size_t number(Bytes bytes, unsigned bits) {
   std::size_t result = 0;
@@ -22,7 +23,7 @@ std::size_t number(Bytes bytes, unsigned bits) {
   return result;
 }
 
-/// Where the text in `bytes` ends, its terminator not included.
+/// Returns the length of the text in `bytes` without its terminator.
 std::size_t lengthOfText(Bytes bytes, std::uint8_t encoding) {
   const std::size_t unit = encoding == 1 || encoding == 2 ? 2 : 1;
   for (std::size_t at = 0; at + unit <= bytes.size(); at += unit)
@@ -99,8 +100,8 @@ MetadataTimeline::Items itemsOfID3Tag(Bytes bytes) {
     });
     const std::size_t length = number(bytes.subspan(4), version == 4 ? 7 : 8);
     if (!isName || length > bytes.size() - kHeaderSize) break;
-    const bool isPacked = version == 4 ? (bytes[9] & kFrameIsPacked) != 0 : bytes[9] != 0;
-    if (!isPacked) items.push_back(itemOf(name, bytes.subspan(kHeaderSize, length)));
+    const bool isEncoded = version == 4 ? (bytes[9] & kEncodedFrame) != 0 : bytes[9] != 0;
+    if (!isEncoded) items.push_back(itemOf(name, bytes.subspan(kHeaderSize, length)));
     bytes = bytes.subspan(kHeaderSize + length);
   }
   return items;

@@ -9,11 +9,11 @@
 namespace media {
 
 inline constexpr std::string_view kKeySpaceID3 = "org.id3";
-/// What a frame says of its value: the description of a user text, the owner of private data.
+/// An extra attribute of a value: the description of a user text, or the owner of private data.
 inline constexpr std::string_view kMetadataInfo = "info";
 
-/// The frames of an ID3 tag (versions 2.3 and 2.4) by their names, texts as strings and everything
-/// else as data; none for what is no such tag. Damaged frames end it.
+/// Returns the frames of an ID3 tag (versions 2.3 and 2.4) by their ids, texts as strings and
+/// anything else as data. Returns no items if `bytes` is not a tag. Reading ends at a broken frame.
 MetadataTimeline::Items itemsOfID3Tag(std::span<const std::uint8_t> bytes);
 
 }  // namespace media

@@ -47,7 +47,7 @@ struct Listener {
   std::function<void()> found;
 };
 
-/// What lies ahead of its time goes on the time line.
+/// Adds metadata that is read before it is due to the time line.
 void note(const Listener& listener, MetadataTimeline::Source source, double seconds,
           MetadataTimeline::Items items) {
   if (items.empty()) return;
@@ -84,7 +84,8 @@ class MovieTap final : public DemuxerTap {
     _boxes.restart();
     _events.restart();
   }
-  /// Each begins with a box or lies within one. Of a message the demuxer reads the header alone.
+  /// In pull mode each read begins with a box or is within one. Of an "emsg" qtdemux reads only the
+  /// header: the rest is read here.
   void feedPulled(GstPad* sink, std::uint64_t offset, Bytes bytes) override {
     _boxes.restart();
     _boxes.feed(bytes);
@@ -108,12 +109,13 @@ class MovieTap final : public DemuxerTap {
       gst_element_post_message(_demuxer, messageOf(chapters, GST_OBJECT(_demuxer)).release());
   }
 
-  GstElement* const _demuxer;  // its pad owns this
+  GstElement* const _demuxer;  // not owned: its pad owns this object
   MovieBoxes _boxes;
   EventMessages _events;
 };
 
-/// Orders the making of a listener before its use on a streaming thread by something of ours.
+/// Synchronizes the creation of a listener with its use on a streaming thread. GObject's own
+/// synchronization is not visible to thread sanitizers.
 std::mutex& handOver() {
   static std::mutex& mutex = *new std::mutex;
   return mutex;

@@ -10,20 +10,21 @@
 
 namespace media {
 
-/// Listens at the demuxers of a pipeline for metadata that the library passes over: ID3 in
-/// transport streams, and event messages in fragmented mp4. It adds them to `timeline` ahead of
-/// their time, and calls `found` on a streaming thread. Chapters of mp4 are posted as a message
-/// with a table of contents, as demuxers of other containers do.
+/// Reads metadata at the sink pads of demuxers that these do not report: ID3 in transport streams
+/// and event messages in fragmented MP4. Adds it to `timeline` before it is due and calls `found`
+/// on a streaming thread. Chapters of MP4 are posted as a TOC message, like by demuxers of other
+/// formats.
 ///
-/// Call it before the pipeline starts; the tap goes with the pipeline's elements.
+/// Call it before the pipeline starts. The probes live as long as the pads.
 void tapMetadata(GstElement* pipeline, std::shared_ptr<MetadataTimeline> timeline,
                  std::function<void()> found);
 
-/// What a radio station says of itself in the header fields of its response ("icy-name" …).
+/// Returns what a radio station sends in the header fields of its response ("icy-name" …).
 MetadataTimeline::Items itemsOfStation(const streaming::HeaderFields& fields);
 
-/// What tags of a stream say to people ("title", "artist" …), of the key space "common", or "icy"
-/// for those of a radio station. A stream's own title names a track and is left out.
+/// Returns the descriptive tags of a stream ("title", "artist" …) in the key space "common", or
+/// "icy" for a radio station. Tags in stream scope describe a track and are only used for a radio
+/// station.
 MetadataTimeline::Items itemsOfTags(const GstTagList* tags, bool isRadio);
 
 }  // namespace media

@@ -6,7 +6,7 @@ namespace media {
 namespace {
 
 constexpr std::int32_t kTimescale = 90000;
-/// The same event comes by clocks of different units.
+/// Times of the same event differ slightly between tracks with different timescales.
 constexpr double kSameTime = 0.005;
 constexpr std::size_t kItemLimit = 64;
 

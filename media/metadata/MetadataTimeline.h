@@ -12,9 +12,9 @@
 
 namespace media {
 
-/// The metadata of one load by position, known ahead of their time or when it has come.
+/// The metadata of one load by time. Items may be added before they are due.
 ///
-/// Bounds: so many groups of each source, the earliest go first.
+/// Limits: kGroupLimit groups for each source; the earliest are dropped first.
 /// Threads: any.
 class MetadataTimeline {
  public:
@@ -22,15 +22,16 @@ class MetadataTimeline {
   enum class Source { Tags, Stream, Events };
   static constexpr std::size_t kGroupLimit = 2000;
 
-  /// The items get `seconds` as their time. A group of that time gives way; events, which come with
-  /// picture and with sound and again after a seek, are put together.
+  /// Adds a group of items and sets their time to `seconds`. It replaces a group of the same time.
+  /// Events are merged instead: they occur in the audio and in the video track, and again after a
+  /// seek.
   void add(Source source, double seconds, Items items);
-  /// Of each source the newest group that has begun.
+  /// Returns, for each source, the newest group that has begun.
   Items at(double seconds) const;
-  /// When at() next has more to tell.
+  /// Returns when the result of at() changes next.
   std::optional<double> nextAfter(double seconds) const;
 
-  /// Titles come with the sound.
+  /// The item is a radio station; its titles are sent in the audio stream.
   void setOfRadio() { _isOfRadio = true; }
   bool isOfRadio() const { return _isOfRadio; }
 
@@ -41,7 +42,7 @@ class MetadataTimeline {
   };
   std::atomic<bool> _isOfRadio = false;
   mutable std::mutex _mutex;
-  std::array<std::vector<Group>, 3> _groups;  // by their beginnings
+  std::array<std::vector<Group>, 3> _groups;  // by start
 };
 
 }  // namespace media

@@ -109,7 +109,7 @@ void MovieBoxes::_beginBox() {
     _boxSize = size;
     return;
   }
-  // Damaged ones, and those that go on to the end of it all, hide whatever follows.
+  // A broken box, or one that extends to the end of the file: nothing after it can be read.
   _skip = size < _box.size() ? kEndless : size - _box.size();
   _box.clear();
 }

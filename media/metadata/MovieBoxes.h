@@ -12,25 +12,25 @@ namespace media {
 
 using BoxBytes = std::span<const std::uint8_t>;
 
-/// Of a box, as a number: `boxType("moov")`.
+/// Returns the type of a box as a number: `boxType("moov")`.
 constexpr std::uint32_t boxType(const char (&name)[5]) {
   std::uint32_t type = 0;
   for (std::size_t at = 0; at < 4; ++at) type = type << 8 | static_cast<unsigned char>(name[at]);
   return type;
 }
 
-/// Reads numbers and texts one after the other. What is not there is 0, or nothing, and isGood()
-/// tells.
+/// Reads numbers and texts one by one. Reads beyond the end return 0 or nothing and make isGood()
+/// false.
 class BoxReader {
  public:
   explicit BoxReader(BoxBytes bytes) : _bytes(bytes) {}
 
   std::uint64_t number(std::size_t size);
   std::uint32_t number32() { return static_cast<std::uint32_t>(number(4)); }
-  /// Up to a zero.
+  /// Reads up to a zero byte.
   std::string text();
   BoxBytes take(std::size_t size);
-  /// Of a box that has one, past its flags.
+  /// Reads the version and the flags of a full box. Returns the version.
   std::uint8_t version();
   BoxBytes rest() const { return _bytes; }
   bool isGood() const { return _isGood; }
@@ -57,27 +57,27 @@ void forEachBox(BoxBytes bytes, std::uint32_t type, const Take& take) {
 struct MovieTrack {
   std::uint32_t number = 0;
   std::uint32_t timescale = 0;  ///< units a second
-  std::uint32_t handler = 0;    ///< what it is of, such as boxType("text")
+  std::uint32_t handler = 0;    ///< handler type, such as boxType("text")
   BoxBytes content;             ///< the whole "trak"
 };
-/// At most 64.
+/// Returns at most 64 tracks.
 std::vector<MovieTrack> tracksOf(BoxBytes movie);
 
-/// Cuts an mp4 into its outermost boxes as its bytes come, and keeps those that matter. Of
-/// everything else it looks at the headers alone.
+/// Splits an MP4 into its top-level boxes while its bytes arrive. Passes boxes of some types on; of
+/// all others it reads only the headers.
 ///
 /// Threads: one at a time.
 class MovieBoxes {
  public:
   using Take = std::function<void(std::uint32_t type, BoxBytes content)>;
-  /// The longest one of a type that is taken, in bytes with its header; 0 for none.
+  /// Returns the largest size of a box of this type, with its header, that is passed on; 0: none.
   using Limit = std::uint64_t (*)(std::uint32_t type);
   MovieBoxes(Limit limit, Take take) : _limit(limit), _take(std::move(take)) {}
 
   void feed(BoxBytes bytes);
-  /// Other bytes follow, from the beginning of a box.
+  /// Call it before bytes from another position, which have to begin with a box.
   void restart();
-  /// Of the box that is being taken, what has not come; 0 where none is.
+  /// Returns how many bytes of the current box have not arrived; 0 if there is none.
   std::size_t missing() const;
   std::uint32_t type() const { return _type; }
 
@@ -87,9 +87,9 @@ class MovieBoxes {
 
   const Limit _limit;
   const Take _take;
-  std::vector<std::uint8_t> _box;  // its header, and all of it where it matters
+  std::vector<std::uint8_t> _box;  // the header, or the whole box if it is to be passed on
   std::size_t _headerSize = 0;
-  std::uint64_t _boxSize = 0;  // 0: its header has not come
+  std::uint64_t _boxSize = 0;  // 0: the header is incomplete
   std::uint32_t _type = 0;
   std::uint64_t _skip = 0;
 };

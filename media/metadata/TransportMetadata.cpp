@@ -18,7 +18,7 @@ std::uint16_t pidAt(Bytes bytes, std::size_t at) {
   return static_cast<std::uint16_t>((bytes[at] & 0x1f) << 8 | bytes[at + 1]);
 }
 
-/// The presentation time in a PES header.
+/// Returns the PTS in a PES header.
 std::optional<std::uint64_t> timeOf(Bytes pes) {
   if (pes.size() < 14 || pes[0] != 0 || pes[1] != 0 || pes[2] != 1 || (pes[7] & 0x80) == 0)
     return std::nullopt;
@@ -28,7 +28,7 @@ std::optional<std::uint64_t> timeOf(Bytes pes) {
          static_cast<std::uint64_t>(pes[13] >> 1);
 }
 
-/// From one time to another, over the place where the count begins again.
+/// Returns the difference of two time stamps, which may have wrapped around between.
 double secondsBetween(std::uint64_t from, std::uint64_t to) {
   constexpr std::int64_t kRound = std::int64_t{1} << kTimeBits;
   std::int64_t ticks = (static_cast<std::int64_t>(to) - static_cast<std::int64_t>(from)) % kRound;
@@ -79,13 +79,13 @@ void TransportMetadata::_takePacket(Bytes packet) {
 }
 
 void TransportMetadata::_takeTable(Bytes payload, bool isProgram) {
-  // One packet holds the tables of what has two or three streams.
+  // Tables that span several packets are not supported; they have many programs or streams.
   const std::size_t begin = 1u + payload[0];
   if (begin + 12 > payload.size()) return;
   Bytes table = payload.subspan(begin);
   const std::size_t size = (table[1] & 0x0fu) << 8 | table[2];
   if (size < 9) return;
-  table = table.first(std::min(size + 3 - 4, table.size()));  // without its checksum
+  table = table.first(std::min(size + 3 - 4, table.size()));  // without the CRC
   if (!isProgram) {
     for (std::size_t at = 8; at + 4 <= table.size(); at += 4)
       if (table[at] != 0 || table[at + 1] != 0) {

@@ -9,21 +9,21 @@
 
 namespace media {
 
-/// Finds the timed metadata in a transport stream as its bytes come, which the library's demuxer
-/// passes over: elementary streams of type 0x15.
+/// Finds timed metadata in a transport stream (elementary streams of type 0x15) while its bytes
+/// arrive. tsdemux does not report it.
 ///
-/// Bounds: one piece of metadata of 64 KiB at most.
+/// Limits: 64 KiB for one unit of metadata.
 /// Threads: one at a time.
 class TransportMetadata {
  public:
-  /// `seconds` are counted from the first time of picture or sound.
+  /// `seconds` are relative to firstTime().
   using Found = std::function<void(double seconds, std::span<const std::uint8_t> data)>;
   explicit TransportMetadata(Found found) : _found(std::move(found)) {}
 
   void feed(std::span<const std::uint8_t> bytes);
-  /// Bytes of another place follow.
+  /// Call it before bytes from another position.
   void restart();
-  /// What `seconds` are counted from, in units of 1/90000 s.
+  /// Returns the first time stamp of audio or video, in units of 1/90000 s.
   std::optional<std::uint64_t> firstTime() const { return _firstTime; }
 
  private:
@@ -38,7 +38,7 @@ class TransportMetadata {
   void _finishPiece();
 
   const Found _found;
-  std::vector<std::uint8_t> _carry;  // of a packet that has not come to its end
+  std::vector<std::uint8_t> _carry;  // an incomplete packet
   std::optional<std::uint16_t> _programPID;
   std::optional<std::uint16_t> _metadataPID;
   std::set<std::uint16_t> _timedPIDs;
