@@ -4,11 +4,11 @@
 
 namespace media {
 
-/// A content-key request for key servers that speak Clear Key: its data is the licence request for
-/// the key that the content identifier names.
+/// A content-key request for Clear Key servers. Its request data is a licence request for the key
+/// with the content identifier.
 ///
-/// It fails with ContentNotAuthorized without a content identifier of data, with a certificate that
-/// holds nothing (one is not needed), and with options whose "type" is neither "temporary" nor
+/// It fails with ContentNotAuthorized if the content identifier is not data, if the certificate is
+/// empty (a certificate is optional), or if the option "type" is neither "temporary" nor
 /// "persistent-license".
 class ClearKeyRequest final : public TVSSecureKeyRequest {
  public:
@@ -17,7 +17,7 @@ class ClearKeyRequest final : public TVSSecureKeyRequest {
   bool loadKeyRequestData(std::optional<platform::Error>* error) override;
 
  private:
-  /// A sentence; empty when nothing is wrong.
+  /// Returns an error message; empty if the request is valid.
   std::string _complaint(std::string& type) const;
 };
 

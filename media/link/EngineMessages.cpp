@@ -18,7 +18,7 @@ constexpr std::size_t kMostTraits = 64;
 const auto takeMessageText = [](WireReader& reader) { return reader.takeText(); };
 const auto takeMessageDictionary = [](WireReader& reader) { return reader.takeDictionary(); };
 
-// One pair of functions for each message: what `put` writes `take` reads.
+// put() and take() of a message have to match.
 
 void put(WireWriter& writer, const ItemDescription& item) {
   writer.put(item.url);
@@ -225,7 +225,7 @@ void take(WireReader& reader, PositionEvent& event) {
   event.running = reader.take<bool>();
   event.seconds = reader.takeFinite();
   event.rate = reader.takeFinite();
-  // The limits of what has no known end are infinite.
+  // Infinite if the item has no known end.
   event.first = reader.takeDouble();
   event.last = reader.takeDouble();
   event.at = reader.take<std::int64_t>();

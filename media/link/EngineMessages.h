@@ -17,25 +17,24 @@
 #include "platform/media/TVSResourceLoadingRequest.h"
 
 /// The messages between the box and a media process. Commands go to the media process, events come
-/// from it; each has a function that encodes it and one that decodes it and checks everything in
-/// it.
+/// from it. encode() and decode…() convert them; decoding checks everything.
 namespace media {
 
-/// Of a media item, what an engine reads.
+/// What an engine needs of a media item.
 struct ItemDescription {
   std::string url;
   std::vector<std::string> traits;
   platform::Dictionary metadata;
-  /// Properties of a purchase; none for other items.
+  /// The properties of a purchased item; unset for other items.
   std::optional<platform::Dictionary> purchase;
 };
 
-/// Loads an item, or prepares it as the next one.
+/// Loads an item, or prepares it as the next item.
 struct LoadCommand {
   bool prepares = false;
-  /// Which pictures belong to it: see PictureSender.
+  /// Identifies the pictures of this load; see PictureSender.
   std::uint64_t epoch = 0;
-  /// Names the item in questions; the same item has the same number.
+  /// Identifies the item in requests; stable for the same item.
   std::uint64_t itemID = 0;
   ItemDescription item;
   platform::MediaLoad load;  ///< without its item
@@ -50,7 +49,7 @@ struct PlayCommand {
 struct PauseCommand {};
 struct SeekCommand {
   double seconds = 0;
-  std::uint64_t serial = 0;  ///< comes back with the event that answers it
+  std::uint64_t serial = 0;  ///< returned in the event that reports the end of the seek
 };
 struct SeekToDateCommand {
   platform::Date date;
@@ -72,15 +71,15 @@ struct SelectCommand {
   std::string characteristic;
   std::optional<std::string> identifier;
 };
-/// The answer to a QuestionEvent: a response or an error.
+/// The response to a QuestionEvent, or an error.
 struct AnswerCommand {
   std::uint64_t questionID = 0;
   std::optional<platform::ResourceResponse> response;
   std::optional<platform::Error> error;
 };
-/// Somebody reads what changes without being told.
+/// Requests an update of facts that the media process does not send by itself.
 struct RefreshCommand {};
-/// There may be a sound device now where there was none.
+/// A sound device may be available again.
 struct SoundArrivedCommand {};
 
 using EngineCommand =
@@ -88,17 +87,17 @@ using EngineCommand =
                  SeekCommand, SeekToDateCommand, EndTimesCommand, VolumeCommand, TrackCommand,
                  SelectCommand, AnswerCommand, RefreshCommand, SoundArrivedCommand>;
 
-/// A command and its number, which an AcknowledgedEvent names.
+/// A command with its number, which an AcknowledgedEvent refers to.
 struct NumberedCommand {
   std::uint64_t number = 0;
   EngineCommand command;
 };
 
-/// The process is warm and inside its sandbox.
+/// The process has warmed up and entered its sandbox.
 struct HelloEvent {
   std::string version;
 };
-/// All commands up to this one have reached the pipeline.
+/// All commands up to this one have been handed to the pipeline.
 struct AcknowledgedEvent {
   std::uint64_t number = 0;
 };
@@ -108,13 +107,13 @@ struct HappenedEvent {
   Kind kind = Kind::Facts;
   std::uint64_t generation = 0;
   double rate = 1;               ///< of Play
-  std::uint64_t seekSerial = 0;  ///< of Ready and Seek: the last seek done; 0: another is under way
+  std::uint64_t seekSerial = 0;  ///< of Ready and Seek: the completed seek; 0: one is pending
   platform::Error error{};       ///< of Fail
   std::string characteristic{};  ///< of Selection
 };
 struct FactsEvent {
   std::uint64_t generation = 0;
-  /// Without: tracks, options, metadata, chapters and title are as they were told last.
+  /// False: tracks, options, metadata, chapters and title have not changed and are left out.
   bool hasContents = true;
   platform::MediaFacts facts;
 };
@@ -122,17 +121,17 @@ struct AccessLogEvent {
   std::uint64_t generation = 0;
   platform::Array entries;
 };
-/// Where the position is, on the monotonic clock of the machine, which both processes share.
+/// The position on the monotonic clock, which both processes share.
 struct PositionEvent {
   std::uint64_t generation = 0;
   bool running = false;
   double seconds = 0;
   double rate = 1;
-  double first = 0;  ///< the position never leaves [first, last]
+  double first = 0;  ///< the position stays in [first, last]
   double last = 0;
-  std::int64_t at = 0;  ///< nanoseconds; when it was at `seconds`
+  std::int64_t at = 0;  ///< nanoseconds: when the position was `seconds`
 };
-/// The item is asked for a resource or a key.
+/// Requests a resource or a key from the item.
 struct QuestionEvent {
   std::uint64_t questionID = 0;
   std::uint64_t itemID = 0;
@@ -140,15 +139,15 @@ struct QuestionEvent {
   std::string url;
   platform::Dictionary details;
 };
-/// The answer is not needed any more.
+/// Cancels a request.
 struct WithdrawnEvent {
   std::uint64_t questionID = 0;
 };
-/// What SubtitleCues tells of a change.
+/// A change of SubtitleCues.
 struct TextEvent {
   TextChange change;
 };
-/// The sound server silenced the sound in favour of another, or lost its device.
+/// The sound server has corked the sound for another stream, or lost its device.
 struct SoundEvent {
   enum class Kind { Interrupted, Lost };
   Kind kind = Kind::Lost;
@@ -161,7 +160,7 @@ using EngineEvent =
 std::vector<std::byte> encode(const NumberedCommand& command);
 std::vector<std::byte> encode(const EngineEvent& event);
 
-/// Nothing when anything in it is wrong.
+/// Returns nullopt if any part of the message is invalid.
 std::optional<NumberedCommand> decodeCommand(std::span<const std::byte> message);
 std::optional<EngineEvent> decodeEvent(std::span<const std::byte> message);
 

@@ -6,11 +6,11 @@
 
 namespace media {
 
-/// Facts in two parts: what changes while the media play (ranges, buffer, dates), and what hardly
-/// ever changes and may be large (tracks, options, metadata, chapters, title).
+/// Facts are sent in two parts: the flow (ranges, buffer, dates) changes while media play; the
+/// contents (tracks, options, metadata, chapters, title) rarely change and may be large.
 void putFlow(WireWriter& writer, const platform::MediaFacts& facts);
 void putContents(WireWriter& writer, const platform::MediaFacts& facts);
-/// Lists are bounded; times are finite.
+/// Decoding limits the lengths of lists and requires finite times.
 void takeFlow(WireReader& reader, platform::MediaFacts& facts);
 void takeContents(WireReader& reader, platform::MediaFacts& facts);
 

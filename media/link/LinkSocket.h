@@ -9,14 +9,14 @@
 
 namespace media {
 
-/// One end of a stream socket that carries messages, each behind its length (32 bits,
+/// One end of a stream socket that carries messages. A message is preceded by its length (32 bits,
 /// little-endian).
 ///
-/// Nothing here waits. What the peer does not read at once is queued, and flush() goes on with it
-/// when poll() tells that the socket takes more; a peer that leaves more than kQueueLimit unread
-/// has broken the link.
+/// Nothing blocks. Bytes that cannot be sent at once are queued; call flush() when poll() reports
+/// POLLOUT. If the queue exceeds kQueueLimit, the link is broken.
 ///
-/// Threads: send() any; read() and flush() one. Lifetime: owns the descriptor.
+/// Owns the descriptor.
+/// Threads: send() any; read() and flush() one.
 class LinkSocket {
  public:
   static constexpr std::size_t kMessageLimit = std::size_t{32} << 20;
@@ -30,16 +30,16 @@ class LinkSocket {
 
   int descriptor() const { return _descriptor; }
 
-  /// True when something was queued, so that whoever polls has to wait for writing too.
+  /// Returns true if bytes are queued, so that the reading thread has to poll for POLLOUT.
   bool send(std::span<const std::byte> message);
   bool hasQueued() const;
   State flush();
 
-  /// Hands on the messages that have come, some at a time. Closed: the peer has closed its end;
-  /// Broken: an error, or a message above the limit.
+  /// Calls `received` for each complete message; reads a limited number of bytes. Closed: the peer
+  /// has closed its end. Broken: an error, or a message above kMessageLimit.
   State read(const std::function<void(std::span<const std::byte>)>& received);
 
-  /// Both ends see the link as closed. Any thread.
+  /// Shuts the connection down for both ends. Threads: any.
   void cut();
 
  private:
@@ -49,11 +49,11 @@ class LinkSocket {
   mutable std::mutex _mutex;
   std::deque<std::vector<std::byte>> _queue;
   std::size_t _queued = 0;
-  std::size_t _sent = 0;  // of the first in the queue
+  std::size_t _sent = 0;  // bytes sent of the first message in the queue
   bool _broken = false;
   // Reading thread only.
   std::vector<std::byte> _received;
-  std::size_t _begin = 0;  // of what was not handed on
+  std::size_t _begin = 0;  // offset of the first message that is not delivered
 };
 
 }  // namespace media

@@ -31,7 +31,7 @@ void LinkThread::send(std::span<const std::byte> message) {
 
 void LinkThread::_wake() const {
   const std::uint64_t one = 1;
-  // A full counter wakes as well.
+  // If the counter is full the descriptor is readable anyway.
   [[maybe_unused]] const ssize_t written = ::write(_waker, &one, sizeof one);
 }
 
@@ -42,7 +42,7 @@ void LinkThread::_run() {
     std::vector<pollfd> polled;
     polled.push_back({_waker, POLLIN, 0});
     const auto events = static_cast<short>(_socket.hasQueued() ? POLLIN | POLLOUT : POLLIN);
-    // A negative descriptor is not looked at.
+    // poll() ignores negative descriptors.
     polled.push_back({isOpen ? _socket.descriptor() : -1, events, 0});
     for (const Source& each : sources) polled.push_back({each.descriptor, POLLIN, 0});
     if (poll(polled.data(), polled.size(), -1) < 0) continue;

@@ -11,23 +11,22 @@
 
 namespace media {
 
-/// The thread that reads a link, and whatever else comes with it. It sleeps in poll() and never
-/// wakes by itself.
+/// A thread that reads a link and other descriptors. It sleeps in poll() without a time-out.
 ///
-/// Threads: made and destroyed by one; send() any. Destruction waits for the callback that runs, so
-/// it must not happen inside one.
+/// Threads: created and destroyed on one thread; send() any. The destructor waits for a running
+/// callback, so it must not be called in one.
 class LinkThread {
  public:
-  /// A descriptor that is read on the same thread. Once `read` returns false it is left out.
+  /// A descriptor that the thread also polls, until `read` returns false.
   struct Source {
     int descriptor = -1;  ///< not owned
     std::function<bool()> read;
   };
   struct Setup {
-    int descriptor = -1;  ///< a stream socket; owned from here on
-    /// Called on the thread, for each message.
+    int descriptor = -1;  ///< a stream socket; LinkThread takes ownership
+    /// Called on the thread for each message.
     std::function<void(std::span<const std::byte>)> received;
-    /// Called on the thread, once, when the peer has closed its end or has broken the link.
+    /// Called on the thread, once, when the link is closed or broken.
     std::function<void(LinkSocket::State)> ended;
     std::vector<Source> sources = {};
   };
@@ -37,9 +36,9 @@ class LinkThread {
   LinkThread(const LinkThread&) = delete;
   LinkThread& operator=(const LinkThread&) = delete;
 
-  /// False: the system had no thread left, and nothing is read or told.
+  /// Returns false if no thread could be started. Then nothing is read or reported.
   bool isRunning() const { return _thread.joinable(); }
-  /// Never waits. After the end it does nothing.
+  /// Does not block. Does nothing after the end of the link.
   void send(std::span<const std::byte> message);
 
  private:

@@ -8,27 +8,27 @@
 
 namespace media {
 
-/// How the box starts a media process. The descriptors are those of kControlDescriptor and
+/// The command line of a media process. It inherits the descriptors kControlDescriptor and
 /// kPictureDescriptor.
 struct ProcessOptions {
   static constexpr int kControlDescriptor = 3;
   static constexpr int kPictureDescriptor = 4;
 
-  std::string cacheFolder;  ///< empty: nothing is kept on disk
+  std::string cacheFolder;  ///< empty: no disk cache
   bool allowFileURLs = false;
-  std::vector<std::string> languages;  ///< BCP 47, the best first
+  std::vector<std::string> languages;  ///< BCP 47, in order of preference
   std::optional<int> logLevel;
   std::vector<std::pair<std::string, int>> logComponents;
   bool usesSandbox = true;
-  /// Whether the process logs what it is made of: the library, its workarounds, the sandbox. The
-  /// others of a box are the same.
+  /// Log the versions of libraries, the workarounds and the sandbox. They are the same for all
+  /// media processes of a box.
   bool introduces = true;
-  std::vector<std::string> readable;  ///< beyond what the sandbox allows by itself
+  std::vector<std::string> readable;  ///< in addition to the sandbox's own list
   std::vector<std::string> writable;
 };
 
-/// The arguments without the program's name, as argumentsOf() makes them. Nothing, and a text for
-/// people in `error`, when they cannot be understood.
+/// Parses the arguments that argumentsOf() makes, without the program name. On an error it returns
+/// nullopt and sets `error` to a message.
 std::optional<ProcessOptions> parseProcessOptions(const std::vector<std::string_view>& arguments,
                                                   std::string* error);
 std::vector<std::string> argumentsOf(const ProcessOptions& options);

@@ -20,7 +20,7 @@ constexpr std::size_t kMostSpans = 64;
 constexpr std::size_t kMostImages = 16;
 constexpr std::int32_t kFarthest = 1 << 16;  // pixels
 
-/// At most so many bytes, without half a character at the end.
+/// Truncates `text` at a character boundary.
 std::string_view shortened(std::string_view text) {
   if (text.size() <= kNameBytes) return text;
   std::size_t end = kNameBytes;
@@ -34,10 +34,10 @@ std::string takeName(WireReader& reader) {
   return name;
 }
 
-/// Of the size of the letters around; what style sheets may ask for.
+/// A relative font size, limited to what style sheets allow.
 double takeLetterSize(WireReader& reader) { return std::clamp(reader.takeFinite(), 0.25, 4.0); }
 
-/// Of the picture.
+/// A fraction of the picture.
 double takeShare(WireReader& reader) {
   constexpr double kMost = 100;
   return std::clamp(reader.takeFinite(), -kMost, kMost);

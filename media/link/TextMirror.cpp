@@ -5,7 +5,7 @@
 namespace media {
 
 std::shared_ptr<SubtitleCues> TextMirror::of(std::uint64_t identity) {
-  std::shared_ptr<SubtitleCues> forgotten;  // outlives the lock
+  std::shared_ptr<SubtitleCues> forgotten;  // released after the lock
   const std::lock_guard lock(_mutex);
   const auto found = std::find_if(_texts.begin(), _texts.end(),
                                   [&](const auto& each) { return each.first == identity; });
@@ -26,7 +26,7 @@ std::shared_ptr<SubtitleCues> TextMirror::of(std::uint64_t identity) {
 void TextMirror::apply(const TextChange& change) {
   using Kind = TextChange::Kind;
   if (change.kind == Kind::Gone) {
-    std::shared_ptr<SubtitleCues> gone;  // outlives the lock
+    std::shared_ptr<SubtitleCues> gone;  // released after the lock
     const std::lock_guard lock(_mutex);
     const auto found = std::find_if(_texts.begin(), _texts.end(), [&](const auto& each) {
       return each.first == change.identity;

@@ -13,27 +13,27 @@
 
 namespace media {
 
-/// The texts of a media process, made anew from its messages.
+/// Copies of the SubtitleCues of a media process, updated by its messages.
 ///
-/// There are those of the few loads that were used last; those of others are forgotten, but live as
-/// long as a picture has them.
+/// Keeps the copies of the loads that were used last. Pictures keep references to older copies.
 ///
 /// Threads: any.
 class TextMirror {
  public:
-  /// A load that plays, one that is prepared, and one that goes.
+  /// A playing load, a prepared load, and loads that are ending.
   static constexpr std::size_t kLimit = 4;
 
-  /// Pictures may come before the first text does: what is not there yet is made, without a text.
+  /// Returns the copy with this identity. Creates an empty one if it is not known: pictures may
+  /// arrive before the first text.
   std::shared_ptr<SubtitleCues> of(std::uint64_t identity);
   void apply(const TextChange& change);
-  /// For the texts that are there, and for those to come. May be null.
+  /// Sets the styles of current and future copies. May be null.
   void setStyles(std::shared_ptr<const SubtitleStyles> styles);
 
  private:
   mutable std::mutex _mutex;
   std::shared_ptr<const SubtitleStyles> _styles;
-  /// By the number in the media process, the one used last at the end.
+  /// By identity, the most recently used last.
   std::deque<std::pair<std::uint64_t, std::shared_ptr<SubtitleCues>>> _texts;
 };
 

@@ -15,23 +15,24 @@
 
 namespace media {
 
-/// Reads what WireWriter has written, from a peer that is not trusted. Whatever is wrong (too few
-/// bytes, a count that the rest of the message cannot hold, text that is not UTF-8, a number that
-/// is not finite where one has to be, a value outside its enumeration, containers too deep) makes
-/// the reader fail for good; from then on reads give empty values.
+/// Reads what WireWriter has written, from a peer that is not trusted. Any error makes failed()
+/// true permanently: too few bytes, a count that exceeds the message, text that is not UTF-8, a
+/// number that is not finite, a value outside its enumeration, or too deep nesting. After an error
+/// all reads return empty values.
 ///
-/// Threads: one at a time. Lifetime: `bytes` outlive the reader.
+/// `bytes` have to outlive the reader.
+/// Threads: one at a time.
 class WireReader {
  public:
-  /// How many containers of values may stand inside each other.
+  /// How deep containers may be nested.
   static constexpr int kDepthLimit = 32;
-  /// How many property-list values a message may hold: a value takes more memory than its bytes.
+  /// How many property-list values a message may have: a value needs more memory than its encoding.
   static constexpr std::size_t kValueLimit = 200'000;
 
   explicit WireReader(std::span<const std::byte> bytes) : _rest(bytes) {}
 
   bool failed() const { return _failed; }
-  /// Whether all was read, and nothing was wrong.
+  /// Returns whether everything was read without an error.
   bool isAtEnd() const { return !_failed && _rest.empty(); }
   void fail() { _failed = true; }
   std::size_t size() const { return _rest.size(); }
@@ -50,14 +51,14 @@ class WireReader {
       return static_cast<Integer>(static_cast<std::make_unsigned_t<Integer>>(bits));
     }
   }
-  /// Values from 0 to `last`.
+  /// Accepts values from 0 to `last`.
   template <typename Enum>
   requires std::is_enum_v<Enum> Enum takeEnum(Enum last) {
     const auto value = take<std::uint8_t>();
     if (value > static_cast<std::uint8_t>(last)) fail();
     return _failed ? Enum{} : static_cast<Enum>(value);
   }
-  /// Any, infinite ones and NaN too.
+  /// Accepts infinity and NaN, too.
   double takeDouble();
   double takeFinite();
   std::string takeText();
@@ -78,7 +79,7 @@ class WireReader {
   std::optional<double> takeOptionalFinite() {
     return takeOptional([](WireReader& reader) { return reader.takeFinite(); });
   }
-  /// A list of at most `limit` elements, each of at least one byte.
+  /// Reads a list of at most `limit` elements. Each has at least one byte.
   template <typename Take>
   auto takeList(std::size_t limit, Take&& takeOne) -> std::vector<decltype(takeOne(*this))> {
     std::vector<decltype(takeOne(*this))> list;
@@ -86,7 +87,7 @@ class WireReader {
     for (std::size_t index = 0; index < count && !_failed; ++index) list.push_back(takeOne(*this));
     return list;
   }
-  /// 0, and a failure, for more than `limit` or more than there are bytes.
+  /// Fails and returns 0 if the count exceeds `limit` or the number of remaining bytes.
   std::size_t takeCount(std::size_t limit);
 
  private:

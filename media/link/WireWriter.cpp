@@ -13,7 +13,7 @@ using platform::Value;
 WireWriter& WireWriter::put(double value) { return put(std::bit_cast<std::uint64_t>(value)); }
 
 WireWriter& WireWriter::put(std::string_view text) {
-  // A peer gives up a message with text that is not UTF-8; media may hold any.
+  // WireReader rejects text that is not UTF-8, but texts of media may have any bytes.
   if (platform::isValidText(text)) return put(std::as_bytes(std::span(text)));
   const std::string valid = platform::replacingInvalidText(text);
   return put(std::as_bytes(std::span(valid)));

@@ -15,8 +15,8 @@
 
 namespace media {
 
-/// Appends values to a message of the link between the box and its media process: little-endian,
-/// lengths and counts as 32 bits in front of what they count. WireReader reads the same.
+/// Encodes the messages of the link between the box and a media process. Numbers are little-endian;
+/// lengths and counts have 32 bits. WireReader decodes them.
 ///
 /// Threads: one at a time.
 class WireWriter {
@@ -44,7 +44,7 @@ class WireWriter {
   WireWriter& put(std::span<const std::byte> bytes);
   WireWriter& put(platform::Date date) { return put(date.secondsSince1970); }
   WireWriter& put(const platform::Error& error);
-  /// Objects, and what lies deeper than WireReader reads, are written as none.
+  /// Objects, and values nested deeper than WireReader::kDepthLimit, are written as null.
   WireWriter& put(const platform::Value& value) { return _put(value, 0); }
   WireWriter& put(const platform::Dictionary& dictionary) { return _put(dictionary, 0); }
   WireWriter& put(const platform::Array& array) { return _put(array, 0); }
@@ -54,7 +54,7 @@ class WireWriter {
     put(value.has_value());
     return value ? put(*value) : *this;
   }
-  /// The count, for a list whose elements follow.
+  /// Writes the count of a list. The elements have to follow.
   WireWriter& putCount(std::size_t count) { return put(static_cast<std::uint32_t>(count)); }
   template <typename T, typename Put>
   WireWriter& putList(const std::vector<T>& list, Put&& putOne) {
