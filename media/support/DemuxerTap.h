@@ -8,9 +8,9 @@
 
 namespace media {
 
-/// Listens at the input of one demuxer, whether that is fed or reads by itself.
+/// Reads the data at the sink pad of a demuxer, in push and in pull mode.
 ///
-/// Threads: made on any; works on the demuxer's streaming thread, and goes with its pad.
+/// Threads: created on any thread; called on the streaming thread. The pad owns it.
 class DemuxerTap {
  public:
   using Bytes = std::span<const std::uint8_t>;
@@ -20,14 +20,14 @@ class DemuxerTap {
   DemuxerTap(const DemuxerTap&) = delete;
   DemuxerTap& operator=(const DemuxerTap&) = delete;
 
-  /// From now on, until the pad goes.
+  /// Adds a probe to `sink`, which owns `tap` from then on.
   static void attach(std::unique_ptr<DemuxerTap> tap, GstPad* sink);
 
  protected:
   virtual void feed(std::uint64_t offset, Bytes bytes) = 0;
-  /// Bytes of another place follow.
+  /// Called before bytes from another position.
   virtual void restart() = 0;
-  /// Of a demuxer that reads by itself: where and when it likes, and things more than once.
+  /// Called in pull mode. A demuxer may read at any position and read bytes twice.
   virtual void feedPulled(GstPad* sink, std::uint64_t offset, Bytes bytes);
 
  private:

@@ -7,7 +7,7 @@
 
 namespace media {
 
-/// Owners of what GStreamer counts or frees, so that nothing is released by hand.
+/// Deleter for the reference-counted and allocated types of GStreamer and GLib.
 struct GstRelease {
   void operator()(GstElement* element) const { gst_object_unref(element); }
   void operator()(GstObject* object) const { gst_object_unref(object); }
@@ -30,13 +30,13 @@ struct GstRelease {
 template <typename T>
 using GstRef = std::unique_ptr<T, GstRelease>;
 
-/// Whether the factory of that name made `element`.
+/// Returns whether the factory with this name has created `element`.
 inline bool isMadeBy(GstElement* element, std::string_view name) {
   GstElementFactory* const factory = gst_element_get_factory(element);
   return factory && name == GST_OBJECT_NAME(factory);
 }
 
-/// Whether the class of `element`, such as "Codec/Demuxer/Adaptive", contains `word`.
+/// Returns whether the class of `element`, such as "Codec/Demuxer/Adaptive", contains `word`.
 inline bool isOfClass(GstElement* element, std::string_view word) {
   GstElementFactory* const factory = gst_element_get_factory(element);
   const char* const name =

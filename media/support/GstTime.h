@@ -4,7 +4,7 @@
 
 namespace media {
 
-/// Nanoseconds as GStreamer counts them, a GstClockTime or a signed position, in seconds.
+/// Converts a GstClockTime or a signed time in nanoseconds to seconds.
 template <typename Nanoseconds>
 double secondsOf(Nanoseconds time) {
   return static_cast<double>(time) / static_cast<double>(GST_SECOND);

@@ -16,7 +16,7 @@ using platform::URLErrorCode;
 using streaming::keyError;
 using streaming::networkError;
 
-// Longer than anything that is meant; servers stop at 8 KiB.
+// Servers usually accept no more than 8 KiB.
 constexpr std::size_t kLongestURL = std::size_t{16} * 1024;
 
 Error mediaError(MediaErrorCode code, std::string description,
@@ -120,7 +120,7 @@ std::optional<Error> missingPluginError(const GstStructure* message) {
     const char* media = gst_caps_is_empty(caps) || gst_caps_is_any(caps)
                             ? ""
                             : gst_structure_get_name(gst_caps_get_structure(caps, 0));
-    // Subtitles and data that nobody can read leave picture and sound alone.
+    // Playback goes on without subtitles and data streams that cannot be decoded.
     const std::string_view kind(media);
     // GStreamer 1.24 and later report a web page as text/html.
     if (kind == "text/html") return unrecognizedError();

@@ -10,26 +10,27 @@
 
 namespace media {
 
-/// Whether media of this URL are fetched by `streaming/`: every scheme that names a network
-/// resource or something that a sender may serve; not file: and data:.
+/// Returns whether media of this URL are fetched by `streaming/`: true for every scheme except
+/// file: and data:, also for schemes that the sender resolves.
 bool isStreamedURL(const std::string& url);
 
-/// Why `url` is not even tried: not a URL, a scheme that nobody serves, a file where files are not
-/// allowed.
+/// Returns the error for a URL that cannot be opened: invalid, with a scheme that is not supported,
+/// or a file URL while these are not allowed.
 std::optional<platform::Error> refusalOf(const std::string& url, bool allowFileURLs);
 
-/// The error that an ERROR message stands for. Errors of the network are the item's to tell.
+/// Converts an ERROR message. Network errors are taken from the item instead.
 platform::Error errorOfMessage(GstMessage* message);
 
 platform::Error unrecognizedError();
-/// Nothing has been heard of the load for too long, though nothing is awaited from the network: the
-/// library may lose a demuxer's complaint where that one gives up at once.
+/// The pipeline has not reported anything for too long, although no data is missing. GStreamer may
+/// lose the error of a demuxer that fails while it starts.
 platform::Error silenceError();
-/// Something that a missing-plugin message says is needed; nothing when playback does without it.
+/// Returns the error of a missing-plugin message, or nullopt if playback can go on without the
+/// plugin.
 std::optional<platform::Error> missingPluginError(const GstStructure* message);
-/// The library would not start and said nothing.
+/// The pipeline could not be started and did not report an error.
 platform::Error unknownMediaError();
-/// The system has no thread left.
+/// No thread could be created.
 platform::Error noThreadError();
 
 }  // namespace media
