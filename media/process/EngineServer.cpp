@@ -14,7 +14,7 @@ namespace {
 
 using Kind = HappenedEvent::Kind;
 
-/// How often facts are looked at that change without being told.
+/// How often facts that change without a callback are checked.
 constexpr auto kWatchInterval = std::chrono::milliseconds(500);
 
 }  // namespace
@@ -31,7 +31,7 @@ EngineServer::EngineServer(platform::MainQueue& queue, const platform::Clock& cl
       [this, post] { post([this] { _send(SoundEvent{SoundEvent::Kind::Lost}); }); });
   _requests = std::make_shared<RemoteRequests>([this](const EngineEvent& event) { _send(event); });
   setup.engine.audio = _audio;
-  // Pipelines that are let go may live a little longer than this.
+  // Pipelines that are shutting down may outlive this object.
   const auto link = std::make_shared<std::weak_ptr<LinkThread>>();
   setup.engine.textsChanged = [link](const TextChange& change) {
     const auto open = link->lock();
@@ -53,12 +53,12 @@ EngineServer::EngineServer(platform::MainQueue& queue, const platform::Clock& cl
           },
       .ended = [ended = std::move(setup.ended)](LinkSocket::State) { ended(); },
       .sources = {{_pictures->descriptor(), [this] { return _pictures->read(); }}}});
-  // No load is there yet, so nobody looks at it meanwhile.
+  // No other thread reads it yet: nothing is loaded.
   *link = _link;
 }
 
 EngineServer::~EngineServer() {
-  // Tasks that wait do nothing from here on.
+  // Queued tasks do nothing from here on.
   _alive.reset();
   _engine->setObserver(nullptr);
   _link.reset();
@@ -79,7 +79,8 @@ void EngineServer::_receive(std::span<const std::byte> message) {
 
 void EngineServer::_execute(const NumberedCommand& command) {
   std::visit([this](const auto& each) { _do(each); }, command.command);
-  // The box wants to know whether the pipeline's thread still answers, not only this one.
+  // The acknowledgement is sent by way of the pipeline's thread: it shows that this is responsive,
+  // too.
   _engine->ping(
       [&queue = _queue, alive = std::weak_ptr<bool>(_alive), this, number = command.number] {
         queue.async([alive, this, number] {
@@ -162,7 +163,7 @@ void EngineServer::_do(const RefreshCommand&) {
 void EngineServer::_do(const SoundArrivedCommand&) { _audio->noteArrival(); }
 
 void EngineServer::engineDidBecomeReady(std::uint64_t generation) {
-  // Seeks that were asked before have their effect now, without an event of their own.
+  // Seeks requested before have been applied without an event of their own.
   _tell({.kind = Kind::Ready, .generation = generation, .seekSerial = _lastSeek});
 }
 
@@ -214,7 +215,7 @@ void EngineServer::_tell(const HappenedEvent& event) {
 
 void EngineServer::_tellPosition() {
   PositionClock::Point point = _engine->positionPoint();
-  // Where a seek goes counts from the call on.
+  // During a seek the position is its destination.
   if (_engine->isSeeking()) point = {.running = false, .seconds = _engine->position()};
   _send(PositionEvent{.generation = _engine->generation(),
                       .running = point.running,
@@ -247,7 +248,7 @@ void EngineServer::_watch() {
   _watching = _queue.after(kWatchInterval, [this] {
     const bool hasChanged = _tellFacts();
     _tellAccessLog();
-    // What stands still and loads nothing is left alone until something happens.
+    // Stop checking while playback is paused and nothing is loading.
     if (_timeRuns || hasChanged) _watch();
   });
 }

@@ -19,29 +19,29 @@ namespace media {
 
 class PictureSender;
 
-/// The media process's end of the link: does what the box commands and tells what became true.
+/// The media process's end of the link: executes the commands of the box and sends events.
 ///
-/// Facts are told when they change. Those that change without a callback, such as loaded ranges and
-/// the access log, are looked at twice a second while time runs or something is being loaded, and
-/// when the box asks; otherwise the process sleeps.
+/// Facts are sent when they change. Some change without a callback (loaded ranges, the access log).
+/// They are checked twice a second while media play or load, and on a RefreshCommand.
 ///
-/// Threads: main. Lifetime: `queue` and `clock` outlive it.
+/// `queue` and `clock` have to outlive it.
+/// Threads: main.
 class EngineServer final : private platform::MediaEngineObserver {
  public:
   struct Setup {
-    int controlSocket = -1;  ///< owned from here on
-    int pictureSocket = -1;  ///< owned from here on
+    int controlSocket = -1;  ///< EngineServer takes ownership
+    int pictureSocket = -1;  ///< EngineServer takes ownership
     MediaEngineOptions engine;
-    /// The box has closed the link, or has broken it. Called on the link's thread.
+    /// The link is closed or broken. Called on the link's thread.
     std::function<void()> ended;
   };
 
   EngineServer(platform::MainQueue& queue, const platform::Clock& clock, Setup setup);
   ~EngineServer() override;
 
-  /// False: the system had no thread for the link, and no command will come.
+  /// Returns false if no thread could be started for the link. Then no command will arrive.
   bool isLinked() const { return _link->isRunning(); }
-  /// The process is ready for commands.
+  /// Reports that the process is ready for commands.
   void greet(std::string version);
 
  private:
@@ -74,10 +74,10 @@ class EngineServer final : private platform::MediaEngineObserver {
                                 const std::string& characteristic) override;
 
   void _send(const EngineEvent& event) { _link->send(encode(event)); }
-  /// Behind everything that has changed with it.
+  /// Sends the event after everything that changed before it.
   void _tell(const HappenedEvent& event);
   void _tellPosition();
-  /// Whether something had changed.
+  /// Returns whether the facts had changed.
   bool _tellFacts();
   void _tellAccessLog();
   std::shared_ptr<TVSMediaItem> _itemOf(const LoadCommand& command);
@@ -95,13 +95,13 @@ class EngineServer final : private platform::MediaEngineObserver {
   std::shared_ptr<RemoteRequests> _requests;
   std::unique_ptr<MediaEngine> _engine;
   std::unique_ptr<PictureSender> _pictures;
-  /// Of the load and of what is prepared: the same number has to be the same object.
+  /// The current and the prepared item, by id: the engine needs the same object for the same id.
   std::map<std::uint64_t, std::weak_ptr<TVSMediaItem>> _items;
   std::uint64_t _lastSeek = 0;
   Told _told;
   platform::Token _watching;
   bool _timeRuns = false;
-  // Tasks that wait in the queue may outlive this.
+  // Queued tasks may outlive this object.
   std::shared_ptr<bool> _alive = std::make_shared<bool>(true);
 };
 

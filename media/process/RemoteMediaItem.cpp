@@ -8,7 +8,7 @@
 namespace media {
 namespace {
 
-/// `Base` is the kind of item that the box has.
+/// `Base` is the class of the item in the box.
 template <typename Base>
 class RemoteMediaItem final : public Base {
  public:
@@ -50,7 +50,7 @@ std::shared_ptr<TVSStoreDataItem> purchaseOf(const platform::Dictionary& propert
   return purchase;
 }
 
-/// Without what names the request in this process.
+/// Returns the request without the fields that identify it in this process.
 platform::Dictionary detailsOf(const TVSResourceLoadingRequest& request) {
   platform::Dictionary details = request.dictionaryRepresentation();
   details.remove(platform::kCustomURLProviderRequestIDKey);

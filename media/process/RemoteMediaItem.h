@@ -11,7 +11,7 @@
 
 namespace media {
 
-/// The requests that the items of this process have handed to the box, until they are answered.
+/// The pending requests that items of this process have sent to the box.
 ///
 /// Threads: main.
 class RemoteRequests {
@@ -20,19 +20,19 @@ class RemoteRequests {
 
   void ask(std::uint64_t itemID, bool isKey,
            const std::shared_ptr<TVSResourceLoadingRequest>& request);
-  /// An answer to a question that was withdrawn does nothing.
+  /// Ignores the response to a cancelled request.
   void answer(const AnswerCommand& answer);
 
  private:
-  /// Tells the box which of the questions need no answer any more.
+  /// Cancels the requests that have finished without a response of the box.
   void _withdrawFinished();
 
   const std::function<void(const EngineEvent&)> _send;
   std::map<std::uint64_t, std::shared_ptr<TVSResourceLoadingRequest>> _waiting;
 };
 
-/// A media item of the box as its media process sees it: what the engine reads of it, and requests
-/// that go to the box.
+/// Creates the counterpart of an item of the box. It has the data that the engine reads and sends
+/// requests to the box.
 std::shared_ptr<TVSMediaItem> makeRemoteMediaItem(std::uint64_t itemID,
                                                   const ItemDescription& description,
                                                   const std::shared_ptr<RemoteRequests>& requests);
