@@ -17,21 +17,21 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kReadable[] = {
-    // Libraries, plugins, fonts, certificates, configuration of sound.
+    // Libraries, plugins, fonts, certificates, configuration of the sound server.
     "/usr", "/lib", "/lib32", "/lib64", "/libx32", "/var/cache/fontconfig",
     "/var/lib/dbus/machine-id",
-    // The addresses of name servers, which change while this runs.
+    // Name servers; the files change at run time.
     "/run/NetworkManager", "/run/connman", "/run/resolvconf", "/run/systemd/resolve",
-    // The process itself, and what libraries ask about processor and memory.
+    // This process, and information on processor and memory that libraries read.
     "/proc/self", "/proc/asound", "/proc/cpuinfo", "/proc/filesystems", "/proc/meminfo",
     "/proc/stat", "/proc/version", "/proc/sys/kernel/osrelease", "/proc/sys/vm/overcommit_memory",
-    // Graphics and sound hardware, and processors.
+    // Devices for graphics and sound, and processors.
     "/sys/bus", "/sys/class", "/sys/dev", "/sys/devices", "/run/udev/data", "/dev/random",
     "/dev/urandom"};
 
 constexpr const char* kDevices[] = {"/dev/null", "/dev/zero", "/dev/full", "/dev/snd", "/dev/dri"};
 
-/// Of /etc, for root, who may read everything in there.
+/// Files in /etc, for root, who could read everything in it.
 constexpr const char* kConfiguration[] = {
     "alsa",          "asound.conf", "ca-certificates", "ca-certificates.conf",
     "drirc",         "fonts",       "gai.conf",        "glvnd",
@@ -43,7 +43,7 @@ constexpr const char* kConfiguration[] = {
     "services",      "ssl/certs",   "ssl/openssl.cnf", "timezone",
     "vulkan"};
 
-/// Lists of files and folders, separated by colons.
+/// Environment variables with files and folders, separated by colons.
 constexpr const char* kReadableVariables[] = {
     "ALSA_CONFIG_DIR",        "ALSA_CONFIG_PATH",
     "ALSA_PLUGIN_DIR",        "CURL_CA_BUNDLE",
@@ -56,7 +56,7 @@ constexpr const char* kReadableVariables[] = {
     "PULSE_RUNTIME_PATH",     "SSL_CERT_DIR",
     "SSL_CERT_FILE"};
 
-/// Of the home folder: the user's configuration of sound, and plugins.
+/// In the home folder: the user's configuration of the sound server, and plugins.
 constexpr const char* kOfHome[] = {".asoundrc",
                                    ".config/alsa",
                                    ".config/pipewire",
@@ -69,7 +69,7 @@ constexpr const char* kServices[] = {
     "/run/systemd/resolve", "/run/avahi-daemon/socket", "/var/run/avahi-daemon/socket",
     "/run/nscd/socket",     "/var/run/nscd/socket"};
 
-/// Top-level folders that hold no media of users.
+/// Top-level folders without media of users.
 constexpr const char* kNeverOfUsers[] = {"/boot", "/dev", "/etc", "/proc", "/run", "/sys"};
 
 std::string variable(const char* name) {
@@ -87,9 +87,8 @@ void forEachPath(std::string_view list, char separator, Visit visit) {
 }
 
 void addConfiguration(std::vector<FileRule>& rules) {
-  // A rule is for the file that has the name now, and some of these are replaced by new ones while
-  // this runs, above all resolv.conf. So the folder is allowed where the user id keeps secrets out
-  // of reach.
+  // A rule applies to an inode. Some of these files are replaced at run time, above all
+  // resolv.conf, so the whole folder is allowed unless the process runs as root.
   if (geteuid() != 0) return rules.push_back({"/etc", FileUse::Read});
   for (const char* name : kConfiguration)
     rules.push_back({std::string("/etc/") + name, FileUse::Read});
@@ -103,14 +102,14 @@ void addFilesOfUsers(std::vector<FileRule>& rules) {
         std::end(kNeverOfUsers))
       rules.push_back({path, FileUse::Read});
   }
-  // Where drives that somebody plugs in are mounted.
+  // Mount points of removable drives.
   rules.push_back({"/run/media", FileUse::Read});
 }
 
 void addSoundServers(AllowedFiles& allowed) {
   std::string runtime = variable("XDG_RUNTIME_DIR");
   if (runtime.empty()) runtime = "/run/user/" + std::to_string(geteuid());
-  // The client library opens the server's folder, which may come later.
+  // The client library opens the folder of the server, which may not exist yet.
   allowed.rules.push_back({runtime, FileUse::List});
   allowed.sockets.push_back(runtime + "/pulse/native");
   allowed.sockets.push_back(runtime + "/pipewire-0");
@@ -118,7 +117,7 @@ void addSoundServers(AllowedFiles& allowed) {
     allowed.sockets.push_back(own + "/native");
   if (const std::string own = variable("PIPEWIRE_RUNTIME_DIR"); !own.empty())
     allowed.sockets.push_back(own + "/pipewire-0");
-  // Servers to try one after the other, as PulseAudio writes them.
+  // A list of servers in the syntax of PulseAudio.
   const std::string servers = variable("PULSE_SERVER");
   forEachPath(servers, ' ', [&](std::string path) { allowed.sockets.push_back(std::move(path)); });
   constexpr std::string_view kUnix = "unix:";

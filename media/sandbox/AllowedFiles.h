@@ -11,11 +11,11 @@ struct SandboxOptions;
 
 struct AllowedFiles {
   std::vector<FileRule> rules;
-  /// Unix sockets of the services that may be connected to; a folder stands for all below it.
+  /// Unix sockets of services. A folder includes everything below it.
   std::vector<std::string> sockets;
 };
 
-/// What playing media needs of the file system, from the options, the environment and the user id.
+/// Returns what is needed to play media, according to the options, the environment and the user id.
 AllowedFiles allowedFiles(const SandboxOptions& options);
 
 }  // namespace media

@@ -21,7 +21,7 @@ constexpr int kOutOfMemoryStep = 300;
 constexpr int kHighestOutOfMemoryScore = 1000;
 constexpr unsigned long kMostCapabilities = 64;
 
-/// Lowers both limits, and raises neither.
+/// Lowers the soft and the hard limit. Never raises one.
 bool lower(__rlimit_resource resource, std::uint64_t value) {
   rlimit limit{};
   if (getrlimit(resource, &limit) != 0) return false;
@@ -30,7 +30,7 @@ bool lower(__rlimit_resource resource, std::uint64_t value) {
   return setrlimit(resource, &limit) == 0;
 }
 
-/// What RLIMIT_DATA counts. A sanitizer alone maps terabytes.
+/// Returns what RLIMIT_DATA counts. With a sanitizer this is terabytes.
 std::uint64_t bytesInUse() {
   std::ifstream status("/proc/self/status");
   for (std::string line; std::getline(status, line);)
@@ -55,14 +55,13 @@ bool setBounds(const SandboxOptions& options) {
 }
 
 bool dropCapabilities() {
-  // Fails without the right to change the set, which then does not matter either: the process can
-  // gain no privileges.
+  // Fails without CAP_SETPCAP. That is harmless: no_new_privs is set.
   for (unsigned long each = 0; each < kMostCapabilities; ++each)
     prctl(PR_CAPBSET_DROP, each, 0, 0, 0);
   prctl(PR_CAP_AMBIENT, PR_CAP_AMBIENT_CLEAR_ALL, 0, 0, 0);
   __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
   __user_cap_data_struct sets[_LINUX_CAPABILITY_U32S_3] = {};
-  // A service that has none may be forbidden to change them.
+  // capset() may be forbidden for a process that has no capabilities.
   if (syscall(SYS_capget, &header, sets) == 0 && (sets[0].permitted | sets[1].permitted) == 0)
     return true;
   const __user_cap_data_struct none[_LINUX_CAPABILITY_U32S_3] = {};

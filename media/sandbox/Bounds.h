@@ -4,13 +4,12 @@ namespace media {
 
 struct SandboxOptions;
 
-/// Limits memory, the size of files and the number of descriptors, and makes this process an
-/// earlier victim than the one that started it when memory runs out. False, with errno, where a
-/// limit cannot be set.
+/// Limits memory, file size and the number of descriptors, and raises the OOM score of this process
+/// above that of its parent. Returns false and sets errno if a limit cannot be set.
 bool setBounds(const SandboxOptions& options);
 
-/// Gives up every capability of the calling thread, for itself and for what it might execute.
-/// False, with errno, on failure.
+/// Drops every capability of the calling thread, also from the bounding set. Returns false and sets
+/// errno on failure.
 bool dropCapabilities();
 
 }  // namespace media

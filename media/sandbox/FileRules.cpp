@@ -12,7 +12,7 @@
 namespace media {
 namespace {
 
-// As in linux/landlock.h, which may be older than the kernel that this runs on.
+// Defined here because linux/landlock.h may be older than the running kernel.
 
 constexpr std::uint64_t kExecute = 1u << 0;
 constexpr std::uint64_t kWriteFile = 1u << 1;
@@ -25,7 +25,7 @@ constexpr std::uint64_t kMakeFile = 1u << 8;
 constexpr std::uint64_t kMoveBetweenFolders = 1u << 13;
 constexpr std::uint64_t kTruncate = 1u << 14;
 constexpr std::uint64_t kControlDevice = 1u << 15;
-/// What rules for something other than a folder may hold.
+/// Access rights that apply to files other than folders.
 constexpr std::uint64_t kOfFiles = kExecute | kWriteFile | kReadFile | kTruncate | kControlDevice;
 
 constexpr std::uint64_t kBindTCP = 1u << 0;
@@ -89,7 +89,7 @@ FileRulesResult restrictFiles(const std::vector<FileRule>& rules) {
   const long version = syscall(SYS_landlock_create_ruleset, nullptr, 0, kAskVersion);
   if (version < 1) return failure("no Landlock");
   const RulesetAttributes handled = handledBy(version);
-  // The kernel takes a structure longer than its own where what it does not know is zero.
+  // The kernel accepts a larger structure if the members it does not know are zero.
   const auto ruleset =
       static_cast<int>(syscall(SYS_landlock_create_ruleset, &handled, sizeof handled, 0));
   if (ruleset < 0) return failure("no ruleset");

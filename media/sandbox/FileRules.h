@@ -7,26 +7,26 @@ namespace media {
 
 enum class FileUse {
   List,    ///< read the names in folders
-  Read,    ///< read files and the names in folders
-  Device,  ///< read, write and control devices
-  Change,  ///< the same for all files, and make, rename and remove them
+  Read,    ///< read files and list folders
+  Device,  ///< read, write and ioctl devices
+  Change,  ///< Device for all files; create, rename and remove files
 };
 
 struct FileRule {
-  /// Of a file, or of a folder with all below it. One that does not exist is left out.
+  /// A file, or a folder with everything below it. Missing files are skipped.
   std::string path;
   FileUse use;
 };
 
 struct FileRulesResult {
-  /// Of Landlock's interface; 0: nothing is restricted, and `lack` says why.
+  /// The Landlock ABI version. 0: nothing is restricted; the reason is in `lack`.
   int version = 0;
   std::string lack;
 };
 
-/// Restricts the calling thread, and those it starts from now on, to the rules. As far as the
-/// kernel knows how, TCP ports can then not be bound, and neither signals nor abstract Unix sockets
-/// reach processes that are not restricted in the same way.
+/// Restricts the calling thread and its future threads to the rules (Landlock). As far as the
+/// kernel supports it, TCP ports cannot be bound, and signals and abstract Unix sockets only reach
+/// processes in the same domain.
 FileRulesResult restrictFiles(const std::vector<FileRule>& rules);
 
 }  // namespace media

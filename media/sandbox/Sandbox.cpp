@@ -21,7 +21,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// A rule needs the folder to exist, and its mode cannot be changed later.
+/// Landlock rules need an existing folder. chmod() is not available in the sandbox.
 void makeCacheFolder(const std::string& folder) {
   if (folder.empty()) return;
   std::error_code ignored;
@@ -29,7 +29,6 @@ void makeCacheFolder(const std::string& folder) {
   chmod(folder.c_str(), 0700);
 }
 
-/// A thread is a folder in there.
 std::size_t countThreads() {
   std::error_code error;
   std::size_t count = 0;

@@ -11,45 +11,44 @@ struct AllowedFiles;
 class ServiceSockets;
 
 struct SandboxOptions {
-  /// The only folder that is written to. It is created if it is missing. Empty: none.
+  /// The only writable folder. Created if it is missing. Empty: none.
   std::string cacheFolder;
-  /// Whether the files of users may be read.
+  /// Allow reading the files of users.
   bool allowFileURLs = false;
-  /// Files and folders beside the built-in ones, for instance those of a vendor's decoder.
+  /// Additional files and folders, for instance those of a vendor's decoder.
   std::vector<std::string> readable = {};
-  /// The same for writing. Includes reading, the controls of devices, and connecting to sockets.
+  /// The same for writing. Includes reading, ioctl, and connecting to sockets.
   std::vector<std::string> writable = {};
 
-  /// What may be allocated in addition to what the process has when it enters the sandbox.
+  /// How much memory may be allocated after entering the sandbox.
   std::uint64_t memoryBytes = std::uint64_t{2} << 30;
-  /// The size of one file, and of one block of shared memory.
+  /// Maximum size of a file and of a block of shared memory.
   std::uint64_t fileBytes = std::uint64_t{512} << 20;
   unsigned descriptors = 512;
 };
 
-/// What is in effect.
+/// Which restrictions are in effect.
 struct SandboxReport {
   bool noNewPrivileges = false;
   bool capabilities = false;
   bool landlock = false;
   bool seccomp = false;
-  /// Whether Unix sockets are limited to the services of sound and name resolution.
+  /// Unix sockets can only connect to the sound server and the name resolver.
   bool sockets = false;
   bool limits = false;
-  /// One line for the log: what is in effect, what is not, and why.
+  /// One line for the log: active and missing restrictions, and why they are missing.
   std::string text;
 };
 
-/// Takes from the process what playing media does not need. It cannot be undone. What fails is
-/// reported, and the rest still takes effect.
+/// Restricts the process to what is needed to play media. It cannot be undone. Restrictions that
+/// fail are reported; the others still take effect.
 ///
-/// Workflow: made at the beginning of main(), because it starts a helper process that is a copy of
-/// this one and keeps what the copy holds in memory; enter() once, after gst_init() and before the
-/// first thread. A thread that exists already keeps its access to files and its capabilities, and
-/// the report says so.
+/// Workflow: create it at the beginning of main(), because it forks a helper process, which shares
+/// all memory allocated before. Call enter() once, after gst_init() and before the first thread.
+/// Existing threads keep their access to files and their capabilities; the report says so.
 ///
-/// Side effects: the helper process connects to local services on behalf of this one, and ends with
-/// it. SIGXFSZ is ignored, so that a write over the limit fails with EFBIG.
+/// Side effects: the helper process connects to local services for this process and exits with it.
+/// SIGXFSZ is ignored, so that writing above the size limit fails with EFBIG.
 class Sandbox {
  public:
   explicit Sandbox(SandboxOptions options);

@@ -18,7 +18,7 @@
 namespace media {
 namespace {
 
-/// Nothing of this process must stay open in the helper: the other ends wait for it to be closed.
+/// Inherited descriptors would keep the helper's copies of sockets and pipes open.
 void keepOnly(int descriptor) {
   close_range(0, static_cast<unsigned>(descriptor) - 1, 0);
   close_range(static_cast<unsigned>(descriptor) + 1, ~0u, 0);
@@ -62,13 +62,13 @@ bool sendDescriptor(int channel, int descriptor) {
   return sendmsg(channel, &message, MSG_NOSIGNAL) == 1;
 }
 
-/// Allocates nothing: it may be the copy of a process with several threads.
+/// Must not allocate: it runs in a fork, possibly of a process with several threads.
 [[noreturn]] void runHelper(int channel, pid_t client, const std::vector<std::string>& paths) {
   keepOnly(channel);
   resetSignals();
   prctl(PR_SET_NAME, "media-sockets", 0, 0, 0);
   char isReady = 0;
-  // Not before the client has said who may look into it.
+  // Wait for the client's PR_SET_PTRACER.
   if (read(channel, &isReady, 1) != 1) _exit(EXIT_FAILURE);
   SocketHelper helper(client, paths);
   isReady = helper.isReady() ? 1 : 0;
@@ -91,7 +91,7 @@ ServiceSockets::ServiceSockets(const std::vector<std::string>& paths) {
   close(ends[1]);
   _channel = ends[0];
   if (_helper < 0) return;
-  // Where only ancestors may look into processes.
+  // Needed where Yama only permits ancestors to read the memory of a process.
   prctl(PR_SET_PTRACER, _helper, 0, 0, 0);
   const char mayLook = 1;
   send(_channel, &mayLook, 1, MSG_NOSIGNAL);

@@ -7,30 +7,31 @@
 
 namespace media {
 
-/// Connects the sandboxed process to local services that are on a list, and to no other.
+/// Connects the sandboxed process to the local services on a list, and to no others.
 ///
-/// A filter of system calls sees no paths, and Landlock does not look at sockets that have one, so
-/// that a process could reach the message bus or the box's own socket. For this reason the kernel
-/// asks a helper process about each Unix socket and each connection. The sandboxed process gets a
-/// socket that can be connected to nothing. When it connects that one to a service on the list, the
-/// helper connects another one and puts it in the place of the first. Memory of the sandboxed
-/// process is read once, so it gains nothing by changing it.
+/// A seccomp filter cannot read paths, and Landlock does not restrict path-based sockets, so the
+/// process could connect to the message bus or to the box. Therefore the filter sends each socket()
+/// for a Unix socket and each connect() as a notification to a helper process. The sandboxed
+/// process gets a socket that cannot be connected. When it connects that socket to a service on the
+/// list, the helper connects a socket of its own and replaces the descriptor. The helper reads the
+/// memory of the sandboxed process only once, so later changes have no effect.
 ///
-/// Workflow: made before the filter is loaded; serve() with what the filter notifies; the helper
-/// ends when no process is left that has the filter. Destroyed without serve(), it ends at once.
+/// Workflow: create it before the filter is loaded, then call serve() with the notification
+/// descriptor. The helper exits when no process with the filter is left. If the object is destroyed
+/// without serve(), the helper exits at once.
 class ServiceSockets {
  public:
-  /// A folder stands for all sockets below it.
+  /// A folder includes all sockets below it.
   explicit ServiceSockets(const std::vector<std::string>& paths);
   ~ServiceSockets();
   ServiceSockets(const ServiceSockets&) = delete;
   ServiceSockets& operator=(const ServiceSockets&) = delete;
 
-  /// Waits until the helper has begun. False: the kernel does not let it do its work, and `lack()`
-  /// says why.
+  /// Waits until the helper has started. Returns false if the kernel does not permit its work; the
+  /// reason is in lack().
   bool isReady() const;
   const char* lack() const { return "the helper process cannot look into this one"; }
-  /// Hands over the descriptor on which the kernel asks, and leaves the helper to itself.
+  /// Hands the notification descriptor over to the helper, which then runs on its own.
   bool serve(int notifications);
 
  private:

@@ -20,13 +20,13 @@
 namespace media {
 namespace {
 
-/// Room for a notification of a kernel that tells more than the one this was compiled for.
+/// Notifications of newer kernels may be larger than the structure known at compile time.
 union Notification {
   seccomp_notif call;
   char room[1024];
 };
 
-constexpr int kKindOfSocket = 0xf;  // the rest of socket()'s type are flags
+constexpr int kKindOfSocket = 0xf;  // other bits of the type are flags
 
 bool setNonBlocking(int descriptor, bool isSo) {
   const int flags = fcntl(descriptor, F_GETFL);
@@ -55,7 +55,7 @@ void SocketHelper::serve(int notifications) {
     if (waiting.revents & (POLLHUP | POLLERR | POLLNVAL)) return;
     if (!(waiting.revents & POLLIN)) continue;
     Notification received{};
-    // A caller that is gone meanwhile is no reason to end.
+    // Fails if the calling thread has ended meanwhile.
     if (ioctl(notifications, SECCOMP_IOCTL_NOTIF_RECV, &received) != 0) continue;
     const Answer answer = _answer(received.call);
     seccomp_notif_resp response{};
@@ -76,7 +76,7 @@ SocketHelper::Answer SocketHelper::_answer(const seccomp_notif& call) {
 SocketHelper::Answer SocketHelper::_makeSocket(const seccomp_notif& call) {
   const auto type = static_cast<int>(call.data.args[1]);
   if ((type & kKindOfSocket) != SOCK_STREAM) return {-EACCES};
-  // Half of a pair counts as connected for good: the kernel refuses to connect it to a path.
+  // One end of a socket pair is connected: the kernel refuses to connect it to a path.
   int pair[2];
   if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, pair) != 0) return {-errno};
   setNonBlocking(pair[0], (type & SOCK_NONBLOCK) != 0);
@@ -95,8 +95,8 @@ SocketHelper::Answer SocketHelper::_connect(const seccomp_notif& call) {
   if (pread(_memory, &address, wanted, static_cast<off_t>(call.data.args[1])) !=
       static_cast<ssize_t>(wanted))
     return {-EFAULT};
-  // No socket that the client has can be connected to a path, so it does not matter whether the
-  // kernel finds another address there than this.
+  // Race: the client may change the address after it was read here. That is harmless, because no
+  // socket of the client can be connected to a path.
   if (address.sun_family != AF_UNIX) return {0, 0, true};
   address.sun_path[sizeof address.sun_path - 1] = 0;
   if (length > sizeof address || !_isListed(address.sun_path)) return {-EACCES};
@@ -124,7 +124,7 @@ bool SocketHelper::_isListed(const char* path) const {
   });
 }
 
-/// Whether the client has left the descriptor blocking.
+/// Returns whether the client's descriptor is in blocking mode.
 bool SocketHelper::_waitsInCalls(int clientDescriptor) const {
   char text[256] = {};
   std::snprintf(text, sizeof text, "/proc/%d/fdinfo/%d", _client, clientDescriptor);
@@ -138,8 +138,8 @@ bool SocketHelper::_waitsInCalls(int clientDescriptor) const {
   return !flags || (std::strtol(flags + std::strlen("flags:"), nullptr, 8) & O_NONBLOCK) == 0;
 }
 
-/// Puts a copy of the descriptor into the client, at the place or at a free one. Returns where, or
-/// -1 with errno.
+/// Installs a copy of the descriptor in the client, as number `place` or as a new one. Returns the
+/// number, or -1 and sets errno.
 int SocketHelper::_insert(const seccomp_notif& call, int descriptor, const int* place,
                           bool closesOnExecute) const {
   seccomp_notif_addfd added{};

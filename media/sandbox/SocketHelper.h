@@ -10,22 +10,22 @@ struct seccomp_notif;
 
 namespace media {
 
-/// The work of the helper process of ServiceSockets. Allocates nothing.
+/// The main loop of the helper process of ServiceSockets. Does not allocate.
 class SocketHelper {
  public:
-  /// `paths` outlives it.
+  /// `paths` have to outlive it.
   SocketHelper(pid_t client, const std::vector<std::string>& paths);
   ~SocketHelper();
   SocketHelper(const SocketHelper&) = delete;
   SocketHelper& operator=(const SocketHelper&) = delete;
 
-  /// Whether it can read the client's memory.
+  /// Returns whether it can read the client's memory.
   bool isReady() const { return _memory >= 0; }
-  /// Answers until nobody is left to ask.
+  /// Answers notifications until no process with the filter is left.
   void serve(int notifications);
 
  private:
-  /// How a call goes on: `error` is negative, or it returns `value`, or the kernel carries it out.
+  /// The result of a call: a negative `error`, or the return `value`; or the kernel executes it.
   struct Answer {
     int error = 0;
     std::int64_t value = 0;

@@ -21,11 +21,10 @@
 namespace media {
 namespace {
 
-// A name that the machine's architecture does not have is skipped, so that each table is good for
-// all of them.
+// Names that do not exist on the architecture are skipped, so the tables are for all architectures.
 
 constexpr const char* kAllowed[] = {
-    // Files and descriptors. Landlock decides which files.
+    // Files and descriptors. Landlock restricts which files.
     "access", "close", "close_range", "copy_file_range", "dup", "dup2", "dup3", "faccessat",
     "faccessat2", "fadvise64", "fadvise64_64", "arm_fadvise64_64", "fallocate", "fdatasync",
     "flock", "fstat", "fstat64", "fstatat64", "fstatfs", "fstatfs64", "fsync", "ftruncate",
@@ -43,7 +42,7 @@ constexpr const char* kAllowed[] = {
     "getcpu", "restart_syscall", "rseq", "sched_get_priority_max", "sched_get_priority_min",
     "sched_getaffinity", "sched_getattr", "sched_getparam", "sched_getscheduler", "sched_yield",
     "set_robust_list", "set_thread_area", "set_tid_address", "set_tls", "wait4", "waitid",
-    // What the process is.
+    // Information on the process.
     "capget", "getegid", "getegid32", "geteuid", "geteuid32", "getgid", "getgid32", "getgroups",
     "getgroups32", "getpgid", "getpgrp", "getpid", "getppid", "getpriority", "getresgid",
     "getresgid32", "getresuid", "getresuid32", "getrlimit", "getrusage", "getsid", "gettid",
@@ -62,19 +61,19 @@ constexpr const char* kAllowed[] = {
     "epoll_create", "epoll_create1", "epoll_ctl", "epoll_pwait", "epoll_pwait2", "epoll_wait",
     "eventfd", "eventfd2", "_newselect", "poll", "ppoll", "ppoll_time64", "pselect6",
     "pselect6_time64", "select",
-    // Sockets. Binding is for those of netlink, by which the resolver asks for addresses.
+    // Sockets. bind() is for netlink sockets of the name resolver.
     "bind", "getpeername", "getsockname", "getsockopt", "recv", "recvfrom", "recvmmsg",
     "recvmmsg_time64", "recvmsg", "send", "sendmmsg", "sendmsg", "sendto", "setsockopt", "shutdown",
-    // Memory that ALSA shares between the programs that mix their sound.
+    // System V IPC, by which ALSA's dmix mixes streams of several processes.
     "semctl", "semget", "semop", "semtimedop", "semtimedop_time64", "shmat", "shmctl", "shmdt",
     "shmget", "getrandom"};
 
 constexpr const char* kForbidden[] = {
-    // Other programs and other processes.
+    // Programs and other processes.
     "execve", "execveat", "fork", "vfork", "kcmp", "pidfd_getfd", "pidfd_open", "pidfd_send_signal",
     "process_madvise", "process_mrelease", "process_vm_readv", "process_vm_writev", "ptrace",
     "rt_sigqueueinfo", "rt_tgsigqueueinfo", "setpgid", "setsid", "tkill",
-    // The file system, beyond what Landlock looks at.
+    // File system operations that Landlock does not restrict.
     "chmod", "chown", "chown32", "chroot", "fanotify_init", "fchmod", "fchmodat", "fchmodat2",
     "fchown", "fchown32", "fchownat", "fremovexattr", "fsconfig", "fsetxattr", "fsmount", "fsopen",
     "fspick", "inotify_init", "inotify_init1", "lchown", "lchown32", "link", "linkat",
@@ -92,12 +91,12 @@ constexpr const char* kForbidden[] = {
     "lookup_dcookie", "migrate_pages", "modify_ldt", "move_pages", "perf_event_open", "personality",
     "reboot", "request_key", "sethostname", "setdomainname", "settimeofday", "syslog",
     "userfaultfd", "vhangup",
-    // A media player is no server.
+    // A media player accepts no connections.
     "accept", "accept4", "listen"};
 
 using Argument = scmp_arg_cmp;
 
-/// The kernel looks at 32 bits of most arguments, and callers may leave anything in the others.
+/// Compares 32 bits: the kernel ignores the upper half of most arguments, which may have any value.
 Argument bits(unsigned index, std::uint64_t mask, std::uint64_t value) {
   return {index, SCMP_CMP_MASKED_EQ, mask, value};
 }
@@ -121,7 +120,7 @@ class Filter {
 
   void add(std::uint32_t action, const char* name, std::initializer_list<Argument> where = {}) {
     const int number = seccomp_syscall_resolve_name(name);
-    // Negative: this architecture or this library does not know it.
+    // Negative: the architecture or libseccomp does not know the call.
     if (number < 0 || _error != 0) return;
     note(seccomp_rule_add_array(_filter, action, number, static_cast<unsigned>(where.size()),
                                 where.begin()));
@@ -129,7 +128,7 @@ class Filter {
   void allow(const char* name, std::initializer_list<Argument> where = {}) {
     add(SCMP_ACT_ALLOW, name, where);
   }
-  /// Negative: an error.
+  /// Returns a negative error number on failure.
   int load() {
     if (_error == 0) note(seccomp_load(_filter));
     return _error;
@@ -145,12 +144,13 @@ class Filter {
   int _error = 0;
 };
 
-/// Threads, but no processes.
+/// Permits threads, but no processes.
 void addThreads(Filter& filter) {
   constexpr std::uint64_t kThread = CLONE_THREAD | CLONE_VM;
   constexpr std::uint64_t kNamespaces = CLONE_NEWNS | CLONE_NEWCGROUP | CLONE_NEWUTS |
                                         CLONE_NEWIPC | CLONE_NEWUSER | CLONE_NEWPID | CLONE_NEWNET;
-  // The C library takes this one where there is no clone3(), whose arguments a filter cannot see.
+  // A filter cannot read the arguments of clone3(). With ENOSYS the C library falls back to
+  // clone().
   filter.allow("clone", {bits(0, kThread | kNamespaces, kThread)});
   for (const char* call :
        {"sched_setaffinity", "sched_setattr", "sched_setparam", "sched_setscheduler"})
@@ -172,24 +172,25 @@ void addOwnProcess(Filter& filter) {
 }
 
 void addDescriptors(Filter& filter) {
-  // Without those that send signals.
+  // Commands that send signals are left out.
   for (const int command :
        {F_ADD_SEALS, F_DUPFD, F_DUPFD_CLOEXEC, F_GETFD, F_GETFL, F_GETLK, F_GETPIPE_SZ, F_GET_SEALS,
         F_OFD_GETLK, F_OFD_SETLK, F_OFD_SETLKW, F_SETFD, F_SETFL, F_SETLK, F_SETLKW, F_SETPIPE_SZ})
     for (const char* call : {"fcntl", "fcntl64"}) filter.allow(call, {is(1, command)});
-  // The times of an open file, not of one that a path names.
+  // Times of an open file; files given by a path are left out.
   for (const char* call : {"utimensat", "utimensat_time64"})
     filter.allow(call, {{1, SCMP_CMP_EQ, 0, 0}});
 }
 
-/// Requests that carry data are those of device drivers, and Landlock decides which devices. Those
-/// without are named: among them are some that write to terminals or send signals.
+/// Permits requests that transfer data, which are those of device drivers; Landlock restricts which
+/// devices. Of the other requests only a list is permitted: some of them write to terminals or send
+/// signals.
 void addDeviceControls(Filter& filter) {
   constexpr std::uint64_t kWrites = 1u << 30, kReads = 1u << 31;
   filter.allow("ioctl", {bits(1, kWrites, kWrites)});
   filter.allow("ioctl", {bits(1, kReads, kReads)});
   constexpr std::uint64_t kDriver = 0xffffff00;
-  // Sound devices and their controls, graphics, video decoders.
+  // Sound, control, graphics and video decoder devices.
   for (const char driver : {'A', 'U', 'd', 'V', '|'})
     filter.allow("ioctl", {bits(1, kDriver, static_cast<std::uint64_t>(driver) << 8)});
   for (const std::int64_t request : std::initializer_list<std::int64_t>{
@@ -199,13 +200,13 @@ void addDeviceControls(Filter& filter) {
 }
 
 void addSockets(Filter& filter, bool asksHelper) {
-  constexpr std::uint64_t kKind = 0xf;  // the rest of the type are flags
+  constexpr std::uint64_t kKind = 0xf;  // other bits of the type are flags
   for (const int family : {AF_INET, AF_INET6})
     for (const int kind : {SOCK_STREAM, SOCK_DGRAM})
       filter.allow("socket", {is(0, family), bits(1, kKind, static_cast<std::uint64_t>(kind))});
   constexpr int kRoutes = 0;  // NETLINK_ROUTE
   filter.allow("socket", {is(0, AF_NETLINK), is(2, kRoutes)});
-  // Pairs of datagram sockets could be connected anew.
+  // Datagram pairs are left out: their ends could be connected again.
   for (const int kind : {SOCK_STREAM, SOCK_SEQPACKET})
     filter.allow("socketpair", {is(0, AF_UNIX), bits(1, kKind, static_cast<std::uint64_t>(kind))});
   const std::uint32_t action = asksHelper ? SCMP_ACT_NOTIFY : SCMP_ACT_ALLOW;
@@ -213,7 +214,7 @@ void addSockets(Filter& filter, bool asksHelper) {
   filter.add(action, "connect");
 }
 
-/// Returns zero or a negative error.
+/// Returns zero or a negative error number.
 int load(ServiceSockets* services) {
   Filter filter;
   for (const char* name : kAllowed) filter.allow(name);
@@ -241,7 +242,7 @@ SystemCallsResult restrictSystemCalls(ServiceSockets& services) {
   } else if (error = load(&services); error == 0) {
     return {true, true, {}};
   } else {
-    // Another program may ask the kernel in this way already, and there can be one only.
+    // EBUSY: only one listener is permitted, and another program may already be one.
     result.lack = std::string("no helper process: ") + std::strerror(-error);
   }
   error = load(nullptr);

@@ -9,13 +9,13 @@ class ServiceSockets;
 struct SystemCallsResult {
   bool isOn = false;
   bool socketsAreServed = false;
-  /// Why one of them is not so.
+  /// Why one of them is false.
   std::string lack;
 };
 
-/// Restricts all threads of the process to the system calls that decoding, the network and sound
-/// need. Others fail with EPERM where they are known to do harm, else with ENOSYS, which libraries
-/// take for an older kernel. None ends the process. Unix sockets are left to `services`.
+/// Restricts all threads of the process to the system calls that decoding, network and sound need
+/// (seccomp). Harmful calls fail with EPERM. Other calls fail with ENOSYS, which libraries handle
+/// like an older kernel. No call kills the process. Unix sockets are handled by `services`.
 SystemCallsResult restrictSystemCalls(ServiceSockets& services);
 
 }  // namespace media
