@@ -52,7 +52,7 @@ platform::Array accessLogEntries(const AccessLogInput& input, const platform::Me
   for (std::size_t index = 0; index < legs.size(); ++index) {
     const streaming::TransferLeg& leg = legs[index];
     const bool isLast = index + 1 == legs.size();
-    // A change may be known here before it is there.
+    // The item may report a new leg before the pipeline does.
     const PlaybackStatistics& after =
         isLast ? input.playback.back() : input.playback[std::min(index, input.playback.size() - 1)];
     platform::Dictionary entry;

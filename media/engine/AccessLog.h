@@ -12,10 +12,10 @@
 
 namespace media {
 
-/// What only the pipeline knows of how a load is going.
+/// Statistics of a load that the pipeline collects.
 struct PlaybackStatistics {
-  std::optional<double> startupSeconds;  ///< load to ready
-  double watchedSeconds = 0;             ///< during which time ran
+  std::optional<double> startupSeconds;  ///< from load to ready
+  double watchedSeconds = 0;             ///< playing time
   std::uint64_t stallCount = 0;
   std::uint64_t droppedFrameCount = 0;
 };
@@ -24,13 +24,13 @@ struct AccessLogInput {
   std::string url;
   platform::Date loadedAt;
   platform::Date now;
-  /// At the end of each leg of `item`, and now.
+  /// The statistics at the end of each leg of `item`, and the current ones.
   std::vector<PlaybackStatistics> playback;
-  const streaming::StreamedItem* item = nullptr;  ///< null for a file
+  const streaming::StreamedItem* item = nullptr;  ///< null for a plain file
 };
 
-/// The entries of a load in the access log, the oldest first: one for each server and variant that
-/// its media have come from.
+/// Returns the entries of the access log, the oldest first: one for each server and variant that
+/// media were loaded from.
 platform::Array accessLogEntries(const AccessLogInput& input, const platform::MediaFacts& facts);
 
 }  // namespace media

@@ -21,9 +21,9 @@ using Kind = PipelineEvent::Kind;
 
 constexpr double kFastestRate = 16;
 constexpr double kSlowestRate = 1.0 / 16;
-/// What changes without being told is looked at when it is asked for, at most this often.
+/// The shortest interval of updates of facts that change without a callback.
 constexpr auto kRefreshInterval = std::chrono::seconds(1);
-/// Several facts are read for one answer.
+/// Merged facts are cached for this time, because callers often read several facts in a row.
 constexpr auto kTimelineInterval = std::chrono::milliseconds(20);
 
 double clampRate(double rate) {
@@ -59,7 +59,7 @@ EngineLoad::EngineLoad(platform::MainQueue& queue, const platform::Clock& clock,
 
 std::shared_ptr<EngineLoad> EngineLoad::start(platform::MainQueue& queue,
                                               const platform::Clock& clock, Setup setup) {
-  // The constructor is private, which make_shared cannot see through.
+  // Not make_shared(): the constructor is private.
   std::shared_ptr<EngineLoad> load(new EngineLoad(queue, clock, std::move(setup)));
   load->_open(false);
   return load;
@@ -149,7 +149,6 @@ std::shared_ptr<Pipeline> EngineLoad::close() {
   _setup.frames->close(_ticket);
   if (_pipeline) _pipeline->close();
   _metadataObserver = {};
-  // The pipeline closes the item.
   _questions.reset();
   _item.reset();
   return std::exchange(_pipeline, nullptr);
@@ -256,10 +255,10 @@ void EngineLoad::_receive(const PipelineEvent& event) {
   } else if (event.kind == Kind::Seek && event.seekSerial == _seekSerial) {
     _seekDestination.reset();
   }
-  // Before it is ready nothing but a failure and the state of the buffer is told, and nothing at
-  // all of what is prepared.
+  // Before Ready only a failure and buffering facts are reported; of a prepared load only a
+  // failure.
   if (!_ready && event.kind != Kind::Fail && (event.kind != Kind::Facts || _held)) return;
-  // Whatever comes of it, also this load's end, nothing follows.
+  // Last statement: the callback may end this load.
   _setup.tell(*this, event);
 }
 

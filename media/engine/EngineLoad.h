@@ -24,28 +24,27 @@ class ItemQuestions;
 class Pipeline;
 struct PipelineEvent;
 
-/// One load of the engine: an item, the pipeline that plays it, and whatever else lives exactly as
-/// long as that.
+/// One load of the engine: an item, its pipeline, and everything with the same lifetime.
 ///
-/// Workflow: start() or prepare(), in the second case begin() when its turn has come; close() once.
-/// Before begin() it shows, sounds and tells nothing; what has failed by then is told after it.
+/// Workflow: start(), or prepare() and later begin(); finally close(). Before begin() the load has
+/// no output and reports no events. A failure before begin() is reported after it.
 ///
-/// Threads: main; what the pipeline tells comes here over the main queue. No event comes after
-/// close() or once the load is gone.
+/// Threads: main. Events of the pipeline arrive by way of the main queue. No event arrives after
+/// close() or after the load is destroyed.
 class EngineLoad : public std::enable_shared_from_this<EngineLoad> {
  public:
   struct Setup {
     platform::MediaLoad load;
     bool allowFileURLs = false;
-    std::vector<std::string> preferredLanguages;  ///< BCP 47, the best first
+    std::vector<std::string> preferredLanguages;  ///< BCP 47, in order of preference
     std::shared_ptr<streaming::Streaming> streaming;
     std::shared_ptr<AudioDevice> audio;
     std::shared_ptr<VideoFrames> frames;
-    /// May hold the audio device.
+    /// The pipeline before. It may still occupy the audio device.
     std::shared_ptr<Pipeline> predecessor;
-    /// Called in tasks of the main queue only. It may close the load, and let go of it.
+    /// Called in tasks of the main queue. It may close and release the load.
     std::function<void(EngineLoad& load, const PipelineEvent& event)> tell;
-    /// As in PipelineSetup.
+    /// See PipelineSetup.
     std::function<void()> positionChanged;
     SubtitleCues::Observer textsChanged;
   };
@@ -55,19 +54,19 @@ class EngineLoad : public std::enable_shared_from_this<EngineLoad> {
   static std::shared_ptr<EngineLoad> prepare(platform::MainQueue& queue,
                                              const platform::Clock& clock, Setup setup);
 
-  /// Its pictures take the place of those shown so far.
+  /// Shows the pictures of this load in place of the earlier ones.
   void show();
-  /// After show(). What `load` says beside item and start point is made so. `predecessor` as in
-  /// Setup.
+  /// Starts a prepared load; call show() first. Applies the settings of `load`, except for the item
+  /// and the start position. `predecessor` is as in Setup.
   void begin(const platform::MediaLoad& load, std::shared_ptr<Pipeline> predecessor);
-  /// Returns the pipeline, which may take a while to end; null where there is none.
+  /// Returns the pipeline, which may still be shutting down, or null.
   std::shared_ptr<Pipeline> close();
 
-  /// As it was asked for last.
+  /// The newest settings.
   const platform::MediaLoad& load() const { return _setup.load; }
   std::uint64_t generation() const { return _setup.load.generation; }
 
-  // As in platform::MediaEngine.
+  // See platform::MediaEngine.
   void play(double rate);
   void pause();
   void seek(double seconds);
@@ -81,18 +80,17 @@ class EngineLoad : public std::enable_shared_from_this<EngineLoad> {
   double position();
   std::shared_ptr<const platform::MediaFacts> facts();
   platform::Array accessLog();
-  /// Has what changes without being told looked at, at most once a second.
+  /// Updates facts that change without a callback; at most once a second.
   void refresh();
   bool isSeeking() const { return _seekDestination.has_value(); }
   PositionClock::Point positionPoint() const;
-  /// Calls `done` on the pipeline's thread once it has done all that was asked before; at once
-  /// where there is none.
+  /// Calls `done` on the pipeline's thread after all earlier requests; at once without a pipeline.
   void ping(std::function<void()> done);
 
  private:
   EngineLoad(platform::MainQueue& queue, const platform::Clock& clock, Setup setup);
   void _open(bool held);
-  /// Told at once, or once begin() asks.
+  /// Reports a failure: at once, or in begin() if the load is prepared.
   void _refuse(platform::Error error);
   void _openItem();
   void _followStyles();
@@ -107,19 +105,19 @@ class EngineLoad : public std::enable_shared_from_this<EngineLoad> {
   const std::string _url;
   platform::Date _loadedAt;
 
-  std::optional<platform::Error> _refusal;  // without a pipeline
+  std::optional<platform::Error> _refusal;  // there is no pipeline
   std::shared_ptr<ItemQuestions> _questions;
-  std::shared_ptr<streaming::StreamedItem> _item;  // null for a file
+  std::shared_ptr<streaming::StreamedItem> _item;  // null for a plain file
   std::shared_ptr<Pipeline> _pipeline;
   platform::Token _metadataObserver;
-  std::uint64_t _ticket = 0;  // of its pictures
-  bool _held = false;         // prepared, and begin() has not been called
+  std::uint64_t _ticket = 0;  // of VideoFrames
+  bool _held = false;         // prepared; begin() was not called yet
   bool _closed = false;
   bool _ready = false;
   std::uint64_t _seekSerial = 0;
-  std::optional<double> _seekDestination;  // while a seek is under way
+  std::optional<double> _seekDestination;  // while seeking
   platform::TimePoint _refreshedAt{};
-  // What the pipeline and the item know, put together.
+  // The facts of the pipeline merged with those of the item.
   std::shared_ptr<const platform::MediaFacts> _facts;
   std::shared_ptr<const platform::MediaFacts> _factsOfPipeline;
   platform::TimePoint _factsMadeAt{};

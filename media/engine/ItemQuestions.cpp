@@ -9,10 +9,10 @@
 namespace media {
 namespace {
 
-/// A programme that goes on for ever may be refused for ever.
+// A live stream may cause refusals without end.
 constexpr std::size_t kMostRefusals = 64;
 
-/// The range is a field of its own: whoever answers need not look through the rest for it.
+/// The range is also a field of its own, so that items need not parse the header fields.
 platform::Dictionary detailsOf(const streaming::ContentQuestion& question) {
   platform::Dictionary details;
   details.set(platform::kCustomURLProviderRequestMethodKey, question.method);
@@ -38,7 +38,7 @@ streaming::ContentAnswer answerOf(const platform::ResourceResponse& response) {
   return answer;
 }
 
-/// Senders and the bookkeeping of requests name codes only.
+/// Adds a description: errors of senders often have a code only.
 platform::Error withSentence(platform::Error error) {
   if (error.localizedDescription || error.domain != platform::kURLErrorDomain) return error;
   return error.code > 0 ? streaming::httpError(static_cast<unsigned>(error.code))

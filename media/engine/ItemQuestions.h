@@ -13,22 +13,21 @@
 
 namespace media {
 
-/// Carries questions for resources and keys to the media item they are about, and its answers back.
+/// Sends requests for resources and keys to the media item, and its responses back.
 ///
-/// A resource may be requested again while the sender still works on its answer, after a seek, and
-/// after a refusal. The sender is asked once: a question that is pending is joined, and a refusal
-/// is remembered.
+/// A resource may be requested again while the first request is pending, after a seek, or after a
+/// refusal. Equal pending requests are sent only once, and refusals are remembered.
 ///
-/// Threads: asker()'s result may be called from any; the rest is main's. The answer to a question
-/// comes on the main thread. Once this is gone nothing is answered any more, and the item's
-/// requests are cancelled.
+/// Threads: the function that asker() returns may be called on any thread; everything else is for
+/// the main thread, which also calls the replies. The destructor cancels the item's requests and
+/// drops the replies.
 class ItemQuestions : public std::enable_shared_from_this<ItemQuestions> {
  public:
   static std::shared_ptr<ItemQuestions> make(platform::MainQueue& queue,
                                              std::shared_ptr<TVSMediaItem> item);
 
   using Reply = std::function<void(streaming::ContentAnswer)>;
-  /// For streaming::ItemSetup::ask. Holds this weakly.
+  /// Returns a function for streaming::ItemSetup::ask. It holds a weak reference.
   std::function<void(streaming::ContentQuestion, Reply)> asker();
 
  private:
@@ -45,7 +44,7 @@ class ItemQuestions : public std::enable_shared_from_this<ItemQuestions> {
   const std::shared_ptr<TVSMediaItem> _item;
   std::vector<Waiting> _waiting;
   std::deque<std::pair<streaming::ContentQuestion, streaming::ContentAnswer>>
-      _refused;  // the newest
+      _refused;  // newest last
   platform::PendingRequests _requests;
 };
 

@@ -43,7 +43,7 @@ EngineLoad::Setup MediaEngine::_setupOf(const platform::MediaLoad& load) {
 void MediaEngine::load(const platform::MediaLoad& load) {
   if (_prepared && _prepared->load().beginsLike(load)) {
     const auto next = std::exchange(_prepared, nullptr);
-    // Before the one that is shown goes: the screen is never empty in between.
+    // Before the current load is closed, so that the screen is not empty in between.
     next->show();
     _closeCurrent();
     _current = next;
@@ -149,7 +149,7 @@ void MediaEngine::_receive(EngineLoad& load, const PipelineEvent& event) {
   platform::MediaEngineObserver* observer = _observer;
   if (!observer) return;
   const std::uint64_t generation = load.generation();
-  // Whatever the observer does in here, also destroying this engine, nothing follows it.
+  // Each call is the last statement: the observer may destroy this engine.
   switch (event.kind) {
     case Kind::Ready:
       observer->engineDidBecomeReady(generation);

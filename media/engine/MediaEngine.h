@@ -20,24 +20,25 @@ class AudioDevice;
 
 struct MediaEngineOptions {
   bool allowFileURLs = false;
-  std::vector<std::string> preferredLanguages = {};  ///< for sound and text; BCP 47, the best first
-  /// Fetches everything but files; engines may share it. Null: one of the engine's own.
+  std::vector<std::string> preferredLanguages = {};  ///< BCP 47, in order of preference
+  /// Fetches everything except plain files. May be shared. Null: the engine creates one.
   std::shared_ptr<streaming::Streaming> streaming = nullptr;
-  std::shared_ptr<AudioDevice> audio = nullptr;  ///< null: the box's default
-  /// The position has changed otherwise than by time or pictures. Any thread; may be empty.
+  std::shared_ptr<AudioDevice> audio = nullptr;  ///< null: the default device
+  /// The position has jumped. Called on any thread; may be empty.
   std::function<void()> positionChanged = {};
-  /// Something has changed in the texts of a load. Any thread; may be empty.
+  /// The texts of a load have changed. Called on any thread; may be empty.
   SubtitleCues::Observer textsChanged = {};
 };
 
 /// Plays media with GStreamer.
 ///
-/// Each load has a pipeline of its own on a thread of its own, which is told what is wanted and
-/// reports what became true over the main queue. Calls here only pass wishes on and read what was
-/// published, so none of them waits, whatever the media or the network do; a pipeline that is let
-/// go takes itself down. What is prepared is a load of the same kind, held back until its turn.
+/// Each load has a pipeline on a thread of its own, which reports events by way of the main queue.
+/// The calls here pass a request on or read published values, so none of them blocks, whatever the
+/// media or the network do. A released pipeline shuts itself down. A prepared item is a load
+/// without output.
 ///
-/// Threads: main. Lifetime: `queue` and `clock` outlive the engine and all WorkerThreads.
+/// `queue` and `clock` have to outlive the engine and all WorkerThreads.
+/// Threads: main.
 class MediaEngine final : public platform::MediaEngine {
  public:
   MediaEngine(platform::MainQueue& queue, const platform::Clock& clock,
@@ -65,15 +66,15 @@ class MediaEngine final : public platform::MediaEngine {
   platform::Array accessLog() override;
   std::shared_ptr<platform::VideoOutput> videoOutput() override { return _frames; }
 
-  // For whoever tells another process how it is.
-  /// 0 while nothing is loaded.
+  // For EngineServer, which reports the state to another process.
+  /// 0 if nothing is loaded.
   std::uint64_t generation() const;
-  /// Has what changes without being told looked at, at most once a second.
+  /// Updates facts that change without a callback; at most once a second.
   void refresh();
   bool isSeeking() const;
   PositionClock::Point positionPoint() const;
-  /// Calls `done` on another thread once all that was asked of the load has reached it; at once
-  /// while nothing is loaded.
+  /// Calls `done` on another thread after all earlier requests have been handled; at once if
+  /// nothing is loaded.
   void ping(std::function<void()> done);
 
  private:
@@ -94,7 +95,7 @@ class MediaEngine final : public platform::MediaEngine {
 
   std::shared_ptr<EngineLoad> _current;  // null: nothing is loaded
   std::shared_ptr<EngineLoad> _prepared;
-  std::shared_ptr<Pipeline> _predecessor;  // the one before, which may not have ended
+  std::shared_ptr<Pipeline> _predecessor;  // the previous one, which may still be shutting down
   std::shared_ptr<const platform::MediaFacts> _facts;
 };
 

@@ -5,12 +5,12 @@
 
 namespace media {
 
-/// The header fields that carry the store token and the account of a purchase.
+/// Header fields with the store token and the account of a purchased item.
 inline constexpr std::string_view kStoreTokenHeader = "X-Vorlane-Store-Token";
 inline constexpr std::string_view kStoreAccountHeader = "X-Vorlane-Store-Account";
 
-/// What the sender has said about how an item is to be fetched: user agent, cookies, TLS key, store
-/// token, traits. Everything but `ask`. Main thread.
+/// Returns how an item is fetched, according to its metadata and traits: user agent, cookies, TLS
+/// pre-shared key, store token. `ask` is not set. Threads: main.
 streaming::ItemSetup itemSetupOf(const TVSMediaItem& item);
 
 }  // namespace media

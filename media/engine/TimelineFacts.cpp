@@ -8,12 +8,12 @@ namespace {
 using platform::TimeRange;
 using streaming::StreamedItem;
 
-/// As much is to be ahead of the position before playback counts as likely to keep up.
+/// How much has to be buffered for playback to be likely to keep up.
 constexpr double kSecondsAhead = 10;
-/// Of durations that a playlist rounds.
+/// Durations in playlists are rounded.
 constexpr double kTolerance = 0.05;
 
-/// Seconds that can be played from `position` on without a gap.
+/// Returns the seconds from `position` to the first gap.
 double secondsAhead(const std::vector<TimeRange>& loaded, double position) {
   for (const TimeRange& range : loaded)
     if (range.start <= position + kTolerance && position < range.start + range.duration)
