@@ -1,4 +1,4 @@
-# The libraries under the box, one target for each use.
+# Libraries of the box, one target for each purpose.
 
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(BOX_GSTREAMER REQUIRED IMPORTED_TARGET

@@ -1,6 +1,6 @@
 # Language level, warnings, sanitizers and the compiler cache.
 #
-# `vorlane_options` carries what only our own targets get.
+# `vorlane_options` has the options for our own targets.
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -15,13 +15,13 @@ target_compile_options(vorlane_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor
   $<$<BOOL:${VORLANE_WERROR}>:-Werror>)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
-  # GCC 12 warns of std::string's own operator+ in optimised builds (GCC bug 105651).
+  # GCC 12 warns about std::string's operator+ in optimised builds (GCC bug 105651).
   target_compile_options(vorlane_options INTERFACE
     $<$<CONFIG:Release,RelWithDebInfo>:-Wno-array-bounds -Wno-restrict -Wno-stringop-overflow>)
 endif()
 
 if(VORLANE_SANITIZE)
-  # Nothing recovers: what a sanitizer reports fails the test it was found in.
+  # Each report of a sanitizer fails its test.
   add_compile_options(-fsanitize=${VORLANE_SANITIZE} -fno-sanitize-recover=all
     -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${VORLANE_SANITIZE})
@@ -32,7 +32,7 @@ if(VORLANE_COVERAGE)
   add_link_options(--coverage)
 endif()
 
-# Build folders and clones share results: paths under the tree are hashed relative to it.
+# Build folders and clones share the cache: paths in the tree are hashed relative to it.
 find_program(VORLANE_CCACHE ccache)
 if(VORLANE_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER AND NOT VORLANE_COVERAGE)
   set(CMAKE_CXX_COMPILER_LAUNCHER

@@ -1,19 +1,18 @@
-# What makes builds quick: several sources in one translation unit, precompiled headers, and a
-# fast linker.
+# Quick builds: several sources in one translation unit, precompiled headers, and a fast linker.
 #
-# VORLANE_UNITY OFF compiles each source by itself, as clang-tidy and editors expect it.
+# VORLANE_UNITY OFF compiles each source alone, as clang-tidy and editors expect.
 option(VORLANE_UNITY "Compile several sources of a target in one translation unit" ON)
-set(VORLANE_UNITY_BATCH 12 CACHE STRING "Sources in one translation unit, at most")
+set(VORLANE_UNITY_BATCH 12 CACHE STRING "Maximum number of sources in one translation unit")
 
-# Translation units never mix folders: a name in an anonymous namespace has to be unique within its
-# folder only.
+# A translation unit has sources of one folder only, so names in anonymous namespaces have to be unique
+# in their folder.
 function(vorlane_unity target)
   set_target_properties(${target} PROPERTIES
     UNITY_BUILD ${VORLANE_UNITY} UNITY_BUILD_MODE GROUP)
   get_target_property(sources ${target} SOURCES)
   foreach(source IN LISTS sources)
     cmake_path(ABSOLUTE_PATH source)
-    # Relative, so that the compiler cache serves clones at other places too.
+    # Relative paths, so that clones share the compiler cache.
     cmake_path(RELATIVE_PATH source BASE_DIRECTORY ${PROJECT_SOURCE_DIR} OUTPUT_VARIABLE folder)
     cmake_path(GET folder PARENT_PATH folder)
     string(MAKE_C_IDENTIFIER "${folder}" folder)
@@ -35,14 +34,14 @@ if(NOT CMAKE_BUILD_TYPE STREQUAL "Release" AND NOT CMAKE_EXE_LINKER_FLAGS MATCHE
   endif()
 endif()
 
-# Only GCC's precompiled headers: those of Clang hold the times of files, so that the compiler
-# cache cannot share them between clones.
+# GCC only: Clang's precompiled headers contain file times, so clones could not share them in the
+# compiler cache.
 set(VORLANE_PRECOMPILE OFF)
 if(VORLANE_UNITY AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   set(VORLANE_PRECOMPILE ON)
-  # The compiler cache hashes the precompiled header instead of what it was made of.
+  # The compiler cache hashes the precompiled header instead of its sources.
   add_compile_options(-fpch-preprocess)
-  # SDL and PulseAudio ask for it. A precompiled header fits only where the same macros are defined.
+  # SDL and PulseAudio define it. All users of a precompiled header need the same macros.
   add_compile_definitions(_REENTRANT)
 endif()
 
@@ -51,7 +50,7 @@ set(standard_headers
   <filesystem> <fstream> <functional> <map> <memory> <mutex> <optional> <span> <sstream> <string>
   <string_view> <thread> <unordered_map> <utility> <variant> <vector>)
 
-# vorlane_precompiled(NAME HEADER... [PACKAGES TARGET...]): a set of headers to be precompiled.
+# vorlane_precompiled(NAME HEADER... [PACKAGES TARGET...]): a set of precompiled headers.
 function(vorlane_precompiled name)
   if(NOT VORLANE_PRECOMPILE)
     return()

@@ -1,7 +1,6 @@
 # vorlane_headers(LAYER SEES LAYER... [PACKAGES TARGET...])
 #
-# Compiles every header of a layer as if it stood alone, with the include root
-# of its layer: each must bring what it uses, and survive being included twice.
+# Compiles each header of a layer alone, included twice, with the include root of the layer.
 # scripts/check-headers builds all of them.
 function(vorlane_headers layer)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SEES;PACKAGES")

@@ -1,7 +1,7 @@
-# Include roots: one generated folder for each set of layers, with a link to each layer of the
-# set and nothing else. A target that gets only the root "platform+sim" cannot include "box/...".
+# Include roots: a generated folder for each set of layers that has links to these layers only. A
+# target with the root "platform+sim" cannot include "box/...".
 
-# vorlane_sees(TARGET LAYER...): gives the target the include root of these layers.
+# vorlane_sees(TARGET LAYER...): adds the include root of these layers.
 function(vorlane_sees target)
   set(layers ${ARGN})
   list(SORT layers)
@@ -15,9 +15,8 @@ function(vorlane_sees target)
     endif()
   endforeach()
   target_include_directories(${target} PRIVATE ${root})
-  # __FILE__ reads "platform/foundation/Value.h" wherever the tree lies. The last match wins, and
-  # the build folder may lie in the source folder. The relative forms are what the compiler sees
-  # when the cache has rewritten its paths.
+  # __FILE__ is "platform/foundation/Value.h" for all clones. The last match wins, because the build
+  # folder can be inside the source folder. The compiler cache passes relative paths.
   file(RELATIVE_PATH source_from_build ${PROJECT_BINARY_DIR} ${PROJECT_SOURCE_DIR})
   target_compile_options(${target} PRIVATE
     -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/= -fmacro-prefix-map=${source_from_build}=

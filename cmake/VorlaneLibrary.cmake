@@ -1,9 +1,9 @@
 # vorlane_library(NAME FOLDER... [EXCEPT FILE...] SEES LAYER... [DEPENDS TARGET...]
 #                 [PACKAGES TARGET...])
 #
-# A static library of the sources directly in the folders; an interface library
-# while there are none. Include paths are never inherited: each target is given
-# the layers it sees, and PACKAGES pass on only what has to be linked.
+# A static library of the sources in the folders, without their subfolders; an interface library if
+# there are none. Include paths are not inherited: a target sees the layers of SEES only, and PACKAGES
+# are inherited for linking only.
 function(vorlane_library name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "EXCEPT;SEES;DEPENDS;PACKAGES")
   set(sources)
@@ -40,7 +40,7 @@ function(vorlane_executable name)
   target_link_libraries(${name} PRIVATE ${arg_DEPENDS})
 endfunction()
 
-# What libraries, executables and tests have in common.
+# Settings of libraries, executables and tests.
 function(vorlane_configure target)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SEES;PACKAGES")
   target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:vorlane_options> ${arg_PACKAGES})

@@ -1,13 +1,9 @@
 # vorlane_test(NAME LABEL core|box FOLDERS FOLDER... SEES LAYER... DEPENDS TARGET...
 #              [PACKAGES TARGET...])
 #
-# One program of the *_test.cpp of the folders and, as support, their other sources. Its tests are
-# listed in CTest as "NAME: Suite.Test", where NAME is the first folder.
-#
-# The output of a test is bounded: see tests/support/bounded.
-#
-# Every program uses the precompiled headers of GoogleTest and of the standard library that
-# `vorlane_test_headers` was compiled with.
+# A test program of all sources in the folders. CTest lists its tests as "FOLDER: Suite.Test" with the
+# first folder. tests/support/bounded limits their output. All test programs use the precompiled headers
+# of `vorlane_test_headers`.
 function(vorlane_test name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "LABEL" "FOLDERS;SEES;DEPENDS;PACKAGES")
   set(sources)
@@ -24,13 +20,13 @@ function(vorlane_test name)
     set(timeout 180)
   endif()
   list(GET arg_FOLDERS 0 prefix)
-  # Older versions of CMake know a launcher by this name only.
+  # The name of this property in older versions of CMake.
   set(launcher CROSSCOMPILING_EMULATOR)
   if(CMAKE_VERSION VERSION_GREATER_EQUAL 3.29)
     set(launcher TEST_LAUNCHER)
   endif()
   set_target_properties(${name} PROPERTIES ${launcher} ${PROJECT_SOURCE_DIR}/tests/support/bounded)
-  # CTest lists the tests when it runs, so that a build never runs what it built.
+  # CTest lists the tests when it runs, so a build does not run programs.
   gtest_discover_tests(${name}
     DISCOVERY_MODE PRE_TEST
     DISCOVERY_TIMEOUT 60

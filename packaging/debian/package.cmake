@@ -1,7 +1,6 @@
-# Debian packages by CPack, one for each component; scripts/package runs it and checks what comes
-# out.
+# Debian packages by CPack, one for each component. scripts/package builds and checks them.
 set(VORLANE_MAINTAINER "TVVorlane maintainers <maintainers@tvvorlane.example>" CACHE STRING
-  "Who answers for the packages")
+  "Maintainer of the packages")
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME tvvorlane)
@@ -24,7 +23,7 @@ macro(vorlane_package component name section summary description depends)
   string(TOUPPER ${component} upper)
   set(CPACK_DEBIAN_${upper}_PACKAGE_NAME ${name})
   set(CPACK_DEBIAN_${upper}_PACKAGE_SECTION ${section})
-  # The first line of what CPack writes is the summary, the rest the description.
+  # CPack uses the first line as the summary.
   set(CPACK_COMPONENT_${upper}_DESCRIPTION "${summary}\n${description}")
   set(CPACK_DEBIAN_${upper}_DESCRIPTION "${summary}\n${description}")
   set(CPACK_DEBIAN_${upper}_PACKAGE_DEPENDS "${depends}")
@@ -39,12 +38,12 @@ set(this_version "${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE}")
 vorlane_package(box tvvorlane video
   "on-screen side of a wireless media receiver"
   "TVVorlane shows on a TV what a phone or computer sends: it plays video and
-audio, mirrors screens, shows the code that pairs a device, and tells the
-sender how it goes. A receiver service in any language drives it over D-Bus.
+audio, mirrors screens, shows codes for pairing, and reports to the sender. A
+receiver service in any language controls it over D-Bus.
 .
-This package holds the program itself, the one that plays media, which it
-starts, vorlanectl to steer it from the command line, and units to start it at
-boot or with a graphical session."
+This package contains the program, the media process that it starts,
+vorlanectl to control it from the command line, and units to start it at boot
+or with a graphical session."
   "gstreamer1.0-plugins-base, gstreamer1.0-plugins-good, gstreamer1.0-plugins-bad, gstreamer1.0-libav, gstreamer1.0-x, gstreamer1.0-alsa, gstreamer1.0-pulseaudio, fonts-noto-core, systemd | systemd-standalone-sysusers | systemd-sysusers, udev")
 set(CPACK_DEBIAN_BOX_PACKAGE_RECOMMENDS "dbus, polkitd, fonts-noto-cjk, libgl1-mesa-dri")
 set(CPACK_DEBIAN_BOX_PACKAGE_SHLIBDEPS ON)
@@ -54,10 +53,10 @@ set(CPACK_DEBIAN_BOX_PACKAGE_CONTROL_EXTRA
 
 vorlane_package(client libtvvorlane-client0 libs
   "receiver interface of TVVorlane (library)"
-  "Connects the program that speaks with phones and computers on the network to
-TVVorlane, which shows what they send. Asynchronous, for C and C++.
+  "Connects a receiver service, which talks to phones and computers on the
+network, to TVVorlane. Asynchronous, for C and C++.
 .
-This package holds the shared library."
+This package contains the shared library."
   "")
 set(CPACK_DEBIAN_CLIENT_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_CLIENT_PACKAGE_CONTROL_EXTRA
@@ -65,21 +64,21 @@ set(CPACK_DEBIAN_CLIENT_PACKAGE_CONTROL_EXTRA
 
 vorlane_package(client-dev libtvvorlane-client-dev libdevel
   "receiver interface of TVVorlane (development files)"
-  "Connects the program that speaks with phones and computers on the network to
-TVVorlane, which shows what they send. Asynchronous, for C and C++.
+  "Connects a receiver service, which talks to phones and computers on the
+network, to TVVorlane. Asynchronous, for C and C++.
 .
-This package holds the headers and an example."
+This package contains the headers and an example."
   "libtvvorlane-client0 (= ${this_version})")
 
 vorlane_package(frames-dev libvorlane-frames-dev libdevel
   "pictures of mirrored screens for TVVorlane (development files)"
-  "Hands the pictures of a mirrored screen to TVVorlane, without copying them,
-from the program that decodes them.
+  "Sends the pictures of a mirrored screen from the program that decodes them to
+TVVorlane, without copying them.
 .
-This package holds a static library and its header, for C and C++."
+This package contains a static library and its header, for C and C++."
   "libstdc++-12-dev | libstdc++-dev")
 
-# Files that each package has.
+# Files of all packages.
 set(changelog ${CMAKE_CURRENT_BINARY_DIR}/debian/changelog.Debian)
 configure_file(${CMAKE_CURRENT_LIST_DIR}/copyright ${CMAKE_CURRENT_BINARY_DIR}/debian/copyright
   COPYONLY)
