@@ -24,7 +24,7 @@ std::string MediaProcesses::besideThisProgram() {
 
 std::unique_ptr<MediaProcess> MediaProcesses::_start() {
   media::ProcessOptions options = _setup.options;
-  options.introduces = std::exchange(_isFirst, false);
+  options.logsVersions = std::exchange(_isFirst, false);
   return MediaProcess::start(_queue, {.program = _setup.program,
                                       .arguments = media::argumentsOf(options),
                                       .answerLimit = _setup.answerLimit,

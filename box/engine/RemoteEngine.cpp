@@ -11,7 +11,7 @@
 namespace box {
 namespace {
 
-using Kind = media::HappenedEvent::Kind;
+using Kind = media::PlaybackEvent::Kind;
 
 /// What changes without being told is asked for when it is read, at most this often.
 constexpr auto kRefreshInterval = std::chrono::seconds(1);
@@ -25,8 +25,9 @@ RemoteEngine::RemoteEngine(platform::MainQueue& queue, const platform::Clock& cl
       _clock(clock),
       _processes(processes),
       _sound(std::move(sound)),
-      _items(queue, [this](const media::AnswerCommand& answer) { _send(answer); }),
-      _soundArrival(processes.addSoundObserver([this] { _send(media::SoundArrivedCommand{}); })) {
+      _items(queue, [this](const media::ItemResponseCommand& answer) { _send(answer); }),
+      _soundArrival(
+          processes.addSoundObserver([this] { _send(media::AudioDeviceAddedCommand{}); })) {
   _screen->clock = std::make_shared<media::PositionClock>(clock);
 }
 
@@ -273,7 +274,7 @@ void RemoteEngine::_handle(const media::SoundEvent& event) {
   if (tell) tell();
 }
 
-void RemoteEngine::_handle(const media::HappenedEvent& event) {
+void RemoteEngine::_handle(const media::PlaybackEvent& event) {
   if (!_isOf(event.generation) || _state->failed) return;
   switch (event.kind) {
     case Kind::Ready:
@@ -311,7 +312,7 @@ void RemoteEngine::_handle(const media::HappenedEvent& event) {
   _tell(event);
 }
 
-void RemoteEngine::_tell(const media::HappenedEvent& event) {
+void RemoteEngine::_tell(const media::PlaybackEvent& event) {
   platform::MediaEngineObserver* const observer = _observer;
   if (!observer) return;
   switch (event.kind) {

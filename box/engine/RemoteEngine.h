@@ -114,20 +114,20 @@ class RemoteEngine : public platform::MediaEngine {
   void _failLater();
 
   void _receive(const media::EngineEvent& event);
-  void _handle(const media::HappenedEvent& event);
+  void _handle(const media::PlaybackEvent& event);
   void _handle(const media::FactsEvent& event);
   void _handle(const media::AccessLogEvent& event);
   void _handle(const media::PositionEvent& event);
-  void _handle(const media::QuestionEvent& event) { _items.ask(event); }
-  void _handle(const media::WithdrawnEvent& event) { _items.withdraw(event); }
+  void _handle(const media::ItemRequestEvent& event) { _items.ask(event); }
+  void _handle(const media::CancelRequestEvent& event) { _items.withdraw(event); }
   void _handle(const media::TextEvent& event);
   void _handle(const media::SoundEvent& event);
   void _handle(const media::HelloEvent&) {}
   void _handle(const media::AcknowledgedEvent&) {}
-  void _tell(const media::HappenedEvent& event);
+  void _tell(const media::PlaybackEvent& event);
   /// False: no seek was answered by it.
   bool _noteSeek(std::uint64_t serial);
-  void _becomeReady(const media::HappenedEvent& event);
+  void _becomeReady(const media::PlaybackEvent& event);
   void _restored();
   void _died();
   void _goOn();

@@ -8,7 +8,7 @@
 namespace box {
 namespace {
 
-using Kind = media::HappenedEvent::Kind;
+using Kind = media::PlaybackEvent::Kind;
 
 platform::Error processError(platform::MediaErrorCode code, std::string reason) {
   return {std::string(platform::kMediaErrorDomain),
@@ -35,7 +35,7 @@ bool RemoteEngine::_noteSeek(std::uint64_t serial) {
   return true;
 }
 
-void RemoteEngine::_becomeReady(const media::HappenedEvent& event) {
+void RemoteEngine::_becomeReady(const media::PlaybackEvent& event) {
   const bool answersSeek = _noteSeek(event.seekSerial);
   if (!std::exchange(_state->ready, true)) return _tell(event);
   for (const auto& [characteristic, identifier] : _state->selections)

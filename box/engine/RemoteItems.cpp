@@ -51,11 +51,12 @@ media::ItemDescription RemoteItems::describe(const TVSMediaItem& item) {
   return description;
 }
 
-void RemoteItems::ask(const media::QuestionEvent& question) {
+void RemoteItems::ask(const media::ItemRequestEvent& question) {
   const auto found = _items.find(question.itemID);
   const auto item = found == _items.end() ? nullptr : found->second.lock();
   if (!item || _questions.size() >= kMostQuestions) {
-    media::AnswerCommand refusal{.questionID = question.questionID, .response = {}, .error = {}};
+    media::ItemResponseCommand refusal{
+        .requestID = question.requestID, .response = {}, .error = {}};
     refusal.error =
         platform::Error{std::string(platform::kURLErrorDomain),
                         static_cast<std::int64_t>(platform::URLErrorCode::UnsupportedURL),
@@ -65,13 +66,13 @@ void RemoteItems::ask(const media::QuestionEvent& question) {
     return _answer(refusal);
   }
   const auto requests = std::make_shared<platform::PendingRequests>(_queue);
-  _questions[question.questionID] = requests;
-  const auto completion = [this, number = question.questionID](
+  _questions[question.requestID] = requests;
+  const auto completion = [this, number = question.requestID](
                               const platform::ResourceResponse* response,
                               const platform::Error* error) {
     // The requests are in the middle of this call.
     const auto held = _questions.extract(number);
-    media::AnswerCommand answer{.questionID = number, .response = {}, .error = {}};
+    media::ItemResponseCommand answer{.requestID = number, .response = {}, .error = {}};
     if (response) answer.response = *response;
     if (error) answer.error = *error;
     _answer(answer);
@@ -87,8 +88,8 @@ void RemoteItems::ask(const media::QuestionEvent& question) {
   requests->loadKey(*item, question.url, details, make, completion);
 }
 
-void RemoteItems::withdraw(const media::WithdrawnEvent& withdrawn) {
-  _questions.erase(withdrawn.questionID);
+void RemoteItems::withdraw(const media::CancelRequestEvent& withdrawn) {
+  _questions.erase(withdrawn.requestID);
 }
 
 }  // namespace box

@@ -18,7 +18,7 @@ namespace box {
 /// Threads: main. After clear() nothing is answered.
 class RemoteItems {
  public:
-  using Answer = std::function<void(const media::AnswerCommand&)>;
+  using Answer = std::function<void(const media::ItemResponseCommand&)>;
 
   RemoteItems(platform::MainQueue& queue, Answer answer);
 
@@ -27,8 +27,8 @@ class RemoteItems {
   static media::ItemDescription describe(const TVSMediaItem& item);
 
   /// A question about an item that is gone gets an error.
-  void ask(const media::QuestionEvent& question);
-  void withdraw(const media::WithdrawnEvent& withdrawn);
+  void ask(const media::ItemRequestEvent& question);
+  void withdraw(const media::CancelRequestEvent& withdrawn);
   /// The process has gone: its questions need no answers.
   void clear() { _questions.clear(); }
 

@@ -48,7 +48,7 @@ char16_t basicCharacter(std::uint8_t code) {
 
 /// Removes the parity bit. A byte with a parity error becomes a solid block. Zero bytes are
 /// padding.
-std::uint8_t contentOf(std::uint8_t byte) {
+std::uint8_t withoutParity(std::uint8_t byte) {
   if (byte == 0) return 0;
   return std::popcount(byte) % 2 == 1 ? static_cast<std::uint8_t>(byte & 0x7f) : std::uint8_t{0x7f};
 }
@@ -76,8 +76,8 @@ void append(std::string& text, char16_t character) {
 
 }  // namespace
 
-Cea608Decoder::Cea608Decoder(Shown shown, Channel channel)
-    : _shown(std::move(shown)), _channel(channel) {}
+Cea608Decoder::Cea608Decoder(CueHandler onCue, Channel channel)
+    : _onCue(std::move(onCue)), _channel(channel) {}
 
 void Cea608Decoder::restart() {
   _current = Channel::First;
@@ -89,8 +89,8 @@ void Cea608Decoder::restart() {
 }
 
 void Cea608Decoder::feed(double seconds, std::uint8_t first, std::uint8_t second) {
-  first = contentOf(first);
-  second = contentOf(second);
+  first = withoutParity(first);
+  second = withoutParity(second);
   const int control = first >= 0x10 && first < 0x20 ? first << 8 | second : 0;
   // Control codes are sent twice: the second of two equal codes is ignored, a third is not.
   if (control != 0 && std::exchange(_control, control) == control) {
@@ -106,7 +106,7 @@ void Cea608Decoder::feed(double seconds, std::uint8_t first, std::uint8_t second
     _write(basicCharacter(first));
     if (second >= 0x20) _write(basicCharacter(second));
   }
-  _tell(seconds);
+  _emitCue(seconds);
 }
 
 void Cea608Decoder::_takeControl(std::uint8_t first, std::uint8_t second) {
@@ -215,21 +215,21 @@ void Cea608Decoder::_backspace() {
   _page()[_row][--_column] = u'\0';
 }
 
-void Cea608Decoder::_tell(double seconds) {
+void Cea608Decoder::_emitCue(double seconds) {
   std::string text = _textOf(_displayed);
   if (text == _text) return;
   _text = std::move(text);
-  _shown({seconds, SubtitleCue::kUntilNext, _text});
+  _onCue({seconds, SubtitleCue::kUntilNext, _text});
 }
 
 std::string Cea608Decoder::_textOf(const Page& page) const {
   std::string text;
   for (const Row& row : page) {
-    const auto isSeen = [](char16_t each) {
+    const auto isVisible = [](char16_t each) {
       return each != u'\0' && each != u' ' && each != kTransparentSpace;
     };
-    const auto begin = std::find_if(row.begin(), row.end(), isSeen);
-    const auto end = std::find_if(row.rbegin(), row.rend(), isSeen).base();
+    const auto begin = std::find_if(row.begin(), row.end(), isVisible);
+    const auto end = std::find_if(row.rbegin(), row.rend(), isVisible).base();
     if (begin == row.end()) continue;
     if (!text.empty()) text += '\n';
     for (auto each = begin; each != end; ++each) append(text, *each != u'\0' ? *each : u' ');

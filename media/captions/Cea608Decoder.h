@@ -22,9 +22,9 @@ class Cea608Decoder {
  public:
   /// The first field has CC1 and CC2, the second field CC3 and CC4.
   enum class Channel { First, Second };
-  using Shown = std::function<void(SubtitleCue cue)>;
+  using CueHandler = std::function<void(SubtitleCue cue)>;
 
-  explicit Cea608Decoder(Shown shown, Channel channel = Channel::First);
+  explicit Cea608Decoder(CueHandler onCue, Channel channel = Channel::First);
   void feed(double seconds, std::uint8_t first, std::uint8_t second);
   /// Resets the decoder without reporting a cue. Call it after a seek.
   void restart();
@@ -44,10 +44,10 @@ class Cea608Decoder {
   void _carriageReturn();
   void _write(char16_t character);
   void _backspace();
-  void _tell(double seconds);
+  void _emitCue(double seconds);
   std::string _textOf(const Page& page) const;
 
-  const Shown _shown;
+  const CueHandler _onCue;
   const Channel _channel;
   Channel _current = Channel::First;
   Mode _mode = Mode::None;

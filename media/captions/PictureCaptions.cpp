@@ -7,7 +7,7 @@ namespace media {
 namespace {
 
 /// Commands that begin captions: pop-on, roll-up of two to four rows, paint-on.
-constexpr std::array<std::uint8_t, 5> kBeginnings{0x20, 0x25, 0x26, 0x27, 0x29};
+constexpr std::array<std::uint8_t, 5> kStartCommands{0x20, 0x25, 0x26, 0x27, 0x29};
 
 }  // namespace
 
@@ -29,21 +29,22 @@ void PictureCaptions::feed(double seconds, std::size_t field, std::uint8_t first
   if (code == 0 && (second & 0x7f) == 0) {
     // Padding. The decoders need it, too: it ends the repetition of control codes.
   } else if (field == 1 && code < 0x10) {
-    _isOfProgramme = code != 0x0f;
+    _isXDS = code != 0x0f;
     return;
   } else if (code < 0x20) {
-    _isOfProgramme = false;
-    _notice(field, code, static_cast<std::uint8_t>(second & 0x7f));
-  } else if (field == 1 && _isOfProgramme) {
+    _isXDS = false;
+    _detectChannel(field, code, static_cast<std::uint8_t>(second & 0x7f));
+  } else if (field == 1 && _isXDS) {
     return;
   }
   for (std::size_t each = 0; each < 2; ++each)
     _decoders[2 * field + each].feed(seconds, first, second);
 }
 
-void PictureCaptions::_notice(std::size_t field, std::uint8_t first, std::uint8_t second) {
+void PictureCaptions::_detectChannel(std::size_t field, std::uint8_t first, std::uint8_t second) {
   const bool isCommand = (first & 0x16) == 0x14;
-  if (!isCommand || std::find(kBeginnings.begin(), kBeginnings.end(), second) == kBeginnings.end())
+  if (!isCommand ||
+      std::find(kStartCommands.begin(), kStartCommands.end(), second) == kStartCommands.end())
     return;
   const Channel channel = 2 * field + ((first & 0x08) != 0 ? 1u : 0u);
   if (!std::exchange(_isFound[channel], true)) _found(channel);
@@ -51,7 +52,7 @@ void PictureCaptions::_notice(std::size_t field, std::uint8_t first, std::uint8_
 
 void PictureCaptions::restart() {
   for (Cea608Decoder& each : _decoders) each.restart();
-  _isOfProgramme = false;
+  _isXDS = false;
   const std::lock_guard lock(_mutex);
   for (auto& each : _cues) each.clear();
   _subtitles->clearThoseOfPictures();

@@ -39,15 +39,15 @@ class PictureCaptions {
 
  private:
   void _take(Channel channel, SubtitleCue cue);
-  void _notice(std::size_t field, std::uint8_t first, std::uint8_t second);
+  void _detectChannel(std::size_t field, std::uint8_t first, std::uint8_t second);
 
   const std::shared_ptr<SubtitleCues> _subtitles;
   const std::function<void(Channel)> _found;
   const std::function<void()> _changed;
   std::array<Cea608Decoder, 4> _decoders;
   std::array<bool, 4> _isFound{};
-  bool _isOfProgramme = false;  // the second field has XDS data, not captions
-  std::mutex _mutex;            // guards the members below
+  bool _isXDS = false;  // the second field has XDS data, not captions
+  std::mutex _mutex;    // guards the members below
   std::optional<Channel> _shown;
   std::array<std::map<double, SubtitleCue>, 4> _cues;  // by start
 };

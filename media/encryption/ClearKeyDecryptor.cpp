@@ -36,7 +36,7 @@ constexpr const char* kSinkCaps =
     "application/x-cenc, protection-system=(string)e2719d58-a985-b3c9-781a-b030af78d30e; "
     "application/x-cenc";
 // Longer than the time-out of requests to the sender, so that theirs is reported.
-constexpr auto kKeyLimit = std::chrono::seconds(35);
+constexpr auto kKeyTimeout = std::chrono::seconds(35);
 
 /// Holds the current key of a decryptor and requests the next one.
 class KeyRing : public std::enable_shared_from_this<KeyRing> {
@@ -58,15 +58,15 @@ class KeyRing : public std::enable_shared_from_this<KeyRing> {
     std::unique_lock lock(_mutex);
     if (!_key.empty() && _keyID == keyID) return {Outcome::Key, _key};
     if (!_keys) return {Outcome::NoKey, {}};
-    const std::uint64_t question = ++_question;
+    const std::uint64_t number = ++_requestNumber;
     _answer.reset();
     const auto keys = _keys;
     lock.unlock();
-    keys->ask(keyID, [weak = weak_from_this(), question](const std::optional<Bytes>& key) {
-      if (const auto self = weak.lock()) self->_settle(question, key);
+    keys->ask(keyID, [weak = weak_from_this(), number](const std::optional<Bytes>& key) {
+      if (const auto self = weak.lock()) self->_settle(number, key);
     });
     lock.lock();
-    _changed.wait_for(lock, kKeyLimit, [this] { return _answer || _released; });
+    _changed.wait_for(lock, kKeyTimeout, [this] { return _answer || _released; });
     if (!_answer) return {_released ? Outcome::Released : Outcome::NoKey, {}};
     if (!*_answer) return {Outcome::NoKey, {}};
     _keyID = keyID;
@@ -75,9 +75,9 @@ class KeyRing : public std::enable_shared_from_this<KeyRing> {
   }
 
  private:
-  void _settle(std::uint64_t question, const std::optional<Bytes>& key) {
+  void _settle(std::uint64_t number, const std::optional<Bytes>& key) {
     const std::lock_guard lock(_mutex);
-    if (question != _question) return;
+    if (number != _requestNumber) return;
     _answer = key;
     _changed.notify_all();
   }
@@ -85,7 +85,7 @@ class KeyRing : public std::enable_shared_from_this<KeyRing> {
   std::mutex _mutex;  // guards the members below
   std::condition_variable _changed;
   std::shared_ptr<ContentKeys> _keys;
-  std::uint64_t _question = 0;
+  std::uint64_t _requestNumber = 0;
   std::optional<std::optional<Bytes>> _answer;
   bool _released = false;
   Bytes _keyID;
@@ -166,15 +166,14 @@ std::optional<SampleProtection> protectionOf(const GstStructure* details) {
 GstFlowReturn fail(Decryptor& self, GstStreamError code, const char* text) {
   // Demuxers of adaptive streams intercept errors of their children and retry without limit. With
   // the pipeline as the source the error is not intercepted.
-  GstObject* speaker = GST_OBJECT(gst_object_ref(&self));
-  while (GstObject* const parent = gst_object_get_parent(speaker)) {
-    gst_object_unref(speaker);
-    speaker = parent;
+  GstObject* source = GST_OBJECT(gst_object_ref(&self));
+  while (GstObject* const parent = gst_object_get_parent(source)) {
+    gst_object_unref(source);
+    source = parent;
   }
   const GstRef<GError> error(g_error_new_literal(GST_STREAM_ERROR, code, text));
-  gst_element_post_message(GST_ELEMENT(&self),
-                           gst_message_new_error(speaker, error.get(), nullptr));
-  gst_object_unref(speaker);
+  gst_element_post_message(GST_ELEMENT(&self), gst_message_new_error(source, error.get(), nullptr));
+  gst_object_unref(source);
   return GST_FLOW_ERROR;
 }
 
@@ -207,7 +206,7 @@ GstFlowReturn decryptInPlace(GstBaseTransform* transform, GstBuffer* buffer) {
 }
 
 /// Converts the caps of encrypted media to those of clear media, or back.
-void turn(GstStructure* media, bool encrypted) {
+void convertCaps(GstStructure* media, bool encrypted) {
   if (encrypted) {
     gst_structure_set(media, kMediaTypeField, G_TYPE_STRING, gst_structure_get_name(media),
                       nullptr);
@@ -236,9 +235,9 @@ GstCaps* transformCaps(GstBaseTransform*, GstPadDirection direction, GstCaps* ca
         gst_caps_replace(&result, GST_CAPS_ANY);
         break;
       }
-      GstStructure* const turned = gst_structure_copy(media);
-      turn(turned, direction == GST_PAD_SRC);
-      gst_caps_append_structure(result, turned);
+      GstStructure* const converted = gst_structure_copy(media);
+      convertCaps(converted, direction == GST_PAD_SRC);
+      gst_caps_append_structure(result, converted);
     }
   }
   if (!filter) return result;
@@ -246,7 +245,7 @@ GstCaps* transformCaps(GstBaseTransform*, GstPadDirection direction, GstCaps* ca
   return gst_caps_intersect_full(filter, unfiltered.get(), GST_CAPS_INTERSECT_FIRST);
 }
 
-gboolean hearEvent(GstBaseTransform* transform, GstEvent* event) {
+gboolean handleSinkEvent(GstBaseTransform* transform, GstEvent* event) {
   const GstEventType type = GST_EVENT_TYPE(event);
   if (type == GST_EVENT_FLUSH_START) decryptor(transform).ring->setReleased(true);
   if (type == GST_EVENT_FLUSH_STOP) decryptor(transform).ring->setReleased(false);
@@ -260,7 +259,7 @@ GstStateChangeReturn changeState(GstElement* element, GstStateChange change) {
   return GST_ELEMENT_CLASS(parentClass)->change_state(element, change);
 }
 
-void hearContext(GstElement* element, GstContext* context) {
+void setContext(GstElement* element, GstContext* context) {
   if (std::strcmp(gst_context_get_context_type(context), kContextType) == 0) {
     const GValue* const value =
         gst_structure_get_value(gst_context_get_structure(context), kContextField);
@@ -290,11 +289,11 @@ void initialiseClass(gpointer type, gpointer) {
   G_OBJECT_CLASS(type)->finalize = finalize;
   GstElementClass* const element = GST_ELEMENT_CLASS(type);
   element->change_state = changeState;
-  element->set_context = hearContext;
+  element->set_context = setContext;
   GstBaseTransformClass* const transform = GST_BASE_TRANSFORM_CLASS(type);
   transform->transform_caps = transformCaps;
   transform->transform_ip = decryptInPlace;
-  transform->sink_event = hearEvent;
+  transform->sink_event = handleSinkEvent;
 
   const GstRef<GstCaps> encrypted(gst_caps_from_string(kSinkCaps));
   gst_element_class_add_pad_template(

@@ -10,7 +10,7 @@ namespace media {
 namespace {
 
 constexpr std::size_t kBlockSize = 16;
-constexpr std::uint64_t kForEver = std::numeric_limits<std::uint64_t>::max();
+constexpr std::uint64_t kNoOverflow = std::numeric_limits<std::uint64_t>::max();
 // EVP_DecryptUpdate() takes an int.
 constexpr std::size_t kLongestRun = std::size_t{1} << 30;
 
@@ -58,7 +58,7 @@ class CounterMode {
     for (std::size_t at = kBlockSize / 2; at < kBlockSize; ++at)
       count = count << 8 | std::to_integer<std::uint64_t>(_block[at]);
     const std::uint64_t blocks = 0 - count;
-    if (count != 0 && blocks < kForEver / kBlockSize) _untilOverflow = blocks * kBlockSize;
+    if (count != 0 && blocks < kNoOverflow / kBlockSize) _untilOverflow = blocks * kBlockSize;
     _cipher.begin(_block);
   }
 
@@ -71,7 +71,7 @@ class CounterMode {
       if (_untilOverflow > 0) continue;
       std::fill(_block.begin() + kBlockSize / 2, _block.end(), std::byte{0});
       _cipher.begin(_block);
-      _untilOverflow = kForEver;
+      _untilOverflow = kNoOverflow;
     }
   }
   bool works() const { return _cipher.works(); }
@@ -79,7 +79,7 @@ class CounterMode {
  private:
   Cipher _cipher;
   std::array<std::byte, kBlockSize> _block;
-  std::uint64_t _untilOverflow = kForEver;  // bytes
+  std::uint64_t _untilOverflow = kNoOverflow;  // bytes
 };
 
 class ChainedPattern {

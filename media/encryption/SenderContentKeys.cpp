@@ -10,17 +10,17 @@ using platform::Bytes;
 
 namespace {
 // Media with key rotation may have a few dozen keys an hour.
-constexpr std::size_t kMostEntries = 256;
+constexpr std::size_t kMaxEntries = 256;
 }  // namespace
 
 void SenderContentKeys::ask(const Bytes& keyID, Reply reply) {
-  Ask askSender;
+  Ask sendRequest;
   std::optional<Bytes> known;
   {
     const std::lock_guard lock(_mutex);
-    askSender = _askSender;
-    if (askSender) {
-      if (_entries.size() >= kMostEntries)
+    sendRequest = _sendRequest;
+    if (sendRequest) {
+      if (_entries.size() >= kMaxEntries)
         std::erase_if(_entries, [](const auto& each) { return each.second.key.has_value(); });
       Entry& entry = _entries[keyID];
       known = entry.key;
@@ -30,14 +30,14 @@ void SenderContentKeys::ask(const Bytes& keyID, Reply reply) {
       }
     }
   }
-  if (!askSender || known) {
+  if (!sendRequest || known) {
     reply(known);  // NOLINT(bugprone-use-after-move): moved only if no key is known
     return;
   }
-  askSender("clearkey:" + streaming::base64urlOf(keyID),
-            [weak = weak_from_this(), keyID](const streaming::ContentAnswer& answer) {
-              if (const auto self = weak.lock()) self->_settle(keyID, answer);
-            });
+  sendRequest("clearkey:" + streaming::base64urlOf(keyID),
+              [weak = weak_from_this(), keyID](const streaming::ContentAnswer& answer) {
+                if (const auto self = weak.lock()) self->_settle(keyID, answer);
+              });
 }
 
 void SenderContentKeys::_settle(const Bytes& keyID, const streaming::ContentAnswer& answer) {
@@ -59,11 +59,11 @@ void SenderContentKeys::_settle(const Bytes& keyID, const streaming::ContentAnsw
 
 void SenderContentKeys::close() {
   std::map<Bytes, Entry> entries;
-  Ask askSender;
+  Ask sendRequest;
   {
     const std::lock_guard lock(_mutex);
     entries.swap(_entries);
-    askSender.swap(_askSender);  // destroyed after the lock is released
+    sendRequest.swap(_sendRequest);  // destroyed after the lock is released
   }
   for (const auto& [keyID, entry] : entries)
     for (const Reply& reply : entry.waiting) reply(std::nullopt);

@@ -25,7 +25,7 @@ class SenderContentKeys final : public ContentKeys,
   /// Sends a request to the sender; see streaming::StreamedItem::askForKey().
   using Ask = std::function<void(const std::string& url,
                                  std::function<void(streaming::ContentAnswer)> reply)>;
-  explicit SenderContentKeys(Ask ask) : _askSender(std::move(ask)) {}
+  explicit SenderContentKeys(Ask ask) : _sendRequest(std::move(ask)) {}
 
   void ask(const platform::Bytes& keyID, Reply reply) override;
   /// Answers all pending and later requests with nullopt. Call it before the streams are stopped,
@@ -41,7 +41,7 @@ class SenderContentKeys final : public ContentKeys,
   void _settle(const platform::Bytes& keyID, const streaming::ContentAnswer& answer);
 
   std::mutex _mutex;  // guards the members below
-  Ask _askSender;     // empty after close()
+  Ask _sendRequest;   // empty after close()
   std::map<platform::Bytes, Entry> _entries;
 };
 

@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "media/engine/AccessLog.h"
-#include "media/engine/ItemQuestions.h"
+#include "media/engine/ItemRequests.h"
 #include "media/engine/SenderItemSetup.h"
 #include "media/engine/TimelineFacts.h"
 #include "media/output/SeekDestination.h"
@@ -82,11 +82,11 @@ std::function<void(const PipelineEvent&)> EngineLoad::_reporter() {
 
 void EngineLoad::_open(bool held) {
   _held = held;
-  _refusal = refusalOf(_url, _setup.allowFileURLs);
-  if (!_refusal && isStreamedURL(_url)) _openItem();
+  _startError = unsupportedURLError(_url, _setup.allowFileURLs);
+  if (!_startError && isStreamedURL(_url)) _openItem();
   _ticket = _setup.frames->reserve();
   if (!held) show();
-  if (_refusal) return _refuse(*_refusal);
+  if (_startError) return _failToStart(*_startError);
   PipelineSetup setup;
   setup.url = _url;
   setup.item = _item;
@@ -107,16 +107,16 @@ void EngineLoad::_open(bool held) {
   setup.positionChanged = _setup.positionChanged;
   setup.textsChanged = _setup.textsChanged;
   _pipeline = Pipeline::start(_clock, std::move(setup), std::exchange(_setup.predecessor, nullptr));
-  if (!_pipeline) return _refuse(noThreadError());
-  _followStyles();
+  if (!_pipeline) return _failToStart(noThreadError());
+  _observeSubtitleStyles();
 }
 
-void EngineLoad::_refuse(platform::Error error) {
-  _refusal = std::move(error);
-  if (!_held) _reporter()({.kind = Kind::Fail, .error = *_refusal});
+void EngineLoad::_failToStart(platform::Error error) {
+  _startError = std::move(error);
+  if (!_held) _reporter()({.kind = Kind::Fail, .error = *_startError});
 }
 
-void EngineLoad::_followStyles() {
+void EngineLoad::_observeSubtitleStyles() {
   _metadataObserver = _setup.load.item->addMetadataObserver([this](const auto& keys) {
     if (std::find(keys.begin(), keys.end(), platform::kMediaItemSubtitleStyles) == keys.end())
       return;
@@ -126,9 +126,9 @@ void EngineLoad::_followStyles() {
 }
 
 void EngineLoad::_openItem() {
-  _questions = ItemQuestions::make(_queue, _setup.load.item);
+  _itemRequests = ItemRequests::make(_queue, _setup.load.item);
   streaming::ItemSetup setup = itemSetupOf(*_setup.load.item);
-  setup.ask = _questions->asker();
+  setup.ask = _itemRequests->requester();
   _item = _setup.streaming->open(std::move(setup), canDecode);
 }
 
@@ -141,7 +141,7 @@ void EngineLoad::begin(const platform::MediaLoad& load, std::shared_ptr<Pipeline
   if (_pipeline)
     _pipeline->begin(requestOf(load), std::move(predecessor));
   else
-    _reporter()({.kind = Kind::Fail, .error = *_refusal});
+    _reporter()({.kind = Kind::Fail, .error = *_startError});
 }
 
 std::shared_ptr<Pipeline> EngineLoad::close() {
@@ -149,7 +149,7 @@ std::shared_ptr<Pipeline> EngineLoad::close() {
   _setup.frames->close(_ticket);
   if (_pipeline) _pipeline->close();
   _metadataObserver = {};
-  _questions.reset();
+  _itemRequests.reset();
   _item.reset();
   return std::exchange(_pipeline, nullptr);
 }
@@ -207,18 +207,18 @@ std::shared_ptr<const platform::MediaFacts> EngineLoad::facts() {
   if (!_pipeline) return std::make_shared<platform::MediaFacts>();
   auto facts = _pipeline->facts();
   if (_ready && facts->live) refresh();
-  return _ready && _item ? _withTimeline(std::move(facts)) : facts;
+  return _ready && _item ? _mergeTimeline(std::move(facts)) : facts;
 }
 
-std::shared_ptr<const platform::MediaFacts> EngineLoad::_withTimeline(
+std::shared_ptr<const platform::MediaFacts> EngineLoad::_mergeTimeline(
     std::shared_ptr<const platform::MediaFacts> facts) {
   const auto now = _clock.now();
-  if (facts == _factsOfPipeline && now - _factsMadeAt < kTimelineInterval) return _facts;
+  if (facts == _pipelineFacts && now - _mergedAt < kTimelineInterval) return _facts;
   auto merged = std::make_shared<platform::MediaFacts>(*facts);
   addTimeline(*_item, position(), *merged);
   _facts = std::move(merged);
-  _factsOfPipeline = std::move(facts);
-  _factsMadeAt = now;
+  _pipelineFacts = std::move(facts);
+  _mergedAt = now;
   return _facts;
 }
 
@@ -259,7 +259,7 @@ void EngineLoad::_receive(const PipelineEvent& event) {
   // failure.
   if (!_ready && event.kind != Kind::Fail && (event.kind != Kind::Facts || _held)) return;
   // Last statement: the callback may end this load.
-  _setup.tell(*this, event);
+  _setup.onEvent(*this, event);
 }
 
 }  // namespace media

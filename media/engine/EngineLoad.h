@@ -20,7 +20,7 @@
 namespace media {
 
 class AudioDevice;
-class ItemQuestions;
+class ItemRequests;
 class Pipeline;
 struct PipelineEvent;
 
@@ -43,7 +43,7 @@ class EngineLoad : public std::enable_shared_from_this<EngineLoad> {
     /// The pipeline before. It may still occupy the audio device.
     std::shared_ptr<Pipeline> predecessor;
     /// Called in tasks of the main queue. It may close and release the load.
-    std::function<void(EngineLoad& load, const PipelineEvent& event)> tell;
+    std::function<void(EngineLoad& load, const PipelineEvent& event)> onEvent;
     /// See PipelineSetup.
     std::function<void()> positionChanged;
     SubtitleCues::Observer textsChanged;
@@ -91,12 +91,12 @@ class EngineLoad : public std::enable_shared_from_this<EngineLoad> {
   EngineLoad(platform::MainQueue& queue, const platform::Clock& clock, Setup setup);
   void _open(bool held);
   /// Reports a failure: at once, or in begin() if the load is prepared.
-  void _refuse(platform::Error error);
+  void _failToStart(platform::Error error);
   void _openItem();
-  void _followStyles();
+  void _observeSubtitleStyles();
   std::function<void(const PipelineEvent&)> _reporter();
   void _receive(const PipelineEvent& event);
-  std::shared_ptr<const platform::MediaFacts> _withTimeline(
+  std::shared_ptr<const platform::MediaFacts> _mergeTimeline(
       std::shared_ptr<const platform::MediaFacts> facts);
 
   platform::MainQueue& _queue;
@@ -105,8 +105,8 @@ class EngineLoad : public std::enable_shared_from_this<EngineLoad> {
   const std::string _url;
   platform::Date _loadedAt;
 
-  std::optional<platform::Error> _refusal;  // there is no pipeline
-  std::shared_ptr<ItemQuestions> _questions;
+  std::optional<platform::Error> _startError;  // there is no pipeline
+  std::shared_ptr<ItemRequests> _itemRequests;
   std::shared_ptr<streaming::StreamedItem> _item;  // null for a plain file
   std::shared_ptr<Pipeline> _pipeline;
   platform::Token _metadataObserver;
@@ -119,8 +119,8 @@ class EngineLoad : public std::enable_shared_from_this<EngineLoad> {
   platform::TimePoint _refreshedAt{};
   // The facts of the pipeline merged with those of the item.
   std::shared_ptr<const platform::MediaFacts> _facts;
-  std::shared_ptr<const platform::MediaFacts> _factsOfPipeline;
-  platform::TimePoint _factsMadeAt{};
+  std::shared_ptr<const platform::MediaFacts> _pipelineFacts;
+  platform::TimePoint _mergedAt{};
 };
 
 }  // namespace media

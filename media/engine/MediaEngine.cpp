@@ -28,16 +28,17 @@ MediaEngine::~MediaEngine() { unload(); }
 void MediaEngine::setObserver(platform::MediaEngineObserver* observer) { _observer = observer; }
 
 EngineLoad::Setup MediaEngine::_setupOf(const platform::MediaLoad& load) {
-  return {.load = load,
-          .allowFileURLs = _allowFileURLs,
-          .preferredLanguages = _preferredLanguages,
-          .streaming = _streaming,
-          .audio = _audio,
-          .frames = _frames,
-          .predecessor = nullptr,
-          .tell = [this](EngineLoad& from, const PipelineEvent& event) { _receive(from, event); },
-          .positionChanged = _positionChanged,
-          .textsChanged = _textsChanged};
+  return {
+      .load = load,
+      .allowFileURLs = _allowFileURLs,
+      .preferredLanguages = _preferredLanguages,
+      .streaming = _streaming,
+      .audio = _audio,
+      .frames = _frames,
+      .predecessor = nullptr,
+      .onEvent = [this](EngineLoad& from, const PipelineEvent& event) { _receive(from, event); },
+      .positionChanged = _positionChanged,
+      .textsChanged = _textsChanged};
 }
 
 void MediaEngine::load(const platform::MediaLoad& load) {

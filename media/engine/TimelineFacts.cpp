@@ -37,24 +37,24 @@ void addPresentation(const StreamedItem& item, double position, platform::MediaF
   facts.likelyToKeepUpTime =
       timeline.isLoadedToEnd
           ? 0
-          : keepUpTime(facts.loaded, position, end,
-                       legs.empty() ? std::nullopt : legs.back().indicatedBitrate,
-                       item.statistics().observedBitrate);
+          : secondsUntilLikelyToKeepUp(facts.loaded, position, end,
+                                       legs.empty() ? std::nullopt : legs.back().indicatedBitrate,
+                                       item.statistics().observedBitrate);
 }
 
 void addResource(const StreamedItem& item, double position, platform::MediaFacts& facts) {
   const auto resource = item.resource();
   const auto size = resource->size();
   if (!size || *size == 0 || facts.duration <= 0) return;
-  facts.loaded = timesOfBytes(resource->loaded(), *size, facts.duration);
-  facts.likelyToKeepUpTime = keepUpTime(facts.loaded, position, facts.duration,
-                                        8 * static_cast<double>(*size) / facts.duration,
-                                        item.statistics().observedBitrate);
+  facts.loaded = timeRangesOf(resource->loaded(), *size, facts.duration);
+  facts.likelyToKeepUpTime = secondsUntilLikelyToKeepUp(
+      facts.loaded, position, facts.duration, 8 * static_cast<double>(*size) / facts.duration,
+      item.statistics().observedBitrate);
 }
 
 }  // namespace
 
-std::vector<TimeRange> timesOfBytes(const std::vector<streaming::ByteSpan>& loaded,
+std::vector<TimeRange> timeRangesOf(const std::vector<streaming::ByteSpan>& loaded,
                                     std::uint64_t size, double duration) {
   std::vector<TimeRange> times;
   const double scale = duration / static_cast<double>(size);
@@ -69,9 +69,10 @@ std::vector<TimeRange> timesOfBytes(const std::vector<streaming::ByteSpan>& load
   return times;
 }
 
-std::optional<double> keepUpTime(const std::vector<TimeRange>& loaded, double position,
-                                 std::optional<double> end, std::optional<double> mediaBitrate,
-                                 std::optional<double> observedBitrate) {
+std::optional<double> secondsUntilLikelyToKeepUp(const std::vector<TimeRange>& loaded,
+                                                 double position, std::optional<double> end,
+                                                 std::optional<double> mediaBitrate,
+                                                 std::optional<double> observedBitrate) {
   const double rest = end.value_or(position + kSecondsAhead) - position;
   const double missing = std::clamp(rest, 0.0, kSecondsAhead) - secondsAhead(loaded, position);
   if (missing <= kTolerance) return 0;

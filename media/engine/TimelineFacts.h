@@ -22,13 +22,14 @@ std::optional<double> positionOfDate(const streaming::StreamedItem* item, platfo
 
 /// Converts the loaded byte ranges of a plain resource to time ranges, in proportion to its
 /// duration.
-std::vector<platform::TimeRange> timesOfBytes(const std::vector<streaming::ByteSpan>& loaded,
+std::vector<platform::TimeRange> timeRangesOf(const std::vector<streaming::ByteSpan>& loaded,
                                               std::uint64_t size, double duration);
 
 /// Returns the seconds until ten seconds after `position`, or everything up to `end`, are loaded;
 /// 0: they are. Returns nullopt while a bitrate (bits per second) is unknown.
-std::optional<double> keepUpTime(const std::vector<platform::TimeRange>& loaded, double position,
-                                 std::optional<double> end, std::optional<double> mediaBitrate,
-                                 std::optional<double> observedBitrate);
+std::optional<double> secondsUntilLikelyToKeepUp(const std::vector<platform::TimeRange>& loaded,
+                                                 double position, std::optional<double> end,
+                                                 std::optional<double> mediaBitrate,
+                                                 std::optional<double> observedBitrate);
 
 }  // namespace media

@@ -13,7 +13,7 @@ namespace {
 
 using platform::MediaLoad;
 
-constexpr std::size_t kMostTraits = 64;
+constexpr std::size_t kMaxTraits = 64;
 
 const auto takeMessageText = [](WireReader& reader) { return reader.takeText(); };
 const auto takeMessageDictionary = [](WireReader& reader) { return reader.takeDictionary(); };
@@ -28,7 +28,7 @@ void put(WireWriter& writer, const ItemDescription& item) {
 
 void take(WireReader& reader, ItemDescription& item) {
   item.url = reader.takeText();
-  item.traits = reader.takeList(kMostTraits, takeMessageText);
+  item.traits = reader.takeList(kMaxTraits, takeMessageText);
   item.metadata = reader.takeDictionary();
   item.purchase = reader.takeOptional(takeMessageDictionary);
 }
@@ -159,21 +159,21 @@ platform::ResourceResponse takeResponse(WireReader& reader) {
   return response;
 }
 
-void put(WireWriter& writer, const AnswerCommand& command) {
-  writer.put(command.questionID).put(command.response.has_value());
+void put(WireWriter& writer, const ItemResponseCommand& command) {
+  writer.put(command.requestID).put(command.response.has_value());
   if (command.response) put(writer, *command.response);
   writer.put(command.error);
 }
-void take(WireReader& reader, AnswerCommand& command) {
-  command.questionID = reader.take<std::uint64_t>();
+void take(WireReader& reader, ItemResponseCommand& command) {
+  command.requestID = reader.take<std::uint64_t>();
   command.response = reader.takeOptional(takeResponse);
   command.error = reader.takeOptional([](WireReader& from) { return from.takeError(); });
 }
 
 void put(WireWriter&, const RefreshCommand&) {}
 void take(WireReader&, RefreshCommand&) {}
-void put(WireWriter&, const SoundArrivedCommand&) {}
-void take(WireReader&, SoundArrivedCommand&) {}
+void put(WireWriter&, const AudioDeviceAddedCommand&) {}
+void take(WireReader&, AudioDeviceAddedCommand&) {}
 
 void put(WireWriter& writer, const HelloEvent& event) { writer.put(event.version); }
 void take(WireReader& reader, HelloEvent& event) { event.version = reader.takeText(); }
@@ -183,12 +183,12 @@ void take(WireReader& reader, AcknowledgedEvent& event) {
   event.number = reader.take<std::uint64_t>();
 }
 
-void put(WireWriter& writer, const HappenedEvent& event) {
+void put(WireWriter& writer, const PlaybackEvent& event) {
   writer.put(event.kind).put(event.generation).put(event.rate).put(event.seekSerial);
   writer.put(event.error).put(event.characteristic);
 }
-void take(WireReader& reader, HappenedEvent& event) {
-  event.kind = reader.takeEnum(HappenedEvent::Kind::Selection);
+void take(WireReader& reader, PlaybackEvent& event) {
+  event.kind = reader.takeEnum(PlaybackEvent::Kind::Selection);
   event.generation = reader.take<std::uint64_t>();
   event.rate = reader.takeFinite();
   event.seekSerial = reader.take<std::uint64_t>();
@@ -198,14 +198,14 @@ void take(WireReader& reader, HappenedEvent& event) {
 
 void put(WireWriter& writer, const FactsEvent& event) {
   writer.put(event.generation).put(event.hasContents);
-  putFlow(writer, event.facts);
-  if (event.hasContents) putContents(writer, event.facts);
+  putPlaybackFacts(writer, event.facts);
+  if (event.hasContents) putContentFacts(writer, event.facts);
 }
 void take(WireReader& reader, FactsEvent& event) {
   event.generation = reader.take<std::uint64_t>();
   event.hasContents = reader.take<bool>();
-  takeFlow(reader, event.facts);
-  if (event.hasContents) takeContents(reader, event.facts);
+  takePlaybackFacts(reader, event.facts);
+  if (event.hasContents) takeContentFacts(reader, event.facts);
 }
 
 void put(WireWriter& writer, const AccessLogEvent& event) {
@@ -232,21 +232,21 @@ void take(WireReader& reader, PositionEvent& event) {
   if (std::isnan(event.first) || std::isnan(event.last) || event.first > event.last) reader.fail();
 }
 
-void put(WireWriter& writer, const QuestionEvent& event) {
-  writer.put(event.questionID).put(event.itemID).put(event.isKey).put(event.url);
+void put(WireWriter& writer, const ItemRequestEvent& event) {
+  writer.put(event.requestID).put(event.itemID).put(event.isKey).put(event.url);
   writer.put(event.details);
 }
-void take(WireReader& reader, QuestionEvent& event) {
-  event.questionID = reader.take<std::uint64_t>();
+void take(WireReader& reader, ItemRequestEvent& event) {
+  event.requestID = reader.take<std::uint64_t>();
   event.itemID = reader.take<std::uint64_t>();
   event.isKey = reader.take<bool>();
   event.url = reader.takeText();
   event.details = reader.takeDictionary();
 }
 
-void put(WireWriter& writer, const WithdrawnEvent& event) { writer.put(event.questionID); }
-void take(WireReader& reader, WithdrawnEvent& event) {
-  event.questionID = reader.take<std::uint64_t>();
+void put(WireWriter& writer, const CancelRequestEvent& event) { writer.put(event.requestID); }
+void take(WireReader& reader, CancelRequestEvent& event) {
+  event.requestID = reader.take<std::uint64_t>();
 }
 
 void put(WireWriter& writer, const TextEvent& event) { write(writer, event.change); }

@@ -71,21 +71,21 @@ struct SelectCommand {
   std::string characteristic;
   std::optional<std::string> identifier;
 };
-/// The response to a QuestionEvent, or an error.
-struct AnswerCommand {
-  std::uint64_t questionID = 0;
+/// The response to an ItemRequestEvent, or an error.
+struct ItemResponseCommand {
+  std::uint64_t requestID = 0;
   std::optional<platform::ResourceResponse> response;
   std::optional<platform::Error> error;
 };
 /// Requests an update of facts that the media process does not send by itself.
 struct RefreshCommand {};
 /// A sound device may be available again.
-struct SoundArrivedCommand {};
+struct AudioDeviceAddedCommand {};
 
 using EngineCommand =
     std::variant<LoadCommand, UnloadCommand, CancelPreparationCommand, PlayCommand, PauseCommand,
                  SeekCommand, SeekToDateCommand, EndTimesCommand, VolumeCommand, TrackCommand,
-                 SelectCommand, AnswerCommand, RefreshCommand, SoundArrivedCommand>;
+                 SelectCommand, ItemResponseCommand, RefreshCommand, AudioDeviceAddedCommand>;
 
 /// A command with its number, which an AcknowledgedEvent refers to.
 struct NumberedCommand {
@@ -102,7 +102,7 @@ struct AcknowledgedEvent {
   std::uint64_t number = 0;
 };
 /// A callback of platform::MediaEngineObserver.
-struct HappenedEvent {
+struct PlaybackEvent {
   enum class Kind { Ready, Play, Pause, Stall, Seek, End, Fail, Facts, Selection };
   Kind kind = Kind::Facts;
   std::uint64_t generation = 0;
@@ -132,16 +132,16 @@ struct PositionEvent {
   std::int64_t at = 0;  ///< nanoseconds: when the position was `seconds`
 };
 /// Requests a resource or a key from the item.
-struct QuestionEvent {
-  std::uint64_t questionID = 0;
+struct ItemRequestEvent {
+  std::uint64_t requestID = 0;
   std::uint64_t itemID = 0;
   bool isKey = false;
   std::string url;
   platform::Dictionary details;
 };
 /// Cancels a request.
-struct WithdrawnEvent {
-  std::uint64_t questionID = 0;
+struct CancelRequestEvent {
+  std::uint64_t requestID = 0;
 };
 /// A change of SubtitleCues.
 struct TextEvent {
@@ -154,8 +154,8 @@ struct SoundEvent {
 };
 
 using EngineEvent =
-    std::variant<HelloEvent, AcknowledgedEvent, HappenedEvent, FactsEvent, AccessLogEvent,
-                 PositionEvent, QuestionEvent, WithdrawnEvent, TextEvent, SoundEvent>;
+    std::variant<HelloEvent, AcknowledgedEvent, PlaybackEvent, FactsEvent, AccessLogEvent,
+                 PositionEvent, ItemRequestEvent, CancelRequestEvent, TextEvent, SoundEvent>;
 
 std::vector<std::byte> encode(const NumberedCommand& command);
 std::vector<std::byte> encode(const EngineEvent& event);

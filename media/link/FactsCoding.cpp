@@ -12,11 +12,11 @@ using platform::MediaTrack;
 using platform::TimedMetadataItem;
 using platform::TimeRange;
 
-constexpr std::size_t kMostTracks = 4096;
-constexpr std::size_t kMostRanges = 65536;
-constexpr std::size_t kMostGroups = 64;
-constexpr std::size_t kMostOptions = 4096;
-constexpr std::size_t kMostItems = 65536;
+constexpr std::size_t kMaxTracks = 4096;
+constexpr std::size_t kMaxRanges = 65536;
+constexpr std::size_t kMaxGroups = 64;
+constexpr std::size_t kMaxOptions = 4096;
+constexpr std::size_t kMaxItems = 65536;
 
 const auto takeTextOf = [](WireReader& reader) { return reader.takeText(); };
 
@@ -56,7 +56,7 @@ MediaSelectionOption takeOption(WireReader& reader) {
   option.displayName = reader.takeText();
   option.languageTag = reader.takeText();
   option.forced = reader.take<bool>();
-  option.characteristics = reader.takeList(kMostGroups, takeTextOf);
+  option.characteristics = reader.takeList(kMaxGroups, takeTextOf);
   return option;
 }
 
@@ -70,7 +70,7 @@ void putGroup(WireWriter& writer, const MediaSelectionGroup& group) {
 MediaSelectionGroup takeGroup(WireReader& reader) {
   MediaSelectionGroup group;
   group.characteristic = reader.takeText();
-  group.options = reader.takeList(kMostOptions, takeOption);
+  group.options = reader.takeList(kMaxOptions, takeOption);
   if (const auto selected =
           reader.takeOptional([](WireReader& from) { return from.take<std::uint32_t>(); })) {
     if (*selected >= group.options.size()) reader.fail();
@@ -123,7 +123,7 @@ MediaChapter takeChapter(WireReader& reader) {
 
 }  // namespace
 
-void putFlow(WireWriter& writer, const MediaFacts& facts) {
+void putPlaybackFacts(WireWriter& writer, const MediaFacts& facts) {
   const auto percent = facts.bufferingPercent
                            ? std::optional(static_cast<std::int32_t>(*facts.bufferingPercent))
                            : std::nullopt;
@@ -134,12 +134,12 @@ void putFlow(WireWriter& writer, const MediaFacts& facts) {
   writer.put(facts.playbackDate).put(facts.estimatedDate);
 }
 
-void takeFlow(WireReader& reader, MediaFacts& facts) {
+void takePlaybackFacts(WireReader& reader, MediaFacts& facts) {
   const auto date = [](WireReader& from) { return from.takeDate(); };
   facts.duration = reader.takeFinite();
   facts.live = reader.take<bool>();
-  facts.seekable = reader.takeList(kMostRanges, takeRange);
-  facts.loaded = reader.takeList(kMostRanges, takeRange);
+  facts.seekable = reader.takeList(kMaxRanges, takeRange);
+  facts.loaded = reader.takeList(kMaxRanges, takeRange);
   facts.likelyToKeepUp = reader.take<bool>();
   facts.bufferFull = reader.take<bool>();
   facts.bufferEmpty = reader.take<bool>();
@@ -152,21 +152,21 @@ void takeFlow(WireReader& reader, MediaFacts& facts) {
   facts.estimatedDate = reader.takeOptional(date);
 }
 
-void putContents(WireWriter& writer, const MediaFacts& facts) {
+void putContentFacts(WireWriter& writer, const MediaFacts& facts) {
   writer.putList(facts.tracks, putTrack).putList(facts.selectionGroups, putGroup);
   writer.putList(facts.timedMetadata, putMetadataItem).putList(facts.chapters, putChapter);
   writer.put(facts.title);
 }
 
-void takeContents(WireReader& reader, MediaFacts& facts) {
-  facts.tracks = reader.takeList(kMostTracks, takeTrack);
-  facts.selectionGroups = reader.takeList(kMostGroups, takeGroup);
-  facts.timedMetadata = reader.takeList(kMostItems, takeMetadataItem);
-  facts.chapters = reader.takeList(kMostItems, takeChapter);
+void takeContentFacts(WireReader& reader, MediaFacts& facts) {
+  facts.tracks = reader.takeList(kMaxTracks, takeTrack);
+  facts.selectionGroups = reader.takeList(kMaxGroups, takeGroup);
+  facts.timedMetadata = reader.takeList(kMaxItems, takeMetadataItem);
+  facts.chapters = reader.takeList(kMaxItems, takeChapter);
   facts.title = reader.takeText();
 }
 
-bool haveEqualFlow(const MediaFacts& a, const MediaFacts& b) {
+bool haveEqualPlaybackFacts(const MediaFacts& a, const MediaFacts& b) {
   return a.duration == b.duration && a.live == b.live && a.seekable == b.seekable &&
          a.loaded == b.loaded && a.likelyToKeepUp == b.likelyToKeepUp &&
          a.bufferFull == b.bufferFull && a.bufferEmpty == b.bufferEmpty &&
@@ -174,7 +174,7 @@ bool haveEqualFlow(const MediaFacts& a, const MediaFacts& b) {
          a.playbackDate == b.playbackDate && a.estimatedDate == b.estimatedDate;
 }
 
-bool haveEqualContents(const MediaFacts& a, const MediaFacts& b) {
+bool haveEqualContentFacts(const MediaFacts& a, const MediaFacts& b) {
   return a.tracks == b.tracks && a.selectionGroups == b.selectionGroups &&
          a.timedMetadata == b.timedMetadata && a.chapters == b.chapters && a.title == b.title;
 }

@@ -14,7 +14,7 @@ namespace media {
 LinkThread::LinkThread(Setup setup)
     : _setup(std::move(setup)),
       _socket(_setup.descriptor),
-      _waker(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+      _wakeupEvent(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
   static_cast<void>(platform::startThread(_thread, [this] { _run(); }));
 }
 
@@ -22,7 +22,7 @@ LinkThread::~LinkThread() {
   _stopping = true;
   _wake();
   if (_thread.joinable()) _thread.join();
-  close(_waker);
+  close(_wakeupEvent);
 }
 
 void LinkThread::send(std::span<const std::byte> message) {
@@ -32,7 +32,7 @@ void LinkThread::send(std::span<const std::byte> message) {
 void LinkThread::_wake() const {
   const std::uint64_t one = 1;
   // If the counter is full the descriptor is readable anyway.
-  [[maybe_unused]] const ssize_t written = ::write(_waker, &one, sizeof one);
+  [[maybe_unused]] const ssize_t written = ::write(_wakeupEvent, &one, sizeof one);
 }
 
 void LinkThread::_run() {
@@ -40,7 +40,7 @@ void LinkThread::_run() {
   std::vector<Source> sources = _setup.sources;
   while (!_stopping) {
     std::vector<pollfd> polled;
-    polled.push_back({_waker, POLLIN, 0});
+    polled.push_back({_wakeupEvent, POLLIN, 0});
     const auto events = static_cast<short>(_socket.hasQueued() ? POLLIN | POLLOUT : POLLIN);
     // poll() ignores negative descriptors.
     polled.push_back({isOpen ? _socket.descriptor() : -1, events, 0});
@@ -48,7 +48,7 @@ void LinkThread::_run() {
     if (poll(polled.data(), polled.size(), -1) < 0) continue;
     if (polled[0].revents != 0) {
       std::uint64_t count = 0;
-      [[maybe_unused]] const ssize_t got = ::read(_waker, &count, sizeof count);
+      [[maybe_unused]] const ssize_t got = ::read(_wakeupEvent, &count, sizeof count);
     }
     if (_stopping) return;
     for (std::size_t index = sources.size(); index-- > 0;)

@@ -47,7 +47,7 @@ class LinkThread {
 
   const Setup _setup;
   LinkSocket _socket;
-  const int _waker;  // an eventfd
+  const int _wakeupEvent;  // an eventfd
   std::atomic<bool> _stopping = false;
   std::thread _thread;
 };

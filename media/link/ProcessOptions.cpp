@@ -37,8 +37,8 @@ bool readOption(std::string_view name, std::string_view value, ProcessOptions& o
     return readLogComponent(value, options);
   } else if (name == "--no-sandbox") {
     options.usesSandbox = false;
-  } else if (name == "--no-introduction") {
-    options.introduces = false;
+  } else if (name == "--no-version-log") {
+    options.logsVersions = false;
   } else if (name == "--sandbox-read") {
     options.readable.emplace_back(value);
   } else if (name == "--sandbox-write") {
@@ -77,7 +77,7 @@ std::vector<std::string> argumentsOf(const ProcessOptions& options) {
   for (const auto& [component, level] : options.logComponents)
     add("--log-component", component + "=" + std::to_string(level));
   if (!options.usesSandbox) arguments.emplace_back("--no-sandbox");
-  if (!options.introduces) arguments.emplace_back("--no-introduction");
+  if (!options.logsVersions) arguments.emplace_back("--no-version-log");
   for (const std::string& each : options.readable) add("--sandbox-read", each);
   for (const std::string& each : options.writable) add("--sandbox-write", each);
   return arguments;

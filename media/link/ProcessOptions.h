@@ -22,7 +22,7 @@ struct ProcessOptions {
   bool usesSandbox = true;
   /// Log the versions of libraries, the workarounds and the sandbox. They are the same for all
   /// media processes of a box.
-  bool introduces = true;
+  bool logsVersions = true;
   std::vector<std::string> readable;  ///< in addition to the sandbox's own list
   std::vector<std::string> writable;
 };

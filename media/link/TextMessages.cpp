@@ -15,13 +15,13 @@ using Kind = TextChange::Kind;
 constexpr std::size_t kImageBytes = std::size_t{16} << 20;  // of one cue
 constexpr std::size_t kPartBytes = std::size_t{1} << 20;
 constexpr std::size_t kNameBytes = 256;
-constexpr std::size_t kMostClasses = 16;
-constexpr std::size_t kMostSpans = 64;
-constexpr std::size_t kMostImages = 16;
-constexpr std::int32_t kFarthest = 1 << 16;  // pixels
+constexpr std::size_t kMaxClasses = 16;
+constexpr std::size_t kMaxSpans = 64;
+constexpr std::size_t kMaxImages = 16;
+constexpr std::int32_t kMaxPixels = 1 << 16;
 
 /// Truncates `text` at a character boundary.
-std::string_view shortened(std::string_view text) {
+std::string_view truncated(std::string_view text) {
   if (text.size() <= kNameBytes) return text;
   std::size_t end = kNameBytes;
   while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
@@ -39,8 +39,8 @@ double takeLetterSize(WireReader& reader) { return std::clamp(reader.takeFinite(
 
 /// A fraction of the picture.
 double takeShare(WireReader& reader) {
-  constexpr double kMost = 100;
-  return std::clamp(reader.takeFinite(), -kMost, kMost);
+  constexpr double kMax = 100;
+  return std::clamp(reader.takeFinite(), -kMax, kMax);
 }
 
 std::int32_t takeWithin(WireReader& reader, std::int32_t first, std::int32_t last) {
@@ -88,10 +88,10 @@ SubtitleLook takeLook(WireReader& reader) {
 
 void put(WireWriter& writer, const SubtitleSpan& span) {
   writer.put(static_cast<std::uint32_t>(span.begin)).put(static_cast<std::uint32_t>(span.end));
-  writer.put(shortened(span.element)).put(shortened(span.annotation));
-  const std::size_t classes = std::min(span.classes.size(), kMostClasses);
+  writer.put(truncated(span.element)).put(truncated(span.annotation));
+  const std::size_t classes = std::min(span.classes.size(), kMaxClasses);
   writer.putCount(classes);
-  for (std::size_t index = 0; index < classes; ++index) writer.put(shortened(span.classes[index]));
+  for (std::size_t index = 0; index < classes; ++index) writer.put(truncated(span.classes[index]));
   put(writer, span.look);
 }
 
@@ -101,7 +101,7 @@ SubtitleSpan takeSpan(WireReader& reader) {
   span.end = reader.take<std::uint32_t>();
   span.element = takeName(reader);
   span.annotation = takeName(reader);
-  span.classes = reader.takeList(kMostClasses, takeName);
+  span.classes = reader.takeList(kMaxClasses, takeName);
   span.look = takeLook(reader);
   return span;
 }
@@ -120,7 +120,7 @@ CueLayout takeLayout(WireReader& reader) {
   layout.anchor = reader.takeEnum(CueLayout::Anchor::Bottom);
   layout.y = reader.takeOptional(takeShare);
   layout.line = reader.takeOptional(
-      [](WireReader& from) -> int { return takeWithin(from, -kFarthest, kFarthest); });
+      [](WireReader& from) -> int { return takeWithin(from, -kMaxPixels, kMaxPixels); });
   return layout;
 }
 
@@ -140,7 +140,7 @@ CueImage takeImage(WireReader& reader) {
   CueImage image;
   for (int* const value :
        {&image.canvasWidth, &image.canvasHeight, &image.x, &image.y, &image.width, &image.height})
-    *value = takeWithin(reader, -kFarthest, kFarthest);
+    *value = takeWithin(reader, -kMaxPixels, kMaxPixels);
   const std::vector<std::byte> bytes = reader.takeBytes();
   if (bytes.size() % 4 != 0 || bytes.size() > kImageBytes) reader.fail();
   if (reader.failed()) return {};
@@ -151,7 +151,7 @@ CueImage takeImage(WireReader& reader) {
 }
 
 void putCue(WireWriter& writer, const std::shared_ptr<const SubtitleCue>& cue) {
-  writer.put(cue->start).put(cue->duration).put(cue->text).put(shortened(cue->identifier));
+  writer.put(cue->start).put(cue->duration).put(cue->text).put(truncated(cue->identifier));
   put(writer, cue->look);
   writer.putList(cue->spans, [](WireWriter& to, const SubtitleSpan& each) { put(to, each); });
   put(writer, cue->layout);
@@ -167,16 +167,16 @@ std::shared_ptr<const SubtitleCue> takeCue(WireReader& reader) {
   cue.text = reader.takeText();
   cue.identifier = takeName(reader);
   cue.look = takeLook(reader);
-  cue.spans = reader.takeList(kMostSpans, takeSpan);
+  cue.spans = reader.takeList(kMaxSpans, takeSpan);
   cue.layout = takeLayout(reader);
-  cue.images = reader.takeList(kMostImages, takeImage);
+  cue.images = reader.takeList(kMaxImages, takeImage);
   bound(cue);
   return std::make_shared<const SubtitleCue>(std::move(cue));
 }
 
 }  // namespace
 
-std::vector<TextChange> partsOf(TextChange change) {
+std::vector<TextChange> splitChange(TextChange change) {
   std::vector<TextChange> parts;
   SubtitleCues::Cues cues = std::move(change.cues);
   change.cues.clear();

@@ -13,7 +13,7 @@ namespace media {
 using TextChange = SubtitleCues::Change;
 
 /// Splits a change into parts that fit into messages of a moderate size. Apply them in order.
-std::vector<TextChange> partsOf(TextChange change);
+std::vector<TextChange> splitChange(TextChange change);
 
 /// Long identifiers and annotations are truncated. Images of a cue that exceed 16 MiB are left out.
 void write(WireWriter& writer, const TextChange& change);

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "media/support/GstTime.h"
-#include "media/texts/TextForms.h"
+#include "media/texts/TextFormats.h"
 
 namespace media {
 namespace {
@@ -91,7 +91,7 @@ std::vector<platform::MediaChapter> timedChapters(const MovieTrack& track, doubl
   return chapters;
 }
 
-bool names(const MovieTrack& track, std::uint32_t other) {
+bool refersTo(const MovieTrack& track, std::uint32_t other) {
   bool found = false;
   forEachBox(track.content, boxType("tref"), [&](BoxBytes references) {
     forEachBox(references, boxType("chap"), [&](BoxBytes numbers) {
@@ -121,14 +121,14 @@ std::vector<platform::MediaChapter> chaptersOfMovie(BoxBytes movie) {
     const bool isText = each.handler == boxType("text") || each.handler == boxType("sbtl");
     if (isText && each.timescale > 0 &&
         std::any_of(tracks.begin(), tracks.end(),
-                    [&](const auto& other) { return names(other, each.number); }))
+                    [&](const auto& other) { return refersTo(other, each.number); }))
       return timedChapters(each, static_cast<double>(delayOf(each)) / timescale);
   }
   return {};
 }
 
-GstRef<GstMessage> messageOf(const std::vector<platform::MediaChapter>& chapters,
-                             GstObject* source) {
+GstRef<GstMessage> tocMessageOf(const std::vector<platform::MediaChapter>& chapters,
+                                GstObject* source) {
   const GstRef<GstToc> toc(gst_toc_new(GST_TOC_SCOPE_GLOBAL));
   for (std::size_t index = 0; index < chapters.size(); ++index) {
     GstTocEntry* const entry =

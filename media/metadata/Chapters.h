@@ -23,7 +23,7 @@ std::vector<platform::MediaChapter> chaptersOf(const GstToc* toc);
 std::vector<platform::MediaChapter> chaptersOfMovie(BoxBytes movie);
 
 /// Returns a TOC message as GStreamer's demuxers post it.
-GstRef<GstMessage> messageOf(const std::vector<platform::MediaChapter>& chapters,
-                             GstObject* source);
+GstRef<GstMessage> tocMessageOf(const std::vector<platform::MediaChapter>& chapters,
+                                GstObject* source);
 
 }  // namespace media

@@ -6,7 +6,7 @@
 namespace media {
 namespace {
 
-constexpr std::size_t kWaitingLimit = 64;
+constexpr std::size_t kPendingLimit = 64;
 constexpr std::uint32_t kUnknownDuration = 0xffffffff;
 constexpr std::string_view kID3Scheme = "https://aomedia.org/emsg/ID3";
 
@@ -53,8 +53,8 @@ std::optional<EventBox> readEventMessage(BoxBytes content) {
 }
 
 void EventMessages::takeBox(std::uint32_t type, BoxBytes content) {
-  if (type == boxType("emsg") && _waiting.size() < kWaitingLimit)
-    if (auto event = readEventMessage(content)) _waiting.push_back(*std::move(event));
+  if (type == boxType("emsg") && _pending.size() < kPendingLimit)
+    if (auto event = readEventMessage(content)) _pending.push_back(*std::move(event));
   if (type == boxType("moov")) _takeTracks(content);
   if (type == boxType("moof")) _takeFragment(content);
 }
@@ -84,7 +84,7 @@ void EventMessages::_takeFragment(BoxBytes fragment) {
   });
   if (!time) return;
   if (!_firstTime) _firstTime = time;
-  for (EventBox& each : std::exchange(_waiting, {}))
+  for (EventBox& each : std::exchange(_pending, {}))
     _found(each.seconds + (each.isAbsolute ? 0 : *time) - *_firstTime, std::move(each.message));
 }
 

@@ -49,7 +49,7 @@ class EventMessages {
   /// Takes "emsg", "moov" and "moof" boxes. Ignores any other.
   void takeBox(std::uint32_t type, BoxBytes content);
   /// Call it after a seek.
-  void restart() { _waiting.clear(); }
+  void restart() { _pending.clear(); }
 
  private:
   void _takeTracks(BoxBytes movie);
@@ -58,7 +58,7 @@ class EventMessages {
   const Found _found;
   std::map<std::uint32_t, std::uint32_t> _timescales;  // by track id
   std::optional<double> _firstTime;
-  std::vector<EventBox> _waiting;  // without a following fragment so far
+  std::vector<EventBox> _pending;  // without a following fragment so far
 };
 
 }  // namespace media

@@ -12,7 +12,7 @@
 #include "media/metadata/TransportMetadata.h"
 #include "media/support/DemuxerTap.h"
 #include "media/support/GstRef.h"
-#include "media/texts/TextForms.h"
+#include "media/texts/TextFormats.h"
 
 namespace media {
 namespace {
@@ -48,8 +48,8 @@ struct Listener {
 };
 
 /// Adds metadata that is read before it is due to the time line.
-void note(const Listener& listener, MetadataTimeline::Source source, double seconds,
-          MetadataTimeline::Items items) {
+void addToTimeline(const Listener& listener, MetadataTimeline::Source source, double seconds,
+                   MetadataTimeline::Items items) {
   if (items.empty()) return;
   listener.timeline->add(source, std::max(0.0, seconds), std::move(items));
   listener.found();
@@ -59,7 +59,7 @@ class TransportTap final : public DemuxerTap {
  public:
   explicit TransportTap(const Listener& listener)
       : _stream([listener](double seconds, Bytes data) {
-          note(listener, MetadataTimeline::Source::Stream, seconds, itemsOfID3Tag(data));
+          addToTimeline(listener, MetadataTimeline::Source::Stream, seconds, itemsOfID3Tag(data));
         }) {}
 
  private:
@@ -75,7 +75,7 @@ class MovieTap final : public DemuxerTap {
       : _demuxer(demuxer),
         _boxes(limitOf, [this](std::uint32_t type, BoxBytes content) { _take(type, content); }),
         _events([listener](double seconds, const EventMessage& event) {
-          note(listener, MetadataTimeline::Source::Events, seconds, itemsOfEvent(event));
+          addToTimeline(listener, MetadataTimeline::Source::Events, seconds, itemsOfEvent(event));
         }) {}
 
  private:
@@ -89,11 +89,12 @@ class MovieTap final : public DemuxerTap {
   void feedPulled(GstPad* sink, std::uint64_t offset, Bytes bytes) override {
     _boxes.restart();
     _boxes.feed(bytes);
-    if (_boxes.missing() == 0 || _boxes.type() != boxType("emsg")) return;
+    if (_boxes.missingBytes() == 0 || _boxes.type() != boxType("emsg")) return;
     const GstRef<GstPad> source(gst_pad_get_peer(sink));
     GstBuffer* rest = nullptr;
-    if (!source || gst_pad_get_range(source.get(), offset + bytes.size(),
-                                     static_cast<guint>(_boxes.missing()), &rest) != GST_FLOW_OK)
+    if (!source ||
+        gst_pad_get_range(source.get(), offset + bytes.size(),
+                          static_cast<guint>(_boxes.missingBytes()), &rest) != GST_FLOW_OK)
       return;
     const GstRef<GstBuffer> owned(rest);
     GstMapInfo map;
@@ -106,7 +107,7 @@ class MovieTap final : public DemuxerTap {
     if (type != boxType("moov")) return;
     const auto chapters = chaptersOfMovie(content);
     if (!chapters.empty())
-      gst_element_post_message(_demuxer, messageOf(chapters, GST_OBJECT(_demuxer)).release());
+      gst_element_post_message(_demuxer, tocMessageOf(chapters, GST_OBJECT(_demuxer)).release());
   }
 
   GstElement* const _demuxer;  // not owned: its pad owns this object
@@ -116,18 +117,18 @@ class MovieTap final : public DemuxerTap {
 
 /// Synchronizes the creation of a listener with its use on a streaming thread. GObject's own
 /// synchronization is not visible to thread sanitizers.
-std::mutex& handOver() {
+std::mutex& listenerMutex() {
   static std::mutex& mutex = *new std::mutex;
   return mutex;
 }
 
-Listener* handedOver(Listener listener) {
-  const std::lock_guard lock(handOver());
+Listener* newListener(Listener listener) {
+  const std::lock_guard lock(listenerMutex());
   return new Listener(std::move(listener));
 }
 
-Listener received(gpointer listener) {
-  const std::lock_guard lock(handOver());
+Listener copyOfListener(gpointer listener) {
+  const std::lock_guard lock(listenerMutex());
   return *static_cast<Listener*>(listener);
 }
 
@@ -136,7 +137,7 @@ void onTappedElement(GstBin*, GstBin*, GstElement* element, gpointer data) {
   const std::string_view name = factory ? GST_OBJECT_NAME(factory) : "";
   const bool isMovie = name == "qtdemux";
   if (!isMovie && name != "tsdemux") return;
-  const Listener listener = received(data);
+  const Listener listener = copyOfListener(data);
   const GstRef<GstPad> pad(gst_element_get_static_pad(element, "sink"));
   if (!pad) return;
   if (isMovie)
@@ -151,7 +152,7 @@ void tapMetadata(GstElement* pipeline, std::shared_ptr<MetadataTimeline> timelin
                  std::function<void()> found) {
   g_signal_connect_data(
       pipeline, "deep-element-added", G_CALLBACK(onTappedElement),
-      handedOver({std::move(timeline), std::move(found)}),
+      newListener({std::move(timeline), std::move(found)}),
       [](gpointer listener, GClosure*) { delete static_cast<Listener*>(listener); },
       GConnectFlags{});
 }

@@ -72,7 +72,7 @@ void MovieBoxes::restart() {
   _skip = 0;
 }
 
-std::size_t MovieBoxes::missing() const {
+std::size_t MovieBoxes::missingBytes() const {
   return _boxSize > 0 ? static_cast<std::size_t>(_boxSize) - _box.size() : 0;
 }
 

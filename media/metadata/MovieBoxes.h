@@ -78,7 +78,7 @@ class MovieBoxes {
   /// Call it before bytes from another position, which have to begin with a box.
   void restart();
   /// Returns how many bytes of the current box have not arrived; 0 if there is none.
-  std::size_t missing() const;
+  std::size_t missingBytes() const;
   std::uint32_t type() const { return _type; }
 
  private:

@@ -11,7 +11,7 @@ using Bytes = std::span<const std::uint8_t>;
 constexpr std::size_t kPacketSize = 188;
 constexpr std::uint8_t kSync = 0x47;
 constexpr std::uint8_t kMetadataType = 0x15;
-constexpr std::size_t kPieceLimit = std::size_t{64} * 1024;
+constexpr std::size_t kUnitLimit = std::size_t{64} * 1024;
 constexpr std::int64_t kTimeBits = 33;
 
 std::uint16_t pidAt(Bytes bytes, std::size_t at) {
@@ -30,35 +30,36 @@ std::optional<std::uint64_t> timeOf(Bytes pes) {
 
 /// Returns the difference of two time stamps, which may have wrapped around between.
 double secondsBetween(std::uint64_t from, std::uint64_t to) {
-  constexpr std::int64_t kRound = std::int64_t{1} << kTimeBits;
-  std::int64_t ticks = (static_cast<std::int64_t>(to) - static_cast<std::int64_t>(from)) % kRound;
-  if (ticks > kRound / 2) ticks -= kRound;
-  if (ticks < -kRound / 2) ticks += kRound;
+  constexpr std::int64_t kPeriod = std::int64_t{1} << kTimeBits;
+  std::int64_t ticks = (static_cast<std::int64_t>(to) - static_cast<std::int64_t>(from)) % kPeriod;
+  if (ticks > kPeriod / 2) ticks -= kPeriod;
+  if (ticks < -kPeriod / 2) ticks += kPeriod;
   return static_cast<double>(ticks) / 90000;
 }
 
 }  // namespace
 
 void TransportMetadata::restart() {
-  _carry.clear();
-  _piece = {};
+  _partialPacket.clear();
+  _unit = {};
 }
 
 void TransportMetadata::feed(Bytes bytes) {
   while (!bytes.empty()) {
-    if (_carry.empty() && bytes[0] != kSync) {
+    if (_partialPacket.empty() && bytes[0] != kSync) {
       const auto sync = std::find(bytes.begin(), bytes.end(), kSync);
       bytes = bytes.subspan(static_cast<std::size_t>(sync - bytes.begin()));
-    } else if (_carry.empty() && bytes.size() >= kPacketSize) {
+    } else if (_partialPacket.empty() && bytes.size() >= kPacketSize) {
       _takePacket(bytes.first(kPacketSize));
       bytes = bytes.subspan(kPacketSize);
     } else {
-      const std::size_t part = std::min(kPacketSize - _carry.size(), bytes.size());
-      _carry.insert(_carry.end(), bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(part));
+      const std::size_t part = std::min(kPacketSize - _partialPacket.size(), bytes.size());
+      _partialPacket.insert(_partialPacket.end(), bytes.begin(),
+                            bytes.begin() + static_cast<std::ptrdiff_t>(part));
       bytes = bytes.subspan(part);
-      if (_carry.size() < kPacketSize) return;
-      _takePacket(_carry);
-      _carry.clear();
+      if (_partialPacket.size() < kPacketSize) return;
+      _takePacket(_partialPacket);
+      _partialPacket.clear();
     }
   }
 }
@@ -108,23 +109,23 @@ void TransportMetadata::_takeTime(Bytes payload) { _firstTime = timeOf(payload);
 
 void TransportMetadata::_takeData(Bytes payload, bool begins) {
   if (begins) {
-    _finishPiece();
-    _piece.begun = true;
+    _emitUnit();
+    _unit.begun = true;
   }
-  if (!_piece.begun || _piece.bytes.size() + payload.size() > kPieceLimit) {
-    _piece = {};
+  if (!_unit.begun || _unit.bytes.size() + payload.size() > kUnitLimit) {
+    _unit = {};
     return;
   }
-  _piece.bytes.insert(_piece.bytes.end(), payload.begin(), payload.end());
-  const std::vector<std::uint8_t>& bytes = _piece.bytes;
+  _unit.bytes.insert(_unit.bytes.end(), payload.begin(), payload.end());
+  const std::vector<std::uint8_t>& bytes = _unit.bytes;
   if (bytes.size() < 6) return;
   const auto length = static_cast<std::size_t>(bytes[4] << 8 | bytes[5]);
-  if (length > 0 && bytes.size() >= 6 + length) _finishPiece();
+  if (length > 0 && bytes.size() >= 6 + length) _emitUnit();
 }
 
-void TransportMetadata::_finishPiece() {
-  const Piece piece = std::exchange(_piece, {});
-  const Bytes bytes(piece.bytes);
+void TransportMetadata::_emitUnit() {
+  const Unit unit = std::exchange(_unit, {});
+  const Bytes bytes(unit.bytes);
   const auto time = timeOf(bytes);
   if (!time || !_firstTime) return;
   const std::size_t begin = 9u + bytes[8];

@@ -27,7 +27,7 @@ class TransportMetadata {
   std::optional<std::uint64_t> firstTime() const { return _firstTime; }
 
  private:
-  struct Piece {
+  struct Unit {
     bool begun = false;
     std::vector<std::uint8_t> bytes;
   };
@@ -35,15 +35,15 @@ class TransportMetadata {
   void _takeTable(std::span<const std::uint8_t> payload, bool isProgram);
   void _takeTime(std::span<const std::uint8_t> payload);
   void _takeData(std::span<const std::uint8_t> payload, bool begins);
-  void _finishPiece();
+  void _emitUnit();
 
   const Found _found;
-  std::vector<std::uint8_t> _carry;  // an incomplete packet
+  std::vector<std::uint8_t> _partialPacket;  // an incomplete packet
   std::optional<std::uint16_t> _programPID;
   std::optional<std::uint16_t> _metadataPID;
   std::set<std::uint16_t> _timedPIDs;
   std::optional<std::uint64_t> _firstTime;  // in units of 1/90000 s
-  Piece _piece;
+  Unit _unit;
 };
 
 }  // namespace media

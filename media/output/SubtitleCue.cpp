@@ -8,8 +8,8 @@
 namespace media {
 namespace {
 
-constexpr std::size_t kMostCueBytes = 4000;
-constexpr std::size_t kMostCueSpans = 64;
+constexpr std::size_t kMaxCueBytes = 4000;
+constexpr std::size_t kMaxCueSpans = 64;
 constexpr std::size_t kImageLimit = 16;
 constexpr int kCanvasLimit = 8192;
 
@@ -40,7 +40,7 @@ void settleSpans(SubtitleCue& cue) {
     span.end = place(span.end);
   }
   std::erase_if(cue.spans, [](const SubtitleSpan& span) { return span.begin >= span.end; });
-  if (cue.spans.size() > kMostCueSpans) cue.spans.resize(kMostCueSpans);
+  if (cue.spans.size() > kMaxCueSpans) cue.spans.resize(kMaxCueSpans);
 }
 
 }  // namespace
@@ -56,8 +56,8 @@ void SubtitleLook::put(const SubtitleLook& over) {
 }
 
 void bound(SubtitleCue& cue) {
-  if (cue.text.size() > kMostCueBytes) {
-    std::size_t end = kMostCueBytes;
+  if (cue.text.size() > kMaxCueBytes) {
+    std::size_t end = kMaxCueBytes;
     while (end > 0 && isInsideCharacter(cue.text[end])) --end;
     cue.text.resize(end);
   }

@@ -39,17 +39,17 @@ SubtitleCues::SubtitleCues(Observer observer)
 
 SubtitleCues::~SubtitleCues() {
   std::unique_lock lock(_mutex);
-  _note(Change::Kind::Gone);
-  _tell(std::move(lock));
+  _queueChange(Change::Kind::Gone);
+  _notify(std::move(lock));
 }
 
 Cues SubtitleCues::at(double seconds) const {
   Cues found;
   const std::lock_guard lock(_mutex);
   if (_source == Source::None) return found;
-  const Cues& cues = _source == Source::Media      ? _ofMedia.cues
-                     : _source == Source::Pictures ? _ofPictures.cues
-                                                   : _beside.cues;
+  const Cues& cues = _source == Source::Media      ? _media.cues
+                     : _source == Source::Pictures ? _captions.cues
+                                                   : _external.cues;
   const auto last = std::upper_bound(cues.begin(), cues.end(), seconds, beginsBefore);
   for (auto each = cues.begin(); each != last; ++each) {
     const SubtitleCue& cue = **each;
@@ -77,8 +77,8 @@ std::shared_ptr<const SubtitleStyles> SubtitleCues::styles() const {
 void SubtitleCues::show(Source source) {
   std::unique_lock lock(_mutex);
   if (std::exchange(_source, source) == source) return;
-  _note(Change::Kind::Show);
-  _tell(std::move(lock));
+  _queueChange(Change::Kind::Show);
+  _notify(std::move(lock));
 }
 
 void SubtitleCues::setStyles(std::shared_ptr<const SubtitleStyles> styles) {
@@ -86,10 +86,10 @@ void SubtitleCues::setStyles(std::shared_ptr<const SubtitleStyles> styles) {
   _styles = std::move(styles);
 }
 
-void SubtitleCues::add(SubtitleCue cue) { _addTo(_ofMedia, Change::Kind::Add, std::move(cue)); }
+void SubtitleCues::add(SubtitleCue cue) { _addTo(_media, Change::Kind::Add, std::move(cue)); }
 
 void SubtitleCues::addOfPictures(SubtitleCue cue) {
-  _addTo(_ofPictures, Change::Kind::AddOfPictures, std::move(cue));
+  _addTo(_captions, Change::Kind::AddOfPictures, std::move(cue));
 }
 
 void SubtitleCues::_addTo(Store& store, Change::Kind kind, SubtitleCue cue) {
@@ -109,22 +109,22 @@ void SubtitleCues::_addTo(Store& store, Change::Kind kind, SubtitleCue cue) {
     store.bytes -= bytesOf(**gone);
     cues.erase(gone);
   }
-  _note(kind, {added});
-  _tell(std::move(lock));
+  _queueChange(kind, {added});
+  _notify(std::move(lock));
 }
 
 void SubtitleCues::clear() {
   std::unique_lock lock(_mutex);
-  _ofMedia = {};
-  _note(Change::Kind::Clear);
-  _tell(std::move(lock));
+  _media = {};
+  _queueChange(Change::Kind::Clear);
+  _notify(std::move(lock));
 }
 
 void SubtitleCues::clearThoseOfPictures() {
   std::unique_lock lock(_mutex);
-  _ofPictures = {};
-  _note(Change::Kind::ClearOfPictures);
-  _tell(std::move(lock));
+  _captions = {};
+  _queueChange(Change::Kind::ClearOfPictures);
+  _notify(std::move(lock));
 }
 
 void SubtitleCues::setBeside(std::vector<SubtitleCue> cues) {
@@ -144,39 +144,39 @@ void SubtitleCues::_addBeside(Change::Kind kind, std::vector<SubtitleCue> more) 
   }
   Store old;  // outlives the lock
   std::unique_lock lock(_mutex);
-  if (kind == Change::Kind::SetBeside) std::swap(_beside, old);
-  Cues& cues = _beside.cues;
+  if (kind == Change::Kind::SetBeside) std::swap(_external, old);
+  Cues& cues = _external.cues;
   std::size_t count = 0;
   for (; count < shared.size() && cues.size() < kCueLimit; ++count) {
     const std::size_t bytes = bytesOf(*shared[count]);
-    if (_beside.bytes + bytes > kByteLimit) break;
-    _beside.bytes += bytes;
+    if (_external.bytes + bytes > kByteLimit) break;
+    _external.bytes += bytes;
     cues.push_back(shared[count]);
   }
   shared.resize(count);
   std::stable_sort(cues.begin(), cues.end(),
                    [](const auto& one, const auto& other) { return one->start < other->start; });
-  _note(kind, std::move(shared));
-  _tell(std::move(lock));
+  _queueChange(kind, std::move(shared));
+  _notify(std::move(lock));
 }
 
-void SubtitleCues::_note(Change::Kind kind, Cues cues) {
-  if (_observer) _untold.push_back({_identity, kind, _source, std::move(cues)});
+void SubtitleCues::_queueChange(Change::Kind kind, Cues cues) {
+  if (_observer) _pendingChanges.push_back({_identity, kind, _source, std::move(cues)});
 }
 
 /// One thread at a time calls the observer. It also delivers what other threads add meanwhile, so
 /// that the order is kept.
-void SubtitleCues::_tell(std::unique_lock<std::mutex> lock) {
-  if (_telling) return;
-  _telling = true;
-  while (!_untold.empty()) {
-    const Change change = std::move(_untold.front());
-    _untold.pop_front();
+void SubtitleCues::_notify(std::unique_lock<std::mutex> lock) {
+  if (_isNotifying) return;
+  _isNotifying = true;
+  while (!_pendingChanges.empty()) {
+    const Change change = std::move(_pendingChanges.front());
+    _pendingChanges.pop_front();
     lock.unlock();
     _observer(change);
     lock.lock();
   }
-  _telling = false;
+  _isNotifying = false;
 }
 
 }  // namespace media

@@ -86,19 +86,19 @@ class SubtitleCues {
   };
   void _addTo(Store& store, Change::Kind kind, SubtitleCue cue);
   void _addBeside(Change::Kind kind, std::vector<SubtitleCue> more);
-  void _note(Change::Kind kind, Cues cues = {});
-  void _tell(std::unique_lock<std::mutex> lock);
+  void _queueChange(Change::Kind kind, Cues cues = {});
+  void _notify(std::unique_lock<std::mutex> lock);
 
   const std::uint64_t _identity;
   const Observer _observer;
   mutable std::mutex _mutex;
   Source _source = Source::None;
   std::shared_ptr<const SubtitleStyles> _styles;
-  Store _ofMedia;
-  Store _ofPictures;
-  Store _beside;
-  std::deque<Change> _untold;
-  bool _telling = false;
+  Store _media;
+  Store _captions;
+  Store _external;
+  std::deque<Change> _pendingChanges;
+  bool _isNotifying = false;
 };
 
 }  // namespace media

@@ -22,7 +22,7 @@ std::uint64_t VideoFrames::serial() const {
 std::uint64_t VideoFrames::reserve() {
   std::shared_ptr<const VideoFrame> old;  // outlives the lock
   const std::lock_guard lock(_mutex);
-  old = std::exchange(_kept, nullptr);
+  old = std::exchange(_reservedFrame, nullptr);
   return _reserved = ++_lastTicket;
 }
 
@@ -32,7 +32,7 @@ std::uint64_t VideoFrames::open(std::uint64_t ticket) {
   std::shared_ptr<const VideoFrame> frame;
   if (ticket == _reserved) {
     _reserved = 0;
-    frame = std::exchange(_kept, nullptr);
+    frame = std::exchange(_reservedFrame, nullptr);
   }
   if (_latest || frame) _replace(std::move(frame), std::move(lock));
   return ticket;
@@ -43,7 +43,7 @@ void VideoFrames::put(std::uint64_t ticket, std::shared_ptr<const VideoFrame> fr
   if (ticket == _open && _open != 0) {
     _replace(std::move(frame), std::move(lock));
   } else if (ticket == _reserved && _reserved != 0) {
-    std::swap(_kept, frame);
+    std::swap(_reservedFrame, frame);
     lock.unlock();  // before the older frame is released
   }
 }
@@ -64,7 +64,7 @@ void VideoFrames::close(std::uint64_t ticket) {
     if (_latest) _replace(nullptr, std::move(lock));
   } else if (ticket == _reserved) {
     _reserved = 0;
-    const auto old = std::exchange(_kept, nullptr);
+    const auto old = std::exchange(_reservedFrame, nullptr);
     lock.unlock();
   }
 }

@@ -111,7 +111,7 @@ class VideoFrames final : public platform::VideoOutput {
   std::uint64_t _lastTicket = 0;
   std::uint64_t _open = 0;
   std::uint64_t _reserved = 0;
-  std::shared_ptr<const VideoFrame> _kept;  // of the reserved load
+  std::shared_ptr<const VideoFrame> _reservedFrame;  // of the reserved load
   // Held while the wake-up runs. Separate from `_mutex`, so that latest() does not wait for it.
   std::mutex _wakeupMutex;
   std::function<void()> _wakeup;

@@ -12,10 +12,10 @@
 namespace media {
 namespace {
 
-using Kind = HappenedEvent::Kind;
+using Kind = PlaybackEvent::Kind;
 
 /// How often facts that change without a callback are checked.
-constexpr auto kWatchInterval = std::chrono::milliseconds(500);
+constexpr auto kCheckInterval = std::chrono::milliseconds(500);
 
 }  // namespace
 
@@ -36,9 +36,9 @@ EngineServer::EngineServer(platform::MainQueue& queue, const platform::Clock& cl
   setup.engine.textsChanged = [link](const TextChange& change) {
     const auto open = link->lock();
     if (!open) return;
-    for (const TextChange& part : partsOf(change)) open->send(encode(TextEvent{part}));
+    for (const TextChange& part : splitChange(change)) open->send(encode(TextEvent{part}));
   };
-  setup.engine.positionChanged = [this, post] { post([this] { _tellPosition(); }); };
+  setup.engine.positionChanged = [this, post] { post([this] { _sendPosition(); }); };
   _engine = std::make_unique<MediaEngine>(queue, clock, std::move(setup.engine));
   _engine->setObserver(this);
   _pictures = std::make_unique<PictureSender>(
@@ -101,18 +101,18 @@ void EngineServer::_do(const LoadCommand& command) {
   platform::MediaLoad load = command.load;
   load.item = _itemOf(command);
   if (command.prepares) return _engine->prepare(load);
-  _told = {};
+  _sent = {};
   _timeRuns = false;
   _engine->load(load);
   _pictures->setEpoch(command.epoch);
-  _watch();
+  _scheduleCheck();
 }
 
 void EngineServer::_do(const UnloadCommand& command) {
   _engine->unload();
   _pictures->setEpoch(command.epoch);
-  _watching.reset();
-  _told = {};
+  _checkTimer.reset();
+  _sent = {};
 }
 
 void EngineServer::_do(const CancelPreparationCommand&) { _engine->cancelPreparation(); }
@@ -124,15 +124,15 @@ void EngineServer::_do(const PauseCommand&) { _engine->pause(); }
 void EngineServer::_do(const SeekCommand& command) {
   _lastSeek = command.serial;
   _engine->seek(command.seconds);
-  _tellPosition();
-  _watch();
+  _sendPosition();
+  _scheduleCheck();
 }
 
 void EngineServer::_do(const SeekToDateCommand& command) {
   _lastSeek = command.serial;
   _engine->seekToDate(command.date);
-  _tellPosition();
-  _watch();
+  _sendPosition();
+  _scheduleCheck();
 }
 
 void EngineServer::_do(const EndTimesCommand& command) {
@@ -152,68 +152,69 @@ void EngineServer::_do(const SelectCommand& command) {
   _engine->selectOption(command.characteristic, command.identifier);
 }
 
-void EngineServer::_do(const AnswerCommand& command) { _requests->answer(command); }
+void EngineServer::_do(const ItemResponseCommand& command) { _requests->handleResponse(command); }
 
 void EngineServer::_do(const RefreshCommand&) {
   _engine->refresh();
-  _tellFacts();
-  _tellAccessLog();
+  _sendChangedFacts();
+  _sendChangedAccessLog();
 }
 
-void EngineServer::_do(const SoundArrivedCommand&) { _audio->noteArrival(); }
+void EngineServer::_do(const AudioDeviceAddedCommand&) { _audio->noteArrival(); }
 
 void EngineServer::engineDidBecomeReady(std::uint64_t generation) {
   // Seeks requested before have been applied without an event of their own.
-  _tell({.kind = Kind::Ready, .generation = generation, .seekSerial = _lastSeek});
+  _sendWithChanges({.kind = Kind::Ready, .generation = generation, .seekSerial = _lastSeek});
 }
 
 void EngineServer::engineDidPlay(std::uint64_t generation, double rate) {
   _timeRuns = true;
-  _tell({.kind = Kind::Play, .generation = generation, .rate = rate});
+  _sendWithChanges({.kind = Kind::Play, .generation = generation, .rate = rate});
 }
 
 void EngineServer::engineDidPause(std::uint64_t generation) {
   _timeRuns = false;
-  _tell({.kind = Kind::Pause, .generation = generation});
+  _sendWithChanges({.kind = Kind::Pause, .generation = generation});
 }
 
 void EngineServer::engineDidStall(std::uint64_t generation) {
-  _tell({.kind = Kind::Stall, .generation = generation});
+  _sendWithChanges({.kind = Kind::Stall, .generation = generation});
 }
 
 void EngineServer::engineDidSeek(std::uint64_t generation) {
-  const std::uint64_t answered = _engine->isSeeking() ? 0 : _lastSeek;
-  _tell({.kind = Kind::Seek, .generation = generation, .seekSerial = answered});
+  const std::uint64_t completed = _engine->isSeeking() ? 0 : _lastSeek;
+  _sendWithChanges({.kind = Kind::Seek, .generation = generation, .seekSerial = completed});
 }
 
 void EngineServer::engineDidReachEnd(std::uint64_t generation) {
   _timeRuns = false;
-  _tell({.kind = Kind::End, .generation = generation});
+  _sendWithChanges({.kind = Kind::End, .generation = generation});
 }
 
 void EngineServer::engineDidFail(std::uint64_t generation, const platform::Error& error) {
   _timeRuns = false;
-  _tell({.kind = Kind::Fail, .generation = generation, .error = error});
+  _sendWithChanges({.kind = Kind::Fail, .generation = generation, .error = error});
 }
 
 void EngineServer::engineFactsDidChange(std::uint64_t generation) {
-  _tell({.kind = Kind::Facts, .generation = generation});
+  _sendWithChanges({.kind = Kind::Facts, .generation = generation});
 }
 
 void EngineServer::engineSelectionDidChange(std::uint64_t generation,
                                             const std::string& characteristic) {
-  _tell({.kind = Kind::Selection, .generation = generation, .characteristic = characteristic});
+  _sendWithChanges(
+      {.kind = Kind::Selection, .generation = generation, .characteristic = characteristic});
 }
 
-void EngineServer::_tell(const HappenedEvent& event) {
-  _tellPosition();
-  _tellFacts();
-  _tellAccessLog();
+void EngineServer::_sendWithChanges(const PlaybackEvent& event) {
+  _sendPosition();
+  _sendChangedFacts();
+  _sendChangedAccessLog();
   _send(event);
-  _watch();
+  _scheduleCheck();
 }
 
-void EngineServer::_tellPosition() {
+void EngineServer::_sendPosition() {
   PositionClock::Point point = _engine->positionPoint();
   // During a seek the position is its destination.
   if (_engine->isSeeking()) point = {.running = false, .seconds = _engine->position()};
@@ -226,30 +227,31 @@ void EngineServer::_tellPosition() {
                       .at = point.at.time_since_epoch().count()});
 }
 
-bool EngineServer::_tellFacts() {
+bool EngineServer::_sendChangedFacts() {
   const std::uint64_t generation = _engine->generation();
   const platform::MediaFacts& facts = _engine->facts();
-  const bool hasContents = _told.generation != generation || !haveEqualContents(facts, _told.facts);
-  if (!hasContents && haveEqualFlow(facts, _told.facts)) return false;
-  _told.generation = generation;
-  _told.facts = facts;
+  const bool hasContents =
+      _sent.generation != generation || !haveEqualContentFacts(facts, _sent.facts);
+  if (!hasContents && haveEqualPlaybackFacts(facts, _sent.facts)) return false;
+  _sent.generation = generation;
+  _sent.facts = facts;
   _send(FactsEvent{generation, hasContents, facts});
   return true;
 }
 
-void EngineServer::_tellAccessLog() {
+void EngineServer::_sendChangedAccessLog() {
   platform::Array entries = _engine->accessLog();
-  if (entries == _told.accessLog) return;
-  _told.accessLog = entries;
+  if (entries == _sent.accessLog) return;
+  _sent.accessLog = entries;
   _send(AccessLogEvent{_engine->generation(), std::move(entries)});
 }
 
-void EngineServer::_watch() {
-  _watching = _queue.after(kWatchInterval, [this] {
-    const bool hasChanged = _tellFacts();
-    _tellAccessLog();
+void EngineServer::_scheduleCheck() {
+  _checkTimer = _queue.after(kCheckInterval, [this] {
+    const bool hasChanged = _sendChangedFacts();
+    _sendChangedAccessLog();
     // Stop checking while playback is paused and nothing is loading.
-    if (_timeRuns || hasChanged) _watch();
+    if (_timeRuns || hasChanged) _scheduleCheck();
   });
 }
 

@@ -58,9 +58,9 @@ class EngineServer final : private platform::MediaEngineObserver {
   void _do(const VolumeCommand& command);
   void _do(const TrackCommand& command);
   void _do(const SelectCommand& command);
-  void _do(const AnswerCommand& command);
+  void _do(const ItemResponseCommand& command);
   void _do(const RefreshCommand& command);
-  void _do(const SoundArrivedCommand& command);
+  void _do(const AudioDeviceAddedCommand& command);
 
   void engineDidBecomeReady(std::uint64_t generation) override;
   void engineDidPlay(std::uint64_t generation, double rate) override;
@@ -75,15 +75,15 @@ class EngineServer final : private platform::MediaEngineObserver {
 
   void _send(const EngineEvent& event) { _link->send(encode(event)); }
   /// Sends the event after everything that changed before it.
-  void _tell(const HappenedEvent& event);
-  void _tellPosition();
+  void _sendWithChanges(const PlaybackEvent& event);
+  void _sendPosition();
   /// Returns whether the facts had changed.
-  bool _tellFacts();
-  void _tellAccessLog();
+  bool _sendChangedFacts();
+  void _sendChangedAccessLog();
   std::shared_ptr<TVSMediaItem> _itemOf(const LoadCommand& command);
-  void _watch();
+  void _scheduleCheck();
 
-  struct Told {
+  struct SentState {
     std::uint64_t generation = 0;
     platform::MediaFacts facts;
     platform::Array accessLog;
@@ -98,8 +98,8 @@ class EngineServer final : private platform::MediaEngineObserver {
   /// The current and the prepared item, by id: the engine needs the same object for the same id.
   std::map<std::uint64_t, std::weak_ptr<TVSMediaItem>> _items;
   std::uint64_t _lastSeek = 0;
-  Told _told;
-  platform::Token _watching;
+  SentState _sent;
+  platform::Token _checkTimer;
   bool _timeRuns = false;
   // Queued tasks may outlive this object.
   std::shared_ptr<bool> _alive = std::make_shared<bool>(true);

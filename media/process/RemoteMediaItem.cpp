@@ -28,11 +28,11 @@ class RemoteMediaItem final : public Base {
     return std::find(_traits.begin(), _traits.end(), trait) != _traits.end();
   }
   bool loadResourceForRequest(const std::shared_ptr<TVSResourceLoadingRequest>& request) override {
-    _requests->ask(_itemID, false, request);
+    _requests->sendRequest(_itemID, false, request);
     return true;
   }
   void loadStreamingKeyForRequest(const std::shared_ptr<TVSSecureKeyRequest>& request) override {
-    _requests->ask(_itemID, true, request);
+    _requests->sendRequest(_itemID, true, request);
   }
 
  private:
@@ -60,32 +60,32 @@ platform::Dictionary detailsOf(const TVSResourceLoadingRequest& request) {
 
 }  // namespace
 
-void RemoteRequests::ask(std::uint64_t itemID, bool isKey,
-                         const std::shared_ptr<TVSResourceLoadingRequest>& request) {
-  _withdrawFinished();
-  const std::uint64_t questionID = request->requestID().value_or(0);
-  _waiting[questionID] = request;
-  _send(QuestionEvent{questionID, itemID, isKey, request->url(), detailsOf(*request)});
+void RemoteRequests::sendRequest(std::uint64_t itemID, bool isKey,
+                                 const std::shared_ptr<TVSResourceLoadingRequest>& request) {
+  _cancelFinished();
+  const std::uint64_t requestID = request->requestID().value_or(0);
+  _pending[requestID] = request;
+  _send(ItemRequestEvent{requestID, itemID, isKey, request->url(), detailsOf(*request)});
 }
 
-void RemoteRequests::_withdrawFinished() {
-  std::erase_if(_waiting, [&](const auto& each) {
+void RemoteRequests::_cancelFinished() {
+  std::erase_if(_pending, [&](const auto& each) {
     if (!each.second->isFinished()) return false;
-    _send(WithdrawnEvent{each.first});
+    _send(CancelRequestEvent{each.first});
     return true;
   });
 }
 
-void RemoteRequests::answer(const AnswerCommand& answer) {
-  const auto found = _waiting.find(answer.questionID);
-  if (found == _waiting.end()) return;
+void RemoteRequests::handleResponse(const ItemResponseCommand& command) {
+  const auto found = _pending.find(command.requestID);
+  if (found == _pending.end()) return;
   const auto request = std::move(found->second);
-  _waiting.erase(found);
-  if (answer.error)
-    request->finishLoadingWithError(*answer.error);
+  _pending.erase(found);
+  if (command.error)
+    request->finishLoadingWithError(*command.error);
   else
-    request->finishLoading(answer.response.value_or(platform::ResourceResponse{}));
-  _withdrawFinished();
+    request->finishLoading(command.response.value_or(platform::ResourceResponse{}));
+  _cancelFinished();
 }
 
 std::shared_ptr<TVSMediaItem> makeRemoteMediaItem(std::uint64_t itemID,

@@ -18,17 +18,17 @@ class RemoteRequests {
  public:
   explicit RemoteRequests(std::function<void(const EngineEvent&)> send) : _send(std::move(send)) {}
 
-  void ask(std::uint64_t itemID, bool isKey,
-           const std::shared_ptr<TVSResourceLoadingRequest>& request);
+  void sendRequest(std::uint64_t itemID, bool isKey,
+                   const std::shared_ptr<TVSResourceLoadingRequest>& request);
   /// Ignores the response to a cancelled request.
-  void answer(const AnswerCommand& answer);
+  void handleResponse(const ItemResponseCommand& command);
 
  private:
   /// Cancels the requests that have finished without a response of the box.
-  void _withdrawFinished();
+  void _cancelFinished();
 
   const std::function<void(const EngineEvent&)> _send;
-  std::map<std::uint64_t, std::shared_ptr<TVSResourceLoadingRequest>> _waiting;
+  std::map<std::uint64_t, std::shared_ptr<TVSResourceLoadingRequest>> _pending;
 };
 
 /// Creates the counterpart of an item of the box. It has the data that the engine reads and sends

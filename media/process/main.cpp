@@ -51,7 +51,7 @@ int run(const ProcessOptions& options, std::unique_ptr<media::Sandbox> sandbox) 
   media::warmUpMedia();
   const std::string limits =
       sandbox ? sandbox->enter().text : "Sandbox: none, media are played with all rights";
-  if (options.introduces) {
+  if (options.logsVersions) {
     media::logMediaLibrary();
     TVSLogNotice(TVSSystemLog, "%@", limits);
   }

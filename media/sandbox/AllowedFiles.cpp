@@ -57,12 +57,12 @@ constexpr const char* kReadableVariables[] = {
     "SSL_CERT_FILE"};
 
 /// In the home folder: the user's configuration of the sound server, and plugins.
-constexpr const char* kOfHome[] = {".asoundrc",
-                                   ".config/alsa",
-                                   ".config/pipewire",
-                                   ".config/pulse",
-                                   ".local/share/gstreamer-1.0",
-                                   ".cache/gstreamer-1.0"};
+constexpr const char* kHomePaths[] = {".asoundrc",
+                                      ".config/alsa",
+                                      ".config/pipewire",
+                                      ".config/pulse",
+                                      ".local/share/gstreamer-1.0",
+                                      ".cache/gstreamer-1.0"};
 
 constexpr const char* kServices[] = {
     "/run/pulse/native",    "/var/run/pulse/native",    "/run/pipewire",
@@ -70,7 +70,7 @@ constexpr const char* kServices[] = {
     "/run/nscd/socket",     "/var/run/nscd/socket"};
 
 /// Top-level folders without media of users.
-constexpr const char* kNeverOfUsers[] = {"/boot", "/dev", "/etc", "/proc", "/run", "/sys"};
+constexpr const char* kSystemFolders[] = {"/boot", "/dev", "/etc", "/proc", "/run", "/sys"};
 
 std::string variable(const char* name) {
   const char* const value = std::getenv(name);
@@ -89,28 +89,28 @@ void forEachPath(std::string_view list, char separator, Visit visit) {
 void addConfiguration(std::vector<FileRule>& rules) {
   // A rule applies to an inode. Some of these files are replaced at run time, above all
   // resolv.conf, so the whole folder is allowed unless the process runs as root.
-  if (geteuid() != 0) return rules.push_back({"/etc", FileUse::Read});
+  if (geteuid() != 0) return rules.push_back({"/etc", FileAccess::Read});
   for (const char* name : kConfiguration)
-    rules.push_back({std::string("/etc/") + name, FileUse::Read});
+    rules.push_back({std::string("/etc/") + name, FileAccess::Read});
 }
 
 void addFilesOfUsers(std::vector<FileRule>& rules) {
   std::error_code error;
   for (fs::directory_iterator each("/", error), end; !error && each != end; each.increment(error)) {
     const std::string path = each->path();
-    if (std::find(std::begin(kNeverOfUsers), std::end(kNeverOfUsers), path) ==
-        std::end(kNeverOfUsers))
-      rules.push_back({path, FileUse::Read});
+    if (std::find(std::begin(kSystemFolders), std::end(kSystemFolders), path) ==
+        std::end(kSystemFolders))
+      rules.push_back({path, FileAccess::Read});
   }
   // Mount points of removable drives.
-  rules.push_back({"/run/media", FileUse::Read});
+  rules.push_back({"/run/media", FileAccess::Read});
 }
 
 void addSoundServers(AllowedFiles& allowed) {
   std::string runtime = variable("XDG_RUNTIME_DIR");
   if (runtime.empty()) runtime = "/run/user/" + std::to_string(geteuid());
   // The client library opens the folder of the server, which may not exist yet.
-  allowed.rules.push_back({runtime, FileUse::List});
+  allowed.rules.push_back({runtime, FileAccess::List});
   allowed.sockets.push_back(runtime + "/pulse/native");
   allowed.sockets.push_back(runtime + "/pipewire-0");
   if (const std::string own = variable("PULSE_RUNTIME_PATH"); !own.empty())
@@ -132,22 +132,22 @@ void addSoundServers(AllowedFiles& allowed) {
 AllowedFiles allowedFiles(const SandboxOptions& options) {
   AllowedFiles allowed;
   std::vector<FileRule>& rules = allowed.rules;
-  for (const char* path : kReadable) rules.push_back({path, FileUse::Read});
-  for (const char* path : kDevices) rules.push_back({path, FileUse::Device});
+  for (const char* path : kReadable) rules.push_back({path, FileAccess::Read});
+  for (const char* path : kDevices) rules.push_back({path, FileAccess::Device});
   addConfiguration(rules);
   for (const char* name : kReadableVariables)
     forEachPath(variable(name), ':', [&](std::string path) {
-      rules.push_back({std::move(path), FileUse::Read});
+      rules.push_back({std::move(path), FileAccess::Read});
     });
   if (const std::string home = variable("HOME"); !home.empty())
-    for (const char* path : kOfHome) rules.push_back({home + "/" + path, FileUse::Read});
+    for (const char* path : kHomePaths) rules.push_back({home + "/" + path, FileAccess::Read});
   if (options.allowFileURLs) addFilesOfUsers(rules);
-  for (const std::string& path : options.readable) rules.push_back({path, FileUse::Read});
+  for (const std::string& path : options.readable) rules.push_back({path, FileAccess::Read});
   for (const std::string& path : options.writable) {
-    rules.push_back({path, FileUse::Change});
+    rules.push_back({path, FileAccess::ReadWrite});
     allowed.sockets.push_back(path);
   }
-  if (!options.cacheFolder.empty()) rules.push_back({options.cacheFolder, FileUse::Change});
+  if (!options.cacheFolder.empty()) rules.push_back({options.cacheFolder, FileAccess::ReadWrite});
   for (const char* path : kServices) allowed.sockets.emplace_back(path);
   addSoundServers(allowed);
   return allowed;

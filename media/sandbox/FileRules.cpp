@@ -26,7 +26,8 @@ constexpr std::uint64_t kMoveBetweenFolders = 1u << 13;
 constexpr std::uint64_t kTruncate = 1u << 14;
 constexpr std::uint64_t kControlDevice = 1u << 15;
 /// Access rights that apply to files other than folders.
-constexpr std::uint64_t kOfFiles = kExecute | kWriteFile | kReadFile | kTruncate | kControlDevice;
+constexpr std::uint64_t kFileAccess =
+    kExecute | kWriteFile | kReadFile | kTruncate | kControlDevice;
 
 constexpr std::uint64_t kBindTCP = 1u << 0;
 constexpr std::uint64_t kAbstractSockets = 1u << 0;
@@ -43,10 +44,10 @@ struct [[gnu::packed]] PathAttributes {
   std::int32_t parent;
 };
 
-constexpr std::uint32_t kAskVersion = 1;
+constexpr std::uint32_t kQueryVersion = 1;
 constexpr int kPathRule = 1;
 
-RulesetAttributes handledBy(long version) {
+RulesetAttributes handledAccess(long version) {
   std::uint64_t files = kMoveBetweenFolders - 1;
   if (version >= 2) files |= kMoveBetweenFolders;
   if (version >= 3) files |= kTruncate;
@@ -54,15 +55,15 @@ RulesetAttributes handledBy(long version) {
   return {files, version >= 4 ? kBindTCP : 0, version >= 6 ? kAbstractSockets | kSignals : 0};
 }
 
-std::uint64_t accessOf(FileUse use) {
+std::uint64_t accessOf(FileAccess use) {
   switch (use) {
-    case FileUse::List:
+    case FileAccess::List:
       return kReadFolder;
-    case FileUse::Read:
+    case FileAccess::Read:
       return kReadFolder | kReadFile;
-    case FileUse::Device:
+    case FileAccess::Device:
       return kReadFolder | kReadFile | kWriteFile | kControlDevice;
-    case FileUse::Change:
+    case FileAccess::ReadWrite:
       return kReadFolder | kReadFile | kWriteFile | kControlDevice | kRemoveFolder | kRemoveFile |
              kMakeFolder | kMakeFile | kMoveBetweenFolders | kTruncate;
   }
@@ -74,7 +75,7 @@ void add(int ruleset, const FileRule& rule, std::uint64_t handled) {
   if (file < 0) return;
   struct stat status {};
   std::uint64_t access = accessOf(rule.use) & handled;
-  if (fstat(file, &status) == 0 && !S_ISDIR(status.st_mode)) access &= kOfFiles;
+  if (fstat(file, &status) == 0 && !S_ISDIR(status.st_mode)) access &= kFileAccess;
   const PathAttributes attributes{access, file};
   if (access != 0) syscall(SYS_landlock_add_rule, ruleset, kPathRule, &attributes, 0);
   close(file);
@@ -86,9 +87,9 @@ FileRulesResult restrictFiles(const std::vector<FileRule>& rules) {
   const auto failure = [](const char* what) {
     return FileRulesResult{0, std::string(what) + ": " + std::strerror(errno)};
   };
-  const long version = syscall(SYS_landlock_create_ruleset, nullptr, 0, kAskVersion);
+  const long version = syscall(SYS_landlock_create_ruleset, nullptr, 0, kQueryVersion);
   if (version < 1) return failure("no Landlock");
-  const RulesetAttributes handled = handledBy(version);
+  const RulesetAttributes handled = handledAccess(version);
   // The kernel accepts a larger structure if the members it does not know are zero.
   const auto ruleset =
       static_cast<int>(syscall(SYS_landlock_create_ruleset, &handled, sizeof handled, 0));

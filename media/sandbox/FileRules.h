@@ -5,23 +5,23 @@
 
 namespace media {
 
-enum class FileUse {
-  List,    ///< read the names in folders
-  Read,    ///< read files and list folders
-  Device,  ///< read, write and ioctl devices
-  Change,  ///< Device for all files; create, rename and remove files
+enum class FileAccess {
+  List,       ///< read the names in folders
+  Read,       ///< read files and list folders
+  Device,     ///< read, write and ioctl devices
+  ReadWrite,  ///< Device for all files; create, rename and remove files
 };
 
 struct FileRule {
   /// A file, or a folder with everything below it. Missing files are skipped.
   std::string path;
-  FileUse use;
+  FileAccess use;
 };
 
 struct FileRulesResult {
-  /// The Landlock ABI version. 0: nothing is restricted; the reason is in `lack`.
+  /// The Landlock ABI version. 0: nothing is restricted, see `reason`.
   int version = 0;
-  std::string lack;
+  std::string reason;
 };
 
 /// Restricts the calling thread and its future threads to the rules (Landlock). As far as the

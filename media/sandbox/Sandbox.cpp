@@ -11,8 +11,8 @@
 #include <sys/stat.h>
 
 #include "media/sandbox/AllowedFiles.h"
-#include "media/sandbox/Bounds.h"
 #include "media/sandbox/FileRules.h"
+#include "media/sandbox/ProcessLimits.h"
 #include "media/sandbox/ServiceSockets.h"
 #include "media/sandbox/SystemCalls.h"
 
@@ -73,19 +73,19 @@ SandboxReport Sandbox::enter() {
 
   report.noNewPrivileges = prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0;
   text.add("new privileges", report.noNewPrivileges, std::strerror(errno));
-  report.limits = setBounds(_options);
+  report.limits = setProcessLimits(_options);
   text.add("memory and descriptors", report.limits, std::strerror(errno));
   report.capabilities = dropCapabilities();
   text.add("capabilities", report.capabilities, std::strerror(errno));
   const FileRulesResult files = restrictFiles(_allowed->rules);
   report.landlock = files.version > 0;
   text.add(report.landlock ? "files (Landlock " + std::to_string(files.version) + ")" : "files",
-           report.landlock, files.lack);
+           report.landlock, files.reason);
   const SystemCallsResult calls = restrictSystemCalls(*_services);
   report.seccomp = calls.isOn;
-  text.add("system calls", calls.isOn, calls.lack);
+  text.add("system calls", calls.isOn, calls.reason);
   report.sockets = calls.socketsAreServed;
-  text.add("local sockets", report.sockets, calls.lack);
+  text.add("local sockets", report.sockets, calls.reason);
 
   if (threads > 1) text.remark(std::to_string(threads - 1) + " threads keep their access to files");
   report.text = text.text();

@@ -93,8 +93,8 @@ ServiceSockets::ServiceSockets(const std::vector<std::string>& paths) {
   if (_helper < 0) return;
   // Needed where Yama only permits ancestors to read the memory of a process.
   prctl(PR_SET_PTRACER, _helper, 0, 0, 0);
-  const char mayLook = 1;
-  send(_channel, &mayLook, 1, MSG_NOSIGNAL);
+  const char isTracerSet = 1;
+  send(_channel, &isTracerSet, 1, MSG_NOSIGNAL);
 }
 
 bool ServiceSockets::isReady() const {

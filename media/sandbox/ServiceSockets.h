@@ -28,9 +28,9 @@ class ServiceSockets {
   ServiceSockets& operator=(const ServiceSockets&) = delete;
 
   /// Waits until the helper has started. Returns false if the kernel does not permit its work; the
-  /// reason is in lack().
+  /// reason is in reason().
   bool isReady() const;
-  const char* lack() const { return "the helper process cannot look into this one"; }
+  const char* reason() const { return "the helper process cannot read the memory of this process"; }
   /// Hands the notification descriptor over to the helper, which then runs on its own.
   bool serve(int notifications);
 

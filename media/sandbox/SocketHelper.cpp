@@ -26,12 +26,12 @@ union Notification {
   char room[1024];
 };
 
-constexpr int kKindOfSocket = 0xf;  // other bits of the type are flags
+constexpr int kSocketTypeMask = 0xf;  // other bits of the type are flags
 
-bool setNonBlocking(int descriptor, bool isSo) {
+bool setNonBlocking(int descriptor, bool isOn) {
   const int flags = fcntl(descriptor, F_GETFL);
   return flags >= 0 &&
-         fcntl(descriptor, F_SETFL, isSo ? flags | O_NONBLOCK : flags & ~O_NONBLOCK) == 0;
+         fcntl(descriptor, F_SETFL, isOn ? flags | O_NONBLOCK : flags & ~O_NONBLOCK) == 0;
 }
 
 }  // namespace
@@ -62,7 +62,7 @@ void SocketHelper::serve(int notifications) {
     response.id = received.call.id;
     response.error = answer.error;
     response.val = answer.value;
-    if (answer.goesOn) response.flags = SECCOMP_USER_NOTIF_FLAG_CONTINUE;
+    if (answer.continues) response.flags = SECCOMP_USER_NOTIF_FLAG_CONTINUE;
     ioctl(notifications, SECCOMP_IOCTL_NOTIF_SEND, &response);
   }
 }
@@ -75,16 +75,16 @@ SocketHelper::Answer SocketHelper::_answer(const seccomp_notif& call) {
 
 SocketHelper::Answer SocketHelper::_makeSocket(const seccomp_notif& call) {
   const auto type = static_cast<int>(call.data.args[1]);
-  if ((type & kKindOfSocket) != SOCK_STREAM) return {-EACCES};
+  if ((type & kSocketTypeMask) != SOCK_STREAM) return {-EACCES};
   // One end of a socket pair is connected: the kernel refuses to connect it to a path.
   int pair[2];
   if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, pair) != 0) return {-errno};
   setNonBlocking(pair[0], (type & SOCK_NONBLOCK) != 0);
-  const int place = _insert(call, pair[0], nullptr, (type & SOCK_CLOEXEC) != 0);
+  const int target = _insert(call, pair[0], nullptr, (type & SOCK_CLOEXEC) != 0);
   const int error = errno;
   close(pair[0]);
   close(pair[1]);
-  return place < 0 ? Answer{-error} : Answer{0, place};
+  return target < 0 ? Answer{-error} : Answer{0, target};
 }
 
 SocketHelper::Answer SocketHelper::_connect(const seccomp_notif& call) {
@@ -101,15 +101,15 @@ SocketHelper::Answer SocketHelper::_connect(const seccomp_notif& call) {
   address.sun_path[sizeof address.sun_path - 1] = 0;
   if (length > sizeof address || !_isListed(address.sun_path)) return {-EACCES};
 
-  const int place = static_cast<int>(call.data.args[0]);
+  const int target = static_cast<int>(call.data.args[0]);
   const int connected = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
   if (connected < 0) return {-errno};
   Answer answer;
   if (connect(connected, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
     answer.error = -errno;
   } else {
-    setNonBlocking(connected, !_waitsInCalls(place));
-    if (_insert(call, connected, &place, true) < 0) answer.error = -errno;
+    setNonBlocking(connected, !_isBlocking(target));
+    if (_insert(call, connected, &target, true) < 0) answer.error = -errno;
   }
   close(connected);
   return answer;
@@ -125,7 +125,7 @@ bool SocketHelper::_isListed(const char* path) const {
 }
 
 /// Returns whether the client's descriptor is in blocking mode.
-bool SocketHelper::_waitsInCalls(int clientDescriptor) const {
+bool SocketHelper::_isBlocking(int clientDescriptor) const {
   char text[256] = {};
   std::snprintf(text, sizeof text, "/proc/%d/fdinfo/%d", _client, clientDescriptor);
   const int file = open(text, O_RDONLY | O_CLOEXEC);
@@ -138,16 +138,16 @@ bool SocketHelper::_waitsInCalls(int clientDescriptor) const {
   return !flags || (std::strtol(flags + std::strlen("flags:"), nullptr, 8) & O_NONBLOCK) == 0;
 }
 
-/// Installs a copy of the descriptor in the client, as number `place` or as a new one. Returns the
+/// Installs a copy of the descriptor in the client, as number `target` or as a new one. Returns the
 /// number, or -1 and sets errno.
-int SocketHelper::_insert(const seccomp_notif& call, int descriptor, const int* place,
+int SocketHelper::_insert(const seccomp_notif& call, int descriptor, const int* target,
                           bool closesOnExecute) const {
   seccomp_notif_addfd added{};
   added.id = call.id;
   added.srcfd = static_cast<std::uint32_t>(descriptor);
-  if (place) {
+  if (target) {
     added.flags = SECCOMP_ADDFD_FLAG_SETFD;
-    added.newfd = static_cast<std::uint32_t>(*place);
+    added.newfd = static_cast<std::uint32_t>(*target);
   }
   if (closesOnExecute) added.newfd_flags = O_CLOEXEC;
   return ioctl(_notifications, SECCOMP_IOCTL_NOTIF_ADDFD, &added);

@@ -29,14 +29,14 @@ class SocketHelper {
   struct Answer {
     int error = 0;
     std::int64_t value = 0;
-    bool goesOn = false;
+    bool continues = false;
   };
   Answer _answer(const seccomp_notif& call);
   Answer _makeSocket(const seccomp_notif& call);
   Answer _connect(const seccomp_notif& call);
   bool _isListed(const char* path) const;
-  bool _waitsInCalls(int clientDescriptor) const;
-  int _insert(const seccomp_notif& call, int descriptor, const int* place,
+  bool _isBlocking(int clientDescriptor) const;
+  int _insert(const seccomp_notif& call, int descriptor, const int* target,
               bool closesOnExecute) const;
 
   const pid_t _client;

@@ -199,17 +199,18 @@ void addDeviceControls(Filter& filter) {
     filter.allow("ioctl", {is(1, request)});
 }
 
-void addSockets(Filter& filter, bool asksHelper) {
-  constexpr std::uint64_t kKind = 0xf;  // other bits of the type are flags
+void addSockets(Filter& filter, bool usesHelper) {
+  constexpr std::uint64_t kTypeMask = 0xf;  // other bits of the type are flags
   for (const int family : {AF_INET, AF_INET6})
     for (const int kind : {SOCK_STREAM, SOCK_DGRAM})
-      filter.allow("socket", {is(0, family), bits(1, kKind, static_cast<std::uint64_t>(kind))});
-  constexpr int kRoutes = 0;  // NETLINK_ROUTE
-  filter.allow("socket", {is(0, AF_NETLINK), is(2, kRoutes)});
+      filter.allow("socket", {is(0, family), bits(1, kTypeMask, static_cast<std::uint64_t>(kind))});
+  constexpr int kNetlinkRoute = 0;  // NETLINK_ROUTE
+  filter.allow("socket", {is(0, AF_NETLINK), is(2, kNetlinkRoute)});
   // Datagram pairs are left out: their ends could be connected again.
   for (const int kind : {SOCK_STREAM, SOCK_SEQPACKET})
-    filter.allow("socketpair", {is(0, AF_UNIX), bits(1, kKind, static_cast<std::uint64_t>(kind))});
-  const std::uint32_t action = asksHelper ? SCMP_ACT_NOTIFY : SCMP_ACT_ALLOW;
+    filter.allow("socketpair",
+                 {is(0, AF_UNIX), bits(1, kTypeMask, static_cast<std::uint64_t>(kind))});
+  const std::uint32_t action = usesHelper ? SCMP_ACT_NOTIFY : SCMP_ACT_ALLOW;
   filter.add(action, "socket", {is(0, AF_UNIX)});
   filter.add(action, "connect");
 }
@@ -238,16 +239,16 @@ SystemCallsResult restrictSystemCalls(ServiceSockets& services) {
   SystemCallsResult result;
   int error = 0;
   if (!services.isReady()) {
-    result.lack = services.lack();
+    result.reason = services.reason();
   } else if (error = load(&services); error == 0) {
     return {true, true, {}};
   } else {
     // EBUSY: only one listener is permitted, and another program may already be one.
-    result.lack = std::string("no helper process: ") + std::strerror(-error);
+    result.reason = std::string("no helper process: ") + std::strerror(-error);
   }
   error = load(nullptr);
   result.isOn = error == 0;
-  if (!result.isOn) result.lack = std::strerror(-error);
+  if (!result.isOn) result.reason = std::strerror(-error);
   return result;
 }
 

@@ -10,7 +10,7 @@ struct SystemCallsResult {
   bool isOn = false;
   bool socketsAreServed = false;
   /// Why one of them is false.
-  std::string lack;
+  std::string reason;
 };
 
 /// Restricts all threads of the process to the system calls that decoding, network and sound need

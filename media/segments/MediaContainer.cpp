@@ -16,9 +16,9 @@ namespace {
 // How far a transport stream is searched for its tables before the first packet.
 constexpr std::int64_t kTableBytes = std::int64_t{8} * 1024;
 constexpr int kLargestPacket = 64 * 1024 * 1024;
-constexpr unsigned kMostStreams = 64;
+constexpr unsigned kMaxStreams = 64;
 // Errors in a row after which reading ends.
-constexpr int kMostErrors = 32;
+constexpr int kMaxErrors = 32;
 
 int refuseToOpen(AVFormatContext*, AVIOContext**, const char*, int, AVDictionary**) {
   return AVERROR(EPERM);
@@ -32,11 +32,11 @@ void silenceLibrary() {
 
 }  // namespace
 
-std::unique_ptr<MediaContainer> MediaContainer::open(PieceInput& input, MediaForm form) {
+std::unique_ptr<MediaContainer> MediaContainer::open(PieceInput& input, ContainerFormat format) {
   silenceLibrary();
-  const auto* const demuxer = av_find_input_format(demuxerName(form));
+  const auto* const demuxer = av_find_input_format(demuxerName(format));
   if (!demuxer) return nullptr;
-  std::unique_ptr<MediaContainer> self(new MediaContainer(form));
+  std::unique_ptr<MediaContainer> self(new MediaContainer(format));
   self->_packet.reset(av_packet_alloc());
   AVFormatContext* context = avformat_alloc_context();
   if (!self->_packet || !context) {
@@ -51,7 +51,7 @@ std::unique_ptr<MediaContainer> MediaContainer::open(PieceInput& input, MediaFor
   context->io_open = refuseToOpen;
   context->probesize = kTableBytes;
   context->correct_ts_overflow = 0;  // StreamClock and the callers unwrap time stamps
-  context->max_streams = static_cast<int>(kMostStreams);
+  context->max_streams = static_cast<int>(kMaxStreams);
   AVDictionary* options = nullptr;
   av_dict_set(&options, "protocol_whitelist", "none", 0);
   // avformat_open_input() frees the context on failure.
@@ -67,7 +67,7 @@ MediaContainer::~MediaContainer() {
 }
 
 AVPacket* MediaContainer::read() {
-  for (int errors = 0; errors < kMostErrors;) {
+  for (int errors = 0; errors < kMaxErrors;) {
     av_packet_unref(_packet.get());
     const int result = av_read_frame(_context, _packet.get());
     if (result == AVERROR_EOF || result == AVERROR_EXIT) return nullptr;

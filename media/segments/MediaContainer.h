@@ -5,7 +5,7 @@
 #include <optional>
 #include <span>
 
-#include "media/segments/MediaForm.h"
+#include "media/segments/ContainerFormat.h"
 #include "media/segments/PieceInput.h"
 
 extern "C" {
@@ -27,7 +27,7 @@ class MediaContainer {
  public:
   /// Blocks until the demuxer has found its streams. Returns null if it cannot read the bytes or
   /// the gate is closed. `input` has to outlive the container.
-  static std::unique_ptr<MediaContainer> open(PieceInput& input, MediaForm form);
+  static std::unique_ptr<MediaContainer> open(PieceInput& input, ContainerFormat format);
   ~MediaContainer();
   MediaContainer(const MediaContainer&) = delete;
   MediaContainer& operator=(const MediaContainer&) = delete;
@@ -37,14 +37,14 @@ class MediaContainer {
   AVPacket* read();
   /// Seeks to the key frame before `seconds`, a time of the container. Returns false if that fails.
   bool seek(double seconds);
-  MediaForm form() const { return _form; }
+  ContainerFormat format() const { return _form; }
   /// read() may add streams.
   std::span<AVStream*> streams() const { return {_context->streams, _context->nb_streams}; }
 
  private:
-  explicit MediaContainer(MediaForm form) : _form(form) {}
+  explicit MediaContainer(ContainerFormat format) : _form(format) {}
 
-  const MediaForm _form;
+  const ContainerFormat _form;
   AVFormatContext* _context = nullptr;
   PacketRef _packet;
 };

@@ -25,7 +25,7 @@ class PieceInput {
   /// Appends `bytes` without the first `skip` bytes.
   void append(std::shared_ptr<const streaming::SegmentBytes> bytes, std::uint64_t skip = 0);
   /// `more` is called at the end of the last part. It returns true if it has appended another one.
-  void whenExhausted(std::function<bool()> more) { _more = std::move(more); }
+  void setMoreHandler(std::function<bool()> more) { _more = std::move(more); }
   /// Calls `tap` with every byte from part `index` on, once and in order.
   void setTap(std::size_t index, std::function<void(std::span<const std::uint8_t>)> tap);
   /// Lets libavformat seek. All parts have to be readable at any position.

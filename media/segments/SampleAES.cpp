@@ -55,7 +55,7 @@ class AccessUnitCipher {
 };
 
 /// Removes emulation prevention bytes.
-std::vector<std::uint8_t> withoutPrevention(Octets slice) {
+std::vector<std::uint8_t> withoutEmulationPrevention(Octets slice) {
   std::vector<std::uint8_t> result;
   result.reserve(slice.size());
   std::size_t zeros = 0;
@@ -68,7 +68,7 @@ std::vector<std::uint8_t> withoutPrevention(Octets slice) {
 }
 
 /// Returns the position after the next start code, or the size if there is none.
-std::size_t behindStartCode(Octets bytes, std::size_t from) {
+std::size_t afterStartCode(Octets bytes, std::size_t from) {
   constexpr std::array<std::uint8_t, 3> kStartCode{0, 0, 1};
   const auto begin = bytes.begin() + static_cast<std::ptrdiff_t>(from);
   const auto found = std::search(begin, bytes.end(), kStartCode.begin(), kStartCode.end());
@@ -80,16 +80,16 @@ bool decryptPicture(AVPacket& packet, AccessUnitCipher& cipher) {
   const Octets bytes(packet.data, static_cast<std::size_t>(packet.size));
   std::vector<std::uint8_t> clear;
   clear.reserve(bytes.size());
-  std::size_t at = behindStartCode(bytes, 0);
+  std::size_t at = afterStartCode(bytes, 0);
   clear.insert(clear.end(), bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(at));
   while (at < bytes.size()) {
-    const std::size_t next = behindStartCode(bytes, at);
+    const std::size_t next = afterStartCode(bytes, at);
     std::size_t end = next == bytes.size() ? next : next - 3;
     while (end > at && bytes[end - 1] == 0) --end;
     const Octets unit = bytes.subspan(at, end - at);
     const int type = unit.empty() ? 0 : unit[0] & 0x1f;
     if ((type == 1 || type == 5) && unit.size() > kShortSlice) {
-      std::vector<std::uint8_t> slice = withoutPrevention(unit);
+      std::vector<std::uint8_t> slice = withoutEmulationPrevention(unit);
       if (slice.size() > kShortSlice && !cipher.decryptSlice(slice)) return false;
       clear.insert(clear.end(), slice.begin(), slice.end());
     } else {

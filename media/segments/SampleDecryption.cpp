@@ -20,8 +20,8 @@ namespace {
 
 using platform::Bytes;
 
-constexpr auto kKeyLimit = std::chrono::seconds(30);
-constexpr std::size_t kMostKeys = 64;
+constexpr auto kKeyTimeout = std::chrono::seconds(30);
+constexpr std::size_t kMaxKeys = 64;
 constexpr std::size_t kKeySize = 16;
 
 struct EncryptionRelease {
@@ -70,28 +70,29 @@ std::optional<SampleProtection> protectionOfSample(const AVEncryptionInfo& info)
 
 }  // namespace
 
-struct SampleDecryption::Question {
+struct SampleDecryption::KeyRequest {
   std::mutex mutex;  // guards the members below
   std::condition_variable changed;
   bool isAnswered = false;
   std::optional<Bytes> key;
 };
 
-std::optional<Bytes> SampleDecryption::_ask(const Bytes& keyID, const streaming::ReadGate& gate) {
+std::optional<Bytes> SampleDecryption::_requestKey(const Bytes& keyID,
+                                                   const streaming::ReadGate& gate) {
   if (!_keys) return std::nullopt;
-  const auto question = std::make_shared<Question>();
-  _keys->ask(keyID, [question](const std::optional<Bytes>& key) {
-    const std::lock_guard lock(question->mutex);
-    question->isAnswered = true;
-    question->key = key;
-    question->changed.notify_all();
+  const auto request = std::make_shared<KeyRequest>();
+  _keys->ask(keyID, [request](const std::optional<Bytes>& key) {
+    const std::lock_guard lock(request->mutex);
+    request->isAnswered = true;
+    request->key = key;
+    request->changed.notify_all();
   });
-  const streaming::ReadGate::Waiter waiter(gate, question->mutex, question->changed);
-  std::unique_lock lock(question->mutex);
-  question->changed.wait_for(lock, kKeyLimit,
-                             [&] { return question->isAnswered || gate.isClosed(); });
-  if (!question->key || question->key->size() != kKeySize) return std::nullopt;
-  return question->key;
+  const streaming::ReadGate::Waiter waiter(gate, request->mutex, request->changed);
+  std::unique_lock lock(request->mutex);
+  request->changed.wait_for(lock, kKeyTimeout,
+                            [&] { return request->isAnswered || gate.isClosed(); });
+  if (!request->key || request->key->size() != kKeySize) return std::nullopt;
+  return request->key;
 }
 
 SampleDecryption::Outcome SampleDecryption::decrypt(AVPacket& packet, AVCodecID codec,
@@ -135,12 +136,12 @@ SampleDecryption::Outcome SampleDecryption::_decryptCommon(AVPacket& packet,
     return decryptSample(sample, keyOfPiece, *protection) ? Outcome::Clear : Outcome::Unusable;
   const std::span identifier(reinterpret_cast<const std::byte*>(info->key_id), info->key_id_size);
   const Bytes keyID(identifier.begin(), identifier.end());
-  auto known = _known.find(keyID);
-  if (known == _known.end()) {
-    auto key = _ask(keyID, gate);
+  auto known = _keysByID.find(keyID);
+  if (known == _keysByID.end()) {
+    auto key = _requestKey(keyID, gate);
     if (!key) return gate.isClosed() ? Outcome::Cancelled : Outcome::NoKey;
-    if (_known.size() >= kMostKeys) _known.clear();
-    known = _known.emplace(keyID, std::move(*key)).first;
+    if (_keysByID.size() >= kMaxKeys) _keysByID.clear();
+    known = _keysByID.emplace(keyID, std::move(*key)).first;
   }
   return decryptSample(sample, known->second, *protection) ? Outcome::Clear : Outcome::Unusable;
 }

@@ -37,14 +37,14 @@ class SampleDecryption {
                   const streaming::ReadGate& gate);
 
  private:
-  struct Question;
+  struct KeyRequest;
   Outcome _decryptCommon(AVPacket& packet, const platform::Bytes& keyOfPiece,
                          const streaming::ReadGate& gate);
-  std::optional<platform::Bytes> _ask(const platform::Bytes& keyID,
-                                      const streaming::ReadGate& gate);
+  std::optional<platform::Bytes> _requestKey(const platform::Bytes& keyID,
+                                             const streaming::ReadGate& gate);
 
   const std::shared_ptr<ContentKeys> _keys;
-  std::map<platform::Bytes, platform::Bytes> _known;  // by key id
+  std::map<platform::Bytes, platform::Bytes> _keysByID;  // by key id
 };
 
 }  // namespace media

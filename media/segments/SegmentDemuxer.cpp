@@ -20,7 +20,7 @@ namespace {
 
 constexpr auto kWarningInterval = std::chrono::seconds(10);
 // After so many unreadable pieces at the beginning the track fails.
-constexpr int kMostUnreadable = 2;
+constexpr int kMaxUnreadable = 2;
 
 }  // namespace
 
@@ -28,18 +28,18 @@ SegmentDemuxer::SegmentDemuxer(Setup setup)
     : _setup(std::move(setup)),
       _track(_setup.offsets ? _setup.offsets->addTrack() : 0),
       _decryption(_setup.keys),
-      _lanes{Lane{.kind = ElementaryKind::Video, .isWanted = _setup.wantsVideo},
-             Lane{.kind = ElementaryKind::Audio, .isWanted = _setup.wantsAudio}} {}
+      _outputs{Output{.kind = ElementaryKind::Video, .isWanted = _setup.wantsVideo},
+               Output{.kind = ElementaryKind::Audio, .isWanted = _setup.wantsAudio}} {}
 
 void SegmentDemuxer::reset() {
   _run = nullptr;
-  _waiting.reset();
+  _nextPiece.reset();
   _items.clear();
   _failure.reset();
-  for (Lane& lane : _lanes) {
-    lane.caps = nullptr;
-    lane.isDiscontinuous = true;
-    lane.clock.restart();
+  for (Output& output : _outputs) {
+    output.caps = nullptr;
+    output.isDiscontinuous = true;
+    output.clock.restart();
   }
 }
 
@@ -62,7 +62,7 @@ std::optional<ElementaryItem> SegmentDemuxer::next(const ReadGate& gate) {
 }
 
 bool SegmentDemuxer::_beginPiece(const ReadGate& gate) {
-  std::optional<TrackPiece> piece = std::exchange(_waiting, std::nullopt);
+  std::optional<TrackPiece> piece = std::exchange(_nextPiece, std::nullopt);
   if (!piece) piece = _setup.reader->next(gate);
   if (!piece) return false;
   switch (piece->kind) {
@@ -70,10 +70,10 @@ bool SegmentDemuxer::_beginPiece(const ReadGate& gate) {
       _beginRun(*piece, gate);
       break;
     case TrackPiece::Kind::Gap:
-      _tellGap(piece->segment.start, piece->segment.end());
+      _emitGap(piece->segment.start, piece->segment.end());
       break;
     case TrackPiece::Kind::End:
-      if (_unreadable > 0 && !_hadSomething)
+      if (_unreadablePieces > 0 && !_hasPacket)
         _fail(MediaErrorCode::DecodeFailed, "None of the segments can be read.");
       else
         _items.emplace_back(ElementaryEnd{});
@@ -90,59 +90,59 @@ bool SegmentDemuxer::_beginPiece(const ReadGate& gate) {
 }
 
 void SegmentDemuxer::_beginRun(const TrackPiece& piece, const ReadGate& gate) {
-  std::optional<MediaForm> form;
+  std::optional<ContainerFormat> format;
   _run = SegmentRun::open(piece,
                           {.wantsEvents = static_cast<bool>(_setup.foundEvent),
                            .wantsTags = static_cast<bool>(_setup.foundID3),
                            .more = [this] { return _extendRun(); }},
-                          gate, form);
+                          gate, format);
   if (gate.isClosed()) return;
-  if (!_run) return _giveUpPiece(piece, form);
+  if (!_run) return _skipUnreadablePiece(piece, format);
   _streamCount = 0;
-  _gaveSomething = false;
-  _hasToldContent = false;
+  _hasPacketOfPiece = false;
+  _hasReportedContent = false;
   _offset = piece.representation ? piece.representation->timeOffset : std::nullopt;
   _reference.reset();
   _framePosition = 0;
-  for (Lane& lane : _lanes) {
-    lane.stream = -1;
-    lane.lastPiece = 0;
+  for (Output& output : _outputs) {
+    output.stream = -1;
+    output.lastPiece = 0;
     if (piece.isDiscontinuous) {
-      lane.clock.breakOff();
-      lane.isDiscontinuous = true;
+      output.clock.noteDiscontinuity();
+      output.isDiscontinuous = true;
     }
-    lane.clock.beginPiece();
+    output.clock.beginPiece();
   }
 }
 
 bool SegmentDemuxer::_extendRun() {
   // A piece without packets ends its run, so that _endRun() skips it.
-  if (!_run || !_gaveSomething || _waiting) return false;
-  _tellContent(true);
+  if (!_run || !_hasPacketOfPiece || _nextPiece) return false;
+  _reportContent(true);
   auto piece = _setup.reader->next(*_gate);
   if (!piece) return false;
   if (!_run->isContinuedBy(*piece)) {
-    _waiting = std::move(piece);
+    _nextPiece = std::move(piece);
     return false;
   }
-  _gaveSomething = false;
+  _hasPacketOfPiece = false;
   _run->extend(*piece);
   return true;
 }
 
 void SegmentDemuxer::_endRun() {
-  _tellMetadata();
-  if (_gaveSomething) _tellContent(true);
+  _emitMetadata();
+  if (_hasPacketOfPiece) _reportContent(true);
   const TrackPiece piece = _run->newestPiece();
-  const MediaForm form = _run->form();
+  const ContainerFormat format = _run->format();
   const bool hasFailed = _run->hasFailed();
   _run = nullptr;
-  if (!_gaveSomething) return _giveUpPiece(piece, form);
+  if (!_hasPacketOfPiece) return _skipUnreadablePiece(piece, format);
   if (!hasFailed) return;
   std::int64_t end = nanosecondsOf(piece.segment.start);
-  for (const Lane& lane : _lanes) end = std::max(end, lane.clock.end().value_or(end));
+  for (const Output& output : _outputs) end = std::max(end, output.clock.end().value_or(end));
   _warn("ended too early", piece);
-  _tellGap(secondsOf(end), piece.segment.end());
+  _emitGap(secondsOf(end), piece.segment.end());
 }
 
 void SegmentDemuxer::_readPacket(const ReadGate& gate) {
@@ -150,56 +150,58 @@ void SegmentDemuxer::_readPacket(const ReadGate& gate) {
   if (gate.isClosed()) return;
   if (!packet) return _endRun();
   _chooseStreams();
-  _tellContent(false);
+  _reportContent(false);
   const auto streams = _run->container().streams();
   const auto index = static_cast<std::size_t>(packet->stream_index);
   if (packet->stream_index < 0 || index >= streams.size()) return;
   const AVStream& stream = *streams[index];
-  Lane* const lane = _laneFor(stream);
-  if (lane && !_jump(*lane, stream, *packet)) _take(*lane, stream, *packet);
+  Output* const output = _outputFor(stream);
+  if (output && !_seekWithinPiece(*output, stream, *packet)) _take(*output, stream, *packet);
 }
 
 /// Seeks within a long piece to the position that was sought. The offset of its time stamps is
 /// known from its first packet. Returns false if `packet` is the next packet to output.
-bool SegmentDemuxer::_jump(const Lane& lane, const AVStream& stream, const AVPacket& packet) {
-  const auto sought = _run->takeJump();
+bool SegmentDemuxer::_seekWithinPiece(const Output& output, const AVStream& stream,
+                                      const AVPacket& packet) {
+  const auto sought = _run->takeSeekTarget();
   // Packed audio has no time stamps: its position is counted from the first frame.
-  if (!sought || isPackedAudio(_run->form())) return false;
-  if (!_frameFor(lane, _rawTimes(stream, packet), _run->newestPiece()) || !_offset) return false;
+  if (!sought || isPackedAudio(_run->format())) return false;
+  if (!_timingFor(output, _rawTimes(stream, packet), _run->newestPiece()) || !_offset) return false;
   // Key frames of a transport stream are only known after reading: seek back one group of pictures.
   constexpr double kLongestGroup = 10;
-  const bool isStream = _run->form() == MediaForm::TransportStream;
+  const bool isStream = _run->format() == ContainerFormat::TransportStream;
   const double place = *sought - (isStream ? kLongestGroup : 0);
   if (place <= _run->newestPiece().segment.start) return false;
   return _run->container().seek(place - *_offset);
 }
 
-bool SegmentDemuxer::_carriesTags(const AVStream& stream) const {
+bool SegmentDemuxer::_isID3Stream(const AVStream& stream) const {
   // Without a descriptor libavformat guesses the codec, and an ID3 tag looks like the start of an
   // MP3.
   constexpr std::uint32_t kMetadataType = 0x15;
-  return _run->form() == MediaForm::TransportStream && stream.codecpar->codec_tag == kMetadataType;
+  return _run->format() == ContainerFormat::TransportStream &&
+         stream.codecpar->codec_tag == kMetadataType;
 }
 
 /// Reports which kinds of streams the pieces of the representation have. In a transport stream they
 /// are found while reading.
-void SegmentDemuxer::_tellContent(bool isPieceOver) {
+void SegmentDemuxer::_reportContent(bool isPieceOver) {
   const auto& representation = _run->newestPiece().representation;
-  if (_hasToldContent || !representation) return;
+  if (_hasReportedContent || !representation) return;
   streaming::PieceContent content;
   bool isUnknown = false;
   for (const AVStream* const stream : _run->container().streams()) {
     const AVMediaType type = stream->codecpar->codec_type;
-    if ((stream->disposition & AV_DISPOSITION_ATTACHED_PIC) != 0 || _carriesTags(*stream)) continue;
+    if ((stream->disposition & AV_DISPOSITION_ATTACHED_PIC) != 0 || _isID3Stream(*stream)) continue;
     if (type == AVMEDIA_TYPE_VIDEO) content.hasPicture = true;
     if (type == AVMEDIA_TYPE_AUDIO) content.hasSound = true;
     if (type == AVMEDIA_TYPE_UNKNOWN) isUnknown = true;
   }
-  const bool isComplete = isPieceOver || _run->form() != MediaForm::TransportStream;
+  const bool isComplete = isPieceOver || _run->format() != ContainerFormat::TransportStream;
   const bool hasBoth = content.hasPicture && content.hasSound;
   const bool hasOne = content.hasPicture || content.hasSound;
   if (!hasBoth && (!hasOne || isUnknown || !isComplete)) return;
-  _hasToldContent = true;
+  _hasReportedContent = true;
   _setup.reader->noteContent(*representation, content);
 }
 
@@ -212,33 +214,33 @@ void SegmentDemuxer::_chooseStreams() {
     const bool isWanted = (type == AVMEDIA_TYPE_VIDEO && _setup.wantsVideo) ||
                           (type == AVMEDIA_TYPE_AUDIO && _setup.wantsAudio) ||
                           type == AVMEDIA_TYPE_UNKNOWN;
-    if (!isWanted || _carriesTags(stream)) stream.discard = AVDISCARD_ALL;
+    if (!isWanted || _isID3Stream(stream)) stream.discard = AVDISCARD_ALL;
   }
 }
 
-SegmentDemuxer::Lane* SegmentDemuxer::_laneFor(const AVStream& stream) {
+SegmentDemuxer::Output* SegmentDemuxer::_outputFor(const AVStream& stream) {
   const AVMediaType type = stream.codecpar->codec_type;
   if (type != AVMEDIA_TYPE_VIDEO && type != AVMEDIA_TYPE_AUDIO) return nullptr;
-  if ((stream.disposition & AV_DISPOSITION_ATTACHED_PIC) != 0 || _carriesTags(stream))
+  if ((stream.disposition & AV_DISPOSITION_ATTACHED_PIC) != 0 || _isID3Stream(stream))
     return nullptr;
-  Lane& lane = _lanes[type == AVMEDIA_TYPE_VIDEO ? 0 : 1];
-  if (!lane.isWanted) return nullptr;
-  const bool isSilent = _run->pieceCount() > lane.lastPiece + 1;
-  if (lane.stream != stream.index) {
-    if (lane.stream >= 0 && !isSilent) return nullptr;
+  Output& output = _outputs[type == AVMEDIA_TYPE_VIDEO ? 0 : 1];
+  if (!output.isWanted) return nullptr;
+  const bool isSilent = _run->pieceCount() > output.lastPiece + 1;
+  if (output.stream != stream.index) {
+    if (output.stream >= 0 && !isSilent) return nullptr;
     if (!capsOf(stream, {stream.codecpar->extradata,
                          static_cast<std::size_t>(stream.codecpar->extradata_size)}))
       return nullptr;
-    lane.stream = stream.index;
-    lane.setup.clear();
-    lane.shape = {};
+    output.stream = stream.index;
+    output.setup.clear();
+    output.shape = {};
   }
-  lane.lastPiece = _run->pieceCount();
-  return &lane;
+  output.lastPiece = _run->pieceCount();
+  return &output;
 }
 
-void SegmentDemuxer::_take(Lane& lane, const AVStream& stream, AVPacket& packet) {
-  const bool isPicture = lane.kind == ElementaryKind::Video;
+void SegmentDemuxer::_take(Output& output, const AVStream& stream, AVPacket& packet) {
+  const bool isPicture = output.kind == ElementaryKind::Video;
   const TrackPiece& piece = _run->pieceAt(packet.pos);
   switch (_decryption.decrypt(packet, stream.codecpar->codec_id, piece, *_gate)) {
     case SampleDecryption::Outcome::Clear:
@@ -251,47 +253,48 @@ void SegmentDemuxer::_take(Lane& lane, const AVStream& stream, AVPacket& packet)
       return _fail(MediaErrorCode::DecodeFailed, "The encryption is of an unknown kind.");
   }
   const RawTimes raw = _rawTimes(stream, packet);
-  const auto frame = _frameFor(lane, raw, piece);
-  if (!frame || !_tellFormat(lane, stream, packet)) return;
-  const PacketTimes times = lane.clock.timesOf(raw, *frame);
+  const auto timing = _timingFor(output, raw, piece);
+  if (!timing || !_emitFormat(output, stream, packet)) return;
+  const PacketTimes times = output.clock.timesOf(raw, *timing);
   if (times.wasMoved) _warn("has time stamps far from its place", piece);
   // The last access unit of a piece may be output after the next piece has begun.
-  if (&piece == &_run->newestPiece()) _gaveSomething = true;
-  _hadSomething = true;
+  if (&piece == &_run->newestPiece()) _hasPacketOfPiece = true;
+  _hasPacket = true;
   GstRef<GstBuffer> buffer = bufferOf(packet, times, isPicture);
   if (!buffer) return;
-  if (std::exchange(lane.isDiscontinuous, false))
+  if (std::exchange(output.isDiscontinuous, false))
     GST_BUFFER_FLAG_SET(buffer.get(), GST_BUFFER_FLAG_DISCONT);
-  _items.emplace_back(ElementaryBuffer{lane.kind, std::move(buffer)});
-  _tellMetadata();
+  _items.emplace_back(ElementaryBuffer{output.kind, std::move(buffer)});
+  _emitMetadata();
 }
 
-bool SegmentDemuxer::_tellFormat(Lane& lane, const AVStream& stream, const AVPacket& packet) {
+bool SegmentDemuxer::_emitFormat(Output& output, const AVStream& stream, const AVPacket& packet) {
   const AVCodecParameters& parameters = *stream.codecpar;
   const std::array<std::int64_t, 5> shape{parameters.codec_id, parameters.width, parameters.height,
                                           parameters.sample_rate, parameters.ch_layout.nb_channels};
   std::size_t size = 0;
   const std::uint8_t* const fresh =
       av_packet_get_side_data(&packet, AV_PKT_DATA_NEW_EXTRADATA, &size);
-  if (!fresh && lane.caps && shape == lane.shape) return true;
+  if (!fresh && output.caps && shape == output.shape) return true;
   if (fresh)
-    lane.setup.assign(fresh, fresh + size);
-  else if (lane.shape != shape)
-    lane.setup.assign(parameters.extradata, parameters.extradata + parameters.extradata_size);
-  lane.shape = shape;
-  GstRef<GstCaps> caps = capsOf(stream, lane.setup);
+    output.setup.assign(fresh, fresh + size);
+  else if (output.shape != shape)
+    output.setup.assign(parameters.extradata, parameters.extradata + parameters.extradata_size);
+  output.shape = shape;
+  GstRef<GstCaps> caps = capsOf(stream, output.setup);
   if (!caps) return false;
-  if (lane.caps && gst_caps_is_equal(lane.caps.get(), caps.get())) return true;
-  lane.caps.reset(gst_caps_ref(caps.get()));
-  _items.emplace_back(ElementaryFormat{lane.kind, std::move(caps)});
+  if (output.caps && gst_caps_is_equal(output.caps.get(), caps.get())) return true;
+  output.caps.reset(gst_caps_ref(caps.get()));
+  _items.emplace_back(ElementaryFormat{output.kind, std::move(caps)});
   return true;
 }
 
-void SegmentDemuxer::_giveUpPiece(const TrackPiece& piece, std::optional<MediaForm> form) {
+void SegmentDemuxer::_skipUnreadablePiece(const TrackPiece& piece,
+                                          std::optional<ContainerFormat> format) {
   _warn("cannot be read", piece);
-  _tellGap(piece.segment.start, piece.segment.end());
-  if (_hadSomething || ++_unreadable < kMostUnreadable) return;
-  _fail(form ? MediaErrorCode::DecodeFailed : MediaErrorCode::FormatNotRecognized,
+  _emitGap(piece.segment.start, piece.segment.end());
+  if (_hasPacket || ++_unreadablePieces < kMaxUnreadable) return;
+  _fail(format ? MediaErrorCode::DecodeFailed : MediaErrorCode::FormatNotRecognized,
         "The segments cannot be read.");
 }
 
@@ -304,15 +307,15 @@ void SegmentDemuxer::_fail(MediaErrorCode code, const char* reason) {
                    {}};
 }
 
-void SegmentDemuxer::_tellGap(double start, double end) {
-  for (Lane& lane : _lanes) lane.isDiscontinuous = true;
+void SegmentDemuxer::_emitGap(double start, double end) {
+  for (Output& output : _outputs) output.isDiscontinuous = true;
   if (end > start) _items.emplace_back(ElementaryGap{start, end});
 }
 
 void SegmentDemuxer::_warn(const char* what, const TrackPiece& piece) {
   const auto now = std::chrono::steady_clock::now();
-  if (now < _quietUntil) return;
-  _quietUntil = now + kWarningInterval;
+  if (now < _nextWarning) return;
+  _nextWarning = now + kWarningInterval;
   TVSLogWarning(TVSSystemLog, "Segment %lu at %f s %@", piece.segment.number, piece.segment.start,
                 what);
 }

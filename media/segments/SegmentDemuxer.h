@@ -25,7 +25,7 @@ class SegmentDemuxer final : public TrackDemuxer {
 
  private:
   /// The state of an elementary stream that is output.
-  struct Lane {
+  struct Output {
     ElementaryKind kind;
     bool isWanted;
     int stream = -1;                      ///< index of the AVStream; -1: none yet
@@ -43,40 +43,41 @@ class SegmentDemuxer final : public TrackDemuxer {
   void _endRun();
   void _readPacket(const streaming::ReadGate& gate);
   void _chooseStreams();
-  bool _carriesTags(const AVStream& stream) const;
-  void _tellContent(bool isPieceOver);
-  Lane* _laneFor(const AVStream& stream);
-  bool _jump(const Lane& lane, const AVStream& stream, const AVPacket& packet);
-  void _take(Lane& lane, const AVStream& stream, AVPacket& packet);
-  bool _tellFormat(Lane& lane, const AVStream& stream, const AVPacket& packet);
+  bool _isID3Stream(const AVStream& stream) const;
+  void _reportContent(bool isPieceOver);
+  Output* _outputFor(const AVStream& stream);
+  bool _seekWithinPiece(const Output& output, const AVStream& stream, const AVPacket& packet);
+  void _take(Output& output, const AVStream& stream, AVPacket& packet);
+  bool _emitFormat(Output& output, const AVStream& stream, const AVPacket& packet);
   RawTimes _rawTimes(const AVStream& stream, const AVPacket& packet);
-  std::optional<ClockFrame> _frameFor(const Lane& lane, const RawTimes& raw,
-                                      const streaming::TrackPiece& piece);
-  std::int64_t _placeOfTag(const streaming::TrackPiece& piece);
+  std::optional<SegmentTiming> _timingFor(const Output& output, const RawTimes& raw,
+                                          const streaming::TrackPiece& piece);
+  std::int64_t _startOfPackedAudio(const streaming::TrackPiece& piece);
   double _offsetOfFirst(const RawTimes& raw, const streaming::TrackPiece& piece) const;
-  void _tellMetadata();
-  void _giveUpPiece(const streaming::TrackPiece& piece, std::optional<MediaForm> form);
+  void _emitMetadata();
+  void _skipUnreadablePiece(const streaming::TrackPiece& piece,
+                            std::optional<ContainerFormat> format);
   void _fail(platform::MediaErrorCode code, const char* reason);
-  void _tellGap(double start, double end);
+  void _emitGap(double start, double end);
   void _warn(const char* what, const streaming::TrackPiece& piece);
 
   const Setup _setup;
   const int _track;
   SampleDecryption _decryption;
-  std::array<Lane, 2> _lanes;
+  std::array<Output, 2> _outputs;
   std::deque<ElementaryItem> _items;
   std::optional<platform::Error> _failure;
-  const streaming::ReadGate* _gate = nullptr;     // of the current call
-  std::optional<streaming::TrackPiece> _waiting;  // read, but not a continuation of the run
-  bool _hadSomething = false;
-  int _unreadable = 0;  // number of pieces, while no packet was read
-  std::chrono::steady_clock::time_point _quietUntil{};
+  const streaming::ReadGate* _gate = nullptr;       // of the current call
+  std::optional<streaming::TrackPiece> _nextPiece;  // read, but not a continuation of the run
+  bool _hasPacket = false;
+  int _unreadablePieces = 0;  // number of pieces, while no packet was read
+  std::chrono::steady_clock::time_point _nextWarning{};
 
   // State of the run.
   std::unique_ptr<SegmentRun> _run;
-  std::size_t _streamCount = 0;  // number of streams seen by _chooseStreams()
-  bool _gaveSomething = false;   // a packet of the newest piece was read
-  bool _hasToldContent = false;
+  std::size_t _streamCount = 0;    // number of streams seen by _chooseStreams()
+  bool _hasPacketOfPiece = false;  // a packet of the newest piece was read
+  bool _hasReportedContent = false;
   std::optional<double> _offset;           // seconds
   std::optional<std::int64_t> _reference;  // the newest time stamp, unwrapped
   std::int64_t _framePosition = 0;         // of packed audio, in units of the time base

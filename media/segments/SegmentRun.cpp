@@ -17,21 +17,21 @@ using streaming::TrackPiece;
 
 constexpr std::uint64_t kLongestTags = std::uint64_t{1} << 20;
 constexpr std::uint64_t kLongestEvent = std::uint64_t{256} << 10;
-constexpr std::size_t kMostEvents = 256;
-constexpr std::size_t kMostTags = 64;
+constexpr std::size_t kMaxEvents = 256;
+constexpr std::size_t kMaxTags = 64;
 constexpr std::size_t kShortHead = 16;
 // Shorter distances are read instead of a seek.
-constexpr double kShortestJump = 1;
+constexpr double kMinSeekSeconds = 1;
 constexpr std::int64_t kTimestampMask = (std::int64_t{1} << 33) - 1;
 
-std::optional<MediaForm> formOf(const SegmentBytes& bytes, std::uint64_t offset,
-                                const ReadGate& gate) {
-  std::array<std::uint8_t, kMediaHeadBytes> head{};
+std::optional<ContainerFormat> formatOf(const SegmentBytes& bytes, std::uint64_t offset,
+                                        const ReadGate& gate) {
+  std::array<std::uint8_t, kFormatProbeBytes> head{};
   // Detecting a transport stream needs more bytes than the other formats.
   std::size_t length = readFully(bytes, offset, std::span(head).first(kShortHead), gate);
-  if (const auto form = mediaForm(std::span(head).first(length))) return form;
+  if (const auto format = containerFormatOf(std::span(head).first(length))) return format;
   length = readFully(bytes, offset, head, gate);
-  return mediaForm(std::span(head).first(length));
+  return containerFormatOf(std::span(head).first(length));
 }
 
 /// Finds the time stamp of packed audio in an ID3 tag (RFC 8216, section 3.4).
@@ -49,37 +49,40 @@ std::optional<std::int64_t> timestampIn(std::string_view tag) {
 }  // namespace
 
 std::unique_ptr<SegmentRun> SegmentRun::open(const TrackPiece& piece, Setup setup,
-                                             const ReadGate& gate, std::optional<MediaForm>& form) {
+                                             const ReadGate& gate,
+                                             std::optional<ContainerFormat>& format) {
   if (!piece.media) return nullptr;
   std::unique_ptr<SegmentRun> self(new SegmentRun);
   self->_input.setGate(&gate);
   std::uint64_t skip = 0;
   if (piece.initialization) {
     if (!piece.initialization->waitUntilComplete(gate)) return nullptr;
-    form = formOf(*piece.initialization, 0, gate);
+    format = formatOf(*piece.initialization, 0, gate);
     self->_input.append(piece.initialization);
   } else {
-    skip = lengthOfTags(*piece.media, gate);
-    form = formOf(*piece.media, skip, gate);
+    skip = lengthOfID3Tags(*piece.media, gate);
+    format = formatOf(*piece.media, skip, gate);
   }
-  if (!form || gate.isClosed()) return nullptr;
+  if (!format || gate.isClosed()) return nullptr;
   if (skip > 0 && skip < kLongestTags) self->_readTags(*piece.media, skip, gate);
   self->_input.append(piece.media, skip);
   self->_pieces.emplace_back(0, piece);
-  const bool isIndexLater =
-      form == MediaForm::MP4 && !piece.initialization && isIndexLast(*piece.media, gate);
+  const bool isIndexAtEnd =
+      format == ContainerFormat::MP4 && !piece.initialization && isIndexLast(*piece.media, gate);
   const bool isSeekable = piece.media->isLong() && piece.media->isSeekable();
-  if (isSeekable && piece.sought && *piece.sought > piece.segment.start + kShortestJump)
-    self->_jump = piece.sought;
-  if (isIndexLater || self->_jump) {
+  if (isSeekable && piece.sought && *piece.sought > piece.segment.start + kMinSeekSeconds)
+    self->_seekTarget = piece.sought;
+  if (isIndexAtEnd || self->_seekTarget) {
     if (!isSeekable && !piece.media->waitUntilComplete(gate)) return nullptr;
     self->_input.setSeekable();
-  } else if (form == MediaForm::MP4 && setup.wantsEvents) {
+  } else if (format == ContainerFormat::MP4 && setup.wantsEvents) {
     self->_collectEvents(piece.initialization ? 1 : 0);
   }
-  if (form == MediaForm::TransportStream && setup.wantsTags && !self->_jump) self->_collectTags();
-  if (form == MediaForm::TransportStream) self->_input.whenExhausted(std::move(setup.more));
-  self->_container = MediaContainer::open(self->_input, *form);
+  if (format == ContainerFormat::TransportStream && setup.wantsTags && !self->_seekTarget)
+    self->_collectTags();
+  if (format == ContainerFormat::TransportStream)
+    self->_input.setMoreHandler(std::move(setup.more));
+  self->_container = MediaContainer::open(self->_input, *format);
   if (!self->_container) return nullptr;
   return self;
 }
@@ -97,7 +100,7 @@ void SegmentRun::_collectEvents(std::size_t part) {
   _boxes = std::make_unique<MovieBoxes>(
       [](std::uint32_t type) { return type == boxType("emsg") ? kLongestEvent : 0; },
       [this](std::uint32_t, BoxBytes content) {
-        if (_events.size() == kMostEvents) return;
+        if (_events.size() == kMaxEvents) return;
         constexpr std::size_t kHeaderSize = 8;
         const std::size_t size = content.size() + kHeaderSize;
         std::string& box = _events.emplace_back();
@@ -116,7 +119,7 @@ void SegmentRun::_collectTags() {
         constexpr std::string_view kTag = "ID3";
         constexpr double kTicksPerSecond = 90000;
         const std::string_view bytes(reinterpret_cast<const char*>(data.data()), data.size());
-        if (!bytes.starts_with(kTag) || _streamTags.size() == kMostTags) return;
+        if (!bytes.starts_with(kTag) || _streamTags.size() == kMaxTags) return;
         _streamTags.emplace_back(static_cast<std::int64_t>(*_metadata->firstTime()) +
                                      std::llround(seconds * kTicksPerSecond),
                                  bytes);

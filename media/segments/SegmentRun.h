@@ -32,17 +32,17 @@ class SegmentRun {
     std::function<bool()> more;
   };
   /// Blocks until the format and the streams are known. Returns null if the piece cannot be read or
-  /// `gate` is closed; `form` then has the format if it was detected. `gate` has to outlive the
+  /// `gate` is closed; `format` then has the format if it was detected. `gate` has to outlive the
   /// run.
   static std::unique_ptr<SegmentRun> open(const streaming::TrackPiece& piece, Setup setup,
                                           const streaming::ReadGate& gate,
-                                          std::optional<MediaForm>& form);
+                                          std::optional<ContainerFormat>& format);
 
   MediaContainer& container() { return *_container; }
-  MediaForm form() const { return _container->form(); }
+  ContainerFormat format() const { return _container->format(); }
   bool hasFailed() const { return _input.hasFailed(); }
   /// Returns the position to seek to in a long piece that is needed far after its beginning. Once.
-  std::optional<double> takeJump() { return std::exchange(_jump, std::nullopt); }
+  std::optional<double> takeSeekTarget() { return std::exchange(_seekTarget, std::nullopt); }
   void setGate(const streaming::ReadGate& gate) { _input.setGate(&gate); }
 
   /// Returns whether `next` can be read as a continuation of the newest piece.
@@ -75,7 +75,7 @@ class SegmentRun {
   std::unique_ptr<MediaContainer> _container;                           // destroyed before _input
   std::deque<std::pair<std::uint64_t, streaming::TrackPiece>> _pieces;  // by first position
   std::uint64_t _pieceCount = 1;
-  std::optional<double> _jump;
+  std::optional<double> _seekTarget;
   std::optional<std::int64_t> _tagTimestamp;
   std::vector<std::string> _tags;
   std::unique_ptr<TransportMetadata> _metadata;

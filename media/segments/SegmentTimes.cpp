@@ -21,7 +21,7 @@ constexpr AVRational kTransportBase{1, 90000};
 constexpr AVRational kNanosecondBase{1, 1'000'000'000};
 // Durations in playlists are rounded. Packed audio without time stamps continues over gaps up to
 // this.
-constexpr std::int64_t kRoundedDuration = 100'000'000;
+constexpr std::int64_t kDurationRounding = 100'000'000;
 
 double secondsOfTicks(std::int64_t ticks, AVRational base) {
   return static_cast<double>(ticks) * base.num / base.den;
@@ -44,7 +44,7 @@ RawTimes SegmentDemuxer::_rawTimes(const AVStream& stream, const AVPacket& packe
       stream.codecpar->codec_id != AV_CODEC_ID_AAC || stream.codecpar->extradata_size == 0;
   if (frame && hasHeaders)
     raw.exactDuration = av_rescale(frame->samples, kNanosecondBase.den, frame->rate);
-  if (isPackedAudio(_run->form())) {
+  if (isPackedAudio(_run->format())) {
     const std::int64_t length = frame ? frame->samples : std::max<std::int64_t>(packet.duration, 0);
     if (frame) raw.base = {1, frame->rate};
     raw.duration = length;
@@ -54,7 +54,7 @@ RawTimes SegmentDemuxer::_rawTimes(const AVStream& stream, const AVPacket& packe
   }
   if (packet.pts != AV_NOPTS_VALUE) raw.pts = packet.pts;
   if (packet.dts != AV_NOPTS_VALUE) raw.dts = packet.dts;
-  if (_run->form() != MediaForm::TransportStream) return raw;
+  if (_run->format() != ContainerFormat::TransportStream) return raw;
   if (!_reference) {
     const TrackPiece& piece = _run->pieceAt(packet.pos);
     const auto offset = _offset          ? _offset
@@ -78,11 +78,11 @@ double SegmentDemuxer::_offsetOfFirst(const RawTimes& raw, const TrackPiece& pie
   return piece.segment.start - seconds;
 }
 
-std::optional<ClockFrame> SegmentDemuxer::_frameFor(const Lane& lane, const RawTimes& raw,
-                                                    const TrackPiece& piece) {
-  ClockFrame frame{.start = nanosecondsOf(piece.segment.start),
-                   .duration = nanosecondsOf(piece.segment.duration)};
-  if (!isPackedAudio(_run->form())) {
+std::optional<SegmentTiming> SegmentDemuxer::_timingFor(const Output& output, const RawTimes& raw,
+                                                        const TrackPiece& piece) {
+  SegmentTiming frame{.start = nanosecondsOf(piece.segment.start),
+                      .duration = nanosecondsOf(piece.segment.duration)};
+  if (!isPackedAudio(_run->format())) {
     if (!_offset) {
       if (!raw.pts && !raw.dts) return frame;
       _offset = _offsetOfFirst(raw, piece);
@@ -92,11 +92,11 @@ std::optional<ClockFrame> SegmentDemuxer::_frameFor(const Lane& lane, const RawT
   }
   // The offset applies to the whole piece.
   if (!_reference) {
-    const std::int64_t end = lane.clock.end().value_or(frame.start);
+    const std::int64_t end = output.clock.end().value_or(frame.start);
     if (_run->tagTimestamp())
-      _reference = _placeOfTag(piece);
+      _reference = _startOfPackedAudio(piece);
     else
-      _reference = std::abs(end - frame.start) <= kRoundedDuration ? end : frame.start;
+      _reference = std::abs(end - frame.start) <= kDurationRounding ? end : frame.start;
   }
   if (!_offset) _offset = secondsOf(*_reference);
   frame.offset = *_reference;
@@ -104,7 +104,7 @@ std::optional<ClockFrame> SegmentDemuxer::_frameFor(const Lane& lane, const RawT
 }
 
 /// Returns the start of packed audio according to its ID3 tag, in nanoseconds.
-std::int64_t SegmentDemuxer::_placeOfTag(const TrackPiece& piece) {
+std::int64_t SegmentDemuxer::_startOfPackedAudio(const TrackPiece& piece) {
   std::int64_t stamp = *_run->tagTimestamp();
   auto offset = _offset;
   if (!offset && _setup.offsets) offset = _setup.offsets->known(_track, piece.segment);
@@ -116,7 +116,7 @@ std::int64_t SegmentDemuxer::_placeOfTag(const TrackPiece& piece) {
 }
 
 /// Emits the metadata that was found, once the offset of the time stamps is known.
-void SegmentDemuxer::_tellMetadata() {
+void SegmentDemuxer::_emitMetadata() {
   if (!_offset) return;
   const double start = _run->newestPiece().segment.start;
   for (std::string& event : _run->takeEvents())

@@ -22,11 +22,12 @@ std::int64_t rescaledTicks(std::int64_t ticks, AVRational base) {
 }
 
 /// Returns whether the distance of a time to its segment is implausible.
-bool isFar(std::int64_t time, const ClockFrame& frame) {
+bool isFar(std::int64_t time, const SegmentTiming& timing) {
   const std::int64_t limit =
-      frame.duration > 0 ? std::min(kFar, std::max(frame.duration, kNanoseconds) * kFarInDurations)
-                         : kFar;
-  return time < frame.start - limit || time > frame.start + frame.duration + limit;
+      timing.duration > 0
+          ? std::min(kFar, std::max(timing.duration, kNanoseconds) * kFarInDurations)
+          : kFar;
+  return time < timing.start - limit || time > timing.start + timing.duration + limit;
 }
 
 }  // namespace
@@ -48,17 +49,17 @@ std::int64_t unwrapped(std::int64_t ticks, std::int64_t reference, int bits) {
   return reference + away;
 }
 
-PacketTimes StreamClock::timesOf(const RawTimes& raw, const ClockFrame& frame) {
+PacketTimes StreamClock::timesOf(const RawTimes& raw, const SegmentTiming& timing) {
   PacketTimes times;
   const auto placed = [&](std::int64_t ticks) {
-    return rescaledTicks(ticks, raw.base) + frame.offset;
+    return rescaledTicks(ticks, raw.base) + timing.offset;
   };
-  const std::int64_t expected = _next.value_or(frame.start);
+  const std::int64_t expected = _next.value_or(timing.start);
   const auto stamp = raw.pts ? raw.pts : raw.dts;
   std::int64_t pts = stamp ? placed(*stamp) + _correction : expected;
-  if (stamp && isFar(pts, frame)) {
-    const std::int64_t end = _end.value_or(frame.start);
-    const std::int64_t meant = isFar(end, frame) ? frame.start : end;
+  if (stamp && isFar(pts, timing)) {
+    const std::int64_t end = _end.value_or(timing.start);
+    const std::int64_t meant = isFar(end, timing) ? timing.start : end;
     _correction += meant - pts;
     pts = meant;
     times.wasMoved = true;
@@ -70,7 +71,7 @@ PacketTimes StreamClock::timesOf(const RawTimes& raw, const ClockFrame& frame) {
   _next = pts + duration;
   _end = std::max(_end.value_or(*_next), *_next);
   std::int64_t dts = raw.dts && stamp ? std::min(placed(*raw.dts) + _correction, pts) : pts;
-  if (raw.dts && isFar(dts, frame)) dts = pts;
+  if (raw.dts && isFar(dts, timing)) dts = pts;
   dts = std::max(dts, _lastDTS.value_or(dts));
   _lastDTS = dts;
 

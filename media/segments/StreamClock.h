@@ -12,7 +12,7 @@ extern "C" {
 namespace media {
 
 /// The expected place of packets in the presentation, in nanoseconds.
-struct ClockFrame {
+struct SegmentTiming {
   std::int64_t start = 0;     ///< start of the segment
   std::int64_t duration = 0;  ///< duration of the segment
   std::int64_t offset = 0;    ///< added to the time stamps of the media
@@ -50,12 +50,12 @@ class StreamClock {
   /// Begins a piece, whose time stamps may need another correction.
   void beginPiece() { _correction = 0; }
   /// The next piece does not continue the one before (a discontinuity).
-  void breakOff() {
+  void noteDiscontinuity() {
     _next.reset();
     _end.reset();
   }
 
-  PacketTimes timesOf(const RawTimes& raw, const ClockFrame& frame);
+  PacketTimes timesOf(const RawTimes& raw, const SegmentTiming& timing);
   /// Returns the end of the latest packet, or nullopt before the first one.
   std::optional<std::int64_t> end() const { return _end; }
 

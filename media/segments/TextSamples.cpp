@@ -13,7 +13,7 @@ extern "C" {
 namespace media {
 namespace {
 
-constexpr std::size_t kMostSamples = 10000;
+constexpr std::size_t kMaxSamples = 10000;
 
 BoxBytes boxBytes(std::string_view text) {
   return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
@@ -30,10 +30,10 @@ std::string oneLine(BoxBytes bytes) {
 
 std::vector<TextSample> textSamplesOf(const streaming::TrackPiece& piece) {
   const streaming::ReadGate gate;
-  std::optional<MediaForm> form;
-  const auto run = SegmentRun::open(piece, SegmentRun::Setup(), gate, form);
+  std::optional<ContainerFormat> format;
+  const auto run = SegmentRun::open(piece, SegmentRun::Setup(), gate, format);
   std::vector<TextSample> samples;
-  while (run && samples.size() < kMostSamples) {
+  while (run && samples.size() < kMaxSamples) {
     const AVPacket* const packet = run->container().read();
     if (!packet) break;
     const auto streams = run->container().streams();
@@ -55,7 +55,7 @@ std::vector<TextSample> textSamplesOf(const streaming::TrackPiece& piece) {
   return samples;
 }
 
-std::string headOfTextSamples(const streaming::SegmentBytes& initialization) {
+std::string webVTTHeaderIn(const streaming::SegmentBytes& initialization) {
   const std::string bytes = initialization.copy();
   constexpr std::size_t kHeaderSize = 8;
   const std::size_t name = bytes.find("vttC");
@@ -66,7 +66,7 @@ std::string headOfTextSamples(const streaming::SegmentBytes& initialization) {
   return bytes.substr(name + 4, size - kHeaderSize);
 }
 
-std::vector<std::string> textsOfBoxes(std::string_view sample) {
+std::vector<std::string> webVTTCuesIn(std::string_view sample) {
   std::vector<std::string> texts;
   forEachBox(boxBytes(sample), boxType("vttc"), [&](BoxBytes cue) {
     std::string name;
@@ -81,15 +81,17 @@ std::vector<std::string> textsOfBoxes(std::string_view sample) {
   return texts;
 }
 
-void fitToSample(std::vector<SubtitleCue>& cues, double begin, double end) {
+void clipToSample(std::vector<SubtitleCue>& cues, double begin, double end) {
   const auto endOf = [](const SubtitleCue& cue) {
     return cue.duration == SubtitleCue::kUntilNext ? std::numeric_limits<double>::infinity()
                                                    : cue.start + cue.duration;
   };
-  const auto lies = [&](const SubtitleCue& cue) { return cue.start < end && endOf(cue) > begin; };
-  if (std::none_of(cues.begin(), cues.end(), lies))
+  const auto overlaps = [&](const SubtitleCue& cue) {
+    return cue.start < end && endOf(cue) > begin;
+  };
+  if (std::none_of(cues.begin(), cues.end(), overlaps))
     for (SubtitleCue& cue : cues) cue.start += begin;
-  std::erase_if(cues, [&](const SubtitleCue& cue) { return !lies(cue); });
+  std::erase_if(cues, [&](const SubtitleCue& cue) { return !overlaps(cue); });
   for (SubtitleCue& cue : cues) {
     const double last = std::min(endOf(cue), end);
     cue.start = std::max(cue.start, begin);

@@ -20,14 +20,14 @@ struct TextSample {
 std::vector<TextSample> textSamplesOf(const streaming::TrackPiece& piece);
 
 /// Returns the WebVTT header (`vttC`) in an initialization segment, or an empty string.
-std::string headOfTextSamples(const streaming::SegmentBytes& initialization);
+std::string webVTTHeaderIn(const streaming::SegmentBytes& initialization);
 
-/// Returns the cues in a `wvtt` sample in the form that WebVTTReader::readPiece() takes: a line
+/// Returns the cues in a `wvtt` sample in the format that WebVTTReader::readPayload() takes: a line
 /// with the identifier, a line with the settings, then the text.
-std::vector<std::string> textsOfBoxes(std::string_view sample);
+std::vector<std::string> webVTTCuesIn(std::string_view sample);
 
 /// Clips the cues of a TTML document in a sample to the time range of the sample. If no cue is
 /// within the range, the times are relative to its begin.
-void fitToSample(std::vector<SubtitleCue>& cues, double begin, double end);
+void clipToSample(std::vector<SubtitleCue>& cues, double begin, double end);
 
 }  // namespace media

@@ -7,7 +7,7 @@
 #include "media/segments/TextSamples.h"
 #include "media/segments/TimestampOffsets.h"
 #include "media/texts/TTMLText.h"
-#include "media/texts/TextForms.h"
+#include "media/texts/TextFormats.h"
 
 namespace media {
 namespace {
@@ -15,8 +15,8 @@ namespace {
 using streaming::TextForm;
 using streaming::TrackPiece;
 
-constexpr std::uint64_t kMostTextBytes = std::uint64_t{16} << 20;
-constexpr std::size_t kMostWaiting = 32;
+constexpr std::uint64_t kMaxTextBytes = std::uint64_t{16} << 20;
+constexpr std::size_t kMaxWaiting = 32;
 // Cues may begin before their segment, and the durations of segments are rounded.
 constexpr double kSlack = 1;
 constexpr double kTicksPerSecond = 90000;
@@ -79,7 +79,7 @@ TextSegments::TextSegments(std::shared_ptr<TimestampOffsets> offsets)
 std::vector<SubtitleCue> TextSegments::read(const TrackPiece& piece) {
   std::vector<SubtitleCue> cues;
   _waiting.push_back(piece);
-  if (_waiting.size() > kMostWaiting) _waiting.pop_front();
+  if (_waiting.size() > kMaxWaiting) _waiting.pop_front();
   std::erase_if(_waiting, [&](const TrackPiece& each) {
     auto found = _read(each);
     if (!found) return false;
@@ -118,7 +118,7 @@ TextSegments::Document TextSegments::_documentOf(const TrackPiece& piece, std::s
 /// Returns nullopt if the offset of the piece is not known yet.
 std::optional<std::vector<SubtitleCue>> TextSegments::_read(const TrackPiece& piece) {
   if (piece.kind != TrackPiece::Kind::Media || !piece.media || !piece.representation ||
-      piece.media->size() > kMostTextBytes)
+      piece.media->size() > kMaxTextBytes)
     return std::vector<SubtitleCue>{};
   if (std::exchange(_representation, piece.representation->id) != piece.representation->id)
     _reader = {};
@@ -155,16 +155,16 @@ std::optional<std::vector<SubtitleCue>> TextSegments::_read(const TrackPiece& pi
 
 std::vector<SubtitleCue> TextSegments::_readSamples(const TrackPiece& piece) {
   std::vector<SubtitleCue> cues;
-  if (piece.initialization) _reader.read(utf8Of(headOfTextSamples(*piece.initialization)));
+  if (piece.initialization) _reader.read(utf8Of(webVTTHeaderIn(*piece.initialization)));
   for (const TextSample& sample : textSamplesOf(piece)) {
     if (isTTML(sample.bytes)) {
       std::vector<SubtitleCue> document = cuesOfTTML(utf8Of(sample.bytes));
-      fitToSample(document, sample.start, sample.start + sample.duration);
+      clipToSample(document, sample.start, sample.start + sample.duration);
       std::move(document.begin(), document.end(), std::back_inserter(cues));
       continue;
     }
-    for (const std::string& text : textsOfBoxes(sample.bytes)) {
-      auto cue = _reader.readPiece(utf8Of(text), true);
+    for (const std::string& text : webVTTCuesIn(sample.bytes)) {
+      auto cue = _reader.readPayload(utf8Of(text), true);
       if (!cue) continue;
       cue->start = sample.start;
       cue->duration = sample.duration;

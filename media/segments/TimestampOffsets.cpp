@@ -7,7 +7,7 @@ namespace {
 
 /// Tracks with the same clock start within this many seconds of each other.
 constexpr double kSharedClockTolerance = 5;
-constexpr std::size_t kMostOffsets = 512;
+constexpr std::size_t kMaxOffsets = 512;
 
 }  // namespace
 
@@ -23,12 +23,12 @@ double TimestampOffsets::offsetFor(int track, const streaming::Segment& segment,
   const auto privateKey = std::pair(segment.discontinuity, track);
   if (const auto found = _private.find(privateKey); found != _private.end()) return found->second;
   const auto [shared, isNew] = _shared.try_emplace(segment.discontinuity, own);
-  if (isNew && _shared.size() > kMostOffsets)
+  if (isNew && _shared.size() > kMaxOffsets)
     _shared.erase(shared == _shared.begin() ? std::prev(_shared.end()) : _shared.begin());
   if (isNew || std::abs(own - shared->second) <= kSharedClockTolerance)
     return isNew ? own : shared->second;
   _private.emplace(privateKey, own);
-  if (_private.size() > kMostOffsets)
+  if (_private.size() > kMaxOffsets)
     _private.erase(_private.begin()->first == privateKey ? std::prev(_private.end())
                                                          : _private.begin());
   return own;

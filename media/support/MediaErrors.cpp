@@ -75,7 +75,7 @@ bool isStreamedURL(const std::string& url) {
   return !scheme.empty() && scheme != "file" && scheme != "data";
 }
 
-std::optional<Error> refusalOf(const std::string& url, bool allowFileURLs) {
+std::optional<Error> unsupportedURLError(const std::string& url, bool allowFileURLs) {
   const auto isForbidden = [](unsigned char letter) { return letter <= ' ' || letter == 0x7f; };
   if (url.empty() || url.size() > kLongestURL || std::any_of(url.begin(), url.end(), isForbidden) ||
       !gst_uri_is_valid(url.c_str()))

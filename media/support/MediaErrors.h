@@ -16,7 +16,7 @@ bool isStreamedURL(const std::string& url);
 
 /// Returns the error for a URL that cannot be opened: invalid, with a scheme that is not supported,
 /// or a file URL while these are not allowed.
-std::optional<platform::Error> refusalOf(const std::string& url, bool allowFileURLs);
+std::optional<platform::Error> unsupportedURLError(const std::string& url, bool allowFileURLs);
 
 /// Converts an ERROR message. Network errors are taken from the item instead.
 platform::Error errorOfMessage(GstMessage* message);

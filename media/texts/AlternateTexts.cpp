@@ -7,7 +7,7 @@
 #include "media/pipeline/StreamDescription.h"
 #include "media/support/GstRef.h"
 #include "media/support/MediaErrors.h"
-#include "media/texts/TextForms.h"
+#include "media/texts/TextFormats.h"
 #include "platform/foundation/log/TVSLogger.h"
 #include "platform/media/MediaItemKeys.h"
 
@@ -15,8 +15,8 @@ namespace media {
 namespace {
 
 constexpr std::string_view kIdentifierPrefix = "alternate-";
-constexpr std::size_t kMostAlternateTexts = 256;
-constexpr std::size_t kMostFileBytes = std::size_t{16} << 20;
+constexpr std::size_t kMaxAlternateTexts = 256;
+constexpr std::size_t kMaxFileBytes = std::size_t{16} << 20;
 
 std::vector<SubtitleCue> cuesOrNone(const std::string& bytes) {
   auto cues = cuesOfText(bytes);
@@ -29,10 +29,10 @@ std::vector<SubtitleCue> cuesOrNone(const std::string& bytes) {
 std::string bytesOfFile(const std::string& url) {
   const GstRef<gchar> path(g_filename_from_uri(url.c_str(), nullptr, nullptr));
   std::ifstream file(path ? path.get() : "", std::ios::binary);
-  std::string bytes(kMostFileBytes + 1, '\0');
+  std::string bytes(kMaxFileBytes + 1, '\0');
   file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
   bytes.resize(static_cast<std::size_t>(file.gcount()));
-  return bytes.size() > kMostFileBytes ? std::string() : bytes;
+  return bytes.size() > kMaxFileBytes ? std::string() : bytes;
 }
 
 std::string identifierOf(std::size_t index) {
@@ -64,9 +64,9 @@ std::vector<AlternateText> alternateTextsOf(const TVSMediaItem& item, bool allow
   if (!tracks) return texts;
   for (const platform::Value& each : *tracks) {
     const platform::Dictionary* track = each.asDictionary();
-    if (!track || texts.size() >= kMostAlternateTexts) continue;
+    if (!track || texts.size() >= kMaxAlternateTexts) continue;
     AlternateText text = textOf(*track);
-    if (!refusalOf(text.url, allowFileURLs)) texts.push_back(std::move(text));
+    if (!unsupportedURLError(text.url, allowFileURLs)) texts.push_back(std::move(text));
   }
   return texts;
 }

@@ -14,12 +14,12 @@ namespace {
 constexpr std::uint8_t kSync = 0x0F;
 constexpr std::size_t kRegionLimit = 16;
 constexpr std::size_t kObjectLimit = 64;
-constexpr int kMostDVBSide = 2048;
+constexpr int kMaxDVBSide = 2048;
 
 using Colors = std::array<std::uint32_t, 256>;
 
 /// The default CLUT, for streams without a CLUT definition.
-Colors usualColors(unsigned depth) {
+Colors defaultColors(unsigned depth) {
   Colors colors{};
   if (depth == 1) {
     colors[1] = 0xFFFFFFFF;
@@ -56,9 +56,9 @@ struct RegionPlace {
   int y;
 };
 
-class Bits {
+class BitReader {
  public:
-  explicit Bits(ByteReader& reader) : _reader(reader) {}
+  explicit BitReader(ByteReader& reader) : _reader(reader) {}
   unsigned take(int count) {
     while (_count < count) {
       _held = _held << 8 | _reader.byte();
@@ -83,7 +83,7 @@ struct Run {
   unsigned color;
 };
 
-std::optional<Run> takeTwoBits(Bits& bits) {
+std::optional<Run> takeTwoBits(BitReader& bits) {
   if (const unsigned color = bits.take(2)) return Run{1, color};
   if (bits.take(1)) {
     const unsigned length = 3 + bits.take(3);
@@ -97,7 +97,7 @@ std::optional<Run> takeTwoBits(Bits& bits) {
   return Run{length, bits.take(2)};
 }
 
-std::optional<Run> takeFourBits(Bits& bits) {
+std::optional<Run> takeFourBits(BitReader& bits) {
   if (const unsigned color = bits.take(4)) return Run{1, color};
   if (!bits.take(1)) {
     const unsigned length = bits.take(3);
@@ -114,7 +114,7 @@ std::optional<Run> takeFourBits(Bits& bits) {
   return Run{length, bits.take(4)};
 }
 
-std::optional<Run> takeEightBits(Bits& bits) {
+std::optional<Run> takeEightBits(BitReader& bits) {
   if (const unsigned color = bits.take(8)) return Run{1, color};
   const bool hasColor = bits.take(1) != 0;
   const unsigned length = bits.take(7);
@@ -124,7 +124,7 @@ std::optional<Run> takeEightBits(Bits& bits) {
 
 class DVBSubtitles final : public ImageSubtitles {
  public:
-  explicit DVBSubtitles(Shown shown) : _shown(std::move(shown)) {}
+  explicit DVBSubtitles(CueHandler onCue) : _onCue(std::move(onCue)) {}
 
   void feed(double start, double, std::string_view packet) override {
     if (packet.starts_with(std::string_view("\x20\0", 2))) packet.remove_prefix(2);
@@ -185,7 +185,7 @@ class DVBSubtitles final : public ImageSubtitles {
     const bool fills = (reader.byte() & 8) != 0;
     const auto width = static_cast<int>(reader.take(2));
     const auto height = static_cast<int>(reader.take(2));
-    const bool fits = width > 0 && height > 0 && width <= kMostDVBSide && height <= kMostDVBSide;
+    const bool fits = width > 0 && height > 0 && width <= kMaxDVBSide && height <= kMaxDVBSide;
     if (!fits || (_regions.size() >= kRegionLimit && !_regions.contains(identifier))) return;
     Region& region = _regions[identifier];
     region.depth = reader.byte() >> 2U & 7U;
@@ -217,7 +217,7 @@ class DVBSubtitles final : public ImageSubtitles {
   void _readColors(ByteReader reader) {
     const std::uint8_t identifier = reader.byte();
     reader.byte();
-    auto& colors = _colors.try_emplace(identifier, usualColors(2)).first->second;
+    auto& colors = _colors.try_emplace(identifier, defaultColors(2)).first->second;
     while (reader.rest().size() >= 4) {
       const std::uint8_t index = reader.byte();
       const bool isFull = (reader.byte() & 1) != 0;
@@ -240,7 +240,7 @@ class DVBSubtitles final : public ImageSubtitles {
       if (!reader.isGood()) return;
       // Y = 0 means transparent.
       colors[index] =
-          y == 0 ? 0 : colorOfVideo(y, cb, cr, 255 - transparency, _height > kMostStandardRows);
+          y == 0 ? 0 : colorOfVideo(y, cb, cr, 255 - transparency, _height > kMaxStandardRows);
     }
   }
 
@@ -252,16 +252,17 @@ class DVBSubtitles final : public ImageSubtitles {
     const std::size_t bottomSize = reader.take(2);
     const std::string_view top = reader.bytes(topSize);
     const std::string_view bottom = bottomSize ? reader.bytes(bottomSize) : top;
-    const bool keepsOnes = (flags & 2) != 0;
+    const bool isNonModifying = (flags & 2) != 0;
     for (auto& [unused, region] : _regions)
       for (const ObjectPlace& each : region.objects)
         if (each.object == identifier) {
-          _drawField(region, each.x, each.y, top, keepsOnes);
-          _drawField(region, each.x, each.y + 1, bottom, keepsOnes);
+          _drawField(region, each.x, each.y, top, isNonModifying);
+          _drawField(region, each.x, each.y + 1, bottom, isNonModifying);
         }
   }
 
-  static void _drawField(Region& region, int left, int y, std::string_view data, bool keepsOnes) {
+  static void _drawField(Region& region, int left, int y, std::string_view data,
+                         bool isNonModifying) {
     ByteReader reader(data);
     int x = left;
     while (!reader.isEmpty()) {
@@ -270,7 +271,7 @@ class DVBSubtitles final : public ImageSubtitles {
         x = left;
         y += 2;
       } else if (kind >= 0x10 && kind <= 0x12) {
-        Bits bits(reader);
+        BitReader bits(reader);
         // In some streams the end code of a full row is only half there.
         while (reader.isGood() && (kind != 0x12 || x < region.width)) {
           const auto run = kind == 0x10   ? takeTwoBits(bits)
@@ -278,7 +279,7 @@ class DVBSubtitles final : public ImageSubtitles {
                                           : takeEightBits(bits);
           if (!run || !reader.isGood()) break;
           for (unsigned step = 0; step < run->length; ++step, ++x)
-            if (x < region.width && y < region.height && !(keepsOnes && run->color == 1))
+            if (x < region.width && y < region.height && !(isNonModifying && run->color == 1))
               region.pixels[static_cast<std::size_t>(y) * static_cast<std::size_t>(region.width) +
                             static_cast<std::size_t>(x)] = static_cast<std::uint8_t>(run->color);
         }
@@ -300,7 +301,7 @@ class DVBSubtitles final : public ImageSubtitles {
       if (found == _regions.end()) continue;
       const Region& region = found->second;
       const auto own = _colors.find(region.colors);
-      const Colors colors = own != _colors.end() ? own->second : usualColors(region.depth);
+      const Colors colors = own != _colors.end() ? own->second : defaultColors(region.depth);
       CueImage image;
       image.canvasWidth = _width;
       image.canvasHeight = _height;
@@ -312,16 +313,16 @@ class DVBSubtitles final : public ImageSubtitles {
       for (const std::uint8_t each : region.pixels) image.pixels.push_back(colors[each]);
       if (crop(image)) cue.images.push_back(std::move(image));
     }
-    const bool showsSomething = !cue.images.empty();
-    _shown(std::move(cue));
-    if (!showsSomething || _timeout <= 0) return;
+    const bool isVisible = !cue.images.empty();
+    _onCue(std::move(cue));
+    if (!isVisible || _timeout <= 0) return;
     // Ends the cue after the page time-out if no other page comes.
     SubtitleCue end;
     end.start = _start + _timeout;
-    _shown(std::move(end));
+    _onCue(std::move(end));
   }
 
-  const Shown _shown;
+  const CueHandler _onCue;
   int _width = 720;
   int _height = 576;
   int _left = 0;
@@ -336,8 +337,8 @@ class DVBSubtitles final : public ImageSubtitles {
 
 }  // namespace
 
-std::unique_ptr<ImageSubtitles> makeDVBSubtitles(ImageSubtitles::Shown shown) {
-  return std::make_unique<DVBSubtitles>(std::move(shown));
+std::unique_ptr<ImageSubtitles> makeDVBSubtitles(ImageSubtitles::CueHandler onCue) {
+  return std::make_unique<DVBSubtitles>(std::move(onCue));
 }
 
 }  // namespace media

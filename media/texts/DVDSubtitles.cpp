@@ -12,17 +12,17 @@
 namespace media {
 namespace {
 
-constexpr double kSecondsAStep = 1024.0 / 90000;
+constexpr double kSecondsPerDelayUnit = 1024.0 / 90000;
 constexpr int kCommandListLimit = 64;
-constexpr double kMostDVDSide = 4096;
+constexpr double kMaxDVDSide = 4096;
 /// Used if the stream does not have the canvas size: the first one that the bitmap fits into.
 constexpr std::array<std::pair<int, int>, 4> kCanvases{
     {{720, 480}, {720, 576}, {1280, 720}, {1920, 1080}}};
 
 /// Reads half bytes, the upper one first.
-class Nibbles {
+class NibbleReader {
  public:
-  explicit Nibbles(std::string_view bytes) : _bytes(bytes) {}
+  explicit NibbleReader(std::string_view bytes) : _bytes(bytes) {}
   unsigned take() {
     if (_at / 2 >= _bytes.size()) return 0;
     const auto byte = static_cast<std::uint8_t>(_bytes[_at / 2]);
@@ -50,7 +50,7 @@ struct Display {
 
 class DVDSubtitles final : public ImageSubtitles {
  public:
-  explicit DVDSubtitles(Shown shown) : _shown(std::move(shown)) {
+  explicit DVDSubtitles(CueHandler onCue) : _onCue(std::move(onCue)) {
     for (std::size_t index = 0; index < _palette.size(); ++index)
       _palette[index] = 0x00111111U * static_cast<std::uint32_t>(15 - index);
   }
@@ -62,9 +62,9 @@ class DVDSubtitles final : public ImageSubtitles {
     constexpr std::string_view kPalette = "palette:";
     if (const std::size_t at = text.find(kSize); at != std::string_view::npos) {
       std::string_view rest = text.substr(at + kSize.size());
-      const int width = static_cast<int>(std::min(takeNumber(rest).value_or(0), kMostDVDSide));
+      const int width = static_cast<int>(std::min(takeNumber(rest).value_or(0), kMaxDVDSide));
       if (rest.starts_with('x')) rest.remove_prefix(1);
-      const int height = static_cast<int>(std::min(takeNumber(rest).value_or(0), kMostDVDSide));
+      const int height = static_cast<int>(std::min(takeNumber(rest).value_or(0), kMaxDVDSide));
       if (width > 0 && height > 0) _canvas = {width, height};
     }
     if (const std::size_t at = text.find(kPalette); at != std::string_view::npos) {
@@ -93,7 +93,7 @@ class DVDSubtitles final : public ImageSubtitles {
     CueImage image = _draw(packet, display);
     if (image.pixels.empty() || !crop(image)) return;
     cue.images.push_back(std::move(image));
-    _shown(std::move(cue));
+    _onCue(std::move(cue));
   }
 
  private:
@@ -103,7 +103,7 @@ class DVDSubtitles final : public ImageSubtitles {
     std::size_t at = header.take(2);
     for (int lists = 0; lists < kCommandListLimit && at + 4 <= packet.size(); ++lists) {
       ByteReader reader(packet.substr(at));
-      const double time = kSecondsAStep * reader.take(2);
+      const double time = kSecondsPerDelayUnit * reader.take(2);
       const std::size_t next = reader.take(2);
       _readList(reader, time, display);
       if (next <= at) break;  // the last sequence refers to itself
@@ -173,14 +173,14 @@ class DVDSubtitles final : public ImageSubtitles {
     const auto height = static_cast<std::size_t>(image.height);
     image.pixels.resize(width * height);
     for (std::size_t field = 0; field < 2; ++field) {
-      Nibbles nibbles(packet.substr(std::min(display.fields[field], packet.size())));
+      NibbleReader nibbles(packet.substr(std::min(display.fields[field], packet.size())));
       for (std::size_t row = field; row < height && !nibbles.isEmpty(); row += 2)
         _drawRow(nibbles, colors, &image.pixels[row * width], width);
     }
     return image;
   }
 
-  static void _drawRow(Nibbles& nibbles, const std::array<std::uint32_t, 4>& colors,
+  static void _drawRow(NibbleReader& nibbles, const std::array<std::uint32_t, 4>& colors,
                        std::uint32_t* row, std::size_t width) {
     for (std::size_t x = 0; x < width && !nibbles.isEmpty();) {
       // A code has 4 to 16 bits. Leading zeros give its length.
@@ -196,15 +196,15 @@ class DVDSubtitles final : public ImageSubtitles {
     nibbles.align();
   }
 
-  const Shown _shown;
+  const CueHandler _onCue;
   Palette _palette{};
   std::pair<int, int> _canvas{};  // zero: unknown
 };
 
 }  // namespace
 
-std::unique_ptr<ImageSubtitles> makeDVDSubtitles(ImageSubtitles::Shown shown) {
-  return std::make_unique<DVDSubtitles>(std::move(shown));
+std::unique_ptr<ImageSubtitles> makeDVDSubtitles(ImageSubtitles::CueHandler onCue) {
+  return std::make_unique<DVDSubtitles>(std::move(onCue));
 }
 
 }  // namespace media

@@ -7,10 +7,10 @@
 namespace media {
 
 std::unique_ptr<ImageSubtitles> makeImageSubtitles(std::string_view mediaType,
-                                                   ImageSubtitles::Shown shown) {
-  if (mediaType == "subpicture/x-pgs") return makePresentationGraphics(std::move(shown));
-  if (mediaType == "subpicture/x-dvd") return makeDVDSubtitles(std::move(shown));
-  if (mediaType == "subpicture/x-dvb") return makeDVBSubtitles(std::move(shown));
+                                                   ImageSubtitles::CueHandler onCue) {
+  if (mediaType == "subpicture/x-pgs") return makePresentationGraphics(std::move(onCue));
+  if (mediaType == "subpicture/x-dvd") return makeDVDSubtitles(std::move(onCue));
+  if (mediaType == "subpicture/x-dvb") return makeDVBSubtitles(std::move(onCue));
   return nullptr;
 }
 

@@ -19,7 +19,7 @@ namespace media {
 class ImageSubtitles {
  public:
   /// A cue without images ends the previous cue.
-  using Shown = std::function<void(SubtitleCue cue)>;
+  using CueHandler = std::function<void(SubtitleCue cue)>;
   using Palette = std::array<std::uint32_t, 16>;  ///< 0xAARRGGBB
 
   virtual ~ImageSubtitles() = default;
@@ -33,14 +33,14 @@ class ImageSubtitles {
 };
 
 /// Decodes the Presentation Graphic Stream (PGS) of Blu-ray, `subpicture/x-pgs`.
-std::unique_ptr<ImageSubtitles> makePresentationGraphics(ImageSubtitles::Shown shown);
+std::unique_ptr<ImageSubtitles> makePresentationGraphics(ImageSubtitles::CueHandler onCue);
 /// Decodes the subpictures of DVD, `subpicture/x-dvd`.
-std::unique_ptr<ImageSubtitles> makeDVDSubtitles(ImageSubtitles::Shown shown);
+std::unique_ptr<ImageSubtitles> makeDVDSubtitles(ImageSubtitles::CueHandler onCue);
 /// Decodes DVB subtitles (ETSI EN 300 743), `subpicture/x-dvb`.
-std::unique_ptr<ImageSubtitles> makeDVBSubtitles(ImageSubtitles::Shown shown);
+std::unique_ptr<ImageSubtitles> makeDVBSubtitles(ImageSubtitles::CueHandler onCue);
 /// Chooses the decoder by the media type. Returns null for any other type.
 std::unique_ptr<ImageSubtitles> makeImageSubtitles(std::string_view mediaType,
-                                                   ImageSubtitles::Shown shown);
+                                                   ImageSubtitles::CueHandler onCue);
 
 /// Reads bytes one by one. Reads beyond the end return zero and make isGood() false.
 class ByteReader {
@@ -77,7 +77,7 @@ class ByteReader {
 };
 
 /// Pictures with more rows than this use BT.709 colours, others BT.601.
-inline constexpr int kMostStandardRows = 576;
+inline constexpr int kMaxStandardRows = 576;
 
 /// Converts a colour in video range and its opacity to 0xAARRGGBB.
 std::uint32_t colorOfVideo(int y, int cb, int cr, int alpha, bool isHighDefinition);

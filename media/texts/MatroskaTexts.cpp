@@ -12,19 +12,19 @@ namespace media {
 namespace {
 
 /// Replaces the caps of `pad` by those of a WebVTT stream.
-void tellWebVTT(GstPad* pad, const char* pieces) {
+void setWebVTTCaps(GstPad* pad, const char* payload) {
   const GstRef<GstCaps> caps(gst_pad_get_current_caps(pad));
   if (!caps) return;
   const GstRef<GstCaps> named(gst_caps_copy(caps.get()));
   GstStructure* const form = gst_caps_get_structure(named.get(), 0);
   gst_structure_set_name(form, "application/x-subtitle-vtt");
-  gst_structure_set(form, kTextPieces, G_TYPE_STRING, pieces, nullptr);
+  gst_structure_set(form, kCuePayload, G_TYPE_STRING, payload, nullptr);
   gst_pad_set_caps(pad, named.get());
 }
 
 class MatroskaTap final : public DemuxerTap {
  public:
-  void tell(GstElement* demuxer, GstPad* pad) const {
+  void announce(GstElement* demuxer, GstPad* pad) const {
     gchar* id = gst_pad_get_stream_id(pad);
     const GstRef<gchar> owned(id);
     const auto number = id ? numberOfStreamID(id) : std::nullopt;
@@ -35,8 +35,8 @@ class MatroskaTap final : public DemuxerTap {
           demuxer, gst_message_new_element(GST_OBJECT(demuxer),
                                            gst_structure_new(kForcedTextMessage, kForcedTextStream,
                                                              G_TYPE_STRING, id, nullptr)));
-    if (track->second.codec == "S_TEXT/WEBVTT") tellWebVTT(pad, kTextPiecesBare);
-    if (track->second.codec.starts_with("D_WEBVTT/")) tellWebVTT(pad, kTextPiecesWebM);
+    if (track->second.codec == "S_TEXT/WEBVTT") setWebVTTCaps(pad, kCuePayloadBare);
+    if (track->second.codec.starts_with("D_WEBVTT/")) setWebVTTCaps(pad, kCuePayloadWebM);
   }
 
  private:
@@ -57,7 +57,7 @@ void onMatroskaElement(GstBin*, GstBin*, GstElement* element, gpointer) {
   // The handler has to be connected before the one of the element that links the pads.
   g_signal_connect(element, "pad-added",
                    G_CALLBACK(+[](GstElement* demuxer, GstPad* added, gpointer self) {
-                     static_cast<const MatroskaTap*>(self)->tell(demuxer, added);
+                     static_cast<const MatroskaTap*>(self)->announce(demuxer, added);
                    }),
                    tap.get());
   DemuxerTap::attach(std::move(tap), pad.get());

@@ -76,12 +76,12 @@ void MatroskaTracks::feed(std::uint64_t offset, Bytes bytes) {
   _nextOffset = offset + bytes.size();
   const std::size_t part = std::min(bytes.size(), kHeadLimit - _head.size());
   _head.insert(_head.end(), bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(part));
-  _look();
+  _parseHead();
   _isDone = _isDone || _head.size() == kHeadLimit;
   if (_isDone) _head = {};
 }
 
-void MatroskaTracks::_look() {
+void MatroskaTracks::_parseHead() {
   Bytes rest(_head);
   while (const auto element = takeElement(rest)) {
     if (element->type == kSegment) continue;

@@ -27,7 +27,7 @@ class MatroskaTracks {
   const std::map<std::uint64_t, Track>& tracks() const { return _tracks; }
 
  private:
-  void _look();
+  void _parseHead();
   void _readTracks(Bytes content);
 
   std::vector<std::uint8_t> _head;

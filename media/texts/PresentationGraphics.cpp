@@ -17,7 +17,7 @@ constexpr std::uint8_t kEnd = 0x80;
 constexpr std::uint8_t kContinues = 0x00;  // composition state "normal": keeps objects and palettes
 constexpr std::size_t kComposedObjectLimit = 64;
 constexpr std::size_t kObjectByteLimit = std::size_t{4} << 20;
-constexpr int kMostObjectSide = 4096;
+constexpr int kMaxObjectSide = 4096;
 
 struct Entry {
   int y = 16;
@@ -41,7 +41,7 @@ struct Placed {
 
 class PresentationGraphics final : public ImageSubtitles {
  public:
-  explicit PresentationGraphics(Shown shown) : _shown(std::move(shown)) {}
+  explicit PresentationGraphics(CueHandler onCue) : _onCue(std::move(onCue)) {}
 
   void feed(double start, double, std::string_view packet) override {
     ByteReader reader(packet);
@@ -129,15 +129,15 @@ class PresentationGraphics final : public ImageSubtitles {
       image.y = each.y;
       if (!image.pixels.empty() && crop(image)) cue.images.push_back(std::move(image));
     }
-    _shown(std::move(cue));
+    _onCue(std::move(cue));
   }
 
   CueImage _draw(const Object& object, const Entries& entries) const {
     CueImage image;
     image.canvasWidth = _width;
     image.canvasHeight = _height;
-    if (object.width <= 0 || object.height <= 0 || object.width > kMostObjectSide ||
-        object.height > kMostObjectSide)
+    if (object.width <= 0 || object.height <= 0 || object.width > kMaxObjectSide ||
+        object.height > kMaxObjectSide)
       return image;
     image.width = object.width;
     image.height = object.height;
@@ -145,7 +145,7 @@ class PresentationGraphics final : public ImageSubtitles {
     for (std::size_t index = 0; index < colors.size(); ++index) {
       const Entry& each = entries[index];
       colors[index] =
-          colorOfVideo(each.y, each.cb, each.cr, each.alpha, _height > kMostStandardRows);
+          colorOfVideo(each.y, each.cb, each.cr, each.alpha, _height > kMaxStandardRows);
     }
     const auto width = static_cast<std::size_t>(image.width);
     image.pixels.resize(width * static_cast<std::size_t>(image.height));
@@ -173,7 +173,7 @@ class PresentationGraphics final : public ImageSubtitles {
     return image;
   }
 
-  const Shown _shown;
+  const CueHandler _onCue;
   bool _isComposing = false;
   double _start = 0;
   int _width = 0;
@@ -186,8 +186,8 @@ class PresentationGraphics final : public ImageSubtitles {
 
 }  // namespace
 
-std::unique_ptr<ImageSubtitles> makePresentationGraphics(ImageSubtitles::Shown shown) {
-  return std::make_unique<PresentationGraphics>(std::move(shown));
+std::unique_ptr<ImageSubtitles> makePresentationGraphics(ImageSubtitles::CueHandler onCue) {
+  return std::make_unique<PresentationGraphics>(std::move(onCue));
 }
 
 }  // namespace media

@@ -13,7 +13,7 @@
 namespace media {
 namespace {
 
-constexpr std::size_t kMostMarkupSpans = 64;
+constexpr std::size_t kMaxMarkupSpans = 64;
 constexpr std::size_t kClassLimit = 8;
 constexpr std::size_t kMarkupLimit = std::size_t{64} * 1024;
 constexpr std::size_t kEntityLimit = 10;
@@ -86,7 +86,7 @@ void applyClasses(const std::vector<std::string>& classes, SubtitleLook& look) {
   }
 }
 
-class Reader {
+class MarkupReader {
  public:
   SubtitleCue read(std::string_view markup) {
     markup = markup.substr(0, kMarkupLimit);
@@ -131,7 +131,7 @@ class Reader {
   }
 
   void _begin(std::string_view tag) {
-    if (_cue.spans.size() >= kMostMarkupSpans) return;
+    if (_cue.spans.size() >= kMaxMarkupSpans) return;
     const std::size_t nameEnd = std::min(tag.find_first_of(" \t\n"), tag.size());
     std::string_view names = tag.substr(0, nameEnd);
     SubtitleSpan span;
@@ -209,7 +209,7 @@ Entity entityOf(std::string_view text) {
 }
 
 SubtitleCue cueOfMarkup(std::string_view markup) {
-  SubtitleCue cue = Reader().read(markup);
+  SubtitleCue cue = MarkupReader().read(markup);
   trim(cue);
   return cue;
 }

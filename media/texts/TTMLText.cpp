@@ -21,7 +21,7 @@ using Anchor = CueLayout::Anchor;
 
 constexpr std::size_t kDepthLimit = 32;
 constexpr std::size_t kNameLimit = 1000;
-constexpr std::size_t kMostTTMLBytes = 4000;
+constexpr std::size_t kMaxTTMLBytes = 4000;
 
 /// The `tts:` attributes of an element that are supported.
 struct Style {
@@ -63,13 +63,13 @@ std::string_view localName(std::string_view name) {
 }
 
 /// One open element.
-struct Level {
+struct OpenElement {
   std::string name;
   double begin = 0;
   double end = HUGE_VAL;
   std::string region;
   Style style;
-  bool keepsBlanks = false;
+  bool preservesSpace = false;
 };
 
 class TTMLReader {
@@ -100,14 +100,15 @@ class TTMLReader {
   }
 
   bool _start(std::string_view name, const Attributes& attributes) {
-    if (_levels.size() >= kDepthLimit || _cues.size() >= SubtitleCues::kCueLimit) return false;
-    Level level = _levels.empty() ? Level{} : _levels.back();
-    level.name = name;
+    if (_openElements.size() >= kDepthLimit || _cues.size() >= SubtitleCues::kCueLimit)
+      return false;
+    OpenElement element = _openElements.empty() ? OpenElement{} : _openElements.back();
+    element.name = name;
     if (name == "tt") _readDocument(attributes);
-    _readTimes(attributes, level);
-    if (const auto region = attributes.get("region"); !region.empty()) level.region = region;
+    _readTimes(attributes, element);
+    if (const auto region = attributes.get("region"); !region.empty()) element.region = region;
     if (const auto space = attributes.get("space"); !space.empty())
-      level.keepsBlanks = space == "preserve";
+      element.preservesSpace = space == "preserve";
     const Style own = _styleOf(attributes);
     const std::string identifier(attributes.get("id"));
     if (name == "style") {
@@ -120,10 +121,10 @@ class TTMLReader {
       _region = identifier;
       _regions[_region] = own;
     } else if (name == "p") {
-      level.style.put(own);
-      _beginCue(level, identifier);
+      element.style.put(own);
+      _beginCue(element, identifier);
     } else if (name == "span" && _cue) {
-      level.style.put(own);
+      element.style.put(own);
       SubtitleSpan span;
       span.begin = _cue->text.size();
       span.element = "span";
@@ -133,25 +134,25 @@ class TTMLReader {
     } else if (name == "br" && _cue) {
       _breakLine();
     } else {
-      level.style.put(own);
+      element.style.put(own);
     }
-    _levels.push_back(std::move(level));
+    _openElements.push_back(std::move(element));
     return true;
   }
 
   void _finish() {
-    const Level level = std::move(_levels.back());
-    _levels.pop_back();
-    if (level.name == "span" && _cue && !_spans.empty()) {
+    const OpenElement element = std::move(_openElements.back());
+    _openElements.pop_back();
+    if (element.name == "span" && _cue && !_spans.empty()) {
       _cue->spans[_spans.back()].end = _cue->text.size();
       _spans.pop_back();
-    } else if (level.name == "p" && _cue) {
-      _endCue(level);
+    } else if (element.name == "p" && _cue) {
+      _endCue(element);
     }
   }
 
   bool _isInside(std::string_view name) const {
-    return !_levels.empty() && _levels.back().name == name;
+    return !_openElements.empty() && _openElements.back().name == name;
   }
 
   void _readDocument(const Attributes& attributes) {
@@ -172,13 +173,13 @@ class TTMLReader {
     }
   }
 
-  void _readTimes(const Attributes& attributes, Level& level) const {
-    const double base = level.begin;
-    if (const auto begin = _clock.secondsOf(attributes.get("begin"))) level.begin = base + *begin;
+  void _readTimes(const Attributes& attributes, OpenElement& element) const {
+    const double base = element.begin;
+    if (const auto begin = _clock.secondsOf(attributes.get("begin"))) element.begin = base + *begin;
     if (const auto end = _clock.secondsOf(attributes.get("end")))
-      level.end = std::min(level.end, base + *end);
+      element.end = std::min(element.end, base + *end);
     else if (const auto duration = _clock.secondsOf(attributes.get("dur")))
-      level.end = std::min(level.end, level.begin + *duration);
+      element.end = std::min(element.end, element.begin + *duration);
   }
 
   /// "1280px 720px"
@@ -246,18 +247,18 @@ class TTMLReader {
     return style;
   }
 
-  void _beginCue(const Level& level, const std::string& identifier) {
+  void _beginCue(const OpenElement& element, const std::string& identifier) {
     _cue.emplace();
     _spans.clear();
     _cue->identifier = identifier;
     Style style;
-    if (const auto region = _regions.find(level.region); region != _regions.end()) {
+    if (const auto region = _regions.find(element.region); region != _regions.end()) {
       style = region->second;
       // The background of a region is drawn behind its letters only; a filled region would hide
       // video.
       _place(style);
     }
-    style.put(level.style);
+    style.put(element.style);
     _cue->look = style.look;
     if (style.alignment) _cue->layout.alignment = *style.alignment;
   }
@@ -278,11 +279,11 @@ class TTMLReader {
   }
 
   void _take(std::string_view text) {
-    if (!_cue || _levels.empty() || _cue->text.size() > kMostTTMLBytes) return;
-    const std::string& name = _levels.back().name;
+    if (!_cue || _openElements.empty() || _cue->text.size() > kMaxTTMLBytes) return;
+    const std::string& name = _openElements.back().name;
     if (name != "p" && name != "span") return;
     std::string& to = _cue->text;
-    if (_levels.back().keepsBlanks) {
+    if (_openElements.back().preservesSpace) {
       to += text;
       return;
     }
@@ -295,13 +296,14 @@ class TTMLReader {
 
   void _breakLine() { _cue->text += '\n'; }
 
-  void _endCue(const Level& level) {
+  void _endCue(const OpenElement& element) {
     SubtitleCue cue = *std::exchange(_cue, std::nullopt);
-    if (!(level.end > level.begin)) return;
+    if (!(element.end > element.begin)) return;
     trim(cue);
     if (cue.isEmpty()) return;
-    cue.start = level.begin;
-    cue.duration = std::isfinite(level.end) ? level.end - level.begin : SubtitleCue::kUntilNext;
+    cue.start = element.begin;
+    cue.duration =
+        std::isfinite(element.end) ? element.end - element.begin : SubtitleCue::kUntilNext;
     bound(cue);
     _cues.push_back(std::move(cue));
   }
@@ -314,7 +316,7 @@ class TTMLReader {
   std::map<std::string, Style> _styles;
   std::map<std::string, Style> _regions;
   std::string _region;  // the region that was opened last
-  std::vector<Level> _levels;
+  std::vector<OpenElement> _openElements;
   std::optional<SubtitleCue> _cue;  // of the open paragraph
   std::vector<std::size_t> _spans;  // indices of the open spans of `_cue`
   std::vector<SubtitleCue> _cues;

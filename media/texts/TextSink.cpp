@@ -52,7 +52,7 @@ SubtitleCue cueOf(GstBuffer* buffer, const GstSegment& segment, const GstCaps* c
   if (!gst_buffer_map(buffer, &bytes, GST_MAP_READ)) return cue;
   std::string_view text(reinterpret_cast<const char*>(bytes.data), bytes.size);
   text = text.substr(0, text.find('\0'));
-  if (const SubtitleCue* known = cueWith(buffer))
+  if (const SubtitleCue* known = attachedCue(buffer))
     cue = *known;
   else if (isMarkup(caps))
     cue = cueOfMarkup(text);

@@ -9,7 +9,7 @@
 #include "media/support/GstRef.h"
 #include "media/support/GstTime.h"
 #include "media/texts/TTMLText.h"
-#include "media/texts/TextForms.h"
+#include "media/texts/TextFormats.h"
 #include "media/texts/WebVTTText.h"
 
 namespace media {
@@ -29,7 +29,7 @@ GQuark cueQuark() {
 /// Only used on the streaming thread.
 struct State {
   bool isTTML = false;
-  std::string pieces;  // the value of kTextPieces; empty if the text has its own times
+  std::string payload;  // the value of kCuePayload; empty if the text has its own times
   /// The segment is not in time format: all bytes until EOS are one document.
   bool isWhole = false;
   std::string bytes;
@@ -49,8 +49,8 @@ GstElementClass* parentClass = nullptr;
 TextStream& textStream(gpointer object) { return *static_cast<TextStream*>(object); }
 
 GstClockTime nanoseconds(double seconds) {
-  constexpr double kMost = 1e9;
-  return static_cast<GstClockTime>(std::clamp(seconds, 0.0, kMost) *
+  constexpr double kMax = 1e9;
+  return static_cast<GstClockTime>(std::clamp(seconds, 0.0, kMax) *
                                    static_cast<double>(GST_SECOND));
 }
 
@@ -77,14 +77,14 @@ std::vector<SubtitleCue> cuesOf(State& state, std::string_view bytes) {
 
 /// A TTML document in a stream may have cues outside of the time range of its buffer: they are cut
 /// or dropped. If no cue is within the range, the times are relative to the begin of the buffer.
-void fit(std::vector<SubtitleCue>& cues, double begin, double end) {
-  const auto lies = [&](const SubtitleCue& cue) {
+void clipToBuffer(std::vector<SubtitleCue>& cues, double begin, double end) {
+  const auto overlaps = [&](const SubtitleCue& cue) {
     return cue.start < end &&
            (cue.duration == SubtitleCue::kUntilNext || cue.start + cue.duration > begin);
   };
-  if (std::none_of(cues.begin(), cues.end(), lies))
+  if (std::none_of(cues.begin(), cues.end(), overlaps))
     for (SubtitleCue& each : cues) each.start += begin;
-  std::erase_if(cues, [&](const SubtitleCue& each) { return !lies(each); });
+  std::erase_if(cues, [&](const SubtitleCue& each) { return !overlaps(each); });
   for (SubtitleCue& each : cues) {
     const double last =
         each.duration == SubtitleCue::kUntilNext ? end : std::min(each.start + each.duration, end);
@@ -94,8 +94,8 @@ void fit(std::vector<SubtitleCue>& cues, double begin, double end) {
 }
 
 /// The cue has the times of the buffer.
-GstFlowReturn takePiece(TextStream& self, GstBuffer* buffer, std::string_view bytes) {
-  auto cue = self.state->reader.readPiece(utf8Of(bytes), self.state->pieces == kTextPiecesWebM);
+GstFlowReturn takePayload(TextStream& self, GstBuffer* buffer, std::string_view bytes) {
+  auto cue = self.state->reader.readPayload(utf8Of(bytes), self.state->payload == kCuePayloadWebM);
   if (!cue || !GST_BUFFER_PTS_IS_VALID(buffer)) return GST_FLOW_OK;
   cue->start = secondsOf(GST_BUFFER_PTS(buffer));
   cue->duration = GST_BUFFER_DURATION_IS_VALID(buffer) ? secondsOf(GST_BUFFER_DURATION(buffer))
@@ -111,8 +111,8 @@ GstFlowReturn takeBuffer(GstPad*, GstObject* object, GstBuffer* given) {
   const std::string_view bytes(reinterpret_cast<const char*>(map.data), map.size);
   std::vector<SubtitleCue> cues;
   State& state = *self.state;
-  if (!state.pieces.empty()) {
-    const GstFlowReturn flow = takePiece(self, given, bytes);
+  if (!state.payload.empty()) {
+    const GstFlowReturn flow = takePayload(self, given, bytes);
     gst_buffer_unmap(given, &map);
     return flow;
   }
@@ -125,7 +125,7 @@ GstFlowReturn takeBuffer(GstPad*, GstObject* object, GstBuffer* given) {
   if (state.isTTML && !state.isWhole && GST_BUFFER_PTS_IS_VALID(given) &&
       GST_BUFFER_DURATION_IS_VALID(given)) {
     const double begin = secondsOf(GST_BUFFER_PTS(given));
-    fit(cues, begin, begin + secondsOf(GST_BUFFER_DURATION(given)));
+    clipToBuffer(cues, begin, begin + secondsOf(GST_BUFFER_DURATION(given)));
   }
   return pushAll(self, std::move(cues));
 }
@@ -144,10 +144,10 @@ void takeCaps(TextStream& self, GstEvent* event) {
   State& state = *self.state;
   const GstStructure* const form = gst_caps_get_structure(caps, 0);
   state.isTTML = gst_structure_has_name(form, "application/ttml+xml");
-  const gchar* const pieces = gst_structure_get_string(form, kTextPieces);
-  state.pieces = pieces ? pieces : "";
+  const gchar* const payload = gst_structure_get_string(form, kCuePayload);
+  state.payload = payload ? payload : "";
   const GValue* const data = gst_structure_get_value(form, "codec_data");
-  if (pieces && data && GST_VALUE_HOLDS_BUFFER(data)) readHead(state, gst_value_get_buffer(data));
+  if (payload && data && GST_VALUE_HOLDS_BUFFER(data)) readHead(state, gst_value_get_buffer(data));
   const GstRef<GstCaps> out(gst_caps_from_string(kSourceCaps));
   gst_pad_push_event(self.source, gst_event_new_caps(out.get()));
 }
@@ -229,7 +229,7 @@ void registerTextStream() {
   gst_element_register(nullptr, kElementName, GST_RANK_PRIMARY + 100, textStreamType());
 }
 
-const SubtitleCue* cueWith(GstBuffer* buffer) {
+const SubtitleCue* attachedCue(GstBuffer* buffer) {
   return static_cast<const SubtitleCue*>(
       gst_mini_object_get_qdata(GST_MINI_OBJECT(buffer), cueQuark()));
 }

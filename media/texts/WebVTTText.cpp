@@ -22,7 +22,7 @@ constexpr std::string_view kArrow = "-->";
 constexpr double kRegionLine = 0.0533;
 
 /// Converts all line endings to '\n' and removes the byte order mark.
-std::string withPlainLines(std::string_view text) {
+std::string normalizedLines(std::string_view text) {
   if (text.starts_with(kByteOrderMark)) text.remove_prefix(kByteOrderMark.size());
   std::string plain;
   plain.reserve(text.size());
@@ -148,7 +148,7 @@ bool isWebVTT(std::string_view text) {
 }
 
 std::vector<SubtitleCue> WebVTTReader::read(std::string_view text) {
-  const std::string plain = withPlainLines(text);
+  const std::string plain = normalizedLines(text);
   std::vector<SubtitleCue> cues;
   forEachBlock(plain, [&](std::string_view block) { _readBlock(block, cues); });
   return cues;
@@ -191,8 +191,9 @@ std::optional<SubtitleCue> WebVTTReader::_cueOf(std::string_view identifier,
   return cue;
 }
 
-std::optional<SubtitleCue> WebVTTReader::readPiece(std::string_view piece, bool isHeaded) const {
-  const std::string plain = withPlainLines(piece);
+std::optional<SubtitleCue> WebVTTReader::readPayload(std::string_view payload,
+                                                     bool isHeaded) const {
+  const std::string plain = normalizedLines(payload);
   std::string_view rest = plain;
   const std::string_view identifier = isHeaded ? trimmed(takeLine(rest)) : "";
   const std::string_view settings = isHeaded ? takeLine(rest) : "";
@@ -256,7 +257,7 @@ void WebVTTReader::_placeInRegion(std::string_view identifier, CueLayout& layout
 }
 
 std::vector<SubtitleCue> cuesOfSubRip(std::string_view text) {
-  const std::string plain = withPlainLines(text);
+  const std::string plain = normalizedLines(text);
   std::vector<SubtitleCue> cues;
   forEachBlock(plain, [&](std::string_view block) {
     // The number at the beginning is optional.

@@ -20,7 +20,7 @@ class WebVTTReader {
   std::vector<SubtitleCue> read(std::string_view text);
   /// Reads a cue whose times are in the container. `isHeaded`: a line with the identifier and a
   /// line with the settings come first. Returns nullopt if there is no text.
-  std::optional<SubtitleCue> readPiece(std::string_view piece, bool isHeaded) const;
+  std::optional<SubtitleCue> readPayload(std::string_view payload, bool isHeaded) const;
 
  private:
   struct Region {

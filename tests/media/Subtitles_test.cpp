@@ -6,7 +6,7 @@
 
 #include "media/output/SubtitleStyles.h"
 #include "media/texts/SubtitleMarkup.h"
-#include "media/texts/TextForms.h"
+#include "media/texts/TextFormats.h"
 
 namespace media {
 namespace {

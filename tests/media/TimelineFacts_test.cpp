@@ -19,7 +19,7 @@ TEST(TimelineFacts, BytesOfAResourceAreSharesOfItsDuration) {
       // Behind the end, which another answer of the server has moved.
       {{{900, 200}, {2000, 5}}, {{90, 10}}},
   };
-  for (const auto& each : cases) EXPECT_EQ(timesOfBytes(each.loaded, 1000, 100), each.times);
+  for (const auto& each : cases) EXPECT_EQ(timeRangesOf(each.loaded, 1000, 100), each.times);
 }
 
 TEST(TimelineFacts, TimeUntilThereIsEnoughAhead) {
@@ -40,7 +40,8 @@ TEST(TimelineFacts, TimeUntilThereIsEnoughAhead) {
       {{}, 3, std::nullopt, 1e6, 4e6, 2.5},                 // a live stream has no end
   };
   for (const auto& each : cases) {
-    const auto time = keepUpTime(each.loaded, each.position, each.end, each.media, each.observed);
+    const auto time =
+        secondsUntilLikelyToKeepUp(each.loaded, each.position, each.end, each.media, each.observed);
     ASSERT_EQ(time.has_value(), each.expected.has_value());
     if (time) {
       EXPECT_NEAR(*time, *each.expected, 1e-9);

@@ -55,23 +55,23 @@ std::vector<EngineCommand> everyCommand() {
           VolumeCommand{0.5f, true},
           TrackCommand{2, false},
           SelectCommand{"audible", "a"},
-          AnswerCommand{1, response, {}},
-          AnswerCommand{2, {}, platform::Error{"domain", -1, "text", {}, "help"}},
+          ItemResponseCommand{1, response, {}},
+          ItemResponseCommand{2, {}, platform::Error{"domain", -1, "text", {}, "help"}},
           RefreshCommand{},
-          SoundArrivedCommand{}};
+          AudioDeviceAddedCommand{}};
 }
 
 std::vector<EngineEvent> everyEvent() {
   return {HelloEvent{"1"},
           AcknowledgedEvent{9},
-          HappenedEvent{HappenedEvent::Kind::Fail, 2, 1, 0, platform::Error{"d", 4, {}, {}, {}}},
-          HappenedEvent{HappenedEvent::Kind::Selection, 2, 1, 0, {}, "legible"},
+          PlaybackEvent{PlaybackEvent::Kind::Fail, 2, 1, 0, platform::Error{"d", 4, {}, {}, {}}},
+          PlaybackEvent{PlaybackEvent::Kind::Selection, 2, 1, 0, {}, "legible"},
           FactsEvent{1, true, someFacts()},
           FactsEvent{1, false, {}},
           AccessLogEvent{1, {Dictionary{{"uri", "http://a"}, {"size", std::uint64_t{1} << 63}}}},
           PositionEvent{1, true, 2.5, -1, 0, 1e300, 12345},
-          QuestionEvent{1, 2, true, "skd://key", {{"a", Dictionary{{"b", 1}}}}},
-          WithdrawnEvent{3},
+          ItemRequestEvent{1, 2, true, "skd://key", {{"a", Dictionary{{"b", 1}}}}},
+          CancelRequestEvent{3},
           TextEvent{{.identity = 4, .kind = SubtitleCues::Change::Kind::Clear}},
           SoundEvent{SoundEvent::Kind::Interrupted}};
 }

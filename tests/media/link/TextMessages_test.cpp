@@ -146,7 +146,7 @@ class TextMirrorTest : public testing::Test {
  protected:
   std::shared_ptr<SubtitleCues> make() {
     return std::make_shared<SubtitleCues>([this](const TextChange& change) {
-      for (const TextChange& part : partsOf(change)) {
+      for (const TextChange& part : splitChange(change)) {
         const auto bytes = encoded(part);
         largest = std::max(largest, bytes.size());
         const auto found = decoded(bytes);

@@ -165,10 +165,11 @@ TEST(SegmentTimes, EventMessagesAreFound) {
 
 TEST(SegmentTimes, NoTimeDriftsByRounding) {
   media::StreamClock clock;
-  const media::ClockFrame frame{.start = 0, .duration = 4'000'000'000'000, .offset = 0};
+  const media::SegmentTiming timing{.start = 0, .duration = 4'000'000'000'000, .offset = 0};
   for (std::int64_t index : {0, 1, 2, 3, 100'000})
-    EXPECT_EQ(clock.timesOf({.pts = index * 1001, .duration = 1001, .base = {1, 30000}}, frame).pts,
-              static_cast<GstClockTime>((index * 1001 * 1'000'000'000 + 15000) / 30000));
+    EXPECT_EQ(
+        clock.timesOf({.pts = index * 1001, .duration = 1001, .base = {1, 30000}}, timing).pts,
+        static_cast<GstClockTime>((index * 1001 * 1'000'000'000 + 15000) / 30000));
   EXPECT_EQ(media::unwrapped(5, (std::int64_t{1} << 33) - 5, 33), (std::int64_t{1} << 33) + 5);
   EXPECT_EQ(media::unwrapped((std::int64_t{1} << 33) - 5, 5, 33), -5);
 }

@@ -1,4 +1,4 @@
-#include "media/texts/TextForms.h"
+#include "media/texts/TextFormats.h"
 
 #include <glib.h>
 

@@ -18,33 +18,34 @@ namespace media {
 /// A resource may be requested again while the first request is pending, after a seek, or after a
 /// refusal. Equal pending requests are sent only once, and refusals are remembered.
 ///
-/// Threads: the function that asker() returns may be called on any thread; everything else is for
-/// the main thread, which also calls the replies. The destructor cancels the item's requests and
-/// drops the replies.
-class ItemQuestions : public std::enable_shared_from_this<ItemQuestions> {
+/// Threads: the function that requester() returns may be called on any thread; everything else is
+/// for the main thread, which also calls the replies. The destructor cancels the item's requests
+/// and drops the replies.
+class ItemRequests : public std::enable_shared_from_this<ItemRequests> {
  public:
-  static std::shared_ptr<ItemQuestions> make(platform::MainQueue& queue,
-                                             std::shared_ptr<TVSMediaItem> item);
+  static std::shared_ptr<ItemRequests> make(platform::MainQueue& queue,
+                                            std::shared_ptr<TVSMediaItem> item);
 
   using Reply = std::function<void(streaming::ContentAnswer)>;
   /// Returns a function for streaming::ItemSetup::ask. It holds a weak reference.
-  std::function<void(streaming::ContentQuestion, Reply)> asker();
+  std::function<void(streaming::ContentQuestion, Reply)> requester();
 
  private:
-  struct Waiting {
+  struct Pending {
     streaming::ContentQuestion question;
     std::vector<Reply> replies;
   };
 
-  ItemQuestions(platform::MainQueue& queue, std::shared_ptr<TVSMediaItem> item);
-  void _ask(const streaming::ContentQuestion& question, const Reply& reply);
-  void _answer(const streaming::ContentQuestion& question, const streaming::ContentAnswer& answer);
+  ItemRequests(platform::MainQueue& queue, std::shared_ptr<TVSMediaItem> item);
+  void _request(const streaming::ContentQuestion& question, const Reply& reply);
+  void _complete(const streaming::ContentQuestion& question,
+                 const streaming::ContentAnswer& answer);
 
   platform::MainQueue& _queue;
   const std::shared_ptr<TVSMediaItem> _item;
-  std::vector<Waiting> _waiting;
+  std::vector<Pending> _pending;
   std::deque<std::pair<streaming::ContentQuestion, streaming::ContentAnswer>>
-      _refused;  // newest last
+      _refusals;  // newest last
   platform::PendingRequests _requests;
 };
 

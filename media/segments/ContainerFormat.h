@@ -10,7 +10,7 @@
 namespace media {
 
 /// Container formats of segments.
-enum class MediaForm {
+enum class ContainerFormat {
   MP4,
   TransportStream,
   Matroska,
@@ -24,14 +24,14 @@ enum class MediaForm {
 };
 
 /// Detects the format by the first bytes. Returns nullopt if it is not supported.
-std::optional<MediaForm> mediaForm(std::span<const std::uint8_t> head);
-/// How many bytes mediaForm() needs at most.
-inline constexpr std::size_t kMediaHeadBytes = 2048;
+std::optional<ContainerFormat> containerFormatOf(std::span<const std::uint8_t> head);
+/// How many bytes containerFormatOf() needs at most.
+inline constexpr std::size_t kFormatProbeBytes = 2048;
 
 /// Returns the name of libavformat's demuxer.
-const char* demuxerName(MediaForm form);
+const char* demuxerName(ContainerFormat format);
 /// Returns whether the format is packed audio: audio frames without time stamps.
-bool isPackedAudio(MediaForm form);
+bool isPackedAudio(ContainerFormat format);
 
 /// Reads from `offset` until `into` is full, and blocks for it. Returns how many bytes there were.
 std::size_t readFully(const streaming::SegmentBytes& bytes, std::uint64_t offset,
@@ -41,6 +41,7 @@ std::size_t readFully(const streaming::SegmentBytes& bytes, std::uint64_t offset
 bool isIndexLast(const streaming::SegmentBytes& bytes, const streaming::ReadGate& gate);
 
 /// Returns the length of the ID3 tags at the beginning of `bytes`.
-std::uint64_t lengthOfTags(const streaming::SegmentBytes& bytes, const streaming::ReadGate& gate);
+std::uint64_t lengthOfID3Tags(const streaming::SegmentBytes& bytes,
+                              const streaming::ReadGate& gate);
 
 }  // namespace media

@@ -1,4 +1,4 @@
-#include "media/engine/ItemQuestions.h"
+#include "media/engine/ItemRequests.h"
 
 #include <algorithm>
 #include <utility>
@@ -10,7 +10,7 @@ namespace media {
 namespace {
 
 // A live stream may cause refusals without end.
-constexpr std::size_t kMostRefusals = 64;
+constexpr std::size_t kMaxRefusals = 64;
 
 /// The range is also a field of its own, so that items need not parse the header fields.
 platform::Dictionary detailsOf(const streaming::ContentQuestion& question) {
@@ -39,7 +39,7 @@ streaming::ContentAnswer answerOf(const platform::ResourceResponse& response) {
 }
 
 /// Adds a description: errors of senders often have a code only.
-platform::Error withSentence(platform::Error error) {
+platform::Error withDescription(platform::Error error) {
   if (error.localizedDescription || error.domain != platform::kURLErrorDomain) return error;
   return error.code > 0 ? streaming::httpError(static_cast<unsigned>(error.code))
                         : streaming::networkError(static_cast<platform::URLErrorCode>(error.code));
@@ -47,39 +47,39 @@ platform::Error withSentence(platform::Error error) {
 
 }  // namespace
 
-ItemQuestions::ItemQuestions(platform::MainQueue& queue, std::shared_ptr<TVSMediaItem> item)
+ItemRequests::ItemRequests(platform::MainQueue& queue, std::shared_ptr<TVSMediaItem> item)
     : _queue(queue), _item(std::move(item)), _requests(queue) {}
 
-std::shared_ptr<ItemQuestions> ItemQuestions::make(platform::MainQueue& queue,
-                                                   std::shared_ptr<TVSMediaItem> item) {
-  return std::shared_ptr<ItemQuestions>(new ItemQuestions(queue, std::move(item)));
+std::shared_ptr<ItemRequests> ItemRequests::make(platform::MainQueue& queue,
+                                                 std::shared_ptr<TVSMediaItem> item) {
+  return std::shared_ptr<ItemRequests>(new ItemRequests(queue, std::move(item)));
 }
 
-std::function<void(streaming::ContentQuestion, ItemQuestions::Reply)> ItemQuestions::asker() {
+std::function<void(streaming::ContentQuestion, ItemRequests::Reply)> ItemRequests::requester() {
   return
       [&queue = _queue, weak = weak_from_this()](streaming::ContentQuestion question, Reply reply) {
         queue.async([weak, question = std::move(question), reply = std::move(reply)] {
-          if (const auto self = weak.lock()) self->_ask(question, reply);
+          if (const auto self = weak.lock()) self->_request(question, reply);
         });
       };
 }
 
-void ItemQuestions::_ask(const streaming::ContentQuestion& question, const Reply& reply) {
-  for (const auto& [refused, answer] : _refused)
+void ItemRequests::_request(const streaming::ContentQuestion& question, const Reply& reply) {
+  for (const auto& [refused, answer] : _refusals)
     if (refused == question) return reply(answer);
-  const auto same = std::find_if(_waiting.begin(), _waiting.end(),
-                                 [&](const Waiting& each) { return each.question == question; });
-  if (same != _waiting.end()) {
+  const auto same = std::find_if(_pending.begin(), _pending.end(),
+                                 [&](const Pending& each) { return each.question == question; });
+  if (same != _pending.end()) {
     same->replies.push_back(reply);
     return;
   }
-  _waiting.push_back({question, {reply}});
+  _pending.push_back({question, {reply}});
   const auto completion = [this, question](const platform::ResourceResponse* response,
                                            const platform::Error* error) {
     streaming::ContentAnswer answer;
     if (response) answer = answerOf(*response);
-    if (error) answer.error = withSentence(*error);
-    _answer(question, answer);
+    if (error) answer.error = withDescription(*error);
+    _complete(question, answer);
   };
   if (question.kind == streaming::ContentQuestion::Kind::Resource) {
     _requests.load(*_item, question.url, detailsOf(question), completion);
@@ -93,15 +93,15 @@ void ItemQuestions::_ask(const streaming::ContentQuestion& question, const Reply
   _requests.loadKey(*_item, question.url, detailsOf(question), make, completion);
 }
 
-void ItemQuestions::_answer(const streaming::ContentQuestion& question,
-                            const streaming::ContentAnswer& answer) {
-  const auto found = std::find_if(_waiting.begin(), _waiting.end(),
-                                  [&](const Waiting& each) { return each.question == question; });
+void ItemRequests::_complete(const streaming::ContentQuestion& question,
+                             const streaming::ContentAnswer& answer) {
+  const auto found = std::find_if(_pending.begin(), _pending.end(),
+                                  [&](const Pending& each) { return each.question == question; });
   const auto replies = std::move(found->replies);
-  _waiting.erase(found);
+  _pending.erase(found);
   if (answer.error || (answer.statusCode >= 400 && !answer.data)) {
-    _refused.emplace_back(question, answer);
-    if (_refused.size() > kMostRefusals) _refused.pop_front();
+    _refusals.emplace_back(question, answer);
+    if (_refusals.size() > kMaxRefusals) _refusals.pop_front();
   }
   for (const Reply& reply : replies) reply(answer);
 }

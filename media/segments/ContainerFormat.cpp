@@ -1,4 +1,4 @@
-#include "media/segments/MediaForm.h"
+#include "media/segments/ContainerFormat.h"
 
 #include <algorithm>
 #include <array>
@@ -13,7 +13,7 @@ using Head = std::span<const std::uint8_t>;
 
 constexpr std::size_t kTagHeaderSize = 10;
 constexpr std::uint64_t kLongestTag = std::uint64_t{1} << 20;
-constexpr std::size_t kMostBoxes = 64;
+constexpr std::size_t kMaxBoxes = 64;
 
 bool headBegins(Head head, std::string_view with) {
   return head.size() >= with.size() &&
@@ -33,8 +33,8 @@ bool isMovieHead(Head head) {
 /// Looks for the sync bytes of packets of 188 bytes, or of 192 bytes with a time stamp in front.
 bool isTransportHead(Head head) {
   constexpr std::uint8_t kSync = 0x47;
-  constexpr std::size_t kMostGarbage = 1024;
-  for (std::size_t at = 0; at < std::min(head.size(), kMostGarbage); ++at) {
+  constexpr std::size_t kMaxGarbage = 1024;
+  for (std::size_t at = 0; at < std::min(head.size(), kMaxGarbage); ++at) {
     if (head[at] != kSync) continue;
     for (const std::size_t size : {188, 192}) {
       const bool isSecond = at + size < head.size() && head[at + size] == kSync;
@@ -46,60 +46,61 @@ bool isTransportHead(Head head) {
   return false;
 }
 
-std::optional<MediaForm> audioForm(Head head) {
+std::optional<ContainerFormat> audioFormat(Head head) {
   if (head.size() < 6) return std::nullopt;
-  if (head[0] == 0xff && (head[1] & 0xf6) == 0xf0) return MediaForm::ADTS;
-  if (head[0] == 0x56 && (head[1] & 0xe0) == 0xe0) return MediaForm::LATM;
+  if (head[0] == 0xff && (head[1] & 0xf6) == 0xf0) return ContainerFormat::ADTS;
+  if (head[0] == 0x56 && (head[1] & 0xe0) == 0xe0) return ContainerFormat::LATM;
   if (head[0] == 0x0b && head[1] == 0x77)
-    return head[5] >> 3 > 10 ? MediaForm::EAC3 : MediaForm::AC3;
+    return head[5] >> 3 > 10 ? ContainerFormat::EAC3 : ContainerFormat::AC3;
   const bool isMPEGAudio = head[0] == 0xff && (head[1] & 0xe0) == 0xe0 && (head[1] & 6) != 0 &&
                            (head[1] & 0x18) != 8 && head[2] >> 4 != 15 && (head[2] & 0xc) != 0xc;
-  if (isMPEGAudio) return MediaForm::MPEGAudio;
+  if (isMPEGAudio) return ContainerFormat::MPEGAudio;
   return std::nullopt;
 }
 
 }  // namespace
 
-std::optional<MediaForm> mediaForm(std::span<const std::uint8_t> head) {
-  if (isMovieHead(head)) return MediaForm::MP4;
+std::optional<ContainerFormat> containerFormatOf(std::span<const std::uint8_t> head) {
+  if (isMovieHead(head)) return ContainerFormat::MP4;
   if (headBegins(head, "\x1a\x45\xdf\xa3") || headBegins(head, "\x1f\x43\xb6\x75"))
-    return MediaForm::Matroska;
-  if (headBegins(head, "fLaC")) return MediaForm::FLAC;
-  if (headBegins(head, "OggS")) return MediaForm::Ogg;
-  if (const auto form = audioForm(head)) return form;
-  if (isTransportHead(head)) return MediaForm::TransportStream;
+    return ContainerFormat::Matroska;
+  if (headBegins(head, "fLaC")) return ContainerFormat::FLAC;
+  if (headBegins(head, "OggS")) return ContainerFormat::Ogg;
+  if (const auto format = audioFormat(head)) return format;
+  if (isTransportHead(head)) return ContainerFormat::TransportStream;
   return std::nullopt;
 }
 
-const char* demuxerName(MediaForm form) {
-  switch (form) {
-    case MediaForm::MP4:
+const char* demuxerName(ContainerFormat format) {
+  switch (format) {
+    case ContainerFormat::MP4:
       return "mov";
-    case MediaForm::TransportStream:
+    case ContainerFormat::TransportStream:
       return "mpegts";
-    case MediaForm::Matroska:
+    case ContainerFormat::Matroska:
       return "matroska";
-    case MediaForm::ADTS:
+    case ContainerFormat::ADTS:
       return "aac";
-    case MediaForm::LATM:
+    case ContainerFormat::LATM:
       return "loas";
-    case MediaForm::AC3:
+    case ContainerFormat::AC3:
       return "ac3";
-    case MediaForm::EAC3:
+    case ContainerFormat::EAC3:
       return "eac3";
-    case MediaForm::MPEGAudio:
+    case ContainerFormat::MPEGAudio:
       return "mp3";
-    case MediaForm::FLAC:
+    case ContainerFormat::FLAC:
       return "flac";
-    case MediaForm::Ogg:
+    case ContainerFormat::Ogg:
       return "ogg";
   }
   return "";
 }
 
-bool isPackedAudio(MediaForm form) {
-  return form == MediaForm::ADTS || form == MediaForm::LATM || form == MediaForm::AC3 ||
-         form == MediaForm::EAC3 || form == MediaForm::MPEGAudio;
+bool isPackedAudio(ContainerFormat format) {
+  return format == ContainerFormat::ADTS || format == ContainerFormat::LATM ||
+         format == ContainerFormat::AC3 || format == ContainerFormat::EAC3 ||
+         format == ContainerFormat::MPEGAudio;
 }
 
 std::size_t readFully(const streaming::SegmentBytes& bytes, std::uint64_t offset,
@@ -116,7 +117,7 @@ std::size_t readFully(const streaming::SegmentBytes& bytes, std::uint64_t offset
 
 bool isIndexLast(const streaming::SegmentBytes& bytes, const streaming::ReadGate& gate) {
   std::uint64_t at = 0;
-  for (std::size_t count = 0; count < kMostBoxes; ++count) {
+  for (std::size_t count = 0; count < kMaxBoxes; ++count) {
     std::array<std::uint8_t, 16> head{};
     if (readFully(bytes, at, std::span(head).first(8), gate) < 8) return false;
     BoxReader reader(head);
@@ -128,14 +129,15 @@ bool isIndexLast(const streaming::SegmentBytes& bytes, const streaming::ReadGate
       if (readFully(bytes, at, head, gate) < head.size()) return false;
       size = reader.number(8);
     }
-    constexpr std::uint64_t kMostBytes = std::uint64_t{1} << 40;
-    if (size < 8 || size > kMostBytes) return false;
+    constexpr std::uint64_t kMaxBytes = std::uint64_t{1} << 40;
+    if (size < 8 || size > kMaxBytes) return false;
     at += size;
   }
   return false;
 }
 
-std::uint64_t lengthOfTags(const streaming::SegmentBytes& bytes, const streaming::ReadGate& gate) {
+std::uint64_t lengthOfID3Tags(const streaming::SegmentBytes& bytes,
+                              const streaming::ReadGate& gate) {
   std::uint64_t at = 0;
   std::array<std::uint8_t, kTagHeaderSize> head{};
   while (at < kLongestTag && readFully(bytes, at, std::span(head).first(3), gate) == 3 &&

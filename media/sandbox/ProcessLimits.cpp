@@ -1,4 +1,4 @@
-#include "media/sandbox/Bounds.h"
+#include "media/sandbox/ProcessLimits.h"
 
 #include <algorithm>
 #include <csignal>
@@ -19,7 +19,7 @@ namespace {
 
 constexpr int kOutOfMemoryStep = 300;
 constexpr int kHighestOutOfMemoryScore = 1000;
-constexpr unsigned long kMostCapabilities = 64;
+constexpr unsigned long kMaxCapabilities = 64;
 
 /// Lowers the soft and the hard limit. Never raises one.
 bool lower(__rlimit_resource resource, std::uint64_t value) {
@@ -38,7 +38,7 @@ std::uint64_t bytesInUse() {
   return 0;
 }
 
-void becomeEarlierVictim() {
+void raiseOutOfMemoryScore() {
   const char* const path = "/proc/self/oom_score_adj";
   int score = 0;
   if (std::ifstream(path) >> score)
@@ -47,8 +47,8 @@ void becomeEarlierVictim() {
 
 }  // namespace
 
-bool setBounds(const SandboxOptions& options) {
-  becomeEarlierVictim();
+bool setProcessLimits(const SandboxOptions& options) {
+  raiseOutOfMemoryScore();
   std::signal(SIGXFSZ, SIG_IGN);
   return lower(RLIMIT_DATA, bytesInUse() + options.memoryBytes) &&
          lower(RLIMIT_FSIZE, options.fileBytes) && lower(RLIMIT_NOFILE, options.descriptors);
@@ -56,7 +56,7 @@ bool setBounds(const SandboxOptions& options) {
 
 bool dropCapabilities() {
   // Fails without CAP_SETPCAP. That is harmless: no_new_privs is set.
-  for (unsigned long each = 0; each < kMostCapabilities; ++each)
+  for (unsigned long each = 0; each < kMaxCapabilities; ++each)
     prctl(PR_CAPBSET_DROP, each, 0, 0, 0);
   prctl(PR_CAP_AMBIENT, PR_CAP_AMBIENT_CLEAR_ALL, 0, 0, 0);
   __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
