@@ -17,8 +17,8 @@ namespace startup {
 
 namespace {
 
-// Everything here that runs in a handler calls only what may be called there; backtrace() does not
-// allocate any more once it has run.
+// Code that runs in the signal handler calls only async-signal-safe functions. backtrace() does not
+// allocate after its first call.
 
 struct Fatal {
   int signal;
@@ -45,9 +45,9 @@ void put(const char* text, std::size_t size) {
   }
 }
 
-/// Writes whole lines, each at once, so that lines of threads that still run do not come between.
-/// With the priority in front of each line, where the journal reads it.
-void putLog(const char* text, std::size_t size) {
+/// Writes each line with a single write(), so that lines of other threads do not interleave.
+/// Prefixes lines with the journal priority if needed.
+void writeLines(const char* text, std::size_t size) {
   static std::array<char, 4096> line;
   static std::size_t used = 0;
   constexpr std::string_view kPriority = "<2>";
@@ -63,25 +63,25 @@ void putLog(const char* text, std::size_t size) {
   }
 }
 
-void putLog(const char* text) { putLog(text, std::strlen(text)); }
+void writeLines(const char* text) { writeLines(text, std::strlen(text)); }
 
 void report(int signal) {
   const char* name = "a signal";
   for (const Fatal& fatal : kFatal)
     if (fatal.signal == signal) name = fatal.name;
-  putLog("Died of ");
-  putLog(name);
-  putLog(". The log until then:\n");
-  TVSLogger::dumpRecentLines(putLog);
-  putLog("The call stack:\n");
+  writeLines("Fatal signal: ");
+  writeLines(name);
+  writeLines(". Recent log lines:\n");
+  TVSLogger::dumpRecentLines(writeLines);
+  writeLines("Backtrace:\n");
   void* frames[kFrames];
   backtrace_symbols_fd(frames, backtrace(frames, kFrames), STDERR_FILENO);
 }
 
 extern "C" void handleFatalSignal(int signal) {
-  // The first death counts, also where the report is what dies.
+  // Only the first report is written, even if the report itself faults.
   if (!reported.exchange(true)) report(signal);
-  // Its handler is the default one again.
+  // The default action is restored by SA_RESETHAND.
   raise(signal);
 }
 
@@ -89,7 +89,7 @@ extern "C" void handleFatalSignal(int signal) {
 
 void installDeathReport(bool forJournal) {
   journal = forJournal;
-  // Loads what the unwinder needs.
+  // Loads the library that the unwinder needs.
   void* frame = nullptr;
   backtrace(&frame, 1);
 
@@ -103,7 +103,7 @@ void installDeathReport(bool forJournal) {
   action.sa_flags = static_cast<int>(SA_ONSTACK | SA_RESETHAND);
   sigfillset(&action.sa_mask);
   for (const Fatal& fatal : kFatal) {
-    // Another one died in meanwhile ends the process at once.
+    // A second fatal signal in the handler ends the process at once.
     sigdelset(&action.sa_mask, fatal.signal);
   }
   for (const Fatal& fatal : kFatal) sigaction(fatal.signal, &action, nullptr);

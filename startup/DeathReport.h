@@ -2,16 +2,15 @@
 
 namespace startup {
 
-/// Makes the process say how it dies: when a signal ends it that means a fault of the program
-/// (SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT, and with the last a failed assertion), the signal,
-/// the call stack of the thread with the names of its functions, and the recent log lines are
-/// written to stderr, as far as the state that the process is in allows it. The signal then does
-/// what it would have done: the core file, the exit status and the supervisor see no difference.
+/// Installs handlers for the fatal signals SIGSEGV, SIGBUS, SIGILL, SIGFPE and SIGABRT. A failed
+/// assertion raises SIGABRT. The handler writes the signal, a backtrace of the thread with function
+/// names, and the recent log lines to stderr, as far as the state of the process permits. It then
+/// raises the signal again with the default action, so core dump and exit status are unchanged.
 ///
-/// `forJournal`: each line gets the priority "critical" for the journal.
+/// `forJournal`: prefixes each line with the journal priority "critical".
 ///
-/// Once, on the main thread, before others are started. A stack that has run over is reported for
-/// that thread only: others have no second one.
+/// Call once, on the main thread, before other threads start. A stack overflow is reported for the
+/// main thread only, because other threads have no alternate signal stack.
 void installDeathReport(bool forJournal);
 
 }  // namespace startup

@@ -11,14 +11,14 @@ namespace startup {
 bool isStderrJournal() {
   struct stat status {};
   if (fstat(STDERR_FILENO, &status) != 0) return false;
-  return namesJournalStream(std::getenv("JOURNAL_STREAM"), status.st_dev, status.st_ino);
+  return isJournalStream(std::getenv("JOURNAL_STREAM"), status.st_dev, status.st_ino);
 }
 
-bool namesJournalStream(const char* variable, dev_t device, ino_t inode) {
+bool isJournalStream(const char* variable, dev_t device, ino_t inode) {
   return variable && variable == std::to_string(device) + ":" + std::to_string(inode);
 }
 
-std::string logText(const platform::LogLine& line, bool forJournal) {
+std::string formatLogLine(const platform::LogLine& line, bool forJournal) {
   if (!forJournal) return line.text + "\n";
   const std::string priority = "<" + std::to_string(static_cast<int>(line.level)) + ">";
   std::string text;
@@ -34,13 +34,13 @@ std::string logText(const platform::LogLine& line, bool forJournal) {
 StderrLog::StderrLog() : _isJournal(isStderrJournal()) {}
 
 void StderrLog::write(const platform::LogLine& line) {
-  const std::string text = logText(line, _isJournal);
+  const std::string text = formatLogLine(line, _isJournal);
   std::string_view rest = text;
   while (!rest.empty()) {
     const ssize_t written = ::write(STDERR_FILENO, rest.data(), rest.size());
     if (written < 0) {
       if (errno == EINTR) continue;
-      return;  // nowhere to tell it
+      return;  // cannot be reported
     }
     rest.remove_prefix(static_cast<std::size_t>(written));
   }

@@ -9,8 +9,8 @@
 
 namespace startup {
 
-/// Writes the log to stderr: plain, or with the journal's priority in front of each line of text
-/// when stderr is the journal. Threads: any.
+/// Writes the log to stderr. Prefixes each line with its journal priority if stderr is the journal.
+/// Threads: any.
 class StderrLog final : public platform::LogSink {
  public:
   StderrLog();
@@ -20,14 +20,13 @@ class StderrLog final : public platform::LogSink {
   const bool _isJournal;
 };
 
-/// One log line as it is written, with the newline behind it.
-std::string logText(const platform::LogLine& line, bool forJournal);
+/// Formats a log line, including the final newline.
+std::string formatLogLine(const platform::LogLine& line, bool forJournal);
 
-/// Whether stderr is the journal, by the environment.
+/// Whether stderr is the journal, according to JOURNAL_STREAM.
 bool isStderrJournal();
 
-/// Whether `variable`, the value of JOURNAL_STREAM or null, names the file with this device and
-/// inode.
-bool namesJournalStream(const char* variable, dev_t device, ino_t inode);
+/// Whether `variable`, the value of JOURNAL_STREAM or null, names this device and inode.
+bool isJournalStream(const char* variable, dev_t device, ino_t inode);
 
 }  // namespace startup

@@ -8,12 +8,12 @@
 #include "box/services/network/GioNetworkWatch.h"
 #include "startup/DeathReport.h"
 #include "startup/Log.h"
-#include "startup/MemoryPools.h"
+#include "startup/MallocArenas.h"
 
 std::unique_ptr<platform::RunnablePlatform> platform::makePlatform(int argc, char** argv,
                                                                    int* exitStatus) {
   const TimePoint started = SystemClock().now();
-  startup::limitMemoryPools();
+  startup::limitMallocArenas();
   const auto end = [&](int status) {
     if (exitStatus) *exitStatus = status;
     return nullptr;

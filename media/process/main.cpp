@@ -21,7 +21,7 @@
 #include "platform/foundation/queues/WorkerThreads.h"
 #include "startup/DeathReport.h"
 #include "startup/Log.h"
-#include "startup/MemoryPools.h"
+#include "startup/MallocArenas.h"
 #include "streaming/playback/StreamedItem.h"
 
 namespace {
@@ -105,7 +105,7 @@ int main(int argc, char** argv) {
                               .allowFileURLs = options->allowFileURLs,
                               .readable = options->readable,
                               .writable = options->writable});
-  startup::limitMemoryPools();
+  startup::limitMallocArenas();
   startup::installDeathReport(startup::isStderrJournal());
   std::signal(SIGPIPE, SIG_IGN);
   // The box ends this process. A supervisor or a terminal sends these to both, and the box still

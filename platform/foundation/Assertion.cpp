@@ -43,7 +43,7 @@ void assertionFailed(std::string_view operation, std::string_view file,
   writeToStderr(line);
   if (handler()) handler()(failure);
   if (writesLog) {
-    writeToStderr("The log until then:");
+    writeToStderr("Recent log lines:");
     TVSLogger::dumpRecentLines(
         [](const char* text, std::size_t size) { std::fwrite(text, 1, size, stderr); });
   }

@@ -155,15 +155,15 @@ TEST(Device, IsInternalWhereTheMarkerIs) {
 
 TEST(Log, EachLineOfTextHasItsPriorityInTheJournal) {
   const platform::LogLine line{platform::LogLevel::Warning, "One", "first {\n    second\n} "};
-  EXPECT_EQ(startup::logText(line, false), "first {\n    second\n} \n");
-  EXPECT_EQ(startup::logText(line, true), "<4>first {\n<4>    second\n<4>} \n");
+  EXPECT_EQ(startup::formatLogLine(line, false), "first {\n    second\n} \n");
+  EXPECT_EQ(startup::formatLogLine(line, true), "<4>first {\n<4>    second\n<4>} \n");
 }
 
 TEST(Log, TheJournalIsKnownByDeviceAndInode) {
-  EXPECT_TRUE(startup::namesJournalStream("8:4711", 8, 4711));
-  EXPECT_FALSE(startup::namesJournalStream("8:4711", 8, 471));
-  EXPECT_FALSE(startup::namesJournalStream("", 8, 4711));
-  EXPECT_FALSE(startup::namesJournalStream(nullptr, 8, 4711));
+  EXPECT_TRUE(startup::isJournalStream("8:4711", 8, 4711));
+  EXPECT_FALSE(startup::isJournalStream("8:4711", 8, 471));
+  EXPECT_FALSE(startup::isJournalStream("", 8, 4711));
+  EXPECT_FALSE(startup::isJournalStream(nullptr, 8, 4711));
 }
 
 TEST(Memory, IsReadFromTheKernelsText) {

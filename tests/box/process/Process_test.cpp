@@ -136,7 +136,7 @@ TEST(Process, SaysHowItDied) {
     process.send(signal);
     EXPECT_EQ(process.waitForEnd(), -signal);
     const std::string report = process.output().substr(before);
-    EXPECT_THAT(report, HasSubstr(std::string("Died of ") + name));
+    EXPECT_THAT(report, HasSubstr(std::string("Fatal signal: ") + name));
     EXPECT_THAT(report, HasSubstr("is open")) << "the log until then";
     EXPECT_THAT(report, HasSubstr("handleFatalSignal")) << "the call stack";
   }
@@ -145,7 +145,7 @@ TEST(Process, SaysHowItDied) {
 TEST(Process, SaysWhichRuleItBroke) {
   ChildProcess process(application<Delegate::Way::BreaksARule>, kLogTest);
   EXPECT_EQ(process.waitForEnd(), -SIGABRT);
-  for (const char* part : {"rules are kept", "Died of SIGABRT", "The call stack:", "box3Box3run"})
+  for (const char* part : {"rules are kept", "Fatal signal: SIGABRT", "Backtrace:", "box3Box3run"})
     EXPECT_THAT(process.output(), HasSubstr(part));
 }
 
