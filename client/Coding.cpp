@@ -8,12 +8,12 @@ namespace tvvorlane {
 
 namespace {
 
-/// Deeper than any box sends.
-constexpr int kDeepest = 64;
+/// Nesting limit of decoded values. A box sends less.
+constexpr int kMaxNesting = 64;
 
-/// Runs sd-bus calls until one fails.
+/// Runs the steps until one returns an error of sd-bus.
 template <class... Step>
-int inOrder(Step... step) {
+int runUntilError(Step... step) {
   int result = 0;
   static_cast<void>(((result = step(), result >= 0) && ...));
   return result;
@@ -25,7 +25,7 @@ bool holds(std::int64_t number) {
          number <= std::numeric_limits<Number>::max();
 }
 
-/// The smallest type of the bus that has the number.
+/// Uses the smallest D-Bus integer type that can represent the number.
 int appendInteger(sd_bus_message* message, std::int64_t number) {
   if (holds<std::int32_t>(number)) {
     return sd_bus_message_append(message, "v", "i", static_cast<std::int32_t>(number));
@@ -36,15 +36,15 @@ int appendInteger(sd_bus_message* message, std::int64_t number) {
   return sd_bus_message_append(message, "v", "x", number);
 }
 
-/// What `fill` appends, in a container.
+/// Appends a container with the contents that `fill` appends.
 template <class Fill>
-int within(sd_bus_message* message, char type, const char* contents, Fill fill) {
-  return inOrder([&] { return sd_bus_message_open_container(message, type, contents); }, fill,
-                 [&] { return sd_bus_message_close_container(message); });
+int appendContainer(sd_bus_message* message, char type, const char* contents, Fill fill) {
+  return runUntilError([&] { return sd_bus_message_open_container(message, type, contents); }, fill,
+                       [&] { return sd_bus_message_close_container(message); });
 }
 
 int appendItems(sd_bus_message* message, const Array& array) {
-  return within(message, 'a', "v", [&] {
+  return appendContainer(message, 'a', "v", [&] {
     int result = 0;
     for (auto item = array.begin(); result >= 0 && item != array.end(); ++item) {
       result = appendVariant(message, *item->get());
@@ -54,14 +54,14 @@ int appendItems(sd_bus_message* message, const Array& array) {
 }
 
 int appendEntry(sd_bus_message* message, const std::string& key, const tvvorlane_value& value) {
-  return within(message, 'e', "sv", [&] {
-    return inOrder([&] { return sd_bus_message_append_basic(message, 's', key.c_str()); },
-                   [&] { return appendVariant(message, value); });
+  return appendContainer(message, 'e', "sv", [&] {
+    return runUntilError([&] { return sd_bus_message_append_basic(message, 's', key.c_str()); },
+                         [&] { return appendVariant(message, value); });
   });
 }
 
 int appendEntries(sd_bus_message* message, const Dictionary& dictionary) {
-  return within(message, 'a', "{sv}", [&] {
+  return appendContainer(message, 'a', "{sv}", [&] {
     int result = 0;
     for (auto entry = dictionary.begin(); result >= 0 && entry != dictionary.end(); ++entry) {
       result = appendEntry(message, entry->first, *entry->second.get());
@@ -154,7 +154,7 @@ Reference readContent(sd_bus_message* message, const char* contents, int depth) 
   if (type == "d") return readNumber<double>(message, 'd');
   if (type == "(d)") return readStruct(message, "d");
   if (type == "(s)") return readStruct(message, "s");
-  // Nothing that a box sends; kept as a place without a value.
+  // A type that no box sends. It is decoded as null.
   if (sd_bus_message_skip(message, contents) < 0) return {};
   return own(tvvorlane_null());
 }
@@ -162,8 +162,8 @@ Reference readContent(sd_bus_message* message, const char* contents, int depth) 
 Reference readVariant(sd_bus_message* message, int depth) {
   char type = 0;
   const char* contents = nullptr;
-  if (depth > kDeepest || sd_bus_message_peek_type(message, &type, &contents) <= 0 || type != 'v' ||
-      sd_bus_message_enter_container(message, 'v', contents) < 0) {
+  if (depth > kMaxNesting || sd_bus_message_peek_type(message, &type, &contents) <= 0 ||
+      type != 'v' || sd_bus_message_enter_container(message, 'v', contents) < 0) {
     return {};
   }
   Reference value = readContent(message, contents, depth + 1);
@@ -189,7 +189,7 @@ int appendVariant(sd_bus_message* message, const tvvorlane_value& value) {
       return sd_bus_message_append(message, "v", "s", text.c_str());
     }
     int operator()(const Data& data) const {
-      return within(message, 'v', "ay", [&] {
+      return appendContainer(message, 'v', "ay", [&] {
         return sd_bus_message_append_array(message, 'y', data.data(), data.size());
       });
     }
@@ -197,17 +197,19 @@ int appendVariant(sd_bus_message* message, const tvvorlane_value& value) {
       return sd_bus_message_append(message, "v", "(d)", date.seconds);
     }
     int operator()(const Array& array) const {
-      return within(message, 'v', "av", [&] { return appendItems(message, array); });
+      return appendContainer(message, 'v', "av", [&] { return appendItems(message, array); });
     }
     int operator()(const Dictionary& dictionary) const {
-      return within(message, 'v', "a{sv}", [&] { return appendEntries(message, dictionary); });
+      return appendContainer(message, 'v', "a{sv}",
+                             [&] { return appendEntries(message, dictionary); });
     }
   };
   return std::visit(Writer{message}, value.content);
 }
 
 int appendValueOrNone(sd_bus_message* message, const tvvorlane_value* value) {
-  return within(message, 'a', "v", [&] { return value ? appendVariant(message, *value) : 0; });
+  return appendContainer(message, 'a', "v",
+                         [&] { return value ? appendVariant(message, *value) : 0; });
 }
 
 int appendDictionary(sd_bus_message* message, const tvvorlane_value* dictionary) {

@@ -6,18 +6,19 @@
 
 namespace tvvorlane {
 
-// Property-list values as variants, both ways. Negative results are those of sd-bus.
+// Encodes and decodes property-list values as D-Bus variants. Negative results are errors of
+// sd-bus.
 
-/// A `v`.
+/// Appends a `v`.
 int appendVariant(sd_bus_message* message, const tvvorlane_value& value);
-/// An `av` of one value, or of none for a null pointer.
+/// Appends an `av` with one value, or with none for a null pointer.
 int appendValueOrNone(sd_bus_message* message, const tvvorlane_value* value);
-/// An `a{sv}`; empty for a null pointer.
+/// Appends an `a{sv}`; empty for a null pointer.
 int appendDictionary(sd_bus_message* message, const tvvorlane_value* dictionary);
 
-/// An `av` of one value, or of none.
+/// Reads an `av` with at most one value.
 Reference readValueOrNone(sd_bus_message* message);
-/// An `a{sv}`.
+/// Reads an `a{sv}`.
 Reference readDictionary(sd_bus_message* message);
 
 }  // namespace tvvorlane

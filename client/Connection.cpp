@@ -17,8 +17,8 @@ namespace tvvorlane {
 
 namespace {
 
-/// After so many messages the caller's loop gets its turn.
-constexpr int kMessagesAtOnce = 64;
+/// Limit of messages per dispatch, so that the caller's loop can run.
+constexpr int kMaxMessagesPerDispatch = 64;
 
 int resultOf(int error) {
   switch (error) {
@@ -42,7 +42,7 @@ int resultOf(int error) {
   }
 }
 
-/// A connected socket, or a negative errno.
+/// Returns a connected socket or a negative errno.
 int connectTo(const char* path) {
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
@@ -58,7 +58,7 @@ int connectTo(const char* path) {
   return socket;
 }
 
-/// What an error reply means: the library's own when the connection has ended, else the box's.
+/// Maps an error reply to CLOSED if the connection has ended, and to an error of the box otherwise.
 int resultOfError(const sd_bus_error* error) {
   return sd_bus_error_has_name(error, SD_BUS_ERROR_NO_REPLY) ||
                  sd_bus_error_has_name(error, SD_BUS_ERROR_DISCONNECTED)
@@ -69,10 +69,10 @@ int resultOfError(const sd_bus_error* error) {
 }  // namespace
 
 Connection::~Connection() {
-  // Closing it again from within a completion is nothing new.
+  // Makes a close() inside a completion harmless.
   _dispatching = true;
   _completeAll();
-  // What is unsent stays so: flushing would wait for the box.
+  // Unsent messages are dropped, because flushing would block.
   sd_bus_close_unref(_bus);
   if (_timer >= 0) close(_timer);
   if (_epoll >= 0) close(_epoll);
@@ -112,7 +112,7 @@ int Connection::open(const char* path) {
   return _join();
 }
 
-/// A peer gets events once it has called, so the first call is made here.
+/// The box sends events only to peers that have made a call.
 int Connection::_join() {
   return call(
       "org.freedesktop.DBus.Peer", "Ping", Answer::Nothing, nullptr,
@@ -133,32 +133,32 @@ int Connection::call(const char* interface, const char* method, Answer answer, c
     if (result < 0) _calls.pop_back();
   }
   sd_bus_message_unref(message);
-  if (!_dispatching) _rearm();
+  if (!_dispatching) _updatePolling();
   return result < 0 ? resultOf(-result) : TVVORLANE_OK;
 }
 
 int Connection::dispatch() {
   if (_over || _dispatching) return _over ? TVVORLANE_CLOSED : TVVORLANE_INVALID;
   std::uint64_t expirations = 0;
-  // Nothing to read when it was not the timer.
+  // Fails harmlessly if the timer has not expired.
   [[maybe_unused]] const auto count = read(_timer, &expirations, sizeof expirations);
   _dispatching = true;
   int result = 1;
-  for (int done = 0; result > 0 && done < kMessagesAtOnce && !closeAfterwards; ++done) {
+  for (int done = 0; result > 0 && done < kMaxMessagesPerDispatch && !closeRequested; ++done) {
     result = sd_bus_process(_bus, nullptr);
   }
-  if (!closeAfterwards && (result < 0 || sd_bus_is_open(_bus) <= 0)) {
+  if (!closeRequested && (result < 0 || sd_bus_is_open(_bus) <= 0)) {
     _over = true;
     _completeAll();
-    if (closed.handler && !closeAfterwards) closed.handler(TVVORLANE_CLOSED, closed.context);
+    if (closed.handler && !closeRequested) closed.handler(TVVORLANE_CLOSED, closed.context);
   }
   _dispatching = false;
-  if (_over || closeAfterwards) return TVVORLANE_CLOSED;
-  _rearm();
+  if (_over || closeRequested) return TVVORLANE_CLOSED;
+  _updatePolling();
   return TVVORLANE_OK;
 }
 
-void Connection::_rearm() {
+void Connection::_updatePolling() {
   itimerspec due{};
   std::uint64_t microseconds = 0;
   const int events = sd_bus_get_events(_bus);
@@ -166,11 +166,11 @@ void Connection::_rearm() {
   if (microseconds != UINT64_MAX) {
     due.it_value.tv_sec = static_cast<time_t>(microseconds / 1000000);
     due.it_value.tv_nsec = static_cast<long>(microseconds % 1000000 * 1000);
-    // Zero would disarm it.
+    // Zero would disarm the timer.
     if (microseconds == 0) due.it_value.tv_nsec = 1;
   }
   timerfd_settime(_timer, TFD_TIMER_ABSTIME, &due, nullptr);
-  // The flags of poll and epoll are the same bits.
+  // POLLIN and POLLOUT equal EPOLLIN and EPOLLOUT.
   epoll_event bus{static_cast<std::uint32_t>(events & (POLLIN | POLLOUT)), {}};
   if (events >= 0) epoll_ctl(_epoll, EPOLL_CTL_MOD, sd_bus_get_fd(_bus), &bus);
 }

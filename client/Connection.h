@@ -10,22 +10,22 @@
 
 namespace tvvorlane {
 
-/// The connection under a client: sd-bus, peer to peer over the door's socket, driven from outside
-/// through one descriptor. That is an epoll set of the socket, with what sd-bus waits for, and a
-/// timer for when sd-bus has something to do by itself; so the caller polls for reading, always.
+/// The connection of a client: sd-bus, peer to peer over the socket of the box. The caller polls
+/// one descriptor for reading. It is an epoll set of the socket, with the events that sd-bus waits
+/// for, and a timer with the timeout of sd-bus.
 class Connection {
  public:
-  /// What an answer holds.
+  /// The contents of a reply.
   enum class Answer { Status, StatusAndValue, StatusAndDictionary, State, Nothing };
   using Append = std::function<int(sd_bus_message*)>;
 
   Connection() = default;
-  /// Completes what is outstanding.
+  /// Completes all pending calls.
   ~Connection();
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
 
-  /// A result. Once, before anything else.
+  /// Returns a tvvorlane_result. Call once, before any other function.
   int open(const char* path);
   int descriptor() const { return _epoll; }
   int dispatch();
@@ -42,8 +42,8 @@ class Connection {
   Callback<tvvorlane_closed_handler> closed;
 
   bool isDispatching() const { return _dispatching; }
-  /// Set when it is closed from within a callback: it goes when the callback has returned.
-  bool closeAfterwards = false;
+  /// Set by close() inside a callback. The connection is destroyed after the callback has returned.
+  bool closeRequested = false;
 
  private:
   struct Call {
@@ -62,8 +62,8 @@ class Connection {
   void _complete(Call& call, int result, std::int32_t status, const tvvorlane_value* value);
   void _completeAll();
   int _join();
-  /// Tells the descriptor what sd-bus waits for.
-  void _rearm();
+  /// Updates the epoll set and the timer to the events and the timeout of sd-bus.
+  void _updatePolling();
 
   sd_bus* _bus = nullptr;
   int _epoll = -1;

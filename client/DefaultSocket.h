@@ -4,7 +4,7 @@
 
 namespace tvvorlane {
 
-/// Where this user's box has its door when it is not told otherwise.
+/// Returns the default path of the box's socket for the current user.
 std::string defaultSocket();
 
 }  // namespace tvvorlane

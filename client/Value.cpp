@@ -15,7 +15,7 @@ const Kind* of(const tvvorlane_value* value) {
 
 tvvorlane_value* make(Content content) { return new tvvorlane_value(std::move(content)); }
 
-/// A number as another kind of number, where that kind has it.
+/// Converts between number types. Returns nothing if the target type cannot represent the value.
 template <class To>
 std::optional<To> number(const tvvorlane_value* value) {
   if (const auto* integer = of<std::int64_t>(value)) {
@@ -28,7 +28,7 @@ std::optional<To> number(const tvvorlane_value* value) {
   }
   if (const auto* real = of<double>(value)) {
     if constexpr (std::is_same_v<To, double>) return *real;
-    // The smallest is a power of two or 0, the first beyond the largest is one too.
+    // Both limits are 0 or a power of two, so double represents them exactly.
     const auto smallest = static_cast<double>(std::numeric_limits<To>::min());
     const double beyond = std::ldexp(1.0, std::numeric_limits<To>::digits);
     if (*real >= smallest && *real < beyond) return static_cast<To>(*real);

@@ -11,11 +11,11 @@
 
 namespace tvvorlane {
 
-/// One counted reference to a value.
+/// Owns one reference to a value.
 class Reference {
  public:
   Reference() = default;
-  /// Takes over a reference.
+  /// Takes ownership of a reference.
   explicit Reference(const tvvorlane_value* value) : _value(value) {}
   Reference(Reference&& other) noexcept : _value(std::exchange(other._value, nullptr)) {}
   Reference& operator=(Reference&& other) noexcept {
@@ -35,9 +35,9 @@ struct Date {
 };
 using Data = std::vector<std::uint8_t>;
 using Array = std::vector<Reference>;
-/// In order of insertion, which is how it goes over the bus.
+/// In insertion order, which is also the order on the bus.
 using Dictionary = std::vector<std::pair<std::string, Reference>>;
-/// In the order of `tvvorlane_type`, from NULL on.
+/// In the order of `tvvorlane_type`, beginning with NULL.
 using Content = std::variant<Null, bool, std::int64_t, std::uint64_t, double, std::string, Data,
                              Date, Array, Dictionary>;
 

@@ -8,7 +8,7 @@
 using tvvorlane::Connection;
 using Answer = Connection::Answer;
 
-/// The handle of the C interface.
+/// The opaque handle of the C interface.
 struct tvvorlane_client {
   Connection connection;
 };
@@ -38,17 +38,17 @@ const char* tvvorlane_result_text(int result) {
     case TVVORLANE_NO_BOX:
       return "no box is running";
     case TVVORLANE_FORBIDDEN:
-      return "the box is another user's";
+      return "the box belongs to another user";
     case TVVORLANE_CLOSED:
       return "the connection has ended";
     case TVVORLANE_REFUSED:
-      return "the box does not know the call";
+      return "the box does not support the call";
     case TVVORLANE_INVALID:
-      return "an argument makes no sense";
+      return "invalid argument";
     case TVVORLANE_FAILED:
-      return "the system has no resources left";
+      return "out of memory or descriptors";
     default:
-      return "an unknown result";
+      return "unknown result";
   }
 }
 
@@ -68,7 +68,7 @@ int tvvorlane_client_open(const char* socket, tvvorlane_client** client) {
 
 void tvvorlane_client_close(tvvorlane_client* client) {
   if (client && client->connection.isDispatching()) {
-    client->connection.closeAfterwards = true;
+    client->connection.closeRequested = true;
   } else {
     delete client;
   }
@@ -96,7 +96,7 @@ int tvvorlane_client_descriptor(const tvvorlane_client* client) {
 int tvvorlane_client_dispatch(tvvorlane_client* client) {
   if (!client) return TVVORLANE_INVALID;
   const int result = client->connection.dispatch();
-  if (client->connection.closeAfterwards && !client->connection.isDispatching()) delete client;
+  if (client->connection.closeRequested && !client->connection.isDispatching()) delete client;
   return result;
 }
 

@@ -62,7 +62,7 @@ bool fits(const PictureShape& shape, const FrameLayout& layout, std::size_t byte
       continue;
     }
     const PlaneShape& needed = shape.planes[plane];
-    // Whole strides but for the last row; 32-bit factors cannot overflow 64 bits.
+    // The last row needs no full stride. The product of 32-bit factors fits into 64 bits.
     if (stride < needed.rowBytes) return false;
     const std::uint64_t end = offset + stride * (needed.rows - 1) + needed.rowBytes;
     if (end > bytes) return false;

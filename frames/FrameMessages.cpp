@@ -8,8 +8,8 @@ namespace {
 
 constexpr std::uint16_t kFrameKind = 1;
 
-/// Of either side of a pixel, and of one to the other.
-constexpr std::uint32_t kLargestAspect = 1U << 24;
+/// Limits for each number of a pixel aspect ratio, and for the ratio itself.
+constexpr std::uint32_t kMaxAspect = 1U << 24;
 constexpr std::uint32_t kSteepestAspect = 64;
 
 class Writer {
@@ -49,7 +49,7 @@ class Reader {
   void take(Integer& value) {
     value = take<Integer>();
   }
-  /// Of a packet that begins as one of ours.
+  /// Returns the kind of a packet with a valid magic and version.
   std::optional<std::uint16_t> takeKind(std::uint16_t version) {
     if (take<std::uint32_t>() != kMagic) return std::nullopt;
     if (take<std::uint16_t>() != version) return std::nullopt;
@@ -61,7 +61,7 @@ class Reader {
   std::size_t _at = 0;
 };
 
-/// What both versions have after their kind.
+/// The fields that both versions have after the kind.
 void putFrame(Writer& writer, const FrameMessage& message) {
   writer.put(message.sequence).put(message.pts).put(message.index).put(message.format);
   writer.put(message.width).put(message.height).put(message.flags).put(std::uint32_t{0});
@@ -71,7 +71,7 @@ void putFrame(Writer& writer, const FrameMessage& message) {
   writer.put(message.damage.width).put(message.damage.height);
 }
 
-/// False when a reserved field is not 0.
+/// Returns false if a reserved field is not 0.
 bool takeFrame(Reader& reader, FrameMessage& message) {
   reader.take(message.sequence);
   reader.take(message.pts);
@@ -95,7 +95,7 @@ bool takeFrame(Reader& reader, FrameMessage& message) {
 bool isDrawable(const FilmMessage& message) {
   const std::uint32_t across = message.aspectNumerator;
   const std::uint32_t down = message.aspectDenominator;
-  if (across == 0 || down == 0 || across > kLargestAspect || down > kLargestAspect) return false;
+  if (across == 0 || down == 0 || across > kMaxAspect || down > kMaxAspect) return false;
   if (across / down >= kSteepestAspect || down / across >= kSteepestAspect) return false;
   return message.rotation % 90 == 0 && message.rotation < 360;
 }

@@ -8,7 +8,7 @@
 
 #include "frames/FrameLayout.h"
 
-/// The messages of a layer's socket, one to a packet, little-endian: see docs/frames.md.
+/// Messages of the layer socket: one per packet, little-endian. See docs/frames.md.
 namespace frames {
 
 inline constexpr std::uint32_t kMagic = 0x52464c56;  // "VLFR"
@@ -19,12 +19,14 @@ inline constexpr std::size_t kFrameBytes = 88;
 inline constexpr std::size_t kFilmBytes = 136;
 inline constexpr std::size_t kAnswerBytes = 32;
 
-/// A film's buffers are those of its decoder: there are more of them than a mirrored screen needs.
+/// Pictures of a film are in the buffers of its decoder, which uses more of them than a mirrored
+/// screen.
 inline constexpr std::uint32_t kFilmBuffers = 64;
-/// All of them together.
+/// Limit for the sum of all buffers of a film.
 inline constexpr std::size_t kFilmMemory = std::size_t{1} << 30;
 
-/// From the writer: the picture in a buffer. The buffer's descriptor comes along the first time.
+/// Sent by the writer: the picture in a buffer. The first message of a buffer carries its
+/// descriptor.
 struct FrameMessage {
   std::uint64_t sequence = 0;
   std::int64_t pts = -1;  ///< ns; negative: unknown
@@ -43,25 +45,26 @@ struct FrameMessage {
   } damage;
 };
 
-/// From the writer of a film, in version 2: a picture, or that there is none.
+/// Sent by the writer of a film, in version 2: a picture, or the removal of the picture.
 struct FilmMessage : FrameMessage {
   enum class Kind : std::uint16_t { Picture = 1, None = 4 };
   Kind kind = Kind::Picture;
-  /// The shape of a pixel.
+  /// Pixel aspect ratio.
   std::uint32_t aspectNumerator = 1;
   std::uint32_t aspectDenominator = 1;
   std::uint32_t rotation = 0;  ///< degrees clockwise: 0, 90, 180 or 270
-  std::int64_t due = -1;       ///< ns on the writer's clock; negative: unknown
-  std::uint64_t epoch = 0;     ///< of which load it is
-  std::uint64_t texts = 0;     ///< which texts belong to it; 0: none
-  /// One bit for each buffer that is gone; they go before the picture is looked at.
+  std::int64_t due = -1;       ///< ns on CLOCK_MONOTONIC; negative: unknown
+  std::uint64_t epoch = 0;     ///< the load that the picture belongs to
+  std::uint64_t texts = 0;     ///< the texts that belong to the picture; 0: none
+  /// One bit per buffer that no longer exists. These buffers are removed before the picture is
+  /// read.
   std::uint64_t gone = 0;
 };
 
-/// Whether a picture can be drawn with that shape of a pixel and rotation.
+/// Returns whether the screen can draw this pixel aspect ratio and rotation.
 bool isDrawable(const FilmMessage& message);
 
-/// From the reader: a greeting once, then one for each picture that it is done with.
+/// Sent by the reader: one greeting, then one release per picture.
 struct AnswerMessage {
   enum class Kind : std::uint16_t { Release = 2, Greeting = 3 };
   static constexpr std::uint32_t kWelcome = 0;
@@ -82,8 +85,8 @@ FramePacket encode(const FrameMessage& message);
 FilmPacket encode(const FilmMessage& message);
 AnswerPacket encode(const AnswerMessage& message);
 
-/// Nothing when the packet is none of ours: another length, magic, version or kind, or a reserved
-/// field that is not 0. What the fields say is not looked at.
+/// Return nothing for a packet with a wrong length, magic, version or kind, or with a reserved
+/// field that is not 0. Other fields are not validated.
 std::optional<FrameMessage> decodeFrame(std::span<const std::uint8_t> packet);
 std::optional<FilmMessage> decodeFilm(std::span<const std::uint8_t> packet);
 std::optional<AnswerMessage> decodeAnswer(std::span<const std::uint8_t> packet);

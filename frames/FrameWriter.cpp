@@ -71,7 +71,7 @@ int FrameWriter::acquire(int timeoutMilliseconds, vorlane_frames_buffer* buffer)
   if (_slotCount == 0) return VORLANE_FRAMES_INVALID;
   const std::int64_t deadline = deadlineIn(timeoutMilliseconds);
   for (;;) {
-    // Also with a buffer at hand: who only ever sends must not leave the releases unread.
+    // Also if a buffer is free: otherwise a writer that never waits would not read releases.
     if (const int result = process(); result != VORLANE_FRAMES_OK) return result;
     for (std::uint32_t index = 0; index < _slotCount && !_acquired; ++index) {
       if (_slots[index].occupant == 0) _acquired = index;
@@ -135,7 +135,7 @@ int FrameWriter::send(const vorlane_frames_buffer& buffer, const vorlane_frames_
     const int descriptor = slot.memory->descriptor();
     std::memcpy(CMSG_DATA(rights), &descriptor, sizeof descriptor);
   }
-  // Before it is sent: memory for it may be missing, and afterwards it is too late.
+  // Before sending, because the allocation may fail.
   const std::int64_t now = monotonicNow();
   const auto pending = _pending.emplace(message.sequence, Pending{picture.pts_ns, now}).first;
   ssize_t sent = -1;
@@ -201,7 +201,7 @@ int FrameWriter::_released(const AnswerMessage& answer) {
 }
 
 int FrameWriter::_receive(std::optional<AnswerMessage>& answer) const {
-  // One more than a packet has: a longer one must not pass for it.
+  // One byte more than a packet, to detect longer packets.
   std::array<std::uint8_t, kAnswerBytes + 1> packet{};
   ssize_t received = -1;
   do {

@@ -13,11 +13,10 @@
 
 namespace frames {
 
-/// What stands behind the functions of vorlane-frames.h, one operation for each, with the same
-/// results.
+/// Implements vorlane-frames.h, one member function per C function, with the same results.
 class FrameWriter {
  public:
-  /// Owns the connected socket.
+  /// Takes ownership of the connected socket.
   explicit FrameWriter(int socket) : _socket(socket) {}
   ~FrameWriter();
   FrameWriter(const FrameWriter&) = delete;
@@ -41,10 +40,11 @@ class FrameWriter {
  private:
   struct Slot {
     std::unique_ptr<SharedBuffer> memory;
-    bool announced = false;      ///< the reader has its descriptor
-    std::uint64_t occupant = 0;  ///< the picture that is read from it; 0: none
+    bool announced = false;  ///< the reader has received the descriptor
+    std::uint64_t occupant =
+        0;  ///< sequence number of the picture that the reader still uses; 0: none
   };
-  /// A picture that has not come back.
+  /// A sent picture that was not released yet.
   struct Pending {
     std::int64_t pts;
     std::int64_t sentAt;
@@ -64,7 +64,7 @@ class FrameWriter {
   std::array<Slot, VORLANE_FRAMES_MAXIMUM_BUFFERS> _slots;
   std::uint32_t _slotCount = 0;
   std::optional<std::uint32_t> _acquired;
-  /// Those of buffers that were given up too.
+  /// Includes the pictures of discarded buffers.
   std::map<std::uint64_t, Pending> _pending;
   std::uint64_t _lastSequence = 0;
   vorlane_frames_statistics _statistics{};

@@ -12,7 +12,8 @@ std::unique_ptr<SharedBuffer> SharedBuffer::make(std::size_t bytes) {
   void* data = MAP_FAILED;
   if (ftruncate(descriptor, static_cast<off_t>(bytes)) == 0 &&
       fcntl(descriptor, F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_SEAL) == 0) {
-    // All pages at once, which is quicker than a fault for each when the first picture is written.
+    // MAP_POPULATE maps all pages at once. That is faster than a page fault per page in the first
+    // picture.
     data = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_POPULATE, descriptor, 0);
   }
   if (data == MAP_FAILED) {

@@ -6,12 +6,12 @@
 
 namespace frames {
 
-/// Memory that another process can map too, of a size that nobody can change any more.
+/// Shared memory that another process can map. Its size is sealed.
 ///
-/// Lifetime: the descriptor and the mapping are the object's own.
+/// Lifetime: the object owns the descriptor and the mapping.
 class SharedBuffer {
  public:
-  /// Null without memory or descriptors.
+  /// Returns null if memory or descriptors are exhausted.
   static std::unique_ptr<SharedBuffer> make(std::size_t bytes);
   ~SharedBuffer();
   SharedBuffer(const SharedBuffer&) = delete;
@@ -20,7 +20,7 @@ class SharedBuffer {
   int descriptor() const { return _descriptor; }
   std::uint8_t* data() const { return _data; }
   std::size_t size() const { return _size; }
-  /// Expires when the object goes, whoever owned it meanwhile.
+  /// Expires when the buffer is destroyed.
   std::weak_ptr<const void> life() const { return _life; }
 
  private:

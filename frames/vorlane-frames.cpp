@@ -17,7 +17,7 @@ struct vorlane_frames_writer : frames::FrameWriter {
 
 namespace {
 
-/// No exception may leave a function of C; only memory can be missing.
+/// Exceptions must not cross the C interface. The only possible one is std::bad_alloc.
 template <typename Function>
 int guarded(Function function) noexcept {
   try {
@@ -127,21 +127,21 @@ const char* vorlane_frames_text(int result) {
     case VORLANE_FRAMES_OK:
       return "success";
     case VORLANE_FRAMES_TIMED_OUT:
-      return "nothing came in time";
+      return "timed out";
     case VORLANE_FRAMES_NO_LAYER:
-      return "nobody listens there";
+      return "there is no layer at this path";
     case VORLANE_FRAMES_BUSY:
-      return "another writer draws into the layer";
+      return "another writer is connected to the layer";
     case VORLANE_FRAMES_FORBIDDEN:
       return "the layer belongs to another user";
     case VORLANE_FRAMES_DISCONNECTED:
-      return "the layer is gone";
+      return "the layer was closed";
     case VORLANE_FRAMES_INVALID:
-      return "an argument makes no sense";
+      return "invalid argument";
     case VORLANE_FRAMES_NO_MEMORY:
-      return "no memory or no descriptors left";
+      return "out of memory or descriptors";
     case VORLANE_FRAMES_PROTOCOL:
-      return "the other side speaks something else";
+      return "the reader uses another protocol";
     default:
       return "an unknown result";
   }

@@ -1,5 +1,6 @@
-// A receiver service that knows one sender: the command line. It plays a URL, prints what the box
-// tells, takes "pause", "resume" and "stop" as lines, and connects again when the box restarts.
+// A receiver service whose only sender is the command line. Plays a URL, prints the events of the
+// box, reads the commands "pause", "resume" and "stop" from stdin, and reconnects after a restart
+// of the box.
 //
 //     receiver URL [SOCKET]
 
@@ -35,7 +36,7 @@ void obey(tvvorlane::Client& box, const std::string& line) {
 int main(int count, char** arguments) {
   if (count < 2) return 2;
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
-  std::setvbuf(stdin, nullptr, _IONBF, 0);  // nothing is read ahead of what is polled for
+  std::setvbuf(stdin, nullptr, _IONBF, 0);  // reading ahead would hide input from poll()
   const std::string socket = count > 2 ? arguments[2] : "";
   tvvorlane::Client box;
   bool open = false, over = false;
@@ -48,7 +49,7 @@ int main(int count, char** arguments) {
 
   while (!over) {
     if (!open && (open = box.open(socket) == TVVORLANE_OK)) play(box, arguments[1]);
-    // A negative descriptor is not looked at.
+    // poll() ignores negative descriptors.
     pollfd ready[] = {{open ? box.descriptor() : -1, POLLIN, 0}, {STDIN_FILENO, POLLIN, 0}};
     poll(ready, 2, open ? -1 : kRetryMilliseconds);
     if (ready[0].revents) box.dispatch();

@@ -12,10 +12,10 @@ using tvvorlane::Client;
 using tvvorlane::Reply;
 using tvvorlane::Value;
 
-/// The installed library against a real door.
+/// Tests the installed library against a real door.
 class ClientLibrary : public DoorFixture {
  protected:
-  /// Polls the one descriptor until it holds, as a service's loop would.
+  /// Polls the descriptor and dispatches until `holds` returns true.
   static bool dispatchUntil(Client& box, const std::function<bool()>& holds) {
     while (!holds()) {
       pollfd ready{box.descriptor(), POLLIN, 0};
@@ -77,7 +77,7 @@ TEST_F(ClientLibrary, MakesEveryCall) {
   EXPECT_EQ(delegate->calls().back(), "activity");
 }
 
-TEST_F(ClientLibrary, CarriesValuesBothWays) {
+TEST_F(ClientLibrary, ValuesRoundTrip) {
   openDoor();
   Client box;
   ASSERT_EQ(box.open(options.socketPath), TVVORLANE_OK);
@@ -115,7 +115,7 @@ TEST_F(ClientLibrary, CarriesValuesBothWays) {
   EXPECT_EQ(box.startVideo("text"), TVVORLANE_INVALID);
 }
 
-TEST_F(ClientLibrary, HearsEventsInOrder) {
+TEST_F(ClientLibrary, ReceivesEventsInOrder) {
   openDoor();
   Client box;
   std::vector<std::string> heard;
@@ -131,7 +131,7 @@ TEST_F(ClientLibrary, HearsEventsInOrder) {
   }
 }
 
-TEST_F(ClientLibrary, CompletesEachCallOnceWhateverHappens) {
+TEST_F(ClientLibrary, CompletesEachCallExactlyOnce) {
   openDoor();
   std::optional<Client> box(std::in_place);
   int closed = 0;
@@ -139,7 +139,7 @@ TEST_F(ClientLibrary, CompletesEachCallOnceWhateverHappens) {
   std::vector<int> results;
   const auto note = [&](const Reply& reply) { results.push_back(reply.result); };
 
-  // Closed by its own completion, with a call under way.
+  // The client is closed by a completion while another call is pending.
   ASSERT_EQ(box->open(options.socketPath), TVVORLANE_OK);
   bool gone = false;
   box->getProperty("x", [&](const Reply&) {
@@ -150,14 +150,15 @@ TEST_F(ClientLibrary, CompletesEachCallOnceWhateverHappens) {
   EXPECT_TRUE(dispatchUntil(*box, [&] { return gone; }));
   EXPECT_EQ(results, std::vector<int>{TVVORLANE_CLOSED});
 
-  // Closed by the box.
+  // The connection is closed by the box.
   box.emplace();
   box->onClosed([&](int) { ++closed; });
   ASSERT_EQ(box->open(options.socketPath), TVVORLANE_OK);
   answer(*box, [&](auto done) { return box->activity(done); });
   onMain([&] { door->close(); });
   results.clear();
-  // Told by the call itself when that has already noticed, else by its completion.
+  // The call fails at once if it already detects the closed connection, otherwise in its
+  // completion.
   if (const int made = box->getProperty("x", note)) results.push_back(made);
   EXPECT_TRUE(dispatchUntil(*box, [&] { return closed == 1; }));
   EXPECT_EQ(results, std::vector<int>{TVVORLANE_CLOSED});

@@ -27,7 +27,7 @@ FrameMessage exampleFrame() {
   return message;
 }
 
-TEST(FrameMessages, HaveTheBytesThatAreDocumented) {
+TEST(FrameMessages, MatchTheDocumentedLayout) {
   const auto packet = encode(exampleFrame());
   const std::vector<std::uint8_t> begin{'V',  'L',  'F',  'R',  1,    0,    1,    0,    8,    7,
                                         6,    5,    4,    3,    2,    1,    0xfe, 0xff, 0xff, 0xff,
@@ -51,7 +51,7 @@ TEST(FrameMessages, HaveTheBytesThatAreDocumented) {
   EXPECT_EQ(release[28], 8);
 }
 
-TEST(FrameMessages, AFilmsPictureComesBackAsItWas) {
+TEST(FrameMessages, FilmMessagesRoundTrip) {
   FilmMessage message;
   static_cast<FrameMessage&>(message) = exampleFrame();
   message.aspectNumerator = 64;
@@ -71,7 +71,7 @@ TEST(FrameMessages, AFilmsPictureComesBackAsItWas) {
     EXPECT_EQ(decoded->epoch, message.epoch);
     EXPECT_EQ(decoded->rotation, 270U);
     EXPECT_FALSE(frames::decodeFrame(packet));
-    // Version, kind, and what is reserved.
+    // Version, kind and reserved fields.
     for (const std::size_t at : {4U, 6U, 44U, 100U}) {
       auto wrong = packet;
       wrong[at] ^= 0x40;
@@ -82,7 +82,7 @@ TEST(FrameMessages, AFilmsPictureComesBackAsItWas) {
   EXPECT_FALSE(frames::decodeFilm(encode(exampleFrame())));
 }
 
-TEST(FrameMessages, TellWhatCanBeDrawn) {
+TEST(FrameMessages, ValidateAspectRatioAndRotation) {
   constexpr std::uint32_t kHuge = 0xffffffff;
   const struct {
     std::uint32_t numerator, denominator, rotation;
@@ -100,10 +100,10 @@ TEST(FrameMessages, TellWhatCanBeDrawn) {
   }
 }
 
-TEST(FrameMessages, EveryOtherPacketIsNone) {
+TEST(FrameMessages, InvalidPacketsAreRejected) {
   const auto frame = encode(exampleFrame());
   const auto answer = encode(AnswerMessage{});
-  // Magic, version, kind, and what is reserved.
+  // Magic, version, kind and reserved fields.
   for (const std::size_t at : {0u, 3u, 4u, 5u, 6u, 7u, 44u, 47u}) {
     auto wrong = frame;
     wrong[at] ^= 0x40;
@@ -122,7 +122,7 @@ TEST(FrameMessages, EveryOtherPacketIsNone) {
   EXPECT_FALSE(frames::decodeFrame(answer));
 }
 
-TEST(FrameLayout, TellsWhatFits) {
+TEST(FrameLayout, ValidatesLayouts) {
   constexpr std::uint32_t kHuge = 0xffffffff;
   const struct {
     const char* name;
@@ -162,7 +162,7 @@ TEST(FrameLayout, TellsWhatFits) {
   }
 }
 
-TEST(FrameLayout, OwnLayoutsFitWhatTheyAskFor) {
+TEST(FrameLayout, OwnLayoutsFitTheirBuffers) {
   for (std::uint32_t format = VORLANE_FRAMES_NV12; format <= VORLANE_FRAMES_BGRA; ++format) {
     for (const auto& [width, height] : std::vector<std::pair<std::uint32_t, std::uint32_t>>{
              {1, 1}, {3, 5}, {1919, 1079}, {1920, 1080}, {3840, 2160}}) {

@@ -25,7 +25,7 @@ namespace {
 using frames::AnswerMessage;
 using frames::FrameMessage;
 
-/// A reader that a test plays, at the other end of a writer's socket.
+/// Plays the reader on the other end of the socket.
 class FrameWriterTest : public testing::Test {
  protected:
   FrameWriterTest() {
@@ -60,14 +60,14 @@ class FrameWriterTest : public testing::Test {
     ASSERT_EQ(adopt(), VORLANE_FRAMES_OK);
     ASSERT_EQ(vorlane_frames_configure(writer, format, 64, 36, count), VORLANE_FRAMES_OK);
   }
-  /// Acquires, fills with `value`, and sends. The result of the first that failed.
+  /// Acquires a buffer, fills it with `value` and sends it. Returns the first error.
   int sendOne(std::uint8_t value = 0, const vorlane_frames_picture* picture = nullptr) {
     vorlane_frames_buffer buffer;
     if (const int result = vorlane_frames_acquire(writer, 0, &buffer)) return result;
     std::memset(buffer.planes[0], value, buffer.size);
     return vorlane_frames_send(writer, &buffer, picture);
   }
-  /// What the writer has sent; its descriptor, if it brought one, is the last of `descriptors`.
+  /// Receives a message of the writer. A descriptor is appended to `descriptors`.
   std::optional<FrameMessage> receive() {
     std::array<std::uint8_t, 256> packet{};
     iovec part{packet.data(), packet.size()};
@@ -96,17 +96,17 @@ class FrameWriterTest : public testing::Test {
   int _writerSocket = -1;
 };
 
-TEST_F(FrameWriterTest, WaitsForItsGreeting) {
+TEST_F(FrameWriterTest, WaitsForTheGreeting) {
   EXPECT_EQ(adopt(), VORLANE_FRAMES_TIMED_OUT);
   EXPECT_EQ(writer, nullptr);
 }
 
-TEST_F(FrameWriterTest, IsSentAwayWhereAnotherOneIs) {
+TEST_F(FrameWriterTest, FailsIfAnotherWriterIsConnected) {
   answer(AnswerMessage::Kind::Greeting, 0, AnswerMessage::kBusy);
   EXPECT_EQ(adopt(), VORLANE_FRAMES_BUSY);
 }
 
-TEST_F(FrameWriterTest, TakesNothingElseForAGreeting) {
+TEST_F(FrameWriterTest, RejectsOtherMessagesBeforeTheGreeting) {
   release(1);
   EXPECT_EQ(adopt(), VORLANE_FRAMES_PROTOCOL);
 }
@@ -125,7 +125,7 @@ TEST_F(FrameWriterTest, SendsTheDescriptorWithTheFirstPictureOfABuffer) {
   EXPECT_EQ(first->height, 36U);
   ASSERT_EQ(descriptors.size(), 1U);
 
-  // It is what it says, and stays so.
+  // The memory has the announced size, which is sealed.
   const int memory = descriptors[0];
   struct stat file {};
   ASSERT_EQ(fstat(memory, &file), 0);
@@ -150,7 +150,7 @@ TEST_F(FrameWriterTest, SendsTheDescriptorWithTheFirstPictureOfABuffer) {
   EXPECT_EQ(descriptors.size(), 2U) << "known by now";
 }
 
-TEST_F(FrameWriterTest, TellsWhatBecameOfEachPicture) {
+TEST_F(FrameWriterTest, ReportsTheOutcomeOfEachPicture) {
   connect(3);
   std::vector<vorlane_frames_release> releases;
   vorlane_frames_on_release(
@@ -184,11 +184,11 @@ TEST_F(FrameWriterTest, TellsWhatBecameOfEachPicture) {
   EXPECT_EQ(count.refused, 1U);
 }
 
-TEST_F(FrameWriterTest, ReleasesOfBuffersThatWereGivenUpFreeNoOther) {
+TEST_F(FrameWriterTest, ReleasesOfDiscardedBuffersFreeNoOtherBuffer) {
   connect(2);
   ASSERT_EQ(sendOne(), VORLANE_FRAMES_OK);
   ASSERT_EQ(sendOne(), VORLANE_FRAMES_OK);
-  // The sender turned its device.
+  // The picture size changes, as after a rotation of the sender's device.
   ASSERT_EQ(vorlane_frames_configure(writer, VORLANE_FRAMES_NV12, 36, 64, 2), VORLANE_FRAMES_OK);
   ASSERT_EQ(sendOne(), VORLANE_FRAMES_OK);
   ASSERT_EQ(sendOne(), VORLANE_FRAMES_OK);
@@ -202,20 +202,20 @@ TEST_F(FrameWriterTest, ReleasesOfBuffersThatWereGivenUpFreeNoOther) {
   EXPECT_EQ(descriptors.size(), 4U) << "new buffers are sent anew";
 }
 
-TEST_F(FrameWriterTest, EndsWithItsReader) {
+TEST_F(FrameWriterTest, FailsAfterTheReaderHasClosed) {
   connect();
   hangUp();
   EXPECT_EQ(sendOne(), VORLANE_FRAMES_DISCONNECTED);
 }
 
-TEST_F(FrameWriterTest, AnAnswerToNothingIsAnError) {
+TEST_F(FrameWriterTest, UnexpectedReleasesAreProtocolErrors) {
   connect();
   ASSERT_EQ(sendOne(), VORLANE_FRAMES_OK);
   release(2);
   EXPECT_EQ(vorlane_frames_process(writer), VORLANE_FRAMES_PROTOCOL);
 }
 
-TEST_F(FrameWriterTest, RefusesWhatMakesNoSense) {
+TEST_F(FrameWriterTest, RejectsInvalidArguments) {
   connect(4);
   const struct {
     std::uint32_t format, width, height, count;
@@ -250,7 +250,7 @@ TEST_F(FrameWriterTest, RefusesWhatMakesNoSense) {
   vorlane_frames_close(nullptr);
 }
 
-TEST(FrameConnect, TellsWhyThereIsNoLayer) {
+TEST(FrameConnect, ReportsWhyConnectingFails) {
   const testing_support::TemporaryFolder temporary;
   const std::string& folder = temporary.path();
   const std::string file = folder + "/file";

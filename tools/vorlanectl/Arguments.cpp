@@ -61,7 +61,7 @@ std::vector<std::string> Arguments::texts(std::string_view option) const {
 std::optional<double> Arguments::number(std::string_view option) const {
   const auto value = text(option);
   if (!value) return std::nullopt;
-  return numberOf(*value, option);
+  return parseNumber(*value, option);
 }
 
 std::optional<std::uint32_t> Arguments::count(std::string_view option) const {
@@ -76,7 +76,7 @@ std::optional<std::uint32_t> Arguments::count(std::string_view option) const {
   return result;
 }
 
-double numberOf(const std::string& text, std::string_view what) {
+double parseNumber(const std::string& text, std::string_view what) {
   double result = 0;
   const char* const end = text.data() + text.size();
   const auto [at, error] = std::from_chars(text.data(), end, result);

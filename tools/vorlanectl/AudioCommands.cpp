@@ -7,7 +7,7 @@ namespace vorlanectl {
 namespace {
 
 int start(Connection& box, const Arguments& arguments) {
-  Json params = {{"sessionID", numberOfNewSession(arguments)}};
+  Json params = {{"sessionID", newSessionID(arguments)}};
   addParameters(params, arguments);
   return startSession(box, "StartAudio", params);
 }
@@ -30,17 +30,17 @@ int progress(Connection& box, double elapsed, double duration) {
 
 int audio(Connection& box, const Arguments& arguments) {
   const auto& words = arguments.words();
-  const bool tellsProgress = words[0] == "progress";
-  if (!tellsProgress && words[0] != "start" && words[0] != "stop") {
+  const bool isProgress = words[0] == "progress";
+  if (!isProgress && words[0] != "start" && words[0] != "stop") {
     throw UsageError("audio needs start, progress or stop, not \"" + words[0] + "\"");
   }
-  if (words.size() != (tellsProgress ? 3 : 1)) {
+  if (words.size() != (isProgress ? 3 : 1)) {
     throw UsageError("usage: vorlanectl audio start|progress ELAPSED DURATION|stop");
   }
-  if (!tellsProgress) return words[0] == "start" ? start(box, arguments) : stop(box, arguments);
+  if (!isProgress) return words[0] == "start" ? start(box, arguments) : stop(box, arguments);
   if (arguments.has("--session") || arguments.has("--param"))
-    throw UsageError("audio progress is that of the stream there is, and takes no options");
-  return progress(box, numberOf(words[1], "ELAPSED"), numberOf(words[2], "DURATION"));
+    throw UsageError("audio progress applies to the current stream and takes no options");
+  return progress(box, parseNumber(words[1], "ELAPSED"), parseNumber(words[2], "DURATION"));
 }
 
 }  // namespace
@@ -49,9 +49,9 @@ std::vector<Command> audioCommands() {
   return {
       {"audio",
        "start|progress|stop",
-       "starts, follows or stops audio that a sender streams\n"
-       "The sound itself is not the box's. start prints the session's number. progress ELAPSED\n"
-       "DURATION tells how far it is, in seconds.",
+       "starts, updates or stops a session for streamed audio\n"
+       "The box does not play the audio itself. start prints the session ID. progress ELAPSED\n"
+       "DURATION sets the position and the duration in seconds.",
        {kSessionOption, kParameterOption},
        1,
        3,

@@ -27,7 +27,7 @@ std::string base64(const void* bytes, std::size_t size) {
   return text;
 }
 
-std::string bytesOfBase64(const std::string& text) {
+std::string decodeBase64(const std::string& text) {
   std::string bytes;
   std::uint32_t group = 0;
   int bits = 0;

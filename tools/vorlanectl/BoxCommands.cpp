@@ -13,8 +13,8 @@ namespace vorlanectl {
 
 namespace {
 
-/// Seconds that the box holds a button at most.
-constexpr double kLongestHold = 60;
+/// Maximum time in seconds that the box holds a button.
+constexpr double kMaxHoldSeconds = 60;
 
 int status(Connection& box, const Arguments&) {
   print(box.callBox("Status").read());
@@ -23,14 +23,14 @@ int status(Connection& box, const Arguments&) {
 
 int press(Connection& box, const Arguments& arguments) {
   const double seconds = arguments.number("--hold").value_or(0);
-  if (!(seconds >= 0 && seconds <= kLongestHold))
+  if (!(seconds >= 0 && seconds <= kMaxHoldSeconds))
     throw UsageError("--hold needs seconds from 0 to 60");
   for (const std::string& button : arguments.words()) {
     box.callBox(seconds > 0 ? "Hold" : "Press", [&](sd_bus_message* call) {
       sd_bus_message_append_basic(call, 's', button.c_str());
       if (seconds > 0) sd_bus_message_append_basic(call, 'd', &seconds);
     });
-    // The box lets go of it by itself; the next button comes after that.
+    // The box releases the button itself. The next button is sent after that.
     std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
   }
   return kSuccess;
@@ -47,12 +47,12 @@ int screenshot(Connection& box, const Arguments& arguments) {
   const std::string file = arguments.words().empty() ? "screenshot.png" : arguments.words()[0];
   const bool toOutput = file == "-";
   if (toOutput && isatty(STDOUT_FILENO) == 1)
-    throw UsageError("a picture is nothing for a terminal");
+    throw UsageError("refusing to write a picture to a terminal");
   Answer answer = box.callBox("Screenshot");
   const void* bytes = nullptr;
   std::size_t size = 0;
   if (sd_bus_message_read_array(answer.message(), 'y', &bytes, &size) < 0) {
-    throw CallError("The answer holds no picture");
+    throw CallError("The answer has no picture");
   }
   std::FILE* const output = toOutput ? stdout : std::fopen(file.c_str(), "wb");
   bool written = output && std::fwrite(bytes, 1, size, output) == size && std::fflush(output) == 0;
@@ -72,15 +72,15 @@ std::vector<Command> boxCommands() {
        "BUTTON...",
        "presses buttons of the remote, one after the other\n"
        "up, down, left, right, select, menu, playpause, home.",
-       {{"--hold", "SECONDS", "holds each for so long, up to 60; left and right scan then"}},
+       {{"--hold", "SECONDS", "holds each button, 60 s at most; left and right then scan"}},
        1,
-       kAnyNumber,
+       kUnlimited,
        press},
       {"swipe", "DIRECTION", "swipes on the remote: up, down, left, right", {}, 1, 1, swipe},
       {"screenshot",
        "[FILE]",
-       "writes a PNG of the screen, and prints the file's name\n"
-       "screenshot.png where none is given; - is the standard output.",
+       "writes a PNG of the screen and prints the file name\n"
+       "Default: screenshot.png. - writes to stdout.",
        {},
        0,
        1,

@@ -12,11 +12,11 @@
 
 namespace vorlanectl {
 
-/// One command of the command line.
+/// A command of the command line.
 struct Command {
   std::string_view name;
-  std::string_view words;  ///< what stands behind the name, for the help
-  std::string_view help;   ///< first line: a summary
+  std::string_view words;  ///< placeholders of the arguments for the help
+  std::string_view help;   ///< the first line is the summary
   std::vector<Option> options;
   std::size_t minimumWords = 0;
   std::size_t maximumWords = 0;
@@ -24,12 +24,12 @@ struct Command {
   int (*run)(Connection& box, const Arguments& arguments) = nullptr;
 };
 
-inline constexpr std::size_t kAnyNumber = std::numeric_limits<std::size_t>::max();
+inline constexpr std::size_t kUnlimited = std::numeric_limits<std::size_t>::max();
 inline constexpr Option kSessionOption{"--session", "N",
-                                       "the session's number; the current one without"};
+                                       "session ID; default: the current session"};
 
 inline constexpr Option kParameterOption{"--param", "KEY=JSON",
-                                         "any other parameter; may be repeated"};
+                                         "adds a parameter; may be repeated"};
 
 // Exit statuses.
 inline constexpr int kSuccess = 0;
@@ -44,25 +44,25 @@ std::vector<Command> infoCommands();
 std::vector<Command> audioCommands();
 std::vector<Command> mirrorCommands();
 std::vector<Command> boxCommands();
-/// All of them, in the order of the help.
+/// All commands, in the order of the help.
 const std::vector<Command>& commands();
 
-/// The parameters that --session and --param give.
+/// Parameters from the options --session and --param.
 Json sessionParameters(const Arguments& arguments);
 void addParameters(Json& params, const Arguments& arguments);
-/// The number of a session to start: that of --session, or one of its own.
-std::uint32_t numberOfNewSession(const Arguments& arguments);
-/// Starts a session by one of the start calls. Prints its number, or why there is none.
+/// The ID for a new session: the value of --session, or a generated one.
+std::uint32_t newSessionID(const Arguments& arguments);
+/// Starts a session with the start call `method`. Prints its ID or the error.
 int startSession(Connection& box, const char* method, const Json& params);
 
-/// What a status says, for people.
-std::string_view meaningOfStatus(std::int32_t status);
-/// The exit status for a call's status; one that is not 0 is told on stderr.
+/// A description of a status code.
+std::string_view statusDescription(std::int32_t status);
+/// Returns the exit status for a call's status. Prints a status other than 0 to stderr.
 int report(std::int32_t status);
-/// A value on stdout, alone on its lines.
+/// Prints a value to stdout.
 void print(const Json& value);
 
-/// Runs a whole command line without the program's name.
+/// Runs a command line, without the program name.
 int runCommandLine(const std::vector<std::string>& words);
 
 }  // namespace vorlanectl

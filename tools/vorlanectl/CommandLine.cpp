@@ -15,7 +15,7 @@ int width(std::string_view text) { return static_cast<int>(text.size()); }
 void printHelp(std::FILE* output) {
   std::fputs(
       "usage: vorlanectl [--socket PATH] COMMAND [ARGUMENT...]\n\n"
-      "Steers a running box, and stands in for a sender.\n\n",
+      "Controls a running box, and simulates a sender.\n\n",
       output);
   for (const Command& command : commands()) {
     const std::string synopsis = std::string(command.name) + " " + std::string(command.words);
@@ -23,18 +23,18 @@ void printHelp(std::FILE* output) {
     std::fprintf(output, "  %-24s %.*s\n", synopsis.c_str(), width(summary), summary.data());
   }
   std::fputs(
-      "\n  --socket PATH            the box's socket, by default that of this user's box\n"
-      "  --help, --version        also COMMAND --help\n\n"
-      "Values are JSON; data is {\"$data\": base64}, a date {\"$date\": "
+      "\n  --socket PATH            socket of the box; default: the box of this user\n"
+      "  --help, --version        COMMAND --help describes a command\n\n"
+      "Values are JSON. Data: {\"$data\": base64}, dates: {\"$date\": "
       "\"2026-11-24T21:12:20Z\"}.\n"
-      "Exit status: 0 success, 1 the box refused or failed, 2 usage, 3 no box.\n",
+      "Exit status: 0 success, 1 the call failed, 2 invalid command line, 3 no box.\n",
       output);
 }
 
 void printHelp(const Command& command) {
   const std::size_t end = command.help.find('\n');
   const std::string_view summary = command.help.substr(0, end);
-  std::printf("usage: vorlanectl %.*s%s%.*s%s\n\nIt %.*s.\n", width(command.name),
+  std::printf("usage: vorlanectl %.*s%s%.*s%s\n\nThis command %.*s.\n", width(command.name),
               command.name.data(), command.words.empty() ? "" : " ", width(command.words),
               command.words.data(), command.options.empty() ? "" : " [OPTION...]", width(summary),
               summary.data());

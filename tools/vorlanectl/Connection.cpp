@@ -28,7 +28,7 @@ bool isGone(int error) {
   return error == ECONNRESET || error == ENOTCONN || error == EPIPE || error == ESHUTDOWN;
 }
 
-/// Characters that have a meaning in a D-Bus address are escaped.
+/// Escapes the special characters of a D-Bus address.
 std::string escaped(const std::string& path) {
   std::string result;
   for (const char letter : path) {
@@ -93,7 +93,7 @@ Answer Connection::_call(const char* interface, const char* method, const Append
   sd_bus_message* message = nullptr;
   const int made =
       sd_bus_message_new_method_call(_bus, &message, nullptr, kPath, interface, method);
-  if (made < 0) throw CallError(std::string("There can be no call \"") + method + "\"");
+  if (made < 0) throw CallError(std::string("Invalid method name \"") + method + "\"");
   const Answer call(message);
   if (append) append(message);
 
@@ -119,7 +119,7 @@ void Connection::listen(bool notifications) {
     match(kNotifications, "Posted", received<Event::Kind::Posted>);
     match(kNotifications, "Distributed", received<Event::Kind::Distributed>);
   }
-  // Once it has answered, this connection is one of those that get events.
+  // The box sends events to a peer after its first call.
   sd_bus_call_method(_bus, nullptr, kPath, "org.freedesktop.DBus.Peer", "Ping", nullptr, nullptr,
                      "");
 }

@@ -16,17 +16,17 @@
 
 namespace vorlanectl {
 
-/// There is no box to talk to.
+/// The box cannot be reached.
 struct ConnectionError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// The box answered a call with a D-Bus error.
+/// A call returned a D-Bus error.
 struct CallError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// A reply. Its values are read from `message` in order.
+/// A reply. Values are read from `message` in order.
 class Answer {
  public:
   explicit Answer(sd_bus_message* message) : _message(message) {}
@@ -43,15 +43,15 @@ class Answer {
   sd_bus_message* _message;
 };
 
-/// What the box says unasked.
+/// A message that the box sends without a call.
 struct Event {
   enum class Kind { Event, Posted, Distributed };  ///< the last two are notifications
   Kind kind = Kind::Event;
   std::string name;
-  Json info;  ///< an object; nothing with a notification that is only posted
+  Json info;  ///< an object; null for a plain notification
 };
 
-/// The connection to one box's door. One thread.
+/// The connection to a box. Not thread-safe.
 class Connection {
  public:
   static std::string defaultSocketPath();
@@ -63,19 +63,19 @@ class Connection {
   Connection& operator=(const Connection&) = delete;
 
   using Append = std::function<void(sd_bus_message*)>;
-  /// Calls a method of the receiver interface, and waits for its reply without a limit: a start
-  /// call is answered when the session is on screen. Throws CallError, ConnectionError,
+  /// Calls a method of the receiver interface and waits for the reply without a timeout, because a
+  /// start call returns when the session is on screen. Throws CallError, ConnectionError or
   /// CodingError.
   Answer call(const char* method, const Append& append = nullptr);
-  /// The same on the box's own interface.
+  /// Calls a method of the interface of the box itself.
   Answer callBox(const char* method, const Append& append = nullptr);
 
-  /// False ends waitForEvents().
+  /// Returning false ends waitForEvents().
   using EventHandler = std::function<bool(const Event& event)>;
-  /// From now on events, and notifications if wanted, are kept for waitForEvents().
+  /// Starts queuing events, and optionally notifications, for waitForEvents().
   void listen(bool notifications = false);
-  /// Passes events on, in order, until the handler ends it or the limit is over. Returns whether
-  /// the handler ended it. Throws ConnectionError when the box goes away.
+  /// Passes events to the handler in order, until it returns false or the limit has elapsed.
+  /// Returns whether the handler has returned false. Throws ConnectionError if the connection ends.
   bool waitForEvents(const EventHandler& handler, std::optional<std::chrono::milliseconds> limit);
 
  private:

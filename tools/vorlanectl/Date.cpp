@@ -14,7 +14,7 @@ CodingError badDate(const std::string& text) {
   return CodingError("\"" + text + "\" is no date such as 2026-11-24T21:12:20Z");
 }
 
-/// Seconds east of UTC of "Z", "+hh:mm" or "-hh:mm".
+/// Returns the offset of "Z", "+hh:mm" or "-hh:mm" in seconds east of UTC.
 double offsetOf(const std::string& zone, const std::string& text) {
   if (zone == "Z" || zone == "z") return 0;
   int hours = 0;
@@ -31,7 +31,7 @@ double offsetOf(const std::string& zone, const std::string& text) {
 
 }  // namespace
 
-double secondsOfDate(const std::string& text) {
+double parseDate(const std::string& text) {
   std::tm time{};
   char separator = 0;
   int end = 0;
@@ -60,10 +60,10 @@ double secondsOfDate(const std::string& text) {
   return static_cast<double>(timegm(&time)) + fraction - offset;
 }
 
-std::string dateOfSeconds(double seconds) {
+std::string formatDate(double seconds) {
   const double whole = std::floor(seconds);
   std::tm time{};
-  // Beyond the calendar's years there is no date to print.
+  // Years that std::tm cannot represent.
   if (!(std::abs(whole) < 2.5e11)) return std::to_string(seconds);
   const auto count = static_cast<std::time_t>(whole);
   gmtime_r(&count, &time);
@@ -72,7 +72,7 @@ std::string dateOfSeconds(double seconds) {
   std::string result(text, length);
   if (seconds != whole) {
     char fraction[16];
-    // "0.25" without its zero; rounding up to a whole second would need a carry.
+    // Drops the leading zero of "0.25". The limit avoids a carry into the seconds.
     std::snprintf(fraction, sizeof fraction, "%.6f", std::min(seconds - whole, 0.999999));
     result += fraction + 1;
   }

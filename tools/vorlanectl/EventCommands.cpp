@@ -8,8 +8,8 @@ namespace vorlanectl {
 
 namespace {
 
-/// How an event's kind is called in front of its name.
-std::string_view nameOfKind(Event::Kind kind) {
+/// The prefix of a notification's name in the output.
+std::string_view kindName(Event::Kind kind) {
   switch (kind) {
     case Event::Kind::Posted:
       return "posted";
@@ -23,14 +23,14 @@ std::string_view nameOfKind(Event::Kind kind) {
 
 std::string textOf(const Event& event) {
   std::string text;
-  if (event.kind != Event::Kind::Event) text = std::string(nameOfKind(event.kind)) + " ";
+  if (event.kind != Event::Kind::Event) text = std::string(kindName(event.kind)) + " ";
   text += event.name;
   if (!event.info.empty()) text += " " + event.info.dump();
   return text;
 }
 
 std::string jsonOf(const Event& event) {
-  Json line = {{nameOfKind(event.kind), event.name}};
+  Json line = {{kindName(event.kind), event.name}};
   if (!event.info.is_null()) line["info"] = event.info;
   return line.dump();
 }
@@ -53,7 +53,8 @@ int events(Connection& box, const Arguments& arguments) {
   };
   box.listen(arguments.has("--notifications"));
   const bool complete = box.waitForEvents(show, time);
-  // Time is the usual end of a look, but not of a wait for something.
+  // --for normally ends the command successfully, unless it waits for an event or a number of
+  // events.
   return complete || (!limit && !last) ? kSuccess : kFailure;
 }
 
@@ -63,13 +64,14 @@ std::vector<Command> eventCommands() {
   return {
       {"events",
        "",
-       "prints events as they come, one on each line\n"
-       "Fails when --for is over before what --count or --until waits for.",
-       {{"--json", "", R"(as JSON objects with "event" and "info")"},
-        {"--notifications", "", R"(notifications too; "posted" or "distributed" with --json)"},
+       "prints events as they arrive, one per line\n"
+       "Fails if the time of --for ends before --count or --until is satisfied.",
+       {{"--json", "", R"(prints JSON objects with "event" and "info")"},
+        {"--notifications", "",
+         R"(also prints notifications; with --json "posted" or "distributed")"},
         {"--count", "N", "ends after N events"},
-        {"--for", "SECONDS", "ends after a time"},
-        {"--until", "NAME", "ends after an event of that name"}},
+        {"--for", "SECONDS", "ends after this time"},
+        {"--until", "NAME", "ends after an event with this name"}},
        0,
        0,
        events},

@@ -30,15 +30,15 @@ std::vector<Command> infoCommands() {
   return {
       {"pin",
        "CODE",
-       "shows the code that pairs a sender\n"
-       "It goes away by hide-pin, by the remote, or after 30 seconds.",
+       "shows a pairing code\n"
+       "It is hidden by hide-pin, by the menu button, or after 30 seconds.",
        {},
        1,
        1,
        pin},
       {"hide-pin",
        "",
-       "takes code or dialog away\nSucceeds when there is none.",
+       "hides the code or dialog\nSucceeds even if none is shown.",
        {},
        0,
        0,

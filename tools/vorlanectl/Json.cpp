@@ -9,7 +9,7 @@ namespace vorlanectl {
 
 namespace {
 
-// Far below what the stack holds; the door itself takes 32.
+// Protects the stack. The door itself accepts a depth of 32.
 constexpr int kMaximumDepth = 100;
 
 void check(int result) {
@@ -53,7 +53,7 @@ void appendText(sd_bus_message* message, const std::string& text) {
   appendBasic(message, 's', text.c_str());
 }
 
-/// The string under the only key `key`, if the object is one that stands for another kind.
+/// Returns the string under `key` if that is the only key of the object.
 const std::string* taggedText(const Json& object, const char* key) {
   if (object.size() != 1 || !object.contains(key) || !object.begin()->is_string()) return nullptr;
   return object.begin()->get_ptr<const std::string*>();
@@ -74,13 +74,13 @@ void appendEntries(sd_bus_message* message, const Json& object, int depth) {
 
 void appendObject(sd_bus_message* message, const Json& object, int depth) {
   if (const std::string* text = taggedText(object, "$data")) {
-    const std::string bytes = bytesOfBase64(*text);
+    const std::string bytes = decodeBase64(*text);
     open(message, 'v', "ay");
     check(sd_bus_message_append_array(message, 'y', bytes.data(), bytes.size()));
     return close(message);
   }
   if (const std::string* date = taggedText(object, "$date")) {
-    const double seconds = secondsOfDate(*date);
+    const double seconds = parseDate(*date);
     open(message, 'v', "(d)");
     check(sd_bus_message_append(message, "(d)", seconds));
     return close(message);
@@ -166,7 +166,7 @@ Json readStructure(sd_bus_message* message, const std::string& contents) {
   check(sd_bus_message_enter_container(message, 'r', contents.c_str()));
   Json result = Json::array();
   if (contents == "d") {
-    result = Json{{"$date", dateOfSeconds(readNumber<double>(message, 'd').get<double>())}};
+    result = Json{{"$date", formatDate(readNumber<double>(message, 'd').get<double>())}};
   } else {
     for (int atEnd = 0; (atEnd = sd_bus_message_at_end(message, 0)) <= 0;) {
       check(atEnd);

@@ -8,10 +8,10 @@
 
 namespace vorlanectl {
 
-/// Keeps the order of keys, as the values on the bus do.
+/// Keeps the order of the keys, like the values on the bus.
 using Json = nlohmann::ordered_json;
 
-/// What cannot be said in the other form. The text is for the user.
+/// A value that cannot be converted. what() is printed to the user.
 struct CodingError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
@@ -20,25 +20,24 @@ struct CodingError : std::runtime_error {
 // x t that holds it, another number d, null (s) "null", an array av, an object a{sv}; data is
 // {"$data": base64}, a date {"$date": RFC 3339}.
 
-/// A command-line argument. Throws CodingError with the place of the mistake.
+/// Parses a command-line argument. Throws CodingError with the position of the error.
 Json parseJson(const std::string& text);
 
-/// Each throws CodingError when the value has no form on the bus, or there is no memory.
+/// These throw CodingError if the value cannot be encoded or memory is exhausted.
 void appendVariant(sd_bus_message* message, const Json& value);
-/// An `av` with one value, or none for a null pointer.
+/// Appends an `av` with one value, or with none for a null pointer.
 void appendValueOrNone(sd_bus_message* message, const Json* value);
-/// An `a{sv}`.
+/// Appends an `a{sv}`.
 void appendDictionary(sd_bus_message* message, const Json& object);
 
-/// Any D-Bus value at the message's position. Numbers that JSON has not (infinities, NaN) become
-/// null.
+/// Reads the next value of any D-Bus type. NaN and infinities become null.
 Json readValue(sd_bus_message* message);
 
 std::string base64(const void* bytes, std::size_t size);
 /// Throws CodingError.
-std::string bytesOfBase64(const std::string& text);
+std::string decodeBase64(const std::string& text);
 /// Seconds since 1970-01-01 UTC. Throws CodingError.
-double secondsOfDate(const std::string& text);
-std::string dateOfSeconds(double seconds);
+double parseDate(const std::string& text);
+std::string formatDate(double seconds);
 
 }  // namespace vorlanectl

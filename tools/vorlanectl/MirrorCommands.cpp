@@ -26,7 +26,7 @@ constexpr std::uint32_t kBuffers = 3;
 
 volatile std::sig_atomic_t interrupted = 0;
 
-/// Ctrl-C ends the presentation first, the process afterwards. A second one ends it at once.
+/// The first Ctrl-C ends the presentation, the second one the process.
 void catchInterrupt() {
   struct sigaction action {};
   action.sa_handler = [](int) { interrupted = 1; };
@@ -52,10 +52,11 @@ std::unique_ptr<PictureSource> sourceFor(const Arguments& arguments) {
   if (rate && !(*rate >= 1 && *rate <= 1000)) throw UsageError("--fps needs 1 to 1000");
   if (file) {
     if (size || arguments.has("--test-pattern"))
-      throw UsageError("a file has its own pictures and size");
+      throw UsageError("--from cannot be combined with --test-pattern or --size");
     auto source = openY4m(*file);
     if (rate) source->rate = *rate;
-    if (!(source->rate >= 1 && source->rate <= 1000)) throw UsageError("the file needs --fps");
+    if (!(source->rate >= 1 && source->rate <= 1000))
+      throw UsageError("the file has no frame rate: --fps is required");
     return source;
   }
   unsigned width = 1920;
@@ -66,7 +67,7 @@ std::unique_ptr<PictureSource> sourceFor(const Arguments& arguments) {
   return makeTestPattern(width, height, rate.value_or(60));
 }
 
-/// Starts the presentation and returns where its layer is.
+/// Starts the presentation and returns the path of its layer.
 std::string startPresentation(Connection& box, const Json& params, int& exitStatus) {
   Answer answer =
       box.call("StartPresentation", [&](sd_bus_message* call) { appendDictionary(call, params); });
@@ -75,7 +76,7 @@ std::string startPresentation(Connection& box, const Json& params, int& exitStat
   if (exitStatus != kSuccess) return {};
   std::string path = out.value("presentationLayer", std::string());
   if (path.empty()) {
-    std::fprintf(stderr, "vorlanectl: the box offers no layer to draw into\n");
+    std::fprintf(stderr, "vorlanectl: the box supports no layers\n");
     exitStatus = kFailure;
   }
   return path;
@@ -87,7 +88,7 @@ int stopPresentation(Connection& box, const Json& params) {
   return report(answer.readStatus());
 }
 
-/// The frames on their way, and what became of them.
+/// Sends frames and collects their results.
 class Mirror {
  public:
   Mirror(Connection& box, PictureSource& source, const std::string& layer, std::uint32_t session)
@@ -100,7 +101,7 @@ class Mirror {
     vorlane_frames_on_release(writer, noteRelease, this);
   }
 
-  /// Until the pictures or the time are over, the user ends it, or Ctrl-C.
+  /// Runs until the pictures end, the time is over, the user ends the presentation, or Ctrl-C.
   void run(std::optional<double> seconds) {
     const auto start = SteadyClock::now();
     const std::chrono::duration<double> interval(1 / _source.rate);
@@ -145,7 +146,7 @@ class Mirror {
                 sum / static_cast<double>(times.size()), at(0.99), times.back());
   }
 
-  /// False when the presentation is over.
+  /// Returns false if the presentation has ended.
   bool _waitUntil(SteadyClock::time_point due) {
     const auto goesOn = [&](const Event& event) {
       if (event.name != "userStop") return true;
@@ -154,7 +155,7 @@ class Mirror {
     const auto rest = due - SteadyClock::now();
     const auto whole = std::chrono::duration_cast<std::chrono::milliseconds>(rest);
     if (_box.waitForEvents(goesOn, std::max(whole, std::chrono::milliseconds(0)))) return false;
-    // What the bus does not count in.
+    // Waits for the rest below one millisecond.
     const auto wake = std::chrono::duration_cast<std::chrono::nanoseconds>(due.time_since_epoch());
     const timespec time{static_cast<time_t>(wake.count() / 1'000'000'000),
                         static_cast<long>(wake.count() % 1'000'000'000)};
@@ -162,7 +163,7 @@ class Mirror {
     return true;
   }
 
-  /// False when there are no more pictures, or nobody to show them to.
+  /// Returns false if there are no more pictures or the box has disconnected.
   bool _sendOne(std::chrono::duration<double> offset) {
     vorlane_frames_buffer buffer;
     const int acquired = vorlane_frames_acquire(_writer.get(), 0, &buffer);
@@ -192,7 +193,7 @@ struct Drawing {
   double longest = 0;
   double dropped = 0;
   double repeated = 0;
-  double judder = 0;  // of the newest thousand pictures, ms
+  double judder = 0;  // of the last thousand pictures, ms
   double judder99 = 0;
 };
 
@@ -210,9 +211,9 @@ Drawing drawingOf(Connection& box) {
 
 int mirror(Connection& box, const Arguments& arguments) {
   const auto seconds = arguments.number("--seconds");
-  if (seconds && *seconds < 0) throw UsageError("--seconds needs no less than 0");
+  if (seconds && *seconds < 0) throw UsageError("--seconds must not be negative");
   const auto source = sourceFor(arguments);
-  const std::uint32_t session = numberOfNewSession(arguments);
+  const std::uint32_t session = newSessionID(arguments);
   const Json params = {{"sessionID", session}};
   box.listen();
   int status = kSuccess;
@@ -262,20 +263,20 @@ std::vector<Command> mirrorCommands() {
   return {
       {"mirror",
        "",
-       "mirrors a test pattern or a file, and prints how it went\n"
-       "Ends with its pictures, by the remote's menu button or by Ctrl-C.",
-       {{"--test-pattern", "", "a pattern that moves; what there is without --from"},
-        {"--from", "FILE", "Y4M in 4:2:0; - is the standard input"},
-        {"--size", "WxH", "of the test pattern; 1920x1080 without"},
-        {"--fps", "N", "pictures a second; the file's own, or 60"},
-        {"--seconds", "S", "ends after a time"},
-        {"--session", "N", "the session's number; one of its own without"}},
+       "mirrors a test pattern or a file, and prints statistics\n"
+       "Ends after the last picture, or with the menu button or Ctrl-C.",
+       {{"--test-pattern", "", "sends a moving test pattern; default without --from"},
+        {"--from", "FILE", "sends a Y4M file in 4:2:0; - reads stdin"},
+        {"--size", "WxH", "size of the test pattern; default: 1920x1080"},
+        {"--fps", "N", "pictures per second; default: that of the file, or 60"},
+        {"--seconds", "S", "ends after this time"},
+        {"--session", "N", "session ID; default: generated"}},
        0,
        0,
        mirror},
       {"progress",
        "on|off",
-       "shows or hides the spinner in place of the mirrored picture",
+       "shows or hides a spinner instead of the mirrored picture",
        {},
        1,
        1,

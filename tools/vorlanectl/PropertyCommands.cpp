@@ -26,7 +26,7 @@ int get(Connection& box, const Arguments& arguments) {
     appendValueOrNone(call, qualifier ? &*qualifier : nullptr);
   });
   const std::int32_t status = answer.readStatus();
-  // Nothing is printed where there is no value.
+  // Prints nothing if the property has no value.
   if (const Json value = answer.read(); !value.empty()) print(value[0]);
   return report(status);
 }
@@ -54,25 +54,26 @@ int pause(Connection& box, const Arguments&) { return setProperty(box, "rate", 0
 int resume(Connection& box, const Arguments&) { return setProperty(box, "rate", 1.0); }
 
 int rate(Connection& box, const Arguments& arguments) {
-  return setProperty(box, "rate", numberOf(arguments.words()[0], "rate"));
+  return setProperty(box, "rate", parseNumber(arguments.words()[0], "rate"));
 }
 
 int seek(Connection& box, const Arguments& arguments) {
-  return setProperty(box, "position", numberOf(arguments.words()[0], "seek"));
+  return setProperty(box, "position", parseNumber(arguments.words()[0], "seek"));
 }
 
 int volume(Connection& box, const Arguments& arguments) {
-  return setProperty(box, "volume", numberOf(arguments.words()[0], "volume"));
+  return setProperty(box, "volume", parseNumber(arguments.words()[0], "volume"));
 }
 
-/// How the arguments of each method are written as JSON.
+/// Encodes the JSON arguments of each method.
 void appendArguments(sd_bus_message* call, const std::string& method,
                      const std::vector<Json>& values) {
   const auto need = [&](std::size_t least, std::size_t most, const char* what) {
     if (values.size() < least || values.size() > most) throw UsageError(method + " needs " + what);
   };
   const auto text = [&](std::size_t index) {
-    if (!values[index].is_string()) throw UsageError(method + " needs a text, such as '\"rate\"'");
+    if (!values[index].is_string())
+      throw UsageError(method + " needs a JSON string such as '\"rate\"'");
     sd_bus_message_append_basic(call, 's', values[index].get_ref<const std::string&>().c_str());
   };
   if (method == "GetProperty") {
@@ -122,42 +123,38 @@ int call(Connection& box, const Arguments& arguments) {
 std::vector<Command> propertyCommands() {
   return {
       {"pause", "", "pauses playback", {}, 0, 0, pause},
-      {"resume", "", "plays on, at the normal rate", {}, 0, 0, resume},
-      {"seek", "SECONDS", "goes to a position", {}, 1, 1, seek},
+      {"resume", "", "resumes playback at the normal rate", {}, 0, 0, resume},
+      {"seek", "SECONDS", "seeks to a position", {}, 1, 1, seek},
       {"rate", "R", "sets the rate; 0 pauses", {}, 1, 1, rate},
       {"volume", "V", "sets the volume, from 0 to 1", {}, 1, 1, volume},
       {"get",
        "PROPERTY [QUALIFIER]",
-       "prints a property as JSON\nA qualifier is JSON. Nothing is printed when there is no value.",
+       "prints a property as JSON\nThe qualifier is JSON. Prints nothing if the property has no "
+       "value.",
        {},
        1,
        2,
        get},
       {"set",
        "PROPERTY JSON",
-       "changes a property",
-       {{"--qualifier", "JSON", "what of the property is meant"}},
+       "sets a property",
+       {{"--qualifier", "JSON", "qualifier of the property"}},
        2,
        2,
        set},
-      {"perform",
-       "ACTION [JSON]",
-       "performs an action, and prints what it answers",
-       {},
-       1,
-       2,
-       perform},
+      {"perform", "ACTION [JSON]", "performs an action and prints its result", {}, 1, 2, perform},
       {"call",
        "METHOD [JSON...]",
        "calls a method of the receiver interface\n"
        "GetProperty PROPERTY [QUALIFIER] and SetProperty PROPERTY VALUE [QUALIFIER] with the "
        "property as\n"
-       "JSON text; Perform ACTION [PARAMETERS]; UpdateAudioProgress ELAPSED DURATION; the others "
-       "take an\n"
-       "object or nothing. An array is printed for a property's value: empty when there is none.",
+       "JSON string; Perform ACTION [PARAMETERS]; UpdateAudioProgress ELAPSED DURATION. The other\n"
+       "methods take an object or nothing. The value of a property is printed as an array, which "
+       "is\n"
+       "empty if there is no value.",
        {},
        1,
-       kAnyNumber,
+       kUnlimited,
        call},
   };
 }

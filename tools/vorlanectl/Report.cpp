@@ -4,26 +4,26 @@
 
 namespace vorlanectl {
 
-std::string_view meaningOfStatus(std::int32_t status) {
+std::string_view statusDescription(std::int32_t status) {
   switch (status) {
     case 0:
       return "success";
     case -6700:
       return "the operation failed";
     case -6705:
-      return "a bad value, or no URL";
+      return "invalid value or missing URL";
     case -6708:
-      return "a response without a request identifier";
+      return "response without a request identifier";
     case -6718:
-      return "no session to address";
+      return "no such session";
     case -6727:
       return "no such item or request";
     case -6735:
-      return "an unsupported property";
+      return "unsupported property";
     case -6745:
       return "the session has no player";
     case -6756:
-      return "a parameter of the wrong type";
+      return "parameter of the wrong type";
     default:
       return "the call failed";
   }
@@ -31,13 +31,13 @@ std::string_view meaningOfStatus(std::int32_t status) {
 
 int report(std::int32_t status) {
   if (status == 0) return kSuccess;
-  const std::string meaning(meaningOfStatus(status));
+  const std::string meaning(statusDescription(status));
   std::fprintf(stderr, "vorlanectl: %d: %s\n", status, meaning.c_str());
   return kFailure;
 }
 
 void print(const Json& value) {
-  // Text that is not UTF-8 cannot come over the bus.
+  // D-Bus strings are valid UTF-8, so dump() does not throw.
   std::printf("%s\n", value.dump(2).c_str());
 }
 

@@ -19,8 +19,8 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::size_t kKeySize = 16;
-// The door takes messages of 16 MiB, of which the answer's other entries need little.
-constexpr std::uintmax_t kLargestBody =
+// The door accepts messages of up to 16 MiB. 16 KiB are reserved for the other entries.
+constexpr std::uintmax_t kMaxBodyBytes =
     std::uintmax_t{16} * 1024 * 1024 - std::uintmax_t{16} * 1024;
 constexpr std::string_view kKeyScheme = "clearkey:";
 
@@ -58,16 +58,16 @@ std::string base64url(const std::string& bytes) {
   return text;
 }
 
-/// Of any base64, with padding or without. Throws CodingError.
-std::string bytesOfAnyBase64(std::string text) {
+/// Accepts base64 and base64url, with or without padding. Throws CodingError.
+std::string decodeAnyBase64(std::string text) {
   std::replace(text.begin(), text.end(), '-', '+');
   std::replace(text.begin(), text.end(), '_', '/');
   text.resize((text.size() + 3) / 4 * 4, '=');
-  return bytesOfBase64(text);
+  return decodeBase64(text);
 }
 
-std::optional<std::string> bytesOfHex(std::string text) {
-  std::erase(text, '-');  // as identifiers are written in manifests
+std::optional<std::string> decodeHex(std::string text) {
+  std::erase(text, '-');  // manifests write identifiers with dashes
   if (text.size() % 2 != 0) return std::nullopt;
   std::string bytes;
   for (std::size_t at = 0; at < text.size(); at += 2) {
@@ -79,12 +79,12 @@ std::optional<std::string> bytesOfHex(std::string text) {
   return bytes;
 }
 
-/// 16 bytes in hex or base64.
-std::optional<std::string> sixteenBytes(const std::string& text) {
-  auto bytes = bytesOfHex(text);
+/// Parses 16 bytes in hex or base64.
+std::optional<std::string> parseKey(const std::string& text) {
+  auto bytes = decodeHex(text);
   if (!bytes || bytes->size() != kKeySize) {
     try {
-      bytes = bytesOfAnyBase64(text);
+      bytes = decodeAnyBase64(text);
     } catch (const CodingError&) {
       return std::nullopt;
     }
@@ -97,7 +97,7 @@ std::string percentDecoded(std::string_view text) {
   std::string result;
   for (std::size_t at = 0; at < text.size(); ++at) {
     const auto octet = text[at] == '%' && at + 2 < text.size()
-                           ? bytesOfHex(std::string(text.substr(at + 1, 2)))
+                           ? decodeHex(std::string(text.substr(at + 1, 2)))
                            : std::nullopt;
     result += octet ? *octet : std::string(1, text[at]);
     if (octet) at += 2;
@@ -110,8 +110,8 @@ struct Range {
   std::uintmax_t last = 0;
 };
 
-/// `bytes=first-`, `bytes=first-last` or `bytes=-length`, of `size` bytes; nothing for none of
-/// them.
+/// Parses `bytes=first-`, `bytes=first-last` or `bytes=-length` for a resource of `size` bytes.
+/// Returns nothing for any other range.
 std::optional<Range> rangeOf(std::string_view text, std::uintmax_t size) {
   constexpr std::string_view kUnit = "bytes=";
   const std::size_t dash = text.find('-');
@@ -154,7 +154,7 @@ std::optional<std::string> fileOfURL(const std::string& folder, const std::strin
     if (fs::is_regular_file(path, failure)) path = path.parent_path();
     path /= name;
   }
-  // Where links lead counts.
+  // The target of symbolic links must be inside the folder.
   const fs::path file = fs::canonical(path, failure);
   if (failure || !fs::is_regular_file(file, failure)) return std::nullopt;
   const auto [rootEnd, fileEnd] = std::mismatch(root.begin(), root.end(), file.begin(), file.end());
@@ -177,16 +177,16 @@ void SenderService::_readKeys(const std::string& file) {
   if (!fs::is_regular_file(file)) throw UsageError("there is no file " + file);
   const std::string content = contentOf(file);
   if (content.size() == kKeySize) {
-    _onlyKey = content;
+    _sharedKey = content;
     return;
   }
   const Json keys = Json::parse(content, nullptr, false);
   if (!keys.is_object())
     throw UsageError(file + " is neither a key of 16 bytes nor a JSON object of keys");
   for (const auto& [name, value] : keys.items()) {
-    const auto key = value.is_string() ? sixteenBytes(value.get<std::string>()) : std::nullopt;
+    const auto key = value.is_string() ? parseKey(value.get<std::string>()) : std::nullopt;
     if (!key) throw UsageError("the key of " + name + " is not 16 bytes in hex or base64");
-    _keys.push_back({sixteenBytes(name).value_or(name), *key});
+    _keys.push_back({parseKey(name).value_or(name), *key});
   }
 }
 
@@ -205,7 +205,7 @@ void SenderService::_serveFile(const Json& request) {
   const auto range = rangeOf(wanted, size);
   const std::uintmax_t first = range ? range->first : 0;
   const std::uintmax_t length = range ? range->last - first + 1 : size;
-  if (length > kLargestBody) {
+  if (length > kMaxBodyBytes) {
     std::fprintf(stderr,
                  "vorlanectl: %s: %ju bytes do not fit into one message, which holds 16 MiB\n",
                  file->c_str(), length);
@@ -229,7 +229,7 @@ void SenderService::_serveFile(const Json& request) {
 void SenderService::_serveKey(const Json& request) {
   const std::string url = textAt(request, "FCUP_Request_URL");
   std::string name = url;
-  if (url.starts_with(kKeyScheme)) name = sixteenBytes(url.substr(kKeyScheme.size())).value_or(url);
+  if (url.starts_with(kKeyScheme)) name = parseKey(url.substr(kKeyScheme.size())).value_or(url);
   std::int32_t status = 0;
   const Json out =
       performed(_box, "requestForStreamingKey",
@@ -240,7 +240,7 @@ void SenderService::_serveKey(const Json& request) {
   const Json value = out.value("value", Json());
   if (report(status) != kSuccess || !value.is_object())
     return _respond(request, 404, Json::object());
-  std::string answer = _licenceFor(bytesOfBase64(textAt(value, "$data")));
+  std::string answer = _licenceFor(decodeBase64(textAt(value, "$data")));
   if (answer.empty()) return _respond(request, 404, Json::object());
   _respond(request, 200,
            {{"FCUP_Response_Data", {{"$data", base64(answer.data(), answer.size())}}}});
@@ -253,11 +253,11 @@ std::string SenderService::_licenceFor(const std::string& keyRequest) const {
   if (!wanted.is_object()) return {};
   for (const Json& each : wanted.value("kids", Json::array())) {
     if (!each.is_string()) continue;
-    const std::string name = bytesOfAnyBase64(each.get<std::string>());
+    const std::string name = decodeAnyBase64(each.get<std::string>());
     const std::string* const key = _keyNamed(name);
     if (!key) continue;
     keys.push_back({{"kty", "oct"}, {"kid", each}, {"k", base64url(*key)}});
-    // Playlists name a key by its URL, and mean its bytes.
+    // HLS playlists identify a key by URL and expect its raw bytes.
     if (name.size() != kKeySize) rawKey = *key;
   }
   if (!rawKey.empty() && keys.size() == 1) return rawKey;
@@ -266,7 +266,7 @@ std::string SenderService::_licenceFor(const std::string& keyRequest) const {
 }
 
 const std::string* SenderService::_keyNamed(const std::string& name) const {
-  if (!_onlyKey.empty()) return &_onlyKey;
+  if (!_sharedKey.empty()) return &_sharedKey;
   for (const NamedKey& each : _keys)
     if (each.name == name) return &each.key;
   return nullptr;

@@ -8,17 +8,17 @@
 
 namespace vorlanectl {
 
-/// What a sender does for the player of what it has sent: serves files under URLs of its own, and
-/// hands out content keys.
+/// Answers the box like a sender: serves files under custom URL schemes and provides content keys.
 ///
-/// Workflow: made before the session is started, so that what cannot be read is told at once; then
-/// every event goes to answer(). Requests that it has nothing for are refused with status 404, and
-/// kinds that it does not serve are left to others. What it does is told on stdout, what it cannot
+/// Create it before the session starts, so that unreadable files are reported first. Pass every
+/// event to answer(). Requests for unknown files or keys are answered with status 404. Kinds of
+/// requests that it does not serve are ignored. Served requests are printed to stdout, errors to
+/// stderr.
 /// on stderr.
 class SenderService {
  public:
-  /// Of the folder's files, and of the keys in a file: a raw key of 16 bytes, for every request, or
-  /// JSON that has them by URL or by identifier. Throws UsageError.
+  /// `folder` has the files. `keyFile` has a raw key of 16 bytes for every request, or JSON with
+  /// keys by URL or by identifier. Throws UsageError.
   SenderService(Connection& box, const std::optional<std::string>& folder,
                 const std::optional<std::string>& keyFile);
 
@@ -26,29 +26,30 @@ class SenderService {
 
  private:
   struct NamedKey {
-    std::string name;  ///< a URL, or the identifier's bytes
+    std::string name;  ///< a URL, or the bytes of an identifier
     std::string key;
   };
 
   void _readKeys(const std::string& file);
   void _serveFile(const Json& request);
   void _serveKey(const Json& request);
-  /// What a key server makes of a request: all the keys it has of those that are asked for. Empty
-  /// when it has none.
+  /// Answers a key request like a license server: with all requested keys that are known. Empty if
+  /// there is none.
   std::string _licenceFor(const std::string& keyRequest) const;
   const std::string* _keyNamed(const std::string& name) const;
   void _respond(const Json& request, int status, Json response);
 
   Connection& _box;
-  std::string _folder;  // empty: none are served
+  std::string _folder;  // empty: no files
   bool _servesKeys = false;
-  std::string _onlyKey;  // for every request
+  std::string _sharedKey;  // for every request
   std::vector<NamedKey> _keys;
 };
 
-/// The file below `folder` that `scheme://a/b?c`, or `scheme:a/b`, means: `a/b`. Where a name on
-/// the way is a file's, what follows is beside that file, for so a playlist at `scheme://list`
-/// names its segments. Nothing when there is no such file or it lies elsewhere.
+/// Returns the path of the file that `scheme://a/b?c` or `scheme:a/b` refers to: `folder`/a/b. If a
+/// component before the last is a file, the rest is resolved relative to its folder, so that
+/// segments of a playlist at `scheme://list` are found. Returns nothing if the file does not exist
+/// or is outside `folder`.
 std::optional<std::string> fileOfURL(const std::string& folder, const std::string& url);
 
 }  // namespace vorlanectl

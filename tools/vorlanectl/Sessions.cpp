@@ -23,7 +23,7 @@ void addParameters(Json& params, const Arguments& arguments) {
   }
 }
 
-std::uint32_t numberOfNewSession(const Arguments& arguments) {
+std::uint32_t newSessionID(const Arguments& arguments) {
   return arguments.count("--session").value_or(static_cast<std::uint32_t>(getpid()));
 }
 

@@ -14,7 +14,7 @@ struct Yuv {
   std::uint8_t y, u, v;
 };
 
-/// White, yellow, cyan, green, magenta, red, blue and black at 75 %, BT.709.
+/// 75 % color bars in BT.709: white, yellow, cyan, green, magenta, red, blue and black.
 constexpr std::array<Yuv, 8> kBars{{{180, 128, 128},
                                     {168, 44, 136},
                                     {145, 147, 44},
@@ -24,8 +24,7 @@ constexpr std::array<Yuv, 8> kBars{{{180, 128, 128},
                                     {28, 212, 120},
                                     {16, 128, 128}}};
 
-/// Pixels that the bars move by, and the line falls, from one picture to the next. Even: two pixels
-/// share their colour.
+/// Movement per picture in pixels. Even, because two pixels share a chroma sample.
 constexpr std::size_t kStep = 4;
 constexpr std::uint8_t kWhite = 235;
 
@@ -35,7 +34,7 @@ class TestPattern final : public PictureSource {
     width = patternWidth;
     height = patternHeight;
     rate = patternRate;
-    // The bars twice, so that each place to begin at has a whole row behind it.
+    // The pattern is stored twice, so that a full row can start at any offset.
     const std::size_t pairs = (width + 1) / 2;
     _period = 2 * pairs;
     _luma.resize(2 * _period);
@@ -83,7 +82,7 @@ std::unique_ptr<PictureSource> makeTestPattern(std::uint32_t width, std::uint32_
   const auto isPossible = [](std::uint32_t size) {
     return size > 0 && size <= VORLANE_FRAMES_MAXIMUM_SIZE;
   };
-  if (!isPossible(width) || !isPossible(height)) throw UsageError("there is no such size");
+  if (!isPossible(width) || !isPossible(height)) throw UsageError("--size is not supported");
   return std::make_unique<TestPattern>(width, height, rate);
 }
 

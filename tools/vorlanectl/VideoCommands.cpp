@@ -9,8 +9,8 @@ namespace vorlanectl {
 
 namespace {
 
-/// A session that another client stops posts no event: so the box is asked as well, at every event
-/// and after this time.
+/// A session that another client stops posts no event. The status of the box is therefore checked
+/// at every event and at this interval.
 constexpr auto kWaitInterval = std::chrono::seconds(2);
 
 bool isListed(Connection& box, std::uint32_t session) {
@@ -21,7 +21,7 @@ bool isListed(Connection& box, std::uint32_t session) {
   return false;
 }
 
-/// Until one session is over. Events without a session's number are the playing one's.
+/// Waits until a session has ended. Events without a session ID belong to the playing session.
 void waitForEnd(Connection& box, std::uint32_t session, SenderService& service) {
   bool stopped = false;
   const auto look = [&](const Event& event) {
@@ -35,7 +35,7 @@ void waitForEnd(Connection& box, std::uint32_t session, SenderService& service) 
 }
 
 int play(Connection& box, const Arguments& arguments) {
-  const std::uint32_t session = numberOfNewSession(arguments);
+  const std::uint32_t session = newSessionID(arguments);
   Json params = {{"sessionID", session}, {"Content-Location", arguments.words()[0]}};
   if (const auto rate = arguments.number("--rate")) params["rate"] = *rate;
   if (const auto position = arguments.number("--position"))
@@ -89,35 +89,42 @@ std::vector<Command> videoCommands() {
   return {
       {"play",
        "URL",
-       "starts a session that plays URL, and prints its number\n"
-       "Returns when the session is on screen. With --wait, --serve or --serve-keys, when it has\n"
-       "stopped.\n\n"
-       "With --serve, a URL of a scheme of the sender's own means a file: scheme://a/b is DIR/a/b. "
-       "A\n"
-       "file has to fit into one message of 16 MiB. The keys that --serve-keys hands out are a "
+       "starts a session that plays URL, and prints the session ID\n"
+       "Returns when the session is on screen, or, with --wait, --serve or --serve-keys, when it "
+       "has\n"
+       "ended.\n\n"
+       "--serve answers the requests for URLs with a custom scheme: scheme://a/b is DIR/a/b. A "
        "file\n"
-       "of 16 bytes, for every request, or JSON: {\"URL or key identifier\": \"hex or base64\"}.",
-       {{"--rate", "R", "1 plays, 0 begins paused"},
-        {"--position", "S", "where to begin, in seconds"},
-        {"--uuid", "U", "how the item is named in events"},
-        {"--audio-only", "", "shows no picture"},
+       "must fit into a message of 16 MiB. The file of --serve-keys has either one key of 16 "
+       "bytes,\n"
+       "which is used for every request, or JSON: {\"URL or key ID\": \"hex or base64\"}.",
+       {{"--rate", "R", "initial rate; 0 starts paused"},
+        {"--position", "S", "start position in seconds"},
+        {"--uuid", "U", "identifier of the item in events"},
+        {"--audio-only", "", "plays without pictures"},
         kParameterOption,
-        {"--session", "N", "the session's number; one of its own without"},
-        {"--wait", "", "stays until the session has stopped"},
-        {"--serve", "DIR", "answers for what only the sender has with the files in DIR"},
-        {"--serve-keys", "FILE", "answers for content keys"}},
+        {"--session", "N", "session ID; default: generated"},
+        {"--wait", "", "waits until the session has ended"},
+        {"--serve", "DIR", "serves custom URL schemes with the files in DIR"},
+        {"--serve-keys", "FILE", "serves content keys"}},
        1,
        1,
        play},
       {"queue",
        "URL --uuid U",
        "adds an item to the end of the playlist",
-       {{"--uuid", "U", "how the item is named"}, kParameterOption, kSessionOption},
+       {{"--uuid", "U", "identifier of the item"}, kParameterOption, kSessionOption},
        1,
        1,
        queue},
       {"unqueue", "UUID", "removes an item from the playlist", {kSessionOption}, 1, 1, unqueue},
-      {"stop", "", "stops the session\nSucceeds when there is none.", {kSessionOption}, 0, 0, stop},
+      {"stop",
+       "",
+       "stops the session\nSucceeds even if there is none.",
+       {kSessionOption},
+       0,
+       0,
+       stop},
   };
 }
 

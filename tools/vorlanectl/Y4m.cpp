@@ -38,7 +38,7 @@ class Y4m final : public PictureSource {
     if (!_readLine(header) || !header.starts_with("YUV4MPEG2 ")) _fail("is no Y4M");
     _parse(std::string_view(header).substr(std::strlen("YUV4MPEG2 ")));
     if (width == 0 || height == 0) _fail("has no size");
-    // High definition is BT.709 where nothing says otherwise.
+    // Y4M has no color space. HD sizes are treated as BT.709, smaller ones as BT.601.
     if (height < 720) flags |= VORLANE_FRAMES_BT601;
   }
 
@@ -107,7 +107,7 @@ class Y4m final : public PictureSource {
         return;
       }
       case 'C':
-        // 420, 420jpeg, 420mpeg2 and 420paldv differ in where the colours were sampled only.
+        // The variants of 4:2:0 differ only in the chroma siting.
         if (!value.starts_with("420") || value.starts_with("420p1"))
           _fail("is not 4:2:0 in 8 bits");
         return;

@@ -1,4 +1,4 @@
-// vorlanectl: the command line over the door of a box.
+// vorlanectl: command line for a box.
 
 #include <string>
 #include <vector>

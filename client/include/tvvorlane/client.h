@@ -4,7 +4,8 @@
 #include <stdint.h>
 
 /*
- * tvvorlane-client: the receiver interface of a box, for the program that speaks with senders.
+ * tvvorlane-client: the receiver interface of a box, for the service that implements the wireless
+ * protocol.
  *
  *     tvvorlane_client* box = NULL;
  *     int result = tvvorlane_client_open(NULL, &box);
@@ -22,45 +23,45 @@
  *     }
  *     tvvorlane_client_close(box);
  *
- * Nothing here waits: a call is sent, and its completion called from within a later dispatch. The
- * descriptor goes into the loop that the program has anyway; it stays the same, and is readable
- * exactly when dispatch has something to do.
+ * No function blocks. A call is sent asynchronously, and a later dispatch calls its completion. Add
+ * the descriptor to the event loop of the program. It does not change, and it is readable only if
+ * dispatch has something to do.
  *
- * Threads: the library has none. A client belongs to one thread at a time, and everything is called
- * back on the thread that dispatches or closes. Values may be read by several threads at once, and
- * retained and released by any.
+ * Threads: the library starts no threads. A client may be used by one thread at a time. Callbacks
+ * run on the thread that calls dispatch or close. Values can be read, retained and released by
+ * several threads at once.
  *
- * Contexts: a completion is called exactly once, at the latest from within close. Callbacks may
- * call, open and close, the client that called them included; they must not throw.
+ * Callbacks: a completion is called exactly once, at the latest by close. A callback may make calls
+ * and may open or close clients, including its own. It must not throw.
  *
- * What the calls, properties and events mean is said in docs/receiver-interface.md.
+ * docs/receiver-interface.md documents the calls, properties and events.
  */
 
 #ifdef __cplusplus
 extern "C" {
 #endif
 
-/* Why there is no answer, or no client. */
+/* Results of functions and calls. */
 enum tvvorlane_result {
   TVVORLANE_OK = 0,
-  TVVORLANE_NO_BOX = -1,    /* nothing listens at the path */
-  TVVORLANE_FORBIDDEN = -2, /* another user's box */
-  TVVORLANE_CLOSED = -3,    /* the box has ended or dropped this client, or close was called */
-  TVVORLANE_REFUSED = -4,   /* the box knows no such call, or cannot read it */
-  TVVORLANE_INVALID = -5,   /* an argument makes no sense: a null name, params of another type */
-  TVVORLANE_FAILED = -6     /* the system has no descriptor or no memory left */
+  TVVORLANE_NO_BOX = -1,    /* no process listens on the socket */
+  TVVORLANE_FORBIDDEN = -2, /* the box belongs to another user */
+  TVVORLANE_CLOSED = -3,    /* the connection has ended, or close was called */
+  TVVORLANE_REFUSED = -4,   /* the box does not support or cannot decode the call */
+  TVVORLANE_INVALID = -5,   /* invalid argument: a null name, or params of the wrong type */
+  TVVORLANE_FAILED = -6     /* out of memory or descriptors */
 };
-/* A result for people. Never null. */
+/* Returns a description of a result. Never null. */
 const char* tvvorlane_result_text(int result);
 
 /* ---- values ---- */
 
 enum tvvorlane_type {
-  TVVORLANE_NONE, /* no value at all: what a null pointer is */
+  TVVORLANE_NONE, /* no value: a null pointer */
   TVVORLANE_NULL,
   TVVORLANE_BOOLEAN,
   TVVORLANE_INTEGER,
-  TVVORLANE_UNSIGNED, /* only what is too large for an integer */
+  TVVORLANE_UNSIGNED, /* only for numbers above INT64_MAX */
   TVVORLANE_REAL,
   TVVORLANE_STRING,
   TVVORLANE_DATA,
@@ -69,8 +70,9 @@ enum tvvorlane_type {
   TVVORLANE_DICTIONARY
 };
 
-/* A property-list value. Counted: each constructor returns one reference, retain adds one. A value
- * may be part of others; array and dictionary may be changed until then. */
+/* A property-list value with a reference count. Each constructor returns one reference. A value may
+ * be part of several others. Do not change an array or a dictionary after it was added to another
+ * value. */
 typedef struct tvvorlane_value tvvorlane_value;
 
 tvvorlane_value* tvvorlane_null(void);
@@ -78,28 +80,29 @@ tvvorlane_value* tvvorlane_boolean(int truth);
 tvvorlane_value* tvvorlane_integer(int64_t number);
 tvvorlane_value* tvvorlane_unsigned(uint64_t number);
 tvvorlane_value* tvvorlane_real(double number);
-tvvorlane_value* tvvorlane_string(const char* text); /* UTF-8; a null pointer is an empty text */
+tvvorlane_value* tvvorlane_string(const char* text); /* UTF-8; null: an empty string */
 tvvorlane_value* tvvorlane_data(const void* bytes, size_t size);
 tvvorlane_value* tvvorlane_date(double seconds); /* since 1970-01-01 UTC */
 tvvorlane_value* tvvorlane_array(void);
 tvvorlane_value* tvvorlane_dictionary(void);
 
-/* Null is fine for both. */
+/* Both accept null. */
 tvvorlane_value* tvvorlane_retain(const tvvorlane_value* value);
 void tvvorlane_release(const tvvorlane_value* value);
 
-/* These take over the reference to `item`, in success and failure alike. A key that is there
- * already gets the new value; a null item changes nothing. */
+/* Both take ownership of `item`, even on failure. tvvorlane_set() replaces the value of an existing
+ * key. A null item is ignored. */
 int tvvorlane_append(tvvorlane_value* array, tvvorlane_value* item);
 int tvvorlane_set(tvvorlane_value* dictionary, const char* key, tvvorlane_value* item);
 
-/* Reading. Of another type, or of none: the fallback, or null, or 0. Pointers are good as long as
- * the value is. Numbers of each kind are read as one another where they fit. */
+/* Getters. They return the fallback, null or 0 if the value is null or has another type. A returned
+ * pointer is valid for the lifetime of the value. Number types are converted if the target type can
+ * represent the number. */
 int tvvorlane_type_of(const tvvorlane_value* value);
 int tvvorlane_as_boolean(const tvvorlane_value* value, int fallback);
 int64_t tvvorlane_as_integer(const tvvorlane_value* value, int64_t fallback);
 uint64_t tvvorlane_as_unsigned(const tvvorlane_value* value, uint64_t fallback);
-double tvvorlane_as_real(const tvvorlane_value* value, double fallback); /* a date's too */
+double tvvorlane_as_real(const tvvorlane_value* value, double fallback); /* also for dates */
 const char* tvvorlane_as_string(const tvvorlane_value* value);
 const void* tvvorlane_as_data(const tvvorlane_value* value, size_t* size);
 size_t tvvorlane_count(const tvvorlane_value* value);
@@ -112,47 +115,47 @@ const tvvorlane_value* tvvorlane_find(const tvvorlane_value* dictionary, const c
 typedef struct tvvorlane_client tvvorlane_client;
 
 typedef struct tvvorlane_reply {
-  int result;                   /* TVVORLANE_OK, or why there is no answer */
-  int32_t status;               /* the call's own: 0 for success */
-  const tvvorlane_value* value; /* the property, or the out dictionary; null where there is none */
+  int result;                   /* TVVORLANE_OK, or the error if there is no answer */
+  int32_t status;               /* the status of the call; 0: success */
+  const tvvorlane_value* value; /* the property or the output dictionary; may be null */
 } tvvorlane_reply;
 
 typedef void (*tvvorlane_completion)(const tvvorlane_reply* reply, void* context);
-/* `info` is a dictionary; null with a notification that is only posted. */
+/* `info` is a dictionary, or null for a notification without info. */
 typedef void (*tvvorlane_event_handler)(const char* name, const tvvorlane_value* info,
                                         void* context);
 typedef void (*tvvorlane_closed_handler)(int result, void* context);
 
-/* The socket of this user's box. Good until the next call on the same thread. */
+/* Returns the default socket path. Valid until the next call of this function on the same thread.
+ */
 const char* tvvorlane_default_socket(void);
 
-/* Opens a connection to the box at `socket`, null for the default. Reconnecting is the caller's:
- * after the closed handler, close the client and open another when it is time. */
+/* Connects to the box at `socket`, or at the default path if null. There is no automatic reconnect:
+ * after the closed handler was called, close the client and open a new one. */
 int tvvorlane_client_open(const char* socket, tvvorlane_client** client);
-/* Completes what is outstanding with TVVORLANE_CLOSED. The closed handler is not called. What was
- * called without a completion and not dispatched since may be lost: close does not wait for the
- * box. Null is fine. */
+/* Completes pending calls with TVVORLANE_CLOSED. Does not call the closed handler. Calls that were
+ * not sent yet may be lost, because close does not block. Accepts null. */
 void tvvorlane_client_close(tvvorlane_client* client);
 
-/* Set them before the first dispatch and nothing is missed. Null removes a handler. */
+/* Set the handlers before the first dispatch to receive all events. Null removes a handler. */
 void tvvorlane_client_on_event(tvvorlane_client* client, tvvorlane_event_handler handler,
                                void* context);
 void tvvorlane_client_on_notification(tvvorlane_client* client, tvvorlane_event_handler handler,
                                       void* context);
-/* Called once, when the box has gone; after that nothing but close is of use. */
+/* Called once when the connection has ended. After that, call only close. */
 void tvvorlane_client_on_closed(tvvorlane_client* client, tvvorlane_closed_handler handler,
                                 void* context);
 
-/* To be polled for reading. */
+/* The descriptor to poll for reading. */
 int tvvorlane_client_descriptor(const tvvorlane_client* client);
-/* Does what is due, without waiting. TVVORLANE_CLOSED when the connection has ended, or the client
- * was closed by a callback and is no more. */
+/* Processes pending input without blocking. Returns TVVORLANE_CLOSED if the connection has ended,
+ * or if a callback has closed the client. In the latter case `client` is no longer valid. */
 int tvvorlane_client_dispatch(tvvorlane_client* client);
 
-/* The calls of the receiver interface. `params` is a dictionary and `qualifier` any value; each may
- * be null for none. `value` is any value. All stay the caller's. Without a completion the box is
- * not asked for an answer. A call has no time limit of its own. Calls are served in order. A result
- * other than TVVORLANE_OK: nothing was sent, and the completion is not called. */
+/* The calls of the receiver interface. `params` is a dictionary or null, `qualifier` any value or
+ * null, `value` any value. The caller keeps its references. With a null completion the box sends no
+ * reply. Calls have no timeout. The box processes them in order. If the result is not TVVORLANE_OK,
+ * nothing was sent and the completion is not called. */
 int tvvorlane_client_get_property(tvvorlane_client* client, const char* property,
                                   const tvvorlane_value* qualifier, tvvorlane_completion completion,
                                   void* context);
@@ -185,7 +188,7 @@ int tvvorlane_client_hide_progress(tvvorlane_client* client, tvvorlane_completio
                                    void* context);
 int tvvorlane_client_activity(tvvorlane_client* client, tvvorlane_completion completion,
                               void* context);
-/* The state of a name of the notifications, as an unsigned or integer value. */
+/* Gets the state of a notification name, as an integer or unsigned value. */
 int tvvorlane_client_get_state(tvvorlane_client* client, const char* name,
                                tvvorlane_completion completion, void* context);
 

@@ -13,8 +13,8 @@
 
 #include <tvvorlane/client.h>
 
-/// The receiver interface of a box for C++20; see <tvvorlane/client.h>, which this lies over
-/// without code of its own in the library, for threads, errors and the loop.
+/// The receiver interface of a box for C++20. A header-only wrapper of <tvvorlane/client.h>, which
+/// documents threads, errors and the event loop.
 ///
 ///     tvvorlane::Client box;
 ///     box.onEvent([](std::string_view name, const tvvorlane::Value& info) { ... });
@@ -25,7 +25,7 @@
 /// Handlers and completions must not throw.
 namespace tvvorlane {
 
-/// A property-list value, or none. Immutable; copies share.
+/// A property-list value, or none. Immutable. Copies share the value.
 class Value {
  public:
   using Entry = std::pair<std::string, Value>;
@@ -58,7 +58,7 @@ class Value {
   }
   /// Seconds since 1970-01-01 UTC.
   static Value date(double seconds) { return Value(tvvorlane_date(seconds), Take()); }
-  /// Of a value that somebody else holds.
+  /// Retains a value that is owned elsewhere.
   static Value sharing(const tvvorlane_value* value) {
     return Value(tvvorlane_retain(value), Take());
   }
@@ -84,7 +84,7 @@ class Value {
     return tvvorlane_as_unsigned(_value, fallback);
   }
   double real(double fallback = 0) const { return tvvorlane_as_real(_value, fallback); }
-  /// Good as long as the value is.
+  /// Valid for the lifetime of this value.
   std::string_view string(std::string_view fallback = {}) const {
     const char* const text = tvvorlane_as_string(_value);
     return text ? std::string_view(text) : fallback;
@@ -94,7 +94,7 @@ class Value {
     const auto* const bytes = static_cast<const std::uint8_t*>(tvvorlane_as_data(_value, &size));
     return bytes ? std::vector<std::uint8_t>(bytes, bytes + size) : std::vector<std::uint8_t>();
   }
-  /// Of an array or a dictionary.
+  /// For arrays and dictionaries.
   std::size_t count() const { return tvvorlane_count(_value); }
   Value at(std::size_t index) const { return sharing(tvvorlane_at(_value, index)); }
   std::string_view keyAt(std::size_t index) const {
@@ -112,7 +112,7 @@ class Value {
   tvvorlane_value* _value = nullptr;
 };
 
-/// What a call came to. `ok()`: it was answered, and with success.
+/// The result of a call. ok() is true if the box has answered with success.
 struct Reply {
   int result = TVVORLANE_OK;
   std::int32_t status = 0;
@@ -120,7 +120,7 @@ struct Reply {
   bool ok() const { return result == TVVORLANE_OK && status == 0; }
 };
 
-/// A connection to a box. Handlers may be set before it is opened, and stay.
+/// A connection to a box. Handlers can be set before open() and are kept across connections.
 class Client {
  public:
   using Completion = std::function<void(const Reply&)>;
@@ -132,7 +132,8 @@ class Client {
   Client(const Client&) = delete;
   Client& operator=(const Client&) = delete;
 
-  /// Closes what is open. `socket` empty: the default. A `tvvorlane_result`.
+  /// Closes an open connection first. An empty `socket` selects the default. Returns a
+  /// tvvorlane_result.
   int open(const std::string& socket = {}) {
     close();
     const int result = tvvorlane_client_open(socket.empty() ? nullptr : socket.c_str(), &_client);
@@ -151,7 +152,7 @@ class Client {
 
   int descriptor() const { return tvvorlane_client_descriptor(_client); }
   int dispatch() {
-    // They outlive a client that is destroyed by one of them.
+    // Keeps the handlers alive if a handler destroys this client.
     const auto handlers = _handlers;
     return tvvorlane_client_dispatch(_client);
   }
@@ -211,7 +212,7 @@ class Client {
 
   template <EventHandler Handlers::*handler>
   static void _heard(const char* name, const tvvorlane_value* info, void* context) noexcept {
-    // A copy: it may be replaced from within.
+    // A copy, because the handler may replace itself.
     if (const auto heard = static_cast<Handlers*>(context)->*handler) {
       heard(name, Value::sharing(info));
     }

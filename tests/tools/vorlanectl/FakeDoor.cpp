@@ -35,7 +35,7 @@ int FakeDoor::run(std::vector<std::string> words) {
   std::thread server([this] { _serve(); });
   words.insert(words.begin(), {"--socket", _path});
   const int result = vorlanectl::runCommandLine(words);
-  // One that never connected would leave the server waiting.
+  // Ends the server's accept() if the command has never connected.
   shutdown(_listener, SHUT_RDWR);
   server.join();
   return result;
@@ -67,7 +67,7 @@ int FakeDoor::_called(sd_bus_message* call, void* self, sd_bus_error*) {
   if (!member || sd_bus_message_is_method_call(call, nullptr, nullptr) <= 0) return 0;
   if (std::strcmp(member, "Ping") == 0) {
     door._pending = door.signalsAtOnce;
-    return 0;  // the library answers it
+    return 0;  // sd-bus answers it
   }
   std::string line = member;
   while (sd_bus_message_at_end(call, 0) == 0) line += " " + vorlanectl::readValue(call).dump();

@@ -10,15 +10,15 @@
 #include "tests/support/TemporaryFolder.h"
 #include "tools/vorlanectl/Json.h"
 
-/// A door that writes down what one client calls, and answers what a test wants. It serves on a
-/// thread of its own while run() lasts.
+/// A door that records the calls of one client and returns the results that the test has set. It
+/// runs on its own thread during run().
 class FakeDoor {
  public:
   struct Signal {
-    std::string interface;  ///< the last part of its name: "Receiver1"
+    std::string interface;  ///< the last component: "Receiver1"
     std::string member;
     std::string name;
-    vorlanectl::Json info;  ///< null: the signal has none
+    vorlanectl::Json info;  ///< null: no info
   };
   using Json = vorlanectl::Json;
 
@@ -28,18 +28,18 @@ class FakeDoor {
   FakeDoor& operator=(const FakeDoor&) = delete;
 
   const std::string& socketPath() const { return _path; }
-  /// Set before run(). The status of every call, and what Status answers.
+  /// Set these before run(): the status of every call, and the result of Status.
   int status = 0;
   Json state = Json::object();
-  /// What Perform gives beside the status.
+  /// The output dictionary of Perform.
   Json out = Json::object();
-  /// Sent once the client listens, and after the answer to each call of a method.
+  /// Signals that are sent when the client has connected, and after the reply to a method.
   std::vector<Signal> signalsAtOnce;
   std::map<std::string, std::vector<Signal>> signalsAfter;
 
-  /// Runs a command line of one client to its end, and returns the exit status.
+  /// Runs a command line and returns its exit status.
   int run(std::vector<std::string> words);
-  /// What that client called: "Perform \"showPIN\" {\"pin\":\"1234\"}".
+  /// The calls of the client, such as "Perform \"showPIN\" {\"pin\":\"1234\"}".
   const std::vector<std::string>& calls() const { return _calls; }
 
  private:

@@ -20,7 +20,7 @@ using Words = std::vector<std::string>;
 
 const std::vector<Option> kOptions{{"--wait", "", ""}, {"--rate", "R", ""}, {"--param", "P", ""}};
 
-TEST(Arguments, TellOptionsFromWords) {
+TEST(Arguments, SeparateOptionsFromWords) {
   const Arguments arguments(kOptions, {"url", "--rate", "-1.5", "--wait", "-3", "--param=a=b",
                                        "--param", "c", "--", "--rate"});
   EXPECT_EQ(arguments.words(), (Words{"url", "-3", "--rate"}));
@@ -30,7 +30,7 @@ TEST(Arguments, TellOptionsFromWords) {
   EXPECT_EQ(Arguments(kOptions, {}).number("--rate"), std::nullopt);
 }
 
-TEST(Arguments, RefuseWhatMakesNoSense) {
+TEST(Arguments, RejectInvalidOptions) {
   EXPECT_THROW(Arguments(kOptions, {"--nope"}), UsageError);
   EXPECT_THROW(Arguments(kOptions, {"--rate"}), UsageError);
   EXPECT_THROW(Arguments(kOptions, {"--wait=1"}), UsageError);
@@ -44,7 +44,7 @@ TEST(Arguments, RefuseWhatMakesNoSense) {
   EXPECT_EQ(Arguments(kOptions, {"--rate", "4294967295"}).count("--rate"), 4294967295U);
 }
 
-TEST(CommandLine, ExitStatusTellsWhatWentWrong) {
+TEST(CommandLine, ExitStatusDependsOnTheError) {
   const testing_support::TemporaryFolder temporary;
   const std::string& folder = temporary.path();
   const std::string nobody = folder + "/nobody.sock";
@@ -79,7 +79,7 @@ TEST(CommandLine, ExitStatusTellsWhatWentWrong) {
   std::filesystem::remove_all(folder);
 }
 
-TEST(CommandLine, EveryCommandHasItsHelp) {
+TEST(CommandLine, EveryCommandHasHelp) {
   Words names;
   for (const auto& command : vorlanectl::commands()) {
     testing::internal::CaptureStdout();

@@ -7,7 +7,7 @@ namespace {
 using vorlanectl::Json;
 using Lines = std::vector<std::string>;
 
-/// What a command line wrote.
+/// Output and exit status of a command line.
 struct Result {
   Result(FakeDoor& door, const Lines& words) {
     testing::internal::CaptureStdout();
@@ -53,11 +53,11 @@ TEST(Commands, CallTheBox) {
     const Result refused(refusing, one.words);
     EXPECT_EQ(refused.status, 1) << one.call;
     EXPECT_EQ(refused.output, "") << one.call;
-    EXPECT_EQ(refused.errors, "vorlanectl: -6718: no session to address\n");
+    EXPECT_EQ(refused.errors, "vorlanectl: -6718: no such session\n");
   }
 }
 
-TEST(Commands, PressButtonsInTurn) {
+TEST(Commands, PressButtonsInOrder) {
   const std::pair<Lines, Lines> cases[] = {
       {{"press", "up", "select"}, {R"(Press "up")", R"(Press "select")"}},
       {{"press", "--hold", "0.01", "left", "right"},
@@ -69,7 +69,7 @@ TEST(Commands, PressButtonsInTurn) {
   }
 }
 
-TEST(Commands, RefuseWhatMakesNoSenseBeforeTheyCall) {
+TEST(Commands, RejectInvalidArgumentsBeforeTheCall) {
   for (const Lines& words : {Lines{"audio", "play"}, Lines{"audio", "progress", "1"},
                              Lines{"audio", "progress", "1", "x"}, Lines{"audio", "start", "1"},
                              Lines{"audio", "progress", "1", "2", "--session", "7"}, Lines{"pin"},
@@ -81,7 +81,7 @@ TEST(Commands, RefuseWhatMakesNoSenseBeforeTheyCall) {
   }
 }
 
-TEST(Events, AreShownOneALine) {
+TEST(Events, ArePrintedOnePerLine) {
   const std::vector<FakeDoor::Signal> signals = {
       {"Receiver1", "Event", "playing", {{"sessionID", 7}}},
       {"Notifications1", "Posted", "some.name", nullptr},
@@ -114,7 +114,7 @@ TEST(Events, AreShownOneALine) {
   }
 }
 
-TEST(Play, WaitsUntilItsSessionIsOver) {
+TEST(Play, WaitsUntilTheSessionHasEnded) {
   const Json listed = {{"sessions", {{{"type", 1}, {"sessionID", 7}}}}};
   const FakeDoor::Signal paused{"Receiver1", "Event", "paused", Json::object()};
   const FakeDoor::Signal othersEnd{"Receiver1", "Event", "stopped", {{"sessionID", 8}}};
@@ -128,7 +128,7 @@ TEST(Play, WaitsUntilItsSessionIsOver) {
     EXPECT_EQ(door.calls().size(), 3U) << "asks at each event until its own comes";
   }
   {
-    // Another client has stopped it, which no event tells.
+    // Another client has stopped the session. No event reports that.
     FakeDoor door;
     door.state = {{"sessions", {{{"type", 1}, {"sessionID", 8}}}}};
     door.signalsAfter["StartVideo"] = {paused};

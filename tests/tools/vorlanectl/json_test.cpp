@@ -9,7 +9,7 @@ using vorlanectl::Json;
 
 class JsonCoding : public ::testing::Test, protected BusMessage {};
 
-TEST_F(JsonCoding, ValuesSurvive) {
+TEST_F(JsonCoding, ValuesRoundTrip) {
   const Json object = vorlanectl::parseJson(R"({
     "z": "Grüße", "a": [1, -2.5, true, false, null, [], {}],
     "data": {"$data": "AP8="}, "no data": {"$data": ""},
@@ -21,7 +21,7 @@ TEST_F(JsonCoding, ValuesSurvive) {
   EXPECT_EQ(vorlanectl::readValue(message).dump(), object.dump()) << "the order of keys too";
 }
 
-TEST_F(JsonCoding, NumbersTakeTheSmallestTypeThatHoldsThem) {
+TEST_F(JsonCoding, NumbersUseTheSmallestType) {
   const struct {
     const char* json;
     const char* signature;
@@ -63,7 +63,7 @@ TEST_F(JsonCoding, NoneIsAnEmptyArray) {
   EXPECT_EQ(vorlanectl::readValue(message), Json::array({5}));
 }
 
-TEST_F(JsonCoding, WhatHasNoFormIsRefused) {
+TEST_F(JsonCoding, RejectsValuesWithoutADBusType) {
   std::string deep;
   for (int level = 0; level < 200; ++level) deep += '[';
   deep += std::string(200, ']');
@@ -80,7 +80,7 @@ TEST_F(JsonCoding, WhatHasNoFormIsRefused) {
   EXPECT_THROW(vorlanectl::parseJson("1e400"), CodingError);
 }
 
-TEST(Base64, IsThatOfRfc4648) {
+TEST(Base64, MatchesRfc4648) {
   const struct {
     std::string bytes;
     const char* text;
@@ -93,11 +93,11 @@ TEST(Base64, IsThatOfRfc4648) {
                {std::string(3, '\0'), "AAAA"}};
   for (const auto& one : cases) {
     EXPECT_EQ(vorlanectl::base64(one.bytes.data(), one.bytes.size()), one.text);
-    EXPECT_EQ(vorlanectl::bytesOfBase64(one.text), one.bytes);
+    EXPECT_EQ(vorlanectl::decodeBase64(one.text), one.bytes);
   }
 }
 
-TEST(Dates, AreThoseOfRfc3339) {
+TEST(Dates, MatchRfc3339) {
   const struct {
     const char* text;
     double seconds;
@@ -109,13 +109,13 @@ TEST(Dates, AreThoseOfRfc3339) {
                {"1969-12-31T23:59:58.5Z", -1.5, "1969-12-31T23:59:58.500000Z"},
                {"2024-02-29T00:00:00Z", 1709164800, "2024-02-29T00:00:00Z"}};
   for (const auto& one : cases) {
-    EXPECT_DOUBLE_EQ(vorlanectl::secondsOfDate(one.text), one.seconds) << one.text;
-    EXPECT_EQ(vorlanectl::dateOfSeconds(one.seconds), one.canonical);
+    EXPECT_DOUBLE_EQ(vorlanectl::parseDate(one.text), one.seconds) << one.text;
+    EXPECT_EQ(vorlanectl::formatDate(one.seconds), one.canonical);
   }
   for (const char* text : {"", "2026", "2026-13-01T00:00:00Z", "2026-11-24T25:00:00Z", "2026-11-24",
                            "2026-11-24T21:12:20", "2026-11-24T21:12:20+1", "2026-11-24T21:12:20Zx",
                            "2026-11-24x21:12:20Z"}) {
-    EXPECT_THROW(vorlanectl::secondsOfDate(text), CodingError) << text;
+    EXPECT_THROW(vorlanectl::parseDate(text), CodingError) << text;
   }
 }
 

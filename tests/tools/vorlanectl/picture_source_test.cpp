@@ -21,7 +21,7 @@ using vorlanectl::CallError;
 using vorlanectl::makeTestPattern;
 using vorlanectl::openY4m;
 
-/// A buffer in plain memory, with rows wider than the picture's.
+/// A buffer in memory whose strides are larger than the rows.
 struct Memory {
   Memory(std::uint32_t width, std::uint32_t height, std::uint32_t planeCount) {
     buffer.plane_count = planeCount;
@@ -36,7 +36,7 @@ struct Memory {
   std::array<std::vector<std::uint8_t>, 3> planes;
 };
 
-/// A file that is gone with the test.
+/// A temporary file.
 class File {
  public:
   explicit File(const std::string& content) { std::ofstream(name(), std::ios::binary) << content; }
@@ -46,13 +46,13 @@ class File {
   const testing_support::TemporaryFolder _folder;
 };
 
-TEST(TestPattern, MovesAndStaysInItsRows) {
+TEST(TestPattern, MovesAndStaysInsideTheBuffer) {
   for (const auto& [width, height] :
        std::vector<std::pair<std::uint32_t, std::uint32_t>>{{1, 1}, {63, 35}, {640, 360}}) {
     const auto pattern = makeTestPattern(width, height, 60);
     Memory first(width, height, 2);
     Memory second(width, height, 2);
-    // Round the edge several times: whatever it writes beyond the buffer, a sanitizer sees.
+    // Several periods of the pattern. A sanitizer detects writes beyond the buffer.
     for (int count = 0; count < 500; ++count) ASSERT_TRUE(pattern->fill(first.buffer));
     ASSERT_TRUE(pattern->fill(second.buffer));
     EXPECT_EQ(first.planes[0] != second.planes[0], width > 8);
@@ -64,7 +64,7 @@ TEST(TestPattern, MovesAndStaysInItsRows) {
   EXPECT_THROW(makeTestPattern(4, 8193, 60), vorlanectl::UsageError);
 }
 
-TEST(Y4m, ReadsItsPictures) {
+TEST(Y4m, ReadsPictures) {
   const File file(
       "YUV4MPEG2 W3 H2 F30000:1001 Ip A1:1 C420jpeg XCOLORRANGE=FULL\n"
       "FRAME\nabcdefUuVv"
@@ -89,7 +89,7 @@ TEST(Y4m, ReadsItsPictures) {
   EXPECT_FALSE(source->fill(memory.buffer)) << "it ends within a picture";
 }
 
-TEST(Y4m, RefusesEverythingElse) {
+TEST(Y4m, RejectsOtherFormats) {
   for (const char* header :
        {"", "YUV4MPEG2", "YUV4MPEG2 \n", "RIFF W2 H2\n", "YUV4MPEG2 W2\n", "YUV4MPEG2 W-2 H2\n",
         "YUV4MPEG2 W2 H2 C444\n", "YUV4MPEG2 W2 H2 C420p10\n", "YUV4MPEG2 W2 H2 F0:1\n",

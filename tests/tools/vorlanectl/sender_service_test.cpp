@@ -13,7 +13,7 @@ namespace {
 
 using vorlanectl::Json;
 
-/// A session, the requests of its player, and what is called in answer to them.
+/// Runs a session with one request of its player, and records the calls that answer it.
 class SenderServiceTest : public testing::Test {
  protected:
   SenderServiceTest() {
@@ -29,7 +29,7 @@ class SenderServiceTest : public testing::Test {
     std::ofstream(path, std::ios::binary) << text;
   }
 
-  /// Everything that was called between the start and the end.
+  /// The calls between the start and the stop of the session.
   std::vector<std::string> play(const std::vector<std::string>& options, const Json& request) {
     FakeDoor door;
     door.out = out;
@@ -60,13 +60,13 @@ class SenderServiceTest : public testing::Test {
   const testing_support::TemporaryFolder _temporary;
   const std::filesystem::path root = _temporary.path();
   std::filesystem::path folder;
-  Json out = Json::object();  // of the calls
+  Json out = Json::object();  // output dictionary of the calls
   bool started = false;
   int status = 0;
   std::string errors;
 };
 
-TEST_F(SenderServiceTest, FindsFilesOfItsFolderOnly) {
+TEST_F(SenderServiceTest, FindsOnlyFilesInItsFolder) {
   const struct {
     const char* url;
     const char* file;  // empty: none
@@ -115,18 +115,18 @@ TEST_F(SenderServiceTest, ServesFiles) {
   }
   EXPECT_EQ(play({"--serve", folder}, requestFor("resource", "x-demo://none")),
             std::vector{response(Json::object(), "x-demo://none", 404)});
-  // Sparse: it takes no room.
+  // A sparse file.
   write(folder / "large.mp4", "");
   std::filesystem::resize_file(folder / "large.mp4", std::uintmax_t{16} << 20);
   EXPECT_EQ(play({"--serve", folder}, requestFor("resource", "x-demo://large.mp4")),
             std::vector{response(Json::object(), "x-demo://large.mp4", 413)});
   EXPECT_NE(errors.find("16777216 bytes do not fit"), std::string::npos) << errors;
-  // Somebody else's.
+  // Kinds of requests that are not served are ignored.
   EXPECT_TRUE(play({"--serve", folder}, requestFor("key", url)).empty());
   EXPECT_TRUE(play({"--wait"}, requestFor("resource", url)).empty());
 }
 
-TEST_F(SenderServiceTest, HandsOutKeys) {
+TEST_F(SenderServiceTest, ServesKeys) {
   write(root / "keys.json", R"({"x-keys://one": "6b6b6b6b6b6b6b6b6b6b6b6b6b6b6b6b",
       "01234567-89ab-cdef-0123-456789abcdef": "bGxsbGxsbGxsbGxsbGxsbA"})");
   write(root / "key", std::string(16, 'm'));
@@ -169,7 +169,7 @@ TEST_F(SenderServiceTest, HandsOutKeys) {
   }
 }
 
-TEST_F(SenderServiceTest, TellsWhatItCannotReadBeforeItStarts) {
+TEST_F(SenderServiceTest, ReportsUnreadableFilesBeforeTheSessionStarts) {
   write(root / "short.json", R"({"x-keys://one": "6b6b"})");
   for (const std::vector<std::string>& options :
        {std::vector<std::string>{"--serve", root / "none"},
