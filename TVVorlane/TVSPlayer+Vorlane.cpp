@@ -116,7 +116,7 @@ void setSelectedMediaArray(TVSPlayer& player, const Array& array) {
 void setPlayerPosition(TVSPlayer& player, double position) {
   const double duration = player.duration();
   double clamped = position < 0 ? 0 : position;
-  // An unknown duration is 0 or less: positions in such a stream pass through.
+  // The duration is 0 or less if it is unknown. Then the position has no upper limit.
   if (duration > 0 && clamped > duration) clamped = duration;
   player.setElapsedTime(clamped);
   TVSLogNotice(TVVLSession, "Vorlane set position to %f of %f (%f)", clamped, duration, position);

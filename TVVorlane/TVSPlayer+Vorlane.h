@@ -9,40 +9,40 @@
 #include "platform/foundation/Value.h"
 #include "platform/media/TVSPlayer.h"
 
-/// What a sender reads from and writes to a player, as property-list values. No state of its own:
-/// every operation is computed afresh. None reports an error: what is not there answers an empty
-/// value or does nothing. Main thread.
+/// Player properties that a sender reads and writes, as property-list values. Functions without
+/// state. No function reports an error: a getter without data returns an empty value, a setter that
+/// cannot be applied does nothing. Main thread.
 namespace TVSPlayerVorlane {
 
-/// Empty without a loaded item. "readyToPlay" and "uuid" always; position, duration, rate, dates,
-/// ranges and buffer flags when it is ready; "code", "domain" and the error's texts when it has
-/// failed.
+/// Empty if no item is loaded. Always holds "readyToPlay" and "uuid". A ready item adds position,
+/// duration, rate, dates, time ranges and buffer flags. A failed item adds "code", "domain" and the
+/// texts of the error.
 platform::Dictionary playbackInfo(TVSPlayer& player);
 
-/// Nothing when the log has no entries.
+/// None if the log has no entries.
 platform::Value accessLogArray(const TVSPlayer& player);
 platform::Value errorLogArray(const TVSPlayer& player);
 platform::Value timedMetadata(const TVSPlayer& player);
 
-/// Of the first track with that number; false unless the item is ready.
+/// Returns the state of the first track with this ID, or false if the item is not ready.
 bool trackEnabled(const TVSPlayer& player, std::uint32_t trackID);
-/// Of every track with that number; nothing unless the item is ready.
+/// Applies to every track with this ID. Does nothing if the item is not ready.
 void setTrackEnabled(TVSPlayer& player, bool enabled, std::uint32_t trackID);
 
 platform::Array selectedMediaArray(const TVSPlayer& player);
-/// Entries that describe no group of the item are skipped.
+/// Skips entries that match no selection group of the item.
 void setSelectedMediaArray(TVSPlayer& player, const platform::Array& array);
 
-/// Seconds; below 0 is 0, and beyond a known duration is the duration.
+/// Seconds, clamped to 0 and to the duration if that is known.
 void setPlayerPosition(TVSPlayer& player, double position);
-/// Exactly 0 pauses, any other rate plays at it.
+/// A rate of exactly 0 pauses. Any other rate starts playback at that rate.
 void setPlayerRate(TVSPlayer& player, float rate);
 
-/// Applies to the loaded item, and is kept with the media item for when it is ready.
+/// Applies to the item at once if it is ready, and is stored in the metadata of the media item.
 void setForwardPlaybackEndTime(TVSPlayer& player, const platform::MediaTime& time);
 void setReversePlaybackEndTime(TVSPlayer& player, const platform::MediaTime& time);
 
-/// The first item of the playlist with that TVVorlaneMediaItemMetadataUUID, or null.
+/// Returns the first playlist item whose TVVorlaneMediaItemMetadataUUID is `identifier`, or null.
 std::shared_ptr<TVSMediaItem> mediaItemForIdentifier(const TVSPlayer& player,
                                                      const std::optional<std::string>& identifier);
 

@@ -64,7 +64,7 @@ void TVVorlaneAppDelegate::setPlaybackActive(bool active) {
 
 void TVVorlaneAppDelegate::_fetchRoutes(
     std::function<void(platform::AudioRoutingController&, const Routes&)> handler) {
-  // The answer's callback holds the controller, which is let go with it.
+  // The callback owns the controller until the routes have been fetched.
   auto controller = Platform::current().audioRouting().makeController(kRouteDiscoveryMode);
   controller->fetchAvailableRoutes([controller, handler = std::move(handler)](
                                        const Routes& routes) { handler(*controller, routes); });
@@ -95,7 +95,7 @@ void TVVorlaneAppDelegate::_reenableVorlaneSpeakerIfNecessary() {
         routes.begin(), routes.end(),
         [&](const platform::AudioRoute& route) { return route.identifier == remembered; });
     if (found != routes.end()) {
-      // Another playback may have begun meanwhile and remembered another speaker.
+      // A later playback may have changed the remembered speaker in the meantime.
       if (self->_previousAudioRouteUID != remembered) return;
       controller.selectRoute(*found);
     }

@@ -13,11 +13,11 @@
 
 inline constexpr std::string_view kTVVorlaneBundleIdentifier = "quorin.tvvorlane";
 
-/// Owns the receiver delegate, keeps the process alive and the device awake while sessions are
-/// registered, moves the sound off a Vorlane speaker meanwhile, and publishes whether the cloud can
-/// be reached.
+/// Owns the receiver delegate. While sessions are registered it keeps the device awake and routes
+/// audio away from a Vorlane speaker. It holds a process assertion until the process terminates,
+/// and publishes whether the cloud is reachable.
 ///
-/// Threads: main. Lifetime: one a process.
+/// Threads: main. Lifetime: one per process.
 class TVVorlaneAppDelegate final : public platform::Object,
                                    public platform::ApplicationDelegate,
                                    public std::enable_shared_from_this<TVVorlaneAppDelegate> {
@@ -25,11 +25,11 @@ class TVVorlaneAppDelegate final : public platform::Object,
   std::string className() const override { return "TVVorlaneAppDelegate"; }
 
   bool applicationDidFinishLaunching(const platform::Dictionary& options) override;
-  /// Releases the process assertion. The sessions are left as they are; the platform closes what
-  /// they use.
+  /// Releases the process assertion. Does not stop the sessions; the platform closes their
+  /// resources.
   void applicationWillTerminate() override;
 
-  /// Whether at least one session is registered.
+  /// True while at least one session is registered.
   bool playbackActive() const { return _playbackActive; }
   void setPlaybackActive(bool active);
   std::int32_t cloudAvailabilityNotifyToken() const { return _cloudAvailabilityNotifyToken; }
@@ -37,7 +37,7 @@ class TVVorlaneAppDelegate final : public platform::Object,
   const std::shared_ptr<TVVorlaneReceiverDelegate>& receiverDelegate() const {
     return _receiverDelegate;
   }
-  /// The Vorlane speaker that playback has moved the sound away from.
+  /// The Vorlane speaker that was selected before playback began.
   const std::optional<std::string>& previousAudioRouteUID() const { return _previousAudioRouteUID; }
 
  private:

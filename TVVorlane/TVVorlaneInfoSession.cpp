@@ -15,7 +15,7 @@ namespace {
 
 constexpr auto kTimeout = 30s;
 
-/// Wraps modulo 2^32. It begins where the receiver service's own session numbers do not reach.
+/// Wraps modulo 2^32. The initial value avoids the session IDs of the receiver service.
 struct IdentifierCounter {
   std::uint32_t next = 0x7FFFFFFF;
 };
@@ -38,7 +38,7 @@ void TVVorlaneInfoSession::startWithOptions(const platform::Dictionary& options,
   _commandKey = options.string(TVVorlaneInfoSessionCommand);
   if (_commandKey == kTVVorlaneShowPINCommand) {
     _titleString = TVVorlaneLocalizedString("TVVorlanePINTitle");
-    // A number is no error, since "pin" has no type of its own: its digits are shown.
+    // The validation does not check the type of "pin", so a number is valid, too.
     const auto number = options.number("pin");
     _messageString = number ? number->description() : options.string("pin");
   } else if (_commandKey == kTVVorlaneIncompatibleSenderCommand) {
@@ -47,7 +47,7 @@ void TVVorlaneInfoSession::startWithOptions(const platform::Dictionary& options,
   }
   _timeoutTimer =
       platform::Platform::current().mainQueue().after(kTimeout, [this] { _timedOut(); });
-  // A failed presentation is not the caller's business.
+  // The start succeeds even if the presentation fails.
   TVVorlaneSessionManager::sharedInstance()->registerSession(
       shared_from_this(), [completion = std::move(completion)](const auto&) {
         completion(std::nullopt, std::nullopt);

@@ -9,7 +9,7 @@
 #include "TVVorlane/TVVorlaneSession.h"
 #include "platform/foundation/Token.h"
 
-/// Under this key the start options name the command that wants the session.
+/// Key of the start options. Its value is one of the commands below.
 inline constexpr std::string_view TVVorlaneInfoSessionCommand = "TVVorlaneInfoSessionCommand";
 
 inline constexpr std::string_view kTVVorlaneShowPINCommand = "showPIN";
@@ -18,19 +18,19 @@ inline constexpr std::string_view kTVVorlaneHidePINCommand = "hidePIN";
 
 /// Shows a pairing PIN or a security dialog for at most 30 s.
 ///
-/// It numbers itself from a counter of the process; its start succeeds once its options are valid,
-/// whatever becomes of the presentation. It posts no events. Main thread.
+/// The session ID comes from a process-wide counter. The start completion reports success if the
+/// options are valid, even if the presentation fails. The session posts no events. Main thread.
 class TVVorlaneInfoSession final : public TVVorlaneSession,
                                    public std::enable_shared_from_this<TVVorlaneInfoSession> {
  public:
   std::string className() const override { return "TVVorlaneInfoSession"; }
 
   std::uint32_t sessionID() const override { return _sessionID; }
-  /// A PIN for "showPIN", a dialog for anything else.
+  /// kPin for "showPIN", kDialog for any other command.
   std::int64_t sessionType() const override;
   const std::optional<std::string>& commandKey() const { return _commandKey; }
   const std::optional<std::string>& titleString() const { return _titleString; }
-  /// For a PIN the PIN itself.
+  /// The PIN itself if the session shows a PIN.
   const std::optional<std::string>& messageString() const { return _messageString; }
 
   void startWithOptions(const platform::Dictionary& options, StartCompletion completion) override;

@@ -3,6 +3,6 @@
 #include <string>
 #include <string_view>
 
-/// The text for `key` in the user's language, in English where that language has none, and empty
-/// for an unknown key. UTF-8. Main thread.
+/// Returns the text for `key` in the user's language. Falls back to English for an unsupported
+/// language, and to an empty string for an unknown key. UTF-8. Main thread.
 std::string TVVorlaneLocalizedString(std::string_view key);

@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-// The application's log components; TVSSystemLog is the platform's own.
+// Log components of the application. TVSSystemLog belongs to the platform.
 inline constexpr std::string_view TVVLCommunication = "TVVLCommunication";
 inline constexpr std::string_view TVVLSession = "TVVLSession";
 inline constexpr std::string_view TVVLSessionManager = "TVVLSessionManager";

@@ -9,18 +9,19 @@
 #include "TVVorlane/TVVorlaneResourceLoadingMediaItem.h"
 #include "platform/media/TVSMediaItem.h"
 
-/// The sender's identifier of an item, a string.
+/// The sender's identifier of an item. A string.
 inline constexpr std::string_view TVVorlaneMediaItemMetadataUUID = "TVVorlaneMediaItemMetadataUUID";
 inline constexpr std::string_view TVVorlaneMediaItemMetadataInfoID =
     "TVVorlaneMediaItemMetadataInfoID";
 
-/// An item at a URL that a sender named.
+/// A media item that a sender has given by its URL.
 class TVVorlaneMediaItem final : public TVSURLMediaItem, public TVVorlaneResourceLoadingMediaItem {
  public:
   using TVSURLMediaItem::TVSURLMediaItem;
   std::string className() const override { return "TVVorlaneMediaItem"; }
 
-  /// The platform's TLS settings for a pre-shared key; nothing unless both are given.
+  /// Builds the platform's TLS settings for a pre-shared key. Returns nothing unless `identity` and
+  /// `psk` are both present.
   static std::optional<platform::Dictionary> sslPropertiesForIdentity(
       const platform::Value& identity, const platform::Value& psk);
 

@@ -11,7 +11,7 @@ using platform::Platform;
 using platform::Value;
 
 namespace {
-/// Fields that are given replace theirs, the others stay.
+/// Given fields are replaced, other fields are kept.
 constexpr int kMergePolicy = 0;
 }  // namespace
 
@@ -46,7 +46,7 @@ void TVVorlaneMetadataMonitor::updateWithParameters(const platform::Dictionary& 
   auto& nowPlaying = Platform::current().nowPlaying();
   nowPlaying.setNowPlayingInfo(info, kMergePolicy);
 
-  // Cut to an integer: at a rate of 0.5 the displays show a pause.
+  // Truncated to an integer: a rate of 0.5 is published as paused.
   const auto rate = info.number(platform::kNowPlayingPlaybackRate);
   const auto state = rate && rate->int64Value() != 0 ? platform::NowPlayingPlaybackState::Playing
                                                      : platform::NowPlayingPlaybackState::Paused;

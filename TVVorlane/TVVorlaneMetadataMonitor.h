@@ -2,17 +2,17 @@
 
 #include "platform/foundation/Value.h"
 
-/// Publishes what the box plays to the now-playing service. Class operations only. Main thread, but
-/// keyMap(), which any thread may call.
+/// Publishes metadata and position to the now-playing service. Static functions only. keyMap() is
+/// thread-safe; the other functions run on the main thread.
 class TVVorlaneMetadataMonitor {
  public:
   TVVorlaneMetadataMonitor() = delete;
 
-  /// From the sender's key to the now-playing service's field.
+  /// Maps the sender's keys to the fields of the now-playing service.
   static const platform::Dictionary& keyMap();
-  /// Publishes what the map knows and is not null, and the playback state: playing when the rate,
-  /// cut to an integer, is not 0.
+  /// Publishes the non-null parameters that keyMap() contains, and the playback state. The state is
+  /// "playing" if the rate, truncated to an integer, is not 0.
   static void updateWithParameters(const platform::Dictionary& parameters);
-  /// Publishes these two fields alone. `elapsedTime` in seconds.
+  /// Publishes only these two fields. `elapsedTime` is in seconds.
   static void updateWithElapsedTime(double elapsedTime, float playbackRate);
 };

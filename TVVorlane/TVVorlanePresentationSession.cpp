@@ -12,7 +12,7 @@ void TVVorlanePresentationSession::startWithOptions(const platform::Dictionary& 
     completion(std::nullopt, invalid);
     return;
   }
-  // "hasAudio" changes nothing: the receiver service plays the sound.
+  // "hasAudio" is ignored: the receiver service plays the audio.
   _sessionID = _sessionIDOf(options);
   _presentationView = std::make_shared<TVVorlanePresentationView>(platform::kScreenBounds);
 
@@ -20,7 +20,7 @@ void TVVorlanePresentationSession::startWithOptions(const platform::Dictionary& 
   if (const auto layer = _presentationView->presentationLayer()) {
     outInfo = platform::Dictionary{{"presentationLayer", layer}};
   }
-  // The layer goes back even when the presentation has failed.
+  // The layer is returned even if the presentation has failed.
   TVVorlaneSessionManager::sharedInstance()->registerSession(
       shared_from_this(), [outInfo, completion = std::move(completion)](const auto& error) {
         completion(outInfo, error);
@@ -31,7 +31,7 @@ bool TVVorlanePresentationSession::stopWithOptions(const platform::Value& option
                                                    std::optional<platform::Error>* error) {
   if (!TVVorlaneUtilities::validateParameters(options, error)) return false;
   const auto self = shared_from_this();
-  // The view may still be fading out when the session has let it go.
+  // The view may still be fading out after the session has released it.
   if (_presentationView) _presentationView->closeLayer();
   _presentationView = nullptr;
   TVVorlaneSessionManager::sharedInstance()->deregisterSession(self, true);

@@ -14,8 +14,8 @@ inline constexpr std::string_view TVVorlanePresentationShowProgressAction =
 inline constexpr std::string_view TVVorlanePresentationHideProgressAction =
     "TVVorlanePresentationHideProgressAction";
 
-/// A sender's mirrored screen: owns the surface into whose layer the receiver service draws, and
-/// returns that layer when it starts, as "presentationLayer". Main thread.
+/// Shows a sender's mirrored screen. Owns the view into whose layer the receiver service draws. The
+/// start completion returns that layer as "presentationLayer". Main thread.
 class TVVorlanePresentationSession final
     : public TVVorlaneSession,
       public std::enable_shared_from_this<TVVorlanePresentationSession> {
@@ -24,7 +24,7 @@ class TVVorlanePresentationSession final
 
   std::uint32_t sessionID() const override { return _sessionID; }
   std::int64_t sessionType() const override { return TVVorlaneSessionType::kPresentation; }
-  /// From start to stop.
+  /// Null before the start and after the stop.
   const std::shared_ptr<TVVorlanePresentationView>& presentationView() const {
     return _presentationView;
   }
@@ -37,7 +37,7 @@ class TVVorlanePresentationSession final
                      std::optional<platform::Error>* error) override;
   void userStop() override;
 
-  /// Reports what the user did on the remote.
+  /// Posts an event for a press or a swipe on the remote.
   void postUserEvent(const std::string& event, const std::optional<platform::Dictionary>& info) {
     _postEvent(event, info);
   }

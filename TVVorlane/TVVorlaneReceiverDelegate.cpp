@@ -26,7 +26,7 @@ namespace {
 constexpr std::string_view kReceiverQueueLabel = "quorin.tvvorlane.receiver";
 constexpr std::string_view kSessionIDKey = "sessionID";
 
-std::string logged(const Value& value) {
+std::string abbreviated(const Value& value) {
   return TVVorlaneUtilities::dataAbbreviatedDescription(value);
 }
 
@@ -42,8 +42,9 @@ void reportUserActivity() { Platform::current().systemService().triggerUserActiv
 
 }  // namespace
 
-/// A call on its way: what the main thread answers, and what the receiver queue waits for. Shared,
-/// since the completion of a start outlives a call whose main queue has ended.
+/// State of a running call. Shared between the main thread, which sets the result, and the receiver
+/// queue, which waits. A start completion may run after the call has returned because the main
+/// queue was closed.
 struct TVVorlaneReceiverDelegate::Call {
   Status status = kTVVorlaneStatusSuccess;
   std::optional<Dictionary> out;
@@ -69,24 +70,24 @@ Status TVVorlaneReceiverDelegate::_allowInterruption(std::optional<Dictionary>&)
   return kTVVorlaneStatusSuccess;
 }
 
-bool TVVorlaneReceiverDelegate::_mayInterrupt(Call& call) {
+bool TVVorlaneReceiverDelegate::_isInterruptionAllowed(Call& call) {
   call.status = _allowInterruption(call.out);
   if (call.status == kTVVorlaneStatusSuccess) return true;
   TVSLogNotice(TVVLCommunication, "Interruption not allowed");
   return false;
 }
 
-TVVorlaneReceiverDelegate::Outcome TVVorlaneReceiverDelegate::_runCall(
+TVVorlaneReceiverDelegate::CallResult TVVorlaneReceiverDelegate::_runCall(
     const std::function<void(const std::shared_ptr<Call>&)>& body) {
   const auto call = std::make_shared<Call>();
-  // The main queue takes nothing any more once the process is ending.
+  // The main queue accepts no work while the process is terminating.
   if (!Platform::current().mainQueue().sync([&] { body(call); }))
     return {kTVVorlaneStatusFailed, std::nullopt};
   call->group.wait();
   return {call->status, call->out};
 }
 
-Status TVVorlaneReceiverDelegate::_answer(const Outcome& outcome, Dictionary* outputParams) {
+Status TVVorlaneReceiverDelegate::_answer(const CallResult& outcome, Dictionary* outputParams) {
   if (outputParams) *outputParams = outcome.out.value_or(Dictionary());
   return outcome.status;
 }
@@ -119,7 +120,7 @@ Value TVVorlaneReceiverDelegate::vorlaneUIGetProperty(const std::string& propert
   TVSLogNotice(TVVLCommunication, "vorlaneUIGetProperty: %@", property);
   assertNotMain(__func__);
   Value result;
-  const Outcome outcome = _runCall([&](const std::shared_ptr<Call>& call) {
+  const CallResult outcome = _runCall([&](const std::shared_ptr<Call>& call) {
     const auto session = Manager::sharedInstance()->urlSessionWithID({});
     if (!session) {
       TVSLogNotice(TVVLCommunication, "No active session, could not get property: %@", property);
@@ -139,9 +140,9 @@ Value TVVorlaneReceiverDelegate::vorlaneUIGetProperty(const std::string& propert
 
 Status TVVorlaneReceiverDelegate::vorlaneUISetProperty(const std::string& property,
                                                        const Value& qualifier, const Value& value) {
-  TVSLogNotice(TVVLCommunication, "vorlaneUISetProperty (%@): %@", property, logged(value));
+  TVSLogNotice(TVVLCommunication, "vorlaneUISetProperty (%@): %@", property, abbreviated(value));
   assertNotMain(__func__);
-  const Outcome outcome = _runCall([&](const std::shared_ptr<Call>& call) {
+  const CallResult outcome = _runCall([&](const std::shared_ptr<Call>& call) {
     const auto session = Manager::sharedInstance()->urlSessionWithID({});
     if (!session) {
       TVSLogNotice(TVVLCommunication, "No active session, could not set property: %@", property);
@@ -151,7 +152,7 @@ Status TVVorlaneReceiverDelegate::vorlaneUISetProperty(const std::string& proper
     std::optional<Error> failure;
     if (!session->setProperty(property, qualifier, value, &failure)) {
       TVSLogNotice(TVVLCommunication, "Could not set property: %@ error: %@", property, failure);
-      // Unlike a stop, a write that fails without an error counts as done.
+      // A write that fails without an error succeeds. A stop that fails without an error does not.
       if (failure) call->status = statusOf(*failure);
     }
   });
@@ -161,9 +162,9 @@ Status TVVorlaneReceiverDelegate::vorlaneUISetProperty(const std::string& proper
 Status TVVorlaneReceiverDelegate::vorlaneUIPerform(const std::string& action,
                                                    const Dictionary& inputParams,
                                                    Dictionary* outputParams) {
-  TVSLogNotice(TVVLCommunication, "vorlaneUIPerform (%@): %@", action, logged(inputParams));
+  TVSLogNotice(TVVLCommunication, "vorlaneUIPerform (%@): %@", action, abbreviated(inputParams));
   assertNotMain(__func__);
-  const Outcome outcome = _runCall([&](const std::shared_ptr<Call>& call) {
+  const CallResult outcome = _runCall([&](const std::shared_ptr<Call>& call) {
     if (action == kTVVorlaneShowPINCommand || action == kTVVorlaneIncompatibleSenderCommand) {
       _performInfoAction(action, inputParams, call);
     } else if (action == kTVVorlaneHidePINCommand) {
@@ -214,34 +215,35 @@ void TVVorlaneReceiverDelegate::_performSessionAction(const std::string& action,
 
 Status TVVorlaneReceiverDelegate::vorlaneUIStartPresentation(const Dictionary& params,
                                                              Dictionary* outputParams) {
-  TVSLogNotice(TVVLCommunication, "vorlaneUIStartPresentation: %@", logged(params));
+  TVSLogNotice(TVVLCommunication, "vorlaneUIStartPresentation: %@", abbreviated(params));
   assertNotMain(__func__);
-  const Outcome outcome = _runCall([&](const std::shared_ptr<Call>& call) {
-    if (!_mayInterrupt(*call)) return;
+  const CallResult outcome = _runCall([&](const std::shared_ptr<Call>& call) {
+    if (!_isInterruptionAllowed(*call)) return;
     reportUserActivity();
     _startSession(std::make_shared<TVVorlanePresentationSession>(), params, call);
   });
   const Value out = outcome.out ? Value(*outcome.out) : Value();
-  TVSLogNotice(TVVLCommunication, "vorlaneUIStartPresentation (complete): %@ err:  %d", logged(out),
-               outcome.status);
+  TVSLogNotice(TVVLCommunication, "vorlaneUIStartPresentation (complete): %@ err:  %d",
+               abbreviated(out), outcome.status);
   return _answer(outcome, outputParams);
 }
 
 Status TVVorlaneReceiverDelegate::vorlaneUIStartVideo(const Dictionary& params,
                                                       Dictionary* outputParams) {
-  TVSLogNotice(TVVLCommunication, "vorlaneUIStartVideo: %@", logged(params));
+  TVSLogNotice(TVVLCommunication, "vorlaneUIStartVideo: %@", abbreviated(params));
   assertNotMain(__func__);
-  const Outcome outcome = _runCall([&](const std::shared_ptr<Call>& call) {
-    if (_mayInterrupt(*call)) _startSession(std::make_shared<TVVorlaneURLSession>(), params, call);
+  const CallResult outcome = _runCall([&](const std::shared_ptr<Call>& call) {
+    if (_isInterruptionAllowed(*call))
+      _startSession(std::make_shared<TVVorlaneURLSession>(), params, call);
   });
   return _answer(outcome, outputParams);
 }
 
 Status TVVorlaneReceiverDelegate::vorlaneUIStartAudio(const Dictionary& params,
                                                       Dictionary* outputParams) {
-  TVSLogNotice(TVVLCommunication, "vorlaneUIStartAudio: %@", logged(params));
+  TVSLogNotice(TVVLCommunication, "vorlaneUIStartAudio: %@", abbreviated(params));
   assertNotMain(__func__);
-  const Outcome outcome = _runCall([&](const std::shared_ptr<Call>& call) {
+  const CallResult outcome = _runCall([&](const std::shared_ptr<Call>& call) {
     _startSession(std::make_shared<TVVorlaneStreamingAudioSession>(), params, call);
   });
   return _answer(outcome, outputParams);
@@ -261,9 +263,9 @@ Status TVVorlaneReceiverDelegate::_stopSession(const SessionPtr& session,
 }
 
 Status TVVorlaneReceiverDelegate::vorlaneUIStopPresentation(const Dictionary& params) {
-  TVSLogNotice(TVVLCommunication, "vorlaneUIStopPresentation: %@", logged(params));
+  TVSLogNotice(TVVLCommunication, "vorlaneUIStopPresentation: %@", abbreviated(params));
   assertNotMain(__func__);
-  const Outcome outcome = _runCall([&](const std::shared_ptr<Call>& call) {
+  const CallResult outcome = _runCall([&](const std::shared_ptr<Call>& call) {
     const auto session =
         Manager::sharedInstance()->presentationSessionWithID(params.get(kSessionIDKey));
     call->status = _stopSession(session, "vorlaneUIStopPresentation:", params);
@@ -272,9 +274,9 @@ Status TVVorlaneReceiverDelegate::vorlaneUIStopPresentation(const Dictionary& pa
 }
 
 Status TVVorlaneReceiverDelegate::vorlaneUIStopAudio(const Dictionary& params) {
-  TVSLogNotice(TVVLCommunication, "vorlaneUIStopAudio: %@", logged(params));
+  TVSLogNotice(TVVLCommunication, "vorlaneUIStopAudio: %@", abbreviated(params));
   assertNotMain(__func__);
-  const Outcome outcome = _runCall([&](const std::shared_ptr<Call>& call) {
+  const CallResult outcome = _runCall([&](const std::shared_ptr<Call>& call) {
     const auto session =
         Manager::sharedInstance()->streamingSessionWithID(params.get(kSessionIDKey));
     call->status = _stopSession(session, "vorlaneUIStopAudio:", params);
@@ -283,9 +285,9 @@ Status TVVorlaneReceiverDelegate::vorlaneUIStopAudio(const Dictionary& params) {
 }
 
 Status TVVorlaneReceiverDelegate::vorlaneUIStopVideo(const Dictionary& params) {
-  TVSLogNotice(TVVLCommunication, "vorlaneUIStopVideo: %@", logged(params));
+  TVSLogNotice(TVVLCommunication, "vorlaneUIStopVideo: %@", abbreviated(params));
   assertNotMain(__func__);
-  const Outcome outcome = _runCall([&](const std::shared_ptr<Call>& call) {
+  const CallResult outcome = _runCall([&](const std::shared_ptr<Call>& call) {
     const auto session = Manager::sharedInstance()->urlSessionWithID(params.get(kSessionIDKey));
     call->status = _stopSession(session, "vorlaneUIStopVideo:", params);
   });
@@ -294,7 +296,7 @@ Status TVVorlaneReceiverDelegate::vorlaneUIStopVideo(const Dictionary& params) {
 
 Status TVVorlaneReceiverDelegate::_setShowsProgress(bool shows) {
   reportUserActivity();
-  const Outcome outcome = _runCall([&](const std::shared_ptr<Call>& call) {
+  const CallResult outcome = _runCall([&](const std::shared_ptr<Call>& call) {
     const std::string action(shows ? TVVorlanePresentationShowProgressAction
                                    : TVVorlanePresentationHideProgressAction);
     std::optional<Error> failure;
@@ -333,7 +335,8 @@ Status TVVorlaneReceiverDelegate::vorlaneUIUpdateAudioProgress(double elapsed, d
   assertNotMain(__func__);
   const double roundedElapsed = std::round(elapsed);
   const double roundedDuration = std::round(duration);
-  // Reports come many times a second; the main thread is woken for whole seconds only.
+  // Progress reports arrive many times per second. Only whole seconds are forwarded, to save
+  // wakeups of the main thread.
   if (roundedElapsed == _lastElapsedTime && roundedDuration == _lastDuration)
     return kTVVorlaneStatusSuccess;
   _runCall([&](const std::shared_ptr<Call>&) {

@@ -11,27 +11,28 @@
 #include "platform/foundation/queues/Queue.h"
 #include "platform/services/VorlaneReceiverUIDelegate.h"
 
-/// The one object through which the receiver service reaches the application.
+/// The interface between the receiver service and the application.
 ///
-/// Every call is logged, carried to the main thread, answered by a session, and returns a status;
-/// start calls and the PIN actions keep the receiver queue until the session's start completion has
-/// run. Events of the sessions go the other way, asynchronously on the receiver queue, so that one
-/// that is posted while a call waits is delivered after that call, in order.
+/// Each call is logged, runs on the main thread and returns a status. Start calls and the PIN
+/// actions block the receiver queue until the start completion of the session has run. Session
+/// events are posted asynchronously on the receiver queue. An event that is posted during a call is
+/// therefore delivered after that call, in order.
 ///
-/// Threads: the fourteen calls on the receiver queue (asserted not to be the main thread),
-/// session() on the main thread (asserted). Lifetime: one a process, never torn down while it runs.
+/// Threads: the fourteen calls run on the receiver queue and assert that this is not the main
+/// thread. session() runs on the main thread, also asserted. Lifetime: one per process, never
+/// destroyed while the process runs.
 class TVVorlaneReceiverDelegate final
     : public platform::Object,
       public VorlaneReceiverUIDelegate,
       public TVVorlaneSessionDelegate,
       public std::enable_shared_from_this<TVVorlaneReceiverDelegate> {
  public:
-  /// Makes it and registers it with the receiver service. Main thread.
+  /// Creates the delegate and registers it with the receiver service. Main thread.
   static std::shared_ptr<TVVorlaneReceiverDelegate> make();
   std::string className() const override { return "TVVorlaneReceiverDelegate"; }
 
   const std::shared_ptr<platform::SerialQueue>& receiverQueue() const { return _receiverQueue; }
-  /// Seconds, as last passed on. Receiver queue.
+  /// Progress of the audio stream in whole seconds, as last forwarded. Receiver queue.
   double lastElapsedTime() const { return _lastElapsedTime; }
   double lastDuration() const { return _lastDuration; }
 
@@ -61,8 +62,8 @@ class TVVorlaneReceiverDelegate final
 
  private:
   struct Call;
-  /// What a call has come to.
-  struct Outcome {
+  /// The result of a call.
+  struct CallResult {
     Status status = 0;
     std::optional<platform::Dictionary> out;
   };
@@ -71,17 +72,18 @@ class TVVorlaneReceiverDelegate final
   TVVorlaneReceiverDelegate();
   void _init();
 
-  /// Whether a new video or presentation may interrupt what plays: 0, always.
+  /// Always returns 0: a new video or presentation may interrupt the current one.
   static Status _allowInterruption(std::optional<platform::Dictionary>& outputParams);
 
-  /// Asks _allowInterruption(), and logs a refusal.
-  static bool _mayInterrupt(Call& call);
+  /// Returns whether _allowInterruption() permits the call. Logs a refusal.
+  static bool _isInterruptionAllowed(Call& call);
 
-  /// Runs `body` on the main thread, and waits for the session that it may have started.
-  static Outcome _runCall(const std::function<void(const std::shared_ptr<Call>&)>& body);
-  /// Hands the out dictionary over, empty where there is none, and returns the status.
-  static Status _answer(const Outcome& outcome, platform::Dictionary* outputParams);
-  /// The call waits until `started` has been called.
+  /// Runs `body` on the main thread. Blocks until the session that it started, if any, has
+  /// completed its start.
+  static CallResult _runCall(const std::function<void(const std::shared_ptr<Call>&)>& body);
+  /// Stores the output dictionary, or an empty one, in `outputParams`. Returns the status.
+  static Status _answer(const CallResult& outcome, platform::Dictionary* outputParams);
+  /// Starts `session`. `call` completes after `started` has returned.
   void _startAndWait(const SessionPtr& session, const platform::Dictionary& options,
                      const std::shared_ptr<Call>& call,
                      std::function<void(const std::optional<platform::Dictionary>& outInfo,

@@ -5,8 +5,7 @@
 #include "TVVorlane/TVVorlaneResourceLoadingMediaItemDelegate.h"
 #include "platform/media/TVSMediaItem.h"
 
-/// A media item that passes the player's resource requests on to a delegate, which it reads at the
-/// time of each request. Main thread.
+/// A media item that forwards the player's resource requests to a delegate. Main thread.
 class TVVorlaneResourceLoadingMediaItem {
  public:
   virtual ~TVVorlaneResourceLoadingMediaItem() = default;
@@ -20,8 +19,8 @@ class TVVorlaneResourceLoadingMediaItem {
   }
 
  protected:
-  /// The road of every request, whichever kind of item it came to. False for a request that has no
-  /// identifier, which the delegate does not see.
+  /// Forwards `request` to the delegate. Returns false for a request without an identifier, which
+  /// is not forwarded.
   bool _forwardRequest(TVSMediaItem& item,
                        const std::shared_ptr<TVSResourceLoadingRequest>& request) const;
 

@@ -6,11 +6,11 @@
 
 class TVSMediaItem;
 
-/// Is handed what the player could not load itself. Main thread.
+/// Receives the requests for resources that the player cannot load itself. Main thread.
 class TVVorlaneResourceLoadingMediaItemDelegate {
  public:
   virtual ~TVVorlaneResourceLoadingMediaItemDelegate() = default;
-  /// `request` has an identifier; a content key is a TVSSecureKeyRequest.
+  /// `request` has an identifier. A request for a content key is a TVSSecureKeyRequest.
   virtual void mediaItem(TVSMediaItem& item,
                          const std::shared_ptr<TVSResourceLoadingRequest>& didRequestResource) = 0;
 };

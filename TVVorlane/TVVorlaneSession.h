@@ -12,7 +12,7 @@
 #include "platform/foundation/Value.h"
 #include "platform/foundation/log/LogFormat.h"
 
-/// What a session is; the numbers are those of TVVorlaneSession::sessionType().
+/// Values of TVVorlaneSession::sessionType().
 namespace TVVorlaneSessionType {
 inline constexpr std::int64_t kStreamingAudio = 0;
 inline constexpr std::int64_t kPresentation = 1;
@@ -22,17 +22,18 @@ inline constexpr std::int64_t kPin = 4;
 inline constexpr std::int64_t kDialog = 5;
 }  // namespace TVVorlaneSessionType
 
-/// Anything that a sender has going on the box.
+/// Base class of everything that a sender starts on the box: video, audio, mirroring, a PIN or a
+/// dialog.
 ///
-/// Workflow: make it, set its delegate, startWithOptions(); it registers itself with the session
-/// manager and calls the start completion, exactly once, when the manager says that it is on screen
-/// (or at once when its options are not valid). stopWithOptions() ends it and deregisters it
-/// immediately; userStop() tells the sender that the user ended it.
+/// Usage: create the session, set its delegate, call startWithOptions(). The session registers
+/// itself with the session manager. The start completion runs exactly once: when the session is on
+/// screen, or at once if the options are invalid. stopWithOptions() ends the session and
+/// deregisters it immediately. userStop() reports to the sender that the user has ended the
+/// session.
 ///
-/// Properties and actions that a kind of session does not support answer none or false without an
-/// error, which is what the operations do that it leaves as they are.
+/// The default implementations of properties and actions return none or false, without an error.
 ///
-/// Threads: main. Lifetime: the session manager owns what is registered.
+/// Threads: main. Lifetime: the session manager owns registered sessions.
 class TVVorlaneSession : public platform::Object {
  public:
   using StartCompletion = std::function<void(const std::optional<platform::Dictionary>& outInfo,
@@ -41,7 +42,7 @@ class TVVorlaneSession : public platform::Object {
   virtual std::uint32_t sessionID() const = 0;
   virtual std::int64_t sessionType() const = 0;
 
-  /// Set by the manager when the session is deregistered with delay: it is no longer shown.
+  /// The manager sets this on a delayed deregistration. A deactivated session is not shown.
   bool deactivated() const { return _deactivated; }
   void setDeactivated(bool deactivated) { _deactivated = deactivated; }
 
@@ -72,18 +73,18 @@ class TVVorlaneSession : public platform::Object {
   }
   virtual void userStop() = 0;
 
-  /// The default description and the identifier.
+  /// Appends the session ID to the default description.
   std::string description() const override {
     return platform::formatLog("%@ ID: %u", Object::description(), sessionID());
   }
 
  protected:
-  /// What start options hold under "sessionID"; 0 without a number.
+  /// Returns the number under "sessionID", or 0 if there is none.
   static std::uint32_t _sessionIDOf(const platform::Dictionary& options) {
     const auto number = options.number("sessionID");
     return number ? number->wrappedUInt32Value() : 0;
   }
-  /// Reports to the delegate, where there is one.
+  /// Posts an event to the delegate, if one is set.
   void _postEvent(const std::string& event,
                   const std::optional<platform::Dictionary>& info = std::nullopt) {
     if (auto delegate = _delegate.lock()) delegate->session(*this, event, info);

@@ -7,7 +7,7 @@
 
 class TVVorlaneSession;
 
-/// Hears what a session has to tell its sender. Main thread.
+/// Receives the events that a session posts to its sender. Main thread.
 class TVVorlaneSessionDelegate {
  public:
   virtual ~TVVorlaneSessionDelegate() = default;

@@ -36,10 +36,10 @@ constexpr std::string_view kErrorKey = "Error";
 
 /// Time for the sender to stop a session that the user has stopped on the box.
 constexpr auto kDelayedDeregistration = 5s;
-/// Each has a player with threads and memory of its own.
-constexpr std::size_t kMostSessions = 16;
+/// Limits threads and memory: each session may own a player.
+constexpr std::size_t kMaxSessions = 16;
 
-/// Carries an error through an event's user info.
+/// Wraps an error, so that the user info of an event can hold it.
 class ErrorObject final : public platform::Object {
  public:
   explicit ErrorObject(platform::Error error) : _error(std::move(error)) {}
@@ -117,10 +117,10 @@ void TVVorlaneSessionManager::deregisterSession(const SessionPtr& session, bool 
       .mainQueue()
       .after(kDelayedDeregistration,
              [weak = std::weak_ptr(session)] {
-               if (auto stillThere = weak.lock()) {
+               if (auto existing = weak.lock()) {
                  TVSLogNotice(TVVLSessionManager, "Timed out, manually deregistering session: %@",
-                              stillThere);
-                 stillThere->stopWithOptions({}, nullptr);
+                              existing);
+                 existing->stopWithOptions({}, nullptr);
                }
              })
       .detach();
@@ -200,10 +200,10 @@ void TVVorlaneSessionManager::_updatePresentedViewController() {
 }
 
 void TVVorlaneSessionManager::_stopExcessSessions() {
-  // A copy, since a session that is stopped leaves the list.
+  // Iterates over a copy, because stopping a session removes it from _sessions.
   for (const SessionPtr& session : activeSessions()) {
-    if (_sessions.size() <= kMostSessions) return;
-    // The last of each type is what is shown and heard.
+    if (_sessions.size() <= kMaxSessions) return;
+    // The last active session of each type is presented. It must not be stopped.
     if (session == _sessionOfType(session->sessionType(), {}, true)) continue;
     TVSLogNotice(TVVLSessionManager, "There are %lu sessions, stop the oldest: %@",
                  _sessions.size(), session);
@@ -213,7 +213,7 @@ void TVVorlaneSessionManager::_stopExcessSessions() {
 
 void TVVorlaneSessionManager::_callPendingCompletionHandlersWithError(
     const std::optional<platform::Error>& error) {
-  // What the callbacks register stays pending.
+  // Handlers that are registered by a callback stay pending.
   for (const auto& [session, handler] : std::exchange(_pendingCompletionHandlers, {}))
     handler(error);
 }
@@ -248,9 +248,9 @@ std::string TVVorlaneSessionManager::_handleForegroundUpdate() {
     _callPendingCompletionHandlersWithError(std::nullopt);
     return std::string(kMovingToBackground);
   }
-  if (_mediaViewController->presentationEnds()) {
-    // The host ends the presentation, and an active session was never shown in it. The session and
-    // the pending completions wait for the next presentation; see docs/architecture.md.
+  if (_mediaViewController->isPresentationEnding()) {
+    // The host is ending the presentation, and the active session was not shown in it. The session
+    // and its pending completion wait for the next presentation; see docs/architecture.md.
     _clearSlots();
     return std::string(kMovingToBackground);
   }
@@ -278,7 +278,7 @@ std::string TVVorlaneSessionManager::_cleanupWithError(
     const std::optional<platform::Error>& error) {
   TVSLogNotice(TVVLSessionManager, "Cleaning up:  %@", error);
   _callPendingCompletionHandlersWithError(error);
-  // A PIN stays registered: it times out by itself.
+  // A PIN session is not stopped here. It ends by its own timeout.
   for (const auto type : {Type::kDialog, Type::kPresentation, Type::kVideo}) {
     if (const auto session = _sessionOfType(type, {}, true)) session->userStop();
   }

@@ -18,22 +18,22 @@ class TVVorlanePresentationSession;
 class TVVorlaneStreamingAudioSession;
 class TVVorlaneURLSession;
 
-/// Posted on the process-wide notification centre, without sender or info, when a session was
-/// registered or deregistered immediately.
+/// Posted on the process-wide notification center, without sender and info, after a session has
+/// been registered or immediately deregistered.
 inline constexpr std::string_view TVVorlaneSessionManagerActiveSessionsDidChangeNotification =
     "TVVorlaneSessionManagerActiveSessionsDidChangeNotification";
 
-/// The one registry of sessions, and the state machine that has the root view controller presented
-/// while there is something to show.
+/// Registry of all sessions, with a state machine that presents the root view controller while a
+/// session has something to show.
 ///
-/// A session registers itself with a completion. The manager gathers all changes of a turn, and by
-/// the state it is in asks the view-service host for a presentation, fills the root view
-/// controller's slots (the last registered active session of each kind), or dismisses it. A
-/// completion is called once: when the screen is as the sessions want it, with the error when the
-/// presentation failed.
+/// A session registers itself with a completion. The manager coalesces the changes of one
+/// main-queue turn. Depending on its state it then requests a presentation from the view-service
+/// host, fills the slots of the root view controller with the last registered active session of
+/// each kind, or dismisses the controller. A completion runs once: when the screen shows the
+/// current sessions, or with an error if the presentation has failed.
 ///
-/// Threads: main, no locks. Lifetime: one a process, made on first use; it owns the registered
-/// sessions and, while it is presented, the root view controller.
+/// Threads: main, no locks. Lifetime: one per process, created on first use. It owns the registered
+/// sessions and, during a presentation, the root view controller.
 class TVVorlaneSessionManager : public platform::Object,
                                 public TVVorlaneMediaViewControllerDelegate,
                                 public std::enable_shared_from_this<TVVorlaneSessionManager> {
@@ -41,23 +41,23 @@ class TVVorlaneSessionManager : public platform::Object,
   using RegistrationCompletion = std::function<void(const std::optional<platform::Error>& error)>;
 
   static std::shared_ptr<TVVorlaneSessionManager> sharedInstance();
-  /// For sharedInstance() alone.
+  /// Used by sharedInstance() only.
   TVVorlaneSessionManager();
 
   std::string className() const override { return "TVVorlaneSessionManager"; }
 
-  /// A second registration of the same session stands twice and replaces its completion.
+  /// Registering a session again adds a second entry and replaces its pending completion.
   void registerSession(const std::shared_ptr<TVVorlaneSession>& session,
                        RegistrationCompletion withCompletionHandler);
-  /// Immediately: the session leaves the registry. Otherwise it is deactivated at once and, if it
-  /// still exists 5 s later, stopped. Its pending completion stays either way.
+  /// If `immediately` is true, the session is removed. Otherwise it is deactivated now and, if it
+  /// still exists after 5 s, stopped. A pending completion is kept in both cases.
   void deregisterSession(const std::shared_ptr<TVVorlaneSession>& session, bool immediately);
 
-  /// All registered sessions, deactivated ones included, in the order of registration.
+  /// All registered sessions in the order of registration, including deactivated ones.
   std::vector<std::shared_ptr<TVVorlaneSession>> activeSessions() const { return _sessions; }
 
-  // The last registered session of the kind, deactivated ones included. `sessionID` is a number, or
-  // none for any; what is neither names no session.
+  // Return the last registered session of a kind, including deactivated ones. `sessionID` is a
+  // number, or none for any session. Any other type matches no session.
   std::shared_ptr<TVVorlaneInfoSession> infoSessionWithID(const platform::Value& sessionID) const;
   std::shared_ptr<TVVorlanePresentationSession> presentationSessionWithID(
       const platform::Value& sessionID) const;

@@ -77,7 +77,7 @@ std::shared_ptr<TVSStoreDataItem> TVVorlaneStoreMediaItem::_dataItemForParameter
     record->setProperty(platform::kStoreCloudLibraryIdentifier, std::int32_t{0});
   }
   record->setProperty(platform::kStorePlaybackURL, params.get("Content-Location"));
-  // The record has no property of its own for the inherited query component.
+  // The record has no separate property for the inherited query component.
   record->setProperty(platform::kStoreIsStreaming,
                       params.get("inheritURIQueryComponentFromReferencingURI"));
   record->setProperty(platform::kStoreMediaType, mediaType(params.boolean("audioOnly"), kind));

@@ -7,7 +7,7 @@
 #include "TVVorlane/TVVorlaneResourceLoadingMediaItem.h"
 #include "platform/media/TVSStoreMediaItem.h"
 
-/// A purchase from the store that the sender owns, made from the start parameters.
+/// A purchase of the sender from the store, created from the start parameters.
 class TVVorlaneStoreMediaItem final : public TVSStoreMediaItem,
                                       public TVVorlaneResourceLoadingMediaItem {
  public:
@@ -17,9 +17,9 @@ class TVVorlaneStoreMediaItem final : public TVSStoreMediaItem,
   static std::shared_ptr<TVSStoreDataItem> _dataItemForParameters(
       const platform::Dictionary& params);
 
-  /// As the base class says, but never cached in the background.
+  /// Like the base class, but never allows background caching.
   bool hasTrait(std::string_view trait) const override;
-  /// Fills what `to` lacks from `from`; what `to` has wins.
+  /// Copies from `from` the properties that `to` does not have.
   void mergePropertiesFromDataItem(const std::shared_ptr<TVSStoreDataItem>& from,
                                    const std::shared_ptr<TVSStoreDataItem>& to) override;
 

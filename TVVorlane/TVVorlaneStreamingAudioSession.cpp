@@ -17,9 +17,9 @@ constexpr std::string_view kPreventNotification = "quorin.vorlane.playbackPreven
 constexpr std::string_view kAllowNotification = "quorin.vorlane.playbackAllow";
 constexpr auto kPreventionTime = 15s;
 
-/// Takes the assertion and keeps new playback out. The words of the two warnings are the wrong way
-/// round; they are what people look for in these logs.
-void preventPlaybackForAWhile() {
+/// Prevents playback for kPreventionTime. "Set" and "Unset" are swapped in the two warnings. They
+/// are kept, because existing log searches rely on them.
+void preventPlaybackTemporarily() {
   auto& platform = Platform::current();
   std::uint32_t assertion = 0;
   const std::uint32_t status = platform.powerManager().createAssertion(
@@ -32,7 +32,7 @@ void preventPlaybackForAWhile() {
     return;
   }
   if (!platform.systemNotifications().post(kPreventNotification)) {
-    // The assertion stays: the box must not fall asleep in a state that nobody knows.
+    // The assertion is kept: the device must not sleep while its playback state is unknown.
     TVSLogError(TVSSystemLog, "PM: *** Failed to stop Vorlane activity ***");
     return;
   }
@@ -98,5 +98,5 @@ void TVVorlaneStreamingAudioSession::_deviceWillSleep() {
   _postEvent("stopAudio", info);
   _postEvent("userStop", info);
   Platform::current().systemNotifications().post(kStopNotification);
-  preventPlaybackForAWhile();
+  preventPlaybackTemporarily();
 }

@@ -9,26 +9,26 @@
 #include "TVVorlane/TVVorlaneSession.h"
 #include "platform/foundation/Token.h"
 
-/// The one property that can be set: where the stream is.
+/// The only writable property: the position of the stream.
 inline constexpr std::string_view TVVorlaneStreamingAudioTimeDataKey =
     "TVVorlaneStreamingAudioTimeDataKey";
-/// The distributed notification that passes it on.
+/// The distributed notification that forwards this property.
 inline constexpr std::string_view TVVorlaneTimeNotificationName = "TVVorlaneTimeNotificationName";
 
-/// Audio that the receiver service receives and plays: this session makes the stream known, passes
-/// its progress on to other processes, and when the device goes to sleep tells the sender to stop
-/// and keeps new playback out for 15 s. Nothing of it is shown. Main thread.
+/// Audio that the receiver service receives and plays itself. The session registers the stream and
+/// forwards its progress to other processes. When the device goes to sleep, it posts the stop
+/// events to the sender and prevents new playback for 15 s. It shows nothing. Main thread.
 class TVVorlaneStreamingAudioSession final
     : public TVVorlaneSession,
       public std::enable_shared_from_this<TVVorlaneStreamingAudioSession> {
  public:
-  /// Hears of the device's sleep from now until its end.
+  /// Observes the sleep notification for the lifetime of the session.
   TVVorlaneStreamingAudioSession();
   std::string className() const override { return "TVVorlaneStreamingAudioSession"; }
 
   std::uint32_t sessionID() const override { return _sessionID; }
   std::int64_t sessionType() const override { return TVVorlaneSessionType::kStreamingAudio; }
-  /// From start to stop.
+  /// Set from start to stop.
   const std::optional<platform::Dictionary>& initialOptions() const { return _initialOptions; }
 
   void startWithOptions(const platform::Dictionary& options, StartCompletion completion) override;

@@ -1,4 +1,4 @@
-// The sender's names for what a URL session can be asked and told: properties and actions.
+// Properties and actions of a URL session, by the sender's names.
 
 #include <array>
 
@@ -24,10 +24,9 @@ using OptionalError = std::optional<Error>;
 OptionalError badValue() { return Error::status(kTVVorlaneStatusBadValue); }
 OptionalError wrongType() { return Error::status(kTVVorlaneStatusWrongType); }
 
-/// A track number, plain or under "qualifier".
+/// A track ID, given directly or under "qualifier".
 struct TrackQualifier {
-  std::optional<std::uint32_t>
-      trackID;  ///< none: a dictionary that names no track, which is no error
+  std::optional<std::uint32_t> trackID;  ///< nothing if the dictionary has no "qualifier"
   bool valid = false;
 };
 
@@ -41,8 +40,8 @@ TrackQualifier trackQualifier(const Value& qualifier) {
   return {number.asNumber()->uint32Value(), true};
 }
 
-/// How a property is written that needs a value of one kind and nothing else. The kinds that the
-/// shared type table does not know are checked here.
+/// Writes one property that accepts a single type. Checks the types that validateParameters() does
+/// not cover.
 struct Writer {
   std::string_view property;
   OptionalError (*write)(TVSPlayer& player, const Value& value);
@@ -50,7 +49,7 @@ struct Writer {
 
 template <auto Set>
 OptionalError writeEndTime(TVSPlayer& player, const Value& value) {
-  // No time is an invalid time, which is accepted and changes nothing.
+  // None is an invalid time, which is accepted and ignored.
   if (value.isNone()) return std::nullopt;
   if (!value.asDictionary()) return wrongType();
   const auto time = MediaTime::fromDictionary(*value.asDictionary());
@@ -197,7 +196,7 @@ OptionalError TVVorlaneURLSession::_setPosition(const Value& qualifier,
 }
 
 void TVVorlaneURLSession::_publishMetadata(Dictionary metadata) {
-  // The player knows better than the sender where it is.
+  // The player's position and rate are more accurate than the sender's.
   metadata.set("elapsedTime", _player->elapsedTime());
   metadata.set("rate", _player->rate());
   TVVorlaneMetadataMonitor::updateWithParameters(metadata);
@@ -235,7 +234,7 @@ bool TVVorlaneURLSession::isFatalAction(const std::string& action,
                                         const Dictionary& options) const {
   if (!_player) return false;
   if (action == "playlistRemove") {
-    // An item or identifier of the wrong type is refused by the validation.
+    // Values of the wrong type fail the validation and do not reach the assertion.
     const Value item = options.get("item");
     const auto* info = item.asDictionary();
     return item.isNone() || (info && !info->contains("uuid"));
@@ -262,14 +261,14 @@ OptionalError TVVorlaneURLSession::_perform(const std::string& action, const Dic
   } else if (action == "playlistRemove") {
     failure = _removePlaylistItem(options);
   }
-  // An action that this box does not know is no error: senders are newer than boxes.
+  // Unknown actions succeed, so that newer senders work with older boxes.
   return failure;
 }
 
 OptionalError TVVorlaneURLSession::_insertPlaylistItem(const Dictionary& options) {
   OptionalError failure;
   const Value item = options.get("item");
-  // "item" is looked at twice, and "afterItem" never: whatever it holds, the insert succeeds.
+  // Validates "item" twice, and "afterItem" never. An insert with an invalid "afterItem" succeeds.
   if (TVVorlaneUtilities::validateParameters(item, &failure) &&
       TVVorlaneUtilities::validateParameters(item, &failure)) {
     _insertItemWithInfo(item.asDictionary() ? *item.asDictionary() : Dictionary(),
@@ -291,7 +290,7 @@ OptionalError TVVorlaneURLSession::_removePlaylistItem(const Dictionary& options
 }
 
 void TVVorlaneURLSession::_insertItemWithInfo(const Dictionary& item, const Value&) {
-  // Wherever the sender wants it, an insert appends: senders insert in playing order.
+  // Always appends. Senders insert items in playback order.
   const auto mediaItem = _mediaItemForParameters(_parametersWithAddedSessionOptions(item));
   _becomeResourceLoadingDelegateOf(mediaItem);
   _playlist->appendMediaItem(mediaItem);
@@ -303,7 +302,7 @@ bool TVVorlaneURLSession::_removeItemWithInfo(const Dictionary& item, OptionalEr
   const auto& tracks = _playlist->trackList();
   for (std::size_t index = 0; index < tracks.size(); ++index) {
     if (!tracks[index]->metadataEquals(TVVorlaneMediaItemMetadataUUID, *uuid)) continue;
-    // A request of the removed item may still be under way.
+    // A request of the removed item may still be outstanding.
     _becomeResourceLoadingDelegateOf(tracks[index]);
     _playlist->removeMediaItemAtIndex(index);
     return true;

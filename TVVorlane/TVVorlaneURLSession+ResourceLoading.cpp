@@ -1,5 +1,5 @@
-// What the player cannot load itself: reported to the sender, kept outstanding, finished by its
-// answer.
+// Requests that the player cannot load itself. They are sent to the sender and stay outstanding
+// until it answers.
 
 #include "TVVorlane/TVVorlaneLogComponents.h"
 #include "TVVorlane/TVVorlaneStatusCodes.h"
@@ -21,7 +21,7 @@ bool isRedirect(int status) {
   return status == 301 || status == 302 || status == 303 || status == 305;
 }
 
-/// The sender's answer; what is of the wrong type counts as absent.
+/// The sender's answer. A value of the wrong type is treated as missing.
 struct FailedURLResponse {
   explicit FailedURLResponse(const Dictionary& options)
       : identifier(options.number("FCUP_Response_RequestID")),
@@ -64,7 +64,7 @@ void TVVorlaneURLSession::mediaItem(
 
 std::shared_ptr<TVSResourceLoadingRequest> TVVorlaneURLSession::_outstandingRequest(
     const platform::Number& identifier) const {
-  // A number that does not survive the conversion would name another request.
+  // Rejects a number that does not fit into 64 bits, because it would match a different request.
   const std::uint64_t key = identifier.uint64Value();
   if (platform::Number(key) != identifier) return nullptr;
   const auto found = _resourceLoadingRequests.find(key);
@@ -104,7 +104,7 @@ bool TVVorlaneURLSession::_handleFailedURLResponseWithOptions(const Dictionary& 
   if (!answer.data && answer.status == 0) return fail(urlError(-1));
   const auto request = _outstandingRequest(*answer.identifier);
   if (!request) return fail(Error::status(kTVVorlaneStatusNotFound));
-  // Out of the map first: the player may ask for more while this one is completed.
+  // Removed first, because the player may add a request while this one completes.
   _resourceLoadingRequests.erase(*request->requestID());
   answer.complete(*request);
   return true;

@@ -77,7 +77,7 @@ void TVVorlaneURLSession::startWithOptions(const Dictionary& options, StartCompl
   }
   _initialRequest = options;
   if (!options.contains("Content-Location")) {
-    // Not completed: the receiver service must not have let this in.
+    // Not completed. The receiver service must reject such a call.
     TVSLogNotice(TVVLSession, "### Vorlane no URL in params:\n%@", options);
     return;
   }
@@ -142,7 +142,7 @@ std::shared_ptr<TVSMediaItem> TVVorlaneURLSession::_mediaItemForParameters(
                       secondsOfTimeDictionary(params, "forwardEndTime"));
     item->setMetadata(platform::kMediaItemReverseEndTime,
                       secondsOfTimeDictionary(params, "reverseEndTime"));
-    // A music purchase that is not said to be audio only is typed as video.
+    // A music purchase without "audioOnly" is typed as video.
     item->setMetadata(platform::kMediaItemMediaType, params.boolean("audioOnly")
                                                          ? platform::kMediaItemMediaTypeMusic
                                                          : platform::kMediaItemMediaTypeVideo);
@@ -154,7 +154,7 @@ std::shared_ptr<TVSMediaItem> TVVorlaneURLSession::_mediaItemForParameters(
 std::shared_ptr<TVSPlayer> TVVorlaneURLSession::_playerForParameters(
     const Dictionary& params, const std::shared_ptr<TVSPlaylist>& playlist) {
   auto player = std::make_shared<TVSPlayer>(std::string(TVVorlaneURLPlayerName));
-  // Only a request that says "not audio only" lets the player publish by itself.
+  // The player publishes now-playing info itself only if "audioOnly" is present and false.
   const auto audioOnly = params.number("audioOnly");
   player->setUpdatesNowPlayingInfoAutomatically(audioOnly && !audioOnly->boolValue());
   player->setHandlesRemoteCommandsWithoutNowPlayingInfo(true);
@@ -165,11 +165,11 @@ std::shared_ptr<TVSPlayer> TVVorlaneURLSession::_playerForParameters(
   }
   const auto startDate = params.date("Start-Date");
   if (startDate) player->setPlaybackDate(*startDate);
-  // An estimated date only asks for the start date once more.
+  // An estimated date applies the start date a second time.
   if (params.contains("Start-Estimated-Date") && startDate) player->setPlaybackDate(*startDate);
   if (const auto muted = params.number("muted")) player->setMuted(muted->boolValue());
   if (const auto volume = params.number("volume")) player->setVolume(volume->floatValue());
-  // Last, since loading begins with it.
+  // Last, because this starts loading.
   player->setPlaylist(playlist);
   return player;
 }

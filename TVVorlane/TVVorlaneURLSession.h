@@ -15,16 +15,16 @@
 #include "platform/media/TVSPlayer.h"
 #include "platform/media/TVSPlaylist.h"
 
-/// Plays what a sender names by URL: one video, an audio-only stream, a purchase, or a playlist
-/// that the sender grows item by item.
+/// Plays media that a sender gives by URL: a video, an audio-only stream, a purchase, or a playlist
+/// that the sender extends item by item.
 ///
-/// Workflow: startWithOptions() makes the item, the playlist and the player, which loads at once,
-/// and registers the session; when it is on screen the requested rate is applied and the start
-/// completion is called. Start parameters without a "Content-Location" are never completed: whoever
-/// lets senders in refuses them first. What happens to the player is posted to the delegate as
-/// events; properties and actions steer it. stopWithOptions() lets everything go.
+/// Usage: startWithOptions() creates the item, the playlist and the player, and registers the
+/// session. Loading begins at once. When the session is on screen, the requested rate is applied
+/// and the start completion runs. Start parameters without a "Content-Location" are never
+/// completed, so the door must reject them before. Player changes are posted to the delegate as
+/// events. stopWithOptions() releases the player.
 ///
-/// Threads: main. Lifetime: the session manager owns it while it is registered.
+/// Threads: main. Lifetime: the session manager owns the session while it is registered.
 class TVVorlaneURLSession : public TVVorlaneSession,
                             public TVSPlayerPlaybackDelegate,
                             public TVVorlaneResourceLoadingMediaItemDelegate,
@@ -36,7 +36,7 @@ class TVVorlaneURLSession : public TVVorlaneSession,
 
   // TVVorlaneSession
   std::uint32_t sessionID() const override { return _sessionID; }
-  /// Audio only or video, by audioOnly().
+  /// kAudioOnly if audioOnly(), otherwise kVideo.
   std::int64_t sessionType() const override;
   void startWithOptions(const platform::Dictionary& options, StartCompletion completion) override;
   bool stopWithOptions(const platform::Value& options,
@@ -50,11 +50,11 @@ class TVVorlaneURLSession : public TVVorlaneSession,
                      std::optional<platform::Error>* error) override;
   void userStop() override;
 
-  /// Whether performAction() would end the process with an assertion.
+  /// True if performAction() with these arguments would fail an assertion and end the process.
   bool isFatalAction(const std::string& action, const platform::Dictionary& options) const;
 
   const std::shared_ptr<TVSPlayer>& player() const { return _player; }
-  /// The old player is stopped and invalidated.
+  /// Stops and invalidates the previous player.
   void setPlayer(std::shared_ptr<TVSPlayer> player);
   const std::shared_ptr<TVSPlaylist>& playlist() const { return _playlist; }
   bool stoppedDueToUser() const { return _stoppedDueToUser; }
@@ -65,8 +65,8 @@ class TVVorlaneURLSession : public TVVorlaneSession,
     return _resourceLoadingRequests;
   }
 
-  // TVSPlayerPlaybackDelegate: the sender decides, so everything is allowed but a change of media,
-  // which is only reported.
+  // TVSPlayerPlaybackDelegate. The sender controls playback, so every request is allowed except a
+  // change of media, which is only reported to the sender.
   bool playerShouldSeekToTime(TVSPlayer& player, double seconds,
                               const std::optional<platform::Date>& playbackDate) override;
   bool playerShouldPlay(TVSPlayer& player, double timeFromWhichToPlay) override;
@@ -84,7 +84,7 @@ class TVVorlaneURLSession : public TVVorlaneSession,
 
  private:
   using OptionalError = std::optional<platform::Error>;
-  /// What failed assertions name, whichever of the class's files they stand in.
+  /// File name in failed assertions. The class has more than one source file.
   static constexpr std::string_view kSource = "TVVorlane/TVVorlaneURLSession.cpp";
 
   // Life cycle.
@@ -110,7 +110,7 @@ class TVVorlaneURLSession : public TVVorlaneSession,
                                const platform::Value& value);
   OptionalError _setPosition(const platform::Value& qualifier, const platform::Number& seconds);
   void _publishMetadata(platform::Dictionary metadata);
-  /// Gives the current item the title and the artist that the video player shows.
+  /// Sets the title and the artist that the video player shows.
   void _showMetadata(const platform::Dictionary& metadata);
   OptionalError _perform(const std::string& action, const platform::Dictionary& options,
                          std::optional<platform::Dictionary>* outInfo);
@@ -138,7 +138,7 @@ class TVVorlaneURLSession : public TVVorlaneSession,
 
   platform::Token _elapsedTimeObserverToken;
   platform::Token _stateObserver;
-  std::vector<platform::Token> _playerObservers;  // playlist, items and the interruption
+  std::vector<platform::Token> _playerObservers;  // playlist, items and audio interruptions
   std::vector<platform::Token>
-      _playerKVOObservers;  // the two selected options; empty: not observed
+      _playerKVOObservers;  // the two selected options; empty if not observed
 };

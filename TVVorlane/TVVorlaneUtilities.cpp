@@ -15,8 +15,7 @@ namespace {
 
 using Kind = Value::Kind;
 
-/// The type of every parameter that crosses the receiver interface; what is not here is not
-/// checked.
+/// Required types of the parameters of the receiver interface. Other keys are not checked.
 const std::unordered_map<std::string_view, Kind>& keyTypes() {
   static const std::unordered_map<std::string_view, Kind> table = {
       {"allowP2P", Kind::Number},

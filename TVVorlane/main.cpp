@@ -17,7 +17,7 @@ std::vector<std::string_view> persistentLogComponents(platform::DeviceInfo& devi
   return {TVSSystemLog, TVVLCommunication, TVVLService, TVVLSession, TVVLSessionManager};
 }
 
-/// What the box's own door tells of the application.
+/// The status of the application that `vorlanectl status` prints.
 platform::Dictionary applicationStatus() {
   const auto manager = TVVorlaneSessionManager::sharedInstance();
   platform::Array sessions;

@@ -6,7 +6,7 @@
 
 namespace sim {
 
-/// What a failed assertion throws while an AssertionsThrow is alive.
+/// Thrown by a failed assertion while an AssertionsThrow exists.
 class AssertionError final : public std::logic_error {
  public:
   explicit AssertionError(platform::AssertionFailure failure)
@@ -18,8 +18,8 @@ class AssertionError final : public std::logic_error {
   platform::AssertionFailure _failure;
 };
 
-/// While it is alive, a failed assertion throws an AssertionError in place of ending the process.
-/// One at a time; made and destroyed while no other thread runs anything.
+/// While an instance exists, a failed assertion throws an AssertionError instead of ending the
+/// process. At most one instance at a time. Create and destroy it while no other thread runs.
 class AssertionsThrow {
  public:
   AssertionsThrow() {

@@ -8,10 +8,10 @@ namespace sim {
 void TVSAudioSession::setConfigurationCallback(
     std::function<void(platform::TVSAudioSession&)> callback) {
   _callback = std::move(callback);
-  configureAgain();
+  simulateServiceRestart();
 }
 
-void TVSAudioSession::configureAgain() {
+void TVSAudioSession::simulateServiceRestart() {
   if (const auto callback = _callback) callback(*this);
 }
 
@@ -112,7 +112,7 @@ void NowPlayingService::setEligible(bool eligible) {
 
 void NowPlayingService::setNowPlayingInfo(const platform::Dictionary& info, int mergePolicy) {
   _journal.add("nowPlaying.setNowPlayingInfo(" + std::to_string(mergePolicy) + ")");
-  _given.push_back(info);
+  _publishedInfos.push_back(info);
   if (mergePolicy == 0) {
     _info.merge(info);
   } else {

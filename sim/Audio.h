@@ -23,9 +23,9 @@ class TVSAudioSession final : public platform::TVSAudioSession {
   bool setCategory(platform::AudioCategory category) override;
 
   void setCategoryFails(bool fails) { _categoryFails = fails; }
-  /// As when the audio service was started anew.
-  void configureAgain();
-  /// Posts the notification before it returns: something else takes the sound, or gives it back.
+  /// Simulates a restart of the audio service.
+  void simulateServiceRestart();
+  /// Posts the notification synchronously: another program takes the audio output or returns it.
   void interrupt(bool begins);
   platform::AudioCategory category() const { return _category; }
 
@@ -37,21 +37,22 @@ class TVSAudioSession final : public platform::TVSAudioSession {
   platform::AudioCategory _category = platform::AudioCategory::Ambient;
 };
 
-/// A list of routes that a test sets up, and which of them is selected.
+/// A list of audio routes that a test sets, one of which is selected.
 ///
 /// Threads: main.
 class AudioRoutingService final : public platform::AudioRoutingService {
  public:
   AudioRoutingService(platform::MainQueue& mainQueue, Journal& journal);
-  /// `audioRouting.makeController(2)`; of the controllers `audioRouting.fetchAvailableRoutes()`,
-  /// `audioRouting.selectRoute(identifier)` and `audioRouting.selectDefaultRoute()`.
+  /// Journal: `audioRouting.makeController(2)`. The controllers add
+  /// `audioRouting.fetchAvailableRoutes()`, `audioRouting.selectRoute(identifier)` and
+  /// `audioRouting.selectDefaultRoute()`.
   std::shared_ptr<platform::AudioRoutingController> makeController(int discoveryMode) override;
 
   void setRoutes(std::vector<platform::AudioRoute> routes);
   const std::vector<platform::AudioRoute>& routes() const;
-  /// How long a fetch takes; without one, its answer comes on the next turn.
+  /// Duration of a fetch. With 0 it completes on the next turn of the main queue.
   void setFetchDelay(platform::Duration delay);
-  /// Controllers that are alive.
+  /// Number of existing controllers.
   int controllers() const;
   /// Called before a route is selected.
   void setSelectionHandler(std::function<void()> handler);
@@ -63,16 +64,16 @@ class AudioRoutingService final : public platform::AudioRoutingService {
   std::shared_ptr<State> _state;
 };
 
-/// What the displays of the box would show.
+/// Keeps what an application publishes as now playing.
 ///
 /// Threads: main.
 class NowPlayingService final : public platform::NowPlayingService {
  public:
   explicit NowPlayingService(Journal& journal) : _journal(journal) {}
   void setEligible(bool eligible) override;  ///< `nowPlaying.setEligible(YES)`
-  /// `nowPlaying.setNowPlayingInfo(0)` with the merge policy.
+  /// Journal: `nowPlaying.setNowPlayingInfo(0)`, with the merge policy.
   void setNowPlayingInfo(const platform::Dictionary& info, int mergePolicy) override;
-  /// `nowPlaying.setPlaybackState(1)`
+  /// Journal: `nowPlaying.setPlaybackState(1)`
   void setPlaybackState(platform::NowPlayingPlaybackState state) override;
 
   platform::Token addRemoteCommandTarget(platform::RemoteCommandTarget& target) override {
@@ -80,26 +81,26 @@ class NowPlayingService final : public platform::NowPlayingService {
   }
   void remotePlaybackDidChange() override { ++_playbackChanges; }
 
-  /// As a media key would. False where nobody takes it. `nowPlaying.send(0)` with the command's
-  /// kind.
+  /// Sends a command as a media key does. Returns false if no target handles it. Journal:
+  /// `nowPlaying.send(0)`, with the kind of the command.
   bool send(const platform::RemoteCommand& command);
-  /// What a display would show of the playback; nothing where nobody takes commands.
+  /// The playback that a display would show. Empty without a command target.
   std::optional<platform::RemotePlayback> playback() const;
-  /// How often it was told that there is something new in that.
+  /// Number of change notifications for playback().
   int playbackChanges() const { return _playbackChanges; }
 
   bool isEligible() const { return _eligible; }
-  /// After all merges.
+  /// The result of all merges.
   const platform::Dictionary& info() const { return _info; }
-  /// Each dictionary as it was given.
-  const std::vector<platform::Dictionary>& given() const { return _given; }
+  /// Each dictionary as it was passed in.
+  const std::vector<platform::Dictionary>& publishedInfos() const { return _publishedInfos; }
   std::optional<platform::NowPlayingPlaybackState> playbackState() const { return _playbackState; }
 
  private:
   Journal& _journal;
   bool _eligible = false;
   platform::Dictionary _info;
-  std::vector<platform::Dictionary> _given;
+  std::vector<platform::Dictionary> _publishedInfos;
   std::optional<platform::NowPlayingPlaybackState> _playbackState;
   platform::RemoteCommandTargets _targets;
   int _playbackChanges = 0;

@@ -24,10 +24,10 @@ Box::Box(BoxOptions options)
 Box::~Box() {
   _application = {};
   releaseSharedInstances();
-  // While this is still the current platform: the last events go out through it.
+  // While this box is still the current platform, because the last events use it.
   _runner.endReceiverQueue();
   _services.receiverServiceClient.releaseQueue();
-  // What waits there may hold sessions and controllers, which need the services that end next.
+  // Pending tasks may hold sessions and controllers, which need the services destroyed next.
   mainQueue().discard();
   setCurrent(nullptr);
   TVSLogger::removeSink(_log);
@@ -35,7 +35,7 @@ Box::~Box() {
 
 bool Box::launch(platform::Application application) {
   _application = std::move(application);
-  // Again: the entry has initialised the logger since.
+  // Set again, because main() has initialized the logger since.
   TVSLogger::setLevel(_logLevel);
   _viewServiceHost.setRootViewControllerFactory(_application.makeRootViewController);
   const bool launched = _application.delegate->applicationDidFinishLaunching({});

@@ -30,16 +30,16 @@ namespace sim {
 class MediaLibrary;
 
 struct BoxOptions {
-  /// Of every component; 3 writes errors only.
+  /// Log level of every component. 3 logs errors only.
   int logLevel = 5;
 };
 
-/// A whole box in memory: virtual time, services that remember what was asked of them, a screen
-/// that shows nothing, media that a script describes, and a receiver service that a test plays.
+/// A complete box in memory: virtual time, services that record their calls, a screen without a
+/// display, scripted media, and a receiver service that the test plays.
 ///
-/// Workflow: make it first and destroy it last. The constructor makes it the current platform and
-/// its thread the main thread, and records the log; the destructor undoes that. Then make what is
-/// to be tested, or launch() an application.
+/// Create it first and destroy it last. The constructor makes it the current platform, makes the
+/// calling thread the main thread, and starts recording the log; the destructor reverts that. Then
+/// create the objects under test, or launch() an application.
 ///
 ///     sim::Box box;
 ///     auto delegate = std::make_shared<SomeReceiverDelegate>();   // registers itself
@@ -48,15 +48,15 @@ struct BoxOptions {
 ///     box.advance(std::chrono::seconds(5));
 ///     EXPECT_EQ(box.receiverServiceClient().eventNames(), ...);
 ///
-/// Time stands still outside advance(), call() and finish(). No operation here sleeps; each waits
-/// at most for the receiver queue's thread to finish a task or to wait itself.
+/// Time advances only in advance(), call() and finish(). No function sleeps. Each waits at most
+/// until the thread of the receiver queue finishes a task or blocks.
 ///
-/// A call that can never return throws std::runtime_error out of call() or finish(). Before that,
-/// the main queue is stopped, and the receiver queue is given up with its thread if that does not
-/// end it: the box can be destroyed, and makes no further receiver call. What the call refers to by
-/// reference must not be touched by its thread afterwards, so let a test end there.
+/// If a call can never return, call() and finish() throw std::runtime_error. They stop the main
+/// queue before, and abandon the receiver queue and its thread if the thread does not end then. The
+/// box can still be destroyed, but makes no further receiver calls. End the test at that point,
+/// because the abandoned thread may still use the objects that the call refers to.
 ///
-/// Threads: the one that made it, save where a service says otherwise.
+/// Threads: the creating thread, unless a service documents otherwise.
 class Box : public platform::RunnablePlatform {
  public:
   explicit Box(BoxOptions options = {});
@@ -64,54 +64,54 @@ class Box : public platform::RunnablePlatform {
 
   // Running.
 
-  /// Everything that is due now, on the main thread and on the receiver queue.
+  /// Runs everything that is due, on the main thread and on the receiver queue.
   void run() { _runner.run(); }
-  /// From timer to timer, in order; at each one everything that is due.
+  /// Advances the time from timer to timer, in order, and runs everything that is due at each.
   void advance(platform::Duration duration) { _runner.advance(duration); }
 
-  /// Makes a receiver call on the receiver queue's thread, runs the main queue meanwhile, and
-  /// returns what the call returned, or throws what it threw. Time moves only when nothing else
-  /// goes on.
+  /// Makes a receiver call on the thread of the receiver queue and runs the main queue meanwhile.
+  /// Returns the result of the call, or throws its exception. Advances the time only if nothing
+  /// else is left to do.
   template <typename Function>
   auto call(Function function) {
     return finish(beginCall(std::move(function)));
   }
-  /// Begins one, and returns once it has returned or nothing more happens without time moving. A
-  /// second one waits until the first has returned.
+  /// Starts a call. Returns when the call has returned, or when only an advance of the time can
+  /// continue it. A second call starts after the first one has returned.
   template <typename Function>
   auto beginCall(Function function) {
     ReceiverCall<std::invoke_result_t<Function&>> call(std::move(function));
     _runner.begin(call._state);
     return call;
   }
-  /// Moves the time until `call` has returned.
+  /// Advances the time until `call` has returned.
   template <typename Result>
   Result finish(const ReceiverCall<Result>& call) {
     _runner.finish(*call._state);
     return call.result();
   }
-  /// Virtual time that a call may take before it counts as stuck; 10 minutes unless set.
+  /// Virtual time after which a call counts as stuck. Default: 10 minutes.
   void setCallLimit(platform::Duration limit) { _runner.setCallLimit(limit); }
 
-  /// Launches an application as the entry would, and returns what its delegate answered.
+  /// Launches an application like the main program does. Returns the result of its delegate.
   bool launch(platform::Application application);
-  /// Tells the launched application that it ends, and runs what is due.
+  /// Notifies the launched application of its termination, and runs everything that is due.
   void terminate();
-  /// Launches it, runs what is due, and terminates it. The status is 0, or 1 when it refused the
-  /// launch.
+  /// Launches the application, runs everything that is due, and terminates it. Returns 0, or 1 if
+  /// the delegate has refused the launch.
   int run(platform::Application application) override;
 
   // The log.
 
-  /// The lines so far, whole.
+  /// All recorded lines.
   std::vector<std::string> log() const;
-  /// How many lines hold `text`.
+  /// Number of lines that contain `text`.
   std::size_t logCount(std::string_view text) const;
-  /// The first line that holds `text`.
+  /// The first line that contains `text`.
   std::optional<std::string> logLine(std::string_view text) const;
   void clearLog() { _log->clear(); }
 
-  // The services, each with what a test needs of it.
+  // The services, each with functions for tests.
 
   VirtualClock& clock() override { return _runner.clock(); }
   platform::MainQueue& mainQueue() override { return _runner.mainQueue(); }
@@ -142,15 +142,15 @@ class Box : public platform::RunnablePlatform {
 
   Screen& screen() { return _screen; }
   Layers& layers() { return _layers; }
-  /// What can be played, by URL.
+  /// The available media, by URL.
   MediaLibrary& mediaLibrary() { return *_mediaLibrary; }
-  /// Everything that was asked of the services, in order.
+  /// All calls of the services, in order.
   Journal& journal() { return _services.journal; }
 
  private:
   static std::shared_ptr<MediaLibrary> _makeMediaLibrary();
 
-  /// What writes in the journal, and what is told by notifications.
+  /// The services that write to the journal or receive notifications.
   struct Services {
     Services(platform::MainQueue& mainQueue, platform::NotificationCenter& center)
         : systemNotifications(mainQueue, journal),
@@ -176,14 +176,14 @@ class Box : public platform::RunnablePlatform {
 
   const int _logLevel;
   std::shared_ptr<LogRecorder> _log;
-  // Before the queue, whose last tasks may let a player go.
+  // Before _runner: its last tasks may release a player.
   std::shared_ptr<MediaLibrary> _mediaLibrary;
   Runner _runner;
   Services _services{_runner.mainQueue(), notificationCenter()};
   Layers _layers;
   Screen _screen{_runner.mainQueue()};
   platform::ViewServiceHost _viewServiceHost{_runner.mainQueue(), _screen};
-  // Last: dies before everything that it may use.
+  // Last, so that it is destroyed before the services that it uses.
   platform::Application _application;
 };
 

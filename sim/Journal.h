@@ -8,15 +8,15 @@
 
 namespace sim {
 
-/// What the application asked of its box, in order, across all services: one entry a call, such as
-/// `systemService.wakeSystem(0)`. Each service also keeps what was asked of it in its own form.
+/// Records the application's calls of all services in order, one entry per call, such as
+/// `systemService.wakeSystem(0)`. Each service also keeps its calls in a typed form.
 ///
 /// Threads: any.
 class Journal {
  public:
   void add(std::string entry);
   std::vector<std::string> entries() const;
-  /// Entries that begin with `prefix`; all of them with an empty one.
+  /// Number of entries that begin with `prefix`.
   std::size_t count(std::string_view prefix) const;
   void clear();
 

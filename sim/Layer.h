@@ -9,7 +9,7 @@
 
 namespace sim {
 
-/// A surface that nobody draws into.
+/// A layer without content.
 class Layer final : public platform::Layer {
  public:
   static constexpr std::string_view kPath = "/sim/layer";
@@ -22,18 +22,18 @@ class Layer final : public platform::Layer {
   bool _open = true;
 };
 
-/// The layers that a box has made. Threads: main.
+/// Creates layers and keeps them. Threads: main.
 class Layers {
  public:
-  /// Null while the box offers none.
+  /// Returns null if layers are not offered.
   std::shared_ptr<Layer> make() {
     if (!_offered) return nullptr;
     _made.push_back(std::make_shared<Layer>());
     return _made.back();
   }
-  /// Whether the box can offer layers; it can unless told otherwise.
+  /// Default: true.
   void setOffered(bool offered) { _offered = offered; }
-  /// Of the whole life, oldest first.
+  /// All layers, oldest first.
   const std::vector<std::shared_ptr<Layer>>& made() const { return _made; }
 
  private:

@@ -8,7 +8,7 @@
 
 namespace sim {
 
-/// Keeps the lines that were written. Threads: any.
+/// Records log lines. Threads: any.
 class LogRecorder final : public platform::LogSink {
  public:
   void write(const platform::LogLine& line) override {

@@ -26,7 +26,7 @@ MediaEngine::MediaEngine(platform::MainQueue& mainQueue, const platform::Clock& 
 }
 
 MediaEngine::~MediaEngine() {
-  // Real engines are not made for that either.
+  // platform::MediaEngine does not allow destruction inside a callback.
   TVS_ASSERT_MESSAGE(!_reporting, "an engine outlives its callback");
   std::erase(_library._engines, this);
 }
@@ -81,13 +81,13 @@ void MediaEngine::unload() {
   _preparation.reset();
   _stage = Stage::Idle;
   _holds = {};
-  _wanted.seconds.reset();
-  _wanted.date.reset();
+  _seekTarget.seconds.reset();
+  _seekTarget.date.reset();
   _requests.cancelAll();
-  _passed.stalls.clear();
-  _passed.requests.clear();
-  _passed.redirects = 0;
-  _passed.failure = false;
+  _pastEvents.stalls.clear();
+  _pastEvents.requests.clear();
+  _pastEvents.redirects = 0;
+  _pastEvents.failure = false;
   _facts = {};
   _script = nullptr;
   _timers.next.reset();
@@ -113,8 +113,8 @@ void MediaEngine::_becomeReady() {
   _facts.chapters = _script->chapters;
   _facts.title = _script->title;
   _anchor(_startPosition());
-  _wanted.seconds.reset();
-  _wanted.date.reset();
+  _seekTarget.seconds.reset();
+  _seekTarget.date.reset();
   _post([](auto& observer, auto generation) { observer.engineDidBecomeReady(generation); });
   if (_holds.paused) {
     _reportMotion();
@@ -130,8 +130,8 @@ double MediaEngine::_startPosition() const {
   const auto ofDate = [&](platform::Date date) {
     return _clamped(date.secondsSince1970 - _script->startDate->secondsSince1970);
   };
-  if (_wanted.date && _script->startDate) return ofDate(*_wanted.date);
-  if (_wanted.seconds) return _clamped(*_wanted.seconds);
+  if (_seekTarget.date && _script->startDate) return ofDate(*_seekTarget.date);
+  if (_seekTarget.seconds) return _clamped(*_seekTarget.seconds);
   if (_load.startDate && _script->startDate) return ofDate(*_load.startDate);
   if (_load.startSeconds) return _clamped(*_load.startSeconds);
   if (_load.startFraction && !_script->liveWindow)
@@ -142,7 +142,7 @@ double MediaEngine::_startPosition() const {
 void MediaEngine::_reportMotion() {
   if (_holds.paused) {
     _post([](auto& observer, auto generation) { observer.engineDidPause(generation); });
-  } else if (_holds.stalled || _holds.asking) {
+  } else if (_holds.stalled || _holds.awaitingAnswer) {
     _post([](auto& observer, auto generation) { observer.engineDidStall(generation); });
   } else if (!_holds.seeking && !_holds.ended) {
     _post([rate = _motion.rate](auto& observer, auto generation) {
@@ -154,13 +154,13 @@ void MediaEngine::_reportMotion() {
 void MediaEngine::play(double rate) {
   if (_stage == Stage::Idle || _stage == Stage::Failed) return;
   _record("play " + numberText(rate));
-  // What a live stream no longer keeps is skipped.
+  // Positions that have left the live window are skipped.
   if (_stage == Stage::Ready) _anchor(_clamped(_runningPosition()));
   _motion.rate = std::clamp(rate, -kRateLimit, kRateLimit);
   _holds.paused = false;
   if (_stage != Stage::Ready) return;
   _holds.ended = false;
-  if (!_holds.seeking && !_holds.stalled && !_holds.asking && _atEnd()) return _reachEnd();
+  if (!_holds.seeking && !_holds.stalled && !_holds.awaitingAnswer && _atEnd()) return _reachEnd();
   _reportMotion();
   _schedule();
 }
@@ -179,8 +179,8 @@ void MediaEngine::seek(double seconds) {
   if (_stage == Stage::Idle || _stage == Stage::Failed) return;
   _record("seek " + numberText(seconds));
   if (_stage == Stage::Loading) {
-    _wanted.seconds = seconds;
-    _wanted.date.reset();
+    _seekTarget.seconds = seconds;
+    _seekTarget.date.reset();
   } else {
     _seekTo(seconds);
   }
@@ -190,7 +190,7 @@ void MediaEngine::seekToDate(platform::Date date) {
   if (_stage == Stage::Idle || _stage == Stage::Failed) return;
   _record("seekToDate " + numberText(date.secondsSince1970));
   if (_stage == Stage::Loading) {
-    _wanted.date = date;
+    _seekTarget.date = date;
   } else if (_script->startDate) {
     _seekTo(date.secondsSince1970 - _script->startDate->secondsSince1970);
   }
@@ -198,12 +198,12 @@ void MediaEngine::seekToDate(platform::Date date) {
 
 void MediaEngine::_seekTo(double seconds) {
   _anchor(_runningPosition());
-  _wanted.seconds = _clamped(seconds);
+  _seekTarget.seconds = _clamped(seconds);
   _holds.seeking = true;
   _timers.next.reset();
-  // What was stalled is left behind; the place sought is there at once.
+  // A seek ends a stall: the target is available at once.
   _holds.stalled = false;
-  _holds.asking = false;
+  _holds.awaitingAnswer = false;
   _requests.cancelAll();
   _timers.stall.reset();
   _timers.seek = _mainQueue.after(platform::durationFromSeconds(_script->seekDelay),
@@ -212,13 +212,13 @@ void MediaEngine::_seekTo(double seconds) {
 
 void MediaEngine::_finishSeek() {
   _holds.seeking = false;
-  _anchor(*std::exchange(_wanted.seconds, std::nullopt));
+  _anchor(*std::exchange(_seekTarget.seconds, std::nullopt));
   _post([](auto& observer, auto generation) { observer.engineDidSeek(generation); });
   if (_holds.paused) return;
   _holds.ended = false;
   if (_atEnd()) return _reachEnd();
-  // Time runs again, which also tells of a stall that the seek has ended, and of a play()
-  // meanwhile.
+  // Reports the motion again. This covers a stall that the seek has ended, and a play() during the
+  // seek.
   _reportMotion();
   _schedule();
 }
@@ -287,7 +287,7 @@ void MediaEngine::fail(platform::Error error) {
 
 double MediaEngine::position() {
   if (_stage != Stage::Ready) return 0;
-  return _wanted.seconds ? *_wanted.seconds : _runningPosition();
+  return _seekTarget.seconds ? *_seekTarget.seconds : _runningPosition();
 }
 
 const platform::MediaFacts& MediaEngine::facts() {
@@ -302,7 +302,7 @@ const platform::MediaFacts& MediaEngine::facts() {
   const double now = position();
   const double end = _script->liveWindow ? _liveEdge() : _script->duration;
   const double begin = _script->liveWindow ? std::max(0.0, end - *_script->liveWindow) : 0;
-  const bool waits = _holds.stalled || _holds.asking || _stage != Stage::Ready;
+  const bool waits = _holds.stalled || _holds.awaitingAnswer || _stage != Stage::Ready;
   _facts.seekable = {{begin, end - begin}};
   _facts.loaded = {{now, waits ? 0 : std::min(kBufferedAhead, std::max(0.0, end - now))}};
   _facts.likelyToKeepUp = !waits;
@@ -332,7 +332,7 @@ platform::Array MediaEngine::accessLog() {
        _facts.live ? platform::kAccessLogPlaybackTypeLive : platform::kAccessLogPlaybackTypeFile},
       {std::string(platform::kAccessLogStartupTime), _script->loadDelay},
       {std::string(platform::kAccessLogStallCount),
-       static_cast<std::int64_t>(_passed.stalls.size())}}};
+       static_cast<std::int64_t>(_pastEvents.stalls.size())}}};
 }
 
 }  // namespace sim

@@ -16,17 +16,18 @@
 
 namespace sim {
 
-/// Plays scripted media against a clock: nothing is decoded, but positions, ends, stalls and
-/// failures happen when they would.
+/// Plays scripted media against a clock. It decodes nothing, but reports positions, ends, stalls
+/// and failures at the right times.
 ///
-/// A URL that the library does not know fails with FileDoesNotExist. A request of the script fails
-/// the load with the error that it is answered with, with ContentNotAuthorized for a key without
-/// data, and with BadServerResponse after ten redirects in a row. What is prepared has so much of
-/// its loading behind it when it is loaded; what it must ask for it asks for then. Rates are
-/// clamped to ±8. Every callback is a task of its own on the main queue. Between two events of the
-/// script there is no timer and no work: positions are computed when asked for.
+/// A URL that the library does not contain fails with FileDoesNotExist. A scripted request fails
+/// the load with the error of its answer, with ContentNotAuthorized for a key without data, and
+/// with BadServerResponse after ten consecutive redirects. Time that an item has spent as the
+/// prepared item is subtracted from its load delay; its requests are made when it is loaded. Rates
+/// are clamped to ±8. Each callback is a separate task on the main queue. Positions are computed on
+/// demand, so no timer runs between two events of the script.
 ///
-/// Threads and lifetime: as platform::MediaEngine. Queue, clock and library outlive it.
+/// Threads and lifetime: like platform::MediaEngine. The queue, the clock and the library must
+/// outlive the engine.
 class MediaEngine final : public platform::MediaEngine {
  public:
   MediaEngine(platform::MainQueue& mainQueue, const platform::Clock& clock, MediaLibrary& library);
@@ -57,32 +58,32 @@ class MediaEngine final : public platform::MediaEngine {
 
   // For tests.
 
-  /// The calls that were made, oldest first: "load URL", "unload", "prepare URL", "play 1",
-  /// "pause", "seek 5". The newest thousand.
+  /// The last thousand calls, oldest first: "load URL", "unload", "prepare URL", "play 1", "pause",
+  /// "seek 5".
   const std::vector<std::string>& calls() const { return _calls; }
   void clearCalls() { _calls.clear(); }
   bool isLoaded() const { return _stage != Stage::Idle; }
-  /// Time runs.
+  /// Whether the position advances.
   bool isRunning() const { return _runs(); }
   bool isSeeking() const { return _holds.seeking; }
-  /// What is prepared, or null.
+  /// The prepared item, or null.
   std::shared_ptr<TVSMediaItem> preparedItem() const {
     return _preparation ? _preparation->load.item : nullptr;
   }
-  /// Requests that wait for an answer.
+  /// Number of unanswered requests.
   std::size_t pendingRequests() const { return _requests.count(); }
-  /// The load in progress with what was changed since; that of the last one after unload().
+  /// The current load with all later changes. After unload(), the previous load.
   const platform::MediaLoad& currentLoad() const { return _load; }
-  /// Reports a failure as if the media had broken off now.
+  /// Reports a failure of the media at the current position.
   void fail(platform::Error error);
 
  private:
   enum class Stage { Idle, Loading, Ready, Failed };
-  /// What keeps a ready load from running; they do not exclude each other.
+  /// Reasons why a ready load does not advance. More than one can apply.
   struct Holds {
     bool paused = false;
     bool stalled = false;
-    bool asking = false;  ///< for a request's answer
+    bool awaitingAnswer = false;  ///< waiting for the answer of a request
     bool seeking = false;
     bool ended = false;
   };
@@ -90,26 +91,26 @@ class MediaEngine final : public platform::MediaEngine {
     platform::MediaLoad load;
     platform::TimePoint since{};
   };
-  /// Where time runs from, and how fast.
+  /// The anchor of the position: where and when it was set, and the rate since.
   struct Motion {
     double rate = 1;
     double position = 0;
     platform::TimePoint since{};
   };
-  /// What a seek before the load is ready asks for.
-  struct Wanted {
+  /// The target of a seek that was requested before the load was ready.
+  struct SeekTarget {
     std::optional<double> seconds;
     std::optional<platform::Date> date;
   };
-  /// What of the script is over.
-  struct Passed {
+  /// The script events that have already happened.
+  struct PastEvents {
     std::set<std::size_t> stalls;
     std::set<std::size_t> requests;
     int redirects = 0;
     bool failure = false;
   };
   struct Timers {
-    platform::Token next;  ///< on the time line
+    platform::Token next;  ///< next event of the script
     platform::Token stall;
     platform::Token buffering;
     platform::Token seek;
@@ -121,21 +122,22 @@ class MediaEngine final : public platform::MediaEngine {
   };
 
   void _record(std::string call);
-  /// A task that is dropped when the load is another one by then.
+  /// Posts a task that does nothing if the load has changed before it runs.
   void _post(std::function<void(platform::MediaEngineObserver&, std::uint64_t generation)> report);
   void _reportMotion();
 
-  /// Asks for the rest of what the load needs from `first` on, then becomes ready.
+  /// Makes the remaining requests of the load, beginning with `first`, then becomes ready.
   void _finishLoad(std::size_t first);
-  /// Tells of the script's buffering from its step `next` on, as they come up during the load.
+  /// Reports the scripted buffering changes from step `next` on, at their times during the load.
   void _reportBuffering(std::size_t next);
   void _becomeReady();
-  /// Asks for a request of the script; `answered` is called when it was satisfied, with the media
-  /// that it was redirected to, or null.
-  void _ask(std::size_t index, std::function<void(std::shared_ptr<const MediaScript>)> answered);
+  /// Makes a scripted request. Calls `answered` after a successful answer, with the media that it
+  /// was redirected to, or null.
+  void _sendRequest(std::size_t index,
+                    std::function<void(std::shared_ptr<const MediaScript>)> answered);
   double _startPosition() const;
   bool _runs() const;
-  /// Position now, without a seek that is under way.
+  /// The current position, ignoring a pending seek.
   double _runningPosition() const;
   double _liveEdge() const;
   double _clamped(double seconds) const;
@@ -145,7 +147,7 @@ class MediaEngine final : public platform::MediaEngine {
   std::optional<Event> _nextEvent() const;
   bool _atEnd() const;
   void _reachEnd();
-  /// Sets the timer for what comes next on the time line.
+  /// Sets the timer for the next event of the script.
   void _schedule();
   void _handle(const Event& event);
 
@@ -164,8 +166,8 @@ class MediaEngine final : public platform::MediaEngine {
   Holds _holds;
   Motion _motion;
   platform::TimePoint _loadTime{};
-  Wanted _wanted;
-  Passed _passed;
+  SeekTarget _seekTarget;
+  PastEvents _pastEvents;
   platform::PendingRequests _requests;
   platform::MediaFacts _facts;
   bool _reporting = false;

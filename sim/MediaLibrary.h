@@ -13,8 +13,8 @@
 
 namespace sim {
 
-/// How one piece of media behaves when it is played. All times are seconds; positions are on the
-/// item's own time line.
+/// Describes how a media resource behaves during playback. All times are in seconds. Positions are
+/// on the timeline of the item.
 ///
 ///     library.add("http://host/a.mp4", {.loadDelay = 0.5, .duration = 10, .stalls = {{4, 1}}});
 struct MediaScript {
@@ -30,41 +30,42 @@ struct MediaScript {
     double afterLoad = 0;
     int percent = 0;
   };
-  /// Something that the player cannot load itself: it asks the item, waits, and goes by the answer.
+  /// A resource that the player cannot load itself. It requests the resource from the item and
+  /// waits for the answer.
   struct Request {
     enum class Kind { Resource, Key };
-    /// Asked for when playback comes by, which then stalls; nothing: while it loads, which then
-    /// takes so much longer.
+    /// Requested when playback reaches this position, which stalls playback. Without a position it
+    /// is requested during the load, which then takes longer.
     std::optional<double> position = {};
     std::string url = {};
     Kind kind = Kind::Resource;
-    /// What making the key request's data fails with.
+    /// If set, makeStreamingContentKeyRequest() of the key request fails with this error.
     std::optional<platform::Error> keyFailure = {};
   };
   struct TimedMetadata {
-    double position = 0;  ///< from here to the next one's
+    double position = 0;  ///< valid until the position of the next entry
     std::vector<platform::TimedMetadataItem> items = {};
   };
 
-  /// From load to ready, or to the failure.
+  /// Time from the load to ready, or to the failure.
   double loadDelay = 0.1;
   double duration = 100;
-  /// Set: a live stream of unknown duration, of which so much can be sought. It begins at the
-  /// newest point.
+  /// If set, a live stream of unknown duration with a seekable window of this length. Playback
+  /// starts at the live edge.
   std::optional<double> liveWindow = {};
-  /// Of position 0; for media that carry dates.
+  /// The date of position 0, for media with dates.
   std::optional<platform::Date> startDate = {};
   std::string title = {};
   std::vector<platform::MediaTrack> tracks = {};
   std::vector<platform::MediaSelectionGroup> selectionGroups = {};
   std::vector<platform::MediaChapter> chapters = {};
   std::vector<TimedMetadata> timedMetadata = {};  ///< by position
-  /// Each happens once a load, when playback comes by.
+  /// Each stall happens once per load, when playback reaches its position.
   std::vector<Stall> stalls = {};
   std::vector<Buffering> buffering = {};  ///< by time, during the load
   double seekDelay = 0;
-  /// Those of the load one after the other. A redirect leads to the media at its URL in the
-  /// library: at load they are played instead, later it is enough that they are there.
+  /// Requests of the load are made one after the other. The target of a redirect must be in the
+  /// library. A redirect during the load replaces the media; a later redirect does not.
   std::vector<Request> requests = {};
   std::optional<platform::Error> loadFailure = {};
   std::optional<Failure> failure = {};
@@ -72,17 +73,16 @@ struct MediaScript {
 
 class MediaEngine;
 
-/// What there is to play, by URL, and the engines that play it. Owned by the box in memory. Main
-/// thread.
+/// The available media by URL, and the engines that play them. Owned by the box. Main thread.
 class MediaLibrary {
  public:
-  /// Adds or replaces. Loads in progress keep what they began with.
+  /// Adds or replaces a script. Running loads keep theirs.
   void add(std::string url, MediaScript script);
   void remove(std::string_view url);
-  /// Null when there is nothing at the URL.
+  /// Returns null for an unknown URL.
   std::shared_ptr<const MediaScript> find(std::string_view url) const;
 
-  /// The engines that are alive, oldest first.
+  /// The existing engines, oldest first.
   const std::vector<MediaEngine*>& engines() const { return _engines; }
 
  private:

@@ -1,5 +1,4 @@
-// What sim::MediaEngine cannot load itself: asked of the item, waited for, and played on, failed or
-// redirected by the answer.
+// Requests of sim::MediaEngine to the item: waiting, continuing, failing, and redirects.
 
 #include <utility>
 
@@ -35,7 +34,7 @@ void MediaEngine::_finishLoad(std::size_t first) {
   if (_script->loadFailure) return fail(*_script->loadFailure);
   for (std::size_t index = first; index < _script->requests.size(); ++index) {
     if (_script->requests[index].position) continue;
-    _ask(index, [this, index](std::shared_ptr<const MediaScript> redirected) {
+    _sendRequest(index, [this, index](std::shared_ptr<const MediaScript> redirected) {
       const bool elsewhere = redirected != nullptr;
       if (elsewhere) _script = std::move(redirected);
       _finishLoad(elsewhere ? 0 : index + 1);
@@ -45,9 +44,9 @@ void MediaEngine::_finishLoad(std::size_t first) {
   _becomeReady();
 }
 
-void MediaEngine::_ask(std::size_t index,
-                       std::function<void(std::shared_ptr<const MediaScript>)> answered) {
-  // Held: a redirect replaces the script.
+void MediaEngine::_sendRequest(std::size_t index,
+                               std::function<void(std::shared_ptr<const MediaScript>)> answered) {
+  // A copy, because a redirect replaces _script.
   const auto script = _script;
   const MediaScript::Request& request = script->requests[index];
   const bool isKey = request.kind == MediaScript::Request::Kind::Key;
@@ -58,10 +57,10 @@ void MediaEngine::_ask(std::size_t index,
       return fail(error(platform::kMediaErrorDomain,
                         static_cast<std::int64_t>(platform::MediaErrorCode::ContentNotAuthorized)));
     if (isKey || !response->redirectURL) {
-      _passed.redirects = 0;
+      _pastEvents.redirects = 0;
       return answered(nullptr);
     }
-    if (++_passed.redirects > kRedirectLimit)
+    if (++_pastEvents.redirects > kRedirectLimit)
       return fail(urlError(platform::URLErrorCode::BadServerResponse));
     auto media = _library.find(*response->redirectURL);
     if (!media) return fail(notFound());

@@ -1,5 +1,5 @@
-// How the time line of sim::MediaEngine runs: positions are computed from an anchor, and one timer
-// waits for whatever the script has next in the direction of play.
+// The timeline of sim::MediaEngine. Positions are computed from an anchor. One timer waits for the
+// next script event in the direction of playback.
 
 #include <algorithm>
 #include <cmath>
@@ -10,7 +10,7 @@
 namespace sim {
 
 bool MediaEngine::_runs() const {
-  return _stage == Stage::Ready && !_holds.paused && !_holds.stalled && !_holds.asking &&
+  return _stage == Stage::Ready && !_holds.paused && !_holds.stalled && !_holds.awaitingAnswer &&
          !_holds.seeking && !_holds.ended;
 }
 
@@ -59,16 +59,16 @@ std::optional<MediaEngine::Event> MediaEngine::_nextEvent() const {
         !next || (forwards ? event.position < next->position : event.position > next->position);
     if (nearer) next = event;
   };
-  // The first one considered goes first where several are at one position.
-  if (_script->failure && !_passed.failure)
+  // The first candidate wins if several are at the same position.
+  if (_script->failure && !_pastEvents.failure)
     consider({Event::Kind::Failure, _script->failure->position});
   for (std::size_t index = 0; index < _script->stalls.size(); ++index) {
-    if (!_passed.stalls.contains(index))
+    if (!_pastEvents.stalls.contains(index))
       consider({Event::Kind::Stall, _script->stalls[index].position, index});
   }
   for (std::size_t index = 0; index < _script->requests.size(); ++index) {
     const auto& request = _script->requests[index];
-    if (request.position && !_passed.requests.contains(index))
+    if (request.position && !_pastEvents.requests.contains(index))
       consider({Event::Kind::Request, *request.position, index});
   }
   if (forwards) {
@@ -80,7 +80,7 @@ std::optional<MediaEngine::Event> MediaEngine::_nextEvent() const {
               std::min(std::max(0.0, _load.reverseEndSeconds.value_or(0)), _motion.position)});
   }
   for (const auto& metadata : _script->timedMetadata) {
-    // Where time stands on it, it has been told.
+    // Metadata at the current position were already reported.
     if (metadata.position != _motion.position) consider({Event::Kind::Metadata, metadata.position});
   }
   return next;
@@ -98,18 +98,18 @@ void MediaEngine::_schedule() {
 }
 
 void MediaEngine::_handle(const Event& event) {
-  // Exactly there, whatever the rounding of the timer.
+  // Sets the exact position, because timers are rounded.
   _anchor(event.position);
   switch (event.kind) {
     case Event::Kind::End:
       _reachEnd();
       return;
     case Event::Kind::Failure:
-      _passed.failure = true;
+      _pastEvents.failure = true;
       fail(_script->failure->error);
       return;
     case Event::Kind::Stall:
-      _passed.stalls.insert(event.index);
+      _pastEvents.stalls.insert(event.index);
       _holds.stalled = true;
       _reportMotion();
       _timers.stall = _mainQueue.after(
@@ -121,12 +121,12 @@ void MediaEngine::_handle(const Event& event) {
           });
       return;
     case Event::Kind::Request:
-      _holds.asking = true;
+      _holds.awaitingAnswer = true;
       _reportMotion();
-      _ask(event.index, [this, index = event.index](const auto&) {
+      _sendRequest(event.index, [this, index = event.index](const auto&) {
         _anchor(_motion.position);
-        _passed.requests.insert(index);
-        _holds.asking = false;
+        _pastEvents.requests.insert(index);
+        _holds.awaitingAnswer = false;
         if (!_holds.paused) _reportMotion();
         _schedule();
       });

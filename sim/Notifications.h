@@ -18,7 +18,7 @@
 
 namespace sim {
 
-/// System-wide notifications of a system with one process, and whatever a test posts from outside.
+/// System-wide notifications with a single process. A test posts those of other processes.
 ///
 /// Threads: main.
 class SystemNotificationService final : public platform::SystemNotificationService {
@@ -26,25 +26,25 @@ class SystemNotificationService final : public platform::SystemNotificationServi
   SystemNotificationService(platform::MainQueue& mainQueue, Journal& journal)
       : _mainQueue(mainQueue), _journal(journal) {}
 
-  /// `systemNotifications.registerStateToken(name)`, with ` failed` behind it where told to fail.
+  /// Journal: `systemNotifications.registerStateToken(name)`, with ` failed` appended on failure.
   std::optional<std::int32_t> registerStateToken(std::string_view name) override;
-  /// `systemNotifications.setState(name, 1)`. False for a token that was never given out.
+  /// Journal: `systemNotifications.setState(name, 1)`. Returns false for an unknown token.
   bool setState(std::int32_t token, std::uint64_t state) override;
-  /// `systemNotifications.post(name)`, with ` failed` behind it where told to fail.
+  /// Journal: `systemNotifications.post(name)`, with ` failed` appended on failure.
   bool post(std::string_view name) override;
   platform::Token addObserver(std::string_view name, std::function<void()> callback) override;
 
   void setRegistrationFails(bool fails) { _registrationFails = fails; }
   void setPostFails(std::string_view name, bool fails = true);
-  /// As if another process had posted it; observers hear it on the next turn.
+  /// Posts a notification as another process would. Observers are called on the next turn.
   void deliver(std::string_view name);
-  /// What another process would read.
+  /// The state that another process would read.
   std::optional<std::uint64_t> state(std::string_view name) const;
 
  private:
   platform::MainQueue& _mainQueue;
   Journal& _journal;
-  // Shared with what is on its way.
+  // Shared with pending notifications.
   std::shared_ptr<platform::NotificationCenter> _observers =
       std::make_shared<platform::NotificationCenter>();
   bool _registrationFails = false;

@@ -13,9 +13,10 @@
 
 namespace sim {
 
-/// A call on the receiver queue's thread, whatever it returns; private to Runner and ReceiverCall.
+/// A call on the thread of the receiver queue, independent of its result type. Used by Runner and
+/// ReceiverCall only.
 ///
-/// `body` runs there once; what it threw is kept for the main thread.
+/// `body` runs once. An exception is stored for the main thread.
 struct ReceiverCallState {
   virtual ~ReceiverCallState() = default;
 
@@ -33,15 +34,15 @@ struct ReceiverCallState {
   std::atomic<bool> finished = false;
 };
 
-/// A receiver call that has begun.
+/// A receiver call in progress.
 ///
 /// Threads: main.
 template <typename Result>
 class ReceiverCall {
  public:
-  /// Whether it has returned, or thrown.
+  /// Whether the call has returned or thrown.
   bool done() const { return _state->finished.load(std::memory_order_acquire); }
-  /// What it returned; throws what it threw. It must be done (asserted).
+  /// Returns the result of the call or rethrows its exception. Asserts done().
   Result result() const {
     TVS_ASSERT_MESSAGE(done(), "the receiver call has not returned yet");
     if (_state->exception) std::rethrow_exception(_state->exception);

@@ -12,9 +12,9 @@
 
 namespace sim {
 
-/// The receiver service's end of the interface: remembers who registered, and what events came.
+/// The receiver service's side of the interface. Records the registered delegate and the events.
 ///
-/// Threads: as the interface says; events() and the like from any.
+/// Threads: like the interface. The functions that return events are thread-safe.
 class ReceiverServiceClient final : public platform::ReceiverServiceClient {
  public:
   struct Event {
@@ -26,27 +26,27 @@ class ReceiverServiceClient final : public platform::ReceiverServiceClient {
                    std::shared_ptr<platform::SerialQueue> queue) override;
   void postEvent(const char* name, const platform::Dictionary& info) override;
 
-  /// Null before the registration, or when the delegate is gone.
+  /// Null before the registration and after the delegate was destroyed.
   std::shared_ptr<VorlaneReceiverUIDelegate> delegate() const { return _delegate.lock(); }
   /// Null before the registration.
   const std::shared_ptr<platform::SerialQueue>& queue() const { return _queue; }
-  /// Gives up the hold on the queue.
+  /// Releases the reference to the queue.
   void releaseQueue() { _queue = nullptr; }
-  /// Called on the main thread when a delegate has registered.
+  /// Called on the main thread after a delegate has registered.
   void setRegistrationHandler(std::function<void()> handler) {
     _registrationHandler = std::move(handler);
   }
 
-  /// In the order in which they came.
+  /// In the order of arrival.
   std::vector<Event> events() const;
   std::vector<std::string> eventNames() const;
-  /// The latest one of that name.
+  /// The latest event with this name.
   std::optional<Event> lastEvent(std::string_view name) const;
-  /// What came since the last time, which is then forgotten.
+  /// Returns the events since the last call, and removes them.
   std::vector<Event> takeEvents();
 
  private:
-  // Main thread, and the queue's own thread, which starts to use it after the registration.
+  // Used by the main thread, and after the registration by the thread of the queue.
   std::weak_ptr<VorlaneReceiverUIDelegate> _delegate;
   std::shared_ptr<platform::SerialQueue> _queue;
   std::function<void()> _registrationHandler;

@@ -15,20 +15,20 @@ using platform::SerialQueue;
 
 namespace {
 
-// Real time that a task of the receiver queue may take. Only a test that would hang reaches it.
-constexpr auto kLongestTask = std::chrono::seconds(30);
+// Real-time limit for a task of the receiver queue. Only reached by a test that would hang.
+constexpr auto kTaskTimeout = std::chrono::seconds(30);
 
-/// What a thread that waits for ever in the receiver queue may still touch.
-struct GivenUp {
+/// Objects that a stuck thread of the receiver queue may still use.
+struct AbandonedThread {
   std::shared_ptr<VirtualClock> clock;
   std::shared_ptr<platform::MainQueue> mainQueue;
   std::shared_ptr<SerialQueue> receiverQueue;
   std::vector<std::shared_ptr<ReceiverCallState>> calls;
 };
 
-void giveUp(GivenUp what) {
-  // Never destroyed: destroying a queue waits for its thread.
-  static auto& all = *new std::vector<GivenUp>;
+void abandon(AbandonedThread what) {
+  // Never destroyed, because destroying a queue joins its thread.
+  static auto& all = *new std::vector<AbandonedThread>;
   all.push_back(std::move(what));
 }
 
@@ -53,7 +53,7 @@ void Runner::watch(std::shared_ptr<SerialQueue> queue) {
   TVS_ASSERT(!_receiverQueue && queue);
   _receiverQueue = std::move(queue);
   _receiverQueue->setStateObserver([signal = _signal] {
-    // With the lock, so that the change cannot fall between a look and the sleep after it.
+    // Locks the mutex, so that a notification is not lost between the check and the wait.
     const std::lock_guard lock(signal->mutex);
     signal->changed.notify_all();
   });
@@ -62,7 +62,7 @@ void Runner::watch(std::shared_ptr<SerialQueue> queue) {
 bool Runner::_waitForReceiverQueue() const {
   if (!_receiverQueue) return true;
   std::unique_lock lock(_signal->mutex);
-  return _signal->changed.wait_until(lock, std::chrono::system_clock::now() + kLongestTask, [&] {
+  return _signal->changed.wait_until(lock, std::chrono::system_clock::now() + kTaskTimeout, [&] {
     return _receiverQueue->state() != SerialQueue::State::Running;
   });
 }
@@ -116,7 +116,7 @@ void Runner::finish(const ReceiverCallState& call) {
 }
 
 void Runner::_forgetFinishedCalls() {
-  // Idle: the queue's thread holds none of them any more, and what they hold dies on this thread.
+  // The queue is idle, so its thread no longer uses the calls. Their captures are destroyed here.
   if (!_receiverQueue || _receiverQueue->state() != SerialQueue::State::Idle) return;
   _calls.clear();
 }
@@ -136,13 +136,14 @@ void Runner::endReceiverQueue() {
   if (!_receiverQueue) return;
   bool quiet = _waitForReceiverQueue();
   if (quiet && _receiverQueue->state() == SerialQueue::State::Blocked) {
-    // Ends what waits for the main thread; what waits in a wait group stays.
+    // Unblocks a thread that waits for the main thread. A thread that waits in a wait group stays
+    // blocked.
     _mainQueue->stop();
     quiet = _waitForReceiverQueue();
   }
   const bool gone = quiet && _receiverQueue->state() == SerialQueue::State::Idle;
   _receiverQueue->setStateObserver(nullptr);
-  if (!gone) giveUp({_clock, _mainQueue, _receiverQueue, std::move(_calls)});
+  if (!gone) abandon({_clock, _mainQueue, _receiverQueue, std::move(_calls)});
   _calls.clear();
   _receiverQueue = nullptr;
 }

@@ -9,16 +9,15 @@
 
 namespace sim {
 
-/// Runs the main queue and the receiver queue in virtual time, so that everything happens in the
-/// same order in every run.
+/// Runs the main queue and the receiver queue in virtual time, in the same order in every run.
 ///
-/// The rule: the main thread runs tasks only while the receiver queue's thread sleeps or waits for
-/// the main thread, and time moves only when both have nothing left to do. The queue's thread tells
-/// of its changes through its state observer, so nothing here polls or sleeps. What is left to
-/// chance is the order between what one main task does after it has released the queue's thread and
-/// what that thread then does by itself.
+/// The main thread runs tasks only while the thread of the receiver queue is idle or blocked on the
+/// main thread. The time advances only when both have nothing to do. The receiver queue reports its
+/// changes through its state observer, so nothing polls or sleeps. One order is not deterministic:
+/// what a main task does after it has unblocked the receiver thread, relative to what that thread
+/// does next.
 ///
-/// Threads: the one that made it, which becomes the main thread.
+/// Threads: the creating thread, which becomes the main thread.
 class Runner {
  public:
   Runner();
@@ -28,37 +27,36 @@ class Runner {
 
   VirtualClock& clock() { return *_clock; }
   platform::MainQueue& mainQueue() { return *_mainQueue; }
-  /// The receiver queue, once there is one.
+  /// Sets the receiver queue after its registration.
   void watch(std::shared_ptr<platform::SerialQueue> queue);
 
-  /// Runs until nothing is due and the receiver queue is idle, or waits for something that is not
-  /// due.
+  /// Runs until nothing is due and the receiver queue is idle or blocked.
   void run();
-  /// Moves the time from timer to timer, run() at each.
+  /// Advances the time from timer to timer, with run() at each.
   void advance(platform::Duration duration);
 
-  /// Has the receiver queue make the call; returns when it has finished or stalled.
+  /// Starts the call on the receiver queue. Returns when it has finished or is blocked.
   void begin(const std::shared_ptr<ReceiverCallState>& call);
-  /// Moves the time from timer to timer until the call has finished. Throws std::runtime_error when
-  /// it is stuck.
+  /// Advances the time from timer to timer until the call has finished. Throws std::runtime_error
+  /// if it is stuck.
   void finish(const ReceiverCallState& call);
-  /// How much virtual time a call may take before it counts as stuck.
+  /// Virtual time after which a call counts as stuck.
   void setCallLimit(platform::Duration limit) { _callLimit = limit; }
 
-  /// Lets the receiver queue finish what it has begun, and forgets it. Where that is impossible its
-  /// thread is given up: it and what it needs stay in memory until the process ends.
+  /// Waits for the running tasks of the receiver queue and releases it. If its thread is stuck, the
+  /// thread and the objects that it uses are leaked.
   void endReceiverQueue();
 
  private:
   struct Signal;
 
-  /// False when the queue was still running after a generous real time.
+  /// Returns false if the queue is still running after a real-time limit.
   bool _waitForReceiverQueue() const;
   void _requireQuietReceiverQueue() const;
   void _forgetFinishedCalls();
   [[noreturn]] void _reportStuckCall();
 
-  // Shared with a receiver queue's thread that was given up.
+  // Shared with abandoned threads of a receiver queue.
   std::shared_ptr<VirtualClock> _clock;
   std::shared_ptr<platform::MainQueue> _mainQueue;
   std::shared_ptr<platform::SerialQueue> _receiverQueue;

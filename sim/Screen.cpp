@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::int64_t kNoDisplay = -6700;
 
-/// Begins like every PNG does, and is none: nobody here looks inside.
+/// The signature of a PNG file. Nothing here decodes the rest.
 std::shared_ptr<const platform::Bytes> pngSignature() {
   platform::Bytes bytes;
   for (const int byte : {0x89, 'P' + 0, 'N' + 0, 'G' + 0, 0x0d, 0x0a, 0x1a, 0x0a}) {
@@ -53,7 +53,7 @@ void Screen::_answer(std::optional<platform::Error> error) {
 
 void Screen::close() {
   if (_completion) {
-    // The answer must not come from inside this call.
+    // Never calls the completion synchronously.
     _answering = _mainQueue.after({}, [this] { _answer(platform::Error::status(kNoDisplay)); });
     return;
   }
@@ -65,7 +65,7 @@ void Screen::_closed() {
   ++_timesClosed;
 }
 
-void Screen::closeByItself() {
+void Screen::closeUnexpectedly() {
   if (!_open) return;
   _closed();
   _closing = _mainQueue.after({}, [this] {

@@ -10,8 +10,7 @@
 
 namespace sim {
 
-/// A display that shows nothing: it keeps the scenes, and does with open() and capture() what it
-/// was told.
+/// A screen without a display. Keeps the scenes. A test sets the results of open() and capture().
 ///
 /// Threads: main.
 class Screen final : public platform::Screen {
@@ -20,7 +19,7 @@ class Screen final : public platform::Screen {
 
   explicit Screen(platform::MainQueue& mainQueue);
 
-  // What the application does with it.
+  // Interface for the application.
   void open(std::function<void(std::optional<platform::Error>)> completion) override;
   void close() override;
   bool isOpen() const override { return _open; }
@@ -29,20 +28,22 @@ class Screen final : public platform::Screen {
   void setClosedHandler(std::function<void()> handler) override;
   void capture(std::function<void(std::shared_ptr<const platform::Bytes>)> completion) override;
 
-  // What a test does with it.
+  // Interface for tests.
 
-  /// How the next open() calls end, and how long after the call. Without a delay: on the next turn.
+  /// Sets the result of the next open() calls, and the delay until they complete. Without a delay
+  /// they complete on the next turn.
   void setOpening(Opening opening, platform::Duration delay = platform::Duration::zero());
-  /// What capture() gives while the window is open; null: nothing, as where reading back fails.
+  /// The result of capture() while the window is open. Null means that reading back failed.
   void setPicture(std::shared_ptr<const platform::Bytes> picture) { _picture = std::move(picture); }
-  /// A press or swipe of the remote. False when the window is closed or nobody listens.
+  /// Sends a press or a swipe of the remote. Returns false if the window is closed or there is no
+  /// handler.
   bool send(const platform::InputEvent& event);
-  /// The window goes away by itself; told on the next turn.
-  void closeByItself();
+  /// Closes the window as a window manager would. The handler is called on the next turn.
+  void closeUnexpectedly();
 
-  /// Of the whole life, oldest first.
+  /// All scenes, oldest first.
   const std::vector<std::shared_ptr<const platform::Scene>>& scenes() const { return _scenes; }
-  /// What is on screen: null when the window is closed, or has shown nothing yet.
+  /// The visible scene. Null if the window is closed or has no scene yet.
   std::shared_ptr<const platform::Scene> scene() const;
   int timesOpened() const { return _timesOpened; }
   int timesClosed() const { return _timesClosed; }
@@ -57,7 +58,7 @@ class Screen final : public platform::Screen {
   std::shared_ptr<const platform::Bytes> _picture;
 
   bool _open = false;
-  std::function<void(std::optional<platform::Error>)> _completion;  // of the open() under way
+  std::function<void(std::optional<platform::Error>)> _completion;  // of the pending open()
   platform::Token _answering;
   platform::Token _closing;
   std::function<void(const platform::InputEvent&)> _inputHandler;

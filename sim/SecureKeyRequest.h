@@ -9,11 +9,11 @@
 
 namespace sim {
 
-/// A content-key request whose data anybody can foretell: "key-request:", the certificate, ":", the
-/// content identifier, ":", and the description of the options where there are any.
+/// A content-key request with predictable data: "key-request:", the certificate, ":", the content
+/// identifier, ":", and the description of the options, if any.
 ///
-/// It fails with ContentNotAuthorized without a certificate or content identifier of data, or with
-/// the error that its script names.
+/// Fails with ContentNotAuthorized if certificate or content identifier is missing or not data, or
+/// with the error from the script.
 class SecureKeyRequest final : public TVSSecureKeyRequest {
  public:
   SecureKeyRequest(std::uint64_t identifier, std::string url, platform::Dictionary details,

@@ -10,9 +10,9 @@
 #include "platform/services/SystemServices.h"
 #include "sim/Journal.h"
 
-// The small services of the box in memory. Each writes what it was asked into the journal.
+// The smaller services of the box in memory. Each records its calls in the journal.
 //
-// Threads: as their interfaces say; what a test reads or scripts, on the main thread.
+// Threads: like their interfaces. The functions for tests are called on the main thread.
 
 namespace sim {
 
@@ -46,14 +46,14 @@ class SystemService final : public platform::SystemService {
 class PowerManager final : public platform::PowerManager {
  public:
   explicit PowerManager(Journal& journal) : _journal(journal) {}
-  /// `powerManager.createAssertion()`, with ` failed` behind it where told to fail.
+  /// Journal: `powerManager.createAssertion()`, with ` failed` appended on failure.
   std::uint32_t createAssertion(const platform::Dictionary& properties,
                                 std::uint32_t* identifier) override;
   void releaseAssertion(std::uint32_t identifier) override;  ///< `powerManager.releaseAssertion(1)`
 
-  /// What createAssertion() answers from now on; 0 succeeds.
+  /// The result of createAssertion(). 0 means success.
   void setStatus(std::uint32_t status) { _status = status; }
-  /// The assertions that are held: identifier to properties.
+  /// Current assertions: identifier to properties.
   const std::map<std::uint32_t, platform::Dictionary>& held() const { return _held; }
 
  private:
@@ -70,9 +70,9 @@ class TVSNetworkUtilities final : public platform::TVSNetworkUtilities {
     ++_queries;
     return _available;
   }
-  /// How often it was asked.
+  /// Number of queries.
   int queries() const { return _queries; }
-  /// Posts the change before it returns.
+  /// Posts the change notification synchronously.
   void setInternetAvailable(bool available);
 
  private:
@@ -107,7 +107,7 @@ class DeviceInfo final : public platform::DeviceInfo {
  public:
   bool isInternalBuild() const override { return _internalBuild; }
   std::string language() const override { return _language; }
-  /// Knows a few languages, in English and in German.
+  /// Supports a few languages, in English and in German.
   std::string languageName(std::string_view tag) const override;
   void setInternalBuild(bool internal) { _internalBuild = internal; }
   void setLanguage(std::string language) { _language = std::move(language); }

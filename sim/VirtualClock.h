@@ -6,10 +6,10 @@
 
 namespace sim {
 
-/// A clock that moves only when told, so that a test decides what time it is.
+/// A clock that advances only when a test advances it.
 ///
-/// It starts at 2026-01-01 00:00:00 UTC, with now() at zero; date() moves along with now(). It
-/// wakes nobody: whoever moves it then runs what has become due.
+/// Starts at 2026-01-01 00:00:00 UTC with now() at zero. date() advances with now(). Advancing runs
+/// no timers: the caller runs what is due.
 ///
 /// Threads: any.
 class VirtualClock final : public platform::Clock {
@@ -22,7 +22,7 @@ class VirtualClock final : public platform::Clock {
 
   /// `duration` must not be negative.
   void advance(platform::Duration duration);
-  /// A time in the past leaves the clock alone.
+  /// Does nothing if `time` is in the past.
   void advanceTo(platform::TimePoint time);
 
  private:

@@ -9,16 +9,14 @@ namespace {
 constexpr std::string_view kUsage =
     "usage: tvvorlane-sim [--log-level N]\n"
     "\n"
-    "Launches the application in a box that exists in memory only, prints what the application "
-    "tells\n"
-    "of its state, terminates it, and ends. Nothing can connect to it; it shows that the "
-    "application\n"
-    "starts and ends on a machine without a screen, a player or a bus. Its tests run on the same "
-    "box.\n"
+    "Launches the application in a simulated box, prints its status, and terminates it. This "
+    "checks\n"
+    "that the application starts and ends without a screen, a player or a bus. No client can "
+    "connect.\n"
     "\n"
     "  --log-level N   print log lines up to level N (3 errors, 4 warnings, 5 notices) to stderr;\n"
-    "                  none without it\n"
-    "  --help          print this\n";
+    "                  default: none\n"
+    "  --help          print this help\n";
 
 class SmokePlatform final : public sim::Box {
  public:

@@ -20,7 +20,7 @@ using platform::Platform;
 namespace {
 
 constexpr auto kFadeDuration = 300ms;
-/// Leaves the fades time to end.
+/// Time for the fades to finish.
 constexpr auto kEndOfPresentationDelay = 300ms;
 
 template <typename Session>
@@ -85,8 +85,8 @@ void TVVorlaneMediaViewController::setDialogInfoSession(
     if (_dialogViewController) dismissPresented(true);
     _dialogViewController = nullptr;
   } else if (_dialogViewController && presented() == _dialogViewController) {
-    // One whose button was pressed is no longer shown.
-    // The button goes on stopping the session that the alert was made for.
+    // An alert is updated only while it is shown: pressing its button closes it. The button still
+    // stops the session that created the alert.
     _dialogViewController->setTitle(session->titleString().value_or(""));
     _dialogViewController->setMessage(session->messageString().value_or(""));
   } else {
@@ -169,7 +169,7 @@ void TVVorlaneMediaViewController::dismiss() {
 void TVVorlaneMediaViewController::viewServiceEndPresentationWithOptions(
     const platform::Dictionary& options, std::function<void()> completion) {
   TVSLogNotice(TVVLSession, "End presentation for session with options: %@", options);
-  _presentationEnds = true;
+  _presentationEnding = true;
   if (!_dismissing) {
     TVSLogNotice(TVVLSession, "Forced to exit Vorlane");
     _stopShownSessions();

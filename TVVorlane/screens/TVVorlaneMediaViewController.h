@@ -14,14 +14,15 @@ class TVVorlanePresentationViewController;
 class TVVorlaneURLSession;
 class TVVorlaneVideoPlayerViewController;
 
-/// The root view controller of everything on screen: a slot for each kind of session, a child for
-/// each slot, cross-fades between children, and the dialog as a modal alert above them.
+/// Root view controller: one slot per kind of session, one child per slot, cross-fades between
+/// children. The dialog is a modal alert above them.
 ///
-/// Workflow: the host makes it and begins the presentation; it tells the session manager that it is
-/// ready, which fills the slots; dismiss() asks the host to end. An end that was not asked for
-/// stops every session shown. It is used for one presentation.
+/// Usage: the host creates the controller and begins the presentation. The controller then notifies
+/// the session manager, which fills the slots. dismiss() requests the end of the presentation. If
+/// the presentation ends without that request, every shown session is stopped. A controller is used
+/// for one presentation.
 ///
-/// Stacking, bottom to top: presentation surface, video player, PIN; the alert above all.
+/// Stacking order, bottom to top: mirrored screen, video player, PIN, alert.
 ///
 /// Threads: main.
 class TVVorlaneMediaViewController final : public platform::ViewServiceViewController {
@@ -30,8 +31,8 @@ class TVVorlaneMediaViewController final : public platform::ViewServiceViewContr
   ~TVVorlaneMediaViewController() override;
   std::string className() const override { return "TVVorlaneMediaViewController"; }
 
-  // The slots. Setting one makes, replaces or removes its child; the same session again does
-  // nothing.
+  // Slots. Setting a slot creates, replaces or removes its child. Setting the same session again
+  // does nothing.
   const std::shared_ptr<TVVorlaneInfoSession>& pinInfoSession() const { return _pinInfoSession; }
   void setPinInfoSession(const std::shared_ptr<TVVorlaneInfoSession>& session);
   const std::shared_ptr<TVVorlaneInfoSession>& dialogInfoSession() const {
@@ -47,7 +48,7 @@ class TVVorlaneMediaViewController final : public platform::ViewServiceViewContr
   }
   void setVideoPlaybackSession(const std::shared_ptr<TVVorlaneURLSession>& session);
 
-  // What the slots show; each is set exactly while its session is.
+  // Children of the slots. Each is null while its slot is empty.
   const std::shared_ptr<TVVorlanePINViewController>& pinViewController() const {
     return _pinViewController;
   }
@@ -65,9 +66,9 @@ class TVVorlaneMediaViewController final : public platform::ViewServiceViewContr
     _delegate = std::move(delegate);
   }
   bool dismissing() const { return _dismissing; }
-  /// The host has begun to end the presentation; nothing new will be seen.
-  bool presentationEnds() const { return _presentationEnds; }
-  /// Asks the host to end the presentation, once.
+  /// True after the host has begun to end the presentation. New content is no longer shown.
+  bool isPresentationEnding() const { return _presentationEnding; }
+  /// Requests the end of the presentation. Later calls do nothing.
   void dismiss();
 
   std::shared_ptr<platform::View> preferredFocusedView() override;
@@ -91,7 +92,7 @@ class TVVorlaneMediaViewController final : public platform::ViewServiceViewContr
   std::shared_ptr<TVVorlaneURLSession> _videoPlaybackSession;
   std::weak_ptr<TVVorlaneMediaViewControllerDelegate> _delegate;
   bool _dismissing = false;
-  bool _presentationEnds = false;
+  bool _presentationEnding = false;
   std::shared_ptr<TVVorlanePINViewController> _pinViewController;
   std::shared_ptr<platform::AlertController> _dialogViewController;
   std::shared_ptr<TVVorlaneVideoPlayerViewController> _videoPlayerViewController;

@@ -43,8 +43,8 @@ void TVVorlanePINViewController::viewDidLoad() {
 void TVVorlanePINViewController::_menuPressed() {
   if (_dismissed || !_dismissHandler) return;
   _dismissed = true;
-  // The handler may release this controller, or replace _dismissHandler while it runs. Both stay
-  // alive until it returns.
+  // The handler may release this controller or replace _dismissHandler. Keep both alive until it
+  // returns.
   const auto self = shared_from_this();
   const auto handler = _dismissHandler;
   handler();

@@ -8,13 +8,13 @@
 #include "platform/ui/controllers/ViewController.h"
 #include "platform/ui/views/VisualEffectView.h"
 
-/// Shows a code in four boxes below a title, over a blur of what lies beneath. The menu button
-/// calls the dismiss handler, once; the controller waits to be taken away. Main thread.
+/// Shows a code in four boxes below a title, over a blurred background. The menu button calls the
+/// dismiss handler once. The controller stays until its owner removes it. Main thread.
 class TVVorlanePINViewController final : public platform::ViewController {
  public:
   std::string className() const override { return "TVVorlanePINViewController"; }
 
-  // Shown at once where the view is loaded, otherwise when it is.
+  // Applied at once if the view is loaded, otherwise when it loads.
   void setTitle(const std::string& title) override;
   const std::string& pinCode() const { return _pinCode; }
   void setPinCode(const std::string& pinCode);

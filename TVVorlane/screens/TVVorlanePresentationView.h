@@ -8,21 +8,21 @@
 #include "platform/ui/views/LayerView.h"
 #include "platform/ui/views/View.h"
 
-/// The surface of a mirrored screen: black, with a content view whose layer the receiver service
-/// draws into, and a spinner in its place while the stream stalls. Main thread.
+/// View of a mirrored screen: a black background, a content view whose layer the receiver service
+/// draws into, and a spinner that replaces the content while the stream stalls. Main thread.
 class TVVorlanePresentationView final : public platform::View {
  public:
   explicit TVVorlanePresentationView(platform::Rect frame);
   std::string className() const override { return "TVVorlanePresentationView"; }
 
-  /// Null on a box that offers no layers.
+  /// Null if the box supports no layers.
   std::shared_ptr<platform::Object> presentationLayer() const;
-  /// Nobody draws into the layer any more.
+  /// Ends drawing into the layer.
   void closeLayer();
   bool showProgress() const { return _showProgress; }
   void setShowProgress(bool show);
 
-  /// Who handles the remote while the view is shown; null when nobody does.
+  /// The controller that handles remote events while the view is shown, or null.
   std::shared_ptr<platform::ViewController> controller() const { return _controller.lock(); }
   void setController(std::weak_ptr<platform::ViewController> controller) {
     _controller = std::move(controller);

@@ -11,7 +11,7 @@ using platform::SwipeDirection;
 
 namespace {
 
-const char* eventOfSwipe(SwipeDirection direction) {
+const char* eventForSwipe(SwipeDirection direction) {
   switch (direction) {
     case SwipeDirection::Right:
       return "userPrevious";
@@ -25,7 +25,7 @@ const char* eventOfSwipe(SwipeDirection direction) {
   return nullptr;
 }
 
-const char* eventOfPress(PressType press) {
+const char* eventForPress(PressType press) {
   switch (press) {
     case PressType::Up:
       return "userUp";
@@ -75,13 +75,13 @@ void TVVorlanePresentationViewController::viewDidLoad() {
   _presentationView->setResizesWithSuperview(true);
   view()->addSubview(_presentationView);
   _presentationView->setController(weak_from_this());
-  // A view that is shown again has its recognisers already.
+  // A view that is shown again already has its recognizers.
   if (_presentationView->gestureRecognizers().empty()) _addRecognizers(*_presentationView);
 }
 
 void TVVorlanePresentationViewController::_addRecognizers(TVVorlanePresentationView& view) {
-  // The view outlives its controllers and owns the recognisers: each event goes to the controller
-  // that shows the view at the time.
+  // The view owns the recognizers and outlives its controllers. Events go to the current controller
+  // of the view.
   const auto controllerOf = [&view] {
     return std::static_pointer_cast<TVVorlanePresentationViewController>(view.controller());
   };
@@ -102,8 +102,8 @@ void TVVorlanePresentationViewController::_addRecognizers(TVVorlanePresentationV
         [controllerOf](const platform::TapRecognizer& recognizer) {
           if (const auto self = controllerOf()) self->_pressed(recognizer);
         });
-    // The last list lands on the recogniser before it: the sixth takes play/pause, and the seventh
-    // keeps the platform's default list, which is the menu button.
+    // The press types of the last recognizer are set on the one before it. The sixth recognizer
+    // handles play/pause. The seventh keeps the default, which is the menu button.
     auto& target = press == PressType::PlayPause ? taps.back() : tap;
     target->setAllowedPressTypes({press});
     taps.push_back(std::move(tap));
@@ -112,7 +112,7 @@ void TVVorlanePresentationViewController::_addRecognizers(TVVorlanePresentationV
 }
 
 void TVVorlanePresentationViewController::_swiped(SwipeDirection direction) {
-  if (const char* event = eventOfSwipe(direction)) _session->postUserEvent(event, std::nullopt);
+  if (const char* event = eventForSwipe(direction)) _session->postUserEvent(event, std::nullopt);
 }
 
 void TVVorlanePresentationViewController::_pressed(const platform::TapRecognizer& recognizer) {
@@ -120,7 +120,7 @@ void TVVorlanePresentationViewController::_pressed(const platform::TapRecognizer
   const PressType press = recognizer.allowedPressTypes().front();
   if (press == PressType::Menu) {
     _session->userStop();
-  } else if (const char* event = eventOfPress(press)) {
+  } else if (const char* event = eventForPress(press)) {
     _session->postUserEvent(event, platform::Dictionary{{"sessionID", _session->sessionID()}});
   }
 }

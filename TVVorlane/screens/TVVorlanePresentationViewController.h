@@ -9,8 +9,8 @@
 
 class TVVorlanePresentationSession;
 
-/// Shows a presentation session's surface and turns the remote into user events of the session.
-/// Main thread.
+/// Shows the view of a presentation session and converts remote events into user events of the
+/// session. Main thread.
 class TVVorlanePresentationViewController final : public platform::ViewController {
  public:
   explicit TVVorlanePresentationViewController(

@@ -50,7 +50,7 @@ void TVVorlaneVideoPlayerViewController::dismiss() {
     return;
   }
   TVSLogNotice(TVVLSession, "Video view controller dismissed due to menu, sending stop");
-  // The stop may take this controller away.
+  // userStop() may release this controller.
   const auto self = shared_from_this();
   if (_videoSession) _videoSession->userStop();
 }

@@ -7,12 +7,12 @@
 
 class TVVorlaneURLSession;
 
-/// The video player of a URL session. The sender owns the playback: leaving the player stops the
-/// session, and the session's end takes the screen away. Its class is known as
-/// _TVVorlaneVideoPlayerViewController. Main thread.
+/// The video player of a URL session. Leaving the player stops the session. The player is removed
+/// from the screen when the session ends. className() returns _TVVorlaneVideoPlayerViewController.
+/// Main thread.
 class TVVorlaneVideoPlayerViewController final : public platform::VideoPlayerViewController {
  public:
-  /// With the texts in the user's language.
+  /// Uses texts in the user's language.
   TVVorlaneVideoPlayerViewController(std::shared_ptr<TVSPlayer> player,
                                      bool invalidatesPlayerWhenDone);
   std::string className() const override { return "_TVVorlaneVideoPlayerViewController"; }
@@ -23,8 +23,8 @@ class TVVorlaneVideoPlayerViewController final : public platform::VideoPlayerVie
   }
   bool wasDismissed() const { return _wasDismissed; }
 
-  /// The menu button. Stops the session, once, unless its player has stopped already; the
-  /// controller stays until its session is taken away.
+  /// Handles the menu button. Stops the session once, unless the player has already stopped. The
+  /// controller stays on screen until its session is removed.
   void dismiss() override;
 
  private:

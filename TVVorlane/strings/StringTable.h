@@ -7,13 +7,13 @@ namespace TVVorlaneStrings {
 
 struct Entry {
   std::string_view key;
-  /// UTF-8. Each sentence is a line; so is a part of a long one that must not be broken inside.
+  /// UTF-8. A newline ends each sentence, and marks a break inside a long sentence.
   std::string_view text;
 };
 
-/// One language's texts. Every table has every key and no other.
+/// The texts of one language. Every table has the same keys.
 struct Table {
-  std::string_view language;  ///< as in a POSIX locale name; Chinese by its script
+  std::string_view language;  ///< POSIX locale language; Chinese with its script
   std::span<const Entry> entries;
 };
 
@@ -35,10 +35,10 @@ extern const Table ko;       // Korean
 extern const Table zh_Hans;  // Simplified Chinese
 extern const Table zh_Hant;  // Traditional Chinese
 
-/// All of them; English first.
+/// All tables, English first.
 std::span<const Table* const> allTables();
 
-/// The table for a POSIX locale name such as `pt_BR.UTF-8`; English where there is none for it.
+/// Returns the table for a POSIX locale name such as `pt_BR.UTF-8`, or English.
 const Table& tableForLocale(std::string_view locale);
 
 }  // namespace TVVorlaneStrings

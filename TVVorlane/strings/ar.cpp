@@ -21,7 +21,7 @@ constexpr Entry kArabicTexts[] = {
     {"TVVorlanePlayerAudioDescription", "مع وصف صوتي"},
     {"TVVorlanePlayerCommentary", "تعليق"},
     {"TVVorlanePlayerPercent", "{}%"},
-    // Marks of direction: the text runs from right to left, and the sign stands left of the number.
+    // Directional marks: the text runs right to left, and the unit is to the left of the number.
     {"TVVorlanePlayerSeconds", "\u200F\u200E{} ث"},
     {"TVVorlanePlayerPaused", "متوقف مؤقتًا"},
     {"TVVorlanePlayerEnded", "انتهى هذا الفيديو."},

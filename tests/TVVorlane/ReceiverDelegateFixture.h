@@ -3,7 +3,7 @@
 #include "TVVorlane/TVVorlaneReceiverDelegate.h"
 #include "tests/TVVorlane/Support.h"
 
-/// A receiver delegate, and the calls of the receiver service.
+/// A receiver delegate, with helpers that make the calls of the receiver service.
 class ReceiverDelegateTest : public SessionTest {
  protected:
   using Status = VorlaneReceiverUIDelegate::Status;
@@ -26,7 +26,7 @@ class ReceiverDelegateTest : public SessionTest {
   Value get(const std::string& property, Status* status) {
     return box.call([&] { return delegate->vorlaneUIGetProperty(property, {}, status); });
   }
-  /// The delegate's own lines since the last time.
+  /// Log lines of the delegate since the last call.
   Texts takeLog() {
     box.run();
     auto texts = logTexts(box, "TVVLCommunication");

@@ -1,4 +1,4 @@
-// The scenarios' own language: that a step which does not hold fails, and says where.
+// Tests the scenario language: a step that fails reports its location.
 
 #include <deque>
 #include <fstream>
@@ -19,7 +19,7 @@ using testing::HasSubstr;
 
 namespace {
 
-/// Answers every call with status 5 and its arguments, and sends an event for it.
+/// Returns status 5 and the arguments for every call, and posts an event.
 class Echo final : public scenarios::ScenarioBox {
  public:
   bool isReal() const override { return real; }
@@ -56,7 +56,7 @@ std::string run(const std::vector<std::string>& lines, bool real = false) {
   return scenarios::ScenarioRunner(scenario, box).run().value_or("holds");
 }
 
-TEST(ScenarioLanguage, StepsHoldOrSayWhy) {
+TEST(ScenarioLanguage, FailedStepsReportTheirLocation) {
   const std::string call = "call A \"x\"";
   const struct {
     std::vector<std::string> lines;

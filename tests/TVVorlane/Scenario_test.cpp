@@ -1,4 +1,4 @@
-// Every file of tests/scenarios on the box in memory.
+// Runs every file of tests/scenarios on the box in memory.
 
 #include <gtest/gtest.h>
 
@@ -9,7 +9,7 @@ namespace {
 
 class Scenarios : public testing::TestWithParam<std::filesystem::path> {};
 
-TEST_P(Scenarios, HoldInMemory) {
+TEST_P(Scenarios, PassOnTheBoxInMemory) {
   const auto scenario = scenarios::Scenario::read(GetParam());
   SimScenarioBox box;
   const auto failure = scenarios::ScenarioRunner(scenario, box).run();

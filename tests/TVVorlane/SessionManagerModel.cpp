@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::string_view kSlotKinds = "NDPV";
 constexpr int kNobody = -1;
-/// Of a screen that does not open, and of a host that says so itself.
+/// Error codes if the screen does not open, and if the host reports the failure itself.
 constexpr std::int64_t kScreenFails = -1;
 constexpr std::int64_t kHostRefuses = -6700;
 
@@ -28,7 +28,7 @@ std::string SessionManagerModel::completionText(std::int64_t code, const Slots& 
   return text;
 }
 
-// The queue.
+// Task queue.
 
 int SessionManagerModel::_after(std::int64_t delay, What what, int session) {
   _timers.push_back({_now + delay, ++_lastTimer, {what, session}});
@@ -117,7 +117,7 @@ std::string SessionManagerModel::future() const {
                           _endsOnceBegun, _dismissing, _presentationEnds, _slots.has_value()})
     text += flag ? '+' : '-';
   add('h', static_cast<int>(_host));
-  // By their order, without those who were there before them.
+  // Sessions are numbered by order, ignoring sessions that no longer exist.
   std::vector<int> known;
   for (int number = 0; number < static_cast<int>(_sessions.size()); ++number) {
     if (!_exists(number)) continue;
@@ -139,7 +139,7 @@ std::string SessionManagerModel::future() const {
     add(static_cast<char>(task.what), ofASession ? place(task.session) : 0);
   };
   for (const auto& task : _tasks) addTask(task);
-  // In the order of their numbers, which decides between those of the same time.
+  // In creation order, which decides between timers that are due at the same time.
   for (const auto& timer : _timers) {
     const bool cancellable =
         timer.number == _update || timer.number == _requestTimeout || timer.number == _pendingClose;
@@ -149,7 +149,7 @@ std::string SessionManagerModel::future() const {
   return text;
 }
 
-// The manager.
+// Session manager.
 
 void SessionManagerModel::registerSession(char kind) {
   const int session = static_cast<int>(_sessions.size());
@@ -226,7 +226,7 @@ void SessionManagerModel::_foregroundUpdate() {
     _state = "Moving to Background";
     if (!shows && !std::exchange(_dismissing, true)) _end();
   }
-  // Nobody is told of a screen that is about to go.
+  // Completions stay pending while the host ends the presentation.
   if (!shows || !_presentationEnds) _complete(0);
 }
 
@@ -250,7 +250,7 @@ void SessionManagerModel::_complete(std::int64_t code) {
   }
 }
 
-// The host and the root view controller.
+// Host and root view controller.
 
 void SessionManagerModel::_request() {
   _requested = true;

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-/// What the session manager, its host and its sessions should do, written down once more without
-/// looking at how they do it: numbers for sessions, letters for their kinds, and a queue of its own
-/// for tasks and timers.
+/// A model of the session manager, the host and the sessions, written independently of their
+/// implementation. Sessions are numbers, their kinds are letters. The model has its own queue of
+/// tasks and timers.
 ///
 /// Kinds: 'A' streamed audio, 'P' presentation, 'V' video, 'N' PIN, 'D' dialog. Times: ms.
 class SessionManagerModel {
@@ -15,17 +15,17 @@ class SessionManagerModel {
   struct Session {
     char kind;
     bool deactivated = false;
-    /// One entry a call of the start completion: what completionText() says of that moment.
+    /// One entry per call of the start completion, in the form of completionText().
     std::vector<std::string> completions = {};
   };
   using Slots = std::optional<std::vector<int>>;
 
-  /// What holds when a start completion is called: the code of its error (0: success), the slots,
-  /// and of each registered session whether it is deactivated.
+  /// Describes the moment of a start completion: the error code (0: success), the slots, and for
+  /// each registered session whether it is deactivated.
   static std::string completionText(std::int64_t code, const Slots& slots,
                                     const std::vector<bool>& deactivated);
 
-  // What happens.
+  // Inputs.
   void registerSession(char kind);
   void deregister(int session, bool immediately);
   void userStop(int session);
@@ -33,26 +33,26 @@ class SessionManagerModel {
   void home();
   void advance(std::int64_t time);
 
-  // What should be seen.
+  // Expected state.
   const std::vector<Session>& sessions() const { return _sessions; }
   char kindOf(int session) const { return _sessions[static_cast<std::size_t>(session)].kind; }
   const std::vector<int>& registered() const { return _registered; }
   const std::string& state() const { return _state; }
-  /// By kind, in the order "NDPV"; nothing unless a root view controller is known.
+  /// In the order "NDPV". Nothing if there is no root view controller.
   const Slots& slots() const { return _slots; }
   bool screenAwaitsAnswer() const { return _screen.pending && !_screen.closes; }
   bool hostIsBusy() const { return _host != Host::Idle; }
-  /// Whether a turn would do anything.
+  /// Whether a turn of the main queue would do anything.
   bool anythingDue() const;
-  /// Whether time would.
+  /// Whether advancing the time would do anything.
   bool anythingWaits() const { return !_tasks.empty() || !_timers.empty(); }
 
-  /// Everything that decides what is seen from here on: two sequences that end with the same
-  /// have the same future. Sessions that nobody knows any more are not part of it.
+  /// A key for everything that affects later results. Two sequences with equal keys have the same
+  /// future. Sessions that are no longer referenced are ignored.
   std::string future() const;
 
  private:
-  /// What a task or timer does.
+  /// The action of a task or timer.
   enum class What : char {
     Update = 'a',
     TimeOut,
@@ -85,14 +85,14 @@ class SessionManagerModel {
     bool open = false;
   };
 
-  // The queue: in a turn the tasks that are there, then the timers that are due.
+  // Task queue. A turn runs the pending tasks, then the due timers.
   void _later(What what) { _tasks.push_back({what, 0}); }
   int _after(std::int64_t delay, What what, int session = 0);
   void _cancel(int timer);
   void _runDue();
   void _run(const Task& task);
 
-  // The manager.
+  // Session manager.
   void _sessionsChanged();
   void _sessionsUpdated();
   void _backgroundUpdate();
@@ -103,11 +103,11 @@ class SessionManagerModel {
   bool _anythingToShow() const;
   bool _exists(int session) const;
 
-  // The host and the root view controller.
+  // Host and root view controller.
   void _request();
   void _open();
   void _giveUpOpening();
-  /// 0: with success.
+  /// `code` 0 means success.
   void _answer(std::int64_t code);
   void _begin();
   void _end();

@@ -1,5 +1,5 @@
-// Every short sequence of what can happen to the session manager, with real sessions and the real
-// host, against a model.
+// Runs every short sequence of steps on the real session manager and host, and compares it with a
+// model.
 
 #include <cstdio>
 #include <cstdlib>
@@ -15,9 +15,9 @@ namespace {
 constexpr const char* kDepthVariable = "VORLANE_SEQUENCE_DEPTH";
 constexpr int kDefaultDepth = 5;
 
-/// Takes every sequence to a depth: each step is compared with the model, and each end has a way
-/// out. Where two end with the same model, and with the same to be seen of the real ones, what
-/// comes behind them is run only once.
+/// Runs every sequence up to a depth. Compares each step with the model, and checks that everything
+/// can finish after the last step. If two sequences end in the same state, their continuations run
+/// once.
 class Explorer {
  public:
   explicit Explorer(int depth) : _depth(depth) {}
@@ -25,7 +25,7 @@ class Explorer {
   void explore() {
     Ways ways{{_reach(""), 1}};
     for (int level = 1; level < _depth; ++level) {
-      // From the foreground too, which takes steps to reach: two fewer from there.
+      // Also starts in the foreground, which takes five steps to reach. Depth is two less there.
       if (level == 3) {
         for (const char* shown : {"VVtrt", "NPtrt"}) ++ways[_reach(shown)];
       }
@@ -51,15 +51,15 @@ class Explorer {
   struct State {
     std::string sequence;
     SessionManagerModel model;
-    /// Where its steps lead; empty until that is known.
+    /// Successor states by step. Empty until computed.
     std::vector<std::size_t> next = {};
   };
-  /// How many sequences lead to a state.
+  /// The number of sequences that lead to each state.
   using Ways = std::map<std::size_t, std::uint64_t>;
 
   static constexpr int kMostFailures = 10;
 
-  /// One that does nothing leads where the sequence without it leads.
+  /// Steps without effect are skipped, because they lead to the same state.
   static std::vector<std::string> _continuations(const State& state) {
     std::vector<std::string> sequences;
     for (const char step : kSteps) {
@@ -101,7 +101,7 @@ class Explorer {
   void _settle(const std::string& sequence, bool inAHurry) {
     const std::string fault = _trial->settle(inAHurry);
     EXPECT_EQ(fault, "") << "at the end of " << sequence;
-    // Behind one that failed the next begins afresh, and a few more are enough.
+    // After a failure the next sequence starts with a new box. Stops after a few failures.
     if (!testing::Test::HasFailure()) return _trial->begin();
     _trial = nullptr;
     if (++_failures > kMostFailures) throw std::runtime_error("too many failures");
@@ -116,7 +116,7 @@ class Explorer {
   int _failures = 0;
 };
 
-TEST(SessionManagerSequencesTest, AgreeWithTheModelAndHaveAWayOut) {
+TEST(SessionManagerSequencesTest, ShortSequencesMatchTheModelAndSettle) {
   const char* wanted = std::getenv(kDepthVariable);
   const int depth = wanted ? std::max(1, std::atoi(wanted)) : kDefaultDepth;
   Explorer explorer(depth);
@@ -127,8 +127,8 @@ TEST(SessionManagerSequencesTest, AgreeWithTheModelAndHaveAWayOut) {
   EXPECT_GT(explorer.runs(), static_cast<std::size_t>(depth));
 }
 
-/// Longer ones that the exhaustive run does not reach.
-TEST(SessionManagerSequencesTest, LongerOnes) {
+/// Selected sequences beyond the depth of the exhaustive run.
+TEST(SessionManagerSequencesTest, SelectedLongSequencesMatchTheModel) {
   constexpr std::string_view kSequences[] = {
       "VVtrth5t",    "VVtrthPtt55",  "VtrtxVtt5t",   "NVtftt5rt",   "VPtrtuut5",  "Vt5Vtrt5",
       "DDtrtutut5t", "VAtrtxthVtt5", "NtftNtrthtrt", "Vthtt5VVtrt", "PVNDtrthtt", "Vtrthxlt",

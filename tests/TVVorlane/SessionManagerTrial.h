@@ -9,11 +9,11 @@
 #include "tests/TVVorlane/SessionManagerModel.h"
 #include "tests/TVVorlane/Support.h"
 
-/// The steps, a letter each: the five kinds register; 'x' deregisters the newest now, 'l' later;
-/// 'u' the user stops the newest; 'r' the host's screen opens, 'f' it does not; 'h' Home; 't' what
-/// is due; '5' five seconds.
+/// One letter per step. A, P, V, N, D: register a session of this kind. x: deregister the newest
+/// session immediately, l: with delay. u: the user stops the newest session. r: the screen opens,
+/// f: it fails to open. h: Home. t: run what is due. 5: advance five seconds.
 inline constexpr std::string_view kSteps = "APVNDxlurfht5";
-/// A display that opens, or does not, when the test says so.
+/// A screen whose open() completes when the test calls answer().
 class ManualScreen final : public platform::Screen {
  public:
   explicit ManualScreen(platform::MainQueue& mainQueue) : _mainQueue(mainQueue) {}
@@ -67,7 +67,7 @@ class ManualBox final : public sim::Box {
   platform::ViewServiceHost _host{mainQueue(), _screen};
 };
 
-/// Whether a step can be taken, and does anything, where the model stands.
+/// Whether a step has an effect in the current state of the model.
 inline bool isPossible(char step, const SessionManagerModel& model) {
   const auto& registered = model.registered();
   switch (step) {
@@ -111,16 +111,16 @@ inline void takeInModel(char step, SessionManagerModel& model) {
   }
 }
 
-/// One sequence after the other: the steps are taken by the real manager and by the model alike.
+/// Runs sequences of steps on the real session manager and on the model.
 class Trial {
  public:
   Trial() = default;
   Trial(const Trial&) = delete;
   Trial& operator=(const Trial&) = delete;
-  /// Fades that still go on hold players, which must not outlive the box.
+  /// Running fades own players, which must not outlive the box.
   ~Trial() { _box.advance(std::chrono::seconds(1)); }
 
-  /// Begins the next sequence, where the last one has settled without a fault.
+  /// Starts the next sequence. The previous one must have settled without a fault.
   void begin() {
     _box.manualScreen().opensByItself = false;
     _box.clearLog();
@@ -130,7 +130,7 @@ class Trial {
     _completions.clear();
   }
 
-  /// A step that is possible.
+  /// Executes a step. It must be possible.
   void take(char step) {
     const auto newest =
         _manager->activeSessions().empty() ? nullptr : _manager->activeSessions().back();
@@ -162,7 +162,7 @@ class Trial {
   }
   const SessionManagerModel& model() const { return _model; }
 
-  /// What differs from the model, or nothing.
+  /// Returns the first difference from the model, or an empty string.
   std::string difference() {
     if (_manager->stateMachine().currentState() != _model.state()) return "the state";
     if (_registered() != _model.registered()) return "the registry";
@@ -177,7 +177,7 @@ class Trial {
     return {};
   }
 
-  /// What is to be seen of the future of the real ones.
+  /// The observable part of the real state, as a key.
   std::string future() {
     const auto deadline = _box.mainQueue().nextDeadline();
     const auto& root = _manager->mediaViewController();
@@ -192,8 +192,8 @@ class Trial {
     return text;
   }
 
-  /// What is wrong after everybody has been given the time to finish, or nothing. In a hurry the
-  /// sessions are stopped before.
+  /// Lets everything finish and returns a fault, or an empty string. With `inAHurry`, stops all
+  /// sessions first.
   std::string settle(bool inAHurry) {
     if (inAHurry) _stopAll();
     _box.manualScreen().opensByItself = true;
@@ -271,7 +271,7 @@ class Trial {
                        _numberOf(root->videoPlaybackSession())};
   }
 
-  // Outlive the box, whose end may still call what refers to them.
+  // These outlive the box, because callbacks during its destruction use them.
   SessionManagerModel _model;
   std::vector<std::weak_ptr<TVVorlaneSession>> _sessions;
   std::vector<std::vector<std::string>> _completions;

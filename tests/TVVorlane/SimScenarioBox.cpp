@@ -55,7 +55,7 @@ sim::MediaScript mediaScript(const Dictionary& fields) {
   return script;
 }
 
-/// How a call of that name is made.
+/// Makes the call with a given name.
 using Maker = std::function<Answer(VorlaneReceiverUIDelegate&, const Call&)>;
 
 template <typename Function>
@@ -214,7 +214,7 @@ std::vector<std::string> SimScenarioBox::screen() {
 
 template <typename Element>
 Element SimScenarioBox::_shown() {
-  // A scene is drawn on the turn after something changed.
+  // The scene is updated one turn after a change.
   _box.run();
   const auto scene = _box.screen().scene();
   return (scene ? platform::findElement<Element>(scene->nodes) : std::nullopt).value_or(Element());
@@ -249,7 +249,7 @@ void SimScenarioBox::host(const std::vector<std::string>& words) {
   } else if (what == "end") {
     _box.viewServiceHost().endPresentation();
   } else if (what == "close") {
-    _box.screen().closeByItself();
+    _box.screen().closeUnexpectedly();
   } else {
     throw Failure("the host does no '" + what + "'");
   }

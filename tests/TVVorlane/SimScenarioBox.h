@@ -8,14 +8,14 @@
 #include "sim/Box.h"
 #include "tests/scenarios/ScenarioBox.h"
 
-/// The whole application on the box in memory, steered by a scenario.
+/// Runs the whole application on the box in memory, controlled by a scenario.
 ///
-/// Keys of a medium's script: "duration" in seconds; "sound": there are no pictures; "requests":
-/// [{"url", "kind" ("resource" or "key"), "position" (none: at load), "keyFailure" (a URL error's
-/// code)}].
+/// Keys of a media script: "duration" in seconds; "sound": audio only; "requests": [{"url", "kind"
+/// ("resource" or "key"), "position" (missing: during the load), "keyFailure" (code of a URL
+/// error)}].
 class SimScenarioBox final : public scenarios::ScenarioBox {
  public:
-  /// Throws scenarios::Failure when the application does not launch.
+  /// Throws scenarios::Failure if the application does not launch.
   SimScenarioBox();
   ~SimScenarioBox() override;
 
@@ -52,5 +52,5 @@ class SimScenarioBox final : public scenarios::ScenarioBox {
   std::optional<sim::ReceiverCall<scenarios::Answer>> _begun;
   std::vector<scenarios::Event> _events;
   std::size_t _logLine = 0;
-  std::map<std::string, std::size_t> _journalRead;  // how many of a prefix
+  std::map<std::string, std::size_t> _journalRead;  // entries read so far, by prefix
 };

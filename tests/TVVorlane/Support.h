@@ -43,8 +43,8 @@ using Texts = std::vector<std::string>;
 inline constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 inline constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
-/// On one line: `{key=value, ...}`, `[value, ...]`, `true` and `false`, everything else as it is
-/// described.
+/// Formats a value on one line: `{key=value, ...}`, `[value, ...]`, `true` and `false`, and the
+/// description of any other value.
 inline std::string compact(const Value& value) {
   std::string text;
   const auto add = [&](const std::string& entry) {
@@ -65,12 +65,12 @@ inline std::string compact(const Value& value) {
   return value.description();
 }
 
-/// `name`, or `name {key=value}` where there is an info. What "playing" carries is left out.
+/// `name`, or `name {key=value}` if there is an info. Omits the info of "playing".
 inline std::string eventText(const std::string& name, const std::optional<Dictionary>& info) {
   return info && name != "playing" ? name + " " + compact(*info) : name;
 }
 
-/// What has come to the receiver service since the last time, in order.
+/// Events that the receiver service has received since the last call, in order.
 inline Texts takeEventTexts(sim::Box& box) {
   Texts texts;
   for (const auto& event : box.receiverServiceClient().takeEvents()) {
@@ -80,7 +80,7 @@ inline Texts takeEventTexts(sim::Box& box) {
   return texts;
 }
 
-/// The lines of one component, without prefix and last blank.
+/// Log lines of one component, without prefix and trailing space.
 inline Texts logTexts(const sim::Box& box, std::string_view component) {
   const std::string mark = " #" + std::string(component) + " : ";
   Texts texts;
@@ -93,7 +93,8 @@ inline Texts logTexts(const sim::Box& box, std::string_view component) {
   return texts;
 }
 
-/// The assertion that a call fails, as `operation (source): condition`; empty if none.
+/// Runs `call` and returns the failed assertion as `operation (source): condition`, or an empty
+/// string.
 template <typename Call>
 std::string assertionText(Call call) {
   const sim::AssertionsThrow assertionsThrow;
@@ -105,10 +106,10 @@ std::string assertionText(Call call) {
   return {};
 }
 
-/// Hears what sessions post.
+/// Records session events.
 class RecordingSessionDelegate final : public TVVorlaneSessionDelegate {
  public:
-  /// Called at each event, for what holds at that moment.
+  /// Called for each event, to check the state at that moment.
   std::function<void(TVVorlaneSession&, const std::string& event)> heard;
 
   void session(TVVorlaneSession& session, const std::string& didPerformEvent,
@@ -117,7 +118,7 @@ class RecordingSessionDelegate final : public TVVorlaneSessionDelegate {
     _texts.push_back(eventText(didPerformEvent, withInfo));
     _lastInfo = withInfo;
   }
-  /// Those since the last take().
+  /// Events since the last call.
   Texts take() { return std::exchange(_texts, {}); }
   const std::optional<Dictionary>& lastInfo() const { return _lastInfo; }
 
@@ -126,7 +127,7 @@ class RecordingSessionDelegate final : public TVVorlaneSessionDelegate {
   std::optional<Dictionary> _lastInfo;
 };
 
-/// What start completions were given.
+/// Records the results of start completions.
 class Completions {
  public:
   TVVorlaneSession::StartCompletion recorder() {
@@ -144,14 +145,14 @@ class Completions {
 inline const std::string kVideoURL = "http://sender/video.mp4";
 inline const std::string kNextURL = "http://sender/next.mp4";
 
-/// Start parameters of a video of 100 s.
+/// Start parameters of a video with a duration of 100 s.
 inline Dictionary videoOptions(std::uint32_t sessionID, const Dictionary& more = {}) {
   Dictionary options{{"Content-Location", kVideoURL}, {"sessionID", sessionID}, {"uuid", "U1"}};
   options.merge(more);
   return options;
 }
 
-/// The application as the entry makes it.
+/// The application, configured like in main().
 inline platform::Application applicationOf(
     std::shared_ptr<platform::ApplicationDelegate> delegate) {
   platform::Application application;
@@ -162,7 +163,7 @@ inline platform::Application applicationOf(
   return application;
 }
 
-/// A box with two videos of 100 s, whose host shows the application's root view controller.
+/// A box with two videos of 100 s. Its host shows the root view controller of the application.
 class SessionTest : public testing::Test {
  protected:
   SessionTest() {
@@ -182,7 +183,7 @@ class SessionTest : public testing::Test {
   /// The engine of the newest player.
   sim::MediaEngine& engine() { return *box.mediaLibrary().engines().back(); }
   TVVorlaneSessionManager& manager() { return *TVVorlaneSessionManager::sharedInstance(); }
-  /// Null unless something is presented.
+  /// Null if nothing is presented.
   std::shared_ptr<TVVorlaneMediaViewController> rootController() {
     return std::dynamic_pointer_cast<TVVorlaneMediaViewController>(
         box.viewServiceHost().rootViewController());

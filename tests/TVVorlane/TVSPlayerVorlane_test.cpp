@@ -8,7 +8,7 @@ namespace {
 
 class PlayerExtensionTest : public SessionTest {
  protected:
-  /// Loads it, paused: time stands still.
+  /// Loads an item and pauses it.
   void load(sim::MediaScript script, const std::string& uuid = "U1") {
     box.mediaLibrary().add(kVideoURL, std::move(script));
     const auto item = std::make_shared<TVVorlaneMediaItem>(kVideoURL, std::vector<std::string>());
@@ -35,14 +35,14 @@ Texts keys(const Dictionary& dictionary) {
   return texts;
 }
 
-TEST_F(PlayerExtensionTest, NothingToTellWithoutAnItem) {
+TEST_F(PlayerExtensionTest, IsEmptyWithoutAnItem) {
   const auto tellsNothing = [&] {
     EXPECT_THAT(info(), IsEmpty());
     EXPECT_TRUE(TVSPlayerVorlane::timedMetadata(*player).isNone());
     EXPECT_FALSE(TVSPlayerVorlane::trackEnabled(*player, 1));
     EXPECT_THAT(TVSPlayerVorlane::selectedMediaArray(*player), IsEmpty());
     EXPECT_TRUE(TVSPlayerVorlane::accessLogArray(*player).isNone());
-    // And nothing to do.
+    // Setters do nothing.
     TVSPlayerVorlane::setTrackEnabled(*player, true, 1);
     TVSPlayerVorlane::setSelectedMediaArray(*player, Array{Dictionary()});
     TVSPlayerVorlane::setPlayerPosition(*player, 5);
@@ -91,7 +91,7 @@ TEST_F(PlayerExtensionTest, InfoOfAReadyItem) {
     EXPECT_EQ(info().number(key)->kind(), platform::Number::Kind::Double) << key;
 }
 
-TEST_F(PlayerExtensionTest, InfoOfAStalledItemHasNoTimeToKeepUp) {
+TEST_F(PlayerExtensionTest, InfoOfAStalledItemHasNoLikelyToKeepUpTime) {
   loadReady({.stalls = {{1, 5}}});
   player->play();
   box.advance(2s);
@@ -103,7 +103,7 @@ TEST_F(PlayerExtensionTest, InfoOfAStalledItemHasNoTimeToKeepUp) {
   EXPECT_EQ(stalled.get("position"), Value(1));
 }
 
-TEST_F(PlayerExtensionTest, InfoOfAFailedItemHoldsTheErrorAtItsTopLevel) {
+TEST_F(PlayerExtensionTest, InfoOfAFailedItemHasTheErrorAtTopLevel) {
   load({.loadFailure = platform::Error{"D", 5, "description", "reason", "suggestion"}});
   box.advance(1s);
   EXPECT_EQ(info(),
@@ -116,7 +116,7 @@ TEST_F(PlayerExtensionTest, InfoOfAFailedItemHoldsTheErrorAtItsTopLevel) {
                         {"uuid", "U1"}}));
 }
 
-TEST_F(PlayerExtensionTest, LiveStreamHasNoDurationAndNoUpperBound) {
+TEST_F(PlayerExtensionTest, LiveStreamHasNoDurationAndNoPositionLimit) {
   loadReady({.liveWindow = 60});
   EXPECT_EQ(info().get("duration"), Value(0.0));
   TVSPlayerVorlane::setPlayerPosition(*player, 5000);
@@ -149,13 +149,13 @@ TEST_F(PlayerExtensionTest, PositionIsClampedAndLogged) {
   }
 }
 
-TEST_F(PlayerExtensionTest, TracksOfOneNumberAreSwitchedTogether) {
+TEST_F(PlayerExtensionTest, TracksWithTheSameIDAreSwitchedTogether) {
   const std::vector<platform::MediaTrack> tracks{{1, "video", "avc", true},
                                                  {7, "text", "vtt", true},
                                                  {7, "text", "vtt", false},
                                                  {8, "audio", "aac", false}};
   load({.tracks = tracks});
-  // Not yet ready.
+  // The item is still loading.
   EXPECT_FALSE(TVSPlayerVorlane::trackEnabled(*player, 1));
   TVSPlayerVorlane::setTrackEnabled(*player, false, 1);
   box.advance(1s);
@@ -172,7 +172,7 @@ TEST_F(PlayerExtensionTest, TracksOfOneNumberAreSwitchedTogether) {
   }
 }
 
-TEST_F(PlayerExtensionTest, SelectedMediaComeBackAsTheyWere) {
+TEST_F(PlayerExtensionTest, SelectedMediaRoundTrip) {
   loadReady(
       {.selectionGroups = {{"audible", {{"a1", "English", "en"}, {"a2", "German", "de"}}, 1, false},
                            {"legible", {{"s1", "English", "en"}}, std::nullopt, true},
@@ -184,7 +184,7 @@ TEST_F(PlayerExtensionTest, SelectedMediaComeBackAsTheyWere) {
     return Dictionary{{std::string(platform::kMediaSelectionCharacteristic), characteristic},
                       {std::string(platform::kMediaSelectionIdentifier), identifier}};
   };
-  // What describes no group does not keep the rest from being applied.
+  // Invalid entries do not affect the others.
   TVSPlayerVorlane::setSelectedMediaArray(
       *player, Array{entry("smell", "x"), 5, entry("audible", "a1"), entry("legible", "s1"),
                      Dictionary{{std::string(platform::kMediaSelectionCharacteristic), "other"}}});
@@ -197,7 +197,7 @@ TEST_F(PlayerExtensionTest, SelectedMediaComeBackAsTheyWere) {
   EXPECT_EQ(TVSPlayerVorlane::selectedMediaArray(*player)[0], selected[0]);
 }
 
-TEST_F(PlayerExtensionTest, SelectionsMadeWhileItLoadsAreMadeOnceItIsReady) {
+TEST_F(PlayerExtensionTest, SelectionsDuringTheLoadAreAppliedWhenReady) {
   const auto entry = [](const char* characteristic, const char* language) {
     return Dictionary{{std::string(platform::kMediaSelectionCharacteristic), characteristic},
                       {std::string(platform::kMediaSelectionLanguageTag), language}};
@@ -207,7 +207,7 @@ TEST_F(PlayerExtensionTest, SelectionsMadeWhileItLoadsAreMadeOnceItIsReady) {
                            {"legible", {{"s1", "", "en"}, {"s2", "", "de"}}, std::nullopt, true}}});
   TVSPlayerVorlane::setSelectedMediaArray(
       *player, Array{entry("audible", "de"), entry("legible", "en"), entry("smell", "de")});
-  // The last one of a characteristic holds.
+  // The last selection of a characteristic wins.
   TVSPlayerVorlane::setSelectedMediaArray(*player, Array{entry("legible", "de")});
   box.advance(1s);
   const auto selected = TVSPlayerVorlane::selectedMediaArray(*player);

@@ -41,7 +41,7 @@ class AppDelegateTest : public SessionTest {
   std::shared_ptr<TVVorlaneAppDelegate> app = std::make_shared<TVVorlaneAppDelegate>();
 };
 
-TEST_F(AppDelegateTest, LaunchDoesWhatItHasToInOrder) {
+TEST_F(AppDelegateTest, LaunchConfiguresTheServicesInOrder) {
   EXPECT_TRUE(launch());
   EXPECT_THAT(box.journal().entries(),
               ElementsAre("cloudData.connect()", "audioSession.setCategory(Playback)",
@@ -55,17 +55,17 @@ TEST_F(AppDelegateTest, LaunchDoesWhatItHasToInOrder) {
   EXPECT_EQ(app->cloudAvailabilityNotifyToken(), -1);
   EXPECT_FALSE(app->playbackActive());
   EXPECT_EQ(box.receiverServiceClient().delegate(), app->receiverDelegate());
-  box.audioSession().configureAgain();
+  box.audioSession().simulateServiceRestart();
   EXPECT_EQ(box.journal().count("audioSession.setCategory(Playback)"), 2u);
 }
 
-TEST_F(AppDelegateTest, LaunchIgnoresAnAudioSessionThatFails) {
+TEST_F(AppDelegateTest, LaunchIgnoresAFailingAudioSession) {
   box.audioSession().setCategoryFails(true);
   EXPECT_TRUE(launch());
   EXPECT_TRUE(app->receiverDelegate());
 }
 
-TEST_F(AppDelegateTest, PlaybackIsActiveFromTheFirstSessionToTheLast) {
+TEST_F(AppDelegateTest, PlaybackIsActiveWhileSessionsAreRegistered) {
   launchQuietly();
   startVideo(7);
   startVideo(8);
@@ -95,7 +95,7 @@ struct Routes {
   const char* afterwards;
 };
 
-TEST_F(AppDelegateTest, SoundLeavesAVorlaneSpeakerWhilePlaying) {
+TEST_F(AppDelegateTest, RoutesAudioAwayFromAVorlaneSpeakerDuringPlayback) {
   const AudioRoute plain{"usb", 2, true, false};
   const AudioRoute nameless{std::nullopt, 3, true, false};
   const AudioRoute other{"other", 3, false, false};
@@ -124,7 +124,7 @@ TEST_F(AppDelegateTest, SoundLeavesAVorlaneSpeakerWhilePlaying) {
   }
 }
 
-TEST_F(AppDelegateTest, SpeakerIsRememberedBeforeTheSoundLeavesIt) {
+TEST_F(AppDelegateTest, SpeakerIsStoredBeforeTheRouteChanges) {
   launchQuietly();
   box.audioRouting().setRoutes({kDefault, kSpeaker});
   std::optional<std::string> remembered;
@@ -134,7 +134,7 @@ TEST_F(AppDelegateTest, SpeakerIsRememberedBeforeTheSoundLeavesIt) {
   EXPECT_EQ(remembered, "speaker");
 }
 
-TEST_F(AppDelegateTest, SpeakerThatHasGoneIsForgotten) {
+TEST_F(AppDelegateTest, MissingSpeakerIsForgotten) {
   launchQuietly();
   box.audioRouting().setRoutes({kDefault, kSpeaker});
   startVideo();
@@ -144,7 +144,7 @@ TEST_F(AppDelegateTest, SpeakerThatHasGoneIsForgotten) {
   EXPECT_EQ(box.journal().count("audioRouting.selectRoute("), 0u);
 }
 
-TEST_F(AppDelegateTest, EndDuringTheFetchRestoresNothing) {
+TEST_F(AppDelegateTest, PlaybackEndDuringTheFetchRestoresNothing) {
   launchQuietly();
   box.audioRouting().setRoutes({kDefault, kSpeaker});
   box.audioRouting().setFetchDelay(10s);
@@ -156,7 +156,7 @@ TEST_F(AppDelegateTest, EndDuringTheFetchRestoresNothing) {
   EXPECT_EQ(box.audioRouting().controllers(), 0);
 }
 
-TEST_F(AppDelegateTest, AnswerThatComesAfterTheNextPlaybackHasBegun) {
+TEST_F(AppDelegateTest, IgnoresRoutesFetchedForAPreviousPlayback) {
   launchQuietly();
   box.audioRouting().setRoutes({kDefault, kSpeaker});
   startVideo();
@@ -164,7 +164,7 @@ TEST_F(AppDelegateTest, AnswerThatComesAfterTheNextPlaybackHasBegun) {
   ASSERT_EQ(app->previousAudioRouteUID(), "speaker");
   box.audioRouting().setFetchDelay(10s);
   stopVideo();
-  // Before the answer to that, playback goes on with another speaker chosen.
+  // A new playback starts with another speaker before the fetch has finished.
   AudioRoute another{"another", 3, true, false};
   AudioRoute old = kSpeaker;
   old.selected = false;
@@ -201,7 +201,7 @@ TEST_F(AppDelegateTest, CloudStateFollowsTheInternet) {
   EXPECT_GE(app->cloudAvailabilityNotifyToken(), 0);
 }
 
-TEST_F(AppDelegateTest, CloudStateWithoutATokenIsTriedAgain) {
+TEST_F(AppDelegateTest, RetriesTheCloudStateToken) {
   launchQuietly();
   box.systemNotifications().setRegistrationFails(true);
   box.network().setInternetAvailable(false);
@@ -229,7 +229,7 @@ TEST_F(AppDelegateTest, TerminationOnlyReleasesTheProcessAssertion) {
   EXPECT_THAT(box.log(), IsEmpty());
 }
 
-TEST_F(AppDelegateTest, DestroyedDelegateHearsNothing) {
+TEST_F(AppDelegateTest, DestroyedDelegateReceivesNoNotifications) {
   ASSERT_TRUE(app->applicationDidFinishLaunching({}));
   app = nullptr;
   box.journal().clear();

@@ -16,7 +16,7 @@ class TVVorlaneInfoSessionTest : public SessionTest {
   }
 };
 
-TEST_F(TVVorlaneInfoSessionTest, TypeAndTextsFollowTheCommand) {
+TEST_F(TVVorlaneInfoSessionTest, TypeAndTextsDependOnTheCommand) {
   struct Case {
     Dictionary options;
     std::int64_t type;
@@ -62,7 +62,7 @@ TEST_F(TVVorlaneInfoSessionTest, TextsAreLocalized) {
   EXPECT_EQ(startPin()->titleString(), "Gib diesen Code auf deinem Gerät ein");
 }
 
-TEST_F(TVVorlaneInfoSessionTest, InvalidStartConsumesNothing) {
+TEST_F(TVVorlaneInfoSessionTest, InvalidStartUsesNoSessionID) {
   const auto invalid = start({{"TVVorlaneInfoSessionCommand", "showPIN"}, {"rate", "1"}});
   ASSERT_EQ(completions.count(), 1U);
   EXPECT_EQ(completions.outInfos[0], std::nullopt);
@@ -92,7 +92,7 @@ TEST_F(TVVorlaneInfoSessionTest, TimesOutAfterThirtySeconds) {
   EXPECT_TRUE(delegate->take().empty());
 }
 
-TEST_F(TVVorlaneInfoSessionTest, StopEndsItAndItsTimer) {
+TEST_F(TVVorlaneInfoSessionTest, StopEndsTheSessionAndItsTimer) {
   const auto session = startPin();
   box.run();
   ASSERT_EQ(rootController()->pinInfoSession(), session);
@@ -110,13 +110,13 @@ TEST_F(TVVorlaneInfoSessionTest, StopEndsItAndItsTimer) {
   EXPECT_EQ(manager().activeSessions().size(), 1U);
   EXPECT_EQ(box.logCount("Deregister session " + session->description() + " immediately 1 "), 2U);
   box.advance(60s);
-  // The one whose stop was refused still ends in time.
+  // A rejected stop does not cancel the timeout.
   EXPECT_EQ(box.logCount("timed out"), 1U);
   EXPECT_TRUE(manager().activeSessions().empty());
   EXPECT_TRUE(delegate->take().empty());
 }
 
-TEST_F(TVVorlaneInfoSessionTest, HasNoPropertiesAndActions) {
+TEST_F(TVVorlaneInfoSessionTest, SupportsNoPropertiesAndActions) {
   const auto session = startPin();
   std::optional<platform::Error> error;
   std::optional<Dictionary> outInfo;

@@ -52,7 +52,8 @@ TEST(TVVorlaneLocalizedStringsTest, EveryTableHasEveryKeyAndNoOther) {
 }
 
 TEST(TVVorlaneLocalizedStringsTest, TranslationsDifferFromEnglish) {
-  // Many languages share "OK", "LIVE", "Audio" and the sign of the second. Sentences differ.
+  // Many languages share "OK", "LIVE", "Audio" and the abbreviation of seconds. Only sentences must
+  // differ.
   std::set<std::string_view> words;
   for (const auto& entry : TVVorlaneStrings::en.entries) {
     if (entry.text.find(' ') == std::string_view::npos || entry.text == "{} s")

@@ -50,7 +50,7 @@ void expectForwarding(Item& item) {
   const auto nameless =
       std::make_shared<KeyRequest>(std::nullopt, "skd://key", Dictionary(), nullptr);
 
-  // Nobody listens: taken all the same.
+  // Accepted even without a delegate.
   EXPECT_TRUE(item.loadResourceForRequest(named));
   item.setResourceLoadingDelegate(delegate);
   EXPECT_TRUE(item.loadResourceForRequest(named));
@@ -81,7 +81,7 @@ TEST(TVVorlaneMediaItemTest, ForwardsRequests) {
   expectForwarding(item);
 }
 
-/// On a box, whose cloud data client makes the records.
+/// Needs a box, whose cloud data client creates the records.
 class TVVorlaneStoreMediaItemTest : public testing::Test {
  protected:
   sim::Box box;
@@ -102,7 +102,7 @@ TEST_F(TVVorlaneStoreMediaItemTest, NeverCachesInTheBackground) {
   EXPECT_FALSE(item.hasTrait("other"));
 }
 
-TEST_F(TVVorlaneStoreMediaItemTest, RecordOfAPurchase) {
+TEST_F(TVVorlaneStoreMediaItemTest, RecordHasThePurchaseParameters) {
   const auto record = TVVorlaneStoreMediaItem::_dataItemForParameters(
       {{"mz_at", dataOf("token")},
        {"buyParams", "price=0"},
@@ -174,7 +174,7 @@ TEST_F(TVVorlaneStoreMediaItemTest, OfferAndMediaType) {
   }
 }
 
-TEST_F(TVVorlaneStoreMediaItemTest, MergingFillsWhatIsMissing) {
+TEST_F(TVVorlaneStoreMediaItemTest, MergingFillsMissingProperties) {
   constexpr std::string_view kMerged[] = {platform::kStoreAuthorizationToken,
                                           platform::kStoreBuyParameters,
                                           platform::kStoreAccountIdentifier,

@@ -27,7 +27,7 @@ TEST(TVVorlaneMetadataMonitorTest, KeyMap) {
                         {"uniqueID", platform::kNowPlayingUniqueIdentifier}}));
 }
 
-TEST(TVVorlaneMetadataMonitorTest, PublishesWhatItKnows) {
+TEST(TVVorlaneMetadataMonitorTest, PublishesMappedParameters) {
   struct Case {
     Dictionary parameters;
     Dictionary published;
@@ -54,7 +54,7 @@ TEST(TVVorlaneMetadataMonitorTest, PublishesWhatItKnows) {
       {{{"rate", 2.0}}, fields({{rate, 2.0}}), kPlaying},
       {{{"rate", 0}}, fields({{rate, 0}}), kPaused},
       {{{"rate", "1"}}, fields({{rate, "1"}}), kPaused},
-      // Handed on as they are, whatever their type.
+      // Values of any type are published unchanged.
       {{{"duration", "long"}, {"trackNumber", Dictionary{{"a", 1}}}},
        fields({{platform::kNowPlayingDuration, "long"},
                {platform::kNowPlayingTrackNumber, Dictionary{{"a", 1}}}}),
@@ -64,8 +64,8 @@ TEST(TVVorlaneMetadataMonitorTest, PublishesWhatItKnows) {
     sim::Box box;
     TVVorlaneMetadataMonitor::updateWithParameters(expected.parameters);
     const auto text = expected.parameters.description();
-    ASSERT_EQ(box.nowPlaying().given().size(), 1U) << text;
-    EXPECT_EQ(box.nowPlaying().given()[0], expected.published) << text;
+    ASSERT_EQ(box.nowPlaying().publishedInfos().size(), 1U) << text;
+    EXPECT_EQ(box.nowPlaying().publishedInfos()[0], expected.published) << text;
     EXPECT_EQ(box.nowPlaying().playbackState(), expected.state) << text;
     EXPECT_EQ(box.journal().count("nowPlaying.setNowPlayingInfo(0)"), 1U) << text;
     EXPECT_EQ(
@@ -75,13 +75,13 @@ TEST(TVVorlaneMetadataMonitorTest, PublishesWhatItKnows) {
   }
 }
 
-/// Notes what is published when a line is written.
+/// Records what was published when a line was logged.
 class PublishedSink final : public platform::LogSink {
  public:
   explicit PublishedSink(sim::Box& box) : _box(box) {}
   void write(const platform::LogLine&) override {
     const auto& service = _box.nowPlaying();
-    text += service.given().empty() ? "-" : "i";
+    text += service.publishedInfos().empty() ? "-" : "i";
     text += service.playbackState() ? "s " : "- ";
   }
   std::string text;
@@ -90,7 +90,7 @@ class PublishedSink final : public platform::LogSink {
   sim::Box& _box;
 };
 
-TEST(TVVorlaneMetadataMonitorTest, LinesFrameWhatTheyTellOf) {
+TEST(TVVorlaneMetadataMonitorTest, LogsBeforeAndAfterPublishing) {
   sim::Box box;
   const auto sink = std::make_shared<PublishedSink>(box);
   TVSLogger::addSink(sink);
@@ -99,7 +99,7 @@ TEST(TVVorlaneMetadataMonitorTest, LinesFrameWhatTheyTellOf) {
   EXPECT_EQ(sink->text, "-- is ") << "the information before it is set, the state afterwards";
 }
 
-TEST(TVVorlaneMetadataMonitorTest, ArtworkIsPublishedInFullAndLoggedByItsLength) {
+TEST(TVVorlaneMetadataMonitorTest, ArtworkIsPublishedInFullAndLoggedAsItsLength) {
   sim::Box box;
   TVVorlaneMetadataMonitor::updateWithParameters({{"artworkData", platform::Bytes(2000)}});
   EXPECT_EQ(box.nowPlaying().info().data(platform::kNowPlayingArtworkData)->size(), 2000U);
@@ -107,12 +107,12 @@ TEST(TVVorlaneMetadataMonitorTest, ArtworkIsPublishedInFullAndLoggedByItsLength)
   EXPECT_EQ(box.logCount("#T:[Main] #Notice #TVVLMetadata : Set New Now Playing Info:\n"), 1U);
 }
 
-TEST(TVVorlaneMetadataMonitorTest, ElapsedTimeKeepsTheRest) {
+TEST(TVVorlaneMetadataMonitorTest, ElapsedTimeKeepsTheOtherFields) {
   sim::Box box;
   TVVorlaneMetadataMonitor::updateWithParameters({{"title", "T"}, {"rate", 1}});
   box.clearLog();
   TVVorlaneMetadataMonitor::updateWithElapsedTime(12.25, 0.1F);
-  const Dictionary& given = box.nowPlaying().given().back();
+  const Dictionary& given = box.nowPlaying().publishedInfos().back();
   EXPECT_EQ(given, fields({{platform::kNowPlayingElapsedTime, 12.25},
                            {platform::kNowPlayingPlaybackRate, 0.1F}}));
   EXPECT_EQ(given.number(platform::kNowPlayingElapsedTime)->kind(), platform::Number::Kind::Double);

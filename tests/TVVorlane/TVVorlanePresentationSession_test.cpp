@@ -12,7 +12,7 @@ class TVVorlanePresentationSessionTest : public SessionTest {
     session->startWithOptions(options, completions.recorder());
   }
 
-  /// The one that the session has got, as a value holds it.
+  /// The layer of the session, as the type that a Value holds.
   std::shared_ptr<platform::Object> layer() { return box.layers().made().at(0); }
   bool layerIsOpen() { return box.layers().made().at(0)->isOpen(); }
 
@@ -21,7 +21,7 @@ class TVVorlanePresentationSessionTest : public SessionTest {
   std::optional<platform::Error> error;
 };
 
-TEST_F(TVVorlanePresentationSessionTest, IsShown) {
+TEST_F(TVVorlanePresentationSessionTest, StartShowsTheView) {
   start();
   ASSERT_NE(session->presentationView(), nullptr);
   EXPECT_EQ(session->presentationView()->bounds(), platform::kScreenBounds);
@@ -39,7 +39,7 @@ TEST_F(TVVorlanePresentationSessionTest, IsShown) {
   EXPECT_TRUE(session->description().ends_with("> ID: 4000000000"));
 }
 
-TEST_F(TVVorlanePresentationSessionTest, ABoxWithoutLayersShowsIt) {
+TEST_F(TVVorlanePresentationSessionTest, StartsWithoutLayers) {
   box.layers().setOffered(false);
   start();
   box.run();
@@ -50,7 +50,7 @@ TEST_F(TVVorlanePresentationSessionTest, ABoxWithoutLayersShowsIt) {
   EXPECT_TRUE(session->stopWithOptions({}, nullptr));
 }
 
-TEST_F(TVVorlanePresentationSessionTest, InvalidStartMakesNothing) {
+TEST_F(TVVorlanePresentationSessionTest, InvalidStartCreatesNothing) {
   start({{"sessionID", 2}, {"volume", "loud"}});
   ASSERT_EQ(completions.count(), 1U);
   EXPECT_EQ(completions.errors[0], platform::Error::status(-6756));
@@ -106,7 +106,7 @@ TEST_F(TVVorlanePresentationSessionTest, Stops) {
   EXPECT_TRUE(delegate->take().empty());
 }
 
-TEST_F(TVVorlanePresentationSessionTest, StopByTheUserIsReportedBeforeItIsDeactivated) {
+TEST_F(TVVorlanePresentationSessionTest, UserStopIsReportedBeforeTheDeactivation) {
   start();
   box.run();
   std::optional<bool> deactivated;
@@ -116,7 +116,7 @@ TEST_F(TVVorlanePresentationSessionTest, StopByTheUserIsReportedBeforeItIsDeacti
   EXPECT_TRUE(session->deactivated());
 }
 
-TEST_F(TVVorlanePresentationSessionTest, AFailedPresentationIsReported) {
+TEST_F(TVVorlanePresentationSessionTest, FailedPresentationIsReported) {
   box.screen().setOpening(sim::Screen::Opening::Refuses);
   start();
   box.run();

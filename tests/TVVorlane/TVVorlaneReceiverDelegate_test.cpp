@@ -26,7 +26,7 @@ TEST_F(ReceiverDelegateTest, RegistersItselfWithItsQueue) {
                                      "Configured* "));
 }
 
-TEST_F(ReceiverDelegateTest, CallsWithoutASession) {
+TEST_F(ReceiverDelegateTest, CallsWithoutASessionFail) {
   struct Case {
     std::function<Status()> call;
     Status status;
@@ -91,7 +91,7 @@ TEST_F(ReceiverDelegateTest, CallsWithoutASession) {
   EXPECT_EQ(box.journal().count("systemService.triggerUserActivity()"), 3u);
 }
 
-TEST_F(ReceiverDelegateTest, EntryLinesCarryTheQueuesThreadLevelAndComponent) {
+TEST_F(ReceiverDelegateTest, EntryLinesHaveThreadLevelAndComponent) {
   box.clearLog();
   stopVideo({});
   const auto lines = box.log();
@@ -109,7 +109,7 @@ TEST_F(ReceiverDelegateTest, FailuresAreLoggedOnTheMainThread) {
   EXPECT_EQ(box.logCount("#T:[Main] #Notice #TVVLCommunication : Failed to "), 2u);
 }
 
-TEST_F(ReceiverDelegateTest, CallsAfterTheEndOfTheMainQueueFailWithAnEmptyOutDictionary) {
+TEST_F(ReceiverDelegateTest, CallsAfterTheMainQueueWasStoppedFail) {
   box.mainQueue().stop();
   std::promise<Status> status;
   delegate->receiverQueue()->async(
@@ -149,11 +149,11 @@ TEST_F(ReceiverDelegateTest, DataIsAbbreviatedInEntryLines) {
   }
 }
 
-// Sessions that do what those of the sender never do.
+// Sessions with results that a sender cannot cause.
 
 class OddSession final : public TVVorlaneURLSession {
  public:
-  // Nothing of it is shown.
+  // Not shown on screen.
   std::int64_t sessionType() const override { return TVVorlaneSessionType::kAudioOnly; }
   Value getProperty(const std::string&, const Value&,
                     std::optional<platform::Error>* error) override {
@@ -171,7 +171,7 @@ class OddSession final : public TVVorlaneURLSession {
   }
 };
 
-TEST_F(ReceiverDelegateTest, ValuesBesideErrorsAndFailuresWithoutErrors) {
+TEST_F(ReceiverDelegateTest, HandlesValuesWithErrorsAndFailuresWithoutErrors) {
   manager().registerSession(std::make_shared<OddSession>(), [](const auto&) {});
   Status status = 0;
   EXPECT_EQ(get("any", &status), Value("value"));
@@ -181,7 +181,7 @@ TEST_F(ReceiverDelegateTest, ValuesBesideErrorsAndFailuresWithoutErrors) {
   EXPECT_THAT(out, IsEmpty());
 }
 
-TEST_F(ReceiverDelegateTest, StopsAddressTheSessionOfThatNumber) {
+TEST_F(ReceiverDelegateTest, StopUsesTheSessionID) {
   for (const std::uint32_t number : {4U, 5U}) {
     box.call([&] { return delegate->vorlaneUIStartAudio({{"sessionID", number}}, nullptr); });
     box.call([&] {
@@ -199,7 +199,7 @@ TEST_F(ReceiverDelegateTest, StopsAddressTheSessionOfThatNumber) {
 
 // Video.
 
-TEST_F(ReceiverDelegateTest, RefusedStartsAnswerWithTheError) {
+TEST_F(ReceiverDelegateTest, InvalidStartsReturnTheError) {
   takeLog();
   const Dictionary refusal{{"code", kTVVorlaneStatusWrongType},
                            {"domain", platform::kStatusCodeErrorDomain}};
@@ -229,7 +229,7 @@ TEST_F(ReceiverDelegateTest, RefusedStartsAnswerWithTheError) {
   EXPECT_THAT(manager().activeSessions(), IsEmpty());
 }
 
-TEST_F(ReceiverDelegateTest, FailedReadsWritesAndActions) {
+TEST_F(ReceiverDelegateTest, FailedReadsWritesAndActionsReturnTheError) {
   startVideo(videoOptions(7));
   takeLog();
   Status status = 77;
@@ -249,7 +249,7 @@ TEST_F(ReceiverDelegateTest, FailedReadsWritesAndActions) {
                              {"domain", platform::kStatusCodeErrorDomain}}));
   EXPECT_EQ(takeLog()[1], "Could not perform action: playlistRemove error: " + statusError(-6727));
 
-  // By an identifier that nobody has.
+  // An unknown session ID.
   EXPECT_EQ(perform("dance", {{"sessionID", 8}}), kTVVorlaneStatusNoSession);
   EXPECT_EQ(out, (Dictionary{{"code", kTVVorlaneStatusNoSession},
                              {"domain", platform::kStatusCodeErrorDomain}}));
@@ -261,7 +261,7 @@ TEST_F(ReceiverDelegateTest, FailedReadsWritesAndActions) {
 
 // Other sessions.
 
-TEST_F(ReceiverDelegateTest, AudioProgressIsPassedOnOnceASecond) {
+TEST_F(ReceiverDelegateTest, AudioProgressIsForwardedOncePerSecond) {
   EXPECT_EQ(box.call([&] {
     return delegate->vorlaneUIStartAudio({{"sessionID", 4}}, nullptr);
   }),
@@ -299,7 +299,7 @@ TEST_F(ReceiverDelegateTest, AudioProgressIsPassedOnOnceASecond) {
   takeLog();
   EXPECT_EQ(box.call([&] { return delegate->vorlaneUIStopAudio({{"sessionID", 4}}); }), 0);
   EXPECT_EQ(takeLog(), (Texts{"vorlaneUIStopAudio: {\n    sessionID = 4;\n}"}));
-  // Remembered although nobody took it.
+  // The progress is stored even without a session.
   box.call([&] { return delegate->vorlaneUIUpdateAudioProgress(50, 60); });
   EXPECT_EQ(takeLog(), (Texts{"Failed to set progress with err: (null)"}));
   box.call([&] { return delegate->vorlaneUIUpdateAudioProgress(50, 60); });
@@ -312,7 +312,7 @@ TEST_F(ReceiverDelegateTest, ShownPINIsReplacedAndHidden) {
   const auto first = manager().infoSessionWithID({});
   EXPECT_EQ(first->messageString(), "1234");
   EXPECT_EQ(first->sessionType(), TVVorlaneSessionType::kPin);
-  // The input stops the one that is shown, too: what is no valid input stops nothing.
+  // A valid call also stops the visible PIN. An invalid call stops nothing.
   EXPECT_EQ(perform("showPIN", {{"uuid", 1}}), kTVVorlaneStatusWrongType);
   EXPECT_THAT(manager().activeSessions(), ElementsAre(first));
   EXPECT_EQ(perform("showPIN", {{"pin", "5678"}}), 0);
@@ -328,7 +328,7 @@ TEST_F(ReceiverDelegateTest, ShownPINIsReplacedAndHidden) {
 
   EXPECT_EQ(perform("incompatibleSender", {}), 0);
   EXPECT_EQ(manager().infoSessionWithID({})->sessionType(), TVVorlaneSessionType::kDialog);
-  // The sender's own entry wins over the action's name.
+  // The sender's own entry overrides the name of the action.
   EXPECT_EQ(perform("incompatibleSender", {{std::string(TVVorlaneInfoSessionCommand), "showPIN"}}),
             0);
   EXPECT_EQ(manager().infoSessionWithID({})->sessionType(), TVVorlaneSessionType::kPin);
@@ -363,7 +363,7 @@ TEST_F(ReceiverDelegateTest, EventKeepsItsNameAndInfo) {
   EXPECT_THAT(events[1].info, IsEmpty());
 }
 
-TEST_F(ReceiverDelegateTest, CallsOnTheWrongThreadAreProgrammingErrors) {
+TEST_F(ReceiverDelegateTest, CallsOnTheWrongThreadFailAnAssertion) {
   const Dictionary none;
   const std::pair<std::string, std::function<void()>> calls[] = {
       {"vorlaneUIGetProperty", [&] { delegate->vorlaneUIGetProperty("p", {}, nullptr); }},
@@ -383,7 +383,7 @@ TEST_F(ReceiverDelegateTest, CallsOnTheWrongThreadAreProgrammingErrors) {
     takeLog();
     EXPECT_EQ(assertionText(call),
               operation + " (TVVorlane/TVVorlaneReceiverDelegate): !isMainThread");
-    // What writes an entry line has written it before.
+    // Calls that log an entry line have done so before the assertion.
     const bool hasLine = !operation.starts_with("vorlaneUIUpdate");
     EXPECT_EQ(takeLog().size(), hasLine ? 1u : 0u) << operation;
   }

@@ -1,4 +1,4 @@
-// What the sequences of steps do not tell of: lookups, announcements, errors and the log.
+// Cases that the sequence tests do not cover: lookups, notifications, errors and the log.
 
 #include "TVVorlane/TVVorlaneSessionManager.h"
 
@@ -40,7 +40,7 @@ class TVVorlaneSessionManagerTest : public SessionTest {
   const std::string& state() { return manager().stateMachine().currentState(); }
 };
 
-TEST_F(TVVorlaneSessionManagerTest, LifeOnScreenInTheLog) {
+TEST_F(TVVorlaneSessionManagerTest, LogsThePresentationLifeCycle) {
   const auto session = startPresentation();
   box.run();
   const auto controller = rootController();
@@ -77,11 +77,11 @@ TEST_F(TVVorlaneSessionManagerTest, Lookups) {
   EXPECT_EQ(manager().streamingSessionWithID("7"), nullptr);
   EXPECT_EQ(manager().presentationSessionWithID(7), presentation);
   EXPECT_EQ(manager().presentationSessionWithID(1), nullptr);
-  // A video comes before an audio-only one that was registered later, whatever was asked for.
+  // A video is found before an audio-only session, even if it was registered earlier.
   EXPECT_EQ(manager().urlSessionWithID(7), video);
   EXPECT_EQ(manager().urlSessionWithID({}), video);
   EXPECT_EQ(manager().urlSessionWithID(8), otherAudioOnly);
-  // And a dialog before a PIN.
+  // A dialog is found before a PIN.
   EXPECT_EQ(manager().infoSessionWithID({}), dialog);
   EXPECT_EQ(manager().infoSessionWithID(pin->sessionID()), pin);
   EXPECT_EQ(manager().infoSessionWithID(dialog->sessionID()), dialog);
@@ -90,7 +90,7 @@ TEST_F(TVVorlaneSessionManagerTest, Lookups) {
   later->stopWithOptions({}, nullptr);
   EXPECT_EQ(manager().streamingSessionWithID(7), audio);
 
-  // Numbers of sessions have 32 bits and wrap.
+  // Session IDs are 32 bits and wrap.
   const auto minusOne = startSession<TVVorlaneStreamingAudioSession>({{"sessionID", -1}});
   startSession<TVVorlaneStreamingAudioSession>({{"sessionID", -2}});
   EXPECT_EQ(minusOne->sessionID(), 0xFFFFFFFFU);
@@ -98,7 +98,7 @@ TEST_F(TVVorlaneSessionManagerTest, Lookups) {
   EXPECT_EQ(manager().streamingSessionWithID(0xFFFFFFFFU), minusOne);
 }
 
-TEST_F(TVVorlaneSessionManagerTest, ChangesOfTheRegistryAreAnnounced) {
+TEST_F(TVVorlaneSessionManagerTest, RegistryChangesPostANotification) {
   int announced = 0;
   const auto token = box.notificationCenter().addObserver(
       "TVVorlaneSessionManagerActiveSessionsDidChangeNotification", nullptr,
@@ -113,12 +113,12 @@ TEST_F(TVVorlaneSessionManagerTest, ChangesOfTheRegistryAreAnnounced) {
   EXPECT_EQ(announced, 1);
   manager().deregisterSession(audio, true);
   EXPECT_EQ(announced, 2);
-  // Not registered any more: announced all the same.
+  // Posted even if the session is not registered.
   manager().deregisterSession(audio, true);
   EXPECT_EQ(announced, 3);
 }
 
-TEST_F(TVVorlaneSessionManagerTest, TheSameSessionTwice) {
+TEST_F(TVVorlaneSessionManagerTest, RegisteringTwiceAddsASecondEntry) {
   const auto audio = std::make_shared<TVVorlaneStreamingAudioSession>();
   int first = 0;
   int second = 0;
@@ -132,7 +132,7 @@ TEST_F(TVVorlaneSessionManagerTest, TheSameSessionTwice) {
   EXPECT_TRUE(manager().activeSessions().empty());
 }
 
-TEST_F(TVVorlaneSessionManagerTest, BeyondSixteenTheOldestThatShowsNothingIsStopped) {
+TEST_F(TVVorlaneSessionManagerTest, StopsTheOldestInvisibleSessionAboveTheLimit) {
   const auto ids = [&] {
     std::vector<std::uint32_t> result;
     for (const auto& session : manager().activeSessions()) result.push_back(session->sessionID());
@@ -141,7 +141,7 @@ TEST_F(TVVorlaneSessionManagerTest, BeyondSixteenTheOldestThatShowsNothingIsStop
   startPresentation(100);
   for (std::uint32_t id = 1; id <= 20; ++id) startAudio(id);
   box.run();
-  // The oldest of all is on screen.
+  // The oldest session stays, because it is on screen.
   EXPECT_THAT(ids(), ElementsAre(100, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20));
   EXPECT_EQ(box.logCount("There are 17 sessions, stop the oldest: "), 1U);
   startPresentation(101);
@@ -152,7 +152,7 @@ TEST_F(TVVorlaneSessionManagerTest, BeyondSixteenTheOldestThatShowsNothingIsStop
   EXPECT_THAT(ids(), ElementsAre(7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 101, 102));
 }
 
-TEST_F(TVVorlaneSessionManagerTest, WhatACompletionRegistersWaitsForTheNextUpdate) {
+TEST_F(TVVorlaneSessionManagerTest, SessionsRegisteredByACompletionWaitForTheNextUpdate) {
   int nested = 0;
   const auto inner = std::make_shared<TVVorlaneStreamingAudioSession>();
   manager().registerSession(std::make_shared<TVVorlaneStreamingAudioSession>(), [&](const auto&) {
@@ -163,7 +163,7 @@ TEST_F(TVVorlaneSessionManagerTest, WhatACompletionRegistersWaitsForTheNextUpdat
   EXPECT_EQ(nested, 1);
 }
 
-TEST_F(TVVorlaneSessionManagerTest, EventsWithoutAHandlerChangeNothing) {
+TEST_F(TVVorlaneSessionManagerTest, UnhandledEventsAreIgnored) {
   manager().mediaViewControllerDidDismiss(nullptr);
   manager().mediaViewControllerDidBecomeReady(std::make_shared<TVVorlaneMediaViewController>());
   EXPECT_EQ(state(), "Background");
@@ -186,7 +186,7 @@ TEST_F(TVVorlaneSessionManagerTest, EventsWithoutAHandlerChangeNothing) {
   EXPECT_EQ(manager().mediaViewController(), root);
 }
 
-TEST_F(TVVorlaneSessionManagerTest, ReadyWithoutAControllerIsAProgrammingError) {
+TEST_F(TVVorlaneSessionManagerTest, ReadyWithoutAControllerFailsAnAssertion) {
   box.screen().setOpening(Opening::NeverAnswers);
   startVideo();
   box.run();
@@ -195,7 +195,7 @@ TEST_F(TVVorlaneSessionManagerTest, ReadyWithoutAControllerIsAProgrammingError) 
             "_mediaViewController != nil");
 }
 
-/// Notes what the slots hold when the host is asked to end the presentation.
+/// Records the slots when the host is asked to end the presentation.
 class SlotsAtDismissal final : public platform::ViewServiceHostProxy {
  public:
   explicit SlotsAtDismissal(TVVorlaneMediaViewController& controller) : _controller(controller) {}
@@ -220,7 +220,7 @@ TEST_F(TVVorlaneSessionManagerTest, SlotsAreClearedBeforeTheDismissal) {
   EXPECT_EQ(proxy->wereEmpty, true);
 }
 
-TEST_F(TVVorlaneSessionManagerTest, ChangesOfATurnAreOneUpdate) {
+TEST_F(TVVorlaneSessionManagerTest, ChangesInOneTurnAreCoalesced) {
   box.screen().setOpening(Opening::NeverAnswers);
   startVideo();
   box.run();
@@ -229,12 +229,12 @@ TEST_F(TVVorlaneSessionManagerTest, ChangesOfATurnAreOneUpdate) {
   startPin();
   manager().deregisterSession(startDialog(), true);
   box.run();
-  // What no handler takes is logged.
+  // Events without a handler are logged.
   EXPECT_EQ(box.logCount("no handler for event Sessions Updated in state Moving to Foreground"),
             1U);
 }
 
-/// Answers a request for a presentation as a test wants it.
+/// A host whose answers the test provides.
 class AnsweringHost final : public platform::ViewServiceHost {
  public:
   using ViewServiceHost::ViewServiceHost;
@@ -250,13 +250,13 @@ class AnsweringBox final : public sim::Box {
   AnsweringHost _host{mainQueue(), screen()};
 };
 
-TEST(TVVorlaneSessionManagerFailureTest, TheHostsAnswersReachEveryCompletion) {
+TEST(TVVorlaneSessionManagerFailureTest, HostErrorsReachEveryCompletion) {
   const platform::Error own{"host", 7, "description", {}, {}};
   const auto unknown = platform::Error::status(-6700);
   const struct {
     bool success;
     std::optional<platform::Error> error;
-    std::optional<platform::Error> expected;  // none: it waits for the view controller
+    std::optional<platform::Error> expected;  // none: waits for the view controller
   } cases[] = {{true, {}, {}}, {true, own, own}, {false, own, own}, {false, {}, unknown}};
   for (const auto& one : cases) {
     AnsweringBox box;
@@ -268,7 +268,7 @@ TEST(TVVorlaneSessionManagerFailureTest, TheHostsAnswersReachEveryCompletion) {
     audio->startWithOptions({}, completions.recorder());
     box.run();
     ASSERT_TRUE(box.viewServiceHost().answer);
-    // From any thread.
+    // The host may answer on any thread.
     std::thread([&] { box.viewServiceHost().answer(one.success, one.error); }).join();
     box.run();
     const std::size_t count = one.expected ? 2 : 0;
@@ -299,14 +299,14 @@ TEST(TVVorlaneSessionManagerFailureTest, CleansUpAfterTheCompletionsInOrder) {
         {{TVVorlaneInfoSessionCommand.data(), "showPIN"}});
   box.run();
   story.clear();
-  // A dialog posts no event, but leaves the registry.
+  // A dialog posts no event, but is deregistered.
   const auto token = box.notificationCenter().addObserver(
       TVVorlaneSessionManagerActiveSessionsDidChangeNotification, nullptr,
       [&](const auto&) { story.emplace_back("deregistered"); });
   box.viewServiceHost().answer(false, std::nullopt);
   EXPECT_EQ(story, (Texts{"completed", "completed", "completed", "completed", "deregistered",
                           "userStop 1", "userStop 2"}));
-  // The PIN is left alone.
+  // The PIN session stays registered.
   EXPECT_EQ(manager->infoSessionWithID({})->sessionType(), TVVorlaneSessionType::kPin);
 }
 

@@ -46,7 +46,7 @@ TEST_F(TVVorlaneStreamingAudioSessionTest, StartsAndStops) {
   EXPECT_TRUE(delegate->take().empty());
 }
 
-TEST_F(TVVorlaneStreamingAudioSessionTest, PassesProgressOn) {
+TEST_F(TVVorlaneStreamingAudioSessionTest, ForwardsProgress) {
   const auto session = start({{"sessionID", 9}});
   std::optional<platform::Error> error;
   const Dictionary progress{{"duration", 100.0}, {"elapsed", 2.5}};
@@ -68,7 +68,7 @@ TEST_F(TVVorlaneStreamingAudioSessionTest, PassesProgressOn) {
   EXPECT_EQ(error, std::nullopt);
 }
 
-TEST_F(TVVorlaneStreamingAudioSessionTest, SleepKeepsPlaybackOutForAWhile) {
+TEST_F(TVVorlaneStreamingAudioSessionTest, SleepPreventsPlaybackTemporarily) {
   const auto session = start({{"sessionID", 9}});
   delegate->heard = [&](auto&, const std::string& event) { box.journal().add(event); };
   sleep();
@@ -85,11 +85,11 @@ TEST_F(TVVorlaneStreamingAudioSessionTest, SleepKeepsPlaybackOutForAWhile) {
                         {"AssertName", "quorin.tvvorlane.vorlane-prevent-playback"}}));
   EXPECT_EQ(systemLog(), Texts{"Unset vorlane-prevent-playback assertion."});
   EXPECT_EQ(box.logCount("#T:[Main] #Warning #TVSSystemLog : Unset "), 1U);
-  // It is the sender that ends the session.
+  // The sender ends the session, not the box.
   EXPECT_EQ(manager().streamingSessionWithID(9), session);
   EXPECT_FALSE(session->deactivated());
 
-  // The rest does not need the session.
+  // The timer does not depend on the session.
   session->stopWithOptions({}, nullptr);
   box.journal().clear();
   box.advance(14'999ms);
@@ -106,7 +106,7 @@ TEST(TVVorlaneStreamingAudioSessionSleepTest, Failures) {
   const auto delegate = std::make_shared<RecordingSessionDelegate>();
   struct Case {
     std::string fails;
-    Texts journal;  // after the stop notification, until 60 s later
+    Texts journal;  // after the stop notification, for the next 60 s
     Texts log;
     std::size_t held;
   };
@@ -149,7 +149,7 @@ TEST(TVVorlaneStreamingAudioSessionSleepTest, Failures) {
 
 TEST_F(TVVorlaneStreamingAudioSessionTest, EverySessionHandlesTheSleep) {
   const auto first = start({{"sessionID", 1}});
-  // Observes from its creation on.
+  // A session observes sleep from its creation.
   const auto second = std::make_shared<TVVorlaneStreamingAudioSession>();
   second->setDelegate(delegate);
   { const auto gone = std::make_shared<TVVorlaneStreamingAudioSession>(); }

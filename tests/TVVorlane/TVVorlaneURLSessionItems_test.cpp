@@ -1,4 +1,4 @@
-// The media items that a URL session makes of a sender's parameters.
+// Media items that a URL session creates from start parameters.
 
 #include "TVVorlane/TVVorlaneMediaItem.h"
 #include "TVVorlane/TVVorlaneStoreMediaItem.h"
@@ -8,14 +8,14 @@
 namespace {
 
 Dictionary timeDictionary(const MediaTime& time) {
-  // Whatever the time, with all four keys.
+  // Always contains all four keys.
   return {{"value", time.value},
           {"timescale", time.timescale},
           {"flags", time.flags},
           {"epoch", time.epoch}};
 }
 
-TEST_F(URLSessionTest, ItemTakesItsMetadataFromTheParameters) {
+TEST_F(URLSessionTest, ItemMetadataComeFromTheParameters) {
   const Dictionary params{{"Content-Location", kVideoURL},
                           {"allowP2P", true},
                           {"purchaseBundle", Dictionary{{"a", 1}}},
@@ -53,7 +53,7 @@ TEST_F(URLSessionTest, ItemTakesItsMetadataFromTheParameters) {
             Value(*TVVorlaneMediaItem::sslPropertiesForIdentity(bytes(3), bytes(4))));
 }
 
-TEST_F(URLSessionTest, ItemWithoutParametersHasNoMetadataButItsType) {
+TEST_F(URLSessionTest, ItemWithoutParametersHasOnlyAMediaType) {
   const auto item = TVVorlaneURLSession::_mediaItemForParameters({{"Content-Location", kVideoURL}});
   for (const auto key :
        {platform::kMediaItemAllowsDirectWirelessLink, platform::kMediaItemAcquisition,
@@ -75,7 +75,7 @@ struct ItemClass {
   std::optional<std::size_t> authorizationEntries = {};
 };
 
-TEST_F(URLSessionTest, ItemIsOfTheClassAndTraitsThatTheParametersAskFor) {
+TEST_F(URLSessionTest, ItemClassAndTraitsDependOnTheParameters) {
   const ItemClass cases[] = {
       {"plain", {}, false},
       {"token and parameters", {{"mz_at", bytes(1)}, {"buyParams", "b"}}, true},

@@ -1,4 +1,4 @@
-// The sender's properties and actions.
+// Properties and actions of the sender.
 
 #include <limits>
 
@@ -10,7 +10,7 @@ namespace {
 
 class URLSessionPropertyTest : public URLSessionTest {
  protected:
-  /// Everything that a write may change.
+  /// Every setting that a write can change.
   std::string settings() {
     const auto item = player().currentMediaItem();
     std::string text =
@@ -30,7 +30,7 @@ class URLSessionPropertyTest : public URLSessionTest {
   }
 };
 
-TEST_F(URLSessionPropertyTest, WithoutAPlayerEverythingIsRefused) {
+TEST_F(URLSessionPropertyTest, EverythingFailsWithoutAPlayer) {
   const auto refuses = [&] {
     EXPECT_TRUE(get("playbackInfo").isNone());
     EXPECT_EQ(code(), kTVVorlaneStatusNoPlayer);
@@ -38,7 +38,7 @@ TEST_F(URLSessionPropertyTest, WithoutAPlayerEverythingIsRefused) {
     EXPECT_EQ(code(), kTVVorlaneStatusNoPlayer);
     EXPECT_FALSE(perform("anything", Dictionary()));
     EXPECT_EQ(code(), kTVVorlaneStatusNoPlayer);
-    // What is wrong with the value comes first.
+    // The value is validated before the player is checked.
     EXPECT_FALSE(set("rate", "1"));
     EXPECT_EQ(code(), kTVVorlaneStatusWrongType);
     EXPECT_FALSE(perform("anything", Dictionary{{"item", 1}}));
@@ -50,7 +50,7 @@ TEST_F(URLSessionPropertyTest, WithoutAPlayerEverythingIsRefused) {
   refuses();
 }
 
-TEST_F(URLSessionPropertyTest, UnsupportedNames) {
+TEST_F(URLSessionPropertyTest, UnsupportedPropertiesFail) {
   startPlaying();
   EXPECT_TRUE(get("position").isNone());
   EXPECT_EQ(code(), kTVVorlaneStatusUnsupported);
@@ -75,9 +75,9 @@ struct Write {
   std::int64_t code = kTVVorlaneStatusWrongType;
 };
 
-class WritesInVain : public URLSessionPropertyTest, public testing::WithParamInterface<Write> {};
+class InvalidWrites : public URLSessionPropertyTest, public testing::WithParamInterface<Write> {};
 
-TEST_P(WritesInVain, ChangeNothing) {
+TEST_P(InvalidWrites, ChangeNothing) {
   box.mediaLibrary().add(kVideoURL, {.tracks = {{1, "video", "avc", true}}});
   startPlaying();
   player().setMediaItemEndAction(TVSMediaItemEndAction::Pause);
@@ -92,7 +92,7 @@ TEST_P(WritesInVain, ChangeNothing) {
   const auto log = logTexts(box, "TVVLSession");
   ASSERT_EQ(log.size(), 1u);
   const std::string name(property);
-  // The table of types refuses what it knows, the session the rest.
+  // validateParameters() rejects the types that it covers, the session rejects the others.
   const std::string line = "Error setting property:  " + name +
                            ", error: " + platform::Error::status(expected).description();
   const std::string refusal = "### Vorlane bad value for '" + name + "' in params:\n{";
@@ -100,7 +100,7 @@ TEST_P(WritesInVain, ChangeNothing) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Refused, WritesInVain,
+    Refused, InvalidWrites,
     testing::Values(Write{"position", "12"}, Write{"position", Value::null()},
                     Write{"position", {}}, Write{"rate", "2"}, Write{"rate", Array()},
                     Write{"rate", {}}, Write{"date", 5}, Write{"date", {}},
@@ -115,7 +115,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Write{"textMarkupArray", {}, {}, kTVVorlaneStatusBadValue}));
 
 INSTANTIATE_TEST_SUITE_P(
-    Harmless, WritesInVain,
+    Harmless, InvalidWrites,
     testing::Values(Write{"actionAtItemEnd", 3, {}, 0}, Write{"actionAtItemEnd", -1, {}, 0},
                     Write{"actionAtItemEnd", 1e9, {}, 0}, Write{"actionAtItemEnd", kNaN, {}, 0},
                     Write{"forwardEndTime", Dictionary(), {}, 0},
@@ -127,7 +127,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Write{"position", kNaN, {}, 0}, Write{"volume", kNaN, {}, 0},
                     Write{"date", platform::Date{kNaN}, {}, 0}));
 
-TEST_F(URLSessionPropertyTest, PositionIsClampedToTheItem) {
+TEST_F(URLSessionPropertyTest, PositionIsClampedToTheDuration) {
   startPlaying();
   EXPECT_TRUE(set("position", -kInfinity));
   box.run();
@@ -138,14 +138,14 @@ TEST_F(URLSessionPropertyTest, PositionIsClampedToTheItem) {
                                             "stopped {sessionID=7, reason=ended}"));
 }
 
-TEST_F(URLSessionPropertyTest, PositionOfAQueuedItemIsKeptForItsStart) {
+TEST_F(URLSessionPropertyTest, PositionOfAQueuedItemSetsItsStartTime) {
   startPlaying();
   insert(kNextURL, "U2");
   const auto next = session->playlist()->trackList().back();
   EXPECT_TRUE(set("position", 40, Dictionary{{"uuid", "U2"}}));
   EXPECT_EQ(next->metadata(platform::kMediaItemStartTime), Value(40));
   EXPECT_THAT(engine().calls(), IsEmpty());
-  // The playing one, an unknown one, and none: a seek.
+  // The current item, an unknown item, and an invalid qualifier: a seek.
   for (const Value& qualifier :
        {Value(Dictionary{{"uuid", "U1"}}), Value(Dictionary{{"uuid", "U9"}}),
         Value(Dictionary{{"uuid", 2}}), Value("U2")}) {
@@ -164,7 +164,7 @@ struct RateWrite {
   TVSPlaybackState state;
 };
 
-TEST_F(URLSessionPropertyTest, RatePausesPlaysAndIsBounded) {
+TEST_F(URLSessionPropertyTest, RatePausesPlaysAndIsClamped) {
   startPlaying();
   for (const auto& [rate, used, state] :
        {RateWrite{2, 2, TVSPlaybackState::Playing}, RateWrite{0, 2, TVSPlaybackState::Paused},
@@ -205,7 +205,7 @@ TEST_F(URLSessionPropertyTest, EndTimesLimitPlayback) {
   EXPECT_THAT(delegate->take(), Contains("itemPlayedToEnd {uuid=U1}"));
 }
 
-TEST_F(URLSessionPropertyTest, TracksAreNamedPlainlyOrInADictionary) {
+TEST_F(URLSessionPropertyTest, TrackQualifierIsANumberOrADictionary) {
   box.mediaLibrary().add(kVideoURL,
                          {.tracks = {{1, "video", "avc", true}, {2, "audio", "aac", true}}});
   startPlaying();
@@ -224,7 +224,7 @@ TEST_F(URLSessionPropertyTest, TracksAreNamedPlainlyOrInADictionary) {
   }
 }
 
-TEST_F(URLSessionPropertyTest, SoundAndEndActionAndStyles) {
+TEST_F(URLSessionPropertyTest, WritesVolumeMutedEndActionAndStyles) {
   startPlaying();
   EXPECT_TRUE(set("muted", 1));
   EXPECT_TRUE(player().muted());
@@ -245,7 +245,7 @@ TEST_F(URLSessionPropertyTest, PublishedTitlesAreShown) {
   startPlaying();
   const auto item = player().currentMediaItem();
   EXPECT_TRUE(set("metaData", Dictionary{{"title", "T"}, {"artist", "A"}}));
-  // What is not told, or of another type, stays.
+  // Missing values and values of another type are not changed.
   EXPECT_TRUE(set("metaData", Dictionary{{"title", 5}, {"album", "B"}}));
   EXPECT_EQ(item->metadata(platform::kMediaItemTitle), Value("T"));
   EXPECT_EQ(item->metadata(platform::kMediaItemArtist), Value("A"));
@@ -255,7 +255,7 @@ TEST_F(URLSessionPropertyTest, PublishedMetadataTakesPositionAndRateFromThePlaye
   startPlaying();
   EXPECT_TRUE(
       set("metaData", Dictionary{{"title", "T"}, {"elapsedTime", 55}, {"rate", 0}, {"other", 1}}));
-  const auto& info = box.nowPlaying().given().back();
+  const auto& info = box.nowPlaying().publishedInfos().back();
   EXPECT_EQ(info.get(platform::kNowPlayingTitle), Value("T"));
   EXPECT_EQ(info.get(platform::kNowPlayingElapsedTime), Value(player().elapsedTime()));
   EXPECT_EQ(info.get(platform::kNowPlayingPlaybackRate), Value(1));
@@ -263,20 +263,20 @@ TEST_F(URLSessionPropertyTest, PublishedMetadataTakesPositionAndRateFromThePlaye
   EXPECT_EQ(box.nowPlaying().playbackState(), platform::NowPlayingPlaybackState::Playing);
 }
 
-TEST_F(URLSessionPropertyTest, ReadsGoThroughToThePlayer) {
+TEST_F(URLSessionPropertyTest, ReadsReturnThePlayerState) {
   startPlaying();
   EXPECT_EQ(get("playbackAccessLog").asArray()->size(), 1u);
   EXPECT_TRUE(get("playbackErrorLog").isNone());
   EXPECT_EQ(code(), 0);
   EXPECT_EQ(get("timedMetadataArray"), Value(Array()));
   EXPECT_EQ(get("selectedMediaArray"), Value(Array()));
-  // A qualifier does not matter to them.
+  // Qualifiers are ignored.
   EXPECT_EQ(get("playbackInfo", "any").asDictionary()->get("readyToPlay"), Value(1));
 }
 
 // Playlist actions.
 
-TEST_F(URLSessionPropertyTest, InsertAppendsWhateverComesAfter) {
+TEST_F(URLSessionPropertyTest, InsertAppendsForAnyAfterItem) {
   startPlaying();
   const Value afters[] = {{}, Dictionary{{"uuid", "U1"}}, Dictionary{{"uuid", 7}}, "nonsense"};
   int number = 2;
@@ -320,7 +320,7 @@ TEST_F(URLSessionPropertyTest, BadActionsChangeNothing) {
   EXPECT_THAT(delegate->take(), IsEmpty());
 }
 
-TEST_F(URLSessionPropertyTest, FailedActionIsLoggedForThoseWhoAskForTheError) {
+TEST_F(URLSessionPropertyTest, FailedActionIsLoggedIfTheCallerTakesTheError) {
   startPlaying();
   const Dictionary options{{"item", Dictionary{{"uuid", "U9"}, {"Play-Info", platform::Bytes(3)}}}};
   EXPECT_FALSE(session->performAction("playlistRemove", options, nullptr, nullptr));
@@ -331,7 +331,7 @@ TEST_F(URLSessionPropertyTest, FailedActionIsLoggedForThoseWhoAskForTheError) {
                           "uuid = U9;\n        \"Play-Info\" = \"<...> 3 bytes\";\n    };\n}"));
 }
 
-TEST_F(URLSessionPropertyTest, RemovalOfTheCurrentItemGoesOnWithTheNext) {
+TEST_F(URLSessionPropertyTest, RemovingTheCurrentItemPlaysTheNext) {
   startPlaying();
   insert(kNextURL, "U2");
   EXPECT_TRUE(remove("U1"));
@@ -343,7 +343,7 @@ TEST_F(URLSessionPropertyTest, RemovalOfTheCurrentItemGoesOnWithTheNext) {
               ElementsAre("stopped {sessionID=7, reason=ended}", "itemRemoved {uuid=U2}"));
 }
 
-TEST_F(URLSessionPropertyTest, RemovalTakesTheFirstOfThatIdentifier) {
+TEST_F(URLSessionPropertyTest, RemovesTheFirstItemWithTheIdentifier) {
   startPlaying();
   insert(kNextURL, "U2");
   insert(kVideoURL, "U2");
@@ -352,7 +352,7 @@ TEST_F(URLSessionPropertyTest, RemovalTakesTheFirstOfThatIdentifier) {
   EXPECT_THAT(session->playlist()->trackList(), ElementsAre(player().currentMediaItem(), last));
 }
 
-TEST_F(URLSessionPropertyTest, FatalActionsAreKnownBeforehand) {
+TEST_F(URLSessionPropertyTest, PredictsActionsThatFailAnAssertion) {
   const Dictionary none{{"item", Dictionary()}};
   EXPECT_FALSE(session->isFatalAction("playlistRemove", none)) << "it has no player";
   startPlaying();
@@ -364,7 +364,7 @@ TEST_F(URLSessionPropertyTest, FatalActionsAreKnownBeforehand) {
     EXPECT_FALSE(session->isFatalAction("playlistRemove", {{"item", item}})) << compact(item);
 }
 
-TEST_F(URLSessionPropertyTest, RemovalWithoutAnIdentifierIsAProgrammingError) {
+TEST_F(URLSessionPropertyTest, RemovalWithoutAnIdentifierFailsAnAssertion) {
   startPlaying();
   EXPECT_THAT(assertionText([&] {
                 perform("playlistRemove", Dictionary{{"item", Dictionary()}});
@@ -372,14 +372,14 @@ TEST_F(URLSessionPropertyTest, RemovalWithoutAnIdentifierIsAProgrammingError) {
               testing::StartsWith("_removeItemWithInfo (TVVorlane/TVVorlaneURLSession): "));
 }
 
-TEST_F(URLSessionPropertyTest, QueueGoesOnAfterItHadEnded) {
+TEST_F(URLSessionPropertyTest, InsertAfterTheEndContinuesPlayback) {
   startPlaying();
   box.advance(2min);
   delegate->take();
   player().changeMediaInDirection(TVSMediaDirection::Next);
   player().changeMediaInDirection(TVSMediaDirection::Previous);
   EXPECT_THAT(delegate->take(), ElementsAre("userNext", "userPrevious"));
-  // A place in the item that has ended.
+  // A position in the item that has ended.
   EXPECT_TRUE(set("position", 50));
   EXPECT_TRUE(insert(kNextURL, "U2"));
   EXPECT_TRUE(set("rate", 1));

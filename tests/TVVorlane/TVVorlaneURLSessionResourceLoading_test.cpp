@@ -1,4 +1,4 @@
-// What the player cannot load itself, and the sender's answers.
+// Requests that the player cannot load itself, and the answers of the sender.
 
 #include <limits>
 
@@ -9,7 +9,7 @@
 
 namespace {
 
-/// A content-key request that fails, or gives no data.
+/// A content-key request that fails or has no data.
 class FailingKeyRequest final : public TVSSecureKeyRequest {
  public:
   using TVSSecureKeyRequest::TVSSecureKeyRequest;
@@ -64,7 +64,7 @@ class ResourceLoadingTest : public URLSessionTest {
   std::string ending;
 };
 
-TEST_F(ResourceLoadingTest, RequestIsReportedAndKept) {
+TEST_F(ResourceLoadingTest, RequestIsReportedAndStaysOutstanding) {
   const auto first = request(4);
   EXPECT_EQ(session->resourceLoadingRequests().at(4), first);
   EXPECT_EQ(*delegate->lastInfo(), first->dictionaryRepresentation());
@@ -77,7 +77,7 @@ TEST_F(ResourceLoadingTest, RequestIsReportedAndKept) {
   EXPECT_EQ(session->resourceLoadingRequests().size(), 1u);
 }
 
-TEST_F(ResourceLoadingTest, RequestWithoutIdentifierIsAProgrammingError) {
+TEST_F(ResourceLoadingTest, RequestWithoutAnIdentifierFailsAnAssertion) {
   const auto nameless = std::make_shared<TVSResourceLoadingRequest>(
       std::nullopt, "custom://resource", Dictionary(), nullptr);
   EXPECT_THAT(assertionText([&] { session->mediaItem(item(), nameless); }),
@@ -170,7 +170,7 @@ struct Refusal {
   std::int64_t code;
 };
 
-TEST_F(ResourceLoadingTest, RefusedAnswersLeaveTheRequest) {
+TEST_F(ResourceLoadingTest, InvalidAnswersLeaveTheRequestOutstanding) {
   const auto outstanding = request(0);
   const Dictionary data{{"FCUP_Response_Data", bytes(1)}};
   const auto withID = [&](const Value& identifier) {
@@ -198,7 +198,7 @@ TEST_F(ResourceLoadingTest, RefusedAnswersLeaveTheRequest) {
   EXPECT_EQ(session->resourceLoadingRequests().size(), 1u);
 }
 
-TEST_F(ResourceLoadingTest, KeyThatCannotBeMade) {
+TEST_F(ResourceLoadingTest, KeyRequestFailureIsReturned) {
   const auto key = request<FailingKeyRequest>(4);
   key->failure = platform::Error{"Keys", 12, {}, {}, {}};
   EXPECT_FALSE(answerKey(4));
@@ -209,7 +209,7 @@ TEST_F(ResourceLoadingTest, KeyThatCannotBeMade) {
   EXPECT_FALSE(outInfo);
 }
 
-TEST_F(ResourceLoadingTest, KeyOfAnUnknownRequest) {
+TEST_F(ResourceLoadingTest, KeyResponseToAnUnknownRequestFails) {
   request<FailingKeyRequest>(0);
   box.clearLog();
   for (const Value& identifier : {Value(9), Value(-1)}) {
@@ -225,7 +225,7 @@ TEST_F(ResourceLoadingTest, KeyOfAnUnknownRequest) {
   EXPECT_EQ(session->resourceLoadingRequests().size(), 1u);
 }
 
-TEST_F(ResourceLoadingTest, KeyAnswerToALoadIsAProgrammingError) {
+TEST_F(ResourceLoadingTest, KeyResponseToAResourceRequestFailsAnAssertion) {
   request(4);
   const Dictionary options{{"requestContext", Dictionary{{"FCUP_Request_RequestID", 4}}}};
   EXPECT_TRUE(session->isFatalAction("requestForStreamingKey", options));
@@ -234,7 +234,7 @@ TEST_F(ResourceLoadingTest, KeyAnswerToALoadIsAProgrammingError) {
               StartsWith("_handleKeyResponseWithOptions (TVVorlane/TVVorlaneURLSession"));
 }
 
-TEST_F(ResourceLoadingTest, AnswerMayLeadToTheNextRequest) {
+TEST_F(ResourceLoadingTest, AnswerMayCauseTheNextRequest) {
   const auto second =
       std::make_shared<TVSResourceLoadingRequest>(4, "custom://second", Dictionary(), nullptr);
   const auto first = std::make_shared<TVSResourceLoadingRequest>(
@@ -247,7 +247,7 @@ TEST_F(ResourceLoadingTest, AnswerMayLeadToTheNextRequest) {
   EXPECT_EQ(session->resourceLoadingRequests().at(4), second);
 }
 
-TEST_F(ResourceLoadingTest, InsertedItemsAskTheSessionAndAStopForgetsRequests) {
+TEST_F(ResourceLoadingTest, InsertedItemsUseTheSessionAndStopDropsRequests) {
   insert(kNextURL, "U2");
   const auto inserted =
       std::dynamic_pointer_cast<TVVorlaneMediaItem>(session->playlist()->trackList().back());

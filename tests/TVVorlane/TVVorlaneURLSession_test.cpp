@@ -34,7 +34,7 @@ TEST_F(URLSessionTest, StartsShowsAndPlays) {
   EXPECT_EQ(completions.count(), 1u);
 }
 
-TEST_F(URLSessionTest, ARefusedStartLeavesNothingBehind) {
+TEST_F(URLSessionTest, InvalidStartHasNoEffect) {
   const std::pair<std::string, Value> bad[] = {
       {"Content-Location", 5}, {"Content-Location", Value::null()}, {"rate", "1"}, {"uuid", 1}};
   for (const auto& [key, value] : bad) {
@@ -52,7 +52,7 @@ TEST_F(URLSessionTest, ARefusedStartLeavesNothingBehind) {
   }
 }
 
-TEST_F(URLSessionTest, WithoutAURLNothingIsStartedOrAnswered) {
+TEST_F(URLSessionTest, StartWithoutAURLIsNeverCompleted) {
   const Dictionary options{{"sessionID", 7}};
   start(options);
   box.advance(1h);
@@ -64,7 +64,7 @@ TEST_F(URLSessionTest, WithoutAURLNothingIsStartedOrAnswered) {
                                      "params:\n{\n    sessionID = 7;\n} "));
 }
 
-TEST_F(URLSessionTest, StartPointsAreWhereTheLoadBegins) {
+TEST_F(URLSessionTest, StartPositionIsPassedToTheLoad) {
   const platform::Date early{400};
   const platform::Date late{500};
   const struct {
@@ -94,7 +94,7 @@ TEST_F(URLSessionTest, StartPointsAreWhereTheLoadBegins) {
   }
 }
 
-TEST_F(URLSessionTest, StartRatesAreAppliedOnceTheSessionIsShown) {
+TEST_F(URLSessionTest, StartRateIsAppliedWhenTheSessionIsShown) {
   const struct {
     Value rate;
     double used;
@@ -113,7 +113,7 @@ TEST_F(URLSessionTest, StartRatesAreAppliedOnceTheSessionIsShown) {
   }
 }
 
-TEST_F(URLSessionTest, StartRatesAreAppliedAlsoWhenThePresentationFails) {
+TEST_F(URLSessionTest, StartRateIsAppliedEvenIfThePresentationFails) {
   box.screen().setOpening(sim::Screen::Opening::Refuses);
   start(videoOptions(7, {{"rate", 2}}));
   box.run();
@@ -122,7 +122,7 @@ TEST_F(URLSessionTest, StartRatesAreAppliedAlsoWhenThePresentationFails) {
   EXPECT_EQ(player().rateUsedForPlayback(), 2);
 }
 
-TEST_F(URLSessionTest, KindsDependOnWhatTheSenderSaysOfTheSound) {
+TEST_F(URLSessionTest, SessionTypeDependsOnTheAudioOnlyParameters) {
   const struct {
     Dictionary options;
     std::int64_t sessionType;
@@ -145,7 +145,7 @@ TEST_F(URLSessionTest, KindsDependOnWhatTheSenderSaysOfTheSound) {
     EXPECT_EQ(player().updatesNowPlayingInfoAutomatically(), publishesByItself);
     EXPECT_EQ(box.viewServiceHost().isPresenting(), sessionType == 2);
     EXPECT_THAT(delegate->take(), ElementsAre("loading", "playing"));
-    // What is inserted later is of the same kind.
+    // An inserted item has the same media type.
     EXPECT_TRUE(insert(kNextURL, "U2"));
     const auto inserted = session->playlist()->trackList().back();
     EXPECT_EQ(inserted->metadata(platform::kMediaItemMediaType),
@@ -153,13 +153,13 @@ TEST_F(URLSessionTest, KindsDependOnWhatTheSenderSaysOfTheSound) {
   }
 }
 
-TEST_F(URLSessionTest, SoundIsSetBeforeTheLoad) {
+TEST_F(URLSessionTest, VolumeAndMutedAreSetBeforeTheLoad) {
   start(videoOptions(7, {{"muted", true}, {"volume", 0.25}}));
   EXPECT_TRUE(engine().currentLoad().muted);
   EXPECT_EQ(engine().currentLoad().volume, 0.25F);
 }
 
-// What happens to the player.
+// Player events.
 
 TEST_F(URLSessionTest, EndOfTheOnlyItem) {
   startPlaying();
@@ -168,7 +168,7 @@ TEST_F(URLSessionTest, EndOfTheOnlyItem) {
                                             "stopped {sessionID=7, reason=ended}"));
   EXPECT_THAT(logTexts(box, "TVVLSession"),
               ElementsAre("Vorlane-Playlist HIT END : U1", "Vorlane-Playlist ended"));
-  // It stays registered until the sender stops it.
+  // The session stays registered until the sender stops it.
   EXPECT_THAT(manager().activeSessions(), ElementsAre(session));
 }
 
@@ -204,21 +204,21 @@ TEST_F(URLSessionTest, ItemsWithoutIdentifierAreOnlyLogged) {
 
 TEST_F(URLSessionTest, ScanningPublishesThePosition) {
   startPlaying();
-  const auto given = box.nowPlaying().given().size();
+  const auto given = box.nowPlaying().publishedInfos().size();
   box.advance(2s);
-  EXPECT_EQ(box.nowPlaying().given().size(), given);
+  EXPECT_EQ(box.nowPlaying().publishedInfos().size(), given);
   player().scanAtRate(8);
   box.run();
   EXPECT_THAT(delegate->take(), ElementsAre("playing"));
   box.advance(500ms);
   EXPECT_EQ(box.logCount("#Notice #TVVLSession : Scanning: Setting Elapsed time to "), 2u);
-  ASSERT_EQ(box.nowPlaying().given().size(), given + 2);
+  ASSERT_EQ(box.nowPlaying().publishedInfos().size(), given + 2);
   EXPECT_EQ(box.nowPlaying().info().get(platform::kNowPlayingElapsedTime),
             Value(player().elapsedTime()));
   EXPECT_EQ(box.nowPlaying().info().get(platform::kNowPlayingPlaybackRate), Value(8));
 }
 
-TEST_F(URLSessionTest, SelectionOfSoundAndSubtitlesIsReported) {
+TEST_F(URLSessionTest, AudioAndSubtitleSelectionIsReported) {
   box.mediaLibrary().add(
       kVideoURL,
       {.selectionGroups = {{"audible", {{"a1", "English", "en"}, {"a2", "German", "de"}}, 0, false},
@@ -267,7 +267,7 @@ TEST_F(URLSessionTest, StopByTheUserIsReportedAndDeregistersLater) {
   EXPECT_FALSE(box.nowPlaying().isEligible());
 }
 
-TEST_F(URLSessionTest, InterruptionOfTheSoundIsAStopByTheUser) {
+TEST_F(URLSessionTest, AudioInterruptionIsAUserStop) {
   startPlaying();
   box.audioSession().interrupt(false);
   EXPECT_THAT(delegate->take(), IsEmpty());
@@ -277,7 +277,7 @@ TEST_F(URLSessionTest, InterruptionOfTheSoundIsAStopByTheUser) {
   EXPECT_THAT(logTexts(box, "TVSSystemLog"), Contains("Vorlane stopping due to interruption"));
 }
 
-TEST_F(URLSessionTest, StopByTheSenderLetsEverythingGo) {
+TEST_F(URLSessionTest, StopReleasesEverything) {
   startPlaying();
   const auto oldPlayer = session->player();
   std::optional<platform::Error> failure;
@@ -302,7 +302,7 @@ TEST_F(URLSessionTest, StopByTheSenderLetsEverythingGo) {
   EXPECT_FALSE(session->initialRequest());
   EXPECT_THAT(manager().activeSessions(), IsEmpty());
   EXPECT_FALSE(box.nowPlaying().isEligible());
-  // Whoever stops it knows.
+  // An interruption after the stop is not reported.
   box.audioSession().interrupt(true);
   box.advance(1s);
   EXPECT_THAT(delegate->take(), IsEmpty());
@@ -315,7 +315,7 @@ TEST_F(URLSessionTest, StopByTheSenderLetsEverythingGo) {
   EXPECT_TRUE(weak.expired());
 }
 
-TEST_F(URLSessionTest, ReplacedPlayerIsStoppedUnheard) {
+TEST_F(URLSessionTest, ReplacedPlayerPostsNoEvents) {
   startPlaying();
   const auto oldPlayer = session->player();
   session->setPlayer(oldPlayer);
@@ -330,7 +330,7 @@ TEST_F(URLSessionTest, ReplacedPlayerIsStoppedUnheard) {
   EXPECT_THAT(delegate->take(), ElementsAre("loading", "playing"));
 }
 
-TEST_F(URLSessionTest, DiesWithItsObserversAndWithoutADelegate) {
+TEST_F(URLSessionTest, DestructionRemovesTheObservers) {
   startPlaying();
   const auto player = session->player();
   delegate = nullptr;

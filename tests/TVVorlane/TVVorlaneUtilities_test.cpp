@@ -18,14 +18,14 @@ namespace {
 
 using Kind = Value::Kind;
 
-/// One value of every kind.
+/// One value of each type.
 const std::vector<Value>& everyKind() {
   static const std::vector<Value> values{
       "text", 12, Bytes(3), platform::Date{}, Array{1}, Dictionary{{"a", 1}}, Value::null()};
   return values;
 }
 
-/// Every key that has a type.
+/// Every key with a required type.
 const std::vector<std::pair<Kind, std::vector<const char*>>> kKeysByType{
     {Kind::Number,
      {"allowP2P", "dsid", "itemID", "playbackRestrictions", "Start-Position", "rate",
@@ -57,7 +57,7 @@ class TVVorlaneUtilitiesTest : public testing::Test {
   std::optional<platform::Error> error;
 };
 
-TEST_F(TVVorlaneUtilitiesTest, EveryKeyTakesItsTypeAndNoOther) {
+TEST_F(TVVorlaneUtilitiesTest, EveryKeyAcceptsOnlyItsType) {
   std::set<std::string> seen;
   const auto expectType = [&](const char* key, Kind kind) {
     EXPECT_TRUE(seen.insert(key).second) << key;
@@ -81,17 +81,17 @@ TEST_F(TVVorlaneUtilitiesTest, EveryKeyTakesItsTypeAndNoOther) {
   EXPECT_EQ(seen.size(), 55U);
 }
 
-TEST_F(TVVorlaneUtilitiesTest, ANumberMayBeABoolean) {
+TEST_F(TVVorlaneUtilitiesTest, NumbersAcceptBooleans) {
   EXPECT_TRUE(valid(Dictionary{{"muted", true}, {"Start-Position", 0.5}, {"rate", 1.0F}}));
 }
 
-TEST_F(TVVorlaneUtilitiesTest, KeysWithoutATypeTakeAnything) {
+TEST_F(TVVorlaneUtilitiesTest, UnknownKeysAcceptAnyType) {
   for (const char* key : {"sessionID", "Start-Position-Seconds", "start-position", "", "pin"}) {
     for (const Value& value : everyKind()) EXPECT_TRUE(valid(Dictionary{{key, value}})) << key;
   }
 }
 
-TEST_F(TVVorlaneUtilitiesTest, NoneIsValidAndOnlyADictionaryBesides) {
+TEST_F(TVVorlaneUtilitiesTest, ParametersMustBeADictionaryOrNone) {
   EXPECT_TRUE(valid({}));
   EXPECT_TRUE(valid(Dictionary()));
   EXPECT_FALSE(valid("a string"));
@@ -102,18 +102,18 @@ TEST_F(TVVorlaneUtilitiesTest, NoneIsValidAndOnlyADictionaryBesides) {
   EXPECT_FALSE(valid(Value::null()));
 }
 
-TEST_F(TVVorlaneUtilitiesTest, OnlyTheFirstOffenderIsReported) {
+TEST_F(TVVorlaneUtilitiesTest, OnlyTheFirstInvalidKeyIsReported) {
   EXPECT_FALSE(valid(Dictionary{{"uuid", "U"}, {"rate", "1"}, {"url", 1}}));
   ASSERT_EQ(box.log().size(), 1U);
   EXPECT_EQ(box.logCount("bad value for 'rate'"), 1U);
-  // An error slot is optional, and not touched on success.
+  // The error pointer is optional, and it is not changed on success.
   EXPECT_FALSE(Utilities::validateParameters(Dictionary{{"rate", "1"}}, nullptr));
   error = platform::Error::status(1);
   EXPECT_TRUE(Utilities::validateParameters(Dictionary{{"rate", 1}}, &error));
   EXPECT_EQ(error->code, 1);
 }
 
-TEST_F(TVVorlaneUtilitiesTest, ErrorsBecomeDictionariesOfWhatTheyHave) {
+TEST_F(TVVorlaneUtilitiesTest, ErrorDictionariesOmitMissingFields) {
   EXPECT_EQ(Utilities::errorToDictionary(std::nullopt), std::nullopt);
   EXPECT_EQ(Utilities::errorToDictionary(platform::Error::status(-6700)),
             (Dictionary{{"code", -6700}, {"domain", platform::kStatusCodeErrorDomain}}));
@@ -127,7 +127,7 @@ TEST_F(TVVorlaneUtilitiesTest, ErrorsBecomeDictionariesOfWhatTheyHave) {
                         {platform::kErrorLocalizedRecoverySuggestionKey.data(), "how"}}));
 }
 
-TEST_F(TVVorlaneUtilitiesTest, TimedMetadata) {
+TEST_F(TVVorlaneUtilitiesTest, ConvertsTimedMetadata) {
   const platform::MediaTime time{5, 2, platform::MediaTime::Valid, 0};
   const Array result = Utilities::timedMetadataFromAVTimedMetadata(
       {{"TIT2", "id3", "de_DE", time, "Lied", {{"value", "replaced"}, {"info", 1}}},
@@ -142,7 +142,7 @@ TEST_F(TVVorlaneUtilitiesTest, TimedMetadata) {
                                         {"value", "replaced"},
                                         {"info", 1}}));
   EXPECT_EQ(result[1], Value(Dictionary{{"timestamp", zero}}));
-  // A time that is there but has no dictionary form is left out.
+  // A time that cannot be converted to a dictionary is omitted.
   EXPECT_EQ(result[2], Value(Dictionary{{"key", "K"}, {"value", 7}}));
   std::string order;
   for (const auto& [key, value] : *result[0].asDictionary()) order += key + " ";
@@ -161,7 +161,7 @@ TEST_F(TVVorlaneUtilitiesTest, DataInsideContainersIsAbbreviated) {
   EXPECT_EQ(Utilities::dataAbbreviatedDescription(params), expected.description());
   EXPECT_EQ(Utilities::dataAbbreviatedDescription(Array{Bytes(1)}),
             Array{"<...> 1 bytes"}.description());
-  // The input stays as it was.
+  // The input is not modified.
   EXPECT_EQ(params.get("a"), Value(Bytes(5)));
 
   EXPECT_EQ(Utilities::dataAbbreviatedDescription(Bytes{std::byte{10}, std::byte{11}}), "<0a0b>");

@@ -3,17 +3,17 @@
 #include "TVVorlane/TVVorlaneURLSession.h"
 #include "tests/TVVorlane/Support.h"
 
-/// `count` bytes of no meaning.
+/// `count` arbitrary bytes.
 inline platform::Bytes bytes(std::size_t count) { return platform::Bytes(count, std::byte{0x5a}); }
 
-/// One URL session and whoever hears of it.
+/// A URL session with a delegate that records its events.
 class URLSessionTest : public SessionTest {
  protected:
   void start(const platform::Dictionary& options = videoOptions(7)) {
     session->setDelegate(delegate);
     session->startWithOptions(options, completions.recorder());
   }
-  /// Another session, once the one before is gone.
+  /// Stops the session and starts another one.
   void startAnew(const Dictionary& options) {
     session->stopWithOptions({}, nullptr);
     box.advance(std::chrono::seconds(1));
@@ -23,7 +23,7 @@ class URLSessionTest : public SessionTest {
     box.clearLog();
     start(options);
   }
-  /// On screen and in the first second.
+  /// Starts the session and plays for one second.
   void startPlaying(const platform::Dictionary& options = videoOptions(7)) {
     start(options);
     box.advance(std::chrono::seconds(1));
@@ -57,7 +57,7 @@ class URLSessionTest : public SessionTest {
     return perform("playlistRemove",
                    platform::Dictionary{{"item", platform::Dictionary{{"uuid", uuid}}}});
   }
-  /// The code of the last operation's error, or 0.
+  /// The error code of the last operation, or 0.
   std::int64_t code() const { return error ? error->code : 0; }
 
   std::shared_ptr<TVVorlaneURLSession> session = std::make_shared<TVVorlaneURLSession>();

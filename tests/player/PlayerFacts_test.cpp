@@ -144,11 +144,11 @@ TEST_F(TVSPlayerTest, PublishesWhatPlaysUnlessToldNotTo) {
   EXPECT_TRUE(until([&] { return shows(platform::kNowPlayingDuration, 1); }));
 
   player->setUpdatesNowPlayingInfoAutomatically(false);
-  const auto before = nowPlaying.given().size();
+  const auto before = nowPlaying.publishedInfos().size();
   events.take();
   player->play();
   ASSERT_TRUE(untilHeard("stopped"));
-  EXPECT_EQ(nowPlaying.given().size(), before);
+  EXPECT_EQ(nowPlaying.publishedInfos().size(), before);
 }
 
 TEST_F(TVSPlayerTest, RemoteCommandsAskTheDelegateAsTheRemoteDoes) {

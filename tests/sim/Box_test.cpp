@@ -51,7 +51,7 @@ TEST_F(BoxTest, RunsTimersInOrderAtTheirOwnTime) {
   EXPECT_EQ(seconds(), 3);
 }
 
-TEST_F(BoxTest, CallRunsOnTheReceiverQueueAndItsHopOnTheMainThread) {
+TEST_F(BoxTest, CallRunsOnTheReceiverQueueAndSyncsToTheMainThread) {
   bool onQueue = false;
   stub->setBody(
       [&](platform::WaitGroup&) { note(box.mainQueue().isCurrent() ? "main" : "other"); });
@@ -65,7 +65,7 @@ TEST_F(BoxTest, CallRunsOnTheReceiverQueueAndItsHopOnTheMainThread) {
   EXPECT_EQ(seconds(), 0);
 }
 
-TEST_F(BoxTest, CallMovesTimeOnlyWhileItWaits) {
+TEST_F(BoxTest, TimeAdvancesOnlyWhileACallWaits) {
   platform::Token answer;
   stub->setBody([&](platform::WaitGroup& group) {
     group.enter();
@@ -80,7 +80,7 @@ TEST_F(BoxTest, CallMovesTimeOnlyWhileItWaits) {
   EXPECT_EQ(seconds(), 3);
 }
 
-TEST_F(BoxTest, CallThatWaitsForAPostedTaskNeedsNoTime) {
+TEST_F(BoxTest, CallWaitingForAPostedTaskNeedsNoTime) {
   stub->setBody([&](platform::WaitGroup& group) {
     group.enter();
     box.mainQueue().async([&] { box.mainQueue().async([&] { group.leave(); }); });
@@ -105,7 +105,7 @@ TEST_F(BoxTest, SecondCallWaitsForTheFirst) {
   EXPECT_THAT(story, ElementsAre("body", "body"));
 }
 
-TEST_F(BoxTest, EventsGoOutInOrderAndRunWaitsForThem) {
+TEST_F(BoxTest, RunDeliversEventsInOrder) {
   for (int number = 0; number < 50; ++number) {
     stub->post("event" + std::to_string(number % 2), {{"number", number}});
   }
@@ -157,13 +157,13 @@ TEST(BoxLaunch, RunsAnApplicationFromLaunchToEnd) {
 struct Counted {
   Counted() {
     ++made;
-    // Where nothing keeps it out, the other thread comes in meanwhile.
+    // Lets the other thread enter if nothing excludes it.
     for (int turn = 0; turn < 100; ++turn) std::this_thread::yield();
   }
   static inline std::atomic<int> made = 0;
 };
 
-TEST(BoxLife, SharedInstancesAreMadeOnceWhenFirstUsesRace) {
+TEST(BoxLife, SharedInstancesAreCreatedOnceWhenThreadsRace) {
   constexpr int kRounds = 20;
   Counted::made = 0;
   for (int round = 0; round < kRounds; ++round) {
@@ -182,10 +182,10 @@ TEST(BoxLife, SharedInstancesAreMadeOnceWhenFirstUsesRace) {
   EXPECT_EQ(Counted::made, kRounds);
 }
 
-TEST(BoxLife, DiesWhileACallWaits) {
+TEST(BoxLife, CanBeDestroyedWhileACallWaits) {
   for (const bool inGroup : {false, true}) {
     std::string ended = "not at all";
-    std::shared_ptr<ReceiverStub> stub;  // in use until the box is gone
+    std::shared_ptr<ReceiverStub> stub;  // in use until the box is destroyed
     {
       sim::Box box;
       stub = ReceiverStub::make();
@@ -193,7 +193,7 @@ TEST(BoxLife, DiesWhileACallWaits) {
         stub->setBody([](platform::WaitGroup& group) { group.enter(); });
         EXPECT_FALSE(box.beginCall([&] { return stub->vorlaneUIStartVideo({}, nullptr); }).done());
       } else {
-        // Behind a call that is still to be made: its hop finds the main queue stopped.
+        // Queued behind a pending call, so that it finds the main queue stopped.
         stub->queue->async(
             [&] { ended = stub->vorlaneUIStartVideo({}, nullptr) == -1 ? "refused" : "served"; });
       }

@@ -5,8 +5,8 @@
 #include "platform/services/Platform.h"
 #include "tests/sim/RecordingReceiver.h"
 
-/// A receiver delegate that registers itself as the real one does, and whose start-video call does
-/// on the main thread what a test gives it.
+/// A receiver delegate that registers itself. Its start-video call runs the given body on the main
+/// thread.
 class ReceiverStub final : public RecordingReceiver {
  public:
   using Body = std::function<void(platform::WaitGroup&)>;
@@ -17,7 +17,7 @@ class ReceiverStub final : public RecordingReceiver {
     return stub;
   }
 
-  /// `body` may enter the group; the call returns when it is left again.
+  /// `body` may enter the group. The call returns after the group was left.
   void setBody(Body body) { _body = std::move(body); }
   void post(std::string name, platform::Dictionary info = {}) {
     queue->async([name = std::move(name), info = std::move(info)] {

@@ -7,7 +7,7 @@
 
 #include "platform/services/VorlaneReceiverUIDelegate.h"
 
-/// Writes down what it is asked, and answers what the test wants.
+/// Records its calls and returns the results that the test has set.
 class RecordingReceiver : public VorlaneReceiverUIDelegate {
  public:
   using Dictionary = platform::Dictionary;

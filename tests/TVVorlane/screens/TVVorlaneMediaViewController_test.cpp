@@ -49,7 +49,7 @@ class MediaViewControllerTest : public SessionTest {
   const std::string kPresentation = "TVVorlanePresentationViewController";
 };
 
-TEST_F(MediaViewControllerTest, StacksItsChildrenByKindWhateverTheOrder) {
+TEST_F(MediaViewControllerTest, StackingOrderIsIndependentOfTheSetOrder) {
   const std::function<void()> starts[] = {[&] { startPIN(); }, [&] { startVideo(); },
                                           [&] { startPresentation(); }};
   int order[] = {0, 1, 2};
@@ -58,7 +58,7 @@ TEST_F(MediaViewControllerTest, StacksItsChildrenByKindWhateverTheOrder) {
     EXPECT_THAT(stack(), ElementsAre(kPresentation, kVideo, kPIN));
     for (const auto& view : root().view()->subviews())
       EXPECT_EQ(view->frame(), root().view()->bounds());
-    // PIN, video, presentation: the first one there decides where the remote goes.
+    // The focus goes to the first existing child in the order PIN, video, presentation.
     EXPECT_EQ(root().preferredFocusedView(), root().pinViewController()->view());
     for (const auto& session : manager().activeSessions()) session->stopWithOptions({}, nullptr);
     box.advance(1s);
@@ -85,12 +85,12 @@ TEST_F(MediaViewControllerTest, ChildrenFadeInAndOutAtTheSameTime) {
   box.advance(1ms);
   EXPECT_THAT(stack(), ElementsAre(kVideo));
   EXPECT_EQ(child->parent(), nullptr);
-  // The player goes with what showed it.
+  // The player is invalidated with its controller.
   EXPECT_FALSE(player->hasQueuePlayer());
   EXPECT_TRUE(next->player()->hasQueuePlayer());
 }
 
-TEST_F(MediaViewControllerTest, SameSessionAgainAndNothingOverNothing) {
+TEST_F(MediaViewControllerTest, SettingTheSameSessionDoesNothing) {
   const auto video = startVideo();
   const auto child = root().videoPlayerViewController();
   root().setVideoPlaybackSession(video);
@@ -102,7 +102,7 @@ TEST_F(MediaViewControllerTest, SameSessionAgainAndNothingOverNothing) {
   EXPECT_EQ(box.logCount("Unexpected view controller in hierarchy"), 0u);
 }
 
-TEST_F(MediaViewControllerTest, PINOverAVideoTakesTheFocusAndGivesItBack) {
+TEST_F(MediaViewControllerTest, PINTakesTheFocusAndReturnsItToTheVideo) {
   startVideo();
   const auto pin = startPIN();
   EXPECT_EQ(root().pinViewController()->title(), pin->titleString());
@@ -135,7 +135,7 @@ TEST_F(MediaViewControllerTest, DialogIsModalAndEndsItsSession) {
   EXPECT_FALSE(rootController());
 }
 
-TEST_F(MediaViewControllerTest, AnotherDialogChangesTheAlertInPlace) {
+TEST_F(MediaViewControllerTest, SecondDialogUpdatesTheAlertInPlace) {
   const auto first = startDialog();
   const auto alert = root().dialogViewController();
   const auto second = startDialog("other");
@@ -144,7 +144,7 @@ TEST_F(MediaViewControllerTest, AnotherDialogChangesTheAlertInPlace) {
   EXPECT_EQ(root().presented(), alert);
   EXPECT_EQ(alert->title(), "");
   EXPECT_EQ(alert->message(), "");
-  // The button still belongs to the first one.
+  // The button still stops the first session.
   ASSERT_EQ(alert->actions().size(), 1u);
   alert->actions()[0].handler();
   EXPECT_THAT(manager().activeSessions(), ElementsAre(second));
@@ -155,7 +155,7 @@ TEST_F(MediaViewControllerTest, AnotherDialogChangesTheAlertInPlace) {
   EXPECT_EQ(root().dialogViewController(), nullptr);
 }
 
-TEST_F(MediaViewControllerTest, DialogThatComesAsTheLastIsAnsweredIsShown) {
+TEST_F(MediaViewControllerTest, DialogSetWhileThePreviousOneClosesIsShown) {
   startVideo();
   startDialog();
   box.screen().send({PressType::Select});
@@ -167,7 +167,7 @@ TEST_F(MediaViewControllerTest, DialogThatComesAsTheLastIsAnsweredIsShown) {
   EXPECT_THAT(manager().activeSessions(), Not(Contains(second)));
 }
 
-TEST_F(MediaViewControllerTest, FocusIsWithTheFirstChildThatThereIs) {
+TEST_F(MediaViewControllerTest, FocusGoesToTheFirstChild) {
   startDialog();
   EXPECT_EQ(root().preferredFocusedView(), root().view()) << "the alert names no view";
   const auto presentation = startPresentation();
@@ -235,7 +235,7 @@ TEST_F(MediaViewControllerTest, IsDismissedOnceAndEndsInOrder) {
   EXPECT_EQ(host->dismissals, 1);
   EXPECT_EQ(box.logCount("No more active sessions, dismiss."), 2u);
 
-  // After the first end the delegate hears nothing more.
+  // The delegate is not notified again after the first end.
   const Texts ends[] = {{"remoteInputLimiting.setViewServiceActive(NO)", "completed", "dismissed"},
                         {"remoteInputLimiting.setViewServiceActive(NO)", "completed"}};
   for (const auto& expected : ends) {
@@ -246,7 +246,7 @@ TEST_F(MediaViewControllerTest, IsDismissedOnceAndEndsInOrder) {
   }
 }
 
-TEST_F(MediaViewControllerTest, EndByTheUserStopsEverySession) {
+TEST_F(MediaViewControllerTest, UserExitStopsEverySession) {
   const auto pin = startPIN();
   const auto dialog = startDialog();
   startPresentation();

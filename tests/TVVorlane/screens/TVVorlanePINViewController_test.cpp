@@ -6,7 +6,7 @@ namespace {
 
 class TVVorlanePINViewControllerTest : public testing::Test {
  protected:
-  /// Lets the recognisers of the view have it, as the window does.
+  /// Passes the press to the recognizers of the view, like the window.
   bool press(PressType type) {
     for (const auto& recognizer : controller->view()->gestureRecognizers()) {
       if (recognizer->handle({type})) return true;
@@ -50,7 +50,7 @@ TEST_F(TVVorlanePINViewControllerTest, TitleAndCodeBeforeAndAfterLoading) {
 }
 
 TEST_F(TVVorlanePINViewControllerTest, MenuDismissesOnce) {
-  // Without a handler it does not count.
+  // Without a handler the press is consumed and does not count as dismissal.
   EXPECT_TRUE(press(PressType::Menu));
   int dismissed = 0;
   controller->setDismissHandler([&] { ++dismissed; });
@@ -67,7 +67,7 @@ TEST_F(TVVorlanePINViewControllerTest, MenuDismissesOnce) {
   EXPECT_EQ(dismissed, 1);
 }
 
-TEST_F(TVVorlanePINViewControllerTest, TheHandlerMayReplaceItselfAndDropTheController) {
+TEST_F(TVVorlanePINViewControllerTest, HandlerMayReplaceItselfAndReleaseTheController) {
   const std::weak_ptr weak = controller;
   const auto view = controller->view();
   std::string seen;

@@ -32,7 +32,7 @@ TEST_F(TVVorlanePresentationViewTest, ProgressHidesThePicture) {
   view->layoutIfNeeded();
   EXPECT_EQ(view->contentView()->frame(), (platform::Rect{0, 0, 801, 401}));
   EXPECT_EQ(view->coverView()->frame(), (platform::Rect{0, 0, 801, 401}));
-  // Of 120 points, on whole ones.
+  // The spinner has 120 points and integral coordinates.
   EXPECT_EQ(view->spinnerView()->frame(), (platform::Rect{340, 140, 120, 120}));
   view->setShowProgress(false);
   EXPECT_FALSE(view->showProgress());
@@ -45,10 +45,10 @@ class TVVorlanePresentationViewControllerTest : public SessionTest {
  protected:
   void show(std::uint32_t id) {
     session = startSession<TVVorlanePresentationSession>({{"sessionID", id}});
-    // Until it has faded in, when it gets the focus.
+    // Waits for the end of the fade-in, when the view gets the focus.
     box.advance(std::chrono::milliseconds(300));
   }
-  /// What the session posted for an input of the remote.
+  /// Events that the session posts for a remote input.
   Texts send(const InputEvent& event) {
     EXPECT_TRUE(box.screen().send(event));
     box.run();
@@ -75,10 +75,9 @@ TEST_F(TVVorlanePresentationViewControllerTest, ShowsTheSessionsView) {
   EXPECT_EQ(controller->stopCount(), 0U);
 }
 
-TEST_F(TVVorlanePresentationViewControllerTest, TheRemoteBecomesEvents) {
+TEST_F(TVVorlanePresentationViewControllerTest, RemoteInputsBecomeEvents) {
   show(5);
-  // The last but one takes play/pause, and the last one what recognisers take unless told
-  // otherwise.
+  // The sixth recognizer handles play/pause, the seventh has the default press types.
   const auto& recognizers = session->presentationView()->gestureRecognizers();
   const auto presses = [&](std::size_t index) {
     return std::dynamic_pointer_cast<platform::TapRecognizer>(recognizers.at(index))
@@ -106,7 +105,7 @@ TEST_F(TVVorlanePresentationViewControllerTest, TheRemoteBecomesEvents) {
   EXPECT_TRUE(session->deactivated());
 }
 
-TEST_F(TVVorlanePresentationViewControllerTest, AViewThatIsShownAgainAnswersOnce) {
+TEST_F(TVVorlanePresentationViewControllerTest, ViewShownAgainPostsEachEventOnce) {
   show(5);
   const auto first = session;
   const std::weak_ptr old = rootController()->presentationViewController();

@@ -11,7 +11,7 @@ TEST_F(VideoPlayerTest, MenuStopsTheSessionOnce) {
   const auto controller = rootController()->videoPlayerViewController();
   box.screen().send({PressType::Menu});
   EXPECT_TRUE(controller->wasDismissed());
-  // It stays until its session is taken away.
+  // The controller stays until its session is removed.
   EXPECT_EQ(controller->parent(), rootController().get());
   box.screen().send({PressType::Menu});
   EXPECT_THAT(delegate->take(), ElementsAre("userStop {sessionID=7, userExit=true}",
@@ -24,7 +24,7 @@ TEST_F(VideoPlayerTest, MenuStopsTheSessionOnce) {
   EXPECT_THAT(delegate->take(), IsEmpty());
 }
 
-TEST_F(VideoPlayerTest, MenuAfterTheEndOnlyLogsAndLeavesWhenItIsPressedAgain) {
+TEST_F(VideoPlayerTest, MenuAfterTheEndLogsAndASecondPressLeaves) {
   startPlaying();
   box.advance(2min);
   delegate->take();

@@ -117,7 +117,7 @@ struct Hosted {
       {"hasty", [this] { hastyRoots = true; }},
       {"rootless", [this] { noRoots = true; }},
       {"end-on-answer", [this] { endsOnAnswer = true; }},
-      {"close", [this] { box.screen().closeByItself(); }},
+      {"close", [this] { box.screen().closeUnexpectedly(); }},
       {"refuse", [this] { box.screen().setOpening(Opening::Refuses, milliseconds(20)); }},
       {"stall", [this] { box.screen().setOpening(Opening::NeverAnswers); }},
       {"slow", [this] { box.screen().setOpening(Opening::Succeeds, seconds(6)); }},

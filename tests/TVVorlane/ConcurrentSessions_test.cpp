@@ -1,4 +1,4 @@
-// Several sessions, and sessions that come and go while the screen does.
+// Concurrent sessions.
 
 #include "TVVorlane/TVVorlaneURLSession.h"
 #include "tests/TVVorlane/ReceiverDelegateFixture.h"
@@ -7,14 +7,14 @@ using testing::IsSupersetOf;
 
 namespace {
 
-using SessionsThatMeet = ReceiverDelegateTest;
+using ConcurrentSessionsTest = ReceiverDelegateTest;
 
-TEST_F(SessionsThatMeet, TwoVideosAtOnce) {
+TEST_F(ConcurrentSessionsTest, TwoVideosAtOnce) {
   EXPECT_EQ(startVideo(videoOptions(7)), 0);
   EXPECT_EQ(startVideo(videoOptions(8, {{"Content-Location", kNextURL}, {"uuid", "U2"}})), 0);
   box.advance(1s);
   EXPECT_THAT(manager().activeSessions(), SizeIs(2));
-  // The later one is shown and addressed by properties, each by its own number.
+  // The newer session is on screen and receives the properties. Stops use the session ID.
   EXPECT_EQ(rootController()->videoPlaybackSession(), manager().urlSessionWithID(8));
   EXPECT_EQ(get("playbackInfo", nullptr).asDictionary()->get("uuid"), Value("U2"));
   EXPECT_EQ(stopVideo({{"sessionID", 8}}), 0);
@@ -26,7 +26,7 @@ TEST_F(SessionsThatMeet, TwoVideosAtOnce) {
   EXPECT_EQ(manager().stateMachine().currentState(), "Background");
 }
 
-TEST_F(SessionsThatMeet, StopOfAnUnknownSessionLeavesTheOthers) {
+TEST_F(ConcurrentSessionsTest, StopOfAnUnknownSessionLeavesTheOthers) {
   startVideo(videoOptions(7));
   for (const Value& identifier : {Value(9), Value("7"), Value::null()}) {
     takeLog();
@@ -34,7 +34,7 @@ TEST_F(SessionsThatMeet, StopOfAnUnknownSessionLeavesTheOthers) {
     EXPECT_EQ(takeLog().back(), "No active session for vorlaneUIStopVideo:");
   }
   EXPECT_THAT(manager().activeSessions(), SizeIs(1));
-  // Without a number it is the current one.
+  // Without a session ID, the current session is stopped.
   EXPECT_EQ(stopVideo({}), 0);
   EXPECT_THAT(manager().activeSessions(), IsEmpty());
 }
