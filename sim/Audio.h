@@ -19,7 +19,6 @@ class TVSAudioSession final : public platform::TVSAudioSession {
   TVSAudioSession(platform::NotificationCenter& center, Journal& journal)
       : _center(center), _journal(journal) {}
   void setConfigurationCallback(std::function<void(platform::TVSAudioSession&)> callback) override;
-  /// `audioSession.setCategory(Playback)`
   bool setCategory(platform::AudioCategory category) override;
 
   void setCategoryFails(bool fails) { _categoryFails = fails; }
@@ -37,9 +36,7 @@ class TVSAudioSession final : public platform::TVSAudioSession {
   platform::AudioCategory _category = platform::AudioCategory::Ambient;
 };
 
-/// A list of audio routes that a test sets, one of which is selected.
-///
-/// Threads: main.
+/// A list of audio routes that a test sets, one of which is selected. Main thread.
 class AudioRoutingService final : public platform::AudioRoutingService {
  public:
   AudioRoutingService(platform::MainQueue& mainQueue, Journal& journal);
@@ -64,16 +61,13 @@ class AudioRoutingService final : public platform::AudioRoutingService {
   std::shared_ptr<State> _state;
 };
 
-/// Keeps what an application publishes as now playing.
-///
-/// Threads: main.
+/// Keeps what an application publishes as now playing. Main thread.
 class NowPlayingService final : public platform::NowPlayingService {
  public:
   explicit NowPlayingService(Journal& journal) : _journal(journal) {}
-  void setEligible(bool eligible) override;  ///< `nowPlaying.setEligible(YES)`
+  void setEligible(bool eligible) override;
   /// Journal: `nowPlaying.setNowPlayingInfo(0)`, with the merge policy.
   void setNowPlayingInfo(const platform::Dictionary& info, int mergePolicy) override;
-  /// Journal: `nowPlaying.setPlaybackState(1)`
   void setPlaybackState(platform::NowPlayingPlaybackState state) override;
 
   platform::Token addRemoteCommandTarget(platform::RemoteCommandTarget& target) override {

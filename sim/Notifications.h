@@ -18,9 +18,8 @@
 
 namespace sim {
 
-/// System-wide notifications with a single process. A test posts those of other processes.
-///
-/// Threads: main.
+/// System-wide notifications with a single process. A test posts those of other processes. Main
+/// thread.
 class SystemNotificationService final : public platform::SystemNotificationService {
  public:
   SystemNotificationService(platform::MainQueue& mainQueue, Journal& journal)

@@ -34,9 +34,7 @@ struct ReceiverCallState {
   std::atomic<bool> finished = false;
 };
 
-/// A receiver call in progress.
-///
-/// Threads: main.
+/// A receiver call in progress. Main thread.
 template <typename Result>
 class ReceiverCall {
  public:

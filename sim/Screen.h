@@ -11,8 +11,7 @@
 namespace sim {
 
 /// A screen without a display. Keeps the scenes. A test sets the results of open() and capture().
-///
-/// Threads: main.
+/// Main thread.
 class Screen final : public platform::Screen {
  public:
   enum class Opening { Succeeds, Refuses, NeverAnswers };

@@ -19,7 +19,6 @@ namespace sim {
 class ProcessAssertionService final : public platform::ProcessAssertionService {
  public:
   explicit ProcessAssertionService(Journal& journal) : _journal(journal) {}
-  /// `processAssertions.acquire(bundle, flags, reason, name)`
   std::shared_ptr<platform::ProcessAssertion> acquire(std::string_view bundleIdentifier,
                                                       std::uint32_t flags, std::uint32_t reason,
                                                       std::string_view name) override;
@@ -34,10 +33,9 @@ class ProcessAssertionService final : public platform::ProcessAssertionService {
 class SystemService final : public platform::SystemService {
  public:
   explicit SystemService(Journal& journal) : _journal(journal) {}
-  void wakeSystem(int reason) override;  ///< `systemService.wakeSystem(0)`
-  void setVorlaneSessionActive(
-      bool active) override;            ///< `systemService.setVorlaneSessionActive(YES)`
-  void triggerUserActivity() override;  ///< `systemService.triggerUserActivity()`
+  void wakeSystem(int reason) override;
+  void setVorlaneSessionActive(bool active) override;
+  void triggerUserActivity() override;
 
  private:
   Journal& _journal;
@@ -49,7 +47,7 @@ class PowerManager final : public platform::PowerManager {
   /// Journal: `powerManager.createAssertion()`, with ` failed` appended on failure.
   std::uint32_t createAssertion(const platform::Dictionary& properties,
                                 std::uint32_t* identifier) override;
-  void releaseAssertion(std::uint32_t identifier) override;  ///< `powerManager.releaseAssertion(1)`
+  void releaseAssertion(std::uint32_t identifier) override;
 
   /// The result of createAssertion(). 0 means success.
   void setStatus(std::uint32_t status) { _status = status; }
@@ -94,7 +92,6 @@ class TVSCloudDataClient final : public platform::TVSCloudDataClient {
 class RemoteInputLimitingCenter final : public platform::RemoteInputLimitingCenter {
  public:
   explicit RemoteInputLimitingCenter(Journal& journal) : _journal(journal) {}
-  /// `remoteInputLimiting.setViewServiceActive(YES)`
   void setViewServiceActive(bool active) override;
   bool isViewServiceActive() const { return _active; }
 

@@ -22,9 +22,7 @@ class TVVorlaneVideoPlayerViewController;
 /// the presentation ends without that request, every shown session is stopped. A controller is used
 /// for one presentation.
 ///
-/// Stacking order, bottom to top: mirrored screen, video player, PIN, alert.
-///
-/// Threads: main.
+/// Stacking order, bottom to top: mirrored screen, video player, PIN, alert. Main thread.
 class TVVorlaneMediaViewController final : public platform::ViewServiceViewController {
  public:
   TVVorlaneMediaViewController();

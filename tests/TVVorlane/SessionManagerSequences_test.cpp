@@ -96,7 +96,7 @@ class Explorer {
     if (!_trial) _trial = std::make_unique<Trial>();
     for (const char step : sequence) _trial->take(step);
     const std::string difference = _trial->difference();
-    EXPECT_EQ(difference, "") << "is not what the model has, after " << sequence;
+    EXPECT_EQ(difference, "") << "differs from the model after " << sequence;
   }
   void _settle(const std::string& sequence, bool inAHurry) {
     const std::string fault = _trial->settle(inAHurry);

@@ -185,7 +185,7 @@ TEST_F(AppDelegateTest, CloudStateFollowsTheInternet) {
   EXPECT_EQ(box.systemNotifications().state(kCloud), 0u);
   box.network().setInternetAvailable(true);
   EXPECT_EQ(box.systemNotifications().state(kCloud), 1u);
-  EXPECT_EQ(box.network().queries(), 4) << "each line tells a second, fresh answer";
+  EXPECT_EQ(box.network().queries(), 4) << "the log line queries the state again";
   const std::string name(kCloud);
   EXPECT_THAT(box.journal().entries(),
               ElementsAre("systemNotifications.registerStateToken(" + name + ")",

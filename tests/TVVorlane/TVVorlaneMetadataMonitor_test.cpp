@@ -96,7 +96,7 @@ TEST(TVVorlaneMetadataMonitorTest, LogsBeforeAndAfterPublishing) {
   TVSLogger::addSink(sink);
   TVVorlaneMetadataMonitor::updateWithParameters({{"title", "T"}});
   TVSLogger::removeSink(sink);
-  EXPECT_EQ(sink->text, "-- is ") << "the information before it is set, the state afterwards";
+  EXPECT_EQ(sink->text, "-- is ") << "logs the info before and the state after publishing";
 }
 
 TEST(TVVorlaneMetadataMonitorTest, ArtworkIsPublishedInFullAndLoggedAsItsLength) {

@@ -101,7 +101,7 @@ TEST_F(TVVorlanePresentationSessionTest, Stops) {
 
   EXPECT_TRUE(session->stopWithOptions(Dictionary{{"sessionID", 1}}, nullptr));
   EXPECT_EQ(session->presentationView(), nullptr);
-  EXPECT_FALSE(layerIsOpen()) << "while it still fades out";
+  EXPECT_FALSE(layerIsOpen()) << "closed while the view is still fading out";
   EXPECT_EQ(manager().presentationSessionWithID({}), nullptr);
   EXPECT_TRUE(delegate->take().empty());
 }

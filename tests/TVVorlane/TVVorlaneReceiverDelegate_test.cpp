@@ -234,7 +234,7 @@ TEST_F(ReceiverDelegateTest, FailedReadsWritesAndActionsReturnTheError) {
   takeLog();
   Status status = 77;
   EXPECT_FALSE(get("playbackInfo", &status).isNone());
-  EXPECT_EQ(status, 77) << "only a failure is told";
+  EXPECT_EQ(status, 77) << "set on failure only";
   takeLog();
   EXPECT_TRUE(get("weather", &status).isNone());
   EXPECT_EQ(status, kTVVorlaneStatusUnsupported);

@@ -294,7 +294,7 @@ TEST_F(URLSessionTest, StopReleasesEverything) {
       [&](const auto&) { eligible = box.nowPlaying().isEligible(); });
   EXPECT_TRUE(session->stopWithOptions(Dictionary{{"sessionID", 7}}, &failure));
   EXPECT_FALSE(failure);
-  EXPECT_EQ(eligible, true) << "until it is deregistered";
+  EXPECT_EQ(eligible, true) << "eligible until the deregistration";
   EXPECT_EQ(oldPlayer->state(), TVSPlaybackState::Stopped);
   EXPECT_FALSE(oldPlayer->hasQueuePlayer());
   EXPECT_EQ(session->player(), nullptr);

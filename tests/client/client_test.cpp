@@ -106,7 +106,7 @@ TEST_F(ClientLibrary, ValuesRoundTrip) {
     EXPECT_EQ(is.keyAt(0), was.keyAt(0)) << index;
   }
   EXPECT_EQ(read.at(11)["a"]["b"].integer(), 1);
-  EXPECT_EQ(read.at(2).unsignedInteger(9), 9U) << "a negative number is none of those";
+  EXPECT_EQ(read.at(2).unsignedInteger(9), 9U) << "negative numbers are not unsigned";
   EXPECT_EQ(Value(1e300).integer(9), 9);
 
   delegate->value = {};

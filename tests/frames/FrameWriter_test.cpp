@@ -147,7 +147,7 @@ TEST_F(FrameWriterTest, SendsTheDescriptorWithTheFirstPictureOfABuffer) {
   const auto third = receive();
   EXPECT_EQ(third->index, first->index);
   EXPECT_EQ(third->pts, -1);
-  EXPECT_EQ(descriptors.size(), 2U) << "known by now";
+  EXPECT_EQ(descriptors.size(), 2U) << "each descriptor is sent once";
 }
 
 TEST_F(FrameWriterTest, ReportsTheOutcomeOfEachPicture) {
@@ -199,7 +199,7 @@ TEST_F(FrameWriterTest, ReleasesOfDiscardedBuffersFreeNoOtherBuffer) {
   EXPECT_EQ(sendOne(), VORLANE_FRAMES_OK);
   EXPECT_EQ(vorlane_frames_count(writer).skipped, 3U);
   for (int count = 0; count < 5; ++count) ASSERT_TRUE(receive());
-  EXPECT_EQ(descriptors.size(), 4U) << "new buffers are sent anew";
+  EXPECT_EQ(descriptors.size(), 4U) << "new buffers have new descriptors";
 }
 
 TEST_F(FrameWriterTest, FailsAfterTheReaderHasClosed) {

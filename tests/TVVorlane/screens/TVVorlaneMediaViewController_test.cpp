@@ -72,7 +72,7 @@ TEST_F(MediaViewControllerTest, ChildrenFadeInAndOutAtTheSameTime) {
   EXPECT_EQ(child->player(), video->player());
   EXPECT_EQ(child->videoSession(), video);
   EXPECT_EQ(child->parent(), &root());
-  EXPECT_FALSE(child->isMovingToParent()) << "it was told that it has moved";
+  EXPECT_FALSE(child->isMovingToParent()) << "didMoveToParent() was called";
   EXPECT_EQ(child->view()->alpha(), 1);
   const auto player = video->player();
 
@@ -169,7 +169,7 @@ TEST_F(MediaViewControllerTest, DialogSetWhileThePreviousOneClosesIsShown) {
 
 TEST_F(MediaViewControllerTest, FocusGoesToTheFirstChild) {
   startDialog();
-  EXPECT_EQ(root().preferredFocusedView(), root().view()) << "the alert names no view";
+  EXPECT_EQ(root().preferredFocusedView(), root().view()) << "the alert has no preferred view";
   const auto presentation = startPresentation();
   EXPECT_EQ(root().preferredFocusedView(), presentation->presentationView());
   startVideo();

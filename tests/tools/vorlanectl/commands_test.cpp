@@ -125,7 +125,7 @@ TEST(Play, WaitsUntilTheSessionHasEnded) {
     door.state = listed;
     door.signalsAfter["StartVideo"] = {paused, othersEnd, itsEnd};
     EXPECT_EQ(Result(door, words).status, 0);
-    EXPECT_EQ(door.calls().size(), 3U) << "asks at each event until its own comes";
+    EXPECT_EQ(door.calls().size(), 3U) << "checks the status at each event";
   }
   {
     // Another client has stopped the session. No event reports that.

@@ -18,7 +18,7 @@ TEST_F(JsonCoding, ValuesRoundTrip) {
     "nested": {"k": {"k": {"k": 1}}}})");
   vorlanectl::appendDictionary(message, object);
   seal();
-  EXPECT_EQ(vorlanectl::readValue(message).dump(), object.dump()) << "the order of keys too";
+  EXPECT_EQ(vorlanectl::readValue(message).dump(), object.dump()) << "including the order of keys";
 }
 
 TEST_F(JsonCoding, NumbersUseTheSmallestType) {

@@ -57,7 +57,8 @@ TEST(TestPattern, MovesAndStaysInsideTheBuffer) {
     ASSERT_TRUE(pattern->fill(second.buffer));
     EXPECT_EQ(first.planes[0] != second.planes[0], width > 8);
     for (std::uint32_t row = 0; row < height; ++row) {
-      EXPECT_EQ(first.planes[0][row * first.buffer.strides[0] + width], 1) << "the row's padding";
+      EXPECT_EQ(first.planes[0][row * first.buffer.strides[0] + width], 1)
+          << "padding is unchanged";
     }
   }
   EXPECT_THROW(makeTestPattern(0, 4, 60), vorlanectl::UsageError);
@@ -86,7 +87,7 @@ TEST(Y4m, ReadsPictures) {
   ASSERT_TRUE(source->skip());
   ASSERT_TRUE(source->fill(memory.buffer));
   EXPECT_EQ(memory.planes[0][0], 'g');
-  EXPECT_FALSE(source->fill(memory.buffer)) << "it ends within a picture";
+  EXPECT_FALSE(source->fill(memory.buffer)) << "the last picture is incomplete";
 }
 
 TEST(Y4m, RejectsOtherFormats) {
