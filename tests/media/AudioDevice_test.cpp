@@ -8,7 +8,7 @@
 namespace media {
 namespace {
 
-TEST(AudioDevice, ASoundServerThatDoesNotAnswerIsPassedOver) {
+TEST(AudioDevice, SkipsASoundServerThatDoesNotRespond) {
   gst_init(nullptr, nullptr);
   const char* const before = std::getenv("PULSE_SERVER");
   const std::string kept = before ? before : "";

@@ -1,4 +1,4 @@
-// Captions that lie in the pictures: as pairs of bytes, and in a clip that plays.
+// CEA-608 captions: as byte pairs, and embedded in a clip.
 
 #include <bit>
 #include <cstdlib>
@@ -23,7 +23,7 @@ std::uint8_t withParity(int byte) {
 
 void command(Pairs& pairs, int first, int second) { pairs.insert(pairs.end(), 2, {first, second}); }
 
-/// "{14 20}" is a control code, which goes twice; the rest are letters, two at a time.
+/// "{14 20}" is a control code, which is sent twice. The rest are characters, sent in pairs.
 Pairs pairsOf(const std::string& script) {
   Pairs pairs;
   for (std::size_t at = 0; at < script.size();) {
@@ -40,33 +40,34 @@ Pairs pairsOf(const std::string& script) {
   return pairs;
 }
 
-TEST(Cea608Decoder, ShowsWhatTheCodesSay) {
+TEST(Cea608Decoder, DecodesControlCodesAndCharacters) {
   using Decoder = media::Cea608Decoder;
   const struct {
     const char* what;
     std::string script;
-    std::string shown;  // at each change, parted by bars
+    std::string shown;  // at each change, separated by bars
     Decoder::Channel channel = Decoder::Channel::First;
   } cases[] = {
-      {"pop-on, in two rows, then gone", "{14 20}{14 2e}{14 40}Hello{14 70}you{14 2f}{14 2c}",
+      {"pop-on with two rows, then erased", "{14 20}{14 2e}{14 40}Hello{14 70}you{14 2f}{14 2c}",
        "Hello\nyou|"},
-      {"nothing before it is called for", "lost{14 20}Hello", ""},
-      {"a page after the other", "{14 20}{14 2e}One{14 2f}{14 20}{14 2e}Two{14 2f}", "One|Two"},
+      {"no output before a page is displayed", "lost{14 20}Hello", ""},
+      {"several pages", "{14 20}{14 2e}One{14 2f}{14 20}{14 2e}Two{14 2f}", "One|Two"},
       {"paint-on", "{14 29}{14 70}ABCD{14 21}E", "AB|ABCD|ABC|ABCE"},
       {"roll-up, two rows", "{14 25}{14 2d}ab{14 2d}cd{14 2d}ef", "ab|ab\ncd|cd|cd\nef"},
       {"roll-up that moves up", "{14 25}{14 2d}ab{14 2d}cd{11 40}", "ab|ab\ncd"},
       {"indents and tabs", "{14 29}{14 54}ab{17 22}cd", "ab|ab  cd"},
-      {"to the end of the row", "{14 29}{14 70}abcd{14 70}{14 24}", "ab|abcd|"},
+      {"delete to end of row", "{14 29}{14 70}abcd{14 70}{14 24}", "ab|abcd|"},
       {"basic characters", "{14 20}*'\\^_`{14 2f}", "\u00e1\u2019\u00e9\u00ed\u00f3\u00fa"},
-      {"special characters, styles", "{14 20}{11 37}{11 2e}a{14 2f}", "\u266a a"},
-      {"extended ones replace plain ones", "{14 20}aE{12 21}u{13 34}{14 2f}", "a\u00c9\u00df"},
-      {"damaged", std::string("{14 29}") + "\x01\x01", ""},
-      {"the other channel is another's", "{14 29}ab{1c 29}xy{14 29}cd", "ab|abcd"},
-      {"and may be chosen", "{14 29}ab{1c 29}xy{14 29}cd", "xy", Decoder::Channel::Second},
-      {"the text service is not shown", "{14 2a}ab{14 29}cd", "cd"},
+      {"special characters and mid-row codes", "{14 20}{11 37}{11 2e}a{14 2f}", "\u266a a"},
+      {"extended characters replace standard ones", "{14 20}aE{12 21}u{13 34}{14 2f}",
+       "a\u00c9\u00df"},
+      {"parity errors", std::string("{14 29}") + "\x01\x01", ""},
+      {"ignores the other channel", "{14 29}ab{1c 29}xy{14 29}cd", "ab|abcd"},
+      {"decodes the second channel", "{14 29}ab{1c 29}xy{14 29}cd", "xy", Decoder::Channel::Second},
+      {"ignores text mode", "{14 2a}ab{14 29}cd", "cd"},
   };
-  for (const auto& the : cases) {
-    SCOPED_TRACE(the.what);
+  for (const auto& testCase : cases) {
+    SCOPED_TRACE(testCase.what);
     std::string shown;
     double last = -1;
     bool isFirst = true;
@@ -77,15 +78,15 @@ TEST(Cea608Decoder, ShowsWhatTheCodesSay) {
           EXPECT_GT(cue.start, last);
           last = cue.start;
         },
-        the.channel);
+        testCase.channel);
     double seconds = 0;
-    for (const auto& [first, second] : pairsOf(the.script))
+    for (const auto& [first, second] : pairsOf(testCase.script))
       decoder.feed(seconds += 0.04, withParity(first), withParity(second));
-    EXPECT_EQ(shown, the.shown);
+    EXPECT_EQ(shown, testCase.shown);
   }
 }
 
-TEST(Cea608Decoder, TakesEveryPair) {
+TEST(Cea608Decoder, SurvivesEveryBytePair) {
   std::size_t longest = 0;
   media::Cea608Decoder decoder(
       [&](media::SubtitleCue cue) { longest = std::max(longest, cue.text.size()); });
@@ -98,7 +99,7 @@ TEST(Cea608Decoder, TakesEveryPair) {
   EXPECT_LE(longest, 15u * (32u * 3u + 1u));
 }
 
-/// A clip with a pair for each field in each of its pictures, in messages beside them.
+/// A clip whose pictures carry a byte pair for each field in SEI messages.
 std::string captionedClip(const Pairs& first, const Pairs& second) {
   const TestMedia& media = TestMedia::shared();
   media.url("bare.h264", "-map 0 -c:v libx264 -bf 0 -g 25 -x264-params aud=1 -pix_fmt yuv420p");
@@ -126,7 +127,7 @@ std::string captionedClip(const Pairs& first, const Pairs& second) {
                                         " -map 3 -map 1 -c:v copy -c:a aac");
 }
 
-TEST(Captions, InThePicturesAreAnOption) {
+TEST(Captions, EmbeddedInPicturesAreLegibleOptions) {
   Pairs pairs = pairsOf("{14 20}{14 2e}{14 70}Hello{14 2f}{1c 20}{1c 2e}{1c 70}Zwei{1c 2f}");
   Pairs others = pairsOf("{15 20}{15 2e}{15 70}Drei{15 2f}");
   others.insert(others.begin() + 7, {{1, 3}, {'N', 'o'}, {0x0f, 0x1d}, {0x15, 0x20}});
@@ -152,7 +153,7 @@ TEST(Captions, InThePicturesAreAnOption) {
   EXPECT_EQ(legible()->options[0].displayName, "CC1");
   EXPECT_EQ(legible()->options[0].characteristics,
             (std::vector<std::string>{std::string(platform::kMediaOptionTranscribes)}));
-  EXPECT_FALSE(legible()->selected) << "off until somebody wants them";
+  EXPECT_FALSE(legible()->selected) << "off by default";
   ASSERT_TRUE(harness.untilTold("end"));
   EXPECT_TRUE(showsText(""));
 
@@ -166,7 +167,7 @@ TEST(Captions, InThePicturesAreAnOption) {
   EXPECT_EQ(legible()->selected, 0u);
   EXPECT_TRUE(showsText("Hello"));
   const auto frame = harness.frame();
-  EXPECT_EQ(frame->subtitles->textAt(0.1), "") << "not before the last of its codes";
+  EXPECT_EQ(frame->subtitles->textAt(0.1), "") << "not before the last code of the page";
   ASSERT_TRUE(harness.until([&] { return harness.count("end") > 1; }));
   EXPECT_EQ(frame->subtitles->textAt(1.5), "Hello");
   EXPECT_EQ(frame->subtitles->textAt(2.5), "");

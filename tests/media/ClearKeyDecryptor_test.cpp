@@ -30,11 +30,11 @@ Bytes bytesOf(std::string_view hex) {
   return bytes;
 }
 
-// Of tests/support/make_encrypted_media.
+// See tests/support/make_encrypted_media.
 const Bytes kKey = bytesOf("00112233445566778899aabbccddeeff");
 const Bytes kKeyID = bytesOf("0123456789abcdef0123456789abcdef");
 
-/// A sender that answers questions for keys as it is told, or never.
+/// A sender that answers key requests as configured, or never.
 class KeySender final {
  public:
   std::shared_ptr<media::SenderContentKeys> keys() {
@@ -61,11 +61,11 @@ class KeySender final {
   std::vector<std::string> _asked;
 };
 
-/// Of all pictures and sound that were decoded since it was 0, in any order. It outlives every
-/// pipeline, so that tools see what it orders.
+/// A checksum of all decoded video and audio, in any order. It outlives every pipeline, so that
+/// thread sanitizers see the order of accesses.
 std::atomic<std::uint64_t> decodedSum;
 
-/// One run of the library's player from beginning to end, as fast as it goes.
+/// Plays a URL with playbin3 to its end, as fast as possible.
 class Playback {
  public:
   Playback(const std::string& url, std::shared_ptr<media::ContentKeys> keys) {
@@ -80,7 +80,7 @@ class Playback {
   }
   ~Playback() { gst_element_set_state(_player.get(), GST_STATE_NULL); }
 
-  /// "end", "error DOMAIN CODE", or "nothing" when neither comes.
+  /// Returns "end", "error DOMAIN CODE", or "nothing" if neither occurs.
   std::string outcome() {
     const GstRef<GstBus> bus(gst_element_get_bus(_player.get()));
     const auto wanted = static_cast<GstMessageType>(GST_MESSAGE_EOS | GST_MESSAGE_ERROR);
@@ -113,7 +113,7 @@ class Playback {
   GstRef<GstElement> _player;
 };
 
-TEST(ClearKeyDecryptor, PlaysToTheEndWhatTheClearMediaShow) {
+TEST(ClearKeyDecryptor, DecodesTheSameAsFromClearMedia) {
   const TestMedia& media = TestMedia::shared();
   EXPECT_EQ(Playback(media.fileURL("fragmented.mp4"), nullptr).outcome(), "end");
   const std::uint64_t clearSum = decodedSum;
@@ -122,11 +122,11 @@ TEST(ClearKeyDecryptor, PlaysToTheEndWhatTheClearMediaShow) {
   sender.answer.emplace().data = std::make_shared<const Bytes>(kKey);
   EXPECT_EQ(Playback(media.fileURL("encrypted.mp4"), sender.keys()).outcome(), "end");
   EXPECT_EQ(decodedSum, clearSum);
-  // Once, for both streams.
+  // Requested once, for both streams.
   EXPECT_EQ(sender.asked(), std::vector<std::string>{"clearkey:ASNFZ4mrze8BI0VniavN7w"});
 }
 
-TEST(ClearKeyDecryptor, IsStoppedWhileItWaitsForAKey) {
+TEST(ClearKeyDecryptor, StopsWhileWaitingForAKey) {
   KeySender sender;
   std::promise<void> asked;
   sender.onQuestion = [&] { asked.set_value(); };
@@ -135,7 +135,7 @@ TEST(ClearKeyDecryptor, IsStoppedWhileItWaitsForAKey) {
   ASSERT_EQ(asked.get_future().wait_for(std::chrono::seconds(60)), std::future_status::ready);
   const auto before = std::chrono::steady_clock::now();
   playback.reset();
-  // Or else it would be the 35 seconds that it waits for a key.
+  // Otherwise this would last 35 seconds, the time-out for keys.
   EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(15));
 }
 

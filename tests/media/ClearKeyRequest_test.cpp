@@ -10,7 +10,7 @@ using platform::Bytes;
 using platform::Dictionary;
 using platform::Value;
 
-TEST(ClearKeyRequest, MakesALicenceRequestOrSaysWhyNot) {
+TEST(ClearKeyRequest, MakesALicenceRequestOrReportsAnError) {
   const Value identifier(Bytes{std::byte{0xff}, std::byte{0xfe}});
   const Value nothing(Bytes{});
   const Dictionary persistent{{"type", "persistent-license"}};

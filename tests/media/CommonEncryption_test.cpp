@@ -17,7 +17,7 @@ Bytes bytesOf(const std::string& hex) {
   return bytes;
 }
 
-// The examples of NIST SP 800-38A: two blocks in the clear, in chained and in counter mode.
+// Test vectors of NIST SP 800-38A: two blocks in clear text, in CBC and in CTR mode.
 const Bytes kKey = bytesOf("2b7e151628aed2a6abf7158809cf4f3c");
 const std::string kFirst = "6bc1bee22e409f96e93d7e117393172a";
 const std::string kSecond = "ae2d8a571e03ac9c9eb76fac45af8e51";
@@ -39,10 +39,10 @@ Bytes decrypted(const std::string& sample, Scheme scheme, const std::string& vec
   return bytes;
 }
 
-TEST(CommonEncryption, DecryptsThePartsThatAreEncrypted) {
+TEST(CommonEncryption, DecryptsEncryptedParts) {
   EXPECT_EQ(decrypted(kCountedFirst + kCountedSecond, Scheme::CENC, kCounter, {}),
             bytesOf(kFirst + kSecond));
-  // The counter runs on over the clear bytes.
+  // The counter continues across clear bytes.
   const std::string cut = "aabbcc" + kCountedFirst + kCountedSecond.substr(0, 6) + "dd" +
                           kCountedSecond.substr(6) + "ee";
   EXPECT_EQ(decrypted(cut, Scheme::CENC, kCounter, {{3, 19}, {1, 13}}),
@@ -50,14 +50,14 @@ TEST(CommonEncryption, DecryptsThePartsThatAreEncrypted) {
 
   EXPECT_EQ(decrypted(kChainedFirst + kChainedSecond + "0102", Scheme::CBCS, kChainVector, {}),
             bytesOf(kFirst + kSecond + "0102"));
-  // The chain runs on over the clear blocks, and begins anew in each part.
+  // The CBC chain continues across clear blocks and restarts in each part.
   const std::string clear(32, '7');
   EXPECT_EQ(decrypted("aa" + kChainedFirst + clear + kChainedSecond + "0102" + kChainedFirst,
                       Scheme::CBCS, kChainVector, {{1, 50}, {0, 16}}, 1, 1),
             bytesOf("aa" + kFirst + clear + kSecond + "0102" + kFirst));
 }
 
-TEST(CommonEncryption, CountsInHalfABlock) {
+TEST(CommonEncryption, CounterHas64Bits) {
   const std::string zeros(32, '0');
   const std::string upper = "f0f1f2f3f4f5f6f7";
   const Bytes over =
@@ -66,7 +66,7 @@ TEST(CommonEncryption, CountsInHalfABlock) {
   EXPECT_EQ(Bytes(over.begin() + 16, over.end()), after);
 }
 
-TEST(CommonEncryption, RefusesWhatCannotBe) {
+TEST(CommonEncryption, RejectsInvalidParameters) {
   Bytes sample(20);
   for (const Scheme scheme : {Scheme::CENC, Scheme::CBCS}) {
     EXPECT_FALSE(media::decryptSample(sample, Bytes(15), {scheme, {}, {}, 0, 0}));

@@ -46,7 +46,7 @@ void EngineHarness::call(const std::function<void(platform::MediaEngine&)>& body
 
 bool EngineHarness::until(const std::function<bool()>& isSo, std::chrono::seconds bound) {
   const platform::TimePoint limit = _clock.now() + bound;
-  // Wakes for nothing but work of the queue: a picture in the mailbox says so too.
+  // Otherwise only tasks of the queue end the wait; a new picture has to end it, too.
   _frames->setWakeup([this] { _queue.wake(); });
   bool so = isSo();
   while (!so && _clock.now() < limit) {

@@ -17,15 +17,15 @@ namespace testing_media {
 using EngineMaker = std::function<std::unique_ptr<platform::MediaEngine>(
     platform::MainQueue& queue, const platform::Clock& clock)>;
 
-/// The engine of this test program.
+/// Creates the engine that this test program tests.
 std::unique_ptr<platform::MediaEngine> makeTestedEngine(
     platform::MainQueue& queue, const platform::Clock& clock, bool allowFileURLs,
     const std::vector<std::string>& preferredLanguages);
 
-/// An engine on a real main queue, and everything that it has told.
+/// An engine on a real main queue, with a record of its events.
 ///
-/// until() serves the queue until something is so, or a generous bound has passed: how long things
-/// take is not what these tests are about.
+/// until() runs the queue until a condition holds or a generous time-out has passed: these tests do
+/// not measure time.
 class EngineHarness final : private platform::MediaEngineObserver {
  public:
   explicit EngineHarness(bool allowFileURLs = true,
@@ -38,29 +38,29 @@ class EngineHarness final : private platform::MediaEngineObserver {
   std::shared_ptr<const media::VideoFrame> frame() const { return _frames->latest(); }
   void destroyEngine() { _engine.reset(); }
 
-  /// Loads with a new generation and forgets what was told of the one before. Without an item of
-  /// its own, `load` gets one at `url`.
+  /// Loads with a new generation and clears the record. If `load` has no item, one for `url` is
+  /// created.
   void load(const std::string& url, platform::MediaLoad load = {},
             const std::function<void(TVSMediaItem&)>& furnish = {});
   std::uint64_t generation() const { return _generation; }
 
   bool until(const std::function<bool()>& isSo,
              std::chrono::seconds bound = std::chrono::seconds(90));
-  /// Until the event has been told once more than `before` times.
+  /// Waits until the event has occurred more than `before` times.
   bool untilTold(const std::string& event, int before = 0);
-  /// Serves what is due.
+  /// Runs the tasks that are due.
   void serve() { _queue.runDue(); }
 
-  /// "ready", "play 1", "pause", "stall", "seek", "end", "fail", "select audible", in the order
-  /// told. Changes of facts are counted apart.
+  /// The events in order: "ready", "play 1", "pause", "stall", "seek", "end", "fail", "select
+  /// audible". Changes of facts are counted separately.
   const std::vector<std::string>& told() const { return _told; }
   int count(const std::string& event) const;
   int factsChanges() const { return _factsChanges; }
   const std::optional<platform::Error>& error() const { return _error; }
-  /// Callbacks of another load than the newest, or from inside an engine call.
+  /// Number of callbacks for an older load, or during a call of the engine.
   int misplaced() const { return _misplaced; }
 
-  /// Calls the engine; a callback that comes before the call has returned is misplaced.
+  /// Calls the engine. A callback during the call is counted as misplaced.
   void call(const std::function<void(platform::MediaEngine&)>& body);
 
  private:

@@ -3,7 +3,7 @@
 #include "tests/media/MediaEngineMaker.h"
 #include "tests/media/RealMediaBench.h"
 
-// What the programs with the engine in their own process run on.
+// The bench for programs with the engine in their own process.
 
 std::unique_ptr<platform::MediaEngine> testing_media::makeTestedEngine(
     platform::MainQueue& queue, const platform::Clock& clock, bool allowFileURLs,

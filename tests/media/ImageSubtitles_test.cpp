@@ -1,4 +1,4 @@
-// Pictures of text: as packets, and in containers that play.
+// Bitmap subtitles: as packets, and in containers.
 
 #include "media/texts/ImageSubtitles.h"
 
@@ -20,8 +20,8 @@ std::string bytes(std::size_t value, int count) {
   return result;
 }
 
-/// A white box of 16 by 8 from 0.5 to 2 seconds as presentation graphics; with `isFile` each
-/// segment has the head that it has in a file.
+/// A white box of 16x8 pixels from 0.5 to 2 seconds in PGS. `isFile` adds the headers that segments
+/// have in a file.
 std::string boxOfGraphics(bool isFile) {
   std::string made;
   double time = 0;
@@ -51,7 +51,7 @@ std::string boxOfGraphics(bool isFile) {
   return made;
 }
 
-/// The same as a disc has it, without an end.
+/// The same box as a DVD subpicture, without an end time.
 const std::string kDisc(
     "\0\x32\0\x14\4\x10\4\x10\4\x10\4\x10\4\x10\4\x10\4\x10\4\x10"
     "\0\0\0\x2c\3\0\x70\4\0\xf0\5\6\x40\x73\x19\1\x97\6\0\4\0\x0c\1\xff\xff\xff\0\x2c\2\xff",
@@ -65,7 +65,7 @@ void expectBox(const media::SubtitleCue& cue) {
   EXPECT_GT(image.pixels[20], 0xFFF0F0F0U);
 }
 
-TEST(ImageSubtitles, PacketsAreReadAndBrokenOnesDoNoHarm) {
+TEST(ImageSubtitles, DecodesPacketsAndSurvivesBrokenOnes) {
   const struct {
     const char* type;
     std::string packet;
@@ -73,22 +73,22 @@ TEST(ImageSubtitles, PacketsAreReadAndBrokenOnesDoNoHarm) {
     double duration;
   } cases[] = {{"subpicture/x-pgs", boxOfGraphics(false), 3, media::SubtitleCue::kUntilNext},
                {"subpicture/x-dvd", kDisc, 1, 1.5}};
-  for (const auto& the : cases) {
-    SCOPED_TRACE(the.type);
+  for (const auto& testCase : cases) {
+    SCOPED_TRACE(testCase.type);
     std::vector<media::SubtitleCue> shown;
     const auto reader = media::makeImageSubtitles(
-        the.type, [&](media::SubtitleCue cue) { shown.push_back(std::move(cue)); });
+        testCase.type, [&](media::SubtitleCue cue) { shown.push_back(std::move(cue)); });
     reader->setDescription("size: 720x480\npalette: 0,0,0,0,0,0,0, ffffff,0,0,0,0,0,0,0,0\n");
-    reader->feed(0.5, 1.5, the.packet);
-    ASSERT_EQ(shown.size(), the.cues);
-    expectBox(shown[the.cues / 2]);
-    EXPECT_EQ(shown[the.cues / 2].start, 0.5);
-    EXPECT_EQ(shown[the.cues / 2].duration, the.duration);
+    reader->feed(0.5, 1.5, testCase.packet);
+    ASSERT_EQ(shown.size(), testCase.cues);
+    expectBox(shown[testCase.cues / 2]);
+    EXPECT_EQ(shown[testCase.cues / 2].start, 0.5);
+    EXPECT_EQ(shown[testCase.cues / 2].duration, testCase.duration);
     shown.clear();
-    for (std::size_t size = 0; size < the.packet.size(); ++size) {
-      std::string damaged = the.packet;
+    for (std::size_t size = 0; size < testCase.packet.size(); ++size) {
+      std::string damaged = testCase.packet;
       damaged[size] = static_cast<char>(damaged[size] ^ static_cast<char>(size * 41 + 1));
-      reader->feed(1, 1, the.packet.substr(0, size));
+      reader->feed(1, 1, testCase.packet.substr(0, size));
       reader->feed(1, 1, damaged);
     }
     for (const media::SubtitleCue& cue : shown)
@@ -99,7 +99,7 @@ TEST(ImageSubtitles, PacketsAreReadAndBrokenOnesDoNoHarm) {
   EXPECT_FALSE(media::makeImageSubtitles("subpicture/x-other", {}));
 }
 
-TEST(ImageSubtitles, AreShownByTheTimeOfThePicture) {
+TEST(ImageSubtitles, AreShownAtTheirTimes) {
   const TestMedia& media = TestMedia::shared();
   std::ofstream(media.path("box.sup"), std::ios::binary) << boxOfGraphics(true);
   const std::string options = "-i " + media.path("box.sup") +
@@ -121,7 +121,7 @@ TEST(ImageSubtitles, AreShownByTheTimeOfThePicture) {
     ASSERT_TRUE(harness.untilTold("end"));
     const auto subtitles = harness.frame()->subtitles;
     EXPECT_TRUE(subtitles->at(0.3).empty());
-    // Transport streams begin before their first picture, and end before their last page.
+    // In transport streams time begins before the first picture, and the last page is not ended.
     EXPECT_EQ(subtitles->at(2.6).empty(), std::string(name) == "graphics.mkv");
     const auto cues = subtitles->at(1.7);
     ASSERT_EQ(cues.size(), 1u);

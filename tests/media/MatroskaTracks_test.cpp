@@ -11,7 +11,7 @@
 namespace testing_media {
 namespace {
 
-TEST(MatroskaTracks, AreReadByteByByteAndWhateverIsDamaged) {
+TEST(MatroskaTracks, AreReadByteByByteAndFromDamagedFiles) {
   std::ifstream file(TestMedia::shared().fileURL("tracks.mkv").substr(7), std::ios::binary);
   std::vector<std::uint8_t> head(3000);
   file.read(reinterpret_cast<char*>(head.data()), static_cast<std::streamsize>(head.size()));

@@ -7,7 +7,7 @@
 
 namespace testing_media {
 
-/// For an EngineHarness with an engine in the test's own process.
+/// For an EngineHarness with the engine in the test's own process.
 inline EngineMaker makerOf(const media::MediaEngineOptions& options) {
   return [options](platform::MainQueue& queue, const platform::Clock& clock) {
     return std::make_unique<media::MediaEngine>(queue, clock, options);

@@ -17,7 +17,7 @@ class ManualClock final : public platform::Clock {
   platform::TimePoint _now{};
 };
 
-TEST(PositionClock, RunsFromTheNewestKnownPointAndStandsStillWhenHeld) {
+TEST(PositionClock, RunsFromTheNewestPointAndStopsWhenHeld) {
   ManualClock clock;
   PositionClock position(clock);
   position.run(10, 2, 0, 100);
@@ -32,7 +32,7 @@ TEST(PositionClock, RunsFromTheNewestKnownPointAndStandsStillWhenHeld) {
   position.hold(12);
   clock.advance(milliseconds(500));
   position.observe(50);
-  EXPECT_DOUBLE_EQ(position.seconds(), 12) << "a late picture of before the pause";
+  EXPECT_DOUBLE_EQ(position.seconds(), 12) << "a late picture from before the pause";
   EXPECT_EQ(position.age(), platform::Duration::zero());
 }
 

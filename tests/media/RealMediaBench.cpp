@@ -15,7 +15,7 @@ namespace {
 
 constexpr auto kBound = std::chrono::seconds(90);
 
-/// The box in memory, but for a queue in real time and real media. Dates stand still.
+/// The simulated box with a real-time queue and real media. Dates do not advance.
 class RealTimeBox final : public sim::Box {
  public:
   explicit RealTimeBox(EngineMaker makeEngine)
@@ -23,7 +23,7 @@ class RealTimeBox final : public sim::Box {
     _queue.bindToCurrentThread();
   }
   ~RealTimeBox() override {
-    // What waits there may hold a player.
+    // Pending tasks may hold a player.
     _queue.discard();
     platform::WorkerThreads::waitForAll(kBound);
   }
@@ -32,13 +32,13 @@ class RealTimeBox final : public sim::Box {
   platform::MainQueue& mainQueue() override { return _queue; }
   std::unique_ptr<platform::MediaEngine> makeMediaEngine() override {
     auto engine = _makeEngine(_queue, _clock);
-    // A picture is no task of the queue: whoever waits for a position looks at it then.
+    // A new picture posts no task, but it may change the position that a test waits for.
     const auto frames = std::static_pointer_cast<media::VideoFrames>(engine->videoOutput());
     frames->setWakeup([this] { _queue.wake(); });
     _frames.push_back(frames);
     return engine;
   }
-  /// As long as there is an engine, its pictures have a place.
+  /// The pictures of the current engine.
   std::size_t engines() {
     std::erase_if(_frames, [](const auto& frames) { return frames.expired(); });
     return _frames.size();
@@ -105,7 +105,7 @@ class RealMediaBench final : public PlayerBench {
   bool timeIsFree() const override { return false; }
 
  private:
-  /// That of tests/support/make_encrypted_media.
+  /// The key of tests/support/make_encrypted_media.
   static std::shared_ptr<const platform::Bytes> _key() {
     auto key = std::make_shared<platform::Bytes>();
     for (unsigned byte = 0; byte < 16; ++byte) key->push_back(std::byte(byte * 0x11));

@@ -8,7 +8,7 @@
 
 namespace testing_media {
 
-/// A bench in real time, with real media. The output of the engines is a media::VideoFrames.
+/// A bench with real time and real media. The video output of its engines is a media::VideoFrames.
 std::unique_ptr<PlayerBench> makeRealMediaBench(EngineMaker makeEngine);
 
 }  // namespace testing_media

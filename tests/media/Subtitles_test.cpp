@@ -1,4 +1,4 @@
-// Texts of every form as bytes: what is read of them, and what broken ones do.
+// Text subtitles as bytes: the cues that are read, and the handling of errors.
 
 #include <sstream>
 
@@ -11,7 +11,7 @@
 namespace media {
 namespace {
 
-std::string told(const SubtitleLook& look) {
+std::string described(const SubtitleLook& look) {
   std::ostringstream out;
   const auto color = [&](const char* name, const std::optional<platform::Color>& value) {
     if (value)
@@ -27,12 +27,13 @@ std::string told(const SubtitleLook& look) {
   return out.str();
 }
 
-/// "start+duration text | whole look | [span: look] | @place", what is usual left out.
-std::string told(const SubtitleCue& cue) {
+/// "start+duration text | look of the cue | [span: look] | @layout". Default values are left out.
+std::string described(const SubtitleCue& cue) {
   std::ostringstream out;
-  out << cue.start << '+' << cue.duration << ' ' << cue.text << told(cue.look);
+  out << cue.start << '+' << cue.duration << ' ' << cue.text << described(cue.look);
   for (const SubtitleSpan& each : cue.spans)
-    out << " [" << cue.text.substr(each.begin, each.end - each.begin) << told(each.look) << ']';
+    out << " [" << cue.text.substr(each.begin, each.end - each.begin) << described(each.look)
+        << ']';
   const CueLayout& layout = cue.layout;
   if (layout.left) out << " left" << *layout.left << '~' << *layout.width;
   if (layout.y) out << " y" << *layout.y << "TMB"[static_cast<int>(layout.anchor)];
@@ -42,10 +43,10 @@ std::string told(const SubtitleCue& cue) {
   return out.str();
 }
 
-std::string told(const std::optional<std::vector<SubtitleCue>>& cues) {
+std::string described(const std::optional<std::vector<SubtitleCue>>& cues) {
   if (!cues) return "nothing";
   std::string text;
-  for (const SubtitleCue& each : *cues) text += (text.empty() ? "" : "; ") + told(each);
+  for (const SubtitleCue& each : *cues) text += (text.empty() ? "" : "; ") + described(each);
   return text;
 }
 
@@ -82,13 +83,13 @@ const std::string kSRT =
     "<b>bold</b>\r\n\r\n2\r\nbroken\r\n\r\n3\r\n00:01:00,5 --> 00:01:01,000 X1:1\r\n"
     "<3 & {brace}\r\n\r\n";
 
-std::string wide(std::string_view text) {
+std::string utf16Of(std::string_view text) {
   std::string bytes = "\xff\xfe";
   for (const char each : text) bytes += {each, '\0'};
   return bytes;
 }
 
-TEST(Subtitles, AreReadWithLooksAndPlaces) {
+TEST(Subtitles, AreReadWithStylesAndLayout) {
   const struct {
     const char* what;
     std::string text;
@@ -106,17 +107,17 @@ TEST(Subtitles, AreReadWithLooksAndPlaces) {
       {"SubRip", kSRT,
        "1+1.25 Green\nbold [Green c0,1,0,1] [bold bold] line0; 60.5+0.5 <3 & {brace}"},
       {"SubRip in Windows-1252", "00:01,0 --> 00:02,0\nd\xe9j\xe0", "1+1 d\u00e9j\u00e0"},
-      {"WebVTT in UTF-16", wide("WEBVTT\n\n0:1 --> 0:2\nh"), "1+1 h"},
-      {"another text", "#EXTM3U\n", "nothing"},
-      {"nothing", "", "nothing"},
+      {"WebVTT in UTF-16", utf16Of("WEBVTT\n\n0:1 --> 0:2\nh"), "1+1 h"},
+      {"an unknown format", "#EXTM3U\n", "nothing"},
+      {"empty", "", "nothing"},
   };
-  for (const auto& the : cases) {
-    SCOPED_TRACE(the.what);
-    EXPECT_EQ(told(cuesOfText(the.text)), the.cues);
+  for (const auto& testCase : cases) {
+    SCOPED_TRACE(testCase.what);
+    EXPECT_EQ(described(cuesOfText(testCase.text)), testCase.cues);
   }
 }
 
-TEST(Subtitles, WhatIsCutOffOrDamagedIsBounded) {
+TEST(Subtitles, TruncatedAndDamagedTextsStayWithinLimits) {
   for (const std::string& whole : {kVTT, kTTML, kSRT}) {
     std::size_t most = 0;
     for (std::size_t size = 0; size <= whole.size(); ++size) {
@@ -138,10 +139,10 @@ TEST(Subtitles, WhatIsCutOffOrDamagedIsBounded) {
   const SubtitleCue cue = cueOfMarkup(deep);
   EXPECT_LE(cue.spans.size(), 64u);
   EXPECT_LE(cue.text.size(), 4000u);
-  EXPECT_EQ(told(cuesOfText("<tt>" + deep)), "");
+  EXPECT_EQ(described(cuesOfText("<tt>" + deep)), "");
 }
 
-TEST(Subtitles, RulesOfTheSenderGoOverThem) {
+TEST(Subtitles, StylesOfTheSenderOverrideThem) {
   using platform::Array;
   using platform::Dictionary;
   const struct {
@@ -149,7 +150,7 @@ TEST(Subtitles, RulesOfTheSenderGoOverThem) {
     platform::Value rules;
     std::string cue;
   } cases[] = {
-      {"everything",
+      {"all properties",
        Array{Dictionary{{"foregroundColor", Array{1.0, 0.0, 1.0, 0.0}},
                         {"backgroundColor", "#00000080"},
                         {"relativeSize", 150},
@@ -162,15 +163,15 @@ TEST(Subtitles, RulesOfTheSenderGoOverThem) {
                         {"lineWidth", 60}}},
        "0+-1 Hi you c0,1,0,1 bg0,0,0,0.501961 x1.5 italic bare edge3 [Hi c1,0,0,1] left0.05~0.6 "
        "y0.1T align3"},
-      {"of a class, the later one wins",
+      {"for a class: the later rule wins",
        Array{Dictionary{{"selector", ".red"}, {"bold", true}, {"foregroundColor", "lime"}},
              "::cue(c.red) { color: blue } ::cue(.other) { color: lime }"},
        "0+-1 Hi you [Hi c0,0,1,1 bold]"},
-      {"of a cue by its identifier",
+      {"for a cue identifier",
        Array{Dictionary{{"selector", "#other"}, {"bold", true}},
              Dictionary{{"selector", "#one"}, {"edgeStyle", "none"}}},
        "0+-1 Hi you edge0 [Hi c1,0,0,1]"},
-      {"nonsense",
+      {"invalid rules",
        Array{"style", 7, platform::Value::null(), Array{}, "::cue { color", "}{}{",
              Dictionary{{"selector", "a > b"}, {"bold", true}},
              Dictionary{{"foregroundColor", Array{1, 2, 3, 4}},
@@ -180,14 +181,14 @@ TEST(Subtitles, RulesOfTheSenderGoOverThem) {
                         {"alignment", "up"},
                         {"unknown", 1}}},
        "0+-1 Hi you [Hi c1,0,0,1]"},
-      {"no array", "text", "0+-1 Hi you [Hi c1,0,0,1]"},
+      {"not an array", "text", "0+-1 Hi you [Hi c1,0,0,1]"},
   };
-  for (const auto& the : cases) {
-    SCOPED_TRACE(the.what);
+  for (const auto& testCase : cases) {
+    SCOPED_TRACE(testCase.what);
     SubtitleCue cue = cueOfMarkup("<c.red>Hi</c> you");
     cue.identifier = "one";
-    if (const auto styles = subtitleStylesOf(the.rules)) styles->applyTo(cue);
-    EXPECT_EQ(told(cue), the.cue);
+    if (const auto styles = subtitleStylesOf(testCase.rules)) styles->applyTo(cue);
+    EXPECT_EQ(described(cue), testCase.cue);
   }
 }
 

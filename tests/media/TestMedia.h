@@ -6,14 +6,15 @@
 
 namespace testing_media {
 
-/// Real media for the tests of this folder: clips made by ffmpeg in a folder of their own, and a
-/// web server that serves them. Made once a process, on first use; gone at its end. Where the
-/// environment names a folder as VORLANE_TEST_MEDIA, clips are kept there for other processes.
+/// Media for the tests of this folder: clips that ffmpeg makes in a temporary folder, and a web
+/// server for them. Created once in a process on first use and removed at its end. If the
+/// environment variable VORLANE_TEST_MEDIA names a folder, clips are cached there.
 ///
-/// Clips: all 3 seconds, 25 pictures a second, 320x180, unless their name says otherwise. Of
-/// "asks.m3u8" only a sender has the second one, at x-demo://sender/dated1.ts; of "refused.m3u8"
-/// all but the first; of "live/gap.m3u8" nobody has the sixth. What begins with "encrypted" or
-/// "fragmented" is what tests/support/make_encrypted_media says.
+/// Unless their names say otherwise, clips have 3 seconds, 25 pictures a second and 320x180 pixels.
+/// The second segment of "asks.m3u8" is only available from the sender, at
+/// x-demo://sender/dated1.ts; of "refused.m3u8" all except the first. The sixth segment of
+/// "live/gap.m3u8" is missing. For names with "encrypted" or "fragmented" see
+/// tests/support/make_encrypted_media.
 class TestMedia {
  public:
   static TestMedia& shared();
@@ -23,16 +24,16 @@ class TestMedia {
 
   /// `http://127.0.0.1:PORT/NAME`
   std::string url(std::string_view name) const;
-  /// One of tests/support/make_presentations, or of those that are live by the clock.
+  /// A presentation of tests/support/make_presentations, or a live one that follows the clock.
   std::string presentation(std::string_view name, bool isLive = false) const;
   std::string fileURL(std::string_view name) const;
-  /// One that ffmpeg makes of the usual picture and two tones, inputs 0 to 2, by these options.
+  /// A clip that ffmpeg makes of the test picture and two tones, inputs 0 to 2, with these options.
   std::string url(std::string_view name, std::string_view options) const;
   std::string path(std::string_view name) const { return (_folder / name).string(); }
-  /// The same over a server that sends so slowly that the clip stalls.
+  /// The same clip from a server so slow that playback stalls.
   std::string slowURL(std::string_view name);
 
-  /// A loopback URL that nobody listens at.
+  /// A loopback URL without a server.
   static std::string refusedURL() { return "http://127.0.0.1:1/clip.mp4"; }
 
  private:
@@ -43,9 +44,9 @@ class TestMedia {
   };
 
   TestMedia();
-  /// Runs `command`, which writes files into the folder, or copies what it wrote before.
+  /// Runs `command`, which writes files into the folder, or copies its cached output.
   void _make(const std::string& command) const;
-  /// Makes the clip unless it is there, and returns its path.
+  /// Returns the path of a clip, which is made if it is missing.
   std::string _made(std::string_view name) const;
   Server _startServer(const std::string& options) const;
   static void _stop(Server& server);

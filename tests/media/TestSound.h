@@ -9,11 +9,11 @@
 
 namespace testing_media {
 
-/// A device that swallows sound as the silent one does, and remembers when what was heard. It can
-/// be pulled out, and can be one that only one at a time can have.
+/// A fake sound device that records when buffers were played. It can be unplugged, and it can be
+/// exclusive: only one sink can have it open.
 class TestSound final : public media::AudioDevice {
  public:
-  /// What one opened sink has played, on the clock that all of them share.
+  /// What one opened sink has played, by the shared clock.
   struct Played {
     GstClockTime begin = GST_CLOCK_TIME_NONE;
     GstClockTime end = GST_CLOCK_TIME_NONE;
@@ -21,7 +21,7 @@ class TestSound final : public media::AudioDevice {
   };
 
   explicit TestSound(bool exclusive = false) : _exclusive(exclusive) {}
-  /// After the last buffer.
+  /// Synchronizes with the handler of the last buffer.
   ~TestSound() override { const std::lock_guard lock(_mutex); }
 
   media::GstRef<GstElement> open() override {
@@ -42,7 +42,7 @@ class TestSound final : public media::AudioDevice {
   }
   bool isExclusive() override { return _exclusive; }
 
-  /// One entry for each time that it was opened.
+  /// One entry for each time that the device was opened.
   std::vector<Played> played() const {
     const std::lock_guard lock(_mutex);
     return _played;
@@ -81,7 +81,7 @@ class TestSound final : public media::AudioDevice {
   }
 
   const bool _exclusive;
-  /// Outlives each of them: the library's own order is not seen by the tool that looks for races.
+  /// Outlives all sinks: thread sanitizers do not see GLib's synchronization.
   static inline std::mutex _mutex;
   std::vector<Played> _played;
 };

@@ -1,4 +1,4 @@
-// Metadata that come with the media, at their time.
+// Metadata in media at their time.
 
 #include <algorithm>
 #include <cstdint>
@@ -45,7 +45,7 @@ Bytes tagOf(const std::vector<Bytes>& frames) {
   return tag;
 }
 
-TEST(ID3Tag, FramesBecomeItems) {
+TEST(ID3Tag, FramesAreConvertedToItems) {
   using std::string_literals::operator""s;
   const Bytes tag = tagOf({frame("TIT2", "\x03N\u00e4chste"s), frame("TXXX", "\x03wer\0Anna"s),
                            frame("TPE1",
@@ -65,7 +65,7 @@ TEST(ID3Tag, FramesBecomeItems) {
   EXPECT_EQ(items[3].value.asData()->size(), 2u);
   EXPECT_EQ(items[4].value, platform::Value("http://example.com/"));
 
-  // Whatever is cut off or overwritten, it stays within its bytes.
+  // Truncated or overwritten tags must not be read beyond their end.
   for (std::size_t length = 0; length < tag.size(); ++length)
     EXPECT_LE(media::itemsOfID3Tag(std::span(tag).first(length)).size(), 5u);
   for (std::size_t at = 0; at < tag.size(); ++at) {
@@ -75,13 +75,13 @@ TEST(ID3Tag, FramesBecomeItems) {
   }
 }
 
-/// Puts a stream of metadata into a transport stream of ffmpeg's: one tag, for the time of 1 s.
+/// Inserts a metadata stream with one tag for 1 s into a transport stream of ffmpeg.
 class TransportWriter {
  public:
   static constexpr std::size_t kPacket = 188;
   static constexpr std::uint16_t kPID = 0x1f0;
   static constexpr int kProgramPID = 0x1000;
-  /// Picture and sound begin at 1.44 s or a little before.
+  /// Audio and video begin at 1.44 s or a little before.
   static constexpr std::uint64_t kTime = 90000 * 244 / 100;
 
   static Bytes withMetadata(const Bytes& stream, const Bytes& tag) {
@@ -143,7 +143,7 @@ class TransportWriter {
   }
 };
 
-TEST(TimedMetadata, ComesAtItsTimeAndWithTheTagsOfTheMedia) {
+TEST(TimedMetadata, IsReportedAtItsTimeWithTheTagsOfTheMedia) {
   const Bytes clip = contentOf(TestMedia::shared().fileURL("clip.ts").substr(7));
   const std::string path =
       std::filesystem::path(TestMedia::shared().fileURL("clip.ts").substr(7)).parent_path() /
@@ -182,7 +182,7 @@ TEST(TimedMetadata, ComesAtItsTimeAndWithTheTagsOfTheMedia) {
   EXPECT_EQ(tag.value, platform::Value("Clip"));
 }
 
-/// An event half a second after the first one of its segment, at 1.5 s.
+/// An event at 1.5 s, half a second after the start of its segment.
 Bytes eventMessage(int version, const std::string& scheme, const Bytes& data) {
   Bytes box{0, 0, 0, 0, 'e', 'm', 's', 'g', static_cast<std::uint8_t>(version), 0, 0, 0};
   const std::string names = scheme + '\0' + "one" + '\0';
@@ -197,7 +197,7 @@ Bytes eventMessage(int version, const std::string& scheme, const Bytes& data) {
   return box;
 }
 
-TEST(TimedMetadata, OfEventMessagesComesAtItsTimeAndOnce) {
+TEST(TimedMetadata, EventMessagesAreReportedOnceAtTheirTime) {
   const TestMedia& media = TestMedia::shared();
   const std::string coded = "-map 0 -map 1 -c:v libx264 -preset ultrafast -g 25 -c:a aac ";
   const struct {
@@ -222,7 +222,7 @@ TEST(TimedMetadata, OfEventMessagesComesAtItsTimeAndOnce) {
     for (const std::string& segment : each.segments) {
       Bytes content = contentOf(media.path(segment));
       ASSERT_FALSE(content.empty());
-      // Before the fragment that begins at 1 s.
+      // Inserted before the fragment that begins at 1 s.
       const std::string moof = "moof";
       auto place = std::search(content.begin(), content.end(), moof.begin(), moof.end());
       if (segment == each.name)
@@ -259,7 +259,7 @@ TEST(TimedMetadata, OfEventMessagesComesAtItsTimeAndOnce) {
   }
 }
 
-TEST(EventMessages, AreFoundByteByByteAndWhateverIsDamaged) {
+TEST(EventMessages, AreFoundByteByByteAndInDamagedFiles) {
   const TestMedia& media = TestMedia::shared();
   media.url("chapters.txt");
   media.url("whole.mp4", "-i " + media.path("chapters.txt") +
@@ -297,7 +297,7 @@ TEST(EventMessages, AreFoundByteByByteAndWhateverIsDamaged) {
   EXPECT_LE(found.size(), 1 + begin + 200);
 }
 
-TEST(TimedMetadata, OfARadioStationComesWithItsSound) {
+TEST(TimedMetadata, TitlesOfARadioStationFollowItsAudio) {
   const TestMedia& media = TestMedia::shared();
   media.url("song.mp3", "-map 1 -c:a libmp3lame -b:a 64k");
   EngineHarness harness;
@@ -314,7 +314,7 @@ TEST(TimedMetadata, OfARadioStationComesWithItsSound) {
   for (const char* title : {"Song 1", "Song 2"})
     EXPECT_TRUE(harness.until([&] { return valueOf("StreamTitle") == platform::Value(title); }));
   EXPECT_EQ(valueOf("icy-name"), platform::Value("Test Radio"));
-  EXPECT_GT(harness.engine().position(), 2) << "the first song has been heard";
+  EXPECT_GT(harness.engine().position(), 2) << "the first song has ended";
 }
 
 }  // namespace

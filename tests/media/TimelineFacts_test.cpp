@@ -7,7 +7,7 @@ namespace {
 
 using platform::TimeRange;
 
-TEST(TimelineFacts, BytesOfAResourceAreSharesOfItsDuration) {
+TEST(TimelineFacts, ByteRangesAreConvertedToTimeRanges) {
   using Loaded = std::vector<streaming::ByteSpan>;
   const struct {
     Loaded loaded;
@@ -16,13 +16,13 @@ TEST(TimelineFacts, BytesOfAResourceAreSharesOfItsDuration) {
       {{}, {}},
       {{{0, 250}}, {{0, 25}}},
       {{{0, 100}, {500, std::nullopt}}, {{0, 10}, {50, 50}}},
-      // Behind the end, which another answer of the server has moved.
+      // Beyond the end, which may happen after the resource has changed on the server.
       {{{900, 200}, {2000, 5}}, {{90, 10}}},
   };
   for (const auto& each : cases) EXPECT_EQ(timeRangesOf(each.loaded, 1000, 100), each.times);
 }
 
-TEST(TimelineFacts, TimeUntilThereIsEnoughAhead) {
+TEST(TimelineFacts, TimeUntilPlaybackIsLikelyToKeepUp) {
   const struct {
     std::vector<TimeRange> loaded;
     double position;
@@ -31,12 +31,12 @@ TEST(TimelineFacts, TimeUntilThereIsEnoughAhead) {
     std::optional<double> observed;
     std::optional<double> expected;
   } cases[] = {
-      {{{0, 12}}, 1, 100, 1e6, 2e6, 0},                     // ten seconds are there
+      {{{0, 12}}, 1, 100, 1e6, 2e6, 0},                     // ten seconds are loaded
       {{{0, 6}}, 1, 100, 1e6, 2e6, 2.5},                    // five are missing
-      {{{0, 6}}, 1, 100, 1e6, std::nullopt, std::nullopt},  // nobody knows how fast they come
-      {{{0, 6}}, 1, 100, std::nullopt, 2e6, std::nullopt},  // nor how large they are
-      {{{0, 6}}, 1, 6, 1e6, std::nullopt, 0},               // no more is to come
-      {{{0, 2}, {5, 20}}, 1, 100, 1e6, 1e6, 9},             // what lies behind a gap is no help
+      {{{0, 6}}, 1, 100, 1e6, std::nullopt, std::nullopt},  // the observed bitrate is unknown
+      {{{0, 6}}, 1, 100, std::nullopt, 2e6, std::nullopt},  // the bitrate of the media is unknown
+      {{{0, 6}}, 1, 6, 1e6, std::nullopt, 0},               // loaded up to the end
+      {{{0, 2}, {5, 20}}, 1, 100, 1e6, 1e6, 9},             // ranges after a gap do not count
       {{}, 3, std::nullopt, 1e6, 4e6, 2.5},                 // a live stream has no end
   };
   for (const auto& each : cases) {

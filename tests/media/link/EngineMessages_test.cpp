@@ -83,7 +83,7 @@ std::vector<Message> everyMessage() {
   return messages;
 }
 
-TEST(EngineMessages, EachComesOutAsItWentIn) {
+TEST(EngineMessages, EncodingAndDecodingPreserveEachMessage) {
   for (const EngineCommand& each : everyCommand()) {
     const Message message = encode({8, each});
     const auto read = decodeCommand(message);
@@ -99,7 +99,7 @@ TEST(EngineMessages, EachComesOutAsItWentIn) {
   }
 }
 
-TEST(EngineMessages, WhatIsCutOrLongerIsRefused) {
+TEST(EngineMessages, RejectsTruncatedAndLongerMessages) {
   for (const EngineEvent& each : everyEvent()) {
     Message message = encode(each);
     for (std::size_t length = 0; length < message.size(); ++length)
@@ -109,7 +109,7 @@ TEST(EngineMessages, WhatIsCutOrLongerIsRefused) {
   }
 }
 
-TEST(EngineMessages, RandomChangesAreReadOrRefused) {
+TEST(EngineMessages, SurvivesRandomChanges) {
   std::mt19937 random(1);
   const std::vector<Message> messages = everyMessage();
   std::size_t refused = 0;
@@ -123,7 +123,7 @@ TEST(EngineMessages, RandomChangesAreReadOrRefused) {
   EXPECT_GT(refused, 20000u);
 }
 
-TEST(EngineMessages, WhatIsOutOfRangeIsRefused) {
+TEST(EngineMessages, RejectsValuesOutOfRange) {
   platform::MediaFacts percent = someFacts();
   percent.bufferingPercent = 101;
   platform::MediaFacts selected = someFacts();
@@ -141,11 +141,11 @@ TEST(EngineMessages, WhatIsOutOfRangeIsRefused) {
       AccessLogEvent{1, Array(std::vector<Value>(WireReader::kValueLimit + 1))},
   };
   for (const EngineEvent& each : wrong) EXPECT_FALSE(decodeEvent(encode(each))) << each.index();
-  // What is too deep is cut by whoever writes.
+  // WireWriter cuts off nesting that is too deep.
   EXPECT_TRUE(decodeEvent(encode(AccessLogEvent{1, Array{nested}})));
 }
 
-TEST(WireReader, TextHasToBeUTF8AndCountsHaveToFit) {
+TEST(WireReader, RejectsInvalidUTF8AndCountsThatExceedTheMessage) {
   WireWriter writer;
   const std::string broken = "a\xff\0b";
   writer.put(std::as_bytes(std::span(broken))).put("gut\xff");

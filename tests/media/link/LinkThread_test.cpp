@@ -22,7 +22,7 @@ std::array<int, 2> socketPair() {
   return made;
 }
 
-/// One end that collects what comes.
+/// One end of a link, which collects messages.
 struct End {
   std::mutex mutex;
   std::vector<Message> got;
@@ -42,7 +42,7 @@ struct End {
   }
 };
 
-TEST(LinkThread, MessagesOfAnySizeComeWholeAndInOrder) {
+TEST(LinkThread, DeliversMessagesOfAnySizeInOrder) {
   const auto sockets = socketPair();
   End near;
   End far;
@@ -51,17 +51,17 @@ TEST(LinkThread, MessagesOfAnySizeComeWholeAndInOrder) {
   for (std::size_t index = 0; index < far.expected; ++index)
     sent.emplace_back(index * index * 300, static_cast<std::byte>(index));
   auto sender = std::make_unique<LinkThread>(near.setup(sockets[0]));
-  // More than the socket holds, before anybody reads: the sender never waits.
+  // More than the socket buffer holds: send() must not block while nothing is read.
   for (const Message& each : sent) sender->send(each);
   LinkThread receiver(far.setup(sockets[1]));
   ASSERT_EQ(far.complete.get_future().wait_for(kBound), std::future_status::ready);
   EXPECT_EQ(far.got, sent);
   sender.reset();
   EXPECT_EQ(far.ended.get_future().get(), LinkSocket::State::Closed);
-  receiver.send(sent[1]);  // does nothing
+  receiver.send(sent[1]);  // ignored after the end of the link
 }
 
-TEST(LinkThread, APeerThatBreaksTheRulesIsTold) {
+TEST(LinkThread, ReportsAPeerThatViolatesTheProtocol) {
   const auto sockets = socketPair();
   End end;
   LinkThread reader(end.setup(sockets[0]));
@@ -71,7 +71,7 @@ TEST(LinkThread, APeerThatBreaksTheRulesIsTold) {
   close(sockets[1]);
 }
 
-TEST(LinkThread, APeerThatReadsNothingBreaksTheLink) {
+TEST(LinkThread, BreaksTheLinkIfThePeerDoesNotRead) {
   const auto sockets = socketPair();
   End end;
   LinkThread writer(end.setup(sockets[0]));

@@ -66,7 +66,7 @@ std::optional<TextChange> decoded(std::span<const std::byte> bytes) {
   return readTextChange(reader);
 }
 
-TEST(TextMessages, ComeBackAsTheyWere) {
+TEST(TextMessages, EncodingAndDecodingPreserveCues) {
   for (int number = 0; number <= static_cast<int>(Kind::Gone); ++number) {
     const TextChange change = changeOf(static_cast<Kind>(number), {everything(), {}});
     const auto found = decoded(encoded(change));
@@ -80,15 +80,15 @@ TEST(TextMessages, ComeBackAsTheyWere) {
   }
 }
 
-TEST(TextMessages, WhatIsWrongIsNone) {
+TEST(TextMessages, RejectsInvalidMessages) {
   const auto good = encoded(changeOf(Kind::Add, {everything()}));
-  // Every shorter message, and one that is longer.
+  // All shorter messages, and a longer one.
   for (std::size_t size = 0; size < good.size(); ++size)
     EXPECT_FALSE(decoded(std::span(good).first(size))) << size;
   auto longer = good;
   longer.push_back(std::byte{0});
   EXPECT_FALSE(decoded(longer));
-  // Whatever else is in it: it is none, or it is bounded.
+  // Any other change is rejected, or the decoded cue is within its limits.
   for (std::size_t at = 0; at < good.size(); ++at) {
     for (const unsigned value : {0x00U, 0x7fU, 0xffU}) {
       auto wrong = good;
@@ -110,24 +110,24 @@ TEST(TextMessages, WhatIsWrongIsNone) {
     const char* name;
     Change change;
   } cases[]{
-      {"a time that is none", [](auto& cue) { cue.start = std::nan(""); }},
-      {"an endless time",
+      {"a time that is not a number", [](auto& cue) { cue.start = std::nan(""); }},
+      {"an infinite duration",
        [](auto& cue) { cue.duration = std::numeric_limits<double>::infinity(); }},
       {"too many spans", [](auto& cue) { cue.spans.resize(65); }},
       {"too many images", [](auto& cue) { cue.images.resize(17); }},
-      {"an image far away", [](auto& cue) { cue.images[0].x = 1 << 20; }},
+      {"an image far outside of the canvas", [](auto& cue) { cue.images[0].x = 1 << 20; }},
   };
-  for (const auto& the : cases) {
+  for (const auto& testCase : cases) {
     SubtitleCue cue = everything();
-    the.change(cue);
-    EXPECT_FALSE(decoded(encoded(changeOf(Kind::Add, {cue})))) << the.name;
+    testCase.change(cue);
+    EXPECT_FALSE(decoded(encoded(changeOf(Kind::Add, {cue})))) << testCase.name;
   }
   TextChange nobodys = changeOf(Kind::Clear);
   nobodys.identity = 0;
   EXPECT_FALSE(decoded(encoded(nobodys)));
 }
 
-TEST(TextMessages, WhatIsTooLargeIsCut) {
+TEST(TextMessages, CutsValuesAboveTheLimits) {
   SubtitleCue cue = everything();
   cue.spans[0].annotation = std::string(255, 'x') + "é";
   cue.spans[0].classes.assign(100, std::string(1000, 'y'));
@@ -141,7 +141,7 @@ TEST(TextMessages, WhatIsTooLargeIsCut) {
   EXPECT_TRUE(cut.images.empty());
 }
 
-/// Texts of a media process, and what the box makes of their messages.
+/// The texts of a media process, and the copy that the box makes of them.
 class TextMirrorTest : public testing::Test {
  protected:
   std::shared_ptr<SubtitleCues> make() {
@@ -197,7 +197,7 @@ TEST_F(TextMirrorTest, ShowsTheSameTexts) {
   expect(1.5, "");
 }
 
-TEST_F(TextMirrorTest, TakesManyTextsInPartsOfAModerateSize) {
+TEST_F(TextMirrorTest, SplitsManyTextsIntoMessagesOfModerateSize) {
   const auto texts = make();
   std::vector<SubtitleCue> cues;
   for (int number = 0; number < 3000; ++number)
@@ -210,7 +210,7 @@ TEST_F(TextMirrorTest, TakesManyTextsInPartsOfAModerateSize) {
   EXPECT_LT(largest, std::size_t{2} << 20);
 }
 
-TEST_F(TextMirrorTest, ForgetsWhatIsGoneAndWhatIsOld) {
+TEST_F(TextMirrorTest, DropsDestroyedAndOldTexts) {
   const auto styles = std::make_shared<const SubtitleStyles>();
   const auto first = mirror.of(1000);
   mirror.setStyles(styles);
@@ -219,7 +219,7 @@ TEST_F(TextMirrorTest, ForgetsWhatIsGoneAndWhatIsOld) {
     mirror.of(identity);
   EXPECT_EQ(mirror.of(1000), first);
   mirror.of(1010);
-  EXPECT_EQ(mirror.of(1000), first) << "used after the one that was forgotten";
+  EXPECT_EQ(mirror.of(1000), first) << "used more recently than the dropped one";
   EXPECT_EQ(mirror.of(1010)->styles(), styles);
 
   auto texts = make();
@@ -230,7 +230,7 @@ TEST_F(TextMirrorTest, ForgetsWhatIsGoneAndWhatIsOld) {
   EXPECT_TRUE(mirrored.expired());
 }
 
-TEST_F(TextMirrorTest, KeepsTheOrderOfThreads) {
+TEST_F(TextMirrorTest, KeepsTheOrderOfConcurrentChanges) {
   const auto texts = make();
   texts->show(Source::Media);
   std::thread other([&] {

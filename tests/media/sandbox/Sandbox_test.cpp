@@ -31,7 +31,7 @@ namespace {
 
 using Around = const SandboxSurroundings&;
 
-/// What the kernel has to have for a row.
+/// The kernel features that a row needs.
 enum class Needs { Nothing, Landlock, LandlockNetwork, Sockets };
 
 struct Row {
@@ -111,7 +111,7 @@ const Row kForbidden[] = {
     {"LinkInTheCache", Needs::Nothing,
      [](Around around) { return errorOf(symlink("/etc", (around.cache + "/etc").c_str())); },
      EPERM},
-    // Other programs and processes.
+    // Programs and processes.
     {"Execute", Needs::Nothing,
      [](Around) {
        char* const arguments[] = {nullptr};
@@ -143,18 +143,21 @@ const Row kForbidden[] = {
      ENOSYS},
     {"ReadMemoryOfOthers", Needs::Nothing, calls<SYS_process_vm_readv>, EPERM},
     {"WriteMemoryOfOthers", Needs::Nothing, calls<SYS_process_vm_writev>, EPERM},
-    {"TypeIntoTerminals", Needs::Nothing, [](Around) { return errorOf(ioctl(0, TIOCSTI, "x")); },
+    {"InjectTerminalInput", Needs::Nothing, [](Around) { return errorOf(ioctl(0, TIOCSTI, "x")); },
      ENOSYS},
     // Sockets.
-    {"ConnectToTheDoor", Needs::Sockets, [](Around around) { return connects(around.door); },
+    {"ConnectToTheReceiverSocket", Needs::Sockets,
+     [](Around around) { return connects(around.receiverSocket); }, EACCES},
+    {"ConnectByAPathWithDotDot", Needs::Sockets,
+     [](Around around) {
+       return connects(around.folder / "run/pulse/native/../../tvvorlane/receiver.sock");
+     },
      EACCES},
-    {"ConnectAroundTheList", Needs::Sockets,
-     [](Around around) { return connects(around.folder / "run/pulse/native/../../door"); }, EACCES},
     {"ConnectAnInheritedPair", Needs::Sockets,
      [](Around around) {
        int pair[2];
        if (socketpair(AF_UNIX, SOCK_STREAM, 0, pair) != 0) return errno;
-       return connectsSocket(pair[0], around.door);
+       return connectsSocket(pair[0], around.receiverSocket);
      },
      EACCES},
     {"SendToPaths", Needs::Sockets, [](Around) { return makesSocket(AF_UNIX, SOCK_DGRAM); },
@@ -169,8 +172,8 @@ const Row kForbidden[] = {
      ENOSYS},
     {"SendRawPackets", Needs::Nothing,
      [](Around) { return makesSocket(AF_INET, SOCK_RAW, IPPROTO_ICMP); }, ENOSYS},
-    {"HearTheKernel", Needs::Nothing, [](Around) { return makesSocket(AF_NETLINK, SOCK_RAW, 15); },
-     ENOSYS},
+    {"ReceiveKernelEvents", Needs::Nothing,
+     [](Around) { return makesSocket(AF_NETLINK, SOCK_RAW, 15); }, ENOSYS},
     {"BindPorts", Needs::LandlockNetwork,
      [](Around) {
        const int server = socket(AF_INET, SOCK_STREAM, 0);
@@ -190,28 +193,28 @@ const Row kForbidden[] = {
     {"Unshare", Needs::Nothing, calls<SYS_unshare>, EPERM},
     {"ChangeUser", Needs::Nothing, [](Around) { return errorOf(setuid(getuid())); }, EPERM},
     {"UseKeys", Needs::Nothing, calls<SYS_keyctl>, EPERM},
-    {"LoadPrograms", Needs::Nothing, calls<SYS_bpf>, EPERM},
-    {"Measure", Needs::Nothing, calls<SYS_perf_event_open>, EPERM},
-    {"HandleFaults", Needs::Nothing, calls<SYS_userfaultfd>, EPERM},
+    {"LoadBPFPrograms", Needs::Nothing, calls<SYS_bpf>, EPERM},
+    {"ReadPerformanceCounters", Needs::Nothing, calls<SYS_perf_event_open>, EPERM},
+    {"HandlePageFaults", Needs::Nothing, calls<SYS_userfaultfd>, EPERM},
     {"LoadModules", Needs::Nothing, calls<SYS_finit_module>, EPERM},
     {"LoadKernels", Needs::Nothing, calls<SYS_kexec_load>, EPERM},
-    {"SubmitToRings", Needs::Nothing, calls<SYS_io_uring_setup>, ENOSYS},
-    // Bounds.
-    {"AllocateTooMuch", Needs::Nothing,
+    {"UseIOUring", Needs::Nothing, calls<SYS_io_uring_setup>, ENOSYS},
+    // Limits.
+    {"AllocateTooMuchMemory", Needs::Nothing,
      [](Around) {
        const void* made = mmap(nullptr, std::size_t{3} << 30, PROT_READ | PROT_WRITE,
                                MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
        return made == MAP_FAILED ? errno : 0;
      },
      ENOMEM},
-    {"OpenTooMuch", Needs::Nothing,
+    {"OpenTooManyFiles", Needs::Nothing,
      [](Around) {
        int count = 0;
        while (dup(0) >= 0 && count < 2000) ++count;
        return count < 512 ? errno : 0;
      },
      EMFILE},
-    {"ShareTooMuch", Needs::Nothing,
+    {"ShareTooMuchMemory", Needs::Nothing,
      [](Around) { return errorOf(ftruncate(memfd_create("test", 0), off_t{1} << 30)); }, EFBIG},
 };
 
@@ -239,8 +242,8 @@ int resolves(Around) {
   return error == EAI_SYSTEM ? errno : error;
 }
 
-/// Each descriptor stays as blocking as it was.
-int speaksWithSoundServer(Around around) {
+/// Blocking and non-blocking descriptors keep their mode.
+int connectsToSoundServer(Around around) {
   for (const int flags : {0, int{SOCK_NONBLOCK}}) {
     const int client = socket(AF_UNIX, SOCK_STREAM | flags, 0);
     if (const int error = connectsSocket(client, around.sound)) return error;
@@ -279,16 +282,16 @@ const Row kNeeded[] = {
                               sizeof around.tcpAddress));
      },
      0},
-    {"ConnectionsThatDoNotWait", Needs::Nothing,
+    {"NonBlockingConnections", Needs::Nothing,
      [](Around around) {
        return errorOf(connect(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0),
                               reinterpret_cast<const sockaddr*>(&around.tcpAddress),
                               sizeof around.tcpAddress));
      },
      EINPROGRESS},
-    {"Names", Needs::Nothing, resolves, 0},
-    {"SoundServer", Needs::Nothing, speaksWithSoundServer, 0},
-    {"SoundServerThatIsNotThere", Needs::Nothing,
+    {"NameResolution", Needs::Nothing, resolves, 0},
+    {"SoundServer", Needs::Nothing, connectsToSoundServer, 0},
+    {"MissingSoundServer", Needs::Nothing,
      [](Around around) { return connects(around.folder / "run/pipewire-0"); }, ENOENT},
     {"Plugins", Needs::Nothing, loadsPlugin, 0},
     {"SystemFiles", Needs::Nothing,
@@ -307,7 +310,7 @@ const Row kNeeded[] = {
        return errorOf(fcntl(made, F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_SEAL));
      },
      0},
-    {"MixedSound", Needs::Nothing,
+    {"SharedMemoryOfALSA", Needs::Nothing,
      [](Around) {
        const int made = shmget(IPC_PRIVATE, 4096, IPC_CREAT | 0600);
        return errorOf(made < 0 ? made : shmctl(made, IPC_RMID, nullptr));
@@ -322,16 +325,16 @@ const Row kNeeded[] = {
      0},
     {"FilesOfTheUser", Needs::Nothing, [](Around around) { return opens(around.film); }, 0,
      allowFiles},
-    {"VendorsFiles", Needs::Nothing, [](Around around) { return opens(around.vendor + "/model"); },
+    {"VendorFiles", Needs::Nothing, [](Around around) { return opens(around.vendor + "/model"); },
      0, allowVendorToRead},
-    {"VendorsDevices", Needs::Nothing,
+    {"VendorDevices", Needs::Nothing,
      [](Around around) { return opens(around.vendor + "/model", O_RDWR); }, 0, allowVendorToWrite},
     {"NoCapabilities", Needs::Nothing, hasNoCapabilities, 0},
 };
 
 class Sandbox : public testing::TestWithParam<Row> {};
 
-TEST_P(Sandbox, DoesWhatTheTableSays) {
+TEST_P(Sandbox, MatchesTheTable) {
   const Row& row = GetParam();
   const SandboxSurroundings around;
   media::SandboxOptions options;
@@ -352,7 +355,7 @@ std::string rowName(const testing::TestParamInfo<Row>& row) { return row.param.n
 INSTANTIATE_TEST_SUITE_P(Forbids, Sandbox, testing::ValuesIn(kForbidden), rowName);
 INSTANTIATE_TEST_SUITE_P(Allows, Sandbox, testing::ValuesIn(kNeeded), rowName);
 
-TEST(SandboxReport, SaysWhatTheKernelLacks) {
+TEST(SandboxReport, ListsMissingKernelFeatures) {
   const SandboxSurroundings around;
   const media::SandboxReport report = runSandboxed(around, {}, [] { return 0; }).report;
   EXPECT_TRUE(report.noNewPrivileges && report.capabilities && report.seccomp && report.limits)
@@ -364,7 +367,7 @@ TEST(SandboxReport, SaysWhatTheKernelLacks) {
       << report.text;
 }
 
-/// The helper becomes this process's child once its parent has ended.
+/// The helper becomes a child of the test after its parent has ended.
 TEST(SandboxHelper, EndsWithTheProcess) {
   ASSERT_EQ(prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0), 0);
   const SandboxSurroundings around;
@@ -376,7 +379,7 @@ TEST(SandboxHelper, EndsWithTheProcess) {
   prctl(PR_SET_CHILD_SUBREAPER, 0, 0, 0, 0);
 }
 
-/// Where the user id keeps secrets out of reach, all of /etc may be read.
+/// Only root may read all of /etc, so for other users the whole folder is allowed.
 TEST(SandboxUser, ReadsConfigurationThatIsReplacedLater) {
   if (geteuid() != 0) GTEST_SKIP() << "needs root, to become another user";
   constexpr uid_t kNobody = 65534;

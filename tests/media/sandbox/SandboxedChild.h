@@ -16,8 +16,8 @@
 #include "media/sandbox/Sandbox.h"
 #include "tests/support/TemporaryFolder.h"
 
-/// What there is around the sandbox: a home folder with a film, sockets of a sound server and of
-/// something else, a TCP port, and the test's own process.
+/// The surroundings of the sandbox: a home folder with a film, sockets of a sound server and of
+/// another service, a TCP port, and the process of the test.
 class SandboxSurroundings {
  public:
   SandboxSurroundings() {
@@ -26,7 +26,7 @@ class SandboxSurroundings {
     for (const char* each : {"home/film.mp4", "vendor/model"})
       close(open((folder / each).c_str(), O_CREAT | O_WRONLY, 0600));
     _sound = listenAt(sound);
-    _door = listenAt(door);
+    _receiver = listenAt(receiverSocket);
     _tcp = socket(AF_INET, SOCK_STREAM, 0);
     tcpAddress.sin_family = AF_INET;
     tcpAddress.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
@@ -36,7 +36,7 @@ class SandboxSurroundings {
     getsockname(_tcp, reinterpret_cast<sockaddr*>(&tcpAddress), &size);
   }
   ~SandboxSurroundings() {
-    for (const int each : {_sound, _door, _tcp}) close(each);
+    for (const int each : {_sound, _receiver, _tcp}) close(each);
   }
 
   const testing_support::TemporaryFolder folder;
@@ -44,7 +44,7 @@ class SandboxSurroundings {
   const std::string cache = folder / "cache";
   const std::string vendor = folder / "vendor";
   const std::string sound = folder / "run/pulse/native";
-  const std::string door = folder / "run/tvvorlane/receiver.sock";
+  const std::string receiverSocket = folder / "run/tvvorlane/receiver.sock";
   sockaddr_in tcpAddress{};
 
  private:
@@ -58,16 +58,16 @@ class SandboxSurroundings {
     return made;
   }
 
-  int _sound = -1, _door = -1, _tcp = -1;
+  int _sound = -1, _receiver = -1, _tcp = -1;
 };
 
 struct SandboxOutcome {
   media::SandboxReport report;
-  /// What the attempt returned.
+  /// The return value of the attempt.
   int result = -1;
 };
 
-/// Enters the sandbox in a child process and runs the attempt there.
+/// Forks a child process, which enters the sandbox and runs the attempt.
 inline SandboxOutcome runSandboxed(const SandboxSurroundings& surroundings,
                                    media::SandboxOptions options,
                                    const std::function<int()>& attempt) {

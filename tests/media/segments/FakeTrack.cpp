@@ -21,7 +21,7 @@ std::string clipBytes(const char* name, const char* options) {
 
 std::string fileContent(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
-  if (!file) throw std::runtime_error("no file " + path);
+  if (!file) throw std::runtime_error("cannot read " + path);
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
@@ -63,8 +63,8 @@ TrackPiece& FakeTrack::add(std::string_view initialization, std::string_view med
 
 namespace {
 
-Told::Packet packetOf(GstBuffer* buffer) {
-  Told::Packet packet;
+DemuxerOutput::Packet packetOf(GstBuffer* buffer) {
+  DemuxerOutput::Packet packet;
   EXPECT_TRUE(GST_BUFFER_PTS_IS_VALID(buffer));
   packet.pts = media::secondsOf(GST_BUFFER_PTS(buffer));
   packet.dts = GST_BUFFER_DTS_IS_VALID(buffer) ? media::secondsOf(GST_BUFFER_DTS(buffer)) : -1;
@@ -80,42 +80,42 @@ Told::Packet packetOf(GstBuffer* buffer) {
 
 }  // namespace
 
-Told demuxed(const std::shared_ptr<FakeTrack>& track, media::TrackDemuxer::Setup setup) {
+DemuxerOutput demuxed(const std::shared_ptr<FakeTrack>& track, media::TrackDemuxer::Setup setup) {
   gst_init(nullptr, nullptr);
-  Told told;
+  DemuxerOutput output;
   setup.reader = track;
   if (!setup.offsets) setup.offsets = std::make_shared<media::TimestampOffsets>();
-  setup.foundID3 = [&](double time, std::string tag) { told.tags.emplace_back(time, tag); };
-  setup.foundEvent = [&](double, double, std::string event) { told.events.push_back(event); };
+  setup.foundID3 = [&](double time, std::string tag) { output.tags.emplace_back(time, tag); };
+  setup.foundEvent = [&](double, double, std::string event) { output.events.push_back(event); };
   const auto demuxer = media::TrackDemuxer::make(std::move(setup));
   const streaming::ReadGate gate;
-  while (!told.hasEnded && !told.failure) {
+  while (!output.hasEnded && !output.failure) {
     auto item = demuxer->next(gate);
     if (!item) {
-      ADD_FAILURE() << "nothing came though the gate is open";
+      ADD_FAILURE() << "no item although the gate is open";
       break;
     }
     if (auto* const format = std::get_if<media::ElementaryFormat>(&*item)) {
       const media::GstRef<gchar> text(gst_caps_to_string(format->caps.get()));
-      (format->kind == media::ElementaryKind::Video ? told.videoCaps : told.audioCaps)
+      (format->kind == media::ElementaryKind::Video ? output.videoCaps : output.audioCaps)
           .emplace_back(text.get());
     } else if (auto* const buffer = std::get_if<media::ElementaryBuffer>(&*item)) {
       const bool isVideo = buffer->kind == media::ElementaryKind::Video;
-      auto& packets = isVideo ? told.video : told.audio;
-      EXPECT_FALSE((isVideo ? told.videoCaps : told.audioCaps).empty());
+      auto& packets = isVideo ? output.video : output.audio;
+      EXPECT_FALSE((isVideo ? output.videoCaps : output.audioCaps).empty());
       packets.push_back(packetOf(buffer->buffer.get()));
       if (packets.size() > 1 && packets.back().dts >= 0) {
         EXPECT_GE(packets.back().dts, packets[packets.size() - 2].dts);
       }
     } else if (auto* const gap = std::get_if<media::ElementaryGap>(&*item)) {
-      told.gaps.emplace_back(gap->start, gap->end);
+      output.gaps.emplace_back(gap->start, gap->end);
     } else if (auto* const failure = std::get_if<media::ElementaryFailure>(&*item)) {
-      told.failure = failure->error;
+      output.failure = failure->error;
     } else {
-      told.hasEnded = true;
+      output.hasEnded = true;
     }
   }
-  return told;
+  return output;
 }
 
 CutMovie cut(std::string_view movie) {

@@ -14,13 +14,13 @@
 
 namespace testing_segments {
 
-/// The bytes of a file; throws when there is none.
+/// Returns the bytes of a file; throws if it cannot be read.
 std::string fileContent(const std::string& path);
-/// The content of a clip of TestMedia, which ffmpeg makes with `options` if they are given.
+/// Returns the bytes of a clip of TestMedia, which is made with the options of ffmpeg in `options`.
 std::string clipBytes(const char* name, const char* options = nullptr);
 std::shared_ptr<streaming::SegmentBytes> completeBytes(std::string_view bytes);
 
-/// Pieces as a test lists them, then the end.
+/// Returns the pieces that a test has added, then the end.
 class FakeTrack final : public streaming::TrackReader {
  public:
   std::optional<streaming::TrackPiece> next(const streaming::ReadGate& gate) override;
@@ -29,9 +29,9 @@ class FakeTrack final : public streaming::TrackReader {
     content = found;
   }
 
-  /// Adds a segment behind the others; the caller may change it until it is read.
+  /// Appends a segment. The caller may modify it until it is read.
   streaming::TrackPiece& add(std::string_view media, double duration);
-  /// The same with an initialization.
+  /// Appends a segment with an initialization segment.
   streaming::TrackPiece& add(std::string_view initialization, std::string_view media,
                              double duration);
 
@@ -39,14 +39,14 @@ class FakeTrack final : public streaming::TrackReader {
       std::make_shared<streaming::Representation>();
   std::deque<streaming::TrackPiece> pieces;
   double end = 0;                   ///< of the last segment
-  streaming::PieceContent content;  ///< that the demuxer has told of
+  streaming::PieceContent content;  ///< as reported by the demuxer
 
  private:
   std::uint64_t _number = 0;
 };
 
-/// What a demuxer tells, up to its end or a failure.
-struct Told {
+/// Everything that a demuxer outputs up to its end or a failure.
+struct DemuxerOutput {
   struct Packet {
     double pts = 0;
     double dts = 0;
@@ -67,10 +67,11 @@ struct Told {
   bool hasEnded = false;
 };
 
-/// Reads all of `track`. Fails the test when times go backwards or are missing.
-Told demuxed(const std::shared_ptr<FakeTrack>& track, media::TrackDemuxer::Setup setup = {});
+/// Reads all of `track`. Fails the test if times are missing or go backwards.
+DemuxerOutput demuxed(const std::shared_ptr<FakeTrack>& track,
+                      media::TrackDemuxer::Setup setup = {});
 
-/// An mp4 that is fragmented, cut into its initialization and its fragments.
+/// A fragmented MP4, split into its initialization segment and its fragments.
 struct CutMovie {
   std::string initialization;
   std::vector<std::string> fragments;

@@ -20,7 +20,7 @@ using testing_segments::fileContent;
 
 const std::string kKeyText = "0123456789abcdef";
 
-/// One block in chained mode after `chain`, which becomes the block.
+/// Encrypts one block in CBC mode. `chain` is the previous block and becomes the new one.
 std::string encryptedBlock(const std::string& block, std::string& chain) {
   const std::unique_ptr<EVP_CIPHER_CTX, decltype(&EVP_CIPHER_CTX_free)> context(
       EVP_CIPHER_CTX_new(), EVP_CIPHER_CTX_free);
@@ -36,8 +36,8 @@ std::string encryptedBlock(const std::string& block, std::string& chain) {
   return chain;
 }
 
-/// `clear` bytes stay; then one block of every `step` blocks is encrypted, if `rest` bytes follow
-/// it at least.
+/// Leaves `clear` bytes, then encrypts one of every `step` blocks if at least `rest` bytes follow
+/// it.
 std::string encryptedPart(std::string bytes, std::size_t clear, std::size_t step,
                           std::size_t rest) {
   std::string chain(16, '\7');
@@ -75,7 +75,7 @@ std::string decryptedUnit(const std::string& unit, AVCodecID codec) {
   return {reinterpret_cast<const char*>(packet->data), static_cast<std::size_t>(packet->size)};
 }
 
-TEST(SampleAES, SlicesAreAsTheyWereBefore) {
+TEST(SampleAES, DecryptsSlicesOfH264) {
   const std::string start("\0\0\0\1", 4);
   for (const std::size_t size : {20U, 48U, 49U, 64U, 65U, 192U, 208U, 209U, 5000U}) {
     SCOPED_TRACE(size);
@@ -83,7 +83,7 @@ TEST(SampleAES, SlicesAreAsTheyWereBefore) {
     std::string encrypted = clear;
     for (unsigned round = 0; round < 40; ++round) {
       std::string slice = "\x65";
-      // A slice has no start codes, and does not end with a zero.
+      // A slice has no start codes and does not end with a zero byte.
       while (slice.size() < size)
         slice.push_back(static_cast<char>(slice.size() * (round + 3) % 251 + 4));
       clear += slice + start;
@@ -95,7 +95,7 @@ TEST(SampleAES, SlicesAreAsTheyWereBefore) {
   }
 }
 
-TEST(SampleAES, FramesOfSoundAreAsTheyWereBefore) {
+TEST(SampleAES, DecryptsAudioFrames) {
   const std::string adts = "\xff\xf1" + std::string(300, 'a');
   EXPECT_EQ(decryptedUnit(encryptedPart(adts, 7 + 16, 1, 0), AV_CODEC_ID_AAC), adts);
   const std::string longHeader = "\xff\xf0" + std::string(300, 'a');
@@ -108,7 +108,7 @@ TEST(SampleAES, FramesOfSoundAreAsTheyWereBefore) {
             frame + frame);
 }
 
-TEST(SampleAES, PackedAudioIsDecryptedWithTheKeyOfItsPiece) {
+TEST(SampleAES, DecryptsPackedAudioWithTheKeyOfItsPiece) {
   static_cast<void>(TestMedia::shared().url("aes.aac", "-map 1 -t 1 -c:a aac"));
   const std::string clear = fileContent(TestMedia::shared().path("aes.aac"));
   std::string encrypted;
@@ -134,10 +134,10 @@ TEST(SampleAES, PackedAudioIsDecryptedWithTheKeyOfItsPiece) {
     return demuxed(track);
   };
   const auto expected = listenTo(clear, nullptr, false);
-  const auto told = listenTo(encrypted, std::make_shared<std::string>(kKeyText), true);
-  ASSERT_EQ(told.audio.size(), expected.audio.size());
-  for (std::size_t index = 0; index < told.audio.size(); ++index)
-    EXPECT_TRUE(told.audio[index].bytes == expected.audio[index].bytes) << index;
+  const auto output = listenTo(encrypted, std::make_shared<std::string>(kKeyText), true);
+  ASSERT_EQ(output.audio.size(), expected.audio.size());
+  for (std::size_t index = 0; index < output.audio.size(); ++index)
+    EXPECT_TRUE(output.audio[index].bytes == expected.audio[index].bytes) << index;
 
   const auto refused = listenTo(encrypted, nullptr, true);
   ASSERT_TRUE(refused.failure);

@@ -21,9 +21,9 @@ using testing_segments::completeBytes;
 using testing_segments::cut;
 using testing_segments::CutMovie;
 using testing_segments::demuxed;
+using testing_segments::DemuxerOutput;
 using testing_segments::FakeTrack;
 using testing_segments::fileContent;
-using testing_segments::Told;
 
 const CutMovie& clearMovie() {
   static const CutMovie movie = cut(clipBytes("fragmented.mp4"));
@@ -34,7 +34,7 @@ std::string second(int index) {
   return fileContent(TestMedia::shared().path("dated" + std::to_string(index) + ".ts"));
 }
 
-/// Answers with one key, or not at all.
+/// Answers with one key, or never.
 class FixedKeys final : public media::ContentKeys {
  public:
   explicit FixedKeys(std::optional<platform::Bytes> key) : _key(std::move(key)) {}
@@ -54,7 +54,7 @@ platform::Bytes keyBytes(std::initializer_list<int> values) {
   return bytes;
 }
 
-Told demuxedEncrypted(const std::shared_ptr<media::ContentKeys>& keys) {
+DemuxerOutput demuxedEncrypted(const std::shared_ptr<media::ContentKeys>& keys) {
   const CutMovie movie = cut(clipBytes("encrypted.mp4"));
   const auto track = std::make_shared<FakeTrack>();
   for (const std::string& fragment : movie.fragments) track->add(movie.initialization, fragment, 1);
@@ -63,43 +63,44 @@ Told demuxedEncrypted(const std::shared_ptr<media::ContentKeys>& keys) {
   return demuxed(track, std::move(setup));
 }
 
-TEST(SegmentEncryption, SamplesAreAsTheyWereBefore) {
+TEST(SegmentEncryption, DecryptsSamples) {
   const auto track = std::make_shared<FakeTrack>();
   for (const std::string& fragment : clearMovie().fragments)
     track->add(clearMovie().initialization, fragment, 1);
-  const Told clear = demuxed(track);
+  const DemuxerOutput clear = demuxed(track);
   const auto keys =
       std::make_shared<FixedKeys>(keyBytes({0, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88, 0x99,
                                             0xaa, 0xbb, 0xcc, 0xdd, 0xee, 0xff}));
-  const Told told = demuxedEncrypted(keys);
-  EXPECT_TRUE(told.hasEnded);
+  const DemuxerOutput output = demuxedEncrypted(keys);
+  EXPECT_TRUE(output.hasEnded);
   EXPECT_THAT(keys->asked, ElementsAre(keyBytes({1, 0x23, 0x45, 0x67, 0x89, 0xab, 0xcd, 0xef, 1,
                                                  0x23, 0x45, 0x67, 0x89, 0xab, 0xcd, 0xef})));
-  EXPECT_EQ(told.videoCaps, clear.videoCaps);
-  EXPECT_EQ(told.audioCaps, clear.audioCaps);
+  EXPECT_EQ(output.videoCaps, clear.videoCaps);
+  EXPECT_EQ(output.audioCaps, clear.audioCaps);
   const auto bytesOf = [](const auto& packets) {
     std::vector<std::string> bytes;
     for (const auto& each : packets) bytes.push_back(each.bytes);
     return bytes;
   };
-  EXPECT_TRUE(bytesOf(told.video) == bytesOf(clear.video));
-  EXPECT_TRUE(bytesOf(told.audio) == bytesOf(clear.audio));
+  EXPECT_TRUE(bytesOf(output.video) == bytesOf(clear.video));
+  EXPECT_TRUE(bytesOf(output.audio) == bytesOf(clear.audio));
 }
 
-TEST(SegmentEncryption, WithoutAKeyNothingIsPlayed) {
+TEST(SegmentEncryption, FailsWithoutAKey) {
   const std::shared_ptr<media::ContentKeys> refusals[] = {
       nullptr, std::make_shared<FixedKeys>(std::nullopt),
       std::make_shared<FixedKeys>(platform::Bytes{})};
   for (const auto& keys : refusals) {
-    const Told told = demuxedEncrypted(keys);
-    ASSERT_TRUE(told.failure);
-    EXPECT_EQ(told.failure->code, static_cast<std::int64_t>(MediaErrorCode::ContentNotAuthorized));
-    EXPECT_THAT(told.video, IsEmpty());
-    EXPECT_THAT(told.audio, IsEmpty());
+    const DemuxerOutput output = demuxedEncrypted(keys);
+    ASSERT_TRUE(output.failure);
+    EXPECT_EQ(output.failure->code,
+              static_cast<std::int64_t>(MediaErrorCode::ContentNotAuthorized));
+    EXPECT_THAT(output.video, IsEmpty());
+    EXPECT_THAT(output.audio, IsEmpty());
   }
 }
 
-TEST(SegmentFaults, AnUnreadablePieceIsAGap) {
+TEST(SegmentFaults, ReplacesAnUnreadablePieceByAGap) {
   const std::string transport = second(0);
   const std::string_view fragment = clearMovie().fragments[1];
   const std::string_view header = clearMovie().initialization;
@@ -110,14 +111,15 @@ TEST(SegmentFaults, AnUnreadablePieceIsAGap) {
   };
   const Case cases[] = {
       {"empty", "", ""},
-      {"a page", "<!DOCTYPE html><html><body>Not found</body></html>", ""},
+      {"an HTML page", "<!DOCTYPE html><html><body>Not found</body></html>", ""},
       {"zeros", std::string(5000, '\0'), ""},
       {"packets of another kind", std::string(transport.size(), 'G'), ""},
-      {"no fragment", std::string(fragment.substr(fragment.find("mdat") - 4)), std::string(header)},
+      {"no moof", std::string(fragment.substr(fragment.find("mdat") - 4)), std::string(header)},
       {"half a fragment's index", std::string(fragment.substr(0, 100)), std::string(header)},
-      {"no initialization", std::string(fragment), ""},
-      {"a broken initialization", std::string(fragment), std::string(header.substr(0, 200))},
-      {"a text for an initialization", std::string(fragment), "<html>"},
+      {"no initialization segment", std::string(fragment), ""},
+      {"a broken initialization segment", std::string(fragment),
+       std::string(header.substr(0, 200))},
+      {"HTML instead of an initialization segment", std::string(fragment), "<html>"},
   };
   const auto addTo = [](FakeTrack& track, const Case& each) {
     if (each.initialization.empty())
@@ -131,16 +133,16 @@ TEST(SegmentFaults, AnUnreadablePieceIsAGap) {
     track->add(transport, 1);
     addTo(*track, each);
     track->add(second(2), 1);
-    const Told told = demuxed(track);
-    EXPECT_TRUE(told.hasEnded);
-    EXPECT_THAT(told.gaps, ElementsAre(Pair(1, 2)));
-    EXPECT_EQ(told.video.size(), 50U);
-    EXPECT_NEAR(told.video.back().pts, 2.96, 1e-6);
+    const DemuxerOutput output = demuxed(track);
+    EXPECT_TRUE(output.hasEnded);
+    EXPECT_THAT(output.gaps, ElementsAre(Pair(1, 2)));
+    EXPECT_EQ(output.video.size(), 50U);
+    EXPECT_NEAR(output.video.back().pts, 2.96, 1e-6);
 
     for (const std::size_t pieces : {1, 3}) {
       const auto nothing = std::make_shared<FakeTrack>();
       while (nothing->pieces.size() < pieces) addTo(*nothing, each);
-      const Told failed = demuxed(nothing);
+      const DemuxerOutput failed = demuxed(nothing);
       ASSERT_TRUE(failed.failure);
       EXPECT_TRUE(failed.failure->code == static_cast<std::int64_t>(MediaErrorCode::DecodeFailed) ||
                   failed.failure->code ==
@@ -150,7 +152,7 @@ TEST(SegmentFaults, AnUnreadablePieceIsAGap) {
   }
 }
 
-TEST(SegmentFaults, WhatALostTransferLeftIsPlayed) {
+TEST(SegmentFaults, OutputsTheBeginningOfAFailedTransfer) {
   const auto track = std::make_shared<FakeTrack>();
   track->add(clearMovie().initialization, clearMovie().fragments[0], 1);
   const auto bytes = std::make_shared<streaming::SegmentBytes>();
@@ -158,15 +160,15 @@ TEST(SegmentFaults, WhatALostTransferLeftIsPlayed) {
   bytes->append(std::string_view(fragment).substr(0, fragment.size() / 2));
   bytes->fail({});
   track->add(clearMovie().initialization, "", 1).media = bytes;
-  const Told told = demuxed(track);
-  EXPECT_GT(told.video.size(), 27U);
-  EXPECT_LT(told.video.size(), 50U);
-  ASSERT_EQ(told.gaps.size(), 1U);
-  EXPECT_NEAR(told.gaps[0].first, told.video.back().pts, 0.2);
-  EXPECT_EQ(told.gaps[0].second, 2);
+  const DemuxerOutput output = demuxed(track);
+  EXPECT_GT(output.video.size(), 27U);
+  EXPECT_LT(output.video.size(), 50U);
+  ASSERT_EQ(output.gaps.size(), 1U);
+  EXPECT_NEAR(output.gaps[0].first, output.video.back().pts, 0.2);
+  EXPECT_EQ(output.gaps[0].second, 2);
 }
 
-TEST(SegmentFaults, DamageEndsNothing) {
+TEST(SegmentFaults, ContinuesAfterDamagedData) {
   struct Source {
     const char* name;
     std::string initialization;
@@ -188,7 +190,7 @@ TEST(SegmentFaults, DamageEndsNothing) {
         const auto below = [&](std::size_t limit) {
           return std::uniform_int_distribution<std::size_t>(0, limit - 1)(random);
         };
-        // The heads are where it matters.
+        // Damage in the headers has the largest effect.
         for (std::size_t count = below(12); count > 0; --count)
           bytes[below(count % 2 == 0 ? bytes.size() : std::min<std::size_t>(bytes.size(), 1500))] =
               static_cast<char>(below(256));
@@ -202,15 +204,15 @@ TEST(SegmentFaults, DamageEndsNothing) {
         else
           track->add(damaged(source.initialization), damaged(source.media), 1);
       }
-      const Told told = demuxed(track);
-      EXPECT_TRUE(told.hasEnded || told.failure);
-      for (const auto* const packets : {&told.video, &told.audio})
-        for (const Told::Packet& packet : *packets) EXPECT_LE(packet.pts, 80);
+      const DemuxerOutput output = demuxed(track);
+      EXPECT_TRUE(output.hasEnded || output.failure);
+      for (const auto* const packets : {&output.video, &output.audio})
+        for (const DemuxerOutput::Packet& packet : *packets) EXPECT_LE(packet.pts, 80);
     }
   }
 }
 
-/// The first `count` bytes of a piece give packets while nothing else has come.
+/// The first `count` bytes of a piece are enough for packets.
 void expectPacketsOf(std::string_view initialization, std::string_view media, std::size_t count) {
   gst_init(nullptr, nullptr);
   const auto track = std::make_shared<FakeTrack>();
@@ -235,7 +237,7 @@ void expectPacketsOf(std::string_view initialization, std::string_view media, st
   while (demuxer->next(gate)) {
   }
   closer.join();
-  // The same again from the beginning.
+  // The same after a seek to the beginning.
   gate.setClosed(false);
   demuxer->reset();
   track->add(initialization, media, 1);
@@ -245,7 +247,7 @@ void expectPacketsOf(std::string_view initialization, std::string_view media, st
   EXPECT_TRUE(std::holds_alternative<media::ElementaryFormat>(*format));
 }
 
-TEST(SegmentArrival, PacketsComeBeforeTheirSegmentHas) {
+TEST(SegmentArrival, OutputsPacketsBeforeTheSegmentIsComplete) {
   const std::string transport = second(0);
   expectPacketsOf("", transport, transport.size() / 2);
   const std::string& fragment = clearMovie().fragments[0];

@@ -15,11 +15,11 @@ using testing_media::TestMedia;
 using testing_segments::cut;
 using testing_segments::CutMovie;
 using testing_segments::demuxed;
+using testing_segments::DemuxerOutput;
 using testing_segments::FakeTrack;
 using testing_segments::fileContent;
-using testing_segments::Told;
 
-/// Three seconds of a picture whose first time stamp is `start`.
+/// A video of three seconds whose first time stamp is `start`.
 std::string pictureFrom(const std::string& start) {
   const std::string name = "from" + start + ".ts";
   static_cast<void>(TestMedia::shared().url(
@@ -31,20 +31,20 @@ std::string tone() {
   return fileContent(TestMedia::shared().path("times.aac"));
 }
 
-void expectPictures(const std::vector<Told::Packet>& packets, double first) {
+void expectPictures(const std::vector<DemuxerOutput::Packet>& packets, double first) {
   std::vector<double> times;
-  for (const Told::Packet& packet : packets) times.push_back(packet.pts);
+  for (const DemuxerOutput::Packet& packet : packets) times.push_back(packet.pts);
   std::sort(times.begin(), times.end());
   for (std::size_t index = 0; index < times.size(); ++index)
     ASSERT_NEAR(times[index], first + 0.04 * static_cast<double>(index), 1e-4) << index;
 }
 
-TEST(SegmentTimes, RunOnOverWrapAroundAndJumps) {
+TEST(SegmentTimes, ContinueAcrossWrapAroundAndJumps) {
   // The time stamps wrap around at 95443.7 s.
   struct Case {
     const char* name;
     const char* starts[2];
-  } cases[] = {{"straight", {"10", "13"}},
+  } cases[] = {{"continuous", {"10", "13"}},
                {"wrapping", {"95442", "95445"}},
                {"jumping", {"10", "5000"}},
                {"jumping back", {"5000", "10"}}};
@@ -52,28 +52,28 @@ TEST(SegmentTimes, RunOnOverWrapAroundAndJumps) {
     SCOPED_TRACE(each.name);
     const auto track = std::make_shared<FakeTrack>();
     for (const char* start : each.starts) track->add(pictureFrom(start), 3);
-    const Told told = demuxed(track);
-    EXPECT_EQ(told.video.size(), 150U);
-    EXPECT_THAT(told.gaps, IsEmpty());
-    expectPictures(told.video, 0);
+    const DemuxerOutput output = demuxed(track);
+    EXPECT_EQ(output.video.size(), 150U);
+    EXPECT_THAT(output.gaps, IsEmpty());
+    expectPictures(output.video, 0);
   }
 }
 
-TEST(SegmentTimes, AreWhereTheManifestPutsThem) {
+TEST(SegmentTimes, FollowTheManifest) {
   const auto track = std::make_shared<FakeTrack>();
   track->representation->timeOffset = -8.0;
   track->end = 2;
   track->add(pictureFrom("10"), 3);
   expectPictures(demuxed(track).video, 2);
 
-  // What lies before the presentation is decoded, and not shown.
+  // Pictures before the start of the presentation are decoded, but not shown.
   const auto early = std::make_shared<FakeTrack>();
   early->representation->timeOffset = -11.0;
   early->add(pictureFrom("10"), 3);
-  const Told told = demuxed(early);
-  EXPECT_EQ(told.video.size(), 75U);
-  for (const Told::Packet& packet : told.video)
-    EXPECT_EQ(packet.isHidden, &packet < &told.video[25] && packet.pts == 0) << packet.pts;
+  const DemuxerOutput output = demuxed(early);
+  EXPECT_EQ(output.video.size(), 75U);
+  for (const DemuxerOutput::Packet& packet : output.video)
+    EXPECT_EQ(packet.isHidden, &packet < &output.video[25] && packet.pts == 0) << packet.pts;
 }
 
 TEST(SegmentTimes, TracksShareAClock) {
@@ -88,7 +88,7 @@ TEST(SegmentTimes, TracksShareAClock) {
   streaming::Segment later = first;
   later.start = 12;
   EXPECT_EQ(offsets->offsetFor(picture, later, 106.5), -94);
-  // Another clock.
+  // A track with another clock.
   const int commentary = offsets->addTrack();
   EXPECT_EQ(offsets->offsetFor(commentary, first, 0), 6);
   EXPECT_EQ(offsets->known(commentary, later), 6);
@@ -119,38 +119,38 @@ std::string timestampFrame(std::uint64_t ticks) {
                              bigEndian(ticks, 8));
 }
 
-TEST(SegmentTimes, PackedAudioHasThemInItsTag) {
+TEST(SegmentTimes, PackedAudioTakesThemFromItsID3Tag) {
   const std::string title = frameOf("TIT2", "\3Now");
   const auto track = std::make_shared<FakeTrack>();
   track->end = 4;
   track->add(tagOfFrames(timestampFrame((std::uint64_t{1} << 33) - 90000)) + tone(), 3);
-  // Half a second late, and behind the wrap-around.
+  // Half a second late, and after the wrap-around.
   track->add(tagOfFrames(timestampFrame(225000) + title) + tone(), 3);
-  const Told told = demuxed(track);
-  ASSERT_EQ(told.audio.size() % 2, 0U);
-  const std::size_t half = told.audio.size() / 2;
+  const DemuxerOutput output = demuxed(track);
+  ASSERT_EQ(output.audio.size() % 2, 0U);
+  const std::size_t half = output.audio.size() / 2;
   for (std::size_t index = 0; index < half; ++index) {
     const double within = static_cast<double>(index) * 1024 / 44100;
-    ASSERT_NEAR(told.audio[index].pts, 4 + within, 2e-9);
-    ASSERT_NEAR(told.audio[half + index].pts, 7.5 + within, 2e-9);
+    ASSERT_NEAR(output.audio[index].pts, 4 + within, 2e-9);
+    ASSERT_NEAR(output.audio[half + index].pts, 7.5 + within, 2e-9);
   }
-  ASSERT_EQ(told.tags.size(), 1U);
-  EXPECT_EQ(told.tags[0].first, 7);
-  EXPECT_THAT(told.tags[0].second, HasSubstr("Now"));
+  ASSERT_EQ(output.tags.size(), 1U);
+  EXPECT_EQ(output.tags[0].first, 7);
+  EXPECT_THAT(output.tags[0].second, HasSubstr("Now"));
 }
 
-TEST(SegmentTimes, PackedAudioWithoutATagRunsOn) {
+TEST(SegmentTimes, PackedAudioWithoutATagContinues) {
   const auto track = std::make_shared<FakeTrack>();
   // 130 frames are 3.0186 s.
   track->add(tone(), 3).isDiscontinuous = true;
   track->add(tone(), 3);
   track->end = 20;
   track->add(tone(), 3);
-  const Told told = demuxed(track);
-  ASSERT_EQ(told.audio.size() % 3, 0U);
-  const std::size_t count = told.audio.size() / 3;
-  EXPECT_NEAR(told.audio[count].pts, static_cast<double>(count) * 1024 / 44100, 1e-6);
-  EXPECT_EQ(told.audio[2 * count].pts, 20);
+  const DemuxerOutput output = demuxed(track);
+  ASSERT_EQ(output.audio.size() % 3, 0U);
+  const std::size_t count = output.audio.size() / 3;
+  EXPECT_NEAR(output.audio[count].pts, static_cast<double>(count) * 1024 / 44100, 1e-6);
+  EXPECT_EQ(output.audio[2 * count].pts, 20);
 }
 
 TEST(SegmentTimes, EventMessagesAreFound) {
@@ -163,7 +163,7 @@ TEST(SegmentTimes, EventMessagesAreFound) {
   EXPECT_THAT(demuxed(track).events, ElementsAre(event, event));
 }
 
-TEST(SegmentTimes, NoTimeDriftsByRounding) {
+TEST(SegmentTimes, DoNotDriftByRounding) {
   media::StreamClock clock;
   const media::SegmentTiming timing{.start = 0, .duration = 4'000'000'000'000, .offset = 0};
   for (std::int64_t index : {0, 1, 2, 3, 100'000})

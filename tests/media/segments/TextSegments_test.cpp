@@ -36,19 +36,19 @@ TrackPiece textPiece(TextForm form, std::string_view text, double start, double 
   return track.pieces.front();
 }
 
-struct PlaceCase {
+struct TimeCase {
   const char* name;
   const char* text;
-  double start;                    ///< of the segment
-  std::optional<double> offset;    ///< of the representation
-  std::optional<double> clock;     ///< offset that picture and sound have
-  std::optional<double> expected;  ///< start of the only cue; none: it waits
+  double start;                    ///< start of the segment
+  std::optional<double> offset;    ///< offset in the manifest
+  std::optional<double> clock;     ///< offset of audio and video
+  std::optional<double> expected;  ///< start of the only cue; unset: it is not returned yet
 };
 
-class TextPlaces : public testing::TestWithParam<PlaceCase> {};
+class TextSegmentTimes : public testing::TestWithParam<TimeCase> {};
 
-TEST_P(TextPlaces, AreOnTheTimeLineOfThePresentation) {
-  const PlaceCase& place = GetParam();
+TEST_P(TextSegmentTimes, AreConvertedToPresentationTimes) {
+  const TimeCase& place = GetParam();
   const auto offsets = std::make_shared<media::TimestampOffsets>();
   const TrackPiece piece = textPiece(TextForm::WebVTT, place.text, place.start, 6, place.offset);
   if (place.clock)
@@ -61,49 +61,49 @@ TEST_P(TextPlaces, AreOnTheTimeLineOfThePresentation) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    TextSegments, TextPlaces,
+    TextSegments, TextSegmentTimes,
     testing::Values(
-        PlaceCase{"mapped",
-                  "WEBVTT\nX-TIMESTAMP-MAP=LOCAL:00:00:01.500,MPEGTS:900000\n\n"
-                  "00:02.000 --> 00:03.000\nA\n",
-                  60,
-                  {},
-                  52.0,
-                  62.5},
-        PlaceCase{"mapped_the_other_way_round",
-                  "WEBVTT\nX-TIMESTAMP-MAP=MPEGTS:900000,LOCAL:00:00:00.000\n\n"
-                  "00:02.000 --> 00:03.000\nA\n",
-                  60,
-                  {},
-                  50.0,
-                  62},
-        PlaceCase{"wrapped",
-                  "WEBVTT\nX-TIMESTAMP-MAP=LOCAL:00:00:00.000,MPEGTS:0\n\n"
-                  "00:02.000 --> 00:03.000\nA\n",
-                  60,
-                  {},
-                  60 - 8589934592.0 / 90000,
-                  62},
-        PlaceCase{"without_map", "WEBVTT\n\n01:02.000 --> 01:03.000\nA\n", 60, {}, -1.0, 61},
-        PlaceCase{"as_the_presentation_counts",
-                  "WEBVTT\n\n01:02.000 --> 01:03.000\nA\n",
-                  60,
-                  {},
-                  -10.0,
-                  62},
-        PlaceCase{
-            "as_the_segment_counts", "WEBVTT\n\n00:02.000 --> 00:03.000\nA\n", 60, {}, {}, 62},
-        PlaceCase{"of_a_period", "WEBVTT\n\n00:02.000 --> 00:03.000\nA\n", 60, 61.0, {}, 63},
-        PlaceCase{"before_any_picture",
-                  "WEBVTT\nX-TIMESTAMP-MAP=LOCAL:00:00:00.000,MPEGTS:900000\n\n"
-                  "10:02.000 --> 10:03.000\nA\n",
-                  60,
-                  {},
-                  {},
-                  {}}),
+        TimeCase{"mapped",
+                 "WEBVTT\nX-TIMESTAMP-MAP=LOCAL:00:00:01.500,MPEGTS:900000\n\n"
+                 "00:02.000 --> 00:03.000\nA\n",
+                 60,
+                 {},
+                 52.0,
+                 62.5},
+        TimeCase{"mapped_with_mpegts_first",
+                 "WEBVTT\nX-TIMESTAMP-MAP=MPEGTS:900000,LOCAL:00:00:00.000\n\n"
+                 "00:02.000 --> 00:03.000\nA\n",
+                 60,
+                 {},
+                 50.0,
+                 62},
+        TimeCase{"wrapped",
+                 "WEBVTT\nX-TIMESTAMP-MAP=LOCAL:00:00:00.000,MPEGTS:0\n\n"
+                 "00:02.000 --> 00:03.000\nA\n",
+                 60,
+                 {},
+                 60 - 8589934592.0 / 90000,
+                 62},
+        TimeCase{"without_map", "WEBVTT\n\n01:02.000 --> 01:03.000\nA\n", 60, {}, -1.0, 61},
+        TimeCase{"relative_to_the_presentation",
+                 "WEBVTT\n\n01:02.000 --> 01:03.000\nA\n",
+                 60,
+                 {},
+                 -10.0,
+                 62},
+        TimeCase{
+            "relative_to_the_segment", "WEBVTT\n\n00:02.000 --> 00:03.000\nA\n", 60, {}, {}, 62},
+        TimeCase{"offset_of_a_period", "WEBVTT\n\n00:02.000 --> 00:03.000\nA\n", 60, 61.0, {}, 63},
+        TimeCase{"before_the_offset_is_known",
+                 "WEBVTT\nX-TIMESTAMP-MAP=LOCAL:00:00:00.000,MPEGTS:900000\n\n"
+                 "10:02.000 --> 10:03.000\nA\n",
+                 60,
+                 {},
+                 {},
+                 {}}),
     [](const auto& each) { return std::string(each.param.name); });
 
-TEST(TextSegments, ReadsWhatWaitedOnceItsPlaceIsKnown) {
+TEST(TextSegments, ReadsWaitingPiecesOnceTheOffsetIsKnown) {
   const auto offsets = std::make_shared<media::TimestampOffsets>();
   media::TextSegments texts(offsets);
   const TrackPiece first =
@@ -115,7 +115,7 @@ TEST(TextSegments, ReadsWhatWaitedOnceItsPlaceIsKnown) {
   EXPECT_THAT(startsOf(texts.read(second)), ElementsAre(Pair(62, "A"), Pair(68, "B")));
 }
 
-TEST(TextSegments, ReadsOtherFormsAndSurvivesNone) {
+TEST(TextSegments, ReadsOtherFormatsAndIgnoresUnknownOnes) {
   const auto read = [](TextForm form, std::string_view text) {
     return startsOf(media::TextSegments(nullptr).read(textPiece(form, text, 0, 6, 0.5)));
   };
@@ -145,7 +145,7 @@ std::string number(std::uint32_t value) {
   return result;
 }
 
-/// A track of text in fragmented mp4: thousandths of a second; each sample lasts a second.
+/// A text track in fragmented MP4 with a timescale of 1000 and samples of one second.
 TrackPiece samplePiece(const std::string& entry, const std::string& handler, double base,
                        const std::vector<std::string>& samples) {
   const auto zeros = [](std::size_t count) { return std::string(count, '\0'); };
@@ -202,7 +202,7 @@ TEST(TextSegments, ReadsSamplesOfMP4) {
     return "<tt xmlns=\"http://www.w3.org/ns/ttml\"><body><div><p begin=\"" + std::string(begin) +
            "\" end=\"100s\">A</p></div></body></tt>";
   };
-  // The second document counts from its sample.
+  // The times of the second document are relative to its sample.
   EXPECT_THAT(startsOf(media::TextSegments(nullptr).read(
                   samplePiece(stpp, "subt", 5000, {document("5.25s"), document("0.5s")}))),
               ElementsAre(Pair(20.25, "A"), Pair(21, "A")));

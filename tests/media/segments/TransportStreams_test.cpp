@@ -19,7 +19,7 @@ using testing_segments::fileContent;
 constexpr std::size_t kPacketSize = 188;
 constexpr unsigned kProgramPID = 0x1000;
 constexpr unsigned kTagPID = 0x1f0;
-constexpr std::size_t kTable = 5;  // behind the packet's header and the pointer
+constexpr std::size_t kTable = 5;  // after the packet header and the pointer field
 
 unsigned octetAt(const std::string& bytes, std::size_t at) {
   return static_cast<unsigned char>(bytes[at]);
@@ -31,7 +31,7 @@ std::size_t tableEnd(const std::string& packet) {
   return kTable + 3 + ((octetAt(packet, kTable + 1) & 0xf) << 8 | octetAt(packet, kTable + 2)) - 4;
 }
 
-/// The checksum behind the table of a packet that was changed.
+/// Updates the CRC of the table in a modified packet.
 void sign(std::string& packet) {
   const std::size_t end = tableEnd(packet);
   std::uint32_t sum = 0xffffffff;
@@ -43,7 +43,7 @@ void sign(std::string& packet) {
   for (std::size_t each = 0; each < 4; ++each) setOctet(packet, end + each, sum >> (24 - 8 * each));
 }
 
-/// `stream` with every table of its program changed, and `extra` behind its twentieth packet.
+/// Modifies every program table of `stream` and inserts `extra` after the twentieth packet.
 template <typename Change>
 std::string withProgram(const std::string& stream, const std::string& extra, const Change& change) {
   std::string result;
@@ -59,7 +59,7 @@ std::string withProgram(const std::string& stream, const std::string& extra, con
   return result;
 }
 
-/// A packet with one tag.
+/// Returns a packet with one ID3 tag.
 std::string tagPacket(const std::string& tag, std::uint64_t time) {
   std::string pes("\0\0\1\xbd\0\0\x84\x80\5", 9);
   setOctet(pes, 5, static_cast<unsigned>(8 + tag.size()));
@@ -81,9 +81,9 @@ std::string firstSecond() {
   return fileContent(TestMedia::shared().path("dated0.ts"));
 }
 
-TEST(TransportStreams, TagsAreFoundAtTheirTimes) {
+TEST(TransportStreams, FindsID3TagsAtTheirTimes) {
   const std::string tag("ID3\4\0\0\0\0\0\5x\0\0\0\0", 15);
-  // The picture begins at 126000 or a little later, as ffmpeg has it.
+  // ffmpeg lets the video begin at 126000 or a little later.
   const std::string stream =
       withProgram(firstSecond(), tagPacket(tag, 171000), [](std::string& packet) {
         const std::size_t end = tableEnd(packet);
@@ -99,12 +99,12 @@ TEST(TransportStreams, TagsAreFoundAtTheirTimes) {
   track->representation->timeOffset = 10 - 1.4;
   track->end = 10;
   track->add(stream, 1);
-  const auto told = demuxed(track);
-  EXPECT_EQ(told.video.size(), 25U);
-  EXPECT_THAT(told.tags, ElementsAre(Pair(testing::DoubleNear(10.5, 1e-9), tag)));
+  const auto output = demuxed(track);
+  EXPECT_EQ(output.video.size(), 25U);
+  EXPECT_THAT(output.tags, ElementsAre(Pair(testing::DoubleNear(10.5, 1e-9), tag)));
 }
 
-TEST(TransportStreams, EncryptedStreamsAreWhatTheyAreWithoutEncryption) {
+TEST(TransportStreams, RecognisesStreamTypesOfSampleAES) {
   const std::string stream = withProgram(firstSecond(), "", [](std::string& packet) {
     const std::size_t end = tableEnd(packet);
     std::size_t at =
@@ -120,11 +120,11 @@ TEST(TransportStreams, EncryptedStreamsAreWhatTheyAreWithoutEncryption) {
   const auto clear = demuxed(track);
   track->end = 0;
   track->add(stream, 1).isDiscontinuous = true;
-  const auto told = demuxed(track);
-  EXPECT_EQ(told.videoCaps, clear.videoCaps);
-  EXPECT_EQ(told.audioCaps, clear.audioCaps);
-  EXPECT_EQ(told.video.size(), clear.video.size());
-  EXPECT_EQ(told.audio.size(), clear.audio.size());
+  const auto output = demuxed(track);
+  EXPECT_EQ(output.videoCaps, clear.videoCaps);
+  EXPECT_EQ(output.audioCaps, clear.audioCaps);
+  EXPECT_EQ(output.video.size(), clear.video.size());
+  EXPECT_EQ(output.audio.size(), clear.audio.size());
 }
 
 }  // namespace
