@@ -136,7 +136,7 @@ bool timePresses(int count) {
               at(0.5), at(0.99), at(1));
   const box::JudderStatistics judder = screen.statistics().judder;
   std::printf("judder of the film meanwhile: average %.2f ms, 99 %% within %.2f ms, %llu dropped\n",
-              judder.averageMilliseconds, judder.mostMilliseconds,
+              judder.averageMilliseconds, judder.percentile99Milliseconds,
               static_cast<unsigned long long>(judder.dropped));
   return true;
 }

@@ -22,12 +22,13 @@
 namespace box {
 namespace {
 
-/// A process whose link has gone ends by itself within this time, or is killed.
-constexpr int kEndLimitMilliseconds = 3000;
-/// Above the descriptors that the process gets.
+/// How long a process may run after its link was closed before it is killed.
+constexpr int kExitTimeoutMilliseconds = 3000;
+/// Greater than the descriptor numbers that the child uses.
 constexpr int kFirstFreeDescriptor = 16;
 
-/// Both ends close on exec and have numbers that no action of the spawn overwrites.
+/// Creates a socket pair with close-on-exec. `theirs` gets a number that the dup2 file actions of
+/// spawn() do not overwrite.
 bool makeSockets(int type, FileDescriptor& ours, FileDescriptor& theirs) {
   std::array<int, 2> made{};
   if (socketpair(AF_UNIX, type | SOCK_CLOEXEC, 0, made.data()) != 0) return false;
@@ -37,8 +38,8 @@ bool makeSockets(int type, FileDescriptor& ours, FileDescriptor& theirs) {
   return static_cast<bool>(theirs);
 }
 
-/// What the process inherits: nothing but its two sockets and the standard descriptors, no blocked
-/// and no ignored signal. 0, or an errno.
+/// Starts the program. It inherits stdin, stdout, stderr and the two sockets; all signals are
+/// unblocked and have their default action. Returns 0 or an errno.
 int spawn(const std::string& program, const std::vector<std::string>& arguments, int control,
           int pictures, pid_t& pid) {
   posix_spawn_file_actions_t actions;
@@ -65,11 +66,12 @@ int spawn(const std::string& program, const std::vector<std::string>& arguments,
   return error;
 }
 
-/// Waits until the process has ended, killing it when it takes too long, and says how it ended.
+/// Waits for the process to exit, kills it after a timeout, and returns a text about its exit
+/// status.
 std::string reap(pid_t pid) {
   const FileDescriptor process(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
   pollfd polled{process.get(), POLLIN, 0};
-  if (!process || poll(&polled, 1, kEndLimitMilliseconds) != 1) ::kill(pid, SIGKILL);
+  if (!process || poll(&polled, 1, kExitTimeoutMilliseconds) != 1) ::kill(pid, SIGKILL);
   int status = 0;
   while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
   }
@@ -79,14 +81,14 @@ std::string reap(pid_t pid) {
   return "ended with status " + std::to_string(WEXITSTATUS(status));
 }
 
-/// Waits for the process on another thread; `tells`: how it ended goes to the log.
-void reapLater(pid_t pid, bool tells) {
-  const auto body = [pid, tells] {
-    const std::string how = reap(pid);
-    if (tells) TVSLogError(TVSSystemLog, "The media process %d %@", pid, how);
+/// Reaps the process on a worker thread. `logsExit`: whether its exit status is logged.
+void reapInBackground(pid_t pid, bool logsExit) {
+  const auto body = [pid, logsExit] {
+    const std::string exitStatus = reap(pid);
+    if (logsExit) TVSLogError(TVSSystemLog, "The media process %d %@", pid, exitStatus);
   };
   if (platform::WorkerThreads::start(body)) return;
-  // There is no thread to wait on. A killed process is gone at once.
+  // Without a thread, do not wait for the timeout: a killed process exits at once.
   ::kill(pid, SIGKILL);
   body();
 }
@@ -113,14 +115,14 @@ std::unique_ptr<MediaProcess> MediaProcess::start(platform::MainQueue& queue, co
   std::unique_ptr<MediaProcess> process(
       new MediaProcess(queue, pid, std::move(control), std::move(pictures), setup));
   if (process->_link->isRunning()) return process;
-  TVSLogError(TVSSystemLog, "There is no thread for a media process");
+  TVSLogError(TVSSystemLog, "Cannot start the link thread of a media process");
   return nullptr;
 }
 
 MediaProcess::MediaProcess(platform::MainQueue& queue, pid_t pid, FileDescriptor control,
                            FileDescriptor pictures, const Setup& setup)
     : _queue(queue), _pid(pid), _answerLimit(setup.answerLimit) {
-  _limit = _queue.after(setup.startLimit, [this] { kill("it does not become ready"); });
+  _timeout = _queue.after(setup.startLimit, [this] { kill("it does not become ready"); });
   const auto post = [&queue, alive = std::weak_ptr<bool>(_alive)](std::function<void()> task) {
     queue.async([alive, task = std::move(task)] {
       if (alive.lock()) task();
@@ -140,7 +142,8 @@ MediaProcess::MediaProcess(platform::MainQueue& queue, pid_t pid, FileDescriptor
           },
       .ended = [this, post](media::LinkSocket::State) { post([this] { _die(); }); },
       .sources = {{pictureSocket, [this, post, held = _pictures] {
-                     // A process without an owner has no picture to send.
+                     // Before setOwner() there is no receiver. The process must not send pictures
+                     // then.
                      const auto receiver = held->current();
                      const auto state =
                          receiver ? receiver->read() : PictureReceiver::State::ClosedByWriter;
@@ -152,12 +155,12 @@ MediaProcess::MediaProcess(platform::MainQueue& queue, pid_t pid, FileDescriptor
 
 MediaProcess::~MediaProcess() {
   _alive.reset();
-  // The process ends when its link does.
+  // The process exits when its link is closed.
   _link.reset();
   if (_dead) return;
-  // An unused process has nothing to finish, and its start may take long.
+  // A spare process has nothing to clean up, and it may take long to start.
   if (!_owner.event) ::kill(_pid, SIGKILL);
-  reapLater(_pid, false);
+  reapInBackground(_pid, false);
 }
 
 std::shared_ptr<PictureReceiver> MediaProcess::Pictures::current() {
@@ -183,28 +186,28 @@ void MediaProcess::textsDidChange() {
 
 void MediaProcess::send(media::EngineCommand command) {
   if (_dead) return;
-  _link->send(media::encode({++_sent, std::move(command)}));
-  if (_greeted && !_limit) _awaitAnswer();
+  _link->send(media::encode({++_sentNumber, std::move(command)}));
+  if (_greeted && !_timeout) _awaitAcknowledgement();
 }
 
-void MediaProcess::_awaitAnswer() {
-  _awaited = _sent;
-  _limit = _queue.after(_answerLimit, [this] { kill("it does not answer"); });
+void MediaProcess::_awaitAcknowledgement() {
+  _awaitedNumber = _sentNumber;
+  _timeout = _queue.after(_answerLimit, [this] { kill("it does not answer"); });
 }
 
 void MediaProcess::_acknowledge(std::uint64_t number) {
-  _acknowledged = std::max(_acknowledged, number);
-  if (_acknowledged < _awaited) return;
-  _limit.reset();
-  if (_acknowledged < _sent) _awaitAnswer();
+  _acknowledgedNumber = std::max(_acknowledgedNumber, number);
+  if (_acknowledgedNumber < _awaitedNumber) return;
+  _timeout.reset();
+  if (_acknowledgedNumber < _sentNumber) _awaitAcknowledgement();
 }
 
 void MediaProcess::_receive(const media::EngineEvent& event) {
   if (_dead) return;
   if (std::holds_alternative<media::HelloEvent>(event)) {
     _greeted = true;
-    _limit.reset();
-    if (_acknowledged < _sent) _awaitAnswer();
+    _timeout.reset();
+    if (_acknowledgedNumber < _sentNumber) _awaitAcknowledgement();
     return;
   }
   if (const auto* acknowledged = std::get_if<media::AcknowledgedEvent>(&event))
@@ -215,16 +218,16 @@ void MediaProcess::_receive(const media::EngineEvent& event) {
 void MediaProcess::kill(const std::string& reason) {
   if (_dead) return;
   TVSLogError(TVSSystemLog, "The media process %d is killed: %@", _pid, reason);
-  // Not reaped yet, so the number is still its own.
+  // The process has not been reaped yet, so its id cannot belong to another process.
   ::kill(_pid, SIGKILL);
   _die();
 }
 
 void MediaProcess::_die() {
   if (std::exchange(_dead, true)) return;
-  _limit.reset();
-  reapLater(_pid, true);
-  // It may destroy this.
+  _timeout.reset();
+  reapInBackground(_pid, true);
+  // The callback may destroy this object.
   if (const auto died = std::exchange(_owner, {}).died) died();
 }
 

@@ -19,29 +19,28 @@
 
 namespace box {
 
-/// A media process: started here, spoken to over a link, and ended with this object.
+/// A child process that plays media, and the link to it. Destroying the object ends the process.
 ///
-/// The process counts as dead when it has closed its end of the link, when it says what makes no
-/// sense, and when it does not answer a command within the limit; it is killed in the last two
-/// cases.
+/// The process counts as dead when it closes its end of the link, when it breaks the protocol, or
+/// when it does not answer a command within `answerLimit`. In the last two cases it is killed.
 ///
-/// Threads: main; start() and destruction do not wait for the process. Lifetime: `queue` outlives
-/// it and all WorkerThreads.
+/// Thread: main. start() and the destructor do not block on the process. `queue` must outlive this
+/// object and all WorkerThreads.
 class MediaProcess {
  public:
   struct Setup {
     std::string program;
     std::vector<std::string> arguments;
-    platform::Duration answerLimit{};  ///< of a command
-    platform::Duration startLimit{};   ///< until the process is ready for commands
+    platform::Duration answerLimit{};  ///< timeout of a command
+    platform::Duration startLimit{};   ///< timeout until the process is ready for commands
   };
-  /// Callbacks come in tasks of the queue, none after the object's end or after died().
+  /// Callbacks run on the queue. None runs after the destructor or after died().
   struct Owner {
     std::function<void(const media::EngineEvent&)> event;
     std::function<void()> died;
   };
 
-  /// Null, and a log line, where a process cannot be made.
+  /// Returns null and logs an error if the process cannot be started.
   static std::unique_ptr<MediaProcess> start(platform::MainQueue& queue, const Setup& setup);
   ~MediaProcess();
   MediaProcess(const MediaProcess&) = delete;
@@ -51,21 +50,21 @@ class MediaProcess {
   bool isDead() const { return _dead; }
   bool isReady() const { return _greeted && !_dead; }
 
-  /// Sets `died` of a process without an owner.
+  /// Sets the death callback of a spare process, which has no owner yet.
   void onDeath(std::function<void()> died) { _owner.died = std::move(died); }
-  /// Once: whose process this is from here on.
+  /// Assigns the process to an owner. May be called once.
   void setOwner(Owner owner, std::shared_ptr<media::VideoFrames> frames,
                 PictureReceiver::Setup pictures);
   void send(media::EngineCommand command);
-  /// Pictures of an older epoch are not shown.
+  /// Pictures of an older epoch are dropped.
   void setMinimumEpoch(std::uint64_t epoch);
-  /// The texts over the picture that is shown may have changed.
+  /// Call it when the texts over the current picture may have changed.
   void textsDidChange();
-  /// Ends it as a death.
+  /// Sends SIGKILL, logs `reason` and calls died().
   void kill(const std::string& reason);
 
  private:
-  /// What the link's thread uses.
+  /// State shared with the link's thread.
   struct Pictures {
     std::mutex mutex;
     FileDescriptor socket;
@@ -78,7 +77,7 @@ class MediaProcess {
                FileDescriptor pictures, const Setup& setup);
   void _receive(const media::EngineEvent& event);
   void _acknowledge(std::uint64_t number);
-  void _awaitAnswer();
+  void _awaitAcknowledgement();
   void _die();
 
   platform::MainQueue& _queue;
@@ -87,12 +86,12 @@ class MediaProcess {
   Owner _owner;
   bool _dead = false;
   bool _greeted = false;
-  std::uint64_t _sent = 0;
-  std::uint64_t _acknowledged = 0;
-  std::uint64_t _awaited = 0;  // the command that the limit is for
-  platform::Token _limit;
+  std::uint64_t _sentNumber = 0;
+  std::uint64_t _acknowledgedNumber = 0;
+  std::uint64_t _awaitedNumber = 0;  // number of the command that _timeout watches
+  platform::Token _timeout;
   const std::shared_ptr<Pictures> _pictures = std::make_shared<Pictures>();
-  // Tasks that wait in the queue may outlive this.
+  // Lets tasks that are still in the queue detect that this object was destroyed.
   std::shared_ptr<bool> _alive = std::make_shared<bool>(true);
   std::unique_ptr<media::LinkThread> _link;
 };

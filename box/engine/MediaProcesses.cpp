@@ -14,11 +14,11 @@ constexpr const char* kProgramName = "tvvorlane-media";
 MediaProcesses::MediaProcesses(platform::MainQueue& queue, Setup setup)
     : _queue(queue), _setup(std::move(setup)) {}
 
-std::string MediaProcesses::besideThisProgram() {
+std::string MediaProcesses::defaultProgram() {
   std::error_code error;
   const auto self = std::filesystem::read_symlink("/proc/self/exe", error);
-  const auto beside = self.parent_path() / kProgramName;
-  if (!error && std::filesystem::exists(beside, error)) return beside;
+  const auto sibling = self.parent_path() / kProgramName;
+  if (!error && std::filesystem::exists(sibling, error)) return sibling;
   return self.parent_path().parent_path() / "libexec" / "tvvorlane" / kProgramName;
 }
 
@@ -32,13 +32,13 @@ std::unique_ptr<MediaProcess> MediaProcesses::_start() {
 }
 
 void MediaProcesses::warmUp() {
-  if (!_spare && !_closed) _makeSpare();
+  if (!_spare && !_closed) _startSpare();
 }
 
-void MediaProcesses::_makeSpare() {
+void MediaProcesses::_startSpare() {
   _spare = _start();
   if (!_spare) return;
-  // A spare process that dies is replaced when a process is needed: a new one may die too.
+  // Replace a dead spare process only in take(): a new one might die too, in an endless loop.
   _spare->onDeath([this] { _spare.reset(); });
 }
 
@@ -46,13 +46,13 @@ std::unique_ptr<MediaProcess> MediaProcesses::take() {
   if (_closed) return nullptr;
   auto process = _spare && !_spare->isDead() ? std::move(_spare) : _start();
   _spare.reset();
-  _making = _queue.after(_setup.spareDelay, [this] { warmUp(); });
+  _spareTimer = _queue.after(_setup.spareDelay, [this] { warmUp(); });
   return process;
 }
 
 void MediaProcesses::close() {
   _closed = true;
-  _making.reset();
+  _spareTimer.reset();
   _spare.reset();
 }
 

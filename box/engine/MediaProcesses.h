@@ -14,48 +14,47 @@
 
 namespace box {
 
-/// Starts the media processes of the box, and keeps one spare process ready.
+/// Starts media processes, and keeps one spare process ready.
 ///
-/// Threads: main. Lifetime: as MediaProcess.
+/// Thread: main. Lifetime: as for MediaProcess.
 class MediaProcesses {
  public:
   struct Setup {
-    std::string program = besideThisProgram();
+    std::string program = defaultProgram();
     media::ProcessOptions options = {};
     platform::Duration answerLimit = std::chrono::seconds(5);
-    /// The media library may have to look at all of its plugins first.
+    /// Long, because the first start on a machine may have to scan all GStreamer plugins.
     platform::Duration startLimit = std::chrono::seconds(30);
-    /// Between the use of the spare process and the start of the next one, so that this does not
-    /// compete with the item that begins.
+    /// Delay between the use of the spare process and the start of the next one, so that the start
+    /// does not compete with the item that begins to play.
     platform::Duration spareDelay = std::chrono::seconds(2);
   };
 
   MediaProcesses(platform::MainQueue& queue, Setup setup);
 
-  /// Starts the spare process.
   void warmUp();
-  /// The spare process, or a new one where it is not there; null where none can be made.
+  /// Returns the spare process, or a new one if there is no spare. Null if none can be started.
   std::unique_ptr<MediaProcess> take();
-  /// There may be a sound device now where there was none. Calls the observers.
-  void noteSoundArrival() { _soundObservers.call(); }
+  /// A sound device may be available now. Calls the sound observers.
+  void soundServerDidConnect() { _soundObservers.call(); }
   platform::Token addSoundObserver(std::function<void()> observer) {
     return _soundObservers.add(std::move(observer));
   }
   bool hasSpare() const { return _spare && _spare->isReady(); }
-  /// No new spare is made from here on, and the one there is ends.
+  /// Ends the spare process. No other one is started afterwards.
   void close();
 
-  /// tvvorlane-media in the folder of this program, or where it is installed.
-  static std::string besideThisProgram();
+  /// The path of tvvorlane-media: in the folder of this executable, else in ../libexec/tvvorlane.
+  static std::string defaultProgram();
 
  private:
   std::unique_ptr<MediaProcess> _start();
-  void _makeSpare();
+  void _startSpare();
 
   platform::MainQueue& _queue;
   const Setup _setup;
   std::unique_ptr<MediaProcess> _spare;
-  platform::Token _making;
+  platform::Token _spareTimer;
   platform::ObserverList<> _soundObservers;
   bool _isFirst = true;
   bool _closed = false;

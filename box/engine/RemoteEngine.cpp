@@ -13,7 +13,7 @@ namespace {
 
 using Kind = media::PlaybackEvent::Kind;
 
-/// What changes without being told is asked for when it is read, at most this often.
+/// Minimum interval between refresh requests for values whose changes send no event.
 constexpr auto kRefreshInterval = std::chrono::seconds(1);
 constexpr auto kSupervisionInterval = std::chrono::seconds(5);
 
@@ -26,15 +26,15 @@ RemoteEngine::RemoteEngine(platform::MainQueue& queue, const platform::Clock& cl
       _processes(processes),
       _sound(std::move(sound)),
       _items(queue, [this](const media::ItemResponseCommand& answer) { _send(answer); }),
-      _soundArrival(
+      _soundObservation(
           processes.addSoundObserver([this] { _send(media::AudioDeviceAddedCommand{}); })) {
-  _screen->clock = std::make_shared<media::PositionClock>(clock);
+  _output->clock = std::make_shared<media::PositionClock>(clock);
 }
 
 RemoteEngine::~RemoteEngine() {
   _items.clear();
   _process.reset();
-  _screen->frames->close();
+  _output->frames->close();
 }
 
 bool RemoteEngine::_ensureProcess() {
@@ -43,11 +43,11 @@ bool RemoteEngine::_ensureProcess() {
   if (!_process) return false;
   _process->setOwner(
       {.event = [this](const media::EngineEvent& event) { _receive(event); },
-       .died = [this] { _died(); }},
-      _screen->frames,
-      {.textsOf = [screen = _screen](std::uint64_t id) { return screen->texts.of(id); },
-       .due = [screen = _screen](double time,
-                                 platform::TimePoint) { screen->clock->observe(time); }});
+       .died = [this] { _processDied(); }},
+      _output->frames,
+      {.textsOf = [output = _output](std::uint64_t id) { return output->texts.of(id); },
+       .due = [output = _output](double time,
+                                 platform::TimePoint) { output->clock->observe(time); }});
   _process->setMinimumEpoch(_epoch);
   return true;
 }
@@ -67,28 +67,28 @@ void RemoteEngine::_sendLoad(const platform::MediaLoad& load, bool prepares) {
 }
 
 void RemoteEngine::load(const platform::MediaLoad& load) {
-  // What was prepared takes the place of what is shown with its first picture.
+  // The prepared item keeps the last picture on screen until its own first picture arrives.
   const bool takesOver = _prepared && _prepared->beginsLike(load) && _state;
-  if (!takesOver) _screen->frames->close();
+  if (!takesOver) _output->frames->close();
   _prepared.reset();
   _facts = {};
   _refreshedAt = {};
   _state.emplace();
   _state->load = load;
-  _state->playUntold = load.playing;
-  _screen->clock->hold(0);
-  _failing.reset();
-  if (!_ensureProcess()) return _failLater();
+  _state->playPending = load.playing;
+  _output->clock->hold(0);
+  _failureTask.reset();
+  if (!_ensureProcess()) return _failAsynchronously();
   _process->setMinimumEpoch(++_epoch);
   _sendLoad(load, false);
-  _followStyles();
+  _observeStyles();
   _supervise();
 }
 
-void RemoteEngine::_followStyles() {
+void RemoteEngine::_observeStyles() {
   const std::shared_ptr<TVSMediaItem>& item = _state->load.item;
   const auto apply = [this, item = item.get()] {
-    _screen->texts.setStyles(
+    _output->texts.setStyles(
         media::subtitleStylesOf(item->metadata(platform::kMediaItemSubtitleStyles)));
     if (_process) _process->textsDidChange();
   };
@@ -102,13 +102,13 @@ void RemoteEngine::_followStyles() {
 void RemoteEngine::unload() {
   if (!_state && !_prepared) return;
   _styles.reset();
-  _failing.reset();
+  _failureTask.reset();
   _supervision.reset();
   _state.reset();
   _prepared.reset();
   _facts = {};
   _items.clear();
-  _screen->frames->close();
+  _output->frames->close();
   if (!_process) return;
   _process->setMinimumEpoch(++_epoch);
   _send(media::UnloadCommand{_epoch});
@@ -130,8 +130,8 @@ void RemoteEngine::play(double rate) {
   if (!_state || !std::isfinite(rate) || rate == 0) return;
   _state->load.playing = true;
   _state->load.rate = rate;
-  _state->playUntold = true;
-  _state->pauseUntold = false;
+  _state->playPending = true;
+  _state->pausePending = false;
   _state->ended = false;
   _send(media::PlayCommand{rate});
   _supervise();
@@ -140,8 +140,8 @@ void RemoteEngine::play(double rate) {
 void RemoteEngine::pause() {
   if (!_state) return;
   _state->load.playing = false;
-  _state->pauseUntold = true;
-  _state->playUntold = false;
+  _state->pausePending = true;
+  _state->playPending = false;
   _send(media::PauseCommand{});
 }
 
@@ -197,17 +197,17 @@ void RemoteEngine::selectOption(const std::string& characteristic,
 double RemoteEngine::position() {
   if (!_state || !_state->ready) return 0;
   if (_state->seekDestination) return *_state->seekDestination;
-  if (_screen->clock->age() > kRefreshInterval) _refreshWhenOld();
-  return _screen->clock->seconds();
+  if (_output->clock->age() > kRefreshInterval) _requestRefresh();
+  return _output->clock->seconds();
 }
 
 const platform::MediaFacts& RemoteEngine::facts() {
-  // What is told twice a second while it changes is asked for when it has not changed for long.
-  if (_state && _state->ready && _clock.now() - _factsAt > kRefreshInterval) _refreshWhenOld();
+  // Facts arrive twice a second while they change. Request them if the last ones are old.
+  if (_state && _state->ready && _clock.now() - _factsAt > kRefreshInterval) _requestRefresh();
   return _facts;
 }
 
-void RemoteEngine::_refreshWhenOld() {
+void RemoteEngine::_requestRefresh() {
   const auto now = _clock.now();
   if (now - _refreshedAt < kRefreshInterval) return;
   _refreshedAt = now;
@@ -231,7 +231,7 @@ void RemoteEngine::_receive(const media::EngineEvent& event) {
 }
 
 void RemoteEngine::_handle(const media::FactsEvent& event) {
-  if (!_isOf(event.generation)) return;
+  if (!_isCurrent(event.generation)) return;
   platform::MediaFacts facts = event.facts;
   if (!event.hasContents) {
     facts.tracks = std::move(_facts.tracks);
@@ -245,17 +245,17 @@ void RemoteEngine::_handle(const media::FactsEvent& event) {
 }
 
 void RemoteEngine::_handle(const media::AccessLogEvent& event) {
-  if (_isOf(event.generation)) _state->accessLog = event.entries;
+  if (_isCurrent(event.generation)) _state->accessLog = event.entries;
 }
 
 void RemoteEngine::_handle(const media::PositionEvent& event) {
-  if (!_isOf(event.generation)) return;
+  if (!_isCurrent(event.generation)) return;
   if (_state->restoring) {
-    // On its way to where the item was.
+    // The process is still seeking to the position of the item.
     _state->position = event;
     return;
   }
-  _screen->clock->set({.running = event.running,
+  _output->clock->set({.running = event.running,
                        .seconds = event.seconds,
                        .rate = event.rate,
                        .first = event.first,
@@ -264,7 +264,7 @@ void RemoteEngine::_handle(const media::PositionEvent& event) {
 }
 
 void RemoteEngine::_handle(const media::TextEvent& event) {
-  _screen->texts.apply(event.change);
+  _output->texts.apply(event.change);
   _process->textsDidChange();
 }
 
@@ -275,7 +275,7 @@ void RemoteEngine::_handle(const media::SoundEvent& event) {
 }
 
 void RemoteEngine::_handle(const media::PlaybackEvent& event) {
-  if (!_isOf(event.generation) || _state->failed) return;
+  if (!_isCurrent(event.generation) || _state->failed) return;
   switch (event.kind) {
     case Kind::Ready:
       return _becomeReady(event);
@@ -283,22 +283,22 @@ void RemoteEngine::_handle(const media::PlaybackEvent& event) {
       return _fail(event.error);
     case Kind::Play: {
       _state->ended = false;
-      const bool isKnown = _state->restoring && !_state->playUntold;
-      _state->playUntold = false;
-      if (_state->restoring) _restored();
-      if (isKnown || !_isOf(event.generation)) return;
+      const bool isKnown = _state->restoring && !_state->playPending;
+      _state->playPending = false;
+      if (_state->restoring) _finishRestore();
+      if (isKnown || !_isCurrent(event.generation)) return;
       break;
     }
     case Kind::Pause:
       if (_state->restoring) return;
-      _state->pauseUntold = false;
+      _state->pausePending = false;
       break;
     case Kind::Stall:
       if (_state->restoring) return;
-      _state->playUntold = true;
+      _state->playPending = true;
       break;
     case Kind::Seek:
-      _noteSeek(event.seekSerial);
+      _completeSeek(event.seekSerial);
       break;
     case Kind::End:
       _state->ended = true;
@@ -309,10 +309,10 @@ void RemoteEngine::_handle(const media::PlaybackEvent& event) {
       if (_state->restoring) return;
       break;
   }
-  _tell(event);
+  _notify(event);
 }
 
-void RemoteEngine::_tell(const media::PlaybackEvent& event) {
+void RemoteEngine::_notify(const media::PlaybackEvent& event) {
   platform::MediaEngineObserver* const observer = _observer;
   if (!observer) return;
   switch (event.kind) {
@@ -339,7 +339,7 @@ void RemoteEngine::_tell(const media::PlaybackEvent& event) {
 
 void RemoteEngine::_fail(platform::Error error) {
   _state->failed = true;
-  _tell({.kind = Kind::Fail, .generation = _state->load.generation, .error = std::move(error)});
+  _notify({.kind = Kind::Fail, .generation = _state->load.generation, .error = std::move(error)});
 }
 
 }  // namespace box

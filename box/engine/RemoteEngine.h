@@ -21,21 +21,21 @@
 
 namespace box {
 
-/// Plays media in a process of its own.
+/// A MediaEngine that plays media in a child process.
 ///
-/// What is asked goes to the process, what became true comes from it. Everything that is read
-/// (position, facts, access log) has been told before, so that no call waits for the process.
+/// Calls become commands to the process; its events update the state that position(), facts() and
+/// accessLog() return. No call waits for the process.
 ///
-/// While the process has something to do it is asked every few seconds whether it still answers.
-/// When it dies the item goes on in another one where it was, and nothing is told; when
-/// that one dies within kDeathInterval too, the item fails.
+/// While an item is active, the engine sends a command every few seconds to detect a hung process.
+/// When the process dies, the engine starts another one at the same position without notifying the
+/// observer. The item fails if the second process dies within kDeathInterval too.
 ///
-/// Threads: main. Lifetime: `queue`, `clock` and `processes` outlive it.
+/// Thread: main. `queue`, `clock` and `processes` must outlive this object.
 class RemoteEngine : public platform::MediaEngine {
  public:
   static constexpr platform::Duration kDeathInterval = std::chrono::seconds(30);
 
-  /// What the sound of a media process does, as in media::AudioDevice.
+  /// Sound events of the media process, as in media::AudioDevice.
   struct Sound {
     std::function<void()> interrupted;
     std::function<void()> lost;
@@ -64,39 +64,39 @@ class RemoteEngine : public platform::MediaEngine {
   double position() override;
   const platform::MediaFacts& facts() override;
   platform::Array accessLog() override;
-  std::shared_ptr<platform::VideoOutput> videoOutput() override { return _screen->frames; }
+  std::shared_ptr<platform::VideoOutput> videoOutput() override { return _output->frames; }
 
-  /// -1 without one.
+  /// The process id, or -1 without a process.
   pid_t processID() const { return _process ? _process->pid() : -1; }
 
  private:
-  /// What the link's thread uses: where pictures and texts go.
-  struct Screen {
+  /// Output state that the link's thread uses too.
+  struct Output {
     const std::shared_ptr<media::VideoFrames> frames = std::make_shared<media::VideoFrames>();
     media::TextMirror texts;
     std::shared_ptr<media::PositionClock> clock;
   };
-  /// What is known of the load, and what was asked of it beyond platform::MediaLoad.
+  /// State of the load, and the requests after it that platform::MediaLoad does not hold.
   struct State {
     platform::MediaLoad load;
     bool ready = false;
     bool failed = false;
     bool ended = false;
-    /// Whether a play or a pause was asked for that has not been told.
-    bool playUntold = false;
-    bool pauseUntold = false;
-    /// A process took over from a dead one and is not yet where the item was. Its events were told
-    /// already.
+    /// A play() or pause() whose event has not arrived yet.
+    bool playPending = false;
+    bool pausePending = false;
+    /// A new process replaces a dead one and has not reached the position yet. Its events are not
+    /// forwarded, because the observer got them from the dead process.
     bool restoring = false;
-    std::optional<media::PositionEvent> position;  ///< the newest while restoring
-    /// The newest seek that has no effect yet; another process gets it again.
+    std::optional<media::PositionEvent> position;  ///< the latest one while restoring
+    /// The latest seek that is not complete. It is sent again to a replacement process.
     std::optional<media::EngineCommand> pendingSeek;
     std::optional<double> seekDestination;
     std::map<std::string, std::optional<std::string>> selections;
     std::map<std::uint32_t, bool> tracks;
     platform::Array accessLog;
 
-    /// The process has work to do, so it has to answer even while the player asks nothing.
+    /// Whether the process is working, so that it has to be supervised.
     bool isBusy() const {
       return !failed && (!ready || restoring || seekDestination || (load.playing && !ended));
     }
@@ -109,43 +109,43 @@ class RemoteEngine : public platform::MediaEngine {
   bool _ensureProcess();
   void _send(media::EngineCommand command);
   void _sendLoad(const platform::MediaLoad& load, bool prepares);
-  void _refreshWhenOld();
+  void _requestRefresh();
   void _supervise();
-  void _failLater();
+  void _failAsynchronously();
 
   void _receive(const media::EngineEvent& event);
   void _handle(const media::PlaybackEvent& event);
   void _handle(const media::FactsEvent& event);
   void _handle(const media::AccessLogEvent& event);
   void _handle(const media::PositionEvent& event);
-  void _handle(const media::ItemRequestEvent& event) { _items.ask(event); }
-  void _handle(const media::CancelRequestEvent& event) { _items.withdraw(event); }
+  void _handle(const media::ItemRequestEvent& event) { _items.request(event); }
+  void _handle(const media::CancelRequestEvent& event) { _items.cancel(event); }
   void _handle(const media::TextEvent& event);
   void _handle(const media::SoundEvent& event);
   void _handle(const media::HelloEvent&) {}
   void _handle(const media::AcknowledgedEvent&) {}
-  void _tell(const media::PlaybackEvent& event);
-  /// False: no seek was answered by it.
-  bool _noteSeek(std::uint64_t serial);
+  void _notify(const media::PlaybackEvent& event);
+  /// Completes the pending seek. Returns false if `serial` is not that of the pending seek.
+  bool _completeSeek(std::uint64_t serial);
   void _becomeReady(const media::PlaybackEvent& event);
-  void _restored();
-  void _died();
-  void _goOn();
+  void _finishRestore();
+  void _processDied();
+  void _restart();
   void _fail(platform::Error error);
-  bool _isOf(std::uint64_t generation) const {
+  bool _isCurrent(std::uint64_t generation) const {
     return _state && _state->load.generation == generation;
   }
-  void _followStyles();
+  void _observeStyles();
 
   platform::MainQueue& _queue;
   const platform::Clock& _clock;
   MediaProcesses& _processes;
   const Sound _sound;
   platform::MediaEngineObserver* _observer = nullptr;
-  const std::shared_ptr<Screen> _screen = std::make_shared<Screen>();
+  const std::shared_ptr<Output> _output = std::make_shared<Output>();
   RemoteItems _items;
   std::unique_ptr<MediaProcess> _process;
-  std::optional<State> _state;  // none: nothing is loaded
+  std::optional<State> _state;  // nothing: no item is loaded
   std::optional<platform::MediaLoad> _prepared;
   platform::MediaFacts _facts;
   platform::TimePoint _factsAt{};
@@ -153,9 +153,9 @@ class RemoteEngine : public platform::MediaEngine {
   std::uint64_t _epoch = 0;
   std::uint64_t _lastSeek = 0;
   std::optional<Death> _death;
-  platform::Token _soundArrival;
+  platform::Token _soundObservation;
   platform::Token _styles;
-  platform::Token _failing;
+  platform::Token _failureTask;
   platform::Token _supervision;
 };
 

@@ -1,4 +1,4 @@
-// The beginning and the end of a process, and how an item goes on in the next one.
+// Start and death of the media process, and the restart of an item in a new process.
 
 #include <utility>
 
@@ -20,15 +20,15 @@ platform::Error processError(platform::MediaErrorCode code, std::string reason) 
 
 }  // namespace
 
-void RemoteEngine::_failLater() {
+void RemoteEngine::_failAsynchronously() {
   _state->failed = true;
-  _failing = _queue.after({}, [this] {
+  _failureTask = _queue.after({}, [this] {
     _fail(processError(platform::MediaErrorCode::PlayerUnavailable,
-                       "No process for media can be started."));
+                       "A media process could not be started."));
   });
 }
 
-bool RemoteEngine::_noteSeek(std::uint64_t serial) {
+bool RemoteEngine::_completeSeek(std::uint64_t serial) {
   if (serial != _lastSeek || !_state->pendingSeek) return false;
   _state->pendingSeek.reset();
   _state->seekDestination.reset();
@@ -36,55 +36,54 @@ bool RemoteEngine::_noteSeek(std::uint64_t serial) {
 }
 
 void RemoteEngine::_becomeReady(const media::PlaybackEvent& event) {
-  const bool answersSeek = _noteSeek(event.seekSerial);
-  if (!std::exchange(_state->ready, true)) return _tell(event);
+  const bool answersSeek = _completeSeek(event.seekSerial);
+  if (!std::exchange(_state->ready, true)) return _notify(event);
   for (const auto& [characteristic, identifier] : _state->selections)
     _send(media::SelectCommand{characteristic, identifier});
   for (const auto& [track, enabled] : _state->tracks) _send(media::TrackCommand{track, enabled});
-  if (answersSeek) _tell({.kind = Kind::Seek, .generation = event.generation});
-  // What was asked meanwhile comes to this process too.
-  if (_isOf(event.generation) && _state->restoring && !_state->load.playing) _restored();
+  if (answersSeek) _notify({.kind = Kind::Seek, .generation = event.generation});
+  // Requests from observers above have been sent to this process too.
+  if (_isCurrent(event.generation) && _state->restoring && !_state->load.playing) _finishRestore();
 }
 
-void RemoteEngine::_restored() {
+void RemoteEngine::_finishRestore() {
   const std::uint64_t generation = _state->load.generation;
   _state->restoring = false;
   if (const auto position = std::exchange(_state->position, std::nullopt)) _handle(*position);
-  if (_isOf(generation) && std::exchange(_state->pauseUntold, false))
-    _tell({.kind = Kind::Pause, .generation = generation});
+  if (_isCurrent(generation) && std::exchange(_state->pausePending, false))
+    _notify({.kind = Kind::Pause, .generation = generation});
 }
 
-void RemoteEngine::_died() {
-  // The object is in the middle of this call.
+void RemoteEngine::_processDied() {
+  // Keep the process alive: this is called from one of its callbacks.
   const auto dead = std::move(_process);
   _items.clear();
-  // It may be what killed the process. Its own load will show.
+  // The prepared item may have crashed the process. It is loaded again when it is its turn.
   _prepared.reset();
   if (!_state || _state->failed) return;
   const auto now = _clock.now();
-  const bool again =
+  const bool isSecondDeath =
       _death && _death->item.lock() == _state->load.item && now - _death->at < kDeathInterval;
   _death = Death{_state->load.item, now};
-  if (again)
-    return _fail(processError(platform::MediaErrorCode::ProcessLost,
-                              "The process that played them has ended twice."));
-  TVSLogWarning(TVSSystemLog, "The media go on in another process");
-  _goOn();
+  if (isSecondDeath)
+    return _fail(
+        processError(platform::MediaErrorCode::ProcessLost, "The media process died twice."));
+  TVSLogWarning(TVSSystemLog, "Playback continues in a new media process");
+  _restart();
 }
 
-void RemoteEngine::_goOn() {
+void RemoteEngine::_restart() {
   platform::MediaLoad load = _state->load;
   if (_state->ready) {
-    load.startSeconds = _state->seekDestination.value_or(_screen->clock->seconds());
+    load.startSeconds = _state->seekDestination.value_or(_output->clock->seconds());
     load.startFraction.reset();
     load.startDate.reset();
     _state->restoring = true;
-    _screen->clock->hold(*load.startSeconds);
+    _output->clock->hold(*load.startSeconds);
   }
   if (!_ensureProcess())
-    return _fail(processError(platform::MediaErrorCode::ProcessLost,
-                              "The process that played them has ended."));
-  // The picture that is shown stays until the first one of this process.
+    return _fail(processError(platform::MediaErrorCode::ProcessLost, "The media process died."));
+  // The last picture stays on screen until the first one of the new process arrives.
   _process->setMinimumEpoch(++_epoch);
   _sendLoad(load, false);
   if (_state->pendingSeek) _send(*_state->pendingSeek);

@@ -12,33 +12,33 @@
 
 namespace box {
 
-/// The media items that a media process knows by numbers: describes them to it, and asks them what
-/// it asks.
+/// Maps media items to the numbers that a media process uses for them, and forwards the resource
+/// and key requests of the process to the items.
 ///
-/// Threads: main. After clear() nothing is answered.
+/// Thread: main. After clear() no request is answered.
 class RemoteItems {
  public:
-  using Answer = std::function<void(const media::ItemResponseCommand&)>;
+  using Respond = std::function<void(const media::ItemResponseCommand&)>;
 
-  RemoteItems(platform::MainQueue& queue, Answer answer);
+  RemoteItems(platform::MainQueue& queue, Respond respond);
 
-  /// The same number for the same item, as long as it lives.
+  /// Returns the number of the item. It is the same for as long as the item lives.
   std::uint64_t identify(const std::shared_ptr<TVSMediaItem>& item);
   static media::ItemDescription describe(const TVSMediaItem& item);
 
-  /// A question about an item that is gone gets an error.
-  void ask(const media::ItemRequestEvent& question);
-  void withdraw(const media::CancelRequestEvent& withdrawn);
-  /// The process has gone: its questions need no answers.
-  void clear() { _questions.clear(); }
+  /// Forwards a request to its item. If the item no longer exists, the response is an error.
+  void request(const media::ItemRequestEvent& event);
+  void cancel(const media::CancelRequestEvent& event);
+  /// Cancels all requests, because the process has ended.
+  void clear() { _requests.clear(); }
 
  private:
   platform::MainQueue& _queue;
-  const Answer _answer;
+  const Respond _respond;
   std::map<std::uint64_t, std::weak_ptr<TVSMediaItem>> _items;
   std::uint64_t _lastID = 0;
-  /// One object for each question, since they are cancelled one by one.
-  std::map<std::uint64_t, std::shared_ptr<platform::PendingRequests>> _questions;
+  /// One object for each request, so that each can be cancelled alone.
+  std::map<std::uint64_t, std::shared_ptr<platform::PendingRequests>> _requests;
 };
 
 }  // namespace box

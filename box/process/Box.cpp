@@ -17,19 +17,20 @@ namespace box {
 
 namespace {
 
-SurroundingsOptions surroundingsOptions(const Options& options, const Door& door) {
-  SurroundingsOptions surroundings;
-  surroundings.onActive = options.onActive;
-  surroundings.onIdle = options.onIdle;
-  surroundings.runtimeFolder = std::filesystem::path(door.socketPath()).parent_path();
-  return surroundings;
+SystemIntegrationOptions systemIntegrationOptions(const Options& options,
+                                                  const DBusServer& server) {
+  SystemIntegrationOptions integration;
+  integration.onActive = options.onActive;
+  integration.onIdle = options.onIdle;
+  integration.runtimeFolder = std::filesystem::path(server.socketPath()).parent_path();
+  return integration;
 }
 
-// All of the end, and the part of it that waits for threads.
-constexpr auto kEndLimit = std::chrono::milliseconds(2000);
-constexpr auto kWorkersEndLimit = std::chrono::milliseconds(700);
-/// Until then the administrator's command for the end is waited for.
-constexpr auto kCommandsEnd = std::chrono::milliseconds(1800);
+// Timeouts of the whole shutdown and of its wait for worker threads.
+constexpr auto kShutdownTimeout = std::chrono::milliseconds(2000);
+constexpr auto kWorkersTimeout = std::chrono::milliseconds(700);
+/// Limit for the --on-idle command that runs at shutdown, counted from the begin of the shutdown.
+constexpr auto kCommandTimeout = std::chrono::milliseconds(1800);
 
 ScreenOptions screenOptions(const Options& options, const Device& device) {
   ScreenOptions screen = options.screen;
@@ -50,8 +51,8 @@ MediaProcesses::Setup processSetup(const Options& options, const Device& device)
   return setup;
 }
 
-/// Without destructors, which threads that still run could run into.
-[[noreturn]] void leave() {
+/// Skips destructors: threads that still run may use the objects.
+[[noreturn]] void exitWithoutDestructors() {
   std::fflush(nullptr);
   std::_Exit(0);
 }
@@ -61,19 +62,19 @@ MediaProcesses::Setup processSetup(const Options& options, const Device& device)
 Box::Box(Options options, platform::TimePoint started, std::unique_ptr<NetworkWatch> networkWatch)
     : _options(std::move(options)),
       _started(started),
-      _signals(kEndLimit,
+      _signals(kShutdownTimeout,
                [this](int signal) { _mainQueue.async([this, signal] { _terminate(signal); }); }),
       _audioRouting(_mainQueue, notificationCenter(),
                     {.speakerPatterns = _options.speakerPatterns,
-                     .serverIsThere = [this] { _mediaProcesses.noteSoundArrival(); }}),
+                     .serverDidConnect = [this] { _mediaProcesses.soundServerDidConnect(); }}),
       _network(_mainQueue, notificationCenter(), std::move(networkWatch)),
       _device(_options.language),
-      _door(_mainQueue, _options.door),
-      _surroundings(_mainQueue, _clock, surroundingsOptions(_options, _door),
-                    [this](std::function<void()> done) { _deviceWillSleep(std::move(done)); }),
+      _dbusServer(_mainQueue, _options.server),
+      _systemIntegration(_mainQueue, _clock, systemIntegrationOptions(_options, _dbusServer),
+                         [this](std::function<void()> done) { _deviceWillSleep(std::move(done)); }),
       _mediaProcesses(_mainQueue, processSetup(_options, _device)),
       _display(_mainQueue, _clock, screenOptions(_options, _device)) {
-  // A peer or a server that hangs up shows where it is written to.
+  // A closed connection is reported by write() instead.
   std::signal(SIGPIPE, SIG_IGN);
   TVSLogger::addSink(_log);
 }
@@ -81,8 +82,8 @@ Box::Box(Options options, platform::TimePoint started, std::unique_ptr<NetworkWa
 Box::~Box() {
   _application = {};
   releaseSharedInstances();
-  _door.close();
-  // What waits there may hold sessions and controllers, which need the services that end next.
+  _dbusServer.close();
+  // Pending tasks may hold sessions and controllers. Those use services that are destroyed next.
   _mainQueue.discard();
   TVSLogger::removeSink(_log);
 }
@@ -91,14 +92,14 @@ std::unique_ptr<platform::MediaEngine> Box::makeMediaEngine() {
   return std::make_unique<RemoteEngine>(
       _mainQueue, _clock, _mediaProcesses,
       RemoteEngine::Sound{.interrupted = [this] { _audioRouting.interrupt(); },
-                          .lost = [this] { _audioRouting.noteLoss(); }});
+                          .lost = [this] { _audioRouting.handleDeviceLoss(); }});
 }
 
 std::shared_ptr<platform::Layer> Box::makeLayer() {
   std::optional<platform::Error> error;
-  // Beside the door's socket: whoever may call the door may draw.
-  auto layer = FrameSocket::open(_door.socketPath() + ".layers", &error);
-  if (error) TVSLogError(TVSSystemLog, "There is no layer to draw into: %@", *error);
+  // In the folder of the D-Bus socket, so that the same users have access.
+  auto layer = FrameSocket::open(_dbusServer.socketPath() + ".layers", &error);
+  if (error) TVSLogError(TVSSystemLog, "Cannot create a layer: %@", *error);
   return layer;
 }
 
@@ -108,12 +109,12 @@ int Box::run(platform::Application application) {
   _applyLogLevels();
   _application = std::move(application);
   _display.host.setRootViewControllerFactory(_application.makeRootViewController);
-  _connectDoor();
+  _setUpDBusServer();
   if (!_application.delegate->applicationDidFinishLaunching({})) {
-    TVSLogError(TVSSystemLog, "The application refused to launch");
+    TVSLogError(TVSSystemLog, "The application failed to launch");
     return 1;
   }
-  _reportDoor();
+  _reportReady();
   _warmUp();
   _mainQueue.run();
   _shutDown();
@@ -127,20 +128,20 @@ void Box::_applyLogLevels() const {
   }
 }
 
-void Box::_connectDoor() {
-  _door.setBoxInterface({
+void Box::_setUpDBusServer() {
+  _dbusServer.setBoxInterface({
       .input = [this](platform::InputEvent event,
-                      platform::Duration held) { _takeInput(event, held); },
+                      platform::Duration held) { _handleInput(event, held); },
       .screenshot =
           [this](std::function<void(std::shared_ptr<const platform::Bytes>)> completion) {
             _display.screen.capture(std::move(completion));
           },
       .status = [this] { return _status(); },
   });
-  _door.setFatalActionCheck(_application.isFatalAction);
+  _dbusServer.setFatalActionCheck(_application.isFatalAction);
 }
 
-void Box::_takeInput(const platform::InputEvent& event, platform::Duration held) {
+void Box::_handleInput(const platform::InputEvent& event, platform::Duration held) {
   const auto* press = std::get_if<platform::PressType>(&event.what);
   if (press && held > platform::Duration::zero()) {
     _display.held.hold(*press, held);
@@ -164,8 +165,8 @@ platform::Dictionary Box::_status() const {
                                   {"dropped", drawn.judder.dropped},
                                   {"repeated", drawn.judder.repeated},
                                   {"judderMilliseconds", drawn.judder.averageMilliseconds},
-                                  {"judder99Milliseconds", drawn.judder.mostMilliseconds}});
-  status.set("nowPlaying", _surroundings.nowPlaying().status());
+                                  {"judder99Milliseconds", drawn.judder.percentile99Milliseconds}});
+  status.set("nowPlaying", _systemIntegration.nowPlaying().status());
   status.set("uptime", platform::secondsFromDuration(_clock.now() - _started));
   if (const auto use = memoryUse()) {
     status.set("memory", platform::Dictionary{{"pss", use->proportional},
@@ -176,73 +177,74 @@ platform::Dictionary Box::_status() const {
   return status;
 }
 
-void Box::_reportDoor() {
-  // The door itself has said why.
-  if (_door.error()) return;
-  // What the loader did before main is not in it: the kernel tells the start of a process in steps
+void Box::_reportReady() {
+  // DBusServer::open() has logged the error.
+  if (_dbusServer.error()) return;
+  // The time excludes the dynamic loader: the kernel reports process start times with a resolution
   // of 10 ms only.
-  TVSLogNotice(TVSSystemLog, "The door %@ is open, %f ms after main began", _door.socketPath(),
+  TVSLogNotice(TVSSystemLog, "D-Bus server listens on %@, %f ms after main began",
+               _dbusServer.socketPath(),
                platform::secondsFromDuration(_clock.now() - _started) * 1000);
-  _serviceManager.tellReady();
+  _serviceManager.notifyReady();
 }
 
 void Box::_warmUp() {
   _network.start();
   _audioRouting.start();
-  _surroundings.setDisplayObserver(
+  _systemIntegration.setDisplayObserver(
       [this](bool staysOn) { _display.screen.setKeepsDisplayOn(staysOn); });
-  _surroundings.start();
+  _systemIntegration.start();
   _mediaProcesses.warmUp();
   _display.screen.warmUp();
   _display.observed.setObserver([this](bool opens) { _screenWillOpen(opens); });
 }
 
-void Box::_screenWillOpen(bool opens) { _surroundings.setPresenting(opens); }
+void Box::_screenWillOpen(bool opens) { _systemIntegration.setPresenting(opens); }
 
 void Box::_deviceWillSleep(std::function<void()> done) {
   _notifications.system.post(platform::TVSPowerManagerDeviceWillSleepNotification);
-  // After those who have heard of it, and after what they have sent.
-  _mainQueue.async([this, done = std::move(done)] { _door.whenSent(done); });
+  // Deferred, so that observers of the notification have run and their events are queued.
+  _mainQueue.async([this, done = std::move(done)] { _dbusServer.callAfterSending(done); });
 }
 
 void Box::_terminate(int signal) {
-  if (std::exchange(_ending.hasBegun, true)) return;
-  TVSLogNotice(TVSSystemLog, "Ending on signal %d", signal);
-  _serviceManager.tellStopping();
-  _ending.commandsEnd = _clock.now() + kCommandsEnd;
-  _surroundings.beginEnd();
+  if (std::exchange(_shutdown.isRequested, true)) return;
+  TVSLogNotice(TVSSystemLog, "Shutting down after signal %d", signal);
+  _serviceManager.notifyStopping();
+  _shutdown.commandDeadline = _clock.now() + kCommandTimeout;
+  _systemIntegration.beginShutdown();
   _application.delegate->applicationWillTerminate();
   _mainQueue.stop();
 }
 
 void Box::_closePlayers() {
-  // Senders and logs must not take this for a stop by the user, so no session is told.
-  // Every owner of a player is released instead.
+  // Stopping sessions would look like a stop by the user to senders. Release all owners of players
+  // instead.
   _display.host.close();
   releaseSharedInstances();
   _mainQueue.discard();
 }
 
 void Box::_shutDown() {
-  // From here on the end is as good as it gets, whatever a thread still hangs on.
-  _signals.setLeavingStatus(0);
+  // After this point the exit status is 0 even if a thread hangs.
+  _signals.setTimeoutStatus(0);
   _network.stop();
   _audioRouting.stop();
   _display.observed.setObserver(nullptr);
   _closePlayers();
   _mediaProcesses.close();
   _display.screen.close();
-  _door.close();
+  _dbusServer.close();
   _application = {};
   releaseSharedInstances();
   _mainQueue.runDue();
   _mainQueue.discard();
-  const bool haveEnded = platform::WorkerThreads::waitForAll(kWorkersEndLimit);
-  _surroundings.stop(_ending.commandsEnd - _clock.now());
-  if (haveEnded) return;
-  TVSLogWarning(TVSSystemLog, "%lu threads did not end in time and are left as they are",
+  const bool allEnded = platform::WorkerThreads::waitForAll(kWorkersTimeout);
+  _systemIntegration.stop(_shutdown.commandDeadline - _clock.now());
+  if (allEnded) return;
+  TVSLogWarning(TVSSystemLog, "%lu threads did not finish in time",
                 platform::WorkerThreads::running());
-  leave();
+  exitWithoutDestructors();
 }
 
 }  // namespace box

@@ -6,15 +6,15 @@
 
 #include "box/engine/MediaProcesses.h"
 #include "box/process/Device.h"
-#include "box/process/NotThere.h"
+#include "box/process/MissingServices.h"
 #include "box/process/ObservedScreen.h"
 #include "box/process/Options.h"
 #include "box/process/ServiceManager.h"
 #include "box/process/SignalWatch.h"
 #include "box/screen/window/Screen.h"
-#include "box/services/Surroundings.h"
-#include "box/services/door/Door.h"
-#include "box/services/door/Notifications.h"
+#include "box/services/SystemIntegration.h"
+#include "box/services/dbus/DBusServer.h"
+#include "box/services/dbus/Notifications.h"
 #include "box/services/network/Network.h"
 #include "box/sound/SoundRoutes.h"
 #include "platform/services/Platform.h"
@@ -24,20 +24,21 @@
 
 namespace box {
 
-/// The box as a process: the machine's clock, the screen, the door on its socket, and the processes
-/// that play media.
+/// The platform of the TV box: system clock, screen, D-Bus server and media processes.
 ///
-/// Workflow: made first thing in the process, since the time it reports counts from there and since
-/// its threads must come after its signal mask. run() launches the application, whose receiver
-/// delegate opens the door; only then are media and screen brought up, on threads of their own.
-/// SIGTERM and SIGINT end it: the application is told, then players, screen and door close in this
-/// order, and run() returns 0. No session is stopped, so senders get no event and only see the
-/// connection close. All of that has 2 s; see SignalWatch.
+/// Construct it before any other thread exists: SignalWatch blocks signals in the constructor, and
+/// later threads inherit that mask. run() launches the application. The application's receiver
+/// delegate opens the D-Bus server. Then run() initializes the media processes and the screen on
+/// threads of their own.
 ///
-/// Threads: main.
+/// SIGTERM and SIGINT start a shutdown: the application is notified, then players, screen and D-Bus
+/// server are closed in this order, and run() returns 0. Sessions are not stopped, so senders get
+/// no stop event; their connections are closed. The shutdown is limited to 2 s; see SignalWatch.
+///
+/// Thread: main.
 class Box final : public platform::RunnablePlatform {
  public:
-  /// `started`: when the process entered main. `networkWatch`: not null.
+  /// `started`: the time when main() began. `networkWatch` must not be null.
   Box(Options options, platform::TimePoint started, std::unique_ptr<NetworkWatch> networkWatch);
   ~Box() override;
 
@@ -45,13 +46,13 @@ class Box final : public platform::RunnablePlatform {
 
   platform::Clock& clock() override { return _clock; }
   platform::MainQueue& mainQueue() override { return _mainQueue; }
-  platform::ReceiverServiceClient& receiverServiceClient() override { return _door; }
-  platform::NowPlayingService& nowPlaying() override { return _surroundings.nowPlaying(); }
+  platform::ReceiverServiceClient& receiverServiceClient() override { return _dbusServer; }
+  platform::NowPlayingService& nowPlaying() override { return _systemIntegration.nowPlaying(); }
   platform::ProcessAssertionService& processAssertions() override {
-    return _surroundings.processAssertions();
+    return _systemIntegration.processAssertions();
   }
-  platform::SystemService& systemService() override { return _surroundings.systemService(); }
-  platform::PowerManager& powerManager() override { return _surroundings.powerManager(); }
+  platform::SystemService& systemService() override { return _systemIntegration.systemService(); }
+  platform::PowerManager& powerManager() override { return _systemIntegration.powerManager(); }
   platform::SystemNotificationService& systemNotifications() override {
     return _notifications.system;
   }
@@ -71,7 +72,7 @@ class Box final : public platform::RunnablePlatform {
   std::shared_ptr<platform::Layer> makeLayer() override;
 
  private:
-  /// The screen, what is presented on it, and the buttons that are held.
+  /// The screen, the view service host that presents on it, and the state of held buttons.
   struct Display {
     Display(platform::MainQueue& queue, const platform::Clock& clock, ScreenOptions options)
         : screen(queue, clock, std::move(options)),
@@ -84,26 +85,25 @@ class Box final : public platform::RunnablePlatform {
     platform::HeldButton held;
   };
   struct Notifications {
-    Notifications(platform::MainQueue& queue, Door& door)
-        : system(queue, door), distributed(door) {}
+    Notifications(platform::MainQueue& queue, DBusServer& server)
+        : system(queue, server), distributed(server) {}
 
     SystemNotifications system;
     DistributedNotifications distributed;
   };
-  struct Ending {
-    bool hasBegun = false;
-    platform::TimePoint commandsEnd{};
+  struct Shutdown {
+    bool isRequested = false;
+    platform::TimePoint commandDeadline{};
   };
 
   void _applyLogLevels() const;
-  void _connectDoor();
-  /// Of the remote, by the door.
-  void _takeInput(const platform::InputEvent& event, platform::Duration held);
+  void _setUpDBusServer();
+  void _handleInput(const platform::InputEvent& event, platform::Duration held);
   platform::Dictionary _status() const;
-  void _reportDoor();
+  void _reportReady();
   void _warmUp();
   void _screenWillOpen(bool opens);
-  /// What listens for it does what is to be done before the device sleeps.
+  /// Posts the will-sleep notification; calls `done` when its effects have been sent to the peers.
   void _deviceWillSleep(std::function<void()> done);
   void _terminate(int signal);
   void _closePlayers();
@@ -114,24 +114,24 @@ class Box final : public platform::RunnablePlatform {
   const std::shared_ptr<startup::StderrLog> _log = std::make_shared<startup::StderrLog>();
   platform::SystemClock _clock;
   platform::MainQueue _mainQueue{_clock, std::make_shared<platform::ConditionWaiter>(_clock)};
-  // Before everything that has threads, and alive until they have ended.
+  // Must be constructed before and destroyed after all members that have threads.
   SignalWatch _signals;
   ServiceManager _serviceManager{_mainQueue};
 
-  PlainAudioSession _audioSession;
+  NullAudioSession _audioSession;
   SoundRoutes _audioRouting;
   Network _network;
-  NoCloudData _cloudData;
-  PlainInputLimiting _remoteInputLimiting;
+  NullCloudDataClient _cloudData;
+  NullInputLimiting _remoteInputLimiting;
   Device _device;
-  Door _door;
-  Notifications _notifications{_mainQueue, _door};
-  Surroundings _surroundings;
+  DBusServer _dbusServer;
+  Notifications _notifications{_mainQueue, _dbusServer};
+  SystemIntegration _systemIntegration;
   MediaProcesses _mediaProcesses;
   Display _display;
 
   platform::Application _application;
-  Ending _ending;
+  Shutdown _shutdown;
 };
 
 }  // namespace box

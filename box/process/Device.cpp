@@ -15,7 +15,7 @@ namespace box {
 
 namespace {
 
-/// The first of these that is set and not empty decides.
+/// The value of the first variable that is set and not empty.
 std::string environmentLanguage() {
   for (const char* const name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
     const char* const value = std::getenv(name);
@@ -29,7 +29,7 @@ std::string environmentText(const char* name) {
   return value ? value : "";
 }
 
-/// `language` is a locale's name, `others` several between colons.
+/// `language` is a locale name, `others` a colon-separated list of locale names.
 std::vector<std::string> languageTags(const std::string& language, const std::string& others) {
   std::vector<std::string> tags;
   if (language == "C") return tags;
@@ -67,7 +67,7 @@ std::string Device::languageName(std::string_view tag) const {
   UErrorCode status = U_ZERO_ERROR;
   char locale[ULOC_FULLNAME_CAPACITY];
   uloc_forLanguageTag(std::string(tag).c_str(), locale, sizeof locale, nullptr, &status);
-  // "und", and what is no tag, come out without a language.
+  // "und" and invalid tags yield an empty language.
   char language[ULOC_LANG_CAPACITY];
   if (U_FAILURE(status) || uloc_getLanguage(locale, language, sizeof language, &status) <= 0)
     return {};

@@ -9,10 +9,11 @@
 
 namespace box {
 
-/// The language comes from the command line, else from the environment as the C library reads it.
+/// Facts about this device. The language comes from the command line, or else from LC_ALL,
+/// LC_MESSAGES or LANG.
 class Device final : public platform::DeviceInfo {
  public:
-  /// The administrator makes a box an internal one with a file of this name, whatever it holds.
+  /// If this file exists, the build counts as internal. Its contents do not matter.
   static constexpr const char* kInternalMarker = "/etc/tvvorlane/internal";
 
   explicit Device(const std::optional<std::string>& languageTag,
@@ -20,8 +21,8 @@ class Device final : public platform::DeviceInfo {
   bool isInternalBuild() const override;
   std::string language() const override { return _language; }
   std::string languageName(std::string_view tag) const override;
-  /// What sound and text are wanted in, the best first, as BCP 47: beside the language those of
-  /// $LANGUAGE, unless the command line has the say.
+  /// Preferred languages of audio and subtitles as BCP 47 tags, best first. Without a language on
+  /// the command line, the languages of $LANGUAGE come first.
   std::vector<std::string> preferredLanguages() const { return _preferredLanguages; }
 
  private:
@@ -30,7 +31,7 @@ class Device final : public platform::DeviceInfo {
   const std::vector<std::string> _preferredLanguages;
 };
 
-/// `pt-BR` or `pt_BR.UTF-8@x` as `pt_BR`; "C" for what names no language.
+/// Converts `pt-BR` or `pt_BR.UTF-8@x` to `pt_BR`. Returns "C" for an empty name and for POSIX.
 std::string localeName(std::string text);
 
 }  // namespace box

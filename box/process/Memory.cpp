@@ -12,7 +12,7 @@ namespace box {
 
 namespace {
 
-/// The number behind `name` at the start of a line, which is in kilobytes.
+/// Returns the value of the line that starts with `name`, converted from kB to bytes.
 std::optional<std::uint64_t> bytesOf(std::string_view text, std::string_view name) {
   while (!text.empty()) {
     const auto end = text.find('\n');

@@ -6,19 +6,18 @@
 
 namespace box {
 
-/// What the process holds in memory, in bytes.
+/// Memory of the process in bytes.
 struct MemoryUse {
   std::uint64_t resident = 0;
-  /// Pages that are shared count by their share.
+  /// Proportional set size: each shared page counts divided by the number of its users.
   std::uint64_t proportional = 0;
-  /// Of the heap, what has been asked for and not given back.
   std::uint64_t allocated = 0;
 };
 
-/// Nothing where the kernel does not tell.
+/// Returns nothing if /proc/self/smaps_rollup cannot be read.
 std::optional<MemoryUse> memoryUse();
 
-/// From the text of /proc/PID/smaps_rollup, which knows nothing of the heap.
+/// Parses the text of /proc/PID/smaps_rollup. `allocated` stays 0.
 std::optional<MemoryUse> memoryUseFromText(std::string_view text);
 
 }  // namespace box

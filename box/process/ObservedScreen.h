@@ -9,9 +9,9 @@
 
 namespace box {
 
-/// Another screen, and whoever has to know when it is told to open and to close.
+/// Forwards to another screen and notifies an observer when the screen opens and closes.
 ///
-/// Threads: main. Lifetime: `screen` outlives it.
+/// Thread: main. `screen` must outlive this object.
 class ObservedScreen final : public platform::Screen {
  public:
   explicit ObservedScreen(platform::Screen& screen) : _screen(screen) {}

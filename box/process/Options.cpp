@@ -11,9 +11,9 @@ namespace box {
 namespace {
 
 constexpr int kDefaultComponentLevel = 5;
-constexpr int kHighestLevel = 7;
-constexpr int kSmallestSide = 64;
-constexpr int kLargestSide = 16384;
+constexpr int kMaxLevel = 7;
+constexpr int kMinSide = 64;
+constexpr int kMaxSide = 16384;
 
 std::optional<int> wholeNumber(std::string_view text, int smallest, int largest) {
   int number = 0;
@@ -24,13 +24,13 @@ std::optional<int> wholeNumber(std::string_view text, int smallest, int largest)
 }
 
 bool readBus(std::string_view text, Options& options) {
-  using Bus = DoorOptions::Bus;
+  using Bus = DBusServerOptions::Bus;
   if (text == "none") {
-    options.door.bus = Bus::None;
+    options.server.bus = Bus::None;
   } else if (text == "session") {
-    options.door.bus = Bus::Session;
+    options.server.bus = Bus::Session;
   } else if (text == "system") {
-    options.door.bus = Bus::System;
+    options.server.bus = Bus::System;
   } else {
     return false;
   }
@@ -40,8 +40,8 @@ bool readBus(std::string_view text, Options& options) {
 bool readSize(std::string_view text, Options& options) {
   const auto cross = text.find('x');
   if (cross == std::string_view::npos) return false;
-  const auto width = wholeNumber(text.substr(0, cross), kSmallestSide, kLargestSide);
-  const auto height = wholeNumber(text.substr(cross + 1), kSmallestSide, kLargestSide);
+  const auto width = wholeNumber(text.substr(0, cross), kMinSide, kMaxSide);
+  const auto height = wholeNumber(text.substr(cross + 1), kMinSide, kMaxSide);
   if (!width || !height) return false;
   options.screen.fullscreen = false;
   options.screen.windowedSize =
@@ -50,7 +50,7 @@ bool readSize(std::string_view text, Options& options) {
 }
 
 bool readLogLevel(std::string_view text, Options& options) {
-  options.logLevel = wholeNumber(text, 0, kHighestLevel);
+  options.logLevel = wholeNumber(text, 0, kMaxLevel);
   return options.logLevel.has_value();
 }
 
@@ -58,7 +58,7 @@ bool readLogComponent(std::string_view text, Options& options) {
   const auto equals = text.find('=');
   const auto level = equals == std::string_view::npos
                          ? kDefaultComponentLevel
-                         : wholeNumber(text.substr(equals + 1), 0, kHighestLevel);
+                         : wholeNumber(text.substr(equals + 1), 0, kMaxLevel);
   const std::string_view name = text.substr(0, equals);
   if (!level || name.empty()) return false;
   options.logComponents.emplace_back(name, *level);
@@ -66,7 +66,7 @@ bool readLogComponent(std::string_view text, Options& options) {
 }
 
 bool readPath(std::string_view text, Options& options) {
-  options.door.socketPath = text;
+  options.server.socketPath = text;
   return !text.empty();
 }
 
@@ -101,7 +101,7 @@ bool readTextSize(std::string_view text, Options& options) {
   double& size = options.screen.access.textSize;
   const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), size);
   return failure == std::errc() && end == text.data() + text.size() &&
-         size >= theme::kLeastTextSize && size <= theme::kMostTextSize;
+         size >= theme::kMinTextSize && size <= theme::kMaxTextSize;
 }
 
 struct Option {
@@ -152,7 +152,7 @@ const Option* findOption(std::string_view name) {
 std::string defaultCacheFolder() {
   const auto below = [](const char* variable, const char* path) {
     const char* const folder = std::getenv(variable);
-    // What is not absolute is to be ignored (XDG Base Directory).
+    // The XDG Base Directory Specification says to ignore relative paths.
     return folder && *folder == '/' ? std::string(folder) + path : std::string();
   };
   const std::string folder = below("XDG_CACHE_HOME", "/tvvorlane/media");
@@ -186,7 +186,7 @@ std::optional<Options> parseOptions(const std::vector<std::string_view>& argumen
       value = arguments[index];
     }
     if (!option->read(value, options)) {
-      return refuse("\"" + std::string(value) + "\" is no value for " + name);
+      return refuse("\"" + std::string(value) + "\" is not a valid value for " + name);
     }
   }
   return options;
@@ -195,42 +195,39 @@ std::optional<Options> parseOptions(const std::vector<std::string_view>& argumen
 std::string_view usage() {
   return "usage: tvvorlane [OPTION...]\n"
          "\n"
-         "Shows on this device's screen what a receiver service tells it to.\n"
+         "Shows on the screen of this device what a receiver service requests over D-Bus.\n"
          "\n"
-         "  --socket PATH            where the receiver service connects; by default\n"
+         "  --socket PATH            Unix socket for the receiver service; default\n"
          "                           $XDG_RUNTIME_DIR/tvvorlane/receiver.sock\n"
          "  --bus none|session|system\n"
-         "                           also publish the same object on that D-Bus bus; default none\n"
-         "  --allow-file-urls        play file: URLs\n"
-         "  --cache FOLDER           where media that may be kept are, at most 512 MiB; by "
-         "default\n"
-         "                           $XDG_CACHE_HOME/tvvorlane/media; empty for nowhere\n"
-         "  --fullscreen             cover the whole display (the default)\n"
-         "  --windowed WIDTHxHEIGHT  a window of that size, such as 1280x720\n"
-         "  --language TAG           language of the texts, such as de or pt-BR; by default that "
-         "of\n"
-         "                           the environment\n"
-         "  --text-size N            texts N times as large as usual, 1 to 1.5\n"
-         "  --reduced-motion         nothing turns, moves or fades: things appear at once, and\n"
-         "                           the sign of loading pulses slowly in place\n"
-         "  --on-active COMMAND      run by the shell when something begins to play, such as one\n"
-         "                           that turns the TV on\n"
-         "  --on-idle COMMAND        run when nothing has played for 10 seconds, or at the end\n"
-         "  --speaker PATTERN        outputs of the sound server with such a name, such as "
-         "raop_sink.*,\n"
-         "                           are Vorlane speakers; may be repeated\n"
-         "  --sandbox-read PATH      the process that plays media may also read that file or "
-         "folder,\n"
-         "                           such as one of a vendor's decoder; may be repeated\n"
-         "  --sandbox-write PATH     the same for writing, the controls of devices, and sockets\n"
-         "  --no-sandbox             that process keeps all rights; for debugging\n"
-         "  --log-level N            log lines up to level N of every component: 3 errors,\n"
-         "                           4 warnings, 5 notices\n"
-         "  --log-component NAME[=N] the same for one component; 5 without N; may be repeated\n"
-         "  --version                print the version\n"
-         "  --help                   print this\n"
+         "                           also publish the objects on that message bus; default none\n"
+         "  --allow-file-urls        allow file: URLs\n"
+         "  --cache FOLDER           folder of the media disk cache (at most 512 MiB); default\n"
+         "                           $XDG_CACHE_HOME/tvvorlane/media; an empty value disables it\n"
+         "  --fullscreen             open a fullscreen window (default)\n"
+         "  --windowed WIDTHxHEIGHT  open a window of this size, such as 1280x720\n"
+         "  --language TAG           language of the user interface, such as de or pt-BR; default\n"
+         "                           is the language of the environment\n"
+         "  --text-size N            scale texts by N, from 1 to 1.5\n"
+         "  --reduced-motion         disable animations; a slow pulse replaces the spinner\n"
+         "  --on-active COMMAND      shell command to run when playback begins, for example to\n"
+         "                           turn the TV on\n"
+         "  --on-idle COMMAND        shell command to run after 10 seconds without playback, and\n"
+         "                           at exit\n"
+         "  --speaker PATTERN        treat sound server sinks with a matching name, such as\n"
+         "                           raop_sink.*, as Vorlane speakers; repeatable\n"
+         "  --sandbox-read PATH      allow media processes to read this file or folder, such as\n"
+         "                           the library of a hardware decoder; repeatable\n"
+         "  --sandbox-write PATH     allow media processes to read and write this file or folder,\n"
+         "                           use its device controls and connect to its sockets;\n"
+         "                           repeatable\n"
+         "  --no-sandbox             run media processes without a sandbox, for debugging\n"
+         "  --log-level N            log level of all components: 3 errors, 4 warnings, 5 notices\n"
+         "  --log-component NAME[=N] log level of one component; default 5; repeatable\n"
+         "  --version                print the version and exit\n"
+         "  --help                   print this help and exit\n"
          "\n"
-         "SIGTERM or SIGINT ends it within 2 seconds, a second one at once.\n";
+         "SIGTERM or SIGINT shuts down within 2 seconds. A second signal exits at once.\n";
 }
 
 }  // namespace box

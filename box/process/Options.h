@@ -7,46 +7,44 @@
 #include <vector>
 
 #include "box/screen/drawing/ScreenOptions.h"
-#include "box/services/door/Door.h"
+#include "box/services/dbus/DBusServer.h"
 
 namespace box {
 
-/// `$XDG_CACHE_HOME/tvvorlane/media`, or below `~/.cache`; empty where there is neither.
+/// `$XDG_CACHE_HOME/tvvorlane/media`, else `~/.cache/tvvorlane/media`. Empty if neither variable
+/// holds an absolute path.
 std::string defaultCacheFolder();
 
-/// The command line.
 struct Options {
   enum class Action { Run, PrintHelp, PrintVersion };
 
   Action action = Action::Run;
-  DoorOptions door;
+  DBusServerOptions server;
   ScreenOptions screen;
   bool allowFileURLs = false;
-  /// Empty: nothing is kept on disk.
+  /// Empty: no disk cache.
   std::string cacheFolder = defaultCacheFolder();
-  /// Commands for the shell, run when something begins to play and when nothing has for a while.
+  /// Shell commands, run when playback begins and when it has been idle for a while.
   std::string onActive;
   std::string onIdle;
-  /// Of the sound server's outputs that are Vorlane speakers, as of fnmatch(3).
+  /// fnmatch(3) patterns for names of sound server sinks that are Vorlane speakers.
   std::vector<std::string> speakerPatterns;
-  /// Whether media processes run in a sandbox. It allows the built-in files and folders, and these.
+  /// Whether media processes run in a sandbox. The paths below are allowed in addition to the
+  /// built-in ones.
   bool sandbox = true;
   std::vector<std::string> sandboxReadable;
   std::vector<std::string> sandboxWritable;
   std::optional<int> logLevel;
-  /// In the order given.
   std::vector<std::pair<std::string, int>> logComponents;
-  /// As given, such as `pt-BR`.
+  /// The tag as given, such as `pt-BR`.
   std::optional<std::string> language;
 };
 
-/// Reads `arguments`, which do not hold the program's name. Nothing, and a text for people in
-/// `error`, when they cannot be understood. A request for help or version wins over everything
-/// after it.
+/// Parses `arguments` (without argv[0]). On failure returns nothing and writes a message to
+/// `error`. Arguments after --help or --version are ignored.
 std::optional<Options> parseOptions(const std::vector<std::string_view>& arguments,
                                     std::string* error);
 
-/// What --help prints.
 std::string_view usage();
 
 }  // namespace box

@@ -7,22 +7,22 @@
 
 namespace box {
 
-void ServiceManager::tellReady() {
+void ServiceManager::notifyReady() {
   sd_notify(0, "READY=1");
   std::uint64_t microseconds = 0;
   if (sd_watchdog_enabled(0, &microseconds) <= 0) return;
   _interval = std::chrono::microseconds(microseconds / 2);
-  _feedWatchdog();
+  _keepWatchdogAlive();
 }
 
-void ServiceManager::tellStopping() {
+void ServiceManager::notifyStopping() {
   _timer.reset();
   sd_notify(0, "STOPPING=1");
 }
 
-void ServiceManager::_feedWatchdog() {
+void ServiceManager::_keepWatchdogAlive() {
   sd_notify(0, "WATCHDOG=1");
-  _timer = _mainQueue.after(*_interval, [this] { _feedWatchdog(); });
+  _timer = _mainQueue.after(*_interval, [this] { _keepWatchdogAlive(); });
 }
 
 }  // namespace box

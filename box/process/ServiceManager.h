@@ -6,26 +6,25 @@
 
 namespace box {
 
-/// Tells the service manager that started the process how it is, by the protocol of sd_notify(3).
-/// Where none did, nothing happens.
+/// Sends the state of the process to the service manager with sd_notify(3). Does nothing if the
+/// process was not started by one.
 ///
-/// The watchdog is fed by the main queue, at half of its period: a main thread that hangs is a
-/// restart. Where the unit asks for no watchdog there is no timer.
+/// The watchdog keep-alive is a timer of the main queue with half the watchdog period. If the main
+/// thread hangs, the service manager restarts the process. There is no timer if the unit sets no
+/// watchdog.
 ///
-/// Threads: main.
+/// Thread: main.
 class ServiceManager {
  public:
   explicit ServiceManager(platform::MainQueue& mainQueue) : _mainQueue(mainQueue) {}
   ServiceManager(const ServiceManager&) = delete;
   ServiceManager& operator=(const ServiceManager&) = delete;
 
-  /// Requests are served from now on.
-  void tellReady();
-  /// The end has begun.
-  void tellStopping();
+  void notifyReady();
+  void notifyStopping();
 
  private:
-  void _feedWatchdog();
+  void _keepWatchdogAlive();
 
   platform::MainQueue& _mainQueue;
   std::optional<platform::Duration> _interval;

@@ -17,15 +17,15 @@ namespace box {
 
 namespace {
 
-/// The next signal, or nothing when `limit` has passed.
-int nextSignal(const sigset_t& signals, platform::Duration limit) {
-  const auto end = std::chrono::steady_clock::now() + limit;
+/// Returns the next signal, or 0 if `timeout` has passed.
+int nextSignal(const sigset_t& signals, platform::Duration timeout) {
+  const auto end = std::chrono::steady_clock::now() + timeout;
   for (;;) {
     const auto left = std::max<platform::Duration>(end - std::chrono::steady_clock::now(), {});
     const auto seconds = std::chrono::floor<std::chrono::seconds>(left);
-    const timespec timeout{static_cast<time_t>(seconds.count()),
-                           static_cast<long>((left - seconds).count())};
-    const int signal = sigtimedwait(&signals, nullptr, &timeout);
+    const timespec remaining{static_cast<time_t>(seconds.count()),
+                             static_cast<long>((left - seconds).count())};
+    const int signal = sigtimedwait(&signals, nullptr, &remaining);
     if (signal > 0) return signal;
     if (errno != EINTR) return 0;
   }
@@ -33,35 +33,35 @@ int nextSignal(const sigset_t& signals, platform::Duration limit) {
 
 }  // namespace
 
-SignalWatch::SignalWatch(platform::Duration limit, std::function<void(int signal)> onSignal)
-    : _limit(limit), _onSignal(std::move(onSignal)) {
+SignalWatch::SignalWatch(platform::Duration timeout, std::function<void(int signal)> onSignal)
+    : _timeout(timeout), _onSignal(std::move(onSignal)) {
   sigemptyset(&_signals);
   sigaddset(&_signals, SIGTERM);
   sigaddset(&_signals, SIGINT);
-  pthread_sigmask(SIG_BLOCK, &_signals, &_before);
+  pthread_sigmask(SIG_BLOCK, &_signals, &_previousMask);
   const bool started = platform::startThread(_thread, [this] { _watch(); });
-  TVS_ASSERT_MESSAGE(started, "no thread waits for signals");
+  TVS_ASSERT_MESSAGE(started, "cannot start the signal thread");
 }
 
 SignalWatch::~SignalWatch() {
-  _ending = true;
-  // Wakes the thread wherever it waits; the signal is blocked and ends nothing.
+  _stopping = true;
+  // Wakes the thread from sigwait() or sigtimedwait(). The signal is blocked and not delivered.
   // NOLINTNEXTLINE(bugprone-bad-signal-to-kill-thread)
   pthread_kill(_thread.native_handle(), SIGTERM);
   _thread.join();
-  pthread_sigmask(SIG_SETMASK, &_before, nullptr);
+  pthread_sigmask(SIG_SETMASK, &_previousMask, nullptr);
 }
 
 void SignalWatch::_watch() {
   int signal = 0;
   sigwait(&_signals, &signal);
-  if (_ending) return;
+  if (_stopping) return;
   _onSignal(signal);
-  const int second = nextSignal(_signals, _limit);
-  if (_ending) return;
+  const int second = nextSignal(_signals, _timeout);
+  if (_stopping) return;
   if (second > 0) std::_Exit(128 + second);
-  TVSLogWarning(TVSSystemLog, "Something did not end in time and is left as it is");
-  std::_Exit(_leavingStatus);
+  TVSLogWarning(TVSSystemLog, "The shutdown did not finish in time");
+  std::_Exit(_timeoutStatus);
 }
 
 }  // namespace box

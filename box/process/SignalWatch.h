@@ -9,34 +9,33 @@
 
 namespace box {
 
-/// Turns SIGTERM and SIGINT into an orderly end that has a limit.
+/// Handles SIGTERM and SIGINT: shutdown with a timeout.
 ///
-/// The first signal is handed on. From then on the process has `limit` to end; when that has passed
-/// it is ended without further ado, with the leaving status and a line in the log. A second signal
-/// ends it at once, with the status that a shell would give for it.
+/// The first signal calls `onSignal`. If the process still runs after `timeout`, the watch logs a
+/// warning and calls _Exit(). A second signal calls _Exit(128 + signal) at once.
 ///
-/// Workflow: made on the main thread before any other thread, which then inherit that these signals
-/// are blocked. Destruction restores them.
+/// Construct it on the main thread before any other thread is started: the constructor blocks the
+/// signals, and new threads inherit the mask. The destructor restores the mask.
 class SignalWatch {
  public:
-  /// `onSignal` is called on a thread of the watch's own, once.
-  SignalWatch(platform::Duration limit, std::function<void(int signal)> onSignal);
+  /// `onSignal` is called at most once, on the watch's own thread.
+  SignalWatch(platform::Duration timeout, std::function<void(int signal)> onSignal);
   ~SignalWatch();
   SignalWatch(const SignalWatch&) = delete;
   SignalWatch& operator=(const SignalWatch&) = delete;
 
-  /// The exit status when the limit has passed; 1 unless set. Any thread.
-  void setLeavingStatus(int status) { _leavingStatus = status; }
+  /// The exit status after the timeout; 1 by default. Thread-safe.
+  void setTimeoutStatus(int status) { _timeoutStatus = status; }
 
  private:
   void _watch();
 
-  const platform::Duration _limit;
+  const platform::Duration _timeout;
   const std::function<void(int)> _onSignal;
   sigset_t _signals{};
-  sigset_t _before{};
-  std::atomic<int> _leavingStatus = 1;
-  std::atomic<bool> _ending = false;
+  sigset_t _previousMask{};
+  std::atomic<int> _timeoutStatus = 1;
+  std::atomic<bool> _stopping = false;
   std::thread _thread;
 };
 

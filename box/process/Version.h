@@ -4,7 +4,6 @@
 
 namespace box {
 
-/// What --version prints and the status tells.
 inline constexpr std::string_view kVersion = "0.1.0";
 
 }  // namespace box

@@ -15,8 +15,8 @@ namespace {
 
 constexpr int kSpeakerType = 3;
 constexpr int kInterruptionBegan = 1;
-// A sound server that hangs.
-constexpr auto kAnswerLimit = std::chrono::seconds(2);
+// Timeout, in case the sound server hangs.
+constexpr auto kReplyTimeout = std::chrono::seconds(2);
 
 bool isSpeaker(const SoundSink& sink, const std::vector<std::string>& patterns) {
   return sink.deviceType == std::to_string(kSpeakerType) ||
@@ -30,25 +30,26 @@ bool isSpeaker(const SoundSink& sink, const std::vector<std::string>& patterns) 
 std::vector<platform::AudioRoute> routesOfSinks(const std::vector<SoundSink>& sinks,
                                                 const std::vector<std::string>& speakerPatterns) {
   std::vector<platform::AudioRoute> routes;
-  std::optional<std::size_t> own;
+  std::optional<std::size_t> ownRoute;
   for (const SoundSink& sink : sinks) {
     const bool speaker = isSpeaker(sink, speakerPatterns);
     const std::size_t index = routes.size();
     routes.push_back({.identifier = sink.name,
                       .deviceType = speaker ? kSpeakerType : 0,
                       .selected = sink.isServerDefault});
-    if (!speaker && (!own || (sink.isHardware && !sinks[*own].isHardware))) own = index;
+    if (!speaker && (!ownRoute || (sink.isHardware && !sinks[*ownRoute].isHardware)))
+      ownRoute = index;
   }
-  if (own) routes[*own].isDefault = true;
+  if (ownRoute) routes[*ownRoute].isDefault = true;
   return routes;
 }
 
 struct SoundRoutes::State {
-  State(platform::MainQueue& theQueue, platform::NotificationCenter& theCenter, Setup theSetup,
-        SoundServer::Events events)
-      : mainQueue(theQueue),
-        center(theCenter),
-        setup(std::move(theSetup)),
+  State(platform::MainQueue& queue, platform::NotificationCenter& notificationCenter,
+        Setup theOptions, SoundServer::Events events)
+      : mainQueue(queue),
+        center(notificationCenter),
+        setup(std::move(theOptions)),
         server(std::move(events)) {}
 
   platform::MainQueue& mainQueue;
@@ -57,7 +58,7 @@ struct SoundRoutes::State {
   SoundServer server;
 };
 
-/// Answers a fetch once, by the server or by the clock. May outlive the routes.
+/// Completes a fetch once, with the reply or after the timeout. May outlive SoundRoutes.
 class SoundRoutes::Controller final : public platform::AudioRoutingController,
                                       public std::enable_shared_from_this<Controller> {
  public:
@@ -68,8 +69,8 @@ class SoundRoutes::Controller final : public platform::AudioRoutingController,
     const auto state = _state.lock();
     if (!state) return;
     _completion = std::move(completion);
-    _limit = state->mainQueue.after(kAnswerLimit, [self = weak_from_this()] {
-      TVSLogWarning(TVSSystemLog, "The sound server does not answer");
+    _timeout = state->mainQueue.after(kReplyTimeout, [self = weak_from_this()] {
+      TVSLogWarning(TVSSystemLog, "The sound server does not reply");
       if (const auto controller = self.lock()) controller->_finish({});
     });
     _fetch(*state, [self = weak_from_this()](std::vector<platform::AudioRoute> routes) {
@@ -85,7 +86,7 @@ class SoundRoutes::Controller final : public platform::AudioRoutingController,
   void selectDefaultRoute() override {
     const auto state = _state.lock();
     if (!state) return;
-    // It happens also when the controller has been let go meanwhile.
+    // Holds this object, so that the selection happens even if the caller releases it.
     _fetch(*state, [self = shared_from_this()](const std::vector<platform::AudioRoute>& routes) {
       for (const platform::AudioRoute& route : routes)
         if (route.isDefault) self->selectRoute(route);
@@ -93,26 +94,26 @@ class SoundRoutes::Controller final : public platform::AudioRoutingController,
   }
 
  private:
-  using Answer = std::function<void(std::vector<platform::AudioRoute>)>;
+  using Callback = std::function<void(std::vector<platform::AudioRoute>)>;
 
-  static void _fetch(State& state, Answer answer) {
+  static void _fetch(State& state, Callback callback) {
     state.server.fetchSinks(
         [&mainQueue = state.mainQueue, patterns = state.setup.speakerPatterns,
-         answer = std::move(answer)](std::optional<std::vector<SoundSink>> sinks) {
+         callback = std::move(callback)](std::optional<std::vector<SoundSink>> sinks) {
           mainQueue.async(
-              [answer, routes = routesOfSinks(std::move(sinks).value_or(std::vector<SoundSink>()),
-                                              patterns)] { answer(routes); });
+              [callback, routes = routesOfSinks(std::move(sinks).value_or(std::vector<SoundSink>()),
+                                                patterns)] { callback(routes); });
         });
   }
 
   void _finish(std::vector<platform::AudioRoute> routes) {
-    _limit.reset();
+    _timeout.reset();
     if (const auto completion = std::exchange(_completion, nullptr)) completion(std::move(routes));
   }
 
   const std::weak_ptr<State> _state;
-  Answer _completion;
-  platform::Token _limit;
+  Callback _completion;
+  platform::Token _timeout;
 };
 
 SoundRoutes::SoundRoutes(platform::MainQueue& mainQueue, platform::NotificationCenter& center,
@@ -121,13 +122,14 @@ SoundRoutes::SoundRoutes(platform::MainQueue& mainQueue, platform::NotificationC
         return SoundServer::Events{.connectionChanged =
                                        [this](bool connected) {
                                          _onMain([connected](State& state) {
-                                           TVSLogNotice(TVSSystemLog, "The sound server is %@",
-                                                        connected ? "there" : "not there");
-                                           if (connected && state.setup.serverIsThere)
-                                             state.setup.serverIsThere();
+                                           TVSLogNotice(
+                                               TVSSystemLog, "%@ the sound server",
+                                               connected ? "Connected to" : "Not connected to");
+                                           if (connected && state.setup.serverDidConnect)
+                                             state.setup.serverDidConnect();
                                          });
                                        },
-                                   .sinkTakenAway = [this] { interrupt(); }};
+                                   .sinkRemoved = [this] { interrupt(); }};
       }())) {}
 
 SoundRoutes::~SoundRoutes() { stop(); }
@@ -142,8 +144,8 @@ std::shared_ptr<platform::AudioRoutingController> SoundRoutes::makeController(in
 
 void SoundRoutes::interrupt() { _onMain(_interrupt); }
 
-void SoundRoutes::noteLoss() {
-  // A server that answers has taken it away; one that is gone does not.
+void SoundRoutes::handleDeviceLoss() {
+  // If the server still replies, it has removed the sink. If it is gone, this is no interruption.
   _onMain([this](State& state) {
     state.server.fetchSinks([this](const std::optional<std::vector<SoundSink>>& sinks) {
       if (sinks) interrupt();
@@ -152,14 +154,14 @@ void SoundRoutes::noteLoss() {
 }
 
 void SoundRoutes::_onMain(std::function<void(State&)> task) {
-  // The server's thread, which ends before this does.
+  // Called on the server's thread, which is joined before this object is destroyed.
   _state->mainQueue.async([state = std::weak_ptr(_state), task = std::move(task)] {
     if (const auto still = state.lock()) task(*still);
   });
 }
 
 void SoundRoutes::_interrupt(State& state) {
-  TVSLogNotice(TVSSystemLog, "The sound server has taken what plays its output away");
+  TVSLogNotice(TVSSystemLog, "The audio output of this process was removed");
   platform::Dictionary info;
   info.set(platform::TVSAudioSessionInterruptionTypeKey, kInterruptionBegan);
   state.center.post(platform::TVSAudioSessionInterruptionNotification, nullptr, info);

@@ -12,32 +12,32 @@
 
 namespace box {
 
-/// The sound server's sinks as audio routes, and its word on this process's sound.
+/// The sinks of the sound server as audio routes, and interruptions of this process's audio.
 ///
-/// A route's identifier is its sink's name. It is a Vorlane speaker (type 3) when the sink's
-/// property `vorlane.device-type` is 3, or when its name fits one of the patterns that the box was
-/// given. The selected route is the server's default sink; the default route is the box's own
-/// output: the first hardware sink that is no Vorlane speaker, or else the first of the others.
+/// The identifier of a route is the name of its sink. The route is a Vorlane speaker (type 3) if
+/// the sink's property `vorlane.device-type` is 3 or if its name matches one of `speakerPatterns`.
+/// The selected route is the default sink of the server. The default route is the box's own
+/// output: the first hardware sink that is not a Vorlane speaker, or else the first sink that is
+/// not one.
 ///
-/// Where there is no sound server the routes are none; one line says when it is missing, has gone,
-/// and has come back.
+/// Without a sound server there are no routes. Its availability is logged when it changes.
 ///
-/// When the sink that this process plays to is taken away, or its stream is, that is an
-/// interruption, posted as TVSAudioSessionInterruptionNotification. When the whole server goes it
-/// is none, since players play on and sound again when it is back. The end of one is never posted:
-/// a session that was interrupted has ended.
+/// If the sink or the stream of this process is removed, TVSAudioSessionInterruptionNotification is
+/// posted. If the whole server ends, it is not: players continue and have sound again when the
+/// server returns. The end of an interruption is never posted, because an interrupted session has
+/// ended.
 ///
-/// Threads: main, but for start(), which any thread may call once.
+/// Thread: main, except start(), which may be called on any thread, once.
 class SoundRoutes final : public platform::AudioRoutingService {
  public:
   struct Setup {
-    /// Shell patterns, as of fnmatch(3).
+    /// fnmatch(3) patterns of sink names.
     std::vector<std::string> speakerPatterns = {};
-    /// The server has come, or come back. Main thread.
-    std::function<void()> serverIsThere = {};
+    /// The server was connected or reconnected. Called on the main thread.
+    std::function<void()> serverDidConnect = {};
   };
 
-  /// Queue and centre outlive it.
+  /// `mainQueue` and `center` must outlive this object.
   SoundRoutes(platform::MainQueue& mainQueue, platform::NotificationCenter& center, Setup setup);
   ~SoundRoutes() override;
   SoundRoutes(const SoundRoutes&) = delete;
@@ -46,10 +46,11 @@ class SoundRoutes final : public platform::AudioRoutingService {
   void start();
   void stop();
 
-  /// Posts an interruption from the main queue. Any thread.
+  /// Posts an interruption from the main queue. Thread-safe.
   void interrupt();
-  /// A player has lost its sound: an interruption, unless the whole server has gone. Any thread.
-  void noteLoss();
+  /// A player has lost its audio device. Posts an interruption unless the server is gone.
+  /// Thread-safe.
+  void handleDeviceLoss();
 
   std::shared_ptr<platform::AudioRoutingController> makeController(int discoveryMode) override;
 
@@ -60,11 +61,10 @@ class SoundRoutes final : public platform::AudioRoutingService {
   void _onMain(std::function<void(State&)> task);
   static void _interrupt(State& state);
 
-  // What is on its way to the main queue holds it weakly.
+  // Tasks in the main queue hold it weakly.
   const std::shared_ptr<State> _state;
 };
 
-/// The routes that the sinks make.
 std::vector<platform::AudioRoute> routesOfSinks(const std::vector<SoundSink>& sinks,
                                                 const std::vector<std::string>& speakerPatterns);
 

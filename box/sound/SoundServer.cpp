@@ -12,7 +12,7 @@
 #include <pulse/pulseaudio.h>
 #include <unistd.h>
 
-#include "box/services/support/FileAppearance.h"
+#include "box/services/support/FileWatch.h"
 
 namespace box {
 
@@ -20,9 +20,9 @@ namespace {
 
 constexpr const char* kDeviceTypeProperty = "vorlane.device-type";
 constexpr const char* kUnixPrefix = "unix:";
-// A server's socket is there a moment before the server listens.
+// A server creates its socket shortly before it listens, so a connection may need retries.
 constexpr pa_usec_t kFirstRetry = 50 * PA_USEC_PER_MSEC;
-constexpr int kRetries = 6;  // each after twice the time of the one before
+constexpr int kMaxRetries = 6;  // each delay is twice the one before
 
 std::string variable(const char* name) {
   const char* value = std::getenv(name);
@@ -38,28 +38,29 @@ bool isOwn(const pa_sink_input_info& input) {
   return text(input.proplist, PA_PROP_APPLICATION_PROCESS_ID) == std::to_string(getpid());
 }
 
-void forget(pa_operation* operation) {
+void unref(pa_operation* operation) {
   if (operation) pa_operation_unref(operation);
 }
 
 }  // namespace
 
 std::vector<std::string> soundServerSockets() {
-  if (const std::string named = variable("PULSE_SERVER"); !named.empty()) {
-    if (named.starts_with('/')) return {named};
-    if (named.starts_with(kUnixPrefix)) return {named.substr(std::string_view(kUnixPrefix).size())};
+  if (const std::string serverAddress = variable("PULSE_SERVER"); !serverAddress.empty()) {
+    if (serverAddress.starts_with('/')) return {serverAddress};
+    if (serverAddress.starts_with(kUnixPrefix))
+      return {serverAddress.substr(std::string_view(kUnixPrefix).size())};
     return {};
   }
   std::vector<std::string> paths;
-  if (const std::string own = variable("PULSE_RUNTIME_PATH"); !own.empty())
-    paths.push_back(own + "/native");
+  if (const std::string runtimePath = variable("PULSE_RUNTIME_PATH"); !runtimePath.empty())
+    paths.push_back(runtimePath + "/native");
   else if (const std::string runtime = variable("XDG_RUNTIME_DIR"); !runtime.empty())
     paths.push_back(runtime + "/pulse/native");
   paths.emplace_back("/run/pulse/native");
   return paths;
 }
 
-/// Everything runs with the loop's lock held: on its own thread, or on another that has taken it.
+/// All functions run with the lock of the loop held.
 class SoundServer::Connection {
  public:
   explicit Connection(const Events& events) : _events(events), _loop(pa_threaded_mainloop_new()) {
@@ -79,7 +80,7 @@ class SoundServer::Connection {
     {
       const Lock lock(_loop);
       _cancelRetry();
-      _letGo();
+      _disconnect();
       _fetches.clear();
       for (const Socket& socket : _sockets)
         if (socket.watch) _api->io_free(socket.watch);
@@ -91,21 +92,21 @@ class SoundServer::Connection {
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
 
-  void fetchSinks(SinksAnswer answer) {
+  void fetchSinks(SinksCallback callback) {
     const Lock lock(_loop);
-    if (!_ready) return answer(std::nullopt);
-    Fetch& fetch = _fetches.emplace_back(Fetch{this, std::move(answer), {}, {}});
-    forget(pa_context_get_server_info(_context, _onServer, &fetch));
-    // Answers come in the order of the questions.
-    forget(pa_context_get_sink_info_list(_context, _onSink, &fetch));
+    if (!_ready) return callback(std::nullopt);
+    Fetch& fetch = _fetches.emplace_back(Fetch{this, std::move(callback), {}, {}});
+    unref(pa_context_get_server_info(_context, _onServer, &fetch));
+    // Replies arrive in the order of the requests.
+    unref(pa_context_get_sink_info_list(_context, _onSink, &fetch));
   }
 
   void selectSink(const std::string& name) {
     const Lock lock(_loop);
     if (!_ready) return;
-    forget(pa_context_set_default_sink(_context, name.c_str(), nullptr, nullptr));
+    unref(pa_context_set_default_sink(_context, name.c_str(), nullptr, nullptr));
     for (const auto& [stream, sink] : _streams)
-      forget(pa_context_move_sink_input_by_name(_context, stream, name.c_str(), nullptr, nullptr));
+      unref(pa_context_move_sink_input_by_name(_context, stream, name.c_str(), nullptr, nullptr));
   }
 
  private:
@@ -120,35 +121,36 @@ class SoundServer::Connection {
     pa_threaded_mainloop* const _loop;
   };
 
-  /// Where a server may appear.
+  /// A path where the socket of a server may appear.
   struct Socket {
-    Socket(Connection* theConnection, std::string thePath)
-        : connection(theConnection), path(std::move(thePath)), appearance(path) {}
+    Socket(Connection* owner, std::string socketPath)
+        : connection(owner), path(std::move(socketPath)), appearance(path) {}
     Connection* const connection;
     const std::string path;
-    FileAppearance appearance;
+    FileWatch appearance;
     pa_io_event* watch = nullptr;
   };
 
   struct Fetch {
     Connection* connection;
-    SinksAnswer answer;
+    SinksCallback callback;
     std::string defaultSink;
     std::vector<SoundSink> sinks;
   };
 
-  // Coming and going.
+  // Connecting and disconnecting.
 
   void _connect() {
     _cancelRetry();
-    _letGo();
+    _disconnect();
     pa_proplist* const properties = pa_proplist_new();
     pa_proplist_sets(properties, PA_PROP_APPLICATION_NAME, "TVVorlane");
     _context = pa_context_new_with_proplist(_api, nullptr, properties);
     pa_proplist_free(properties);
     pa_context_set_state_callback(_context, _onState, this);
     pa_context_set_subscribe_callback(_context, _onEvent, this);
-    if (pa_context_connect(_context, nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) < 0) _isGone();
+    if (pa_context_connect(_context, nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) < 0)
+      _didDisconnect();
   }
 
   static void _onState(pa_context* context, void* self) {
@@ -156,47 +158,47 @@ class SoundServer::Connection {
     if (context != connection._context) return;
     switch (pa_context_get_state(context)) {
       case PA_CONTEXT_READY:
-        connection._isReady();
+        connection._didConnect();
         break;
       case PA_CONTEXT_FAILED:
       case PA_CONTEXT_TERMINATED:
-        connection._isGone();
+        connection._didDisconnect();
         break;
       default:
         break;
     }
   }
 
-  void _isReady() {
+  void _didConnect() {
     _ready = true;
     _retries = 0;
-    forget(pa_context_subscribe(_context,
-                                static_cast<pa_subscription_mask_t>(
-                                    PA_SUBSCRIPTION_MASK_SINK | PA_SUBSCRIPTION_MASK_SINK_INPUT),
-                                nullptr, nullptr));
-    forget(pa_context_get_sink_input_info_list(_context, _onStream, this));
-    _tell(true);
+    unref(pa_context_subscribe(_context,
+                               static_cast<pa_subscription_mask_t>(PA_SUBSCRIPTION_MASK_SINK |
+                                                                   PA_SUBSCRIPTION_MASK_SINK_INPUT),
+                               nullptr, nullptr));
+    unref(pa_context_get_sink_input_info_list(_context, _onStream, this));
+    _notify(true);
   }
 
-  void _isGone() {
+  void _didDisconnect() {
     _ready = false;
     _streams.clear();
-    for (Fetch& fetch : _fetches) fetch.answer(std::nullopt);
+    for (Fetch& fetch : _fetches) fetch.callback(std::nullopt);
     _fetches.clear();
-    _tell(false);
+    _notify(false);
     std::error_code ignored;
     for (const Socket& socket : _sockets)
       if (std::filesystem::exists(socket.path, ignored)) return _retryLater();
   }
 
-  void _tell(bool connected) {
-    if (_told == connected) return;
-    _told = connected;
+  void _notify(bool connected) {
+    if (_reported == connected) return;
+    _reported = connected;
     _events.connectionChanged(connected);
   }
 
-  /// The context must not go within a callback of its own.
-  void _letGo() {
+  /// Must not be called within a callback of the context.
+  void _disconnect() {
     if (!_context) return;
     pa_context_set_state_callback(_context, nullptr, nullptr);
     pa_context_set_subscribe_callback(_context, nullptr, nullptr);
@@ -206,7 +208,7 @@ class SoundServer::Connection {
   }
 
   void _retryLater() {
-    if (_retry || _retries == kRetries) return;
+    if (_retry || _retries == kMaxRetries) return;
     timeval when{};
     pa_timeval_add(pa_gettimeofday(&when), kFirstRetry << _retries);
     ++_retries;
@@ -238,7 +240,7 @@ class SoundServer::Connection {
 
   static void _onSink(pa_context*, const pa_sink_info* info, int end, void* data) {
     Fetch& fetch = *static_cast<Fetch*>(data);
-    if (end != 0) return fetch.connection->_answer(fetch);
+    if (end != 0) return fetch.connection->_finish(fetch);
     fetch.sinks.push_back({.name = info->name,
                            .description = info->description ? info->description : "",
                            .deviceType = text(info->proplist, kDeviceTypeProperty),
@@ -246,12 +248,12 @@ class SoundServer::Connection {
                            .isServerDefault = info->name == fetch.defaultSink});
   }
 
-  void _answer(Fetch& fetch) {
-    fetch.answer(std::move(fetch.sinks));
+  void _finish(Fetch& fetch) {
+    fetch.callback(std::move(fetch.sinks));
     _fetches.remove_if([&](const Fetch& one) { return &one == &fetch; });
   }
 
-  // The streams of this process, by the sinks that they play to.
+  // Streams of this process by their sink.
 
   static void _onEvent(pa_context* context, pa_subscription_event_type_t event, std::uint32_t index,
                        void* self) {
@@ -259,11 +261,11 @@ class SoundServer::Connection {
     const bool removed = (event & PA_SUBSCRIPTION_EVENT_TYPE_MASK) == PA_SUBSCRIPTION_EVENT_REMOVE;
     const bool isSink = (event & PA_SUBSCRIPTION_EVENT_FACILITY_MASK) == PA_SUBSCRIPTION_EVENT_SINK;
     if (isSink) {
-      if (removed) connection._sinkIsGone(index);
+      if (removed) connection._sinkRemoved(index);
     } else if (removed) {
       connection._streams.erase(index);
     } else {
-      forget(pa_context_get_sink_input_info(context, index, _onStream, self));
+      unref(pa_context_get_sink_input_info(context, index, _onStream, self));
     }
   }
 
@@ -272,10 +274,11 @@ class SoundServer::Connection {
       static_cast<Connection*>(self)->_streams[info->index] = info->sink;
   }
 
-  /// The server may have moved a stream before it tells; the answer that says so comes later.
-  void _sinkIsGone(std::uint32_t sink) {
+  /// Uses the last known sink of each stream: the server may have moved the stream already, but the
+  /// reply that reports that arrives later.
+  void _sinkRemoved(std::uint32_t sink) {
     for (const auto& [stream, playsTo] : _streams)
-      if (playsTo == sink) return _events.sinkTakenAway();
+      if (playsTo == sink) return _events.sinkRemoved();
   }
 
   const Events& _events;
@@ -286,7 +289,7 @@ class SoundServer::Connection {
   int _retries = 0;
   pa_context* _context = nullptr;
   bool _ready = false;
-  std::optional<bool> _told;
+  std::optional<bool> _reported;
   std::list<Fetch> _fetches;
   std::map<std::uint32_t, std::uint32_t> _streams;
 };
@@ -301,11 +304,11 @@ void SoundServer::start() {
 
 void SoundServer::stop() { _connection.reset(); }
 
-void SoundServer::fetchSinks(SinksAnswer answer) {
+void SoundServer::fetchSinks(SinksCallback callback) {
   if (_connection)
-    _connection->fetchSinks(std::move(answer));
+    _connection->fetchSinks(std::move(callback));
   else
-    answer(std::nullopt);
+    callback(std::nullopt);
 }
 
 void SoundServer::selectSink(const std::string& name) {

@@ -9,37 +9,36 @@
 
 namespace box {
 
-/// Somewhere that the sound server can play to.
+/// An output of the sound server.
 struct SoundSink {
-  std::string name;         ///< the server's, stable
+  std::string name;         ///< unique and stable
   std::string description;  ///< for people
   /// The property `vorlane.device-type`, or empty.
   std::string deviceType;
   bool isHardware = false;
-  /// The one that the server uses for whoever names none.
   bool isServerDefault = false;
 };
 
-/// A connection to the box's sound server, by the client library of PulseAudio, which PipeWire
-/// serves as well. It comes and goes with the server: one that starts later, or again, is noticed
-/// by its socket's appearing; nothing polls, and no server is ever started.
+/// A connection to the sound server with the PulseAudio client library, which works with PipeWire
+/// too. It reconnects when the socket of a server appears; it does not poll and never starts a
+/// server.
 ///
-/// Workflow: made, start()ed when there is time for it, stop()ped or destroyed.
+/// Workflow: construct, start(), then stop() or destroy.
 ///
-/// Threads: made, started, stopped and destroyed on one thread; the rest may be called on any.
-/// Events and answers come on the connection's own thread, must return quickly and must not call
-/// back into the connection. After stop() has returned nothing comes any more.
+/// Threads: construct, start, stop and destroy on one thread; the other functions are thread-safe.
+/// Callbacks run on the connection's thread. They must return quickly and must not call this
+/// object. No callback runs after stop() has returned.
 class SoundServer {
  public:
   struct Events {
-    /// It has come, or gone. Nothing is told before it has come for the first time, but for one
-    /// `false` when there is none at the start.
+    /// Called when the connection is made or lost, and once with `false` if there is no server at
+    /// the start.
     std::function<void(bool connected)> connectionChanged;
-    /// The sink that a stream of this process played to is gone; where the stream went, if
-    /// anywhere, is not where its listener is.
-    std::function<void()> sinkTakenAway;
+    /// The sink of a stream of this process was removed. The server may have moved the stream to a
+    /// sink that the user does not hear.
+    std::function<void()> sinkRemoved;
   };
-  using SinksAnswer = std::function<void(std::optional<std::vector<SoundSink>>)>;
+  using SinksCallback = std::function<void(std::optional<std::vector<SoundSink>>)>;
 
   explicit SoundServer(Events events);
   ~SoundServer();
@@ -49,12 +48,12 @@ class SoundServer {
   void start();
   void stop();
 
-  /// Answers once, in the server's order; with nothing where there is no server, or where it goes
-  /// before it has answered. A server that hangs never answers: whoever asks bounds the wait. Not
-  /// answered when the connection is stopped first.
-  void fetchSinks(SinksAnswer answer);
-  /// Makes it the server's default, and moves the streams of this process there. One that is not
-  /// there changes nothing.
+  /// Calls `callback` once with the sinks in the server's order, or with nothing if there is no
+  /// server or it ends. It is not called if the server hangs or the connection is stopped: use a
+  /// timeout.
+  void fetchSinks(SinksCallback callback);
+  /// Makes the sink the server's default and moves the streams of this process to it. Does nothing
+  /// if the sink does not exist.
   void selectSink(const std::string& name);
 
  private:
@@ -63,8 +62,8 @@ class SoundServer {
   std::unique_ptr<Connection> _connection;
 };
 
-/// Where a sound server's socket may appear, by the environment, best first. Empty where the
-/// environment names a server that is not on this machine.
+/// Paths where the socket of a sound server may appear, best first, according to the environment.
+/// Empty if the environment names a server on another machine.
 std::vector<std::string> soundServerSockets();
 
 }  // namespace box

@@ -1,19 +1,19 @@
 #include <tvvorlane/client.hpp>
 
-#include "tests/box/services/door/DoorFixture.h"
+#include "tests/box/services/dbus/DBusServerFixture.h"
 
 namespace {
 
 using platform::Array;
 using platform::Dictionary;
-using testing_door::DoorFixture;
-using testing_door::kPatienceMilliseconds;
+using testing_dbus::DBusServerFixture;
+using testing_dbus::kPatienceMilliseconds;
 using tvvorlane::Client;
 using tvvorlane::Reply;
 using tvvorlane::Value;
 
-/// Tests the installed library against a real door.
-class ClientLibrary : public DoorFixture {
+/// Tests the installed library against a real D-Bus server.
+class ClientLibrary : public DBusServerFixture {
  protected:
   /// Polls the descriptor and dispatches until `holds` returns true.
   static bool dispatchUntil(Client& box, const std::function<bool()>& holds) {
@@ -35,7 +35,7 @@ class ClientLibrary : public DoorFixture {
 };
 
 TEST_F(ClientLibrary, MakesEveryCall) {
-  openDoor();
+  openServer();
   Client box;
   ASSERT_EQ(box.open(options.socketPath), TVVORLANE_OK);
   const Value params{{"sessionID", 7}, {"Content-Location", "http://a/b"}};
@@ -78,7 +78,7 @@ TEST_F(ClientLibrary, MakesEveryCall) {
 }
 
 TEST_F(ClientLibrary, ValuesRoundTrip) {
-  openDoor();
+  openServer();
   Client box;
   ASSERT_EQ(box.open(options.socketPath), TVVORLANE_OK);
   const std::vector<std::uint8_t> bytes{0, 255, 7};
@@ -116,7 +116,7 @@ TEST_F(ClientLibrary, ValuesRoundTrip) {
 }
 
 TEST_F(ClientLibrary, ReceivesEventsInOrder) {
-  openDoor();
+  openServer();
   Client box;
   std::vector<std::string> heard;
   box.onEvent([&](std::string_view name, const Value& info) {
@@ -132,7 +132,7 @@ TEST_F(ClientLibrary, ReceivesEventsInOrder) {
 }
 
 TEST_F(ClientLibrary, CompletesEachCallExactlyOnce) {
-  openDoor();
+  openServer();
   std::optional<Client> box(std::in_place);
   int closed = 0;
   box->onClosed([&](int) { ++closed; });
@@ -155,7 +155,7 @@ TEST_F(ClientLibrary, CompletesEachCallExactlyOnce) {
   box->onClosed([&](int) { ++closed; });
   ASSERT_EQ(box->open(options.socketPath), TVVORLANE_OK);
   answer(*box, [&](auto done) { return box->activity(done); });
-  onMain([&] { door->close(); });
+  onMain([&] { server->close(); });
   results.clear();
   // The call fails at once if it already detects the closed connection, otherwise in its
   // completion.

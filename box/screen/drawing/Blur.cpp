@@ -7,20 +7,20 @@ namespace box {
 namespace {
 
 constexpr int kFirstDivisor = 4;
-/// The level that is shown; what is smaller only spreads the colours.
+/// The level that is shown. The smaller levels spread the colours.
 constexpr std::size_t kShownLevel = 1;
 
 }  // namespace
 
-bool Blur::take(SDL_Renderer* renderer, int width, int height, platform::Color veil,
-                const std::function<void()>& paint) {
-  _taken = false;
+bool Blur::capture(SDL_Renderer* renderer, int width, int height, platform::Color tint,
+                   const std::function<void()>& paint) {
+  _captured = false;
   if (!_prepare(renderer, width, height)) return false;
   SDL_Texture* const screen = SDL_GetRenderTarget(renderer);
   SDL_SetRenderTarget(renderer, _levels[0].get());
   SDL_SetRenderDrawColor(renderer, 0, 0, 0, 255);
   SDL_RenderClear(renderer);
-  // A target has the scale of its own, and gets it back with the next change of target.
+  // Each render target has its own scale, which SDL restores when the target changes.
   SDL_RenderSetScale(renderer, 1.0F / kFirstDivisor, 1.0F / kFirstDivisor);
   paint();
   SDL_RenderSetScale(renderer, 1, 1);
@@ -31,20 +31,19 @@ bool Blur::take(SDL_Renderer* renderer, int width, int height, platform::Color v
   };
   for (std::size_t i = 1; i < kLevels; ++i) copy(i - 1, i);
   for (std::size_t i = kLevels - 1; i > kShownLevel; --i) copy(i, i - 1);
-  // Veiled while it is small: the same over the whole screen costs a software renderer
-  // milliseconds.
+  // Darken it at this small size: a full-size fill takes milliseconds with a software renderer.
   SDL_SetRenderDrawBlendMode(renderer, SDL_BLENDMODE_BLEND);
-  SDL_SetRenderDrawColor(renderer, colorLevel(veil.red), colorLevel(veil.green),
-                         colorLevel(veil.blue), colorLevel(veil.alpha));
+  SDL_SetRenderDrawColor(renderer, colorLevel(tint.red), colorLevel(tint.green),
+                         colorLevel(tint.blue), colorLevel(tint.alpha));
   SDL_RenderFillRect(renderer, nullptr);
   SDL_SetRenderTarget(renderer, screen);
-  _taken = true;
+  _captured = true;
   return true;
 }
 
 bool Blur::draw(SDL_Renderer* renderer, int width, int height, const SDL_FRect& place,
                 float alpha) {
-  if (!isOf(width, height)) return false;
+  if (!hasContentFor(width, height)) return false;
   _drawn = true;
   SDL_Texture* const blurred = _levels[kShownLevel].get();
   int blurredWidth = 0;
@@ -71,14 +70,15 @@ void Blur::clear() {
   for (TexturePtr& level : _levels) level.reset();
   _width = 0;
   _height = 0;
-  _taken = false;
+  _captured = false;
 }
 
 bool Blur::_prepare(SDL_Renderer* renderer, int width, int height) {
   if (width == _width && height == _height) return true;
   clear();
   for (std::size_t i = 0; i < kLevels; ++i) {
-    // Of the form that windows have: a software renderer scales between two forms by way of copies.
+    // The pixel format of windows: software renderers convert other formats with extra copies when
+    // scaling.
     _levels[i].reset(SDL_CreateTexture(renderer, SDL_PIXELFORMAT_RGB888, SDL_TEXTUREACCESS_TARGET,
                                        std::max((width / kFirstDivisor) >> i, 1),
                                        std::max((height / kFirstDivisor) >> i, 1)));

@@ -10,22 +10,23 @@
 
 namespace box {
 
-/// Blurs by drawing small: a picture is drawn at a quarter, halved a few times and grown again.
-/// Works on every renderer that has render targets; elsewhere there is no blur.
+/// Blurs by downscaling: the content is rendered at a quarter of its size, halved several times and
+/// enlarged again. Needs a renderer with render targets; without them there is no blur.
 ///
-/// Threads: the screen's own. Must go before its renderer.
+/// Thread: the screen's. Must be destroyed before its renderer.
 class Blur {
  public:
-  /// Lets `paint` draw what lies beneath, in the coordinates of the whole output (`width` by
-  /// `height` pixels), and keeps it blurred and under `veil`. False when the renderer cannot.
-  bool take(SDL_Renderer* renderer, int width, int height, platform::Color veil,
-            const std::function<void()>& paint);
-  /// Draws the part at `place` of what was taken for an output of that size onto the current
-  /// target; that may be long ago, as long as the same lies beneath. False when nothing was.
+  /// Calls `paint` to draw the content in output coordinates (`width` by `height` pixels), and
+  /// stores it blurred and darkened by `tint`. Returns false if the renderer does not support it.
+  bool capture(SDL_Renderer* renderer, int width, int height, platform::Color tint,
+               const std::function<void()>& paint);
+  /// Draws the part at `place` of the stored content onto the current target. The content may be
+  /// reused as long as it does not change. Returns false if there is none for this output size.
   bool draw(SDL_Renderer* renderer, int width, int height, const SDL_FRect& place, float alpha);
-  /// Whether something was taken for an output of that size.
-  bool isOf(int width, int height) const { return _taken && width == _width && height == _height; }
-  /// Since the last call.
+  bool hasContentFor(int width, int height) const {
+    return _captured && width == _width && height == _height;
+  }
+  /// Whether draw() was called since the last wasDrawn().
   bool wasDrawn() { return std::exchange(_drawn, false); }
   void clear();
 
@@ -33,10 +34,10 @@ class Blur {
   static constexpr std::size_t kLevels = 5;
   bool _prepare(SDL_Renderer* renderer, int width, int height);
 
-  std::array<TexturePtr, kLevels> _levels;  // each half as large as the one before
+  std::array<TexturePtr, kLevels> _levels;  // each half the size of the one before
   int _width = 0;
   int _height = 0;
-  bool _taken = false;
+  bool _captured = false;
   bool _drawn = false;
 };
 

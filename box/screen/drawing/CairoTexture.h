@@ -18,7 +18,7 @@ struct CairoDeleter {
 using CairoSurfacePtr = std::unique_ptr<cairo_surface_t, CairoDeleter>;
 using CairoPtr = std::unique_ptr<cairo_t, CairoDeleter>;
 
-/// A transparent picture to draw on, in pixels.
+/// A transparent Cairo surface to draw on, in pixels.
 class CairoPicture {
  public:
   CairoPicture(int width, int height);
@@ -26,8 +26,8 @@ class CairoPicture {
   cairo_t* context() const { return _context.get(); }
   void setColor(platform::Color color) const;
 
-  /// What was drawn, as a texture that blends; null when the renderer refuses. The picture is used
-  /// up.
+  /// Converts the surface to a texture with alpha blending. Null on failure. The surface cannot be
+  /// used afterwards.
   TexturePtr makeTexture(SDL_Renderer* renderer);
 
  private:
@@ -35,19 +35,19 @@ class CairoPicture {
   CairoPtr _context;
 };
 
-/// Turns premultiplied ARGB rows into straight ones in place: renderers without blend modes of
-/// their own multiply by alpha once more.
+/// Converts premultiplied ARGB rows to straight alpha in place. Renderers without custom blend
+/// modes multiply by alpha again.
 void unpremultiply(unsigned char* data, int width, int height, int stride);
 
-/// Opaque 32-bit pixels (native-endian 0xXXRRGGBB), in rows from the top.
+/// Opaque 32-bit pixels (native-endian 0xXXRRGGBB), top row first.
 struct PixelRows {
   std::vector<unsigned char> bytes;
   int width = 0;
   int height = 0;
-  int stride = 0;  ///< bytes from row to row
+  int stride = 0;  ///< bytes per row
 };
 
-/// Null when there are no pixels. Any thread.
+/// Returns null if there are no pixels. Thread-safe.
 std::shared_ptr<const platform::Bytes> encodePng(PixelRows rows);
 
 }  // namespace box

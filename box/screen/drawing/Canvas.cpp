@@ -9,7 +9,7 @@
 namespace box {
 namespace {
 
-/// Below this many pixels a fill is done before a tile is found.
+/// Below this number of pixels a fill is faster than a tile lookup.
 constexpr float kSmallestTiled = 1024;
 
 bool isSoftware(SDL_Renderer* renderer) {
@@ -17,10 +17,10 @@ bool isSoftware(SDL_Renderer* renderer) {
   return SDL_GetRendererInfo(renderer, &info) == 0 && (info.flags & SDL_RENDERER_SOFTWARE) != 0;
 }
 
-/// How much smaller a text becomes at a time until it fits.
+/// Factor by which a text is reduced in each step until it fits.
 constexpr double kFittingStep = 0.94;
 
-/// A text is not made narrower than this share of its area, lest long words break.
+/// Minimum width of balanced text as a fraction of its area, so that long words do not break.
 constexpr double kNarrowestBalanced = 0.65;
 constexpr int kBalancingSteps = 5;
 
@@ -69,7 +69,7 @@ void Canvas::fillPixels(const SDL_FRect& rect, platform::Color color, float alph
 
 double Canvas::rise(float alpha) const {
   if (_access.reducedMotion) return 0;
-  // In whole pixels, so that what moves keeps its size, and with it its texture.
+  // Whole pixels, so that the size in pixels and therefore the cached texture stay the same.
   const double below = theme::kRise * (1 - static_cast<double>(std::clamp(alpha, 0.0F, 1.0F)));
   return std::round(below * _scale) / _scale;
 }
@@ -161,7 +161,7 @@ void Canvas::scrim(const platform::Rect& rect, double fade, float alpha) {
   const auto height = static_cast<double>(place.h);
   constexpr auto kMiddle = static_cast<double>(theme::kScrimUnderText.alpha);
   constexpr auto kFull = static_cast<double>(theme::kScrim.alpha);
-  // Eased at both ends of each part, so that no edge is seen.
+  // Eased, so that no edge is visible.
   const auto opacityOf = [&](int row) {
     const double y = row + 0.5;
     const double opacity =
@@ -169,7 +169,7 @@ void Canvas::scrim(const platform::Rect& rect, double fade, float alpha) {
                    : kMiddle + (kFull - kMiddle) * theme::eased((y - fading) / (height - fading));
     return colorLevel(static_cast<float>(opacity) * alpha);
   };
-  // Rows of one opacity are filled together: a fill costs more than the pixels of a row.
+  // Fill adjacent rows of the same opacity at once: a call costs more than the pixels of a row.
   const int rows = static_cast<int>(place.h);
   for (int first = 0; first < rows;) {
     const Uint8 opacity = opacityOf(first);
@@ -187,7 +187,7 @@ void Canvas::scrim(const platform::Rect& rect, double fade, float alpha) {
 TextRun Canvas::styled(std::string text, platform::TextStyle style, platform::Color color,
                        platform::TextAlignment alignment) const {
   const theme::TextLook look = theme::look(style);
-  return {std::move(text), grown(look.size), look.bold, color, alignment, 0, 0};
+  return {std::move(text), textScaled(look.size), look.bold, color, alignment, 0, 0};
 }
 
 TextRun Canvas::fitted(TextRun run, const platform::Rect& rect, bool wraps) {
@@ -196,7 +196,7 @@ TextRun Canvas::fitted(TextRun run, const platform::Rect& rect, bool wraps) {
   const double usual = run.size / _access.textSize;
   while (run.size > usual) {
     const TextExtent extent = measure(run);
-    // Of a single line only the letters need room: some fonts have much more around them.
+    // A single line only needs room for its glyphs: some fonts have large line spacing.
     if (!extent.cut && (wraps ? extent.height : extent.inkHeight) <= rect.height) break;
     run.size = std::max(run.size * kFittingStep, usual);
   }

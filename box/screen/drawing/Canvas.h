@@ -10,60 +10,58 @@
 
 namespace box {
 
-/// Draws texts, shapes and fills given in points of the scene onto a renderer's pixels: the scene
-/// keeps its shape of 16 to 9 in the middle of whatever the renderer's size is.
+/// Draws texts, shapes and fills onto a renderer. Coordinates are points of the 16:9 scene, which
+/// is scaled to the output size and centered.
 ///
-/// Threads: the screen's own.
+/// Thread: the screen's.
 class Canvas {
  public:
   Canvas(SDL_Renderer* renderer, TextRenderer& texts, Shapes& shapes, AccessOptions access = {});
 
-  /// The renderer's size in pixels.
   void setOutputSize(int width, int height);
-  double scale() const { return _scale; }  ///< pixels a point
+  double scale() const { return _scale; }  ///< pixels per point
   SDL_Renderer* renderer() const { return _renderer; }
   int outputWidth() const { return _width; }
   int outputHeight() const { return _height; }
 
-  /// Text is drawn at this many times its usual size.
   double textSize() const { return _access.textSize; }
-  /// The length of something that holds text and grows with it.
-  double grown(double length) const { return length * _access.textSize; }
+  /// Scales the length of an element that holds text.
+  double textScaled(double length) const { return length * _access.textSize; }
   bool reducedMotion() const { return _access.reducedMotion; }
-  /// How far below its place a card of that opacity is, in points: it rises as it appears.
+  /// Vertical offset in points of a card that fades in with opacity `alpha`: it rises to its place.
   double rise(float alpha) const;
 
-  /// With its edges on whole pixels.
+  /// Converts to pixels. Edges are rounded to whole pixels.
   SDL_FRect pixels(const platform::Rect& rect) const;
 
   void fill(const platform::Rect& rect, platform::Color color, float alpha);
   void fillPixels(const SDL_FRect& rect, platform::Color color, float alpha);
   void shape(const Shape& shape, const platform::Rect& rect, float alpha);
-  /// Shades `rect` from the theme's scrim at its lower edge to the scrim under text, and from there
-  /// to nothing over its upper part, `fade` high.
+  /// Draws a gradient. From the lower edge upwards the opacity falls from the theme's scrim to the
+  /// scrim under text, and then to zero in the upper part, which is `fade` high.
   void scrim(const platform::Rect& rect, double fade, float alpha);
-  /// The part of the shape between two fractions of its width.
+  /// Draws the part of the shape between two fractions of its width.
   void shapePart(const Shape& shape, const platform::Rect& rect, double from, double to,
                  float alpha);
 
-  /// A piece of text in a style, at the user's size.
   TextRun styled(std::string text, platform::TextStyle style, platform::Color color,
                  platform::TextAlignment alignment = platform::TextAlignment::Leading) const;
-  /// The run with that area, smaller than the user's size if it would not fit otherwise, but not
-  /// below the usual size.
+  /// Returns the run for that area. If it does not fit, its size is reduced, but not below the
+  /// unscaled size.
   TextRun fitted(TextRun run, const platform::Rect& rect, bool wraps);
-  /// The run, narrower if that makes its lines equally long without another line.
+  /// Returns the run with a smaller width if that makes its lines equally long without adding
+  /// lines.
   TextRun balanced(TextRun run);
   TextExtent measure(const TextRun& run) { return _texts.measure(run, _scale); }
 
   enum class Vertical { Top, Center, Bottom };
-  /// The area is `rect`; it replaces the run's own width, and with `wraps` its height.
+  /// Draws text in `rect`, which overrides the width of the run and, with `wraps`, its height.
   void text(TextRun run, const platform::Rect& rect, bool wraps, Vertical vertical, float alpha);
 
  private:
-  /// Where the processor blends, a plain fill takes it several times as long as a copy.
+  /// Software renderers fill with alpha several times slower than they copy a texture.
   bool _fillWithTiles(const SDL_FRect& rect, platform::Color color, Uint8 opacity);
-  /// A large rounded shape from a small texture: its corners, and fills between them.
+  /// Draws a large rounded shape with a small texture for the corners, and fills.
   void _roundedShape(const Shape& shape, const SDL_FRect& place, int corner, float alpha);
 
   SDL_Renderer* const _renderer;

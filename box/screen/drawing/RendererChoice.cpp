@@ -10,8 +10,8 @@
 namespace box {
 namespace {
 
-/// Before anything of a driver is loaded. What is found may still be of no use.
-bool mayHaveGraphicsProcessor() {
+/// Checks for GPU devices without loading a driver. The device may still turn out unusable.
+bool mayHaveGPU() {
   namespace fs = std::filesystem;
   std::error_code ignored;
   for (const char* device : {"/dev/nvidiactl", "/dev/mali0", "/dev/pvr_sync"}) {
@@ -23,7 +23,7 @@ bool mayHaveGraphicsProcessor() {
   });
 }
 
-bool isPlayedByTheProcessor(SDL_Renderer* renderer) {
+bool isSoftwareOpenGL(SDL_Renderer* renderer) {
   SDL_RendererInfo info{};
   if (SDL_GetRendererInfo(renderer, &info) != 0) return false;
   if (!std::string_view(info.name).starts_with("opengl")) return false;
@@ -33,23 +33,24 @@ bool isPlayedByTheProcessor(SDL_Renderer* renderer) {
   const unsigned char* text = getString ? getString(kRendererName) : nullptr;
   if (!text) return false;
   const std::string_view name(reinterpret_cast<const char*>(text));
-  constexpr std::array<std::string_view, 3> kPlayed{"llvmpipe", "softpipe", "swrast"};
-  return std::any_of(kPlayed.begin(), kPlayed.end(), [&](std::string_view played) {
-    return name.find(played) != std::string_view::npos;
-  });
+  constexpr std::array<std::string_view, 3> kSoftwareNames{"llvmpipe", "softpipe", "swrast"};
+  return std::any_of(kSoftwareNames.begin(), kSoftwareNames.end(),
+                     [&](std::string_view softwareName) {
+                       return name.find(softwareName) != std::string_view::npos;
+                     });
 }
 
 }  // namespace
 
 RendererPtr makeRenderer(SDL_Window* window, bool inMemory) {
-  const char* chosen = std::getenv("SDL_RENDER_DRIVER");
-  const bool isChosen = chosen && *chosen;
-  if (!inMemory && (isChosen || mayHaveGraphicsProcessor())) {
+  const char* configured = std::getenv("SDL_RENDER_DRIVER");
+  const bool isConfigured = configured && *configured;
+  if (!inMemory && (isConfigured || mayHaveGPU())) {
     RendererPtr renderer(
         SDL_CreateRenderer(window, -1, SDL_RENDERER_ACCELERATED | SDL_RENDERER_PRESENTVSYNC));
-    // The software renderer, if it was named, would only sleep to wait.
+    // With vsync the software renderer would only sleep.
     if (renderer && !isAccelerated(renderer.get())) SDL_RenderSetVSync(renderer.get(), 0);
-    if (renderer && (isChosen || !isPlayedByTheProcessor(renderer.get()))) return renderer;
+    if (renderer && (isConfigured || !isSoftwareOpenGL(renderer.get()))) return renderer;
   }
   return RendererPtr(SDL_CreateRenderer(window, -1, SDL_RENDERER_SOFTWARE));
 }

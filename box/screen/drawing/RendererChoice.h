@@ -4,10 +4,10 @@
 
 namespace box {
 
-/// The renderer that is quickest for the window: the graphics processor's where there is one, which
-/// then waits for the display, else SDL's own software renderer. A driver that only plays a
-/// graphics processor is several times slower than that, takes long to load and much memory. What
-/// SDL_RENDER_DRIVER names is taken as it is. Null when there is none.
+/// Creates the fastest renderer for the window: a GPU renderer with vsync if there is a GPU, else
+/// SDL's software renderer. OpenGL implementations in software (llvmpipe) are not used, because
+/// they are slower than SDL's renderer, load slowly and need much memory. A renderer in
+/// SDL_RENDER_DRIVER is used as given. Returns null on failure.
 RendererPtr makeRenderer(SDL_Window* window, bool inMemory);
 
 bool isAccelerated(SDL_Renderer* renderer);

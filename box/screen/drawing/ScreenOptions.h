@@ -8,39 +8,38 @@
 
 namespace box {
 
-/// What the user needs to see well.
+/// Accessibility options.
 struct AccessOptions {
   double textSize = 1;  ///< 1 to 1.5 times the usual size
-  /// Nothing turns, rises or fades.
   bool reducedMotion = false;
 };
 
 struct ScreenOptions {
-  /// Over the whole display, in the display's own mode.
+  /// Cover the whole display in its current mode.
   bool fullscreen = true;
-  /// Of a window that is not fullscreen, and of the picture where there is no display, in pixels.
+  /// Size in pixels of a window that is not fullscreen, or of the surface without a display.
   std::optional<platform::Size> windowedSize;
   std::string title = "TVVorlane";
   AccessOptions access = {};
-  /// A locale's name, of the texts.
+  /// Locale name of the user interface.
   std::string language = {};
 };
 
-/// How evenly the pictures of videos and layers came on screen since the process began.
+/// How evenly pictures of videos and layers were presented since the start of the process.
 struct JudderStatistics {
   std::uint64_t pictures = 0;  ///< presented
-  std::uint64_t dropped = 0;   ///< due, and replaced by the next before they were drawn
-  std::uint64_t repeated = 0;  ///< refreshes for which one stayed too long
-  /// What a step from picture to picture was too long or too short by, of the newest thousand: on
-  /// average, and at most for 99 % of them.
+  std::uint64_t dropped = 0;   ///< replaced by the next one before they were drawn
+  std::uint64_t repeated = 0;  ///< refreshes that showed the previous picture too long
+  /// Deviation of the interval between pictures from its nominal value, over the last thousand
+  /// intervals: the average, and the 99th percentile.
   double averageMilliseconds = 0;
-  double mostMilliseconds = 0;
+  double percentile99Milliseconds = 0;
 };
 
-/// What drawing has cost since the process began.
+/// Cost of drawing since the start of the process.
 struct FrameStatistics {
   std::uint64_t frames = 0;
-  double averageMilliseconds = 0;  ///< of a frame, with its present
+  double averageMilliseconds = 0;  ///< per frame, including present
   double longestMilliseconds = 0;
   JudderStatistics judder = {};
 };

@@ -16,14 +16,14 @@ struct SdlDeleter {
   void operator()(SDL_GameController* controller) const { SDL_GameControllerClose(controller); }
 };
 
-/// Owned SDL objects. A texture must go before its renderer, a renderer before its window.
+/// Owned SDL objects. Destroy a texture before its renderer, and a renderer before its window.
 using WindowPtr = std::unique_ptr<SDL_Window, SdlDeleter>;
 using RendererPtr = std::unique_ptr<SDL_Renderer, SdlDeleter>;
 using TexturePtr = std::unique_ptr<SDL_Texture, SdlDeleter>;
 using SurfacePtr = std::unique_ptr<SDL_Surface, SdlDeleter>;
 using ControllerPtr = std::unique_ptr<SDL_GameController, SdlDeleter>;
 
-/// A part of a colour, 0 to 1, as SDL counts it.
+/// Converts a colour component from 0..1 to 0..255.
 inline Uint8 colorLevel(float value) {
   return static_cast<Uint8>(std::lround(std::clamp(value, 0.0F, 1.0F) * 255));
 }

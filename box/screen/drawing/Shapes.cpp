@@ -32,7 +32,7 @@ void roundedPath(cairo_t* cairo, double inset, double width, double height, doub
   cairo_close_path(cairo);
 }
 
-/// A triangle between two columns, pointing to `tip`, with its corners rounded by the line's joins.
+/// A triangle from column `base` to `tip`. The line joins round its corners.
 void triangle(cairo_t* cairo, double base, double tip, double height) {
   const double round = height * 0.08;
   const double inset = base < tip ? round : -round;
@@ -49,8 +49,8 @@ void triangle(cairo_t* cairo, double base, double tip, double height) {
 void draw(const CairoPicture& picture, const Shape& shape, double width, double height,
           double scale) {
   cairo_t* cairo = picture.context();
-  // Opaque ink: a stroke that overlaps its fill must not show through. The opacity comes at the
-  // end.
+  // Draw opaque and apply the alpha at the end, so that overlaps of stroke and fill are not
+  // visible.
   platform::Color ink = shape.color;
   ink.alpha = 1;
   picture.setColor(ink);

@@ -24,21 +24,21 @@ struct Shape {
   double line = 0;    ///< of an outline, in points
 };
 
-/// Whole pixels, so that straight parts of the line are sharp.
+/// The line width of an outline in whole pixels, so that straight lines are sharp.
 int outlinePixels(const Shape& shape, double scale);
 
-/// Draws vector shapes with Cairo at the size they are shown, and keeps the textures of what was
-/// used last. Threads: the screen's own. clear() must come before the renderer's end.
+/// Draws vector shapes with Cairo at their display size, and caches the textures. Thread: the
+/// screen's. Call clear() before the renderer is destroyed.
 class Shapes {
  public:
   Shapes();
 
-  /// `width` and `height` are pixels, `scale` is pixels a point. Null when there is nothing to see.
-  /// Good until the next call.
+  /// Returns the texture, valid until the next call, or null if the size is empty. `width` and
+  /// `height` are pixels, `scale` is pixels per point.
   SDL_Texture* texture(SDL_Renderer* renderer, const Shape& shape, int width, int height,
                        double scale);
-  /// An opaque area of kTileWidth by kTileHeight pixels, in the format that a software renderer
-  /// blends fastest under one opacity; null when the renderer refuses. Good until the next call.
+  /// Returns an opaque texture of kTileWidth by kTileHeight pixels, in the format that the software
+  /// renderer blends fastest. Valid until the next call; null on failure.
   static constexpr int kTileWidth = 512;
   static constexpr int kTileHeight = 128;
   SDL_Texture* tile(SDL_Renderer* renderer, platform::Color color);

@@ -14,12 +14,12 @@ bool hasLetterBetween(const std::string& text, gunichar first, gunichar last) {
   }
   return false;
 }
-/// Only Japanese is written with kana.
+/// Kana occur in Japanese only.
 bool hasKana(const std::string& text) { return hasLetterBetween(text, 0x3041, 0x30FF); }
 bool hasArabic(const std::string& text) { return hasLetterBetween(text, 0x0600, 0x06FF); }
 
-/// Of the font's size. The Arabic fonts leave room between lines for marks that stand high above
-/// letters, which a screen has no use for.
+/// Line height as a multiple of the font size. The default of the Arabic fonts leaves room for
+/// marks that are not used here.
 constexpr double kArabicLineHeight = 1.45;
 
 }  // namespace

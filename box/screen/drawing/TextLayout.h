@@ -28,9 +28,9 @@ struct TextFont {
   double largestSpan = 1;  ///< the largest size that an attribute sets, as a multiple of `pixels`
 };
 
-/// A layout of `text` (valid UTF-8) in the families of the theme and in the direction and language
-/// of the text. It breaks lines between words, and ends in an ellipsis where its area ends; the
-/// caller sets the area. `attributes` may be null.
+/// Creates a layout of `text` (valid UTF-8) with the fonts of the theme. Direction and language are
+/// detected from the text. Lines break between words; text that exceeds the area ends in an
+/// ellipsis. The caller sets the area. `attributes` may be null.
 PangoLayoutPtr makeTextLayout(PangoContext* context, const std::string& text, const TextFont& font,
                               PangoAlignment alignment, PangoAttrListPtr attributes);
 

@@ -18,9 +18,9 @@ constexpr std::size_t kCachedTexts = 96;
 constexpr std::size_t kCachedTextPixels = std::size_t{6} * 1024 * 1024;
 constexpr std::size_t kCachedExtents = 1024;
 
-/// Valid UTF-8 of a length that is worth shaping.
-std::string presentable(const std::string& text) {
-  // Cut by bytes before anything walks the text; a torn last character becomes a replacement.
+/// Returns valid UTF-8, truncated to kTextLimit characters.
+std::string sanitizedText(const std::string& text) {
+  // Cut by bytes first. A character that is cut apart becomes a replacement character.
   const std::size_t limit = static_cast<std::size_t>(theme::kTextLimit) * 4;
   gchar* valid = g_utf8_make_valid(text.data(), static_cast<gssize>(std::min(text.size(), limit)));
   std::string result(valid);
@@ -32,7 +32,7 @@ std::string presentable(const std::string& text) {
   return result;
 }
 
-/// What fonts call the language of a locale; empty for none.
+/// Returns the language tag of a locale for font selection; empty for none.
 std::string fontLanguage(const std::string& locale) {
   if (locale == "C") return {};
   if (locale.starts_with("zh_Hant")) return "zh-tw";
@@ -50,7 +50,7 @@ std::string cacheKey(const TextRun& run, double scale) {
 }
 
 PangoAlignment alignment(platform::TextAlignment alignment) {
-  // Pango swaps left and right where the text runs from right to left.
+  // Pango swaps left and right in right-to-left text.
   switch (alignment) {
     case platform::TextAlignment::Leading:
       return PANGO_ALIGN_LEFT;
@@ -94,7 +94,7 @@ struct TextRenderer::Impl {
     if (!name.empty())
       pango_context_set_language(context.get(), pango_language_from_string(name.c_str()));
     cairo_font_options_t* options = cairo_font_options_create();
-    // A television has no known order of subpixels, and its text moves and scales.
+    // Subpixel antialiasing does not suit televisions, whose subpixel order is unknown.
     cairo_font_options_set_antialias(options, CAIRO_ANTIALIAS_GRAY);
     cairo_font_options_set_hint_style(options, CAIRO_HINT_STYLE_SLIGHT);
     cairo_font_options_set_hint_metrics(options, CAIRO_HINT_METRICS_OFF);
@@ -104,7 +104,7 @@ struct TextRenderer::Impl {
 
   PangoLayoutPtr layout(const TextRun& run, double scale) const {
     PangoLayoutPtr layout = makeTextLayout(
-        context.get(), presentable(run.text),
+        context.get(), sanitizedText(run.text),
         {run.size * scale, run.bold ? PANGO_WEIGHT_SEMIBOLD : PANGO_WEIGHT_NORMAL, false},
         alignment(run.alignment), nullptr);
     const auto units = [&](double points) {
@@ -167,7 +167,7 @@ const TextPicture& TextRenderer::picture(SDL_Renderer* renderer, const TextRun& 
   TextPicture picture;
   picture.lineHeight = logical.height;
   if (ink.width > 0 && ink.height > 0) {
-    // On each side a pixel for what antialiasing adds.
+    // One extra pixel on each side for antialiasing.
     const int margin = 1 + static_cast<int>(std::ceil(run.outline * scale));
     picture.x = ink.x - margin;
     picture.y = ink.y - margin;

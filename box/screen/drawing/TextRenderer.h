@@ -12,10 +12,10 @@ struct _PangoContext;  // NOLINT(bugprone-reserved-identifier): the library's na
 
 namespace box {
 
-/// A piece of text to be drawn. Sizes are points of the scene.
+/// A text to draw. Sizes are points of the scene.
 struct TextRun {
   std::string text;
-  double size = theme::kSmallestText;
+  double size = theme::kMinFontSize;
   bool bold = false;
   platform::Color color = theme::kText;
   platform::TextAlignment alignment = platform::TextAlignment::Leading;
@@ -24,10 +24,10 @@ struct TextRun {
   double outline = 0;  ///< width of the dark line around the letters, for text over pictures
 };
 
-/// A text as pixels. The texture covers the inked part only.
+/// A rendered text. The texture covers the ink rectangle only.
 struct TextPicture {
   TexturePtr texture;  ///< null when there is nothing to see
-  // Where the texture lies within the text's area, and its size.
+  // Ink rectangle within the text's area.
   int x = 0;
   int y = 0;
   int width = 0;
@@ -35,41 +35,39 @@ struct TextPicture {
   int lineHeight = 0;  ///< height of all lines together
 };
 
-/// What a text takes, in points.
+/// Size of a text in points.
 struct TextExtent {
   double width = 0;   ///< of the longest line
   double height = 0;  ///< of all lines
-  // Where the letters are within that height.
+  // Ink rectangle within that height.
   double inkTop = 0;
   double inkHeight = 0;
   bool cut = false;  ///< it ends in an ellipsis
 };
 
-/// Whether the first letters that have a direction run from right to left.
+/// Whether the first letter is of a right-to-left script.
 bool runsRightToLeft(const std::string& text);
 
-/// Shapes and draws text of any script with Pango, and keeps the textures of what was used last.
+/// Lays out and renders text of any script with Pango, and caches the textures.
 ///
-/// Threads: the screen's own. Lifetime: textures go with clear(), which must come before their
-/// renderer's end. The fonts stay loaded.
+/// Thread: the screen's. Call clear() before the renderer is destroyed. The fonts stay loaded.
 class TextRenderer {
  public:
-  /// `language` is a locale's name, as the texts of the box are in; what Chinese, Japanese and
-  /// Korean write with the same characters looks as each is used to.
+  /// `language` is a locale name. It selects the regional glyph variants of Han characters.
   explicit TextRenderer(const std::string& language = {});
   ~TextRenderer();
   TextRenderer(const TextRenderer&) = delete;
   TextRenderer& operator=(const TextRenderer&) = delete;
 
-  /// Loads the fonts, which the first text would wait for otherwise.
+  /// Loads the fonts, so that the first text is not delayed.
   void warmUp();
 
-  /// `scale` is pixels a point. The reference is good until the next call.
+  /// `scale`: pixels per point. The reference is valid until the next call.
   const TextPicture& picture(SDL_Renderer* renderer, const TextRun& run, double scale);
 
   TextExtent measure(const TextRun& run, double scale);
 
-  /// The fonts, for whoever sets text in another way.
+  /// The Pango context with the fonts.
   ::_PangoContext* context() const;
 
   void clear() { _cache.clear(); }

@@ -8,16 +8,15 @@
 
 namespace box {
 
-/// Keeps what was used last: at most `countLimit` entries that together weigh at most
-/// `weightLimit`, except that the newest one always stays. A reference is good until the next
-/// insert() or clear().
+/// An LRU cache with at most `countLimit` entries and a total weight of at most `weightLimit`. The
+/// newest entry is always kept. References are valid until the next insert() or clear().
 template <typename T>
 class TextureCache {
  public:
   TextureCache(std::size_t countLimit, std::size_t weightLimit)
       : _countLimit(countLimit), _weightLimit(weightLimit) {}
 
-  /// Null when it is not there.
+  /// Returns null if the key is not cached.
   T* find(const std::string& key) {
     const auto found = _index.find(key);
     if (found == _index.end()) return nullptr;
@@ -25,7 +24,7 @@ class TextureCache {
     return &found->second->value;
   }
 
-  /// `key` must not be there yet.
+  /// `key` must not be cached.
   T& insert(const std::string& key, T value, std::size_t weight) {
     _entries.push_front({key, std::move(value), weight});
     _index[key] = _entries.begin();

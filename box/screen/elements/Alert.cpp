@@ -13,15 +13,15 @@ void drawElement(Canvas& canvas, const platform::AlertElement& alert, const Rect
   canvas.fill(frame, theme::kDim, alpha);
 
   const Rect safe = safePart(frame);
-  const double cardWidth = std::min(canvas.grown(theme::kCardWidth), safe.width);
+  const double cardWidth = std::min(canvas.textScaled(theme::kCardWidth), safe.width);
   const double textWidth = cardWidth - 2 * theme::kCardPadding;
 
-  const std::size_t buttons = std::min(alert.buttons.size(), theme::kMostButtons);
+  const std::size_t buttons = std::min(alert.buttons.size(), theme::kMaxButtons);
   const bool sideBySide = buttons == 2;
   const auto rows = static_cast<double>(sideBySide ? 1 : buttons);
   const double gaps = std::max(rows - 1, 0.0) * theme::kButtonGap;
   const double buttonHeight = rows > 0
-                                  ? std::min(canvas.grown(theme::kButtonHeight),
+                                  ? std::min(canvas.textScaled(theme::kButtonHeight),
                                              (safe.height * theme::kCardButtonsShare - gaps) / rows)
                                   : 0;
   const double buttonsHeight = rows * buttonHeight + gaps;
@@ -52,7 +52,7 @@ void drawElement(Canvas& canvas, const platform::AlertElement& alert, const Rect
   y += message.height + gapAfterText;
   const double buttonWidth = sideBySide ? (textWidth - theme::kButtonGap) / 2 : textWidth;
   for (std::size_t i = 0; i < buttons; ++i) {
-    // In the order of the remote's left and right, in every language.
+    // Buttons are ordered left to right in every language, to match the remote's left and right.
     const auto step = static_cast<double>(i);
     const Rect place{sideBySide ? x + step * (buttonWidth + theme::kButtonGap) : x,
                      sideBySide ? y : y + step * (buttonHeight + theme::kButtonGap), buttonWidth,

@@ -54,7 +54,7 @@ CardText layOutCardText(Canvas& canvas, const std::string& text, platform::TextS
 }
 
 void drawCardText(Canvas& canvas, const CardText& text, double middleX, double top, float alpha) {
-  // In the area that it was measured in: a text that just fits may be cut off in one of its height.
+  // Use the area of the measurement. An area of exactly the text's height could truncate it.
   canvas.text(text.run, {middleX - text.run.width / 2, top, text.run.width, text.run.height}, true,
               Canvas::Vertical::Top, alpha);
 }

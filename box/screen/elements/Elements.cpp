@@ -15,14 +15,14 @@ using platform::Rect;
 
 namespace {
 
-/// The characters as people count them, a few at most.
+/// Splits text into at most `limit` user-perceived characters.
 std::vector<std::string> characters(const std::string& text, std::size_t limit) {
   std::vector<std::string> result;
   gchar* valid =
       g_utf8_make_valid(text.data(), static_cast<gssize>(std::min<std::size_t>(text.size(), 1024)));
   for (const gchar* at = valid; *at && result.size() < limit;) {
     const gchar* next = g_utf8_next_char(at);
-    // Marks stay with the character that they belong to.
+    // Keep combining marks with their base character.
     while (*next && g_unichar_ismark(g_utf8_get_char(next))) next = g_utf8_next_char(next);
     result.emplace_back(at, next);
     at = next;
@@ -48,8 +48,8 @@ void drawElement(Canvas& canvas, const platform::TextElement& text, const Rect& 
 void drawElement(Canvas& canvas, const platform::DigitsElement& digits, const Rect& frame,
                  float alpha) {
   const auto wanted =
-      static_cast<std::size_t>(std::clamp(digits.boxes, 1, static_cast<int>(theme::kMostDigits)));
-  const std::vector<std::string> texts = characters(digits.text, theme::kMostDigits);
+      static_cast<std::size_t>(std::clamp(digits.boxes, 1, static_cast<int>(theme::kMaxDigits)));
+  const std::vector<std::string> texts = characters(digits.text, theme::kMaxDigits);
   const auto rowWidth = [](std::size_t count) {
     return static_cast<double>(count) * theme::kDigitWidth +
            static_cast<double>(count - 1) * theme::kDigitGap;
@@ -65,7 +65,7 @@ void drawElement(Canvas& canvas, const platform::DigitsElement& digits, const Re
   const CardText title =
       layOutCardText(canvas, digits.title, platform::TextStyle::Title, digits.titleColor,
                      safe.width, (safe.height - height) * theme::kDigitsTitleShare);
-  // The letters count, not the room above and below them.
+  // Center by the ink of the title, not by its line height.
   const TextExtent extent = canvas.measure(title.run);
   const double gap = digits.title.empty() ? 0 : theme::kDigitsTitleGap;
   const double top = frame.y + (frame.height - extent.inkHeight - gap - height) / 2;
@@ -80,7 +80,7 @@ void drawElement(Canvas& canvas, const platform::DigitsElement& digits, const Re
         {ShapeKind::Outline, theme::kDigitOutline, theme::kDigitRadius * fit, theme::kDigitLine},
         place, alpha);
     if (i < texts.size()) {
-      canvas.text({texts[i], std::max(height * theme::kDigitTextShare, theme::kSmallestText), true,
+      canvas.text({texts[i], std::max(height * theme::kDigitTextShare, theme::kMinFontSize), true,
                    theme::kText, platform::TextAlignment::Center, 0, 0},
                   place, false, Canvas::Vertical::Center, alpha);
     }

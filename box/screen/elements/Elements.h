@@ -3,8 +3,8 @@
 #include "box/screen/drawing/Canvas.h"
 #include "platform/ui/scene/Scene.h"
 
-/// How each kind of element looks, but for video and blur, which need more than a canvas. `alpha`
-/// is the opacity of everything above the element.
+/// Drawing functions of the elements, except video and blur, which need more than a canvas. `alpha`
+/// is the opacity of the element's ancestors.
 namespace box {
 
 void drawElement(Canvas& canvas, const platform::FillElement& fill, const platform::Rect& frame,
@@ -25,20 +25,20 @@ void drawElement(Canvas& canvas, const platform::TransportBarElement& bar,
 void drawElement(Canvas& canvas, const platform::SpinnerElement& spinner,
                  const platform::Rect& frame, platform::TimePoint now, float alpha);
 
-/// Where the parts of the bar are in a frame, for a size of text.
+/// Frames of the parts of the transport bar for a text scale.
 struct TransportBarLayout {
   platform::Rect scrim;  ///< fades in above `seek`
-  platform::Rect seek;   ///< the time that is shown while a place is looked for
-  platform::Rect title;  ///< with the icon
+  platform::Rect seek;   ///< the time that is shown while seeking
+  platform::Rect title;  ///< includes the icon
   platform::Rect track;
   platform::Rect times;
 };
 TransportBarLayout transportBarLayout(const platform::Rect& frame, double textSize);
 
-/// What the bar says and shows, apart from how.
+/// The content of the transport bar.
 struct TransportBarTexts {
-  std::string place;  ///< where the remote looks; empty when it does not
-  std::string left;   ///< otherwise, where the player is
+  std::string seekPosition;  ///< seek position of the remote; empty unless seeking
+  std::string left;          ///< elapsed time
   std::string right;
   std::string rate;   ///< empty unless scanning
   double played = 0;  ///< fraction of the track

@@ -13,7 +13,7 @@ void drawElement(Canvas& canvas, const platform::MessageElement& message, const 
   if (message.text.empty() && message.hint.empty()) return;
   const Rect safe = safePart(platform::kScreenBounds);
   constexpr double kPadding = theme::kCardPadding;
-  const double most = std::min(canvas.grown(theme::kMessageWidth), safe.width) - 2 * kPadding;
+  const double most = std::min(canvas.textScaled(theme::kMessageWidth), safe.width) - 2 * kPadding;
   const double room = safe.height - 2 * kPadding - theme::kCardGap;
 
   const CardText hint = layOutCardText(canvas, message.hint, platform::TextStyle::Body,
@@ -24,7 +24,7 @@ void drawElement(Canvas& canvas, const platform::MessageElement& message, const 
   const double gap = message.text.empty() || message.hint.empty() ? 0 : theme::kCardGap;
   const double width = std::max(text.width, hint.width) + 2 * kPadding;
   const double height = text.height + gap + hint.height + 2 * kPadding;
-  // In the middle of its frame, but never beyond what a television shows.
+  // Centered in its frame, but within the safe area.
   const auto place = [](double middle, double length, double low, double high) {
     return std::max(std::min(middle - length / 2, high - length), low);
   };

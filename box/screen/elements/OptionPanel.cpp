@@ -17,10 +17,10 @@ using platform::TextStyle;
 
 namespace {
 
-/// One list in the direction of its language. The lists themselves are in the order of the remote's
-/// left and right.
+/// A list, laid out in the direction of its language. The lists of the panel are ordered left to
+/// right, to match the remote.
 ///
-/// Workflow: naturalWidth(), setWidth(), heightWithin(), then draw() in a place of that size.
+/// Workflow: naturalWidth(), setWidth(), heightWithin(), draw() in a rectangle of that size.
 class List {
  public:
   List(Canvas& canvas, const OptionListElement& list) : _canvas(canvas), _list(list) {
@@ -28,18 +28,18 @@ class List {
     _mirrored = runsRightToLeft(untitled && !list.options.empty() ? list.options[0] : list.title);
   }
 
-  /// Of a list in which no option takes more than one line.
+  /// Width at which every option fits into one line.
   double naturalWidth() const {
     double widest = _widthOf(_title()) + 2 * theme::kPanelRowPadding;
     for (std::size_t i = 0; i < _list.options.size(); ++i)
-      widest = std::max(widest, _widthOf(_option(i, theme::kText)) + _besideText());
+      widest = std::max(widest, _widthOf(_option(i, theme::kText)) + _widthBesideText());
     return widest + theme::kScrollBarWidth + theme::kSpace3;
   }
 
   void setWidth(double width) {
     _width = width;
     _heights.clear();
-    const double least = _canvas.grown(theme::kPanelRowHeight);
+    const double least = _canvas.textScaled(theme::kPanelRowHeight);
     for (std::size_t i = 0; i < _list.options.size(); ++i) {
       TextRun run = _option(i, theme::kText);
       run.width = _textWidth();
@@ -49,9 +49,9 @@ class List {
     }
   }
 
-  double headingHeight() const { return _canvas.grown(theme::kPanelHeadingHeight); }
-  /// Of what is shown where there is so much room, whichever row has the focus: the panel keeps its
-  /// size while the list scrolls.
+  double headingHeight() const { return _canvas.textScaled(theme::kPanelHeadingHeight); }
+  /// Height of the visible rows within `room`, as the maximum over all focused rows, so that the
+  /// panel keeps its size while the list scrolls.
   double heightWithin(double room) const {
     double highest = 0;
     for (std::size_t focused = 0; focused < _heights.size(); ++focused)
@@ -72,7 +72,7 @@ class List {
     const bool scrolls = rows.last - rows.first < _heights.size();
     double y = top;
     for (std::size_t i = rows.first; i < rows.last; ++i) {
-      const double width = place.width - (scrolls ? _barSpace() : 0);
+      const double width = place.width - (scrolls ? _scrollBarSpace() : 0);
       _drawRow(i, _mirror({place.x, y, width, _heights[i]}, place), alpha);
       y += _heights[i] + theme::kPanelRowGap;
     }
@@ -95,7 +95,7 @@ class List {
     run.bold = _list.selected == index;
     return run;
   }
-  /// The side where the list's language starts, whatever the text's own direction.
+  /// Aligns to the side where the list's language starts, independent of the text's own direction.
   TextAlignment _alignment(const std::string& text) const {
     return runsRightToLeft(text) == _mirrored ? TextAlignment::Leading : TextAlignment::Trailing;
   }
@@ -104,16 +104,19 @@ class List {
     run.width = platform::kScreenWidth;
     return std::ceil(_canvas.measure(run).width) + 2;
   }
-  double _indent() const { return _canvas.grown(theme::kPanelCheckSize) + theme::kPanelCheckGap; }
-  double _besideText() const { return _indent() + 2 * theme::kPanelRowPadding; }
-  static double _barSpace() { return theme::kScrollBarWidth + theme::kSpace3; }
-  /// Whether the list scrolls is known only when the rows are as high as this width makes them.
-  double _textWidth() const { return _width - _barSpace() - _besideText(); }
-  double _textHeight() const { return _canvas.grown(theme::kPanelMostTextHeight); }
+  double _indent() const {
+    return _canvas.textScaled(theme::kPanelCheckSize) + theme::kPanelCheckGap;
+  }
+  double _widthBesideText() const { return _indent() + 2 * theme::kPanelRowPadding; }
+  static double _scrollBarSpace() { return theme::kScrollBarWidth + theme::kSpace3; }
+  /// Always reserves space for the scroll bar: whether the list scrolls depends on the row heights,
+  /// which depend on this width.
+  double _textWidth() const { return _width - _scrollBarSpace() - _widthBesideText(); }
+  double _textHeight() const { return _canvas.textScaled(theme::kPanelMaxTextHeight); }
 
   struct Rows {
     std::size_t first;
-    std::size_t last;  ///< the one after them
+    std::size_t last;  ///< exclusive
   };
   double _heightOf(const Rows& rows) const {
     double height = 0;
@@ -121,13 +124,13 @@ class List {
       height += _heights[i] + theme::kPanelRowGap;
     return std::max(height - theme::kPanelRowGap, 0.0);
   }
-  /// The rows that are shown in so much room, with that one in the middle as far as the ends allow.
+  /// Returns the rows that fit into `room`, with row `middle` centered if possible.
   Rows _visible(std::size_t middle, double room) const {
     const std::size_t count = _heights.size();
     if (count == 0) return {0, 0};
     middle = std::min(middle, count - 1);
     Rows rows{middle, middle + 1};
-    // What sums of heights lose must not cost a row.
+    // Rounding errors of the sum must not hide a row.
     constexpr double kTolerance = 0.5;
     const auto fits = [&](const Rows& more) {
       return more.last - more.first <= theme::kPanelRows && _heightOf(more) <= room + kTolerance;
@@ -154,7 +157,7 @@ class List {
     const bool focused = _list.focused == index;
     if (focused) drawFocus(_canvas, row, theme::kRadiusMedium, alpha);
     const platform::Color color = focused ? theme::kTextOnFocus : theme::kText;
-    const double check = _canvas.grown(theme::kPanelCheckSize);
+    const double check = _canvas.textScaled(theme::kPanelCheckSize);
     if (_list.selected == index) {
       _canvas.shape(
           {ShapeKind::Check, color, 0, 0},
@@ -187,10 +190,11 @@ class List {
   const OptionListElement& _list;
   bool _mirrored = false;
   double _width = 0;
-  std::vector<double> _heights;  // of the rows
+  std::vector<double> _heights;  // one per row
 };
 
-/// The widths of columns that need `natural`: what the narrow ones leave goes to the wide ones.
+/// Distributes `room` over columns of the given natural widths. Space that narrow columns do not
+/// need goes to wide ones.
 std::vector<double> columnWidths(std::vector<double> natural, double room) {
   std::vector<std::size_t> order(natural.size());
   std::iota(order.begin(), order.end(), std::size_t{0});
@@ -214,11 +218,11 @@ void drawElement(Canvas& canvas, const platform::OptionPanelElement& panel, cons
   std::vector<List> lists;
   std::vector<double> natural;
   for (const OptionListElement& each : panel.lists) {
-    if (lists.size() == theme::kMostLists) break;
+    if (lists.size() == theme::kMaxLists) break;
     lists.emplace_back(canvas, each);
     natural.push_back(std::clamp(lists.back().naturalWidth(),
-                                 canvas.grown(theme::kPanelLeastColumn),
-                                 canvas.grown(theme::kPanelMostColumn)));
+                                 canvas.textScaled(theme::kPanelMinColumn),
+                                 canvas.textScaled(theme::kPanelMaxColumn)));
   }
   const double gaps = static_cast<double>(lists.size() - 1) * theme::kPanelColumnGap;
   const double around = 2 * theme::kPanelPadding;

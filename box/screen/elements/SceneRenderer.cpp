@@ -16,7 +16,7 @@ using platform::SceneNode;
 
 namespace {
 
-/// Where a layer's pictures come from; null when it is none of this box.
+/// Returns the video of a layer, or null if the layer was not made by this box.
 std::shared_ptr<media::VideoFrames> framesOf(const platform::LayerElement& element) {
   const auto* layer = dynamic_cast<const media::FrameLayer*>(element.layer.get());
   return layer ? layer->frames() : nullptr;
@@ -36,8 +36,8 @@ void visitVideos(const std::vector<SceneNode>& nodes, const Visit& visit) {
   }
 }
 
-/// Beneath a blur only these are drawn. Words and controls would become patches under what is
-/// written on the blur.
+/// Whether an element is drawn below a blur. Text and controls would become visible spots behind
+/// the text on the blur.
 bool isPicture(const platform::SceneElement& element) {
   return std::holds_alternative<platform::FillElement>(element) ||
          std::holds_alternative<platform::VideoElement>(element) ||
@@ -47,8 +47,8 @@ bool isPicture(const platform::SceneElement& element) {
 
 }  // namespace
 
-/// One walk over a scene, back to front, up to an element or the end. What an opaque element over
-/// the whole screen hides is left out.
+/// A traversal of a scene, back to front, up to an element or the end. Elements behind an opaque
+/// element that covers the screen are skipped.
 class SceneRenderer::Walk {
  public:
   Walk(SceneRenderer& renderer, const Scene& scene, platform::TimePoint now, const void* end)
@@ -66,7 +66,7 @@ class SceneRenderer::Walk {
   }
   bool animates() const { return _animates; }
 
-  /// What run() would draw, without drawing it.
+  /// Returns what run() would draw.
   std::vector<Drawn> list() {
     std::vector<Drawn> drawn;
     _list = &drawn;
@@ -77,19 +77,18 @@ class SceneRenderer::Walk {
 
  private:
   float _alpha(const SceneNode& node, float parentAlpha) const {
-    // Groups multiply down: drawing each into a texture of its own would cost more than a frame's
-    // time.
+    // Approximate group opacity by multiplication. Rendering each group to a texture is too slow.
     return parentAlpha * std::clamp(_fade(node).at(_now), 0.0F, 1.0F);
   }
 
-  /// Where motion is reduced, what would fade is there, or gone, from the start.
+  /// With reduced motion, fades end immediately.
   platform::AnimatedAlpha _fade(const SceneNode& node) const {
     platform::AnimatedAlpha fade = node.alpha;
     if (_canvas.reducedMotion()) fade.duration = std::min(fade.duration, platform::Duration(1));
     return fade;
   }
 
-  /// Remembers the last element that hides all before it. False when the walk has reached its end.
+  /// Finds the last element that hides all elements before it. Returns false at the end element.
   bool _findCover(const SceneNode& node, float parentAlpha) {
     const float alpha = _alpha(node, parentAlpha);
     const bool covers = alpha >= 1 && node.frame == platform::kScreenBounds;
@@ -98,11 +97,11 @@ class SceneRenderer::Walk {
       const auto* fill = std::get_if<platform::FillElement>(&element);
       const bool opaque = std::holds_alternative<platform::VideoElement>(element) ||
                           std::holds_alternative<platform::LayerElement>(element) ||
-                          // Beneath another blur it is drawn as a veil only.
+                          // Below another blur it is drawn as a translucent fill only.
                           (!_end && std::holds_alternative<platform::BlurElement>(element)) ||
                           (fill && fill->color.alpha >= 1);
       if (covers && opaque) _cover = &element;
-      // Texts make room for it as it appears.
+      // Subtitles move up while the bar fades in.
       if (std::holds_alternative<platform::TransportBarElement>(element))
         _covered = (platform::kScreenHeight -
                     transportBarLayout(platform::kScreenBounds, _canvas.textSize()).seek.y) *
@@ -114,7 +113,7 @@ class SceneRenderer::Walk {
     return true;
   }
 
-  /// False when the walk has reached its end.
+  /// Returns false at the end element.
   bool _paint(const SceneNode& node, float parentAlpha) {
     if (_fade(node).isRunning(_now)) _animates = true;
     const float alpha = _alpha(node, parentAlpha);
@@ -144,7 +143,7 @@ class SceneRenderer::Walk {
   }
   void _draw(const platform::FillElement& fill, const void*, const Rect& frame, float alpha) {
     if (fill.color.red > 0 || fill.color.green > 0 || fill.color.blue > 0) _black = false;
-    // Black on black is nothing, but takes milliseconds where the processor does the blending.
+    // Skip black fills on black: blending costs milliseconds with a software renderer.
     if (!_black) drawElement(_canvas, fill, frame, alpha);
   }
   void _draw(const platform::SpinnerElement& spinner, const void*, const Rect& frame, float alpha) {
@@ -159,39 +158,39 @@ class SceneRenderer::Walk {
     _drawSubtitles();
   }
   void _draw(const platform::VideoElement& element, const void*, const Rect& frame, float alpha) {
-    _drawVideo(element.output.get(), frame, alpha, Enlarging::Soft);
+    _drawVideo(element.output.get(), frame, alpha, Scaling::Smooth);
   }
   void _draw(const platform::LayerElement& element, const void*, const Rect& frame, float alpha) {
     const auto frames = framesOf(element);
-    if (frames) _takeBackdrop(*frames, frame);
-    _drawVideo(frames.get(), frame, alpha, Enlarging::Exact);
+    if (frames) _updateBackdrop(*frames, frame);
+    _drawVideo(frames.get(), frame, alpha, Scaling::PixelExact);
   }
   void _drawVideo(const platform::VideoOutput* output, const Rect& frame, float alpha,
-                  Enlarging enlarging);
-  void _takeBackdrop(const media::VideoFrames& frames, const Rect& frame);
+                  Scaling scaling);
+  void _updateBackdrop(const media::VideoFrames& frames, const Rect& frame);
   void _drawSubtitles();
   void _draw(const platform::BlurElement& element, const void* self, const Rect& frame,
              float alpha);
-  bool _takeBlur(const void* self);
+  bool _updateBlur(const void* self);
 
   SceneRenderer& _renderer;
   Canvas& _canvas;
   const Scene& _scene;
   const platform::TimePoint _now;
-  const void* const _end;               // null: to the end of the scene
-  const void* _cover = nullptr;         // nothing is drawn before it
-  bool _hidden = false;                 // the cover is still to come
-  std::vector<Drawn>* _list = nullptr;  // instead of drawing
+  const void* const _end;               // null: draw the whole scene
+  const void* _cover = nullptr;         // elements before it are skipped
+  bool _hidden = false;                 // the cover has not been reached
+  std::vector<Drawn>* _list = nullptr;  // set: collect elements instead of drawing
   bool _animates = false;
   struct Subtitled {
     const Video* video;
     SubtitleFrame frame;
     float alpha;
   };
-  std::optional<Subtitled> _subtitled;  // its texts are still to be drawn
-  bool _backdrop = false;               // around the picture that comes next
-  double _covered = 0;                  // points at the lower edge
-  bool _black = true;                   // so far, everywhere
+  std::optional<Subtitled> _subtitled;  // video whose subtitles are not drawn yet
+  bool _backdrop = false;               // draw the backdrop around the next picture
+  double _covered = 0;                  // height in points covered at the lower edge
+  bool _black = true;                   // everything drawn so far is black
 };
 
 SceneRenderer::Drawn SceneRenderer::Walk::_described(const platform::SceneElement& element,
@@ -204,19 +203,19 @@ SceneRenderer::Drawn SceneRenderer::Walk::_described(const platform::SceneElemen
 }
 
 void SceneRenderer::Walk::_drawVideo(const platform::VideoOutput* output, const Rect& frame,
-                                     float alpha, Enlarging enlarging) {
+                                     float alpha, Scaling scaling) {
   const SDL_FRect area = _canvas.pixels(frame);
   SDL_FRect place{area.x, area.y, 0, 0};
-  // On black, a picture that is darkened looks the same as one that lets the black through, and
-  // costs a fraction of it where the processor does the blending.
+  // On black, darkening an opaque picture gives the same result as blending it, and is much faster
+  // with a software renderer.
   const bool darkens = alpha < 1 && _black;
   const Video* shown = nullptr;
   if (output) {
     const Video& video = _renderer._video(*output);
     shown = &video;
-    place = video.texture.draw(_canvas.renderer(), area, darkens ? 1 : alpha, enlarging);
+    place = video.texture.draw(_canvas.renderer(), area, darkens ? 1 : alpha, scaling);
   }
-  // Around the picture only: black beneath a picture that fades would darken it.
+  // Fill only the bars: black behind a fading picture would darken it.
   if (place.w <= 0 || place.h <= 0) {
     if (!_black) _canvas.fillPixels(area, platform::kBlack, alpha);
     return;
@@ -243,7 +242,7 @@ void SceneRenderer::Walk::_drawVideo(const platform::VideoOutput* output, const 
                           .covered = static_cast<float>(_covered * _canvas.scale()),
                           .textSize = _canvas.textSize()},
                          alpha};
-  // A bar's shade must not darken them: there they come after it.
+  // With a transport bar, draw them after it, so that its scrim does not darken them.
   if (!(_covered > 0)) _drawSubtitles();
 }
 
@@ -260,48 +259,49 @@ void SceneRenderer::Walk::_drawSubtitles() {
 void SceneRenderer::Walk::_draw(const platform::BlurElement&, const void* self, const Rect& frame,
                                 float alpha) {
   _black = false;
-  // A blur beneath a blur is only dark: nobody sees the difference.
-  if (_end || !_takeBlur(self) ||
+  // Below another blur, a translucent fill looks the same.
+  if (_end || !_updateBlur(self) ||
       !_renderer._blur.draw(_canvas.renderer(), _canvas.outputWidth(), _canvas.outputHeight(),
                             _canvas.pixels(frame), alpha)) {
     _canvas.fill(frame, theme::kBlurDarkening, alpha);
   }
 }
 
-bool SceneRenderer::Walk::_takeBlur(const void* self) {
+bool SceneRenderer::Walk::_updateBlur(const void* self) {
   std::vector<Drawn> beneath = Walk(_renderer, _scene, _now, self).list();
   if (_renderer._blurred == beneath &&
-      _renderer._blur.isOf(_canvas.outputWidth(), _canvas.outputHeight()))
+      _renderer._blur.hasContentFor(_canvas.outputWidth(), _canvas.outputHeight()))
     return true;
-  bool moves = false;
+  bool animated = false;
   const auto paint = [&] {
     Walk walk(_renderer, _scene, _now, self);
     walk.run();
-    moves = walk._animates;
+    animated = walk._animates;
   };
-  const bool taken = _renderer._blur.take(_canvas.renderer(), _canvas.outputWidth(),
-                                          _canvas.outputHeight(), theme::kBlurDarkening, paint);
-  _animates = _animates || moves;
-  // What moves by itself does not look the same with the next frame.
-  if (taken && !moves) {
+  const bool captured =
+      _renderer._blur.capture(_canvas.renderer(), _canvas.outputWidth(), _canvas.outputHeight(),
+                              theme::kBlurDarkening, paint);
+  _animates = _animates || animated;
+  // The blur of animated content cannot be reused for the next frame.
+  if (captured && !animated) {
     _renderer._blurred = std::move(beneath);
   } else {
     _renderer._blurred.reset();
   }
-  return taken;
+  return captured;
 }
 
-void SceneRenderer::Walk::_takeBackdrop(const media::VideoFrames& frames, const Rect& frame) {
+void SceneRenderer::Walk::_updateBackdrop(const media::VideoFrames& frames, const Rect& frame) {
   const Video& video = _renderer._video(frames);
-  // Beneath a blur the bars are seen by nobody.
+  // The bars are not visible below a blur.
   if (_end || !video.texture.isPortrait()) return;
   const std::pair<const void*, std::uint64_t> of{&frames, video.serial};
   const SDL_FRect area = _canvas.pixels(frame);
   _backdrop = (_renderer._backdropOf == of &&
-               _renderer._backdrop.isOf(_canvas.outputWidth(), _canvas.outputHeight())) ||
-              _renderer._backdrop.take(_canvas.renderer(), _canvas.outputWidth(),
-                                       _canvas.outputHeight(), theme::kBlurDarkening,
-                                       [&] { video.texture.drawOver(_canvas.renderer(), area); });
+               _renderer._backdrop.hasContentFor(_canvas.outputWidth(), _canvas.outputHeight())) ||
+              _renderer._backdrop.capture(
+                  _canvas.renderer(), _canvas.outputWidth(), _canvas.outputHeight(),
+                  theme::kBlurDarkening, [&] { video.texture.drawOver(_canvas.renderer(), area); });
   if (_backdrop) _renderer._backdropOf = of;
 }
 
@@ -331,14 +331,14 @@ bool SceneRenderer::draw(const Scene& scene, int width, int height, platform::Ti
 
 std::vector<ShownPicture> SceneRenderer::didPresent() {
   std::vector<ShownPicture> pictures;
-  for (const Fresh& fresh : std::exchange(_fresh, {})) {
-    fresh.frame->wasShown();
-    pictures.push_back(fresh.picture);
+  for (const Unpresented& each : std::exchange(_unpresented, {})) {
+    each.frame->wasShown();
+    pictures.push_back(each.picture);
   }
   return pictures;
 }
 
-void SceneRenderer::forgetTextures() {
+void SceneRenderer::releaseTextures() {
   _texts.clear();
   _shapes.clear();
   _videos.clear();
@@ -354,7 +354,7 @@ SceneRenderer::Video& SceneRenderer::_video(const platform::VideoOutput& output)
   if (!frames) return video;
   const std::uint64_t serial = frames->serial();
   if (serial == video.serial) return video;
-  // The serial is read first: a picture that comes in between is taken again, never missed.
+  // Read the serial first. A picture that arrives in between is uploaded twice, but never missed.
   const std::uint64_t missed = serial - video.serial - 1;
   video.serial = serial;
   const auto frame = frames->latest();
@@ -362,7 +362,7 @@ SceneRenderer::Video& SceneRenderer::_video(const platform::VideoOutput& output)
   video.subtitles = frame ? frame->subtitles : nullptr;
   if (frame) {
     if (video.texture.update(_renderer, *frame))
-      _fresh.push_back({frame, {&output, frame->due, missed}});
+      _unpresented.push_back({frame, {&output, frame->due, missed}});
   } else {
     video.texture.clear();
   }
@@ -370,7 +370,7 @@ SceneRenderer::Video& SceneRenderer::_video(const platform::VideoOutput& output)
 }
 
 void SceneRenderer::_dropUnusedBlurs() {
-  // A blur holds what it was taken of.
+  // Release the elements that the blur was made from.
   if (!_blur.wasDrawn()) _blurred.reset();
   if (!_backdrop.wasDrawn()) _backdrop.clear();
 }

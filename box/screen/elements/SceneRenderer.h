@@ -18,14 +18,13 @@
 
 namespace box {
 
-/// Draws scenes onto a renderer, of a window or of a surface in memory.
+/// Draws scenes with the renderer of a window or of a surface in memory.
 ///
-/// Workflow: draw() clears the renderer and paints the whole scene; presenting is the caller's, who
-/// then calls didPresent().
-/// Textures of videos that a scene no longer shows are dropped.
+/// Workflow: draw() clears the renderer and draws the whole scene. The caller presents it and then
+/// calls didPresent(). Textures of videos that the scene no longer shows are released.
 ///
-/// Threads: the renderer's own. Lifetime: must go before the renderer; `texts` outlives it, and is
-/// left without textures.
+/// Thread: the renderer's. Must be destroyed before the renderer. `texts` must outlive this object;
+/// its textures are cleared by the destructor.
 class SceneRenderer {
  public:
   SceneRenderer(SDL_Renderer* renderer, TextRenderer& texts, AccessOptions access = {});
@@ -33,31 +32,30 @@ class SceneRenderer {
   SceneRenderer(const SceneRenderer&) = delete;
   SceneRenderer& operator=(const SceneRenderer&) = delete;
 
-  /// `width` and `height` are the renderer's, in pixels. Returns whether the next moment looks
-  /// different although nothing new comes (an animation runs, a spinner turns).
+  /// `width` and `height`: output size in pixels. Returns whether the scene is animated, so that
+  /// the next frame differs even without changes.
   bool draw(const platform::Scene& scene, int width, int height, platform::TimePoint now);
 
-  /// What draw() has painted is on screen: pictures that are shown for the first time hear of it,
-  /// and are returned.
+  /// Call it after present. Notifies pictures that were shown for the first time, and returns them.
   std::vector<ShownPicture> didPresent();
 
-  /// Everything that the renderer held is gone (the device was reset).
-  void forgetTextures();
+  /// The renderer has lost its textures (device reset).
+  void releaseTextures();
 
  private:
   struct Video {
     FrameTexture texture;
     std::uint64_t serial = 0;
-    double time = -1;  // of the picture
+    double time = -1;  // of the current picture
     std::shared_ptr<const media::SubtitleCues> subtitles;
     bool used = false;
   };
-  /// An element as it is drawn; two that are equal look the same, unless they move by themselves.
+  /// State of a drawn element. Equal states look the same, except for animated elements.
   struct Drawn {
     platform::Rect frame;
     float alpha = 1;
     platform::SceneElement element;
-    std::uint64_t serial = 0;  // of its picture
+    std::uint64_t serial = 0;  // of the current picture
     bool operator==(const Drawn&) const = default;
   };
   class Walk;
@@ -71,19 +69,19 @@ class SceneRenderer {
   Shapes _shapes;
   Canvas _canvas;
   std::map<const platform::VideoOutput*, Video> _videos;
-  struct Fresh {
+  struct Unpresented {
     std::shared_ptr<const media::VideoFrame> frame;
     ShownPicture picture;
   };
-  std::vector<Fresh> _fresh;  // painted, not yet presented
+  std::vector<Unpresented> _unpresented;  // drawn, not yet presented
   Blur _blur;
-  std::optional<std::vector<Drawn>> _blurred;  // what is in it; none when that moves
-  Blur _backdrop;                              // of a portrait picture
+  std::optional<std::vector<Drawn>> _blurred;  // content of _blur; nothing if that is animated
+  Blur _backdrop;                              // behind a portrait picture
   std::pair<const void*, std::uint64_t> _backdropOf;
   Subtitles _subtitles;
 };
 
-/// The videos that a scene shows, those of layers too.
+/// Returns the videos that the scene shows, including those of layers.
 std::vector<std::shared_ptr<media::VideoFrames>> videosOf(const platform::Scene& scene);
 
 }  // namespace box

@@ -12,7 +12,7 @@ using platform::Rect;
 
 namespace {
 
-/// How far into its turn what began `sinceStart` ago is, 0 to 1.
+/// Returns the phase of a periodic animation, from 0 to 1.
 double phaseOf(platform::Duration sinceStart, platform::Duration turn) {
   const auto inTurn = (sinceStart % turn + turn) % turn;
   return static_cast<double>(inTurn.count()) / static_cast<double>(turn.count());
@@ -22,23 +22,24 @@ Rect inMiddle(const Rect& frame, double size) {
   return {frame.x + (frame.width - size) / 2, frame.y + (frame.height - size) / 2, size, size};
 }
 
-/// A ring of dots that fills `place`; moves with `sinceStart`.
 void drawSpinner(Canvas& canvas, const Rect& place, platform::Duration sinceStart, float alpha) {
   const double size = std::min(place.width, place.height);
   const double dot = size * theme::kSpinnerDotShare;
   const double radius = (size - dot) / 2;
   const double middleX = place.x + place.width / 2;
   const double middleY = place.y + place.height / 2;
-  const double phase = phaseOf(sinceStart, theme::kSpinnerTurn);
-  const double breath = std::abs(2 * phaseOf(sinceStart, theme::kSpinnerBreath) - 1);
+  const double phase = phaseOf(sinceStart, theme::kSpinnerPeriod);
+  const double breath = std::abs(2 * phaseOf(sinceStart, theme::kSpinnerPulse) - 1);
   for (int i = 0; i < theme::kSpinnerDots; ++i) {
     const double share = static_cast<double>(i) / theme::kSpinnerDots;
     const double angle = 2 * std::numbers::pi * (share - 0.25);
-    // The head is brightest, its tail fades.
+    // The first dot is the brightest; the tail fades.
     const double behind = phase - share - std::floor(phase - share);
-    const double strength =
-        canvas.reducedMotion() ? theme::eased(breath) : std::pow(1 - behind, theme::kSpinnerTail);
-    const double brightness = theme::kSpinnerFaint + (1 - theme::kSpinnerFaint) * strength;
+    const double strength = canvas.reducedMotion()
+                                ? theme::eased(breath)
+                                : std::pow(1 - behind, theme::kSpinnerTailExponent);
+    const double brightness =
+        theme::kSpinnerMinBrightness + (1 - theme::kSpinnerMinBrightness) * strength;
     canvas.shape({ShapeKind::Disc, theme::kText, 0, 0},
                  {middleX + radius * std::cos(angle) - dot / 2,
                   middleY + radius * std::sin(angle) - dot / 2, dot, dot},
@@ -50,10 +51,10 @@ void drawSpinner(Canvas& canvas, const Rect& place, platform::Duration sinceStar
 
 void drawElement(Canvas& canvas, const platform::SpinnerElement& spinner, const Rect& frame,
                  platform::TimePoint now, float alpha) {
-  // A text needs its room, whatever the frame is.
+  // With text the size does not depend on the frame.
   const double size = spinner.text.empty()
                           ? std::min({frame.width, frame.height, theme::kSpinnerSize})
-                          : canvas.grown(theme::kSpinnerSizeAroundText);
+                          : canvas.textScaled(theme::kSpinnerSizeAroundText);
   canvas.shape({ShapeKind::Disc, theme::kSpinnerBacking, 0, 0},
                inMiddle(frame, size * theme::kSpinnerBackingShare), alpha);
   const Rect ring = inMiddle(frame, size);

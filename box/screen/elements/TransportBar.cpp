@@ -25,7 +25,7 @@ void drawIcon(Canvas& canvas, TransportState state, const Rect& place, float alp
   const auto draw = [&](ShapeKind kind) { canvas.shape({kind, theme::kText, 0, 0}, place, alpha); };
   switch (state) {
     case TransportState::Loading:
-      return;  // the spinner in the middle of the screen tells
+      return;  // the spinner shows this state
     case TransportState::Playing:
       return draw(ShapeKind::Play);
     case TransportState::Paused:
@@ -37,7 +37,7 @@ void drawIcon(Canvas& canvas, TransportState state, const Rect& place, float alp
   }
 }
 
-/// The marks of the chapters, but for those at the very ends.
+/// Draws chapter marks, except at the ends of the track.
 void drawChapters(Canvas& canvas, const std::vector<double>& chapters, const Rect& track,
                   float alpha) {
   constexpr double kGap = theme::kChapterWidth + 2 * theme::kChapterGap;
@@ -45,7 +45,7 @@ void drawChapters(Canvas& canvas, const std::vector<double>& chapters, const Rec
   for (const double chapter : chapters) {
     const double x = track.width * chapter;
     if (!(x > kGap && x < track.width - kGap)) continue;
-    if (++count > theme::kMostChapters) return;
+    if (++count > theme::kMaxChapters) return;
     canvas.fill({track.x + x - kGap / 2, track.y, kGap, track.height}, theme::kChapterGapColor,
                 alpha);
     canvas.fill({track.x + x - theme::kChapterWidth / 2,
@@ -68,7 +68,7 @@ void drawTrack(Canvas& canvas, const TransportBarElement& bar, double played, co
   };
   canvas.shape(part(theme::kTrack), track, alpha);
   for (const auto& [from, to] : bar.loaded) {
-    // What is played already lies on top.
+    // The played part covers this one.
     canvas.shapePart(part(theme::kTrackLoaded), track, std::max(from, played), to, alpha);
   }
   canvas.shapePart(part(theme::kTrackPlayed), track, 0, played, alpha);
@@ -80,19 +80,18 @@ void drawTrack(Canvas& canvas, const TransportBarElement& bar, double played, co
       alpha);
 }
 
-/// Width of one line.
 double widthOf(Canvas& canvas, TextRun run) {
   run.width = platform::kScreenWidth;
-  // Room for the fractions that measuring rounds away.
+  // measure() rounds, so add some space.
   return std::ceil(canvas.measure(run).width) + 2;
 }
 
-/// Things beside each other, from the left edge of a row, or mirrored, from its right edge.
+/// Places items in a row from its left edge or, if mirrored, from its right edge.
 class Row {
  public:
   Row(const Rect& place, bool mirrored) : _place(place), _mirrored(mirrored) {}
 
-  /// `height` in the middle of the row's; the gap follows.
+  /// Returns the rectangle of the next item, vertically centered, and advances by width and gap.
   Rect next(double width, double height, double gap) {
     const double x = _mirrored ? _place.x + _place.width - _used - width : _place.x + _used;
     _used += width + gap;
@@ -106,7 +105,7 @@ class Row {
   double _used = 0;
 };
 
-/// A word on a ground of its own, such as that something is live.
+/// A short text on a background, such as "LIVE".
 class Badge {
  public:
   Badge(Canvas& canvas, const std::string& word)
@@ -116,7 +115,7 @@ class Badge {
     if (!word.empty()) _width = widthOf(canvas, _label) + 2 * theme::kBadgePadding;
   }
   double width() const { return _width; }
-  double height() const { return _canvas.grown(theme::kBadgeHeight); }
+  double height() const { return _canvas.textScaled(theme::kBadgeHeight); }
   void draw(const Rect& place, platform::Color color, float alpha) const {
     if (!(_width > 0)) return;
     _canvas.shape({ShapeKind::RoundedRectangle, color, theme::kRadiusSmall, 0}, place, alpha);
@@ -129,10 +128,10 @@ class Badge {
   double _width = 0;
 };
 
-/// The icon, the title and a word after it. The place of the icon is kept where there is none, so
+/// Draws icon, title and state text. The space of the icon is reserved even without an icon, so
 /// that the title does not move when loading ends.
 void drawHeading(Canvas& canvas, const TransportBarElement& bar, Row row, float alpha) {
-  const double icon = canvas.grown(theme::kIconSize);
+  const double icon = canvas.textScaled(theme::kIconSize);
   drawIcon(canvas, bar.state, row.next(icon, icon, theme::kIconGap), alpha);
   TextRun title = canvas.styled(bar.title, TextStyle::Headline, theme::kText);
   const Badge badge(canvas, bar.stateText);
@@ -141,13 +140,13 @@ void drawHeading(Canvas& canvas, const TransportBarElement& bar, Row row, float 
     width = std::min(widthOf(canvas, title), width - badge.width() - theme::kBadgeGap);
   if (!bar.title.empty())
     canvas.text(std::move(title),
-                row.next(width, canvas.grown(theme::kTitleHeight), theme::kBadgeGap), false,
+                row.next(width, canvas.textScaled(theme::kTitleHeight), theme::kBadgeGap), false,
                 Canvas::Vertical::Center, alpha);
   badge.draw(row.next(badge.width(), badge.height(), 0), theme::kBadge, alpha);
 }
 
-/// The time that the remote looks for, above the playhead. Before it the direction, and the rate of
-/// a scan or the length of the skips.
+/// Draws the seek position above the playhead, preceded by the direction and by the rate of a scan
+/// or the length of a skip.
 void drawSeek(Canvas& canvas, const TransportBarElement& bar, const TransportBarTexts& texts,
               const TransportBarLayout& layout, float alpha) {
   TransportState icon = bar.state;
@@ -156,8 +155,8 @@ void drawSeek(Canvas& canvas, const TransportBarElement& bar, const TransportBar
   const bool hasIcon = isScanning(icon);
   const std::string& amountText = isScanning(bar.state) ? texts.rate : bar.skipText;
   TextRun amount = canvas.styled(amountText, TextStyle::Headline, theme::kText);
-  TextRun time = canvas.styled(texts.place, TextStyle::Title, theme::kText);
-  const double iconSize = canvas.grown(theme::kIconSize);
+  TextRun time = canvas.styled(texts.seekPosition, TextStyle::Title, theme::kText);
+  const double iconSize = canvas.textScaled(theme::kIconSize);
   const double amountWidth = amountText.empty() ? 0 : widthOf(canvas, amount);
   const double timeWidth = widthOf(canvas, time);
   const double before = (hasIcon ? iconSize + theme::kIconGap : 0) +
@@ -175,7 +174,7 @@ void drawSeek(Canvas& canvas, const TransportBarElement& bar, const TransportBar
               Canvas::Vertical::Center, alpha);
 }
 
-/// The live badge, and before it the way to the live edge.
+/// Draws the live badge, and left of it the button that returns to the live edge.
 void drawLive(Canvas& canvas, const TransportBarElement& bar, const std::string& badgeText,
               const Rect& times, float alpha) {
   Row row(times, true);
@@ -197,12 +196,12 @@ TransportBarTexts transportBarTexts(const TransportBarElement& bar) {
   TransportBarTexts texts;
   const bool known = bar.duration && std::isfinite(*bar.duration) && *bar.duration > 0;
   const double elapsed = std::isfinite(bar.elapsed) ? std::max(bar.elapsed, 0.0) : -1;
-  // The place that is looked for is told above the playhead, and not once more below.
-  (bar.seeking ? texts.place : texts.left) = platform::clockText(elapsed);
+  // While seeking, the position is shown above the playhead only.
+  (bar.seeking ? texts.seekPosition : texts.left) = platform::clockText(elapsed);
   if (bar.live) {
     texts.right = bar.liveText;
   } else if (known) {
-    // Whole seconds first: elapsed and remaining must add up to the duration that they show.
+    // Round down first, so that elapsed and remaining time add up to the displayed duration.
     const double remaining =
         std::max(std::floor(*bar.duration) - std::floor(std::max(elapsed, 0.0)), 0.0);
     texts.right = (remaining > 0 ? "-" : "") + platform::clockText(remaining);
@@ -247,7 +246,7 @@ void drawElement(Canvas& canvas, const TransportBarElement& bar, const Rect& fra
   if (bar.seeking) {
     drawSeek(canvas, bar, texts, layout, alpha);
   } else {
-    // The title's side is where its language starts. The track runs as time does, everywhere.
+    // The title starts at the side where its language starts. The track is never mirrored.
     const bool mirrored = runsRightToLeft(bar.title.empty() ? bar.stateText : bar.title);
     drawHeading(canvas, bar, Row(layout.title, mirrored), alpha);
   }

@@ -8,7 +8,8 @@
 namespace box {
 namespace {
 
-/// Whether the planes hold what the size promises: a wrong one would be read beyond its end.
+/// Checks that the planes are large enough for the frame size, so that no upload reads out of
+/// bounds.
 bool isConsistent(const media::VideoFrame& frame) {
   if (frame.width <= 0 || frame.height <= 0) return false;
   const auto width = static_cast<std::size_t>(frame.width);
@@ -39,11 +40,11 @@ Uint32 sdlFormat(media::VideoFormat format) {
     case media::VideoFormat::BGRA:
       break;
   }
-  // The fourth byte is no opacity.
+  // The fourth byte is not alpha.
   return SDL_BYTEORDER == SDL_LIL_ENDIAN ? SDL_PIXELFORMAT_RGB888 : SDL_PIXELFORMAT_BGRX8888;
 }
 
-/// 0, or SDL's failure.
+/// Returns 0 or SDL's error.
 int upload(SDL_Texture* texture, media::VideoFormat format,
            const std::array<media::VideoPlane, 3>& planes) {
   const auto data = [&](std::size_t plane) { return planes[plane].data; };
@@ -63,7 +64,7 @@ int upload(SDL_Texture* texture, media::VideoFormat format,
 bool fitsRenderer(SDL_Renderer* renderer, int width, int height) {
   SDL_RendererInfo info{};
   if (SDL_GetRendererInfo(renderer, &info) != 0) return false;
-  // Zero is no limit.
+  // Zero means no limit.
   return (info.max_texture_width <= 0 || width <= info.max_texture_width) &&
          (info.max_texture_height <= 0 || height <= info.max_texture_height);
 }
@@ -77,7 +78,7 @@ SDL_FRect fittedRect(const SDL_FRect& area, double pictureWidth, double pictureH
     return {area.x, area.y, 0, 0};
   const double scale = std::min(static_cast<double>(area.w) / pictureWidth,
                                 static_cast<double>(area.h) / pictureHeight);
-  // Whole pixels: a picture edge between two pixels would be blurred.
+  // Whole pixels: an edge between two pixels would be blurred.
   const auto width = static_cast<float>(std::round(pictureWidth * scale));
   const auto height = static_cast<float>(std::round(pictureHeight * scale));
   return {area.x + std::floor((area.w - width) / 2), area.y + std::floor((area.h - height) / 2),
@@ -98,7 +99,7 @@ bool FrameTexture::update(SDL_Renderer* renderer, const media::VideoFrame& frame
 }
 
 bool FrameTexture::_make(SDL_Renderer* renderer, const media::VideoFrame& frame) {
-  // A renderer that works by the processor would copy the planes before it converts them.
+  // A software renderer would copy the planes before it converts them.
   const bool convertsHere = frame.format != media::VideoFormat::BGRA && !isAccelerated(renderer);
   const Colors colors = frame.format == media::VideoFormat::BGRA || convertsHere ? Colors::Own
                         : frame.matrix == media::VideoMatrix::BT709              ? Colors::Matrix709
@@ -112,7 +113,7 @@ bool FrameTexture::_make(SDL_Renderer* renderer, const media::VideoFrame& frame)
   _format = frame.format;
   _width = frame.width;
   _height = frame.height;
-  // Some renderers keep to the conversion that was set when a texture was made.
+  // Some renderers use the conversion mode at the time of the texture's creation.
   _setConversion();
   _texture.reset(SDL_CreateTexture(
       renderer, sdlFormat(_convertsHere ? media::VideoFormat::BGRA : frame.format),
@@ -130,7 +131,7 @@ bool FrameTexture::_fill(const media::VideoFrame& frame) {
     return true;
   }
   _setConversion();
-  // Renderers know no BT.709 of full range.
+  // SDL has no full-range BT.709 mode.
   const bool needsStudioRange = frame.fullRange && _colors == Colors::Matrix709;
   return upload(_texture.get(), frame.format,
                 needsStudioRange ? _studioRange.convert(frame) : frame.planes) == 0;
@@ -144,7 +145,7 @@ void FrameTexture::clear() {
 bool FrameTexture::isPortrait() const { return _hasPicture && _shownHeight() > _shownWidth(); }
 
 SDL_FRect FrameTexture::draw(SDL_Renderer* renderer, const SDL_FRect& area, float alpha,
-                             Enlarging enlarging) const {
+                             Scaling scaling) const {
   if (!_hasPicture) return {area.x, area.y, 0, 0};
   const SDL_FRect place = fittedRect(area, _shownWidth(), _shownHeight());
   const bool opaque = alpha >= 1;
@@ -156,7 +157,7 @@ SDL_FRect FrameTexture::draw(SDL_Renderer* renderer, const SDL_FRect& area, floa
   SDL_RenderGetScale(renderer, &scaleX, &scaleY);
   const double timesX = static_cast<double>(place.w * scaleX) / _shownWidth();
   const double timesY = static_cast<double>(place.h * scaleY) / _shownHeight();
-  const bool exact = enlarging == Enlarging::Exact && isWhole(timesX) && isWhole(timesY) &&
+  const bool exact = scaling == Scaling::PixelExact && isWhole(timesX) && isWhole(timesY) &&
                      std::min(timesX, timesY) >= 1;
   SDL_SetTextureScaleMode(_texture.get(), exact ? SDL_ScaleModeNearest : SDL_ScaleModeLinear);
   _copy(renderer, place);
@@ -180,7 +181,7 @@ void FrameTexture::_copy(SDL_Renderer* renderer, const SDL_FRect& place) const {
   if (_rotation == 0) {
     SDL_RenderCopyF(renderer, _texture.get(), nullptr, &place);
   } else {
-    // The renderer turns around the middle of a rectangle that is given as if nothing were turned.
+    // SDL rotates around the center of the unrotated destination rectangle.
     const SDL_FRect unturned = _isSideways()
                                    ? SDL_FRect{place.x + (place.w - place.h) / 2,
                                                place.y + (place.h - place.w) / 2, place.h, place.w}
@@ -188,7 +189,8 @@ void FrameTexture::_copy(SDL_Renderer* renderer, const SDL_FRect& place) const {
     SDL_RenderCopyExF(renderer, _texture.get(), nullptr, &unturned, _rotation, nullptr,
                       SDL_FLIP_NONE);
   }
-  // Others look at it when they come to draw: the next picture may be of another kind.
+  // Some renderers read the mode when they execute the copy. The next picture may need another
+  // mode.
   if (_colors != Colors::Own) SDL_RenderFlush(renderer);
 }
 

@@ -8,34 +8,32 @@
 
 namespace box {
 
-/// The largest place for a picture of the given shape in the middle of `area`.
+/// Returns the largest centered rectangle in `area` with the given aspect ratio.
 SDL_FRect fittedRect(const SDL_FRect& area, double pictureWidth, double pictureHeight);
 
-/// What a picture that is enlarged by a whole number looks like: softened like every other, as
-/// films want it, or each of its pixels a square of its own, as texts and lines of another screen
-/// do.
-enum class Enlarging { Soft, Exact };
+/// Sampling of a picture that is enlarged by an integer factor: linear (Smooth), for video, or
+/// nearest (PixelExact), for text and lines of a mirrored screen.
+enum class Scaling { Smooth, PixelExact };
 
-/// The texture behind one video: made for a format and size, refilled for each new picture, so that
-/// a picture is copied once and can be let go at once. Where the processor draws, that copy is the
-/// conversion of its colours; elsewhere the renderer takes the planes from where the decoder left
-/// them.
+/// The texture of a video. It is created for a format and size and updated with each picture, so
+/// that the frame can be released at once. With a software renderer the update converts the
+/// colours; other renderers get the decoder's planes.
 ///
-/// Threads: the screen's own. Must go before its renderer.
+/// Thread: the screen's. Must be destroyed before its renderer.
 class FrameTexture {
  public:
-  /// Takes the picture over; false when it cannot be shown, and then there is none.
+  /// Uploads the frame. Returns false on failure; then there is no picture.
   bool update(SDL_Renderer* renderer, const media::VideoFrame& frame);
   void clear();
   bool hasPicture() const { return _hasPicture; }
 
-  /// Draws the picture in the middle of `area` (the renderer's coordinates) at its own aspect, and
-  /// returns the place it took. Nothing is drawn around it.
+  /// Draws the picture centered in `area` (renderer coordinates) with its aspect ratio. Returns its
+  /// rectangle. The rest of the area is not drawn.
   SDL_FRect draw(SDL_Renderer* renderer, const SDL_FRect& area, float alpha,
-                 Enlarging enlarging = Enlarging::Soft) const;
-  /// The same, but filling the area; what does not fit is drawn beyond its edges.
+                 Scaling scaling = Scaling::Smooth) const;
+  /// Draws the picture so that it covers the area; parts outside the area are drawn too.
   void drawOver(SDL_Renderer* renderer, const SDL_FRect& area) const;
-  /// As it is shown.
+  /// Whether the displayed picture is portrait, including rotation.
   bool isPortrait() const;
 
  private:
@@ -44,21 +42,21 @@ class FrameTexture {
   bool _make(SDL_Renderer* renderer, const media::VideoFrame& frame);
   bool _fill(const media::VideoFrame& frame);
   bool _isSideways() const { return _rotation == 90 || _rotation == 270; }
-  /// Of the picture as it is shown.
+  // Size of the picture as displayed.
   double _shownWidth() const { return _isSideways() ? _height : _width * _pixelAspect; }
   double _shownHeight() const { return _isSideways() ? _width * _pixelAspect : _height; }
   void _setConversion() const;
   void _copy(SDL_Renderer* renderer, const SDL_FRect& place) const;
 
   TexturePtr _texture;
-  bool _convertsHere = false;  // the texture holds pixels, not planes
+  bool _convertsHere = false;  // whether the texture holds RGB instead of planes
   StudioRange _studioRange;
   media::VideoFormat _format = media::VideoFormat::I420;
   int _width = 0;
   int _height = 0;
   double _pixelAspect = 1;
   int _rotation = 0;
-  Colors _colors = Colors::Own;  // what the renderer makes of the planes
+  Colors _colors = Colors::Own;  // how the renderer converts the planes
   bool _hasPicture = false;
 };
 

@@ -6,8 +6,8 @@
 
 namespace box {
 
-void JudderMeter::shown(const ShownPicture& picture, platform::TimePoint at,
-                        platform::Duration refresh) {
+void JudderMeter::record(const ShownPicture& picture, platform::TimePoint at,
+                         platform::Duration refresh) {
   const std::optional<ShownPicture> last = _last;
   const double step = platform::secondsFromDuration(at - _lastAt);
   _last = picture;
@@ -15,9 +15,9 @@ void JudderMeter::shown(const ShownPicture& picture, platform::TimePoint at,
   ++_pictures;
   if (!last || last->video != picture.video || last->due < 0) return;
   const double wanted = picture.due - last->due;
-  if (wanted <= 0 || wanted > kLongestStep || step > kLongestStep) return;
+  if (wanted <= 0 || wanted > kMaxStepSeconds || step > kMaxStepSeconds) return;
   _dropped += picture.missed;
-  // Half a refresh is what any rate that does not fit the display's comes to.
+  // A frame rate that does not match the display deviates by up to half a refresh.
   const double refreshes = (step - wanted) / std::max(platform::secondsFromDuration(refresh), 1e-3);
   if (refreshes > 0.75) _repeated += static_cast<std::uint64_t>(std::floor(refreshes + 0.25));
   const double deviation = std::abs(step - wanted) * 1000;
@@ -37,7 +37,7 @@ JudderStatistics JudderMeter::statistics() const {
       std::accumulate(sorted.begin(), sorted.end(), 0.0) / static_cast<double>(sorted.size());
   const auto rank = sorted.begin() + static_cast<std::ptrdiff_t>((sorted.size() - 1) * 99 / 100);
   std::nth_element(sorted.begin(), rank, sorted.end());
-  result.mostMilliseconds = *rank;
+  result.percentile99Milliseconds = *rank;
   return result;
 }
 

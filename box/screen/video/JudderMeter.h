@@ -12,24 +12,23 @@ namespace box {
 
 /// A picture that was presented for the first time.
 struct ShownPicture {
-  const void* video = nullptr;  ///< only to tell them apart
+  const void* video = nullptr;  ///< identifies the video
   double due = -1;              ///< as in media::VideoFrame
-  std::uint64_t missed = 0;     ///< pictures of the video since the last one shown
+  std::uint64_t missed = 0;     ///< dropped pictures since the last presented one
 };
 
-/// Measures how evenly pictures follow each other on screen: by how much the time from one to the
-/// next differs from what it should be. What is far apart on either clock (a pause, a seek, a
-/// stall) begins anew and counts as nothing.
+/// Measures judder: the deviation of the interval between presented pictures from its nominal
+/// value. A long interval on either clock (a pause, seek or stall) is not counted.
 ///
-/// Threads: one at a time.
+/// Threads: not thread-safe.
 class JudderMeter {
  public:
-  /// Of the newest so many steps from picture to picture.
+  /// Number of latest intervals in the statistics.
   static constexpr std::size_t kSteps = 1000;
-  static constexpr double kLongestStep = 0.5;  ///< seconds
+  static constexpr double kMaxStepSeconds = 0.5;  ///< seconds
 
-  /// `refresh` is the display's.
-  void shown(const ShownPicture& picture, platform::TimePoint at, platform::Duration refresh);
+  /// `refresh`: the refresh interval of the display.
+  void record(const ShownPicture& picture, platform::TimePoint at, platform::Duration refresh);
   JudderStatistics statistics() const;
 
  private:
@@ -38,7 +37,7 @@ class JudderMeter {
   std::uint64_t _pictures = 0;
   std::uint64_t _dropped = 0;
   std::uint64_t _repeated = 0;
-  std::vector<double> _deviations;  // milliseconds, a ring once it is full
+  std::vector<double> _deviations;  // milliseconds; a ring buffer once it is full
   std::size_t _next = 0;
 };
 

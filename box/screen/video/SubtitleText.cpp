@@ -23,7 +23,7 @@ void appendAttributes(PangoAttrList* list, const media::SubtitleSpan& span) {
   const auto add = [&](PangoAttribute* attribute) {
     attribute->start_index = static_cast<guint>(span.begin);
     attribute->end_index = static_cast<guint>(span.end);
-    // An inner one takes the place of an outer one.
+    // pango_attr_list_change() lets inner spans override outer ones.
     pango_attr_list_change(list, attribute);
   };
   const media::SubtitleLook& look = span.look;
@@ -31,7 +31,7 @@ void appendAttributes(PangoAttrList* list, const media::SubtitleSpan& span) {
     const platform::Color& color = *look.color;
     add(pango_attr_foreground_new(pangoLevel(color.red), pangoLevel(color.green),
                                   pangoLevel(color.blue)));
-    // Zero would mean that nothing is said.
+    // Pango treats an alpha of 0 as unset.
     add(pango_attr_foreground_alpha_new(std::max<guint16>(pangoLevel(color.alpha), 1)));
   }
   if (look.bold) add(pango_attr_weight_new(*look.bold ? PANGO_WEIGHT_BOLD : PANGO_WEIGHT_NORMAL));
@@ -43,7 +43,7 @@ void appendAttributes(PangoAttrList* list, const media::SubtitleSpan& span) {
 }
 
 PangoAlignment pangoAlignment(Alignment alignment, const std::string& text) {
-  // Pango swaps left and right where the text runs from right to left.
+  // Pango swaps left and right in right-to-left text.
   const bool swaps = runsRightToLeft(text);
   if (alignment == Alignment::Center) return PANGO_ALIGN_CENTER;
   if (alignment == Alignment::Start || (alignment == Alignment::Left && !swaps) ||
@@ -77,7 +77,7 @@ PangoLayoutPtr layoutOf(const TextRenderer& texts, const media::SubtitleCue& cue
   return layout;
 }
 
-/// What lies behind letters, line by line.
+/// Draws the background of a text range, line by line.
 void drawBackground(cairo_t* context, PangoLayout* layout, std::size_t begin, std::size_t end,
                     double padding) {
   const PangoLayoutIterPtr iter(pango_layout_get_iter(layout));
@@ -107,7 +107,7 @@ void drawBackground(cairo_t* context, PangoLayout* layout, std::size_t begin, st
 
 media::TextEdge edgeOf(const media::SubtitleCue& cue) {
   if (cue.look.edge) return *cue.look.edge;
-  // A box behind them is as good.
+  // A text with an opaque background needs no outline.
   const bool hasBox = cue.look.background && cue.look.background->alpha > 0.5F;
   return hasBox ? media::TextEdge::None : media::TextEdge::Uniform;
 }
@@ -125,8 +125,8 @@ void drawEdge(const CairoPicture& picture, PangoLayout* layout, media::TextEdge 
     cairo_stroke_preserve(context);
     cairo_fill(context);
   };
-  // Letters that cast a shadow keep a thin line, without which they are lost on white. The shadow
-  // touches that line: a gap between them would look like a second letter.
+  // Text with a shadow keeps a thin outline, which makes it legible on white. The shadow touches
+  // the outline, because a gap would look like a second glyph.
   stroke(0, edge == media::TextEdge::Uniform ? width : width / 2);
   if (edge == media::TextEdge::DropShadow) stroke(width, width / 2);
   if (edge == media::TextEdge::Raised) stroke(width / 2, width / 2);

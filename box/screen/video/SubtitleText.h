@@ -6,28 +6,27 @@
 
 namespace box {
 
-/// A subtitle's text as pixels.
 struct SubtitlePicture {
-  TexturePtr texture;  ///< null when there is nothing to see
-  // Where the texture lies within the text's area, and its size; backgrounds and edges included.
+  TexturePtr texture;  ///< null if there is nothing to draw
+  // Rectangle of the texture within the text's area, including backgrounds and outlines.
   int x = 0;
   int y = 0;
   int width = 0;
   int height = 0;
-  // Of the lines, whatever their letters look like.
+  // Logical height of the text and of a line.
   int textHeight = 0;
   int lineHeight = 0;
 };
 
-/// The area that a text is set in, and the size of its letters, in pixels.
+/// The area of a text, and its font size, in pixels.
 struct SubtitleArea {
   int width = 0;
-  int height = 0;    ///< what goes beyond ends in an ellipsis
-  double size = 0;   ///< of the font, where the cue says nothing
-  double frame = 0;  ///< the video's height, which edges go by
+  int height = 0;    ///< excess text ends in an ellipsis
+  double size = 0;   ///< default font size
+  double frame = 0;  ///< the video's height, which outline widths depend on
 };
 
-/// Sets and draws the text of `cue` in its own looks, in the screen's fonts.
+/// Lays out and renders the text of `cue` in its style, with the fonts of the screen.
 SubtitlePicture drawSubtitleText(SDL_Renderer* renderer, const TextRenderer& texts,
                                  const media::SubtitleCue& cue, const SubtitleArea& area);
 

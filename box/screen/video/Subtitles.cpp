@@ -16,7 +16,7 @@ using Anchor = media::CueLayout::Anchor;
 
 constexpr std::size_t kCachedCues = 16;
 constexpr std::size_t kCachedCuePixels = std::size_t{16} * 1024 * 1024;
-/// Canvases up to this width have the shape of the picture, whatever the shape of their pixels.
+/// Canvases up to this width are stretched to the picture, whatever their pixel aspect ratio.
 constexpr int kStretchedWidth = 768;
 
 std::string cacheKey(const void* cue, const void* styles, const SubtitleFrame& frame) {
@@ -43,23 +43,23 @@ SDL_FRect placeOf(const media::CueImage& image, const SDL_FRect& picture) {
   const float scaleX = picture.w / static_cast<float>(image.canvasWidth);
   const bool stretches = image.canvasWidth <= kStretchedWidth;
   const float scaleY = stretches ? picture.h / static_cast<float>(image.canvasHeight) : scaleX;
-  // The bars of a canvas that is higher than the picture lie around it.
+  // A canvas that is taller than the picture includes letterbox bars.
   const float top = picture.y + (picture.h - scaleY * static_cast<float>(image.canvasHeight)) / 2;
   return {picture.x + scaleX * static_cast<float>(image.x),
           top + scaleY * static_cast<float>(image.y), scaleX * static_cast<float>(image.width),
           scaleY * static_cast<float>(image.height)};
 }
 
-/// From the lower edge upwards: the last of those that stand there is the lowest.
-bool standsAtTheEdge(const media::CueLayout& layout) {
+/// Whether the cue is stacked from the lower edge upwards. The last such cue is the lowest.
+bool isAtLowerEdge(const media::CueLayout& layout) {
   return !layout.y && layout.line.value_or(-1) < 0;
 }
 
-/// Where texts have been put in this picture.
-class Places {
+/// Places texts without overlaps.
+class Placement {
  public:
-  /// The heights are those of all lines that stand at the upper and at the lower edge.
-  Places(const SubtitleFrame& frame, float heightAtTop, float heightAtBottom) : _frame(frame) {
+  /// The heights are those of all lines at the upper and at the lower edge.
+  Placement(const SubtitleFrame& frame, float heightAtTop, float heightAtBottom) : _frame(frame) {
     const auto inset = static_cast<float>(platform::kSafeAreaFraction);
     const SDL_FRect& area = frame.area;
     _left = area.x + inset * area.w;
@@ -68,7 +68,7 @@ class Places {
     const float margin =
         std::max(static_cast<float>(theme::kSubtitleMargin) * area.h, frame.covered);
     _bottom = area.y + area.h - margin;
-    // Lines at an edge stand together, beside the picture or in it, but not across its edge.
+    // Lines at an edge are all placed outside or all inside the picture, never across its edge.
     const SDL_FRect& picture = frame.picture;
     const float pictureBottom = picture.y + picture.h;
     if (_top + heightAtTop > picture.y) _top = std::max(_top, picture.y + inset * picture.h);
@@ -84,19 +84,19 @@ class Places {
     const SDL_FRect& area = _frame.area;
     float x = area.x + (area.w - width) / 2;
     if (layout.left) x = _frame.picture.x + static_cast<float>(*layout.left) * _frame.picture.w;
-    // The letters count, not the room around them.
+    // Clamp by the ink, not by the line box.
     const auto inkLeft = static_cast<float>(text.x);
     const auto inkWidth = static_cast<float>(text.width);
     x = std::clamp(x + inkLeft, _left, std::max(_left, _right - inkWidth)) - inkLeft;
-    SDL_FRect rect{x + inkLeft, _rowOf(layout, text), inkWidth, height};
+    SDL_FRect rect{x + inkLeft, _topOf(layout, text), inkWidth, height};
     rect.y = std::clamp(rect.y, _top, std::max(_top, _bottom - height));
-    _avoidOthers(rect, layout.anchor == Anchor::Top);
-    _taken.push_back(rect);
+    _avoidOverlaps(rect, layout.anchor == Anchor::Top);
+    _occupied.push_back(rect);
     return {std::round(x), std::round(rect.y), width, height};
   }
 
  private:
-  float _rowOf(const media::CueLayout& layout, const SubtitlePicture& text) const {
+  float _topOf(const media::CueLayout& layout, const SubtitlePicture& text) const {
     const auto height = static_cast<float>(text.textHeight);
     if (layout.y) {
       const float at = _frame.picture.y + static_cast<float>(*layout.y) * _frame.picture.h;
@@ -110,20 +110,21 @@ class Places {
     return _bottom + static_cast<float>(line + 1) * lineHeight - height;
   }
 
-  void _avoidOthers(SDL_FRect& rect, bool downwards) const {
-    for (std::size_t tries = 0; tries <= _taken.size(); ++tries) {
-      const auto other = std::find_if(_taken.begin(), _taken.end(), [&](const SDL_FRect& each) {
-        return rect.x < each.x + each.w && each.x < rect.x + rect.w &&
-               rect.y < each.y + each.h - 1 && each.y < rect.y + rect.h - 1;
-      });
-      if (other == _taken.end()) return;
+  void _avoidOverlaps(SDL_FRect& rect, bool downwards) const {
+    for (std::size_t tries = 0; tries <= _occupied.size(); ++tries) {
+      const auto other =
+          std::find_if(_occupied.begin(), _occupied.end(), [&](const SDL_FRect& each) {
+            return rect.x < each.x + each.w && each.x < rect.x + rect.w &&
+                   rect.y < each.y + each.h - 1 && each.y < rect.y + rect.h - 1;
+          });
+      if (other == _occupied.end()) return;
       rect.y = downwards ? other->y + other->h : other->y - rect.h;
     }
   }
 
   const SubtitleFrame& _frame;
   float _left, _right, _top, _bottom;
-  std::vector<SDL_FRect> _taken;
+  std::vector<SDL_FRect> _occupied;
 };
 
 void copy(SDL_Renderer* renderer, SDL_Texture* texture, const SDL_FRect& target, float alpha) {
@@ -151,9 +152,9 @@ const Subtitles::Drawn& Subtitles::_drawn(
     const double width = styled.layout.width
                              ? *styled.layout.width * static_cast<double>(frame.picture.w)
                              : theme::kSubtitleWidth * static_cast<double>(frame.area.w);
-    // Nobody means a column of single letters.
+    // A minimum width, so that text does not wrap after each letter.
     drawn.areaWidth = static_cast<int>(
-        std::max(width, theme::kSubtitleLeastWidth * static_cast<double>(frame.area.w)));
+        std::max(width, theme::kSubtitleMinWidth * static_cast<double>(frame.area.w)));
     const auto height = static_cast<double>(frame.area.h);
     drawn.text = drawSubtitleText(renderer, _texts, styled,
                                   {.width = drawn.areaWidth,
@@ -175,14 +176,15 @@ void Subtitles::draw(SDL_Renderer* renderer, const media::SubtitleCues::Cues& cu
   for (std::size_t index = 0; index < count; ++index) {
     const Drawn& drawn = _drawn(renderer, cues[index], styles, frame);
     if (!drawn.text.texture || drawn.layout.y) continue;
-    float& height = standsAtTheEdge(drawn.layout) ? heightAtBottom : heightAtTop;
-    // Room for two lines in any case, so that a text of one line stands where others do.
+    float& height = isAtLowerEdge(drawn.layout) ? heightAtBottom : heightAtTop;
+    // Count at least two lines, so that texts of one and two lines are on the same side of the
+    // picture's edge.
     height = std::max(height + static_cast<float>(drawn.text.textHeight),
                       2 * static_cast<float>(drawn.text.lineHeight));
   }
-  Places places(frame, heightAtTop, heightAtBottom);
+  Placement placement(frame, heightAtTop, heightAtBottom);
   const auto drawText = [&](const Drawn& drawn) {
-    const SDL_FRect area = places.place(drawn.layout, drawn.text, drawn.areaWidth);
+    const SDL_FRect area = placement.place(drawn.layout, drawn.text, drawn.areaWidth);
     copy(renderer, drawn.text.texture.get(),
          {area.x + static_cast<float>(drawn.text.x), area.y + static_cast<float>(drawn.text.y),
           static_cast<float>(drawn.text.width), static_cast<float>(drawn.text.height)},
@@ -193,11 +195,11 @@ void Subtitles::draw(SDL_Renderer* renderer, const media::SubtitleCues::Cues& cu
     for (std::size_t image = 0; image < drawn.images.size(); ++image)
       copy(renderer, drawn.images[image].get(), placeOf(drawn.cue->images[image], frame.picture),
            alpha);
-    if (drawn.text.texture && standsAtTheEdge(drawn.layout)) drawText(drawn);
+    if (drawn.text.texture && isAtLowerEdge(drawn.layout)) drawText(drawn);
   }
   for (std::size_t index = 0; index < count; ++index) {
     const Drawn& drawn = _drawn(renderer, cues[index], styles, frame);
-    if (drawn.text.texture && !standsAtTheEdge(drawn.layout)) drawText(drawn);
+    if (drawn.text.texture && !isAtLowerEdge(drawn.layout)) drawText(drawn);
   }
 }
 

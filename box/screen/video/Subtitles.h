@@ -10,23 +10,21 @@
 
 namespace box {
 
-/// Where a video lies, in pixels.
 struct SubtitleFrame {
-  SDL_FRect area;     ///< what the video may use
-  SDL_FRect picture;  ///< the part of it that the picture takes
-  /// How much of the lower edge of `area` is taken by something else.
+  SDL_FRect area;     ///< available to the video and its subtitles
+  SDL_FRect picture;  ///< covered by the picture
+  /// Height at the lower edge of `area` that another element covers.
   float covered = 0;
-  /// Of text; 1 is the usual one.
+  /// Text scale; 1 is the default.
   double textSize = 1;
 };
 
-/// Draws the cues that stand over a picture: each where it says, within the part of the area that
-/// every television shows, and none over another. What says nothing stands at the lower edge of the
-/// area, below the picture where there is room.
+/// Draws subtitle cues at their positions within the safe area, without overlaps. Cues without a
+/// position are placed at the lower edge of the area, below the picture if there is room.
 ///
-/// What a cue looks like is drawn once, and kept while the cue stands and somewhat longer.
+/// Rendered cues are cached while they are shown and for some time after.
 ///
-/// Threads: the screen's own. Lifetime: clear() comes before the renderer's end.
+/// Thread: the screen's. Call clear() before the renderer is destroyed.
 class Subtitles {
  public:
   explicit Subtitles(const TextRenderer& texts);
@@ -39,13 +37,13 @@ class Subtitles {
 
  private:
   struct Drawn {
-    // Held, so that no other object comes to have their addresses.
+    // Kept alive, because cache keys contain their addresses.
     std::shared_ptr<const media::SubtitleCue> cue;
     std::shared_ptr<const media::SubtitleStyles> styles;
     media::CueLayout layout;
     int areaWidth = 0;
     SubtitlePicture text;
-    std::vector<TexturePtr> images;  // of the cue's, in their order
+    std::vector<TexturePtr> images;  // of the cue, in its order
   };
   const Drawn& _drawn(SDL_Renderer* renderer, const std::shared_ptr<const media::SubtitleCue>& cue,
                       const std::shared_ptr<const media::SubtitleStyles>& styles,

@@ -13,7 +13,7 @@
 namespace box {
 namespace {
 
-/// Sixteen bytes at once, as every processor with a screen can.
+/// Vectors of 16 bytes. All supported processors have them.
 constexpr std::size_t kBlock = 16;
 using Bytes = std::uint8_t __attribute__((vector_size(16)));
 using Words = std::uint16_t __attribute__((vector_size(16)));
@@ -25,15 +25,15 @@ Bytes load(const std::uint8_t* from) {
   return bytes;
 }
 
-/// Products keep four bits behind the point: numbers of 16 bits then hold every sum.
+/// Fraction bits of products. With four, every sum fits into 16 bits.
 constexpr int kFraction = 4;
 
 struct Coefficients {
   std::int16_t luma, redOfV, greenOfU, greenOfV, blueOfU;
-  std::int16_t bias;  // of the luma's zero, and to round
+  std::int16_t bias;  // black level and rounding
 };
 
-/// The upper half of the products.
+/// Returns the upper 16 bits of the products.
 Numbers times(Numbers values, std::int16_t factor) {
 #ifdef __SSE2__
   return Numbers(_mm_mulhi_epi16(__m128i(values), _mm_set1_epi16(factor)));
@@ -43,7 +43,7 @@ Numbers times(Numbers values, std::int16_t factor) {
 #endif
 }
 
-/// Each in turn of `low`, then of `high`, not below 0 and not above 255.
+/// Packs `low` and `high` into bytes with saturation.
 Bytes saturated(Numbers low, Numbers high) {
 #ifdef __SSE2__
   return Bytes(_mm_packus_epi16(__m128i(low), __m128i(high)));
@@ -85,7 +85,7 @@ Coefficients coefficientsFor(media::VideoMatrix matrix, bool fullRange) {
   const double green = 1 - red - blue;
   const double lumaScale = fullRange ? 1 : 255.0 / 219;
   const double chromaScale = fullRange ? 1 : 255.0 / 224;
-  // Luma comes times 2^7 and chroma times 2^8, to fill their 16 bits.
+  // Luma is scaled by 2^7 and chroma by 2^8, to use all 16 bits.
   const auto luma = [](double factor) {
     return static_cast<std::int16_t>(std::lround(factor * (1 << (16 + kFraction - 7))));
   };
@@ -94,7 +94,7 @@ Coefficients coefficientsFor(media::VideoMatrix matrix, bool fullRange) {
         std::lround(factor * chromaScale * (1 << (16 + kFraction - 8))));
   };
   const double zero = fullRange ? 0 : 16 * lumaScale;
-  // What is cut off of two products is half a step of the fraction each.
+  // Truncation loses on average half a step of the fraction in each of the two products.
   const double bias = (0.5 - zero) * (1 << kFraction) + 1;
   return {luma(lumaScale),
           chroma(2 * (1 - red)),
@@ -104,12 +104,12 @@ Coefficients coefficientsFor(media::VideoMatrix matrix, bool fullRange) {
           static_cast<std::int16_t>(std::lround(bias))};
 }
 
-/// What chroma adds to the channels of eight pairs of columns.
+/// Chroma contributions to the channels of eight column pairs.
 struct ChromaBlock {
   Numbers red, green, blue;
 };
 
-/// U and V times 2^8, from -128 on.
+/// `u` and `v` are scaled by 2^8; the offset of 128 is subtracted here.
 ChromaBlock chromaBlock(const Coefficients& by, Words u, Words v) {
   const auto us = Numbers(u ^ 0x8000);
   const auto vs = Numbers(v ^ 0x8000);
@@ -174,7 +174,7 @@ void convertToRgb(const media::VideoFrame& frame, std::uint8_t* pixels, std::siz
         convertBlock(by, chroma, row(0, y) + left, pixels + y * pitch + 4 * left);
     }
     if (left == width) continue;
-    // The rest is made a block of: beyond the rows nothing may be read or written.
+    // Copy the remaining columns to a block, so that nothing beyond the rows is accessed.
     const std::size_t columns = width - left;
     const std::size_t at = interleaved ? left : left / 2;
     const std::size_t pairs = (columns + 1) / 2;

@@ -8,19 +8,19 @@
 
 namespace box {
 
-/// Turns a decoder's planes into pixels (native-endian 0xFFRRGGBB) by the picture's own matrix and
-/// range, exact to one step of a channel. For renderers that would convert by the processor
-/// themselves: they copy the planes first, and know fewer kinds of colours.
+/// Converts YUV planes to RGB (native-endian 0xFFRRGGBB) with the matrix and range of the frame;
+/// exact to one step of a channel. For software renderers, whose own conversion copies the planes
+/// first and supports fewer matrices.
 ///
-/// `frame` is NV12 or I420, with planes of the size it promises; `pixels` holds its height times
-/// `pitch` bytes. Chroma belongs to two by two pixels, without a filter.
+/// `frame` must be NV12 or I420 with valid planes. `pixels` has height times `pitch` bytes. Chroma
+/// is not interpolated.
 void convertToRgb(const media::VideoFrame& frame, std::uint8_t* pixels, std::size_t pitch);
 
-/// The planes of a full-range picture at studio levels, for renderers that know its matrix at those
-/// only. Keeps its memory from picture to picture.
+/// Converts full-range planes to studio range, for renderers that support a matrix in studio range
+/// only. Reuses its buffer.
 class StudioRange {
  public:
-  /// `frame` is NV12 or I420. The planes are good until the next call.
+  /// `frame` must be NV12 or I420. The planes are valid until the next call.
   const std::array<media::VideoPlane, 3>& convert(const media::VideoFrame& frame);
 
  private:

@@ -7,18 +7,15 @@
 
 namespace box {
 
-/// The press of a key of a keyboard or of a remote that types, or none.
 std::optional<platform::PressType> pressForKey(SDL_Keycode key);
-/// The press of a game controller's button, or none.
 std::optional<platform::PressType> pressForButton(SDL_GameControllerButton button);
 
-/// Makes one swipe out of a finger or mouse that goes down, moves and comes up. Positions are
-/// fractions of the window's height, so that a way is as long in both directions. Threads: the
-/// screen's own.
+/// Detects swipes of a finger or the mouse. Positions are fractions of the window's height, in both
+/// directions. Thread: the screen's.
 class SwipeTracker {
  public:
   void begin(double x, double y);
-  /// The swipe, once for each way down and up: as soon as it is long enough.
+  /// Returns the swipe as soon as it is long enough, once per touch.
   std::optional<platform::SwipeDirection> move(double x, double y);
   void end() { _down = false; }
 

@@ -18,8 +18,8 @@ using CaptureCompletion = std::function<void(std::shared_ptr<const Bytes>)>;
 
 namespace {
 
-/// A little before the answer that callers were promised.
-constexpr platform::Duration kCaptureLimit = std::chrono::milliseconds(1900);
+/// Less than the 2 s after which callers of capture() give up.
+constexpr platform::Duration kCaptureTimeout = std::chrono::milliseconds(1900);
 
 Error screenError(ScreenErrorCode code, std::string description) {
   Error error{std::string(kScreenErrorDomain), static_cast<std::int64_t>(code), {}, {}, {}};
@@ -29,7 +29,7 @@ Error screenError(ScreenErrorCode code, std::string description) {
 
 }  // namespace
 
-/// The main thread's half. Everything here is the main thread's own.
+/// State of the main thread.
 struct Screen::State : std::enable_shared_from_this<State> {
   struct PendingCapture {
     CaptureCompletion completion;
@@ -45,7 +45,7 @@ struct Screen::State : std::enable_shared_from_this<State> {
   std::function<void(const platform::InputEvent&)> inputHandler;
   std::function<void()> closedHandler;
   platform::HeldButton held{queue, [this](const platform::InputEvent& input) { deliver(input); }};
-  /// Names the window of one open() to close(); events of older ones are dropped.
+  /// Identifies the window between open() and close(). Events of older windows are ignored.
   std::uint64_t session = 0;
   bool open = false;
   std::vector<OpenCompletion> opening;
@@ -68,13 +68,14 @@ struct Screen::State : std::enable_shared_from_this<State> {
     };
     events.captured = [this, self = weak_from_this()](std::uint64_t id,
                                                       std::shared_ptr<const Bytes> png) {
-      post(self, [this, id, png = std::move(png)] { answerCapture(id, png); });
+      post(self, [this, id, png = std::move(png)] { completeCapture(id, png); });
     };
     auto made = std::make_unique<ScreenThread>(clock, options, std::move(events));
     if (made->start()) thread = std::move(made);
   }
 
-  /// From the screen's thread, which the state outlives; the task may come when the state is gone.
+  /// Posts a task to the main thread. Called on the screen's thread, which ends before State does;
+  /// the task does nothing if State is destroyed by then.
   void post(const std::weak_ptr<State>& self, std::function<void()> task) {
     queue.async([self, task = std::move(task)] {
       if (const auto alive = self.lock()) task();
@@ -116,12 +117,12 @@ struct Screen::State : std::enable_shared_from_this<State> {
     if (const auto handler = inputHandler) handler(input);
   }
 
-  void answerCapture(std::uint64_t id, const std::shared_ptr<const Bytes>& png) {
+  void completeCapture(std::uint64_t id, const std::shared_ptr<const Bytes>& png) {
     auto node = captures.extract(id);
     if (!node.empty() && node.mapped().completion) node.mapped().completion(png);
   }
 
-  /// Answers who still waits for the window, on a later turn.
+  /// Posts an error to the completions of a pending open().
   void cancelOpening() {
     for (auto& completion : std::exchange(opening, {})) {
       queue.async([completion = std::move(completion)] {
@@ -152,7 +153,7 @@ void Screen::open(OpenCompletion completion) {
   if (!completion) completion = [](const std::optional<Error>&) {};
   if (!_state->thread) {
     _state->queue.async([completion = std::move(completion)] {
-      completion(screenError(ScreenErrorCode::NoDisplay, "There is no thread left to draw on"));
+      completion(screenError(ScreenErrorCode::NoDisplay, "The screen thread cannot be started"));
     });
     return;
   }
@@ -196,15 +197,15 @@ void Screen::setClosedHandler(std::function<void()> handler) {
 void Screen::capture(CaptureCompletion completion) {
   State& state = *_state;
   const std::uint64_t id = ++state.lastCapture;
-  auto limit = state.queue.after(kCaptureLimit, [id, self = std::weak_ptr(_state)] {
-    if (const auto alive = self.lock()) alive->answerCapture(id, nullptr);
+  auto limit = state.queue.after(kCaptureTimeout, [id, self = std::weak_ptr(_state)] {
+    if (const auto alive = self.lock()) alive->completeCapture(id, nullptr);
   });
   state.captures.emplace(id, State::PendingCapture{std::move(completion), std::move(limit)});
   if (state.thread) {
     state.thread->capture(id);
   } else {
     state.queue.async([id, self = std::weak_ptr(_state)] {
-      if (const auto alive = self.lock()) alive->answerCapture(id, nullptr);
+      if (const auto alive = self.lock()) alive->completeCapture(id, nullptr);
     });
   }
 }

@@ -10,20 +10,18 @@
 
 namespace box {
 
-/// Errors of open(): no display, or closed before it was open.
+/// Errors of open(): no display, or closed while opening.
 inline constexpr std::string_view kScreenErrorDomain = "TVSScreenErrorDomain";
 enum class ScreenErrorCode : int { NoDisplay = 1, ClosedMeanwhile = 2 };
 
-/// The box's display on SDL2: a window on whatever display there is, or pictures in memory.
+/// The display of the box: an SDL2 window, or a surface in memory without a display.
 ///
-/// Workflow: warmUp() once the process answers its callers, so that the first open() is quick;
-/// without it, open() does the same work. A scene set while closed is shown by the next open();
-/// close() forgets it.
+/// Workflow: call warmUp() after startup, so that the first open() is fast. A scene that is set
+/// while the screen is closed is shown by the next open(). close() releases the scene.
 ///
-/// Threads: main, as for every Screen. Drawing, events and fonts have a thread of
-/// their own: no call here waits for it but the destructor, which waits for the frame in progress
-/// and answers what is still open with an error, on a later turn of the queue. Lifetime: `queue`
-/// and `clock` outlive it.
+/// Thread: main. Drawing, events and fonts have a thread of their own, and no function waits for
+/// it, except the destructor: it waits for the current frame and posts errors to pending
+/// completions. `queue` and `clock` must outlive this object.
 class Screen final : public platform::Screen {
  public:
   Screen(platform::MainQueue& queue, const platform::Clock& clock, ScreenOptions options);
@@ -39,8 +37,7 @@ class Screen final : public platform::Screen {
   void setClosedHandler(std::function<void()> handler) override;
   void capture(std::function<void(std::shared_ptr<const platform::Bytes> png)> completion) override;
 
-  /// Whether the display may go dark by itself while the screen is open. It may not from open() on
-  /// until this says otherwise.
+  /// Whether the screen saver is inhibited while the screen is open. open() inhibits it.
   void setKeepsDisplayOn(bool keepsOn);
 
   FrameStatistics statistics() const;

@@ -32,7 +32,7 @@ std::optional<RemoteEvent> ScreenInput::translate(const SDL_Event& event) {
       return eventOf(pressForKey(event.key.keysym.sym), Kind::Input, event.key.repeat != 0);
     case SDL_CONTROLLERBUTTONDOWN:
     case SDL_CONTROLLERBUTTONUP:
-      // One that goes away while a button is down tells that it comes up.
+      // SDL also sends the "up" event when a controller is removed.
       return eventOf(pressForButton(static_cast<SDL_GameControllerButton>(event.cbutton.button)),
                      event.type == SDL_CONTROLLERBUTTONDOWN ? Kind::ButtonDown : Kind::ButtonUp);
     case SDL_CONTROLLERDEVICEADDED:

@@ -9,23 +9,22 @@
 
 namespace box {
 
-/// What an event of a window means to the remote.
+/// A window event as input of the remote.
 struct RemoteEvent {
   enum class Kind {
     Input,       ///< a press, a repeat or a swipe
-    ButtonDown,  ///< a press whose repeats are not told
+    ButtonDown,  ///< a press without events for its repeats
     ButtonUp
   };
   Kind kind = Kind::Input;
   platform::InputEvent input;
 };
 
-/// Makes presses and swipes out of the events of a window: keyboard, game controllers, mouse and
-/// touch.
+/// Translates window events of keyboard, game controllers, mouse and touch to presses and swipes.
 ///
-/// Controllers are opened while it lives. SDL looks for new ones every few seconds meanwhile, and
-/// reads an opened one every millisecond: so it lives no longer than its window. Threads: the
-/// screen's own.
+/// Game controllers are open while this object exists. SDL then scans for controllers every few
+/// seconds and polls open ones every millisecond, so destroy it with its window. Thread: the
+/// screen's.
 class ScreenInput {
  public:
   explicit ScreenInput(SDL_Window* window);

@@ -15,9 +15,9 @@ namespace {
 
 constexpr int kNiceness = 10;
 
-/// Drawing by the processor keeps one busy for most of a frame's time, also with the first pictures
-/// of a fade. Who decodes the next picture, or answers a call, goes first.
-void letOthersGoFirst() { setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), kNiceness); }
+/// A software renderer uses a core for most of each frame. Decoding and D-Bus calls take
+/// precedence.
+void lowerThreadPriority() { setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), kNiceness); }
 
 using SteadyClock = std::chrono::steady_clock;
 
@@ -58,7 +58,7 @@ FrameStatistics ScreenThread::statistics() const {
 void ScreenThread::_post(Command command) {
   {
     const std::lock_guard lock(_mutex);
-    // Only the newest of several scenes is drawn. The old one goes after the lock.
+    // Only the latest scene is drawn. The replaced one is released after unlock.
     if (std::holds_alternative<SetScene>(command) && !_commands.empty() &&
         std::holds_alternative<SetScene>(_commands.back())) {
       std::swap(_commands.back(), command);
@@ -75,7 +75,7 @@ void ScreenThread::_run() {
   _video = &video;
   _texts = &texts;
   std::string reason;
-  // A failure is told when a window is asked for: the display may be there by then.
+  // On failure, open() tries again and reports the error: a display may be available by then.
   video.start(reason);
   texts.warmUp();
   while (!_stopping) {
@@ -116,9 +116,9 @@ void ScreenThread::_execute(const Open& command) {
       _events.opened(command.session, std::move(reason));
       return;
     }
-    if (!isAccelerated(SDL_GetRenderer(_window->window()))) letOthersGoFirst();
+    if (!isAccelerated(SDL_GetRenderer(_window->window()))) lowerThreadPriority();
     _damaged = true;
-    // Where presenting waits for the display, this only bounds it should it not.
+    // With vsync, present limits the rate. The shorter pace is a safety limit in case it does not.
     const platform::Duration refresh = _window->refreshInterval();
     _pace = RefreshPace(_window->followsDisplay() ? refresh / 2 : refresh);
   }
@@ -140,12 +140,11 @@ void ScreenThread::_execute(const Capture& command) {
     _events.captured(command.id, nullptr);
     return;
   }
-  // What is new is drawn as ever, and then once more to be read: a capture changes no count of
-  // frames.
+  // Draw changes in a regular frame first, because the captured frame is not counted.
   if (_damaged || _signal->videoChanged) _draw();
   PixelRows rows = _window->capture(_scene ? *_scene : emptyScene(), _clock.now());
-  // Encoding takes as long as several frames. One picture at a time: who asks faster than that
-  // waits.
+  // Encoding takes as long as several frames. Only one runs at a time: a faster sequence of
+  // captures blocks here.
   if (_encoder.joinable()) _encoder.join();
   auto encode = [this, id = command.id, taken = std::move(rows)]() mutable {
     _events.captured(id, encodePng(std::move(taken)));
@@ -160,9 +159,8 @@ void ScreenThread::_closeWindow() {
   if (!_window) return;
   _input.reset();
   _window.reset();
-  _moves = false;
-  // What the window left behind must not reach the next one. The display is told now, not with the
-  // next event.
+  _animated = false;
+  // Drop events of the old window. SDL_PumpEvents() also flushes pending requests to the display.
   SDL_PumpEvents();
   SDL_FlushEvents(SDL_FIRSTEVENT, SDL_LASTEVENT);
 }
@@ -198,7 +196,7 @@ void ScreenThread::_handle(const SDL_Event& event) {
     }
     case SDL_RENDER_TARGETS_RESET:
     case SDL_RENDER_DEVICE_RESET:
-      _window->forgetTextures();
+      _window->releaseTextures();
       _damaged = true;
       return;
     default:
@@ -236,11 +234,11 @@ void ScreenThread::_drawIfNeeded() {
 void ScreenThread::_draw() {
   const auto begin = SteadyClock::now();
   const platform::TimePoint now = _clock.now();
-  // Before the picture is taken: one that comes now is drawn the next time.
+  // Reset before drawing, so that a picture that arrives meanwhile is drawn in the next frame.
   _signal->videoChanged = false;
   _damaged = false;
   _pace.drawn(now);
-  _moves = _window->draw(_scene ? *_scene : emptyScene(), now);
+  _animated = _window->draw(_scene ? *_scene : emptyScene(), now);
   _countFrame(SteadyClock::now() - begin);
 }
 
@@ -255,7 +253,7 @@ void ScreenThread::_countFrame(platform::Duration cost) {
   _statistics.frames.longestMilliseconds =
       std::max(_statistics.frames.longestMilliseconds, milliseconds);
   for (const ShownPicture& picture : _window->shown())
-    _statistics.judder.shown(picture, now, _window->refreshInterval());
+    _statistics.judder.record(picture, now, _window->refreshInterval());
 }
 
 std::optional<platform::Duration> ScreenThread::_timeToNextFrame() const {

@@ -27,24 +27,23 @@
 
 namespace box {
 
-/// The one thread that touches SDL's video, its events, the renderer and the fonts.
+/// The thread that uses SDL video, its events, the renderer and the fonts.
 ///
-/// It takes commands from a mailbox and answers through its events. Closed, it sleeps until a
-/// command comes. Open, it sleeps until a command, an input, a new picture of a video that the
-/// scene shows, or the next frame of what moves by itself, and draws only when one of these changed
-/// the picture, at most once in each refresh of the display.
+/// It executes queued commands and reports through callbacks. While the window is closed it sleeps
+/// until a command arrives. While it is open it sleeps until a command, an input event, a new video
+/// picture or the next frame of an animation, and draws at most once per display refresh.
 ///
-/// Threads: the operations from any thread, none of them waits for the thread's work; the events on
-/// the screen's thread, without a lock held. The destructor waits for the frame in progress.
+/// Threads: all functions are thread-safe and do not block, except the destructor, which waits for
+/// the current frame. Callbacks run on the screen's thread without locks held.
 class ScreenThread {
  public:
   struct Events {
-    /// Once for each open(), with a reason when it failed.
+    /// Called once for each open(), with the reason on failure.
     std::function<void(std::uint64_t session, std::optional<std::string> failure)> opened;
-    /// The window of that session went away by itself.
+    /// The window was closed by the user or the system.
     std::function<void(std::uint64_t session)> closed;
     std::function<void(std::uint64_t session, const RemoteEvent& event)> input;
-    /// Once for each capture(); null when there is no window.
+    /// Called once for each capture(); null without a window.
     std::function<void(std::uint64_t id, std::shared_ptr<const platform::Bytes> png)> captured;
   };
 
@@ -53,15 +52,16 @@ class ScreenThread {
   ScreenThread(const ScreenThread&) = delete;
   ScreenThread& operator=(const ScreenThread&) = delete;
 
-  /// Before the rest. False: the system has no thread left, and the rest does nothing.
+  /// Call it first. Returns false if the thread cannot be started; then the other functions do
+  /// nothing.
   [[nodiscard]] bool start();
-  /// `session` names the window to the events.
+  /// `session` identifies the window in callbacks.
   void open(std::uint64_t session);
-  /// Also forgets the scene.
+  /// Also releases the scene.
   void close();
   void setScene(std::shared_ptr<const platform::Scene> scene);
   void capture(std::uint64_t id);
-  /// Whether the display may go dark while the window is open; it may not when that opens.
+  /// Whether the screen saver is inhibited while the window is open. open() inhibits it.
   void setKeepsDisplayOn(bool keepsOn);
 
   FrameStatistics statistics() const;
@@ -83,15 +83,15 @@ class ScreenThread {
   struct Stop {};
   using Command = std::variant<Open, Close, SetScene, Capture, KeepDisplayOn, Stop>;
 
-  /// What the wake-ups of videos share with the thread: they may come while it goes down.
+  /// Shared with wakeup callbacks of videos, which may run while the thread ends.
   struct Signal {
     ScreenWaker waker;
     std::atomic<bool> videoChanged = false;
   };
 
   struct Statistics {
-    std::mutex mutex;        // guards the rest
-    FrameStatistics frames;  ///< but for the judder
+    std::mutex mutex;        // protects the other members
+    FrameStatistics frames;  ///< without the judder
     JudderMeter judder;
   };
 
@@ -108,7 +108,7 @@ class ScreenThread {
   void _watchVideos(std::vector<std::shared_ptr<media::VideoFrames>> videos);
   void _handle(const SDL_Event& event);
   void _handleWindow(const SDL_WindowEvent& event);
-  bool _needsFrame() const { return _window && (_damaged || _signal->videoChanged || _moves); }
+  bool _needsFrame() const { return _window && (_damaged || _signal->videoChanged || _animated); }
   void _drawIfNeeded();
   void _draw();
   void _countFrame(platform::Duration cost);
@@ -125,7 +125,7 @@ class ScreenThread {
 
   mutable Statistics _statistics;
 
-  // The screen's thread's own.
+  // Screen thread only.
   VideoSystem* _video = nullptr;
   TextRenderer* _texts = nullptr;
   std::unique_ptr<ScreenWindow> _window;
@@ -135,7 +135,7 @@ class ScreenThread {
   std::vector<std::shared_ptr<media::VideoFrames>> _watched;
   bool _stopping = false;
   bool _damaged = false;
-  bool _moves = false;
+  bool _animated = false;
   RefreshPace _pace;
 
   std::thread _encoder;  // of the last capture

@@ -6,8 +6,8 @@
 namespace box {
 
 void ScreenWaker::wake() {
-  // The lock stays while the event is pushed: SDL's queue must not go down meanwhile, and pushing
-  // calls nobody back.
+  // The lock is held while the event is pushed, so that SDL's queue is not shut down meanwhile.
+  // SDL_PushEvent() calls no callbacks here.
   const std::lock_guard lock(_mutex);
   if (_woken) return;
   _woken = true;
@@ -23,7 +23,7 @@ void ScreenWaker::useEventQueue(bool use) {
   if (_eventQueue == use) return;
   if (use && _wakeEvent == 0) _wakeEvent = SDL_RegisterEvents(1);
   _eventQueue = use;
-  // A wake-up that the other way of sleeping has not seen yet.
+  // Repeat a wake-up that was signalled to the condition variable only.
   if (use && _woken) _pushWakeEvent();
 }
 
@@ -57,7 +57,7 @@ std::optional<SDL_Event> ScreenWaker::_sleepInEventQueue(std::optional<platform:
     return std::nullopt;
   }
   using std::chrono::milliseconds;
-  // Rounded up: what is left of a millisecond would be waited for without a rest.
+  // Rounded up: a timeout of 0 would busy-wait for the rest of the millisecond.
   const auto whole = std::chrono::ceil<milliseconds>(*limit);
   const auto bounded = std::clamp(whole, milliseconds(0), milliseconds(60000));
   if (SDL_WaitEventTimeout(&event, static_cast<int>(bounded.count())) == 1) return event;

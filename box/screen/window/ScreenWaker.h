@@ -9,21 +9,19 @@
 
 namespace box {
 
-/// How the screen's thread sleeps, and how the others wake it: on a condition variable while there
-/// is nothing to read input from, in SDL's wait for events otherwise. Never polls.
+/// Lets the screen's thread sleep until it is woken: on a condition variable without a window, else
+/// in SDL_WaitEvent().
 ///
-/// Threads: wake() from any, the rest on the screen's.
+/// Threads: wake() is thread-safe; the rest belongs to the screen's thread.
 class ScreenWaker {
  public:
-  /// Ends a sleep in progress, or makes the next one return at once. Never waits for the screen's
-  /// thread's work.
+  /// Ends the current or next sleep(). Does not block.
   void wake();
 
-  /// Whether to sleep in SDL's event queue. Must be off before SDL's events go down.
+  /// Whether to sleep in SDL's event queue. Turn it off before SDL's event subsystem is shut down.
   void useEventQueue(bool use);
 
-  /// Until wake(), an event or `limit`; no limit: unbounded. Returns the event, if it was one from
-  /// outside.
+  /// Sleeps until wake(), an event or `limit`. Returns the event, unless it was a wake-up.
   std::optional<SDL_Event> sleep(std::optional<platform::Duration> limit);
 
  private:
@@ -35,7 +33,7 @@ class ScreenWaker {
   // Protected by `_mutex`.
   bool _woken = false;
   bool _eventQueue = false;
-  // The screen's thread's own but for reads under `_mutex`.
+  // Written by the screen's thread only, under `_mutex`.
   Uint32 _wakeEvent = 0;
 };
 

@@ -9,12 +9,12 @@ namespace {
 
 constexpr platform::Size kWindowSize{1280, 720};
 constexpr platform::Size kMemorySize{platform::kScreenWidth, platform::kScreenHeight};
-constexpr int kUsualRefreshRate = 60;
+constexpr int kDefaultRefreshRate = 60;
 
 WindowPtr makeWindow(const ScreenOptions& options, bool inMemory) {
   const platform::Size size = options.windowedSize.value_or(inMemory ? kMemorySize : kWindowSize);
   Uint32 flags = SDL_WINDOW_RESIZABLE | SDL_WINDOW_ALLOW_HIGHDPI;
-  // A display that is not there has a size of its own making.
+  // The dummy driver invents a display size.
   if (options.fullscreen && !inMemory) flags |= SDL_WINDOW_FULLSCREEN_DESKTOP;
   return WindowPtr(SDL_CreateWindow(options.title.c_str(), SDL_WINDOWPOS_CENTERED,
                                     SDL_WINDOWPOS_CENTERED,
@@ -26,7 +26,7 @@ platform::Duration refreshInterval(SDL_Window* window) {
   SDL_DisplayMode mode{};
   const bool known = SDL_GetWindowDisplayMode(window, &mode) == 0 && mode.refresh_rate > 0;
   return std::chrono::nanoseconds(std::chrono::seconds(1)) /
-         (known ? mode.refresh_rate : kUsualRefreshRate);
+         (known ? mode.refresh_rate : kDefaultRefreshRate);
 }
 
 }  // namespace
@@ -63,16 +63,16 @@ bool ScreenWindow::owns(const SDL_Event& event) const {
 }
 
 bool ScreenWindow::draw(const platform::Scene& scene, platform::TimePoint now) {
-  const bool moves = _paint(scene, now);
+  const bool animated = _paint(scene, now);
   _present();
-  return moves;
+  return animated;
 }
 
 PixelRows ScreenWindow::capture(const platform::Scene& scene, platform::TimePoint now) {
   _paint(scene, now);
   PixelRows rows{{}, _width, _height, 4 * _width};
   rows.bytes.resize(static_cast<std::size_t>(rows.stride) * static_cast<std::size_t>(_height));
-  // Before it is presented: what a renderer holds afterwards is undefined.
+  // Read before present: afterwards the contents of the back buffer are undefined.
   const bool read = !rows.bytes.empty() &&
                     SDL_RenderReadPixels(_renderer.get(), nullptr, SDL_PIXELFORMAT_ARGB8888,
                                          rows.bytes.data(), rows.stride) == 0;

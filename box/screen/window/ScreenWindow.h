@@ -14,13 +14,13 @@
 
 namespace box {
 
-/// The window and its renderer. While it is there the screen saver is off and the cursor hidden.
+/// The window and its renderer. While it exists, the screen saver is inhibited and the cursor
+/// hidden.
 ///
-/// Threads: the screen's own. Lifetime: video must run, and `texts` outlive it.
+/// Thread: the screen's. The video subsystem must run, and `texts` must outlive this object.
 class ScreenWindow {
  public:
-  /// Null when it cannot be opened; `reason` then says why. `inMemory`: there is no display to
-  /// fill.
+  /// Returns null and sets `reason` on failure. `inMemory`: there is no display.
   static std::unique_ptr<ScreenWindow> open(const ScreenOptions& options, bool inMemory,
                                             TextRenderer& texts, std::string& reason);
   ~ScreenWindow();
@@ -29,18 +29,17 @@ class ScreenWindow {
 
   SDL_Window* window() const { return _window.get(); }
   bool owns(const SDL_Event& event) const;
-  /// From one refresh of the display to the next.
   platform::Duration refreshInterval() const { return _interval; }
-  /// Whether presenting waits for the display.
+  /// Whether present waits for vsync.
   bool followsDisplay() const { return isAccelerated(_renderer.get()); }
 
-  /// Draws and presents; returns whether the picture moves by itself. The pictures that are seen
-  /// for the first time are in shown() until the next one.
+  /// Draws and presents. Returns whether the scene is animated. Afterwards shown() has the pictures
+  /// that were presented for the first time.
   bool draw(const platform::Scene& scene, platform::TimePoint now);
   const std::vector<ShownPicture>& shown() const { return _shown; }
-  /// The same, and the pixels of it; none when they cannot be read.
+  /// Draws, presents and returns the pixels; empty if they cannot be read.
   PixelRows capture(const platform::Scene& scene, platform::TimePoint now);
-  void forgetTextures() { _scenes->forgetTextures(); }
+  void releaseTextures() { _scenes->releaseTextures(); }
 
  private:
   ScreenWindow(WindowPtr window, RendererPtr renderer, TextRenderer& texts, AccessOptions access);

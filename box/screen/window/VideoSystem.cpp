@@ -9,22 +9,22 @@
 namespace box {
 namespace {
 
-constexpr std::string_view kDriverWithoutDisplay = "dummy";
+constexpr std::string_view kHeadlessDriver = "dummy";
 
-bool isDriverChosen() {
+bool isDriverConfigured() {
   const char* driver = std::getenv("SDL_VIDEODRIVER");
   return driver && *driver;
 }
 
 void setHints() {
-  // SIGINT and SIGTERM are the process's own business.
+  // The process handles SIGINT and SIGTERM itself.
   SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
   SDL_SetHint(SDL_HINT_VIDEO_MINIMIZE_ON_FOCUS_LOSS, "0");
   SDL_SetHint(SDL_HINT_JOYSTICK_ALLOW_BACKGROUND_EVENTS, "0");
   SDL_SetHint(SDL_HINT_RENDER_SCALE_QUALITY, "linear");
-  // The software renderer's pixels go to the display as they are, not through OpenGL once more.
+  // Copy the software renderer's pixels to the display without OpenGL.
   SDL_SetHint(SDL_HINT_FRAMEBUFFER_ACCELERATION, "0");
-  // A finger is a finger: it must not swipe once more as a mouse.
+  // Do not report touches as mouse events too, which would duplicate swipes.
   SDL_SetHint(SDL_HINT_TOUCH_MOUSE_EVENTS, "0");
   SDL_SetHint(SDL_HINT_MOUSE_TOUCH_EVENTS, "0");
 }
@@ -32,40 +32,39 @@ void setHints() {
 }  // namespace
 
 VideoSystem::~VideoSystem() {
-  // All of it: nobody else in the process uses SDL, and its hints go only this way.
+  // SDL_Quit(): no other part of the process uses SDL, and only this resets the hints.
   SDL_Quit();
 }
 
 bool VideoSystem::start(std::string& reason) {
-  if (_running && !_fellBack) return true;
+  if (_running && !_usesFallback) return true;
   if (_running) {
     SDL_QuitSubSystem(SDL_INIT_VIDEO);
     _running = false;
-    _fellBack = false;
+    _usesFallback = false;
   }
   setHints();
   if (_startDriver(false)) return true;
   reason = SDL_GetError();
-  if (isDriverChosen() || !_startDriver(true)) return false;
-  _fellBack = true;
-  if (!_toldFallback) {
-    TVSLogNotice(TVSSystemLog, "No display: pictures are drawn in memory only (%@)", reason);
-    _toldFallback = true;
+  if (isDriverConfigured() || !_startDriver(true)) return false;
+  _usesFallback = true;
+  if (!_loggedFallback) {
+    TVSLogNotice(TVSSystemLog, "No display available, drawing in memory only: %@", reason);
+    _loggedFallback = true;
   }
   return true;
 }
 
-bool VideoSystem::_startDriver(bool withoutDisplay) {
-  if (!isDriverChosen()) {
-    SDL_SetHint(SDL_HINT_VIDEODRIVER, withoutDisplay ? kDriverWithoutDisplay.data() : nullptr);
+bool VideoSystem::_startDriver(bool headless) {
+  if (!isDriverConfigured()) {
+    SDL_SetHint(SDL_HINT_VIDEODRIVER, headless ? kHeadlessDriver.data() : nullptr);
   }
   if (SDL_InitSubSystem(SDL_INIT_VIDEO) != 0) return false;
-  // Keys are presses of a remote here; an input method must not take them for text.
+  // Without text input, an input method cannot intercept keys.
   SDL_StopTextInput();
   const char* driver = SDL_GetCurrentVideoDriver();
   _running = true;
-  _headless =
-      driver && (driver == kDriverWithoutDisplay || std::string_view(driver) == "offscreen");
+  _headless = driver && (driver == kHeadlessDriver || std::string_view(driver) == "offscreen");
   return true;
 }
 

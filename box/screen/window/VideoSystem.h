@@ -4,11 +4,10 @@
 
 namespace box {
 
-/// SDL's video and event subsystems, brought up on the screen's thread and taken down there.
+/// Initializes SDL's video and event subsystems on the screen's thread.
 ///
-/// Where nobody has chosen a driver and no display can be opened, SDL's driver without a display
-/// takes their place: pictures can still be captured. A display that turns up later is used from
-/// the next start() on.
+/// If no driver is configured and no display can be opened, SDL's dummy driver is used, so that
+/// screenshots work. A later start() uses a display that has appeared since.
 class VideoSystem {
  public:
   VideoSystem() = default;
@@ -16,20 +15,20 @@ class VideoSystem {
   VideoSystem(const VideoSystem&) = delete;
   VideoSystem& operator=(const VideoSystem&) = delete;
 
-  /// False when there is no display to draw on; `reason` then says why. Nothing to do when it runs
-  /// on a real display.
+  /// Returns false and sets `reason` if no driver can be started. Does nothing if a real display is
+  /// in use.
   bool start(std::string& reason);
   bool isRunning() const { return _running; }
-  /// Whether there is no display behind it: no input comes, and waiting for it would poll.
+  /// Whether there is no display. Then there is no input, and waiting for events would poll.
   bool isHeadless() const { return _headless; }
 
  private:
-  bool _startDriver(bool withoutDisplay);
+  bool _startDriver(bool headless);
 
   bool _running = false;
   bool _headless = false;
-  bool _fellBack = false;
-  bool _toldFallback = false;
+  bool _usesFallback = false;
+  bool _loggedFallback = false;
 };
 
 }  // namespace box

@@ -15,8 +15,8 @@ bool isNeeded() {
   return version >= PANGO_VERSION_ENCODE(1, 49, 1) && version < PANGO_VERSION_ENCODE(1, 51, 0);
 }
 
-/// Pango starts a search without a lock and does not join its thread. It does join the thread that
-/// loads the configuration, which is made with the first fonts, when the process starts.
+/// Pango starts these threads without holding a lock and does not join them. It does join the
+/// thread that loads the fontconfig configuration, which is started with the process.
 bool isFontSearch(const char* name) {
   const std::string_view text = name ? name : "";
   return text == "[pango] FcFontSetSort" || text == "[pango] FcFontSetMatch";

@@ -2,16 +2,16 @@
 
 namespace box {
 
-/// Fault: Pango searches for fonts on threads that it makes with g_thread_new(), which ends the
-/// process when the system has no thread left.
+/// Fault: Pango searches for fonts on threads made with g_thread_new(), which aborts the process if
+/// no thread can be created.
 ///
-/// Library: Pango 1.49.1 to 1.50; later ones keep one thread, made with the first fonts. No
-/// upstream report known. Without it: where media take all tasks that the service may have, the
-/// next text in a new size ends the box. Test: TextLayout_test.cpp, IsSetWithoutAThread. Delete it
-/// when Pango 1.50 is no longer supported.
+/// Library: Pango 1.49.1 to 1.50; later versions keep one thread, made with the first fonts. No
+/// upstream report known. Without it: when media processes have used up the task limit of the
+/// service, the next text in a new size aborts the box. Test: TextLayout_test.cpp,
+/// WorksWithoutAThread. Delete it when Pango 1.50 is no longer supported.
 ///
-/// With these versions a search that gets no thread runs on the thread that asked for it. The
-/// program defines g_thread_new(), which Pango then calls instead of GLib's. Any thread.
+/// With these versions a font search without a thread runs on the calling thread. The program
+/// defines g_thread_new(), which takes precedence over GLib's. Thread-safe.
 void installPangoFontThreads();
 
 }  // namespace box

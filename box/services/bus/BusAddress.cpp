@@ -16,7 +16,7 @@ std::string fromEnvironment(const char* variable) {
   return value ? value : "";
 }
 
-/// Values in addresses have %xx in place of bytes that would end them.
+/// Decodes the %xx escapes of D-Bus addresses.
 std::string unescaped(std::string_view value) {
   std::string text;
   for (std::size_t index = 0; index < value.size(); ++index) {
@@ -33,7 +33,7 @@ std::string unescaped(std::string_view value) {
   return text;
 }
 
-/// Cuts the part up to `separator` off the front of `text`.
+/// Removes and returns the part before `separator`.
 std::string_view takeUntil(std::string_view& text, char separator) {
   const auto end = text.find(separator);
   const auto part = text.substr(0, end);

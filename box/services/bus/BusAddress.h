@@ -7,14 +7,13 @@ namespace box {
 
 enum class BusKind { Session, System };
 
-/// "session" or "system".
+/// Returns "session" or "system".
 std::string_view nameOfBus(BusKind kind);
 
-/// Where this process finds the bus: as the environment says, or at the usual place. Empty:
-/// nowhere.
+/// Returns the D-Bus address from the environment, or the standard address.
 std::string addressOfBus(BusKind kind);
 
-/// The socket file of the first address of the list that has one; empty where none has.
+/// Returns the socket path of the first address in the list that has one, or an empty string.
 std::string socketPathOf(std::string_view address);
 
 }  // namespace box

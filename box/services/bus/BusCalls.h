@@ -10,8 +10,8 @@
 
 namespace box {
 
-// Calls and matches on a message bus, none of which waits. Each is alive as long as the slot that
-// it gives back: dropping that means not to be called any more.
+// Asynchronous calls and signal matches on a message bus. Dropping a slot cancels its call or
+// match.
 //
 // Threads: that of the connection.
 
@@ -20,8 +20,8 @@ struct BusSlotUnref {
 };
 using BusSlot = std::unique_ptr<sd_bus_slot, BusSlotUnref>;
 
-/// Is given a signal, or the reply to a call, which may be an error
-/// (sd_bus_message_is_method_error).
+/// Called with a signal, or with the reply to a call. A reply may be an error
+/// (sd_bus_message_is_method_error()).
 using BusHandler = std::function<void(sd_bus_message* message)>;
 
 struct BusMessageUnref {
@@ -29,7 +29,6 @@ struct BusMessageUnref {
 };
 using BusMessage = std::unique_ptr<sd_bus_message, BusMessageUnref>;
 
-/// Where a method or a signal is.
 struct BusMember {
   const char* service;
   const char* path;
@@ -37,34 +36,33 @@ struct BusMember {
   const char* member;
 };
 
-/// A call to be filled with arguments and given to sendCall(). Null where the bus takes none.
+/// Creates a call; append arguments, then pass it to sendCall(). Returns null if `bus` is null or
+/// out of memory.
 BusMessage makeCall(sd_bus* bus, const BusMember& method);
 
-/// How long an answer is waited for.
-inline constexpr std::chrono::seconds kBusAnswerLimit{5};
+inline constexpr std::chrono::seconds kBusReplyTimeout{5};
 
-/// Sends a call. The handler is called once, with an error after the limit too. A null slot: it
-/// could not be sent, and there will be no answer.
+/// Sends a call. The handler is called once, with the reply, an error or a timeout error. Returns
+/// null if the call could not be sent; then the handler is not called.
 BusSlot sendCall(sd_bus* bus, const BusMessage& call, BusHandler handler,
-                 platform::Duration limit = kBusAnswerLimit);
-/// Without waiting for an answer.
+                 platform::Duration limit = kBusReplyTimeout);
+/// Sends a call that expects no reply.
 void sendCall(sd_bus* bus, const BusMessage& call);
 
 BusSlot matchSignal(sd_bus* bus, const BusMember& signal, BusHandler handler);
 
-/// Follows whether somebody has `name` on the bus. Told once it is known, and at every change of
-/// owner.
+/// Watches whether `name` has an owner. Calls `onChange` once the initial state is known, and at
+/// every change of the owner.
 class BusNameWatch {
  public:
   BusNameWatch() = default;
-  BusNameWatch(sd_bus* bus, const std::string& name, std::function<void(bool present)> tell);
+  BusNameWatch(sd_bus* bus, const std::string& name, std::function<void(bool present)> onChange);
 
  private:
   BusSlot _match;
-  BusSlot _question;
+  BusSlot _pendingCall;
 };
 
-/// The text of an error reply, for the log.
 std::string busErrorText(sd_bus_message* reply);
 
 }  // namespace box

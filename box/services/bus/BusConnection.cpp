@@ -13,11 +13,11 @@
 namespace box {
 
 namespace {
-constexpr int kLastMessages = 64;
+constexpr int kMaxFinalMessages = 64;
 }  // namespace
 
 void BusConnection::BusClose::operator()(sd_bus* bus) const {
-  // Not flushed: that would wait for the bus.
+  // Do not flush: that would block on the bus.
   sd_bus_close(bus);
   sd_bus_unref(bus);
 }
@@ -35,8 +35,9 @@ void BusConnection::close() {
   if (std::exchange(_isReady, false)) {
     for (Client* client : _clients) client->busDidDisconnect();
   }
-  // What the clients have sent at last goes out as far as the socket takes it.
-  for (int count = 0; count < kLastMessages && sd_bus_process(_bus.get(), nullptr) > 0;) ++count;
+  // Writes the clients' last messages as far as the socket accepts them.
+  for (int count = 0; count < kMaxFinalMessages && sd_bus_process(_bus.get(), nullptr) > 0;)
+    ++count;
   _bus.reset();
 }
 
@@ -56,7 +57,7 @@ std::optional<platform::TimePoint> BusConnection::deadline() const {
   if (sd_bus_get_timeout(_bus.get(), &microseconds) <= 0 || microseconds == UINT64_MAX) {
     return std::nullopt;
   }
-  // CLOCK_MONOTONIC, which is the steady clock's.
+  // sd-bus uses CLOCK_MONOTONIC, like std::chrono::steady_clock.
   return platform::TimePoint{std::chrono::microseconds(microseconds)};
 }
 
@@ -100,7 +101,7 @@ void BusConnection::_didEnd(int reason) {
   if (std::exchange(_isReady, false)) {
     for (Client* client : _clients) client->busDidDisconnect();
   }
-  // Not from within a call of its own.
+  // Destroyed in a later task, because this may run within one of its callbacks.
   _thread.async([ended = std::shared_ptr<sd_bus>(std::move(_bus))] {});
   _presence.didEnd(reason);
 }

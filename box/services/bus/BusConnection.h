@@ -12,34 +12,35 @@
 
 namespace box {
 
-/// This process on a message bus that comes and goes.
+/// A connection to a message bus that may be missing, end and return.
 ///
-/// One that ends is let go and taken up again when it is back; BusPresence has when that is tried.
+/// The object reconnects when BusPresence reports that the bus may be available.
 ///
-/// Workflow: made, given its clients, started. A client sets itself up in busDidConnect() with the
-/// bus it is given, anew each time, and forgets everything of it in busDidDisconnect().
+/// Workflow: construct it, add clients, start it. A client registers its objects and matches in
+/// busDidConnect() for each new connection, and drops them in busDidDisconnect().
 ///
-/// Threads: the service thread, or while that does not run. The clients outlive its run.
+/// Threads: the service thread, or any while that thread does not run. The clients must exist while
+/// it runs.
 class BusConnection final : private ServiceThread::Source {
  public:
   class Client {
    public:
     virtual ~Client() = default;
     virtual void busDidConnect(sd_bus* bus) = 0;
-    /// Slots of that bus are dropped here; nothing can be sent any more.
+    /// Drop the slots of the connection here. Nothing can be sent any more.
     virtual void busDidDisconnect() = 0;
   };
 
-  /// `thread` outlives it. `address` is a D-Bus address.
+  /// `thread` must outlive this object. `address` is a D-Bus address.
   BusConnection(ServiceThread& thread, BusKind kind, std::string address);
   ~BusConnection() override;
   BusConnection(const BusConnection&) = delete;
   BusConnection& operator=(const BusConnection&) = delete;
 
-  /// Before start(). In the order in which they are told.
+  /// Call it before start(). Clients are notified in this order.
   void addClient(Client& client) { _clients.push_back(&client); }
   void start();
-  /// Ends it for good; the clients are told.
+  /// Disconnects permanently and notifies the clients.
   void close();
 
  private:
@@ -53,7 +54,7 @@ class BusConnection final : private ServiceThread::Source {
   void serve() override;
 
   void _connect();
-  /// Negative: an error number.
+  /// Returns 0 or a negative errno.
   int _open();
   void _didBecomeReady();
   void _didEnd(int reason);
@@ -65,7 +66,7 @@ class BusConnection final : private ServiceThread::Source {
   std::unique_ptr<sd_bus, BusClose> _bus;
   platform::Token _source;
   bool _isReady = false;
-  /// The last turn handled something, so there may be more.
+  /// The last process() call handled a message, so there may be more.
   bool _isBusy = false;
 };
 

@@ -7,7 +7,7 @@
 namespace box {
 
 namespace {
-// The answers of the bus.
+// Reply of RequestName.
 constexpr std::uint32_t kInQueue = 2;
 constexpr BusMember kRequest{"org.freedesktop.DBus", "/org/freedesktop/DBus",
                              "org.freedesktop.DBus", "RequestName"};
@@ -18,17 +18,16 @@ constexpr BusMember kRelease{"org.freedesktop.DBus", "/org/freedesktop/DBus",
 void BusName::request(sd_bus* bus) {
   if (_bus) return;
   const BusMessage call = makeCall(bus, kRequest);
-  // Without flags: nobody is replaced, nobody may replace, and it waits for its turn.
+  // No flags: do not replace the owner, do not allow replacement, wait in the queue.
   if (!call || sd_bus_message_append(call.get(), "su", _name.c_str(), std::uint32_t{0}) < 0) return;
   _bus = bus;
-  _question = sendCall(bus, call, [this](sd_bus_message* reply) {
+  _pendingCall = sendCall(bus, call, [this](sd_bus_message* reply) {
     std::uint32_t result = 0;
     if (sd_bus_message_is_method_error(reply, nullptr) > 0) {
-      TVSLogNotice(TVSSystemLog, "The message bus refuses the name %@: %@", _name,
+      TVSLogNotice(TVSSystemLog, "The message bus rejected the name %@: %@", _name,
                    busErrorText(reply));
     } else if (sd_bus_message_read(reply, "u", &result) >= 0 && result == kInQueue) {
-      TVSLogNotice(TVSSystemLog, "Another process has the name %@, so this one goes without it",
-                   _name);
+      TVSLogNotice(TVSSystemLog, "Another process owns the name %@ on the message bus", _name);
     }
   });
 }
@@ -37,12 +36,12 @@ void BusName::release() {
   if (!_bus) return;
   const BusMessage call = makeCall(_bus, kRelease);
   if (call && sd_bus_message_append(call.get(), "s", _name.c_str()) >= 0) sendCall(_bus, call);
-  forget();
+  didDisconnect();
 }
 
-void BusName::forget() {
+void BusName::didDisconnect() {
   _bus = nullptr;
-  _question.reset();
+  _pendingCall.reset();
 }
 
 }  // namespace box

@@ -10,9 +10,9 @@
 namespace box {
 
 namespace {
-/// Attempts in quick succession, each pause twice the one before.
-constexpr int kMaximumAttempts = 8;
-constexpr auto kFirstPause = std::chrono::milliseconds(10);
+/// Number of attempts. Each delay is twice the one before.
+constexpr int kMaxAttempts = 8;
+constexpr auto kFirstDelay = std::chrono::milliseconds(10);
 }  // namespace
 
 BusPresence::BusPresence(BusKind kind, std::string address, std::string_view component)
@@ -22,39 +22,40 @@ BusPresence::BusPresence(BusKind kind, std::string address, std::string_view com
       _component(component) {}
 
 void BusPresence::beginAttempt() {
-  // First, so that a socket which appears after a failure is noticed.
-  if (!_path.empty() && !_appearance) _appearance = std::make_unique<FileAppearance>(_path);
+  // Created before the attempt, so that no socket that appears after it is missed.
+  if (!_path.empty() && !_appearance) _appearance = std::make_unique<FileWatch>(_path);
 }
 
 void BusPresence::didConnect() {
   _isConnected = true;
   _attempts = 0;
   _appearance.reset();
-  if (_saidPresent.has_value()) {
-    TVSLogNotice(_component, "The %@ bus is there", nameOfBus(_kind));
+  if (_loggedPresent.has_value()) {
+    TVSLogNotice(_component, "Connected to the %@ bus", nameOfBus(_kind));
   }
-  _saidPresent = true;
+  _loggedPresent = true;
 }
 
 void BusPresence::didEnd(int reason) {
-  const bool hasEnded = std::exchange(_isConnected, false);
-  const auto said = std::exchange(_saidPresent, false);
-  if (hasEnded) {
-    TVSLogNotice(_component, "The %@ bus has ended", nameOfBus(_kind));
-  } else if (!said || *said) {
-    TVSLogNotice(_component, "There is no %@ bus: %@", nameOfBus(_kind), std::strerror(-reason));
+  const bool wasConnected = std::exchange(_isConnected, false);
+  const auto logged = std::exchange(_loggedPresent, false);
+  if (wasConnected) {
+    TVSLogNotice(_component, "Disconnected from the %@ bus", nameOfBus(_kind));
+  } else if (!logged || *logged) {
+    TVSLogNotice(_component, "The %@ bus is not available: %@", nameOfBus(_kind),
+                 std::strerror(-reason));
   }
-  // A file that is not there is what the watch waits for.
-  const bool isAwaited = reason == -ENOENT && _appearance && _appearance->isWatching();
-  if (isAwaited || _attempts >= kMaximumAttempts) return;
-  _next = platform::SystemClock().now() + kFirstPause * (1 << _attempts++);
+  // If the socket does not exist, inotify reports its creation, so no timed retries are needed.
+  const bool isWatched = reason == -ENOENT && _appearance && _appearance->isWatching();
+  if (isWatched || _attempts >= kMaxAttempts) return;
+  _retryTime = platform::SystemClock().now() + kFirstDelay * (1 << _attempts++);
 }
 
 bool BusPresence::isDue() {
   const bool appeared = _appearance && _appearance->take();
   if (appeared) _attempts = 0;
-  const bool isTime = _next && *_next <= platform::SystemClock().now();
-  if (appeared || isTime) _next.reset();
+  const bool isTime = _retryTime && *_retryTime <= platform::SystemClock().now();
+  if (appeared || isTime) _retryTime.reset();
   return appeared || isTime;
 }
 

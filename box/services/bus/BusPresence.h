@@ -6,35 +6,36 @@
 #include <string_view>
 
 #include "box/services/bus/BusAddress.h"
-#include "box/services/support/FileAppearance.h"
+#include "box/services/support/FileWatch.h"
 #include "platform/foundation/queues/Clock.h"
 
 namespace box {
 
-/// Whether a message bus is there, told in the log, and when to try one that is not: eight times
-/// in quick succession, and anew whenever its socket appears in its folder.
+/// Decides when to try to connect to a message bus, and logs whether the bus is available. After
+/// each failure of a connection there are up to eight attempts with growing delays, and new ones
+/// whenever the bus socket appears in its folder.
 ///
-/// Workflow: isDue() is true at first; an attempt follows each time that it is, from beginAttempt()
-/// to didConnect() or didEnd(), which is also the end of a connection. Nothing runs by itself:
-/// without a connection its owner polls descriptor() until deadline(), and asks isDue() again.
+/// Workflow: isDue() is true at first. Whenever it is true, the owner calls beginAttempt() and then
+/// didConnect() or didEnd(); didEnd() also reports the end of a connection. Without a connection
+/// the owner polls descriptor() until deadline() and calls isDue() again.
 ///
-/// Threads: one at a time.
+/// Threads: not thread-safe.
 class BusPresence {
  public:
-  /// `address` is a D-Bus address; `component` is that of the log's lines, and outlives it.
+  /// `address` is a D-Bus address. `component` is the log component; it must outlive this object.
   BusPresence(BusKind kind, std::string address, std::string_view component);
 
   const std::string& address() const { return _address; }
 
   void beginAttempt();
-  /// The bus has answered.
+  /// The bus has replied.
   void didConnect();
-  /// A negative error number.
+  /// `reason`: a negative errno.
   void didEnd(int reason);
 
-  /// Readable when isDue() is to be asked; -1 for nothing to wait for but the deadline.
+  /// Readable when isDue() must be called; -1 if there is only the deadline to wait for.
   int descriptor() const { return _appearance ? _appearance->descriptor() : -1; }
-  std::optional<platform::TimePoint> deadline() const { return _next; }
+  std::optional<platform::TimePoint> deadline() const { return _retryTime; }
   bool isDue();
 
  private:
@@ -42,13 +43,13 @@ class BusPresence {
   const std::string _address;
   const std::string _path;
   const std::string_view _component;
-  /// From the beginning of the first attempt until the bus is there.
-  std::unique_ptr<FileAppearance> _appearance;
-  std::optional<platform::TimePoint> _next = platform::TimePoint{};
+  /// Exists from the first attempt until the bus is connected.
+  std::unique_ptr<FileWatch> _appearance;
+  std::optional<platform::TimePoint> _retryTime = platform::TimePoint{};
   int _attempts = 0;
   bool _isConnected = false;
-  /// What the log was last told.
-  std::optional<bool> _saidPresent;
+  /// The availability in the last log line.
+  std::optional<bool> _loggedPresent;
 };
 
 }  // namespace box

@@ -12,7 +12,7 @@ bool isInternet(GNetworkConnectivity connectivity, bool networkAvailable) {
     case G_NETWORK_CONNECTIVITY_FULL:
       return true;
     case G_NETWORK_CONNECTIVITY_LOCAL:
-      // Also what a network manager says that makes no checks.
+      // Network managers that do not check connectivity report this value too.
       return networkAvailable;
     case G_NETWORK_CONNECTIVITY_LIMITED:
     case G_NETWORK_CONNECTIVITY_PORTAL:
@@ -21,15 +21,15 @@ bool isInternet(GNetworkConnectivity connectivity, bool networkAvailable) {
   return false;
 }
 
-/// The monitor's thread, from its start to its end.
+/// The thread with the monitor's main loop.
 class GioNetworkWatch::Loop {
  public:
-  explicit Loop(std::function<void(bool)> tell) : _tell(std::move(tell)) {
-    // Without it nothing is told.
+  explicit Loop(std::function<void(bool)> onChange) : _onChange(std::move(onChange)) {
+    // If the thread cannot be started, no state is reported.
     static_cast<void>(platform::startThread(_thread, [this] { _run(); }));
   }
   ~Loop() {
-    // As a task of the loop, since one that has not begun to run cannot be told to quit.
+    // Quit from within the loop: g_main_loop_quit() has no effect before g_main_loop_run().
     GSource* source = g_idle_source_new();
     g_source_set_callback(source, _quit, _loop, nullptr);
     g_source_attach(source, _context);
@@ -54,8 +54,8 @@ class GioNetworkWatch::Loop {
   }
 
   void _read(GNetworkMonitor* monitor) {
-    _tell(isInternet(g_network_monitor_get_connectivity(monitor),
-                     g_network_monitor_get_network_available(monitor) != FALSE));
+    _onChange(isInternet(g_network_monitor_get_connectivity(monitor),
+                         g_network_monitor_get_network_available(monitor) != FALSE));
   }
 
   void _run() {
@@ -69,7 +69,7 @@ class GioNetworkWatch::Loop {
     g_main_context_pop_thread_default(_context);
   }
 
-  const std::function<void(bool)> _tell;
+  const std::function<void(bool)> _onChange;
   GMainContext* const _context = g_main_context_new();
   GMainLoop* const _loop = g_main_loop_new(_context, FALSE);
   std::thread _thread;
@@ -79,8 +79,8 @@ GioNetworkWatch::GioNetworkWatch() = default;
 
 GioNetworkWatch::~GioNetworkWatch() = default;
 
-void GioNetworkWatch::start(std::function<void(bool available)> tell) {
-  _loop = std::make_unique<Loop>(std::move(tell));
+void GioNetworkWatch::start(std::function<void(bool available)> onChange) {
+  _loop = std::make_unique<Loop>(std::move(onChange));
 }
 
 void GioNetworkWatch::stop() { _loop.reset(); }

@@ -9,25 +9,25 @@
 
 namespace box {
 
-/// Whether the internet can be reached, of what a network monitor says. A network that has not been
-/// checked counts when it leads anywhere at all; one whose check came to a sign-in page does not.
+/// Whether the internet is reachable according to a network monitor. If the connectivity was not
+/// checked, an available network counts. A captive portal does not count.
 bool isInternet(GNetworkConnectivity connectivity, bool networkAvailable);
 
-/// GIO's network monitor: that of a network manager on the system bus, or the kernel's routes where
-/// there is none.
+/// Watches GIO's network monitor, which uses a network manager on the system bus or else the
+/// kernel's routes.
 ///
-/// It runs on a thread of its own, which sleeps in a GLib main context until a network changes. Its
-/// making may ask the system bus, so stop() may wait for that.
+/// It runs a GLib main loop on a thread of its own. Creating the monitor may block on the system
+/// bus; stop() waits for that.
 ///
-/// GIO has one monitor in a process, which belongs to the first thread that asks for it: the watch
-/// works once in a process, and nobody else may ask first.
+/// GIO has one monitor per process, and it belongs to the thread that requests it first. Therefore
+/// start a watch only once per process, and do not use GNetworkMonitor elsewhere.
 ///
-/// Threads: main.
+/// Thread: main.
 class GioNetworkWatch final : public NetworkWatch {
  public:
   GioNetworkWatch();
   ~GioNetworkWatch() override;
-  void start(std::function<void(bool available)> tell) override;
+  void start(std::function<void(bool available)> onChange) override;
   void stop() override;
 
  private:

@@ -9,16 +9,16 @@
 
 namespace box {
 
-/// Whether the internet is available, as a watch tells it.
+/// Whether the internet is available, according to a NetworkWatch.
 ///
-/// Workflow: made, start()ed when there is time for it, and stop()ped before the process ends. The
-/// answer is false until the watch has told one; each change of it is posted as
-/// TVSInternetAvailabilityDidChangeNotification, without a sender.
+/// Workflow: construct, start(), and stop() before the process ends. The result is false until the
+/// watch reports the first state. Each change posts TVSInternetAvailabilityDidChangeNotification
+/// without a sender.
 ///
-/// Threads: main.
+/// Thread: main.
 class Network final : public platform::TVSNetworkUtilities {
  public:
-  /// Queue and centre outlive it.
+  /// `mainQueue` and `center` must outlive this object.
   Network(platform::MainQueue& mainQueue, platform::NotificationCenter& center,
           std::unique_ptr<NetworkWatch> watch);
   ~Network() override;
@@ -37,7 +37,7 @@ class Network final : public platform::TVSNetworkUtilities {
 
   platform::MainQueue& _mainQueue;
   const std::unique_ptr<NetworkWatch> _watch;
-  // What is on its way to the main queue holds it weakly.
+  // Tasks in the main queue hold it weakly.
   const std::shared_ptr<State> _state;
 };
 

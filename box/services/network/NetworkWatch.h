@@ -4,14 +4,13 @@
 
 namespace box {
 
-/// Where Network learns whether the internet is available.
 class NetworkWatch {
  public:
   virtual ~NetworkWatch() = default;
-  /// `tell` is called as soon as the answer is known, and whenever it may have changed, on any
-  /// thread. Returns at once. Called once.
-  virtual void start(std::function<void(bool available)> tell) = 0;
-  /// After it nothing is told any more. Safe to call twice, and without start().
+  /// `onChange` is called on any thread when the state is first known and whenever it may have
+  /// changed. Does not block. May be called once.
+  virtual void start(std::function<void(bool available)> onChange) = 0;
+  /// No callback runs after it has returned. May be called twice, and without start().
   virtual void stop() = 0;
 };
 

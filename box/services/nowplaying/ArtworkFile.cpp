@@ -25,8 +25,8 @@ constexpr std::string_view kPrefix = "artwork-";
 
 struct Format {
   std::string_view type;
-  std::string_view ending;
-  std::string_view begins;
+  std::string_view extension;
+  std::string_view magic;
 };
 constexpr std::array<Format, 4> kFormats{{
     {"image/jpeg", ".jpg", "\xFF\xD8\xFF"},
@@ -35,14 +35,14 @@ constexpr std::array<Format, 4> kFormats{{
     {"image/webp", ".webp", "RIFF"},
 }};
 
-std::string_view endingOf(const platform::Bytes& data, const std::string& type) {
+std::string_view extensionOf(const platform::Bytes& data, const std::string& type) {
   for (const Format& format : kFormats) {
-    if (type == format.type) return format.ending;
+    if (type == format.type) return format.extension;
   }
   for (const Format& format : kFormats) {
-    if (data.size() >= format.begins.size() &&
-        std::memcmp(data.data(), format.begins.data(), format.begins.size()) == 0) {
-      return format.ending;
+    if (data.size() >= format.magic.size() &&
+        std::memcmp(data.data(), format.magic.data(), format.magic.size()) == 0) {
+      return format.extension;
     }
   }
   return "";
@@ -84,14 +84,14 @@ const std::string& ArtworkFile::show(const std::shared_ptr<const platform::Bytes
   if (same) return _url;
   remove();
   if (!data || data->empty()) return _url;
-  if (_count == 0) _removeLeftOvers();
+  if (_count == 0) _removeStaleFiles();
   _data = data;
   _path = _folder + "/" + std::string(kPrefix) + std::to_string(getpid()) + "-" +
-          std::to_string(++_count) + std::string(endingOf(*data, type));
+          std::to_string(++_count) + std::string(extensionOf(*data, type));
   if (_write()) {
     _url = urlOf(_path);
-  } else if (!std::exchange(_saidUnwritable, true)) {
-    TVSLogNotice(TVSSystemLog, "The picture %@ cannot be written: %@", _path, std::strerror(errno));
+  } else if (!std::exchange(_loggedFailure, true)) {
+    TVSLogNotice(TVSSystemLog, "Cannot write the artwork %@: %@", _path, std::strerror(errno));
   }
   return _url;
 }
@@ -114,7 +114,7 @@ void ArtworkFile::remove() {
   _data.reset();
 }
 
-void ArtworkFile::_removeLeftOvers() const {
+void ArtworkFile::_removeStaleFiles() const {
   std::error_code ignored;
   for (const auto& entry : std::filesystem::directory_iterator(_folder, ignored)) {
     const std::string name = entry.path().filename();
@@ -123,9 +123,9 @@ void ArtworkFile::_removeLeftOvers() const {
     const auto read =
         std::from_chars(name.data() + kPrefix.size(), name.data() + name.size(), process);
     if (read.ec != std::errc() || process <= 0) continue;
-    // One that is as old as this process, or whose process is gone, was left behind.
-    const bool isLeft = process == getpid() || (kill(process, 0) < 0 && errno == ESRCH);
-    if (isLeft) unlink(entry.path().c_str());
+    // A file with the id of this process is from an earlier process with the same id.
+    const bool isStale = process == getpid() || (kill(process, 0) < 0 && errno == ESRCH);
+    if (isStale) unlink(entry.path().c_str());
   }
 }
 

@@ -12,10 +12,10 @@ namespace box {
 namespace {
 
 constexpr double kMicroseconds = 1'000'000;
-/// Beyond it nobody seeks, and microseconds still fit.
-constexpr double kFurthest = 1e12;
-constexpr double kSlowest = 0.5;
-constexpr double kFastest = 2;
+/// Limit of positions, so that microseconds fit into 64 bits.
+constexpr double kMaxSeconds = 1e12;
+constexpr double kMinimumRate = 0.5;
+constexpr double kMaximumRate = 2;
 
 using Kind = platform::RemoteCommand::Kind;
 
@@ -35,27 +35,27 @@ int name(sd_bus*, const char*, const char*, const char* property, sd_bus_message
       reply, "s", std::string_view(property) == "Identity" ? "TVVorlane" : "quorin.tvvorlane");
 }
 
-int noTexts(sd_bus*, const char*, const char*, const char*, sd_bus_message* reply, void*,
-            sd_bus_error*) {
+int emptyStringArray(sd_bus*, const char*, const char*, const char*, sd_bus_message* reply, void*,
+                     sd_bus_error*) {
   return sd_bus_message_append(reply, "as", 0);
 }
 
-/// Of what this player does not do.
-int nothing(sd_bus_message* call, void*, sd_bus_error*) {
+/// Handler of methods that this player does not support.
+int ignoreCall(sd_bus_message* call, void*, sd_bus_error*) {
   return sd_bus_reply_method_return(call, nullptr);
 }
 
 const sd_bus_vtable kRootTable[] = {
     SD_BUS_VTABLE_START(0),
-    SD_BUS_METHOD("Raise", nullptr, nullptr, nothing, SD_BUS_VTABLE_UNPRIVILEGED),
-    SD_BUS_METHOD("Quit", nullptr, nullptr, nothing, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD("Raise", nullptr, nullptr, ignoreCall, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD("Quit", nullptr, nullptr, ignoreCall, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_PROPERTY("CanQuit", "b", boolean<false>, 0, SD_BUS_VTABLE_PROPERTY_CONST),
     SD_BUS_PROPERTY("CanRaise", "b", boolean<false>, 0, SD_BUS_VTABLE_PROPERTY_CONST),
     SD_BUS_PROPERTY("HasTrackList", "b", boolean<false>, 0, SD_BUS_VTABLE_PROPERTY_CONST),
     SD_BUS_PROPERTY("Identity", "s", name, 0, SD_BUS_VTABLE_PROPERTY_CONST),
     SD_BUS_PROPERTY("DesktopEntry", "s", name, 0, SD_BUS_VTABLE_PROPERTY_CONST),
-    SD_BUS_PROPERTY("SupportedUriSchemes", "as", noTexts, 0, SD_BUS_VTABLE_PROPERTY_CONST),
-    SD_BUS_PROPERTY("SupportedMimeTypes", "as", noTexts, 0, SD_BUS_VTABLE_PROPERTY_CONST),
+    SD_BUS_PROPERTY("SupportedUriSchemes", "as", emptyStringArray, 0, SD_BUS_VTABLE_PROPERTY_CONST),
+    SD_BUS_PROPERTY("SupportedMimeTypes", "as", emptyStringArray, 0, SD_BUS_VTABLE_PROPERTY_CONST),
     SD_BUS_VTABLE_END,
 };
 
@@ -67,11 +67,10 @@ int appendText(sd_bus_message* reply, const char* key, const std::string& text) 
 
 std::int64_t MprisCalls::microseconds(double seconds) {
   if (!std::isfinite(seconds)) return 0;
-  return std::llround(std::clamp(seconds, -kFurthest, kFurthest) * kMicroseconds);
+  return std::llround(std::clamp(seconds, -kMaxSeconds, kMaxSeconds) * kMicroseconds);
 }
 
-/// The player's interface. What it reads and sends goes through here, which may look into the
-/// object.
+/// The Player interface. A nested class, so that it can access private members of MprisObject.
 struct MprisCalls::Player {
   static const sd_bus_vtable kTable[];
 
@@ -103,7 +102,7 @@ struct MprisCalls::Player {
       return result;
     const auto& state = of(object)._state;
     const double seconds = static_cast<double>(position) / kMicroseconds;
-    // A position of what has played before is not one of what plays now.
+    // Ignore a position for a previous track.
     if (state.canSeek && of(object)._trackPath() == track && seconds >= 0 &&
         (!state.duration || seconds <= *state.duration)) {
       send(object, Kind::SeekTo, seconds);
@@ -113,7 +112,7 @@ struct MprisCalls::Player {
 
   static int openUri(sd_bus_message* call, void*, sd_bus_error*) {
     return sd_bus_reply_method_errorf(call, SD_BUS_ERROR_NOT_SUPPORTED,
-                                      "What plays comes from a sender");
+                                      "Only senders choose what to play");
   }
 
   static int status(sd_bus*, const char*, const char*, const char*, sd_bus_message* reply,
@@ -138,8 +137,8 @@ struct MprisCalls::Player {
 
   static int rateLimit(sd_bus*, const char*, const char*, const char* property,
                        sd_bus_message* reply, void*, sd_bus_error*) {
-    return sd_bus_message_append(reply, "d",
-                                 std::string_view(property) == "MinimumRate" ? kSlowest : kFastest);
+    return sd_bus_message_append(
+        reply, "d", std::string_view(property) == "MinimumRate" ? kMinimumRate : kMaximumRate);
   }
 
   static int position(sd_bus*, const char*, const char*, const char*, sd_bus_message* reply,
@@ -151,9 +150,9 @@ struct MprisCalls::Player {
                      void* object, sd_bus_error*) {
     double rate = 0;
     if (const int result = sd_bus_message_read(value, "d", &rate); result < 0) return result;
-    // So the interface wants it.
+    // MPRIS specifies that a rate of 0 pauses.
     if (rate == 0) send(object, Kind::Pause);
-    if (rate >= kSlowest && rate <= kFastest) send(object, Kind::SetRate, rate);
+    if (rate >= kMinimumRate && rate <= kMaximumRate) send(object, Kind::SetRate, rate);
     return 0;
   }
 
@@ -193,40 +192,42 @@ struct MprisCalls::Player {
 };
 
 namespace {
-constexpr std::uint64_t kCall = SD_BUS_VTABLE_UNPRIVILEGED;
-constexpr std::uint64_t kChanges = SD_BUS_VTABLE_PROPERTY_EMITS_CHANGE;
-constexpr std::uint64_t kFixed = SD_BUS_VTABLE_PROPERTY_CONST;
+constexpr std::uint64_t kUnprivileged = SD_BUS_VTABLE_UNPRIVILEGED;
+constexpr std::uint64_t kEmitsChange = SD_BUS_VTABLE_PROPERTY_EMITS_CHANGE;
+constexpr std::uint64_t kConstant = SD_BUS_VTABLE_PROPERTY_CONST;
 }  // namespace
 
 const sd_bus_vtable MprisCalls::Player::kTable[] = {
     SD_BUS_VTABLE_START(0),
-    SD_BUS_METHOD("Play", nullptr, nullptr, command<Kind::Play>, kCall),
-    SD_BUS_METHOD("Pause", nullptr, nullptr, command<Kind::Pause>, kCall),
-    SD_BUS_METHOD("PlayPause", nullptr, nullptr, command<Kind::TogglePlayPause>, kCall),
-    SD_BUS_METHOD("Stop", nullptr, nullptr, command<Kind::Stop>, kCall),
-    SD_BUS_METHOD("Next", nullptr, nullptr, command<Kind::Next>, kCall),
-    SD_BUS_METHOD("Previous", nullptr, nullptr, command<Kind::Previous>, kCall),
-    SD_BUS_METHOD_WITH_ARGS("Seek", SD_BUS_ARGS("x", Offset), SD_BUS_NO_RESULT, seek, kCall),
+    SD_BUS_METHOD("Play", nullptr, nullptr, command<Kind::Play>, kUnprivileged),
+    SD_BUS_METHOD("Pause", nullptr, nullptr, command<Kind::Pause>, kUnprivileged),
+    SD_BUS_METHOD("PlayPause", nullptr, nullptr, command<Kind::TogglePlayPause>, kUnprivileged),
+    SD_BUS_METHOD("Stop", nullptr, nullptr, command<Kind::Stop>, kUnprivileged),
+    SD_BUS_METHOD("Next", nullptr, nullptr, command<Kind::Next>, kUnprivileged),
+    SD_BUS_METHOD("Previous", nullptr, nullptr, command<Kind::Previous>, kUnprivileged),
+    SD_BUS_METHOD_WITH_ARGS("Seek", SD_BUS_ARGS("x", Offset), SD_BUS_NO_RESULT, seek,
+                            kUnprivileged),
     SD_BUS_METHOD_WITH_ARGS("SetPosition", SD_BUS_ARGS("o", TrackId, "x", Position),
-                            SD_BUS_NO_RESULT, setPosition, kCall),
-    SD_BUS_METHOD_WITH_ARGS("OpenUri", SD_BUS_ARGS("s", Uri), SD_BUS_NO_RESULT, openUri, kCall),
+                            SD_BUS_NO_RESULT, setPosition, kUnprivileged),
+    SD_BUS_METHOD_WITH_ARGS("OpenUri", SD_BUS_ARGS("s", Uri), SD_BUS_NO_RESULT, openUri,
+                            kUnprivileged),
     SD_BUS_SIGNAL_WITH_ARGS("Seeked", SD_BUS_ARGS("x", Position), 0),
-    SD_BUS_PROPERTY("PlaybackStatus", "s", status, 0, kChanges),
+    SD_BUS_PROPERTY("PlaybackStatus", "s", status, 0, kEmitsChange),
     SD_BUS_WRITABLE_PROPERTY("Rate", "d", number<&NowPlayingState::rate>, setRate, 0,
-                             kChanges | kCall),
-    SD_BUS_PROPERTY("Metadata", "a{sv}", metadata, 0, kChanges),
+                             kEmitsChange | kUnprivileged),
+    SD_BUS_PROPERTY("Metadata", "a{sv}", metadata, 0, kEmitsChange),
     SD_BUS_WRITABLE_PROPERTY("Volume", "d", number<&NowPlayingState::volume>, setVolume, 0,
-                             kChanges | kCall),
-    // Nobody is told that it runs.
+                             kEmitsChange | kUnprivileged),
+    // MPRIS specifies no change signal for Position.
     SD_BUS_PROPERTY("Position", "x", position, 0, 0),
-    SD_BUS_PROPERTY("MinimumRate", "d", rateLimit, 0, kFixed),
-    SD_BUS_PROPERTY("MaximumRate", "d", rateLimit, 0, kFixed),
-    SD_BUS_PROPERTY("CanGoNext", "b", flag<&NowPlayingState::canControl>, 0, kChanges),
-    SD_BUS_PROPERTY("CanGoPrevious", "b", flag<&NowPlayingState::canControl>, 0, kChanges),
-    SD_BUS_PROPERTY("CanPlay", "b", flag<&NowPlayingState::canControl>, 0, kChanges),
-    SD_BUS_PROPERTY("CanPause", "b", flag<&NowPlayingState::canControl>, 0, kChanges),
-    SD_BUS_PROPERTY("CanSeek", "b", flag<&NowPlayingState::canSeek>, 0, kChanges),
-    SD_BUS_PROPERTY("CanControl", "b", boolean<true>, 0, kFixed),
+    SD_BUS_PROPERTY("MinimumRate", "d", rateLimit, 0, kConstant),
+    SD_BUS_PROPERTY("MaximumRate", "d", rateLimit, 0, kConstant),
+    SD_BUS_PROPERTY("CanGoNext", "b", flag<&NowPlayingState::canControl>, 0, kEmitsChange),
+    SD_BUS_PROPERTY("CanGoPrevious", "b", flag<&NowPlayingState::canControl>, 0, kEmitsChange),
+    SD_BUS_PROPERTY("CanPlay", "b", flag<&NowPlayingState::canControl>, 0, kEmitsChange),
+    SD_BUS_PROPERTY("CanPause", "b", flag<&NowPlayingState::canControl>, 0, kEmitsChange),
+    SD_BUS_PROPERTY("CanSeek", "b", flag<&NowPlayingState::canSeek>, 0, kEmitsChange),
+    SD_BUS_PROPERTY("CanControl", "b", boolean<true>, 0, kConstant),
     SD_BUS_VTABLE_END,
 };
 

@@ -9,13 +9,13 @@ namespace box {
 class MprisObject;
 
 /// The methods and properties of the MPRIS interfaces, for sd_bus_add_object_vtable() with an
-/// MprisObject as the user data.
+/// MprisObject as user data.
 ///
-/// Commands that make no sense now are accepted and do nothing, as the interface wants it.
+/// As MPRIS specifies, commands that cannot be executed are accepted and ignored.
 struct MprisCalls {
   static const sd_bus_vtable* root();
   static const sd_bus_vtable* player();
-  /// The unit of the interface; 0 for what cannot be told.
+  /// Converts to the time unit of MPRIS. Returns 0 for a number that is not finite.
   static std::int64_t microseconds(double seconds);
 
  private:

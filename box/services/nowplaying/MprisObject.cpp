@@ -10,7 +10,7 @@ namespace box {
 
 namespace {
 
-constexpr double kTolerance = 0.5;
+constexpr double kToleranceSeconds = 0.5;
 
 bool isSameTrack(const NowPlayingState& one, const NowPlayingState& other) {
   return one.track == other.track && one.title == other.title && one.artist == other.artist &&
@@ -33,7 +33,7 @@ void MprisObject::busDidConnect(sd_bus* bus) {
 void MprisObject::busDidDisconnect() {
   _root.reset();
   _player.reset();
-  _name.forget();
+  _name.didDisconnect();
   _bus = nullptr;
 }
 
@@ -48,60 +48,61 @@ void MprisObject::_publish() {
   }
   _player.reset(slot);
   _name.request(_bus);
-  _told = _positionFrom(_position());
+  _announcedPosition = _positionFrom(_position());
 }
 
-void MprisObject::_withdraw() {
+void MprisObject::_unpublish() {
   _name.release();
   _root.reset();
   _player.reset();
 }
 
 void MprisObject::show(const NowPlayingState& state) {
-  const NowPlayingState before = std::exchange(_state, state);
+  const NowPlayingState previous = std::exchange(_state, state);
   if (!_state.isEligible) {
     _artwork.remove();
     _artworkURL.clear();
-    if (_bus) _withdraw();
+    if (_bus) _unpublish();
     return;
   }
-  const std::string urlBefore =
+  const std::string previousURL =
       std::exchange(_artworkURL, _artwork.show(_state.artwork, _state.artworkType));
-  // The file is enough.
+  // The data are in the file now; do not keep a copy.
   _state.artwork.reset();
   if (!_bus) return;
   if (!_player) return _publish();
-  _emitChanges(before, urlBefore);
+  _emitChanges(previous, previousURL);
   _emitSeeked();
 }
 
-void MprisObject::_emitChanges(const NowPlayingState& before, const std::string& urlBefore) {
+void MprisObject::_emitChanges(const NowPlayingState& previous, const std::string& previousURL) {
   std::vector<char*> names;
   const auto add = [&](bool changed, const char* name) {
-    // The library takes them as char*, and does not write to them.
+    // sd-bus takes char** but does not modify the strings.
     if (changed) names.push_back(const_cast<char*>(name));
   };
-  add(before.status != _state.status, "PlaybackStatus");
-  add(before.rate != _state.rate, "Rate");
-  add(!isSameTrack(before, _state) || urlBefore != _artworkURL, "Metadata");
-  add(before.volume != _state.volume, "Volume");
-  if (before.canControl != _state.canControl) {
+  add(previous.status != _state.status, "PlaybackStatus");
+  add(previous.rate != _state.rate, "Rate");
+  add(!isSameTrack(previous, _state) || previousURL != _artworkURL, "Metadata");
+  add(previous.volume != _state.volume, "Volume");
+  if (previous.canControl != _state.canControl) {
     for (const char* name : {"CanGoNext", "CanGoPrevious", "CanPlay", "CanPause"}) add(true, name);
   }
-  add(before.canSeek != _state.canSeek, "CanSeek");
-  if (before.track != _state.track) _told = {};
+  add(previous.canSeek != _state.canSeek, "CanSeek");
+  if (previous.track != _state.track) _announcedPosition = {};
   if (names.empty()) return;
   names.push_back(nullptr);
   sd_bus_emit_properties_changed_strv(_bus, kPath, kPlayerInterface, names.data());
 }
 
 void MprisObject::_emitSeeked() {
-  const double is = _position();
-  const double told = _told.at(_clock.now());
-  const bool isOff = std::abs(is - told) > kTolerance;
-  _told = _positionFrom(isOff ? is : told);
-  if (isOff) {
-    sd_bus_emit_signal(_bus, kPath, kPlayerInterface, "Seeked", "x", MprisCalls::microseconds(is));
+  const double position = _position();
+  const double announced = _announcedPosition.at(_clock.now());
+  const bool isWrong = std::abs(position - announced) > kToleranceSeconds;
+  _announcedPosition = _positionFrom(isWrong ? position : announced);
+  if (isWrong) {
+    sd_bus_emit_signal(_bus, kPath, kPlayerInterface, "Seeked", "x",
+                       MprisCalls::microseconds(position));
   }
 }
 

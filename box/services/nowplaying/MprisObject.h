@@ -11,13 +11,14 @@
 
 namespace box {
 
-/// What plays, as an MPRIS 2 object on the session bus, and the commands that come from there.
+/// Publishes now-playing information as an MPRIS 2 object on the session bus, and receives
+/// commands.
 ///
-/// While nothing is eligible there is neither object nor name. Clients move the position on by
-/// themselves, so nothing is sent while it runs: `Seeked` tells them when they would be half a
-/// second off.
+/// The object and its name exist only while the application is eligible. Clients extrapolate
+/// the position, so it is not sent periodically; `Seeked` is emitted when the
+/// extrapolated position is off by more than half a second.
 ///
-/// Threads: the service thread, or while that does not run.
+/// Threads: the service thread, or any while that does not run.
 class MprisObject final : public BusConnection::Client {
  public:
   static constexpr const char* kName = "org.mpris.MediaPlayer2.tvvorlane";
@@ -27,7 +28,7 @@ class MprisObject final : public BusConnection::Client {
 
   using Commands = std::function<void(const platform::RemoteCommand&)>;
 
-  /// `artworkFolder`: for the picture's file. `commands` is called on the service thread.
+  /// `artworkFolder`: folder of the artwork file. `commands` is called on the service thread.
   MprisObject(const platform::Clock& clock, std::string artworkFolder, Commands commands);
   ~MprisObject() override;
 
@@ -40,10 +41,10 @@ class MprisObject final : public BusConnection::Client {
   friend struct MprisCalls;
 
   void _publish();
-  void _withdraw();
-  void _emitChanges(const NowPlayingState& before, const std::string& urlBefore);
+  void _unpublish();
+  void _emitChanges(const NowPlayingState& previous, const std::string& previousURL);
   void _emitSeeked();
-  /// The position as clients move it on that have just read it.
+  /// The position as a client extrapolates it from `seconds` now.
   RunningPosition _positionFrom(double seconds) const;
   std::string _trackPath() const;
   double _position() const { return _state.positionAt(_clock.now()); }
@@ -51,8 +52,8 @@ class MprisObject final : public BusConnection::Client {
   const platform::Clock& _clock;
   const Commands _commands;
   NowPlayingState _state;
-  /// Where clients take the position to be.
-  RunningPosition _told;
+  /// The position that clients extrapolate.
+  RunningPosition _announcedPosition;
   ArtworkFile _artwork;
   std::string _artworkURL;
 

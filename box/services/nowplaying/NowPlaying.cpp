@@ -13,7 +13,7 @@ namespace {
 using platform::Dictionary;
 using platform::RemotePlayback;
 
-/// What makes one thing that plays another one.
+/// Keys whose change means a new track.
 constexpr std::array kIdentity = {
     platform::kNowPlayingTitle,
     platform::kNowPlayingArtist,
@@ -22,7 +22,7 @@ constexpr std::array kIdentity = {
     platform::kNowPlayingUniqueIdentifier,
 };
 
-/// Nothing that is not finite: a display cannot do with it.
+/// Returns the number, or nothing if it is not finite.
 std::optional<double> finite(const Dictionary& info, std::string_view key) {
   const auto number = info.number(key);
   if (!number || !std::isfinite(number->doubleValue())) return std::nullopt;
@@ -55,11 +55,11 @@ void NowPlaying::setEligible(bool eligible) {
     _playbackState.reset();
     _position = {};
   }
-  _tellLater();
+  _scheduleUpdate();
 }
 
-bool NowPlaying::_runs() const {
-  // Who tells of progress and of nothing else is playing.
+bool NowPlaying::_isRunning() const {
+  // A sender that reports progress without a state is playing.
   if (!_playbackState) return _info.contains(platform::kNowPlayingElapsedTime);
   return *_playbackState == platform::NowPlayingPlaybackState::Playing;
 }
@@ -68,9 +68,9 @@ double NowPlaying::_infoRate() const {
   return finite(_info, platform::kNowPlayingPlaybackRate).value_or(1);
 }
 
-void NowPlaying::_anchor() {
+void NowPlaying::_rebasePosition() {
   const auto now = _clock.now();
-  _position = {_position.at(now), now, _runs() ? _infoRate() : 0};
+  _position = {_position.at(now), now, _isRunning() ? _infoRate() : 0};
 }
 
 void NowPlaying::setNowPlayingInfo(const Dictionary& info, int mergePolicy) {
@@ -81,15 +81,15 @@ void NowPlaying::setNowPlayingInfo(const Dictionary& info, int mergePolicy) {
     _info = info;
   }
   _countTrack(before);
-  _anchor();
+  _rebasePosition();
   if (const auto elapsed = finite(info, platform::kNowPlayingElapsedTime)) {
     _position.seconds = *elapsed;
-    // The position was that one when it was taken, which may be a while ago.
-    const auto taken = info.date(platform::kNowPlayingTimestamp);
-    const double age = taken ? _clock.date().secondsSince1970 - taken->secondsSince1970 : 0;
+    // The elapsed time is that of the time stamp, which may be in the past.
+    const auto timestamp = info.date(platform::kNowPlayingTimestamp);
+    const double age = timestamp ? _clock.date().secondsSince1970 - timestamp->secondsSince1970 : 0;
     if (std::isfinite(age) && age > 0) _position.seconds += age * _position.rate;
   }
-  _tellLater();
+  _scheduleUpdate();
 }
 
 void NowPlaying::_countTrack(const Dictionary& before) {
@@ -102,15 +102,15 @@ void NowPlaying::_countTrack(const Dictionary& before) {
 
 void NowPlaying::setPlaybackState(platform::NowPlayingPlaybackState state) {
   _playbackState = state;
-  _anchor();
-  _tellLater();
+  _rebasePosition();
+  _scheduleUpdate();
 }
 
 platform::Token NowPlaying::addRemoteCommandTarget(platform::RemoteCommandTarget& target) {
-  _tellLater();
+  _scheduleUpdate();
   return platform::Token([this, token = std::make_shared<platform::Token>(_targets.add(target))] {
     token->reset();
-    _tellLater();
+    _scheduleUpdate();
   });
 }
 
@@ -137,8 +137,9 @@ NowPlayingState NowPlaying::state() const {
   state.artwork = _info.data(platform::kNowPlayingArtworkData);
   state.artworkType = text(_info, platform::kNowPlayingArtworkMIMEType);
   state.position = _position;
-  if (_playbackState || _runs()) {
-    state.status = _runs() ? NowPlayingState::Status::Playing : NowPlayingState::Status::Paused;
+  if (_playbackState || _isRunning()) {
+    state.status =
+        _isRunning() ? NowPlayingState::Status::Playing : NowPlayingState::Status::Paused;
   }
   if (_infoRate() != 0) state.rate = _infoRate();
   if (const auto* const target = _targets.current()) {
@@ -163,10 +164,10 @@ Dictionary NowPlaying::status() const {
   return status;
 }
 
-void NowPlaying::_tellLater() {
-  if (_telling || !_observer) return;
-  _telling = _mainQueue.after({}, [this] {
-    _telling.reset();
+void NowPlaying::_scheduleUpdate() {
+  if (_scheduledUpdate || !_observer) return;
+  _scheduledUpdate = _mainQueue.after({}, [this] {
+    _scheduledUpdate.reset();
     if (_observer) _observer(state());
   });
 }

@@ -12,21 +12,21 @@
 
 namespace box {
 
-/// Gathers what plays, and tells whoever shows it.
+/// Collects now-playing information and notifies an observer.
 ///
-/// What a player says of its playback counts before what the information says of it; without a
-/// player the position follows from the elapsed time given, its time stamp and the rate. Changes of
-/// one turn of the main queue are told together. When the application ceases to be eligible, the
-/// information is forgotten.
+/// The state of a registered player takes precedence over the information dictionary. Without a
+/// player the position is computed from the elapsed time, its time stamp and the rate. Changes
+/// within one turn of the main queue are reported together. The information is cleared when the
+/// application stops being eligible.
 ///
-/// Threads: main.
+/// Thread: main.
 class NowPlaying final : public platform::NowPlayingService {
  public:
-  /// Both outlive it.
+  /// Both must outlive this object.
   NowPlaying(platform::MainQueue& mainQueue, const platform::Clock& clock)
       : _mainQueue(mainQueue), _clock(clock) {}
 
-  /// Called with every change, on a later turn.
+  /// Called in a later task of the main queue after each change.
   void setObserver(std::function<void(const NowPlayingState&)> observer) {
     _observer = std::move(observer);
   }
@@ -35,24 +35,23 @@ class NowPlaying final : public platform::NowPlayingService {
   void setNowPlayingInfo(const platform::Dictionary& info, int mergePolicy) override;
   void setPlaybackState(platform::NowPlayingPlaybackState state) override;
   platform::Token addRemoteCommandTarget(platform::RemoteCommandTarget& target) override;
-  void remotePlaybackDidChange() override { _tellLater(); }
+  void remotePlaybackDidChange() override { _scheduleUpdate(); }
 
-  /// Hands a command to whoever takes them now.
   void send(const platform::RemoteCommand& command);
-  /// The player's playback stands still because somebody wants it to. False without a player.
+  /// Whether the player is paused or stopped by request. False without a player.
   bool isPaused() const;
   NowPlayingState state() const;
-  /// What was told of what plays, without the artwork's data, and "playbackState" (a number) once
-  /// it is known.
+  /// The information dictionary without artwork data, and "playbackState" (a number) if it is
+  /// known.
   platform::Dictionary status() const;
 
  private:
-  bool _runs() const;
+  bool _isRunning() const;
   double _infoRate() const;
-  /// The position goes on from where it is by now.
-  void _anchor();
+  /// Restarts the extrapolation at the current position with the current rate.
+  void _rebasePosition();
   void _countTrack(const platform::Dictionary& before);
-  void _tellLater();
+  void _scheduleUpdate();
 
   platform::MainQueue& _mainQueue;
   const platform::Clock& _clock;
@@ -60,12 +59,12 @@ class NowPlaying final : public platform::NowPlayingService {
   bool _isEligible = false;
   platform::Dictionary _info;
   std::optional<platform::NowPlayingPlaybackState> _playbackState;
-  /// By what was told of the elapsed time.
+  /// Computed from the elapsed time in the information dictionary.
   RunningPosition _position;
   std::uint64_t _track = 0;
   platform::RemoteCommandTargets _targets;
-  /// Drops what is on its way when this goes.
-  platform::Token _telling;
+  /// The scheduled update. Destroying it cancels the update.
+  platform::Token _scheduledUpdate;
 };
 
 }  // namespace box

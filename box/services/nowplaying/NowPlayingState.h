@@ -11,9 +11,9 @@
 
 namespace box {
 
-/// A position that runs by itself: nothing has to tick for it.
+/// A position that advances with the clock.
 struct RunningPosition {
-  double seconds = 0;  ///< at `since`
+  double seconds = 0;  ///< the position at `since`
   platform::TimePoint since{};
   double rate = 0;
 
@@ -22,18 +22,17 @@ struct RunningPosition {
   }
 };
 
-/// What the displays show, complete and on its own: it crosses from the main thread to that of the
-/// bus.
+/// Everything that MPRIS clients show. A copy is passed from the main thread to the service thread.
 struct NowPlayingState {
   enum class Status { Stopped, Paused, Playing };
 
-  /// Otherwise the rest means nothing, and there is nothing on the bus.
+  /// If false, nothing is published and the other members have no meaning.
   bool isEligible = false;
   Status status = Status::Stopped;
 
-  /// Counts what plays: another number is another thing. 0: nothing.
+  /// Number of the track; changes with each track. 0: nothing is playing.
   std::uint64_t track = 0;
-  // Valid texts; empty: none.
+  // Valid UTF-8; empty: none.
   std::string title;
   std::string artist;
   std::string album;
@@ -43,12 +42,11 @@ struct NowPlayingState {
   std::string artworkType;
 
   RunningPosition position;
-  /// What it runs at when it runs.
+  /// The rate while playing.
   double rate = 1;
-  /// Of what plays, 0 to 1.
   double volume = 1;
 
-  /// Whether somebody takes commands, and whether they may seek.
+  /// Whether commands are accepted, and whether seeking is possible.
   bool canControl = false;
   bool canSeek = false;
 

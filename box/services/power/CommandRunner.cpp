@@ -18,7 +18,7 @@ namespace box {
 
 namespace {
 
-/// A group of its own, with the signals as a program expects them and nothing to read.
+/// Starts the shell in its own process group with default signal handling and stdin from /dev/null.
 int spawnShell(const std::string& command, pid_t* process) {
   posix_spawnattr_t attributes;
   posix_spawnattr_init(&attributes);
@@ -32,9 +32,9 @@ int spawnShell(const std::string& command, pid_t* process) {
   posix_spawn_file_actions_t files;
   posix_spawn_file_actions_init(&files);
   posix_spawn_file_actions_addopen(&files, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-  // Standard output is not ours to write to.
+  // stdout of this process is not for logs.
   posix_spawn_file_actions_adddup2(&files, STDERR_FILENO, STDOUT_FILENO);
-  // Libraries open files that are not to be passed on, and do not say so.
+  // Libraries open descriptors without close-on-exec.
   posix_spawn_file_actions_addclosefrom_np(&files, STDERR_FILENO + 1);
   std::string shell = "sh";
   std::string option = "-c";
@@ -53,36 +53,35 @@ short CommandRunner::interest() const { return POLLIN; }
 void CommandRunner::run(const std::string& command) {
   if (command.empty()) return;
   if (_process != 0) {
-    _next = command;
+    _nextCommand = command;
   } else {
     _start(command);
   }
 }
 
-void CommandRunner::whenDone(std::function<void()> done) {
-  _done = std::move(done);
-  if (_process == 0) _tellDone();
+void CommandRunner::callWhenIdle(std::function<void()> done) {
+  _idleCallback = std::move(done);
+  if (_process == 0) _notifyIdle();
 }
 
-void CommandRunner::_tellDone() {
-  if (const auto done = std::exchange(_done, nullptr)) done();
+void CommandRunner::_notifyIdle() {
+  if (const auto done = std::exchange(_idleCallback, nullptr)) done();
 }
 
 void CommandRunner::_start(const std::string& command) {
   _command = command;
   if (const int reason = spawnShell(command, &_process); reason != 0) {
     _process = 0;
-    TVSLogNotice(TVSSystemLog, "The command \"%@\" cannot be run: %@", command,
-                 std::strerror(reason));
+    TVSLogNotice(TVSSystemLog, "Cannot run the command \"%@\": %@", command, std::strerror(reason));
     return;
   }
-  _end = FileDescriptor(static_cast<int>(syscall(SYS_pidfd_open, _process, 0)));
+  _pidfd = FileDescriptor(static_cast<int>(syscall(SYS_pidfd_open, _process, 0)));
   _source = _thread.add(*this);
-  _killer = _thread.after(_limit, [this] { _kill(); });
+  _killTimer = _thread.after(_timeout, [this] { _kill(); });
 }
 
 void CommandRunner::_kill() {
-  TVSLogNotice(TVSSystemLog, "The command \"%@\" takes too long and is ended", _command);
+  TVSLogNotice(TVSSystemLog, "The command \"%@\" timed out and is killed", _command);
   kill(-_process, SIGKILL);
 }
 
@@ -90,15 +89,15 @@ void CommandRunner::serve() {
   int status = 0;
   if (waitpid(_process, &status, WNOHANG) == 0) return;
   _source.reset();
-  _killer.reset();
-  _end.reset();
+  _killTimer.reset();
+  _pidfd.reset();
   _process = 0;
   if (WIFEXITED(status) && WEXITSTATUS(status) != 0) {
-    TVSLogNotice(TVSSystemLog, "The command \"%@\" ends with status %d", _command,
+    TVSLogNotice(TVSSystemLog, "The command \"%@\" exited with status %d", _command,
                  WEXITSTATUS(status));
   }
-  if (const auto next = std::exchange(_next, std::nullopt)) _start(*next);
-  if (_process == 0) _tellDone();
+  if (const auto next = std::exchange(_nextCommand, std::nullopt)) _start(*next);
+  if (_process == 0) _notifyIdle();
 }
 
 }  // namespace box

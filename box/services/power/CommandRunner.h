@@ -11,43 +11,44 @@
 
 namespace box {
 
-/// Runs commands that the administrator has named, by the shell, one at a time.
+/// Runs shell commands of the administrator one at a time.
 ///
-/// Nobody waits for one. A command that comes while another runs follows it; of several the last
-/// one does, and the others never run. One that takes longer than the limit is killed, with what it
-/// has started. A failure is one line.
+/// A command that arrives while another one runs starts after it; of several waiting commands only
+/// the last one runs. A command that exceeds the timeout is killed with its process group. A
+/// failure is logged.
 ///
-/// Threads: the service thread, or while that does not run. A command under way at the end is left
-/// to itself.
+/// Threads: the service thread, or any while that does not run. A command that still runs at
+/// destruction is not killed.
 class CommandRunner final : private ServiceThread::Source {
  public:
-  CommandRunner(ServiceThread& thread, platform::Duration limit) : _thread(thread), _limit(limit) {}
+  CommandRunner(ServiceThread& thread, platform::Duration timeout)
+      : _thread(thread), _timeout(timeout) {}
   CommandRunner(const CommandRunner&) = delete;
   CommandRunner& operator=(const CommandRunner&) = delete;
 
-  /// An empty command is none.
+  /// Does nothing if `command` is empty.
   void run(const std::string& command);
-  /// Calls `done` once none runs and none waits, instead of whoever asked before.
-  void whenDone(std::function<void()> done);
+  /// Calls `done` when no command runs or waits. Replaces an earlier callback.
+  void callWhenIdle(std::function<void()> done);
 
  private:
-  int descriptor() const override { return _end.get(); }
+  int descriptor() const override { return _pidfd.get(); }
   short interest() const override;
   void serve() override;
   void _start(const std::string& command);
   void _kill();
-  void _tellDone();
+  void _notifyIdle();
 
   ServiceThread& _thread;
-  const platform::Duration _limit;
+  const platform::Duration _timeout;
   pid_t _process = 0;
   std::string _command;
-  /// Readable once the process has ended.
-  FileDescriptor _end;
+  /// A pidfd; readable when the process has exited.
+  FileDescriptor _pidfd;
   platform::Token _source;
-  platform::Token _killer;
-  std::optional<std::string> _next;
-  std::function<void()> _done;
+  platform::Token _killTimer;
+  std::optional<std::string> _nextCommand;
+  std::function<void()> _idleCallback;
 };
 
 }  // namespace box

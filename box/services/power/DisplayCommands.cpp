@@ -11,10 +11,10 @@ void DisplayCommands::becomeActive() {
 
 void DisplayCommands::becomeIdle() {
   if (!_isActive) return;
-  _idleTimer = _thread.after(_idleDelay, [this] { end(); });
+  _idleTimer = _thread.after(_idleDelay, [this] { becomeIdleNow(); });
 }
 
-void DisplayCommands::end() {
+void DisplayCommands::becomeIdleNow() {
   _idleTimer.reset();
   if (std::exchange(_isActive, false)) _runner.run(_onIdle);
 }

@@ -7,27 +7,27 @@
 
 namespace box {
 
-/// The administrator's commands for a display that this box cannot reach by itself: one for when
-/// something begins to play, one for when nothing has played for a while. They take turns: a
-/// sender that goes on to its next item makes neither run again.
+/// Runs the administrator's commands for a display that the box cannot control itself: `onActive`
+/// when playback begins and `onIdle` after a time without playback. They alternate: when a sender
+/// continues with another item, neither runs.
 ///
-/// Threads: the service thread, or while that does not run.
+/// Threads: the service thread, or any while that does not run.
 class DisplayCommands {
  public:
   DisplayCommands(ServiceThread& thread, std::string onActive, std::string onIdle,
-                  platform::Duration idleDelay, platform::Duration limit)
+                  platform::Duration idleDelay, platform::Duration timeout)
       : _thread(thread),
         _onActive(std::move(onActive)),
         _onIdle(std::move(onIdle)),
         _idleDelay(idleDelay),
-        _runner(thread, limit) {}
+        _runner(thread, timeout) {}
 
   void becomeActive();
   void becomeIdle();
-  /// The box ends: idle now, if it is not.
-  void end();
-  /// Calls `done` once no command runs.
-  void whenDone(std::function<void()> done) { _runner.whenDone(std::move(done)); }
+  /// The box shuts down: runs `onIdle` now, unless it is idle already.
+  void becomeIdleNow();
+  /// Calls `done` when no command runs.
+  void callWhenIdle(std::function<void()> done) { _runner.callWhenIdle(std::move(done)); }
 
  private:
   ServiceThread& _thread;

@@ -12,15 +12,17 @@ namespace {
 constexpr BusMember kInhibit{Logind::kService, Logind::kPath, Logind::kInterface, "Inhibit"};
 constexpr BusMember kPrepareForSleep{Logind::kService, Logind::kPath, Logind::kInterface,
                                      "PrepareForSleep"};
-/// Whichever session this process belongs to.
+/// The path "auto" means the session of the caller.
 constexpr BusMember kSetIdleHint{Logind::kService, "/org/freedesktop/login1/session/auto",
                                  "org.freedesktop.login1.Session", "SetIdleHint"};
 }  // namespace
 
-Logind::Logind(ServiceThread& thread, platform::Duration sleepStepLimit,
+Logind::Logind(ServiceThread& thread, platform::Duration sleepPreparationTimeout,
                std::function<void()> willSleep)
-    : _thread(thread), _sleepStepLimit(sleepStepLimit), _willSleep(std::move(willSleep)) {
-  _inhibitors[kSleepStep].isWanted = true;
+    : _thread(thread),
+      _sleepPreparationTimeout(sleepPreparationTimeout),
+      _willSleep(std::move(willSleep)) {
+  _inhibitors[kSleepDelay].isWanted = true;
 }
 
 void Logind::busDidConnect(sd_bus* bus) {
@@ -30,10 +32,11 @@ void Logind::busDidConnect(sd_bus* bus) {
     if (sd_bus_message_read(signal, "b", &begins) >= 0) _prepareForSleep(begins != 0);
   });
   _name = BusNameWatch(bus, kService, [this](bool present) {
-    if (!present && !std::exchange(_saidMissing, true)) {
-      TVSLogNotice(TVSSystemLog, "There is no logind: sleep is neither noticed nor held off");
-    } else if (present && std::exchange(_saidMissing, false)) {
-      TVSLogNotice(TVSSystemLog, "logind is there");
+    if (!present && !std::exchange(_loggedMissing, true)) {
+      TVSLogNotice(TVSSystemLog,
+                   "logind is not available: sleep is neither detected nor inhibited");
+    } else if (present && std::exchange(_loggedMissing, false)) {
+      TVSLogNotice(TVSSystemLog, "logind is available");
     }
     _setPresent(present);
   });
@@ -48,79 +51,79 @@ void Logind::busDidDisconnect() {
 
 void Logind::_setPresent(bool present) {
   _isPresent = present;
-  _isGoingToSleep = false;
-  _limit.reset();
+  _isSleeping = false;
+  _timeout.reset();
   for (Inhibitor& inhibitor : _inhibitors) {
     _release(inhibitor);
-    inhibitor.saidRefused = false;
+    inhibitor.loggedRefusal = false;
   }
-  _takeAll();
+  _acquireAll();
 }
 
-void Logind::_want(std::size_t index, bool wanted) {
+void Logind::_setWanted(std::size_t index, bool wanted) {
   Inhibitor& inhibitor = _inhibitors.at(index);
   if (std::exchange(inhibitor.isWanted, wanted) == wanted) return;
   if (wanted) {
-    _take(inhibitor);
+    _acquire(inhibitor);
   } else {
     _release(inhibitor);
   }
 }
 
-void Logind::_takeAll() {
-  for (Inhibitor& inhibitor : _inhibitors) _take(inhibitor);
+void Logind::_acquireAll() {
+  for (Inhibitor& inhibitor : _inhibitors) _acquire(inhibitor);
 }
 
-void Logind::_take(Inhibitor& inhibitor) {
-  if (!inhibitor.isWanted || !_isPresent || _isGoingToSleep || inhibitor.held ||
-      inhibitor.question) {
+void Logind::_acquire(Inhibitor& inhibitor) {
+  if (!inhibitor.isWanted || !_isPresent || _isSleeping || inhibitor.descriptor ||
+      inhibitor.pendingCall) {
     return;
   }
   const BusMessage call = makeCall(_bus, kInhibit);
-  if (!call || sd_bus_message_append(call.get(), "ssss", inhibitor.what, "TVVorlane", inhibitor.why,
-                                     inhibitor.mode) < 0) {
+  if (!call || sd_bus_message_append(call.get(), "ssss", inhibitor.what, "TVVorlane",
+                                     inhibitor.reason, inhibitor.mode) < 0) {
     return;
   }
-  inhibitor.question = sendCall(_bus, call, [&inhibitor](sd_bus_message* reply) {
-    inhibitor.question.reset();
+  inhibitor.pendingCall = sendCall(_bus, call, [&inhibitor](sd_bus_message* reply) {
+    inhibitor.pendingCall.reset();
     int descriptor = -1;
     if (sd_bus_message_read(reply, "h", &descriptor) >= 0) {
-      // The message closes its own.
-      inhibitor.held = FileDescriptor(fcntl(descriptor, F_DUPFD_CLOEXEC, 3));
-    } else if (!std::exchange(inhibitor.saidRefused, true)) {
-      TVSLogNotice(TVSSystemLog, "logind refuses to %@ %@: %@", inhibitor.mode, inhibitor.what,
-                   busErrorText(reply));
+      // The message owns its descriptor and closes it.
+      inhibitor.descriptor = FileDescriptor(fcntl(descriptor, F_DUPFD_CLOEXEC, 3));
+    } else if (!std::exchange(inhibitor.loggedRefusal, true)) {
+      TVSLogNotice(TVSSystemLog, "logind rejected an inhibitor (%@ %@): %@", inhibitor.mode,
+                   inhibitor.what, busErrorText(reply));
     }
   });
 }
 
 void Logind::_release(Inhibitor& inhibitor) {
-  // An answer that comes too late takes its descriptor along.
-  inhibitor.question.reset();
-  inhibitor.held.reset();
+  // Dropping the slot also closes the descriptor of a late reply.
+  inhibitor.pendingCall.reset();
+  inhibitor.descriptor.reset();
 }
 
 void Logind::_prepareForSleep(bool begins) {
-  if (std::exchange(_isGoingToSleep, begins) == begins) return;
+  if (std::exchange(_isSleeping, begins) == begins) return;
   if (!begins) {
-    _limit.reset();
-    TVSLogNotice(TVSSystemLog, "The device is awake again");
-    // The sleep step's may still be held, if that step has never ended.
-    _takeAll();
+    _timeout.reset();
+    TVSLogNotice(TVSSystemLog, "The device has resumed from sleep");
+    // The delay inhibitor is still held if its preparation has not finished.
+    _acquireAll();
     return;
   }
   TVSLogNotice(TVSSystemLog, "The device is going to sleep");
-  _limit = _thread.after(_sleepStepLimit, [this] {
-    TVSLogNotice(TVSSystemLog, "What is to be done before sleep takes too long");
-    _release(_inhibitors[kSleepStep]);
+  _timeout = _thread.after(_sleepPreparationTimeout, [this] {
+    TVSLogNotice(TVSSystemLog, "The preparation for sleep timed out");
+    _release(_inhibitors[kSleepDelay]);
   });
   _willSleep();
 }
 
-void Logind::finishSleepStep() {
-  if (!_isGoingToSleep) return;
-  _limit.reset();
-  _release(_inhibitors[kSleepStep]);
+void Logind::finishSleepPreparation() {
+  if (!_isSleeping) return;
+  _timeout.reset();
+  _release(_inhibitors[kSleepDelay]);
 }
 
 void Logind::reportActivity() {

@@ -12,15 +12,14 @@
 
 namespace box {
 
-/// The part of logind that this box needs: to hear that the device is about to sleep before it
-/// does, and to keep it from that.
+/// A client of systemd-logind: takes inhibitor locks and is notified before the device sleeps.
 ///
-/// While logind is there, sleep waits for this process: it is told, does what is to be done, and
-/// lets sleep go on with finishSleepStep(), or is passed over after five seconds. What else holds
-/// the device off is wanted or not, whether logind is there or not; it comes into effect when
-/// logind is, and again after each sleep. logind missing, back, and refusing are one line each.
+/// While logind is available, this process holds a delay inhibitor for sleep. When logind announces
+/// sleep, `willSleep` is called; finishSleepPreparation() or the timeout releases the inhibitor.
+/// The other inhibitors are taken as soon as they are wanted and logind is available, and again
+/// after each sleep. Missing logind, its return and its refusals are logged once each.
 ///
-/// Threads: the service thread, or while that does not run.
+/// Threads: the service thread, or any while that does not run.
 class Logind final : public BusConnection::Client {
  public:
   static constexpr const char* kService = "org.freedesktop.login1";
@@ -28,14 +27,14 @@ class Logind final : public BusConnection::Client {
   static constexpr const char* kInterface = "org.freedesktop.login1.Manager";
 
   /// `willSleep` is called on the service thread.
-  Logind(ServiceThread& thread, platform::Duration sleepStepLimit, std::function<void()> willSleep);
+  Logind(ServiceThread& thread, platform::Duration sleepPreparationTimeout,
+         std::function<void()> willSleep);
 
-  /// Not to sleep, or dim, for want of input.
-  void setBlocksIdle(bool blocks) { _want(kIdle, blocks); }
-  /// Not to sleep at all.
-  void setBlocksSleep(bool blocks) { _want(kSleep, blocks); }
-  void finishSleepStep();
-  /// Somebody is there.
+  /// Inhibits idle actions, such as automatic sleep and dimming.
+  void setInhibitsIdle(bool inhibits) { _setWanted(kIdleBlock, inhibits); }
+  void setInhibitsSleep(bool inhibits) { _setWanted(kSleepBlock, inhibits); }
+  void finishSleepPreparation();
+  /// Clears the idle hint of the session, because the user is active.
   void reportActivity();
 
   void busDidConnect(sd_bus* bus) override;
@@ -45,40 +44,40 @@ class Logind final : public BusConnection::Client {
   struct Inhibitor {
     const char* what;
     const char* mode;
-    const char* why;
+    const char* reason;
     bool isWanted = false;
-    /// Holding it is the inhibition.
-    FileDescriptor held{};
-    BusSlot question{};
-    bool saidRefused = false;
+    /// The lock: closing the descriptor releases it.
+    FileDescriptor descriptor{};
+    BusSlot pendingCall{};
+    bool loggedRefusal = false;
   };
-  static constexpr std::size_t kSleepStep = 0;
-  static constexpr std::size_t kIdle = 1;
-  static constexpr std::size_t kSleep = 2;
+  static constexpr std::size_t kSleepDelay = 0;
+  static constexpr std::size_t kIdleBlock = 1;
+  static constexpr std::size_t kSleepBlock = 2;
 
-  void _want(std::size_t index, bool wanted);
-  void _take(Inhibitor& inhibitor);
+  void _setWanted(std::size_t index, bool wanted);
+  void _acquire(Inhibitor& inhibitor);
   void _release(Inhibitor& inhibitor);
-  void _takeAll();
+  void _acquireAll();
   void _setPresent(bool present);
   void _prepareForSleep(bool begins);
 
   ServiceThread& _thread;
-  const platform::Duration _sleepStepLimit;
+  const platform::Duration _sleepPreparationTimeout;
   const std::function<void()> _willSleep;
 
   sd_bus* _bus = nullptr;
   BusNameWatch _name;
   BusSlot _sleepSignal;
   bool _isPresent = false;
-  bool _saidMissing = false;
-  /// Until it is awake again logind takes no inhibitors.
-  bool _isGoingToSleep = false;
-  platform::Token _limit;
+  bool _loggedMissing = false;
+  /// Between the sleep signal and the resume signal logind grants no inhibitors.
+  bool _isSleeping = false;
+  platform::Token _timeout;
   std::array<Inhibitor, 3> _inhibitors{{
-      {"sleep", "delay", "What plays is ended and its sender told"},
-      {"idle", "block", "Something is playing"},
-      {"sleep", "block", "A sender is being kept from playing"},
+      {"sleep", "delay", "Stops playback and notifies the sender"},
+      {"idle", "block", "Playback is active"},
+      {"sleep", "block", "Senders are kept from starting playback"},
   }};
 };
 

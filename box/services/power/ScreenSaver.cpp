@@ -25,37 +25,37 @@ void ScreenSaver::busDidDisconnect() {
 
 void ScreenSaver::_setPresent(bool present) {
   _isPresent = present;
-  _question.reset();
+  _pendingCall.reset();
   _cookie.reset();
-  _saidRefused = false;
+  _loggedRefusal = false;
   _update();
 }
 
-void ScreenSaver::setKeptAway(bool keptAway) {
-  _isKeptAway = keptAway;
+void ScreenSaver::setInhibited(bool inhibited) {
+  _wantsInhibition = inhibited;
   _update();
 }
 
 void ScreenSaver::_update() {
-  // While an answer is awaited it is not known what there is to take back.
-  if (!_isPresent || _question || _isKeptAway == _cookie.has_value()) return;
-  if (!_isKeptAway) {
+  // A pending Inhibit call must be finished first, because its cookie is not known yet.
+  if (!_isPresent || _pendingCall || _wantsInhibition == _cookie.has_value()) return;
+  if (!_wantsInhibition) {
     const BusMessage call = makeCall(_bus, member("UnInhibit"));
     const auto cookie = *std::exchange(_cookie, std::nullopt);
     if (call && sd_bus_message_append(call.get(), "u", cookie) >= 0) sendCall(_bus, call);
     return;
   }
   const BusMessage call = makeCall(_bus, member("Inhibit"));
-  if (!call || sd_bus_message_append(call.get(), "ss", "TVVorlane", "Something is playing") < 0)
+  if (!call || sd_bus_message_append(call.get(), "ss", "TVVorlane", "Playback is active") < 0)
     return;
-  _question = sendCall(_bus, call, [this](sd_bus_message* reply) {
-    _question.reset();
+  _pendingCall = sendCall(_bus, call, [this](sd_bus_message* reply) {
+    _pendingCall.reset();
     std::uint32_t cookie = 0;
     if (sd_bus_message_read(reply, "u", &cookie) >= 0) {
       _cookie = cookie;
       _update();
-    } else if (!std::exchange(_saidRefused, true)) {
-      TVSLogNotice(TVSSystemLog, "The screen saver is not kept away: %@", busErrorText(reply));
+    } else if (!std::exchange(_loggedRefusal, true)) {
+      TVSLogNotice(TVSSystemLog, "Cannot inhibit the screen saver: %@", busErrorText(reply));
     }
   });
 }

@@ -8,16 +8,16 @@
 
 namespace box {
 
-/// The desktop's screen saver, where there is a desktop: kept away while that is wanted, and
-/// whenever one comes.
+/// Inhibits the screen saver of the desktop (org.freedesktop.ScreenSaver) while that is wanted,
+/// whenever one is available.
 ///
-/// Threads: the service thread, or while that does not run.
+/// Threads: the service thread, or any while that does not run.
 class ScreenSaver final : public BusConnection::Client {
  public:
   static constexpr const char* kService = "org.freedesktop.ScreenSaver";
 
-  void setKeptAway(bool keptAway);
-  /// Somebody is there: it goes, and the display comes on.
+  void setInhibited(bool inhibited);
+  /// Simulates user activity, which ends the screen saver and turns the display on.
   void reportActivity();
 
   void busDidConnect(sd_bus* bus) override;
@@ -27,14 +27,13 @@ class ScreenSaver final : public BusConnection::Client {
   void _setPresent(bool present);
   void _update();
 
-  bool _isKeptAway = false;
+  bool _wantsInhibition = false;
   sd_bus* _bus = nullptr;
   BusNameWatch _name;
   bool _isPresent = false;
-  BusSlot _question;
-  /// What it is kept away by.
+  BusSlot _pendingCall;
   std::optional<std::uint32_t> _cookie;
-  bool _saidRefused = false;
+  bool _loggedRefusal = false;
 };
 
 }  // namespace box

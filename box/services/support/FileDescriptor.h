@@ -6,7 +6,7 @@
 
 namespace box {
 
-/// Owns a file descriptor; -1 is none.
+/// Owns a file descriptor; -1: none.
 class FileDescriptor {
  public:
   FileDescriptor() = default;

@@ -16,7 +16,7 @@ namespace box {
 
 namespace {
 
-/// Not later than the deadline by more than a millisecond, and never earlier.
+/// Returns the poll timeout in milliseconds, rounded up so that poll does not return too early.
 int timeoutUntil(std::optional<platform::TimePoint> deadline) {
   if (!deadline) return -1;
   const auto rest = *deadline - platform::SystemClock().now();
@@ -27,7 +27,7 @@ int timeoutUntil(std::optional<platform::TimePoint> deadline) {
 
 }  // namespace
 
-/// How the thread sleeps.
+/// The waiter of the thread's queue.
 class ServiceThread::Poll final : public platform::Waiter {
  public:
   void wait(std::optional<platform::TimePoint> deadline) override {
@@ -46,7 +46,7 @@ class ServiceThread::Poll final : public platform::Waiter {
     const platform::TimePoint now = platform::SystemClock().now();
     for (std::size_t index = 0; index < sources.size(); ++index) {
       Source* const source = sources[index];
-      // One that was served before may have removed it.
+      // A source that was served before may have removed this one.
       if (std::find(_sources.begin(), _sources.end(), source) == _sources.end()) continue;
       const auto due = source->deadline();
       if (_polled[index + 1].revents != 0 || (due && *due <= now)) source->serve();
@@ -54,7 +54,7 @@ class ServiceThread::Poll final : public platform::Waiter {
   }
 
   void wake() override {
-    // Fails only when the counter is full, and then the descriptor is readable.
+    // The write fails only if the counter is full. Then the descriptor is readable already.
     static_cast<void>(eventfd_write(_event.get(), 1));
   }
 
@@ -74,7 +74,7 @@ ServiceThread::ServiceThread()
 ServiceThread::~ServiceThread() { stop(); }
 
 void ServiceThread::start() {
-  // Without it the tasks never run: the surroundings are not served, and the rest works.
+  // If the thread cannot be started, the system services are not available; the rest works.
   static_cast<void>(platform::startThread(_thread, [this] { _queue->run(); }));
 }
 

@@ -10,27 +10,27 @@
 
 namespace box {
 
-/// The one thread that serves the message buses and whatever else of the surroundings has a
-/// descriptor to wait for: tasks and timers of its own, and sources that it polls.
+/// A thread with a task queue, timers and polled descriptors. It serves the message buses and other
+/// system services.
 ///
-/// Workflow: made, given tasks, started; stop() before what the tasks and sources use goes away.
-/// With nothing to do it sleeps without a timeout.
+/// Workflow: construct, add tasks, start(), and stop() before the objects that the tasks and
+/// sources use are destroyed. The thread sleeps without a timeout while it has nothing to do.
 ///
-/// Threads: async() on any; start() and stop() on the one that made it; the rest on the thread
-/// itself, or while it does not run.
+/// Threads: async() is thread-safe; start() and stop() belong to the constructing thread; the rest
+/// to the thread itself, or to any while it does not run.
 class ServiceThread {
  public:
-  /// Something to poll. Called on the thread.
+  /// A descriptor to poll. All functions are called on the thread.
   class Source {
    public:
     virtual ~Source() = default;
-    /// -1: nothing to wait for but the deadline.
+    /// -1: only the deadline is used.
     virtual int descriptor() const = 0;
-    /// The poll events to wait for.
     virtual short interest() const = 0;
-    /// When it is to be served at the latest.
+    /// When serve() must be called at the latest.
     virtual std::optional<platform::TimePoint> deadline() const { return std::nullopt; }
-    /// There is something to do. May remove this source and others.
+    /// Called when the descriptor is ready or the deadline has passed. May remove this and other
+    /// sources.
     virtual void serve() = 0;
   };
 
@@ -40,7 +40,8 @@ class ServiceThread {
   ServiceThread& operator=(const ServiceThread&) = delete;
 
   void start();
-  /// Runs what was posted before and joins. What is posted later never runs. Safe to call twice.
+  /// Runs the tasks that are already queued, then joins the thread. Later tasks never run. May be
+  /// called twice.
   void stop();
 
   void async(std::function<void()> task) { _queue->async(std::move(task)); }
@@ -49,7 +50,7 @@ class ServiceThread {
   }
   bool isCurrent() const { return _queue->isCurrent(); }
 
-  /// Polled until the token is dropped, which `source` outlives.
+  /// Polls the source until the token is dropped. `source` must outlive the token.
   platform::Token add(Source& source);
 
  private:

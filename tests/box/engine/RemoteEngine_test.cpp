@@ -9,7 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/foundation/queues/WorkerThreads.h"
-#include "tests/box/engine/OwnProcesses.h"
+#include "tests/box/engine/EngineProcesses.h"
 #include "tests/media/EngineHarness.h"
 #include "tests/media/TestMedia.h"
 
@@ -23,7 +23,7 @@ class RemoteEngineTest : public ::testing::Test {
   void make(box::MediaProcesses::Setup setup = processesForTests()) {
     harness = std::make_unique<EngineHarness>(
         [&](platform::MainQueue& queue, const platform::Clock& clock) {
-          auto made = std::make_unique<OwnProcessesEngine>(queue, clock, setup);
+          auto made = std::make_unique<EngineWithProcesses>(queue, clock, setup);
           engine = made.get();
           return made;
         });
@@ -31,8 +31,8 @@ class RemoteEngineTest : public ::testing::Test {
   void load(const std::string& name, platform::MediaLoad load = {}) {
     harness->load(TestMedia::shared().url(name), std::move(load));
   }
-  /// Sends a signal to the process, and waits until another one is there.
-  void strike(int signal) {
+  /// Sends a signal to the media process and waits for its replacement.
+  void killAndWait(int signal) {
     const pid_t before = engine->processID();
     ASSERT_GT(before, 0);
     ASSERT_EQ(kill(before, signal), 0);
@@ -41,35 +41,35 @@ class RemoteEngineTest : public ::testing::Test {
   double position() { return engine->position(); }
 
   std::unique_ptr<EngineHarness> harness;
-  OwnProcessesEngine* engine = nullptr;
+  EngineWithProcesses* engine = nullptr;
 };
 
-TEST_F(RemoteEngineTest, AnItemGoesOnInAnotherProcessWhereItWas) {
+TEST_F(RemoteEngineTest, ContinuesAtTheSamePositionInANewProcess) {
   make();
   load("long.mp4");
   ASSERT_TRUE(harness->untilTold("play 1"));
   ASSERT_TRUE(harness->until([&] { return position() > 0.5; }));
-  const auto told = harness->told();
-  const auto shown = harness->frame();
-  ASSERT_TRUE(shown);
+  const auto notifications = harness->told();
+  const auto frameBefore = harness->frame();
+  ASSERT_TRUE(frameBefore);
   const double before = position();
-  strike(SIGKILL);
-  // The picture stands, and so does the position.
+  killAndWait(SIGKILL);
+  // The last picture and the position are kept.
   EXPECT_TRUE(harness->frame());
   EXPECT_GE(position(), before);
   EXPECT_LT(position(), before + 1);
-  const double stands = position();
-  ASSERT_TRUE(harness->until([&] { return position() > stands + 0.5; }));
-  EXPECT_NE(harness->frame(), shown);
+  const double positionAfter = position();
+  ASSERT_TRUE(harness->until([&] { return position() > positionAfter + 0.5; }));
+  EXPECT_NE(harness->frame(), frameBefore);
   EXPECT_GE(harness->frame()->time, before - 0.1);
-  EXPECT_EQ(harness->told(), told);
+  EXPECT_EQ(harness->told(), notifications);
   EXPECT_EQ(harness->misplaced(), 0);
-  // Facts are there as before.
+  // The facts are available again.
   EXPECT_NEAR(engine->facts().duration, 20, 0.2);
   EXPECT_FALSE(engine->accessLog().empty());
 }
 
-TEST_F(RemoteEngineTest, WhatWasAskedOfADeadProcessIsAnswered) {
+TEST_F(RemoteEngineTest, ACallToADeadProcessIsExecutedByTheNext) {
   make();
   load("long.mp4");
   ASSERT_TRUE(harness->untilTold("play 1"));
@@ -89,7 +89,7 @@ TEST_F(RemoteEngineTest, WhatWasAskedOfADeadProcessIsAnswered) {
   EXPECT_EQ(harness->count("fail"), 0);
 }
 
-TEST_F(RemoteEngineTest, ASeekOfAnItemThatLoadsOutlivesTheProcess) {
+TEST_F(RemoteEngineTest, ASeekWhileLoadingIsRepeatedInANewProcess) {
   for (const bool byDate : {false, true}) {
     SCOPED_TRACE(byDate);
     make();
@@ -105,7 +105,7 @@ TEST_F(RemoteEngineTest, ASeekOfAnItemThatLoadsOutlivesTheProcess) {
       else
         its.seek(1.52);
     });
-    strike(SIGKILL);
+    killAndWait(SIGKILL);
     ASSERT_TRUE(harness->untilTold("ready"));
     ASSERT_TRUE(harness->until([&] { return harness->frame() && harness->frame()->time > 1; }));
     EXPECT_NEAR(position(), 1.52, 0.05);
@@ -115,11 +115,11 @@ TEST_F(RemoteEngineTest, ASeekOfAnItemThatLoadsOutlivesTheProcess) {
   }
 }
 
-TEST_F(RemoteEngineTest, AnItemThatKillsTwoProcessesFailsAndTheNextPlays) {
+TEST_F(RemoteEngineTest, FailsAfterTwoDeathsAndPlaysTheNextItem) {
   make();
   load("long.mp4");
   ASSERT_TRUE(harness->untilTold("play 1"));
-  strike(SIGABRT);
+  killAndWait(SIGABRT);
   ASSERT_TRUE(harness->until([&] { return engine->processID() > 0; }));
   ASSERT_EQ(kill(engine->processID(), SIGSEGV), 0);
   ASSERT_TRUE(harness->untilTold("fail"));
@@ -131,7 +131,7 @@ TEST_F(RemoteEngineTest, AnItemThatKillsTwoProcessesFailsAndTheNextPlays) {
   EXPECT_EQ(harness->count("fail"), 0);
 }
 
-TEST_F(RemoteEngineTest, AProcessThatStandsStillIsReplacedOnceSomethingIsAsked) {
+TEST_F(RemoteEngineTest, ReplacesAHungProcessAfterACommand) {
   auto setup = processesForTests();
   setup.answerLimit = std::chrono::milliseconds(300);
   make(setup);
@@ -143,10 +143,10 @@ TEST_F(RemoteEngineTest, AProcessThatStandsStillIsReplacedOnceSomethingIsAsked) 
   EXPECT_EQ(harness->count("fail"), 0);
 }
 
-TEST_F(RemoteEngineTest, DeathWhileLoadingAndWhileNothingIsLoaded) {
+TEST_F(RemoteEngineTest, SurvivesADeathWhileLoadingAndWithoutAnItem) {
   make();
   load("clip.mp4");
-  strike(SIGKILL);
+  killAndWait(SIGKILL);
   ASSERT_TRUE(harness->untilTold("end"));
   EXPECT_EQ(harness->count("ready"), 1);
   EXPECT_EQ(harness->count("play 1"), 1);
@@ -159,7 +159,7 @@ TEST_F(RemoteEngineTest, DeathWhileLoadingAndWhileNothingIsLoaded) {
   ASSERT_TRUE(harness->untilTold("end"));
 }
 
-TEST_F(RemoteEngineTest, WithoutTheProgramALoadFailsAndNothingElse) {
+TEST_F(RemoteEngineTest, FailsALoadIfTheProgramIsMissing) {
   auto setup = processesForTests();
   setup.program = "/nowhere/tvvorlane-media";
   make(setup);
@@ -172,7 +172,7 @@ TEST_F(RemoteEngineTest, WithoutTheProgramALoadFailsAndNothingElse) {
   ASSERT_TRUE(harness->untilTold("fail"));
 }
 
-TEST_F(RemoteEngineTest, TheSpareProcessIsReadyAndEndsWithItsPool) {
+TEST_F(RemoteEngineTest, KeepsASpareProcessReady) {
   auto setup = processesForTests();
   setup.spareDelay = {};
   make(setup);
@@ -180,7 +180,7 @@ TEST_F(RemoteEngineTest, TheSpareProcessIsReadyAndEndsWithItsPool) {
   const pid_t first = engine->processID();
   ASSERT_TRUE(harness->untilTold("end"));
   ASSERT_TRUE(harness->until([&] { return engine->pool().hasSpare(); }));
-  strike(SIGKILL);
+  killAndWait(SIGKILL);
   EXPECT_NE(engine->processID(), first);
   const pid_t second = engine->processID();
   harness.reset();

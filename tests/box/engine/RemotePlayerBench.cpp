@@ -1,16 +1,16 @@
 #include <memory>
 
-#include "tests/box/engine/OwnProcesses.h"
+#include "tests/box/engine/EngineProcesses.h"
 #include "tests/media/EngineHarness.h"
 #include "tests/media/RealMediaBench.h"
 
-// What the programs with the engine in a process of its own run on.
+// Lets tests of the engine and the player run with a media process.
 
 std::unique_ptr<platform::MediaEngine> testing_media::makeTestedEngine(
     platform::MainQueue& queue, const platform::Clock& clock, bool allowFileURLs,
     const std::vector<std::string>& preferredLanguages) {
-  return std::make_unique<OwnProcessesEngine>(queue, clock,
-                                              processesForTests(allowFileURLs, preferredLanguages));
+  return std::make_unique<EngineWithProcesses>(
+      queue, clock, processesForTests(allowFileURLs, preferredLanguages));
 }
 
 std::unique_ptr<PlayerBench> PlayerBench::make() {

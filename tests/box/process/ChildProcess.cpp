@@ -25,8 +25,8 @@ std::vector<char*> argumentPointers(std::vector<std::string>& arguments) {
   return pointers;
 }
 
-/// Another user, with the folder as the home and few tasks.
-void becomeSomebody(const std::string& home, unsigned tasks) {
+/// Switches to another user with `home` as home folder and a limit on tasks.
+void switchUser(const std::string& home, unsigned tasks) {
   constexpr uid_t kSomebody = 54322;
   const rlimit limit{tasks, tasks};
   for (const char* name : {"HOME", "XDG_RUNTIME_DIR", "XDG_CACHE_HOME"})
@@ -79,7 +79,7 @@ void ChildProcess::_start(std::vector<std::string> arguments, MakeApplication ma
   if (_process == 0) {
     dup2(ends[1], STDERR_FILENO);
     setenv("SDL_VIDEODRIVER", "dummy", 1);
-    if (tasks) becomeSomebody(folder, *tasks);
+    if (tasks) switchUser(folder, *tasks);
     if (!makeApplication) {
       execv(program.c_str(), pointers.data());
       _exit(127);
@@ -128,7 +128,7 @@ bool ChildProcess::waitForLine(const std::string& text, std::size_t from) {
 
 int ChildProcess::waitForEnd() {
   {
-    // The pipe's other end is closed by the end of the process.
+    // The write end of the pipe is closed when the process ends.
     std::unique_lock lock(_mutex);
     if (!_changed.wait_for(lock, kPatience, [&] { return _closed; })) return kStillRunning;
   }

@@ -13,33 +13,33 @@
 
 #include "platform/services/Platform.h"
 
-/// A process that runs an application on the box's platform, with a folder and a socket of its own
-/// and no display. What it logs is read here, as it comes, so that it never waits for its reader.
+/// A child process that runs an application with the box platform, in a folder of its own, with its
+/// own socket and without a display. A thread reads its log, so that it never blocks on a full
+/// pipe.
 class ChildProcess {
  public:
   using MakeApplication = platform::Application (*)();
   using MakePlatform = decltype(&platform::makePlatform);
 
-  /// One that does as the entry does with an application of the test's. Arguments beside the
-  /// socket's.
+  /// Runs an application of the test, as main() does. `arguments` are added to the socket path.
   ChildProcess(MakeApplication makeApplication, std::vector<std::string> arguments,
                MakePlatform makePlatform = platform::makePlatform);
-  /// The program itself, which was built beside the test. `tasks`: it runs as another user, whose
-  /// processes may have so many threads together; only root can start it so.
+  /// Runs the tvvorlane program from the folder of the test. `tasks`: run it as another user with a
+  /// limit on the number of tasks; requires root.
   explicit ChildProcess(std::vector<std::string> arguments, std::optional<unsigned> tasks = {});
-  /// Kills it if it still runs.
+  /// Kills the process if it is still running.
   ~ChildProcess();
   ChildProcess(const ChildProcess&) = delete;
   ChildProcess& operator=(const ChildProcess&) = delete;
 
   const std::filesystem::path& socketPath() const { return _socketPath; }
-  /// Waits until a line with `text` has come, in what follows the first `from` bytes. False when
-  /// the process ended first, or after 20 s.
+  /// Waits for a line that contains `text` after the first `from` bytes of the log. Returns false
+  /// if the process ends first or after 20 s.
   bool waitForLine(const std::string& text, std::size_t from = 0);
   void send(int signal) const;
   static constexpr int kStillRunning = -1000;
-  /// Waits until the process has ended, and returns its exit status, or the negative number of the
-  /// signal that ended it; kStillRunning when it did not end within 20 s.
+  /// Waits for the process to exit. Returns its exit status, the negated signal number, or
+  /// kStillRunning after 20 s.
   int waitForEnd();
   std::string output() const;
 

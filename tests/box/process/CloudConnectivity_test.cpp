@@ -8,16 +8,16 @@
 #include "TVVorlane/screens/TVVorlaneMediaViewController.h"
 #include "box/process/Box.h"
 #include "tests/box/process/ChildProcess.h"
-#include "tests/box/services/door/Client.h"
+#include "tests/box/services/dbus/Client.h"
 
 namespace {
 
 constexpr const char* kName = "quorin.vorlane.cloudConnectivity";
 
-/// What the process's network is to be: the test writes '1' or '0' into it.
+/// The test writes the availability of the network to it: '1' or '0'.
 int networkPipe[2];
 
-/// Tells on a thread of its own what comes out of the pipe.
+/// Reports the states from the pipe on its own thread.
 class PipeWatch final : public box::NetworkWatch {
  public:
   ~PipeWatch() override { stop(); }
@@ -37,7 +37,7 @@ class PipeWatch final : public box::NetworkWatch {
   std::thread _thread;
 };
 
-std::unique_ptr<platform::RunnablePlatform> boxOnThePipe(int count, char** words, int*) {
+std::unique_ptr<platform::RunnablePlatform> makeBoxWithPipeWatch(int count, char** words, int*) {
   std::string error;
   const std::vector<std::string_view> arguments(words + 1, words + count);
   return std::make_unique<box::Box>(*box::parseOptions(arguments, &error),
@@ -54,22 +54,22 @@ int countPost(sd_bus_message*, void* posts, sd_bus_error*) {
   return 0;
 }
 
-TEST(CloudConnectivity, FollowsTheNetwork) {
+TEST(CloudConnectivity, FollowsInternetAvailability) {
   ASSERT_EQ(pipe(networkPipe), 0);
-  ChildProcess process(application, {}, boxOnThePipe);
-  ASSERT_TRUE(process.waitForLine("is open")) << process.output();
+  ChildProcess process(application, {}, makeBoxWithPipeWatch);
+  ASSERT_TRUE(process.waitForLine("D-Bus server listens")) << process.output();
   {
-    testing_door::Client peer(process.socketPath());
+    testing_dbus::Client peer(process.socketPath());
     int posts = 0;
-    sd_bus_match_signal(peer.bus(), nullptr, nullptr, testing_door::Client::kPath,
+    sd_bus_match_signal(peer.bus(), nullptr, nullptr, testing_dbus::Client::kPath,
                         "quorin.vorlane.Notifications1", "Posted", countPost, &posts);
-    // Once it has answered, it knows the peer.
+    // After this reply the server sends signals to the peer.
     EXPECT_EQ(peer.notificationState(kName), 0U);
     for (const char* const network : {"1", "0", "1"}) {
       ASSERT_EQ(write(networkPipe[1], network, 1), 1);
       for (const int before = posts; posts == before;) {
         if (sd_bus_process(peer.bus(), nullptr) != 0) continue;
-        ASSERT_GT(sd_bus_wait(peer.bus(), 1000ULL * testing_door::kPatienceMilliseconds), 0);
+        ASSERT_GT(sd_bus_wait(peer.bus(), 1000ULL * testing_dbus::kPatienceMilliseconds), 0);
       }
       EXPECT_EQ(peer.notificationState(kName), *network == '1' ? 1U : 0U);
     }

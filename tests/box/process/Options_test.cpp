@@ -21,14 +21,14 @@ TEST(Options, HaveDefaults) {
   const auto options = box::parseOptions({}, nullptr);
   ASSERT_TRUE(options);
   EXPECT_EQ(options->action, box::Options::Action::Run);
-  EXPECT_EQ(options->door.bus, box::DoorOptions::Bus::None);
-  EXPECT_TRUE(options->door.socketPath.empty());
+  EXPECT_EQ(options->server.bus, box::DBusServerOptions::Bus::None);
+  EXPECT_TRUE(options->server.socketPath.empty());
   EXPECT_TRUE(options->screen.fullscreen);
   EXPECT_FALSE(options->allowFileURLs);
   EXPECT_FALSE(options->logLevel || options->language);
 }
 
-TEST(Options, AreRead) {
+TEST(Options, AreParsed) {
   const auto options = box::parseOptions({"--socket",
                                           "/a b/c",
                                           "--bus=system",
@@ -53,8 +53,8 @@ TEST(Options, AreRead) {
                                           "--no-sandbox"},
                                          nullptr);
   ASSERT_TRUE(options);
-  EXPECT_EQ(options->door.socketPath, "/a b/c");
-  EXPECT_EQ(options->door.bus, box::DoorOptions::Bus::System);
+  EXPECT_EQ(options->server.socketPath, "/a b/c");
+  EXPECT_EQ(options->server.bus, box::DBusServerOptions::Bus::System);
   EXPECT_TRUE(options->allowFileURLs);
   EXPECT_EQ(options->logLevel, 4);
   EXPECT_THAT(options->logComponents, ElementsAre(Pair("One", 5), Pair("Two", 3)));
@@ -70,42 +70,43 @@ TEST(Options, AreRead) {
   EXPECT_THAT(options->sandboxWritable, ElementsAre("/dev/c"));
 }
 
-TEST(Options, LaterOnesWin) {
+TEST(Options, LastOneWins) {
   const auto options = box::parseOptions(
       {"--windowed=640x480", "--fullscreen", "--bus=session", "--bus=none"}, nullptr);
   ASSERT_TRUE(options);
   EXPECT_TRUE(options->screen.fullscreen);
   EXPECT_FALSE(options->screen.windowedSize);
-  EXPECT_EQ(options->door.bus, box::DoorOptions::Bus::None);
+  EXPECT_EQ(options->server.bus, box::DBusServerOptions::Bus::None);
 }
 
-TEST(Options, HelpAndVersionWinOverWhatFollows) {
+TEST(Options, IgnoreWhatFollowsHelpAndVersion) {
   EXPECT_EQ(box::parseOptions({"--help", "--nonsense"}, nullptr)->action,
             box::Options::Action::PrintHelp);
   EXPECT_EQ(box::parseOptions({"--version"}, nullptr)->action, box::Options::Action::PrintVersion);
 }
 
-TEST(Options, WhatIsWrongIsNamed) {
+TEST(Options, ReportErrors) {
   const struct {
     std::vector<std::string_view> arguments;
     std::string error;
-  } cases[] = {{{"--nonsense"}, "unknown option --nonsense"},
-               {{"play"}, "unknown option play"},
-               {{"--socket"}, "--socket needs a value"},
-               {{"--socket="}, "\"\" is no value for --socket"},
-               {{"--fullscreen=yes"}, "--fullscreen takes no value"},
-               {{"--bus", "both"}, "\"both\" is no value for --bus"},
-               {{"--windowed", "1280"}, "\"1280\" is no value for --windowed"},
-               {{"--windowed", "1280x"}, "\"1280x\" is no value for --windowed"},
-               {{"--windowed", "0x720"}, "\"0x720\" is no value for --windowed"},
-               {{"--windowed", "1280x720x2"}, "\"1280x720x2\" is no value for --windowed"},
-               {{"--text-size", "1.6"}, "\"1.6\" is no value for --text-size"},
-               {{"--text-size", "nan"}, "\"nan\" is no value for --text-size"},
-               {{"--sandbox-read", "a"}, "\"a\" is no value for --sandbox-read"},
-               {{"--log-level", "-1"}, "\"-1\" is no value for --log-level"},
-               {{"--log-level", "loud"}, "\"loud\" is no value for --log-level"},
-               {{"--log-component", "=5"}, "\"=5\" is no value for --log-component"},
-               {{"--log-component", "One=x"}, "\"One=x\" is no value for --log-component"}};
+  } cases[] = {
+      {{"--nonsense"}, "unknown option --nonsense"},
+      {{"play"}, "unknown option play"},
+      {{"--socket"}, "--socket needs a value"},
+      {{"--socket="}, "\"\" is not a valid value for --socket"},
+      {{"--fullscreen=yes"}, "--fullscreen takes no value"},
+      {{"--bus", "both"}, "\"both\" is not a valid value for --bus"},
+      {{"--windowed", "1280"}, "\"1280\" is not a valid value for --windowed"},
+      {{"--windowed", "1280x"}, "\"1280x\" is not a valid value for --windowed"},
+      {{"--windowed", "0x720"}, "\"0x720\" is not a valid value for --windowed"},
+      {{"--windowed", "1280x720x2"}, "\"1280x720x2\" is not a valid value for --windowed"},
+      {{"--text-size", "1.6"}, "\"1.6\" is not a valid value for --text-size"},
+      {{"--text-size", "nan"}, "\"nan\" is not a valid value for --text-size"},
+      {{"--sandbox-read", "a"}, "\"a\" is not a valid value for --sandbox-read"},
+      {{"--log-level", "-1"}, "\"-1\" is not a valid value for --log-level"},
+      {{"--log-level", "loud"}, "\"loud\" is not a valid value for --log-level"},
+      {{"--log-component", "=5"}, "\"=5\" is not a valid value for --log-component"},
+      {{"--log-component", "One=x"}, "\"One=x\" is not a valid value for --log-component"}};
   for (const auto& one : cases) {
     std::string error;
     EXPECT_FALSE(box::parseOptions(one.arguments, &error)) << one.error;
@@ -113,7 +114,7 @@ TEST(Options, WhatIsWrongIsNamed) {
   }
 }
 
-TEST(Device, NamesTheLocale) {
+TEST(Device, ReturnsTheLocaleName) {
   const struct {
     const char* text;
     const char* name;
@@ -128,7 +129,7 @@ TEST(Device, NamesTheLocale) {
   for (const auto& one : cases) EXPECT_EQ(box::localeName(one.text), one.name) << one.text;
 }
 
-TEST(Device, NamesLanguagesInTheUsersOwn) {
+TEST(Device, ReturnsLanguageNamesInTheUsersLanguage) {
   const struct {
     const char* user;
     const char* tag;
@@ -142,7 +143,7 @@ TEST(Device, NamesLanguagesInTheUsersOwn) {
     EXPECT_EQ(box::Device(one.user).languageName(one.tag), one.name) << one.tag;
 }
 
-TEST(Device, IsInternalWhereTheMarkerIs) {
+TEST(Device, IsInternalIfTheMarkerExists) {
   EXPECT_STREQ(box::Device::kInternalMarker, "/etc/tvvorlane/internal");
   const std::string marker = testing::TempDir() + "/internal-" + std::to_string(getpid());
   const box::Device device({}, marker);
@@ -153,20 +154,20 @@ TEST(Device, IsInternalWhereTheMarkerIs) {
   EXPECT_FALSE(box::Device({}, marker + "/below/a/file").isInternalBuild());
 }
 
-TEST(Log, EachLineOfTextHasItsPriorityInTheJournal) {
+TEST(Log, PrefixesEachLineWithThePriorityForTheJournal) {
   const platform::LogLine line{platform::LogLevel::Warning, "One", "first {\n    second\n} "};
   EXPECT_EQ(startup::formatLogLine(line, false), "first {\n    second\n} \n");
   EXPECT_EQ(startup::formatLogLine(line, true), "<4>first {\n<4>    second\n<4>} \n");
 }
 
-TEST(Log, TheJournalIsKnownByDeviceAndInode) {
+TEST(Log, DetectsTheJournalByDeviceAndInode) {
   EXPECT_TRUE(startup::isJournalStream("8:4711", 8, 4711));
   EXPECT_FALSE(startup::isJournalStream("8:4711", 8, 471));
   EXPECT_FALSE(startup::isJournalStream("", 8, 4711));
   EXPECT_FALSE(startup::isJournalStream(nullptr, 8, 4711));
 }
 
-TEST(Memory, IsReadFromTheKernelsText) {
+TEST(Memory, ParsesSmapsRollup) {
   const auto use = box::memoryUseFromText(
       "5581-7ffd ---p 00000000 00:00 0   [rollup]\n"
       "Rss:                4096 kB\nPss:                1000 kB\nPss_Dirty:  5 kB\n");

@@ -17,7 +17,7 @@
 #include "platform/foundation/log/TVSLogger.h"
 #include "platform/media/MediaEngine.h"
 #include "tests/box/process/ChildProcess.h"
-#include "tests/box/services/door/Client.h"
+#include "tests/box/services/dbus/Client.h"
 #include "tests/sim/ReceiverStub.h"
 
 using testing::HasSubstr;
@@ -25,16 +25,16 @@ using testing::Not;
 
 namespace {
 
-/// Registers a receiver delegate, and does at its launch and its end what it was told.
+/// Registers a receiver delegate, and behaves at launch and shutdown as configured.
 class Delegate final : public platform::ApplicationDelegate {
  public:
-  enum class Way { Plain, HangsAtTheEnd, LeavesACallWaiting, BreaksARule };
-  explicit Delegate(Way way) : _way(way) {}
+  enum class Behavior { Plain, HangsAtShutdown, LeavesACallBlocked, FailsAnAssertion };
+  explicit Delegate(Behavior behavior) : _behavior(behavior) {}
 
   bool applicationDidFinishLaunching(const platform::Dictionary&) override {
-    TVS_ASSERT_MESSAGE(_way != Way::BreaksARule, "rules are kept");
+    TVS_ASSERT_MESSAGE(_behavior != Behavior::FailsAnAssertion, "test assertion");
     _receiver = ReceiverStub::make();
-    if (_way == Way::LeavesACallWaiting) {
+    if (_behavior == Behavior::LeavesACallBlocked) {
       _receiver->setBody([](platform::WaitGroup& group) {
         group.enter();
         TVSLogNotice("Test", "call waits");
@@ -47,41 +47,41 @@ class Delegate final : public platform::ApplicationDelegate {
 
   void applicationWillTerminate() override {
     TVSLogNotice("Test", "will terminate");
-    while (_way == Way::HangsAtTheEnd) pause();
+    while (_behavior == Behavior::HangsAtShutdown) pause();
   }
 
  private:
-  const Way _way;
+  const Behavior _behavior;
   std::shared_ptr<ReceiverStub> _receiver;
 };
 
-template <Delegate::Way way>
+template <Delegate::Behavior behavior>
 platform::Application application() {
-  return {std::make_shared<Delegate>(way), nullptr, [] {
+  return {std::make_shared<Delegate>(behavior), nullptr, [] {
             return platform::Dictionary{{"fromApplication", true}};
           }};
 }
 
 const std::vector<std::string> kLogTest = {"--log-component", "Test"};
 
-TEST(Process, OpensItsDoorAndEndsOnEitherSignal) {
+TEST(Process, ListensAndExitsOnSIGTERMAndSIGINT) {
   for (const int signal : {SIGTERM, SIGINT}) {
-    ChildProcess process(application<Delegate::Way::Plain>, kLogTest);
-    ASSERT_TRUE(process.waitForLine("is open")) << process.output();
-    EXPECT_TRUE(testing_door::connectTo(process.socketPath()));
+    ChildProcess process(application<Delegate::Behavior::Plain>, kLogTest);
+    ASSERT_TRUE(process.waitForLine("D-Bus server listens")) << process.output();
+    EXPECT_TRUE(testing_dbus::connectTo(process.socketPath()));
     process.send(signal);
     EXPECT_EQ(process.waitForEnd(), 0) << process.output();
     EXPECT_THAT(process.output(), HasSubstr("will terminate"));
-    EXPECT_THAT(process.output(), Not(HasSubstr("left as")));
+    EXPECT_THAT(process.output(), Not(HasSubstr("did not finish")));
     EXPECT_FALSE(std::filesystem::exists(process.socketPath()));
   }
 }
 
-TEST(Process, TellsItsState) {
-  ChildProcess process(application<Delegate::Way::Plain>, kLogTest);
-  ASSERT_TRUE(process.waitForLine("is open")) << process.output();
+TEST(Process, ReturnsItsStatus) {
+  ChildProcess process(application<Delegate::Behavior::Plain>, kLogTest);
+  ASSERT_TRUE(process.waitForLine("D-Bus server listens")) << process.output();
   {
-    const auto state = testing_door::Client(process.socketPath()).callBox("Status").out;
+    const auto state = testing_dbus::Client(process.socketPath()).callBox("Status").out;
     for (const char* key : {"fromApplication", "window", "nowPlaying", "memory", "uptime"})
       EXPECT_TRUE(state.contains(key)) << key;
     EXPECT_TRUE(state.string("version"));
@@ -90,66 +90,66 @@ TEST(Process, TellsItsState) {
   EXPECT_EQ(process.waitForEnd(), 0) << process.output();
 }
 
-TEST(Process, EndsInTimeWhateverHangs) {
+TEST(Process, ExitsInTimeIfSomethingHangs) {
   {
-    ChildProcess process(application<Delegate::Way::HangsAtTheEnd>, kLogTest);
-    ASSERT_TRUE(process.waitForLine("is open")) << process.output();
+    ChildProcess process(application<Delegate::Behavior::HangsAtShutdown>, kLogTest);
+    ASSERT_TRUE(process.waitForLine("D-Bus server listens")) << process.output();
     process.send(SIGTERM);
     EXPECT_EQ(process.waitForEnd(), 1) << process.output();
   }
-  ChildProcess process(application<Delegate::Way::LeavesACallWaiting>, kLogTest);
+  ChildProcess process(application<Delegate::Behavior::LeavesACallBlocked>, kLogTest);
   ASSERT_TRUE(process.waitForLine("call waits")) << process.output();
   process.send(SIGTERM);
   EXPECT_EQ(process.waitForEnd(), 0) << process.output();
 }
 
-TEST(Process, SecondSignalEndsItAtOnce) {
-  ChildProcess process(application<Delegate::Way::HangsAtTheEnd>, kLogTest);
-  ASSERT_TRUE(process.waitForLine("is open")) << process.output();
+TEST(Process, ExitsImmediatelyOnASecondSignal) {
+  ChildProcess process(application<Delegate::Behavior::HangsAtShutdown>, kLogTest);
+  ASSERT_TRUE(process.waitForLine("D-Bus server listens")) << process.output();
   process.send(SIGTERM);
   ASSERT_TRUE(process.waitForLine("will terminate")) << process.output();
   process.send(SIGINT);
   EXPECT_EQ(process.waitForEnd(), 128 + SIGINT) << process.output();
-  EXPECT_THAT(process.output(), Not(HasSubstr("left as")));
+  EXPECT_THAT(process.output(), Not(HasSubstr("did not finish")));
 }
 
-TEST(Process, RefusesWhatItDoesNotUnderstand) {
-  ChildProcess process(application<Delegate::Way::Plain>, {"--bus", "wrong"});
+TEST(Process, RejectsInvalidArguments) {
+  ChildProcess process(application<Delegate::Behavior::Plain>, {"--bus", "wrong"});
   EXPECT_EQ(process.waitForEnd(), 2);
-  EXPECT_THAT(process.output(), HasSubstr("\"wrong\" is no value for --bus"));
+  EXPECT_THAT(process.output(), HasSubstr("\"wrong\" is not a valid value for --bus"));
 }
 
-TEST(Process, RunsWithoutADoorWhereItCannotHaveOne) {
-  ChildProcess process(application<Delegate::Way::Plain>,
+TEST(Process, RunsWithoutADBusServer) {
+  ChildProcess process(application<Delegate::Behavior::Plain>,
                        {"--socket", "/proc/nowhere/receiver.sock", "--log-component", "Test"});
   ASSERT_TRUE(process.waitForLine("#Error")) << process.output();
   process.send(SIGTERM);
   EXPECT_EQ(process.waitForEnd(), 0) << process.output();
-  EXPECT_THAT(process.output(), Not(HasSubstr("is open")));
+  EXPECT_THAT(process.output(), Not(HasSubstr("D-Bus server listens")));
 }
 
-TEST(Process, SaysHowItDied) {
+TEST(Process, LogsACrashReport) {
   for (const auto& [signal, name] : {std::pair(SIGSEGV, "SIGSEGV"), {SIGABRT, "SIGABRT"}}) {
     ChildProcess process(std::vector<std::string>{});
-    ASSERT_TRUE(process.waitForLine("is open")) << process.output();
+    ASSERT_TRUE(process.waitForLine("D-Bus server listens")) << process.output();
     const std::size_t before = process.output().size();
     process.send(signal);
     EXPECT_EQ(process.waitForEnd(), -signal);
     const std::string report = process.output().substr(before);
     EXPECT_THAT(report, HasSubstr(std::string("Fatal signal: ") + name));
-    EXPECT_THAT(report, HasSubstr("is open")) << "the log until then";
+    EXPECT_THAT(report, HasSubstr("D-Bus server listens")) << "the log before the crash";
     EXPECT_THAT(report, HasSubstr("handleFatalSignal")) << "the call stack";
   }
 }
 
-TEST(Process, SaysWhichRuleItBroke) {
-  ChildProcess process(application<Delegate::Way::BreaksARule>, kLogTest);
+TEST(Process, LogsAFailedAssertion) {
+  ChildProcess process(application<Delegate::Behavior::FailsAnAssertion>, kLogTest);
   EXPECT_EQ(process.waitForEnd(), -SIGABRT);
-  for (const char* part : {"rules are kept", "Fatal signal: SIGABRT", "Backtrace:", "box3Box3run"})
+  for (const char* part : {"test assertion", "Fatal signal: SIGABRT", "Backtrace:", "box3Box3run"})
     EXPECT_THAT(process.output(), HasSubstr(part));
 }
 
-/// What a service manager hears, by the protocol of sd_notify(3).
+/// The socket of a service manager (sd_notify(3)).
 class NotifySocket {
  public:
   NotifySocket() {
@@ -178,7 +178,7 @@ class NotifySocket {
   box::FileDescriptor _socket{socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)};
 };
 
-TEST(Process, TellsItsServiceManagerHowItIs) {
+TEST(Process, NotifiesTheServiceManager) {
   NotifySocket manager;
   ChildProcess process(std::vector<std::string>{});
   for (const char* expected : {"READY=1", "WATCHDOG=1", "WATCHDOG=1"})

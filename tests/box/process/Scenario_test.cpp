@@ -1,4 +1,4 @@
-// Those files of tests/scenarios that are marked for it, on the program itself through its door.
+// Runs the scenarios of tests/scenarios that are enabled for the real program.
 
 #include <chrono>
 
@@ -6,7 +6,7 @@
 #include <signal.h>
 
 #include "tests/box/process/ChildProcess.h"
-#include "tests/box/services/door/Client.h"
+#include "tests/box/services/dbus/Client.h"
 #include "tests/media/TestMedia.h"
 #include "tests/scenarios/ScenarioRunner.h"
 
@@ -20,13 +20,14 @@ using scenarios::Event;
 using scenarios::Failure;
 using testing_media::TestMedia;
 
-/// How long what no event tells of may take to be as wanted.
+/// Timeout of conditions that no event reports.
 constexpr auto kStepPatience = std::chrono::seconds(10);
 
 class RealBox final : public scenarios::ScenarioBox {
  public:
   RealBox() {
-    if (!_process.waitForLine("is open")) throw Failure("the program does not open its door");
+    if (!_process.waitForLine("D-Bus server listens"))
+      throw Failure("the program does not start its D-Bus server");
     _peer.emplace(_process.socketPath().string());
     _peer->ready();
   }
@@ -37,13 +38,13 @@ class RealBox final : public scenarios::ScenarioBox {
     return url.substr(0, url.rfind('/'));
   }
   void addMedia(const std::string& name, const Dictionary&) override {
-    TestMedia::shared().url(name);  // made now, not while something waits for it
+    TestMedia::shared().url(name);  // create it in advance
   }
 
   Answer call(const Call& call) override {
     const auto answer =
         _peer->call(call.method.c_str(), [&](sd_bus_message* message) { _append(message, call); });
-    if (!answer.error.empty()) throw Failure("the door answers " + answer.error);
+    if (!answer.error.empty()) throw Failure("the server replied " + answer.error);
     return {answer.status, call.method == "GetProperty" ? answer.value : Value(answer.out)};
   }
   std::optional<Event> nextEvent() override {
@@ -81,12 +82,12 @@ class RealBox final : public scenarios::ScenarioBox {
     });
     return has;
   }
-  /// The remote is heard during a fade, too.
+  /// Nothing to do: input is accepted during a fade.
   void settle() override {}
   void press(const std::string& button) override { _input("Press", button); }
   void swipe(const std::string& direction) override { _input("Swipe", direction); }
 
-  /// Has it end, and returns its exit status.
+  /// Ends the process and returns its exit status.
   int end() {
     _process.send(SIGTERM);
     return _process.waitForEnd();
@@ -99,10 +100,10 @@ class RealBox final : public scenarios::ScenarioBox {
     const auto answer = _peer->callBox(method, [&](sd_bus_message* message) {
       sd_bus_message_append(message, "s", name.c_str());
     });
-    if (!answer.error.empty()) throw Failure("the door answers " + answer.error);
+    if (!answer.error.empty()) throw Failure("the server replied " + answer.error);
   }
   static void _look(const std::function<bool()>& asWanted) {
-    // Paced by the call that each look makes.
+    // Each call of the condition waits for a D-Bus reply, so this does not spin.
     const auto end = std::chrono::steady_clock::now() + kStepPatience;
     while (!asWanted() && std::chrono::steady_clock::now() < end) {
     }
@@ -115,7 +116,7 @@ class RealBox final : public scenarios::ScenarioBox {
     } else if (call.method == "SetProperty") {
       writer.appendString(call.string(0));
       writer.appendValueOrNone(call.optional(2));
-      // Those of a player that scenarios set are numbers.
+      // Scenarios set numeric properties only.
       const double number = call.number(1);
       if (call.optional(1).asNumber()->kind() == platform::Number::Kind::Boolean) {
         sd_bus_message_append(message, "v", "b", number != 0 ? 1 : 0);
@@ -133,7 +134,7 @@ class RealBox final : public scenarios::ScenarioBox {
   }
 
   ChildProcess _process{std::vector<std::string>{"--log-level", "5"}};
-  std::optional<testing_door::Client> _peer;
+  std::optional<testing_dbus::Client> _peer;
   std::size_t _logRead = 0;
 };
 
@@ -145,7 +146,7 @@ std::vector<std::filesystem::path> filesForTheBox() {
 
 class Scenarios : public testing::TestWithParam<std::filesystem::path> {};
 
-TEST_P(Scenarios, HoldOnTheBox) {
+TEST_P(Scenarios, RunOnTheRealProgram) {
   const auto scenario = scenarios::Scenario::read(GetParam());
   RealBox box;
   const auto failure = scenarios::ScenarioRunner(scenario, box).run();

@@ -1,4 +1,4 @@
-// A sound server that dies and comes back while the box plays.
+// A sound server that ends and returns during playback.
 
 #include <chrono>
 #include <string>
@@ -15,7 +15,7 @@ using testing::HasSubstr;
 
 class SoundReturn : public SystemTest {
  protected:
-  /// A stream of the box sounds; at most 20 s until then.
+  /// Waits up to 20 s until the box plays an audio stream.
   [[nodiscard]] static bool sounds() {
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
     while (std::chrono::steady_clock::now() < end)
@@ -31,7 +31,7 @@ class SoundReturn : public SystemTest {
   SoundServerProcess server;
 };
 
-TEST_F(SoundReturn, TheSessionPlaysOnAndSoundsAgain) {
+TEST_F(SoundReturn, TheSessionContinuesAndHasSoundAgain) {
   server.start();
   launch();
   ASSERT_EQ(startVideo(clip(), 1).status, 0);
@@ -47,7 +47,7 @@ TEST_F(SoundReturn, TheSessionPlaysOnAndSoundsAgain) {
   EXPECT_EQ(stopVideo(1), 0);
 }
 
-TEST_F(SoundReturn, AStreamThatTheServerTakesAwayEndsTheSession) {
+TEST_F(SoundReturn, ARemovedStreamEndsTheSession) {
   server.start();
   launch();
   int session = 0;
@@ -63,7 +63,7 @@ TEST_F(SoundReturn, AStreamThatTheServerTakesAwayEndsTheSession) {
     EXPECT_THAT(stream, HasSubstr("application.name = \"TVVorlane\""));
     EXPECT_THAT(stream, HasSubstr("application.icon_name = \"quorin.tvvorlane\""));
   }
-  // The sinks in the reverse order of their making: with the last one there is nowhere to go.
+  // Unload the newest sink first. Without the last one the server cannot move the stream.
   EXPECT_EQ(SoundServerProcess::control("unload-module 2; pactl unload-module 1"), "");
   EXPECT_EQ(nextEvent("userStop"), (Dictionary{{"sessionID", session}, {"userExit", true}}));
 }

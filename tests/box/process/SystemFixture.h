@@ -8,25 +8,25 @@
 #include <signal.h>
 
 #include "tests/box/process/ChildProcess.h"
-#include "tests/box/services/door/Client.h"
+#include "tests/box/services/dbus/Client.h"
 #include "tests/media/TestMedia.h"
 
-/// The program itself in a process of its own, a peer at its door, and real media. At the end of
-/// each test the process is told to end, and has to do so with status 0.
+/// The real program in a child process, a D-Bus client and real media. At the end of each test the
+/// process is terminated, and must exit with status 0.
 class SystemTest : public testing::Test {
  protected:
-  using Answer = testing_door::Answer;
-  using Client = testing_door::Client;
+  using Answer = testing_dbus::Answer;
+  using Client = testing_dbus::Client;
   using Dictionary = platform::Dictionary;
 
-  /// For what takes its time: a test waits for an event this many times as long as for an answer.
+  /// An event may take this many times as long as a reply.
   static constexpr int kPatience = 3;
 
-  /// `tasks` as ChildProcess has it.
+  /// `tasks`: as for ChildProcess.
   void launch(std::vector<std::string> arguments = {}, std::optional<unsigned> tasks = {}) {
     arguments.insert(arguments.end(), {"--log-level", "5"});
     process = std::make_unique<ChildProcess>(std::move(arguments), tasks);
-    ASSERT_TRUE(process->waitForLine("is open")) << process->output();
+    ASSERT_TRUE(process->waitForLine("D-Bus server listens")) << process->output();
     peer = newPeer();
     peer->ready();
   }
@@ -54,7 +54,7 @@ class SystemTest : public testing::Test {
   std::int32_t stopVideo(int session) {
     return peer->callWith("StopVideo", {{"sessionID", session}}).status;
   }
-  /// Writes a property with a value of that D-Bus type.
+  /// Sets a property to a value of the D-Bus type `type`.
   template <typename Value>
   std::int32_t set(const char* property, const char* type, Value value) {
     return peer
@@ -69,7 +69,7 @@ class SystemTest : public testing::Test {
     const Dictionary* info = answer.value.asDictionary();
     return info ? *info : Dictionary();
   }
-  /// Drops the events before the next of that name, and returns what it tells.
+  /// Returns the info of the next event with this name. Other events are dropped.
   std::optional<Dictionary> nextEvent(const std::string& name) {
     for (int silences = 0; silences < kPatience;) {
       const auto event = peer->nextEvent();
@@ -78,7 +78,7 @@ class SystemTest : public testing::Test {
     }
     return std::nullopt;
   }
-  /// Starts a good video, whose "uuid" is the session's number.
+  /// Starts a valid video and waits for playback. Its "uuid" is the session number.
   void expectToPlay(int session) {
     const platform::Value uuid = std::to_string(session);
     ASSERT_EQ(startVideo(clip(), session, {{"uuid", uuid}}).status, 0);
@@ -87,7 +87,7 @@ class SystemTest : public testing::Test {
     ASSERT_TRUE(info) << "session " << session;
   }
 
-  /// Where the log ends now.
+  /// The current length of the log.
   std::size_t mark() const { return process->output().size(); }
 
   std::unique_ptr<ChildProcess> process;

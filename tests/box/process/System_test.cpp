@@ -1,4 +1,4 @@
-// The box as its users get it: the built program, real media over HTTP, a peer at its door.
+// The real program with real media over HTTP and a D-Bus client.
 
 #include <algorithm>
 #include <filesystem>
@@ -56,7 +56,7 @@ class BadVideos : public SystemTest {
   }
 };
 
-TEST_F(BadVideos, EndAsStoppedWithTheirReasonAndTheNextOnePlays) {
+TEST_F(BadVideos, AreStoppedWithAnErrorAndTheNextOnePlays) {
   const TestMedia& media = TestMedia::shared();
   launch();
   const BadVideo videos[] = {
@@ -75,7 +75,7 @@ TEST_F(BadVideos, EndAsStoppedWithTheirReasonAndTheNextOnePlays) {
   }
 }
 
-TEST_F(BadVideos, FilesPlayWhereTheyAreAllowed) {
+TEST_F(BadVideos, FileURLsPlayIfAllowed) {
   launch({"--allow-file-urls"});
   EXPECT_EQ(startVideo(TestMedia::shared().fileURL("clip.mp4"), 1).status, 0);
   EXPECT_TRUE(nextEvent("playing"));
@@ -83,7 +83,7 @@ TEST_F(BadVideos, FilesPlayWhereTheyAreAllowed) {
 
 class Sessions : public SystemTest {
  protected:
-  /// The numbers of the sessions that the box tells of.
+  /// The ids of the sessions in Status().
   std::vector<std::int64_t> numbers() {
     std::vector<std::int64_t> result;
     const auto sessions = status().get("sessions");
@@ -94,33 +94,34 @@ class Sessions : public SystemTest {
   Dictionary status() { return peer->callBox("Status").out; }
 };
 
-TEST_F(Sessions, TheEndOfTheProcessStopsNobodyAndClosesEverything) {
+TEST_F(Sessions, AreNotStoppedWhenTheProcessEnds) {
   launch();
   expectToPlay(1);
   EXPECT_EQ(peer->perform("showPIN", {{"pin", "0417"}}).status, 0);
   const std::size_t before = mark();
   end();
   const std::string log = process->output().substr(before);
-  for (const char* text : {"PostEvent", "dismissed", "Forced to exit", "Deregister", "left as"})
+  for (const char* text :
+       {"PostEvent", "dismissed", "Forced to exit", "Deregister", "did not finish"})
     EXPECT_EQ(log.find(text), std::string::npos) << text << " in\n" << log;
   EXPECT_FALSE(std::filesystem::exists(process->socketPath()));
 }
 
-TEST_F(Sessions, ThatNobodyStopsAreBoundedAndSurviveALackOfThreads) {
+TEST_F(Sessions, AreLimitedAndSurviveALackOfThreads) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can have another user's tasks limited";
-  constexpr unsigned kTasks = 40;  // two processes that play need more
+  constexpr unsigned kTasks = 40;  // too few for two media processes
   constexpr int kSessions = 24;
   launch({}, kTasks);
   for (int session = 1; session <= kSessions; ++session)
     EXPECT_EQ(startVideo(clip(), session).status, 0) << session;
   EXPECT_TRUE(process->waitForLine("There are 17 sessions, stop the oldest: "));
-  // It is still there.
+  // The newest session is not stopped.
   EXPECT_EQ(stopVideo(kSessions), 0);
 }
 
-TEST_F(Sessions, StartsMeetAPresentationThatOpensOrCloses) {
+TEST_F(Sessions, CanStartWhileAPresentationOpensOrCloses) {
   launch();
-  // Behind each other at the door, with nobody waiting for the first ones.
+  // Queued at the server without waiting for the replies.
   const auto send = [&](const char* method, int session) {
     peer->send(method, [&](sd_bus_message* m) {
       box::ValueWriter(m).appendDictionary({{"Content-Location", clip()}, {"sessionID", session}});
@@ -133,7 +134,7 @@ TEST_F(Sessions, StartsMeetAPresentationThatOpensOrCloses) {
   EXPECT_EQ(numbers(), (std::vector<std::int64_t>{2, 3}));
   EXPECT_EQ(stopVideo(2), 0);
 
-  // From the last stop on, each stage of the closing.
+  // Start at each stage of the dismissal after the last stop.
   int session = 3;
   for (const char* stage :
        {"", "No more active sessions, dismiss.", "End presentation for session with options",
@@ -146,7 +147,7 @@ TEST_F(Sessions, StartsMeetAPresentationThatOpensOrCloses) {
     EXPECT_EQ(numbers(), (std::vector<std::int64_t>{session}));
   }
 
-  // The user leaves, and the sender starts again at once.
+  // The user leaves, and the sender starts again immediately.
   peer->callBox("Press", [](sd_bus_message* m) { sd_bus_message_append(m, "s", "home"); });
   EXPECT_TRUE(nextEvent("userStop"));
   expectToPlay(++session);
@@ -157,19 +158,19 @@ TEST_F(Sessions, StartsMeetAPresentationThatOpensOrCloses) {
 
 class WholeRun : public SystemTest {};
 
-TEST_F(WholeRun, EndsWhilePlaying) {
+TEST_F(WholeRun, ExitsDuringPlayback) {
   launch();
   expectToPlay(1);
   end();
   const std::string log = process->output();
-  EXPECT_THAT(log, HasSubstr("Ending on signal 15"));
-  // Nobody has stopped anything, so that no sender is told so.
+  EXPECT_THAT(log, HasSubstr("Shutting down after signal 15"));
+  // No session was stopped, so senders get no stop events.
   EXPECT_THAT(log, Not(HasSubstr("Deregister session")));
   EXPECT_THAT(log, Not(HasSubstr("userStop")));
-  EXPECT_EQ(log.find("left as they are"), std::string::npos);
+  EXPECT_EQ(log.find("did not finish in time"), std::string::npos);
 }
 
-/// The lines of a log, without what stands for an address in them.
+/// Splits a log into lines and replaces addresses by "@".
 std::vector<std::string> plainLines(const std::string& log) {
   std::vector<std::string> lines;
   std::string line;
@@ -186,7 +187,7 @@ std::vector<std::string> plainLines(const std::string& log) {
   return lines;
 }
 
-TEST_F(WholeRun, IsToldInTheLogWordForWord) {
+TEST_F(WholeRun, WritesTheExpectedLogLines) {
   launch();
   const std::string url = clip();
   ASSERT_EQ(startVideo(url, 7, {{"uuid", "good"}}).status, 0);
@@ -201,7 +202,7 @@ TEST_F(WholeRun, IsToldInTheLogWordForWord) {
   end();
   const std::vector<std::string> lines = plainLines(process->output());
 
-  // In this order, with others between them.
+  // In this order; other lines may be in between.
   const std::string expected[] = {
       "#T:[Main] #Notice #TVSSystemLog : Acquiring process assertion: <ProcessAssertion: @> ",
       "#T:[Main] #Notice #TVVLCommunication : *Vorlane Receiver Configured* ",
@@ -238,7 +239,7 @@ TEST_F(WholeRun, IsToldInTheLogWordForWord) {
       "#T:[Main] #Notice #TVVLSession : End presentation for session with options: {",
       "#T:[Main] #Notice #TVVLSessionManager : mediaViewControllerDidDismiss:  "
       "<TVVorlaneMediaViewController: @> ",
-      "#T:[Main] #Notice #TVSSystemLog : Ending on signal 15 ",
+      "#T:[Main] #Notice #TVSSystemLog : Shutting down after signal 15 ",
   };
   auto line = lines.begin();
   for (const std::string& text : expected) {
@@ -246,7 +247,7 @@ TEST_F(WholeRun, IsToldInTheLogWordForWord) {
     ASSERT_NE(found, lines.end()) << text;
     line = found + 1;
   }
-  // The media and the window come up at the same time.
+  // Media and window start concurrently, so the position of this line varies.
   EXPECT_EQ(std::count(lines.begin(), lines.end(),
                        "#T:[Main] #Notice #TVVLCommunication : PostEvent: playing "),
             1);

@@ -26,7 +26,7 @@ MemoryFrame::MemoryFrame(media::VideoFormat pixelFormat, int pixelWidth, int pix
   const std::size_t halfRows = (rows + 1) / 2;
   const bool nv12 = format == media::VideoFormat::NV12;
   planeCount = nv12 ? 2 : 3;
-  // Strides wider than the rows, as decoders have them.
+  // Strides wider than the rows, like those of decoders.
   const std::size_t stride = columns + 32;
   const std::size_t chromaBytes = nv12 ? 2 * halfColumns : halfColumns;
   const std::size_t chromaStride = chromaBytes + 16;
@@ -68,10 +68,10 @@ Picture::Picture(const platform::Scene& scene, int width, int height, platform::
   const RendererPtr renderer(SDL_CreateSoftwareRenderer(_surface.get()));
   if (!renderer) throw std::runtime_error(SDL_GetError());
   SDL_SetHint(SDL_HINT_RENDER_SCALE_QUALITY, "linear");
-  static std::map<std::string, TextRenderer> renderers;  // the fonts are loaded once
+  static std::map<std::string, TextRenderer> renderers;  // load the fonts only once
   TextRenderer& texts = renderers.try_emplace(language, language).first->second;
   SceneRenderer scenes(renderer.get(), texts, access);
-  _moves = scenes.draw(scene, width, height, now);
+  _animated = scenes.draw(scene, width, height, now);
   SDL_RenderPresent(renderer.get());
 }
 
@@ -103,10 +103,10 @@ Picture::Bounds Picture::inked(int minimum) const {
   return bounds;
 }
 
-int veiledWhite() {
-  const Color& veil = theme::kBlurDarkening;
-  const float own = veil.alpha * (veil.red + veil.green + veil.blue) / 3;
-  return static_cast<int>(255 * (1 - veil.alpha + own));
+int whiteBelowBlur() {
+  const Color& tint = theme::kBlurDarkening;
+  const float own = tint.alpha * (tint.red + tint.green + tint.blue) / 3;
+  return static_cast<int>(255 * (1 - tint.alpha + own));
 }
 
 platform::Scene sceneOf(std::vector<platform::SceneElement> elements) {

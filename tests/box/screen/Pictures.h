@@ -27,12 +27,12 @@ struct Pixel {
   int red = 0;
   int green = 0;
   int blue = 0;
-  /// The largest difference of a channel.
+  /// The largest difference of any channel.
   int distance(const Pixel& other) const;
   int brightness() const { return (red + green + blue) / 3; }
 };
 
-/// A picture in the decoder's form, owning its bytes.
+/// A video frame that owns its planes.
 class MemoryFrame final : public media::VideoFrame {
  public:
   struct Yuv {
@@ -40,7 +40,7 @@ class MemoryFrame final : public media::VideoFrame {
     std::uint8_t u;
     std::uint8_t v;
   };
-  /// One colour; with `leftHalf`, the other one on the left.
+  /// A frame of one colour. With `leftHalf`, the left half has that colour.
   MemoryFrame(media::VideoFormat pixelFormat, int pixelWidth, int pixelHeight, Yuv color,
               std::optional<Yuv> leftHalf = std::nullopt);
 
@@ -62,19 +62,19 @@ class TestLayer final : public media::FrameLayer {
   const std::shared_ptr<media::VideoFrames> _frames;
 };
 
-/// A scene drawn in memory, without a window.
+/// A scene rendered in memory, without a window.
 class Picture {
  public:
   Picture(const platform::Scene& scene, int width, int height, platform::TimePoint now = {},
           AccessOptions access = {}, const std::string& language = {});
 
-  /// Good as long as the picture.
+  /// Valid as long as this object.
   CairoSurfacePtr cairoSurface() const;
 
   Pixel at(int x, int y) const;
-  /// Whether the scene says that it moves by itself.
-  bool moves() const { return _moves; }
-  /// Columns and rows of the pixels that differ from black by more than a little.
+  /// Whether the renderer reported that the scene is animated.
+  bool animated() const { return _animated; }
+  /// Bounding box of the pixels that are not almost black.
   struct Bounds {
     int left, top, right, bottom;
     bool empty() const { return left > right; }
@@ -83,13 +83,13 @@ class Picture {
 
  private:
   SurfacePtr _surface;
-  bool _moves = false;
+  bool _animated = false;
 };
 
-/// The brightness of white beneath a blur.
-int veiledWhite();
+/// The brightness of white below a blur.
+int whiteBelowBlur();
 
-/// One node over the whole screen.
+/// Returns a scene of one node that covers the screen.
 platform::Scene sceneOf(std::vector<platform::SceneElement> elements);
 platform::SceneNode node(platform::Rect frame, platform::SceneElement element, float alpha = 1);
 

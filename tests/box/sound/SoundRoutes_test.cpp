@@ -1,4 +1,4 @@
-// The routes of a real sound server with sinks that play nowhere.
+// Routes of a real sound server with null sinks.
 
 #include "box/sound/SoundRoutes.h"
 
@@ -20,7 +20,7 @@ namespace {
 using platform::AudioRoute;
 using namespace std::chrono_literals;
 
-TEST(RoutesOfSinks, TellSpeakersAndTheBoxesOwnOutput) {
+TEST(RoutesOfSinks, IdentifySpeakersAndTheDefaultRoute) {
   const SoundSink hdmi{"hdmi", "", "", true, false};
   const SoundSink speaker{"kitchen", "", "3", false, true};
   const SoundSink remote{"tunnel.den", "", "", false, false};
@@ -68,7 +68,7 @@ class SoundRoutesTest : public testing::Test {
     EXPECT_TRUE(waitFor([&] { return answer.has_value(); }));
     return answer.value_or(std::vector<AudioRoute>());
   }
-  /// Asks again and again; each time the server answers what came before as well.
+  /// Fetches repeatedly until the route is selected. Each fetch also flushes earlier requests.
   [[nodiscard]] bool becomesSelected(std::string_view name) {
     for (const auto end = clock.now() + 20s; clock.now() < end;) {
       for (const AudioRoute& route : fetch())
@@ -82,12 +82,12 @@ class SoundRoutesTest : public testing::Test {
   platform::MainQueue mainQueue{clock, std::make_shared<platform::ConditionWaiter>(clock)};
   platform::NotificationCenter center;
   int arrivals = 0;
-  SoundRoutes routes{mainQueue, center, {.serverIsThere = [this] { ++arrivals; }}};
+  SoundRoutes routes{mainQueue, center, {.serverDidConnect = [this] { ++arrivals; }}};
 };
 
-TEST_F(SoundRoutesTest, ComeWithTheServerGoAndComeBack) {
+TEST_F(SoundRoutesTest, FollowTheServer) {
   routes.start();
-  EXPECT_TRUE(fetch().empty()) << "nobody is there";
+  EXPECT_TRUE(fetch().empty()) << "no server";
   for (int round = 1; round <= 2; ++round) {
     server.start();
     ASSERT_TRUE(waitFor([&] { return arrivals == round; }));
@@ -102,20 +102,20 @@ TEST_F(SoundRoutesTest, ComeWithTheServerGoAndComeBack) {
   }
 }
 
-TEST_F(SoundRoutesTest, AreSelectedAndStreamsGoAlong) {
+TEST_F(SoundRoutesTest, SelectSinksAndMoveStreams) {
   server.start();
   routes.start();
   ASSERT_TRUE(waitFor([&] { return arrivals == 1; }));
   routes.makeController(2)->selectRoute({.identifier = "speaker"});
   EXPECT_TRUE(becomesSelected("speaker"));
-  // The controller may go before it has happened.
+  // The selection completes even if the controller is released.
   routes.makeController(2)->selectDefaultRoute();
   EXPECT_TRUE(becomesSelected("tv"));
   routes.makeController(2)->selectRoute({.identifier = "nowhere"});
   EXPECT_TRUE(becomesSelected("tv"));
 }
 
-TEST_F(SoundRoutesTest, AnOutputThatGoesInterruptsWhatPlaysThere) {
+TEST_F(SoundRoutesTest, ARemovedSinkInterruptsPlayback) {
   std::vector<int> interruptions;
   const auto token = center.addObserver(
       platform::TVSAudioSessionInterruptionNotification, nullptr, [&](const auto& notification) {
@@ -126,7 +126,7 @@ TEST_F(SoundRoutesTest, AnOutputThatGoesInterruptsWhatPlaysThere) {
   server.start();
   routes.start();
   ASSERT_TRUE(waitFor([&] { return arrivals == 1; }));
-  // A stream of somebody else's, and one that counts as this process's.
+  // A stream of another process, and one that counts as this process's.
   const auto stream = [](pid_t process) {
     return std::vector<std::string>{"pacat", "--device=tv",
                                     "--property=application.process.id=" + std::to_string(process),
@@ -138,7 +138,7 @@ TEST_F(SoundRoutesTest, AnOutputThatGoesInterruptsWhatPlaysThere) {
     const std::string list = server.control("list short sink-inputs");
     streams = std::count(list.begin(), list.end(), '\n');
   }
-  // Two questions and their answers later it is known whose they are.
+  // After two round trips the connection knows which streams belong to this process.
   EXPECT_EQ(fetch().size(), 2U);
   EXPECT_EQ(fetch().size(), 2U);
   EXPECT_EQ(server.control("unload-module module-null-sink"), "");

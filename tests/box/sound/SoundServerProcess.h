@@ -37,15 +37,15 @@ class ChildOfTest {
   pid_t _process = -1;
 };
 
-/// A sound server of the test's own, which the environment names from the beginning, with two sinks
-/// that play nowhere: "tv", and "speaker", which is a Vorlane speaker.
+/// A private sound server, selected by environment variables, with two null sinks: "tv", and
+/// "speaker", which is a Vorlane speaker.
 class SoundServerProcess {
  public:
   SoundServerProcess() {
     setenv("PULSE_SERVER", ("unix:" + _socket().string()).c_str(), 1);
     setenv("PULSE_COOKIE", (_folder / "cookie").c_str(), 1);
     setenv("PULSE_STATE_PATH", _folder.c_str(), 1);
-    // Otherwise the client library makes one in the folder for temporary files, and leaves it.
+    // Otherwise the client library creates one below /tmp and leaves it there.
     setenv("PULSE_RUNTIME_PATH", (_folder / "pulse").c_str(), 1);
   }
   ~SoundServerProcess() {
@@ -67,7 +67,7 @@ class SoundServerProcess {
         "module-null-sink sink_name=speaker sink_properties=vorlane.device-type=3"});
   }
   void kill() { _process.reset(); }
-  /// What pactl prints.
+  /// Returns the output of pactl.
   static std::string control(const std::string& arguments) {
     std::string output;
     FILE* const pipe = popen(("pactl " + arguments).c_str(), "r");

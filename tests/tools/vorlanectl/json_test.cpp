@@ -1,6 +1,6 @@
 #include "tools/vorlanectl/Json.h"
 
-#include "tests/box/services/door/BusMessage.h"
+#include "tests/box/services/dbus/BusMessage.h"
 
 namespace {
 

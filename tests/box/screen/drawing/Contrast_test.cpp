@@ -25,7 +25,8 @@ Color over(const Color& upper, const Color& lower) {
   return {mix(upper.red, lower.red), mix(upper.green, lower.green), mix(upper.blue, lower.blue), 1};
 }
 
-/// The least over a white and a black picture with `backings` on it, the lowest first.
+/// Returns the minimum contrast on a white and on a black picture that are covered by `backings`,
+/// lowest first.
 double contrast(const Color& ink, const std::vector<Color>& backings) {
   double least = 21;
   for (Color ground : {platform::kWhite, platform::kBlack}) {
@@ -37,7 +38,7 @@ double contrast(const Color& ink, const std::vector<Color>& backings) {
   return least;
 }
 
-TEST(Theme, EverythingCanBeReadOnWhatItIsWrittenOn) {
+TEST(Theme, HasEnoughContrast) {
   using namespace theme;
   constexpr double kOfText = 4.5;
   constexpr double kOfMarks = 3;
@@ -54,7 +55,7 @@ TEST(Theme, EverythingCanBeReadOnWhatItIsWrittenOn) {
             {"text of a card", kText, {kCard}, kOfText},
             {"dim text of a card", kTextDim, {kCard}, kOfText},
             {"button on a card", kText, {kCard, kButton}, kOfText},
-            {"what has the focus", kTextOnFocus, {kFocus}, kOfText},
+            {"focused text", kTextOnFocus, {kFocus}, kOfText},
             {"over a blur", kText, {kBlurDarkening}, kOfText},
             {"digit", kText, {kBlurDarkening, kDigitBox}, kOfText},
             {"percentage", kText, {kSpinnerBacking}, kOfText},
@@ -65,13 +66,14 @@ TEST(Theme, EverythingCanBeReadOnWhatItIsWrittenOn) {
             {"played", kTrackPlayed, {kScrimUnderText, kTrackLoaded}, kOfMarks},
             {"chapter", kText, {kScrimUnderText, kTrackLoaded, kChapterGapColor}, kOfMarks},
             {"scrolling", kScrollThumb, {kCard, kScrollBar}, kOfMarks}};
-  for (const auto& the : cases) EXPECT_GE(contrast(the.ink, the.backings), the.least) << the.name;
-  // A scrim counts where it is whole.
-  for (const double textSize : {kLeastTextSize, kMostTextSize}) {
+  for (const auto& testCase : cases)
+    EXPECT_GE(contrast(testCase.ink, testCase.backings), testCase.least) << testCase.name;
+  // The scrim must have its full opacity wherever there is text.
+  for (const double textSize : {kMinTextSize, kMaxTextSize}) {
     const TransportBarLayout bar = transportBarLayout(platform::kScreenBounds, textSize);
     EXPECT_LE(bar.scrim.y + kScrimFade, std::min(bar.seek.y, bar.title.y));
     EXPECT_NEAR(bar.times.y + bar.times.height, platform::kScreenHeight * 0.95, 0.01);
-    EXPECT_GE(look(platform::TextStyle::Caption).size, kSmallestText);
+    EXPECT_GE(look(platform::TextStyle::Caption).size, kMinFontSize);
   }
 }
 

@@ -12,7 +12,7 @@
 namespace box::test {
 namespace {
 
-/// The families of the fonts that Pango has taken for the letters.
+/// Returns the families of the fonts that Pango has selected.
 std::set<std::string> familiesOf(PangoLayout* layout) {
   std::set<std::string> families;
   const PangoLayoutIterPtr iter(pango_layout_get_iter(layout));
@@ -30,18 +30,18 @@ void setTextWithoutAThread() {
   TextRenderer texts("en");
   texts.warmUp();
   testing_support::refuseThreads();
-  // No text has had this size yet.
+  // A new size, so that Pango has to search for fonts.
   const auto layout =
       makeTextLayout(texts.context(), "New", {77, PANGO_WEIGHT_NORMAL}, PANGO_ALIGN_LEFT, nullptr);
   std::_Exit(familiesOf(layout.get()) == std::set<std::string>{"Noto Sans"} ? 0 : 1);
 }
 
-TEST(TextLayout, IsSetWithoutAThread) {
+TEST(TextLayout, WorksWithoutAThread) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(setTextWithoutAThread(), testing::ExitedWithCode(0), "");
 }
 
-TEST(TextLayout, EachScriptIsDrawnInItsOwnFamily) {
+TEST(TextLayout, UsesAFontFamilyForEachScript) {
   const struct {
     const char* language;  // of the box
     const char* text;
@@ -59,13 +59,14 @@ TEST(TextLayout, EachScriptIsDrawnInItsOwnFamily) {
             {"zh_Hans", "输入此代码", "Noto Sans CJK SC"},
             {"zh_Hant", "輸入此代碼", "Noto Sans CJK TC"},
             {"zh_Hans", "直線の道", "Noto Sans CJK JP"}};
-  for (const auto& the : cases) {
-    const TextRenderer texts(the.language);
+  for (const auto& testCase : cases) {
+    const TextRenderer texts(testCase.language);
     for (const PangoWeight weight : {PANGO_WEIGHT_NORMAL, PANGO_WEIGHT_SEMIBOLD}) {
       const auto layout =
-          makeTextLayout(texts.context(), the.text, {36, weight}, PANGO_ALIGN_LEFT, nullptr);
-      EXPECT_EQ(familiesOf(layout.get()), std::set<std::string>{the.family})
-          << the.text << " on a box in " << the.language << "; scripts/setup installs the fonts";
+          makeTextLayout(texts.context(), testCase.text, {36, weight}, PANGO_ALIGN_LEFT, nullptr);
+      EXPECT_EQ(familiesOf(layout.get()), std::set<std::string>{testCase.family})
+          << testCase.text << " on a box in " << testCase.language
+          << "; scripts/setup installs the fonts";
     }
   }
 }

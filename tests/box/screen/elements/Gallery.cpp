@@ -16,13 +16,13 @@ namespace {
 
 using namespace platform;
 
-/// What comes from senders, media and the system, in the language of the gallery.
+/// Texts that come from senders, media and the system, in one of the languages.
 struct Words {
   const char* title;
-  std::vector<std::string> languages;  // some of them long, and alike at their beginnings
+  std::vector<std::string> languages;  // some are long and have a common prefix
   const char* subtitle;
   const char* shortSubtitle;
-  const char* emphasized;  // a part of it
+  const char* emphasized;  // a part of `subtitle`
 };
 
 const Words kWords[]{
@@ -54,7 +54,7 @@ std::shared_ptr<MemoryFrame> picture(int width, int height) {
   return std::make_shared<MemoryFrame>(media::VideoFormat::NV12, width, height, kDark, kBright);
 }
 
-/// Over it, the picture that everything else is seen on.
+/// Returns the nodes on top of the background picture of the gallery.
 Scene over(std::vector<SceneNode> nodes) {
   Scene scene;
   scene.nodes.push_back(node(kScreenBounds, FillElement{{0.45F, 0.6F, 0.75F, 1}}));
@@ -65,7 +65,7 @@ Scene over(std::vector<SceneNode> nodes) {
 }
 Scene over(SceneElement element) { return over({node(kScreenBounds, std::move(element))}); }
 
-/// A video with texts, of the shape that the width makes.
+/// Returns a video with subtitles; `width` determines its aspect ratio.
 Scene withTexts(int width, const std::vector<media::SubtitleCue>& cues,
                 std::shared_ptr<const media::SubtitleStyles> styles = nullptr) {
   const auto frame = picture(width, 200);
@@ -78,7 +78,7 @@ Scene withTexts(int width, const std::vector<media::SubtitleCue>& cues,
   return sceneOf({VideoElement{videoOf(frame)}});
 }
 
-/// A code as the box asks for it, over a video.
+/// Returns the PIN screen over a video.
 Scene withCode(const std::string& title, const std::string& code) {
   DigitEntryViewController digits(4);
   digits.titleLabel()->setText(title);
@@ -157,7 +157,7 @@ std::vector<Scene> gallery(const char* language) {
     return element;
   };
   const auto stopped = [&](const char* message, const char* hint) {
-    // There is no picture any more.
+    // The video has been removed.
     return sceneOf({FillElement{kBlack}, MessageElement{text(message), hint ? text(hint) : ""}});
   };
   std::string longTitle = words.title;
@@ -187,7 +187,7 @@ std::vector<Scene> gallery(const char* language) {
   above.layout.line = 0;
   media::SubtitleCue drawn{1, 1};
   drawn.images = {{1920, 1080, 660, 880, 600, 90, std::vector<std::uint32_t>(54000)}};
-  // Two lines of words that nobody can read.
+  // Two rows of boxes that look like words.
   for (std::size_t i = 0; i < 54000; ++i) {
     const std::size_t x = i % 600, y = i / 600;
     if (y % 50 < 34 && x % 25 < 20 && (x + 125 * (y / 50)) % 200 < 160)

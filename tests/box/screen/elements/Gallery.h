@@ -6,11 +6,11 @@
 
 namespace box::test {
 
-/// The languages that the gallery is in: `en`, `ar` and `ja`.
+/// The languages of the gallery.
 inline constexpr const char* kGalleryLanguages[]{"en", "ar", "ja"};
 
-/// Every element in every state, over a picture that is bright where texts are; in the order of
-/// docs/look.md.
+/// Returns a scene for each element and state, in the order of docs/look.md, on a picture that is
+/// bright behind texts.
 std::vector<platform::Scene> gallery(const char* language);
 
 }  // namespace box::test

@@ -12,10 +12,9 @@
 #include "tests/box/screen/Pictures.h"
 #include "tests/box/screen/elements/Gallery.h"
 
-// The pictures that everything is compared with are in docs/look, where people see them too;
-// scripts/update-pictures draws them anew. The file next to them says which system drew them. There
-// the comparison is strict. Elsewhere letters are a little different, so that only what is larger
-// than letters is compared.
+// The reference images are in docs/look; scripts/update-pictures creates them. kSystemFile names
+// the system that drew them. On that system the comparison is strict. On other systems glyphs
+// differ slightly, so larger blocks are compared.
 
 namespace box::test {
 namespace {
@@ -27,14 +26,14 @@ constexpr int kCellGap = 8;
 constexpr const char* kSystemFile = "docs/look/drawn-with.txt";
 
 struct Comparison {
-  int block;         ///< side of the blocks whose mean colours are compared, in pixels of the sheet
-  double tolerance;  ///< of their colours, in CIELAB
+  int block;         ///< side of the compared blocks, in pixels of the sheet
+  double tolerance;  ///< of the blocks' mean colours, in CIELAB
 };
-/// 2.3 is the largest difference that nobody sees.
+/// 2.3 is the just noticeable difference.
 constexpr Comparison kStrict{6, 2.3};
 constexpr Comparison kOfOtherSystems{18, 2.3};
 
-/// What decides on how letters look.
+/// Identifies everything that influences glyph rendering.
 std::string thisSystem() {
   gchar* const name = g_get_os_info(G_OS_INFO_KEY_PRETTY_NAME);
   const std::string system = std::string(name ? name : "unknown") + ", Pango " +
@@ -87,7 +86,7 @@ CairoSurfacePtr drawSheet(const Sheet& sheet) {
   return surface;
 }
 
-/// The mean colour of a block, in CIELAB.
+/// Returns the mean colour of a block in CIELAB.
 std::array<double, 3> blockColor(cairo_surface_t* surface, int left, int top, int block) {
   std::array<double, 3> rgb{};
   const unsigned char* data = cairo_image_surface_get_data(surface);
@@ -112,7 +111,7 @@ std::array<double, 3> blockColor(cairo_surface_t* surface, int left, int top, in
 
 class Golden : public testing::TestWithParam<Sheet> {};
 
-TEST_P(Golden, LooksAsItDid) {
+TEST_P(Golden, MatchesTheReferenceImage) {
   const std::string file = GetParam().file();
   const CairoSurfacePtr drawn = drawSheet(GetParam());
   if (std::getenv("VORLANE_UPDATE_PICTURES")) {
@@ -143,8 +142,8 @@ TEST_P(Golden, LooksAsItDid) {
   if (worst <= tolerance) return;
   const std::string now = testing::TempDir() + std::filesystem::path(file).filename().string();
   cairo_surface_write_to_png(drawn.get(), now.c_str());
-  ADD_FAILURE() << file << " differs by " << worst << " at " << where << "; now it is " << now
-                << "; drawn by " << thisSystem() << ", the file by " << system;
+  ADD_FAILURE() << file << " differs by " << worst << " at " << where << "; saved as " << now
+                << "; this system: " << thisSystem() << ", reference: " << system;
 }
 
 std::vector<Sheet> sheets() {

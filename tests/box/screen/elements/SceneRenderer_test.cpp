@@ -29,41 +29,42 @@ struct ShapeCase {
   int width, height;
   int aspectNumerator, aspectDenominator;
   int rotation;
-  /// What the picture takes of a screen of 1920 by 1080.
+  /// Expected rectangle of the picture on a screen of 1920 by 1080.
   double left, top, right, bottom;
 };
 
-TEST(SceneRenderer, ShowsVideoAtItsOwnShapeWithBlackAroundIt) {
+TEST(SceneRenderer, DrawsVideoWithItsAspectRatio) {
   const ShapeCase cases[]{
       {"fills the screen", media::VideoFormat::NV12, 320, 180, 1, 1, 0, 0, 0, 1920, 1080},
       {"planar", media::VideoFormat::I420, 320, 180, 1, 1, 0, 0, 0, 1920, 1080},
       {"wide", media::VideoFormat::NV12, 480, 200, 1, 1, 0, 0, 140, 1920, 940},
       {"narrow", media::VideoFormat::I420, 320, 240, 1, 1, 0, 240, 0, 1680, 1080},
       {"wide pixels", media::VideoFormat::NV12, 360, 240, 4, 3, 0, 0, 60, 1920, 1020},
-      {"upright", media::VideoFormat::NV12, 320, 180, 1, 1, 90, 656, 0, 1264, 1080},
+      {"rotated", media::VideoFormat::NV12, 320, 180, 1, 1, 90, 656, 0, 1264, 1080},
       {"odd size", media::VideoFormat::NV12, 319, 179, 1, 1, 0, 0, 0, 1920, 1077},
-      {"senseless pixels", media::VideoFormat::I420, 320, 180, 0, -5, 0, 0, 0, 1920, 1080}};
-  for (const ShapeCase& the : cases) {
-    const auto frame = std::make_shared<MemoryFrame>(the.format, the.width, the.height, kRed709);
-    frame->pixelAspectNumerator = the.aspectNumerator;
-    frame->pixelAspectDenominator = the.aspectDenominator;
-    frame->rotationDegrees = the.rotation;
+      {"invalid pixel aspect", media::VideoFormat::I420, 320, 180, 0, -5, 0, 0, 0, 1920, 1080}};
+  for (const ShapeCase& testCase : cases) {
+    const auto frame =
+        std::make_shared<MemoryFrame>(testCase.format, testCase.width, testCase.height, kRed709);
+    frame->pixelAspectNumerator = testCase.aspectNumerator;
+    frame->pixelAspectDenominator = testCase.aspectDenominator;
+    frame->rotationDegrees = testCase.rotation;
     for (const auto& [width, height] : kSizes) {
-      SCOPED_TRACE(std::string(the.name) + " at " + std::to_string(width));
+      SCOPED_TRACE(std::string(testCase.name) + " at " + std::to_string(width));
       const Picture picture(sceneOf({VideoElement{videoOf(frame)}}), width, height);
       const double scale = width / 1920.0;
       const auto bounds = picture.inked();
       constexpr double kSlack = 3;
-      EXPECT_NEAR(bounds.left, the.left * scale, kSlack);
-      EXPECT_NEAR(bounds.top, the.top * scale, kSlack);
-      EXPECT_NEAR(bounds.right + 1, the.right * scale, kSlack);
-      EXPECT_NEAR(bounds.bottom + 1, the.bottom * scale, kSlack);
+      EXPECT_NEAR(bounds.left, testCase.left * scale, kSlack);
+      EXPECT_NEAR(bounds.top, testCase.top * scale, kSlack);
+      EXPECT_NEAR(bounds.right + 1, testCase.right * scale, kSlack);
+      EXPECT_NEAR(bounds.bottom + 1, testCase.bottom * scale, kSlack);
       EXPECT_LE(picture.at(width / 2, height / 2).distance({255, 0, 0}), 8);
     }
   }
 }
 
-TEST(SceneRenderer, DrawsTheTextsOfThePicturesTimeWhereTheyBelong) {
+TEST(SceneRenderer, DrawsSubtitlesOfTheCurrentTime) {
   const media::SubtitleCue plain{1, 1, "WWWW\nWWWW"};
   media::SubtitleCue above = plain;
   above.layout.line = 0;
@@ -82,41 +83,41 @@ TEST(SceneRenderer, DrawsTheTextsOfThePicturesTimeWhereTheyBelong) {
     std::vector<media::SubtitleCue> cues;
     double time;
     Pixel ink;
-    int top;     // rows between which it is
-    int bottom;  // the same as `top` where nothing is
+    int top;     // first row with ink
+    int bottom;  // end of the rows with ink; equal to `top` without ink
     std::shared_ptr<const media::SubtitleStyles> styles;
-  } cases[]{{"before", {plain}, 0.9, white, 0, 0, nullptr},
-            {"from its beginning", {plain}, 1, white, 590, 690, nullptr},
+  } cases[]{{"before its start", {plain}, 0.9, white, 0, 0, nullptr},
+            {"at its start", {plain}, 1, white, 590, 690, nullptr},
             {"before its end", {plain}, 1.9, white, 590, 690, nullptr},
-            {"after", {plain}, 2, white, 0, 0, nullptr},
-            {"a picture of no time", {plain}, -1, white, 0, 0, nullptr},
-            {"one over the other", {plain, green}, 1, white, 500, 600, nullptr},
+            {"after its end", {plain}, 2, white, 0, 0, nullptr},
+            {"picture without a time", {plain}, -1, white, 0, 0, nullptr},
+            {"stacked", {plain, green}, 1, white, 500, 600, nullptr},
             {"at the upper edge", {above}, 1, white, 30, 130, nullptr},
-            {"in its colour", {green}, 1, lime, 590, 690, nullptr},
-            {"as somebody wishes", {plain}, 1, lime, 30, 130, styles},
-            {"an image", {image}, 1, lime, 598, 682, nullptr}};
-  for (const auto& the : cases) {
-    SCOPED_TRACE(the.what);
+            {"with its colour", {green}, 1, lime, 590, 690, nullptr},
+            {"with styles", {plain}, 1, lime, 30, 130, styles},
+            {"image", {image}, 1, lime, 598, 682, nullptr}};
+  for (const auto& testCase : cases) {
+    SCOPED_TRACE(testCase.what);
     const auto cues = std::make_shared<media::SubtitleCues>();
-    for (const media::SubtitleCue& each : the.cues) cues->add(each);
+    for (const media::SubtitleCue& each : testCase.cues) cues->add(each);
     cues->show(media::SubtitleCues::Source::Media);
-    cues->setStyles(the.styles);
+    cues->setStyles(testCase.styles);
     const auto frame = std::make_shared<MemoryFrame>(media::VideoFormat::NV12, 320, 180, kRed709);
-    frame->time = the.time;
+    frame->time = testCase.time;
     frame->subtitles = cues;
     const Picture picture(sceneOf({VideoElement{videoOf(frame)}}), 1280, 720);
     int inside = 0;
     int outside = 0;
     for (int y = 0; y < 720; ++y)
       for (int x = 400; x < 880; ++x)
-        if (picture.at(x, y).distance(the.ink) < 30)
-          (y >= the.top && y < the.bottom ? inside : outside) += 1;
-    EXPECT_EQ(inside > 500, the.bottom > the.top) << inside;
+        if (picture.at(x, y).distance(testCase.ink) < 30)
+          (y >= testCase.top && y < testCase.bottom ? inside : outside) += 1;
+    EXPECT_EQ(inside > 500, testCase.bottom > testCase.top) << inside;
     EXPECT_EQ(outside, 0);
   }
 }
 
-TEST(SceneRenderer, WhatIsHiddenCostsNothing) {
+TEST(SceneRenderer, SkipsHiddenElements) {
   const auto video =
       videoOf(std::make_shared<MemoryFrame>(media::VideoFormat::NV12, 64, 36, kRed709));
   const struct {
@@ -129,19 +130,19 @@ TEST(SceneRenderer, WhatIsHiddenCostsNothing) {
             {"video without a picture", VideoElement{nullptr}, true}};
   const platform::Rect most{0, 0, platform::kScreenWidth, platform::kScreenHeight - 1};
   const auto spinner = node(kScreenBounds, platform::SpinnerElement{});
-  for (const auto& the : cases) {
-    SCOPED_TRACE(the.name);
-    // Only what is drawn can move.
-    const auto whole = node(kScreenBounds, the.cover);
-    const auto moves = [](const Scene& scene) { return Picture(scene, 640, 360).moves(); };
-    EXPECT_EQ(moves({{spinner, whole}}), !the.hides);
-    EXPECT_TRUE(moves({{whole, spinner}}));
-    EXPECT_TRUE(moves({{spinner, node(most, the.cover)}}));
-    EXPECT_TRUE(moves({{spinner, node(kScreenBounds, the.cover, 0.9F)}}));
+  for (const auto& testCase : cases) {
+    SCOPED_TRACE(testCase.name);
+    // Only elements that are drawn are animated.
+    const auto whole = node(kScreenBounds, testCase.cover);
+    const auto animated = [](const Scene& scene) { return Picture(scene, 640, 360).animated(); };
+    EXPECT_EQ(animated({{spinner, whole}}), !testCase.hides);
+    EXPECT_TRUE(animated({{whole, spinner}}));
+    EXPECT_TRUE(animated({{spinner, node(most, testCase.cover)}}));
+    EXPECT_TRUE(animated({{spinner, node(kScreenBounds, testCase.cover, 0.9F)}}));
   }
 }
 
-TEST(SceneRenderer, TurnsVideoClockwise) {
+TEST(SceneRenderer, RotatesVideoClockwise) {
   // Blue on the left, red on the right.
   const struct {
     int degrees;
@@ -150,18 +151,18 @@ TEST(SceneRenderer, TurnsVideoClockwise) {
             {90, 960, 200, 960, 880},
             {180, 1440, 540, 480, 540},
             {270, 960, 880, 960, 200}};
-  for (const auto& the : cases) {
-    SCOPED_TRACE(the.degrees);
+  for (const auto& testCase : cases) {
+    SCOPED_TRACE(testCase.degrees);
     const auto frame =
         std::make_shared<MemoryFrame>(media::VideoFormat::NV12, 320, 180, kRed709, kBlue709);
-    frame->rotationDegrees = the.degrees;
+    frame->rotationDegrees = testCase.degrees;
     const Picture picture(sceneOf({VideoElement{videoOf(frame)}}), 1920, 1080);
-    EXPECT_LE(picture.at(the.blueX, the.blueY).distance({0, 0, 255}), 8);
-    EXPECT_LE(picture.at(the.redX, the.redY).distance({255, 0, 0}), 8);
+    EXPECT_LE(picture.at(testCase.blueX, testCase.blueY).distance({0, 0, 255}), 8);
+    EXPECT_LE(picture.at(testCase.redX, testCase.redY).distance({255, 0, 0}), 8);
   }
 }
 
-TEST(SceneRenderer, FadesAsTheClockSays) {
+TEST(SceneRenderer, FadesWithTheClock) {
   using std::chrono::milliseconds;
   const platform::TimePoint start{std::chrono::seconds(5)};
   Scene scene = sceneOf({FillElement{platform::kWhite}});
@@ -169,22 +170,22 @@ TEST(SceneRenderer, FadesAsTheClockSays) {
   const struct {
     milliseconds at;
     int brightness;
-    bool moves;
+    bool animated;
   } cases[]{
       {milliseconds(0), 0, true}, {milliseconds(150), 128, true}, {milliseconds(300), 255, false}};
-  for (const auto& the : cases) {
-    const Picture picture(scene, 640, 360, start + the.at);
-    EXPECT_NEAR(picture.at(320, 180).brightness(), the.brightness, 2);
-    EXPECT_EQ(picture.moves(), the.moves);
+  for (const auto& testCase : cases) {
+    const Picture picture(scene, 640, 360, start + testCase.at);
+    EXPECT_NEAR(picture.at(320, 180).brightness(), testCase.brightness, 2);
+    EXPECT_EQ(picture.animated(), testCase.animated);
   }
   for (const float to : {1.0F, 0.0F}) {
     scene.nodes[0].alpha = {1 - to, to, start, milliseconds(300)};
     const Picture calm(scene, 640, 360, start + milliseconds(1),
                        {.textSize = 1, .reducedMotion = true});
     EXPECT_EQ(calm.at(320, 180).brightness(), to > 0 ? 255 : 0);
-    EXPECT_FALSE(calm.moves());
+    EXPECT_FALSE(calm.animated());
   }
-  // The opacity of a group holds for what is in it, video too.
+  // Opacity applies to nested nodes and to video.
   Scene nested;
   nested.nodes.push_back(node(kScreenBounds, FillElement{platform::kBlack}, 0.5F));
   const auto white = std::make_shared<MemoryFrame>(media::VideoFormat::NV12, 64, 36,
@@ -193,7 +194,7 @@ TEST(SceneRenderer, FadesAsTheClockSays) {
   EXPECT_NEAR(Picture(nested, 640, 360).at(320, 180).brightness(), 64, 3);
 }
 
-TEST(SceneRenderer, BlursAndDarkensWhatLiesBeneath) {
+TEST(SceneRenderer, BlursAndDarkensElementsBelow) {
   Scene scene;
   scene.nodes.push_back(node({0, 0, 960, 1080}, FillElement{platform::kWhite}));
   scene.nodes.push_back(node(kScreenBounds, platform::BlurElement{}));
@@ -204,17 +205,17 @@ TEST(SceneRenderer, BlursAndDarkensWhatLiesBeneath) {
     const auto brightness = [&, across = width](double x) {
       return picture.at(static_cast<int>(x * across), y).brightness();
     };
-    EXPECT_NEAR(brightness(0.1), veiledWhite(), 8) << "darkened, and even away from the edge";
+    EXPECT_NEAR(brightness(0.1), whiteBelowBlur(), 8) << "uniformly darkened away from the edge";
     EXPECT_LT(brightness(0.9), 12);
-    // The edge is a slope now.
+    // The edge is blurred.
     EXPECT_GT(brightness(0.5 - 0.004), brightness(0.5 + 0.004));
     EXPECT_GT(brightness(0.5 + 0.004), 12);
     EXPECT_LT(brightness(0.5 - 0.004), 64);
-    EXPECT_LE(picture.at(10, 10).distance({255, 0, 0}), 1) << "what lies above is sharp";
+    EXPECT_LE(picture.at(10, 10).distance({255, 0, 0}), 1) << "elements above are sharp";
   }
 }
 
-TEST(SceneRenderer, WordsAndControlsBeneathABlurAreNotDrawn) {
+TEST(SceneRenderer, OmitsTextAndControlsBelowABlur) {
   TransportBarElement bar;
   bar.title = "Title";
   bar.duration = 100;
@@ -223,7 +224,7 @@ TEST(SceneRenderer, WordsAndControlsBeneathABlurAreNotDrawn) {
     for (auto& each : beneath) elements.push_back(std::move(each));
     elements.emplace_back(platform::BlurElement{});
     const Picture picture(sceneOf(std::move(elements)), 640, 360);
-    EXPECT_FALSE(picture.moves());
+    EXPECT_FALSE(picture.animated());
     std::vector<int> brightness;
     for (int y = 0; y < 360; y += 4) brightness.push_back(picture.at(320, y).brightness());
     return brightness;
@@ -232,44 +233,44 @@ TEST(SceneRenderer, WordsAndControlsBeneathABlurAreNotDrawn) {
             column({}));
 }
 
-TEST(SceneRenderer, TextsAtAnEdgeStandBesideThePictureOrInIt) {
+TEST(SceneRenderer, PlacesSubtitlesInsideOrOutsideThePicture) {
   const struct {
     const char* what;
-    int width;  // of the picture, which is 200 high
+    int width;  // of a picture of height 200
     const char* text;
     int line;
     bool inside;
-  } cases[]{{"too little black for two lines", 478, "WW\nWW", -1, true},
-            {"one line stands where two would", 478, "WW", -1, true},
-            {"enough black", 800, "WW\nWW", -1, false},
-            {"three lines have no room there", 800, "WW\nWW\nWW\nWW\nWW", -1, true},
-            {"above", 478, "WW\nWW", 0, true},
-            {"above, enough black", 800, "WW\nWW", 0, false}};
-  for (const auto& the : cases) {
-    SCOPED_TRACE(the.what);
-    media::SubtitleCue cue{1, 1, the.text};
-    cue.layout.line = the.line;
+  } cases[]{{"bar too small for two lines", 478, "WW\nWW", -1, true},
+            {"one line, placed like two", 478, "WW", -1, true},
+            {"bar large enough", 800, "WW\nWW", -1, false},
+            {"bar too small for five lines", 800, "WW\nWW\nWW\nWW\nWW", -1, true},
+            {"at the top", 478, "WW\nWW", 0, true},
+            {"at the top, bar large enough", 800, "WW\nWW", 0, false}};
+  for (const auto& testCase : cases) {
+    SCOPED_TRACE(testCase.what);
+    media::SubtitleCue cue{1, 1, testCase.text};
+    cue.layout.line = testCase.line;
     const auto cues = std::make_shared<media::SubtitleCues>();
     cues->add(cue);
     cues->show(media::SubtitleCues::Source::Media);
     const auto frame =
-        std::make_shared<MemoryFrame>(media::VideoFormat::NV12, the.width, 200, kRed709);
+        std::make_shared<MemoryFrame>(media::VideoFormat::NV12, testCase.width, 200, kRed709);
     frame->time = 1;
     frame->subtitles = cues;
     const Picture picture(sceneOf({VideoElement{videoOf(frame)}}), 1280, 720);
-    const int height = 1280 * 200 / the.width;
+    const int height = 1280 * 200 / testCase.width;
     int inside = 0;
     int outside = 0;
     for (int y = 0; y < 720; ++y)
       for (int x = 400; x < 880; ++x)
         if (picture.at(x, y).distance({255, 255, 255}) < 30)
           (std::abs(y - 360) < height / 2 ? inside : outside) += 1;
-    EXPECT_GT(the.inside ? inside : outside, 200);
-    EXPECT_EQ(the.inside ? outside : inside, 0);
+    EXPECT_GT(testCase.inside ? inside : outside, 200);
+    EXPECT_EQ(testCase.inside ? outside : inside, 0);
   }
 }
 
-TEST(SceneRenderer, ABlurFollowsWhatLiesBeneath) {
+TEST(SceneRenderer, UpdatesABlurWhenElementsBelowChange) {
   const SurfacePtr surface(
       SDL_CreateRGBSurfaceWithFormat(0, 640, 360, 32, SDL_PIXELFORMAT_ARGB8888));
   const RendererPtr renderer(SDL_CreateSoftwareRenderer(surface.get()));
@@ -286,14 +287,14 @@ TEST(SceneRenderer, ABlurFollowsWhatLiesBeneath) {
   const auto blurred = [](platform::SceneElement element) {
     return sceneOf({std::move(element), platform::BlurElement{}});
   };
-  EXPECT_NEAR(brightness(blurred(FillElement{platform::kWhite})), veiledWhite(), 10);
-  EXPECT_NEAR(brightness(blurred(FillElement{platform::kWhite})), veiledWhite(), 10);
+  EXPECT_NEAR(brightness(blurred(FillElement{platform::kWhite})), whiteBelowBlur(), 10);
+  EXPECT_NEAR(brightness(blurred(FillElement{platform::kWhite})), whiteBelowBlur(), 10);
   EXPECT_LT(brightness(blurred(FillElement{platform::kBlack})), 10);
   for (const std::uint8_t luma : std::initializer_list<std::uint8_t>{235, 16, 235}) {
     video->put(ticket, std::make_shared<MemoryFrame>(media::VideoFormat::NV12, 64, 36,
                                                      MemoryFrame::Yuv{luma, 128, 128}));
     for (int turn = 0; turn < 2; ++turn)
-      EXPECT_NEAR(brightness(blurred(VideoElement{video})), luma > 100 ? veiledWhite() : 3, 10);
+      EXPECT_NEAR(brightness(blurred(VideoElement{video})), luma > 100 ? whiteBelowBlur() : 3, 10);
   }
 }
 
@@ -303,14 +304,14 @@ TEST(SceneRenderer, KeepsTextInItsFrame) {
   const struct {
     const char* name;
     std::string text;
-  } cases[]{{"long and torn", longText},
+  } cases[]{{"long with invalid UTF-8", longText},
             {"one word", std::string(5000, 'W')},
             {"lines", std::string(3000, '\n') + "x"}};
-  for (const auto& the : cases) {
-    SCOPED_TRACE(the.name);
+  for (const auto& testCase : cases) {
+    SCOPED_TRACE(testCase.name);
     Scene scene;
     scene.nodes.push_back(
-        node({300, 300, 600, 300}, TextElement{the.text, platform::TextStyle::Body,
+        node({300, 300, 600, 300}, TextElement{testCase.text, platform::TextStyle::Body,
                                                platform::kWhite, TextAlignment::Leading}));
     const auto bounds = Picture(scene, 1920, 1080).inked();
     if (bounds.empty()) continue;
@@ -321,7 +322,7 @@ TEST(SceneRenderer, KeepsTextInItsFrame) {
   }
 }
 
-TEST(TransportBar, SaysWhereItIs) {
+TEST(TransportBar, ShowsTimesAndRate) {
   const double nan = std::numeric_limits<double>::quiet_NaN();
   const struct {
     const char* name;
@@ -336,38 +337,37 @@ TEST(TransportBar, SaysWhereItIs) {
       {"in the middle", 65.7, 131.4, false, TransportState::Playing, 1, "1:05", "-1:06", "", 0.5},
       {"beyond the end", 200, 100, false, TransportState::Paused, 1, "3:20", "0:00", "", 1},
       {"unknown duration", 10, std::nullopt, false, TransportState::Playing, 1, "0:10", "", "", 0},
-      {"senseless duration", 10, nan, false, TransportState::Playing, 1, "0:10", "", "", 0},
-      {"senseless position", nan, 100.0, false, TransportState::Playing, 1, "--:--", "-1:40", "",
-       0},
+      {"invalid duration", 10, nan, false, TransportState::Playing, 1, "0:10", "", "", 0},
+      {"invalid position", nan, 100.0, false, TransportState::Playing, 1, "--:--", "-1:40", "", 0},
       {"live", 3600, std::nullopt, true, TransportState::Playing, 1, "1:00:00", "LIVE", "", 1},
       {"scanning", 5, 10.0, false, TransportState::ScanningForward, 8, "0:05", "-0:05", "8×", 0.5},
-      {"back", 5, 10.0, false, TransportState::ScanningBackward, -2.5, "0:05", "-0:05", "2.5×",
-       0.5},
-      {"senseless rate", 5, 10.0, false, TransportState::ScanningForward, nan, "0:05", "-0:05", "",
+      {"scanning backwards", 5, 10.0, false, TransportState::ScanningBackward, -2.5, "0:05",
+       "-0:05", "2.5×", 0.5},
+      {"invalid rate", 5, 10.0, false, TransportState::ScanningForward, nan, "0:05", "-0:05", "",
        0.5}};
-  for (const auto& the : cases) {
-    SCOPED_TRACE(the.name);
+  for (const auto& testCase : cases) {
+    SCOPED_TRACE(testCase.name);
     TransportBarElement bar;
-    bar.elapsed = the.elapsed;
-    bar.duration = the.duration;
-    bar.live = the.live;
-    bar.state = the.state;
-    bar.rate = the.rate;
+    bar.elapsed = testCase.elapsed;
+    bar.duration = testCase.duration;
+    bar.live = testCase.live;
+    bar.state = testCase.state;
+    bar.rate = testCase.rate;
     const TransportBarTexts texts = transportBarTexts(bar);
-    EXPECT_EQ(texts.left, the.left);
-    EXPECT_EQ(texts.right, the.right);
-    EXPECT_EQ(texts.rate, the.rateText);
-    EXPECT_NEAR(texts.played, the.played, 0.001);
+    EXPECT_EQ(texts.left, testCase.left);
+    EXPECT_EQ(texts.right, testCase.right);
+    EXPECT_EQ(texts.rate, testCase.rateText);
+    EXPECT_NEAR(texts.played, testCase.played, 0.001);
   }
 }
 
-TEST(SceneRenderer, TurnsTheSpinner) {
+TEST(SceneRenderer, RotatesTheSpinner) {
   using std::chrono::milliseconds;
   const platform::TimePoint start{std::chrono::seconds(100)};
   const Scene scene = sceneOf({platform::SpinnerElement{start}});
   const Picture atTop(scene, 1920, 1080, start);
   const Picture halfway(scene, 1920, 1080, start + milliseconds(550));
-  EXPECT_TRUE(atTop.moves());
+  EXPECT_TRUE(atTop.animated());
   const int top = 540 - 48;
   const int bottom = 540 + 48;
   EXPECT_GT(atTop.at(960, top).brightness(), 200);
@@ -375,8 +375,8 @@ TEST(SceneRenderer, TurnsTheSpinner) {
   EXPECT_GT(halfway.at(960, bottom).brightness(), 200);
   EXPECT_LT(halfway.at(960, top).brightness(), 150);
   const Picture calm(scene, 1920, 1080, start, {.textSize = 1, .reducedMotion = true});
-  EXPECT_TRUE(calm.moves());
-  EXPECT_LE(calm.at(960, top).distance(calm.at(960, bottom)), 4) << "it does not turn";
+  EXPECT_TRUE(calm.animated());
+  EXPECT_LE(calm.at(960, top).distance(calm.at(960, bottom)), 4) << "no rotation";
 }
 
 }  // namespace

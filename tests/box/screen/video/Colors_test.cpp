@@ -25,7 +25,7 @@ constexpr Kind kKinds[]{{media::VideoMatrix::BT601, false},
                         {media::VideoMatrix::BT709, false},
                         {media::VideoMatrix::BT709, true}};
 
-/// By the definitions, from channels of 0 to 1.
+/// Encodes channels from 0 to 1 according to the standards.
 MemoryFrame::Yuv encoded(const Kind& by, double red, double green, double blue) {
   const double luma = by.red() * red + by.green() * green + by.blue() * blue;
   const auto byte = [](double value) {
@@ -47,7 +47,7 @@ Pixel decoded(const Kind& by, const MemoryFrame::Yuv& color) {
   return {level(red), level(green), level(blue)};
 }
 
-TEST(Colors, BarsAreWhatTheirMatrixAndRangeSay) {
+TEST(Colors, AreConvertedByMatrixAndRange) {
   for (const Kind& kind : kKinds) {
     for (const double height : {1.0, 0.75, 0.4}) {
       for (int bar = 0; bar < 8; ++bar) {
@@ -55,7 +55,7 @@ TEST(Colors, BarsAreWhatTheirMatrixAndRangeSay) {
                      std::string(kind.fullRange ? ", full, " : ", studio, ") + std::to_string(bar));
         const auto color =
             encoded(kind, bar & 1 ? height : 0, bar & 2 ? height : 0, bar & 4 ? height : 0);
-        // Columns that fill no block, and a last pair of one.
+        // The size is not a multiple of a block, and the last chroma pair is incomplete.
         const auto format = bar % 2 ? media::VideoFormat::NV12 : media::VideoFormat::I420;
         const auto frame = std::make_shared<MemoryFrame>(format, 71, 41, color);
         frame->matrix = kind.matrix;
@@ -63,7 +63,7 @@ TEST(Colors, BarsAreWhatTheirMatrixAndRangeSay) {
         const Picture picture(sceneOf({VideoElement{videoOf(frame)}}), 71, 40);
         EXPECT_LE(picture.at(35, 20).distance(decoded(kind, color)), 1);
         EXPECT_LE(picture.at(69, 39).distance(decoded(kind, color)), 1);
-        // What renderers of their own conversion are given in place of a full range.
+        // The conversion for renderers without full-range support.
         StudioRange studio;
         const auto& planes = studio.convert(*frame);
         const std::size_t other = format == media::VideoFormat::NV12 ? 1 : 2;

@@ -9,7 +9,7 @@
 namespace box::test {
 namespace {
 
-/// Each pixel is another colour, and the fourth bytes say "transparent".
+/// A BGRA frame in which all pixels differ. The fourth bytes are 0.
 class BgraFrame final : public media::VideoFrame {
  public:
   BgraFrame(int pixelWidth, int pixelHeight) {
@@ -45,7 +45,7 @@ platform::Scene sceneWith(std::shared_ptr<const media::VideoFrame> frame) {
   return sceneOf({LayerElement{std::make_shared<TestLayer>(std::move(frame))}});
 }
 
-TEST(Layer, EveryPixelIsItsOwnWhereTheSizesMatch) {
+TEST(Layer, IsPixelExactAtIntegerScales) {
   for (const int times : {1, 2, 3}) {
     SCOPED_TRACE(times);
     const Picture picture(sceneWith(std::make_shared<BgraFrame>(320, 180)), 320 * times,
@@ -59,29 +59,29 @@ TEST(Layer, EveryPixelIsItsOwnWhereTheSizesMatch) {
   }
 }
 
-TEST(Layer, APortraitPictureStandsOverADimmedBlurOfItself) {
+TEST(Layer, HasABlurredBackdropAroundPortraitPictures) {
   const MemoryFrame::Yuv white{235, 128, 128};
   const struct {
     const char* name;
     int width, height, rotation;
     bool isPortrait;
   } cases[]{{"portrait", 180, 320, 0, true},
-            {"turned", 320, 180, 90, true},
+            {"rotated", 320, 180, 90, true},
             {"landscape", 240, 180, 0, false}};
-  for (const auto& the : cases) {
-    SCOPED_TRACE(the.name);
-    const auto frame =
-        std::make_shared<MemoryFrame>(media::VideoFormat::NV12, the.width, the.height, white);
-    frame->rotationDegrees = the.rotation;
+  for (const auto& testCase : cases) {
+    SCOPED_TRACE(testCase.name);
+    const auto frame = std::make_shared<MemoryFrame>(media::VideoFormat::NV12, testCase.width,
+                                                     testCase.height, white);
+    frame->rotationDegrees = testCase.rotation;
     const Picture picture(sceneWith(frame), 640, 360);
     EXPECT_GE(picture.at(320, 180).brightness(), 250);
     for (const int x : {5, 634}) {
-      EXPECT_NEAR(picture.at(x, 180).brightness(), the.isPortrait ? veiledWhite() : 0, 12);
+      EXPECT_NEAR(picture.at(x, 180).brightness(), testCase.isPortrait ? whiteBelowBlur() : 0, 12);
     }
   }
 }
 
-TEST(Layer, FadesLikeEverythingElse) {
+TEST(Layer, Fades) {
   const auto frame = std::make_shared<BgraFrame>(360, 360);
   const auto layer = std::make_shared<TestLayer>(frame);
   const Pixel full = BgraFrame::colorAt(60, 100);
@@ -97,16 +97,16 @@ TEST(Layer, FadesLikeEverythingElse) {
   EXPECT_LE(onWhite.at(200, 100).distance(
                 {full.red / 2 + 128, full.green / 2 + 128, full.blue / 2 + 128}),
             3);
-  EXPECT_NEAR(onWhite.at(10, 100).brightness(), 128, 3) << "the black around it fades too";
+  EXPECT_NEAR(onWhite.at(10, 100).brightness(), 128, 3) << "the black bars fade too";
 
-  // One picture over another lets it through.
+  // A picture blends with the picture below it.
   const Picture twice({{node(platform::kScreenBounds, LayerElement{layer}),
                         node(platform::kScreenBounds, LayerElement{layer}, 0.5F)}},
                       640, 360);
   EXPECT_LE(twice.at(200, 100).distance(full), 3);
 }
 
-TEST(Layer, WithoutAPictureThereIsBlack) {
+TEST(Layer, IsBlackWithoutAValidPicture) {
   class ForeignLayer final : public platform::Layer {
     std::string path() const override { return {}; }
     void close() override {}
@@ -134,7 +134,7 @@ TEST(Layer, WithoutAPictureThereIsBlack) {
   EXPECT_EQ(hollow->timesShown, 0);
 }
 
-TEST(Layer, APictureHearsOnceThatItWasShown) {
+TEST(Layer, NotifiesAPictureOnceWhenItIsShown) {
   const auto frame = std::make_shared<BgraFrame>(64, 36);
   const platform::Scene scene = sceneWith(frame);
   SurfacePtr surface(SDL_CreateRGBSurfaceWithFormat(0, 640, 360, 32, SDL_PIXELFORMAT_ARGB8888));

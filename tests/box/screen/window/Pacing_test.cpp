@@ -17,7 +17,7 @@ using std::chrono::milliseconds;
 
 constexpr platform::Duration kRefresh = std::chrono::nanoseconds(std::chrono::seconds(1)) / 60;
 
-/// A screen without a display in virtual time.
+/// A headless screen in virtual time.
 class Pacing : public testing::Test {
  protected:
   Pacing() {
@@ -34,8 +34,8 @@ class Pacing : public testing::Test {
     settle();
   }
 
-  /// The thread has done all that there is to do at this time. A round ends with the drawing, and
-  /// the second answer comes from a later round than the first.
+  /// Waits until the thread has drawn everything that is due. Each iteration of the thread ends
+  /// with drawing, and the second reply comes from a later iteration than the first.
   void settle() {
     for (int round = 0; round < 2; ++round) {
       std::unique_lock lock(_mutex);
@@ -61,7 +61,7 @@ class Pacing : public testing::Test {
   std::unique_ptr<ScreenThread> _thread;
 };
 
-TEST_F(Pacing, AChangeIsDrawnWithinARefreshAndNeverTwiceInOne) {
+TEST_F(Pacing, DrawsAtMostOncePerRefresh) {
   constexpr auto kStep = milliseconds(1);
   for (int phase = 0; phase < 17; ++phase) {
     SCOPED_TRACE(phase);
@@ -72,8 +72,8 @@ TEST_F(Pacing, AChangeIsDrawnWithinARefreshAndNeverTwiceInOne) {
     const auto first = clock.now();
     show(0.5F);
     settle();
-    EXPECT_EQ(frames(), before + 1) << "nothing was drawn for a refresh: at once";
-    // Further changes within the refresh share the next one.
+    EXPECT_EQ(frames(), before + 1) << "drawn immediately after an idle refresh";
+    // Further changes within the refresh are drawn together in the next one.
     show(0.6F);
     settle();
     show(0.7F);
@@ -87,44 +87,44 @@ TEST_F(Pacing, AChangeIsDrawnWithinARefreshAndNeverTwiceInOne) {
     EXPECT_LE(clock.now() - first, kRefresh);
     clock.advance(10 * kRefresh);
     settle();
-    EXPECT_EQ(frames(), before + 2) << "nothing changes any more";
+    EXPECT_EQ(frames(), before + 2) << "no more changes";
   }
 }
 
-TEST(JudderMeter, ComparesWhatWasShownWithWhatWasDue) {
+TEST(JudderMeter, ComparesActualWithNominalIntervals) {
   const struct {
     const char* name;
-    double step;                // due, milliseconds
-    std::vector<double> shown;  // milliseconds, in turn
-    std::uint64_t missed;       // before each
+    double step;                // nominal interval in milliseconds
+    std::vector<double> shown;  // actual intervals in milliseconds
+    std::uint64_t missed;       // before each picture
     JudderStatistics expected;
   } cases[]{
       {"even", 20, {20, 20, 20, 20}, 0, {5, 0, 0, 0, 0}},
       {"uneven", 20, {22, 18, 22, 18}, 0, {5, 0, 0, 2, 2}},
       {"film", 1000 / 24.0, {2000 / 60.0, 3000 / 60.0}, 0, {3, 0, 0, 8.333, 8.333}},
-      {"each second one lost", 40, {40, 40}, 1, {3, 2, 0, 0, 0}},
-      {"one stays", 50 / 3.0, {50 / 3.0, 100 / 3.0}, 0, {3, 0, 1, 8.333, 0}},
+      {"every second one dropped", 40, {40, 40}, 1, {3, 2, 0, 0, 0}},
+      {"one repeated", 50 / 3.0, {50 / 3.0, 100 / 3.0}, 0, {3, 0, 1, 8.333, 0}},
       {"pause", 20, {20, 3000, 20}, 0, {4, 0, 0, 0, 0}},
       {"seek", 9000, {20, 20}, 1, {3, 0, 0, 0, 0}},
       {"backwards", -20, {20, 20}, 0, {3, 0, 0, 0, 0}},
   };
-  for (const auto& the : cases) {
-    SCOPED_TRACE(the.name);
+  for (const auto& testCase : cases) {
+    SCOPED_TRACE(testCase.name);
     JudderMeter meter;
     platform::TimePoint at{};
     double due = 100;
-    meter.shown({&meter, due, 7}, at, kRefresh);
-    for (const double step : the.shown) {
+    meter.record({&meter, due, 7}, at, kRefresh);
+    for (const double step : testCase.shown) {
       at += platform::durationFromSeconds(step / 1000);
-      due += the.step / 1000;
-      meter.shown({&meter, due, the.missed}, at, kRefresh);
+      due += testCase.step / 1000;
+      meter.record({&meter, due, testCase.missed}, at, kRefresh);
     }
     const JudderStatistics result = meter.statistics();
-    EXPECT_EQ(result.pictures, the.expected.pictures);
-    EXPECT_EQ(result.dropped, the.expected.dropped);
-    EXPECT_EQ(result.repeated, the.expected.repeated);
-    EXPECT_NEAR(result.averageMilliseconds, the.expected.averageMilliseconds, 0.01);
-    EXPECT_NEAR(result.mostMilliseconds, the.expected.mostMilliseconds, 0.01);
+    EXPECT_EQ(result.pictures, testCase.expected.pictures);
+    EXPECT_EQ(result.dropped, testCase.expected.dropped);
+    EXPECT_EQ(result.repeated, testCase.expected.repeated);
+    EXPECT_NEAR(result.averageMilliseconds, testCase.expected.averageMilliseconds, 0.01);
+    EXPECT_NEAR(result.percentile99Milliseconds, testCase.expected.percentile99Milliseconds, 0.01);
   }
 }
 

@@ -20,7 +20,7 @@ using platform::Error;
 constexpr platform::Duration kLimit = std::chrono::seconds(10);
 constexpr MemoryFrame::Yuv kWhite{235, 128, 128};
 
-/// A screen without a display, and a main thread that the tests turn by hand.
+/// A headless screen. The test thread runs the main queue.
 class ScreenTest : public testing::Test {
  protected:
   using Png = std::shared_ptr<const Bytes>;
@@ -31,7 +31,7 @@ class ScreenTest : public testing::Test {
                                       ScreenOptions{true, platform::Size{640, 360}, "Test"});
   }
 
-  /// Runs the main queue until `done` says so; false after the limit.
+  /// Runs the main queue until `done` returns true; returns false after a timeout.
   template <typename Done>
   bool runUntil(const Done& done) {
     const platform::TimePoint limit = clock.now() + kLimit;
@@ -51,12 +51,12 @@ class ScreenTest : public testing::Test {
   Png capture() {
     std::optional<Png> answer;
     screen->capture([&](Png png) { answer = std::move(png); });
-    EXPECT_FALSE(answer) << "answered from inside the call";
+    EXPECT_FALSE(answer) << "completed within the call";
     EXPECT_TRUE(runUntil([&] { return answer.has_value(); }));
     return answer.value_or(nullptr);
   }
 
-  /// Size of a PNG, and its pixel in the middle.
+  /// Size and center pixel of a PNG.
   struct Decoded {
     int width = 0;
     int height = 0;
@@ -86,7 +86,7 @@ class ScreenTest : public testing::Test {
   std::unique_ptr<Screen> screen;
 };
 
-TEST_F(ScreenTest, CapturesWhatTheNewestSceneShows) {
+TEST_F(ScreenTest, CapturesTheLatestScene) {
   screen->warmUp();
   ASSERT_TRUE(open());
   EXPECT_TRUE(screen->isOpen());
@@ -102,15 +102,15 @@ TEST_F(ScreenTest, CapturesWhatTheNewestSceneShows) {
   }
 }
 
-TEST_F(ScreenTest, OpensAgainAfterAClose) {
-  EXPECT_FALSE(capture()) << "before anything was started";
+TEST_F(ScreenTest, CanBeReopened) {
+  EXPECT_FALSE(capture()) << "before warmUp()";
   screen->warmUp();
-  EXPECT_FALSE(capture()) << "warmed up, never opened";
+  EXPECT_FALSE(capture()) << "before open()";
   const auto white = sceneOf({platform::FillElement{platform::kWhite}});
   for (int round = 0; round < 3; ++round) {
     ASSERT_TRUE(open());
-    ASSERT_TRUE(open()) << "open already";
-    EXPECT_EQ(decode(capture()).middle.brightness(), 0) << "the scene went with its window";
+    ASSERT_TRUE(open()) << "already open";
+    EXPECT_EQ(decode(capture()).middle.brightness(), 0) << "close() releases the scene";
     screen->setScene(std::make_shared<platform::Scene>(white));
     EXPECT_EQ(decode(capture()).middle.brightness(), 255);
     screen->close();
@@ -120,7 +120,7 @@ TEST_F(ScreenTest, OpensAgainAfterAClose) {
   }
 }
 
-TEST_F(ScreenTest, AnswersEachOpenOnceInOrder) {
+TEST_F(ScreenTest, CompletesEachOpenOnceInOrder) {
   std::vector<std::string> answers;
   const auto note = [&](const char* name) {
     return [&answers, name](const std::optional<Error>& error) {
@@ -138,7 +138,7 @@ TEST_F(ScreenTest, AnswersEachOpenOnceInOrder) {
   EXPECT_TRUE(screen->isOpen());
 }
 
-TEST_F(ScreenTest, AnswersWhatIsOpenWhenItGoes) {
+TEST_F(ScreenTest, CompletesPendingCallsWhenDestroyed) {
   std::optional<Error> openError;
   int captures = 0;
   screen->open([&](std::optional<Error> error) { openError = std::move(error); });
@@ -150,7 +150,7 @@ TEST_F(ScreenTest, AnswersWhatIsOpenWhenItGoes) {
   EXPECT_EQ(captures, 1);
 }
 
-TEST_F(ScreenTest, DriverThatIsNotThereFailsTheOpening) {
+TEST_F(ScreenTest, FailsToOpenWithAnUnknownDriver) {
   setenv("SDL_VIDEODRIVER", "no-such-driver", 1);
   std::optional<std::optional<Error>> answer;
   screen->open([&](std::optional<Error> error) { answer = std::move(error); });
@@ -159,12 +159,12 @@ TEST_F(ScreenTest, DriverThatIsNotThereFailsTheOpening) {
   EXPECT_EQ((*answer)->domain, box::kScreenErrorDomain);
   EXPECT_EQ((*answer)->code, static_cast<int>(ScreenErrorCode::NoDisplay));
   EXPECT_FALSE(screen->isOpen());
-  // Asked again, it tries again.
+  // Another open() tries again.
   setenv("SDL_VIDEODRIVER", "dummy", 1);
   EXPECT_TRUE(open());
 }
 
-TEST_F(ScreenTest, WithoutADisplayPicturesAreDrawnInMemory) {
+TEST_F(ScreenTest, DrawsInMemoryWithoutADisplay) {
   unsetenv("SDL_VIDEODRIVER");
   unsetenv("DISPLAY");
   unsetenv("WAYLAND_DISPLAY");
@@ -173,21 +173,21 @@ TEST_F(ScreenTest, WithoutADisplayPicturesAreDrawnInMemory) {
   EXPECT_TRUE(capture());
 }
 
-TEST_F(ScreenTest, DrawsNewPicturesAndNothingElse) {
+TEST_F(ScreenTest, DrawsNewPicturesOnly) {
   const auto video = std::make_shared<media::VideoFrames>();
   const std::uint64_t ticket = video->open();
   ASSERT_TRUE(open());
   screen->setScene(std::make_shared<platform::Scene>(sceneOf({platform::VideoElement{video}})));
-  ASSERT_TRUE(capture());  // everything before it has been drawn
+  ASSERT_TRUE(capture());  // all earlier changes have been drawn
   const auto idle = screen->statistics().frames;
   ASSERT_TRUE(capture());
-  EXPECT_EQ(screen->statistics().frames, idle) << "drew although nothing changed";
+  EXPECT_EQ(screen->statistics().frames, idle) << "drawn without a change";
 
   video->put(ticket, std::make_shared<MemoryFrame>(media::VideoFormat::NV12, 64, 36, kWhite));
   EXPECT_GE(decode(capture()).middle.brightness(), 250);
   EXPECT_EQ(screen->statistics().frames, idle + 1);
 
-  // A picture of a video that is no longer shown wakes nobody.
+  // A picture of a video that is no longer shown causes no frame.
   screen->setScene(
       std::make_shared<platform::Scene>(sceneOf({platform::FillElement{platform::kBlack}})));
   ASSERT_TRUE(capture());

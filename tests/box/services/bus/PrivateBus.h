@@ -10,9 +10,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace testing_surroundings {
+namespace testing_system_integration {
 
-/// A child process, whose first line of output says that it is up.
+/// A child process that prints a line as soon as it is ready.
 class Child {
  public:
   Child(std::vector<std::string> arguments, const std::string& systemBus = {}) {
@@ -49,12 +49,12 @@ class Child {
   int _output = -1;
 };
 
-/// The arguments of a message bus of the test's own, for a Child.
+/// The command line of a private bus daemon, for Child.
 inline std::vector<std::string> busDaemon(const std::string& address) {
   return {"dbus-daemon", "--session", "--nofork", "--print-address", "--address=" + address};
 }
 
-/// What a command prints, without the last line's end.
+/// Returns the output of a command without trailing newlines.
 inline std::string outputOf(const std::string& command) {
   FILE* const output = popen((command + " 2>&1").c_str(), "r");
   if (!output) return "";
@@ -65,4 +65,4 @@ inline std::string outputOf(const std::string& command) {
   return text;
 }
 
-}  // namespace testing_surroundings
+}  // namespace testing_system_integration

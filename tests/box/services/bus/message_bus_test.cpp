@@ -1,21 +1,21 @@
 #include <optional>
 
 #include "tests/box/services/bus/PrivateBus.h"
-#include "tests/box/services/door/DoorFixture.h"
+#include "tests/box/services/dbus/DBusServerFixture.h"
 
 namespace {
 
-using testing_door::Client;
-using testing_door::DoorFixture;
-using testing_surroundings::Child;
+using testing_dbus::Client;
+using testing_dbus::DBusServerFixture;
+using testing_system_integration::Child;
 
-/// A session bus of the test's own, and a caller on it.
-class MessageBus : public DoorFixture {
+/// A server with a private session bus, and a client of that bus.
+class MessageBus : public DBusServerFixture {
  protected:
   MessageBus() {
     if (const char* before = getenv("DBUS_SESSION_BUS_ADDRESS")) _before = before;
     setenv("DBUS_SESSION_BUS_ADDRESS", address().c_str(), 1);
-    options.bus = box::DoorOptions::Bus::Session;
+    options.bus = box::DBusServerOptions::Bus::Session;
   }
   ~MessageBus() override {
     sd_bus_close_unref(caller);
@@ -27,7 +27,7 @@ class MessageBus : public DoorFixture {
   }
   std::string address() const { return "unix:path=" + folder + "/bus"; }
   void startDaemon() {
-    daemon.emplace(testing_surroundings::busDaemon(address()));
+    daemon.emplace(testing_system_integration::busDaemon(address()));
     ASSERT_TRUE(daemon->waitForOutput());
     caller = sd_bus_close_unref(caller);
     ASSERT_GE(sd_bus_open_user(&caller), 0);
@@ -36,12 +36,12 @@ class MessageBus : public DoorFixture {
     return sd_bus_call_method(caller, kName, Client::kPath, "quorin.tvvorlane.Receiver1", method,
                               nullptr, reply, "sav", "x", 0);
   }
-  /// Calls until the door has its name on the bus.
-  testing::AssertionResult isAnswered() const {
+  /// Calls until the server owns its name.
+  testing::AssertionResult hasOwner() const {
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
     while (std::chrono::steady_clock::now() < end)
       if (call("GetProperty") >= 0) return testing::AssertionSuccess();
-    return testing::AssertionFailure() << "nobody has the name";
+    return testing::AssertionFailure() << "the name has no owner";
   }
 
   static constexpr const char* kName = "quorin.tvvorlane";
@@ -52,10 +52,10 @@ class MessageBus : public DoorFixture {
   std::optional<std::string> _before;
 };
 
-TEST_F(MessageBus, CarriesCallsAndEventsAsTheSocketDoes) {
+TEST_F(MessageBus, CarriesCallsAndEvents) {
   ASSERT_NO_FATAL_FAILURE(startDaemon());
-  openDoor();
-  ASSERT_TRUE(isAnswered());
+  openServer();
+  ASSERT_TRUE(hasOwner());
   sd_bus_message* reply = nullptr;
   ASSERT_GE(call("GetProperty", &reply), 0);
   std::int32_t status = -1;
@@ -64,48 +64,48 @@ TEST_F(MessageBus, CarriesCallsAndEventsAsTheSocketDoes) {
   sd_bus_message_unref(reply);
 
   bool heardEvent = false;
-  const auto hear = [](sd_bus_message*, void* flag, sd_bus_error*) {
+  const auto receive = [](sd_bus_message*, void* flag, sd_bus_error*) {
     *static_cast<bool*>(flag) = true;
     return 0;
   };
   sd_bus_match_signal(caller, nullptr, nullptr, Client::kPath, "quorin.tvvorlane.Receiver1",
-                      "Event", hear, &heardEvent);
+                      "Event", receive, &heardEvent);
   post("event");
   while (!heardEvent) {
     if (sd_bus_process(caller, nullptr) != 0) continue;
-    ASSERT_GT(sd_bus_wait(caller, 1000ULL * testing_door::kPatienceMilliseconds), 0);
+    ASSERT_GT(sd_bus_wait(caller, 1000ULL * testing_dbus::kPatienceMilliseconds), 0);
   }
-  EXPECT_EQ(client()->getProperty("x").error, "") << "the socket is there too";
+  EXPECT_EQ(client()->getProperty("x").error, "") << "the socket works too";
 }
 
-TEST_F(MessageBus, ComesAndGoesAndTakesNothingWithIt) {
-  openDoor();
+TEST_F(MessageBus, MayEndAndReturn) {
+  openServer();
   const auto peer = client();
   EXPECT_EQ(peer->getProperty("x").error, "");
-  EXPECT_EQ(lines("There is no session bus: No such file or directory"), 1);
+  EXPECT_EQ(lines("The session bus is not available: No such file or directory"), 1);
   for (int round = 1; round <= 2; ++round) {
     ASSERT_NO_FATAL_FAILURE(startDaemon());
-    EXPECT_TRUE(isAnswered());
-    EXPECT_EQ(lines("The session bus is there"), round);
+    EXPECT_TRUE(hasOwner());
+    EXPECT_EQ(lines("Connected to the session bus"), round);
     daemon.reset();
     post("event");
     EXPECT_EQ(peer->getProperty("x").error, "");
   }
-  EXPECT_EQ(lines("There is no session bus"), 1);
+  EXPECT_EQ(lines("The session bus is not available"), 1);
 }
 
-TEST_F(MessageBus, GivesTheNameToOneBoxAfterTheOther) {
+TEST_F(MessageBus, QueuesForTheName) {
   ASSERT_NO_FATAL_FAILURE(startDaemon());
   ASSERT_GE(sd_bus_request_name(caller, kName, 0), 0);
-  openDoor();
+  openServer();
   const auto peer = client();
   const auto end = clock.now() + std::chrono::seconds(20);
-  while (lines("Another process has the name quorin.tvvorlane") == 0) {
+  while (lines("Another process owns the name quorin.tvvorlane") == 0) {
     EXPECT_EQ(peer->getProperty("x").error, "");
     ASSERT_LT(clock.now(), end);
   }
   ASSERT_GE(sd_bus_release_name(caller, kName), 0);
-  EXPECT_TRUE(isAnswered());
+  EXPECT_TRUE(hasOwner());
 }
 
 }  // namespace

@@ -16,14 +16,14 @@
 
 namespace {
 
-TEST(InternetAvailability, IsWhatLeadsIntoTheInternet) {
+TEST(InternetAvailability, RequiresInternetConnectivity) {
   const struct {
     GNetworkConnectivity connectivity;
     bool networkAvailable;
     bool internet;
   } cases[] = {
       {G_NETWORK_CONNECTIVITY_FULL, true, true},
-      // A network manager that checks nothing says no more than local.
+      // Reported by network managers that do not check connectivity.
       {G_NETWORK_CONNECTIVITY_LOCAL, true, true},
       {G_NETWORK_CONNECTIVITY_LOCAL, false, false},
       {G_NETWORK_CONNECTIVITY_LIMITED, true, false},
@@ -35,11 +35,11 @@ TEST(InternetAvailability, IsWhatLeadsIntoTheInternet) {
   }
 }
 
-/// Tells what a test wants, from whatever thread that calls it.
+/// Reports the states that a test sets, on the calling thread.
 class ScriptedWatch final : public box::NetworkWatch {
  public:
-  explicit ScriptedWatch(std::function<void(bool)>& tell) : _tell(tell) {}
-  void start(std::function<void(bool)> tell) override { _tell = std::move(tell); }
+  explicit ScriptedWatch(std::function<void(bool)>& report) : _tell(report) {}
+  void start(std::function<void(bool)> report) override { _tell = std::move(report); }
   void stop() override {}
 
  private:
@@ -48,9 +48,9 @@ class ScriptedWatch final : public box::NetworkWatch {
 
 TEST(Network, PostsEachChangeOnTheMainThread) {
   sim::Box box;
-  std::function<void(bool)> tell;
+  std::function<void(bool)> report;
   auto network = std::make_unique<box::Network>(box.mainQueue(), box.notificationCenter(),
-                                                std::make_unique<ScriptedWatch>(tell));
+                                                std::make_unique<ScriptedWatch>(report));
   std::vector<bool> changes;
   const auto token = box.notificationCenter().addObserver(
       platform::TVSInternetAvailabilityDidChangeNotification, nullptr, [&](const auto&) {
@@ -58,38 +58,38 @@ TEST(Network, PostsEachChangeOnTheMainThread) {
         changes.push_back(network->internetAvailable());
       });
   network->start();
-  EXPECT_FALSE(network->internetAvailable()) << "nothing is known yet";
-  const auto tellFromElsewhere = [&](std::vector<bool> answers) {
+  EXPECT_FALSE(network->internetAvailable()) << "before the first report";
+  const auto reportFromAnotherThread = [&](std::vector<bool> answers) {
     std::thread([&] {
-      for (const bool answer : answers) tell(answer);
+      for (const bool answer : answers) report(answer);
     }).join();
   };
-  tellFromElsewhere({false});
+  reportFromAnotherThread({false});
   box.run();
-  EXPECT_EQ(changes, std::vector<bool>()) << "that is no change";
-  tellFromElsewhere({true, true, false, true});
-  EXPECT_FALSE(network->internetAvailable()) << "the main thread has not heard of it";
+  EXPECT_EQ(changes, std::vector<bool>()) << "no change";
+  reportFromAnotherThread({true, true, false, true});
+  EXPECT_FALSE(network->internetAvailable()) << "before the main queue has run";
   box.run();
   EXPECT_EQ(changes, (std::vector<bool>{true, false, true}));
 
-  // What is on its way when the network goes reaches nobody.
-  tellFromElsewhere({false});
+  // A pending report is dropped with the network.
+  reportFromAnotherThread({false});
   network.reset();
   box.run();
   EXPECT_EQ(changes.size(), 3U);
 }
 
-TEST(GioNetworkWatch, TellsOnAThreadOfItsOwnAndEnds) {
-  // The kernel's routes are the same for whoever asks, and no daemon is needed.
+TEST(GioNetworkWatch, ReportsOnItsOwnThreadAndStops) {
+  // The netlink monitor needs no daemon.
   setenv("GIO_USE_NETWORK_MONITOR", "netlink", 1);
   box::GioNetworkWatch watch;
   watch.stop();
-  std::promise<std::pair<bool, std::thread::id>> told;
+  std::promise<std::pair<bool, std::thread::id>> reported;
   std::atomic<bool> first = true;
   watch.start([&](bool available) {
-    if (first.exchange(false)) told.set_value({available, std::this_thread::get_id()});
+    if (first.exchange(false)) reported.set_value({available, std::this_thread::get_id()});
   });
-  const auto [available, thread] = told.get_future().get();
+  const auto [available, thread] = reported.get_future().get();
   watch.stop();
   GNetworkMonitor* const monitor = g_network_monitor_get_default();
   EXPECT_EQ(available, g_network_monitor_get_network_available(monitor) != FALSE);
@@ -97,7 +97,7 @@ TEST(GioNetworkWatch, TellsOnAThreadOfItsOwnAndEnds) {
   EXPECT_NE(thread, std::this_thread::get_id());
 }
 
-TEST(GioNetworkWatch, EndsAtOnceAfterItsStart) {
+TEST(GioNetworkWatch, CanStopImmediatelyAfterStart) {
   for (int count = 0; count < 20; ++count) {
     box::GioNetworkWatch watch;
     watch.start([](bool) {});

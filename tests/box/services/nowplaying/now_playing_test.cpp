@@ -1,7 +1,7 @@
 #include <cmath>
 #include <span>
 
-#include "tests/box/services/SurroundingsFixture.h"
+#include "tests/box/services/SystemIntegrationFixture.h"
 
 namespace {
 
@@ -9,7 +9,7 @@ using platform::Dictionary;
 using platform::RemoteCommand;
 using platform::RemotePlayback;
 
-/// A player that does what it is told, in zero time.
+/// A player that executes commands immediately.
 class Player final : public platform::RemoteCommandTarget {
  public:
   void handleRemoteCommand(const RemoteCommand& command) override {
@@ -33,7 +33,7 @@ class Player final : public platform::RemoteCommandTarget {
                           .volume = 0.5};
 };
 
-class NowPlaying : public testing_surroundings::SurroundingsFixture {
+class NowPlaying : public testing_system_integration::SystemIntegrationFixture {
  protected:
   void makeWithPlayer() {
     make();
@@ -41,7 +41,7 @@ class NowPlaying : public testing_surroundings::SurroundingsFixture {
     player.service = &service();
     token = service().addRemoteCommandTarget(player);
   }
-  box::NowPlaying& service() { return surroundings->nowPlaying(); }
+  box::NowPlaying& service() { return integration->nowPlaying(); }
   std::string playerctl(const std::string& arguments) {
     return run("playerctl --player=tvvorlane " + arguments);
   }
@@ -70,7 +70,7 @@ class NowPlaying : public testing_surroundings::SurroundingsFixture {
   platform::Token token;
 };
 
-TEST_F(NowPlaying, IsReadAndControlledByARealClient) {
+TEST_F(NowPlaying, WorksWithAnMprisClient) {
   startSession();
   makeWithPlayer();
   service().setNowPlayingInfo({{"TVSNowPlayingTitle", "Grüße"},
@@ -117,14 +117,14 @@ TEST_F(NowPlaying, IsReadAndControlledByARealClient) {
     EXPECT_NEAR(player.commands[0].second, one.value, 1e-6) << one.arguments;
   }
   untilPlayerctl("position", "47.500000");
-  // Beyond the end there is nothing to seek to.
+  // A position beyond the end is ignored.
   player.commands.clear();
   playerctl("position 300");
   playerctl("play");
   untilPlayerctl("status", "Playing");
   EXPECT_EQ(player.commands.size(), 1U);
 
-  // Another thing without a picture, and then nothing.
+  // A track without artwork, then the end of eligibility.
   service().setNowPlayingInfo({{"TVSNowPlayingTitle", "Other"}}, 1);
   untilPlayerctl("metadata title", "Other");
   EXPECT_TRUE(pictures().empty());
@@ -132,11 +132,11 @@ TEST_F(NowPlaying, IsReadAndControlledByARealClient) {
   untilPlayerctl("status", "No players found");
 }
 
-TEST_F(NowPlaying, TellsOfJumpsAndOfChangesButNotOfTime) {
+TEST_F(NowPlaying, SignalsJumpsAndChangesButNoProgress) {
   startSession();
   connect("session");
-  std::vector<std::string> heard;
-  const auto hear = [](sd_bus_message* message, void* list, sd_bus_error*) {
+  std::vector<std::string> received;
+  const auto receive = [](sd_bus_message* message, void* list, sd_bus_error*) {
     std::string line = sd_bus_message_get_member(message);
     std::int64_t position = 0;
     const char* text = nullptr;
@@ -156,15 +156,15 @@ TEST_F(NowPlaying, TellsOfJumpsAndOfChangesButNotOfTime) {
     return 0;
   };
   ASSERT_GE(sd_bus_match_signal(client, nullptr, nullptr, "/org/mpris/MediaPlayer2", nullptr,
-                                nullptr, hear, &heard),
+                                nullptr, receive, &received),
             0);
   makeWithPlayer();
   untilPlayerctl("status", "Paused");
-  // Each step, and all that it is to bring, in order. The first publication is the object itself.
+  // Each step with all signals that it must cause, in order. The object is published before.
   const struct {
     std::function<void()> step;
-    std::vector<std::string> brings;
-  } steps[] = {
+    std::vector<std::string> signals;
+  } preparations[] = {
       {[&] {
          service().setNowPlayingInfo({{"TVSNowPlayingTitle", "A"}}, 0);
        },
@@ -184,16 +184,16 @@ TEST_F(NowPlaying, TellsOfJumpsAndOfChangesButNotOfTime) {
         "CanPause CanSeek",
         "Seeked 0"}},
   };
-  for (const auto& one : steps) {
-    heard.clear();
+  for (const auto& one : preparations) {
+    received.clear();
     one.step();
-    until("what it brings", [&] {
+    until("the signals", [&] {
       while (sd_bus_process(client, nullptr) > 0) {
       }
-      return heard.size() >= one.brings.size();
+      return received.size() >= one.signals.size();
     });
-    // Nothing else is on its way once the object has answered, twice since tasks and calls of its
-    // thread take turns.
+    // Two round trips ensure that no other signal follows: tasks and calls of the service thread
+    // alternate.
     for (int count = 0; count < 2; ++count) {
       mainQueue.runDue();
       EXPECT_GE(
@@ -203,11 +203,11 @@ TEST_F(NowPlaying, TellsOfJumpsAndOfChangesButNotOfTime) {
     }
     while (sd_bus_process(client, nullptr) > 0) {
     }
-    EXPECT_EQ(heard, one.brings);
+    EXPECT_EQ(received, one.signals);
   }
 }
 
-TEST_F(NowPlaying, RunsWithTheTimeStampAndTheRateItWasGiven) {
+TEST_F(NowPlaying, ExtrapolatesFromTimestampAndRate) {
   box::NowPlaying shown(mainQueue, clock);
   const auto ago = [&](double seconds) {
     return platform::Date{clock.date().secondsSince1970 - seconds};
@@ -221,12 +221,12 @@ TEST_F(NowPlaying, RunsWithTheTimeStampAndTheRateItWasGiven) {
   EXPECT_NEAR(position(), 100, 1);
   shown.setNowPlayingInfo(
       {{"TVSNowPlayingElapsedTime", 100.0}, {"TVSNowPlayingTimestamp", ago(10)}}, 0);
-  EXPECT_NEAR(position(), 120, 1) << "at twice the speed";
+  EXPECT_NEAR(position(), 120, 1) << "10 s at twice the speed";
   EXPECT_NEAR(shown.state().positionAt(clock.now() + std::chrono::seconds(5)), 130, 1);
-  EXPECT_EQ(shown.state().positionAt(clock.now() + std::chrono::hours(1)), 500) << "not further";
+  EXPECT_EQ(shown.state().positionAt(clock.now() + std::chrono::hours(1)), 500) << "clamped";
   shown.setPlaybackState(platform::NowPlayingPlaybackState::Paused);
   EXPECT_NEAR(shown.state().positionAt(clock.now() + std::chrono::seconds(5)), 120, 1);
-  // What is no time, and what is no text, is not shown.
+  // Invalid numbers and texts are ignored or replaced.
   shown.setNowPlayingInfo({{"TVSNowPlayingElapsedTime", std::nan("")},
                            {"TVSNowPlayingDuration", std::nan("")},
                            {"TVSNowPlayingTitle", std::string("a\xFF")},
@@ -238,41 +238,42 @@ TEST_F(NowPlaying, RunsWithTheTimeStampAndTheRateItWasGiven) {
   EXPECT_EQ(shown.state().artist, "");
 }
 
-TEST_F(NowPlaying, GoesOnWithoutTheNameAndHasItOnceItIsFree) {
+TEST_F(NowPlaying, QueuesForItsName) {
   startSession();
   makeWithPlayer();
   untilPlayerctl("status", "Paused");
-  box::SurroundingsOptions others = options;
+  box::SystemIntegrationOptions others = options;
   others.runtimeFolder += "2";
-  auto second = std::make_unique<box::Surroundings>(mainQueue, clock, others, sleepStep);
+  auto second =
+      std::make_unique<box::SystemIntegration>(mainQueue, clock, others, sleepPreparation);
   second->start();
   second->nowPlaying().setEligible(true);
-  untilLogged("Another process has the name org.mpris.MediaPlayer2.tvvorlane");
-  EXPECT_EQ(playerctl("status"), "Paused") << "still the first one";
+  untilLogged("Another process owns the name org.mpris.MediaPlayer2.tvvorlane");
+  EXPECT_EQ(playerctl("status"), "Paused") << "the first one still owns the name";
   service().setEligible(false);
   untilPlayerctl("status", "Stopped");
 }
 
-TEST_F(NowPlaying, ComesAndGoesWithTheBus) {
+TEST_F(NowPlaying, FollowsTheBus) {
   makeWithPlayer();
-  untilLogged("There is no session bus: No such file or directory");
+  untilLogged("The session bus is not available: No such file or directory");
   for (int count = 1; count <= 2; ++count) {
     startSession();
-    untilLogged("The session bus is there", count);
+    untilLogged("Connected to the session bus", count);
     untilPlayerctl("status", "Paused");
     session.reset();
-    untilLogged("The session bus has ended", count);
+    untilLogged("Disconnected from the session bus", count);
   }
   EXPECT_EQ(lines("session bus"), 5);
 }
 
-TEST_F(NowPlaying, NoticesABusInAFolderThatComesLater) {
+TEST_F(NowPlaying, DetectsABusInAFolderThatIsCreatedLater) {
   options.sessionBus = address("later/on/session");
   make();
-  untilLogged("There is no session bus");
+  untilLogged("The session bus is not available");
   std::filesystem::create_directories(folder + "/later/on");
   startBus(session, "later/on/session");
-  untilLogged("The session bus is there");
+  untilLogged("Connected to the session bus");
 }
 
 }  // namespace

@@ -1,10 +1,10 @@
-#include "tests/box/services/SurroundingsFixture.h"
+#include "tests/box/services/SystemIntegrationFixture.h"
 
 namespace {
 
-using testing_surroundings::Child;
+using testing_system_integration::Child;
 
-class Power : public testing_surroundings::SurroundingsFixture {
+class Power : public testing_system_integration::SystemIntegrationFixture {
  protected:
   std::string written() const {
     std::ifstream file(folder + "/written");
@@ -15,40 +15,40 @@ class Power : public testing_surroundings::SurroundingsFixture {
   }
 };
 
-TEST_F(Power, SleepWaitsForTheStepAndForNoLonger) {
+TEST_F(Power, DelaysSleepForThePreparationUpToTheTimeout) {
   startLogind();
   std::function<void()> finish;
-  int steps = 0;
-  sleepStep = [&](const auto& done) {
-    ++steps;
+  int preparations = 0;
+  sleepPreparation = [&](const auto& done) {
+    ++preparations;
     finish = done;
   };
-  options.sleepStepLimit = std::chrono::milliseconds(200);
+  options.sleepPreparationTimeout = std::chrono::milliseconds(200);
   make();
-  // Each is one sleep: the step that is done in time, and the one that never is.
+  // The first preparation finishes in time, the second one never.
   for (const bool inTime : {true, false}) {
     untilInhibitors("sleep/delay");
     finish = nullptr;
     prepareForSleep(1);
-    until("the step", [&] { return finish != nullptr; });
+    until("the preparation", [&] { return finish != nullptr; });
     if (inTime) {
-      EXPECT_EQ(lines("takes too long"), 0);
+      EXPECT_EQ(lines("timed out"), 0);
       finish();
     }
     untilInhibitors("");
     prepareForSleep(0);
   }
   untilInhibitors("sleep/delay");
-  EXPECT_EQ(steps, 2);
-  EXPECT_EQ(lines("takes too long"), 1);
-  EXPECT_EQ(lines("The device is awake again"), 2);
+  EXPECT_EQ(preparations, 2);
+  EXPECT_EQ(lines("timed out"), 1);
+  EXPECT_EQ(lines("The device has resumed"), 2);
 }
 
-TEST_F(Power, HoldsTheDeviceOffWhileThatIsWanted) {
+TEST_F(Power, HoldsInhibitorsWhileTheyAreWanted) {
   options.pauseLimit = std::chrono::milliseconds(50);
   startLogind();
   make();
-  auto& power = surroundings->powerManager();
+  auto& power = integration->powerManager();
   std::uint32_t one = 0;
   std::uint32_t other = 0;
   EXPECT_EQ(power.createAssertion({}, &one), 0U);
@@ -57,7 +57,7 @@ TEST_F(Power, HoldsTheDeviceOffWhileThatIsWanted) {
   untilInhibitors("idle/block sleep/block sleep/delay");
   power.releaseAssertion(one);
   power.releaseAssertion(one);
-  // Asked for while logind takes none, it is there after the sleep.
+  // An assertion that is created during sleep takes effect afterwards.
   prepareForSleep(1);
   untilLogged("going to sleep");
   power.releaseAssertion(other);
@@ -67,20 +67,20 @@ TEST_F(Power, HoldsTheDeviceOffWhileThatIsWanted) {
   untilInhibitors("idle/block sleep/block sleep/delay");
   power.releaseAssertion(one);
   untilInhibitors("sleep/delay");
-  // What plays.
-  surroundings->systemService().setVorlaneSessionActive(true);
+  // Active playback.
+  integration->systemService().setVorlaneSessionActive(true);
   untilInhibitors("idle/block sleep/delay");
-  // logind dies, and comes back.
+  // logind ends and returns.
   logind.reset();
-  untilLogged("There is no logind");
+  untilLogged("logind is not available");
   startLogind();
   untilInhibitors("idle/block sleep/delay");
-  EXPECT_EQ(lines("logind is there"), 1);
-  surroundings->systemService().setVorlaneSessionActive(false);
+  EXPECT_EQ(lines("logind is available"), 1);
+  integration->systemService().setVorlaneSessionActive(false);
   untilInhibitors("sleep/delay");
 }
 
-TEST_F(Power, GoesOnWhereLogindRefuses) {
+TEST_F(Power, LogsRefusalsOfLogind) {
   startLogind();
   ASSERT_GE(sd_bus_call_method(
                 client, "org.freedesktop.login1", "/org/freedesktop/login1",
@@ -89,13 +89,13 @@ TEST_F(Power, GoesOnWhereLogindRefuses) {
                 "raise dbus.exceptions.DBusException('not you', name='org.example.Refused')"),
             0);
   make();
-  untilLogged("logind refuses to delay sleep: not you");
-  surroundings->systemService().setVorlaneSessionActive(true);
-  untilLogged("logind refuses to block idle: not you");
+  untilLogged("logind rejected an inhibitor (delay sleep): not you");
+  integration->systemService().setVorlaneSessionActive(true);
+  untilLogged("logind rejected an inhibitor (block idle): not you");
   EXPECT_EQ(lines("logind"), 2);
 }
 
-TEST_F(Power, TellsLogindThatSomebodyIsThere) {
+TEST_F(Power, ClearsTheIdleHintOfLogind) {
   startLogind();
   const std::string mock = "busctl --address=" + address("system") +
                            " call org.freedesktop.login1 /org/freedesktop/login1";
@@ -107,36 +107,38 @@ TEST_F(Power, TellsLogindThatSomebodyIsThere) {
             "");
   make();
   untilInhibitors("sleep/delay");
-  surroundings->systemService().wakeSystem(0);
-  until("it is told", [&] {
+  integration->systemService().wakeSystem(0);
+  until("SetIdleHint", [&] {
     return run(mock + "/session/auto org.freedesktop.DBus.Mock GetMethodCalls s SetIdleHint")
         .ends_with(" 1 b false");
   });
 }
 
-TEST_F(Power, StaysAwakeForWhatPlaysAndForAShortPause) {
+TEST_F(Power, StaysAwakeDuringPlaybackAndAShortPause) {
   platform::MainQueue& queue = mainQueue;
-  std::vector<std::pair<bool, bool>> told;
-  box::StayAwake awake(queue, std::chrono::milliseconds(30),
-                       [&](const auto& wish) { told.emplace_back(wish.device, wish.screen); });
+  std::vector<std::pair<bool, bool>> reported;
+  box::SleepPolicy awake(queue, std::chrono::milliseconds(30), [&](const auto& inhibitions) {
+    reported.emplace_back(inhibitions.device, inhibitions.screen);
+  });
   awake.setPresenting(true);
-  EXPECT_TRUE(told.empty()) << "nothing plays";
+  EXPECT_TRUE(reported.empty()) << "no active session";
   awake.setSessionActive(true);
   awake.setPresenting(false);
   awake.setPresenting(true);
   awake.setPaused(true);
   awake.setPaused(false);
   awake.setPaused(true);
-  EXPECT_EQ(told, (std::vector<std::pair<bool, bool>>{{true, true}, {true, false}, {true, true}}));
-  told.clear();
-  until("it has been paused for long", [&] { return !told.empty(); });
+  EXPECT_EQ(reported,
+            (std::vector<std::pair<bool, bool>>{{true, true}, {true, false}, {true, true}}));
+  reported.clear();
+  until("the pause limit", [&] { return !reported.empty(); });
   awake.setPaused(false);
   awake.setSessionActive(false);
-  EXPECT_EQ(told,
+  EXPECT_EQ(reported,
             (std::vector<std::pair<bool, bool>>{{false, false}, {true, true}, {false, false}}));
 }
 
-TEST_F(Power, KeepsTheScreenSaverAwayAndWakesTheDisplay) {
+TEST_F(Power, InhibitsTheScreenSaverAndWakesTheDisplay) {
   startSession();
   const std::string script = R"(
 import dbus, dbus.service, dbus.mainloop.glib
@@ -162,66 +164,66 @@ print('ready', flush=True)
 GLib.MainLoop().run()
 )";
   make();
-  surroundings->setPresenting(true);
-  surroundings->systemService().setVorlaneSessionActive(true);
-  // It comes when something plays already.
+  integration->setPresenting(true);
+  integration->systemService().setVorlaneSessionActive(true);
+  // The screen saver service starts during playback.
   const Child saver({"/usr/bin/python3", "-c", script}, "");
   ASSERT_TRUE(saver.waitForOutput());
-  until("kept away", [&] { return written() == "I"; });
-  surroundings->setPresenting(false);
-  until("let go", [&] { return written() == "IU7"; });
-  surroundings->systemService().wakeSystem(0);
-  until("woken", [&] { return written() == "IU7A"; });
-  for (int count = 0; count < 100; ++count) surroundings->systemService().triggerUserActivity();
-  surroundings->setPresenting(true);
-  until("once for many reports", [&] { return written() == "IU7AAI"; });
+  until("Inhibit", [&] { return written() == "I"; });
+  integration->setPresenting(false);
+  until("UnInhibit", [&] { return written() == "IU7"; });
+  integration->systemService().wakeSystem(0);
+  until("SimulateUserActivity", [&] { return written() == "IU7A"; });
+  for (int count = 0; count < 100; ++count) integration->systemService().triggerUserActivity();
+  integration->setPresenting(true);
+  until("Inhibit, without more activity", [&] { return written() == "IU7AAI"; });
 }
 
-TEST_F(Power, RunsTheAdministratorsCommands) {
+TEST_F(Power, RunsTheConfiguredCommands) {
   options.onActive = writes("a");
   options.onIdle = writes("i") + "; exit 3";
   options.idleDelay = std::chrono::milliseconds(30);
   make();
-  auto& service = surroundings->systemService();
+  auto& service = integration->systemService();
   const auto begin = [&] {
     service.wakeSystem(0);
     service.setVorlaneSessionActive(true);
   };
   begin();
-  until("on", [&] { return written() == "a"; });
-  // The next item of the same sender.
+  until("onActive", [&] { return written() == "a"; });
+  // The sender continues with another item.
   service.setVorlaneSessionActive(false);
   begin();
   service.setVorlaneSessionActive(false);
-  until("off", [&] { return written() == "ai"; });
-  untilLogged("ends with status 3");
+  until("onIdle", [&] { return written() == "ai"; });
+  untilLogged("exited with status 3");
   begin();
-  until("on again", [&] { return written() == "aia"; });
+  until("onActive again", [&] { return written() == "aia"; });
 }
 
-TEST_F(Power, RunsTheCommandForIdleWhenTheBoxEnds) {
+TEST_F(Power, RunsTheIdleCommandAtShutdown) {
   options.onActive = writes("a");
   options.onIdle = writes("i");
   options.idleDelay = std::chrono::hours(1);
   make();
-  surroundings->systemService().wakeSystem(0);
-  surroundings->beginEnd();
-  surroundings->stop(std::chrono::seconds(20));
+  integration->systemService().wakeSystem(0);
+  integration->beginShutdown();
+  integration->stop(std::chrono::seconds(20));
   EXPECT_EQ(written(), "ai");
 }
 
-TEST_F(Power, EndsACommandThatHangsAndRunsTheLastOneThatWaits) {
+TEST_F(Power, KillsAHungCommandAndRunsTheLastWaitingOne) {
   options.onActive = writes("a") + "; while :; do sleep 100; done";
   options.onIdle = writes("i");
   options.idleDelay = {};
-  options.commandLimit = std::chrono::milliseconds(300);
+  options.commandTimeout = std::chrono::milliseconds(300);
   make();
-  auto& service = surroundings->systemService();
+  auto& service = integration->systemService();
   service.wakeSystem(0);
-  until("it runs", [&] { return written() == "a"; });
+  until("onActive", [&] { return written() == "a"; });
   service.setVorlaneSessionActive(false);
-  untilLogged("takes too long and is ended");
-  until("the next one", [&] { return written() == "ai"; });
+  untilLogged("timed out and is killed");
+  until("onIdle", [&] { return written() == "ai"; });
 }
 
 }  // namespace
