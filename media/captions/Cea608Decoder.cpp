@@ -85,7 +85,7 @@ void Cea608Decoder::restart() {
   _displayed = {};
   _hidden = {};
   _control = 0;
-  _text.clear();
+  _lastText.clear();
 }
 
 void Cea608Decoder::feed(double seconds, std::uint8_t first, std::uint8_t second) {
@@ -217,9 +217,9 @@ void Cea608Decoder::_backspace() {
 
 void Cea608Decoder::_emitCue(double seconds) {
   std::string text = _textOf(_displayed);
-  if (text == _text) return;
-  _text = std::move(text);
-  _onCue({seconds, SubtitleCue::kUntilNext, _text});
+  if (text == _lastText) return;
+  _lastText = std::move(text);
+  _onCue({seconds, SubtitleCue::kUntilNext, _lastText});
 }
 
 std::string Cea608Decoder::_textOf(const Page& page) const {

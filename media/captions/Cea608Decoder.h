@@ -57,7 +57,7 @@ class Cea608Decoder {
   std::size_t _column = 0;
   std::size_t _height = 0;  // roll-up rows
   int _control = 0;  // the last pair if it was a control code, else 0: control codes are sent twice
-  std::string _text;  // of the last cue
+  std::string _lastText;
 };
 
 }  // namespace media

@@ -255,8 +255,7 @@ void EngineLoad::_receive(const PipelineEvent& event) {
   } else if (event.kind == Kind::Seek && event.seekSerial == _seekSerial) {
     _seekDestination.reset();
   }
-  // Before Ready only a failure and buffering facts are reported; of a prepared load only a
-  // failure.
+  // Before Ready only failures and buffering facts are reported; of a prepared load only failures.
   if (!_ready && event.kind != Kind::Fail && (event.kind != Kind::Facts || _held)) return;
   // Last statement: the callback may end this load.
   _setup.onEvent(*this, event);

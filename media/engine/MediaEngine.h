@@ -73,8 +73,7 @@ class MediaEngine final : public platform::MediaEngine {
   void refresh();
   bool isSeeking() const;
   PositionClock::Point positionPoint() const;
-  /// Calls `done` on another thread after all earlier requests have been handled; at once if
-  /// nothing is loaded.
+  /// Calls `done` on another thread after all earlier requests; at once if nothing is loaded.
   void ping(std::function<void()> done);
 
  private:

@@ -20,8 +20,7 @@ void addTimeline(const streaming::StreamedItem& item, double position, platform:
 /// Returns the position of `date`, or nullopt if the item is null, is not open, or has no dates.
 std::optional<double> positionOfDate(const streaming::StreamedItem* item, platform::Date date);
 
-/// Converts the loaded byte ranges of a plain resource to time ranges, in proportion to its
-/// duration.
+/// Converts loaded byte ranges of a plain resource to time ranges, in proportion to its duration.
 std::vector<platform::TimeRange> timeRangesOf(const std::vector<streaming::ByteSpan>& loaded,
                                               std::uint64_t size, double duration);
 

@@ -139,11 +139,9 @@ struct ItemRequestEvent {
   std::string url;
   platform::Dictionary details;
 };
-/// Cancels a request.
 struct CancelRequestEvent {
   std::uint64_t requestID = 0;
 };
-/// A change of SubtitleCues.
 struct TextEvent {
   TextChange change;
 };

@@ -24,7 +24,6 @@ namespace media {
 /// Threads: one at a time.
 class WireReader {
  public:
-  /// How deep containers may be nested.
   static constexpr int kDepthLimit = 32;
   /// How many property-list values a message may have: a value needs more memory than its encoding.
   static constexpr std::size_t kValueLimit = 200'000;

@@ -22,7 +22,6 @@ struct EventMessage {
   std::vector<std::uint8_t> data;
 };
 
-/// An `emsg` box.
 struct EventBox {
   EventMessage message;
   /// Media time if `isAbsolute`, otherwise relative to the following segment or fragment.

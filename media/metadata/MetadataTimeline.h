@@ -23,12 +23,11 @@ class MetadataTimeline {
   static constexpr std::size_t kGroupLimit = 2000;
 
   /// Adds a group of items and sets their time to `seconds`. It replaces a group of the same time.
-  /// Events are merged instead: they occur in the audio and in the video track, and again after a
-  /// seek.
+  /// Events are merged: they occur in the audio and in the video track, and again after a seek.
   void add(Source source, double seconds, Items items);
   /// Returns, for each source, the newest group that has begun.
   Items at(double seconds) const;
-  /// Returns when the result of at() changes next.
+  /// Returns when the result of at() changes next after `seconds`.
   std::optional<double> nextAfter(double seconds) const;
 
   /// The item is a radio station; its titles are sent in the audio stream.

@@ -38,7 +38,7 @@ class TransportMetadata {
   void _emitUnit();
 
   const Found _found;
-  std::vector<std::uint8_t> _partialPacket;  // an incomplete packet
+  std::vector<std::uint8_t> _partialPacket;
   std::optional<std::uint16_t> _programPID;
   std::optional<std::uint16_t> _metadataPID;
   std::set<std::uint16_t> _timedPIDs;

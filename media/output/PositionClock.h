@@ -23,17 +23,14 @@ class PositionClock {
     platform::TimePoint at{};  ///< while running: when the position was `seconds`
   };
 
-  /// `changed` may be empty. It is called after hold(), run() and correct(), on the caller's
-  /// thread.
+  /// `changed` may be empty. hold(), run() and correct() call it after their change.
   explicit PositionClock(const platform::Clock& clock, std::function<void()> changed = {})
       : _clock(clock), _changed(std::move(changed)) {}
 
-  /// Stops the clock at `seconds`.
   void hold(double seconds);
   /// Runs from `seconds` at `rate`; the position stays within `first` and `last`.
   void run(double seconds, double rate, double first, double last);
-  /// Corrects the position by a picture with this time that has just become due. Ignored while
-  /// stopped.
+  /// Corrects the position by a picture that has just become due. Ignored while stopped.
   void observe(double seconds);
   /// Corrects the position by one that comes from another source than a picture.
   void correct(double seconds);

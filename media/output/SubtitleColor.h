@@ -15,7 +15,6 @@ std::optional<platform::Color> colorOf(std::string_view text);
 /// if there is no number, or one of more than a few dozen characters.
 std::optional<double> takeNumber(std::string_view& text);
 
-/// Removes white space at both ends.
 std::string_view trimmed(std::string_view text);
 
 }  // namespace media

@@ -89,7 +89,6 @@ struct SubtitleCue {
 void bound(SubtitleCue& cue);
 /// Removes white space at both ends and adapts the spans.
 void trim(SubtitleCue& cue);
-/// Returns the bytes of the images.
 std::size_t imageBytesOf(const SubtitleCue& cue);
 /// Returns an estimate of the bytes of the whole cue.
 std::size_t bytesOf(const SubtitleCue& cue);

@@ -75,7 +75,6 @@ std::optional<bool> flag(const platform::Dictionary& rule, std::string_view key)
   return number ? std::optional(number->boolValue()) : std::nullopt;
 }
 
-/// Removes the comments.
 std::string withoutComments(std::string_view css) {
   std::string text;
   while (!css.empty()) {

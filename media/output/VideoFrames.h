@@ -76,8 +76,7 @@ class VideoFrames final : public platform::VideoOutput {
  public:
   std::string className() const override { return "VideoFrames"; }
 
-  /// `wakeup` is called after latest() has changed, also to null, and when the texts may have
-  /// changed.
+  /// `wakeup` is called after latest() has changed, also to null, or the texts have changed.
   void setWakeup(std::function<void()> wakeup);
 
   /// Returns the newest picture that is due, or null.
@@ -95,11 +94,9 @@ class VideoFrames final : public platform::VideoOutput {
   std::uint64_t open(std::uint64_t ticket);
   /// Ignored unless the ticket is the open one or the newest reserved one.
   void put(std::uint64_t ticket, std::shared_ptr<const VideoFrame> frame);
-  /// Reports a change of the texts of this load.
   void textsDidChange(std::uint64_t ticket);
   /// Ends the load: its pictures are not shown, kept or accepted any more.
   void close(std::uint64_t ticket);
-  /// Ends the open load.
   void close();
 
  private:
@@ -111,7 +108,7 @@ class VideoFrames final : public platform::VideoOutput {
   std::uint64_t _lastTicket = 0;
   std::uint64_t _open = 0;
   std::uint64_t _reserved = 0;
-  std::shared_ptr<const VideoFrame> _reservedFrame;  // of the reserved load
+  std::shared_ptr<const VideoFrame> _reservedFrame;
   // Held while the wake-up runs. Separate from `_mutex`, so that latest() does not wait for it.
   std::mutex _wakeupMutex;
   std::function<void()> _wakeup;

@@ -58,7 +58,6 @@ EngineServer::EngineServer(platform::MainQueue& queue, const platform::Clock& cl
 }
 
 EngineServer::~EngineServer() {
-  // Queued tasks do nothing from here on.
   _alive.reset();
   _engine->setObserver(nullptr);
   _link.reset();
@@ -79,8 +78,7 @@ void EngineServer::_receive(std::span<const std::byte> message) {
 
 void EngineServer::_execute(const NumberedCommand& command) {
   std::visit([this](const auto& each) { _do(each); }, command.command);
-  // The acknowledgement is sent by way of the pipeline's thread: it shows that this is responsive,
-  // too.
+  // Sent by way of the pipeline's thread: it shows that this thread is responsive, too.
   _engine->ping(
       [&queue = _queue, alive = std::weak_ptr<bool>(_alive), this, number = command.number] {
         queue.async([alive, this, number] {

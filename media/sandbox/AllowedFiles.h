@@ -15,7 +15,7 @@ struct AllowedFiles {
   std::vector<std::string> sockets;
 };
 
-/// Returns what is needed to play media, according to the options, the environment and the user id.
+/// Returns what is needed to play media, by the options, the environment and the user id.
 AllowedFiles allowedFiles(const SandboxOptions& options);
 
 }  // namespace media

@@ -16,7 +16,6 @@ namespace media {
 /// the current codec data. Returns null if the codec is not supported.
 GstRef<GstCaps> capsOf(const AVStream& stream, std::span<const std::uint8_t> setup);
 
-/// Returns the caps of an audio stream.
 GstRef<GstCaps> soundCapsOf(const AVCodecParameters& parameters,
                             std::span<const std::uint8_t> setup);
 

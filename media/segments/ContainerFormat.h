@@ -9,7 +9,6 @@
 
 namespace media {
 
-/// Container formats of segments.
 enum class ContainerFormat {
   MP4,
   TransportStream,
@@ -28,7 +27,6 @@ std::optional<ContainerFormat> containerFormatOf(std::span<const std::uint8_t> h
 /// How many bytes containerFormatOf() needs at most.
 inline constexpr std::size_t kFormatProbeBytes = 2048;
 
-/// Returns the name of libavformat's demuxer.
 const char* demuxerName(ContainerFormat format);
 /// Returns whether the format is packed audio: audio frames without time stamps.
 bool isPackedAudio(ContainerFormat format);

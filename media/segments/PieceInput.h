@@ -22,7 +22,6 @@ class PieceInput {
   PieceInput(const PieceInput&) = delete;
   PieceInput& operator=(const PieceInput&) = delete;
 
-  /// Appends `bytes` without the first `skip` bytes.
   void append(std::shared_ptr<const streaming::SegmentBytes> bytes, std::uint64_t skip = 0);
   /// `more` is called at the end of the last part. It returns true if it has appended another one.
   void setMoreHandler(std::function<bool()> more) { _more = std::move(more); }
@@ -35,9 +34,7 @@ class PieceInput {
   /// Sets the gate of later reads; it has to outlive them.
   void setGate(const streaming::ReadGate* gate) { _gate = gate; }
 
-  /// Returns the position of the first byte of the last part.
   std::uint64_t startOfLastPart() const { return _parts.empty() ? 0 : _parts.back().start; }
-  /// Returns whether a part has failed to load.
   bool hasFailed() const { return _hasFailed; }
 
  private:

@@ -54,7 +54,6 @@ class AccessUnitCipher {
   SampleProtection _protection;
 };
 
-/// Removes emulation prevention bytes.
 std::vector<std::uint8_t> withoutEmulationPrevention(Octets slice) {
   std::vector<std::uint8_t> result;
   result.reserve(slice.size());

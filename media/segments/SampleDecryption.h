@@ -44,7 +44,7 @@ class SampleDecryption {
                                              const streaming::ReadGate& gate);
 
   const std::shared_ptr<ContentKeys> _keys;
-  std::map<platform::Bytes, platform::Bytes> _keysByID;  // by key id
+  std::map<platform::Bytes, platform::Bytes> _keysByID;
 };
 
 }  // namespace media

@@ -205,7 +205,6 @@ void SegmentDemuxer::_reportContent(bool isPieceOver) {
   _setup.reader->noteContent(*representation, content);
 }
 
-/// Makes libavformat discard streams that are not needed.
 void SegmentDemuxer::_chooseStreams() {
   const auto streams = _run->container().streams();
   for (; _streamCount < streams.size(); ++_streamCount) {

@@ -19,8 +19,7 @@ namespace {
 constexpr int kTransportBits = 33;
 constexpr AVRational kTransportBase{1, 90000};
 constexpr AVRational kNanosecondBase{1, 1'000'000'000};
-// Durations in playlists are rounded. Packed audio without time stamps continues over gaps up to
-// this.
+// Durations in playlists are rounded: smaller differences are not gaps in packed audio.
 constexpr std::int64_t kDurationRounding = 100'000'000;
 
 double secondsOfTicks(std::int64_t ticks, AVRational base) {
@@ -70,7 +69,6 @@ RawTimes SegmentDemuxer::_rawTimes(const AVStream& stream, const AVPacket& packe
   return raw;
 }
 
-/// Computes the offset from the first packet of a run.
 double SegmentDemuxer::_offsetOfFirst(const RawTimes& raw, const TrackPiece& piece) const {
   const std::int64_t first = raw.pts.value_or(raw.dts.value_or(0));
   const double seconds = secondsOfTicks(first, raw.base);

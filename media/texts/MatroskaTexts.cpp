@@ -11,7 +11,6 @@
 namespace media {
 namespace {
 
-/// Replaces the caps of `pad` by those of a WebVTT stream.
 void setWebVTTCaps(GstPad* pad, const char* payload) {
   const GstRef<GstCaps> caps(gst_pad_get_current_caps(pad));
   if (!caps) return;

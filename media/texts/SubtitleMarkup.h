@@ -16,9 +16,7 @@ namespace media {
 /// The times of the cue are not set. Its size is limited by bound().
 SubtitleCue cueOfMarkup(std::string_view markup);
 
-/// An entity such as `&amp;` at the beginning of a text: what it stands for, and its length in
-/// bytes.
-/// `size` is zero if there is no entity.
+/// An entity such as `&amp;` at the beginning of a text: its meaning and its length in bytes, or 0.
 struct Entity {
   std::string text;
   std::size_t size = 0;

@@ -62,7 +62,6 @@ std::string_view localName(std::string_view name) {
   return colon == std::string_view::npos ? name : name.substr(colon + 1);
 }
 
-/// One open element.
 struct OpenElement {
   std::string name;
   double begin = 0;

@@ -25,7 +25,7 @@ bool isMarkup(const GstCaps* caps) {
 
 namespace {
 
-/// Returns the stream time in seconds.
+/// The stream time in seconds.
 std::optional<double> startOf(GstBuffer* buffer, const GstSegment& segment) {
   guint64 start = 0;
   // Not clipped to the segment: a cue that is active where the segment begins keeps its own start.

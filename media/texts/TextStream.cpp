@@ -93,7 +93,6 @@ void clipToBuffer(std::vector<SubtitleCue>& cues, double begin, double end) {
   }
 }
 
-/// The cue has the times of the buffer.
 GstFlowReturn takePayload(TextStream& self, GstBuffer* buffer, std::string_view bytes) {
   auto cue = self.state->reader.readPayload(utf8Of(bytes), self.state->payload == kCuePayloadWebM);
   if (!cue || !GST_BUFFER_PTS_IS_VALID(buffer)) return GST_FLOW_OK;

@@ -9,8 +9,7 @@
 
 namespace media {
 
-/// Reads WebVTT, as a whole text or in segments: cues with their settings, regions and style
-/// sheets.
+/// Reads WebVTT, as a whole text or in segments: cues with settings, regions and style sheets.
 ///
 /// A broken block is skipped up to the next blank line. The numbers of cues, rules and regions are
 /// limited.
