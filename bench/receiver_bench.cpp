@@ -1,8 +1,7 @@
-// What a receiver call costs inside the process, beside the two context switches that it cannot do
-// without.
+// Measures receiver calls inside the process, and the two context switches that are their minimum.
 //
-// The benchmarks run on a thread of their own, in the receiver queue's place, while the main thread
-// runs the main queue as it does in the product.
+// The benchmarks run on a separate thread in place of the receiver queue. The main thread runs the
+// main queue as in the product.
 
 #include <atomic>
 #include <memory>
@@ -21,7 +20,7 @@ namespace {
 sim::Box* box = nullptr;
 std::shared_ptr<TVVorlaneReceiverDelegate> delegate;
 
-/// A session that only posts.
+/// A session for posting events.
 class SilentSession final : public TVVorlaneSession {
  public:
   std::string className() const override { return "SilentSession"; }
@@ -34,7 +33,7 @@ class SilentSession final : public TVVorlaneSession {
   void userStop() override {}
 };
 
-/// Two threads that hand a word to and fro: the floor of any synchronous hop.
+/// A round trip between two threads through an atomic: the minimum of a synchronous hop.
 void BareContextSwitches(benchmark::State& state) {
   std::atomic<int> turn{0};
   std::thread other([&] {
@@ -66,7 +65,7 @@ void ReceiverCallHop(benchmark::State& state) {
 BENCHMARK(ReceiverCallHop)->UseRealTime();
 
 platform::Value valueOfKind(int index) {
-  // The kinds alternate; what counts is that every key is known and every value looked at.
+  // The kinds alternate.
   return index % 2 ? platform::Value(std::string("text")) : platform::Value(index);
 }
 
@@ -141,7 +140,7 @@ void EventPosting(benchmark::State& state) {
     box->mainQueue().sync([&] {
       for (int i = 0; i < kBatch; ++i) delegate->session(session, "stopped", info);
     });
-    // Out through the receiver queue, too.
+    // Waits until the receiver queue has sent the events.
     delegate->receiverQueue()->sync([] {});
     state.PauseTiming();
     box->receiverServiceClient().takeEvents();

@@ -60,7 +60,7 @@ void MediaEngine::load(const platform::MediaLoad& load) {
   _holds.paused = !load.playing;
   _loadTime = _clock.now();
   auto delay = platform::durationFromSeconds(_script ? _script->loadDelay : 0);
-  if (preparation && preparation->load.beginsLike(load))
+  if (preparation && preparation->load.hasSameStart(load))
     delay = std::max(platform::Duration::zero(), delay - (_loadTime - preparation->since));
   _timers.next = _mainQueue.after(delay, [this] { _finishLoad(0); });
   _reportBuffering(0);

@@ -8,9 +8,9 @@
 namespace bench {
 namespace {
 
-/// Around `mean`, with a spread of `share` of it, and never negative.
+/// Approximately normally distributed with the standard deviation `share * mean`. Never negative.
 double noisy(std::mt19937& random, double mean, double share) {
-  // The distribution is written out: those of the standard library differ between libraries.
+  // Not std::normal_distribution, whose results depend on the library.
   double sum = 0;
   for (int i = 0; i < 12; ++i) sum += static_cast<double>(random()) / std::mt19937::max();
   return std::max(0.0, mean * (1 + share * (sum - 6)));

@@ -5,14 +5,14 @@
 
 namespace bench {
 
-/// What a network gives in each second: bits a second.
+/// The bitrate of a network in each second, in bits per second.
 struct Trace {
   std::string name;
   std::vector<double> bitrates;
   double at(double seconds) const;
 };
 
-/// Of `seconds` each. The same seed makes the same traces.
+/// Each trace is `seconds` long. The same seed generates the same traces.
 std::vector<Trace> makeTraces(unsigned seed, int seconds);
 
 }  // namespace bench

@@ -1,5 +1,5 @@
-// Plays generated traces of networks in virtual time with different choices of the representation,
-// and prints what a viewer gets of each.
+// Simulates streaming over generated network traces in virtual time with several adaptation
+// algorithms. Prints start time, stalls, bitrate and switches.
 
 #include <algorithm>
 #include <cmath>
@@ -39,19 +39,19 @@ std::size_t largestUpTo(const ChoiceInput& input, double bitrate) {
   return chosen;
 }
 
-/// What the network gives, and no look at what is loaded.
+/// Uses only the throughput.
 std::size_t byThroughput(const ChoiceInput& input) {
   return largestUpTo(input, 0.9 * input.throughput.value_or(1e6));
 }
 
-/// What is loaded, and no look at the network: between 5 and 25 seconds the ladder is climbed.
+/// Uses only the buffer: lowest representation at 5 s, highest at 25 s.
 std::size_t byBuffer(const ChoiceInput& input) {
   const double share = std::clamp((input.ahead - 5) / 20, 0.0, 1.0);
   return static_cast<std::size_t>(
       std::lround(share * static_cast<double>(input.options.size() - 1)));
 }
 
-/// A film of as many seconds as the trace has.
+/// Plays media of the length of the trace.
 Outcome play(const Trace& trace, const Choose& choose) {
   streaming::Throughput throughput;
   ChoiceInput input;

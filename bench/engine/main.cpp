@@ -1,20 +1,20 @@
-// Times the media engine alone: no door, no screen, no application.
+// Measures the media engine without application, screen and D-Bus.
 //
 // usage: vorlane-engine-bench [--inside] start|starts|seek|far|sound|play|death URL COUNT [REST]
 //
-// The engine is that of the box, which plays in a process of its own; with --inside it is the one
-// that this process runs, without the link between both.
+// The engine plays in a media process, as in the product. With --inside it plays in this process.
 //
-//   start   load to the first frame due, then unload
-//   starts  the same. Failed starts are counted, and their errors go to the error output
-//   seek    seek of a paused item to the frame there shown, which is looked at; within the first
-//           18 s. REST: so many milliseconds of peace before each
-//   far     the same over ten minutes, each to where nothing has been before
-//   sound   selection of the other sound track to the next frame shown
-//   play    COUNT seconds of playing. Prints `pictures=COUNT cpu=MS`, the processor time of one
-//           picture in all threads of both processes
-//   death   SIGKILL of the media process while it plays, to the next picture of its successor. The
-//           item fails when two processes die within 30 s, so each death has an item of its own
+//   start   from load to the first frame
+//   starts  the same; failed starts are counted, and their errors are written to stderr
+//   seek    from a seek while paused to its frame, within the first 18 s. REST is the pause before
+//           each seek in milliseconds
+//   far     the same within ten minutes, each to a position that is not loaded
+//   sound   from the selection of the other audio track to the next frame
+//   play    plays for COUNT seconds. Prints `pictures=COUNT cpu=MS`: the number of frames, and the
+//           CPU time per frame of both processes
+//   death   from SIGKILL of the media process during playback to the first frame of the next
+//   process.
+//           Each with a new item, because an item fails if two processes die within 30 s
 // The others print `first=MS median=MS worst=MS failures=COUNT`.
 
 #include <algorithm>
@@ -41,7 +41,7 @@
 namespace {
 
 constexpr auto kLimit = std::chrono::seconds(20);
-/// Seconds. Where a segment of HLS begins by its playlist, its first picture may be two later.
+/// In seconds. The first frame of an HLS segment may be two frames later than its playlist claims.
 constexpr double kNear = 0.07;
 
 double secondsOn(clockid_t clock) {
@@ -50,7 +50,7 @@ double secondsOn(clockid_t clock) {
   return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
 }
 
-/// Of all threads of a process.
+/// The CPU time of all threads of a process.
 double processorSeconds(pid_t process) {
   clockid_t clock{};
   return clock_getcpuclockid(process, &clock) == 0 ? secondsOn(clock) : 0;
@@ -115,7 +115,7 @@ class Bench final : private platform::MediaEngineObserver {
                                [&] { return _sought && _frames->latest() != before; });
     const double shown = _frames->latest()->time;
     if (std::abs(shown - seconds) > kNear)
-      fail("shows " + std::to_string(shown) + " and not " + std::to_string(seconds));
+      fail("shows " + std::to_string(shown) + " instead of " + std::to_string(seconds));
     return taken;
   }
 
@@ -131,7 +131,7 @@ class Bench final : private platform::MediaEngineObserver {
     std::printf("pictures=%.0f cpu=%.3f\n", shown, 1e3 * (usedSeconds() - before) / shown);
   }
   double die() {
-    if (!_remote) fail("only a process of its own can die");
+    if (!_remote) fail("death and --inside exclude each other");
     awaitSpare();
     openPlaying();
     rest(std::chrono::milliseconds(500));
@@ -139,7 +139,7 @@ class Bench final : private platform::MediaEngineObserver {
     std::shared_ptr<const media::VideoFrame> last;
     const double taken = timed([&] { kill(killed, SIGKILL); },
                                [&] {
-                                 // What was on its way when it died may still come.
+                                 // Frames that were sent before the death may still arrive.
                                  const auto shown = _frames->latest();
                                  if (_remote->processID() == killed) last = shown;
                                  return _remote->processID() != killed && shown != last;
@@ -152,7 +152,8 @@ class Bench final : private platform::MediaEngineObserver {
     const auto audible = std::find_if(groups.begin(), groups.end(), [](const auto& group) {
       return group.characteristic == platform::kMediaCharacteristicAudible;
     });
-    if (audible == groups.end() || audible->options.size() < 2) fail("there is one sound only");
+    if (audible == groups.end() || audible->options.size() < 2)
+      fail("the item has only one audio track");
     const std::size_t other = audible->selected.value_or(0) == 0 ? 1 : 0;
     const std::string identifier = audible->options[other].identifier;
     _selected = false;
@@ -171,11 +172,11 @@ class Bench final : private platform::MediaEngineObserver {
  private:
   void unload() {
     _engine->unload();
-    // The end of the one before is not part of a start.
+    // Waits for the end of the old pipeline, which is not part of the next start.
     platform::WorkerThreads::waitForAll(kLimit);
     if (_remote) rest(std::chrono::milliseconds(50));
   }
-  /// Whatever happens in between is not measured.
+  /// Waits for a spare process. Not measured.
   void awaitSpare() {
     _processes->warmUp();
     const auto limit = _clock.now() + kLimit;
@@ -196,13 +197,13 @@ class Bench final : private platform::MediaEngineObserver {
     _engine->load(load);
   }
 
-  /// Returns milliseconds. Without a place for the error, a failure ends the process.
+  /// Returns milliseconds. A failure sets `reason`, or ends this process if `reason` is null.
   double timed(const std::function<void()>& begin, const std::function<bool()>& isSo,
                std::string* reason = nullptr) {
     const auto began = _clock.now();
     begin();
     while (!isSo()) {
-      if (_error.empty() && _clock.now() - began > kLimit) _error = "nothing happens";
+      if (_error.empty() && _clock.now() - began > kLimit) _error = "timeout";
       if (!_error.empty()) {
         if (!reason) fail(_error);
         *reason = _error;
@@ -230,7 +231,7 @@ class Bench final : private platform::MediaEngineObserver {
   platform::MainQueue _queue;
   std::optional<box::MediaProcesses> _processes;
   std::unique_ptr<platform::MediaEngine> _engine;
-  box::RemoteEngine* _remote = nullptr;  // none: inside
+  box::RemoteEngine* _remote = nullptr;  // null with --inside
   std::shared_ptr<media::VideoFrames> _frames;
   std::uint64_t _generation = 0;
   bool _ready = false;
@@ -275,7 +276,7 @@ int main(int count, char** arguments) {
       else
         ++failures;
     } else if (what == "seek")
-      // At each part of the way between two key pictures.
+      // The positions cover all distances from a keyframe.
       taken.push_back(bench.seek(1.0 + (turn * 73 % 170) / 10.0));
     else if (what == "far")
       taken.push_back(bench.seek(45.0 + turn * 11 % 27 * 20 + (turn * 7 % 20) / 10.0));

@@ -12,7 +12,7 @@
 
 namespace bench {
 
-/// A picture in the form in which decoders leave them, with something to see in it.
+/// A video frame in NV12 format with a test pattern.
 class Picture final : public media::VideoFrame {
  public:
   Picture(int pixelWidth, int pixelHeight, int seed) : _bytes(_size(pixelWidth, pixelHeight)) {

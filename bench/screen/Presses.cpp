@@ -23,7 +23,7 @@ using SteadyClock = std::chrono::steady_clock;
 constexpr auto kPicture = std::chrono::nanoseconds(std::chrono::seconds(1)) / 60;
 constexpr auto kLimit = std::chrono::seconds(5);
 
-/// Puts pictures as a player does.
+/// Delivers frames at 60 Hz like a player.
 class Film {
  public:
   Film() : _thread([this] { _run(); }) {}
@@ -45,7 +45,7 @@ class Film {
     double seconds = 0;
     for (std::size_t i = 0; !_ends; ++i, due += kPicture, seconds += 1.0 / 60) {
       std::this_thread::sleep_until(due);
-      // Only one that is on screen no more may be given another time.
+      // The oldest frame is no longer on screen, so its time may be changed.
       pictures[i % 3]->due = seconds;
       _frames->put(ticket, pictures[i % 3]);
     }
@@ -56,7 +56,7 @@ class Film {
   std::thread _thread;
 };
 
-/// The film, and over it a mark that tells when it is seen.
+/// A scene with the film. The frame of `mark` reports when it is displayed.
 std::shared_ptr<const platform::Scene> sceneOf(const Film& film,
                                                const std::shared_ptr<media::VideoFrames>& mark) {
   platform::TransportBarElement bar;
@@ -111,7 +111,7 @@ bool timePresses(int count) {
   const bool hasKeys = std::strcmp(SDL_GetCurrentVideoDriver(), "dummy") != 0;
   std::vector<double> taken;
   for (int i = 0; i < count; ++i) {
-    // At every part of a refresh in turn.
+    // The delays cover all phases of a refresh.
     runUntil([] { return false; }, std::chrono::milliseconds(50) + kPicture * (i % 16) / 16);
     shownAt = 0;
     const auto began = SteadyClock::now();

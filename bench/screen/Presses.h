@@ -2,10 +2,10 @@
 
 namespace bench {
 
-/// Presses a button `count` times while a film of 60 pictures a second plays, and prints how long
-/// it takes until what it changes is presented, in refreshes of a display of 60 Hz. With a display,
-/// a press is a key in the window's queue of events; without one there are no keys, and it is the
-/// call that a key ends in. False when there is no screen.
+/// Presses a button `count` times during playback at 60 frames per second, and prints the time
+/// until the changed scene is presented, in refreshes of a 60 Hz display. With a display a press is
+/// an SDL key event. The dummy driver has no keyboard, so the input handler is called directly.
+/// Returns false if there is no screen.
 bool timePresses(int count);
 
 }  // namespace bench

@@ -1,9 +1,9 @@
-// Times the drawing of a screen of 1920 by 1080, on whatever display and renderer there is.
+// Measures drawing at 1920x1080 on the available display and renderer.
 //
 // usage: vorlane-screen-bench frames [COUNT] | press [COUNT]
-//   frames  the median and the slowest of so many frames of each kind, with their present
-//   press   from a press to the changed picture
-// SDL_VIDEODRIVER=dummy: without a display; SDL_RENDER_DRIVER=opengl: by that renderer.
+//   frames  draws and presents COUNT frames of each kind; prints the median and the slowest
+//   press   from a button press to the changed frame
+// SDL_VIDEODRIVER=dummy runs without a display, SDL_RENDER_DRIVER=opengl selects a renderer.
 
 #include <algorithm>
 #include <chrono>
@@ -36,7 +36,7 @@ platform::SceneNode nodeOf(std::vector<platform::SceneElement> elements) {
   return node;
 }
 
-/// A scene over a video; the pictures follow each other in turn.
+/// A video with a scene above it. Three frames are repeated.
 struct Case {
   const char* name;
   int width, height;
@@ -90,14 +90,15 @@ void time(box::ScreenWindow& window, const Case& what, int frames) {
   scene.nodes.insert(scene.nodes.end(), what.over.begin(), what.over.end());
   const platform::SystemClock clock;
   std::vector<double> taken;
-  constexpr int kFirst = 10;  // they make textures
-  for (int i = 0; i < kFirst + frames; ++i) {
+  constexpr int kWarmUpFrames = 10;  // they create textures
+  for (int i = 0; i < kWarmUpFrames + frames; ++i) {
     if (i == 0 || what.pictureChanges)
       video->put(ticket, pictures[static_cast<std::size_t>(i) % pictures.size()]);
     const auto began = std::chrono::steady_clock::now();
     window.draw(scene, clock.now());
     const auto cost = std::chrono::steady_clock::now() - began;
-    if (i >= kFirst) taken.push_back(std::chrono::duration<double, std::milli>(cost).count());
+    if (i >= kWarmUpFrames)
+      taken.push_back(std::chrono::duration<double, std::milli>(cost).count());
   }
   std::sort(taken.begin(), taken.end());
   std::printf("| %-36s | %6.2f | %6.2f |\n", what.name, taken[taken.size() / 2], taken.back());
@@ -122,7 +123,7 @@ int main(int argumentCount, char** arguments) {
   if (!window) fail(reason);
   SDL_RendererInfo info{};
   SDL_GetRendererInfo(SDL_GetRenderer(window->window()), &info);
-  // What waits for the display says nothing about the cost.
+  // Waiting for vertical sync is not a cost of drawing.
   SDL_RenderSetVSync(SDL_GetRenderer(window->window()), 0);
   std::printf("driver %s, renderer %s\n| %-36s | median | slowest, ms |\n|---|---|---|\n",
               SDL_GetCurrentVideoDriver(), info.name, "a frame of");

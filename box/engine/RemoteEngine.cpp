@@ -68,7 +68,7 @@ void RemoteEngine::_sendLoad(const platform::MediaLoad& load, bool prepares) {
 
 void RemoteEngine::load(const platform::MediaLoad& load) {
   // The prepared item keeps the last picture on screen until its own first picture arrives.
-  const bool takesOver = _prepared && _prepared->beginsLike(load) && _state;
+  const bool takesOver = _prepared && _prepared->hasSameStart(load) && _state;
   if (!takesOver) _output->frames->close();
   _prepared.reset();
   _facts = {};

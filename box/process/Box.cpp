@@ -146,7 +146,7 @@ void Box::_handleInput(const platform::InputEvent& event, platform::Duration hel
   if (press && held > platform::Duration::zero()) {
     _display.held.hold(*press, held);
   } else {
-    _display.held.letGo();
+    _display.held.release();
     _display.host.handleInput(event);
   }
 }

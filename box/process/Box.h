@@ -18,7 +18,7 @@
 #include "box/services/network/Network.h"
 #include "box/sound/SoundRoutes.h"
 #include "platform/services/Platform.h"
-#include "platform/ui/controllers/HeldButton.h"
+#include "platform/ui/controllers/ButtonRepeater.h"
 #include "platform/ui/controllers/ViewServiceHost.h"
 #include "startup/Log.h"
 
@@ -82,7 +82,7 @@ class Box final : public platform::RunnablePlatform {
     Screen screen;
     ObservedScreen observed{screen};
     platform::ViewServiceHost host;
-    platform::HeldButton held;
+    platform::ButtonRepeater held;
   };
   struct Notifications {
     Notifications(platform::MainQueue& queue, DBusServer& server)

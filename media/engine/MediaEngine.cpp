@@ -42,7 +42,7 @@ EngineLoad::Setup MediaEngine::_setupOf(const platform::MediaLoad& load) {
 }
 
 void MediaEngine::load(const platform::MediaLoad& load) {
-  if (_prepared && _prepared->load().beginsLike(load)) {
+  if (_prepared && _prepared->load().hasSameStart(load)) {
     const auto next = std::exchange(_prepared, nullptr);
     // Before the current load is closed, so that the screen is not empty in between.
     next->show();

@@ -6,20 +6,19 @@
 
 namespace platform {
 
-/// What a failed assertion says.
 struct AssertionFailure {
-  std::string operation;  ///< the function
-  std::string source;     ///< path without ending, such as TVVorlane/TVVorlaneURLSession
+  std::string operation;
+  std::string source;  ///< path without its extension, such as TVVorlane/TVVorlaneURLSession
   std::string condition;
 };
 
-/// Called in place of the abort; must not return (a test throws). Null restores the abort. Not
-/// thread safe: set before threads start.
+/// Replaces the abort. The handler must not return; a test throws an exception. Null restores the
+/// abort. Not thread-safe: set it before threads start.
 using AssertionHandler = std::function<void(const AssertionFailure&)>;
 void setAssertionHandler(AssertionHandler handler);
 
-/// Whether the recent log lines are written to stderr before the abort, as they are by default. A
-/// box that writes them at every death, by whatever signal, does without. Not thread safe either.
+/// Whether the recent log lines are written to stderr before the abort. Default: true. A process
+/// whose signal handlers already write these lines turns it off. Not thread-safe.
 void setAssertionsWriteLog(bool write);
 
 [[noreturn]] void assertionFailed(std::string_view operation, std::string_view file,
@@ -27,9 +26,9 @@ void setAssertionsWriteLog(bool write);
 
 }  // namespace platform
 
-/// A programming error ends the process: the line goes to the log at level 3 and to stderr, then
-/// abort(). Never for input from outside.
+/// Checks for a programming error. A false condition is logged at level 3, written to stderr, and
+/// ends the process with abort(). Never use it for external input.
 #define TVS_ASSERT(condition) TVS_ASSERT_MESSAGE(condition, #condition)
-/// The same with a text of its own in place of the condition.
+/// The same with `text` in place of the condition.
 #define TVS_ASSERT_MESSAGE(condition, text) \
   (static_cast<bool>(condition) ? void(0) : ::platform::assertionFailed(__func__, __FILE__, text))

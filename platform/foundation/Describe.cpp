@@ -54,7 +54,7 @@ void appendHex(std::string& text, const Bytes& bytes) {
   text[at] = '>';
 }
 
-/// Whatever reads the same inside and outside of a container.
+/// The kinds whose description is the same inside and outside a container.
 void appendScalar(std::string& text, const Value& value) {
   switch (value.kind()) {
     case Value::Kind::None:

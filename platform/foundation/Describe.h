@@ -9,15 +9,15 @@ class Value;
 class Array;
 class Dictionary;
 
-// The descriptions of values, appended to one text, so that the cost is linear in its size whatever
-// the nesting. Private to the values.
+// Implementation of Value::description() and the like. The functions append to one string, so the
+// cost is linear in the size of the result at any nesting depth.
 //
-// `indent` is that of the line on which the value stands.
+// `indent` is the indentation of the line that contains the value, in spaces.
 void appendDescription(std::string& text, const Array& array, std::size_t indent);
 void appendDescription(std::string& text, const Dictionary& dictionary, std::size_t indent);
-/// As it stands inside a container.
+/// The description inside a container: strings are quoted where necessary.
 void appendNestedDescription(std::string& text, const Value& value, std::size_t indent);
-/// As it stands by itself.
+/// The description at top level: a string is appended unquoted.
 void appendDescription(std::string& text, const Value& value);
 
 }  // namespace platform

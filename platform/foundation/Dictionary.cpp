@@ -9,15 +9,15 @@
 
 namespace platform {
 
-/// The entries in order, and beyond a few of them an open-addressing index of their positions.
+/// The entries in order. If there are more than kLinear, `index` is a hash table of their positions
+/// (open addressing, linear probing).
 struct Dictionary::Storage {
   static constexpr std::size_t kLinear = 16;
   static constexpr std::size_t kNotFound = static_cast<std::size_t>(-1);
   static constexpr std::uint32_t kFree = static_cast<std::uint32_t>(-1);
 
   std::vector<Entry> entries;
-  std::vector<std::uint32_t>
-      index;  // a power of two, at most half full; empty while entries are few
+  std::vector<std::uint32_t> index;  // its size is a power of two; at most half full
 
   std::size_t find(std::string_view key) const {
     if (!index.empty()) {
@@ -30,7 +30,7 @@ struct Dictionary::Storage {
     return kNotFound;
   }
 
-  /// `key` must not be there.
+  /// `key` must be new.
   void append(std::string_view key, Value value) {
     entries.emplace_back(std::string(key), std::move(value));
     if (entries.size() * 2 > index.size()) {
@@ -46,7 +46,7 @@ struct Dictionary::Storage {
   }
 
  private:
-  /// Where `key` stands in the index, or where it would be put.
+  /// The slot of `key` in the index, or the free slot for it.
   std::size_t slot(std::string_view key) const {
     const std::size_t mask = index.size() - 1;
     std::size_t at = std::hash<std::string_view>()(key) & mask;

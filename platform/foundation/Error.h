@@ -9,12 +9,12 @@ namespace platform {
 
 /// Numeric status codes of the receiver interface.
 inline constexpr std::string_view kStatusCodeErrorDomain = "TVSStatusCodeErrorDomain";
-/// Networks and HTTP: negative codes are URLErrorCode, positive ones HTTP statuses.
+/// Network and HTTP errors: negative codes are URLErrorCode, positive codes are HTTP statuses.
 inline constexpr std::string_view kURLErrorDomain = "TVSURLErrorDomain";
-/// Formats, decoders and the player's own limits: MediaErrorCode.
+/// Format, decoder and player errors: MediaErrorCode.
 inline constexpr std::string_view kMediaErrorDomain = "TVSMediaErrorDomain";
 
-/// Keys of an error dictionary that hold the localized fields.
+/// Keys of the localized fields in an error dictionary.
 inline constexpr std::string_view kErrorLocalizedDescriptionKey = "TVSLocalizedDescription";
 inline constexpr std::string_view kErrorLocalizedFailureReasonKey = "TVSLocalizedFailureReason";
 inline constexpr std::string_view kErrorLocalizedRecoverySuggestionKey =
@@ -45,8 +45,8 @@ enum class MediaErrorCode : std::int64_t {
   ProcessLost = -11819,
 };
 
-/// A failure that somebody reports to somebody else: a domain, a code within it, and up to three
-/// texts for people.
+/// A reported failure: a domain, a code within the domain, and up to three localized texts for the
+/// user.
 struct Error {
   std::string domain;
   std::int64_t code = 0;

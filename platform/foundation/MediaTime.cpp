@@ -16,7 +16,7 @@ MediaTime MediaTime::seconds(double seconds, std::int32_t timescale) {
   if (std::isnan(seconds) || timescale <= 0) return {};
   const double exact = seconds * timescale;
   const double rounded = std::round(exact);
-  // 2^63: the first double beyond the range.
+  // 2^63, the first double outside the range of int64.
   constexpr double kLimit = 9223372036854775808.0;
   if (rounded >= kLimit) return positiveInfinity();
   if (rounded < -kLimit) return {0, 0, Valid | NegativeInfinity, 0};
@@ -49,7 +49,7 @@ MediaTime MediaTime::fromDictionary(const Dictionary& dictionary) {
   if (!value || !timescale || !flags || !epoch) return {};
   const MediaTime time{value->int64Value(), timescale->int32Value(), flags->uint32Value(),
                        epoch->int64Value()};
-  // A number that did not survive the conversion would read as another time.
+  // A number that was clamped or truncated would silently become a different time.
   if (Number(time.value) != *value || Number(time.timescale) != *timescale ||
       Number(time.flags) != *flags || Number(time.epoch) != *epoch) {
     return {};

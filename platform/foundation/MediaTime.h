@@ -13,7 +13,7 @@ inline constexpr std::string_view kMediaTimeTimescaleKey = "timescale";
 inline constexpr std::string_view kMediaTimeFlagsKey = "flags";
 inline constexpr std::string_view kMediaTimeEpochKey = "epoch";
 
-/// A rational time: value / timescale seconds. The default one is invalid.
+/// A rational time: value / timescale seconds. A default-constructed time is invalid.
 struct MediaTime {
   enum Flags : std::uint32_t {
     Valid = 1,
@@ -37,14 +37,13 @@ struct MediaTime {
   bool isIndefinite() const { return isValid() && (flags & Indefinite) != 0; }
   /// Valid, and neither infinite nor indefinite.
   bool isNumeric() const;
-  /// NaN unless numeric; infinite times are infinite.
+  /// NaN for invalid and indefinite times; infinite for infinite times.
   double toSeconds() const;
 
-  /// The four-key dictionary form; nothing for an invalid time.
+  /// The dictionary form with four keys; std::nullopt for an invalid time.
   std::optional<Dictionary> toDictionary() const;
-  /// A dictionary that lacks a key, holds a value of another kind or a number that the field cannot
-  /// hold, or claims to be valid with a timescale of 0 or less and no infinite or indefinite flag,
-  /// reads as an invalid time.
+  /// Returns an invalid time if a key is missing, a value is not a number or does not fit its
+  /// field, or the time is numeric and its timescale is not positive.
   static MediaTime fromDictionary(const Dictionary& dictionary);
 
   friend bool operator==(const MediaTime&, const MediaTime&) = default;

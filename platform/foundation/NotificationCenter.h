@@ -14,16 +14,17 @@ class Object;
 
 struct Notification {
   std::string name;
-  const Object* sender = nullptr;  ///< identity only
+  const Object* sender = nullptr;  ///< for comparison only; may dangle
   Dictionary userInfo;
 };
 
-/// Loose coupling inside the process: observers by name and, if wanted, by sender.
+/// Notifications inside the process, matched by name and optionally by sender.
 ///
-/// Observers run on the posting thread, in order of registration, before post() returns, and
-/// without a lock held; one that was registered during a post does not see it, one that was dropped
-/// during it does not hear it any more. Threads: registration and posts from any thread; drop a
-/// token on the thread that posts.
+/// post() calls the observers synchronously, in order of registration, without a lock held. An
+/// observer that is added during a post is not called for that post. An observer that is removed
+/// during a post is not called afterwards.
+///
+/// Threads: addObserver() and post() from any thread. Destroy a token on the thread that posts.
 class NotificationCenter {
  public:
   using Callback = std::function<void(const Notification&)>;
@@ -31,7 +32,7 @@ class NotificationCenter {
   NotificationCenter();
   ~NotificationCenter();
 
-  /// `sender` null: from any sender.
+  /// A null `sender` matches every sender.
   Token addObserver(std::string_view name, const Object* sender, Callback callback);
   void post(std::string_view name, const Object* sender = nullptr, Dictionary userInfo = {});
 

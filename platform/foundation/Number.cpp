@@ -11,7 +11,7 @@ namespace platform {
 
 namespace {
 
-// 2^63 and 2^64, the first doubles beyond the ranges.
+// 2^63 and 2^64, the first doubles outside the ranges.
 constexpr double kInt64Limit = 9223372036854775808.0;
 constexpr double kUInt64Limit = 18446744073709551616.0;
 
@@ -21,8 +21,7 @@ To saturated(double value) {
   const double whole = std::trunc(value);
   if (whole < static_cast<double>(std::numeric_limits<To>::min()))
     return std::numeric_limits<To>::min();
-  // The largest 64-bit value has no double of its own; what it rounds up to is out of range
-  // already.
+  // The maximum of a 64-bit type rounds up to a double that is out of range, hence >=.
   if (whole >= static_cast<double>(std::numeric_limits<To>::max()))
     return std::numeric_limits<To>::max();
   return static_cast<To>(whole);
@@ -41,7 +40,8 @@ bool equal(A a, B b) {
   if constexpr (std::is_integral_v<A> && std::is_integral_v<B>) {
     return std::cmp_equal(a, b);
   } else if constexpr (std::is_integral_v<A>) {
-    // Compared as an integer, because two integers can share their nearest double.
+    // Compared as integers, because a conversion to double could round two different numbers to the
+    // same value.
     constexpr double kLimit = std::is_signed_v<A> ? kInt64Limit : kUInt64Limit;
     constexpr double kFirst = std::is_signed_v<A> ? -kInt64Limit : 0;
     return b >= kFirst && b < kLimit && std::trunc(b) == b && static_cast<A>(b) == a;
@@ -52,8 +52,7 @@ bool equal(A a, B b) {
   }
 }
 
-/// The shortest text that reads back as the same number; without an exponent in the range that
-/// people read.
+/// The shortest text that parses to the same number. Without an exponent from 1e-4 to 1e17.
 template <typename Float>
 std::string shortest(Float value) {
   constexpr auto kSmall = Float(1e-4);

@@ -4,14 +4,13 @@
 
 namespace platform {
 
-/// Base of everything that a log line or a notification names by identity.
+/// Base class of objects that have an identity in log lines and notifications.
 ///
-/// An Object has no value semantics: two of them are equal when they are the same object. It is
-/// what lets a Value carry a reference to something that is no property list (a layer, a view
-/// controller) inside the process.
+/// Two Objects are equal only if they are the same object. A Value of kind Object carries a
+/// reference to an object that is not a property list (a layer, a view controller).
 ///
-/// Threads: description() is called where the log line is written; the default one reads only the
-/// address.
+/// Threads: description() is called on the thread that logs. The default implementation reads only
+/// the address.
 class Object {
  public:
   Object() = default;
@@ -19,10 +18,10 @@ class Object {
   Object& operator=(const Object&) = delete;
   virtual ~Object() = default;
 
-  /// Name of the most derived class, without namespace.
+  /// Name of the most derived class without its namespace.
   virtual std::string className() const = 0;
 
-  /// `<ClassName: 0x…>`; classes extend it by what tells one of their objects from another.
+  /// `<ClassName: 0x…>`. Subclasses may add properties that identify the object.
   virtual std::string description() const;
 };
 

@@ -4,7 +4,8 @@
 
 namespace platform {
 
-/// The storage for a change: made when there is none, copied first when somebody else holds it too.
+/// Copy-on-write access: returns storage that only the caller refers to. Creates it if it is null;
+/// copies it if it is shared.
 template <typename Storage>
 Storage& ownedStorage(std::shared_ptr<Storage>& storage) {
   if (!storage) {
@@ -12,8 +13,8 @@ Storage& ownedStorage(std::shared_ptr<Storage>& storage) {
   } else if (storage.use_count() != 1) {
     storage = std::make_shared<Storage>(*storage);
   } else {
-    // Reading the count orders nothing. Counting up and down does: what another thread, the last to
-    // let go, read from the storage comes before what is written to it now.
+    // use_count() is a relaxed load, so it does not order the reads of a thread that has just
+    // released its reference before the writes of the caller. An increment and a decrement do.
     // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
     const auto synchronized = storage;
   }

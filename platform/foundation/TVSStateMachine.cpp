@@ -7,7 +7,7 @@
 
 namespace {
 
-/// True until the end of the scope, however that is left.
+/// Sets a flag for the duration of a scope, exceptions included.
 class Flag {
  public:
   explicit Flag(bool& flag) : _flag(flag) { _flag = true; }
@@ -65,7 +65,7 @@ void TVSStateMachine::afterTransition(std::function<void()> callback) {
 }
 
 void TVSStateMachine::_drain() {
-  const auto self = weak_from_this().lock();  // a handler may drop the last other owner
+  const auto self = weak_from_this().lock();  // a handler may release the last other reference
   const Flag draining(_draining);
   while (!_pending.empty()) {
     const Event event = std::move(_pending.front());

@@ -12,16 +12,16 @@
 #include "platform/foundation/Value.h"
 #include "platform/foundation/queues/Queue.h"
 
-/// A table of (event, state) handlers and a current state.
+/// A state machine: a current state and one handler for each pair of event and state.
 ///
-/// Workflow: make, register handlers, setShouldAcceptEvents(true), post. Before that, posts are
-/// dropped with a log line. A handler returns the next state. A post from within a handler waits
-/// until that handler's transition is complete, then runs before the outer post returns; a post
-/// from another thread hops to the main queue. An event without a handler in the current state
-/// leaves it and is logged.
+/// Usage: create it, register handlers, call setShouldAcceptEvents(true), post events. Events
+/// posted before setShouldAcceptEvents(true) are logged and dropped. A handler returns the next
+/// state. An event posted by a handler is queued, and handled after the current transition but
+/// before the outer postEvent() returns. An event without a handler in the current state is logged
+/// and ignored.
 ///
-/// Threads: postEvent() from any; everything else on the main thread. Must be owned by a
-/// shared_ptr, since a hop holds it weakly.
+/// Threads: postEvent() from any thread, which posts to the main queue; everything else on the main
+/// thread. Lifetime: owned by a shared_ptr, because queued events hold a weak_ptr to it.
 class TVSStateMachine : public platform::Object,
                         public std::enable_shared_from_this<TVSStateMachine> {
  public:
@@ -32,7 +32,7 @@ class TVSStateMachine : public platform::Object,
   };
   using Handler = std::function<std::string(const Event&)>;
 
-  /// `mode` 0 is the only one: events are handled one at a time, in order.
+  /// `mode` must be 0 (asserted): events are handled one at a time, in order.
   TVSStateMachine(platform::MainQueue& mainQueue, std::string name, std::string initialState,
                   int mode);
 
@@ -41,7 +41,7 @@ class TVSStateMachine : public platform::Object,
   const std::string& currentState() const { return _state; }
 
   void setLogComponent(std::string component) { _logComponent = std::move(component); }
-  /// At most one handler a pair (asserted).
+  /// At most one handler for each pair (asserted).
   void registerHandler(std::string event, std::string state, Handler handler);
   bool shouldAcceptEvents() const { return _accepts; }
   void setShouldAcceptEvents(bool accepts) { _accepts = accepts; }
@@ -49,8 +49,8 @@ class TVSStateMachine : public platform::Object,
   void postEvent(std::string_view name) { postEvent(name, {}, {}); }
   void postEvent(std::string_view name, platform::Value context, platform::Dictionary userInfo);
 
-  /// Runs `callback` once the transition in progress has completed, before the next event is
-  /// handled; at once when there is none.
+  /// Calls `callback` after the current transition and before the next event is handled. Without a
+  /// transition in progress it is called immediately.
   void afterTransition(std::function<void()> callback);
 
  private:

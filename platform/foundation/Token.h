@@ -5,11 +5,11 @@
 
 namespace platform {
 
-/// Identity of a timer, an observer or a callback: whoever holds it is subscribed, and destroying
-/// it unsubscribes. detach() gives the hold up without unsubscribing.
+/// The subscription of a timer, an observer or a callback. Destroying it cancels the subscription.
+/// detach() keeps the subscription and empties the token.
 ///
-/// Threads: a token is dropped on the thread on which its callback runs, so that after the drop no
-/// call comes any more.
+/// Threads: destroy a token on the thread that runs its callback. Then no call follows the
+/// destruction.
 class [[nodiscard]] Token {
  public:
   Token() = default;

@@ -11,7 +11,7 @@ std::uint8_t byteAt(std::string_view text, std::size_t index) {
   return static_cast<std::uint8_t>(text[index]);
 }
 
-/// The length of the character that begins at `at`, or 0 when none does.
+/// The length in bytes of the character at `at`, or 0 if there is no valid one.
 std::size_t characterLength(std::string_view text, std::size_t at) {
   const std::uint8_t first = byteAt(text, at);
   if (first < 0x80) return first == 0 ? 0 : 1;

@@ -5,11 +5,11 @@
 
 namespace platform {
 
-/// Whether a text is UTF-8 without surrogates, overlong forms and NUL. D-Bus strings and GLib
-/// demand the same.
+/// Whether `text` is UTF-8 without surrogates, overlong forms and NUL. D-Bus and GLib require the
+/// same.
 bool isValidText(std::string_view text);
 
-/// The text with U+FFFD in place of what isValidText() rejects.
+/// Returns `text` with each invalid byte replaced by U+FFFD.
 std::string replacingInvalidText(std::string_view text);
 
 }  // namespace platform

@@ -20,10 +20,10 @@ class Value;
 
 using Bytes = std::vector<std::byte>;
 
-/// A number that remembers which kind it was made of, and compares by value: `Number(1) ==
+/// A number that keeps the type it was created from and compares by value: `Number(1) ==
 /// Number(1.0)` and `Number(true) == Number(1)`.
 ///
-/// A boolean is a number: it prints as `1` or `0`; where a text wants YES or NO it asks yesNo().
+/// A boolean prints as `1` or `0`. Use yesNo() to print `YES` or `NO`.
 class Number {
  public:
   enum class Kind { Boolean, Int32, UInt32, Int64, UInt64, Float, Double };
@@ -39,12 +39,12 @@ class Number {
   Kind kind() const { return _kind; }
   bool isInteger() const { return _kind != Kind::Float && _kind != Kind::Double; }
 
-  /// Conversions never trap: a value outside the target's range saturates, a NaN becomes 0 or false
-  /// where the target has none.
+  /// Conversions saturate: a value outside the range of the target becomes the nearest limit. NaN
+  /// becomes 0 or false where the target has no NaN.
   bool boolValue() const;
   std::int32_t int32Value() const;
   std::uint32_t uint32Value() const;
-  /// The whole part modulo 2^32, so that -1 is 4294967295; 0 for what is not finite.
+  /// The integer part modulo 2^32: -1 becomes 4294967295. 0 for NaN and infinity.
   std::uint32_t wrappedUInt32Value() const;
   std::int64_t int64Value() const;
   std::uint64_t uint64Value() const;
@@ -63,8 +63,8 @@ class Number {
 /// "YES" or "NO".
 std::string_view yesNo(bool value);
 
-/// An ordered list of values. Copying one is a reference count; changing a shared one copies it
-/// first, so nobody sees somebody else's change.
+/// An ordered list of values. Copy-on-write: copies share their storage until one of them is
+/// changed.
 class Array {
  public:
   Array();
@@ -89,8 +89,8 @@ class Array {
   std::shared_ptr<std::vector<Value>> _storage;  // null while empty
 };
 
-/// A string-keyed map that keeps the order of insertion. Sharing as for Array. Equality does not
-/// look at the order.
+/// A map with string keys that keeps the order of insertion. Copy-on-write like Array. Comparison
+/// ignores the order.
 class Dictionary {
  public:
   using Entry = std::pair<std::string, Value>;
@@ -103,26 +103,27 @@ class Dictionary {
   const Entry* begin() const;
   const Entry* end() const;
 
-  /// The value under `key`, or null. The pointer is good until this dictionary changes or dies.
+  /// The value for `key`, or null. The pointer is valid until this dictionary is changed or
+  /// destroyed.
   const Value* find(std::string_view key) const;
   bool contains(std::string_view key) const { return find(key) != nullptr; }
-  /// The value under `key`, or a Value that holds nothing.
+  /// The value for `key`, or a Value of kind None.
   Value get(std::string_view key) const;
 
-  /// Typed reads: nothing when the key is absent or of another kind.
+  /// Typed access. Empty if the key is missing or its value has another kind.
   std::optional<std::string> string(std::string_view key) const;
   std::optional<Number> number(std::string_view key) const;
   std::optional<Dictionary> dictionary(std::string_view key) const;
   std::optional<Array> array(std::string_view key) const;
   std::shared_ptr<const Bytes> data(std::string_view key) const;
   std::optional<Date> date(std::string_view key) const;
-  /// false when absent or not a number.
+  /// False if the key is missing or its value is not a number.
   bool boolean(std::string_view key) const;
 
-  /// Sets or replaces; a replaced key keeps its place. A value that holds nothing removes the key.
+  /// Adds or replaces a value. A replaced key keeps its position. A value of kind None removes the
+  /// key.
   void set(std::string_view key, Value value);
   void remove(std::string_view key);
-  /// Sets every entry of `other`.
   void merge(const Dictionary& other);
 
   std::string description() const;
@@ -134,14 +135,14 @@ class Dictionary {
   std::shared_ptr<Storage> _storage;  // null while empty
 };
 
-/// A property-list value, or none.
+/// A property-list value, or nothing (kind None).
 ///
-/// Strings are UTF-8. Containers and data share their storage and are immutable once shared.
-/// `Object` is no property-list kind: it carries a reference inside the process and never crosses a
-/// door.
+/// Strings are UTF-8. Containers and data share their storage and are immutable while shared. Kind
+/// Object is not part of property lists: it holds a reference inside the process and is never sent
+/// to another process.
 ///
-/// Threads: a Value is as safe as an int: concurrent reads are fine, and copies on different
-/// threads may share storage.
+/// Threads: as for an int. Concurrent reads are safe; copies used on different threads may share
+/// storage.
 class Value {
  public:
   enum class Kind { None, Null, String, Number, Data, Date, Array, Dictionary, Object };
@@ -169,7 +170,7 @@ class Value {
   Value(platform::Array value) : _value(std::move(value)) {}
   Value(platform::Dictionary value) : _value(std::move(value)) {}
   Value(std::shared_ptr<platform::Object> value);
-  /// Pointers other than the ones above must not turn into a boolean.
+  /// Other pointers would convert to bool.
   template <typename T>
   Value(T*) = delete;
 
@@ -179,7 +180,7 @@ class Value {
   bool isNone() const { return kind() == Kind::None; }
   explicit operator bool() const { return !isNone(); }
 
-  /// Null when the value is of another kind.
+  /// Null if the value has another kind.
   const std::string* asString() const;
   const platform::Number* asNumber() const;
   const Bytes* asData() const;
@@ -189,15 +190,15 @@ class Value {
   std::shared_ptr<platform::Object> asObject() const;
   std::shared_ptr<const Bytes> sharedData() const;
 
-  /// The text that `%@` prints. A string prints as it stands; inside a container it is quoted where
-  /// it holds more than letters, digits and underscores. Data prints as `<0a0b>`, none as `(null)`,
-  /// the null value as `<null>`. Linear in the size of the result.
+  /// The text that `%@` prints. A string prints unquoted. Inside a container, a string that has
+  /// characters other than letters, digits and underscores is quoted. Data prints as `<0a0b>`, kind
+  /// None as `(null)`, kind Null as `<null>`.
   std::string description() const;
 
   friend bool operator==(const Value& a, const Value& b);
 
  private:
-  // The order is that of Kind.
+  // In the order of Kind.
   std::variant<std::monostate, NullTag, std::shared_ptr<const std::string>, platform::Number,
                std::shared_ptr<const Bytes>, platform::Date, platform::Array, platform::Dictionary,
                std::shared_ptr<platform::Object>>

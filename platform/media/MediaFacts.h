@@ -9,12 +9,12 @@
 #include "platform/foundation/MediaTime.h"
 #include "platform/foundation/Value.h"
 
-/// A duration that is not known, such as a live stream's.
+/// An unknown duration, such as that of a live stream.
 inline constexpr double TVSDurationIndefinite = -1;
 
 namespace platform {
 
-/// Seconds on the item's own time line.
+/// In seconds on the timeline of the item.
 struct TimeRange {
   double start = 0;
   double duration = 0;
@@ -29,21 +29,21 @@ struct MediaTrack {
   friend bool operator==(const MediaTrack&, const MediaTrack&) = default;
 };
 
-/// A part of the item that has a name.
+/// A named part of the item.
 struct MediaChapter {
   double start = 0;  ///< seconds
   std::string title;
   friend bool operator==(const MediaChapter&, const MediaChapter&) = default;
 };
 
-// Media characteristics that an item may offer options for.
+// Characteristics of selection groups.
 inline constexpr std::string_view kMediaCharacteristicAudible = "audible";
 inline constexpr std::string_view kMediaCharacteristicLegible = "legible";
 inline constexpr std::string_view kMediaCharacteristicVisual = "visual";  ///< angles, variants
 
-// What an option is, beside its language.
-inline constexpr std::string_view kMediaOptionDefault = "default";      ///< the author's choice
-inline constexpr std::string_view kMediaOptionAuxiliary = "auxiliary";  ///< only when asked for
+// Characteristics of options.
+inline constexpr std::string_view kMediaOptionDefault = "default";      ///< marked by the author
+inline constexpr std::string_view kMediaOptionAuxiliary = "auxiliary";  ///< never auto-selected
 inline constexpr std::string_view kMediaOptionHardOfHearing = "hard-of-hearing";
 inline constexpr std::string_view kMediaOptionTranscribes = "transcribes-spoken-dialog";
 inline constexpr std::string_view kMediaOptionDescribesVideo = "describes-video";
@@ -51,10 +51,10 @@ inline constexpr std::string_view kMediaOptionCommentary = "commentary";
 inline constexpr std::string_view kMediaOptionOutOfBand = "out-of-band";  ///< not in the media
 
 struct MediaSelectionOption {
-  std::string identifier;  ///< stable while the item is loaded
+  std::string identifier;  ///< constant while the item is loaded
   std::string displayName;
-  std::string languageTag;  ///< BCP 47, empty when unknown
-  bool forced = false;      ///< text that is to be seen also by who understands the sound
+  std::string languageTag;                        ///< BCP 47; empty if unknown
+  bool forced = false;                            ///< subtitles for foreign dialog only
   std::vector<std::string> characteristics = {};  ///< kMediaOption…
   friend bool operator==(const MediaSelectionOption&, const MediaSelectionOption&) = default;
 };
@@ -68,7 +68,7 @@ struct MediaSelectionGroup {
   friend bool operator==(const MediaSelectionGroup&, const MediaSelectionGroup&) = default;
 };
 
-/// A piece of metadata that the media carry at a point of their time line.
+/// Metadata with a position on the timeline.
 struct TimedMetadataItem {
   Value key;
   std::optional<std::string> keySpace;
@@ -79,8 +79,8 @@ struct TimedMetadataItem {
   friend bool operator==(const TimedMetadataItem&, const TimedMetadataItem&) = default;
 };
 
-/// What an engine knows of the item that it has loaded. Good until the next engine call or
-/// callback.
+/// The properties of the loaded item. References are valid until the next call into the engine or
+/// its next callback.
 struct MediaFacts {
   double duration = TVSDurationIndefinite;  ///< seconds
   bool live = false;
@@ -89,14 +89,14 @@ struct MediaFacts {
   bool likelyToKeepUp = false;
   bool bufferFull = false;
   bool bufferEmpty = true;
-  std::optional<int> bufferingPercent;       ///< while it fills, 0 to 100
+  std::optional<int> bufferingPercent;       ///< 0 to 100 while the buffer fills
   std::optional<double> likelyToKeepUpTime;  ///< seconds from now
-  std::optional<Date> playbackDate;  ///< of the current position, where the media carry dates
+  std::optional<Date> playbackDate;          ///< of the current position, if the media have dates
   std::optional<Date> estimatedDate;
   std::vector<MediaTrack> tracks;
   std::vector<MediaSelectionGroup> selectionGroups;
   std::vector<TimedMetadataItem> timedMetadata;  ///< at the current position
-  std::vector<MediaChapter> chapters;            ///< by their starts
+  std::vector<MediaChapter> chapters;            ///< in order of start
   std::string title;
 };
 

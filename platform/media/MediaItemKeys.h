@@ -4,14 +4,14 @@
 
 namespace platform {
 
-// Traits of a media item.
+// Traits of media items.
 inline constexpr std::string_view kMediaItemTraitInheritsURIQueryComponent =
     "TVSMediaItemTraitInheritsURIQueryComponent";
 inline constexpr std::string_view kMediaItemTraitUsesDiskCache = "TVSMediaItemTraitUsesDiskCache";
 inline constexpr std::string_view kMediaItemTraitCachesInBackground =
     "TVSMediaItemTraitCachesInBackground";
 
-// Metadata of a media item.
+// Metadata keys of media items.
 inline constexpr std::string_view kMediaItemAllowsDirectWirelessLink =
     "TVSMediaItemAllowsDirectWirelessLink";
 inline constexpr std::string_view kMediaItemAcquisition = "TVSMediaItemAcquisition";  // dictionary
@@ -36,24 +36,24 @@ inline constexpr std::string_view kMediaItemTLSSettings = "TVSMediaItemTLSSettin
 inline constexpr std::string_view kMediaItemUserAgent = "TVSMediaItemUserAgent";
 inline constexpr std::string_view kMediaItemCookies = "TVSMediaItemCookies";  // array
 
-// Entries of a dictionary among the alternate tracks.
+// Keys of the dictionaries in kMediaItemAlternateTracks.
 inline constexpr std::string_view kAlternateTrackSource = "src";  ///< absolute URL
-inline constexpr std::string_view kAlternateTrackURL = "URL";     ///< the same, instead
+inline constexpr std::string_view kAlternateTrackURL = "URL";     ///< alias of "src"
 inline constexpr std::string_view kAlternateTrackLanguage = "language";
 inline constexpr std::string_view kAlternateTrackName = "name";
 inline constexpr std::string_view kAlternateTrackForced = "forced";                    // boolean
 inline constexpr std::string_view kAlternateTrackCharacteristics = "characteristics";  // array
 
-// Entries of the sender-authorization dictionary.
+// Keys of kMediaItemSenderAuthorization.
 inline constexpr std::string_view kContentAuthorizationPlayInfo = "TVSContentAuthorizationPlayInfo";
 inline constexpr std::string_view kContentAuthorizationSessionIdentifier =
     "TVSContentAuthorizationSessionIdentifier";
 
-// Entries of the TLS settings dictionary.
+// Keys of kMediaItemTLSSettings.
 inline constexpr std::string_view kTLSSettingsPSKIdentity = "TVSStreamTLSPSKIdentity";  // data
 inline constexpr std::string_view kTLSSettingsPSKSharedSecret =
     "TVSStreamTLSPSKSharedSecret";  // data
-/// Cipher suite numbers, each 16 bits little endian.
+/// Cipher suite numbers, 16-bit little endian.
 inline constexpr std::string_view kTLSSettingsEnabledCiphers =
     "TVSStreamTLSEnabledCiphers";  // data
 

@@ -4,10 +4,10 @@
 
 namespace platform {
 
-// Entries of the access log: one dictionary a load, or a variant of one. All but the first two are
-// left out where they are not known.
-inline constexpr std::string_view kAccessLogDate = "date";                    // when it began
-inline constexpr std::string_view kAccessLogURI = "uri";                      // as it was asked for
+// Keys of access log entries. There is one entry for each load, or one for each variant of a
+// stream that was played. Unknown values other than the first two are omitted.
+inline constexpr std::string_view kAccessLogDate = "date";                    // start of the load
+inline constexpr std::string_view kAccessLogURI = "uri";                      // as requested
 inline constexpr std::string_view kAccessLogServerAddress = "serverAddress";  // string
 inline constexpr std::string_view kAccessLogPlaybackType = "playbackType";  // one of the next three
 inline constexpr std::string_view kAccessLogPlaybackTypeFile = "file";
@@ -24,16 +24,15 @@ inline constexpr std::string_view kAccessLogObservedBitrateDeviation =
     "observedBitrateStandardDeviation";  // bits a second
 inline constexpr std::string_view kAccessLogDownloadedDuration =
     "downloadedDuration";                                                 // seconds of media
-inline constexpr std::string_view kAccessLogSwitchCount = "switchCount";  // changes of the variant
+inline constexpr std::string_view kAccessLogSwitchCount = "switchCount";  // variant switches
 inline constexpr std::string_view kAccessLogIndicatedBitrate = "indicatedBitrate";  // bits a second
 inline constexpr std::string_view kAccessLogDroppedFrameCount = "droppedFrameCount";
 
-// Entries of the error log: one dictionary a failed item.
+// Keys of error log entries. There is one entry for each failed item.
 inline constexpr std::string_view kErrorLogDate = "date";
-inline constexpr std::string_view kErrorLogURI = "uri";  // left out where there is none
+inline constexpr std::string_view kErrorLogURI = "uri";  // optional
 inline constexpr std::string_view kErrorLogStatusCode = "errorStatusCode";
 inline constexpr std::string_view kErrorLogDomain = "errorDomain";
-inline constexpr std::string_view kErrorLogComment =
-    "errorComment";  // left out where there is none
+inline constexpr std::string_view kErrorLogComment = "errorComment";  // optional
 
 }  // namespace platform

@@ -11,10 +11,11 @@
 
 namespace platform {
 
-/// The observers of one thing, in order of registration.
+/// A list of callbacks, called in order of registration.
 ///
-/// During a call() observers may come and go, and the list's owner may die: one that was added
-/// meanwhile does not hear that call, one that was dropped does not hear it any more. Threads: one.
+/// Callbacks may add and remove observers and destroy the list. An observer that is added during
+/// call() is not called by it. An observer that is removed during call() is not called any more.
+/// Not thread-safe.
 template <typename... Args>
 class ObserverList {
  public:
@@ -23,7 +24,7 @@ class ObserverList {
 
   bool empty() const { return _entries->empty(); }
 
-  /// Stays until erase().
+  /// Adds an observer until erase().
   Identifier insert(Callback callback) {
     const Identifier identifier = ++_lastIdentifier;
     _entries->push_back({identifier, std::make_shared<Callback>(std::move(callback))});
@@ -31,7 +32,7 @@ class ObserverList {
   }
   void erase(Identifier identifier) { _erase(*_entries, identifier); }
 
-  /// Stays as long as the token.
+  /// Adds an observer until the token is destroyed.
   Token add(Callback callback) {
     return Token([entries = std::weak_ptr(_entries), identifier = insert(std::move(callback))] {
       if (auto list = entries.lock()) _erase(*list, identifier);
@@ -39,14 +40,14 @@ class ObserverList {
   }
 
   void call(Args... args) const {
-    // Shared hold: an observer may destroy this list.
+    // Keeps the entries alive: an observer may destroy this list.
     const auto entries = _entries;
     const auto snapshot = *entries;
     for (const auto& [identifier, callback] : snapshot) {
-      const bool still = std::any_of(
+      const bool isRegistered = std::any_of(
           entries->begin(), entries->end(),
           [wanted = identifier](const Entry& entry) { return entry.identifier == wanted; });
-      if (still) (*callback)(args...);
+      if (isRegistered) (*callback)(args...);
     }
   }
 
@@ -62,8 +63,8 @@ class ObserverList {
       return entry.identifier == identifier;
     });
     if (found == entries.end()) return;
-    // The callback's captures may own what looks at this list: they die after it is in order again.
-    const auto dying = std::move(found->callback);
+    // Destroyed at the end of the scope: the destructors of captured objects may use this list.
+    const auto removed = std::move(found->callback);
     entries.erase(found);
   }
 

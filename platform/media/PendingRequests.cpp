@@ -10,8 +10,7 @@ namespace platform {
 
 namespace {
 
-/// One source for the whole process: a sender names a request by its identifier alone, whichever
-/// session asked.
+/// Unique in the process: a sender answers a request by its identifier, without naming the session.
 std::uint64_t nextIdentifier() {
   static std::uint64_t last = 0;
   return ++last;
@@ -48,7 +47,7 @@ struct PendingRequests::State : std::enable_shared_from_this<State> {
     if (found == entries.end()) return;
     const Entry entry = std::move(found->second);
     entries.erase(found);
-    // A sender's answer that comes after all is ignored.
+    // A later answer of the sender is ignored.
     entry.request->cancel();
     entry.completion(response, error);
   }

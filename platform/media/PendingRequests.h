@@ -14,30 +14,28 @@ class TVSMediaItem;
 
 namespace platform {
 
-// Details of a load in a request's dictionary representation, beside its identifier and URL.
+// Further keys of TVSResourceLoadingRequest::dictionaryRepresentation().
 
-/// What is asked for, and with it which answer is expected.
+/// The kind of the request, which determines the expected answer.
 inline constexpr std::string_view kCustomURLProviderRequestKindKey = "FCUP_Request_Kind";
 inline constexpr std::string_view kCustomURLProviderRequestKindResource = "resource";
 inline constexpr std::string_view kCustomURLProviderRequestKindKeyRequest = "key";
-/// How it is asked for, where the player speaks HTTP: the method, the header fields (a dictionary
-/// of texts), and of those the range on its own.
+/// HTTP requests only: the method, the headers (a dictionary of strings), and the Range header.
 inline constexpr std::string_view kCustomURLProviderRequestMethodKey = "FCUP_Request_HTTPMethod";
 inline constexpr std::string_view kCustomURLProviderRequestHeadersKey = "FCUP_Request_Headers";
 inline constexpr std::string_view kCustomURLProviderRequestRangeKey = "FCUP_Request_Range";
 
-/// How long somebody who took a request may take to answer it.
+/// The time limit for the answer to a request.
 inline constexpr Duration kResourceRequestTimeLimit = std::chrono::seconds(30);
 
-/// The requests that an engine has handed to media items and that are not answered yet: gives them
-/// their identifiers, hears their end, and gives up what takes too long.
+/// The pending requests of an engine to media items. Assigns identifiers, delivers the answers, and
+/// cancels requests that exceed the time limit.
 ///
-/// A completion is called exactly once, with a response or with an error, unless the request is
-/// cancelled: then never. It may be called inside load(), where the item answers at once, and may
-/// do anything, this object's destruction included.
+/// A completion is called exactly once, with a response or an error, or never if the request is
+/// cancelled. It may be called during load(). It may call any function and destroy this object.
 ///
-/// Errors: UnsupportedURL when the item does not take a request, TimedOut when it is not answered
-/// within kResourceRequestTimeLimit, otherwise whatever the answer says.
+/// Errors: UnsupportedURL if the item does not accept the request, TimedOut after
+/// kResourceRequestTimeLimit, otherwise the error of the answer.
 ///
 /// Threads: main.
 class PendingRequests {
@@ -51,20 +49,19 @@ class PendingRequests {
   PendingRequests(const PendingRequests&) = delete;
   PendingRequests& operator=(const PendingRequests&) = delete;
 
-  /// Asks `item` for what is at `url`; `details` go into the request's dictionary representation
-  /// beside its kind.
+  /// Requests the resource `url` from `item`. `details` are added to the dictionary representation
+  /// of the request.
   void load(TVSMediaItem& item, std::string url, const Dictionary& details, Completion completion);
-  /// Asks `item` for a content key; `make` makes the engine's own kind of request.
+  /// Requests a content key from `item`. `make` creates the request object.
   void loadKey(TVSMediaItem& item, std::string url, const Dictionary& details,
                const MakeKeyRequest& make, Completion completion);
-  /// Nobody waits for an answer any more.
   void cancelAll();
   std::size_t count() const;
 
  private:
   struct State;
 
-  // Shared with the requests, which may outlive it.
+  // Shared, because requests may outlive this object.
   std::shared_ptr<State> _state;
 };
 

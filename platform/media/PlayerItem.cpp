@@ -81,11 +81,11 @@ void PlayerItem::selectPropertyList(const Value& propertyList) {
   const auto characteristic =
       description ? description->string(kMediaSelectionCharacteristic) : std::nullopt;
   if (!characteristic) return;
-  _keptSelections.remove(*characteristic);
+  _pendingSelections.remove(*characteristic);
   if (_status == PlayerItemStatus::ReadyToPlay) {
     _select(*characteristic, *description);
   } else if (isKnownCharacteristic(*characteristic)) {
-    _keptSelections.set(*characteristic, propertyList);
+    _pendingSelections.set(*characteristic, propertyList);
   }
 }
 
@@ -102,18 +102,18 @@ bool PlayerItem::_select(const std::string& characteristic, const Dictionary& de
   }
   const auto* option = optionDescribedBy(description, *group);
   if (!option) return false;
-  // A copy: the facts are good until the next engine call only.
+  // A copy, because the facts are valid only until the next engine call.
   const std::string identifier = option->identifier;
   _player._engine->selectOption(characteristic, identifier);
   return true;
 }
 
-void PlayerItem::_makeKeptSelections() {
-  if (_keptSelections.empty()) return;
-  for (const auto& [characteristic, selection] : std::exchange(_keptSelections, {})) {
-    // The languages of the options may become known later than the options.
+void PlayerItem::_applyPendingSelections() {
+  if (_pendingSelections.empty()) return;
+  for (const auto& [characteristic, selection] : std::exchange(_pendingSelections, {})) {
+    // Kept if it does not match yet: the languages of options may become known after the options.
     if (!_select(characteristic, *selection.asDictionary()))
-      _keptSelections.set(characteristic, selection);
+      _pendingSelections.set(characteristic, selection);
   }
 }
 
@@ -136,7 +136,7 @@ void PlayerItem::_becomeReady() {
     _reverseEndSeconds = reverse;
     _applyEndTimes();
   }
-  _makeKeptSelections();
+  _applyPendingSelections();
 }
 
 void PlayerItem::_applyEndTimes() {

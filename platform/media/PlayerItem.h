@@ -15,7 +15,7 @@ class TVSPlayer;
 
 namespace platform {
 
-// Entries of the property-list form of a media selection option.
+// Keys of the property-list form of a media selection option.
 inline constexpr std::string_view kMediaSelectionCharacteristic = "TVSMediaSelectionCharacteristic";
 inline constexpr std::string_view kMediaSelectionIdentifier = "TVSMediaSelectionIdentifier";
 inline constexpr std::string_view kMediaSelectionDisplayName = "TVSMediaSelectionDisplayName";
@@ -26,8 +26,8 @@ inline constexpr std::string_view kMediaSelectionCharacteristics =
 
 enum class PlayerItemStatus : int { Unknown = 0, ReadyToPlay = 1, Failed = 2 };
 
-/// The current media item as the engine has it loaded. Belongs to its player; good until the
-/// player's current item changes, its engine is let go, or it is loaded again. Main thread.
+/// The media item that the engine of a player has loaded. Owned by the player; valid until the next
+/// load, a change of the current item, or invalidate(). Main thread.
 class PlayerItem {
  public:
   explicit PlayerItem(TVSPlayer& player, std::shared_ptr<TVSMediaItem> mediaItem)
@@ -38,9 +38,9 @@ class PlayerItem {
   const std::shared_ptr<TVSMediaItem>& mediaItem() const { return _mediaItem; }
 
   bool isLive() const;
-  /// As the media themselves say; empty where they do not.
+  /// The title in the media; may be empty.
   const std::string& title() const;
-  /// By their starts.
+  /// In order of start.
   const std::vector<MediaChapter>& chapters() const;
   bool isPlaybackLikelyToKeepUp() const;
   bool isPlaybackBufferFull() const;
@@ -52,41 +52,40 @@ class PlayerItem {
   const std::vector<MediaTrack>& tracks() const;
   void setTrackEnabled(std::uint32_t trackID, bool enabled);
 
-  /// In the asset's order; empty until ready.
+  /// In the order of the media. Empty before the item is ready.
   const std::vector<MediaSelectionGroup>& selectionGroups() const;
-  /// The property-list form of an option: a dictionary with the characteristic of its group and
-  /// all that is known of it.
+  /// The property-list form of an option: a dictionary with kMediaSelection… keys.
   static Dictionary propertyList(const MediaSelectionGroup& group,
                                  const MediaSelectionOption& option);
-  /// Selects what a property list describes. One that names a known characteristic and no option
-  /// clears the selection; one that names no known group is ignored. An identifier that this item
-  /// does not know, because the description came from another item, gives way to the language, and
-  /// among options of one language to the one that is forced as described. Before the item is ready
-  /// the selection is kept, the last one of each characteristic, and made as soon as the item is
-  /// ready and has what is described.
+  /// Selects the option that a property list describes. Without an identifier and a language the
+  /// group of the characteristic is deselected. If the identifier is unknown, because the property
+  /// list is from another item, the option is chosen by language and the `forced` flag. A property
+  /// list without a known characteristic is ignored.
+  ///
+  /// Before the item is ready, the last selection of each characteristic is stored. It is applied
+  /// when the item is ready and has a matching option.
   void selectPropertyList(const Value& propertyList);
 
-  /// Numeric times limit playback in their direction, others lift the limit.
+  /// The end of playback in each direction. A time that is not numeric removes the limit.
   void setForwardPlaybackEndTime(const MediaTime& time);
   void setReversePlaybackEndTime(const MediaTime& time);
 
  private:
   friend class ::TVSPlayer;
 
-  /// What the engine knows of this item; empty facts unless it is ready to play.
   const MediaFacts& _facts() const;
   void _applyEndTimes();
-  /// Applies what has been asked of the item while it loaded.
+  /// Applies the end times and selections that were set during the load.
   void _becomeReady();
-  /// False: there is no such group or option.
+  /// False if there is no such group or option.
   bool _select(const std::string& characteristic, const Dictionary& description);
-  void _makeKeptSelections();
+  void _applyPendingSelections();
 
   TVSPlayer& _player;
   std::shared_ptr<TVSMediaItem> _mediaItem;
   std::optional<double> _forwardEndSeconds;
   std::optional<double> _reverseEndSeconds;
-  Dictionary _keptSelections;  ///< by characteristic
+  Dictionary _pendingSelections;  ///< by characteristic
   PlayerItemStatus _status = PlayerItemStatus::Unknown;
   std::optional<Error> _error;
 };

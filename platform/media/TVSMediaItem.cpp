@@ -32,7 +32,7 @@ void TVSMediaItem::performMetadataTransaction(const std::function<void()>& body)
   try {
     body();
   } catch (...) {
-    // The sets that were made stay made, and are told with the next change.
+    // The changes remain. Observers are notified of them with the next change.
     --_transactionDepth;
     throw;
   }

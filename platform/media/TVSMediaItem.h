@@ -16,33 +16,30 @@
 class TVSResourceLoadingRequest;
 class TVSSecureKeyRequest;
 
-/// Something that a player can play: where it is, how it may be treated (traits) and what is known
-/// of it (metadata).
+/// An item for a player: a URL, traits (how the item may be handled) and metadata.
 ///
-/// Metadata observers are called once a transaction, or once a set outside one, with the keys that
-/// changed. Threads: main. Lifetime: held by playlists, the player and whoever made it.
+/// Metadata observers receive the changed keys, once for each transaction or for each setMetadata()
+/// outside a transaction. Threads: main.
 class TVSMediaItem : public platform::Object {
  public:
   explicit TVSMediaItem(std::vector<std::string> traits = {}) : _traits(std::move(traits)) {}
 
-  /// The URL as the sender wrote it; empty when there is none.
   virtual std::string url() const = 0;
   virtual bool hasTrait(std::string_view trait) const;
 
   platform::Value metadata(std::string_view key) const { return _metadata.get(key); }
-  /// The value as a number; nothing where it is none or not finite.
+  /// The value as a number; std::nullopt unless it is a finite number.
   std::optional<double> finiteMetadata(std::string_view key) const;
-  /// A value that holds nothing removes the key.
+  /// A value of kind None removes the key.
   void setMetadata(std::string_view key, platform::Value value);
-  /// String comparison of a metadata value.
   bool metadataEquals(std::string_view key, std::string_view text) const;
-  /// Gathers the sets made inside into one notification of the observers.
+  /// Notifies the observers once for all changes made by `body`.
   void performMetadataTransaction(const std::function<void()>& body);
   platform::Token addMetadataObserver(
       std::function<void(const std::vector<std::string>& keys)> observer);
 
-  /// The player cannot satisfy a resource request itself. True: somebody has taken the request and
-  /// will finish it.
+  /// Called for a resource that the player cannot load by itself. Returns true if the item accepts
+  /// the request and will finish it.
   virtual bool loadResourceForRequest(const std::shared_ptr<TVSResourceLoadingRequest>& request);
   virtual void loadStreamingKeyForRequest(const std::shared_ptr<TVSSecureKeyRequest>& request);
 
@@ -56,7 +53,7 @@ class TVSMediaItem : public platform::Object {
   platform::ObserverList<const std::vector<std::string>&> _observers;
 };
 
-/// A media item at a URL.
+/// A media item with a fixed URL.
 class TVSURLMediaItem : public TVSMediaItem {
  public:
   TVSURLMediaItem(std::string url, std::vector<std::string> traits)

@@ -1,4 +1,4 @@
-// The playlist's side of the player: what is loaded, and what comes after it.
+// The playlist, loading, and the change to the next item.
 
 #include <algorithm>
 #include <utility>
@@ -10,7 +10,7 @@
 
 namespace {
 
-/// A playlist of nothing but failures must not fill the memory.
+/// Limits the memory for a long playlist of failing items.
 constexpr std::size_t kErrorLogLimit = 100;
 
 }  // namespace
@@ -22,7 +22,7 @@ void TVSPlayer::setPlaylist(std::shared_ptr<TVSPlaylist> playlist) {
   _items.observer.reset();
   _items.playlist = std::move(playlist);
   _errorLog = {};
-  _currentItemIsSpent = false;
+  _currentItemIsFinished = false;
   _target.scanRate.reset();
   _updateRemoteCommands();
   if (_items.playlist) {
@@ -33,11 +33,11 @@ void TVSPlayer::setPlaylist(std::shared_ptr<TVSPlaylist> playlist) {
   }
   if (!_items.playlist || !_items.playlist->currentItem()) {
     _item.reset();
-    if (_isLoaded()) _stopKeeping(nullptr);
+    if (_isLoaded()) _stopWithItem(nullptr);
     return;
   }
-  // Before the load, so that it comes before whatever the engine has to say of it.
-  _announceLater();
+  // Before the load, so that it precedes the events of the engine.
+  _announceStateLater();
   if (_isLoaded()) _start = {};
   _load();
 }
@@ -46,24 +46,24 @@ void TVSPlayer::_load() {
   const auto item = _items.playlist->currentItem();
   ++_serials.epoch;
   _serials.generation = ++_serials.lastGeneration;
-  _currentItemIsSpent = false;
+  _currentItemIsFinished = false;
   _phase = Phase::Loading;
   _engineRate = 0;
   _state = _stateOfPhase();
   _updateElapsedTimer();
-  platform::MediaLoad load = _loadOf(item, _start);
+  platform::MediaLoad load = _makeLoad(item, _start);
   load.generation = _serials.generation;
   _item = std::make_unique<platform::PlayerItem>(*this, item);
   _item->_forwardEndSeconds = load.forwardEndSeconds;
   _item->_reverseEndSeconds = load.reverseEndSeconds;
-  // The engine takes it over, or drops it.
+  // The engine uses or cancels its preparation.
   _preparation.item.reset();
   _preparation.timer.reset();
   _engine->load(load);
 }
 
-platform::MediaLoad TVSPlayer::_loadOf(const std::shared_ptr<TVSMediaItem>& item,
-                                       const StartPoint& start) const {
+platform::MediaLoad TVSPlayer::_makeLoad(const std::shared_ptr<TVSMediaItem>& item,
+                                         const StartPoint& start) const {
   platform::MediaLoad load;
   load.item = item;
   load.startSeconds = start.seconds;
@@ -89,46 +89,46 @@ void TVSPlayer::_unload() {
   _engine->unload();
 }
 
-void TVSPlayer::_stopKeeping(std::unique_ptr<platform::PlayerItem> failedItem) {
+void TVSPlayer::_stopWithItem(std::unique_ptr<platform::PlayerItem> failedItem) {
   _unload();
   _item = std::move(failedItem);
   _target = {};
   _start = {};
-  _settle();
+  _updateState();
 }
 
-void TVSPlayer::_beginAnew() {
+void TVSPlayer::_restart() {
   if (!_items.playlist || !_items.playlist->currentItem()) return;
-  if (_currentItemIsSpent && _items.playlist->nextItem()) {
+  if (_currentItemIsFinished && _items.playlist->nextItem()) {
     _changeItem([&] { return _items.playlist->advance(); });
     return;
   }
   _load();
-  _announce();
+  _announceState();
 }
 
 void TVSPlayer::_changeItem(const std::function<bool()>& moveCurrent) {
   const auto epoch = _serials.epoch;
   _post(TVSPlaybackCurrentMediaItemWillChangeNotification);
   if (_serials.epoch != epoch) return;
-  _items.moves = true;
+  _items.isMoving = true;
   const bool moved = moveCurrent();
-  _items.moves = false;
+  _items.isMoving = false;
   if (_serials.epoch != epoch) return;
   if (!moved || !_items.playlist->currentItem()) {
-    // The item to come was taken away by those who were told of it.
-    if (_isLoaded()) _stopKeeping(nullptr);
+    // An observer has removed the next item.
+    if (_isLoaded()) _stopWithItem(nullptr);
     return;
   }
-  // What was sought before, even after the end of the last item, was not meant for this item.
+  // Earlier seeks, also those after the end of the last item, do not apply to this item.
   _start = {};
   _target.scanRate.reset();
   _load();
   _post(TVSPlaybackCurrentMediaItemDidChangeNotification);
-  _announce();
+  _announceState();
 }
 
-void TVSPlayer::_leaveItem(bool playedToEnd) {
+void TVSPlayer::_advanceOrStop(bool playedToEnd) {
   if (_items.playlist->nextItem()) {
     _changeItem([&] { return _items.playlist->advance(); });
     return;
@@ -138,25 +138,25 @@ void TVSPlayer::_leaveItem(bool playedToEnd) {
     _post(TVSPlaybackPlaylistDidFinishNotification);
     if (_serials.epoch != epoch) return;
   }
-  _currentItemIsSpent = true;
-  _stopKeeping(playedToEnd ? nullptr : std::move(_item));
+  _currentItemIsFinished = true;
+  _stopWithItem(playedToEnd ? nullptr : std::move(_item));
 }
 
 void TVSPlayer::_playlistDidChange(const TVSPlaylist::Change& change) {
   using Kind = TVSPlaylist::Change::Kind;
-  if (_items.moves) return;
+  if (_items.isMoving) return;
   if (change.kind != Kind::CurrentChanged && !(change.kind == Kind::Removed && change.wasCurrent)) {
     _updatePreparation();
     return;
   }
   if (!_isLoaded()) {
-    // What was sought after its end was meant for the item that is gone.
-    if (std::exchange(_currentItemIsSpent, false)) _start = {};
+    // A seek after its end was meant for the removed item.
+    if (std::exchange(_currentItemIsFinished, false)) _start = {};
     _item.reset();
   } else if (_items.playlist->currentItem()) {
     _changeItem([] { return true; });
   } else {
-    _stopKeeping(nullptr);
+    _stopWithItem(nullptr);
   }
 }
 

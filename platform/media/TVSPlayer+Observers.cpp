@@ -1,4 +1,4 @@
-// Whoever listens to the player: notifications, observers, and the now-playing displays.
+// Notifications, observers and the now-playing information.
 
 #include <utility>
 
@@ -17,16 +17,16 @@ void TVSPlayer::_post(std::string_view notification) {
   _platform.notificationCenter().post(notification, this);
 }
 
-void TVSPlayer::_announce() {
+void TVSPlayer::_announceState() {
   if (_announcedState == _state) return;
   _announcedState = _state;
   _publishNowPlaying();
   _post(TVSPlaybackStateDidChangeNotification);
 }
 
-void TVSPlayer::_announceLater() {
+void TVSPlayer::_announceStateLater() {
   _platform.mainQueue().async([weak = weak_from_this()] {
-    if (const auto player = weak.lock()) player->_announce();
+    if (const auto player = weak.lock()) player->_announceState();
   });
 }
 
@@ -44,7 +44,7 @@ platform::Token TVSPlayer::addElapsedTimeObserver(ElapsedTimeObserver observer) 
 void TVSPlayer::_updateElapsedTimer() {
   double interval = 0;
   if (_phase == Phase::Playing && !_observers.elapsedTime.empty()) {
-    interval = _scans() ? kScanningInterval : kPlayingInterval;
+    interval = _isScanning() ? kScanningInterval : kPlayingInterval;
   }
   if (interval == _observers.elapsedInterval) return;
   _observers.elapsedInterval = interval;
@@ -58,7 +58,7 @@ void TVSPlayer::_elapsedTimerDidFire() {
   const auto self = shared_from_this();
   _observers.elapsedInterval = 0;
   _updateElapsedTimer();
-  _observers.elapsedTime.call(elapsedTime(), playbackDate(), duration(), _scans());
+  _observers.elapsedTime.call(elapsedTime(), playbackDate(), duration(), _isScanning());
 }
 
 platform::Token TVSPlayer::addPropertyObserver(std::string_view property,
@@ -99,7 +99,7 @@ void TVSPlayer::setUpdatesNowPlayingInfoAutomatically(bool updates) {
   if (updates && _isLoaded()) _publishNowPlaying();
 }
 
-TVSPlayer::PublishedFacts TVSPlayer::_factsToPublish() const {
+TVSPlayer::PublishedFacts TVSPlayer::_currentPublishedFacts() const {
   PublishedFacts facts;
   if (!_isLoaded()) return facts;
   const auto title = currentMediaItem()->metadata(platform::kMediaItemTitle);
@@ -112,22 +112,21 @@ TVSPlayer::PublishedFacts TVSPlayer::_factsToPublish() const {
   return facts;
 }
 
-void TVSPlayer::_publishChangedFacts() {
-  if (_remotes.published != _factsToPublish()) {
+void TVSPlayer::_publishNowPlayingIfChanged() {
+  if (_remotes.published != _currentPublishedFacts()) {
     _publishNowPlaying();
   } else {
-    _tellRemotes();
+    _notifyRemotes();
   }
 }
 
 void TVSPlayer::_publishNowPlaying() {
-  _tellRemotes();
+  _notifyRemotes();
   if (!_remotes.updatesNowPlaying) return;
-  _remotes.published = _factsToPublish();
+  _remotes.published = _currentPublishedFacts();
   const bool runs = _state == TVSPlaybackState::Playing || _state == TVSPlaybackState::Scanning;
   auto& service = _platform.nowPlaying();
-  // All of them each time, also where they are not known: what an earlier item has left must not
-  // stay.
+  // Unknown values are set as well, to replace those of the previous item.
   service.setNowPlayingInfo(
       {{std::string(platform::kNowPlayingTitle), _remotes.published->title},
        {std::string(platform::kNowPlayingDuration), _remotes.published->duration},

@@ -1,7 +1,7 @@
-// The next item of the playlist, prepared while the current one comes to its end.
+// Prepares the next item of the playlist shortly before the end of the current one.
 //
-// One timer, set for when the end is near and again whenever position, rate, end or playlist have
-// changed; while time stands still there is none.
+// A timer fires shortly before the end. It is set again when the position, rate, end time or
+// playlist changes. There is no timer while playback stands still.
 
 #include <algorithm>
 
@@ -9,11 +9,11 @@
 #include "platform/services/Platform.h"
 
 namespace {
-/// Long enough for a slow server, short enough that somebody who skips about does not load it all.
-constexpr double kAheadSeconds = 10;
+/// Long enough for a slow server. Short enough that skipping through an item rarely loads the next.
+constexpr double kPreparationLeadSeconds = 10;
 }  // namespace
 
-std::shared_ptr<TVSMediaItem> TVSPlayer::_itemToFollow() const {
+std::shared_ptr<TVSMediaItem> TVSPlayer::_itemToPrepare() const {
   const bool follows =
       _isReady() && _items.playlist && _settings.endAction == TVSMediaItemEndAction::Advance;
   return follows ? _items.playlist->nextItem() : nullptr;
@@ -29,21 +29,23 @@ std::optional<double> TVSPlayer::_secondsLeft() const {
 
 void TVSPlayer::_updatePreparation() {
   _preparation.timer.reset();
-  const auto next = _itemToFollow();
+  const auto next = _itemToPrepare();
   const auto left = _secondsLeft();
-  // One that is still to come is kept, whatever time does, until the end has moved far away.
-  if (_preparation.item && (_preparation.item != next || left.value_or(0) > 2 * kAheadSeconds)) {
+  // A prepared item is kept during pauses, and until the end is more than twice the lead away.
+  if (_preparation.item &&
+      (_preparation.item != next || left.value_or(0) > 2 * kPreparationLeadSeconds)) {
     _preparation.item.reset();
     if (_engine) _engine->cancelPreparation();
   }
   if (!next || !left || next == _preparation.item) return;
-  if (*left > kAheadSeconds) {
-    _preparation.timer = _platform.mainQueue().after(
-        platform::durationFromSeconds(*left - kAheadSeconds), [this] { _updatePreparation(); });
+  if (*left > kPreparationLeadSeconds) {
+    _preparation.timer =
+        _platform.mainQueue().after(platform::durationFromSeconds(*left - kPreparationLeadSeconds),
+                                    [this] { _updatePreparation(); });
     return;
   }
   _preparation.item = next;
-  platform::MediaLoad load = _loadOf(next, {});
+  platform::MediaLoad load = _makeLoad(next, {});
   load.playing = true;
   _engine->prepare(load);
 }

@@ -1,4 +1,4 @@
-// What media keys and now-playing displays ask of the player, and what they are told of it.
+// Remote commands of media keys and now-playing displays.
 
 #include <algorithm>
 #include <cmath>
@@ -19,7 +19,7 @@ void TVSPlayer::_updateRemoteCommands() {
       takes ? _platform.nowPlaying().addRemoteCommandTarget(*this) : platform::Token();
 }
 
-void TVSPlayer::_tellRemotes() {
+void TVSPlayer::_notifyRemotes() {
   if (_remotes.commands) _platform.nowPlaying().remotePlaybackDidChange();
 }
 

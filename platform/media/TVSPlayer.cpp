@@ -22,7 +22,7 @@ TVSPlayer::~TVSPlayer() {
 }
 
 std::shared_ptr<TVSMediaItem> TVSPlayer::currentMediaItem() const {
-  // While the playlist moves on, the item that is played is still the one that is left.
+  // While the playlist changes its current item, the loaded item is still the old one.
   if (_item) return _item->mediaItem();
   return _items.playlist ? _items.playlist->currentItem() : nullptr;
 }
@@ -36,9 +36,9 @@ void TVSPlayer::play() {
   _target = {true, std::nullopt};
   if (_isLoaded()) {
     _runEngine();
-    if (_phase == Phase::Loading) _tellRemotes();
+    if (_phase == Phase::Loading) _notifyRemotes();
   } else {
-    _beginAnew();
+    _restart();
   }
 }
 
@@ -51,9 +51,9 @@ void TVSPlayer::pause() {
   _target = {false, std::nullopt};
   if (!_isLoaded()) return;
   _engine->pause();
-  if (_phase == Phase::Loading) _tellRemotes();
-  // At the end time stands still already.
-  if (_phase == Phase::Ended) _settle();
+  if (_phase == Phase::Loading) _notifyRemotes();
+  // At the end the engine does not report a pause.
+  if (_phase == Phase::Ended) _updateState();
 }
 
 void TVSPlayer::scanAtRate(double rate) {
@@ -70,7 +70,7 @@ void TVSPlayer::scanAtRate(double rate) {
 void TVSPlayer::changeMediaInDirection(TVSMediaDirection direction) {
   if (!_engine || !_items.playlist) return;
   const auto self = shared_from_this();
-  // The delegate hears of it after the end of the playlist, too.
+  // The delegate is also called after the end of the playlist.
   if (const auto delegate = _delegate.lock()) {
     const bool should =
         delegate->playerShouldChangeMediaInDirection(*this, static_cast<int>(direction));
@@ -89,7 +89,7 @@ void TVSPlayer::stop() {
   ++_serials.epoch;
   if (!_isLoaded()) return;
   const auto self = shared_from_this();
-  _stopKeeping(nullptr);
+  _stopWithItem(nullptr);
 }
 
 void TVSPlayer::invalidate() {
@@ -98,26 +98,26 @@ void TVSPlayer::invalidate() {
   stop();
   if (!_engine) return;
   _items.observer.reset();
-  // A stop's observers may have begun something new, which ends here unannounced.
+  // Observers of the stop may have started a new load, which is ended without an announcement.
   _unload();
   _state = TVSPlaybackState::Stopped;
   _item.reset();
   _updateElapsedTimer();
-  _retireEngine();
+  _releaseEngine();
   _updateRemoteCommands();
 }
 
 void TVSPlayer::_runEngine() { _engine->play(_target.scanRate.value_or(_settings.rate)); }
 
-void TVSPlayer::_retireEngine() {
+void TVSPlayer::_releaseEngine() {
   _engine->setObserver(nullptr);
   auto engine = std::exchange(_engine, nullptr);
-  // An engine is not destroyed from inside a callback of its own.
-  if (_serials.receiving > 0)
+  // An engine must not be destroyed inside one of its callbacks.
+  if (_serials.engineEventDepth > 0)
     _platform.mainQueue().async([retired = std::shared_ptr(std::move(engine))] {});
 }
 
-bool TVSPlayer::_maySeek(double seconds, const std::optional<platform::Date>& date) {
+bool TVSPlayer::_delegateAllowsSeek(double seconds, const std::optional<platform::Date>& date) {
   const auto delegate = _delegate.lock();
   return !delegate || (delegate->playerShouldSeekToTime(*this, seconds, date) && _engine);
 }
@@ -130,7 +130,7 @@ double TVSPlayer::elapsedTime() const {
 void TVSPlayer::setElapsedTime(double seconds) {
   if (!_engine || !std::isfinite(seconds)) return;
   const auto self = shared_from_this();
-  if (!_maySeek(seconds, std::nullopt)) return;
+  if (!_delegateAllowsSeek(seconds, std::nullopt)) return;
   if (!_isReady()) _start = {.seconds = seconds, .fraction = {}, .date = {}};
   if (!_isLoaded()) return;
   _engine->seek(seconds);
@@ -140,7 +140,7 @@ void TVSPlayer::setElapsedTime(double seconds) {
 void TVSPlayer::setStartPosition(double fraction) {
   if (!_engine || !std::isfinite(fraction) || _isReady()) return;
   _start = {.seconds = {}, .fraction = std::clamp(fraction, 0.0, 1.0), .date = {}};
-  // No seek says what a fraction means before the duration is known, so the load begins again.
+  // The engine cannot seek to a fraction before it knows the duration, so it loads again.
   if (_isLoaded()) _load();
 }
 
@@ -155,7 +155,7 @@ std::optional<platform::Date> TVSPlayer::playbackDate() const {
 void TVSPlayer::setPlaybackDate(platform::Date date) {
   if (!_engine || !std::isfinite(date.secondsSince1970)) return;
   const auto self = shared_from_this();
-  if (!_maySeek(elapsedTime(), date)) return;
+  if (!_delegateAllowsSeek(elapsedTime(), date)) return;
   if (!_isReady()) _start.date = date;
   if (!_isLoaded()) return;
   _engine->seekToDate(date);
@@ -179,7 +179,7 @@ void TVSPlayer::setVolume(float volume) {
   if (!std::isfinite(volume)) return;
   _settings.volume = std::clamp(volume, 0.0F, 1.0F);
   if (_isLoaded()) _engine->setVolume(_settings.volume);
-  _tellRemotes();
+  _notifyRemotes();
 }
 
 const std::vector<platform::TimeRange>& TVSPlayer::cachedSeekableTimeRanges() const {

@@ -23,10 +23,10 @@ class Platform;
 
 class TVSPlayer;
 
-// Posted on the process-wide notification centre with the player as the sender.
+// Posted on Platform::notificationCenter() with the player as the sender.
 inline constexpr std::string_view TVSPlaybackStateDidChangeNotification =
     "TVSPlaybackStateDidChangeNotification";
-/// A seek has had its effect.
+/// A seek is complete.
 inline constexpr std::string_view TVSPlaybackTimeDidJumpNotification =
     "TVSPlaybackTimeDidJumpNotification";
 inline constexpr std::string_view TVSPlaybackDidPlayToEndOfMediaItemNotification =
@@ -39,19 +39,19 @@ inline constexpr std::string_view TVSPlaybackPlaylistDidFinishNotification =
     "TVSPlaybackPlaylistDidFinishNotification";
 
 enum class TVSPlaybackState {
-  Loading,  ///< nothing to show yet, or rebuffering
-  Playing,  ///< the first frame is due
+  Loading,  ///< prerolling or rebuffering
+  Playing,
   Paused,
   Stopped,   ///< also after a failure
-  Scanning,  ///< the remote runs through the item
+  Scanning,  ///< fast forward or rewind
 };
 
 enum class TVSMediaItemEndAction { Advance = 0, Pause = 1, None = 2 };
 
 enum class TVSMediaDirection : int { Next = 0, Previous = 1 };
 
-/// Is asked before the player does what somebody wants of it. Main thread, inside the call
-/// concerned.
+/// Allows or rejects control calls. Called synchronously by the control functions of TVSPlayer, on
+/// the main thread. If a function returns false, the player ignores the control call.
 class TVSPlayerPlaybackDelegate {
  public:
   virtual ~TVSPlayerPlaybackDelegate() = default;
@@ -63,25 +63,23 @@ class TVSPlayerPlaybackDelegate {
   virtual bool playerShouldChangeMediaInDirection(TVSPlayer& player, int direction) = 0;
 };
 
-/// A player: a playlist, its current item, a state, and an engine that does the playing.
+/// Plays the items of a playlist with a MediaEngine.
 ///
-/// Workflow: make it, set what it should begin with (start point, volume, rate), setPlaylist().
-/// Loading begins at once and it plays when it is ready, unless pause() came first. stop() ends it;
-/// play() after that begins anew, with the item after a failed or finished one where there is one.
-/// invalidate() lets the engine go for good.
+/// Usage: create it, set the start point, volume and rate, then call setPlaylist(). Loading begins
+/// at once. The player plays when the item is ready, unless pause() was called before. play() after
+/// stop() loads the current item again, or the next one if the current item has finished or failed.
 ///
-/// States are announced once, when they are true: "paused" when time stands still, "playing" when
-/// the first frame is due. stop() announces before it returns; the "loading" of setPlaylist() is
-/// announced on the next turn of the main queue, so that whoever made the player can observe it.
+/// Each state is announced once, when it is reached. stop() announces it before it returns. The
+/// "loading" state of setPlaylist() is announced in the next turn of the main queue, so that the
+/// caller can add observers.
 ///
-/// At the end of an item it posts that, then acts by mediaItemEndAction: the next item, or after
-/// the last one the playlist-finished notification and a stop; a pause on the last frame; or
-/// nothing. Where the next item is to follow, the engine prepares it during the last seconds of the
-/// one that plays, so that no time passes between them. An item that fails is written to the error
-/// log and left for the next one; without a next one the player stops and the failed item stays to
-/// be asked.
+/// At the end of an item the player posts a notification and then acts according to
+/// mediaItemEndAction. "Advance" loads the next item, which the engine has prepared during the last
+/// seconds; after the last item it posts the playlist-finished notification and stops. A failed
+/// item is added to the error log, and the next one is loaded. Without a next item the player
+/// stops, and currentPlayerItem() remains the failed item.
 ///
-/// Threads: main only. Lifetime: owned by shared_ptr.
+/// Threads: main. Lifetime: owned by a shared_ptr.
 class TVSPlayer : public platform::Object,
                   public std::enable_shared_from_this<TVSPlayer>,
                   private platform::MediaEngineObserver,
@@ -92,60 +90,58 @@ class TVSPlayer : public platform::Object,
       std::function<void(double elapsed, const std::optional<platform::Date>& playbackDate,
                          double duration, bool scanning)>;
 
-  /// On the current platform.
+  /// Uses Platform::current().
   explicit TVSPlayer(std::string name);
   ~TVSPlayer() override;
   std::string className() const override { return "TVSPlayer"; }
   const std::string& name() const { return _name; }
 
-  // What to play.
   void setPlaylist(std::shared_ptr<TVSPlaylist> playlist);
   const std::shared_ptr<TVSPlaylist>& playlist() const { return _items.playlist; }
   std::shared_ptr<TVSMediaItem> currentMediaItem() const;
-  /// The current item as the engine has it; null before setPlaylist(), after a stop that was no
-  /// failure, and after invalidate().
+  /// The item that the engine has loaded, or the item whose failure has stopped the player. Null
+  /// before setPlaylist(), after any other stop, and after invalidate().
   platform::PlayerItem* currentPlayerItem() const { return _item.get(); }
-  /// False once invalidated.
   bool hasQueuePlayer() const { return _engine != nullptr; }
 
-  // Controls. Each asks the delegate first.
+  // Controls. All of them except stop() and invalidate() ask the delegate first.
   void play();
   void pause();
-  /// By the remote: runs through the item at `rate`; 0 or 1 go back to playing. Beyond 2 or below 0
-  /// the state is scanning.
+  /// Plays at `rate` until it is called with 0 or 1, or another control ends the scan. The state is
+  /// Scanning if the rate is greater than 2 or negative.
   void scanAtRate(double rate);
-  /// What was last asked of scanAtRate() and still holds; none: no scan.
+  /// The rate of the current scan; std::nullopt if there is none.
   std::optional<double> scanRate() const { return _target.scanRate; }
-  /// By the remote. The delegate answers, or the player goes to the neighbouring item.
   void changeMediaInDirection(TVSMediaDirection direction);
   void stop();
-  /// Stops and gives the engine up. Nothing works afterwards, everything may be called.
+  /// Stops and destroys the engine. Further calls are allowed and have no effect.
   void invalidate();
 
   TVSPlaybackState state() const { return _state; }
 
-  /// Seconds. Setting it seeks; before the item is ready it sets the start point. Not finite:
-  /// ignored.
+  /// Seconds. The setter seeks, or sets the start point if the item is not ready. A value that is
+  /// not finite is ignored.
   double elapsedTime() const;
   void setElapsedTime(double seconds);
-  /// Fraction of the duration, 0 to 1 (clamped), from which the first item starts.
+  /// The start point of the first item as a fraction of its duration, clamped to 0 to 1.
   void setStartPosition(double fraction);
   /// Seconds, or TVSDurationIndefinite.
   double duration() const;
-  /// The date of the current position, for media that carry dates. Setting it seeks.
+  /// The date of the current position, for media with dates. The setter seeks.
   std::optional<platform::Date> playbackDate() const;
   void setPlaybackDate(platform::Date date);
 
-  /// What time runs at now: 0 unless playing or scanning.
+  /// The current rate; 0 unless playing or scanning.
   double rate() const;
   double rateUsedForPlayback() const { return _settings.rate; }
-  /// What play() uses, and at once where it plays. 0 or not finite: ignored; clamped to ±64.
+  /// The rate for play(). Takes effect at once during playback. Clamped to ±64; 0 and values that
+  /// are not finite are ignored.
   void setRateUsedForPlayback(double rate);
 
   bool muted() const { return _settings.muted; }
   void setMuted(bool muted);
   float volume() const { return _settings.volume; }
-  /// Clamped to 0 to 1; not finite: ignored.
+  /// Clamped to 0 to 1. A value that is not finite is ignored.
   void setVolume(float volume);
 
   TVSMediaItemEndAction mediaItemEndAction() const { return _settings.endAction; }
@@ -154,30 +150,29 @@ class TVSPlayer : public platform::Object,
   bool updatesNowPlayingInfoAutomatically() const { return _remotes.updatesNowPlaying; }
   void setUpdatesNowPlayingInfoAutomatically(bool updates);
   bool handlesRemoteCommandsWithoutNowPlayingInfo() const { return _remotes.handlesCommands; }
-  /// Media keys and displays reach a player that has a playlist and either of the two: each asks
-  /// the delegate as the remote does.
+  /// A player with a playlist receives remote commands if this or
+  /// updatesNowPlayingInfoAutomatically() is set.
   void setHandlesRemoteCommandsWithoutNowPlayingInfo(bool handles);
 
   void setPlaybackDelegate(std::weak_ptr<TVSPlayerPlaybackDelegate> delegate) {
     _delegate = std::move(delegate);
   }
 
-  // What it tells.
   const std::vector<platform::TimeRange>& cachedSeekableTimeRanges() const;
   const std::vector<platform::TimeRange>& cachedLoadedTimeRanges() const;
   std::optional<int> bufferingPercent() const;
-  /// Dictionaries, oldest first; nothing when there are no entries.
+  /// Dictionaries, oldest first; std::nullopt if there are no entries.
   std::optional<platform::Array> accessLog() const;
   std::optional<platform::Array> errorLog() const;
   std::shared_ptr<platform::VideoOutput> videoOutput() const;
 
-  /// Property-list form, or a Value that holds nothing.
+  /// In property-list form, or a Value of kind None.
   platform::Value selectedAudioOption() const;
   platform::Value selectedSubtitleOption() const;
   /// `property` is "selectedAudioOption" or "selectedSubtitleOption" (asserted).
   platform::Token addPropertyObserver(std::string_view property, std::function<void()> observer);
-  /// Called when what is known of the item has changed: tracks, options, chapters, how far the
-  /// buffer has filled. Positions and loaded ranges are not told of.
+  /// Called when properties of the item have changed (tracks, options, chapters, the buffering
+  /// percentage), but not for positions and loaded ranges.
   platform::Token addFactsObserver(std::function<void()> observer);
   /// Once a second while playing, four times a second while scanning.
   platform::Token addElapsedTimeObserver(ElapsedTimeObserver observer);
@@ -185,38 +180,37 @@ class TVSPlayer : public platform::Object,
  private:
   friend class platform::PlayerItem;
 
-  /// What is wanted, whatever the engine is at.
+  /// The requested state of playback.
   struct Target {
     bool playing = true;
-    /// By the remote; none: the rate used for playback.
+    /// std::nullopt: use rateUsedForPlayback().
     std::optional<double> scanRate;
   };
-  /// What is, as far as the engine has told.
+  /// The state that the engine has reported.
   enum class Phase {
-    Idle,     ///< nothing is loaded
-    Loading,  ///< the engine has not become ready
-    Ready,    ///< there is something to show, time has not begun to run
+    Idle,
+    Loading,
+    Ready,  ///< prerolled; playback has not started
     Playing,
     Paused,
     Stalled,
-    Ended,  ///< time stands still at the item's end
+    Ended,
   };
-  /// Where the next load begins: at the date where the media carry dates, otherwise at one of the
-  /// other two, of which at most one is set.
+  /// The start point of the next load. See MediaLoad.
   struct StartPoint {
     std::optional<double> seconds;
     std::optional<double> fraction;
     std::optional<platform::Date> date;
     bool hasPosition() const { return seconds || fraction; }
   };
-  /// What the now-playing displays were last told of the item.
+  /// The part of the now-playing information that depends on the facts of the item.
   struct PublishedFacts {
     std::string title;
     double duration = 0;
     friend bool operator==(const PublishedFacts&, const PublishedFacts&) = default;
   };
 
-  // Engine callbacks. All of them go through _receive(), which drops what belongs to an older load.
+  // Engine callbacks. All of them use _handleEngineEvent(), which drops events of older loads.
   void engineDidBecomeReady(std::uint64_t generation) override;
   void engineDidPlay(std::uint64_t generation, double rate) override;
   void engineDidPause(std::uint64_t generation) override;
@@ -227,73 +221,70 @@ class TVSPlayer : public platform::Object,
   void engineFactsDidChange(std::uint64_t generation) override;
   void engineSelectionDidChange(std::uint64_t generation,
                                 const std::string& characteristic) override;
-  void _receive(std::uint64_t generation, const std::function<void()>& body);
+  void _handleEngineEvent(std::uint64_t generation, const std::function<void()>& body);
 
-  // The current item. Whatever calls out looks at the epoch afterwards: where it has moved on,
-  // somebody out there has decided otherwise, and there is nothing left to do.
+  // The current item. A function that posts notifications compares the epoch before and after. If
+  // it differs, an observer has loaded or stopped something else, and the function returns.
   bool _isLoaded() const { return _phase != Phase::Idle; }
   bool _isReady() const { return _phase != Phase::Idle && _phase != Phase::Loading; }
-  platform::MediaLoad _loadOf(const std::shared_ptr<TVSMediaItem>& item,
-                              const StartPoint& start) const;
+  platform::MediaLoad _makeLoad(const std::shared_ptr<TVSMediaItem>& item,
+                                const StartPoint& start) const;
   void _load();
   void _unload();
-  void _stopKeeping(std::unique_ptr<platform::PlayerItem> failedItem);
-  void _beginAnew();
+  void _stopWithItem(std::unique_ptr<platform::PlayerItem> failedItem);
+  void _restart();
   void _changeItem(const std::function<bool()>& moveCurrent);
-  void _leaveItem(bool playedToEnd);
+  void _advanceOrStop(bool playedToEnd);
   void _playlistDidChange(const TVSPlaylist::Change& change);
   void _recordFailure(const platform::Error& error);
-  /// At the rate that is wanted.
+  /// Plays at the scan rate, if there is one, or at the rate used for playback.
   void _runEngine();
-  bool _maySeek(double seconds, const std::optional<platform::Date>& date);
-  void _retireEngine();
+  bool _delegateAllowsSeek(double seconds, const std::optional<platform::Date>& date);
+  void _releaseEngine();
 
-  // The next item. Called whenever what it goes by may have changed.
+  /// Called when the playlist, the position, the rate or the end time may have changed.
   void _updatePreparation();
-  std::shared_ptr<TVSMediaItem> _itemToFollow() const;
-  /// Until the current item's end, on the clock; none where it does not run towards one.
+  std::shared_ptr<TVSMediaItem> _itemToPrepare() const;
+  /// Seconds of real time until the end of the item; std::nullopt if it does not play forward or
+  /// its duration is unknown.
   std::optional<double> _secondsLeft() const;
 
-  // State.
   TVSPlaybackState _stateOfPhase() const;
-  bool _scans() const;
-  /// Brings the state, and what hangs on it, in line with phase and target.
-  void _settle();
-  void _announce();
-  void _announceLater();
+  bool _isScanning() const;
+  /// Computes the state from `_phase` and `_target`, and updates timers and observers.
+  void _updateState();
+  void _announceState();
+  void _announceStateLater();
 
-  // Whoever listens.
   void _post(std::string_view notification);
   void _updateElapsedTimer();
   void _elapsedTimerDidFire();
   void _publishNowPlaying();
-  void _publishChangedFacts();
+  void _publishNowPlayingIfChanged();
 
-  // Remote commands.
   void handleRemoteCommand(const platform::RemoteCommand& command) override;
   platform::RemotePlayback remotePlayback() const override;
-  /// Takes them, or lets them go, as the player is now.
+  /// Registers or unregisters the player as a target.
   void _updateRemoteCommands();
-  void _tellRemotes();
+  void _notifyRemotes();
   void _skipBy(double seconds);
-  PublishedFacts _factsToPublish() const;
+  PublishedFacts _currentPublishedFacts() const;
   platform::Value _selectedOption(std::string_view characteristic) const;
 
-  /// The items to play, and whether it is the player itself that moves on in them.
   struct Items {
     std::shared_ptr<TVSPlaylist> playlist;
     platform::Token observer;
-    bool moves = false;
+    bool isMoving = false;  ///< the player itself changes the current item of the playlist
   };
-  /// Tells what belongs to the load in progress from what is over.
+  /// Counters that detect stale engine events and reentrant calls.
   struct Serials {
-    std::uint64_t generation = 0;  ///< of the load in progress; 0 while there is none
+    std::uint64_t generation = 0;  ///< of the current load; 0 if there is none
     std::uint64_t lastGeneration = 0;
-    std::uint64_t epoch = 0;  ///< counts loads and stops
-    int receiving = 0;        ///< callbacks of the engine that are under way
+    std::uint64_t epoch = 0;  ///< the number of loads and stops
+    int engineEventDepth = 0;
   };
   struct Settings {
-    double rate = 1;  ///< used for playback
+    double rate = 1;
     bool muted = false;
     float volume = 1;
     TVSMediaItemEndAction endAction = TVSMediaItemEndAction::Advance;
@@ -313,7 +304,7 @@ class TVSPlayer : public platform::Object,
     platform::Token elapsedTimer;
     double elapsedInterval = 0;
   };
-  /// What the engine prepares, or has prepared.
+  /// The item that the engine is preparing or has prepared.
   struct Preparation {
     std::shared_ptr<TVSMediaItem> item;
     platform::Token timer;
@@ -332,8 +323,8 @@ class TVSPlayer : public platform::Object,
   double _engineRate = 0;
   StartPoint _start;
   Serials _serials;
-  /// The current item is done with: beginning anew goes to the one after it.
-  bool _currentItemIsSpent = false;
+  /// The current item has finished or failed; _restart() loads the next one.
+  bool _currentItemIsFinished = false;
 
   TVSPlaybackState _state = TVSPlaybackState::Stopped;
   std::optional<TVSPlaybackState> _announcedState;

@@ -11,10 +11,10 @@
 #include "platform/media/ObserverList.h"
 #include "platform/media/TVSMediaItem.h"
 
-/// The items that a player plays, in order, and which of them is current.
+/// An ordered list of items with a current item.
 ///
-/// A windowed playlist holds the current item and what follows: an item that stops being current
-/// leaves it. Main thread.
+/// A windowed playlist holds only the current item and those after it: an item is removed when
+/// another becomes current. Main thread.
 class TVSPlaylist : public platform::Object {
  public:
   struct Change {
@@ -24,7 +24,7 @@ class TVSPlaylist : public platform::Object {
     bool wasCurrent = false;
   };
 
-  /// `startIndex` must be below the number of items unless there are none (asserted).
+  /// `startIndex` must be less than the number of items, if there are any (asserted).
   TVSPlaylist(std::vector<std::shared_ptr<TVSMediaItem>> items, std::size_t startIndex,
               bool isCollection);
   std::string className() const override { return "TVSPlaylist"; }
@@ -36,25 +36,21 @@ class TVSPlaylist : public platform::Object {
   const std::vector<std::shared_ptr<TVSMediaItem>>& trackList() const { return _items; }
   std::shared_ptr<TVSMediaItem> currentItem() const;
   std::optional<std::size_t> currentIndex() const { return _current; }
-  /// The item after the current one, or none.
   std::shared_ptr<TVSMediaItem> nextItem() const;
 
-  /// Where no item is current, because the last one was removed, what is added at the end becomes
-  /// current.
+  /// If there is no current item, an item added at the end becomes current.
   void appendMediaItem(const std::shared_ptr<TVSMediaItem>& item);
-  /// `index` at most size (asserted).
+  /// `index` <= size (asserted).
   void insertMediaItem(const std::shared_ptr<TVSMediaItem>& item, std::size_t index);
-  /// `index` below size (asserted). After the removal of the current item the one that followed it
-  /// is current, or none.
+  /// `index` < size (asserted). If the current item is removed, the next one becomes current.
   void removeMediaItemAtIndex(std::size_t index);
-  /// Makes the following item current; false at the end, when nothing changes. A windowed playlist
-  /// drops the old one.
+  /// Makes the next item current. False if there is none.
   bool advance();
-  /// Makes the preceding item current; false at the beginning, when nothing changes.
+  /// Makes the previous item current. False if there is none.
   bool retreat();
 
-  /// Called after each change. A removal that moves the current item is one change, of kind
-  /// Removed.
+  /// `observer` is called after each change. The removal of the current item emits only a Removed
+  /// change.
   platform::Token addObserver(std::function<void(const Change&)> observer);
 
  private:

@@ -8,8 +8,7 @@ TVSResourceLoadingRequest::TVSResourceLoadingRequest(std::optional<std::uint64_t
     : _identifier(identifier),
       _url(std::move(url)),
       _details(std::move(details)),
-      // isFinished() tells by the completion, so a caller that wants to hear nothing gets an empty
-      // one.
+      // isFinished() checks the completion, so it must not be null.
       _completion(completion ? std::move(completion)
                              : [](const platform::ResourceResponse*, const platform::Error*) {}) {}
 
@@ -22,7 +21,7 @@ platform::Dictionary TVSResourceLoadingRequest::dictionaryRepresentation() const
 }
 
 void TVSResourceLoadingRequest::finishLoading(const platform::ResourceResponse& response) {
-  // Taken out first: the completion may drop the last reference to this request.
+  // Moved out first: the completion may release the last reference to this request.
   if (const auto completion = std::exchange(_completion, nullptr)) completion(&response, nullptr);
 }
 

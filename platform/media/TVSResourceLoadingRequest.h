@@ -13,9 +13,8 @@
 
 namespace platform {
 
-/// Under this key a request names itself in its dictionary representation and in a sender's answer.
+/// The identifier of a request in its dictionary representation and in the answer of the sender.
 inline constexpr std::string_view kCustomURLProviderRequestIDKey = "FCUP_Request_RequestID";
-/// And under this one its URL in its dictionary representation.
 inline constexpr std::string_view kCustomURLProviderRequestURLKey = "FCUP_Request_URL";
 
 struct HTTPResponse {
@@ -25,7 +24,7 @@ struct HTTPResponse {
   Dictionary headers;
 };
 
-/// How a resource request ended well.
+/// The result of a successful resource request.
 struct ResourceResponse {
   std::optional<HTTPResponse> response;
   std::shared_ptr<const Bytes> data;
@@ -35,11 +34,10 @@ struct ResourceResponse {
 
 }  // namespace platform
 
-/// A load that the player cannot satisfy itself.
+/// A request for a resource that the player cannot load by itself.
 ///
-/// It is finished exactly once; a second finish is ignored, and so is one after the player has
-/// given the request up. Main thread. The completion is called on the main thread, inside the
-/// finish.
+/// It is finished once. Later calls, and calls after cancel(), are ignored. The completion is
+/// called synchronously by finishLoading() and finishLoadingWithError(). Main thread.
 class TVSResourceLoadingRequest : public platform::Object {
  public:
   using Completion = std::function<void(const platform::ResourceResponse*, const platform::Error*)>;
@@ -50,12 +48,12 @@ class TVSResourceLoadingRequest : public platform::Object {
 
   const std::optional<std::uint64_t>& requestID() const { return _identifier; }
   const std::string& url() const { return _url; }
-  /// The identifier under kCustomURLProviderRequestIDKey, the URL, and the details of the load.
+  /// The identifier, the URL and the details of the request.
   virtual platform::Dictionary dictionaryRepresentation() const;
 
   void finishLoading(const platform::ResourceResponse& response);
   void finishLoadingWithError(const platform::Error& error);
-  /// The player no longer wants it.
+  /// Called by the player. The completion is not called afterwards.
   void cancel();
   bool isFinished() const { return !_completion; }
 
@@ -66,7 +64,7 @@ class TVSResourceLoadingRequest : public platform::Object {
   Completion _completion;
 };
 
-/// A content key that the player needs.
+/// A request for a content key.
 class TVSSecureKeyRequest : public TVSResourceLoadingRequest {
  public:
   using TVSResourceLoadingRequest::TVSResourceLoadingRequest;
@@ -76,7 +74,8 @@ class TVSSecureKeyRequest : public TVSResourceLoadingRequest {
   void setContentIdentifierData(platform::Value data) { _contentIdentifier = std::move(data); }
   void setRequestOptions(platform::Value options) { _options = std::move(options); }
 
-  /// Makes the data that a key server understands from certificate, content identifier and options.
+  /// Creates keyRequestData(), the message to the key server, from the certificate, the content
+  /// identifier and the options. Returns false and sets `error` on failure.
   virtual bool loadKeyRequestData(std::optional<platform::Error>* error) = 0;
   const std::shared_ptr<const platform::Bytes>& keyRequestData() const { return _keyRequestData; }
 

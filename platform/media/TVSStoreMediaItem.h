@@ -9,7 +9,7 @@
 namespace platform {
 class TVSCloudDataClient;
 
-// Properties of a store data record, in the order in which records are merged.
+// Properties of TVSStoreDataItem, in the order in which they are merged.
 inline constexpr std::string_view kStoreAuthorizationToken = "TVSStoreAuthorizationToken";
 inline constexpr std::string_view kStoreBuyParameters = "TVSStoreBuyParameters";
 inline constexpr std::string_view kStoreAccountIdentifier = "TVSStoreAccountIdentifier";
@@ -31,13 +31,12 @@ inline constexpr std::string_view kStoreMediaTypeAudio = "audio";
 inline constexpr std::string_view kStoreMediaTypeMusicVideo = "musicVideo";
 }  // namespace platform
 
-/// What the store knows of a purchase: a bag of properties that changes in transactions. Main
-/// thread.
+/// The purchase record of the store: properties that are changed in transactions. Main thread.
 class TVSStoreDataItem : public platform::Object {
  public:
   std::string className() const override { return "TVSStoreDataItem"; }
   platform::Value property(std::string_view key) const { return _committed.get(key); }
-  /// Inside a transaction only (asserted). A value that holds nothing clears the property.
+  /// Only in a transaction (asserted). A value of kind None removes the property.
   void setProperty(std::string_view key, platform::Value value);
   /// Transactions do not nest (asserted).
   void beginTransaction();
@@ -49,17 +48,17 @@ class TVSStoreDataItem : public platform::Object {
   bool _inTransaction = false;
 };
 
-/// A purchase from the store; plays from its record's playback URL.
+/// A media item of a store purchase. Its URL is the playback URL of the purchase record.
 class TVSStoreMediaItem : public TVSMediaItem {
  public:
   explicit TVSStoreMediaItem(std::shared_ptr<TVSStoreDataItem> dataItem);
   std::string className() const override { return "TVSStoreMediaItem"; }
   std::string url() const override;
-  /// Store items may be cached, in the background too, unless a subclass says otherwise.
+  /// Store items allow caching, also in the background. Subclasses may override this.
   bool hasTrait(std::string_view trait) const override;
   const std::shared_ptr<TVSStoreDataItem>& dataItem() const { return _dataItem; }
 
-  /// Called when two records of the same purchase meet. Does nothing here.
+  /// Merges two records of the same purchase. The default implementation does nothing.
   virtual void mergePropertiesFromDataItem(const std::shared_ptr<TVSStoreDataItem>& from,
                                            const std::shared_ptr<TVSStoreDataItem>& to);
 

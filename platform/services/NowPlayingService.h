@@ -8,7 +8,7 @@
 
 namespace platform {
 
-// Fields of the now-playing information.
+// Keys of the now-playing information.
 inline constexpr std::string_view kNowPlayingAlbum = "TVSNowPlayingAlbum";
 inline constexpr std::string_view kNowPlayingArtist = "TVSNowPlayingArtist";
 inline constexpr std::string_view kNowPlayingArtworkData = "TVSNowPlayingArtworkData";
@@ -22,28 +22,29 @@ inline constexpr std::string_view kNowPlayingTotalTrackCount = "TVSNowPlayingTot
 inline constexpr std::string_view kNowPlayingTrackNumber = "TVSNowPlayingTrackNumber";
 inline constexpr std::string_view kNowPlayingUniqueIdentifier = "TVSNowPlayingUniqueIdentifier";
 inline constexpr std::string_view kNowPlayingTimestamp =
-    "TVSNowPlayingTimestamp";  // date of the elapsed time
+    "TVSNowPlayingTimestamp";  // date at which the elapsed time was measured
 inline constexpr std::string_view kNowPlayingMediaType = "TVSNowPlayingMediaType";
 inline constexpr std::string_view kNowPlayingMediaTypeMusic = "TVSNowPlayingMediaTypeMusic";
 
 enum class NowPlayingPlaybackState : unsigned { Playing = 1, Paused = 2 };
 
-/// Tells the box's now-playing displays and remote controls what plays. Main thread.
+/// Publishes what is playing to now-playing displays and remote controls. Main thread.
 class NowPlayingService {
  public:
   virtual ~NowPlayingService() = default;
   /// Whether this application may become the now-playing application.
   virtual void setEligible(bool eligible) = 0;
-  /// `mergePolicy` 0: the fields given replace theirs, the others stay.
+  /// `mergePolicy` 0: the given keys are replaced, the other keys keep their values.
   virtual void setNowPlayingInfo(const Dictionary& info, int mergePolicy) = 0;
   /// For the local origin.
   virtual void setPlaybackState(NowPlayingPlaybackState state) = 0;
 
-  /// `target` gets what the box's remote controls ask for, until the token is dropped; whoever had
-  /// that before has it again then. What the target says of its playback is shown in place of what
-  /// the now-playing information says of it.
+  /// Sends remote commands to `target` until the token is destroyed. Then the previous target
+  /// receives them again. While there is a target, its remotePlayback() replaces the playback
+  /// fields of the now-playing information.
   virtual Token addRemoteCommandTarget(RemoteCommandTarget& target) = 0;
-  /// A target's remotePlayback() has changed other than by the passing of time.
+  /// The target calls this when its remotePlayback() has changed. The progress of `elapsed` during
+  /// playback is no change.
   virtual void remotePlaybackDidChange() = 0;
 };
 

@@ -21,7 +21,7 @@ Platform::~Platform() {
 
 Platform& Platform::current() {
   auto* found = currentPlatform.load();
-  TVS_ASSERT_MESSAGE(found, "a platform is installed");
+  TVS_ASSERT_MESSAGE(found, "no platform is installed");
   return *found;
 }
 
@@ -33,13 +33,13 @@ void Platform::setCurrent(Platform* platform) {
 }
 
 void Platform::releaseSharedInstances() {
-  // Newest first: an instance may use those that were there when it was made. One that is made by a
-  // dying one dies too.
+  // Newest first, because an instance may use older ones. A destructor may create another instance,
+  // hence the loop.
   for (;;) {
-    std::shared_ptr<void> dying;  // without the lock
+    std::shared_ptr<void> released;  // destroyed after the unlock
     const std::lock_guard lock(_instancesMutex);
     if (_instances.empty()) return;
-    dying = std::move(_instances.back().second);
+    released = std::move(_instances.back().second);
     _instances.pop_back();
   }
 }

@@ -24,13 +24,13 @@ class Screen;
 class ViewServiceHost;
 class ViewServiceViewController;
 
-/// Everything that the application needs of its box, in one place.
+/// Access to all services of the platform.
 ///
-/// Workflow: the linked box provides makePlatform(); the entry makes one, installs it with
-/// setCurrent(), and runs it. A test makes a box in memory and installs that.
+/// Usage: the linked box provides makePlatform(). main() calls it, installs the platform with
+/// setCurrent() and runs it. Tests install a simulated platform.
 ///
-/// Lifetime: references handed out are good as long as the platform. Threads: main, except clock(),
-/// mainQueue() and current(), which any thread may use.
+/// Lifetime: the returned references are valid as long as the platform. Threads: main, except
+/// clock(), mainQueue() and current(), which are safe on any thread.
 class Platform {
  public:
   Platform();
@@ -38,9 +38,9 @@ class Platform {
   Platform(const Platform&) = delete;
   Platform& operator=(const Platform&) = delete;
 
-  /// The installed platform (asserted to exist).
+  /// The installed platform. Asserts that there is one.
   static Platform& current();
-  /// Null removes it, after which current() fails; its shared instances die first.
+  /// Installs a platform; null removes it. First destroys the shared instances of the previous one.
   static void setCurrent(Platform* platform);
 
   virtual Clock& clock() = 0;
@@ -61,14 +61,14 @@ class Platform {
   virtual RemoteInputLimitingCenter& remoteInputLimiting() = 0;
   virtual DeviceInfo& device() = 0;
   virtual ViewServiceHost& viewServiceHost() = 0;
-  /// A player's engine. Never null.
+  /// Never null.
   virtual std::unique_ptr<MediaEngine> makeMediaEngine() = 0;
-  /// A surface for a mirrored screen, good until it is closed. Null when the box cannot offer one.
+  /// A layer for a mirrored screen, valid until it is closed. Null if the platform has none.
   virtual std::shared_ptr<Layer> makeLayer() = 0;
 
-  /// The one instance of T in this process, made on first use through make_shared, also when
-  /// several threads ask at once. It dies with the platform, newest first, on the main thread. T's
-  /// constructor may ask for another shared instance; it must not wait for another thread.
+  /// The single instance of T. Created on first use, on any thread. Destroyed with the platform on
+  /// the main thread, newest instance first. The constructor of T may request other shared
+  /// instances, but must not wait for another thread.
   template <typename T>
   std::shared_ptr<T> sharedInstance() {
     const std::lock_guard lock(_instancesMutex);
@@ -79,8 +79,8 @@ class Platform {
   }
 
  protected:
-  /// A box whose services the shared instances use while they die calls this first in its
-  /// destructor.
+  /// Subclasses call this first in their destructors, because the destructors of shared instances
+  /// may use services of the subclass.
   void releaseSharedInstances();
 
  private:
@@ -88,43 +88,42 @@ class Platform {
   void _store(std::type_index type, std::shared_ptr<void> instance);
 
   NotificationCenter _notificationCenter;
-  /// Recursive, since it is held while an instance is made, which may ask for another one.
+  /// Recursive: it is held while a constructor runs, which may request another instance.
   std::recursive_mutex _instancesMutex;
   std::vector<std::pair<std::type_index, std::shared_ptr<void>>> _instances;
 };
 
-/// What an application gives its platform before it runs.
+/// Start and end of the application. Called on the main thread.
 class ApplicationDelegate {
  public:
   virtual ~ApplicationDelegate() = default;
-  /// On the main thread, before anything else runs there.
+  /// Called before anything else runs on the main thread.
   virtual bool applicationDidFinishLaunching(const Dictionary& options) = 0;
-  /// On the main thread, when the process was told to end. What plays need not be stopped: the
-  /// platform closes it afterwards.
+  /// Called before the process ends. The delegate need not stop playback; the platform closes the
+  /// players afterwards.
   virtual void applicationWillTerminate() = 0;
 };
 
+/// What an application provides to the platform. The functions are called on the main thread.
 struct Application {
   std::shared_ptr<ApplicationDelegate> delegate;
-  /// Makes the root view controller of a presentation.
   std::function<std::shared_ptr<ViewServiceViewController>()> makeRootViewController;
-  /// What the application tells of itself to whoever asks for the box's state. Main thread.
+  /// The part of a status report that describes the application.
   std::function<Dictionary()> status{};
-  /// Whether an action by vorlaneUIPerform() would end the process, because only callers inside the
-  /// process are trusted not to make it. Main thread.
+  /// Whether vorlaneUIPerform() with these arguments would fail an assertion. The platform rejects
+  /// such calls from other processes.
   std::function<bool(const std::string& action, const Dictionary& params)> isFatalAction{};
 };
 
-/// A platform that can be run as a process.
+/// A platform with a main loop.
 class RunnablePlatform : public Platform {
  public:
-  /// Launches `application` and serves it until the process is told to end. Returns the exit
-  /// status.
+  /// Launches `application` and runs until the process is asked to end. Returns the exit status.
   virtual int run(Application application) = 0;
 };
 
-/// The factory that the linked box provides. `argv` as of main(). Null with an exit status when
-/// there is nothing to run: after --help or --version, or with options that cannot be understood.
+/// Implemented by the linked box. `argc` and `argv` are those of main(). Returns null and sets
+/// `exitStatus` if there is nothing to run: after --help and --version, and for invalid options.
 std::unique_ptr<RunnablePlatform> makePlatform(int argc, char** argv, int* exitStatus);
 
 }  // namespace platform

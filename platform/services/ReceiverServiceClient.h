@@ -8,15 +8,15 @@
 
 namespace platform {
 
-/// The way to the receiver service.
+/// The connection to the receiver service.
 class ReceiverServiceClient {
  public:
   virtual ~ReceiverServiceClient() = default;
-  /// From then on the fourteen calls arrive on `queue`, one at a time. The delegate is held weakly:
-  /// calls that find it gone are answered with a failure. Main thread, once.
+  /// From now on the calls of VorlaneReceiverUIDelegate are made on `queue`, one at a time. Calls
+  /// fail after the delegate has been destroyed. Called once, on the main thread.
   virtual void setDelegate(std::weak_ptr<VorlaneReceiverUIDelegate> delegate,
                            std::shared_ptr<SerialQueue> queue) = 0;
-  /// Sends an event out. `name` is UTF-8. Called on the delegate's queue.
+  /// Sends an event. `name` is UTF-8. Called on the queue of the delegate.
   virtual void postEvent(const char* name, const Dictionary& info) = 0;
 };
 

@@ -8,7 +8,7 @@
 
 namespace platform {
 
-/// What a media key or a now-playing display asks of what plays.
+/// A command of a media key or a now-playing display.
 struct RemoteCommand {
   enum class Kind {
     Play,
@@ -17,35 +17,35 @@ struct RemoteCommand {
     Stop,
     Next,
     Previous,
-    SkipBy,     ///< seconds from here; past the end it is Next
+    SkipBy,     ///< seconds relative to the position; beyond the end: Next
     SeekTo,     ///< seconds from the beginning
     SetRate,    ///< 1 is normal
-    SetVolume,  ///< 0 to 1, of what plays alone
+    SetVolume,  ///< 0 to 1; the volume of the player
   };
 
   Kind kind;
   double value = 0;
 };
 
-/// What is true of something that plays, for those who show it.
+/// The playback state for now-playing displays.
 struct RemotePlayback {
   enum class State {
     Stopped,
-    Waiting,  ///< will play as soon as it can
+    Waiting,  ///< loading or buffering; will play
     Playing,
     Paused,
   };
 
   State state = State::Stopped;
   double elapsed = 0;  ///< seconds
-  double rate = 0;     ///< what time runs at now
-  /// Seconds; none: not known, or without an end.
+  double rate = 0;     ///< current rate; 0 while time stands still
+  /// Seconds; std::nullopt: unknown or unlimited.
   std::optional<double> duration;
   bool canSeek = false;
   double volume = 1;
 };
 
-/// Whoever carries out remote commands: a player. Main thread.
+/// The receiver of remote commands, such as a player. Main thread.
 class RemoteCommandTarget {
  public:
   virtual ~RemoteCommandTarget() = default;
@@ -53,16 +53,16 @@ class RemoteCommandTarget {
   virtual RemotePlayback remotePlayback() const = 0;
 };
 
-/// Those who take remote commands. The one that came last has them. Main thread.
+/// The registered targets. The newest one receives the commands. Main thread.
 class RemoteCommandTargets {
  public:
-  /// Until the token is dropped, which `target` outlives.
+  /// Registers `target` until the token is destroyed. The target must outlive the token.
   Token add(RemoteCommandTarget& target);
-  /// Null: nobody takes any.
+  /// The newest target, or null.
   RemoteCommandTarget* current() const { return _targets->empty() ? nullptr : _targets->back(); }
 
  private:
-  // Shared with the tokens, which may outlive this.
+  // Shared, because tokens may outlive this object.
   const std::shared_ptr<std::vector<RemoteCommandTarget*>> _targets =
       std::make_shared<std::vector<RemoteCommandTarget*>>();
 };

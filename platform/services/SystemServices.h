@@ -16,9 +16,9 @@ class TVSStoreDataItem;
 
 namespace platform {
 
-// All of these are called on the main thread unless they say otherwise, and call back on it.
+// All functions are called on the main thread unless noted otherwise. Callbacks run on it.
 
-/// Keeps the process alive while somebody holds it.
+/// Keeps the process alive as long as the object exists.
 class ProcessAssertion : public Object {
  public:
   std::string className() const override { return "ProcessAssertion"; }
@@ -27,13 +27,13 @@ class ProcessAssertion : public Object {
 class ProcessAssertionService {
  public:
   virtual ~ProcessAssertionService() = default;
-  /// Never null: where the box has no such facility, the assertion has no effect.
+  /// Never null. The assertion has no effect on a system without such a service.
   virtual std::shared_ptr<ProcessAssertion> acquire(std::string_view bundleIdentifier,
                                                     std::uint32_t flags, std::uint32_t reason,
                                                     std::string_view name) = 0;
 };
 
-/// The shell's switchboard for power and activity.
+/// Power state and user activity of the system.
 class SystemService {
  public:
   virtual ~SystemService() = default;
@@ -43,40 +43,42 @@ class SystemService {
   virtual void triggerUserActivity() = 0;
 };
 
-/// System-wide notification, posted when the device is about to sleep.
+/// A SystemNotificationService notification that is posted before the device sleeps.
 inline constexpr std::string_view TVSPowerManagerDeviceWillSleepNotification =
     "TVSPowerManagerDeviceWillSleepNotification";
 
 class PowerManager {
  public:
   virtual ~PowerManager() = default;
-  /// 0 and an identifier that is not 0, or a status that is not 0.
+  /// Prevents sleep. On success returns 0 and sets `identifier` to a nonzero value; otherwise
+  /// returns a nonzero status.
   virtual std::uint32_t createAssertion(const Dictionary& properties,
                                         std::uint32_t* identifier) = 0;
   virtual void releaseAssertion(std::uint32_t identifier) = 0;
 };
 
-/// Named notifications between processes, with a 64-bit state for whoever asks later.
+/// Named notifications between processes. Each name can have a 64-bit state that processes can
+/// read.
 class SystemNotificationService {
  public:
   virtual ~SystemNotificationService() = default;
-  /// A state token for `name`, or none.
+  /// A token for setState(), or std::nullopt on failure.
   virtual std::optional<std::int32_t> registerStateToken(std::string_view name) = 0;
   virtual bool setState(std::int32_t token, std::uint64_t state) = 0;
-  /// False when it could not be posted.
+  /// False on failure.
   virtual bool post(std::string_view name) = 0;
   virtual Token addObserver(std::string_view name, std::function<void()> callback) = 0;
 };
 
-/// Notifications with an info dictionary between processes.
+/// Notifications with a dictionary between processes.
 class DistributedNotificationCenter {
  public:
   virtual ~DistributedNotificationCenter() = default;
   virtual void post(std::string_view name, const Dictionary& info) = 0;
 };
 
-/// Posted on the process-wide centre; the interruption type is a number, 1 when it begins, 0 when
-/// it ends.
+/// Posted on Platform::notificationCenter(). The interruption type is a number: 1 at the beginning,
+/// 0 at the end.
 inline constexpr std::string_view TVSAudioSessionInterruptionNotification =
     "TVSAudioSessionInterruptionNotification";
 inline constexpr std::string_view TVSAudioSessionInterruptionTypeKey =
@@ -87,7 +89,7 @@ enum class AudioCategory { Ambient, Playback };
 class TVSAudioSession {
  public:
   virtual ~TVSAudioSession() = default;
-  /// `callback` is called whenever the session has to be configured, the first time at once.
+  /// `callback` is called immediately, and again whenever the session must be configured.
   virtual void setConfigurationCallback(std::function<void(TVSAudioSession&)> callback) = 0;
   /// False on failure.
   virtual bool setCategory(AudioCategory category) = 0;
@@ -103,7 +105,8 @@ struct AudioRoute {
 class AudioRoutingController {
  public:
   virtual ~AudioRoutingController() = default;
-  /// Answers once, later, on the main thread. Destroying the controller first cancels the answer.
+  /// Asynchronous: `completion` is called once on the main thread. Destroying the controller
+  /// cancels it.
   virtual void fetchAvailableRoutes(std::function<void(std::vector<AudioRoute>)> completion) = 0;
   virtual void selectRoute(const AudioRoute& route) = 0;
   virtual void selectDefaultRoute() = 0;
@@ -115,7 +118,7 @@ class AudioRoutingService {
   virtual std::shared_ptr<AudioRoutingController> makeController(int discoveryMode) = 0;
 };
 
-/// Posted on the process-wide centre when the answer of internetAvailable() has changed.
+/// Posted on Platform::notificationCenter() when the result of internetAvailable() has changed.
 inline constexpr std::string_view TVSInternetAvailabilityDidChangeNotification =
     "TVSInternetAvailabilityDidChangeNotification";
 
@@ -125,16 +128,16 @@ class TVSNetworkUtilities {
   virtual bool internetAvailable() = 0;
 };
 
-/// The store's data service.
+/// The data service of the store.
 class TVSCloudDataClient {
  public:
   virtual ~TVSCloudDataClient() = default;
   virtual void connect() = 0;
-  /// A new record of a purchase, without properties. Never null.
+  /// A new purchase record without properties. Never null.
   virtual std::shared_ptr<TVSStoreDataItem> makeDataItem() = 0;
 };
 
-/// Routes the remote's input to the view service while one is on screen.
+/// Sends the input of the remote control to the view service while one is on screen.
 class RemoteInputLimitingCenter {
  public:
   virtual ~RemoteInputLimitingCenter() = default;
@@ -145,10 +148,10 @@ class DeviceInfo {
  public:
   virtual ~DeviceInfo() = default;
   virtual bool isInternalBuild() const = 0;
-  /// POSIX locale name of the user's language, such as `de_DE`; "C" where unset.
+  /// POSIX locale name of the user's language, such as `de_DE`; "C" if none is set.
   virtual std::string language() const = 0;
-  /// The language of a BCP 47 tag by its name in the user's language, as it stands in a list:
-  /// "German", "Portuguese (Brazil)". Empty where it has none.
+  /// The name of the language with BCP 47 tag `tag` in the user's language, in the form used in
+  /// lists: "German", "Portuguese (Brazil)". Empty if unknown.
   virtual std::string languageName(std::string_view tag) const = 0;
 };
 

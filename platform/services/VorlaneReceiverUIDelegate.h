@@ -5,19 +5,19 @@
 
 #include "platform/foundation/Value.h"
 
-/// The interface through which the receiver service calls the application: fourteen calls, made one
-/// at a time on the queue that the delegate was registered with, never on the main thread.
+/// The calls of the receiver service into the application. They are made one at a time on the queue
+/// with which the delegate was registered, never on the main thread.
 ///
-/// Every status is 0 for success, otherwise an error code. An out dictionary may be null when the
-/// caller does not want it; it becomes empty when the call has nothing to say. The start calls and
-/// the PIN actions of perform return when the session is on screen; they have no time limit.
+/// A status is 0 for success, otherwise an error code. `outputParams` may be null; it becomes empty
+/// if the call returns no values. The start calls and the PIN actions of vorlaneUIPerform() block
+/// without a time limit until the session is on screen.
 class VorlaneReceiverUIDelegate {
  public:
   using Status = std::int32_t;
 
   virtual ~VorlaneReceiverUIDelegate() = default;
 
-  /// `error` is written only when the status is not 0.
+  /// `error` is written only on failure.
   virtual platform::Value vorlaneUIGetProperty(const std::string& property,
                                                const platform::Value& qualifier, Status* error) = 0;
   virtual Status vorlaneUISetProperty(const std::string& property, const platform::Value& qualifier,
@@ -30,13 +30,13 @@ class VorlaneReceiverUIDelegate {
   virtual Status vorlaneUIStopPresentation(const platform::Dictionary& params) = 0;
   virtual Status vorlaneUIShowProgress() = 0;
   virtual Status vorlaneUIHideProgress() = 0;
-  /// Reports user activity; any thread.
+  /// Reports user activity. Any thread.
   virtual void vorlaneUIActivity() = 0;
   virtual Status vorlaneUIStartAudio(const platform::Dictionary& params,
                                      platform::Dictionary* outputParams) = 0;
   virtual Status vorlaneUIStopAudio(const platform::Dictionary& params) = 0;
   virtual Status vorlaneUIUpdateAudioMetaData(const platform::Dictionary& params) = 0;
-  /// Seconds.
+  /// Both in seconds.
   virtual Status vorlaneUIUpdateAudioProgress(double elapsed, double duration) = 0;
   virtual Status vorlaneUIStartVideo(const platform::Dictionary& params,
                                      platform::Dictionary* outputParams) = 0;

@@ -13,13 +13,14 @@
 
 using Texts = std::vector<std::string>;
 
-/// An item that keeps what it is asked for, and answers when the test does.
-class AskedItem final : public TVSURLMediaItem {
+/// An item that records its requests, which the test finishes.
+class RequestRecordingItem final : public TVSURLMediaItem {
  public:
   using Answer = std::function<void(TVSResourceLoadingRequest&)>;
 
-  /// `name` is what PlayerEvents calls it.
-  AskedItem(std::string url, const std::string& name) : TVSURLMediaItem(std::move(url), {}) {
+  /// PlayerEvents identifies the item by `name`.
+  RequestRecordingItem(std::string url, const std::string& name)
+      : TVSURLMediaItem(std::move(url), {}) {
     setMetadata("name", name);
   }
   bool loadResourceForRequest(const std::shared_ptr<TVSResourceLoadingRequest>& request) override {
@@ -29,8 +30,8 @@ class AskedItem final : public TVSURLMediaItem {
   void loadStreamingKeyForRequest(const std::shared_ptr<TVSSecureKeyRequest>& request) override {
     _take(request);
   }
-  /// Those that wait for an answer, and from now on each as it comes.
-  void answerBy(Answer answer) {
+  /// Finishes the pending and all future requests with `answer`.
+  void answerWith(Answer answer) {
     _answer = std::move(answer);
     const auto waiting = requests;
     for (const auto& request : waiting)
@@ -49,7 +50,7 @@ class AskedItem final : public TVSURLMediaItem {
 };
 
 inline std::shared_ptr<TVSMediaItem> mediaItem(const std::string& url) {
-  return std::make_shared<AskedItem>(url, url);
+  return std::make_shared<RequestRecordingItem>(url, url);
 }
 
 inline std::shared_ptr<TVSPlaylist> playlistOf(const Texts& urls, bool windowed = true) {
@@ -76,9 +77,8 @@ inline std::string_view stateName(TVSPlaybackState state) {
   return "unknown";
 }
 
-/// Hears everything that a player posts, in order: the name of a state, or what happened to which
-/// item (`end a`, `will a`, `did b`, `finished`). Seeks that have had their effect are only
-/// counted.
+/// Records the notifications of a player in order: names of states, and `end a`, `will a`, `did b`,
+/// `finished` with names of items. Completed seeks are counted.
 class PlayerEvents {
  public:
   explicit PlayerEvents(TVSPlayer& player) {
@@ -97,11 +97,11 @@ class PlayerEvents {
         [this](const platform::Notification&) { ++_jumps; }));
   }
 
-  /// Is called after each event with its text.
+  /// Called after each event.
   std::function<void(const std::string&)> onEvent;
 
   const Texts& all() const { return _events; }
-  /// Those since the last take().
+  /// Returns and clears the events.
   Texts take() { return std::exchange(_events, {}); }
   int jumps() const { return _jumps; }
 

@@ -1,4 +1,4 @@
-// What a player tells of the item it plays.
+// The properties of items, observers and the now-playing information.
 
 #include "sim/AssertionsThrow.h"
 #include "tests/player/PlayerFixture.h"
@@ -9,7 +9,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using State = TVSPlaybackState;
 
-TEST_F(TVSPlayerTest, ElapsedTimeIsToldOnlyWhileItMovesAndSomebodyListens) {
+TEST_F(TVSPlayerTest, ElapsedTimeTimerRunsOnlyDuringPlaybackWithObservers) {
   beginAndPlay({"long"});
   std::vector<double> told;
   std::optional<bool> scans;
@@ -23,12 +23,12 @@ TEST_F(TVSPlayerTest, ElapsedTimeIsToldOnlyWhileItMovesAndSomebodyListens) {
   EXPECT_EQ(scans, false);
   EXPECT_GT(told[1] - told[0], 0.9);
   player->scanAtRate(4);
-  ASSERT_TRUE(untilHeard("scanning"));
+  ASSERT_TRUE(untilEvent("scanning"));
   told.clear();
   ASSERT_TRUE(until([&] { return told.size() == 2; }));
   EXPECT_EQ(scans, true);
   player->pause();
-  ASSERT_TRUE(untilHeard("paused"));
+  ASSERT_TRUE(untilEvent("paused"));
   const auto& queue = platform::Platform::current().mainQueue();
   EXPECT_FALSE(queue.nextDeadline());
   told.clear();
@@ -55,7 +55,7 @@ TEST_F(TVSPlayerTest, SelectionAndTracks) {
   auto& item = *player->currentPlayerItem();
   EXPECT_THAT(item.selectionGroups(), IsEmpty());
   item.setTrackEnabled(1, false);
-  // What language a stream has may be known after its first frame.
+  // The language of a stream may become known after its first frame.
   ASSERT_TRUE(until([&] {
     const auto& groups = item.selectionGroups();
     return groups.size() == 2 && groups[0].options.size() == 2 && groups[1].options.size() == 2 &&
@@ -78,17 +78,17 @@ TEST_F(TVSPlayerTest, SelectionAndTracks) {
   EXPECT_EQ(player->selectedSubtitleOption(),
             platform::Value(PlayerItem::propertyList(text, text.options[0])));
 
-  // Described by another item, whose identifiers mean nothing here.
+  // A property list of another item, with an unknown identifier.
   item.selectPropertyList(PlayerItem::propertyList(audio, {"other", "Englisch", "en"}));
   ASSERT_TRUE(until([&] { return audioChanges == 2; }));
   EXPECT_EQ(selected(0), 0U);
-  // No description at all, or of what there is none of.
+  // Invalid property lists, and an option that does not exist.
   for (const platform::Value& value :
        {platform::Value(), platform::Value("audible"), platform::Value(platform::Dictionary{}),
         platform::Value(PlayerItem::propertyList(audio, {"other", "Welsh", "cy"}))}) {
     item.selectPropertyList(value);
   }
-  // None of the group.
+  // Property lists without an option.
   for (const auto* characteristic : {"unknown", "legible"}) {
     item.selectPropertyList(platform::Dictionary{
         {std::string(platform::kMediaSelectionCharacteristic), characteristic}});
@@ -99,7 +99,7 @@ TEST_F(TVSPlayerTest, SelectionAndTracks) {
   EXPECT_EQ(audioChanges, 2);
 
   ASSERT_EQ(item.tracks().size(), 5U);
-  // A text track is enabled while it is shown.
+  // A subtitle track is enabled while it is selected.
   const auto subtitle = item.tracks()[3];
   ASSERT_EQ(subtitle.mediaType, "text");
   EXPECT_FALSE(subtitle.enabled);
@@ -114,13 +114,13 @@ TEST_F(TVSPlayerTest, SelectionAndTracks) {
   ASSERT_TRUE(until([&] { return !item.tracks()[1].enabled; }));
   EXPECT_TRUE(item.tracks()[0].enabled);
   player->play();
-  EXPECT_TRUE(untilHeard("end tracks")) << "without sound";
+  EXPECT_TRUE(untilEvent("end tracks")) << "plays without audio";
 
   const sim::AssertionsThrow assertionsThrow;
   EXPECT_THROW((void)player->addPropertyObserver("rate", [] {}), sim::AssertionError);
 }
 
-TEST_F(TVSPlayerTest, PublishesWhatPlaysUnlessToldNotTo) {
+TEST_F(TVSPlayerTest, PublishesNowPlayingInfoUnlessDisabled) {
   auto& nowPlaying = bench->nowPlaying();
   const auto shows = [&](std::string_view key, double value) {
     const auto number = nowPlaying.info().number(key);
@@ -133,7 +133,7 @@ TEST_F(TVSPlayerTest, PublishesWhatPlaysUnlessToldNotTo) {
       << "from the media";
   EXPECT_TRUE(shows(platform::kNowPlayingDuration, 3));
   player->pause();
-  ASSERT_TRUE(untilHeard("paused"));
+  ASSERT_TRUE(untilEvent("paused"));
   EXPECT_EQ(nowPlaying.playbackState(), platform::NowPlayingPlaybackState::Paused);
   ASSERT_TRUE(seek(2));
   EXPECT_TRUE(shows(platform::kNowPlayingElapsedTime, 2));
@@ -147,21 +147,21 @@ TEST_F(TVSPlayerTest, PublishesWhatPlaysUnlessToldNotTo) {
   const auto before = nowPlaying.publishedInfos().size();
   events.take();
   player->play();
-  ASSERT_TRUE(untilHeard("stopped"));
+  ASSERT_TRUE(untilEvent("stopped"));
   EXPECT_EQ(nowPlaying.publishedInfos().size(), before);
 }
 
-TEST_F(TVSPlayerTest, RemoteCommandsAskTheDelegateAsTheRemoteDoes) {
+TEST_F(TVSPlayerTest, RemoteCommandsAskTheDelegate) {
   using Kind = platform::RemoteCommand::Kind;
   using Remote = platform::RemotePlayback::State;
   auto& nowPlaying = bench->nowPlaying();
-  EXPECT_FALSE(nowPlaying.send({Kind::Play})) << "there is nothing to play";
+  EXPECT_FALSE(nowPlaying.send({Kind::Play})) << "the player has no playlist";
   begin({"long", "b"});
   EXPECT_EQ(nowPlaying.playback()->state, Remote::Waiting);
   player->pause();
-  ASSERT_TRUE(untilHeard("paused"));
+  ASSERT_TRUE(untilEvent("paused"));
   ASSERT_TRUE(seek(4));
-  const auto delegate = std::make_shared<Refusing>();
+  const auto delegate = std::make_shared<RejectingDelegate>();
   player->setPlaybackDelegate(delegate);
   const struct {
     platform::RemoteCommand command;
@@ -178,9 +178,9 @@ TEST_F(TVSPlayerTest, RemoteCommandsAskTheDelegateAsTheRemoteDoes) {
       {{Kind::SkipBy, 19}, "change 0"},
   };
   for (const auto& one : cases) {
-    delegate->asked.clear();
+    delegate->requests.clear();
     EXPECT_TRUE(nowPlaying.send(one.command));
-    EXPECT_EQ(delegate->asked, Texts{one.asks}) << static_cast<int>(one.command.kind);
+    EXPECT_EQ(delegate->requests, Texts{one.asks}) << static_cast<int>(one.command.kind);
   }
   player->setPlaybackDelegate({});
   nowPlaying.send({Kind::SetRate, 2});
@@ -197,7 +197,7 @@ TEST_F(TVSPlayerTest, RemoteCommandsAskTheDelegateAsTheRemoteDoes) {
   nowPlaying.send({Kind::TogglePlayPause});
   ASSERT_TRUE(until([&] { return nowPlaying.playback()->state == Remote::Paused; }));
   EXPECT_GT(nowPlaying.playbackChanges(), told);
-  // The newer of two players has the remote, until it is gone.
+  // The newest player receives the commands until it is invalidated.
   auto other = std::make_shared<TVSPlayer>("other");
   other->setPlaylist(playlistOf({bench->url("c")}));
   EXPECT_EQ(nowPlaying.playback()->state, Remote::Waiting);
@@ -221,19 +221,19 @@ TEST_F(TVSPlayerTest, LiveStreams) {
   };
   ASSERT_TRUE(until([&] { return window().duration > 0; }));
   const auto first = window();
-  ASSERT_TRUE(until([&] { return window().start > first.start; })) << "it slides";
+  ASSERT_TRUE(until([&] { return window().start > first.start; })) << "the window moves";
   const auto newest = [&] { return window().start + window().duration; };
   player->setElapsedTime(5000);
   const double to = player->elapsedTime();
-  EXPECT_THAT(to, near(newest())) << "the newest point";
-  ASSERT_TRUE(untilPosition([&](double at) { return at > to + 0.3; })) << "and on from there";
+  EXPECT_THAT(to, near(newest())) << "clamped to the live edge";
+  ASSERT_TRUE(untilPosition([&](double at) { return at > to + 0.3; })) << "playback continues";
   const double middle = window().start + window().duration / 2;
   ASSERT_TRUE(seek(middle));
   EXPECT_LT(player->elapsedTime(), newest());
   EXPECT_TRUE(untilPosition([&](double at) { return at > middle + 0.2; }));
 }
 
-TEST_F(TVSPlayerTest, AFractionOfALiveStreamIsItsEdge) {
+TEST_F(TVSPlayerTest, ALiveStreamIgnoresAStartFraction) {
   player->setStartPosition(0);
   beginAndPlay({"live"});
   ASSERT_TRUE(until([&] { return !player->cachedSeekableTimeRanges().empty(); }));
@@ -249,7 +249,7 @@ TEST_F(TVSPlayerTest, ItemFactsAreEmptyUntilReady) {
   EXPECT_THAT(item.tracks(), IsEmpty());
   EXPECT_THAT(player->cachedLoadedTimeRanges(), IsEmpty());
   EXPECT_THAT(player->cachedSeekableTimeRanges(), IsEmpty());
-  ASSERT_TRUE(untilHeard("playing"));
+  ASSERT_TRUE(untilEvent("playing"));
   ASSERT_THAT(item.tracks(), testing::SizeIs(2));
   EXPECT_EQ(item.tracks()[0].mediaType, "video");
   EXPECT_EQ(item.tracks()[1].mediaType, "audio");

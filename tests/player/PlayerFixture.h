@@ -12,59 +12,59 @@
 #include "tests/player/PlayerBench.h"
 #include "tests/player/PlayerEvents.h"
 
-/// A position or a duration, as far as real media are exact.
+/// Matches a position or a duration with the accuracy of real media.
 inline auto near(double seconds) { return testing::DoubleNear(seconds, 0.1); }
 
-/// Refuses everything, and remembers what it was asked.
-class Refusing : public TVSPlayerPlaybackDelegate {
+/// Rejects and records all requests.
+class RejectingDelegate : public TVSPlayerPlaybackDelegate {
  public:
   bool playerShouldSeekToTime(TVSPlayer&, double seconds,
                               const std::optional<platform::Date>& date) override {
-    return _note("seek", date ? date->secondsSince1970 : seconds);
+    return _record("seek", date ? date->secondsSince1970 : seconds);
   }
-  bool playerShouldPlay(TVSPlayer&, double from) override { return _note("play", from); }
-  bool playerShouldPause(TVSPlayer&) override { return _note("pause"); }
-  bool playerShouldScanAtRate(TVSPlayer&, double rate) override { return _note("scan", rate); }
+  bool playerShouldPlay(TVSPlayer&, double from) override { return _record("play", from); }
+  bool playerShouldPause(TVSPlayer&) override { return _record("pause"); }
+  bool playerShouldScanAtRate(TVSPlayer&, double rate) override { return _record("scan", rate); }
   bool playerShouldChangeMediaInDirection(TVSPlayer&, int direction) override {
-    return _note("change", direction);
+    return _record("change", direction);
   }
-  Texts asked;
+  Texts requests;
 
  private:
-  bool _note(std::string question, std::optional<double> of = {}) {
+  bool _record(std::string question, std::optional<double> of = {}) {
     if (of) question += " " + std::to_string(std::lround(*of));
-    asked.push_back(std::move(question));
+    requests.push_back(std::move(question));
     return false;
   }
 };
 
-/// A player on a bench, and what was heard of it.
+/// A player on a bench, with its events.
 class TVSPlayerTest : public testing::Test {
  protected:
-  std::shared_ptr<AskedItem> item(const std::string& name) {
-    return std::make_shared<AskedItem>(bench->url(name), name);
+  std::shared_ptr<RequestRecordingItem> item(const std::string& name) {
+    return std::make_shared<RequestRecordingItem>(bench->url(name), name);
   }
   void begin(const Texts& names, bool windowed = true) {
     playlist = playlistOf({}, windowed);
     for (const auto& name : names) playlist->appendMediaItem(item(name));
     player->setPlaylist(playlist);
   }
-  /// And waits until it plays.
+  /// Loads the items and waits for playback.
   void beginAndPlay(const Texts& names) {
     begin(names);
-    ASSERT_TRUE(untilHeard("playing"));
+    ASSERT_TRUE(untilEvent("playing"));
     ASSERT_EQ(events.take(), (Texts{"loading", "playing"}));
   }
-  /// And waits until it shows where it would begin.
+  /// Loads the items paused and waits for preroll.
   void beginPaused(const Texts& names) {
     player->pause();
     begin(names);
-    ASSERT_TRUE(untilHeard("paused"));
+    ASSERT_TRUE(untilEvent("paused"));
     ASSERT_EQ(events.take(), (Texts{"loading", "paused"}));
   }
   bool until(const std::function<bool()>& isSo) { return bench->until(isSo); }
-  /// Since the last take().
-  bool untilHeard(const std::string& event) {
+  /// Waits for `event`, unless it was recorded since the last events.take().
+  bool untilEvent(const std::string& event) {
     return until([&] {
       const auto& all = events.all();
       return std::find(all.begin(), all.end(), event) != all.end();
@@ -73,18 +73,18 @@ class TVSPlayerTest : public testing::Test {
   bool untilPosition(const std::function<bool(double)>& isSo) {
     return until([&] { return isSo(player->elapsedTime()); });
   }
-  /// Seeks, and waits until that has had its effect: what was asked before it has had its own.
+  /// Seeks and waits for completion. Earlier requests are complete then, too.
   bool seek(double seconds) {
     const int before = events.jumps();
     player->setElapsedTime(seconds);
     return until([&] { return events.jumps() > before; });
   }
-  std::shared_ptr<AskedItem> current() {
-    return std::dynamic_pointer_cast<AskedItem>(player->currentMediaItem());
+  std::shared_ptr<RequestRecordingItem> current() {
+    return std::dynamic_pointer_cast<RequestRecordingItem>(player->currentMediaItem());
   }
-  /// As its sender would, now and from now on.
-  void answerRequests(AskedItem& of) {
-    of.answerBy(
+  /// Finishes the pending and all future requests of an item successfully.
+  void answerRequests(RequestRecordingItem& of) {
+    of.answerWith(
         [where = bench.get()](auto& request) { request.finishLoading(where->answerTo(request)); });
   }
 

@@ -1,4 +1,4 @@
-// From item to item: ends, failures, removals.
+// Changes of the current item: ends, failures, removals.
 
 #include <utility>
 
@@ -13,7 +13,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using State = TVSPlaybackState;
 
-TEST_F(TVSPlayerTest, LaterItemsTakeTheirOwnTimes) {
+TEST_F(TVSPlayerTest, LaterItemsUseTheirOwnStartAndEndTimes) {
   player->setElapsedTime(2.5);
   playlist = playlistOf({});
   for (const char* name : {"clip", "long"}) playlist->appendMediaItem(item(name));
@@ -22,13 +22,13 @@ TEST_F(TVSPlayerTest, LaterItemsTakeTheirOwnTimes) {
   std::vector<double> positions;
   bool begins = true;
   events.onEvent = [&](const std::string& event) {
-    // A slow machine may have it wait for media in between.
+    // On a slow machine playback may stall, which posts further "playing" events.
     if (event.starts_with("end") || (event == "playing" && std::exchange(begins, false)))
       positions.push_back(player->elapsedTime());
     if (event.starts_with("did")) begins = true;
   };
   player->setPlaylist(playlist);
-  ASSERT_TRUE(untilHeard("stopped"));
+  ASSERT_TRUE(untilEvent("stopped"));
   EXPECT_THAT(positions, ElementsAre(testing::Gt(2.4), near(3), testing::Gt(2.9), near(3.5)));
 }
 
@@ -38,33 +38,34 @@ TEST_F(TVSPlayerTest, EndTimesSetOnTheItem) {
   player->currentPlayerItem()->setForwardPlaybackEndTime(MediaTime::seconds(0.6));
   player->currentPlayerItem()->setReversePlaybackEndTime(MediaTime::seconds(0.3));
   player->play();
-  ASSERT_TRUE(untilHeard("paused"));
+  ASSERT_TRUE(untilEvent("paused"));
   EXPECT_THAT(player->elapsedTime(), near(0.6));
   EXPECT_THAT(events.take(), ElementsAre("playing", "end clip", "paused"));
   player->setRateUsedForPlayback(-1);
   player->play();
-  ASSERT_TRUE(untilHeard("paused"));
+  ASSERT_TRUE(untilEvent("paused"));
   EXPECT_THAT(player->elapsedTime(), near(0.3));
   EXPECT_THAT(events.take(), ElementsAre("playing", "end clip", "paused"));
   player->currentPlayerItem()->setReversePlaybackEndTime(MediaTime::indefinite());
   player->play();
-  ASSERT_TRUE(untilHeard("paused"));
+  ASSERT_TRUE(untilEvent("paused"));
   EXPECT_EQ(player->elapsedTime(), 0);
 }
 
-TEST_F(TVSPlayerTest, EndActionAdvanceGoesThroughThePlaylistAndStops) {
+TEST_F(TVSPlayerTest, EndActionAdvancePlaysThePlaylistAndStops) {
   begin({"a", "b"});
-  ASSERT_TRUE(untilHeard("stopped"));
+  ASSERT_TRUE(untilEvent("stopped"));
   EXPECT_THAT(events.take(), ElementsAre("loading", "playing", "end a", "will a", "did b",
                                          "loading", "playing", "end b", "finished", "stopped"));
   EXPECT_EQ(player->currentPlayerItem(), nullptr);
-  EXPECT_THAT(playlist->trackList(), testing::SizeIs(1)) << "windowed: what was played has left";
+  EXPECT_THAT(playlist->trackList(), testing::SizeIs(1))
+      << "a windowed playlist removes played items";
 }
 
 TEST_F(TVSPlayerTest, EndActionPauseStaysOnTheLastFrame) {
   player->setMediaItemEndAction(TVSMediaItemEndAction::Pause);
   beginAndPlay({"a", "b"});
-  ASSERT_TRUE(untilHeard("paused"));
+  ASSERT_TRUE(untilEvent("paused"));
   EXPECT_THAT(events.take(), ElementsAre("end a", "paused"));
   EXPECT_THAT(player->elapsedTime(), near(1));
   ASSERT_TRUE(seek(0.5));
@@ -72,46 +73,46 @@ TEST_F(TVSPlayerTest, EndActionPauseStaysOnTheLastFrame) {
   EXPECT_THAT(player->elapsedTime(), near(0.8));
   EXPECT_THAT(events.take(), IsEmpty());
   player->play();
-  ASSERT_TRUE(untilHeard("paused"));
+  ASSERT_TRUE(untilEvent("paused"));
   EXPECT_THAT(events.take(), ElementsAre("playing", "end a", "paused"));
 }
 
-TEST_F(TVSPlayerTest, EndActionNoneGoesOnAfterASeek) {
+TEST_F(TVSPlayerTest, EndActionNoneContinuesAfterASeek) {
   player->setMediaItemEndAction(TVSMediaItemEndAction::None);
   const auto elapsed = player->addElapsedTimeObserver([](auto...) {});
   beginAndPlay({"a", "b"});
-  ASSERT_TRUE(untilHeard("end a"));
+  ASSERT_TRUE(untilEvent("end a"));
   EXPECT_EQ(player->state(), State::Playing);
   EXPECT_EQ(player->rate(), 0);
-  // Limits of answers run out or are lifted; a timer that ticks comes back again and again.
+  // One-shot timers of the engine expire. A repeating timer of the player would never end.
   EXPECT_TRUE(bench->until([] {
     return !platform::Platform::current().mainQueue().nextDeadline();
-  })) << "nothing ticks at the end";
+  })) << "a timer repeats at the end";
   player->setElapsedTime(0.2);
   ASSERT_TRUE(until([&] { return player->rate() == 1; }));
   EXPECT_TRUE(untilPosition([](double at) { return at > 0.3 && at < 0.9; }));
   EXPECT_THAT(events.take(), ElementsAre("end a"));
   player->setElapsedTime(10);
-  ASSERT_TRUE(untilHeard("end a"));
+  ASSERT_TRUE(untilEvent("end a"));
   player->pause();
-  ASSERT_TRUE(untilHeard("paused"));
+  ASSERT_TRUE(untilEvent("paused"));
   EXPECT_THAT(events.take(), ElementsAre("end a", "paused"));
 }
 
-TEST_F(TVSPlayerTest, FailingItemsAreLeftAndTheLastOneStays) {
+TEST_F(TVSPlayerTest, FailedItemsAreSkippedAndTheLastOneRemains) {
   const platform::Error forbidden{std::string(platform::kURLErrorDomain), 403, {}, {}, {}};
   const double before = platform::Platform::current().clock().date().secondsSince1970;
   begin({"missing", "a", "damaged", "refused"});
-  ASSERT_TRUE(untilHeard("did refused"));
+  ASSERT_TRUE(untilEvent("did refused"));
   ASSERT_TRUE(until([&] { return player->rate() == 1; }));
   EXPECT_THAT(events.take(),
               ElementsAre("loading", "will missing", "did a", "playing", "end a", "will a",
                           "did damaged", "loading", "will damaged", "did refused", "playing"));
-  // It fails in the middle, where it waits for what is then refused.
-  ASSERT_TRUE(untilHeard("loading"));
-  current()->answerBy([&](auto& request) { request.finishLoadingWithError(forbidden); });
-  ASSERT_TRUE(untilHeard("stopped"));
-  // On a busy machine it may have waited for a decoder before, and gone on.
+  // The request for the middle of the item fails.
+  ASSERT_TRUE(untilEvent("loading"));
+  current()->answerWith([&](auto& request) { request.finishLoadingWithError(forbidden); });
+  ASSERT_TRUE(untilEvent("stopped"));
+  // On a busy machine playback may have stalled and continued before.
   EXPECT_THAT(events.take(),
               AnyOf(ElementsAre("loading", "stopped"), ElementsAre("loading", "playing", "stopped"),
                     ElementsAre("loading", "playing", "loading", "stopped")));
@@ -143,16 +144,16 @@ TEST_F(TVSPlayerTest, FailingItemsAreLeftAndTheLastOneStays) {
   EXPECT_THAT(events.take(), IsEmpty());
 }
 
-TEST_F(TVSPlayerTest, ManyFailuresEndInOneStopAndABoundedLog) {
+TEST_F(TVSPlayerTest, ManyFailuresStopOnceAndLimitTheErrorLog) {
   begin(Texts(150, "missing"));
-  ASSERT_TRUE(untilHeard("stopped"));
+  ASSERT_TRUE(untilEvent("stopped"));
   EXPECT_EQ(events.take().back(), "stopped");
   EXPECT_EQ(player->errorLog()->size(), 100U);
 }
 
-TEST_F(TVSPlayerTest, AStopInTheMiddleOfBeginningAnewIsObeyed) {
+TEST_F(TVSPlayerTest, StopDuringARestartTakesEffect) {
   beginAndPlay({"a"});
-  ASSERT_TRUE(untilHeard("stopped"));
+  ASSERT_TRUE(untilEvent("stopped"));
   playlist->appendMediaItem(item("b"));
   events.take();
   events.onEvent = [&](const std::string&) { player->stop(); };
@@ -162,12 +163,12 @@ TEST_F(TVSPlayerTest, AStopInTheMiddleOfBeginningAnewIsObeyed) {
   EXPECT_EQ(player->currentMediaItem(), playlist->trackList()[0]);
 }
 
-TEST_F(TVSPlayerTest, AReplacedPlaylistIsNoChangeOfItem) {
+TEST_F(TVSPlayerTest, ReplacingThePlaylistPostsNoItemChange) {
   beginPaused({"clip"});
   ASSERT_TRUE(seek(2));
   begin({"b"});
   EXPECT_EQ(player->state(), State::Loading);
-  ASSERT_TRUE(untilHeard("paused"));
+  ASSERT_TRUE(untilEvent("paused"));
   EXPECT_THAT(events.take(), ElementsAre("loading", "paused"));
   EXPECT_EQ(player->elapsedTime(), 0);
   player->setPlaylist(playlistOf({}));
@@ -176,9 +177,9 @@ TEST_F(TVSPlayerTest, AReplacedPlaylistIsNoChangeOfItem) {
   EXPECT_EQ(player->state(), State::Stopped);
 }
 
-TEST_F(TVSPlayerTest, ChangingMediaByTheRemote) {
+TEST_F(TVSPlayerTest, ChangeMediaInDirection) {
   begin({"a", "b"}, false);
-  ASSERT_TRUE(untilHeard("playing"));
+  ASSERT_TRUE(untilEvent("playing"));
   events.take();
   player->changeMediaInDirection(TVSMediaDirection::Previous);
   EXPECT_THAT(events.take(), IsEmpty());
@@ -188,7 +189,7 @@ TEST_F(TVSPlayerTest, ChangingMediaByTheRemote) {
   EXPECT_THAT(events.take(), IsEmpty());
   player->changeMediaInDirection(TVSMediaDirection::Previous);
   EXPECT_THAT(events.take(), ElementsAre("will b", "did a"));
-  EXPECT_TRUE(untilHeard("playing"));
+  EXPECT_TRUE(untilEvent("playing"));
 }
 
 }  // namespace

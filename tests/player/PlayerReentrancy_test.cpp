@@ -1,4 +1,4 @@
-// Whoever hears something from a player may do anything to it, there and then.
+// Observers of a player may call any function and destroy the player.
 
 #include "tests/player/PlayerFixture.h"
 
@@ -6,28 +6,28 @@ namespace {
 
 using State = TVSPlaybackState;
 
-/// A player that goes through everything: a failure, a stall, ends, a scan, a pause.
+/// A player that emits all kinds of events: a failure, a stall, ends, a scan, a pause.
 struct Scene {
   explicit Scene(PlayerBench& where) : bench(where) {
     for (const char* name : {"missing", "asks", "b"}) playlist->appendMediaItem(item(name));
     player->setPlaylist(playlist);
   }
-  std::shared_ptr<AskedItem> item(const char* name) {
-    auto made = std::make_shared<AskedItem>(bench.url(name), name);
+  std::shared_ptr<RequestRecordingItem> item(const char* name) {
+    auto made = std::make_shared<RequestRecordingItem>(bench.url(name), name);
     made->setMetadata(platform::kMediaItemForwardEndTime, name == std::string("asks") ? 1.8 : 0.2);
     items.push_back(made);
     return made;
   }
-  /// Until nothing more happens by itself, or something is so.
+  /// Waits until the player is paused, stopped or destroyed, or `isSo` returns true.
   void until(const std::function<bool()>& isSo) {
     EXPECT_TRUE(bench.until([&] {
       if (!player || player->state() == State::Stopped || player->state() == State::Paused)
         return true;
       if (isSo()) return true;
-      // A stall ends as soon as it has been told.
+      // Answers the requests when the stall has been reported.
       if (player->rate() == 0 && !events.all().empty() && events.all().back() == "loading")
         for (const auto& each : items)
-          each->answerBy([&](auto& request) { request.finishLoading(bench.answerTo(request)); });
+          each->answerWith([&](auto& request) { request.finishLoading(bench.answerTo(request)); });
       return false;
     })) << (player ? stateName(player->state()) : "");
   }
@@ -55,7 +55,7 @@ struct Scene {
   }
 
   PlayerBench& bench;
-  std::vector<std::shared_ptr<AskedItem>> items;
+  std::vector<std::shared_ptr<RequestRecordingItem>> items;
   std::shared_ptr<TVSPlaylist> playlist = playlistOf({});
   std::shared_ptr<TVSPlayer> player = std::make_shared<TVSPlayer>("test");
   PlayerEvents events{*player};
@@ -106,7 +106,7 @@ const std::vector<std::pair<std::string, Action>>& actions() {
   return all;
 }
 
-TEST(PlayerReentrancy, AnythingMayBeDoneAtAnyEvent) {
+TEST(PlayerReentrancy, AnyCallIsAllowedAtAnyEvent) {
   const auto bench = PlayerBench::make();
   Texts undisturbed;
   {
@@ -120,7 +120,7 @@ TEST(PlayerReentrancy, AnythingMayBeDoneAtAnyEvent) {
   for (const auto& [name, action] : actions()) {
     ++number;
     for (std::size_t at = 0; at < undisturbed.size(); ++at) {
-      // Each action at least once, each time at another event.
+      // In real time each action runs at one event, a different one each time.
       if (!bench->timeIsFree() && at != number * 5 % undisturbed.size()) continue;
       SCOPED_TRACE(name + " at event " + std::to_string(at) + ", " + undisturbed[at]);
       Scene scene(*bench);
@@ -130,7 +130,7 @@ TEST(PlayerReentrancy, AnythingMayBeDoneAtAnyEvent) {
       };
       scene.play();
       if (bench->timeIsFree()) {
-        ASSERT_GT(count, at) << "the run differs before anything was done";
+        ASSERT_GT(count, at) << "the run differs before the action";
       }
 
       std::string last;
@@ -150,7 +150,7 @@ TEST(PlayerReentrancy, AnythingMayBeDoneAtAnyEvent) {
   }
 }
 
-TEST_F(TVSPlayerTest, ElapsedTimeObserversMayDropThePlayer) {
+TEST_F(TVSPlayerTest, ElapsedTimeObserversMayDestroyThePlayer) {
   begin({"long"});
   int calls = 0;
   const auto first = player->addElapsedTimeObserver([&](auto...) {
@@ -159,7 +159,7 @@ TEST_F(TVSPlayerTest, ElapsedTimeObserversMayDropThePlayer) {
   });
   const auto second = player->addElapsedTimeObserver([&](auto...) { ++calls; });
   ASSERT_TRUE(until([&] { return calls > 0; }));
-  EXPECT_EQ(calls, 2) << "the call in progress reaches everybody";
+  EXPECT_EQ(calls, 2) << "all observers are called";
   bench->exhaust();
   EXPECT_EQ(bench->engines(), 0U);
 }

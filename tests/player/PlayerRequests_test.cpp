@@ -1,4 +1,4 @@
-// What the player cannot load itself, and asks the item's sender for.
+// Requests of the player to the item.
 
 #include "tests/player/PlayerFixture.h"
 
@@ -15,7 +15,7 @@ platform::Error urlError(std::int64_t code) {
   return {std::string(platform::kURLErrorDomain), code, {}, {}, {}};
 }
 
-TEST_F(TVSPlayerTest, ALoadEndsAsTheSenderAnswers) {
+TEST_F(TVSPlayerTest, LoadSucceedsOrFailsWithTheAnswer) {
   const auto answer = [&](TVSResourceLoadingRequest& request) {
     request.finishLoading(bench->answerTo(request));
   };
@@ -26,14 +26,14 @@ TEST_F(TVSPlayerTest, ALoadEndsAsTheSenderAnswers) {
     const char* name;
     const char* what;
     std::function<void(TVSResourceLoadingRequest&)> answer;
-    std::int64_t code;  // 0: it plays
+    std::int64_t code;  // 0: the item plays
   } cases[] = {
       {"own", "data", answer, 0},
       {"own", "an error", fail, 404},
-      {"own", "nothing: it was not taken", {}, static_cast<int>(URLErrorCode::UnsupportedURL)},
-      {"own", "elsewhere", [&](auto& request) { request.finishLoading(redirect(bench->url("a"))); },
-       0},
-      {"own", "elsewhere, for ever",
+      {"own", "not accepted", {}, static_cast<int>(URLErrorCode::UnsupportedURL)},
+      {"own", "a redirect",
+       [&](auto& request) { request.finishLoading(redirect(bench->url("a"))); }, 0},
+      {"own", "an endless redirect",
        [](auto& request) { request.finishLoading(redirect(std::string(request.url()))); },
        static_cast<int>(URLErrorCode::BadServerResponse)},
       {"key", "a key", answer, 0},
@@ -46,7 +46,7 @@ TEST_F(TVSPlayerTest, ALoadEndsAsTheSenderAnswers) {
     begin({each.name});
     const auto asked = current();
     asked->takes = each.answer != nullptr;
-    asked->answerBy(each.answer);
+    asked->answerWith(each.answer);
     ASSERT_TRUE(until([&] { return events.all().size() == 2; }));
     EXPECT_THAT(events.take(), ElementsAre("loading", each.code ? "stopped" : "playing"));
     EXPECT_GT(asked->requests.size(), 0U);
@@ -58,7 +58,7 @@ TEST_F(TVSPlayerTest, ALoadEndsAsTheSenderAnswers) {
   }
 }
 
-TEST_F(TVSPlayerTest, TheLoadWaitsForTheSender) {
+TEST_F(TVSPlayerTest, LoadWaitsForTheAnswer) {
   begin({"own"});
   ASSERT_TRUE(until([&] { return !current()->requests.empty(); }));
   player->setElapsedTime(2);
@@ -66,23 +66,23 @@ TEST_F(TVSPlayerTest, TheLoadWaitsForTheSender) {
   EXPECT_EQ(player->state(), TVSPlaybackState::Loading);
   EXPECT_TRUE(player->currentPlayerItem()->tracks().empty());
   answerRequests(*current());
-  ASSERT_TRUE(untilHeard("paused"));
+  ASSERT_TRUE(untilEvent("paused"));
   EXPECT_THAT(player->elapsedTime(), near(2));
   EXPECT_THAT(events.take(), ElementsAre("loading", "paused"));
 }
 
-TEST_F(TVSPlayerTest, StallsAreLoadingAndEndByTheAnswerOrByAPause) {
+TEST_F(TVSPlayerTest, AStallIsLoadingUntilTheAnswerOrAPause) {
   for (const bool pauses : {false, true}) {
     begin({"asks"});
     ASSERT_TRUE(until([&] { return player->rate() == 1; }));
     events.take();
-    ASSERT_TRUE(untilHeard("loading"));
+    ASSERT_TRUE(untilEvent("loading"));
     EXPECT_EQ(player->rate(), 0);
     EXPECT_LT(player->elapsedTime(), 1.5);
     EXPECT_FALSE(player->currentPlayerItem()->isPlaybackLikelyToKeepUp());
     if (pauses) {
       player->pause();
-      ASSERT_TRUE(untilHeard("paused"));
+      ASSERT_TRUE(untilEvent("paused"));
     }
     answerRequests(*current());
     if (pauses) {
@@ -94,21 +94,21 @@ TEST_F(TVSPlayerTest, StallsAreLoadingAndEndByTheAnswerOrByAPause) {
   }
 }
 
-TEST_F(TVSPlayerTest, ASeekLeavesBehindWhatItStalledFor) {
+TEST_F(TVSPlayerTest, ASeekEndsAStall) {
   beginAndPlay({"asks"});
-  ASSERT_TRUE(untilHeard("loading"));
+  ASSERT_TRUE(untilEvent("loading"));
   ASSERT_TRUE(seek(0.2));
-  ASSERT_TRUE(untilHeard("playing"));
+  ASSERT_TRUE(untilEvent("playing"));
   events.take();
-  ASSERT_TRUE(untilHeard("loading")) << "again, when playback comes by";
+  ASSERT_TRUE(untilEvent("loading")) << "playback reaches the missing part again";
   const auto asked = current();
   EXPECT_FALSE(asked->requests.back()->isFinished());
   player->stop();
   for (const auto& request : asked->requests)
-    EXPECT_TRUE(request->isFinished()) << "nobody waits for it any more";
+    EXPECT_TRUE(request->isFinished()) << "cancelled by stop()";
 }
 
-TEST_F(TVSPlayerTest, WhoNeverAnswersKeepsNothingElseWaiting) {
+TEST_F(TVSPlayerTest, AnUnansweredRequestBlocksNothingElse) {
   begin({"silent", "a"});
   player->setElapsedTime(2);
   player->setRateUsedForPlayback(2);
@@ -118,7 +118,7 @@ TEST_F(TVSPlayerTest, WhoNeverAnswersKeepsNothingElseWaiting) {
   EXPECT_THAT(events.take(), ElementsAre("loading"));
   EXPECT_EQ(player->elapsedTime(), 2);
   player->changeMediaInDirection(TVSMediaDirection::Next);
-  ASSERT_TRUE(untilHeard("stopped"));
+  ASSERT_TRUE(untilEvent("stopped"));
   EXPECT_THAT(events.take(),
               ElementsAre("will silent", "did a", "playing", "end a", "finished", "stopped"));
   EXPECT_EQ(player->errorLog(), std::nullopt);

@@ -1,4 +1,4 @@
-// What is asked of a player, and the states that follow.
+// Controls of the player and the resulting states.
 
 #include <cmath>
 #include <limits>
@@ -13,7 +13,7 @@ using testing::IsEmpty;
 using testing::Not;
 using State = TVSPlaybackState;
 
-TEST_F(TVSPlayerTest, LoadsAtOnceAndAnnouncesOnTheNextTurn) {
+TEST_F(TVSPlayerTest, LoadsAtOnceAndAnnouncesInTheNextTurn) {
   begin({"clip"});
   EXPECT_EQ(player->state(), State::Loading);
   EXPECT_EQ(player->currentMediaItem(), playlist->currentItem());
@@ -23,7 +23,7 @@ TEST_F(TVSPlayerTest, LoadsAtOnceAndAnnouncesOnTheNextTurn) {
   EXPECT_THAT(events.all(), IsEmpty());
   bench->turn();
   ASSERT_FALSE(events.all().empty());
-  ASSERT_TRUE(untilHeard("playing"));
+  ASSERT_TRUE(untilEvent("playing"));
   EXPECT_THAT(events.take(), ElementsAre("loading", "playing"));
   EXPECT_EQ(player->currentPlayerItem()->status(), platform::PlayerItemStatus::ReadyToPlay);
   EXPECT_THAT(player->duration(), near(3));
@@ -31,7 +31,7 @@ TEST_F(TVSPlayerTest, LoadsAtOnceAndAnnouncesOnTheNextTurn) {
   EXPECT_TRUE(untilPosition([](double at) { return at > 0.5; }));
 }
 
-TEST_F(TVSPlayerTest, PauseBeforeThePlaylistIsRemembered) {
+TEST_F(TVSPlayerTest, PauseBeforeSetPlaylistTakesEffect) {
   beginPaused({"clip"});
   EXPECT_EQ(player->elapsedTime(), 0);
   EXPECT_EQ(player->rate(), 0);
@@ -40,17 +40,17 @@ TEST_F(TVSPlayerTest, PauseBeforeThePlaylistIsRemembered) {
   EXPECT_THAT(events.take(), IsEmpty());
 }
 
-TEST_F(TVSPlayerTest, SecondThoughtsWithinOneTurnAnnounceNothing) {
+TEST_F(TVSPlayerTest, OppositeCallsInOneTurnAnnounceNothing) {
   beginAndPlay({"clip"});
   player->pause();
-  EXPECT_EQ(player->state(), State::Playing) << "until time stands still";
+  EXPECT_EQ(player->state(), State::Playing) << "the pause is not complete";
   player->play();
   ASSERT_TRUE(seek(1));
   EXPECT_TRUE(untilPosition([](double at) { return at > 1.2; }));
   EXPECT_THAT(events.take(), Not(Contains("paused")));
   player->play();
   player->pause();
-  ASSERT_TRUE(untilHeard("paused"));
+  ASSERT_TRUE(untilEvent("paused"));
   player->play();
   player->pause();
   ASSERT_TRUE(seek(0.5));
@@ -58,7 +58,7 @@ TEST_F(TVSPlayerTest, SecondThoughtsWithinOneTurnAnnounceNothing) {
   EXPECT_THAT(events.take(), ElementsAre("paused"));
 }
 
-/// Where the first item begins, by what was set and when.
+/// The start point of the first item. `before` and `after` run before and after setPlaylist().
 struct StartCase {
   const char* name;
   std::function<void(TVSPlayer&)> before;
@@ -82,7 +82,7 @@ TEST_F(TVSPlayerTest, StartPoints) {
   };
   const double nan = std::numeric_limits<double>::quiet_NaN();
   const StartCase cases[] = {
-      {"the item's own", none, none, 1},
+      {"start time of the item", none, none, 1},
       {"seconds before", seconds(1.4), none, 1.4},
       {"seconds after", none, seconds(1.4), 1.4},
       {"fraction before", fraction(0.5), none, 1.5},
@@ -93,7 +93,7 @@ TEST_F(TVSPlayerTest, StartPoints) {
       {"date before", date(1.8), none, 1.8},
       {"date after", none, date(2.2), 2.2},
       {"another date after", date(1.8), date(2.2), 2.2},
-      {"date goes before seconds", seconds(1.4), date(2.2), 2.2},
+      {"date has precedence over seconds", seconds(1.4), date(2.2), 2.2},
       {"seconds replace date", date(2.2), seconds(1.4), 1.4},
       {"not finite", seconds(nan), fraction(INFINITY), 1},
       {"beyond the end", none, seconds(1e9), 3},
@@ -117,7 +117,7 @@ TEST_F(TVSPlayerTest, StartPoints) {
   }
 }
 
-TEST_F(TVSPlayerTest, ADateIsNoStartPointOfMediaWithoutDates) {
+TEST_F(TVSPlayerTest, MediaWithoutDatesIgnoreAStartDate) {
   player->setElapsedTime(1.4);
   player->setPlaybackDate({1e9});
   beginPaused({"clip"});
@@ -127,12 +127,12 @@ TEST_F(TVSPlayerTest, ADateIsNoStartPointOfMediaWithoutDates) {
 TEST_F(TVSPlayerTest, SeeksDoNotChangeTheState) {
   beginAndPlay({"clip"});
   player->setElapsedTime(2.5);
-  EXPECT_EQ(player->elapsedTime(), 2.5) << "where it goes";
+  EXPECT_EQ(player->elapsedTime(), 2.5) << "the target of the seek";
   ASSERT_TRUE(seek(1));
   EXPECT_THAT(player->elapsedTime(), testing::AllOf(testing::Ge(0.9), testing::Lt(2.5)))
-      << "the latest wins";
+      << "the last seek counts";
   player->pause();
-  ASSERT_TRUE(untilHeard("paused"));
+  ASSERT_TRUE(untilEvent("paused"));
   ASSERT_TRUE(seek(0.5));
   EXPECT_THAT(player->elapsedTime(), near(0.5));
   ASSERT_TRUE(seek(2));
@@ -160,7 +160,7 @@ TEST_F(TVSPlayerTest, Scanning) {
   ASSERT_TRUE(runsAt(-4, State::Scanning));
   EXPECT_TRUE(untilPosition([](double at) { return at < 4; }));
   EXPECT_EQ(player->state(), State::Scanning);
-  ASSERT_TRUE(runsAt(1.5, State::Playing)) << "rewound to the beginning, then played from there";
+  ASSERT_TRUE(runsAt(1.5, State::Playing)) << "normal playback from the beginning";
   EXPECT_LT(player->elapsedTime(), 4);
   player->scanAtRate(8);
   ASSERT_TRUE(runsAt(8, State::Scanning));
@@ -169,14 +169,14 @@ TEST_F(TVSPlayerTest, Scanning) {
   ASSERT_TRUE(seek(19));
   events.take();
   player->scanAtRate(8);
-  ASSERT_TRUE(untilHeard("did b"));
+  ASSERT_TRUE(untilEvent("did b"));
   ASSERT_TRUE(runsAt(1.5, State::Playing));
-  // And where the media come too slowly for that, "loading" in between.
+  // A superset, because playback may stall in between.
   EXPECT_THAT(events.take(), testing::IsSupersetOf({"scanning", "end long", "will long", "did b",
                                                     "loading", "playing"}));
 }
 
-TEST_F(TVSPlayerTest, InvalidateLetsTheEngineGoAndLeavesNothingToDo) {
+TEST_F(TVSPlayerTest, InvalidateDestroysTheEngineAndDisablesAllCalls) {
   beginAndPlay({"a", "b"});
   player->invalidate();
   EXPECT_THAT(events.take(), ElementsAre("stopped"));
@@ -205,10 +205,10 @@ TEST_F(TVSPlayerTest, InvalidateLetsTheEngineGoAndLeavesNothingToDo) {
   EXPECT_FALSE(platform::Platform::current().mainQueue().nextDeadline());
 }
 
-TEST_F(TVSPlayerTest, TheDelegateIsAskedAndObeyed) {
+TEST_F(TVSPlayerTest, TheDelegateCanRejectAllControls) {
   beginPaused({"clip", "b"});
   ASSERT_TRUE(seek(2));
-  auto delegate = std::make_shared<Refusing>();
+  auto delegate = std::make_shared<RejectingDelegate>();
   player->setPlaybackDelegate(delegate);
   player->setElapsedTime(1);
   player->setPlaybackDate({9});
@@ -216,14 +216,14 @@ TEST_F(TVSPlayerTest, TheDelegateIsAskedAndObeyed) {
   player->play();
   player->scanAtRate(4);
   player->changeMediaInDirection(TVSMediaDirection::Next);
-  EXPECT_THAT(delegate->asked,
+  EXPECT_THAT(delegate->requests,
               ElementsAre("seek 1", "seek 9", "pause", "play 2", "scan 4", "change 0"));
   EXPECT_THAT(player->elapsedTime(), near(2));
   delegate.reset();
   ASSERT_TRUE(seek(0.5));
   EXPECT_THAT(events.take(), IsEmpty());
   player->play();
-  EXPECT_TRUE(untilHeard("playing"));
+  EXPECT_TRUE(untilEvent("playing"));
 }
 
 }  // namespace

@@ -7,12 +7,13 @@
 
 namespace testing_support {
 
-/// From here on the system refuses this process every thread: for a process that ends with the
-/// test. The limit does not bind root, which becomes somebody else first.
+/// Makes the creation of threads fail in this process from now on. Call it in a child process only.
+/// Root is not limited, so it changes to another user first.
 inline void refuseThreads() {
-  constexpr uid_t kSomebody = 54321;
+  constexpr uid_t kUnprivilegedUser = 54321;
   constexpr rlimit kNone{0, 0};
-  if (geteuid() == 0 && setresuid(kSomebody, kSomebody, kSomebody) != 0) std::_Exit(2);
+  if (geteuid() == 0 && setresuid(kUnprivilegedUser, kUnprivilegedUser, kUnprivilegedUser) != 0)
+    std::_Exit(2);
   if (setrlimit(RLIMIT_NPROC, &kNone) != 0) std::_Exit(2);
 }
 

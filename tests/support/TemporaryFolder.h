@@ -9,8 +9,8 @@
 
 namespace testing_support {
 
-/// A folder of a test's own below the folder for temporary files, mode 0700. The destructor
-/// removes it with everything in it.
+/// A new folder in the folder for temporary files, with mode 0700. The destructor removes it and
+/// its contents.
 class TemporaryFolder {
  public:
   TemporaryFolder() : _path(std::filesystem::temp_directory_path() / "vorlane-test-XXXXXX") {
@@ -24,7 +24,7 @@ class TemporaryFolder {
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 
   const std::string& path() const { return _path; }
-  /// The path of `name` in the folder.
+  /// The path of `name` in this folder.
   std::string operator/(const std::string& name) const { return _path + "/" + name; }
 
  private:

@@ -1,4 +1,4 @@
-"""AES-128 in CBC without padding, by OpenSSL's library."""
+"""AES-128 in CBC mode, with libcrypto."""
 
 import ctypes
 

@@ -1,10 +1,10 @@
-"""Presentations of DASH, by the names of their manifests."""
+"""The DASH presentations: texts of manifests by file name."""
 
 from block_cipher import encrypt_padded
 from encrypt_mp4 import Encryption, box, boxes
 from presentation_pieces import CODECS, Fragments, event_message, read, text_fragments, write
 
-KEY = bytes(range(0, 256, 17))  # that of make_encrypted_media
+KEY = bytes(range(0, 256, 17))  # the same as in make_encrypted_media
 KEY_ID = bytes.fromhex("0123456789abcdef0123456789abcdef")
 VECTOR = bytes(range(16))
 DEAD = "http://127.0.0.1:1/dead/"
@@ -45,7 +45,7 @@ class Manifests:
         self.pieces["opus"].write(folder)
 
     def timed(self, name, more="", numbers=None, first=0, prefix=None):
-        """A template with a timeline, from one of its segments on."""
+        """A template with a timeline that begins with segment `first`."""
         piece = self.pieces[name]
         lines = "".join(f'<S t="{piece.starts[number]}" d="{piece.durations[number]}"/>'
                         for number in (numbers or range(first, len(piece.parts))))
@@ -116,14 +116,14 @@ class Manifests:
                           f"<BaseURL>{name}</BaseURL></Representation>", kind=f'mimeType="{kind}/webm"')
 
     def periods(self):
-        # In the second one, the first segment is left out.
+        # The second period begins with the second segment.
         second = [self.set(name, self.timed(name, self.offset(name, 1), first=1)) for name in ("x", "b")]
         inside = [self.set(name, f'<BaseURL>{name}_indexed.mp4</BaseURL><SegmentBase indexRange="{index}" timescale='
                                  f'"{piece.scale}"{self.offset(name, 0.4)}><Initialization range="{header}"/>'
                                  "</SegmentBase>")
                   for name, piece in ((name, self.pieces[name]) for name in ("v", "a"))
                   for header, index in [piece.write_indexed(self.folder, name + "_indexed.mp4")]]
-        # Cut where neither has a segment of its own, and where the picture has no key picture.
+        # The boundary is inside a segment of both tracks, and the video has no keyframe there.
         cut = [self.set(name, self.timed(name, self.offset(name, 1.4), first=1)) for name in ("v", "a")]
         return {
             "dash_periods.mpd": mpd(period(*self.both(), more=' id="1" duration="PT2S"'),

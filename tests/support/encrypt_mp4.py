@@ -1,14 +1,14 @@
 #!/usr/bin/env python3
-"""Encrypts a fragmented mp4 with common encryption, scheme `cenc` or `cbcs` (ISO/IEC 23001-7).
+"""Encrypts a fragmented MP4 file with Common Encryption, scheme `cenc` or `cbcs` (ISO/IEC 23001-7).
 
 usage: encrypt_mp4.py --key HEX --kid HEX [--scheme NAME] [--mpd FILE] IN OUT
 
-IN is as ffmpeg writes it with -movflags frag_keyframe+empty_moov+default_base_moof. H.264
-is encrypted but for the beginning of each NAL unit, anything else as a whole. No system's
-initialisation data are written: the media carry the key's identifier alone.
+IN is written by ffmpeg with -movflags frag_keyframe+empty_moov+default_base_moof. The
+beginning of each H.264 NAL unit stays clear; other samples are encrypted completely. The
+output has the key identifier, but no initialization data of a DRM system.
 
-  --mpd FILE  writes a DASH manifest over OUT as well, for the Clear Key system; OUT has to
-              have one track then
+  --mpd FILE  also writes a DASH manifest for OUT with the Clear Key system; OUT must have
+              one track
 """
 
 import argparse
@@ -19,11 +19,11 @@ import subprocess
 import block_cipher
 
 CONTAINERS = {b"moov", b"trak", b"mdia", b"minf", b"stbl", b"moof", b"traf"}
-# Where the boxes of a sample entry begin.
+# The offset of the child boxes in a sample entry.
 ENTRY_HEADER = {b"avc1": 78, b"mp4a": 28}
 ENCRYPTED_ENTRY = {b"avc1": b"encv", b"mp4a": b"enca"}
 CLEAR_NAL_BYTES = 32
-# Of `cbcs`: one block of ten is encrypted in a picture, each in sound.
+# `cbcs` encrypts one of ten blocks of video and every block of audio.
 PATTERN = 10
 CONSTANT_VECTOR = bytes(range(16))
 
@@ -46,7 +46,7 @@ def full_box(kind, flags, *parts):
 
 
 def rewritten(kind, body, change):
-    """The box with its children changed: `change` gives new bytes, or None to go deeper."""
+    """Rewrites a box recursively. `change` returns the new bytes, or None to process the children."""
     new = change(kind, body)
     if new is not None:
         return new
@@ -61,7 +61,7 @@ def find(data, *path):
 
 
 def keystream(key, blocks):
-    """AES of every counter block, in one call."""
+    """Encrypts all counter blocks with one call of openssl."""
     return subprocess.run(["openssl", "enc", "-aes-128-ecb", "-nopad", "-K", key.hex()],
                           input=b"".join(blocks), stdout=subprocess.PIPE, check=True).stdout
 
@@ -96,7 +96,7 @@ class Encryption:
         return box(ENCRYPTED_ENTRY[kind], body, scheme)
 
     def protect_fragment(self, moof, mdat):
-        """Both boxes, encrypted. Offsets in them count from the beginning of the first."""
+        """Returns both boxes encrypted. Offsets are relative to the beginning of the moof box."""
         mdat = bytearray(mdat)
         header = len(moof) + 16
         tables = [self.encrypt_track(track, mdat, header) for track in find(moof, b"traf")]
@@ -116,13 +116,13 @@ class Encryption:
                 continue
             auxiliary_at, table = next(waiting)
             inner = b"".join(rewritten(*child, shift) for child in boxes(body))
-            # Where the auxiliary data begin is known only now.
+            # The offset of the auxiliary data is known only here.
             where = struct.pack(">I", len(result) + 16 + len(inner) + auxiliary_at) if table else b""
             result += box(b"traf", inner, table[:16], where, table[20:])
         return box(b"moof", result), box(b"mdat", bytes(mdat))
 
     def encrypt_track(self, track, mdat, header):
-        """The tables `saio`, `saiz` and `senc`, and where in them the auxiliary data begin."""
+        """Returns the offset of the auxiliary data in the boxes saio, saiz and senc, and the boxes."""
         number = struct.unpack_from(">I", find(track, b"tfhd")[0], 4)[0]
         is_video = number in self.video
         is_chained = self.scheme == b"cbcs"
@@ -158,7 +158,7 @@ class Encryption:
                 at += size
             used += length
         if is_chained and not is_video:
-            return 0, b""  # there is nothing to tell of the samples
+            return 0, b""  # the samples need no auxiliary data
         offsets = full_box(b"saio", 0, struct.pack(">II", 1, 0))
         sizes = full_box(b"saiz", 0, b"\0", struct.pack(">I", len(entries)),
                          bytes(len(entry) for entry in entries))
@@ -166,7 +166,7 @@ class Encryption:
         return len(offsets) + len(sizes) + 16, offsets + sizes + table
 
     def encrypt_chain(self, mdat, at, size, step):
-        """Every block of `step`, as far as there are whole ones; the chain skips the others."""
+        """Encrypts the first of each `step` whole blocks. The CBC chain skips the others."""
         places = range(at, at + size // 16 * 16, 16 * step)
         text = b"".join(mdat[place:place + 16] for place in places)
         if text:
@@ -176,7 +176,7 @@ class Encryption:
 
 
 def spans(track):
-    """Offset and size of every sample of a track fragment."""
+    """The offset and size of each sample of a track fragment."""
     defaults = find(track, b"tfhd")[0]
     flags = struct.unpack_from(">I", defaults)[0]
     at = 8 + (8 if flags & 1 else 0) + (4 if flags & 2 else 0) + (4 if flags & 8 else 0)
@@ -194,7 +194,7 @@ def spans(track):
 
 
 def nal_parts(sample):
-    """Clear and encrypted lengths: what is encrypted is a whole number of blocks."""
+    """The clear and encrypted lengths. Encrypted lengths are multiples of the block size."""
     parts, at = [], 0
     while at < len(sample):
         size = 4 + struct.unpack_from(">I", sample, at)[0]
@@ -253,7 +253,7 @@ def main():
             fragment = b"".join(encryption.protect_fragment(moof, body))
             fragments.append((len(output), len(output) + len(fragment) - 1))
             output += fragment
-        elif kind != b"mfra":  # an index of places that are no more
+        elif kind != b"mfra":  # its offsets are no longer valid
             output += box(kind, body)
     with open(options.target, "wb") as target:
         target.write(output)

@@ -1,4 +1,4 @@
-"""Presentations of HLS, by the names of their playlists."""
+"""The HLS presentations: texts of playlists by file name."""
 
 import os
 
@@ -41,7 +41,7 @@ def numbered(pattern, count=3):
 
 
 def encrypt_samples_of_aac(content):
-    """Each frame for itself: 16 bytes behind its header stay as they are, and so does what is no whole block."""
+    """Encrypts each frame separately. The header, the next 16 bytes and an incomplete last block stay clear."""
     tag = 10 + sum(byte << shift for byte, shift in zip(content[6:10], (21, 14, 7, 0)))
     result, at = bytearray(content[:tag]), tag
     while at < len(content):
@@ -76,7 +76,7 @@ def make_side_files(folder):
 
 
 def make_media_playlists(folder):
-    """What several of the presentations name."""
+    """Writes the media playlists that several presentations use."""
     key_frames = ["#EXT-X-I-FRAMES-ONLY", *fragmented("w")]
     for name, lines in {
             "ts": numbered("ts_%d.ts"),

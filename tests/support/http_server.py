@@ -1,26 +1,27 @@
 #!/usr/bin/env python3
-"""A small web server for tests and demonstrations, on the loopback address only.
+"""A small HTTP server for tests and demonstrations on the loopback address.
 
 usage: http_server.py [--port PORT] [--rate BYTES] FOLDER
 
-Serves the files of FOLDER to GET and HEAD, with ranges and kept-alive connections, a
-thread for each connection. Prints the port in a line of its own once it accepts, and
-ends when its standard input does, so that it never outlives who started it.
+Serves the files of FOLDER to GET and HEAD requests. Supports ranges and persistent
+connections; each connection has its own thread. Prints a line with the port when it
+accepts connections. Ends at the end of its standard input, so that it does not outlive
+its parent.
 
-  --port PORT   0, the default: any free one
-  --rate BYTES  at most so many bytes a second on each connection
+  --port PORT   0 (default): any free port
+  --rate BYTES  limits each connection to BYTES per second
 
-Paths with a behaviour of their own:
-  /status/CODE  answers with that HTTP status
-  /redirect?URL sends there
-  /hang         accepts the request and never answers
-  /cut/FILE     promises the whole file, sends half, and closes
-  /live/FILE    the HLS playlist FILE as it was while its programme was live: five segments with
-                their dates, the first from the beginning of 2026, one segment further with each
-                request, and at the end with the word that it is
-  /programme/…  presentations that are live by the clock: see live_presentations.py
-  /radio/FILE   FILE over and over without an end, as a radio station sends it: with its name, and
-                for those who ask, with titles in between, another each time that FILE begins
+Special paths:
+  /status/CODE  responds with HTTP status CODE
+  /redirect?URL redirects to URL
+  /hang         accepts the request and never responds
+  /cut/FILE     sends half of FILE with the Content-Length of the whole, then closes
+  /live/FILE    the HLS playlist FILE as a live playlist: a window of five dated segments that
+                moves by one segment with each request, starts at 2026-01-01, and has an
+                EXT-X-ENDLIST at the end
+  /programme/…  live presentations in real time: see live_presentations.py
+  /radio/FILE   an endless repetition of FILE like a radio station, with its name, and with ICY
+                metadata on request; the title changes each time FILE starts
 """
 
 import argparse
@@ -40,13 +41,13 @@ from live_presentations import LivePresentations
 CHUNK = 64 * 1024
 LIVE_WINDOW = 5
 RADIO_INTERVAL = 4096
-RADIO_RATE = 32000  # bytes a second, after the first interval or two
+RADIO_RATE = 32000  # bytes per second, after the first intervals
 LIVE_START = datetime.datetime(2026, 1, 1, tzinfo=datetime.timezone.utc)
 
 
 class Handler(http.server.BaseHTTPRequestHandler):
     protocol_version = "HTTP/1.1"
-    # Headers and body in segments of their own would wait for each other's acknowledgement.
+    # With Nagle's algorithm the body would wait for the acknowledgement of the headers.
     disable_nagle_algorithm = True
     wbufsize = -1
 
@@ -168,7 +169,7 @@ class Handler(http.server.BaseHTTPRequestHandler):
             self.close_connection = True
 
     def span(self, size):
-        """First and last byte asked for; None when there is no such range."""
+        """The first and last requested byte; None if the range cannot be satisfied."""
         wanted = re.fullmatch(r"bytes=(\d*)-(\d*)", self.headers.get("Range", "").strip())
         if not wanted or wanted.group(0) == "bytes=-":
             return 0, size - 1
@@ -198,7 +199,7 @@ class Handler(http.server.BaseHTTPRequestHandler):
         try:
             super().handle()
         except (BrokenPipeError, ConnectionResetError):
-            pass  # who asked has had enough
+            pass  # the client has closed the connection
 
     def log_message(self, *_):
         pass
@@ -228,7 +229,7 @@ class Server(http.server.ThreadingHTTPServer):
         self.root = os.path.realpath(root)
         self.rate = rate
         self.ending = threading.Event()
-        self.windows = {}  # of live playlists, by their files
+        self.windows = {}  # the first segment of each live playlist
         self.windows_lock = threading.Lock()
         self.programmes = LivePresentations(self.root)
 

@@ -1,8 +1,8 @@
-"""Presentations that are live, good ones and broken ones: playlists and manifests as they are at the moment, over the segments that
-make_presentations has made.
+"""Live presentations, valid and broken ones: playlists and manifests for the current time, with the segments of
+make_presentations.
 
-A programme begins five seconds before it is first asked for, and ends three seconds after that, except
-endless.m3u8, which begins anew then. Whoever asks for a segment or a part of the future waits until it is there.
+A programme starts five seconds before its first request and ends three seconds after it, except endless.m3u8,
+which repeats. A request for a future segment or part waits until it is available.
 """
 
 import datetime
@@ -14,9 +14,9 @@ import urllib.parse
 BEFORE = 5
 SECONDS = 8
 WINDOW = 5
-PARTS = 5  # of a segment, and in a second
-LIMIT = 5  # seconds that a request waits
-AHEAD = datetime.timedelta(hours=3)  # of the server with a clock of its own
+PARTS = 5  # in each segment, which lasts one second
+LIMIT = 5  # the longest time that a request waits, in seconds
+AHEAD = datetime.timedelta(hours=3)  # the clock of clock.mpd is ahead by this
 SCALE = {"picture": 12800, "sound": 48000}
 
 
@@ -26,7 +26,7 @@ def stamp(seconds, more=datetime.timedelta()):
 
 
 class Programme:
-    """One playlist or manifest of its own, with its own beginning."""
+    """The state of one playlist or manifest."""
 
     def __init__(self):
         self.began = time.time() - BEFORE
@@ -36,7 +36,7 @@ class Programme:
         return min(SECONDS, time.time() - self.began)
 
     def wait(self, until):
-        """False: that would take too long."""
+        """Waits for the time `until` of the programme. False if that takes too long."""
         rest = self.began + until - time.time()
         if rest > LIMIT or until > SECONDS:
             return False
@@ -70,7 +70,7 @@ STARTED = ' availabilityStartTime="2026-01-01T00:00:00Z"'
 TEMPLATE = ('<Period id="1" start="PT0S"><AdaptationSet mimeType="video/mp4"><SegmentTemplate duration="1"'
             ' initialization="/presentations/v_init.mp4" media="/presentations/v_0.m4s"/>'
             '<Representation id="v" bandwidth="1"/></AdaptationSet></Period>')
-# What is wrong with them shows in their second or third answer. The number counts the requests.
+# The fault appears in the second or third response. `number` counts the requests.
 BROKEN = {
     "shrinks.m3u8": lambda number: segments(0, max(0, 6 - 3 * number)),
     "jumps_back.m3u8": lambda number: segments(max(0, 1000 - 500 * number), max(0, 1000 - 500 * number) + 4),
@@ -107,7 +107,7 @@ class LivePresentations:
             return programme
 
     def answer(self, name, query):
-        """The status and what the body is: a text, or the path of a file."""
+        """The status, and the text of the body or the path of a file."""
         fields = dict(urllib.parse.parse_qsl(query))
         kind, _, form = name.partition(".")
         if name in BROKEN:
@@ -118,7 +118,7 @@ class LivePresentations:
             return self.manifest(self.programme(kind), kind, form, fields)
         if name == "clock":
             return 200, stamp(time.time(), AHEAD)
-        # Media: live_3.m4s, live_3_1.m4s, picture_live_3.m4s, each for the programme that they are asked with.
+        # Media: live_3.m4s, live_3_1.m4s, picture_live_3.m4s. The query names the programme.
         numbers = [int(part) for part in kind.split("_") if part.isdigit()]
         programme = self.programmes.get(fields.get("of", ""))
         if programme and numbers:
@@ -195,7 +195,7 @@ class LivePresentations:
                          f'<replace sel="/MPD/@publishTime">{published(whole)}</replace>'
                          f'<replace sel="/MPD/PatchLocation[1]">{location(whole)}</replace>{adds}{end}</Patch>')
         if kind == "patch" and programme.requests > 1:
-            return 404, ""  # from now on there are patches
+            return 404, ""  # the client must use patches
         sets = []
         for name, codecs in (("picture", "avc1.42c00d"), ("sound", "mp4a.40.2")):
             media = f'initialization="{name}_live_init.mp4" media="{name}_live_$Number$.m4s?of={kind}" startNumber="0"'

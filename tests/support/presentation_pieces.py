@@ -1,6 +1,6 @@
-"""Encoded pieces that presentations are made of: cut by ffmpeg, and taken apart and put together here.
+"""The encoded segments of the presentations. ffmpeg encodes and cuts them; this module splits and joins MP4 files.
 
-Everything is 3 seconds long, in segments of about one, 25 pictures a second, 320x180 unless said otherwise.
+The media are 3 seconds long with segments of about 1 second, 25 frames per second, 320x180 unless noted otherwise.
 """
 
 import os
@@ -11,9 +11,9 @@ from encrypt_mp4 import box, boxes, find, full_box
 
 SECONDS = 3
 LIVE_SECONDS = 8
-LIVE_PARTS = 5  # in each of them
-CLOCK = 90000  # of transport streams and ID3 time stamps
-# Where the sample entry is; what a manifest says of it.
+LIVE_PARTS = 5  # in each second
+CLOCK = 90000  # ticks per second in transport streams and ID3 timestamps
+# The CODECS attribute in manifests and playlists.
 CODECS = {"v": "avc1.42c00d", "w": "avc1.42c00b", "x": "avc1.42c00d", "m": "avc1.42c00d", "a": "mp4a.40.2",
           "b": "mp4a.40.2", "h": "hvc1.1.6.L60.90", "ac3": "ac-3", "eac3": "ec-3", "opus": "opus"}
 
@@ -29,7 +29,7 @@ def ffmpeg(*parts):
 
 
 def encode(folder):
-    """One run of ffmpeg for everything that has to be encoded, and one for what is packed anew."""
+    """Encodes everything with one run of ffmpeg, then remuxes without encoding."""
     at = lambda name: os.path.join(folder, name)
     ffmpeg(PICTURE.format(size="320x180", seconds=SECONDS), PICTURE.format(size="160x90", seconds=SECONDS),
            PICTURE.format(size="320x180", seconds=LIVE_SECONDS).replace("testsrc", "testsrc2"),
@@ -49,7 +49,7 @@ def encode(folder):
            "-map 3 -c:a libopus", at("sound.webm"),
            "-map 3 -c:a libmp3lame", at("sound.mp3"),
            f"-map 4 -c:a aac {SOUND_FRAGMENTS} {at('b.mp4')}",
-           # For what is live, in fragments of 0.2 s, which are the parts.
+           # For live presentations: each fragment of 0.2 s is a part.
            "-map 2", H264, "-map 5 -c:a aac -movflags empty_moov+delay_moov+default_base_moof -frag_duration 200000",
            at("live.mp4"))
     ffmpeg("-i", at("live.mp4"), "-map 0:v -c copy", FRAGMENTS, at("picture_live.mp4"), "-map 0:a -c copy",
@@ -84,7 +84,7 @@ def make_live_segments(folder):
 
 
 def stamp_packed(folder, kind):
-    """Puts the time stamp of packed audio in front of each segment."""
+    """Prepends the ID3 timestamp of packed audio to each segment."""
     with open(os.path.join(folder, kind + ".csv"), encoding="utf-8") as listed:
         rows = [line.strip().split(",") for line in listed]
     for name, start, _ in rows:
@@ -104,7 +104,7 @@ def id3_time(seconds):
 
 
 class Fragments:
-    """A fragmented mp4 taken apart: its header, and each fragment with its start and duration in ticks."""
+    """The parts of a fragmented MP4 file: its header, and the fragments with start and duration in ticks."""
 
     def __init__(self, folder, name):
         with open(os.path.join(folder, name + ".mp4"), "rb") as source:
@@ -124,7 +124,7 @@ class Fragments:
         self.durations = [fragment_duration(part) for part in self.parts]
 
     def write(self, folder):
-        """NAME_init.mp4 and NAME_0.m4s and so on."""
+        """Writes NAME_init.mp4, NAME_0.m4s and so on."""
         write(folder, f"{self.name}_init.mp4", self.header)
         for number, part in enumerate(self.parts):
             write(folder, f"{self.name}_{number}.m4s", part)
@@ -140,14 +140,14 @@ class Fragments:
             at += len(part)
 
     def index(self):
-        """The `sidx` of everything that follows it."""
+        """The sidx box of all fragments."""
         entries = b"".join(struct.pack(">III", len(part), length, 0x90000000)
                            for part, length in zip(self.parts, self.durations))
         return full_box(b"sidx", 0, struct.pack(">IIIIHH", 1, self.scale, self.starts[0], 0, 0, len(self.parts)),
                         entries)
 
     def write_indexed(self, folder, name):
-        """One file with an index. Returns the ranges of header and index, as a manifest writes them."""
+        """Writes a file with an index. Returns the byte ranges of header and index in manifest syntax."""
         index = self.index()
         write(folder, name, self.header + index + b"".join(self.parts))
         end = len(self.header)
@@ -180,7 +180,7 @@ def fragment_duration(part):
 
 
 def text_fragments(folder, name, entry, samples):
-    """NAME_init.mp4 and NAME_0.m4s and so on: a text track of fragmented mp4, a sample of a second in each."""
+    """Writes a subtitle track: NAME_init.mp4, NAME_0.m4s and so on, with one sample of one second in each segment."""
     matrix = struct.pack(">9I", 0x10000, 0, 0, 0, 0x10000, 0, 0, 0, 0x40000000)
     moov = box(
         b"moov",
@@ -211,7 +211,7 @@ def text_fragments(folder, name, entry, samples):
 
 
 def event_message(identifier):
-    """An `emsg` of version 0 for the beginning of the segment that it stands in."""
+    """An emsg box of version 0 with the start time of its segment."""
     return full_box(b"emsg", 0, b"urn:test\0one\0", struct.pack(">IIII", 1000, 0, 1000, identifier), b"data")
 
 

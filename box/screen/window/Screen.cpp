@@ -7,7 +7,7 @@
 
 #include "box/screen/window/ScreenThread.h"
 #include "platform/foundation/log/TVSLogger.h"
-#include "platform/ui/controllers/HeldButton.h"
+#include "platform/ui/controllers/ButtonRepeater.h"
 
 namespace box {
 
@@ -44,7 +44,8 @@ struct Screen::State : std::enable_shared_from_this<State> {
   const ScreenOptions options;
   std::function<void(const platform::InputEvent&)> inputHandler;
   std::function<void()> closedHandler;
-  platform::HeldButton held{queue, [this](const platform::InputEvent& input) { deliver(input); }};
+  platform::ButtonRepeater held{queue,
+                                [this](const platform::InputEvent& input) { deliver(input); }};
   /// Identifies the window between open() and close(). Events of older windows are ignored.
   std::uint64_t session = 0;
   bool open = false;
@@ -96,7 +97,7 @@ struct Screen::State : std::enable_shared_from_this<State> {
   void didClose(std::uint64_t which) {
     if (which != session || !open) return;
     open = false;
-    held.letGo();
+    held.release();
     if (const auto handler = closedHandler) handler();
   }
 
@@ -169,7 +170,7 @@ void Screen::open(OpenCompletion completion) {
 void Screen::close() {
   if (!_state->thread || (!_state->open && _state->opening.empty())) return;
   _state->open = false;
-  _state->held.letGo();
+  _state->held.release();
   ++_state->session;
   _state->cancelOpening();
   _state->thread->close();

@@ -27,14 +27,14 @@ std::string logUnsigned(std::uint64_t value, char letter) {
 }
 
 std::string logReal(double value) {
-  char text[512];  // the longest double has 309 digits before the point
+  char text[512];  // DBL_MAX has 309 digits before the decimal point
   const auto end =
       std::to_chars(text, text + sizeof text, value, std::chars_format::fixed, kDecimals);
   return {text, end.ptr};
 }
 
 std::string assembleLog(std::string_view format, const std::string* arguments, std::size_t count) {
-  // The logger writes the last blank.
+  // TVSLogger::write() appends the trailing blank.
   if (format.ends_with(' ')) format.remove_suffix(1);
   std::size_t size = format.size();
   for (std::size_t i = 0; i < count; ++i) size += arguments[i].size();

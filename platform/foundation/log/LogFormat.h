@@ -16,7 +16,7 @@
 
 namespace platform {
 
-// What `%@` prints for each kind of argument.
+// The text that `%@` prints for each argument type.
 inline std::string logText(const Value& value) { return value.description(); }
 inline std::string logText(const Dictionary& value) { return value.description(); }
 inline std::string logText(const Array& value) { return value.description(); }
@@ -45,12 +45,11 @@ concept LogDescribable = requires(const T& value) {
   { logText(value) } -> std::convertible_to<std::string>;
 };
 
-/// A log text whose placeholders were checked against the argument types when it was compiled.
+/// A log format whose placeholders are checked against the argument types at compile time.
 template <typename... Args>
 class BasicLogFormat {
  public:
-  // NOLINTNEXTLINE(google-explicit-constructor): a literal becomes a checked format where it
-  // stands.
+  // NOLINTNEXTLINE(google-explicit-constructor): converts string literals
   consteval BasicLogFormat(const char* text) : _text(text) {
     std::size_t at = 0;
     std::size_t argument = 0;
@@ -58,11 +57,11 @@ class BasicLogFormat {
     if (_next(at) != 0) throw "more placeholders than arguments";
   }
   constexpr std::string_view text() const { return _text; }
-  /// The placeholder of each argument: its letter, 'l' for %lu.
+  /// The placeholder letter of each argument; 'l' for %lu.
   constexpr const std::array<char, sizeof...(Args)>& letters() const { return _letters; }
 
  private:
-  /// The next placeholder's letter ('l' for %lu), or 0 at the end.
+  /// The letter of the next placeholder ('l' for %lu), or 0 at the end.
   constexpr char _next(std::size_t& at) const {
     while (at < _text.size()) {
       if (_text[at++] != '%') continue;
@@ -111,7 +110,8 @@ class BasicLogFormat {
 template <typename... Args>
 using LogFormat = BasicLogFormat<std::type_identity_t<Args>...>;
 
-// What the number placeholders print. An integer comes widened, with the width that it had.
+// The text of the number placeholders. `width` is the size of the integer in bytes before it was
+// widened.
 std::string logSigned(std::int64_t value, char letter, std::size_t width);
 std::string logUnsigned(std::uint64_t value, char letter);
 std::string logReal(double value);
@@ -135,11 +135,11 @@ std::string logArgument(char letter, const T& value) {
 
 std::string assembleLog(std::string_view format, const std::string* arguments, std::size_t count);
 
-/// The text with its placeholders filled, without prefix or last blank.
+/// Replaces the placeholders by the arguments. Adds neither the prefix nor the trailing blank.
 template <typename... Args>
 std::string formatLog(LogFormat<Args...> format, const Args&... args) {
   std::size_t at = 0;
-  // Braces: the arguments are taken from left to right.
+  // A braced list guarantees evaluation from left to right.
   const std::array<std::string, sizeof...(Args)> texts{
       logArgument(format.letters()[at++], args)...};
   return assembleLog(format.text(), texts.data(), texts.size());

@@ -6,9 +6,9 @@
 namespace platform {
 
 void RecentLines::add(std::string_view line) {
-  line = line.substr(0, kBytes - sizeof(Length));
+  line = line.substr(0, kCapacityBytes - sizeof(Length));
   const std::size_t needed = sizeof(Length) + line.size();
-  while (_count == kLines || _end - _begin + needed > kBytes) _dropOldest();
+  while (_count == kMaxLines || _end - _begin + needed > kCapacityBytes) _dropOldest();
   const auto length = static_cast<Length>(line.size());
   char header[sizeof length];
   std::memcpy(header, &length, sizeof length);
@@ -39,11 +39,11 @@ void RecentLines::dump(Writer write) const {
   for (std::uint64_t at = _begin; at < end;) {
     const Length length = _lengthAt(at);
     at += sizeof(Length);
-    // What another thread has just written over is no length any more.
+    // Another thread has overwritten this record, so `length` is not a length.
     if (length > end - at) return;
     for (std::size_t left = length; left > 0;) {
-      const std::size_t offset = at % kBytes;
-      const std::size_t piece = std::min(left, kBytes - offset);
+      const std::size_t offset = at % kCapacityBytes;
+      const std::size_t piece = std::min(left, kCapacityBytes - offset);
       write(_bytes.get() + offset, piece);
       at += piece;
       left -= piece;
@@ -53,15 +53,15 @@ void RecentLines::dump(Writer write) const {
 }
 
 void RecentLines::_put(std::uint64_t position, const char* bytes, std::size_t size) {
-  const std::size_t offset = position % kBytes;
-  const std::size_t first = std::min(size, kBytes - offset);
+  const std::size_t offset = position % kCapacityBytes;
+  const std::size_t first = std::min(size, kCapacityBytes - offset);
   std::memcpy(_bytes.get() + offset, bytes, first);
   std::memcpy(_bytes.get(), bytes + first, size - first);
 }
 
 void RecentLines::_get(std::uint64_t position, char* bytes, std::size_t size) const {
-  const std::size_t offset = position % kBytes;
-  const std::size_t first = std::min(size, kBytes - offset);
+  const std::size_t offset = position % kCapacityBytes;
+  const std::size_t first = std::min(size, kCapacityBytes - offset);
   std::memcpy(bytes, _bytes.get() + offset, first);
   std::memcpy(bytes + first, _bytes.get(), size - first);
 }

@@ -23,12 +23,12 @@ constexpr int kOtherLevel = static_cast<int>(LogLevel::Error);
 
 struct Sink {
   explicit Sink(std::shared_ptr<LogSink> theTarget) : target(std::move(theTarget)) {}
-  std::mutex mutex;                 // held while the target writes: one call at a time
+  std::mutex mutex;                 // held during target->write()
   std::shared_ptr<LogSink> target;  // null once removed
 };
 using Sinks = std::vector<std::shared_ptr<Sink>>;
 
-/// Never destroyed: threads may log until the process is gone.
+/// Never destroyed, because threads may log until the process ends.
 struct State {
   std::atomic<std::thread::id> mainThread;
 
@@ -39,7 +39,7 @@ struct State {
   std::optional<int> levelOfAll;
   std::map<std::string, int, std::less<>> levels;
 
-  // Protected by `recentMutex`, but for its dump.
+  // Protected by `recentMutex`, except for dump().
   std::mutex recentMutex;
   platform::RecentLines recent;
 
@@ -68,7 +68,7 @@ struct InsideSink {
 std::string threadTag() {
   if (state().mainThread.load(std::memory_order_relaxed) == std::this_thread::get_id())
     return "#T:[Main]";
-  // Any address that no other living thread has.
+  // Its address is unique among the running threads.
   static thread_local char identity;
   char text[40];
   std::snprintf(text, sizeof text, "#T:[%p]", static_cast<void*>(&identity));

@@ -18,7 +18,7 @@ Date SystemClock::date() const {
 Duration durationFromSeconds(double seconds) {
   if (std::isnan(seconds)) return Duration::zero();
   const double nanoseconds = std::round(seconds * kNanosecondsPerSecond);
-  // 2^63: the first double beyond the range.
+  // 2^63, the first double outside the range of int64.
   constexpr double kLimit = 9223372036854775808.0;
   if (nanoseconds >= kLimit) return Duration::max();
   if (nanoseconds < -kLimit) return Duration::min();

@@ -7,11 +7,11 @@
 namespace platform {
 
 using Duration = std::chrono::nanoseconds;
-/// Time since an epoch of the clock's own; never runs backwards.
+/// Monotonic time. The epoch depends on the clock.
 using TimePoint = std::chrono::time_point<std::chrono::steady_clock, Duration>;
 
-/// Where everything gets its time from. Passed in by reference, never a global, so that tests own
-/// it. Threads: any.
+/// The source of time. It is passed by reference and never global, so that tests can replace it.
+/// Threads: any.
 class Clock {
  public:
   virtual ~Clock() = default;
@@ -19,14 +19,13 @@ class Clock {
   virtual Date date() const = 0;
 };
 
-/// The machine's clocks.
 class SystemClock final : public Clock {
  public:
   TimePoint now() const override;
   Date date() const override;
 };
 
-/// Seconds as a Duration; saturates, NaN is zero.
+/// Saturates. NaN becomes zero.
 Duration durationFromSeconds(double seconds);
 double secondsFromDuration(Duration duration);
 

@@ -22,7 +22,7 @@ struct MainQueue::Impl {
   struct Call : SyncCall {
     Call(const std::function<void()>& task, SerialQueue* caller) : SyncCall(task), queue(caller) {}
 
-    /// The caller is still blocked here, so its queue is alive.
+    /// `queue` is valid, because its thread is still blocked in this call.
     void release() {
       if (queue) {
         if (const auto observer = queue->_setBlocked(false)) (*observer)();
@@ -59,8 +59,8 @@ struct MainQueue::Impl {
     return mainThread.load(std::memory_order_relaxed) == std::this_thread::get_id();
   }
 
-  /// With the lock held: whether the caller has to wake the main thread once it has let go. A post
-  /// on the main thread never does, since that thread looks again before it sleeps.
+  /// Whether the caller must call waiter->wake() after it has released `mutex`. Requires `mutex`.
+  /// False on the main thread, which checks for tasks again before it sleeps.
   bool needsWake() { return !isCurrent() && std::exchange(sleeping, false); }
 
   void push(Task task) {
@@ -74,7 +74,7 @@ struct MainQueue::Impl {
     if (wakes) waiter->wake();
   }
 
-  /// Runs the first task posted before `bound`, if there is one.
+  /// Runs the first task if it was posted before `bound`. Returns whether it did.
   bool runTask(Sequence bound) {
     Task task;
     {
@@ -92,7 +92,8 @@ struct MainQueue::Impl {
     return true;
   }
 
-  /// Runs the first timer that was due at `now` and made before `bound`, if there is one.
+  /// Runs the first timer that is due at `now` and was created before `bound`. Returns whether
+  /// there was one.
   bool runTimer(TimePoint now, Sequence bound) {
     std::function<void()> function;
     {
@@ -129,7 +130,7 @@ struct MainQueue::Impl {
   }
 
   void cancel(const TimerKey& key) {
-    std::function<void()> dropped;  // destroyed without the lock, since that may run anything
+    std::function<void()> dropped;  // destroyed after the unlock: destructors may call the queue
     const std::lock_guard lock(mutex);
     const auto timer = timers.find(key);
     if (timer == timers.end()) return;
@@ -159,7 +160,7 @@ MainQueue::~MainQueue() { discard(); }
 
 void MainQueue::discard() {
   _impl->stop();
-  // What a task or timer holds may post or cancel while it is destroyed.
+  // The destructors of captured objects may post tasks or cancel timers, hence the loop.
   for (;;) {
     std::deque<Impl::Task> tasks;
     std::map<Impl::TimerKey, std::function<void()>> timers;
@@ -186,7 +187,8 @@ bool MainQueue::sync(const std::function<void()>& task) {
   bool wakes = false;
   SerialQueue::Observer observer;
   {
-    // Posted and blocked in one step: whoever sees the queue blocked finds the task.
+    // The task is posted and the state changes under one lock: a thread that reads the state
+    // Blocked finds the task.
     const std::lock_guard lock(impl->mutex);
     if (impl->stoppedAt) return false;
     impl->tasks.push_back({impl->nextSequence++, nullptr, call});

@@ -10,15 +10,18 @@
 
 namespace platform {
 
-/// The queue of the main thread: tasks in order of posting, timers in order of their deadlines
-/// (equal deadlines in order of posting). A task posted by a task runs in a later turn.
+/// The event loop of the main thread. Tasks run in order of posting, timers in order of their
+/// deadlines (equal deadlines in order of creation).
 ///
-/// Workflow: made on any thread; the thread that calls run() or runDue() first becomes the main
-/// thread. In a turn the tasks run first, then the timers that are due. A task is destroyed right
-/// after it ran, on the main thread. What an async() task or a timer throws leaves run() or
-/// runDue(); the rest of the queue stays as it is.
+/// The queue runs in turns: first the tasks that were posted before the turn, then the timers that
+/// are due. A task that is posted by a task runs in a later turn. A task is destroyed on the main
+/// thread right after it has run. An exception from an async() task or a timer propagates out of
+/// run() or runDue() and leaves the rest of the queue unchanged.
 ///
-/// Lifetime: whoever may still post keeps the queue alive; tokens may outlive it.
+/// Threads: created on any thread. The first thread that calls run(), runDue(), waitForWork() or
+/// bindToCurrentThread() becomes the main thread.
+///
+/// Lifetime: threads that post must keep the queue alive. Tokens may outlive it.
 class MainQueue {
  public:
   MainQueue(const Clock& clock, std::shared_ptr<Waiter> waiter);
@@ -26,40 +29,39 @@ class MainQueue {
   MainQueue(const MainQueue&) = delete;
   MainQueue& operator=(const MainQueue&) = delete;
 
-  /// Any thread. After stop() the task is kept, and runs only if somebody calls runDue().
+  /// Any thread. After stop() the task is queued, but only runDue() runs it.
   void async(std::function<void()> task);
-  /// From another thread only (asserted). Returns when the task has run. Unbounded. An exception
-  /// that the task throws is rethrown here. Where the queue has stopped, and after stop(), the task
-  /// is not run and the result is false.
+  /// Runs `task` on the main thread and waits for it without a time limit. Only from other threads
+  /// (asserted). Rethrows an exception of the task. Returns false without running the task if
+  /// stop() was called before the task began.
   ///
-  /// A SerialQueue whose thread waits here is Blocked from the moment the task is posted, and
-  /// Running again before the main thread goes on. So a loop that reads the queue's state first and
-  /// then calls runDue() knows, if that ran nothing, whether the queue waits for something else.
+  /// A SerialQueue whose thread waits here changes to Blocked when the task is posted, and back to
+  /// Running before the main thread continues. Tests rely on this order: if they read Blocked and
+  /// runDue() then runs nothing, the queue waits for something other than the main queue.
   bool sync(const std::function<void()>& task);
-  /// Runs `task` once, `delay` from now, unless the token is dropped first (on the main thread).
-  /// Any thread may call.
+  /// Runs `task` once after `delay`. Destroying the token on the main thread cancels it. Any
+  /// thread.
   Token after(Duration delay, std::function<void()> task);
 
-  /// Whether the caller is on the main thread. Never lies, in tests too. Before a thread is bound:
-  /// false.
+  /// Whether the caller is on the main thread. False while no thread is bound.
   bool isCurrent() const;
   /// Makes the calling thread the main thread without running anything.
   void bindToCurrentThread();
 
-  /// Runs tasks and timers until stop().
   void run();
-  /// Any thread. What was posted before still runs; run() then returns. Blocked sync() calls
-  /// return: true when the task has begun, which is waited for, else false, and it will not run.
+  /// Makes run() return after it has run the tasks that are already posted. Cancels the sync()
+  /// calls whose tasks have not begun. Any thread.
   void stop();
-  /// Stops it, and destroys what is left without running it, on the calling thread: for an owner
-  /// that ends while what tasks and timers hold may still need it. The destructor does the same.
+  /// Calls stop(), then destroys the remaining tasks and timers on the calling thread without
+  /// running them. An owner calls it in its destructor while the objects that tasks and timers
+  /// capture may still use the owner. The destructor of the queue does the same.
   void discard();
-  /// Runs what is due now, tasks posted meanwhile included, and returns whether anything ran.
+  /// Runs tasks and due timers until there are none, including tasks that are posted meanwhile.
+  /// Returns whether anything ran.
   bool runDue();
-  /// Sleeps until something may be due; for a loop of the caller's own around runDue(). `limit`: at
-  /// most until then.
+  /// Sleeps until there may be something to run, `limit` at the latest. For a custom loop around
+  /// runDue().
   void waitForWork(std::optional<TimePoint> limit = std::nullopt);
-  /// When the next timer is due.
   std::optional<TimePoint> nextDeadline() const;
   /// Ends a waitForWork() in progress. Any thread.
   void wake();

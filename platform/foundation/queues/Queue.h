@@ -1,6 +1,5 @@
 #pragma once
 
-// Everything that runs tasks or waits for them.
 #include "platform/foundation/queues/MainQueue.h"    // IWYU pragma: export
 #include "platform/foundation/queues/SerialQueue.h"  // IWYU pragma: export
 #include "platform/foundation/queues/WaitGroup.h"    // IWYU pragma: export

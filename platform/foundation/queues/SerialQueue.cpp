@@ -28,7 +28,7 @@ struct SerialQueue::Impl {
   const std::string label;
 
   std::atomic<bool> blocked = false;
-  // A copy is made under a lock of its own, since the state changes under other locks too.
+  // Not `mutex`: _setBlocked() copies the observer while other locks are held.
   mutable std::mutex observerMutex;
   Observer observer;
 
@@ -54,13 +54,13 @@ struct SerialQueue::Impl {
     if (const auto current = currentObserver()) (*current)();
   }
 
-  /// With the lock held: the waiter to wake once it is released, or null.
+  /// The waiter that the caller must wake after it has released `mutex`, or null. Requires `mutex`.
   std::shared_ptr<Waiter> waiterToWake() {
     if (currentQueue && currentQueue->_impl.get() == this) return nullptr;
     return std::exchange(sleeping, false) ? waiter : nullptr;
   }
 
-  /// One sleep, with the lock held before and after.
+  /// Sleeps once. Releases the lock meanwhile.
   void sleep(std::unique_lock<std::mutex>& lock) {
     const auto used = waiter;
     sleeping = true;

@@ -8,16 +8,17 @@
 
 namespace platform {
 
-/// A serial queue with a thread of its own.
+/// A serial task queue with its own thread.
 ///
-/// Destruction runs what was posted before and joins the thread; it must not happen on that thread.
+/// The destructor runs the remaining tasks and joins the thread. It must not run on that thread
+/// (asserted).
 class SerialQueue {
  public:
-  /// What its thread does; for tests that must know when nothing more will happen by itself.
+  /// The state of the thread. Tests use it to detect that nothing more will happen by itself.
   enum class State {
-    Idle,     ///< nothing posted, thread asleep
-    Running,  ///< a task runs, or is posted
-    Blocked,  ///< the running task waits in a WaitGroup or in MainQueue::sync
+    Idle,     ///< no task is queued or running
+    Running,  ///< a task is queued or running
+    Blocked,  ///< the running task waits in WaitGroup::wait() or MainQueue::sync()
   };
 
   explicit SerialQueue(std::string label);
@@ -26,22 +27,23 @@ class SerialQueue {
   SerialQueue& operator=(const SerialQueue&) = delete;
 
   const std::string& label() const;
-  /// Any thread. A task must not throw; it is destroyed right after it ran.
+  /// Any thread. The task must not throw. It is destroyed right after it has run.
   void async(std::function<void()> task);
-  /// From another thread only (asserted). Unbounded. What the task throws is rethrown here.
+  /// Runs `task` on the queue and waits for it without a time limit. Only from other threads
+  /// (asserted). Rethrows an exception of the task.
   void sync(const std::function<void()>& task);
   bool isCurrent() const;
-  /// Replaces how the thread sleeps: a service that hands its work to this queue polls its
-  /// descriptors on the queue's own thread that way. Null restores the condition variable. Returns
-  /// when the old waiter is out of use (immediately, when called on the queue's thread).
+  /// Replaces the waiter on which the thread sleeps. With its own waiter a service can poll file
+  /// descriptors on this thread. Null restores the condition variable. Returns when the old waiter
+  /// is no longer in use (immediately on the thread of the queue).
   void setWaiter(std::shared_ptr<Waiter> waiter);
 
   State state() const;
-  /// Called on the thread that changes the state, without a lock held. One observer; null removes
-  /// it, and a call that has begun on another thread may then still be under way.
+  /// `observer` is called on the thread that changes the state, without a lock held. Null removes
+  /// it; a call in progress on another thread is not waited for.
   void setStateObserver(std::function<void()> observer);
 
-  /// The queue whose thread this is, or null.
+  /// The queue of the calling thread, or null.
   static SerialQueue* current();
 
  private:
@@ -49,8 +51,8 @@ class SerialQueue {
   friend class WaitGroup;
   using Observer = std::shared_ptr<const std::function<void()>>;
 
-  /// Marks the running task as waiting or not. Calls nobody, takes no lock: the caller may hold its
-  /// own, and calls the result (which may be null) after it has let go of that.
+  /// Sets whether the running task is blocked. May be called with a lock held. The caller must call
+  /// the returned observer, which may be null, after it has released the lock.
   Observer _setBlocked(bool blocked);
 
   struct Impl;

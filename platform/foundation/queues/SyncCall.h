@@ -6,16 +6,16 @@
 
 namespace platform {
 
-/// One synchronous call from one thread to another; private to the queues.
+/// One synchronous call between two threads. Private to the queues.
 ///
-/// It is waited for on an atomic of its own, so that a call wakes exactly one thread, once, and the
-/// thread that is woken finds no lock to queue for. Shared by both sides, since the caller may be
-/// gone while the other side is still in finish().
+/// The caller waits on an atomic instead of a condition variable, so that it does not contend for a
+/// mutex when it is woken. Both threads hold a shared_ptr, because the caller may return while the
+/// other thread is still in finish().
 class SyncCall {
  public:
   explicit SyncCall(const std::function<void()>& task) : _task(&task) {}
 
-  /// On the thread that runs it. Does not release the caller.
+  /// Runs the task on the called thread. Does not release the caller.
   void run() {
     try {
       (*_task)();
@@ -24,12 +24,12 @@ class SyncCall {
     }
     _ran = true;
   }
-  /// Releases the caller; without run() before, the call fails.
+  /// Releases the caller. Without a run() before, wait() returns false.
   void finish() {
     _finished.store(1, std::memory_order_release);
     _finished.notify_one();
   }
-  /// On the caller's thread: whether the task ran.
+  /// Waits for finish() on the calling thread. Returns whether the task has run.
   bool wait() {
     _finished.wait(0, std::memory_order_acquire);
     if (_exception) std::rethrow_exception(_exception);

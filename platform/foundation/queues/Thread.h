@@ -5,8 +5,8 @@
 
 namespace platform {
 
-/// Makes `thread` run `body`. False, with a line in the log, when the system has no thread left:
-/// the constructor of std::thread would throw then. Any thread.
+/// Runs `body` on a new thread. Logs and returns false if the system cannot create a thread, where
+/// the constructor of std::thread would throw.
 [[nodiscard]] bool startThread(std::thread& thread, std::function<void()> body);
 
 }  // namespace platform

@@ -23,7 +23,7 @@ void WaitGroup::leave() {
     ++_timesEmptied;
     for (SerialQueue* queue : _blockedQueues) observers.push_back(queue->_setBlocked(false));
     _blockedQueues.clear();
-    // With the lock held: once it is released, the waiting thread may destroy this object.
+    // Under the lock: after the unlock the waiting thread may destroy this object.
     _condition.notify_all();
   }
   for (const auto& observer : observers) {
@@ -34,7 +34,7 @@ void WaitGroup::leave() {
 void WaitGroup::wait() {
   std::unique_lock lock(_mutex);
   if (_count == 0) return;
-  // Not the count: it may have been zero and been raised again before this thread looks.
+  // Not the count: it may drop to zero and rise again before this thread wakes up.
   const auto before = _timesEmptied;
   if (SerialQueue* const queue = SerialQueue::current()) {
     _blockedQueues.push_back(queue);

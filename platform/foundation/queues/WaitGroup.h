@@ -10,17 +10,18 @@ namespace platform {
 
 class SerialQueue;
 
-/// Counts work in progress, and lets a thread wait until there is none.
+/// A counter of operations in progress. A thread can wait until it is zero.
 ///
-/// A SerialQueue whose thread waits here is Blocked, and Running again before the last leave()
-/// returns. May be destroyed as soon as wait() has returned.
+/// A SerialQueue whose thread waits here is in state Blocked. It changes back to Running before the
+/// last leave() returns. The group may be destroyed as soon as wait() has returned.
 class WaitGroup {
  public:
   /// Any thread.
   void enter();
-  /// Any thread; one more leave() than enter() is a programming error.
+  /// Any thread. Each call matches an enter() (asserted).
   void leave();
-  /// Unbounded. Must not be called on the main thread, whose work it usually waits for.
+  /// Waits without a time limit. Must not be called on the main thread: it usually waits for work
+  /// of that thread.
   void wait();
 
  private:

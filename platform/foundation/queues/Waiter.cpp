@@ -7,13 +7,14 @@
 namespace platform {
 
 namespace {
-// Waiting may end early, and a sum of "now" and a huge duration would overflow in the library.
+// The standard library adds the duration to the current time, which overflows for huge values. A
+// shorter wait is allowed, because wait() may return early.
 constexpr Duration kLongestWait = std::chrono::hours(24);
 
-// Calls often come in a row, the next one some microseconds after the answer to the last. Looking
-// for it that long, as waiting on an atomic does, costs less than to sleep and be woken.
-constexpr int kLooks = 12;
-constexpr int kYieldingLooks = 4;
+// Calls often follow each other within microseconds. A short spin, as in std::atomic::wait(), costs
+// less than to sleep and to be woken.
+constexpr int kSpins = 12;
+constexpr int kYieldingSpins = 4;
 }  // namespace
 
 ConditionWaiter::ConditionWaiter(const Clock& clock, bool realTime)
@@ -21,8 +22,8 @@ ConditionWaiter::ConditionWaiter(const Clock& clock, bool realTime)
 
 void ConditionWaiter::wait(std::optional<TimePoint> deadline) {
   const auto woken = [this] { return _woken.load(std::memory_order_relaxed); };
-  for (int look = 0; look < kLooks + kYieldingLooks && !woken(); ++look)
-    if (look >= kLooks) std::this_thread::yield();
+  for (int spin = 0; spin < kSpins + kYieldingSpins && !woken(); ++spin)
+    if (spin >= kSpins) std::this_thread::yield();
   std::unique_lock lock(_mutex);
   if (deadline && _realTime && !_woken) {
     const TimePoint now = _clock.now();

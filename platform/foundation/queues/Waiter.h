@@ -9,22 +9,22 @@
 
 namespace platform {
 
-/// How a queue's thread sleeps. A plain queue sleeps on a condition variable; one whose thread also
-/// serves descriptors or window events brings a waiter that sleeps on those.
+/// The way in which the thread of a queue sleeps. The default is a condition variable. A thread
+/// that also handles file descriptors or window events has a waiter that waits for those, too.
 class Waiter {
  public:
   virtual ~Waiter() = default;
-  /// Sleeps until wake() was called since the last wait() returned, until `deadline`, or, for a
-  /// waiter with sources of its own, until it has served one. Called on the queue's thread without
-  /// a lock; may return early. No deadline: unbounded.
+  /// Sleeps until wake() is called, `deadline` has passed, or the waiter has handled one of its own
+  /// events. Returns at once if wake() was called since the last wait(). May return early. Called
+  /// on the thread of the queue without a lock held.
   virtual void wait(std::optional<TimePoint> deadline) = 0;
-  /// Ends a wait() in progress, or makes the next one return at once. Any thread; never blocks.
+  /// Ends the wait() in progress, or makes the next one return at once. Any thread. Does not block.
   virtual void wake() = 0;
 };
 
 class ConditionWaiter final : public Waiter {
  public:
-  /// `realTime` false: deadlines are ignored, because only a test moves the clock and then wakes.
+  /// If `realTime` is false, deadlines are ignored: a test advances the clock and calls wake().
   explicit ConditionWaiter(const Clock& clock, bool realTime = true);
   void wait(std::optional<TimePoint> deadline) override;
   void wake() override;

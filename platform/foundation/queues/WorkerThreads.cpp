@@ -26,7 +26,7 @@ struct Registry {
     for (const Worker& worker : workers) count += worker.ended ? 0 : 1;
     return count;
   }
-  /// Takes those out that have ended; to be joined without the lock.
+  /// Removes and returns the workers that have ended. The caller joins them after the unlock.
   std::list<Worker> takeEnded() {
     std::list<Worker> result;
     for (auto each = workers.begin(); each != workers.end();) {
@@ -38,7 +38,7 @@ struct Registry {
   }
 };
 
-/// Never destroyed: a thread that outlives main() must find it.
+/// Never destroyed, because threads may outlive main().
 Registry& registry() {
   static auto* const instance = new Registry;
   return *instance;

@@ -6,18 +6,17 @@
 
 namespace platform {
 
-/// Threads for work that may take long to end, so that the caller never waits for it and the
-/// process ends only after all of them.
+/// Threads for operations that may take long, such as closing a pipeline. The caller does not wait
+/// for them; the process waits for all of them before it exits.
 ///
 /// Threads: any.
 class WorkerThreads {
  public:
-  /// Runs `body` on a thread of its own. False: the system has no thread left.
+  /// Runs `body` on a new thread. Returns false if the system cannot create a thread.
   static bool start(std::function<void()> body);
-  /// How many have not ended.
   static std::size_t running();
-  /// Waits until all have ended, at most `limit`. False: some are still busy, and the process may
-  /// end only by leaving without destructors. Called once nothing starts threads any more.
+  /// Waits until all threads have ended, at most `limit`. On false some still run, and the process
+  /// must exit without destructors. Call it when no code starts further threads.
   static bool waitForAll(Duration limit);
 };
 

@@ -4,7 +4,6 @@
 
 namespace platform {
 
-/// Shows the alert's texts as the screen draws them.
 class AlertView final : public View {
  public:
   AlertView() : View(kScreenBounds) {}
@@ -79,7 +78,7 @@ std::shared_ptr<View> AlertController::loadView() {
 
 void AlertController::_press(std::size_t index) {
   if (index >= _actions.size() || !presentingViewController()) return;
-  const auto self = shared_from_this();  // the presenter's hold may be the last one
+  const auto self = shared_from_this();  // the presenter may own the last reference
   const auto handler = _actions[index].handler;
   presentingViewController()->dismissPresented(true);
   if (handler) handler();
@@ -96,7 +95,7 @@ void AlertController::_update() {
   AlertElement element{title(), _message, {}, _focused};
   for (const auto& action : _actions) element.buttons.push_back(action.title);
   _alertView->setElement(std::move(element));
-  // The alert's view stands beside the window's tree; its presenter's view marks the window for it.
+  // The alert view is not in the view tree of the window, so the view of the presenter is marked.
   if (presentingViewController()) presentingViewController()->view()->setNeedsDisplay();
 }
 

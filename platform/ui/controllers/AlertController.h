@@ -18,10 +18,9 @@ struct AlertAction {
   std::function<void()> handler;
 };
 
-/// A modal message with buttons. The arrows move the focus, select presses the focused button, menu
-/// presses the cancel action; every other input is swallowed. A pressed button takes the alert away
-/// first, then calls its handler; a controller that outlives the alert sees presented() become
-/// null. Main thread.
+/// A modal message with buttons. The arrow keys move the focus, Select activates the focused
+/// button, and Menu activates the cancel action. All other input is consumed. An activated button
+/// dismisses the alert, then calls its handler. Main thread.
 class AlertController final : public ViewController {
  public:
   AlertController(const std::string& title, std::string message);

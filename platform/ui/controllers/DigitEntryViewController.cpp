@@ -6,8 +6,8 @@ namespace platform {
 
 namespace {
 
-/// Shows the title and the digits as one element, because only the screen knows the height of a
-/// text and can centre both as a block. The two views hold what is shown and are not drawn.
+/// Title and digits are one element, because only the renderer knows the height of the title and
+/// can center both as one block. The two subviews hold the values and are hidden.
 class DigitEntryView final : public View {
  public:
   DigitEntryView(std::shared_ptr<Label> title, std::shared_ptr<DigitGroupView> digits)

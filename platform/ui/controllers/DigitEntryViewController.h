@@ -8,10 +8,9 @@
 
 namespace platform {
 
-/// A title above a fixed number of digit boxes. Both may be filled before the view is loaded.
-///
-/// Whether it is editable is kept for whoever asks: on this box no code is typed with the remote,
-/// so that it takes no input either way. Main thread.
+/// A title above a row of digit boxes. Both may be set before the view is loaded. The controller
+/// handles no input, whether it is editable or not: no code is entered with the remote control.
+/// Main thread.
 class DigitEntryViewController final : public ViewController {
  public:
   explicit DigitEntryViewController(int digits);

@@ -37,7 +37,7 @@ void ViewController::addChild(std::shared_ptr<ViewController> child) {
 
 void ViewController::removeFromParent() {
   if (!_parent) return;
-  const auto self = shared_from_this();  // the parent's hold may be the last one
+  const auto self = shared_from_this();  // the parent may own the last reference
   std::erase(std::exchange(_parent, nullptr)->_children, self);
   didMoveToParent(nullptr);
 }
@@ -50,7 +50,7 @@ void ViewController::didMoveToParent(ViewController*) { _movingToParent = false;
 
 void ViewController::present(std::shared_ptr<AlertController> alert, bool animated) {
   TVS_ASSERT(alert != nullptr && !_presented && !alert->_presenting);
-  std::erase(_leaving, alert);  // it may be shown again before it has faded out
+  std::erase(_fadingAlerts, alert);  // it may be presented again before it has faded out
   _presented = std::move(alert);
   _presented->_presenting = this;
   const auto& alertView = _presented->view();
@@ -68,10 +68,10 @@ void ViewController::dismissPresented(bool animated) {
   const auto alert = std::exchange(_presented, nullptr);
   alert->_presenting = nullptr;
   if (animated) {
-    _leaving.push_back(alert);
+    _fadingAlerts.push_back(alert);
     alert->view()->animateAlpha(0, kAlertFade, [weak = weak_from_this(), alert] {
       const auto self = weak.lock();
-      if (self && std::erase(self->_leaving, alert) > 0) self->view()->setNeedsDisplay();
+      if (self && std::erase(self->_fadingAlerts, alert) > 0) self->view()->setNeedsDisplay();
     });
   }
   view()->setNeedsDisplay();

@@ -12,11 +12,11 @@ namespace platform {
 
 class AlertController;
 
-/// Owns a view and decides what it shows; contains other controllers.
+/// Owns and manages a view. May contain child controllers.
 ///
-/// Containment: addChild(child), put its view into the own one, child->didMoveToParent(this). And
-/// back: child->willMoveToParent(nullptr), take its view away, child->removeFromParent().
-/// addChild() tells the child that it will move, removeFromParent() that it did.
+/// To add a child: addChild(child), add its view, child->didMoveToParent(this). To remove it:
+/// child->willMoveToParent(nullptr), remove its view, child->removeFromParent(). addChild() calls
+/// willMoveToParent(), and removeFromParent() calls didMoveToParent().
 ///
 /// Threads: main. Lifetime: a parent owns its children.
 class ViewController : public Object, public std::enable_shared_from_this<ViewController> {
@@ -24,7 +24,6 @@ class ViewController : public Object, public std::enable_shared_from_this<ViewCo
   ~ViewController() override;
   std::string className() const override { return "ViewController"; }
 
-  /// Loads it on first use.
   const std::shared_ptr<View>& view();
   bool isViewLoaded() const { return _view != nullptr; }
 
@@ -37,27 +36,26 @@ class ViewController : public Object, public std::enable_shared_from_this<ViewCo
   void removeFromParent();
   virtual void willMoveToParent(ViewController* parent);
   virtual void didMoveToParent(ViewController* parent);
-  /// Told that it will get a parent, and not yet that it has.
+  /// True between willMoveToParent(parent) and didMoveToParent(parent).
   bool isMovingToParent() const { return _movingToParent; }
 
-  /// Shows an alert above everything; one at a time (asserted).
+  /// Shows an alert above all views. Only one at a time (asserted).
   void present(std::shared_ptr<AlertController> alert, bool animated);
   void dismissPresented(bool animated);
   const std::shared_ptr<AlertController>& presented() const { return _presented; }
-  /// The controller that shows this one; only alerts are shown so.
+  /// The controller that has presented this alert, or null.
   ViewController* presentingViewController() const { return _presenting; }
 
-  /// Where the remote's input should go; null: the controller's own view.
+  /// The view that should have the focus; null: the view of this controller.
   virtual std::shared_ptr<View> preferredFocusedView();
-  /// Asks the window to look for the preferred focus again.
   void setNeedsFocusUpdate();
 
-  /// Input that no recogniser between the focused view and this controller's view took. True:
-  /// taken.
+  /// Handles input that was not consumed between the focused view and the view of this controller.
+  /// Returns true if it is consumed.
   virtual bool handleInput(const InputEvent& event);
 
  protected:
-  /// Makes the view; full screen, clear.
+  /// Creates the view. The default is a transparent full-screen view.
   virtual std::shared_ptr<View> loadView();
   virtual void viewDidLoad() {}
 
@@ -70,7 +68,7 @@ class ViewController : public Object, public std::enable_shared_from_this<ViewCo
   ViewController* _parent = nullptr;
   bool _movingToParent = false;
   std::shared_ptr<AlertController> _presented;
-  std::vector<std::shared_ptr<AlertController>> _leaving;  // dismissed, still fading out
+  std::vector<std::shared_ptr<AlertController>> _fadingAlerts;  // dismissed, still fading out
   ViewController* _presenting = nullptr;
 };
 

@@ -8,8 +8,8 @@ namespace platform {
 
 namespace {
 
-constexpr Duration kAnswerBound = std::chrono::seconds(5);
-constexpr Duration kEndBound = std::chrono::seconds(5);
+constexpr Duration kRequestTimeout = std::chrono::seconds(5);
+constexpr Duration kEndTimeout = std::chrono::seconds(5);
 constexpr std::int64_t kCannotPresent = -6700;
 
 Error presentationError(std::string description) {
@@ -24,9 +24,9 @@ struct ViewServiceHost::Impl : std::enable_shared_from_this<Impl> {
   enum class State {
     Idle,
     Opening,     // a request waits for the screen
-    Answered,    // the request succeeded; the presentation begins on the next turn
-    Presenting,  // begun
-    Ending,      // the root was told, or will be on the next turn, to end
+    Accepted,    // the request is completed; the presentation begins in the next turn
+    Presenting,  // the presentation has begun
+    Ending,      // the root ends, or will be asked to in the next turn
   };
 
   struct Request {
@@ -34,8 +34,7 @@ struct ViewServiceHost::Impl : std::enable_shared_from_this<Impl> {
     Token timeout;
   };
 
-  /// What a root view controller is given. One that outlives its presentation cannot end the next
-  /// one.
+  /// Each presentation has its own proxy, so that an old root cannot end a newer presentation.
   struct Proxy final : ViewServiceHostProxy {
     explicit Proxy(std::weak_ptr<Impl> theHost) : host(std::move(theHost)) {}
     void dismissWithResult(const Value&) override {
@@ -52,73 +51,73 @@ struct ViewServiceHost::Impl : std::enable_shared_from_this<Impl> {
   RootFactory makeRoot;
 
   State state = State::Idle;
-  /// The one being opened, or one that waits until the last presentation has ended.
+  /// Waits for the screen or for the end of the last presentation.
   std::optional<Request> request;
-  /// The screen has still to answer an open(), which must not be called again before.
-  bool openIsUnderWay = false;
-  /// Nobody waits any more for the open() that is under way.
-  bool openIsGivenUp = false;
+  /// A Screen::open() has not completed. It must not be called again before.
+  bool openInProgress = false;
+  /// The request for which the open() was called has timed out or ended.
+  bool openAbandoned = false;
   std::uint64_t presentation = 0;
-  bool endsOnceBegun = false;
+  bool endAfterBegin = false;
   std::shared_ptr<ViewServiceViewController> root;
   std::shared_ptr<Proxy> proxy;
   std::unique_ptr<Window> window;
   Token endTimeout;
   Token pendingClose;
 
-  /// On a later turn, unless the host has died by then.
-  void later(void (Impl::*operation)()) {
+  /// Runs `operation` in a later turn unless the host is destroyed before.
+  void post(void (Impl::*operation)()) {
     mainQueue.async([weak = weak_from_this(), operation] {
       if (const auto impl = weak.lock()) (impl.get()->*operation)();
     });
   }
 
-  void answer(const std::optional<Error>& error) {
+  void completeRequest(const std::optional<Error>& error) {
     if (!request) return;
     const Completion completion = std::move(request->completion);
     request.reset();
     if (completion) completion(!error, error);
   }
 
-  void refuse(Completion completion, std::string description) {
+  void rejectRequest(Completion completion, std::string description) {
     mainQueue.async([completion = std::move(completion), text = std::move(description)] {
       if (completion) completion(false, presentationError(text));
     });
   }
 
   void requestPresentation(Completion completion) {
-    if (request || state == State::Answered || state == State::Presenting) {
-      refuse(std::move(completion), "Something is presented already.");
+    if (request || state == State::Accepted || state == State::Presenting) {
+      rejectRequest(std::move(completion), "Another presentation is in progress.");
       return;
     }
     request.emplace();
     request->completion = std::move(completion);
-    request->timeout = mainQueue.after(kAnswerBound, [this] { requestTimedOut(); });
+    request->timeout = mainQueue.after(kRequestTimeout, [this] { requestTimedOut(); });
     if (state == State::Idle) open();
   }
 
   void requestTimedOut() {
-    if (state == State::Opening) giveUpOpening();
-    answer(presentationError("The screen did not open in time."));
+    if (state == State::Opening) abandonOpening();
+    completeRequest(presentationError("The screen did not open in time."));
   }
 
   void open() {
     state = State::Opening;
     pendingClose.reset();
-    if (openIsUnderWay) return;  // given up earlier; its answer leads on
+    if (openInProgress) return;  // screenDidOpen() calls retryOpening()
     if (screen.isOpen()) {
-      later(&Impl::openAgain);
+      post(&Impl::retryOpening);
       return;
     }
-    openIsUnderWay = true;
+    openInProgress = true;
     screen.open([weak = weak_from_this()](std::optional<Error> error) {
-      if (const auto impl = weak.lock()) impl->screenAnswered(error);
+      if (const auto impl = weak.lock()) impl->screenDidOpen(error);
     });
   }
 
-  /// For a request that found the screen still open, or busy with an open() given up.
-  void openAgain() {
-    if (state != State::Opening || openIsUnderWay) return;
+  /// Continues a request that found the screen open or an abandoned open() in progress.
+  void retryOpening() {
+    if (state != State::Opening || openInProgress) return;
     if (screen.isOpen()) {
       present();
     } else {
@@ -126,23 +125,23 @@ struct ViewServiceHost::Impl : std::enable_shared_from_this<Impl> {
     }
   }
 
-  void giveUpOpening() {
+  void abandonOpening() {
     state = State::Idle;
-    openIsGivenUp = openIsUnderWay;
+    openAbandoned = openInProgress;
     screen.close();
   }
 
-  void screenAnswered(const std::optional<Error>& error) {
-    openIsUnderWay = false;
-    if (std::exchange(openIsGivenUp, false)) {
+  void screenDidOpen(const std::optional<Error>& error) {
+    openInProgress = false;
+    if (std::exchange(openAbandoned, false)) {
       if (state == State::Opening) {
-        later(&Impl::openAgain);
+        post(&Impl::retryOpening);
       } else if (!error) {
         screen.close();
       }
     } else if (error) {
       state = State::Idle;
-      answer(error);
+      completeRequest(error);
     } else {
       present();
     }
@@ -151,27 +150,27 @@ struct ViewServiceHost::Impl : std::enable_shared_from_this<Impl> {
   void present() {
     root = makeRoot ? makeRoot() : nullptr;
     if (!root) {
-      giveUpOpening();
-      answer(presentationError("There is nothing to present."));
+      abandonOpening();
+      completeRequest(presentationError("There is nothing to present."));
       return;
     }
-    state = State::Answered;
-    endsOnceBegun = false;
+    state = State::Accepted;
+    endAfterBegin = false;
     proxy = std::make_shared<Proxy>(weak_from_this());
     ++presentation;
     root->setHostProxy(proxy);
     window = std::make_unique<Window>(mainQueue, root, [this](std::shared_ptr<const Scene> scene) {
       screen.setScene(std::move(scene));
     });
-    later(&Impl::begin);
-    answer(std::nullopt);
+    post(&Impl::begin);
+    completeRequest(std::nullopt);
   }
 
   void begin() {
-    if (state != State::Answered) return;
+    if (state != State::Accepted) return;
     state = State::Presenting;
     root->viewServiceBeginPresentationWithOptions({});
-    if (endsOnceBegun) end();
+    if (endAfterBegin) end();
   }
 
   void end() {
@@ -180,38 +179,38 @@ struct ViewServiceHost::Impl : std::enable_shared_from_this<Impl> {
       case State::Ending:
         break;
       case State::Opening:
-        giveUpOpening();
-        later(&Impl::answerEnded);
+        abandonOpening();
+        post(&Impl::completeEndedRequest);
         break;
-      case State::Answered:
-        endsOnceBegun = true;
+      case State::Accepted:
+        endAfterBegin = true;
         break;
       case State::Presenting:
-        // Later, because it may be the root that asks for it, and it is not to be called back from
-        // there.
+        // Later, because the root may be the caller, which must not be called back synchronously.
         state = State::Ending;
-        later(&Impl::tellRoot);
+        post(&Impl::endRoot);
         break;
     }
   }
 
-  void answerEnded() { answer(presentationError("The presentation was ended before it began.")); }
+  void completeEndedRequest() {
+    completeRequest(presentationError("The presentation was ended before it began."));
+  }
 
-  void tellRoot() {
+  void endRoot() {
     const auto ended = [weak = weak_from_this(), number = presentation] {
       const auto impl = weak.lock();
       if (impl) impl->rootDidEnd(number);
     };
-    endTimeout = mainQueue.after(kEndBound, ended);
+    endTimeout = mainQueue.after(kEndTimeout, ended);
     root->viewServiceEndPresentationWithOptions({}, ended);
   }
 
   void rootDidEnd(std::uint64_t number) {
     if (number != presentation || state != State::Ending || !endTimeout) return;
     endTimeout.reset();
-    // Later, because it may be the root, or input that the window is still delivering, that leads
-    // here.
-    later(&Impl::finish);
+    // Later, because the root or the window may be a caller of this function.
+    post(&Impl::finish);
   }
 
   void finish() {
@@ -233,7 +232,7 @@ struct ViewServiceHost::Impl : std::enable_shared_from_this<Impl> {
     request.reset();
     endTimeout.reset();
     pendingClose.reset();
-    openIsGivenUp = openIsUnderWay;
+    openAbandoned = openInProgress;
     state = State::Idle;
     proxy.reset();
     window.reset();
@@ -262,7 +261,7 @@ ViewServiceHost::ViewServiceHost(MainQueue& mainQueue, Screen& screen)
   });
   screen.setClosedHandler([weak] {
     const auto impl = weak.lock();
-    // While it opens, the answer to open() tells.
+    // While the screen opens, the completion of open() reports the error.
     if (impl && impl->state != Impl::State::Opening) impl->end();
   });
 }

@@ -14,21 +14,21 @@
 
 namespace platform {
 
-/// What the host offers to the view controller that it presents.
+/// The interface of the host for the presented view controller.
 class ViewServiceHostProxy {
  public:
   virtual ~ViewServiceHostProxy() = default;
-  /// Ends the presentation; leads to viewServiceEndPresentationWithOptions().
+  /// Ends the presentation: viewServiceEndPresentationWithOptions() is called later.
   virtual void dismissWithResult(const Value& result) = 0;
 };
 
-/// The root view controller of a presentation, as its host sees it.
+/// The root view controller of a presentation.
 class ViewServiceViewController : public ViewController {
  public:
   void setHostProxy(std::weak_ptr<ViewServiceHostProxy> proxy) { _hostProxy = std::move(proxy); }
 
   virtual void viewServiceBeginPresentationWithOptions(const Dictionary& options) = 0;
-  /// `completion` is called once, when the controller is done; the host gives up waiting after 5 s.
+  /// The controller calls `completion` when it has ended. The host waits at most 5 s.
   virtual void viewServiceEndPresentationWithOptions(const Dictionary& options,
                                                      std::function<void()> completion) = 0;
 
@@ -39,15 +39,13 @@ class ViewServiceViewController : public ViewController {
   std::weak_ptr<ViewServiceHostProxy> _hostProxy;
 };
 
-/// The shell's part of a presentation: opens the screen, has a new root view controller made,
-/// begins its presentation, routes the remote to it, and ends it when the controller asks, when the
-/// user presses Home, when the user presses Menu and nothing on screen takes the press, or when the
-/// window goes away.
+/// Manages presentations: opens the screen, creates the root view controller, begins its
+/// presentation and sends it input. A presentation ends on request of the root view controller,
+/// when the user presses Home, when no view handles a press of Menu, or when the window is closed.
 ///
-/// A request is answered exactly once, within 5 s; begin always comes before end; a request that
-/// arrives while the last presentation ends is answered when that is over. A request while
-/// something is presented is answered with an error. The screen closes on the turn after a
-/// presentation ended, unless the next one was requested meanwhile.
+/// A request is completed once, within 5 s. A request while the last presentation is ending is
+/// completed after the end. A request during a presentation fails. Begin is always called before
+/// end. The screen closes one turn after the end unless there is another request.
 ///
 /// Threads: main.
 class ViewServiceHost {
@@ -60,18 +58,16 @@ class ViewServiceHost {
 
   void setRootViewControllerFactory(RootFactory factory);
 
-  /// Virtual so that a test can answer in its own way.
   virtual void requestPresentation(Completion completion);
-  /// The user or the system takes the screen away.
+  /// Ends the presentation on behalf of the user or the system.
   void endPresentation();
-  /// For the end of the process: lets go of the presentation and of a request without telling
-  /// anybody. The screen is left to its owner.
+  /// Drops the presentation and the request without callbacks, for the end of the process. Does not
+  /// close the screen.
   void close();
-  /// Input as if from the remote. False when nothing is presented.
+  /// Handles input like that of the remote control. False if nothing is presented.
   bool handleInput(const InputEvent& event);
 
   bool isPresenting() const;
-  /// Null unless presenting.
   std::shared_ptr<ViewServiceViewController> rootViewController() const;
   Window* window();
   Screen& screen();

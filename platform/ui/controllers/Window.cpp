@@ -10,7 +10,7 @@ namespace platform {
 
 namespace {
 
-/// The controller below `root` whose view this is, or null.
+/// The controller in the tree of `root` that owns `view`, or null.
 std::shared_ptr<ViewController> controllerOf(const View& view,
                                              const std::shared_ptr<ViewController>& root) {
   if (root->isViewLoaded() && root->view().get() == &view) return root;
@@ -20,7 +20,7 @@ std::shared_ptr<ViewController> controllerOf(const View& view,
   return nullptr;
 }
 
-/// The alert on top of all that are presented below `controller`, or null.
+/// The topmost alert presented in the tree of `controller`, or null.
 std::shared_ptr<AlertController> topAlert(const ViewController& controller) {
   std::shared_ptr<AlertController> top = controller.presented();
   for (const auto& child : controller.children()) {
@@ -50,10 +50,10 @@ void Window::updateFocus() {
 bool Window::handleInput(const InputEvent& event) {
   if (const auto alert = topAlert(*_root)) return alert->handleInput(event);
 
-  // A view that still fades in hears the remote already: presses must not get lost meanwhile.
+  // A view gets the focus while it still fades in, so that no input is lost.
   updateFocus();
   const auto focused = focusedView();
-  // Found before anybody is asked: whoever handles the event may change the tree.
+  // Collected first, because handlers may change the tree.
   struct Link {
     std::shared_ptr<View> view;
     std::shared_ptr<ViewController> controller;
@@ -79,7 +79,7 @@ void Window::setNeedsDisplay() {
 
 void Window::_commitScene() {
   const auto& view = _root->view();
-  // What the layout moves belongs to this scene: the mark is taken away after it.
+  // Reset after the layout: changes made by the layout belong to this scene.
   view->layoutIfNeeded();
   _pendingCommit.reset();
 
@@ -92,7 +92,7 @@ void Window::_commitScene() {
 }
 
 void Window::_appendAlerts(const ViewController& controller, std::vector<SceneNode>& nodes) const {
-  for (const auto& alert : controller._leaving) nodes.push_back(alert->view()->sceneNode({}));
+  for (const auto& alert : controller._fadingAlerts) nodes.push_back(alert->view()->sceneNode({}));
   if (controller._presented) nodes.push_back(controller._presented->view()->sceneNode({}));
   for (const auto& child : controller._children) _appendAlerts(*child, nodes);
 }

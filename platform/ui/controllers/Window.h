@@ -12,10 +12,12 @@
 
 namespace platform {
 
-/// Shows a root view controller: keeps the focus, sends input along the chain from the focused view
-/// upwards (recognisers of each view, then the controller whose view it is), and hands a new scene
-/// to its commit callback on the turn after something changed. A scene that equals the last one is
-/// not handed over. A presented alert gets all input and is drawn above everything.
+/// Displays a root view controller. Manages the focus and input: an event is sent to the focused
+/// view and its superviews; at each view first to the gesture recognizers, then to the controller
+/// of the view. A presented alert receives all input and is above all other views.
+///
+/// After a change the window calls `commit` with a new scene in the next turn, unless the scene
+/// equals the last one.
 ///
 /// Threads: main.
 class Window {

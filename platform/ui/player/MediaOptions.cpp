@@ -30,7 +30,7 @@ std::string purposeOf(const MediaSelectionOption& option, const PlayerTexts& tex
   return {};
 }
 
-/// The names of the options, no two alike.
+/// Unique names of the options.
 std::vector<std::string> namesOf(const std::vector<const MediaSelectionOption*>& options,
                                  const PlayerTexts& texts, const DeviceInfo& device) {
   const auto count = [](const std::vector<std::string>& names) {

@@ -12,7 +12,7 @@ namespace platform {
 class DeviceInfo;
 struct PlayerTexts;
 
-/// The choices that an item offers of one kind, as a person reads them.
+/// The options of one kind (audio or subtitles) with localized names.
 struct MediaOptionList {
   struct Choice {
     std::string name;
@@ -24,11 +24,11 @@ struct MediaOptionList {
   std::optional<std::size_t> selected;
 };
 
-/// Of sound and of subtitles, as far as the item offers any. Subtitles can be off as well; texts
-/// that are forced are no choice, they belong to the sound.
+/// The audio and subtitle options of an item. Subtitles have the additional choice "Off". Forced
+/// subtitles are not included, because they are displayed with the matching audio.
 ///
-/// A choice is named after its language in the user's language, and after what sets it apart:
-/// its purpose, or else the name that the media give it, or else a number.
+/// The name of a choice is its language, and if necessary its purpose, its name in the media, or a
+/// number.
 std::vector<MediaOptionList> mediaOptionLists(const PlayerItem& item, const PlayerTexts& texts,
                                               const DeviceInfo& device);
 

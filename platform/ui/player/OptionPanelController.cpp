@@ -12,8 +12,8 @@ namespace {
 
 constexpr Duration kFade = std::chrono::milliseconds(300);
 
-/// The arrow that a press or a swipe stands for.
-std::optional<SwipeDirection> arrowOf(const InputEvent& event) {
+/// The direction of an arrow key or a swipe.
+std::optional<SwipeDirection> directionOf(const InputEvent& event) {
   if (const auto* direction = std::get_if<SwipeDirection>(&event.what)) return *direction;
   switch (std::get<PressType>(event.what)) {
     case PressType::Left:
@@ -29,7 +29,7 @@ std::optional<SwipeDirection> arrowOf(const InputEvent& event) {
   }
 }
 
-std::size_t moved(std::size_t index, int step, std::size_t count) {
+std::size_t movedIndex(std::size_t index, int step, std::size_t count) {
   if (step < 0) return index > 0 ? index - 1 : 0;
   return std::min(index + 1, count - 1);
 }
@@ -76,7 +76,7 @@ void OptionPanelController::close() {
   if (!_open) return;
   _open = false;
   _observers.clear();
-  // The lists stay to be seen while they fade.
+  // The element is kept, because it is visible while the panel fades out.
   _panel->animateAlpha(0, kFade);
   setNeedsFocusUpdate();
   _didClose();
@@ -95,7 +95,7 @@ void OptionPanelController::update() {
     }
     return;
   }
-  // The focus stays where it is, or begins at what is selected.
+  // The initial focus of a list is its selected option.
   for (std::size_t i = _focusedChoices.size(); i < lists.size(); ++i)
     _focusedChoices.push_back(lists[i].selected.value_or(0));
   _focusedChoices.resize(lists.size());
@@ -103,10 +103,10 @@ void OptionPanelController::update() {
     _focusedChoices[i] = std::min(_focusedChoices[i], lists[i].choices.size() - 1);
   _focusedList = std::min(_focusedList, lists.size() - 1);
   _lists = std::move(lists);
-  _show();
+  _updatePanel();
 }
 
-void OptionPanelController::_show() {
+void OptionPanelController::_updatePanel() {
   OptionPanelElement element;
   for (std::size_t i = 0; i < _lists.size(); ++i) {
     OptionListElement list;
@@ -121,19 +121,19 @@ void OptionPanelController::_show() {
 
 bool OptionPanelController::handleInput(const InputEvent& event) {
   if (!_open) return false;
-  if (const auto arrow = arrowOf(event)) {
+  if (const auto arrow = directionOf(event)) {
     switch (*arrow) {
       case SwipeDirection::Left:
-        _moveAcross(-1);
+        _moveBetweenLists(-1);
         break;
       case SwipeDirection::Right:
-        _moveAcross(1);
+        _moveBetweenLists(1);
         break;
       case SwipeDirection::Up:
-        _moveAlong(-1);
+        _moveInList(-1);
         break;
       case SwipeDirection::Down:
-        _moveAlong(1);
+        _moveInList(1);
         break;
     }
     return true;
@@ -150,20 +150,20 @@ bool OptionPanelController::handleInput(const InputEvent& event) {
   return false;
 }
 
-void OptionPanelController::_moveAcross(int step) {
-  _focusedList = moved(_focusedList, step, _lists.size());
-  _show();
+void OptionPanelController::_moveBetweenLists(int step) {
+  _focusedList = movedIndex(_focusedList, step, _lists.size());
+  _updatePanel();
 }
 
-void OptionPanelController::_moveAlong(int step) {
+void OptionPanelController::_moveInList(int step) {
   auto& focused = _focusedChoices[_focusedList];
-  focused = moved(focused, step, _lists[_focusedList].choices.size());
-  _show();
+  focused = movedIndex(focused, step, _lists[_focusedList].choices.size());
+  _updatePanel();
 }
 
 void OptionPanelController::_choose() {
   const auto& list = _lists[_focusedList];
-  // A copy: the player may answer with a reload.
+  // A copy, because the call may update `_lists`.
   const Dictionary chosen = list.choices[_focusedChoices[_focusedList]].propertyList;
   if (PlayerItem* const item = _player->currentPlayerItem()) item->selectPropertyList(chosen);
 }

@@ -14,23 +14,22 @@ namespace platform {
 
 class OptionPanelView;
 
-/// The panel in which a person chooses sound and subtitles of what plays.
+/// A panel for the selection of audio and subtitles.
 ///
-/// Workflow: add it as a child, open(), and it takes the arrows, select and menu, or swipes, until
-/// menu or the end of the item close it. What is chosen takes effect and is marked; the panel
-/// stays. Threads: main. Lifetime: holds the player.
+/// Usage: add it as a child and call open(). It handles the arrow keys, Select, Menu and swipes.
+/// Menu or the end of the item closes it. A selection takes effect at once and leaves the panel
+/// open. Threads: main. Lifetime: owns a reference to the player.
 class OptionPanelController final : public ViewController {
  public:
-  /// `didClose` is called after every close.
   OptionPanelController(std::shared_ptr<TVSPlayer> player, std::function<void()> didClose);
   ~OptionPanelController() override;
   std::string className() const override { return "OptionPanelController"; }
 
   void setTexts(const PlayerTexts& texts);
-  /// False where the item offers nothing to choose from.
+  /// False if the item has no options.
   bool open();
   void close();
-  /// While it is open: takes what the item offers now.
+  /// Reloads the options of the item if the panel is open.
   void update();
   bool isOpen() const { return _open; }
 
@@ -40,10 +39,10 @@ class OptionPanelController final : public ViewController {
   std::shared_ptr<View> loadView() override;
 
  private:
-  void _moveAcross(int step);
-  void _moveAlong(int step);
+  void _moveBetweenLists(int step);
+  void _moveInList(int step);
   void _choose();
-  void _show();
+  void _updatePanel();
 
   std::shared_ptr<TVSPlayer> _player;
   std::function<void()> _didClose;
@@ -52,8 +51,8 @@ class OptionPanelController final : public ViewController {
   bool _open = false;
   std::vector<MediaOptionList> _lists;
   std::size_t _focusedList = 0;
-  std::vector<std::size_t> _focusedChoices;  // of each list
-  std::vector<Token> _observers;             // while it is open
+  std::vector<std::size_t> _focusedChoices;  // one for each list
+  std::vector<Token> _observers;             // while the panel is open
 };
 
 }  // namespace platform

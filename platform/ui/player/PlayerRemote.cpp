@@ -12,29 +12,29 @@ namespace {
 
 constexpr Duration kSeekDelay = std::chrono::milliseconds(300);
 constexpr Duration kHoldDelay = std::chrono::milliseconds(400);
-constexpr Duration kFasterAfter = std::chrono::seconds(2);
+constexpr Duration kSpeedUpInterval = std::chrono::seconds(2);
 constexpr double kSlowestScan = 2;
 constexpr double kFastestScan = 16;
-/// A skip forward leaves so much of the item, so that nobody falls out of its end.
-constexpr double kSecondsKept = 2;
-/// A live stream plays some segments behind what is there; that is no lag.
-constexpr double kLiveLag = 20;
+/// A skip forward stops this many seconds before the end, so that it does not end the item.
+constexpr double kEndMargin = 2;
+/// A live stream normally plays some segments behind the live edge. In seconds.
+constexpr double kLiveEdgeTolerance = 20;
 
 const PlayerItem* readyItem(const TVSPlayer& player) {
   const PlayerItem* const item = player.currentPlayerItem();
   return item && item->status() == PlayerItemStatus::ReadyToPlay ? item : nullptr;
 }
 
-struct Reach {
+struct SeekRange {
   double start = 0;
   double end = 0;
 };
 
-/// Where a seek can go; none: nowhere.
-std::optional<Reach> reachOf(const TVSPlayer& player) {
+/// The seekable range; std::nullopt if seeks are impossible.
+std::optional<SeekRange> seekRangeOf(const TVSPlayer& player) {
   const auto& ranges = player.cachedSeekableTimeRanges();
   if (!readyItem(player) || ranges.empty()) return std::nullopt;
-  return Reach{ranges.front().start, ranges.back().start + ranges.back().duration};
+  return SeekRange{ranges.front().start, ranges.back().start + ranges.back().duration};
 }
 
 }  // namespace
@@ -45,12 +45,12 @@ PlayerRemote::PlayerRemote(std::shared_ptr<TVSPlayer> player, std::function<void
 TimePoint PlayerRemote::_now() const { return Platform::current().clock().now(); }
 
 void PlayerRemote::toggle() {
-  if (settle()) return;
+  if (finishSeeking()) return;
   switch (_player->state()) {
     case TVSPlaybackState::Loading:
-      // The state does not tell what comes after it, so the presses are counted.
-      _pausesOnceLoaded = !_pausesOnceLoaded;
-      if (_pausesOnceLoaded) {
+      // The state is Loading for either target, so it is tracked here.
+      _pauseWhenLoaded = !_pauseWhenLoaded;
+      if (_pauseWhenLoaded) {
         _player->pause();
       } else {
         _player->play();
@@ -68,12 +68,12 @@ void PlayerRemote::toggle() {
 }
 
 void PlayerRemote::playerStateDidChange() {
-  if (_player->state() != TVSPlaybackState::Loading) _pausesOnceLoaded = false;
-  if (_player->state() == TVSPlaybackState::Stopped) forget();
+  if (_player->state() != TVSPlaybackState::Loading) _pauseWhenLoaded = false;
+  if (_player->state() == TVSPlaybackState::Stopped) reset();
 }
 
 void PlayerRemote::press(int direction) {
-  if (!reachOf(*_player)) return;
+  if (!seekRangeOf(*_player)) return;
   _hold = Hold{direction, _now()};
   if (const auto rate = _player->scanRate()) {
     _scan(*rate * direction > 0 ? *rate * 2 : direction * kSlowestScan);
@@ -82,11 +82,11 @@ void PlayerRemote::press(int direction) {
   }
 }
 
-void PlayerRemote::hold(int direction) {
-  if (!_hold || _hold->direction != direction || !reachOf(*_player)) return;
+void PlayerRemote::repeat(int direction) {
+  if (!_hold || _hold->direction != direction || !seekRangeOf(*_player)) return;
   const auto held = _now() - _hold->since;
   const auto rate = _player->scanRate();
-  if (held < (rate ? kFasterAfter : kHoldDelay)) return;
+  if (held < (rate ? kSpeedUpInterval : kHoldDelay)) return;
   _hold->since = _now();
   if (!rate) {
     _seekTarget();
@@ -102,13 +102,13 @@ void PlayerRemote::_scan(double rate) {
 }
 
 void PlayerRemote::_skip(int direction) {
-  const bool follows = _run.isOpen(_now());
+  const bool follows = _run.isActive(_now());
   const double from = time();
   if (!_run.continues(direction, _now())) _skipped = 0;
   const double step = _run.press(direction, _now());
-  const auto reach = *reachOf(*_player);
-  const double last = readyItem(*_player)->isLive() ? reach.end : reach.end - kSecondsKept;
-  _target = std::clamp(from + step, reach.start, std::max({from, last, reach.start}));
+  const auto range = *seekRangeOf(*_player);
+  const double last = readyItem(*_player)->isLive() ? range.end : range.end - kEndMargin;
+  _target = std::clamp(from + step, range.start, std::max({from, last, range.start}));
   _skipped += *_target - from;
   _runTimer = Platform::current().mainQueue().after(SkipRun::kGap, [this] {
     _run.end();
@@ -129,7 +129,7 @@ void PlayerRemote::_seekTarget() {
   if (const auto target = std::exchange(_target, std::nullopt)) _player->setElapsedTime(*target);
 }
 
-bool PlayerRemote::settle() {
+bool PlayerRemote::finishSeeking() {
   _seekTarget();
   _run.end();
   _runTimer.reset();
@@ -139,35 +139,35 @@ bool PlayerRemote::settle() {
   return true;
 }
 
-void PlayerRemote::forget() {
+void PlayerRemote::reset() {
   _target.reset();
   _seekTimer.reset();
   _run.end();
   _runTimer.reset();
   _hold.reset();
-  _pausesOnceLoaded = false;
+  _pauseWhenLoaded = false;
 }
 
 bool PlayerRemote::isBehindLiveEdge() const {
   const PlayerItem* const item = readyItem(*_player);
   if (!item || !item->isLive()) return false;
-  const auto reach = reachOf(*_player);
-  return reach && reach->end - time() > kLiveLag;
+  const auto range = seekRangeOf(*_player);
+  return range && range->end - time() > kLiveEdgeTolerance;
 }
 
 void PlayerRemote::goToLiveEdge() {
-  const auto reach = reachOf(*_player);
-  if (!reach) return;
-  forget();
-  _player->setElapsedTime(reach->end);
+  const auto range = seekRangeOf(*_player);
+  if (!range) return;
+  reset();
+  _player->setElapsedTime(range->end);
   if (_player->state() == TVSPlaybackState::Paused) _player->play();
 }
 
 bool PlayerRemote::isSeeking() const {
-  return _target || _run.isOpen(_now()) || _player->scanRate().has_value();
+  return _target || _run.isActive(_now()) || _player->scanRate().has_value();
 }
 
-double PlayerRemote::skipped() const { return _run.isOpen(_now()) ? _skipped : 0; }
+double PlayerRemote::skipped() const { return _run.isActive(_now()) ? _skipped : 0; }
 
 double PlayerRemote::time() const { return _target.value_or(_player->elapsedTime()); }
 

@@ -10,44 +10,42 @@
 
 namespace platform {
 
-/// What the buttons of the remote mean to a player that nothing lies above.
+/// Controls a player with the buttons of the remote control.
 ///
-/// Left and right: the first press skips at once. Those that follow quickly pile up to one place,
-/// which is sought once no other has come for 0.3 s, so that media from afar are not asked for each
-/// place on the way. A button that stays held scans, twice as fast every 2 s, from 2 to 16 times; a
-/// scan goes on by itself: left and right change its speed and direction, any other button plays on
-/// from where it is. No end of a press is needed, which many remotes do not tell.
+/// Left and Right: the first press skips at once. Presses that follow quickly are added up, and the
+/// player seeks when there was none for 0.3 s, so that the media are not loaded at each
+/// intermediate position. A held button starts a scan at rate 2. The rate doubles every 2 s up
+/// to 16. The scan continues after the release, because many remote controls do not report it.
+/// During a scan Left and Right change rate and direction; any other button resumes normal
+/// playback.
 ///
-/// Everything asks the player's playback delegate by way of the player.
-///
-/// Threads: main. Lifetime: holds the player; `didChange` is not called after destruction.
+/// Threads: main. Lifetime: owns a reference to the player.
 class PlayerRemote {
  public:
-  /// `didChange` is called when a skip has been sought and when a run of skips is over.
+  /// `didChange` is called after a delayed seek and at the end of a run of skips.
   PlayerRemote(std::shared_ptr<TVSPlayer> player, std::function<void()> didChange);
 
-  /// Select and play/pause.
+  /// Select or Play/Pause was pressed.
   void toggle();
-  /// A press of left (-1) or right (1).
+  /// Left (-1) or Right (1) was pressed.
   void press(int direction);
-  /// One of its repeats.
-  void hold(int direction);
-  /// Another button: seeks what has piled up, and ends a scan. True: it was one.
-  bool settle();
-  /// Looks for nothing any more: the item is another one.
-  void forget();
+  /// Left (-1) or Right (1) was repeated.
+  void repeat(int direction);
+  /// Another button was pressed: performs a pending seek and ends a scan. Returns true if there was
+  /// a scan.
+  bool finishSeeking();
+  /// Drops all pending operations, when another item becomes current.
+  void reset();
   void playerStateDidChange();
 
-  /// A live stream that is shown later than it could be.
   bool isBehindLiveEdge() const;
-  /// Plays there.
   void goToLiveEdge();
 
-  /// A place is being looked for, by skips or a scan.
+  /// True during skips and scans.
   bool isSeeking() const;
-  /// Seconds that the open run of skips has moved the place, negative for back.
+  /// The sum of the current run of skips in seconds; negative: backward.
   double skipped() const;
-  /// Where the player is, or where the skips lead.
+  /// The target of the pending seek, or the position of the player, in seconds.
   double time() const;
 
  private:
@@ -58,16 +56,16 @@ class PlayerRemote {
 
   struct Hold {
     int direction = 0;
-    TimePoint since{};  ///< the press, or the last change of the scan's speed
+    TimePoint since{};  ///< time of the press or of the last change of the scan rate
   };
 
   std::shared_ptr<TVSPlayer> _player;
   std::function<void()> _didChange;
   SkipRun _run;
-  double _skipped = 0;            // by the steps of the run
-  std::optional<double> _target;  // not sought yet
+  double _skipped = 0;            // the sum of the steps of the run
+  std::optional<double> _target;  // of the pending seek
   std::optional<Hold> _hold;
-  bool _pausesOnceLoaded = false;
+  bool _pauseWhenLoaded = false;
   Token _seekTimer;
   Token _runTimer;
 };

@@ -35,7 +35,7 @@ void addTimeLine(TransportBarElement& bar, const TVSPlayer& player, double durat
     if (start < end) bar.loaded.emplace_back(start, end);
   }
   if (const PlayerItem* const item = player.currentPlayerItem()) {
-    // The beginning needs no mark.
+    // A chapter at 0 has no mark.
     for (const MediaChapter& chapter : item->chapters()) {
       if (chapter.start > 0 && chapter.start < duration)
         bar.chapters.push_back(chapter.start / duration);
@@ -51,7 +51,7 @@ TransportBarElement transportBar(const TVSPlayer& player, const PlayerRemote& re
   bar.title = displayTitle(player);
   bar.state = transportState(player);
   if (const auto rate = player.scanRate()) {
-    // What is wanted: the slowest scan is no scanning yet to the player.
+    // The requested rate: the state of the player is Playing during a scan at rate 2.
     bar.state = *rate < 0 ? TransportState::ScanningBackward : TransportState::ScanningForward;
     bar.rate = *rate;
   }

@@ -9,9 +9,9 @@ namespace platform {
 class PlayerRemote;
 struct PlayerTexts;
 
-/// What a transport bar tells of a player at this moment: the item's title (see ItemTitle.h), its
-/// times, what is loaded, its chapters; of a live stream that it is one and, where it lags, the
-/// button that goes to its edge. Main thread.
+/// The transport bar for the current state of `player`: title (see ItemTitle.h), times, loaded
+/// ranges and chapters; for a live stream also the live badge, and a button to the live edge if the
+/// stream plays behind it. Main thread.
 TransportBarElement transportBar(const TVSPlayer& player, const PlayerRemote& remote,
                                  const PlayerTexts& texts);
 

@@ -16,11 +16,11 @@ namespace platform {
 namespace {
 
 constexpr Duration kBarFade = std::chrono::milliseconds(300);
-constexpr Duration kBarStays = std::chrono::seconds(5);
+constexpr Duration kBarTimeout = std::chrono::seconds(5);
 constexpr Duration kSpinnerDelay = std::chrono::milliseconds(400);
-/// Of an item that loads for the first time, which mostly plays long before its buffer is full.
+/// For the first load of an item, which usually plays long before its buffer is full.
 constexpr Duration kPercentDelay = std::chrono::seconds(2);
-/// A session that is over takes the screen away meanwhile.
+/// Usually the session ends the presentation before this delay is over.
 constexpr Duration kEndedDelay = std::chrono::seconds(1);
 
 }  // namespace
@@ -67,7 +67,7 @@ std::shared_ptr<View> VideoPlayerViewController::loadView() {
   _bar->setHidden(true);
   _panel = std::make_shared<OptionPanelController>(_player, [this] { _panelDidClose(); });
   _panel->setTexts(_texts);
-  // What is said in the middle of the screen lies above the bar, whose shade reaches far up.
+  // The message is above the bar, because the gradient of the bar reaches the center of the screen.
   _video->addSubview(_bar);
   _video->addSubview(_spinner);
   _video->addSubview(_message);
@@ -83,7 +83,7 @@ void VideoPlayerViewController::viewDidLoad() {
   const auto observe = [&](std::string_view name, void (VideoPlayerViewController::*operation)()) {
     _observers.push_back(
         center.addObserver(name, _player.get(), [this, operation](const Notification&) {
-          const auto self = shared_from_this();  // what this leads to may take the controller away
+          const auto self = shared_from_this();  // the call may remove the controller
           (this->*operation)();
         }));
   };
@@ -108,12 +108,10 @@ void VideoPlayerViewController::didMoveToParent(ViewController* parent) {
   _timers.spinner.reset();
   _timers.percent.reset();
   _timers.ended.reset();
-  _remote.forget();
+  _remote.reset();
   if (_panel) _panel->close();
   if (_invalidatesPlayer) _player->invalidate();
 }
-
-// Input.
 
 bool VideoPlayerViewController::handleInput(const InputEvent& event) {
   const auto self = shared_from_this();
@@ -125,7 +123,7 @@ bool VideoPlayerViewController::handleInput(const InputEvent& event) {
     _handlePress(std::get<PressType>(event.what), event.repeated);
   }
   if (!isOptionPanelOpen()) {
-    _barWasCalled = true;
+    _barShownByButton = true;
     _showTransportBar();
   }
   return true;
@@ -133,7 +131,7 @@ bool VideoPlayerViewController::handleInput(const InputEvent& event) {
 
 void VideoPlayerViewController::_handlePress(PressType button, bool repeated) {
   const bool backward = button == PressType::Left;
-  if (backward || button == PressType::Right) return _pressSideways(backward ? -1 : 1, repeated);
+  if (backward || button == PressType::Right) return _handleLeftRight(backward ? -1 : 1, repeated);
   if (repeated) return;
   switch (button) {
     case PressType::Select:
@@ -145,20 +143,20 @@ void VideoPlayerViewController::_handlePress(PressType button, bool repeated) {
       }
       break;
     case PressType::Down:
-      _moveDown();
+      _handleDown();
       break;
     case PressType::Up:
-      _moveUp();
+      _handleUp();
       break;
     default:
-      _remote.settle();
+      _remote.finishSeeking();
   }
 }
 
-void VideoPlayerViewController::_pressSideways(int direction, bool repeated) {
+void VideoPlayerViewController::_handleLeftRight(int direction, bool repeated) {
   _goToLiveFocused = false;
   if (repeated) {
-    _remote.hold(direction);
+    _remote.repeat(direction);
   } else {
     _remote.press(direction);
   }
@@ -167,58 +165,53 @@ void VideoPlayerViewController::_pressSideways(int direction, bool repeated) {
 void VideoPlayerViewController::_handleSwipe(SwipeDirection direction) {
   switch (direction) {
     case SwipeDirection::Left:
-      _pressSideways(-1, false);
+      _handleLeftRight(-1, false);
       break;
     case SwipeDirection::Right:
-      _pressSideways(1, false);
+      _handleLeftRight(1, false);
       break;
     case SwipeDirection::Up:
-      _moveUp();
+      _handleUp();
       break;
     case SwipeDirection::Down:
-      _moveDown();
+      _handleDown();
       break;
   }
 }
 
 bool VideoPlayerViewController::_handleMenu() {
-  if (_remote.settle()) {
-    // The scan was what lay on top.
+  if (_remote.finishSeeking()) {
     _showTransportBar();
-  } else if (_barVisible && _barWasCalled && _player->state() == TVSPlaybackState::Playing) {
+  } else if (_barVisible && _barShownByButton && _player->state() == TVSPlaybackState::Playing) {
     _hideTransportBar();
-  } else if (_wasDismissedInVain) {
+  } else if (_dismissHadNoEffect) {
     return false;
   } else {
     const bool isOver = _player->state() == TVSPlaybackState::Stopped;
     dismiss();
-    _wasDismissedInVain = isOver && parent();
+    _dismissHadNoEffect = isOver && parent();
   }
   return true;
 }
 
-void VideoPlayerViewController::_moveDown() {
-  _remote.settle();
+void VideoPlayerViewController::_handleDown() {
+  _remote.finishSeeking();
   if (std::exchange(_goToLiveFocused, false)) return;
   if (_panel->open()) _hideTransportBar();
 }
 
-void VideoPlayerViewController::_moveUp() {
-  _remote.settle();
+void VideoPlayerViewController::_handleUp() {
+  _remote.finishSeeking();
   _goToLiveFocused = _remote.isBehindLiveEdge();
 }
-
-// What the player tells.
 
 void VideoPlayerViewController::_playerStateDidChange() {
   const auto state = _player->state();
   _remote.playerStateDidChange();
   _hasPlayed = _hasPlayed || state != TVSPlaybackState::Stopped;
-  // An item that is loaded anew may offer something else.
   _panel->update();
-  // setPlaylist() makes another item current without a notification of its own.
-  _followItem();
-  // A new load may bring a new output.
+  // setPlaylist() changes the current item without posting an item notification.
+  _observeCurrentItem();
   _video->setOutput(_player->videoOutput());
   _updateSpinner();
   _updateMessage();
@@ -230,15 +223,15 @@ void VideoPlayerViewController::_playerStateDidChange() {
 }
 
 void VideoPlayerViewController::_playerItemDidChange() {
-  _remote.forget();
+  _remote.reset();
   _panel->close();
   _video->setOutput(_player->videoOutput());
-  _followItem();
+  _observeCurrentItem();
   _updateMessage();
   _updateTransportBar();
 }
 
-void VideoPlayerViewController::_followItem() {
+void VideoPlayerViewController::_observeCurrentItem() {
   const auto item = _player->currentMediaItem();
   _itemObserver =
       item ? item->addMetadataObserver([this](const auto&) { _updateTransportBar(); }) : Token();
@@ -248,20 +241,20 @@ void VideoPlayerViewController::_updateSpinner() {
   if (_player->state() != TVSPlaybackState::Loading) {
     _timers.spinner.reset();
     _timers.percent.reset();
-    _tellsPercent = false;
+    _showsPercent = false;
     _spinner->stopAnimating();
     return;
   }
   const PlayerItem* const item = _player->currentPlayerItem();
-  _tellsPercent = _tellsPercent || (item && item->status() == PlayerItemStatus::ReadyToPlay);
-  const auto percent = _tellsPercent ? _player->bufferingPercent() : std::nullopt;
+  _showsPercent = _showsPercent || (item && item->status() == PlayerItemStatus::ReadyToPlay);
+  const auto percent = _showsPercent ? _player->bufferingPercent() : std::nullopt;
   _spinner->setText(percent ? _texts.percentText(*percent) : std::string());
   if (_timers.spinner) return;
-  // What loads quickly shows no spinner at all.
+  // The delay avoids a flash of the spinner for short loads.
   auto& mainQueue = Platform::current().mainQueue();
   _timers.spinner = mainQueue.after(kSpinnerDelay, [this] { _spinner->startAnimating(); });
   _timers.percent = mainQueue.after(kPercentDelay, [this] {
-    _tellsPercent = true;
+    _showsPercent = true;
     _updateSpinner();
   });
 }
@@ -270,7 +263,7 @@ void VideoPlayerViewController::_updateMessage() {
   _timers.ended.reset();
   const PlayerItem* const item = _player->currentPlayerItem();
   const bool stopped = _player->state() == TVSPlaybackState::Stopped;
-  // A failure may have come before there was a screen to tell it on.
+  // Also for a failure before the view was loaded, so `_hasPlayed` is not checked.
   if (stopped && item && item->status() == PlayerItemStatus::Failed) {
     _message->setMessage(
         {_texts.failureSentence(item->error().value_or(Error{})), _texts.retryHint});
@@ -278,7 +271,7 @@ void VideoPlayerViewController::_updateMessage() {
   }
   _message->setMessage({});
   if (!_player->hasQueuePlayer()) {
-    // An invalidated player cannot play again, so there is no hint that it could.
+    // Without a hint, because an invalidated player cannot play again.
     _message->setMessage({_texts.ended});
   } else if (stopped && _hasPlayed) {
     _timers.ended = Platform::current().mainQueue().after(kEndedDelay, [this] {
@@ -287,17 +280,15 @@ void VideoPlayerViewController::_updateMessage() {
   }
 }
 
-// The transport bar.
-
 void VideoPlayerViewController::_panelDidClose() {
-  // It comes back where it stays by itself; otherwise the picture is free now.
+  // During playback the bar stays hidden.
   if (_player->state() != TVSPlaybackState::Playing) _showTransportBar();
 }
 
 void VideoPlayerViewController::_showTransportBar() {
-  // Presses may still arrive while the view fades out after the controller has left its parent.
+  // Input may arrive while the view fades out, after the controller was removed from its parent.
   if (_observers.empty() || isOptionPanelOpen()) return;
-  // Nothing plays: there is a message on the screen, or soon will be.
+  // A stopped player has a message instead.
   if (_player->state() == TVSPlaybackState::Stopped) return;
   if (!_barVisible) {
     _barVisible = true;
@@ -314,9 +305,9 @@ void VideoPlayerViewController::_hideTransportBar() {
   _timers.hide.reset();
   if (!_barVisible) return;
   _barVisible = false;
-  _barWasCalled = false;
+  _barShownByButton = false;
   _goToLiveFocused = false;
-  // Nothing may wake the process for a bar that nobody sees.
+  // Avoids wake-ups while the bar is invisible.
   _elapsedObserver.reset();
   _bar->animateAlpha(0, kBarFade);
 }
@@ -324,7 +315,8 @@ void VideoPlayerViewController::_hideTransportBar() {
 void VideoPlayerViewController::_hideTransportBarLater() {
   _timers.hide.reset();
   if (_player->state() != TVSPlaybackState::Playing || _player->scanRate()) return;
-  _timers.hide = Platform::current().mainQueue().after(kBarStays, [this] { _hideTransportBar(); });
+  _timers.hide =
+      Platform::current().mainQueue().after(kBarTimeout, [this] { _hideTransportBar(); });
 }
 
 void VideoPlayerViewController::_updateTransportBar() {

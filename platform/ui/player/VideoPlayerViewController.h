@@ -17,26 +17,24 @@ class OptionPanelController;
 class TransportBarView;
 class VideoView;
 
-/// The platform's full-screen video player: the player's picture, and a transport bar that comes
-/// with any button or seek, stays while loading, paused or scanning, and goes 5 s after the last of
-/// them once it plays. It is not shown while the player is stopped.
+/// A full-screen video player with a transport bar. Buttons and seeks show the bar. It stays while
+/// the player is loading, paused or scanning, and hides after 5 s of playback. It is hidden while
+/// the player is stopped.
 ///
-/// While nothing can be shown for more than 0.4 s a spinner turns, with how far the buffer has
-/// filled where that is known; in the first load of an item only after 2 s. When the item has
-/// failed and the player has stopped, a sentence tells the cause and what the remote can do;
-/// likewise, a second later, when it has ended. A player that was invalidated before it is shown
-/// counts as ended.
+/// A spinner appears after 0.4 s of loading. It shows the buffering percentage if that is known;
+/// during the first load of an item only after 2 s. If the item has failed and the player has
+/// stopped, a message shows the cause. One second after the end another message appears, also for a
+/// player that was invalidated before.
 ///
-/// The remote: select and play/pause toggle; left and right skip, and scan while they are held;
-/// down, or a swipe, opens the panel with sound and subtitles; up reaches the way to the live edge
-/// where there is one. Menu closes the panel, then the bar that a button has called while it plays,
-/// then calls dismiss(). A bar that was not called by a button does not count: there menu calls
-/// dismiss() at once. If dismiss() was called while the player was stopped and the controller is
-/// still shown, the next menu press that has nothing to close is not taken, so that the host of the
-/// presentation can end it. Each control asks the player's playback delegate by way of the player.
+/// Buttons: Select and Play/Pause toggle playback. Left and Right skip, or scan while they are held
+/// (see PlayerRemote). Down opens the option panel. Up focuses the button to the live edge, if
+/// there is one. Menu closes the option panel; otherwise hides the transport bar if a button has
+/// shown it during playback; otherwise calls dismiss(). If the controller is still shown after a
+/// dismiss() of a stopped player, the next Menu press is not consumed, so that the host can end the
+/// presentation.
 ///
-/// Threads: main. Lifetime: holds the player; when it was made to, it invalidates the player once
-/// it has left its parent.
+/// Threads: main. Lifetime: owns a reference to the player. If `invalidatesPlayerWhenDone` is set,
+/// it invalidates the player after it has been removed from its parent.
 class VideoPlayerViewController : public ViewController {
  public:
   VideoPlayerViewController(std::shared_ptr<TVSPlayer> player, bool invalidatesPlayerWhenDone);
@@ -44,13 +42,13 @@ class VideoPlayerViewController : public ViewController {
   std::string className() const override { return "VideoPlayerViewController"; }
 
   const std::shared_ptr<TVSPlayer>& player() const { return _player; }
-  /// False as soon as it begins to fade out.
+  /// False when the bar begins to fade out.
   bool isTransportBarVisible() const { return _barVisible; }
   bool isOptionPanelOpen() const;
 
   void setTexts(const PlayerTexts& texts);
 
-  /// The user leaves the player. Here: takes the controller away from its parent.
+  /// Called when the user leaves the player. Removes the controller from its parent.
   virtual void dismiss();
 
   std::shared_ptr<View> preferredFocusedView() override;
@@ -63,17 +61,16 @@ class VideoPlayerViewController : public ViewController {
 
  private:
   void _handlePress(PressType button, bool repeated);
-  void _pressSideways(int direction, bool repeated);
+  void _handleLeftRight(int direction, bool repeated);
   void _handleSwipe(SwipeDirection direction);
-  /// False: not taken.
   bool _handleMenu();
-  void _moveDown();
-  void _moveUp();
+  void _handleDown();
+  void _handleUp();
 
   void _playerStateDidChange();
   void _playerItemDidChange();
-  /// The title of the current item may be set or changed while it plays.
-  void _followItem();
+  /// Observes the metadata of the current item, because its title may change during playback.
+  void _observeCurrentItem();
   void _updateSpinner();
   void _updateMessage();
 
@@ -84,7 +81,7 @@ class VideoPlayerViewController : public ViewController {
   void _updateTransportBar();
 
   struct Timers {
-    Token hide;  ///< of the bar
+    Token hide;
     Token spinner;
     Token percent;
     Token ended;
@@ -100,14 +97,14 @@ class VideoPlayerViewController : public ViewController {
   std::shared_ptr<MessageView> _message;
   std::shared_ptr<TransportBarView> _bar;
   bool _barVisible = false;
-  bool _barWasCalled = false;  // by a button
+  bool _barShownByButton = false;
   bool _goToLiveFocused = false;
   bool _hasPlayed = false;
-  /// dismiss() was called when nothing played, and the controller is still there.
-  bool _wasDismissedInVain = false;
-  bool _tellsPercent = false;  // while it loads
+  /// dismiss() was called while the player was stopped, and did not remove the controller.
+  bool _dismissHadNoEffect = false;
+  bool _showsPercent = false;
   Timers _timers;
-  Token _elapsedObserver;  // only while the bar is visible
+  Token _elapsedObserver;  // while the bar is visible
   Token _itemObserver;
   std::vector<Token> _observers;
 };

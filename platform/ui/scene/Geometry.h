@@ -2,11 +2,12 @@
 
 namespace platform {
 
-// Lengths are points of a screen of 1920 by 1080, whatever its real size; the renderer scales.
+// All lengths are in points. The screen has 1920 by 1080 points; the renderer scales them to
+// pixels.
 
 inline constexpr double kScreenWidth = 1920;
 inline constexpr double kScreenHeight = 1080;
-/// What a television may cut off, as a fraction of each dimension.
+/// The margin that a television may cut off (overscan), as a fraction of each dimension.
 inline constexpr double kSafeAreaFraction = 0.05;
 
 struct Point {
@@ -27,14 +28,13 @@ struct Rect {
   double width = 0;
   double height = 0;
 
-  /// The same size at the origin.
   Rect bounds() const { return {0, 0, width, height}; }
   friend bool operator==(const Rect&, const Rect&) = default;
 };
 
 inline constexpr Rect kScreenBounds{0, 0, kScreenWidth, kScreenHeight};
 
-/// sRGB, not premultiplied, each 0 to 1.
+/// sRGB with straight alpha; components from 0 to 1.
 struct Color {
   float red = 0;
   float green = 0;

@@ -6,18 +6,17 @@
 
 namespace platform {
 
-/// A surface that another process draws into. The box knows the type behind it; the path names it
-/// to that process.
+/// A surface into which another process draws. The platform implements it.
 ///
-/// Threads: main, but for path() and the destruction, which any thread may do: the value that takes
-/// a layer to that process, and the scene that shows it, hold it too.
+/// Threads: main. path() and the destructor may run on any thread, because scenes and values hold
+/// references.
 class Layer : public Object {
  public:
   std::string className() const override { return "Layer"; }
-  /// Where the other process finds it.
+  /// The path of the socket to which the other process connects.
   virtual std::string path() const = 0;
-  /// Ends its use: the other process is cut off and finds it no more. What it shows last stays as
-  /// long as the layer is shown. Nothing to do the second time.
+  /// Disconnects the other process and rejects new connections. The last frame remains visible.
+  /// Does nothing if the layer is closed.
   virtual void close() = 0;
 };
 

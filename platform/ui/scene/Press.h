@@ -6,8 +6,8 @@
 
 namespace platform {
 
-/// The buttons of the remote, by the platform's numbers. Home never reaches the application: the
-/// host ends the presentation.
+/// The buttons of the remote control. Home is not sent to the application: the host ends the
+/// presentation.
 enum class PressType : int {
   Up = 0,
   Down = 1,
@@ -23,7 +23,7 @@ enum class SwipeDirection { Left, Right, Up, Down };
 
 struct InputEvent {
   std::variant<PressType, SwipeDirection> what;
-  /// True for the repeats of a button that is held.
+  /// True for the automatic repeats of a button that is held down.
   bool repeated = false;
 };
 

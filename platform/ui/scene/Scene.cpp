@@ -14,7 +14,7 @@ float AnimatedAlpha::at(TimePoint now) const {
 }
 
 std::string clockText(double seconds) {
-  // Beyond a century nobody means a position; NaN fails the comparison too.
+  // No real position is longer than a century. NaN also fails the comparison.
   constexpr double kLongest = 100.0 * 365 * 24 * 3600;
   if (!(seconds >= 0 && seconds <= kLongest)) return "--:--";
   const auto whole = static_cast<long long>(std::floor(seconds));

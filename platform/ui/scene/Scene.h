@@ -15,41 +15,40 @@ namespace platform {
 class Layer;
 class VideoOutput;
 
-/// An opacity that changes by itself: the renderer evaluates it for each frame, so that an
-/// animation needs nothing of the main thread.
+/// An animated opacity. The renderer evaluates it for each frame, so animations do not use the main
+/// thread.
 struct AnimatedAlpha {
   float from = 1;
   float to = 1;
   TimePoint start{};
-  Duration duration{};  ///< zero: `to` at once
+  Duration duration{};  ///< zero: no animation
 
   static AnimatedAlpha constant(float alpha) { return {alpha, alpha, {}, {}}; }
-  /// Eased in and out.
+  /// Uses ease-in and ease-out.
   float at(TimePoint now) const;
   bool isRunning(TimePoint now) const { return from != to && now < start + duration; }
   friend bool operator==(const AnimatedAlpha&, const AnimatedAlpha&) = default;
 };
 
-// What a node shows. Each fills the node's frame unless it says otherwise.
+// Elements of a node. An element fills the frame of its node unless noted otherwise.
 
 struct FillElement {
   Color color;
   friend bool operator==(const FillElement&, const FillElement&) = default;
 };
 
-/// The newest picture of a player, at its own aspect, centred, black around it.
+/// The newest video frame, centered at its aspect ratio on black.
 struct VideoElement {
   std::shared_ptr<VideoOutput> output;
   friend bool operator==(const VideoElement&, const VideoElement&) = default;
 };
 
-/// The newest picture of a layer, likewise.
 struct LayerElement {
   std::shared_ptr<Layer> layer;
   friend bool operator==(const LayerElement&, const LayerElement&) = default;
 };
 
-/// What lies beneath, blurred and darkened.
+/// Blurs and darkens the content below.
 struct BlurElement {
   friend bool operator==(const BlurElement&, const BlurElement&) = default;
 };
@@ -57,8 +56,8 @@ struct BlurElement {
 enum class TextAlignment { Leading, Center, Trailing };
 enum class TextStyle { Title, Headline, Body, Caption };
 
-/// Wraps at the frame's width, ellipsised at its height. Leading is the side where the text's own
-/// direction starts.
+/// Wrapped to the width of the frame and ellipsized at its height. TextAlignment::Leading is the
+/// side where the writing direction of the text starts.
 struct TextElement {
   std::string text;
   TextStyle style = TextStyle::Body;
@@ -67,15 +66,15 @@ struct TextElement {
   friend bool operator==(const TextElement&, const TextElement&) = default;
 };
 
-/// With `text`, such as a percentage, in its middle.
+/// A spinner with `text`, such as a percentage, in its center.
 struct SpinnerElement {
   TimePoint started{};
   std::string text = {};
   friend bool operator==(const SpinnerElement&, const SpinnerElement&) = default;
 };
 
-/// A title, and below it a row of boxes with a character each. Title and row are centred as one
-/// block. A longer text makes the row longer, up to the width of the safe area.
+/// A title above a row of boxes with one character each, centered as one block. A longer text
+/// extends the row up to the width of the safe area.
 struct DigitsElement {
   std::string text;
   int boxes = 4;
@@ -94,51 +93,49 @@ struct AlertElement {
 
 enum class TransportState { Loading, Playing, Paused, ScanningForward, ScanningBackward };
 
-/// At the bottom of the frame: a shade from edge to edge, and inside the safe area title, state,
-/// bar and times.
+/// The transport bar at the bottom of the frame: a gradient across the full width, and the title,
+/// state, progress bar and times inside the safe area.
 struct TransportBarElement {
   std::string title;
   TransportState state = TransportState::Loading;
   double rate = 1;                 ///< shown while scanning
   double elapsed = 0;              ///< seconds
-  std::optional<double> duration;  ///< seconds; none: live or unknown
+  std::optional<double> duration;  ///< seconds; std::nullopt: live or unknown
   bool live = false;
-  std::vector<std::pair<double, double>> loaded;  ///< fractions of the duration, start and end
-  std::vector<double> chapters = {};              ///< where they begin, fractions of the duration
-  /// The state in the user's language, where there is a word to say; empty: none.
+  std::vector<std::pair<double, double>> loaded;  ///< start and end as fractions of the duration
+  std::vector<double> chapters = {};              ///< starts as fractions of the duration
+  /// Localized state; may be empty.
   std::string stateText = {};
-  /// While the remote looks for a place (skips that pile up, scanning) its time is shown large.
+  /// Shows the elapsed time large, during skips and scans.
   bool seeking = false;
-  /// Seconds that the skips have moved the place, negative for back, and how a language writes it.
+  /// The sum of the current skips in seconds (negative: backward), and its localized text.
   double skipped = 0;
   std::string skipText = {};
-  /// What the live badge says, in the user's language.
   std::string liveText = "LIVE";
-  /// A stream that lags behind its live edge: the words of the button that goes there; empty: none.
+  /// Localized text of the button that seeks to the live edge. Empty: no button.
   std::string goToLiveText = {};
   bool goToLiveFocused = false;
   friend bool operator==(const TransportBarElement&, const TransportBarElement&) = default;
 };
 
-/// A choice of one in a list, such as the language of the sound.
+/// A list with one selected option, such as the audio languages.
 struct OptionListElement {
   std::string title;
   std::vector<std::string> options;
-  std::optional<std::size_t> selected = {};  ///< the one in effect, marked
-  std::optional<std::size_t> focused = {};   ///< none: the focus is elsewhere
+  std::optional<std::size_t> selected = {};  ///< has a check mark
+  std::optional<std::size_t> focused = {};   ///< std::nullopt: the list has no focus
   friend bool operator==(const OptionListElement&, const OptionListElement&) = default;
 };
 
-/// A panel above the lower edge of the frame, one list beside the other. A list longer than the
-/// panel scrolls with its focus.
+/// A panel at the bottom of the frame with lists next to each other. A list that is longer than the
+/// panel scrolls to its focus.
 struct OptionPanelElement {
   std::vector<OptionListElement> lists;
   friend bool operator==(const OptionPanelElement&, const OptionPanelElement&) = default;
 };
 
-/// What there is to say in place of a picture: a plain sentence, and beneath it, smaller, what the
-/// remote can do about it. In the middle of the frame, on a backing that makes it readable over
-/// any picture.
+/// A message in the center of the frame, with a smaller hint below it. It has a background, so that
+/// it is readable on any picture.
 struct MessageElement {
   std::string text;
   std::string hint = {};
@@ -149,23 +146,23 @@ using SceneElement = std::variant<FillElement, VideoElement, LayerElement, BlurE
                                   SpinnerElement, DigitsElement, AlertElement, TransportBarElement,
                                   OptionPanelElement, MessageElement>;
 
-/// A view as it is to be drawn: its elements, then its children, all under one opacity.
+/// A view in the scene: first its elements, then its children. The opacity applies to all of them.
 struct SceneNode {
-  Rect frame;  ///< in the scene's coordinates
+  Rect frame;  ///< in scene coordinates
   AnimatedAlpha alpha;
   std::vector<SceneElement> elements;
   std::vector<SceneNode> children;
   friend bool operator==(const SceneNode&, const SceneNode&) = default;
 };
 
-/// Everything on screen at one moment, back to front. Immutable once handed to a Screen; read on
-/// the screen's own thread.
+/// The contents of the screen, back to front. Immutable after Screen::setScene(), because the
+/// screen reads it on its own thread.
 struct Scene {
   std::vector<SceneNode> nodes;
   friend bool operator==(const Scene&, const Scene&) = default;
 };
 
-/// `1:02:03` or `2:03`; negative and unknown times are `--:--`.
+/// `1:02:03` or `2:03`; `--:--` for negative times and NaN.
 std::string clockText(double seconds);
 
 }  // namespace platform

@@ -11,30 +11,31 @@
 
 namespace platform {
 
-/// The box's display: a window that exists while something is presented.
+/// The display. Its window is open during a presentation.
 ///
-/// Threads: all calls on the main thread, all callbacks there too, never from inside a call.
+/// Threads: main. Callbacks are asynchronous and run on the main thread.
 class Screen {
  public:
   virtual ~Screen() = default;
 
-  /// Opens the window; answers exactly once, with an error when there is no display to open it on.
-  /// A close() before the answer makes it an error.
+  /// Opens the window. `completion` is called once, with an error if there is no display or close()
+  /// is called first.
   virtual void open(std::function<void(std::optional<Error>)> completion) = 0;
-  /// Closes it. Nothing to do when it is closed.
+  /// Does nothing if the window is closed.
   virtual void close() = 0;
   virtual bool isOpen() const = 0;
 
-  /// What to show from now on. Cheap: the scene is drawn on the screen's own thread.
+  /// Sets the contents. The scene is drawn on another thread.
   virtual void setScene(std::shared_ptr<const Scene> scene) = 0;
 
-  /// Presses and swipes of the remote while the window is open. Null removes it.
+  /// Called for each input event while the window is open. Null removes the handler.
   virtual void setInputHandler(std::function<void(const InputEvent&)> handler) = 0;
-  /// Called when the window went away by itself (its close button, the display's end). Null removes
-  /// it.
+  /// Called when the window was closed by other means than close(), such as its close button or the
+  /// end of the display server. Null removes the handler.
   virtual void setClosedHandler(std::function<void()> handler) = 0;
 
-  /// A PNG of what is on screen now, or nothing when there is no window. Answers once, within 2 s.
+  /// Takes a screenshot in PNG format; null if there is no window. `completion` is called once,
+  /// within 2 s.
   virtual void capture(std::function<void(std::shared_ptr<const Bytes> png)> completion) = 0;
 };
 

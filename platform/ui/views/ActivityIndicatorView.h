@@ -7,28 +7,24 @@
 
 namespace platform {
 
-/// A spinner that shows only while it is started. Turning is the screen's work: a started spinner
-/// costs the main thread nothing.
-///
-/// The style is one of the platform's numbers and decides the default size. Threads: main.
+/// A spinner that is visible while it animates. The renderer animates it, not the main thread. The
+/// style determines the default size. Main thread.
 class ActivityIndicatorView final : public View {
  public:
-  /// The large spinner, for a full screen.
   static constexpr int kLargeStyle = 20;
 
-  /// Of the style's default size, at the origin.
+  /// The frame has the default size of the style and is at the origin.
   explicit ActivityIndicatorView(int style);
   std::string className() const override { return "ActivityIndicatorView"; }
   static Size defaultSize(int style);
 
   int style() const { return _style; }
-  /// Starting a started one does not disturb its turning.
+  /// Does nothing if the spinner animates already.
   void startAnimating();
   void stopAnimating();
-  /// In its middle, such as a percentage.
   void setText(const std::string& text);
   bool isAnimating() const { return _started.has_value(); }
-  /// Gives it its style's default size in the middle of `bounds`, on whole points.
+  /// Sets the frame: the default size, centered in `bounds` on integer coordinates.
   void centerIn(Rect bounds);
 
  protected:

@@ -6,8 +6,7 @@
 
 namespace platform {
 
-/// A row of boxes that hold a character each. A text of another length is shown as it is. Main
-/// thread.
+/// A row of boxes with one character each. The text may have any length. Main thread.
 class DigitGroupView final : public View {
  public:
   /// `boxes` is at least 1 (asserted).

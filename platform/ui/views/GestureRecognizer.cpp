@@ -7,8 +7,7 @@ namespace platform {
 bool TapRecognizer::handle(const InputEvent& event) {
   const auto* press = std::get_if<PressType>(&event.what);
   if (!press || std::find(_allowed.begin(), _allowed.end(), *press) == _allowed.end()) return false;
-  // A held button is one tap; its repeats are taken, so that nobody above mistakes them for
-  // presses.
+  // A held button is one tap. The repeats are consumed, so that superviews do not handle them.
   if (!event.repeated && _handler) _handler(*this);
   return true;
 }

@@ -8,10 +8,10 @@
 
 namespace platform {
 
-/// Turns input that reaches its view into a call. Main thread.
+/// Calls a handler for certain input events of its view. Main thread.
 class GestureRecognizer : public Object {
  public:
-  /// Whether it takes the event; then nobody else sees it.
+  /// Returns true if the event is consumed.
   virtual bool handle(const InputEvent& event) = 0;
 };
 
@@ -21,7 +21,7 @@ class TapRecognizer final : public GestureRecognizer {
   explicit TapRecognizer(Handler handler) : _handler(std::move(handler)) {}
   std::string className() const override { return "TapRecognizer"; }
 
-  /// The presses that it accepts; {menu} unless set.
+  /// Default: {Menu}.
   const std::vector<PressType>& allowedPressTypes() const { return _allowed; }
   void setAllowedPressTypes(std::vector<PressType> types) { _allowed = std::move(types); }
   bool handle(const InputEvent& event) override;

@@ -2,8 +2,7 @@
 
 namespace platform {
 
-// A change that changes nothing costs no more than a look: the window does not hand an equal scene
-// over.
+// The setters do not compare values, because the window ignores a scene that equals the last one.
 
 void Label::setText(const std::string& text) {
   _element.text = text;

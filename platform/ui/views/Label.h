@@ -6,7 +6,7 @@
 
 namespace platform {
 
-/// A text. Main thread.
+/// Displays a text. Main thread.
 class Label final : public View {
  public:
   explicit Label(Rect frame = {}) : View(frame) {}

@@ -10,13 +10,12 @@
 
 namespace platform {
 
-/// Shows a layer, at its own aspect, centred. Main thread.
+/// Displays a layer, centered at its aspect ratio. Main thread.
 class LayerView final : public View {
  public:
   using View::View;
   std::string className() const override { return "LayerView"; }
 
-  /// Null: nothing is shown.
   const std::shared_ptr<Layer>& layer() const { return _layer; }
   void setLayer(std::shared_ptr<Layer> layer) {
     _layer = std::move(layer);

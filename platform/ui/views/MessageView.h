@@ -4,8 +4,7 @@
 
 namespace platform {
 
-/// What there is to say in place of a picture. It covers the screen and shows nothing while it has
-/// no text. Main thread.
+/// Displays a message over the whole screen; invisible if the text is empty. Main thread.
 class MessageView final : public View {
  public:
   MessageView() : View(kScreenBounds) {}

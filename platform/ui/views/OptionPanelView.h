@@ -4,7 +4,8 @@
 
 namespace platform {
 
-/// Lists to choose from. It covers the screen; the renderer places the panel. Main thread.
+/// Displays lists of options. The view covers the screen; the renderer positions the panel. Main
+/// thread.
 class OptionPanelView final : public View {
  public:
   OptionPanelView() : View(kScreenBounds) {}

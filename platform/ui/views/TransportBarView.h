@@ -4,8 +4,8 @@
 
 namespace platform {
 
-/// Title, state, progress and times of what a player plays. It covers the screen: its shade reaches
-/// the edges, while the renderer keeps what is to be read inside the safe area. Main thread.
+/// Displays title, state, progress and times of a player. The view covers the screen: the gradient
+/// extends to the edges, and the renderer keeps the texts inside the safe area. Main thread.
 class TransportBarView final : public View {
  public:
   TransportBarView();

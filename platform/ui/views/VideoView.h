@@ -8,7 +8,7 @@ namespace platform {
 
 class VideoOutput;
 
-/// The pictures of a video output on black. Main thread.
+/// Displays a video output on black. Main thread.
 class VideoView final : public View {
  public:
   explicit VideoView(Rect frame);
@@ -16,7 +16,6 @@ class VideoView final : public View {
   std::string className() const override { return "VideoView"; }
 
   const std::shared_ptr<VideoOutput>& output() const { return _output; }
-  /// Null: black.
   void setOutput(std::shared_ptr<VideoOutput> output);
 
  protected:

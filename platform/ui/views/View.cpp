@@ -9,8 +9,8 @@
 
 namespace platform {
 
-/// One run of animateAlpha(). Only its timer holds it, so that the completion comes even when the
-/// view has died, and may itself hold the view.
+/// One call of animateAlpha(). Owned by its timer, not by the view: the completion is called even
+/// if the view is destroyed, and it may own the view.
 struct View::Animation {
   explicit Animation(std::function<void()> theCompletion) : completion(std::move(theCompletion)) {}
   void finish() {
@@ -74,7 +74,7 @@ void View::_replaceAnimation(const std::shared_ptr<Animation>& animation) {
 void View::_animationDidEnd(const std::shared_ptr<Animation>& animation) {
   if (_animation.lock() != animation) return;
   _animation.reset();
-  // A view that has faded in stays in the scene as it is; one that has faded out leaves it.
+  // Only a view that has faded out must be redrawn, because it is removed from the scene.
   if (_alpha.to > 0) return;
   _alpha = AnimatedAlpha::constant(_alpha.to);
   setNeedsDisplay();
@@ -106,7 +106,7 @@ void View::insertSubviewBelow(std::shared_ptr<View> view, const View& sibling) {
 
 void View::removeFromSuperview() {
   if (!_superview) return;
-  const auto self = shared_from_this();  // the superview's hold may be the last one
+  const auto self = shared_from_this();  // the superview may own the last reference
   View* const superview = std::exchange(_superview, nullptr);
   std::erase(superview->_subviews, self);
   superview->setNeedsLayout();

@@ -13,11 +13,11 @@ namespace platform {
 
 class Window;
 
-/// A rectangle on screen with subviews, opacity and a background: a model, which draws nothing.
+/// A rectangle with subviews, opacity and background. Views do not draw; they describe the scene.
 ///
-/// A subview's frame is in its superview's coordinates; views that resize with their superview take
-/// its bounds whenever it is laid out. Any change marks the window, which hands one new scene to
-/// the screen on the next turn of the main queue.
+/// The frame is in the coordinates of the superview. A view that resizes with its superview gets
+/// the bounds of the superview at each layout. After a change the window sends one new scene to the
+/// screen in the next turn of the main queue.
 ///
 /// Threads: main. Lifetime: a superview owns its subviews.
 class View : public Object, public std::enable_shared_from_this<View> {
@@ -35,18 +35,18 @@ class View : public Object, public std::enable_shared_from_this<View> {
   Color backgroundColor() const { return _background; }
   void setBackgroundColor(Color color);
 
-  /// Where it is going, animated or not.
+  /// The opacity after the current animation.
   float alpha() const { return _alpha.to; }
   const AnimatedAlpha& animatedAlpha() const { return _alpha; }
   void setAlpha(float alpha);
-  /// Runs on the current platform's clock; `completion` is called on the main thread, never from
-  /// inside the call, when it is over: after `duration`, also when the view has died meanwhile, or
-  /// on the turn after another change of the opacity has replaced it.
+  /// `completion` is called asynchronously on the main thread: after `duration`, even if the view
+  /// has been destroyed, or in the next turn after another change of the opacity replaces the
+  /// animation.
   void animateAlpha(float alpha, Duration duration, std::function<void()> completion = {});
 
   const std::vector<std::shared_ptr<View>>& subviews() const { return _subviews; }
   View* superview() const { return _superview; }
-  /// A view that has a superview leaves it first.
+  /// Removes `view` from its previous superview.
   void addSubview(std::shared_ptr<View> view);
   void insertSubview(std::shared_ptr<View> view, std::size_t index);
   /// `sibling` must be a subview (asserted).
@@ -65,14 +65,14 @@ class View : public Object, public std::enable_shared_from_this<View> {
   void setNeedsLayout();
   void layoutIfNeeded();
 
-  /// The view and its visible subviews, for the screen. `origin` is its superview's.
+  /// Describes the view and its visible subviews. `origin` is the position of the superview on
+  /// screen.
   SceneNode sceneNode(Point origin) const;
 
  protected:
-  /// Places the subviews; called with the bounds set and after those that resize with this view
-  /// have taken them.
+  /// Sets the frames of the subviews. Called after the resizing subviews have got the bounds of
+  /// this view.
   virtual void layoutSubviews();
-  /// Adds what the view itself shows, above its background.
   virtual void appendElements(std::vector<SceneElement>& elements) const;
 
  private:
@@ -91,9 +91,9 @@ class View : public Object, public std::enable_shared_from_this<View> {
   bool _needsLayout = true;
   std::vector<std::shared_ptr<View>> _subviews;
   View* _superview = nullptr;
-  Window* _window = nullptr;  // set on a window's root view only
+  Window* _window = nullptr;  // only in the root view of a window
   std::vector<std::shared_ptr<GestureRecognizer>> _recognizers;
-  std::weak_ptr<Animation> _animation;  // the running one
+  std::weak_ptr<Animation> _animation;
 };
 
 }  // namespace platform

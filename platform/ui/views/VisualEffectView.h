@@ -4,10 +4,8 @@
 
 namespace platform {
 
-/// Blurs and darkens what lies beneath it.
-///
-/// The style is one of the platform's numbers. All of them look the same on this box; the number is
-/// kept for whoever asks. Main thread.
+/// Blurs and darkens the content below it. The blur style has no effect on the appearance. Main
+/// thread.
 class VisualEffectView final : public View {
  public:
   VisualEffectView(Rect frame, int blurStyle) : View(frame), _blurStyle(blurStyle) {}

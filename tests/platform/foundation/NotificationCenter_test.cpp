@@ -29,8 +29,8 @@ TEST(NotificationCenter, DeliversByNameAndSenderInOrder) {
   EXPECT_EQ(trace, "any1 mine1 detached1 any(null) detached(null) B(null) ");
 }
 
-TEST(NotificationCenter, ChangesDuringAPost) {
-  Token first, second, third, late;  // these outlive the center
+TEST(NotificationCenter, ObserversMayChangeDuringAPost) {
+  Token first, second, third, late;  // destroyed after the center
   NotificationCenter center;
   std::string trace;
   first = center.addObserver("A", nullptr, [&](const Notification&) {
@@ -45,7 +45,7 @@ TEST(NotificationCenter, ChangesDuringAPost) {
     if (trace.size() < 3) center.post(n.name);
   });
   center.post("A");
-  EXPECT_EQ(trace, "133L");  // the nested post alone reaches the late one
+  EXPECT_EQ(trace, "133L");  // only the nested post calls the late observer
 }
 
 }  // namespace

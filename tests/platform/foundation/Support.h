@@ -12,7 +12,7 @@
 
 namespace platform {
 
-/// A logger of its own: every line as it was written.
+/// Resets the logger and records the lines that it writes.
 class LogCapture {
  public:
   explicit LogCapture(std::vector<std::string_view> persistent = {TVSSystemLog}) {

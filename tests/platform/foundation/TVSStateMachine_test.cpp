@@ -25,7 +25,7 @@ struct StateMachineTest : testing::Test {
     main.bindToCurrentThread();
     machine->setLogComponent("Doors");
   }
-  /// A handler that notes its event and the user info's "n", then runs `action`.
+  /// Registers a handler that records the event and "n" of the user info, then runs `action`.
   void on(const std::string& event, const std::string& from, const std::string& to,
           std::function<void()> action = {}) {
     machine->registerHandler(event, from, [=, this](const TVSStateMachine::Event& posted) {
@@ -37,7 +37,7 @@ struct StateMachineTest : testing::Test {
   }
 };
 
-TEST_F(StateMachineTest, DropsEventsUntilToldToAccept) {
+TEST_F(StateMachineTest, DropsEventsUntilItAcceptsThem) {
   on("Open", "Closed", "Open");
   machine->postEvent("Open");
   EXPECT_EQ(machine->currentState(), "Closed");
@@ -48,7 +48,7 @@ TEST_F(StateMachineTest, DropsEventsUntilToldToAccept) {
   EXPECT_EQ(trace, "[Open7]");
 }
 
-TEST_F(StateMachineTest, LogsAnEventWithoutHandlerAndStays) {
+TEST_F(StateMachineTest, LogsAndIgnoresAnEventWithoutHandler) {
   machine->setShouldAcceptEvents(true);
   machine->postEvent("Knock");
   EXPECT_EQ(machine->currentState(), "Closed");
@@ -57,7 +57,7 @@ TEST_F(StateMachineTest, LogsAnEventWithoutHandlerAndStays) {
                                          HasSubstr("state Closed "))));
 }
 
-TEST_F(StateMachineTest, PostsFromAHandlerWaitForItsTransition) {
+TEST_F(StateMachineTest, EventsPostedByAHandlerFollowItsTransition) {
   on("Open", "Closed", "Open", [this] {
     machine->afterTransition([this] {
       trace += "(after in " + machine->currentState() + ")";
@@ -77,7 +77,7 @@ TEST_F(StateMachineTest, PostsFromAHandlerWaitForItsTransition) {
   EXPECT_EQ(trace, "idle");
 }
 
-TEST_F(StateMachineTest, PostsFromOtherThreadsHop) {
+TEST_F(StateMachineTest, EventsFromOtherThreadsRunOnTheMainThread) {
   on("Open", "Closed", "Open");
   machine->setShouldAcceptEvents(true);
   std::thread([this] { machine->postEvent("Open", {}, {{"n", 1}}); }).join();
@@ -87,10 +87,10 @@ TEST_F(StateMachineTest, PostsFromOtherThreadsHop) {
 
   std::thread([this] { machine->postEvent("Close"); }).join();
   machine.reset();
-  main.runDue();  // the machine is gone: nothing
+  main.runDue();  // must not use the destroyed machine
 }
 
-TEST_F(StateMachineTest, AHandlerMayDropItsMachineOrThrow) {
+TEST_F(StateMachineTest, HandlersMayDestroyTheMachineOrThrow) {
   on("Open", "Closed", "Open", [this] { machine.reset(); });
   machine->setShouldAcceptEvents(true);
   machine->postEvent("Open");

@@ -21,7 +21,7 @@ constexpr std::uint64_t kMaxU64 = std::numeric_limits<std::uint64_t>::max();
 constexpr double kTwo63 = 9223372036854775808.0;
 constexpr double kTwo64 = 18446744073709551616.0;
 
-TEST(Value, SessionNumbersWrap) {
+TEST(Value, WrappedUInt32ValueIsModulo2To32) {
   const std::pair<Number, std::uint32_t> cases[] = {{Number(7), 7},
                                                     {Number(-1), 0xFFFFFFFF},
                                                     {Number(std::int64_t{-2}), 0xFFFFFFFE},
@@ -138,8 +138,8 @@ TEST(Value, Equality) {
   EXPECT_TRUE(Value(std::shared_ptr<Object>()).isNone());
 }
 
-// Against a model without index or sharing, with enough keys to go from the one search to the other
-// and back.
+// Compares with a simple model. The size crosses the limit between linear and hashed search in both
+// directions.
 TEST(Dictionary, KeepsOrderAndFindsKeysAtEverySize) {
   constexpr int kKeys = 40;
   Dictionary dictionary;
@@ -161,7 +161,7 @@ TEST(Dictionary, KeepsOrderAndFindsKeysAtEverySize) {
     expectModel();
   }
   model[20].second = -1;
-  dictionary.set("key20", -1);  // keeps its place
+  dictionary.set("key20", -1);  // keeps its position
   expectModel();
   while (!model.empty()) {
     const auto victim = model.begin() + static_cast<std::ptrdiff_t>(model.size() / 3);

@@ -13,7 +13,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using Keys = std::vector<std::string>;
 
-TEST(TVSMediaItem, ObserversHearOfChangesOnceATransaction) {
+TEST(TVSMediaItem, ObserversAreCalledOnceForEachTransaction) {
   TVSURLMediaItem item("a", {});
   std::vector<Keys> heard;
   auto token = item.addMetadataObserver([&](const Keys& keys) { heard.push_back(keys); });
@@ -31,7 +31,7 @@ TEST(TVSMediaItem, ObserversHearOfChangesOnceATransaction) {
   EXPECT_EQ(heard.size(), 2U);
 }
 
-TEST(TVSMediaItem, ObserversMayComeAndGoDuringACall) {
+TEST(TVSMediaItem, ObserversMayBeAddedAndRemovedDuringACall) {
   auto item = std::make_unique<TVSURLMediaItem>("a", Keys{});
   std::vector<int> heard;
   platform::Token second;
@@ -45,15 +45,15 @@ TEST(TVSMediaItem, ObserversMayComeAndGoDuringACall) {
   item->setMetadata("a", 1);
   EXPECT_THAT(heard, ElementsAre(1));
   item->setMetadata("a", 2);
-  EXPECT_THAT(heard, ElementsAre(1, 1)) << "the third was replaced by a newer one before its turn";
-  item.reset();  // before the tokens
+  EXPECT_THAT(heard, ElementsAre(1, 1)) << "the first observer replaces the third before its call";
+  item.reset();  // destroyed before the tokens
 }
 
-TEST(TVSStoreMediaItem, PlaysFromItsRecord) {
+TEST(TVSStoreMediaItem, URLComesFromThePurchaseRecord) {
   auto record = std::make_shared<TVSStoreDataItem>();
   record->beginTransaction();
   record->setProperty(platform::kStorePlaybackURL, "http://store/a");
-  EXPECT_TRUE(record->property(platform::kStorePlaybackURL).isNone()) << "not before the commit";
+  EXPECT_TRUE(record->property(platform::kStorePlaybackURL).isNone()) << "not committed";
   record->commitTransaction();
   TVSStoreMediaItem item(record);
   EXPECT_EQ(item.url(), "http://store/a");
@@ -73,7 +73,7 @@ TEST(TVSStoreMediaItem, PlaysFromItsRecord) {
   EXPECT_THROW(record->beginTransaction(), sim::AssertionError);
 }
 
-TEST(TVSResourceLoadingRequest, HasOneOutcome) {
+TEST(TVSResourceLoadingRequest, FinishesOnce) {
   using Request = TVSResourceLoadingRequest;
   const std::pair<const char*, std::function<void(Request&)>> outcomes[] = {
       {"data", [](Request& request) { request.finishLoading({}); }},
@@ -98,7 +98,7 @@ TEST(TVSResourceLoadingRequest, HasOneOutcome) {
   }
 }
 
-TEST(TVSResourceLoadingRequest, MayDieInItsCompletion) {
+TEST(TVSResourceLoadingRequest, MayBeDestroyedByItsCompletion) {
   std::shared_ptr<TVSResourceLoadingRequest> request;
   bool done = false;
   request = std::make_shared<TVSResourceLoadingRequest>(1, "a", platform::Dictionary{},

@@ -52,7 +52,7 @@ class PendingRequestsTest : public testing::Test {
   std::function<void()> onEnd;
 };
 
-TEST_F(PendingRequestsTest, EachEndsOnce) {
+TEST_F(PendingRequestsTest, EachRequestCompletesOnce) {
   for (const char* url : {"own://a", "own://b", "own://c", "own://d"}) load(url);
   EXPECT_EQ(requests->count(), 4U);
   item.requests[2]->finishLoading({});
@@ -69,7 +69,7 @@ TEST_F(PendingRequestsTest, EachEndsOnce) {
   EXPECT_FALSE(box.mainQueue().nextDeadline());
 }
 
-TEST_F(PendingRequestsTest, NameThemselves) {
+TEST_F(PendingRequestsTest, RequestsHaveIdentifierURLAndKind) {
   load("own://a");
   PendingRequests others(box.mainQueue());
   const auto make = [](auto identifier, auto url, auto details, auto ended) {
@@ -81,11 +81,11 @@ TEST_F(PendingRequestsTest, NameThemselves) {
   EXPECT_EQ(first.string("FCUP_Request_URL"), "own://a");
   EXPECT_EQ(first.string("FCUP_Request_Kind"), "resource");
   EXPECT_EQ(second.string("FCUP_Request_Kind"), "key");
-  // Whoever asked.
-  EXPECT_NE(first.number("FCUP_Request_RequestID"), second.number("FCUP_Request_RequestID"));
+  EXPECT_NE(first.number("FCUP_Request_RequestID"), second.number("FCUP_Request_RequestID"))
+      << "identifiers are unique across objects";
 }
 
-TEST_F(PendingRequestsTest, WhatTheItemDoesAtOnce) {
+TEST_F(PendingRequestsTest, ItemsMayRejectOrFinishSynchronously) {
   item.takes = false;
   load("own://refused");
   item.takes = true;
@@ -94,7 +94,7 @@ TEST_F(PendingRequestsTest, WhatTheItemDoesAtOnce) {
   EXPECT_EQ(ends, (Ends{-1002, 0}));
 }
 
-TEST_F(PendingRequestsTest, CancelledOnesEndSilently) {
+TEST_F(PendingRequestsTest, CancelledRequestsDoNotComplete) {
   load("own://a");
   requests->cancelAll();
   EXPECT_TRUE(item.requests[0]->isFinished());
@@ -105,7 +105,7 @@ TEST_F(PendingRequestsTest, CancelledOnesEndSilently) {
   EXPECT_TRUE(ends.empty());
 }
 
-TEST_F(PendingRequestsTest, MayBeDestroyedByAnEnd) {
+TEST_F(PendingRequestsTest, MayBeDestroyedByACompletion) {
   onEnd = [this] { requests.reset(); };
   load("own://answered");
   load("own://other");

@@ -1,5 +1,5 @@
-// Every short sequence of operations, against a model of a player that fits on a page. Thousands of
-// them, and exact times: in virtual time only.
+// Runs all short sequences of operations and compares the player with a simple model. In virtual
+// time, because there are thousands of sequences and the times are exact.
 
 #include <cstdint>
 #include <deque>
@@ -13,7 +13,7 @@
 
 namespace {
 
-// All of them exact in binary, so that the model need not round.
+// Exact in binary floating point, so that the model does not round.
 constexpr double kLoadDelay = 0.125;
 constexpr double kDuration = 3;
 constexpr double kSeekTarget = 2;
@@ -24,26 +24,26 @@ constexpr std::string_view kNames[] = {"play",    "pause",  "stop",   "seek",
                                        "setRate", "append", "remove", "advance"};
 constexpr std::size_t kOperationCount = std::size(kNames);
 
-/// A windowed playlist of equal items, each played to its end and then left for the next.
+/// The model: a windowed playlist of equal items and end action "Advance".
 struct Model {
   enum class Phase { Stopped, Loading, Running } phase = Phase::Loading;
   bool wantsToPlay = true;
   double rate = 1;
-  double position = 0;  // or where the next load begins
+  double position = 0;  // or the start point of the next load
   double loadLeft = kLoadDelay;
   int itemsLeft = 2;
   int currentItem = 0;
-  bool spent = false;
-  bool preparesNext = false;  // the item after it
+  bool currentIsFinished = false;
+  bool preparesNext = false;
   double nextLoadLeft = 0;
 
   void load(double from) {
     loadLeft = std::exchange(preparesNext, false) ? nextLoadLeft : kLoadDelay;
     phase = loadLeft > 0 ? Phase::Loading : Phase::Running;
     position = from;
-    spent = false;
+    currentIsFinished = false;
   }
-  /// They are so short that the end is always near.
+  /// The items are so short that the end is always near.
   void prepare() {
     if (phase == Phase::Running && wantsToPlay && itemsLeft > 1 && !preparesNext) {
       preparesNext = true;
@@ -66,7 +66,7 @@ struct Model {
       load(0);
     } else {
       if (remove) itemsLeft = 0;
-      spent = !remove;
+      currentIsFinished = !remove;
       stop();
     }
   }
@@ -96,7 +96,7 @@ struct Model {
           wantsToPlay = true;
         } else if (itemsLeft > 0) {
           wantsToPlay = true;
-          if (spent && itemsLeft > 1) {
+          if (currentIsFinished && itemsLeft > 1) {
             --itemsLeft;
             ++currentItem;
           }
@@ -125,7 +125,7 @@ struct Model {
           return;
         }
         if (--itemsLeft > 0) ++currentItem;
-        spent = false;
+        currentIsFinished = false;
         return;
       case Operation::Advance:
         advance(kSecondsPerStep);
@@ -176,7 +176,7 @@ class SequenceRun {
     _box.run();
   }
 
-  /// What must hold whenever nothing is due. Empty when it does.
+  /// Checks the invariants that hold when no task is due. Empty if all are fulfilled.
   std::string fault() const {
     const auto& engine = *_box.mediaLibrary().engines().back();
     const auto state = player->state();
@@ -190,19 +190,19 @@ class SequenceRun {
     if (lastState != stateName(state))
       return "announced " + lastState + " last, is " + std::string(stateName(state));
     if ((player->rate() != 0) != (state == TVSPlaybackState::Playing))
-      return "the rate is not that of the state";
+      return "rate and state do not match";
     if (engine.isRunning() != (state == TVSPlaybackState::Playing))
-      return "the engine runs, or does not";
+      return "isRunning() of the engine does not match the state";
     if (engine.isLoaded() != (state != TVSPlaybackState::Stopped))
-      return "the engine is loaded, or is not";
+      return "isLoaded() of the engine does not match the state";
     if (engine.isRunning() && engine.currentLoad().item != _playlist->currentItem())
-      return "another item plays";
+      return "the engine plays another item";
     if (player->currentMediaItem() != _playlist->currentItem())
-      return "player and playlist disagree";
+      return "player and playlist have different current items";
     return {};
   }
 
-  /// That nothing is left to happen once it is stopped.
+  /// Checks that a stopped player has no timers.
   std::string faultAfterStop() {
     player->stop();
     _box.run();
@@ -232,7 +232,7 @@ void forEachSequence(std::size_t depth, const std::function<std::string(std::uin
   }
 }
 
-/// Those that begin with one operation, so that no single test takes long.
+/// The parameter is the first operation, so that no single test takes long.
 class PlayerSequence : public testing::TestWithParam<Operation> {};
 
 TEST_P(PlayerSequence, AgreesWithTheModel) {
@@ -275,8 +275,7 @@ INSTANTIATE_TEST_SUITE_P(FirstOperation, PlayerSequence,
                            return std::string(kNames[static_cast<std::size_t>(test.param)]);
                          });
 
-/// Media that stall and break off: what they do to the state is not modelled, but it must stay
-/// consistent.
+/// Media that stall and fail. The model does not cover them; only the invariants are checked.
 class PlayerSequenceOverBadMedia : public testing::TestWithParam<TVSMediaItemEndAction> {};
 
 TEST_P(PlayerSequenceOverBadMedia, StaysConsistent) {
@@ -296,7 +295,7 @@ TEST_P(PlayerSequenceOverBadMedia, StaysConsistent) {
     SequenceRun run(box, {"0", "1"}, GetParam());
     for (std::size_t step = 0; step < kDepth; ++step, sequence /= kOperationCount) {
       run.apply(static_cast<Operation>(sequence % kOperationCount));
-      // Time stands still during a seek, which is no change of state: wait for it.
+      // The engine does not run during a seek although the state is Playing.
       if (box.mediaLibrary().engines().back()->isSeeking())
         box.advance(platform::durationFromSeconds(0.25));
       if (auto fault = run.fault(); !fault.empty())

@@ -1,5 +1,5 @@
-// What a player does at which time, and what it asks of an engine that has nothing to report: to
-// be seen only where time is the test's own and the engine tells how it was called.
+// Exact times and calls into the engine. These can be tested only in virtual time with the
+// simulated engine, which records its calls.
 
 #include <gmock/gmock.h>
 
@@ -31,7 +31,7 @@ class PlayerTimeTest : public testing::Test {
   std::shared_ptr<TVSPlaylist> playlist;
 };
 
-TEST_F(PlayerTimeTest, ElapsedTimeIsToldOnceASecondAndMoreOftenInAScan) {
+TEST_F(PlayerTimeTest, ElapsedTimeObserversRunEverySecondAndMoreOftenInAScan) {
   begin({"a"});
   advance(0.5);
   std::vector<std::pair<double, bool>> told;
@@ -48,10 +48,10 @@ TEST_F(PlayerTimeTest, ElapsedTimeIsToldOnceASecondAndMoreOftenInAScan) {
   box.run();
   token.reset();
   EXPECT_EQ(*box.mainQueue().nextDeadline() - box.clock().now(), platform::durationFromSeconds(9.5))
-      << "only the end of the item is awaited";
+      << "the only timer is the end of the item";
 }
 
-TEST_F(PlayerTimeTest, BufferingIsToldBeforeItIsReadyAndMetadataAtTheirTime) {
+TEST_F(PlayerTimeTest, ReportsBufferingBeforeReadyAndTimedMetadataAtTheirTime) {
   platform::TimedMetadataItem chapter;
   chapter.value = "chapter";
   box.mediaLibrary().add("a", {.loadDelay = 1,
@@ -74,7 +74,7 @@ TEST_F(PlayerTimeTest, BufferingIsToldBeforeItIsReadyAndMetadataAtTheirTime) {
   EXPECT_EQ(told, 3);
 }
 
-TEST_F(PlayerTimeTest, APausedLiveStreamLosesWhatItNoLongerKeeps) {
+TEST_F(PlayerTimeTest, APausedLiveStreamContinuesAtTheStartOfItsWindow) {
   box.mediaLibrary().add("live", {.loadDelay = 0.5, .liveWindow = 30});
   begin({"live"});
   player->pause();
@@ -86,7 +86,7 @@ TEST_F(PlayerTimeTest, APausedLiveStreamLosesWhatItNoLongerKeeps) {
   EXPECT_EQ(player->elapsedTime(), 101);
 }
 
-TEST_F(PlayerTimeTest, PreparesTheNextItemForTheEndOfTheCurrentOne) {
+TEST_F(PlayerTimeTest, PreparesTheNextItemBeforeTheEnd) {
   box.mediaLibrary().add("long", {.loadDelay = 0.5, .duration = 100});
   begin({"long", "missing", "b"});
   advance(0.5);
@@ -94,33 +94,34 @@ TEST_F(PlayerTimeTest, PreparesTheNextItemForTheEndOfTheCurrentOne) {
     const auto item = engine().preparedItem();
     return item ? item->url() : "-";
   };
-  // What is done, how long it takes, and what is prepared then.
+  // `body` runs, `seconds` pass, then `prepared` is the prepared item.
   const struct {
     const char* what;
     std::function<void()> body;
     double seconds;
     const char* prepared;
   } steps[] = {
-      {"the end is far", [] {}, 89.75, "-"},
-      {"it is near", [] {}, 0.25, "missing"},
-      {"back to where it is far", [&] { player->setElapsedTime(50); }, 0, "-"},
-      {"twice as fast", [&] { player->setRateUsedForPlayback(2); }, 14.75, "-"},
-      {"near at that speed", [] {}, 0.5, "missing"},
-      {"nothing follows", [&] { player->setMediaItemEndAction(TVSMediaItemEndAction::Pause); }, 0,
+      {"more than 10 s before the end", [] {}, 89.75, "-"},
+      {"10 s before the end", [] {}, 0.25, "missing"},
+      {"seek back", [&] { player->setElapsedTime(50); }, 0, "-"},
+      {"rate 2, more than 10 s before the end", [&] { player->setRateUsedForPlayback(2); }, 14.75,
        "-"},
-      {"it does again", [&] { player->setMediaItemEndAction(TVSMediaItemEndAction::Advance); }, 0,
-       "missing"},
-      {"another follows", [&] { playlist->insertMediaItem(mediaItem("c"), 1); }, 0, "c"},
-      {"not any more", [&] { playlist->removeMediaItemAtIndex(1); }, 0, "missing"},
-      {"time stands still", [&] { player->pause(); }, 100, "missing"},
-      {"far again, and slower",
+      {"rate 2, less than 10 s before the end", [] {}, 0.5, "missing"},
+      {"end action Pause", [&] { player->setMediaItemEndAction(TVSMediaItemEndAction::Pause); }, 0,
+       "-"},
+      {"end action Advance", [&] { player->setMediaItemEndAction(TVSMediaItemEndAction::Advance); },
+       0, "missing"},
+      {"another next item", [&] { playlist->insertMediaItem(mediaItem("c"), 1); }, 0, "c"},
+      {"next item removed", [&] { playlist->removeMediaItemAtIndex(1); }, 0, "missing"},
+      {"paused", [&] { player->pause(); }, 100, "missing"},
+      {"seek back at rate 1",
        [&] {
          player->setElapsedTime(10);
          player->setRateUsedForPlayback(1);
          player->play();
        },
        0, "-"},
-      {"an earlier end",
+      {"end time set",
        [&] {
          player->currentPlayerItem()->setForwardPlaybackEndTime(platform::MediaTime::seconds(20));
        },
@@ -136,7 +137,7 @@ TEST_F(PlayerTimeTest, PreparesTheNextItemForTheEndOfTheCurrentOne) {
   advance(10);
   EXPECT_THAT(events.take(), ElementsAre("end long", "will long", "did missing", "loading",
                                          "will missing", "did b"))
-      << "one that fails is told of in its turn";
+      << "a failure of a prepared item is reported when it becomes current";
   EXPECT_EQ(player->errorLog()->size(), 1U);
   advance(0.5);
   EXPECT_EQ(player->state(), TVSPlaybackState::Playing);

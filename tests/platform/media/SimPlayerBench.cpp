@@ -60,7 +60,7 @@ class SimPlayerBench final : public PlayerBench {
   }
   void turn() override { _box.run(); }
   bool until(const std::function<bool()>& isSo) override {
-    // Positions are no events: they are looked at in between.
+    // A change of the position is no event, so it is polled in short steps.
     constexpr auto kStep = std::chrono::milliseconds(10);
     const auto limit = _box.clock().now() + std::chrono::minutes(1);
     _box.run();

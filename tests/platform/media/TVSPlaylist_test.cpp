@@ -9,7 +9,7 @@ namespace {
 
 using testing::ElementsAre;
 
-/// The list as text, the current item in brackets.
+/// The URLs of all items; the current one in brackets.
 std::string textOf(const TVSPlaylist& playlist) {
   std::string text;
   for (const auto& item : playlist.trackList()) {
@@ -34,7 +34,7 @@ class TVSPlaylistTest : public testing::Test {
   platform::Token _token;
 };
 
-TEST_F(TVSPlaylistTest, TheCurrentItemStaysCurrentWhenTheListChangesAroundIt) {
+TEST_F(TVSPlaylistTest, InsertionsAndRemovalsKeepTheCurrentItem) {
   auto playlist = playlistOf({"a", "b"}, false);
   observe(*playlist);
   playlist->insertMediaItem(mediaItem("c"), 0);
@@ -49,7 +49,7 @@ TEST_F(TVSPlaylistTest, TheCurrentItemStaysCurrentWhenTheListChangesAroundIt) {
                                    "removed c0 [a]dbe", "removed d1 [a]be"));
 }
 
-TEST_F(TVSPlaylistTest, RemovingTheCurrentItemMovesOnAndTheLastOneLeavesNone) {
+TEST_F(TVSPlaylistTest, RemovingTheCurrentItemMakesTheNextOneCurrent) {
   auto playlist = playlistOf({"a", "b"}, false);
   observe(*playlist);
   playlist->removeMediaItemAtIndex(0);
@@ -76,7 +76,7 @@ TEST_F(TVSPlaylistTest, AdvanceAndRetreat) {
   EXPECT_THAT(changes, ElementsAre("current b1 a[b]", "current a0 [a]b"));
 }
 
-TEST_F(TVSPlaylistTest, AWindowedOneDropsWhatIsLeft) {
+TEST_F(TVSPlaylistTest, AWindowedPlaylistRemovesThePreviousItem) {
   auto playlist = playlistOf({"a", "b"});
   observe(*playlist);
   EXPECT_TRUE(playlist->advance());
@@ -84,7 +84,7 @@ TEST_F(TVSPlaylistTest, AWindowedOneDropsWhatIsLeft) {
   EXPECT_THAT(changes, ElementsAre("current b0 [b]", "removed a0 [b]"));
 }
 
-TEST_F(TVSPlaylistTest, IndicesAreChecked) {
+TEST_F(TVSPlaylistTest, AssertsIndices) {
   const sim::AssertionsThrow assertionsThrow;
   auto playlist = playlistOf({"a"});
   EXPECT_THROW(playlist->insertMediaItem(mediaItem("b"), 2), sim::AssertionError);

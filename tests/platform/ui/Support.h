@@ -20,7 +20,7 @@ using std::chrono::seconds;
 inline InputEvent press(PressType type, bool repeated = false) { return {type, repeated}; }
 inline InputEvent swipe(SwipeDirection direction) { return {direction}; }
 
-/// Of the remote: "left" is a press, "left.." one of its repeats, "~left" a swipe.
+/// "left" is a press, "left.." a repeat, "~left" a swipe.
 inline InputEvent eventOf(std::string word) {
   if (word[0] == '~') return swipe(*swipeDirectionFromName(word.substr(1)));
   const bool repeated = word.ends_with("..");
@@ -28,7 +28,7 @@ inline InputEvent eventOf(std::string word) {
   return press(*pressTypeFromName(word), repeated);
 }
 
-/// All that is drawn, back to front; hidden views are not part of it.
+/// Visits the elements of visible views, back to front.
 template <typename Visit>
 void visitElements(const std::vector<SceneNode>& nodes, const Visit& visit) {
   for (const auto& node : nodes) {
@@ -37,7 +37,7 @@ void visitElements(const std::vector<SceneNode>& nodes, const Visit& visit) {
   }
 }
 
-/// The first element of a kind in it.
+/// The first element of type Element.
 template <typename Element>
 std::optional<Element> findElement(const std::vector<SceneNode>& nodes) {
   std::optional<Element> first;
@@ -47,7 +47,7 @@ std::optional<Element> findElement(const std::vector<SceneNode>& nodes) {
   return first;
 }
 
-/// A window on the box in memory that the test has made, with every scene that it handed over.
+/// A window on the current sim::Box, and the scenes that it has committed.
 struct WindowFixture {
   explicit WindowFixture(std::shared_ptr<ViewController> root)
       : window(box.mainQueue(), std::move(root),

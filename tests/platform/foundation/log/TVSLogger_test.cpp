@@ -35,11 +35,10 @@ TEST(LogFormat, FillsPlaceholdersByKind) {
   EXPECT_EQ(formatLog("%u %x %x", -1, -1, std::uint64_t{0xabc}), "4294967295 ffffffff abc");
   EXPECT_EQ(formatLog("%f %f %f", 0.5, 1e20, 1.0f / 3),
             "0.500000 100000000000000000000.000000 0.333333");
-  EXPECT_EQ(formatLog("%@ ", "%d"),
-            "%d");  // the logger writes the last blank, arguments are no formats
+  EXPECT_EQ(formatLog("%@ ", "%d"), "%d");
 }
 
-TEST(TVSLogger, WritesPrefixTextAndOneBlank) {
+TEST(TVSLogger, WritesPrefixTextAndTrailingBlank) {
   const LogCapture log;
   EXPECT_EQ(TVSLogger::domain(), "quorin.test");
   TVSLogger::setMainThread();
@@ -55,7 +54,7 @@ TEST(TVSLogger, WritesPrefixTextAndOneBlank) {
   EXPECT_EQ(TVSLogger::recentLines(), log.lines());
 }
 
-TEST(TVSLogger, LevelsDecideBeforeArgumentsAreEvaluated) {
+TEST(TVSLogger, EvaluatesArgumentsOnlyForEnabledLevels) {
   const LogCapture log;
   int evaluated = 0;
   const auto argument = [&] { return ++evaluated; };
@@ -97,10 +96,10 @@ TEST(TVSLogger, KeepsTheNewestLines) {
   EXPECT_GT(recent[0].size(), 255u * 1024);
 }
 
-TEST(TVSLogger, WhoDiesWritesTheSameLines) {
+TEST(TVSLogger, DumpWritesTheRecentLines) {
   static std::string dumped;
   const LogCapture log;
-  // Around the ring a few times, and across its seam at any place.
+  // Different lengths, so that lines wrap around the end of the ring buffer at different positions.
   for (std::size_t i = 0; i < 3000; ++i)
     TVSLogNotice(TVSSystemLog, "%@", std::string(i * 7 % 1500, 'x'));
   std::string expected;
@@ -110,7 +109,7 @@ TEST(TVSLogger, WhoDiesWritesTheSameLines) {
   EXPECT_TRUE(dumped == expected);
 }
 
-TEST(TVSLogger, ASinkMayLogAndIsSilentOnceRemoved) {
+TEST(TVSLogger, SinksMayLogAndAreNotCalledAfterRemoval) {
   struct Sink : LogSink {
     void write(const LogLine& line) override {
       ++count;
@@ -130,7 +129,7 @@ TEST(TVSLogger, ASinkMayLogAndIsSilentOnceRemoved) {
   EXPECT_EQ(log.lines().size(), 2u);
 }
 
-TEST(Assertion, SaysWhereAndWhy) {
+TEST(Assertion, ReportsOperationSourceAndCondition) {
   const LogCapture log;
   const sim::AssertionsThrow assertions;
   const auto text = [](auto fail) {
@@ -150,10 +149,10 @@ TEST(Assertion, SaysWhereAndWhy) {
       testing::EndsWith(" #Error #TVSSystemLog : Assertion failed in _op (a.b/c): x != nil "));
 }
 
-TEST(AssertionDeathTest, EndsTheProcessWithTheStory) {
+TEST(AssertionDeathTest, AbortsAndWritesTheRecentLines) {
   const LogCapture log;
-  TVSLogNotice(TVSSystemLog, "what came before");
-  EXPECT_DEATH(TVS_ASSERT_MESSAGE(false, "too bad"), "too bad\n(.|\n)*what came before");
+  TVSLogNotice(TVSSystemLog, "an earlier line");
+  EXPECT_DEATH(TVS_ASSERT_MESSAGE(false, "the condition"), "the condition\n(.|\n)*an earlier line");
 }
 
 }  // namespace

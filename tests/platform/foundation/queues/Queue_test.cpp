@@ -45,7 +45,7 @@ struct QueueTest : testing::Test {
   std::function<void()> note(char c) {
     return [this, c] { trace += c; };
   }
-  /// Runs the main queue until `queue` waits for something else, or for nothing.
+  /// Runs the main queue until `queue` is idle or blocked by something else.
   State pump(SerialQueue& queue) {
     for (;;) {
       const State state = queue.state();
@@ -115,7 +115,7 @@ TEST_F(QueueTest, TokensCancelTimers) {
   survivor.reset();
 }
 
-TEST_F(QueueTest, DestroysEachTaskRightAfterItRan) {
+TEST_F(QueueTest, DestroysEachTaskRightAfterItHasRun) {
   auto first = std::make_shared<int>();
   auto timer = std::make_shared<int>();
   main.after(0s, [timer] {}).detach();
@@ -127,7 +127,7 @@ TEST_F(QueueTest, DestroysEachTaskRightAfterItRan) {
   EXPECT_EQ(trace, "121");
 }
 
-TEST_F(QueueTest, ThrowingTaskLeavesTheRestInPlace) {
+TEST_F(QueueTest, AThrowingTaskLeavesTheOthersQueued) {
   main.async([] { throw std::runtime_error("x"); });
   main.async(note('a'));
   EXPECT_THROW(main.runDue(), std::runtime_error);
@@ -135,7 +135,7 @@ TEST_F(QueueTest, ThrowingTaskLeavesTheRestInPlace) {
   EXPECT_EQ(trace, "a");
 }
 
-TEST_F(QueueTest, PostsOnTheMainThreadAndToABusyOneWakeNobody) {
+TEST_F(QueueTest, PostsDoNotWakeARunningMainThread) {
   EXPECT_FALSE(main.isCurrent());
   main.bindToCurrentThread();
   EXPECT_TRUE(main.isCurrent());
@@ -183,14 +183,14 @@ TEST_F(QueueTest, StopReleasesBlockedCalls) {
   main.stop();
   queue.sync([] {});
   EXPECT_EQ(result, false);
-  main.run();  // ends at once, after what was posted before
+  main.run();  // runs the task that was posted before stop(), then returns
   EXPECT_EQ(trace, "a");
 }
 
-TEST_F(QueueTest, DiscardDestroysWhatIsLeftAndWhatThatPosts) {
+TEST_F(QueueTest, DiscardDestroysRemainingTasksAndThoseTheyPost) {
   const auto held = std::make_shared<int>();
   bool ran = false;
-  // Each posts another when it is destroyed.
+  // Each task posts another when it is destroyed.
   const auto chain = [&](int length, const auto& self) -> std::shared_ptr<int> {
     return {new int, [&, length, held](const int* number) {
               delete number;
@@ -208,7 +208,7 @@ TEST_F(QueueTest, DiscardDestroysWhatIsLeftAndWhatThatPosts) {
   EXPECT_FALSE(ran);
 }
 
-TEST_F(QueueTest, WrongThreadsAreAsserted) {
+TEST_F(QueueTest, AssertsTheThreadOfEachCall) {
   const sim::AssertionsThrow assertions;
   main.bindToCurrentThread();
   EXPECT_THROW(main.sync([] {}), sim::AssertionError);
@@ -224,7 +224,7 @@ TEST_F(QueueTest, WrongThreadsAreAsserted) {
   EXPECT_THROW(WaitGroup().leave(), sim::AssertionError);
 }
 
-TEST_F(QueueTest, SerialQueueRunsInOrderAndDrainsAtItsEnd) {
+TEST_F(QueueTest, SerialQueueRunsInOrderAndItsDestructorRunsTheRest) {
   {
     SerialQueue queue("q");
     EXPECT_EQ(queue.label(), "q");
@@ -235,8 +235,8 @@ TEST_F(QueueTest, SerialQueueRunsInOrderAndDrainsAtItsEnd) {
   EXPECT_EQ(trace, "abcd");
 }
 
-// Each step depends on the one before having been seen: a state that lied would end the pump early.
-TEST_F(QueueTest, StatesTellWhatTheQueueWaitsFor) {
+// A wrong state would end pump() before all steps have run.
+TEST_F(QueueTest, SerialQueueIsBlockedOnlyByWaitingTasks) {
   main.bindToCurrentThread();
   SerialQueue queue("q");
   queue.setStateObserver([this] { main.wake(); });
@@ -263,15 +263,15 @@ TEST_F(QueueTest, StatesTellWhatTheQueueWaitsFor) {
     ASSERT_EQ(pump(queue), State::Idle);
     ASSERT_EQ(trace, "abcdef");
   }
-  group.wait();  // nothing in progress: returns
+  group.wait();  // returns at once
 }
 
-TEST_F(QueueTest, WaiterCanBeReplacedFromBothSides) {
+TEST_F(QueueTest, WaiterCanBeReplacedOnAnyThread) {
   const auto own = std::make_shared<CountingWaiter>(clock);
   SerialQueue queue("q");
   queue.setWaiter(own);
   queue.sync(note('a'));
-  queue.setWaiter(nullptr);  // out of use from here on
+  queue.setWaiter(nullptr);
   const auto waits = own->deadlines.size();
   queue.sync(note('b'));
   EXPECT_EQ(own->deadlines.size(), waits);
@@ -282,7 +282,7 @@ TEST_F(QueueTest, WaiterCanBeReplacedFromBothSides) {
   EXPECT_EQ(trace, "abc");
 }
 
-TEST(Waiter, EndsWithoutSleepingWhenDueOrWoken) {
+TEST(Waiter, ReturnsAtOnceWhenDueOrWoken) {
   const SystemClock clock;
   ConditionWaiter waiter(clock);
   waiter.wait(clock.now() - 1s);

@@ -10,16 +10,16 @@
 namespace platform {
 namespace {
 
-void leaveAfterARefusal() {
+void exitAfterRefusedStart() {
   testing_support::refuseThreads();
   std::thread thread;
   const bool isRefused = !startThread(thread, [] {}) && !thread.joinable();
   std::_Exit(isRefused ? 0 : 1);
 }
 
-TEST(Thread, ThatTheSystemRefusesIsAResultAndNoException) {
+TEST(Thread, StartReturnsFalseIfTheSystemRefuses) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
-  EXPECT_EXIT(leaveAfterARefusal(), testing::ExitedWithCode(0), "");
+  EXPECT_EXIT(exitAfterRefusedStart(), testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

@@ -11,8 +11,8 @@
 namespace platform {
 namespace {
 
-/// What the roots and the requests of a test have seen. 'B' begun, 'E' told to end, '+' a request
-/// that succeeded, '-' one that did not, '~' a root that has died.
+/// The recorded events: 'B' presentation begins, 'E' presentation ends, '+' request succeeds,
+/// '-' request fails, '~' root destroyed, 'i' input.
 using Trace = std::string;
 
 class TracedRoot final : public ViewServiceViewController {
@@ -52,7 +52,7 @@ class TracedRoot final : public ViewServiceViewController {
   Trace& _trace;
 };
 
-/// A host, and what happens to it, one word each.
+/// A host, and the actions of the test cases by name.
 struct Hosted {
   using Opening = sim::Screen::Opening;
 
@@ -95,7 +95,7 @@ struct Hosted {
   ViewServiceHost& host = box.viewServiceHost();
   Trace trace;
   std::weak_ptr<TracedRoot> root;
-  std::function<void()> late;  // how a root that takes its time says that it has ended
+  std::function<void()> late;  // the stored end completion of a root
   bool noRoots = false, lazyRoots = false, everyOtherRootIsLazy = false, hastyRoots = false;
   bool endsOnAnswer = false;
   int made = 0;
@@ -129,7 +129,7 @@ TEST(ViewServiceHostTest, PresentsAndEnds) {
     const char* name;
     std::vector<std::pair<const char*, Trace>> steps;
   } cases[] = {
-      {"presents, ends when the root wants it, and presents again",
+      {"the root dismisses itself, then a new presentation",
        {{"~left request", ""},
         {"run", "+B"},
         {"menu ~left", "ii"},
@@ -137,32 +137,32 @@ TEST(ViewServiceHostTest, PresentsAndEnds) {
         {"run", "E~"},
         {"show", "+B"},
         {"end run", "E~"}}},
-      {"Home ends it and is never delivered; what is on its way out gets no input",
+      {"Home ends the presentation; an ending root gets no input",
        {{"lazy show", "+B"},
         {"home.. run", ""},
         {"home home run", "E"},
         {"menu late", ""},
         {"ended run", "~"}}},
-      {"menu ends it where nobody takes the press",
+      {"an unhandled Menu press ends the presentation",
        {{"show deaf select ~left menu.. run", "+Biii"}, {"menu run", "iE~"}}},
-      {"dropped without a word, also while it opens",
+      {"close() makes no callbacks, also while the screen opens",
        {{"show drop run", "+B~"}, {"slow request drop 10000", ""}}},
-      {"screen that refuses", {{"refuse show 20", "-"}}},
-      {"screen that never answers", {{"stall show 4999", ""}, {"1", "-"}}},
-      {"screen that is too slow", {{"slow show 10000", "-"}}},
-      {"no root", {{"rootless show", "-"}}},
-      {"the end is bounded, and the next request waits for it",
+      {"the screen fails to open", {{"refuse show 20", "-"}}},
+      {"the screen never completes open()", {{"stall show 4999", ""}, {"1", "-"}}},
+      {"the screen opens too late", {{"slow show 10000", "-"}}},
+      {"the factory returns null", {{"rootless show", "-"}}},
+      {"the end has a time limit, and the next request waits for the end",
        {{"lazy show end run 2000 show", "+BE"}, {"2999", ""}, {"1", "~+B"}, {"end 5000", "E~"}}},
-      {"an end that comes too late is not the next one's",
+      {"a late end completion does not end the next presentation",
        {{"lazy show end run late 5000", "+BE~"}, {"show end run ended run", "+BE"}, {"5000", "~"}}},
-      {"an end without a presentation", {{"end run", ""}}},
-      {"an end between the answer and the beginning", {{"end-on-answer show run", "+BE~"}}},
-      {"an end from inside the beginning", {{"hasty show run", "+BE~"}}},
+      {"end without a presentation", {{"end run", ""}}},
+      {"end between request completion and begin", {{"end-on-answer show run", "+BE~"}}},
+      {"end during begin", {{"hasty show run", "+BE~"}}},
   };
-  for (const auto& the : cases) {
-    SCOPED_TRACE(the.name);
+  for (const auto& test : cases) {
+    SCOPED_TRACE(test.name);
     Hosted hosted;
-    for (const auto& [actions, trace] : the.steps) {
+    for (const auto& [actions, trace] : test.steps) {
       hosted.act(actions);
       EXPECT_EQ(std::exchange(hosted.trace, ""), trace) << actions;
       EXPECT_EQ(hosted.host.rootViewController(), hosted.root.lock()) << actions;
@@ -174,9 +174,9 @@ TEST(ViewServiceHostTest, PresentsAndEnds) {
   }
 }
 
-/// Each request is answered once and in time, each root begins and ends in turn, and in the end
-/// nothing is left open.
-TEST(ViewServiceHostTest, EveryOrderOfFiveSteps) {
+/// Each request completes once and in time, each root begins and ends once, and the screen is
+/// closed at the end.
+TEST(ViewServiceHostTest, AllSequencesOfFiveSteps) {
   const std::string kinds[] = {"request ", "end ", "run ", "1000 ", "close ", "stall "};
   const std::size_t count = std::size(kinds);
   for (std::size_t number = 0; number < count * count * count * count * count; ++number) {

@@ -11,7 +11,7 @@
 namespace platform {
 namespace {
 
-/// Notes what reaches it, and takes it when it is told to.
+/// Records input and containment calls. Consumes input if `takes` is set.
 class Listener final : public ViewController {
  public:
   Listener(std::string name, std::string& trace) : _name(std::move(name)), _trace(trace) {}
@@ -74,7 +74,7 @@ struct WindowTest : ::testing::Test {
   WindowFixture fixture{root};
 };
 
-TEST_F(WindowTest, InputGoesUpFromTheFocusedView) {
+TEST_F(WindowTest, InputIsSentFromTheFocusedViewUpwards) {
   addChild();
   const auto focus = std::make_shared<View>();
   const auto beside = std::make_shared<View>();
@@ -105,7 +105,7 @@ TEST_F(WindowTest, InputGoesUpFromTheFocusedView) {
   EXPECT_EQ(traceOf("menu", true), "f1 ");
 }
 
-TEST_F(WindowTest, FocusThatLeftTheTreeIsReplaced) {
+TEST_F(WindowTest, ARemovedViewLosesTheFocus) {
   addChild();
   root->focus = child->view();
   fixture.window.updateFocus();
@@ -139,7 +139,7 @@ TEST_F(WindowTest, ScenesAreCoalescedAndNeverRepeated) {
   ASSERT_EQ(fixture.scenes.size(), 2U);
   EXPECT_EQ(fixture.shown<TextElement>()->text, "b");
 
-  // Nothing that can be seen has changed.
+  // No visible change.
   label->setText("c");
   label->setText("b");
   root->view()->setNeedsLayout();
@@ -149,7 +149,7 @@ TEST_F(WindowTest, ScenesAreCoalescedAndNeverRepeated) {
   EXPECT_EQ(fixture.scenes.size(), 2U);
   EXPECT_FALSE(box.mainQueue().nextDeadline());
 
-  // An animation is one scene, and one more where it makes a view disappear.
+  // An animation commits one scene, and another one if the view becomes invisible at the end.
   label->animateAlpha(0.5F, milliseconds(300));
   box.advance(seconds(1));
   EXPECT_EQ(fixture.scenes.size(), 3U);
@@ -183,11 +183,11 @@ struct AlertTest : WindowTest {
     alert->addAction({"OK", AlertActionStyle::Cancel, [this] { note("ok"); }});
     return alert;
   }
-  /// A handler is called once the alert is gone.
+  /// Adds "!" if the alert is still presented while its handler runs.
   void note(const char* name) { trace += name + std::string(child->presented() ? "!" : "") + " "; }
 };
 
-TEST_F(AlertTest, GetsAllInputAndPressesItsButtons) {
+TEST_F(AlertTest, ReceivesAllInputAndActivatesItsButtons) {
   addChild();
   const std::pair<const char*, const char*> cases[] = {
       {"select", "go "},       {"menu", "ok "},         {"right select", "ok "},
@@ -205,7 +205,7 @@ TEST_F(AlertTest, GetsAllInputAndPressesItsButtons) {
   EXPECT_EQ(traceOf("menu", false), "root ");
 }
 
-TEST_F(AlertTest, IsDrawnAboveEverythingAndFades) {
+TEST_F(AlertTest, IsAboveAllViewsAndFades) {
   addChild();
   const auto alert = makeAlert();
   child->present(alert, true);
@@ -230,7 +230,7 @@ TEST_F(AlertTest, IsDrawnAboveEverythingAndFades) {
   box.advance(milliseconds(300));
   EXPECT_EQ(fixture.scene().nodes.size(), 1U);
 
-  // It may come back while it still goes away.
+  // Presented again while it fades out.
   child->present(alert, true);
   child->dismissPresented(true);
   child->present(alert, true);
@@ -245,7 +245,7 @@ TEST_F(AlertTest, IsDrawnAboveEverythingAndFades) {
   EXPECT_THROW(child->present(makeAlert(), false), sim::AssertionError);
 }
 
-TEST_F(AlertTest, HandlerMayDropEverything) {
+TEST_F(AlertTest, AHandlerMayDestroyTheController) {
   addChild();
   auto alert = std::make_shared<AlertController>("", "");
   alert->addAction({"Bye", AlertActionStyle::Cancel, [&] {

@@ -12,7 +12,7 @@
 namespace platform {
 namespace {
 
-/// Says what the player asks it, and allows it.
+/// Records the requests of the player and allows them.
 struct Delegate final : TVSPlayerPlaybackDelegate {
   bool add(const std::string& text) {
     asked += (asked.empty() ? "" : ", ") + text;
@@ -37,12 +37,12 @@ struct Root final : ViewController {
   }
 };
 
-/// A player on screen, and the remote in front of it.
-struct Sofa {
+/// A player on screen with a remote control.
+struct PlayerOnScreen {
   using Change = std::function<void(sim::MediaScript&)>;
 
-  /// Shows a player whose item has not begun to load.
-  Sofa() {
+  /// The player is on screen and has no playlist.
+  PlayerOnScreen() {
     player->setPlaybackDelegate(delegate);
     root->addChild(controller);
     root->view()->addSubview(controller->view());
@@ -61,7 +61,7 @@ struct Sofa {
         std::make_shared<TVSPlaylist>(std::vector<std::shared_ptr<TVSMediaItem>>{item}, 0, false));
     box.run();
   }
-  /// Loads for a moment, then plays, until the bar has gone.
+  /// Loads an item and plays until the transport bar is hidden. The position is then 500.
   void play(const Change& change = {}) {
     load(change);
     box.advance(seconds(6));
@@ -70,8 +70,8 @@ struct Sofa {
     box.advance(seconds(6));
     delegate->asked.clear();
   }
-  /// "right" presses, "~down" swipes, "right@2500" holds for so many milliseconds, "600" lets them
-  /// pass.
+  /// "right" presses a button, "~down" swipes, "right@2500" holds a button for 2500 ms, "600" waits
+  /// for 600 ms.
   void act(const std::string& actions) {
     std::istringstream stream(actions);
     for (std::string action; stream >> action;) {
@@ -93,7 +93,7 @@ struct Sofa {
     box.run();
   }
 
-  /// What a person sees, in words, from what lies behind to what lies in front.
+  /// Describes the visible elements, back to front.
   std::string seen() const {
     if (!controller->parent()) return "left";
     std::string text;
@@ -163,42 +163,42 @@ struct Step {
 
 struct Case {
   const char* name;
-  Sofa::Change media;
+  PlayerOnScreen::Change media;
   std::vector<Step> steps;
 };
 
-void run(Sofa& sofa, const Case& the) {
-  SCOPED_TRACE(the.name);
-  for (const auto& step : the.steps) {
-    sofa.act(step.actions);
-    EXPECT_EQ(sofa.seen(), step.seen) << step.actions;
-    EXPECT_EQ(std::exchange(sofa.delegate->asked, {}), step.asked) << step.actions;
+void run(PlayerOnScreen& screen, const Case& test) {
+  SCOPED_TRACE(test.name);
+  for (const auto& step : test.steps) {
+    screen.act(step.actions);
+    EXPECT_EQ(screen.seen(), step.seen) << step.actions;
+    EXPECT_EQ(std::exchange(screen.delegate->asked, {}), step.asked) << step.actions;
   }
 }
 
-TEST(VideoPlayerViewControllerTest, KeyPaths) {
+TEST(VideoPlayerViewControllerTest, ButtonsAndSwipes) {
   const Case cases[] = {
       {"one press seeks",
        {},
        {{"right", "playing 510 large +10 s", "seek 510"},
         {"1000", "playing 511"},
         {"left", "playing 501 large −10 s", "seek 501"}}},
-      {"presses pile up to one place, in longer and longer steps",
+      {"quick presses add up to one seek with growing steps",
        {},
        {{"right right right", "playing 550 large +50 s", "seek 510"},
         {"right right right", "playing 700 large +200 s"},
         {"300", "playing 700 large +200 s", "seek 700"},
         {"left", "playing 690 large −10 s"},
         {"select", "Paused 690", "seek 690, pause"}}},
-      {"nobody falls out of the end",
+      {"skips stop before the end",
        {},
        {{"right right right right right right right right right right right right right 300",
          "playing 998 large +498 s", "seek 510, seek 998"},
         {"playpause 2000 right", "Paused 998 large", "pause, seek 998"}}},
-      {"nor of the beginning",
+      {"a backward scan stops at the beginning",
        {},
        {{"left@9000 30000", "playing 3", "seek 490, scan -2, scan -4, scan -8, scan -16"}}},
-      {"holding scans, faster and faster, until another button",
+      {"a held button scans with growing rate until another button is pressed",
        {},
        {{"right@500", "scan2 511 large", "seek 510, scan 2"},
         {"right@4000", "scan16 535 large", "scan 4, scan 8, scan 16"},
@@ -206,10 +206,10 @@ TEST(VideoPlayerViewControllerTest, KeyPaths) {
         {"left", "scan-2 695 large", "scan -2"},
         {"playpause", "playing 695", "scan 1"},
         {"playpause", "Paused 695", "pause"}}},
-      {"back ends a scan",
+      {"menu ends a scan",
        {},
        {{"left@400 menu", "playing 490", "seek 490, scan -2, scan 1"}, {"menu", "picture"}}},
-      {"the panel, then back stays",
+      {"menu closes the option panel",
        {},
        {{"down",
          "Audio: <English – Stereo*> English – Surround German; "
@@ -226,10 +226,10 @@ TEST(VideoPlayerViewControllerTest, KeyPaths) {
         {"menu", "picture"},
         {"select", "Paused 510", "pause"},
         {"~down menu", "Paused 510"}}},
-      {"back hides the bar that was called, then leaves",
+      {"menu hides the bar shown by a button, then dismisses",
        {},
        {{"up", "playing 500"}, {"menu", "picture"}, {"menu", "left"}}},
-      {"back leaves at once where the bar stays", {}, {{"select menu", "left", "pause"}}},
+      {"menu dismisses at once while paused", {}, {{"select menu", "left", "pause"}}},
       {"a live stream",
        [](sim::MediaScript& script) { script.liveWindow = 600; },
        {{"up", "playing 500 LIVE <live>"},
@@ -240,20 +240,20 @@ TEST(VideoPlayerViewControllerTest, KeyPaths) {
       {"swipes skip", {}, {{"~right ~left 300", "playing 500 large −10 s", "seek 510, seek 500"}}},
   };
   for (const auto& each : cases) {
-    Sofa sofa;
-    sofa.play([&](sim::MediaScript& script) {
+    PlayerOnScreen screen;
+    screen.play([&](sim::MediaScript& script) {
       addOptions(script);
       if (each.media) each.media(script);
     });
-    run(sofa, each);
+    run(screen, each);
   }
 }
 
-TEST(VideoPlayerViewControllerTest, FromTheFirstLoadOn) {
+TEST(VideoPlayerViewControllerTest, BarAndSpinnerWhileLoading) {
   const auto slow = [](sim::MediaScript& script) { script.loadDelay = 1; };
   const Case cases[] = {
-      {"the bar stays until it plays for five seconds; a stall tells at once how full the buffer "
-       "is",
+      {"the bar hides after five seconds of playback; a stall shows the buffering percentage at "
+       "once",
        [](sim::MediaScript& script) {
          script.loadDelay = 0.3;
          script.stalls = {{20, 60}};
@@ -267,7 +267,7 @@ TEST(VideoPlayerViewControllerTest, FromTheFirstLoadOn) {
         {"1", "loading 20"},
         {"400", "loading 20 spinner0%"},
         {"66600", "picture"}}},
-      {"the spinner comes late, and later tells how full the buffer is",
+      {"the spinner of the first load appears after 0.4 s and shows the percentage after 2 s",
        [](sim::MediaScript& script) {
          script.loadDelay = 3;
          script.buffering = {{0.2, 20}, {2.5, 60}};
@@ -278,34 +278,34 @@ TEST(VideoPlayerViewControllerTest, FromTheFirstLoadOn) {
         {"1", "loading 0 spinner20%"},
         {"500", "loading 0 spinner60%"},
         {"500", "playing 0"}}},
-      {"pause while it loads", slow, {{"playpause right 2000", "Paused 0", "pause"}}},
-      {"and taken back",
+      {"pause while loading", slow, {{"playpause right 2000", "Paused 0", "pause"}}},
+      {"pause and play while loading",
        slow,
        {{"playpause right playpause right 2000", "playing 1", "pause, play"}}},
-      {"and once more",
+      {"pause, play and pause while loading",
        slow,
        {{"playpause playpause playpause right 2000", "Paused 0", "pause, play, pause"}}},
   };
   for (const auto& each : cases) {
-    Sofa sofa;
-    EXPECT_EQ(sofa.seen(), "picture");
-    sofa.load(each.media);
-    run(sofa, each);
-    EXPECT_EQ(sofa.fixture.shown<VideoElement>()->output, sofa.player->videoOutput());
-    // Nothing wakes for a bar that nobody sees: the item's end is the next thing to happen.
-    if (sofa.seen() != "picture") continue;
-    EXPECT_GT(*sofa.box.mainQueue().nextDeadline() - sofa.box.clock().now(), seconds(900));
+    PlayerOnScreen screen;
+    EXPECT_EQ(screen.seen(), "picture");
+    screen.load(each.media);
+    run(screen, each);
+    EXPECT_EQ(screen.fixture.shown<VideoElement>()->output, screen.player->videoOutput());
+    // A hidden bar has no timers; the next one is for the end of the item.
+    if (screen.seen() != "picture") continue;
+    EXPECT_GT(*screen.box.mainQueue().nextDeadline() - screen.box.clock().now(), seconds(900));
   }
 }
 
-TEST(VideoPlayerViewControllerTest, BarTellsWhatPlays) {
-  Sofa sofa;
-  sofa.load([](sim::MediaScript& script) {
+TEST(VideoPlayerViewControllerTest, BarShowsTitleDurationChaptersAndLoadedRanges) {
+  PlayerOnScreen screen;
+  screen.load([](sim::MediaScript& script) {
     script.duration = 200;
     script.chapters = {{0, "One"}, {50, "Two"}, {100, "Three"}, {200, "Behind the end"}};
   });
-  sofa.act("200");
-  const auto bar = sofa.fixture.shown<TransportBarElement>().value();
+  screen.act("200");
+  const auto bar = screen.fixture.shown<TransportBarElement>().value();
   EXPECT_EQ(bar.title, "Film");
   EXPECT_EQ(bar.duration, 200);
   EXPECT_EQ(bar.chapters, (std::vector<double>{0.25, 0.5}));
@@ -314,7 +314,7 @@ TEST(VideoPlayerViewControllerTest, BarTellsWhatPlays) {
   EXPECT_LE(bar.loaded[0].second, 1);
 }
 
-TEST(VideoPlayerViewControllerTest, FailuresAndTheEndAreTold) {
+TEST(VideoPlayerViewControllerTest, ShowsMessagesForFailuresAndTheEnd) {
   const auto error = [](std::string_view domain, auto code) {
     return Error{std::string(domain), static_cast<std::int64_t>(code), "Details", {}, {}};
   };
@@ -329,52 +329,52 @@ TEST(VideoPlayerViewControllerTest, FailuresAndTheEndAreTold) {
       {error(kMediaErrorDomain, MediaErrorCode::ContentNotAuthorized), texts.failures.notAllowed},
       {error(kMediaErrorDomain, MediaErrorCode::DecodeFailed), texts.failures.failed},
       {Error::status(404), texts.failures.failed}};
-  Sofa sofa;
+  PlayerOnScreen screen;
   for (const auto& [failure, sentence] : cases) {
-    sofa.load([&, what = failure](sim::MediaScript& script) { script.loadFailure = what; });
-    sofa.act("1000");
-    EXPECT_EQ(sofa.seen(), sentence + " / " + texts.retryHint);
+    screen.load([&, what = failure](sim::MediaScript& script) { script.loadFailure = what; });
+    screen.act("1000");
+    EXPECT_EQ(screen.seen(), sentence + " / " + texts.retryHint);
   }
-  // One that fails before it is on screen.
-  const auto late = std::make_shared<VideoPlayerViewController>(sofa.player, false);
-  sofa.root->view()->addSubview(late->view());
-  sofa.controller->view()->setHidden(true);
-  sofa.act("0");
-  EXPECT_EQ(sofa.fixture.shown<MessageElement>().value().text, texts.failures.failed);
+  // A controller that is loaded after the failure.
+  const auto late = std::make_shared<VideoPlayerViewController>(screen.player, false);
+  screen.root->view()->addSubview(late->view());
+  screen.controller->view()->setHidden(true);
+  screen.act("0");
+  EXPECT_EQ(screen.fixture.shown<MessageElement>().value().text, texts.failures.failed);
   late->view()->removeFromSuperview();
-  sofa.controller->view()->setHidden(false);
+  screen.controller->view()->setHidden(false);
   PlayerTexts others;
   others.failures.failed = "Kaputt.";
-  sofa.controller->setTexts(others);
-  sofa.act("0");
-  EXPECT_TRUE(sofa.seen().starts_with("Kaputt."));
+  screen.controller->setTexts(others);
+  screen.act("0");
+  EXPECT_TRUE(screen.seen().starts_with("Kaputt."));
 
-  // What was missing is there now.
-  sofa.box.mediaLibrary().add("http://a/v", {.duration = 10});
-  sofa.act("select 200");
-  EXPECT_EQ(sofa.seen(), "playing 0");
-  sofa.act("10899");
-  EXPECT_EQ(sofa.seen(), "picture");
-  sofa.act("1");
-  EXPECT_EQ(sofa.seen(), texts.ended + " / " + texts.replayHint);
+  // Play retries, now with existing media.
+  screen.box.mediaLibrary().add("http://a/v", {.duration = 10});
+  screen.act("select 200");
+  EXPECT_EQ(screen.seen(), "playing 0");
+  screen.act("10899");
+  EXPECT_EQ(screen.seen(), "picture");
+  screen.act("1");
+  EXPECT_EQ(screen.seen(), texts.ended + " / " + texts.replayHint);
 }
 
-TEST(VideoPlayerViewControllerTest, TakenAwayItInvalidatesThePlayerIfItIsTo) {
-  Sofa sofa;
-  const auto other = std::make_shared<VideoPlayerViewController>(sofa.player, false);
-  sofa.root->addChild(other);
-  other->didMoveToParent(sofa.root.get());
+TEST(VideoPlayerViewControllerTest, InvalidatesThePlayerAfterRemovalIfRequested) {
+  PlayerOnScreen screen;
+  const auto other = std::make_shared<VideoPlayerViewController>(screen.player, false);
+  screen.root->addChild(other);
+  other->didMoveToParent(screen.root.get());
   other->removeFromParent();
-  EXPECT_TRUE(sofa.player->hasQueuePlayer());
+  EXPECT_TRUE(screen.player->hasQueuePlayer());
 
-  sofa.play(addOptions);
-  sofa.act("down");
-  sofa.controller->dismiss();
-  EXPECT_EQ(sofa.controller->view()->superview(), nullptr);
-  EXPECT_FALSE(sofa.player->hasQueuePlayer());
-  sofa.box.advance(seconds(60));
-  EXPECT_FALSE(sofa.fixture.shown<VideoElement>());
-  EXPECT_FALSE(sofa.box.mainQueue().nextDeadline());
+  screen.play(addOptions);
+  screen.act("down");
+  screen.controller->dismiss();
+  EXPECT_EQ(screen.controller->view()->superview(), nullptr);
+  EXPECT_FALSE(screen.player->hasQueuePlayer());
+  screen.box.advance(seconds(60));
+  EXPECT_FALSE(screen.fixture.shown<VideoElement>());
+  EXPECT_FALSE(screen.box.mainQueue().nextDeadline());
 }
 
 }  // namespace

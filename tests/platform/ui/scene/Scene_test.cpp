@@ -18,7 +18,7 @@ TEST(Scene, AnimatedAlphaEasesBetweenItsEnds) {
   EXPECT_FLOAT_EQ(at(500), 0.6F);
   EXPECT_FLOAT_EQ(at(1000), 1);
   EXPECT_FLOAT_EQ(at(9000), 1);
-  // Slow at both ends, fast in the middle, never backwards.
+  // Slow at both ends, fast in the middle, monotonic.
   EXPECT_LT(at(100) - at(0), at(550) - at(450));
   EXPECT_LT(at(1000) - at(900), at(550) - at(450));
   for (int t = 0; t < 1000; t += 50) EXPECT_LT(at(t), at(t + 50)) << t;

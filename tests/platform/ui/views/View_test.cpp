@@ -107,7 +107,7 @@ TEST(View, AnimationCompletesOnce) {
   box.advance(milliseconds(1));
   EXPECT_EQ(trace, "a");
 
-  // A replaced animation is over on the next turn, and the new one starts from what is seen.
+  // A replaced animation completes in the next turn. The new one starts from the current opacity.
   animate(0, 300, 'b');
   box.advance(milliseconds(150));
   animate(1, 300, 'c');
@@ -117,7 +117,7 @@ TEST(View, AnimationCompletesOnce) {
   EXPECT_EQ(trace, "ab");
   box.advance(milliseconds(100));
   animate(0, 300, 'd');
-  box.advance(milliseconds(250));  // the end of the replaced ones does not cut it short
+  box.advance(milliseconds(250));  // the timers of replaced animations do not end it
   EXPECT_EQ(trace, "abc");
   EXPECT_GT(view->animatedAlpha().at(box.clock().now()), 0);
   view->setAlpha(0.25F);
@@ -125,7 +125,7 @@ TEST(View, AnimationCompletesOnce) {
   EXPECT_EQ(trace, "abcd");
   EXPECT_EQ(view->animatedAlpha(), AnimatedAlpha::constant(0.25F));
 
-  // Without a duration too it is not called from inside; and it comes when the view has died.
+  // Completions are asynchronous even without a duration, and are called for a destroyed view.
   animate(1, 0, 'e');
   EXPECT_EQ(trace, "abcd");
   box.run();

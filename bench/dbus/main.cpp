@@ -1,12 +1,12 @@
-// Measures the door from outside, as a receiver service sees it. One measurement a run; results go
-// to stdout as `name=value` lines, times in microseconds.
+// Measures receiver calls over D-Bus like a receiver service. One measurement for each run. Prints
+// `name=value` lines to stdout; times are in microseconds.
 //
-//   vorlane-door-bench bare N                      a socket round trip with a receiver call's hops
-//   vorlane-door-bench property SOCKET PROPERTY N  reads of a property
-//   vorlane-door-bench play SOCKET URL N           start-video to "playing", stop, N times
-//   vorlane-door-bench events SOCKET URL N         pause, resume and rate to their events
-//   vorlane-door-bench seek SOCKET N               seeks in what plays, until it plays on
-//   vorlane-door-bench connect SOCKET              until the first call is answered
+//   vorlane-dbus-bench bare N                      socket round trip with a hop to another thread
+//   vorlane-dbus-bench property SOCKET PROPERTY N  read a property
+//   vorlane-dbus-bench play SOCKET URL N           start until "playing", and stop
+//   vorlane-dbus-bench events SOCKET URL N         pause and resume until their events
+//   vorlane-dbus-bench seek SOCKET N               seek during playback until the position moves
+//   vorlane-dbus-bench connect SOCKET              connect and make one call
 
 #include <algorithm>
 #include <array>
@@ -50,23 +50,24 @@ int check(int result, const char* what) {
   return result;
 }
 
-/// A connection to the door.
-class Door {
+/// A connection to the receiver socket.
+class Connection {
  public:
-  explicit Door(const std::string& socket) {
+  explicit Connection(const std::string& socket) {
     check(sd_bus_new(&_bus), "new");
     check(sd_bus_set_address(_bus, ("unix:path=" + socket).c_str()), "address");
     check(sd_bus_set_bus_client(_bus, 0), "client");
     check(sd_bus_start(_bus), "start");
-    check(sd_bus_add_match(_bus, nullptr, "type='signal',member='Event'", &Door::_heard, this),
+    check(sd_bus_add_match(_bus, nullptr, "type='signal',member='Event'", &Connection::_received,
+                           this),
           "match");
   }
-  ~Door() { sd_bus_close_unref(_bus); }
-  Door(const Door&) = delete;
-  Door& operator=(const Door&) = delete;
+  ~Connection() { sd_bus_close_unref(_bus); }
+  Connection(const Connection&) = delete;
+  Connection& operator=(const Connection&) = delete;
 
   using Part = std::function<void(sd_bus_message*)>;
-  /// `fill` appends the arguments; `read` takes what follows the status of the answer.
+  /// `fill` appends the arguments. `read` reads the reply after its status.
   int call(const char* method, const Part& fill, const Part& read = nullptr) {
     sd_bus_message* request = nullptr;
     sd_bus_message* reply = nullptr;
@@ -83,7 +84,7 @@ class Door {
     return status;
   }
 
-  /// Until an event of that name that has come since the last forget().
+  /// Waits for an event, unless it was received since the last clearEvents().
   void waitFor(const std::string& name) {
     const auto deadline = Clock::now() + std::chrono::seconds(30);
     while (std::find(_events.begin(), _events.end(), name) == _events.end()) {
@@ -92,13 +93,13 @@ class Door {
         check(sd_bus_wait(_bus, 1'000'000), "wait");
     }
   }
-  void forget() { _events.clear(); }
+  void clearEvents() { _events.clear(); }
 
  private:
-  static int _heard(sd_bus_message* message, void* self, sd_bus_error*) {
+  static int _received(sd_bus_message* message, void* self, sd_bus_error*) {
     const char* name = nullptr;
     if (sd_bus_message_read(message, "s", &name) >= 0)
-      static_cast<Door*>(self)->_events.emplace_back(name);
+      static_cast<Connection*>(self)->_events.emplace_back(name);
     return 0;
   }
 
@@ -106,30 +107,30 @@ class Door {
   std::vector<std::string> _events;
 };
 
-void getProperty(Door& door, const char* property, const Door::Part& read = nullptr) {
+void getProperty(Connection& bus, const char* property, const Connection::Part& read = nullptr) {
   const auto fill = [&](sd_bus_message* m) {
     check(sd_bus_message_append(m, "s", property), "append");
     check(sd_bus_message_append(m, "av", 0), "append");
   };
-  door.call("GetProperty", fill, read);
+  bus.call("GetProperty", fill, read);
 }
 
-int startVideo(Door& door, const std::string& url, std::uint32_t session) {
-  return door.call("StartVideo", [&](sd_bus_message* m) {
+int startVideo(Connection& bus, const std::string& url, std::uint32_t session) {
+  return bus.call("StartVideo", [&](sd_bus_message* m) {
     check(sd_bus_message_append(m, "a{sv}", 2, "Content-Location", "s", url.c_str(), "sessionID",
                                 "u", session),
           "append");
   });
 }
 
-void stopVideo(Door& door, std::uint32_t session) {
-  door.call("StopVideo", [&](sd_bus_message* m) {
+void stopVideo(Connection& bus, std::uint32_t session) {
+  bus.call("StopVideo", [&](sd_bus_message* m) {
     check(sd_bus_message_append(m, "a{sv}", 1, "sessionID", "u", session), "append");
   });
 }
 
-void setProperty(Door& door, const char* property, double value) {
-  door.call("SetProperty", [&](sd_bus_message* m) {
+void setProperty(Connection& bus, const char* property, double value) {
+  bus.call("SetProperty", [&](sd_bus_message* m) {
     check(sd_bus_message_append(m, "s", property), "append");
     check(sd_bus_message_append(m, "av", 0), "append");
     check(sd_bus_message_append(m, "v", "d", value), "append");
@@ -164,8 +165,8 @@ std::vector<double> measure(int count, const std::function<void()>& body) {
   return times;
 }
 
-// The bare round trip: client process, socket, a thread that reads, a hop to another thread and
-// back, and the answer. Messages have the size of a property read and its reply.
+// The minimal round trip: a message over a socket to a thread of another process, a hop to a second
+// thread and back, and the reply. The messages have the sizes of a property read.
 constexpr std::size_t kRequestSize = 200;
 constexpr std::size_t kReplySize = 700;
 
@@ -216,19 +217,19 @@ void bare(int count) {
   waitpid(child, nullptr, 0);
 }
 
-void play(Door& door, const std::string& url, int count) {
+void play(Connection& bus, const std::string& url, int count) {
   std::vector<double> started;
   std::vector<double> stopped;
   for (int i = 0; i < count; ++i) {
-    door.forget();
+    bus.clearEvents();
     const auto session = static_cast<std::uint32_t>(1000 + i);
     const auto began = Clock::now();
-    if (const int status = startVideo(door, url, session))
+    if (const int status = startVideo(bus, url, session))
       throw std::runtime_error("status " + std::to_string(status));
-    door.waitFor("playing");
+    bus.waitFor("playing");
     started.push_back(microseconds(Clock::now() - began));
     const auto ended = Clock::now();
-    stopVideo(door, session);
+    stopVideo(bus, session);
     stopped.push_back(microseconds(Clock::now() - ended));
   }
   std::printf("first=%.1f\n", started.front());
@@ -236,39 +237,39 @@ void play(Door& door, const std::string& url, int count) {
   print("stop", stopped);
 }
 
-void events(Door& door, const std::string& url, int count) {
-  if (startVideo(door, url, 1) != 0) throw std::runtime_error("start");
-  door.waitFor("playing");
+void events(Connection& bus, const std::string& url, int count) {
+  if (startVideo(bus, url, 1) != 0) throw std::runtime_error("start");
+  bus.waitFor("playing");
   std::vector<double> paused;
   std::vector<double> resumed;
   const auto timed = [&](std::vector<double>& times, double rate, const char* event) {
-    door.forget();
+    bus.clearEvents();
     const auto began = Clock::now();
-    setProperty(door, "rate", rate);
-    door.waitFor(event);
+    setProperty(bus, "rate", rate);
+    bus.waitFor(event);
     times.push_back(microseconds(Clock::now() - began));
   };
   for (int i = 0; i < count; ++i) {
     timed(paused, 0, "paused");
     timed(resumed, 1, "playing");
   }
-  stopVideo(door, 1);
+  stopVideo(bus, 1);
   print("paused", paused);
   print("resumed", resumed);
 }
 
-void seek(Door& door, int count) {
+void seek(Connection& bus, int count) {
   constexpr auto kBetweenLooks = std::chrono::milliseconds(2);
   std::vector<double> times;
   for (int i = 0; i < count; ++i) {
     const double destination = 0.5 + 0.25 * (i * 37 % 60);
     const auto began = Clock::now();
-    setProperty(door, "position", destination);
-    // No event tells: the position is the destination until it has been reached.
+    setProperty(bus, "position", destination);
+    // There is no event. The position is constant until the seek is complete.
     for (double position = destination; position == destination;) {
       if (Clock::now() - began > std::chrono::seconds(30)) throw std::runtime_error("no seek");
       std::this_thread::sleep_for(kBetweenLooks);
-      getProperty(door, "playbackInfo", [&](sd_bus_message* m) { position = positionOf(m); });
+      getProperty(bus, "playbackInfo", [&](sd_bus_message* m) { position = positionOf(m); });
     }
     times.push_back(microseconds(Clock::now() - began));
   }
@@ -282,23 +283,23 @@ int run(const std::vector<std::string>& arguments) {
   if (is("bare", 1)) {
     bare(std::stoi(arguments[1]));
   } else if (is("property", 3)) {
-    Door door(arguments[1]);
+    Connection bus(arguments[1]);
     print("property",
-          measure(std::stoi(arguments[3]), [&] { getProperty(door, arguments[2].c_str()); }));
+          measure(std::stoi(arguments[3]), [&] { getProperty(bus, arguments[2].c_str()); }));
   } else if (is("play", 3)) {
-    Door door(arguments[1]);
-    play(door, arguments[2], std::stoi(arguments[3]));
+    Connection bus(arguments[1]);
+    play(bus, arguments[2], std::stoi(arguments[3]));
   } else if (is("events", 3)) {
-    Door door(arguments[1]);
-    events(door, arguments[2], std::stoi(arguments[3]));
+    Connection bus(arguments[1]);
+    events(bus, arguments[2], std::stoi(arguments[3]));
   } else if (is("seek", 2)) {
-    Door door(arguments[1]);
-    seek(door, std::stoi(arguments[2]));
+    Connection bus(arguments[1]);
+    seek(bus, std::stoi(arguments[2]));
   } else if (is("connect", 1)) {
-    Door door(arguments[1]);
-    getProperty(door, "playbackInfo");
+    Connection bus(arguments[1]);
+    getProperty(bus, "playbackInfo");
   } else {
-    std::fprintf(stderr, "usage: see bench/door/main.cpp\n");
+    std::fprintf(stderr, "usage: see bench/dbus/main.cpp\n");
     return 2;
   }
   return 0;
@@ -310,7 +311,7 @@ int main(int argc, char** argv) {
   try {
     return run({argv + 1, argv + argc});
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "vorlane-door-bench: %s\n", error.what());
+    std::fprintf(stderr, "vorlane-dbus-bench: %s\n", error.what());
     return 1;
   }
 }

@@ -10,30 +10,26 @@
 
 namespace platform {
 
-/// Makes the press and the repeats of a button of which only the way down and the way up are told,
-/// such as a game controller's. Keyboards make theirs themselves.
+/// Generates automatic repeats for devices that report only button down and up, such as game
+/// controllers. Keyboards generate their own repeats.
 ///
-/// One button at a time: the next one ends the repeats of the last. A timer runs only while one is
-/// down.
+/// Only one button repeats at a time: a new one replaces the last.
 ///
-/// Threads: main, the sink too. Lifetime: the sink is not called after destruction, and may destroy
-/// this; the main queue outlives it.
-class HeldButton {
+/// Threads: main. Lifetime: the sink may destroy this object. The main queue must outlive it.
+class ButtonRepeater {
  public:
-  /// From the press to the first repeat, and from one repeat to the next.
+  /// From the press to the first repeat, and between repeats.
   static constexpr Duration kDelay = std::chrono::milliseconds(400);
   static constexpr Duration kInterval = std::chrono::milliseconds(100);
 
-  HeldButton(MainQueue& mainQueue, std::function<void(const InputEvent&)> sink);
+  ButtonRepeater(MainQueue& mainQueue, std::function<void(const InputEvent&)> sink);
 
-  /// Presses the button at once.
+  /// Emits a press and starts the repeats.
   void down(PressType button);
-  /// It comes up. Nothing to do unless it is the one that is down.
+  /// Stops the repeats of `button`. Other buttons are not affected.
   void up(PressType button);
-  /// Down, and up by itself after `length`.
   void hold(PressType button, Duration length);
-  /// Whatever is down comes up.
-  void letGo();
+  void release();
 
  private:
   void _press(PressType button);
