@@ -227,7 +227,7 @@ void PresentationSource::select(const streaming::TrackSelection& selection) {
     const std::string before = _setup.playback->selection().video;
     for (const auto& period : presentation->periods)
       for (const auto& track : period.tracks)
-        if (track.id == loaded.audio && track.isWithinPicture) loaded.video = before;
+        if (track.id == loaded.audio && track.isMuxedIntoVideo) loaded.video = before;
   }
   {
     const std::lock_guard lock(_mutex);

@@ -35,14 +35,14 @@ void SenderContentKeys::ask(const Bytes& keyID, Reply reply) {
     return;
   }
   sendRequest("clearkey:" + streaming::base64urlOf(keyID),
-              [weak = weak_from_this(), keyID](const streaming::ContentAnswer& answer) {
+              [weak = weak_from_this(), keyID](const streaming::ContentResponse& answer) {
                 if (const auto self = weak.lock()) self->_settle(keyID, answer);
               });
 }
 
-void SenderContentKeys::_settle(const Bytes& keyID, const streaming::ContentAnswer& answer) {
+void SenderContentKeys::_settle(const Bytes& keyID, const streaming::ContentResponse& answer) {
   std::optional<Bytes> key;
-  if (!answer.error && answer.data) key = streaming::keyOfAnswer(*answer.data, keyID);
+  if (!answer.error && answer.data) key = streaming::keyFromResponse(*answer.data, keyID);
   std::vector<Reply> waiting;
   {
     const std::lock_guard lock(_mutex);

@@ -22,9 +22,9 @@ namespace media {
 class SenderContentKeys final : public ContentKeys,
                                 public std::enable_shared_from_this<SenderContentKeys> {
  public:
-  /// Sends a request to the sender; see streaming::StreamedItem::askForKey().
+  /// Sends a request to the sender; see streaming::StreamedItem::requestKey().
   using Ask = std::function<void(const std::string& url,
-                                 std::function<void(streaming::ContentAnswer)> reply)>;
+                                 std::function<void(streaming::ContentResponse)> reply)>;
   explicit SenderContentKeys(Ask ask) : _sendRequest(std::move(ask)) {}
 
   void ask(const platform::Bytes& keyID, Reply reply) override;
@@ -38,7 +38,7 @@ class SenderContentKeys final : public ContentKeys,
     std::vector<Reply> waiting;
   };
 
-  void _settle(const platform::Bytes& keyID, const streaming::ContentAnswer& answer);
+  void _settle(const platform::Bytes& keyID, const streaming::ContentResponse& answer);
 
   std::mutex _mutex;  // guards the members below
   Ask _sendRequest;   // empty after close()

@@ -11,12 +11,12 @@ namespace {
 std::string_view playbackTypeOf(const streaming::StreamedItem* item,
                                 const platform::MediaFacts& facts) {
   if (facts.live) return platform::kAccessLogPlaybackTypeLive;
-  return item && item->form() == streaming::StreamedItem::Form::Presentation
+  return item && item->kind() == streaming::StreamedItem::Kind::Presentation
              ? platform::kAccessLogPlaybackTypeStream
              : platform::kAccessLogPlaybackTypeFile;
 }
 
-void addTransfers(const streaming::TransferLeg& leg, platform::Dictionary& entry) {
+void addTransfers(const streaming::AccessLogEntry& leg, platform::Dictionary& entry) {
   const streaming::TransferStatistics& transfers = leg.statistics;
   if (!transfers.serverAddress.empty())
     entry.set(platform::kAccessLogServerAddress, transfers.serverAddress);
@@ -43,14 +43,14 @@ void addPlayback(const PlaybackStatistics& before, const PlaybackStatistics& aft
 }  // namespace
 
 platform::Array accessLogEntries(const AccessLogInput& input, const platform::MediaFacts& facts) {
-  const std::vector<streaming::TransferLeg> legs =
-      input.item ? input.item->legs() : std::vector<streaming::TransferLeg>(1);
+  const std::vector<streaming::AccessLogEntry> legs =
+      input.item ? input.item->accessLog() : std::vector<streaming::AccessLogEntry>(1);
   double loaded = 0;
   for (const platform::TimeRange& range : facts.loaded) loaded += range.duration;
   platform::Array entries;
   PlaybackStatistics before;
   for (std::size_t index = 0; index < legs.size(); ++index) {
-    const streaming::TransferLeg& leg = legs[index];
+    const streaming::AccessLogEntry& leg = legs[index];
     const bool isLast = index + 1 == legs.size();
     // The item may report a new leg before the pipeline does.
     const PlaybackStatistics& after =

@@ -128,7 +128,7 @@ void EngineLoad::_observeSubtitleStyles() {
 void EngineLoad::_openItem() {
   _itemRequests = ItemRequests::make(_queue, _setup.load.item);
   streaming::ItemSetup setup = itemSetupOf(*_setup.load.item);
-  setup.ask = _itemRequests->requester();
+  setup.requestContent = _itemRequests->requester();
   _item = _setup.streaming->open(std::move(setup), canDecode);
 }
 

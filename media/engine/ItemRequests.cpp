@@ -13,7 +13,7 @@ namespace {
 constexpr std::size_t kMaxRefusals = 64;
 
 /// The range is also a field of its own, so that items need not parse the header fields.
-platform::Dictionary detailsOf(const streaming::ContentQuestion& question) {
+platform::Dictionary detailsOf(const streaming::ContentRequest& question) {
   platform::Dictionary details;
   details.set(platform::kCustomURLProviderRequestMethodKey, question.method);
   platform::Dictionary headers;
@@ -25,8 +25,8 @@ platform::Dictionary detailsOf(const streaming::ContentQuestion& question) {
   return details;
 }
 
-streaming::ContentAnswer answerOf(const platform::ResourceResponse& response) {
-  streaming::ContentAnswer answer;
+streaming::ContentResponse answerOf(const platform::ResourceResponse& response) {
+  streaming::ContentResponse answer;
   answer.redirectURL = response.redirectURL;
   answer.data = response.data;
   if (!response.response) return answer;
@@ -55,16 +55,16 @@ std::shared_ptr<ItemRequests> ItemRequests::make(platform::MainQueue& queue,
   return std::shared_ptr<ItemRequests>(new ItemRequests(queue, std::move(item)));
 }
 
-std::function<void(streaming::ContentQuestion, ItemRequests::Reply)> ItemRequests::requester() {
+std::function<void(streaming::ContentRequest, ItemRequests::Reply)> ItemRequests::requester() {
   return
-      [&queue = _queue, weak = weak_from_this()](streaming::ContentQuestion question, Reply reply) {
+      [&queue = _queue, weak = weak_from_this()](streaming::ContentRequest question, Reply reply) {
         queue.async([weak, question = std::move(question), reply = std::move(reply)] {
           if (const auto self = weak.lock()) self->_request(question, reply);
         });
       };
 }
 
-void ItemRequests::_request(const streaming::ContentQuestion& question, const Reply& reply) {
+void ItemRequests::_request(const streaming::ContentRequest& question, const Reply& reply) {
   for (const auto& [refused, answer] : _refusals)
     if (refused == question) return reply(answer);
   const auto same = std::find_if(_pending.begin(), _pending.end(),
@@ -76,12 +76,12 @@ void ItemRequests::_request(const streaming::ContentQuestion& question, const Re
   _pending.push_back({question, {reply}});
   const auto completion = [this, question](const platform::ResourceResponse* response,
                                            const platform::Error* error) {
-    streaming::ContentAnswer answer;
+    streaming::ContentResponse answer;
     if (response) answer = answerOf(*response);
     if (error) answer.error = withDescription(*error);
     _complete(question, answer);
   };
-  if (question.kind == streaming::ContentQuestion::Kind::Resource) {
+  if (question.kind == streaming::ContentRequest::Kind::Resource) {
     _requests.load(*_item, question.url, detailsOf(question), completion);
     return;
   }
@@ -93,8 +93,8 @@ void ItemRequests::_request(const streaming::ContentQuestion& question, const Re
   _requests.loadKey(*_item, question.url, detailsOf(question), make, completion);
 }
 
-void ItemRequests::_complete(const streaming::ContentQuestion& question,
-                             const streaming::ContentAnswer& answer) {
+void ItemRequests::_complete(const streaming::ContentRequest& question,
+                             const streaming::ContentResponse& answer) {
   const auto found = std::find_if(_pending.begin(), _pending.end(),
                                   [&](const Pending& each) { return each.question == question; });
   const auto replies = std::move(found->replies);

@@ -26,25 +26,25 @@ class ItemRequests : public std::enable_shared_from_this<ItemRequests> {
   static std::shared_ptr<ItemRequests> make(platform::MainQueue& queue,
                                             std::shared_ptr<TVSMediaItem> item);
 
-  using Reply = std::function<void(streaming::ContentAnswer)>;
+  using Reply = std::function<void(streaming::ContentResponse)>;
   /// Returns a function for streaming::ItemSetup::ask. It holds a weak reference.
-  std::function<void(streaming::ContentQuestion, Reply)> requester();
+  std::function<void(streaming::ContentRequest, Reply)> requester();
 
  private:
   struct Pending {
-    streaming::ContentQuestion question;
+    streaming::ContentRequest question;
     std::vector<Reply> replies;
   };
 
   ItemRequests(platform::MainQueue& queue, std::shared_ptr<TVSMediaItem> item);
-  void _request(const streaming::ContentQuestion& question, const Reply& reply);
-  void _complete(const streaming::ContentQuestion& question,
-                 const streaming::ContentAnswer& answer);
+  void _request(const streaming::ContentRequest& question, const Reply& reply);
+  void _complete(const streaming::ContentRequest& question,
+                 const streaming::ContentResponse& answer);
 
   platform::MainQueue& _queue;
   const std::shared_ptr<TVSMediaItem> _item;
   std::vector<Pending> _pending;
-  std::deque<std::pair<streaming::ContentQuestion, streaming::ContentAnswer>>
+  std::deque<std::pair<streaming::ContentRequest, streaming::ContentResponse>>
       _refusals;  // newest last
   platform::PendingRequests _requests;
 };

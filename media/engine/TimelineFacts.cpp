@@ -33,7 +33,7 @@ void addPresentation(const StreamedItem& item, double position, platform::MediaF
     end = timeline.duration;
   else if (timeline.isLive && !facts.seekable.empty())
     end = facts.seekable.back().start + facts.seekable.back().duration;
-  const auto legs = item.legs();
+  const auto legs = item.accessLog();
   facts.likelyToKeepUpTime =
       timeline.isLoadedToEnd
           ? 0
@@ -81,14 +81,14 @@ std::optional<double> secondsUntilLikelyToKeepUp(const std::vector<TimeRange>& l
 }
 
 void addTimeline(const StreamedItem& item, double position, platform::MediaFacts& facts) {
-  if (item.form() == StreamedItem::Form::Presentation)
+  if (item.kind() == StreamedItem::Kind::Presentation)
     addPresentation(item, position, facts);
   else
     addResource(item, position, facts);
 }
 
 std::optional<double> positionOfDate(const StreamedItem* item, platform::Date date) {
-  if (!item || item->form() != StreamedItem::Form::Presentation || !item->presentation())
+  if (!item || item->kind() != StreamedItem::Kind::Presentation || !item->presentation())
     return std::nullopt;
   return item->presentation()->positionOf(date);
 }

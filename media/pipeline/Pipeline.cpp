@@ -19,7 +19,7 @@ std::shared_ptr<Pipeline> Pipeline::start(const platform::Clock& clock, Pipeline
   // The constructor is private, which make_shared cannot see through.
   std::shared_ptr<Pipeline> pipeline(new Pipeline(clock, std::move(setup)));
   if (const auto& item = pipeline->_load->setup.item)
-    item->whenLegBegins([weak = std::weak_ptr(pipeline)] {
+    item->whenAccessLogEntryStarts([weak = std::weak_ptr(pipeline)] {
       if (const auto playing = weak.lock()) playing->_load->statistics.noteLeg();
     });
   const bool isStarted =

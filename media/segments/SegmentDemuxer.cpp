@@ -188,21 +188,21 @@ bool SegmentDemuxer::_isID3Stream(const AVStream& stream) const {
 void SegmentDemuxer::_reportContent(bool isPieceOver) {
   const auto& representation = _run->newestPiece().representation;
   if (_hasReportedContent || !representation) return;
-  streaming::PieceContent content;
+  streaming::ContainedStreams content;
   bool isUnknown = false;
   for (const AVStream* const stream : _run->container().streams()) {
     const AVMediaType type = stream->codecpar->codec_type;
     if ((stream->disposition & AV_DISPOSITION_ATTACHED_PIC) != 0 || _isID3Stream(*stream)) continue;
-    if (type == AVMEDIA_TYPE_VIDEO) content.hasPicture = true;
-    if (type == AVMEDIA_TYPE_AUDIO) content.hasSound = true;
+    if (type == AVMEDIA_TYPE_VIDEO) content.hasVideo = true;
+    if (type == AVMEDIA_TYPE_AUDIO) content.hasAudio = true;
     if (type == AVMEDIA_TYPE_UNKNOWN) isUnknown = true;
   }
   const bool isComplete = isPieceOver || _run->format() != ContainerFormat::TransportStream;
-  const bool hasBoth = content.hasPicture && content.hasSound;
-  const bool hasOne = content.hasPicture || content.hasSound;
+  const bool hasBoth = content.hasVideo && content.hasAudio;
+  const bool hasOne = content.hasVideo || content.hasAudio;
   if (!hasBoth && (!hasOne || isUnknown || !isComplete)) return;
   _hasReportedContent = true;
-  _setup.reader->noteContent(*representation, content);
+  _setup.reader->setContainedStreams(*representation, content);
 }
 
 void SegmentDemuxer::_chooseStreams() {

@@ -70,8 +70,9 @@ std::unique_ptr<SegmentRun> SegmentRun::open(const TrackPiece& piece, Setup setu
   const bool isIndexAtEnd =
       format == ContainerFormat::MP4 && !piece.initialization && isIndexLast(*piece.media, gate);
   const bool isSeekable = piece.media->isLong() && piece.media->isSeekable();
-  if (isSeekable && piece.sought && *piece.sought > piece.segment.start + kMinSeekSeconds)
-    self->_seekTarget = piece.sought;
+  if (isSeekable && piece.seekPosition &&
+      *piece.seekPosition > piece.segment.start + kMinSeekSeconds)
+    self->_seekTarget = piece.seekPosition;
   if (isIndexAtEnd || self->_seekTarget) {
     if (!isSeekable && !piece.media->waitUntilComplete(gate)) return nullptr;
     self->_input.setSeekable();

@@ -12,7 +12,7 @@
 namespace media {
 namespace {
 
-using streaming::TextForm;
+using streaming::TextFormat;
 using streaming::TrackPiece;
 
 constexpr std::uint64_t kMaxTextBytes = std::uint64_t{16} << 20;
@@ -98,7 +98,7 @@ std::optional<double> TextSegments::_offsetFor(const TrackPiece& piece) const {
 TextSegments::Document TextSegments::_documentOf(const TrackPiece& piece, std::string_view bytes) {
   Document document;
   // HLS playlists do not declare texts in MP4; they have an initialization segment.
-  if (piece.representation->textForm == TextForm::MP4 || piece.initialization) {
+  if (piece.representation->textFormat == TextFormat::MP4 || piece.initialization) {
     document.cues = _readSamples(piece);
     return document;
   }

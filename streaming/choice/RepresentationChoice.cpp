@@ -14,23 +14,23 @@ constexpr double kStayShare = 0.95;
 /// An empty buffer reduces the throughput by this share of its deviation, but at most by this share
 /// of the throughput.
 constexpr double kDeviationWeight = 0.5;
-constexpr double kMostTakenOff = 0.4;
+constexpr double kMaxReduction = 0.4;
 /// Buffer levels, as shares of the target.
-constexpr double kRiseAhead = 0.3;
-constexpr double kFullAhead = 0.7;
-constexpr double kFallAhead = 0.4;
+constexpr double kRiseBuffer = 0.3;
+constexpr double kFullBuffer = 0.7;
+constexpr double kFallBuffer = 0.4;
 /// There is no switch up within these seconds after the start, because the viewer would notice it.
-constexpr double kQuietSeconds = 2;
+constexpr double kNoRiseSeconds = 2;
 /// Seconds that must remain buffered when the next segment has arrived.
-constexpr double kLeftAhead = 4;
+constexpr double kMinBuffer = 4;
 
 double steadyThroughput(const ChoiceInput& input) {
   double measured = input.throughput.value_or(kUnknownThroughput);
   const double filled = std::clamp(input.ahead / input.target, 0.0, 1.0);
   // A full buffer allows faster reactions: the fast average counts more, the deviation less.
   if (input.recent) measured += filled * (*input.recent - measured);
-  const double takenOff = std::min(kDeviationWeight * input.deviation, kMostTakenOff * measured);
-  return std::max(0.0, measured - (1 - filled) * takenOff - input.otherBandwidth);
+  const double reduction = std::min(kDeviationWeight * input.deviation, kMaxReduction * measured);
+  return std::max(0.0, measured - (1 - filled) * reduction - input.otherBandwidth);
 }
 
 /// The index of the largest option up to `most` that fits into `bitrate`.
@@ -69,12 +69,12 @@ std::size_t chooseRepresentation(const ChoiceInput& input) {
     // The buffer level when the next segment has arrived at the current throughput.
     const double left = throughput > 0 ? input.ahead - input.segmentDuration * needed / throughput
                                        : -input.segmentDuration;
-    const bool isBorne = left >= kLeftAhead && input.ahead >= kFallAhead * input.target;
-    if (isBorne) return current;
+    const bool bufferSuffices = left >= kMinBuffer && input.ahead >= kFallBuffer * input.target;
+    if (bufferSuffices) return current;
     return std::min(current, largestWithin(input, most, kRiseShare * throughput));
   }
-  if (input.sinceStart < kQuietSeconds || input.ahead < kRiseAhead * input.target) return current;
-  const double share = input.ahead >= kFullAhead * input.target ? kStayShare : kRiseShare;
+  if (input.sinceStart < kNoRiseSeconds || input.ahead < kRiseBuffer * input.target) return current;
+  const double share = input.ahead >= kFullBuffer * input.target ? kStayShare : kRiseShare;
   return std::max(current, largestWithin(input, most, share * throughput));
 }
 

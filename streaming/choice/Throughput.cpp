@@ -6,13 +6,13 @@
 namespace streaming {
 namespace {
 
-constexpr std::uint64_t kLeastBytes = std::uint64_t{32} * 1024;
+constexpr std::uint64_t kMinBytes = std::uint64_t{32} * 1024;
 // Half-lives of the moving averages, in seconds of transfer.
 constexpr double kFastHalfLife = 3;
 constexpr double kSlowHalfLife = 8;
-constexpr double kLeastSeconds = 1e-4;
+constexpr double kMinSeconds = 1e-4;
 // Limits the weight of one long transfer.
-constexpr double kMostWeight = 20;
+constexpr double kMaxWeight = 20;
 
 }  // namespace
 
@@ -23,21 +23,21 @@ void Throughput::Average::add(double value, double seconds, double halfLife) {
 }
 
 void Throughput::add(std::uint64_t bytes, double seconds) {
-  _gatheredBytes += bytes;
-  _gatheredSeconds += std::max(seconds, 0.0);
-  if (_gatheredBytes < kLeastBytes) return;
-  const double elapsed = std::max(_gatheredSeconds, kLeastSeconds);
-  const double bitrate = static_cast<double>(_gatheredBytes) * 8 / elapsed;
-  const double weight = std::min(elapsed, kMostWeight);
+  _pendingBytes += bytes;
+  _pendingSeconds += std::max(seconds, 0.0);
+  if (_pendingBytes < kMinBytes) return;
+  const double elapsed = std::max(_pendingSeconds, kMinSeconds);
+  const double bitrate = static_cast<double>(_pendingBytes) * 8 / elapsed;
+  const double weight = std::min(elapsed, kMaxWeight);
   _fast.add(bitrate, weight, kFastHalfLife);
   _slow.add(bitrate, weight, kSlowHalfLife);
   _square.add(bitrate * bitrate, weight, kSlowHalfLife);
-  _gatheredBytes = 0;
-  _gatheredSeconds = 0;
+  _pendingBytes = 0;
+  _pendingSeconds = 0;
 }
 
 std::optional<double> Throughput::estimate() const {
-  if (_fast.weight <= 0) return _remembered;
+  if (_fast.weight <= 0) return _initialEstimate;
   return std::min(_fast.mean(), _slow.mean());
 }
 
@@ -51,6 +51,6 @@ double Throughput::deviation() const {
   return std::sqrt(std::max(0.0, _square.mean() - mean * mean));
 }
 
-void Throughput::remember(double bitrate) { _remembered = bitrate; }
+void Throughput::setInitialEstimate(double bitrate) { _initialEstimate = bitrate; }
 
 }  // namespace streaming

@@ -21,7 +21,7 @@ class Throughput {
   /// The standard deviation in bits per second.
   double deviation() const;
   /// Sets an estimate that is used until the first measurement.
-  void remember(double bitrate);
+  void setInitialEstimate(double bitrate);
 
  private:
   struct Average {
@@ -34,9 +34,9 @@ class Throughput {
   Average _fast;
   Average _slow;
   Average _square;
-  std::uint64_t _gatheredBytes = 0;
-  double _gatheredSeconds = 0;
-  std::optional<double> _remembered;
+  std::uint64_t _pendingBytes = 0;
+  double _pendingSeconds = 0;
+  std::optional<double> _initialEstimate;
 };
 
 }  // namespace streaming

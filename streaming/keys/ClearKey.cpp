@@ -12,7 +12,7 @@ using Json = nlohmann::ordered_json;
 using platform::Bytes;
 
 // The longest accepted response, in bytes.
-constexpr std::size_t kLongestAnswer = std::size_t{64} * 1024;
+constexpr std::size_t kMaxResponseBytes = std::size_t{64} * 1024;
 
 constexpr std::string_view kAlphabet =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
@@ -29,13 +29,13 @@ struct LicensedKey {
 };
 
 /// The valid keys of a license.
-std::vector<LicensedKey> keysOfLicence(const Bytes& answer) {
-  const auto* const text = reinterpret_cast<const char*>(answer.data());
-  const Json licence = Json::parse(text, text + answer.size(), nullptr, false);
+std::vector<LicensedKey> keysOfLicense(const Bytes& response) {
+  const auto* const text = reinterpret_cast<const char*>(response.data());
+  const Json license = Json::parse(text, text + response.size(), nullptr, false);
   std::vector<LicensedKey> keys;
-  if (!licence.is_object()) return keys;
-  const auto list = licence.find("keys");
-  if (list == licence.end() || !list->is_array()) return keys;
+  if (!license.is_object()) return keys;
+  const auto list = license.find("keys");
+  if (list == license.end() || !list->is_array()) return keys;
   for (const Json& one : *list) {
     if (!one.is_object()) continue;
     auto key = bytesAt(one, "k");
@@ -86,10 +86,10 @@ Bytes keyRequestOf(const std::vector<Bytes>& keyIDs, std::string_view type) {
   return data;
 }
 
-std::optional<Bytes> keyOfAnswer(const Bytes& answer, const std::optional<Bytes>& keyID) {
-  if (answer.size() == kContentKeySize) return answer;
-  if (answer.size() > kLongestAnswer) return std::nullopt;
-  const std::vector<LicensedKey> keys = keysOfLicence(answer);
+std::optional<Bytes> keyFromResponse(const Bytes& response, const std::optional<Bytes>& keyID) {
+  if (response.size() == kContentKeySize) return response;
+  if (response.size() > kMaxResponseBytes) return std::nullopt;
+  const std::vector<LicensedKey> keys = keysOfLicense(response);
   for (const LicensedKey& each : keys)
     if (keyID && each.keyID == keyID) return each.key;
   if (keys.size() == 1 && (!keyID || !keys.front().keyID)) return keys.front().key;

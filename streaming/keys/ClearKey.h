@@ -21,8 +21,8 @@ platform::Bytes keyRequestOf(const std::vector<platform::Bytes>& keyIDs,
 /// The key in a response: 16 raw bytes or a JSON license. Of several keys, the one with `keyID` is
 /// returned. A single key without a key ID matches any `keyID`. Without `keyID` the license must
 /// contain exactly one key. nullopt for any other response.
-std::optional<platform::Bytes> keyOfAnswer(const platform::Bytes& answer,
-                                           const std::optional<platform::Bytes>& keyID);
+std::optional<platform::Bytes> keyFromResponse(const platform::Bytes& response,
+                                               const std::optional<platform::Bytes>& keyID);
 
 /// Encodes Base64url (RFC 4648, section 5) without padding.
 std::string base64urlOf(const platform::Bytes& bytes);

@@ -12,13 +12,13 @@ bool isNamedAmong(std::string_view codec, std::initializer_list<std::string_view
 
 }  // namespace
 
-bool isPictureCodec(std::string_view codec) {
+bool isVideoCodec(std::string_view codec) {
   return isNamedAmong(
       codec, {"avc1", "avc2", "avc3", "avc4", "hvc1", "hev1", "dvh1", "dvhe", "dvav", "dva1", "vp8",
               "vp08", "vp9", "vp09", "av01", "mp4v", "vvc1", "vvi1"});
 }
 
-bool isSoundCodec(std::string_view codec) {
+bool isAudioCodec(std::string_view codec) {
   return isNamedAmong(
       codec, {"mp4a", "ac-3", "ec-3", "ac-4", "opus", "Opus", "fLaC", "flac", "alac", "mp3",
               "vorbis", "dtsc", "dtse", "dtsh", "dtsl", "dtsx", "mhm1"});

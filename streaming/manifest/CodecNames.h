@@ -8,8 +8,8 @@ namespace streaming {
 
 // Codec identifiers of manifests (RFC 6381), such as "avc1.4d401f".
 
-bool isPictureCodec(std::string_view codec);
-bool isSoundCodec(std::string_view codec);
+bool isVideoCodec(std::string_view codec);
+bool isAudioCodec(std::string_view codec);
 bool isTextCodec(std::string_view codec);
 
 /// Splits a comma-separated list. White space and empty elements are dropped.

@@ -16,16 +16,16 @@
 
 namespace streaming {
 
-enum class ManifestForm { None, HLS, DASH };
+enum class ManifestType { None, HLS, DASH };
 
 /// Detects the type of a manifest from the first bytes of a resource. A byte order mark, white
 /// space, comments and processing instructions are skipped. `isWhole`: the resource has no more
 /// bytes. nullopt: more bytes are needed; never with kManifestSniffBytes or more.
-std::optional<ManifestForm> manifestForm(std::string_view bytes, bool isWhole);
+std::optional<ManifestType> detectManifestType(std::string_view bytes, bool isWhole);
 inline constexpr std::size_t kManifestSniffBytes = std::size_t{16} * 1024;
 
 /// Longer manifests are rejected.
-inline constexpr std::size_t kMostManifestBytes = std::size_t{8} * 1024 * 1024;
+inline constexpr std::size_t kMaxManifestBytes = std::size_t{8} * 1024 * 1024;
 
 /// Variables of EXT-X-DEFINE that media playlists can import.
 using PlaylistVariables = std::map<std::string, std::string, std::less<>>;
@@ -75,7 +75,7 @@ struct PlaylistContext {
   std::shared_ptr<const MediaPlaylist> previous;
   /// Another playlist of the same presentation, or null. A live playlist is aligned to it: by date,
   /// by media sequence number, by discontinuity, or by the end.
-  std::shared_ptr<const MediaPlaylist> beside;
+  std::shared_ptr<const MediaPlaylist> sibling;
 };
 ReadResult<std::shared_ptr<const MediaPlaylist>> readMediaPlaylist(std::string_view text,
                                                                    const ManifestOrigin& origin,

@@ -22,7 +22,7 @@ struct Protection {
 };
 
 /// The format of a text track.
-enum class TextForm {
+enum class TextFormat {
   None,    ///< not a text track
   WebVTT,  ///< WebVTT files, one in total or one per segment
   TTML,    ///< TTML documents, one in total or one per segment
@@ -41,9 +41,9 @@ struct Representation {
   double frameRate = 0;             ///< 0: unknown
   std::string mimeType;             ///< empty: unknown
   std::vector<std::string> codecs;  ///< RFC 6381; empty: unknown
-  bool carriesSound = false;        ///< video with muxed audio
+  bool includesAudio = false;       ///< video with muxed audio
   bool isKeyFramesOnly = false;     ///< EXT-X-I-FRAME-STREAM-INF or trick mode
-  TextForm textForm = TextForm::None;
+  TextFormat textFormat = TextFormat::None;
   std::vector<Protection> protections;
   /// HLS group IDs. `group` is that of a rendition, the others are those a variant refers to.
   std::string group;
@@ -70,7 +70,7 @@ struct Track {
   bool isDefault = false;
   std::vector<std::string> characteristics;  ///< platform::kMediaOption… or values of the manifest
   /// Audio that is muxed into the video segments. The track has no representations.
-  bool isWithinPicture = false;
+  bool isMuxedIntoVideo = false;
   /// CEA-608 captions in the video: "CC1" to "CC4". The track has no representations.
   std::string captionChannel;
   std::vector<std::shared_ptr<const Representation>> representations;  ///< sorted by bandwidth
@@ -127,7 +127,7 @@ struct Presentation {
   /// Start position (EXT-X-START). Negative: relative to the end.
   std::optional<double> startOffset;
   double targetDuration = 0;         ///< maximum segment duration; 0: unknown
-  std::optional<ReloadRule> reload;  ///< nullopt: the manifest is complete
+  std::optional<ReloadRule> reload;  ///< nullopt: the manifest is not updated
   /// DASH live: sources of the server time (UTCTiming).
   std::vector<std::pair<std::string, std::string>> clocks;  ///< scheme, value
   std::vector<Period> periods;                              ///< not empty

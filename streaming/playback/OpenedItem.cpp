@@ -5,7 +5,7 @@
 namespace streaming {
 namespace {
 
-constexpr std::size_t kMostTextBytes = std::size_t{16} * 1024 * 1024;
+constexpr std::size_t kMaxTextBytes = std::size_t{16} * 1024 * 1024;
 
 /// A running loadText(). `fetch` is used on the transfer thread only.
 struct TextLoad {
@@ -18,14 +18,15 @@ struct TextLoad {
 
 std::shared_ptr<OpenedItem> OpenedItem::make(std::shared_ptr<TransferItem> transfers,
                                              CanDecode canDecode,
-                                             std::shared_ptr<RememberedThroughput> remembered) {
+                                             std::shared_ptr<LastThroughput> lastThroughput) {
   auto work = std::make_shared<Work>();
   work->transfers = std::move(transfers);
-  work->record = std::make_shared<TransferRecord>(
+  work->record = std::make_shared<TransferLog>(
       [transfers = work->transfers] { return transfers->statistics(); });
   work->throughput = std::make_shared<Throughput>();
-  if (const auto bitrate = remembered->bitrate()) work->throughput->remember(*bitrate);
-  work->remembered = std::move(remembered);
+  if (const auto bitrate = lastThroughput->bitrate())
+    work->throughput->setInitialEstimate(*bitrate);
+  work->lastThroughput = std::move(lastThroughput);
   work->canDecode = std::move(canDecode);
   work->transfers->post([work] { work->begin(work); });
   return std::shared_ptr<OpenedItem>(new OpenedItem(std::move(work)));
@@ -39,14 +40,14 @@ void OpenedItem::close() {
     if (std::exchange(_work->isClosed, true)) return;
   }
   _work->openedHandler.set({});
-  _work->legHandler.set({});
+  _work->accessLogHandler.set({});
   _work->transfers->post([work = _work] { work->end(); });
 }
 
 void OpenedItem::Work::end() {
-  if (const auto bitrate = throughput->estimate()) remembered->remember(*bitrate);
+  if (const auto bitrate = throughput->estimate()) lastThroughput->set(*bitrate);
   if (opening) opening->stop();
-  std::shared_ptr<PlayedPresentation> played;
+  std::shared_ptr<PresentationPlayer> played;
   {
     const std::lock_guard lock(mutex);
     played = presentation;
@@ -62,54 +63,54 @@ void OpenedItem::Work::begin(const std::shared_ptr<Work>& self) {
   }
   // `this` owns the opening, so the handlers need no reference.
   Work* const work = this;
-  ItemOpening::Handlers handlers;
+  ItemOpener::Handlers handlers;
   handlers.failed = [work](const platform::Error& error) {
-    work->record->addFault(work->transfers->civilTime(), work->transfers->setup().url, error);
+    work->record->addError(work->transfers->civilTime(), work->transfers->setup().url, error);
     work->opened(error);
   };
   handlers.ofResource.lost = [record = record,
                               transfers = std::weak_ptr(transfers)](const platform::Error& error) {
     if (const auto source = transfers.lock())
-      record->logFault(source->civilTime(), source->setup().url, error);
+      record->logError(source->civilTime(), source->setup().url, error);
   };
   handlers.ofResource.failed = [record = record](const platform::Error& error) {
     record->setFailure(error);
   };
-  handlers.ofResource.recovered = [record = record] { record->otherMediaCame(); };
+  handlers.ofResource.recovered = [record = record] { record->otherMediaReceived(); };
   handlers.isPlain = [work](std::shared_ptr<PlainResource> plain) {
-    work->record->mediaCame(work->transfers->now(), {}, {}, 0);
+    work->record->mediaReceived(work->transfers->now(), {}, {}, 0);
     {
       const std::lock_guard lock(work->mutex);
       work->resource = std::move(plain);
     }
     work->opened(std::nullopt);
   };
-  handlers.isManifest = [work](ManifestForm) {
-    PlayedPresentation::Setup setup;
+  handlers.isManifest = [work](ManifestType) {
+    PresentationPlayer::Setup setup;
     setup.source = work->transfers;
     setup.record = work->record;
     setup.throughput = work->throughput;
     setup.canDecode = work->canDecode;
     setup.inheritsQuery = work->transfers->setup().inheritsQuery;
-    setup.legBegan = [work] { work->legHandler.call(); };
-    auto played = PlayedPresentation::make(std::move(setup));
+    setup.entryStarted = [work] { work->accessLogHandler.call(); };
+    auto played = PresentationPlayer::make(std::move(setup));
     {
       const std::lock_guard lock(work->mutex);
       work->presentation = std::move(played);
     }
   };
-  handlers.gotManifest = [work](ManifestForm form, FetchResult result) {
-    std::shared_ptr<PlayedPresentation> played;
+  handlers.gotManifest = [work](ManifestType type, FetchResult result) {
+    std::shared_ptr<PresentationPlayer> played;
     {
       const std::lock_guard lock(work->mutex);
       played = work->presentation;
     }
     if (!played) return;
-    played->begin(form, std::move(result),
+    played->begin(type, std::move(result),
                   [work](const std::optional<platform::Error>& error) { work->opened(error); });
   };
   opening =
-      std::make_shared<ItemOpening>(self->transfers, transfers->setup().url, std::move(handlers));
+      std::make_shared<ItemOpener>(self->transfers, transfers->setup().url, std::move(handlers));
   opening->start();
 }
 
@@ -118,15 +119,15 @@ void OpenedItem::Work::opened(const std::optional<platform::Error>& error) {
     const std::lock_guard lock(mutex);
     outcome = error;
   }
-  _tell(*this);
+  _notifyOpened(*this);
 }
 
-void OpenedItem::_tell(Work& work) {
+void OpenedItem::_notifyOpened(Work& work) {
   std::optional<platform::Error> error;
   {
     const std::lock_guard lock(work.mutex);
     if (!work.outcome || work.isClosed || !work.openedHandler.isSet()) return;
-    if (std::exchange(work.isTold, true)) return;
+    if (std::exchange(work.isNotified, true)) return;
     error = *work.outcome;
   }
   work.openedHandler.call(error);
@@ -135,12 +136,12 @@ void OpenedItem::_tell(Work& work) {
 void OpenedItem::whenOpened(
     std::function<void(const std::optional<platform::Error>& error)> opened) {
   _work->openedHandler.set(std::move(opened));
-  _work->transfers->post([work = _work] { _tell(*work); });
+  _work->transfers->post([work = _work] { _notifyOpened(*work); });
 }
 
-StreamedItem::Form OpenedItem::form() const {
+StreamedItem::Kind OpenedItem::kind() const {
   const std::lock_guard lock(_work->mutex);
-  return _work->presentation ? Form::Presentation : Form::Plain;
+  return _work->presentation ? Kind::Presentation : Kind::Plain;
 }
 
 std::shared_ptr<ResourceReader> OpenedItem::resource() const {
@@ -159,19 +160,19 @@ bool OpenedItem::isBusy() const { return _work->transfers->isBusy(); }
 
 TransferStatistics OpenedItem::statistics() const { return _work->transfers->statistics(); }
 
-std::vector<TransferLeg> OpenedItem::legs() const {
-  return _work->record->legs(_work->transfers->now());
+std::vector<AccessLogEntry> OpenedItem::accessLog() const {
+  return _work->record->accessLog(_work->transfers->now());
 }
 
-void OpenedItem::whenLegBegins(std::function<void()> handler) {
-  _work->legHandler.set(std::move(handler));
+void OpenedItem::whenAccessLogEntryStarts(std::function<void()> handler) {
+  _work->accessLogHandler.set(std::move(handler));
 }
 
-std::vector<TransferFault> OpenedItem::faults() const { return _work->record->faults(); }
+std::vector<ErrorLogEntry> OpenedItem::errorLog() const { return _work->record->errorLog(); }
 
-void OpenedItem::askForKey(const std::string& url,
-                           std::function<void(ContentAnswer answer)> reply) {
-  _work->transfers->askForKey(url, std::move(reply));
+void OpenedItem::requestKey(const std::string& url,
+                            std::function<void(ContentResponse response)> reply) {
+  _work->transfers->requestKey(url, std::move(reply));
 }
 
 std::shared_ptr<void> OpenedItem::loadText(const std::string& url,
@@ -183,10 +184,10 @@ std::shared_ptr<void> OpenedItem::loadText(const std::string& url,
     if (!load->done.isSet()) return;
     TextLoad* const loading = load.get();
     load->fetch = std::make_unique<BodyFetch>(
-        *load->transfers, TransferRequest{url, TransferKind::Text, {}, false}, kMostTextBytes,
+        *load->transfers, TransferRequest{url, TransferKind::Text, {}, false}, kMaxTextBytes,
         [loading, url, record](FetchResult result) {
           if (const auto* error = std::get_if<platform::Error>(&result))
-            record->addFault(loading->transfers->civilTime(), url, *error);
+            record->addError(loading->transfers->civilTime(), url, *error);
           const auto ended = std::move(loading->fetch);
           auto* body = std::get_if<FetchedBody>(&result);
           loading->done.call(body ? std::move(body->bytes) : std::string());

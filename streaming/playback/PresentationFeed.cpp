@@ -5,13 +5,13 @@
 #include <utility>
 
 #include "streaming/playback/PlaybackErrors.h"
-#include "streaming/playback/TrackPlace.h"
+#include "streaming/playback/TrackLookup.h"
 
 namespace streaming {
 namespace {
 
 /// Memory limit for buffered segments of all tracks. Running requests may exceed it by 4 MiB.
-constexpr std::uint64_t kMostBytes = std::uint64_t{44} * 1024 * 1024;
+constexpr std::uint64_t kMaxBytes = std::uint64_t{44} * 1024 * 1024;
 
 double bandwidthOf(const TrackFeeder& feeder) {
   const auto& representation = feeder.representation();
@@ -44,24 +44,24 @@ PresentationFeed::PresentationFeed(Setup setup)
       _meter(*_setup.source, *_setup.throughput),
       _tools{*_setup.source, _keys, _initializations, _meter},
       _indexes(*_setup.source, _setup.inheritsQuery,
-               {[this] { _manifestChanged(); }, [this] { _manifest.wantNewer(); },
+               {[this] { _manifestChanged(); }, [this] { _manifest.requestUpdate(); },
                 [this](const auto& url, const auto& error) { lost(url, error); }}),
       _manifest(*_setup.source, _clock, _indexes, _setup.inheritsQuery,
                 {[this] { _manifestChanged(); },
                  [this](const auto& url, const auto& error) { lost(url, error); }}) {
   for (const MediaKind kind : kMediaKinds) {
-    const auto place = static_cast<std::size_t>(kind);
-    _feeders.at(place) = std::make_unique<TrackFeeder>(static_cast<FeederHost&>(*this), kind,
-                                                       _setup.state->shelves.at(place));
+    const auto index = static_cast<std::size_t>(kind);
+    _feeders.at(index) = std::make_unique<TrackFeeder>(static_cast<FeederHost&>(*this), kind,
+                                                       _setup.state->buffers.at(index));
   }
 }
 
 PresentationFeed::~PresentationFeed() = default;
 
-void PresentationFeed::begin(ManifestForm form, FetchResult result, Begun begun) {
+void PresentationFeed::begin(ManifestType type, FetchResult result, Begun begun) {
   if (_isClosed) return;
   _begun = std::move(begun);
-  _manifest.begin(form, std::move(result));
+  _manifest.begin(type, std::move(result));
 }
 
 void PresentationFeed::prepare(const PresentationPlayback::Start& start, Ready ready) {
@@ -80,14 +80,14 @@ void PresentationFeed::select(const TrackSelection& selection) {
   const auto set = [&](MediaKind kind, const std::string& old, const std::string& id) {
     _feeder(kind).setTrack(id);
     // A track of a new kind has no reader that would seek.
-    if (_hasStarted && old.empty() && !id.empty()) _setup.state->shelf(kind).seek(position);
+    if (_hasStarted && old.empty() && !id.empty()) _setup.state->buffer(kind).seek(position);
   };
   set(MediaKind::Video, before.video, selection.video);
   set(MediaKind::Audio, before.audio, selection.audio);
   set(MediaKind::Text, before.text, selection.text);
   // Text tracks have no reader either.
   if (_hasStarted && !selection.text.empty() && before.text != selection.text)
-    _setup.state->shelf(MediaKind::Text).seek(position);
+    _setup.state->buffer(MediaKind::Text).seek(position);
   if (_preparation.ready) return _continuePreparing();
   _publish();
   pump();
@@ -100,7 +100,7 @@ void PresentationFeed::setLimits(const PlaybackLimits& limits) {
   // Buffered video that is too tall for the decoder is dropped.
   const auto& representation = _feeder(MediaKind::Video).representation();
   if (!representation || representation->height <= limits.decodableHeight) return;
-  _feeder(MediaKind::Video).shelf().dropUnread();
+  _feeder(MediaKind::Video).buffer().dropUnread();
   pump();
 }
 
@@ -120,7 +120,7 @@ void PresentationFeed::pump() {
   if (_isClosed || !_hasStarted) return;
   for (const auto& feeder : _feeders) feeder->pump();
   _deliverTexts();
-  _keepWindowFresh();
+  _refreshWindow();
 }
 
 void PresentationFeed::_manifestChanged() {
@@ -136,7 +136,7 @@ MediaKind PresentationFeed::_leadingKind() const {
   return _selection.video.empty() ? MediaKind::Audio : MediaKind::Video;
 }
 
-double PresentationFeed::bandwidthBeside(MediaKind kind) const {
+double PresentationFeed::otherBandwidth(MediaKind kind) const {
   if (kind != MediaKind::Video) return 0;
   return bandwidthOf(_feeder(MediaKind::Audio));
 }
@@ -148,15 +148,15 @@ std::string PresentationFeed::audioGroup() const {
 
 bool PresentationFeed::makeRoom(std::uint64_t bytes) {
   std::uint64_t sum = 0;
-  for (const auto& feeder : _feeders) sum += feeder->shelf().bytes();
+  for (const auto& feeder : _feeders) sum += feeder->buffer().bytes();
   for (const auto& feeder : _feeders) {
-    if (sum + bytes <= kMostBytes) return true;
-    const std::uint64_t tooMany = sum + bytes - kMostBytes;
-    const std::uint64_t own = feeder->shelf().bytes();
-    feeder->shelf().trim(own - std::min(own, tooMany), position());
-    sum -= own - std::min(own, feeder->shelf().bytes());
+    if (sum + bytes <= kMaxBytes) return true;
+    const std::uint64_t tooMany = sum + bytes - kMaxBytes;
+    const std::uint64_t own = feeder->buffer().bytes();
+    feeder->buffer().trim(own - std::min(own, tooMany), position());
+    sum -= own - std::min(own, feeder->buffer().bytes());
   }
-  return sum + bytes <= kMostBytes;
+  return sum + bytes <= kMaxBytes;
 }
 
 void PresentationFeed::representationChanged(MediaKind kind) {
@@ -165,14 +165,14 @@ void PresentationFeed::representationChanged(MediaKind kind) {
 
 void PresentationFeed::pieceBegan(MediaKind kind, const TrackPiece& piece) {
   if (!isLeading(kind)) {
-    _setup.record->otherMediaCame();
+    _setup.record->otherMediaReceived();
     return;
   }
   const double bandwidth = piece.representation->bandwidth;
-  const bool begins = _setup.record->mediaCame(
+  const bool begins = _setup.record->mediaReceived(
       _setup.source->now(), piece.representation->id,
       bandwidth > 0 ? std::optional(bandwidth) : std::nullopt, piece.segment.duration);
-  if (begins) _setup.legBegan();
+  if (begins) _setup.entryStarted();
   _publish();
 }
 
@@ -185,7 +185,7 @@ void PresentationFeed::pieceEnded(MediaKind kind) {
 }
 
 void PresentationFeed::lost(const std::string& url, const platform::Error& error) {
-  _setup.record->addFault(_setup.source->civilTime(), url, error);
+  _setup.record->addError(_setup.source->civilTime(), url, error);
 }
 
 bool PresentationFeed::_selectByDefault(double around) {
@@ -235,7 +235,7 @@ void PresentationFeed::_continuePreparing() {
       presentation->isLive ? presentation->periods.back().start : 0);
   if (!_selectByDefault(around)) {
     return _endPreparing(0, mediaError(platform::MediaErrorCode::DecoderNotFound,
-                                       "There is neither picture nor sound that can be played."));
+                                       "No video or audio track can be played."));
   }
   if (!_loadTracks(around)) return;
   const auto failed = [&](MediaKind kind) {
@@ -276,7 +276,7 @@ void PresentationFeed::_startAt(double seconds) {
   _setup.state->position = seconds;
   _setup.state->startPosition = seconds;
   for (const MediaKind kind : kMediaKinds)
-    if (!_feeder(kind).track().empty()) _setup.state->shelf(kind).seek(seconds);
+    if (!_feeder(kind).track().empty()) _setup.state->buffer(kind).seek(seconds);
   pump();
 }
 
@@ -330,9 +330,9 @@ void PresentationFeed::_publish() {
 
 void PresentationFeed::_deliverTexts() {
   if (_selection.text.empty() || !_setup.state->textHandler.isSet()) return;
-  PieceShelf& shelf = _setup.state->shelf(MediaKind::Text);
+  TrackBuffer& buffer = _setup.state->buffer(MediaKind::Text);
   bool isFirst = false;
-  while (const auto piece = shelf.takeWhole(isFirst)) {
+  while (const auto piece = buffer.takeComplete(isFirst)) {
     // Gaps do not count as the first piece after a seek.
     _isTextFirst = _isTextFirst || isFirst;
     if (piece->kind != TrackPiece::Kind::Media ||
@@ -345,15 +345,15 @@ void PresentationFeed::_deliverTexts() {
 
 /// Requests updates of a live presentation while it is playing, even if enough is buffered, so that
 /// the seekable range stays current.
-void PresentationFeed::_keepWindowFresh() {
+void PresentationFeed::_refreshWindow() {
   const double now = position();
-  if (now == _freshAt) return;
-  _freshAt = now;
+  if (now == _refreshedAt) return;
+  _refreshedAt = now;
   const auto& representation = _feeder(_leadingKind()).representation();
   if (!representation) return;
   const auto index = _leadingIndex(_manifest.presentation()->periods.back());
   if (index && (!index->isComplete() || _manifest.presentation()->isLive))
-    _indexes.wantNewer(representation);
+    _indexes.requestUpdate(representation);
 }
 
 }  // namespace streaming

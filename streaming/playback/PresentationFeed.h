@@ -6,7 +6,7 @@
 #include <optional>
 
 #include "streaming/playback/PlaybackState.h"
-#include "streaming/playback/TransferRecord.h"
+#include "streaming/playback/TransferLog.h"
 #include "streaming/playback/feeding/FeederHost.h"
 #include "streaming/playback/feeding/TrackFeeder.h"
 #include "streaming/playback/loading/ManifestLoader.h"
@@ -20,11 +20,11 @@ class PresentationFeed final : private FeederHost {
   struct Setup {
     std::shared_ptr<TransferSource> source;
     std::shared_ptr<PlaybackState> state;
-    std::shared_ptr<TransferRecord> record;
+    std::shared_ptr<TransferLog> record;
     std::shared_ptr<Throughput> throughput;  ///< of this item; starts with that of previous items
     CanDecode canDecode;
     bool inheritsQuery = false;
-    std::function<void()> legBegan;
+    std::function<void()> entryStarted;
   };
   explicit PresentationFeed(Setup setup);
   ~PresentationFeed() override;
@@ -34,7 +34,7 @@ class PresentationFeed final : private FeederHost {
   using Begun = std::function<void(const std::optional<platform::Error>& error)>;
   /// `result` is the response to the request for the item's URL. `begun` is called once, when the
   /// manifest was parsed or has failed, unless the feed is closed before.
-  void begin(ManifestForm form, FetchResult result, Begun begun);
+  void begin(ManifestType type, FetchResult result, Begun begun);
 
   using Ready = std::function<void(double seconds, std::optional<platform::Error> error)>;
   void prepare(const PresentationPlayback::Start& start, Ready ready);
@@ -58,7 +58,7 @@ class PresentationFeed final : private FeederHost {
   PlaybackLimits limits() const override { return _limits; }
   double position() const override { return _setup.state->position; }
   double startPosition() const override { return _setup.state->startPosition; }
-  double bandwidthBeside(MediaKind kind) const override;
+  double otherBandwidth(MediaKind kind) const override;
   std::string audioGroup() const override;
   bool makeRoom(std::uint64_t bytes) override;
   bool isLeading(MediaKind kind) const override { return kind == _leadingKind(); }
@@ -90,7 +90,7 @@ class PresentationFeed final : private FeederHost {
   std::shared_ptr<const SegmentIndex> _leadingIndex(const Period& period);
   void _publish();
   void _deliverTexts();
-  void _keepWindowFresh();
+  void _refreshWindow();
 
   const Setup _setup;
   ServerClock _clock;
@@ -108,8 +108,8 @@ class PresentationFeed final : private FeederHost {
   Preparation _preparation;
   bool _hasStarted = false;
   bool _isClosed = false;
-  bool _isTextFirst = false;  // none was told since a seek
-  double _freshAt = -1;       // the position at which a newer manifest was wanted last
+  bool _isTextFirst = false;  // no piece was delivered since a seek
+  double _refreshedAt = -1;   // position of the last update request
 };
 
 }  // namespace streaming

@@ -48,16 +48,16 @@ bool SegmentBytes::isFull() {
   return _window.isPaused;
 }
 
-std::optional<std::uint64_t> SegmentBytes::wanted() const {
+std::optional<std::uint64_t> SegmentBytes::requestedOffset() const {
   const std::lock_guard lock(_mutex);
-  return _window.wanted;
+  return _window.requested;
 }
 
 void SegmentBytes::restart(std::uint64_t offset) {
   const std::lock_guard lock(_mutex);
   _window.bytes.clear();
   _window.begin = offset;
-  _window.wanted.reset();
+  _window.requested.reset();
   _window.isPaused = false;
   _state = State::Arriving;
   _error.reset();
@@ -74,7 +74,7 @@ std::uint64_t SegmentBytes::size() const {
   return _window.end();
 }
 
-std::uint64_t SegmentBytes::held() const {
+std::uint64_t SegmentBytes::bytesInMemory() const {
   const std::lock_guard lock(_mutex);
   return _window.bytes.size();
 }
@@ -116,7 +116,7 @@ std::optional<SegmentBytes::Part> SegmentBytes::part() const {
 /// What a read at `offset`, which is not in memory, must wait for.
 SegmentBytes::Wait SegmentBytes::_waitFor(std::uint64_t offset) const {
   if (_state == State::Failed || (_total && offset >= *_total)) return Wait::None;
-  if (_window.wanted == offset) return _hasSource ? Wait::Bytes : Wait::None;
+  if (_window.requested == offset) return _hasSource ? Wait::Bytes : Wait::None;
   const bool isFar = _canJump && offset > _window.end() + _limits.near;
   if (offset < _window.begin || isFar) return _hasSource ? Wait::Source : Wait::None;
   return _state == State::Arriving ? Wait::Bytes : Wait::None;
@@ -161,7 +161,7 @@ std::size_t SegmentBytes::read(std::uint64_t offset, std::span<std::byte> into,
     if (wait == Wait::None) return 0;
     bool asks = _noteReader(offset);
     if (wait == Wait::Source) {
-      _window.wanted = offset;
+      _window.requested = offset;
       asks = true;
     }
     if (asks) {

@@ -38,7 +38,7 @@ class SegmentBytes {
   // For the writer:
 
   /// `readerMoved` is called on the reader's thread when isFull() may have become false, or
-  /// wanted() was set. An empty handler means that no further bytes can be requested.
+  /// requestedOffset() was set. An empty handler means that no further bytes can be requested.
   void setSource(std::function<void()> readerMoved);
   /// `total`: size of the whole segment. `canJump`: the writer can start at any offset.
   void expect(std::optional<std::uint64_t> total, bool canJump);
@@ -50,13 +50,13 @@ class SegmentBytes {
   /// The writer must pause. `readerMoved` is called when there is room again.
   bool isFull();
   /// The offset that the reader waits for if the writer must restart there.
-  std::optional<std::uint64_t> wanted() const;
+  std::optional<std::uint64_t> requestedOffset() const;
   /// Discards all bytes. The next append() starts at `offset`.
   void restart(std::uint64_t offset);
 
   State state() const;
   std::uint64_t size() const;  ///< end of the received bytes
-  std::uint64_t held() const;  ///< bytes in memory
+  std::uint64_t bytesInMemory() const;
   std::optional<platform::Error> error() const;
   /// Only a window of the segment is kept.
   bool isLong() const;
@@ -87,7 +87,7 @@ class SegmentBytes {
     std::string bytes;
     std::uint64_t begin = 0;   // offset of `bytes`
     std::uint64_t reader = 0;  // the read position
-    std::optional<std::uint64_t> wanted;
+    std::optional<std::uint64_t> requested;
     bool isPaused = false;
     std::uint64_t end() const { return begin + bytes.size(); }
     std::uint64_t ahead() const { return end() > reader ? end() - reader : 0; }

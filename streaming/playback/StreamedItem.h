@@ -12,13 +12,13 @@
 #include "streaming/playback/PresentationPlayback.h"
 #include "streaming/playback/ResourceReader.h"
 #include "streaming/transfer/ItemSetup.h"
-#include "streaming/transfer/TransferBounds.h"
+#include "streaming/transfer/TransferLimits.h"
 #include "streaming/transfer/TransferStatistics.h"
 
 namespace streaming {
 
 /// A time span with the same server and the same representation of the leading track.
-struct TransferLeg {
+struct AccessLogEntry {
   double age = 0;                          ///< seconds since its start
   std::string representation;              ///< empty: a plain resource
   std::optional<double> indicatedBitrate;  ///< bits per second
@@ -28,7 +28,7 @@ struct TransferLeg {
 };
 
 /// An entry of the error log.
-struct TransferFault {
+struct ErrorLogEntry {
   platform::Date date;
   std::string url;
   platform::Error error;
@@ -38,7 +38,7 @@ struct TransferFault {
 /// thread.
 class StreamedItem {
  public:
-  enum class Form {
+  enum class Kind {
     Plain,         ///< use resource()
     Presentation,  ///< use presentation()
   };
@@ -51,7 +51,7 @@ class StreamedItem {
   virtual void whenOpened(
       std::function<void(const std::optional<platform::Error>& error)> opened) = 0;
   // Valid after whenOpened() has reported success:
-  virtual Form form() const = 0;
+  virtual Kind kind() const = 0;
   virtual std::shared_ptr<ResourceReader> resource() const = 0;
   virtual std::shared_ptr<PresentationPlayback> presentation() const = 0;
 
@@ -60,18 +60,18 @@ class StreamedItem {
   /// A request is running.
   virtual bool isBusy() const = 0;
   virtual TransferStatistics statistics() const = 0;
-  static constexpr std::size_t kMostLegs = 64;
+  static constexpr std::size_t kMaxAccessLogEntries = 64;
   /// Sorted by time; the last one is the current one.
-  virtual std::vector<TransferLeg> legs() const = 0;
-  /// `handler` is called on the transfer thread when a new leg starts.
-  virtual void whenLegBegins(std::function<void()> handler) = 0;
+  virtual std::vector<AccessLogEntry> accessLog() const = 0;
+  /// `handler` is called on the transfer thread when a new entry starts.
+  virtual void whenAccessLogEntryStarts(std::function<void()> handler) = 0;
   /// The latest entries of the error log.
-  virtual std::vector<TransferFault> faults() const = 0;
+  virtual std::vector<ErrorLogEntry> errorLog() const = 0;
 
   /// Requests a content key. `reply` is called once, on any thread, unless the item is closed
   /// first.
-  virtual void askForKey(const std::string& url,
-                         std::function<void(ContentAnswer answer)> reply) = 0;
+  virtual void requestKey(const std::string& url,
+                          std::function<void(ContentResponse response)> reply) = 0;
   /// Loads a text file, such as a subtitle that the sender specifies. `done` is called once, on the
   /// transfer thread, with an empty string after a failure. Destroying the handle cancels the
   /// request.
@@ -81,7 +81,7 @@ class StreamedItem {
 
 struct StreamingOptions {
   std::string cacheFolder;  ///< folder of the disk cache; empty: none
-  TransferBounds bounds = {};
+  TransferLimits limits = {};
 };
 
 /// Opens items, which share a thread, connections and the disk cache. Any thread. Destroying it

@@ -28,15 +28,15 @@ struct TrackPiece {
   /// one.
   bool isDiscontinuous = false;
   /// Set for the first piece after a seek: the seek position. Bytes before it need not be read.
-  std::optional<double> sought;
+  std::optional<double> seekPosition;
   std::optional<platform::Error> error;  ///< set for Failed
 };
 
 /// The kinds of elementary streams in a representation.
-struct PieceContent {
-  bool hasPicture = false;
-  bool hasSound = false;
-  friend bool operator==(const PieceContent&, const PieceContent&) = default;
+struct ContainedStreams {
+  bool hasVideo = false;
+  bool hasAudio = false;
+  friend bool operator==(const ContainedStreams&, const ContainedStreams&) = default;
 };
 
 /// Reads the selected representation of a track. One thread reads; other functions may be called on
@@ -50,7 +50,7 @@ class TrackReader {
   /// The piece that contains `seconds` is returned next.
   virtual void seek(double seconds) = 0;
   /// The demuxer reports the streams it has found, because the manifest may not list codecs.
-  virtual void noteContent(const Representation&, PieceContent) {}
+  virtual void setContainedStreams(const Representation&, ContainedStreams) {}
 };
 
 }  // namespace streaming

@@ -10,14 +10,14 @@ namespace {
 /// next segments.
 constexpr double kLiveDistance = 3;
 /// The assumed segment duration when the manifest has none.
-constexpr double kUsualSegment = 4;
+constexpr double kDefaultSegmentDuration = 4;
 
 double distanceFromEnd(const Presentation& presentation, const MediaPlaylist* playlist,
                        double lastDuration) {
   if (presentation.suggestedDelay && *presentation.suggestedDelay > 0)
     return *presentation.suggestedDelay;
   double target = playlist ? playlist->targetDuration : presentation.targetDuration;
-  if (!(target > 0)) target = lastDuration > 0 ? lastDuration : kUsualSegment;
+  if (!(target > 0)) target = lastDuration > 0 ? lastDuration : kDefaultSegmentDuration;
   return kLiveDistance * target;
 }
 

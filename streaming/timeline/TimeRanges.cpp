@@ -14,7 +14,7 @@ std::vector<TimeRange> unionOf(std::vector<TimeRange> ranges) {
     if (each.duration <= 0) continue;
     if (!result.empty()) {
       TimeRange& last = result.back();
-      if (each.start <= last.start + last.duration + kSmallestHole) {
+      if (each.start <= last.start + last.duration + kMinGap) {
         last.duration = std::max(last.duration, each.start + each.duration - last.start);
         continue;
       }

@@ -7,7 +7,7 @@
 namespace streaming {
 
 /// Shorter gaps, in seconds, are closed.
-inline constexpr double kSmallestHole = 0.1;
+inline constexpr double kMinGap = 0.1;
 
 /// Merges ranges. The result is sorted and does not overlap.
 std::vector<platform::TimeRange> unionOf(std::vector<platform::TimeRange> ranges);

@@ -6,15 +6,15 @@
 namespace streaming {
 namespace {
 
-constexpr std::uint64_t kSmallestBytes = std::uint64_t{16} * 1024;
+constexpr std::uint64_t kMinBytes = std::uint64_t{16} * 1024;
 constexpr double kWeightOfNewest = 0.25;
-constexpr double kShortestSeconds = 1e-5;
+constexpr double kMinSeconds = 1e-5;
 
 }  // namespace
 
 void Bandwidth::add(std::uint64_t bytes, double seconds) {
-  if (bytes < kSmallestBytes) return;
-  const double rate = static_cast<double>(bytes) * 8 / std::max(seconds, kShortestSeconds);
+  if (bytes < kMinBytes) return;
+  const double rate = static_cast<double>(bytes) * 8 / std::max(seconds, kMinSeconds);
   ++_count;
   if (!_mean) {
     _mean = rate;

@@ -25,10 +25,10 @@ namespace fs = std::filesystem;
 
 constexpr std::string_view kMagic = "vorlane-cache 1\n";
 constexpr std::string_view kUnfinished = ".part";
-constexpr std::size_t kLongestHeader = std::size_t{64} * 1024;
+constexpr std::size_t kMaxHeaderBytes = std::size_t{64} * 1024;
 constexpr double kHeuristicLimit = 24.0 * 60 * 60;
 /// A larger body than this share of the cache would evict too many entries.
-constexpr std::uint64_t kLargestShare = 4;
+constexpr std::uint64_t kMaxShareDivisor = 4;
 
 const std::string* fieldOf(const HeaderFields& headers, std::string_view name) {
   for (const auto& [each, value] : headers)
@@ -185,7 +185,7 @@ DiskCache::Writer::~Writer() {
 
 bool DiskCache::Writer::write(std::string_view bytes) {
   _size += bytes.size();
-  return _descriptor >= 0 && _size <= _cache._limits.bytes / kLargestShare &&
+  return _descriptor >= 0 && _size <= _cache._limits.bytes / kMaxShareDivisor &&
          writeAll(_descriptor, bytes);
 }
 
@@ -206,7 +206,7 @@ std::unique_ptr<DiskCache> DiskCache::open(std::string folder, platform::Date no
                                            DiskCacheLimits limits) {
   std::unique_ptr<DiskCache> cache(new DiskCache(std::move(folder), limits));
   if (cache->_scan(now)) return cache;
-  TVSLogWarning(TVSSystemLog, "Nothing is cached on disk: %@ cannot be used", cache->_folder);
+  TVSLogWarning(TVSSystemLog, "The disk cache is disabled: %@ cannot be used", cache->_folder);
   return nullptr;
 }
 
@@ -282,7 +282,7 @@ std::unique_ptr<DiskCache::Reader> DiskCache::find(const std::string& url, platf
     return nullptr;
   }
   struct stat status {};
-  auto header = parseHeader(readAt(descriptor, 0, kLongestHeader));
+  auto header = parseHeader(readAt(descriptor, 0, kMaxHeaderBytes));
   const bool whole = fstat(descriptor, &status) == 0 &&
                      static_cast<std::uint64_t>(status.st_size) == found->second->size;
   if (!header || !whole || header->freshUntil < now.secondsSince1970) {
@@ -303,7 +303,7 @@ std::unique_ptr<DiskCache::Writer> DiskCache::begin(const std::string& url,
   const double fresh = freshSeconds(headers, now);
   if (fresh <= 0) return nullptr;
   const std::string block = headerBlock(headers, now.secondsSince1970 + fresh);
-  if (block.size() > kLongestHeader) return nullptr;
+  if (block.size() > kMaxHeaderBytes) return nullptr;
   std::string name = nameOf(url);
   const std::string path = _path(name) + std::string(kUnfinished);
   // O_EXCL: one writer per entry.

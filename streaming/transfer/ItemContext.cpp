@@ -6,7 +6,7 @@
 
 #include "streaming/foundation/Text.h"
 #include "streaming/foundation/URL.h"
-#include "streaming/transfer/KeyQuestion.h"
+#include "streaming/transfer/KeyRequest.h"
 #include "streaming/transfer/ResourceTransfer.h"
 
 namespace streaming {
@@ -40,11 +40,11 @@ std::string cookieLine(const Cookie& cookie, const std::string& itemHost) {
 }  // namespace
 
 ItemContext::ItemContext(ItemSetup setup, std::shared_ptr<TransferThread> thread,
-                         std::shared_ptr<SharedConnections> shared, TransferBounds bounds)
+                         std::shared_ptr<SharedConnections> shared, TransferLimits limits)
     : _setup(std::move(setup)),
       _thread(std::move(thread)),
       _shared(std::move(shared)),
-      _bounds(bounds),
+      _limits(limits),
       _reach(_setup.url) {}
 
 ItemContext::~ItemContext() = default;

@@ -11,14 +11,14 @@
 #include "streaming/transfer/DiskCache.h"
 #include "streaming/transfer/ItemCounters.h"
 #include "streaming/transfer/ItemSetup.h"
-#include "streaming/transfer/TransferBounds.h"
+#include "streaming/transfer/TransferLimits.h"
 #include "streaming/transfer/TransferThread.h"
+#include "streaming/transfer/http/AddressPolicy.h"
 #include "streaming/transfer/http/CurlLoop.h"
-#include "streaming/transfer/http/NetworkReach.h"
 
 namespace streaming {
 
-class KeyQuestion;
+class KeyRequest;
 class ResourceTransfer;
 
 /// State that all items share. Transfer thread only.
@@ -32,14 +32,14 @@ class ItemContext : public std::enable_shared_from_this<ItemContext> {
  public:
   /// Any thread.
   ItemContext(ItemSetup setup, std::shared_ptr<TransferThread> thread,
-              std::shared_ptr<SharedConnections> shared, TransferBounds bounds);
+              std::shared_ptr<SharedConnections> shared, TransferLimits limits);
   ~ItemContext();
   ItemContext(const ItemContext&) = delete;
   ItemContext& operator=(const ItemContext&) = delete;
 
   // Any thread:
   const ItemSetup& setup() const { return _setup; }
-  const TransferBounds& bounds() const { return _bounds; }
+  const TransferLimits& limits() const { return _limits; }
   ItemCounters& counters() { return _counters; }
   bool isClosed() const { return _isClosed; }
   /// Prevents further callbacks. close() must follow on the transfer thread.
@@ -54,14 +54,14 @@ class ItemContext : public std::enable_shared_from_this<ItemContext> {
   /// Null: the item does not use the cache.
   DiskCache* cache() const { return _setup.usesDiskCache ? _shared->cache.get() : nullptr; }
   CURLSH* cookies();
-  NetworkReach& reach() { return _reach; }
+  AddressPolicy& reach() { return _reach; }
   /// `url` has the host and port of the item's URL, and uses TLS if that does.
   bool isOwnServer(const std::string& url) const;
 
   void add(ResourceTransfer& transfer) { _transfers.insert(&transfer); }
   void remove(ResourceTransfer& transfer) { _transfers.erase(&transfer); }
-  void add(std::shared_ptr<KeyQuestion> question) { _questions.insert(std::move(question)); }
-  void remove(const std::shared_ptr<KeyQuestion>& question) { _questions.erase(question); }
+  void add(std::shared_ptr<KeyRequest> question) { _questions.insert(std::move(question)); }
+  void remove(const std::shared_ptr<KeyRequest>& question) { _questions.erase(question); }
   /// Cancels all transfers.
   void close();
 
@@ -69,14 +69,14 @@ class ItemContext : public std::enable_shared_from_this<ItemContext> {
   const ItemSetup _setup;
   const std::shared_ptr<TransferThread> _thread;
   const std::shared_ptr<SharedConnections> _shared;
-  const TransferBounds _bounds;
+  const TransferLimits _limits;
   ItemCounters _counters;
   std::atomic<bool> _isClosed = false;
-  NetworkReach _reach;
+  AddressPolicy _reach;
   CURLSH* _cookies = nullptr;
   std::unique_ptr<CurlLoop> _ownConnections;
   std::set<ResourceTransfer*> _transfers;
-  std::set<std::shared_ptr<KeyQuestion>> _questions;
+  std::set<std::shared_ptr<KeyRequest>> _questions;
 };
 
 }  // namespace streaming

@@ -7,7 +7,7 @@
 namespace streaming {
 namespace {
 
-constexpr double kShortestTransferSeconds = 1e-3;
+constexpr double kMinTransferSeconds = 1e-3;
 
 }  // namespace
 
@@ -24,7 +24,7 @@ TransferStatistics ItemCounters::statistics() const {
   // No single transfer was long enough for a measurement.
   if (!statistics.observedBitrate && statistics.bytesTransferred > 0)
     statistics.observedBitrate = static_cast<double>(statistics.bytesTransferred) * 8 /
-                                 std::max(statistics.transferSeconds, kShortestTransferSeconds);
+                                 std::max(statistics.transferSeconds, kMinTransferSeconds);
   return statistics;
 }
 

@@ -13,17 +13,17 @@
 namespace streaming {
 
 /// A request to the sender: for a resource with a custom URL scheme, or for a content key.
-struct ContentQuestion {
+struct ContentRequest {
   enum class Kind { Resource, Key };
   Kind kind = Kind::Resource;
   std::string url;
   std::string method = "GET";
   HeaderFields headers;  ///< headers for the server, including Range
-  friend bool operator==(const ContentQuestion&, const ContentQuestion&) = default;
+  friend bool operator==(const ContentRequest&, const ContentRequest&) = default;
 };
 
 /// The response of the sender: an error, a redirect, or data.
-struct ContentAnswer {
+struct ContentResponse {
   std::optional<platform::Error> error;
   std::optional<std::string> redirectURL;
   int statusCode = 200;
@@ -57,7 +57,7 @@ struct ItemSetup {
   /// Called on the transfer thread. `reply` may be called on any thread, also synchronously. Later
   /// calls, and calls after the item was closed, have no effect. There is no timeout; the callee
   /// must set one.
-  std::function<void(ContentQuestion, std::function<void(ContentAnswer)> reply)> ask;
+  std::function<void(ContentRequest, std::function<void(ContentResponse)> reply)> requestContent;
 };
 
 }  // namespace streaming

@@ -19,7 +19,7 @@ const char* sentenceOf(URLErrorCode code) {
     case URLErrorCode::UnsupportedURL:
       return "Addresses of this kind cannot be played.";
     case URLErrorCode::TimedOut:
-      return "The server did not answer in time.";
+      return "The server did not respond in time.";
     case URLErrorCode::CannotFindHost:
       return "The server could not be found.";
     case URLErrorCode::CannotConnectToHost:
@@ -27,7 +27,7 @@ const char* sentenceOf(URLErrorCode code) {
     case URLErrorCode::NetworkConnectionLost:
       return "The connection to the server was lost.";
     case URLErrorCode::BadServerResponse:
-      return "The server's answer cannot be used.";
+      return "The server's response cannot be used.";
     case URLErrorCode::SecureConnectionFailed:
       return "A secure connection to the server could not be made.";
     case URLErrorCode::FileDoesNotExist:

@@ -8,9 +8,9 @@
 #include <string_view>
 
 #include "streaming/transfer/DiskCache.h"
-#include "streaming/transfer/HeldBody.h"
 #include "streaming/transfer/ItemContext.h"
 #include "streaming/transfer/ItemSetup.h"
+#include "streaming/transfer/LocalBody.h"
 #include "streaming/transfer/Transfer.h"
 #include "streaming/transfer/http/HTTPFetch.h"
 
@@ -36,13 +36,13 @@ class ResourceTransfer final : public Transfer, private FetchObserver {
  private:
   void _locate(const std::string& url);
   void _fetch(const std::string& url);
-  void _ask(const std::string& url);
-  void _answered(ContentAnswer answer);
-  void _answeredData(ContentAnswer answer);
+  void _requestFromSender(const std::string& url);
+  void _gotResponse(ContentResponse response);
+  void _gotResponseData(ContentResponse response);
   bool _mayCache() const;
-  void _hold(HeldBody body);
-  void _passHead(const ResponseHead& head);
-  void _passOn();
+  void _deliverBody(LocalBody body);
+  void _deliverHead(const ResponseHead& head);
+  void _deliverBytes();
   void _follow(const std::string& url);
 
   BodyFlow transferGotHead(const ResponseHead& head) override;
@@ -58,24 +58,24 @@ class ResourceTransfer final : public Transfer, private FetchObserver {
   void _end(const std::optional<platform::Error>& error);
   void _endLater(platform::Error error);
   void _later(std::function<void()> task);
-  BodyFlow _noted(BodyFlow flow);
+  BodyFlow _noteFlow(BodyFlow flow);
   void _setBusy(bool busy);
 
   const std::shared_ptr<ItemContext> _item;
   const TransferRequest _request;
   TransferObserver& _observer;
-  const bool _unpacksKey;
+  const bool _parsesKey;
   std::string _url;  // the current URL, after redirects
-  std::unique_ptr<HTTPFetch> _fetching;
-  std::unique_ptr<DiskCache::Writer> _keeping;
+  std::unique_ptr<HTTPFetch> _httpFetch;
+  std::unique_ptr<DiskCache::Writer> _cacheWriter;
   std::shared_ptr<void> _timer;
   std::string _key;  // the key response so far, if it has to be parsed
   bool _isKeyTooLong = false;
-  std::function<std::string(std::uint64_t position, std::size_t count)> _held;
-  std::uint64_t _heldBegin = 0;
-  std::uint64_t _heldEnd = 0;
+  std::function<std::string(std::uint64_t position, std::size_t count)> _readBody;
+  std::uint64_t _bodyPosition = 0;
+  std::uint64_t _bodyEnd = 0;
   /// Replies of the sender hold a weak reference to it.
-  std::shared_ptr<ResourceTransfer*> _question;
+  std::shared_ptr<ResourceTransfer*> _pendingRequest;
   int _redirects = 0;
   bool _isTrusted = false;
   bool _isBusy = false;

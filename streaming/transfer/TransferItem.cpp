@@ -4,7 +4,7 @@
 
 #include "platform/foundation/queues/Clock.h"
 #include "streaming/transfer/ItemContext.h"
-#include "streaming/transfer/KeyQuestion.h"
+#include "streaming/transfer/KeyRequest.h"
 #include "streaming/transfer/ResourceTransfer.h"
 
 namespace streaming {
@@ -34,10 +34,10 @@ TransferStatistics TransferItem::statistics() const { return _context->counters(
 
 bool TransferItem::isBusy() const { return _context->counters().isBusy(); }
 
-void TransferItem::askForKey(const std::string& url,
-                             std::function<void(ContentAnswer answer)> reply) {
+void TransferItem::requestKey(const std::string& url,
+                              std::function<void(ContentResponse response)> reply) {
   _context->post([item = std::weak_ptr(_context), url, reply = std::move(reply)] {
-    if (const auto context = item.lock()) KeyQuestion::start(context, url, reply);
+    if (const auto context = item.lock()) KeyRequest::start(context, url, reply);
   });
 }
 

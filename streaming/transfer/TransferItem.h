@@ -34,7 +34,7 @@ class TransferItem final : public TransferSource {
   bool isBusy() const;
   /// Requests a content key from the sender, or from the server of an http(s) URL. The response is
   /// not parsed. `reply` is called once, on the transfer thread, unless the item is closed first.
-  void askForKey(const std::string& url, std::function<void(ContentAnswer answer)> reply);
+  void requestKey(const std::string& url, std::function<void(ContentResponse response)> reply);
 
   std::unique_ptr<Transfer> start(const TransferRequest& request,
                                   TransferObserver& observer) override;

@@ -14,7 +14,7 @@ constexpr std::uint64_t kMeasuredBytes = std::uint64_t{128} * 1024;
 void TransferMeter::begin() {
   end();
   _begun = true;
-  _isSpoilt = false;
+  _discardsNext = false;
   _since = monotonicSeconds();
   _bytes = 0;
 }
@@ -31,7 +31,7 @@ void TransferMeter::got(std::uint64_t bytes) {
 void TransferMeter::pause() {
   if (std::exchange(_counted, false)) _counters.bodyStopped();
   if (_begun) _measure(monotonicSeconds());
-  _isSpoilt = true;
+  _discardsNext = true;
 }
 
 void TransferMeter::resume() {
@@ -46,8 +46,8 @@ void TransferMeter::end() {
 }
 
 void TransferMeter::_measure(double now) {
-  if (!_isSpoilt) _counters.addMeasurement(_bytes, now - _since);
-  _isSpoilt = false;
+  if (!_discardsNext) _counters.addMeasurement(_bytes, now - _since);
+  _discardsNext = false;
   _since = now;
   _bytes = 0;
 }

@@ -27,7 +27,7 @@ class TransferMeter {
   ItemCounters& _counters;
   bool _begun = false;
   bool _counted = false;  // bodyBegan() was called
-  bool _isSpoilt = false;
+  bool _discardsNext = false;
   double _since = 0;
   std::uint64_t _bytes = 0;
 };

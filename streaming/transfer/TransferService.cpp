@@ -35,8 +35,8 @@ class OpenItems {
 
 class CurlTransferService final : public TransferService {
  public:
-  CurlTransferService(std::string cacheFolder, TransferBounds bounds)
-      : _cacheFolder(std::move(cacheFolder)), _bounds(bounds) {}
+  CurlTransferService(std::string cacheFolder, TransferLimits limits)
+      : _cacheFolder(std::move(cacheFolder)), _limits(limits) {}
   ~CurlTransferService() override { _thread->stop(); }
   CurlTransferService(const CurlTransferService&) = delete;
   CurlTransferService& operator=(const CurlTransferService&) = delete;
@@ -60,14 +60,14 @@ class CurlTransferService final : public TransferService {
 
   std::shared_ptr<TransferItem> open(ItemSetup setup) override {
     warmUp();
-    auto context = std::make_shared<ItemContext>(std::move(setup), _thread, _shared, _bounds);
+    auto context = std::make_shared<ItemContext>(std::move(setup), _thread, _shared, _limits);
     _items->add(context);
     return std::make_shared<TransferItem>(std::move(context));
   }
 
  private:
   const std::string _cacheFolder;
-  const TransferBounds _bounds;
+  const TransferLimits _limits;
   const std::shared_ptr<TransferThread> _thread = std::make_shared<TransferThread>();
   const std::shared_ptr<SharedConnections> _shared = std::make_shared<SharedConnections>();
   const std::shared_ptr<OpenItems> _items = std::make_shared<OpenItems>();
@@ -76,8 +76,8 @@ class CurlTransferService final : public TransferService {
 }  // namespace
 
 std::shared_ptr<TransferService> TransferService::make(std::string cacheFolder,
-                                                       TransferBounds bounds) {
-  return std::make_shared<CurlTransferService>(std::move(cacheFolder), bounds);
+                                                       TransferLimits limits) {
+  return std::make_shared<CurlTransferService>(std::move(cacheFolder), limits);
 }
 
 }  // namespace streaming

@@ -4,8 +4,8 @@
 #include <string>
 
 #include "streaming/transfer/ItemSetup.h"
-#include "streaming/transfer/TransferBounds.h"
 #include "streaming/transfer/TransferItem.h"
+#include "streaming/transfer/TransferLimits.h"
 
 namespace streaming {
 
@@ -15,7 +15,7 @@ class TransferService {
  public:
   /// `cacheFolder`: folder of the disk cache; empty: none.
   static std::shared_ptr<TransferService> make(std::string cacheFolder = {},
-                                               TransferBounds bounds = {});
+                                               TransferLimits limits = {});
   virtual ~TransferService() = default;
   virtual std::shared_ptr<TransferItem> open(ItemSetup setup) = 0;
   /// Starts the thread and initializes libraries, asynchronously.

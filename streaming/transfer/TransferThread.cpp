@@ -22,7 +22,7 @@ void TransferThread::start(std::function<void()> begin, std::function<void()> en
     loop->close();
   };
   const bool started = platform::startThread(_thread, std::move(body));
-  TVS_ASSERT_MESSAGE(started, "there is no thread for transfers");
+  TVS_ASSERT_MESSAGE(started, "the transfer thread cannot be started");
 }
 
 void TransferThread::stop() {

@@ -39,7 +39,8 @@ class KeySender final {
  public:
   std::shared_ptr<media::SenderContentKeys> keys() {
     return std::make_shared<media::SenderContentKeys>(
-        [this](const std::string& url, const std::function<void(streaming::ContentAnswer)>& reply) {
+        [this](const std::string& url,
+               const std::function<void(streaming::ContentResponse)>& reply) {
           {
             const std::lock_guard lock(_mutex);
             _asked.push_back(url);
@@ -54,7 +55,7 @@ class KeySender final {
   }
 
   std::function<void()> onQuestion;
-  std::optional<streaming::ContentAnswer> answer;
+  std::optional<streaming::ContentResponse> answer;
 
  private:
   mutable std::mutex _mutex;

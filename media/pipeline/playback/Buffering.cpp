@@ -93,7 +93,7 @@ void Buffering::_publish() {
   const bool fills = _state.buffering || (!_state.prerolled && _state.waits);
   facts.bufferingPercent.reset();
   if (fills && item) {
-    const auto legs = item->legs();
+    const auto legs = item->accessLog();
     const double bitrate =
         legs.empty() ? kUnknownBitrate : legs.back().indicatedBitrate.value_or(kUnknownBitrate);
     const auto bytes = item->statistics().bytesTransferred - _bytesAtStall;

@@ -9,7 +9,7 @@ std::shared_ptr<SenderContentKeys> contentKeysOf(std::shared_ptr<streaming::Stre
   if (!item) return nullptr;
   return std::make_shared<SenderContentKeys>(
       [item = std::move(item)](const std::string& url, auto reply) {
-        item->askForKey(url, std::move(reply));
+        item->requestKey(url, std::move(reply));
       });
 }
 

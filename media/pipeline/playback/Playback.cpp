@@ -208,7 +208,7 @@ void Playback::_letGo() {
   if (_load.contentKeys) _load.contentKeys->close();
   _texts.stop();
   if (const auto& item = _load.setup.item) {
-    item->whenLegBegins({});
+    item->whenAccessLogEntryStarts({});
     item->close();
   }
   if (_elements.presentation)

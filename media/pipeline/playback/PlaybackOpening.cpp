@@ -22,7 +22,7 @@ void Playback::_open() {
 void Playback::_opened(const std::optional<platform::Error>& error) {
   if (_state.failed || _state.closing) return;
   if (error) return _fail(*error);
-  if (_load.setup.item->form() == streaming::StreamedItem::Form::Presentation)
+  if (_load.setup.item->kind() == streaming::StreamedItem::Kind::Presentation)
     _openPresentation();
   else
     _openResource();

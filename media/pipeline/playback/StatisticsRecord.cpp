@@ -39,7 +39,7 @@ void StatisticsRecord::noteDroppedFrame() {
 void StatisticsRecord::noteLeg() {
   const std::lock_guard lock(_mutex);
   _legs.push_back(_now());
-  if (_legs.size() >= streaming::StreamedItem::kMostLegs) _legs.erase(_legs.begin());
+  if (_legs.size() >= streaming::StreamedItem::kMaxAccessLogEntries) _legs.erase(_legs.begin());
 }
 
 std::vector<PlaybackStatistics> StatisticsRecord::legs() const {

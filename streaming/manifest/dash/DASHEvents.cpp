@@ -10,8 +10,8 @@
 namespace streaming {
 namespace {
 
-constexpr std::size_t kMostEvents = 1000;
-constexpr std::size_t kMostEventBytes = std::size_t{64} * 1024;
+constexpr std::size_t kMaxEvents = 1000;
+constexpr std::size_t kMaxEventBytes = std::size_t{64} * 1024;
 
 /// RFC 4648; ignores other characters.
 std::string base64Decoded(std::string_view text) {
@@ -49,15 +49,15 @@ void addPeriodEvents(pugi::xml_node period, double periodStart,
                      std::vector<PresentationEvent>& events) {
   for (const pugi::xml_node stream : childrenOf(period, "EventStream")) {
     std::string key(attributeOf(stream, "schemeIdUri"));
-    constexpr std::size_t kLongestKey = 1024;
-    if (key.size() + attributeOf(stream, "value").size() > kLongestKey) continue;
+    constexpr std::size_t kMaxKeyLength = 1024;
+    if (key.size() + attributeOf(stream, "value").size() > kMaxKeyLength) continue;
     if (hasAttribute(stream, "value")) key.append(" ").append(attributeOf(stream, "value"));
     const double timescale = std::max(1.0, xmlNumber(stream, "timescale").value_or(1));
     const double offset = xmlNumber(stream, "presentationTimeOffset").value_or(0);
     for (const pugi::xml_node node : childrenOf(stream, "Event")) {
-      if (events.size() == kMostEvents) return;
+      if (events.size() == kMaxEvents) return;
       const std::string content = contentOf(node);
-      if (content.size() > kMostEventBytes) continue;
+      if (content.size() > kMaxEventBytes) continue;
       PresentationEvent event;
       const double time = xmlNumber(node, "presentationTime").value_or(0) - offset;
       event.position = std::max(0.0, periodStart + time / timescale);

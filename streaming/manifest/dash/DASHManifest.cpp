@@ -7,15 +7,15 @@
 
 #include "streaming/foundation/URL.h"
 #include "streaming/manifest/TimeText.h"
+#include "streaming/manifest/dash/DASHAdaptationSets.h"
 #include "streaming/manifest/dash/DASHEvents.h"
-#include "streaming/manifest/dash/DASHSets.h"
 
 namespace streaming {
 namespace {
 
-constexpr std::size_t kMostPeriods = 1000;
-constexpr std::size_t kLongestPeriodID = 128;
-constexpr std::size_t kMostURLText = std::size_t{64} * 1024 * 1024;
+constexpr std::size_t kMaxPeriods = 1000;
+constexpr std::size_t kMaxPeriodIDLength = 128;
+constexpr std::size_t kMaxURLText = std::size_t{64} * 1024 * 1024;
 
 }  // namespace
 
@@ -23,7 +23,7 @@ DASHManifest::DASHManifest(pugi::xml_node root, const ManifestOrigin& origin)
     : _root(root),
       _origin(origin),
       _queryFrom(origin.inheritsQuery ? std::make_shared<const std::string>(origin.url) : nullptr),
-      _textBudget(kMostURLText) {}
+      _urlBudget(kMaxURLText) {}
 
 std::shared_ptr<Presentation> DASHManifest::read() {
   auto presentation = std::make_shared<Presentation>();
@@ -67,10 +67,10 @@ void DASHManifest::_readHead(Presentation& presentation) {
 void DASHManifest::_readReload(Presentation& presentation) {
   const auto interval = xmlDuration(_root, "minimumUpdatePeriod");
   if (!interval) return;
-  constexpr double kShortest = 1;
+  constexpr double kMinInterval = 1;
   _isReloaded = true;
   ReloadRule rule;
-  rule.interval = std::max(*interval, kShortest);
+  rule.interval = std::max(*interval, kMinInterval);
   if (const auto location = childOf(_root, "Location")) rule.url = _reference(textOf(location));
   if (const auto location = childOf(_root, "PatchLocation"))
     rule.patchURL = _reference(textOf(location));
@@ -78,14 +78,14 @@ void DASHManifest::_readReload(Presentation& presentation) {
 }
 
 void DASHManifest::_readClocks(Presentation& presentation) const {
-  constexpr std::size_t kMostClocks = 8;
+  constexpr std::size_t kMaxClocks = 8;
   for (const pugi::xml_node clock : childrenOf(_root, "UTCTiming")) {
-    if (presentation.clocks.size() == kMostClocks) break;
+    if (presentation.clocks.size() == kMaxClocks) break;
     const std::string_view scheme = attributeOf(clock, "schemeIdUri");
     std::string_view value = attributeOf(clock, "value");
-    std::string told;
+    std::string urls;
     if (scheme.find(":http-") == scheme.npos) {
-      told = value;
+      urls = value;
     } else {
       // The value may list several servers.
       while (!value.empty()) {
@@ -93,25 +93,26 @@ void DASHManifest::_readClocks(Presentation& presentation) const {
         const std::string url = _reference(value.substr(0, end));
         value.remove_prefix(std::min(end + 1, value.size()));
         if (url.empty()) continue;
-        if (!told.empty()) told += ' ';
-        told += url;
+        if (!urls.empty()) urls += ' ';
+        urls += url;
       }
     }
-    presentation.clocks.emplace_back(scheme, std::move(told));
+    presentation.clocks.emplace_back(scheme, std::move(urls));
   }
 }
 
 /// The Period elements without those that resolve to zero.
 std::vector<pugi::xml_node> DASHManifest::_periodNodes() const {
-  constexpr std::string_view kNothing = "urn:mpeg:dash:resolve-to-zero:2013";
+  constexpr std::string_view kResolveToZero = "urn:mpeg:dash:resolve-to-zero:2013";
   auto nodes = childrenOf(_root, "Period");
-  std::erase_if(nodes, [&](pugi::xml_node each) { return attributeOf(each, "href") == kNothing; });
-  if (nodes.size() > kMostPeriods) {
+  std::erase_if(nodes,
+                [&](pugi::xml_node each) { return attributeOf(each, "href") == kResolveToZero; });
+  if (nodes.size() > kMaxPeriods) {
     // Live playback needs the newest periods.
-    if (_isLive && hasAttribute(nodes[nodes.size() - kMostPeriods], "start"))
-      nodes.erase(nodes.begin(), nodes.end() - kMostPeriods);
+    if (_isLive && hasAttribute(nodes[nodes.size() - kMaxPeriods], "start"))
+      nodes.erase(nodes.begin(), nodes.end() - kMaxPeriods);
     else
-      nodes.resize(kMostPeriods);
+      nodes.resize(kMaxPeriods);
   }
   return nodes;
 }
@@ -142,10 +143,10 @@ void DASHManifest::_readPeriods(Presentation& presentation) {
 
     // Both values stay the same when earlier periods are removed.
     constexpr double kMilliseconds = 1000;
-    constexpr double kLatest = 1e15;
+    constexpr double kMaxValue = 1e15;
     context.discontinuity =
-        static_cast<std::uint64_t>(std::min(std::round(context.start * kMilliseconds), kLatest));
-    context.prefix = attributeOf(node, "id").substr(0, kLongestPeriodID);
+        static_cast<std::uint64_t>(std::min(std::round(context.start * kMilliseconds), kMaxValue));
+    context.prefix = attributeOf(node, "id").substr(0, kMaxPeriodIDLength);
     if (context.prefix.empty() || !taken.insert(context.prefix).second)
       context.prefix += "@" + std::to_string(context.discontinuity);
     _readPeriod(node, std::move(context), bases, presentation);

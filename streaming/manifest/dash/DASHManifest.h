@@ -41,12 +41,12 @@ class DASHManifest {
     bool hasUnknownEncryption = false;
   };
   /// A parsed adaptation set.
-  struct ReadSet {
+  struct ParsedSet {
     Track track;
     std::vector<Track> captions;  // CEA-608 in the video
     std::string id;
     std::vector<std::string>
-        partners;  // IDs of sets to switch to, or of the set whose key frames these are
+        linkedSets;  // IDs of sets to switch to, or of the set whose key frames these are
     bool isKeyFramesOnly = false;
   };
 
@@ -60,17 +60,21 @@ class DASHManifest {
   std::string _reference(std::string_view reference) const;
 
   std::vector<Track> _readTracks(pugi::xml_node period, const PeriodContext& context);
-  std::optional<ReadSet> _readSet(pugi::xml_node node, const PeriodContext& period,
-                                  std::size_t number);
-  void _readRepresentations(const SetContext& set, const PeriodContext& period, ReadSet& read);
+  std::optional<ParsedSet> _readSet(pugi::xml_node node, const PeriodContext& period,
+                                    std::size_t number);
+  void _readRepresentations(const SetContext& set, const PeriodContext& period, ParsedSet& read);
 
   std::shared_ptr<Representation> _representation(const SetContext& set, pugi::xml_node node,
                                                   const PeriodContext& period);
   std::string _uniqueID(std::string id);
-  void _locate(const DASHSegmentInfo& info, std::vector<std::string> bases,
-               const PeriodContext& period, std::string_view identifier,
-               std::shared_ptr<const std::vector<SegmentKeyPeriod>> keys,
-               Representation& representation);
+  std::optional<IndexedFile> _indexedFile(const DASHSegmentInfo& info,
+                                          const std::vector<std::string>& bases,
+                                          const PeriodContext& period, std::string_view identifier,
+                                          const Representation& representation) const;
+  void _setSegmentSource(const DASHSegmentInfo& info, std::vector<std::string> bases,
+                         const PeriodContext& period, std::string_view identifier,
+                         std::shared_ptr<const std::vector<SegmentKeyPeriod>> keys,
+                         Representation& representation);
   bool _isComplete(const SegmentTiming& timing, const DASHSegmentInfo& info,
                    const PeriodContext& period) const;
   std::shared_ptr<const Initialization> _initialization(const DASHSegmentInfo& info,
@@ -87,7 +91,7 @@ class DASHManifest {
   std::optional<double> _timeShiftDepth;
   double _longestSegment = 0;
   std::map<std::string, unsigned, std::less<>> _identifiers;  // IDs of representations
-  std::size_t _textBudget;  // bytes of URLs that may still be stored
+  std::size_t _urlBudget;  // bytes of URLs that may still be stored
 };
 
 }  // namespace streaming

@@ -9,9 +9,9 @@
 namespace streaming {
 namespace {
 
-constexpr std::size_t kMostOperations = 10'000;
+constexpr std::size_t kMaxOperations = 10'000;
 /// Maximum number of elements that the selectors of a patch may visit.
-constexpr std::size_t kMostVisits = 5'000'000;
+constexpr std::size_t kMaxVisits = 5'000'000;
 
 /// The target of a selector: an element, its text, or an attribute.
 struct PatchTarget {
@@ -46,7 +46,7 @@ std::string_view plainName(std::string_view name) {
 /// The predicates of a step, such as `[@id='x']`, `[3]` and `[last()]`.
 struct StepConditions {
   std::vector<std::pair<std::string_view, std::string_view>> attributes;
-  std::optional<std::size_t> place;  // starts at 1
+  std::optional<std::size_t> position;  // starts at 1
   bool isLast = false;
 
   /// nullopt: not supported.
@@ -66,14 +66,15 @@ struct StepConditions {
         text.remove_prefix(end + 1);
       } else {
         const auto end = std::min(text.find(']'), text.size());
-        const std::string_view place = text.substr(0, end);
+        const std::string_view position = text.substr(0, end);
         text.remove_prefix(end);
         std::size_t number = 0;
-        const auto parsed = std::from_chars(place.data(), place.data() + place.size(), number);
-        if (place == "last()")
+        const auto parsed =
+            std::from_chars(position.data(), position.data() + position.size(), number);
+        if (position == "last()")
           conditions.isLast = true;
-        else if (parsed.ec == std::errc{} && parsed.ptr == place.data() + place.size())
-          conditions.place = number;
+        else if (parsed.ec == std::errc{} && parsed.ptr == position.data() + position.size())
+          conditions.position = number;
         else
           return std::nullopt;
       }
@@ -90,9 +91,9 @@ struct StepConditions {
   }
 };
 
-class PatchWork {
+class SelectorResolver {
  public:
-  explicit PatchWork(pugi::xml_document& document) : _document(document) {}
+  explicit SelectorResolver(pugi::xml_document& document) : _document(document) {}
 
   std::optional<PatchTarget> find(std::string_view selector) {
     if (!selector.starts_with('/')) return std::nullopt;
@@ -120,14 +121,14 @@ class PatchWork {
     const std::string_view name = plainName(step.substr(0, bracket));
     pugi::xml_node found;
     if (!conditions || name.empty()) return found;
-    std::size_t place = 0;
+    std::size_t position = 0;
     for (const pugi::xml_node child : parent.children()) {
-      if (++_visits > kMostVisits) return {};
+      if (++_visits > kMaxVisits) return {};
       if (!isNamed(child, name) || !conditions->areMetBy(child)) continue;
       found = child;
-      ++place;
-      const bool isPlace = !conditions->place || *conditions->place == place;
-      if (isPlace && !conditions->isLast) return child;
+      ++position;
+      const bool isAtPosition = !conditions->position || *conditions->position == position;
+      if (isAtPosition && !conditions->isLast) return child;
     }
     return conditions->isLast ? found : pugi::xml_node();
   }
@@ -155,15 +156,15 @@ void addContent(const PatchTarget& target, pugi::xml_node operation) {
     attribute.set_value(textOf(operation).c_str());
     return;
   }
-  const std::string_view place = attributeOf(operation, "pos");
+  const std::string_view where = attributeOf(operation, "pos");
   pugi::xml_node node = target.node;
   pugi::xml_node last;
   for (const pugi::xml_node child : operation.children()) {
-    if (place == "before")
+    if (where == "before")
       node.parent().insert_copy_before(child, node);
-    else if (place == "after")
+    else if (where == "after")
       last = node.parent().insert_copy_after(child, last ? last : node);
-    else if (place == "prepend")
+    else if (where == "prepend")
       last = last ? node.insert_copy_after(child, last) : node.prepend_copy(child);
     else
       node.append_copy(child);
@@ -203,24 +204,24 @@ std::optional<std::string> applyDASHPatch(pugi::xml_node patch, pugi::xml_docume
   if (attributeOf(patch, "mpdId") != attributeOf(root, "id") ||
       attributeOf(patch, "originalPublishTime") != attributeOf(root, "publishTime"))
     return "The patch is for another version of the manifest.";
-  PatchWork work(document);
+  SelectorResolver work(document);
   std::size_t count = 0;
   for (const pugi::xml_node operation : patch.children()) {
     if (operation.type() != pugi::node_element) continue;
-    if (++count > kMostOperations) return "The patch has too many operations.";
+    if (++count > kMaxOperations) return "The patch has too many operations.";
     const auto target = work.find(attributeOf(operation, "sel"));
-    if (!target) return "The patch names what is not in the manifest.";
+    if (!target) return "The patch selects a node that is not in the manifest.";
     const bool isRoot = target->node == document.document_element();
-    const bool isWhole = target->attribute.empty() && !target->isText;
-    const std::string_view place = attributeOf(operation, "pos");
+    const bool isElement = target->attribute.empty() && !target->isText;
+    const std::string_view where = attributeOf(operation, "pos");
     bool isDone = false;
     if (isNamed(operation, "add")) {
-      isDone = isWhole && !(isRoot && (place == "before" || place == "after"));
+      isDone = isElement && !(isRoot && (where == "before" || where == "after"));
       if (isDone) addContent(*target, operation);
     } else if (isNamed(operation, "replace")) {
-      isDone = !(isRoot && isWhole) && replaceContent(*target, operation);
+      isDone = !(isRoot && isElement) && replaceContent(*target, operation);
     } else if (isNamed(operation, "remove")) {
-      isDone = !(isRoot && isWhole) && removeContent(*target);
+      isDone = !(isRoot && isElement) && removeContent(*target);
     }
     if (!isDone) return "The patch has an operation that cannot be carried out.";
   }

@@ -7,13 +7,13 @@
 namespace streaming {
 namespace {
 
-constexpr std::size_t kMostRemotePeriods = 16;
-constexpr std::string_view kReference = "href";
+constexpr std::size_t kMaxRemotePeriods = 16;
+constexpr std::string_view kHref = "href";
 
 pugi::xml_attribute referenceOf(pugi::xml_node period) {
   for (const pugi::xml_attribute each : period.attributes()) {
     const std::string_view name = each.name();
-    if (name == kReference || name.ends_with(":href")) return each;
+    if (name == kHref || name.ends_with(":href")) return each;
   }
   return {};
 }
@@ -32,14 +32,14 @@ std::vector<std::string> remotePeriodsOf(std::string_view text, const ManifestOr
   std::vector<std::string> urls;
   // Most manifests have no remote periods and need not be parsed here.
   pugi::xml_document document;
-  if (text.find(kReference) == text.npos || text.size() > kMostManifestBytes ||
+  if (text.find(kHref) == text.npos || text.size() > kMaxManifestBytes ||
       XMLTree::load(text, document))
     return urls;
   for (const pugi::xml_node period : childrenOf(document.document_element(), "Period")) {
     std::string url = remotePeriodURL(period, origin);
     if (url.empty() || std::find(urls.begin(), urls.end(), url) != urls.end()) continue;
     urls.push_back(std::move(url));
-    if (urls.size() == kMostRemotePeriods) break;
+    if (urls.size() == kMaxRemotePeriods) break;
   }
   return urls;
 }

@@ -7,13 +7,13 @@
 #include "streaming/foundation/URL.h"
 #include "streaming/manifest/CodecNames.h"
 #include "streaming/manifest/TimeText.h"
+#include "streaming/manifest/dash/DASHAdaptationSets.h"
 #include "streaming/manifest/dash/DASHManifest.h"
-#include "streaming/manifest/dash/DASHSets.h"
 
 namespace streaming {
 namespace {
 
-constexpr double kMostBandwidth = 1e15;
+constexpr double kMaxBandwidth = 1e15;
 
 /// Parses "25" or "30000/1001".
 double frameRateOf(std::string_view text) {
@@ -24,9 +24,9 @@ double frameRateOf(std::string_view text) {
 }
 
 int pixelsOf(std::string_view text) {
-  constexpr double kLargest = 65536;
+  constexpr double kMaxPixels = 65536;
   const double value = numberFrom(text).value_or(0);
-  return value > 0 && value <= kLargest ? static_cast<int>(value) : 0;
+  return value > 0 && value <= kMaxPixels ? static_cast<int>(value) : 0;
 }
 
 std::optional<std::array<std::byte, 16>> initialVectorIn(std::string_view digits) {
@@ -47,7 +47,7 @@ using KeyPeriods = std::shared_ptr<const std::vector<SegmentKeyPeriod>>;
 /// The keys of encrypted segments (ISO/IEC 23009-4). Null: not encrypted.
 KeyPeriods segmentKeysOf(const std::vector<pugi::xml_node>& protections,
                          const std::vector<std::string>& bases) {
-  constexpr std::size_t kMostKeyPeriods = 1000;
+  constexpr std::size_t kMaxKeyPeriods = 1000;
   for (const pugi::xml_node protection : protections) {
     if (!childOf(protection, "SegmentEncryption") || bases.empty()) continue;
     auto periods = std::make_shared<std::vector<SegmentKeyPeriod>>();
@@ -58,8 +58,8 @@ KeyPeriods segmentKeysOf(const std::vector<pugi::xml_node>& protections,
       period.firstIndex = std::max(next, xmlInteger(node, "startOffset").value_or(next));
       period.count = xmlInteger(node, "numSegments");
       next = period.firstIndex;
-      if (period.count) next += std::min(*period.count, SegmentTiming::kOpen);
-      if (!url || periods->size() == kMostKeyPeriods || next >= SegmentTiming::kOpen) continue;
+      if (period.count) next += std::min(*period.count, SegmentTiming::kUnbounded);
+      if (!url || periods->size() == kMaxKeyPeriods || next >= SegmentTiming::kUnbounded) continue;
       SegmentKey key;
       key.url = *std::move(url);
       key.initialVector = initialVectorIn(attributeOf(node, "IV"));
@@ -71,7 +71,7 @@ KeyPeriods segmentKeysOf(const std::vector<pugi::xml_node>& protections,
   return nullptr;
 }
 
-constexpr double kLongestGuess = 60;
+constexpr double kMaxEstimate = 60;
 
 /// An estimate of the segment duration in units.
 std::uint64_t timingUnits(const SegmentTiming& timing) {
@@ -102,11 +102,11 @@ std::shared_ptr<Representation> DASHManifest::_representation(const SetContext& 
                                                               const PeriodContext& period) {
   const std::string identifier(attributeOf(node, "id"));
   const auto protectionNodes = protectionNodesOf(node);
-  if (identifier.size() > kLongestDASHName || set.hasUnknownEncryption ||
+  if (identifier.size() > kMaxDASHNameLength || set.hasUnknownEncryption ||
       hasUnknownSegmentEncryption(protectionNodes))
     return nullptr;
   auto representation = std::make_shared<Representation>();
-  representation->bandwidth = std::min(xmlNumber(node, "bandwidth").value_or(0), kMostBandwidth);
+  representation->bandwidth = std::min(xmlNumber(node, "bandwidth").value_or(0), kMaxBandwidth);
   representation->codecs = partsOfList(inheritedAttribute(set.node, node, "codecs"));
   representation->mimeType = inheritedAttribute(set.node, node, "mimeType");
   representation->width = pixelsOf(inheritedAttribute(set.node, node, "width"));
@@ -122,12 +122,13 @@ std::shared_ptr<Representation> DASHManifest::_representation(const SetContext& 
       period.start - static_cast<double>(info.timing.timeOffset) / info.timing.timescale;
   auto keys = segmentKeysOf(protectionNodes, bases);
   if (!keys) keys = segmentKeysOf(set.protectionNodes, bases);
-  _locate(info, std::move(bases), period, identifier, std::move(keys), *representation);
+  _setSegmentSource(info, std::move(bases), period, identifier, std::move(keys), *representation);
   if (!representation->segments && !representation->indexedFile) return nullptr;
-  representation->id = _uniqueID(
-      period.prefix + '/' + set.id + '/' +
-      (identifier.empty() ? std::string(attributeOf(node, "bandwidth")).substr(0, kLongestDASHName)
-                          : identifier));
+  representation->id =
+      _uniqueID(period.prefix + '/' + set.id + '/' +
+                (identifier.empty()
+                     ? std::string(attributeOf(node, "bandwidth")).substr(0, kMaxDASHNameLength)
+                     : identifier));
   return representation;
 }
 
@@ -143,7 +144,7 @@ std::shared_ptr<const Initialization> DASHManifest::_initialization(
     const SegmentTemplate pattern(info.initializationPattern, identifier, bandwidth);
     if (pattern.isUsable())
       initialization.resource.urls =
-          resolvedURLs(bases, pattern.filledIn(0, 0, 1), _queryFrom.get());
+          resolvedURLs(bases, pattern.expanded(0, 0, 1), _queryFrom.get());
   }
   if (initialization.resource.urls.empty()) return nullptr;
   return std::make_shared<const Initialization>(std::move(initialization));
@@ -170,37 +171,46 @@ bool DASHManifest::_isComplete(const SegmentTiming& timing, const DASHSegmentInf
   return units / timing.timescale + kTolerance >= *period.duration;
 }
 
-void DASHManifest::_locate(const DASHSegmentInfo& info, std::vector<std::string> bases,
-                           const PeriodContext& period, std::string_view identifier,
-                           std::shared_ptr<const std::vector<SegmentKeyPeriod>> keys,
-                           Representation& representation) {
+std::optional<IndexedFile> DASHManifest::_indexedFile(const DASHSegmentInfo& info,
+                                                      const std::vector<std::string>& bases,
+                                                      const PeriodContext& period,
+                                                      std::string_view identifier,
+                                                      const Representation& representation) const {
+  IndexedFile file;
+  file.file.urls = resolvedURLs(bases, {}, _queryFrom.get());
+  if (file.file.urls.empty()) return std::nullopt;
+  file.initialization = _initialization(info, bases, identifier,
+                                        static_cast<std::uint64_t>(representation.bandwidth));
+  file.indexSpan = info.indexSpan;
+  file.periodStart = period.start;
+  if (period.duration) file.periodEnd = period.start + *period.duration;
+  file.timeOffset = *representation.timeOffset;
+  return file;
+}
+
+void DASHManifest::_setSegmentSource(const DASHSegmentInfo& info, std::vector<std::string> bases,
+                                     const PeriodContext& period, std::string_view identifier,
+                                     std::shared_ptr<const std::vector<SegmentKeyPeriod>> keys,
+                                     Representation& representation) {
   const auto bandwidth = static_cast<std::uint64_t>(representation.bandwidth);
   const std::optional<double> end =
       period.duration ? std::optional(period.start + *period.duration) : std::nullopt;
   // Limits the memory for stored URLs, because short elements can inherit long URLs.
-  constexpr std::size_t kLeast = 1024;
-  const std::size_t size = kLeast + bytesIn(bases) + info.media.size() +
+  constexpr std::size_t kBytesPerRepresentation = 1024;
+  const std::size_t size = kBytesPerRepresentation + bytesIn(bases) + info.media.size() +
                            info.initializationPattern.size() +
-                           (keys ? keys->size() * kLongestURLText / 8 : 0);
-  if (size > _textBudget) return;
-  _textBudget -= size;
-  const bool isFile = info.form == DASHSegmentInfo::Form::File ||
-                      info.form == DASHSegmentInfo::Form::None ||
-                      (info.form == DASHSegmentInfo::Form::List && !info.list);
+                           (keys ? keys->size() * kMaxURLLength / 8 : 0);
+  if (size > _urlBudget) return;
+  _urlBudget -= size;
+  const bool isFile = info.addressing == DASHSegmentInfo::Addressing::File ||
+                      info.addressing == DASHSegmentInfo::Addressing::None ||
+                      (info.addressing == DASHSegmentInfo::Addressing::List && !info.list);
   if (isFile) {
-    IndexedFile file;
-    file.file.urls = resolvedURLs(bases, {}, _queryFrom.get());
-    if (file.file.urls.empty()) return;
-    file.initialization = _initialization(info, bases, identifier, bandwidth);
-    file.indexSpan = info.indexSpan;
-    file.periodStart = period.start;
-    file.periodEnd = end;
-    file.timeOffset = *representation.timeOffset;
-    representation.indexedFile = std::move(file);
+    representation.indexedFile = _indexedFile(info, bases, period, identifier, representation);
     return;
   }
   auto timing = std::make_shared<SegmentTiming>(info.timing);
-  if (info.form == DASHSegmentInfo::Form::Template && info.media.empty()) return;
+  if (info.addressing == DASHSegmentInfo::Addressing::Template && info.media.empty()) return;
   const bool isComplete = _isComplete(*timing, info, period);
   // A single segment without timing spans the period.
   if (timing->duration == 0 && (!timing->runs || timing->runs->empty())) {
@@ -215,7 +225,7 @@ void DASHManifest::_locate(const DASHSegmentInfo& info, std::vector<std::string>
   if (_isLive) setup.availabilityStart = _availabilityStart;
   setup.timeShiftDepth = _timeShiftDepth;
   setup.queryFrom = _queryFrom;
-  if (info.form == DASHSegmentInfo::Form::Template)
+  if (info.addressing == DASHSegmentInfo::Addressing::Template)
     setup.media.emplace(info.media, identifier, bandwidth);
   else
     setup.list = info.list;
@@ -225,10 +235,10 @@ void DASHManifest::_locate(const DASHSegmentInfo& info, std::vector<std::string>
   setup.discontinuity = period.discontinuity;
   setup.isComplete = isComplete;
   setup.bases = std::move(bases);
-  if (_longestSegment < kLongestGuess)
+  if (_longestSegment < kMaxEstimate)
     _longestSegment = std::max(
-        _longestSegment, std::min(kLongestGuess, static_cast<double>(timingUnits(*setup.timing)) /
-                                                     setup.timing->timescale));
+        _longestSegment, std::min(kMaxEstimate, static_cast<double>(timingUnits(*setup.timing)) /
+                                                    setup.timing->timescale));
   representation.segments = std::make_shared<DASHSegmentIndex>(std::move(setup));
 }
 

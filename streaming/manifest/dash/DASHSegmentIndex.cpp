@@ -12,14 +12,14 @@ namespace streaming {
 namespace {
 
 constexpr double kDASHTolerance = 0.001;
-constexpr unsigned kWidest = 20;
+constexpr unsigned kMaxWidth = 20;
 
 double secondsOf(double units, const SegmentTiming& timing) { return units / timing.timescale; }
 
 std::uint64_t countOf(double count) {
-  constexpr auto kMost = static_cast<double>(SegmentTiming::kOpen);
+  constexpr auto kMaxCount = static_cast<double>(SegmentTiming::kUnbounded);
   if (!(count > 0)) return 0;
-  return count >= kMost ? SegmentTiming::kOpen : static_cast<std::uint64_t>(count);
+  return count >= kMaxCount ? SegmentTiming::kUnbounded : static_cast<std::uint64_t>(count);
 }
 
 void appendDigits(std::uint64_t value, unsigned width, std::string& text) {
@@ -50,7 +50,7 @@ SegmentTemplate::SegmentTemplate(std::string_view pattern, std::string_view repr
       name = name.substr(0, percent);
       if (format.starts_with('0')) format.remove_prefix(1);
       std::from_chars(format.data(), format.data() + format.size(), width);
-      width = std::min(width, kWidest);
+      width = std::min(width, kMaxWidth);
     }
     if (name.empty())
       text += '$';
@@ -63,11 +63,11 @@ SegmentTemplate::SegmentTemplate(std::string_view pattern, std::string_view repr
   }
   _pieces.push_back({std::move(text), 0, 0});
   std::size_t size = 0;
-  for (const Piece& piece : _pieces) size += piece.text.size() + kWidest;
-  if (size > kLongestURLText) _pieces.clear();
+  for (const Piece& piece : _pieces) size += piece.text.size() + kMaxWidth;
+  if (size > kMaxURLLength) _pieces.clear();
 }
 
-std::string SegmentTemplate::filledIn(std::uint64_t number, std::uint64_t time,
+std::string SegmentTemplate::expanded(std::uint64_t number, std::uint64_t time,
                                       std::uint64_t subNumber) const {
   std::string result;
   for (const Piece& piece : _pieces) {
@@ -83,10 +83,10 @@ std::string SegmentTemplate::filledIn(std::uint64_t number, std::uint64_t time,
 
 std::vector<std::string> resolvedURLs(const std::vector<std::string>& bases,
                                       std::string_view reference, const std::string* queryFrom) {
-  constexpr std::size_t kMostURLs = 8;
+  constexpr std::size_t kMaxURLs = 8;
   std::vector<std::string> urls;
   for (const std::string& base : bases) {
-    if (urls.size() == kMostURLs) break;
+    if (urls.size() == kMaxURLs) break;
     auto url = reference.empty() ? std::optional(base) : resolveURL(base, reference);
     if (!url) continue;
     if (queryFrom) url = withQueryOf(*queryFrom, *url);
@@ -102,7 +102,7 @@ DASHSegmentIndex::DASHSegmentIndex(Setup setup) : _setup(std::move(setup)) {
     _count = _setup.periodEnd
                  ? countOf(std::ceil((*_setup.periodEnd - _setup.periodStart) / duration -
                                      kDASHTolerance))
-                 : SegmentTiming::kOpen;
+                 : SegmentTiming::kUnbounded;
   } else if (timing.runs && !timing.runs->empty()) {
     _count = timing.runs->back().firstIndex + timing.runs->back().segments();
     // Segments that start after the end of the period are dropped.
@@ -113,7 +113,7 @@ DASHSegmentIndex::DASHSegmentIndex(Setup setup) : _setup(std::move(setup)) {
     }
   }
   if (timing.lastNumber && _count > 0 && _timesOf(_count - 1).number > *timing.lastNumber)
-    _count = *timing.lastNumber < timing.firstNumber ? 0 : _indexBehind(*timing.lastNumber);
+    _count = *timing.lastNumber < timing.firstNumber ? 0 : _indexAfter(*timing.lastNumber);
   if (_setup.list) _count = std::min<std::uint64_t>(_count, _setup.list->size());
 }
 
@@ -153,14 +153,14 @@ DASHSegmentIndex::Times DASHSegmentIndex::_timesOf(std::uint64_t index) const {
   return times;
 }
 
-std::uint64_t DASHSegmentIndex::_indexBehind(std::uint64_t number) const {
+std::uint64_t DASHSegmentIndex::_indexAfter(std::uint64_t number) const {
   const SegmentTiming& timing = *_setup.timing;
-  const std::uint64_t place = number - timing.firstNumber + 1;
-  if (timing.duration > 0) return std::min(_count, place);
+  const std::uint64_t sequence = number - timing.firstNumber + 1;
+  if (timing.duration > 0) return std::min(_count, sequence);
   const auto run = std::prev(std::upper_bound(
-      timing.runs->begin(), timing.runs->end(), place,
+      timing.runs->begin(), timing.runs->end(), sequence,
       [](std::uint64_t wanted, const auto& each) { return wanted < each.firstNumber; }));
-  return std::min(_count, run->firstIndex + (place - run->firstNumber) * run->parts);
+  return std::min(_count, run->firstIndex + (sequence - run->firstNumber) * run->parts);
 }
 
 std::uint64_t DASHSegmentIndex::_indexAt(double time) const {
@@ -212,7 +212,7 @@ std::optional<Segment> DASHSegmentIndex::_segment(std::uint64_t index) const {
                         listed.span};
   } else if (_setup.media) {
     segment.resource.urls = resolvedURLs(
-        _setup.bases, _setup.media->filledIn(times.number, times.time, times.subNumber),
+        _setup.bases, _setup.media->expanded(times.number, times.time, times.subNumber),
         _setup.queryFrom.get());
   } else {
     segment.resource.urls = resolvedURLs(_setup.bases, {}, _setup.queryFrom.get());
@@ -260,7 +260,7 @@ std::optional<Segment> DASHSegmentIndex::last(platform::Date now) const {
                         timing.availabilityOffset;
     // The segment at the live edge is not complete.
     if (_isOpen()) count = std::min(count, _indexAt(edge));
-  } else if (count >= SegmentTiming::kOpen) {
+  } else if (count >= SegmentTiming::kUnbounded) {
     return std::nullopt;
   }
   return count == 0 ? std::nullopt : _segment(count - 1);

@@ -12,7 +12,7 @@
 namespace streaming {
 
 /// Longer URLs and URL templates are rejected.
-inline constexpr std::size_t kLongestURLText = 4096;
+inline constexpr std::size_t kMaxURLLength = 4096;
 
 /// A URL template with `$Number$`, `$Time$` and other identifiers. Those of the representation are
 /// substituted by the constructor.
@@ -20,7 +20,7 @@ class SegmentTemplate {
  public:
   SegmentTemplate(std::string_view pattern, std::string_view representationID,
                   std::uint64_t bandwidth);
-  std::string filledIn(std::uint64_t number, std::uint64_t time, std::uint64_t subNumber) const;
+  std::string expanded(std::uint64_t number, std::uint64_t time, std::uint64_t subNumber) const;
   /// False: the template is too long.
   bool isUsable() const { return !_pieces.empty(); }
 
@@ -35,8 +35,8 @@ class SegmentTemplate {
 
 /// Timing that representations share.
 struct SegmentTiming {
-  /// Consecutive segments of equal duration (an `S` element). With `k` they form sequences whose
-  /// segments share a number.
+  /// Consecutive segments of equal duration (an `S` element). With `k` they form sequences
+  /// whose segments share a number.
   struct Run {
     std::uint64_t time = 0;
     std::uint64_t duration = 0;     ///< of one sequence
@@ -47,7 +47,8 @@ struct SegmentTiming {
 
     std::uint64_t segments() const { return count * parts; }
   };
-  static constexpr std::uint64_t kOpen = std::uint64_t{1} << 40;  ///< count of an open-ended run
+  static constexpr std::uint64_t kUnbounded = std::uint64_t{1}
+                                              << 40;  ///< count of an open-ended run
 
   double timescale = 1;                          ///< units per second
   std::uint64_t duration = 0;                    ///< units per segment; 0: `runs` is used
@@ -114,7 +115,7 @@ class DASHSegmentIndex final : public SegmentIndex {
   Times _timesOf(std::uint64_t index) const;
   std::shared_ptr<const SegmentKey> _keyOf(std::uint64_t index) const;
   /// The first index whose number is greater than `number`.
-  std::uint64_t _indexBehind(std::uint64_t number) const;
+  std::uint64_t _indexAfter(std::uint64_t number) const;
   /// The first index that ends after `time`; at most `_count`.
   std::uint64_t _indexAt(double time) const;
   std::optional<Segment> _segment(std::uint64_t index) const;

@@ -11,8 +11,8 @@
 namespace streaming {
 namespace {
 
-constexpr double kMostTimescale = 1e10;
-constexpr std::size_t kMostBases = 4;
+constexpr double kMaxTimescale = 1e10;
+constexpr std::size_t kMaxBases = 4;
 
 /// availabilityTimeOffset in seconds. "INF" becomes a large value.
 std::optional<double> availabilityIn(pugi::xml_node node) {
@@ -26,7 +26,7 @@ std::optional<double> availabilityIn(pugi::xml_node node) {
 /// An attribute with a URL template.
 std::optional<std::string_view> patternIn(pugi::xml_node node, std::string_view name) {
   const std::string_view text = attributeOf(node, name);
-  if (!hasAttribute(node, name) || text.size() > kLongestURLText) return std::nullopt;
+  if (!hasAttribute(node, name) || text.size() > kMaxURLLength) return std::nullopt;
   return text;
 }
 
@@ -44,8 +44,9 @@ std::uint64_t repeatsUntil(double end, std::uint64_t time, std::uint64_t duratio
   const double count =
       std::ceil((end - static_cast<double>(time)) / static_cast<double>(duration) - 0.001);
   if (!(count >= 1)) return 1;
-  return count >= static_cast<double>(SegmentTiming::kOpen) ? SegmentTiming::kOpen
-                                                            : static_cast<std::uint64_t>(count);
+  return count >= static_cast<double>(SegmentTiming::kUnbounded)
+             ? SegmentTiming::kUnbounded
+             : static_cast<std::uint64_t>(count);
 }
 
 }  // namespace
@@ -68,9 +69,9 @@ std::vector<std::string> baseURLs(pugi::xml_node level, const std::vector<std::s
   std::vector<std::string> urls;
   for (const pugi::xml_node node : childrenOf(level, "BaseURL"))
     for (const std::string& base : inherited) {
-      if (urls.size() == kMostBases) return urls;
+      if (urls.size() == kMaxBases) return urls;
       auto url = resolveURL(base, textOf(node));
-      if (url && url->size() <= kLongestURLText &&
+      if (url && url->size() <= kMaxURLLength &&
           std::find(urls.begin(), urls.end(), *url) == urls.end())
         urls.push_back(*std::move(url));
     }
@@ -80,7 +81,7 @@ std::vector<std::string> baseURLs(pugi::xml_node level, const std::vector<std::s
 void DASHSegmentInfo::read(pugi::xml_node level, std::optional<double> periodDuration) {
   readBases(level);
   if (const auto node = childOf(level, "SegmentTemplate")) {
-    form = Form::Template;
+    addressing = Addressing::Template;
     _readCommon(node);
     if (const auto pattern = patternIn(node, "media")) media = *pattern;
     if (const auto pattern = patternIn(node, "initialization")) {
@@ -89,7 +90,7 @@ void DASHSegmentInfo::read(pugi::xml_node level, std::optional<double> periodDur
     }
     _readTimeline(node, periodDuration);
   } else if (const auto listNode = childOf(level, "SegmentList")) {
-    form = Form::List;
+    addressing = Addressing::List;
     _readCommon(listNode);
     auto segments = std::make_shared<std::vector<ListedSegment>>();
     for (const pugi::xml_node each : childrenOf(listNode, "SegmentURL"))
@@ -97,7 +98,7 @@ void DASHSegmentInfo::read(pugi::xml_node level, std::optional<double> periodDur
     if (!segments->empty()) list = std::move(segments);
     _readTimeline(listNode, periodDuration);
   } else if (const auto base = childOf(level, "SegmentBase")) {
-    form = Form::File;
+    addressing = Addressing::File;
     _readCommon(base);
     if (const auto span = dashByteRange(attributeOf(base, "indexRange"))) indexSpan = span;
   }
@@ -111,7 +112,7 @@ void DASHSegmentInfo::readBases(pugi::xml_node level) {
 
 void DASHSegmentInfo::_readCommon(pugi::xml_node node) {
   if (const auto scale = xmlNumber(node, "timescale"); scale && *scale >= 1)
-    timing.timescale = std::min(*scale, kMostTimescale);
+    timing.timescale = std::min(*scale, kMaxTimescale);
   if (const auto offset = xmlInteger(node, "presentationTimeOffset")) timing.timeOffset = *offset;
   if (const auto number = xmlInteger(node, "startNumber")) timing.firstNumber = *number;
   if (const auto number = xmlInteger(node, "endNumber")) timing.lastNumber = *number;
@@ -148,7 +149,8 @@ void DASHSegmentInfo::_readTimeline(pugi::xml_node node, std::optional<double> p
     timing.isOpen = false;
     const std::string_view repeat = attributeOf(entries[at], "r");
     if (!repeat.starts_with('-')) {
-      run.count = std::min(xmlInteger(entries[at], "r").value_or(0), SegmentTiming::kOpen - 1) + 1;
+      run.count =
+          std::min(xmlInteger(entries[at], "r").value_or(0), SegmentTiming::kUnbounded - 1) + 1;
     } else if (at + 1 < entries.size() && hasAttribute(entries[at + 1], "t")) {
       const double next = static_cast<double>(xmlInteger(entries[at + 1], "t").value_or(run.time));
       run.count = repeatsUntil(next, run.time, run.duration);
@@ -157,23 +159,24 @@ void DASHSegmentInfo::_readTimeline(pugi::xml_node node, std::optional<double> p
           *periodDuration * timing.timescale + static_cast<double>(timing.timeOffset);
       run.count = repeatsUntil(end, run.time, run.duration);
     } else {
-      run.count = SegmentTiming::kOpen;
+      run.count = SegmentTiming::kUnbounded;
     }
     // Prevents overflow.
-    constexpr auto kMostUnits = std::uint64_t{1} << 62;
-    if (run.time > kMostUnits || run.duration > kMostUnits) break;
+    constexpr auto kMaxUnits = std::uint64_t{1} << 62;
+    if (run.time > kMaxUnits || run.duration > kMaxUnits) break;
     run.count =
-        std::min(run.count, std::max<std::uint64_t>(1, (kMostUnits - run.time) / run.duration));
-    constexpr std::uint64_t kMostParts = 10'000;
-    run.parts = std::clamp<std::uint64_t>(xmlInteger(entries[at], "k").value_or(1), 1, kMostParts);
-    run.count = std::max<std::uint64_t>(1, std::min(run.count, SegmentTiming::kOpen / run.parts));
+        std::min(run.count, std::max<std::uint64_t>(1, (kMaxUnits - run.time) / run.duration));
+    constexpr std::uint64_t kMaxParts = 10'000;
+    run.parts = std::clamp<std::uint64_t>(xmlInteger(entries[at], "k").value_or(1), 1, kMaxParts);
+    run.count =
+        std::max<std::uint64_t>(1, std::min(run.count, SegmentTiming::kUnbounded / run.parts));
     run.firstIndex = index;
     run.firstNumber = number;
     index += run.segments();
     number += run.count;
     time = run.time + run.count * run.duration;
     found->push_back(run);
-    if (index >= SegmentTiming::kOpen) break;
+    if (index >= SegmentTiming::kUnbounded) break;
   }
   timing.duration = 0;
   timing.runs = std::move(found);

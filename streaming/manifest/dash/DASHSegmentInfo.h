@@ -13,9 +13,9 @@ namespace streaming {
 /// Segment information of one level (period, adaptation set, representation), including inherited
 /// values. Copies share large parts.
 struct DASHSegmentInfo {
-  enum class Form { None, File, Template, List };
+  enum class Addressing { None, File, Template, List };
 
-  Form form = Form::None;
+  Addressing addressing = Addressing::None;
   SegmentTiming timing;
   std::string media;                  ///< of SegmentTemplate
   std::string initializationPattern;  ///< of SegmentTemplate

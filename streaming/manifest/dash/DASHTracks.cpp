@@ -5,15 +5,15 @@
 #include <map>
 #include <utility>
 
+#include "streaming/manifest/dash/DASHAdaptationSets.h"
 #include "streaming/manifest/dash/DASHManifest.h"
-#include "streaming/manifest/dash/DASHSets.h"
 
 namespace streaming {
 namespace {
 
-constexpr std::size_t kMostSets = 500;
-constexpr std::size_t kMostRepresentations = 500;
-constexpr std::size_t kMostPartners = 64;
+constexpr std::size_t kMaxSets = 500;
+constexpr std::size_t kMaxRepresentations = 500;
+constexpr std::size_t kMaxLinkedSets = 64;
 constexpr std::string_view kSwitching = "urn:mpeg:dash:adaptation-set-switching:2016";
 
 const char* nameOf(MediaKind kind) {
@@ -39,7 +39,7 @@ std::string trackIDOf(const Track& track) {
 }
 
 /// Assigns unique track IDs within a period.
-class TrackNames {
+class TrackIDs {
  public:
   /// Appends a number if `id` is taken.
   std::string unique(const std::string& id) {
@@ -67,54 +67,54 @@ void addRepresentations(const Track& from, Track& to) {
 }
 
 /// Adds an audio track for audio that is muxed into the video.
-void addSoundWithin(std::string_view language, std::vector<Track>& tracks) {
+void addMuxedAudio(std::string_view language, std::vector<Track>& tracks) {
   bool isWithin = false;
   for (const Track& track : tracks) {
     if (track.kind == MediaKind::Audio) return;
-    for (const auto& each : track.representations) isWithin = isWithin || each->carriesSound;
+    for (const auto& each : track.representations) isWithin = isWithin || each->includesAudio;
   }
   if (!isWithin) return;
   Track sound;
   sound.kind = MediaKind::Audio;
   sound.id = "audio";
   sound.language = language;
-  sound.isWithinPicture = true;
+  sound.isMuxedIntoVideo = true;
   tracks.push_back(std::move(sound));
 }
 
 /// The IDs in the value of a property, split at `separator`.
-std::vector<std::string> partnersOf(pugi::xml_node set, std::string_view element,
-                                    std::string_view scheme, char separator) {
-  std::vector<std::string> partners;
+std::vector<std::string> linkedSetsOf(pugi::xml_node set, std::string_view element,
+                                      std::string_view scheme, char separator) {
+  std::vector<std::string> linkedSets;
   for (const pugi::xml_node property : childrenOf(set, element)) {
-    const std::string_view told = attributeOf(property, "schemeIdUri");
-    if (scheme.empty() ? !isTrickModeScheme(told) : told != scheme) continue;
+    const std::string_view propertyScheme = attributeOf(property, "schemeIdUri");
+    if (scheme.empty() ? !isTrickModeScheme(propertyScheme) : propertyScheme != scheme) continue;
     std::string_view value = attributeOf(property, "value");
-    while (!value.empty() && partners.size() < kMostPartners) {
+    while (!value.empty() && linkedSets.size() < kMaxLinkedSets) {
       const auto end = std::min(value.find(separator), value.size());
-      partners.emplace_back(value.substr(0, end));
+      linkedSets.emplace_back(value.substr(0, end));
       value.remove_prefix(std::min(end + 1, value.size()));
     }
   }
-  return partners;
+  return linkedSets;
 }
 
 }  // namespace
 
 std::vector<Track> DASHManifest::_readTracks(pugi::xml_node period, const PeriodContext& context) {
-  std::vector<ReadSet> sets;
-  std::string soundLanguage;
+  std::vector<ParsedSet> sets;
+  std::string audioLanguage;
   std::size_t number = 0;
   for (const pugi::xml_node node : childrenOf(period, "AdaptationSet")) {
-    if (number == kMostSets) break;
+    if (number == kMaxSets) break;
     auto read = _readSet(node, context, number++);
     if (!read) continue;
-    if (soundLanguage.empty() && read->track.kind == MediaKind::Video)
-      soundLanguage = languageWithin(node, "audio");
+    if (audioLanguage.empty() && read->track.kind == MediaKind::Video)
+      audioLanguage = languageWithin(node, "audio");
     // Sets that are linked for seamless switching form one track.
-    const auto partner = std::find_if(sets.begin(), sets.end(), [&](const ReadSet& each) {
+    const auto partner = std::find_if(sets.begin(), sets.end(), [&](const ParsedSet& each) {
       return each.isKeyFramesOnly == read->isKeyFramesOnly && !read->isKeyFramesOnly &&
-             (isListed(each.partners, read->id) || isListed(read->partners, each.id)) &&
+             (isListed(each.linkedSets, read->id) || isListed(read->linkedSets, each.id)) &&
              each.track.kind == read->track.kind && each.track.language == read->track.language &&
              codecFamily(each.track) == codecFamily(read->track);
     });
@@ -124,20 +124,20 @@ std::vector<Track> DASHManifest::_readTracks(pugi::xml_node period, const Period
       sets.push_back(*std::move(read));
   }
   // Key frame representations are added to the track they belong to.
-  for (const ReadSet& frames : sets) {
+  for (const ParsedSet& frames : sets) {
     if (!frames.isKeyFramesOnly) continue;
-    ReadSet* picture = nullptr;
-    for (ReadSet& each : sets) {
+    ParsedSet* picture = nullptr;
+    for (ParsedSet& each : sets) {
       if (each.isKeyFramesOnly || each.track.kind != frames.track.kind) continue;
-      const bool isMeant = isListed(frames.partners, each.id);
-      if (!picture || isMeant) picture = &each;
-      if (isMeant) break;
+      const bool isLinked = isListed(frames.linkedSets, each.id);
+      if (!picture || isLinked) picture = &each;
+      if (isLinked) break;
     }
     if (picture) addRepresentations(frames.track, picture->track);
   }
   std::vector<Track> tracks;
-  TrackNames names;
-  for (ReadSet& each : sets) {
+  TrackIDs names;
+  for (ParsedSet& each : sets) {
     if (each.isKeyFramesOnly) continue;
     // Several sets may announce the same captions.
     for (Track& captions : each.captions)
@@ -150,20 +150,21 @@ std::vector<Track> DASHManifest::_readTracks(pugi::xml_node period, const Period
     each.track.id = names.unique(trackIDOf(each.track));
     tracks.push_back(std::move(each.track));
   }
-  addSoundWithin(soundLanguage, tracks);
+  addMuxedAudio(audioLanguage, tracks);
   return tracks;
 }
 
-std::optional<DASHManifest::ReadSet> DASHManifest::_readSet(pugi::xml_node node,
-                                                            const PeriodContext& period,
-                                                            std::size_t number) {
+std::optional<DASHManifest::ParsedSet> DASHManifest::_readSet(pugi::xml_node node,
+                                                              const PeriodContext& period,
+                                                              std::size_t number) {
   const EssentialUse use = essentialUse(node);
   if (use == EssentialUse::LeaveOut) return std::nullopt;
-  ReadSet read;
-  read.id = attributeOf(node, "id").substr(0, kLongestDASHName);
+  ParsedSet read;
+  read.id = attributeOf(node, "id").substr(0, kMaxDASHNameLength);
   read.isKeyFramesOnly = use == EssentialUse::KeyFramesOnly;
-  read.partners = read.isKeyFramesOnly ? partnersOf(node, "EssentialProperty", {}, ' ')
-                                       : partnersOf(node, "SupplementalProperty", kSwitching, ',');
+  read.linkedSets = read.isKeyFramesOnly
+                        ? linkedSetsOf(node, "EssentialProperty", {}, ' ')
+                        : linkedSetsOf(node, "SupplementalProperty", kSwitching, ',');
   SetContext set;
   set.node = node;
   set.id = read.id.empty() ? "set-" + std::to_string(number) : read.id;
@@ -176,18 +177,18 @@ std::optional<DASHManifest::ReadSet> DASHManifest::_readSet(pugi::xml_node node,
   set.componentKind = dashComponentKind(node);
   _readRepresentations(set, period, read);
   if (read.track.representations.empty()) return std::nullopt;
-  readTrackMeaning(node, read.track);
+  readTrackAttributes(node, read.track);
   if (read.track.kind == MediaKind::Video && !read.isKeyFramesOnly)
     read.captions = captionTracks(node);
   return read;
 }
 
 void DASHManifest::_readRepresentations(const SetContext& set, const PeriodContext& period,
-                                        ReadSet& read) {
-  const bool hasComponents = hasPictureAndSoundComponents(set.node);
+                                        ParsedSet& read) {
+  const bool hasComponents = hasVideoAndAudioComponents(set.node);
   std::optional<MediaKind> kind;
   for (const pugi::xml_node node : childrenOf(set.node, "Representation")) {
-    if (read.track.representations.size() == kMostRepresentations) break;
+    if (read.track.representations.size() == kMaxRepresentations) break;
     const EssentialUse use = essentialUse(node);
     const auto ownKind = dashMediaKind(set.node, node, set.componentKind);
     if (use == EssentialUse::LeaveOut || !ownKind || (kind && *kind != *ownKind)) continue;
@@ -195,9 +196,10 @@ void DASHManifest::_readRepresentations(const SetContext& set, const PeriodConte
     if (!representation) continue;
     kind = ownKind;
     representation->isKeyFramesOnly = read.isKeyFramesOnly || use == EssentialUse::KeyFramesOnly;
-    if (*kind == MediaKind::Text) representation->textForm = dashTextForm(*representation);
-    representation->carriesSound = *kind == MediaKind::Video &&
-                                   (hasComponents || holdsPictureAndSound(representation->codecs));
+    if (*kind == MediaKind::Text) representation->textFormat = dashTextForm(*representation);
+    representation->includesAudio =
+        *kind == MediaKind::Video &&
+        (hasComponents || hasVideoAndAudioCodecs(representation->codecs));
     read.track.representations.push_back(std::move(representation));
   }
   if (kind) read.track.kind = *kind;

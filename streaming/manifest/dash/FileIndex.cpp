@@ -66,7 +66,8 @@ void addFileSegment(const IndexedFile& file, Segment segment, FileIndexParts& pa
   if (isPlayed && !isEmpty) parts.segments.push_back(std::move(segment));
 }
 
-std::shared_ptr<const Initialization> beginningOf(const IndexedFile& file, std::uint64_t size) {
+std::shared_ptr<const Initialization> initializationOf(const IndexedFile& file,
+                                                       std::uint64_t size) {
   if (file.initialization) return file.initialization;
   Initialization before;
   before.resource = file.file;
@@ -91,9 +92,9 @@ std::variant<std::shared_ptr<const SegmentIndex>, ByteSpan, platform::Error> rea
     }
     if (!reader.isGood()) {
       // Either the file is short, or more bytes are needed for the next box header.
-      if (head.size() < kHeader || at >= kMostIndexBytes) return wholeFile(file);
+      if (head.size() < kHeader || at >= kMaxIndexBytes) return wholeFile(file);
       return ByteSpan{
-          offset, std::min(kMostIndexBytes, std::max<std::uint64_t>(2 * head.size(), at + 4096))};
+          offset, std::min(kMaxIndexBytes, std::max<std::uint64_t>(2 * head.size(), at + 4096))};
     }
     constexpr std::uint64_t kSidx = 0x73696478;
     constexpr std::uint64_t kMoof = 0x6d6f6f66;
@@ -102,11 +103,11 @@ std::variant<std::shared_ptr<const SegmentIndex>, ByteSpan, platform::Error> rea
     const bool isBox = size >= headerSize && isLetter(type & 0xff) && isLetter(type >> 8 & 0xff);
     if (!isBox || type == kMoof || type == kMdat) return wholeFile(file);
     if (type == kSidx) {
-      if (size > kMostIndexBytes) return wholeFile(file);
+      if (size > kMaxIndexBytes) return wholeFile(file);
       if (rest.size() < size) return ByteSpan{offset, at + size};
       return indexIn(readSegmentIndexBox(file, offset, head, at), file);
     }
-    if (size > kMostIndexBytes) return wholeFile(file);
+    if (size > kMaxIndexBytes) return wholeFile(file);
     at += size;
   }
 }

@@ -6,8 +6,8 @@
 namespace streaming {
 namespace {
 
-constexpr unsigned kDeepestIndex = 4;
-constexpr std::size_t kMostReferences = 200'000;
+constexpr unsigned kMaxIndexDepth = 4;
+constexpr std::size_t kMaxReferences = 200'000;
 constexpr std::uint64_t kSidxType = 0x73696478;
 
 class SidxReader {
@@ -16,11 +16,11 @@ class SidxReader {
       : _file(file), _offset(offset), _head(head) {}
 
   FileIndexParts read(std::uint64_t position) {
-    _initialization = beginningOf(_file, position);
+    _initialization = initializationOf(_file, position);
     _readBox(position, 1);
     // Nested indexes that are close together are read as a whole. If they are spread over the file,
     // each reference becomes one segment.
-    if (_needed > 0 && _needed - _offset <= kMostIndexBytes)
+    if (_needed > 0 && _needed - _offset <= kMaxIndexBytes)
       _parts.needed = ByteSpan{_offset, _needed - _offset};
     return std::move(_parts);
   }
@@ -48,7 +48,7 @@ class SidxReader {
     reader.number(2);
     const std::uint64_t count = reader.number(2);
     if (!reader.isGood() || timescale < 1 || position < end) return false;
-    for (std::uint64_t at = 0; at < count && _references < kMostReferences; ++at) {
+    for (std::uint64_t at = 0; at < count && _references < kMaxReferences; ++at) {
       ++_references;
       const std::uint64_t reference = reader.number(4);
       const auto duration = static_cast<double>(reader.number(4));
@@ -56,7 +56,7 @@ class SidxReader {
       if (!reader.isGood()) break;
       const bool isIndex = (reference & 0x80000000) != 0;
       const std::uint64_t length = reference & 0x7fffffff;
-      if (isIndex && depth < kDeepestIndex && _readBox(position, depth + 1)) {
+      if (isIndex && depth < kMaxIndexDepth && _readBox(position, depth + 1)) {
         // The nested index has added its segments.
       } else {
         if (isIndex)

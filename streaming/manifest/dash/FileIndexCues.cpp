@@ -8,7 +8,7 @@
 namespace streaming {
 namespace {
 
-constexpr std::size_t kMostCues = 200'000;
+constexpr std::size_t kMaxCues = 200'000;
 constexpr std::uint64_t kUnknownSize = ~std::uint64_t{0};
 
 // IDs of Matroska elements.
@@ -83,11 +83,11 @@ class CueReader {
   FileIndexParts read() {
     FileIndexParts parts;
     const auto header = elementAt(_head);
-    if (!header || header->size > kMostIndexBytes) return parts;
+    if (!header || header->size > kMaxIndexBytes) return parts;
     std::uint64_t at = header->headerSize + header->size;
     const auto segment = elementAt(_from(at));
     if (!segment) {
-      _need(at + kMore, parts);
+      _need(at + kReadAhead, parts);
       return parts;
     }
     if (segment->id != kSegmentElement) return parts;
@@ -100,7 +100,7 @@ class CueReader {
   }
 
  private:
-  static constexpr std::uint64_t kMore = std::uint64_t{64} * 1024;
+  static constexpr std::uint64_t kReadAhead = std::uint64_t{64} * 1024;
   struct Cue {
     std::uint64_t time = 0;
     std::uint64_t position = 0;  // offset in the file
@@ -112,22 +112,22 @@ class CueReader {
 
   /// Requests the file up to `end`, within the limit.
   static void _need(std::uint64_t end, FileIndexParts& parts) {
-    if (end <= kMostIndexBytes) parts.needed = ByteSpan{0, end};
+    if (end <= kMaxIndexBytes) parts.needed = ByteSpan{0, end};
   }
 
   /// Visits the top-level elements until the Cues are found.
   void _walk(std::uint64_t at, FileIndexParts& parts) {
     while (true) {
       const auto element = elementAt(_from(at));
-      if (!element) return at >= _head.size() ? _need(at + kMore, parts) : void();
+      if (!element) return at >= _head.size() ? _need(at + kReadAhead, parts) : void();
       if (element->id == kCluster) {
         // The Cues are after the clusters.
         if (_cuesPosition <= at) return;
         at = std::exchange(_cuesPosition, 0);
-        if (at >= _head.size()) return _need(at + kMore, parts);
+        if (at >= _head.size()) return _need(at + kReadAhead, parts);
         continue;
       }
-      if (element->size > kMostIndexBytes) return;
+      if (element->size > kMaxIndexBytes) return;
       const std::uint64_t content = at + element->headerSize;
       const std::uint64_t end = content + element->size;
       if (end > _head.size()) return _need(end, parts);
@@ -151,12 +151,12 @@ class CueReader {
           if (id == kSeekID) wanted = integerIn(value);
           if (id == kSeekPosition) position = integerIn(value);
         });
-        if (wanted == kCues && position <= kMostIndexBytes) _cuesPosition = _dataStart + position;
+        if (wanted == kCues && position <= kMaxIndexBytes) _cuesPosition = _dataStart + position;
       });
     } else if (element.id == kCues) {
       _cuesBegin = at;
       eachElement(content, [&](std::uint64_t id, std::string_view point) {
-        if (id == kCuePoint && _cues.size() < kMostCues) _addCue(point);
+        if (id == kCuePoint && _cues.size() < kMaxCues) _addCue(point);
       });
     }
   }
@@ -171,8 +171,8 @@ class CueReader {
         if (inner == kCueClusterPosition) position = integerIn(bytes);
       });
     });
-    constexpr auto kFarthest = std::uint64_t{1} << 62;
-    if (!time || !position || *position > kFarthest) return;
+    constexpr auto kMaxPosition = std::uint64_t{1} << 62;
+    if (!time || !position || *position > kMaxPosition) return;
     const Cue cue{*time, _dataStart + *position};
     const bool isLater =
         _cues.empty() || (cue.time > _cues.back().time && cue.position > _cues.back().position);
@@ -181,7 +181,7 @@ class CueReader {
 
   void _addSegments(FileIndexParts& parts) const {
     if (_cues.empty() || !(_scale > 0)) return;
-    const auto initialization = beginningOf(_file, _cues.front().position);
+    const auto initialization = initializationOf(_file, _cues.front().position);
     for (std::size_t at = 0; at < _cues.size(); ++at) {
       const Cue& cue = _cues[at];
       const bool isLast = at + 1 == _cues.size();
@@ -208,10 +208,11 @@ class CueReader {
 
   /// The end of the last segment, which starts at `start`.
   double _end(double start) const {
-    constexpr double kGuess = 5;
+    constexpr double kDefaultDuration = 5;
     const double end = _duration * _scale + _file.timeOffset;
     if (std::isfinite(end) && end > start) return end;
-    return _file.periodEnd && *_file.periodEnd > start ? *_file.periodEnd : start + kGuess;
+    return _file.periodEnd && *_file.periodEnd > start ? *_file.periodEnd
+                                                       : start + kDefaultDuration;
   }
 
   const IndexedFile& _file;
@@ -237,9 +238,9 @@ FileIndexParts readCues(const IndexedFile& file, std::uint64_t offset, std::stri
   // Without the start of the file, cluster positions and the time scale are unknown.
   FileIndexParts parts;
   const auto cues = elementAt(head);
-  if (!cues || cues->size > kMostIndexBytes) return parts;
+  if (!cues || cues->size > kMaxIndexBytes) return parts;
   const std::uint64_t end = offset + cues->headerSize + cues->size;
-  if (end <= kMostIndexBytes) parts.needed = ByteSpan{0, end};
+  if (end <= kMaxIndexBytes) parts.needed = ByteSpan{0, end};
   return parts;
 }
 

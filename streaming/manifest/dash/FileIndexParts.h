@@ -11,7 +11,7 @@
 namespace streaming {
 
 /// Limits the bytes of a file that are read to find its index.
-inline constexpr std::uint64_t kMostIndexBytes = std::uint64_t{4} * 1024 * 1024;
+inline constexpr std::uint64_t kMaxIndexBytes = std::uint64_t{4} * 1024 * 1024;
 
 /// The result of parsing an index. Without segments and `needed` the index is unusable.
 struct FileIndexParts {
@@ -32,7 +32,7 @@ FileIndexParts readCues(const IndexedFile& file, std::uint64_t offset, std::stri
 void addFileSegment(const IndexedFile& file, Segment segment, FileIndexParts& parts);
 
 /// The initialization segment of `file`, or its first `size` bytes.
-std::shared_ptr<const Initialization> beginningOf(const IndexedFile& file, std::uint64_t size);
+std::shared_ptr<const Initialization> initializationOf(const IndexedFile& file, std::uint64_t size);
 
 /// Reads big-endian integers. After the end it returns 0 and isGood() is false.
 class ByteReader {

@@ -9,11 +9,11 @@
 namespace streaming {
 namespace {
 
-constexpr int kDeepest = 64;
-constexpr std::size_t kMostNodes = 500'000;
+constexpr int kMaxDepth = 64;
+constexpr std::size_t kMaxNodes = 500'000;
 
 /// Limits the cost of attribute searches, which are linear.
-constexpr std::ptrdiff_t kMostAttributes = 128;
+constexpr std::ptrdiff_t kMaxAttributes = 128;
 
 /// Checks the limits without recursion.
 struct LimitWalker final : pugi::xml_tree_walker {
@@ -21,13 +21,14 @@ struct LimitWalker final : pugi::xml_tree_walker {
   bool isBeyond = false;
   bool for_each(pugi::xml_node& node) override {
     const auto attributes = node.attributes();
-    isBeyond = ++nodes > kMostNodes || depth() > kDeepest ||
-               std::distance(attributes.begin(), attributes.end()) > kMostAttributes;
+    isBeyond = ++nodes > kMaxNodes || depth() > kMaxDepth ||
+               std::distance(attributes.begin(), attributes.end()) > kMaxAttributes;
     return !isBeyond;
   }
 };
 
-constexpr const char* kTooMuch = "It has too many elements, or too many within each other.";
+constexpr const char* kLimitExceeded =
+    "The document has too many elements, or they are nested too deeply.";
 
 std::string_view localName(std::string_view name) {
   const auto colon = name.find(':');
@@ -38,11 +39,11 @@ std::string_view localName(std::string_view name) {
 
 std::optional<std::string> XMLTree::load(std::string_view text, pugi::xml_document& document) {
   // An element has at most two tags. This check precedes any allocation.
-  if (static_cast<std::size_t>(std::count(text.begin(), text.end(), '<')) > 2 * kMostNodes)
-    return kTooMuch;
+  if (static_cast<std::size_t>(std::count(text.begin(), text.end(), '<')) > 2 * kMaxNodes)
+    return kLimitExceeded;
   const auto result = document.load_buffer(text.data(), text.size(), pugi::parse_default);
-  if (!result) return std::string("It is not well-formed: ") + result.description() + '.';
-  return isWithinLimits(document) ? std::nullopt : std::optional<std::string>(kTooMuch);
+  if (!result) return std::string("The document is not well-formed: ") + result.description() + '.';
+  return isWithinLimits(document) ? std::nullopt : std::optional<std::string>(kLimitExceeded);
 }
 
 bool XMLTree::isWithinLimits(pugi::xml_document& document) {

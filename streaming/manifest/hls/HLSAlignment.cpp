@@ -12,9 +12,9 @@ namespace streaming {
 namespace {
 
 /// If more time than this is missing between two versions, the numbering was restarted.
-constexpr double kMostMissedSeconds = 86400;
+constexpr double kMaxMissedSeconds = 86400;
 /// Maximum difference of the dates of one segment in two versions.
-constexpr double kMostDateChange = 60;
+constexpr double kMaxDateChange = 60;
 
 std::optional<double> offsetByDates(const std::vector<DateMark>& dates,
                                     const std::vector<DateMark>& known) {
@@ -56,7 +56,7 @@ std::string_view withoutQuery(const Segment& segment) {
 bool isSameSegment(const Segment& segment, const Segment& known, bool isBackwards) {
   if (segment.date && known.date) {
     const double change = segment.date->secondsSince1970 - known.date->secondsSince1970;
-    return std::abs(change) < kMostDateChange;
+    return std::abs(change) < kMaxDateChange;
   }
   return !isBackwards || (withoutQuery(segment) == withoutQuery(known) &&
                           segment.resource.span == known.resource.span);
@@ -85,7 +85,7 @@ HLSAlignment alignedToPrevious(const UnalignedPlaylist& playlist, const MediaPla
                             ? static_cast<double>(first.number - last.number - 1) *
                                   std::max(previous.targetDuration, playlist.targetDuration)
                             : 0;
-  if (first.number > last.number && missed <= kMostMissedSeconds) {
+  if (first.number > last.number && missed <= kMaxMissedSeconds) {
     // Segments were missed. Without EXT-X-DISCONTINUITY-SEQUENCE a discontinuity among them is
     // assumed.
     const bool isAhead = byDates && *byDates >= last.end() - first.start - playlist.targetDuration;
@@ -94,11 +94,11 @@ HLSAlignment alignedToPrevious(const UnalignedPlaylist& playlist, const MediaPla
                                            : last.discontinuity + 1 - first.discontinuity};
   }
   // The numbering was restarted. Append the playlist and assume a discontinuity.
-  const bool isNear = byDates && *byDates >= end && *byDates <= end + kMostMissedSeconds;
+  const bool isNear = byDates && *byDates >= end && *byDates <= end + kMaxMissedSeconds;
   return {isNear ? *byDates : end, last.discontinuity + 1 - first.discontinuity};
 }
 
-HLSAlignment alignedBeside(const UnalignedPlaylist& playlist, const MediaPlaylist& other) {
+HLSAlignment alignedToSibling(const UnalignedPlaylist& playlist, const MediaPlaylist& other) {
   const auto index = std::dynamic_pointer_cast<const HLSSegmentIndex>(other.segments);
   if (!index || index->segments().empty()) return {};
   const auto& segments = playlist.segments;
@@ -120,8 +120,8 @@ HLSAlignment alignedBeside(const UnalignedPlaylist& playlist, const MediaPlaylis
   return result;
 }
 
-void keepEarlierMark(const std::vector<DateMark>& earlier, double position,
-                     std::vector<DateMark>& dates) {
+void prependMark(const std::vector<DateMark>& earlier, double position,
+                 std::vector<DateMark>& dates) {
   if (!dates.empty() && dates.front().position <= position) return;
   const auto after = std::find_if(earlier.begin(), earlier.end(),
                                   [&](const DateMark& mark) { return mark.position > position; });

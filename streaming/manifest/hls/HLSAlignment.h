@@ -24,12 +24,12 @@ struct UnalignedPlaylist {
 /// Aligns a playlist to its previous version.
 HLSAlignment alignedToPrevious(const UnalignedPlaylist& playlist, const MediaPlaylist& previous);
 /// Aligns a playlist to another playlist of the same presentation.
-HLSAlignment alignedBeside(const UnalignedPlaylist& playlist, const MediaPlaylist& other);
+HLSAlignment alignedToSibling(const UnalignedPlaylist& playlist, const MediaPlaylist& other);
 
 /// Inserts the last mark of `earlier` before `position` at the front of `dates`, unless `dates`
 /// already covers `position`.
-void keepEarlierMark(const std::vector<DateMark>& earlier, double position,
-                     std::vector<DateMark>& dates);
+void prependMark(const std::vector<DateMark>& earlier, double position,
+                 std::vector<DateMark>& dates);
 
 /// Also extrapolates before the first mark. `marks` is not empty.
 double positionByMarks(platform::Date date, const std::vector<DateMark>& marks);

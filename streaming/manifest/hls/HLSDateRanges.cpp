@@ -11,14 +11,14 @@
 namespace streaming {
 namespace {
 
-constexpr std::size_t kMostDateRanges = 1000;
-constexpr std::size_t kMostDateRangeBytes = std::size_t{256} * 1024;
+constexpr std::size_t kMaxDateRanges = 1000;
+constexpr std::size_t kMaxDateRangeBytes = std::size_t{256} * 1024;
 
 }  // namespace
 
 void HLSDateRanges::add(const HLSAttributes& attributes, std::size_t size) {
   _bytes += size;
-  if (_ranges.size() == kMostDateRanges || _bytes > kMostDateRangeBytes) return;
+  if (_ranges.size() == kMaxDateRanges || _bytes > kMaxDateRangeBytes) return;
   const auto start = dateFrom(attributes.text("START-DATE"));
   const std::string identifier = attributes.text("ID");
   const auto known = std::find_if(_ranges.begin(), _ranges.end(), [&](const Range& each) {
@@ -82,7 +82,7 @@ std::vector<PresentationEvent> HLSDateRanges::events(const std::vector<DateMark>
   }
   for (const PresentationEvent& event : previous->events) {
     const auto identifier = event.item.extraAttributes.string(kEventIdentifier);
-    if (identifier && !settled.contains(*identifier) && events.size() < kMostDateRanges)
+    if (identifier && !settled.contains(*identifier) && events.size() < kMaxDateRanges)
       events.push_back(event);
   }
   return events;

@@ -10,11 +10,11 @@
 namespace streaming {
 namespace {
 
-constexpr std::size_t kMostLineBytes = std::size_t{64} * 1024;
+constexpr std::size_t kMaxLineBytes = std::size_t{64} * 1024;
 /// Limits the total size of substituted lines.
-constexpr std::size_t kMostFilledInBytes = 2 * kMostManifestBytes;
+constexpr std::size_t kMaxSubstitutedBytes = 2 * kMaxManifestBytes;
 /// Limits segment durations, so that sums of them keep their precision.
-constexpr double kLongestDuration = 86400;
+constexpr double kMaxDuration = 86400;
 
 }  // namespace
 
@@ -72,7 +72,7 @@ std::optional<HLSLines::Line> HLSLines::next() {
     const auto end = _rest.find('\n');
     std::string_view line = _rest.substr(0, end);
     _rest.remove_prefix(end == _rest.npos ? _rest.size() : end + 1);
-    if (line.size() > kMostLineBytes) {
+    if (line.size() > kMaxLineBytes) {
       _isBeyondLimits = true;
       return std::nullopt;
     }
@@ -81,7 +81,7 @@ std::optional<HLSLines::Line> HLSLines::next() {
     const bool isTag = line.starts_with("#EXT");
     if (line.front() == '#' && !isTag) continue;
     if (std::exchange(_isFirst, false)) _isPlaylist = line.starts_with("#EXTM3U");
-    line = _filledIn(line);
+    line = _substituted(line);
     if (_isBeyondLimits) return std::nullopt;
     if (!isTag) return Line{{}, line};
     line.remove_prefix(1);
@@ -96,7 +96,7 @@ std::optional<HLSLines::Line> HLSLines::next() {
   return std::nullopt;
 }
 
-std::string_view HLSLines::_filledIn(std::string_view line) {
+std::string_view HLSLines::_substituted(std::string_view line) {
   if (_variables.empty() || line.find("{$") == line.npos) return line;
   _line.clear();
   while (!line.empty()) {
@@ -111,11 +111,11 @@ std::string_view HLSLines::_filledIn(std::string_view line) {
       _line += variable->second;
     }
     line.remove_prefix(end + 1);
-    if (_line.size() > kMostLineBytes) break;
+    if (_line.size() > kMaxLineBytes) break;
   }
   _line += line;
-  _filledInBytes += _line.size();
-  _isBeyondLimits = _line.size() > kMostLineBytes || _filledInBytes > kMostFilledInBytes;
+  _substitutedBytes += _line.size();
+  _isBeyondLimits = _line.size() > kMaxLineBytes || _substitutedBytes > kMaxSubstitutedBytes;
   return _line;
 }
 
@@ -143,7 +143,7 @@ std::optional<ByteSpan> hlsByteRange(std::string_view text, std::uint64_t implie
 }
 
 double hlsSeconds(std::string_view text) {
-  return std::clamp(numberFrom(trimmed(text)).value_or(0), 0.0, kLongestDuration);
+  return std::clamp(numberFrom(trimmed(text)).value_or(0), 0.0, kMaxDuration);
 }
 
 }  // namespace streaming

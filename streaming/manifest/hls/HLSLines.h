@@ -50,7 +50,7 @@ class HLSLines {
   const PlaylistVariables& variables() const { return _variables; }
 
  private:
-  std::string_view _filledIn(std::string_view line);
+  std::string_view _substituted(std::string_view line);
   void _define(std::string_view list);
 
   std::string_view _rest;
@@ -58,7 +58,7 @@ class HLSLines {
   const PlaylistVariables& _imported;
   PlaylistVariables _variables;
   std::string _line;  // a line after substitution
-  std::size_t _filledInBytes = 0;
+  std::size_t _substitutedBytes = 0;
   bool _isFirst = true;
   bool _isPlaylist = false;
   bool _isBeyondLimits = false;

@@ -13,12 +13,12 @@ namespace streaming {
 namespace {
 
 /// Maximum number of segments plus parts.
-constexpr std::size_t kMostSegments = 200'000;
+constexpr std::size_t kMaxSegments = 200'000;
 /// Limits the memory for resolved URLs: a short reference expands to the length of the playlist's
 /// URL.
-constexpr std::size_t kMostURLBytes = std::size_t{64} * 1024 * 1024;
+constexpr std::size_t kMaxURLBytes = std::size_t{64} * 1024 * 1024;
 /// Prevents overflow.
-constexpr std::uint64_t kLargestSequence = std::uint64_t{1} << 62U;
+constexpr std::uint64_t kMaxSequence = std::uint64_t{1} << 62U;
 constexpr double kMarkTolerance = 1e-6;
 
 std::optional<std::array<std::byte, 16>> initialVectorOf(std::string_view text) {
@@ -39,7 +39,7 @@ std::optional<std::array<std::byte, 16>> initialVectorOf(std::string_view text) 
 
 std::uint64_t sequenceFrom(std::string_view text) {
   const auto number = numberOf(text);
-  return number && *number <= kLargestSequence ? *number : 0;
+  return number && *number <= kMaxSequence ? *number : 0;
 }
 
 /// Preference among several keys: plain keys, then schemes that the sender serves, then other key
@@ -67,28 +67,28 @@ HLSMediaReader::HLSMediaReader(const ManifestOrigin& origin, const PlaylistConte
 void HLSMediaReader::addTag(std::string_view name, std::string_view value) {
   if (name == "EXTINF") {
     _head.isMedia = true;
-    _following.duration = hlsSeconds(value.substr(0, value.find(',')));
+    _state.duration = hlsSeconds(value.substr(0, value.find(',')));
   } else if (name == "EXT-X-TARGETDURATION") {
     _head.isMedia = true;
     _head.targetDuration = hlsSeconds(value);
   } else if (name == "EXT-X-MEDIA-SEQUENCE") {
     _head.mediaSequence = sequenceFrom(value);
   } else if (name == "EXT-X-DISCONTINUITY-SEQUENCE") {
-    _following.discontinuity = sequenceFrom(value);
+    _state.discontinuity = sequenceFrom(value);
     _head.countsDiscontinuities = true;
   } else if (name == "EXT-X-DISCONTINUITY") {
-    ++_following.discontinuity;
-    _following.isDiscontinuous = true;
+    ++_state.discontinuity;
+    _state.isDiscontinuous = true;
   } else if (name == "EXT-X-BYTERANGE") {
-    _following.byteRange = value;
+    _state.byteRange = value;
   } else if (name == "EXT-X-GAP") {
-    _following.isGap = true;
+    _state.isGap = true;
   } else if (name == "EXT-X-KEY") {
     _addKey(HLSAttributes(value));
   } else if (name == "EXT-X-MAP") {
     _addMap(HLSAttributes(value));
   } else if (name == "EXT-X-PROGRAM-DATE-TIME") {
-    _following.date = dateFrom(value);
+    _state.date = dateFrom(value);
   } else if (name == "EXT-X-DATERANGE") {
     _dateRanges.add(HLSAttributes(value), value.size());
   } else if (name == "EXT-X-PART") {
@@ -117,7 +117,7 @@ std::optional<std::string> HLSMediaReader::_resolved(std::string_view reference)
   auto url = resolveURL(_origin.url, reference);
   if (url && _origin.inheritsQuery) url = withQueryOf(_origin.url, *url);
   _urlBytes += url ? url->size() : 0;
-  _isBeyondLimits = _isBeyondLimits || _urlBytes > kMostURLBytes;
+  _isBeyondLimits = _isBeyondLimits || _urlBytes > kMaxURLBytes;
   return url;
 }
 
@@ -125,8 +125,8 @@ std::optional<std::string> HLSMediaReader::_resolved(std::string_view reference)
 /// rank is used.
 void HLSMediaReader::_addKey(const HLSAttributes& attributes) {
   const std::string method = attributes.text("METHOD");
-  const bool isFirst = std::exchange(_following.keyHasSegments, false);
-  if (isFirst || method == "NONE") _following.key = nullptr;
+  const bool isFirst = std::exchange(_state.keyHasSegments, false);
+  if (isFirst || method == "NONE") _state.key = nullptr;
   // SAMPLE-AES-CTR is ignored: the mp4 samples contain their key IDs.
   const bool isKnown = method == "AES-128" || method == "SAMPLE-AES";
   auto url = isKnown ? _resolved(attributes.text("URI")) : std::nullopt;
@@ -136,8 +136,8 @@ void HLSMediaReader::_addKey(const HLSAttributes& attributes) {
   key.url = *std::move(url);
   key.keyFormat = attributes.text("KEYFORMAT");
   if (const auto vector = attributes.find("IV")) key.initialVector = initialVectorOf(*vector);
-  if (_following.key && rankOf(*_following.key) >= rankOf(key)) return;
-  _following.key = std::make_shared<const SegmentKey>(std::move(key));
+  if (_state.key && rankOf(*_state.key) >= rankOf(key)) return;
+  _state.key = std::make_shared<const SegmentKey>(std::move(key));
 }
 
 void HLSMediaReader::_addMap(const HLSAttributes& attributes) {
@@ -147,15 +147,15 @@ void HLSMediaReader::_addMap(const HLSAttributes& attributes) {
   initialization->resource.urls = {*std::move(url)};
   if (const auto range = attributes.find("BYTERANGE"))
     initialization->resource.span = hlsByteRange(*range, 0);
-  if (_following.key && _following.key->method == SegmentKey::Method::AES128)
-    initialization->key = _following.key;
-  _following.initialization = std::move(initialization);
+  if (_state.key && _state.key->method == SegmentKey::Method::AES128)
+    initialization->key = _state.key;
+  _state.initialization = std::move(initialization);
 }
 
 /// `end`: end of the previous byte range.
 void HLSMediaReader::_addURLs(Segment& segment, std::optional<std::string> url,
                               std::string_view range, RangeEnd& end) {
-  _isBeyondLimits = _isBeyondLimits || _segments.size() + _parts.size() >= kMostSegments;
+  _isBeyondLimits = _isBeyondLimits || _segments.size() + _parts.size() >= kMaxSegments;
   if (!url) {
     segment.isGap = true;
     return;
@@ -173,9 +173,9 @@ Segment HLSMediaReader::_nextSegment() const {
   Segment segment;
   segment.number = _head.mediaSequence + _segments.size();
   segment.start = _end;
-  segment.initialization = _following.initialization;
-  segment.key = _following.key;
-  segment.discontinuity = _following.discontinuity;
+  segment.initialization = _state.initialization;
+  segment.key = _state.key;
+  segment.discontinuity = _state.discontinuity;
   return segment;
 }
 
@@ -185,10 +185,9 @@ void HLSMediaReader::_addPart(const HLSAttributes& attributes) {
   part.start = _partCount++ == 0 ? _end : _partEnd;
   part.duration = hlsSeconds(attributes.text("DURATION"));
   part.isGap = attributes.isYes("GAP");
-  _addURLs(part, _resolved(attributes.text("URI")), attributes.text("BYTERANGE"),
-           _following.partRange);
+  _addURLs(part, _resolved(attributes.text("URI")), attributes.text("BYTERANGE"), _state.partRange);
   _partEnd = part.end();
-  _following.keyHasSegments = true;
+  _state.keyHasSegments = true;
   _parts.push_back(std::move(part));
 }
 
@@ -208,29 +207,29 @@ void HLSMediaReader::_addHint(const HLSAttributes& attributes) {
 }
 
 void HLSMediaReader::addURI(std::string_view reference) {
-  const auto duration = std::exchange(_following.duration, std::nullopt);
-  const std::string range = std::exchange(_following.byteRange, {});
-  const bool isGap = std::exchange(_following.isGap, false);
+  const auto duration = std::exchange(_state.duration, std::nullopt);
+  const std::string range = std::exchange(_state.byteRange, {});
+  const bool isGap = std::exchange(_state.isGap, false);
   if (!duration) return;
   Segment segment = _nextSegment();
   segment.duration = *duration;
   segment.isGap = isGap;
-  segment.date = _following.date;
-  _addURLs(segment, _resolved(reference), range, _following.segmentRange);
+  segment.date = _state.date;
+  _addURLs(segment, _resolved(reference), range, _state.segmentRange);
   _noteDate();
   _partCount = 0;
-  _following.keyHasSegments = true;
+  _state.keyHasSegments = true;
   _end = segment.end();
   _segments.push_back(std::move(segment));
 }
 
 void HLSMediaReader::_noteDate() {
-  if (!_following.date) return;
+  if (!_state.date) return;
   // Without a date, the discontinuity applies to the next date.
   _dates.push_back(
-      {.position = _end, .date = *_following.date, .isDiscontinuous = _following.isDiscontinuous});
-  _following.isDiscontinuous = false;
-  _following.date.reset();
+      {.position = _end, .date = *_state.date, .isDiscontinuous = _state.isDiscontinuous});
+  _state.isDiscontinuous = false;
+  _state.date.reset();
 }
 
 void HLSMediaReader::_addServerControl(const HLSAttributes& attributes) {
@@ -266,9 +265,9 @@ void HLSMediaReader::_skip(const HLSAttributes& attributes) {
     Segment segment = *known;
     segment.start = _end;
     _end = segment.end();
-    _following.discontinuity = segment.discontinuity;
-    _following.initialization = segment.initialization;
-    _following.key = segment.key;
+    _state.discontinuity = segment.discontinuity;
+    _state.initialization = segment.initialization;
+    _state.key = segment.key;
     _segments.push_back(std::move(segment));
   }
 }
@@ -286,11 +285,11 @@ void HLSMediaReader::_noteSkippedDate(const Segment& known, double position) {
 
 ReloadRule HLSMediaReader::_reloadRule() const {
   ReloadRule rule;
-  constexpr double kShortest = 0.5;
-  rule.interval = std::max(_head.targetDuration, kShortest);
+  constexpr double kMinInterval = 0.5;
+  rule.interval = std::max(_head.targetDuration, kMinInterval);
   rule.maySkip = _head.canSkip;
   if (!_head.canBlock) {
-    if (_head.partTarget > 0) rule.interval = std::max(_head.partTarget, kShortest);
+    if (_head.partTarget > 0) rule.interval = std::max(_head.partTarget, kMinInterval);
     return rule;
   }
   rule.awaitedNumber = _head.mediaSequence + _segments.size();
@@ -321,12 +320,12 @@ std::shared_ptr<const MediaPlaylist> HLSMediaReader::finish() {
 void HLSMediaReader::_align(MediaPlaylist& playlist) {
   const bool isContinued = hasSegments(_context.previous);
   // A playlist that is complete now may have been live when the other one was loaded.
-  const bool isBeside = !isContinued && hasSegments(_context.beside) &&
-                        (playlist.isLive || _context.beside->isLive ||
-                         hlsIndexOf(_context.beside)->segments().front().start > 0);
-  const MediaPlaylist* const known = isContinued ? _context.previous.get()
-                                     : isBeside  ? _context.beside.get()
-                                                 : nullptr;
+  const bool hasSibling = !isContinued && hasSegments(_context.sibling) &&
+                          (playlist.isLive || _context.sibling->isLive ||
+                           hlsIndexOf(_context.sibling)->segments().front().start > 0);
+  const MediaPlaylist* const known = isContinued  ? _context.previous.get()
+                                     : hasSibling ? _context.sibling.get()
+                                                  : nullptr;
   // The first version of a live playlist may have parts only.
   const std::vector<Segment> firstPart(_parts.begin(), _parts.begin() + (_parts.empty() ? 0 : 1));
   const std::vector<Segment>& segments = _segments.empty() ? firstPart : _segments;
@@ -335,7 +334,7 @@ void HLSMediaReader::_align(MediaPlaylist& playlist) {
   const UnalignedPlaylist unaligned{segments, _dates, _head.targetDuration,
                                     _head.countsDiscontinuities};
   const HLSAlignment alignment =
-      isContinued ? alignedToPrevious(unaligned, *known) : alignedBeside(unaligned, *known);
+      isContinued ? alignedToPrevious(unaligned, *known) : alignedToSibling(unaligned, *known);
   _discontinuityShift += alignment.discontinuities;
   for (auto* const list : {&_segments, &_parts})
     for (Segment& segment : *list) {
@@ -349,7 +348,7 @@ void HLSMediaReader::_align(MediaPlaylist& playlist) {
   for (DateMark& mark : playlist.dates) mark.position += alignment.seconds;
   // The start of the window may be dated by a mark that was removed from the playlist.
   const double start = _segments.empty() ? _parts.front().start : _segments.front().start;
-  keepEarlierMark(known->dates, start, playlist.dates);
+  prependMark(known->dates, start, playlist.dates);
 }
 
 }  // namespace streaming

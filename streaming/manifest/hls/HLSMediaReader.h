@@ -56,7 +56,7 @@ class HLSMediaReader {
     std::uint64_t mediaSequence = 0;
   };
   /// State that applies to the next segment or to all following segments.
-  struct Following {
+  struct SegmentState {
     std::uint64_t discontinuity = 0;
     std::shared_ptr<const SegmentKey> key;
     bool keyHasSegments = true;  // the next EXT-X-KEY starts a new set of keys
@@ -101,7 +101,7 @@ class HLSMediaReader {
   std::vector<DateMark> _dates;
   HLSDateRanges _dateRanges;
   std::uint64_t _discontinuityShift = 0;
-  Following _following;
+  SegmentState _state;
 };
 
 }  // namespace streaming

@@ -12,7 +12,7 @@ namespace streaming {
 namespace {
 
 /// Maximum number of variants, and of renditions.
-constexpr std::size_t kMost = 500;
+constexpr std::size_t kMaxEntries = 500;
 
 struct Characteristic {
   std::string_view name;
@@ -24,16 +24,16 @@ constexpr Characteristic kCharacteristics[] = {
     {"public.accessibility.describes-music-and-sound", platform::kMediaOptionHardOfHearing},
 };
 
-bool isSoundOnly(const Representation& variant) {
+bool isAudioOnly(const Representation& variant) {
   return variant.height == 0 && !variant.codecs.empty() &&
          std::all_of(variant.codecs.begin(), variant.codecs.end(),
-                     [](const auto& codec) { return isSoundCodec(codec); });
+                     [](const auto& codec) { return isAudioCodec(codec); });
 }
 
-bool namesSound(const Representation& variant) {
+bool listsAudioCodec(const Representation& variant) {
   return variant.codecs.empty() ||
          std::any_of(variant.codecs.begin(), variant.codecs.end(),
-                     [](const auto& codec) { return isSoundCodec(codec); });
+                     [](const auto& codec) { return isAudioCodec(codec); });
 }
 
 void readResolution(std::string_view text, Representation& variant) {
@@ -41,8 +41,8 @@ void readResolution(std::string_view text, Representation& variant) {
   if (cross == text.npos) return;
   const auto width = numberOf(text.substr(0, cross));
   const auto height = numberOf(text.substr(cross + 1));
-  constexpr std::uint64_t kLargest = 65536;
-  if (!width || !height || *width > kLargest || *height > kLargest) return;
+  constexpr std::uint64_t kMaxPixels = 65536;
+  if (!width || !height || *width > kMaxPixels || *height > kMaxPixels) return;
   variant.width = static_cast<int>(*width);
   variant.height = static_cast<int>(*height);
 }
@@ -98,7 +98,7 @@ std::shared_ptr<Representation> HLSMultivariant::_variant(const HLSAttributes& a
 
 /// Drops variants with the same URI and audio group.
 void HLSMultivariant::_keep(std::shared_ptr<Representation> variant) {
-  if (_variants.size() == kMost) return;
+  if (_variants.size() == kMaxEntries) return;
   variant->id = variant->playlistURL;
   if (!variant->audioGroup.empty()) variant->id += ' ' + variant->audioGroup;
   const bool isKnown = std::any_of(_variants.begin(), _variants.end(),
@@ -107,7 +107,7 @@ void HLSMultivariant::_keep(std::shared_ptr<Representation> variant) {
 }
 
 void HLSMultivariant::_addRendition(const HLSAttributes& attributes) {
-  if (_renditions.size() == kMost) return;
+  if (_renditions.size() == kMaxEntries) return;
   Rendition rendition;
   rendition.type = attributes.text("TYPE");
   rendition.group = attributes.text("GROUP-ID");
@@ -138,8 +138,8 @@ void HLSMultivariant::_addRendition(const HLSAttributes& attributes) {
 }
 
 /// The audio is muxed into the variant.
-bool HLSMultivariant::_hasSoundOfItsOwn(const Representation& variant) const {
-  if (!namesSound(variant)) return false;
+bool HLSMultivariant::_hasMuxedAudio(const Representation& variant) const {
+  if (!listsAudioCodec(variant)) return false;
   bool hasGroup = false;
   for (const Rendition& each : _renditions) {
     if (each.type != "AUDIO" || each.group != variant.audioGroup) continue;
@@ -149,13 +149,13 @@ bool HLSMultivariant::_hasSoundOfItsOwn(const Representation& variant) const {
   return !hasGroup;
 }
 
-void HLSMultivariant::_addPicture(std::vector<Track>& tracks) {
+void HLSMultivariant::_addVideo(std::vector<Track>& tracks) {
   Track picture;
   picture.kind = MediaKind::Video;
   picture.id = "video";
   for (const auto& variant : _variants) {
-    if (isSoundOnly(*variant)) continue;
-    variant->carriesSound = !variant->isKeyFramesOnly && _hasSoundOfItsOwn(*variant);
+    if (isAudioOnly(*variant)) continue;
+    variant->includesAudio = !variant->isKeyFramesOnly && _hasMuxedAudio(*variant);
     picture.representations.push_back(variant);
   }
   std::stable_sort(picture.representations.begin(), picture.representations.end(),
@@ -170,7 +170,7 @@ bool HLSMultivariant::_isUsed(const Rendition& rendition) const {
 }
 
 /// Adds an audio track for variants without audio renditions.
-void HLSMultivariant::_addSound(std::vector<Track>& tracks) const {
+void HLSMultivariant::_addAudio(std::vector<Track>& tracks) const {
   const bool hasRenditions =
       std::any_of(_renditions.begin(), _renditions.end(),
                   [this](const auto& each) { return each.type == "AUDIO" && _isUsed(each); });
@@ -178,31 +178,31 @@ void HLSMultivariant::_addSound(std::vector<Track>& tracks) const {
   Track sound;
   sound.kind = MediaKind::Audio;
   sound.id = "audio";
-  const bool hasPicture = !tracks.empty();
+  const bool hasVideo = !tracks.empty();
   for (const auto& variant : _variants) {
-    if (hasPicture && variant->carriesSound) sound.isWithinPicture = true;
-    if (!hasPicture) sound.representations.push_back(variant);
+    if (hasVideo && variant->includesAudio) sound.isMuxedIntoVideo = true;
+    if (!hasVideo) sound.representations.push_back(variant);
   }
   std::stable_sort(sound.representations.begin(), sound.representations.end(),
                    [](const auto& a, const auto& b) { return a->bandwidth < b->bandwidth; });
-  if (sound.isWithinPicture || !sound.representations.empty()) tracks.push_back(std::move(sound));
+  if (sound.isMuxedIntoVideo || !sound.representations.empty()) tracks.push_back(std::move(sound));
 }
 
 /// The codec of a text rendition is listed with its variants.
-TextForm HLSMultivariant::_textForm(const std::string& group) const {
+TextFormat HLSMultivariant::_textForm(const std::string& group) const {
   for (const auto& variant : _variants)
     if (variant->textGroup == group)
       for (const std::string& codec : variant->codecs)
-        if (isTextCodec(codec)) return TextForm::MP4;
-  return TextForm::WebVTT;
+        if (isTextCodec(codec)) return TextFormat::MP4;
+  return TextFormat::WebVTT;
 }
 
-std::vector<std::string> HLSMultivariant::_soundCodecs(const std::string& group) const {
+std::vector<std::string> HLSMultivariant::_audioCodecs(const std::string& group) const {
   std::vector<std::string> codecs;
   for (const auto& variant : _variants) {
     if (variant->audioGroup != group) continue;
     for (const std::string& codec : variant->codecs)
-      if (isSoundCodec(codec)) codecs.push_back(codec);
+      if (isAudioCodec(codec)) codecs.push_back(codec);
     break;
   }
   return codecs;
@@ -228,15 +228,15 @@ void HLSMultivariant::_addRenditions(std::string_view type, MediaKind kind,
       _addWithinVariants(each, *track, tracks.front().kind == MediaKind::Video);
       continue;
     }
-    track->isWithinPicture = false;
+    track->isMuxedIntoVideo = false;
     auto representation = std::make_shared<Representation>();
     representation->id = each.url + ' ' + each.group;
     representation->playlistURL = each.url;
     representation->group = each.group;
     if (kind == MediaKind::Text)
-      representation->textForm = _textForm(each.group);
+      representation->textFormat = _textForm(each.group);
     else
-      representation->codecs = _soundCodecs(each.group);
+      representation->codecs = _audioCodecs(each.group);
     const bool isKnown =
         std::any_of(track->representations.begin(), track->representations.end(),
                     [&](const auto& known) { return known->id == representation->id; });
@@ -246,10 +246,10 @@ void HLSMultivariant::_addRenditions(std::string_view type, MediaKind kind,
 
 /// A rendition without a URI is muxed into the variants of its group.
 void HLSMultivariant::_addWithinVariants(const Rendition& rendition, Track& track,
-                                         bool hasPicture) const {
-  if (hasPicture) {
+                                         bool hasVideo) const {
+  if (hasVideo) {
     // Final once all renditions of the track have been added.
-    track.isWithinPicture = track.representations.empty();
+    track.isMuxedIntoVideo = track.representations.empty();
     return;
   }
   auto& known = track.representations;
@@ -265,8 +265,8 @@ std::shared_ptr<const Presentation> HLSMultivariant::finish() {
   auto presentation = std::make_shared<Presentation>();
   presentation->startOffset = _startOffset;
   Period& period = presentation->periods.emplace_back();
-  _addPicture(period.tracks);
-  _addSound(period.tracks);
+  _addVideo(period.tracks);
+  _addAudio(period.tracks);
   _addRenditions("AUDIO", MediaKind::Audio, period.tracks);
   _addRenditions("SUBTITLES", MediaKind::Text, period.tracks);
   for (const Rendition& each : _renditions) {

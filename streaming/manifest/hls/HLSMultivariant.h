@@ -38,15 +38,15 @@ class HLSMultivariant {
   void _addRendition(const HLSAttributes& attributes);
   std::shared_ptr<Representation> _variant(const HLSAttributes& attributes) const;
   void _keep(std::shared_ptr<Representation> variant);
-  bool _hasSoundOfItsOwn(const Representation& variant) const;
-  void _addPicture(std::vector<Track>& tracks);
-  void _addSound(std::vector<Track>& tracks) const;
+  bool _hasMuxedAudio(const Representation& variant) const;
+  void _addVideo(std::vector<Track>& tracks);
+  void _addAudio(std::vector<Track>& tracks) const;
   void _addRenditions(std::string_view type, MediaKind kind, std::vector<Track>& tracks) const;
-  void _addWithinVariants(const Rendition& rendition, Track& track, bool hasPicture) const;
+  void _addWithinVariants(const Rendition& rendition, Track& track, bool hasVideo) const;
   /// A variant refers to the group of the rendition.
   bool _isUsed(const Rendition& rendition) const;
-  TextForm _textForm(const std::string& group) const;
-  std::vector<std::string> _soundCodecs(const std::string& group) const;
+  TextFormat _textForm(const std::string& group) const;
+  std::vector<std::string> _audioCodecs(const std::string& group) const;
 
   const ManifestOrigin& _origin;
   bool _isMultivariant = false;

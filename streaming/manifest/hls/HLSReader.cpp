@@ -24,8 +24,7 @@ bool isOneOf(std::string_view text, std::initializer_list<std::string_view> name
 std::optional<Error> errorOf(const HLSLines& lines, const HLSMediaReader& media) {
   if (media.isBeyondLimits()) return unusableManifest("The playlist has too many segments.");
   if (lines.isBeyondLimits())
-    return unusableManifest(
-        "A line of the playlist, or what its variables make of it, is too long.");
+    return unusableManifest("The playlist has lines or variables that are too long.");
   if (!lines.isPlaylist()) return unusableManifest("A playlist does not begin with EXTM3U.");
   return std::nullopt;
 }
@@ -52,12 +51,12 @@ ReadResult<HLSManifest> presentationOf(std::shared_ptr<const MediaPlaylist> play
   if (isOneOf(extension, {"aac", "mp3", "ac3", "ec3", "m4a", "flac", "ogg", "opus"})) {
     sound.representations.push_back(std::move(representation));
   } else {
-    representation->carriesSound = true;
+    representation->includesAudio = true;
     Track picture;
     picture.id = "video";
     picture.representations.push_back(std::move(representation));
     tracks.push_back(std::move(picture));
-    sound.isWithinPicture = true;
+    sound.isMuxedIntoVideo = true;
   }
   tracks.push_back(std::move(sound));
   return HLSManifest{std::move(presentation), {}, std::move(playlist)};
@@ -66,7 +65,7 @@ ReadResult<HLSManifest> presentationOf(std::shared_ptr<const MediaPlaylist> play
 }  // namespace
 
 ReadResult<HLSManifest> readHLS(std::string_view text, const ManifestOrigin& origin) {
-  if (text.size() > kMostManifestBytes) return unusableManifest("The playlist is too long.");
+  if (text.size() > kMaxManifestBytes) return unusableManifest("The playlist is too long.");
   const PlaylistContext context;
   HLSLines lines(text, origin.url, context.variables);
   HLSMultivariant variants(origin);
@@ -89,14 +88,14 @@ ReadResult<HLSManifest> readHLS(std::string_view text, const ManifestOrigin& ori
   }
   if (!media.isMedia()) return unusableManifest("The playlist has neither variants nor segments.");
   auto playlist = media.finish();
-  if (!playlist) return unusableManifest("The playlist is an update to an unknown one.");
+  if (!playlist) return unusableManifest("The playlist is a delta update without a base.");
   return presentationOf(std::move(playlist), origin);
 }
 
 ReadResult<std::shared_ptr<const MediaPlaylist>> readMediaPlaylist(std::string_view text,
                                                                    const ManifestOrigin& origin,
                                                                    const PlaylistContext& context) {
-  if (text.size() > kMostManifestBytes) return unusableManifest("The playlist is too long.");
+  if (text.size() > kMaxManifestBytes) return unusableManifest("The playlist is too long.");
   HLSLines lines(text, origin.url, context.variables);
   HLSMediaReader media(origin, context);
   bool isMultivariant = false;
@@ -109,9 +108,9 @@ ReadResult<std::shared_ptr<const MediaPlaylist>> readMediaPlaylist(std::string_v
   }
   if (auto error = errorOf(lines, media)) return *std::move(error);
   if (isMultivariant || !media.isMedia())
-    return unusableManifest("A playlist that should have segments has none.");
+    return unusableManifest("The media playlist has no segments.");
   auto playlist = media.finish();
-  if (!playlist) return unusableManifest("The playlist is an update to an unknown one.");
+  if (!playlist) return unusableManifest("The playlist is a delta update without a base.");
   return playlist;
 }
 

@@ -11,7 +11,7 @@ namespace {
 constexpr double kHLSTolerance = 0.001;
 /// Maximum gap between consecutive segments. With a larger gap the number belongs to a differently
 /// numbered representation.
-constexpr double kMostGap = 0.25;
+constexpr double kMaxGap = 0.25;
 
 }  // namespace
 
@@ -38,7 +38,7 @@ std::optional<Segment> HLSSegmentIndex::_part(std::uint64_t number, std::uint64_
                          return std::pair(each.number, each.part.value_or(0)) < wanted;
                        });
   if (found == _parts.end() || found->number != number || found->part != part) return std::nullopt;
-  if (std::abs(found->start - previous.end()) > kMostGap) return std::nullopt;
+  if (std::abs(found->start - previous.end()) > kMaxGap) return std::nullopt;
   return *found;
 }
 
@@ -52,10 +52,10 @@ std::optional<Segment> HLSSegmentIndex::_byTime(double time) const {
     return segment.start < wanted;
   };
   const auto found =
-      std::lower_bound(_segments.begin(), _segments.end(), time - kMostGap, isEarlier);
+      std::lower_bound(_segments.begin(), _segments.end(), time - kMaxGap, isEarlier);
   if (found != _segments.end()) return *found;
   for (const Segment& part : _parts)
-    if (part.start >= time - kMostGap && _isNext(part.number)) return part;
+    if (part.start >= time - kMaxGap && _isNext(part.number)) return part;
   return std::nullopt;
 }
 
@@ -79,16 +79,16 @@ std::optional<Segment> HLSSegmentIndex::after(const Segment& previous) const {
     // The following parts were removed from the playlist.
     const Segment* const whole = numbered(previous.number);
     if (whole && whole->start <= previous.start + kHLSTolerance &&
-        previous.end() + kMostGap < whole->end())
+        previous.end() + kMaxGap < whole->end())
       return *whole;
   }
   const Segment* const same = numbered(previous.number);
   const bool isContinued = (same && same->resource == previous.resource &&
                             same->discontinuity == previous.discontinuity) ||
                            (_isNext(next) && !_segments.empty() &&
-                            std::abs(_segments.back().end() - previous.end()) <= kMostGap);
+                            std::abs(_segments.back().end() - previous.end()) <= kMaxGap);
   if (const Segment* const following = numbered(next)) {
-    if (isContinued || std::abs(following->start - previous.end()) <= kMostGap) return *following;
+    if (isContinued || std::abs(following->start - previous.end()) <= kMaxGap) return *following;
   } else if (isContinued && _isNext(next)) {
     Segment end = previous;
     end.duration = _segments.back().end() - previous.start;
@@ -99,7 +99,7 @@ std::optional<Segment> HLSSegmentIndex::after(const Segment& previous) const {
 }
 
 std::optional<Segment> HLSSegmentIndex::hinted(const Segment& previous) const {
-  if (!_hint || std::abs(_hint->start - previous.end()) > kMostGap) return std::nullopt;
+  if (!_hint || std::abs(_hint->start - previous.end()) > kMaxGap) return std::nullopt;
   const bool isNextPart =
       _hint->number == previous.number && previous.part && _hint->part == *previous.part + 1;
   const bool isFirstPart = _hint->number == previous.number + 1 && _hint->part == 0U;

@@ -9,7 +9,7 @@
 #include "streaming/choice/Throughput.h"
 #include "streaming/playback/PresentationPlayback.h"
 #include "streaming/playback/loading/IndexStore.h"
-#include "streaming/playback/loading/PieceFetch.h"
+#include "streaming/playback/loading/SegmentFetch.h"
 #include "streaming/playback/loading/ServerClock.h"
 
 namespace streaming {
@@ -31,12 +31,12 @@ class FeederHost {
   virtual double position() const = 0;
   virtual double startPosition() const = 0;
   /// Bit rate of the other tracks that are loaded at the same time.
-  virtual double bandwidthBeside(MediaKind kind) const = 0;
+  virtual double otherBandwidth(MediaKind kind) const = 0;
   /// The audio group of the current variant; empty: any.
   virtual std::string audioGroup() const = 0;
   /// Evicts segments far from the position. True: `bytes` more fit into memory.
   virtual bool makeRoom(std::uint64_t bytes) = 0;
-  /// The track determines legs and the timeline: the video, or the audio without video.
+  /// The track determines the access log and the timeline: the video, or the audio without video.
   virtual bool isLeading(MediaKind kind) const = 0;
 
   // Notifications of feeders:

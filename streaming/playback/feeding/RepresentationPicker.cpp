@@ -8,9 +8,9 @@ namespace streaming {
 namespace {
 
 /// The share of the throughput for audio that is not the leading track.
-constexpr double kSoundShare = 0.2;
+constexpr double kAudioShare = 0.2;
 /// The audio bit rate before the first measurement.
-constexpr double kUsualSound = 192e3;
+constexpr double kDefaultAudioBandwidth = 192e3;
 
 using Candidates = std::vector<std::shared_ptr<const Representation>>;
 
@@ -69,7 +69,7 @@ std::shared_ptr<const Representation> RepresentationPicker::pick(
       if (current && placeOf(candidates, current->id))
         return candidates[*placeOf(candidates, current->id)];
       const auto throughput = _host.throughput().estimate();
-      const double most = throughput ? kSoundShare * *throughput : kUsualSound;
+      const double most = throughput ? kAudioShare * *throughput : kDefaultAudioBandwidth;
       std::size_t chosen = 0;
       for (std::size_t i = 0; i < candidates.size(); ++i)
         if (usualBandwidth(*candidates[i]) <= most) chosen = i;
@@ -83,7 +83,7 @@ std::shared_ptr<const Representation> RepresentationPicker::pick(
   input.throughput = _host.throughput().estimate();
   input.recent = _host.throughput().recent();
   input.deviation = _host.throughput().deviation();
-  input.otherBandwidth = _host.bandwidthBeside(_kind);
+  input.otherBandwidth = _host.otherBandwidth(_kind);
   input.ahead = situation.ahead;
   input.target = situation.target;
   input.segmentDuration = situation.segmentDuration;

@@ -25,12 +25,12 @@ class RepresentationPicker {
   std::shared_ptr<const Representation> pick(const Track& track,
                                              const std::shared_ptr<const Representation>& current,
                                              const Situation& situation) const;
-  /// Excludes a representation that has failed, until readmit().
+  /// Excludes a representation that has failed, until clearExcluded().
   void exclude(const Representation& representation) { _excluded.insert(representation.id); }
   bool isExcluded(const Representation& representation) const {
     return _excluded.contains(representation.id);
   }
-  void readmit() { _excluded.clear(); }
+  void clearExcluded() { _excluded.clear(); }
 
  private:
   std::vector<std::shared_ptr<const Representation>> _candidates(const Track& track) const;

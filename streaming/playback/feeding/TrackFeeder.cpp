@@ -12,17 +12,17 @@ namespace streaming {
 namespace {
 
 /// Minimum and maximum number of pieces to buffer, regardless of duration and size.
-constexpr std::size_t kLeastPieces = 2;
-constexpr std::size_t kMostPiecesAhead = 500;
+constexpr std::size_t kMinPieces = 2;
+constexpr std::size_t kMaxPiecesAhead = 500;
 /// Maximum number of representations to try for a segment.
-constexpr unsigned kMostAttempts = 3;
-constexpr unsigned kMostLostInARow = 10;
+constexpr unsigned kMaxAttempts = 3;
+constexpr unsigned kMaxConsecutiveLosses = 10;
 /// Retries for the newest segment of a live presentation, which the server may publish late.
-constexpr unsigned kMostDelays = 2;
-constexpr double kLongestDelay = 2;
+constexpr unsigned kMaxDelays = 2;
+constexpr double kMaxDelay = 2;
 /// Seconds to wait for the first segment of a live playlist.
-constexpr double kLeastWait = 4;
-constexpr double kMostWait = 12;
+constexpr double kMinWait = 4;
+constexpr double kMaxWait = 12;
 
 MonotonicTime::duration feederSeconds(double seconds) {
   return std::chrono::duration_cast<MonotonicTime::duration>(
@@ -31,37 +31,37 @@ MonotonicTime::duration feederSeconds(double seconds) {
 
 }  // namespace
 
-TrackFeeder::TrackFeeder(FeederHost& host, MediaKind kind, std::shared_ptr<PieceShelf> shelf)
-    : _host(host), _kind(kind), _shelf(std::move(shelf)), _walk(host, kind) {}
+TrackFeeder::TrackFeeder(FeederHost& host, MediaKind kind, std::shared_ptr<TrackBuffer> buffer)
+    : _host(host), _kind(kind), _buffer(std::move(buffer)), _walk(host, kind) {}
 
 void TrackFeeder::setTrack(const std::string& id) {
   _nextTrack = id;
   if (id == _track) {
-    _shelf->setTrusted(true);
+    _buffer->setAnswersSeeks(true);
     return;
   }
   if (id.empty()) {
     stop();
-    _shelf->clear();
+    _buffer->clear();
     _track.clear();
     return;
   }
   if (_track.empty()) {
     _track = id;
-    _shelf->setTrusted(true);
+    _buffer->setAnswersSeeks(true);
     return;
   }
   // The reader continues with buffered pieces until it seeks.
-  _shelf->setTrusted(false);
+  _buffer->setAnswersSeeks(false);
   _walk.load(id, _host.position());
 }
 
 TrackFeeder::State TrackFeeder::load(double around) {
   if (_nextTrack.empty()) return State::Loaded;
   const auto step = _walk.load(_nextTrack, around);
-  if (step.kind == TrackWalk::Step::Kind::NoRepresentation) return State::Failed;
+  if (step.kind == SegmentFinder::Step::Kind::NoRepresentation) return State::Failed;
   _representation = step.representation;
-  return step.kind == TrackWalk::Step::Kind::Wait ? State::Loading : State::Loaded;
+  return step.kind == SegmentFinder::Step::Kind::Wait ? State::Loading : State::Loaded;
 }
 
 std::optional<platform::Error> TrackFeeder::error() const {
@@ -81,7 +81,7 @@ void TrackFeeder::stop() {
 
 void TrackFeeder::pump() {
   if (_track.empty() || !_host.presentation()) return;
-  if (_kept.fetch && !_shelf->pieceOf(*_kept.piece)) _kept = {};
+  if (_kept.fetch && !_buffer->pieceOf(*_kept.piece)) _kept = {};
   _pumpsAgain = true;
   if (std::exchange(_isPumping, true)) return;
   while (std::exchange(_pumpsAgain, false))
@@ -91,25 +91,26 @@ void TrackFeeder::pump() {
 }
 
 void TrackFeeder::_takeSeek() {
-  const auto seek = _shelf->takeSeek();
+  const auto seek = _buffer->takeSeek();
   if (!seek) return;
   if (_nextTrack != _track) {
     stop();
-    _shelf->clear();
+    _buffer->clear();
     _track = _nextTrack;
     _representation.reset();
-    _losses.inARow = 0;
-    _losses.hadAny = false;
+    _losses.consecutive = 0;
+    _losses.hasLoadedAny = false;
   }
-  // A running fetch may be for the new position. That is known after the next TrackWalk::next().
+  // A running fetch may be for the new position. That is known after the next
+  // SegmentFinder::next().
   _from = seek;
   _hint.drop();
   _losses.notBefore.reset();
   _tail.reset();
   _losses.step.reset();
-  _losses.inARow = 0;
+  _losses.consecutive = 0;
   if (std::exchange(_isTerminated, false)) {
-    _shelf->unterminate();
+    _buffer->clearTerminal();
     _losses.isKeyRefused = false;
     _walk.forgive(_track, *seek);
   }
@@ -117,15 +118,15 @@ void TrackFeeder::_takeSeek() {
 
 /// The reader may have moved to another run of buffered pieces.
 void TrackFeeder::_followReader() {
-  const auto place = _shelf->readerPlace();
-  if (!place) return;
-  const auto tail = _shelf->lastOfRun(*place);
+  const auto current = _buffer->readerPosition();
+  if (!current) return;
+  const auto tail = _buffer->lastOfRun(*current);
   if (tail == _tail) return;
   _from.reset();
   _tail = tail;
   _losses.step.reset();
   if (_isTerminated) {
-    _shelf->unterminate();
+    _buffer->clearTerminal();
     _isTerminated = false;
   }
   if (_fetch && _fetched != tail) _cancelFetch();
@@ -140,37 +141,37 @@ bool TrackFeeder::_step() {
   if (_losses.notBefore && _host.tools().source.now() < *_losses.notBefore) return false;
   _losses.notBefore.reset();
   _timer.reset();
-  const auto tail = _tail ? _shelf->pieceOf(*_tail) : std::nullopt;
-  TrackWalk::Step step = _walk.next(_track, tail, _from.value_or(0));
+  const auto tail = _tail ? _buffer->pieceOf(*_tail) : std::nullopt;
+  SegmentFinder::Step step = _walk.next(_track, tail, _from.value_or(0));
   if (isElsewhere && !_isFetching(step)) _cancelFetch();
   if (_fetch && !_fetched) return false;
   switch (step.kind) {
-    case TrackWalk::Step::Kind::Wait:
+    case SegmentFinder::Step::Kind::Wait:
       if (tail) _fetchHint(step, *tail);
-      if (!_losses.hadAny && _isWaitInVain(step)) _terminate(TrackPiece::Kind::Failed);
+      if (!_losses.hasLoadedAny && _hasWaitTimedOut(step)) _terminate(TrackPiece::Kind::Failed);
       return false;
-    case TrackWalk::Step::Kind::End:
-      _terminate(_losses.hadAny || _losses.inARow == 0 ? TrackPiece::Kind::End
-                                                       : TrackPiece::Kind::Failed);
+    case SegmentFinder::Step::Kind::End:
+      _terminate(_losses.hasLoadedAny || _losses.consecutive == 0 ? TrackPiece::Kind::End
+                                                                  : TrackPiece::Kind::Failed);
       return false;
-    case TrackWalk::Step::Kind::NoRepresentation:
+    case SegmentFinder::Step::Kind::NoRepresentation:
       if (!_losses.step || _losses.isKeyRefused)
         _terminate(TrackPiece::Kind::Failed);
       else
-        _loseSegment();
+        _skipSegment();
       return true;
-    case TrackWalk::Step::Kind::Segment:
+    case SegmentFinder::Step::Kind::Segment:
       break;
   }
   if (_tail) {
-    if (const auto joined = _shelf->join(*_tail, step.segment)) {
-      _tail = _shelf->lastOfRun(*joined);
+    if (const auto joined = _buffer->join(*_tail, step.segment)) {
+      _tail = _buffer->lastOfRun(*joined);
       return true;
     }
-  } else if (const auto found = _shelf->find(step.segment)) {
+  } else if (const auto found = _buffer->find(step.segment)) {
     _from.reset();
-    _tail = _shelf->lastOfRun(*found);
-    _shelf->answerSeek(*found);
+    _tail = _buffer->lastOfRun(*found);
+    _buffer->answerSeek(*found);
     if (_fetch && _fetched != _tail) _cancelFetch();
     return true;
   }
@@ -188,37 +189,37 @@ bool TrackFeeder::_step() {
 }
 
 /// No segment was ever received, and the live playlist does not change.
-bool TrackFeeder::_isWaitInVain(const TrackWalk::Step& step) {
+bool TrackFeeder::_hasWaitTimedOut(const SegmentFinder::Step& step) {
   const auto playlist =
       step.representation ? _host.indexes().playlist(*step.representation) : nullptr;
   if (!playlist) return false;
-  const double longest = std::clamp(3 * playlist->targetDuration, kLeastWait, kMostWait);
+  const double longest = std::clamp(3 * playlist->targetDuration, kMinWait, kMaxWait);
   const double rest = longest - _host.indexes().unchangedFor(*step.representation);
   if (rest > 0) {
     // The reload interval of the playlist may be much longer.
     if (playlist->isLive) _pumpIn(rest);
     return false;
   }
-  if (!_error) _error = unusableManifest("The playlist has no segment that could be played.");
+  if (!_error) _error = unusableManifest("The playlist has no playable segment.");
   return true;
 }
 
 /// The running fetch is for the segment that the seek needs.
-bool TrackFeeder::_isFetching(const TrackWalk::Step& step) const {
-  return step.kind == TrackWalk::Step::Kind::Segment &&
+bool TrackFeeder::_isFetching(const SegmentFinder::Step& step) const {
+  return step.kind == SegmentFinder::Step::Kind::Segment &&
          std::abs(_fetch->segment().start - step.segment.start) < 1e-3;
 }
 
-bool TrackFeeder::_hasRoom(const TrackWalk::Step& step) {
+bool TrackFeeder::_hasRoom(const SegmentFinder::Step& step) {
   const double bandwidth = step.representation->averageBandwidth > 0
                                ? step.representation->averageBandwidth
                                : step.representation->bandwidth;
   const double bytes = std::clamp(bandwidth * step.segment.duration / 8, 0.0,
                                   static_cast<double>(SegmentBytes::Limits{}.ahead));
   // Pieces may have zero duration.
-  if (_shelf->countAhead() >= kMostPiecesAhead) return false;
-  const bool isNeeded = !_tail || _shelf->countFrom(_host.position()) < kLeastPieces;
-  if (!isNeeded && step.segment.start - _host.position() >= kSecondsAhead) return false;
+  if (_buffer->countAhead() >= kMaxPiecesAhead) return false;
+  const bool isNeeded = !_tail || _buffer->countFrom(_host.position()) < kMinPieces;
+  if (!isNeeded && step.segment.start - _host.position() >= kMaxBufferSeconds) return false;
   const bool hasBytes = _host.makeRoom(static_cast<std::uint64_t>(bytes));
   return isNeeded || hasBytes;
 }
@@ -235,34 +236,34 @@ void TrackFeeder::_pumpIn(double seconds) {
   });
 }
 
-void TrackFeeder::_fetchPiece(const TrackWalk::Step& step) {
+void TrackFeeder::_fetchPiece(const SegmentFinder::Step& step) {
   const bool isOther = !_representation || _representation->id != step.representation->id;
   _representation = step.representation;
   _losses.step = step;
   _fetched.reset();
   if (isOther) _host.representationChanged(_kind);
-  PieceFetch::Handlers handlers;
+  SegmentFetch::Handlers handlers;
   handlers.began = [this](TrackPiece piece) { _began(std::move(piece)); };
-  handlers.ended = [this](const std::optional<PieceFetch::Failure>& failure) { _ended(failure); };
+  handlers.ended = [this](const std::optional<SegmentFetch::Failure>& failure) { _ended(failure); };
   if ((_fetch = _hint.take(step.segment, handlers))) return _hint.deliver();
   _fetch = _makeFetch(step.segment, step.representation, std::move(handlers));
   _fetch->start();
 }
 
-std::unique_ptr<PieceFetch> TrackFeeder::_makeFetch(
+std::unique_ptr<SegmentFetch> TrackFeeder::_makeFetch(
     const Segment& segment, std::shared_ptr<const Representation> representation,
-    PieceFetch::Handlers handlers) {
-  return std::make_unique<PieceFetch>(
+    SegmentFetch::Handlers handlers) {
+  return std::make_unique<SegmentFetch>(
       _host.tools(), segment, std::move(representation),
       _kind == MediaKind::Text ? TransferKind::Text : TransferKind::Media, std::move(handlers));
 }
 
 /// Requests the preload hint of the awaited segment.
-void TrackFeeder::_fetchHint(const TrackWalk::Step& step, const TrackPiece& tail) {
+void TrackFeeder::_fetchHint(const SegmentFinder::Step& step, const TrackPiece& tail) {
   const auto index = step.representation ? _host.indexes().index(*step.representation) : nullptr;
   const auto segment = index ? index->hinted(tail.segment) : std::nullopt;
   if (!segment || (_representation && _representation->id != step.representation->id)) return;
-  _hint.want(*segment, [&](PieceFetch::Handlers handlers) {
+  _hint.want(*segment, [&](SegmentFetch::Handlers handlers) {
     return _makeFetch(*segment, step.representation, std::move(handlers));
   });
 }
@@ -270,8 +271,8 @@ void TrackFeeder::_fetchHint(const TrackWalk::Step& step, const TrackPiece& tail
 void TrackFeeder::_began(TrackPiece piece) {
   // A preload hint has estimated times.
   if (_losses.step) piece.segment = _losses.step->segment;
-  piece.isDiscontinuous = (_losses.step && _losses.step->isDiscontinuous) || _losses.wasCutOff;
-  _losses.wasCutOff = false;
+  piece.isDiscontinuous = (_losses.step && _losses.step->isDiscontinuous) || _losses.wasTruncated;
+  _losses.wasTruncated = false;
   const TrackPiece copy = piece;
   _put(std::move(piece));
   _fetched = _tail;
@@ -279,13 +280,13 @@ void TrackFeeder::_began(TrackPiece piece) {
 }
 
 void TrackFeeder::_put(TrackPiece piece) {
-  const auto id = _shelf->add(std::move(piece), _tail);
-  if (!_tail) _shelf->answerSeek(id);
+  const auto id = _buffer->add(std::move(piece), _tail);
+  if (!_tail) _buffer->answerSeek(id);
   _from.reset();
   _tail = id;
 }
 
-void TrackFeeder::_ended(const std::optional<PieceFetch::Failure>& failure) {
+void TrackFeeder::_ended(const std::optional<SegmentFetch::Failure>& failure) {
   auto ended = std::move(_fetch);
   const auto piece = std::exchange(_fetched, std::nullopt);
   const bool wasOffered = piece.has_value();
@@ -294,54 +295,54 @@ void TrackFeeder::_ended(const std::optional<PieceFetch::Failure>& failure) {
       _kept.fetch = std::move(ended);
       _kept.piece = piece;
     }
-    _losses.hadAny = true;
+    _losses.hasLoadedAny = true;
     _losses.isKeyRefused = false;
-    _losses.inARow = 0;
+    _losses.consecutive = 0;
     _losses.attempts = 0;
     _losses.delays = 0;
     _losses.step.reset();
-    _walk.picker().readmit();
+    _walk.picker().clearExcluded();
     _host.pieceEnded(_kind);
     return pump();
   }
   _error = failure->error;
-  if (!wasOffered && _tryLater(*failure)) return;
+  if (!wasOffered && _retryLater(*failure)) return;
   _host.lost(failure->url, failure->error);
   if (wasOffered) {
     // The received part is played.
-    _losses.wasCutOff = true;
+    _losses.wasTruncated = true;
     _losses.step.reset();
     _losses.attempts = 0;
-    if (++_losses.inARow >= kMostLostInARow) _terminate(TrackPiece::Kind::Failed);
+    if (++_losses.consecutive >= kMaxConsecutiveLosses) _terminate(TrackPiece::Kind::Failed);
     return pump();
   }
   _losses.isKeyRefused = _losses.isKeyRefused || failure->isKey;
   _walk.picker().exclude(*ended->representation());
-  if (++_losses.attempts >= kMostAttempts && !failure->isKey) _loseSegment();
+  if (++_losses.attempts >= kMaxAttempts && !failure->isKey) _skipSegment();
   pump();
 }
 
-bool TrackFeeder::_tryLater(const PieceFetch::Failure& failure) {
+bool TrackFeeder::_retryLater(const SegmentFetch::Failure& failure) {
   const bool isMissing = failure.error.domain == platform::kURLErrorDomain &&
                          (failure.error.code == 404 || failure.error.code == 425);
-  if (!isMissing || failure.isKey || _losses.delays >= kMostDelays || !_losses.step) return false;
+  if (!isMissing || failure.isKey || _losses.delays >= kMaxDelays || !_losses.step) return false;
   const auto index = _host.indexes().index(*_losses.step->representation);
   if (!index || index->isComplete()) return false;
   const auto last = index->last(_host.clock().now());
   if (!last || last->number > _losses.step->segment.number) return false;
   ++_losses.delays;
-  const double delay = std::min(kLongestDelay, std::max(0.2, _losses.step->segment.duration / 2));
+  const double delay = std::min(kMaxDelay, std::max(0.2, _losses.step->segment.duration / 2));
   _losses.notBefore = _host.tools().source.now() + feederSeconds(delay);
   _pumpIn(delay);
   return true;
 }
 
-void TrackFeeder::_loseSegment() {
-  const TrackWalk::Step lost = *std::exchange(_losses.step, std::nullopt);
-  _walk.picker().readmit();
+void TrackFeeder::_skipSegment() {
+  const SegmentFinder::Step lost = *std::exchange(_losses.step, std::nullopt);
+  _walk.picker().clearExcluded();
   _losses.attempts = 0;
   _losses.delays = 0;
-  if (++_losses.inARow >= kMostLostInARow) return _terminate(TrackPiece::Kind::Failed);
+  if (++_losses.consecutive >= kMaxConsecutiveLosses) return _terminate(TrackPiece::Kind::Failed);
   _addGap(lost.segment, lost.representation, lost.isDiscontinuous);
 }
 
@@ -368,7 +369,7 @@ void TrackFeeder::_terminate(TrackPiece::Kind kind) {
   }
   _isTerminated = true;
   _losses.step.reset();
-  _shelf->terminate(_tail, std::move(piece));
+  _buffer->terminate(_tail, std::move(piece));
   _host.pieceEnded(_kind);
 }
 
@@ -376,7 +377,7 @@ void TrackFeeder::_cancelFetch() {
   _hint.drop();
   if (!_fetch) return;
   _fetch.reset();
-  if (_fetched) _shelf->remove(*_fetched);
+  if (_fetched) _buffer->remove(*_fetched);
   _fetched.reset();
 }
 

@@ -14,13 +14,14 @@ BodyFetch::BodyFetch(TransferSource& source, const TransferRequest& request, std
 
 BodyFlow BodyFetch::transferGotHead(const ResponseHead& head) {
   _body.head = head;
-  if (!_filter.begin(head.offset)) return _refuse("The server sent another part of the file.");
+  if (!_filter.begin(head.offset))
+    return _refuse("The server sent a range that was not requested.");
   return BodyFlow::More;
 }
 
 BodyFlow BodyFetch::transferGotBytes(std::string_view bytes) {
   bytes = _filter.pass(bytes);
-  if (_body.bytes.size() + bytes.size() > _most) return _refuse("The answer is too long.");
+  if (_body.bytes.size() + bytes.size() > _most) return _refuse("The response is too long.");
   _body.bytes += bytes;
   return _filter.isDone() ? BodyFlow::Abort : BodyFlow::More;
 }

@@ -10,9 +10,9 @@ namespace {
 
 /// The position of the index is unknown at first.
 constexpr std::uint64_t kFirstGuess = std::uint64_t{16} * 1024;
-constexpr std::size_t kMostIndexBytes = std::size_t{8} * 1024 * 1024;
+constexpr std::size_t kMaxIndexBytes = std::size_t{8} * 1024 * 1024;
 /// Limits nested indexes.
-constexpr unsigned kMostIndexSteps = 16;
+constexpr unsigned kMaxIndexSteps = 16;
 
 }  // namespace
 
@@ -85,15 +85,15 @@ void IndexStore::want(const std::shared_ptr<const Representation>& representatio
   }
 }
 
-void IndexStore::wantNewer(const std::shared_ptr<const Representation>& representation) {
+void IndexStore::requestUpdate(const std::shared_ptr<const Representation>& representation) {
   const auto found = _entries.find(representation->id);
   if (found != _entries.end() && found->second.timer)
     found->second.timer->want();
   else
-    _handlers.wantNewerManifest();
+    _handlers.updateManifest();
 }
 
-std::shared_ptr<const MediaPlaylist> IndexStore::_beside(const Entry& entry) const {
+std::shared_ptr<const MediaPlaylist> IndexStore::_sibling(const Entry& entry) const {
   for (const auto& [id, other] : _entries)
     if (&other != &entry && other.playlist) return other.playlist;
   return nullptr;
@@ -109,17 +109,17 @@ void IndexStore::_loadPlaylist(Entry& entry) {
   }
   entry.fetch = std::make_unique<BodyFetch>(
       _source, TransferRequest{std::move(url), TransferKind::Manifest, {}, false},
-      kMostManifestBytes,
-      [this, &entry](FetchResult result) { _playlistCame(entry, std::move(result)); });
+      kMaxManifestBytes,
+      [this, &entry](FetchResult result) { _playlistLoaded(entry, std::move(result)); });
 }
 
-void IndexStore::_playlistCame(Entry& entry, FetchResult result) {
+void IndexStore::_playlistLoaded(Entry& entry, FetchResult result) {
   const auto ended = std::move(entry.fetch);
   if (const auto* error = std::get_if<platform::Error>(&result))
     return _fail(entry, entry.url, *error);
   const auto& body = std::get<FetchedBody>(result);
   auto read = readMediaPlaylist(body.bytes, {body.head.url, _source.civilTime(), _inheritsQuery},
-                                {_variables, entry.playlist, _beside(entry)});
+                                {_variables, entry.playlist, _sibling(entry)});
   if (const auto* error = std::get_if<platform::Error>(&read))
     return _fail(entry, body.head.url, *error);
   auto playlist = std::get<std::shared_ptr<const MediaPlaylist>>(std::move(read));
@@ -141,16 +141,16 @@ void IndexStore::_playlistCame(Entry& entry, FetchResult result) {
 void IndexStore::_loadIndex(Entry& entry, const ByteSpan& span) {
   const auto& urls = entry.representation->indexedFile->file.urls;
   if (entry.urlIndex >= urls.size()) {
-    entry.failure = networkError(platform::URLErrorCode::BadURL, "The file has no address.");
+    entry.failure = networkError(platform::URLErrorCode::BadURL, "The file has no URL.");
     return;
   }
   entry.fetch = std::make_unique<BodyFetch>(
       _source, TransferRequest{urls[entry.urlIndex], TransferKind::Index, span, false},
-      kMostIndexBytes,
-      [this, &entry, span](FetchResult result) { _indexCame(entry, span, std::move(result)); });
+      kMaxIndexBytes,
+      [this, &entry, span](FetchResult result) { _indexLoaded(entry, span, std::move(result)); });
 }
 
-void IndexStore::_indexCame(Entry& entry, const ByteSpan& span, FetchResult result) {
+void IndexStore::_indexLoaded(Entry& entry, const ByteSpan& span, FetchResult result) {
   const auto ended = std::move(entry.fetch);
   const IndexedFile& file = *entry.representation->indexedFile;
   const std::string url = file.file.urls[entry.urlIndex];
@@ -168,7 +168,7 @@ void IndexStore::_indexCame(Entry& entry, const ByteSpan& span, FetchResult resu
   }
   auto read = readFileIndex(file, entry.headOffset, entry.head);
   if (const auto* more = std::get_if<ByteSpan>(&read)) {
-    if (++entry.steps < kMostIndexSteps && entry.head.size() < kMostIndexBytes)
+    if (++entry.steps < kMaxIndexSteps && entry.head.size() < kMaxIndexBytes)
       return _loadIndex(entry, *more);
     return _fail(entry, url,
                  networkError(platform::URLErrorCode::BadServerResponse,
@@ -184,7 +184,7 @@ void IndexStore::_fail(Entry& entry, const std::string& url, platform::Error err
   _handlers.failed(url, error);
   if (entry.timer) entry.timer->failed();
   // A live playlist may recover; keep playing what is known.
-  if (!entry.index || !entry.timer || entry.timer->isHopeless()) entry.failure = std::move(error);
+  if (!entry.index || !entry.timer || entry.timer->hasGivenUp()) entry.failure = std::move(error);
   _handlers.changed();
 }
 

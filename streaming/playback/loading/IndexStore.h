@@ -22,7 +22,7 @@ class IndexStore {
   struct Handlers {
     std::function<void()> changed;
     /// An update of the manifest is needed to get more segments.
-    std::function<void()> wantNewerManifest;
+    std::function<void()> updateManifest;
     std::function<void(const std::string& url, const platform::Error& error)> failed;
   };
   IndexStore(TransferSource& source, bool inheritsQuery, Handlers handlers);
@@ -43,7 +43,7 @@ class IndexStore {
   /// Loads the index unless it is known or has failed.
   void want(const std::shared_ptr<const Representation>& representation);
   /// Requests an update of a live index.
-  void wantNewer(const std::shared_ptr<const Representation>& representation);
+  void requestUpdate(const std::shared_ptr<const Representation>& representation);
   /// Seconds since a live playlist last changed.
   double unchangedFor(const Representation& representation) const;
   /// A newer version of a live playlist is probably available.
@@ -66,11 +66,11 @@ class IndexStore {
     std::unique_ptr<BodyFetch> fetch;
   };
   void _loadPlaylist(Entry& entry);
-  void _playlistCame(Entry& entry, FetchResult result);
+  void _playlistLoaded(Entry& entry, FetchResult result);
   void _loadIndex(Entry& entry, const ByteSpan& span);
-  void _indexCame(Entry& entry, const ByteSpan& span, FetchResult result);
+  void _indexLoaded(Entry& entry, const ByteSpan& span, FetchResult result);
   void _fail(Entry& entry, const std::string& url, platform::Error error);
-  std::shared_ptr<const MediaPlaylist> _beside(const Entry& entry) const;
+  std::shared_ptr<const MediaPlaylist> _sibling(const Entry& entry) const;
 
   TransferSource& _source;
   const bool _inheritsQuery;

@@ -37,11 +37,11 @@ class InitializationStore {
     std::unique_ptr<BodyFetch> fetch;
     std::vector<std::weak_ptr<std::function<void(const Result&)>>> waiting;
   };
-  using Place = std::list<Entry>::iterator;
-  void _begin(Place place);
-  void _fetch(Place place);
-  void _fetched(Place place, FetchResult result);
-  void _end(Place place, const Result& result);
+  using EntryIterator = std::list<Entry>::iterator;
+  void _begin(EntryIterator entry);
+  void _fetch(EntryIterator entry);
+  void _fetched(EntryIterator entry, FetchResult result);
+  void _end(EntryIterator entry, const Result& result);
 
   TransferSource& _source;
   KeyStore& _keys;

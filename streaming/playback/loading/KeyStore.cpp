@@ -9,9 +9,9 @@ namespace streaming {
 namespace {
 
 constexpr std::size_t kKeySize = 16;
-constexpr std::size_t kMostKeyBytes = std::size_t{64} * 1024;
-constexpr std::size_t kMostKeys = 256;
-constexpr auto kRefusalCounts = std::chrono::seconds(10);
+constexpr std::size_t kMaxKeyBytes = std::size_t{64} * 1024;
+constexpr std::size_t kMaxKeys = 256;
+constexpr auto kFailureLifetime = std::chrono::seconds(10);
 
 KeyResult keyResultOf(const FetchResult& result) {
   if (const auto* error = std::get_if<platform::Error>(&result)) {
@@ -19,7 +19,7 @@ KeyResult keyResultOf(const FetchResult& result) {
   }
   const auto& body = std::get<FetchedBody>(result).bytes;
   if (body.size() != kKeySize)
-    return mediaError(platform::MediaErrorCode::ContentNotAuthorized, "The answer is no key.");
+    return mediaError(platform::MediaErrorCode::ContentNotAuthorized, "The response is not a key.");
   return std::make_shared<const std::string>(body);
 }
 
@@ -30,7 +30,7 @@ std::shared_ptr<void> KeyStore::get(const SegmentKey& key,
   auto found = _entries.find(key.url);
   if (found != _entries.end() && found->second.result) {
     const bool isError = std::holds_alternative<platform::Error>(*found->second.result);
-    if (!isError || _source.now() - found->second.endedAt < kRefusalCounts) {
+    if (!isError || _source.now() - found->second.endedAt < kFailureLifetime) {
       const KeyResult result = *found->second.result;
       done(result);
       return nullptr;
@@ -40,11 +40,11 @@ std::shared_ptr<void> KeyStore::get(const SegmentKey& key,
   }
   auto handle = std::make_shared<std::function<void(const KeyResult&)>>(std::move(done));
   if (found == _entries.end()) {
-    if (_entries.size() >= kMostKeys)
+    if (_entries.size() >= kMaxKeys)
       std::erase_if(_entries, [](const auto& each) { return each.second.result.has_value(); });
     found = _entries.try_emplace(key.url).first;
     found->second.fetch = std::make_unique<BodyFetch>(
-        _source, TransferRequest{key.url, TransferKind::Key, {}, false}, kMostKeyBytes,
+        _source, TransferRequest{key.url, TransferKind::Key, {}, false}, kMaxKeyBytes,
         [this, url = key.url](const FetchResult& result) { _end(url, result); });
   }
   found->second.waiting.emplace_back(handle);

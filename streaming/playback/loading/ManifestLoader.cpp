@@ -16,30 +16,31 @@ ManifestLoader::ManifestLoader(TransferSource& source, ServerClock& clock, Index
       _handlers(std::move(handlers)),
       _timer(source, [this] { _reload(); }) {}
 
-void ManifestLoader::begin(ManifestForm form, FetchResult result) {
-  _form = form;
+void ManifestLoader::begin(ManifestType type, FetchResult result) {
+  _type = type;
   _timer.requested();
   if (const auto* error = std::get_if<platform::Error>(&result)) {
     _error = *error;
   } else {
     auto& body = std::get<FetchedBody>(result);
     _url = body.head.url;
-    return _readLater(std::move(body), [this](const auto&, std::optional<platform::Error> failure) {
-      _error = std::move(failure);
-      if (_error) _handlers.failed(_url, *_error);
-      _handlers.changed();
-    });
+    return _readWithRemotePeriods(std::move(body),
+                                  [this](const auto&, std::optional<platform::Error> failure) {
+                                    _error = std::move(failure);
+                                    if (_error) _handlers.failed(_url, *_error);
+                                    _handlers.changed();
+                                  });
   }
   _handlers.failed(_url, *_error);
   _handlers.changed();
 }
 
 /// Parses the manifest after its remote periods were loaded or have failed.
-void ManifestLoader::_readLater(
+void ManifestLoader::_readWithRemotePeriods(
     FetchedBody body,
     std::function<void(const std::string& url, std::optional<platform::Error> error)> done) {
   std::vector<std::string> urls;
-  if (_form == ManifestForm::DASH)
+  if (_type == ManifestType::DASH)
     urls = remotePeriodsOf(body.bytes, {body.head.url, _source.civilTime(), _inheritsQuery});
   // Forget remote periods of older versions. A patch does not list remote periods.
   if (!urls.empty()) {
@@ -48,31 +49,31 @@ void ManifestLoader::_readLater(
     });
   }
   std::erase_if(urls, [this](const std::string& each) { return _remote.contains(each); });
-  _hasPeriods = [this, body = std::make_shared<FetchedBody>(std::move(body)),
-                 done = std::move(done)] { done(body->head.url, _read(*body)); };
+  _remotePeriodsLoaded = [this, body = std::make_shared<FetchedBody>(std::move(body)),
+                          done = std::move(done)] { done(body->head.url, _read(*body)); };
   for (const std::string& url : urls) _fetchPeriod(url);
-  if (urls.empty()) std::exchange(_hasPeriods, {})();
+  if (urls.empty()) std::exchange(_remotePeriodsLoaded, {})();
 }
 
 void ManifestLoader::_fetchPeriod(const std::string& url) {
-  constexpr std::size_t kMostBytes = std::size_t{1024} * 1024;
+  constexpr std::size_t kMaxBytes = std::size_t{1024} * 1024;
   _periodFetches[url] =
       std::make_unique<BodyFetch>(_source, TransferRequest{url, TransferKind::Manifest, {}, false},
-                                  kMostBytes, [this, url](FetchResult result) {
+                                  kMaxBytes, [this, url](FetchResult result) {
                                     const auto ended = _periodFetches.extract(url);
                                     auto* const body = std::get_if<FetchedBody>(&result);
                                     if (!body)
                                       _handlers.failed(url, std::get<platform::Error>(result));
                                     _remote[url] = body ? std::move(body->bytes) : std::string();
-                                    if (_periodFetches.empty() && _hasPeriods)
-                                      std::exchange(_hasPeriods, {})();
+                                    if (_periodFetches.empty() && _remotePeriodsLoaded)
+                                      std::exchange(_remotePeriodsLoaded, {})();
                                   });
 }
 
 std::optional<platform::Error> ManifestLoader::_read(const FetchedBody& body) {
   const ManifestOrigin origin{body.head.url, _source.civilTime(), _inheritsQuery};
   _clock.noteResponse(body.head, origin.receivedAt);
-  if (_form == ManifestForm::HLS) {
+  if (_type == ManifestType::HLS) {
     auto read = readHLS(body.bytes, origin);
     if (auto* error = std::get_if<platform::Error>(&read)) return *error;
     auto& manifest = std::get<HLSManifest>(read);
@@ -94,14 +95,14 @@ std::optional<platform::Error> ManifestLoader::_read(const FetchedBody& body) {
   return std::nullopt;
 }
 
-void ManifestLoader::wantNewer() {
-  if (_presentation && _presentation->reload && _form == ManifestForm::DASH) _timer.want();
+void ManifestLoader::requestUpdate() {
+  if (_presentation && _presentation->reload && _type == ManifestType::DASH) _timer.want();
 }
 
 void ManifestLoader::stop() {
   _fetch.reset();
   _periodFetches.clear();
-  _hasPeriods = {};
+  _remotePeriodsLoaded = {};
 }
 
 void ManifestLoader::_reload() {
@@ -111,7 +112,7 @@ void ManifestLoader::_reload() {
   std::string url = isPatch ? rule->patchURL : rule && !rule->url.empty() ? rule->url : _url;
   _fetch = std::make_unique<BodyFetch>(
       _source, TransferRequest{std::move(url), TransferKind::Manifest, {}, false},
-      kMostManifestBytes,
+      kMaxManifestBytes,
       [this, isPatch](FetchResult result) { _reloaded(isPatch, std::move(result)); });
 }
 
@@ -124,12 +125,12 @@ void ManifestLoader::_reloaded(bool isPatch, FetchResult result) {
     if (error) {
       _handlers.failed(url, *error);
       _timer.failed();
-      if (_timer.isHopeless()) _error = std::move(error);
+      if (_timer.hasGivenUp()) _error = std::move(error);
     }
     _handlers.changed();
   };
   if (const auto* failure = std::get_if<platform::Error>(&result)) return finish(_url, *failure);
-  _readLater(std::move(std::get<FetchedBody>(result)), finish);
+  _readWithRemotePeriods(std::move(std::get<FetchedBody>(result)), finish);
 }
 
 }  // namespace streaming

@@ -28,14 +28,14 @@ class ManifestLoader {
 
   /// `result` is the response to the request for the item's URL. `changed` is called after parsing,
   /// which may wait for remote periods.
-  void begin(ManifestForm form, FetchResult result);
+  void begin(ManifestType type, FetchResult result);
   /// Requests an update, because a needed segment is not listed.
-  void wantNewer();
+  void requestUpdate();
   void stop();
 
   /// Null: not loaded yet.
   const std::shared_ptr<const Presentation>& presentation() const { return _presentation; }
-  ManifestForm form() const { return _form; }
+  ManifestType type() const { return _type; }
   /// The error that prevents loading or updating.
   const std::optional<platform::Error>& error() const { return _error; }
   bool isOutdated() const { return _timer.isDue(); }
@@ -43,7 +43,7 @@ class ManifestLoader {
  private:
   void _reload();
   void _reloaded(bool isPatch, FetchResult result);
-  void _readLater(
+  void _readWithRemotePeriods(
       FetchedBody body,
       std::function<void(const std::string& url, std::optional<platform::Error> error)> done);
   void _fetchPeriod(const std::string& url);
@@ -54,7 +54,7 @@ class ManifestLoader {
   IndexStore& _indexes;
   const bool _inheritsQuery;
   const Handlers _handlers;
-  ManifestForm _form = ManifestForm::None;
+  ManifestType _type = ManifestType::None;
   std::string _url;
   std::shared_ptr<const Presentation> _presentation;
   std::optional<platform::Error> _error;
@@ -64,7 +64,7 @@ class ManifestLoader {
   std::unique_ptr<BodyFetch> _fetch;
   RemotePeriods _remote;
   std::map<std::string, std::unique_ptr<BodyFetch>> _periodFetches;
-  std::function<void()> _hasPeriods;  // called when all remote periods are loaded
+  std::function<void()> _remotePeriodsLoaded;  // called when all remote periods are loaded
 };
 
 }  // namespace streaming

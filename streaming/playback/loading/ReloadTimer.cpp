@@ -7,11 +7,11 @@ namespace streaming {
 namespace {
 
 /// Limits of the reload interval.
-constexpr double kShortestInterval = 0.2;
-constexpr double kLongestInterval = 24.0 * 3600;
-/// Reloads are given up after this many intervals without success, but not before kHopelessSeconds.
-constexpr double kHopelessIntervals = 5;
-constexpr double kHopelessSeconds = 20;
+constexpr double kMinInterval = 0.2;
+constexpr double kMaxInterval = 24.0 * 3600;
+/// Reloads are given up after this many intervals without success, but not before kGiveUpSeconds.
+constexpr double kGiveUpIntervals = 5;
+constexpr double kGiveUpSeconds = 20;
 
 MonotonicTime::duration reloadSeconds(double seconds) {
   return std::chrono::duration_cast<MonotonicTime::duration>(
@@ -19,8 +19,8 @@ MonotonicTime::duration reloadSeconds(double seconds) {
 }
 
 double intervalOf(const ReloadRule& rule) {
-  if (!(rule.interval > kShortestInterval)) return kShortestInterval;
-  return std::min(rule.interval, kLongestInterval);
+  if (!(rule.interval > kMinInterval)) return kMinInterval;
+  return std::min(rule.interval, kMaxInterval);
 }
 
 }  // namespace
@@ -55,11 +55,11 @@ void ReloadTimer::failed() {
   _schedule();
 }
 
-bool ReloadTimer::isHopeless() const {
+bool ReloadTimer::hasGivenUp() const {
   if (!_failingSince) return false;
   const double seconds = std::chrono::duration<double>(_source.now() - *_failingSince).count();
-  const double interval = _rule ? std::min(intervalOf(*_rule), kHopelessSeconds) : 0;
-  return seconds >= std::max(kHopelessSeconds, kHopelessIntervals * interval);
+  const double interval = _rule ? std::min(intervalOf(*_rule), kGiveUpSeconds) : 0;
+  return seconds >= std::max(kGiveUpSeconds, kGiveUpIntervals * interval);
 }
 
 bool ReloadTimer::isDue() const {
@@ -72,10 +72,10 @@ bool ReloadTimer::isDue() const {
 MonotonicTime ReloadTimer::_dueAt() const {
   const double interval = intervalOf(*_rule);
   if (_failures > 0) {
-    const double wait = std::min(interval, kShortestInterval * std::exp2(std::min(_failures, 8u)));
+    const double wait = std::min(interval, kMinInterval * std::exp2(std::min(_failures, 8u)));
     return _requestedAt + reloadSeconds(std::max(wait, 1.0));
   }
-  if (!_isChanged) return _requestedAt + reloadSeconds(std::max(interval / 2, kShortestInterval));
+  if (!_isChanged) return _requestedAt + reloadSeconds(std::max(interval / 2, kMinInterval));
   // Blocking reload: the server delays the response.
   if (_rule->awaitedNumber) return _requestedAt;
   return _requestedAt + reloadSeconds(interval);

@@ -23,7 +23,7 @@ class ReloadTimer {
   void loaded(const std::optional<ReloadRule>& rule, bool isChanged);
   void failed();
   /// Reloads have failed for so long that playback cannot continue.
-  bool isHopeless() const;
+  bool hasGivenUp() const;
   /// The last reload has failed.
   bool isFailing() const { return _failures > 0; }
   const std::optional<ReloadRule>& rule() const { return _rule; }

@@ -9,7 +9,7 @@ namespace {
 
 constexpr std::size_t kBlockSize = 16;
 // EVP functions take lengths as int.
-constexpr std::size_t kMostAtOnce = std::size_t{1} << 20;
+constexpr std::size_t kMaxAtOnce = std::size_t{1} << 20;
 
 const unsigned char* unsignedBytes(const void* bytes) {
   return static_cast<const unsigned char*>(bytes);
@@ -36,7 +36,7 @@ SegmentDecryptor::~SegmentDecryptor() = default;
 std::string SegmentDecryptor::pass(std::string_view bytes) {
   std::string result;
   while (!bytes.empty() && !_isBroken) {
-    const std::string_view part = bytes.substr(0, kMostAtOnce);
+    const std::string_view part = bytes.substr(0, kMaxAtOnce);
     bytes.remove_prefix(part.size());
     const std::size_t before = result.size();
     result.resize(before + part.size() + kBlockSize);

@@ -10,7 +10,7 @@
 namespace streaming {
 namespace {
 
-constexpr std::size_t kMostClockBytes = 4096;
+constexpr std::size_t kMaxClockBytes = 4096;
 constexpr auto kClockTimeout = std::chrono::seconds(3);
 /// Date has a resolution of one second, and the response has a latency.
 constexpr double kResponseTolerance = 2;
@@ -123,7 +123,7 @@ void ServerClock::_tryNext() {
     _requestedAt = _source.now();
     _fetch =
         std::make_unique<BodyFetch>(_source, TransferRequest{value, TransferKind::Clock, {}, false},
-                                    kMostClockBytes, [this, name = scheme](FetchResult result) {
+                                    kMaxClockBytes, [this, name = scheme](FetchResult result) {
                                       const auto ended = std::move(_fetch);
                                       const auto* body = std::get_if<FetchedBody>(&result);
                                       if (body && _use(name, *body)) return _end();

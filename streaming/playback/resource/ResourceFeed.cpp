@@ -10,7 +10,7 @@ namespace {
 
 using platform::URLErrorCode;
 
-constexpr std::size_t kMostPlaces = 2;
+constexpr std::size_t kMaxCursors = 2;
 
 /// The responses are of the same version, according to ETag and Last-Modified.
 bool isSameVersion(const ResponseHead& one, const ResponseHead& other) {
@@ -35,15 +35,15 @@ ResourceFeed::ResourceFeed(std::shared_ptr<TransferSource> source, std::string u
       _size(_head.totalLength) {}
 
 void ResourceFeed::begin(std::string_view firstBytes, std::unique_ptr<Transfer> running) {
-  auto place = std::make_unique<Place>(*this);
-  place->begin = place->reader = _head.offset;
-  place->end = _head.offset + firstBytes.size();
-  place->isRunning = true;
-  place->transfer = std::move(running);
-  _first = place.get();
+  auto cursor = std::make_unique<Cursor>(*this);
+  cursor->begin = cursor->reader = _head.offset;
+  cursor->end = _head.offset + firstBytes.size();
+  cursor->isRunning = true;
+  cursor->transfer = std::move(running);
+  _first = cursor.get();
   const std::lock_guard lock(_mutex);
   _store.put(_head.offset, firstBytes);
-  _places.push_back(std::move(place));
+  _cursors.push_back(std::move(cursor));
 }
 
 std::optional<std::uint64_t> ResourceFeed::size() const {
@@ -61,7 +61,7 @@ void ResourceFeed::whenWaiting(std::function<void(bool isWaiting)> handler) {
   _waiting = std::move(handler);
 }
 
-void ResourceFeed::_tellWaiting(bool isWaiting) {
+void ResourceFeed::_notifyWaiting(bool isWaiting) {
   std::function<void(bool)> handler;
   {
     const std::lock_guard lock(_mutex);
@@ -86,22 +86,22 @@ ResourceReader::Result ResourceFeed::read(std::uint64_t offset, std::span<std::b
     result.count = _store.copy(offset, into);
     if (result.count > 0) break;
     if (_size && offset >= *_size) break;
-    if (_wanted && _error) {
+    if (_requestedOffset && _error) {
       result.error = std::exchange(_error, std::nullopt);
       break;
     }
     if (!std::exchange(hasWaited, true)) {
       _error.reset();
-      _wanted = offset;
+      _requestedOffset = offset;
       lock.unlock();
-      _tellWaiting(true);
+      _notifyWaiting(true);
       _postWork();
       lock.lock();
       continue;
     }
     _changed.wait(lock);
   }
-  _wanted.reset();
+  _requestedOffset.reset();
   const bool hasRoom = result.count > 0 && _noteRead(offset, result.count);
   const bool hasRecovered = result.count > 0 && std::exchange(_hasFailed, false);
   if (result.error) _hasFailed = true;
@@ -109,56 +109,56 @@ ResourceReader::Result ResourceFeed::read(std::uint64_t offset, std::span<std::b
   if (result.error && _handlers.failed) _handlers.failed(*result.error);
   if (hasRecovered && _handlers.recovered) _handlers.recovered();
   if (hasRoom) _postWork();
-  if (hasWaited) _tellWaiting(false);
+  if (hasWaited) _notifyWaiting(false);
   return result;
 }
 
 /// True: a paused transfer can continue.
 bool ResourceFeed::_noteRead(std::uint64_t offset, std::size_t count) {
-  Place* const place = _placeOf(offset);
-  if (!place) return false;
-  place->reader = offset + count;
-  place->used = ++_useCount;
-  return _canResume(*place);
+  Cursor* const cursor = _cursorContaining(offset);
+  if (!cursor) return false;
+  cursor->reader = offset + count;
+  cursor->used = ++_useCount;
+  return _canResume(*cursor);
 }
 
-/// The place that contains the byte. Of two, the one that was read last.
-ResourceFeed::Place* ResourceFeed::_placeOf(std::uint64_t offset) const {
-  Place* newest = nullptr;
-  for (const auto& each : _places)
+/// The cursor that contains the byte. Of two, the one that was read last.
+ResourceFeed::Cursor* ResourceFeed::_cursorContaining(std::uint64_t offset) const {
+  Cursor* newest = nullptr;
+  for (const auto& each : _cursors)
     if (offset >= each->begin && offset < each->end && (!newest || each->used > newest->used))
       newest = each.get();
   return newest;
 }
 
-/// The place whose running transfer will reach the byte soon.
-ResourceFeed::Place* ResourceFeed::_placeReaching(std::uint64_t offset) const {
-  for (const auto& each : _places)
+/// The cursor whose running transfer will reach the byte soon.
+ResourceFeed::Cursor* ResourceFeed::_cursorReaching(std::uint64_t offset) const {
+  for (const auto& each : _cursors)
     if (each->isRunning && _isNear(*each, offset)) return each.get();
   return nullptr;
 }
 
-bool ResourceFeed::_isNear(const Place& place, std::uint64_t offset) const {
-  return offset >= place.end && (!_head.acceptsRanges || offset - place.end <= _limits.near);
+bool ResourceFeed::_isNear(const Cursor& cursor, std::uint64_t offset) const {
+  return offset >= cursor.end && (!_head.acceptsRanges || offset - cursor.end <= _limits.near);
 }
 
-std::uint64_t ResourceFeed::_ahead(const Place& place) const {
-  return place.end > place.reader ? place.end - place.reader : 0;
+std::uint64_t ResourceFeed::_ahead(const Cursor& cursor) const {
+  return cursor.end > cursor.reader ? cursor.end - cursor.reader : 0;
 }
 
-std::uint64_t ResourceFeed::_limit(const Place& place) const {
+std::uint64_t ResourceFeed::_limit(const Cursor& cursor) const {
   std::uint64_t others = 0;
-  for (const auto& each : _places) {
-    if (each.get() == &place) continue;
-    if (each->used > place.used) return _limits.idleAhead;
+  for (const auto& each : _cursors) {
+    if (each.get() == &cursor) continue;
+    if (each->used > cursor.used) return _limits.idleAhead;
     others += _ahead(*each);
   }
   return std::max(_limits.idleAhead, _limits.ahead - std::min(_limits.ahead, others));
 }
 
-bool ResourceFeed::_canResume(const Place& place) const {
+bool ResourceFeed::_canResume(const Cursor& cursor) const {
   // Resume in larger steps, not after every read.
-  return place.isPaused && _ahead(place) <= _limit(place) / 4 * 3;
+  return cursor.isPaused && _ahead(cursor) <= _limit(cursor) / 4 * 3;
 }
 
 void ResourceFeed::_postWork() {
@@ -171,8 +171,8 @@ void ResourceFeed::_postWork() {
 
 void ResourceFeed::_trim() {
   std::vector<SpanStore::Window> windows;
-  const std::uint64_t behind = _limits.behind / std::max<std::size_t>(_places.size(), 1);
-  for (const auto& each : _places)
+  const std::uint64_t behind = _limits.behind / std::max<std::size_t>(_cursors.size(), 1);
+  for (const auto& each : _cursors)
     windows.push_back({each->reader - std::min(each->reader, behind), each->end});
   _store.trim(windows, _limits.aside);
 }
@@ -184,68 +184,69 @@ void ResourceFeed::_fail(platform::Error error) {
 
 /// Resumes transfers, and starts one if the waiting read needs it.
 void ResourceFeed::_work() {
-  std::vector<Place*> resumed;
+  std::vector<Cursor*> resumed;
   std::optional<std::uint64_t> fetched;
   {
     const std::lock_guard lock(_mutex);
     _isWorkPosted = false;
     if (_isClosed) return;
-    if (_wanted && _store.endFrom(*_wanted) == *_wanted && !(_size && *_wanted >= *_size)) {
-      if (Place* const place = _placeReaching(*_wanted)) {
-        place->reader = *_wanted;
-        place->used = ++_useCount;
+    if (_requestedOffset && _store.endFrom(*_requestedOffset) == *_requestedOffset &&
+        !(_size && *_requestedOffset >= *_size)) {
+      if (Cursor* const cursor = _cursorReaching(*_requestedOffset)) {
+        cursor->reader = *_requestedOffset;
+        cursor->used = ++_useCount;
       } else if (_head.acceptsRanges) {
-        fetched = _wanted;
+        fetched = _requestedOffset;
       } else {
-        _fail(
-            _lastError.value_or(networkError(URLErrorCode::Unknown, "The server has no ranges.")));
+        _fail(_lastError.value_or(
+            networkError(URLErrorCode::Unknown, "The server does not support ranges.")));
       }
     }
-    for (const auto& each : _places) {
+    for (const auto& each : _cursors) {
       if (!_canResume(*each)) continue;
       each->isPaused = false;
       resumed.push_back(each.get());
     }
   }
-  // Only the transfer thread modifies _places, so no lock is needed.
-  for (Place* const each : resumed)
+  // Only the transfer thread modifies _cursors, so no lock is needed.
+  for (Cursor* const each : resumed)
     if (each->transfer) each->transfer->resume();
   if (fetched) _fetch(*fetched);
 }
 
 void ResourceFeed::_fetch(std::uint64_t offset) {
-  std::unique_ptr<Place> replaced;
-  auto fresh = std::make_unique<Place>(*this);
-  Place* const place = fresh.get();
-  place->begin = place->end = place->reader = offset;
-  place->isRunning = true;
+  std::unique_ptr<Cursor> replaced;
+  auto fresh = std::make_unique<Cursor>(*this);
+  Cursor* const cursor = fresh.get();
+  cursor->begin = cursor->end = cursor->reader = offset;
+  cursor->isRunning = true;
   {
     const std::lock_guard lock(_mutex);
-    if (_places.size() >= kMostPlaces) {
+    if (_cursors.size() >= kMaxCursors) {
       const auto oldest = std::min_element(
-          _places.begin(), _places.end(),
+          _cursors.begin(), _cursors.end(),
           [](const auto& one, const auto& other) { return one->used < other->used; });
       replaced = std::move(*oldest);
-      _places.erase(oldest);
+      _cursors.erase(oldest);
     }
-    place->used = ++_useCount;
-    _places.push_back(std::move(fresh));
+    cursor->used = ++_useCount;
+    _cursors.push_back(std::move(fresh));
   }
   if (replaced.get() == _first) _first = nullptr;
   replaced.reset();
   TransferRequest request;
   request.url = _url;
   request.span = ByteSpan{offset, std::nullopt};
-  place->transfer = _source->start(request, *place);
+  cursor->transfer = _source->start(request, *cursor);
 }
 
-BodyFlow ResourceFeed::_gotHead(Place& place, const ResponseHead& head) {
+BodyFlow ResourceFeed::_gotHead(Cursor& cursor, const ResponseHead& head) {
   const auto error = networkError(URLErrorCode::NetworkConnectionLost, "The resource has changed.");
   {
     const std::lock_guard lock(_mutex);
     const bool isSame =
         isSameVersion(_head, head) && (!_size || !head.totalLength || *_size == *head.totalLength);
-    if (isSame && head.offset == place.begin) return BodyFlow::More;
+    if (isSame && head.offset == cursor.begin) return BodyFlow::More;
     _hasChanged = true;
     _fail(error);
   }
@@ -253,37 +254,37 @@ BodyFlow ResourceFeed::_gotHead(Place& place, const ResponseHead& head) {
   return BodyFlow::Abort;
 }
 
-BodyFlow ResourceFeed::_gotBytes(Place& place, std::string_view bytes) {
+BodyFlow ResourceFeed::_gotBytes(Cursor& cursor, std::string_view bytes) {
   const std::lock_guard lock(_mutex);
-  _store.put(place.end, bytes);
-  place.end += bytes.size();
+  _store.put(cursor.end, bytes);
+  cursor.end += bytes.size();
   _trim();
-  if (_wanted) _changed.notify_all();
-  if (_ahead(place) < _limit(place)) return BodyFlow::More;
-  place.isPaused = true;
+  if (_requestedOffset) _changed.notify_all();
+  if (_ahead(cursor) < _limit(cursor)) return BodyFlow::More;
+  cursor.isPaused = true;
   return BodyFlow::Pause;
 }
 
-void ResourceFeed::_ended(Place& place, const std::optional<platform::Error>& error) {
-  const auto ended = std::move(place.transfer);
+void ResourceFeed::_ended(Cursor& cursor, const std::optional<platform::Error>& error) {
+  const auto ended = std::move(cursor.transfer);
   if (error && _handlers.lost) _handlers.lost(*error);
   bool isIncomplete = false;
   {
     const std::lock_guard lock(_mutex);
-    place.isRunning = false;
-    place.isPaused = false;
-    const bool isWaitedFor = _wanted && _isNear(place, *_wanted);
+    cursor.isRunning = false;
+    cursor.isPaused = false;
+    const bool isWaitedFor = _requestedOffset && _isNear(cursor, *_requestedOffset);
     _lastError = error;
     if (error) {
       if (isWaitedFor && !_hasChanged) _fail(*error);
       return;
     }
     if (!_size) {
-      _size = place.end;
+      _size = cursor.end;
       _changed.notify_all();
-    } else if (isWaitedFor && place.end < *_size) {
+    } else if (isWaitedFor && cursor.end < *_size) {
       // The server sent less than requested. Retry unless it sent nothing.
-      if (place.end == place.begin || !_head.acceptsRanges)
+      if (cursor.end == cursor.begin || !_head.acceptsRanges)
         _fail(networkError(URLErrorCode::NetworkConnectionLost));
       else
         isIncomplete = true;
@@ -298,15 +299,15 @@ BodyFlow ResourceFeed::firstGotBytes(std::string_view bytes) {
 }
 
 void ResourceFeed::firstEnded(const std::optional<platform::Error>& error) {
-  if (Place* const first = std::exchange(_first, nullptr)) _ended(*first, error);
+  if (Cursor* const first = std::exchange(_first, nullptr)) _ended(*first, error);
 }
 
 void ResourceFeed::close() {
-  std::vector<std::unique_ptr<Place>> places;
+  std::vector<std::unique_ptr<Cursor>> cursors;
   {
     const std::lock_guard lock(_mutex);
     _isClosed = true;
-    places.swap(_places);
+    cursors.swap(_cursors);
   }
   _first = nullptr;
 }

@@ -42,8 +42,8 @@ class ResourceFeed final : public std::enable_shared_from_this<ResourceFeed> {
 
  private:
   /// A part of the resource that is loaded from `begin` on, with its read position.
-  struct Place final : TransferObserver {
-    explicit Place(ResourceFeed& owner) : feed(owner) {}
+  struct Cursor final : TransferObserver {
+    explicit Cursor(ResourceFeed& owner) : feed(owner) {}
     BodyFlow transferGotHead(const ResponseHead& head) override {
       return feed._gotHead(*this, head);
     }
@@ -65,42 +65,42 @@ class ResourceFeed final : public std::enable_shared_from_this<ResourceFeed> {
   };
 
   // Call with _mutex locked:
-  Place* _placeOf(std::uint64_t offset) const;
-  Place* _placeReaching(std::uint64_t offset) const;
-  bool _isNear(const Place& place, std::uint64_t offset) const;
-  std::uint64_t _ahead(const Place& place) const;
-  std::uint64_t _limit(const Place& place) const;
-  bool _canResume(const Place& place) const;
+  Cursor* _cursorContaining(std::uint64_t offset) const;
+  Cursor* _cursorReaching(std::uint64_t offset) const;
+  bool _isNear(const Cursor& cursor, std::uint64_t offset) const;
+  std::uint64_t _ahead(const Cursor& cursor) const;
+  std::uint64_t _limit(const Cursor& cursor) const;
+  bool _canResume(const Cursor& cursor) const;
   bool _noteRead(std::uint64_t offset, std::size_t count);
   void _trim();
   void _fail(platform::Error error);
 
-  BodyFlow _gotHead(Place& place, const ResponseHead& head);
-  BodyFlow _gotBytes(Place& place, std::string_view bytes);
-  void _ended(Place& place, const std::optional<platform::Error>& error);
+  BodyFlow _gotHead(Cursor& cursor, const ResponseHead& head);
+  BodyFlow _gotBytes(Cursor& cursor, std::string_view bytes);
+  void _ended(Cursor& cursor, const std::optional<platform::Error>& error);
   /// Posts _work() unless it is posted already.
   void _postWork();
   void _work();
   void _fetch(std::uint64_t offset);
-  void _tellWaiting(bool isWaiting);
+  void _notifyWaiting(bool isWaiting);
 
   const std::shared_ptr<TransferSource> _source;
   const std::string _url;
   const ResponseHead _head;
   const PlainResourceHandlers _handlers;
   const PlainResourceLimits _limits;
-  Place* _first = nullptr;  // transfer thread only; null: dropped
+  Cursor* _first = nullptr;  // transfer thread only; null: dropped
 
   mutable std::mutex _mutex;  // guards the members below
   std::condition_variable _changed;
   SpanStore _store;
-  std::vector<std::unique_ptr<Place>> _places;  // modified by the transfer thread only
+  std::vector<std::unique_ptr<Cursor>> _cursors;  // modified by the transfer thread only
   std::optional<std::uint64_t> _size;
-  std::optional<std::uint64_t> _wanted;       // the offset a read waits for
-  std::optional<platform::Error> _error;      // for the waiting read
-  std::optional<platform::Error> _lastError;  // of the transfer that ended last
-  bool _hasChanged = false;                   // another version of the resource was received
-  bool _hasFailed = false;                    // the last read has failed
+  std::optional<std::uint64_t> _requestedOffset;  // the offset a read waits for
+  std::optional<platform::Error> _error;          // for the waiting read
+  std::optional<platform::Error> _lastError;      // of the transfer that ended last
+  bool _hasChanged = false;                       // another version of the resource was received
+  bool _hasFailed = false;                        // the last read has failed
   bool _isWorkPosted = false;
   bool _isClosed = false;
   std::uint64_t _useCount = 0;

@@ -13,9 +13,9 @@ namespace {
 using platform::URLErrorCode;
 
 // Discarding the rest of a short body is cheaper than a new connection.
-constexpr std::size_t kMostSkippedBytes = std::size_t{64} * 1024;
+constexpr std::size_t kMaxSkippedBytes = std::size_t{64} * 1024;
 // Receiving this many bytes resets the retry counter.
-constexpr std::uint64_t kForgivingBytes = std::uint64_t{1024} * 1024;
+constexpr std::uint64_t kRetryResetBytes = std::uint64_t{1024} * 1024;
 
 double secondsOf(std::chrono::milliseconds time) {
   return std::chrono::duration<double>(time).count();
@@ -45,7 +45,7 @@ bool HTTPFetch::_isRanged() const {
   return _request.span && (_request.span->offset > 0 || _request.span->length);
 }
 
-void HTTPFetch::_try() {
+void HTTPFetch::_startAttempt() {
   HTTPRequest::Setup setup;
   setup.url = _request.url;
   setup.acceptsEncodings = _request.acceptsEncodings;
@@ -57,7 +57,7 @@ void HTTPFetch::_try() {
     setup.fields.emplace_back("Range", rest.requestField());
     const std::string validator = strongValidator(*_head);
     if (!validator.empty()) setup.fields.emplace_back("If-Range", validator);
-  } else if (_request.span || _request.findsOutRanges) {
+  } else if (_request.span || _request.detectsRanges) {
     ByteRange range;
     if (_request.span) range.first = _request.span->offset;
     if (_request.span && _request.span->length)
@@ -76,20 +76,21 @@ void HTTPFetch::_try() {
   _item.counters().addRequest();
   _meter.begin();
   // libcurl enforces the connect timeout.
-  const double bound = secondsOf(_item.bounds().connect + _item.bounds().stall);
+  const double bound = secondsOf(_item.limits().connect + _item.limits().stall);
   _deadline = monotonicSeconds() + bound;
   _slowSince = monotonicSeconds();
   _slowBytes = 0;
-  _watch(bound);
+  _scheduleStallCheck(bound);
   _loop.add(transfer, [this](CURLcode code) { _attemptEnded(code); });
 }
 
 int HTTPFetch::_connectedCallback(void* self, char* address, char*, int, int) {
   auto& fetch = *static_cast<HTTPFetch*>(self);
   if (!fetch._attempt->request.mayUse(address)) return CURL_PREREQFUNC_ABORT;
-  fetch._noteByte();
+  fetch._resetDeadline();
   fetch._slowSince = monotonicSeconds();
-  fetch._watch(secondsOf(std::min(fetch._item.bounds().stall, fetch._item.bounds().slow)));
+  fetch._scheduleStallCheck(
+      secondsOf(std::min(fetch._item.limits().stall, fetch._item.limits().slow)));
   return CURL_PREREQFUNC_OK;
 }
 
@@ -110,7 +111,7 @@ bool HTTPFetch::_refuse(URLErrorCode code, const char* reason) {
 bool HTTPFetch::_gotLine(std::string_view line) {
   auto result = HeaderReader::Result::More;
   if (!_attempt->hasHead) {
-    _noteByte();
+    _resetDeadline();
     _slowBytes += line.size();
     result = _attempt->header.feed(line);
   } else if (!_attempt->header.feedTrailer(line)) {
@@ -124,7 +125,7 @@ bool HTTPFetch::_gotLine(std::string_view line) {
     case HeaderReader::Result::TooLong:
       break;
   }
-  return _refuse(URLErrorCode::BadServerResponse, "Its header is too long.");
+  return _refuse(URLErrorCode::BadServerResponse, "The response header is too long.");
 }
 
 bool HTTPFetch::_gotHead() {
@@ -148,7 +149,7 @@ bool HTTPFetch::_gotHead() {
   if (_request.acceptsEncodings && !_decode(head)) return false;
   if (_head) return _continue(head);
   // For status 416 the attempt ends with the refusal that is already set.
-  if (!_place(head)) return _attempt->verdict == Verdict::Refuse && head.status == 416;
+  if (!_determinePart(head)) return _attempt->verdict == Verdict::Refuse && head.status == 416;
   _head = head;
   switch (_observer.transferGotHead(head)) {
     case BodyFlow::More:
@@ -168,18 +169,18 @@ std::size_t HTTPFetch::_gotBytes(std::string_view bytes) {
   if (attempt.verdict == Verdict::Abort) return 0;
   if (attempt.verdict != Verdict::None) {
     attempt.skippedBytes += bytes.size();
-    return attempt.skippedBytes > kMostSkippedBytes ? 0 : bytes.size();
+    return attempt.skippedBytes > kMaxSkippedBytes ? 0 : bytes.size();
   }
   if (_isPaused) {
     attempt.isHeld = true;
     return CURL_WRITEFUNC_PAUSE;
   }
-  _noteByte();
+  _resetDeadline();
   _slowBytes += bytes.size();
   _countBytes();
   const std::size_t size = bytes.size();
   const bool isBefore = attempt.bytesBefore >= size;
-  bytes = _wanted(bytes);
+  bytes = _requestedPart(bytes);
   if (isBefore) return size;
   if (bytes.empty()) {
     attempt.verdict = Verdict::Abort;
@@ -187,7 +188,7 @@ std::size_t HTTPFetch::_gotBytes(std::string_view bytes) {
   }
   _passedBytes += bytes.size();
   attempt.passedBytes += bytes.size();
-  if (attempt.passedBytes >= kForgivingBytes) _retries = 0;
+  if (attempt.passedBytes >= kRetryResetBytes) _retries = 0;
   switch (_observer.transferGotBytes(bytes)) {
     case BodyFlow::More:
       return size;
@@ -205,10 +206,10 @@ std::size_t HTTPFetch::_gotBytes(std::string_view bytes) {
 void HTTPFetch::resume() {
   if (!std::exchange(_isPaused, false) || !_attempt) return;
   _meter.resume();
-  _noteByte();
+  _resetDeadline();
   _slowSince = monotonicSeconds();
   _slowBytes = 0;
-  _watch(secondsOf(std::min(_item.bounds().stall, _item.bounds().slow)));
+  _scheduleStallCheck(secondsOf(std::min(_item.limits().stall, _item.limits().slow)));
   if (!std::exchange(_attempt->isHeld, false)) return;
   const CURLcode code = curl_easy_pause(_attempt->request.get(), CURLPAUSE_CONT);
   if (code == CURLE_OK) return;
@@ -227,32 +228,33 @@ void HTTPFetch::_countBytes() {
   _meter.got(count - std::exchange(_attempt->countedBytes, count));
 }
 
-void HTTPFetch::_noteByte() { _deadline = monotonicSeconds() + secondsOf(_item.bounds().stall); }
-
-void HTTPFetch::_watch(double seconds) {
-  using std::chrono::duration;
-  const auto wait = std::chrono::ceil<std::chrono::milliseconds>(duration<double>(seconds));
-  _timer =
-      _item.loop().callAt(std::chrono::steady_clock::now() + wait, [this] { _checkSilence(); });
+void HTTPFetch::_resetDeadline() {
+  _deadline = monotonicSeconds() + secondsOf(_item.limits().stall);
 }
 
-void HTTPFetch::_checkSilence() {
+void HTTPFetch::_scheduleStallCheck(double seconds) {
+  using std::chrono::duration;
+  const auto wait = std::chrono::ceil<std::chrono::milliseconds>(duration<double>(seconds));
+  _timer = _item.loop().callAt(std::chrono::steady_clock::now() + wait, [this] { _checkStall(); });
+}
+
+void HTTPFetch::_checkStall() {
   if (_isPaused) return;
   const double now = monotonicSeconds();
-  const double slowEnd = _slowSince + secondsOf(_item.bounds().slow);
-  const bool isSlow = now >= slowEnd && _slowBytes < _item.bounds().slowBytes;
+  const double slowEnd = _slowSince + secondsOf(_item.limits().slow);
+  const bool isSlow = now >= slowEnd && _slowBytes < _item.limits().slowBytes;
   if (now < _deadline && !isSlow) {
     if (now >= slowEnd) {
       _slowSince = now;
       _slowBytes = 0;
     }
-    const double windowEnd = _slowSince + secondsOf(_item.bounds().slow);
-    return _watch(std::min(_deadline, windowEnd) - now);
+    const double windowEnd = _slowSince + secondsOf(_item.limits().slow);
+    return _scheduleStallCheck(std::min(_deadline, windowEnd) - now);
   }
   _item.counters().addStall();
   if (_attempt->verdict == Verdict::None) _attempt->verdict = Verdict::Stalled;
   // A slow transfer is not retried.
-  if (isSlow) _retries = _item.bounds().backOff.size();
+  if (isSlow) _retries = _item.limits().backOff.size();
   _loop.remove(_attempt->request.get());
   _attemptEnded(CURLE_OPERATION_TIMEDOUT);
 }
@@ -266,24 +268,24 @@ void HTTPFetch::_attemptEnded(CURLcode code) {
     case Verdict::Redirect:
       _attempt = std::move(attempt);
       return _redirect();
-    case Verdict::TryAgain:
-      return _tryAgain(networkError(URLErrorCode::BadServerResponse));
-    case Verdict::TryWithoutRange:
-      _request.findsOutRanges = false;
-      return _try();
+    case Verdict::Retry:
+      return _retry(networkError(URLErrorCode::BadServerResponse));
+    case Verdict::RetryWithoutRange:
+      _request.detectsRanges = false;
+      return _startAttempt();
     case Verdict::Refuse:
       return _end(std::move(attempt->refusal));
     case Verdict::Abort:
       return _end(std::nullopt);
     case Verdict::Stalled:
       // No retry if the server has not sent any response.
-      return _head ? _tryAgain(networkError(URLErrorCode::TimedOut))
+      return _head ? _retry(networkError(URLErrorCode::TimedOut))
                    : _end(networkError(URLErrorCode::TimedOut));
     case Verdict::None:
       break;
   }
   if (code != CURLE_OK)
-    return isTemporary(code) ? _tryAgain(attempt->request.error(code))
+    return isTemporary(code) ? _retry(attempt->request.error(code))
                              : _end(attempt->request.error(code));
   if (!attempt->hasHead) return _end(networkError(URLErrorCode::BadServerResponse));
   _end(std::nullopt);
@@ -297,16 +299,16 @@ void HTTPFetch::_redirect() {
   const std::string scheme = schemeOf(url);
   if (scheme.empty() || scheme == "file" || scheme == "data")
     return _end(networkError(URLErrorCode::BadServerResponse,
-                             "It redirects to an address of another kind."));
-  if (++_redirects > _item.bounds().redirects)
-    return _end(networkError(URLErrorCode::BadServerResponse, "It redirects too often."));
+                             "The server redirects to an unsupported address."));
+  if (++_redirects > _item.limits().redirects)
+    return _end(networkError(URLErrorCode::BadServerResponse, "The server redirects too often."));
   if (!isWebURL(url)) {
     if (!_head) return _observer.fetchRedirected(url);
     return _end(networkError(URLErrorCode::NetworkConnectionLost));
   }
   _request.url = url;
   _request.isTrusted = false;
-  _try();
+  _startAttempt();
 }
 
 bool HTTPFetch::_canContinue() const {
@@ -318,12 +320,12 @@ bool HTTPFetch::_canContinue() const {
   return _part.total || !strongValidator(*_head).empty();
 }
 
-void HTTPFetch::_tryAgain(platform::Error otherwise) {
-  const auto& backOff = _item.bounds().backOff;
+void HTTPFetch::_retry(platform::Error otherwise) {
+  const auto& backOff = _item.limits().backOff;
   if (_retries >= backOff.size() || !_canContinue()) return _end(std::move(otherwise));
   _item.counters().addRetry();
   _timer = _item.loop().callAt(std::chrono::steady_clock::now() + backOff[_retries++],
-                               [this] { _try(); });
+                               [this] { _startAttempt(); });
 }
 
 void HTTPFetch::_end(const std::optional<platform::Error>& error) {

@@ -35,7 +35,7 @@ class HTTPFetch {
     bool acceptsEncodings = false;
     bool isTrusted = false;  ///< may use private addresses, until a server redirects it
     /// Without a span: sends an open range request, to detect range support.
-    bool findsOutRanges = false;
+    bool detectsRanges = false;
     std::optional<ByteSpan> span;
     HeaderFields fields;
     int redirects = 0;  ///< redirects followed before
@@ -47,17 +47,17 @@ class HTTPFetch {
   HTTPFetch(const HTTPFetch&) = delete;
   HTTPFetch& operator=(const HTTPFetch&) = delete;
 
-  void start() { _try(); }
+  void start() { _startAttempt(); }
   /// Continues after BodyFlow::Pause.
   void resume();
 
  private:
   struct Attempt {
     /// What to do when the attempt has ended.
-    enum class Verdict { None, Redirect, TryAgain, TryWithoutRange, Refuse, Abort, Stalled };
+    enum class Verdict { None, Redirect, Retry, RetryWithoutRange, Refuse, Abort, Stalled };
 
     Attempt(ItemContext& item, const HTTPRequest::Setup& setup)
-        : request(item, setup), header(item.bounds().headerBytes) {}
+        : request(item, setup), header(item.limits().headerBytes) {}
 
     HTTPRequest request;
     HeaderReader header;
@@ -76,10 +76,10 @@ class HTTPFetch {
   static std::size_t _bodyCallback(char* bytes, std::size_t, std::size_t size, void* self);
   static int _connectedCallback(void* self, char* address, char*, int, int);
 
-  void _try();
+  void _startAttempt();
   void _attemptEnded(CURLcode code);
   void _redirect();
-  void _tryAgain(platform::Error otherwise);
+  void _retry(platform::Error otherwise);
   bool _isRanged() const;
   bool _canContinue() const;
   void _end(const std::optional<platform::Error>& error);
@@ -89,18 +89,18 @@ class HTTPFetch {
   bool _gotHead();
   bool _checkStatus(const ResponseHead& head);
   bool _decode(ResponseHead& head);
-  bool _place(ResponseHead& head);
-  bool _cutOut(ResponseHead& head);
+  bool _determinePart(ResponseHead& head);
+  bool _extractPart(ResponseHead& head);
   bool _continue(const ResponseHead& head);
   bool _isUnchanged(const ResponseHead& head) const;
-  std::string_view _wanted(std::string_view bytes);
+  std::string_view _requestedPart(std::string_view bytes);
   std::size_t _gotBytes(std::string_view bytes);
   bool _refuse(platform::URLErrorCode code, const char* reason);
 
   void _countBytes();
-  void _noteByte();
-  void _watch(double seconds);
-  void _checkSilence();
+  void _resetDeadline();
+  void _scheduleStallCheck(double seconds);
+  void _checkStall();
 
   ItemContext& _item;
   CurlLoop& _loop;
@@ -117,7 +117,7 @@ class HTTPFetch {
   bool _isPaused = false;
   std::optional<ResponseHead> _head;  // as reported
   ByteRange _part;                    // the part of the resource in the body
-  bool _isCutOut = false;
+  bool _extractsPart = false;
   std::uint64_t _passedBytes = 0;
 };
 

@@ -24,10 +24,10 @@ bool isTemporaryStatus(int status) { return status == 502 || status == 503 || st
 bool HTTPFetch::_checkStatus(const ResponseHead& head) {
   if (isRedirectStatus(head.status) && !head.field("Location").empty()) {
     _attempt->verdict = Verdict::Redirect;
-  } else if (isTemporaryStatus(head.status) && _retries < _item.bounds().backOff.size()) {
-    _attempt->verdict = Verdict::TryAgain;
-  } else if (head.status == 416 && !_request.span && _request.findsOutRanges && !_head) {
-    _attempt->verdict = Verdict::TryWithoutRange;  // the resource is empty
+  } else if (isTemporaryStatus(head.status) && _retries < _item.limits().backOff.size()) {
+    _attempt->verdict = Verdict::Retry;
+  } else if (head.status == 416 && !_request.span && _request.detectsRanges && !_head) {
+    _attempt->verdict = Verdict::RetryWithoutRange;  // the resource is empty
   } else if (head.status >= 300) {
     _attempt->verdict = Verdict::Refuse;
     _attempt->refusal = head.status >= 400 ? httpError(static_cast<unsigned>(head.status))
@@ -43,7 +43,8 @@ bool HTTPFetch::_decode(ResponseHead& head) {
   // layers, have no such bound.
   if (!isSameName(encoding, "gzip") && !isSameName(encoding, "x-gzip") &&
       !isSameName(encoding, "deflate"))
-    return _refuse(URLErrorCode::BadServerResponse, "Its encoding was not requested.");
+    return _refuse(URLErrorCode::BadServerResponse,
+                   "The response has an encoding that was not requested.");
   head.length.reset();
   // These fields describe the encoded body.
   for (const char* name : {"Content-Encoding", "Content-Length", "Accept-Ranges", "ETag"})
@@ -52,21 +53,22 @@ bool HTTPFetch::_decode(ResponseHead& head) {
 }
 
 /// Determines which part of the resource the body contains.
-bool HTTPFetch::_place(ResponseHead& head) {
+bool HTTPFetch::_determinePart(ResponseHead& head) {
   _part = {};
   _part.total = head.length;
   if (head.status != 206) {
     head.status = 200;
     head.totalLength = head.length;
-    const bool isAsked = _request.span || _request.findsOutRanges;
+    const bool isAsked = _request.span || _request.detectsRanges;
     head.acceptsRanges = !isAsked && head.length && head.field("Content-Encoding").empty() &&
                          head.field("Accept-Ranges").find("bytes") != std::string::npos;
-    return _cutOut(head);
+    return _extractPart(head);
   }
   const auto part = ByteRange::ofResponse(head.field("Content-Range"));
   const std::uint64_t wantedFirst = _request.span ? _request.span->offset : 0;
   if (!part || part->first != wantedFirst)
-    return _refuse(URLErrorCode::BadServerResponse, "It sends another part than was requested.");
+    return _refuse(URLErrorCode::BadServerResponse,
+                   "The server sent a range that was not requested.");
   _part = *part;
   head.offset = part->first;
   head.totalLength = part->total;
@@ -76,7 +78,7 @@ bool HTTPFetch::_place(ResponseHead& head) {
   if (_request.span && _request.span->length && *_request.span->length < *head.length) {
     head.length = _request.span->length;
     _part.last = _part.first + *head.length - 1;
-    _isCutOut = true;
+    _extractsPart = true;
   }
   if (_part.first == 0 && part->total && *head.length == *part->total) {
     head.status = 200;
@@ -86,7 +88,7 @@ bool HTTPFetch::_place(ResponseHead& head) {
 }
 
 /// The server sends the whole resource; only a part may be requested.
-bool HTTPFetch::_cutOut(ResponseHead& head) {
+bool HTTPFetch::_extractPart(ResponseHead& head) {
   if (!_isRanged() || !head.field("icy-metaint").empty()) return true;
   _part.first = _request.span->offset;
   if (head.length && _part.first >= *head.length) {
@@ -103,7 +105,7 @@ bool HTTPFetch::_cutOut(ResponseHead& head) {
   removeField(head.fields, "Content-Length");
   head.status = 206;
   head.offset = _part.first;
-  _isCutOut = true;
+  _extractsPart = true;
   _attempt->bytesBefore = _part.first;
   return true;
 }
@@ -114,8 +116,7 @@ bool HTTPFetch::_continue(const ResponseHead& head) {
     if (head.status == 200) _attempt->bytesBefore = _part.first + _passedBytes;
     return true;
   }
-  return _refuse(URLErrorCode::NetworkConnectionLost,
-                 "The server cannot go on where it broke off.");
+  return _refuse(URLErrorCode::NetworkConnectionLost, "The server cannot resume the transfer.");
 }
 
 bool HTTPFetch::_isUnchanged(const ResponseHead& head) const {
@@ -131,11 +132,11 @@ bool HTTPFetch::_isUnchanged(const ResponseHead& head) const {
 }
 
 /// The requested part of `bytes`. Empty after the end of the part.
-std::string_view HTTPFetch::_wanted(std::string_view bytes) {
+std::string_view HTTPFetch::_requestedPart(std::string_view bytes) {
   const auto before = std::min<std::uint64_t>(_attempt->bytesBefore, bytes.size());
   _attempt->bytesBefore -= before;
   bytes.remove_prefix(static_cast<std::size_t>(before));
-  if (!_isCutOut || !_part.last) return bytes;
+  if (!_extractsPart || !_part.last) return bytes;
   const std::uint64_t rest = *_part.last - _part.first + 1 - _passedBytes;
   return bytes.substr(0, static_cast<std::size_t>(std::min<std::uint64_t>(rest, bytes.size())));
 }

@@ -18,7 +18,7 @@ using platform::URLErrorCode;
 
 constexpr const char* kUserAgent = "TVVorlane";
 // A small buffer limits the size of decompressed data between two chances to pause.
-constexpr long kCompressedPiece = 4096;
+constexpr long kCompressedBufferSize = 4096;
 
 /// Connection fields, and fields that are set here.
 bool isReservedField(const std::string& name) {
@@ -71,7 +71,7 @@ HTTPRequest::HTTPRequest(ItemContext& item, const Setup& request)
   // Do not wait for a DNS lookup when cancelling.
   curl_easy_setopt(transfer, CURLOPT_QUICK_EXIT, 1L);
   curl_easy_setopt(transfer, CURLOPT_CONNECTTIMEOUT_MS,
-                   static_cast<long>(item.bounds().connect.count()));
+                   static_cast<long>(item.limits().connect.count()));
   curl_easy_setopt(transfer, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
   curl_easy_setopt(transfer, CURLOPT_HTTP200ALIASES, statusAliases());
   curl_easy_setopt(transfer, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_2TLS));
@@ -81,7 +81,7 @@ HTTPRequest::HTTPRequest(ItemContext& item, const Setup& request)
   curl_easy_setopt(transfer, CURLOPT_OPENSOCKETDATA, this);
   if (request.acceptsEncodings) {
     curl_easy_setopt(transfer, CURLOPT_ACCEPT_ENCODING, "gzip, deflate");
-    curl_easy_setopt(transfer, CURLOPT_BUFFERSIZE, kCompressedPiece);
+    curl_easy_setopt(transfer, CURLOPT_BUFFERSIZE, kCompressedBufferSize);
   } else {
     curl_easy_setopt(transfer, CURLOPT_BUFFERSIZE, 65536L);
   }
@@ -128,7 +128,7 @@ bool HTTPRequest::mayUse(const char* address) {
 platform::Error HTTPRequest::error(CURLcode code) const {
   if (_wasRefused)
     return networkError(URLErrorCode::CannotConnectToHost,
-                        "Its address is one of a private network.");
+                        "The server has an address of a private network.");
   switch (code) {
     case CURLE_URL_MALFORMAT:
       return networkError(URLErrorCode::BadURL);
@@ -137,7 +137,7 @@ platform::Error HTTPRequest::error(CURLcode code) const {
       return networkError(URLErrorCode::CannotFindHost);
     case CURLE_COULDNT_CONNECT:
       return networkError(URLErrorCode::CannotConnectToHost,
-                          "Nothing accepts connections at its address.");
+                          "The server does not accept connections.");
     case CURLE_OPERATION_TIMEDOUT:
       return networkError(URLErrorCode::TimedOut);
     case CURLE_SSL_CONNECT_ERROR:

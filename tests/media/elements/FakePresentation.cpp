@@ -149,7 +149,7 @@ Playback::Playback(std::shared_ptr<ScriptReader> video, std::shared_ptr<ScriptRe
     streaming::Track& track = tracks.emplace_back();
     track.kind = streaming::MediaKind::Audio;
     track.id = _selection.audio = "a";
-    track.isWithinPicture = isWithin;
+    track.isMuxedIntoVideo = isWithin;
   }
   _presentation = std::move(presentation);
 }

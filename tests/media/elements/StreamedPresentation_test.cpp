@@ -73,7 +73,7 @@ TEST_F(StreamedPresentation, PlaysAndSeeks) {
   for (const Case& each : {Case{"programme.m3u8", 40, true}, Case{"texts.mpd", 3, false}}) {
     SCOPED_TRACE(each.name);
     const auto item = open(TestMedia::shared().url(each.name));
-    ASSERT_EQ(item->form(), streaming::StreamedItem::Form::Presentation);
+    ASSERT_EQ(item->kind(), streaming::StreamedItem::Kind::Presentation);
     const auto playback = item->presentation();
     const auto start = prepare(*playback);
     ASSERT_TRUE(start);

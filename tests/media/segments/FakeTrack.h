@@ -25,7 +25,7 @@ class FakeTrack final : public streaming::TrackReader {
  public:
   std::optional<streaming::TrackPiece> next(const streaming::ReadGate& gate) override;
   void seek(double) override {}
-  void noteContent(const streaming::Representation&, streaming::PieceContent found) override {
+  void setContainedStreams(const streaming::Representation&, streaming::ContainedStreams found) override {
     content = found;
   }
 
@@ -39,7 +39,7 @@ class FakeTrack final : public streaming::TrackReader {
       std::make_shared<streaming::Representation>();
   std::deque<streaming::TrackPiece> pieces;
   double end = 0;                   ///< of the last segment
-  streaming::PieceContent content;  ///< as reported by the demuxer
+  streaming::ContainedStreams content;  ///< as reported by the demuxer
 
  private:
   std::uint64_t _number = 0;

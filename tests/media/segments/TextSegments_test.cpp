@@ -8,7 +8,7 @@
 
 namespace {
 
-using streaming::TextForm;
+using streaming::TextFormat;
 using streaming::TrackPiece;
 using testing::DoubleNear;
 using testing::ElementsAre;
@@ -26,10 +26,10 @@ Starts startsOf(const std::vector<media::SubtitleCue>& cues) {
   return starts;
 }
 
-TrackPiece textPiece(TextForm form, std::string_view text, double start, double duration,
+TrackPiece textPiece(TextFormat form, std::string_view text, double start, double duration,
                      std::optional<double> offset = {}) {
   FakeTrack track;
-  track.representation->textForm = form;
+  track.representation->textFormat = form;
   track.representation->timeOffset = offset;
   track.end = start;
   track.add(text, duration);
@@ -50,7 +50,7 @@ class TextSegmentTimes : public testing::TestWithParam<TimeCase> {};
 TEST_P(TextSegmentTimes, AreConvertedToPresentationTimes) {
   const TimeCase& place = GetParam();
   const auto offsets = std::make_shared<media::TimestampOffsets>();
-  const TrackPiece piece = textPiece(TextForm::WebVTT, place.text, place.start, 6, place.offset);
+  const TrackPiece piece = textPiece(TextFormat::WebVTT, place.text, place.start, 6, place.offset);
   if (place.clock)
     offsets->offsetFor(offsets->addTrack(), piece.segment, place.start - *place.clock);
   const auto starts = startsOf(media::TextSegments(offsets).read(piece));
@@ -107,25 +107,25 @@ TEST(TextSegments, ReadsWaitingPiecesOnceTheOffsetIsKnown) {
   const auto offsets = std::make_shared<media::TimestampOffsets>();
   media::TextSegments texts(offsets);
   const TrackPiece first =
-      textPiece(TextForm::WebVTT, "WEBVTT\n\n10:02.000 --> 10:03.000\nA\n", 60, 6);
+      textPiece(TextFormat::WebVTT, "WEBVTT\n\n10:02.000 --> 10:03.000\nA\n", 60, 6);
   const TrackPiece second =
-      textPiece(TextForm::WebVTT, "WEBVTT\n\n10:08.000 --> 10:09.000\nB\n", 66, 6);
+      textPiece(TextFormat::WebVTT, "WEBVTT\n\n10:08.000 --> 10:09.000\nB\n", 66, 6);
   EXPECT_THAT(texts.read(first), IsEmpty());
   offsets->offsetFor(offsets->addTrack(), first.segment, 600);
   EXPECT_THAT(startsOf(texts.read(second)), ElementsAre(Pair(62, "A"), Pair(68, "B")));
 }
 
 TEST(TextSegments, ReadsOtherFormatsAndIgnoresUnknownOnes) {
-  const auto read = [](TextForm form, std::string_view text) {
+  const auto read = [](TextFormat form, std::string_view text) {
     return startsOf(media::TextSegments(nullptr).read(textPiece(form, text, 0, 6, 0.5)));
   };
-  EXPECT_THAT(read(TextForm::TTML,
+  EXPECT_THAT(read(TextFormat::TTML,
                    "<tt xmlns=\"http://www.w3.org/ns/ttml\"><body><div>"
                    "<p begin=\"1s\" end=\"2s\">A</p></div></body></tt>"),
               ElementsAre(Pair(1.5, "A")));
-  EXPECT_THAT(read(TextForm::SubRip, "1\n00:00:01,000 --> 00:00:02,000\nA\n"),
+  EXPECT_THAT(read(TextFormat::SubRip, "1\n00:00:01,000 --> 00:00:02,000\nA\n"),
               ElementsAre(Pair(1.5, "A")));
-  for (const TextForm form : {TextForm::WebVTT, TextForm::TTML, TextForm::MP4})
+  for (const TextFormat form : {TextFormat::WebVTT, TextFormat::TTML, TextFormat::MP4})
     for (const std::string_view text : {"", "<html>", "WEBVTT", "\x00\x00\x00\x20moof"})
       EXPECT_THAT(read(form, text), IsEmpty());
 }
@@ -180,7 +180,7 @@ TrackPiece samplePiece(const std::string& entry, const std::string& handler, dou
                                       number(static_cast<std::uint32_t>(size + 8)) + sizes)));
   };
   TrackPiece piece =
-      textPiece(TextForm::MP4, fragment(fragment(0).size()) + box4("mdat", content), 20, 6, 15);
+      textPiece(TextFormat::MP4, fragment(fragment(0).size()) + box4("mdat", content), 20, 6, 15);
   piece.initialization = completeBytes(initialization);
   return piece;
 }

@@ -49,7 +49,7 @@ TEST(TrackDemuxer, ReadsConsecutiveTransportSegmentsAsOneStream) {
   for (int index = 0; index < 3; ++index) track->add(transportSegment(index), 1);
   const DemuxerOutput output = demuxed(track);
   EXPECT_TRUE(output.hasEnded);
-  EXPECT_TRUE(track->content.hasPicture && track->content.hasSound);
+  EXPECT_TRUE(track->content.hasVideo && track->content.hasAudio);
   EXPECT_EQ(output.video.size(), 75U);
   EXPECT_THAT(output.videoCaps,
               ElementsAre(HasSubstr("video/x-h264, stream-format=(string)byte-stream, "
@@ -104,7 +104,7 @@ class LongSegment {
 
  private:
   void _send() {
-    if (const auto wanted = bytes->wanted()) bytes->restart(_place = *wanted);
+    if (const auto wanted = bytes->requestedOffset()) bytes->restart(_place = *wanted);
     while (_place < _content.size() && !bytes->isFull()) {
       const std::string piece = _content.substr(static_cast<std::size_t>(_place), 1000);
       bytes->append(piece);
@@ -140,7 +140,7 @@ TEST(TrackDemuxer, SeeksWithinALongSegment) {
       const auto track = std::make_shared<FakeTrack>();
       track->end = 10;
       track->add("", 3).media = segment.bytes;
-      if (isSought) track->pieces.back().sought = 12.5;
+      if (isSought) track->pieces.back().seekPosition = 12.5;
       const DemuxerOutput output = demuxed(track);
       EXPECT_TRUE(output.hasEnded);
       EXPECT_TRUE(output.gaps.empty());
@@ -175,8 +175,8 @@ TEST_P(EveryFormat, HasCapsAndTimes) {
   const DemuxerOutput output = demuxed(track);
   EXPECT_TRUE(output.hasEnded);
   EXPECT_TRUE(output.gaps.empty());
-  EXPECT_EQ(track->content.hasPicture, format.isPicture);
-  EXPECT_NE(track->content.hasSound, format.isPicture);
+  EXPECT_EQ(track->content.hasVideo, format.isPicture);
+  EXPECT_NE(track->content.hasAudio, format.isPicture);
   const auto& caps = format.isPicture ? output.videoCaps : output.audioCaps;
   ASSERT_EQ(caps.size(), 1U);
   for (const char* each : format.caps) EXPECT_THAT(caps[0], HasSubstr(each));

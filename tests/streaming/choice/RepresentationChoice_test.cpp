@@ -21,24 +21,24 @@ struct ChoiceCase {
   std::size_t chosen;
 };
 
-TEST(RepresentationChoice, Chooses) {
+TEST(RepresentationChoice, ChoosesByThroughputAndBuffer) {
   const std::vector<ChoiceCase> cases = {
-      {"begins in the middle when nothing is known", {}, {}, 0, 0, 2160, 0, 1},
-      {"begins with what is known", {}, 10e6, 0, 0, 2160, 0, 3},
+      {"starts with a default without a measurement", {}, {}, 0, 0, 2160, 0, 1},
+      {"starts with the estimate", {}, 10e6, 0, 0, 2160, 0, 3},
       {"never above the display", {}, 100e6, 0, 0, 1080, 0, 3},
-      {"nor above a display between two sizes", {}, 100e6, 0, 0, 1000, 0, 2},
-      {"the smallest where all are above it", {}, 100e6, 0, 0, 200, 0, 0},
-      {"nor above what can be decoded", {}, 100e6, 0, 0, 2160, 720, 2},
-      {"falls at once to what can be decoded", 3, 100e6, 20, 60, 2160, 720, 2},
+      {"display height between two sizes", {}, 100e6, 0, 0, 1000, 0, 2},
+      {"smallest option when all exceed the display", {}, 100e6, 0, 0, 200, 0, 0},
+      {"never above the decodable height", {}, 100e6, 0, 0, 2160, 720, 2},
+      {"falls at once to the decodable height", 3, 100e6, 20, 60, 2160, 720, 2},
       {"no rise in the first two seconds", 1, 100e6, 20, 1, 2160, 0, 1},
-      {"but a fall that is needed", 3, 1.5e6, 1, 1, 2160, 0, 1},
-      {"no rise with little ahead", 1, 100e6, 5, 60, 2160, 0, 1},
-      {"a rise with enough ahead", 1, 100e6, 12, 60, 2160, 0, 4},
-      {"no rise to what is just possible", 2, 5.5e6, 12, 60, 2160, 0, 2},
-      {"a bold rise when everything is loaded", 2, 5.5e6, 28, 60, 2160, 0, 3},
-      {"stays while it is borne", 3, 4e6, 25, 60, 2160, 0, 3},
-      {"falls when it is not", 3, 4e6, 11, 60, 2160, 0, 2},
-      {"falls far when it has to", 4, 0.1e6, 2, 60, 2160, 0, 0},
+      {"falls in the first two seconds", 3, 1.5e6, 1, 1, 2160, 0, 1},
+      {"no rise with a low buffer", 1, 100e6, 5, 60, 2160, 0, 1},
+      {"rise with enough buffer", 1, 100e6, 12, 60, 2160, 0, 4},
+      {"no rise without a margin", 2, 5.5e6, 12, 60, 2160, 0, 2},
+      {"rise with a small margin and a full buffer", 2, 5.5e6, 28, 60, 2160, 0, 3},
+      {"stays while the buffer suffices", 3, 4e6, 25, 60, 2160, 0, 3},
+      {"falls when the buffer is low", 3, 4e6, 11, 60, 2160, 0, 2},
+      {"falls several steps", 4, 0.1e6, 2, 60, 2160, 0, 0},
       {"stays on the same throughput", 2, 3e6, 12, 60, 2160, 0, 2},
   };
   for (const ChoiceCase& each : cases) {
@@ -55,7 +55,7 @@ TEST(RepresentationChoice, Chooses) {
   }
 }
 
-TEST(RepresentationChoice, OddOptionsAreChosenFromToo) {
+TEST(RepresentationChoice, AcceptsUnusualOptions) {
   ChoiceInput input;
   input.options = {{0, 0, 0}};
   input.current = 7;
@@ -66,7 +66,7 @@ TEST(RepresentationChoice, OddOptionsAreChosenFromToo) {
   EXPECT_LT(chooseRepresentation(input), 2u);
 }
 
-TEST(RepresentationChoice, AnUnsteadyNetworkIsTrustedLess) {
+TEST(RepresentationChoice, ChoosesLowerBandwidthForAnUnsteadyNetwork) {
   ChoiceInput input;
   input.options = kLadder;
   input.throughput = 8e6;
@@ -75,10 +75,10 @@ TEST(RepresentationChoice, AnUnsteadyNetworkIsTrustedLess) {
   EXPECT_EQ(chooseRepresentation(input), 2u);
 }
 
-TEST(Throughput, AFallIsNoticedBeforeARise) {
+TEST(Throughput, FollowsADropFasterThanARise) {
   Throughput throughput;
   EXPECT_FALSE(throughput.estimate());
-  throughput.remember(5e6);
+  throughput.setInitialEstimate(5e6);
   EXPECT_EQ(throughput.estimate(), 5e6);
   const auto transfer = [&](double bitrate, double seconds) {
     throughput.add(static_cast<std::uint64_t>(bitrate / 8 * seconds), seconds);
@@ -94,7 +94,7 @@ TEST(Throughput, AFallIsNoticedBeforeARise) {
   EXPECT_GT(throughput.deviation(), 1e6);
 }
 
-TEST(Throughput, SmallTransfersCountTogether) {
+TEST(Throughput, SumsUpSmallTransfers) {
   Throughput throughput;
   for (int i = 0; i < 7; ++i) throughput.add(4096, 0.01);
   EXPECT_FALSE(throughput.estimate());

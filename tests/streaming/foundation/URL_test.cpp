@@ -5,7 +5,7 @@
 namespace streaming {
 namespace {
 
-TEST(URL, ResolvesAsTheStandardSays) {
+TEST(URL, ResolvesReferences) {
   const std::string base = "http://a/b/c/d;p?q";
   const struct {
     std::string_view reference;
@@ -34,7 +34,7 @@ TEST(URL, ResolvesAsTheStandardSays) {
       {"g/./h", "http://a/b/c/g/h"},
       {"g/../h", "http://a/b/c/h"},
       {"g?y/../x", "http://a/b/c/g?y/../x"},
-      // What servers and people write.
+      // Common deviations from the standard.
       {"  g  ", "http://a/b/c/g"},
       {"a b.ts", "http://a/b/c/a%20b.ts"},
       {"a%20b.ts", "http://a/b/c/a%20b.ts"},
@@ -52,7 +52,7 @@ TEST(URL, ResolvesAsTheStandardSays) {
   EXPECT_EQ(resolveURL("not a base", "a"), std::nullopt);
 }
 
-TEST(URL, InheritsAQueryOnlyWhereThereIsNone) {
+TEST(URL, InheritsTheQueryUnlessTheURLHasOne) {
   EXPECT_EQ(withQueryOf("http://a/b?t=1", "http://a/c"), "http://a/c?t=1");
   EXPECT_EQ(withQueryOf("http://a/b?t=1", "http://a/c?x"), "http://a/c?x");
   EXPECT_EQ(withQueryOf("http://a/b", "http://a/c"), "http://a/c");

@@ -10,7 +10,7 @@ struct TimeCase {
   std::optional<double> seconds;
 };
 
-TEST(TimeText, ReadsDates) {
+TEST(TimeText, ParsesDates) {
   for (const TimeCase& each : {
            TimeCase{"1970-01-02T00:00:01Z", 86401},
            TimeCase{"2026-11-25T01:30:00.250+01:00", 1795566600.25},
@@ -29,7 +29,7 @@ TEST(TimeText, ReadsDates) {
   }
 }
 
-TEST(TimeText, ReadsDurationsAndNumbers) {
+TEST(TimeText, ParsesDurationsAndNumbers) {
   for (const TimeCase& each :
        {TimeCase{"PT1H2M3.5S", 3723.5}, TimeCase{"P1DT2S", 86402}, TimeCase{"-PT1M", -60},
         TimeCase{"PT1X", {}}, TimeCase{"1H", {}}, TimeCase{"PTS", {}}})

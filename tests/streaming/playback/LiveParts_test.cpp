@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "streaming/playback/TransferRecord.h"
+#include "streaming/playback/TransferLog.h"
 #include "streaming/playback/loading/ReloadTimer.h"
 #include "streaming/playback/loading/ServerClock.h"
 #include "tests/streaming/playback/ScriptedTransfers.h"
@@ -8,7 +8,7 @@
 namespace streaming::test {
 namespace {
 
-/// A manifest that is reloaded, with the times at which it was requested.
+/// A ReloadTimer, with the times of its requests.
 struct Reloads {
   ScriptedTransfers network;
   std::vector<double> times;
@@ -26,7 +26,7 @@ struct Reloads {
   std::optional<ReloadRule> rule() const { return timer.rule(); }
 };
 
-TEST(ReloadTimer, ReloadsOnlyWhatIsWanted) {
+TEST(ReloadTimer, ReloadsOnlyOnRequest) {
   Reloads reloads;
   reloads.begin(4);
   reloads.network.advance(20);
@@ -45,7 +45,7 @@ TEST(ReloadTimer, ReloadsOnlyWhatIsWanted) {
   EXPECT_EQ(reloads.times.size(), 2u);
 }
 
-TEST(ReloadTimer, AsksSoonerForWhatHasNotChanged) {
+TEST(ReloadTimer, ReloadsSoonerAfterAnUnchangedVersion) {
   Reloads reloads;
   reloads.begin(4);
   reloads.timer.loaded(reloads.rule(), false);
@@ -56,7 +56,7 @@ TEST(ReloadTimer, AsksSoonerForWhatHasNotChanged) {
   EXPECT_EQ(reloads.times.size(), 1u);
 }
 
-TEST(ReloadTimer, AServerThatWaitsIsAskedAtOnceUnlessItDoesNotWait) {
+TEST(ReloadTimer, BlockingReloadsFollowAtOnceUnlessNothingChanged) {
   Reloads reloads;
   reloads.begin(4, 17);
   EXPECT_FALSE(reloads.timer.isDue()) << "it has just come";
@@ -71,11 +71,11 @@ TEST(ReloadTimer, AServerThatWaitsIsAskedAtOnceUnlessItDoesNotWait) {
   EXPECT_EQ(reloads.times.size(), 2u);
 }
 
-TEST(ReloadTimer, FailuresAreRetriedAndHopelessAfterAWhile) {
+TEST(ReloadTimer, RetriesFailuresAndGivesUpEventually) {
   Reloads reloads;
   reloads.begin(2);
   reloads.timer.want();
-  while (!reloads.timer.isHopeless() && reloads.network.seconds() < 100) {
+  while (!reloads.timer.hasGivenUp() && reloads.network.seconds() < 100) {
     const std::size_t before = reloads.times.size();
     reloads.network.advance(0.5);
     if (reloads.times.size() > before) reloads.timer.failed();
@@ -84,10 +84,10 @@ TEST(ReloadTimer, FailuresAreRetriedAndHopelessAfterAWhile) {
   EXPECT_GT(reloads.times.size(), 8u);
   EXPECT_LT(reloads.times.size(), 25u);
   reloads.timer.loaded(reloads.rule(), true);
-  EXPECT_FALSE(reloads.timer.isHopeless());
+  EXPECT_FALSE(reloads.timer.hasGivenUp());
 }
 
-TEST(ReloadTimer, AnIntervalOfNothingIsNotABusyLoop) {
+TEST(ReloadTimer, LimitsTheRateForAZeroInterval) {
   Reloads reloads;
   reloads.begin(0);
   for (int i = 0; i < 100; ++i) {
@@ -98,7 +98,7 @@ TEST(ReloadTimer, AnIntervalOfNothingIsNotABusyLoop) {
   EXPECT_LE(reloads.times.size(), 6u);
 }
 
-TEST(ServerClock, ReadsDates) {
+TEST(ServerClock, ParsesDates) {
   struct Case {
     const char* text;
     std::optional<double> http, iso;
@@ -122,7 +122,7 @@ TEST(ServerClock, ReadsDates) {
   }
 }
 
-TEST(ServerClock, TakesTheFirstClockThatAnswers) {
+TEST(ServerClock, UsesTheFirstClockThatResponds) {
   const double epoch = ScriptedTransfers::kEpoch;  // 2027-01-15T08:00:00Z
   struct Case {
     const char* name;
@@ -134,14 +134,14 @@ TEST(ServerClock, TakesTheFirstClockThatAnswers) {
   const std::vector<Case> cases = {
       {"none", {}, 0, 0},
       {"direct", {{prefix + "direct:2014", "2027-01-15T09:00:00Z"}}, 3600, 0},
-      {"a file", {{prefix + "http-iso:2014", "time"}}, 3600, 0.1},
-      {"the second of two", {{prefix + "http-xsdate:2014", "gone time"}}, 3600, 0.1},
-      {"a field", {{prefix + "http-head:2014", "head"}}, 7200, 0.1},
-      {"one that nobody knows, and nonsense",
+      {"a response body", {{prefix + "http-iso:2014", "time"}}, 3600, 0.1},
+      {"the second server", {{prefix + "http-xsdate:2014", "gone time"}}, 3600, 0.1},
+      {"the Date field", {{prefix + "http-head:2014", "head"}}, 7200, 0.1},
+      {"unknown and invalid clocks",
        {{prefix + "ntp:2014", "host"}, {"urn:other", "time"}, {prefix + "http-iso:2014", "bad"}},
        0,
        0},
-      {"one that never answers", {{prefix + "http-iso:2014", "silent"}}, 0, 0},
+      {"no response", {{prefix + "http-iso:2014", "silent"}}, 0, 0},
   };
   for (const Case& each : cases) {
     SCOPED_TRACE(each.name);
@@ -163,7 +163,7 @@ TEST(ServerClock, TakesTheFirstClockThatAnswers) {
   }
 }
 
-TEST(ServerClock, ADateOfAResponseCountsWhenItIsFarOff) {
+TEST(ServerClock, UsesADateFieldThatDiffersClearly) {
   ScriptedTransfers network;
   ServerClock clock(network);
   ResponseHead head;
@@ -175,45 +175,45 @@ TEST(ServerClock, ADateOfAResponseCountsWhenItIsFarOff) {
   EXPECT_EQ(clock.offset(), 60);
 }
 
-TEST(TransferRecord, ALegEndsWhenAnotherServerOrRepresentationFollows) {
+TEST(TransferLog, StartsAnEntryWhenServerOrRepresentationChanges) {
   TransferStatistics now;
-  TransferRecord record([&] { return now; });
-  EXPECT_EQ(record.legs({}).size(), 1u);
+  TransferLog record([&] { return now; });
+  EXPECT_EQ(record.accessLog({}).size(), 1u);
   const auto came = [&](const char* server, const char* name, double seconds) {
     now.requestCount += 1;
     now.bytesTransferred += 1000;
     now.serverAddress = server;
-    return record.mediaCame(MonotonicTime(std::chrono::seconds(10)), name, 1e6, seconds);
+    return record.mediaReceived(MonotonicTime(std::chrono::seconds(10)), name, 1e6, seconds);
   };
   EXPECT_FALSE(came("a", "low", 4));
   EXPECT_FALSE(came("a", "low", 4));
   EXPECT_TRUE(came("b", "low", 4));
   EXPECT_TRUE(came("b", "high", 4));
-  const auto legs = record.legs(MonotonicTime(std::chrono::seconds(15)));
-  ASSERT_EQ(legs.size(), 3u);
-  EXPECT_EQ(legs[0].mediaSeconds, 8);
-  EXPECT_EQ(legs[0].statistics.serverAddress, "a");
-  EXPECT_FALSE(legs[1].isSwitch);
-  EXPECT_TRUE(legs[2].isSwitch);
-  EXPECT_EQ(legs[2].age, 5);
+  const auto accessLogEntries = record.accessLog(MonotonicTime(std::chrono::seconds(15)));
+  ASSERT_EQ(accessLogEntries.size(), 3u);
+  EXPECT_EQ(accessLogEntries[0].mediaSeconds, 8);
+  EXPECT_EQ(accessLogEntries[0].statistics.serverAddress, "a");
+  EXPECT_FALSE(accessLogEntries[1].isSwitch);
+  EXPECT_TRUE(accessLogEntries[2].isSwitch);
+  EXPECT_EQ(accessLogEntries[2].age, 5);
   std::uint64_t requests = 0;
-  for (const auto& leg : legs) requests += leg.statistics.requestCount;
+  for (const auto& leg : accessLogEntries) requests += leg.statistics.requestCount;
   EXPECT_EQ(requests, 4u);
-  EXPECT_EQ(legs[2].statistics.requestCount, 1u);
+  EXPECT_EQ(accessLogEntries[2].statistics.requestCount, 1u);
   for (int i = 0; i < 200; ++i) came(i % 2 ? "a" : "b", "low", 4);
-  EXPECT_EQ(record.legs({}).size(), StreamedItem::kMostLegs);
+  EXPECT_EQ(record.accessLog({}).size(), StreamedItem::kMaxAccessLogEntries);
 }
 
-TEST(TransferRecord, TheFirstFailureIsToldUntilMediaCome) {
-  TransferRecord record([] { return TransferStatistics(); });
-  record.addFault({1}, "a", statusError(404));
-  record.addFault({2}, "b", statusError(500));
+TEST(TransferLog, KeepsTheFirstFailureUntilMediaIsReceived) {
+  TransferLog record([] { return TransferStatistics(); });
+  record.addError({1}, "a", statusError(404));
+  record.addError({2}, "b", statusError(500));
   ASSERT_TRUE(record.failure());
   EXPECT_EQ(record.failure()->code, 404);
-  record.otherMediaCame();
+  record.otherMediaReceived();
   EXPECT_FALSE(record.failure());
-  for (int i = 0; i < 200; ++i) record.addFault({3}, "c", statusError(500));
-  EXPECT_EQ(record.faults().size(), 100u);
+  for (int i = 0; i < 200; ++i) record.addError({3}, "c", statusError(500));
+  EXPECT_EQ(record.errorLog().size(), 100u);
 }
 
 }  // namespace

@@ -1,64 +1,64 @@
 #include <gtest/gtest.h>
 
-#include "streaming/playback/PlayedPresentation.h"
-#include "tests/streaming/playback/PlayBench.h"
+#include "streaming/playback/PresentationPlayer.h"
+#include "tests/streaming/playback/PlaybackFixture.h"
 
 namespace streaming::test {
 namespace {
 
-/// A live playlist whose window of six segments slides: `first` is its first one.
-void setLive(PlayBench& bench, int first, bool hasEnded = false) {
-  bench.network->add("http://a/live", playlistOf("s", first, 6, hasEnded));
-  addSegments(*bench.network, "s", first, 6);
+/// A live playlist with a window of six segments, starting with `first`.
+void setLive(PlaybackFixture& fixture, int first, bool hasEnded = false) {
+  fixture.network->add("http://a/live", playlistOf("s", first, 6, hasEnded));
+  addSegments(*fixture.network, "s", first, 6);
 }
 
 const std::string kLive = "#EXTM3U\n#EXT-X-STREAM-INF:BANDWIDTH=500000\nlive\n";
 
-TEST(LivePresentation, BeginsThreeSegmentsBeforeItsEndAndGoesOn) {
-  PlayBench bench(kLive);
-  setLive(bench, 10);
-  bench.prepare({}, 0.5);
-  EXPECT_EQ(bench.began, 12);
-  EXPECT_EQ(bench.read(), (Lines{"s13.ts", "s14.ts", "s15.ts"}));
-  const auto timeline = bench.played->timeline(12);
+TEST(LivePresentation, StartsThreeSegmentsBeforeTheEndAndContinues) {
+  PlaybackFixture fixture(kLive);
+  setLive(fixture, 10);
+  fixture.prepare({}, 0.5);
+  EXPECT_EQ(fixture.began, 12);
+  EXPECT_EQ(fixture.read(), (Lines{"s13.ts", "s14.ts", "s15.ts"}));
+  const auto timeline = fixture.played->timeline(12);
   EXPECT_TRUE(timeline.isLive);
   EXPECT_EQ(timeline.duration, TVSDurationIndefinite);
   EXPECT_EQ(timeline.seekable, (std::vector<platform::TimeRange>{{0, 12}}));
   Lines lines;
   for (int first = 11; first < 20; ++first) {
-    setLive(bench, first);
-    const auto next = bench.play(4);
+    setLive(fixture, first);
+    const auto next = fixture.play(4);
     lines.insert(lines.end(), next.begin(), next.end());
   }
   EXPECT_GE(lines.size(), 8u);
   EXPECT_EQ(lines.front(), "s16.ts");
-  // One request for each segment that was added, and some for what had not changed.
-  EXPECT_LE(bench.network->countOf("http://a/live"), 20u);
-  EXPECT_EQ(bench.played->timeline(0).seekable, (std::vector<platform::TimeRange>{{36, 12}}));
-  setLive(bench, 19, true);
-  lines = bench.play(20);
+  // One request for each new segment, and some for unchanged playlists.
+  EXPECT_LE(fixture.network->countOf("http://a/live"), 20u);
+  EXPECT_EQ(fixture.played->timeline(0).seekable, (std::vector<platform::TimeRange>{{36, 12}}));
+  setLive(fixture, 19, true);
+  lines = fixture.play(20);
   EXPECT_EQ(lines.back(), "end");
-  EXPECT_FALSE(bench.played->timeline(0).isLive);
+  EXPECT_FALSE(fixture.played->timeline(0).isLive);
 }
 
-TEST(LivePresentation, NothingIsAskedForWhileItIsPausedAndFull) {
-  PlayBench bench(kLive);
-  bench.network->add("http://a/live", playlistOf("s", 0, 60, false));
-  addSegments(*bench.network, "s", 0, 60);
-  bench.prepare({20, {}, {}}, 1);
-  bench.read(MediaKind::Video, 1);
-  bench.network->advance(60);
-  bench.network->forgetRequests();
-  bench.network->advance(600);
-  EXPECT_TRUE(bench.network->requests().empty());
-  EXPECT_EQ(bench.network->timerCount(), 0u);
-  // It is looked at again as soon as it plays.
-  bench.played->setPosition(25);
-  bench.network->advance(1);
-  EXPECT_EQ(bench.network->countOf("http://a/live"), 1u);
+TEST(LivePresentation, SendsNoRequestsWhilePausedWithAFullBuffer) {
+  PlaybackFixture fixture(kLive);
+  fixture.network->add("http://a/live", playlistOf("s", 0, 60, false));
+  addSegments(*fixture.network, "s", 0, 60);
+  fixture.prepare({20, {}, {}}, 1);
+  fixture.read(MediaKind::Video, 1);
+  fixture.network->advance(60);
+  fixture.network->forgetRequests();
+  fixture.network->advance(600);
+  EXPECT_TRUE(fixture.network->requests().empty());
+  EXPECT_EQ(fixture.network->timerCount(), 0u);
+  // Reloading continues with playback.
+  fixture.played->setPosition(25);
+  fixture.network->advance(1);
+  EXPECT_EQ(fixture.network->countOf("http://a/live"), 1u);
 }
 
-TEST(LivePresentation, APlaylistThatNeverHasAnythingFails) {
+TEST(LivePresentation, FailsWhenThePlaylistStaysEmpty) {
   const std::string empty = "#EXTM3U\n#EXT-X-TARGETDURATION:2\n";
   const std::string begun = empty + "#EXTINF:2,\ns0.ts\n";
   const struct {
@@ -68,43 +68,43 @@ TEST(LivePresentation, APlaylistThatNeverHasAnythingFails) {
     Lines expected;
   } cases[] = {
       {"no segment", empty, empty, {"failed -11828"}},
-      {"a segment of no time", empty + "#EXTINF:0,\ns0.ts\n", empty, {"failed -11828"}},
-      {"one that is to be read again after hours",
+      {"a segment with zero duration", empty + "#EXTINF:0,\ns0.ts\n", empty, {"failed -11828"}},
+      {"a reload interval of hours",
        "#EXTM3U\n#EXT-X-TARGETDURATION:1e5\n",
        begun,
        {"failed -11828"}},
-      {"a segment that comes late", empty, begun, {"s0.ts"}},
-      {"one that has begun and stays as it is", begun, begun, {"s0.ts"}},
+      {"a late first segment", empty, begun, {"s0.ts"}},
+      {"no further segments", begun, begun, {"s0.ts"}},
   };
   for (const auto& each : cases) {
     SCOPED_TRACE(each.name);
-    PlayBench bench(each.first);
-    bench.network->add("http://a/main", each.first);
-    addSegments(*bench.network, "s", 0, 1);
-    bench.prepare({}, 4);
-    bench.network->add("http://a/main", each.later);
-    bench.network->advance(10);
-    EXPECT_EQ(bench.read(), each.expected);
+    PlaybackFixture fixture(each.first);
+    fixture.network->add("http://a/main", each.first);
+    addSegments(*fixture.network, "s", 0, 1);
+    fixture.prepare({}, 4);
+    fixture.network->add("http://a/main", each.later);
+    fixture.network->advance(10);
+    EXPECT_EQ(fixture.read(), each.expected);
   }
 }
 
-TEST(LivePresentation, APlaylistThatIsGoneForAWhileIsComeBackTo) {
-  PlayBench bench(kLive);
-  setLive(bench, 10);
-  bench.prepare({}, 0.5);
-  bench.read();
-  bench.network->remove("http://a/live");
-  bench.play(8);
-  setLive(bench, 12);
-  EXPECT_EQ(bench.play(4), (Lines{"s16.ts", "s17.ts"}));
-  bench.network->remove("http://a/live");
-  const Lines lines = bench.play(60);
+TEST(LivePresentation, ContinuesAfterAMissingPlaylistReturns) {
+  PlaybackFixture fixture(kLive);
+  setLive(fixture, 10);
+  fixture.prepare({}, 0.5);
+  fixture.read();
+  fixture.network->remove("http://a/live");
+  fixture.play(8);
+  setLive(fixture, 12);
+  EXPECT_EQ(fixture.play(4), (Lines{"s16.ts", "s17.ts"}));
+  fixture.network->remove("http://a/live");
+  const Lines lines = fixture.play(60);
   ASSERT_FALSE(lines.empty());
   EXPECT_EQ(lines.back(), "failed 404");
 }
 
-TEST(LivePresentation, PartsArePlayedAsTheyAreAdded) {
-  PlayBench bench(kLive);
+TEST(LivePresentation, PlaysPartsAsTheyAreAdded) {
+  PlaybackFixture fixture(kLive);
   const auto setParts = [&](int parts) {
     std::string text = playlistOf("s", 0, 4, false,
                                   "#EXT-X-SERVER-CONTROL:CAN-BLOCK-RELOAD=YES,PART-HOLD-BACK=3\n"
@@ -112,15 +112,15 @@ TEST(LivePresentation, PartsArePlayedAsTheyAreAdded) {
     for (int i = 0; i < parts; ++i) {
       const std::string name = "p" + std::to_string(i) + ".ts";
       text += "#EXT-X-PART:DURATION=1,URI=\"" + name + "\"\n";
-      bench.network->add("http://a/" + name, "part");
+      fixture.network->add("http://a/" + name, "part");
     }
-    // The server answers the request for what it announces once that is there.
+    // The server answers the request for the hint when the part exists.
     text += "#EXT-X-PRELOAD-HINT:TYPE=PART,URI=\"p" + std::to_string(parts) + ".ts\"\n";
     ScriptedTransfers::Resource awaited;
     awaited.body = "part";
     awaited.delay = 1.5;
-    bench.network->add("http://a/p" + std::to_string(parts) + ".ts", awaited);
-    bench.network->setFallback([text](const TransferRequest& request) {
+    fixture.network->add("http://a/p" + std::to_string(parts) + ".ts", awaited);
+    fixture.network->setFallback([text](const TransferRequest& request) {
       std::optional<ScriptedTransfers::Resource> found;
       if (request.url.starts_with("http://a/live?")) {
         found.emplace();
@@ -128,36 +128,36 @@ TEST(LivePresentation, PartsArePlayedAsTheyAreAdded) {
       }
       return found;
     });
-    bench.network->add("http://a/live", text);
+    fixture.network->add("http://a/live", text);
   };
-  addSegments(*bench.network, "s", 0, 4);
+  addSegments(*fixture.network, "s", 0, 4);
   setParts(1);
-  bench.prepare({}, 0.5);
-  EXPECT_EQ(bench.began, 14);
-  EXPECT_EQ(bench.read(), (Lines{"s3.ts", "p0.ts"}));
+  fixture.prepare({}, 0.5);
+  EXPECT_EQ(fixture.began, 14);
+  EXPECT_EQ(fixture.read(), (Lines{"s3.ts", "p0.ts"}));
   setParts(3);
-  EXPECT_EQ(bench.play(3), (Lines{"p1.ts", "p2.ts"}));
+  EXPECT_EQ(fixture.play(3), (Lines{"p1.ts", "p2.ts"}));
   for (const char* part : {"1", "2", "3"})
-    EXPECT_EQ(bench.network->countOf("http://a/p" + std::string(part) + ".ts"), 1u) << part;
-  // The server is told what is waited for.
+    EXPECT_EQ(fixture.network->countOf("http://a/p" + std::string(part) + ".ts"), 1u) << part;
+  // Delivery directives name the awaited part.
   EXPECT_TRUE(
-      std::any_of(bench.network->requests().begin(), bench.network->requests().end(),
+      std::any_of(fixture.network->requests().begin(), fixture.network->requests().end(),
                   [](const std::string& url) { return url.find("_HLS_part") != url.npos; }));
 }
 
-TEST(LivePresentation, AWindowThatHasSlidPastIsCaughtUpWith) {
-  PlayBench bench(kLive);
-  setLive(bench, 10);
-  bench.prepare({}, 0.5);
-  bench.read();
-  setLive(bench, 100);
-  bench.play(8);
-  const auto known = bench.played->timeline(0).seekable;
+TEST(LivePresentation, ContinuesWithinTheWindowAfterAStall) {
+  PlaybackFixture fixture(kLive);
+  setLive(fixture, 10);
+  fixture.prepare({}, 0.5);
+  fixture.read();
+  setLive(fixture, 100);
+  fixture.play(8);
+  const auto known = fixture.played->timeline(0).seekable;
   ASSERT_FALSE(known.empty());
   EXPECT_EQ(known.front().start, 360);
-  bench.seek(365);
-  bench.network->advance(1);
-  EXPECT_EQ(bench.read(MediaKind::Video, 1), Lines{"s101.ts"});
+  fixture.seek(365);
+  fixture.network->advance(1);
+  EXPECT_EQ(fixture.read(MediaKind::Video, 1), Lines{"s101.ts"});
 }
 
 }  // namespace

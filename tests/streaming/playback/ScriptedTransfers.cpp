@@ -6,7 +6,7 @@
 namespace streaming::test {
 namespace {
 
-/// A body that has a rate comes in pieces of so many seconds.
+/// Bodies with a rate arrive in steps of this many seconds.
 constexpr double kPieceSeconds = 0.05;
 
 }  // namespace
@@ -129,7 +129,7 @@ bool ScriptedTransfers::_runOne(double until) {
     if (each->resource.hangs || each->isPaused) continue;
     if (!transfer || each->nextAt < transfer->nextAt) transfer = each;
   }
-  // Clocks have whole nanoseconds.
+  // Round up to whole nanoseconds.
   constexpr double kRounding = 1e-8;
   if (timer && timer->at <= until + kRounding && (!transfer || timer->at <= transfer->nextAt)) {
     _now = std::max(_now, timer->at + kRounding);
@@ -168,7 +168,7 @@ void ScriptedTransfers::_advanceTransfer(const std::shared_ptr<Running>& running
   if (!running->observer) return;
   if (flow == BodyFlow::Abort) return _end(running, std::nullopt);
   running->isPaused = flow == BodyFlow::Pause;
-  // The end comes with the last bytes.
+  // The end is reported with the last bytes.
   if (rate <= 0 && running->sent >= running->body.size() && !resource.error && !running->isPaused)
     _end(running, std::nullopt);
 }

@@ -12,20 +12,19 @@
 
 namespace streaming::test {
 
-/// A network by script, in virtual time: resources by their URLs, with delays, rates and errors.
-/// Nothing happens but within run() and advance(), and in the same order every time.
+/// A scripted network in virtual time: resources by URL, with delays, rates and errors. It makes
+/// progress only in run() and advance(), and is deterministic.
 class ScriptedTransfers final : public TransferSource {
  public:
   struct Resource {
     std::string body;
-    std::optional<platform::Error>
-        error;  ///< in place of a body, or after `errorAfter` bytes of it
+    std::optional<platform::Error> error;  ///< instead of a body, or after `errorAfter` bytes
     std::size_t errorAfter = 0;
-    double delay = 0.01;  ///< seconds to the first byte
-    double rate = 0;      ///< bytes a second; 0: all at once
-    std::string date;     ///< the field Date
+    double delay = 0.01;  ///< seconds until the first byte
+    double rate = 0;      ///< bytes per second; 0: unlimited
+    std::string date;     ///< the Date field
     bool knowsRanges = true;
-    bool hangs = false;  ///< never answers
+    bool hangs = false;  ///< never responds
   };
   void add(const std::string& url, Resource resource) { _resources[url] = std::move(resource); }
   void add(const std::string& url, std::string body) {
@@ -34,20 +33,20 @@ class ScriptedTransfers final : public TransferSource {
     add(url, std::move(resource));
   }
   void remove(const std::string& url) { _resources.erase(url); }
-  /// Of all bodies that have no rate of their own, together; 0: none.
+  /// The shared rate of bodies without their own rate; 0: unlimited.
   void setRate(double bytesPerSecond) { _rate = bytesPerSecond; }
-  /// Answers what has no resource; by default it is 404.
+  /// Responds to unknown URLs. The default is status 404.
   void setFallback(std::function<std::optional<Resource>(const TransferRequest&)> fallback) {
     _fallback = std::move(fallback);
   }
 
-  /// Does what is due.
+  /// Runs everything that is due.
   void run();
-  /// Lets time pass, in order.
+  /// Advances virtual time.
   void advance(double seconds);
   double seconds() const { return _now; }
 
-  /// URLs, in the order of the requests.
+  /// Requested URLs, in order.
   const std::vector<std::string>& requests() const { return _requests; }
   std::size_t countOf(const std::string& url) const;
   void forgetRequests() { _requests.clear(); }
@@ -85,7 +84,7 @@ class ScriptedTransfers final : public TransferSource {
   std::vector<std::function<void()>> _posted;
 };
 
-/// An HTTP status, as a server gives it.
+/// The error for an HTTP status.
 platform::Error statusError(int status);
 
 }  // namespace streaming::test

@@ -11,7 +11,7 @@
 namespace streaming {
 namespace {
 
-TEST(SegmentBytes, AreReadAsTheyArrive) {
+TEST(SegmentBytes, AreReadWhileTheyArrive) {
   SegmentBytes bytes;
   const ReadGate gate;
   std::string read;
@@ -29,7 +29,7 @@ TEST(SegmentBytes, AreReadAsTheyArrive) {
   EXPECT_TRUE(bytes.waitUntilComplete(gate));
 }
 
-TEST(SegmentBytes, AClosedGateEndsAWait) {
+TEST(SegmentBytes, AClosedGateCancelsARead) {
   SegmentBytes bytes;
   ReadGate gate;
   std::size_t count = 1;
@@ -45,7 +45,7 @@ TEST(SegmentBytes, AClosedGateEndsAWait) {
   EXPECT_FALSE(complete);
 }
 
-TEST(SegmentBytes, WhatCameBeforeAFailureStaysReadable) {
+TEST(SegmentBytes, StayReadableAfterAFailure) {
   SegmentBytes bytes;
   const ReadGate gate;
   bytes.append("half");
@@ -57,7 +57,7 @@ TEST(SegmentBytes, WhatCameBeforeAFailureStaysReadable) {
   EXPECT_EQ(bytes.error(), platform::Error::status(1));
 }
 
-TEST(SegmentBytes, OfALongSegmentAWindowIsHeld) {
+TEST(SegmentBytes, KeepAWindowOfALongSegment) {
   SegmentBytes bytes({.whole = 100, .ahead = 50, .behind = 10, .near = 5});
   std::string body;
   for (int number = 0; body.size() < 1000; ++number) body += std::to_string(number);
@@ -66,7 +66,7 @@ TEST(SegmentBytes, OfALongSegmentAWindowIsHeld) {
   std::uint64_t sent = 0;
   std::uint64_t mostHeld = 0;
   const auto send = [&] {
-    if (const auto wanted = bytes.wanted()) {
+    if (const auto wanted = bytes.requestedOffset()) {
       jumps.push_back(*wanted);
       bytes.restart(*wanted);
       sent = *wanted;
@@ -75,7 +75,7 @@ TEST(SegmentBytes, OfALongSegmentAWindowIsHeld) {
       const std::string piece = body.substr(static_cast<std::size_t>(sent), 10);
       bytes.append(piece);
       sent += piece.size();
-      mostHeld = std::max(mostHeld, bytes.held());
+      mostHeld = std::max(mostHeld, bytes.bytesInMemory());
     }
     if (sent == body.size()) bytes.complete();
   };
@@ -92,7 +92,7 @@ TEST(SegmentBytes, OfALongSegmentAWindowIsHeld) {
   bytes.expect(body.size(), true);
   bytes.setSource(send);
   send();
-  EXPECT_EQ(bytes.held(), 50u);
+  EXPECT_EQ(bytes.bytesInMemory(), 50u);
   EXPECT_EQ(readFrom(0, 2000), body);
   EXPECT_TRUE(jumps.empty());
   EXPECT_LE(mostHeld, 80u);

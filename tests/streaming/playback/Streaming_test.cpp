@@ -10,7 +10,7 @@
 namespace streaming::test {
 namespace {
 
-using Answer = ScriptedServer::Answer;
+using Response = ScriptedServer::Response;
 
 /// The whole library over real sockets.
 struct Items {
@@ -45,12 +45,12 @@ struct Items {
   std::shared_ptr<Streaming> streaming = Streaming::make();
 };
 
-TEST(Streaming, APresentationIsReadToItsEnd) {
+TEST(Streaming, ReadsAPresentationToItsEnd) {
   Items items;
   items.serveFilm();
   const auto item = items.open("/film");
   EXPECT_FALSE(Items::wait(*item));
-  ASSERT_EQ(item->form(), StreamedItem::Form::Presentation);
+  ASSERT_EQ(item->kind(), StreamedItem::Kind::Presentation);
   const auto played = item->presentation();
   const auto [seconds, error] = Items::prepare(*played);
   EXPECT_EQ(seconds, 0);
@@ -71,17 +71,17 @@ TEST(Streaming, APresentationIsReadToItsEnd) {
   EXPECT_EQ(reader->next(gate)->segment.start, 4);
   EXPECT_EQ(items.server.requests().size(), requests);
   EXPECT_EQ(item->statistics().requestCount, 6u);
-  EXPECT_EQ(item->legs().size(), 1u);
-  EXPECT_EQ(item->legs().front().mediaSeconds, 20);
+  EXPECT_EQ(item->accessLog().size(), 1u);
+  EXPECT_EQ(item->accessLog().front().mediaSeconds, 20);
   EXPECT_FALSE(item->failure());
 }
 
-TEST(Streaming, APlainResourceIsReadWithTheFirstRequest) {
+TEST(Streaming, ReadsAPlainResourceWithTheFirstRequest) {
   Items items;
   items.server.script("/film.mp4", {{sized("RIFF" + std::string(5000, 'f'))}});
   const auto item = items.open("/film.mp4");
   EXPECT_FALSE(Items::wait(*item));
-  ASSERT_EQ(item->form(), StreamedItem::Form::Plain);
+  ASSERT_EQ(item->kind(), StreamedItem::Kind::Plain);
   const auto resource = item->resource();
   EXPECT_EQ(resource->size(), 5004u);
   std::array<std::byte, 8> bytes{};
@@ -90,7 +90,7 @@ TEST(Streaming, APlainResourceIsReadWithTheFirstRequest) {
   EXPECT_EQ(items.server.requests().size(), 1u);
 }
 
-TEST(Streaming, WhatIsNoMediumIsRefusedWithItsError) {
+TEST(Streaming, ReportsAnErrorForOtherContent) {
   Items items;
   items.server.script("/page", {{sized("<html><body>" + std::string(500, ' '))}});
   items.server.script("/gone", {{"HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n"}});
@@ -100,11 +100,11 @@ TEST(Streaming, WhatIsNoMediumIsRefusedWithItsError) {
     ASSERT_TRUE(error);
     EXPECT_EQ(error->code, code);
     EXPECT_EQ(item->failure(), error);
-    EXPECT_EQ(item->faults().size(), 1u);
+    EXPECT_EQ(item->errorLog().size(), 1u);
   }
 }
 
-TEST(Streaming, TextsBesideTheMediaAreLoadedOrNot) {
+TEST(Streaming, LoadsTextFiles) {
   Items items;
   items.serveFilm();
   items.server.script("/text", {{sized("WEBVTT")}});
@@ -118,7 +118,7 @@ TEST(Streaming, TextsBesideTheMediaAreLoadedOrNot) {
   };
   EXPECT_EQ(load("/text"), "WEBVTT");
   EXPECT_EQ(load("/gone"), "");
-  // Nothing is told after it was dropped.
+  // No callback after cancellation.
   for (int i = 0; i < 50; ++i) {
     auto isDropped = std::make_shared<std::atomic<bool>>(false);
     auto handle = item->loadText(items.server.url("/text"),
@@ -128,10 +128,10 @@ TEST(Streaming, TextsBesideTheMediaAreLoadedOrNot) {
   }
 }
 
-TEST(Streaming, ItemsAreClosedAtAnyTime) {
+TEST(Streaming, ClosesItemsAtAnyTime) {
   Items items;
   items.serveFilm();
-  items.server.script("/hanging", {{"HTTP/1.1 200 OK\r\n", Answer::Then::Hang}});
+  items.server.script("/hanging", {{"HTTP/1.1 200 OK\r\n", Response::Then::Hang}});
   for (int i = 0; i < 60; ++i) {
     const auto item = items.open(i % 3 == 0 ? "/hanging" : "/film");
     item->whenOpened([](const std::optional<platform::Error>&) {});
@@ -139,7 +139,7 @@ TEST(Streaming, ItemsAreClosedAtAnyTime) {
     if (i % 3 != 1) continue;
     EXPECT_TRUE(i % 2 == 0 || !Items::wait(*item));
     const auto played = item->presentation();
-    // One that is closed is never prepared.
+    // A closed item never becomes ready.
     if (!played || i % 2 == 0) continue;
     Items::prepare(*played);
     const auto reader = played->reader(MediaKind::Video);
@@ -151,7 +151,7 @@ TEST(Streaming, ItemsAreClosedAtAnyTime) {
     gate.setClosed(true);
     reading.join();
   }
-  // And the readers of one outlive everything else.
+  // Readers may outlive all other objects.
   const auto last = items.open("/film");
   EXPECT_FALSE(Items::wait(*last));
   const auto played = last->presentation();

@@ -11,7 +11,7 @@ using platform::Date;
 using platform::TimeRange;
 using Ranges = std::vector<TimeRange>;
 
-TEST(TimeRanges, AreJoinedAndIntersected) {
+TEST(TimeRanges, UnionAndIntersection) {
   EXPECT_EQ(unionOf({{8, 4}, {0, 4}, {4.05, 3}, {20, 0}}), (Ranges{{0, 7.05}, {8, 4}}));
   struct Case {
     Ranges a, b, both;
@@ -28,7 +28,7 @@ TEST(TimeRanges, AreJoinedAndIntersected) {
   }
 }
 
-TEST(Dates, ContinueUpToADiscontinuity) {
+TEST(Dates, AreExtrapolatedUpToADiscontinuity) {
   const std::vector<DateMark> marks = {
       {10, {1000}, false}, {20, {1010}, false}, {30, {5000}, true}};
   struct Case {
@@ -48,7 +48,7 @@ TEST(Dates, ContinueUpToADiscontinuity) {
   EXPECT_FALSE(positionOf({}, Date{5}));
 }
 
-/// Of segments of four seconds.
+/// A segment index with segments of four seconds.
 struct WindowEnds {
   double start;
   double end;
@@ -110,24 +110,19 @@ Presentation ofDuration(double duration) {
   return presentation;
 }
 
-TEST(PlayableWindow, TellsWhereOneCanPlayAndBegin) {
-  // It is 1100, so 100 seconds after the availability start.
+TEST(PlayableWindow, ComputesRangeAndEdge) {
+  // The time is 1100, which is 100 seconds after the availability start.
   const std::vector<WindowCase> cases = {
       {"finished playlist", {0, 40, true}, MediaPlaylist(), {}, TimeRange{0, 40}, 0},
-      {"finished playlist that has lost its beginning",
+      {"finished playlist without its first segments",
        {8, 40, true},
        MediaPlaylist(),
        {},
        TimeRange{8, 32},
        8},
       {"live playlist", {20, 60, false}, livePlaylist(), {}, TimeRange{20, 28}, 48},
-      {"live playlist that holds back",
-       {20, 60, false},
-       livePlaylist(6),
-       {},
-       TimeRange{20, 34},
-       54},
-      {"live playlist of two segments", {0, 8, false}, livePlaylist(), {}, TimeRange{0, 0}, 0},
+      {"live playlist with HOLD-BACK", {20, 60, false}, livePlaylist(6), {}, TimeRange{20, 34}, 54},
+      {"live playlist with two segments", {0, 8, false}, livePlaylist(), {}, TimeRange{0, 0}, 0},
       {"live playlist without segments", {0, 0, false}, livePlaylist(), {}, std::nullopt, 0},
       {"live playlist that has ended", {0, 40, true}, livePlaylist(), {}, TimeRange{0, 40}, 0},
       {"static manifest", {0, 40, true}, std::nullopt, ofDuration(41), TimeRange{0, 41}, 0},
@@ -161,7 +156,7 @@ TEST(PlayableWindow, TellsWhereOneCanPlayAndBegin) {
   }
 }
 
-TEST(PlayableWindow, AStartOffsetCountsFromEitherEnd) {
+TEST(PlayableWindow, AppliesTheStartOffsetFromEitherEnd) {
   const Window segments({20, 60, false});
   const MediaPlaylist playlist = livePlaylist();
   const auto window = PlayableWindow::of({}, &segments, &segments, &playlist, Date{0});

@@ -5,7 +5,7 @@
 namespace {
 
 using platform::Bytes;
-using streaming::keyOfAnswer;
+using streaming::keyFromResponse;
 
 Bytes bytesOf(std::string_view text) {
   Bytes bytes;
@@ -27,7 +27,7 @@ std::string entry(const Bytes& key, const std::string& keyID) {
   return text + "}";
 }
 
-TEST(ClearKey, AsksForKeysByTheirIdentifiers) {
+TEST(ClearKey, WritesAKeyRequest) {
   EXPECT_EQ(textOf(streaming::keyRequestOf({kFirstID, bytesOf("\xff\xfe")})),
             R"({"kids":["aWRlbnRpZmllciBuby4gMQ","__4"],"type":"temporary"})");
   for (const std::string text : {"", "a", "ab", "abc", "\xff\xfb\xef"})
@@ -37,12 +37,12 @@ TEST(ClearKey, AsksForKeysByTheirIdentifiers) {
     EXPECT_EQ(streaming::bytesOfBase64url(text), std::nullopt) << text;
 }
 
-TEST(ClearKey, TakesTheKeyOutOfAnAnswer) {
+TEST(ClearKey, ReadsTheKeyOfAResponse) {
   const std::string first = entry(kFirstKey, "identifier no. 1");
   const std::string second = entry(kSecondKey, "identifier no. 2");
   const std::string unnamed = entry(kSecondKey, "");
   const std::string tooShort = entry(bytesOf("fifteen bytes.."), "identifier no. 1");
-  const auto licence = [](const std::string& keys) { return R"({"keys":[)" + keys + "]}"; };
+  const auto license = [](const std::string& keys) { return R"({"keys":[)" + keys + "]}"; };
   const struct {
     std::string answer;
     std::optional<Bytes> keyID;
@@ -50,16 +50,16 @@ TEST(ClearKey, TakesTheKeyOutOfAnAnswer) {
   } cases[] = {
       {textOf(kFirstKey), kFirstID, kFirstKey},
       {textOf(kFirstKey), std::nullopt, kFirstKey},
-      {licence(first), kFirstID, kFirstKey},
-      {licence(second + "," + first), kFirstID, kFirstKey},
-      {licence(unnamed), kFirstID, kSecondKey},
-      {licence(unnamed), std::nullopt, kSecondKey},
-      {licence(first), std::nullopt, kFirstKey},
-      {licence(second), kFirstID, std::nullopt},
-      {licence(first + "," + second), std::nullopt, std::nullopt},
-      {licence(tooShort), kFirstID, std::nullopt},
-      {licence(""), kFirstID, std::nullopt},
-      {licence(R"(1,null,"k",{"k":5},{"kid":"aa"})"), kFirstID, std::nullopt},
+      {license(first), kFirstID, kFirstKey},
+      {license(second + "," + first), kFirstID, kFirstKey},
+      {license(unnamed), kFirstID, kSecondKey},
+      {license(unnamed), std::nullopt, kSecondKey},
+      {license(first), std::nullopt, kFirstKey},
+      {license(second), kFirstID, std::nullopt},
+      {license(first + "," + second), std::nullopt, std::nullopt},
+      {license(tooShort), kFirstID, std::nullopt},
+      {license(""), kFirstID, std::nullopt},
+      {license(R"(1,null,"k",{"k":5},{"kid":"aa"})"), kFirstID, std::nullopt},
       {R"({"keys":{}})", kFirstID, std::nullopt},
       {"[]", kFirstID, std::nullopt},
       {"", kFirstID, std::nullopt},
@@ -67,10 +67,11 @@ TEST(ClearKey, TakesTheKeyOutOfAnAnswer) {
       {R"({"keys":[)", kFirstID, std::nullopt},
       {"{\"keys\":\"\xff\xfe\"}", kFirstID, std::nullopt},
       {std::string(60000, '['), kFirstID, std::nullopt},
-      {licence(first) + std::string(70000, ' '), kFirstID, std::nullopt},
+      {license(first) + std::string(70000, ' '), kFirstID, std::nullopt},
   };
   for (const auto& one : cases)
-    EXPECT_EQ(keyOfAnswer(bytesOf(one.answer), one.keyID), one.key) << one.answer.substr(0, 100);
+    EXPECT_EQ(keyFromResponse(bytesOf(one.answer), one.keyID), one.key)
+        << one.answer.substr(0, 100);
 }
 
 }  // namespace

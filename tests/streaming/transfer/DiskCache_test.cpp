@@ -45,7 +45,7 @@ class DiskCacheTest : public testing::Test {
   std::unique_ptr<DiskCache> cache;
 };
 
-TEST(DiskCache, FreshnessFollowsTheHeaderFields) {
+TEST(DiskCache, ComputesFreshnessFromHeaderFields) {
   const struct {
     HeaderFields headers;
     double seconds;
@@ -67,7 +67,7 @@ TEST(DiskCache, FreshnessFollowsTheHeaderFields) {
         << (each.headers.empty() ? "none" : each.headers.front().second);
 }
 
-TEST_F(DiskCacheTest, KeepsWholeBodiesOverARestartUntilTheyAreStale) {
+TEST_F(DiskCacheTest, KeepsCompleteBodiesAcrossRestartsUntilTheyAreStale) {
   ASSERT_TRUE(keep("https://host/a?token=secret", "body a"));
   cache->begin("https://host/b", kForADay, kNow)->write("half a body");
   reopen();
@@ -91,7 +91,7 @@ TEST_F(DiskCacheTest, DeletesTheLeastRecentlyUsedFirst) {
   EXPECT_EQ(fileCount(), 4U);
 }
 
-TEST_F(DiskCacheTest, DeletesWhatIsOldOrDamagedAndNothingElse) {
+TEST_F(DiskCacheTest, DeletesOnlyOldAndDamagedEntries) {
   ASSERT_TRUE(keep("old", "body"));
   for (const auto& each : fs::directory_iterator(folder))
     fs::last_write_time(each, fs::file_time_type::clock::now() - std::chrono::hours(3));
@@ -99,7 +99,7 @@ TEST_F(DiskCacheTest, DeletesWhatIsOldOrDamagedAndNothingElse) {
   std::ofstream(folder + "/" + std::string(64, 'a') + ".part") << "left behind by a crash";
   std::ofstream(folder + "/notes.part") << "of somebody else";
   reopen({now});
-  EXPECT_EQ(fileCount(), 1U) << "what the cache has not made stays";
+  EXPECT_EQ(fileCount(), 1U) << "other files stay";
   fs::remove(folder + "/notes.part");
 
   ASSERT_TRUE(keep("cut", "body"));
@@ -109,7 +109,7 @@ TEST_F(DiskCacheTest, DeletesWhatIsOldOrDamagedAndNothingElse) {
   EXPECT_EQ(kept("cut"), "body again");
 }
 
-TEST_F(DiskCacheTest, IsNotOpenedInAFolderThatCannotBeMade) {
+TEST_F(DiskCacheTest, FailsToOpenWhenTheFolderCannotBeCreated) {
   std::ofstream(folder + "-file") << "in the way";
   EXPECT_EQ(DiskCache::open(folder + "-file/below", kNow, limits), nullptr);
 }

@@ -35,10 +35,10 @@ ScriptedServer::~ScriptedServer() {
   close(_listener);
 }
 
-void ScriptedServer::script(const std::string& path, std::vector<Answer> answers) {
+void ScriptedServer::script(const std::string& path, std::vector<Response> responses) {
   const std::lock_guard lock(_mutex);
-  std::reverse(answers.begin(), answers.end());
-  _scripts[path] = std::move(answers);
+  std::reverse(responses.begin(), responses.end());
+  _scripts[path] = std::move(responses);
 }
 
 std::string ScriptedServer::url(const std::string& path, const std::string& host) const {
@@ -50,7 +50,7 @@ std::vector<std::string> ScriptedServer::requests() const {
   return _requests;
 }
 
-std::uint64_t ScriptedServer::sentWhenStuck() {
+std::uint64_t ScriptedServer::bytesSentWhenBlocked() {
   std::unique_lock lock(_mutex);
   _stuck.wait(lock, [this] { return _isStuck; });
   return _sentBytes;
@@ -68,13 +68,13 @@ void ScriptedServer::_accept() {
   }
 }
 
-ScriptedServer::Answer ScriptedServer::_next(const std::string& path) {
+ScriptedServer::Response ScriptedServer::_next(const std::string& path) {
   const std::lock_guard lock(_mutex);
-  auto& answers = _scripts[path];
-  if (answers.empty()) return {"HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n"};
-  Answer answer = answers.back();
-  if (answers.size() > 1) answers.pop_back();
-  return answer;
+  auto& responses = _scripts[path];
+  if (responses.empty()) return {"HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n"};
+  Response response = responses.back();
+  if (responses.size() > 1) responses.pop_back();
+  return response;
 }
 
 void ScriptedServer::_serve(int connection) {
@@ -95,23 +95,24 @@ void ScriptedServer::_serve(int connection) {
       _requests.push_back(head);
     }
     const auto begin = head.find(' ') + 1;
-    const Answer answer = _next(head.substr(begin, head.find(' ', begin) - begin));
-    for (std::size_t round = 0; round < answer.repeat; ++round) {
-      const ssize_t sent = send(connection, answer.bytes.data(), answer.bytes.size(), MSG_NOSIGNAL);
+    const Response response = _next(head.substr(begin, head.find(' ', begin) - begin));
+    for (std::size_t round = 0; round < response.repeat; ++round) {
+      const ssize_t sent =
+          send(connection, response.bytes.data(), response.bytes.size(), MSG_NOSIGNAL);
       const std::lock_guard lock(_mutex);
       if (sent > 0) _sentBytes += static_cast<std::uint64_t>(sent);
-      if (sent != static_cast<ssize_t>(answer.bytes.size())) {
+      if (sent != static_cast<ssize_t>(response.bytes.size())) {
         _isStuck = true;
         _stuck.notify_all();
         shutdown(connection, SHUT_RDWR);
         return;
       }
     }
-    if (answer.then == Answer::Then::Close) {
+    if (response.then == Response::Then::Close) {
       shutdown(connection, SHUT_RDWR);
       return;
     }
-    if (answer.then == Answer::Then::Hang) {
+    if (response.then == Response::Then::Hang) {
       while (recv(connection, bytes, sizeof bytes, 0) > 0) {
       }
       const std::lock_guard lock(_mutex);

@@ -12,7 +12,7 @@
 
 namespace streaming {
 
-/// What a transfer has brought.
+/// The result of a transfer.
 struct Outcome {
   std::optional<ResponseHead> head;
   std::string body;
@@ -23,7 +23,7 @@ struct Outcome {
   }
 };
 
-/// One transfer of an item, observed until it ends.
+/// Runs one transfer of an item.
 class ObservedTransfer final : public TransferObserver,
                                public std::enable_shared_from_this<ObservedTransfer> {
  public:
@@ -37,7 +37,7 @@ class ObservedTransfer final : public TransferObserver,
     });
     return observed;
   }
-  /// On any thread, before the item is closed.
+  /// Any thread. Call it before the item is closed.
   void cancel(TransferItem& item) {
     std::promise<void> done;
     item.post([&] {
@@ -58,7 +58,7 @@ class ObservedTransfer final : public TransferObserver,
   }
   void waitForHead() { _hasHead.get_future().wait(); }
 
-  Outcome outcome;  // of the transfer thread, until the end
+  Outcome outcome;  // transfer thread only until the end
 
  private:
   BodyFlow transferGotHead(const ResponseHead& head) override {
@@ -74,7 +74,7 @@ class ObservedTransfer final : public TransferObserver,
   void transferEnded(const std::optional<platform::Error>& error) override {
     outcome.error = error;
     if (_isEarly) outcome.error = platform::Error{"called before start() returned", 0, {}, {}, {}};
-    // Destroying a transfer within its last callback is allowed.
+    // A transfer may be destroyed in transferEnded().
     _transfer.reset();
     _ended.set_value();
   }

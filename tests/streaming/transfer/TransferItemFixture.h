@@ -20,7 +20,7 @@ inline bool contains(const std::string& text, const std::string& part) {
   return text.find(part) != text.npos;
 }
 
-/// A server and the transfers of one process.
+/// A server and a transfer service.
 class TransferItemTest : public testing::Test {
  protected:
   std::shared_ptr<TransferItem> open(const std::string& path) {

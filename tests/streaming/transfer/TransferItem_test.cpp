@@ -15,15 +15,15 @@
 namespace streaming {
 namespace {
 
-using Answer = ScriptedServer::Answer;
+using Response = ScriptedServer::Response;
 
-ContentAnswer dataAnswer(const std::string& text) {
-  ContentAnswer answer;
+ContentResponse dataAnswer(const std::string& text) {
+  ContentResponse answer;
   answer.data = sharedBytes(text);
   return answer;
 }
 
-TEST_F(TransferItemTest, FindsOutWhetherTheServerHasRanges) {
+TEST_F(TransferItemTest, DetectsRangeSupport) {
   const std::string part = "HTTP/1.1 206 Part\r\nContent-Range: bytes 0-3/";
   const struct {
     std::string answer;
@@ -63,7 +63,7 @@ TEST_F(TransferItemTest, FindsOutWhetherTheServerHasRanges) {
             std::nullopt);
 }
 
-TEST_F(TransferItemTest, CutsPartsOutOfWhatAServerSendsWhole) {
+TEST_F(TransferItemTest, ExtractsARangeFromACompleteBody) {
   std::string body(300'000, '.');
   body.replace(200'000, 6, "needle");
   server.script("/a", {{sized(body)}});
@@ -90,8 +90,8 @@ TEST_F(TransferItemTest, CutsPartsOutOfWhatAServerSendsWhole) {
   }
 }
 
-TEST_F(TransferItemTest, AcceptsCompressionOnlyOfTexts) {
-  // "a text", compressed by gzip.
+TEST_F(TransferItemTest, AcceptsCompressionOnlyForTexts) {
+  // "a text" compressed with gzip.
   const std::string packed =
       unescaped("%1f%8b%08%00%00%00%00%00%02%ff%4b%54%28%49%ad%28%01%00%83%2a%64%a9%06%00%00%00")
           .value();
@@ -110,7 +110,7 @@ TEST_F(TransferItemTest, AcceptsCompressionOnlyOfTexts) {
   EXPECT_FALSE(contains(server.requests().back(), "Accept-Encoding"));
 }
 
-TEST_F(TransferItemTest, SendsFieldsAndCookiesOnlyToTheirServer) {
+TEST_F(TransferItemTest, SendsHeadersAndCookiesOnlyToTheirServer) {
   ScriptedServer other;
   server.script("/a",
                 {{"HTTP/1.1 302 Found\r\nSet-Cookie: given=2\r\nContent-Length: 0\r\nLocation: " +
@@ -140,7 +140,7 @@ TEST_F(TransferItemTest, SendsFieldsAndCookiesOnlyToTheirServer) {
   EXPECT_FALSE(contains(other.requests().at(0), "X-Token"));
 }
 
-TEST_F(TransferItemTest, KeepsBodiesOnDiskIfTheItemAllowsIt) {
+TEST_F(TransferItemTest, UsesTheDiskCacheIfTheItemAllowsIt) {
   const testing_support::TemporaryFolder temporary;
   service = TransferService::make(temporary.path());
   const std::string lasting = "Cache-Control: max-age=600\r\nContent-Type: video/mp4\r\n";
@@ -165,28 +165,28 @@ TEST_F(TransferItemTest, KeepsBodiesOnDiskIfTheItemAllowsIt) {
   EXPECT_EQ(fetch(*service->open(setup), setup.url).body, "another");
 }
 
-TEST_F(TransferItemTest, AsksTheSenderForItsOwnSchemes) {
+TEST_F(TransferItemTest, RequestsCustomSchemesFromTheSender) {
   server.script("/there", {{sized("fetched")}});
   server.script("/back",
                 {{"HTTP/1.1 302 Found\r\nContent-Length: 0\r\nLocation: x-demo:data\r\n\r\n"}});
-  ContentAnswer elsewhere;
+  ContentResponse elsewhere;
   elsewhere.redirectURL = server.url("/there");
-  ContentAnswer again;
+  ContentResponse again;
   again.redirectURL = "x-demo:loop";
-  ContentAnswer file;
+  ContentResponse file;
   file.redirectURL = "file:///etc/passwd";
-  ContentAnswer refused;
+  ContentResponse refused;
   refused.statusCode = 403;
-  ContentAnswer odd = dataAnswer("served");
+  ContentResponse odd = dataAnswer("served");
   odd.statusCode = 404;
-  ContentAnswer part = dataAnswer("345");
+  ContentResponse part = dataAnswer("345");
   part.statusCode = 206;
-  ContentAnswer failed;
+  ContentResponse failed;
   failed.error = platform::Error{"demo", 7, {}, {}, {}};
   const struct {
     std::string url;
     std::optional<ByteSpan> span;
-    ContentAnswer answer;
+    ContentResponse answer;
     std::string body;
     std::optional<std::int64_t> error;
   } cases[] = {
@@ -207,9 +207,10 @@ TEST_F(TransferItemTest, AsksTheSenderForItsOwnSchemes) {
     ItemSetup setup;
     setup.url = one.url;
     int questions = 0;
-    setup.ask = [&](ContentQuestion question, const std::function<void(ContentAnswer)>& reply) {
+    setup.requestContent = [&](ContentRequest question,
+                               const std::function<void(ContentResponse)>& reply) {
       ++questions;
-      EXPECT_EQ(question.kind, ContentQuestion::Kind::Resource);
+      EXPECT_EQ(question.kind, ContentRequest::Kind::Resource);
       if (one.span) {
         EXPECT_TRUE(question.headers.back().second.starts_with("bytes="));
       }
@@ -224,19 +225,19 @@ TEST_F(TransferItemTest, AsksTheSenderForItsOwnSchemes) {
   }
 }
 
-TEST_F(TransferItemTest, BringsKeysOfAllForms) {
+TEST_F(TransferItemTest, ReadsKeysOfAllFormats) {
   const std::string key = "0123456789abcdef";
-  const std::string licence = R"({"keys":[{"kty":"oct","k":"MDEyMzQ1Njc4OWFiY2RlZg"}]})";
+  const std::string license = R"({"keys":[{"kty":"oct","k":"MDEyMzQ1Njc4OWFiY2RlZg"}]})";
   server.script("/raw", {{sized(key)}});
-  server.script("/licence", {{sized(licence)}});
+  server.script("/license", {{sized(license)}});
   server.script("/short", {{sized("0123456789abcde")}});
   server.script("/long", {{sized(std::string(100'000, 'k'))}});
   ItemSetup setup;
   setup.url = server.url("/a.m3u8");
-  setup.ask = [&](const ContentQuestion& question,
-                  const std::function<void(ContentAnswer)>& reply) {
-    EXPECT_EQ(question.kind, ContentQuestion::Kind::Key);
-    reply(dataAnswer(licence));
+  setup.requestContent = [&](const ContentRequest& question,
+                             const std::function<void(ContentResponse)>& reply) {
+    EXPECT_EQ(question.kind, ContentRequest::Kind::Key);
+    reply(dataAnswer(license));
   };
   const auto item = service->open(setup);
   const auto wrong = static_cast<std::int64_t>(platform::MediaErrorCode::ContentNotAuthorized);
@@ -246,8 +247,8 @@ TEST_F(TransferItemTest, BringsKeysOfAllForms) {
     std::optional<std::int64_t> error;
     std::string raw;
   } cases[] = {{server.url("/raw"), key, {}, key},
-               {server.url("/licence"), key, {}, licence},
-               {"x-key:1", key, {}, licence},
+               {server.url("/license"), key, {}, license},
+               {"x-key:1", key, {}, license},
                {"data:;base64,MDEyMzQ1Njc4OWFiY2RlZg==", key, {}, key},
                {server.url("/short"), "", wrong, "0123456789abcde"},
                {server.url("/long"), "", wrong, std::string(100'000, 'k')}};
@@ -256,21 +257,21 @@ TEST_F(TransferItemTest, BringsKeysOfAllForms) {
     const Outcome outcome = fetch(*item, {one.url, TransferKind::Key, {}, false});
     EXPECT_EQ(outcome.body, one.key);
     EXPECT_EQ(outcome.code(), one.error);
-    std::promise<ContentAnswer> answer;
-    item->askForKey(one.url, [&](ContentAnswer given) { answer.set_value(std::move(given)); });
-    const ContentAnswer given = answer.get_future().get();
+    std::promise<ContentResponse> answer;
+    item->requestKey(one.url, [&](ContentResponse given) { answer.set_value(std::move(given)); });
+    const ContentResponse given = answer.get_future().get();
     ASSERT_TRUE(given.data);
     EXPECT_TRUE(*given.data == *sharedBytes(one.raw));
   }
 }
 
-TEST_F(TransferItemTest, TakesNoMoreThanTheObserverHasRoomFor) {
+TEST_F(TransferItemTest, StopsReadingWhilePaused) {
   const std::string piece(1 << 20, 'x');
-  server.script("/a", {{"HTTP/1.1 200 OK\r\n\r\n" + piece, Answer::Then::Close, 64}});
+  server.script("/a", {{"HTTP/1.1 200 OK\r\n\r\n" + piece, Response::Then::Close, 64}});
   const auto item = open("/a");
   const auto transfer = ObservedTransfer::start(
       *item, {server.url("/a"), TransferKind::Media, {}, false}, BodyFlow::Pause);
-  EXPECT_LT(server.sentWhenStuck(), 16U << 20);
+  EXPECT_LT(server.bytesSentWhenBlocked(), 16U << 20);
   EXPECT_FALSE(item->isBusy());
   transfer->cancel(*item);
 }
@@ -286,9 +287,9 @@ TEST_F(TransferItemTest, ResumesWhereItWasPaused) {
   EXPECT_EQ(transfer->wait().body.size(), body.size());
 }
 
-TEST_F(TransferItemTest, EndsWithTheItem) {
-  server.script(
-      "/a", {{"HTTP/1.1 200 OK\r\nContent-Length: 99\r\n\r\nThe beginning, ", Answer::Then::Hang}});
+TEST_F(TransferItemTest, IsCancelledWithTheItem) {
+  server.script("/a", {{"HTTP/1.1 200 OK\r\nContent-Length: 99\r\n\r\nThe beginning, ",
+                        Response::Then::Hang}});
   const auto transfer = [&](TransferItem& item) {
     auto started =
         ObservedTransfer::start(item, {server.url("/a"), TransferKind::Media, {}, false});
@@ -298,7 +299,7 @@ TEST_F(TransferItemTest, EndsWithTheItem) {
   auto item = open("/a");
   const auto first = transfer(*item);
   item->close();
-  server.sentWhenStuck();
+  server.bytesSentWhenBlocked();
   bool wasCalled = false;
   item->post([&] { wasCalled = true; });
 
@@ -310,7 +311,7 @@ TEST_F(TransferItemTest, EndsWithTheItem) {
   EXPECT_EQ(second->statistics().stallCount, 0U);
 }
 
-TEST_F(TransferItemTest, CallsAtATimeUnlessItIsCancelled) {
+TEST_F(TransferItemTest, CallsTimersUnlessTheyAreCancelled) {
   const auto item = open("/a");
   std::promise<std::string> done;
   std::string order;

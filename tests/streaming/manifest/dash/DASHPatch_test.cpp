@@ -13,7 +13,7 @@ const std::string kPatchedManifest = mpd(
     "id='m' publishTime='A' type='dynamic' minimumUpdatePeriod='PT2S' "
     "availabilityStartTime='1970-01-01T00:00:00Z'");
 
-/// Null when it is refused. Patches come from somewhere else than the manifest.
+/// Null: the patch is rejected. Patches have another URL than the manifest.
 std::shared_ptr<const Presentation> patched(const std::shared_ptr<const Presentation>& previous,
                                             const std::string& operations,
                                             const std::string& original = "A") {
@@ -26,7 +26,7 @@ std::shared_ptr<const Presentation> patched(const std::shared_ptr<const Presenta
   return presentation ? *presentation : nullptr;
 }
 
-TEST(DASHPatch, Operations) {
+TEST(DASHPatch, AppliesOperations) {
   const std::string set = "/MPD/Period[@id='1']/AdaptationSet[@id=\"7\"]";
   const std::string runs = set + "/SegmentTemplate/SegmentTimeline";
   const auto add = [](const std::string& selector, const std::string& more,
@@ -40,7 +40,7 @@ TEST(DASHPatch, Operations) {
   };
   const struct {
     std::string operations;
-    std::string expected;  ///< the segments; empty: refused
+    std::string expected;  ///< the segments; empty: the patch is rejected
   } cases[] = {
       {"", "0+2 b/0\n2+3 b/2\n"},
       {add(quoted(runs), "", "<S d='4'/><S d='5'/>"), "0+2 b/0\n2+3 b/2\n5+4 b/5\n9+5 b/9\n"},
@@ -84,7 +84,7 @@ TEST(DASHPatch, Operations) {
   }
 }
 
-TEST(DASHPatch, FollowsOnTheVersionThatItIsMadeFor) {
+TEST(DASHPatch, AppliesOnlyToTheVersionItWasMadeFor) {
   const auto first = presentationOf(kPatchedManifest);
   EXPECT_EQ(patched(nullptr, ""), nullptr);
   EXPECT_EQ(patched(first, "", "B"), nullptr);

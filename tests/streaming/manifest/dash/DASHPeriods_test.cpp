@@ -22,24 +22,24 @@ const std::string kLivePeriods =
     "type=\"dynamic\" availabilityStartTime=\"1970-01-01T00:00:00Z\" "
     "minimumUpdatePeriod=\"PT2S\"";
 
-TEST(DASHPeriods, WhereTheyBegin) {
+TEST(DASHPeriods, ComputesStartAndDuration) {
   const std::string fixed = "type=\"static\"";
   const struct {
     std::string attributes;
     std::string periods;
-    std::string expected;  ///< "ID START+DURATION" of each
+    std::string expected;  ///< "ID START+DURATION" of each period
   } cases[] = {
       {fixed, periodWith("id='a' duration='PT4S'") + periodWith("id='b' duration='PT6S'"),
        "a 0+4, b 4+6"},
       {fixed + " mediaPresentationDuration='PT20S'",
        periodWith("id='a'") + periodWith("id='b' start='PT5S'"), "a 0+5, b 5+15"},
-      // The next one begins before this one is over.
+      // Overlapping periods.
       {fixed,
        periodWith("id='a' duration='PT9S'") + periodWith("id='b' start='PT5S' duration='PT1S'"),
        "a 0+5, b 5+1"},
       {fixed + " mediaPresentationDuration='PT9S'",
        periodWith("duration='PT0S'") + periodWith("id='b'"), "b 0+9"},
-      // What is elsewhere leaves its time, what is nothing leaves none.
+      // Remote periods keep their duration. Periods that resolve to zero have none.
       {fixed,
        periodWith("xlink:href='http://x/' duration='PT3S'", "") +
            periodWith("xlink:href='urn:mpeg:dash:resolve-to-zero:2013' duration='PT5S'") +
@@ -51,7 +51,7 @@ TEST(DASHPeriods, WhereTheyBegin) {
                       "<EssentialProperty schemeIdUri='urn:unknown'/>" + kPeriodSet) +
            periodWith("id='c' duration='PT1S'"),
        "a 0+1, c 2+1"},
-      // Nobody knows yet when the second one begins.
+      // The start of the second period is not known.
       {kLivePeriods, periodWith("id='a' start='PT3S'") + periodWith("id='b'"), "a 3+?"},
       {kLivePeriods, periodWith("id='a' start='PT3S'") + periodWith("id='a' start='PT9S'"),
        "a 3+6, a@9000 9+?"},
@@ -61,19 +61,19 @@ TEST(DASHPeriods, WhereTheyBegin) {
   for (const auto& each : cases) {
     const auto presentation = presentationOf(mpd(each.periods, each.attributes));
     ASSERT_NE(presentation, nullptr) << each.periods;
-    std::string told;
+    std::string actual;
     for (const Period& period : presentation->periods) {
       char text[64];
       std::snprintf(text, sizeof text, " %g+", period.start);
-      told += (told.empty() ? "" : ", ") + period.id + text;
+      actual += (actual.empty() ? "" : ", ") + period.id + text;
       std::snprintf(text, sizeof text, "%g", period.duration.value_or(0));
-      told += period.duration ? text : "?";
+      actual += period.duration ? text : "?";
     }
-    EXPECT_EQ(told, each.expected) << each.periods;
+    EXPECT_EQ(actual, each.expected) << each.periods;
   }
 }
 
-TEST(DASHPeriods, KeepTheirNamesWhenOthersHaveGone) {
+TEST(DASHPeriods, KeepIDsWhenEarlierPeriodsAreRemoved) {
   const std::string first = periodWith("id='a' start='PT0S'");
   const std::string second = periodWith("start='PT8S'");
   const auto before = presentationOf(mpd(first + second, kLivePeriods));
@@ -86,7 +86,7 @@ TEST(DASHPeriods, KeepTheirNamesWhenOthersHaveGone) {
   EXPECT_EQ(firstOf(*later).segments->after(*segment)->start, 12);
 }
 
-TEST(DASHPeriods, SegmentsGoOnInALaterVersion) {
+TEST(DASHPeriods, SegmentsContinueInAnUpdate) {
   const auto timeline = [](const std::string& runs, int number) {
     return presentationOf(
         mpd(periodWith("start='PT0S'",
@@ -103,14 +103,14 @@ TEST(DASHPeriods, SegmentsGoOnInALaterVersion) {
   EXPECT_EQ(last->number, 7u);
   EXPECT_FALSE(last->availableFrom);
   EXPECT_FALSE(old->after(*last));
-  // The oldest has gone, and numbers are counted anew.
+  // The oldest segment was removed, and the numbering was restarted.
   const auto next = firstOf(*timeline("<S t='120' d='20' r='2'/>", 1)).segments->after(*last);
   ASSERT_TRUE(next);
   EXPECT_EQ(next->start, 16);
   EXPECT_EQ(next->number, 3u);
 }
 
-TEST(DASHPeriods, RunsThatOverlapOrLeaveGaps) {
+TEST(DASHPeriods, AcceptsOverlapsAndGapsInATimeline) {
   const struct {
     std::string runs;
     std::string expected;
@@ -130,11 +130,11 @@ TEST(DASHPeriods, RunsThatOverlapOrLeaveGaps) {
   }
 }
 
-TEST(DASHPeriods, WhenSegmentsAreThere) {
+TEST(DASHPeriods, ComputesSegmentAvailability) {
   const struct {
     std::string base;
     std::string attribute;
-    double expected;  ///< of the segment from 10 to 12
+    double expected;  ///< availability of the segment from 10 to 12
   } cases[] = {
       {"", "", 12},
       {"", "availabilityTimeOffset='1.5'", 10.5},
@@ -153,7 +153,7 @@ TEST(DASHPeriods, WhenSegmentsAreThere) {
       EXPECT_EQ(segments.last(platform::Date{each.expected + 0.1})->start, 10) << each.attribute;
     }
   }
-  // A run without an end is computed too.
+  // An open-ended run.
   const auto open = presentationOf(
       mpd(video("<SegmentTemplate media=\"$Time$\"><SegmentTimeline><S d='2' r='-1'/>"
                 "</SegmentTimeline></SegmentTemplate>"),
@@ -162,7 +162,7 @@ TEST(DASHPeriods, WhenSegmentsAreThere) {
   EXPECT_EQ(firstOf(*open).segments->last(platform::Date{13})->start, 10);
 }
 
-TEST(DASHPeriods, TheQueryOfTheManifestIsPassedOn) {
+TEST(DASHPeriods, SegmentsInheritTheQueryOfTheManifest) {
   ManifestOrigin origin = kManifestOrigin;
   origin.inheritsQuery = true;
   const auto result =

@@ -31,7 +31,7 @@ inline std::string video(const std::string& content, const std::string& represen
          "</Representation></AdaptationSet></Period>";
 }
 
-/// Within the folder of the manifest.
+/// The URL relative to the folder of the manifest.
 inline std::string nameOf(const std::string& url) {
   constexpr std::string_view kFolder = "http://host/dir/";
   return url.starts_with(kFolder) ? url.substr(kFolder.size()) : url;
@@ -39,17 +39,17 @@ inline std::string nameOf(const std::string& url) {
 
 /// "START+DURATION NAME[@OFFSET]" of each segment.
 inline std::string segmentTextOf(const SegmentIndex& index, platform::Date now = {}) {
-  std::string told;
+  std::string actual;
   auto next = index.first(now);
   for (int count = 0; next && count < 12; ++count) {
     char times[64];
     std::snprintf(times, sizeof times, "%g+%g ", next->start, next->duration);
-    told += times + (next->resource.urls.empty() ? "none" : nameOf(next->resource.urls[0]));
-    if (next->resource.span) told += '@' + std::to_string(next->resource.span->offset);
-    told += '\n';
+    actual += times + (next->resource.urls.empty() ? "none" : nameOf(next->resource.urls[0]));
+    if (next->resource.span) actual += '@' + std::to_string(next->resource.span->offset);
+    actual += '\n';
     next = index.after(*next);
   }
-  return told;
+  return actual;
 }
 
 }  // namespace streaming

@@ -9,7 +9,7 @@
 namespace streaming {
 namespace {
 
-TEST(DASH, SegmentsOfEveryForm) {
+TEST(DASH, ReadsSegmentsOfAllAddressingSchemes) {
   const struct {
     std::string content;
     std::string representation;
@@ -47,7 +47,7 @@ TEST(DASH, SegmentsOfEveryForm) {
   }
 }
 
-TEST(DASH, BaseURLsAndPeriods) {
+TEST(DASH, ReadsBaseURLsAndPeriods) {
   const auto presentation =
       presentationOf(mpd("<BaseURL>http://cdn/a/</BaseURL><BaseURL>http://other/a/</BaseURL>"
                          "<Period duration=\"PT4S\"><BaseURL>p1/</BaseURL><AdaptationSet "
@@ -71,7 +71,7 @@ TEST(DASH, BaseURLsAndPeriods) {
   EXPECT_NE(second.segments->first({})->discontinuity, first->discontinuity);
 }
 
-TEST(DASH, ALivePresentationSlides) {
+TEST(DASH, MovesTheLiveWindow) {
   const auto presentation = presentationOf(
       mpd("<UTCTiming schemeIdUri=\"urn:mpeg:dash:utc:http-iso:2014\" value=\"/time\"/>" +
               video("<SegmentTemplate media=\"$Number$\" duration=\"2\"/>"),
@@ -90,7 +90,7 @@ TEST(DASH, ALivePresentationSlides) {
   EXPECT_FALSE(index.isComplete());
 }
 
-TEST(DASH, TracksWithWhatIsSaidOfThem) {
+TEST(DASH, ReadsTrackAttributes) {
   const std::string url = "<SegmentTemplate media=\"$Number$\" duration=\"2\"/>";
   const auto presentation = presentationOf(mpd(
       "<Period><AdaptationSet contentType=\"video\" codecs=\"avc1.4d,mp4a.40\">" + url +
@@ -124,26 +124,27 @@ TEST(DASH, TracksWithWhatIsSaidOfThem) {
       "</AdaptationSet><AdaptationSet mimeType=\"application/mp4\" codecs=\"stpp\" lang=\"de\">" +
       url + "<Representation id=\"s\"/></AdaptationSet></Period>"));
   ASSERT_NE(presentation, nullptr);
-  std::string told;
+  std::string actual;
   for (const Track& track : presentation->periods[0].tracks) {
-    told += track.id + (track.isDefault ? "!" : "") + (track.isForced ? "F" : "") + ":";
+    actual += track.id + (track.isDefault ? "!" : "") + (track.isForced ? "F" : "") + ":";
     for (const auto& each : track.representations)
-      told += ' ' + each->id + (each->isKeyFramesOnly ? "*" : "") + (each->carriesSound ? "+" : "");
-    told += '\n';
+      actual +=
+          ' ' + each->id + (each->isKeyFramesOnly ? "*" : "") + (each->includesAudio ? "+" : "");
+    actual += '\n';
   }
-  EXPECT_EQ(told,
+  EXPECT_EQ(actual,
             "CC1:\nCC3:\nvideo: @0/set-0/lo+ @0/set-0/hi+ @0/set-1/frames*\n"
             "audio:fr:Son!: @0/set-5/a\ntext:deF: @0/set-6/t\ntext:de#2: @0/set-7/s\n");
   const auto& tracks = presentation->periods[0].tracks;
   EXPECT_NEAR(tracks[2].representations[1]->frameRate, 29.97, 0.01);
   EXPECT_EQ(tracks[3].representations[0]->protections.at(0).keyIDs.at(0),
             "0123456789abcdef0123456789abcdef");
-  EXPECT_EQ(tracks[4].representations[0]->textForm, TextForm::WebVTT);
+  EXPECT_EQ(tracks[4].representations[0]->textFormat, TextFormat::WebVTT);
   EXPECT_TRUE(tracks[4].representations[0]->indexedFile);
-  EXPECT_EQ(tracks[5].representations[0]->textForm, TextForm::MP4);
+  EXPECT_EQ(tracks[5].representations[0]->textFormat, TextFormat::MP4);
 }
 
-TEST(DASH, EventsOfAPeriod) {
+TEST(DASH, ReadsEventsOfAPeriod) {
   const auto presentation = presentationOf(mpd(
       "<Period start=\"PT5S\"><EventStream schemeIdUri=\"urn:e\" value=\"1\" timescale=\"10\" "
       "presentationTimeOffset=\"100\"><Event presentationTime=\"120\" duration=\"5\" id=\"7\">"
@@ -158,7 +159,7 @@ TEST(DASH, EventsOfAPeriod) {
   EXPECT_EQ(presentation->events[1].item.value.asData()->size(), 2u);
 }
 
-TEST(DASH, NumbersThatMakeNoSenseAreRefusedOrPassedOver) {
+TEST(DASH, RejectsOrIgnoresInvalidNumbers) {
   for (const char* number : {"0", "1e-12", "nan", "-5", "4294967296", "18446744073709551615", ""}) {
     const std::string text = number;
     for (const std::string& content :
@@ -182,7 +183,7 @@ TEST(DASH, NumbersThatMakeNoSenseAreRefusedOrPassedOver) {
   }
 }
 
-TEST(DASH, RefusesWhatIsNoManifest) {
+TEST(DASH, RejectsOtherDocuments) {
   std::string deep = "<MPD>";
   for (int level = 0; level < 100; ++level) deep += "<a>";
   for (const std::string& text :
@@ -190,11 +191,11 @@ TEST(DASH, RefusesWhatIsNoManifest) {
         mpd("<Period><AdaptationSet/></Period>"), std::string("<SmoothStreamingMedia/>"), deep,
         "<!DOCTYPE MPD [<!ENTITY a \"" + std::string(1000, 'x') + "\">]>" +
             mpd("<Period>&a;</Period>"),
-        "<MPD>" + std::string(100000, '&'), std::string(kMostManifestBytes + 1, ' ')})
+        "<MPD>" + std::string(100000, '&'), std::string(kMaxManifestBytes + 1, ' ')})
     EXPECT_EQ(presentationOf(text), nullptr) << text.substr(0, 60);
 }
 
-TEST(DASH, AnyChangeToAManifestIsReadOrRefused) {
+TEST(DASH, SurvivesRandomChangesOfAManifest) {
   const std::string good = mpd(
       "<BaseURL>b/</BaseURL><Period id=\"1\" start=\"PT0S\"><AdaptationSet mimeType=\"video/mp4\">"
       "<SegmentTemplate media=\"$Number%05d$\" timescale=\"90\"><SegmentTimeline><S t=\"0\" "

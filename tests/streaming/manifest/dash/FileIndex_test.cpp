@@ -15,7 +15,7 @@ std::string bigEndian(std::uint64_t value, int size) {
   return bytes;
 }
 
-TEST(FileIndex, IsReadWhereverItLies) {
+TEST(FileIndex, ReadsAnIndexAtAnyPosition) {
   const std::string sidx = bigEndian(56, 4) + "sidx" + bigEndian(0, 4) + bigEndian(1, 4) +
                            bigEndian(10, 4) + bigEndian(50, 4) + bigEndian(4, 4) + bigEndian(0, 2) +
                            bigEndian(2, 2) + bigEndian(100, 4) + bigEndian(20, 4) +
@@ -49,8 +49,8 @@ std::string sidxOf(const std::vector<std::pair<std::uint32_t, std::uint32_t>>& r
   return bigEndian(content.size() + 8, 4) + "sidx" + content;
 }
 
-/// Segments, "more OFFSET+LENGTH", or "error".
-std::string indexTold(const IndexedFile& file, std::uint64_t offset, std::string_view head) {
+/// The segments, "more OFFSET+LENGTH", or "error".
+std::string describeIndex(const IndexedFile& file, std::uint64_t offset, std::string_view head) {
   const auto result = readFileIndex(file, offset, head);
   if (const auto* more = std::get_if<ByteSpan>(&result))
     return "more " + std::to_string(more->offset) + "+" + std::to_string(more->length.value_or(0));
@@ -67,27 +67,27 @@ IndexedFile plainFile() {
 
 constexpr std::uint32_t kOfIndex = 0x80000000;
 
-TEST(FileIndex, IndexesOfIndexes) {
-  // Side by side: the media follow on both.
+TEST(FileIndex, ReadsNestedIndexes) {
+  // Adjacent nested indexes, followed by the media.
   const std::string second = sidxOf({{100, 20}, {200, 30}}, 0, 64);
   const std::string third = sidxOf({{50, 40}}, 50, 300);
   const auto size = [](const std::string& box) { return static_cast<std::uint32_t>(box.size()); };
   const std::string beside =
       sidxOf({{kOfIndex | size(second), 50}, {kOfIndex | size(third), 40}}, 0) + second + third;
   const std::size_t endOfSecond = 1000 + beside.size() - third.size();
-  EXPECT_EQ(indexTold(plainFile(), 1000, beside),
+  EXPECT_EQ(describeIndex(plainFile(), 1000, beside),
             "0+2 f@" + std::to_string(endOfSecond + 64) + "\n2+3 f@" +
                 std::to_string(endOfSecond + 164) + "\n5+4 f@" +
                 std::to_string(1000 + beside.size() + 300) + "\n");
-  EXPECT_EQ(indexTold(plainFile(), 1000, beside.substr(0, beside.size() - 10)),
+  EXPECT_EQ(describeIndex(plainFile(), 1000, beside.substr(0, beside.size() - 10)),
             "more 1000+" + std::to_string(beside.size()));
-  // Among the media: a part that is not near is one segment.
+  // Nested indexes spread over the media become one segment each.
   const std::string top = sidxOf({{kOfIndex | 10'000'000, 50}, {kOfIndex | 500, 40}}, 0);
-  EXPECT_EQ(indexTold(plainFile(), 0, top), "0+5 f@64\n5+4 f@10000064\n");
-  // One that refers to itself again and again comes to an end.
+  EXPECT_EQ(describeIndex(plainFile(), 0, top), "0+5 f@64\n5+4 f@10000064\n");
+  // Self-references end at the depth limit.
   std::string deep;
   for (int level = 0; level < 20; ++level) deep += sidxOf({{kOfIndex, 1}, {kOfIndex, 1}}, 0);
-  EXPECT_NE(indexTold(plainFile(), 0, deep), "error");
+  EXPECT_NE(describeIndex(plainFile(), 0, deep), "error");
 }
 
 std::string ebml(std::uint64_t id, const std::string& content) {
@@ -101,12 +101,12 @@ std::string cuePoint(std::uint64_t time, std::uint64_t position) {
                         ebml(0xB7, ebml(0xF7, "\1") + ebml(0xF1, bigEndian(position, 4))));
 }
 
-TEST(FileIndex, CuesOfWebM) {
+TEST(FileIndex, ReadsCuesOfWebM) {
   const std::string header = ebml(0x1A45DFA3, "webm");
   const std::string info =
       ebml(0x1549A966, ebml(0x2AD7B1, bigEndian(1'000'000, 3)) +
                            ebml(0x4489, bigEndian(std::bit_cast<std::uint32_t>(9000.0F), 4)));
-  // The later one of the same cluster tells nothing new.
+  // The second cue of the same cluster is ignored.
   const std::string cues =
       ebml(0x1C53BB6B, cuePoint(0, 1000) + cuePoint(4000, 3000) + cuePoint(4500, 3000));
   const std::string open = bigEndian(0x18538067, 4) + bigEndian(0x01ffffffffffffff, 8);
@@ -114,14 +114,14 @@ TEST(FileIndex, CuesOfWebM) {
   const auto at = [&](std::uint64_t position) { return std::to_string(start.size() + position); };
   const std::string expected = "0+4 f@" + at(1000) + "\n4+5 f@" + at(3000) + "\n";
   const std::string front = start + info + cues;
-  EXPECT_EQ(indexTold(plainFile(), 0, front), expected);
-  // The bytes of the index alone do not tell where the segment begins.
-  EXPECT_EQ(indexTold(plainFile(), start.size() + info.size(), cues),
+  EXPECT_EQ(describeIndex(plainFile(), 0, front), expected);
+  // The Cues do not contain the start of the Segment element.
+  EXPECT_EQ(describeIndex(plainFile(), start.size() + info.size(), cues),
             "more 0+" + std::to_string(front.size()));
-  EXPECT_EQ(indexTold(plainFile(), 5'000'000, cues), "0+100 f\n");
-  EXPECT_EQ(indexTold(plainFile(), 0, front.substr(0, front.size() - 5)),
+  EXPECT_EQ(describeIndex(plainFile(), 5'000'000, cues), "0+100 f\n");
+  EXPECT_EQ(describeIndex(plainFile(), 0, front.substr(0, front.size() - 5)),
             "more 0+" + std::to_string(front.size()));
-  // Behind the media, where the beginning tells.
+  // Cues after the media, located by the SeekHead.
   const auto seekHead = [](std::uint64_t position) {
     return ebml(0x114D9B74, ebml(0x4DBB, ebml(0x53AB, bigEndian(0x1C53BB6B, 4)) +
                                              ebml(0x53AC, bigEndian(position, 4))));
@@ -129,18 +129,18 @@ TEST(FileIndex, CuesOfWebM) {
   const std::string cluster = ebml(0x1F43B675, std::string(500, 'm'));
   const std::string before = start + seekHead(0) + info + cluster;
   const std::string behind = start + seekHead(before.size() - start.size()) + info + cluster + cues;
-  EXPECT_EQ(indexTold(plainFile(), 0, behind), expected);
-  EXPECT_EQ(indexTold(plainFile(), 0, behind.substr(0, before.size() - 100)),
+  EXPECT_EQ(describeIndex(plainFile(), 0, behind), expected);
+  EXPECT_EQ(describeIndex(plainFile(), 0, behind.substr(0, before.size() - 100)),
             "more 0+" + std::to_string(before.size() + 65536));
-  // The time line of the period.
+  // Presentation time offset and period boundaries.
   IndexedFile file = plainFile();
   file.timeOffset = 10;
   file.periodStart = 14;
   file.periodEnd = 30;
-  EXPECT_EQ(indexTold(file, 0, front), "14+5 f@" + at(3000) + "\n");
+  EXPECT_EQ(describeIndex(file, 0, front), "14+5 f@" + at(3000) + "\n");
 }
 
-TEST(FileIndex, AnyBytesAreReadOrPassedOver) {
+TEST(FileIndex, SurvivesRandomBytes) {
   const std::string seeds[] = {
       sidxOf({{kOfIndex | 64, 50}, {100, 40}}, 0) + sidxOf({{100, 20}}, 0),
       ebml(0x1A45DFA3, "webm") +

@@ -17,7 +17,7 @@ std::string dateTag(int seconds) {
 }
 
 /// "NUMBER@START/DISCONTINUITY" of each segment; parts as "NUMBER.PART".
-std::string placesOf(const MediaPlaylist& playlist) {
+std::string describeSegments(const MediaPlaylist& playlist) {
   std::string text;
   for (const Segment& each : segmentsOf(playlist)) {
     text += std::to_string(each.number);
@@ -28,7 +28,7 @@ std::string placesOf(const MediaPlaylist& playlist) {
   return text;
 }
 
-TEST(HLSLive, ContinuesOverReloads) {
+TEST(HLSLive, ContinuesTheTimeLineAfterAReload) {
   PlaylistContext plain;
   plain.previous = playlistOf(livePlaylist(10, 3));
   EXPECT_TRUE(plain.previous->isLive);
@@ -39,89 +39,90 @@ TEST(HLSLive, ContinuesOverReloads) {
   EXPECT_FALSE(plain.previous->segments->after(last));
   const std::string counted = "#EXT-X-DISCONTINUITY-SEQUENCE:0\n";
   const struct {
-    const char* what;
+    const char* name;
     const PlaylistContext& context;
     std::string text;
     std::string places;
-    std::optional<std::uint64_t> next;  // behind the last one of the first version
+    std::optional<std::uint64_t> next;  // after the last segment of the first version
   } cases[] = {
       {"unchanged", plain, livePlaylist(10, 3), "10@0/0 11@4/0 12@8/0 ", {}},
       {"slides", plain, livePlaylist(11, 3), "11@4/0 12@8/0 13@12/0 ", 13},
       {"grows", plain, livePlaylist(10, 4), "10@0/0 11@4/0 12@8/0 13@12/0 ", 13},
       {"shrinks", plain, livePlaylist(12, 1), "12@8/0 ", {}},
-      {"two were missed", plain, livePlaylist(15, 2), "15@20/1 16@24/1 ", 15},
-      {"no discontinuity among them", plain, livePlaylist(15, 1, counted), "15@20/0 ", 15},
-      {"missed, by its date", dated, livePlaylist(70, 1, dateTag(100)), "70@100/1 ", 70},
+      {"two segments missed", plain, livePlaylist(15, 2), "15@20/1 16@24/1 ", 15},
+      {"missed without a discontinuity", plain, livePlaylist(15, 1, counted), "15@20/0 ", 15},
+      {"missed, aligned by date", dated, livePlaylist(70, 1, dateTag(100)), "70@100/1 ", 70},
       {"outdated", plain, livePlaylist(9, 2), "9@-4/0 10@0/0 ", {}},
-      {"numbered anew", plain, livePlaylist(1, 2), "1@12/1 2@16/1 ", 1},
-      {"the same, counted", plain, livePlaylist(1, 1, counted), "1@12/1 ", 1},
-      {"anew within the numbers", plain, livePlaylist(9, 2, {}, "x"), "9@12/1 10@16/1 ", 9},
-      {"anew, by its date", dated, livePlaylist(10, 1, dateTag(3600)), "10@3600/1 ", 10},
-      {"numbered by a clock", plain, livePlaylist(1'700'000'000, 1), "1700000000@12/1 ",
+      {"renumbered", plain, livePlaylist(1, 2), "1@12/1 2@16/1 ", 1},
+      {"renumbered with discontinuity sequence", plain, livePlaylist(1, 1, counted), "1@12/1 ", 1},
+      {"renumbered with overlapping numbers", plain, livePlaylist(9, 2, {}, "x"), "9@12/1 10@16/1 ",
+       9},
+      {"renumbered, aligned by date", dated, livePlaylist(10, 1, dateTag(3600)), "10@3600/1 ", 10},
+      {"numbered by time", plain, livePlaylist(1'700'000'000, 1), "1700000000@12/1 ",
        1'700'000'000},
       {"ends", plain, livePlaylist(12, 2) + "#EXT-X-ENDLIST\n", "12@8/0 13@12/0 ", 13},
-      {"has nothing more", plain, livePlaylist(13, 0), "", {}},
+      {"becomes empty", plain, livePlaylist(13, 0), "", {}},
   };
   for (const auto& each : cases) {
-    SCOPED_TRACE(each.what);
+    SCOPED_TRACE(each.name);
     const auto playlist = playlistOf(each.text, each.context);
     ASSERT_NE(playlist, nullptr);
-    EXPECT_EQ(placesOf(*playlist), each.places);
+    EXPECT_EQ(describeSegments(*playlist), each.places);
     const auto next = playlist->segments->after(last);
     EXPECT_EQ(next ? std::optional(next->number) : std::nullopt, each.next);
   }
 }
 
-TEST(HLSLive, IsLaidBesideAnotherPlaylist) {
+TEST(HLSLive, AlignsToASiblingPlaylist) {
   PlaylistContext dated;
-  dated.beside = playlistOf(livePlaylist(7, 5, dateTag(1000)));
+  dated.sibling = playlistOf(livePlaylist(7, 5, dateTag(1000)));
   PlaylistContext counted;
-  counted.beside = playlistOf(livePlaylist(7, 2, "#EXT-X-DISCONTINUITY-SEQUENCE:3\n") +
-                              "#EXT-X-DISCONTINUITY\n#EXTINF:4,\n9.ts\n");
+  counted.sibling = playlistOf(livePlaylist(7, 2, "#EXT-X-DISCONTINUITY-SEQUENCE:3\n") +
+                               "#EXT-X-DISCONTINUITY\n#EXTINF:4,\n9.ts\n");
   PlaylistContext ended;
-  ended.beside = playlistOf(livePlaylist(0, 3) + "#EXT-X-ENDLIST\n");
+  ended.sibling = playlistOf(livePlaylist(0, 3) + "#EXT-X-ENDLIST\n");
   const struct {
-    const char* what;
+    const char* name;
     const PlaylistContext& context;
     std::string text;
     double start;
   } cases[] = {
-      {"by its date", dated, livePlaylist(8, 5, dateTag(1008)), 8},
-      {"by its numbers", dated, livePlaylist(8, 5), 4},
-      {"by its end", dated, livePlaylist(70, 4), 4},
-      {"by a discontinuity", counted,
+      {"by date", dated, livePlaylist(8, 5, dateTag(1008)), 8},
+      {"by media sequence number", dated, livePlaylist(8, 5), 4},
+      {"by end", dated, livePlaylist(70, 4), 4},
+      {"by discontinuity", counted,
        livePlaylist(70, 1, "#EXT-X-DISCONTINUITY-SEQUENCE:3\n") +
            "#EXT-X-DISCONTINUITY\n#EXTINF:4,\n71.ts\n",
        4},
-      {"that has ended meanwhile", dated, livePlaylist(8, 5) + "#EXT-X-ENDLIST\n", 4},
-      {"that was never live", ended, livePlaylist(1, 3) + "#EXT-X-ENDLIST\n", 0},
+      {"has ended meanwhile", dated, livePlaylist(8, 5) + "#EXT-X-ENDLIST\n", 4},
+      {"was never live", ended, livePlaylist(1, 3) + "#EXT-X-ENDLIST\n", 0},
   };
   for (const auto& each : cases)
     EXPECT_EQ(playlistOf(each.text, each.context)->segments->first({})->start, each.start)
-        << each.what;
+        << each.name;
 }
 
-TEST(HLSLive, DiscontinuitiesAreTheSameInAllVersionsAndPlaylists) {
+TEST(HLSLive, DiscontinuitiesMatchAcrossVersionsAndPlaylists) {
   // Without EXT-X-DISCONTINUITY-SEQUENCE.
   PlaylistContext context;
   context.previous = playlistOf(livePlaylist(10, 1) + "#EXT-X-DISCONTINUITY\n" +
                                 "#EXTINF:4,\ns11.ts\n#EXTINF:4,\ns12.ts\n");
   context.previous = playlistOf(livePlaylist(11, 3), context);
-  EXPECT_EQ(placesOf(*context.previous), "11@4/1 12@8/1 13@12/1 ");
+  EXPECT_EQ(describeSegments(*context.previous), "11@4/1 12@8/1 13@12/1 ");
   PlaylistContext sound;
-  sound.beside = context.previous;
-  EXPECT_EQ(placesOf(*playlistOf(livePlaylist(11, 1, {}, "a"), sound)), "11@4/1 ");
-  // An encoder that begins anew counts from 0 again.
+  sound.sibling = context.previous;
+  EXPECT_EQ(describeSegments(*playlistOf(livePlaylist(11, 1, {}, "a"), sound)), "11@4/1 ");
+  // A restarted encoder counts discontinuities from 0 again.
   const std::string counted = "#EXT-X-DISCONTINUITY-SEQUENCE:0\n";
   context.previous = playlistOf(livePlaylist(10, 3, counted));
   context.previous = playlistOf(livePlaylist(0, 2, counted), context);
   context.previous = playlistOf(livePlaylist(1, 2, counted), context);
-  EXPECT_EQ(placesOf(*context.previous), "1@16/1 2@20/1 ");
-  sound.beside = context.previous;
-  EXPECT_EQ(placesOf(*playlistOf(livePlaylist(1, 1, counted, "a"), sound)), "1@16/1 ");
+  EXPECT_EQ(describeSegments(*context.previous), "1@16/1 2@20/1 ");
+  sound.sibling = context.previous;
+  EXPECT_EQ(describeSegments(*playlistOf(livePlaylist(1, 1, counted, "a"), sound)), "1@16/1 ");
 }
 
-TEST(HLSLive, ADeltaUpdateIsCompletedFromTheVersionBefore) {
+TEST(HLSLive, CompletesADeltaUpdateFromThePreviousVersion) {
   const std::string range = "#EXT-X-DATERANGE:START-DATE=\"2026-01-01T00:00:05Z\",ID=";
   PlaylistContext context;
   context.previous =
@@ -136,7 +137,7 @@ TEST(HLSLive, ADeltaUpdateIsCompletedFromTheVersionBefore) {
   };
   const auto delta = skipping(11, "SKIPPED-SEGMENTS=2,RECENTLY-REMOVED-DATERANGES=\"x\tb\"");
   ASSERT_NE(delta, nullptr);
-  EXPECT_EQ(placesOf(*delta), "11@4/1 12@8/1 13@12/1 ");
+  EXPECT_EQ(describeSegments(*delta), "11@4/1 12@8/1 13@12/1 ");
   const Segment last = *delta->segments->last({});
   EXPECT_EQ(last.initialization->resource.urls.front(), "http://host/path/i.mp4");
   ASSERT_EQ(delta->dates.size(), 1u);
@@ -145,7 +146,7 @@ TEST(HLSLive, ADeltaUpdateIsCompletedFromTheVersionBefore) {
   ASSERT_EQ(delta->events.size(), 1u);
   EXPECT_EQ(delta->events[0].item.extraAttributes.get(kEventIdentifier), platform::Value("a"));
   EXPECT_EQ(delta->events[0].position, 5);
-  // Without its base it cannot be used.
+  // Without its base a delta update is rejected.
   EXPECT_EQ(skipping(90, "SKIPPED-SEGMENTS=2"), nullptr);
   EXPECT_EQ(skipping(11, "SKIPPED-SEGMENTS=3"), nullptr);
   EXPECT_EQ(skipping(11, "SKIPPED-SEGMENTS=2", "#EXT-X-SKIP:SKIPPED-SEGMENTS=2\n"), nullptr);
@@ -162,7 +163,7 @@ std::string partTags(int segment, int first, int count) {
   return text;
 }
 
-TEST(HLSLive, PartsAtTheEdgeComeBeforeTheirSegment) {
+TEST(HLSLive, ListsPartsBeforeTheirSegment) {
   const std::string head =
       "#EXT-X-PART-INF:PART-TARGET=1\n"
       "#EXT-X-SERVER-CONTROL:CAN-BLOCK-RELOAD=YES,PART-HOLD-BACK=3,CAN-SKIP-UNTIL=24\n";
@@ -170,7 +171,7 @@ TEST(HLSLive, PartsAtTheEdgeComeBeforeTheirSegment) {
   const std::string whole = "#EXTINF:4,\ns6.ts\n";
   PlaylistContext context;
   context.previous = playlistOf(livePlaylist(5, 1, head) + partTags(6, 0, 2) + preload);
-  EXPECT_EQ(placesOf(*context.previous), "5@0/0 6.0@4/0 6.1@5/0 ");
+  EXPECT_EQ(describeSegments(*context.previous), "5@0/0 6.0@4/0 6.1@5/0 ");
   EXPECT_EQ(context.previous->partHoldBack, 3);
   EXPECT_EQ(context.previous->segments->at(5.5)->part, 1u);
   EXPECT_EQ(reloadURL("http://host/a", *context.previous->reload),
@@ -184,30 +185,30 @@ TEST(HLSLive, PartsAtTheEdgeComeBeforeTheirSegment) {
   EXPECT_EQ(hint->start, 6);
   EXPECT_FALSE(context.previous->segments->hinted(*hint));
   const struct {
-    const char* what;
+    const char* name;
     std::string text;
-    std::string next;  // all that follows on the last part
+    std::string next;  // all that follow the last part
   } cases[] = {
       {"nothing new", livePlaylist(5, 1, head) + partTags(6, 0, 2), ""},
       {"another part", livePlaylist(5, 1, head) + partTags(6, 0, 3), "6.2 "},
       {"the whole segment and its parts",
        livePlaylist(5, 1, head) + partTags(6, 0, 4) + whole + partTags(7, 0, 1), "6.2 6.3 7.0 "},
-      {"the whole segment alone", livePlaylist(5, 3, head), "6 7 "},
+      {"the segments without parts", livePlaylist(5, 3, head), "6 7 "},
       {"a later window", livePlaylist(8, 1, head), "8 "},
-      {"numbered anew", livePlaylist(0, 1, head) + partTags(1, 0, 1), "0 1.0 "},
+      {"renumbered", livePlaylist(0, 1, head) + partTags(1, 0, 1), "0 1.0 "},
   };
   for (const auto& each : cases) {
     const auto playlist = playlistOf(each.text, context);
-    std::string told;
-    for (auto next = playlist->segments->after(last); next && told.size() < 100;
+    std::string actual;
+    for (auto next = playlist->segments->after(last); next && actual.size() < 100;
          next = playlist->segments->after(*next))
-      told += std::to_string(next->number) +
-              (next->part ? "." + std::to_string(*next->part) : std::string()) + " ";
-    EXPECT_EQ(told, each.next) << each.what;
+      actual += std::to_string(next->number) +
+                (next->part ? "." + std::to_string(*next->part) : std::string()) + " ";
+    EXPECT_EQ(actual, each.next) << each.name;
   }
 }
 
-TEST(HLSLive, TellsWhenAndHowItIsReloaded) {
+TEST(HLSLive, ReturnsTheReloadRule) {
   const struct {
     std::string tags;
     double interval;
@@ -234,7 +235,7 @@ TEST(HLSLive, TellsWhenAndHowItIsReloaded) {
   EXPECT_TRUE(playlistOf(livePlaylist(0, 1, "#EXT-X-PLAYLIST-TYPE:EVENT\n"))->isEvent);
 }
 
-TEST(HLSLive, DateRangesHavePositions) {
+TEST(HLSLive, ConvertsDateRangesToPositions) {
   const std::string ranges =
       "#EXT-X-DATERANGE:ID=\"ad\",CLASS=\"break\",START-DATE=\"2026-01-01T00:00:15Z\","
       "X-NAME=\"Cola, cold\"\n#EXT-X-DATERANGE:ID=\"ad\",DURATION=1.5,SCTE35-OUT=0x01\n"
@@ -244,7 +245,7 @@ TEST(HLSLive, DateRangesHavePositions) {
       "END-ON-NEXT=YES\n"
       "#EXT-X-DATERANGE:ID=\"two\",CLASS=\"c\",START-DATE=\"2026-01-01T00:00:23Z\","
       "END-DATE=\"2026-01-01T00:00:24Z\"\n";
-  const auto told = [](const MediaPlaylist& playlist) {
+  const auto actual = [](const MediaPlaylist& playlist) {
     std::vector<std::string> lines;
     for (const PresentationEvent& event : playlist.events) {
       std::string line = *event.item.extraAttributes.string(kEventIdentifier) + '@' +
@@ -263,13 +264,14 @@ TEST(HLSLive, DateRangesHavePositions) {
   context.previous = playlistOf(livePlaylist(1, 3, dateTag(10) + ranges));
   const auto expected = ElementsAre("ad@5 break Cola, cold 0x01 for 15/10", "one@10 c for 30/10",
                                     "two@13 c for 10/10");
-  EXPECT_THAT(told(*context.previous), expected);
-  // The mark has left the window and still dates it; once only.
+  EXPECT_THAT(actual(*context.previous), expected);
+  // The date mark was removed from the window and is still used.
   context.previous = playlistOf(livePlaylist(2, 3, ranges), context);
   context.previous = playlistOf(livePlaylist(3, 3, ranges), context);
-  EXPECT_THAT(told(*context.previous), expected);
+  EXPECT_THAT(actual(*context.previous), expected);
   EXPECT_EQ(context.previous->dates.size(), 1u);
-  EXPECT_TRUE(playlistOf(livePlaylist(1, 3, ranges))->events.empty()) << "no dates to go by";
+  EXPECT_TRUE(playlistOf(livePlaylist(1, 3, ranges))->events.empty())
+      << "the playlist has no dates";
 }
 
 }  // namespace

@@ -22,7 +22,7 @@ inline HLSManifest hlsManifestOf(std::string_view text) {
   return std::get<HLSManifest>(std::move(result));
 }
 
-/// Null when it is refused.
+/// Null: the playlist is rejected.
 inline std::shared_ptr<const MediaPlaylist> playlistOf(
     std::string_view text, const PlaylistContext& context = {},
     const ManifestOrigin& origin = kPlaylistOrigin) {
@@ -31,7 +31,7 @@ inline std::shared_ptr<const MediaPlaylist> playlistOf(
   return playlist ? *playlist : nullptr;
 }
 
-/// One after the other, 1000 at most.
+/// All segments in order, at most 1000.
 inline std::vector<Segment> segmentsOf(const MediaPlaylist& playlist) {
   std::vector<Segment> segments;
   auto next = playlist.segments->first({});
@@ -42,7 +42,7 @@ inline std::vector<Segment> segmentsOf(const MediaPlaylist& playlist) {
   return segments;
 }
 
-/// A live playlist with segments of four seconds: "s7.ts", "s8.ts" … `tags` stand in front of them.
+/// A live playlist with segments of four seconds: "s7.ts", "s8.ts" … `tags` precede them.
 inline std::string livePlaylist(std::uint64_t first, int count, const std::string& tags = {},
                                 const std::string& name = "s") {
   std::string text =

@@ -8,34 +8,34 @@
 namespace streaming::test {
 namespace {
 
-TEST(HLS, IsToldByItsFirstBytes) {
+TEST(HLS, IsDetectedByItsFirstBytes) {
   const struct {
     std::string_view bytes;
     bool isWhole;
-    std::optional<ManifestForm> expected;
+    std::optional<ManifestType> expected;
   } cases[] = {
-      {"#EXTM3U\n", false, ManifestForm::HLS},
-      {"\xEF\xBB\xBF \r\n#EXTM3U", false, ManifestForm::HLS},
-      {"# made by hand\n#\n#EXTM3U", false, ManifestForm::HLS},
+      {"#EXTM3U\n", false, ManifestType::HLS},
+      {"\xEF\xBB\xBF \r\n#EXTM3U", false, ManifestType::HLS},
+      {"# made by hand\n#\n#EXTM3U", false, ManifestType::HLS},
       {"# made by", false, std::nullopt},
-      {"# a script\necho", false, ManifestForm::None},
+      {"# a script\necho", false, ManifestType::None},
       {"#EXT", false, std::nullopt},
-      {"#EXT", true, ManifestForm::None},
-      {"<?xml version=\"1.0\"?>\n<!-- > --><MPD ", false, ManifestForm::DASH},
-      {"<d:MPD xmlns:d=\"x\">", false, ManifestForm::DASH},
+      {"#EXT", true, ManifestType::None},
+      {"<?xml version=\"1.0\"?>\n<!-- > --><MPD ", false, ManifestType::DASH},
+      {"<d:MPD xmlns:d=\"x\">", false, ManifestType::DASH},
       {"<?xml version=\"1.0\"?>", false, std::nullopt},
-      {"<!DOCTYPE html><html>", false, ManifestForm::None},
-      {"<SmoothStreamingMedia >", false, ManifestForm::None},
-      {"\x47 transport", false, ManifestForm::None},
-      {"", true, ManifestForm::None},
+      {"<!DOCTYPE html><html>", false, ManifestType::None},
+      {"<SmoothStreamingMedia >", false, ManifestType::None},
+      {"\x47 transport", false, ManifestType::None},
+      {"", true, ManifestType::None},
   };
   for (const auto& each : cases)
-    EXPECT_EQ(manifestForm(each.bytes, each.isWhole), each.expected) << each.bytes;
+    EXPECT_EQ(detectManifestType(each.bytes, each.isWhole), each.expected) << each.bytes;
   const std::string comment = "<!-- " + std::string(2000, 'x') + " -->";
-  EXPECT_EQ(manifestForm(comment + "<MPD>", false), ManifestForm::DASH);
+  EXPECT_EQ(detectManifestType(comment + "<MPD>", false), ManifestType::DASH);
 }
 
-TEST(HLS, SegmentsOfAMediaPlaylist) {
+TEST(HLS, ReadsSegmentsOfAMediaPlaylist) {
   const auto playlist = playlistOf(
       "#EXTM3U\r\n#EXT-X-TARGETDURATION:4\r\n#EXT-X-MEDIA-SEQUENCE:7\r\n"
       "#EXT-X-MAP:URI=\"init.mp4\",BYTERANGE=\"100@0\"\r\n"
@@ -69,10 +69,10 @@ TEST(HLS, SegmentsOfAMediaPlaylist) {
   EXPECT_FALSE(playlist->segments->at(14.5));
 }
 
-TEST(HLS, ReadsWhatServersWrite) {
+TEST(HLS, ReadsUnusualPlaylists) {
   const struct {
     std::string text;
-    const char* expected;  // NAME+DURATION[@OFFSET] of each segment; "gap"
+    const char* expected;  // NAME+DURATION[@OFFSET] of each segment, or "gap"
   } cases[] = {
       {"\xEF\xBB\xBF# by hand\r\n#EXTM3U\r\n#EXTINF:4,\r\n \ta.ts \r\n\r\n#EXTINF:5\nb",
        "a.ts+4 b+5 "},
@@ -84,7 +84,7 @@ TEST(HLS, ReadsWhatServersWrite) {
       {"#EXTM3U\n#EXTINF:1,\n#EXT-X-BYTERANGE:9@5\na\n#EXTINF:1,\n#EXT-X-BYTERANGE:9\na\n"
        "#EXTINF:1,\n#EXT-X-BYTERANGE:9\nb\n#EXTINF:1,\na\n",
        "a+1@5 a+1@14 b+1@0 a+1 "},
-      // Parts of a resource do not move on where its segments begin.
+      // Byte ranges of parts do not change the default offset of segments.
       {"#EXTM3U\n#EXT-X-PART:DURATION=1,URI=\"a\",BYTERANGE=\"5@0\"\n"
        "#EXT-X-PART:DURATION=1,URI=\"a\",BYTERANGE=\"4\"\n"
        "#EXTINF:2,\n#EXT-X-BYTERANGE:9\na\n#EXT-X-PART:DURATION=1,URI=\"a\",BYTERANGE=\"5\"\n",
@@ -99,27 +99,27 @@ TEST(HLS, ReadsWhatServersWrite) {
   for (const auto& each : cases) {
     const auto playlist = playlistOf(each.text, context);
     ASSERT_NE(playlist, nullptr) << each.text;
-    std::ostringstream told;
+    std::ostringstream actual;
     for (const Segment& segment : segmentsOf(*playlist)) {
       if (segment.isGap) {
-        told << "gap ";
+        actual << "gap ";
         continue;
       }
-      told << segment.resource.urls.front().substr(17) << '+' << segment.duration;
-      if (segment.resource.span) told << '@' << segment.resource.span->offset;
-      told << ' ';
+      actual << segment.resource.urls.front().substr(17) << '+' << segment.duration;
+      if (segment.resource.span) actual << '@' << segment.resource.span->offset;
+      actual << ' ';
     }
-    EXPECT_EQ(told.str(), each.expected) << each.text;
+    EXPECT_EQ(actual.str(), each.expected) << each.text;
   }
 }
 
-TEST(HLS, TheKeyThatCanBeHadIsTaken) {
+TEST(HLS, ChoosesTheMostUsableKey) {
   const std::string sample = "#EXT-X-KEY:METHOD=SAMPLE-AES,";
   const std::string system = sample + "URI=\"data:,x\",KEYFORMAT=\"urn:uuid:1\"\n";
   const std::string sender = sample + "URI=\"skd://key\",KEYFORMAT=\"com.system\"\n";
   const struct {
     std::string tags;
-    const char* key;  // of the segment that follows
+    const char* key;  // of the next segment
   } cases[] = {
       {"#EXT-X-KEY:METHOD=AES-128,URI=\"k\"\n", "http://host/path/k"},
       {"#EXT-X-KEY:METHOD=AES-128,URI=\"k\"\n#EXT-X-KEY:METHOD=NONE\n", ""},
@@ -146,7 +146,7 @@ TEST(HLS, TheKeyThatCanBeHadIsTaken) {
   EXPECT_EQ(segment.initialization->key->initialVector->back(), std::byte{10});
 }
 
-TEST(HLS, TracksOfAMultivariantPlaylist) {
+TEST(HLS, ReadsTracksOfAMultivariantPlaylist) {
   const auto manifest = hlsManifestOf(
       "#EXTM3U\n#EXT-X-DEFINE:NAME=\"dir\",VALUE=\"media\"\n#EXT-X-CONTENT-STEERING:SERVER-URI="
       "\"x\"\n"
@@ -172,15 +172,15 @@ TEST(HLS, TracksOfAMultivariantPlaylist) {
       "#EXT-X-I-FRAME-STREAM-INF:BANDWIDTH=100,URI=\"frames.m3u8\"\n");
   ASSERT_NE(manifest.presentation, nullptr);
   EXPECT_EQ(manifest.variables.at("dir"), "media");
-  std::string told;
+  std::string actual;
   for (const Track& track : manifest.presentation->periods.at(0).tracks) {
-    told += track.id + (track.isDefault ? "!" : "") + (track.isForced ? "F" : "") + ":";
+    actual += track.id + (track.isDefault ? "!" : "") + (track.isForced ? "F" : "") + ":";
     for (const auto& each : track.representations)
-      told += ' ' + each->playlistURL.substr(17) + (each->isKeyFramesOnly ? "*" : "") +
-              (each->carriesSound ? "+" : "");
-    told += '\n';
+      actual += ' ' + each->playlistURL.substr(17) + (each->isKeyFramesOnly ? "*" : "") +
+                (each->includesAudio ? "+" : "");
+    actual += '\n';
   }
-  EXPECT_EQ(told,
+  EXPECT_EQ(actual,
             "video: frames.m3u8* low.m3u8 media/mid.m3u8 media/mid.m3u8\n"
             "audio:en:English!: en.m3u8 en3.m3u8\n"
             "audio:de:Ton: de.m3u8\n"
@@ -191,21 +191,21 @@ TEST(HLS, TracksOfAMultivariantPlaylist) {
   EXPECT_EQ(english.representations[1]->group, "ec3");
   EXPECT_EQ(english.representations[1]->codecs, std::vector<std::string>{"ec-3"});
   const auto& tracks = manifest.presentation->periods[0].tracks;
-  EXPECT_EQ(tracks[3].representations[0]->textForm, TextForm::WebVTT);
-  EXPECT_EQ(tracks[4].representations[0]->textForm, TextForm::MP4);
+  EXPECT_EQ(tracks[3].representations[0]->textFormat, TextFormat::WebVTT);
+  EXPECT_EQ(tracks[4].representations[0]->textFormat, TextFormat::MP4);
   EXPECT_THAT(tracks[2].characteristics, testing::ElementsAre("describes-video", "auxiliary"));
 }
 
-TEST(HLS, SoundWithinThePicture) {
+TEST(HLS, ReadsMuxedAudio) {
   const auto tracksOf = [](std::string_view text) {
-    std::string told;
+    std::string actual;
     const auto manifest = hlsManifestOf(text);
     for (const Track& track : manifest.presentation->periods[0].tracks) {
-      told += track.id + (track.isWithinPicture ? "(within)" : "");
-      for (const auto& each : track.representations) told += each->carriesSound ? "+" : "-";
-      told += ' ';
+      actual += track.id + (track.isMuxedIntoVideo ? "(within)" : "");
+      for (const auto& each : track.representations) actual += each->includesAudio ? "+" : "-";
+      actual += ' ';
     }
-    return told + (manifest.mediaPlaylist ? "alone" : "");
+    return actual + (manifest.mediaPlaylist ? "alone" : "");
   };
   const std::string info = "#EXTM3U\n#EXT-X-STREAM-INF:BANDWIDTH=1";
   EXPECT_EQ(tracksOf(info + "\na.m3u8\n"), "video+ audio(within) ");

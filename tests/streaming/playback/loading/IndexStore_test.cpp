@@ -7,7 +7,7 @@
 namespace streaming::test {
 namespace {
 
-TEST(IndexStore, AfterAFailureTheWholePlaylistIsAskedFor) {
+TEST(IndexStore, RequestsTheWholePlaylistAfterAFailure) {
   const std::string begin =
       "#EXTM3U\n#EXT-X-TARGETDURATION:2\n#EXT-X-SERVER-CONTROL:CAN-SKIP-UNTIL=12,"
       "CAN-BLOCK-RELOAD=YES\n#EXT-X-MEDIA-SEQUENCE:";
@@ -23,18 +23,18 @@ TEST(IndexStore, AfterAFailureTheWholePlaylistIsAskedFor) {
   store.want(representation);
   network.advance(0.1);
   ASSERT_NE(store.playlist(*representation), nullptr);
-  // Too much time has passed: what the server leaves out is not known here.
+  // After the failure, the reload has no delivery directives.
   network.advance(100);
   network.add("http://host/v?_HLS_msn=6&_HLS_skip=YES",
               begin + "50\n#EXT-X-SKIP:SKIPPED-SEGMENTS=3\n" + segment);
   network.add("http://host/v", begin + "50\n" + segment + segment);
-  store.wantNewer(representation);
+  store.requestUpdate(representation);
   network.advance(10);
   EXPECT_EQ(failures, 1);
   EXPECT_FALSE(store.failure(*representation));
   EXPECT_EQ(store.index(*representation)->last({})->number, 51u);
-  // The next one is an update again.
-  store.wantNewer(representation);
+  // The following reload requests a delta update.
+  store.requestUpdate(representation);
   network.advance(0.1);
   EXPECT_EQ(network.requests().back(), "http://host/v?_HLS_msn=52&_HLS_skip=YES");
 }

@@ -21,8 +21,8 @@ namespace {
 
 constexpr std::size_t kPiece = 100;
 
-/// A server and the transfer thread. Transfers bring one piece each by turns, unless they are
-/// paused, whenever no task waits.
+/// A server and the transfer thread. While no task is posted, running transfers take turns and
+/// deliver one piece each.
 class ResourceServer final : public TransferSource {
  public:
   explicit ResourceServer(std::string content) : body(std::move(content)) {
@@ -67,7 +67,7 @@ class ResourceServer final : public TransferSource {
     _isIdle = false;
     _changed.notify_all();
   }
-  /// Calls `task` on the transfer thread, and waits until nothing can go on.
+  /// Runs `task` on the transfer thread and waits until it is idle.
   void settle(std::function<void()> task = [] {}) {
     post(std::move(task));
     std::unique_lock lock(_mutex);
@@ -82,13 +82,13 @@ class ResourceServer final : public TransferSource {
     return result;
   }
 
-  // Changed only while nothing goes on.
+  // Modify only while the thread is idle.
   std::string body;
   std::string tag = "\"1\"";
   bool hasRanges = true;
   bool hasLength = true;
-  std::uint64_t breaksAt = UINT64_MAX;  // where transfers fail
-  std::vector<std::uint64_t> offsets;   // that were requested
+  std::uint64_t breaksAt = UINT64_MAX;  // offset at which transfers fail
+  std::vector<std::uint64_t> offsets;   // of the requests
 
  private:
   bool _advance() {
@@ -141,8 +141,8 @@ class ResourceServer final : public TransferSource {
     }
   }
 
-  std::set<Running*> _running;  // of the thread
-  std::mutex _mutex;            // guards the rest
+  std::set<Running*> _running;  // transfer thread only
+  std::mutex _mutex;            // guards the members below
   std::condition_variable _changed;
   std::deque<std::function<void()>> _tasks;
   bool _isIdle = false;
@@ -161,7 +161,7 @@ class PlainResourceTest : public testing::Test {
     server->settle();
   }
 
-  /// The opener, which forwards to the resource.
+  /// The observer of the first transfer, which forwards to the resource.
   struct Opener final : TransferObserver {
     BodyFlow transferGotHead(const ResponseHead&) override { return BodyFlow::More; }
     BodyFlow transferGotBytes(std::string_view bytes) override {
@@ -196,7 +196,7 @@ class PlainResourceTest : public testing::Test {
     bytes.resize(result.count);
     return result;
   }
-  /// Reads `count` bytes, and compares them with the body.
+  /// Reads `count` bytes and compares them with the body.
   void expectAt(std::uint64_t offset, std::size_t count) {
     std::string all;
     while (all.size() < count) {
@@ -215,7 +215,7 @@ class PlainResourceTest : public testing::Test {
   }
 
   std::string text;
-  std::string heard;  // by the handlers
+  std::string heard;  // handler calls
   PlainResourceLimits limits{
       .ahead = 4000, .behind = 2000, .aside = 1000, .idleAhead = 500, .near = 300};
   std::shared_ptr<ResourceServer> server;
@@ -224,7 +224,7 @@ class PlainResourceTest : public testing::Test {
   ReadGate gate;
 };
 
-TEST_F(PlainResourceTest, IsReadToItsEndWithinBoundsOverOneRequest) {
+TEST_F(PlainResourceTest, IsReadWithOneRequestAndLimitedMemory) {
   limits.aside = 100'000;  // chunks are as large as 64 KiB
   open();
   EXPECT_EQ(resource->size(), text.size());
@@ -239,40 +239,40 @@ TEST_F(PlainResourceTest, IsReadToItsEndWithinBoundsOverOneRequest) {
   EXPECT_EQ(server->offsets, std::vector<std::uint64_t>({0}));
 }
 
-TEST_F(PlainResourceTest, JumpsWithFewRequests) {
+TEST_F(PlainResourceTest, SeeksWithFewRequests) {
   open();
   const std::uint64_t index = text.size() - 400;
   expectAt(0, 50);
-  expectAt(index, 400);      // an index at the end
-  expectAt(50, 100);         // goes on in front, in memory
-  expectAt(index + 50, 40);  // in memory
+  expectAt(index, 400);      // index at the end of the file
+  expectAt(50, 100);         // continues at the front, from memory
+  expectAt(index + 50, 40);  // from memory
   for (std::uint64_t step = 0; step < 40; ++step) {
-    expectAt(200 + step * 200, 200);     // picture
-    expectAt(60'000 + step * 100, 100);  // sound, far from it
+    expectAt(200 + step * 200, 200);     // video
+    expectAt(60'000 + step * 100, 100);  // audio, far away
   }
-  expectAt(60'200, 100);  // a short way back
+  expectAt(60'200, 100);  // a short seek backwards
   server->settle();
   EXPECT_EQ(server->offsets, std::vector<std::uint64_t>({0, index, 60'000}));
 }
 
-TEST_F(PlainResourceTest, TellsOfWaitsAndEndsThemAtTheGate) {
+TEST_F(PlainResourceTest, ReportsWaitsAndCancelsThemWhenTheGateCloses) {
   server->hasRanges = false;
   open();
-  std::vector<bool> told;
+  std::vector<bool> actual;
   resource->whenWaiting([&](bool isWaiting) {
-    told.push_back(isWaiting);
+    actual.push_back(isWaiting);
     if (isWaiting) gate.setClosed(true);
   });
   std::string bytes;
   EXPECT_EQ(readAt(90'000, bytes, 10).count, 0U);
-  EXPECT_EQ(told, std::vector<bool>({true, false}));
+  EXPECT_EQ(actual, std::vector<bool>({true, false}));
   resource->whenWaiting({});
   gate.setClosed(false);
   expectAt(90'000, 10);
-  EXPECT_EQ(told.size(), 2U);
+  EXPECT_EQ(actual.size(), 2U);
 }
 
-TEST_F(PlainResourceTest, IsReadForwardsWithoutRanges) {
+TEST_F(PlainResourceTest, IsReadSequentiallyWithoutRangeSupport) {
   server->hasRanges = false;
   server->hasLength = false;
   limits.aside = 0;
@@ -288,7 +288,7 @@ TEST_F(PlainResourceTest, IsReadForwardsWithoutRanges) {
   EXPECT_EQ(server->offsets.size(), 1U);
 }
 
-TEST_F(PlainResourceTest, FailsRatherThanMixTwoVersions) {
+TEST_F(PlainResourceTest, FailsWhenTheResourceChanges) {
   open();
   server->settle([this] { server->tag = "\"2\""; });
   std::string bytes;
@@ -299,7 +299,7 @@ TEST_F(PlainResourceTest, FailsRatherThanMixTwoVersions) {
   EXPECT_TRUE(readAt(0, bytes, 10).error);
 }
 
-TEST_F(PlainResourceTest, ReportsAFailureAndCanGoOnAfterIt) {
+TEST_F(PlainResourceTest, ReportsAFailureAndRecovers) {
   server->breaksAt = 70'000;
   open();
   std::string bytes;
@@ -312,11 +312,11 @@ TEST_F(PlainResourceTest, ReportsAFailureAndCanGoOnAfterIt) {
   EXPECT_EQ(heard, " lost failed -1001 recovered");
 }
 
-TEST(SpanStore, JoinsPiecesAndForgetsTheOldestOnes) {
+TEST(SpanStore, JoinsRangesAndEvictsTheLeastRecentlyUsed) {
   SpanStore store;
   store.put(10, "0123456789");
   store.put(30, "abcde");
-  store.put(15, "56789-----_____abcdefgh");  // overlaps both
+  store.put(15, "56789-----_____abcdefgh");  // overlaps both ranges
   EXPECT_EQ(store.spans(), std::vector<ByteSpan>({{10, 28}}));
   std::string bytes(28, ' ');
   EXPECT_EQ(store.copy(10, std::as_writable_bytes(std::span(bytes))), 28U);
