@@ -111,8 +111,8 @@ TEST(BadMedia, CallsAfterAFailureDoNothing) {
 /// An engine whose transfers wait for seconds at most.
 media::MediaEngineOptions impatient() {
   streaming::StreamingOptions options;
-  options.bounds.stall = std::chrono::seconds(1);
-  options.bounds.backOff.fill(std::chrono::milliseconds(10));
+  options.limits.stall = std::chrono::seconds(1);
+  options.limits.backOff.fill(std::chrono::milliseconds(10));
   return {.streaming = streaming::Streaming::make(options)};
 }
 

@@ -25,7 +25,8 @@ class FakeTrack final : public streaming::TrackReader {
  public:
   std::optional<streaming::TrackPiece> next(const streaming::ReadGate& gate) override;
   void seek(double) override {}
-  void setContainedStreams(const streaming::Representation&, streaming::ContainedStreams found) override {
+  void setContainedStreams(const streaming::Representation&,
+                           streaming::ContainedStreams found) override {
     content = found;
   }
 
@@ -38,7 +39,7 @@ class FakeTrack final : public streaming::TrackReader {
   std::shared_ptr<streaming::Representation> representation =
       std::make_shared<streaming::Representation>();
   std::deque<streaming::TrackPiece> pieces;
-  double end = 0;                   ///< of the last segment
+  double end = 0;                       ///< of the last segment
   streaming::ContainedStreams content;  ///< as reported by the demuxer
 
  private:
