@@ -9,13 +9,13 @@ PictureReceiver::PictureReceiver(FileDescriptor socket, std::shared_ptr<media::V
     : _frames(std::move(frames)),
       _setup(std::move(setup)),
       _connection(std::move(socket), {.content = FrameConnection::Content::Film,
-                                      .take = [this](const frames::FilmMessage& message,
-                                                     const std::shared_ptr<MappedFrame>& frame) {
-                                        _take(message, frame);
+                                      .onFrame = [this](const frames::FilmMessage& message,
+                                                        const std::shared_ptr<MappedFrame>& frame) {
+                                        _receive(message, frame);
                                       }}) {}
 
-void PictureReceiver::_take(const frames::FilmMessage& message,
-                            const std::shared_ptr<MappedFrame>& frame) {
+void PictureReceiver::_receive(const frames::FilmMessage& message,
+                               const std::shared_ptr<MappedFrame>& frame) {
   if (message.epoch < _minimumEpoch) return;
   if (!frame) {
     if (const std::uint64_t ticket = _ticket.exchange(0); ticket != 0) _frames->close(ticket);
@@ -23,7 +23,7 @@ void PictureReceiver::_take(const frames::FilmMessage& message,
   }
   if (message.texts != 0 && _setup.textsOf) frame->subtitles = _setup.textsOf(message.texts);
   if (_ticket == 0 || message.epoch != _shownEpoch) {
-    // The picture that is shown is replaced by this one, without a moment with none.
+    // Replace the shown picture without a gap.
     const std::uint64_t ticket = _frames->reserve();
     _frames->put(ticket, frame);
     _frames->open(ticket);

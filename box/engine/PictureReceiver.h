@@ -15,20 +15,22 @@
 
 namespace box {
 
-/// Takes the pictures of a media process and puts them into the mailbox that the screen draws from.
+/// Receives the pictures of a media process and puts them into the VideoFrames that the screen
+/// draws.
 ///
-/// What the mailbox shows stays there until this process has a picture of its own, and after the
-/// receiver has gone: a picture of a process that has died stands until its successor has one. Only
-/// pictures of this receiver are taken away when the process tells that there is none.
+/// The shown picture stays until this process sends one, and after the receiver is destroyed, so
+/// that the last picture of a dead process stays until its replacement sends one. A "no picture"
+/// message removes pictures of this receiver only.
 ///
-/// Threads: read() on one; the others any. Lifetime: its pictures may outlive it.
+/// Threads: read() belongs to one thread; the other functions are thread-safe. Pictures may outlive
+/// the receiver.
 class PictureReceiver {
  public:
   using State = FrameConnection::State;
   struct Setup {
-    /// The texts of that number. Called within read().
+    /// Returns the texts with this id. Called within read().
     std::function<std::shared_ptr<const media::SubtitleCues>(std::uint64_t textsID)> textsOf;
-    /// A picture of this time, in seconds on the item's time line, is shown from now on. Called
+    /// A picture with this time on the item's timeline (in seconds) is shown from now on. Called
     /// within read().
     std::function<void(double time, platform::TimePoint arrived)> due;
   };
@@ -37,27 +39,27 @@ class PictureReceiver {
   PictureReceiver(const PictureReceiver&) = delete;
   PictureReceiver& operator=(const PictureReceiver&) = delete;
 
-  /// To be polled for reading.
+  /// To poll for reading.
   int descriptor() const { return _connection.descriptor(); }
-  /// Takes what has come, never waiting. After State::Broken reason() says what was wrong.
+  /// Reads pending messages without blocking. After State::Broken, reason() describes the error.
   State read() { return _connection.read(); }
   const std::string& reason() const { return _connection.reason(); }
 
-  /// Pictures of an epoch before this one are released unseen.
+  /// Pictures of earlier epochs are dropped.
   void setMinimumEpoch(std::uint64_t epoch) { _minimumEpoch = epoch; }
-  /// The texts of the picture that is shown may have changed.
+  /// Call it when the texts of the shown picture may have changed.
   void textsDidChange() { _frames->textsDidChange(_ticket); }
 
  private:
-  void _take(const frames::FilmMessage& message, const std::shared_ptr<MappedFrame>& frame);
+  void _receive(const frames::FilmMessage& message, const std::shared_ptr<MappedFrame>& frame);
 
   const std::shared_ptr<media::VideoFrames> _frames;
   const Setup _setup;
   platform::SystemClock _clock;
   std::atomic<std::uint64_t> _minimumEpoch = 0;
-  std::atomic<std::uint64_t> _ticket = 0;  // of the pictures shown; 0: none is
+  std::atomic<std::uint64_t> _ticket = 0;  // of the shown pictures; 0: none
   std::uint64_t _shownEpoch = 0;           // reading thread only
-  FrameConnection _connection;             // last: it calls back
+  FrameConnection _connection;             // last member, because it calls back
 };
 
 }  // namespace box

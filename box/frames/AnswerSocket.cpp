@@ -14,9 +14,9 @@ void AnswerSocket::send(const frames::AnswerMessage& answer) {
   } while (sent < 0 && errno == EINTR);
   if (sent >= 0 || (errno != EAGAIN && errno != EWOULDBLOCK)) return;
   _overran = true;
-  cut();
+  shutDown();
 }
 
-void AnswerSocket::cut() { ::shutdown(_socket.get(), SHUT_RDWR); }
+void AnswerSocket::shutDown() { ::shutdown(_socket.get(), SHUT_RDWR); }
 
 }  // namespace box

@@ -7,19 +7,21 @@
 
 namespace box {
 
-/// A writer's socket, shared by who reads it and by the pictures that answer on it when they go.
+/// The socket of a writer. It is shared by FrameConnection, which reads it, and by frames, which
+/// send their release on it when they are destroyed.
 ///
-/// Threads: any. Nothing waits: a packet either fits into the socket or ends the connection.
+/// Thread-safe. send() does not block: a packet that does not fit into the socket buffer ends the
+/// connection.
 class AnswerSocket {
  public:
   explicit AnswerSocket(FileDescriptor socket) : _socket(std::move(socket)) {}
 
   int descriptor() const { return _socket.get(); }
   void send(const frames::AnswerMessage& answer);
-  /// The writer has left more answers unread than it could have buffers; the connection is cut.
+  /// Whether the connection was shut down because the writer did not read its answers.
   bool overran() const { return _overran; }
-  /// Both sides find the connection closed.
-  void cut();
+  /// Shuts the connection down in both directions.
+  void shutDown();
 
  private:
   const FileDescriptor _socket;

@@ -17,9 +17,9 @@ using frames::FilmMessage;
 
 namespace {
 
-/// More than one are never meant, but have to be closed.
-constexpr std::size_t kMaximumDescriptors = 4;
-constexpr int kMessagesAtATime = 16;
+/// Valid messages have one descriptor at most. Others are received too, so that they get closed.
+constexpr std::size_t kMaxDescriptors = 4;
+constexpr int kMaxMessagesPerRead = 16;
 
 AnswerMessage greeting(std::uint32_t outcome) {
   AnswerMessage message;
@@ -61,24 +61,24 @@ FrameConnection::FrameConnection(FileDescriptor socket,
                                  const std::shared_ptr<media::VideoFrames>& frames)
     : FrameConnection(std::move(socket),
                       {.content = Content::Screen,
-                       .take = [frames, ticket = frames->open()](
-                                   const FilmMessage&, std::shared_ptr<MappedFrame> frame) {
+                       .onFrame = [frames, ticket = frames->open()](
+                                      const FilmMessage&, std::shared_ptr<MappedFrame> frame) {
                          frames->put(ticket, std::move(frame));
                        }}) {}
 
 FrameConnection::~FrameConnection() {
-  // The pictures that are still shown hold the socket open.
-  _answers->cut();
+  // Frames that are still shown keep the socket open.
+  _answers->shutDown();
 }
 
-void FrameConnection::refuse(FileDescriptor socket) {
+void FrameConnection::rejectBusy(FileDescriptor socket) {
   AnswerSocket(std::move(socket)).send(greeting(AnswerMessage::kBusy));
 }
 
 FrameConnection::State FrameConnection::read() {
   State state = State::Open;
   bool more = true;
-  for (int count = 0; more && state == State::Open && count < kMessagesAtATime; ++count) {
+  for (int count = 0; more && state == State::Open && count < kMaxMessagesPerRead; ++count) {
     state = _readOne(more);
   }
   return state;
@@ -86,10 +86,10 @@ FrameConnection::State FrameConnection::read() {
 
 FrameConnection::State FrameConnection::_readOne(bool& more) {
   more = false;
-  // One more than the longest message has: a longer one must not pass for it.
+  // One byte more than the longest message, so that longer packets are not accepted.
   std::array<std::uint8_t, frames::kFilmBytes + 1> packet{};
   iovec part{packet.data(), packet.size()};
-  alignas(cmsghdr) char control[CMSG_SPACE(kMaximumDescriptors * sizeof(int))];
+  alignas(cmsghdr) char control[CMSG_SPACE(kMaxDescriptors * sizeof(int))];
   msghdr header{};
   header.msg_iov = &part;
   header.msg_iovlen = 1;
@@ -103,11 +103,12 @@ FrameConnection::State FrameConnection::_readOne(bool& more) {
   }
   std::vector<FileDescriptor> descriptors = descriptorsOf(header);
   if (received == 0) {
-    return _answers->overran() ? _break("it does not read its releases") : State::ClosedByWriter;
+    return _answers->overran() ? _fail("the writer does not read its releases")
+                               : State::ClosedByWriter;
   }
-  if ((header.msg_flags & MSG_CTRUNC) != 0) return _break("too many descriptors");
+  if ((header.msg_flags & MSG_CTRUNC) != 0) return _fail("too many descriptors");
   const auto message = _decode(std::span(packet).first(static_cast<std::size_t>(received)));
-  if (!message) return _break("a message that is none");
+  if (!message) return _fail("invalid message");
   more = true;
   return _handle(*message, std::move(descriptors));
 }
@@ -124,59 +125,59 @@ std::optional<FilmMessage> FrameConnection::_decode(std::span<const std::uint8_t
 
 FrameConnection::State FrameConnection::_handle(const FilmMessage& message,
                                                 std::vector<FileDescriptor> descriptors) {
-  if (message.sequence <= _lastSequence) return _break("a picture out of its order");
+  if (message.sequence <= _lastSequence) return _fail("sequence number out of order");
   _lastSequence = message.sequence;
-  _forget(message.gone);
+  _unmap(message.gone);
   if (message.kind == FilmMessage::Kind::None) {
-    if (!descriptors.empty()) return _break("a buffer without a picture");
-    _setup.take(message, nullptr);
+    if (!descriptors.empty()) return _fail("a descriptor without a frame");
+    _setup.onFrame(message, nullptr);
     return State::Open;
   }
-  if (message.index >= _buffers.size()) return _break("a buffer beyond the last one");
-  if (descriptors.size() > 1) return _break("more than one descriptor");
+  if (message.index >= _buffers.size()) return _fail("buffer index out of range");
+  if (descriptors.size() > 1) return _fail("more than one descriptor");
   if (!descriptors.empty() && !_map(message.index, descriptors.front())) return State::Broken;
   const std::shared_ptr<MappedBuffer>& buffer = _buffers[message.index];
-  if (!buffer) return _break("a picture without a buffer");
+  if (!buffer) return _fail("a frame without a buffer");
 
   const auto shape = frames::shapeOf(message.format, message.width, message.height);
   if (!shape || !frames::fits(*shape, message.layout, buffer->size()) ||
       !frames::isDrawable(message)) {
-    _refuse(message);
+    _reject(message);
     return State::Open;
   }
-  if (!buffer->take() && _setup.content == Content::Screen) {
-    return _break("a buffer that is still being read");
+  if (!buffer->acquire() && _setup.content == Content::Screen) {
+    return _fail("a buffer that is still in use");
   }
-  _setup.take(message, std::make_shared<MappedFrame>(message, *shape, buffer, _answers));
+  _setup.onFrame(message, std::make_shared<MappedFrame>(message, *shape, buffer, _answers));
   return State::Open;
 }
 
-void FrameConnection::_forget(std::uint64_t gone) {
+void FrameConnection::_unmap(std::uint64_t gone) {
   for (std::size_t index = 0; gone != 0 && index < _buffers.size(); ++index, gone >>= 1U) {
     if ((gone & 1U) == 0 || !_buffers[index]) continue;
-    // A picture that is still shown keeps it.
+    // A frame that is still shown keeps its buffer.
     _mappedBytes -= _buffers[index]->size();
     _buffers[index].reset();
   }
 }
 
 bool FrameConnection::_map(std::uint32_t index, const FileDescriptor& descriptor) {
-  // A picture of the buffer that was there before keeps it as long as it is shown.
-  _forget(std::uint64_t{1} << index);
+  // A frame that is still shown keeps the previous buffer.
+  _unmap(std::uint64_t{1} << index);
   auto buffer = MappedBuffer::map(descriptor.get(), _reason);
   if (!buffer) return false;
   _mappedBytes += buffer->size();
   if (_mappedBytes > frames::kFilmMemory) {
-    _reason = "more memory than a film may have";
+    _reason = "the buffers exceed the memory limit";
     return false;
   }
   _buffers[index] = std::move(buffer);
   return true;
 }
 
-void FrameConnection::_refuse(const FilmMessage& message) {
-  if (!std::exchange(_toldOfRefusal, true)) {
-    TVSLogWarning(TVSSystemLog, "Refused pictures that do not fit their buffer: %@",
+void FrameConnection::_reject(const FilmMessage& message) {
+  if (!std::exchange(_loggedRejection, true)) {
+    TVSLogWarning(TVSSystemLog, "Rejected frames that do not fit their buffer: %@",
                   sizeText(message));
   }
   AnswerMessage answer;
@@ -186,7 +187,7 @@ void FrameConnection::_refuse(const FilmMessage& message) {
   _answers->send(answer);
 }
 
-FrameConnection::State FrameConnection::_break(std::string reason) {
+FrameConnection::State FrameConnection::_fail(std::string reason) {
   _reason = std::move(reason);
   return State::Broken;
 }

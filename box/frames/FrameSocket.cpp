@@ -21,10 +21,10 @@ namespace box {
 
 namespace {
 
-/// How long the listener rests when the process has no descriptors left.
-constexpr int kRestMilliseconds = 1000;
+/// How long the listener pauses when no descriptor is available.
+constexpr int kAcceptRetryMilliseconds = 1000;
 
-bool isAdmitted(int descriptor) {
+bool isAuthorized(int descriptor) {
   ucred peer{};
   socklen_t size = sizeof peer;
   return getsockopt(descriptor, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 &&
@@ -33,7 +33,7 @@ bool isAdmitted(int descriptor) {
 
 }  // namespace
 
-/// The thread and what it reads from.
+/// The reading thread.
 class FrameSocket::Reader {
  public:
   Reader(ListeningSocket listener, FileDescriptor stop)
@@ -62,13 +62,13 @@ class FrameSocket::Reader {
   void _run() {
     while (!_stopping) {
       std::array<pollfd, 3> inputs{{{_stop.get(), POLLIN, 0},
-                                    {_resting ? -1 : _listener.descriptor(), POLLIN, 0},
+                                    {_acceptPaused ? -1 : _listener.descriptor(), POLLIN, 0},
                                     {_writer ? _writer->descriptor() : -1, POLLIN, 0}}};
       const int ready = poll(inputs.data(), inputs.size(),
-                             std::exchange(_resting, false) ? kRestMilliseconds : -1);
+                             std::exchange(_acceptPaused, false) ? kAcceptRetryMilliseconds : -1);
       if (ready < 0 && errno != EINTR) break;
       if (_stopping || ready <= 0) continue;
-      // First: a writer that has gone makes room for the one that waits.
+      // Read before accepting, so that a writer that has disconnected makes room for the next one.
       if (inputs[2].revents != 0) _read();
       if (inputs[1].revents != 0) _accept();
     }
@@ -78,18 +78,18 @@ class FrameSocket::Reader {
   void _accept() {
     FileDescriptor socket(accept4(_listener.descriptor(), nullptr, nullptr, SOCK_CLOEXEC));
     if (!socket) {
-      _resting = errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM;
+      _acceptPaused = errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM;
       return;
     }
-    if (!isAdmitted(socket.get())) {
-      TVSLogWarning(TVSSystemLog, "Layer %@: another user's process was sent away", path());
+    if (!isAuthorized(socket.get())) {
+      TVSLogWarning(TVSSystemLog, "Layer %@: rejected a process of another user", path());
     } else if (_writer) {
-      if (!std::exchange(_toldOfSecond, true)) {
-        TVSLogWarning(TVSSystemLog, "Layer %@: a second writer was sent away", path());
+      if (!std::exchange(_loggedSecondWriter, true)) {
+        TVSLogWarning(TVSSystemLog, "Layer %@: rejected a second writer", path());
       }
-      FrameConnection::refuse(std::move(socket));
+      FrameConnection::rejectBusy(std::move(socket));
     } else {
-      _toldOfSecond = false;
+      _loggedSecondWriter = false;
       _writer = std::make_unique<FrameConnection>(std::move(socket), _frames);
     }
   }
@@ -109,14 +109,14 @@ class FrameSocket::Reader {
   }
 
   ListeningSocket _listener;
-  const FileDescriptor _stop;  // readable once the thread has to end
+  const FileDescriptor _stop;  // an eventfd; readable when the thread must end
   const std::shared_ptr<media::VideoFrames> _frames = std::make_shared<media::VideoFrames>();
   std::atomic<bool> _stopping = false;
 
-  // The thread's own.
+  // Reading thread only.
   std::unique_ptr<FrameConnection> _writer;
-  bool _toldOfSecond = false;
-  bool _resting = false;
+  bool _loggedSecondWriter = false;
+  bool _acceptPaused = false;
 
   std::thread _thread;
 };
@@ -137,7 +137,7 @@ std::shared_ptr<FrameSocket> FrameSocket::open(const std::string& folder,
   }
   auto reader = std::make_unique<Reader>(std::move(*listener), std::move(stop));
   if (!reader->start()) {
-    fail("there is no thread left");
+    fail("the reading thread cannot be started");
     return nullptr;
   }
   return std::shared_ptr<FrameSocket>(new FrameSocket(std::move(reader)));

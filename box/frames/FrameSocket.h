@@ -9,25 +9,24 @@
 
 namespace box {
 
-/// The layer of a mirrored screen: a Unix SEQPACKET socket on which one other process at a time
-/// hands over pictures in shared memory. docs/frames.md has the messages, frames/vorlane-frames.h
-/// the other side.
+/// The layer of a mirrored screen: a Unix SEQPACKET socket on which one process at a time sends
+/// frames in shared memory. The protocol is in docs/frames.md, the writer in
+/// frames/vorlane-frames.h.
 ///
-/// Workflow: open() listens at once; path() goes to the writer. A writer has the user id of this
-/// process, or is root; a second one is refused until the first has gone. When a writer goes, its
-/// picture goes with it. close() cuts the writer off and removes the socket file, and leaves the
-/// last picture to be shown until the layer dies.
+/// Workflow: open() listens immediately; path() is passed to the writer. The writer must have the
+/// user id of this process or be root. A second writer is rejected while the first one is
+/// connected. When the writer disconnects, its picture is removed. close() disconnects the writer
+/// and removes the socket file; the last picture stays until the layer is destroyed.
 ///
-/// Threads: reading has a thread of its own, which sleeps without a limit while nothing comes.
-/// close() does not wait for it, the destructor does, for one message at most; any thread may
-/// destroy the layer.
+/// Threads: a thread of its own reads and sleeps without a timeout. close() does not wait for it.
+/// The destructor waits for one message at most, and may be called on any thread.
 class FrameSocket final : public media::FrameLayer {
  public:
   std::string className() const override { return "FrameSocket"; }
 
-  /// Listens in `folder`, under a name that is new in this process. The folder is made with mode
-  /// 0700 when it is missing, and must be this user's alone. Null, and the error, when that is
-  /// impossible.
+  /// Listens in `folder` under a name that is unique in this process. Creates the folder with mode
+  /// 0700 if it does not exist; otherwise it must belong to this user only. Returns null and sets
+  /// `error` on failure.
   static std::shared_ptr<FrameSocket> open(const std::string& folder,
                                            std::optional<platform::Error>* error);
   ~FrameSocket() override;

@@ -16,9 +16,8 @@ namespace {
 
 constexpr int kBacklog = 4;
 
-/// Names of sockets are never used twice in a process: one who comes late must not find a layer
-/// that was made for somebody else.
-std::atomic<std::uint64_t> lastNumber = 0;
+/// Socket names are not reused in a process, so that a late writer cannot connect to a newer layer.
+std::atomic<std::uint64_t> lastSocketNumber = 0;
 
 std::nullopt_t fail(std::optional<platform::Error>* error, const std::string& text) {
   if (error) {
@@ -33,16 +32,16 @@ std::nullopt_t fail(std::optional<platform::Error>* error, const std::string& te
 std::optional<ListeningSocket> ListeningSocket::open(const std::string& folder,
                                                      std::optional<platform::Error>* error) {
   if (mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST) {
-    return fail(error, "The folder " + folder + " cannot be made: " + std::strerror(errno));
+    return fail(error, "Cannot create the folder " + folder + ": " + std::strerror(errno));
   }
   struct stat found {};
   if (lstat(folder.c_str(), &found) != 0 || !S_ISDIR(found.st_mode) || found.st_uid != geteuid() ||
       (found.st_mode & 077) != 0) {
-    return fail(error, "The folder " + folder + " is not this user's alone");
+    return fail(error, "Other users have access to the folder " + folder);
   }
   ListeningSocket made;
   made._folder = folder;
-  made._path = folder + "/" + std::to_string(getpid()) + "-" + std::to_string(++lastNumber);
+  made._path = folder + "/" + std::to_string(getpid()) + "-" + std::to_string(++lastSocketNumber);
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
   if (made._path.size() >= sizeof address.sun_path) {
@@ -51,18 +50,19 @@ std::optional<ListeningSocket> ListeningSocket::open(const std::string& folder,
   std::memcpy(address.sun_path, made._path.c_str(), made._path.size() + 1);
   made._descriptor =
       FileDescriptor(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-  if (!made._descriptor) return fail(error, std::string("No socket: ") + std::strerror(errno));
-  // On the socket, before it has a file: the file is never open to others.
+  if (!made._descriptor)
+    return fail(error, std::string("Cannot create a socket: ") + std::strerror(errno));
+  // Before bind() creates the file, so that other users never have access.
   fchmod(made._descriptor.get(), 0600);
-  // Left behind by a process of the same number that was killed: nobody else writes here.
+  // Remove the file of a killed process that had the same id.
   unlink(made._path.c_str());
   const auto* generic = reinterpret_cast<const sockaddr*>(&address);
   if (bind(made._descriptor.get(), generic, sizeof address) != 0) {
-    return fail(error, "The socket " + made._path + " cannot be made: " + std::strerror(errno));
+    return fail(error, "Cannot bind " + made._path + ": " + std::strerror(errno));
   }
   made._hasFile = true;
   if (listen(made._descriptor.get(), kBacklog) != 0) {
-    return fail(error, "Nobody can listen at " + made._path + ": " + std::strerror(errno));
+    return fail(error, "Cannot listen on " + made._path + ": " + std::strerror(errno));
   }
   return made;
 }
@@ -70,7 +70,7 @@ std::optional<ListeningSocket> ListeningSocket::open(const std::string& folder,
 void ListeningSocket::removeFile() {
   if (!std::exchange(_hasFile, false)) return;
   unlink(_path.c_str());
-  // Fails while another layer has its file there.
+  // Fails while the folder contains sockets of other layers.
   rmdir(_folder.c_str());
 }
 

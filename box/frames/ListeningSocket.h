@@ -9,11 +9,11 @@
 
 namespace box {
 
-/// A listening SEQPACKET socket with a file of its own in a private folder.
+/// A listening SEQPACKET socket in a private folder.
 class ListeningSocket {
  public:
-  /// The folder is made with mode 0700 when it is missing; one that is not this user's alone is an
-  /// error.
+  /// Creates the folder with mode 0700 if it does not exist. Fails if other users have access to
+  /// it.
   static std::optional<ListeningSocket> open(const std::string& folder,
                                              std::optional<platform::Error>* error);
   ListeningSocket(ListeningSocket&& other) noexcept
@@ -26,7 +26,7 @@ class ListeningSocket {
 
   int descriptor() const { return _descriptor.get(); }
   const std::string& path() const { return _path; }
-  /// And the folder, when nothing else is in it. One thread.
+  /// Removes the file, and the folder if it is empty. Not thread-safe.
   void removeFile();
 
  private:

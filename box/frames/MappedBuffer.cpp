@@ -21,14 +21,14 @@ std::shared_ptr<MappedBuffer> MappedBuffer::map(int descriptor, std::string& rea
   constexpr int kNeeded = F_SEAL_SHRINK | F_SEAL_GROW;
   const int seals = fcntl(descriptor, F_GET_SEALS);
   if (seals < 0 || (seals & kNeeded) != kNeeded) {
-    return refuse("a buffer that is not sealed against changes of its size");
+    return refuse("a buffer without size seals");
   }
   struct statfs system {};
-  // Huge pages can run out when they are first read, which is as deadly as a file that shrinks.
+  // Reading huge pages can fail with SIGBUS when the pool is exhausted.
   if (fstatfs(descriptor, &system) != 0 || system.f_type == HUGETLBFS_MAGIC) {
     return refuse("a buffer of huge pages");
   }
-  // After the seals: from here on the size stands.
+  // Checked after the seals: the size can no longer change.
   struct stat file {};
   if (fstat(descriptor, &file) != 0 || file.st_size <= 0 ||
       static_cast<std::uint64_t>(file.st_size) > VORLANE_FRAMES_MAXIMUM_BYTES) {

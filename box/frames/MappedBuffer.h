@@ -8,14 +8,14 @@
 
 namespace box {
 
-/// A writer's buffer, mapped for reading. What is in it can change at any time, its size cannot.
+/// A buffer of a writer, mapped for reading. Its contents can change at any time, its size cannot.
 ///
-/// Threads: any.
+/// Thread-safe.
 class MappedBuffer {
  public:
-  /// Takes nothing but memory that its maker has sealed against shrinking and growing, since
-  /// reading beyond the end of a file that has shrunk would kill the process. Null and a reason
-  /// otherwise. The descriptor stays the caller's.
+  /// Maps memory that is sealed against shrinking and growing: reading beyond the end of a shrunken
+  /// file would raise SIGBUS. Otherwise returns null and sets `reason`. The descriptor is not
+  /// owned.
   static std::shared_ptr<MappedBuffer> map(int descriptor, std::string& reason);
   ~MappedBuffer();
   MappedBuffer(const MappedBuffer&) = delete;
@@ -24,16 +24,16 @@ class MappedBuffer {
   const std::uint8_t* data() const { return _data; }
   std::size_t size() const { return _size; }
 
-  /// False when a picture is being read from it already.
-  bool take() { return !_taken.exchange(true); }
-  void giveBack() { _taken = false; }
+  /// Marks the buffer as in use. Returns false if it is in use already.
+  bool acquire() { return !_inUse.exchange(true); }
+  void release() { _inUse = false; }
 
  private:
   MappedBuffer(const std::uint8_t* data, std::size_t size) : _data(data), _size(size) {}
 
   const std::uint8_t* const _data;
   const std::size_t _size;
-  std::atomic<bool> _taken = false;
+  std::atomic<bool> _inUse = false;
 };
 
 }  // namespace box

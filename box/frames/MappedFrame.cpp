@@ -20,7 +20,7 @@ media::VideoFormat formatOf(std::uint32_t format) {
   }
 }
 
-/// Negative when unknown.
+/// Returns -1 if the time is unknown.
 double secondsFrom(std::int64_t nanoseconds) {
   return nanoseconds < 0 ? -1 : static_cast<double>(nanoseconds) / 1e9;
 }
@@ -53,8 +53,8 @@ MappedFrame::MappedFrame(const frames::FilmMessage& message, const frames::Pictu
 }
 
 MappedFrame::~MappedFrame() {
-  // Before the writer hears of it and may send the buffer again.
-  _buffer->giveBack();
+  // Before the release is sent: the writer may send the buffer again then.
+  _buffer->release();
   frames::AnswerMessage answer;
   answer.sequence = _sequence;
   answer.index = _index;

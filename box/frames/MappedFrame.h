@@ -12,10 +12,10 @@
 
 namespace box {
 
-/// A picture in a writer's buffer. Its end gives the buffer back and tells the writer.
+/// A frame in a writer's buffer. The destructor releases the buffer and notifies the writer.
 class MappedFrame final : public media::VideoFrame {
  public:
-  /// The planes lie inside the buffer.
+  /// The planes must lie inside the buffer.
   MappedFrame(const frames::FilmMessage& message, const frames::PictureShape& shape,
               std::shared_ptr<MappedBuffer> buffer, std::shared_ptr<AnswerSocket> answers);
   ~MappedFrame() override;

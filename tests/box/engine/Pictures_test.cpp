@@ -41,7 +41,7 @@ bool waitFor(int descriptor) {
   return poll(&input, 1, kPatience) == 1;
 }
 
-/// What a decoder leaves in the mailbox: NV12 with all bytes alike.
+/// A decoded NV12 frame in which all bytes are equal.
 struct Decoded : media::VideoFrame {
   Decoded(std::shared_ptr<frames::SharedBuffer> memory, std::uint8_t value, bool isShared = true)
       : _memory(std::move(memory)) {
@@ -59,7 +59,7 @@ struct Decoded : media::VideoFrame {
 
 std::shared_ptr<frames::SharedBuffer> makeBlock() { return frames::SharedBuffer::make(kBytes); }
 
-/// Both ends; the test says when each of them reads.
+/// A sender and a receiver without threads.
 class PicturesTest : public testing::Test {
  protected:
   PicturesTest() { connect(); }
@@ -81,7 +81,7 @@ class PicturesTest : public testing::Test {
     decoded->put(ticket, std::move(frame));
   }
   State receive() { return receiver->read(); }
-  /// The luma of what is shown; -1 when nothing is.
+  /// A luma byte of the shown picture, or -1 without a picture.
   int shownByte() const {
     const auto frame = shown->latest();
     return frame ? frame->planes[0].data[5] : -1;
@@ -98,7 +98,7 @@ class PicturesTest : public testing::Test {
   std::uint64_t ticket = decoded->open();
 };
 
-TEST_F(PicturesTest, ArriveAsTheyWereWithoutACopy) {
+TEST_F(PicturesTest, ArriveUnchangedWithoutACopy) {
   const auto memory = makeBlock();
   auto frame = std::make_shared<Decoded>(memory, 50);
   frame->pixelAspectNumerator = 64;
@@ -126,12 +126,12 @@ TEST_F(PicturesTest, ArriveAsTheyWereWithoutACopy) {
   EXPECT_EQ(times, std::vector<double>{1.25});
   EXPECT_EQ(askedFor, frame->subtitles->identity());
   EXPECT_EQ(arrived->subtitles, texts);
-  // The same memory: what is written at one end is read at the other.
+  // Both ends map the same memory.
   memory->data()[kBytes - 1] = 99;
   EXPECT_EQ(arrived->planes[1].data[kBytes - 1 - kWidth * kHeight], 99);
 }
 
-TEST_F(PicturesTest, AreHeldUntilTheyAreReleased) {
+TEST_F(PicturesTest, AreKeptUntilReleased) {
   std::weak_ptr<const media::VideoFrame> first;
   {
     const auto frame = std::make_shared<Decoded>(makeBlock(), 1);
@@ -142,12 +142,12 @@ TEST_F(PicturesTest, AreHeldUntilTheyAreReleased) {
   EXPECT_FALSE(first.expired());
   ASSERT_EQ(receive(), State::Open);
   EXPECT_EQ(shownByte(), 2);
-  EXPECT_FALSE(first.expired()) << "its release has not been read";
+  EXPECT_FALSE(first.expired()) << "its release has not been read yet";
   EXPECT_TRUE(sender->read());
   EXPECT_TRUE(first.expired());
 }
 
-TEST_F(PicturesTest, OfOtherMemoryAreCopiedOnce) {
+TEST_F(PicturesTest, InOtherMemoryAreCopiedOnce) {
   const auto memory = makeBlock();
   put(std::make_shared<Decoded>(memory, 10, false));
   sender->setEpoch(1);
@@ -161,12 +161,12 @@ TEST_F(PicturesTest, OfOtherMemoryAreCopiedOnce) {
     put(std::make_shared<Decoded>(memory, static_cast<std::uint8_t>(value), false));
     ASSERT_EQ(receive(), State::Open);
     EXPECT_EQ(shownByte(), value);
-    EXPECT_EQ(before->planes[0].data[5], old) << "the screen may still draw it";
+    EXPECT_EQ(before->planes[0].data[5], old) << "the screen may still be drawing it";
     EXPECT_TRUE(sender->read());
   }
 }
 
-TEST_F(PicturesTest, OnlyTheNewestIsSentToABoxThatIsSlow) {
+TEST_F(PicturesTest, AreSkippedIfTheReceiverIsSlow) {
   for (std::uint8_t value = 1; value <= 20; ++value)
     put(std::make_shared<Decoded>(makeBlock(), value));
   ASSERT_EQ(receive(), State::Open);
@@ -176,7 +176,7 @@ TEST_F(PicturesTest, OnlyTheNewestIsSentToABoxThatIsSlow) {
   EXPECT_EQ(shownByte(), 20);
 }
 
-TEST_F(PicturesTest, OfAnEarlierEpochAreReleasedUnseen) {
+TEST_F(PicturesTest, OfAnEarlierEpochAreDropped) {
   receiver->setMinimumEpoch(2);
   std::weak_ptr<const media::VideoFrame> held;
   {
@@ -187,13 +187,13 @@ TEST_F(PicturesTest, OfAnEarlierEpochAreReleasedUnseen) {
   ASSERT_EQ(receive(), State::Open);
   EXPECT_EQ(shownByte(), -1);
   EXPECT_TRUE(times.empty());
-  // The same picture, told anew.
+  // The same picture is sent again.
   sender->setEpoch(2);
   ASSERT_EQ(receive(), State::Open);
   EXPECT_EQ(shownByte(), 1);
   EXPECT_TRUE(sender->read());
 
-  // It stands while the box waits for a later epoch, and goes when that has none.
+  // It stays while the box waits for a later epoch, and is removed when that has no picture.
   receiver->setMinimumEpoch(3);
   put(std::make_shared<Decoded>(makeBlock(), 2));
   ASSERT_EQ(receive(), State::Open);
@@ -205,7 +205,7 @@ TEST_F(PicturesTest, OfAnEarlierEpochAreReleasedUnseen) {
   EXPECT_TRUE(sender->read());
   EXPECT_TRUE(held.expired());
 
-  // After the box itself has taken the picture away, the next load is shown again.
+  // After the box has removed the picture, the next load is shown again.
   ticket = decoded->open();
   put(std::make_shared<Decoded>(makeBlock(), 3));
   ASSERT_EQ(receive(), State::Open);
@@ -216,7 +216,7 @@ TEST_F(PicturesTest, OfAnEarlierEpochAreReleasedUnseen) {
   EXPECT_EQ(shownByte(), 3);
 }
 
-TEST_F(PicturesTest, StandUntilTheNextProcessHasOne) {
+TEST_F(PicturesTest, StayUntilTheNextProcessSendsOne) {
   put(std::make_shared<Decoded>(makeBlock(), 1));
   ASSERT_EQ(receive(), State::Open);
   std::vector<int> changes;
@@ -228,7 +228,7 @@ TEST_F(PicturesTest, StandUntilTheNextProcessHasOne) {
   connect();
   sender->setEpoch(2);
   ASSERT_EQ(receive(), State::Open);
-  EXPECT_EQ(shownByte(), 1) << "there is none yet";
+  EXPECT_EQ(shownByte(), 1) << "no new picture yet";
   ticket = decoded->open();
   put(std::make_shared<Decoded>(makeBlock(), 2));
   ASSERT_EQ(receive(), State::Open);
@@ -236,7 +236,7 @@ TEST_F(PicturesTest, StandUntilTheNextProcessHasOne) {
   shown->setWakeup(nullptr);
 }
 
-TEST_F(PicturesTest, MoreBuffersThanThereAreIndicesTakeTurns) {
+TEST_F(PicturesTest, ReuseBufferIndices) {
   std::vector<std::shared_ptr<frames::SharedBuffer>> memories;
   for (std::size_t count = 0; count < frames::kFilmBuffers + 10; ++count)
     memories.push_back(makeBlock());
@@ -250,7 +250,7 @@ TEST_F(PicturesTest, MoreBuffersThanThereAreIndicesTakeTurns) {
   }
 }
 
-TEST_F(PicturesTest, MemoryThatIsGoneIsUnmapped) {
+TEST_F(PicturesTest, AreUnmappedWhenTheirMemoryIsFreed) {
   const auto mappings = [] {
     std::ifstream file("/proc/self/maps");
     int count = 0;
@@ -273,14 +273,14 @@ TEST_F(PicturesTest, MemoryThatIsGoneIsUnmapped) {
   EXPECT_EQ(mappings(), 2) << "one at each end";
 }
 
-TEST_F(PicturesTest, CrossBetweenThreads) {
+TEST_F(PicturesTest, WorkBetweenThreads) {
   constexpr int kPictures = 250;
   std::thread process([&] {
     for (int number = 1; number <= kPictures; ++number) {
       put(std::make_shared<Decoded>(makeBlock(), static_cast<std::uint8_t>(number)));
       sender->read();
     }
-    // The newest is sent at last, when enough of the others have been released.
+    // The last picture is sent after enough others have been released.
     while (waitFor(sender->descriptor()) && sender->read()) {
     }
   });
@@ -292,8 +292,8 @@ TEST_F(PicturesTest, CrossBetweenThreads) {
   process.join();
 }
 
-/// What a media process sends that somebody has taken over.
-TEST_F(PicturesTest, HostileMessagesDoNoHarm) {
+/// Messages of a compromised media process.
+TEST_F(PicturesTest, FromACompromisedProcessAreRejected) {
   const auto picture = [](std::uint64_t sequence, std::uint32_t index = 0) {
     frames::FilmMessage message;
     static_cast<frames::FrameMessage&>(message) = pictureMessage(sequence, index);
@@ -320,23 +320,23 @@ TEST_F(PicturesTest, HostileMessagesDoNoHarm) {
   const Case cases[]{
       {"memory that can shrink", State::Broken,
        [&](RawWriter& to) { to.send(frames::encode(picture(1)), {shrinkable.get()}); }},
-      {"a buffer too many", State::Broken,
+      {"buffer index out of range", State::Broken,
        [&](RawWriter& to) { to.send(frames::encode(picture(1, 64)), {good}); }},
-      {"more memory than there may be", State::Broken,
+      {"memory limit exceeded", State::Broken,
        [&](RawWriter& to) {
          for (std::uint32_t index = 0; index < 17; ++index)
            to.send(frames::encode(picture(index + 1, index)), {large.get()});
        }},
-      {"the last buffer", State::Open,
+      {"last buffer index", State::Open,
        [&](RawWriter& to) { to.send(frames::encode(picture(1, 63)), {good}); }, 0},
-      {"a buffer that was given up", State::Broken,
+      {"buffer that was removed", State::Broken,
        [&](RawWriter& to) {
          to.send(frames::encode(picture(1)), {good});
          frames::FilmMessage next = picture(2);
          next.gone = 1;
          to.send(frames::encode(next));
        }},
-      {"a descriptor without a picture", State::Broken,
+      {"descriptor without a picture", State::Broken,
        [&](RawWriter& to) {
          frames::FilmMessage none = picture(1);
          none.kind = frames::FilmMessage::Kind::None;
@@ -344,25 +344,25 @@ TEST_F(PicturesTest, HostileMessagesDoNoHarm) {
        }},
       {"version 1", State::Broken,
        [&](RawWriter& to) { to.send(frames::encode(pictureMessage(1)), {good}); }},
-      {"a plane beyond the end", State::Open,
+      {"plane beyond the end", State::Open,
        refused([](auto& message) { message.layout.offsets[1] += 1; })},
       {"rows beyond the end", State::Open, refused([](auto& message) { message.height = 8192; })},
-      {"pixels without a width", State::Open,
+      {"invalid pixel aspect", State::Open,
        refused([](auto& message) { message.aspectNumerator = 0; })},
-      {"a rotation by 1", State::Open, refused([](auto& message) { message.rotation = 1; })},
+      {"rotation by 1", State::Open, refused([](auto& message) { message.rotation = 1; })},
   };
-  for (const Case& the : cases) {
-    SCOPED_TRACE(the.name);
+  for (const Case& testCase : cases) {
+    SCOPED_TRACE(testCase.name);
     shown->close();
     auto sockets = makeSockets();
     RawWriter writer(std::move(sockets[0]));
     PictureReceiver reader(std::move(sockets[1]), shown, {});
-    the.send(writer);
+    testCase.send(writer);
     State state = State::Open;
     for (int count = 0; count < 3 && state == State::Open; ++count) state = reader.read();
-    EXPECT_EQ(state, the.expected) << reader.reason();
-    if (the.expected == State::Open) {
-      EXPECT_EQ(shownByte(), the.byte);
+    EXPECT_EQ(state, testCase.expected) << reader.reason();
+    if (testCase.expected == State::Open) {
+      EXPECT_EQ(shownByte(), testCase.byte);
     }
   }
   EXPECT_GE(box.logCount("do not fit their buffer"), 4U);

@@ -22,7 +22,7 @@ using frames::AnswerMessage;
 using frames::FrameMessage;
 using State = FrameConnection::State;
 
-/// A connection without a thread: the test says when it reads.
+/// A connection without a thread: the test calls read().
 class FrameConnectionTest : public testing::Test {
  protected:
   FrameConnectionTest() {
@@ -41,7 +41,7 @@ class FrameConnectionTest : public testing::Test {
   const FileDescriptor memory = makeMemory(kPictureBytes);
 };
 
-TEST_F(FrameConnectionTest, PutsThePictureUpWithoutCopyingIt) {
+TEST_F(FrameConnectionTest, ShowsAFrameWithoutCopyingIt) {
   FrameMessage message = pictureMessage(1);
   message.pts = 1'500'000'000;
   message.flags = VORLANE_FRAMES_BT601 | VORLANE_FRAMES_FULL_RANGE;
@@ -58,20 +58,20 @@ TEST_F(FrameConnectionTest, PutsThePictureUpWithoutCopyingIt) {
   EXPECT_EQ(frame->planeCount, 2U);
   EXPECT_EQ(frame->planes[1].data - frame->planes[0].data, 64 * 36);
   EXPECT_EQ(frame->planes[1].rows, 18U);
-  // What is written afterwards is there too.
+  // The frame maps the memory, so later writes are visible.
   const std::uint8_t value = 99;
   ASSERT_EQ(pwrite(memory.get(), &value, 1, 64 * 36), 1);
   EXPECT_EQ(frame->planes[1].data[0], value);
 }
 
-TEST_F(FrameConnectionTest, GivesABufferBackWhenNobodyReadsItAnyMore) {
+TEST_F(FrameConnectionTest, ReleasesABufferAfterItsLastUse) {
   const FileDescriptor other = makeMemory(kPictureBytes);
   writer->send(pictureMessage(1, 0), {memory.get()});
   ASSERT_EQ(connection->read(), State::Open);
   auto drawn = mailbox->latest();
   writer->send(pictureMessage(2, 1), {other.get()});
   ASSERT_EQ(connection->read(), State::Open);
-  EXPECT_FALSE(writer->hasAnswer()) << "the screen still reads the first, and the second is newest";
+  EXPECT_FALSE(writer->hasAnswer()) << "the first is being drawn, the second is the latest";
 
   drawn->wasShown();
   drawn.reset();
@@ -83,7 +83,7 @@ TEST_F(FrameConnectionTest, GivesABufferBackWhenNobodyReadsItAnyMore) {
   EXPECT_EQ(first->outcome, static_cast<std::uint32_t>(VORLANE_FRAMES_SHOWN));
   EXPECT_GT(first->shownAt, 0);
 
-  // No descriptor any more: it is known.
+  // Without a descriptor: the buffer is mapped already.
   writer->send(pictureMessage(3, 0));
   ASSERT_EQ(connection->read(), State::Open);
   const auto second = writer->receive();
@@ -94,7 +94,7 @@ TEST_F(FrameConnectionTest, GivesABufferBackWhenNobodyReadsItAnyMore) {
   EXPECT_FALSE(writer->hasAnswer());
 }
 
-TEST_F(FrameConnectionTest, RefusesPicturesThatDoNotFitAndGoesOn) {
+TEST_F(FrameConnectionTest, RejectsFramesThatDoNotFit) {
   using Change = std::function<void(FrameMessage&)>;
   constexpr std::uint32_t kHuge = std::numeric_limits<std::uint32_t>::max();
   const Change changes[]{
@@ -118,10 +118,10 @@ TEST_F(FrameConnectionTest, RefusesPicturesThatDoNotFitAndGoesOn) {
     EXPECT_EQ(answer->outcome, static_cast<std::uint32_t>(VORLANE_FRAMES_REFUSED));
     EXPECT_EQ(mailbox->latest(), shown);
   }
-  EXPECT_EQ(box.logCount("do not fit their buffer"), 1U) << "told once";
+  EXPECT_EQ(box.logCount("do not fit their buffer"), 1U) << "logged once";
 }
 
-TEST_F(FrameConnectionTest, MemoryThatCouldShrinkIsNotTouched) {
+TEST_F(FrameConnectionTest, RejectsMemoryThatCanShrink) {
   const testing_support::TemporaryFolder folder;
   const FileDescriptor file(open((folder / "frames").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
   ASSERT_EQ(ftruncate(file.get(), kPictureBytes), 0);
@@ -144,11 +144,11 @@ TEST_F(FrameConnectionTest, MemoryThatCouldShrinkIsNotTouched) {
     EXPECT_NE(reader.reason().find("a buffer"), std::string::npos);
     EXPECT_FALSE(mailbox->latest());
   }
-  // Sealed memory keeps its size, so that a mapping of it is safe to read.
+  // Sealed memory cannot be truncated.
   EXPECT_EQ(ftruncate(memory.get(), 1), -1);
 }
 
-TEST_F(FrameConnectionTest, WhatCannotBeTrustedBreaksTheConnection) {
+TEST_F(FrameConnectionTest, InvalidMessagesEndTheConnection) {
   struct Case {
     const char* name;
     std::function<void(RawWriter&)> send;
@@ -172,45 +172,45 @@ TEST_F(FrameConnectionTest, WhatCannotBeTrustedBreaksTheConnection) {
        [&](RawWriter& to) {
          to.send(pictureMessage(1), {descriptor, descriptor, descriptor, descriptor, descriptor});
        }},
-      {"written while it is read",
+      {"buffer sent while in use",
        [&](RawWriter& to) {
          to.send(pictureMessage(1), {descriptor});
          to.send(pictureMessage(2));
        }},
-      {"twice the same",
+      {"repeated sequence number",
        [&](RawWriter& to) {
          to.send(pictureMessage(1), {descriptor});
          to.send(pictureMessage(1, 1), {descriptor});
        }},
   };
-  for (const Case& the : cases) {
+  for (const Case& testCase : cases) {
     int sockets[2];
     ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, sockets), 0);
     RawWriter other{FileDescriptor(sockets[0])};
     auto reader = std::make_unique<FrameConnection>(FileDescriptor(sockets[1]), mailbox);
     EXPECT_TRUE(other.receive());
-    the.send(other);
-    EXPECT_EQ(reader->read(), State::Broken) << the.name;
-    EXPECT_FALSE(reader->reason().empty()) << the.name;
+    testCase.send(other);
+    EXPECT_EQ(reader->read(), State::Broken) << testCase.name;
+    EXPECT_FALSE(reader->reason().empty()) << testCase.name;
     reader.reset();
-    EXPECT_FALSE(other.receive()) << the.name << ": the writer sees that it is over";
+    EXPECT_FALSE(other.receive()) << testCase.name << ": the writer is disconnected";
     mailbox->close();
   }
 }
 
-TEST_F(FrameConnectionTest, EndsWithItsWriter) {
+TEST_F(FrameConnectionTest, DetectsADisconnect) {
   writer->send(pictureMessage(1), {memory.get()});
   writer->close();
-  // What was sent before counts.
+  // Messages before the disconnect are read.
   EXPECT_EQ(connection->read(), State::ClosedByWriter);
   EXPECT_TRUE(mailbox->latest());
   connection.reset();
-  // Its answer has nowhere to go, and nobody minds.
+  // The release of the frame cannot be sent, which is ignored.
   mailbox->close();
   EXPECT_FALSE(mailbox->latest());
 }
 
-TEST_F(FrameConnectionTest, AWriterThatReadsNothingIsCutOff) {
+TEST_F(FrameConnectionTest, DisconnectsAWriterThatDoesNotRead) {
   FrameMessage wrong = pictureMessage(1);
   wrong.width = 9999;
   State state = State::Open;
@@ -222,10 +222,10 @@ TEST_F(FrameConnectionTest, AWriterThatReadsNothingIsCutOff) {
     writer->send(wrong);
   }
   EXPECT_EQ(state, State::Broken);
-  EXPECT_EQ(connection->reason(), "it does not read its releases");
+  EXPECT_EQ(connection->reason(), "the writer does not read its releases");
 }
 
-TEST_F(FrameConnectionTest, APictureOutlivesItsBuffersReplacement) {
+TEST_F(FrameConnectionTest, AFrameKeepsAReplacedBuffer) {
   writer->send(pictureMessage(1), {memory.get()});
   ASSERT_EQ(connection->read(), State::Open);
   auto shown = mailbox->latest();

@@ -23,7 +23,7 @@ namespace {
 
 constexpr int kPatience = 10'000;  // ms
 
-/// A layer with its thread; what it shows can be waited for.
+/// A layer with its thread. The test can wait for changes of the picture.
 class FrameSocketTest : public testing::Test {
  protected:
   FrameSocketTest() {
@@ -42,13 +42,13 @@ class FrameSocketTest : public testing::Test {
     layer.reset();
   }
 
-  /// Waits until the picture has changed `count` times since the beginning.
+  /// Waits until the picture has changed `count` times in total.
   bool changed(int count) {
     std::unique_lock lock(_mutex);
     return _condition.wait_for(lock, std::chrono::milliseconds(kPatience),
                                [&] { return _changes >= count; });
   }
-  /// A writer that was greeted. Null, and the result, when it was not.
+  /// Connects a writer and checks the result. Returns null on failure.
   vorlane_frames_writer* connect(int expected = VORLANE_FRAMES_OK) const {
     vorlane_frames_writer* writer = nullptr;
     EXPECT_EQ(vorlane_frames_connect(layer->path().c_str(), kPatience, &writer), expected);
@@ -67,7 +67,7 @@ class FrameSocketTest : public testing::Test {
   int _changes = 0;
 };
 
-TEST_F(FrameSocketTest, CarriesPicturesFromTheLibraryToTheScreen) {
+TEST_F(FrameSocketTest, ShowsFramesOfTheWriterLibrary) {
   vorlane_frames_writer* const writer = connect();
   ASSERT_EQ(vorlane_frames_configure(writer, VORLANE_FRAMES_BGRA, 33, 17, 3), VORLANE_FRAMES_OK);
   constexpr int kPictures = 50;
@@ -84,7 +84,7 @@ TEST_F(FrameSocketTest, CarriesPicturesFromTheLibraryToTheScreen) {
     EXPECT_EQ(frame->planes[0].data[16 * frame->planes[0].stride + 4 * 33 - 1], number);
     if (number % 2 == 0) frame->wasShown();
   }
-  // All but the newest have come back.
+  // Wait until all frames except the latest are released.
   for (auto count = vorlane_frames_count(writer); count.shown + count.skipped < kPictures - 1;
        count = vorlane_frames_count(writer)) {
     vorlane_frames_buffer buffer;
@@ -96,25 +96,25 @@ TEST_F(FrameSocketTest, CarriesPicturesFromTheLibraryToTheScreen) {
   EXPECT_EQ(count.skipped, 25U);
   vorlane_frames_close(writer);
   ASSERT_TRUE(changed(kPictures + 1));
-  EXPECT_FALSE(frames->latest()) << "its picture goes with the writer";
+  EXPECT_FALSE(frames->latest()) << "removed with its writer";
 }
 
-TEST_F(FrameSocketTest, TakesOneWriterAtATime) {
+TEST_F(FrameSocketTest, AcceptsOneWriterAtATime) {
   vorlane_frames_writer* const first = connect();
   for (int count = 0; count < 3; ++count) EXPECT_EQ(connect(VORLANE_FRAMES_BUSY), nullptr);
   EXPECT_EQ(box.logCount("second writer"), 1U);
-  EXPECT_EQ(vorlane_frames_process(first), VORLANE_FRAMES_OK) << "the first has noticed nothing";
+  EXPECT_EQ(vorlane_frames_process(first), VORLANE_FRAMES_OK) << "the first is not affected";
   vorlane_frames_close(first);
   vorlane_frames_close(connect());
 }
 
-TEST_F(FrameSocketTest, GoesOnAfterABrokenWriter) {
+TEST_F(FrameSocketTest, AcceptsAWriterAfterABrokenOne) {
   RawWriter broken = RawWriter::connect(layer->path());
   ASSERT_TRUE(broken.receive());
   const FileDescriptor unsealed = makeMemory(kPictureBytes, false);
   broken.send(pictureMessage(1), {unsealed.get()});
   EXPECT_FALSE(broken.receive());
-  EXPECT_EQ(box.logCount("closed the connection: a buffer that is not sealed"), 1U);
+  EXPECT_EQ(box.logCount("closed the connection: a buffer without size seals"), 1U);
 
   const FileDescriptor memory = makeMemory(kPictureBytes);
   RawWriter next = RawWriter::connect(layer->path());
@@ -124,7 +124,7 @@ TEST_F(FrameSocketTest, GoesOnAfterABrokenWriter) {
   EXPECT_TRUE(frames->latest());
 }
 
-TEST_F(FrameSocketTest, ClosedItIsFoundNoMoreAndKeepsItsPicture) {
+TEST_F(FrameSocketTest, CloseRemovesTheSocketAndKeepsThePicture) {
   const std::string path = layer->path();
   struct stat file {};
   ASSERT_EQ(stat((root + "/layers").c_str(), &file), 0);
@@ -139,7 +139,7 @@ TEST_F(FrameSocketTest, ClosedItIsFoundNoMoreAndKeepsItsPicture) {
   layer->close();
   EXPECT_NE(stat(path.c_str(), &file), 0);
   EXPECT_NE(stat((root + "/layers").c_str(), &file), 0);
-  EXPECT_FALSE(writer.receive()) << "cut off";
+  EXPECT_FALSE(writer.receive()) << "disconnected";
   EXPECT_TRUE(frames->latest());
   EXPECT_EQ(layer->path(), path);
 }
@@ -154,13 +154,13 @@ void openWithoutAThread() {
   std::_Exit(isRefused ? 0 : 1);
 }
 
-// Without the fixture: the process that runs the statement would leave the fixture's folder behind.
+// Without the fixture, because the child process would not remove the fixture's folder.
 TEST(FrameSocketThreadTest, FailsWithoutAThread) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(openWithoutAThread(), testing::ExitedWithCode(0), "");
 }
 
-TEST_F(FrameSocketTest, NeedsAFolderOfItsOwn) {
+TEST_F(FrameSocketTest, RequiresAPrivateFolder) {
   const std::string open = root + "/open";
   ASSERT_EQ(mkdir(open.c_str(), 0755), 0);
   const std::string linked = root + "/linked";
@@ -172,7 +172,7 @@ TEST_F(FrameSocketTest, NeedsAFolderOfItsOwn) {
     EXPECT_TRUE(error && error->localizedDescription) << folder;
     EXPECT_EQ(FrameSocket::open(folder, nullptr), nullptr);
   }
-  // Two layers live side by side.
+  // Two layers can share a folder.
   const auto other = FrameSocket::open(root + "/layers", nullptr);
   ASSERT_TRUE(other);
   EXPECT_NE(other->path(), layer->path());

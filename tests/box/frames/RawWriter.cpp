@@ -58,7 +58,7 @@ bool RawWriter::hasAnswer() const {
 
 std::optional<frames::AnswerMessage> RawWriter::receive() {
   pollfd input{_socket.get(), POLLIN, 0};
-  EXPECT_EQ(poll(&input, 1, kPatienceMilliseconds), 1) << "nothing came";
+  EXPECT_EQ(poll(&input, 1, kPatienceMilliseconds), 1) << "no message";
   std::array<std::uint8_t, 256> packet{};
   const ssize_t size = recv(_socket.get(), packet.data(), packet.size(), MSG_DONTWAIT);
   if (size <= 0) return std::nullopt;

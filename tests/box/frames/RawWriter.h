@@ -12,19 +12,19 @@
 
 namespace box::test {
 
-/// The other end of a layer's socket, which sends whatever a test wants.
+/// A writer that can send arbitrary packets.
 class RawWriter {
  public:
-  /// Over a socket of the test's.
+  /// Uses a socket of the test.
   explicit RawWriter(FileDescriptor socket) : _socket(std::move(socket)) {}
-  /// Connects; the greeting is still to be received.
+  /// Connects to a layer. The greeting is not read.
   static RawWriter connect(const std::string& path);
 
   void send(std::span<const std::uint8_t> packet, std::initializer_list<int> descriptors = {});
   void send(const frames::FrameMessage& message, std::initializer_list<int> descriptors = {});
-  /// The next answer. Waits, for 10 s at most; nothing when the connection is closed.
+  /// Returns the next answer, or nothing if the connection is closed. Waits up to 10 s.
   std::optional<frames::AnswerMessage> receive();
-  /// Whether an answer is there already.
+  /// Whether an answer is pending.
   bool hasAnswer() const;
   void close() { _socket.reset(); }
   int descriptor() const { return _socket.get(); }
@@ -33,10 +33,10 @@ class RawWriter {
   FileDescriptor _socket;
 };
 
-/// Memory to be shared, sealed against shrinking and growing unless told otherwise.
+/// Creates a memfd, by default sealed against shrinking and growing.
 FileDescriptor makeMemory(std::size_t bytes, bool sealed = true);
 
-/// A picture of 64 by 36 pixels that fits into kPictureBytes.
+/// Returns a message of 64 by 36 pixels that fits into kPictureBytes.
 frames::FrameMessage pictureMessage(std::uint64_t sequence, std::uint32_t index = 0);
 inline constexpr std::size_t kPictureBytes = 64 * 36 * 3 / 2;
 
