@@ -269,9 +269,9 @@ void RemoteEngine::_handle(const media::TextEvent& event) {
 }
 
 void RemoteEngine::_handle(const media::SoundEvent& event) {
-  const auto& tell =
+  const auto& callback =
       event.kind == media::SoundEvent::Kind::Interrupted ? _sound.interrupted : _sound.lost;
-  if (tell) tell();
+  if (callback) callback();
 }
 
 void RemoteEngine::_handle(const media::PlaybackEvent& event) {

@@ -16,8 +16,8 @@ namespace box {
 
 namespace {
 /// IN_ATTRIB: a server changes the mode of its new socket just before it listens.
-constexpr std::uint32_t kComing = IN_CREATE | IN_MOVED_TO | IN_ATTRIB;
-constexpr std::uint32_t kFolderGone = IN_DELETE_SELF | IN_MOVE_SELF;
+constexpr std::uint32_t kAppearance = IN_CREATE | IN_MOVED_TO | IN_ATTRIB;
+constexpr std::uint32_t kFolderRemoved = IN_DELETE_SELF | IN_MOVE_SELF;
 }  // namespace
 
 FileWatch::FileWatch(std::string path)
@@ -33,7 +33,8 @@ void FileWatch::_watchNearestFolder() {
   // Ends at the root, which is its own parent.
   while (_watch < 0 && awaited.has_parent_path() && awaited.parent_path() != awaited) {
     const auto folder = awaited.parent_path();
-    _watch = inotify_add_watch(_notify.get(), folder.c_str(), kComing | kFolderGone | IN_ONLYDIR);
+    _watch =
+        inotify_add_watch(_notify.get(), folder.c_str(), kAppearance | kFolderRemoved | IN_ONLYDIR);
     const int failure = _watch < 0 ? errno : 0;
     _awaited = awaited.filename();
     // `awaited` may have been created before its parent was watched. Then start again.
@@ -51,7 +52,7 @@ void FileWatch::_watchNearestFolder() {
 
 bool FileWatch::take() {
   alignas(inotify_event) std::array<char, 4096> buffer{};
-  bool somethingCame = false;
+  bool appeared = false;
   for (;;) {
     const ssize_t count = read(_notify.get(), buffer.data(), buffer.size());
     if (count <= 0) break;
@@ -60,16 +61,16 @@ bool FileWatch::take() {
       std::memcpy(&event, at, sizeof event);
       const char* const name = at + sizeof event;
       // Ignore late events of folders that are no longer watched.
-      const bool counts = event.wd == _watch || (event.mask & IN_Q_OVERFLOW) != 0;
-      if (counts && ((event.mask & (kFolderGone | IN_Q_OVERFLOW)) != 0 ||
-                     (event.len > 0 && _awaited == name))) {
-        somethingCame = true;
+      const bool isRelevant = event.wd == _watch || (event.mask & IN_Q_OVERFLOW) != 0;
+      if (isRelevant && ((event.mask & (kFolderRemoved | IN_Q_OVERFLOW)) != 0 ||
+                         (event.len > 0 && _awaited == name))) {
+        appeared = true;
       }
       at += sizeof event + event.len;
     }
   }
-  if (somethingCame) _watchNearestFolder();
-  return somethingCame;
+  if (appeared) _watchNearestFolder();
+  return appeared;
 }
 
 }  // namespace box

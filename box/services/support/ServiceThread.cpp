@@ -86,7 +86,7 @@ void ServiceThread::stop() {
 
 platform::Token ServiceThread::add(Source& source) {
   _poll->add(source);
-  return platform::Token([poll = _poll, gone = &source] { poll->remove(*gone); });
+  return platform::Token([poll = _poll, removed = &source] { poll->remove(*removed); });
 }
 
 }  // namespace box

@@ -21,10 +21,10 @@ int networkPipe[2];
 class PipeWatch final : public box::NetworkWatch {
  public:
   ~PipeWatch() override { stop(); }
-  void start(std::function<void(bool)> tell) override {
-    _thread = std::thread([tell = std::move(tell)] {
-      char answer = 0;
-      while (read(networkPipe[0], &answer, 1) == 1 && answer != 'e') tell(answer == '1');
+  void start(std::function<void(bool)> onChange) override {
+    _thread = std::thread([onChange = std::move(onChange)] {
+      char state = 0;
+      while (read(networkPipe[0], &state, 1) == 1 && state != 'e') onChange(state == '1');
     });
   }
   void stop() override {

@@ -156,9 +156,9 @@ TEST_F(Sessions, CanStartWhileAPresentationOpensOrCloses) {
   ASSERT_TRUE(process->waitForLine("mediaViewControllerDidDismiss:", stopped));
 }
 
-class WholeRun : public SystemTest {};
+class RealProgram : public SystemTest {};
 
-TEST_F(WholeRun, ExitsDuringPlayback) {
+TEST_F(RealProgram, ExitsDuringPlayback) {
   launch();
   expectToPlay(1);
   end();
@@ -187,7 +187,7 @@ std::vector<std::string> plainLines(const std::string& log) {
   return lines;
 }
 
-TEST_F(WholeRun, WritesTheExpectedLogLines) {
+TEST_F(RealProgram, WritesTheExpectedLogLines) {
   launch();
   const std::string url = clip();
   ASSERT_EQ(startVideo(url, 7, {{"uuid", "good"}}).status, 0);

@@ -193,7 +193,7 @@ std::vector<Scene> gallery(const char* language) {
     if (y % 50 < 34 && x % 25 < 20 && (x + 125 * (y / 50)) % 200 < 160)
       drawn.images[0].pixels[i] = 0xFFFFE060;
   }
-  const auto wished = media::subtitleStylesOf(Array{Dictionary{
+  const auto customStyles = media::subtitleStylesOf(Array{Dictionary{
       {"foregroundColor", "yellow"}, {"backgroundColor", "#101040"}, {"relativeSize", 120}}});
   Scene belowBar = withTexts(356, {plain});
   belowBar.nodes.push_back(node(kScreenBounds, bar(TransportState::Playing, 2400)));
@@ -241,7 +241,7 @@ std::vector<Scene> gallery(const char* language) {
 
       withTexts(800, {plain}),
       withTexts(356, {marked, above}),
-      withTexts(356, {plain}, wished),
+      withTexts(356, {plain}, customStyles),
 
       withTexts(356, {drawn}),
       std::move(belowBar),

@@ -63,15 +63,15 @@ TEST_F(MessageBus, CarriesCallsAndEvents) {
   EXPECT_EQ(status, 0);
   sd_bus_message_unref(reply);
 
-  bool heardEvent = false;
+  bool receivedEvent = false;
   const auto receive = [](sd_bus_message*, void* flag, sd_bus_error*) {
     *static_cast<bool*>(flag) = true;
     return 0;
   };
   sd_bus_match_signal(caller, nullptr, nullptr, Client::kPath, "quorin.tvvorlane.Receiver1",
-                      "Event", receive, &heardEvent);
+                      "Event", receive, &receivedEvent);
   post("event");
-  while (!heardEvent) {
+  while (!receivedEvent) {
     if (sd_bus_process(caller, nullptr) != 0) continue;
     ASSERT_GT(sd_bus_wait(caller, 1000ULL * testing_dbus::kPatienceMilliseconds), 0);
   }

@@ -140,17 +140,17 @@ TEST_F(Peers, AreDisconnectedWhenAuthenticationTimesOut) {
 TEST_F(Peers, MayDisconnectDuringACall) {
   openServer();
   std::promise<void> begun;
-  std::promise<void> gone;
+  std::promise<void> disconnected;
   delegate->whileCalled = [&] {
     begun.set_value();
-    gone.get_future().wait();
+    disconnected.get_future().wait();
   };
   auto dying = client();
   dying->send("GetProperty", [](sd_bus_message* m) { sd_bus_message_append(m, "sav", "x", 0); });
   begun.get_future().wait();
   dying.reset();
   delegate->whileCalled = nullptr;
-  gone.set_value();
+  disconnected.set_value();
   EXPECT_EQ(client()->getProperty("x").error, "");
   EXPECT_EQ(delegate->calls().size(), 2U);
 }

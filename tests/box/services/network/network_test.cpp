@@ -38,12 +38,12 @@ TEST(InternetAvailability, RequiresInternetConnectivity) {
 /// Reports the states that a test sets, on the calling thread.
 class ScriptedWatch final : public box::NetworkWatch {
  public:
-  explicit ScriptedWatch(std::function<void(bool)>& report) : _tell(report) {}
-  void start(std::function<void(bool)> report) override { _tell = std::move(report); }
+  explicit ScriptedWatch(std::function<void(bool)>& report) : _report(report) {}
+  void start(std::function<void(bool)> report) override { _report = std::move(report); }
   void stop() override {}
 
  private:
-  std::function<void(bool)>& _tell;
+  std::function<void(bool)>& _report;
 };
 
 TEST(Network, PostsEachChangeOnTheMainThread) {
