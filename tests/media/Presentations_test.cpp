@@ -242,7 +242,8 @@ TEST_P(ClosedPresentations, PlayToTheEnd) {
   EXPECT_NEAR(duration, row.duration, 0.2);
   EXPECT_NEAR(harness.engine().position(), duration, 0.15);
   if (row.hasPicture) {
-    EXPECT_NEAR(picture, row.lastPicture < 0 ? row.duration : row.lastPicture, 0.3);
+    // A busy machine may drop the last pictures. A segment is a second long.
+    EXPECT_NEAR(picture, row.lastPicture < 0 ? row.duration : row.lastPicture, 0.6);
   }
   if (row.texts > 0 && row.readsText) {
     EXPECT_TRUE(texts.contains("Ende"));

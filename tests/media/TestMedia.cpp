@@ -6,6 +6,7 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <map>
 #include <set>
 #include <stdexcept>
 #include <system_error>
@@ -208,12 +209,15 @@ void TestMedia::_make(const std::string& command) const {
     fs::copy(kept, _folder, fs::copy_options::recursive | fs::copy_options::overwrite_existing);
     return;
   }
-  const std::set<fs::path> before{fs::directory_iterator(_folder), {}};
+  std::map<fs::path, fs::file_time_type> before;
+  for (const auto& each : fs::directory_iterator(_folder))
+    before[each.path()] = each.last_write_time();
   run(command);
   const fs::path unfinished = kept.string() + "." + std::to_string(getpid());
   fs::create_directories(unfinished);
   for (const auto& each : fs::directory_iterator(_folder))
-    if (!before.contains(each.path()))
+    // ffmpeg names the initialization segments of all playlists init.mp4.
+    if (!before.contains(each.path()) || before[each.path()] != each.last_write_time())
       fs::copy(each.path(), unfinished / each.path().filename(), fs::copy_options::recursive);
   // Another test may have been faster.
   std::error_code exists;
