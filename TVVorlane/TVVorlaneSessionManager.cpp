@@ -250,7 +250,7 @@ std::string TVVorlaneSessionManager::_handleForegroundUpdate() {
   }
   if (_mediaViewController->isPresentationEnding()) {
     // The host is ending the presentation, and the active session was not shown in it. The session
-    // and its pending completion wait for the next presentation; see docs/architecture.md.
+    // and its pending completion wait for the next presentation; see docs/decisions/behaviour.md.
     _clearSlots();
     return std::string(kMovingToBackground);
   }
