@@ -48,6 +48,7 @@ MediaProcesses::Setup processSetup(const Options& options, const Device& device)
   setup.options.usesSandbox = options.sandbox;
   setup.options.readable = options.sandboxReadable;
   setup.options.writable = options.sandboxWritable;
+  setup.options.pipelineDumpFolder = options.pipelineDumpFolder;
   return setup;
 }
 

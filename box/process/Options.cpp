@@ -2,6 +2,7 @@
 
 #include <charconv>
 #include <cstdlib>
+#include <filesystem>
 #include <functional>
 
 #include "box/screen/drawing/Theme.h"
@@ -97,6 +98,12 @@ bool readSandboxPath(std::string_view text, Options& options) {
   return text.starts_with('/');
 }
 
+bool readDumpFolder(std::string_view text, Options& options) {
+  if (text.empty()) return false;
+  options.pipelineDumpFolder = std::filesystem::absolute(text).string();
+  return true;
+}
+
 bool readTextSize(std::string_view text, Options& options) {
   double& size = options.screen.access.textSize;
   const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), size);
@@ -124,6 +131,7 @@ constexpr Option kOptions[] = {
     {"--text-size", true, readTextSize},
     {"--sandbox-read", true, readSandboxPath<&Options::sandboxReadable>},
     {"--sandbox-write", true, readSandboxPath<&Options::sandboxWritable>},
+    {"--dump-pipeline", true, readDumpFolder},
     {"--no-sandbox", false,
      [](std::string_view, Options& options) {
        options.sandbox = false;
@@ -222,6 +230,9 @@ std::string_view usage() {
          "                           use its device controls and connect to its sockets;\n"
          "                           repeatable\n"
          "  --no-sandbox             run media processes without a sandbox, for debugging\n"
+         "  --dump-pipeline FOLDER   write a dot file of the GStreamer pipeline when an item is "
+         "ready\n"
+         "                           or fails, for debugging\n"
          "  --log-level N            log level of all components: 3 errors, 4 warnings, 5 notices\n"
          "  --log-component NAME[=N] log level of one component; default 5; repeatable\n"
          "  --version                print the version and exit\n"

@@ -34,6 +34,8 @@ struct Options {
   bool sandbox = true;
   std::vector<std::string> sandboxReadable;
   std::vector<std::string> sandboxWritable;
+  /// Media processes write dot files of their pipelines there. Empty: they write none.
+  std::string pipelineDumpFolder;
   std::optional<int> logLevel;
   std::vector<std::pair<std::string, int>> logComponents;
   /// The tag as given, such as `pt-BR`.

@@ -43,6 +43,8 @@ bool readOption(std::string_view name, std::string_view value, ProcessOptions& o
     options.readable.emplace_back(value);
   } else if (name == "--sandbox-write") {
     options.writable.emplace_back(value);
+  } else if (name == "--dump-pipeline") {
+    options.pipelineDumpFolder = value;
   } else {
     return false;
   }
@@ -80,6 +82,7 @@ std::vector<std::string> argumentsOf(const ProcessOptions& options) {
   if (!options.logsVersions) arguments.emplace_back("--no-version-log");
   for (const std::string& each : options.readable) add("--sandbox-read", each);
   for (const std::string& each : options.writable) add("--sandbox-write", each);
+  if (!options.pipelineDumpFolder.empty()) add("--dump-pipeline", options.pipelineDumpFolder);
   return arguments;
 }
 

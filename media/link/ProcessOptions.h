@@ -25,6 +25,7 @@ struct ProcessOptions {
   bool logsVersions = true;
   std::vector<std::string> readable;  ///< in addition to the sandbox's own list
   std::vector<std::string> writable;
+  std::string pipelineDumpFolder;  ///< for dot files; empty: none are written
 };
 
 /// Parses the arguments that argumentsOf() makes, without the program name. On an error it returns

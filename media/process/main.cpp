@@ -2,9 +2,11 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -16,6 +18,7 @@
 #include "media/link/ProcessOptions.h"
 #include "media/process/EngineServer.h"
 #include "media/sandbox/Sandbox.h"
+#include "media/support/PipelineDump.h"
 #include "platform/foundation/log/TVSLogger.h"
 #include "platform/foundation/queues/Queue.h"
 #include "platform/foundation/queues/WorkerThreads.h"
@@ -41,6 +44,25 @@ void setUpLog(const ProcessOptions& options) {
   if (options.logLevel) TVSLogger::setLevel(*options.logLevel);
   for (const auto& [component, level] : options.logComponents)
     TVSLogger::setLevel(component, level);
+}
+
+media::SandboxOptions sandboxOptions(const ProcessOptions& options) {
+  media::SandboxOptions sandbox{.cacheFolder = options.cacheFolder,
+                                .allowFileURLs = options.allowFileURLs,
+                                .readable = options.readable,
+                                .writable = options.writable};
+  if (!options.pipelineDumpFolder.empty()) sandbox.writable.push_back(options.pipelineDumpFolder);
+  return sandbox;
+}
+
+/// Has to be called before GStreamer is initialized and before the sandbox is entered.
+void setUpPipelineDumps(const std::string& folder) {
+  if (folder.empty()) return;
+  std::error_code error;
+  std::filesystem::create_directories(folder, error);
+  if (error)
+    TVSLogWarning(TVSSystemLog, "Pipelines are not dumped to %@: %@", folder, error.message());
+  setenv(media::kPipelineDumpVariable, folder.c_str(), 1);
 }
 
 int run(const ProcessOptions& options, std::unique_ptr<media::Sandbox> sandbox) {
@@ -99,12 +121,7 @@ int main(int argc, char** argv) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   // It copies the process, so this comes before everything that takes memory.
   std::unique_ptr<media::Sandbox> sandbox;
-  if (options->usesSandbox)
-    sandbox = std::make_unique<media::Sandbox>(
-        media::SandboxOptions{.cacheFolder = options->cacheFolder,
-                              .allowFileURLs = options->allowFileURLs,
-                              .readable = options->readable,
-                              .writable = options->writable});
+  if (options->usesSandbox) sandbox = std::make_unique<media::Sandbox>(sandboxOptions(*options));
   startup::limitMallocArenas();
   startup::installDeathReport(startup::isStderrJournal());
   std::signal(SIGPIPE, SIG_IGN);
@@ -113,5 +130,6 @@ int main(int argc, char** argv) {
   std::signal(SIGTERM, SIG_IGN);
   std::signal(SIGINT, SIG_IGN);
   setUpLog(*options);
+  setUpPipelineDumps(options->pipelineDumpFolder);
   return run(*options, std::move(sandbox));
 }

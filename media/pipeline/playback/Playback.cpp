@@ -3,6 +3,7 @@
 #include <initializer_list>
 #include <utility>
 
+#include "media/support/PipelineDump.h"
 #include "media/workarounds/UrisourcebinTypefindDeadlock.h"
 
 namespace media {
@@ -185,6 +186,7 @@ void Playback::_becomeReady() {
   _facts.refresh();
   if (!_state.timeRuns && !_state.seeking) _load.position.hold(position);
   _load.statistics.noteReady();
+  dumpPipeline(_elements.player.get(), "ready");
   _announcements.ready();
 }
 
@@ -195,6 +197,7 @@ void Playback::_finishSeek() {
 
 void Playback::_fail(platform::Error error) {
   if (std::exchange(_state.failed, true)) return;
+  dumpPipeline(_elements.player.get(), "failed");
   _silence.clearAll();
   _buffering.stop();
   _scrubbing.cancelStep();

@@ -2,11 +2,14 @@
 
 #include <chrono>
 #include <csignal>
+#include <filesystem>
 #include <memory>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "platform/foundation/queues/WorkerThreads.h"
 #include "tests/box/engine/EngineProcesses.h"
@@ -43,6 +46,29 @@ class RemoteEngineTest : public ::testing::Test {
   std::unique_ptr<EngineHarness> harness;
   EngineWithProcesses* engine = nullptr;
 };
+
+TEST_F(RemoteEngineTest, PipelinesAreDumpedWhenAnItemIsReadyAndWhenItFails) {
+  const std::filesystem::path folder =
+      std::filesystem::path(::testing::TempDir()) / ("dumps-" + std::to_string(getpid()));
+  const auto dumps = [&](const std::string& moment) {
+    int count = 0;
+    std::error_code error;
+    for (const auto& file : std::filesystem::directory_iterator(folder, error))
+      count += file.path().string().ends_with("-" + moment + ".dot") ? 1 : 0;
+    return count;
+  };
+  auto setup = processesForTests();
+  setup.options.pipelineDumpFolder = folder;
+  make(setup);
+  load("clip.mp4");
+  ASSERT_TRUE(harness->untilTold("ready"));
+  EXPECT_EQ(dumps("ready"), 1);
+  EXPECT_EQ(dumps("failed"), 0);
+  load("text.mp4");
+  ASSERT_TRUE(harness->untilTold("fail"));
+  EXPECT_EQ(dumps("failed"), 1);
+  std::filesystem::remove_all(folder);
+}
 
 TEST_F(RemoteEngineTest, ContinuesAtTheSamePositionInANewProcess) {
   make();

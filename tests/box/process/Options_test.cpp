@@ -50,6 +50,7 @@ TEST(Options, AreParsed) {
                                           "--sandbox-read",
                                           "/b",
                                           "--sandbox-write=/dev/c",
+                                          "--dump-pipeline=/d",
                                           "--no-sandbox"},
                                          nullptr);
   ASSERT_TRUE(options);
@@ -68,6 +69,7 @@ TEST(Options, AreParsed) {
   EXPECT_FALSE(options->sandbox);
   EXPECT_THAT(options->sandboxReadable, ElementsAre("/a", "/b"));
   EXPECT_THAT(options->sandboxWritable, ElementsAre("/dev/c"));
+  EXPECT_EQ(options->pipelineDumpFolder, "/d");
 }
 
 TEST(Options, LastOneWins) {
