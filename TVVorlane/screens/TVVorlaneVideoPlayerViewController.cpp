@@ -13,7 +13,7 @@ platform::PlayerTexts localizedTexts() {
   const auto text = [](const char* key) { return TVVorlaneLocalizedString(key); };
   return {.live = text("TVVorlanePlayerLive"),
           .goToLive = text("TVVorlanePlayerGoToLive"),
-          .sound = text("TVVorlanePlayerSound"),
+          .audio = text("TVVorlanePlayerSound"),
           .subtitles = text("TVVorlanePlayerSubtitles"),
           .off = text("TVVorlanePlayerOff"),
           .unknownLanguage = text("TVVorlanePlayerUnknownLanguage"),

@@ -198,11 +198,11 @@ class Bench final : private platform::MediaEngineObserver {
   }
 
   /// Returns milliseconds. A failure sets `reason`, or ends this process if `reason` is null.
-  double timed(const std::function<void()>& begin, const std::function<bool()>& isSo,
+  double timed(const std::function<void()>& begin, const std::function<bool()>& condition,
                std::string* reason = nullptr) {
     const auto began = _clock.now();
     begin();
-    while (!isSo()) {
+    while (!condition()) {
       if (_error.empty() && _clock.now() - began > kLimit) _error = "timeout";
       if (!_error.empty()) {
         if (!reason) fail(_error);

@@ -78,6 +78,19 @@ std::shared_ptr<const platform::Scene> sceneOf(const Film& film,
   return scene;
 }
 
+/// `times` are in refreshes.
+void print(std::vector<double> times, const box::JudderStatistics& judder) {
+  std::sort(times.begin(), times.end());
+  const auto at = [&](double share) {
+    return times[static_cast<std::size_t>(share * static_cast<double>(times.size() - 1))];
+  };
+  std::printf("press to picture, refreshes: median %.2f, 99 %% within %.2f, longest %.2f\n",
+              at(0.5), at(0.99), at(1));
+  std::printf("judder of the film meanwhile: average %.2f ms, 99 %% within %.2f ms, %llu dropped\n",
+              judder.averageMilliseconds, judder.percentile99Milliseconds,
+              static_cast<unsigned long long>(judder.dropped));
+}
+
 }  // namespace
 
 bool timePresses(int count) {
@@ -128,16 +141,7 @@ bool timePresses(int count) {
                                              began.time_since_epoch());
     taken.push_back(wait / std::chrono::duration<double>(kPicture));
   }
-  std::sort(taken.begin(), taken.end());
-  const auto at = [&](double share) {
-    return taken[static_cast<std::size_t>(share * static_cast<double>(taken.size() - 1))];
-  };
-  std::printf("press to picture, refreshes: median %.2f, 99 %% within %.2f, longest %.2f\n",
-              at(0.5), at(0.99), at(1));
-  const box::JudderStatistics judder = screen.statistics().judder;
-  std::printf("judder of the film meanwhile: average %.2f ms, 99 %% within %.2f ms, %llu dropped\n",
-              judder.averageMilliseconds, judder.percentile99Milliseconds,
-              static_cast<unsigned long long>(judder.dropped));
+  print(std::move(taken), screen.statistics().judder);
   return true;
 }
 

@@ -23,11 +23,11 @@ const Value& Array::operator[](std::size_t index) const {
 const Value* Array::begin() const { return _storage ? _storage->data() : nullptr; }
 const Value* Array::end() const { return _storage ? _storage->data() + _storage->size() : nullptr; }
 
-void Array::append(Value value) { _own().push_back(std::move(value)); }
+void Array::append(Value value) { _mutableStorage().push_back(std::move(value)); }
 
 void Array::set(std::size_t index, Value value) {
   TVS_ASSERT(index < size());
-  _own()[index] = std::move(value);
+  _mutableStorage()[index] = std::move(value);
 }
 
 std::string Array::description() const {
@@ -44,6 +44,6 @@ bool operator==(const Array& a, const Array& b) {
   return true;
 }
 
-std::vector<Value>& Array::_own() { return ownedStorage(_storage); }
+std::vector<Value>& Array::_mutableStorage() { return ownedStorage(_storage); }
 
 }  // namespace platform

@@ -131,7 +131,7 @@ void Dictionary::set(std::string_view key, Value value) {
     remove(key);
     return;
   }
-  Storage& storage = _own();
+  Storage& storage = _mutableStorage();
   const std::size_t position = storage.find(key);
   if (position == Storage::kNotFound) {
     storage.append(key, std::move(value));
@@ -142,7 +142,7 @@ void Dictionary::set(std::string_view key, Value value) {
 
 void Dictionary::remove(std::string_view key) {
   if (!contains(key)) return;
-  Storage& storage = _own();
+  Storage& storage = _mutableStorage();
   storage.erase(storage.find(key));
 }
 
@@ -166,6 +166,6 @@ bool operator==(const Dictionary& a, const Dictionary& b) {
          });
 }
 
-Dictionary::Storage& Dictionary::_own() { return ownedStorage(_storage); }
+Dictionary::Storage& Dictionary::_mutableStorage() { return ownedStorage(_storage); }
 
 }  // namespace platform

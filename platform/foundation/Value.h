@@ -85,7 +85,7 @@ class Array {
   friend bool operator==(const Array& a, const Array& b);
 
  private:
-  std::vector<Value>& _own();
+  std::vector<Value>& _mutableStorage();
   std::shared_ptr<std::vector<Value>> _storage;  // null while empty
 };
 
@@ -131,7 +131,7 @@ class Dictionary {
 
  private:
   struct Storage;
-  Storage& _own();
+  Storage& _mutableStorage();
   std::shared_ptr<Storage> _storage;  // null while empty
 };
 

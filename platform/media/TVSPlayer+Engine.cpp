@@ -68,7 +68,7 @@ void TVSPlayer::engineDidReachEnd(std::uint64_t generation) {
     if (_target.scanRate && _phase == Phase::Playing && _engineRate < 0) {
       // Rewind has reached the beginning: continue with normal playback.
       _target.scanRate.reset();
-      _runEngine();
+      _playAtTargetRate();
       return;
     }
     _phase = Phase::Ended;

@@ -35,7 +35,7 @@ void TVSPlayer::play() {
   }
   _target = {true, std::nullopt};
   if (_isLoaded()) {
-    _runEngine();
+    _playAtTargetRate();
     if (_phase == Phase::Loading) _notifyRemotes();
   } else {
     _restart();
@@ -64,7 +64,7 @@ void TVSPlayer::scanAtRate(double rate) {
   }
   _target.playing = true;
   _target.scanRate = rate == 0 || rate == 1 ? std::nullopt : std::optional(rate);
-  _runEngine();
+  _playAtTargetRate();
 }
 
 void TVSPlayer::changeMediaInDirection(TVSMediaDirection direction) {
@@ -107,7 +107,7 @@ void TVSPlayer::invalidate() {
   _updateRemoteCommands();
 }
 
-void TVSPlayer::_runEngine() { _engine->play(_target.scanRate.value_or(_settings.rate)); }
+void TVSPlayer::_playAtTargetRate() { _engine->play(_target.scanRate.value_or(_settings.rate)); }
 
 void TVSPlayer::_releaseEngine() {
   _engine->setObserver(nullptr);
@@ -134,7 +134,7 @@ void TVSPlayer::setElapsedTime(double seconds) {
   if (!_isReady()) _start = {.seconds = seconds, .fraction = {}, .date = {}};
   if (!_isLoaded()) return;
   _engine->seek(seconds);
-  if (_phase == Phase::Ended && _target.playing) _runEngine();
+  if (_phase == Phase::Ended && _target.playing) _playAtTargetRate();
 }
 
 void TVSPlayer::setStartPosition(double fraction) {
@@ -159,7 +159,7 @@ void TVSPlayer::setPlaybackDate(platform::Date date) {
   if (!_isReady()) _start.date = date;
   if (!_isLoaded()) return;
   _engine->seekToDate(date);
-  if (_phase == Phase::Ended && _target.playing) _runEngine();
+  if (_phase == Phase::Ended && _target.playing) _playAtTargetRate();
 }
 
 double TVSPlayer::rate() const { return _phase == Phase::Playing ? _engineRate : 0; }
@@ -167,7 +167,8 @@ double TVSPlayer::rate() const { return _phase == Phase::Playing ? _engineRate :
 void TVSPlayer::setRateUsedForPlayback(double rate) {
   if (!std::isfinite(rate) || rate == 0) return;
   _settings.rate = std::clamp(rate, -kRateLimit, kRateLimit);
-  if (_isLoaded() && _phase != Phase::Ended && _target.playing && !_target.scanRate) _runEngine();
+  if (_isLoaded() && _phase != Phase::Ended && _target.playing && !_target.scanRate)
+    _playAtTargetRate();
 }
 
 void TVSPlayer::setMuted(bool muted) {

@@ -238,7 +238,7 @@ class TVSPlayer : public platform::Object,
   void _playlistDidChange(const TVSPlaylist::Change& change);
   void _recordFailure(const platform::Error& error);
   /// Plays at the scan rate, if there is one, or at the rate used for playback.
-  void _runEngine();
+  void _playAtTargetRate();
   bool _delegateAllowsSeek(double seconds, const std::optional<platform::Date>& date);
   void _releaseEngine();
 

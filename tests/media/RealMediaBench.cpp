@@ -87,22 +87,22 @@ class RealMediaBench final : public PlayerBench {
   }
 
   void turn() override { _box.mainQueue().runDue(); }
-  bool until(const std::function<bool()>& isSo) override {
+  bool until(const std::function<bool()>& condition) override {
     const auto limit = _box.realClock().now() + kBound;
-    bool so = isSo();
+    bool so = condition();
     while (!so && _box.realClock().now() < limit) {
       if (!_box.mainQueue().runDue()) _box.mainQueue().waitForWork(limit);
-      so = isSo();
+      so = condition();
     }
     return so;
   }
-  void exhaust() override {
+  void waitForIdle() override {
     platform::WorkerThreads::waitForAll(kBound);
     turn();
   }
   std::size_t engines() override { return _box.engines(); }
   sim::NowPlayingService& nowPlaying() override { return _box.nowPlaying(); }
-  bool timeIsFree() const override { return false; }
+  bool hasVirtualTime() const override { return false; }
 
  private:
   /// The key of tests/support/make_encrypted_media.

@@ -42,15 +42,15 @@ class PlayerBench {
 
   /// Runs the due tasks and timers.
   virtual void turn() = 0;
-  /// Waits until `isSo` returns true: at most a minute in virtual time, and a generous limit in
-  /// real time. Returns whether it did.
-  virtual bool until(const std::function<bool()>& isSo) = 0;
+  /// Waits until `condition` returns true: at most a minute in virtual time, and a generous limit
+  /// in real time. Returns whether it did.
+  virtual bool until(const std::function<bool()>& condition) = 0;
   /// Waits until all operations have finished. Nothing may be playing.
-  virtual void exhaust() = 0;
+  virtual void waitForIdle() = 0;
 
   /// The number of engines that exist.
   virtual std::size_t engines() = 0;
   virtual sim::NowPlayingService& nowPlaying() = 0;
   /// True in virtual time. Otherwise tests with many similar cases run only some of them.
-  virtual bool timeIsFree() const = 0;
+  virtual bool hasVirtualTime() const = 0;
 };

@@ -11,38 +11,38 @@ using State = TVSPlaybackState;
 
 TEST_F(TVSPlayerTest, ElapsedTimeTimerRunsOnlyDuringPlaybackWithObservers) {
   beginAndPlay({"long"});
-  std::vector<double> told;
+  std::vector<double> calls;
   std::optional<bool> scans;
   auto token = player->addElapsedTimeObserver(
       [&](double elapsed, const auto&, double duration, bool scanning) {
         EXPECT_THAT(duration, near(20));
-        told.push_back(elapsed);
+        calls.push_back(elapsed);
         scans = scanning;
       });
-  ASSERT_TRUE(until([&] { return told.size() == 2; }));
+  ASSERT_TRUE(until([&] { return calls.size() == 2; }));
   EXPECT_EQ(scans, false);
-  EXPECT_GT(told[1] - told[0], 0.9);
+  EXPECT_GT(calls[1] - calls[0], 0.9);
   player->scanAtRate(4);
   ASSERT_TRUE(untilEvent("scanning"));
-  told.clear();
-  ASSERT_TRUE(until([&] { return told.size() == 2; }));
+  calls.clear();
+  ASSERT_TRUE(until([&] { return calls.size() == 2; }));
   EXPECT_EQ(scans, true);
   player->pause();
   ASSERT_TRUE(untilEvent("paused"));
   const auto& queue = platform::Platform::current().mainQueue();
   EXPECT_FALSE(queue.nextDeadline());
-  told.clear();
+  calls.clear();
   player->play();
-  ASSERT_TRUE(until([&] { return told.size() == 1; }));
+  ASSERT_TRUE(until([&] { return calls.size() == 1; }));
   EXPECT_EQ(scans, false);
   token.reset();
-  EXPECT_FALSE(queue.nextDeadline() && told.size() > 1);
+  EXPECT_FALSE(queue.nextDeadline() && calls.size() > 1);
   token = player->addElapsedTimeObserver([&](auto...) { token.reset(); });
   ASSERT_TRUE(until([&] { return !token; }));
-  EXPECT_EQ(told.size(), 1U);
+  EXPECT_EQ(calls.size(), 1U);
 }
 
-TEST_F(TVSPlayerTest, SelectionAndTracks) {
+TEST_F(TVSPlayerTest, SelectsAudioAndSubtitleOptions) {
   using platform::PlayerItem;
   int audioChanges = 0;
   int textChanges = 0;
@@ -54,7 +54,6 @@ TEST_F(TVSPlayerTest, SelectionAndTracks) {
   begin({"tracks"});
   auto& item = *player->currentPlayerItem();
   EXPECT_THAT(item.selectionGroups(), IsEmpty());
-  item.setTrackEnabled(1, false);
   // The language of a stream may become known after its first frame.
   ASSERT_TRUE(until([&] {
     const auto& groups = item.selectionGroups();
@@ -98,7 +97,16 @@ TEST_F(TVSPlayerTest, SelectionAndTracks) {
   EXPECT_EQ(selected(1), std::nullopt);
   EXPECT_EQ(audioChanges, 2);
 
-  ASSERT_EQ(item.tracks().size(), 5U);
+  const sim::AssertionsThrow assertionsThrow;
+  EXPECT_THROW((void)player->addPropertyObserver("rate", [] {}), sim::AssertionError);
+}
+
+TEST_F(TVSPlayerTest, EnablesAndDisablesTracks) {
+  player->pause();
+  begin({"tracks"});
+  auto& item = *player->currentPlayerItem();
+  item.setTrackEnabled(1, false);
+  ASSERT_TRUE(until([&] { return item.tracks().size() == 5; }));
   // A subtitle track is enabled while it is selected.
   const auto subtitle = item.tracks()[3];
   ASSERT_EQ(subtitle.mediaType, "text");
@@ -115,9 +123,6 @@ TEST_F(TVSPlayerTest, SelectionAndTracks) {
   EXPECT_TRUE(item.tracks()[0].enabled);
   player->play();
   EXPECT_TRUE(untilEvent("end tracks")) << "plays without audio";
-
-  const sim::AssertionsThrow assertionsThrow;
-  EXPECT_THROW((void)player->addPropertyObserver("rate", [] {}), sim::AssertionError);
 }
 
 TEST_F(TVSPlayerTest, PublishesNowPlayingInfoUnlessDisabled) {
@@ -193,10 +198,10 @@ TEST_F(TVSPlayerTest, RemoteCommandsAskTheDelegate) {
   EXPECT_GE(playback.elapsed, 3.9);
   EXPECT_THAT(playback.duration, testing::Optional(near(20)));
   EXPECT_TRUE(playback.canSeek);
-  const int told = nowPlaying.playbackChanges();
+  const int changes = nowPlaying.playbackChanges();
   nowPlaying.send({Kind::TogglePlayPause});
   ASSERT_TRUE(until([&] { return nowPlaying.playback()->state == Remote::Paused; }));
-  EXPECT_GT(nowPlaying.playbackChanges(), told);
+  EXPECT_GT(nowPlaying.playbackChanges(), changes);
   // The newest player receives the commands until it is invalidated.
   auto other = std::make_shared<TVSPlayer>("other");
   other->setPlaylist(playlistOf({bench->url("c")}));

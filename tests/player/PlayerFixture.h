@@ -62,7 +62,7 @@ class TVSPlayerTest : public testing::Test {
     ASSERT_TRUE(untilEvent("paused"));
     ASSERT_EQ(events.take(), (Texts{"loading", "paused"}));
   }
-  bool until(const std::function<bool()>& isSo) { return bench->until(isSo); }
+  bool until(const std::function<bool()>& condition) { return bench->until(condition); }
   /// Waits for `event`, unless it was recorded since the last events.take().
   bool untilEvent(const std::string& event) {
     return until([&] {
@@ -70,8 +70,8 @@ class TVSPlayerTest : public testing::Test {
       return std::find(all.begin(), all.end(), event) != all.end();
     });
   }
-  bool untilPosition(const std::function<bool(double)>& isSo) {
-    return until([&] { return isSo(player->elapsedTime()); });
+  bool untilPosition(const std::function<bool(double)>& condition) {
+    return until([&] { return condition(player->elapsedTime()); });
   }
   /// Seeks and waits for completion. Earlier requests are complete then, too.
   bool seek(double seconds) {

@@ -158,7 +158,7 @@ TEST_F(TVSPlayerTest, StopDuringARestartTakesEffect) {
   events.take();
   events.onEvent = [&](const std::string&) { player->stop(); };
   player->play();
-  bench->exhaust();
+  bench->waitForIdle();
   EXPECT_THAT(events.take(), ElementsAre("will a"));
   EXPECT_EQ(player->currentMediaItem(), playlist->trackList()[0]);
 }

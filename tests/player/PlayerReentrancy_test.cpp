@@ -7,8 +7,8 @@ namespace {
 using State = TVSPlaybackState;
 
 /// A player that emits all kinds of events: a failure, a stall, ends, a scan, a pause.
-struct Scene {
-  explicit Scene(PlayerBench& where) : bench(where) {
+struct Playthrough {
+  explicit Playthrough(PlayerBench& where) : bench(where) {
     for (const char* name : {"missing", "asks", "b"}) playlist->appendMediaItem(item(name));
     player->setPlaylist(playlist);
   }
@@ -18,12 +18,12 @@ struct Scene {
     items.push_back(made);
     return made;
   }
-  /// Waits until the player is paused, stopped or destroyed, or `isSo` returns true.
-  void until(const std::function<bool()>& isSo) {
+  /// Waits until the player is paused, stopped or destroyed, or `condition` returns true.
+  void until(const std::function<bool()>& condition) {
     EXPECT_TRUE(bench.until([&] {
       if (!player || player->state() == State::Stopped || player->state() == State::Paused)
         return true;
-      if (isSo()) return true;
+      if (condition()) return true;
       // Answers the requests when the stall has been reported.
       if (player->rate() == 0 && !events.all().empty() && events.all().back() == "loading")
         for (const auto& each : items)
@@ -61,47 +61,47 @@ struct Scene {
   PlayerEvents events{*player};
 };
 
-using Action = std::function<void(Scene&)>;
+using Action = std::function<void(Playthrough&)>;
 const std::vector<std::pair<std::string, Action>>& actions() {
   static const std::vector<std::pair<std::string, Action>> all = {
-      {"drop", [](Scene& scene) { scene.player.reset(); }},
+      {"drop", [](Playthrough& run) { run.player.reset(); }},
       {"invalidate and drop",
-       [](Scene& scene) {
-         scene.player->invalidate();
-         scene.player.reset();
+       [](Playthrough& run) {
+         run.player->invalidate();
+         run.player.reset();
        }},
-      {"stop", [](Scene& scene) { scene.player->stop(); }},
+      {"stop", [](Playthrough& run) { run.player->stop(); }},
       {"stop and play",
-       [](Scene& scene) {
-         scene.player->stop();
-         scene.player->play();
+       [](Playthrough& run) {
+         run.player->stop();
+         run.player->play();
        }},
-      {"pause", [](Scene& scene) { scene.player->pause(); }},
-      {"seek", [](Scene& scene) { scene.player->setElapsedTime(0.5); }},
-      {"start elsewhere", [](Scene& scene) { scene.player->setStartPosition(0.5); }},
+      {"pause", [](Playthrough& run) { run.player->pause(); }},
+      {"seek", [](Playthrough& run) { run.player->setElapsedTime(0.5); }},
+      {"start elsewhere", [](Playthrough& run) { run.player->setStartPosition(0.5); }},
       {"remove current",
-       [](Scene& scene) {
-         if (const auto index = scene.playlist->currentIndex())
-           scene.playlist->removeMediaItemAtIndex(*index);
+       [](Playthrough& run) {
+         if (const auto index = run.playlist->currentIndex())
+           run.playlist->removeMediaItemAtIndex(*index);
        }},
       {"remove all others",
-       [](Scene& scene) {
-         while (scene.playlist->nextItem())
-           scene.playlist->removeMediaItemAtIndex(*scene.playlist->currentIndex() + 1);
+       [](Playthrough& run) {
+         while (run.playlist->nextItem())
+           run.playlist->removeMediaItemAtIndex(*run.playlist->currentIndex() + 1);
        }},
       {"remove all",
-       [](Scene& scene) {
-         while (!scene.playlist->trackList().empty()) scene.playlist->removeMediaItemAtIndex(0);
+       [](Playthrough& run) {
+         while (!run.playlist->trackList().empty()) run.playlist->removeMediaItemAtIndex(0);
        }},
       {"change media",
-       [](Scene& scene) { scene.player->changeMediaInDirection(TVSMediaDirection::Next); }},
+       [](Playthrough& run) { run.player->changeMediaInDirection(TVSMediaDirection::Next); }},
       {"replace the playlist",
-       [](Scene& scene) {
+       [](Playthrough& run) {
          auto playlist = playlistOf({});
-         playlist->appendMediaItem(scene.item("b"));
-         scene.player->setPlaylist(playlist);
+         playlist->appendMediaItem(run.item("b"));
+         run.player->setPlaylist(playlist);
        }},
-      {"clear the playlist", [](Scene& scene) { scene.player->setPlaylist(nullptr); }},
+      {"clear the playlist", [](Playthrough& run) { run.player->setPlaylist(nullptr); }},
   };
   return all;
 }
@@ -110,9 +110,9 @@ TEST(PlayerReentrancy, AnyCallIsAllowedAtAnyEvent) {
   const auto bench = PlayerBench::make();
   Texts undisturbed;
   {
-    Scene scene(*bench);
-    scene.play();
-    undisturbed = scene.events.take();
+    Playthrough run(*bench);
+    run.play();
+    undisturbed = run.events.take();
   }
   ASSERT_GT(undisturbed.size(), 14U);
   ASSERT_EQ(undisturbed.back(), "stopped");
@@ -121,31 +121,31 @@ TEST(PlayerReentrancy, AnyCallIsAllowedAtAnyEvent) {
     ++number;
     for (std::size_t at = 0; at < undisturbed.size(); ++at) {
       // In real time each action runs at one event, a different one each time.
-      if (!bench->timeIsFree() && at != number * 5 % undisturbed.size()) continue;
+      if (!bench->hasVirtualTime() && at != number * 5 % undisturbed.size()) continue;
       SCOPED_TRACE(name + " at event " + std::to_string(at) + ", " + undisturbed[at]);
-      Scene scene(*bench);
+      Playthrough run(*bench);
       std::size_t count = 0;
-      scene.events.onEvent = [&, act = action](const std::string&) {
-        if (count++ == at && scene.player) act(scene);
+      run.events.onEvent = [&, act = action](const std::string&) {
+        if (count++ == at && run.player) act(run);
       };
-      scene.play();
-      if (bench->timeIsFree()) {
+      run.play();
+      if (bench->hasVirtualTime()) {
         ASSERT_GT(count, at) << "the run differs before the action";
       }
 
       std::string last;
-      for (const auto& event : scene.events.all()) {
+      for (const auto& event : run.events.all()) {
         if (event.find(' ') != std::string::npos || event == "finished") continue;
         EXPECT_NE(event, last) << "announced twice";
         last = event;
       }
-      if (!scene.player) {
-        bench->exhaust();
+      if (!run.player) {
+        bench->waitForIdle();
         EXPECT_EQ(bench->engines(), 0U);
         continue;
       }
-      EXPECT_EQ(last, stateName(scene.player->state()));
-      EXPECT_EQ(scene.player->rate(), 0);
+      EXPECT_EQ(last, stateName(run.player->state()));
+      EXPECT_EQ(run.player->rate(), 0);
     }
   }
 }
@@ -160,7 +160,7 @@ TEST_F(TVSPlayerTest, ElapsedTimeObserversMayDestroyThePlayer) {
   const auto second = player->addElapsedTimeObserver([&](auto...) { ++calls; });
   ASSERT_TRUE(until([&] { return calls > 0; }));
   EXPECT_EQ(calls, 2) << "all observers are called";
-  bench->exhaust();
+  bench->waitForIdle();
   EXPECT_EQ(bench->engines(), 0U);
 }
 

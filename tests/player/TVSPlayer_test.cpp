@@ -199,7 +199,7 @@ TEST_F(TVSPlayerTest, InvalidateDestroysTheEngineAndDisablesAllCalls) {
   EXPECT_EQ(player->currentPlayerItem(), nullptr);
   EXPECT_EQ(player->accessLog(), std::nullopt);
   EXPECT_EQ(player->videoOutput(), nullptr);
-  bench->exhaust();
+  bench->waitForIdle();
   EXPECT_EQ(bench->engines(), 0U);
   EXPECT_THAT(events.take(), IsEmpty());
   EXPECT_FALSE(platform::Platform::current().mainQueue().nextDeadline());

@@ -87,7 +87,7 @@ std::string_view levelTag(LogLevel level) {
   return "#Notice";
 }
 
-void remember(std::string_view line) {
+void addRecentLine(std::string_view line) {
   State& shared = state();
   const std::lock_guard lock(shared.recentMutex);
   shared.recent.add(line);
@@ -171,7 +171,7 @@ void TVSLogger::write(std::string_view component, LogLevel level, std::string_vi
   line.text.reserve(line.text.size() + component.size() + text.size() + 16);
   line.text.append(" ").append(levelTag(level)).append(" #").append(component).append(" : ");
   line.text.append(text).append(" ");
-  remember(line.text);
+  addRecentLine(line.text);
   if (insideSink) return;
   const auto sinks = state().currentSinks();
   const InsideSink inside;

@@ -70,7 +70,7 @@ std::optional<MediaOptionList> listOf(const MediaSelectionGroup& group, const Pl
   if (options.empty()) return std::nullopt;
 
   MediaOptionList list;
-  list.title = isText ? texts.subtitles : texts.sound;
+  list.title = isText ? texts.subtitles : texts.audio;
   if (isText && group.allowsEmptySelection) {
     list.choices.push_back(
         {texts.off, {{std::string(kMediaSelectionCharacteristic), group.characteristic}}});

@@ -21,7 +21,7 @@ struct PlayerTexts {
   std::string live = "LIVE";
   std::string goToLive = "Go to live";
 
-  std::string sound = "Audio";
+  std::string audio = "Audio";
   std::string subtitles = "Subtitles";
   std::string off = "Off";
   std::string unknownLanguage = "Unknown language";

@@ -9,7 +9,7 @@ namespace {
 
 TEST(NotificationCenter, DeliversByNameAndSenderInOrder) {
   NotificationCenter center;
-  const Thing mine, other;
+  const TestObject mine, other;
   std::string trace;
   const auto note = [&](std::string tag) {
     return [&trace, tag](const Notification& n) {

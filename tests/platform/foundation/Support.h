@@ -30,9 +30,9 @@ class LogCapture {
   std::shared_ptr<Sink> _sink = std::make_shared<Sink>();
 };
 
-class Thing : public Object {
+class TestObject : public Object {
  public:
-  std::string className() const override { return "Thing"; }
+  std::string className() const override { return "TestObject"; }
 };
 
 }  // namespace platform

@@ -80,8 +80,8 @@ TEST(Value, Descriptions) {
        "            2\n        );\n    };\n}"}};
   for (const auto& [value, text] : cases) EXPECT_EQ(value.description(), text);
 
-  const auto thing = std::make_shared<Thing>();
-  EXPECT_TRUE(Value(thing).description().starts_with("<Thing: 0x"));
+  const auto thing = std::make_shared<TestObject>();
+  EXPECT_TRUE(Value(thing).description().starts_with("<TestObject: 0x"));
   EXPECT_EQ(Error::status(-6705).description(),
             "Error Domain=TVSStatusCodeErrorDomain Code=-6705 \"(null)\"");
   EXPECT_EQ((Error{"D", 4, "no way", {}, {}}).description(), "Error Domain=D Code=4 \"no way\"");
@@ -125,9 +125,9 @@ TEST(Value, NumbersCompareByValue) {
 }
 
 TEST(Value, Equality) {
-  const auto thing = std::make_shared<Thing>();
+  const auto thing = std::make_shared<TestObject>();
   EXPECT_EQ(Value(thing), Value(std::shared_ptr<Object>(thing)));
-  EXPECT_FALSE(Value(thing) == Value(std::make_shared<Thing>()));
+  EXPECT_FALSE(Value(thing) == Value(std::make_shared<TestObject>()));
   EXPECT_EQ(Value(Bytes{std::byte{1}}), Value(Bytes{std::byte{1}}));
   EXPECT_FALSE(Value() == Value::null());
   EXPECT_FALSE(Value("1") == Value(1));

@@ -15,8 +15,8 @@ using Keys = std::vector<std::string>;
 
 TEST(TVSMediaItem, ObserversAreCalledOnceForEachTransaction) {
   TVSURLMediaItem item("a", {});
-  std::vector<Keys> heard;
-  auto token = item.addMetadataObserver([&](const Keys& keys) { heard.push_back(keys); });
+  std::vector<Keys> calls;
+  auto token = item.addMetadataObserver([&](const Keys& keys) { calls.push_back(keys); });
   item.setMetadata("a", 1);
   item.setMetadata("a", 1);
   item.performMetadataTransaction([&] {
@@ -25,27 +25,27 @@ TEST(TVSMediaItem, ObserversAreCalledOnceForEachTransaction) {
     item.setMetadata("b", 2);
   });
   item.performMetadataTransaction([] {});
-  EXPECT_THAT(heard, ElementsAre(Keys{"a"}, Keys{"b", "c"}));
+  EXPECT_THAT(calls, ElementsAre(Keys{"a"}, Keys{"b", "c"}));
   token.reset();
   item.setMetadata("a", 2);
-  EXPECT_EQ(heard.size(), 2U);
+  EXPECT_EQ(calls.size(), 2U);
 }
 
 TEST(TVSMediaItem, ObserversMayBeAddedAndRemovedDuringACall) {
   auto item = std::make_unique<TVSURLMediaItem>("a", Keys{});
-  std::vector<int> heard;
+  std::vector<int> calls;
   platform::Token second;
   platform::Token third;
   const auto first = item->addMetadataObserver([&](const Keys&) {
-    heard.push_back(1);
+    calls.push_back(1);
     second.reset();
-    third = item->addMetadataObserver([&](const Keys&) { heard.push_back(3); });
+    third = item->addMetadataObserver([&](const Keys&) { calls.push_back(3); });
   });
-  second = item->addMetadataObserver([&](const Keys&) { heard.push_back(2); });
+  second = item->addMetadataObserver([&](const Keys&) { calls.push_back(2); });
   item->setMetadata("a", 1);
-  EXPECT_THAT(heard, ElementsAre(1));
+  EXPECT_THAT(calls, ElementsAre(1));
   item->setMetadata("a", 2);
-  EXPECT_THAT(heard, ElementsAre(1, 1)) << "the first observer replaces the third before its call";
+  EXPECT_THAT(calls, ElementsAre(1, 1)) << "the first observer replaces the third before its call";
   item.reset();  // destroyed before the tokens
 }
 
@@ -82,18 +82,18 @@ TEST(TVSResourceLoadingRequest, FinishesOnce) {
       {"", [](Request& request) { request.cancel(); }},
   };
   for (const auto& [expected, finish] : outcomes) {
-    for (const auto& [unheard, finishAgain] : outcomes) {
-      SCOPED_TRACE(std::string(expected) + " then " + unheard);
-      std::string heard;
+    for (const auto& [ignored, finishAgain] : outcomes) {
+      SCOPED_TRACE(std::string(expected) + " then " + ignored);
+      std::string outcome;
       Request request(7, "key://a", {}, [&](const auto* response, const auto* error) {
-        heard += response ? "data" : "";
-        heard += error ? "error" : "";
+        outcome += response ? "data" : "";
+        outcome += error ? "error" : "";
       });
       EXPECT_FALSE(request.isFinished());
       finish(request);
       EXPECT_TRUE(request.isFinished());
       finishAgain(request);
-      EXPECT_EQ(heard, expected);
+      EXPECT_EQ(outcome, expected);
     }
   }
 }

@@ -34,16 +34,16 @@ class PlayerTimeTest : public testing::Test {
 TEST_F(PlayerTimeTest, ElapsedTimeObserversRunEverySecondAndMoreOftenInAScan) {
   begin({"a"});
   advance(0.5);
-  std::vector<std::pair<double, bool>> told;
+  std::vector<std::pair<double, bool>> calls;
   auto token =
       player->addElapsedTimeObserver([&](double elapsed, const auto&, double, bool scanning) {
-        told.emplace_back(elapsed, scanning);
+        calls.emplace_back(elapsed, scanning);
       });
   advance(2.5);
   player->scanAtRate(-4);
   advance(0.5);
-  EXPECT_THAT(told, ElementsAre(std::pair(1.0, false), std::pair(2.0, false), std::pair(1.5, true),
-                                std::pair(0.5, true)));
+  EXPECT_THAT(calls, ElementsAre(std::pair(1.0, false), std::pair(2.0, false), std::pair(1.5, true),
+                                 std::pair(0.5, true)));
   player->play();
   box.run();
   token.reset();
@@ -58,20 +58,20 @@ TEST_F(PlayerTimeTest, ReportsBufferingBeforeReadyAndTimedMetadataAtTheirTime) {
                                .duration = 10,
                                .timedMetadata = {{.position = 2, .items = {chapter}}},
                                .buffering = {{0.25, 20}, {0.5, 60}}});
-  int told = 0;
-  const auto token = player->addFactsObserver([&] { ++told; });
+  int calls = 0;
+  const auto token = player->addFactsObserver([&] { ++calls; });
   begin({"a"});
   EXPECT_EQ(player->bufferingPercent(), std::nullopt);
   advance(0.5);
   EXPECT_EQ(player->bufferingPercent(), 60);
-  EXPECT_EQ(told, 2);
+  EXPECT_EQ(calls, 2);
   advance(1);
   EXPECT_EQ(player->bufferingPercent(), std::nullopt);
   EXPECT_THAT(player->currentPlayerItem()->timedMetadata(), testing::IsEmpty());
   advance(2);
   ASSERT_THAT(player->currentPlayerItem()->timedMetadata(), testing::SizeIs(1));
   EXPECT_EQ(player->currentPlayerItem()->timedMetadata()[0].value, platform::Value("chapter"));
-  EXPECT_EQ(told, 3);
+  EXPECT_EQ(calls, 3);
 }
 
 TEST_F(PlayerTimeTest, APausedLiveStreamContinuesAtTheStartOfItsWindow) {

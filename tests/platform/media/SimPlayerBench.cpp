@@ -59,22 +59,22 @@ class SimPlayerBench final : public PlayerBench {
     return {{}, std::make_shared<platform::Bytes>(16), {}, {}};
   }
   void turn() override { _box.run(); }
-  bool until(const std::function<bool()>& isSo) override {
+  bool until(const std::function<bool()>& condition) override {
     // A change of the position is no event, so it is polled in short steps.
     constexpr auto kStep = std::chrono::milliseconds(10);
     const auto limit = _box.clock().now() + std::chrono::minutes(1);
     _box.run();
-    while (!isSo() && _box.clock().now() < limit) {
+    while (!condition() && _box.clock().now() < limit) {
       const auto next = _box.mainQueue().nextDeadline();
       const auto now = _box.clock().now();
       _box.advance(next ? std::clamp<platform::Duration>(*next - now, {}, kStep) : kStep);
     }
-    return isSo();
+    return condition();
   }
-  void exhaust() override { _box.advance(std::chrono::minutes(1)); }
+  void waitForIdle() override { _box.advance(std::chrono::minutes(1)); }
   std::size_t engines() override { return _box.mediaLibrary().engines().size(); }
   sim::NowPlayingService& nowPlaying() override { return _box.nowPlaying(); }
-  bool timeIsFree() const override { return true; }
+  bool hasVirtualTime() const override { return true; }
 
  private:
   sim::Box _box{{.logLevel = 0}};

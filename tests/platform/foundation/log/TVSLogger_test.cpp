@@ -19,7 +19,7 @@ enum class Colour { Red = 3 };
 TEST(LogFormat, FillsPlaceholdersByKind) {
   const std::size_t size = 5;
   const std::optional<std::string> none;
-  const auto thing = std::make_shared<Thing>();
+  const auto thing = std::make_shared<TestObject>();
   EXPECT_EQ(formatLog("plain 100%%"), "plain 100%");
   EXPECT_EQ(formatLog("<...> %lu bytes", size), "<...> 5 bytes");
   EXPECT_EQ(formatLog("%@ %@ %@ %@", "a", std::string("b"), std::string_view("c"), none),
@@ -28,7 +28,7 @@ TEST(LogFormat, FillsPlaceholdersByKind) {
             "(null)|{\n    k = 1;\n}|Error Domain=TVSStatusCodeErrorDomain Code=4 \"(null)\"");
   EXPECT_EQ(formatLog("%@", thing), thing->description());
   EXPECT_EQ(formatLog("%@", thing.get()), thing->description());
-  EXPECT_EQ(formatLog("%@", std::shared_ptr<Thing>()), "(null)");
+  EXPECT_EQ(formatLog("%@", std::shared_ptr<TestObject>()), "(null)");
   EXPECT_EQ(formatLog("%@ %@", 3, true), "3 1");
   EXPECT_EQ(formatLog("%d %d %d %d", -1, true, Colour::Red, std::int64_t{1} << 40),
             "-1 1 3 1099511627776");
