@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""scripts/check-includes passes on the tree and finds each kind of wrong include."""
+"""scripts/check-includes accepts the source tree and reports each kind of wrong include."""
 
 import os
 import subprocess
@@ -45,13 +45,13 @@ FORBIDDEN = [
     ("tests/platform/ui/Bad_test.cpp", '"TVVorlane/Session.h"'),
     ("tests/sim/Bad_test.cpp", '"TVVorlane/Session.h"'),
     ("tests/TVVorlane/Bad_test.cpp", '"box/process/Box.h"'),
-    # Roads around the table.
+    # Ways to bypass the table.
     ("platform/foundation/Bad.cpp", '"../media/TVSPlayer.h"'),
     ("sim/Bad.h", '"platform/../box/Box.h"'),
     ("sim/Bad.h", '"Box.h"'),
     ("sim/Bad.h", "WHATEVER_HEADER"),
     ("TVVorlane/Bad.h", "<box/process/Box.h>"),
-    # Libraries and the system.
+    # Libraries and system headers.
     ("TVVorlane/Bad.cpp", "<unistd.h>"),
     ("platform/foundation/Bad.cpp", "<sys/socket.h>"),
     ("sim/Bad.cpp", "<gst/gst.h>"),
@@ -62,7 +62,7 @@ FORBIDDEN = [
 
 
 def check(files):
-    """The script's exit status and output on a tree of these files."""
+    """Returns exit status and output of the script for a tree of these files."""
     with tempfile.TemporaryDirectory() as tree:
         for path, text in files.items():
             os.makedirs(os.path.join(tree, os.path.dirname(path)), exist_ok=True)
@@ -79,17 +79,17 @@ def run(*arguments):
 
 
 class CheckIncludes(unittest.TestCase):
-    def test_the_tree_passes(self):
+    def test_accepts_the_source_tree(self):
         self.assertEqual(run(), (0, ""))
 
-    def test_what_is_allowed_passes(self):
+    def test_accepts_allowed_includes(self):
         files = {
             path: "".join(f"#include {target}\n" for target in targets)
             for path, targets in ALLOWED.items()
         }
         self.assertEqual(check(files), (0, ""))
 
-    def test_each_wrong_include_is_found_at_its_line(self):
+    def test_reports_each_wrong_include_with_its_line(self):
         for path, target in FORBIDDEN:
             with self.subTest(path=path, target=target):
                 status, output = check({path: f"#pragma once\n\n  # include {target}\n"})
@@ -97,7 +97,7 @@ class CheckIncludes(unittest.TestCase):
                 self.assertRegex(output, rf"^{path}:3: ")
                 self.assertEqual(output.count("\n"), 1)
 
-    def test_all_are_reported(self):
+    def test_reports_all_wrong_includes(self):
         status, output = check(
             {"sim/A.cpp": '#include "box/A.h"\n#include "box/B.h"\n', "sim/B.cpp": "#include <poll.h>\n"}
         )
@@ -107,10 +107,10 @@ class CheckIncludes(unittest.TestCase):
             ["sim/A.cpp:1", "sim/A.cpp:2", "sim/B.cpp:1"],
         )
 
-    def test_a_comment_is_no_include(self):
+    def test_ignores_comments(self):
         self.assertEqual(check({"sim/A.cpp": '// #include "box/A.h"\n'}), (0, ""))
 
-    def test_a_tree_without_sources_is_an_error(self):
+    def test_fails_for_a_tree_without_sources(self):
         self.assertEqual(check({})[0], 1)
 
 

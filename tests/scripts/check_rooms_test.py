@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""scripts/check-rooms passes on the tree, finds what is too large, and counts members as a reader does."""
+"""scripts/check-rooms accepts the source tree, reports what exceeds a limit, and counts data members."""
 
 import importlib.machinery
 import importlib.util
@@ -35,7 +35,7 @@ def load():
 
 
 def check(files):
-    """The script's output on a tree of these files."""
+    """Returns the output of the script for a tree of these files."""
     with tempfile.TemporaryDirectory() as tree:
         for path, text in files.items():
             os.makedirs(os.path.join(tree, os.path.dirname(path)), exist_ok=True)
@@ -45,11 +45,11 @@ def check(files):
 
 
 class CheckRooms(unittest.TestCase):
-    def test_the_tree_passes(self):
+    def test_accepts_the_source_tree(self):
         done = subprocess.run([SCRIPT, ROOT], capture_output=True, text=True, check=False)
         self.assertEqual((done.returncode, done.stdout), (0, ""))
 
-    def test_finds_what_is_too_large(self):
+    def test_reports_what_exceeds_a_limit(self):
         members = "".join(f"int a{i};" for i in range(21))
         found = check({
             "box/a/README.md": "",
@@ -67,7 +67,7 @@ class CheckRooms(unittest.TestCase):
             "tools: no README.md",
         ])
 
-    def test_counts_members(self):
+    def test_counts_data_members(self):
         module = load()
         for source, expected in CLASSES.items():
             with self.subTest(source=source):

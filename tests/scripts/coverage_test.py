@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""docs/coverage.md names only what exists, and leaves out nothing that the sources name."""
+"""docs/coverage.md names existing files and tests, and everything that the sources name."""
 
 import os
 import re
@@ -23,14 +23,14 @@ def sources(folder, suffixes):
 
 
 def rows():
-    """The cells of each row that is not a head."""
+    """Yields line number and cells of each row that is not a heading."""
     for number, line in enumerate(read(TABLE).splitlines(), 1):
         if line.startswith("|") and not re.match(r"\|[\s|-]*(done by|$)", line):
             yield number, [cell.strip() for cell in line.strip("|").split("|")]
 
 
 class Coverage(unittest.TestCase):
-    def test_every_row_names_what_exists(self):
+    def test_files_and_tests_exist(self):
         count = 0
         for number, cells in rows():
             count += 1
@@ -59,7 +59,7 @@ class Coverage(unittest.TestCase):
             test = r"\bTEST(_F|_P)?\(\s*\w+,\s*" + re.escape(name) + r"\s*\)"
             self.assertTrue(re.search(test, text), f"{path} has no test {name}")
 
-    def test_nothing_is_missing(self):
+    def test_has_all_names_of_the_sources(self):
         table = read(TABLE)
         properties = read("TVVorlane/TVVorlaneURLSession+Properties.cpp")
         application = list(sources("TVVorlane", (".cpp", ".h")))

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The manual pages name every option and command that --help names, and no other option.
+"""The manual pages have the same options and commands as --help.
 
 usage: manual_test.py TVVORLANE VORLANECTL
 """
@@ -26,7 +26,7 @@ def main():
     box, control = sys.argv[1:3]
     command_list = help_of(control)
     commands = re.findall(r"^  ([a-z][a-z-]*)", command_list, re.MULTILINE)
-    assert len(commands) > 20, "the commands are not where they were in --help"
+    assert len(commands) > 20, "cannot find the commands in --help"
     helps = {
         "tvvorlane.1": help_of(box),
         "vorlanectl.1": command_list + "".join(help_of(control, name) for name in commands),

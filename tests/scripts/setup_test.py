@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""scripts/setup touches nothing when everything is there, and installs just what is missing."""
+"""scripts/setup installs missing packages only, and does nothing if none is missing."""
 
 import os
 import subprocess
@@ -26,7 +26,7 @@ class Setup(unittest.TestCase):
         os.chmod(path, 0o755)
 
     def installed(self, without=()):
-        """Lets dpkg-query know every package that is asked for but these."""
+        """Replaces dpkg-query with a script for which all packages but these are installed."""
         self.stand_in(
             "dpkg-query",
             'shift 3\nfor name; do case $name in\n'
@@ -49,27 +49,27 @@ class Setup(unittest.TestCase):
                 calls = log.read()
         return done.returncode, done.stdout, calls
 
-    def test_nothing_happens_when_all_is_there(self):
+    def test_does_nothing_if_all_packages_are_installed(self):
         self.installed()
         self.assertEqual(self.run_setup(), (0, "", ""))
 
-    def test_installs_what_is_missing_and_says_so(self):
+    def test_installs_missing_packages_and_prints_them(self):
         self.installed(without=["ffmpeg", "libsdl2-dev"])
         status, output, calls = self.run_setup()
         self.assertEqual(status, 0)
         self.assertIn("setup: installing ffmpeg libsdl2-dev\n", output)
         self.assertRegex(calls, r"install --no-install-recommends ffmpeg libsdl2-dev\n$")
 
-    def test_a_group_leaves_the_others_alone(self):
+    def test_installs_the_packages_of_a_group_only(self):
         self.installed(without=["ffmpeg", "libsdl2-dev"])
         self.assertRegex(self.run_setup("test")[2], r"recommends ffmpeg\n$")
 
-    def test_a_failed_installation_fails(self):
+    def test_fails_if_the_installation_fails(self):
         self.installed(without=["ffmpeg"])
         self.stand_in("apt-get", "exit 100")
         self.assertEqual(self.run_setup()[0], 1)
 
-    def test_an_unknown_group_is_refused(self):
+    def test_rejects_an_unknown_group(self):
         self.installed()
         self.assertEqual(self.run_setup("everything")[0], 2)
 

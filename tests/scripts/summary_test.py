@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""scripts/count-tests adds up what ctest and the parts of a longer run report."""
+"""scripts/count-tests adds the results of ctest and of logs."""
 
 import os
 import subprocess
@@ -30,7 +30,7 @@ class CountTests(unittest.TestCase):
             done = subprocess.run([SCRIPT, *options, *paths], capture_output=True, text=True, check=False)
             return done.returncode, done.stdout
 
-    def test_counts(self):
+    def test_counts_passed_and_failed_tests(self):
         for texts, expected in [
             (["noise\n7 passed, 0 failed\n"], (0, "7 passed, 0 failed\n")),
             ([JUNIT], (1, "failed: c\n2 passed, 1 failed\n")),
@@ -43,14 +43,14 @@ class CountTests(unittest.TestCase):
             with self.subTest(texts=texts):
                 self.assertEqual(self.count(*texts), expected)
 
-    def test_what_tells_nothing_is_a_failure(self):
+    def test_input_without_results_is_a_failure(self):
         for text in ["7 passed, 0 failed\nnoise\n", None, "<testsuite", ""]:
             with self.subTest(text=text):
                 code, printed = self.count("7 passed, 0 failed\n", text)
                 self.assertEqual((code, printed.splitlines()[-1]), (1, "7 passed, 1 failed"))
                 self.assertIn("failed: ", printed)
 
-    def test_names_what_failed_at_the_end(self):
+    def test_prints_failed_tests_at_the_end(self):
         output = "\n".join(f"line {number}" for number in range(100))
         failed = (
             '<testcase name="c  # GetParam() = 1-byte object" status="fail">'
@@ -60,7 +60,7 @@ class CountTests(unittest.TestCase):
         end = "".join(f"   line {number}\n" for number in range(70, 100))
         self.assertEqual((code, printed), (1, f"-- c\n{end}failed: more\nfailed: c\n0 passed, 2 failed\n"))
 
-        # The report of a part, found at the end of its log, is repeated with the name of the part.
+        # Failures at the end of a log are printed with the name of the log.
         code, printed = self.count(f"noise\n{printed}")
         end = f"-- 0: c\n{end}failed: 0: more\nfailed: 0: c\n0 passed, 2 failed\n"
         self.assertEqual((code, printed), (1, end))
