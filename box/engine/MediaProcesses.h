@@ -14,9 +14,8 @@
 
 namespace box {
 
-/// Starts media processes, and keeps one spare process ready.
-///
-/// Thread: main. Lifetime: as for MediaProcess.
+/// Starts media processes, and keeps one spare process ready. Thread: main. Lifetime: as for
+/// MediaProcess.
 class MediaProcesses {
  public:
   struct Setup {

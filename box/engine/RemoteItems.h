@@ -13,9 +13,8 @@
 namespace box {
 
 /// Maps media items to the numbers that a media process uses for them, and forwards the resource
-/// and key requests of the process to the items.
-///
-/// Thread: main. After clear() no request is answered.
+/// and key requests of the process to the items. Thread: main. After clear() no request is
+/// answered.
 class RemoteItems {
  public:
   using Respond = std::function<void(const media::ItemResponseCommand&)>;

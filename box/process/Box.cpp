@@ -179,7 +179,7 @@ platform::Dictionary Box::_status() const {
 }
 
 void Box::_reportReady() {
-  // DBusServer::open() has logged the error.
+  // setDelegate() has logged the error.
   if (_dbusServer.error()) return;
   // The time excludes the dynamic loader: the kernel reports process start times with a resolution
   // of 10 ms only.

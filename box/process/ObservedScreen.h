@@ -9,9 +9,8 @@
 
 namespace box {
 
-/// Forwards to another screen and notifies an observer when the screen opens and closes.
-///
-/// Thread: main. `screen` must outlive this object.
+/// Forwards to another screen and notifies an observer when the screen opens and closes. Thread:
+/// main. `screen` must outlive this object.
 class ObservedScreen final : public platform::Screen {
  public:
   explicit ObservedScreen(platform::Screen& screen) : _screen(screen) {}

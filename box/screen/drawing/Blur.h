@@ -11,9 +11,8 @@
 namespace box {
 
 /// Blurs by downscaling: the content is rendered at a quarter of its size, halved several times and
-/// enlarged again. Needs a renderer with render targets; without them there is no blur.
-///
-/// Thread: the screen's. Must be destroyed before its renderer.
+/// enlarged again. Needs a renderer with render targets; without them there is no blur. Thread: the
+/// screen's. Must be destroyed before its renderer.
 class Blur {
  public:
   /// Calls `paint` to draw the content in output coordinates (`width` by `height` pixels), and

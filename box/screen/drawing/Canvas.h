@@ -11,9 +11,7 @@
 namespace box {
 
 /// Draws texts, shapes and fills onto a renderer. Coordinates are points of the 16:9 scene, which
-/// is scaled to the output size and centered.
-///
-/// Thread: the screen's.
+/// is scaled to the output size and centered. Thread: the screen's.
 class Canvas {
  public:
   Canvas(SDL_Renderer* renderer, TextRenderer& texts, Shapes& shapes, AccessOptions access = {});

@@ -48,9 +48,8 @@ struct TextExtent {
 /// Whether the first letter is of a right-to-left script.
 bool runsRightToLeft(const std::string& text);
 
-/// Lays out and renders text of any script with Pango, and caches the textures.
-///
-/// Thread: the screen's. Call clear() before the renderer is destroyed. The fonts stay loaded.
+/// Lays out and renders text of any script with Pango, and caches the textures. Thread: the
+/// screen's. Call clear() before the renderer is destroyed. The fonts stay loaded.
 class TextRenderer {
  public:
   /// `language` is a locale name. It selects the regional glyph variants of Han characters.

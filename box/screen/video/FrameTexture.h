@@ -17,9 +17,8 @@ enum class Scaling { Smooth, PixelExact };
 
 /// The texture of a video. It is created for a format and size and updated with each picture, so
 /// that the frame can be released at once. With a software renderer the update converts the
-/// colours; other renderers get the decoder's planes.
-///
-/// Thread: the screen's. Must be destroyed before its renderer.
+/// colours; other renderers get the decoder's planes. Thread: the screen's. Must be destroyed
+/// before its renderer.
 class FrameTexture {
  public:
   /// Uploads the frame. Returns false on failure; then there is no picture.

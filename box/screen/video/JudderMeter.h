@@ -18,9 +18,8 @@ struct ShownPicture {
 };
 
 /// Measures judder: the deviation of the interval between presented pictures from its nominal
-/// value. A long interval on either clock (a pause, seek or stall) is not counted.
-///
-/// Threads: not thread-safe.
+/// value. A long interval on either clock (a pause, seek or stall) is not counted. Threads: not
+/// thread-safe.
 class JudderMeter {
  public:
   /// Number of latest intervals in the statistics.

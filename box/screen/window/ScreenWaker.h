@@ -10,9 +10,7 @@
 namespace box {
 
 /// Lets the screen's thread sleep until it is woken: on a condition variable without a window, else
-/// in SDL_WaitEvent().
-///
-/// Threads: wake() is thread-safe; the rest belongs to the screen's thread.
+/// in SDL_WaitEvent(). Threads: wake() is thread-safe; the rest belongs to the screen's thread.
 class ScreenWaker {
  public:
   /// Ends the current or next sleep(). Does not block.

@@ -15,9 +15,8 @@
 namespace box {
 
 /// The window and its renderer. While it exists, the screen saver is inhibited and the cursor
-/// hidden.
-///
-/// Thread: the screen's. The video subsystem must run, and `texts` must outlive this object.
+/// hidden. Thread: the screen's. The video subsystem must run, and `texts` must outlive this
+/// object.
 class ScreenWindow {
  public:
   /// Returns null and sets `reason` on failure. `inMemory`: there is no display.

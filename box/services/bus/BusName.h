@@ -7,9 +7,8 @@
 namespace box {
 
 /// A well-known name that this process owns, or is queued for, on a message bus. If another process
-/// owns it, that is logged once; the bus assigns the name when that process releases it.
-///
-/// Threads: that of the connection.
+/// owns it, that is logged once; the bus assigns the name when that process releases it. Threads:
+/// that of the connection.
 class BusName {
  public:
   explicit BusName(std::string name) : _name(std::move(name)) {}

@@ -9,9 +9,7 @@
 namespace box {
 
 /// A task queue of a thread that polls file descriptors. Posting threads may still use it after
-/// that thread has ended.
-///
-/// Threads: any; run() belongs to the polling thread.
+/// that thread has ended. Threads: any; run() belongs to the polling thread.
 class Inbox {
  public:
   Inbox();

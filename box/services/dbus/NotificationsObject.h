@@ -11,9 +11,8 @@
 namespace box {
 
 /// The D-Bus interface of the notifications. GetState returns the state of a name to peers that
-/// connected after the signal.
-///
-/// Threads: the states are thread-safe; calls run on the server's thread.
+/// connected after the signal. Threads: the states are thread-safe; calls run on the server's
+/// thread.
 class NotificationsObject {
  public:
   static constexpr const char* kInterface = "quorin.vorlane.Notifications1";

@@ -32,7 +32,7 @@ int spawnShell(const std::string& command, pid_t* process) {
   posix_spawn_file_actions_t files;
   posix_spawn_file_actions_init(&files);
   posix_spawn_file_actions_addopen(&files, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-  // stdout of this process is not for logs.
+  // Send the output of the command to stderr, where the log goes.
   posix_spawn_file_actions_adddup2(&files, STDERR_FILENO, STDOUT_FILENO);
   // Libraries open descriptors without close-on-exec.
   posix_spawn_file_actions_addclosefrom_np(&files, STDERR_FILENO + 1);

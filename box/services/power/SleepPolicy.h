@@ -7,9 +7,7 @@
 namespace box {
 
 /// Decides when the device and its screen must stay awake: during playback, and for a while after a
-/// pause.
-///
-/// Thread: main.
+/// pause. Thread: main.
 class SleepPolicy {
  public:
   struct Inhibitions {

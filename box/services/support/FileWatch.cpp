@@ -15,7 +15,7 @@
 namespace box {
 
 namespace {
-/// IN_ATTRIB: a server changes the mode of its new socket just before it listens.
+/// IN_ATTRIB: dbus-daemon changes the mode of its socket after it has started to listen.
 constexpr std::uint32_t kAppearance = IN_CREATE | IN_MOVED_TO | IN_ATTRIB;
 constexpr std::uint32_t kFolderRemoved = IN_DELETE_SELF | IN_MOVE_SELF;
 }  // namespace

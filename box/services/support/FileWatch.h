@@ -7,9 +7,7 @@
 namespace box {
 
 /// Detects with inotify(7) that a file, such as a socket, is created or replaced. Watches the
-/// folder of the file, or its nearest existing ancestor.
-///
-/// Threads: not thread-safe.
+/// folder of the file, or its nearest existing ancestor. Threads: not thread-safe.
 class FileWatch {
  public:
   explicit FileWatch(std::string path);
