@@ -4,6 +4,7 @@
 #include <cmath>
 #include <utility>
 
+#include "box/engine/EngineLog.h"
 #include "media/output/SeekDestination.h"
 #include "media/output/SubtitleStyles.h"
 #include "platform/media/MediaItemKeys.h"
@@ -53,7 +54,9 @@ bool RemoteEngine::_ensureProcess() {
 }
 
 void RemoteEngine::_send(media::EngineCommand command) {
-  if (_process) _process->send(std::move(command));
+  if (!_process) return;
+  logCommand(command);
+  _process->send(std::move(command));
 }
 
 void RemoteEngine::_sendLoad(const platform::MediaLoad& load, bool prepares) {
@@ -226,6 +229,7 @@ void RemoteEngine::_supervise() {
 platform::Array RemoteEngine::accessLog() { return _state ? _state->accessLog : platform::Array(); }
 
 void RemoteEngine::_receive(const media::EngineEvent& event) {
+  logEvent(event);
   std::visit([this](const auto& each) { _handle(each); }, event);
   if (_supervision && (!_state || !_state->isBusy())) _supervision.reset();
 }
@@ -245,7 +249,9 @@ void RemoteEngine::_handle(const media::FactsEvent& event) {
 }
 
 void RemoteEngine::_handle(const media::AccessLogEvent& event) {
-  if (_isCurrent(event.generation)) _state->accessLog = event.entries;
+  if (!_isCurrent(event.generation)) return;
+  logTransfers(_state->accessLog, event.entries);
+  _state->accessLog = event.entries;
 }
 
 void RemoteEngine::_handle(const media::PositionEvent& event) {

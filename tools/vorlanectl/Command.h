@@ -1,8 +1,10 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -43,6 +45,7 @@ std::vector<Command> eventCommands();
 std::vector<Command> infoCommands();
 std::vector<Command> audioCommands();
 std::vector<Command> mirrorCommands();
+std::vector<Command> traceCommands();
 std::vector<Command> boxCommands();
 /// All commands, in the order of the help.
 const std::vector<Command>& commands();
@@ -54,6 +57,12 @@ void addParameters(Json& params, const Arguments& arguments);
 std::uint32_t newSessionID(const Arguments& arguments);
 /// Starts a session with the start call `method`. Prints its ID or the error.
 int startSession(Connection& box, const char* method, const Json& params);
+
+/// The seconds that `option` gives, or nothing without the option. Throws UsageError.
+std::optional<std::chrono::milliseconds> durationOption(const Arguments& arguments,
+                                                        std::string_view option);
+/// The name of a kind of event in the output.
+std::string_view kindName(Event::Kind kind);
 
 /// A description of a status code.
 std::string_view statusDescription(std::int32_t status);

@@ -111,7 +111,7 @@ const std::vector<Command>& commands() {
   static const std::vector<Command> all = [] {
     std::vector<Command> result;
     for (const auto& group : {videoCommands(), propertyCommands(), infoCommands(), audioCommands(),
-                              mirrorCommands(), eventCommands(), boxCommands()}) {
+                              mirrorCommands(), eventCommands(), traceCommands(), boxCommands()}) {
       result.insert(result.end(), group.begin(), group.end());
     }
     return result;

@@ -109,15 +109,21 @@ Answer Connection::_call(const char* interface, const char* method, const Append
   throw CallError(text);
 }
 
+void Connection::_match(const char* interface, const char* signal,
+                        sd_bus_message_handler_t handler) {
+  sd_bus_match_signal(_bus, nullptr, nullptr, kPath, interface, signal, handler, &_events);
+}
+
+void Connection::startTrace() {
+  _match(kBox, "Log", received<Event::Kind::Log>);
+  callBox("Trace", [](sd_bus_message* call) { sd_bus_message_append(call, "b", 1); });
+}
+
 void Connection::listen(bool notifications) {
-  const auto match = [&](const char* interface, const char* signal,
-                         sd_bus_message_handler_t handler) {
-    sd_bus_match_signal(_bus, nullptr, nullptr, kPath, interface, signal, handler, &_events);
-  };
-  match(kReceiver, "Event", received<Event::Kind::Event>);
+  _match(kReceiver, "Event", received<Event::Kind::Event>);
   if (notifications) {
-    match(kNotifications, "Posted", received<Event::Kind::Posted>);
-    match(kNotifications, "Distributed", received<Event::Kind::Distributed>);
+    _match(kNotifications, "Posted", received<Event::Kind::Posted>);
+    _match(kNotifications, "Distributed", received<Event::Kind::Distributed>);
   }
   // The box sends events to a peer after its first call.
   sd_bus_call_method(_bus, nullptr, kPath, "org.freedesktop.DBus.Peer", "Ping", nullptr, nullptr,

@@ -45,10 +45,10 @@ class Answer {
 
 /// A message that the box sends without a call.
 struct Event {
-  enum class Kind { Event, Posted, Distributed };  ///< the last two are notifications
+  enum class Kind { Event, Posted, Distributed, Log };  ///< Posted, Distributed: notifications
   Kind kind = Kind::Event;
-  std::string name;
-  Json info;  ///< an object; null for a plain notification
+  std::string name;  ///< for Log: the line
+  Json info;         ///< an object; null for a plain notification
 };
 
 /// The connection to a box. Not thread-safe.
@@ -74,11 +74,14 @@ class Connection {
   using EventHandler = std::function<bool(const Event& event)>;
   /// Starts queuing events, and optionally notifications, for waitForEvents().
   void listen(bool notifications = false);
+  /// Starts queuing log lines for waitForEvents(). Throws like call().
+  void startTrace();
   /// Passes events to the handler in order, until it returns false or the limit has elapsed.
   /// Returns whether the handler has returned false. Throws ConnectionError if the connection ends.
   bool waitForEvents(const EventHandler& handler, std::optional<std::chrono::milliseconds> limit);
 
  private:
+  void _match(const char* interface, const char* signal, sd_bus_message_handler_t handler);
   Answer _call(const char* interface, const char* method, const Append& append);
 
   sd_bus* _bus = nullptr;

@@ -8,19 +8,6 @@ namespace vorlanectl {
 
 namespace {
 
-/// The prefix of a notification's name in the output.
-std::string_view kindName(Event::Kind kind) {
-  switch (kind) {
-    case Event::Kind::Posted:
-      return "posted";
-    case Event::Kind::Distributed:
-      return "distributed";
-    case Event::Kind::Event:
-      break;
-  }
-  return "event";
-}
-
 std::string textOf(const Event& event) {
   std::string text;
   if (event.kind != Event::Kind::Event) text = std::string(kindName(event.kind)) + " ";
@@ -38,11 +25,7 @@ std::string jsonOf(const Event& event) {
 int events(Connection& box, const Arguments& arguments) {
   const auto limit = arguments.count("--count");
   const auto last = arguments.text("--until");
-  std::optional<std::chrono::milliseconds> time;
-  if (const auto seconds = arguments.number("--for")) {
-    if (*seconds < 0 || *seconds > 1e9) throw UsageError("--for needs seconds from 0 to a billion");
-    time = std::chrono::milliseconds(static_cast<std::int64_t>(*seconds * 1000));
-  }
+  const auto time = durationOption(arguments, "--for");
   if (limit == 0U) return kSuccess;
 
   std::uint32_t count = 0;
@@ -59,6 +42,20 @@ int events(Connection& box, const Arguments& arguments) {
 }
 
 }  // namespace
+
+std::string_view kindName(Event::Kind kind) {
+  switch (kind) {
+    case Event::Kind::Posted:
+      return "posted";
+    case Event::Kind::Distributed:
+      return "distributed";
+    case Event::Kind::Log:
+      return "log";
+    case Event::Kind::Event:
+      break;
+  }
+  return "event";
+}
 
 std::vector<Command> eventCommands() {
   return {

@@ -27,6 +27,15 @@ std::uint32_t newSessionID(const Arguments& arguments) {
   return arguments.count("--session").value_or(static_cast<std::uint32_t>(getpid()));
 }
 
+std::optional<std::chrono::milliseconds> durationOption(const Arguments& arguments,
+                                                        std::string_view option) {
+  const auto seconds = arguments.number(option);
+  if (!seconds) return std::nullopt;
+  if (*seconds < 0 || *seconds > 1e9)
+    throw UsageError(std::string(option) + " needs seconds from 0 to a billion");
+  return std::chrono::milliseconds(static_cast<std::int64_t>(*seconds * 1000));
+}
+
 int startSession(Connection& box, const char* method, const Json& params) {
   Answer answer = box.call(method, [&](sd_bus_message* call) { appendDictionary(call, params); });
   const std::int32_t status = answer.readStatus();

@@ -70,6 +70,14 @@ int status(sd_bus_message* call, void* userData, sd_bus_error*) {
   return peer.objects().box.status(call, peer);
 }
 
+int trace(sd_bus_message* call, void* userData, sd_bus_error*) {
+  Peer& peer = peerOf(userData);
+  if (!peer.authorizes(call)) return replyAccessDenied(call);
+  int on = 0;
+  if (const int result = sd_bus_message_read_basic(call, 'b', &on); result < 0) return result;
+  return peer.objects().box.trace(call, peer, on != 0);
+}
+
 const sd_bus_vtable kBoxVtable[] = {
     SD_BUS_VTABLE_START(0),
     SD_BUS_METHOD_WITH_ARGS("Press", SD_BUS_ARGS("s", button), SD_BUS_NO_RESULT,
@@ -82,6 +90,9 @@ const sd_bus_vtable kBoxVtable[] = {
                             SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_METHOD_WITH_ARGS("Status", SD_BUS_NO_ARGS, SD_BUS_RESULT("a{sv}", status), status,
                             SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD_WITH_ARGS("Trace", SD_BUS_ARGS("b", on), SD_BUS_NO_RESULT, trace,
+                            SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_SIGNAL_WITH_ARGS("Log", SD_BUS_ARGS("s", text, "a{sv}", info), 0),
     SD_BUS_VTABLE_END,
 };
 
@@ -131,6 +142,16 @@ int BoxObject::status(sd_bus_message* call, Peer& peer) {
   Reply reply(call);
   reply->appendDictionary(*status);
   return reply.send(peer);
+}
+
+int BoxObject::trace(sd_bus_message* call, Peer& peer, bool on) {
+  // On a message bus other users could receive the lines.
+  if (peer.kind() == Peer::Kind::Bus) {
+    return replyError(call, SD_BUS_ERROR_NOT_SUPPORTED, "Log lines are sent over the socket only");
+  }
+  peer.setTracing(on);
+  _traceChanged();
+  return Reply(call).send(peer);
 }
 
 int BoxObject::screenshot(sd_bus_message* call, Peer& peer) {

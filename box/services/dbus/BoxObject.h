@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
+#include <utility>
 
 #include <systemd/sd-bus.h>
 
@@ -41,6 +43,8 @@ class BoxObject {
 
   /// Call it before the first D-Bus call.
   void setInterface(BoxInterface box);
+  /// `changed` is called when a peer starts or stops tracing.
+  void setTraceHandler(std::function<void()> changed) { _traceChanged = std::move(changed); }
   /// Main thread: releases the functions of BoxInterface.
   void close();
 
@@ -55,6 +59,7 @@ class BoxObject {
             platform::Duration held = {});
   int screenshot(sd_bus_message* call, Peer& peer);
   int status(sd_bus_message* call, Peer& peer);
+  int trace(sd_bus_message* call, Peer& peer, bool on);
 
  private:
   struct Functions;
@@ -74,6 +79,7 @@ class BoxObject {
   bool _hasInput = false;
   bool _hasScreenshot = false;
   bool _hasStatus = false;
+  std::function<void()> _traceChanged;
   std::uint64_t _nextNumber = 0;
   /// Pending screenshot calls by number, and therefore by deadline.
   std::map<std::uint64_t, PendingScreenshot> _pending;

@@ -35,9 +35,11 @@ int timeoutUntil(std::optional<platform::TimePoint> deadline) {
 DBusServer::Loop::Loop(platform::MainQueue& mainQueue, DBusServerOptions options)
     : _options(std::move(options)),
       _receiver(mainQueue),
-      _box(mainQueue, _options.screenshotLimit, _inbox) {}
+      _box(mainQueue, _options.screenshotLimit, _inbox) {
+  _box.setTraceHandler([this] { _updateTrace(); });
+}
 
-DBusServer::Loop::~Loop() { _inbox->close(); }
+DBusServer::Loop::~Loop() { _closeAll(); }
 
 bool DBusServer::Loop::prepare() {
   _epoll = FileDescriptor(epoll_create1(EPOLL_CLOEXEC));
@@ -220,7 +222,7 @@ void DBusServer::Loop::broadcast(const Signal& signal) {
   std::size_t bytes = 0;
   for (const auto& connection : _connections) {
     Peer& peer = *connection->peer;
-    if (!peer.isReady() || peer.isClosing()) continue;
+    if (!peer.isReady() || peer.isClosing() || (signal.isTrace && !peer.isTracing())) continue;
     if (!message) {
       // On a peer-to-peer connection no bus sets the sender, and some clients ignore signals
       // without one.
@@ -260,6 +262,30 @@ void DBusServer::Loop::_removeClosing() {
   std::erase_if(_readyConnections,
                 [](const Connection* connection) { return connection->peer->isClosing(); });
   std::erase_if(_connections, isClosing);
+  _updateTrace();
+}
+
+void DBusServer::Loop::_updateTrace() {
+  const bool isTracing =
+      std::any_of(_connections.begin(), _connections.end(),
+                  [](const auto& connection) { return connection->peer->isTracing(); });
+  if (isTracing == (_logForwarder != nullptr)) return;
+  if (isTracing) {
+    _logForwarder = std::make_shared<LogForwarder>(_inbox, [this] { _sendLogLines(); });
+    TVSLogger::addSink(_logForwarder);
+  } else {
+    TVSLogger::removeSink(_logForwarder);
+    _logForwarder = nullptr;
+  }
+  TVSLogger::setMinimumLevel(isTracing ? static_cast<int>(platform::LogLevel::Notice) : 0);
+}
+
+void DBusServer::Loop::_sendLogLines() {
+  if (!_logForwarder) return;
+  for (auto& [text, info] : _logForwarder->take()) {
+    broadcast({BoxObject::kInterface, "Log", std::move(text), std::move(info), true});
+    if (!_logForwarder) return;  // the last tracing peer was disconnected
+  }
 }
 
 void DBusServer::Loop::_closeAll() {
@@ -267,6 +293,7 @@ void DBusServer::Loop::_closeAll() {
   _box.dropPending();
   _readyConnections.clear();
   _connections.clear();
+  _updateTrace();
   _listener.reset();
   _acceptRetryTime.reset();
 }

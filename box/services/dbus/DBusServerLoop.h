@@ -12,6 +12,7 @@
 #include "box/services/dbus/BoxObject.h"
 #include "box/services/dbus/DBusServer.h"
 #include "box/services/dbus/Inbox.h"
+#include "box/services/dbus/LogForwarder.h"
 #include "box/services/dbus/NotificationsObject.h"
 #include "box/services/dbus/Peer.h"
 #include "box/services/dbus/ReceiverObject.h"
@@ -56,6 +57,7 @@ class DBusServer::Loop final : public platform::Waiter {
     const char* member;
     std::string name;
     std::optional<platform::Dictionary> info;
+    bool isTrace = false;  ///< sent to tracing peers only
   };
   void broadcast(const Signal& signal);
 
@@ -79,6 +81,8 @@ class DBusServer::Loop final : public platform::Waiter {
   std::optional<platform::TimePoint> _deadline() const;
   void _poll(std::optional<platform::TimePoint> deadline);
   void _removeClosing();
+  void _updateTrace();
+  void _sendLogLines();
   void _closeAll();
 
   const DBusServerOptions _options;
@@ -97,6 +101,8 @@ class DBusServer::Loop final : public platform::Waiter {
   bool _isOnBus = false;
   /// When accept() is tried again. Set while no file descriptor is available.
   std::optional<platform::TimePoint> _acceptRetryTime;
+  /// A sink of the log while a peer is tracing.
+  std::shared_ptr<LogForwarder> _logForwarder;
   std::vector<std::unique_ptr<Connection>> _connections;
   std::deque<Connection*> _readyConnections;
 };

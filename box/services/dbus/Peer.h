@@ -75,6 +75,10 @@ class Peer : public std::enable_shared_from_this<Peer> {
   /// Whether the sender of `call` has permission. On a message bus, any user can send calls.
   bool authorizes(sd_bus_message* call);
 
+  /// Whether the peer receives log lines.
+  bool isTracing() const { return _tracing; }
+  void setTracing(bool tracing) { _tracing = tracing; }
+
   Kind kind() const { return _kind; }
   sd_bus* bus() const { return _bus; }
   const ServedObjects& objects() const { return _objects; }
@@ -92,6 +96,7 @@ class Peer : public std::enable_shared_from_this<Peer> {
   std::optional<platform::TimePoint> _authenticationDeadline;
   bool _ready = false;
   bool _closing = false;
+  bool _tracing = false;
   /// Sizes of the messages in the outgoing queue, oldest first, and their sum. Replies of sd-bus
   /// itself are not included; the limit on the number of messages covers them.
   std::deque<std::size_t> _queuedSizes;

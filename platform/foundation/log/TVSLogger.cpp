@@ -37,6 +37,7 @@ struct State {
   std::string domain;
   std::vector<std::string> persistentComponents;
   std::optional<int> levelOfAll;
+  int minimumLevel = 0;
   std::map<std::string, int, std::less<>> levels;
 
   // Protected by `recentMutex`, except for dump().
@@ -102,6 +103,7 @@ void TVSLogger::initialize(std::string domain, std::vector<std::string_view> per
     shared.domain = std::move(domain);
     shared.persistentComponents.assign(persistentComponents.begin(), persistentComponents.end());
     shared.levelOfAll.reset();
+    shared.minimumLevel = 0;
     shared.levels.clear();
   }
   const std::lock_guard lock(shared.recentMutex);
@@ -121,6 +123,11 @@ void TVSLogger::setLevel(int level) {
 void TVSLogger::setLevel(std::string_view component, int level) {
   const std::unique_lock lock(state().levelMutex);
   state().levels.insert_or_assign(std::string(component), level);
+}
+
+void TVSLogger::setMinimumLevel(int level) {
+  const std::unique_lock lock(state().levelMutex);
+  state().minimumLevel = level;
 }
 
 void TVSLogger::addSink(std::shared_ptr<LogSink> sink) {
@@ -163,7 +170,7 @@ bool TVSLogger::isEnabled(std::string_view component, LogLevel level) {
                        component) != shared.persistentComponents.end()) {
     limit = kPersistentLevel;
   }
-  return limit >= static_cast<int>(level);
+  return std::max(limit, shared.minimumLevel) >= static_cast<int>(level);
 }
 
 void TVSLogger::write(std::string_view component, LogLevel level, std::string_view text) {

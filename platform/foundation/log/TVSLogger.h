@@ -52,6 +52,8 @@ class TVSLogger {
   /// regardless of the order of the calls.
   static void setLevel(int level);
   static void setLevel(std::string_view component, int level);
+  /// Raises components with a lower level to `level`, until it is called with 0.
+  static void setMinimumLevel(int level);
 
   static void addSink(std::shared_ptr<platform::LogSink> sink);
   /// Waits until no other thread is inside the sink. Must not be called by a sink.

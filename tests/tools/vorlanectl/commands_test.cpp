@@ -1,3 +1,7 @@
+#include <cstdlib>
+#include <ctime>
+
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "tests/tools/vorlanectl/FakeDoor.h"
@@ -112,6 +116,31 @@ TEST(Events, ArePrintedOnePerLine) {
     EXPECT_EQ(run.status, 0) << run.errors;
     EXPECT_EQ(run.output, one.output);
   }
+}
+
+TEST(Trace, PrintsLogLinesWithTheirTimesAndEvents) {
+  setenv("TZ", "UTC", 1);
+  tzset();
+  FakeDoor door;
+  door.state = {{"state", "Foreground"}};
+  door.signalsAfter["Status"] = {
+      {"Box1",
+       "Log",
+       "#T:[Main] #Notice #TVVLMedia : Paused ",
+       {{"time", {{"$date", "2026-11-26T07:05:09.250Z"}}}, {"level", 5}}},
+      {"Notifications1", "Posted", "some.name", nullptr},
+      {"Receiver1", "Event", "paused", {{"sessionID", 7}}},
+      {"Receiver1", "Event", "stopped", Json::object()}};
+  const Result run(door, {"trace", "--until", "paused"});
+  EXPECT_EQ(run.status, 0) << run.errors;
+  EXPECT_EQ(door.calls(), (Lines{"Trace true", "Status"}));
+  const std::string time = "[0-9]{2}:[0-9]{2}:[0-9]{2}[.][0-9]{3} ";
+  EXPECT_THAT(run.output,
+              testing::MatchesRegex(time +
+                                    "status [{]\"state\":\"Foreground\"[}]\n"
+                                    "07:05:09.250 log #T:.Main. #Notice #TVVLMedia : Paused\n" +
+                                    time + "posted some.name\n" + time +
+                                    "event paused [{]\"sessionID\":7[}]\n"));
 }
 
 TEST(Play, WaitsUntilTheSessionHasEnded) {

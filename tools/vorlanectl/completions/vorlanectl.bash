@@ -10,7 +10,8 @@ _vorlanectl() {
   local words
   case $command in
     "") words="play queue unqueue stop pause resume seek rate volume get set perform call pin
-               hide-pin incompatible audio mirror progress events status press swipe screenshot --socket --help --version" ;;
+               hide-pin incompatible audio mirror progress events trace status press swipe screenshot
+               --socket --help --version" ;;
     play) words="--rate --position --uuid --audio-only --param --session --wait --serve
                 --serve-keys" ;;
     queue) words="--uuid --param --session" ;;
@@ -27,6 +28,7 @@ _vorlanectl() {
     mirror) words="--test-pattern --from --size --fps --seconds --session" ;;
     progress) words="on off" ;;
     events) words="--json --notifications --count --for --until" ;;
+    trace) words="--for --until" ;;
     press) words="up down left right select menu playpause home --hold" ;;
     swipe) words="up down left right" ;;
     screenshot) compopt -o default; COMPREPLY=(); return ;;

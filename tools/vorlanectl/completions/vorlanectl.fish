@@ -1,6 +1,6 @@
 # Completion of vorlanectl for fish.
 set -l commands play queue unqueue stop pause resume seek rate volume get set perform call pin \
-    hide-pin incompatible audio mirror progress events status press swipe screenshot
+    hide-pin incompatible audio mirror progress events trace status press swipe screenshot
 complete -c vorlanectl -f
 complete -c vorlanectl -l socket -r -F -d 'Socket of the box'
 complete -c vorlanectl -l help -d 'Help'
@@ -26,8 +26,8 @@ complete -c vorlanectl -n '__fish_seen_subcommand_from progress' -a 'on off'
 complete -c vorlanectl -n '__fish_seen_subcommand_from events' -l json
 complete -c vorlanectl -n '__fish_seen_subcommand_from events' -l notifications
 complete -c vorlanectl -n '__fish_seen_subcommand_from events' -l count -x
-complete -c vorlanectl -n '__fish_seen_subcommand_from events' -l for -x
-complete -c vorlanectl -n '__fish_seen_subcommand_from events' -l until -x
+complete -c vorlanectl -n '__fish_seen_subcommand_from events trace' -l for -x
+complete -c vorlanectl -n '__fish_seen_subcommand_from events trace' -l until -x
 complete -c vorlanectl -n '__fish_seen_subcommand_from get' -a 'playbackInfo playbackAccessLog playbackErrorLog timedMetadataArray enableTrack selectedMediaArray'
 complete -c vorlanectl -n '__fish_seen_subcommand_from set' -a 'position rate date forwardEndTime reverseEndTime enableTrack selectedMediaArray muted volume actionAtItemEnd metaData textMarkupArray'
 complete -c vorlanectl -n '__fish_seen_subcommand_from press' -l hold -x

@@ -66,6 +66,8 @@ class Client {
     sd_bus_start(_bus);
     sd_bus_match_signal(_bus, nullptr, nullptr, kPath, "quorin.tvvorlane.Receiver1", "Event",
                         _eventCame, this);
+    sd_bus_match_signal(_bus, nullptr, nullptr, kPath, "quorin.tvvorlane.Box1", "Log", _eventCame,
+                        this);
   }
   ~Client() { sd_bus_close_unref(_bus); }
   Client(const Client&) = delete;
@@ -141,7 +143,7 @@ class Client {
     std::string name;
     platform::Dictionary info;
   };
-  /// Waits for the next event. Returns nothing on a timeout.
+  /// Waits for the next event or log line. Returns nothing on a timeout.
   std::optional<Event> nextEvent() {
     while (_events.empty()) {
       const int processed = sd_bus_process(_bus, nullptr);

@@ -76,7 +76,12 @@ TEST(TVSLogger, EvaluatesArgumentsOnlyForEnabledLevels) {
   TVSLogger::setLevel(0);
   EXPECT_EQ(written(TVSSystemLog), "");
   EXPECT_EQ(written("Other"), "EW");
-  EXPECT_EQ(evaluated, 3 + 1 + 2 + 0 + 2);
+  TVSLogger::setMinimumLevel(5);
+  EXPECT_EQ(written(TVSSystemLog), "EWN");
+  EXPECT_EQ(written("Other"), "EWN");
+  TVSLogger::setMinimumLevel(0);
+  EXPECT_EQ(written("Other"), "EW");
+  EXPECT_EQ(evaluated, 3 + 1 + 2 + 0 + 2 + 3 + 3 + 2);
   EXPECT_EQ(log.lines().size(), static_cast<std::size_t>(evaluated));
 }
 
