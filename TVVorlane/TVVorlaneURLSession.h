@@ -21,7 +21,7 @@
 /// Usage: startWithOptions() creates the item, the playlist and the player, and registers the
 /// session. Loading begins at once. When the session is on screen, the requested rate is applied
 /// and the start completion runs. Start parameters without a "Content-Location" are never
-/// completed, so the door must reject them before. Player changes are posted to the delegate as
+/// completed, so the D-Bus server must reject them. Player changes are posted to the delegate as
 /// events. stopWithOptions() releases the player.
 ///
 /// Threads: main. Lifetime: the session manager owns the session while it is registered.

@@ -1,5 +1,3 @@
-// Arabic.
-
 #include "TVVorlane/strings/StringTable.h"
 
 namespace TVVorlaneStrings {

@@ -1,5 +1,3 @@
-// German.
-
 #include "TVVorlane/strings/StringTable.h"
 
 namespace TVVorlaneStrings {

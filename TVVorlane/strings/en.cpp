@@ -1,5 +1,3 @@
-// English.
-
 #include "TVVorlane/strings/StringTable.h"
 
 namespace TVVorlaneStrings {

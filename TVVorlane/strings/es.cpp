@@ -1,5 +1,3 @@
-// Spanish.
-
 #include "TVVorlane/strings/StringTable.h"
 
 namespace TVVorlaneStrings {

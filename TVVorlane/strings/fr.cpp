@@ -1,5 +1,3 @@
-// French.
-
 #include "TVVorlane/strings/StringTable.h"
 
 namespace TVVorlaneStrings {

@@ -1,5 +1,3 @@
-// Hebrew.
-
 #include "TVVorlane/strings/StringTable.h"
 
 namespace TVVorlaneStrings {

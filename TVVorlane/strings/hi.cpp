@@ -1,5 +1,3 @@
-// Hindi.
-
 #include "TVVorlane/strings/StringTable.h"
 
 namespace TVVorlaneStrings {

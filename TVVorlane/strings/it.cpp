@@ -1,5 +1,3 @@
-// Italian.
-
 #include "TVVorlane/strings/StringTable.h"
 
 namespace TVVorlaneStrings {

@@ -1,5 +1,3 @@
-// Japanese.
-
 #include "TVVorlane/strings/StringTable.h"
 
 namespace TVVorlaneStrings {

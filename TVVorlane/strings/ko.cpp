@@ -1,5 +1,3 @@
-// Korean.
-
 #include "TVVorlane/strings/StringTable.h"
 
 namespace TVVorlaneStrings {

@@ -1,5 +1,3 @@
-// Dutch.
-
 #include "TVVorlane/strings/StringTable.h"
 
 namespace TVVorlaneStrings {

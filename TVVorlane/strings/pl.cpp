@@ -1,5 +1,3 @@
-// Polish.
-
 #include "TVVorlane/strings/StringTable.h"
 
 namespace TVVorlaneStrings {

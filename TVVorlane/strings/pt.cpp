@@ -1,5 +1,3 @@
-// Portuguese.
-
 #include "TVVorlane/strings/StringTable.h"
 
 namespace TVVorlaneStrings {

@@ -1,5 +1,3 @@
-// Russian.
-
 #include "TVVorlane/strings/StringTable.h"
 
 namespace TVVorlaneStrings {

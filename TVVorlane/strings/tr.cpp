@@ -1,5 +1,3 @@
-// Turkish.
-
 #include "TVVorlane/strings/StringTable.h"
 
 namespace TVVorlaneStrings {

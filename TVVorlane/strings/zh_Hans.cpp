@@ -1,5 +1,3 @@
-// Simplified Chinese.
-
 #include "TVVorlane/strings/StringTable.h"
 
 namespace TVVorlaneStrings {

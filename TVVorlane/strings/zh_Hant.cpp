@@ -1,5 +1,3 @@
-// Traditional Chinese.
-
 #include "TVVorlane/strings/StringTable.h"
 
 namespace TVVorlaneStrings {

@@ -9,7 +9,7 @@ namespace vorlanectl {
 
 namespace {
 
-// Protects the stack. The door itself accepts a depth of 32.
+// Protects the stack. The D-Bus server accepts a depth of 32.
 constexpr int kMaximumDepth = 100;
 
 void check(int result) {

@@ -19,7 +19,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::size_t kKeySize = 16;
-// The door accepts messages of up to 16 MiB. 16 KiB are reserved for the other entries.
+// The D-Bus server accepts messages of up to 16 MiB. 16 KiB are reserved for the other entries.
 constexpr std::uintmax_t kMaxBodyBytes =
     std::uintmax_t{16} * 1024 * 1024 - std::uintmax_t{16} * 1024;
 constexpr std::string_view kKeyScheme = "clearkey:";

@@ -4,7 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/tools/vorlanectl/FakeDoor.h"
+#include "tests/tools/vorlanectl/FakeDBusServer.h"
 
 namespace {
 
@@ -13,10 +13,10 @@ using Lines = std::vector<std::string>;
 
 /// Output and exit status of a command line.
 struct Result {
-  Result(FakeDoor& door, const Lines& words) {
+  Result(FakeDBusServer& server, const Lines& words) {
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
-    status = door.run(words);
+    status = server.run(words);
     output = testing::internal::GetCapturedStdout();
     errors = testing::internal::GetCapturedStderr();
   }
@@ -46,13 +46,13 @@ TEST(Commands, CallTheBox) {
       {{"stop", "--session", "7"}, R"(StopVideo {"sessionID":7})", ""},
   };
   for (const auto& one : cases) {
-    FakeDoor door;
-    const Result run(door, one.words);
+    FakeDBusServer server;
+    const Result run(server, one.words);
     EXPECT_EQ(run.status, 0) << one.call << run.errors;
-    EXPECT_EQ(door.calls(), Lines{one.call});
+    EXPECT_EQ(server.calls(), Lines{one.call});
     EXPECT_EQ(run.output, one.output);
 
-    FakeDoor refusing;
+    FakeDBusServer refusing;
     refusing.status = -6718;
     const Result refused(refusing, one.words);
     EXPECT_EQ(refused.status, 1) << one.call;
@@ -67,9 +67,9 @@ TEST(Commands, PressButtonsInOrder) {
       {{"press", "--hold", "0.01", "left", "right"},
        {R"(Hold "left" 0.01)", R"(Hold "right" 0.01)"}}};
   for (const auto& [words, calls] : cases) {
-    FakeDoor door;
-    EXPECT_EQ(Result(door, words).status, 0);
-    EXPECT_EQ(door.calls(), calls);
+    FakeDBusServer server;
+    EXPECT_EQ(Result(server, words).status, 0);
+    EXPECT_EQ(server.calls(), calls);
   }
 }
 
@@ -78,15 +78,15 @@ TEST(Commands, RejectInvalidArgumentsBeforeTheCall) {
                              Lines{"audio", "progress", "1", "x"}, Lines{"audio", "start", "1"},
                              Lines{"audio", "progress", "1", "2", "--session", "7"}, Lines{"pin"},
                              Lines{"hide-pin", "1"}, Lines{"press", "--hold", "61", "up"}}) {
-    FakeDoor door;
-    const Result run(door, words);
+    FakeDBusServer server;
+    const Result run(server, words);
     EXPECT_EQ(run.status, 2) << testing::PrintToString(words);
-    EXPECT_EQ(door.calls(), Lines()) << testing::PrintToString(words);
+    EXPECT_EQ(server.calls(), Lines()) << testing::PrintToString(words);
   }
 }
 
 TEST(Events, ArePrintedOnePerLine) {
-  const std::vector<FakeDoor::Signal> signals = {
+  const std::vector<FakeDBusServer::Signal> signals = {
       {"Receiver1", "Event", "playing", {{"sessionID", 7}}},
       {"Notifications1", "Posted", "some.name", nullptr},
       {"Notifications1", "Distributed", "time", {{"elapsed", 1.5}}},
@@ -108,11 +108,11 @@ TEST(Events, ArePrintedOnePerLine) {
        "playing {\"sessionID\":7}\nposted some.name\n"},
   };
   for (const auto& one : cases) {
-    FakeDoor door;
-    door.signalsAtOnce = signals;
+    FakeDBusServer server;
+    server.signalsAtOnce = signals;
     Lines words = {"events", "--until", "stopped"};
     words.insert(words.end(), one.words.begin(), one.words.end());
-    const Result run(door, words);
+    const Result run(server, words);
     EXPECT_EQ(run.status, 0) << run.errors;
     EXPECT_EQ(run.output, one.output);
   }
@@ -121,9 +121,9 @@ TEST(Events, ArePrintedOnePerLine) {
 TEST(Trace, PrintsLogLinesWithTheirTimesAndEvents) {
   setenv("TZ", "UTC", 1);
   tzset();
-  FakeDoor door;
-  door.state = {{"state", "Foreground"}};
-  door.signalsAfter["Status"] = {
+  FakeDBusServer server;
+  server.state = {{"state", "Foreground"}};
+  server.signalsAfter["Status"] = {
       {"Box1",
        "Log",
        "#T:[Main] #Notice #TVVLMedia : Paused ",
@@ -131,9 +131,9 @@ TEST(Trace, PrintsLogLinesWithTheirTimesAndEvents) {
       {"Notifications1", "Posted", "some.name", nullptr},
       {"Receiver1", "Event", "paused", {{"sessionID", 7}}},
       {"Receiver1", "Event", "stopped", Json::object()}};
-  const Result run(door, {"trace", "--until", "paused"});
+  const Result run(server, {"trace", "--until", "paused"});
   EXPECT_EQ(run.status, 0) << run.errors;
-  EXPECT_EQ(door.calls(), (Lines{"Trace true", "Status"}));
+  EXPECT_EQ(server.calls(), (Lines{"Trace true", "Status"}));
   const std::string time = "[0-9]{2}:[0-9]{2}:[0-9]{2}[.][0-9]{3} ";
   EXPECT_THAT(run.output,
               testing::MatchesRegex(time +
@@ -145,30 +145,30 @@ TEST(Trace, PrintsLogLinesWithTheirTimesAndEvents) {
 
 TEST(Play, WaitsUntilTheSessionHasEnded) {
   const Json listed = {{"sessions", {{{"type", 1}, {"sessionID", 7}}}}};
-  const FakeDoor::Signal paused{"Receiver1", "Event", "paused", Json::object()};
-  const FakeDoor::Signal othersEnd{"Receiver1", "Event", "stopped", {{"sessionID", 8}}};
-  const FakeDoor::Signal itsEnd{"Receiver1", "Event", "stopped", {{"sessionID", 7}}};
+  const FakeDBusServer::Signal paused{"Receiver1", "Event", "paused", Json::object()};
+  const FakeDBusServer::Signal othersEnd{"Receiver1", "Event", "stopped", {{"sessionID", 8}}};
+  const FakeDBusServer::Signal itsEnd{"Receiver1", "Event", "stopped", {{"sessionID", 7}}};
   const Lines words = {"play", "http://a/b", "--session", "7", "--wait"};
   {
-    FakeDoor door;
-    door.state = listed;
-    door.signalsAfter["StartVideo"] = {paused, othersEnd, itsEnd};
-    EXPECT_EQ(Result(door, words).status, 0);
-    EXPECT_EQ(door.calls().size(), 3U) << "checks the status at each event";
+    FakeDBusServer server;
+    server.state = listed;
+    server.signalsAfter["StartVideo"] = {paused, othersEnd, itsEnd};
+    EXPECT_EQ(Result(server, words).status, 0);
+    EXPECT_EQ(server.calls().size(), 3U) << "checks the status at each event";
   }
   {
     // Another client has stopped the session. No event reports that.
-    FakeDoor door;
-    door.state = {{"sessions", {{{"type", 1}, {"sessionID", 8}}}}};
-    door.signalsAfter["StartVideo"] = {paused};
-    EXPECT_EQ(Result(door, words).status, 0);
-    EXPECT_EQ(door.calls().back(), "Status");
+    FakeDBusServer server;
+    server.state = {{"sessions", {{{"type", 1}, {"sessionID", 8}}}}};
+    server.signalsAfter["StartVideo"] = {paused};
+    EXPECT_EQ(Result(server, words).status, 0);
+    EXPECT_EQ(server.calls().back(), "Status");
   }
   {
-    FakeDoor door;
-    door.status = -6700;
-    EXPECT_EQ(Result(door, words).status, 1);
-    EXPECT_EQ(door.calls().size(), 1U);
+    FakeDBusServer server;
+    server.status = -6700;
+    EXPECT_EQ(Result(server, words).status, 1);
+    EXPECT_EQ(server.calls().size(), 1U);
   }
 }
 

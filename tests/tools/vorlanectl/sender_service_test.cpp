@@ -6,7 +6,7 @@
 #include <stdlib.h>
 
 #include "tests/support/TemporaryFolder.h"
-#include "tests/tools/vorlanectl/FakeDoor.h"
+#include "tests/tools/vorlanectl/FakeDBusServer.h"
 #include "tools/vorlanectl/SenderService.h"
 
 namespace {
@@ -31,18 +31,18 @@ class SenderServiceTest : public testing::Test {
 
   /// The calls between the start and the stop of the session.
   std::vector<std::string> play(const std::vector<std::string>& options, const Json& request) {
-    FakeDoor door;
-    door.out = out;
-    door.signalsAfter["StartVideo"] = {{"Receiver1", "Event", "failedURLRequest", request},
-                                       {"Receiver1", "Event", "stopped", {{"sessionID", 7}}}};
+    FakeDBusServer server;
+    server.out = out;
+    server.signalsAfter["StartVideo"] = {{"Receiver1", "Event", "failedURLRequest", request},
+                                         {"Receiver1", "Event", "stopped", {{"sessionID", 7}}}};
     std::vector<std::string> words = {"play", "x-demo://list.m3u8", "--session", "7"};
     words.insert(words.end(), options.begin(), options.end());
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
-    status = door.run(words);
+    status = server.run(words);
     testing::internal::GetCapturedStdout();
     errors = testing::internal::GetCapturedStderr();
-    std::vector<std::string> calls = door.calls();
+    std::vector<std::string> calls = server.calls();
     started = !calls.empty();
     std::erase_if(calls, [](const std::string& call) { return !call.starts_with("Perform"); });
     return calls;

@@ -1,4 +1,4 @@
-#include "tests/tools/vorlanectl/FakeDoor.h"
+#include "tests/tools/vorlanectl/FakeDBusServer.h"
 
 #include <cstring>
 #include <filesystem>
@@ -19,7 +19,7 @@ constexpr const char* kPath = "/quorin/tvvorlane/Receiver";
 
 }  // namespace
 
-FakeDoor::FakeDoor() {
+FakeDBusServer::FakeDBusServer() {
   _listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
@@ -28,9 +28,9 @@ FakeDoor::FakeDoor() {
   listen(_listener, 1);
 }
 
-FakeDoor::~FakeDoor() { close(_listener); }
+FakeDBusServer::~FakeDBusServer() { close(_listener); }
 
-int FakeDoor::run(std::vector<std::string> words) {
+int FakeDBusServer::run(std::vector<std::string> words) {
   _calls.clear();
   std::thread server([this] { _serve(); });
   words.insert(words.begin(), {"--socket", _path});
@@ -41,7 +41,7 @@ int FakeDoor::run(std::vector<std::string> words) {
   return result;
 }
 
-void FakeDoor::_serve() {
+void FakeDBusServer::_serve() {
   const int connection = accept4(_listener, nullptr, nullptr, SOCK_CLOEXEC);
   if (connection < 0) return;
   sd_bus* bus = nullptr;
@@ -61,24 +61,24 @@ void FakeDoor::_serve() {
   sd_bus_close_unref(bus);
 }
 
-int FakeDoor::_called(sd_bus_message* call, void* self, sd_bus_error*) {
-  auto& door = *static_cast<FakeDoor*>(self);
+int FakeDBusServer::_called(sd_bus_message* call, void* self, sd_bus_error*) {
+  auto& server = *static_cast<FakeDBusServer*>(self);
   const char* const member = sd_bus_message_get_member(call);
   if (!member || sd_bus_message_is_method_call(call, nullptr, nullptr) <= 0) return 0;
   if (std::strcmp(member, "Ping") == 0) {
-    door._pending = door.signalsAtOnce;
+    server._pending = server.signalsAtOnce;
     return 0;  // sd-bus answers it
   }
   std::string line = member;
   while (sd_bus_message_at_end(call, 0) == 0) line += " " + vorlanectl::readValue(call).dump();
-  door._calls.push_back(line);
-  door._answer(call, member);
-  if (const auto found = door.signalsAfter.find(member); found != door.signalsAfter.end())
-    door._pending = found->second;
+  server._calls.push_back(line);
+  server._answer(call, member);
+  if (const auto found = server.signalsAfter.find(member); found != server.signalsAfter.end())
+    server._pending = found->second;
   return 1;
 }
 
-void FakeDoor::_answer(sd_bus_message* call, const std::string& member) {
+void FakeDBusServer::_answer(sd_bus_message* call, const std::string& member) {
   sd_bus_message* reply = nullptr;
   sd_bus_message_new_method_return(call, &reply);
   if (member != "Status") sd_bus_message_append_basic(reply, 'i', &status);
@@ -89,7 +89,7 @@ void FakeDoor::_answer(sd_bus_message* call, const std::string& member) {
   sd_bus_message_unref(reply);
 }
 
-void FakeDoor::_send(sd_bus* bus, const std::vector<Signal>& signals) {
+void FakeDBusServer::_send(sd_bus* bus, const std::vector<Signal>& signals) {
   for (const Signal& signal : signals) {
     const std::string_view owner =
         signal.interface == "Notifications1" ? "quorin.vorlane." : "quorin.tvvorlane.";

@@ -10,9 +10,9 @@
 #include "tests/support/TemporaryFolder.h"
 #include "tools/vorlanectl/Json.h"
 
-/// A door that records the calls of one client and returns the results that the test has set. It
-/// runs on its own thread during run().
-class FakeDoor {
+/// A D-Bus server that records the calls of one client and returns the results that the test has
+/// set. It runs on its own thread during run().
+class FakeDBusServer {
  public:
   struct Signal {
     std::string interface;  ///< the last component: "Receiver1"
@@ -22,10 +22,10 @@ class FakeDoor {
   };
   using Json = vorlanectl::Json;
 
-  FakeDoor();
-  ~FakeDoor();
-  FakeDoor(const FakeDoor&) = delete;
-  FakeDoor& operator=(const FakeDoor&) = delete;
+  FakeDBusServer();
+  ~FakeDBusServer();
+  FakeDBusServer(const FakeDBusServer&) = delete;
+  FakeDBusServer& operator=(const FakeDBusServer&) = delete;
 
   const std::string& socketPath() const { return _path; }
   /// Set these before run(): the status of every call, and the result of Status.
