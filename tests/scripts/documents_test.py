@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Links in the documents lead somewhere, and the paths that they name exist."""
+"""Links in the documents lead somewhere, and the paths and identifiers that they name exist."""
 
 import os
 import re
@@ -10,6 +10,8 @@ ROOT = os.path.abspath(os.path.join(os.path.dirname(__file__), "..", ".."))
 LINK = re.compile(r"\]\(([^)#\s]*)(#[^)\s]*)?\)")
 NAMED = re.compile(r"`([\w.+-]+(?:/[\w.+-]+)+)`")
 CODE = re.compile(r"^```.*?^```", re.S | re.M)
+IDENTIFIER = re.compile(r"`(\w*[a-z]\w*[A-Z]\w*)(?:\(\))?`")
+FOREIGN = {"InhibitDelayMaxSec"}
 # A class may be named without its ending.
 ENDINGS = ("", ".h", ".cpp", ".py")
 
@@ -55,6 +57,17 @@ class Documents(unittest.TestCase):
                 count += 1
                 with self.subTest(document=document, path=path):
                     self.assertTrue(any(os.path.exists(os.path.join(ROOT, path + ending)) for ending in ENDINGS))
+        self.assertGreater(count, 100)
+
+    def test_named_identifiers_exist(self):
+        words = set(subprocess.run(["git", "grep", "-hIoE", r"\w*[a-z]\w*[A-Z]\w*", "--", ".", ":!*.md"], cwd=ROOT,
+                                   check=True, capture_output=True, text=True).stdout.split())
+        count = 0
+        for document in documents():
+            for name in IDENTIFIER.findall(CODE.sub("", read(document))):
+                count += 1
+                with self.subTest(document=document, name=name):
+                    self.assertTrue(name in words or name in FOREIGN)
         self.assertGreater(count, 100)
 
 
