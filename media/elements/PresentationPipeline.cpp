@@ -1,20 +1,15 @@
 #include "media/elements/PresentationPipeline.h"
 
-#include <initializer_list>
 #include <utility>
-#include <vector>
 
 #include "media/elements/PresentationElements.h"
 #include "media/elements/PresentationSource.h"
+#include "media/elements/SinkTail.h"
 #include "media/pipeline/SeekShortcut.h"
 #include "media/segments/TimestampOffsets.h"
 
 namespace media {
 namespace {
-
-/// Decoded pictures in front of the sink.
-constexpr guint kPictures = 3;
-constexpr guint64 kSound = 400 * GST_MSECOND;
 
 PacketQueues::Targets kindsOf(const streaming::Presentation& presentation) {
   PacketQueues::Targets kinds;
@@ -24,15 +19,6 @@ PacketQueues::Targets kindsOf(const streaming::Presentation& presentation) {
       if (track.kind == streaming::MediaKind::Audio) kinds.audio = true;
     }
   return kinds;
-}
-
-GstElement* makeQueue(ElementaryKind kind) {
-  GstElement* const queue = gst_element_factory_make("queue", nullptr);
-  if (!queue) return nullptr;
-  const bool isVideo = kind == ElementaryKind::Video;
-  g_object_set(queue, "max-size-buffers", isVideo ? kPictures : 0u, "max-size-bytes", 0u,
-               "max-size-time", isVideo ? guint64{0} : kSound, "silent", TRUE, nullptr);
-  return queue;
 }
 
 }  // namespace
@@ -76,27 +62,11 @@ bool PresentationPipeline::_build(const Setup& setup) {
 }
 
 bool PresentationPipeline::_addTail(ElementaryKind kind, GstElement* sink) {
-  std::vector<GstElement*> parts{makeQueue(kind)};
-  if (kind == ElementaryKind::Video) {
-    // Formats are converted behind the sink.
-    parts.push_back(gst_element_factory_make("deinterlace", nullptr));
-  } else {
-    // Tempo keeps the pitch at other rates.
-    for (const char* name : {"audioconvert", "scaletempo", "audioconvert", "audioresample"})
-      parts.push_back(gst_element_factory_make(name, nullptr));
-  }
-  parts.push_back(sink);
-  if (!parts.front()) return false;
-  GstElement* last = nullptr;
-  for (GstElement* const each : parts) {
-    if (!each) continue;
-    if (!gst_bin_add(GST_BIN(_pipeline.get()), each)) return false;
-    if (last && !gst_element_link(last, each)) return false;
-    last = each;
-  }
-  const GstRef<GstPad> head(gst_element_get_static_pad(parts.front(), "sink"));
-  _source->linkTo(GST_BIN(_pipeline.get()), kind, head.get());
-  return true;
+  auto* const bin = GST_BIN(_pipeline.get());
+  const auto type = kind == ElementaryKind::Video ? GST_STREAM_TYPE_VIDEO : GST_STREAM_TYPE_AUDIO;
+  const auto tail = SinkTail::add(bin, type, sink);
+  if (tail) _source->linkTo(bin, kind, tail->head());
+  return tail.has_value();
 }
 
 void PresentationPipeline::setSelection(const streaming::TrackSelection& selection) {

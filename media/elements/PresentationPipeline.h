@@ -19,7 +19,7 @@ class ContentKeys;
 class PresentationSource;
 class TimestampOffsets;
 
-/// A GstPipeline that plays a presentation, in place of a playbin.
+/// A GstPipeline that plays a presentation.
 ///
 /// Seeks: flushing ones at positive rates. An accurate seek shows exactly the wanted time; one to a
 /// key unit shows the key frame before it. Above twice the speed key frames alone are shown,

@@ -4,10 +4,9 @@
 #include <atomic>
 #include <charconv>
 #include <cstddef>
-#include <map>
-#include <mutex>
 #include <optional>
 #include <span>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -23,47 +22,8 @@ namespace {
 
 using streaming::ResourceReader;
 
-constexpr std::string_view kScheme = "vorlane-resource";
-constexpr std::string_view kPrefix = "vorlane-resource://";
+constexpr std::string_view kURI = "vorlane-resource:///media";
 constexpr guint kPushedBytes = 64 * 1024;
-
-/// The resources that have a name. Any thread.
-class ResourceNames {
- public:
-  static ResourceNames& shared() {
-    static ResourceNames& names = *new ResourceNames;
-    return names;
-  }
-  std::uint64_t add(std::shared_ptr<ResourceReader> reader) {
-    const std::lock_guard lock(_mutex);
-    _readers.emplace(++_last, std::move(reader));
-    return _last;
-  }
-  void remove(std::uint64_t number) {
-    std::shared_ptr<ResourceReader> removed;
-    const std::lock_guard lock(_mutex);
-    const auto found = _readers.find(number);
-    if (found == _readers.end()) return;
-    removed = std::move(found->second);
-    _readers.erase(found);
-  }
-  std::shared_ptr<ResourceReader> find(std::string_view uri) const {
-    if (!uri.starts_with(kPrefix)) return nullptr;
-    uri.remove_prefix(kPrefix.size());
-    std::uint64_t number = 0;
-    const auto [end, error] = std::from_chars(uri.data(), uri.data() + uri.size(), number);
-    const char* const last = uri.data() + uri.size();
-    if (error != std::errc() || (end != last && *end != '/')) return nullptr;
-    const std::lock_guard lock(_mutex);
-    const auto found = _readers.find(number);
-    return found == _readers.end() ? nullptr : found->second;
-  }
-
- private:
-  mutable std::mutex _mutex;  // guards the rest
-  std::map<std::uint64_t, std::shared_ptr<ResourceReader>> _readers;
-  std::uint64_t _last = 0;
-};
 
 struct SourceState {
   std::string uri;
@@ -143,12 +103,7 @@ void sendFormat(GstBaseSrc* source, const ResourceReader& reader) {
 }
 
 gboolean start(GstBaseSrc* source) {
-  SourceState& state = sourceState(source);
-  state.next = 0;
-  if (!state.reader) {
-    GST_ELEMENT_ERROR(source, RESOURCE, NOT_FOUND, (nullptr), ("no resource at this URI"));
-    return FALSE;
-  }
+  sourceState(source).next = 0;
   return TRUE;
 }
 
@@ -167,12 +122,12 @@ gboolean unlockStop(GstBaseSrc* source) {
 
 gboolean isSeekable(GstBaseSrc* source) {
   const auto& reader = sourceState(source).reader;
-  return reader && canJump(*reader);
+  return canJump(*reader);
 }
 
 gboolean sizeOf(GstBaseSrc* source, guint64* size) {
   const auto& reader = sourceState(source).reader;
-  const auto known = reader && reader->icyInterval() == 0 ? reader->size() : std::nullopt;
+  const auto known = reader->icyInterval() == 0 ? reader->size() : std::nullopt;
   if (known) *size = *known;
   return known.has_value();
 }
@@ -197,7 +152,6 @@ GstFlowReturn readInto(GstBaseSrc* source, std::uint64_t offset, std::span<std::
 
 GstFlowReturn create(GstBaseSrc* source, guint64 offset, guint size, GstBuffer** result) {
   SourceState& state = sourceState(source);
-  if (!state.reader) return GST_FLOW_ERROR;
   const bool isPulled = GST_PAD_MODE(GST_BASE_SRC_PAD(source)) == GST_PAD_MODE_PULL;
   if (!isPulled) {
     if (state.next == 0) sendFormat(source, *state.reader);
@@ -227,37 +181,15 @@ GstFlowReturn create(GstBaseSrc* source, guint64 offset, guint size, GstBuffer**
 
 /// The base class takes every source for seekable.
 gboolean answer(GstBaseSrc* source, GstQuery* query) {
+  if (GST_QUERY_TYPE(query) == GST_QUERY_URI) {
+    gst_query_set_uri(query, sourceState(source).uri.c_str());
+    return TRUE;
+  }
   if (GST_QUERY_TYPE(query) != GST_QUERY_SCHEDULING || isSeekable(source))
     return resourceSourceParent->query(source, query);
   gst_query_set_scheduling(query, GST_SCHEDULING_FLAG_SEQUENTIAL, 1, -1, 0);
   gst_query_add_scheduling_mode(query, GST_PAD_MODE_PUSH);
   return TRUE;
-}
-
-GstURIType uriType(GType) { return GST_URI_SRC; }
-
-const gchar* const* uriProtocols(GType) {
-  static const gchar* const protocols[] = {kScheme.data(), nullptr};
-  return protocols;
-}
-
-gchar* uriOf(GstURIHandler* handler) { return g_strdup(sourceState(handler).uri.c_str()); }
-
-gboolean setURI(GstURIHandler* handler, const gchar* uri, GError** error) {
-  SourceState& state = sourceState(handler);
-  state.reader = ResourceNames::shared().find(uri);
-  state.uri = uri;
-  if (state.reader) return TRUE;
-  g_set_error(error, GST_URI_ERROR, GST_URI_ERROR_BAD_URI, "no resource has the name %s", uri);
-  return FALSE;
-}
-
-void initialiseHandler(gpointer type, gpointer) {
-  auto* const handler = static_cast<GstURIHandlerInterface*>(type);
-  handler->get_type = uriType;
-  handler->get_protocols = uriProtocols;
-  handler->get_uri = uriOf;
-  handler->set_uri = setURI;
 }
 
 void finalizeSource(GObject* object) {
@@ -291,39 +223,20 @@ void initialiseSourceClass(gpointer type, gpointer) {
 }
 
 GType resourceSourceType() {
-  static const GType type = [] {
-    const GType made = g_type_register_static_simple(GST_TYPE_BASE_SRC, "VorlaneResourceSource",
-                                                     sizeof(ResourceSourceClass),
-                                                     initialiseSourceClass, sizeof(ResourceSource),
-                                                     initialiseSource, static_cast<GTypeFlags>(0));
-    const GInterfaceInfo handler{initialiseHandler, nullptr, nullptr};
-    g_type_add_interface_static(made, GST_TYPE_URI_HANDLER, &handler);
-    return made;
-  }();
+  static const GType type = g_type_register_static_simple(
+      GST_TYPE_BASE_SRC, "VorlaneResourceSource", sizeof(ResourceSourceClass),
+      initialiseSourceClass, sizeof(ResourceSource), initialiseSource, static_cast<GTypeFlags>(0));
   return type;
 }
 
 }  // namespace
 
-std::string ResourceURI::text() const {
-  return _number == 0 ? std::string()
-                      : std::string(kPrefix) + std::to_string(_number) +
-                            (_extension.empty() ? "" : "/media" + _extension);
-}
-
-void ResourceURI::reset() {
-  if (const auto number = std::exchange(_number, 0)) ResourceNames::shared().remove(number);
-}
-
-ResourceURI registerResource(std::shared_ptr<ResourceReader> reader) {
-  ResourceURI uri;
-  uri._extension = extensionOfResource(*reader);
-  uri._number = ResourceNames::shared().add(std::move(reader));
-  return uri;
-}
-
-void registerResourceSource() {
-  gst_element_register(nullptr, "vorlaneresourcesrc", GST_RANK_PRIMARY, resourceSourceType());
+GstElement* makeResourceSource(std::shared_ptr<ResourceReader> reader) {
+  auto* const source =
+      static_cast<ResourceSource*>(g_object_new(resourceSourceType(), "name", "resource", nullptr));
+  source->state->uri = std::string(kURI) + extensionOfResource(*reader);
+  source->state->reader = std::move(reader);
+  return GST_ELEMENT(source);
 }
 
 }  // namespace media

@@ -4,7 +4,6 @@
 
 #include <gst/gst.h>
 
-#include "media/elements/Elements.h"
 #include "media/encryption/ClearKeyDecryptor.h"
 #include "media/pipeline/AudioDevice.h"
 #include "media/support/GstRef.h"
@@ -17,10 +16,9 @@ namespace {
 
 // What an mp4 over HTTP goes through. One that is missing fails later, with the item's own error.
 constexpr const char* kCommonElements[] = {
-    "playbin3",   "uridecodebin3", "urisourcebin",      "decodebin3",   "parsebin",
-    "typefind",   "multiqueue",    "qtdemux",           "h264parse",    "aacparse",
-    "avdec_h264", "avdec_aac",     "appsink",           "audioconvert", "audioresample",
-    "volume",     "scaletempo",    "videoconvertscale", "videobalance", "deinterlace",
+    "parsebin",  "decodebin3",  "typefind",     "multiqueue",    "identity",   "qtdemux",
+    "h264parse", "aacparse",    "avdec_h264",   "avdec_aac",     "queue",      "appsink",
+    "volume",    "deinterlace", "audioconvert", "audioresample", "scaletempo",
 };
 
 void load(const char* name) {
@@ -42,7 +40,6 @@ void bringUp() {
   }
   registerClearKeyDecryptor();
   registerTextStream();
-  registerElements();
   Workarounds::shared().installForProcess();
   for (const char* name : kCommonElements) load(name);
   if (GstPlugin* types = gst_plugin_load_by_name("typefindfunctions")) gst_object_unref(types);

@@ -23,8 +23,8 @@ struct LoadContext;
 class Playback;
 
 /// One load: a GStreamer pipeline of its own, and a thread that makes the calls into it that may
-/// block and handles its bus. Files and plain resources are played by playbin3, presentations of
-/// HLS and DASH by a PresentationPipeline.
+/// block and handles its bus. A resource pipeline plays files and plain resources, a
+/// PresentationPipeline plays presentations of HLS and DASH.
 ///
 /// Requests are kept apart from the state of the pipeline: a request that comes during a seek or a
 /// selection takes effect at its end, and only the newest of its kind does.

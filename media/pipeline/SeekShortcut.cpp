@@ -145,8 +145,8 @@ bool isDisposableH264(const guint8* bytes, gsize size, guint lengthSize) {
                          : hasDisposableLengths(bytes, size, lengthSize);
 }
 
-void takeSeekShortcuts(GstElement* playbin) {
-  g_signal_connect(playbin, "deep-element-added", G_CALLBACK(onElementAdded), nullptr);
+void takeSeekShortcuts(GstElement* pipeline) {
+  g_signal_connect(pipeline, "deep-element-added", G_CALLBACK(onElementAdded), nullptr);
 }
 
 }  // namespace media

@@ -21,6 +21,7 @@ struct GstRelease {
   void operator()(GstSample* sample) const { gst_sample_unref(sample); }
   void operator()(GstBuffer* buffer) const { gst_buffer_unref(buffer); }
   void operator()(GstTagList* tags) const { gst_tag_list_unref(tags); }
+  void operator()(GstStream* stream) const { gst_object_unref(stream); }
   void operator()(GstStreamCollection* streams) const { gst_object_unref(streams); }
   void operator()(GstToc* toc) const { gst_toc_unref(toc); }
   void operator()(GError* error) const { g_error_free(error); }

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <memory>
 #include <mutex>
-#include <string_view>
 #include <vector>
 
 #include "media/support/GstRef.h"
@@ -17,11 +16,11 @@ struct GateInput {
   GateInput(const GateInput&) = delete;
   GateInput& operator=(const GateInput&) = delete;
 
-  /// decodebin3 has one input from the start, which playbin3 does not link since GStreamer 1.24.
+  /// decodebin3 has one input from the start, and 1.22 keeps the inputs that are released while it
+  /// has no streams.
   bool isUnused() {
     const GstRef<GstPad> strong(static_cast<GstPad*>(g_weak_ref_get(&pad)));
-    return strong && std::string_view(GST_OBJECT_NAME(strong.get())) == "sink" &&
-           !gst_pad_is_linked(strong.get());
+    return strong && !gst_pad_is_linked(strong.get());
   }
 
   const void* const identity;
@@ -135,12 +134,6 @@ void forgetRemovedPad(GstElement*, GstPad* pad, gpointer gate) {
   (*static_cast<GatePointer*>(gate))->remove(pad);
 }
 
-void gateIfDecodebin(GstElement* element) {
-  if (isMadeBy(element, "decodebin3")) holdEarlyEos(element);
-}
-
-void gateAddedElement(GstBin*, GstBin*, GstElement* element, gpointer) { gateIfDecodebin(element); }
-
 }  // namespace
 
 void holdEarlyEos(GstElement* element) {
@@ -162,14 +155,13 @@ void holdEarlyEos(GstElement* element) {
       const_cast<GatePointer*>(&gate));
 }
 
-void installDecodebin3EarlyEos(GstElement* playbin) {
-  // The decodebin3 may be made with the playbin or when that starts.
-  g_signal_connect(playbin, "deep-element-added", G_CALLBACK(gateAddedElement), nullptr);
-  GstIterator* const elements = gst_bin_iterate_recurse(GST_BIN(playbin));
+void installDecodebin3EarlyEos(GstElement* pipeline) {
+  GstIterator* const elements = gst_bin_iterate_elements(GST_BIN(pipeline));
   gst_iterator_foreach(
       elements,
-      [](const GValue* element, gpointer) {
-        gateIfDecodebin(GST_ELEMENT(g_value_get_object(element)));
+      [](const GValue* value, gpointer) {
+        auto* const element = GST_ELEMENT(g_value_get_object(value));
+        if (isMadeBy(element, "decodebin3")) holdEarlyEos(element);
       },
       nullptr);
   gst_iterator_free(elements);

@@ -17,7 +17,7 @@ namespace media {
 /// How: an EOS event is blocked at its pad until each other pad has had its second item, which
 /// proves that the first one has gone through, or has ended. Flushing or stopping the pipeline ends
 /// the wait, as it does for every blocked pad.
-void installDecodebin3EarlyEos(GstElement* playbin);
+void installDecodebin3EarlyEos(GstElement* pipeline);
 
 /// The same for all sink pads of `element`, present and future.
 void holdEarlyEos(GstElement* element);

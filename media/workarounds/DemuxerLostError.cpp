@@ -26,9 +26,9 @@ bool hasInputEnded(GstPad* sink) {
 
 }  // namespace
 
-bool hasDemuxerWithoutResult(GstElement* playbin) {
+bool hasDemuxerWithoutResult(GstElement* pipeline) {
   bool found = false;
-  GstIterator* const elements = gst_bin_iterate_recurse(GST_BIN(playbin));
+  GstIterator* const elements = gst_bin_iterate_recurse(GST_BIN(pipeline));
   gst_iterator_foreach(
       elements,
       [](const GValue* value, gpointer data) {

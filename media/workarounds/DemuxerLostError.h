@@ -12,7 +12,7 @@ namespace media {
 /// Test: BadMedia_test.cpp, FailsOnceWithDomainAndCodeAndAWordForPeople ("truncated").
 /// Delete it when that test passes without it.
 ///
-/// Whether a demuxer in `playbin` has ended its work, or given up, and has no streams.
-bool hasDemuxerWithoutResult(GstElement* playbin);
+/// Whether a demuxer in `pipeline` has ended its work, or given up, and has no streams.
+bool hasDemuxerWithoutResult(GstElement* pipeline);
 
 }  // namespace media

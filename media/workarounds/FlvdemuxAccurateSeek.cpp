@@ -81,8 +81,8 @@ void watchFlvDemuxer(GstBin*, GstBin*, GstElement* element, gpointer) {
 
 }  // namespace
 
-void installFlvdemuxAccurateSeek(GstElement* playbin) {
-  g_signal_connect(playbin, "deep-element-added", G_CALLBACK(watchFlvDemuxer), nullptr);
+void installFlvdemuxAccurateSeek(GstElement* pipeline) {
+  g_signal_connect(pipeline, "deep-element-added", G_CALLBACK(watchFlvDemuxer), nullptr);
 }
 
 }  // namespace media

@@ -14,6 +14,6 @@ namespace media {
 /// Delete it when that test passes without it.
 ///
 /// How: moves the start of the segment to the time of the last accurate seek.
-void installFlvdemuxAccurateSeek(GstElement* playbin);
+void installFlvdemuxAccurateSeek(GstElement* pipeline);
 
 }  // namespace media

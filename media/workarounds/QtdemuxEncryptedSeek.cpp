@@ -4,12 +4,12 @@
 
 namespace media {
 
-bool losesDecryptionBySeeks(GstElement* playbin) {
+bool losesDecryptionBySeeks(GstElement* pipeline) {
   struct Found {
     bool decryptor = false;
     bool puller = false;
   } found;
-  GstIterator* const elements = gst_bin_iterate_recurse(GST_BIN(playbin));
+  GstIterator* const elements = gst_bin_iterate_recurse(GST_BIN(pipeline));
   gst_iterator_foreach(
       elements,
       [](const GValue* value, gpointer data) {

@@ -12,7 +12,7 @@ namespace media {
 /// Test: QtdemuxEncryptedSeek_test.cpp, which fails where the fault is gone.
 /// Delete it when no supported version fails there.
 ///
-/// Whether `playbin` decrypts what a qtdemux in pull mode reads. Such media must not be sought.
-bool losesDecryptionBySeeks(GstElement* playbin);
+/// Whether `pipeline` decrypts what a qtdemux in pull mode reads. Such media must not be sought.
+bool losesDecryptionBySeeks(GstElement* pipeline);
 
 }  // namespace media

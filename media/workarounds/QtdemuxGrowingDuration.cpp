@@ -57,8 +57,8 @@ void watchDemuxer(GstBin*, GstBin*, GstElement* element, gpointer) {
 
 }  // namespace
 
-void installQtdemuxGrowingDuration(GstElement* playbin) {
-  g_signal_connect(playbin, "deep-element-added", G_CALLBACK(watchDemuxer), nullptr);
+void installQtdemuxGrowingDuration(GstElement* pipeline) {
+  g_signal_connect(pipeline, "deep-element-added", G_CALLBACK(watchDemuxer), nullptr);
 }
 
 }  // namespace media

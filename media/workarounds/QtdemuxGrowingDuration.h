@@ -13,6 +13,6 @@ namespace media {
 /// Delete it when qtdemux posts the message itself.
 ///
 /// How: posts duration-changed for a demuxer whose buffers go beyond the known duration.
-void installQtdemuxGrowingDuration(GstElement* playbin);
+void installQtdemuxGrowingDuration(GstElement* pipeline);
 
 }  // namespace media

@@ -8,12 +8,10 @@
 
 #include "media/support/GstRef.h"
 #include "media/workarounds/Decodebin3EarlyEos.h"
-#include "media/workarounds/Decodebin3StartOrder.h"
 #include "media/workarounds/DemuxerLostError.h"
 #include "media/workarounds/FlvdemuxAccurateSeek.h"
 #include "media/workarounds/QtdemuxEncryptedSeek.h"
 #include "media/workarounds/QtdemuxGrowingDuration.h"
-#include "media/workarounds/UrisourcebinTypefindDeadlock.h"
 #include "media/workarounds/WorkaroundRules.h"
 #include "platform/foundation/log/TVSLogger.h"
 
@@ -21,7 +19,6 @@ namespace media {
 namespace {
 
 // The versions that the workarounds were tested with: those of Debian 12 and of Debian 13.
-constexpr VersionRange kGStreamer12{{1, 22, 0}, {1, 22, 0}};
 constexpr VersionRange kGStreamer13{{1, 26, 2}, {1, 26, 2}};
 /// Both, and what lies between them. Only for a workaround that uses nothing but public functions.
 constexpr VersionRange kGStreamerBoth{{1, 22, 0}, {1, 26, 2}};
@@ -46,7 +43,7 @@ struct Workarounds::Entry {
   WorkaroundRule rule;
   struct Hooks {
     void (*forProcess)() = nullptr;
-    void (*forPlaybin)(GstElement*) = nullptr;
+    void (*forPipeline)(GstElement*) = nullptr;
     bool (*hasLostError)(GstElement*) = nullptr;
     bool (*losesMediaBySeeks)(GstElement*) = nullptr;
   } hooks;
@@ -55,19 +52,15 @@ struct Workarounds::Entry {
 const std::vector<Workarounds::Entry>& Workarounds::_entries() {
   static const std::vector<Entry> entries = {
       {{"Decodebin3EarlyEos", "playback", {kGStreamerBoth}},
-       {.forPlaybin = installDecodebin3EarlyEos}},
-      {{"Decodebin3StartOrder", "playback", {kGStreamerBoth}},
-       {.forPlaybin = installDecodebin3StartOrder}},
+       {.forPipeline = installDecodebin3EarlyEos}},
       {{"DemuxerLostError", "playback", {kGStreamerBoth}},
        {.hasLostError = hasDemuxerWithoutResult}},
       {{"FlvdemuxAccurateSeek", "flv", {kGStreamer13}},
-       {.forPlaybin = installFlvdemuxAccurateSeek}},
+       {.forPipeline = installFlvdemuxAccurateSeek}},
       {{"QtdemuxEncryptedSeek", "isomp4", {kGStreamerBoth}},
        {.losesMediaBySeeks = losesDecryptionBySeeks}},
       {{"QtdemuxGrowingDuration", "isomp4", {kGStreamerBoth}},
-       {.forPlaybin = installQtdemuxGrowingDuration}},
-      {{"UrisourcebinTypefindDeadlock", "playback", {kGStreamer12}},
-       {.forPlaybin = installUrisourcebinTypefindDeadlock}},
+       {.forPipeline = installQtdemuxGrowingDuration}},
   };
   return entries;
 }
@@ -122,20 +115,20 @@ void Workarounds::installForProcess() const {
   });
 }
 
-void Workarounds::installForPlaybin(GstElement* playbin) const {
+void Workarounds::installForPipeline(GstElement* pipeline) const {
   for (const Entry* entry : _active)
-    if (entry->hooks.forPlaybin) entry->hooks.forPlaybin(playbin);
+    if (entry->hooks.forPipeline) entry->hooks.forPipeline(pipeline);
 }
 
-bool Workarounds::hasLostError(GstElement* playbin) const {
+bool Workarounds::hasLostError(GstElement* pipeline) const {
   return std::any_of(_active.begin(), _active.end(), [&](const Entry* entry) {
-    return entry->hooks.hasLostError && entry->hooks.hasLostError(playbin);
+    return entry->hooks.hasLostError && entry->hooks.hasLostError(pipeline);
   });
 }
 
-bool Workarounds::losesMediaBySeeks(GstElement* playbin) const {
+bool Workarounds::losesMediaBySeeks(GstElement* pipeline) const {
   return std::any_of(_active.begin(), _active.end(), [&](const Entry* entry) {
-    return entry->hooks.losesMediaBySeeks && entry->hooks.losesMediaBySeeks(playbin);
+    return entry->hooks.losesMediaBySeeks && entry->hooks.losesMediaBySeeks(pipeline);
   });
 }
 

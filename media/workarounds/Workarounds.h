@@ -26,16 +26,16 @@ class Workarounds {
   /// Whether the running versions need it, whatever the environment says.
   bool isNeeded(std::string_view name) const;
 
-  /// Once, before the first playbin is made. Logs one line that names the workarounds that are on.
+  /// Once, before the first pipeline is made. Logs one line that names the workarounds that are on.
   void installForProcess() const;
   /// One line for the log: the library's version, and which of the workarounds are on.
   const std::string& summary() const { return _summary; }
-  /// Before `playbin` leaves the state NULL.
-  void installForPlaybin(GstElement* playbin) const;
-  /// Whether a demuxer in `playbin` has given up without an error message.
-  bool hasLostError(GstElement* playbin) const;
-  /// Whether a seek in `playbin` would make its media unreadable.
-  bool losesMediaBySeeks(GstElement* playbin) const;
+  /// Before `pipeline` leaves the state NULL.
+  void installForPipeline(GstElement* pipeline) const;
+  /// Whether a demuxer in `pipeline` has given up without an error message.
+  bool hasLostError(GstElement* pipeline) const;
+  /// Whether a seek in `pipeline` would make its media unreadable.
+  bool losesMediaBySeeks(GstElement* pipeline) const;
 
  private:
   struct Entry;

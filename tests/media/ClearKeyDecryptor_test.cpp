@@ -11,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include "media/elements/ResourcePipeline.h"
 #include "media/encryption/SenderContentKeys.h"
 #include "media/engine/WarmUp.h"
 #include "media/support/GstRef.h"
@@ -66,16 +67,17 @@ class KeySender final {
 /// thread sanitizers see the order of accesses.
 std::atomic<std::uint64_t> decodedSum;
 
-/// Plays a URL with playbin3 to its end, as fast as possible.
+/// Plays a URL to its end, as fast as possible.
 class Playback {
  public:
   Playback(const std::string& url, std::shared_ptr<media::ContentKeys> keys) {
     media::warmUpMedia();
-    _player.reset(GST_ELEMENT(gst_object_ref_sink(gst_element_factory_make("playbin3", nullptr))));
     decodedSum = 0;
-    g_object_set(_player.get(), "uri", url.c_str(), "video-sink", _sink(), "audio-sink", _sink(),
-                 nullptr);
-    media::Workarounds::shared().installForPlaybin(_player.get());
+    _player = media::makeResourcePipeline(
+        {.source = gst_element_make_from_uri(GST_URI_SRC, url.c_str(), nullptr, nullptr),
+         .videoSink = _sink(),
+         .audioSink = _sink()});
+    media::Workarounds::shared().installForPipeline(_player.get());
     media::offerContentKeys(_player.get(), std::move(keys));
     gst_element_set_state(_player.get(), GST_STATE_PLAYING);
   }

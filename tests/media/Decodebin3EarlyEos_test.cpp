@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include "media/elements/ResourcePipeline.h"
 #include "media/engine/WarmUp.h"
 #include "media/support/GstRef.h"
 #include "media/workarounds/Workarounds.h"
@@ -135,22 +136,26 @@ TEST_F(Decodebin3EarlyEos, TheEndOfTheOtherPadOrOfTheElementEndsTheWait) {
   pushEndThatIsHeld(first);
 }
 
-TEST_F(Decodebin3EarlyEos, IsThereInAPlaybin) {
+TEST_F(Decodebin3EarlyEos, IsThereInAResourcePipeline) {
   if (!Workarounds::shared().isNeeded("Decodebin3EarlyEos")) GTEST_SKIP();
-  const GstRef<GstElement> playbin(
-      GST_ELEMENT(gst_object_ref_sink(gst_element_factory_make("playbin3", nullptr))));
-  Workarounds::shared().installForPlaybin(playbin.get());
+  const auto pipeline =
+      makeResourcePipeline({.source = gst_element_factory_make("fakesrc", nullptr)});
+  Workarounds::shared().installForPipeline(pipeline.get());
   GstIterator* const found =
-      gst_bin_iterate_all_by_element_factory_name(GST_BIN(playbin.get()), "decodebin3");
+      gst_bin_iterate_all_by_element_factory_name(GST_BIN(pipeline.get()), "decodebin3");
   GValue value = G_VALUE_INIT;
   ASSERT_EQ(gst_iterator_next(found, &value), GST_ITERATOR_OK);
   auto* const decodebin = GST_ELEMENT(g_value_get_object(&value));
-  const Feed feed{GstRef<GstPad>(GST_PAD(gst_object_ref_sink(gst_pad_new("src", GST_PAD_SRC)))),
-                  GstRef<GstPad>(gst_element_get_static_pad(decodebin, "sink"))};
-  const GstRef<GstPad> other(gst_element_request_pad_simple(decodebin, "sink_%u"));
-  gst_pad_set_active(feed.source.get(), TRUE);
-  gst_pad_set_active(feed.sink.get(), TRUE);
-  gst_pad_link(feed.source.get(), feed.sink.get());
+  const auto feedOf = [](GstPad* sink) {
+    Feed feed{GstRef<GstPad>(GST_PAD(gst_object_ref_sink(gst_pad_new("src", GST_PAD_SRC)))),
+              GstRef<GstPad>(sink)};
+    gst_pad_set_active(feed.source.get(), TRUE);
+    gst_pad_set_active(feed.sink.get(), TRUE);
+    gst_pad_link(feed.source.get(), feed.sink.get());
+    return feed;
+  };
+  const Feed feed = feedOf(gst_element_get_static_pad(decodebin, "sink"));
+  const Feed other = feedOf(gst_element_request_pad_simple(decodebin, "sink_%u"));
   pushEndThatIsHeld(feed);
   gst_pad_set_active(feed.sink.get(), FALSE);
   held.join();

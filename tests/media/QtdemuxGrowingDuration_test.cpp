@@ -12,7 +12,7 @@ TEST(QtdemuxGrowingDuration, LengthOfTheLastFragmentIsPosted) {
   media::warmUpMedia();
   TestMedia::shared().url("fragments_20s.mp4");
   const media::GstRef<GstElement> pipeline(GST_ELEMENT(gst_object_ref_sink(gst_pipeline_new({}))));
-  media::Workarounds::shared().installForPlaybin(pipeline.get());
+  media::Workarounds::shared().installForPipeline(pipeline.get());
   GstElement* const media = gst_parse_bin_from_description(
       ("filesrc location=" + TestMedia::shared().path("fragments_20s.mp4") +
        " ! qtdemux name=d  d.video_0 ! queue ! fakesink  d.audio_0 ! queue ! fakesink")

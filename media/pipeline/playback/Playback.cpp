@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "media/support/PipelineDump.h"
-#include "media/workarounds/UrisourcebinTypefindDeadlock.h"
 
 namespace media {
 
@@ -217,7 +216,7 @@ void Playback::_letGo() {
   if (_elements.presentation)
     _elements.presentation->close();
   else if (_elements.player)
-    stopUrisourcebin(_elements.player.get());
+    gst_element_set_state(_elements.player.get(), GST_STATE_NULL);
   // It is open even where nothing has come to play on it.
   if (_elements.sound && _elements.sound->element())
     gst_element_set_state(_elements.sound->element(), GST_STATE_NULL);

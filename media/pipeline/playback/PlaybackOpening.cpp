@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "media/elements/ResourceSource.h"
 #include "media/pipeline/playback/Playback.h"
 #include "media/support/MediaErrors.h"
 
@@ -10,7 +11,9 @@ namespace media {
 
 void Playback::_open() {
   if (!_load.setup.item) {
-    if (!_builder.buildPlaybin(_load.setup.url)) _fail(unknownMediaError());
+    GstElement* const source =
+        gst_element_make_from_uri(GST_URI_SRC, _load.setup.url.c_str(), nullptr, nullptr);
+    if (!_builder.buildResource(source)) _fail(unknownMediaError());
     return;
   }
   _load.setup.item->whenOpened(
@@ -34,8 +37,7 @@ void Playback::_openResource() {
     post([this, waits] { _buffering.noteWaiting(waits); });
   });
   if (resource->icyInterval() > 0) _metadata.noteStation(*resource);
-  _elements.resourceURI = registerResource(resource);
-  if (!_builder.buildPlaybin(_elements.resourceURI.text())) _fail(unknownMediaError());
+  if (!_builder.buildResource(makeResourceSource(resource))) _fail(unknownMediaError());
 }
 
 void Playback::_openPresentation() {

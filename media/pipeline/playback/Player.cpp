@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "media/support/GstTime.h"
-#include "media/workarounds/UrisourcebinTypefindDeadlock.h"
 
 namespace media {
 
@@ -25,7 +24,7 @@ void Player::setState(GstState state) {
 }
 
 void Player::reset() {
-  if (element()) stopUrisourcebin(element());
+  if (element()) gst_element_set_state(element(), GST_STATE_NULL);
   _requested = GST_STATE_NULL;
 }
 
@@ -48,8 +47,7 @@ void Player::runPosition() {
 
 double Player::position() const {
   gint64 position = 0;
-  // The library tells the largest position of all sinks. After a seek, those that do not preroll
-  // (texts) count on from the start before it until the clock runs again.
+  // Until the clock runs again, the position is the one that a seek or a pause has set.
   const bool isHeld = _state.ready && !_state.timeRuns;
   if (_state.atEnd || _state.scrubbing || isHeld ||
       !gst_element_query_position(element(), GST_FORMAT_TIME, &position) || position < 0)

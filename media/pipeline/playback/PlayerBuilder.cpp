@@ -2,22 +2,13 @@
 
 #include <utility>
 
+#include "media/elements/ResourcePipeline.h"
 #include "media/encryption/ClearKeyDecryptor.h"
 #include "media/pipeline/SeekShortcut.h"
 #include "media/texts/MatroskaTexts.h"
 #include "media/workarounds/Workarounds.h"
 
 namespace media {
-namespace {
-
-// Of playbin3's flags, which have no public type.
-constexpr guint kFlagText = 1u << 2;
-constexpr guint kFlagSoftVolume = 1u << 4;
-constexpr guint kFlagNativeVideo = 1u << 6;
-constexpr guint kFlagSoftColorBalance = 1u << 10;
-
-}  // namespace
-
 void PlayerBuilder::makeBus() {
   _elements.bus.reset(gst_bus_new());
   _load.mailbox->attach(_elements.bus.get());
@@ -36,33 +27,22 @@ void PlayerBuilder::_makeSinks() {
   _texts.cues()->setStyles(_load.setup.subtitleStyles);
 }
 
-bool PlayerBuilder::buildPlaybin(const std::string& uri) {
-  GstElement* playbin = gst_element_factory_make("playbin3", nullptr);
-  if (!playbin) return false;
-  _elements.player.reset(GST_ELEMENT(gst_object_ref_sink(playbin)));
-  gst_element_set_bus(playbin, _elements.bus.get());
-  // Commands come over the bus also after a failure has taken the pipeline down.
-  g_object_set(playbin, "auto-flush-bus", FALSE, nullptr);
+bool PlayerBuilder::buildResource(GstElement* source) {
+  if (!source) return false;
   _makeSinks();
-
-  guint flags = 0;
-  g_object_get(playbin, "flags", &flags, nullptr);
-  // Formats are converted behind the sink, where it costs no negotiation.
-  flags = (flags | kFlagText | kFlagNativeVideo) & ~(kFlagSoftVolume | kFlagSoftColorBalance);
-  g_object_set(playbin, "flags", flags, "uri", uri.c_str(), nullptr);
-  if (GstElement* const sink = _elements.video->element())
-    g_object_set(playbin, "video-sink", sink, nullptr);
-  if (GstElement* const sink = _elements.sound->element())
-    g_object_set(playbin, "audio-sink", sink, nullptr);
-  _texts.setUpSink();
-  _metadata.watch(playbin);
-  // Keeps the pitch at other rates.
-  if (GstElement* tempo = gst_element_factory_make("scaletempo", nullptr))
-    g_object_set(playbin, "audio-filter", tempo, nullptr);
-  Workarounds::shared().installForPlaybin(playbin);
-  takeSeekShortcuts(playbin);
-  tellMatroskaTexts(playbin);
-  if (_load.contentKeys) offerContentKeys(playbin, _load.contentKeys);
+  _texts.makeSink();
+  auto player = makeResourcePipeline({.source = source,
+                                      .videoSink = _elements.video->element(),
+                                      .audioSink = _elements.sound->element(),
+                                      .textSink = _elements.text->element(),
+                                      .bus = _elements.bus.get()});
+  if (!player) return false;
+  _metadata.watch(player.get());
+  Workarounds::shared().installForPipeline(player.get());
+  takeSeekShortcuts(player.get());
+  tellMatroskaTexts(player.get());
+  if (_load.contentKeys) offerContentKeys(player.get(), _load.contentKeys);
+  _elements.player = std::move(player);
   _sound.applyVolume();
   return true;
 }
@@ -111,7 +91,6 @@ void PlayerBuilder::takeDown() {
   if (_elements.bus) gst_bus_set_sync_handler(_elements.bus.get(), nullptr, nullptr, nullptr);
   _elements.presentation.reset();
   _elements.player.reset();
-  _elements.resourceURI = {};
   _elements.video.reset();
   _elements.text.reset();
   _elements.sound.reset();

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <string>
+#include <gst/gst.h>
 
 #include "media/pipeline/playback/Buffering.h"
 #include "media/pipeline/playback/CurrentMetadata.h"
@@ -14,7 +14,8 @@
 
 namespace media {
 
-/// Builds what plays: a playbin3 for a plain resource, a PresentationPipeline for HLS and DASH.
+/// Builds the player: a resource pipeline for a plain resource, a PresentationPipeline for HLS and
+/// DASH.
 ///
 /// Threads: the pipeline's.
 class PlayerBuilder {
@@ -34,7 +35,8 @@ class PlayerBuilder {
 
   void makeBus();
   // False: GStreamer lacks its simplest elements.
-  bool buildPlaybin(const std::string& uri);
+  /// `source`: floating; may be null.
+  bool buildResource(GstElement* source);
   bool buildPresentation(double start);
   /// The player has been stopped.
   void takeDown();

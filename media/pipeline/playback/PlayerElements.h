@@ -5,7 +5,6 @@
 #include <gst/gst.h>
 
 #include "media/elements/PresentationPipeline.h"
-#include "media/elements/ResourceSource.h"
 #include "media/pipeline/AudioOutput.h"
 #include "media/pipeline/VideoSink.h"
 #include "media/support/GstRef.h"
@@ -18,7 +17,6 @@ struct PlayerElements {
   GstRef<GstBus> bus;
   GstRef<GstElement> player;                           ///< null before it has been built
   std::unique_ptr<PresentationPipeline> presentation;  ///< null for a plain resource
-  ResourceURI resourceURI;                             ///< of a plain resource
   std::unique_ptr<AudioOutput> sound;                  ///< made with the bus
   std::unique_ptr<VideoSink> video;
   std::unique_ptr<TextSink> text;  ///< null for a presentation

@@ -29,14 +29,12 @@ void TextBranch::setStyles(std::shared_ptr<const SubtitleStyles> styles) {
   _noteChange();
 }
 
-void TextBranch::setUpSink() {
+void TextBranch::makeSink() {
   // On a thread of the library.
   _elements.text =
       std::make_unique<TextSink>(_cues, [frames = _load.setup.frames, ticket = _load.setup.ticket] {
         frames->textsDidChange(ticket);
       });
-  if (GstElement* const sink = _elements.text->element())
-    g_object_set(_elements.player.get(), "text-sink", sink, nullptr);
 }
 
 void TextBranch::setUpSegments(std::shared_ptr<TimestampOffsets> offsets) {

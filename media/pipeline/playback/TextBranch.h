@@ -30,7 +30,7 @@ class TextBranch {
   void setStyles(std::shared_ptr<const SubtitleStyles> styles);
 
   /// For a plain resource: makes the sink of the texts in the media.
-  void setUpSink();
+  void makeSink();
   /// For a presentation, whose texts come as segments.
   void setUpSegments(std::shared_ptr<TimestampOffsets> offsets);
   void addSegment(const streaming::TrackPiece& piece, bool isFirst);

@@ -1,0 +1,219 @@
+#include "media/elements/ResourcePipeline.h"
+
+#include <algorithm>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "media/elements/SinkTail.h"
+#include "media/support/GstRef.h"
+
+namespace media {
+namespace {
+
+/// Data of a pad of the parser: the pad that was requested of the decoder for it.
+constexpr const char* kInput = "vorlane-input";
+
+struct ResourceParts {
+  // The pipeline's.
+  GstElement* source = nullptr;
+  GstElement* parser = nullptr;
+  GstElement* decoder = nullptr;
+  std::vector<SinkTail> tails;
+};
+
+struct ResourcePipeline {
+  GstPipeline parent;
+  ResourceParts* parts;
+};
+struct ResourcePipelineClass {
+  GstPipelineClass parent;
+};
+GstElementClass* resourcePipelineParent = nullptr;
+
+ResourceParts& partsOf(gpointer pipeline) {
+  return *static_cast<ResourcePipeline*>(pipeline)->parts;
+}
+
+/// decodebin3 puts a parsebin of its own behind each input whose stream-start event does not have
+/// this field, which urisourcebin sets.
+GstPadProbeReturn markAsParsed(GstPad*, GstPadProbeInfo* info, gpointer) {
+  GstEvent* event = GST_PAD_PROBE_INFO_EVENT(info);
+  if (GST_EVENT_TYPE(event) != GST_EVENT_STREAM_START) return GST_PAD_PROBE_OK;
+  event = gst_event_make_writable(event);
+  gst_structure_set(gst_event_writable_structure(event), "urisourcebin-parsed-data", G_TYPE_BOOLEAN,
+                    TRUE, nullptr);
+  GST_PAD_PROBE_INFO_DATA(info) = event;
+  return GST_PAD_PROBE_OK;
+}
+
+/// On a streaming thread, with all streams of the parser blocked.
+void decodeStream(GstElement*, GstPad* stream, gpointer pipeline) {
+  if (!GST_PAD_IS_SRC(stream)) return;
+  GstElement* const decoder = partsOf(pipeline).decoder;
+  gst_pad_add_probe(stream, GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM, markAsParsed, nullptr, nullptr);
+  GstRef<GstPad> input(gst_element_get_static_pad(decoder, "sink"));
+  if (!gst_pad_is_linked(input.get())) {
+    gst_pad_link_full(stream, input.get(), GST_PAD_LINK_CHECK_NOTHING);
+    return;
+  }
+  input.reset(gst_element_request_pad_simple(decoder, "sink_%u"));
+  if (!input) return;
+  gst_pad_link_full(stream, input.get(), GST_PAD_LINK_CHECK_NOTHING);
+  g_object_set_data_full(G_OBJECT(stream), kInput, input.release(), gst_object_unref);
+}
+
+void releaseStream(GstElement*, GstPad* stream, gpointer pipeline) {
+  if (auto* const input = static_cast<GstPad*>(g_object_steal_data(G_OBJECT(stream), kInput))) {
+    const GstRef<GstPad> owned(input);
+    gst_element_release_request_pad(partsOf(pipeline).decoder, input);
+  }
+}
+
+/// On a streaming thread of the decoder.
+void showStream(GstElement*, GstPad* pad, gpointer pipeline) {
+  if (!GST_PAD_IS_SRC(pad)) return;
+  const GstRef<GstStream> stream(gst_pad_get_stream(pad));
+  if (!stream) return;
+  const GstStreamType type = gst_stream_get_stream_type(stream.get());
+  for (SinkTail& tail : partsOf(pipeline).tails)
+    if (type & tail.type()) return tail.link(pad);
+}
+
+/// Starts the source and the parser last. Data that reach an element whose pads are not active yet
+/// are refused as during a flush, which stops the source without an error message.
+GstStateChangeReturn changePipelineState(GstElement* pipeline, GstStateChange change) {
+  const ResourceParts& parts = partsOf(pipeline);
+  GstElement* const front[] = {parts.parser, parts.source};
+  const bool starts = change == GST_STATE_CHANGE_READY_TO_PAUSED;
+  if (starts)
+    for (GstElement* const each : front) gst_element_set_locked_state(each, TRUE);
+  GstStateChangeReturn result = resourcePipelineParent->change_state(pipeline, change);
+  if (!starts) return result;
+  for (GstElement* const each : front) {
+    gst_element_set_locked_state(each, FALSE);
+    if (result == GST_STATE_CHANGE_FAILURE) continue;
+    const GstStateChangeReturn started = gst_element_set_state(each, GST_STATE_PAUSED);
+    if (started == GST_STATE_CHANGE_FAILURE || started == GST_STATE_CHANGE_NO_PREROLL)
+      result = started;
+  }
+  return result;
+}
+
+void endUnlinkedTails(ResourceParts& parts) {
+  for (SinkTail& tail : parts.tails) tail.endIfUnlinked();
+}
+
+/// Takes the event.
+gboolean seekResource(ResourceParts& parts, GstEvent* event) {
+  const GstRef<GstEvent> owned(event);
+  endUnlinkedTails(parts);
+  return std::any_of(parts.tails.begin(), parts.tails.end(), [event](const SinkTail& tail) {
+    return tail.isLinked() && gst_pad_push_event(tail.head(), gst_event_ref(event));
+  });
+}
+
+gboolean sendEvent(GstElement* pipeline, GstEvent* event) {
+  ResourceParts& parts = partsOf(pipeline);
+  if (GST_EVENT_TYPE(event) == GST_EVENT_SEEK) return seekResource(parts, event);
+  if (GST_EVENT_TYPE(event) == GST_EVENT_SELECT_STREAMS)
+    return gst_element_send_event(parts.decoder, event);
+  return resourcePipelineParent->send_event(pipeline, event);
+}
+
+/// Without texts: after a seek they count on from the time before it until the clock runs again.
+gboolean answerPosition(const ResourceParts& parts, GstQuery* query) {
+  GstFormat format = GST_FORMAT_UNDEFINED;
+  gst_query_parse_position(query, &format, nullptr);
+  gint64 largest = -1;
+  for (const SinkTail& tail : parts.tails) {
+    gint64 position = -1;
+    if (tail.type() != GST_STREAM_TYPE_TEXT && tail.isLinked() &&
+        gst_element_query_position(tail.sink(), format, &position))
+      largest = std::max(largest, position);
+  }
+  if (largest >= 0) gst_query_set_position(query, format, largest);
+  return largest >= 0;
+}
+
+gboolean answerQuery(GstElement* pipeline, GstQuery* query) {
+  return GST_QUERY_TYPE(query) == GST_QUERY_POSITION
+             ? answerPosition(partsOf(pipeline), query)
+             : resourcePipelineParent->query(pipeline, query);
+}
+
+/// On any thread.
+void handleMessage(GstBin* bin, GstMessage* message) {
+  ResourceParts& parts = partsOf(bin);
+  const GstMessageType type = GST_MESSAGE_TYPE(message);
+  const bool isOfParser = GST_MESSAGE_SRC(message) == GST_OBJECT(parts.parser);
+  if (type == GST_MESSAGE_STREAM_COLLECTION && isOfParser)
+    return gst_message_unref(message);  // the decoder posts the one that counts
+  if (type == GST_MESSAGE_STREAMS_SELECTED) endUnlinkedTails(parts);
+  GST_BIN_CLASS(resourcePipelineParent)->handle_message(bin, message);
+}
+
+void createParts(GTypeInstance* instance, gpointer) {
+  static_cast<ResourcePipeline*>(static_cast<gpointer>(instance))->parts = new ResourceParts;
+}
+
+void initialisePipelineClass(gpointer type, gpointer) {
+  resourcePipelineParent = static_cast<GstElementClass*>(g_type_class_peek_parent(type));
+  G_OBJECT_CLASS(type)->finalize = [](GObject* object) {
+    delete static_cast<ResourcePipeline*>(static_cast<gpointer>(object))->parts;
+    G_OBJECT_CLASS(resourcePipelineParent)->finalize(object);
+  };
+  GstElementClass* const element = GST_ELEMENT_CLASS(type);
+  element->change_state = changePipelineState;
+  element->send_event = sendEvent;
+  element->query = answerQuery;
+  GST_BIN_CLASS(type)->handle_message = handleMessage;
+}
+
+GType resourcePipelineType() {
+  static const GType type = g_type_register_static_simple(
+      GST_TYPE_PIPELINE, "VorlaneResource", sizeof(ResourcePipelineClass), initialisePipelineClass,
+      sizeof(ResourcePipeline), createParts, static_cast<GTypeFlags>(0));
+  return type;
+}
+
+bool addTails(GstBin* bin, ResourceParts& parts, const ResourcePipelineSetup& setup) {
+  const std::pair<GstStreamType, GstElement*> sinks[] = {{GST_STREAM_TYPE_VIDEO, setup.videoSink},
+                                                         {GST_STREAM_TYPE_AUDIO, setup.audioSink},
+                                                         {GST_STREAM_TYPE_TEXT, setup.textSink}};
+  for (const auto& [type, sink] : sinks) {
+    if (!sink) continue;
+    auto tail = SinkTail::add(bin, type, sink);
+    if (!tail) return false;
+    parts.tails.push_back(std::move(*tail));
+  }
+  return true;
+}
+
+}  // namespace
+
+GstRef<GstElement> makeResourcePipeline(const ResourcePipelineSetup& setup) {
+  const GstRef<GstElement> source(GST_ELEMENT(gst_object_ref_sink(setup.source)));
+  GstRef<GstElement> made(GST_ELEMENT(gst_object_ref_sink(
+      g_object_new(resourcePipelineType(), "name", "resource-pipeline", nullptr))));
+  if (setup.bus) {
+    // Its owner posts messages of its own, also when the pipeline has been stopped.
+    g_object_set(made.get(), "auto-flush-bus", FALSE, nullptr);
+    gst_element_set_bus(made.get(), setup.bus);
+  }
+  auto* const bin = GST_BIN(made.get());
+  ResourceParts& parts = partsOf(bin);
+  parts.source = source.get();
+  parts.parser = gst_element_factory_make("parsebin", nullptr);
+  parts.decoder = gst_element_factory_make("decodebin3", nullptr);
+  for (GstElement* const each : {parts.source, parts.parser, parts.decoder})
+    if (!each || !gst_bin_add(bin, each)) return {};
+  g_signal_connect(parts.parser, "pad-added", G_CALLBACK(decodeStream), bin);
+  g_signal_connect(parts.parser, "pad-removed", G_CALLBACK(releaseStream), bin);
+  g_signal_connect(parts.decoder, "pad-added", G_CALLBACK(showStream), bin);
+  const bool isComplete =
+      gst_element_link(parts.source, parts.parser) && addTails(bin, parts, setup);
+  return isComplete ? std::move(made) : GstRef<GstElement>();
+}
+
+}  // namespace media

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <gst/gst.h>
+
+#include "media/support/GstRef.h"
+
+namespace media {
+
+/// What a pipeline of one resource is made of. The sinks may be null.
+struct ResourcePipelineSetup {
+  GstElement* source = nullptr;  ///< floating; has one pad, "src"
+  GstElement* videoSink = nullptr;
+  GstElement* audioSink = nullptr;
+  GstElement* textSink = nullptr;
+  GstBus* bus = nullptr;  ///< gets all messages; null: one of its own
+};
+
+/// A GstPipeline that plays one resource of any container: the source, a parsebin, a decodebin3,
+/// and a SinkTail for each sink. Null if one of these elements is missing.
+///
+/// Streams: decodebin3 plays the first stream of each type until a SELECT_STREAMS event is sent to
+/// the pipeline. It posts the messages STREAM_COLLECTION and STREAMS_SELECTED. When it has selected
+/// streams, the sinks without a stream get EOS, so that the pipeline prerolls and ends without
+/// them.
+///
+/// A seek is sent to one stream; the demuxer seeks all of them. The position is the largest one of
+/// video and audio.
+GstRef<GstElement> makeResourcePipeline(const ResourcePipelineSetup& setup);
+
+}  // namespace media
