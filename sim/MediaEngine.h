@@ -83,7 +83,7 @@ class MediaEngine final : public platform::MediaEngine {
   struct Holds {
     bool paused = false;
     bool stalled = false;
-    bool awaitingAnswer = false;  ///< waiting for the answer of a request
+    bool awaitingAnswer = false;
     bool seeking = false;
     bool ended = false;
   };
