@@ -7,6 +7,7 @@
 #include <span>
 #include <utility>
 
+#include <sys/epoll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -20,7 +21,7 @@ using frames::FilmMessage;
 
 /// Pictures that the box may hold. It needs one that is newest and one that it draws.
 constexpr std::size_t kMostHeld = 4;
-constexpr int kReleasesAtATime = 64;
+constexpr int kAnswersAtATime = 64;
 
 std::uint32_t formatOf(VideoFormat format) {
   switch (format) {
@@ -89,13 +90,16 @@ bool ownTheSame(const One& one, const Other& other) {
 }  // namespace
 
 PictureSender::PictureSender(int socket, std::shared_ptr<VideoFrames> frames)
-    : _socket(socket), _frames(std::move(frames)) {
+    : _socket(socket), _awaited(epoll_create1(EPOLL_CLOEXEC)), _frames(std::move(frames)) {
+  epoll_event event{};  // the end of the connection is told without asking for it
+  epoll_ctl(_awaited, EPOLL_CTL_ADD, _socket, &event);
   _frames->setWakeup([this] { _sendNewest(); });
   _sendNewest();
 }
 
 PictureSender::~PictureSender() {
   _frames->setWakeup(nullptr);
+  ::close(_awaited);
   ::close(_socket);
 }
 
@@ -109,44 +113,66 @@ void PictureSender::setEpoch(std::uint64_t epoch) {
 }
 
 bool PictureSender::read() {
-  bool open = true;
+  Taken taken = Taken::Answer;
   std::vector<Held> released;  // let go without the lock
   {
     const std::lock_guard lock(_mutex);
-    for (int count = 0; count < kReleasesAtATime; ++count) {
-      // One more than a packet has: a longer one must not pass for it.
-      std::array<std::uint8_t, frames::kAnswerBytes + 1> packet{};
-      const ssize_t size = recv(_socket, packet.data(), packet.size(), MSG_DONTWAIT);
-      if (size < 0 && errno == EINTR) continue;
-      if (size < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) break;
-      open = size > 0;
-      if (!open) break;
-      const auto answer =
-          frames::decodeAnswer(std::span(packet).first(static_cast<std::size_t>(size)));
-      if (!answer || answer->kind != frames::AnswerMessage::Kind::Release) continue;
-      const auto found = _held.find(answer->sequence);
-      if (found == _held.end()) continue;
-      released.push_back(std::move(found->second));
-      _held.erase(found);
-    }
+    for (int count = 0; count < kAnswersAtATime && taken == Taken::Answer; ++count)
+      taken = _takeAnswer(released);
   }
   released.clear();
-  if (open) _sendNewest();
-  return open;
+  if (taken == Taken::End) return false;
+  _sendNewest();
+  return true;
+}
+
+PictureSender::Taken PictureSender::_takeAnswer(std::vector<Held>& released) {
+  // One more than a packet has: a longer one must not pass for it.
+  std::array<std::uint8_t, frames::kAnswerBytes + 1> packet{};
+  const ssize_t size = recv(_socket, packet.data(), packet.size(), MSG_DONTWAIT);
+  if (size < 0 && errno == EINTR) return Taken::Answer;
+  if (size < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) return Taken::Nothing;
+  if (size <= 0) return Taken::End;
+  const auto answer = frames::decodeAnswer(std::span(packet).first(static_cast<std::size_t>(size)));
+  if (!answer || answer->kind != frames::AnswerMessage::Kind::Release) return Taken::Answer;
+  const auto found = _held.find(answer->sequence);
+  if (found == _held.end()) return Taken::Answer;
+  released.push_back(std::move(found->second));
+  _held.erase(found);
+  return Taken::Answer;
 }
 
 void PictureSender::_sendNewest() {
-  std::shared_ptr<const VideoFrame> newest;  // may be the last owner, and outlives the lock
+  // Both may be the last owners, and outlive the lock.
+  std::shared_ptr<const VideoFrame> newest;
+  std::vector<Held> released;
   const std::lock_guard lock(_mutex);
   // The serial is read first: a picture that comes in between is sent again, never missed.
   const std::uint64_t serial = _frames->serial();
-  if (serial == _sentSerial && !_sendsAgain) return;
   newest = _frames->latest();
-  // With too many held, the next release calls again.
-  if (newest && _held.size() >= kMostHeld) return;
-  if (!(newest ? _sendPicture(newest) : _sendNone())) return;
-  _sentSerial = serial;
-  _sendsAgain = false;
+  if (serial != _sentSerial || _sendsAgain) {
+    // The box keeps the one that was sent last, so no release of it can have come.
+    while (_held.size() > 1 && _takeAnswer(released) == Taken::Answer) {
+    }
+    if (_send(newest)) {
+      _sentSerial = serial;
+      _sendsAgain = false;
+    }
+  }
+  const bool isSent = serial == _sentSerial && !_sendsAgain;
+  _awaitReleases(!isSent || (!newest && !_held.empty()));
+}
+
+void PictureSender::_awaitReleases(bool awaited) {
+  if (std::exchange(_awaitsReleases, awaited) == awaited) return;
+  epoll_event event{};
+  if (awaited) event.events = EPOLLIN;
+  epoll_ctl(_awaited, EPOLL_CTL_MOD, _socket, &event);
+}
+
+bool PictureSender::_send(const std::shared_ptr<const VideoFrame>& newest) {
+  if (!newest) return _sendNone();
+  return _held.size() < kMostHeld && _sendPicture(newest);
 }
 
 bool PictureSender::_sendNone() {

@@ -23,7 +23,9 @@ namespace media {
 /// picture is held until the box has released it, so that its memory is not written meanwhile.
 /// While the box holds several, newer ones wait, and only the newest of them is sent.
 ///
-/// Nothing here waits. Pictures are sent on the thread that puts them into the mailbox.
+/// Nothing here waits. Pictures are sent on the thread that puts them into the mailbox, and that
+/// thread reads the releases of earlier ones: a release wakes nobody while pictures follow each
+/// other.
 ///
 /// Threads: any; made and destroyed while nobody else uses it.
 class PictureSender {
@@ -39,8 +41,10 @@ class PictureSender {
   /// the mailbox.
   void setEpoch(std::uint64_t epoch);
 
-  /// To be polled for reading; then call read().
-  int descriptor() const { return _socket; }
+  /// To be polled for reading; then call read(). It is readable when a release has come that
+  /// somebody waits for: a picture waits to be sent, or there is none any more and the memory of
+  /// the last ones is to be given back.
+  int descriptor() const { return _awaited; }
   /// Takes the releases that have come. False when the box has closed its end.
   bool read();
 
@@ -63,7 +67,10 @@ class PictureSender {
     frames::FrameLayout layout;
   };
 
+  enum class Taken { Answer, Nothing, End };
+  Taken _takeAnswer(std::vector<Held>& released);
   void _sendNewest();
+  bool _send(const std::shared_ptr<const VideoFrame>& newest);
   bool _sendNone();
   bool _sendPicture(const std::shared_ptr<const VideoFrame>& frame);
   Memory _memoryOf(const std::shared_ptr<const VideoFrame>& frame, frames::FrameLayout& layout);
@@ -71,8 +78,10 @@ class PictureSender {
   std::shared_ptr<frames::SharedBuffer> _freeMemory(std::size_t bytes);
   std::uint32_t _place(const Memory& memory, std::uint64_t& gone) const;
   bool _send(const frames::FilmMessage& message, int descriptor) const;
+  void _awaitReleases(bool awaited);
 
   const int _socket;
+  const int _awaited;  // an epoll instance with the socket
   const std::shared_ptr<VideoFrames> _frames;
 
   std::mutex _mutex;  // protects what comes next; nobody is called while it is held
@@ -80,6 +89,7 @@ class PictureSender {
   std::uint64_t _sequence = 0;
   std::uint64_t _sentSerial = 0;  // of the mailbox
   bool _sendsAgain = false;
+  bool _awaitsReleases = false;
   bool _toldOfUnsendable = false;
   std::array<Buffer, frames::kFilmBuffers> _buffers;
   std::map<std::uint64_t, Held> _held;  // by sequence

@@ -131,20 +131,41 @@ TEST_F(PicturesTest, ArriveUnchangedWithoutACopy) {
   EXPECT_EQ(arrived->planes[1].data[kBytes - 1 - kWidth * kHeight], 99);
 }
 
-TEST_F(PicturesTest, AreKeptUntilReleased) {
-  std::weak_ptr<const media::VideoFrame> first;
-  {
+TEST_F(PicturesTest, AreKeptUntilReleasedWithoutAWakeup) {
+  const auto isAwaited = [&] {
+    pollfd input{sender->descriptor(), POLLIN, 0};
+    return poll(&input, 1, 0) == 1;
+  };
+  std::vector<std::weak_ptr<const media::VideoFrame>> frames;
+  const auto putNext = [&] {
     const auto frame = std::make_shared<Decoded>(makeBlock(), 1);
-    first = frame;
+    frames.emplace_back(frame);
     put(frame);
+  };
+  for (std::size_t count = 0; count < 10; ++count) {
+    putNext();
+    ASSERT_EQ(receive(), State::Open);
+    EXPECT_FALSE(isAwaited());
+    // The release of the one before is read with the next one.
+    for (std::size_t index = 0; index <= count; ++index)
+      EXPECT_EQ(frames[index].expired(), index + 1 < count) << index << " of " << count;
   }
-  put(std::make_shared<Decoded>(makeBlock(), 2));
-  EXPECT_FALSE(first.expired());
+  // The box does not read, so that the last of these has to wait for a release.
+  for (int count = 0; count < 4; ++count) putNext();
+  EXPECT_FALSE(isAwaited());
   ASSERT_EQ(receive(), State::Open);
-  EXPECT_EQ(shownByte(), 2);
-  EXPECT_FALSE(first.expired()) << "its release has not been read yet";
-  EXPECT_TRUE(sender->read());
-  EXPECT_TRUE(first.expired());
+  ASSERT_TRUE(isAwaited());
+  ASSERT_TRUE(sender->read());
+  ASSERT_EQ(receive(), State::Open);
+  EXPECT_FALSE(isAwaited());
+
+  decoded->close();
+  EXPECT_FALSE(isAwaited()) << "the box has not released the last picture";
+  ASSERT_EQ(receive(), State::Open);
+  ASSERT_TRUE(isAwaited());
+  ASSERT_TRUE(sender->read());
+  EXPECT_FALSE(isAwaited());
+  for (const auto& each : frames) EXPECT_TRUE(each.expired());
 }
 
 TEST_F(PicturesTest, InOtherMemoryAreCopiedOnce) {
