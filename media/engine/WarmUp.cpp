@@ -1,7 +1,10 @@
 #include "media/engine/WarmUp.h"
 
+#include <filesystem>
 #include <mutex>
+#include <system_error>
 
+#include <dlfcn.h>
 #include <gst/gst.h>
 
 #include "media/encryption/ClearKeyDecryptor.h"
@@ -28,7 +31,26 @@ void load(const char* name) {
   }
 }
 
+/// gst-libav is linked to libavfilter for an element that nothing here uses. A library of the same
+/// soname that is loaded already takes its place, and the 20 libraries under libavfilter stay out.
+/// cmake/VorlaneNoFilters.cmake makes it. Without it the real one is loaded.
+bool keepFiltersOut() {
+  std::error_code error;
+  const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
+  const auto library = program.parent_path() / "vorlane-no-filters.so";
+  return dlopen(library.c_str(), RTLD_LAZY | RTLD_LOCAL) != nullptr;
+}
+
+/// It would call libavfilter.
+void removeFilterElement() {
+  GstRegistry* const registry = gst_registry_get();
+  const GstRef<GstObject> element(
+      GST_OBJECT_CAST(gst_registry_lookup_feature(registry, "avdeinterlace")));
+  if (element) gst_registry_remove_feature(registry, GST_PLUGIN_FEATURE_CAST(element.get()));
+}
+
 void bringUp() {
+  const bool hasFilters = !keepFiltersOut();
   // A scanner process would inherit descriptors and be a child that nobody waits for.
   gst_registry_fork_set_enabled(FALSE);
   GError* failure = nullptr;
@@ -42,6 +64,7 @@ void bringUp() {
   registerTextStream();
   Workarounds::shared().installForProcess();
   for (const char* name : kCommonElements) load(name);
+  if (!hasFilters) removeFilterElement();
   if (GstPlugin* types = gst_plugin_load_by_name("typefindfunctions")) gst_object_unref(types);
   if (const auto sink = AudioDevice().open()) gst_element_set_state(sink.get(), GST_STATE_NULL);
 }
