@@ -16,11 +16,14 @@ using Kind = PlaybackEvent::Kind;
 
 /// How often facts that change without a callback are checked.
 constexpr auto kCheckInterval = std::chrono::milliseconds(500);
+/// How often the access log is sent while time runs. It changes with each second that is watched,
+/// and making it asks the thread of the transfers.
+constexpr auto kAccessLogInterval = std::chrono::seconds(2);
 
 }  // namespace
 
 EngineServer::EngineServer(platform::MainQueue& queue, const platform::Clock& clock, Setup setup)
-    : _queue(queue) {
+    : _queue(queue), _clock(clock) {
   const auto post = [&queue, alive = std::weak_ptr<bool>(_alive)](std::function<void()> task) {
     queue.async([alive, task = std::move(task)] {
       if (alive.lock()) task();
@@ -238,6 +241,7 @@ bool EngineServer::_sendChangedFacts() {
 }
 
 void EngineServer::_sendChangedAccessLog() {
+  _sent.accessLogAt = _clock.now();
   platform::Array entries = _engine->accessLog();
   if (entries == _sent.accessLog) return;
   _sent.accessLog = entries;
@@ -247,7 +251,8 @@ void EngineServer::_sendChangedAccessLog() {
 void EngineServer::_scheduleCheck() {
   _checkTimer = _queue.after(kCheckInterval, [this] {
     const bool hasChanged = _sendChangedFacts();
-    _sendChangedAccessLog();
+    if (!_timeRuns || _clock.now() - _sent.accessLogAt >= kAccessLogInterval)
+      _sendChangedAccessLog();
     // Stop checking while playback is paused and nothing is loading.
     if (_timeRuns || hasChanged) _scheduleCheck();
   });

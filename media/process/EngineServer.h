@@ -87,9 +87,11 @@ class EngineServer final : private platform::MediaEngineObserver {
     std::uint64_t generation = 0;
     platform::MediaFacts facts;
     platform::Array accessLog;
+    platform::TimePoint accessLogAt;
   };
 
   platform::MainQueue& _queue;
+  const platform::Clock& _clock;
   std::shared_ptr<AudioDevice> _audio;
   std::shared_ptr<LinkThread> _link;
   std::shared_ptr<RemoteRequests> _requests;
