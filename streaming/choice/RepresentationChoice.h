@@ -6,7 +6,6 @@
 
 namespace streaming {
 
-/// A representation as input of the choice.
 struct ChoiceOption {
   double bandwidth = 0;  ///< bits per second
   int height = 0;        ///< pixels; 0: unknown

@@ -5,7 +5,6 @@
 
 namespace streaming {
 
-/// A range of bytes in a resource.
 struct ByteSpan {
   std::uint64_t offset = 0;
   std::optional<std::uint64_t> length;  ///< nullopt: to the end of the resource

@@ -28,7 +28,6 @@ struct LicensedKey {
   Bytes key;
 };
 
-/// The valid keys of a license.
 std::vector<LicensedKey> keysOfLicense(const Bytes& response) {
   const auto* const text = reinterpret_cast<const char*>(response.data());
   const Json license = Json::parse(text, text + response.size(), nullptr, false);

@@ -30,14 +30,12 @@ inline constexpr std::size_t kMaxManifestBytes = std::size_t{8} * 1024 * 1024;
 /// Variables of EXT-X-DEFINE that media playlists can import.
 using PlaylistVariables = std::map<std::string, std::string, std::less<>>;
 
-/// Where a manifest comes from.
 struct ManifestOrigin {
   std::string url;             ///< after redirects
   platform::Date receivedAt;   ///< civil time
   bool inheritsQuery = false;  ///< references without a query inherit the query of `url`
 };
 
-/// An HLS media playlist.
 struct MediaPlaylist {
   std::shared_ptr<const SegmentIndex> segments;
   bool isLive = false;   ///< segments may be added or removed
@@ -67,7 +65,6 @@ using ReadResult = std::variant<T, platform::Error>;
 /// Parses the playlist at the item's URL. Time and memory are bounded by the size of `text`.
 ReadResult<HLSManifest> readHLS(std::string_view text, const ManifestOrigin& origin);
 
-/// Input of readMediaPlaylist() besides the text.
 struct PlaylistContext {
   PlaylistVariables variables;
   /// The previous version of this playlist, or null. The new version continues its time line, and a
@@ -80,7 +77,6 @@ struct PlaylistContext {
 ReadResult<std::shared_ptr<const MediaPlaylist>> readMediaPlaylist(std::string_view text,
                                                                    const ManifestOrigin& origin,
                                                                    const PlaylistContext& context);
-/// The URL for the next reload, with the delivery directives of `rule`.
 std::string reloadURL(const std::string& url, const ReloadRule& rule);
 
 /// Texts of remote period documents by URL. Empty: the document could not be loaded.

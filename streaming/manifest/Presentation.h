@@ -14,14 +14,12 @@ namespace streaming {
 
 enum class MediaKind { Video, Audio, Text };
 
-/// An encryption system that a manifest announces.
 struct Protection {
   std::string scheme;               ///< "cenc", "cbcs" …; empty: unknown
   std::string systemID;             ///< UUID in lower case; empty for the scheme itself
   std::vector<std::string> keyIDs;  ///< 32 hexadecimal digits in lower case
 };
 
-/// The format of a text track.
 enum class TextFormat {
   None,    ///< not a text track
   WebVTT,  ///< WebVTT files, one in total or one per segment
@@ -97,7 +95,6 @@ struct PresentationEvent {
   platform::TimedMetadataItem item;  ///< its time is not set
 };
 
-/// How to reload a manifest.
 struct ReloadRule {
   std::string url;  ///< empty: the current URL
   /// Seconds between the starts of two requests. An unchanged manifest is reloaded after half of

@@ -7,7 +7,6 @@
 namespace streaming {
 namespace {
 
-/// Removes a number of exactly `count` digits from the front.
 std::optional<int> takeDigits(std::string_view& text, std::size_t count) {
   if (text.size() < count) return {};
   int value = 0;

@@ -9,9 +9,9 @@
 namespace streaming {
 
 /// The transfer of a plain resource. It keeps the opening alive, which is still the observer.
-class ItemOpener::HandedTransfer final : public Transfer {
+class ItemOpener::ForwardedTransfer final : public Transfer {
  public:
-  HandedTransfer(std::shared_ptr<ItemOpener> opening, std::unique_ptr<Transfer> transfer)
+  ForwardedTransfer(std::shared_ptr<ItemOpener> opening, std::unique_ptr<Transfer> transfer)
       : _opening(std::move(opening)), _transfer(std::move(transfer)) {}
   void resume() override { _transfer->resume(); }
 
@@ -73,7 +73,7 @@ BodyFlow ItemOpener::_beginPlain(bool isWhole) {
   _stage = Stage::Plain;
   std::unique_ptr<Transfer> running;
   if (!isWhole)
-    running = std::make_unique<HandedTransfer>(shared_from_this(), std::move(_transfer));
+    running = std::make_unique<ForwardedTransfer>(shared_from_this(), std::move(_transfer));
   auto plain = PlainResource::make(_source, _url, _body.head, std::exchange(_body.bytes, {}),
                                    std::move(running), _handlers.ofResource);
   _plain = plain;

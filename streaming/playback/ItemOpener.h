@@ -32,7 +32,7 @@ class ItemOpener final : public TransferObserver, public std::enable_shared_from
   void stop();
 
  private:
-  class HandedTransfer;
+  class ForwardedTransfer;
   enum class Stage { Sniffing, Manifest, Plain, Done };
 
   BodyFlow transferGotHead(const ResponseHead& head) override;

@@ -31,7 +31,6 @@ class LastThroughput {
   std::optional<double> _bitrate;
 };
 
-/// A StreamedItem and its state on the transfer thread.
 class OpenedItem final : public StreamedItem, public std::enable_shared_from_this<OpenedItem> {
  public:
   static std::shared_ptr<OpenedItem> make(std::shared_ptr<TransferItem> transfers,

@@ -9,7 +9,6 @@
 
 namespace streaming {
 
-/// Adds the message for the user.
 inline platform::Error mediaError(platform::MediaErrorCode code, std::string reason) {
   using Code = platform::MediaErrorCode;
   const char* sentence = "The media could not be played.";

@@ -289,7 +289,7 @@ void PresentationFeed::_endPreparing(double seconds, std::optional<platform::Err
 /// The segment index of the leading track in `period`, or null.
 std::shared_ptr<const SegmentIndex> PresentationFeed::_leadingIndex(const Period& period) {
   const TrackFeeder& feeder = _feeder(_leadingKind());
-  const Track* track = trackLike(period, _leadingKind(), feeder.track(), nullptr);
+  const Track* track = similarTrack(period, _leadingKind(), feeder.track(), nullptr);
   std::shared_ptr<const SegmentIndex> found;
   if (!track) return found;
   for (const auto& each : track->representations) {
@@ -301,7 +301,6 @@ std::shared_ptr<const SegmentIndex> PresentationFeed::_leadingIndex(const Period
   return found;
 }
 
-/// Updates the state that other threads see.
 void PresentationFeed::_publish() {
   auto presentation = _manifest.presentation();
   if (!presentation || presentation->periods.empty()) return;

@@ -71,7 +71,6 @@ class PresentationFeed final : private FeederHost {
   const TrackFeeder& _feeder(MediaKind kind) const {
     return *_feeders.at(static_cast<std::size_t>(kind));
   }
-  /// The state of prepare().
   struct Preparation {
     PresentationPlayback::Start start;
     Ready ready;

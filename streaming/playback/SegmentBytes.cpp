@@ -14,10 +14,10 @@ void SegmentBytes::setSource(std::function<void()> readerMoved) {
   _changed.notify_all();
 }
 
-void SegmentBytes::expect(std::optional<std::uint64_t> total, bool canJump) {
+void SegmentBytes::setTotal(std::optional<std::uint64_t> total, bool canSeek) {
   const std::lock_guard lock(_mutex);
   _total = total;
-  _canJump = canJump;
+  _canSeek = canSeek;
   _isLong = _isLong || (total && *total > _limits.whole);
 }
 
@@ -96,7 +96,7 @@ bool SegmentBytes::isReadable() const {
 
 bool SegmentBytes::isSeekable() const {
   const std::lock_guard lock(_mutex);
-  if (_isLong) return _total && _canJump && _hasSource;
+  if (_isLong) return _total && _canSeek && _hasSource;
   return _state == State::Complete;
 }
 
@@ -117,7 +117,7 @@ std::optional<SegmentBytes::Part> SegmentBytes::part() const {
 SegmentBytes::Wait SegmentBytes::_waitFor(std::uint64_t offset) const {
   if (_state == State::Failed || (_total && offset >= *_total)) return Wait::None;
   if (_window.requested == offset) return _hasSource ? Wait::Bytes : Wait::None;
-  const bool isFar = _canJump && offset > _window.end() + _limits.near;
+  const bool isFar = _canSeek && offset > _window.end() + _limits.near;
   if (offset < _window.begin || isFar) return _hasSource ? Wait::Source : Wait::None;
   return _state == State::Arriving ? Wait::Bytes : Wait::None;
 }

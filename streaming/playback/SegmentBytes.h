@@ -40,8 +40,8 @@ class SegmentBytes {
   /// `readerMoved` is called on the reader's thread when isFull() may have become false, or
   /// requestedOffset() was set. An empty handler means that no further bytes can be requested.
   void setSource(std::function<void()> readerMoved);
-  /// `total`: size of the whole segment. `canJump`: the writer can start at any offset.
-  void expect(std::optional<std::uint64_t> total, bool canJump);
+  /// `total`: size of the whole segment. `canSeek`: the writer can start at any offset.
+  void setTotal(std::optional<std::uint64_t> total, bool canSeek);
   void append(std::string_view bytes);
   /// All bytes up to the end were appended.
   void complete();
@@ -58,11 +58,9 @@ class SegmentBytes {
   std::uint64_t size() const;  ///< end of the received bytes
   std::uint64_t bytesInMemory() const;
   std::optional<platform::Error> error() const;
-  /// Only a window of the segment is kept.
   bool isLong() const;
   /// The segment can be read from its beginning.
   bool isReadable() const;
-  /// The segment can be read at any offset.
   bool isSeekable() const;
   /// The size of the whole segment, if known.
   std::optional<std::uint64_t> total() const;
@@ -105,7 +103,7 @@ class SegmentBytes {
   mutable Window _window;
   bool _hasSource = false;
   bool _isLong = false;
-  bool _canJump = false;
+  bool _canSeek = false;
   std::optional<std::uint64_t> _total;
   State _state = State::Arriving;
   std::optional<platform::Error> _error;

@@ -27,7 +27,6 @@ struct AccessLogEntry {
   TransferStatistics statistics;           ///< of this time span only
 };
 
-/// An entry of the error log.
 struct ErrorLogEntry {
   platform::Date date;
   std::string url;
@@ -65,7 +64,6 @@ class StreamedItem {
   virtual std::vector<AccessLogEntry> accessLog() const = 0;
   /// `handler` is called on the transfer thread when a new entry starts.
   virtual void whenAccessLogEntryStarts(std::function<void()> handler) = 0;
-  /// The latest entries of the error log.
   virtual std::vector<ErrorLogEntry> errorLog() const = 0;
 
   /// Requests a content key. `reply` is called once, on any thread, unless the item is closed
@@ -90,7 +88,6 @@ class Streaming {
  public:
   static std::shared_ptr<Streaming> make(StreamingOptions options = {});
   virtual ~Streaming() = default;
-  /// Starts to request the URL at once.
   virtual std::shared_ptr<StreamedItem> open(ItemSetup setup, CanDecode canDecode) = 0;
   /// Starts the transfer thread and initializes libraries, asynchronously.
   virtual void warmUp() = 0;

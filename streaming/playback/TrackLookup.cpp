@@ -51,20 +51,20 @@ const Track* trackNamed(const Period& period, MediaKind kind, const std::string&
   return nullptr;
 }
 
-const Track* trackLike(const Period& period, MediaKind kind, const std::string& id,
-                       const Track* like) {
+const Track* similarTrack(const Period& period, MediaKind kind, const std::string& id,
+                          const Track* like) {
   if (const Track* same = trackNamed(period, kind, id)) return same;
   // A text in another language is no replacement.
   const Track* best = nullptr;
   for (const Track& track : period.tracks) {
-    if (track.kind != kind || isForScanning(track)) continue;
+    if (track.kind != kind || hasOnlyKeyFrames(track)) continue;
     if (kind == MediaKind::Text && (!like || track.language != like->language)) continue;
     if (!best || (like && likeness(track, *like) > likeness(*best, *like))) best = &track;
   }
   return best;
 }
 
-bool isForScanning(const Track& track) {
+bool hasOnlyKeyFrames(const Track& track) {
   return !track.representations.empty() &&
          std::all_of(track.representations.begin(), track.representations.end(),
                      [](const auto& each) { return each->isKeyFramesOnly; });
@@ -73,7 +73,7 @@ bool isForScanning(const Track& track) {
 std::vector<Track> decodableTracks(const Period& period, const CanDecode& canDecode) {
   std::vector<Track> tracks;
   for (const Track& track : period.tracks) {
-    if (isForScanning(track)) continue;
+    if (hasOnlyKeyFrames(track)) continue;
     Track copy = track;
     std::erase_if(copy.representations, [&](const auto& each) {
       return each->isKeyFramesOnly || (canDecode && !canDecode(track.kind, *each));

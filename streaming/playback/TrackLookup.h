@@ -25,8 +25,8 @@ std::optional<double> endOf(const Presentation& presentation, const Period& peri
 
 const Track* trackNamed(const Period& period, MediaKind kind, const std::string& id);
 /// The track `id`, or the one most similar to `like` if the period does not have it.
-const Track* trackLike(const Period& period, MediaKind kind, const std::string& id,
-                       const Track* like);
+const Track* similarTrack(const Period& period, MediaKind kind, const std::string& id,
+                          const Track* like);
 
 /// The tracks without representations that the box cannot decode.
 std::vector<Track> decodableTracks(const Period& period, const CanDecode& canDecode);
@@ -37,6 +37,6 @@ void eraseAbsentTracks(std::vector<Track>& tracks,
 /// The video, the default audio and no text.
 TrackSelection defaultSelection(const std::vector<Track>& tracks);
 /// All representations contain key frames only.
-bool isForScanning(const Track& track);
+bool hasOnlyKeyFrames(const Track& track);
 
 }  // namespace streaming

@@ -29,7 +29,7 @@ class TransferLog {
   /// server or the representation has changed.
   bool mediaReceived(MonotonicTime now, const std::string& representation,
                      std::optional<double> bitrate, double seconds);
-  /// Media data of a track that does not start legs was received.
+  /// Media data of a track that does not start entries was received.
   void otherMediaReceived();
 
   std::optional<platform::Error> failure() const;

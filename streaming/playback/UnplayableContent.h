@@ -5,7 +5,6 @@
 
 namespace streaming {
 
-/// Bytes needed for the detection.
 inline constexpr std::size_t kContentSniffBytes = 64;
 
 /// A resource that starts with `bytes` is an HTML page or an image.

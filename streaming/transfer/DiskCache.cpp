@@ -43,7 +43,6 @@ std::optional<double> secondsOfHTTPDate(const std::string* text) {
   return static_cast<double>(seconds);
 }
 
-/// A Cache-Control field.
 struct CacheControl {
   bool forbids = false;
   std::optional<double> maxAge;
@@ -79,7 +78,6 @@ std::string nameOf(const std::string& url) {
   return name;
 }
 
-/// The file was created by this cache.
 bool isCacheFile(std::string_view name) {
   if (name.ends_with(kUnfinished)) name.remove_suffix(kUnfinished.size());
   return name.size() == kDigestLength &&

@@ -85,9 +85,9 @@ bool ItemContext::isOwnServer(const std::string& url) const {
 }
 
 void ItemContext::close() {
-  shut();
+  markClosed();
   // Key requests own transfers that remove themselves from _transfers.
-  const auto questions = std::exchange(_questions, {});
+  const auto keyRequests = std::exchange(_keyRequests, {});
   for (ResourceTransfer* const transfer : std::exchange(_transfers, {})) transfer->cancel();
   _ownConnections.reset();
   if (_cookies) curl_share_cleanup(std::exchange(_cookies, nullptr));

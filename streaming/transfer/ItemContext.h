@@ -43,7 +43,7 @@ class ItemContext : public std::enable_shared_from_this<ItemContext> {
   ItemCounters& counters() { return _counters; }
   bool isClosed() const { return _isClosed; }
   /// Prevents further callbacks. close() must follow on the transfer thread.
-  void shut() { _isClosed = true; }
+  void markClosed() { _isClosed = true; }
   /// Runs `task` on the transfer thread, unless the item was closed. The task is destroyed on the
   /// transfer thread while that runs.
   void post(std::function<void()> task);
@@ -60,9 +60,8 @@ class ItemContext : public std::enable_shared_from_this<ItemContext> {
 
   void add(ResourceTransfer& transfer) { _transfers.insert(&transfer); }
   void remove(ResourceTransfer& transfer) { _transfers.erase(&transfer); }
-  void add(std::shared_ptr<KeyRequest> question) { _questions.insert(std::move(question)); }
-  void remove(const std::shared_ptr<KeyRequest>& question) { _questions.erase(question); }
-  /// Cancels all transfers.
+  void add(std::shared_ptr<KeyRequest> request) { _keyRequests.insert(std::move(request)); }
+  void remove(const std::shared_ptr<KeyRequest>& request) { _keyRequests.erase(request); }
   void close();
 
  private:
@@ -76,7 +75,7 @@ class ItemContext : public std::enable_shared_from_this<ItemContext> {
   CURLSH* _cookies = nullptr;
   std::unique_ptr<CurlLoop> _ownConnections;
   std::set<ResourceTransfer*> _transfers;
-  std::set<std::shared_ptr<KeyRequest>> _questions;
+  std::set<std::shared_ptr<KeyRequest>> _keyRequests;
 };
 
 }  // namespace streaming

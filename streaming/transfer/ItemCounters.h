@@ -9,7 +9,6 @@
 
 namespace streaming {
 
-/// The time of the monotonic clock.
 double monotonicSeconds();
 
 /// Statistics of the transfers of one item. Any thread.

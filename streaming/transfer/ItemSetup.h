@@ -44,7 +44,6 @@ struct PreSharedKey {
   platform::Bytes secret;
 };
 
-/// How to fetch the resources of an item.
 struct ItemSetup {
   std::string url;        ///< as passed by the sender
   std::string userAgent;  ///< empty: the default

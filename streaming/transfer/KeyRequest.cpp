@@ -17,13 +17,13 @@ KeyRequest::KeyRequest(std::shared_ptr<ItemContext> item,
 
 void KeyRequest::start(const std::shared_ptr<ItemContext>& item, const std::string& url,
                        std::function<void(ContentResponse)> reply) {
-  const auto question = std::make_shared<KeyRequest>(item, std::move(reply));
+  const auto keyRequest = std::make_shared<KeyRequest>(item, std::move(reply));
   TransferRequest request;
   request.url = url;
   request.kind = TransferKind::Key;
-  question->_transfer = std::make_unique<ResourceTransfer>(item, request, *question, true);
-  item->add(question);
-  question->_transfer->start();
+  keyRequest->_transfer = std::make_unique<ResourceTransfer>(item, request, *keyRequest, true);
+  item->add(keyRequest);
+  keyRequest->_transfer->start();
 }
 
 BodyFlow KeyRequest::transferGotHead(const ResponseHead& head) {

@@ -228,7 +228,6 @@ void ResourceTransfer::_requestFromSender(const std::string& url) {
                          context->post([asking, response = std::move(response)] {
                            const auto self = asking.lock();
                            if (!self) return;
-                           // Ignore a second reply.
                            (*self)->_pendingRequest.reset();
                            (*self)->_gotResponse(response);
                          });

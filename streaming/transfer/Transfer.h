@@ -18,7 +18,6 @@ namespace streaming {
 
 using HeaderFields = std::vector<std::pair<std::string, std::string>>;
 
-/// The head of a response.
 struct ResponseHead {
   int status = 200;
   std::string url;  ///< after redirects

@@ -10,7 +10,6 @@
 namespace streaming {
 namespace {
 
-/// The transfer of a closed item.
 class CancelledTransfer final : public Transfer {
  public:
   void resume() override {}
@@ -24,7 +23,7 @@ TransferItem::~TransferItem() { close(); }
 
 void TransferItem::close() {
   if (_context->isClosed()) return;
-  _context->shut();
+  _context->markClosed();
   _context->loop().post([context = _context] { context->close(); });
 }
 

@@ -21,7 +21,6 @@ class ItemContext;
 class TransferItem final : public TransferSource {
  public:
   explicit TransferItem(std::shared_ptr<ItemContext> context);
-  /// Calls close().
   ~TransferItem() override;
   TransferItem(const TransferItem&) = delete;
   TransferItem& operator=(const TransferItem&) = delete;

@@ -6,7 +6,6 @@
 
 namespace streaming {
 
-/// Network statistics of an item.
 struct TransferStatistics {
   std::uint64_t requestCount = 0;      ///< to servers, including retries
   std::uint64_t bytesTransferred = 0;  ///< of bodies

@@ -12,7 +12,6 @@ namespace streaming {
 /// The thread that runs all transfers in an event loop. Any thread.
 class TransferThread {
  public:
-  /// Calls stop().
   ~TransferThread() { stop(); }
   TransferThread() = default;
   TransferThread(const TransferThread&) = delete;

@@ -70,7 +70,7 @@ std::optional<MediaKind> dashMediaKind(pugi::xml_node outer, pugi::xml_node inne
   return isVideoCodec(codecs) ? MediaKind::Video : MediaKind::Audio;
 }
 
-TextFormat dashTextForm(const Representation& representation) {
+TextFormat dashTextFormat(const Representation& representation) {
   if (representation.mimeType == "text/vtt") return TextFormat::WebVTT;
   if (representation.mimeType == "application/ttml+xml") return TextFormat::TTML;
   if (representation.mimeType == "application/x-subrip") return TextFormat::SubRip;

@@ -20,8 +20,7 @@ std::optional<MediaKind> dashComponentKind(pugi::xml_node set);
 std::optional<MediaKind> dashMediaKind(pugi::xml_node outer, pugi::xml_node inner,
                                        std::optional<MediaKind> components);
 
-/// The format of a text representation.
-TextFormat dashTextForm(const Representation& representation);
+TextFormat dashTextFormat(const Representation& representation);
 
 /// The attribute of `inner`, or of `outer` if `inner` does not have it.
 std::string_view inheritedAttribute(pugi::xml_node outer, pugi::xml_node inner,
@@ -29,15 +28,12 @@ std::string_view inheritedAttribute(pugi::xml_node outer, pugi::xml_node inner,
 
 /// Reads language, label, roles and accessibility of an adaptation set.
 void readTrackAttributes(pugi::xml_node set, Track& track);
-/// The CEA-608 tracks that an adaptation set announces.
 std::vector<Track> captionTracks(pugi::xml_node set);
 /// The language of the ContentComponent of type `kind`, or of the set; may be empty.
 std::string languageWithin(pugi::xml_node set, std::string_view kind);
-/// The ContentComponent elements contain both video and audio.
 bool hasVideoAndAudioComponents(pugi::xml_node set);
 
 enum class EssentialUse { Play, KeyFramesOnly, LeaveOut };
-/// Evaluates the EssentialProperty elements.
 EssentialUse essentialUse(pugi::xml_node node);
 bool isTrickModeScheme(std::string_view scheme);
 
@@ -47,7 +43,6 @@ std::vector<pugi::xml_node> protectionNodesOf(pugi::xml_node node);
 /// The segments use an unsupported encryption.
 bool hasUnknownSegmentEncryption(const std::vector<pugi::xml_node>& protections);
 
-/// The codecs contain both video and audio.
 bool hasVideoAndAudioCodecs(const std::vector<std::string>& codecs);
 
 }  // namespace streaming

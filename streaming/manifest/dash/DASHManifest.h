@@ -40,7 +40,6 @@ class DASHManifest {
     std::optional<MediaKind> componentKind;
     bool hasUnknownEncryption = false;
   };
-  /// A parsed adaptation set.
   struct ParsedSet {
     Track track;
     std::vector<Track> captions;  // CEA-608 in the video

@@ -8,7 +8,6 @@
 
 namespace streaming {
 
-/// A manifest that patches can be applied to.
 struct DASHDocument {
   pugi::xml_document tree;
   ManifestOrigin origin;

@@ -1,5 +1,3 @@
-// Parses Representation elements and locates their segments.
-
 #include <algorithm>
 #include <charconv>
 #include <utility>

@@ -60,13 +60,11 @@ struct SegmentTiming {
   bool isOpen = false;            ///< the last run repeats until the end of the period
 };
 
-/// A URL of a SegmentList.
 struct ListedSegment {
   std::string reference;
   std::optional<ByteSpan> span;
 };
 
-/// A range of segments that are encrypted with the same key.
 struct SegmentKeyPeriod {
   std::uint64_t firstIndex = 0;  ///< index within the period
   std::optional<std::uint64_t>

@@ -23,7 +23,6 @@ std::optional<double> availabilityIn(pugi::xml_node node) {
   return offset ? std::optional(std::min(*offset, kAlways)) : std::nullopt;
 }
 
-/// An attribute with a URL template.
 std::optional<std::string_view> patternIn(pugi::xml_node node, std::string_view name) {
   const std::string_view text = attributeOf(node, name);
   if (!hasAttribute(node, name) || text.size() > kMaxURLLength) return std::nullopt;

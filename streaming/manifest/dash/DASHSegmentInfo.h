@@ -28,7 +28,6 @@ struct DASHSegmentInfo {
   /// Reads the SegmentBase, SegmentTemplate or SegmentList of `level`. `periodDuration` is in
   /// seconds.
   void read(pugi::xml_node level, std::optional<double> periodDuration);
-  /// Reads only the BaseURL elements.
   void readBases(pugi::xml_node level);
 
  private:

@@ -1,5 +1,3 @@
-// Builds tracks from adaptation sets.
-
 #include <algorithm>
 #include <functional>
 #include <map>
@@ -50,7 +48,6 @@ class TrackIDs {
     while (!_counts.try_emplace(name, 1).second);
     return name;
   }
-  /// False: `id` is taken.
   bool add(const std::string& id) { return _counts.try_emplace(id, 1).second; }
 
  private:
@@ -196,7 +193,7 @@ void DASHManifest::_readRepresentations(const SetContext& set, const PeriodConte
     if (!representation) continue;
     kind = ownKind;
     representation->isKeyFramesOnly = read.isKeyFramesOnly || use == EssentialUse::KeyFramesOnly;
-    if (*kind == MediaKind::Text) representation->textFormat = dashTextForm(*representation);
+    if (*kind == MediaKind::Text) representation->textFormat = dashTextFormat(*representation);
     representation->includesAudio =
         *kind == MediaKind::Video &&
         (hasComponents || hasVideoAndAudioCodecs(representation->codecs));

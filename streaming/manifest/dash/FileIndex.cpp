@@ -11,7 +11,6 @@ namespace {
 
 constexpr double kFileTolerance = 0.001;
 
-/// The sorted segments of a file.
 class FileSegmentIndex final : public SegmentIndex {
  public:
   explicit FileSegmentIndex(std::vector<Segment> segments) : _segments(std::move(segments)) {}

@@ -28,7 +28,6 @@ FileIndexParts readSegmentIndexBox(const IndexedFile& file, std::uint64_t offset
 bool isWebM(std::string_view head);
 FileIndexParts readCues(const IndexedFile& file, std::uint64_t offset, std::string_view head);
 
-/// Adds the segment unless it is empty or outside the period.
 void addFileSegment(const IndexedFile& file, Segment segment, FileIndexParts& parts);
 
 /// The initialization segment of `file`, or its first `size` bytes.

@@ -21,9 +21,7 @@ struct UnalignedPlaylist {
   bool countsDiscontinuities = false;  ///< it has EXT-X-DISCONTINUITY-SEQUENCE
 };
 
-/// Aligns a playlist to its previous version.
 HLSAlignment alignedToPrevious(const UnalignedPlaylist& playlist, const MediaPlaylist& previous);
-/// Aligns a playlist to another playlist of the same presentation.
 HLSAlignment alignedToSibling(const UnalignedPlaylist& playlist, const MediaPlaylist& other);
 
 /// Inserts the last mark of `earlier` before `position` at the front of `dates`, unless `dates`

@@ -25,7 +25,6 @@ class HLSMediaReader {
   /// Call after the last line. Null: the base of a delta update is missing.
   std::shared_ptr<const MediaPlaylist> finish();
 
-  /// A tag of a media playlist was found.
   bool isMedia() const { return _head.isMedia; }
   /// The playlist has too many segments, or the total length of its URLs is too large. Parsing
   /// stops.
@@ -38,7 +37,6 @@ class HLSMediaReader {
     std::uint64_t offset = 0;
   };
 
-  /// Properties of the whole playlist.
   struct Head {
     bool isMedia = false;
     bool isEnded = false;

@@ -189,7 +189,7 @@ void HLSMultivariant::_addAudio(std::vector<Track>& tracks) const {
 }
 
 /// The codec of a text rendition is listed with its variants.
-TextFormat HLSMultivariant::_textForm(const std::string& group) const {
+TextFormat HLSMultivariant::_textFormat(const std::string& group) const {
   for (const auto& variant : _variants)
     if (variant->textGroup == group)
       for (const std::string& codec : variant->codecs)
@@ -225,7 +225,7 @@ void HLSMultivariant::_addRenditions(std::string_view type, MediaKind kind,
       track->id = id;
     }
     if (each.url.empty()) {
-      _addWithinVariants(each, *track, tracks.front().kind == MediaKind::Video);
+      _addMuxedRendition(each, *track, tracks.front().kind == MediaKind::Video);
       continue;
     }
     track->isMuxedIntoVideo = false;
@@ -234,7 +234,7 @@ void HLSMultivariant::_addRenditions(std::string_view type, MediaKind kind,
     representation->playlistURL = each.url;
     representation->group = each.group;
     if (kind == MediaKind::Text)
-      representation->textFormat = _textForm(each.group);
+      representation->textFormat = _textFormat(each.group);
     else
       representation->codecs = _audioCodecs(each.group);
     const bool isKnown =
@@ -245,7 +245,7 @@ void HLSMultivariant::_addRenditions(std::string_view type, MediaKind kind,
 }
 
 /// A rendition without a URI is muxed into the variants of its group.
-void HLSMultivariant::_addWithinVariants(const Rendition& rendition, Track& track,
+void HLSMultivariant::_addMuxedRendition(const Rendition& rendition, Track& track,
                                          bool hasVideo) const {
   if (hasVideo) {
     // Final once all renditions of the track have been added.

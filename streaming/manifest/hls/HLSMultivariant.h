@@ -19,7 +19,6 @@ class HLSMultivariant {
   void addTag(std::string_view name, std::string_view value);
   void addURI(std::string_view reference);
 
-  /// A tag of a multivariant playlist was found.
   bool isMultivariant() const { return _isMultivariant; }
   /// Call after the last line. Null: there is no variant.
   std::shared_ptr<const Presentation> finish();
@@ -42,10 +41,10 @@ class HLSMultivariant {
   void _addVideo(std::vector<Track>& tracks);
   void _addAudio(std::vector<Track>& tracks) const;
   void _addRenditions(std::string_view type, MediaKind kind, std::vector<Track>& tracks) const;
-  void _addWithinVariants(const Rendition& rendition, Track& track, bool hasVideo) const;
+  void _addMuxedRendition(const Rendition& rendition, Track& track, bool hasVideo) const;
   /// A variant refers to the group of the rendition.
   bool _isUsed(const Rendition& rendition) const;
-  TextFormat _textForm(const std::string& group) const;
+  TextFormat _textFormat(const std::string& group) const;
   std::vector<std::string> _audioCodecs(const std::string& group) const;
 
   const ManifestOrigin& _origin;

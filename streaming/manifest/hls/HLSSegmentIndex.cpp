@@ -46,7 +46,6 @@ bool HLSSegmentIndex::_isNext(std::uint64_t number) const {
   return _segments.empty() || number == _segments.back().number + 1;
 }
 
-/// The first segment or part that starts at `time` or later.
 std::optional<Segment> HLSSegmentIndex::_byTime(double time) const {
   const auto isEarlier = [](const Segment& segment, double wanted) {
     return segment.start < wanted;

@@ -39,7 +39,6 @@ class FeederHost {
   /// The track determines the access log and the timeline: the video, or the audio without video.
   virtual bool isLeading(MediaKind kind) const = 0;
 
-  // Notifications of feeders:
   virtual void representationChanged(MediaKind kind) = 0;
   /// The first bytes of a piece were received.
   virtual void pieceBegan(MediaKind kind, const TrackPiece& piece) = 0;

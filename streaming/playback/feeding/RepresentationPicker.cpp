@@ -51,7 +51,6 @@ std::shared_ptr<const Representation> RepresentationPicker::pick(
   if (candidates.empty()) return nullptr;
   if (_kind == MediaKind::Text) return candidates.front();
 
-  // Avoid a change of the decoder.
   if (current && !familyOf(*current).empty()) {
     const std::string family = familyOf(*current);
     Candidates same;

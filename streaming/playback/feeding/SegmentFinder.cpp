@@ -9,7 +9,6 @@ namespace streaming {
 namespace {
 
 constexpr double kWalkTolerance = 1e-3;
-/// Maximum gap between consecutive segments.
 constexpr double kMaxSegmentGap = 0.25;
 
 std::shared_ptr<const Representation> sameIn(const Track& track,
@@ -65,7 +64,7 @@ SegmentFinder::Source SegmentFinder::_source(const Track& track,
     if (index)
       indexes.requestUpdate(chosen);
     else
-      indexes.want(chosen);
+      indexes.load(chosen);
     if (indexes.failure(*chosen)) continue;
     // Continue with the current representation while the new index is loading.
     if (currentIndex && !_picker.isExcluded(*currentNow) && !isCurrent)
@@ -108,7 +107,7 @@ SegmentFinder::Step SegmentFinder::next(const std::string& trackID,
   bool isFirstPeriod = true;
   if (tail) from = tail->segment.end();
   while (period) {
-    const Track* track = trackLike(*period, _kind, trackID, like);
+    const Track* track = similarTrack(*period, _kind, trackID, like);
     const auto end = endOf(*presentation, *period);
     const Period* following = periodAfter(*presentation, *period);
     Step step;
@@ -157,7 +156,7 @@ SegmentFinder::Step SegmentFinder::load(const std::string& trackID, double from)
   Step step;
   const auto presentation = _host.presentation();
   const Period* period = periodAt(*presentation, from);
-  const Track* track = period ? trackLike(*period, _kind, trackID, nullptr) : nullptr;
+  const Track* track = period ? similarTrack(*period, _kind, trackID, nullptr) : nullptr;
   if (!track || track->representations.empty()) {
     step.kind = Step::Kind::NoRepresentation;
     return step;
@@ -168,13 +167,13 @@ SegmentFinder::Step SegmentFinder::load(const std::string& trackID, double from)
   return step;
 }
 
-void SegmentFinder::forgive(const std::string& trackID, double from) {
+void SegmentFinder::clearFailures(const std::string& trackID, double from) {
   _picker.clearExcluded();
   const auto presentation = _host.presentation();
   const Period* period = periodAt(*presentation, from);
-  const Track* track = period ? trackLike(*period, _kind, trackID, nullptr) : nullptr;
+  const Track* track = period ? similarTrack(*period, _kind, trackID, nullptr) : nullptr;
   if (!track) return;
-  for (const auto& each : track->representations) _host.indexes().forgive(*each);
+  for (const auto& each : track->representations) _host.indexes().clearFailure(*each);
 }
 
 }  // namespace streaming

@@ -38,7 +38,7 @@ class SegmentFinder {
   RepresentationPicker& picker() { return _picker; }
   const std::optional<platform::Error>& error() const { return _error; }
   /// Allows retries of failed representations.
-  void forgive(const std::string& track, double from);
+  void clearFailures(const std::string& track, double from);
 
  private:
   struct Source {
@@ -57,7 +57,6 @@ class SegmentFinder {
   std::optional<platform::Error> _error;
 };
 
-/// Maximum buffer, in seconds.
 inline constexpr double kMaxBufferSeconds = 30;
 
 }  // namespace streaming

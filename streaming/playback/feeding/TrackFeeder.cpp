@@ -14,7 +14,6 @@ namespace {
 /// Minimum and maximum number of pieces to buffer, regardless of duration and size.
 constexpr std::size_t kMinPieces = 2;
 constexpr std::size_t kMaxPiecesAhead = 500;
-/// Maximum number of representations to try for a segment.
 constexpr unsigned kMaxAttempts = 3;
 constexpr unsigned kMaxConsecutiveLosses = 10;
 /// Retries for the newest segment of a live presentation, which the server may publish late.
@@ -32,7 +31,7 @@ MonotonicTime::duration feederSeconds(double seconds) {
 }  // namespace
 
 TrackFeeder::TrackFeeder(FeederHost& host, MediaKind kind, std::shared_ptr<TrackBuffer> buffer)
-    : _host(host), _kind(kind), _buffer(std::move(buffer)), _walk(host, kind) {}
+    : _host(host), _kind(kind), _buffer(std::move(buffer)), _finder(host, kind) {}
 
 void TrackFeeder::setTrack(const std::string& id) {
   _nextTrack = id;
@@ -53,25 +52,25 @@ void TrackFeeder::setTrack(const std::string& id) {
   }
   // The reader continues with buffered pieces until it seeks.
   _buffer->setAnswersSeeks(false);
-  _walk.load(id, _host.position());
+  _finder.load(id, _host.position());
 }
 
 TrackFeeder::State TrackFeeder::load(double around) {
   if (_nextTrack.empty()) return State::Loaded;
-  const auto step = _walk.load(_nextTrack, around);
+  const auto step = _finder.load(_nextTrack, around);
   if (step.kind == SegmentFinder::Step::Kind::NoRepresentation) return State::Failed;
   _representation = step.representation;
   return step.kind == SegmentFinder::Step::Kind::Wait ? State::Loading : State::Loaded;
 }
 
 std::optional<platform::Error> TrackFeeder::error() const {
-  return _error ? _error : _walk.error();
+  return _error ? _error : _finder.error();
 }
 
 void TrackFeeder::stop() {
   _timer.reset();
   _cancelFetch();
-  _kept = {};
+  _longSegment = {};
   _losses.notBefore.reset();
   _losses.step.reset();
   _from.reset();
@@ -81,7 +80,7 @@ void TrackFeeder::stop() {
 
 void TrackFeeder::pump() {
   if (_track.empty() || !_host.presentation()) return;
-  if (_kept.fetch && !_buffer->pieceOf(*_kept.piece)) _kept = {};
+  if (_longSegment.fetch && !_buffer->pieceOf(*_longSegment.piece)) _longSegment = {};
   _pumpsAgain = true;
   if (std::exchange(_isPumping, true)) return;
   while (std::exchange(_pumpsAgain, false))
@@ -104,7 +103,7 @@ void TrackFeeder::_takeSeek() {
   // A running fetch may be for the new position. That is known after the next
   // SegmentFinder::next().
   _from = seek;
-  _hint.drop();
+  _hint.cancel();
   _losses.notBefore.reset();
   _tail.reset();
   _losses.step.reset();
@@ -112,7 +111,7 @@ void TrackFeeder::_takeSeek() {
   if (std::exchange(_isTerminated, false)) {
     _buffer->clearTerminal();
     _losses.isKeyRefused = false;
-    _walk.forgive(_track, *seek);
+    _finder.clearFailures(_track, *seek);
   }
 }
 
@@ -142,7 +141,7 @@ bool TrackFeeder::_step() {
   _losses.notBefore.reset();
   _timer.reset();
   const auto tail = _tail ? _buffer->pieceOf(*_tail) : std::nullopt;
-  SegmentFinder::Step step = _walk.next(_track, tail, _from.value_or(0));
+  SegmentFinder::Step step = _finder.next(_track, tail, _from.value_or(0));
   if (isElsewhere && !_isFetching(step)) _cancelFetch();
   if (_fetch && !_fetched) return false;
   switch (step.kind) {
@@ -263,7 +262,7 @@ void TrackFeeder::_fetchHint(const SegmentFinder::Step& step, const TrackPiece& 
   const auto index = step.representation ? _host.indexes().index(*step.representation) : nullptr;
   const auto segment = index ? index->hinted(tail.segment) : std::nullopt;
   if (!segment || (_representation && _representation->id != step.representation->id)) return;
-  _hint.want(*segment, [&](SegmentFetch::Handlers handlers) {
+  _hint.request(*segment, [&](SegmentFetch::Handlers handlers) {
     return _makeFetch(*segment, step.representation, std::move(handlers));
   });
 }
@@ -274,12 +273,12 @@ void TrackFeeder::_began(TrackPiece piece) {
   piece.isDiscontinuous = (_losses.step && _losses.step->isDiscontinuous) || _losses.wasTruncated;
   _losses.wasTruncated = false;
   const TrackPiece copy = piece;
-  _put(std::move(piece));
+  _append(std::move(piece));
   _fetched = _tail;
   _host.pieceBegan(_kind, copy);
 }
 
-void TrackFeeder::_put(TrackPiece piece) {
+void TrackFeeder::_append(TrackPiece piece) {
   const auto id = _buffer->add(std::move(piece), _tail);
   if (!_tail) _buffer->answerSeek(id);
   _from.reset();
@@ -292,8 +291,8 @@ void TrackFeeder::_ended(const std::optional<SegmentFetch::Failure>& failure) {
   const bool wasOffered = piece.has_value();
   if (!failure) {
     if (ended->isLong() && piece) {
-      _kept.fetch = std::move(ended);
-      _kept.piece = piece;
+      _longSegment.fetch = std::move(ended);
+      _longSegment.piece = piece;
     }
     _losses.hasLoadedAny = true;
     _losses.isKeyRefused = false;
@@ -301,7 +300,7 @@ void TrackFeeder::_ended(const std::optional<SegmentFetch::Failure>& failure) {
     _losses.attempts = 0;
     _losses.delays = 0;
     _losses.step.reset();
-    _walk.picker().clearExcluded();
+    _finder.picker().clearExcluded();
     _host.pieceEnded(_kind);
     return pump();
   }
@@ -317,7 +316,7 @@ void TrackFeeder::_ended(const std::optional<SegmentFetch::Failure>& failure) {
     return pump();
   }
   _losses.isKeyRefused = _losses.isKeyRefused || failure->isKey;
-  _walk.picker().exclude(*ended->representation());
+  _finder.picker().exclude(*ended->representation());
   if (++_losses.attempts >= kMaxAttempts && !failure->isKey) _skipSegment();
   pump();
 }
@@ -339,7 +338,7 @@ bool TrackFeeder::_retryLater(const SegmentFetch::Failure& failure) {
 
 void TrackFeeder::_skipSegment() {
   const SegmentFinder::Step lost = *std::exchange(_losses.step, std::nullopt);
-  _walk.picker().clearExcluded();
+  _finder.picker().clearExcluded();
   _losses.attempts = 0;
   _losses.delays = 0;
   if (++_losses.consecutive >= kMaxConsecutiveLosses) return _terminate(TrackPiece::Kind::Failed);
@@ -353,7 +352,7 @@ void TrackFeeder::_addGap(Segment segment, std::shared_ptr<const Representation>
   gap.segment = std::move(segment);
   gap.representation = std::move(representation);
   gap.isDiscontinuous = isDiscontinuous;
-  _put(std::move(gap));
+  _append(std::move(gap));
   _host.pieceEnded(_kind);
 }
 
@@ -374,7 +373,7 @@ void TrackFeeder::_terminate(TrackPiece::Kind kind) {
 }
 
 void TrackFeeder::_cancelFetch() {
-  _hint.drop();
+  _hint.cancel();
   if (!_fetch) return;
   _fetch.reset();
   if (_fetched) _buffer->remove(*_fetched);

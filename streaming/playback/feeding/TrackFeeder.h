@@ -29,7 +29,6 @@ class TrackFeeder {
   /// Continues loading. Call it after any change: of the position, the reader, the manifest, or an
   /// index.
   void pump();
-  /// Cancels the running request.
   void stop();
 
   /// The representation chosen last; null: none yet.
@@ -42,11 +41,10 @@ class TrackFeeder {
 
  private:
   /// The last long segment after it has ended. Its reader may request other ranges of it.
-  struct Kept {
+  struct LongSegment {
     std::unique_ptr<SegmentFetch> fetch;
     std::optional<TrackBuffer::ID> piece;
   };
-  /// Errors so far.
   struct Losses {
     std::optional<SegmentFinder::Step> step;  // the segment that is being tried
     unsigned attempts = 0;                    // failed requests of this segment
@@ -76,7 +74,7 @@ class TrackFeeder {
   bool _retryLater(const SegmentFetch::Failure& failure);
   void _addGap(Segment segment, std::shared_ptr<const Representation> representation,
                bool isDiscontinuous);
-  void _put(TrackPiece piece);
+  void _append(TrackPiece piece);
   void _skipSegment();
   void _terminate(TrackPiece::Kind kind);
   void _cancelFetch();
@@ -84,7 +82,7 @@ class TrackFeeder {
   FeederHost& _host;
   const MediaKind _kind;
   const std::shared_ptr<TrackBuffer> _buffer;
-  SegmentFinder _walk;
+  SegmentFinder _finder;
   std::string _track;
   std::string _nextTrack;
   std::shared_ptr<const Representation> _representation;
@@ -94,7 +92,7 @@ class TrackFeeder {
   std::unique_ptr<SegmentFetch> _fetch;
   std::optional<TrackBuffer::ID> _fetched;  // the piece of _fetch, once it was added
   PreloadHint _hint;
-  Kept _kept;
+  LongSegment _longSegment;
   Losses _losses;
   std::optional<platform::Error> _error;  // the last one
   bool _isTerminated = false;

@@ -14,7 +14,6 @@
 
 namespace streaming {
 
-/// A complete response.
 struct FetchedBody {
   ResponseHead head;
   std::string bytes;

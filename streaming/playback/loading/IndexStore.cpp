@@ -19,8 +19,8 @@ constexpr unsigned kMaxIndexSteps = 16;
 IndexStore::IndexStore(TransferSource& source, bool inheritsQuery, Handlers handlers)
     : _source(source), _inheritsQuery(inheritsQuery), _handlers(std::move(handlers)) {}
 
-void IndexStore::adopt(const Representation& representation, const std::string& url,
-                       std::shared_ptr<const MediaPlaylist> playlist) {
+void IndexStore::add(const Representation& representation, const std::string& url,
+                     std::shared_ptr<const MediaPlaylist> playlist) {
   Entry& entry = _entries[representation.id];
   entry.url = url;
   entry.index = playlist->segments;
@@ -48,7 +48,7 @@ std::optional<platform::Error> IndexStore::failure(const Representation& represe
   return found == _entries.end() ? std::nullopt : found->second.failure;
 }
 
-void IndexStore::forgive(const Representation& representation) {
+void IndexStore::clearFailure(const Representation& representation) {
   const auto found = _entries.find(representation.id);
   if (found != _entries.end()) found->second.failure.reset();
 }
@@ -65,7 +65,7 @@ bool IndexStore::isOutdated(const Representation& representation) const {
   return found != _entries.end() && found->second.playlist && found->second.timer->isDue();
 }
 
-void IndexStore::want(const std::shared_ptr<const Representation>& representation) {
+void IndexStore::load(const std::shared_ptr<const Representation>& representation) {
   if (representation->segments) return;
   Entry& entry = _entries[representation->id];
   if (entry.fetch || entry.index || entry.failure) return;
@@ -88,7 +88,7 @@ void IndexStore::want(const std::shared_ptr<const Representation>& representatio
 void IndexStore::requestUpdate(const std::shared_ptr<const Representation>& representation) {
   const auto found = _entries.find(representation->id);
   if (found != _entries.end() && found->second.timer)
-    found->second.timer->want();
+    found->second.timer->requestReload();
   else
     _handlers.updateManifest();
 }

@@ -27,11 +27,10 @@ class IndexStore {
   };
   IndexStore(TransferSource& source, bool inheritsQuery, Handlers handlers);
 
-  /// Variables of the multivariant playlist.
   void setVariables(PlaylistVariables variables) { _variables = std::move(variables); }
   /// Adds a playlist that was loaded as the manifest.
-  void adopt(const Representation& representation, const std::string& url,
-             std::shared_ptr<const MediaPlaylist> playlist);
+  void add(const Representation& representation, const std::string& url,
+           std::shared_ptr<const MediaPlaylist> playlist);
 
   /// Null: not loaded, or failed.
   std::shared_ptr<const SegmentIndex> index(const Representation& representation) const;
@@ -39,10 +38,9 @@ class IndexStore {
   /// The error that prevents loading or updating the index.
   std::optional<platform::Error> failure(const Representation& representation) const;
   /// Allows a retry after a failure.
-  void forgive(const Representation& representation);
+  void clearFailure(const Representation& representation);
   /// Loads the index unless it is known or has failed.
-  void want(const std::shared_ptr<const Representation>& representation);
-  /// Requests an update of a live index.
+  void load(const std::shared_ptr<const Representation>& representation);
   void requestUpdate(const std::shared_ptr<const Representation>& representation);
   /// Seconds since a live playlist last changed.
   double unchangedFor(const Representation& representation) const;

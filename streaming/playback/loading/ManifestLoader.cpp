@@ -82,7 +82,7 @@ std::optional<platform::Error> ManifestLoader::_read(const FetchedBody& body) {
     if (manifest.mediaPlaylist && !_presentation->periods.empty()) {
       for (const Track& track : _presentation->periods.front().tracks)
         for (const auto& each : track.representations)
-          _indexes.adopt(*each, body.head.url, manifest.mediaPlaylist);
+          _indexes.add(*each, body.head.url, manifest.mediaPlaylist);
     }
     return std::nullopt;
   }
@@ -96,7 +96,7 @@ std::optional<platform::Error> ManifestLoader::_read(const FetchedBody& body) {
 }
 
 void ManifestLoader::requestUpdate() {
-  if (_presentation && _presentation->reload && _type == ManifestType::DASH) _timer.want();
+  if (_presentation && _presentation->reload && _type == ManifestType::DASH) _timer.requestReload();
 }
 
 void ManifestLoader::stop() {

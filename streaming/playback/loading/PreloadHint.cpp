@@ -4,21 +4,21 @@
 
 namespace streaming {
 
-void PreloadHint::want(const Segment& segment, const Start& start) {
+void PreloadHint::request(const Segment& segment, const Start& start) {
   if (_resource == segment.resource) return;
-  drop();
+  cancel();
   _resource = segment.resource;
-  auto arrival = std::make_shared<Arrival>();
-  _arrival = arrival;
+  auto pending = std::make_shared<PendingEvents>();
+  _pending = pending;
   SegmentFetch::Handlers handlers;
-  handlers.began = [arrival](TrackPiece piece) {
-    if (arrival->taker) return arrival->taker->began(std::move(piece));
-    arrival->piece = std::move(piece);
+  handlers.began = [pending](TrackPiece piece) {
+    if (pending->handlers) return pending->handlers->began(std::move(piece));
+    pending->piece = std::move(piece);
   };
-  handlers.ended = [arrival](std::optional<SegmentFetch::Failure> failure) {
-    if (arrival->taker) return arrival->taker->ended(std::move(failure));
-    arrival->hasEnded = true;
-    arrival->failure = std::move(failure);
+  handlers.ended = [pending](std::optional<SegmentFetch::Failure> failure) {
+    if (pending->handlers) return pending->handlers->ended(std::move(failure));
+    pending->hasEnded = true;
+    pending->failure = std::move(failure);
   };
   _fetch = start(std::move(handlers));
   _fetch->start();
@@ -28,26 +28,26 @@ std::unique_ptr<SegmentFetch> PreloadHint::take(const Segment& segment,
                                                 SegmentFetch::Handlers handlers) {
   const bool isSame = _fetch && _resource == segment.resource;
   // Request a failed part again, now that it is listed.
-  if (!isSame || _arrival->failure) {
-    drop();
+  if (!isSame || _pending->failure) {
+    cancel();
     return nullptr;
   }
-  _arrival->taker = std::move(handlers);
+  _pending->handlers = std::move(handlers);
   return std::move(_fetch);
 }
 
 void PreloadHint::deliver() {
-  const auto arrival = std::exchange(_arrival, nullptr);
-  if (!arrival || !arrival->taker) return;
+  const auto pending = std::exchange(_pending, nullptr);
+  if (!pending || !pending->handlers) return;
   // Copy the handlers: `ended` may destroy them.
-  const auto taker = *arrival->taker;
-  if (arrival->piece) taker.began(*std::exchange(arrival->piece, std::nullopt));
-  if (arrival->hasEnded) taker.ended(arrival->failure);
+  const auto handlers = *pending->handlers;
+  if (pending->piece) handlers.began(*std::exchange(pending->piece, std::nullopt));
+  if (pending->hasEnded) handlers.ended(pending->failure);
 }
 
-void PreloadHint::drop() {
+void PreloadHint::cancel() {
   _fetch.reset();
-  _arrival.reset();
+  _pending.reset();
   _resource = {};
 }
 

@@ -15,26 +15,26 @@ class PreloadHint {
  public:
   using Start = std::function<std::unique_ptr<SegmentFetch>(SegmentFetch::Handlers handlers)>;
   /// Requests `segment` with `start`, unless it was requested before.
-  void want(const Segment& segment, const Start& start);
+  void request(const Segment& segment, const Start& start);
   /// The fetch of `segment` if it was hinted; otherwise cancels the hint and returns null. Call
   /// deliver() afterwards.
   std::unique_ptr<SegmentFetch> take(const Segment& segment, SegmentFetch::Handlers handlers);
   /// Passes the events so far to the handlers of take().
   void deliver();
-  void drop();
+  void cancel();
 
  private:
   /// The events before take().
-  struct Arrival {
+  struct PendingEvents {
     std::optional<TrackPiece> piece;
     bool hasEnded = false;
     std::optional<SegmentFetch::Failure> failure;
-    std::optional<SegmentFetch::Handlers> taker;
+    std::optional<SegmentFetch::Handlers> handlers;
   };
 
   Resource _resource;
   std::unique_ptr<SegmentFetch> _fetch;
-  std::shared_ptr<Arrival> _arrival;
+  std::shared_ptr<PendingEvents> _pending;
 };
 
 }  // namespace streaming

@@ -6,7 +6,6 @@
 namespace streaming {
 namespace {
 
-/// Limits of the reload interval.
 constexpr double kMinInterval = 0.2;
 constexpr double kMaxInterval = 24.0 * 3600;
 /// Reloads are given up after this many intervals without success, but not before kGiveUpSeconds.
@@ -25,7 +24,7 @@ double intervalOf(const ReloadRule& rule) {
 
 }  // namespace
 
-void ReloadTimer::want() {
+void ReloadTimer::requestReload() {
   _isWanted = true;
   _schedule();
 }

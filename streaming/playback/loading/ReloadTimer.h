@@ -16,15 +16,13 @@ class ReloadTimer {
   ReloadTimer(TransferSource& source, std::function<void()> due)
       : _source(source), _due(std::move(due)) {}
 
-  /// Requests one reload.
-  void want();
+  void requestReload();
   void requested();
   /// The reload has succeeded. nullopt: there will be no newer version.
   void loaded(const std::optional<ReloadRule>& rule, bool isChanged);
   void failed();
   /// Reloads have failed for so long that playback cannot continue.
   bool hasGivenUp() const;
-  /// The last reload has failed.
   bool isFailing() const { return _failures > 0; }
   const std::optional<ReloadRule>& rule() const { return _rule; }
   bool isRequesting() const { return _isRequesting; }

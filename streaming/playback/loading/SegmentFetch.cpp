@@ -64,7 +64,6 @@ void SegmentFetch::_startInitialization() {
   if (request) _initialization.request = std::move(request);
 }
 
-/// Starts at `offset` of the segment.
 void SegmentFetch::_startMedia(std::uint64_t offset) {
   _begin = offset;
   auto span = _segment.resource.span;
@@ -86,7 +85,7 @@ void SegmentFetch::_readerMoved() {
   if (const auto offset = _media->requestedOffset()) {
     _measured.reset();
     _transfer.reset();
-    const std::uint64_t begin = _canJump ? *offset : 0;
+    const std::uint64_t begin = _canSeek ? *offset : 0;
     _media->restart(begin);
     return _startMedia(begin);
   }
@@ -113,13 +112,12 @@ BodyFlow SegmentFetch::transferGotHead(const ResponseHead& head) {
     return BodyFlow::Abort;
   }
   if (_begin == 0 && !_decryptor) {
-    _canJump = head.acceptsRanges;
-    _media->expect(_totalOf(head), _canJump);
+    _canSeek = head.acceptsRanges;
+    _media->setTotal(_totalOf(head), _canSeek);
   }
   return BodyFlow::More;
 }
 
-/// The size of the segment according to the response.
 std::optional<std::uint64_t> SegmentFetch::_totalOf(const ResponseHead& head) const {
   std::optional<std::uint64_t> whole = head.totalLength;
   if (!whole && head.length) whole = head.offset + *head.length;

@@ -20,7 +20,6 @@
 
 namespace streaming {
 
-/// Objects that the fetches of all tracks share.
 struct FetchTools {
   TransferSource& source;
   KeyStore& keys;
@@ -97,7 +96,7 @@ class SegmentFetch final : private TransferObserver {
   const std::shared_ptr<SegmentBytes> _media;
   Needed<std::shared_ptr<const SegmentBytes>> _initialization;
   bool _isOffered = false;
-  bool _canJump = false;   // byte ranges of the segment can be requested
+  bool _canSeek = false;   // byte ranges of the segment can be requested
   bool _isPaused = false;  // waiting for the reader
   bool _hasMedia = false;  // the segment is complete
   std::optional<ThroughputMeter::Body> _measured;

@@ -17,7 +17,6 @@ class SpanFilter {
   bool begin(std::uint64_t bodyOffset);
   /// The part of `bytes` that is within the range.
   std::string_view pass(std::string_view bytes);
-  /// The range is complete.
   bool isDone() const { return _rest && *_rest == 0; }
 
  private:

@@ -14,7 +14,6 @@ class ThroughputMeter {
   ThroughputMeter(const TransferSource& source, Throughput& throughput)
       : _source(source), _throughput(throughput) {}
 
-  /// A running transfer.
   class Body {
    public:
     explicit Body(ThroughputMeter& meter) : _meter(meter) { _meter._begin(); }

@@ -37,7 +37,6 @@ class ResourceFeed final : public std::enable_shared_from_this<ResourceFeed> {
   void begin(std::string_view firstBytes, std::unique_ptr<Transfer> running);
   BodyFlow firstGotBytes(std::string_view bytes);
   void firstEnded(const std::optional<platform::Error>& error);
-  /// Cancels all transfers.
   void close();
 
  private:
@@ -78,7 +77,6 @@ class ResourceFeed final : public std::enable_shared_from_this<ResourceFeed> {
   BodyFlow _gotHead(Cursor& cursor, const ResponseHead& head);
   BodyFlow _gotBytes(Cursor& cursor, std::string_view bytes);
   void _ended(Cursor& cursor, const std::optional<platform::Error>& error);
-  /// Posts _work() unless it is posted already.
   void _postWork();
   void _work();
   void _fetch(std::uint64_t offset);

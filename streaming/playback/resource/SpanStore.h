@@ -32,7 +32,6 @@ class SpanStore {
   void trim(const std::vector<Window>& windows, std::uint64_t limit);
 
   std::uint64_t size() const { return _size; }
-  /// The stored ranges, sorted.
   std::vector<ByteSpan> spans() const;
 
  private:

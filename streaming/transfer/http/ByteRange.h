@@ -13,7 +13,6 @@ struct ByteRange {
   std::optional<std::uint64_t> last;  ///< inclusive; nullopt: to the end
   std::optional<std::uint64_t> total;
 
-  /// Parses a Content-Range field.
   static std::optional<ByteRange> ofResponse(std::string_view field);
 
   std::string requestField() const;  ///< such as "bytes=1-2"

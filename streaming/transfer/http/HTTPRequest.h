@@ -27,7 +27,6 @@ class HTTPRequest {
   CURL* get() const { return _transfer; }
   /// Call it with the address of a connection before using the connection.
   bool mayUse(const char* address);
-  /// Maps a libcurl error code to an error.
   platform::Error error(CURLcode code) const;
 
  private:
@@ -43,7 +42,6 @@ class HTTPRequest {
   curl_slist* _fields = nullptr;
 };
 
-/// A retry may succeed.
 bool isTemporary(CURLcode code);
 
 }  // namespace streaming

@@ -16,7 +16,6 @@ class HeaderReader {
   Result feed(std::string_view line);
   /// Counts a trailer line, whose fields are ignored. False: the limit is exceeded.
   bool feedTrailer(std::string_view line);
-  /// The fields of the complete response.
   HeaderFields takeFields();
 
  private:

@@ -91,7 +91,7 @@ TEST(TrackDemuxer, ReadsEachFragmentAsASeparateFile) {
 class LongSegment {
  public:
   explicit LongSegment(std::string content) : _content(std::move(content)) {
-    bytes->expect(_content.size(), true);
+    bytes->setTotal(_content.size(), true);
     bytes->setSource([this] { _send(); });
     _send();
   }

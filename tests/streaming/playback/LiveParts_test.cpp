@@ -33,12 +33,12 @@ TEST(ReloadTimer, ReloadsOnlyOnRequest) {
   EXPECT_TRUE(reloads.times.empty());
   EXPECT_EQ(reloads.network.timerCount(), 0u);
   EXPECT_TRUE(reloads.timer.isDue());
-  reloads.timer.want();
+  reloads.timer.requestReload();
   reloads.network.run();
   ASSERT_EQ(reloads.times.size(), 1u);
   reloads.timer.loaded(reloads.rule(), true);
-  reloads.timer.want();
-  reloads.timer.want();
+  reloads.timer.requestReload();
+  reloads.timer.requestReload();
   reloads.network.advance(3.9);
   EXPECT_EQ(reloads.times.size(), 1u);
   reloads.network.advance(0.2);
@@ -49,7 +49,7 @@ TEST(ReloadTimer, ReloadsSoonerAfterAnUnchangedVersion) {
   Reloads reloads;
   reloads.begin(4);
   reloads.timer.loaded(reloads.rule(), false);
-  reloads.timer.want();
+  reloads.timer.requestReload();
   reloads.network.advance(1.9);
   EXPECT_TRUE(reloads.times.empty());
   reloads.network.advance(0.2);
@@ -60,11 +60,11 @@ TEST(ReloadTimer, BlockingReloadsFollowAtOnceUnlessNothingChanged) {
   Reloads reloads;
   reloads.begin(4, 17);
   EXPECT_FALSE(reloads.timer.isDue()) << "it has just come";
-  reloads.timer.want();
+  reloads.timer.requestReload();
   reloads.network.run();
   EXPECT_EQ(reloads.times.size(), 1u);
   reloads.timer.loaded(reloads.rule(), false);
-  reloads.timer.want();
+  reloads.timer.requestReload();
   reloads.network.advance(1.5);
   EXPECT_EQ(reloads.times.size(), 1u);
   reloads.network.advance(1);
@@ -74,7 +74,7 @@ TEST(ReloadTimer, BlockingReloadsFollowAtOnceUnlessNothingChanged) {
 TEST(ReloadTimer, RetriesFailuresAndGivesUpEventually) {
   Reloads reloads;
   reloads.begin(2);
-  reloads.timer.want();
+  reloads.timer.requestReload();
   while (!reloads.timer.hasGivenUp() && reloads.network.seconds() < 100) {
     const std::size_t before = reloads.times.size();
     reloads.network.advance(0.5);
@@ -91,7 +91,7 @@ TEST(ReloadTimer, LimitsTheRateForAZeroInterval) {
   Reloads reloads;
   reloads.begin(0);
   for (int i = 0; i < 100; ++i) {
-    reloads.timer.want();
+    reloads.timer.requestReload();
     reloads.network.advance(0.01);
     if (reloads.timer.isRequesting()) reloads.timer.loaded(reloads.rule(), true);
   }

@@ -89,7 +89,7 @@ TEST(SegmentBytes, KeepAWindowOfALongSegment) {
     }
     return read;
   };
-  bytes.expect(body.size(), true);
+  bytes.setTotal(body.size(), true);
   bytes.setSource(send);
   send();
   EXPECT_EQ(bytes.bytesInMemory(), 50u);

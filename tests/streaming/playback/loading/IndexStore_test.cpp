@@ -20,7 +20,7 @@ TEST(IndexStore, RequestsTheWholePlaylistAfterAFailure) {
   representation->id = "v";
   representation->playlistURL = "http://host/v";
   network.add("http://host/v", begin + "5\n" + segment);
-  store.want(representation);
+  store.load(representation);
   network.advance(0.1);
   ASSERT_NE(store.playlist(*representation), nullptr);
   // After the failure, the reload has no delivery directives.
