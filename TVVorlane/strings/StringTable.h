@@ -7,7 +7,8 @@ namespace TVVorlaneStrings {
 
 struct Entry {
   std::string_view key;
-  /// UTF-8. A newline ends each sentence, and marks a break inside a long sentence.
+  /// UTF-8. A newline separates two sentences. A sentence of more than about 60 characters may have
+  /// one more, between two clauses.
   std::string_view text;
 };
 

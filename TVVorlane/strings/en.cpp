@@ -17,8 +17,10 @@ constexpr Entry kEnglishTexts[] = {
     {"TVVorlanePlayerUnknownLanguage", "Unknown language"},
     {"TVVorlanePlayerHardOfHearing", "for the hard of hearing"},
     {"TVVorlanePlayerAudioDescription", "with audio description"},
+    // Follows the name of a language, like the two above.
     {"TVVorlanePlayerCommentary", "commentary"},
     {"TVVorlanePlayerPercent", "{}%"},
+    // Shown with a sign when the position is moved: "+10 s".
     {"TVVorlanePlayerSeconds", "{} s"},
     {"TVVorlanePlayerPaused", "Paused"},
     {"TVVorlanePlayerEnded", "This video has ended."},

@@ -22,8 +22,9 @@ constexpr Extension kExtensions[] = {
     {"video/quicktime", ".mp4"},  {"audio/x-m4a", ".m4a"},      {"application/x-3gp", ".3gp"},
     {"video/x-matroska", ".mkv"}, {"audio/x-matroska", ".mkv"}, {"video/webm", ".webm"},
     {"audio/webm", ".webm"},      {"video/mpegts", ".ts"},      {"video/x-flv", ".flv"},
-    {"video/x-msvideo", ".avi"},  {"audio/x-wav", ".wav"},      {"audio/x-flac", ".flac"},
-    {"application/ogg", ".ogg"},  {"audio/ogg", ".ogg"},        {"video/ogg", ".ogg"},
+    {"video/x-msvideo", ".avi"},  {"audio/x-wav", ".wav"},      {"audio/x-aiff", ".aiff"},
+    {"audio/x-flac", ".flac"},    {"application/ogg", ".ogg"},  {"audio/ogg", ".ogg"},
+    {"video/ogg", ".ogg"},
 };
 
 }  // namespace

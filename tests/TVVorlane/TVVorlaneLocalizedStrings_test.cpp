@@ -59,12 +59,12 @@ TEST(TVVorlaneLocalizedStringsTest, TranslationsDifferFromEnglish) {
     if (entry.text.find(' ') == std::string_view::npos || entry.text == "{} s")
       words.insert(entry.key);
   }
-  std::set<std::string_view> texts;
-  for (const auto* table : TVVorlaneStrings::allTables()) {
-    for (const auto& entry : table->entries) {
-      if (words.contains(entry.key)) continue;
-      EXPECT_TRUE(texts.insert(entry.text).second) << table->language << ": " << entry.text;
-    }
+  std::set<std::string_view> english;
+  for (const auto& entry : TVVorlaneStrings::en.entries)
+    if (!words.contains(entry.key)) english.insert(entry.text);
+  for (const auto* table : TVVorlaneStrings::allTables().subspan(1)) {
+    for (const auto& entry : table->entries)
+      EXPECT_FALSE(english.contains(entry.text)) << table->language << ": " << entry.text;
   }
 }
 

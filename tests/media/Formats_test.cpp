@@ -1,5 +1,4 @@
-// Every container, codec and protocol that docs/media.md names: loaded over HTTP, looked at in
-// the middle, and played to its end.
+// The containers of the first table of docs/media.md, each codec at least once.
 
 #include <array>
 #include <cmath>
@@ -106,6 +105,7 @@ constexpr Format kFormats[] = {
     {"tone.ogg", "-map 1 -c:a libvorbis", 0, 1},
     {"tone.opus", "-map 1 -c:a libopus", 0, 1},
     {"tone.wav", "-map 1", 0, 1},
+    {"tone.aiff", "-map 1", 0, 1},
     {"segments.m3u8",
      "-map 0 -map 1 -c:v libx264 -pix_fmt yuv420p -g 25 -c:a aac -hls_time 1 -hls_playlist_type "
      "vod"},

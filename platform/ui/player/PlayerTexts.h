@@ -34,8 +34,8 @@ struct PlayerTexts {
   std::string paused = "Paused";
   std::string ended = "This video has ended.";
   FailureTexts failures;
-  std::string replayHint = "Press Play to watch it again, or Back to leave.";
-  std::string retryHint = "Press Play to try again, or Back to leave.";
+  std::string replayHint = "Press Play to watch it again, or Home to leave.";
+  std::string retryHint = "Press Play to try again, or Home to leave.";
 
   const std::string& failureSentence(const Error& error) const;
   std::string percentText(int number) const;
