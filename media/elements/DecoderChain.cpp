@@ -8,7 +8,7 @@
 namespace media {
 namespace {
 
-/// Whether elements that were chosen for `old` can be expected to take `caps`.
+/// Returns whether elements chosen for `old` probably accept `caps`.
 bool isSameCodec(const GstCaps* old, const GstCaps* caps) {
   const GstStructure* const before = gst_caps_get_structure(old, 0);
   const GstStructure* const now = gst_caps_get_structure(caps, 0);
@@ -71,7 +71,7 @@ GstRef<GstCaps> DecoderChain::bypass() {
   _link(_tail, _source);
   _remove(oldParser);
   _remove(oldDecoder);
-  // A sink of sound makes silence only in a format.
+  // Audio sinks need caps to produce silence.
   if (_kind == ElementaryKind::Video) return {};
   return GstRef<GstCaps>(gst_caps_from_string(
       "audio/x-raw, format=(string)S16LE, layout=(string)interleaved, rate=(int)48000, "
@@ -88,7 +88,7 @@ void DecoderChain::_drain() {
   const GstRef<GstPad> end(gst_pad_get_peer(_tail));
   if (!head || !end || head.get() == _tail) return;
   gst_pad_add_probe(end.get(), GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM, dropEnd, nullptr, nullptr);
-  // Not through the source, which goes on afterwards.
+  // Not pushed through the source pad, which continues afterwards.
   gst_pad_send_event(head.get(), gst_event_new_eos());
 }
 

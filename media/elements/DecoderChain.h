@@ -10,25 +10,24 @@
 
 namespace media {
 
-/// The parser and decoder between a pad of packets and the elements that take decoded media. They
-/// are chosen for the format and replaced, after they have put out everything, when the codec
-/// changes.
+/// The parser and the decoder between a pad with packets and the elements for decoded media. They
+/// are chosen by the caps. When the codec changes, they are drained and replaced.
 ///
-/// Threads: use() and bypass() are for the thread that pushes into the pad; flush() is for any.
+/// Threads: use() and bypass() are called by the thread that pushes into the pad; flush() any.
 class DecoderChain {
  public:
   enum class Result { Ready, NoDecoder, Cancelled };
 
-  /// All outlive this, and the pads belong to elements of `bin`.
+  /// All arguments have to outlive the chain. The pads belong to elements in `bin`.
   DecoderChain(GstBin* bin, ElementaryKind kind, GstPad* source, GstPad* tail);
 
-  /// What follows is of this format; `first` is the first of it, a key frame. Changes nothing when
-  /// `range` has been cancelled meanwhile.
+  /// Prepares for data with these caps. `first` is the first packet, a key frame. Changes nothing
+  /// if `range` is cancelled meanwhile.
   Result use(GstCaps* caps, GstBuffer* first, const PlayRange& range);
-  /// Nothing is to be decoded yet: gaps and the end go right to the tail. Returns the caps that
-  /// have to be told first, or null where the tail needs none.
+  /// Links the source directly to the tail, for gaps and EOS before any data. Returns the caps that
+  /// have to be pushed first, or null if none are needed.
   GstRef<GstCaps> bypass();
-  /// Sends a flush event through whatever is in between.
+  /// Sends a flush event to the first element of the chain.
   void flush(GstEvent* event);
 
  private:
@@ -40,9 +39,9 @@ class DecoderChain {
   const ElementaryKind _kind;
   GstPad* const _source;
   GstPad* const _tail;
-  std::mutex _linking;  // held while a flush goes through, or links change
+  std::mutex _linking;  // held during flushes and while links change
   GstRef<GstCaps> _caps;
-  // The bin's. Null where the format needs none.
+  // Owned by the bin. Null if the format needs none.
   GstElement* _parser = nullptr;
   GstElement* _decoder = nullptr;
 };

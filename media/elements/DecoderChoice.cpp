@@ -11,7 +11,7 @@ struct FactoryListRelease {
 };
 using FactoryList = std::unique_ptr<GList, FactoryListRelease>;
 
-/// Those that may take `caps`, the highest rank first.
+/// Returns the factories that may accept `caps`, by descending rank.
 FactoryList factoriesFor(GstElementFactoryListType type, GstCaps* caps) {
   const FactoryList all(gst_element_factory_list_get_elements(type, GST_RANK_MARGINAL));
   GList* const fitting = gst_element_factory_list_filter(all.get(), caps, GST_PAD_SINK, FALSE);
@@ -29,7 +29,7 @@ bool isRaw(const GstCaps* caps) {
          gst_structure_has_name(media, "audio/x-raw");
 }
 
-/// The end of a parser that is tried: takes only what a decoder would take.
+/// The downstream peer of a parser in a test: accepts only what a decoder would accept.
 struct Trial {
   GstCaps* taken = nullptr;  // null: anything
   GstRef<GstCaps> found;
@@ -59,8 +59,8 @@ gboolean answerTried(GstPad* pad, GstObject* parent, GstQuery* query) {
   if (GST_QUERY_TYPE(query) == GST_QUERY_CAPS) {
     GstCaps* filter = nullptr;
     gst_query_parse_caps(query, &filter);
-    // Where everything is taken, so are other caps than those of now: h264parse (GStreamer 1.22)
-    // leaks a value each time that they do not fit.
+    // Without a restriction answer ANY rather than the current caps: h264parse of GStreamer 1.22
+    // leaks a value each time that caps do not intersect.
     const GstRef<GstCaps> all(taken ? gst_caps_ref(taken) : gst_caps_new_any());
     const GstRef<GstCaps> answer(
         filter ? gst_caps_intersect_full(filter, all.get(), GST_CAPS_INTERSECT_FIRST)
@@ -77,7 +77,7 @@ gboolean answerTried(GstPad* pad, GstObject* parent, GstQuery* query) {
   return gst_pad_query_default(pad, parent, query);
 }
 
-/// What a parser makes of these media for a decoder that takes `taken`; null where nothing comes.
+/// Returns the output caps of a parser for a decoder that accepts `taken`, or null without output.
 GstRef<GstCaps> parsedCaps(gpointer parserFactory, GstCaps* caps, GstBuffer* first,
                            GstCaps* taken) {
   const GstRef<GstElement> parser = makeWith(parserFactory);
@@ -112,7 +112,7 @@ GstRef<GstCaps> parsedCaps(gpointer parserFactory, GstCaps* caps, GstBuffer* fir
   return std::move(trial.found);
 }
 
-/// The same without what a parser may change.
+/// Removes the fields that a parser may change.
 GstRef<GstCaps> withoutForm(const GstCaps* caps) {
   GstRef<GstCaps> bare(gst_caps_copy(caps));
   for (guint index = 0; index < gst_caps_get_size(bare.get()); ++index)
@@ -122,7 +122,7 @@ GstRef<GstCaps> withoutForm(const GstCaps* caps) {
   return bare;
 }
 
-/// The decoder, if it takes what the parser makes for it.
+/// Returns the decoder if it accepts the output of the parser, otherwise null.
 GstRef<GstElement> tryDecoder(gpointer factory, gpointer parserFactory, GstCaps* caps,
                               GstBuffer* first) {
   GstRef<GstElement> decoder = makeWith(factory);
@@ -134,7 +134,7 @@ GstRef<GstElement> tryDecoder(gpointer factory, gpointer parserFactory, GstCaps*
     const GstRef<GstCaps> taken(gst_pad_query_caps(sink.get(), nullptr));
     GstRef<GstCaps> parsed(gst_caps_ref(caps));
     if (parserFactory) parsed = parsedCaps(parserFactory, caps, first, taken.get());
-    // A parser that tells nothing yet may need more than one packet.
+    // Without output the parser may need more than one packet: compare the caps instead.
     if (parsed ? gst_pad_query_accept_caps(sink.get(), parsed.get())
                : gst_caps_can_intersect(withoutForm(caps).get(), taken.get()))
       return decoder;
@@ -152,7 +152,7 @@ std::optional<DecoderChoice> chooseDecoder(ElementaryKind kind, GstCaps* caps, G
                                               : GST_ELEMENT_FACTORY_TYPE_MEDIA_AUDIO;
   const FactoryList parsers = factoriesFor(GST_ELEMENT_FACTORY_TYPE_PARSER | media, caps);
   const gpointer parser = parsers ? parsers->data : nullptr;
-  // A parser may find out more, such as the profile.
+  // A parser may add fields such as the profile.
   const GstRef<GstCaps> parsed = parser ? parsedCaps(parser, caps, first, nullptr) : nullptr;
   const GstRef<GstCaps> bare = withoutForm(parsed ? parsed.get() : caps);
   const FactoryList decoders = factoriesFor(GST_ELEMENT_FACTORY_TYPE_DECODER | media, bare.get());

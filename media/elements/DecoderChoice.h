@@ -9,14 +9,14 @@
 
 namespace media {
 
-/// New elements, in no bin. Null where the format needs none.
+/// New elements without a parent. Null if the format needs none.
 struct DecoderChoice {
   GstRef<GstElement> parser;
-  GstRef<GstElement> decoder;  ///< in READY state
+  GstRef<GstElement> decoder;  ///< in the READY state
 };
 
-/// The parser and the decoder of the highest rank that take media with these caps, of which `first`
-/// is a key frame. None: there is no such decoder.
+/// Returns the parser and the decoder of the highest rank that accept these caps, or nullopt if
+/// there is no decoder. `first` is a key frame.
 std::optional<DecoderChoice> chooseDecoder(ElementaryKind kind, GstCaps* caps, GstBuffer* first);
 
 }  // namespace media

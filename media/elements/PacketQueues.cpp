@@ -12,10 +12,10 @@ namespace {
 
 constexpr double kSeconds = 1.5;
 constexpr std::size_t kBytes = std::size_t{8} << 20;
-/// While another queue of the same demuxer is empty and waited for.
+/// Limits while a reader waits at the empty other queue of the same demuxer.
 constexpr double kPatientSeconds = 30;
 constexpr std::size_t kPatientBytes = std::size_t{32} << 20;
-/// Without even a format of the other kind for so long, there is nothing of it.
+/// If no caps of the other kind arrive within this time, the media do not have it.
 constexpr double kDoubtfulSeconds = 2;
 
 ElementaryItem copyOf(const ElementaryItem& item) {
@@ -24,7 +24,7 @@ ElementaryItem copyOf(const ElementaryItem& item) {
   return ElementaryEnd{};
 }
 
-/// None for what concerns all kinds.
+/// Returns nullopt for items that apply to all kinds.
 std::optional<ElementaryKind> kindOf(const ElementaryItem& item) {
   if (const auto* format = std::get_if<ElementaryFormat>(&item)) return format->kind;
   if (const auto* buffer = std::get_if<ElementaryBuffer>(&item)) return buffer->kind;

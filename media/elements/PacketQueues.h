@@ -11,13 +11,13 @@
 
 namespace media {
 
-/// What demuxers have found and the pipeline has not taken yet, in one queue for each kind.
+/// Demuxed packets that have not been pushed yet: one queue for each kind.
 ///
-/// Queues are bounded in time and bytes. Where one demuxer fills both, it may go beyond the bounds
-/// of one while the other is empty and waited for. Beyond further bounds the empty one gets a gap,
-/// or ends where not even a format has come, so that neither waits for the other for ever.
+/// Queues are limited in time and bytes. A demuxer that fills both may exceed the limits of one
+/// queue while a reader waits for the other. At a second limit the empty queue gets a gap, or an
+/// end if not even caps have arrived, so that the two do not wait for each other forever.
 ///
-/// Threads: one puts into a queue, one takes from it; the rest is for any.
+/// Threads: one writer and one reader for each queue; the rest any.
 class PacketQueues {
  public:
   /// The queues that a demuxer fills.
@@ -27,21 +27,22 @@ class PacketQueues {
     friend bool operator==(const Targets&, const Targets&) = default;
   };
 
-  /// Forgets everything. Items may be put and taken.
+  /// Clears the queues and accepts items.
   void open();
-  /// Ends all waits, and refuses everything until open().
+  /// Ends all waits and rejects items until open().
   void close();
 
-  /// Waits for room. What is of no kind goes into all targets. False: closed.
+  /// Blocks until there is room. Items without a kind are put into all targets. Returns false if
+  /// closed.
   bool put(ElementaryItem item, Targets targets);
-  /// None: there is none yet, or closed.
+  /// Returns nullopt if the queue is empty or closed.
   std::optional<ElementaryItem> tryTake(ElementaryKind kind);
-  /// Waits for an item. None: closed.
+  /// Blocks until there is an item. Returns nullopt if closed.
   std::optional<ElementaryItem> take(ElementaryKind kind);
 
-  /// The time in seconds up to which media have been put; none before the first.
+  /// Returns the end time in seconds of the newest packet, or nullopt before the first one.
   std::optional<double> newest(ElementaryKind kind) const;
-  /// All of the kind has been put.
+  /// Returns whether the end was put into the queue.
   bool isComplete(ElementaryKind kind) const;
 
  private:
@@ -70,7 +71,7 @@ class PacketQueues {
   void _append(Queue& queue, ElementaryItem item);
   std::optional<ElementaryItem> _takeFirst(Queue& queue);
 
-  mutable std::mutex _mutex;  // guards the rest
+  mutable std::mutex _mutex;  // guards the members below
   std::condition_variable _changed;
   std::array<Queue, 2> _queues;
   bool _isClosed = true;

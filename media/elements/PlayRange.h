@@ -8,30 +8,30 @@
 
 namespace media {
 
-/// What is to be played since the last seek. Of a seek to a key frame the start is known only when
-/// the frame has been found; the sound waits for it.
+/// The segment to play since the last seek. After a seek to a key unit, the start is only known
+/// when the key frame has been found; audio waits for it.
 ///
 /// Threads: any.
 class PlayRange {
  public:
-  /// `segment`: of time. `awaitsKey`: its start is to be found.
+  /// `segment` is in time format. `awaitsKey`: the start is set later by startAt().
   void begin(const GstSegment& segment, guint32 seekNumber, bool awaitsKey);
-  /// Ends waits until begin().
+  /// Ends all waits until begin().
   void cancel();
   bool isCancelled() const;
 
-  /// The first call since begin() counts.
+  /// Sets the start. Only the first call since begin() has an effect.
   void startAt(GstClockTime time);
-  /// Nothing better is found: it starts where it was asked for.
+  /// No key frame was found: starts at the requested time.
   void startAsAsked();
-  /// Waits for the start. None: cancelled.
+  /// Blocks until the start is known. Returns nullopt if cancelled.
   std::optional<GstSegment> await();
 
   GstSegment asked() const;
   guint32 seekNumber() const;
 
  private:
-  mutable std::mutex _mutex;  // guards the rest
+  mutable std::mutex _mutex;  // guards the members below
   std::condition_variable _changed;
   GstSegment _segment{};
   guint32 _seekNumber = 0;

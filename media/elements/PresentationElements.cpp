@@ -7,7 +7,7 @@
 
 namespace media {
 
-/// Reaches what a source keeps for its element.
+/// Gives the element access to private functions of its source.
 struct PresentationSourceShell {
   static void start(PresentationSource& source) { source._start(); }
   static void stop(PresentationSource& source) { source._stop(); }
@@ -70,7 +70,7 @@ gboolean answerPadQuery(GstPad* pad, GstObject* parent, GstQuery* query) {
 
 GstStateChangeReturn changeState(GstElement* element, GstStateChange change) {
   auto& source = sourceIn<PresentationElement>(element);
-  // Before the pads are deactivated, which waits for their tasks.
+  // Before the base class deactivates the pads, which waits for their tasks.
   if (change == GST_STATE_CHANGE_PAUSED_TO_READY) PresentationSourceShell::stop(source);
   const GstStateChangeReturn result = presentationElementParent->change_state(element, change);
   if (change == GST_STATE_CHANGE_READY_TO_PAUSED && result != GST_STATE_CHANGE_FAILURE)

@@ -10,14 +10,15 @@ namespace media {
 
 class PresentationSource;
 
-/// The GObject of a source, which owns it and passes on what GStreamer asks it for. Floating.
+/// Returns the GstElement of a source, which owns the source and forwards GStreamer's calls.
+/// Floating.
 GstElement* makePresentationElement(std::shared_ptr<PresentationSource> source);
 GstPad* addPresentationPad(GstElement* element, ElementaryKind kind);
-/// Null for a pad that is no longer of such an element.
+/// Returns null if the pad has been removed from its element.
 std::shared_ptr<PresentationSource> sourceOfPad(GstPad* pad);
 
-/// A GstPipeline whose seeks are performed by `source`, and whose queries about the time line it
-/// answers, also where no stream has begun. Floating.
+/// Returns a GstPipeline that forwards seeks and queries about the time line to `source`, also
+/// before data flows. Floating.
 GstElement* makePresentationBin(std::shared_ptr<PresentationSource> source);
 
 }  // namespace media

@@ -19,50 +19,51 @@ class ContentKeys;
 class PresentationSource;
 class TimestampOffsets;
 
-/// A GstPipeline that plays a presentation.
+/// A GstPipeline that plays a presentation of HLS or DASH.
 ///
-/// Seeks: flushing ones at positive rates. An accurate seek shows exactly the wanted time; one to a
-/// key unit shows the key frame before it. Above twice the speed key frames alone are shown,
-/// without sound. Others are refused.
+/// It supports flushing seeks with a positive rate. An accurate seek shows the exact time, a
+/// key-unit seek the key frame before it. Above a rate of 2 only key frames are shown, without
+/// sound. Other seeks are rejected.
 ///
-/// When nothing of one track can be had any more, a warning is posted and the other track plays on;
-/// when that is so of all, an error is.
+/// If a track fails permanently, a warning is posted and the other track plays on. If all tracks
+/// fail, an error is posted.
 ///
-/// Threads: the owner's; functions that say so are for any.
+/// Threads: one at a time, unless stated otherwise.
 class PresentationPipeline {
  public:
   struct Setup {
     std::shared_ptr<streaming::PresentationPlayback> playback;  ///< prepared
     std::shared_ptr<ContentKeys> keys;                          ///< may be null
-    GstElement* videoSink = nullptr;                            ///< used where there are pictures
-    GstElement* audioSink = nullptr;                            ///< used where there is sound
-    GstBus* bus = nullptr;  ///< gets all messages; null: one of its own
+    GstElement* videoSink = nullptr;                            ///< used if there is video
+    GstElement* audioSink = nullptr;                            ///< used if there is audio
+    GstBus* bus = nullptr;  ///< gets all messages; null: the pipeline's own
     double start = 0;       ///< seconds
-    std::function<void(double seconds, std::string bytes)> foundID3;  ///< as in TrackDemuxer
+    std::function<void(double seconds, std::string bytes)> foundID3;  ///< see TrackDemuxer
     std::function<void(double segmentStart, double timeOffset, std::string box)> foundEvent;
-    /// On any thread: a selected track has nothing to push (true), or all have again (false).
+    /// Called on any thread when a selected track runs out of data (true) and when all have data
+    /// (false).
     std::function<void(bool waits)> waiting;
     std::function<std::unique_ptr<TrackDemuxer>(TrackDemuxer::Setup)> makeDemuxer =
         TrackDemuxer::make;
   };
-  /// Null where GStreamer lacks its simplest elements.
+  /// Returns null if elements of GStreamer are missing.
   static std::unique_ptr<PresentationPipeline> make(const Setup& setup);
   ~PresentationPipeline() { close(); }
   PresentationPipeline(const PresentationPipeline&) = delete;
   PresentationPipeline& operator=(const PresentationPipeline&) = delete;
 
-  /// For changes of state, seeks and queries.
+  /// For state changes, seeks and queries.
   GstElement* element() const { return _pipeline.get(); }
   std::shared_ptr<TimestampOffsets> offsets() const { return _offsets; }
 
-  /// Takes effect with the next flushing seek.
+  /// Takes effect at the next flushing seek.
   void setSelection(const streaming::TrackSelection& selection);
-  /// The first failure of a track. Any thread.
+  /// Returns the first failure of a track. Threads: any.
   std::optional<platform::Error> failure() const;
-  /// Seconds up to which all selected tracks have been demuxed; none while nothing is, or all is to
-  /// its end. Any thread.
+  /// Returns the time in seconds up to which all selected tracks have been demuxed, or nullopt if
+  /// there is none, or all have ended. Threads: any.
   std::optional<double> queuedUntil() const;
-  /// To the null state, whatever it waits for.
+  /// Sets the null state and ends all waits.
   void close();
 
  private:

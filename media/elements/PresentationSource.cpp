@@ -89,7 +89,7 @@ void PresentationSource::_startFlow() {
         stream.pad, nullptr);
 }
 
-/// The pads have been flushed, or their elements stopped, unless nothing flows.
+/// The pads have to be flushing, or their elements stopped, unless no data flows.
 void PresentationSource::_stopFlow() {
   _range.cancel();
   _queues.close();
@@ -152,7 +152,7 @@ bool PresentationSource::seek(GstEvent* event) {
   if (format != GST_FORMAT_TIME || rate <= 0 || (flags & GST_SEEK_FLAG_FLUSH) == 0) return false;
   if (startType == GST_SEEK_TYPE_END || stopType == GST_SEEK_TYPE_END) return false;
   const std::lock_guard control(_control);
-  // Each sink sends it.
+  // Every sink forwards the same seek event.
   if (_lastSeek == number) return true;
   if (rate > kFastestWithAllPictures)
     flags = static_cast<GstSeekFlags>(flags | GST_SEEK_FLAG_TRICKMODE_KEY_UNITS |
@@ -222,7 +222,7 @@ bool PresentationSource::answer(GstQuery* query) const {
 void PresentationSource::select(const streaming::TrackSelection& selection) {
   streaming::TrackSelection loaded = selection;
   const auto presentation = _setup.playback->presentation();
-  // Sound within the pictures comes with them, also where they are not shown.
+  // Audio that is muxed with video needs the video track to be loaded, even if it is not shown.
   if (loaded.video.empty() && !loaded.audio.empty() && presentation) {
     const std::string before = _setup.playback->selection().video;
     for (const auto& period : presentation->periods)
@@ -251,7 +251,7 @@ std::optional<double> PresentationSource::queuedUntil() const {
   return least;
 }
 
-/// Little is decoded ahead: what is pushed is nearly what is played.
+/// Only a little is queued behind the pads, so the pushed position is nearly the played one.
 void PresentationSource::_noteReached(ElementaryKind kind, double seconds) {
   if (kind == ElementaryKind::Video || !_showsPicture) _setup.playback->setPosition(seconds);
 }
@@ -260,7 +260,7 @@ void PresentationSource::_noteWait(bool waits) {
   if (!_setup.waiting) return;
   std::unique_lock lock(_mutex);
   _waitCount += waits ? 1 : -1;
-  // One thread at a time tells, so that what is told last is true.
+  // One thread at a time makes the calls, so that the last call has the current value.
   if (std::exchange(_isTelling, true)) return;
   while (_toldWaiting != (_waitCount > 0)) {
     const bool told = _toldWaiting = _waitCount > 0;

@@ -22,48 +22,47 @@
 
 namespace media {
 
-/// What demuxers are made with, beside their reader.
 struct PresentationSourceSetup {
   std::shared_ptr<streaming::PresentationPlayback> playback;
   double start = 0;  ///< seconds
-  /// With the names and callbacks of all of them; the reader and what is wanted are filled in.
+  /// Creates a demuxer for a reader and its targets.
   std::function<std::unique_ptr<TrackDemuxer>(std::shared_ptr<streaming::TrackReader> reader,
                                               PacketQueues::Targets targets)>
       makeDemuxer;
-  std::function<void(bool)> waiting;  ///< as PresentationPipeline::Setup; may be empty
+  std::function<void(bool)> waiting;  ///< see PresentationPipeline::Setup; may be empty
 };
 
-/// The element that pushes the selected tracks of a presentation, a pad for each kind. It performs
-/// seeks and answers queries.
+/// The element that pushes the selected tracks of a presentation, with a pad for each kind. It
+/// handles seeks and queries.
 ///
-/// Threads: any, unless stated.
+/// Threads: any, unless stated otherwise.
 class PresentationSource {
  public:
-  /// Pads for the kinds that `kinds` names.
+  /// Creates pads for `kinds`.
   static std::shared_ptr<PresentationSource> make(PresentationSourceSetup setup,
                                                   PacketQueues::Targets kinds);
   explicit PresentationSource(PresentationSourceSetup setup);
   PresentationSource(const PresentationSource&) = delete;
   PresentationSource& operator=(const PresentationSource&) = delete;
 
-  /// Floating until a bin takes it; shares the ownership of this.
+  /// Floating until it is added to a bin. It owns a reference to this object.
   GstElement* element() const { return _element; }
-  /// In `bin`, which contains the element, between the pad of `kind` and `tail`. Before it runs.
+  /// Links the pad of `kind` to `tail` by way of a DecoderChain in `bin`. Call it before the start.
   void linkTo(GstBin* bin, ElementaryKind kind, GstPad* tail);
 
   bool seek(GstEvent* event);
-  /// False: it is for others to answer.
+  /// Returns false if the query is not handled here.
   bool answer(GstQuery* query) const;
-  /// What is wanted from the next flushing seek on.
+  /// Sets the selection for the next flushing seek.
   void select(const streaming::TrackSelection& selection);
   std::optional<platform::Error> failure() const;
-  /// Seconds up to which all that is played has been demuxed.
+  /// Returns the time in seconds up to which all playing tracks have been demuxed.
   std::optional<double> queuedUntil() const;
 
  private:
   friend struct PresentationSourceShell;
   struct Stream {
-    GstPad* pad = nullptr;  // the element's
+    GstPad* pad = nullptr;  // owned by the element
     std::unique_ptr<DecoderChain> chain;
     std::unique_ptr<StreamPusher> pusher;
     bool isFed = false;
@@ -87,9 +86,9 @@ class PresentationSource {
   GstElement* _element = nullptr;
   PacketQueues _queues;
   PlayRange _range;
-  std::vector<std::pair<ElementaryKind, Stream>> _streams;  // does not change once it runs
+  std::vector<std::pair<ElementaryKind, Stream>> _streams;  // constant after the start
 
-  // Serializes seeks with the start and the end. Flushes go out while it is held.
+  // Serializes seeks, start and stop. Held while flush events are sent.
   std::mutex _control;
   GstSegment _segment{};
   std::optional<guint32> _lastSeek;
@@ -98,7 +97,7 @@ class PresentationSource {
   std::atomic<bool> _showsPicture = false;
   std::vector<std::unique_ptr<TrackFeed>> _feeds;
 
-  mutable std::mutex _mutex;  // guards the rest
+  mutable std::mutex _mutex;  // guards the members below
   std::optional<streaming::TrackSelection> _wanted;
   std::optional<platform::Error> _failure;
   int _waitCount = 0;

@@ -33,7 +33,7 @@ std::string extensionOfResource(streaming::ResourceReader& reader) {
   if (!reader.isSeekable() || !reader.size()) return {};
   std::array<std::byte, kHeadBytes> head;
   const streaming::ReadGate gate;
-  // What told the resource from a manifest is in memory.
+  // These bytes are in memory already: they were read to tell the resource from a manifest.
   const std::size_t count = reader.read(0, head, gate).count;
   if (count == 0) return {};
   GstTypeFindProbability probability = GST_TYPE_FIND_NONE;

@@ -6,11 +6,11 @@
 
 namespace media {
 
-/// The file name extension of what the first bytes of a resource are, ".mp4"; empty where the
-/// library does not know them, or the resource cannot be read again from its beginning.
+/// Returns the file name extension for the first bytes of a resource, such as ".mp4". Empty if
+/// GStreamer does not recognise them, or the resource is not seekable.
 ///
-/// With an extension, the library tries that form first when it looks for the form itself, and does
-/// not read the middle and the end of the resource.
+/// With an extension in the URI, GStreamer's typefinding tries that format first and does not read
+/// from the middle and the end of the resource.
 std::string extensionOfResource(streaming::ResourceReader& reader);
 
 }  // namespace media

@@ -10,7 +10,7 @@
 namespace media {
 namespace {
 
-/// Decoders of sound need some packets before they put out the right samples.
+/// Audio decoders need some packets before their output is correct.
 constexpr GstClockTime kSoundBefore = 250 * GST_MSECOND;
 constexpr GstClockTime kReachedStep = 250 * GST_MSECOND;
 
@@ -98,7 +98,7 @@ bool StreamPusher::_beginVideo(Packet packet) {
   const bool isKey = isKeyFrame(buffer);
   const bool isAfter = isKey ? GST_BUFFER_PTS(buffer) > target : decodeTime(buffer) > target;
   if (isKey && !isAfter) _group.clear();
-  // What comes before the first key frame cannot be decoded.
+  // Packets before the first key frame cannot be decoded.
   if (isKey || !_group.empty()) _group.push_back(std::move(packet));
   return _group.empty() || !isAfter || _beginFlow();
 }
@@ -137,7 +137,7 @@ bool StreamPusher::_handle(const ElementaryGap& gap) {
     if (_pushedFormat) gst_pad_push_event(pad(), gst_event_new_caps(_pushedFormat.get()));
   }
   _pushSegment();
-  // A decoder passes a gap on before the pictures that it still holds. This makes it put them out.
+  // A decoder forwards a gap before the pictures that it holds. A stream-start event drains it.
   if (kind() == ElementaryKind::Video && !_isDiscontinuous) _pushStreamStart();
   const GstClockTime last = std::min<GstClockTime>(end, _segment->stop);
   gst_pad_push_event(pad(), gst_event_new_gap(start, last - start));
@@ -206,7 +206,7 @@ void StreamPusher::_tellReached(GstClockTime time) {
 bool StreamPusher::_end() {
   if (_isOver) return false;
   if (!_flows) {
-    // What there is before the wanted time is the best there is.
+    // Start with the packets before the target: there are no better ones.
     if (_group.empty()) _setup.range->startAsAsked();
     if (!_beginFlow() || _isOver) return false;
   }

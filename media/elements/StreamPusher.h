@@ -15,38 +15,38 @@
 
 namespace media {
 
-/// Pushes what is in the queue of one kind into a pad, as a demuxer of GStreamer would.
+/// Pushes the packets of one queue into a pad, like a demuxer of GStreamer.
 ///
-/// After a seek it pushes from the last key frame on that is not after the wanted time, of sound
-/// from a little before it. What is outside of the segment is clipped by the decoder.
+/// After a seek it begins with the last key frame before the target; for audio a little before the
+/// target. The decoder clips what is outside of the segment.
 ///
-/// Threads: step() is for the task of the pad, reset() for anyone while that does not run.
+/// Threads: step() is called by the task of the pad, reset() by any thread while that is paused.
 class StreamPusher {
  public:
   struct Setup {
     ElementaryKind kind = ElementaryKind::Video;
-    GstPad* pad = nullptr;  ///< outlives this
+    GstPad* pad = nullptr;  ///< has to outlive the pusher
     guint groupID = 0;
     PacketQueues* queues = nullptr;
     PlayRange* range = nullptr;
     DecoderChain* chain = nullptr;
-    /// There is nothing in the queue, and its end has not come (true); it goes on (false).
+    /// The queue is empty before its end (true), or has items again (false).
     std::function<void(bool)> waits;
-    std::function<void(const platform::Error&)> failed;  ///< nothing of the kind comes any more
+    std::function<void(const platform::Error&)> failed;  ///< there will be no more packets
     std::function<void(GstCaps*)> lacksDecoder;
-    std::function<void(GstFlowReturn)> refused;   ///< by the elements behind the pad
-    std::function<void(double seconds)> reached;  ///< what is pushed now; a few times a second
+    std::function<void(GstFlowReturn)> refused;   ///< elements downstream have returned an error
+    std::function<void(double seconds)> reached;  ///< the pushed position; a few times a second
   };
   explicit StreamPusher(Setup setup) : _setup(std::move(setup)) {}
 
   ElementaryKind kind() const { return _setup.kind; }
   GstPad* pad() const { return _setup.pad; }
 
-  /// The next step() is the first after a start or a flush. `isFed`: there is something to push.
+  /// Prepares the first step() after a start or a flush. `isFed`: the queue will get items.
   void reset(bool isFed);
-  /// The pad has been activated anew: nothing has been told yet.
+  /// The pad was activated again: stream-start and caps have to be pushed again.
   void forgetPad();
-  /// Pushes one item. Returns false when nothing is left to push before the next reset().
+  /// Pushes one item. Returns false if nothing is left to push before the next reset().
   bool step();
 
  private:
@@ -73,13 +73,13 @@ class StreamPusher {
   const Setup _setup;
   bool _isFed = false;
   bool _isOver = false;
-  bool _flows = false;         // the start of the segment has been reached
-  std::vector<Packet> _group;  // before that: since the last key frame
+  bool _flows = false;         // the start of the segment was reached
+  std::vector<Packet> _group;  // packets since the last key frame before the start
   GstRef<GstCaps> _format;
-  std::optional<GstSegment> _segment;  // pushed, or about to be
+  std::optional<GstSegment> _segment;  // the current segment
   bool _needsSegment = false;
-  std::optional<GstClockTime> _reached;  // as it was told last
-  bool _isDiscontinuous = false;         // nothing has been pushed since the start or a gap
+  std::optional<GstClockTime> _reached;  // the last reported position
+  bool _isDiscontinuous = false;         // nothing was pushed since the start or a gap
 
   bool _hasBegunStream = false;
   GstRef<GstCaps> _pushedFormat;

@@ -10,9 +10,9 @@
 
 namespace media {
 
-/// Fills queues with what a demuxer finds, on a thread of its own.
+/// Runs a demuxer on a thread of its own and puts its output into queues.
 ///
-/// Threads: the owner's, one at a time.
+/// Threads: one at a time.
 class TrackFeed {
  public:
   TrackFeed(std::shared_ptr<streaming::TrackReader> reader, std::unique_ptr<TrackDemuxer> demuxer,
@@ -24,9 +24,9 @@ class TrackFeed {
   const std::shared_ptr<streaming::TrackReader>& reader() const { return _reader; }
   PacketQueues::Targets targets() const { return _targets; }
 
-  /// From this position on. The queues are open.
+  /// Starts at this position. The queues have to be open.
   void start(double seconds);
-  /// The queues are closed. Waits for the thread.
+  /// Waits for the thread. The queues have to be closed.
   void stop();
 
  private:

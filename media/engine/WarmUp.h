@@ -2,15 +2,15 @@
 
 namespace media {
 
-/// Brings the media library up: initialises it and loads the plugins that nearly every item needs,
-/// so that the first play does not wait for them.
+/// Initialises GStreamer and loads the plugins that most items need, so that the first item starts
+/// faster.
 ///
-/// Any thread, any number of times; the first call does the work and the others wait for it. Takes
-/// tens of milliseconds, or a few seconds when the list of plugins has to be made anew, so it is
-/// called off the main thread at start. Engines wait for it on threads of their own.
+/// Threads: any; may be called repeatedly. The first call does the work, other calls wait for it.
+/// It takes tens of milliseconds, or some seconds if the plugin registry has to be rebuilt, so call
+/// it early, and not on the main thread. Pipelines call it on their threads.
 void warmUpMedia();
 
-/// Logs the library's version and the workarounds for it. After warmUpMedia().
+/// Logs the version of GStreamer and the active workarounds. Call it after warmUpMedia().
 void logMediaLibrary();
 
 }  // namespace media

@@ -17,7 +17,7 @@ std::string variable(const char* name) {
   return value ? value : "";
 }
 
-/// PipeWire listens at the same place.
+/// PipeWire uses the same socket path.
 bool hasSoundServer() {
   if (!variable("PULSE_SERVER").empty()) return true;
   std::error_code ignored;
@@ -28,8 +28,8 @@ bool hasSoundServer() {
          fs::exists("/run/pulse/native", ignored);
 }
 
-/// Devices to play on are named pcmC0D0p and so forth. A configuration of the user's own may well
-/// lead elsewhere.
+/// Playback devices are named pcmC0D0p and so on. With a configuration file of the user, the
+/// default device may be any other.
 bool hasAlsaDevice() {
   std::error_code ignored;
   const std::string home = variable("HOME");
@@ -43,7 +43,6 @@ bool hasAlsaDevice() {
   });
 }
 
-/// Null where there is no such element, or where it does not open.
 GstRef<GstElement> opened(const char* factory) {
   GstElement* made = gst_element_factory_make(factory, nullptr);
   if (!made) return {};

@@ -12,29 +12,31 @@
 
 namespace media {
 
-/// Where pipelines sound. By itself the default device of the box: that of the sound server where
-/// one listens, else that of ALSA where there is one to play on.
+/// Opens the audio output of pipelines. By default the sound server if one is running, otherwise an
+/// ALSA device if there is one.
 ///
-/// What is not there is not tried: trying loads libraries, takes tens of milliseconds and may print
-/// to stderr.
+/// Sinks are only created for devices that exist: a failed attempt loads libraries, takes tens of
+/// milliseconds and may print to stderr.
 ///
-/// Threads: any that may block, several at once; a sound server may take its time to answer.
+/// Threads: any thread that may block, also several at once. A sound server may respond slowly.
 class AudioDevice {
  public:
-  /// `interrupted` is called when the sound server silences a stream in favour of another, and
-  /// `lost` when one fails; on a thread of a pipeline's.
+  /// `interrupted` is called when the sound server corks a stream for another one, `lost` when a
+  /// sink fails; both on a pipeline's thread.
   explicit AudioDevice(std::function<void()> interrupted = {}, std::function<void()> lost = {})
       : _interrupted(std::move(interrupted)), _lost(std::move(lost)) {}
   virtual ~AudioDevice() = default;
-  /// A sink with the device open (READY); null where there is none, or where it refuses.
+  /// Returns a sink in the READY state, which has opened the device, or null.
   virtual GstRef<GstElement> open();
-  /// Only one at a time can have it: a sound server mixes, a card need not.
+  /// Returns whether only one sink at a time can open the device. A sound server mixes; ALSA may
+  /// not.
   virtual bool isExclusive();
 
   using Arrival = std::function<void()>;
-  /// `arrival` is called on the thread of noteArrival(), for as long as somebody else holds it.
+  /// Registers a callback for noteArrival(), which runs on the thread of that call. The caller owns
+  /// it.
   void listen(std::weak_ptr<const Arrival> arrival);
-  /// There may be a device now where there was none.
+  /// A device may be available now.
   void noteArrival();
   void noteInterruption() {
     if (_interrupted) _interrupted();

@@ -26,11 +26,11 @@ AudioOutput::AudioOutput() {
   const GstRef<GstPad> end(gst_element_get_static_pad(volume, "src"));
   gst_pad_add_probe(end.get(), GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM, _onEvent, this, nullptr);
   use({});
-  // A device that is open stays so when it is put in.
+  // A sink with an open device keeps its state when it is added.
   gst_element_set_state(_bin.get(), GST_STATE_READY);
 }
 
-/// With the format a sink makes its stream, and says then what it is.
+/// The sink creates its stream at the sound server when it gets caps: set the properties before.
 GstPadProbeReturn AudioOutput::_onEvent(GstPad* pad, GstPadProbeInfo* info, gpointer self) {
   if (GST_EVENT_TYPE(GST_PAD_PROBE_INFO_EVENT(info)) != GST_EVENT_CAPS) return GST_PAD_PROBE_OK;
   const GstRef<GstPad> peer(gst_pad_get_peer(pad));

@@ -8,39 +8,38 @@
 
 namespace media {
 
-/// The end of a pipeline's sound branch: a volume, and behind it the sink of a device, or one that
-/// swallows sound in its own time. Which of them it is can be changed in mid-play; then nothing
-/// flows until the pipeline is flushed.
+/// The audio sink of a pipeline: a volume element, then the sink of a device or a fake sink with
+/// the same timing. The sink can be replaced during playback; data flows again after a flush.
 ///
-/// Threads: the pipeline's, while it does not run.
+/// Threads: the pipeline's, while the pipeline is not in the PLAYING state.
 class AudioOutput {
  public:
-  /// Silent.
+  /// Begins with the fake sink.
   AudioOutput();
   AudioOutput(const AudioOutput&) = delete;
   AudioOutput& operator=(const AudioOutput&) = delete;
 
-  /// For a pipeline; null where the library lacks its simplest elements.
+  /// Null if elements of GStreamer are missing.
   GstElement* element() const { return _bin.get(); }
   bool isSilent() const { return _silent; }
-  /// Whether it, or a part of it, is `object`.
+  /// Returns whether `object` is this bin or an element in it.
   bool contains(GstObject* object) const;
 
-  /// The sink has failed: it takes part in no change of state any more, which it would spoil.
-  /// Before another one is used.
+  /// Call it after the sink has failed, before use(): locks its state, because it would make state
+  /// changes of the pipeline fail.
   void abandon();
-  /// Null: silence.
+  /// Replaces the sink. Null: the fake sink.
   void use(GstRef<GstElement> sink);
   void setVolume(double volume, bool muted);
-  /// Whether there is a picture to the sound, for the sound server, which may treat films and music
-  /// in their own ways. Before data flow; on any thread.
+  /// Sets whether the media have video, for the stream properties at the sound server. Call it
+  /// before data flows. Threads: any.
   void setHasPicture(bool hasPicture) { _hasPicture = hasPicture; }
 
  private:
   static GstPadProbeReturn _onEvent(GstPad* pad, GstPadProbeInfo* info, gpointer self);
 
   GstRef<GstElement> _bin;
-  GstElement* _volume = nullptr;  // the bin's, as the sink
+  GstElement* _volume = nullptr;  // owned by the bin, as is the sink
   GstElement* _sink = nullptr;
   bool _silent = true;
   std::atomic<bool> _hasPicture = true;

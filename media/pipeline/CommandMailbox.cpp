@@ -8,7 +8,7 @@ void CommandMailbox::post(std::function<void()> command) {
   const std::lock_guard lock(_mutex);
   _commands.push_back(std::move(command));
   if (!_bus || std::exchange(_woken, true)) return;
-  // Only puts it into the bus's queue: there is no synchronous handler.
+  // Does not block: no synchronous handler handles this message.
   gst_bus_post(_bus, gst_message_new_application(nullptr, gst_structure_new_empty(kWake)));
 }
 

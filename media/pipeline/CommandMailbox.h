@@ -9,19 +9,18 @@
 
 namespace media {
 
-/// What other threads want of a pipeline's thread, which sleeps on its bus: a command posted here
-/// wakes it with a message of its own.
+/// Commands of other threads for a pipeline's thread, which waits for messages on its bus. post()
+/// wakes it with an application message.
 ///
 /// Threads: post() any; the rest the pipeline's.
 class CommandMailbox : public std::enable_shared_from_this<CommandMailbox> {
  public:
   static constexpr const char* kWake = "wake";
 
-  /// Never blocks. Before attach() and after detach() commands are kept and nobody is woken.
+  /// Does not block. Before attach() and after detach() commands are queued without a wake-up.
   void post(std::function<void()> command);
-  /// Does the same for as long as somebody else keeps the mailbox, then nothing: for callbacks that
-  /// may outlive the pipeline. Commands run on the pipeline's thread only, which keeps the
-  /// pipeline.
+  /// Returns a function that calls post() while the mailbox exists: for callbacks that may outlive
+  /// the pipeline. Commands run on the pipeline's thread, during the lifetime of the pipeline.
   std::function<void(std::function<void()>)> poster();
   std::vector<std::function<void()>> take();
 
@@ -32,7 +31,7 @@ class CommandMailbox : public std::enable_shared_from_this<CommandMailbox> {
   std::mutex _mutex;
   std::vector<std::function<void()>> _commands;
   GstBus* _bus = nullptr;
-  bool _woken = false;  // a message is on its way
+  bool _woken = false;  // a message is on the bus
 };
 
 }  // namespace media

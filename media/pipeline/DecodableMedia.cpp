@@ -23,7 +23,7 @@ bool hasDecoderFor(const GstCaps* caps) {
 
 bool isDecodable(const std::string& codec) {
   const GstRef<GstCaps> caps(gst_codec_utils_caps_from_mime_codec(codec.c_str()));
-  // Only the kind of the codec counts: decoders say little about profiles.
+  // Without the profile: decoders rarely declare which profiles they support.
   if (!caps || gst_caps_is_empty(caps.get()) || gst_caps_is_any(caps.get())) return true;
   const GstRef<GstCaps> bare(
       gst_caps_new_empty_simple(gst_structure_get_name(gst_caps_get_structure(caps.get(), 0))));
@@ -44,7 +44,7 @@ bool canDecode(streaming::MediaKind kind, const streaming::Representation& repre
     const std::lock_guard lock(mutex);
     auto entry = known.find(name);
     if (entry == known.end()) {
-      // What a manifest may write is without end.
+      // Manifests may have any number of codec strings: limit the cache.
       if (known.size() >= 256) known.clear();
       entry = known.emplace(name, isDecodable(codec)).first;
     }

@@ -4,8 +4,8 @@
 
 namespace media {
 
-/// Whether the media library has decoders for what a manifest says of a representation: its codecs
-/// (RFC 6381). A codec that is missing or unknown counts as decodable.
+/// Returns whether GStreamer has decoders for the codecs (RFC 6381) of a representation in a
+/// manifest. Missing and unknown codecs count as decodable.
 ///
 /// Threads: any.
 bool canDecode(streaming::MediaKind kind, const streaming::Representation& representation);

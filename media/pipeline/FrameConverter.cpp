@@ -43,7 +43,7 @@ GstRef<GstBuffer> FrameConverter::_convert(GstBuffer* buffer) {
 }
 
 void FrameConverter::_closePool() {
-  // Pictures that are still shown keep their memory.
+  // Buffers of pictures that are still shown stay valid.
   if (_pool) gst_buffer_pool_set_active(_pool.get(), FALSE);
   _pool.reset();
 }
@@ -61,7 +61,7 @@ bool FrameConverter::_prepare(const GstVideoInfo& from) {
   _to.par_d = from.par_d;
   _to.fps_n = from.fps_n;
   _to.fps_d = from.fps_d;
-  // Colours keep their meaning where they have one that is drawn.
+  // Keep the colorimetry if it is drawable.
   if (GST_VIDEO_INFO_IS_YUV(&from)) _to.colorimetry = from.colorimetry;
   if (_to.colorimetry.matrix == GST_VIDEO_COLOR_MATRIX_BT2020)
     _to.colorimetry.matrix = GST_VIDEO_COLOR_MATRIX_BT709;

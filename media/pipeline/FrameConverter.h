@@ -9,10 +9,10 @@
 
 namespace media {
 
-/// Brings pictures of a rare format (more than eight bits, 4:2:2, RGB) to one that is drawn. Others
-/// go through as they are. Done here and not by elements of the pipeline, since each of those takes
-/// part in every negotiation of formats, which makes the start of every item slower. What it makes
-/// lies in memory that another process can map.
+/// Converts pictures in rare formats (more than 8 bits, 4:2:2, RGB) to a drawable format. Drawable
+/// pictures are passed through. This is not done by elements in the pipeline, because each of them
+/// slows down caps negotiation and so the start of every item. Converted pictures are in shared
+/// memory.
 ///
 /// Threads: one at a time.
 class FrameConverter {
@@ -22,9 +22,9 @@ class FrameConverter {
   FrameConverter(const FrameConverter&) = delete;
   FrameConverter& operator=(const FrameConverter&) = delete;
 
-  /// Whether pictures of this format are drawn as they are.
+  /// Returns whether pictures in this format are passed through.
   static bool isDrawable(GstVideoFormat format);
-  /// Null when the sample holds no picture that can be read.
+  /// Returns null if the sample has no readable picture.
   GstRef<GstSample> drawable(GstRef<GstSample> sample);
 
  private:

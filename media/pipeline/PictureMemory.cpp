@@ -12,10 +12,9 @@ namespace {
 
 using Block = std::shared_ptr<const frames::SharedBuffer>;
 
-/// Blocks that nobody uses.
 class FreeBlocks {
  public:
-  /// Null without memory or descriptors.
+  /// Returns null if there is no memory or no file descriptor left.
   std::shared_ptr<frames::SharedBuffer> take(std::size_t bytes) {
     std::unique_ptr<frames::SharedBuffer> block = _find(bytes);
     if (!block) block = frames::SharedBuffer::make(bytes);
@@ -60,11 +59,11 @@ class FreeBlocks {
   }
 
   std::mutex _mutex;
-  std::deque<std::unique_ptr<frames::SharedBuffer>> _blocks;  // the one freed last at the end
+  std::deque<std::unique_ptr<frames::SharedBuffer>> _blocks;  // most recently freed last
   std::size_t _users = 0;
 };
 
-/// Never destroyed: a picture may go after everything else.
+/// Never destroyed: pictures may be released after static destructors have run.
 FreeBlocks& freeBlocks() {
   static auto& blocks = *new FreeBlocks;
   return blocks;
@@ -86,7 +85,7 @@ GstAllocator* systemAllocator() {
   return allocator;
 }
 
-/// A view of `block`. One without `whole` is the block's first.
+/// Creates a view of `block`. `whole` is null for the first view.
 GstMemory* makeView(GstAllocator* allocator, GstMemory* whole, Block block, GstMemoryFlags flags,
                     gsize align, gsize offset, gsize size) {
   const gsize room = block->size();
@@ -97,7 +96,7 @@ GstMemory* makeView(GstAllocator* allocator, GstMemory* whole, Block block, GstM
 }
 
 GstMemory* allocateBlock(GstAllocator* allocator, gsize size, GstAllocationParams* params) {
-  // A mapping begins at a page.
+  // Mappings are aligned to pages.
   constexpr gsize kLargestAlignment = 4095;
   const gsize room = params->prefix + size + params->padding;
   auto block = params->align <= kLargestAlignment ? freeBlocks().take(room) : nullptr;
@@ -109,8 +108,8 @@ GstMemory* allocateBlock(GstAllocator* allocator, gsize size, GstAllocationParam
   return gst_allocator_alloc(systemAllocator(), size, params);
 }
 
-/// Decoders of pictures align rows for vector instructions; hardly anybody else asks for that, and
-/// nobody for so much.
+/// Recognises memory for pictures by its size and alignment: decoders align rows for vector
+/// instructions, and hardly anything else does.
 GstMemory* allocateByDefault(GstAllocator*, gsize size, GstAllocationParams* params) {
   constexpr gsize kAlignment = 31;
   constexpr gsize kSmallest = 16384;
@@ -170,7 +169,7 @@ GstAllocator* pictureAllocator() {
 
 PictureMemoryUse::PictureMemoryUse() {
   static const bool isDefault = [] {
-    systemAllocator();  // what is the default until now
+    systemAllocator();  // the default allocator until now
     gst_allocator_set_default(makeAllocator("VorlaneDefaultAllocator", [](gpointer type, gpointer) {
       GST_ALLOCATOR_CLASS(type)->alloc = allocateByDefault;
     }));

@@ -10,22 +10,21 @@
 
 namespace media {
 
-/// Memory for decoded pictures that another process can map. A decoder that writes its pictures
-/// there spares a copy on their way to the screen.
+/// An allocator for decoded pictures in shared memory. Pictures in it need not be copied on their
+/// way to the screen.
 ///
-/// Each block is a SharedBuffer of its own. When one cannot be made, the memory comes from
-/// GStreamer's own allocator.
+/// Each block is a SharedBuffer. If none can be made, the memory comes from GStreamer's allocator.
 ///
-/// The allocator is offered to decoders in answers to their ALLOCATION queries. It is never freed.
+/// The allocator is offered to decoders in ALLOCATION queries. It is never freed.
 /// Threads: any.
 GstAllocator* pictureAllocator();
 
-/// While there is one, some blocks that nobody uses are kept for the next pictures: a fresh block
-/// costs a page fault for each of its pages. With the last one they go.
+/// While an instance exists, some free blocks are kept for the next pictures: each page of a new
+/// block costs a page fault. The last instance releases them.
 ///
-/// From the first one on, such memory is also what an element gets that names no allocator, when
-/// what it wants looks like a picture. The decoders of gst-libav have a pool that they fill before
-/// they ask anybody, and GStreamer copies pictures that a decoder still refers to.
+/// The first instance also replaces GStreamer's default allocator: memory for pictures then comes
+/// from pictureAllocator(). gst-libav fills its pool before it sends an ALLOCATION query, and
+/// GStreamer copies pictures that a decoder still refers to.
 ///
 /// Threads: any.
 class PictureMemoryUse {
@@ -36,12 +35,11 @@ class PictureMemoryUse {
   PictureMemoryUse& operator=(const PictureMemoryUse&) = delete;
 };
 
-/// The block of a buffer of that allocator. Null when the buffer has other memory too, or only
-/// other memory.
+/// Returns the block of a buffer that pictureAllocator() has allocated, or null if any of its
+/// memory comes from elsewhere.
 std::shared_ptr<const frames::SharedBuffer> sharedMemoryOf(GstBuffer* buffer);
 
-/// An active pool of buffers for pictures of `caps`, in memory of that allocator. Null when there
-/// can be none.
+/// Returns an active buffer pool for pictures of `caps` in memory of pictureAllocator(), or null.
 GstRef<GstBufferPool> makePicturePool(GstCaps* caps, const GstVideoInfo& info);
 
 }  // namespace media

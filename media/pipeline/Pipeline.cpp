@@ -16,7 +16,7 @@ constexpr auto kPredecessorLimit = std::chrono::seconds(1);
 
 std::shared_ptr<Pipeline> Pipeline::start(const platform::Clock& clock, PipelineSetup setup,
                                           std::shared_ptr<Pipeline> predecessor) {
-  // The constructor is private, which make_shared cannot see through.
+  // Not make_shared(): the constructor is private.
   std::shared_ptr<Pipeline> pipeline(new Pipeline(clock, std::move(setup)));
   if (const auto& item = pipeline->_load->setup.item)
     item->whenAccessLogEntryStarts([weak = std::weak_ptr(pipeline)] {
@@ -102,7 +102,7 @@ void Pipeline::ping(std::function<void()> done) {
 }
 
 void Pipeline::close() {
-  // A stream that waits for a key keeps the pipeline from being taken down.
+  // A stream that waits for a key would block the shutdown.
   if (_load->contentKeys) _load->contentKeys->close();
   _post([](Playback& playback) { playback.close(); });
 }

@@ -22,43 +22,43 @@ namespace media {
 struct LoadContext;
 class Playback;
 
-/// One load: a GStreamer pipeline of its own, and a thread that makes the calls into it that may
-/// block and handles its bus. A resource pipeline plays files and plain resources, a
-/// PresentationPipeline plays presentations of HLS and DASH.
+/// One load: a GStreamer pipeline, and a thread for the calls to it that may block and for its bus.
+/// Files and plain resources are played by a ResourcePipeline, presentations of HLS and DASH by a
+/// PresentationPipeline.
 ///
-/// Requests are kept apart from the state of the pipeline: a request that comes during a seek or a
-/// selection takes effect at its end, and only the newest of its kind does.
+/// Requests are stored separately from the state of the pipeline: a request during a seek or a
+/// selection takes effect afterwards, and a newer request replaces older ones of its kind.
 ///
-/// Workflow: start(), begin() if it is held, then anything from any thread, then close() once; the
-/// thread takes the pipeline down and ends by itself. Only close() ends it; a failure does not.
+/// Workflow: start(), begin() if it is held, then any calls on any thread, finally close() once.
+/// The thread then shuts the pipeline down and exits. A failure does not end the thread.
 class Pipeline : public std::enable_shared_from_this<Pipeline> {
  public:
-  /// `predecessor` may hold the audio device: the new one waits for its end, at most a second.
-  /// Null: the system has no thread left.
+  /// `predecessor` may occupy the audio device: the new pipeline waits for its end for at most a
+  /// second. Returns null if no thread could be started.
   static std::shared_ptr<Pipeline> start(const platform::Clock& clock, PipelineSetup setup,
                                          std::shared_ptr<Pipeline> predecessor);
   ~Pipeline();
   Pipeline(const Pipeline&) = delete;
   Pipeline& operator=(const Pipeline&) = delete;
 
-  /// Of one that is held: goes on. `predecessor` as in start().
+  /// Starts a held pipeline. `predecessor` is as in start().
   void begin(const PlaybackRequest& request, std::shared_ptr<Pipeline> predecessor);
   void play(double rate);
   void pause();
   void seek(double seconds, std::uint64_t serial);
-  /// As soon as there is a time line to find the date on; none, or one without dates: nothing.
+  /// Seeks once the time line is known. Ignored if it has no dates.
   void seekToDate(platform::Date date, std::uint64_t serial);
   void setEndTimes(std::optional<double> forwardSeconds, std::optional<double> reverseSeconds);
   void setVolume(float volume);
   void setMuted(bool muted);
-  /// May be null.
+  /// `styles` may be null.
   void setSubtitleStyles(std::shared_ptr<const SubtitleStyles> styles);
   void setTrackEnabled(std::uint32_t trackID, bool enabled);
   void selectOption(const std::string& characteristic,
                     const std::optional<std::string>& identifier);
-  /// Looks again at what changes without a message: a sliding window, the position of sound alone.
+  /// Updates what changes without a message: a sliding window, and the position without video.
   void refresh();
-  /// Calls `done` on the pipeline's thread, after all that was asked before. Not after close().
+  /// Calls `done` on the pipeline's thread after all earlier requests. Not called after close().
   void ping(std::function<void()> done);
   void close();
 
@@ -66,18 +66,18 @@ class Pipeline : public std::enable_shared_from_this<Pipeline> {
   platform::Duration positionAge() const;
   PositionClock::Point positionPoint() const;
   std::shared_ptr<const platform::MediaFacts> facts() const;
-  /// As they were whenever the media began to come from elsewhere, and as they are now.
+  /// Returns the statistics at the end of each leg, and the current ones.
   std::vector<PlaybackStatistics> statisticsOfLegs() const;
 
  private:
   Pipeline(const platform::Clock& clock, PipelineSetup setup);
   void _post(std::function<void(Playback&)> command);
   void _run(const std::shared_ptr<Pipeline>& predecessor);
-  /// A second at most.
+  /// Waits for a second at most.
   void _waitUntilClosed();
 
   const std::unique_ptr<LoadContext> _load;
-  const std::unique_ptr<Playback> _playback;  // belongs to the pipeline's thread
+  const std::unique_ptr<Playback> _playback;  // only used on the pipeline's thread
   std::mutex _mutex;
   std::condition_variable _ended;
   bool _hasEnded = false;

@@ -18,17 +18,17 @@
 
 namespace media {
 
-/// What became true in a pipeline; the engine passes it on.
+/// An event of a pipeline, which the engine passes on.
 struct PipelineEvent {
   enum class Kind { Ready, Play, Pause, Stall, Seek, End, Fail, Facts, Selection };
   Kind kind;
   double rate = 0;               ///< of Play
-  std::uint64_t seekSerial = 0;  ///< of Seek: the newest request that it answers
+  std::uint64_t seekSerial = 0;  ///< of Seek: the newest completed request
   platform::Error error{};       ///< of Fail
   std::string characteristic{};  ///< of Selection
 };
 
-/// What is asked of a load from the start, and may change later.
+/// Settings of a load that may change later.
 struct PlaybackRequest {
   bool playing = true;
   double rate = 1;
@@ -40,17 +40,17 @@ struct PlaybackRequest {
 
 struct PipelineSetup {
   std::string url;
-  /// What fetches the media; null for a file, which the media library reads itself.
+  /// Fetches the media; null for a file, which GStreamer reads itself.
   std::shared_ptr<streaming::StreamedItem> item;
-  std::shared_ptr<streaming::Streaming> streaming;  ///< for texts beside a file
+  std::shared_ptr<streaming::Streaming> streaming;  ///< for external texts of a file
   int displayHeight = 0;                            ///< pixels; 0: unknown
   std::optional<double> startSeconds;
   std::optional<double> startFraction;
-  std::optional<platform::Date> startDate;  ///< for media whose time line tells dates
+  std::optional<platform::Date> startDate;  ///< for media with dates
   PlaybackRequest request;
-  /// The pipeline stops at the first frame and reports nothing before begin().
+  /// The pipeline prerolls and reports nothing before begin().
   bool held = false;
-  std::vector<std::string> preferredLanguages;  ///< BCP 47, the best first
+  std::vector<std::string> preferredLanguages;  ///< BCP 47, in order of preference
   std::vector<AlternateText> alternates;
   std::shared_ptr<const SubtitleStyles> subtitleStyles;  ///< may be null
   SubtitleCues::Observer textsChanged;                   ///< may be null; called on any thread
@@ -59,7 +59,7 @@ struct PipelineSetup {
   std::uint64_t ticket = 0;  ///< for `frames`
   /// Called on the pipeline's thread.
   std::function<void(const PipelineEvent&)> report;
-  /// The position has changed otherwise than by time or pictures. Any thread; may be empty.
+  /// The position has jumped. Called on any thread; may be empty.
   std::function<void()> positionChanged;
 };
 

@@ -6,18 +6,18 @@
 
 namespace media {
 
-/// How far a sink has been given media: the end of the newest buffer on the item's time line.
+/// The end of the newest buffer that a sink has received, in stream time.
 ///
-/// Threads: watch() before media flow; the rest any.
+/// Threads: watch() before data flows; the rest any.
 class SinkProgress {
  public:
   SinkProgress() { gst_segment_init(&_segment, GST_FORMAT_UNDEFINED); }
   SinkProgress(const SinkProgress&) = delete;
   SinkProgress& operator=(const SinkProgress&) = delete;
 
-  /// At the pad "sink" of `element`, which does not outlive this.
+  /// Adds a probe to the pad "sink" of `element`, which must not outlive this object.
   void watch(GstElement* element);
-  /// Seconds; negative: nothing has come since the start or the last flush.
+  /// Seconds; negative if no buffer has arrived since the start or the last flush.
   double end() const { return _end; }
   bool hasEnded() const { return _hasEnded; }
 
@@ -27,7 +27,7 @@ class SinkProgress {
 
   std::atomic<double> _end = -1;
   std::atomic<bool> _hasEnded = false;
-  GstSegment _segment;  // streaming thread
+  GstSegment _segment;  // streaming thread only
 };
 
 }  // namespace media

@@ -40,8 +40,8 @@ std::string_view mediaTypeOf(const GstCaps* caps) {
   return gst_structure_get_name(gst_caps_get_structure(caps, 0));
 }
 
-/// Pictures of text of a form that nothing here can read, and a single picture: one that comes in
-/// no container, whose name would stand behind a slash.
+/// Returns whether a stream is left out: bitmap subtitles of an unsupported format, and single
+/// images. An image without a container has no slash in its stream id.
 bool isNoMedia(GstStream* stream) {
   const GstRef<GstCaps> caps(gst_stream_get_caps(stream));
   const std::string_view type = mediaTypeOf(caps.get());
@@ -49,7 +49,7 @@ bool isNoMedia(GstStream* stream) {
   return type.starts_with("subpicture/") && !makeImageSubtitles(type, {});
 }
 
-/// For few: most people want none of these.
+/// Streams that are not selected by default.
 bool isSpecial(const StreamDescription& stream) {
   return has(stream, platform::kMediaOptionDescribesVideo) ||
          has(stream, platform::kMediaOptionCommentary);
@@ -79,7 +79,7 @@ bool StreamCatalog::update(std::vector<StreamDescription> streams) {
     if (each.number) numbers.insert(*each.number);
   _numbered = numbers.size() == _streams.size();
   if (!sameSelection) {
-    // What plays until the library says otherwise: the first of each kind, and no text.
+    // The selection of GStreamer until it reports another one: the first of each kind, and no text.
     _selection.clear();
     for (const GstStreamType type : {GST_STREAM_TYPE_VIDEO, GST_STREAM_TYPE_AUDIO})
       for (const StreamDescription& each : _streams)
@@ -170,7 +170,7 @@ std::vector<platform::MediaSelectionGroup> StreamCatalog::groups() const {
       group.options.push_back(
           {each.id, std::move(name), each.language, each.forced, each.characteristics});
     }
-    // One picture is no choice.
+    // A single video stream is not offered as an option.
     const std::size_t least = type == GST_STREAM_TYPE_VIDEO ? 2 : 1;
     if (group.options.size() >= least) result.push_back(std::move(group));
   }
@@ -204,7 +204,7 @@ std::optional<StreamCatalog::Choice> StreamCatalog::withTrack(std::uint32_t trac
   const StreamDescription& named = _streams[static_cast<std::size_t>(track - ids.begin())];
   std::vector<const StreamDescription*> playing;
   for (const StreamDescription& each : _streams) {
-    // One of a kind plays at a time.
+    // Only one stream of each kind plays.
     const bool replaced = enabled && each.type == named.type;
     if (&each == &named ? enabled : _plays(each) && !replaced) playing.push_back(&each);
   }
@@ -275,7 +275,7 @@ std::optional<StreamCatalog::Choice> StreamCatalog::preferred(
   const StreamDescription* picture = _best(GST_STREAM_TYPE_VIDEO, {});
   const StreamDescription* sound = _best(GST_STREAM_TYPE_AUDIO, languages);
   const StreamDescription* text = _forcedWith(sound);
-  // Where there is one of each, it plays or is about to.
+  // A single stream of its kind is selected by GStreamer.
   const auto hasSeveral = [&](GstStreamType type) {
     return std::count_if(_streams.begin(), _streams.end(),
                          [&](const auto& each) { return (each.type & type) != 0; }) > 1;

@@ -13,54 +13,54 @@
 
 namespace media {
 
-/// The streams of a loaded item, as tracks and as options of choice, and which of them play.
+/// The streams of a loaded item, as tracks and as selectable options, and which of them play.
 ///
-/// Tracks have the numbers that the container gives them where it numbers all of them, and are
-/// counted otherwise.
+/// Tracks have the numbers of the container if it numbers all of them, otherwise 1, 2, 3 …
+///
 /// Threads: the pipeline's.
 class StreamCatalog {
  public:
   using Selection = std::vector<std::string>;  ///< ids of all streams that are to flow
-  /// What is to play. A text flows also while it is not shown: switching the last one off and on
-  /// again is what the library does worst.
+  /// The streams to play. A text stream also flows while it is hidden: decodebin3 often fails when
+  /// the last text stream is deselected and selected again.
   struct Choice {
     Selection streams;
     bool showsText = false;
-    bool textFollowsSound = false;  ///< it is one that nobody has chosen
+    bool textFollowsSound = false;  ///< the text was selected automatically
   };
 
-  /// Collections are posted several times; false when nothing has changed.
+  /// Returns false if nothing has changed: GStreamer posts a collection several times.
   bool update(GstStreamCollection* collection) { return update(_describe(collection)); }
-  /// What the container says of a stream, by its id, before it is told of.
+  /// Marks a stream as forced. Called before the stream is announced.
   void noteForced(std::string id) { _forced.insert(std::move(id)); }
   bool update(std::vector<StreamDescription> streams);
-  /// What flows, as a STREAMS_SELECTED message says.
+  /// Returns the streams that flow, from a STREAMS_SELECTED message.
   static Selection selectionOf(GstMessage* message);
   bool updateSelection(Selection selection);
   void choose(const Choice& choice);
-  /// Whether other streams have to flow for it than do.
+  /// Returns whether other streams have to flow for `choice` than now.
   bool changesStreams(const Choice& choice) const;
 
   bool plays(GstStreamType type) const;
-  /// What plays.
   std::vector<StreamDescription> playing() const;
-  /// There is video or sound. A page of the web is but text, and a picture by itself is no stream.
+  /// Returns whether there is video or audio. Web pages are text streams; single images are left
+  /// out.
   bool hasMedia() const;
 
   std::vector<platform::MediaTrack> tracks() const;
   std::vector<platform::MediaSelectionGroup> groups() const;
 
-  /// What would have to play; nothing when that is what plays, names nothing, or leaves nothing to
-  /// play. With another sound come the texts that are forced in its language, unless somebody
-  /// has chosen one.
+  /// Return the streams to play after such a request, or nullopt if nothing changes, the request is
+  /// invalid, or nothing would be left to play. A change of the audio stream also selects the
+  /// forced text in its language, unless the user has selected a text.
   std::optional<Choice> withTrack(std::uint32_t trackID, bool enabled) const;
   std::optional<Choice> withOption(const std::string& characteristic,
                                    const std::optional<std::string>& identifier) const;
-  /// What nobody has chosen yet: the sound in the first of `languages` that there is, else what the
-  /// author wants, else the first; the picture likewise; of the texts those that are forced in the
-  /// language of the sound. Nothing when that plays.
+  /// Returns the initial selection, or nullopt if it plays already: the first of `languages` that
+  /// is available, else the container's default, else the first stream; and the forced text in the
+  /// language of the audio.
   std::optional<Choice> preferred(const std::vector<std::string>& languages) const;
-  /// All of the sound is known by its language, or there is no choice.
+  /// Returns whether the languages of all audio streams are known, or there is only one.
   bool knowsLanguages() const;
 
  private:
@@ -68,15 +68,15 @@ class StreamCatalog {
   bool _isSelected(const StreamDescription& stream) const;
   bool _plays(const StreamDescription& stream) const;
   std::optional<Choice> _choiceOf(const std::vector<const StreamDescription*>& playing) const;
-  /// The text that is forced in the language of `sound`; null where there is none.
+  /// Returns the forced text in the language of `sound`, or null.
   const StreamDescription* _forcedWith(const StreamDescription* sound) const;
   const StreamDescription* _best(GstStreamType type,
                                  const std::vector<std::string>& languages) const;
 
   std::vector<StreamDescription> _streams;
-  std::set<std::string> _forced;  // by their ids
-  bool _numbered = false;         // by the container
-  Selection _selection;           // what flows
+  std::set<std::string> _forced;  // stream ids
+  bool _numbered = false;         // all streams have numbers of the container
+  Selection _selection;           // streams that flow
   bool _showsText = false;
   bool _textFollowsSound = false;
 };

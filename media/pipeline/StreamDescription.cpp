@@ -22,7 +22,7 @@ std::string tagText(const GstTagList* tags, const char* name) {
 
 std::string languageOf(const GstTagList* tags) {
   const std::string code = languageTagOf(tagText(tags, GST_TAG_LANGUAGE_CODE));
-  // A tag with a country is no code, and comes as a name.
+  // GStreamer reports tags with a region as a language name.
   return !code.empty() ? code : languageTagOf(tagText(tags, GST_TAG_LANGUAGE_NAME));
 }
 
@@ -46,7 +46,7 @@ std::string nameOf(const GstTagList* tags, const std::string& language) {
   return nameOfLanguage(language);
 }
 
-/// Without the parameters behind the dot, which name a profile: "avc1".
+/// Returns the codec without its profile parameters, such as "avc1".
 std::string codecOfTrack(const streaming::Track& track) {
   for (const auto& each : track.representations)
     if (!each->codecs.empty())
@@ -66,7 +66,7 @@ std::optional<std::uint32_t> numberOfStreamID(const std::string& id) {
   if (slash == std::string::npos) return std::nullopt;
   const std::size_t begin = slash + 1;
   const std::size_t end = std::min(id.find(':', begin), id.size());
-  // A transport stream's PID has eight hexadecimal digits, a track's number is decimal.
+  // PIDs of transport streams have eight hexadecimal digits, track numbers are decimal.
   const int base = end - begin == 8 ? 16 : 10;
   std::uint32_t number = 0;
   const auto [rest, failure] = std::from_chars(id.data() + begin, id.data() + end, number, base);

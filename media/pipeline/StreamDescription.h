@@ -12,33 +12,34 @@
 
 namespace media {
 
-/// What a container says of one of its streams.
+/// The properties of a stream.
 struct StreamDescription {
-  std::string id;  ///< the library's
+  std::string id;  ///< GStreamer's stream id
   GstStreamType type = GST_STREAM_TYPE_UNKNOWN;
-  std::optional<std::uint32_t> number;  ///< the container's own, where it has one
+  std::optional<std::uint32_t> number;  ///< the container's number, if it has one
   std::string codec;
-  std::string name;      ///< for people; empty when there is none
+  std::string name;      ///< display name; may be empty
   std::string language;  ///< BCP 47; empty when unknown
   bool forced = false;
-  bool byDefault = false;                    ///< the author wants it played
+  bool byDefault = false;                    ///< marked as default by the container
   std::vector<std::string> characteristics;  ///< platform::kMediaOption…
   friend bool operator==(const StreamDescription&, const StreamDescription&) = default;
 };
 
 StreamDescription describeStream(GstStream* stream);
-/// Of a track in a manifest; its id is the track's.
+/// Describes a track of a manifest. The id is the track's.
 StreamDescription describeTrack(const streaming::Track& track);
 
-/// The number of an mp4 or Matroska track, or the PID of a transport stream, in a stream's id.
+/// Returns the track number of an MP4 or Matroska stream, or the PID of a transport stream, from a
+/// stream id.
 std::optional<std::uint32_t> numberOfStreamID(const std::string& id);
-/// What a name such as "English (SDH)" says beside it.
+/// Adds characteristics that the name implies, such as "English (SDH)".
 void addCharacteristicsOfName(StreamDescription& stream);
 
-/// BCP 47 of a language code or tag as containers and locales write them ("eng", "pt_BR", "und");
-/// empty for what names no language.
+/// Converts a language code or tag of containers and locales ("eng", "pt_BR", "und") to BCP 47.
+/// Empty if it is not a language.
 std::string languageTagOf(const std::string& code);
-/// Whether they are one language, whatever their countries.
+/// Compares languages without their regions.
 bool isSameLanguage(const std::string& tag, const std::string& other);
 
 }  // namespace media

@@ -12,7 +12,7 @@
 namespace media {
 namespace {
 
-/// What does not say follows its size, as everybody takes it to.
+/// Without a matrix in the caps, the size decides.
 VideoMatrix matrixOf(const GstVideoInfo& info) {
   constexpr int kStandardRows = 576;
   switch (info.colorimetry.matrix) {
@@ -29,7 +29,7 @@ VideoMatrix matrixOf(const GstVideoInfo& info) {
 
 class MappedFrame final : public VideoFrame {
  public:
-  /// Null when the sample holds no picture that can be mapped.
+  /// Returns null if the sample has no picture that can be mapped.
   static std::shared_ptr<const VideoFrame> make(GstSample* sample, int rotation,
                                                 std::shared_ptr<const SubtitleCues> subtitles) {
     auto frame = std::make_shared<MappedFrame>();
@@ -59,7 +59,7 @@ class MappedFrame final : public VideoFrame {
       default:
         return false;
     }
-    // Holds a reference to the buffer until it is unmapped.
+    // The mapping holds a reference to the buffer.
     if (!gst_video_frame_map(&_video, &info, buffer, GST_MAP_READ)) return false;
     _mapped = true;
     width = GST_VIDEO_INFO_WIDTH(&info);
@@ -79,7 +79,7 @@ class MappedFrame final : public VideoFrame {
     planeCount = GST_VIDEO_FRAME_N_PLANES(&_video);
     for (std::size_t index = 0; index < planeCount; ++index) {
       const auto plane = static_cast<guint>(index);
-      // The second plane of NV12 holds two components; their width is that of one.
+      // The second plane of NV12 has two components; COMP_WIDTH is the width of one.
       const int columns = GST_VIDEO_FRAME_COMP_WIDTH(&_video, plane);
       const int pixelBytes = GST_VIDEO_FRAME_COMP_PSTRIDE(&_video, plane);
       planes[index] = {
@@ -103,7 +103,7 @@ class MappedFrame final : public VideoFrame {
   bool _mapped = false;
 };
 
-/// Clockwise degrees; mirrored orientations are shown by their rotation alone.
+/// Returns the clockwise rotation in degrees. Mirroring is ignored.
 int rotationOf(const char* orientation) {
   if (std::strstr(orientation, "rotate-90")) return 90;
   if (std::strstr(orientation, "rotate-180")) return 180;
@@ -159,11 +159,11 @@ void VideoSink::_takeCaptions(GstBuffer* picture) {
   while (const GstMeta* meta =
              gst_buffer_iterate_meta_filtered(picture, &state, GST_VIDEO_CAPTION_META_API_TYPE)) {
     const auto* const captions = reinterpret_cast<const GstVideoCaptionMeta*>(meta);
-    // Triples: of a pair of bytes, after what they are.
+    // cc_data triples: a header byte and a byte pair.
     if (captions->caption_type != GST_VIDEO_CAPTION_TYPE_CEA708_RAW) continue;
     for (gsize at = 0; at + 3 <= captions->size; at += 3) {
       const guint8* const pair = captions->data + at;
-      // Valid, and of one of the two fields.
+      // cc_valid is set, and the type is one of the two CEA-608 fields.
       if ((pair[0] & 0x06) != 0x04) continue;
       _captions.feed(secondsOf(time), pair[0] & 1u, pair[1], pair[2]);
     }
@@ -175,7 +175,7 @@ GstFlowReturn VideoSink::_onPreroll(GstAppSink* sink, gpointer self) {
   if (!std::exchange(me._showPreroll, false)) return GST_FLOW_OK;
   GstRef<GstSample> sample(gst_app_sink_try_pull_preroll(sink, 0));
   if (sample) me._show(std::move(sample), false);
-  // It stands already; with the clock running it plays, even if its own time is a little later.
+  // It is on the screen already, so playback begins when the clock runs.
   me._becomeDue();
   return GST_FLOW_OK;
 }
@@ -197,7 +197,7 @@ GstPadProbeReturn VideoSink::_onEvent(GstPad*, GstPadProbeInfo* info, gpointer s
   if (GST_EVENT_TYPE(event) == GST_EVENT_FLUSH_STOP) {
     me._due = false;
     me._showPreroll = true;
-    // What is said from here on is said anew.
+    // Captions are sent again after a seek.
     me._captions.restart();
   } else if (GST_EVENT_TYPE(event) == GST_EVENT_SEGMENT) {
     gst_event_copy_segment(event, &me._segment);
@@ -216,12 +216,12 @@ GstPadProbeReturn VideoSink::_onEvent(GstPad*, GstPadProbeInfo* info, gpointer s
 GstPadProbeReturn VideoSink::_onQuery(GstPad*, GstPadProbeInfo* info, gpointer) {
   GstQuery* query = GST_PAD_PROBE_INFO_QUERY(info);
   if (GST_QUERY_TYPE(query) != GST_QUERY_ALLOCATION) return GST_PAD_PROBE_OK;
-  // Planes may lie where the decoder wants them: it decodes right into what is drawn.
+  // With GstVideoMeta the decoder may use its own strides: it writes directly into the picture.
   gst_query_add_allocation_meta(query, GST_VIDEO_META_API_TYPE, nullptr);
   GstCaps* caps = nullptr;
   gst_query_parse_allocation(query, &caps, nullptr);
   GstVideoInfo format;
-  // Others are converted, and only the result is drawn.
+  // Pictures in other formats are converted, and only the result is drawn.
   if (caps && gst_video_info_from_caps(&format, caps) &&
       FrameConverter::isDrawable(GST_VIDEO_INFO_FORMAT(&format))) {
     gst_query_add_allocation_param(query, pictureAllocator(), nullptr);

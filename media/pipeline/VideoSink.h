@@ -16,21 +16,20 @@
 
 namespace media {
 
-/// The end of a pipeline's video branch: takes each picture when it is due and puts it into the
-/// mailbox.
+/// The video sink of a pipeline. Puts each picture into the mailbox when it is due.
 ///
-/// A picture that merely waits in a paused pipeline is shown only when it is the first one after a
-/// load or a seek; pausing would otherwise move the picture on by one.
+/// In a paused pipeline only the first preroll picture after a load or a seek is shown. Otherwise
+/// pausing would advance the picture by one.
 ///
-/// Captions that lie in the pictures are put among the subtitles as the pictures come, a
-/// little ahead of their time, as long as they come forwards.
+/// Embedded captions are read when pictures arrive, a little before they are due, except during
+/// reverse playback.
 ///
-/// Threads: made and destroyed by the pipeline's thread; works on the library's streaming threads,
-/// all of which have ended when the pipeline is in its null state, as it must be on destruction.
+/// Threads: created and destroyed on the pipeline's thread; works on streaming threads. The
+/// pipeline must be in the null state on destruction.
 class VideoSink {
  public:
-  /// Each picture takes `subtitles` along. `captionsFound` is called on a streaming thread, when
-  /// the first captions of a channel have come.
+  /// `subtitles` are attached to each picture. `captionsFound` is called on a streaming thread for
+  /// the first captions of a channel.
   VideoSink(std::shared_ptr<VideoFrames> frames, std::uint64_t ticket, PositionClock& position,
             std::shared_ptr<SubtitleCues> subtitles,
             std::function<void(PictureCaptions::Channel)> captionsFound);
@@ -39,14 +38,14 @@ class VideoSink {
 
   GstElement* element() const { return _element.get(); }
 
-  /// Whether a picture has become due, or the pictures have ended, since the load or the last seek.
-  /// When that becomes true an application message named kBecameDue comes over the bus.
+  /// Returns whether a picture has become due, or EOS was reached, since the load or the last seek.
+  /// An application message named kBecameDue is posted then.
   bool hasBecomeDue() const { return _due; }
   static constexpr const char* kBecameDue = "video-due";
 
   PictureCaptions& captions() { return _captions; }
 
-  /// While hidden no picture is shown: those before the start point are nobody's business.
+  /// While hidden, no picture is shown: it hides the pictures before the start position.
   void setHidden(bool hidden) { _hidden = hidden; }
 
  private:

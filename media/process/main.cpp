@@ -31,7 +31,7 @@ namespace {
 
 using media::ProcessOptions;
 
-/// Seconds in which the process ends after the box has gone, whatever a library hangs on.
+/// The process exits at most this many seconds after the box has gone, even if a library hangs.
 constexpr unsigned kEndLimit = 2;
 constexpr auto kWorkersEndLimit = std::chrono::milliseconds(1000);
 
@@ -86,8 +86,8 @@ int run(const ProcessOptions& options, std::unique_ptr<media::Sandbox> sandbox) 
                                            .preferredLanguages = options.languages,
                                            .streaming = streaming},
                                 .ended = [&queue] {
-                                  // The default action of its signal ends the process,
-                                  // whatever the main thread hangs on.
+                                  // SIGALRM ends the process, even if the main thread
+                                  // hangs.
                                   alarm(kEndLimit);
                                   queue.stop();
                                 }});
@@ -100,7 +100,7 @@ int run(const ProcessOptions& options, std::unique_ptr<media::Sandbox> sandbox) 
   }
   queue.discard();
   platform::WorkerThreads::waitForAll(kWorkersEndLimit);
-  // Without destructors, which threads that still run could run into.
+  // Without destructors: threads that still run may use static objects.
   std::fflush(nullptr);
   std::_Exit(0);
 }
@@ -116,17 +116,17 @@ int main(int argc, char** argv) {
                  error.empty() ? "tvvorlane starts this program by itself" : error.c_str());
     return 2;
   }
-  // The link tells of the box's end only once it is read. The box starts processes on its main
-  // thread, whose end this signal tells.
+  // The end of the link is only noticed when the socket is read. PR_SET_PDEATHSIG refers to the
+  // thread that has forked this process: the box's main thread.
   prctl(PR_SET_PDEATHSIG, SIGKILL);
-  // It copies the process, so this comes before everything that takes memory.
+  // It forks, so it comes before large allocations.
   std::unique_ptr<media::Sandbox> sandbox;
   if (options->usesSandbox) sandbox = std::make_unique<media::Sandbox>(sandboxOptions(*options));
   startup::limitMallocArenas();
   startup::installDeathReport(startup::isStderrJournal());
   std::signal(SIGPIPE, SIG_IGN);
-  // The box ends this process. A supervisor or a terminal sends these to both, and the box still
-  // needs the media while it ends in order.
+  // The box ends this process. A supervisor or a terminal sends these signals to both processes,
+  // but the box still needs this one during its shutdown.
   std::signal(SIGTERM, SIG_IGN);
   std::signal(SIGINT, SIG_IGN);
   setUpLog(*options);

@@ -10,7 +10,7 @@ namespace media {
 ///
 /// Library: playback of GStreamer 1.22.0 to 1.26.2. No upstream report known.
 /// Without it: a short clip on a busy machine, or one with several texts, ends the process.
-/// Test: Decodebin3EarlyEos_test.cpp. MediaTracks_test.cpp, TextsThatNobodyReadsDoNoHarm, on a busy
+/// Test: Decodebin3EarlyEos_test.cpp. MediaTracks_test.cpp, UnsupportedTextsDoNoHarm, on a busy
 ///   machine.
 /// Delete it when decodebin3 keeps such a stream.
 ///

@@ -9,7 +9,7 @@ namespace media {
 ///
 /// Library: playback of GStreamer 1.22.0 to 1.26.2. No upstream report known.
 /// Without it: a file that is cut off before its index fails after 15 seconds instead of two.
-/// Test: BadMedia_test.cpp, FailsOnceWithDomainAndCodeAndAWordForPeople ("truncated").
+/// Test: BadMedia_test.cpp, FailsOnceWithDomainCodeAndDescription ("truncated").
 /// Delete it when that test passes without it.
 ///
 /// Whether a demuxer in `pipeline` has ended its work, or given up, and has no streams.

@@ -31,7 +31,7 @@ BadMedia mediaCase(std::string name, std::string url, MediaErrorCode code) {
   return {std::move(name), std::move(url), kMediaErrorDomain, static_cast<std::int64_t>(code)};
 }
 
-/// Everything that fails by itself, without waiting for a bound.
+/// Everything that fails without a time-out.
 std::vector<BadMedia> badMedia() {
   const TestMedia& media = TestMedia::shared();
   std::ofstream endless(media.path("endless.m3u8"));
@@ -68,7 +68,7 @@ std::vector<BadMedia> badMedia() {
   };
 }
 
-TEST(BadMedia, FailsOnceWithDomainAndCodeAndAWordForPeople) {
+TEST(BadMedia, FailsOnceWithDomainCodeAndDescription) {
   EngineHarness harness;
   for (const BadMedia& each : badMedia()) {
     SCOPED_TRACE(each.name);
@@ -76,7 +76,7 @@ TEST(BadMedia, FailsOnceWithDomainAndCodeAndAWordForPeople) {
     harness.load(each.url);
     ASSERT_TRUE(
         harness.until([&] { return harness.error().has_value(); }, std::chrono::seconds(10)))
-        << "sooner than silence alone would make it";
+        << "earlier than the time-out";
     EXPECT_EQ(harness.error()->domain, each.domain);
     EXPECT_EQ(harness.error()->code, each.code);
     EXPECT_TRUE(harness.error()->localizedDescription.value_or("").ends_with("."));
@@ -84,7 +84,7 @@ TEST(BadMedia, FailsOnceWithDomainAndCodeAndAWordForPeople) {
     EXPECT_EQ(harness.frame(), nullptr);
     EXPECT_EQ(harness.engine().position(), 0);
   }
-  // The engine is none the worse for it.
+  // The engine still works.
   harness.load(TestMedia::shared().url("clip.mp4"));
   EXPECT_TRUE(harness.untilTold("play 1"));
   EXPECT_EQ(harness.misplaced(), 0);
@@ -102,13 +102,13 @@ TEST(BadMedia, CallsAfterAFailureDoNothing) {
     engine.selectOption("audible", std::nullopt);
     engine.setVolume(0.5f);
   });
-  // The next load's callback proves that those calls had their turn.
+  // An event of the next load proves that the calls have been handled.
   harness.load(TestMedia::shared().url("clip.mp4"));
   ASSERT_TRUE(harness.untilTold("play 1"));
   EXPECT_EQ(harness.count("fail"), 0);
 }
 
-/// An engine whose transfers wait for seconds at most.
+/// An engine with short time-outs for transfers.
 media::MediaEngineOptions impatient() {
   streaming::StreamingOptions options;
   options.limits.stall = std::chrono::seconds(1);
@@ -116,7 +116,7 @@ media::MediaEngineOptions impatient() {
   return {.streaming = streaming::Streaming::make(options)};
 }
 
-TEST(BadMedia, AConnectionThatBreaksInTheMiddleIsNotAnEnd) {
+TEST(BadMedia, LostConnectionIsNotTheEnd) {
   EngineHarness harness(makerOf(impatient()));
   harness.load(TestMedia::shared().url("cut/heavy_6s.mp4"));
   ASSERT_TRUE(harness.until([&] { return harness.count("fail") > 0 || harness.count("end") > 0; }));

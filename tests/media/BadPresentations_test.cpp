@@ -1,5 +1,5 @@
-// Playlists and manifests that are wrong, each in one way or in ways of chance. Many of them have
-// ended a demuxer's process, or kept it busy for good.
+// Invalid playlists and manifests, hand-made and random. Many of them crashed a demuxer or made it
+// loop.
 
 #include <cstdio>
 #include <fstream>
@@ -18,7 +18,7 @@
 namespace testing_media {
 namespace {
 
-/// Of one that neither plays nor fails. Silence alone becomes an error after 15 s.
+/// How long a live item may neither play nor fail. The time-out for silence is 15 s.
 constexpr std::chrono::seconds kOutcomeBound{20};
 constexpr std::chrono::seconds kPatience{3};
 
@@ -76,7 +76,7 @@ std::string entitiesThatGrow() {
 }
 
 struct BadPresentation {
-  const char* name;  ///< of its file
+  const char* name;  ///< file name
   std::string text;
 };
 
@@ -202,11 +202,11 @@ class BadPresentations : public testing::Test {
     return {std::istreambuf_iterator<char>(file), {}};
   }
 
-  /// Waits until it is enough, or has failed. One that is live may wait for its segments for good,
-  /// and is left in peace after `patience`.
+  /// Waits until the item plays or has failed. A live item may wait for segments without end: it is
+  /// left after `patience`.
   void load(const std::string& url, const std::function<bool()>& isEnough,
             std::optional<std::chrono::seconds> patience = {}) {
-    std::printf("[  plays   ] %s\n", url.c_str());  // what has ended the process is the last line
+    std::printf("[  plays   ] %s\n", url.c_str());  // the last line shows what crashed
     std::fflush(stdout);
     harness.load(url);
     const bool ends = harness.until([&] { return isEnough() || harness.error(); },
@@ -238,7 +238,7 @@ TEST_F(BadPresentations, DoNoHarm) {
   }
 }
 
-TEST_F(BadPresentations, MayBecomeSoAsTheyAreReadAgain) {
+TEST_F(BadPresentations, DoNoHarmAfterAReload) {
   for (const char* name :
        {"shrinks.m3u8", "jumps_back.m3u8", "jumps_far.m3u8", "becomes_page.m3u8",
         "becomes_manifest.m3u8", "becomes_master.m3u8", "never_grows.m3u8", "changes_key.m3u8",
@@ -256,7 +256,7 @@ TEST_F(BadPresentations, MayBecomeSoAsTheyAreReadAgain) {
   }
 }
 
-/// One to four changes: a byte, a stretch that goes, comes twice or changes its place, a number.
+/// Makes one to four changes: replaces a byte or a number; removes, repeats or moves a part.
 std::string mutated(std::string text, std::mt19937& chance) {
   const auto below = [&](std::size_t limit) { return chance() % std::max<std::size_t>(1, limit); };
   static const std::string kNumbers[] = {
@@ -292,8 +292,8 @@ std::string mutated(std::string text, std::mt19937& chance) {
   return text;
 }
 
-TEST_F(BadPresentations, ChangedByChanceDoNoHarm) {
-  constexpr int kChanges = 25;  // of each
+TEST_F(BadPresentations, WithRandomChangesDoNoHarm) {
+  constexpr int kChanges = 25;  // for each file
   for (const std::string seed :
        {"hls_sounds.m3u8", "hls_aes_numbers.m3u8", "dash_timeline.mpd", "dash_index.mpd"}) {
     std::mt19937 chance(1);

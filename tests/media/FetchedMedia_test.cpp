@@ -1,4 +1,4 @@
-// Media from servers and from whoever sent them, played to the end.
+// Media from servers and from senders, played to the end.
 
 #include <cstdio>
 #include <fstream>
@@ -39,10 +39,10 @@ const std::string kMediaKey = [] {
   return key;
 }();
 
-/// Short of their end: what is between has been played elsewhere.
+/// Near the end: other tests play the rest.
 constexpr double kStart = 2.4;
 
-/// An item whose sender answers at once: resources from the clips, keys from a table.
+/// An item whose sender responds at once: with the contents of clips, and with keys of a table.
 class SentItem final : public TVSURLMediaItem {
  public:
   explicit SentItem(std::string url) : TVSURLMediaItem(std::move(url), {}) {}
@@ -51,7 +51,7 @@ class SentItem final : public TVSURLMediaItem {
     asked.push_back(request->url());
     const std::string name = request->url().substr(request->url().rfind('/') + 1);
     const std::string content = clipContent(name);
-    // Data are the resource, whatever the status beside them.
+    // With data, the status code is ignored.
     request->finishLoading({.response = platform::HTTPResponse{request->url(), 404, "HTTP/1.1", {}},
                             .data = content.empty() ? nullptr : textBytesOf(content),
                             .renewalDate = {},
@@ -73,7 +73,7 @@ class SentItem final : public TVSURLMediaItem {
   }
 
   bool answersKeys = true;
-  std::function<void()> answer;  // to the last question for a key
+  std::function<void()> answer;  // answers the last key request
   std::string key = kMediaKey;
   std::vector<std::string> asked;
 };
@@ -86,7 +86,7 @@ class FetchedMedia : public testing::Test {
     if (prepare) prepare(*item);
     platform::MediaLoad load;
     load.item = item;
-    // Where encryption leaves no way to jump, it is played from the beginning.
+    // Encrypted media that cannot be sought are played from the beginning.
     load.startSeconds = kStart;
     harness.load(url, load);
     return item;
@@ -103,7 +103,7 @@ class FetchedMedia : public testing::Test {
 std::string code(URLErrorCode value) { return std::to_string(static_cast<std::int64_t>(value)); }
 std::string code(MediaErrorCode value) { return std::to_string(static_cast<std::int64_t>(value)); }
 
-TEST_F(FetchedMedia, EndAsTheirSenderAnswers) {
+TEST_F(FetchedMedia, EndAccordingToTheResponsesOfTheSender) {
   const TestMedia& media = TestMedia::shared();
   const std::function<void(SentItem&)> nothing;
   const struct {
@@ -129,7 +129,7 @@ TEST_F(FetchedMedia, EndAsTheirSenderAnswers) {
       {TestMedia::refusedURL(), nothing, code(URLErrorCode::CannotConnectToHost), false},
       {media.url("status/403"), nothing, "403", false},
   };
-  // What the first one is served with has to be there.
+  // These files are the contents of the responses.
   for (const char* made : {"clip.mp4", "encrypted.m3u8"}) media.url(made);
   for (const auto& each : cases) {
     SCOPED_TRACE(each.url);
@@ -140,7 +140,7 @@ TEST_F(FetchedMedia, EndAsTheirSenderAnswers) {
   }
 }
 
-TEST_F(FetchedMedia, AreSoughtWhileAKeyIsAwaited) {
+TEST_F(FetchedMedia, SeekWhileWaitingForAKey) {
   const auto item = load(TestMedia::shared().url("encrypted.mpd"),
                          [](SentItem& each) { each.answersKeys = false; });
   ASSERT_TRUE(harness.until([&] { return item->answer != nullptr; }));
@@ -153,7 +153,7 @@ TEST_F(FetchedMedia, AreSoughtWhileAKeyIsAwaited) {
   EXPECT_EQ(outcome(), "end");
 }
 
-TEST_F(FetchedMedia, PlayOverTLSWithTheKeyThatTheSenderNames) {
+TEST_F(FetchedMedia, PlayOverTLSWithThePreSharedKeyOfTheSender) {
   TestMedia::shared().url("clip.mp4");
   const std::string server =
       "cd " + TestMedia::shared().path("") +
@@ -182,7 +182,7 @@ TEST_F(FetchedMedia, PlayOverTLSWithTheKeyThatTheSenderNames) {
   }
 }
 
-TEST_F(FetchedMedia, TellsWhatCameOverTheNetwork) {
+TEST_F(FetchedMedia, ReportTheirTransfersInTheAccessLog) {
   load(TestMedia::shared().url("clip.mp4"));
   ASSERT_EQ(outcome(), "end");
   const platform::Array log = harness.engine().accessLog();

@@ -37,7 +37,7 @@ Thumbnail thumbnailOf(const media::VideoFrame& frame) {
   return result;
 }
 
-/// The same of what the clips are made of, without any codec in between: one for each frame.
+/// The luma of each frame of the source, without a codec.
 const std::vector<Thumbnail>& expectedThumbnails() {
   static const std::vector<Thumbnail> all = [] {
     FILE* const pipe = popen(
@@ -68,8 +68,8 @@ struct Format {
   const char* options;
   int video = 1;
   int audio = 1;
-  /// Program and transport streams count from their clock, which begins before the first picture:
-  /// by so many frames at most.
+  /// Time in program and transport streams begins before the first picture, by at most this many
+  /// frames.
   std::size_t lead = 0;
 };
 
@@ -139,7 +139,7 @@ TEST_P(Formats, PlayToTheEnd) {
   if (format.video > 0) {
     ASSERT_TRUE(harness.until([&] { return harness.frame() != nullptr; }));
     const Thumbnail seen = thumbnailOf(*harness.frame());
-    EXPECT_TRUE(harness.frame()->sharedMemory) << "would be copied on its way to the screen";
+    EXPECT_TRUE(harness.frame()->sharedMemory) << "the picture is not in shared memory";
     double nearest = 255;
     const auto& expected = expectedThumbnails();
     const auto newest = static_cast<std::size_t>(std::lround(harness.frame()->time * 25));

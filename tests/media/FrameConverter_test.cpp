@@ -14,7 +14,7 @@ constexpr guint kWidth = 34;
 constexpr guint kHeight = 18;
 constexpr GstClockTime kTime = 5 * GST_SECOND;
 
-/// A picture all of whose samples have the same byte.
+/// Returns a picture that is filled with one byte.
 GstRef<GstSample> sampleOf(GstVideoFormat format, guint8 byte) {
   GstVideoInfo info;
   gst_video_info_set_format(&info, format, kWidth, kHeight);
@@ -27,16 +27,16 @@ GstRef<GstSample> sampleOf(GstVideoFormat format, guint8 byte) {
   return sample;
 }
 
-TEST(FrameConverter, WhatCanBeDrawnGoesThroughAndTheRestIsConverted) {
+TEST(FrameConverter, PassesDrawablePicturesThroughAndConvertsOthers) {
   gst_init(nullptr, nullptr);
   FrameConverter converter;
   struct Case {
     GstVideoFormat format;
     guint8 byte;
     bool same;
-    int luma;  // of the result
+    int luma;  // luma of the result
   };
-  // One converter for all: each change of format has to be noticed.
+  // The same converter for all cases: it has to handle changes of the format.
   const Case cases[] = {
       {GST_VIDEO_FORMAT_I420, 90, true, 90},
       {GST_VIDEO_FORMAT_NV12, 90, true, 90},
@@ -59,7 +59,7 @@ TEST(FrameConverter, WhatCanBeDrawnGoesThroughAndTheRestIsConverted) {
     EXPECT_TRUE(FrameConverter::isDrawable(GST_VIDEO_INFO_FORMAT(&info)));
     GstBuffer* buffer = gst_sample_get_buffer(result.get());
     EXPECT_EQ(GST_BUFFER_PTS(buffer), kTime);
-    EXPECT_EQ(sharedMemoryOf(buffer) != nullptr, !each.same) << "can be shown without a copy";
+    EXPECT_EQ(sharedMemoryOf(buffer) != nullptr, !each.same) << "in shared memory";
     GstVideoFrame frame;
     ASSERT_TRUE(gst_video_frame_map(&frame, &info, buffer, GST_MAP_READ));
     EXPECT_EQ(GST_VIDEO_FRAME_WIDTH(&frame), static_cast<gint>(kWidth));
@@ -70,7 +70,7 @@ TEST(FrameConverter, WhatCanBeDrawnGoesThroughAndTheRestIsConverted) {
   }
 }
 
-TEST(PictureMemory, IsUsedAgainWhileSomebodyMayNeedIt) {
+TEST(PictureMemory, IsReusedWhileThereIsAUser) {
   gst_init(nullptr, nullptr);
   const auto make = [] {
     const GstRef<GstBuffer> buffer(gst_buffer_new_allocate(pictureAllocator(), 5000, nullptr));
@@ -83,9 +83,9 @@ TEST(PictureMemory, IsUsedAgainWhileSomebodyMayNeedIt) {
     first.reset();
     EXPECT_FALSE(life.expired());
     const auto second = make();
-    EXPECT_NE(make(), second) << "that one is in use";
+    EXPECT_NE(make(), second) << "the block is in use";
     EXPECT_FALSE(life.owner_before(second->life()) || second->life().owner_before(life));
-    // What looks like a picture lies there by default, and nothing else.
+    // The default allocator uses shared memory for pictures only.
     GstAllocationParams params;
     gst_allocation_params_init(&params);
     for (const auto& [align, bytes, isPicture] :
@@ -98,7 +98,7 @@ TEST(PictureMemory, IsUsedAgainWhileSomebodyMayNeedIt) {
   EXPECT_TRUE(life.expired());
 }
 
-TEST(PictureMemory, IsOneBlockHoweverItIsCut) {
+TEST(PictureMemory, SubBuffersAreInTheSameBlock) {
   gst_init(nullptr, nullptr);
   GstAllocationParams params;
   gst_allocation_params_init(&params);
@@ -116,7 +116,7 @@ TEST(PictureMemory, IsOneBlockHoweverItIsCut) {
   EXPECT_EQ(memory->data()[64 + 999], 7);
 
   GstRef<GstBuffer> part(gst_buffer_copy_region(whole.get(), GST_BUFFER_COPY_MEMORY, 500, 10));
-  EXPECT_EQ(sharedMemoryOf(part.get()), memory) << "no copy";
+  EXPECT_EQ(sharedMemoryOf(part.get()), memory) << "the same block";
   guint8 bytes[2] = {};
   EXPECT_EQ(gst_buffer_extract(part.get(), 0, bytes, 2), 2u);
   EXPECT_EQ(bytes[0], 9);
@@ -125,7 +125,7 @@ TEST(PictureMemory, IsOneBlockHoweverItIsCut) {
   EXPECT_FALSE(sharedMemoryOf(part.get()));
 }
 
-TEST(FrameConverter, WhatIsNoPictureIsNone) {
+TEST(FrameConverter, ReturnsNullWithoutAPicture) {
   gst_init(nullptr, nullptr);
   FrameConverter converter;
   const GstRef<GstCaps> caps(gst_caps_new_empty_simple("audio/x-raw"));

@@ -13,7 +13,7 @@ platform::MediaLoad pausedAt(std::optional<platform::Date> date) {
   return load;
 }
 
-TEST(Live, MediaWithDatesBeginAtThemAndShowNothingElse) {
+TEST(Live, StartDateIsTheFirstPicture) {
   EngineHarness harness;
   const std::string url = TestMedia::shared().url("dated.m3u8");
   harness.load(url, pausedAt({}));
@@ -24,14 +24,14 @@ TEST(Live, MediaWithDatesBeginAtThemAndShowNothingElse) {
   ASSERT_TRUE(harness.until([&] { return harness.frame() != nullptr; }));
   EXPECT_NEAR(harness.frame()->time, 1.52, 0.05);
 
-  // What carries none begins at its beginning, and shows it.
+  // Media without dates begin at their start.
   harness.load(TestMedia::shared().url("clip.mp4"), pausedAt(platform::Date{begin + 1}));
   ASSERT_TRUE(harness.untilTold("pause"));
   ASSERT_TRUE(harness.until([&] { return harness.frame() != nullptr; }));
   EXPECT_EQ(harness.frame()->time, 0);
 }
 
-TEST(Live, MediaMayLackASegment) {
+TEST(Live, PlaysOverAMissingSegment) {
   EngineHarness harness;
   harness.load(TestMedia::shared().url("live/gap.m3u8"));
   ASSERT_TRUE(harness.until(

@@ -46,7 +46,7 @@ class MediaEngineTest : public ::testing::Test {
     ASSERT_TRUE(harness.untilTold("seek", before));
   }
   bool untilPosition(const std::function<bool(double)>& isSo) {
-    // Every frame is a turn of the queue.
+    // A new frame ends the wait for the queue.
     return harness.until([&] { return isSo(harness.engine().position()); });
   }
 
@@ -61,12 +61,12 @@ TEST_F(MediaEngineTest, PlaysFromTheFirstFrameToTheEnd) {
   ASSERT_TRUE(harness.untilTold("end"));
   EXPECT_EQ(harness.told(), (std::vector<std::string>{"ready", "play 1", "end"}));
   EXPECT_NEAR(harness.engine().position(), kDuration, 2 * kFrame);
-  ASSERT_NE(harness.frame(), nullptr) << "the last frame stays";
+  ASSERT_NE(harness.frame(), nullptr) << "the last frame is still shown";
   EXPECT_NEAR(harness.frame()->time, kDuration - kFrame, 2 * kFrame);
   EXPECT_EQ(harness.misplaced(), 0);
 }
 
-TEST_F(MediaEngineTest, TheFirstFrameIsAPictureThatCanBeRead) {
+TEST_F(MediaEngineTest, FirstFrameIsAReadablePicture) {
   loadPaused("clip.mp4");
   ASSERT_TRUE(harness.until([&] { return harness.frame() != nullptr; }));
   const auto frame = harness.frame();
@@ -80,15 +80,15 @@ TEST_F(MediaEngineTest, TheFirstFrameIsAPictureThatCanBeRead) {
   EXPECT_EQ(frame->planes[0].rows, 180u);
   EXPECT_EQ(frame->planes[1].rows, 90u);
   EXPECT_GE(frame->planes[0].stride, frame->planes[0].rowBytes);
-  // The test picture has bars of every brightness.
+  // The test picture has bars of different brightness.
   const auto* row = frame->planes[0].data + frame->planes[0].stride * 20;
   const auto [darkest, brightest] = std::minmax_element(row, row + 320);
   EXPECT_GT(*brightest - *darkest, 100);
   harness.destroyEngine();
-  EXPECT_GT(*std::max_element(row, row + 320), 100) << "a frame that is held outlives its engine";
+  EXPECT_GT(*std::max_element(row, row + 320), 100) << "a frame outlives its engine";
 }
 
-TEST_F(MediaEngineTest, TellsHowAPictureIsToBeTurned) {
+TEST_F(MediaEngineTest, ReportsTheRotationOfPictures) {
   loadPaused("turned.mp4");
   ASSERT_TRUE(harness.until([&] { return harness.frame() != nullptr; }));
   EXPECT_EQ(harness.frame()->rotationDegrees, 90);
@@ -101,14 +101,15 @@ TEST_F(MediaEngineTest, SeeksToTheExactFrame) {
     SCOPED_TRACE(seconds);
     const auto serial = harness.frames().serial();
     seek(seconds);
-    EXPECT_EQ(harness.frames().serial(), serial + 1) << "paused, only the seek shows a picture";
+    EXPECT_EQ(harness.frames().serial(), serial + 1)
+        << "while paused, only the seek shows a picture";
     EXPECT_NEAR(harness.engine().position(), seconds, kFrame);
     ASSERT_NE(harness.frame(), nullptr);
     EXPECT_NEAR(harness.frame()->time, seconds, kFrame);
   }
 }
 
-/// Files are played backwards by the library, what comes over HTTP by the engine's own means.
+/// GStreamer plays files backwards; media over HTTP are played backwards by Scrubbing.
 class MediaEngineRateTest : public MediaEngineTest, public ::testing::WithParamInterface<bool> {};
 
 TEST_P(MediaEngineRateTest, PlaysAtOtherRates) {
@@ -126,7 +127,7 @@ TEST_P(MediaEngineRateTest, PlaysAtOtherRates) {
   ASSERT_TRUE(harness.untilTold("end"));
   EXPECT_EQ(harness.engine().position(), 0);
 
-  // The end of one direction is the beginning of the other.
+  // Forward playback ends at the end, reverse playback at the beginning.
   harness.call([](platform::MediaEngine& engine) { engine.play(1e9); });
   ASSERT_TRUE(harness.untilTold("play 16"));
   ASSERT_TRUE(harness.untilTold("end", 1));
@@ -136,13 +137,13 @@ TEST_P(MediaEngineRateTest, PlaysAtOtherRates) {
   ASSERT_TRUE(harness.untilTold("end", 2));
 }
 
-TEST_P(MediaEngineRateTest, PausesAndSeeksWhileRunningBackwards) {
+TEST_P(MediaEngineRateTest, PausesAndSeeksDuringReversePlayback) {
   const TestMedia& media = TestMedia::shared();
   harness.load(GetParam() ? media.fileURL("clip.mp4") : media.url("clip.mp4"), paused(2.5));
   ASSERT_TRUE(harness.untilTold("pause"));
   harness.call([](platform::MediaEngine& engine) { engine.play(-1); });
   ASSERT_TRUE(harness.untilTold("play -1"));
-  // Wakes with the pictures, which come seldom.
+  // In reverse playback frames are rare.
   ASSERT_TRUE(untilPosition([](double at) { return at < 2.3; }));
   harness.call([](platform::MediaEngine& engine) { engine.pause(); });
   ASSERT_TRUE(harness.untilTold("pause", 1));
@@ -161,7 +162,7 @@ TEST_P(MediaEngineRateTest, PausesAndSeeksWhileRunningBackwards) {
 INSTANTIATE_TEST_SUITE_P(Sources, MediaEngineRateTest, ::testing::Bool(),
                          [](const auto& source) { return source.param ? "File" : "Http"; });
 
-TEST_F(MediaEngineTest, EndTimesEndInTheirDirection) {
+TEST_F(MediaEngineTest, EndTimesApplyToTheirDirection) {
   MediaLoad load;
   load.forwardEndSeconds = 0.4;
   harness.load(TestMedia::shared().url("clip.mp4"), load);
@@ -169,17 +170,17 @@ TEST_F(MediaEngineTest, EndTimesEndInTheirDirection) {
   EXPECT_NEAR(harness.engine().position(), 0.4, kFrame);
   EXPECT_NEAR(harness.frame()->time, 0.4, 2 * kFrame);
   EXPECT_LT(harness.frame()->time, 0.4 - kFrame / 2)
-      << "the one that begins at the end is beyond it";
+      << "a picture that begins at the end time is not shown";
 
   harness.call([](platform::MediaEngine& engine) { engine.setEndTimes(0.8, 0.5); });
-  ASSERT_TRUE(harness.untilTold("end", 1)) << "a limit that moves on lets it go on";
+  ASSERT_TRUE(harness.untilTold("end", 1)) << "playback resumes after the end time is moved";
   EXPECT_NEAR(harness.engine().position(), 0.8, kFrame);
   EXPECT_LT(harness.frame()->time, 0.8 - kFrame / 2);
 
   harness.call([](platform::MediaEngine& engine) { engine.play(-1); });
   ASSERT_TRUE(harness.untilTold("end", 2));
   EXPECT_NEAR(harness.engine().position(), 0.5, kFrame);
-  EXPECT_GT(harness.frame()->time, 0.5 - kFrame) << "the one that lasts over the end is the last";
+  EXPECT_GT(harness.frame()->time, 0.5 - kFrame) << "the picture at the end time is the last one";
 
   harness.call([](platform::MediaEngine& engine) {
     engine.setEndTimes(std::nullopt, std::nullopt);
@@ -189,20 +190,20 @@ TEST_F(MediaEngineTest, EndTimesEndInTheirDirection) {
   EXPECT_NEAR(harness.engine().position(), kDuration, 2 * kFrame);
 }
 
-TEST_F(MediaEngineTest, StallsWhenTheMediaDoNotArriveAndGoesOn) {
-  bool tellsBeforeReady = false;
-  // A machine that is busier than the server is slow leaves nothing to wait for.
+TEST_F(MediaEngineTest, StallsWithoutDataAndResumes) {
+  bool reportsBufferingBeforeReady = false;
+  // On a busy machine playback may never have to wait.
   for (int attempt = 0; attempt < 4 && harness.count("stall") == 0; ++attempt) {
     harness.load(TestMedia::shared().slowURL("heavy_6s.mp4"));
     harness.until(
         [&] {
-          tellsBeforeReady |= harness.factsChanges() > 0 && harness.count("ready") == 0;
+          reportsBufferingBeforeReady |= harness.factsChanges() > 0 && harness.count("ready") == 0;
           return harness.count("stall") > 0;
         },
         std::chrono::seconds(12));
   }
   ASSERT_GE(harness.count("stall"), 1);
-  EXPECT_TRUE(tellsBeforeReady) << "how far the buffer is";
+  EXPECT_TRUE(reportsBufferingBeforeReady) << "buffering is reported before Ready";
   ASSERT_TRUE(harness.untilTold("play 1", 1));
   EXPECT_EQ(harness.count("fail"), 0);
   EXPECT_EQ(harness.misplaced(), 0);
@@ -215,14 +216,14 @@ void loadWithoutAThread() {
   std::_Exit(harness.untilTold("fail") ? 0 : 1);
 }
 
-TEST(MediaEngineThreads, ALoadFailsWithoutOne) {
+TEST(MediaEngineThreads, LoadFailsWithoutThreads) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(loadWithoutAThread(), testing::ExitedWithCode(0), "");
 }
 
-TEST_F(MediaEngineTest, LoadingAgainAndAgainLeavesNothingBehind) {
+TEST_F(MediaEngineTest, RepeatedLoadsLeakNothing) {
   constexpr int kRounds = 20;
-  // Of the second, segments are under way at each stop.
+  // The second item has transfers in progress at each stop.
   for (const char* name : {"clip.mp4", "programme.m3u8"}) {
     SCOPED_TRACE(name);
     const auto once = [&] {
@@ -235,7 +236,7 @@ TEST_F(MediaEngineTest, LoadingAgainAndAgainLeavesNothingBehind) {
     const auto threads = entries("/proc/self/task");
     const auto descriptors = entries("/proc/self/fd");
     for (int round = 0; round < kRounds; ++round) once();
-    // Pools of the library keep a thread or two for a while, and connections end behind the load.
+    // Thread pools keep threads for a while, and connections are closed asynchronously.
     EXPECT_LE(entries("/proc/self/task"), threads + 3);
     EXPECT_LE(entries("/proc/self/fd"), descriptors + kRounds / 2);
   }

@@ -1,4 +1,4 @@
-// Tracks, options and texts of real media.
+// Tracks, selection options and subtitles of real media.
 
 #include <algorithm>
 #include <atomic>
@@ -39,7 +39,7 @@ void replaceIn(const std::string& path, const std::string& old, std::size_t befo
   std::ofstream(path, std::ios::binary) << content;
 }
 
-/// Makes `name` of timed text, with other samples for 0 to 1, 1 to 2, and 2 to 3 s.
+/// Creates `name` with three timed text samples of one second each.
 void makeTexts(const std::string& name, const std::string& options, const std::string& type,
                const std::vector<std::string>& samples) {
   const TestMedia& media = TestMedia::shared();
@@ -86,7 +86,7 @@ class MediaTracksTest : public ::testing::Test {
     harness.call([&](platform::MediaEngine& engine) { engine.seek(seconds); });
     ASSERT_TRUE(harness.untilTold("seek", before));
   }
-  /// What stands over the picture that is shown.
+  /// The subtitles of the current picture.
   static std::string textShown(EngineHarness& harness) {
     const auto frame = harness.frame();
     return frame && frame->subtitles ? frame->subtitles->textAt(frame->time) : "";
@@ -107,7 +107,7 @@ TEST_F(MediaTracksTest, NumbersAndOptionsAreThoseOfTheContainer) {
     for (const auto& each : facts.tracks)
       tracks += std::to_string(each.trackID) + each.mediaType + " ";
     EXPECT_EQ(tracks, "1video 2audio 3audio 4text 5text ");
-    EXPECT_EQ(group(harness, "visual"), nullptr) << "one picture is no choice";
+    EXPECT_EQ(group(harness, "visual"), nullptr) << "a single video track is not an option";
     ASSERT_NE(group(harness, "legible"), nullptr);
     const auto texts = group(harness, "legible")->options;
     ASSERT_EQ(texts.size(), 2u);
@@ -116,18 +116,18 @@ TEST_F(MediaTracksTest, NumbersAndOptionsAreThoseOfTheContainer) {
     EXPECT_FALSE(texts[0].forced);
     EXPECT_EQ(texts[1].languageTag, "fr");
     EXPECT_EQ(selected(harness, "legible"), std::string(name) == "tracks.mkv" ? "fr" : "none")
-        << "forced, as the sound's language is";
+        << "the forced text in the language of the audio";
   }
 }
 
-TEST_F(MediaTracksTest, LanguagesChooseAtTheStart) {
+TEST_F(MediaTracksTest, PreferredLanguagesAreSelectedInitially) {
   const struct {
     const char* name;
     std::vector<std::string> languages;
     std::string sound;
     std::string text;
   } cases[] = {
-      {"tracks.mkv", {}, "fr", "fr"},  // the author's choice, and the text that is forced there
+      {"tracks.mkv", {}, "fr", "fr"},  // the default track, and the forced text in its language
       {"tracks.mkv", {"en-GB"}, "en", "none"}, {"tracks.mkv", {"de", "fr-CA", "en"}, "fr", "fr"},
       {"tracks.mp4", {"en"}, "en", "none"},    {"languages.mp4", {"xx"}, "en", "none"},
   };
@@ -141,11 +141,11 @@ TEST_F(MediaTracksTest, LanguagesChooseAtTheStart) {
     EXPECT_EQ(selected(harness, "legible"), the.text);
     seek(harness, 2.5);
     harness.call([](platform::MediaEngine& engine) { engine.play(1); });
-    ASSERT_TRUE(harness.untilTold("end")) << "plays on";
+    ASSERT_TRUE(harness.untilTold("end")) << "playback continues";
   }
 }
 
-TEST_F(MediaTracksTest, TextIsShownByTheTimeOfThePicture) {
+TEST_F(MediaTracksTest, TextIsShownAtItsTime) {
   for (const char* name : {"tracks.mkv", "tracks.mp4"}) {
     SCOPED_TRACE(name);
     EngineHarness harness(true, {"en"});
@@ -166,7 +166,7 @@ TEST_F(MediaTracksTest, TextIsShownByTheTimeOfThePicture) {
   }
 }
 
-TEST_F(MediaTracksTest, SwitchingTextAndSoundNeverStops) {
+TEST_F(MediaTracksTest, SwitchingTextAndAudioNeverStopsPlayback) {
   EngineHarness harness(true, {"en"});
   harness.load(TestMedia::shared().fileURL("tracks.mkv"), MediaLoad{});
   ASSERT_TRUE(harness.untilTold("play 1"));
@@ -185,7 +185,7 @@ TEST_F(MediaTracksTest, SwitchingTextAndSoundNeverStops) {
   EXPECT_EQ(harness.misplaced(), 0);
 }
 
-TEST_F(MediaTracksTest, PlaylistsSayWhatStreamsAre) {
+TEST_F(MediaTracksTest, OptionsHaveThePropertiesInThePlaylist) {
   const TestMedia& media = TestMedia::shared();
   media.url("dated.m3u8");
   media.url("mapped.vtt");
@@ -203,7 +203,7 @@ TEST_F(MediaTracksTest, PlaylistsSayWhatStreamsAre) {
   EXPECT_EQ(options,
             "English en transcribes-spoken-dialog\nSchilder de forced\n"
             "Captions en transcribes-spoken-dialog\n");
-  EXPECT_EQ(selected(harness, "legible"), "de") << "as the sound is";
+  EXPECT_EQ(selected(harness, "legible"), "de") << "the language of the audio";
   const platform::Array log = harness.engine().accessLog();
   const auto* const entry = log[0].asDictionary();
   EXPECT_EQ(entry->get(platform::kAccessLogIndicatedBitrate), platform::Value(500000.0));
@@ -224,7 +224,7 @@ TEST_F(MediaTracksTest, ChaptersAreThoseOfTheContainer) {
     std::vector<platform::MediaChapter> chapters;
   } cases[] = {{"chapters.mkv", "", named},
                {"listed.mp4", "", named},
-               // In a track those without a name are left out.
+               // Chapters without a title are not in the track.
                {"track.mp4", "-movflags disable_chpl", {{0, "Chapter 1"}, {2, "Chapter 2"}}}};
   for (const auto& the : cases) {
     SCOPED_TRACE(the.name);
@@ -236,7 +236,7 @@ TEST_F(MediaTracksTest, ChaptersAreThoseOfTheContainer) {
   }
 }
 
-TEST_F(MediaTracksTest, ForcedTextsFollowTheSoundUnlessOneIsChosen) {
+TEST_F(MediaTracksTest, ForcedTextsFollowTheAudioUnlessTheUserHasSelectedOne) {
   EngineHarness harness;
   harness.load(TestMedia::shared().fileURL("tracks.mkv"), pausedLoad());
   ASSERT_TRUE(harness.untilTold("pause"));
@@ -253,7 +253,7 @@ TEST_F(MediaTracksTest, ForcedTextsFollowTheSoundUnlessOneIsChosen) {
   EXPECT_EQ(selected(harness, "legible"), "en");
 }
 
-TEST_F(MediaTracksTest, TextsThatNobodyReadsDoNoHarm) {
+TEST_F(MediaTracksTest, UnsupportedTextsDoNoHarm) {
   const TestMedia& media = TestMedia::shared();
   media.url("english.srt");
   media.url("unknown.mkv", "-i " + media.path("english.srt") +
@@ -272,7 +272,7 @@ TEST_F(MediaTracksTest, TextsThatNobodyReadsDoNoHarm) {
   }
 }
 
-TEST_F(MediaTracksTest, TextsBesideTheMediaAreOptionsToo) {
+TEST_F(MediaTracksTest, ExternalTextsAreOptions) {
   const TestMedia& media = TestMedia::shared();
   EngineHarness harness(true, {"en"});
   TVSMediaItem* playing = nullptr;
@@ -298,7 +298,7 @@ TEST_F(MediaTracksTest, TextsBesideTheMediaAreOptionsToo) {
   harness.frames().setWakeup([&] { isDrawnAgain = true; });
   playing->setMetadata(platform::kMediaItemSubtitleStyles,
                        platform::Array{"::cue(b) {color: red}"});
-  EXPECT_TRUE(isDrawnAgain) << "the cue that stands has other looks";
+  EXPECT_TRUE(isDrawnAgain) << "the current cue has the new styles";
   media::SubtitleCue cue = *harness.frame()->subtitles->at(0).at(0);
   ASSERT_TRUE(harness.frame()->subtitles->styles());
   harness.frame()->subtitles->styles()->applyTo(cue);
@@ -306,22 +306,22 @@ TEST_F(MediaTracksTest, TextsBesideTheMediaAreOptionsToo) {
   seek(harness, 2.5);
   EXPECT_TRUE(untilText(harness, "Ende"));
   select(harness, "legible", options[3].identifier);
-  EXPECT_TRUE(untilText(harness, "")) << "what is not there shows nothing, and fails nothing";
+  EXPECT_TRUE(untilText(harness, "")) << "a missing text is empty and causes no failure";
   select(harness, "legible", options[0].identifier);
   seek(harness, 0.2);
   EXPECT_TRUE(untilText(harness, "One & only\nsecond line"));
   EXPECT_EQ(harness.count("fail"), 0);
 }
 
-TEST_F(MediaTracksTest, TextsOfEveryFormAreShown) {
+TEST_F(MediaTracksTest, TextsOfEveryFormatAreShown) {
   const TestMedia& media = TestMedia::shared();
   media.url("dated.m3u8");
   media.url("mapped.vtt");
   media.url("german.m3u8");
   const struct {
     const char* name;
-    const char* beside;  // the text has a URL of its own
-    bool isAbove;        // and a place of its own
+    const char* beside;  // an external text
+    bool isAbove;        // the cue has a layout of its own
   } cases[] = {{"clip.mp4", "german.vtt", true},   {"clip.mp4", "german.srt", false},
                {"clip.mp4", "german.ttml", false}, {"ttml.mp4", nullptr, false},
                {"texts.m3u8", nullptr, true},      {"webvtt.mkv", nullptr, true},
@@ -337,7 +337,7 @@ TEST_F(MediaTracksTest, TextsOfEveryFormAreShown) {
   media.url("ass.mkv", withText("german.srt", "-c:v libx264 -c:s ass"));
   media.url("bare.mkv", withText("german.srt", "-c:v libx264 -c:s srt"));
   using std::string_literals::operator""s;
-  // In place of two fields.
+  // Replaces two fields of the track entry.
   replaceIn(media.path("bare.mkv"), "\x88\x81\0\x86\x8bS_TEXT/UTF8"s, 0,
             "\x86\x8eS_TEXT/WEBVTT\0"s);
   const std::string dash = "-f dash -seg_duration 1 -init_seg_name ";

@@ -1,4 +1,4 @@
-// What is prepared while something else plays, and the sound device that both want.
+// Preparing the next item during playback, and the sound device that both use.
 
 #include <gtest/gtest.h>
 
@@ -24,8 +24,8 @@ class NextItemTest : public ::testing::Test {
     harness->load(TestMedia::shared().url(name));
     ASSERT_TRUE(harness->untilTold("play 1"));
   }
-  /// Also waits until it is as far as it comes, of which nothing tells: a frame says no more than
-  /// that some time has passed, so what is asserted afterwards holds at any time.
+  /// Also waits until prerolling has finished. No event reports that, so the wait is for a number
+  /// of frames; the assertions afterwards do not depend on its length.
   MediaLoad prepare(const std::string& url, std::optional<double> start = {}) {
     MediaLoad load;
     load.item = std::make_shared<TVSURLMediaItem>(url, Texts{});
@@ -38,16 +38,17 @@ class NextItemTest : public ::testing::Test {
   std::unique_ptr<EngineHarness> harness;
 };
 
-TEST_F(NextItemTest, IsTakenOverWithItsFirstFrame) {
+TEST_F(NextItemTest, IsShownAtOnceWithItsFirstFrame) {
   ASSERT_NO_FATAL_FAILURE(begin("clip.mp4"));
   const MediaLoad next = prepare(TestMedia::shared().url("clip.mp4"), 1.0);
   ASSERT_TRUE(harness->untilTold("end"));
-  EXPECT_EQ(harness->told(), (Texts{"ready", "play 1", "end"})) << "it tells nothing of itself";
+  EXPECT_EQ(harness->told(), (Texts{"ready", "play 1", "end"}))
+      << "a prepared item reports no events";
   ASSERT_NE(harness->frame(), nullptr);
-  EXPECT_GT(harness->frame()->time, 2.5) << "and shows nothing";
-  EXPECT_EQ(sound->played().size(), 2u) << "a device that mixes is opened ahead";
+  EXPECT_GT(harness->frame()->time, 2.5) << "a prepared item shows no picture";
+  EXPECT_EQ(sound->played().size(), 2u) << "a shared device is opened in advance";
   harness->load({}, next);
-  // Before anything else has run: nobody sees an empty screen, and nothing is built again.
+  // Checked before any other task has run: the screen is never empty, and the pipeline is reused.
   ASSERT_NE(harness->frame(), nullptr);
   EXPECT_NEAR(harness->frame()->time, 1.0, kFrameSeconds);
   ASSERT_TRUE(harness->untilTold("end"));
@@ -56,8 +57,8 @@ TEST_F(NextItemTest, IsTakenOverWithItsFirstFrame) {
   EXPECT_EQ(harness->misplaced(), 0);
 }
 
-TEST_F(NextItemTest, NoTimePassesBetweenTwoOfAKind) {
-  // One that is exclusive opens for the next item when the one before is through.
+TEST_F(NextItemTest, PlaysWithoutAGap) {
+  // An exclusive device is opened for the next item after the previous one has released it.
   for (const bool exclusive : {false, true}) {
     ASSERT_NO_FATAL_FAILURE(begin("tone.m4a", exclusive));
     const MediaLoad next = prepare(TestMedia::shared().url("tone.m4a"));
@@ -75,19 +76,19 @@ TEST_F(NextItemTest, NoTimePassesBetweenTwoOfAKind) {
   }
 }
 
-TEST_F(NextItemTest, WhatIsNotWantedAfterAllGoes) {
+TEST_F(NextItemTest, IsDroppedIfAnotherItemIsLoaded) {
   ASSERT_NO_FATAL_FAILURE(begin("clip.mp4"));
   const auto first = prepare(TestMedia::shared().url("clip.mp4"));
   const auto second = prepare(TestMedia::shared().url("silent.mp4"));
   harness->load({}, first);
-  EXPECT_EQ(harness->frame(), nullptr) << "another was prepared since";
+  EXPECT_EQ(harness->frame(), nullptr) << "another item was prepared meanwhile";
   ASSERT_TRUE(harness->untilTold("play 1"));
   prepare(TestMedia::shared().url("clip.mp4"));
   harness->call([](platform::MediaEngine& engine) { engine.unload(); });
   EXPECT_TRUE(platform::WorkerThreads::waitForAll(std::chrono::seconds(30)));
 }
 
-TEST_F(NextItemTest, FailsInItsTurn) {
+TEST_F(NextItemTest, FailsOnlyWhenItIsLoaded) {
   for (const std::string& url :
        {TestMedia::shared().url("missing.mp4"), std::string("gopher://nowhere/a")}) {
     SCOPED_TRACE(url);
@@ -101,7 +102,7 @@ TEST_F(NextItemTest, FailsInItsTurn) {
   }
 }
 
-TEST_F(NextItemTest, PlaysOnWhileTheDeviceIsGone) {
+TEST_F(NextItemTest, PlaysOnWithoutAnAudioDevice) {
   ASSERT_NO_FATAL_FAILURE(begin("clip.mp4"));
   ASSERT_TRUE(harness->until([&] { return harness->engine().position() > 0.3; }));
   sound->isGone = true;
@@ -112,7 +113,7 @@ TEST_F(NextItemTest, PlaysOnWhileTheDeviceIsGone) {
   ASSERT_TRUE(harness->until([&] {
     const auto played = sound->played();
     return played.size() == 2 && played[1].buffers > 0;
-  })) << "it is back";
+  })) << "the device is in use again";
   ASSERT_TRUE(harness->untilTold("end"));
   EXPECT_EQ(harness->count("fail"), 0);
 }

@@ -1,4 +1,4 @@
-// Everything of HLS and DASH that docs/media.md names, played to its end.
+// Every feature of HLS and DASH in docs/media.md, played to its end.
 
 #include <algorithm>
 #include <cctype>
@@ -27,14 +27,14 @@ struct Row {
   const char* name;
   double duration = 3;
   int sounds = 1;
-  int texts = 0;            ///< with "Ende" from 2 to 2.9 s, where the row says so
-  double missingFrom = -1;  ///< the media have nothing between these
+  int texts = 0;            ///< number of texts; one shows "Ende" from 2 to 2.9 s if `readsText`
+  double missingFrom = -1;  ///< start of a gap in the media
   double missingUntil = -1;
-  std::int64_t error = 0;  ///< 0: it plays to the end
+  std::int64_t error = 0;  ///< 0: playback succeeds
   bool hasPicture = true;
   bool isKeyRefused = false;
   bool readsText = true;
-  double lastPicture = -1;  ///< none: the end
+  double lastPicture = -1;  ///< time of the last picture; -1: the end
 };
 
 std::ostream& operator<<(std::ostream& stream, const Row& row) { return stream << row.name; }
@@ -156,7 +156,7 @@ class KeyedItem final : public TVSURLMediaItem {
 
 class Presentations : public testing::TestWithParam<Row> {
  protected:
-  /// Plays to the end, or to an error, and watches the position on the way.
+  /// Plays to the end or to an error, and checks the position meanwhile.
   void play(double rate) {
     position = harness.engine().position();
     seenAt = clock.now();
@@ -167,7 +167,7 @@ class Presentations : public testing::TestWithParam<Row> {
           return harness.count("end") > 0 || harness.error();
         },
         kLimit);
-    ASSERT_TRUE(isOver) << "stays at " << position;
+    ASSERT_TRUE(isOver) << "stuck at " << position;
     EXPECT_EQ(jumps, "");
   }
   void watch(double rate) {
@@ -209,7 +209,7 @@ class Presentations : public testing::TestWithParam<Row> {
   double position = 0;
   platform::TimePoint seenAt;
   std::string jumps;
-  double picture = -1;  // the newest
+  double picture = -1;  // time of the newest picture
   std::set<std::string> texts;
 };
 
@@ -225,14 +225,14 @@ TEST_P(ClosedPresentations, PlayToTheEnd) {
   harness.load(url, load);
   ASSERT_TRUE(harness.until([&] { return harness.count("ready") > 0 || harness.error(); }, kLimit));
   if (!harness.error()) {
-    // Without codecs in the manifest they are known once a segment has been read.
+    // Without codecs in the manifest the tracks are known after the first segment.
     harness.until([&] { return tracks("audio") == row.sounds; }, kLimit);
     EXPECT_EQ(tracks("video"), row.hasPicture ? 1 : 0);
     EXPECT_EQ(tracks("audio"), row.sounds);
     EXPECT_EQ(textOptions().size(), static_cast<std::size_t>(row.texts));
     EXPECT_NEAR(harness.engine().facts().duration, row.duration, 0.2);
     if (row.texts > 0) selectText();
-    // At its own rate where a text has to be seen.
+    // At normal rate if a text has to be seen.
     play(row.texts > 0 ? 1 : 2);
   }
   ASSERT_EQ(harness.error() ? harness.error()->code : 0, row.error)
@@ -260,7 +260,7 @@ TEST_P(LivePresentations, PlayUntilTheyHaveEnded) {
   EXPECT_TRUE(harness.engine().facts().live);
   EXPECT_EQ(tracks("video"), 1);
   EXPECT_EQ(tracks("audio"), 1);
-  EXPECT_GT(harness.engine().position(), 0.5) << "near the edge";
+  EXPECT_GT(harness.engine().position(), 0.5) << "starts near the live edge";
   play(1);
   ASSERT_FALSE(harness.error()) << harness.error()->description();
   EXPECT_NEAR(harness.engine().position(), kLiveSeconds, 0.2);

@@ -15,7 +15,7 @@ namespace {
 
 using media::GstRef;
 
-/// The initialisation vector of each sample, by its time; "none" where a sample has none.
+/// The initialisation vectors of samples by their time; "none" if a sample has none.
 using Vectors = std::map<GstClockTime, std::string>;
 
 std::string vectorOf(GstBuffer* sample) {
@@ -41,7 +41,7 @@ bool reachesEnd(GstElement* pipeline) {
   return message && GST_MESSAGE_TYPE(message.get()) == GST_MESSAGE_EOS;
 }
 
-TEST(QtdemuxEncryptedSeek, VectorsAreLostByASeekBackWithTheVersionsOfTheTable) {
+TEST(QtdemuxEncryptedSeek, VectorsAreLostAfterASeekBackInTheVersionsOfTheTable) {
   media::warmUpMedia();
   const std::string url = TestMedia::shared().fileURL("encrypted.mp4");
   const std::string path = url.substr(std::string("file://").size());

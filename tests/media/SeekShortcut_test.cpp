@@ -8,7 +8,7 @@ namespace {
 
 using namespace std::string_literals;
 
-// Heads of the parts of a stream: the upper three bits say whether others refer to it.
+// NAL units: nal_ref_idc in the header byte says whether other pictures refer to it.
 const std::string kDelimiter = "\x09\xf0";
 const std::string kDisposable = "\x01picture";
 const std::string kReferred = "\x41picture";
@@ -31,7 +31,7 @@ bool isDisposable(const std::string& bytes, guint lengthSize) {
                                  lengthSize);
 }
 
-TEST(SeekShortcut, TellsPicturesThatNothingRefersTo) {
+TEST(SeekShortcut, RecognisesDisposablePictures) {
   const struct {
     const char* what;
     std::initializer_list<std::string> parts;
@@ -52,7 +52,7 @@ TEST(SeekShortcut, TellsPicturesThatNothingRefersTo) {
   }
 }
 
-TEST(SeekShortcut, KeepsWhatItCannotRead) {
+TEST(SeekShortcut, KeepsUnreadablePictures) {
   const std::string whole = withLengths({kDisposable});
   for (std::size_t size = 0; size < whole.size(); ++size)
     EXPECT_FALSE(isDisposable(whole.substr(0, size), 4)) << size;

@@ -1,4 +1,4 @@
-// Which streams play for what is asked, on descriptions of streams alone.
+// Selection of streams, with descriptions only.
 
 #include "media/pipeline/StreamCatalog.h"
 
@@ -22,20 +22,20 @@ StreamDescription stream(std::string id, GstStreamType type, std::string languag
   return description;
 }
 
-/// A film with a picture, two sounds and three texts; nothing but picture and first sound plays.
+/// A film with one video, two audio and three text streams. Video and the first audio stream play.
 class StreamCatalogTest : public testing::Test {
  protected:
   StreamCatalogTest() {
     EXPECT_TRUE(catalog.update(streams));
-    EXPECT_FALSE(catalog.update(streams)) << "collections are posted several times";
+    EXPECT_FALSE(catalog.update(streams)) << "the same collection again";
   }
-  /// Of the tracks, in their order.
+  /// One character for each track: '+' or '-'.
   std::string enabled() const {
     std::string text;
     for (const auto& track : catalog.tracks()) text += track.enabled ? '+' : '-';
     return text;
   }
-  /// The one of a characteristic, or "none".
+  /// The selected option of a group, or "none".
   std::string selected(std::string_view characteristic) const {
     for (const auto& group : catalog.groups()) {
       if (group.characteristic == characteristic && group.selected)
@@ -57,9 +57,9 @@ class StreamCatalogTest : public testing::Test {
   StreamCatalog catalog;
 };
 
-TEST_F(StreamCatalogTest, ATextTrackIsEnabledWhileItIsShown) {
+TEST_F(StreamCatalogTest, TextTrackIsEnabledWhileItIsShown) {
   EXPECT_EQ(enabled(), "++----");
-  // What flows is not shown yet.
+  // A text stream that flows is not shown yet.
   catalog.updateSelection({"v", "a-en", "t-en"});
   EXPECT_EQ(enabled(), "++----");
   EXPECT_FALSE(catalog.plays(GST_STREAM_TYPE_TEXT));
@@ -67,13 +67,13 @@ TEST_F(StreamCatalogTest, ATextTrackIsEnabledWhileItIsShown) {
   ASSERT_TRUE(choose(catalog.withTrack(4, true)));
   EXPECT_EQ(enabled(), "++-+--");
   EXPECT_EQ(selected("legible"), "t-en");
-  // One of a kind plays at a time.
+  // Only one stream of each kind plays.
   ASSERT_TRUE(choose(catalog.withTrack(5, true)));
   EXPECT_EQ(enabled(), "++--+-");
-  EXPECT_FALSE(catalog.withTrack(5, true)) << "it plays";
-  EXPECT_FALSE(catalog.withTrack(9, true)) << "there is none";
+  EXPECT_FALSE(catalog.withTrack(5, true)) << "already enabled";
+  EXPECT_FALSE(catalog.withTrack(9, true)) << "unknown track";
 
-  // Switched off, it flows on and is not shown.
+  // A deselected text stream still flows.
   const auto off = catalog.withTrack(5, false);
   ASSERT_TRUE(off);
   EXPECT_FALSE(catalog.changesStreams(*off));
@@ -82,14 +82,14 @@ TEST_F(StreamCatalogTest, ATextTrackIsEnabledWhileItIsShown) {
   EXPECT_EQ(selected("legible"), "none");
 }
 
-TEST_F(StreamCatalogTest, SomethingPlaysWhateverIsSwitchedOff) {
+TEST_F(StreamCatalogTest, LastStreamCannotBeDisabled) {
   ASSERT_TRUE(choose(catalog.withTrack(1, false)));
   EXPECT_EQ(enabled(), "-+----");
-  EXPECT_FALSE(catalog.withTrack(2, false)) << "nothing would be left";
+  EXPECT_FALSE(catalog.withTrack(2, false)) << "the last stream";
   EXPECT_TRUE(catalog.hasMedia());
 }
 
-TEST_F(StreamCatalogTest, ForcedTextsFollowTheSoundUnlessSomebodyHasChosen) {
+TEST_F(StreamCatalogTest, ForcedTextsFollowTheAudioUnlessTheUserHasSelected) {
   ASSERT_TRUE(choose(catalog.withOption("audible", "a-fr")));
   EXPECT_EQ(enabled(), "+-+--+");
   ASSERT_TRUE(choose(catalog.withOption("audible", "a-en")));
@@ -109,19 +109,19 @@ TEST_F(StreamCatalogTest, PrefersTheUsersLanguages) {
   ASSERT_TRUE(french);
   EXPECT_THAT(french->streams, ElementsAre("v", "a-fr", "f-fr"));
   EXPECT_TRUE(french->showsText && french->textFollowsSound);
-  EXPECT_FALSE(catalog.preferred({"de"})) << "the first sound plays";
+  EXPECT_FALSE(catalog.preferred({"de"})) << "the first audio stream plays already";
 
   auto described = streams;
   described[1].characteristics = {std::string(platform::kMediaOptionDescribesVideo)};
   catalog.update(described);
   ASSERT_TRUE(choose(catalog.preferred({"en"})));
-  EXPECT_EQ(selected("audible"), "a-fr") << "a description is for those who ask for it";
+  EXPECT_EQ(selected("audible"), "a-fr") << "audio descriptions are not selected by default";
   described[1].language.clear();
   catalog.update(described);
   EXPECT_FALSE(catalog.knowsLanguages());
 }
 
-TEST_F(StreamCatalogTest, TracksHaveTheContainersNumbersWhereEachHasOne) {
+TEST_F(StreamCatalogTest, TracksHaveTheNumbersOfTheContainer) {
   auto numbered = streams;
   for (std::size_t i = 0; i < numbered.size(); ++i)
     numbered[i].number = static_cast<std::uint32_t>(100 + i);

@@ -5,7 +5,7 @@
 namespace media {
 namespace {
 
-TEST(WorkaroundRules, VersionsAndTheSettingDecide) {
+TEST(WorkaroundRules, VersionsAndTheSettingDecideWhatIsActive) {
   const std::vector<WorkaroundRule> rules = {
       {"Exact", "player", {{{1, 22, 0}, {1, 22, 0}}, {{1, 26, 2}, {1, 26, 2}}}},
       {"Range", "player", {{{1, 22, 0}, {1, 26, 2}}}},

@@ -11,7 +11,7 @@
 
 namespace media {
 
-/// Reports what has become true, and what has been reported already is not reported again.
+/// Reports events, each only once until it is renewed.
 ///
 /// Threads: the pipeline's.
 class Announcements {
@@ -22,15 +22,14 @@ class Announcements {
   void ready();
   void stall();
   void facts();
-  /// Before the load is ready nobody waits for them.
   void factsIfReady();
   void selection(const std::string& characteristic);
   void seek(std::uint64_t serial);
-  /// When `held`, not before withheldFailure().
+  /// With `held` it is reported by withheldFailure().
   void failure(platform::Error error, bool held);
   void withheldFailure();
 
-  // Once each, until something below makes it new again.
+  // Reported once, until the function below is called.
   void play();
   void pause();
   void end();

@@ -6,14 +6,14 @@
 namespace media {
 namespace {
 
-/// A demuxer that waits is normal: decoders and sinks hold media for a while. Only when it has
-/// waited for so long are the sinks looked at, and again after each interval.
+/// A waiting demuxer is normal, because decoders and sinks have data for a while. After this time
+/// the sinks are checked for an underrun, and again after each interval.
 constexpr auto kDryInterval = std::chrono::milliseconds(100);
 
-/// After a stall, a demuxer that has not waited for so long has filled the queues behind it.
+/// After a stall, a demuxer that has not waited for this long has filled the queues.
 constexpr auto kRefillTime = std::chrono::milliseconds(300);
 
-/// So much is to have come after a stall when "100 %" is told.
+/// The amount of data that counts as "100 %" after a stall.
 constexpr double kRefillSeconds = 2;
 constexpr double kUnknownBitrate = 4e6;
 
@@ -43,7 +43,7 @@ void Buffering::stop() {
   _refilledAt.reset();
 }
 
-/// Where bytes come slowly, waits begin and end all the time: one look is due after each of them.
+/// On slow networks waits begin and end all the time: at least one check is due after each of them.
 void Buffering::_watchDryness() {
   if (!_state.timeRuns)
     _dryAt.reset();
@@ -70,7 +70,7 @@ void Buffering::_stall() {
   if (std::exchange(_state.buffering, true)) return;
   const auto& item = _load.setup.item;
   _bytesAtStall = item ? item->statistics().bytesTransferred : 0;
-  // The demuxer may have gone on since the look became due: then nothing else ends this stall.
+  // The demuxer may have resumed since the check was scheduled: nothing else would end this stall.
   if (!_state.waits) _refilledAt = _load.clock.now() + kRefillTime;
   _player.setState(GST_STATE_PAUSED);
   _announcements.renewPlay();

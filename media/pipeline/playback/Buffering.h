@@ -14,7 +14,7 @@
 
 namespace media {
 
-/// Stalls: when media do not come in time, the player pauses until enough have come.
+/// Stalls: pauses the player when the sinks run out of data, and resumes when enough was loaded.
 ///
 /// Threads: the pipeline's.
 class Buffering {
@@ -28,18 +28,17 @@ class Buffering {
         _silence(silence),
         _announcements(announcements) {}
 
-  /// Watches the sinks that are there.
   void watch(const PlayerElements& elements);
-  /// The demuxer waits for bytes, or no longer.
+  /// The demuxer begins or ends waiting for bytes.
   void noteWaiting(bool waits);
   void noteTimeChange() { _watchDryness(); }
-  /// A seek begins: what it needs has yet to come.
+  /// A seek begins: earlier buffering state is void.
   void noteSeek();
   void stop();
 
   std::optional<platform::TimePoint> dryAt() const { return _dryAt; }
   std::optional<platform::TimePoint> refilledAt() const { return _refilledAt; }
-  /// At these times.
+  // Call these when the time above is reached.
   void handleDryness();
   void handleRefill();
 
@@ -57,9 +56,9 @@ class Buffering {
   Announcements& _announcements;
   SinkProgress _videoProgress;
   SinkProgress _soundProgress;
-  std::uint64_t _bytesAtStall = 0;                 // of the item's transfers
-  std::optional<platform::TimePoint> _dryAt;       // look whether the sinks have run dry
-  std::optional<platform::TimePoint> _refilledAt;  // the demuxer has had enough for so long
+  std::uint64_t _bytesAtStall = 0;                 // bytes transferred for the item
+  std::optional<platform::TimePoint> _dryAt;       // when to check for an underrun of the sinks
+  std::optional<platform::TimePoint> _refilledAt;  // when the queues count as filled
 };
 
 }  // namespace media

@@ -10,7 +10,7 @@
 namespace media {
 namespace {
 
-/// No need to look more often, however close things are.
+/// The shortest time between two updates.
 constexpr auto kLeast = std::chrono::milliseconds(20);
 
 BoxBytes boxBytesOf(const std::string& bytes) {
@@ -19,7 +19,7 @@ BoxBytes boxBytesOf(const std::string& bytes) {
 
 }  // namespace
 
-/// The pipeline's thread looks when it is due.
+/// Makes the pipeline's thread check for metadata that is due.
 void CurrentMetadata::_wake() {
   _load.mailbox->post([] {});
 }
@@ -47,7 +47,7 @@ void CurrentMetadata::noteTags(const GstTagList* tags) {
     changed = true;
   }
   if (!changed) return;
-  // What is known before anything plays is so from the beginning.
+  // Tags known before playback apply from the beginning.
   const double seconds = _state.ready ? _load.position.seconds() : 0;
   _timeline->add(MetadataTimeline::Source::Tags, seconds, _tagItems);
 }

@@ -16,7 +16,7 @@
 
 namespace media {
 
-/// The timed metadata of an item, and which of them belong to the position that plays.
+/// The timed metadata of an item, and those of the current position.
 ///
 /// Threads: the pipeline's; addID3() and addEvent() any, until the pipeline has been taken down.
 class CurrentMetadata {
@@ -24,18 +24,18 @@ class CurrentMetadata {
   CurrentMetadata(LoadContext& load, const PlaybackState& state, Announcements& announcements)
       : _load(load), _state(state), _announcements(announcements) {}
 
-  /// Reads them from the demuxers of a plain resource.
+  /// Reads metadata from the demuxers of a plain resource.
   void watch(GstElement* player);
-  /// A radio station says what plays.
+  /// Adds the header fields of a radio station.
   void noteStation(const streaming::ResourceReader& resource);
   void noteTags(const GstTagList* tags);
-  /// The events that the manifest of a presentation has.
+  /// Adds the events in the manifest of a presentation.
   void noteEvents();
   void addID3(double seconds, const std::string& tag);
   void addEvent(double segmentStart, double timeOffset, const std::string& box);
 
   void update();
-  /// When more is due.
+  /// When the metadata of the position change next.
   std::optional<platform::TimePoint> updateAt() const { return _updateAt; }
 
  private:
@@ -46,7 +46,7 @@ class CurrentMetadata {
   Announcements& _announcements;
   const std::shared_ptr<MetadataTimeline> _timeline = std::make_shared<MetadataTimeline>();
   std::shared_ptr<const streaming::Presentation> _eventsOf;
-  MetadataTimeline::Items _tagItems;  // the newest of each
+  MetadataTimeline::Items _tagItems;  // the newest value of each tag
   std::optional<platform::TimePoint> _updateAt;
 };
 

@@ -40,7 +40,7 @@ void FactsReader::_readPlayer() {
   const bool file = _load.setup.url.starts_with("file:");
   facts.live = _state.live || (_state.prerolled && facts.duration <= 0 && !file);
 
-  // What is fetched is told by the item.
+  // The loaded ranges of other items are added by the engine.
   if (file) facts.loaded = facts.seekable;
   if (_state.ready && !_state.buffering) {
     facts.likelyToKeepUp = true;

@@ -17,7 +17,6 @@ class FactsReader {
               const StreamCatalog& catalog, const TextBranch& texts)
       : _load(load), _elements(elements), _state(state), _catalog(catalog), _texts(texts) {}
 
-  /// Reads all of them and publishes them.
   void refresh();
 
  private:

@@ -12,7 +12,7 @@
 
 namespace media {
 
-/// What the owner of a load, on any thread, shares with the pipeline's thread.
+/// The data of a load that the pipeline's thread shares with other threads.
 struct LoadContext {
   LoadContext(const platform::Clock& loadClock, PipelineSetup loadSetup);
 

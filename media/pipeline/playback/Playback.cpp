@@ -112,7 +112,7 @@ void Playback::_loop() {
     if (_state.closing) return;
     _reconcile();
     _updateMetadata();
-    // Unbounded without a deadline: whoever wants something posts a message.
+    // Without a deadline there is no time-out: every command is accompanied by a message.
     const GstRef<GstMessage> message(gst_bus_timed_pop(_elements.bus.get(), _untilDeadline()));
     if (message)
       _handle(message.get());
@@ -132,13 +132,13 @@ void Playback::_reconcile() {
     }
     if (!_state.ready && !_wanted.held) _becomeReady();
     if (_selection.beginNext()) {
-      // Whatever else is due waits for the answer, or comes round again at once.
+      // Other changes wait for the end of the selection, or are made at once if it has ended.
       if (!_selection.isUnderWay()) _reconcile();
       return;
     }
   }
-  // Before the first frame nothing is gained by a pause in between, unless a start point is to
-  // come.
+  // Before preroll go straight to PLAYING: a pause would only delay the start. But with a start
+  // position, a seek follows preroll.
   const bool mayRun = _state.prerolled ? !_state.atEnd && !_state.buffering && !_state.scrubbing
                                        : !_wanted.needsSeek(_state);
   const GstState state =
@@ -202,7 +202,7 @@ void Playback::_fail(platform::Error error) {
   _scrubbing.cancelStep();
   if (_state.timeRuns) _player.hold(_load.position.seconds());
   _announcements.failure(std::move(error), _wanted.held);
-  // Connections and devices are let go at once; the owner may keep the load to look at.
+  // Release connections and devices at once: the owner may keep a failed load for long.
   _letGo();
 }
 
@@ -217,7 +217,7 @@ void Playback::_letGo() {
     _elements.presentation->close();
   else if (_elements.player)
     gst_element_set_state(_elements.player.get(), GST_STATE_NULL);
-  // It is open even where nothing has come to play on it.
+  // The device is open even if the sink never got data.
   if (_elements.sound && _elements.sound->element())
     gst_element_set_state(_elements.sound->element(), GST_STATE_NULL);
 }

@@ -30,24 +30,24 @@
 
 namespace media {
 
-/// What a pipeline's thread does: it builds the player, handles its bus, and changes it until it
-/// does what is wanted. A failure does not end it; close() does.
+/// The main loop of a pipeline's thread: builds the player, handles its bus, and changes it until
+/// it matches the requests. close() ends the loop; a failure does not.
 ///
-/// Threads: the pipeline's, but setSubtitleStyles() any.
+/// Threads: the pipeline's; setSubtitleStyles() any.
 ///
-/// Files: Playback.cpp runs the loop, PlaybackOpening.cpp opens the item and follows a
-/// presentation, PlaybackMessages.cpp handles the bus and deadlines.
+/// Files: Playback.cpp has the loop, PlaybackOpening.cpp opens the item and handles changes of a
+/// presentation, PlaybackMessages.cpp handles messages and deadlines.
 class Playback {
  public:
-  /// Commands come through the mailbox of `load`.
+  /// Commands arrive in the mailbox of `load`.
   explicit Playback(LoadContext& load);
   Playback(const Playback&) = delete;
   Playback& operator=(const Playback&) = delete;
 
-  /// From the first message to the end of the player. Returns after close().
+  /// Runs until close() is called, then stops the player.
   void run();
 
-  // As in Pipeline.
+  // See Pipeline.
   void begin(const PlaybackRequest& request, const std::function<void()>& waitForPredecessor);
   void play(double rate);
   void pause();
@@ -96,7 +96,7 @@ class Playback {
   void _handleDeadline();
   void _lookForLostError();
   void _handleSilence();
-  /// Why the media do not come, where it is the network's or the sender's fault.
+  /// Returns the failure of the network or the sender, if that is why no data arrives.
   std::optional<platform::Error> _itemFailure() const;
 
   LoadContext& _load;

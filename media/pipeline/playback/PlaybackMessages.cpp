@@ -1,4 +1,4 @@
-// Handles the messages on the bus, and what is due when none comes. On the pipeline's thread.
+// Handles messages of the bus and deadlines. On the pipeline's thread.
 
 #include <utility>
 
@@ -47,12 +47,12 @@ void Playback::_handle(GstMessage* message) {
       _player.setState(GST_STATE_PLAYING);
     }
   } else if (type == GST_MESSAGE_QOS) {
-    // One for each picture that came too late.
+    // Posted for each dropped picture.
     _load.statistics.noteDroppedFrame();
   } else if (type == GST_MESSAGE_LATENCY) {
     gst_bin_recalculate_latency(GST_BIN(_player.element()));
   }
-  // State changes and wake-ups say no more than that it is time to look.
+  // Other messages only wake the thread.
 }
 
 void Playback::_handleError(GstMessage* message) {
@@ -87,7 +87,7 @@ void Playback::_handleTags(GstMessage* message) {
   const GstRef<GstTagList> tags(parsed);
   _metadata.noteTags(parsed);
   gchar* title = nullptr;
-  // A stream's own title names a track.
+  // Tags in stream scope describe a track.
   if (gst_tag_list_get_scope(parsed) == GST_TAG_SCOPE_GLOBAL &&
       gst_tag_list_get_string(parsed, GST_TAG_TITLE, &title)) {
     const GstRef<gchar> owned(title);
@@ -97,12 +97,12 @@ void Playback::_handleTags(GstMessage* message) {
       _announcements.factsIfReady();
     }
   }
-  // Streams are told of before what is known about them, such as their language.
+  // Tags with properties of streams, such as their language, arrive after the collection.
   _selection.update();
 }
 
 void Playback::_noteChapters(std::vector<platform::MediaChapter> chapters) {
-  // Each sink tells the same.
+  // Every sink posts the same table of contents.
   if (chapters == _load.facts.newest().chapters) return;
   _load.facts.newest().chapters = std::move(chapters);
   _load.facts.publish();
@@ -112,7 +112,7 @@ void Playback::_noteChapters(std::vector<platform::MediaChapter> chapters) {
 void Playback::_handleAsyncDone() {
   GstElement* const player = _player.element();
   GST_OBJECT_LOCK(player);
-  // A flush came after this message had been sent, and another one follows; or an error did.
+  // Outdated: a flush has happened since, and another message follows; or there was an error.
   const bool prerolling = GST_STATE_PENDING(player) == GST_STATE_PAUSED ||
                           GST_STATE_RETURN(player) == GST_STATE_CHANGE_FAILURE;
   GST_OBJECT_UNLOCK(player);
@@ -121,7 +121,7 @@ void Playback::_handleAsyncDone() {
     _finishSeek();
   } else if (!_state.prerolled) {
     if (_state.knowsStreams && !_catalog.hasMedia()) {
-      // A single picture has been put already.
+      // A single image may have been shown already.
       _load.setup.frames->close(_load.setup.ticket);
       return _fail(unrecognizedError());
     }
@@ -133,7 +133,7 @@ void Playback::_handleAsyncDone() {
 }
 
 void Playback::_handleEnd() {
-  // One that was sent before a seek began says nothing.
+  // Ignore EOS from before a seek.
   if (_state.seeking || _state.atEnd) return;
   const double duration = _load.facts.newest().duration;
   double end = _player.position();
@@ -179,7 +179,7 @@ void Playback::_handleSilence() {
   if (_selection.isUnderWay())
     _selection.finish();
   else if (_load.setup.item && _load.setup.item->isBusy())
-    _silence.noteProgress();  // transfers end by themselves
+    _silence.noteProgress();  // transfers have time-outs of their own
   else if (!_state.failed)
     _fail(_itemFailure().value_or(silenceError()));
 }

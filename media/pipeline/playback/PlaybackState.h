@@ -4,15 +4,15 @@
 
 namespace media {
 
-/// At a higher speed only key frames are shown, and there is no sound.
+/// Above this rate only key frames are shown, without sound.
 constexpr double kTrickRate = 2;
 
-/// The state of a pipeline. Belongs to the pipeline's thread.
+/// The state of a pipeline. Only used on the pipeline's thread.
 struct PlaybackState {
-  bool knowsStreams = false;  ///< a stream collection has come
+  bool knowsStreams = false;  ///< a stream collection was posted
   bool prerolled = false;
   bool ready = false;
-  bool live = false;  ///< as the library says
+  bool live = false;  ///< reported by GStreamer
   bool failed = false;
   bool closing = false;
 
@@ -23,7 +23,7 @@ struct PlaybackState {
   bool timeRuns = false;
   bool atEnd = false;
   bool buffering = false;  ///< stalled
-  bool waits = false;      ///< the demuxer waits for bytes
+  bool waits = false;      ///< the demuxer is waiting for bytes
 };
 
 }  // namespace media

@@ -12,7 +12,7 @@
 
 namespace media {
 
-/// The state of the player and the time that it plays.
+/// The state of the player element and its position.
 ///
 /// Threads: the pipeline's.
 class Player {
@@ -21,20 +21,20 @@ class Player {
          PlaybackState& state)
       : _load(load), _elements(elements), _wanted(wanted), _state(state) {}
 
-  /// `changed` is called when time begins to run or stops.
+  /// `changed` is called when playback time starts or stops.
   void whenTimeChanges(std::function<void()> changed) { _timeChanged = std::move(changed); }
 
   GstElement* element() const { return _elements.player.get(); }
-  /// What was asked for last; the player may be on its way there.
+  /// The state that was set last; it may not be reached yet.
   GstState requested() const { return _requested; }
   void setState(GstState state);
-  /// Back to the null state before the preroll, to begin anew.
+  /// Returns to the null state before preroll, to start again.
   void reset();
 
   void setTimeRuns(bool runs);
-  /// Time stands still at `seconds`.
+  /// Stops the position at `seconds`.
   void hold(double seconds);
-  /// The position runs on from where the player is.
+  /// Runs the position from the player's current one.
   void runPosition();
   double position() const;
 

@@ -10,9 +10,8 @@
 
 namespace media {
 
-/// Plays backwards what the library plays only forwards, such as media that come over HTTP: the
-/// player stays paused, time is counted here, and a few times a second a seek shows the key frame
-/// of the time.
+/// Reverse playback of media that GStreamer can only play forwards, such as media over HTTP: the
+/// player is paused, the position runs here, and a seek shows a key frame a few times a second.
 ///
 /// Threads: the pipeline's.
 class Scrubbing {
@@ -21,19 +20,19 @@ class Scrubbing {
             SilenceGuard& silence)
       : _load(load), _wanted(wanted), _state(state), _player(player), _silence(silence) {}
 
-  /// False: the media cannot be sought.
+  /// Returns false if the media are not seekable.
   bool begin(double destination);
   void end();
-  /// Begins a seek. False: the player refuses it.
+  /// Begins a seek. Returns false if the player rejects it.
   bool seekTo(double seconds);
-  /// Time runs, and a step is due in a while.
+  /// Runs the position and schedules the next step.
   void run();
   void pause();
-  /// When the next key frame is to be shown.
+  /// When to show the next key frame.
   std::optional<platform::TimePoint> stepAt() const { return _stepAt; }
   void postponeStep();
   void cancelStep() { _stepAt.reset(); }
-  /// Where it ends.
+  /// Where reverse playback ends.
   double limit() const { return _wanted.reverseEnd.value_or(0); }
 
  private:

@@ -10,7 +10,7 @@
 namespace media {
 namespace {
 
-/// Demuxers end at once when sent to the very end, and show nothing.
+/// After a seek to the very end demuxers send EOS at once and no picture. Seek this much before it.
 constexpr double kBeforeEnd = 0.02;
 
 gint64 nanoseconds(double seconds) {
@@ -19,7 +19,7 @@ gint64 nanoseconds(double seconds) {
 
 GstSeekFlags seekFlags(double rate) {
   int flags = GST_SEEK_FLAG_FLUSH | GST_SEEK_FLAG_ACCURATE;
-  // Beyond what can be decoded in time, key units are shown.
+  // At high rates decoding is too slow: show key units only.
   if (std::abs(rate) > kTrickRate)
     flags = GST_SEEK_FLAG_FLUSH | GST_SEEK_FLAG_TRICKMODE | GST_SEEK_FLAG_TRICKMODE_KEY_UNITS |
             GST_SEEK_FLAG_TRICKMODE_NO_AUDIO;
@@ -49,7 +49,7 @@ void Seeking::resolveDate() {
     return;
   }
   if (!_wanted.position) _unanswered.reset();
-  // The picture that waits has been kept back for the sake of it.
+  // The preroll picture was hidden for the seek: show it.
   if (!_state.ready) _wanted.flush = true;
 }
 
@@ -61,7 +61,7 @@ double Seeking::_destination() const {
   else if (_wanted.fraction && facts.duration > 0)
     seconds = *_wanted.fraction * facts.duration;
   else if (!_wanted.fraction || facts.live)
-    seconds = _player.position();  // a live stream has no fractions, and plays at its edge
+    seconds = _player.position();  // a live stream has no fractions and starts at its edge
   if (!std::isfinite(seconds)) seconds = seconds > 0 ? facts.duration : 0;
   seconds = std::max(0.0, seconds);
   if (facts.duration > 0) seconds = std::min(seconds, facts.duration);
@@ -80,13 +80,13 @@ Seeking::Segment Seeking::_segmentAt(double destination) const {
   const bool atStart = !forward && destination <= kBeforeEnd;
   const double lastStart = duration > 0 ? std::max(0.0, duration - kBeforeEnd) : HUGE_VAL;
 
-  // Always explicit: a stop that is left as it was would keep the last one.
+  // Always set: GStreamer would keep the previous stop position.
   Segment segment{.rate = _wanted.rate,
                   .start = nanoseconds(std::min(destination, lastStart)),
                   .stop = -1,
                   .isEnd = beyondEnd || atStart};
   if (segment.isEnd) {
-    segment.rate = 1;  // shows the picture there, and that is all
+    segment.rate = 1;  // only shows the picture at the end
   } else if (forward) {
     if (end) segment.stop = nanoseconds(*end);
   } else {
@@ -117,7 +117,7 @@ void Seeking::begin() {
   _buffering.noteSeek();
   _endsAfter = segment.isEnd;
   _scrubbing.end();
-  // Demuxers may take a seek that their source cannot follow, and wait for ever.
+  // Some demuxers accept a seek that their source cannot perform, and then wait forever.
   _facts.refresh();
   _state.seeking = !_load.facts.newest().seekable.empty() && _send(segment, destination);
   if (_state.seeking) {
@@ -129,7 +129,7 @@ void Seeking::begin() {
     _silence.noteProgress();
     return;
   }
-  // Media that cannot be sought: what was asked is dropped, and what is told is what is.
+  // Not seekable: drop the request and report the actual state.
   TVSLogWarning(TVSSystemLog, "Media cannot be sought to %f at rate %f", destination, _wanted.rate);
   _wanted.rate = _state.rate;
   _state.stop = _wanted.stop();
@@ -140,7 +140,7 @@ void Seeking::begin() {
 
 void Seeking::_answer() {
   if (!_unanswered || !_state.ready) return;
-  // A newer request is on its way to its own answer.
+  // A newer request will be reported instead.
   if (_wanted.position) return;
   _announcements.seek(*std::exchange(_unanswered, std::nullopt));
 }
@@ -162,7 +162,7 @@ bool Seeking::stepScrubbing() {
   _endsAfter = seconds <= end;
   if (_endsAfter) _player.hold(end);
   if (_scrubbing.seekTo(std::max(seconds, end))) return false;
-  // Without pictures it still ends where it should.
+  // If seeks fail, time still runs to the end.
   if (!_endsAfter) _scrubbing.postponeStep();
   return _endsAfter;
 }

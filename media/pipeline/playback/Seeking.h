@@ -18,7 +18,7 @@
 
 namespace media {
 
-/// Seeks. A seek also changes the rate and the end time, and makes a new selection flow.
+/// Seeks. A seek also changes the rate and the end time, and activates a new selection.
 ///
 /// Threads: the pipeline's.
 class Seeking {
@@ -41,14 +41,14 @@ class Seeking {
 
   void request(double seconds, std::uint64_t serial);
   void requestDate(platform::Date date, std::uint64_t serial);
-  /// A wanted date becomes a wanted position, as the time line is known now.
+  /// Converts a requested date to a position once the time line is known.
   void resolveDate();
-  /// Begins a seek to what is wanted. When the media cannot be sought, no seek is under way
-  /// afterwards, and what was wanted of it is dropped.
+  /// Begins a seek to the requested position. If the media are not seekable, there is no seek and
+  /// the request is dropped.
   void begin();
-  /// The seek has ended.
+  /// Call it when the seek has ended.
   void finish();
-  /// A step of scrubbing is due. True: scrubbing is at its end, without a seek.
+  /// Performs a step of Scrubbing. Returns true if it has reached the end without a seek.
   bool stepScrubbing();
 
  private:
@@ -56,7 +56,7 @@ class Seeking {
     double rate;
     gint64 start;
     gint64 stop;
-    bool isEnd;  // nothing of it plays
+    bool isEnd;  // nothing in it is played
   };
   double _destination() const;
   Segment _segmentAt(double destination) const;
@@ -74,8 +74,8 @@ class Seeking {
   Scrubbing& _scrubbing;
   SilenceGuard& _silence;
   Announcements& _announcements;
-  std::optional<std::uint64_t> _unanswered;  // the newest request
-  bool _endsAfter = false;                   // the seek that is under way shows the end
+  std::optional<std::uint64_t> _unanswered;  // serial of the newest request that was not reported
+  bool _endsAfter = false;                   // the current seek leads to the end
 };
 
 }  // namespace media

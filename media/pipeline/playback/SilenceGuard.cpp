@@ -3,10 +3,10 @@
 namespace media {
 namespace {
 
-/// Without any sign of life from the media for this long, a load or a seek has failed.
+/// A load or a seek fails after this time without progress.
 constexpr auto kSilenceLimit = std::chrono::seconds(15);
 
-/// When no stream has been found for this long, the demuxers may have given up.
+/// Without a stream after this time, a demuxer may have failed silently.
 constexpr auto kShortSilence = std::chrono::seconds(2);
 
 }  // namespace

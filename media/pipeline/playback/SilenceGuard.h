@@ -7,7 +7,7 @@
 
 namespace media {
 
-/// Limits how long a load or a seek may go on without any sign of life from the media.
+/// A time-out for loads and seeks, restarted by each sign of progress.
 ///
 /// Threads: the pipeline's.
 class SilenceGuard {
@@ -15,17 +15,15 @@ class SilenceGuard {
   SilenceGuard(const platform::Clock& clock, const PlaybackState& state)
       : _clock(clock), _state(state) {}
 
-  /// The media have shown a sign of life. The limit is set only during a load or a seek.
+  /// Restarts the time-out. It only runs during a load or a seek.
   void noteProgress();
-  /// The answer to a selection is to come within `limit`.
+  /// Sets a time-out for the result of a selection.
   void expect(platform::Duration limit) { _deadline = _clock.now() + limit; }
-  /// What was waited for has come.
   void clear() { _deadline.reset(); }
   void clearAll();
 
-  /// When the limit is reached.
   std::optional<platform::TimePoint> deadline() const { return _deadline; }
-  /// When to look whether the demuxers have given up. Earlier than the deadline.
+  /// When to check whether a demuxer has failed silently. Earlier than the deadline.
   std::optional<platform::TimePoint> lookAt() const { return _lookAt; }
   void clearLook() { _lookAt.reset(); }
 

@@ -9,7 +9,7 @@
 namespace media {
 namespace {
 
-// A device that went away is searched for, ever more seldom, while something plays.
+// Interval of the search for a lost device; it doubles each time.
 constexpr auto kFirstSearch = std::chrono::seconds(1);
 constexpr auto kLongestSearch = std::chrono::seconds(30);
 
@@ -30,12 +30,12 @@ void SoundBranch::setUp() {
   });
   const auto& device = _load.setup.audio;
   device->listen(_arrival);
-  // An exclusive device still belongs to the load that plays.
+  // An exclusive device is still in use by the playing load.
   if (_isSilent() && (!_wanted.held || !device->isExclusive()))
     _elements.sound->use(device->open());
 }
 
-/// On the thread that tells of the streams, before anything of them is on its way to a sink.
+/// Called on the thread that posts the collection, before data of the streams reaches a sink.
 GstBusSyncReply SoundBranch::_onSyncMessage(GstBus*, GstMessage* message, gpointer output) {
   if (GST_MESSAGE_TYPE(message) != GST_MESSAGE_STREAM_COLLECTION) return GST_BUS_PASS;
   GstStreamCollection* parsed = nullptr;
@@ -70,7 +70,7 @@ void SoundBranch::setHasPicture(bool hasPicture) const {
 void SoundBranch::_change(GstRef<GstElement> sink) {
   AudioOutput& output = *_elements.sound;
   if (!_state.prerolled) {
-    // Nothing is lost by beginning anew.
+    // Before preroll the player can simply start again.
     _player.reset();
     gst_element_set_state(output.element(), GST_STATE_READY);
     output.use(std::move(sink));
@@ -103,8 +103,8 @@ SoundBranch::ErrorSource SoundBranch::handleError(GstMessage* message) {
     _load.setup.audio->noteLoss();
     return ErrorSource::Sound;
   }
-  // The sink that is no longer used may have more to say, also when the loss has been mended. Those
-  // before it stop for the same reason, and say so after it.
+  // The old sink may post further errors, also after the flush. Elements before it fail with flow
+  // errors, which arrive after the sink's error.
   const bool ofTheOldSink =
       GST_OBJECT_FLAG_IS_SET(GST_MESSAGE_SRC(message), GST_ELEMENT_FLAG_SINK) &&
       !gst_object_has_as_ancestor(GST_MESSAGE_SRC(message), GST_OBJECT(_player.element()));
@@ -114,10 +114,10 @@ SoundBranch::ErrorSource SoundBranch::handleError(GstMessage* message) {
   const GstRef<GError> error(parsed);
   if (!ofTheOldSink && !g_error_matches(parsed, GST_STREAM_ERROR, GST_STREAM_ERROR_FAILED))
     return ErrorSource::Elsewhere;
-  // The library gives up a change of state that an error falls into.
+  // An error during a state change makes GStreamer abort it: repeat it.
   const auto result = gst_element_set_state(_player.element(), _player.requested());
   if (result == GST_STATE_CHANGE_SUCCESS && _state.seeking) return ErrorSource::SoundAndSeek;
-  // The sinks have told already that they are prerolled, and do not tell it again.
+  // The sinks have posted ASYNC_DONE already and do not post it again: flush.
   if (result == GST_STATE_CHANGE_ASYNC && !_state.seeking && !_state.atEnd)
     _requestFlush(_load.position.seconds());
   return ErrorSource::Sound;

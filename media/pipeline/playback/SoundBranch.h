@@ -17,7 +17,7 @@
 
 namespace media {
 
-/// Where the sound goes. When the device is lost, playback goes on without sound, and the device is
+/// The audio output. If the device is lost, playback continues without sound, and the device is
 /// searched for while time runs.
 ///
 /// Threads: the pipeline's.
@@ -32,26 +32,26 @@ class SoundBranch {
         _player(player),
         _catalog(catalog) {}
 
-  /// The output, and the handler on `bus` that tells it of pictures.
+  /// Creates the output, and a handler on `bus` that detects video streams.
   void make(GstBus* bus);
   /// Opens the device before the player is built.
   void setUp();
-  /// The load is held no longer. An exclusive device is opened after `waitForPredecessor`.
+  /// Starts a held load. Opens an exclusive device after `waitForPredecessor`.
   void begin(const std::function<void()>& waitForPredecessor);
   void applyVolume();
   void setHasPicture(bool hasPicture) const;
-  /// The load becomes ready: the log says, once in a process, that there is no device.
+  /// Logs once in a process that there is no device.
   void noteReady() const;
-  /// A preroll or a seek has ended: what a loss has interrupted flows again.
+  /// A preroll or a seek has ended: after a loss, data flows again.
   void noteFlush() { _mends = false; }
 
   enum class ErrorSource {
     Elsewhere,
-    Sound,         ///< the device has gone, or the error comes of that: it has been handled
-    SoundAndSeek,  ///< likewise, and a seek that was under way has ended
+    Sound,         ///< a lost device, or an error caused by it: handled
+    SoundAndSeek,  ///< the same, and the current seek has ended
   };
   ErrorSource handleError(GstMessage* message);
-  /// The sound server asks for silence.
+  /// The sound server has requested a pause.
   void noteInterruption() { _load.setup.audio->noteInterruption(); }
 
   /// When to search for a device.
@@ -71,8 +71,8 @@ class SoundBranch {
   Player& _player;
   const StreamCatalog& _catalog;
   std::shared_ptr<const AudioDevice::Arrival> _arrival;
-  bool _mends = false;                           // from a loss to the flush that mends it
-  std::optional<platform::TimePoint> _searchAt;  // for a device, while time runs
+  bool _mends = false;  // from the loss of the device to the flush after it
+  std::optional<platform::TimePoint> _searchAt;  // for a device; only while time runs
   platform::Duration _searchDelay{};
 };
 

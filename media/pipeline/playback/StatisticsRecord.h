@@ -17,16 +17,16 @@ class StatisticsRecord {
   explicit StatisticsRecord(const platform::Clock& clock)
       : _clock(clock), _startedAt(clock.now()) {}
 
-  /// The time to ready counts from now on instead of from the construction.
+  /// Measures the time to ready from now on.
   void restart();
   void noteReady();
   void noteTime(bool runs);
   void noteStall();
   void noteDroppedFrame();
-  /// The media begin to come from elsewhere.
+  /// A new leg begins: the media come from another server or variant.
   void noteLeg();
 
-  /// At the end of each leg, and now.
+  /// Returns the statistics at the end of each leg, and the current ones.
   std::vector<PlaybackStatistics> legs() const;
 
  private:
@@ -36,8 +36,8 @@ class StatisticsRecord {
   mutable std::mutex _mutex;
   platform::TimePoint _startedAt;
   PlaybackStatistics _statistics;
-  std::vector<PlaybackStatistics> _legs;          // at the end of each
-  std::optional<platform::TimePoint> _runsSince;  // time runs
+  std::vector<PlaybackStatistics> _legs;          // at the end of each leg
+  std::optional<platform::TimePoint> _runsSince;  // set while time runs
 };
 
 }  // namespace media

@@ -5,9 +5,9 @@
 namespace media {
 namespace {
 
-/// How long the answer to a selection of streams is waited for. It comes within milliseconds, but
-/// not while a stream that is to be switched off has ended: its thread is held in the library until
-/// all streams have ended, or the next seek.
+/// Time-out for STREAMS_SELECTED, which is normally posted within milliseconds. It is not posted if
+/// a stream to be deselected has ended: decodebin3 blocks its thread until all streams have ended
+/// or a seek.
 constexpr auto kSelectionLimit = std::chrono::milliseconds(250);
 
 std::vector<StreamDescription> descriptionsOf(const std::vector<streaming::Track>& tracks) {
@@ -54,7 +54,7 @@ void StreamSelection::_select(const std::string& characteristic,
   const auto text = isText && identifier ? _texts.find(*identifier) : TextBranch::Option{};
   auto choice = _catalog.withOption(characteristic, text ? std::nullopt : identifier);
   const auto before = _texts.groups();
-  // What names nothing changes nothing.
+  // An unknown identifier changes nothing.
   const bool isKnown = text || !identifier || choice;
   if (isText && isKnown && _texts.select(text)) {
     _texts.show();
@@ -71,7 +71,7 @@ void StreamSelection::_begin(std::optional<StreamCatalog::Choice> choice) {
   GList* ids = nullptr;
   for (const std::string& id : _selecting->streams)
     ids = g_list_append(ids, const_cast<char*>(id.c_str()));
-  // The result says nothing: some sources answer FALSE and do it.
+  // The result is useless: some sources return FALSE although they handle the event.
   gst_element_send_event(_elements.player.get(), gst_event_new_select_streams(ids));
   g_list_free(ids);
   _silence.expect(kSelectionLimit);
@@ -79,7 +79,7 @@ void StreamSelection::_begin(std::optional<StreamCatalog::Choice> choice) {
 
 void StreamSelection::handleAnswer(StreamCatalog::Selection selection) {
   if (_selecting) {
-    // One that answers an older choice may come late.
+    // A late message may belong to an earlier selection.
     StreamCatalog answer = _catalog;
     answer.updateSelection(std::move(selection));
     if (!answer.changesStreams(*_selecting)) finish();
@@ -90,12 +90,12 @@ void StreamSelection::handleAnswer(StreamCatalog::Selection selection) {
 
 void StreamSelection::finish() {
   const auto before = _texts.groups();
-  // Nothing but a flush makes other streams flow.
+  // New streams only flow after a flush.
   const bool changesStreams = _catalog.changesStreams(*_selecting);
   const streaming::TrackSelection selected = _trackSelection();
   _catalog.choose(*std::exchange(_selecting, std::nullopt));
   if (_elements.presentation) {
-    // Texts do not come through the pipeline.
+    // Text tracks do not flow through the pipeline.
     const streaming::TrackSelection wanted = _trackSelection();
     _elements.presentation->setSelection(wanted);
     _wanted.flush =

@@ -19,7 +19,7 @@
 
 namespace media {
 
-/// Which streams play. One selection at a time is under way; others wait for its end.
+/// Selects streams. One selection is made at a time; further requests wait for its end.
 ///
 /// Threads: the pipeline's.
 class StreamSelection {
@@ -40,23 +40,23 @@ class StreamSelection {
   void requestTrack(std::uint32_t trackID, bool enabled);
   void requestOption(const std::string& characteristic,
                      const std::optional<std::string>& identifier);
-  /// Begins what has been requested first. False: nothing has.
+  /// Begins the oldest request. Returns false if there is none.
   bool beginNext();
-  /// Selects what fits the preferred languages, unless somebody has chosen. True: that is under way
-  /// now.
+  /// Selects the preferred languages, unless the user has selected something. Returns true if that
+  /// selection is under way.
   bool beginPreferred();
   bool isUnderWay() const { return _selecting.has_value(); }
-  /// The library has answered.
+  /// Handles a STREAMS_SELECTED message.
   void handleAnswer(StreamCatalog::Selection selection);
-  /// The answer has come, or does not come in time.
+  /// Ends the selection, after the message or the time-out.
   void finish();
 
-  /// Before a presentation has been built nothing has to be changed for a selection.
+  /// Selects the initial tracks of a presentation before it is built.
   streaming::TrackSelection selectForStart();
   void setCollection(GstRef<GstStreamCollection> collection);
-  /// Something may be known of the streams that was not known before.
+  /// Call it when properties of streams may have changed.
   void update();
-  /// The tracks of a presentation.
+  /// Updates the tracks of a presentation.
   void update(const std::vector<streaming::Track>& tracks);
   void noteCaptions(PictureCaptions::Channel channel);
 
@@ -79,7 +79,7 @@ class StreamSelection {
   std::optional<StreamCatalog::Choice> _selecting;
   std::vector<std::function<void()>> _requests;
   GstRef<GstStreamCollection> _collection;
-  bool _chosen = false;  // by who watches, or in their name
+  bool _chosen = false;  // by the user, or automatically
 };
 
 }  // namespace media

@@ -108,10 +108,10 @@ Units unitsOf(const std::string& path, ElementaryKind kind, double offset) {
     if (!caps || !gst_caps_is_equal(caps.get(), found))
       caps = std::shared_ptr<GstCaps>(gst_caps_ref(found), gst_caps_unref);
     GstBuffer* const buffer = gst_buffer_copy(gst_sample_get_buffer(sample.get()));
-    // Edit lists move times.
+    // Apply edit lists.
     const double moved = offset - media::secondsOf(gst_sample_get_segment(sample.get())->start) +
                          media::secondsOf(gst_sample_get_segment(sample.get())->time);
-    // A time of decoding may be before the presentation begins.
+    // DTS may be before the start of the presentation.
     const auto move = [&](GstClockTime time) {
       const double seconds = media::secondsOf(time) + moved;
       return seconds < 0 ? GST_CLOCK_TIME_NONE

@@ -18,26 +18,26 @@
 
 namespace fake_presentation {
 
-/// An access unit as a demuxer of GStreamer found it, at its time in the file.
+/// An access unit that a demuxer of GStreamer has found, with its time in the file.
 struct Unit {
   std::shared_ptr<GstCaps> caps;
   std::shared_ptr<GstBuffer> buffer;
-  double time = 0;  // of decoding
+  double time = 0;  // DTS
   double shown = 0;
   bool isKey = false;
 };
 using Units = std::vector<Unit>;
 
-/// What `qtdemux` finds in a file. `offset`: added to all times.
+/// Returns the units that `qtdemux` finds in a file, with `offset` added to all times.
 Units unitsOf(const std::string& path, media::ElementaryKind kind, double offset = 0);
 
-/// What a reader of one track gives: units of one kind or both, and what happens among them.
+/// What the reader of a track returns: units of one kind or of both, and other events.
 struct Script {
   Units video{};
   Units audio{};
   std::vector<std::pair<double, double>> gaps{};
   std::optional<double> failsAt{};
-  std::optional<double> blocksAt{};  ///< until it is closed
+  std::optional<double> blocksAt{};  ///< where reading blocks until the gate is closed
 };
 
 class ScriptReader final : public streaming::TrackReader {
@@ -51,13 +51,13 @@ class ScriptReader final : public streaming::TrackReader {
   std::atomic<int> blockCount = 0;
 };
 
-/// A demuxer for ScriptReader. After a seek it begins a little before the position, at a second.
+/// A demuxer for ScriptReader. After a seek it begins at the full second before the position.
 std::unique_ptr<media::TrackDemuxer> makeDemuxer(media::TrackDemuxer::Setup setup);
 
 /// Tracks "v" and "a".
 class Playback final : public streaming::PresentationPlayback {
  public:
-  /// Either may be null. Without a reader of its own the sound is within the picture.
+  /// Readers may be null. Without an audio reader, audio is muxed with video.
   Playback(std::shared_ptr<ScriptReader> video, std::shared_ptr<ScriptReader> audio,
            double duration);
 

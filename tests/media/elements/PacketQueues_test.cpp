@@ -41,7 +41,7 @@ class PacketQueuesTest : public testing::Test {
     gst_init(nullptr, nullptr);
     queues.open();
   }
-  /// Puts packets of `kind`, ten a second, until the end of `seconds` or until it is closed.
+  /// Puts ten packets a second of `kind` for `seconds`, or until the queues are closed.
   std::future<int> fill(ElementaryKind kind, PacketQueues::Targets targets, double seconds,
                         std::size_t bytes = 100) {
     return std::async(std::launch::async, [this, kind, targets, seconds, bytes] {
@@ -55,15 +55,15 @@ class PacketQueuesTest : public testing::Test {
   PacketQueues queues;
 };
 
-TEST_F(PacketQueuesTest, AreBounded) {
+TEST_F(PacketQueuesTest, HaveLimits) {
   struct Case {
     std::size_t bytes;
-    int count;  // until it is full
+    int count;  // packets that fit
   };
   for (const Case& each : {Case{100, 15}, Case{std::size_t{3} << 20, 3}}) {
     queues.open();
     auto filling = fill(ElementaryKind::Video, kVideo, 100, each.bytes);
-    // Each taken one makes room for one, however fast the other thread is.
+    // Taking a packet makes room for one, however fast the other thread is.
     for (int index = 0; index < 30; ++index)
       EXPECT_NEAR(timeOf(*queues.take(ElementaryKind::Video)), index * 0.1, 1e-6);
     queues.close();
@@ -71,7 +71,7 @@ TEST_F(PacketQueuesTest, AreBounded) {
   }
 }
 
-TEST_F(PacketQueuesTest, ForgetWhatIsNotWanted) {
+TEST_F(PacketQueuesTest, DropItemsOfUnselectedKinds) {
   EXPECT_TRUE(queues.put(packetOf(ElementaryKind::Audio, 0), kVideo));
   EXPECT_FALSE(queues.tryTake(ElementaryKind::Audio));
   EXPECT_TRUE(queues.put(packetOf(ElementaryKind::Video, 0), kVideo));
@@ -82,7 +82,7 @@ TEST_F(PacketQueuesTest, ForgetWhatIsNotWanted) {
   EXPECT_FALSE(queues.tryTake(ElementaryKind::Video));
 }
 
-TEST_F(PacketQueuesTest, TellAllKindsOfTheEnd) {
+TEST_F(PacketQueuesTest, PassTheEndToAllKinds) {
   queues.put(ElementaryGap{0, 1}, kBoth);
   queues.put(media::ElementaryEnd{}, kBoth);
   for (const auto kind : {ElementaryKind::Video, ElementaryKind::Audio}) {
@@ -93,8 +93,8 @@ TEST_F(PacketQueuesTest, TellAllKindsOfTheEnd) {
   }
 }
 
-/// The sound of a segment may lie after all of its pictures.
-TEST_F(PacketQueuesTest, GoBeyondTheirBoundsForAnotherKind) {
+/// Audio of a segment may come after all of its video.
+TEST_F(PacketQueuesTest, ExceedTheirLimitsForAnotherKind) {
   queues.put(formatOf(ElementaryKind::Audio), kBoth);
   queues.take(ElementaryKind::Audio);
   auto waiting =
@@ -104,7 +104,7 @@ TEST_F(PacketQueuesTest, GoBeyondTheirBoundsForAnotherKind) {
   EXPECT_EQ(timeOf(*waiting.get()), 0);
 }
 
-TEST_F(PacketQueuesTest, FillHolesOfOneKind) {
+TEST_F(PacketQueuesTest, FillGapsOfOneKind) {
   queues.put(formatOf(ElementaryKind::Audio), kBoth);
   queues.take(ElementaryKind::Audio);
   auto filling = fill(ElementaryKind::Video, kBoth, 100);
@@ -120,7 +120,7 @@ TEST_F(PacketQueuesTest, EndAKindThatDoesNotExist) {
   auto filling = fill(ElementaryKind::Audio, kBoth, 100);
   const auto item = queues.take(ElementaryKind::Video);
   EXPECT_TRUE(item && std::holds_alternative<media::ElementaryEnd>(*item));
-  // The other one goes on within its bounds.
+  // The other kind continues within its limits.
   for (int index = 0; index < 50; ++index) queues.take(ElementaryKind::Audio);
   queues.close();
   EXPECT_LT(filling.get(), 80);

@@ -34,7 +34,7 @@ std::shared_ptr<ScriptReader> readerOf(Script script) {
   return std::make_shared<ScriptReader>(std::move(script));
 }
 
-/// Three seconds with B-frames and a key frame each half second.
+/// Three seconds with B-frames and a key frame every half second.
 const std::string& clipPath() {
   static const std::string path = [] {
     static_cast<void>(TestMedia::shared().url(
@@ -88,7 +88,7 @@ TEST_F(PresentationPipelineTest, SeeksExactly) {
   struct Case {
     double target;
     int flags;
-    double picture;  // its time, clipped to the segment
+    double picture;  // time of the first picture, clipped to the segment
   };
   for (const Case& each :
        {Case{2.05, GST_SEEK_FLAG_ACCURATE, 2.05}, Case{0, GST_SEEK_FLAG_ACCURATE, 0},
@@ -103,7 +103,7 @@ TEST_F(PresentationPipelineTest, SeeksExactly) {
   }
 }
 
-TEST_F(PresentationPipelineTest, RefusesWhatItCannotDo) {
+TEST_F(PresentationPipelineTest, RejectsUnsupportedSeeks) {
   Player player(playbackOf(Form::VideoOnly));
   ASSERT_TRUE(player.pause());
   EXPECT_FALSE(player.seek(0, GST_SEEK_FLAG_ACCURATE, -1, 2));
@@ -133,14 +133,14 @@ TEST_F(PresentationPipelineTest, ShowsKeyFramesAtHighRates) {
   const auto shown = player.video.times();
   EXPECT_GE(shown.size(), 5u);
   EXPECT_LE(shown.size(), 6u);
-  // And goes back to all of it.
+  // And back to normal playback.
   ASSERT_TRUE(player.seek(2));
   ASSERT_EQ(player.await(GST_MESSAGE_EOS), GST_MESSAGE_EOS);
   EXPECT_EQ(player.video.times().size(), 25u);
   EXPECT_FALSE(player.audio.times().empty());
 }
 
-TEST_F(PresentationPipelineTest, TakesManySeeks) {
+TEST_F(PresentationPipelineTest, SurvivesManySeeks) {
   std::mt19937 random(7);  // NOLINT: the same each time
   std::uniform_real_distribution<double> place(0, 2.95);
   for (const Form form : {Form::Separate, Form::Muxed}) {
@@ -185,7 +185,7 @@ TEST_F(PresentationPipelineTest, ChangesTheCodec) {
   ASSERT_EQ(shown.size(), 225u);
   EXPECT_TRUE(std::is_sorted(shown.begin(), shown.end()));
   EXPECT_NEAR(player.audio.end(), 9, 0.1);
-  // Also by a seek to and fro.
+  // Also by seeking back and forth.
   for (const double target : {4.5, 1.5, 7.5}) {
     ASSERT_TRUE(player.seekAndWait(target));
     EXPECT_NEAR(player.video.times().at(0), target, kTolerance);
@@ -216,7 +216,7 @@ TEST_F(PresentationPipelineTest, PlaysOverGaps) {
   EXPECT_NEAR(player.video.times().at(0), 0.96, kTolerance);
 }
 
-TEST_F(PresentationPipelineTest, OutlivesTheFailureOfOneTrack) {
+TEST_F(PresentationPipelineTest, PlaysOnAfterTheFailureOfOneTrack) {
   Player player(std::make_shared<Playback>(readerOf({.video = video()}),
                                            readerOf({.audio = audio(), .failsAt = 1}), 3));
   ASSERT_TRUE(player.playToEnd());
@@ -267,7 +267,7 @@ TEST_F(PresentationPipelineTest, ReportsAMissingDecoder) {
   EXPECT_EQ(player.missingCount, 1);
 }
 
-TEST_F(PresentationPipelineTest, ClosesWhileItWaits) {
+TEST_F(PresentationPipelineTest, ClosesWhileWaiting) {
   for (const double blocksAt : {0.0, 0.7}) {
     for (const bool seeks : {false, true}) {
       const auto reader = readerOf({.video = video(), .audio = audio(), .blocksAt = blocksAt});
@@ -284,7 +284,7 @@ TEST_F(PresentationPipelineTest, ClosesWhileItWaits) {
   }
 }
 
-TEST_F(PresentationPipelineTest, BeginsAnew) {
+TEST_F(PresentationPipelineTest, RestartsAfterTheNullState) {
   Player player(playbackOf(Form::Muxed), 1);
   ASSERT_TRUE(player.pause());
   gst_element_set_state(player.pipeline->element(), GST_STATE_NULL);

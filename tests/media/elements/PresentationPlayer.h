@@ -21,10 +21,10 @@ namespace fake_presentation {
 
 constexpr GstClockTime kMessageLimit = 30 * GST_SECOND;
 
-/// A sink that notes the times of what reaches it.
-class NotingSink {
+/// A sink that records the times of its buffers.
+class RecordingSink {
  public:
-  NotingSink() : _element(gst_element_factory_make("fakesink", nullptr)) {
+  RecordingSink() : _element(gst_element_factory_make("fakesink", nullptr)) {
     gst_object_ref_sink(_element.get());
     g_object_set(_element.get(), "sync", FALSE, nullptr);
     const media::GstRef<GstPad> pad(gst_element_get_static_pad(_element.get(), "sink"));
@@ -35,7 +35,7 @@ class NotingSink {
                       onItem, this, nullptr);
   }
   GstElement* element() const { return _element.get(); }
-  /// Since the last flush.
+  /// The times since the last flush.
   std::vector<double> times() const {
     const std::lock_guard lock(_mutex);
     return _times;
@@ -51,10 +51,10 @@ class NotingSink {
 
  private:
   static GstPadProbeReturn onItem(GstPad*, GstPadProbeInfo* info, gpointer self) {
-    auto& me = *static_cast<NotingSink*>(self);
+    auto& me = *static_cast<RecordingSink*>(self);
     const std::lock_guard lock(me._mutex);
     if ((GST_PAD_PROBE_INFO_TYPE(info) & GST_PAD_PROBE_TYPE_BUFFER) != 0) {
-      // What comes in the wrong order comes too late.
+      // A buffer out of order would be dropped as late.
       EXPECT_TRUE(me._times.empty() || !me._hasGap || me._times.back() >= me._gapStart ||
                   media::secondsOf(GST_BUFFER_PTS(GST_PAD_PROBE_INFO_BUFFER(info))) >=
                       me._gapStart);
@@ -81,7 +81,7 @@ class NotingSink {
   double _gapStart = 0;
 };
 
-/// Plays a scripted presentation into sinks that do not wait.
+/// Plays a scripted presentation with sinks that do not synchronize.
 class Player {
  public:
   explicit Player(std::shared_ptr<Playback> playback, double start = 0) : bus(gst_bus_new()) {
@@ -102,7 +102,7 @@ class Player {
   }
   ~Player() {
     pipeline->close();
-    // Nobody else keeps it. A change of state may still be under way on a thread of the library.
+    // No other reference is left, but a state change may still run on a thread of GStreamer.
     gst_bus_set_flushing(bus.get(), TRUE);
     std::promise<void> gone;
     g_object_weak_ref(
@@ -113,7 +113,7 @@ class Player {
     EXPECT_EQ(gone.get_future().wait_for(std::chrono::seconds(30)), std::future_status::ready);
   }
 
-  /// The next message of this type, or an error. Null after the limit.
+  /// Returns the next message of this type, or an error message, or null after the time-out.
   GstMessageType await(GstMessageType type) {
     while (true) {
       const media::GstRef<GstMessage> message(gst_bus_timed_pop(bus.get(), kMessageLimit));
@@ -152,8 +152,8 @@ class Player {
     return media::secondsOf(position);
   }
 
-  NotingSink video;
-  NotingSink audio;
+  RecordingSink video;
+  RecordingSink audio;
   const media::GstRef<GstBus> bus;
   std::atomic<bool> isWaiting = false;
   int warningCount = 0;

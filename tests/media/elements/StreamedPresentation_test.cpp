@@ -21,7 +21,7 @@ using testing_media::TestMedia;
 
 constexpr auto kWait = std::chrono::seconds(30);
 
-/// An item over a socket, from its manifest to decoded pictures.
+/// An item over a socket, from the manifest to decoded pictures.
 class StreamedPresentation : public testing::Test {
  protected:
   static void SetUpTestSuite() { media::warmUpMedia(); }
