@@ -75,25 +75,25 @@ TEST(BadMedia, FailsOnceWithDomainCodeAndDescription) {
 
     harness.load(each.url);
     ASSERT_TRUE(
-        harness.until([&] { return harness.error().has_value(); }, std::chrono::seconds(10)))
+        harness.waitUntil([&] { return harness.error().has_value(); }, std::chrono::seconds(10)))
         << "earlier than the time-out";
     EXPECT_EQ(harness.error()->domain, each.domain);
     EXPECT_EQ(harness.error()->code, each.code);
     EXPECT_TRUE(harness.error()->localizedDescription.value_or("").ends_with("."));
-    EXPECT_EQ(harness.told(), std::vector<std::string>{"fail"});
+    EXPECT_EQ(harness.events(), std::vector<std::string>{"fail"});
     EXPECT_EQ(harness.frame(), nullptr);
     EXPECT_EQ(harness.engine().position(), 0);
   }
   // The engine still works.
   harness.load(TestMedia::shared().url("clip.mp4"));
-  EXPECT_TRUE(harness.untilTold("play 1"));
-  EXPECT_EQ(harness.misplaced(), 0);
+  EXPECT_TRUE(harness.waitForEvent("play 1"));
+  EXPECT_EQ(harness.misplacedEvents(), 0);
 }
 
 TEST(BadMedia, CallsAfterAFailureDoNothing) {
   EngineHarness harness;
   harness.load(TestMedia::shared().url("text.mp4"));
-  ASSERT_TRUE(harness.untilTold("fail"));
+  ASSERT_TRUE(harness.waitForEvent("fail"));
   harness.call([](platform::MediaEngine& engine) {
     engine.play(2);
     engine.seek(1);
@@ -104,7 +104,7 @@ TEST(BadMedia, CallsAfterAFailureDoNothing) {
   });
   // An event of the next load proves that the calls have been handled.
   harness.load(TestMedia::shared().url("clip.mp4"));
-  ASSERT_TRUE(harness.untilTold("play 1"));
+  ASSERT_TRUE(harness.waitForEvent("play 1"));
   EXPECT_EQ(harness.count("fail"), 0);
 }
 
@@ -119,7 +119,8 @@ media::MediaEngineOptions impatient() {
 TEST(BadMedia, LostConnectionIsNotTheEnd) {
   EngineHarness harness(makerOf(impatient()));
   harness.load(TestMedia::shared().url("cut/heavy_6s.mp4"));
-  ASSERT_TRUE(harness.until([&] { return harness.count("fail") > 0 || harness.count("end") > 0; }));
+  ASSERT_TRUE(
+      harness.waitUntil([&] { return harness.count("fail") > 0 || harness.count("end") > 0; }));
   EXPECT_EQ(harness.count("end"), 0);
 }
 

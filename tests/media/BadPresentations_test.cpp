@@ -209,16 +209,16 @@ class BadPresentations : public testing::Test {
     std::printf("[  plays   ] %s\n", url.c_str());  // the last line shows what crashed
     std::fflush(stdout);
     harness.load(url);
-    const bool ends = harness.until([&] { return isEnough() || harness.error(); },
-                                    patience.value_or(kOutcomeBound));
+    const bool ends = harness.waitUntil([&] { return isEnough() || harness.error(); },
+                                        patience.value_or(kOutcomeBound));
     EXPECT_TRUE(ends || patience) << url;
     EXPECT_TRUE(!harness.error() || !harness.error()->domain.empty()) << url;
   }
   bool isReady() const { return harness.count("ready") > 0 || harness.count("end") > 0; }
   void playGoodOne() {
     harness.load(TestMedia::shared().presentation("hls_ts.m3u8"));
-    EXPECT_TRUE(harness.until([&] { return harness.count("play 1") > 0 || harness.error(); },
-                              kOutcomeBound));
+    EXPECT_TRUE(harness.waitUntil([&] { return harness.count("play 1") > 0 || harness.error(); },
+                                  kOutcomeBound));
     EXPECT_FALSE(harness.error()) << harness.error()->description();
   }
 

@@ -141,20 +141,20 @@ TEST(Captions, EmbeddedInPicturesAreLegibleOptions) {
     return nullptr;
   };
   const auto showsText = [&](const std::string& text) {
-    return harness.until(
+    return harness.waitUntil(
         [&] {
           const auto frame = harness.frame();
           return frame && frame->subtitles && frame->subtitles->textAt(frame->time) == text;
         },
         std::chrono::seconds(5));
   };
-  ASSERT_TRUE(harness.until([&] { return legible() && legible()->options.size() == 3; }));
+  ASSERT_TRUE(harness.waitUntil([&] { return legible() && legible()->options.size() == 3; }));
   EXPECT_EQ(legible()->options[2].displayName, "CC3");
   EXPECT_EQ(legible()->options[0].displayName, "CC1");
   EXPECT_EQ(legible()->options[0].characteristics,
             (std::vector<std::string>{std::string(platform::kMediaOptionTranscribes)}));
   EXPECT_FALSE(legible()->selected) << "off by default";
-  ASSERT_TRUE(harness.untilTold("end"));
+  ASSERT_TRUE(harness.waitForEvent("end"));
   EXPECT_TRUE(showsText(""));
 
   const std::string identifier = legible()->options[0].identifier;
@@ -163,12 +163,12 @@ TEST(Captions, EmbeddedInPicturesAreLegibleOptions) {
     engine.seek(0);
     engine.play(1);
   });
-  ASSERT_TRUE(harness.untilTold("select legible"));
+  ASSERT_TRUE(harness.waitForEvent("select legible"));
   EXPECT_EQ(legible()->selected, 0u);
   EXPECT_TRUE(showsText("Hello"));
   const auto frame = harness.frame();
   EXPECT_EQ(frame->subtitles->textAt(0.1), "") << "not before the last code of the page";
-  ASSERT_TRUE(harness.until([&] { return harness.count("end") > 1; }));
+  ASSERT_TRUE(harness.waitUntil([&] { return harness.count("end") > 1; }));
   EXPECT_EQ(frame->subtitles->textAt(1.5), "Hello");
   EXPECT_EQ(frame->subtitles->textAt(2.5), "");
   const std::pair<std::optional<std::string>, const char*> choices[] = {
@@ -178,7 +178,7 @@ TEST(Captions, EmbeddedInPicturesAreLegibleOptions) {
     harness.call([&, wanted = option](platform::MediaEngine& engine) {
       engine.selectOption(std::string(platform::kMediaCharacteristicLegible), wanted);
     });
-    ASSERT_TRUE(harness.untilTold("select legible", before));
+    ASSERT_TRUE(harness.waitForEvent("select legible", before));
     EXPECT_EQ(frame->subtitles->textAt(1.5), text);
   }
 }

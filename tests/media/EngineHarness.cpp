@@ -28,11 +28,11 @@ EngineHarness::~EngineHarness() {
 }
 
 void EngineHarness::load(const std::string& url, platform::MediaLoad load,
-                         const std::function<void(TVSMediaItem&)>& furnish) {
+                         const std::function<void(TVSMediaItem&)>& configure) {
   load.generation = ++_generation;
   if (!load.item) load.item = std::make_shared<TVSURLMediaItem>(url, std::vector<std::string>{});
-  if (furnish) furnish(*load.item);
-  _told.clear();
+  if (configure) configure(*load.item);
+  _events.clear();
   _factsChanges = 0;
   _error.reset();
   call([&](platform::MediaEngine& engine) { engine.load(load); });
@@ -44,45 +44,46 @@ void EngineHarness::call(const std::function<void(platform::MediaEngine&)>& body
   _inCall = false;
 }
 
-bool EngineHarness::until(const std::function<bool()>& isSo, std::chrono::seconds bound) {
-  const platform::TimePoint limit = _clock.now() + bound;
+bool EngineHarness::waitUntil(const std::function<bool()>& condition,
+                              std::chrono::seconds timeout) {
+  const platform::TimePoint limit = _clock.now() + timeout;
   // Otherwise only tasks of the queue end the wait; a new picture has to end it, too.
   _frames->setWakeup([this] { _queue.wake(); });
-  bool so = isSo();
+  bool so = condition();
   while (!so && _clock.now() < limit) {
     if (!_queue.runDue()) _queue.waitForWork(limit);
-    so = isSo();
+    so = condition();
   }
   _frames->setWakeup(nullptr);
   return so;
 }
 
-bool EngineHarness::untilTold(const std::string& event, int before) {
-  return until([&] { return count(event) > before; });
+bool EngineHarness::waitForEvent(const std::string& event, int before) {
+  return waitUntil([&] { return count(event) > before; });
 }
 
 int EngineHarness::count(const std::string& event) const {
-  return static_cast<int>(std::count(_told.begin(), _told.end(), event));
+  return static_cast<int>(std::count(_events.begin(), _events.end(), event));
 }
 
-void EngineHarness::_note(std::uint64_t generation, std::string event) {
-  if (generation != _generation || _inCall || !_queue.isCurrent()) ++_misplaced;
-  _told.push_back(std::move(event));
+void EngineHarness::_record(std::uint64_t generation, std::string event) {
+  if (generation != _generation || _inCall || !_queue.isCurrent()) ++_misplacedEvents;
+  _events.push_back(std::move(event));
 }
 
 void EngineHarness::engineDidPlay(std::uint64_t generation, double rate) {
   std::ostringstream text;
   text << "play " << rate;
-  _note(generation, text.str());
+  _record(generation, text.str());
 }
 
 void EngineHarness::engineDidFail(std::uint64_t generation, const platform::Error& error) {
   _error = error;
-  _note(generation, "fail");
+  _record(generation, "fail");
 }
 
 void EngineHarness::engineFactsDidChange(std::uint64_t generation) {
-  if (generation != _generation || _inCall) ++_misplaced;
+  if (generation != _generation || _inCall) ++_misplacedEvents;
   ++_factsChanges;
 }
 

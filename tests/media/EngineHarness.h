@@ -24,8 +24,8 @@ std::unique_ptr<platform::MediaEngine> makeTestedEngine(
 
 /// An engine on a real main queue, with a record of its events.
 ///
-/// until() runs the queue until a condition holds or a generous time-out has passed: these tests do
-/// not measure time.
+/// waitUntil() runs the queue until a condition holds or a generous time-out has passed: these
+/// tests do not measure time.
 class EngineHarness final : private platform::MediaEngineObserver {
  public:
   explicit EngineHarness(bool allowFileURLs = true,
@@ -41,41 +41,39 @@ class EngineHarness final : private platform::MediaEngineObserver {
   /// Loads with a new generation and clears the record. If `load` has no item, one for `url` is
   /// created.
   void load(const std::string& url, platform::MediaLoad load = {},
-            const std::function<void(TVSMediaItem&)>& furnish = {});
+            const std::function<void(TVSMediaItem&)>& configure = {});
   std::uint64_t generation() const { return _generation; }
 
-  bool until(const std::function<bool()>& isSo,
-             std::chrono::seconds bound = std::chrono::seconds(90));
+  bool waitUntil(const std::function<bool()>& condition,
+                 std::chrono::seconds timeout = std::chrono::seconds(90));
   /// Waits until the event has occurred more than `before` times.
-  bool untilTold(const std::string& event, int before = 0);
-  /// Runs the tasks that are due.
-  void serve() { _queue.runDue(); }
+  bool waitForEvent(const std::string& event, int before = 0);
 
   /// The events in order: "ready", "play 1", "pause", "stall", "seek", "end", "fail", "select
   /// audible". Changes of facts are counted separately.
-  const std::vector<std::string>& told() const { return _told; }
+  const std::vector<std::string>& events() const { return _events; }
   int count(const std::string& event) const;
   int factsChanges() const { return _factsChanges; }
   const std::optional<platform::Error>& error() const { return _error; }
   /// Number of callbacks for an older load, or during a call of the engine.
-  int misplaced() const { return _misplaced; }
+  int misplacedEvents() const { return _misplacedEvents; }
 
   /// Calls the engine. A callback during the call is counted as misplaced.
   void call(const std::function<void(platform::MediaEngine&)>& body);
 
  private:
-  void _note(std::uint64_t generation, std::string event);
-  void engineDidBecomeReady(std::uint64_t generation) override { _note(generation, "ready"); }
+  void _record(std::uint64_t generation, std::string event);
+  void engineDidBecomeReady(std::uint64_t generation) override { _record(generation, "ready"); }
   void engineDidPlay(std::uint64_t generation, double rate) override;
-  void engineDidPause(std::uint64_t generation) override { _note(generation, "pause"); }
-  void engineDidStall(std::uint64_t generation) override { _note(generation, "stall"); }
-  void engineDidSeek(std::uint64_t generation) override { _note(generation, "seek"); }
-  void engineDidReachEnd(std::uint64_t generation) override { _note(generation, "end"); }
+  void engineDidPause(std::uint64_t generation) override { _record(generation, "pause"); }
+  void engineDidStall(std::uint64_t generation) override { _record(generation, "stall"); }
+  void engineDidSeek(std::uint64_t generation) override { _record(generation, "seek"); }
+  void engineDidReachEnd(std::uint64_t generation) override { _record(generation, "end"); }
   void engineDidFail(std::uint64_t generation, const platform::Error& error) override;
   void engineFactsDidChange(std::uint64_t generation) override;
   void engineSelectionDidChange(std::uint64_t generation,
                                 const std::string& characteristic) override {
-    _note(generation, "select " + characteristic);
+    _record(generation, "select " + characteristic);
   }
 
   platform::SystemClock _clock;
@@ -84,9 +82,9 @@ class EngineHarness final : private platform::MediaEngineObserver {
   std::shared_ptr<media::VideoFrames> _frames;
   std::uint64_t _generation = 0;
   bool _inCall = false;
-  std::vector<std::string> _told;
+  std::vector<std::string> _events;
   int _factsChanges = 0;
-  int _misplaced = 0;
+  int _misplacedEvents = 0;
   std::optional<platform::Error> _error;
 };
 

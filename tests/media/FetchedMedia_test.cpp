@@ -92,7 +92,7 @@ class FetchedMedia : public testing::Test {
     return item;
   }
   std::string outcome() {
-    harness.until([this] { return harness.count("end") > 0 || harness.error(); });
+    harness.waitUntil([this] { return harness.count("end") > 0 || harness.error(); });
     if (!harness.error()) return "end";
     return std::to_string(harness.error()->code);
   }
@@ -136,19 +136,19 @@ TEST_F(FetchedMedia, EndAccordingToTheResponsesOfTheSender) {
     const auto item = load(each.url, each.prepare);
     EXPECT_EQ(outcome(), each.outcome);
     EXPECT_EQ(!item->asked.empty(), each.asks);
-    EXPECT_EQ(harness.misplaced(), 0);
+    EXPECT_EQ(harness.misplacedEvents(), 0);
   }
 }
 
 TEST_F(FetchedMedia, SeekWhileWaitingForAKey) {
   const auto item = load(TestMedia::shared().url("encrypted.mpd"),
                          [](SentItem& each) { each.answersKeys = false; });
-  ASSERT_TRUE(harness.until([&] { return item->answer != nullptr; }));
+  ASSERT_TRUE(harness.waitUntil([&] { return item->answer != nullptr; }));
   for (const double place : {0.5, 1.5})
     harness.call([&](platform::MediaEngine& engine) { engine.seek(place); });
   harness.serve();
   item->answer();
-  ASSERT_TRUE(harness.untilTold("play 1"));
+  ASSERT_TRUE(harness.waitForEvent("play 1"));
   EXPECT_NEAR(harness.engine().position(), 1.5, 0.5);
   EXPECT_EQ(outcome(), "end");
 }

@@ -125,7 +125,7 @@ TEST_P(Formats, PlayToTheEnd) {
   load.startSeconds = 1.0;
   load.playing = false;
   harness.load(TestMedia::shared().url(format.name, format.options), load);
-  ASSERT_TRUE(harness.until([&] { return harness.count("pause") > 0 || harness.error(); }));
+  ASSERT_TRUE(harness.waitUntil([&] { return harness.count("pause") > 0 || harness.error(); }));
   ASSERT_FALSE(harness.error()) << harness.error()->description();
 
   const platform::MediaFacts facts = harness.engine().facts();
@@ -137,7 +137,7 @@ TEST_P(Formats, PlayToTheEnd) {
   EXPECT_EQ(tracks("video"), format.video);
   EXPECT_EQ(tracks("audio"), format.audio);
   if (format.video > 0) {
-    ASSERT_TRUE(harness.until([&] { return harness.frame() != nullptr; }));
+    ASSERT_TRUE(harness.waitUntil([&] { return harness.frame() != nullptr; }));
     const Thumbnail seen = thumbnailOf(*harness.frame());
     EXPECT_TRUE(harness.frame()->sharedMemory) << "the picture is not in shared memory";
     double nearest = 255;
@@ -153,12 +153,12 @@ TEST_P(Formats, PlayToTheEnd) {
     engine.seek(2.5);
     engine.play(1);
   });
-  ASSERT_TRUE(harness.until([&] { return harness.count("end") > 0 || harness.error(); }));
+  ASSERT_TRUE(harness.waitUntil([&] { return harness.count("end") > 0 || harness.error(); }));
   EXPECT_FALSE(harness.error());
   const double duration = harness.engine().facts().duration;
   EXPECT_NEAR(duration, 3, 0.15);
   EXPECT_NEAR(harness.engine().position(), duration, 0.1);
-  EXPECT_EQ(harness.misplaced(), 0);
+  EXPECT_EQ(harness.misplacedEvents(), 0);
 }
 
 std::string nameOf(const testing::TestParamInfo<Format>& format) {

@@ -111,14 +111,14 @@ TEST(ImageSubtitles, AreShownAtTheirTimes) {
     platform::MediaLoad load;
     load.playing = false;
     harness.load(media.url(name, options + form), load);
-    ASSERT_TRUE(harness.untilTold("pause"));
+    ASSERT_TRUE(harness.waitForEvent("pause"));
     const auto& groups = harness.engine().facts().selectionGroups;
     ASSERT_FALSE(groups.empty());
     harness.call([id = groups.back().options.at(0).identifier](platform::MediaEngine& engine) {
       engine.selectOption(std::string(platform::kMediaCharacteristicLegible), id);
       engine.play(1);
     });
-    ASSERT_TRUE(harness.untilTold("end"));
+    ASSERT_TRUE(harness.waitForEvent("end"));
     const auto subtitles = harness.frame()->subtitles;
     EXPECT_TRUE(subtitles->at(0.3).empty());
     // In transport streams time begins before the first picture, and the last page is not ended.

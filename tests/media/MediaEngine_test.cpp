@@ -34,20 +34,20 @@ class MediaEngineTest : public ::testing::Test {
  protected:
   void loadPaused(const std::string& name) {
     harness.load(TestMedia::shared().url(name), paused());
-    ASSERT_TRUE(harness.untilTold("pause"));
+    ASSERT_TRUE(harness.waitForEvent("pause"));
   }
   void loadPlaying(const std::string& name) {
     harness.load(TestMedia::shared().url(name));
-    ASSERT_TRUE(harness.untilTold("play 1"));
+    ASSERT_TRUE(harness.waitForEvent("play 1"));
   }
   void seek(double seconds) {
     const int before = harness.count("seek");
     harness.call([&](platform::MediaEngine& engine) { engine.seek(seconds); });
-    ASSERT_TRUE(harness.untilTold("seek", before));
+    ASSERT_TRUE(harness.waitForEvent("seek", before));
   }
   bool untilPosition(const std::function<bool(double)>& isSo) {
     // A new frame ends the wait for the queue.
-    return harness.until([&] { return isSo(harness.engine().position()); });
+    return harness.waitUntil([&] { return isSo(harness.engine().position()); });
   }
 
   EngineHarness harness;
@@ -55,20 +55,20 @@ class MediaEngineTest : public ::testing::Test {
 
 TEST_F(MediaEngineTest, PlaysFromTheFirstFrameToTheEnd) {
   loadPlaying("clip.mp4");
-  EXPECT_EQ(harness.told(), (std::vector<std::string>{"ready", "play 1"}));
+  EXPECT_EQ(harness.events(), (std::vector<std::string>{"ready", "play 1"}));
   ASSERT_NE(harness.frame(), nullptr);
   EXPECT_LE(harness.frame()->time, 3 * kFrame);
-  ASSERT_TRUE(harness.untilTold("end"));
-  EXPECT_EQ(harness.told(), (std::vector<std::string>{"ready", "play 1", "end"}));
+  ASSERT_TRUE(harness.waitForEvent("end"));
+  EXPECT_EQ(harness.events(), (std::vector<std::string>{"ready", "play 1", "end"}));
   EXPECT_NEAR(harness.engine().position(), kDuration, 2 * kFrame);
   ASSERT_NE(harness.frame(), nullptr) << "the last frame is still shown";
   EXPECT_NEAR(harness.frame()->time, kDuration - kFrame, 2 * kFrame);
-  EXPECT_EQ(harness.misplaced(), 0);
+  EXPECT_EQ(harness.misplacedEvents(), 0);
 }
 
 TEST_F(MediaEngineTest, FirstFrameIsAReadablePicture) {
   loadPaused("clip.mp4");
-  ASSERT_TRUE(harness.until([&] { return harness.frame() != nullptr; }));
+  ASSERT_TRUE(harness.waitUntil([&] { return harness.frame() != nullptr; }));
   const auto frame = harness.frame();
   EXPECT_EQ(frame->width, 320);
   EXPECT_EQ(frame->height, 180);
@@ -90,7 +90,7 @@ TEST_F(MediaEngineTest, FirstFrameIsAReadablePicture) {
 
 TEST_F(MediaEngineTest, ReportsTheRotationOfPictures) {
   loadPaused("turned.mp4");
-  ASSERT_TRUE(harness.until([&] { return harness.frame() != nullptr; }));
+  ASSERT_TRUE(harness.waitUntil([&] { return harness.frame() != nullptr; }));
   EXPECT_EQ(harness.frame()->rotationDegrees, 90);
   EXPECT_EQ(harness.frame()->width, 320);
 }
@@ -115,46 +115,46 @@ class MediaEngineRateTest : public MediaEngineTest, public ::testing::WithParamI
 TEST_P(MediaEngineRateTest, PlaysAtOtherRates) {
   const TestMedia& media = TestMedia::shared();
   harness.load(GetParam() ? media.fileURL("clip.mp4") : media.url("clip.mp4"));
-  ASSERT_TRUE(harness.untilTold("play 1"));
+  ASSERT_TRUE(harness.waitForEvent("play 1"));
   harness.call([](platform::MediaEngine& engine) { engine.play(2); });
-  ASSERT_TRUE(harness.untilTold("play 2"));
+  ASSERT_TRUE(harness.waitForEvent("play 2"));
   const double from = harness.engine().position();
   ASSERT_TRUE(untilPosition([&](double at) { return at > from + 1; }));
 
   seek(1);
   harness.call([](platform::MediaEngine& engine) { engine.play(-1); });
-  ASSERT_TRUE(harness.untilTold("play -1"));
-  ASSERT_TRUE(harness.untilTold("end"));
+  ASSERT_TRUE(harness.waitForEvent("play -1"));
+  ASSERT_TRUE(harness.waitForEvent("end"));
   EXPECT_EQ(harness.engine().position(), 0);
 
   // Forward playback ends at the end, reverse playback at the beginning.
   harness.call([](platform::MediaEngine& engine) { engine.play(1e9); });
-  ASSERT_TRUE(harness.untilTold("play 16"));
-  ASSERT_TRUE(harness.untilTold("end", 1));
+  ASSERT_TRUE(harness.waitForEvent("play 16"));
+  ASSERT_TRUE(harness.waitForEvent("end", 1));
   EXPECT_NEAR(harness.engine().position(), kDuration, 2 * kFrame);
   harness.call([](platform::MediaEngine& engine) { engine.play(-16); });
-  ASSERT_TRUE(harness.untilTold("play -16"));
-  ASSERT_TRUE(harness.untilTold("end", 2));
+  ASSERT_TRUE(harness.waitForEvent("play -16"));
+  ASSERT_TRUE(harness.waitForEvent("end", 2));
 }
 
 TEST_P(MediaEngineRateTest, PausesAndSeeksDuringReversePlayback) {
   const TestMedia& media = TestMedia::shared();
   harness.load(GetParam() ? media.fileURL("clip.mp4") : media.url("clip.mp4"), paused(2.5));
-  ASSERT_TRUE(harness.untilTold("pause"));
+  ASSERT_TRUE(harness.waitForEvent("pause"));
   harness.call([](platform::MediaEngine& engine) { engine.play(-1); });
-  ASSERT_TRUE(harness.untilTold("play -1"));
+  ASSERT_TRUE(harness.waitForEvent("play -1"));
   // In reverse playback frames are rare.
   ASSERT_TRUE(untilPosition([](double at) { return at < 2.3; }));
   harness.call([](platform::MediaEngine& engine) { engine.pause(); });
-  ASSERT_TRUE(harness.untilTold("pause", 1));
+  ASSERT_TRUE(harness.waitForEvent("pause", 1));
   const double at = harness.engine().position();
   EXPECT_GT(at, 1.5);
   seek(1);
   EXPECT_NEAR(harness.engine().position(), 1, kFrame);
   harness.call([](platform::MediaEngine& engine) { engine.play(-1); });
-  ASSERT_TRUE(harness.untilTold("play -1", 1));
+  ASSERT_TRUE(harness.waitForEvent("play -1", 1));
   harness.call([](platform::MediaEngine& engine) { engine.play(1); });
-  ASSERT_TRUE(harness.untilTold("play 1"));
+  ASSERT_TRUE(harness.waitForEvent("play 1"));
   ASSERT_TRUE(untilPosition([](double now) { return now > 1.2; }));
   EXPECT_EQ(harness.count("end"), 0);
 }
@@ -166,19 +166,19 @@ TEST_F(MediaEngineTest, EndTimesApplyToTheirDirection) {
   MediaLoad load;
   load.forwardEndSeconds = 0.4;
   harness.load(TestMedia::shared().url("clip.mp4"), load);
-  ASSERT_TRUE(harness.untilTold("end"));
+  ASSERT_TRUE(harness.waitForEvent("end"));
   EXPECT_NEAR(harness.engine().position(), 0.4, kFrame);
   EXPECT_NEAR(harness.frame()->time, 0.4, 2 * kFrame);
   EXPECT_LT(harness.frame()->time, 0.4 - kFrame / 2)
       << "a picture that begins at the end time is not shown";
 
   harness.call([](platform::MediaEngine& engine) { engine.setEndTimes(0.8, 0.5); });
-  ASSERT_TRUE(harness.untilTold("end", 1)) << "playback resumes after the end time is moved";
+  ASSERT_TRUE(harness.waitForEvent("end", 1)) << "playback resumes after the end time is moved";
   EXPECT_NEAR(harness.engine().position(), 0.8, kFrame);
   EXPECT_LT(harness.frame()->time, 0.8 - kFrame / 2);
 
   harness.call([](platform::MediaEngine& engine) { engine.play(-1); });
-  ASSERT_TRUE(harness.untilTold("end", 2));
+  ASSERT_TRUE(harness.waitForEvent("end", 2));
   EXPECT_NEAR(harness.engine().position(), 0.5, kFrame);
   EXPECT_GT(harness.frame()->time, 0.5 - kFrame) << "the picture at the end time is the last one";
 
@@ -186,7 +186,7 @@ TEST_F(MediaEngineTest, EndTimesApplyToTheirDirection) {
     engine.setEndTimes(std::nullopt, std::nullopt);
     engine.play(1);
   });
-  ASSERT_TRUE(harness.untilTold("end", 3));
+  ASSERT_TRUE(harness.waitForEvent("end", 3));
   EXPECT_NEAR(harness.engine().position(), kDuration, 2 * kFrame);
 }
 
@@ -195,7 +195,7 @@ TEST_F(MediaEngineTest, StallsWithoutDataAndResumes) {
   // On a busy machine playback may never have to wait.
   for (int attempt = 0; attempt < 4 && harness.count("stall") == 0; ++attempt) {
     harness.load(TestMedia::shared().slowURL("heavy_6s.mp4"));
-    harness.until(
+    harness.waitUntil(
         [&] {
           reportsBufferingBeforeReady |= harness.factsChanges() > 0 && harness.count("ready") == 0;
           return harness.count("stall") > 0;
@@ -204,16 +204,16 @@ TEST_F(MediaEngineTest, StallsWithoutDataAndResumes) {
   }
   ASSERT_GE(harness.count("stall"), 1);
   EXPECT_TRUE(reportsBufferingBeforeReady) << "buffering is reported before Ready";
-  ASSERT_TRUE(harness.untilTold("play 1", 1));
+  ASSERT_TRUE(harness.waitForEvent("play 1", 1));
   EXPECT_EQ(harness.count("fail"), 0);
-  EXPECT_EQ(harness.misplaced(), 0);
+  EXPECT_EQ(harness.misplacedEvents(), 0);
 }
 
 void loadWithoutAThread() {
   EngineHarness harness;
   testing_support::refuseThreads();
   harness.load("file:///nowhere.mp4");
-  std::_Exit(harness.untilTold("fail") ? 0 : 1);
+  std::_Exit(harness.waitForEvent("fail") ? 0 : 1);
 }
 
 TEST(MediaEngineThreads, LoadFailsWithoutThreads) {

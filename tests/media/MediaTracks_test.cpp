@@ -79,12 +79,12 @@ class MediaTracksTest : public ::testing::Test {
                      const std::optional<std::string>& identifier) {
     const int before = harness.count("select " + name);
     harness.call([&](platform::MediaEngine& engine) { engine.selectOption(name, identifier); });
-    ASSERT_TRUE(harness.untilTold("select " + name, before));
+    ASSERT_TRUE(harness.waitForEvent("select " + name, before));
   }
   static void seek(EngineHarness& harness, double seconds) {
     const int before = harness.count("seek");
     harness.call([&](platform::MediaEngine& engine) { engine.seek(seconds); });
-    ASSERT_TRUE(harness.untilTold("seek", before));
+    ASSERT_TRUE(harness.waitForEvent("seek", before));
   }
   /// The subtitles of the current picture.
   static std::string textShown(EngineHarness& harness) {
@@ -92,7 +92,7 @@ class MediaTracksTest : public ::testing::Test {
     return frame && frame->subtitles ? frame->subtitles->textAt(frame->time) : "";
   }
   static bool untilText(EngineHarness& harness, const std::string& text) {
-    return harness.until([&] { return textShown(harness) == text; });
+    return harness.waitUntil([&] { return textShown(harness) == text; });
   }
 };
 
@@ -101,7 +101,7 @@ TEST_F(MediaTracksTest, NumbersAndOptionsAreThoseOfTheContainer) {
     SCOPED_TRACE(name);
     EngineHarness harness;
     harness.load(TestMedia::shared().fileURL(name), pausedLoad());
-    ASSERT_TRUE(harness.untilTold("pause"));
+    ASSERT_TRUE(harness.waitForEvent("pause"));
     const auto& facts = harness.engine().facts();
     std::string tracks;
     for (const auto& each : facts.tracks)
@@ -135,13 +135,13 @@ TEST_F(MediaTracksTest, PreferredLanguagesAreSelectedInitially) {
     SCOPED_TRACE(std::string(the.name) + " " + (the.languages.empty() ? "" : the.languages[0]));
     EngineHarness harness(true, the.languages);
     harness.load(TestMedia::shared().fileURL(the.name), pausedLoad());
-    ASSERT_TRUE(harness.untilTold("pause"));
-    EXPECT_EQ(harness.told(), (std::vector<std::string>{"ready", "pause"}));
+    ASSERT_TRUE(harness.waitForEvent("pause"));
+    EXPECT_EQ(harness.events(), (std::vector<std::string>{"ready", "pause"}));
     EXPECT_EQ(selected(harness, "audible"), the.sound);
     EXPECT_EQ(selected(harness, "legible"), the.text);
     seek(harness, 2.5);
     harness.call([](platform::MediaEngine& engine) { engine.play(1); });
-    ASSERT_TRUE(harness.untilTold("end")) << "playback continues";
+    ASSERT_TRUE(harness.waitForEvent("end")) << "playback continues";
   }
 }
 
@@ -150,7 +150,7 @@ TEST_F(MediaTracksTest, TextIsShownAtItsTime) {
     SCOPED_TRACE(name);
     EngineHarness harness(true, {"en"});
     harness.load(TestMedia::shared().fileURL(name), pausedLoad());
-    ASSERT_TRUE(harness.untilTold("pause"));
+    ASSERT_TRUE(harness.waitForEvent("pause"));
     EXPECT_EQ(textShown(harness), "");
     select(harness, "legible", group(harness, "legible")->options[0].identifier);
     EXPECT_TRUE(untilText(harness, "One & only\nsecond line"));
@@ -169,7 +169,7 @@ TEST_F(MediaTracksTest, TextIsShownAtItsTime) {
 TEST_F(MediaTracksTest, SwitchingTextAndAudioNeverStopsPlayback) {
   EngineHarness harness(true, {"en"});
   harness.load(TestMedia::shared().fileURL("tracks.mkv"), MediaLoad{});
-  ASSERT_TRUE(harness.untilTold("play 1"));
+  ASSERT_TRUE(harness.waitForEvent("play 1"));
   const auto texts = group(harness, "legible")->options;
   const auto sounds = group(harness, "audible")->options;
   for (int round = 0; round < 8; ++round) {
@@ -179,10 +179,10 @@ TEST_F(MediaTracksTest, SwitchingTextAndAudioNeverStopsPlayback) {
     select(harness, "audible", sounds[static_cast<std::size_t>(round + 1) % 2].identifier);
     select(harness, "legible", std::nullopt);
     const double at = harness.engine().position();
-    ASSERT_TRUE(harness.until([&] { return harness.engine().position() > at + 0.1; }));
+    ASSERT_TRUE(harness.waitUntil([&] { return harness.engine().position() > at + 0.1; }));
   }
   EXPECT_EQ(harness.count("fail"), 0);
-  EXPECT_EQ(harness.misplaced(), 0);
+  EXPECT_EQ(harness.misplacedEvents(), 0);
 }
 
 TEST_F(MediaTracksTest, OptionsHaveThePropertiesInThePlaylist) {
@@ -192,7 +192,7 @@ TEST_F(MediaTracksTest, OptionsHaveThePropertiesInThePlaylist) {
   media.url("german.m3u8");
   EngineHarness harness;
   harness.load(media.url("offers.m3u8"), MediaLoad{});
-  ASSERT_TRUE(harness.untilTold("end"));
+  ASSERT_TRUE(harness.waitForEvent("end"));
   ASSERT_TRUE(group(harness, "legible"));
   std::string options;
   for (const auto& each : group(harness, "legible")->options) {
@@ -230,7 +230,7 @@ TEST_F(MediaTracksTest, ChaptersAreThoseOfTheContainer) {
     SCOPED_TRACE(the.name);
     EngineHarness harness;
     harness.load(media.url(the.name, options + the.options), pausedLoad());
-    ASSERT_TRUE(harness.untilTold("pause"));
+    ASSERT_TRUE(harness.waitForEvent("pause"));
     EXPECT_EQ(harness.engine().facts().chapters, the.chapters);
     EXPECT_EQ(harness.engine().facts().tracks.size(), 1u);
   }
@@ -239,7 +239,7 @@ TEST_F(MediaTracksTest, ChaptersAreThoseOfTheContainer) {
 TEST_F(MediaTracksTest, ForcedTextsFollowTheAudioUnlessTheUserHasSelectedOne) {
   EngineHarness harness;
   harness.load(TestMedia::shared().fileURL("tracks.mkv"), pausedLoad());
-  ASSERT_TRUE(harness.untilTold("pause"));
+  ASSERT_TRUE(harness.waitForEvent("pause"));
   const auto sounds = group(harness, "audible")->options;
   const auto texts = group(harness, "legible")->options;
   EXPECT_EQ(selected(harness, "legible"), "fr");
@@ -263,11 +263,11 @@ TEST_F(MediaTracksTest, UnsupportedTextsDoNoHarm) {
     SCOPED_TRACE(name);
     EngineHarness harness;
     harness.load(media.fileURL(name));
-    ASSERT_TRUE(harness.untilTold("play 1"));
+    ASSERT_TRUE(harness.waitForEvent("play 1"));
     const auto* const texts = group(harness, "legible");
     ASSERT_EQ(texts != nullptr, isOption);
     if (texts) select(harness, "legible", texts->options.at(0).identifier);
-    ASSERT_TRUE(harness.untilTold("end"));
+    ASSERT_TRUE(harness.waitForEvent("end"));
     EXPECT_EQ(harness.count("fail"), 0);
   }
 }
@@ -285,7 +285,7 @@ TEST_F(MediaTracksTest, ExternalTextsAreOptions) {
                                                           {"name", "Deutsch"}},
                                      platform::Dictionary{{"src", media.fileURL("missing.vtt")}}});
   });
-  ASSERT_TRUE(harness.untilTold("pause"));
+  ASSERT_TRUE(harness.waitForEvent("pause"));
   const auto options = group(harness, "legible")->options;
   ASSERT_EQ(options.size(), 4u);
   EXPECT_EQ(options[2].displayName, "Deutsch");
@@ -365,7 +365,7 @@ TEST_F(MediaTracksTest, TextsOfEveryFormatAreShown) {
             platform::Array{platform::Dictionary{
                 {"src", media.url(the.beside)}, {"language", "de"}, {"name", "Deutsch"}}});
     });
-    ASSERT_TRUE(harness.untilTold("pause"));
+    ASSERT_TRUE(harness.waitForEvent("pause"));
     ASSERT_TRUE(group(harness, "legible"));
     const auto options = group(harness, "legible")->options;
     ASSERT_EQ(options.size(), 1u);

@@ -22,7 +22,7 @@ class NextItemTest : public ::testing::Test {
     sound = std::make_shared<TestSound>(exclusive);
     harness = std::make_unique<EngineHarness>(makerOf({.allowFileURLs = true, .audio = sound}));
     harness->load(TestMedia::shared().url(name));
-    ASSERT_TRUE(harness->untilTold("play 1"));
+    ASSERT_TRUE(harness->waitForEvent("play 1"));
   }
   /// Also waits until prerolling has finished. No event reports that, so the wait is for a number
   /// of frames; the assertions afterwards do not depend on its length.
@@ -41,8 +41,8 @@ class NextItemTest : public ::testing::Test {
 TEST_F(NextItemTest, IsShownAtOnceWithItsFirstFrame) {
   ASSERT_NO_FATAL_FAILURE(begin("clip.mp4"));
   const MediaLoad next = prepare(TestMedia::shared().url("clip.mp4"), 1.0);
-  ASSERT_TRUE(harness->untilTold("end"));
-  EXPECT_EQ(harness->told(), (Texts{"ready", "play 1", "end"}))
+  ASSERT_TRUE(harness->waitForEvent("end"));
+  EXPECT_EQ(harness->events(), (Texts{"ready", "play 1", "end"}))
       << "a prepared item reports no events";
   ASSERT_NE(harness->frame(), nullptr);
   EXPECT_GT(harness->frame()->time, 2.5) << "a prepared item shows no picture";
@@ -51,10 +51,10 @@ TEST_F(NextItemTest, IsShownAtOnceWithItsFirstFrame) {
   // Checked before any other task has run: the screen is never empty, and the pipeline is reused.
   ASSERT_NE(harness->frame(), nullptr);
   EXPECT_NEAR(harness->frame()->time, 1.0, kFrameSeconds);
-  ASSERT_TRUE(harness->untilTold("end"));
-  EXPECT_EQ(harness->told(), (Texts{"ready", "play 1", "end"}));
+  ASSERT_TRUE(harness->waitForEvent("end"));
+  EXPECT_EQ(harness->events(), (Texts{"ready", "play 1", "end"}));
   EXPECT_EQ(sound->played().size(), 2u);
-  EXPECT_EQ(harness->misplaced(), 0);
+  EXPECT_EQ(harness->misplacedEvents(), 0);
 }
 
 TEST_F(NextItemTest, PlaysWithoutAGap) {
@@ -62,17 +62,17 @@ TEST_F(NextItemTest, PlaysWithoutAGap) {
   for (const bool exclusive : {false, true}) {
     ASSERT_NO_FATAL_FAILURE(begin("tone.m4a", exclusive));
     const MediaLoad next = prepare(TestMedia::shared().url("tone.m4a"));
-    ASSERT_TRUE(harness->untilTold("end"));
+    ASSERT_TRUE(harness->waitForEvent("end"));
     EXPECT_EQ(sound->played().size(), exclusive ? 1u : 2u);
     harness->load({}, next);
-    ASSERT_TRUE(harness->until([&] { return sound->played().size() == 2; }));
-    ASSERT_TRUE(harness->until([&] { return sound->played()[1].buffers > 0; }));
+    ASSERT_TRUE(harness->waitUntil([&] { return sound->played().size() == 2; }));
+    ASSERT_TRUE(harness->waitUntil([&] { return sound->played()[1].buffers > 0; }));
     const auto played = sound->played();
     EXPECT_GE(played[1].begin, played[0].end);
     std::printf("gap in sound%s: %.1f ms\n", exclusive ? ", exclusive device" : "",
                 static_cast<double>(played[1].begin - played[0].end) / 1e6);
-    ASSERT_TRUE(harness->untilTold("end"));
-    EXPECT_EQ(harness->told(), (Texts{"ready", "play 1", "end"}));
+    ASSERT_TRUE(harness->waitForEvent("end"));
+    EXPECT_EQ(harness->events(), (Texts{"ready", "play 1", "end"}));
   }
 }
 
@@ -82,7 +82,7 @@ TEST_F(NextItemTest, IsDroppedIfAnotherItemIsLoaded) {
   const auto second = prepare(TestMedia::shared().url("silent.mp4"));
   harness->load({}, first);
   EXPECT_EQ(harness->frame(), nullptr) << "another item was prepared meanwhile";
-  ASSERT_TRUE(harness->untilTold("play 1"));
+  ASSERT_TRUE(harness->waitForEvent("play 1"));
   prepare(TestMedia::shared().url("clip.mp4"));
   harness->call([](platform::MediaEngine& engine) { engine.unload(); });
   EXPECT_TRUE(platform::WorkerThreads::waitForAll(std::chrono::seconds(30)));
@@ -94,27 +94,27 @@ TEST_F(NextItemTest, FailsOnlyWhenItIsLoaded) {
     SCOPED_TRACE(url);
     ASSERT_NO_FATAL_FAILURE(begin("clip.mp4"));
     const MediaLoad next = prepare(url);
-    ASSERT_TRUE(harness->untilTold("end"));
+    ASSERT_TRUE(harness->waitForEvent("end"));
     EXPECT_EQ(harness->count("fail"), 0);
     harness->load({}, next);
-    ASSERT_TRUE(harness->untilTold("fail"));
-    EXPECT_EQ(harness->told(), (Texts{"fail"}));
+    ASSERT_TRUE(harness->waitForEvent("fail"));
+    EXPECT_EQ(harness->events(), (Texts{"fail"}));
   }
 }
 
 TEST_F(NextItemTest, PlaysOnWithoutAnAudioDevice) {
   ASSERT_NO_FATAL_FAILURE(begin("clip.mp4"));
-  ASSERT_TRUE(harness->until([&] { return harness->engine().position() > 0.3; }));
+  ASSERT_TRUE(harness->waitUntil([&] { return harness->engine().position() > 0.3; }));
   sound->isGone = true;
-  ASSERT_TRUE(harness->until([&] { return harness->engine().position() > 0.8; }));
+  ASSERT_TRUE(harness->waitUntil([&] { return harness->engine().position() > 0.8; }));
   const auto heard = sound->played();
   EXPECT_EQ(heard.size(), 1u);
   sound->isGone = false;
-  ASSERT_TRUE(harness->until([&] {
+  ASSERT_TRUE(harness->waitUntil([&] {
     const auto played = sound->played();
     return played.size() == 2 && played[1].buffers > 0;
   })) << "the device is in use again";
-  ASSERT_TRUE(harness->untilTold("end"));
+  ASSERT_TRUE(harness->waitForEvent("end"));
   EXPECT_EQ(harness->count("fail"), 0);
 }
 

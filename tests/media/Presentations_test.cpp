@@ -161,7 +161,7 @@ class Presentations : public testing::TestWithParam<Row> {
     position = harness.engine().position();
     seenAt = clock.now();
     harness.call([&](platform::MediaEngine& engine) { engine.play(rate); });
-    const bool isOver = harness.until(
+    const bool isOver = harness.waitUntil(
         [&] {
           watch(rate);
           return harness.count("end") > 0 || harness.error();
@@ -200,7 +200,7 @@ class Presentations : public testing::TestWithParam<Row> {
     harness.call([&](platform::MediaEngine& engine) {
       engine.selectOption("legible", options[0].identifier);
     });
-    ASSERT_TRUE(harness.untilTold("select legible"));
+    ASSERT_TRUE(harness.waitForEvent("select legible"));
   }
 
   static constexpr std::chrono::seconds kLimit{20};
@@ -223,10 +223,11 @@ TEST_P(ClosedPresentations, PlayToTheEnd) {
   const std::string url = TestMedia::shared().presentation(row.name);
   load.item = std::make_shared<KeyedItem>(url, row.isKeyRefused);
   harness.load(url, load);
-  ASSERT_TRUE(harness.until([&] { return harness.count("ready") > 0 || harness.error(); }, kLimit));
+  ASSERT_TRUE(
+      harness.waitUntil([&] { return harness.count("ready") > 0 || harness.error(); }, kLimit));
   if (!harness.error()) {
     // Without codecs in the manifest the tracks are known after the first segment.
-    harness.until([&] { return tracks("audio") == row.sounds; }, kLimit);
+    harness.waitUntil([&] { return tracks("audio") == row.sounds; }, kLimit);
     EXPECT_EQ(tracks("video"), row.hasPicture ? 1 : 0);
     EXPECT_EQ(tracks("audio"), row.sounds);
     EXPECT_EQ(textOptions().size(), static_cast<std::size_t>(row.texts));
@@ -248,14 +249,14 @@ TEST_P(ClosedPresentations, PlayToTheEnd) {
   if (row.texts > 0 && row.readsText) {
     EXPECT_TRUE(texts.contains("Ende"));
   }
-  EXPECT_EQ(harness.misplaced(), 0);
+  EXPECT_EQ(harness.misplacedEvents(), 0);
 }
 
 TEST_P(LivePresentations, PlayUntilTheyHaveEnded) {
   const Row& row = GetParam();
   harness.load(TestMedia::shared().presentation(row.name, true), {});
   ASSERT_TRUE(
-      harness.until([&] { return harness.count("play 1") > 0 || harness.error(); }, kLimit));
+      harness.waitUntil([&] { return harness.count("play 1") > 0 || harness.error(); }, kLimit));
   ASSERT_FALSE(harness.error()) << harness.error()->description();
   EXPECT_TRUE(harness.engine().facts().live);
   EXPECT_EQ(tracks("video"), 1);
@@ -265,7 +266,7 @@ TEST_P(LivePresentations, PlayUntilTheyHaveEnded) {
   ASSERT_FALSE(harness.error()) << harness.error()->description();
   EXPECT_NEAR(harness.engine().position(), kLiveSeconds, 0.2);
   EXPECT_NEAR(picture, kLiveSeconds, 0.3);
-  EXPECT_EQ(harness.misplaced(), 0);
+  EXPECT_EQ(harness.misplacedEvents(), 0);
 }
 
 std::string rowName(const testing::TestParamInfo<Row>& row) {

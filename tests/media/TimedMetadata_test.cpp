@@ -157,10 +157,10 @@ TEST(TimedMetadata, IsReportedAtItsTimeWithTheTagsOfTheMedia) {
   for (const std::string& url : {"file://" + path, TestMedia::shared().url("metadata.m3u8")}) {
     SCOPED_TRACE(url);
     harness.load(url, {});
-    ASSERT_TRUE(harness.untilTold("play 1"));
+    ASSERT_TRUE(harness.waitForEvent("play 1"));
     EXPECT_TRUE(harness.engine().facts().timedMetadata.empty()) << "not before its time";
     const int changes = harness.factsChanges();
-    ASSERT_TRUE(harness.until([&] {
+    ASSERT_TRUE(harness.waitUntil([&] {
       return harness.factsChanges() > changes && !harness.engine().facts().timedMetadata.empty();
     }));
     EXPECT_NEAR(harness.engine().position(), 1, 0.3);
@@ -168,15 +168,15 @@ TEST(TimedMetadata, IsReportedAtItsTimeWithTheTagsOfTheMedia) {
     ASSERT_EQ(items.size(), 1u);
     EXPECT_EQ(items[0].value, platform::Value("Now"));
     EXPECT_NEAR(items[0].time->toSeconds(), 1, 0.05);
-    ASSERT_TRUE(harness.untilTold("end"));
+    ASSERT_TRUE(harness.waitForEvent("end"));
     EXPECT_EQ(harness.engine().facts().timedMetadata, items);
   }
 
   platform::MediaLoad paused;
   paused.playing = false;
   harness.load(TestMedia::shared().fileURL("clip.mp4"), paused);
-  ASSERT_TRUE(harness.untilTold("pause"));
-  ASSERT_TRUE(harness.until([&] { return !harness.engine().facts().timedMetadata.empty(); }));
+  ASSERT_TRUE(harness.waitForEvent("pause"));
+  ASSERT_TRUE(harness.waitUntil([&] { return !harness.engine().facts().timedMetadata.empty(); }));
   const auto& tag = harness.engine().facts().timedMetadata[0];
   EXPECT_EQ(tag.key, platform::Value("title"));
   EXPECT_EQ(tag.value, platform::Value("Clip"));
@@ -238,7 +238,8 @@ TEST(TimedMetadata, EventMessagesAreReportedOnceAtTheirTime) {
                  static_cast<std::streamsize>(content.size()));
     }
     harness.load(url, {});
-    ASSERT_TRUE(harness.until([&] { return harness.engine().facts().timedMetadata.size() > 1; }));
+    ASSERT_TRUE(
+        harness.waitUntil([&] { return harness.engine().facts().timedMetadata.size() > 1; }));
     EXPECT_GE(harness.engine().position(), 1.45);
     const auto items = harness.engine().facts().timedMetadata;
     ASSERT_EQ(items.size(), 2u);
@@ -249,7 +250,7 @@ TEST(TimedMetadata, EventMessagesAreReportedOnceAtTheirTime) {
     EXPECT_EQ(items[0].extraAttributes.get("duration"), platform::Value(2.0));
     EXPECT_NEAR(items[0].time->toSeconds(), 1.5, 0.05);
     EXPECT_EQ(items[1].value, platform::Value("Now"));
-    ASSERT_TRUE(harness.untilTold("end"));
+    ASSERT_TRUE(harness.waitForEvent("end"));
     const auto loaded = harness.engine().facts().loaded;
     ASSERT_EQ(loaded.size(), 1u);
     EXPECT_NEAR(loaded[0].duration, 3, 0.1);
@@ -302,7 +303,7 @@ TEST(TimedMetadata, TitlesOfARadioStationFollowItsAudio) {
   media.url("song.mp3", "-map 1 -c:a libmp3lame -b:a 64k");
   EngineHarness harness;
   harness.load(media.url("radio/song.mp3"));
-  ASSERT_TRUE(harness.untilTold("play 1"));
+  ASSERT_TRUE(harness.waitForEvent("play 1"));
   EXPECT_TRUE(harness.engine().facts().live);
   EXPECT_TRUE(harness.engine().facts().seekable.empty());
   const auto valueOf = [&](std::string_view key) {
@@ -312,7 +313,8 @@ TEST(TimedMetadata, TitlesOfARadioStationFollowItsAudio) {
     return platform::Value();
   };
   for (const char* title : {"Song 1", "Song 2"})
-    EXPECT_TRUE(harness.until([&] { return valueOf("StreamTitle") == platform::Value(title); }));
+    EXPECT_TRUE(
+        harness.waitUntil([&] { return valueOf("StreamTitle") == platform::Value(title); }));
   EXPECT_EQ(valueOf("icy-name"), platform::Value("Test Radio"));
   EXPECT_GT(harness.engine().position(), 2) << "the first song has ended";
 }

@@ -39,7 +39,7 @@ class RemoteEngineTest : public ::testing::Test {
     const pid_t before = engine->processID();
     ASSERT_GT(before, 0);
     ASSERT_EQ(kill(before, signal), 0);
-    ASSERT_TRUE(harness->until([&] { return engine->processID() != before; }));
+    ASSERT_TRUE(harness->waitUntil([&] { return engine->processID() != before; }));
   }
   double position() { return engine->position(); }
 
@@ -73,9 +73,9 @@ TEST_F(RemoteEngineTest, PipelinesAreDumpedWhenAnItemIsReadyAndWhenItFails) {
 TEST_F(RemoteEngineTest, ContinuesAtTheSamePositionInANewProcess) {
   make();
   load("long.mp4");
-  ASSERT_TRUE(harness->untilTold("play 1"));
-  ASSERT_TRUE(harness->until([&] { return position() > 0.5; }));
-  const auto notifications = harness->told();
+  ASSERT_TRUE(harness->waitForEvent("play 1"));
+  ASSERT_TRUE(harness->waitUntil([&] { return position() > 0.5; }));
+  const auto notifications = harness->events();
   const auto frameBefore = harness->frame();
   ASSERT_TRUE(frameBefore);
   const double before = position();
@@ -85,11 +85,11 @@ TEST_F(RemoteEngineTest, ContinuesAtTheSamePositionInANewProcess) {
   EXPECT_GE(position(), before);
   EXPECT_LT(position(), before + 1);
   const double positionAfter = position();
-  ASSERT_TRUE(harness->until([&] { return position() > positionAfter + 0.5; }));
+  ASSERT_TRUE(harness->waitUntil([&] { return position() > positionAfter + 0.5; }));
   EXPECT_NE(harness->frame(), frameBefore);
   EXPECT_GE(harness->frame()->time, before - 0.1);
-  EXPECT_EQ(harness->told(), notifications);
-  EXPECT_EQ(harness->misplaced(), 0);
+  EXPECT_EQ(harness->events(), notifications);
+  EXPECT_EQ(harness->misplacedEvents(), 0);
   // The facts are available again.
   EXPECT_NEAR(engine->facts().duration, 20, 0.2);
   EXPECT_FALSE(engine->accessLog().empty());
@@ -98,20 +98,20 @@ TEST_F(RemoteEngineTest, ContinuesAtTheSamePositionInANewProcess) {
 TEST_F(RemoteEngineTest, ACallToADeadProcessIsExecutedByTheNext) {
   make();
   load("long.mp4");
-  ASSERT_TRUE(harness->untilTold("play 1"));
+  ASSERT_TRUE(harness->waitForEvent("play 1"));
   ASSERT_EQ(kill(engine->processID(), SIGKILL), 0);
   harness->call([](MediaEngine& its) {
     its.seek(7);
     its.pause();
   });
   EXPECT_EQ(position(), 7);
-  ASSERT_TRUE(harness->untilTold("seek"));
-  ASSERT_TRUE(harness->untilTold("pause"));
+  ASSERT_TRUE(harness->waitForEvent("seek"));
+  ASSERT_TRUE(harness->waitForEvent("pause"));
   EXPECT_NEAR(position(), 7, 0.1);
-  ASSERT_TRUE(harness->until([&] { return harness->frame() && harness->frame()->time > 6.9; }));
+  ASSERT_TRUE(harness->waitUntil([&] { return harness->frame() && harness->frame()->time > 6.9; }));
   EXPECT_NEAR(harness->frame()->time, 7, 0.1);
   harness->call([](MediaEngine& its) { its.play(1); });
-  ASSERT_TRUE(harness->untilTold("play 1", 1));
+  ASSERT_TRUE(harness->waitForEvent("play 1", 1));
   EXPECT_EQ(harness->count("fail"), 0);
 }
 
@@ -122,7 +122,7 @@ TEST_F(RemoteEngineTest, ASeekWhileLoadingIsRepeatedInANewProcess) {
     platform::MediaLoad paused;
     paused.playing = false;
     load("dated.m3u8", paused);
-    ASSERT_TRUE(harness->untilTold("ready"));
+    ASSERT_TRUE(harness->waitForEvent("ready"));
     const platform::Date begin = engine->facts().playbackDate.value_or(platform::Date{});
     load("dated.m3u8", paused);
     harness->call([&](MediaEngine& its) {
@@ -132,8 +132,8 @@ TEST_F(RemoteEngineTest, ASeekWhileLoadingIsRepeatedInANewProcess) {
         its.seek(1.52);
     });
     killAndWait(SIGKILL);
-    ASSERT_TRUE(harness->untilTold("ready"));
-    ASSERT_TRUE(harness->until([&] { return harness->frame() && harness->frame()->time > 1; }));
+    ASSERT_TRUE(harness->waitForEvent("ready"));
+    ASSERT_TRUE(harness->waitUntil([&] { return harness->frame() && harness->frame()->time > 1; }));
     EXPECT_NEAR(position(), 1.52, 0.05);
     EXPECT_NEAR(harness->frame()->time, 1.52, 0.05);
     EXPECT_EQ(harness->count("ready"), 1);
@@ -144,16 +144,16 @@ TEST_F(RemoteEngineTest, ASeekWhileLoadingIsRepeatedInANewProcess) {
 TEST_F(RemoteEngineTest, FailsAfterTwoDeathsAndPlaysTheNextItem) {
   make();
   load("long.mp4");
-  ASSERT_TRUE(harness->untilTold("play 1"));
+  ASSERT_TRUE(harness->waitForEvent("play 1"));
   killAndWait(SIGABRT);
-  ASSERT_TRUE(harness->until([&] { return engine->processID() > 0; }));
+  ASSERT_TRUE(harness->waitUntil([&] { return engine->processID() > 0; }));
   ASSERT_EQ(kill(engine->processID(), SIGSEGV), 0);
-  ASSERT_TRUE(harness->untilTold("fail"));
+  ASSERT_TRUE(harness->waitForEvent("fail"));
   EXPECT_EQ(harness->error()->domain, platform::kMediaErrorDomain);
   EXPECT_EQ(harness->error()->code,
             static_cast<std::int64_t>(platform::MediaErrorCode::ProcessLost));
   load("clip.mp4");
-  ASSERT_TRUE(harness->untilTold("end"));
+  ASSERT_TRUE(harness->waitForEvent("end"));
   EXPECT_EQ(harness->count("fail"), 0);
 }
 
@@ -162,10 +162,10 @@ TEST_F(RemoteEngineTest, ReplacesAHungProcessAfterACommand) {
   setup.answerLimit = std::chrono::milliseconds(300);
   make(setup);
   load("long.mp4");
-  ASSERT_TRUE(harness->untilTold("play 1"));
+  ASSERT_TRUE(harness->waitForEvent("play 1"));
   ASSERT_EQ(kill(engine->processID(), SIGSTOP), 0);
   harness->call([](MediaEngine& its) { its.pause(); });
-  ASSERT_TRUE(harness->untilTold("pause"));
+  ASSERT_TRUE(harness->waitForEvent("pause"));
   EXPECT_EQ(harness->count("fail"), 0);
 }
 
@@ -173,16 +173,16 @@ TEST_F(RemoteEngineTest, SurvivesADeathWhileLoadingAndWithoutAnItem) {
   make();
   load("clip.mp4");
   killAndWait(SIGKILL);
-  ASSERT_TRUE(harness->untilTold("end"));
+  ASSERT_TRUE(harness->waitForEvent("end"));
   EXPECT_EQ(harness->count("ready"), 1);
   EXPECT_EQ(harness->count("play 1"), 1);
   harness->call([](MediaEngine& its) { its.unload(); });
   EXPECT_FALSE(harness->frame());
   const pid_t idle = engine->processID();
   ASSERT_EQ(kill(idle, SIGKILL), 0);
-  ASSERT_TRUE(harness->until([&] { return engine->processID() < 0; }));
+  ASSERT_TRUE(harness->waitUntil([&] { return engine->processID() < 0; }));
   load("clip.mp4");
-  ASSERT_TRUE(harness->untilTold("end"));
+  ASSERT_TRUE(harness->waitForEvent("end"));
 }
 
 TEST_F(RemoteEngineTest, FailsALoadIfTheProgramIsMissing) {
@@ -190,12 +190,12 @@ TEST_F(RemoteEngineTest, FailsALoadIfTheProgramIsMissing) {
   setup.program = "/nowhere/tvvorlane-media";
   make(setup);
   load("clip.mp4");
-  ASSERT_TRUE(harness->untilTold("fail"));
-  EXPECT_EQ(harness->misplaced(), 0);
+  ASSERT_TRUE(harness->waitForEvent("fail"));
+  EXPECT_EQ(harness->misplacedEvents(), 0);
   setup.program = "/bin/true";
   make(setup);
   load("clip.mp4");
-  ASSERT_TRUE(harness->untilTold("fail"));
+  ASSERT_TRUE(harness->waitForEvent("fail"));
 }
 
 TEST_F(RemoteEngineTest, KeepsASpareProcessReady) {
@@ -204,8 +204,8 @@ TEST_F(RemoteEngineTest, KeepsASpareProcessReady) {
   make(setup);
   load("clip.mp4");
   const pid_t first = engine->processID();
-  ASSERT_TRUE(harness->untilTold("end"));
-  ASSERT_TRUE(harness->until([&] { return engine->pool().hasSpare(); }));
+  ASSERT_TRUE(harness->waitForEvent("end"));
+  ASSERT_TRUE(harness->waitUntil([&] { return engine->pool().hasSpare(); }));
   killAndWait(SIGKILL);
   EXPECT_NE(engine->processID(), first);
   const pid_t second = engine->processID();
