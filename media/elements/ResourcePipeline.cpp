@@ -11,11 +11,11 @@
 namespace media {
 namespace {
 
-/// Data of a pad of the parser: the pad that was requested of the decoder for it.
+/// Data of a parser pad: the sink pad of decodebin3 that was requested for it.
 constexpr const char* kInput = "vorlane-input";
 
 struct ResourceParts {
-  // The pipeline's.
+  // Owned by the pipeline.
   GstElement* source = nullptr;
   GstElement* parser = nullptr;
   GstElement* decoder = nullptr;
@@ -35,8 +35,8 @@ ResourceParts& partsOf(gpointer pipeline) {
   return *static_cast<ResourcePipeline*>(pipeline)->parts;
 }
 
-/// decodebin3 puts a parsebin of its own behind each input whose stream-start event does not have
-/// this field, which urisourcebin sets.
+/// decodebin3 adds its own parsebin to an input unless its stream-start event has this field, which
+/// urisourcebin normally sets.
 GstPadProbeReturn markAsParsed(GstPad*, GstPadProbeInfo* info, gpointer) {
   GstEvent* event = GST_PAD_PROBE_INFO_EVENT(info);
   if (GST_EVENT_TYPE(event) != GST_EVENT_STREAM_START) return GST_PAD_PROBE_OK;
@@ -47,7 +47,7 @@ GstPadProbeReturn markAsParsed(GstPad*, GstPadProbeInfo* info, gpointer) {
   return GST_PAD_PROBE_OK;
 }
 
-/// On a streaming thread, with all streams of the parser blocked.
+/// Called on a streaming thread while all streams of the parser are blocked.
 void decodeStream(GstElement*, GstPad* stream, gpointer pipeline) {
   if (!GST_PAD_IS_SRC(stream)) return;
   GstElement* const decoder = partsOf(pipeline).decoder;
@@ -70,7 +70,7 @@ void releaseStream(GstElement*, GstPad* stream, gpointer pipeline) {
   }
 }
 
-/// On a streaming thread of the decoder.
+/// Called on a streaming thread of decodebin3.
 void showStream(GstElement*, GstPad* pad, gpointer pipeline) {
   if (!GST_PAD_IS_SRC(pad)) return;
   const GstRef<GstStream> stream(gst_pad_get_stream(pad));
@@ -80,8 +80,8 @@ void showStream(GstElement*, GstPad* pad, gpointer pipeline) {
     if (type & tail.type()) return tail.link(pad);
 }
 
-/// Starts the source and the parser last. Data that reach an element whose pads are not active yet
-/// are refused as during a flush, which stops the source without an error message.
+/// Starts the source and the parser last. An element whose pads are not active yet would return
+/// FLUSHING, which stops the source without an error message.
 GstStateChangeReturn changePipelineState(GstElement* pipeline, GstStateChange change) {
   const ResourceParts& parts = partsOf(pipeline);
   GstElement* const front[] = {parts.parser, parts.source};
@@ -121,7 +121,8 @@ gboolean sendEvent(GstElement* pipeline, GstEvent* event) {
   return resourcePipelineParent->send_event(pipeline, event);
 }
 
-/// Without texts: after a seek they count on from the time before it until the clock runs again.
+/// Ignores text sinks: after a seek their position continues from before the seek until the clock
+/// runs.
 gboolean answerPosition(const ResourceParts& parts, GstQuery* query) {
   GstFormat format = GST_FORMAT_UNDEFINED;
   gst_query_parse_position(query, &format, nullptr);
@@ -142,13 +143,13 @@ gboolean answerQuery(GstElement* pipeline, GstQuery* query) {
              : resourcePipelineParent->query(pipeline, query);
 }
 
-/// On any thread.
+/// Called on any thread.
 void handleMessage(GstBin* bin, GstMessage* message) {
   ResourceParts& parts = partsOf(bin);
   const GstMessageType type = GST_MESSAGE_TYPE(message);
   const bool isOfParser = GST_MESSAGE_SRC(message) == GST_OBJECT(parts.parser);
   if (type == GST_MESSAGE_STREAM_COLLECTION && isOfParser)
-    return gst_message_unref(message);  // the decoder posts the one that counts
+    return gst_message_unref(message);  // only the message of decodebin3 is passed on
   if (type == GST_MESSAGE_STREAMS_SELECTED) endUnlinkedTails(parts);
   GST_BIN_CLASS(resourcePipelineParent)->handle_message(bin, message);
 }

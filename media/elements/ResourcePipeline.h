@@ -6,13 +6,13 @@
 
 namespace media {
 
-/// What a pipeline of one resource is made of. The sinks may be null.
+/// The sinks may be null.
 struct ResourcePipelineSetup {
   GstElement* source = nullptr;  ///< floating; has one pad, "src"
   GstElement* videoSink = nullptr;
   GstElement* audioSink = nullptr;
   GstElement* textSink = nullptr;
-  GstBus* bus = nullptr;  ///< gets all messages; null: one of its own
+  GstBus* bus = nullptr;  ///< gets all messages; null: the pipeline's own
 };
 
 /// A GstPipeline that plays one resource of any container: the source, a parsebin, a decodebin3,

@@ -29,7 +29,7 @@ struct SourceState {
   std::string uri;
   std::shared_ptr<ResourceReader> reader;
   streaming::ReadGate gate;
-  std::uint64_t next = 0;  // where a push goes on
+  std::uint64_t next = 0;  // position of the next push
   std::atomic<bool> isReading = false;
 };
 
@@ -48,7 +48,6 @@ bool canJump(const ResourceReader& reader) {
   return reader.isSeekable() && reader.icyInterval() == 0 && reader.size();
 }
 
-/// Empty where there is none.
 std::string fieldNamed(const streaming::HeaderFields& fields, std::string_view name) {
   for (const auto& [key, value] : fields)
     if (key.size() == name.size() && g_ascii_strncasecmp(key.data(), name.data(), key.size()) == 0)
@@ -61,19 +60,19 @@ void sendStationTags(GstBaseSrc* source, const streaming::HeaderFields& fields) 
                                                            {"icy-genre", GST_TAG_GENRE},
                                                            {"icy-url", GST_TAG_HOMEPAGE}};
   GstRef<GstTagList> tags(gst_tag_list_new_empty());
-  // Titles are of the stream, and replace other tags of the stream.
+  // Titles are sent as stream tags, which replace all earlier stream tags.
   gst_tag_list_set_scope(tags.get(), GST_TAG_SCOPE_GLOBAL);
   for (const auto& [field, tag] : kTags) {
     const std::string value = fieldNamed(fields, field);
     if (!value.empty() && g_utf8_validate(value.c_str(), -1, nullptr))
       gst_tag_list_add(tags.get(), GST_TAG_MERGE_REPLACE, tag, value.c_str(), nullptr);
   }
-  // Goes out with the first buffer, after the segment.
+  // Sent with the first buffer, after the segment event.
   if (!gst_tag_list_is_empty(tags.get()))
     gst_element_send_event(GST_ELEMENT(source), gst_event_new_tag(tags.release()));
 }
 
-/// The caps of samples without a container (RFC 2586); null for other types.
+/// Returns the caps of raw samples (RFC 2586), or null for other types.
 GstRef<GstCaps> capsOfLinearSamples(const std::string& mimeType) {
   const auto number = [&](std::string_view name, int fallback) {
     const auto at = mimeType.find(name);
@@ -114,7 +113,7 @@ gboolean unlock(GstBaseSrc* source) {
 
 gboolean unlockStop(GstBaseSrc* source) {
   SourceState& state = sourceState(source);
-  // The base class reopens at once. A read that has not seen the closed gate would wait on.
+  // The base class clears the flag at once: wait until the read has returned.
   state.isReading.wait(true);
   state.gate.setClosed(false);
   return TRUE;
@@ -132,8 +131,8 @@ gboolean sizeOf(GstBaseSrc* source, guint64* size) {
   return known.has_value();
 }
 
-/// Bytes from `offset` on: all that are asked for, where a demuxer pulls, otherwise those that have
-/// come. Fewer at the end.
+/// Reads from `offset`: in pull mode the full size, otherwise what is available. Returns less at
+/// the end.
 GstFlowReturn readInto(GstBaseSrc* source, std::uint64_t offset, std::span<std::byte> into,
                        bool isPulled, std::size_t& count) {
   SourceState& state = sourceState(source);
@@ -157,7 +156,7 @@ GstFlowReturn create(GstBaseSrc* source, guint64 offset, guint size, GstBuffer**
     if (state.next == 0) sendFormat(source, *state.reader);
     if (!canJump(*state.reader)) offset = state.next;
   }
-  // A caller may give a buffer of its own to fill.
+  // The caller may provide the buffer.
   GstRef<GstBuffer> made(*result ? nullptr : gst_buffer_new_allocate(nullptr, size, nullptr));
   GstBuffer* const buffer = made ? made.get() : *result;
   GstMapInfo map;
@@ -179,7 +178,7 @@ GstFlowReturn create(GstBaseSrc* source, guint64 offset, guint size, GstBuffer**
   return GST_FLOW_OK;
 }
 
-/// The base class takes every source for seekable.
+/// The base class would report every source as seekable.
 gboolean answer(GstBaseSrc* source, GstQuery* query) {
   if (GST_QUERY_TYPE(query) == GST_QUERY_URI) {
     gst_query_set_uri(query, sourceState(source).uri.c_str());

@@ -8,17 +8,16 @@
 
 namespace media {
 
-/// A source element that reads a resource. Floating.
+/// Creates a source element that reads a resource. Floating.
 ///
-/// A demuxer pulls from it and reads at any place, as in a file, where the resource is seekable and
-/// its size is known. Any other resource is pushed. That of a radio station comes as
-/// application/x-icy, with its name and genre as tags.
+/// If the resource is seekable and its size is known, a demuxer can pull at any position, as from a
+/// file. Any other resource is pushed. The stream of a radio station has the caps
+/// application/x-icy, and tags with its name and genre.
 ///
-/// It answers a URI query with a name whose extension is that of the form of the resource, where
-/// the form is known.
+/// The URI that it reports has a file name extension for the format of the resource, if the format
+/// is known.
 ///
-/// An error message of this element says only that there was one; the owner of the resource knows
-/// more.
+/// Its error messages have no details; the owner of the resource has the error.
 GstElement* makeResourceSource(std::shared_ptr<streaming::ResourceReader> reader);
 
 }  // namespace media

@@ -6,7 +6,7 @@
 namespace media {
 namespace {
 
-/// Decoded pictures in front of the sink.
+/// Limits of the queue before the sink: decoded pictures, and the duration of audio.
 constexpr guint kPictures = 3;
 constexpr guint64 kSound = 400 * GST_MSECOND;
 

@@ -18,7 +18,7 @@ namespace media {
 /// A tail stays in its pipeline. While no stream is linked to it, endIfUnlinked() keeps the
 /// pipeline from waiting for its sink.
 ///
-/// Threads: add() the owner's; the rest any.
+/// Threads: add() one at a time; the rest any.
 class SinkTail {
  public:
   /// `type`: GST_STREAM_TYPE_VIDEO, _AUDIO or _TEXT. None if an element is missing or does not
@@ -41,7 +41,7 @@ class SinkTail {
   void _flush() const;
 
   GstStreamType _type;
-  GstElement* _sink;  // the bin's
+  GstElement* _sink;  // owned by the bin
   GstRef<GstPad> _head;
   std::unique_ptr<std::mutex> _change =
       std::make_unique<std::mutex>();  // held while events are sent

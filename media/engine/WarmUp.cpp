@@ -17,7 +17,7 @@
 namespace media {
 namespace {
 
-// What an mp4 over HTTP goes through. One that is missing fails later, with the item's own error.
+// The elements for an MP4 over HTTP. If one is missing, the item that needs it fails later.
 constexpr const char* kCommonElements[] = {
     "parsebin",  "decodebin3",  "typefind",     "multiqueue",    "identity",   "qtdemux",
     "h264parse", "aacparse",    "avdec_h264",   "avdec_aac",     "queue",      "appsink",
@@ -51,7 +51,7 @@ void removeFilterElement() {
 
 void bringUp() {
   const bool hasFilters = !keepFiltersOut();
-  // A scanner process would inherit descriptors and be a child that nobody waits for.
+  // A scanner process would inherit file descriptors, and nothing would wait for it.
   gst_registry_fork_set_enabled(FALSE);
   GError* failure = nullptr;
   if (!gst_init_check(nullptr, nullptr, &failure)) {

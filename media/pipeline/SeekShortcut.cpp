@@ -11,7 +11,7 @@
 namespace media {
 namespace {
 
-constexpr guint kFirstPictureType = 1;  // of those that are parts of a picture
+constexpr guint kFirstPictureType = 1;  // NAL unit types of slices
 constexpr guint kLastPictureType = 5;
 constexpr gsize kConfigurationBytes = 5;
 
@@ -53,7 +53,7 @@ bool hasDisposableCodes(const guint8* bytes, gsize size) {
   return found;
 }
 
-/// None where the pad's media are of another kind.
+/// Returns nullopt for other codecs.
 std::optional<guint> lengthSizeOf(GstPad* pad) {
   const GstRef<GstCaps> caps(gst_pad_get_current_caps(pad));
   const GstStructure* media = caps ? gst_caps_get_structure(caps.get(), 0) : nullptr;
@@ -69,15 +69,15 @@ std::optional<guint> lengthSizeOf(GstPad* pad) {
   return (head[4] & 3u) + 1;
 }
 
-/// Whether it ends before what is to be shown, where decoders throw it away.
+/// Returns whether a picture ends before the segment, so that the decoder would drop it.
 bool isBefore(const GstSegment& segment, GstClockTime time, GstClockTime duration) {
   return GST_CLOCK_TIME_IS_VALID(time) && GST_CLOCK_TIME_IS_VALID(duration) &&
          time < segment.start &&
          !gst_segment_clip(&segment, GST_FORMAT_TIME, time, time + duration, nullptr, nullptr);
 }
 
-/// Whether buffers may be marked as decode-only. The libav decoders of GStreamer 1.26 free such a
-/// frame too early. Frames that refer to it are then damaged.
+/// Returns whether frames may be marked as decode-only. The libav decoders of GStreamer 1.26 free
+/// such frames too early, which damages frames that refer to them.
 bool canMarkPictures() {
   static const bool can = [] {
     guint major = 0;
@@ -90,8 +90,8 @@ bool canMarkPictures() {
   return can;
 }
 
-/// Those that are decoded, and not out yet. The decoder still refers to their memory, so that each
-/// one would be copied only to be thrown away.
+/// Marks the frames in the decoder that are before the segment as decode-only. Otherwise each is
+/// copied for output, because the decoder still refers to it, and then dropped.
 void keepIn(GstVideoDecoder* decoder, const GstSegment& segment) {
   GST_VIDEO_DECODER_STREAM_LOCK(decoder);
   GList* const pictures = gst_video_decoder_get_frames(decoder);

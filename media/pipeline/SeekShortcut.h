@@ -4,16 +4,15 @@
 
 namespace media {
 
-/// A way to the picture that a seek asks for: of those before it, which are decoded only because it
-/// refers to them, the ones that nothing refers to need not be, and none needs to leave the
-/// decoder. The latter with GStreamer 1.22 only.
+/// Makes accurate seeks faster. Pictures between the key frame and the target that no other picture
+/// refers to are not decoded (H.264 only, which marks them). The other pictures before the target
+/// are not output by the decoder (GStreamer 1.22 only).
 ///
-/// Watches the decoders of `pipeline`, on the threads of the media library; keeps nothing itself.
-/// Of what is skipped, H.264 alone: it says in each picture whether others refer to it.
+/// Adds probes to the video decoders of `pipeline`, which run on streaming threads.
 void takeSeekShortcuts(GstElement* pipeline);
 
-/// Whether no other picture refers to this one. `lengthSize`: of the length in front of each part,
-/// 0 where start codes are. What cannot be read is referred to.
+/// Returns whether no other picture refers to this one. `lengthSize` is the size of the length
+/// prefix of NAL units, or 0 for start codes. Returns false for broken data.
 bool isDisposableH264(const guint8* bytes, gsize size, guint lengthSize);
 
 }  // namespace media

@@ -18,7 +18,7 @@ namespace {
 
 constexpr auto kPatience = std::chrono::seconds(10);
 
-/// An element with two gated inputs, each fed by a pad of the test's; what comes through is noted.
+/// An element with two gated inputs. The test pushes into each, and the output is recorded.
 class Decodebin3EarlyEos : public testing::Test {
  protected:
   struct Feed {
@@ -40,11 +40,11 @@ class Decodebin3EarlyEos : public testing::Test {
     if (held.joinable()) held.join();
   }
 
-  /// Notes its buffers as `name`, and its end as the upper case.
+  /// Records a buffer as `name`, and EOS in upper case.
   Feed makeFeed(char name) {
     Feed feed{GstRef<GstPad>(GST_PAD(gst_object_ref_sink(gst_pad_new("src", GST_PAD_SRC)))),
               GstRef<GstPad>(gst_element_request_pad_simple(element.get(), "sink_%u"))};
-    // After the gate's own, so that it sees only what that lets through.
+    // Added after the gate's probe, so that it only sees what passes that.
     struct Note {
       Decodebin3EarlyEos* test;
       char name;
@@ -73,7 +73,7 @@ class Decodebin3EarlyEos : public testing::Test {
   static void pushEnd(const Feed& feed) {
     gst_pad_push_event(feed.source.get(), gst_event_new_eos());
   }
-  /// On a thread of its own; returns once it is held.
+  /// Pushes EOS on another thread. Returns when it is blocked.
   void pushEndThatIsHeld(const Feed& feed) {
     held = std::thread([&feed] { pushEnd(feed); });
     const auto limit = std::chrono::steady_clock::now() + kPatience;
@@ -130,7 +130,7 @@ TEST_F(Decodebin3EarlyEos, TheEndOfTheOtherPadOrOfTheElementEndsTheWait) {
   gst_element_release_request_pad(element.get(), second.sink.get());
   held.join();
   EXPECT_EQ(log(), "A");
-  // The destructor takes down an element with an end that is held.
+  // The destructor stops an element with a blocked EOS.
   first = makeFeed('c');
   second = makeFeed('d');
   pushEndThatIsHeld(first);

@@ -1,4 +1,4 @@
-// Opens the item, and follows a presentation of HLS or DASH. On the pipeline's thread.
+// Opens the item, and handles changes of a presentation. On the pipeline's thread.
 
 #include <algorithm>
 #include <utility>

@@ -57,7 +57,7 @@ bool PlayerBuilder::buildPresentation(double start) {
   setup.audioSink = _elements.sound->element();
   setup.bus = _elements.bus.get();
   setup.start = start;
-  // Called on streaming threads, all of which have ended before the pipeline is taken down.
+  // Called on streaming threads, which end before this object is destroyed.
   setup.foundID3 = [this](double seconds, const std::string& tag) {
     _metadata.addID3(seconds, tag);
   };

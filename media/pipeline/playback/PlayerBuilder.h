@@ -34,11 +34,10 @@ class PlayerBuilder {
         _metadata(metadata) {}
 
   void makeBus();
-  // False: GStreamer lacks its simplest elements.
-  /// `source`: floating; may be null.
+  /// Both return false if elements of GStreamer are missing. `source` is floating and may be null.
   bool buildResource(GstElement* source);
   bool buildPresentation(double start);
-  /// The player has been stopped.
+  /// Destroys the stopped player.
   void takeDown();
 
  private:

@@ -12,12 +12,12 @@
 
 namespace media {
 
-/// What plays, and its parts. Belongs to the pipeline's thread.
+/// The player and its parts. Only used on the pipeline's thread.
 struct PlayerElements {
   GstRef<GstBus> bus;
-  GstRef<GstElement> player;                           ///< null before it has been built
+  GstRef<GstElement> player;                           ///< null until it is built
   std::unique_ptr<PresentationPipeline> presentation;  ///< null for a plain resource
-  std::unique_ptr<AudioOutput> sound;                  ///< made with the bus
+  std::unique_ptr<AudioOutput> sound;                  ///< created with the bus
   std::unique_ptr<VideoSink> video;
   std::unique_ptr<TextSink> text;  ///< null for a presentation
 };

@@ -30,7 +30,7 @@ void TextBranch::setStyles(std::shared_ptr<const SubtitleStyles> styles) {
 }
 
 void TextBranch::makeSink() {
-  // On a thread of the library.
+  // Called on a streaming thread.
   _elements.text =
       std::make_unique<TextSink>(_cues, [frames = _load.setup.frames, ticket = _load.setup.ticket] {
         frames->textsDidChange(ticket);

@@ -18,7 +18,7 @@
 
 namespace media {
 
-/// The texts of an item: those of the media, those beside the media and captions in the pictures.
+/// The subtitles of an item: text streams, external texts, and captions in pictures.
 ///
 /// Threads: the pipeline's, but setStyles() any.
 class TextBranch {
@@ -26,23 +26,23 @@ class TextBranch {
   TextBranch(LoadContext& load, PlayerElements& elements, const StreamCatalog& catalog);
 
   std::shared_ptr<SubtitleCues> cues() const { return _cues; }
-  /// May be null.
+  /// `styles` may be null.
   void setStyles(std::shared_ptr<const SubtitleStyles> styles);
 
-  /// For a plain resource: makes the sink of the texts in the media.
+  /// Creates the sink for text streams of a plain resource.
   void makeSink();
-  /// For a presentation, whose texts come as segments.
+  /// Prepares for the text segments of a presentation.
   void setUpSegments(std::shared_ptr<TimestampOffsets> offsets);
   void addSegment(const streaming::TrackPiece& piece, bool isFirst);
 
-  /// The groups of the catalog with all texts.
+  /// Returns the groups of the catalog with external texts and captions added.
   std::vector<platform::MediaSelectionGroup> groups() const;
-  /// The first captions of a channel have come. False: it was known.
+  /// Captions of a channel were found. Returns false if that was known.
   bool noteCaptions(PictureCaptions::Channel channel);
-  /// Those that a presentation declares.
+  /// Adds the caption channels that a presentation declares.
   void noteCaptionTracks(const std::vector<streaming::Track>& tracks);
 
-  /// One that is no stream of the media. Empty: none.
+  /// An option that is not a stream. Empty: none.
   struct Option {
     std::optional<std::size_t> alternate;
     std::optional<PictureCaptions::Channel> captions;
@@ -50,9 +50,9 @@ class TextBranch {
     explicit operator bool() const { return alternate || captions; }
   };
   Option find(const std::string& identifier) const;
-  /// False: it was selected.
+  /// Returns false if the option was selected already.
   bool select(const Option& option);
-  /// Shows what is selected, of the media too.
+  /// Shows the selected source of subtitles.
   void show();
   void stop() { _alternates.stop(); }
 

@@ -66,12 +66,12 @@ class ResourcePipelineTest : public testing::Test {
   void setState(GstState state) const {
     ASSERT_NE(gst_element_set_state(pipeline.get(), state), GST_STATE_CHANGE_FAILURE);
   }
-  /// The next message of this type, or an error; null after the limit.
+  /// Returns the next message of this type, or an error message, or null after the time-out.
   GstRef<GstMessage> next(GstMessageType type) const {
     return GstRef<GstMessage>(gst_bus_timed_pop_filtered(
         bus.get(), kMessageLimit, static_cast<GstMessageType>(type | GST_MESSAGE_ERROR)));
   }
-  /// Whether a message of each of these types comes.
+  /// Returns whether a message of each type arrives.
   bool comes(int types) const {
     while (types != 0) {
       const auto message = next(static_cast<GstMessageType>(types));
@@ -80,7 +80,7 @@ class ResourcePipelineTest : public testing::Test {
     }
     return true;
   }
-  /// Awaits messages of the other types too.
+  /// Waits for messages of the other types, too.
   bool seek(GstClockTime time, int others = 0) const {
     return gst_element_seek_simple(
                pipeline.get(), GST_FORMAT_TIME,
@@ -153,7 +153,7 @@ TEST_F(ResourcePipelineTest, AStreamIsSwitchedOffAndOnAgain) {
     }
     gst_element_send_event(pipeline.get(), gst_event_new_select_streams(ids));
     g_list_free(ids);
-    // The first seek lets decodebin3 change streams, the second one lets the new streams flow.
+    // The first seek makes decodebin3 switch streams; new streams flow after the second one.
     return seek(GST_SECOND, GST_MESSAGE_STREAMS_SELECTED) && seek(GST_SECOND);
   };
   ASSERT_TRUE(select(GST_STREAM_TYPE_AUDIO));
@@ -173,7 +173,7 @@ TEST_F(ResourcePipelineTest, NothingIsReadBeforeAllElementsCanTakeData) {
     std::string names;
     std::atomic<bool> looked = false;
   } late;
-  // On the streaming thread, when the form of the resource is known.
+  // Called on the streaming thread after typefinding.
   g_signal_connect(pipeline.get(), "deep-element-added",
                    G_CALLBACK(+[](GstBin* bin, GstBin*, GstElement* added, gpointer data) {
                      if (!media::isMadeBy(added, "qtdemux")) return;

@@ -31,7 +31,7 @@ std::string contentOf(const std::string& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-/// A resource in memory, of which at most `mostAtOnce` bytes come with one read.
+/// A resource in memory. A read returns at most `mostAtOnce` bytes.
 class MemoryResource final : public streaming::ResourceReader {
  public:
   explicit MemoryResource(std::string bytes) : _bytes(std::move(bytes)) {}
@@ -99,7 +99,8 @@ class ResourcePlayer {
   ~ResourcePlayer() { gst_element_set_state(_pipeline.get(), GST_STATE_NULL); }
 
   GstElement* element() const { return _pipeline.get(); }
-  /// The next message of this type, or an error; null after the limit. Collects tags before it.
+  /// Returns the next message of this type, or an error message, or null after the time-out.
+  /// Records tags on the way.
   GstRef<GstMessage> await(GstMessageType type) {
     while (true) {
       GstRef<GstMessage> message(gst_bus_timed_pop_filtered(
@@ -142,14 +143,14 @@ class ResourceSourceTest : public testing::Test {
   }
 };
 
-/// The source alone, from which a test pulls.
+/// A source element without a pipeline, to pull from.
 struct PullHarness {
   explicit PullHarness(const std::shared_ptr<MemoryResource>& resource)
       : source(GST_ELEMENT(gst_object_ref_sink(media::makeResourceSource(resource)))),
         pad(gst_element_get_static_pad(source.get(), "src")) {}
   ~PullHarness() { gst_element_set_state(source.get(), GST_STATE_NULL); }
 
-  /// The bytes, or the name of the flow.
+  /// Returns the bytes, or '-' and the name of the flow return.
   std::string pull(guint64 offset, guint size) const {
     GstBuffer* buffer = nullptr;
     const GstFlowReturn flow = gst_pad_get_range(pad.get(), offset, size, &buffer);
@@ -303,7 +304,7 @@ TEST_F(ResourceSourceTest, EndsWithAnErrorOrWhenItIsStopped) {
     ResourcePlayer stopped(waiting);
     gst_element_set_state(stopped.element(), GST_STATE_PLAYING);
     waiting->blocked.wait(false);
-    // The destructor returns: the read gave up.
+    // The destructor must return: the blocked read is cancelled.
   }
 }
 
