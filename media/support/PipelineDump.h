@@ -1,6 +1,6 @@
 #pragma once
 
-// So that the main program does not need GStreamer's headers.
+// Without GStreamer's headers, which the main program does not need.
 using GstElement = struct _GstElement;
 
 namespace media {

@@ -31,7 +31,7 @@ struct GateInput {
   bool waiting = false;  // the EOS event is blocked
 };
 
-/// A pad that need not wait any more, and the probe that blocks it.
+/// A pad whose wait is over, and the probe that blocks it.
 struct BlockedPad {
   GstRef<GstPad> pad;
   gulong probe;

@@ -14,12 +14,12 @@ namespace media {
 ///   machine.
 /// Delete it when decodebin3 keeps such a stream.
 ///
-/// How: an EOS event is blocked at its pad until each other pad has had its second item, which
-/// proves that the first one has gone through, or has ended. Flushing or stopping the pipeline ends
-/// the wait, as it does for every blocked pad.
+/// How: an EOS event is blocked at its pad until each other pad has received its second item, which
+/// proves that the first one was handled, or has ended. Flushing or stopping the pipeline ends the
+/// wait, as for every blocked pad.
 void installDecodebin3EarlyEos(GstElement* pipeline);
 
-/// The same for all sink pads of `element`, present and future.
+/// Applies it to all sink pads of `element`, including later ones.
 void holdEarlyEos(GstElement* element);
 
 }  // namespace media

@@ -5,15 +5,15 @@
 namespace media {
 namespace {
 
-/// A demuxer of playlists is left out: its input ends before its work begins.
+/// Adaptive demuxers are left out: their input, a playlist, ends before their work begins.
 bool isPlainDemuxer(GstElement* element) {
   GstElementFactory* const factory = gst_element_get_factory(element);
   return factory && gst_element_factory_list_is_type(factory, GST_ELEMENT_FACTORY_TYPE_DEMUXER) &&
          !isOfClass(element, "Adaptive");
 }
 
-/// A demuxer in pull mode reads in a task, which stops at the end or at an error. One in push mode
-/// gets an EOS event.
+/// In pull mode a demuxer reads in a task, which stops at the end or after an error. In push mode
+/// it receives EOS.
 bool hasInputEnded(GstPad* sink) {
   if (GST_PAD_MODE(sink) == GST_PAD_MODE_PUSH) return GST_PAD_IS_EOS(sink);
   if (GST_PAD_MODE(sink) != GST_PAD_MODE_PULL) return false;

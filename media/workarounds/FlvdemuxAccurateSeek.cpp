@@ -9,8 +9,8 @@
 namespace media {
 namespace {
 
-/// The stream time that the last seek of a demuxer asked for, if it was accurate and forward. Seeks
-/// and segments come on different threads.
+/// The target of the last seek, as stream time, if the seek was accurate and forward. Seek and
+/// segment events are handled on different threads.
 class SoughtTime {
  public:
   void take(GstEvent* seek) {
@@ -37,7 +37,7 @@ class SoughtTime {
 
 using SoughtTimePointer = std::shared_ptr<SoughtTime>;
 
-/// Null where `event` is right as it is.
+/// Returns null if `event` needs no correction.
 GstEvent* correctedSegment(GstEvent* event, GstClockTime sought) {
   GstSegment segment;
   gst_event_copy_segment(event, &segment);

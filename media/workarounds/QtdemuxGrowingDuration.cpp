@@ -7,7 +7,7 @@
 namespace media {
 namespace {
 
-/// The duration of one stream that the pipeline knows. On the demuxer's streaming thread.
+/// The known duration of one stream. Only used on the demuxer's streaming thread.
 class KnownDuration {
  public:
   explicit KnownDuration(GstPad* pad) : _known(_durationOf(pad)) {}
@@ -21,12 +21,12 @@ class KnownDuration {
         gst_element_post_message(demuxer.get(),
                                  gst_message_new_duration_changed(GST_OBJECT(demuxer.get())));
     }
-    // Timestamps may begin above zero, so the next second of them brings nothing new.
+    // Time stamps may begin above zero: ignore the next second.
     _known = std::max(now, GST_BUFFER_PTS(buffer) + GST_SECOND);
   }
 
  private:
-  /// GST_CLOCK_TIME_NONE, the greatest time, where it is not known.
+  /// Returns GST_CLOCK_TIME_NONE, the largest time, if the duration is unknown.
   static GstClockTime _durationOf(GstPad* pad) {
     gint64 duration = -1;
     return gst_pad_query_duration(pad, GST_FORMAT_TIME, &duration) && duration >= 0
@@ -47,7 +47,7 @@ void watchStream(GstElement*, GstPad* pad, gpointer) {
                     [](gpointer known) { delete static_cast<KnownDuration*>(known); });
 }
 
-/// Not a demuxer of playlists: it adds its pads with a lock held that a query takes.
+/// Adaptive demuxers are left out: they add pads while they hold a lock that queries take.
 void watchDemuxer(GstBin*, GstBin*, GstElement* element, gpointer) {
   GstElementFactory* const factory = gst_element_get_factory(element);
   if (factory && gst_element_factory_list_is_type(factory, GST_ELEMENT_FACTORY_TYPE_DEMUXER) &&

@@ -16,7 +16,7 @@ bool needsWorkaround(const WorkaroundRule& rule,
   });
 }
 
-/// False: the word is not understood.
+/// Returns false if the word is unknown.
 bool applyWord(std::string_view word, std::span<const WorkaroundRule> rules,
                std::vector<bool>& isOn) {
   if (word == "none" || word == "all") {

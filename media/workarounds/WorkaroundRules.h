@@ -20,7 +20,7 @@ struct LibraryVersion {
   }
 };
 
-/// Of "1.22.0" or "1.26.2.1"; none for anything else.
+/// Parses "1.22.0" or "1.26.2.1". Returns nullopt for any other text.
 std::optional<LibraryVersion> libraryVersionOf(std::string_view text);
 
 /// Both ends are part of the range.
@@ -38,7 +38,7 @@ struct WorkaroundRule {
 struct WorkaroundChoice {
   /// One entry for each rule, in the order of the rules.
   std::vector<bool> isOn;
-  /// Words of the setting that are not understood.
+  /// Unknown words of the setting.
   std::vector<std::string> unknownWords;
 };
 

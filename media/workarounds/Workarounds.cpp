@@ -20,7 +20,7 @@ namespace {
 
 // The versions that the workarounds were tested with: those of Debian 12 and of Debian 13.
 constexpr VersionRange kGStreamer13{{1, 26, 2}, {1, 26, 2}};
-/// Both, and what lies between them. Only for a workaround that uses nothing but public functions.
+/// These and all versions between. Only for workarounds that use nothing but public functions.
 constexpr VersionRange kGStreamerBoth{{1, 22, 0}, {1, 26, 2}};
 
 std::optional<LibraryVersion> versionOfPlugin(const char* name) {

@@ -8,33 +8,32 @@
 
 namespace media {
 
-/// The workarounds for faults of the media libraries: which there are, which versions need them,
-/// and which are on in this process. The table is in Workarounds.cpp; the header of each workaround
-/// describes its fault.
+/// The workarounds for defects of the media libraries: the list, the versions that need them, and
+/// which are active in this process. The table is in Workarounds.cpp; each workaround's header
+/// describes the defect.
 ///
-/// The versions of the libraries that run, not of those that were compiled against, decide. The
-/// environment variable VORLANE_WORKAROUNDS overrides them for tests and diagnosis; its form is
-/// that of chooseWorkarounds().
+/// The versions at run time decide. The environment variable VORLANE_WORKAROUNDS overrides them for
+/// tests and diagnosis; for its syntax see chooseWorkarounds().
 ///
 /// Threads: any, after gst_init().
 class Workarounds {
  public:
-  /// Reads versions and environment at the first call.
+  /// The first call reads the versions and the environment.
   static const Workarounds& shared();
 
   bool isOn(std::string_view name) const;
-  /// Whether the running versions need it, whatever the environment says.
+  /// Returns whether the versions need it, regardless of the environment.
   bool isNeeded(std::string_view name) const;
 
-  /// Once, before the first pipeline is made. Logs one line that names the workarounds that are on.
+  /// Call it once, before the first pipeline is created. Logs the active workarounds.
   void installForProcess() const;
-  /// One line for the log: the library's version, and which of the workarounds are on.
+  /// One line for the log: the version of GStreamer and the active workarounds.
   const std::string& summary() const { return _summary; }
-  /// Before `pipeline` leaves the state NULL.
+  /// Call it before `pipeline` leaves the NULL state.
   void installForPipeline(GstElement* pipeline) const;
-  /// Whether a demuxer in `pipeline` has given up without an error message.
+  /// Returns whether a demuxer in `pipeline` has failed without an error message.
   bool hasLostError(GstElement* pipeline) const;
-  /// Whether a seek in `pipeline` would make its media unreadable.
+  /// Returns whether a seek would make the media of `pipeline` unreadable.
   bool losesMediaBySeeks(GstElement* pipeline) const;
 
  private:
