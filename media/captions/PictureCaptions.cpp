@@ -55,21 +55,21 @@ void PictureCaptions::restart() {
   _isXDS = false;
   const std::lock_guard lock(_mutex);
   for (auto& each : _cues) each.clear();
-  _subtitles->clearThoseOfPictures();
+  _subtitles->clearCaptions();
 }
 
 void PictureCaptions::show(std::optional<Channel> channel) {
   const std::lock_guard lock(_mutex);
   if (std::exchange(_shown, channel) == channel) return;
-  _subtitles->clearThoseOfPictures();
+  _subtitles->clearCaptions();
   if (!channel) return;
-  for (const auto& each : _cues[*channel]) _subtitles->addOfPictures(each.second);
+  for (const auto& each : _cues[*channel]) _subtitles->addCaption(each.second);
 }
 
 void PictureCaptions::_take(Channel channel, SubtitleCue cue) {
   {
     const std::lock_guard lock(_mutex);
-    if (_shown == channel) _subtitles->addOfPictures(cue);
+    if (_shown == channel) _subtitles->addCaption(cue);
     auto& cues = _cues[channel];
     const double start = cue.start;
     cues.insert_or_assign(start, std::move(cue));

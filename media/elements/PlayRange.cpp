@@ -30,7 +30,7 @@ void PlayRange::startAt(GstClockTime time) {
   _changed.notify_all();
 }
 
-void PlayRange::startAsAsked() {
+void PlayRange::startAtRequest() {
   const std::lock_guard lock(_mutex);
   _awaitsKey = false;
   _changed.notify_all();
@@ -43,7 +43,7 @@ std::optional<GstSegment> PlayRange::await() {
   return _segment;
 }
 
-GstSegment PlayRange::asked() const {
+GstSegment PlayRange::requested() const {
   const std::lock_guard lock(_mutex);
   return _segment;
 }

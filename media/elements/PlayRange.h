@@ -23,11 +23,11 @@ class PlayRange {
   /// Sets the start. Only the first call since begin() has an effect.
   void startAt(GstClockTime time);
   /// No key frame was found: starts at the requested time.
-  void startAsAsked();
+  void startAtRequest();
   /// Blocks until the start is known. Returns nullopt if cancelled.
   std::optional<GstSegment> await();
 
-  GstSegment asked() const;
+  GstSegment requested() const;
   guint32 seekNumber() const;
 
  private:

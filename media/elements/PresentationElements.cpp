@@ -8,7 +8,7 @@
 namespace media {
 
 /// Gives the element access to private functions of its source.
-struct PresentationSourceShell {
+struct PresentationSourceAccess {
   static void start(PresentationSource& source) { source._start(); }
   static void stop(PresentationSource& source) { source._stop(); }
 };
@@ -63,18 +63,18 @@ gboolean takePadEvent(GstPad* pad, GstObject* parent, GstEvent* event) {
   return gst_pad_event_default(pad, parent, event);
 }
 
-gboolean answerPadQuery(GstPad* pad, GstObject* parent, GstQuery* query) {
-  return sourceIn<PresentationElement>(parent).answer(query) ||
+gboolean handlePadQuery(GstPad* pad, GstObject* parent, GstQuery* query) {
+  return sourceIn<PresentationElement>(parent).handleQuery(query) ||
          gst_pad_query_default(pad, parent, query);
 }
 
 GstStateChangeReturn changeState(GstElement* element, GstStateChange change) {
   auto& source = sourceIn<PresentationElement>(element);
   // Before the base class deactivates the pads, which waits for their tasks.
-  if (change == GST_STATE_CHANGE_PAUSED_TO_READY) PresentationSourceShell::stop(source);
+  if (change == GST_STATE_CHANGE_PAUSED_TO_READY) PresentationSourceAccess::stop(source);
   const GstStateChangeReturn result = presentationElementParent->change_state(element, change);
   if (change == GST_STATE_CHANGE_READY_TO_PAUSED && result != GST_STATE_CHANGE_FAILURE)
-    PresentationSourceShell::start(source);
+    PresentationSourceAccess::start(source);
   return result;
 }
 
@@ -110,7 +110,7 @@ void initialiseBinClass(gpointer type, gpointer) {
   element->query = [](GstElement* self, GstQuery* query) -> gboolean {
     const bool isOwn =
         GST_QUERY_TYPE(query) == GST_QUERY_DURATION || GST_QUERY_TYPE(query) == GST_QUERY_SEEKING;
-    return isOwn ? sourceIn<PresentationBin>(self).answer(query)
+    return isOwn ? sourceIn<PresentationBin>(self).handleQuery(query)
                  : presentationBinParent->query(self, query);
   };
 }
@@ -145,7 +145,7 @@ GstPad* addPresentationPad(GstElement* element, ElementaryKind kind) {
   GstPad* const pad = gst_pad_new(name, GST_PAD_SRC);
   gst_pad_use_fixed_caps(pad);
   gst_pad_set_event_function(pad, takePadEvent);
-  gst_pad_set_query_function(pad, answerPadQuery);
+  gst_pad_set_query_function(pad, handlePadQuery);
   gst_element_add_pad(element, pad);
   return pad;
 }

@@ -188,8 +188,10 @@ void PresentationSource::_flush(GstEvent* event) {
   for (auto& [kind, stream] : _streams) stream.chain->flush(gst_event_ref(event));
 }
 
-bool PresentationSource::answer(GstQuery* query) const {
-  const auto timeline = [&] { return _setup.playback->timeline(secondsOf(_range.asked().start)); };
+bool PresentationSource::handleQuery(GstQuery* query) const {
+  const auto timeline = [&] {
+    return _setup.playback->timeline(secondsOf(_range.requested().start));
+  };
   GstFormat format = GST_FORMAT_UNDEFINED;
   if (GST_QUERY_TYPE(query) == GST_QUERY_DURATION) {
     gst_query_parse_duration(query, &format, nullptr);
@@ -261,14 +263,14 @@ void PresentationSource::_noteWait(bool waits) {
   std::unique_lock lock(_mutex);
   _waitCount += waits ? 1 : -1;
   // One thread at a time makes the calls, so that the last call has the current value.
-  if (std::exchange(_isTelling, true)) return;
-  while (_toldWaiting != (_waitCount > 0)) {
-    const bool told = _toldWaiting = _waitCount > 0;
+  if (std::exchange(_isReporting, true)) return;
+  while (_reportedWaiting != (_waitCount > 0)) {
+    const bool isWaiting = _reportedWaiting = _waitCount > 0;
     lock.unlock();
-    _setup.waiting(told);
+    _setup.waiting(isWaiting);
     lock.lock();
   }
-  _isTelling = false;
+  _isReporting = false;
 }
 
 void PresentationSource::_noteFailure(ElementaryKind kind, const platform::Error& error) {

@@ -52,7 +52,7 @@ class PresentationSource {
 
   bool seek(GstEvent* event);
   /// Returns false if the query is not handled here.
-  bool answer(GstQuery* query) const;
+  bool handleQuery(GstQuery* query) const;
   /// Sets the selection for the next flushing seek.
   void select(const streaming::TrackSelection& selection);
   std::optional<platform::Error> failure() const;
@@ -60,7 +60,7 @@ class PresentationSource {
   std::optional<double> queuedUntil() const;
 
  private:
-  friend struct PresentationSourceShell;
+  friend struct PresentationSourceAccess;
   struct Stream {
     GstPad* pad = nullptr;  // owned by the element
     std::unique_ptr<DecoderChain> chain;
@@ -101,8 +101,8 @@ class PresentationSource {
   std::optional<streaming::TrackSelection> _wanted;
   std::optional<platform::Error> _failure;
   int _waitCount = 0;
-  bool _toldWaiting = false;
-  bool _isTelling = false;
+  bool _reportedWaiting = false;
+  bool _isReporting = false;
 };
 
 }  // namespace media

@@ -13,7 +13,7 @@
 #include <gst/base/gstbasesrc.h>
 #include <gst/gst.h>
 
-#include "media/elements/ResourceForm.h"
+#include "media/elements/ResourceExtension.h"
 #include "media/support/GstRef.h"
 #include "streaming/playback/ReadGate.h"
 

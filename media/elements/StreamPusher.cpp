@@ -93,7 +93,7 @@ bool StreamPusher::_handle(ElementaryBuffer& buffer) {
 }
 
 bool StreamPusher::_beginVideo(Packet packet) {
-  const GstClockTime target = _setup.range->asked().start;
+  const GstClockTime target = _setup.range->requested().start;
   GstBuffer* const buffer = packet.buffer.get();
   const bool isKey = isKeyFrame(buffer);
   const bool isAfter = isKey ? GST_BUFFER_PTS(buffer) > target : decodeTime(buffer) > target;
@@ -125,8 +125,8 @@ bool StreamPusher::_beginFlow() {
 bool StreamPusher::_handle(const ElementaryGap& gap) {
   const GstClockTime end = clockTime(gap.end);
   if (!_flows) {
-    if (end <= _setup.range->asked().start) return true;
-    if (_group.empty()) _setup.range->startAsAsked();
+    if (end <= _setup.range->requested().start) return true;
+    if (_group.empty()) _setup.range->startAtRequest();
     if (!_beginFlow()) return false;
   }
   const GstClockTime start = std::max<GstClockTime>(clockTime(gap.start), _segment->start);
@@ -158,7 +158,7 @@ bool StreamPusher::_push(Packet packet) {
   if (isVideo && isOnlyKeyFrames(*_segment) && !isKeyFrame(buffer)) return true;
   if (!_useFormat(packet)) return false;
   _pushSegment();
-  _tellReached(std::max<GstClockTime>(GST_BUFFER_PTS(buffer), _segment->start));
+  _reportPosition(std::max<GstClockTime>(GST_BUFFER_PTS(buffer), _segment->start));
   GstBuffer* pushed = packet.buffer.release();
   if (std::exchange(_isDiscontinuous, false)) {
     pushed = gst_buffer_make_writable(pushed);
@@ -197,7 +197,7 @@ void StreamPusher::_pushSegment() {
   gst_pad_push_event(pad(), event);
 }
 
-void StreamPusher::_tellReached(GstClockTime time) {
+void StreamPusher::_reportPosition(GstClockTime time) {
   if (_reached && time < *_reached + kReachedStep) return;
   _reached = time;
   _setup.reached(secondsOf(time));
@@ -207,7 +207,7 @@ bool StreamPusher::_end() {
   if (_isOver) return false;
   if (!_flows) {
     // Start with the packets before the target: there are no better ones.
-    if (_group.empty()) _setup.range->startAsAsked();
+    if (_group.empty()) _setup.range->startAtRequest();
     if (!_beginFlow() || _isOver) return false;
   }
   _isOver = true;

@@ -67,7 +67,7 @@ class StreamPusher {
   bool _push(Packet packet);
   bool _useFormat(const Packet& packet);
   void _pushSegment();
-  void _tellReached(GstClockTime time);
+  void _reportPosition(GstClockTime time);
   bool _end();
 
   const Setup _setup;

@@ -59,18 +59,18 @@ class KeyRing : public std::enable_shared_from_this<KeyRing> {
     if (!_key.empty() && _keyID == keyID) return {Outcome::Key, _key};
     if (!_keys) return {Outcome::NoKey, {}};
     const std::uint64_t number = ++_requestNumber;
-    _answer.reset();
+    _result.reset();
     const auto keys = _keys;
     lock.unlock();
-    keys->ask(keyID, [weak = weak_from_this(), number](const std::optional<Bytes>& key) {
+    keys->requestKey(keyID, [weak = weak_from_this(), number](const std::optional<Bytes>& key) {
       if (const auto self = weak.lock()) self->_settle(number, key);
     });
     lock.lock();
-    _changed.wait_for(lock, kKeyTimeout, [this] { return _answer || _released; });
-    if (!_answer) return {_released ? Outcome::Released : Outcome::NoKey, {}};
-    if (!*_answer) return {Outcome::NoKey, {}};
+    _changed.wait_for(lock, kKeyTimeout, [this] { return _result || _released; });
+    if (!_result) return {_released ? Outcome::Released : Outcome::NoKey, {}};
+    if (!*_result) return {Outcome::NoKey, {}};
     _keyID = keyID;
-    _key = **_answer;
+    _key = **_result;
     return {Outcome::Key, _key};
   }
 
@@ -78,7 +78,7 @@ class KeyRing : public std::enable_shared_from_this<KeyRing> {
   void _settle(std::uint64_t number, const std::optional<Bytes>& key) {
     const std::lock_guard lock(_mutex);
     if (number != _requestNumber) return;
-    _answer = key;
+    _result = key;
     _changed.notify_all();
   }
 
@@ -86,7 +86,7 @@ class KeyRing : public std::enable_shared_from_this<KeyRing> {
   std::condition_variable _changed;
   std::shared_ptr<ContentKeys> _keys;
   std::uint64_t _requestNumber = 0;
-  std::optional<std::optional<Bytes>> _answer;
+  std::optional<std::optional<Bytes>> _result;
   bool _released = false;
   Bytes _keyID;
   Bytes _key;
@@ -318,7 +318,7 @@ void registerClearKeyDecryptor() {
   gst_element_register(nullptr, kElementName, GST_RANK_PRIMARY + 100, decryptorType());
 }
 
-void offerContentKeys(GstElement* pipeline, std::shared_ptr<ContentKeys> keys) {
+void setContentKeys(GstElement* pipeline, std::shared_ptr<ContentKeys> keys) {
   GstContext* const context = gst_context_new(kContextType, TRUE);
   gst_structure_set(gst_context_writable_structure(context), kContextField, boxedKeysType(), &keys,
                     nullptr);

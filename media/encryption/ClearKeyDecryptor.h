@@ -21,6 +21,6 @@ namespace media {
 void registerClearKeyDecryptor();
 
 /// Makes all decryptors of `pipeline`, including later ones, request keys from `keys`.
-void offerContentKeys(GstElement* pipeline, std::shared_ptr<ContentKeys> keys);
+void setContentKeys(GstElement* pipeline, std::shared_ptr<ContentKeys> keys);
 
 }  // namespace media

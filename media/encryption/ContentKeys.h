@@ -16,9 +16,9 @@ class ContentKeys {
   using Reply = std::function<void(const std::optional<platform::Bytes>& key)>;
 
   virtual ~ContentKeys() = default;
-  /// `reply` is called at most once, on any thread, possibly before ask() returns. It may never be
-  /// called: wait for it with a time-out.
-  virtual void ask(const platform::Bytes& keyID, Reply reply) = 0;
+  /// `reply` is called at most once, on any thread, possibly before requestKey() returns. It may
+  /// never be called: wait for it with a time-out.
+  virtual void requestKey(const platform::Bytes& keyID, Reply reply) = 0;
 };
 
 }  // namespace media

@@ -13,8 +13,8 @@ namespace {
 constexpr std::size_t kMaxEntries = 256;
 }  // namespace
 
-void SenderContentKeys::ask(const Bytes& keyID, Reply reply) {
-  Ask sendRequest;
+void SenderContentKeys::requestKey(const Bytes& keyID, Reply reply) {
+  SendRequest sendRequest;
   std::optional<Bytes> known;
   {
     const std::lock_guard lock(_mutex);
@@ -35,14 +35,14 @@ void SenderContentKeys::ask(const Bytes& keyID, Reply reply) {
     return;
   }
   sendRequest("clearkey:" + streaming::base64urlOf(keyID),
-              [weak = weak_from_this(), keyID](const streaming::ContentResponse& answer) {
-                if (const auto self = weak.lock()) self->_settle(keyID, answer);
+              [weak = weak_from_this(), keyID](const streaming::ContentResponse& response) {
+                if (const auto self = weak.lock()) self->_settle(keyID, response);
               });
 }
 
-void SenderContentKeys::_settle(const Bytes& keyID, const streaming::ContentResponse& answer) {
+void SenderContentKeys::_settle(const Bytes& keyID, const streaming::ContentResponse& response) {
   std::optional<Bytes> key;
-  if (!answer.error && answer.data) key = streaming::keyFromResponse(*answer.data, keyID);
+  if (!response.error && response.data) key = streaming::keyFromResponse(*response.data, keyID);
   std::vector<Reply> waiting;
   {
     const std::lock_guard lock(_mutex);
@@ -59,7 +59,7 @@ void SenderContentKeys::_settle(const Bytes& keyID, const streaming::ContentResp
 
 void SenderContentKeys::close() {
   std::map<Bytes, Entry> entries;
-  Ask sendRequest;
+  SendRequest sendRequest;
   {
     const std::lock_guard lock(_mutex);
     entries.swap(_entries);

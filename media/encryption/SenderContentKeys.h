@@ -23,11 +23,11 @@ class SenderContentKeys final : public ContentKeys,
                                 public std::enable_shared_from_this<SenderContentKeys> {
  public:
   /// Sends a request to the sender; see streaming::StreamedItem::requestKey().
-  using Ask = std::function<void(const std::string& url,
-                                 std::function<void(streaming::ContentResponse)> reply)>;
-  explicit SenderContentKeys(Ask ask) : _sendRequest(std::move(ask)) {}
+  using SendRequest = std::function<void(const std::string& url,
+                                         std::function<void(streaming::ContentResponse)> reply)>;
+  explicit SenderContentKeys(SendRequest sendRequest) : _sendRequest(std::move(sendRequest)) {}
 
-  void ask(const platform::Bytes& keyID, Reply reply) override;
+  void requestKey(const platform::Bytes& keyID, Reply reply) override;
   /// Answers all pending and later requests with nullopt. Call it before the streams are stopped,
   /// whose threads may be waiting for keys.
   void close();
@@ -38,10 +38,10 @@ class SenderContentKeys final : public ContentKeys,
     std::vector<Reply> waiting;
   };
 
-  void _settle(const platform::Bytes& keyID, const streaming::ContentResponse& answer);
+  void _settle(const platform::Bytes& keyID, const streaming::ContentResponse& response);
 
-  std::mutex _mutex;  // guards the members below
-  Ask _sendRequest;   // empty after close()
+  std::mutex _mutex;         // guards the members below
+  SendRequest _sendRequest;  // empty after close()
   std::map<platform::Bytes, Entry> _entries;
 };
 

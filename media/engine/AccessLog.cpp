@@ -16,8 +16,8 @@ std::string_view playbackTypeOf(const streaming::StreamedItem* item,
              : platform::kAccessLogPlaybackTypeFile;
 }
 
-void addTransfers(const streaming::AccessLogEntry& leg, platform::Dictionary& entry) {
-  const streaming::TransferStatistics& transfers = leg.statistics;
+void addTransfers(const streaming::AccessLogEntry& itemEntry, platform::Dictionary& entry) {
+  const streaming::TransferStatistics& transfers = itemEntry.statistics;
   if (!transfers.serverAddress.empty())
     entry.set(platform::kAccessLogServerAddress, transfers.serverAddress);
   entry.set(platform::kAccessLogRequestCount, transfers.requestCount);
@@ -27,7 +27,8 @@ void addTransfers(const streaming::AccessLogEntry& leg, platform::Dictionary& en
     entry.set(platform::kAccessLogObservedBitrate, *transfers.observedBitrate);
   if (transfers.observedBitrateDeviation)
     entry.set(platform::kAccessLogObservedBitrateDeviation, *transfers.observedBitrateDeviation);
-  if (leg.indicatedBitrate) entry.set(platform::kAccessLogIndicatedBitrate, *leg.indicatedBitrate);
+  if (itemEntry.indicatedBitrate)
+    entry.set(platform::kAccessLogIndicatedBitrate, *itemEntry.indicatedBitrate);
 }
 
 void addPlayback(const PlaybackStatistics& before, const PlaybackStatistics& after,
@@ -43,28 +44,29 @@ void addPlayback(const PlaybackStatistics& before, const PlaybackStatistics& aft
 }  // namespace
 
 platform::Array accessLogEntries(const AccessLogInput& input, const platform::MediaFacts& facts) {
-  const std::vector<streaming::AccessLogEntry> legs =
+  const std::vector<streaming::AccessLogEntry> itemEntries =
       input.item ? input.item->accessLog() : std::vector<streaming::AccessLogEntry>(1);
   double loaded = 0;
   for (const platform::TimeRange& range : facts.loaded) loaded += range.duration;
   platform::Array entries;
   PlaybackStatistics before;
-  for (std::size_t index = 0; index < legs.size(); ++index) {
-    const streaming::AccessLogEntry& leg = legs[index];
-    const bool isLast = index + 1 == legs.size();
-    // The item may report a new leg before the pipeline does.
+  for (std::size_t index = 0; index < itemEntries.size(); ++index) {
+    const streaming::AccessLogEntry& itemEntry = itemEntries[index];
+    const bool isLast = index + 1 == itemEntries.size();
+    // The item may begin a new entry before the pipeline does.
     const PlaybackStatistics& after =
         isLast ? input.playback.back() : input.playback[std::min(index, input.playback.size() - 1)];
     platform::Dictionary entry;
-    entry.set(platform::kAccessLogDate,
-              index == 0 ? input.loadedAt : platform::Date{input.now.secondsSince1970 - leg.age});
+    entry.set(
+        platform::kAccessLogDate,
+        index == 0 ? input.loadedAt : platform::Date{input.now.secondsSince1970 - itemEntry.age});
     entry.set(platform::kAccessLogURI, input.url);
     entry.set(platform::kAccessLogPlaybackType, playbackTypeOf(input.item, facts));
     addPlayback(before, after, entry);
-    entry.set(platform::kAccessLogSwitchCount, std::uint64_t{leg.isSwitch ? 1u : 0u});
+    entry.set(platform::kAccessLogSwitchCount, std::uint64_t{itemEntry.isSwitch ? 1u : 0u});
     entry.set(platform::kAccessLogDownloadedDuration,
-              leg.mediaSeconds > 0 ? leg.mediaSeconds : loaded);
-    if (input.item) addTransfers(leg, entry);
+              itemEntry.mediaSeconds > 0 ? itemEntry.mediaSeconds : loaded);
+    if (input.item) addTransfers(itemEntry, entry);
     entries.append(std::move(entry));
     before = after;
   }

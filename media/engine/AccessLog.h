@@ -24,7 +24,7 @@ struct AccessLogInput {
   std::string url;
   platform::Date loadedAt;
   platform::Date now;
-  /// The statistics at the end of each leg of `item`, and the current ones.
+  /// The statistics at the end of each access log entry of `item`, and the current ones.
   std::vector<PlaybackStatistics> playback;
   const streaming::StreamedItem* item = nullptr;  ///< null for a plain file
 };

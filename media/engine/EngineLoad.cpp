@@ -244,7 +244,7 @@ void EngineLoad::ping(std::function<void()> done) {
 platform::Array EngineLoad::accessLog() {
   if (!_pipeline) return {};
   return accessLogEntries(
-      {_url, _loadedAt, _clock.date(), _pipeline->statisticsOfLegs(), _item.get()}, *facts());
+      {_url, _loadedAt, _clock.date(), _pipeline->statisticsByEntry(), _item.get()}, *facts());
 }
 
 void EngineLoad::_receive(const PipelineEvent& event) {

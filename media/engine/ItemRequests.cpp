@@ -13,11 +13,11 @@ namespace {
 constexpr std::size_t kMaxRefusals = 64;
 
 /// The range is also a field of its own, so that items need not parse the header fields.
-platform::Dictionary detailsOf(const streaming::ContentRequest& question) {
+platform::Dictionary detailsOf(const streaming::ContentRequest& request) {
   platform::Dictionary details;
-  details.set(platform::kCustomURLProviderRequestMethodKey, question.method);
+  details.set(platform::kCustomURLProviderRequestMethodKey, request.method);
   platform::Dictionary headers;
-  for (const auto& [name, value] : question.headers) {
+  for (const auto& [name, value] : request.headers) {
     headers.set(name, value);
     if (name == "Range") details.set(platform::kCustomURLProviderRequestRangeKey, value);
   }
@@ -25,17 +25,17 @@ platform::Dictionary detailsOf(const streaming::ContentRequest& question) {
   return details;
 }
 
-streaming::ContentResponse answerOf(const platform::ResourceResponse& response) {
-  streaming::ContentResponse answer;
-  answer.redirectURL = response.redirectURL;
-  answer.data = response.data;
-  if (!response.response) return answer;
-  answer.statusCode = response.response->statusCode;
+streaming::ContentResponse responseOf(const platform::ResourceResponse& response) {
+  streaming::ContentResponse result;
+  result.redirectURL = response.redirectURL;
+  result.data = response.data;
+  if (!response.response) return result;
+  result.statusCode = response.response->statusCode;
   for (const auto& [name, value] : response.response->headers) {
     const std::string* text = value.asString();
-    answer.headers.emplace_back(name, text ? *text : value.description());
+    result.headers.emplace_back(name, text ? *text : value.description());
   }
-  return answer;
+  return result;
 }
 
 /// Adds a description: errors of senders often have a code only.
@@ -57,32 +57,32 @@ std::shared_ptr<ItemRequests> ItemRequests::make(platform::MainQueue& queue,
 
 std::function<void(streaming::ContentRequest, ItemRequests::Reply)> ItemRequests::requester() {
   return
-      [&queue = _queue, weak = weak_from_this()](streaming::ContentRequest question, Reply reply) {
-        queue.async([weak, question = std::move(question), reply = std::move(reply)] {
-          if (const auto self = weak.lock()) self->_request(question, reply);
+      [&queue = _queue, weak = weak_from_this()](streaming::ContentRequest request, Reply reply) {
+        queue.async([weak, request = std::move(request), reply = std::move(reply)] {
+          if (const auto self = weak.lock()) self->_request(request, reply);
         });
       };
 }
 
-void ItemRequests::_request(const streaming::ContentRequest& question, const Reply& reply) {
-  for (const auto& [refused, answer] : _refusals)
-    if (refused == question) return reply(answer);
+void ItemRequests::_request(const streaming::ContentRequest& request, const Reply& reply) {
+  for (const auto& [refused, result] : _refusals)
+    if (refused == request) return reply(result);
   const auto same = std::find_if(_pending.begin(), _pending.end(),
-                                 [&](const Pending& each) { return each.question == question; });
+                                 [&](const Pending& each) { return each.request == request; });
   if (same != _pending.end()) {
     same->replies.push_back(reply);
     return;
   }
-  _pending.push_back({question, {reply}});
-  const auto completion = [this, question](const platform::ResourceResponse* response,
-                                           const platform::Error* error) {
-    streaming::ContentResponse answer;
-    if (response) answer = answerOf(*response);
-    if (error) answer.error = withDescription(*error);
-    _complete(question, answer);
+  _pending.push_back({request, {reply}});
+  const auto completion = [this, request](const platform::ResourceResponse* response,
+                                          const platform::Error* error) {
+    streaming::ContentResponse result;
+    if (response) result = responseOf(*response);
+    if (error) result.error = withDescription(*error);
+    _complete(request, result);
   };
-  if (question.kind == streaming::ContentRequest::Kind::Resource) {
-    _requests.load(*_item, question.url, detailsOf(question), completion);
+  if (request.kind == streaming::ContentRequest::Kind::Resource) {
+    _requests.load(*_item, request.url, detailsOf(request), completion);
     return;
   }
   const auto make = [](std::uint64_t identifier, std::string url, platform::Dictionary details,
@@ -90,20 +90,20 @@ void ItemRequests::_request(const streaming::ContentRequest& question, const Rep
     return std::make_shared<ClearKeyRequest>(identifier, std::move(url), std::move(details),
                                              std::move(ended));
   };
-  _requests.loadKey(*_item, question.url, detailsOf(question), make, completion);
+  _requests.loadKey(*_item, request.url, detailsOf(request), make, completion);
 }
 
-void ItemRequests::_complete(const streaming::ContentRequest& question,
-                             const streaming::ContentResponse& answer) {
+void ItemRequests::_complete(const streaming::ContentRequest& request,
+                             const streaming::ContentResponse& result) {
   const auto found = std::find_if(_pending.begin(), _pending.end(),
-                                  [&](const Pending& each) { return each.question == question; });
+                                  [&](const Pending& each) { return each.request == request; });
   const auto replies = std::move(found->replies);
   _pending.erase(found);
-  if (answer.error || (answer.statusCode >= 400 && !answer.data)) {
-    _refusals.emplace_back(question, answer);
+  if (result.error || (result.statusCode >= 400 && !result.data)) {
+    _refusals.emplace_back(request, result);
     if (_refusals.size() > kMaxRefusals) _refusals.pop_front();
   }
-  for (const Reply& reply : replies) reply(answer);
+  for (const Reply& reply : replies) reply(result);
 }
 
 }  // namespace media

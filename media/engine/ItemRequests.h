@@ -27,19 +27,19 @@ class ItemRequests : public std::enable_shared_from_this<ItemRequests> {
                                             std::shared_ptr<TVSMediaItem> item);
 
   using Reply = std::function<void(streaming::ContentResponse)>;
-  /// Returns a function for streaming::ItemSetup::ask. It holds a weak reference.
+  /// Returns a function for streaming::ItemSetup::requestContent. It holds a weak reference.
   std::function<void(streaming::ContentRequest, Reply)> requester();
 
  private:
   struct Pending {
-    streaming::ContentRequest question;
+    streaming::ContentRequest request;
     std::vector<Reply> replies;
   };
 
   ItemRequests(platform::MainQueue& queue, std::shared_ptr<TVSMediaItem> item);
-  void _request(const streaming::ContentRequest& question, const Reply& reply);
-  void _complete(const streaming::ContentRequest& question,
-                 const streaming::ContentResponse& answer);
+  void _request(const streaming::ContentRequest& request, const Reply& reply);
+  void _complete(const streaming::ContentRequest& request,
+                 const streaming::ContentResponse& result);
 
   platform::MainQueue& _queue;
   const std::shared_ptr<TVSMediaItem> _item;

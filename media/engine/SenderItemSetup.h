@@ -10,7 +10,7 @@ inline constexpr std::string_view kStoreTokenHeader = "X-Vorlane-Store-Token";
 inline constexpr std::string_view kStoreAccountHeader = "X-Vorlane-Store-Account";
 
 /// Returns how an item is fetched, according to its metadata and traits: user agent, cookies, TLS
-/// pre-shared key, store token. `ask` is not set. Threads: main.
+/// pre-shared key, store token. `requestContent` is not set. Threads: main.
 streaming::ItemSetup itemSetupOf(const TVSMediaItem& item);
 
 }  // namespace media

@@ -33,13 +33,13 @@ void addPresentation(const StreamedItem& item, double position, platform::MediaF
     end = timeline.duration;
   else if (timeline.isLive && !facts.seekable.empty())
     end = facts.seekable.back().start + facts.seekable.back().duration;
-  const auto legs = item.accessLog();
+  const auto entries = item.accessLog();
   facts.likelyToKeepUpTime =
-      timeline.isLoadedToEnd
-          ? 0
-          : secondsUntilLikelyToKeepUp(facts.loaded, position, end,
-                                       legs.empty() ? std::nullopt : legs.back().indicatedBitrate,
-                                       item.statistics().observedBitrate);
+      timeline.isLoadedToEnd ? 0
+                             : secondsUntilLikelyToKeepUp(
+                                   facts.loaded, position, end,
+                                   entries.empty() ? std::nullopt : entries.back().indicatedBitrate,
+                                   item.statistics().observedBitrate);
 }
 
 void addResource(const StreamedItem& item, double position, platform::MediaFacts& facts) {

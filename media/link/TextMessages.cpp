@@ -185,7 +185,7 @@ std::vector<TextChange> splitChange(TextChange change) {
   for (auto& cue : cues) {
     const std::size_t more = bytesOf(*cue);
     if (bytes > 0 && bytes + more > kPartBytes) {
-      if (change.kind == Kind::SetBeside) change.kind = Kind::AddBeside;
+      if (change.kind == Kind::SetExternal) change.kind = Kind::AddExternal;
       parts.push_back(change);
       bytes = 0;
     }
@@ -204,8 +204,8 @@ std::optional<TextChange> readTextChange(WireReader& reader) {
   TextChange change;
   change.identity = reader.take<std::uint64_t>();
   if (change.identity == 0) reader.fail();
-  change.kind = reader.takeEnum(Kind::Gone);
-  change.source = reader.takeEnum(SubtitleCues::Source::Beside);
+  change.kind = reader.takeEnum(Kind::Destroyed);
+  change.source = reader.takeEnum(SubtitleCues::Source::External);
   change.cues = reader.takeList(SubtitleCues::kCueLimit, takeCue);
   if (!reader.isAtEnd()) return std::nullopt;
   return change;

@@ -25,7 +25,7 @@ std::shared_ptr<SubtitleCues> TextMirror::of(std::uint64_t identity) {
 
 void TextMirror::apply(const TextChange& change) {
   using Kind = TextChange::Kind;
-  if (change.kind == Kind::Gone) {
+  if (change.kind == Kind::Destroyed) {
     std::shared_ptr<SubtitleCues> gone;  // released after the lock
     const std::lock_guard lock(_mutex);
     const auto found = std::find_if(_texts.begin(), _texts.end(), [&](const auto& each) {
@@ -49,19 +49,19 @@ void TextMirror::apply(const TextChange& change) {
     case Kind::Clear:
       texts->clear();
       break;
-    case Kind::AddOfPictures:
-      for (SubtitleCue& each : cues) texts->addOfPictures(std::move(each));
+    case Kind::AddCaptions:
+      for (SubtitleCue& each : cues) texts->addCaption(std::move(each));
       break;
-    case Kind::ClearOfPictures:
-      texts->clearThoseOfPictures();
+    case Kind::ClearCaptions:
+      texts->clearCaptions();
       break;
-    case Kind::SetBeside:
-      texts->setBeside(std::move(cues));
+    case Kind::SetExternal:
+      texts->setExternal(std::move(cues));
       break;
-    case Kind::AddBeside:
-      texts->addBeside(std::move(cues));
+    case Kind::AddExternal:
+      texts->addExternal(std::move(cues));
       break;
-    case Kind::Gone:
+    case Kind::Destroyed:
       break;
   }
 }

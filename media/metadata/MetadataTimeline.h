@@ -31,15 +31,15 @@ class MetadataTimeline {
   std::optional<double> nextAfter(double seconds) const;
 
   /// The item is a radio station; its titles are sent in the audio stream.
-  void setOfRadio() { _isOfRadio = true; }
-  bool isOfRadio() const { return _isOfRadio; }
+  void setRadioStation() { _isRadioStation = true; }
+  bool isRadioStation() const { return _isRadioStation; }
 
  private:
   struct Group {
     double start;
     Items items;
   };
-  std::atomic<bool> _isOfRadio = false;
+  std::atomic<bool> _isRadioStation = false;
   mutable std::mutex _mutex;
   std::array<std::vector<Group>, 3> _groups;  // by start
 };

@@ -39,7 +39,7 @@ SubtitleCues::SubtitleCues(Observer observer)
 
 SubtitleCues::~SubtitleCues() {
   std::unique_lock lock(_mutex);
-  _queueChange(Change::Kind::Gone);
+  _queueChange(Change::Kind::Destroyed);
   _notify(std::move(lock));
 }
 
@@ -48,7 +48,7 @@ Cues SubtitleCues::at(double seconds) const {
   const std::lock_guard lock(_mutex);
   if (_source == Source::None) return found;
   const Cues& cues = _source == Source::Media      ? _media.cues
-                     : _source == Source::Pictures ? _captions.cues
+                     : _source == Source::Captions ? _captions.cues
                                                    : _external.cues;
   const auto last = std::upper_bound(cues.begin(), cues.end(), seconds, beginsBefore);
   for (auto each = cues.begin(); each != last; ++each) {
@@ -88,8 +88,8 @@ void SubtitleCues::setStyles(std::shared_ptr<const SubtitleStyles> styles) {
 
 void SubtitleCues::add(SubtitleCue cue) { _addTo(_media, Change::Kind::Add, std::move(cue)); }
 
-void SubtitleCues::addOfPictures(SubtitleCue cue) {
-  _addTo(_captions, Change::Kind::AddOfPictures, std::move(cue));
+void SubtitleCues::addCaption(SubtitleCue cue) {
+  _addTo(_captions, Change::Kind::AddCaptions, std::move(cue));
 }
 
 void SubtitleCues::_addTo(Store& store, Change::Kind kind, SubtitleCue cue) {
@@ -120,22 +120,22 @@ void SubtitleCues::clear() {
   _notify(std::move(lock));
 }
 
-void SubtitleCues::clearThoseOfPictures() {
+void SubtitleCues::clearCaptions() {
   std::unique_lock lock(_mutex);
   _captions = {};
-  _queueChange(Change::Kind::ClearOfPictures);
+  _queueChange(Change::Kind::ClearCaptions);
   _notify(std::move(lock));
 }
 
-void SubtitleCues::setBeside(std::vector<SubtitleCue> cues) {
-  _addBeside(Change::Kind::SetBeside, std::move(cues));
+void SubtitleCues::setExternal(std::vector<SubtitleCue> cues) {
+  _addExternal(Change::Kind::SetExternal, std::move(cues));
 }
 
-void SubtitleCues::addBeside(std::vector<SubtitleCue> cues) {
-  _addBeside(Change::Kind::AddBeside, std::move(cues));
+void SubtitleCues::addExternal(std::vector<SubtitleCue> cues) {
+  _addExternal(Change::Kind::AddExternal, std::move(cues));
 }
 
-void SubtitleCues::_addBeside(Change::Kind kind, std::vector<SubtitleCue> more) {
+void SubtitleCues::_addExternal(Change::Kind kind, std::vector<SubtitleCue> more) {
   Cues shared;
   shared.reserve(more.size());
   for (SubtitleCue& each : more) {
@@ -144,7 +144,7 @@ void SubtitleCues::_addBeside(Change::Kind kind, std::vector<SubtitleCue> more) 
   }
   Store old;  // outlives the lock
   std::unique_lock lock(_mutex);
-  if (kind == Change::Kind::SetBeside) std::swap(_external, old);
+  if (kind == Change::Kind::SetExternal) std::swap(_external, old);
   Cues& cues = _external.cues;
   std::size_t count = 0;
   for (; count < shared.size() && cues.size() < kCueLimit; ++count) {

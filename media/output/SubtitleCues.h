@@ -31,19 +31,19 @@ class SubtitleCues {
  public:
   static constexpr std::size_t kCueLimit = 20000;
   static constexpr std::size_t kByteLimit = std::size_t{48} << 20;
-  enum class Source { None, Media, Pictures, Beside };
+  enum class Source { None, Media, Captions, External };
   using Cues = std::vector<std::shared_ptr<const SubtitleCue>>;
 
   struct Change {
     enum class Kind {
-      Show,             ///< `source` is shown
-      Add,              ///< adds `cues` of text streams
-      Clear,            ///< removes the cues of text streams
-      AddOfPictures,    ///< adds `cues` of captions
-      ClearOfPictures,  ///< removes the cues of captions
-      SetBeside,        ///< replaces the cues of the external resource
-      AddBeside,        ///< adds `cues` of the external resource
-      Gone,             ///< the object was destroyed
+      Show,           ///< `source` is shown
+      Add,            ///< adds `cues` of text streams
+      Clear,          ///< removes the cues of text streams
+      AddCaptions,    ///< adds `cues` of captions
+      ClearCaptions,  ///< removes the cues of captions
+      SetExternal,    ///< replaces the cues of the external resource
+      AddExternal,    ///< adds `cues` of the external resource
+      Destroyed,      ///< the object was destroyed
     };
     std::uint64_t identity = 0;
     Kind kind = Kind::Show;
@@ -74,10 +74,10 @@ class SubtitleCues {
   void add(SubtitleCue cue);
   /// Removes the cues of text streams.
   void clear();
-  void addOfPictures(SubtitleCue cue);
-  void clearThoseOfPictures();
-  void setBeside(std::vector<SubtitleCue> cues);
-  void addBeside(std::vector<SubtitleCue> cues);
+  void addCaption(SubtitleCue cue);
+  void clearCaptions();
+  void setExternal(std::vector<SubtitleCue> cues);
+  void addExternal(std::vector<SubtitleCue> cues);
 
  private:
   struct Store {
@@ -85,7 +85,7 @@ class SubtitleCues {
     std::size_t bytes = 0;
   };
   void _addTo(Store& store, Change::Kind kind, SubtitleCue cue);
-  void _addBeside(Change::Kind kind, std::vector<SubtitleCue> more);
+  void _addExternal(Change::Kind kind, std::vector<SubtitleCue> more);
   void _queueChange(Change::Kind kind, Cues cues = {});
   void _notify(std::unique_lock<std::mutex> lock);
 

@@ -61,20 +61,20 @@ GstRef<GstElement> AudioDevice::open() {
   return sink;
 }
 
-void AudioDevice::listen(std::weak_ptr<const Arrival> arrival) {
+void AudioDevice::addListener(std::weak_ptr<const DeviceAddedHandler> deviceAdded) {
   const std::lock_guard lock(_mutex);
   std::erase_if(_listeners, [](const auto& listener) { return listener.expired(); });
-  _listeners.push_back(std::move(arrival));
+  _listeners.push_back(std::move(deviceAdded));
 }
 
-void AudioDevice::noteArrival() {
-  std::vector<std::weak_ptr<const Arrival>> listeners;
+void AudioDevice::noteDeviceAdded() {
+  std::vector<std::weak_ptr<const DeviceAddedHandler>> listeners;
   {
     const std::lock_guard lock(_mutex);
     listeners = _listeners;
   }
   for (const auto& listener : listeners)
-    if (const auto arrival = listener.lock()) (*arrival)();
+    if (const auto deviceAdded = listener.lock()) (*deviceAdded)();
 }
 
 bool AudioDevice::isExclusive() { return !hasSoundServer() && hasAlsaDevice(); }

@@ -32,12 +32,12 @@ class AudioDevice {
   /// not.
   virtual bool isExclusive();
 
-  using Arrival = std::function<void()>;
-  /// Registers a callback for noteArrival(), which runs on the thread of that call. The caller owns
-  /// it.
-  void listen(std::weak_ptr<const Arrival> arrival);
+  using DeviceAddedHandler = std::function<void()>;
+  /// Registers a callback for noteDeviceAdded(), which runs on the thread of that call. The caller
+  /// owns it.
+  void addListener(std::weak_ptr<const DeviceAddedHandler> deviceAdded);
   /// A device may be available now.
-  void noteArrival();
+  void noteDeviceAdded();
   void noteInterruption() {
     if (_interrupted) _interrupted();
   }
@@ -49,7 +49,7 @@ class AudioDevice {
   const std::function<void()> _interrupted;
   const std::function<void()> _lost;
   std::mutex _mutex;
-  std::vector<std::weak_ptr<const Arrival>> _listeners;
+  std::vector<std::weak_ptr<const DeviceAddedHandler>> _listeners;
 };
 
 }  // namespace media

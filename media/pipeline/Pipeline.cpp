@@ -20,7 +20,7 @@ std::shared_ptr<Pipeline> Pipeline::start(const platform::Clock& clock, Pipeline
   std::shared_ptr<Pipeline> pipeline(new Pipeline(clock, std::move(setup)));
   if (const auto& item = pipeline->_load->setup.item)
     item->whenAccessLogEntryStarts([weak = std::weak_ptr(pipeline)] {
-      if (const auto playing = weak.lock()) playing->_load->statistics.noteLeg();
+      if (const auto playing = weak.lock()) playing->_load->statistics.noteAccessLogEntry();
     });
   const bool isStarted =
       platform::WorkerThreads::start([pipeline, before = std::move(predecessor)]() mutable {
@@ -117,8 +117,8 @@ std::shared_ptr<const platform::MediaFacts> Pipeline::facts() const {
   return _load->facts.published();
 }
 
-std::vector<PlaybackStatistics> Pipeline::statisticsOfLegs() const {
-  return _load->statistics.legs();
+std::vector<PlaybackStatistics> Pipeline::statisticsByEntry() const {
+  return _load->statistics.entries();
 }
 
 void Pipeline::_run(const std::shared_ptr<Pipeline>& predecessor) {

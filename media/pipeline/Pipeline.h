@@ -66,8 +66,8 @@ class Pipeline : public std::enable_shared_from_this<Pipeline> {
   platform::Duration positionAge() const;
   PositionClock::Point positionPoint() const;
   std::shared_ptr<const platform::MediaFacts> facts() const;
-  /// Returns the statistics at the end of each leg, and the current ones.
-  std::vector<PlaybackStatistics> statisticsOfLegs() const;
+  /// Returns the statistics at the end of each access log entry, and the current ones.
+  std::vector<PlaybackStatistics> statisticsByEntry() const;
 
  private:
   Pipeline(const platform::Clock& clock, PipelineSetup setup);

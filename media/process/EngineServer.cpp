@@ -161,7 +161,7 @@ void EngineServer::_do(const RefreshCommand&) {
   _sendChangedAccessLog();
 }
 
-void EngineServer::_do(const AudioDeviceAddedCommand&) { _audio->noteArrival(); }
+void EngineServer::_do(const AudioDeviceAddedCommand&) { _audio->noteDeviceAdded(); }
 
 void EngineServer::engineDidBecomeReady(std::uint64_t generation) {
   // Seeks requested before have been applied without an event of their own.

@@ -57,23 +57,23 @@ void SocketHelper::serve(int notifications) {
     Notification received{};
     // Fails if the calling thread has ended meanwhile.
     if (ioctl(notifications, SECCOMP_IOCTL_NOTIF_RECV, &received) != 0) continue;
-    const Answer answer = _answer(received.call);
+    const Result result = _handle(received.call);
     seccomp_notif_resp response{};
     response.id = received.call.id;
-    response.error = answer.error;
-    response.val = answer.value;
-    if (answer.continues) response.flags = SECCOMP_USER_NOTIF_FLAG_CONTINUE;
+    response.error = result.error;
+    response.val = result.value;
+    if (result.continues) response.flags = SECCOMP_USER_NOTIF_FLAG_CONTINUE;
     ioctl(notifications, SECCOMP_IOCTL_NOTIF_SEND, &response);
   }
 }
 
-SocketHelper::Answer SocketHelper::_answer(const seccomp_notif& call) {
+SocketHelper::Result SocketHelper::_handle(const seccomp_notif& call) {
   if (call.data.nr == SYS_socket) return _makeSocket(call);
   if (call.data.nr == SYS_connect) return _connect(call);
   return {-EPERM};
 }
 
-SocketHelper::Answer SocketHelper::_makeSocket(const seccomp_notif& call) {
+SocketHelper::Result SocketHelper::_makeSocket(const seccomp_notif& call) {
   const auto type = static_cast<int>(call.data.args[1]);
   if ((type & kSocketTypeMask) != SOCK_STREAM) return {-EACCES};
   // One end of a socket pair is connected: the kernel refuses to connect it to a path.
@@ -84,10 +84,10 @@ SocketHelper::Answer SocketHelper::_makeSocket(const seccomp_notif& call) {
   const int error = errno;
   close(pair[0]);
   close(pair[1]);
-  return target < 0 ? Answer{-error} : Answer{0, target};
+  return target < 0 ? Result{-error} : Result{0, target};
 }
 
-SocketHelper::Answer SocketHelper::_connect(const seccomp_notif& call) {
+SocketHelper::Result SocketHelper::_connect(const seccomp_notif& call) {
   sockaddr_un address{};
   const std::size_t length = call.data.args[2];
   if (length < sizeof address.sun_family) return {-EINVAL};
@@ -104,15 +104,15 @@ SocketHelper::Answer SocketHelper::_connect(const seccomp_notif& call) {
   const int target = static_cast<int>(call.data.args[0]);
   const int connected = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
   if (connected < 0) return {-errno};
-  Answer answer;
+  Result result;
   if (connect(connected, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-    answer.error = -errno;
+    result.error = -errno;
   } else {
     setNonBlocking(connected, !_isBlocking(target));
-    if (_insert(call, connected, &target, true) < 0) answer.error = -errno;
+    if (_insert(call, connected, &target, true) < 0) result.error = -errno;
   }
   close(connected);
-  return answer;
+  return result;
 }
 
 bool SocketHelper::_isListed(const char* path) const {

@@ -26,14 +26,14 @@ class SocketHelper {
 
  private:
   /// The result of a call: a negative `error`, or the return `value`; or the kernel executes it.
-  struct Answer {
+  struct Result {
     int error = 0;
     std::int64_t value = 0;
     bool continues = false;
   };
-  Answer _answer(const seccomp_notif& call);
-  Answer _makeSocket(const seccomp_notif& call);
-  Answer _connect(const seccomp_notif& call);
+  Result _handle(const seccomp_notif& call);
+  Result _makeSocket(const seccomp_notif& call);
+  Result _connect(const seccomp_notif& call);
   bool _isListed(const char* path) const;
   bool _isBlocking(int clientDescriptor) const;
   int _insert(const seccomp_notif& call, int descriptor, const int* target,

@@ -81,7 +81,7 @@ std::optional<Bytes> SampleDecryption::_requestKey(const Bytes& keyID,
                                                    const streaming::ReadGate& gate) {
   if (!_keys) return std::nullopt;
   const auto request = std::make_shared<KeyRequest>();
-  _keys->ask(keyID, [request](const std::optional<Bytes>& key) {
+  _keys->requestKey(keyID, [request](const std::optional<Bytes>& key) {
     const std::lock_guard lock(request->mutex);
     request->isAnswered = true;
     request->key = key;

@@ -32,13 +32,13 @@ template <typename T>
 using GstRef = std::unique_ptr<T, GstRelease>;
 
 /// Returns whether the factory with this name has created `element`.
-inline bool isMadeBy(GstElement* element, std::string_view name) {
+inline bool isFromFactory(GstElement* element, std::string_view name) {
   GstElementFactory* const factory = gst_element_get_factory(element);
   return factory && name == GST_OBJECT_NAME(factory);
 }
 
 /// Returns whether the class of `element`, such as "Codec/Demuxer/Adaptive", contains `word`.
-inline bool isOfClass(GstElement* element, std::string_view word) {
+inline bool hasClass(GstElement* element, std::string_view word) {
   GstElementFactory* const factory = gst_element_get_factory(element);
   const char* const name =
       factory ? gst_element_factory_get_metadata(factory, GST_ELEMENT_METADATA_KLASS) : nullptr;

@@ -108,7 +108,7 @@ Error unrecognizedError() {
                     "The format of the media is not recognized.");
 }
 
-Error silenceError() { return damagedError(); }
+Error noProgressError() { return damagedError(); }
 
 std::optional<Error> missingPluginError(const GstStructure* message) {
   const char* type = gst_structure_get_string(message, "type");

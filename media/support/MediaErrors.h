@@ -24,7 +24,7 @@ platform::Error errorOfMessage(GstMessage* message);
 platform::Error unrecognizedError();
 /// The pipeline has not reported anything for too long, although no data is missing. GStreamer may
 /// lose the error of a demuxer that fails while it starts.
-platform::Error silenceError();
+platform::Error noProgressError();
 /// Returns the error of a missing-plugin message, or nullopt if playback can go on without the
 /// plugin.
 std::optional<platform::Error> missingPluginError(const GstStructure* message);

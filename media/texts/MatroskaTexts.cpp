@@ -49,7 +49,7 @@ class MatroskaTap final : public DemuxerTap {
 };
 
 void onMatroskaElement(GstBin*, GstBin*, GstElement* element, gpointer) {
-  if (!isMadeBy(element, "matroskademux")) return;
+  if (!isFromFactory(element, "matroskademux")) return;
   const GstRef<GstPad> pad(gst_element_get_static_pad(element, "sink"));
   if (!pad) return;
   auto tap = std::make_unique<MatroskaTap>();
@@ -64,7 +64,7 @@ void onMatroskaElement(GstBin*, GstBin*, GstElement* element, gpointer) {
 
 }  // namespace
 
-void tellMatroskaTexts(GstElement* pipeline) {
+void reportMatroskaTexts(GstElement* pipeline) {
   g_signal_connect(pipeline, "deep-element-added", G_CALLBACK(onMatroskaElement), nullptr);
 }
 

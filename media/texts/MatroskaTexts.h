@@ -14,6 +14,6 @@ inline constexpr const char* kForcedTextStream = "stream-id";
 /// streams and sets caps on WebVTT pads that the element of registerTextStream() accepts.
 ///
 /// Call it before the pipeline starts. It applies to every matroskademux added to `pipeline`.
-void tellMatroskaTexts(GstElement* pipeline);
+void reportMatroskaTexts(GstElement* pipeline);
 
 }  // namespace media

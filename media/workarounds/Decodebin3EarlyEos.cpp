@@ -161,7 +161,7 @@ void installDecodebin3EarlyEos(GstElement* pipeline) {
       elements,
       [](const GValue* value, gpointer) {
         auto* const element = GST_ELEMENT(g_value_get_object(value));
-        if (isMadeBy(element, "decodebin3")) holdEarlyEos(element);
+        if (isFromFactory(element, "decodebin3")) holdEarlyEos(element);
       },
       nullptr);
   gst_iterator_free(elements);

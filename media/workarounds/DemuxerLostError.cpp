@@ -9,7 +9,7 @@ namespace {
 bool isPlainDemuxer(GstElement* element) {
   GstElementFactory* const factory = gst_element_get_factory(element);
   return factory && gst_element_factory_list_is_type(factory, GST_ELEMENT_FACTORY_TYPE_DEMUXER) &&
-         !isOfClass(element, "Adaptive");
+         !hasClass(element, "Adaptive");
 }
 
 /// In pull mode a demuxer reads in a task, which stops at the end or after an error. In push mode

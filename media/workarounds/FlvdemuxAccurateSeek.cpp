@@ -71,7 +71,7 @@ void watchFlvStream(GstElement*, GstPad* pad, gpointer sought) {
 }
 
 void watchFlvDemuxer(GstBin*, GstBin*, GstElement* element, gpointer) {
-  if (!isMadeBy(element, "flvdemux")) return;
+  if (!isFromFactory(element, "flvdemux")) return;
   g_signal_connect_data(
       element, "pad-added", G_CALLBACK(watchFlvStream),
       new SoughtTimePointer(std::make_shared<SoughtTime>()),

@@ -19,7 +19,7 @@ bool losesDecryptionBySeeks(GstElement* pipeline) {
         if (!factory) return;
         if (gst_element_factory_list_is_type(factory, GST_ELEMENT_FACTORY_TYPE_DECRYPTOR))
           all.decryptor = true;
-        if (!isMadeBy(element, "qtdemux")) return;
+        if (!isFromFactory(element, "qtdemux")) return;
         const GstRef<GstPad> pad(gst_element_get_static_pad(element, "sink"));
         if (pad && GST_PAD_MODE(pad.get()) == GST_PAD_MODE_PULL) all.puller = true;
       },

@@ -51,7 +51,7 @@ void watchStream(GstElement*, GstPad* pad, gpointer) {
 void watchDemuxer(GstBin*, GstBin*, GstElement* element, gpointer) {
   GstElementFactory* const factory = gst_element_get_factory(element);
   if (factory && gst_element_factory_list_is_type(factory, GST_ELEMENT_FACTORY_TYPE_DEMUXER) &&
-      !isOfClass(element, "Adaptive"))
+      !hasClass(element, "Adaptive"))
     g_signal_connect(element, "pad-added", G_CALLBACK(watchStream), nullptr);
 }
 

@@ -44,23 +44,23 @@ class KeySender final {
                const std::function<void(streaming::ContentResponse)>& reply) {
           {
             const std::lock_guard lock(_mutex);
-            _asked.push_back(url);
+            _requestedURLs.push_back(url);
           }
-          if (onQuestion) onQuestion();
+          if (onRequest) onRequest();
           if (answer) reply(*answer);
         });
   }
-  std::vector<std::string> asked() const {
+  std::vector<std::string> requestedURLs() const {
     const std::lock_guard lock(_mutex);
-    return _asked;
+    return _requestedURLs;
   }
 
-  std::function<void()> onQuestion;
+  std::function<void()> onRequest;
   std::optional<streaming::ContentResponse> answer;
 
  private:
   mutable std::mutex _mutex;
-  std::vector<std::string> _asked;
+  std::vector<std::string> _requestedURLs;
 };
 
 /// A checksum of all decoded video and audio, in any order. It outlives every pipeline, so that
@@ -78,7 +78,7 @@ class Playback {
          .videoSink = _sink(),
          .audioSink = _sink()});
     media::Workarounds::shared().installForPipeline(_player.get());
-    media::offerContentKeys(_player.get(), std::move(keys));
+    media::setContentKeys(_player.get(), std::move(keys));
     gst_element_set_state(_player.get(), GST_STATE_PLAYING);
   }
   ~Playback() { gst_element_set_state(_player.get(), GST_STATE_NULL); }
@@ -126,16 +126,17 @@ TEST(ClearKeyDecryptor, DecodesTheSameAsFromClearMedia) {
   EXPECT_EQ(Playback(media.fileURL("encrypted.mp4"), sender.keys()).outcome(), "end");
   EXPECT_EQ(decodedSum, clearSum);
   // Requested once, for both streams.
-  EXPECT_EQ(sender.asked(), std::vector<std::string>{"clearkey:ASNFZ4mrze8BI0VniavN7w"});
+  EXPECT_EQ(sender.requestedURLs(), std::vector<std::string>{"clearkey:ASNFZ4mrze8BI0VniavN7w"});
 }
 
 TEST(ClearKeyDecryptor, StopsWhileWaitingForAKey) {
   KeySender sender;
-  std::promise<void> asked;
-  sender.onQuestion = [&] { asked.set_value(); };
+  std::promise<void> requestedURLs;
+  sender.onRequest = [&] { requestedURLs.set_value(); };
   const auto keys = sender.keys();
   auto playback = std::make_unique<Playback>(TestMedia::shared().fileURL("encrypted.mp4"), keys);
-  ASSERT_EQ(asked.get_future().wait_for(std::chrono::seconds(60)), std::future_status::ready);
+  ASSERT_EQ(requestedURLs.get_future().wait_for(std::chrono::seconds(60)),
+            std::future_status::ready);
   const auto before = std::chrono::steady_clock::now();
   playback.reset();
   // Otherwise this would last 35 seconds, the time-out for keys.

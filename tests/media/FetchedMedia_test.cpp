@@ -48,7 +48,7 @@ class SentItem final : public TVSURLMediaItem {
   explicit SentItem(std::string url) : TVSURLMediaItem(std::move(url), {}) {}
 
   bool loadResourceForRequest(const std::shared_ptr<TVSResourceLoadingRequest>& request) override {
-    asked.push_back(request->url());
+    requestedURLs.push_back(request->url());
     const std::string name = request->url().substr(request->url().rfind('/') + 1);
     const std::string content = clipContent(name);
     // With data, the status code is ignored.
@@ -60,7 +60,7 @@ class SentItem final : public TVSURLMediaItem {
   }
 
   void loadStreamingKeyForRequest(const std::shared_ptr<TVSSecureKeyRequest>& request) override {
-    asked.push_back(request->url());
+    requestedURLs.push_back(request->url());
     const auto& details = request->dictionaryRepresentation();
     EXPECT_EQ(details.string(platform::kCustomURLProviderRequestKindKey),
               std::string(platform::kCustomURLProviderRequestKindKeyRequest));
@@ -69,13 +69,13 @@ class SentItem final : public TVSURLMediaItem {
       response.data = textBytesOf(key);
       request->finishLoading(response);
     };
-    if (answersKeys) answer();
+    if (respondsToKeyRequests) answer();
   }
 
-  bool answersKeys = true;
+  bool respondsToKeyRequests = true;
   std::function<void()> answer;  // answers the last key request
   std::string key = kMediaKey;
-  std::vector<std::string> asked;
+  std::vector<std::string> requestedURLs;
 };
 
 class FetchedMedia : public testing::Test {
@@ -110,7 +110,7 @@ TEST_F(FetchedMedia, EndAccordingToTheResponsesOfTheSender) {
     std::string url;
     std::function<void(SentItem&)> prepare;
     std::string outcome;
-    bool asks;
+    bool hasRequests;
   } cases[] = {
       {"x-demo://sender/encrypted.m3u8", nothing, "end", true},
       {"x-demo://missing.mp4", nothing, "404", true},
@@ -135,14 +135,14 @@ TEST_F(FetchedMedia, EndAccordingToTheResponsesOfTheSender) {
     SCOPED_TRACE(each.url);
     const auto item = load(each.url, each.prepare);
     EXPECT_EQ(outcome(), each.outcome);
-    EXPECT_EQ(!item->asked.empty(), each.asks);
+    EXPECT_EQ(!item->requestedURLs.empty(), each.hasRequests);
     EXPECT_EQ(harness.misplacedEvents(), 0);
   }
 }
 
 TEST_F(FetchedMedia, SeekWhileWaitingForAKey) {
   const auto item = load(TestMedia::shared().url("encrypted.mpd"),
-                         [](SentItem& each) { each.answersKeys = false; });
+                         [](SentItem& each) { each.respondsToKeyRequests = false; });
   ASSERT_TRUE(harness.waitUntil([&] { return item->answer != nullptr; }));
   for (const double place : {0.5, 1.5})
     harness.call([&](platform::MediaEngine& engine) { engine.seek(place); });

@@ -4,11 +4,11 @@ namespace media {
 
 using Kind = PipelineEvent::Kind;
 
-void Announcements::ready() { _tell(Kind::Ready); }
+void Announcements::ready() { _reportKind(Kind::Ready); }
 
-void Announcements::stall() { _tell(Kind::Stall); }
+void Announcements::stall() { _reportKind(Kind::Stall); }
 
-void Announcements::facts() { _tell(Kind::Facts); }
+void Announcements::facts() { _reportKind(Kind::Facts); }
 
 void Announcements::factsIfReady() {
   if (_state.ready) facts();
@@ -34,19 +34,19 @@ void Announcements::withheldFailure() {
 }
 
 void Announcements::play() {
-  if (std::exchange(_playTold, true)) return;
-  _pauseTold = false;
+  if (std::exchange(_hasReportedPlay, true)) return;
+  _hasReportedPause = false;
   _report({.kind = Kind::Play, .rate = _state.rate});
 }
 
 void Announcements::pause() {
-  if (std::exchange(_pauseTold, true)) return;
-  _playTold = false;
-  _tell(Kind::Pause);
+  if (std::exchange(_hasReportedPause, true)) return;
+  _hasReportedPlay = false;
+  _reportKind(Kind::Pause);
 }
 
 void Announcements::end() {
-  if (!std::exchange(_endTold, true)) _tell(Kind::End);
+  if (!std::exchange(_hasReportedEnd, true)) _reportKind(Kind::End);
 }
 
 }  // namespace media

@@ -34,18 +34,18 @@ class Announcements {
   void pause();
   void end();
 
-  void renewPlay() { _playTold = false; }
-  void renewPause() { _pauseTold = false; }
-  void renewEnd() { _endTold = false; }
+  void renewPlay() { _hasReportedPlay = false; }
+  void renewPause() { _hasReportedPause = false; }
+  void renewEnd() { _hasReportedEnd = false; }
 
  private:
-  void _tell(PipelineEvent::Kind kind) { _report({.kind = kind}); }
+  void _reportKind(PipelineEvent::Kind kind) { _report({.kind = kind}); }
 
   const std::function<void(const PipelineEvent&)> _report;
   const PlaybackState& _state;
-  bool _playTold = false;
-  bool _pauseTold = false;
-  bool _endTold = false;
+  bool _hasReportedPlay = false;
+  bool _hasReportedPause = false;
+  bool _hasReportedEnd = false;
   std::optional<platform::Error> _withheldFailure;
 };
 

@@ -8,7 +8,7 @@ namespace {
 
 /// A waiting demuxer is normal, because decoders and sinks have data for a while. After this time
 /// the sinks are checked for an underrun, and again after each interval.
-constexpr auto kDryInterval = std::chrono::milliseconds(100);
+constexpr auto kUnderrunCheckInterval = std::chrono::milliseconds(100);
 
 /// After a stall, a demuxer that has not waited for this long has filled the queues.
 constexpr auto kRefillTime = std::chrono::milliseconds(300);
@@ -26,8 +26,8 @@ void Buffering::watch(const PlayerElements& elements) {
 
 void Buffering::noteWaiting(bool waits) {
   if (_state.failed || std::exchange(_state.waits, waits) == waits) return;
-  _silence.noteProgress();
-  _watchDryness();
+  _progressTimeout.noteProgress();
+  _scheduleUnderrunCheck();
   _refilledAt.reset();
   if (!waits && _state.buffering) _refilledAt = _load.clock.now() + kRefillTime;
   _publish();
@@ -39,31 +39,31 @@ void Buffering::noteSeek() {
 }
 
 void Buffering::stop() {
-  _dryAt.reset();
+  _underrunCheckAt.reset();
   _refilledAt.reset();
 }
 
 /// On slow networks waits begin and end all the time: at least one check is due after each of them.
-void Buffering::_watchDryness() {
+void Buffering::_scheduleUnderrunCheck() {
   if (!_state.timeRuns)
-    _dryAt.reset();
-  else if (_state.waits && !_dryAt)
-    _dryAt = _load.clock.now() + kDryInterval;
+    _underrunCheckAt.reset();
+  else if (_state.waits && !_underrunCheckAt)
+    _underrunCheckAt = _load.clock.now() + kUnderrunCheckInterval;
 }
 
-bool Buffering::_isDry(const SinkProgress& sink, GstStreamType type, double position) const {
+bool Buffering::_hasUnderrun(const SinkProgress& sink, GstStreamType type, double position) const {
   return _catalog.plays(type) && !sink.hasEnded() && sink.end() >= 0 && sink.end() <= position;
 }
 
-void Buffering::handleDryness() {
-  _dryAt.reset();
+void Buffering::checkForUnderrun() {
+  _underrunCheckAt.reset();
   if (!_state.timeRuns || _state.seeking || _state.scrubbing || _state.atEnd) return;
   const double position = _player.position();
-  if (_state.rate > 0 && (_isDry(_videoProgress, GST_STREAM_TYPE_VIDEO, position) ||
-                          _isDry(_soundProgress, GST_STREAM_TYPE_AUDIO, position)))
+  if (_state.rate > 0 && (_hasUnderrun(_videoProgress, GST_STREAM_TYPE_VIDEO, position) ||
+                          _hasUnderrun(_soundProgress, GST_STREAM_TYPE_AUDIO, position)))
     _stall();
   else
-    _watchDryness();
+    _scheduleUnderrunCheck();
 }
 
 void Buffering::_stall() {
@@ -93,9 +93,10 @@ void Buffering::_publish() {
   const bool fills = _state.buffering || (!_state.prerolled && _state.waits);
   facts.bufferingPercent.reset();
   if (fills && item) {
-    const auto legs = item->accessLog();
-    const double bitrate =
-        legs.empty() ? kUnknownBitrate : legs.back().indicatedBitrate.value_or(kUnknownBitrate);
+    const auto entries = item->accessLog();
+    const double bitrate = entries.empty()
+                               ? kUnknownBitrate
+                               : entries.back().indicatedBitrate.value_or(kUnknownBitrate);
     const auto bytes = item->statistics().bytesTransferred - _bytesAtStall;
     const double share = 8 * static_cast<double>(bytes) / (bitrate * kRefillSeconds);
     facts.bufferingPercent = static_cast<int>(std::clamp(100 * share, 0.0, 99.0));

@@ -10,7 +10,7 @@
 #include "media/pipeline/playback/PlaybackState.h"
 #include "media/pipeline/playback/Player.h"
 #include "media/pipeline/playback/PlayerElements.h"
-#include "media/pipeline/playback/SilenceGuard.h"
+#include "media/pipeline/playback/ProgressTimeout.h"
 
 namespace media {
 
@@ -20,31 +20,31 @@ namespace media {
 class Buffering {
  public:
   Buffering(LoadContext& load, PlaybackState& state, Player& player, const StreamCatalog& catalog,
-            SilenceGuard& silence, Announcements& announcements)
+            ProgressTimeout& progressTimeout, Announcements& announcements)
       : _load(load),
         _state(state),
         _player(player),
         _catalog(catalog),
-        _silence(silence),
+        _progressTimeout(progressTimeout),
         _announcements(announcements) {}
 
   void watch(const PlayerElements& elements);
   /// The demuxer begins or ends waiting for bytes.
   void noteWaiting(bool waits);
-  void noteTimeChange() { _watchDryness(); }
+  void noteTimeChange() { _scheduleUnderrunCheck(); }
   /// A seek begins: earlier buffering state is void.
   void noteSeek();
   void stop();
 
-  std::optional<platform::TimePoint> dryAt() const { return _dryAt; }
+  std::optional<platform::TimePoint> underrunCheckAt() const { return _underrunCheckAt; }
   std::optional<platform::TimePoint> refilledAt() const { return _refilledAt; }
   // Call these when the time above is reached.
-  void handleDryness();
+  void checkForUnderrun();
   void handleRefill();
 
  private:
-  void _watchDryness();
-  bool _isDry(const SinkProgress& sink, GstStreamType type, double position) const;
+  void _scheduleUnderrunCheck();
+  bool _hasUnderrun(const SinkProgress& sink, GstStreamType type, double position) const;
   void _stall();
   void _publish();
 
@@ -52,12 +52,13 @@ class Buffering {
   PlaybackState& _state;
   Player& _player;
   const StreamCatalog& _catalog;
-  SilenceGuard& _silence;
+  ProgressTimeout& _progressTimeout;
   Announcements& _announcements;
   SinkProgress _videoProgress;
   SinkProgress _soundProgress;
-  std::uint64_t _bytesAtStall = 0;                 // bytes transferred for the item
-  std::optional<platform::TimePoint> _dryAt;       // when to check for an underrun of the sinks
+  std::uint64_t _bytesAtStall = 0;  // bytes transferred for the item
+  std::optional<platform::TimePoint>
+      _underrunCheckAt;                            // when to check for an underrun of the sinks
   std::optional<platform::TimePoint> _refilledAt;  // when the queues count as filled
 };
 

@@ -29,13 +29,13 @@ void CurrentMetadata::watch(GstElement* player) {
 }
 
 void CurrentMetadata::noteStation(const streaming::ResourceReader& resource) {
-  _timeline->setOfRadio();
+  _timeline->setRadioStation();
   _timeline->add(MetadataTimeline::Source::Stream, 0, itemsOfStation(resource.fields()));
 }
 
 void CurrentMetadata::noteTags(const GstTagList* tags) {
   bool changed = false;
-  for (platform::TimedMetadataItem& each : itemsOfTags(tags, _timeline->isOfRadio())) {
+  for (platform::TimedMetadataItem& each : itemsOfTags(tags, _timeline->isRadioStation())) {
     const auto known = std::find_if(_tagItems.begin(), _tagItems.end(),
                                     [&](const auto& item) { return item.key == each.key; });
     if (known == _tagItems.end())

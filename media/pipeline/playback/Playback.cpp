@@ -11,18 +11,18 @@ Playback::Playback(LoadContext& load)
     : _load(load),
       _wanted(load.setup),
       _announcements(load.setup.report, _state),
-      _silence(load.clock, _state),
+      _progressTimeout(load.clock, _state),
       _player(load, _elements, _wanted, _state),
       _texts(load, _elements, _catalog),
       _facts(load, _elements, _state, _catalog, _texts),
-      _selection(load, _elements, _wanted, _state, _catalog, _texts, _facts, _silence,
+      _selection(load, _elements, _wanted, _state, _catalog, _texts, _facts, _progressTimeout,
                  _announcements),
       _sound(load, _elements, _wanted, _state, _player, _catalog),
-      _buffering(load, _state, _player, _catalog, _silence, _announcements),
+      _buffering(load, _state, _player, _catalog, _progressTimeout, _announcements),
       _metadata(load, _state, _announcements),
-      _scrubbing(load, _wanted, _state, _player, _silence),
+      _scrubbing(load, _wanted, _state, _player, _progressTimeout),
       _seeking(load, _elements, _wanted, _state, _player, _facts, _sound, _buffering, _scrubbing,
-               _silence, _announcements),
+               _progressTimeout, _announcements),
       _builder(load, _elements, _wanted, _state, _sound, _texts, _selection, _buffering,
                _metadata) {
   _player.whenTimeChanges([this] { _buffering.noteTimeChange(); });
@@ -87,19 +87,19 @@ void Playback::refresh() {
 
 void Playback::run() {
   _builder.makeBus();
-  _silence.noteProgress();
+  _progressTimeout.noteProgress();
   _open();
   _loop();
   _load.mailbox->detach();
-  _letGo();
+  _release();
   _builder.takeDown();
 }
 
 GstClockTime Playback::_untilDeadline() const {
   std::optional<platform::TimePoint> until;
-  for (const auto& each :
-       {_silence.deadline(), _silence.lookAt(), _scrubbing.stepAt(), _buffering.dryAt(),
-        _buffering.refilledAt(), _sound.searchAt(), _metadata.updateAt()})
+  for (const auto& each : {_progressTimeout.deadline(), _progressTimeout.failureCheckAt(),
+                           _scrubbing.stepAt(), _buffering.underrunCheckAt(),
+                           _buffering.refilledAt(), _sound.searchAt(), _metadata.updateAt()})
     if (each && (!until || *each < *until)) until = each;
   if (!until) return GST_CLOCK_TIME_NONE;
   const auto left = *until - _load.clock.now();
@@ -197,16 +197,16 @@ void Playback::_finishSeek() {
 void Playback::_fail(platform::Error error) {
   if (std::exchange(_state.failed, true)) return;
   dumpPipeline(_elements.player.get(), "failed");
-  _silence.clearAll();
+  _progressTimeout.clearAll();
   _buffering.stop();
   _scrubbing.cancelStep();
   if (_state.timeRuns) _player.hold(_load.position.seconds());
   _announcements.failure(std::move(error), _wanted.held);
   // Release connections and devices at once: the owner may keep a failed load for long.
-  _letGo();
+  _release();
 }
 
-void Playback::_letGo() {
+void Playback::_release() {
   if (_load.contentKeys) _load.contentKeys->close();
   _texts.stop();
   if (const auto& item = _load.setup.item) {

@@ -18,9 +18,9 @@
 #include "media/pipeline/playback/Player.h"
 #include "media/pipeline/playback/PlayerBuilder.h"
 #include "media/pipeline/playback/PlayerElements.h"
+#include "media/pipeline/playback/ProgressTimeout.h"
 #include "media/pipeline/playback/Scrubbing.h"
 #include "media/pipeline/playback/Seeking.h"
-#include "media/pipeline/playback/SilenceGuard.h"
 #include "media/pipeline/playback/SoundBranch.h"
 #include "media/pipeline/playback/StreamSelection.h"
 #include "media/pipeline/playback/TextBranch.h"
@@ -73,14 +73,14 @@ class Playback {
   void _becomeReady();
   void _finishSeek();
   void _fail(platform::Error error);
-  void _letGo();
+  void _release();
 
   // PlaybackOpening.cpp
   void _open();
-  void _opened(const std::optional<platform::Error>& error);
+  void _handleOpened(const std::optional<platform::Error>& error);
   void _openResource();
   void _openPresentation();
-  void _prepared(double start, const std::optional<platform::Error>& error);
+  void _handlePrepared(double start, const std::optional<platform::Error>& error);
   void _noteTracks();
   void _updatePresentation();
 
@@ -94,8 +94,8 @@ class Playback {
   void _handleAsyncDone();
   void _handleEnd();
   void _handleDeadline();
-  void _lookForLostError();
-  void _handleSilence();
+  void _checkForLostError();
+  void _handleTimeout();
   /// Returns the failure of the network or the sender, if that is why no data arrives.
   std::optional<platform::Error> _itemFailure() const;
 
@@ -105,7 +105,7 @@ class Playback {
   PlayerElements _elements;
   StreamCatalog _catalog;
   Announcements _announcements;
-  SilenceGuard _silence;
+  ProgressTimeout _progressTimeout;
   Player _player;
   TextBranch _texts;
   FactsReader _facts;

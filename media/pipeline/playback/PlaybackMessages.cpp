@@ -31,7 +31,7 @@ void Playback::_handle(GstMessage* message) {
     gst_message_parse_stream_collection(message, &parsed);
     _selection.setCollection(GstRef<GstStreamCollection>(parsed));
   } else if (type == GST_MESSAGE_STREAMS_SELECTED) {
-    _selection.handleAnswer(StreamCatalog::selectionOf(message));
+    _selection.handleStreamsSelected(StreamCatalog::selectionOf(message));
   } else if (type == GST_MESSAGE_DURATION_CHANGED) {
     _handleDurationChange();
   } else if (type == GST_MESSAGE_TAG) {
@@ -127,7 +127,7 @@ void Playback::_handleAsyncDone() {
     }
     _state.prerolled = true;
     _sound.noteFlush();
-    _silence.clear();
+    _progressTimeout.clear();
     _facts.refresh();
   }
 }
@@ -154,34 +154,34 @@ void Playback::_handleDeadline() {
   };
   if (isDue(_scrubbing.stepAt())) {
     if (_seeking.stepScrubbing()) _finishSeek();
-  } else if (isDue(_buffering.dryAt())) {
-    _buffering.handleDryness();
+  } else if (isDue(_buffering.underrunCheckAt())) {
+    _buffering.checkForUnderrun();
   } else if (isDue(_buffering.refilledAt())) {
     _buffering.handleRefill();
   } else if (isDue(_sound.searchAt())) {
     _sound.search();
-  } else if (isDue(_silence.lookAt())) {
-    _lookForLostError();
-  } else if (isDue(_silence.deadline())) {
-    _handleSilence();
+  } else if (isDue(_progressTimeout.failureCheckAt())) {
+    _checkForLostError();
+  } else if (isDue(_progressTimeout.deadline())) {
+    _handleTimeout();
   }
 }
 
-void Playback::_lookForLostError() {
-  _silence.clearLook();
+void Playback::_checkForLostError() {
+  _progressTimeout.clearFailureCheck();
   if (!_state.failed && !_state.prerolled && !_state.knowsStreams && _elements.player &&
       Workarounds::shared().hasLostError(_elements.player.get()))
-    _fail(_itemFailure().value_or(silenceError()));
+    _fail(_itemFailure().value_or(noProgressError()));
 }
 
-void Playback::_handleSilence() {
-  _silence.clear();
+void Playback::_handleTimeout() {
+  _progressTimeout.clear();
   if (_selection.isUnderWay())
     _selection.finish();
   else if (_load.setup.item && _load.setup.item->isBusy())
-    _silence.noteProgress();  // transfers have time-outs of their own
+    _progressTimeout.noteProgress();  // transfers have time-outs of their own
   else if (!_state.failed)
-    _fail(_itemFailure().value_or(silenceError()));
+    _fail(_itemFailure().value_or(noProgressError()));
 }
 
 std::optional<platform::Error> Playback::_itemFailure() const {

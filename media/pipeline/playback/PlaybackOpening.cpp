@@ -18,11 +18,11 @@ void Playback::_open() {
   }
   _load.setup.item->whenOpened(
       [this, post = _load.mailbox->poster()](const std::optional<platform::Error>& error) {
-        post([this, error] { _opened(error); });
+        post([this, error] { _handleOpened(error); });
       });
 }
 
-void Playback::_opened(const std::optional<platform::Error>& error) {
+void Playback::_handleOpened(const std::optional<platform::Error>& error) {
   if (_state.failed || _state.closing) return;
   if (error) return _fail(*error);
   if (_load.setup.item->kind() == streaming::StreamedItem::Kind::Presentation)
@@ -53,15 +53,15 @@ void Playback::_openPresentation() {
   playback->prepare(start, {.displayHeight = _load.setup.displayHeight},
                     [this, post = _load.mailbox->poster()](
                         double seconds, const std::optional<platform::Error>& error) {
-                      post([this, seconds, error] { _prepared(seconds, error); });
+                      post([this, seconds, error] { _handlePrepared(seconds, error); });
                     });
 }
 
-void Playback::_prepared(double start, const std::optional<platform::Error>& error) {
+void Playback::_handlePrepared(double start, const std::optional<platform::Error>& error) {
   if (_state.failed || _state.closing) return;
   if (error) return _fail(*error);
   if (!_builder.buildPresentation(start)) return _fail(unknownMediaError());
-  _silence.noteProgress();
+  _progressTimeout.noteProgress();
 }
 
 void Playback::_noteTracks() {

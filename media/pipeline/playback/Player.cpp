@@ -20,7 +20,7 @@ void Player::setState(GstState state) {
     _state.live = true;
     _state.prerolled = true;
   }
-  // The bus has the error. If there is none, SilenceGuard ends the load.
+  // The bus has the error. If there is none, ProgressTimeout ends the load.
 }
 
 void Player::reset() {

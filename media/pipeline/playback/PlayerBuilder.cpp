@@ -40,8 +40,8 @@ bool PlayerBuilder::buildResource(GstElement* source) {
   _metadata.watch(player.get());
   Workarounds::shared().installForPipeline(player.get());
   takeSeekShortcuts(player.get());
-  tellMatroskaTexts(player.get());
-  if (_load.contentKeys) offerContentKeys(player.get(), _load.contentKeys);
+  reportMatroskaTexts(player.get());
+  if (_load.contentKeys) setContentKeys(player.get(), _load.contentKeys);
   _elements.player = std::move(player);
   _sound.applyVolume();
   return true;

@@ -31,7 +31,7 @@ bool Scrubbing::seekTo(double seconds) {
   _stepAt.reset();
   _state.seeking = gst_element_seek(_player.element(), 1, GST_FORMAT_TIME, kFlags,
                                     GST_SEEK_TYPE_SET, start, GST_SEEK_TYPE_SET, -1) == TRUE;
-  if (_state.seeking) _silence.noteProgress();
+  if (_state.seeking) _progressTimeout.noteProgress();
   return _state.seeking;
 }
 

@@ -5,7 +5,7 @@
 #include "media/pipeline/playback/LoadContext.h"
 #include "media/pipeline/playback/PlaybackState.h"
 #include "media/pipeline/playback/Player.h"
-#include "media/pipeline/playback/SilenceGuard.h"
+#include "media/pipeline/playback/ProgressTimeout.h"
 #include "media/pipeline/playback/WantedPlayback.h"
 
 namespace media {
@@ -17,8 +17,12 @@ namespace media {
 class Scrubbing {
  public:
   Scrubbing(LoadContext& load, const WantedPlayback& wanted, PlaybackState& state, Player& player,
-            SilenceGuard& silence)
-      : _load(load), _wanted(wanted), _state(state), _player(player), _silence(silence) {}
+            ProgressTimeout& progressTimeout)
+      : _load(load),
+        _wanted(wanted),
+        _state(state),
+        _player(player),
+        _progressTimeout(progressTimeout) {}
 
   /// Returns false if the media are not seekable.
   bool begin(double destination);
@@ -40,7 +44,7 @@ class Scrubbing {
   const WantedPlayback& _wanted;
   PlaybackState& _state;
   Player& _player;
-  SilenceGuard& _silence;
+  ProgressTimeout& _progressTimeout;
   std::optional<platform::TimePoint> _stepAt;
 };
 

@@ -32,12 +32,12 @@ void Seeking::request(double seconds, std::uint64_t serial) {
   _wanted.position = seconds;
   _wanted.fraction.reset();
   _wanted.date.reset();
-  _unanswered = serial;
+  _unreportedSerial = serial;
 }
 
 void Seeking::requestDate(platform::Date date, std::uint64_t serial) {
   _wanted.date = date;
-  _unanswered = serial;
+  _unreportedSerial = serial;
 }
 
 void Seeking::resolveDate() {
@@ -48,7 +48,7 @@ void Seeking::resolveDate() {
     _wanted.fraction.reset();
     return;
   }
-  if (!_wanted.position) _unanswered.reset();
+  if (!_wanted.position) _unreportedSerial.reset();
   // The preroll picture was hidden for the seek: show it.
   if (!_state.ready) _wanted.flush = true;
 }
@@ -126,7 +126,7 @@ void Seeking::begin() {
     _state.rate = _wanted.rate;
     _state.stop = end;
     _sound.applyVolume();
-    _silence.noteProgress();
+    _progressTimeout.noteProgress();
     return;
   }
   // Not seekable: drop the request and report the actual state.
@@ -135,25 +135,25 @@ void Seeking::begin() {
   _state.stop = _wanted.stop();
   _endsAfter = false;
   _load.position.hold(before);
-  _answer();
+  _reportSeek();
 }
 
-void Seeking::_answer() {
-  if (!_unanswered || !_state.ready) return;
+void Seeking::_reportSeek() {
+  if (!_unreportedSerial || !_state.ready) return;
   // A newer request will be reported instead.
   if (_wanted.position) return;
-  _announcements.seek(*std::exchange(_unanswered, std::nullopt));
+  _announcements.seek(*std::exchange(_unreportedSerial, std::nullopt));
 }
 
 void Seeking::finish() {
   _state.seeking = false;
   _sound.noteFlush();
-  _silence.clear();
+  _progressTimeout.clear();
   if (std::exchange(_endsAfter, false)) _state.atEnd = true;
   if (_state.ready)
-    _answer();
+    _reportSeek();
   else
-    _unanswered.reset();
+    _unreportedSerial.reset();
 }
 
 bool Seeking::stepScrubbing() {

@@ -10,8 +10,8 @@
 #include "media/pipeline/playback/PlaybackState.h"
 #include "media/pipeline/playback/Player.h"
 #include "media/pipeline/playback/PlayerElements.h"
+#include "media/pipeline/playback/ProgressTimeout.h"
 #include "media/pipeline/playback/Scrubbing.h"
-#include "media/pipeline/playback/SilenceGuard.h"
 #include "media/pipeline/playback/SoundBranch.h"
 #include "media/pipeline/playback/WantedPlayback.h"
 #include "platform/foundation/Date.h"
@@ -25,7 +25,7 @@ class Seeking {
  public:
   Seeking(LoadContext& load, const PlayerElements& elements, WantedPlayback& wanted,
           PlaybackState& state, Player& player, FactsReader& facts, SoundBranch& sound,
-          Buffering& buffering, Scrubbing& scrubbing, SilenceGuard& silence,
+          Buffering& buffering, Scrubbing& scrubbing, ProgressTimeout& progressTimeout,
           Announcements& announcements)
       : _load(load),
         _elements(elements),
@@ -36,7 +36,7 @@ class Seeking {
         _sound(sound),
         _buffering(buffering),
         _scrubbing(scrubbing),
-        _silence(silence),
+        _progressTimeout(progressTimeout),
         _announcements(announcements) {}
 
   void request(double seconds, std::uint64_t serial);
@@ -61,7 +61,7 @@ class Seeking {
   double _destination() const;
   Segment _segmentAt(double destination) const;
   bool _send(const Segment& segment, double destination);
-  void _answer();
+  void _reportSeek();
 
   LoadContext& _load;
   const PlayerElements& _elements;
@@ -72,10 +72,10 @@ class Seeking {
   SoundBranch& _sound;
   Buffering& _buffering;
   Scrubbing& _scrubbing;
-  SilenceGuard& _silence;
+  ProgressTimeout& _progressTimeout;
   Announcements& _announcements;
-  std::optional<std::uint64_t> _unanswered;  // serial of the newest request that was not reported
-  bool _endsAfter = false;                   // the current seek leads to the end
+  std::optional<std::uint64_t> _unreportedSerial;  // of the newest request
+  bool _endsAfter = false;                         // the current seek leads to the end
 };
 
 }  // namespace media

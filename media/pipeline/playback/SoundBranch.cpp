@@ -23,13 +23,14 @@ void SoundBranch::make(GstBus* bus) {
 }
 
 void SoundBranch::setUp() {
-  _arrival = std::make_shared<const AudioDevice::Arrival>([this, post = _load.mailbox->poster()] {
-    post([this] {
-      if (_isSilent() && _catalog.plays(GST_STREAM_TYPE_AUDIO)) _searchAt = _load.clock.now();
-    });
-  });
+  _deviceAdded = std::make_shared<const AudioDevice::DeviceAddedHandler>(
+      [this, post = _load.mailbox->poster()] {
+        post([this] {
+          if (_isSilent() && _catalog.plays(GST_STREAM_TYPE_AUDIO)) _searchAt = _load.clock.now();
+        });
+      });
   const auto& device = _load.setup.audio;
-  device->listen(_arrival);
+  device->addListener(_deviceAdded);
   // An exclusive device is still in use by the playing load.
   if (_isSilent() && (!_wanted.held || !device->isExclusive()))
     _elements.sound->use(device->open());
@@ -95,7 +96,7 @@ SoundBranch::ErrorSource SoundBranch::handleError(GstMessage* message) {
   AudioOutput* const output = _elements.sound.get();
   if (output && !output->isSilent() && output->contains(GST_MESSAGE_SRC(message))) {
     TVSLogWarning(TVSSystemLog, "The audio device is gone, playing on without sound");
-    _mends = true;
+    _awaitsFlush = true;
     output->abandon();
     _searchDelay = std::clamp<platform::Duration>(2 * _searchDelay, kFirstSearch, kLongestSearch);
     _searchAt = _load.clock.now() + _searchDelay;
@@ -105,14 +106,14 @@ SoundBranch::ErrorSource SoundBranch::handleError(GstMessage* message) {
   }
   // The old sink may post further errors, also after the flush. Elements before it fail with flow
   // errors, which arrive after the sink's error.
-  const bool ofTheOldSink =
+  const bool isFromOldSink =
       GST_OBJECT_FLAG_IS_SET(GST_MESSAGE_SRC(message), GST_ELEMENT_FLAG_SINK) &&
       !gst_object_has_as_ancestor(GST_MESSAGE_SRC(message), GST_OBJECT(_player.element()));
-  if (!_mends && !ofTheOldSink) return ErrorSource::Elsewhere;
+  if (!_awaitsFlush && !isFromOldSink) return ErrorSource::Elsewhere;
   GError* parsed = nullptr;
   gst_message_parse_error(message, &parsed, nullptr);
   const GstRef<GError> error(parsed);
-  if (!ofTheOldSink && !g_error_matches(parsed, GST_STREAM_ERROR, GST_STREAM_ERROR_FAILED))
+  if (!isFromOldSink && !g_error_matches(parsed, GST_STREAM_ERROR, GST_STREAM_ERROR_FAILED))
     return ErrorSource::Elsewhere;
   // An error during a state change makes GStreamer abort it: repeat it.
   const auto result = gst_element_set_state(_player.element(), _player.requested());

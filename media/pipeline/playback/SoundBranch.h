@@ -43,7 +43,7 @@ class SoundBranch {
   /// Logs once in a process that there is no device.
   void noteReady() const;
   /// A preroll or a seek has ended: after a loss, data flows again.
-  void noteFlush() { _mends = false; }
+  void noteFlush() { _awaitsFlush = false; }
 
   enum class ErrorSource {
     Elsewhere,
@@ -70,8 +70,8 @@ class SoundBranch {
   const PlaybackState& _state;
   Player& _player;
   const StreamCatalog& _catalog;
-  std::shared_ptr<const AudioDevice::Arrival> _arrival;
-  bool _mends = false;  // from the loss of the device to the flush after it
+  std::shared_ptr<const AudioDevice::DeviceAddedHandler> _deviceAdded;
+  bool _awaitsFlush = false;  // from the loss of the device to the flush after it
   std::optional<platform::TimePoint> _searchAt;  // for a device; only while time runs
   platform::Duration _searchDelay{};
 };

@@ -36,15 +36,16 @@ void StatisticsRecord::noteDroppedFrame() {
   ++_statistics.droppedFrameCount;
 }
 
-void StatisticsRecord::noteLeg() {
+void StatisticsRecord::noteAccessLogEntry() {
   const std::lock_guard lock(_mutex);
-  _legs.push_back(_now());
-  if (_legs.size() >= streaming::StreamedItem::kMaxAccessLogEntries) _legs.erase(_legs.begin());
+  _entries.push_back(_now());
+  if (_entries.size() >= streaming::StreamedItem::kMaxAccessLogEntries)
+    _entries.erase(_entries.begin());
 }
 
-std::vector<PlaybackStatistics> StatisticsRecord::legs() const {
+std::vector<PlaybackStatistics> StatisticsRecord::entries() const {
   const std::lock_guard lock(_mutex);
-  std::vector<PlaybackStatistics> result = _legs;
+  std::vector<PlaybackStatistics> result = _entries;
   result.push_back(_now());
   return result;
 }

@@ -23,11 +23,11 @@ class StatisticsRecord {
   void noteTime(bool runs);
   void noteStall();
   void noteDroppedFrame();
-  /// A new leg begins: the media come from another server or variant.
-  void noteLeg();
+  /// A new access log entry begins: the media come from another server or variant.
+  void noteAccessLogEntry();
 
-  /// Returns the statistics at the end of each leg, and the current ones.
-  std::vector<PlaybackStatistics> legs() const;
+  /// Returns the statistics at the end of each entry, and the current ones.
+  std::vector<PlaybackStatistics> entries() const;
 
  private:
   PlaybackStatistics _now() const;
@@ -36,7 +36,7 @@ class StatisticsRecord {
   mutable std::mutex _mutex;
   platform::TimePoint _startedAt;
   PlaybackStatistics _statistics;
-  std::vector<PlaybackStatistics> _legs;          // at the end of each leg
+  std::vector<PlaybackStatistics> _entries;       // at the end of each entry
   std::optional<platform::TimePoint> _runsSince;  // set while time runs
 };
 

@@ -58,7 +58,7 @@ void StreamSelection::_select(const std::string& characteristic,
   const bool isKnown = text || !identifier || choice;
   if (isText && isKnown && _texts.select(text)) {
     _texts.show();
-    _tell(before);
+    _reportChanges(before);
   }
   _begin(std::move(choice));
 }
@@ -74,10 +74,10 @@ void StreamSelection::_begin(std::optional<StreamCatalog::Choice> choice) {
   // The result is useless: some sources return FALSE although they handle the event.
   gst_element_send_event(_elements.player.get(), gst_event_new_select_streams(ids));
   g_list_free(ids);
-  _silence.expect(kSelectionLimit);
+  _progressTimeout.expect(kSelectionLimit);
 }
 
-void StreamSelection::handleAnswer(StreamCatalog::Selection selection) {
+void StreamSelection::handleStreamsSelected(StreamCatalog::Selection selection) {
   if (_selecting) {
     // A late message may belong to an earlier selection.
     StreamCatalog answer = _catalog;
@@ -103,12 +103,12 @@ void StreamSelection::finish() {
   } else if (changesStreams) {
     _wanted.flush = true;
   }
-  _silence.clear();
+  _progressTimeout.clear();
   _texts.show();
-  _tell(before);
+  _reportChanges(before);
 }
 
-void StreamSelection::_tell(const std::vector<platform::MediaSelectionGroup>& before) {
+void StreamSelection::_reportChanges(const std::vector<platform::MediaSelectionGroup>& before) {
   _facts.refresh();
   if (!_state.ready) return;
   for (const auto& group : _texts.groups())
@@ -142,7 +142,7 @@ streaming::TrackSelection StreamSelection::selectForStart() {
 void StreamSelection::setCollection(GstRef<GstStreamCollection> collection) {
   _collection = std::move(collection);
   _state.knowsStreams = true;
-  _silence.noteProgress();
+  _progressTimeout.noteProgress();
   update();
 }
 

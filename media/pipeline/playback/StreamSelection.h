@@ -11,7 +11,7 @@
 #include "media/pipeline/playback/LoadContext.h"
 #include "media/pipeline/playback/PlaybackState.h"
 #include "media/pipeline/playback/PlayerElements.h"
-#include "media/pipeline/playback/SilenceGuard.h"
+#include "media/pipeline/playback/ProgressTimeout.h"
 #include "media/pipeline/playback/TextBranch.h"
 #include "media/pipeline/playback/WantedPlayback.h"
 #include "media/support/GstRef.h"
@@ -26,7 +26,8 @@ class StreamSelection {
  public:
   StreamSelection(LoadContext& load, const PlayerElements& elements, WantedPlayback& wanted,
                   PlaybackState& state, StreamCatalog& catalog, TextBranch& texts,
-                  FactsReader& facts, SilenceGuard& silence, Announcements& announcements)
+                  FactsReader& facts, ProgressTimeout& progressTimeout,
+                  Announcements& announcements)
       : _load(load),
         _elements(elements),
         _wanted(wanted),
@@ -34,7 +35,7 @@ class StreamSelection {
         _catalog(catalog),
         _texts(texts),
         _facts(facts),
-        _silence(silence),
+        _progressTimeout(progressTimeout),
         _announcements(announcements) {}
 
   void requestTrack(std::uint32_t trackID, bool enabled);
@@ -47,7 +48,7 @@ class StreamSelection {
   bool beginPreferred();
   bool isUnderWay() const { return _selecting.has_value(); }
   /// Handles a STREAMS_SELECTED message.
-  void handleAnswer(StreamCatalog::Selection selection);
+  void handleStreamsSelected(StreamCatalog::Selection selection);
   /// Ends the selection, after the message or the time-out.
   void finish();
 
@@ -64,7 +65,7 @@ class StreamSelection {
   streaming::TrackSelection _trackSelection() const;
   void _select(const std::string& characteristic, const std::optional<std::string>& identifier);
   void _begin(std::optional<StreamCatalog::Choice> choice);
-  void _tell(const std::vector<platform::MediaSelectionGroup>& before);
+  void _reportChanges(const std::vector<platform::MediaSelectionGroup>& before);
   void _refreshFacts();
 
   LoadContext& _load;
@@ -74,7 +75,7 @@ class StreamSelection {
   StreamCatalog& _catalog;
   TextBranch& _texts;
   FactsReader& _facts;
-  SilenceGuard& _silence;
+  ProgressTimeout& _progressTimeout;
   Announcements& _announcements;
   std::optional<StreamCatalog::Choice> _selecting;
   std::vector<std::function<void()>> _requests;

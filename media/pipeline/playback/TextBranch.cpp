@@ -102,7 +102,7 @@ bool TextBranch::select(const Option& option) {
   if (changesCaptions) _elements.video->captions().show(option.captions);
   const bool changesAlternate = _alternates.select(option.alternate);
   if (changesAlternate) {
-    _cues->setBeside({});
+    _cues->setExternal({});
     if (option.alternate) _loadAlternate();
   }
   return changesAlternate || changesCaptions;
@@ -112,7 +112,7 @@ void TextBranch::_loadAlternate() {
   _alternates.load(*_load.setup.streaming, _load.setup.item, [this](std::vector<SubtitleCue> cues) {
     _load.mailbox->post([this, cues = std::move(cues)] {
       if (!_alternates.isSelected()) return;
-      _cues->setBeside(cues);
+      _cues->setExternal(cues);
       show();
     });
   });
@@ -120,8 +120,8 @@ void TextBranch::_loadAlternate() {
 
 void TextBranch::show() {
   using Source = SubtitleCues::Source;
-  _cues->show(_alternates.isSelected()               ? Source::Beside
-              : _shownCaptions                       ? Source::Pictures
+  _cues->show(_alternates.isSelected()               ? Source::External
+              : _shownCaptions                       ? Source::Captions
               : _catalog.plays(GST_STREAM_TYPE_TEXT) ? Source::Media
                                                      : Source::None);
   _noteChange();

@@ -61,11 +61,11 @@ TEST_F(RemoteEngineTest, PipelinesAreDumpedWhenAnItemIsReadyAndWhenItFails) {
   setup.options.pipelineDumpFolder = folder;
   make(setup);
   load("clip.mp4");
-  ASSERT_TRUE(harness->untilTold("ready"));
+  ASSERT_TRUE(harness->waitForEvent("ready"));
   EXPECT_EQ(dumps("ready"), 1);
   EXPECT_EQ(dumps("failed"), 0);
   load("text.mp4");
-  ASSERT_TRUE(harness->untilTold("fail"));
+  ASSERT_TRUE(harness->waitForEvent("fail"));
   EXPECT_EQ(dumps("failed"), 1);
   std::filesystem::remove_all(folder);
 }

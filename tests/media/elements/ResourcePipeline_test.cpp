@@ -176,13 +176,13 @@ TEST_F(ResourcePipelineTest, NothingIsReadBeforeAllElementsCanTakeData) {
   // Called on the streaming thread after typefinding.
   g_signal_connect(pipeline.get(), "deep-element-added",
                    G_CALLBACK(+[](GstBin* bin, GstBin*, GstElement* added, gpointer data) {
-                     if (!media::isMadeBy(added, "qtdemux")) return;
+                     if (!media::isFromFactory(added, "qtdemux")) return;
                      auto& seen = *static_cast<Late*>(data);
                      for (const GList* each = bin->children; each; each = each->next) {
                        auto* const child = GST_ELEMENT(each->data);
                        if (!GST_OBJECT_FLAG_IS_SET(child, GST_ELEMENT_FLAG_SINK) &&
                            !GST_OBJECT_FLAG_IS_SET(child, GST_ELEMENT_FLAG_SOURCE) &&
-                           !media::isMadeBy(child, "parsebin") &&
+                           !media::isFromFactory(child, "parsebin") &&
                            GST_STATE(child) < GST_STATE_PAUSED)
                          seen.names += GST_OBJECT_NAME(child) + std::string(" ");
                      }

@@ -67,7 +67,7 @@ std::optional<TextChange> decoded(std::span<const std::byte> bytes) {
 }
 
 TEST(TextMessages, EncodingAndDecodingPreserveCues) {
-  for (int number = 0; number <= static_cast<int>(Kind::Gone); ++number) {
+  for (int number = 0; number <= static_cast<int>(Kind::Destroyed); ++number) {
     const TextChange change = changeOf(static_cast<Kind>(number), {everything(), {}});
     const auto found = decoded(encoded(change));
     ASSERT_TRUE(found);
@@ -176,24 +176,24 @@ TEST_F(TextMirrorTest, ShowsTheSameTexts) {
   };
   texts->add(cueOf(1, "media"));
   texts->add(cueOf(1, "media"));
-  texts->addOfPictures(cueOf(1, "pictures"));
-  texts->setBeside({cueOf(1, "beside")});
+  texts->addCaption(cueOf(1, "pictures"));
+  texts->setExternal({cueOf(1, "beside")});
   expect(1.5, "");
   texts->show(Source::Media);
   expect(1.5, "media");
-  texts->show(Source::Pictures);
+  texts->show(Source::Captions);
   expect(1.5, "pictures");
-  texts->show(Source::Beside);
+  texts->show(Source::External);
   expect(1.5, "beside");
-  texts->addBeside({cueOf(0.5, "earlier")});
+  texts->addExternal({cueOf(0.5, "earlier")});
   expect(1.2, "earlier\nbeside");
-  texts->setBeside({});
+  texts->setExternal({});
   expect(1.5, "");
   texts->show(Source::Media);
   texts->clear();
   expect(1.5, "");
-  texts->show(Source::Pictures);
-  texts->clearThoseOfPictures();
+  texts->show(Source::Captions);
+  texts->clearCaptions();
   expect(1.5, "");
 }
 
@@ -202,8 +202,8 @@ TEST_F(TextMirrorTest, SplitsManyTextsIntoMessagesOfModerateSize) {
   std::vector<SubtitleCue> cues;
   for (int number = 0; number < 3000; ++number)
     cues.push_back(cueOf(number, std::to_string(number) + std::string(3000, '.')));
-  texts->setBeside(std::move(cues));
-  texts->show(Source::Beside);
+  texts->setExternal(std::move(cues));
+  texts->show(Source::External);
   const auto mirrored = mirror.of(texts->identity());
   for (const double time : {0.0, 1500.0, 2999.0})
     EXPECT_EQ(mirrored->textAt(time), texts->textAt(time)) << time;

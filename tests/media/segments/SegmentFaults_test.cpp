@@ -38,11 +38,11 @@ std::string second(int index) {
 class FixedKeys final : public media::ContentKeys {
  public:
   explicit FixedKeys(std::optional<platform::Bytes> key) : _key(std::move(key)) {}
-  void ask(const platform::Bytes& keyID, Reply reply) override {
-    asked.push_back(keyID);
+  void requestKey(const platform::Bytes& keyID, Reply reply) override {
+    requestedKeys.push_back(keyID);
     reply(_key);
   }
-  std::vector<platform::Bytes> asked;
+  std::vector<platform::Bytes> requestedKeys;
 
  private:
   const std::optional<platform::Bytes> _key;
@@ -73,8 +73,9 @@ TEST(SegmentEncryption, DecryptsSamples) {
                                             0xaa, 0xbb, 0xcc, 0xdd, 0xee, 0xff}));
   const DemuxerOutput output = demuxedEncrypted(keys);
   EXPECT_TRUE(output.hasEnded);
-  EXPECT_THAT(keys->asked, ElementsAre(keyBytes({1, 0x23, 0x45, 0x67, 0x89, 0xab, 0xcd, 0xef, 1,
-                                                 0x23, 0x45, 0x67, 0x89, 0xab, 0xcd, 0xef})));
+  EXPECT_THAT(keys->requestedKeys,
+              ElementsAre(keyBytes({1, 0x23, 0x45, 0x67, 0x89, 0xab, 0xcd, 0xef, 1, 0x23, 0x45,
+                                    0x67, 0x89, 0xab, 0xcd, 0xef})));
   EXPECT_EQ(output.videoCaps, clear.videoCaps);
   EXPECT_EQ(output.audioCaps, clear.audioCaps);
   const auto bytesOf = [](const auto& packets) {

@@ -1,4 +1,4 @@
-#include "media/elements/ResourceForm.h"
+#include "media/elements/ResourceExtension.h"
 
 #include <array>
 #include <cstddef>

@@ -10,9 +10,9 @@ namespace media {
 /// A time-out for loads and seeks, restarted by each sign of progress.
 ///
 /// Threads: the pipeline's.
-class SilenceGuard {
+class ProgressTimeout {
  public:
-  SilenceGuard(const platform::Clock& clock, const PlaybackState& state)
+  ProgressTimeout(const platform::Clock& clock, const PlaybackState& state)
       : _clock(clock), _state(state) {}
 
   /// Restarts the time-out. It only runs during a load or a seek.
@@ -24,14 +24,14 @@ class SilenceGuard {
 
   std::optional<platform::TimePoint> deadline() const { return _deadline; }
   /// When to check whether a demuxer has failed silently. Earlier than the deadline.
-  std::optional<platform::TimePoint> lookAt() const { return _lookAt; }
-  void clearLook() { _lookAt.reset(); }
+  std::optional<platform::TimePoint> failureCheckAt() const { return _failureCheckAt; }
+  void clearFailureCheck() { _failureCheckAt.reset(); }
 
  private:
   const platform::Clock& _clock;
   const PlaybackState& _state;
   std::optional<platform::TimePoint> _deadline;
-  std::optional<platform::TimePoint> _lookAt;
+  std::optional<platform::TimePoint> _failureCheckAt;
 };
 
 }  // namespace media
