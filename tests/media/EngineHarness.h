@@ -49,6 +49,8 @@ class EngineHarness final : private platform::MediaEngineObserver {
   /// Waits until the event has occurred more than `before` times.
   bool waitForEvent(const std::string& event, int before = 0);
 
+  void runDueTasks() { _queue.runDue(); }
+
   /// The events in order: "ready", "play 1", "pause", "stall", "seek", "end", "fail", "select
   /// audible". Changes of facts are counted separately.
   const std::vector<std::string>& events() const { return _events; }

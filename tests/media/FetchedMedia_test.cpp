@@ -146,7 +146,7 @@ TEST_F(FetchedMedia, SeekWhileWaitingForAKey) {
   ASSERT_TRUE(harness.waitUntil([&] { return item->answer != nullptr; }));
   for (const double place : {0.5, 1.5})
     harness.call([&](platform::MediaEngine& engine) { engine.seek(place); });
-  harness.serve();
+  harness.runDueTasks();
   item->answer();
   ASSERT_TRUE(harness.waitForEvent("play 1"));
   EXPECT_NEAR(harness.engine().position(), 1.5, 0.5);
