@@ -108,6 +108,7 @@ void endUnlinkedTails(ResourceParts& parts) {
 gboolean seekResource(ResourceParts& parts, GstEvent* event) {
   const GstRef<GstEvent> owned(event);
   endUnlinkedTails(parts);
+  for (const SinkTail& tail : parts.tails) tail.setSpareRoom(false);
   return std::any_of(parts.tails.begin(), parts.tails.end(), [event](const SinkTail& tail) {
     return tail.isLinked() && gst_pad_push_event(tail.head(), gst_event_ref(event));
   });
@@ -116,8 +117,13 @@ gboolean seekResource(ResourceParts& parts, GstEvent* event) {
 gboolean sendEvent(GstElement* pipeline, GstEvent* event) {
   ResourceParts& parts = partsOf(pipeline);
   if (GST_EVENT_TYPE(event) == GST_EVENT_SEEK) return seekResource(parts, event);
-  if (GST_EVENT_TYPE(event) == GST_EVENT_SELECT_STREAMS)
-    return gst_element_send_event(parts.decoder, event);
+  if (GST_EVENT_TYPE(event) == GST_EVENT_SELECT_STREAMS) {
+    const gboolean result = gst_element_send_event(parts.decoder, event);
+    // decodebin3 changes a stream when no thread is in its pad. A seek follows, which empties the
+    // queues.
+    for (const SinkTail& tail : parts.tails) tail.setSpareRoom(true);
+    return result;
+  }
   return resourcePipelineParent->send_event(pipeline, event);
 }
 

@@ -9,15 +9,23 @@ namespace {
 /// Limits of the queue before the sink: decoded pictures, and the duration of audio.
 constexpr guint kPictures = 3;
 constexpr guint64 kSound = 400 * GST_MSECOND;
+constexpr guint kSparePictures = 1;
+constexpr guint64 kSpareSound = 200 * GST_MSECOND;
+
+void limitQueue(GstElement* queue, GstStreamType type, bool hasSpareRoom) {
+  if (type == GST_STREAM_TYPE_TEXT) return;
+  const bool isVideo = type == GST_STREAM_TYPE_VIDEO;
+  const guint pictures = kPictures + (hasSpareRoom ? kSparePictures : 0);
+  const guint64 sound = kSound + (hasSpareRoom ? kSpareSound : 0);
+  g_object_set(queue, "max-size-buffers", isVideo ? pictures : 0u, "max-size-bytes", 0u,
+               "max-size-time", isVideo ? guint64{0} : sound, nullptr);
+}
 
 GstElement* makeQueue(GstStreamType type) {
   GstElement* const queue = gst_element_factory_make("queue", nullptr);
   if (!queue) return nullptr;
   g_object_set(queue, "silent", TRUE, nullptr);
-  if (type == GST_STREAM_TYPE_TEXT) return queue;
-  const bool isVideo = type == GST_STREAM_TYPE_VIDEO;
-  g_object_set(queue, "max-size-buffers", isVideo ? kPictures : 0u, "max-size-bytes", 0u,
-               "max-size-time", isVideo ? guint64{0} : kSound, nullptr);
+  limitQueue(queue, type, false);
   return queue;
 }
 
@@ -61,6 +69,11 @@ void SinkTail::link(GstPad* stream) {
   if (GST_PAD_IS_EOS(_head.get())) _flush();
   // The elements of the tail check the caps when the first CAPS event comes.
   gst_pad_link_full(stream, _head.get(), GST_PAD_LINK_CHECK_NOTHING);
+}
+
+void SinkTail::setSpareRoom(bool hasSpareRoom) const {
+  const GstRef<GstElement> queue(gst_pad_get_parent_element(_head.get()));
+  if (queue) limitQueue(queue.get(), _type, hasSpareRoom);
 }
 
 void SinkTail::endIfUnlinked() {

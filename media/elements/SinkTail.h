@@ -33,6 +33,9 @@ class SinkTail {
   bool isLinked() const { return gst_pad_is_linked(_head.get()); }
   /// Links a decoded stream instead of the previous one.
   void link(GstPad* stream);
+  /// Lets the queue take a little more, so that a thread that waits for room in it goes on; or no
+  /// longer.
+  void setSpareRoom(bool hasSpareRoom) const;
   /// If no stream is linked, drops the data in the tail and sends EOS to the sink.
   void endIfUnlinked();
 
