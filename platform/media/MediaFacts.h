@@ -24,6 +24,8 @@ struct TimeRange {
 struct MediaTrack {
   std::uint32_t trackID = 0;
   std::string mediaType;  ///< "video", "audio" or "text"
+  /// For display only; may be empty. Forms: a name ("H.264 (High Profile)"), the first part of a
+  /// codec of a manifest ("avc1"), or a media type ("video/x-h264").
   std::string codec;
   bool enabled = true;
   friend bool operator==(const MediaTrack&, const MediaTrack&) = default;

@@ -13,6 +13,19 @@ namespace {
 /// Limits the memory for a long playlist of failing items.
 constexpr std::size_t kErrorLogLimit = 100;
 
+/// Returns a URL without user name, password, query and fragment, which may be secret.
+std::string urlForLog(std::string url) {
+  if (const std::size_t end = url.find_first_of("?#"); end != std::string::npos)
+    url.replace(end, std::string::npos, "?...");
+  const std::size_t colon = url.find(':');
+  if (colon == std::string::npos) return url;
+  if (url.compare(colon, 3, "://") != 0) return url.substr(0, colon + 1) + "...";
+  const std::size_t host = colon + 3;
+  const std::size_t at = url.substr(0, url.find('/', host)).rfind('@');
+  if (at != std::string::npos && at >= host) url.erase(host, at + 1 - host);
+  return url;
+}
+
 }  // namespace
 
 void TVSPlayer::setPlaylist(std::shared_ptr<TVSPlaylist> playlist) {
@@ -162,7 +175,7 @@ void TVSPlayer::_playlistDidChange(const TVSPlaylist::Change& change) {
 
 void TVSPlayer::_recordFailure(const platform::Error& error) {
   const auto& item = *_item->mediaItem();
-  TVSLogError(TVSSystemLog, "%@ cannot play %@: %@", *this, item, error);
+  TVSLogError(TVSSystemLog, "Cannot play %@: %@", urlForLog(item.url()), error);
   platform::Dictionary entry{{std::string(platform::kErrorLogDate), _platform.clock().date()}};
   if (const auto url = item.url(); !url.empty()) entry.set(platform::kErrorLogURI, url);
   entry.set(platform::kErrorLogStatusCode, error.code);
