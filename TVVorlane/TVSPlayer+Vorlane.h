@@ -14,9 +14,9 @@
 /// cannot be applied does nothing. Main thread.
 namespace TVSPlayerVorlane {
 
-/// Empty if no item is loaded. Always holds "readyToPlay" and "uuid". A ready item adds position,
-/// duration, rate, dates, time ranges and buffer flags. A failed item adds "code", "domain" and the
-/// texts of the error.
+/// Empty if no item is loaded. Otherwise it has "readyToPlay", and "uuid" if the item has one. A
+/// ready item adds position, duration, rate, dates, time ranges and buffer flags. A failed item
+/// adds "code", "domain" and the texts of the error.
 platform::Dictionary playbackInfo(TVSPlayer& player);
 
 /// None if the log has no entries.

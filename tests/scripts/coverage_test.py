@@ -1,5 +1,9 @@
 #!/usr/bin/env python3
-"""docs/coverage.md names existing files and tests, and everything that the sources name."""
+"""Documents and completions name what the sources name.
+
+docs/coverage.md names existing files and tests, and everything that the sources name. The table of
+properties in docs/receiver-interface.md and the completions of vorlanectl have all properties.
+"""
 
 import os
 import re
@@ -88,6 +92,45 @@ class Coverage(unittest.TestCase):
             for name in sorted(names):
                 with self.subTest(kind=kind, name=name):
                     self.assertRegex(table, rf'["`]{re.escape(name)}["`]')
+
+
+def body(text, name):
+    """The body of a member function."""
+    return re.search(rf"::{name}\(.*?\n}}\n", text, re.DOTALL).group()
+
+
+class Properties(unittest.TestCase):
+    def setUp(self):
+        text = read("TVVorlane/TVVorlaneURLSession+Properties.cpp")
+        name = r'property == "(\w+)"'
+        self.readable = set(re.findall(name, body(text, "_readProperty")))
+        self.writable = set(re.findall(r'Writer{"(\w+)"', text))
+        self.writable |= set(re.findall(name, body(text, "_writeProperty")))
+        self.assertGreater(len(self.readable), 3)
+        self.assertGreater(len(self.writable), 3)
+
+    def test_interface_has_all_with_their_access(self):
+        table = re.search(r"\n\| property \| access \|.*?\n\n", read("docs/receiver-interface.md"),
+                          re.DOTALL).group()
+        documented = {"read": set(), "write": set()}
+        for names, access in re.findall(r'^\| ("[^|]*) \| ([^|]*) \|', table, re.MULTILINE):
+            for each in access.split(", "):
+                documented[each] |= set(re.findall(r'"(\w+)"', names))
+        self.assertEqual(documented["read"], self.readable)
+        self.assertEqual(documented["write"], self.writable)
+
+    def test_completions_have_all(self):
+        lists = {
+            "vorlanectl.bash": r'\n *{}\) words="(.*?)"',
+            "_vorlanectl": r"\n *{}\) _values property (.*?);;",
+            "vorlanectl.fish": r"_from {}' -a '(.*?)'",
+        }
+        for file, pattern in lists.items():
+            text = read("tools/vorlanectl/completions/" + file)
+            for command, names in (("get", self.readable), ("set", self.writable)):
+                with self.subTest(file=file, command=command):
+                    words = re.search(pattern.format(command), text, re.DOTALL).group(1)
+                    self.assertEqual(set(re.findall(r"(?<![\w-])\w+", words)), names)
 
 
 if __name__ == "__main__":
