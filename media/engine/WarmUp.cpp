@@ -31,9 +31,10 @@ void load(const char* name) {
   }
 }
 
-/// gst-libav is linked to libavfilter for an element that nothing here uses. A library of the same
-/// soname that is loaded already takes its place, and the 20 libraries under libavfilter stay out.
-/// cmake/VorlaneNoFilters.cmake makes it. Without it the real one is loaded.
+/// gst-libav is linked to libavfilter for an element that is not used here. If a library with the
+/// same soname is already loaded, the dynamic linker uses that, and libavfilter and its 20
+/// dependencies are not loaded. cmake/VorlaneNoFilters.cmake builds the library. Without it
+/// libavfilter is loaded.
 bool keepFiltersOut() {
   std::error_code error;
   const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
@@ -41,7 +42,7 @@ bool keepFiltersOut() {
   return dlopen(library.c_str(), RTLD_LAZY | RTLD_LOCAL) != nullptr;
 }
 
-/// It would call libavfilter.
+/// This element would call libavfilter.
 void removeFilterElement() {
   GstRegistry* const registry = gst_registry_get();
   const GstRef<GstObject> element(

@@ -16,8 +16,8 @@ using Kind = PlaybackEvent::Kind;
 
 /// How often facts that change without a callback are checked.
 constexpr auto kCheckInterval = std::chrono::milliseconds(500);
-/// How often the access log is sent while time runs. It changes with each second that is watched,
-/// and making it asks the thread of the transfers.
+/// How often the access log is sent while time runs. It changes every second, and creating it
+/// blocks for the transfer thread.
 constexpr auto kAccessLogInterval = std::chrono::seconds(2);
 
 }  // namespace

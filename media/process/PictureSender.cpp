@@ -19,9 +19,9 @@ namespace {
 
 using frames::FilmMessage;
 
-/// Pictures that the box may hold. It needs one that is newest and one that it draws.
-constexpr std::size_t kMostHeld = 4;
-constexpr int kAnswersAtATime = 64;
+/// Pictures that the box may hold: it needs the newest one and the one that it draws.
+constexpr std::size_t kMaxHeld = 4;
+constexpr int kMaxAnswersPerRead = 64;
 
 std::uint32_t formatOf(VideoFormat format) {
   switch (format) {
@@ -35,12 +35,12 @@ std::uint32_t formatOf(VideoFormat format) {
 }
 
 std::int64_t nanosecondsFrom(double seconds) {
-  constexpr double kMost = 9e9;  // of 64 bits
-  return seconds >= 0 && seconds < kMost ? std::llround(seconds * 1e9) : -1;
+  constexpr double kMax = 9e9;  // fits into 64 bits
+  return seconds >= 0 && seconds < kMax ? std::llround(seconds * 1e9) : -1;
 }
 
-/// Without what says where the picture lies.
-FilmMessage describe(const VideoFrame& frame) {
+/// Returns a message without the location of the picture.
+FilmMessage messageOf(const VideoFrame& frame) {
   FilmMessage message;
   message.pts = nanosecondsFrom(frame.time);
   message.due = nanosecondsFrom(frame.due);
@@ -66,7 +66,7 @@ std::optional<frames::PictureShape> shapeOf(const VideoFrame& frame) {
                          static_cast<std::uint32_t>(std::max(frame.height, 0)));
 }
 
-/// Where the planes lie in the picture's shared memory. Nothing when they do not lie there.
+/// Returns the layout of the planes in the shared memory, or nullopt if they are elsewhere.
 std::optional<frames::FrameLayout> layoutIn(const VideoFrame& frame,
                                             const frames::PictureShape& shape) {
   const frames::SharedBuffer& memory = *frame.sharedMemory;
@@ -83,23 +83,23 @@ std::optional<frames::FrameLayout> layoutIn(const VideoFrame& frame,
 }
 
 template <typename One, typename Other>
-bool ownTheSame(const One& one, const Other& other) {
+bool haveSameOwner(const One& one, const Other& other) {
   return !one.owner_before(other) && !other.owner_before(one);
 }
 
 }  // namespace
 
 PictureSender::PictureSender(int socket, std::shared_ptr<VideoFrames> frames)
-    : _socket(socket), _awaited(epoll_create1(EPOLL_CLOEXEC)), _frames(std::move(frames)) {
-  epoll_event event{};  // the end of the connection is told without asking for it
-  epoll_ctl(_awaited, EPOLL_CTL_ADD, _socket, &event);
+    : _socket(socket), _epoll(epoll_create1(EPOLL_CLOEXEC)), _frames(std::move(frames)) {
+  epoll_event event{};  // EPOLLHUP is always reported
+  epoll_ctl(_epoll, EPOLL_CTL_ADD, _socket, &event);
   _frames->setWakeup([this] { _sendNewest(); });
   _sendNewest();
 }
 
 PictureSender::~PictureSender() {
   _frames->setWakeup(nullptr);
-  ::close(_awaited);
+  ::close(_epoll);
   ::close(_socket);
 }
 
@@ -113,46 +113,46 @@ void PictureSender::setEpoch(std::uint64_t epoch) {
 }
 
 bool PictureSender::read() {
-  Taken taken = Taken::Answer;
-  std::vector<Held> released;  // let go without the lock
+  ReadResult result = ReadResult::Answer;
+  std::vector<Held> released;  // destroyed after the lock is released
   {
     const std::lock_guard lock(_mutex);
-    for (int count = 0; count < kAnswersAtATime && taken == Taken::Answer; ++count)
-      taken = _takeAnswer(released);
+    for (int count = 0; count < kMaxAnswersPerRead && result == ReadResult::Answer; ++count)
+      result = _takeAnswer(released);
   }
   released.clear();
-  if (taken == Taken::End) return false;
+  if (result == ReadResult::End) return false;
   _sendNewest();
   return true;
 }
 
-PictureSender::Taken PictureSender::_takeAnswer(std::vector<Held>& released) {
-  // One more than a packet has: a longer one must not pass for it.
+PictureSender::ReadResult PictureSender::_takeAnswer(std::vector<Held>& released) {
+  // One byte more than a message, to detect longer ones.
   std::array<std::uint8_t, frames::kAnswerBytes + 1> packet{};
   const ssize_t size = recv(_socket, packet.data(), packet.size(), MSG_DONTWAIT);
-  if (size < 0 && errno == EINTR) return Taken::Answer;
-  if (size < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) return Taken::Nothing;
-  if (size <= 0) return Taken::End;
+  if (size < 0 && errno == EINTR) return ReadResult::Answer;
+  if (size < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) return ReadResult::Nothing;
+  if (size <= 0) return ReadResult::End;
   const auto answer = frames::decodeAnswer(std::span(packet).first(static_cast<std::size_t>(size)));
-  if (!answer || answer->kind != frames::AnswerMessage::Kind::Release) return Taken::Answer;
+  if (!answer || answer->kind != frames::AnswerMessage::Kind::Release) return ReadResult::Answer;
   const auto found = _held.find(answer->sequence);
-  if (found == _held.end()) return Taken::Answer;
+  if (found == _held.end()) return ReadResult::Answer;
   released.push_back(std::move(found->second));
   _held.erase(found);
-  return Taken::Answer;
+  return ReadResult::Answer;
 }
 
 void PictureSender::_sendNewest() {
-  // Both may be the last owners, and outlive the lock.
+  // May hold the last references: destroyed after the lock is released.
   std::shared_ptr<const VideoFrame> newest;
   std::vector<Held> released;
   const std::lock_guard lock(_mutex);
-  // The serial is read first: a picture that comes in between is sent again, never missed.
+  // Read the serial first: a picture put in meanwhile is then sent twice rather than not at all.
   const std::uint64_t serial = _frames->serial();
   newest = _frames->latest();
   if (serial != _sentSerial || _sendsAgain) {
-    // The box keeps the one that was sent last, so no release of it can have come.
-    while (_held.size() > 1 && _takeAnswer(released) == Taken::Answer) {
+    // The box keeps the newest picture: with one picture held there is nothing to read.
+    while (_held.size() > 1 && _takeAnswer(released) == ReadResult::Answer) {
     }
     if (_send(newest)) {
       _sentSerial = serial;
@@ -167,12 +167,12 @@ void PictureSender::_awaitReleases(bool awaited) {
   if (std::exchange(_awaitsReleases, awaited) == awaited) return;
   epoll_event event{};
   if (awaited) event.events = EPOLLIN;
-  epoll_ctl(_awaited, EPOLL_CTL_MOD, _socket, &event);
+  epoll_ctl(_epoll, EPOLL_CTL_MOD, _socket, &event);
 }
 
 bool PictureSender::_send(const std::shared_ptr<const VideoFrame>& newest) {
   if (!newest) return _sendNone();
-  return _held.size() < kMostHeld && _sendPicture(newest);
+  return _held.size() < kMaxHeld && _sendPicture(newest);
 }
 
 bool PictureSender::_sendNone() {
@@ -180,7 +180,7 @@ bool PictureSender::_sendNone() {
   message.kind = FilmMessage::Kind::None;
   message.sequence = _sequence + 1;
   message.epoch = _epoch;
-  // The box need not keep memory that may never be used again.
+  // Lets the box unmap all buffers: they may never be used again.
   message.gone = ~std::uint64_t{0};
   if (!_send(message, -1)) return false;
   _sequence = message.sequence;
@@ -191,20 +191,20 @@ bool PictureSender::_sendNone() {
 }
 
 bool PictureSender::_sendPicture(const std::shared_ptr<const VideoFrame>& frame) {
-  FilmMessage message = describe(*frame);
+  FilmMessage message = messageOf(*frame);
   const Memory memory = _memoryOf(frame, message.layout);
   if (!memory) {
-    if (!std::exchange(_toldOfUnsendable, true)) {
+    if (!std::exchange(_hasLoggedFailure, true)) {
       TVSLogError(TVSSystemLog, "No memory for a picture of %dx%d", frame->width, frame->height);
     }
     return true;
   }
   message.sequence = _sequence + 1;
   message.epoch = _epoch;
-  message.index = _place(memory, message.gone);
+  message.index = _bufferFor(memory, message.gone);
   const Buffer& known = _buffers[message.index];
-  const bool isKnown = known.bytes != 0 && ownTheSame(known.life, memory->life());
-  // Before it is sent: afterwards it is too late for a failure. A copy does not need the original.
+  const bool isKnown = known.bytes != 0 && haveSameOwner(known.life, memory->life());
+  // Stored before sending, because storing may throw. A copy does not need the original.
   _held.emplace(message.sequence, Held{memory == frame->sharedMemory ? frame : nullptr, memory});
   if (!_send(message, isKnown ? -1 : memory->descriptor())) {
     _held.erase(message.sequence);
@@ -227,7 +227,7 @@ PictureSender::Memory PictureSender::_memoryOf(const std::shared_ptr<const Video
       return frame->sharedMemory;
     }
   }
-  if (!ownTheSame(_newestCopy.of, frame) && !_copy(frame)) return nullptr;
+  if (!haveSameOwner(_newestCopy.of, frame) && !_copy(frame)) return nullptr;
   layout = _newestCopy.layout;
   return _newestCopy.memory;
 }
@@ -260,14 +260,15 @@ std::shared_ptr<frames::SharedBuffer> PictureSender::_freeMemory(std::size_t byt
   return made;
 }
 
-/// Which buffer of the box has that memory or may get it. Bits of others that have to go are set.
-std::uint32_t PictureSender::_place(const Memory& memory, std::uint64_t& gone) const {
+/// Returns the index of the box's buffer for `memory`. Sets the bits of buffers to be dropped in
+/// `gone`.
+std::uint32_t PictureSender::_bufferFor(const Memory& memory, std::uint64_t& gone) const {
   std::size_t total = memory->size();
   std::size_t place = _buffers.size();
   for (std::size_t index = 0; index < _buffers.size(); ++index) {
     const Buffer& each = _buffers[index];
     if (each.bytes == 0) continue;
-    if (ownTheSame(each.life, memory->life())) {
+    if (haveSameOwner(each.life, memory->life())) {
       place = index;
     } else if (each.life.expired()) {
       gone |= std::uint64_t{1} << index;
@@ -281,7 +282,7 @@ std::uint32_t PictureSender::_place(const Memory& memory, std::uint64_t& gone) c
   for (std::size_t index = 0; index < _buffers.size() && place == _buffers.size(); ++index)
     if (!isUsed(index)) place = index;
   while (place == _buffers.size() || total > frames::kFilmMemory) {
-    // The one that was sent longest ago makes room.
+    // Drop the buffer that was used longest ago.
     std::size_t oldest = _buffers.size();
     for (std::size_t index = 0; index < _buffers.size(); ++index) {
       if (index == place || !isUsed(index)) continue;

@@ -16,44 +16,43 @@
 
 namespace media {
 
-/// Sends the newest picture of a mailbox to the box, in memory that both have mapped.
-/// docs/frames.md has the messages.
+/// Sends the newest picture of a mailbox to the box, in memory that both processes have mapped. The
+/// messages are described in docs/frames.md.
 ///
-/// A picture in shared memory is sent as it is; others are copied into shared memory first. A
-/// picture is held until the box has released it, so that its memory is not written meanwhile.
-/// While the box holds several, newer ones wait, and only the newest of them is sent.
+/// A picture in shared memory is sent without copying; any other is copied to shared memory first.
+/// A reference is held until the box has released the picture, so that its memory is not
+/// overwritten. While the box holds several pictures, later ones wait, and only the newest of them
+/// is sent.
 ///
-/// Nothing here waits. Pictures are sent on the thread that puts them into the mailbox, and that
-/// thread reads the releases of earlier ones: a release wakes nobody while pictures follow each
-/// other.
+/// Nothing blocks. Pictures are sent on the thread that puts them into the mailbox. That thread
+/// also reads releases, so that a release wakes no thread while pictures follow each other.
 ///
-/// Threads: any; made and destroyed while nobody else uses it.
+/// Threads: any; no other thread may use it during construction and destruction.
 class PictureSender {
  public:
-  /// Owns the socket, a SEQPACKET one. Takes the mailbox's wake-up for itself.
+  /// Takes ownership of the SEQPACKET socket, and sets the wake-up of the mailbox.
   PictureSender(int socket, std::shared_ptr<VideoFrames> frames);
   ~PictureSender();
   PictureSender(const PictureSender&) = delete;
   PictureSender& operator=(const PictureSender&) = delete;
 
-  /// From here on pictures have this epoch. The newest picture, or that there is none, is sent at
-  /// once, even if it was sent before: call this when the load of that epoch has taken its place in
-  /// the mailbox.
+  /// Sets the epoch of later pictures. The newest picture, or a message that there is none, is sent
+  /// at once, even if it was sent before. Call it after the load of this epoch has become the
+  /// current one in the mailbox.
   void setEpoch(std::uint64_t epoch);
 
-  /// To be polled for reading; then call read(). It is readable when a release has come that
-  /// somebody waits for: a picture waits to be sent, or there is none any more and the memory of
-  /// the last ones is to be given back.
-  int descriptor() const { return _awaited; }
-  /// Takes the releases that have come. False when the box has closed its end.
+  /// Poll it for reading, then call read(). It is only readable when a release is needed: to send a
+  /// waiting picture, or to free the memory of the last ones.
+  int descriptor() const { return _epoll; }
+  /// Reads releases. Returns false if the box has closed its end.
   bool read();
 
  private:
   using Memory = std::shared_ptr<const frames::SharedBuffer>;
   /// A buffer that the box has mapped.
   struct Buffer {
-    std::weak_ptr<const void> life;  ///< of its memory
-    std::size_t bytes = 0;           ///< 0: none
+    std::weak_ptr<const void> life;  ///< expires with the memory
+    std::size_t bytes = 0;           ///< 0: unused
     std::uint64_t lastSequence = 0;
   };
   /// A picture that the box has not released.
@@ -67,8 +66,8 @@ class PictureSender {
     frames::FrameLayout layout;
   };
 
-  enum class Taken { Answer, Nothing, End };
-  Taken _takeAnswer(std::vector<Held>& released);
+  enum class ReadResult { Answer, Nothing, End };
+  ReadResult _takeAnswer(std::vector<Held>& released);
   void _sendNewest();
   bool _send(const std::shared_ptr<const VideoFrame>& newest);
   bool _sendNone();
@@ -76,21 +75,21 @@ class PictureSender {
   Memory _memoryOf(const std::shared_ptr<const VideoFrame>& frame, frames::FrameLayout& layout);
   bool _copy(const std::shared_ptr<const VideoFrame>& frame);
   std::shared_ptr<frames::SharedBuffer> _freeMemory(std::size_t bytes);
-  std::uint32_t _place(const Memory& memory, std::uint64_t& gone) const;
+  std::uint32_t _bufferFor(const Memory& memory, std::uint64_t& gone) const;
   bool _send(const frames::FilmMessage& message, int descriptor) const;
   void _awaitReleases(bool awaited);
 
   const int _socket;
-  const int _awaited;  // an epoll instance with the socket
+  const int _epoll;  // with the socket
   const std::shared_ptr<VideoFrames> _frames;
 
-  std::mutex _mutex;  // protects what comes next; nobody is called while it is held
+  std::mutex _mutex;  // guards the members below; not held during callbacks
   std::uint64_t _epoch = 0;
   std::uint64_t _sequence = 0;
   std::uint64_t _sentSerial = 0;  // of the mailbox
   bool _sendsAgain = false;
   bool _awaitsReleases = false;
-  bool _toldOfUnsendable = false;
+  bool _hasLoggedFailure = false;
   std::array<Buffer, frames::kFilmBuffers> _buffers;
   std::map<std::uint64_t, Held> _held;  // by sequence
   std::vector<std::shared_ptr<frames::SharedBuffer>> _copies;
