@@ -26,8 +26,10 @@ int get(Connection& box, const Arguments& arguments) {
     appendValueOrNone(call, qualifier ? &*qualifier : nullptr);
   });
   const std::int32_t status = answer.readStatus();
-  // Prints nothing if the property has no value.
-  if (const Json value = answer.read(); !value.empty()) print(value[0]);
+  if (status == 0) {
+    const Json value = answer.read();
+    print(value.empty() ? Json() : value[0]);
+  }
   return report(status);
 }
 
@@ -129,7 +131,7 @@ std::vector<Command> propertyCommands() {
       {"volume", "V", "sets the volume, from 0 to 1", {}, 1, 1, volume},
       {"get",
        "PROPERTY [QUALIFIER]",
-       "prints a property as JSON\nThe qualifier is JSON. Prints nothing if the property has no "
+       "prints a property as JSON\nThe qualifier is JSON. Prints null if the property has no "
        "value.",
        {},
        1,

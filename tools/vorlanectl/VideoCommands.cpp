@@ -1,4 +1,5 @@
 #include <chrono>
+#include <cstdio>
 #include <optional>
 #include <string>
 
@@ -21,17 +22,47 @@ bool isListed(Connection& box, std::uint32_t session) {
   return false;
 }
 
-/// Waits until a session has ended. Events without a session ID belong to the playing session.
-void waitForEnd(Connection& box, std::uint32_t session, SenderService& service) {
+Json playbackInfo(Connection& box) {
+  Answer answer = box.call("GetProperty", [](sd_bus_message* call) {
+    sd_bus_message_append_basic(call, 's', "playbackInfo");
+    appendValueOrNone(call, nullptr);
+  });
+  if (answer.readStatus() != 0) return Json::object();
+  const Json value = answer.read();
+  return value.empty() || !value[0].is_object() ? Json::object() : value[0];
+}
+
+/// Returns the exit status, and prints the error if the item has failed. The "stopped" event has no
+/// error, but a failed item stays loaded until the session is stopped.
+int reportItem(Connection& box) {
+  const Json info = playbackInfo(box);
+  if (!info.contains("code")) return kSuccess;
+  const auto textAt = [&](const char* key) {
+    const Json text = info.value(key, Json());
+    return text.is_string() ? text.get<std::string>() : std::string();
+  };
+  std::string error = textAt("domain") + " " + info["code"].dump();
+  for (const char* key : {"TVSLocalizedDescription", "TVSLocalizedFailureReason"})
+    if (const std::string text = textAt(key); !text.empty()) error += ": " + text;
+  std::fprintf(stderr, "vorlanectl: the item failed: %s\n", error.c_str());
+  return kFailure;
+}
+
+/// Waits until a session has ended, and returns the exit status. Events without a session ID belong
+/// to the playing session.
+int waitForEnd(Connection& box, std::uint32_t session, SenderService& service) {
   bool stopped = false;
+  bool byUser = false;
   const auto look = [&](const Event& event) {
     service.answer(event);
     stopped = event.name == "stopped" && event.info.value("sessionID", Json(session)) == session;
+    byUser = stopped && event.info.contains("userExit");
     return false;
   };
   do {
     box.waitForEvents(look, kWaitInterval);
   } while (!stopped && isListed(box, session));
+  return stopped && !byUser ? reportItem(box) : kSuccess;
 }
 
 int play(Connection& box, const Arguments& arguments) {
@@ -49,8 +80,7 @@ int play(Connection& box, const Arguments& arguments) {
       arguments.has("--wait") || arguments.has("--serve") || arguments.has("--serve-keys");
   if (waits) box.listen();
   const int status = startSession(box, "StartVideo", params);
-  if (waits && status == kSuccess) waitForEnd(box, session, service);
-  return status;
+  return waits && status == kSuccess ? waitForEnd(box, session, service) : status;
 }
 
 int performOnItem(Connection& box, const char* action, const Arguments& arguments, Json item) {
@@ -92,7 +122,9 @@ std::vector<Command> videoCommands() {
        "starts a session that plays URL, and prints the session ID\n"
        "Returns when the session is on screen, or, with --wait, --serve or --serve-keys, when it "
        "has\n"
-       "ended.\n\n"
+       "ended. Then it fails if the item has failed, and prints the error to stderr. Of several "
+       "items\n"
+       "the last one counts.\n\n"
        "--serve answers the requests for URLs with a custom scheme: scheme://a/b is DIR/a/b. A "
        "file\n"
        "must fit into a message of 16 MiB. The file of --serve-keys has either one key of 16 "
@@ -104,7 +136,7 @@ std::vector<Command> videoCommands() {
         {"--audio-only", "", "plays without pictures"},
         kParameterOption,
         {"--session", "N", "session ID; default: generated"},
-        {"--wait", "", "waits until the session has ended"},
+        {"--wait", "", "waits until the session has ended; fails if the item fails"},
         {"--serve", "DIR", "serves custom URL schemes with the files in DIR"},
         {"--serve-keys", "FILE", "serves content keys"}},
        1,

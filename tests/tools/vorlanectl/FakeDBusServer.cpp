@@ -83,6 +83,8 @@ void FakeDBusServer::_answer(sd_bus_message* call, const std::string& member) {
   sd_bus_message_new_method_return(call, &reply);
   if (member != "Status") sd_bus_message_append_basic(reply, 'i', &status);
   if (member == "Status") vorlanectl::appendDictionary(reply, state);
+  if (member == "GetProperty")
+    vorlanectl::appendValueOrNone(reply, value.is_null() ? nullptr : &value);
   if (member == "Perform") vorlanectl::appendDictionary(reply, out);
   if (member.starts_with("Start")) vorlanectl::appendDictionary(reply, Json::object());
   sd_bus_send(nullptr, reply, nullptr);

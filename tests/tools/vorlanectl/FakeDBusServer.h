@@ -31,6 +31,8 @@ class FakeDBusServer {
   /// Set these before run(): the status of every call, and the result of Status.
   int status = 0;
   Json state = Json::object();
+  /// The value of every property; none if it is null.
+  Json value;
   /// The output dictionary of Perform.
   Json out = Json::object();
   /// Signals that are sent when the client has connected, and after the reply to a method.

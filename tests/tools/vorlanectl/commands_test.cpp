@@ -61,6 +61,16 @@ TEST(Commands, CallTheBox) {
   }
 }
 
+TEST(Commands, GetPrintsNullWithoutAValue) {
+  for (const char* value : {"null", "{}", "[]", "[\n  1\n]", "false"}) {
+    FakeDBusServer server;
+    server.value = Json::parse(value);
+    const Result run(server, {"get", "playbackErrorLog"});
+    EXPECT_EQ(run.status, 0) << run.errors;
+    EXPECT_EQ(run.output, value + std::string("\n"));
+  }
+}
+
 TEST(Commands, PressButtonsInOrder) {
   const std::pair<Lines, Lines> cases[] = {
       {{"press", "up", "select"}, {R"(Press "up")", R"(Press "select")"}},
@@ -154,7 +164,8 @@ TEST(Play, WaitsUntilTheSessionHasEnded) {
     server.state = listed;
     server.signalsAfter["StartVideo"] = {paused, othersEnd, itsEnd};
     EXPECT_EQ(Result(server, words).status, 0);
-    EXPECT_EQ(server.calls().size(), 3U) << "checks the status at each event";
+    EXPECT_EQ(server.calls().size(), 4U) << "checks the status at each event";
+    EXPECT_EQ(server.calls().back(), "GetProperty \"playbackInfo\" []");
   }
   {
     // Another client has stopped the session. No event reports that.
@@ -169,6 +180,42 @@ TEST(Play, WaitsUntilTheSessionHasEnded) {
     server.status = -6700;
     EXPECT_EQ(Result(server, words).status, 1);
     EXPECT_EQ(server.calls().size(), 1U);
+  }
+}
+
+TEST(Play, FailsIfTheItemHasFailed) {
+  const Json failed = {{"readyToPlay", 0},
+                       {"code", -11828},
+                       {"domain", "TVSMediaErrorDomain"},
+                       {"TVSLocalizedDescription", "The format is not supported."}};
+  const std::string error =
+      "vorlanectl: the item failed: TVSMediaErrorDomain -11828: The format is not supported.\n";
+  const struct {
+    const char* description;
+    Json end;
+    Json info;
+    int status;
+    std::string errors;
+  } cases[] = {
+      {"failed", {{"sessionID", 7}, {"reason", "ended"}}, failed, 1, error},
+      {"without texts",
+       {{"reason", "ended"}},
+       {{"code", 404}, {"domain", "D"}},
+       1,
+       "vorlanectl: the item failed: D 404\n"},
+      {"ended", {{"sessionID", 7}, {"reason", "ended"}}, Json::object(), 0, ""},
+      // The properties may be those of an earlier session then.
+      {"left by the user", {{"sessionID", 7}, {"userExit", true}}, failed, 0, ""},
+  };
+  for (const auto& one : cases) {
+    SCOPED_TRACE(one.description);
+    FakeDBusServer server;
+    server.value = one.info;
+    server.signalsAfter["StartVideo"] = {{"Receiver1", "Event", "stopped", one.end}};
+    const Result run(server, {"play", "http://a/b", "--session", "7", "--wait"});
+    EXPECT_EQ(run.status, one.status);
+    EXPECT_EQ(run.output, "session 7\n");
+    EXPECT_EQ(run.errors, one.errors);
   }
 }
 
