@@ -99,6 +99,7 @@ void TrackFeeder::_takeSeek() {
     _representation.reset();
     _losses.consecutive = 0;
     _losses.hasLoadedAny = false;
+    _losses.hasLostAny = false;
   }
   // A running fetch may be for the new position. That is known after the next
   // SegmentFinder::next().
@@ -143,15 +144,20 @@ bool TrackFeeder::_step() {
   const auto tail = _tail ? _buffer->pieceOf(*_tail) : std::nullopt;
   SegmentFinder::Step step = _finder.next(_track, tail, _from.value_or(0));
   if (isElsewhere && !_isFetching(step)) _cancelFetch();
-  if (_fetch && !_fetched) return false;
+  if (_fetch && !_fetched) {
+    // If the fetch fails, this segment is skipped.
+    _losses.step = std::move(step);
+    return false;
+  }
   switch (step.kind) {
     case SegmentFinder::Step::Kind::Wait:
       if (tail) _fetchHint(step, *tail);
       if (!_losses.hasLoadedAny && _hasWaitTimedOut(step)) _terminate(TrackPiece::Kind::Failed);
       return false;
     case SegmentFinder::Step::Kind::End:
-      _terminate(_losses.hasLoadedAny || _losses.consecutive == 0 ? TrackPiece::Kind::End
-                                                                  : TrackPiece::Kind::Failed);
+      // `consecutive` does not tell whether segments were lost: a seek resets it.
+      _terminate(_losses.hasLoadedAny || !_losses.hasLostAny ? TrackPiece::Kind::End
+                                                             : TrackPiece::Kind::Failed);
       return false;
     case SegmentFinder::Step::Kind::NoRepresentation:
       if (!_losses.step || _losses.isKeyRefused)
@@ -307,6 +313,7 @@ void TrackFeeder::_ended(const std::optional<SegmentFetch::Failure>& failure) {
   _error = failure->error;
   if (!wasOffered && _retryLater(*failure)) return;
   _host.lost(failure->url, failure->error);
+  _losses.hasLostAny = true;
   if (wasOffered) {
     // The received part is played.
     _losses.wasTruncated = true;

@@ -50,8 +50,9 @@ class TrackFeeder {
     unsigned attempts = 0;                    // failed requests of this segment
     unsigned delays = 0;                      // delayed retries of this segment
     std::optional<MonotonicTime> notBefore;   // time of the next retry
-    unsigned consecutive = 0;
-    bool hasLoadedAny = false;
+    unsigned consecutive = 0;                 // since the last seek
+    bool hasLoadedAny = false;                // of this track
+    bool hasLostAny = false;                  // of this track
     bool isKeyRefused = false;
     bool wasTruncated = false;  // the previous piece is incomplete
   };

@@ -75,6 +75,69 @@ TEST(TrackFeeder, FailsWhenAllSegmentsAreMissing) {
   EXPECT_EQ(fixture.read(), (Lines{"*gap 0-4", "gap 4-8", "gap 8-12", "failed 404"}));
 }
 
+/// A reader may seek at any time, also to the position where it is.
+TEST(TrackFeeder, FailsWhenAllSegmentsAreMissingWhateverTheReaderSeeks) {
+  struct SeekCase {
+    const char* name;
+    unsigned readBefore;
+    std::vector<double> seeks;
+    Lines pieces;
+  };
+  const std::vector<SeekCase> cases = {
+      {"to the start", 0, {0}, {"*gap 0-4", "gap 4-8", "gap 8-12", "failed 404"}},
+      {"to the start after one piece", 1, {0}, {"*gap 0-4", "gap 4-8", "gap 8-12", "failed 404"}},
+      {"to the start after the failure", 4, {0}, {"*gap 0-4", "gap 4-8", "gap 8-12", "failed 404"}},
+      {"twice", 2, {9, 5}, {"*gap 4-8", "gap 8-12", "failed 404"}},
+  };
+  // The seek arrives before the first request ends, between two losses, or after the last one.
+  for (const double lossesFor : {0.0, 0.5, 1.5, 2.5, 9.0}) {
+    for (const SeekCase& each : cases) {
+      SCOPED_TRACE(std::string(each.name) + " after " + std::to_string(lossesFor));
+      FeederFixture fixture;
+      addVideoTrack(fixture, 3);
+      for (int i = 1; i <= 3; ++i) {
+        ScriptedTransfers::Resource missing;
+        missing.error = statusError(404);
+        missing.delay = 1;
+        fixture.network.add("v/" + std::to_string(i), missing);
+      }
+      fixture.begin(MediaKind::Video, "v", 0);
+      fixture.advance(lossesFor);
+      fixture.read(each.readBefore);
+      for (const double seconds : each.seeks) fixture.seek(seconds);
+      fixture.advance(20);
+      EXPECT_EQ(fixture.read(), each.pieces);
+    }
+  }
+}
+
+TEST(TrackFeeder, SkipsAMissingSegmentWhoseRequestWasRunningAtASeek) {
+  FeederFixture fixture;
+  addVideoTrack(fixture, 2);
+  ScriptedTransfers::Resource missing;
+  missing.error = statusError(404);
+  missing.delay = 1;
+  fixture.network.add("v/1", missing);
+  fixture.begin(MediaKind::Video, "v", 0);
+  fixture.advance(0.5);
+  fixture.seek(1);
+  fixture.advance(5);
+  EXPECT_EQ(fixture.read(), (Lines{"*gap 0-4", "v/2", "end"}));
+  EXPECT_EQ(fixture.network.countOf("v/1"), 1u);
+}
+
+TEST(TrackFeeder, ASeekToLostSegmentsReachesTheEndIfOthersHavePlayed) {
+  FeederFixture fixture;
+  addVideoTrack(fixture, 3);
+  for (int i = 2; i <= 3; ++i) fixture.network.remove("v/" + std::to_string(i));
+  fixture.begin(MediaKind::Video, "v", 0);
+  fixture.advance(5);
+  EXPECT_EQ(fixture.read(), (Lines{"*v/1", "gap 4-8", "gap 8-12", "end"}));
+  fixture.seek(9);
+  fixture.advance(5);
+  EXPECT_EQ(fixture.read(), (Lines{"*gap 8-12", "end"}));
+}
+
 TEST(TrackFeeder, DeliversATruncatedSegmentAndThenADiscontinuity) {
   FeederFixture fixture;
   addVideoTrack(fixture, 3);
