@@ -16,7 +16,7 @@ constexpr std::size_t kErrorLogLimit = 100;
 /// Returns a URL without user name, password, query and fragment, which may be secret.
 std::string urlForLog(std::string url) {
   if (const std::size_t end = url.find_first_of("?#"); end != std::string::npos)
-    url.replace(end, std::string::npos, "?...");
+    url = url.substr(0, end) + "?...";
   const std::size_t colon = url.find(':');
   if (colon == std::string::npos) return url;
   if (url.compare(colon, 3, "://") != 0) return url.substr(0, colon + 1) + "...";

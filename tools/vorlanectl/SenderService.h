@@ -14,7 +14,6 @@ namespace vorlanectl {
 /// event to answer(). Requests for unknown files or keys are answered with status 404. Kinds of
 /// requests that it does not serve are ignored. Served requests are printed to stdout, errors to
 /// stderr.
-/// on stderr.
 class SenderService {
  public:
   /// `folder` has the files. `keyFile` has a raw key of 16 bytes for every request, or JSON with
