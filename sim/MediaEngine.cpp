@@ -88,6 +88,7 @@ void MediaEngine::unload() {
   _pastEvents.requests.clear();
   _pastEvents.redirects = 0;
   _pastEvents.failure = false;
+  _pastEvents.failedRequests.clear();
   _facts = {};
   _script = nullptr;
   _timers.next.reset();

@@ -6,6 +6,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/foundation/queues/Clock.h"
@@ -54,6 +55,9 @@ class MediaEngine final : public platform::MediaEngine {
   double position() override;
   const platform::MediaFacts& facts() override;
   platform::Array accessLog() override;
+  std::vector<platform::FailedRequest> failedRequests() override {
+    return _pastEvents.failedRequests;
+  }
   std::shared_ptr<platform::VideoOutput> videoOutput() override { return _videoOutput; }
 
   // For tests.
@@ -76,6 +80,10 @@ class MediaEngine final : public platform::MediaEngine {
   const platform::MediaLoad& currentLoad() const { return _load; }
   /// Reports a failure of the media at the current position.
   void fail(platform::Error error);
+  /// Adds a failed request to the current load.
+  void addFailedRequest(platform::FailedRequest request) {
+    _pastEvents.failedRequests.push_back(std::move(request));
+  }
 
  private:
   enum class Stage { Idle, Loading, Ready, Failed };
@@ -108,6 +116,7 @@ class MediaEngine final : public platform::MediaEngine {
     std::set<std::size_t> requests;
     int redirects = 0;
     bool failure = false;
+    std::vector<platform::FailedRequest> failedRequests;
   };
   struct Timers {
     platform::Token next;  ///< next event of the script

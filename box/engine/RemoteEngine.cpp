@@ -228,6 +228,10 @@ void RemoteEngine::_supervise() {
 
 platform::Array RemoteEngine::accessLog() { return _state ? _state->accessLog : platform::Array(); }
 
+std::vector<platform::FailedRequest> RemoteEngine::failedRequests() {
+  return _state ? _state->failedRequests : std::vector<platform::FailedRequest>();
+}
+
 void RemoteEngine::_receive(const media::EngineEvent& event) {
   logEvent(event);
   std::visit([this](const auto& each) { _handle(each); }, event);
@@ -252,6 +256,10 @@ void RemoteEngine::_handle(const media::AccessLogEvent& event) {
   if (!_isCurrent(event.generation)) return;
   logTransfers(_state->accessLog, event.entries);
   _state->accessLog = event.entries;
+}
+
+void RemoteEngine::_handle(const media::ErrorLogEvent& event) {
+  if (_isCurrent(event.generation)) _state->failedRequests = event.requests;
 }
 
 void RemoteEngine::_handle(const media::PositionEvent& event) {

@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "box/engine/MediaProcess.h"
 #include "box/engine/MediaProcesses.h"
@@ -24,7 +25,7 @@ namespace box {
 /// A MediaEngine that plays media in a child process.
 ///
 /// Calls become commands to the process; its events update the state that position(), facts() and
-/// accessLog() return. No call waits for the process.
+/// the logs return. No call waits for the process.
 ///
 /// While an item is active, the engine sends a command every few seconds to detect a hung process.
 /// When the process dies, the engine starts another one at the same position without notifying the
@@ -64,6 +65,7 @@ class RemoteEngine : public platform::MediaEngine {
   double position() override;
   const platform::MediaFacts& facts() override;
   platform::Array accessLog() override;
+  std::vector<platform::FailedRequest> failedRequests() override;
   std::shared_ptr<platform::VideoOutput> videoOutput() override { return _output->frames; }
 
   /// The process id, or -1 without a process.
@@ -95,6 +97,7 @@ class RemoteEngine : public platform::MediaEngine {
     std::map<std::string, std::optional<std::string>> selections;
     std::map<std::uint32_t, bool> tracks;
     platform::Array accessLog;
+    std::vector<platform::FailedRequest> failedRequests;
 
     /// Whether the process is working, so that it has to be supervised.
     bool isBusy() const {
@@ -117,6 +120,7 @@ class RemoteEngine : public platform::MediaEngine {
   void _handle(const media::PlaybackEvent& event);
   void _handle(const media::FactsEvent& event);
   void _handle(const media::AccessLogEvent& event);
+  void _handle(const media::ErrorLogEvent& event);
   void _handle(const media::PositionEvent& event);
   void _handle(const media::ItemRequestEvent& event) { _items.request(event); }
   void _handle(const media::CancelRequestEvent& event) { _items.cancel(event); }

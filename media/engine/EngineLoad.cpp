@@ -247,6 +247,17 @@ platform::Array EngineLoad::accessLog() {
       {_url, _loadedAt, _clock.date(), _pipeline->statisticsByEntry(), _item.get()}, *facts());
 }
 
+std::vector<platform::FailedRequest> EngineLoad::failedRequests() const {
+  std::vector<platform::FailedRequest> requests;
+  if (!_item) return requests;
+  std::vector<streaming::ErrorLogEntry> entries = _item->errorLog();
+  constexpr std::size_t kLimit = platform::MediaEngine::kMaxFailedRequests;
+  if (entries.size() > kLimit) entries.erase(entries.begin(), entries.end() - kLimit);
+  for (streaming::ErrorLogEntry& each : entries)
+    requests.push_back({each.date, std::move(each.url), std::move(each.error)});
+  return requests;
+}
+
 void EngineLoad::_receive(const PipelineEvent& event) {
   if (_closed) return;
   if (event.kind == Kind::Ready) {

@@ -80,6 +80,7 @@ class EngineLoad : public std::enable_shared_from_this<EngineLoad> {
   double position();
   std::shared_ptr<const platform::MediaFacts> facts();
   platform::Array accessLog();
+  std::vector<platform::FailedRequest> failedRequests() const;
   /// Updates facts that change without a callback; at most once a second.
   void refresh();
   bool isSeeking() const { return _seekDestination.has_value(); }

@@ -127,6 +127,10 @@ platform::Array MediaEngine::accessLog() {
   return _current ? _current->accessLog() : platform::Array();
 }
 
+std::vector<platform::FailedRequest> MediaEngine::failedRequests() {
+  return _current ? _current->failedRequests() : std::vector<platform::FailedRequest>();
+}
+
 std::uint64_t MediaEngine::generation() const { return _current ? _current->generation() : 0; }
 
 void MediaEngine::refresh() {

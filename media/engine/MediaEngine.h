@@ -64,6 +64,7 @@ class MediaEngine final : public platform::MediaEngine {
   double position() override;
   const platform::MediaFacts& facts() override;
   platform::Array accessLog() override;
+  std::vector<platform::FailedRequest> failedRequests() override;
   std::shared_ptr<platform::VideoOutput> videoOutput() override { return _frames; }
 
   // For EngineServer, which reports the state to another process.

@@ -216,6 +216,23 @@ void take(WireReader& reader, AccessLogEvent& event) {
   event.entries = reader.takeArray();
 }
 
+void put(WireWriter& writer, const ErrorLogEvent& event) {
+  writer.put(event.generation);
+  writer.putList(event.requests, [](WireWriter& to, const platform::FailedRequest& each) {
+    to.put(each.date).put(each.url).put(each.error);
+  });
+}
+void take(WireReader& reader, ErrorLogEvent& event) {
+  event.generation = reader.take<std::uint64_t>();
+  event.requests = reader.takeList(platform::MediaEngine::kMaxFailedRequests, [](WireReader& from) {
+    platform::FailedRequest request;
+    request.date = from.takeDate();
+    request.url = from.takeText();
+    request.error = from.takeError();
+    return request;
+  });
+}
+
 void put(WireWriter& writer, const PositionEvent& event) {
   writer.put(event.generation).put(event.running).put(event.seconds).put(event.rate);
   writer.put(event.first).put(event.last).put(event.at);

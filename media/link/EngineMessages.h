@@ -122,6 +122,11 @@ struct AccessLogEvent {
   platform::Array entries;
 };
 /// The position on the monotonic clock, which both processes share.
+/// The newest failed requests, at most platform::MediaEngine::kMaxFailedRequests.
+struct ErrorLogEvent {
+  std::uint64_t generation = 0;
+  std::vector<platform::FailedRequest> requests;
+};
 struct PositionEvent {
   std::uint64_t generation = 0;
   bool running = false;
@@ -151,9 +156,9 @@ struct SoundEvent {
   Kind kind = Kind::Lost;
 };
 
-using EngineEvent =
-    std::variant<HelloEvent, AcknowledgedEvent, PlaybackEvent, FactsEvent, AccessLogEvent,
-                 PositionEvent, ItemRequestEvent, CancelRequestEvent, TextEvent, SoundEvent>;
+using EngineEvent = std::variant<HelloEvent, AcknowledgedEvent, PlaybackEvent, FactsEvent,
+                                 AccessLogEvent, ErrorLogEvent, PositionEvent, ItemRequestEvent,
+                                 CancelRequestEvent, TextEvent, SoundEvent>;
 
 std::vector<std::byte> encode(const NumberedCommand& command);
 std::vector<std::byte> encode(const EngineEvent& event);

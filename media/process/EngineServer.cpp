@@ -159,6 +159,7 @@ void EngineServer::_do(const RefreshCommand&) {
   _engine->refresh();
   _sendChangedFacts();
   _sendChangedAccessLog();
+  _sendChangedErrorLog();
 }
 
 void EngineServer::_do(const AudioDeviceAddedCommand&) { _audio->noteDeviceAdded(); }
@@ -211,6 +212,7 @@ void EngineServer::_sendWithChanges(const PlaybackEvent& event) {
   _sendPosition();
   _sendChangedFacts();
   _sendChangedAccessLog();
+  _sendChangedErrorLog();
   _send(event);
   _scheduleCheck();
 }
@@ -248,11 +250,19 @@ void EngineServer::_sendChangedAccessLog() {
   _send(AccessLogEvent{_engine->generation(), std::move(entries)});
 }
 
+void EngineServer::_sendChangedErrorLog() {
+  std::vector<platform::FailedRequest> requests = _engine->failedRequests();
+  if (requests == _sent.failedRequests) return;
+  _sent.failedRequests = requests;
+  _send(ErrorLogEvent{_engine->generation(), std::move(requests)});
+}
+
 void EngineServer::_scheduleCheck() {
   _checkTimer = _queue.after(kCheckInterval, [this] {
     const bool hasChanged = _sendChangedFacts();
     if (!_timeRuns || _clock.now() - _sent.accessLogAt >= kAccessLogInterval)
       _sendChangedAccessLog();
+    _sendChangedErrorLog();
     // Stop checking while playback is paused and nothing is loading.
     if (_timeRuns || hasChanged) _scheduleCheck();
   });

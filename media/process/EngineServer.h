@@ -6,6 +6,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "media/engine/MediaEngine.h"
 #include "media/link/EngineMessages.h"
@@ -80,6 +81,7 @@ class EngineServer final : private platform::MediaEngineObserver {
   /// Returns whether the facts had changed.
   bool _sendChangedFacts();
   void _sendChangedAccessLog();
+  void _sendChangedErrorLog();
   std::shared_ptr<TVSMediaItem> _itemOf(const LoadCommand& command);
   void _scheduleCheck();
 
@@ -88,6 +90,7 @@ class EngineServer final : private platform::MediaEngineObserver {
     platform::MediaFacts facts;
     platform::Array accessLog;
     platform::TimePoint accessLogAt;
+    std::vector<platform::FailedRequest> failedRequests;
   };
 
   platform::MainQueue& _queue;

@@ -1,10 +1,13 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
+#include "platform/foundation/Date.h"
 #include "platform/foundation/Error.h"
 #include "platform/foundation/Object.h"
 #include "platform/media/MediaFacts.h"
@@ -42,6 +45,15 @@ struct MediaLoad {
     return item == other.item && startSeconds == other.startSeconds &&
            startFraction == other.startFraction && startDate == other.startDate;
   }
+};
+
+/// A request of a load that has failed. Playback may have continued without the resource.
+struct FailedRequest {
+  Date date;
+  std::string url;  ///< may be empty
+  Error error;
+
+  friend bool operator==(const FailedRequest&, const FailedRequest&) = default;
 };
 
 /// Receives the events of an engine on the main thread, never during a call into the engine. The
@@ -125,6 +137,9 @@ class MediaEngine {
   virtual const MediaFacts& facts() = 0;
   /// An array of dictionaries with kAccessLog… keys.
   virtual Array accessLog() = 0;
+  /// The newest failed requests of the load, the oldest first.
+  virtual std::vector<FailedRequest> failedRequests() = 0;
+  static constexpr std::size_t kMaxFailedRequests = 32;
 
   virtual std::shared_ptr<VideoOutput> videoOutput() = 0;
 };

@@ -28,7 +28,8 @@ inline constexpr std::string_view kAccessLogSwitchCount = "switchCount";  // var
 inline constexpr std::string_view kAccessLogIndicatedBitrate = "indicatedBitrate";  // bits a second
 inline constexpr std::string_view kAccessLogDroppedFrameCount = "droppedFrameCount";
 
-// Keys of error log entries. There is one entry for each failed item.
+// Keys of error log entries. There is one entry for each failed request and for each failed item.
+// An item that failed with the error of its own request has one entry.
 inline constexpr std::string_view kErrorLogDate = "date";
 inline constexpr std::string_view kErrorLogURI = "uri";  // optional
 inline constexpr std::string_view kErrorLogStatusCode = "errorStatusCode";

@@ -94,11 +94,11 @@ void TVSPlayer::engineDidReachEnd(std::uint64_t generation) {
 
 void TVSPlayer::engineDidFail(std::uint64_t generation, const platform::Error& error) {
   _handleEngineEvent(generation, [&] {
+    _recordFailure(error);
     _item->_status = platform::PlayerItemStatus::Failed;
     _item->_error = error;
     _phase = Phase::Stalled;
     _updateElapsedTimer();
-    _recordFailure(error);
     _advanceOrStop(false);
   });
 }

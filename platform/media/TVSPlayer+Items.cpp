@@ -4,14 +4,11 @@
 #include <utility>
 
 #include "platform/foundation/log/TVSLogger.h"
-#include "platform/media/MediaLogKeys.h"
+#include "platform/media/ErrorLog.h"
 #include "platform/media/TVSPlayer.h"
 #include "platform/services/Platform.h"
 
 namespace {
-
-/// Limits the memory for a long playlist of failing items.
-constexpr std::size_t kErrorLogLimit = 100;
 
 /// Returns a URL without user name, password, query and fragment, which may be secret.
 std::string urlForLog(std::string url) {
@@ -35,6 +32,8 @@ void TVSPlayer::setPlaylist(std::shared_ptr<TVSPlaylist> playlist) {
   _items.observer.reset();
   _items.playlist = std::move(playlist);
   _errorLog = {};
+  // Its failed requests are not those of the new playlist.
+  _item.reset();
   _currentItemIsFinished = false;
   _target.scanRate.reset();
   _updateRemoteCommands();
@@ -45,7 +44,6 @@ void TVSPlayer::setPlaylist(std::shared_ptr<TVSPlaylist> playlist) {
         });
   }
   if (!_items.playlist || !_items.playlist->currentItem()) {
-    _item.reset();
     if (_isLoaded()) _stopWithItem(nullptr);
     return;
   }
@@ -57,6 +55,7 @@ void TVSPlayer::setPlaylist(std::shared_ptr<TVSPlaylist> playlist) {
 
 void TVSPlayer::_load() {
   const auto item = _items.playlist->currentItem();
+  _recordFailedRequests();
   ++_serials.epoch;
   _serials.generation = ++_serials.lastGeneration;
   _currentItemIsFinished = false;
@@ -93,6 +92,7 @@ platform::MediaLoad TVSPlayer::_makeLoad(const std::shared_ptr<TVSMediaItem>& it
 }
 
 void TVSPlayer::_unload() {
+  _recordFailedRequests();
   ++_serials.epoch;
   _serials.generation = 0;
   _phase = Phase::Idle;
@@ -176,16 +176,26 @@ void TVSPlayer::_playlistDidChange(const TVSPlaylist::Change& change) {
 void TVSPlayer::_recordFailure(const platform::Error& error) {
   const auto& item = *_item->mediaItem();
   TVSLogError(TVSSystemLog, "Cannot play %@: %@", urlForLog(item.url()), error);
-  platform::Dictionary entry{{std::string(platform::kErrorLogDate), _platform.clock().date()}};
-  if (const auto url = item.url(); !url.empty()) entry.set(platform::kErrorLogURI, url);
-  entry.set(platform::kErrorLogStatusCode, error.code);
-  entry.set(platform::kErrorLogDomain, error.domain);
-  if (error.localizedDescription)
-    entry.set(platform::kErrorLogComment, *error.localizedDescription);
+  const auto requests = _newFailedRequests();
+  _recordFailedRequests();
+  // The failed request for the item itself is the failure of the item.
+  const bool isRecorded = std::any_of(requests.begin(), requests.end(), [&](const auto& each) {
+    return each.url == item.url() && each.error.domain == error.domain &&
+           each.error.code == error.code;
+  });
+  if (!isRecorded)
+    appendToErrorLog(_errorLog,
+                     platform::FailedRequest{_platform.clock().date(), item.url(), error});
+}
 
-  if (_errorLog.size() >= kErrorLogLimit) {
-    _errorLog =
-        platform::Array(std::vector<platform::Value>(_errorLog.begin() + 1, _errorLog.end()));
-  }
-  _errorLog.append(std::move(entry));
+std::vector<platform::FailedRequest> TVSPlayer::_newFailedRequests() const {
+  // Those of a failed item were recorded with the failure.
+  if (!_engine || !_isLoaded() || !_item || _item->status() == platform::PlayerItemStatus::Failed)
+    return {};
+  return _engine->failedRequests();
+}
+
+void TVSPlayer::_recordFailedRequests() {
+  for (const platform::FailedRequest& each : _newFailedRequests())
+    appendToErrorLog(_errorLog, each);
 }

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <utility>
 
+#include "platform/media/ErrorLog.h"
 #include "platform/services/Platform.h"
 
 namespace {
@@ -203,7 +204,9 @@ std::optional<platform::Array> TVSPlayer::accessLog() const {
 }
 
 std::optional<platform::Array> TVSPlayer::errorLog() const {
-  return _errorLog.empty() ? std::nullopt : std::optional(_errorLog);
+  platform::Array log = _errorLog;
+  for (const platform::FailedRequest& each : _newFailedRequests()) appendToErrorLog(log, each);
+  return log.empty() ? std::nullopt : std::optional(std::move(log));
 }
 
 void TVSPlayer::setMediaItemEndAction(TVSMediaItemEndAction action) {

@@ -237,6 +237,10 @@ class TVSPlayer : public platform::Object,
   void _advanceOrStop(bool playedToEnd);
   void _playlistDidChange(const TVSPlaylist::Change& change);
   void _recordFailure(const platform::Error& error);
+  /// The failed requests of the current load that are not in `_errorLog` yet.
+  std::vector<platform::FailedRequest> _newFailedRequests() const;
+  /// Adds _newFailedRequests() to `_errorLog`, before the engine forgets them.
+  void _recordFailedRequests();
   /// Plays at the scan rate, if there is one, or at the rate used for playback.
   void _playAtTargetRate();
   bool _delegateAllowsSeek(double seconds, const std::optional<platform::Date>& date);
@@ -315,7 +319,7 @@ class TVSPlayer : public platform::Object,
   std::unique_ptr<platform::MediaEngine> _engine;
   Items _items;
   std::unique_ptr<platform::PlayerItem> _item;
-  platform::Array _errorLog;
+  platform::Array _errorLog;  ///< without the requests of the current load, unless it has failed
   std::weak_ptr<TVSPlayerPlaybackDelegate> _delegate;
 
   Target _target;

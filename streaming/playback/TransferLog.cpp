@@ -1,12 +1,21 @@
 #include "streaming/playback/TransferLog.h"
 
+#include <cstddef>
 #include <iterator>
+#include <optional>
+#include <string>
 #include <utility>
 
 namespace streaming {
 namespace {
 
 constexpr std::size_t kMaxErrors = 100;
+/// URLs of playlists and error texts of senders have no limit of their own.
+constexpr std::size_t kMaxErrorText = std::size_t{128} * 1024;
+
+void truncateErrorText(std::optional<std::string>& text) {
+  if (text && text->size() > kMaxErrorText) text->resize(kMaxErrorText);
+}
 
 /// Subtracts counters. Other values are those of `later`.
 TransferStatistics statisticsSince(TransferStatistics later, const TransferStatistics& earlier) {
@@ -33,8 +42,12 @@ void TransferLog::setFailure(const platform::Error& error) {
 
 void TransferLog::logError(platform::Date date, const std::string& url,
                            const platform::Error& error) {
+  ErrorLogEntry entry{date, url.substr(0, kMaxErrorText), error};
+  truncateErrorText(entry.error.localizedDescription);
+  truncateErrorText(entry.error.localizedFailureReason);
+  truncateErrorText(entry.error.localizedRecoverySuggestion);
   const std::lock_guard lock(_mutex);
-  _errorLog.push_back({date, url, error});
+  _errorLog.push_back(std::move(entry));
   if (_errorLog.size() > kMaxErrors) _errorLog.pop_front();
 }
 

@@ -130,15 +130,18 @@ TEST_F(TVSPlayerTest, FailedItemsAreSkippedAndTheLastOneRemains) {
       {"damaged", platform::kMediaErrorDomain, -11828},
       {"refused", platform::kURLErrorDomain, 403},
   };
-  ASSERT_EQ(log.size(), std::size(entries));
-  for (std::size_t index = 0; index < log.size(); ++index) {
+  std::size_t index = 0;
+  for (const platform::Value& each : log) {
+    ASSERT_LT(index, std::size(entries));
     SCOPED_TRACE(entries[index].item);
-    const auto& entry = *log[index].asDictionary();
-    EXPECT_EQ(entry.string(platform::kErrorLogURI), bench->url(entries[index].item));
+    const auto& entry = *each.asDictionary();
     EXPECT_EQ(entry.string(platform::kErrorLogDomain), entries[index].domain);
     EXPECT_EQ(entry.number(platform::kErrorLogStatusCode), platform::Number(entries[index].code));
     EXPECT_GE(entry.date(platform::kErrorLogDate)->secondsSince1970, before);
+    // The entries of the failed requests for segments precede that of the item.
+    if (entry.string(platform::kErrorLogURI) == bench->url(entries[index].item)) ++index;
   }
+  EXPECT_EQ(index, std::size(entries));
   player->stop();
   EXPECT_NE(player->currentPlayerItem(), nullptr);
   EXPECT_THAT(events.take(), IsEmpty());

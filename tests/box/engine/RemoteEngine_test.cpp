@@ -70,6 +70,24 @@ TEST_F(RemoteEngineTest, PipelinesAreDumpedWhenAnItemIsReadyAndWhenItFails) {
   std::filesystem::remove_all(folder);
 }
 
+TEST_F(RemoteEngineTest, AMissingSegmentIsAFailedRequestAndPlaybackContinues) {
+  make();
+  harness->load(TestMedia::shared().presentation("hls_missing_middle.m3u8"));
+  ASSERT_TRUE(harness->waitForEvent("end"));
+  const auto requests = engine->failedRequests();
+  ASSERT_FALSE(requests.empty());
+  for (const platform::FailedRequest& each : requests) {
+    EXPECT_EQ(each.error.domain, platform::kURLErrorDomain);
+    EXPECT_EQ(each.error.code, 404);
+    EXPECT_TRUE(each.url.ends_with("/none.ts")) << each.url;
+    EXPECT_GT(each.date.secondsSince1970, 1e9);
+  }
+  // A new load has none.
+  load("clip.mp4");
+  ASSERT_TRUE(harness->waitForEvent("ready"));
+  EXPECT_TRUE(engine->failedRequests().empty());
+}
+
 TEST_F(RemoteEngineTest, ContinuesAtTheSamePositionInANewProcess) {
   make();
   load("long.mp4");

@@ -69,6 +69,7 @@ std::vector<EngineEvent> everyEvent() {
           FactsEvent{1, true, someFacts()},
           FactsEvent{1, false, {}},
           AccessLogEvent{1, {Dictionary{{"uri", "http://a"}, {"size", std::uint64_t{1} << 63}}}},
+          ErrorLogEvent{1, {{{1e9}, "http://a/1", {"d", 404, "text", {}, {}}}, {}}},
           PositionEvent{1, true, 2.5, -1, 0, 1e300, 12345},
           ItemRequestEvent{1, 2, true, "skd://key", {{"a", Dictionary{{"b", 1}}}}},
           CancelRequestEvent{3},
@@ -139,6 +140,8 @@ TEST(EngineMessages, RejectsValuesOutOfRange) {
       PositionEvent{.seconds = std::numeric_limits<double>::quiet_NaN()},
       PositionEvent{.first = 2, .last = 1},
       AccessLogEvent{1, Array(std::vector<Value>(WireReader::kValueLimit + 1))},
+      ErrorLogEvent{1, std::vector<platform::FailedRequest>(33)},
+      ErrorLogEvent{1, {{{std::numeric_limits<double>::infinity()}, "http://a", {}}}},
   };
   for (const EngineEvent& each : wrong) EXPECT_FALSE(decodeEvent(encode(each))) << each.index();
   // WireWriter cuts off nesting that is too deep.

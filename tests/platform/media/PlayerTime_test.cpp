@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 
 #include "platform/foundation/log/TVSLogger.h"
+#include "platform/media/MediaLogKeys.h"
 #include "sim/Box.h"
 #include "sim/MediaEngine.h"
 #include "sim/MediaLibrary.h"
@@ -50,6 +51,44 @@ TEST_F(PlayerTimeTest, ElapsedTimeObserversRunEverySecondAndMoreOftenInAScan) {
   token.reset();
   EXPECT_EQ(*box.mainQueue().nextDeadline() - box.clock().now(), platform::durationFromSeconds(9.5))
       << "the only timer is the end of the item";
+}
+
+TEST_F(PlayerTimeTest, TheErrorLogHasEachFailedRequestAndEachFailedItemOnce) {
+  const auto errorOf = [](std::int64_t code) {
+    return platform::Error{std::string(platform::kURLErrorDomain), code, {}, {}, {}};
+  };
+  const auto log = [&] {
+    Texts lines;
+    const auto entries = player->errorLog();
+    if (!entries) return lines;
+    for (const platform::Value& each : *entries) {
+      const auto& entry = *each.asDictionary();
+      lines.push_back(*entry.string(platform::kErrorLogURI) + " " +
+                      std::to_string(entry.number(platform::kErrorLogStatusCode)->int64Value()));
+    }
+    return lines;
+  };
+  begin({"a", "b", "c"});
+  advance(1);
+  EXPECT_EQ(player->errorLog(), std::nullopt);
+  engine().addFailedRequest({box.clock().date(), "a/2", errorOf(404)});
+  EXPECT_THAT(log(), ElementsAre("a/2 404"));
+  engine().fail(errorOf(-1005));
+  advance(1);
+  EXPECT_THAT(log(), ElementsAre("a/2 404", "a -1005"));
+  // The item fails because its own URL cannot be loaded.
+  engine().addFailedRequest({box.clock().date(), "b", errorOf(403)});
+  engine().fail(errorOf(403));
+  advance(1);
+  EXPECT_THAT(log(), ElementsAre("a/2 404", "a -1005", "b 403"));
+  engine().addFailedRequest({box.clock().date(), "c/1", errorOf(500)});
+  player->stop();
+  EXPECT_THAT(log(), ElementsAre("a/2 404", "a -1005", "b 403", "c/1 500"));
+  player->play();
+  advance(1);
+  engine().addFailedRequest({box.clock().date(), "c/2", errorOf(500)});
+  begin({"a"});
+  EXPECT_EQ(player->errorLog(), std::nullopt) << "a new playlist has a new log";
 }
 
 TEST_F(PlayerTimeTest, ReportsBufferingBeforeReadyAndTimedMetadataAtTheirTime) {

@@ -214,6 +214,8 @@ TEST(TransferLog, KeepsTheFirstFailureUntilMediaIsReceived) {
   EXPECT_FALSE(record.failure());
   for (int i = 0; i < 200; ++i) record.addError({3}, "c", statusError(500));
   EXPECT_EQ(record.errorLog().size(), 100u);
+  record.addError({4}, std::string(1'000'000, 'u'), statusError(500));
+  EXPECT_LT(record.errorLog().back().url.size(), 200'000u);
 }
 
 }  // namespace
