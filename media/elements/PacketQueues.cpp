@@ -80,9 +80,12 @@ bool PacketQueues::_mayPut(Targets targets) {
   Queue* const starving = video.isStarving() ? &video : audio.isStarving() ? &audio : nullptr;
   if (!starving) return false;
   const Queue& full = starving == &video ? audio : video;
-  const double patience = starving->hasFormat ? kPatientSeconds : kDoubtfulSeconds;
+  // Before either kind has a format, gaps do not tell which kinds the media have.
+  const bool isDoubtful = !starving->hasFormat && full.hasFormat;
+  const double patience = isDoubtful ? kDoubtfulSeconds : kPatientSeconds;
   const double ahead = full.span();
   if (ahead < patience && full.bytes < kPatientBytes) return true;
+  if (!starving->hasFormat && !full.hasFormat) return false;
   if (!starving->hasFormat) {
     _append(*starving, ElementaryEnd{});
     _changed.notify_all();
@@ -150,6 +153,11 @@ std::optional<ElementaryItem> PacketQueues::take(ElementaryKind kind) {
 std::optional<double> PacketQueues::newest(ElementaryKind kind) const {
   const std::lock_guard lock(_mutex);
   return _queue(kind).newest;
+}
+
+bool PacketQueues::isMissing(ElementaryKind kind) const {
+  const std::lock_guard lock(_mutex);
+  return _queue(kind).isComplete && !_queue(kind).hasFormat;
 }
 
 bool PacketQueues::isComplete(ElementaryKind kind) const {

@@ -44,6 +44,8 @@ class PacketQueues {
   std::optional<double> newest(ElementaryKind kind) const;
   /// Returns whether the end was put into the queue.
   bool isComplete(ElementaryKind kind) const;
+  /// Returns whether the end was put into the queue before any format: the media lack this kind.
+  bool isMissing(ElementaryKind kind) const;
 
  private:
   struct Entry {

@@ -280,7 +280,7 @@ void PresentationSource::_noteFailure(ElementaryKind kind, const platform::Error
     if (!_failure) _failure = error;
     for (auto& [each, stream] : _streams) {
       if (each == kind) stream.hasFailed = true;
-      if (stream.isFed && !stream.hasFailed) isLast = false;
+      if (stream.isFed && !stream.hasFailed && !_queues.isMissing(each)) isLast = false;
     }
   }
   const std::string text = error.description();

@@ -117,13 +117,29 @@ TEST_F(PacketQueuesTest, FillGapsOfOneKind) {
 }
 
 TEST_F(PacketQueuesTest, EndAKindThatDoesNotExist) {
+  queues.put(formatOf(ElementaryKind::Audio), kBoth);
   auto filling = fill(ElementaryKind::Audio, kBoth, 100);
   const auto item = queues.take(ElementaryKind::Video);
   EXPECT_TRUE(item && std::holds_alternative<media::ElementaryEnd>(*item));
+  EXPECT_TRUE(queues.isMissing(ElementaryKind::Video));
+  EXPECT_FALSE(queues.isMissing(ElementaryKind::Audio));
   // The other kind continues within its limits.
   for (int index = 0; index < 50; ++index) queues.take(ElementaryKind::Audio);
   queues.close();
   EXPECT_LT(filling.get(), 80);
+}
+
+TEST_F(PacketQueuesTest, DoNotEndAKindBecauseOfGapsAtTheStart) {
+  auto waiting = std::async(std::launch::async, [this] {
+    for (int index = 0; index < 3; ++index) queues.take(ElementaryKind::Audio);
+    return queues.take(ElementaryKind::Audio);
+  });
+  // The other kind is not read: it is full.
+  for (int index = 0; index < 3; ++index)
+    EXPECT_TRUE(queues.put(ElementaryGap{index * 4.0, index * 4.0 + 4}, kBoth));
+  EXPECT_TRUE(queues.put(formatOf(ElementaryKind::Audio), kBoth));
+  const auto item = waiting.get();
+  EXPECT_TRUE(item && std::holds_alternative<ElementaryFormat>(*item));
 }
 
 }  // namespace

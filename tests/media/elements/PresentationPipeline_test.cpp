@@ -234,6 +234,10 @@ TEST_F(PresentationPipelineTest, PlaysOnAfterTheFailureOfOneTrack) {
         std::make_shared<Playback>(nullptr, readerOf({.audio = audio(), .failsAt = failsAt}), 3));
     EXPECT_FALSE(alone.playToEnd());
   }
+  // Media without sound cannot continue with it.
+  Player silent(
+      std::make_shared<Playback>(readerOf({.video = video(), .failsAt = 2.9}), nullptr, 3));
+  EXPECT_FALSE(silent.playToEnd());
 }
 
 TEST_F(PresentationPipelineTest, SelectsKinds) {
