@@ -18,8 +18,8 @@ using CaptureCompletion = std::function<void(std::shared_ptr<const Bytes>)>;
 
 namespace {
 
-/// Less than the 2 s after which callers of capture() give up.
-constexpr platform::Duration kCaptureTimeout = std::chrono::milliseconds(1900);
+/// Less than DBusServerOptions::screenshotLimit.
+constexpr platform::Duration kCaptureTimeout = std::chrono::seconds(9);
 
 Error screenError(ScreenErrorCode code, std::string description) {
   Error error{std::string(kScreenErrorDomain), static_cast<std::int64_t>(code), {}, {}, {}};

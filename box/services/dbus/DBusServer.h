@@ -30,7 +30,7 @@ struct DBusServerOptions {
   // Limits.
 
   platform::Duration authenticationLimit = std::chrono::seconds(5);
-  platform::Duration screenshotLimit = std::chrono::seconds(3);
+  platform::Duration screenshotLimit = std::chrono::seconds(10);
   /// Limits of the outgoing queue of one peer.
   std::size_t maximumQueuedMessages = 1024;
   std::size_t maximumQueuedBytes = std::size_t{64} << 20;

@@ -21,7 +21,7 @@ using scenarios::Failure;
 using testing_media::TestMedia;
 
 /// Timeout of conditions that no event reports.
-constexpr auto kStepPatience = std::chrono::seconds(10);
+constexpr auto kStepPatience = std::chrono::seconds(30);
 
 class RealBox final : public scenarios::ScenarioBox {
  public:
@@ -133,7 +133,7 @@ class RealBox final : public scenarios::ScenarioBox {
     }
   }
 
-  ChildProcess _process{std::vector<std::string>{"--log-level", "5"}};
+  ChildProcess _process{std::vector<std::string>{"--log-level", "5", "--windowed", "1280x720"}};
   std::optional<testing_dbus::Client> _peer;
   std::size_t _logRead = 0;
 };
