@@ -63,14 +63,17 @@ class EosGate {
 
   GstPadProbeReturn handle(GateInput& input, const GstPadProbeInfo& info) {
     const bool isBuffer = info.type & (GST_PAD_PROBE_TYPE_BUFFER | GST_PAD_PROBE_TYPE_BUFFER_LIST);
+    // A parser within decodebin3 pulls from the pad. The probe then has no event, and no EOS
+    // passes.
+    const bool isPulled = info.type & GST_PAD_PROBE_TYPE_PULL;
     const bool isEnd =
-        !isBuffer && GST_EVENT_TYPE(GST_PAD_PROBE_INFO_EVENT(&info)) == GST_EVENT_EOS;
+        !isBuffer && !isPulled && GST_EVENT_TYPE(GST_PAD_PROBE_INFO_EVENT(&info)) == GST_EVENT_EOS;
     std::vector<BlockedPad> released;
     bool open = false;
     bool passed = false;
     {
       const std::lock_guard lock(_mutex);
-      input.passed = input.passed || input.begun || isEnd;
+      input.passed = input.passed || input.begun || isEnd || isPulled;
       input.begun = input.begun || isBuffer;
       input.waiting = false;
       released = _takeReleased();

@@ -136,6 +136,18 @@ TEST_F(Decodebin3EarlyEos, TheEndOfTheOtherPadOrOfTheElementEndsTheWait) {
   pushEndThatIsHeld(first);
 }
 
+TEST(Decodebin3EarlyEosPull, LetsAPulledPadPass) {
+  warmUpMedia();
+  const GstRef<GstElement> pipeline(GST_ELEMENT(gst_object_ref_sink(gst_parse_launch(
+      "filesrc location=/proc/self/exe ! typefind name=reader ! fakesink", nullptr))));
+  const GstRef<GstElement> reader(gst_bin_get_by_name(GST_BIN(pipeline.get()), "reader"));
+  holdEarlyEos(reader.get());
+  gst_element_set_state(pipeline.get(), GST_STATE_PAUSED);
+  EXPECT_EQ(gst_element_get_state(pipeline.get(), nullptr, nullptr, 10 * GST_SECOND),
+            GST_STATE_CHANGE_SUCCESS);
+  gst_element_set_state(pipeline.get(), GST_STATE_NULL);
+}
+
 TEST_F(Decodebin3EarlyEos, IsThereInAResourcePipeline) {
   if (!Workarounds::shared().isNeeded("Decodebin3EarlyEos")) GTEST_SKIP();
   const auto pipeline =
