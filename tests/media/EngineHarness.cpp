@@ -34,6 +34,7 @@ void EngineHarness::load(const std::string& url, platform::MediaLoad load,
   if (configure) configure(*load.item);
   _events.clear();
   _factsChanges = 0;
+  _haveFactsChangedEarly = false;
   _error.reset();
   call([&](platform::MediaEngine& engine) { engine.load(load); });
 }
@@ -85,6 +86,7 @@ void EngineHarness::engineDidFail(std::uint64_t generation, const platform::Erro
 void EngineHarness::engineFactsDidChange(std::uint64_t generation) {
   if (generation != _generation || _inCall) ++_misplacedEvents;
   ++_factsChanges;
+  if (count("ready") == 0) _haveFactsChangedEarly = true;
 }
 
 }  // namespace testing_media

@@ -56,6 +56,8 @@ class EngineHarness final : private platform::MediaEngineObserver {
   const std::vector<std::string>& events() const { return _events; }
   int count(const std::string& event) const;
   int factsChanges() const { return _factsChanges; }
+  /// Whether the facts have changed before the load was ready.
+  bool haveFactsChangedEarly() const { return _haveFactsChangedEarly; }
   const std::optional<platform::Error>& error() const { return _error; }
   /// Number of callbacks for an older load, or during a call of the engine.
   int misplacedEvents() const { return _misplacedEvents; }
@@ -86,6 +88,7 @@ class EngineHarness final : private platform::MediaEngineObserver {
   bool _inCall = false;
   std::vector<std::string> _events;
   int _factsChanges = 0;
+  bool _haveFactsChangedEarly = false;
   int _misplacedEvents = 0;
   std::optional<platform::Error> _error;
 };

@@ -16,6 +16,7 @@ Special paths:
   /redirect?URL redirects to URL
   /hang         accepts the request and never responds
   /cut/FILE     sends half of FILE with the Content-Length of the whole, then closes
+  /late/FILE    sends 2 KiB of FILE, and the rest 3 s later
   /live/FILE    the HLS playlist FILE as a live playlist: a window of five dated segments that
                 moves by one segment with each request, starts at 2026-01-01, and has an
                 EXT-X-ENDLIST at the end
@@ -72,6 +73,8 @@ class Handler(http.server.BaseHTTPRequestHandler):
             self.close_connection = True
         elif path.startswith("/cut/"):
             self.send_file(path[len("/cut"):], with_body, cut=True)
+        elif path.startswith("/late/"):
+            self.send_file(path[len("/late"):], with_body, late=True)
         elif path.startswith("/live/") and path.endswith(".m3u8"):
             self.send_live(path[len("/live"):])
         elif path.startswith("/live/"):
@@ -140,7 +143,7 @@ class Handler(http.server.BaseHTTPRequestHandler):
             self.wfile.write(body)
             self.wfile.flush()
 
-    def send_file(self, path, with_body, cut=False):
+    def send_file(self, path, with_body, cut=False, late=False):
         name = self.file_at(path)
         if not name:
             self.reply(404)
@@ -164,6 +167,10 @@ class Handler(http.server.BaseHTTPRequestHandler):
         self.end_headers()
         if with_body:
             length = last - first + 1
+            if late:
+                self.send_body(name, first, min(length, 2048))
+                self.server.ending.wait(3)
+                first, length = first + 2048, length - 2048
             self.send_body(name, first, length // 2 if cut else length)
         if cut:
             self.close_connection = True
