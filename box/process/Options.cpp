@@ -160,7 +160,7 @@ const Option* findOption(std::string_view name) {
 std::string defaultCacheFolder() {
   const auto below = [](const char* variable, const char* path) {
     const char* const folder = std::getenv(variable);
-    // The XDG Base Directory Specification says to ignore relative paths.
+    // The freedesktop base directory rules ignore relative paths.
     return folder && *folder == '/' ? std::string(folder) + path : std::string();
   };
   const std::string folder = below("XDG_CACHE_HOME", "/tvvorlane/media");

@@ -109,7 +109,7 @@ void MovieBoxes::_beginBox() {
     _boxSize = size;
     return;
   }
-  // A broken box, or one that extends to the end of the file: nothing after it can be read.
+  // A box with an invalid size, or a box that extends to the end of the file, is the last box.
   _skip = size < _box.size() ? kEndless : size - _box.size();
   _box.clear();
 }

@@ -32,7 +32,7 @@ class PositionClock {
   void run(double seconds, double rate, double first, double last);
   /// Corrects the position by a picture that has just become due. Ignored while stopped.
   void observe(double seconds);
-  /// Corrects the position by one that comes from another source than a picture.
+  /// Sets the position to `seconds`, such as the position that the pipeline reports.
   void correct(double seconds);
   /// Takes over the point of another clock.
   void set(const Point& point);

@@ -19,7 +19,8 @@ namespace {
 
 using frames::FilmMessage;
 
-/// Pictures that the box may hold: it needs the newest one and the one that it draws.
+/// The maximum number of pictures that the box holds. It needs the newest picture and the picture
+/// that it draws.
 constexpr std::size_t kMaxHeld = 4;
 constexpr int kMaxAnswersPerRead = 64;
 

@@ -15,7 +15,8 @@ namespace {
 constexpr double kSecondsPerDelayUnit = 1024.0 / 90000;
 constexpr int kCommandListLimit = 64;
 constexpr double kMaxDVDSide = 4096;
-/// Used if the stream does not have the canvas size: the first one that the bitmap fits into.
+/// Canvas sizes for a stream that does not state its own. The first size that the bitmap fits into
+/// is used.
 constexpr std::array<std::pair<int, int>, 4> kCanvases{
     {{720, 480}, {720, 576}, {1280, 720}, {1920, 1080}}};
 

@@ -4,7 +4,6 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
-#include <climits>
 #include <utility>
 
 #include <sys/epoll.h>
@@ -13,6 +12,7 @@
 
 #include "box/services/dbus/DBusNames.h"
 #include "box/services/dbus/ValueWriter.h"
+#include "box/services/support/PollTimeout.h"
 
 namespace box {
 
@@ -20,15 +20,6 @@ namespace {
 
 constexpr std::size_t kMaximumPeers = 64;
 constexpr auto kAcceptRetryDelay = std::chrono::seconds(1);
-
-/// Returns the poll timeout in milliseconds, rounded up so that poll does not return too early.
-int timeoutUntil(std::optional<platform::TimePoint> deadline) {
-  if (!deadline) return -1;
-  const auto rest = *deadline - platform::SystemClock().now();
-  if (rest <= platform::Duration::zero()) return 0;
-  const auto milliseconds = std::chrono::ceil<std::chrono::milliseconds>(rest).count();
-  return static_cast<int>(std::min<std::int64_t>(milliseconds, INT_MAX));
-}
 
 }  // namespace
 
@@ -104,7 +95,7 @@ void DBusServer::Loop::wait(std::optional<platform::TimePoint> deadline) {
 void DBusServer::Loop::_poll(std::optional<platform::TimePoint> deadline) {
   // Not initialized: the kernel fills in the first `count` elements.
   std::array<epoll_event, kMaximumPeers + 3> events;
-  const int timeout = _readyConnections.empty() ? timeoutUntil(deadline) : 0;
+  const int timeout = _readyConnections.empty() ? pollTimeoutUntil(deadline) : 0;
   const int count =
       epoll_wait(_epoll.get(), events.data(), static_cast<int>(events.size()), timeout);
   for (int index = 0; index < count; ++index) {

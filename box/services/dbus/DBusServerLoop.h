@@ -28,7 +28,7 @@ namespace box {
 /// events, therefore run before the next message. Ready connections are served round-robin.
 ///
 /// Threads: constructed and set up on the main thread; wait() and broadcast() run on the queue's
-/// thread, the only one that uses connections; wake() and close() are thread-safe.
+/// thread. Only that thread uses connections. wake() and close() are thread-safe.
 class DBusServer::Loop final : public platform::Waiter {
  public:
   Loop(platform::MainQueue& mainQueue, DBusServerOptions options);

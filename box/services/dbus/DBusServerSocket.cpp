@@ -30,8 +30,8 @@ std::string folderOf(const std::string& path) {
   return slash == 0 ? "/" : path.substr(0, slash);
 }
 
-/// Creates the folder. An existing folder is used as it is, but the default folder must belong to
-/// this user and be accessible to nobody else.
+/// Creates the folder, or uses the existing one. The default folder must belong to this user, and
+/// other users must have no access to it.
 bool createFolder(const std::string& folder, bool mustBeOurs,
                   std::optional<platform::Error>* error) {
   if (mkdir(folder.c_str(), 0700) < 0 && errno != EEXIST) {

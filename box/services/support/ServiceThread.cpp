@@ -1,31 +1,16 @@
 #include "box/services/support/ServiceThread.h"
 
 #include <algorithm>
-#include <chrono>
-#include <climits>
-#include <cstdint>
 #include <vector>
 
 #include <poll.h>
 #include <sys/eventfd.h>
 
 #include "box/services/support/FileDescriptor.h"
+#include "box/services/support/PollTimeout.h"
 #include "platform/foundation/queues/Thread.h"
 
 namespace box {
-
-namespace {
-
-/// Returns the poll timeout in milliseconds, rounded up so that poll does not return too early.
-int timeoutUntil(std::optional<platform::TimePoint> deadline) {
-  if (!deadline) return -1;
-  const auto rest = *deadline - platform::SystemClock().now();
-  if (rest <= platform::Duration::zero()) return 0;
-  const auto milliseconds = std::chrono::ceil<std::chrono::milliseconds>(rest).count();
-  return static_cast<int>(std::min<std::int64_t>(milliseconds, INT_MAX));
-}
-
-}  // namespace
 
 /// The waiter of the thread's queue.
 class ServiceThread::Poll final : public platform::Waiter {
@@ -38,7 +23,7 @@ class ServiceThread::Poll final : public platform::Waiter {
         deadline = deadline ? std::min(*deadline, *due) : due;
     }
     const auto sources = _sources;
-    if (poll(_polled.data(), _polled.size(), timeoutUntil(deadline)) < 0) return;
+    if (poll(_polled.data(), _polled.size(), pollTimeoutUntil(deadline)) < 0) return;
     if (_polled[0].revents != 0) {
       eventfd_t ignored = 0;
       static_cast<void>(eventfd_read(_event.get(), &ignored));

@@ -47,7 +47,7 @@ void Player::runPosition() {
 
 double Player::position() const {
   gint64 position = 0;
-  // Until the clock runs again, the position is the one that a seek or a pause has set.
+  // A seek or a pause sets the position. It stays until the clock runs again.
   const bool isHeld = _state.ready && !_state.timeRuns;
   if (_state.atEnd || _state.scrubbing || isHeld ||
       !gst_element_query_position(element(), GST_FORMAT_TIME, &position) || position < 0)

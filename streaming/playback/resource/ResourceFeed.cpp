@@ -122,7 +122,7 @@ bool ResourceFeed::_noteRead(std::uint64_t offset, std::size_t count) {
   return _canResume(*cursor);
 }
 
-/// The cursor that contains the byte. Of two, the one that was read last.
+/// Returns the cursor that contains the byte. If there are two, the cursor that was read last.
 ResourceFeed::Cursor* ResourceFeed::_cursorContaining(std::uint64_t offset) const {
   Cursor* newest = nullptr;
   for (const auto& each : _cursors)

@@ -11,35 +11,15 @@
 #include "media/support/GstRef.h"
 #include "media/workarounds/Workarounds.h"
 #include "tests/media/TestMedia.h"
+#include "tests/media/elements/CountingSink.h"
 
 namespace {
 
 using media::GstRef;
+using testing_media::CountingSink;
 using testing_media::TestMedia;
 
 constexpr GstClockTime kMessageLimit = 60 * GST_SECOND;
-
-/// A sink that does not synchronize and counts its buffers.
-class CountingSink {
- public:
-  CountingSink() : _element(gst_element_factory_make("fakesink", nullptr)) {
-    gst_object_ref_sink(_element.get());
-    g_object_set(_element.get(), "sync", FALSE, nullptr);
-    const GstRef<GstPad> pad(gst_element_get_static_pad(_element.get(), "sink"));
-    gst_pad_add_probe(
-        pad.get(), GST_PAD_PROBE_TYPE_BUFFER,
-        [](GstPad*, GstPadProbeInfo*, gpointer counter) {
-          ++*static_cast<std::atomic<int>*>(counter);
-          return GST_PAD_PROBE_OK;
-        },
-        &count, nullptr);
-  }
-  GstElement* element() const { return _element.get(); }
-  std::atomic<int> count = 0;
-
- private:
-  const GstRef<GstElement> _element;
-};
 
 class ResourcePipelineTest : public testing::Test {
  protected:

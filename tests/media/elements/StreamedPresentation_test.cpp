@@ -13,6 +13,7 @@
 #include "media/support/GstTime.h"
 #include "streaming/playback/StreamedItem.h"
 #include "tests/media/TestMedia.h"
+#include "tests/media/elements/CountingSink.h"
 
 namespace {
 
@@ -48,21 +49,6 @@ class StreamedPresentation : public testing::Test {
   const std::shared_ptr<streaming::Streaming> _streaming = streaming::Streaming::make();
 };
 
-GstRef<GstElement> countingSink(std::atomic<int>& count) {
-  GstRef<GstElement> sink(
-      GST_ELEMENT(gst_object_ref_sink(gst_element_factory_make("fakesink", nullptr))));
-  g_object_set(sink.get(), "sync", FALSE, nullptr);
-  const GstRef<GstPad> pad(gst_element_get_static_pad(sink.get(), "sink"));
-  gst_pad_add_probe(
-      pad.get(), GST_PAD_PROBE_TYPE_BUFFER,
-      [](GstPad*, GstPadProbeInfo*, gpointer counter) {
-        ++*static_cast<std::atomic<int>*>(counter);
-        return GST_PAD_PROBE_OK;
-      },
-      &count, nullptr);
-  return sink;
-}
-
 TEST_F(StreamedPresentation, PlaysAndSeeks) {
   struct Case {
     std::string name;
@@ -77,14 +63,12 @@ TEST_F(StreamedPresentation, PlaysAndSeeks) {
     const auto playback = item->presentation();
     const auto start = prepare(*playback);
     ASSERT_TRUE(start);
-    std::atomic<int> pictures = 0;
-    std::atomic<int> sounds = 0;
-    const auto video = countingSink(pictures);
-    const auto audio = countingSink(sounds);
+    const testing_media::CountingSink video;
+    const testing_media::CountingSink audio;
     const auto pipeline = media::PresentationPipeline::make({.playback = playback,
                                                              .keys = nullptr,
-                                                             .videoSink = video.get(),
-                                                             .audioSink = audio.get(),
+                                                             .videoSink = video.element(),
+                                                             .audioSink = audio.element(),
                                                              .bus = nullptr,
                                                              .start = *start,
                                                              .foundID3 = {},
@@ -99,8 +83,8 @@ TEST_F(StreamedPresentation, PlaysAndSeeks) {
     };
     gst_element_set_state(pipeline->element(), GST_STATE_PLAYING);
     ASSERT_EQ(await(GST_MESSAGE_EOS), GST_MESSAGE_EOS);
-    EXPECT_EQ(pictures, each.duration * 25);
-    EXPECT_GE(sounds, each.hasSound ? each.duration * 40 : 0);
+    EXPECT_EQ(video.count, each.duration * 25);
+    EXPECT_GE(audio.count, each.hasSound ? each.duration * 40 : 0);
     gint64 duration = 0;
     EXPECT_TRUE(gst_element_query_duration(pipeline->element(), GST_FORMAT_TIME, &duration));
     EXPECT_NEAR(media::secondsOf(duration), each.duration, 0.1);
@@ -114,7 +98,7 @@ TEST_F(StreamedPresentation, PlaysAndSeeks) {
       ASSERT_EQ(gst_element_get_state(pipeline->element(), nullptr, nullptr, 30 * GST_SECOND),
                 GST_STATE_CHANGE_SUCCESS);
       GstSample* shown = nullptr;
-      g_object_get(video.get(), "last-sample", &shown, nullptr);
+      g_object_get(video.element(), "last-sample", &shown, nullptr);
       const GstRef<GstSample> sample(shown);
       ASSERT_TRUE(sample);
       EXPECT_NEAR(media::secondsOf(GST_BUFFER_PTS(gst_sample_get_buffer(shown))), target, 0.001);
