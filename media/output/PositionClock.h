@@ -30,7 +30,8 @@ class PositionClock {
   void hold(double seconds);
   /// Runs from `seconds` at `rate`; the position stays within `first` and `last`.
   void run(double seconds, double rate, double first, double last);
-  /// Corrects the position by a picture that has just become due. Ignored while stopped.
+  /// Sets the position to `seconds`, as a picture that has just become due tells it. Ignored while
+  /// stopped.
   void observe(double seconds);
   /// Sets the position to `seconds`, such as the position that the pipeline reports.
   void correct(double seconds);

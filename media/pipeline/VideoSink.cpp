@@ -1,8 +1,10 @@
 #include "media/pipeline/VideoSink.h"
 
+#include <algorithm>
 #include <cstring>
 #include <utility>
 
+#include <gst/base/gstbasesink.h>
 #include <gst/video/video-anc.h>
 #include <gst/video/video.h>
 
@@ -235,8 +237,18 @@ void VideoSink::_show(GstRef<GstSample> sample, bool isDue) {
   if (!sample) return;
   auto frame = MappedFrame::make(sample.get(), _rotation, _subtitles);
   if (!frame) return;
-  if (isDue && frame->time >= 0) _position.observe(frame->time);
+  if (isDue && frame->time >= 0)
+    _position.observe(frame->time + _lateness(frame->due) * _segment.rate);
   _frames->put(_ticket, std::move(frame));
+}
+
+double VideoSink::_lateness(double due) const {
+  const GstRef<GstClock> clock(gst_element_get_clock(_element.get()));
+  if (!clock || due < 0) return 0;
+  const GstClockTime latency = gst_base_sink_get_latency(GST_BASE_SINK(_element.get()));
+  const GstClockTime start = gst_element_get_base_time(_element.get()) + latency;
+  const GstClockTimeDiff runningTime = GST_CLOCK_DIFF(start, gst_clock_get_time(clock.get()));
+  return std::max(0.0, static_cast<double>(runningTime) / static_cast<double>(GST_SECOND) - due);
 }
 
 void VideoSink::_becomeDue() {

@@ -57,6 +57,8 @@ class VideoSink {
   static GstPadProbeReturn _onPicture(GstPad* pad, GstPadProbeInfo* info, gpointer self);
   void _takeCaptions(GstBuffer* picture);
   void _show(GstRef<GstSample> sample, bool isDue);
+  /// Returns by how many seconds a picture is late that is due at this running time.
+  double _lateness(double due) const;
   void _becomeDue();
 
   const std::shared_ptr<VideoFrames> _frames;

@@ -11,6 +11,7 @@ namespace media {
 struct GstRelease {
   void operator()(GstElement* element) const { gst_object_unref(element); }
   void operator()(GstObject* object) const { gst_object_unref(object); }
+  void operator()(GstClock* clock) const { gst_object_unref(clock); }
   void operator()(GstBus* bus) const { gst_object_unref(bus); }
   void operator()(GstPad* pad) const { gst_object_unref(pad); }
   void operator()(GstCaps* caps) const { gst_caps_unref(caps); }
