@@ -13,6 +13,7 @@
 #include <utility>
 
 #include <gst/base/gstbasetransform.h>
+#include <openssl/crypto.h>
 
 #include "media/encryption/CommonEncryption.h"
 #include "media/support/GstRef.h"
@@ -315,6 +316,10 @@ GType decryptorType() {
 }  // namespace
 
 void registerClearKeyDecryptor() {
+  // Reads OpenSSL's configuration, which the first key would do otherwise. It creates the error
+  // state of the calling thread. A pooled thread that outlives OpenSSL's exit handler never frees
+  // its own.
+  OPENSSL_init_crypto(OPENSSL_INIT_LOAD_CONFIG, nullptr);
   gst_element_register(nullptr, kElementName, GST_RANK_PRIMARY + 100, decryptorType());
 }
 
