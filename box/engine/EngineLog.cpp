@@ -1,5 +1,6 @@
 #include "box/engine/EngineLog.h"
 
+#include <algorithm>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -66,6 +67,15 @@ void logMessage(const media::PlaybackEvent& event) {
     case Kind::Facts:
       break;
   }
+}
+void logMessage(const media::FactsEvent& event) {
+  if (!event.hasContents) return;
+  const auto count = [&](std::string_view type) {
+    return static_cast<int>(
+        std::ranges::count(event.facts.tracks, type, &platform::MediaTrack::mediaType));
+  };
+  TVSLogNotice(kMediaLog, "Contents: duration %f, tracks: %d video, %d audio, %d text",
+               event.facts.duration, count("video"), count("audio"), count("text"));
 }
 void logMessage(const media::ItemRequestEvent& event) {
   TVSLogNotice(kMediaLog, "Request %lu of the %@ %@", event.requestID,

@@ -71,6 +71,14 @@ TEST_F(EngineLogTest, LogsCommandsAndEventsButNoPeriodicMessages) {
   box::logEvent(media::PositionEvent{});
   box::logEvent(media::ItemRequestEvent{3, 1, true, "skd://key", {}});
   EXPECT_THAT(takeTexts(), ElementsAre("Stalled", "Request 3 of the key skd://key"));
+  media::FactsEvent facts;
+  facts.facts.duration = 3;
+  facts.facts.tracks = {{1, "video", "", true}, {2, "audio", "", true}, {3, "audio", "", false}};
+  box::logEvent(facts);
+  facts.hasContents = false;
+  box::logEvent(facts);
+  EXPECT_THAT(takeTexts(),
+              ElementsAre("Contents: duration 3.000000, tracks: 1 video, 2 audio, 0 text"));
 }
 
 TEST_F(EngineLogTest, LogsTransfersOnlyWhenTheyChange) {
