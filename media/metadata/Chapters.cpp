@@ -54,15 +54,13 @@ std::vector<platform::MediaChapter> listedChapters(BoxBytes list) {
 /// Returns the length of the empty edit at the start of the track, in units of the movie.
 std::uint64_t delayOf(const MovieTrack& track) {
   std::uint64_t delay = 0;
-  forEachBox(track.content, boxType("edts"), [&](BoxBytes edits) {
-    forEachBox(edits, boxType("elst"), [&](BoxBytes list) {
-      BoxReader reader(list);
-      const std::size_t size = reader.version() == 1 ? 8 : 4;
-      if (reader.number32() == 0) return;
-      const std::uint64_t duration = reader.number(size);
-      const bool isEmpty = reader.isGood() && static_cast<std::int32_t>(reader.number32()) == -1;
-      if (isEmpty) delay = duration;
-    });
+  forEachBox(track.content, "edts/elst", [&](BoxBytes list) {
+    BoxReader reader(list);
+    const std::size_t size = reader.version() == 1 ? 8 : 4;
+    if (reader.number32() == 0) return;
+    const std::uint64_t duration = reader.number(size);
+    const bool isEmpty = reader.isGood() && static_cast<std::int32_t>(reader.number32()) == -1;
+    if (isEmpty) delay = duration;
   });
   return delay;
 }
@@ -70,7 +68,7 @@ std::uint64_t delayOf(const MovieTrack& track) {
 /// Returns a chapter for each sample of the track. Titles are in the samples and are not read.
 std::vector<platform::MediaChapter> timedChapters(const MovieTrack& track, double start) {
   std::vector<platform::MediaChapter> chapters;
-  const auto readTimes = [&](BoxBytes times) {
+  forEachBox(track.content, "mdia/minf/stbl/stts", [&](BoxBytes times) {
     BoxReader reader(times);
     reader.version();
     for (std::uint32_t entries = reader.number32(); entries > 0 && reader.isGood(); --entries) {
@@ -81,23 +79,15 @@ std::vector<platform::MediaChapter> timedChapters(const MovieTrack& track, doubl
         start += duration;
       }
     }
-  };
-  forEachBox(track.content, boxType("mdia"), [&](BoxBytes media) {
-    forEachBox(media, boxType("minf"), [&](BoxBytes information) {
-      forEachBox(information, boxType("stbl"),
-                 [&](BoxBytes samples) { forEachBox(samples, boxType("stts"), readTimes); });
-    });
   });
   return chapters;
 }
 
 bool refersTo(const MovieTrack& track, std::uint32_t other) {
   bool found = false;
-  forEachBox(track.content, boxType("tref"), [&](BoxBytes references) {
-    forEachBox(references, boxType("chap"), [&](BoxBytes numbers) {
-      for (BoxReader reader(numbers); !reader.rest().empty();)
-        if (reader.number32() == other) found = true;
-    });
+  forEachBox(track.content, "tref/chap", [&](BoxBytes numbers) {
+    for (BoxReader reader(numbers); !reader.rest().empty();)
+      if (reader.number32() == other) found = true;
   });
   return found;
 }
@@ -106,9 +96,7 @@ bool refersTo(const MovieTrack& track, std::uint32_t other) {
 
 std::vector<platform::MediaChapter> chaptersOfMovie(BoxBytes movie) {
   std::vector<platform::MediaChapter> chapters;
-  forEachBox(movie, boxType("udta"), [&](BoxBytes userData) {
-    forEachBox(userData, boxType("chpl"), [&](BoxBytes list) { chapters = listedChapters(list); });
-  });
+  forEachBox(movie, "udta/chpl", [&](BoxBytes list) { chapters = listedChapters(list); });
   if (!chapters.empty()) return chapters;
   std::uint32_t timescale = 1;
   forEachBox(movie, boxType("mvhd"), [&](BoxBytes header) {

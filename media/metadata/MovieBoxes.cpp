@@ -54,13 +54,11 @@ std::vector<MovieTrack> tracksOf(BoxBytes movie) {
       return reader.number32();
     };
     forEachBox(content, boxType("tkhd"), [&](BoxBytes box) { track.number = numberIn(box); });
-    forEachBox(content, boxType("mdia"), [&](BoxBytes media) {
-      forEachBox(media, boxType("mdhd"), [&](BoxBytes box) { track.timescale = numberIn(box); });
-      forEachBox(media, boxType("hdlr"), [&](BoxBytes box) {
-        BoxReader reader(box);
-        reader.take(8);
-        track.handler = reader.number32();
-      });
+    forEachBox(content, "mdia/mdhd", [&](BoxBytes box) { track.timescale = numberIn(box); });
+    forEachBox(content, "mdia/hdlr", [&](BoxBytes box) {
+      BoxReader reader(box);
+      reader.take(8);
+      track.handler = reader.number32();
     });
   });
   return tracks;

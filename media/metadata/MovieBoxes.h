@@ -5,6 +5,7 @@
 #include <functional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -13,9 +14,9 @@ namespace media {
 using BoxBytes = std::span<const std::uint8_t>;
 
 /// Returns the type of a box as a number: `boxType("moov")`.
-constexpr std::uint32_t boxType(const char (&name)[5]) {
+constexpr std::uint32_t boxType(std::string_view name) {
   std::uint32_t type = 0;
-  for (std::size_t at = 0; at < 4; ++at) type = type << 8 | static_cast<unsigned char>(name[at]);
+  for (const char each : name) type = type << 8 | static_cast<unsigned char>(each);
   return type;
 }
 
@@ -51,6 +52,18 @@ void forEachBox(BoxBytes bytes, std::uint32_t type, const Take& take) {
     if (header.number32() == type) take(bytes.subspan(kHeaderSize, size - kHeaderSize));
     bytes = bytes.subspan(size);
   }
+}
+
+/// The same for a path of types, such as "mdia/minf/stbl".
+template <typename Take>
+void forEachBox(BoxBytes bytes, std::string_view path, const Take& take) {
+  const std::size_t slash = path.find('/');
+  forEachBox(bytes, boxType(path.substr(0, slash)), [&](BoxBytes content) {
+    if (slash == path.npos)
+      take(content);
+    else
+      forEachBox(content, path.substr(slash + 1), take);
+  });
 }
 
 /// A track in a "moov".

@@ -67,6 +67,12 @@ int runCommand(const Command& command, const std::string& socketPath,
   return command.run(box, arguments);
 }
 
+const Command& commandNamed(const std::string& name) {
+  for (const Command& command : commands())
+    if (command.name == name) return command;
+  throw UsageError("there is no command " + name);
+}
+
 int run(const std::vector<std::string>& words) {
   std::string socketPath = Connection::defaultSocketPath();
   for (std::size_t index = 0; index < words.size(); ++index) {
@@ -87,13 +93,8 @@ int run(const std::vector<std::string>& words) {
     } else if (word.starts_with("-")) {
       throw UsageError("there is no option " + word);
     } else {
-      for (const Command& command : commands()) {
-        if (command.name == word) {
-          return runCommand(command, socketPath,
-                            {words.begin() + static_cast<std::ptrdiff_t>(index) + 1, words.end()});
-        }
-      }
-      throw UsageError("there is no command " + word);
+      return runCommand(commandNamed(word), socketPath,
+                        {words.begin() + static_cast<std::ptrdiff_t>(index) + 1, words.end()});
     }
   }
   printHelp(stderr);

@@ -62,6 +62,37 @@ bool ValueReader::_readNumber(char type, platform::Value& result) {
   return _count(sizeof number);
 }
 
+bool ValueReader::_readBasic(char type, platform::Value& result) {
+  switch (type) {
+    case 's': {
+      std::string text;
+      if (!readString(text)) return false;
+      result = std::move(text);
+      return true;
+    }
+    case 'b':
+      return _readNumber<int, bool>(type, result);
+    case 'i':
+      return _readNumber<std::int32_t, std::int32_t>(type, result);
+    case 'u':
+      return _readNumber<std::uint32_t, std::uint32_t>(type, result);
+    case 'x':
+      return _readNumber<std::int64_t, std::int64_t>(type, result);
+    case 't':
+      return _readNumber<std::uint64_t, std::uint64_t>(type, result);
+    case 'd':
+      return _readNumber<double, double>(type, result);
+    case 'n':
+      return _readNumber<std::int16_t, std::int32_t>(type, result);
+    case 'q':
+      return _readNumber<std::uint16_t, std::uint32_t>(type, result);
+    case 'y':
+      return _readNumber<std::uint8_t, std::uint32_t>(type, result);
+    default:
+      return _fail("unknown value type");
+  }
+}
+
 bool ValueReader::_readVariant(platform::Value& result, int depth) {
   char type = 0;
   const char* contents = nullptr;
@@ -73,43 +104,7 @@ bool ValueReader::_readVariant(platform::Value& result, int depth) {
 
   bool read = false;
   if (signature.size() == 1) {
-    switch (signature[0]) {
-      case 's': {
-        std::string text;
-        read = readString(text);
-        if (read) result = std::move(text);
-        break;
-      }
-      case 'b':
-        read = _readNumber<int, bool>('b', result);
-        break;
-      case 'i':
-        read = _readNumber<std::int32_t, std::int32_t>('i', result);
-        break;
-      case 'u':
-        read = _readNumber<std::uint32_t, std::uint32_t>('u', result);
-        break;
-      case 'x':
-        read = _readNumber<std::int64_t, std::int64_t>('x', result);
-        break;
-      case 't':
-        read = _readNumber<std::uint64_t, std::uint64_t>('t', result);
-        break;
-      case 'd':
-        read = _readNumber<double, double>('d', result);
-        break;
-      case 'n':
-        read = _readNumber<std::int16_t, std::int32_t>('n', result);
-        break;
-      case 'q':
-        read = _readNumber<std::uint16_t, std::uint32_t>('q', result);
-        break;
-      case 'y':
-        read = _readNumber<std::uint8_t, std::uint32_t>('y', result);
-        break;
-      default:
-        return _fail("unknown value type");
-    }
+    read = _readBasic(signature[0], result);
   } else if (signature == "a{sv}") {
     platform::Dictionary dictionary;
     read = _readDictionary(dictionary, depth + 1);

@@ -30,6 +30,8 @@ class ValueReader {
   bool _fail(const char* failure);
   bool _count(std::size_t bytes);
   bool _readVariant(platform::Value& result, int depth);
+  /// Reads a value whose signature is one letter.
+  bool _readBasic(char type, platform::Value& result);
   bool _readArray(platform::Array& result, int depth);
   bool _readDictionary(platform::Dictionary& result, int depth);
   bool _readData(platform::Value& result);
