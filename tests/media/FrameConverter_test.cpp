@@ -1,5 +1,6 @@
 #include "media/pipeline/FrameConverter.h"
 
+#include <string>
 #include <tuple>
 #include <utility>
 
@@ -15,9 +16,10 @@ constexpr guint kHeight = 18;
 constexpr GstClockTime kTime = 5 * GST_SECOND;
 
 /// Returns a picture that is filled with one byte.
-GstRef<GstSample> sampleOf(GstVideoFormat format, guint8 byte) {
+GstRef<GstSample> sampleOf(GstVideoFormat format, guint8 byte, const char* colorimetry = nullptr) {
   GstVideoInfo info;
   gst_video_info_set_format(&info, format, kWidth, kHeight);
+  if (colorimetry) gst_video_colorimetry_from_string(&info.colorimetry, colorimetry);
   GstBuffer* buffer = gst_buffer_new_allocate(nullptr, GST_VIDEO_INFO_SIZE(&info), nullptr);
   gst_buffer_memset(buffer, 0, byte, GST_VIDEO_INFO_SIZE(&info));
   GST_BUFFER_PTS(buffer) = kTime;
@@ -66,6 +68,49 @@ TEST(FrameConverter, PassesDrawablePicturesThroughAndConvertsOthers) {
     EXPECT_EQ(GST_VIDEO_FRAME_HEIGHT(&frame), static_cast<gint>(kHeight));
     const auto* row = static_cast<const guint8*>(GST_VIDEO_FRAME_PLANE_DATA(&frame, 0));
     EXPECT_NEAR(row[kWidth / 2], each.luma, 2);
+    gst_video_frame_unmap(&frame);
+  }
+}
+
+TEST(FrameConverter, MapsGrayOfAHighDynamicRangeInEachFormat) {
+  gst_init(nullptr, nullptr);
+  FrameConverter converter;
+  struct Case {
+    GstVideoFormat format;
+    guint8 byte;
+    const char* colorimetry;
+    int luma;
+  };
+  // All codes are 50 to 51 percent of the range: 93 to 105 cd/m² in PQ, a twelfth of the scene
+  // light in HLG.
+  const Case cases[] = {
+      {GST_VIDEO_FORMAT_I420, 128, GST_VIDEO_COLORIMETRY_BT2100_PQ, 181},
+      {GST_VIDEO_FORMAT_NV12, 128, GST_VIDEO_COLORIMETRY_BT2100_PQ, 181},
+      {GST_VIDEO_FORMAT_I420_10LE, 2, GST_VIDEO_COLORIMETRY_BT2100_PQ, 182},
+      {GST_VIDEO_FORMAT_P010_10LE, 128, GST_VIDEO_COLORIMETRY_BT2100_PQ, 182},
+      {GST_VIDEO_FORMAT_I422_10LE, 2, GST_VIDEO_COLORIMETRY_BT2100_PQ, 182},
+      {GST_VIDEO_FORMAT_Y444_10LE, 2, GST_VIDEO_COLORIMETRY_BT2100_PQ, 182},
+      {GST_VIDEO_FORMAT_P010_10LE, 128, GST_VIDEO_COLORIMETRY_BT2100_HLG, 143},
+      // Full range, RGB, BT.2020 with 10 bits.
+      {GST_VIDEO_FORMAT_BGRx, 130, "1:1:13:7", 128},
+  };
+  for (const Case& each : cases) {
+    SCOPED_TRACE(std::string(gst_video_format_to_string(each.format)) + " " + each.colorimetry);
+    const auto result = converter.drawable(sampleOf(each.format, each.byte, each.colorimetry));
+    ASSERT_TRUE(result);
+    GstVideoInfo info;
+    ASSERT_TRUE(gst_video_info_from_caps(&info, gst_sample_get_caps(result.get())));
+    EXPECT_TRUE(gst_video_colorimetry_matches(&info.colorimetry, GST_VIDEO_COLORIMETRY_BT709));
+    GstVideoFrame frame;
+    ASSERT_TRUE(
+        gst_video_frame_map(&frame, &info, gst_sample_get_buffer(result.get()), GST_MAP_READ));
+    const auto at = [&](guint plane, std::size_t x) {
+      return static_cast<const guint8*>(GST_VIDEO_FRAME_PLANE_DATA(&frame, plane))[x];
+    };
+    EXPECT_NEAR(at(0, 0), each.luma, 2);
+    EXPECT_NEAR(at(0, kWidth - 1), each.luma, 2);
+    EXPECT_NEAR(at(1, kWidth / 2 - 1), 128, 2);
+    EXPECT_NEAR(at(2, kWidth / 2 - 1), 128, 2);
     gst_video_frame_unmap(&frame);
   }
 }
