@@ -60,6 +60,11 @@ bool LinkSocket::hasQueued() const {
   return !_queue.empty() && !_broken;
 }
 
+std::size_t LinkSocket::queuedBytes() const {
+  const std::lock_guard lock(_mutex);
+  return _queued;
+}
+
 LinkSocket::State LinkSocket::flush() {
   const std::lock_guard lock(_mutex);
   return _flush();

@@ -33,6 +33,7 @@ class LinkSocket {
   /// Returns true if bytes are queued, so that the reading thread has to poll for POLLOUT.
   bool send(std::span<const std::byte> message);
   bool hasQueued() const;
+  std::size_t queuedBytes() const;
   State flush();
 
   /// Calls `received` for each complete message; reads a limited number of bytes. Closed: the peer

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <span>
@@ -40,6 +41,8 @@ class LinkThread {
   bool isRunning() const { return _thread.joinable(); }
   /// Does not block. Does nothing after the end of the link.
   void send(std::span<const std::byte> message);
+  /// Returns the bytes that the peer has not taken yet. Threads: any.
+  std::size_t queuedBytes() const { return _socket.queuedBytes(); }
 
  private:
   void _run();

@@ -12,7 +12,6 @@ namespace {
 
 using Kind = TextChange::Kind;
 
-constexpr std::size_t kImageBytes = std::size_t{16} << 20;  // of one cue
 constexpr std::size_t kPartBytes = std::size_t{1} << 20;
 constexpr std::size_t kNameBytes = 256;
 constexpr std::size_t kMaxClasses = 16;
@@ -142,7 +141,7 @@ CueImage takeImage(WireReader& reader) {
        {&image.canvasWidth, &image.canvasHeight, &image.x, &image.y, &image.width, &image.height})
     *value = takeWithin(reader, -kMaxPixels, kMaxPixels);
   const std::vector<std::byte> bytes = reader.takeBytes();
-  if (bytes.size() % 4 != 0 || bytes.size() > kImageBytes) reader.fail();
+  if (bytes.size() % 4 != 0 || bytes.size() > SubtitleCue::kImageByteLimit) reader.fail();
   if (reader.failed()) return {};
   image.pixels.resize(bytes.size() / 4);
   for (std::size_t index = 0; index < bytes.size(); ++index)
@@ -151,11 +150,12 @@ CueImage takeImage(WireReader& reader) {
 }
 
 void putCue(WireWriter& writer, const std::shared_ptr<const SubtitleCue>& cue) {
-  writer.put(cue->start).put(cue->duration).put(cue->text).put(truncated(cue->identifier));
+  writer.put(cue->start).put(cue->duration).put(cue->endsAtNext);
+  writer.put(cue->text).put(truncated(cue->identifier));
   put(writer, cue->look);
   writer.putList(cue->spans, [](WireWriter& to, const SubtitleSpan& each) { put(to, each); });
   put(writer, cue->layout);
-  const bool hasImages = imageBytesOf(*cue) <= kImageBytes;
+  const bool hasImages = imageBytesOf(*cue) <= SubtitleCue::kImageByteLimit;
   writer.putList(hasImages ? cue->images : std::vector<CueImage>{},
                  [](WireWriter& to, const CueImage& each) { put(to, each); });
 }
@@ -164,6 +164,7 @@ std::shared_ptr<const SubtitleCue> takeCue(WireReader& reader) {
   SubtitleCue cue;
   cue.start = reader.takeFinite();
   cue.duration = reader.takeFinite();
+  cue.endsAtNext = reader.take<bool>();
   cue.text = reader.takeText();
   cue.identifier = takeName(reader);
   cue.look = takeLook(reader);

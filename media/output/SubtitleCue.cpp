@@ -29,6 +29,8 @@ bool isUsable(const CueImage& image) {
              static_cast<std::size_t>(image.width) * static_cast<std::size_t>(image.height);
 }
 
+std::size_t bytesOf(const CueImage& image) { return image.pixels.size() * sizeof image.pixels[0]; }
+
 void settleSpans(SubtitleCue& cue) {
   const auto place = [&](std::size_t at) {
     at = std::min(at, cue.text.size());
@@ -66,7 +68,14 @@ void bound(SubtitleCue& cue) {
     cue.spans.clear();
   }
   settleSpans(cue);
-  std::erase_if(cue.images, [](const CueImage& image) { return !isUsable(image); });
+  std::size_t bytes = 0;
+  std::erase_if(cue.images, [&](const CueImage& image) {
+    if (!isUsable(image)) return true;
+    const std::size_t more = bytesOf(image);
+    if (bytes + more > SubtitleCue::kImageByteLimit) return true;
+    bytes += more;
+    return false;
+  });
   if (cue.images.size() > kImageLimit) cue.images.resize(kImageLimit);
 }
 
@@ -93,7 +102,7 @@ std::size_t bytesOf(const SubtitleCue& cue) {
 
 std::size_t imageBytesOf(const SubtitleCue& cue) {
   std::size_t bytes = 0;
-  for (const CueImage& each : cue.images) bytes += each.pixels.size() * sizeof each.pixels[0];
+  for (const CueImage& each : cue.images) bytes += bytesOf(each);
   return bytes;
 }
 

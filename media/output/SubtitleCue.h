@@ -71,7 +71,8 @@ struct CueImage {
 /// A text or bitmaps for a time range of the item.
 struct SubtitleCue {
   static constexpr double kUntilNext = -1;
-  double start = 0;              ///< seconds
+  static constexpr std::size_t kImageByteLimit = std::size_t{16} << 20;  ///< of one cue
+  double start = 0;                                                      ///< seconds
   double duration = kUntilNext;  ///< seconds; kUntilNext: until the start of the next cue
   std::string text{};            ///< plain text; lines end with line feeds
   std::string identifier{};
@@ -79,13 +80,14 @@ struct SubtitleCue {
   std::vector<SubtitleSpan> spans{};
   CueLayout layout{};
   std::vector<CueImage> images{};
+  bool endsAtNext = false;  ///< ends at the start of the next cue, if that is before its own end
 
   bool isEmpty() const { return text.empty() && images.empty(); }
   friend bool operator==(const SubtitleCue&, const SubtitleCue&) = default;
 };
 
 /// Limits the sizes of the text, its spans and its images. Clamps spans to the text, at character
-/// boundaries.
+/// boundaries. Images beyond kImageByteLimit are removed.
 void bound(SubtitleCue& cue);
 /// Removes white space at both ends and adapts the spans.
 void trim(SubtitleCue& cue);

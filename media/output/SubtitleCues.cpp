@@ -24,7 +24,7 @@ constexpr double kSlack = 0.02;
 
 /// In adaptive streams the start of a cue changes by milliseconds after each seek.
 bool isSame(const SubtitleCue& one, const SubtitleCue& other) {
-  if (one.duration <= 0 || other.duration <= 0) return one == other;
+  if (one.duration <= 0 || other.duration <= 0 || one.endsAtNext) return one == other;
   const auto beginsWithin = [](const SubtitleCue& late, const SubtitleCue& early) {
     return late.start < early.start + early.duration - kSlack;
   };
@@ -53,8 +53,9 @@ Cues SubtitleCues::at(double seconds) const {
   const auto last = std::upper_bound(cues.begin(), cues.end(), seconds, beginsBefore);
   for (auto each = cues.begin(); each != last; ++each) {
     const SubtitleCue& cue = **each;
-    const bool ends = cue.duration != SubtitleCue::kUntilNext;
-    if (ends ? seconds >= cue.start + cue.duration : std::next(each) != last) continue;
+    const bool hasEnd = cue.duration != SubtitleCue::kUntilNext;
+    if (hasEnd && seconds >= cue.start + cue.duration) continue;
+    if ((!hasEnd || cue.endsAtNext) && std::next(each) != last) continue;
     if (!cue.isEmpty()) found.push_back(*each);
   }
   return found;

@@ -46,7 +46,7 @@ bool isNoMedia(GstStream* stream) {
   const GstRef<GstCaps> caps(gst_stream_get_caps(stream));
   const std::string_view type = mediaTypeOf(caps.get());
   if (type.starts_with("image/")) return !std::strchr(gst_stream_get_stream_id(stream), '/');
-  return type.starts_with("subpicture/") && !makeImageSubtitles(type, {});
+  return type.starts_with("subpicture/") && !ImageSubtitles::isSupported(type);
 }
 
 /// Streams that are not selected by default.

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "media/link/FactsCoding.h"
+#include "media/link/TextSender.h"
 #include "media/pipeline/AudioDevice.h"
 #include "media/process/PictureSender.h"
 #include "platform/foundation/log/TVSLogger.h"
@@ -37,9 +38,7 @@ EngineServer::EngineServer(platform::MainQueue& queue, const platform::Clock& cl
   // Pipelines that are shutting down may outlive this object.
   const auto link = std::make_shared<std::weak_ptr<LinkThread>>();
   setup.engine.textsChanged = [link](const TextChange& change) {
-    const auto open = link->lock();
-    if (!open) return;
-    for (const TextChange& part : splitChange(change)) open->send(encode(TextEvent{part}));
+    if (const auto open = link->lock()) sendTexts(*open, change);
   };
   setup.engine.positionChanged = [this, post] { post([this] { _sendPosition(); }); };
   _engine = std::make_unique<MediaEngine>(queue, clock, std::move(setup.engine));

@@ -1,13 +1,13 @@
 #include "media/segments/MediaContainer.h"
 
 #include <cmath>
-#include <mutex>
 #include <new>
+
+#include "media/support/LibavLog.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavutil/dict.h>
-#include <libavutil/log.h>
 }
 
 namespace media {
@@ -24,16 +24,10 @@ int refuseToOpen(AVFormatContext*, AVIOContext**, const char*, int, AVDictionary
   return AVERROR(EPERM);
 }
 
-/// Read errors are reported in our own log.
-void silenceLibrary() {
-  static std::once_flag once;
-  std::call_once(once, [] { av_log_set_level(AV_LOG_QUIET); });
-}
-
 }  // namespace
 
 std::unique_ptr<MediaContainer> MediaContainer::open(PieceInput& input, ContainerFormat format) {
-  silenceLibrary();
+  silenceLibav();
   const auto* const demuxer = av_find_input_format(demuxerName(format));
   if (!demuxer) return nullptr;
   std::unique_ptr<MediaContainer> self(new MediaContainer(format));

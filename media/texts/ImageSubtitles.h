@@ -1,88 +1,69 @@
 #pragma once
 
 #include <array>
-#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <string>
 #include <string_view>
-#include <vector>
+#include <utility>
 
 #include "media/output/SubtitleCue.h"
+#include "media/texts/SubtitlePackets.h"
+
+struct AVCodecContext;
+struct AVSubtitle;
 
 namespace media {
 
-/// Decodes the packets of one stream of bitmap subtitles.
+/// Decodes the packets of one stream of bitmap subtitles with libavcodec: DVB subtitles
+/// (ETSI EN 300 743), subpictures of DVD, and the Presentation Graphic Stream (PGS) of Blu-ray.
 ///
-/// Broken parts of a packet are skipped. Sizes of canvases, regions and objects are limited.
+/// Limits: a canvas, a PGS object and all DVB regions together have kPixelLimit pixels; the images
+/// of a cue have SubtitleCue::kImageByteLimit bytes. What exceeds a limit is left out.
 /// Threads: one at a time.
 class ImageSubtitles {
  public:
   /// A cue without images ends the previous cue.
   using CueHandler = std::function<void(SubtitleCue cue)>;
-  using Palette = std::array<std::uint32_t, 16>;  ///< 0xAARRGGBB
+  using Palette = std::array<std::uint32_t, 16>;  ///< 0xRRGGBB
+  static constexpr int kPixelLimit = 4 << 20;
 
-  virtual ~ImageSubtitles() = default;
-  /// `duration` is the container's, in seconds, or kUntilNext if the container has none.
-  virtual void feed(double start, double duration, std::string_view packet) = 0;
-  /// Drops the state of the decoder. Call it after a seek.
-  virtual void reset() = 0;
-  virtual void setPalette(const Palette&) {}
-  /// Sets the codec data of the stream.
-  virtual void setDescription(std::string_view) {}
-};
+  /// `subpicture/x-pgs`, `subpicture/x-dvd` or `subpicture/x-dvb`.
+  static bool isSupported(std::string_view mediaType);
+  /// Returns null for any other type.
+  static std::unique_ptr<ImageSubtitles> make(std::string_view mediaType, CueHandler onCue);
 
-/// Decodes the Presentation Graphic Stream (PGS) of Blu-ray, `subpicture/x-pgs`.
-std::unique_ptr<ImageSubtitles> makePresentationGraphics(ImageSubtitles::CueHandler onCue);
-/// Decodes the subpictures of DVD, `subpicture/x-dvd`.
-std::unique_ptr<ImageSubtitles> makeDVDSubtitles(ImageSubtitles::CueHandler onCue);
-/// Decodes DVB subtitles (ETSI EN 300 743), `subpicture/x-dvb`.
-std::unique_ptr<ImageSubtitles> makeDVBSubtitles(ImageSubtitles::CueHandler onCue);
-/// Chooses the decoder by the media type. Returns null for any other type.
-std::unique_ptr<ImageSubtitles> makeImageSubtitles(std::string_view mediaType,
-                                                   ImageSubtitles::CueHandler onCue);
+  ImageSubtitles(ImageSubtitleFormat format, CueHandler onCue);
 
-/// Reads bytes one by one. Reads beyond the end return zero and make isGood() false.
-class ByteReader {
- public:
-  explicit ByteReader(std::string_view bytes) : _bytes(bytes) {}
-  std::uint32_t take(int count) {
-    std::uint32_t value = 0;
-    for (; count > 0; --count) value = value << 8 | byte();
-    return value;
-  }
-  std::uint8_t byte() {
-    if (_bytes.empty()) {
-      _good = false;
-      return 0;
-    }
-    const auto value = static_cast<std::uint8_t>(_bytes.front());
-    _bytes.remove_prefix(1);
-    return value;
-  }
-  /// Returns fewer bytes than `count` at the end.
-  std::string_view bytes(std::size_t count) {
-    if (count > _bytes.size()) _good = false;
-    const std::string_view result = _bytes.substr(0, count);
-    _bytes.remove_prefix(result.size());
-    return result;
-  }
-  std::string_view rest() const { return _bytes; }
-  bool isEmpty() const { return _bytes.empty(); }
-  bool isGood() const { return _good; }
+  /// `start` and `duration` are the container's, in seconds; `duration` is kUntilNext if the
+  /// container has none.
+  void feed(double start, double duration, std::string_view packet);
+  /// Discards the state of the decoder. Call it after a seek.
+  void reset();
+  /// Sets the colours of a DVD. They override those in the codec data.
+  void setPalette(const Palette& palette);
+  /// Sets the codec data of a DVD stream: the lines "size: 720x480" and "palette: 000000, …".
+  void setDescription(std::string_view text);
 
  private:
-  std::string_view _bytes;
-  bool _good = true;
+  struct Release {
+    void operator()(AVCodecContext* decoder) const;
+  };
+
+  bool _open();
+  void _decode(double start, double duration, const SubtitlePackets::Part& part);
+  void _emit(const AVSubtitle& decoded, double start, double duration);
+  void _setTimes(SubtitleCue& cue, const AVSubtitle& decoded, double start, double duration) const;
+  std::pair<int, int> _canvasSize(const AVSubtitle& decoded) const;
+
+  const ImageSubtitleFormat _format;
+  const CueHandler _onCue;
+  SubtitlePackets _packets;
+  std::unique_ptr<AVCodecContext, Release> _decoder;  // opened by the first packet
+  std::string _description;
+  std::string _palette;
+  std::pair<int, int> _canvasOfDVB{720, 576};
 };
-
-/// Pictures with more rows than this use BT.709 colours, others BT.601.
-inline constexpr int kMaxStandardRows = 576;
-
-/// Converts a colour in video range and its opacity to 0xAARRGGBB.
-std::uint32_t colorOfVideo(int y, int cb, int cr, int alpha, bool isHighDefinition);
-
-/// Cuts off transparent edges. Returns false if the image is wholly transparent.
-bool crop(CueImage& image);
 
 }  // namespace media

@@ -1,5 +1,7 @@
 #include "media/texts/TextSink.h"
 
+#include <algorithm>
+#include <cmath>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -19,6 +21,18 @@ bool isText(const GstCaps* caps) {
 bool isMarkup(const GstCaps* caps) {
   const gchar* format = gst_structure_get_string(gst_caps_get_structure(caps, 0), "format");
   return format && std::string_view(format) == "pango-markup";
+}
+
+/// Converts a colour of BT.601 in video range to 0xRRGGBB.
+std::uint32_t colorOfVideo(int y, int cb, int cr) {
+  const double luma = 1.164 * (y - 16);
+  const double blue = cb - 128;
+  const double red = cr - 128;
+  const auto level = [](double value) {
+    return static_cast<std::uint32_t>(std::lround(std::clamp(value, 0.0, 255.0)));
+  };
+  return level(luma + 1.596 * red) << 16 | level(luma - 0.392 * blue - 0.813 * red) << 8 |
+         level(luma + 2.017 * blue);
 }
 
 }  // namespace
@@ -119,7 +133,7 @@ void TextSink::_setCaps(GstCaps* caps) {
   _images.reset();
   if (!caps || gst_caps_is_empty(caps)) return;
   const GstStructure* form = gst_caps_get_structure(caps, 0);
-  _images = makeImageSubtitles(gst_structure_get_name(form), [this](SubtitleCue cue) {
+  _images = ImageSubtitles::make(gst_structure_get_name(form), [this](SubtitleCue cue) {
     _cues->add(std::move(cue));
     _changed();
   });
@@ -142,7 +156,7 @@ void TextSink::_readPalette(GstEvent* event) {
     const std::string field = (index < 10 ? "clut0" : "clut") + std::to_string(index);
     gint value = 0;
     if (!gst_structure_get_int(structure, field.c_str(), &value)) return;
-    palette[index] = colorOfVideo(value >> 16 & 0xFF, value & 0xFF, value >> 8 & 0xFF, 255, false);
+    palette[index] = colorOfVideo(value >> 16 & 0xFF, value & 0xFF, value >> 8 & 0xFF);
   }
   _palette = palette;
   if (_images) _images->setPalette(palette);

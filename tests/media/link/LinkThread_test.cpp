@@ -3,12 +3,17 @@
 #include <array>
 #include <chrono>
 #include <future>
+#include <memory>
 #include <mutex>
+#include <variant>
 #include <vector>
 
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <unistd.h>
+
+#include "media/link/EngineMessages.h"
+#include "media/link/TextSender.h"
 
 namespace media {
 namespace {
@@ -79,6 +84,31 @@ TEST(LinkThread, BreaksTheLinkIfThePeerDoesNotRead) {
   for (int count = 0; count < 4; ++count) writer.send(large);
   EXPECT_NE(end.ended.get_future().get(), LinkSocket::State::Open);
   close(sockets[1]);
+}
+
+TEST(LinkThread, LargeImagesOfSubtitlesDoNotBreakTheLink) {
+  const auto sockets = socketPair();
+  End near;
+  End far;
+  far.expected = 8;
+  LinkThread sender(near.setup(sockets[0]));
+  SubtitleCue cue;
+  cue.images = {{2048, 2048, 0, 0, 2048, 2048, std::vector<std::uint32_t>(2048 * 2048)}};
+  TextChange change{1, TextChange::Kind::Add, SubtitleCues::Source::Media, {}};
+  for (std::size_t count = 0; count < far.expected; ++count) {
+    cue.start = static_cast<double>(count);
+    change.cues = {std::make_shared<const SubtitleCue>(cue)};
+    sendTexts(sender, change);
+  }
+  LinkThread receiver(far.setup(sockets[1]));
+  ASSERT_EQ(far.complete.get_future().wait_for(kBound), std::future_status::ready);
+  for (std::size_t count = 0; count < far.expected; ++count) {
+    const auto event = decodeEvent(far.got[count]);
+    ASSERT_TRUE(event && std::holds_alternative<TextEvent>(*event));
+    const SubtitleCue& got = *std::get<TextEvent>(*event).change.cues.at(0);
+    EXPECT_EQ(got.start, static_cast<double>(count));
+    EXPECT_EQ(got.images.size(), count < 2 ? 1u : 0u) << count;
+  }
 }
 
 }  // namespace

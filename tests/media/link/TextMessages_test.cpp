@@ -45,6 +45,7 @@ SubtitleCue everything() {
   cue.layout.y = 0.75;
   cue.layout.line = -2;
   cue.images = {{1920, 1080, -4, 900, 2, 1, {0x80ff00aa, 0x01020304}}};
+  cue.endsAtNext = true;
   return cue;
 }
 
