@@ -10,6 +10,7 @@
 #include "media/encryption/ClearKeyDecryptor.h"
 #include "media/pipeline/AudioDevice.h"
 #include "media/support/GstRef.h"
+#include "media/texts/AssStream.h"
 #include "media/texts/TextStream.h"
 #include "media/workarounds/Workarounds.h"
 #include "platform/foundation/log/TVSLogger.h"
@@ -63,6 +64,7 @@ void bringUp() {
   }
   registerClearKeyDecryptor();
   registerTextStream();
+  registerAssStream();
   Workarounds::shared().installForProcess();
   for (const char* name : kCommonElements) load(name);
   if (!hasFilters) removeFilterElement();

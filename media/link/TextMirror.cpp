@@ -61,6 +61,9 @@ void TextMirror::apply(const TextChange& change) {
     case Kind::AddExternal:
       texts->addExternal(std::move(cues));
       break;
+    case Kind::AddRendering:
+      for (SubtitleCue& each : cues) texts->addRendering(change.source, std::move(each));
+      break;
     case Kind::Destroyed:
       break;
   }

@@ -58,6 +58,11 @@ Cues SubtitleCues::at(double seconds) const {
     if ((!hasEnd || cue.endsAtNext) && std::next(each) != last) continue;
     if (!cue.isEmpty()) found.push_back(*each);
   }
+  const auto rendering =
+      std::find_if(_renderings.rbegin(), _renderings.rend(), [&](const auto& each) {
+        return seconds >= each->start && seconds < each->start + each->duration;
+      });
+  if (rendering != _renderings.rend() && !(*rendering)->isEmpty()) found.push_back(*rendering);
   return found;
 }
 
@@ -78,6 +83,7 @@ std::shared_ptr<const SubtitleStyles> SubtitleCues::styles() const {
 void SubtitleCues::show(Source source) {
   std::unique_lock lock(_mutex);
   if (std::exchange(_source, source) == source) return;
+  _renderings.clear();
   _queueChange(Change::Kind::Show);
   _notify(std::move(lock));
 }
@@ -117,6 +123,7 @@ void SubtitleCues::_addTo(Store& store, Change::Kind kind, SubtitleCue cue) {
 void SubtitleCues::clear() {
   std::unique_lock lock(_mutex);
   _media = {};
+  if (_source == Source::Media) _renderings.clear();
   _queueChange(Change::Kind::Clear);
   _notify(std::move(lock));
 }
@@ -145,7 +152,10 @@ void SubtitleCues::_addExternal(Change::Kind kind, std::vector<SubtitleCue> more
   }
   Store old;  // outlives the lock
   std::unique_lock lock(_mutex);
-  if (kind == Change::Kind::SetExternal) std::swap(_external, old);
+  if (kind == Change::Kind::SetExternal) {
+    std::swap(_external, old);
+    if (_source == Source::External) _renderings.clear();
+  }
   Cues& cues = _external.cues;
   std::size_t count = 0;
   for (; count < shared.size() && cues.size() < kCueLimit; ++count) {
@@ -158,6 +168,25 @@ void SubtitleCues::_addExternal(Change::Kind kind, std::vector<SubtitleCue> more
   std::stable_sort(cues.begin(), cues.end(),
                    [](const auto& one, const auto& other) { return one->start < other->start; });
   _queueChange(kind, std::move(shared));
+  _notify(std::move(lock));
+}
+
+void SubtitleCues::addRendering(Source source, SubtitleCue cue) {
+  bound(cue);
+  const auto added = std::make_shared<const SubtitleCue>(std::move(cue));
+  std::unique_lock lock(_mutex);
+  if (source != _source) return;
+  _renderings.push_back(added);
+  std::size_t bytes = 0;
+  for (std::size_t index = _renderings.size(); index-- > 0;) {
+    bytes += bytesOf(*_renderings[index]);
+    const std::size_t count = _renderings.size() - index;
+    if (count == 1 || (count <= kRenderingLimit && bytes <= kRenderingByteLimit)) continue;
+    _renderings.erase(_renderings.begin(),
+                      _renderings.begin() + static_cast<std::ptrdiff_t>(index) + 1);
+    break;
+  }
+  _queueChange(Change::Kind::AddRendering, {added});
   _notify(std::move(lock));
 }
 

@@ -21,8 +21,12 @@ class SubtitleStyles;
 /// Three sources have a list of cues each: text streams of the media, captions in the pictures, and
 /// an external resource. One source is shown at a time.
 ///
+/// Styled texts are rendered for the pictures as they play. The newest renderings of the shown
+/// source are kept.
+///
 /// Limits: kCueLimit cues and kByteLimit bytes for each source. The earliest cues are dropped
-/// first; of an external resource the latest. Each cue is limited by bound().
+/// first; of an external resource the latest. kRenderingLimit renderings and
+/// kRenderingByteLimit bytes of them. Each cue is limited by bound().
 /// Threads: any.
 ///
 /// An observer is called for every change except of the styles, in order, on a thread that makes a
@@ -31,6 +35,8 @@ class SubtitleCues {
  public:
   static constexpr std::size_t kCueLimit = 20000;
   static constexpr std::size_t kByteLimit = std::size_t{48} << 20;
+  static constexpr std::size_t kRenderingLimit = 8;
+  static constexpr std::size_t kRenderingByteLimit = std::size_t{24} << 20;
   enum class Source { None, Media, Captions, External };
   using Cues = std::vector<std::shared_ptr<const SubtitleCue>>;
 
@@ -43,6 +49,7 @@ class SubtitleCues {
       ClearCaptions,  ///< removes the cues of captions
       SetExternal,    ///< replaces the cues of the external resource
       AddExternal,    ///< adds `cues` of the external resource
+      AddRendering,   ///< adds `cues` as renderings of `source`
       Destroyed,      ///< the object was destroyed
     };
     std::uint64_t identity = 0;
@@ -60,7 +67,8 @@ class SubtitleCues {
   /// A number that is unique in the process. Never 0.
   std::uint64_t identity() const { return _identity; }
 
-  /// Returns the cues at that time, by their starts. None is empty.
+  /// Returns the cues at that time, by their starts, and after them the newest rendering for it.
+  /// None is empty.
   Cues at(double seconds) const;
   /// Returns the lines of all cues at that time.
   std::string textAt(double seconds) const;
@@ -78,6 +86,10 @@ class SubtitleCues {
   void clearCaptions();
   void setExternal(std::vector<SubtitleCue> cues);
   void addExternal(std::vector<SubtitleCue> cues);
+  /// Adds a rendering, which may be empty. At each time, the newest one is shown. Ignored unless
+  /// `source` is shown. A change of the source, or of its cues with clear() or setExternal(),
+  /// removes all renderings.
+  void addRendering(Source source, SubtitleCue cue);
 
  private:
   struct Store {
@@ -97,6 +109,7 @@ class SubtitleCues {
   Store _media;
   Store _captions;
   Store _external;
+  std::deque<std::shared_ptr<const SubtitleCue>> _renderings;  // the newest last
   std::deque<Change> _pendingChanges;
   bool _isNotifying = false;
 };

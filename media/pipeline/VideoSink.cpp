@@ -117,11 +117,13 @@ int rotationOf(const char* orientation) {
 
 VideoSink::VideoSink(std::shared_ptr<VideoFrames> frames, std::uint64_t ticket,
                      PositionClock& position, std::shared_ptr<SubtitleCues> subtitles,
+                     std::shared_ptr<RenderedTexts> rendered,
                      std::function<void(PictureCaptions::Channel)> captionsFound)
     : _frames(std::move(frames)),
       _ticket(ticket),
       _position(position),
       _subtitles(std::move(subtitles)),
+      _rendered(std::move(rendered)),
       _captions(_subtitles, std::move(captionsFound),
                 [this] { _frames->textsDidChange(_ticket); }) {
   gst_segment_init(&_segment, GST_FORMAT_UNDEFINED);
@@ -146,17 +148,42 @@ VideoSink::VideoSink(std::shared_ptr<VideoFrames> frames, std::uint64_t ticket,
 }
 
 GstPadProbeReturn VideoSink::_onPicture(GstPad*, GstPadProbeInfo* info, gpointer self) {
-  static_cast<VideoSink*>(self)->_takeCaptions(GST_PAD_PROBE_INFO_BUFFER(info));
+  auto& me = *static_cast<VideoSink*>(self);
+  me._requestTexts(GST_PAD_PROBE_INFO_BUFFER(info));
+  me._takeCaptions(GST_PAD_PROBE_INFO_BUFFER(info));
   return GST_PAD_PROBE_OK;
 }
 
-void VideoSink::_takeCaptions(GstBuffer* picture) {
+std::optional<double> VideoSink::_streamTimeOf(GstBuffer* picture) const {
   guint64 time = 0;
-  if (_segment.format != GST_FORMAT_TIME || _segment.rate < 0 ||
-      !GST_BUFFER_PTS_IS_VALID(picture) ||
+  if (_segment.format != GST_FORMAT_TIME || !GST_BUFFER_PTS_IS_VALID(picture) ||
       gst_segment_to_stream_time_full(&_segment, GST_FORMAT_TIME, GST_BUFFER_PTS(picture), &time) !=
           1)
-    return;
+    return std::nullopt;
+  return secondsOf(time);
+}
+
+/// Called a little before the picture is due.
+void VideoSink::_requestTexts(GstBuffer* picture) {
+  if (!_rendered || _hidden) return;
+  if (const auto time = _streamTimeOf(picture)) _rendered->want(*time);
+}
+
+void VideoSink::_describePicture() {
+  if (!_rendered || _format.width <= 0 || _format.height <= 0) return;
+  SubtitledPicture picture{.width = _format.width, .height = _format.height};
+  picture.aspect = static_cast<double>(_format.width) * _format.par_n /
+                   (static_cast<double>(_format.height) * std::max(1, _format.par_d));
+  if (_rotation % 180 != 0) {
+    std::swap(picture.width, picture.height);
+    picture.aspect = 1 / picture.aspect;
+  }
+  _rendered->setPicture(picture);
+}
+
+void VideoSink::_takeCaptions(GstBuffer* picture) {
+  const auto time = _streamTimeOf(picture);
+  if (_segment.rate < 0 || !time) return;
   gpointer state = nullptr;
   while (const GstMeta* meta =
              gst_buffer_iterate_meta_filtered(picture, &state, GST_VIDEO_CAPTION_META_API_TYPE)) {
@@ -167,7 +194,7 @@ void VideoSink::_takeCaptions(GstBuffer* picture) {
       const guint8* const pair = captions->data + at;
       // cc_valid is set, and the type is one of the two CEA-608 fields.
       if ((pair[0] & 0x06) != 0x04) continue;
-      _captions.feed(secondsOf(time), pair[0] & 1u, pair[1], pair[2]);
+      _captions.feed(*time, pair[0] & 1u, pair[1], pair[2]);
     }
   }
 }
@@ -203,6 +230,10 @@ GstPadProbeReturn VideoSink::_onEvent(GstPad*, GstPadProbeInfo* info, gpointer s
     me._captions.restart();
   } else if (GST_EVENT_TYPE(event) == GST_EVENT_SEGMENT) {
     gst_event_copy_segment(event, &me._segment);
+  } else if (GST_EVENT_TYPE(event) == GST_EVENT_CAPS) {
+    GstCaps* caps = nullptr;
+    gst_event_parse_caps(event, &caps);
+    if (gst_video_info_from_caps(&me._format, caps)) me._describePicture();
   } else if (GST_EVENT_TYPE(event) == GST_EVENT_TAG) {
     GstTagList* tags = nullptr;
     gst_event_parse_tag(event, &tags);
@@ -210,6 +241,7 @@ GstPadProbeReturn VideoSink::_onEvent(GstPad*, GstPadProbeInfo* info, gpointer s
     if (gst_tag_list_get_string(tags, GST_TAG_IMAGE_ORIENTATION, &orientation)) {
       me._rotation = rotationOf(orientation);
       g_free(orientation);
+      me._describePicture();
     }
   }
   return GST_PAD_PROBE_OK;
@@ -247,7 +279,7 @@ double VideoSink::_lateness(double due) const {
   if (!clock || due < 0) return 0;
   const GstClockTime latency = gst_base_sink_get_latency(GST_BASE_SINK(_element.get()));
   const GstClockTime start = gst_element_get_base_time(_element.get()) + latency;
-  const GstClockTimeDiff runningTime = GST_CLOCK_DIFF(start, gst_clock_get_time(clock.get()));
+  const auto runningTime = GST_CLOCK_DIFF(start, gst_clock_get_time(clock.get()));
   return std::max(0.0, static_cast<double>(runningTime) / static_cast<double>(GST_SECOND) - due);
 }
 

@@ -3,9 +3,11 @@
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <optional>
 
 #include <gst/app/gstappsink.h>
 #include <gst/gst.h>
+#include <gst/video/video.h>
 
 #include "media/captions/PictureCaptions.h"
 #include "media/output/PositionClock.h"
@@ -13,6 +15,7 @@
 #include "media/pipeline/FrameConverter.h"
 #include "media/pipeline/PictureMemory.h"
 #include "media/support/GstRef.h"
+#include "media/texts/RenderedTexts.h"
 
 namespace media {
 
@@ -28,10 +31,11 @@ namespace media {
 /// pipeline must be in the null state on destruction.
 class VideoSink {
  public:
-  /// `subtitles` are attached to each picture. `captionsFound` is called on a streaming thread for
+  /// `subtitles` are attached to each picture. `rendered` renders styled texts for them; it may be
+  /// null. `captionsFound` is called on a streaming thread for
   /// the first captions of a channel.
   VideoSink(std::shared_ptr<VideoFrames> frames, std::uint64_t ticket, PositionClock& position,
-            std::shared_ptr<SubtitleCues> subtitles,
+            std::shared_ptr<SubtitleCues> subtitles, std::shared_ptr<RenderedTexts> rendered,
             std::function<void(PictureCaptions::Channel)> captionsFound);
   VideoSink(const VideoSink&) = delete;
   VideoSink& operator=(const VideoSink&) = delete;
@@ -55,6 +59,9 @@ class VideoSink {
   static GstPadProbeReturn _onEvent(GstPad* pad, GstPadProbeInfo* info, gpointer self);
   static GstPadProbeReturn _onQuery(GstPad* pad, GstPadProbeInfo* info, gpointer self);
   static GstPadProbeReturn _onPicture(GstPad* pad, GstPadProbeInfo* info, gpointer self);
+  std::optional<double> _streamTimeOf(GstBuffer* picture) const;
+  void _requestTexts(GstBuffer* picture);
+  void _describePicture();
   void _takeCaptions(GstBuffer* picture);
   void _show(GstRef<GstSample> sample, bool isDue);
   /// Returns by how many seconds a picture is late that is due at this running time.
@@ -65,6 +72,7 @@ class VideoSink {
   const std::uint64_t _ticket;
   PositionClock& _position;
   const std::shared_ptr<SubtitleCues> _subtitles;
+  const std::shared_ptr<RenderedTexts> _rendered;
   PictureCaptions _captions;
   PictureMemoryUse _memory;
   GstRef<GstElement> _element;
@@ -73,6 +81,7 @@ class VideoSink {
   // Streaming thread only.
   bool _showPreroll = true;
   int _rotation = 0;
+  GstVideoInfo _format{};  // of the arriving pictures; without a size before the first caps
   FrameConverter _converter;
   GstSegment _segment;
 };

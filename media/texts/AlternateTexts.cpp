@@ -18,11 +18,11 @@ constexpr std::string_view kIdentifierPrefix = "alternate-";
 constexpr std::size_t kMaxAlternateTexts = 256;
 constexpr std::size_t kMaxFileBytes = std::size_t{16} << 20;
 
-std::vector<SubtitleCue> cuesOrNone(const std::string& bytes) {
-  auto cues = cuesOfText(bytes);
-  if (!cues && !bytes.empty())
+TextContent contentOrNone(const std::string& bytes) {
+  auto content = contentOfText(bytes);
+  if (!content && !bytes.empty())
     TVSLogWarning(TVSSystemLog, "A text beside the media has an unknown form");
-  return cues ? *std::move(cues) : std::vector<SubtitleCue>();
+  return content ? *std::move(content) : TextContent();
 }
 
 /// Returns an empty string for a file that cannot be read or is too long.
@@ -86,12 +86,12 @@ bool AlternateTexts::select(std::optional<std::size_t> text) {
 
 void AlternateTexts::load(streaming::Streaming& streaming,
                           std::shared_ptr<streaming::StreamedItem> item,
-                          std::function<void(std::vector<SubtitleCue>)> done) {
+                          std::function<void(TextContent)> done) {
   stop();
   if (!_selected) return;
   const std::string& url = _texts[*_selected].url;
   if (!isStreamedURL(url)) {
-    done(cuesOrNone(bytesOfFile(url)));
+    done(contentOrNone(bytesOfFile(url)));
     return;
   }
   if (!item) {
@@ -100,7 +100,7 @@ void AlternateTexts::load(streaming::Streaming& streaming,
     item = streaming.open(std::move(setup), {});
   }
   auto loading = item->loadText(
-      url, [done = std::move(done)](const std::string& bytes) { done(cuesOrNone(bytes)); });
+      url, [done = std::move(done)](const std::string& bytes) { done(contentOrNone(bytes)); });
   _loading =
       std::make_shared<std::pair<std::shared_ptr<streaming::StreamedItem>, std::shared_ptr<void>>>(
           item, std::move(loading));

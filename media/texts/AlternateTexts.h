@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "media/output/SubtitleCues.h"
+#include "media/texts/TextFormats.h"
 #include "platform/media/MediaFacts.h"
 #include "platform/media/TVSMediaItem.h"
 #include "streaming/playback/StreamedItem.h"
@@ -44,9 +45,10 @@ class AlternateTexts {
   /// Selects the text with this index (see find()), or none. Returns false if the selection stays.
   bool select(std::optional<std::size_t> text);
   /// Starts loading the selected text. `done` is called at most once, on another thread, with the
-  /// cues that could be read. It is not called after stop(). `item` is null for a plain resource.
+  /// content that could be read. It is not called after stop(). `item` is null for a plain
+  /// resource.
   void load(streaming::Streaming& streaming, std::shared_ptr<streaming::StreamedItem> item,
-            std::function<void(std::vector<SubtitleCue>)> done);
+            std::function<void(TextContent)> done);
   void stop() { _loading.reset(); }
   void appendTo(std::vector<platform::MediaSelectionGroup>& groups) const;
 

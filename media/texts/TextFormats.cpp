@@ -1,8 +1,11 @@
 #include "media/texts/TextFormats.h"
 
+#include <utility>
+
 #include <glib.h>
 
 #include "media/output/SubtitleColor.h"
+#include "media/texts/AssRenderer.h"
 #include "media/texts/TTMLText.h"
 #include "media/texts/WebVTTText.h"
 
@@ -30,15 +33,22 @@ std::string utf8Of(std::string_view bytes) {
   return converted(bytes, "WINDOWS-1252");
 }
 
-std::optional<std::vector<SubtitleCue>> cuesOfText(std::string_view bytes) {
+std::optional<TextContent> contentOfText(std::string_view bytes) {
   constexpr std::size_t kEnough = 4096;
-  const std::string text = utf8Of(bytes);
-  if (isWebVTT(text)) return WebVTTReader().read(text);
-  if (isTTML(text)) return cuesOfTTML(text);
+  std::string text = utf8Of(bytes);
+  if (isWebVTT(text)) return TextContent{.cues = WebVTTReader().read(text), .ass = {}};
+  if (isTTML(text)) return TextContent{.cues = cuesOfTTML(text), .ass = {}};
+  if (isAss(text)) return TextContent{.cues = {}, .ass = std::move(text)};
   const std::string_view beginning = std::string_view(text).substr(0, kEnough);
   if (!trimmed(beginning).starts_with('<') && beginning.find("-->") != std::string_view::npos)
-    return cuesOfSubRip(text);
+    return TextContent{.cues = cuesOfSubRip(text), .ass = {}};
   return std::nullopt;
+}
+
+std::optional<std::vector<SubtitleCue>> cuesOfText(std::string_view bytes) {
+  auto content = contentOfText(bytes);
+  if (!content) return std::nullopt;
+  return std::move(content->cues);
 }
 
 }  // namespace media

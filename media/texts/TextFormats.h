@@ -9,8 +9,15 @@
 
 namespace media {
 
-/// Reads all cues of a text resource. The format (WebVTT, TTML or SubRip) is detected by its
-/// beginning. Returns nullopt for any other format.
+struct TextContent {
+  std::vector<SubtitleCue> cues;
+  std::string ass;  ///< a document of ASS or SSA in UTF-8, which is not read into cues
+};
+
+/// Reads a text resource. The format (WebVTT, TTML, SubRip or ASS) is detected by its beginning.
+/// Returns nullopt for any other format.
+std::optional<TextContent> contentOfText(std::string_view bytes);
+/// Returns its cues only.
 std::optional<std::vector<SubtitleCue>> cuesOfText(std::string_view bytes);
 
 /// Converts a text to UTF-8: from UTF-16 if it has a byte order mark, from Windows-1252 if it is

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "media/support/GstTime.h"
+#include "media/texts/AssStream.h"
 #include "media/texts/SubtitleMarkup.h"
 #include "media/texts/TextStream.h"
 
@@ -78,8 +79,9 @@ SubtitleCue cueOf(GstBuffer* buffer, const GstSegment& segment, const GstCaps* c
   return cue;
 }
 
-TextSink::TextSink(std::shared_ptr<SubtitleCues> cues, std::function<void()> changed)
-    : _cues(std::move(cues)), _changed(std::move(changed)) {
+TextSink::TextSink(std::shared_ptr<SubtitleCues> cues, std::shared_ptr<RenderedTexts> rendered,
+                   std::function<void()> changed)
+    : _cues(std::move(cues)), _rendered(std::move(rendered)), _changed(std::move(changed)) {
   gst_segment_init(&_segment, GST_FORMAT_UNDEFINED);
   GstElement* sink = gst_element_factory_make("appsink", "text-sink");
   if (!sink) return;
@@ -122,7 +124,11 @@ void TextSink::_handle(GstEvent* event) {
     if (id && std::exchange(_streamID, id) != id) {
       _cues->clear();
       _images.reset();
+      _assHeader.reset();
+      _rendered->remove(SubtitleCues::Source::Media);
     }
+  } else if (GST_EVENT_TYPE(event) == GST_EVENT_TAG) {
+    _readFonts(event);
   } else if (gst_event_has_name(event, "application/x-gst-dvd")) {
     _readPalette(event);
   }
@@ -132,6 +138,7 @@ void TextSink::_setCaps(GstCaps* caps) {
   _caps.reset(caps ? gst_caps_ref(caps) : nullptr);
   _images.reset();
   if (!caps || gst_caps_is_empty(caps)) return;
+  _beginStyled();
   const GstStructure* form = gst_caps_get_structure(caps, 0);
   _images = ImageSubtitles::make(gst_structure_get_name(form), [this](SubtitleCue cue) {
     _cues->add(std::move(cue));
@@ -146,6 +153,27 @@ void TextSink::_setCaps(GstCaps* caps) {
   if (!description || !gst_buffer_map(description, &bytes, GST_MAP_READ)) return;
   _images->setDescription({reinterpret_cast<const char*>(bytes.data), bytes.size});
   gst_buffer_unmap(description, &bytes);
+}
+
+void TextSink::_readFonts(GstEvent* event) {
+  GstTagList* tags = nullptr;
+  gst_event_parse_tag(event, &tags);
+  const guint attachments = gst_tag_list_get_tag_size(tags, GST_TAG_ATTACHMENT);
+  // Tags of the whole file are sent again when one is added.
+  if (attachments <= _attachments) return;
+  _attachments = attachments;
+  for (AttachedFont& each : fontsOf(tags)) _rendered->addFont(std::move(each));
+}
+
+/// Caps that are repeated keep the events of the document.
+void TextSink::_beginStyled() {
+  auto header = assHeaderOf(_caps.get());
+  if (header == _assHeader) return;
+  _assHeader = std::move(header);
+  if (_assHeader)
+    _rendered->begin(*_assHeader);
+  else
+    _rendered->remove(SubtitleCues::Source::Media);
 }
 
 /// Reads the colour table of a DVD, which is sent before the pictures.
@@ -171,7 +199,22 @@ void TextSink::_takeImage(GstBuffer* buffer) {
   gst_buffer_unmap(buffer, &bytes);
 }
 
+void TextSink::_takeStyled(GstBuffer* buffer) {
+  const auto start = startOf(buffer, _segment);
+  const double duration = durationOf(buffer);
+  GstMapInfo bytes;
+  if (!start || duration <= 0 || !gst_buffer_map(buffer, &bytes, GST_MAP_READ)) return;
+  const std::string_view event(reinterpret_cast<const char*>(bytes.data), bytes.size);
+  if (event.size() <= AssRenderer::kEventBytes)
+    _rendered->add(*start, duration, std::string(event.substr(0, event.find('\0'))));
+  gst_buffer_unmap(buffer, &bytes);
+}
+
 void TextSink::_take(GstBuffer* buffer) {
+  if (_assHeader) {
+    _takeStyled(buffer);
+    return;
+  }
   if (_images) {
     _takeImage(buffer);
     return;

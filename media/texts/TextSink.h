@@ -10,6 +10,7 @@
 #include "media/output/SubtitleCues.h"
 #include "media/support/GstRef.h"
 #include "media/texts/ImageSubtitles.h"
+#include "media/texts/RenderedTexts.h"
 
 namespace media {
 
@@ -26,8 +27,9 @@ SubtitleCue cueOf(GstBuffer* buffer, const GstSegment& segment, const GstCaps* c
 /// The pipeline must be in the null state on destruction.
 class TextSink {
  public:
-  /// `changed` is called on a streaming thread after a cue was added.
-  TextSink(std::shared_ptr<SubtitleCues> cues, std::function<void()> changed);
+  /// ASS is added to `rendered`. `changed` is called on a streaming thread after a cue was added.
+  TextSink(std::shared_ptr<SubtitleCues> cues, std::shared_ptr<RenderedTexts> rendered,
+           std::function<void()> changed);
   TextSink(const TextSink&) = delete;
   TextSink& operator=(const TextSink&) = delete;
 
@@ -38,10 +40,14 @@ class TextSink {
   void _handle(GstEvent* event);
   void _take(GstBuffer* buffer);
   void _takeImage(GstBuffer* buffer);
+  void _takeStyled(GstBuffer* buffer);
   void _setCaps(GstCaps* caps);
+  void _beginStyled();
+  void _readFonts(GstEvent* event);
   void _readPalette(GstEvent* event);
 
   const std::shared_ptr<SubtitleCues> _cues;
+  const std::shared_ptr<RenderedTexts> _rendered;
   const std::function<void()> _changed;
   GstRef<GstElement> _element;
   // Streaming thread only.
@@ -50,6 +56,8 @@ class TextSink {
   GstRef<GstCaps> _caps;
   std::unique_ptr<ImageSubtitles> _images;  // null for text
   std::optional<ImageSubtitles::Palette> _palette;
+  guint _attachments = 0;                 // in the newest tags with attachments
+  std::optional<std::string> _assHeader;  // of the stream, if it is ASS
 };
 
 }  // namespace media

@@ -334,7 +334,6 @@ TEST_F(MediaTracksTest, TextsOfEveryFormatAreShown) {
   };
   media.url("webvtt.mkv", withText("german.vtt", "-c:v libx264 -c:s copy"));
   media.url("webvtt.webm", withText("german.vtt", "-c:v libvpx -c:s copy"));
-  media.url("ass.mkv", withText("german.srt", "-c:v libx264 -c:s ass"));
   media.url("bare.mkv", withText("german.srt", "-c:v libx264 -c:s srt"));
   using std::string_literals::operator""s;
   // Replaces two fields of the track entry.

@@ -17,7 +17,7 @@ void PlayerBuilder::makeBus() {
 
 void PlayerBuilder::_makeSinks() {
   _elements.video = std::make_unique<VideoSink>(
-      _load.setup.frames, _load.setup.ticket, _load.position, _texts.cues(),
+      _load.setup.frames, _load.setup.ticket, _load.position, _texts.cues(), _texts.rendered(),
       [this](PictureCaptions::Channel channel) {
         _load.mailbox->post([this, channel] { _selection.noteCaptions(channel); });
       });

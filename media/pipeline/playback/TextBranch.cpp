@@ -20,6 +20,9 @@ TextBranch::TextBranch(LoadContext& load, PlayerElements& elements, const Stream
       _elements(elements),
       _catalog(catalog),
       _cues(std::make_shared<SubtitleCues>(load.setup.textsChanged)),
+      _rendered(std::make_shared<RenderedTexts>(
+          _cues, [frames = load.setup.frames,
+                  ticket = load.setup.ticket] { frames->textsDidChange(ticket); })),
       _alternates(load.setup.alternates) {}
 
 void TextBranch::_noteChange() { _load.setup.frames->textsDidChange(_load.setup.ticket); }
@@ -31,8 +34,8 @@ void TextBranch::setStyles(std::shared_ptr<const SubtitleStyles> styles) {
 
 void TextBranch::makeSink() {
   // Called on a streaming thread.
-  _elements.text =
-      std::make_unique<TextSink>(_cues, [frames = _load.setup.frames, ticket = _load.setup.ticket] {
+  _elements.text = std::make_unique<TextSink>(
+      _cues, _rendered, [frames = _load.setup.frames, ticket = _load.setup.ticket] {
         frames->textsDidChange(ticket);
       });
 }
@@ -103,16 +106,18 @@ bool TextBranch::select(const Option& option) {
   const bool changesAlternate = _alternates.select(option.alternate);
   if (changesAlternate) {
     _cues->setExternal({});
+    _rendered->remove(SubtitleCues::Source::External);
     if (option.alternate) _loadAlternate();
   }
   return changesAlternate || changesCaptions;
 }
 
 void TextBranch::_loadAlternate() {
-  _alternates.load(*_load.setup.streaming, _load.setup.item, [this](std::vector<SubtitleCue> cues) {
-    _load.mailbox->post([this, cues = std::move(cues)] {
+  _alternates.load(*_load.setup.streaming, _load.setup.item, [this](TextContent content) {
+    _load.mailbox->post([this, content = std::move(content)] {
       if (!_alternates.isSelected()) return;
-      _cues->setExternal(cues);
+      _cues->setExternal(content.cues);
+      if (!content.ass.empty()) _rendered->setDocument(SubtitleCues::Source::External, content.ass);
       show();
     });
   });
@@ -120,10 +125,12 @@ void TextBranch::_loadAlternate() {
 
 void TextBranch::show() {
   using Source = SubtitleCues::Source;
-  _cues->show(_alternates.isSelected()               ? Source::External
-              : _shownCaptions                       ? Source::Captions
-              : _catalog.plays(GST_STREAM_TYPE_TEXT) ? Source::Media
-                                                     : Source::None);
+  const Source source = _alternates.isSelected()               ? Source::External
+                        : _shownCaptions                       ? Source::Captions
+                        : _catalog.plays(GST_STREAM_TYPE_TEXT) ? Source::Media
+                                                               : Source::None;
+  _cues->show(source);
+  _rendered->show(source);
   _noteChange();
 }
 

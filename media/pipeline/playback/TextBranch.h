@@ -14,6 +14,7 @@
 #include "media/pipeline/playback/PlayerElements.h"
 #include "media/segments/TextSegments.h"
 #include "media/texts/AlternateTexts.h"
+#include "media/texts/RenderedTexts.h"
 #include "streaming/playback/PresentationPlayback.h"
 
 namespace media {
@@ -26,6 +27,7 @@ class TextBranch {
   TextBranch(LoadContext& load, PlayerElements& elements, const StreamCatalog& catalog);
 
   std::shared_ptr<SubtitleCues> cues() const { return _cues; }
+  std::shared_ptr<RenderedTexts> rendered() const { return _rendered; }
   /// `styles` may be null.
   void setStyles(std::shared_ptr<const SubtitleStyles> styles);
 
@@ -65,6 +67,7 @@ class TextBranch {
   PlayerElements& _elements;
   const StreamCatalog& _catalog;
   const std::shared_ptr<SubtitleCues> _cues;
+  const std::shared_ptr<RenderedTexts> _rendered;
   std::unique_ptr<TextSegments> _segments;
   AlternateTexts _alternates;
   std::array<std::optional<platform::MediaSelectionOption>, 4> _captions;  // known channels

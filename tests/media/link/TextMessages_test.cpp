@@ -198,6 +198,54 @@ TEST_F(TextMirrorTest, ShowsTheSameTexts) {
   expect(1.5, "");
 }
 
+TEST_F(TextMirrorTest, ShowsTheNewestRenderings) {
+  const auto texts = make();
+  const auto mirrored = mirror.of(texts->identity());
+  const auto rendering = [](double start, double duration, int size) {
+    SubtitleCue cue;
+    cue.start = start;
+    cue.duration = duration;
+    cue.images.push_back(
+        {.canvasWidth = size,
+         .canvasHeight = size,
+         .width = size,
+         .height = size,
+         .pixels = std::vector<std::uint32_t>(static_cast<std::size_t>(size * size))});
+    if (size == 0) cue.images.clear();
+    return cue;
+  };
+  const auto expect = [&](double time, int size) {
+    for (const auto& each : {texts, mirrored}) {
+      const auto cues = each->at(time);
+      EXPECT_EQ(cues.empty() ? 0 : cues.at(0)->images.at(0).width, size) << time;
+    }
+  };
+  texts->show(Source::Media);
+  texts->addRendering(Source::External, rendering(0, 9, 1));
+  expect(1, 0);
+  texts->addRendering(Source::Media, rendering(0, 10, 1));
+  texts->addRendering(Source::Media, rendering(2, 2, 2));
+  texts->addRendering(Source::Media, rendering(3, 1, 0));
+  expect(1, 1);
+  expect(2.5, 2);
+  expect(3.5, 0);
+  expect(5, 1);
+  for (int index = 0; index < 20; ++index)
+    texts->addRendering(Source::Media, rendering(20 + index, 1, 3));
+  expect(1, 0);
+  expect(20 + 20 - static_cast<double>(SubtitleCues::kRenderingLimit), 3);
+  texts->addRendering(Source::Media, rendering(50, 1, 2048));
+  texts->addRendering(Source::Media, rendering(51, 1, 2000));
+  expect(50, 0);
+  expect(51, 2000);
+  texts->clear();
+  expect(51, 0);
+  texts->addRendering(Source::Media, rendering(0, 9, 1));
+  texts->show(Source::None);
+  texts->show(Source::Media);
+  expect(1, 0);
+}
+
 TEST_F(TextMirrorTest, SplitsManyTextsIntoMessagesOfModerateSize) {
   const auto texts = make();
   std::vector<SubtitleCue> cues;
