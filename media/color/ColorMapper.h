@@ -43,7 +43,7 @@ class ColorMapper {
   static constexpr unsigned kCellBits = 3;  // chroma codes between two points of the grid
   static constexpr std::size_t kCell = 1U << kCellBits;
   static constexpr std::size_t kPoints = kCodes / kCell + 1;
-  static constexpr unsigned kStepBits = 3;  // luma codes between two results of chroma
+  static constexpr unsigned kStepBits = 4;  // luma codes between two results of chroma
   static constexpr std::size_t kStep = 1U << kStepBits;
   static constexpr std::size_t kSteps = kCodes / kStep + 1;
 

@@ -69,6 +69,18 @@ std::optional<PictureColors> colorsToMap(const GstVideoInfo& info, GstCaps* caps
   return colors;
 }
 
+/// Sets a format for pictures of the size of `like`. The converter needs the same frame rate, too.
+bool setFormat(GstVideoInfo& info, GstVideoFormat format, const GstVideoInfo& like) {
+  if (!gst_video_info_set_format(&info, format, static_cast<guint>(GST_VIDEO_INFO_WIDTH(&like)),
+                                 static_cast<guint>(GST_VIDEO_INFO_HEIGHT(&like))))
+    return false;
+  info.par_n = like.par_n;
+  info.par_d = like.par_d;
+  info.fps_n = like.fps_n;
+  info.fps_d = like.fps_d;
+  return true;
+}
+
 bool isReadByLibyuv(GstVideoFormat format) {
   return format == GST_VIDEO_FORMAT_I420_10LE || format == GST_VIDEO_FORMAT_I422_10LE ||
          format == GST_VIDEO_FORMAT_Y444_10LE;
@@ -176,14 +188,7 @@ bool FrameConverter::_prepare(const GstVideoInfo& from,
   _closePool();
   _from = from;
   _colors = colors;
-  if (!gst_video_info_set_format(&_to, GST_VIDEO_FORMAT_I420,
-                                 static_cast<guint>(GST_VIDEO_INFO_WIDTH(&from)),
-                                 static_cast<guint>(GST_VIDEO_INFO_HEIGHT(&from))))
-    return false;
-  _to.par_n = from.par_n;
-  _to.par_d = from.par_d;
-  _to.fps_n = from.fps_n;
-  _to.fps_d = from.fps_d;
+  if (!setFormat(_to, GST_VIDEO_FORMAT_I420, from)) return false;
   if (colors) {
     gst_video_colorimetry_from_string(&_to.colorimetry, GST_VIDEO_COLORIMETRY_BT709);
     if (!_prepareMapping(*colors)) return false;
@@ -202,10 +207,7 @@ bool FrameConverter::_prepare(const GstVideoInfo& from,
 bool FrameConverter::_prepareMapping(const PictureColors& colors) {
   if (!_mapper) _mapper = std::make_unique<ColorMapper>(colors);
   if (mappableLayout(GST_VIDEO_INFO_FORMAT(&_from))) return true;
-  if (!gst_video_info_set_format(&_betweenInfo, GST_VIDEO_FORMAT_I420_10LE,
-                                 static_cast<guint>(GST_VIDEO_INFO_WIDTH(&_from)),
-                                 static_cast<guint>(GST_VIDEO_INFO_HEIGHT(&_from))))
-    return false;
+  if (!setFormat(_betweenInfo, GST_VIDEO_FORMAT_I420_10LE, _from)) return false;
   _betweenInfo.colorimetry = _from.colorimetry;
   if (!GST_VIDEO_INFO_IS_YUV(&_from)) {
     _betweenInfo.colorimetry.range = GST_VIDEO_COLOR_RANGE_16_235;

@@ -19,6 +19,7 @@ constexpr GstClockTime kTime = 5 * GST_SECOND;
 GstRef<GstSample> sampleOf(GstVideoFormat format, guint8 byte, const char* colorimetry = nullptr) {
   GstVideoInfo info;
   gst_video_info_set_format(&info, format, kWidth, kHeight);
+  info.fps_n = 25;
   if (colorimetry) gst_video_colorimetry_from_string(&info.colorimetry, colorimetry);
   GstBuffer* buffer = gst_buffer_new_allocate(nullptr, GST_VIDEO_INFO_SIZE(&info), nullptr);
   gst_buffer_memset(buffer, 0, byte, GST_VIDEO_INFO_SIZE(&info));
