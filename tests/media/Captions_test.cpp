@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <string_view>
 
 #include <gtest/gtest.h>
 
@@ -99,32 +100,99 @@ TEST(Cea608Decoder, SurvivesEveryBytePair) {
   EXPECT_LE(longest, 15u * (32u * 3u + 1u));
 }
 
-/// A clip whose pictures carry a byte pair for each field in SEI messages.
-std::string captionedClip(const Pairs& first, const Pairs& second) {
+/// How pictures of a codec carry captions.
+struct CaptionedCodec {
+  const char* demuxer;
+  const char* encoder;  // options of ffmpeg
+  const char* clip;     // the file name
+  std::string begin;    // before and after the byte pairs
+  std::string end;
+  bool (*isFirstSlice)(std::string_view unit);
+};
+
+int byteAt(std::string_view bytes, std::size_t at) {
+  return at < bytes.size() ? static_cast<unsigned char>(bytes[at]) : 0;
+}
+
+const std::string kCaptionMark("\xb5\0\x31GA94\3\x42\xff", 10);
+const CaptionedCodec kCaptionedH264{"h264",
+                                    "libx264 -bf 0 -g 25 -pix_fmt yuv420p",
+                                    "captioned.mp4",
+                                    std::string("\0\0\0\1\6\4\x11", 7) + kCaptionMark,
+                                    "\xff\x80",
+                                    [](std::string_view unit) {
+                                      const int type = byteAt(unit, 0) & 31;
+                                      return (type == 1 || type == 5) && byteAt(unit, 1) >= 0x80;
+                                    }};
+const CaptionedCodec kCaptionedHEVC{
+    "hevc",
+    "libx265 -x265-params log-level=error:bframes=0:keyint=25 -pix_fmt yuv420p",
+    "captioned_hevc.mp4",
+    std::string("\0\0\0\1\x4e\1\4\x11", 8) + kCaptionMark,
+    "\xff\x80",
+    [](std::string_view unit) {
+      return (byteAt(unit, 0) >> 1 & 63) < 32 && byteAt(unit, 2) >= 0x80;
+    }};
+const CaptionedCodec kCaptionedMPEG2{
+    "mpegvideo",    "mpeg2video -bf 0 -g 25",
+    "captioned.ts", std::string("\0\0\1\xb2", 4) + kCaptionMark.substr(3),
+    "\xff",         [](std::string_view unit) { return byteAt(unit, 0) == 1; }};
+
+/// A clip whose pictures carry a byte pair for each field.
+std::string captionedClip(const CaptionedCodec& codec, const Pairs& first, const Pairs& second) {
   const TestMedia& media = TestMedia::shared();
-  media.url("bare.h264", "-map 0 -c:v libx264 -bf 0 -g 25 -x264-params aud=1 -pix_fmt yuv420p");
-  std::ifstream input(media.path("bare.h264"), std::ios::binary);
+  const std::string demuxer = codec.demuxer;
+  const std::string bareName = "bare." + demuxer;
+  media.url(bareName, std::string("-map 0 -c:v ") + codec.encoder + " -f " +
+                          (demuxer == "mpegvideo" ? "mpeg2video" : demuxer));
+  std::ifstream input(media.path(bareName), std::ios::binary);
   const std::string bare{std::istreambuf_iterator<char>(input), {}};
-  const std::string delimiter("\0\0\0\1\x09", 5);
+  const std::string startCode("\0\0\1", 3);
   std::string made;
   std::size_t picture = 0;
-  for (std::size_t at = 0; at < bare.size(); ++picture) {
-    const std::size_t end = std::min(bare.find(delimiter, at + 1), bare.size());
-    made += bare.substr(at, delimiter.size() + 1);
-    made += std::string("\0\0\0\1\x06\x04\x11\xb5\0\x31GA94\x03\x42\xff", 17);
-    for (const Pairs* field : {&first, &second}) {
-      const auto pair = picture < field->size() ? (*field)[picture] : std::pair(0, 0);
-      made += field == &first ? '\xfc' : '\xfd';
-      made += static_cast<char>(withParity(pair.first));
-      made += static_cast<char>(withParity(pair.second));
-    }
-    made += "\xff\x80";
-    made += bare.substr(at + delimiter.size() + 1, end - at - delimiter.size() - 1);
+  for (std::size_t at = 0; at < bare.size();) {
+    const std::size_t end = std::min(bare.find(startCode, at + 1), bare.size());
+    const std::string_view unit = std::string_view(bare).substr(at, end - at);
     at = end;
+    if (unit.size() > startCode.size() && codec.isFirstSlice(unit.substr(startCode.size()))) {
+      made += codec.begin;
+      for (const Pairs* field : {&first, &second}) {
+        const auto pair = picture < field->size() ? (*field)[picture] : std::pair(0, 0);
+        made += field == &first ? '\xfc' : '\xfd';
+        made += static_cast<char>(withParity(pair.first));
+        made += static_cast<char>(withParity(pair.second));
+      }
+      made += codec.end;
+      ++picture;
+    }
+    made += unit;
   }
-  std::ofstream(media.path("captioned.h264"), std::ios::binary) << made;
-  return media.url("captioned.mp4", "-f h264 -r 25 -i " + media.path("captioned.h264") +
-                                        " -map 3 -map 1 -c:v copy -c:a aac");
+  const std::string captioned = media.path("captioned." + demuxer);
+  std::ofstream(captioned, std::ios::binary) << made;
+  return media.url(codec.clip, "-fflags +genpts -r 25 -f " + demuxer + " -i " + captioned +
+                                   " -map 3 -map 1 -c:v copy -c:a aac");
+}
+
+const platform::MediaSelectionGroup* legibleGroup(EngineHarness& harness) {
+  for (const auto& each : harness.engine().facts().selectionGroups)
+    if (each.characteristic == platform::kMediaCharacteristicLegible) return &each;
+  return nullptr;
+}
+
+TEST(Captions, InMPEG2AndHEVCAreLegibleOptions) {
+  for (const CaptionedCodec& codec : {kCaptionedMPEG2, kCaptionedHEVC}) {
+    SCOPED_TRACE(codec.clip);
+    EngineHarness harness;
+    harness.load(captionedClip(codec, pairsOf("{14 20}{14 2e}{14 70}Hello{14 2f}"), {}));
+    ASSERT_TRUE(harness.waitUntil([&] { return legibleGroup(harness) != nullptr; }));
+    harness.call([id = legibleGroup(harness)->options.at(0).identifier](auto& engine) {
+      engine.selectOption(std::string(platform::kMediaCharacteristicLegible), id);
+    });
+    EXPECT_TRUE(harness.waitUntil([&] {
+      const auto frame = harness.frame();
+      return frame && frame->subtitles && frame->subtitles->textAt(2) == "Hello";
+    }));
+  }
 }
 
 TEST(Captions, EmbeddedInPicturesAreLegibleOptions) {
@@ -134,12 +202,8 @@ TEST(Captions, EmbeddedInPicturesAreLegibleOptions) {
   pairs.resize(50);
   command(pairs, 0x14, 0x2c);
   EngineHarness harness;
-  harness.load(captionedClip(pairs, others));
-  const auto legible = [&]() -> const platform::MediaSelectionGroup* {
-    for (const auto& each : harness.engine().facts().selectionGroups)
-      if (each.characteristic == platform::kMediaCharacteristicLegible) return &each;
-    return nullptr;
-  };
+  harness.load(captionedClip(kCaptionedH264, pairs, others));
+  const auto legible = [&] { return legibleGroup(harness); };
   const auto showsText = [&](const std::string& text) {
     return harness.waitUntil(
         [&] {
