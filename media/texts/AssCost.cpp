@@ -19,6 +19,8 @@ constexpr double kBitmapLayers = 3;
 /// The blur of libass reaches this many times its value, which is limited.
 constexpr double kBlurReach = 3;
 constexpr double kMaxBlur = 100;
+/// Blurring needs more memory for each pixel.
+constexpr double kBlurFactor = 2;
 /// Perspective enlarges parts of a text.
 constexpr double kPerspectiveFactor = 4;
 
@@ -95,11 +97,12 @@ class EventCost {
     height = (height + 2 * reach) * (1 + _shearY);
     // The box around a line that is turned is as high as the line is long.
     if (_look.isRotated || _shearY > 0) width = height = std::max(width, height);
-    return width * height * kBitmapLayers * (_hasPerspective ? kPerspectiveFactor : 1);
+    return width * height * kBitmapLayers * (_hasPerspective ? kPerspectiveFactor : 1) *
+           (_look.blur > 0 ? kBlurFactor : 1);
   }
 
   void _readText(std::string_view text) {
-    if (_drawingMode > 0) return _drawing.read(text);
+    if (_isDrawing) return _drawing.read(text);
     _letters += static_cast<double>(
         std::count_if(text.begin(), text.end(), [](char each) { return (each & 0xC0) != 0x80; }));
   }
@@ -158,13 +161,18 @@ class EventCost {
       _readClip(tag.substr(tag.find('(') + 1));
     } else if (const auto style = rest("r")) {
       _look.include(_styleNamed(style->substr(0, style->find_last_not_of(" \t)") + 1)));
-    } else if (const auto mode = rest("p"); mode && leadingNumber(*mode)) {
-      _drawingMode = *leadingNumber(*mode);
-      if (_drawingMode > 1)
-        _drawingScale = std::min(_drawingScale, std::exp2(std::min(_drawingMode - 1, 30.0)));
-      else if (_drawingMode > 0)
-        _drawingScale = 1;
+    } else if (const auto mode = rest("p"); mode && !rest("pos") && !rest("pbo")) {
+      _readDrawingMode(*mode);
     }
+  }
+
+  /// Each step halves the coordinates. libass rounds the number, and shifts by it without a check.
+  void _readDrawingMode(std::string_view value) {
+    constexpr double kTrustedMode = 10;
+    const double mode = std::round(leadingNumber(value).value_or(0));
+    _isDrawing = mode > 0;
+    if (_isDrawing)
+      _drawingScale = std::min(_drawingScale, mode <= kTrustedMode ? std::exp2(mode - 1) : 1);
   }
 
   void _readSize(std::string_view value) {
@@ -191,7 +199,7 @@ class EventCost {
   double _shearX = 0;
   double _shearY = 0;
   bool _hasPerspective = false;
-  double _drawingMode = 0;
+  bool _isDrawing = false;
   double _drawingScale = std::numeric_limits<double>::max();
   DrawingExtent _drawing;
   double _clipPixels = 0;

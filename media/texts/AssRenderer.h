@@ -45,7 +45,7 @@ class AssRenderer {
   static constexpr int kEventLimit = 50000;
   static constexpr int kVisibleLimit = 2000;
   static constexpr std::size_t kVisibleBytes = std::size_t{512} << 10;
-  static constexpr double kVisiblePixels = 128e6;
+  static constexpr double kVisiblePixels = 96e6;
 
   struct Rendering {
     /// The same events are visible at all times in [from, until).

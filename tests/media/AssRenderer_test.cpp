@@ -237,6 +237,8 @@ TEST(AssRenderer, LeavesOutEventsThatWouldTakeTooMuch) {
       {"shear", dialogue("{\\fax1e5\\fay1e5}Big")},
       {"animated size", dialogue("{\\t(\\fs100000)}Big")},
       {"coordinates", dialogue("{\\p1}m 0 0 l 1e6 0 l 1e6 1e6")},
+      {"drawing that is none", dialogue("{\\fs2000\\p0.01}" + repeated("letters ", 100))},
+      {"drawing in unknown steps", dialogue("{\\p1e5}m 0 0 l 1e6 0 l 1e6 1e6")},
       {"clip", dialogue("{\\clip(m 0 0 l 1e6 0 l 1e6 1e6)}Text")},
       {"long text", dialogue(repeated("letters ", 20000))},
       {"nested transformations", dialogue("{" + repeated("\\t(", 20000) + "}deep")},
