@@ -24,10 +24,13 @@ const MediaSelectionOption* optionDescribedBy(const Dictionary& description,
   const auto identifier = description.string(kMediaSelectionIdentifier);
   const auto language = description.string(kMediaSelectionLanguageTag);
   const auto forced = description.number(kMediaSelectionForced);
+  const auto name = description.string(kMediaSelectionDisplayName);
   const MediaSelectionOption* sameLanguage = nullptr;
   for (const MediaSelectionOption& each : group.options) {
     if (identifier && !identifier->empty() && each.identifier == *identifier) return &each;
-    if (!language || language->empty() || each.languageTag != *language) continue;
+    if (!language || each.languageTag != *language) continue;
+    // Options without a language are told apart by their names.
+    if (language->empty() && (name ? each.displayName != *name : identifier.has_value())) continue;
     const bool fits = forced && sameLanguage && sameLanguage->forced != forced->boolValue() &&
                       each.forced == forced->boolValue();
     if (!sameLanguage || fits) sameLanguage = &each;

@@ -197,6 +197,31 @@ TEST_F(PlayerExtensionTest, SelectedMediaRoundTrip) {
   EXPECT_EQ(TVSPlayerVorlane::selectedMediaArray(*player)[0], selected[0]);
 }
 
+TEST_F(PlayerExtensionTest, OptionsWithoutALanguageAreFoundByTheirNames) {
+  loadReady(
+      {.selectionGroups = {{"legible",
+                            {{"s1", "English", "en"}, {"s2", "Signs", ""}, {"s3", "Songs", ""}},
+                            std::nullopt,
+                            true}}});
+  const struct {
+    const char* identifier;
+    const char* name;
+    const char* selected;
+  } cases[]{{"", "Songs", "s3"},   {nullptr, nullptr, "s2"}, {"other", "Songs", "s3"},
+            {"s2", "Songs", "s2"}, {"other", nullptr, "s2"}, {"other", "Unknown", "s2"}};
+  for (const auto& testCase : cases) {
+    Dictionary entry{{std::string(platform::kMediaSelectionCharacteristic), "legible"},
+                     {std::string(platform::kMediaSelectionLanguageTag), ""}};
+    if (testCase.identifier) entry.set(platform::kMediaSelectionIdentifier, testCase.identifier);
+    if (testCase.name) entry.set(platform::kMediaSelectionDisplayName, testCase.name);
+    TVSPlayerVorlane::setSelectedMediaArray(*player, Array{entry});
+    const auto selected = TVSPlayerVorlane::selectedMediaArray(*player);
+    ASSERT_EQ(selected.size(), 1u);
+    EXPECT_EQ(selected[0].asDictionary()->get(platform::kMediaSelectionIdentifier),
+              Value(testCase.selected));
+  }
+}
+
 TEST_F(PlayerExtensionTest, SelectionsDuringTheLoadAreAppliedWhenReady) {
   const auto entry = [](const char* characteristic, const char* language) {
     return Dictionary{{std::string(platform::kMediaSelectionCharacteristic), characteristic},

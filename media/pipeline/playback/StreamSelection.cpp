@@ -22,7 +22,13 @@ std::vector<StreamDescription> descriptionsOf(const std::vector<streaming::Track
 void StreamSelection::requestTrack(std::uint32_t trackID, bool enabled) {
   _requests.emplace_back([this, trackID, enabled] {
     _chosen = true;
-    _begin(_catalog.withTrack(trackID, enabled));
+    auto choice = _catalog.withTrack(trackID, enabled);
+    if (choice && choice->showsText) {
+      // The track replaces an external text or captions.
+      const auto before = _texts.groups();
+      if (_texts.select({})) _reportChanges(before);
+    }
+    _begin(std::move(choice));
   });
 }
 
