@@ -69,6 +69,9 @@ void put(WireWriter& writer, const SubtitleLook& look) {
   put(writer, look.color);
   put(writer, look.background);
   writer.put(look.size).put(look.bold).put(look.italic).put(look.underline).put(look.edge);
+  writer.put(look.emphasis.has_value());
+  if (look.emphasis) writer.put(static_cast<std::uint32_t>(*look.emphasis));
+  writer.put(look.annotationSide);
 }
 
 SubtitleLook takeLook(WireReader& reader) {
@@ -82,12 +85,16 @@ SubtitleLook takeLook(WireReader& reader) {
   look.underline = reader.takeOptional(flag);
   look.edge =
       reader.takeOptional([](WireReader& from) { return from.takeEnum(TextEdge::Depressed); });
+  look.emphasis = reader.takeOptional(
+      [](WireReader& from) { return static_cast<char32_t>(from.take<std::uint32_t>()); });
+  look.annotationSide =
+      reader.takeOptional([](WireReader& from) { return from.takeEnum(AnnotationSide::Outside); });
   return look;
 }
 
 void put(WireWriter& writer, const SubtitleSpan& span) {
   writer.put(static_cast<std::uint32_t>(span.begin)).put(static_cast<std::uint32_t>(span.end));
-  writer.put(truncated(span.element)).put(truncated(span.annotation));
+  writer.put(truncated(span.element)).put(truncated(span.annotation)).put(truncated(span.ruby));
   const std::size_t classes = std::min(span.classes.size(), kMaxClasses);
   writer.putCount(classes);
   for (std::size_t index = 0; index < classes; ++index) writer.put(truncated(span.classes[index]));
@@ -100,19 +107,46 @@ SubtitleSpan takeSpan(WireReader& reader) {
   span.end = reader.take<std::uint32_t>();
   span.element = takeName(reader);
   span.annotation = takeName(reader);
+  span.ruby = takeName(reader);
   span.classes = reader.takeList(kMaxClasses, takeName);
   span.look = takeLook(reader);
   return span;
 }
 
+void put(WireWriter& writer, const CueRegion& region) {
+  writer.put(region.left).put(region.width).put(region.y).put(region.anchor).put(region.height);
+  writer.put(region.paddingBefore).put(region.paddingAfter);
+  writer.put(region.lines).put(region.texts).put(region.scrolls);
+  put(writer, region.background);
+}
+
+CueRegion takeRegion(WireReader& reader) {
+  CueRegion region;
+  for (double* const value :
+       {&region.left, &region.width, &region.y, &region.anchor, &region.height,
+        &region.paddingBefore, &region.paddingAfter, &region.lines})
+    *value = takeShare(reader);
+  region.texts = reader.takeEnum(CueAnchor::Bottom);
+  region.scrolls = reader.take<bool>();
+  region.background = takeColor(reader);
+  return region;
+}
+
 void put(WireWriter& writer, const CueLayout& layout) {
+  writer.put(layout.writing);
   writer.put(layout.left).put(layout.width).put(layout.alignment).put(layout.anchor).put(layout.y);
   writer.put(layout.line.has_value());
   if (layout.line) writer.put(static_cast<std::int32_t>(*layout.line));
+  writer.put(layout.rowAlignment).put(layout.shear).put(layout.readsDownwards);
+  writer.put(layout.region.has_value());
+  if (layout.region) put(writer, *layout.region);
+  put(writer, layout.background);
 }
 
 CueLayout takeLayout(WireReader& reader) {
+  using Alignment = CueLayout::Alignment;
   CueLayout layout;
+  layout.writing = reader.takeEnum(CueLayout::Writing::VerticalToRight);
   layout.left = reader.takeOptional(takeShare);
   layout.width = reader.takeOptional(takeShare);
   layout.alignment = reader.takeEnum(CueLayout::Alignment::Right);
@@ -120,6 +154,12 @@ CueLayout takeLayout(WireReader& reader) {
   layout.y = reader.takeOptional(takeShare);
   layout.line = reader.takeOptional(
       [](WireReader& from) -> int { return takeWithin(from, -kMaxPixels, kMaxPixels); });
+  layout.rowAlignment =
+      reader.takeOptional([](WireReader& from) { return from.takeEnum(Alignment::Right); });
+  layout.shear = takeShare(reader);
+  layout.readsDownwards = reader.take<bool>();
+  layout.region = reader.takeOptional(takeRegion);
+  layout.background = takeColor(reader);
   return layout;
 }
 

@@ -10,6 +10,8 @@ namespace {
 
 constexpr std::size_t kMaxCueBytes = 4000;
 constexpr std::size_t kMaxCueSpans = 64;
+constexpr std::size_t kMaxNameBytes = 256;
+constexpr std::size_t kMaxSpanClasses = 16;
 constexpr std::size_t kImageLimit = 16;
 constexpr int kCanvasLimit = 8192;
 
@@ -19,6 +21,15 @@ void replace(std::optional<T>& value, const std::optional<T>& over) {
 }
 
 bool isInsideCharacter(char byte) { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; }
+
+/// Truncates `text` at a character boundary.
+void truncate(std::string& text, std::size_t limit) {
+  if (text.size() <= limit) return;
+  while (limit > 0 && isInsideCharacter(text[limit])) --limit;
+  text.resize(limit);
+}
+
+bool isCharacter(char32_t value) { return value < 0xD800 || (value > 0xDFFF && value <= 0x10FFFF); }
 
 bool isUsable(const CueImage& image) {
   if (image.canvasWidth <= 0 || image.canvasHeight <= 0 || image.width <= 0 || image.height <= 0)
@@ -55,19 +66,28 @@ void SubtitleLook::put(const SubtitleLook& over) {
   replace(italic, over.italic);
   replace(underline, over.underline);
   replace(edge, over.edge);
+  replace(emphasis, over.emphasis);
+  replace(annotationSide, over.annotationSide);
 }
 
 void bound(SubtitleCue& cue) {
-  if (cue.text.size() > kMaxCueBytes) {
-    std::size_t end = kMaxCueBytes;
-    while (end > 0 && isInsideCharacter(cue.text[end])) --end;
-    cue.text.resize(end);
-  }
+  truncate(cue.text, kMaxCueBytes);
+  truncate(cue.identifier, kMaxNameBytes);
   if (!platform::isValidText(cue.text)) {
     cue.text = platform::replacingInvalidText(cue.text);
     cue.spans.clear();
   }
   settleSpans(cue);
+  for (SubtitleSpan& span : cue.spans) {
+    for (std::string* name : {&span.element, &span.annotation, &span.ruby}) {
+      truncate(*name, kMaxNameBytes);
+      if (!platform::isValidText(*name)) *name = platform::replacingInvalidText(*name);
+    }
+    if (span.classes.size() > kMaxSpanClasses) span.classes.resize(kMaxSpanClasses);
+    for (std::string& name : span.classes) truncate(name, kMaxNameBytes);
+    if (span.look.emphasis && !isCharacter(*span.look.emphasis)) span.look.emphasis.reset();
+  }
+  if (cue.look.emphasis && !isCharacter(*cue.look.emphasis)) cue.look.emphasis.reset();
   std::size_t bytes = 0;
   std::erase_if(cue.images, [&](const CueImage& image) {
     if (!isUsable(image)) return true;
@@ -94,7 +114,7 @@ void trim(SubtitleCue& cue) {
 std::size_t bytesOf(const SubtitleCue& cue) {
   std::size_t bytes = sizeof cue + cue.text.size() + cue.identifier.size() + imageBytesOf(cue);
   for (const SubtitleSpan& each : cue.spans) {
-    bytes += sizeof each + each.element.size() + each.annotation.size();
+    bytes += sizeof each + each.element.size() + each.annotation.size() + each.ruby.size();
     for (const std::string& name : each.classes) bytes += sizeof name + name.size();
   }
   return bytes;

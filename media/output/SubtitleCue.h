@@ -11,7 +11,14 @@
 
 namespace media {
 
+/// The font size of subtitles without a size of their own, as a fraction of the video's height.
+inline constexpr double kSubtitleFontSize = 0.045;
+
 enum class TextEdge { None, Uniform, DropShadow, Raised, Depressed };
+
+/// The side of a line on which ruby and emphasis marks are drawn. In vertical text, "before" is
+/// the right side. Outside: before the first line, after any other line.
+enum class AnnotationSide { Before, After, Outside };
 
 /// How text looks. Members that are not set are inherited; at the top the screen's defaults apply.
 struct SubtitleLook {
@@ -21,7 +28,9 @@ struct SubtitleLook {
   std::optional<bool> bold;
   std::optional<bool> italic;
   std::optional<bool> underline;
-  std::optional<TextEdge> edge;  ///< only for a whole cue
+  std::optional<TextEdge> edge;      ///< only for a whole cue
+  std::optional<char32_t> emphasis;  ///< a mark beside each character; 0: none
+  std::optional<AnnotationSide> annotationSide;
 
   /// Overrides members with those set in `over`.
   void put(const SubtitleLook& over);
@@ -36,23 +45,57 @@ struct SubtitleSpan {
   std::string element;               ///< such as "b", "c" or "v"; style rules select by it
   std::vector<std::string> classes;  ///< without dots
   std::string annotation;            ///< of a "v" element: the speaker
+  std::string ruby;  ///< small text beside the range; `look` is the look of this text
   SubtitleLook look;
   friend bool operator==(const SubtitleSpan&, const SubtitleSpan&) = default;
 };
 
+enum class CueAnchor { Top, Middle, Bottom };
+
+/// A box that cues share: their texts are stacked in it. Lengths are fractions of the picture.
+struct CueRegion {
+  double left = 0;
+  double width = 1;
+  double y =
+      0;  ///< of the point of the box that `anchor` names: 0 its upper edge, 1 its lower edge
+  double anchor = 0;
+  double height = 1;
+  double lines = 0;  ///< if greater, the height is that of so many lines
+  /// The place of the texts in the box; in vertical text, "top" is the edge of the first line.
+  CueAnchor texts = CueAnchor::Bottom;
+  double paddingBefore = 0;  ///< between the edge of the first line and the texts
+  double paddingAfter = 0;
+  bool scrolls = false;  ///< a new text moves the others smoothly
+  std::optional<platform::Color> background;
+  friend bool operator==(const CueRegion&, const CueRegion&) = default;
+};
+
 /// Where a cue is drawn. Lengths are fractions of the picture; the origin is its upper left corner.
+///
+/// Vertical text has its lines from the top to the bottom: `left` and `width` are then the upper
+/// end and the length of the lines, and `y` is a distance from the left edge.
 struct CueLayout {
   enum class Alignment { Start, Center, End, Left, Right };
-  enum class Anchor { Top, Middle, Bottom };
+  using Anchor = CueAnchor;
+  /// Vertical lines follow each other to the left or to the right.
+  enum class Writing { Horizontal, VerticalToLeft, VerticalToRight };
 
+  Writing writing = Writing::Horizontal;
   std::optional<double> left;   ///< unset: centred, with the screen's default width
   std::optional<double> width;  ///< set together with `left`
   Alignment alignment = Alignment::Center;
-  /// The edge of the text that is at `y`.
+  /// Aligns lines with the longest line, whose place is set by `alignment`.
+  std::optional<Alignment> rowAlignment;
+  /// The edge of the text that is at `y`; "top" is the left edge of vertical text.
   Anchor anchor = Anchor::Bottom;
-  std::optional<double> y;  ///< unset: at the lower edge, or as `line` says
+  std::optional<double> y;  ///< unset: at the edge of the last line, or as `line` says
   /// A line number: 0 is the first line, -1 the last.
   std::optional<int> line;
+  /// At the edge of the last line, this cue stands below earlier cues, not above them.
+  bool readsDownwards = false;
+  std::optional<CueRegion> region;            ///< if set, `y`, `anchor` and `line` are ignored
+  std::optional<platform::Color> background;  ///< behind the whole block of lines
+  double shear = 0;                           ///< horizontal shift for each unit upwards
   friend bool operator==(const CueLayout&, const CueLayout&) = default;
 };
 

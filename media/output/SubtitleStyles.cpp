@@ -235,6 +235,8 @@ void SubtitleStyles::addDictionary(const platform::Dictionary& dictionary) {
 
 void SubtitleStyles::_place(const Rule& rule, CueLayout& layout) {
   if (rule.alignment) layout.alignment = *rule.alignment;
+  // A place in the picture, not in a region.
+  if (rule.line || rule.position || rule.width) layout.region.reset();
   if (rule.line) {
     layout.line.reset();
     layout.y = rule.line;

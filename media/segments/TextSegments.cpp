@@ -158,13 +158,13 @@ std::vector<SubtitleCue> TextSegments::_readSamples(const TrackPiece& piece) {
   if (piece.initialization) _reader.read(utf8Of(webVTTHeaderIn(*piece.initialization)));
   for (const TextSample& sample : textSamplesOf(piece)) {
     if (isTTML(sample.bytes)) {
-      std::vector<SubtitleCue> document = cuesOfTTML(utf8Of(sample.bytes));
+      std::vector<SubtitleCue> document = cuesOfTTMLSample(sample.bytes);
       clipToSample(document, sample.start, sample.start + sample.duration);
       std::move(document.begin(), document.end(), std::back_inserter(cues));
       continue;
     }
     for (const std::string& text : webVTTCuesIn(sample.bytes)) {
-      auto cue = _reader.readPayload(utf8Of(text), true);
+      auto cue = _reader.readPayload(utf8Of(text));
       if (!cue) continue;
       cue->start = sample.start;
       cue->duration = sample.duration;

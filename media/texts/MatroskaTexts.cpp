@@ -1,23 +1,35 @@
 #include "media/texts/MatroskaTexts.h"
 
+#include <algorithm>
 #include <memory>
+#include <string>
+#include <string_view>
 
 #include "media/pipeline/StreamDescription.h"
 #include "media/support/DemuxerTap.h"
 #include "media/support/GstRef.h"
+#include "media/texts/MatroskaAdditions.h"
 #include "media/texts/MatroskaTracks.h"
+#include "media/texts/TextLines.h"
 #include "media/texts/TextStream.h"
 
 namespace media {
 namespace {
 
-void setWebVTTCaps(GstPad* pad, const char* payload) {
+constexpr std::string_view kWebVTTCodec = "S_TEXT/WEBVTT";
+
+/// Both codecs of WebVTT are passed on in the form of WebM: an identifier, settings, and the text.
+void setWebVTTCaps(GstPad* pad, const std::string& header) {
   const GstRef<GstCaps> caps(gst_pad_get_current_caps(pad));
   if (!caps) return;
   const GstRef<GstCaps> named(gst_caps_copy(caps.get()));
   GstStructure* const form = gst_caps_get_structure(named.get(), 0);
   gst_structure_set_name(form, "application/x-subtitle-vtt");
-  gst_structure_set(form, kCuePayload, G_TYPE_STRING, payload, nullptr);
+  gst_structure_set(form, kCuePayload, G_TYPE_STRING, kCuePayloadWebM, nullptr);
+  if (!header.empty()) {
+    const GstRef<GstBuffer> data(gst_buffer_new_memdup(header.data(), header.size()));
+    gst_structure_set(form, "codec_data", GST_TYPE_BUFFER, data.get(), nullptr);
+  }
   gst_pad_set_caps(pad, named.get());
 }
 
@@ -34,18 +46,57 @@ class MatroskaTap final : public DemuxerTap {
           demuxer, gst_message_new_element(GST_OBJECT(demuxer),
                                            gst_structure_new(kForcedTextMessage, kForcedTextStream,
                                                              G_TYPE_STRING, id, nullptr)));
-    if (track->second.codec == "S_TEXT/WEBVTT") setWebVTTCaps(pad, kCuePayloadBare);
-    if (track->second.codec.starts_with("D_WEBVTT/")) setWebVTTCaps(pad, kCuePayloadWebM);
+    if (track->second.codec.starts_with("D_WEBVTT/")) setWebVTTCaps(pad, {});
+    if (track->second.codec != kWebVTTCodec) return;
+    setWebVTTCaps(pad, track->second.codecPrivate);
+    gst_pad_add_probe(pad, GST_PAD_PROBE_TYPE_BUFFER, _addHead, new TextPad{this, *number},
+                      [](gpointer data) { delete static_cast<TextPad*>(data); });
   }
 
  private:
-  void feed(std::uint64_t offset, Bytes bytes) override { _tracks.feed(offset, bytes); }
-  void restart() override {}
-  void feedPulled(GstPad*, std::uint64_t offset, Bytes bytes) override {
+  /// Data of a probe. The pads of a demuxer end before the tap, which its sink pad owns.
+  struct TextPad {
+    const MatroskaTap* tap;
+    std::uint64_t track;
+  };
+
+  /// Puts the identifier and the settings of a cue before its text.
+  static GstPadProbeReturn _addHead(GstPad*, GstPadProbeInfo* info, gpointer data) {
+    const auto& pad = *static_cast<const TextPad*>(data);
+    GstBuffer* const buffer = GST_PAD_PROBE_INFO_BUFFER(info);
+    const std::string* addition = GST_BUFFER_PTS_IS_VALID(buffer)
+                                      ? pad.tap->_additions.find(pad.track, GST_BUFFER_PTS(buffer))
+                                      : nullptr;
+    std::string_view lines = addition ? *addition : std::string_view();
+    const std::string settings(takeLine(lines));
+    const std::string head = std::string(takeLine(lines)) + "\n" + settings + "\n";
+    GstBuffer* const whole = gst_buffer_new_memdup(head.data(), head.size());
+    gst_buffer_copy_into(
+        whole, buffer,
+        static_cast<GstBufferCopyFlags>(GST_BUFFER_COPY_METADATA | GST_BUFFER_COPY_MEMORY), 0,
+        static_cast<gsize>(-1));
+    gst_buffer_unref(buffer);
+    GST_PAD_PROBE_INFO_DATA(info) = whole;
+    return GST_PAD_PROBE_OK;
+  }
+
+  void feed(std::uint64_t offset, Bytes bytes) override {
     _tracks.feed(offset, bytes);
+    if (_hasAdditions()) _additions.feed(offset, bytes);
+  }
+  void restart() override {}
+  void feedPulled(GstPad*, std::uint64_t offset, Bytes bytes) override { feed(offset, bytes); }
+
+  /// Additions are only read in files that may have some.
+  bool _hasAdditions() const {
+    const auto& tracks = _tracks.tracks();
+    return tracks.empty() || std::any_of(tracks.begin(), tracks.end(), [](const auto& each) {
+             return each.second.codec == kWebVTTCodec;
+           });
   }
 
   MatroskaTracks _tracks;
+  MatroskaAdditions _additions;
 };
 
 void onMatroskaElement(GstBin*, GstBin*, GstElement* element, gpointer) {

@@ -19,6 +19,7 @@ class MatroskaTracks {
   struct Track {
     bool forced = false;
     std::string codec;
+    std::string codecPrivate;  ///< of WebVTT only: its header, with style sheets and regions
   };
 
   /// Takes bytes of the file: either all of them in order, or those that a demuxer reads.

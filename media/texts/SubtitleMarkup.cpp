@@ -86,12 +86,29 @@ void applyClasses(const std::vector<std::string>& classes, SubtitleLook& look) {
   }
 }
 
+/// Finds a character and does not search again for one that is missing in the rest of the text.
+class TagEnd {
+ public:
+  explicit TagEnd(char character) : _character(character) {}
+  std::size_t find(std::string_view text) {
+    const std::size_t end = _isMissing ? std::string_view::npos : text.find(_character);
+    _isMissing = end == std::string_view::npos;
+    return end;
+  }
+
+ private:
+  const char _character;
+  bool _isMissing = false;
+};
+
 class MarkupReader {
  public:
+  explicit MarkupReader(Markup kind) : _kind(kind) {}
+
   SubtitleCue read(std::string_view markup) {
     markup = markup.substr(0, kMarkupLimit);
     while (!markup.empty()) markup.remove_prefix(_take(markup));
-    for (const std::size_t each : _open) _cue.spans[each].end = _cue.text.size();
+    while (!_open.empty()) _closeSpan(_open.size() - 1);
     bound(_cue);
     return std::move(_cue);
   }
@@ -106,8 +123,8 @@ class MarkupReader {
         _cue.text += entity.text;
         return entity.size;
       }
-    } else if (text.starts_with("{\\")) {
-      if (const std::size_t end = text.find('}'); end != std::string_view::npos) {
+    } else if (_kind == Markup::SubRip && text.starts_with("{\\")) {
+      if (const std::size_t end = _braceEnd.find(text); end != std::string_view::npos) {
         _takeOverride(text.substr(2, end - 2));
         return end + 1;
       }
@@ -120,7 +137,7 @@ class MarkupReader {
   std::size_t _takeTag(std::string_view text) {
     const bool isTag = text.size() > 1 &&
                        (text[1] == '/' || text[1] == '.' || isLetter(text[1]) || isDigit(text[1]));
-    const std::size_t end = isTag ? text.find('>') : std::string_view::npos;
+    const std::size_t end = isTag ? _tagEnd.find(text) : std::string_view::npos;
     if (end == std::string_view::npos) return 0;
     const std::string_view tag = text.substr(1, end - 1);
     if (tag.starts_with('/'))
@@ -150,18 +167,45 @@ class MarkupReader {
     if (span.element == "u") span.look.underline = true;
     if (span.element == "font" || span.element == "span") readFontAttributes(rest, span.look);
     if (span.element == "v" || span.element == "lang") span.annotation = rest;
+    if (span.element == "ruby") _rubyBase = span.begin;
+    if (span.element == "rt") {
+      _closeElement("rt");
+      span.begin = _cue.text.size();
+    }
     applyClasses(span.classes, span.look);
     _open.push_back(_cue.spans.size());
     _cue.spans.push_back(std::move(span));
   }
 
   void _close(const std::string& element) {
-    const auto found = std::find_if(_open.rbegin(), _open.rend(), [&](std::size_t index) {
-      return _cue.spans[index].element == element;
-    });
-    if (found == _open.rend()) return;
-    _cue.spans[*found].end = _cue.text.size();
-    _open.erase(std::next(found).base());
+    if (element == "ruby") _closeElement("rt");
+    _closeElement(element);
+  }
+
+  void _closeElement(std::string_view element) {
+    for (std::size_t place = _open.size(); place-- > 0;) {
+      if (_cue.spans[_open[place]].element != element) continue;
+      _closeSpan(place);
+      return;
+    }
+  }
+
+  /// `place` is the index in `_open`.
+  void _closeSpan(std::size_t place) {
+    SubtitleSpan& span = _cue.spans[_open[place]];
+    span.end = _cue.text.size();
+    _open.erase(_open.begin() + static_cast<std::ptrdiff_t>(place));
+    const bool isRuby = span.element == "rt";
+    if (!isRuby && span.element != "rp") return;
+    std::string inner = _cue.text.substr(span.begin);
+    _cue.text.resize(span.begin);
+    for (SubtitleSpan& each : _cue.spans) {
+      each.begin = std::min(each.begin, _cue.text.size());
+      each.end = std::min(each.end, _cue.text.size());
+    }
+    if (!isRuby) return;
+    span.ruby = std::move(inner);
+    span.begin = std::exchange(_rubyBase, span.end);
   }
 
   /// Reads "\an1" to "\an9". The digits are arranged like the keys of a numeric keypad.
@@ -182,8 +226,12 @@ class MarkupReader {
     }
   }
 
+  const Markup _kind;
+  TagEnd _tagEnd{'>'};
+  TagEnd _braceEnd{'}'};
   SubtitleCue _cue;
   std::vector<std::size_t> _open;  // indices of open spans, the innermost last
+  std::size_t _rubyBase = 0;       // where the base of the next ruby text begins
 };
 
 }  // namespace
@@ -208,8 +256,8 @@ Entity entityOf(std::string_view text) {
   return {};
 }
 
-SubtitleCue cueOfMarkup(std::string_view markup) {
-  SubtitleCue cue = MarkupReader().read(markup);
+SubtitleCue cueOfMarkup(std::string_view markup, Markup kind) {
+  SubtitleCue cue = MarkupReader(kind).read(markup);
   trim(cue);
   return cue;
 }

@@ -8,13 +8,17 @@
 
 namespace media {
 
-/// Reads the text of a cue with the markup of WebVTT, SubRip and Pango: `<b>`, `<i>`, `<u>`,
-/// `<c.class>`, `<v Name>`, `<lang>`, `<font color=…>`, `<span foreground=…>`, entities, and the
-/// alignment override `{\an8}`. Each tag becomes a span; unknown tags have no look. Text that only
-/// resembles a tag is kept as it is.
+/// SubRip includes the markup of Pango.
+enum class Markup { WebVTT, SubRip };
+
+/// Reads the text of a cue with its markup: `<b>`, `<i>`, `<u>`, `<c.class>`, `<v Name>`, `<lang>`,
+/// `<ruby>`, `<font color=…>`, `<span foreground=…>`, entities, and in SubRip the alignment
+/// override `{\an8}`. Each tag becomes a span; unknown tags have no look. Text that only resembles
+/// a tag is kept as it is. The text of `<rt>` becomes the ruby of a span; that of `<rp>` is
+/// dropped.
 ///
-/// The times of the cue are not set. Its size is limited by bound().
-SubtitleCue cueOfMarkup(std::string_view markup);
+/// The times of the cue are not set. Its size is limited by bound(). The work is linear.
+SubtitleCue cueOfMarkup(std::string_view markup, Markup kind = Markup::SubRip);
 
 /// An entity such as `&amp;` at the beginning of a text: its meaning and its length in bytes, or 0.
 struct Entity {

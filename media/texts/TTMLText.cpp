@@ -1,78 +1,87 @@
 #include "media/texts/TTMLText.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 
 #include <glib.h>
 
 #include "media/output/SubtitleColor.h"
-#include "media/output/SubtitleCues.h"
-#include "media/output/SubtitleStyles.h"
+#include "media/texts/CueList.h"
+#include "media/texts/PngImage.h"
+#include "media/texts/TTMLImages.h"
+#include "media/texts/TTMLParagraph.h"
+#include "media/texts/TTMLStyle.h"
 #include "media/texts/TTMLTime.h"
+#include "media/texts/TextFormats.h"
 
 namespace media {
 namespace {
 
-using Anchor = CueLayout::Anchor;
-
 constexpr std::size_t kDepthLimit = 32;
-constexpr std::size_t kNameLimit = 1000;
-constexpr std::size_t kMaxTTMLBytes = 4000;
-
-/// The `tts:` attributes of an element that are supported.
-struct Style {
-  SubtitleLook look;
-  std::optional<CueLayout::Alignment> alignment;
-  std::optional<Anchor> anchor;
-  // Fractions of the picture.
-  std::optional<std::pair<double, double>> origin;
-  std::optional<std::pair<double, double>> extent;
-
-  void put(const Style& over) {
-    look.put(over.look);
-    if (over.alignment) alignment = over.alignment;
-    if (over.anchor) anchor = over.anchor;
-    if (over.origin) origin = over.origin;
-    if (over.extent) extent = over.extent;
-  }
-};
-
-struct Attributes {
-  const gchar** names;
-  const gchar** values;
-
-  /// Finds an attribute by its local name. Prefixes are ignored.
-  std::string_view get(std::string_view name) const {
-    for (std::size_t index = 0; names[index]; ++index) {
-      std::string_view each = names[index];
-      if (const std::size_t colon = each.rfind(':'); colon != std::string_view::npos)
-        each.remove_prefix(colon + 1);
-      if (each == name) return values[index];
-    }
-    return {};
-  }
-};
+constexpr std::size_t kRegionLimit = 1000;
+constexpr std::size_t kMaxAttributes = 64;
+constexpr std::size_t kMaxRegionName = 256;
+constexpr double kMaxTTMLSeconds = 1e9;
 
 std::string_view localName(std::string_view name) {
   const std::size_t colon = name.rfind(':');
   return colon == std::string_view::npos ? name : name.substr(colon + 1);
 }
 
+/// The attributes of an element by their local names. Prefixes are ignored.
+class TTMLAttributes {
+ public:
+  TTMLAttributes(const gchar** names, const gchar** values) : _names(names), _values(values) {
+    while (_count < kMaxAttributes && names[_count]) ++_count;
+  }
+
+  std::string_view get(std::string_view name) const {
+    for (std::size_t index = 0; index < _count; ++index)
+      if (localName(_names[index]) == name) return _values[index];
+    return {};
+  }
+  TTMLStyle style(const TTMLRoot& root) const {
+    TTMLStyle style;
+    for (std::size_t index = 0; index < _count; ++index)
+      readTTMLAttribute(localName(_names[index]), _values[index], root, style);
+    return style;
+  }
+
+ private:
+  const gchar** _names;
+  const gchar** _values;
+  std::size_t _count = 0;
+};
+
 struct OpenElement {
   std::string name;
   double begin = 0;
   double end = HUGE_VAL;
   std::string region;
-  Style style;
+  TTMLStyle own;
+  TTMLStyle computed;  // of paragraphs and spans
   bool preservesSpace = false;
+  bool isSequence = false;
+  double sequenceEnd = 0;  // of the last child
+  bool isDisplayed = true;
+};
+
+struct PendingImage {
+  SubtitleCue cue;
+  std::string reference;
+  TTMLStyle box;
 };
 
 class TTMLReader {
  public:
+  explicit TTMLReader(std::span<const std::string_view> images) : _images(images) {}
+
   std::vector<SubtitleCue> read(std::string_view text) {
     const GMarkupParser parser{_onStart, _onEnd, _onText, nullptr, nullptr};
     const std::unique_ptr<GMarkupParseContext, void (*)(GMarkupParseContext*)> context(
@@ -81,7 +90,14 @@ class TTMLReader {
     // After a syntax error, the cues read before it are returned.
     g_markup_parse_context_parse(context.get(), text.data(), static_cast<gssize>(text.size()),
                                  nullptr);
-    return std::move(_cues);
+    // Images may be defined after the elements that show them.
+    for (PendingImage& each : _pendingImages) {
+      auto image = _images.place(each.reference, each.box, _root);
+      if (!image) continue;
+      each.cue.images.push_back(*std::move(image));
+      if (!_cues.add(std::move(each.cue))) break;
+    }
+    return _cues.take();
   }
 
  private:
@@ -98,55 +114,83 @@ class TTMLReader {
     static_cast<TTMLReader*>(self)->_take({text, size});
   }
 
-  bool _start(std::string_view name, const Attributes& attributes) {
-    if (_openElements.size() >= kDepthLimit || _cues.size() >= SubtitleCues::kCueLimit)
-      return false;
-    OpenElement element = _openElements.empty() ? OpenElement{} : _openElements.back();
+  bool _start(std::string_view name, const TTMLAttributes& attributes) {
+    if (_openElements.size() >= kDepthLimit || _cues.isFull()) return false;
+    OpenElement element;
+    if (!_openElements.empty()) {
+      const OpenElement& parent = _openElements.back();
+      element.begin = parent.isSequence ? parent.sequenceEnd : parent.begin;
+      element.end = parent.end;
+      element.region = parent.region;
+      element.preservesSpace = parent.preservesSpace;
+      element.isDisplayed = parent.isDisplayed;
+    }
     element.name = name;
     if (name == "tt") _readDocument(attributes);
     _readTimes(attributes, element);
-    if (const auto region = attributes.get("region"); !region.empty()) element.region = region;
+    if (const auto region = attributes.get("region"); !region.empty())
+      element.region = region.substr(0, kMaxRegionName);
     if (const auto space = attributes.get("space"); !space.empty())
       element.preservesSpace = space == "preserve";
-    const Style own = _styleOf(attributes);
+    const TTMLStyle inlined = attributes.style(_root);
+    const std::string_view references = attributes.get("style");
     const std::string identifier(attributes.get("id"));
     if (name == "style") {
       if (_isInside("region"))
-        _regions[_region].put(own);
-      else if (_styles.size() < kNameLimit && !identifier.empty())
-        _styles[identifier] = own;
+        _regions[_region].put(_styles.styleOf(references, inlined));
+      else
+        _styles.add(identifier, inlined, references);
     } else if (name == "region") {
-      if (_regions.size() >= kNameLimit) return false;
-      _region = identifier;
-      _regions[_region] = own;
-    } else if (name == "p") {
-      element.style.put(own);
-      _beginCue(element, identifier);
-    } else if (name == "span" && _cue) {
-      element.style.put(own);
-      SubtitleSpan span;
-      span.begin = _cue->text.size();
-      span.element = "span";
-      span.look = own.look;
-      _spans.push_back(_cue->spans.size());
-      _cue->spans.push_back(std::move(span));
-    } else if (name == "br" && _cue) {
-      _breakLine();
+      if (_regions.size() >= kRegionLimit) return false;
+      _region = identifier.substr(0, kMaxRegionName);
+      _regions[_region] = _styles.styleOf(references, inlined);
+    } else if (name == "image" || name == "data") {
+      _beginImage(name, attributes, identifier);
     } else {
-      element.style.put(own);
+      // The extent of the document is that of the root container.
+      if (name != "tt") element.own = _styles.styleOf(references, inlined);
+      element.isDisplayed = element.isDisplayed && element.own.isDisplayed.value_or(true);
+      _beginContent(element, attributes, identifier);
     }
     _openElements.push_back(std::move(element));
     return true;
   }
 
+  void _beginContent(OpenElement& element, const TTMLAttributes& attributes,
+                     const std::string& identifier) {
+    if (element.name == "p") {
+      _beginParagraph(element, identifier);
+    } else if (element.name == "span" && _paragraph) {
+      const OpenElement& parent = _openElements.back();
+      element.computed = parent.computed;
+      element.computed.inherit(element.own, _root);
+      _paragraph->beginSpan({.style = element.computed,
+                             .own = element.own,
+                             .parentSize = parent.computed.fontHeight(_root),
+                             .begin = element.begin,
+                             .end = element.end,
+                             .isTimed = element.begin != parent.begin || element.end != parent.end},
+                            _root);
+    } else if (element.name == "br" && _paragraph) {
+      _paragraph->breakLine();
+    }
+    if (element.own.image) _showImage(*element.own.image, element);
+    element.isSequence = attributes.get("timeContainer") == "seq";
+    element.sequenceEnd = element.begin;
+  }
+
   void _finish() {
     const OpenElement element = std::move(_openElements.back());
     _openElements.pop_back();
-    if (element.name == "span" && _cue && !_spans.empty()) {
-      _cue->spans[_spans.back()].end = _cue->text.size();
-      _spans.pop_back();
-    } else if (element.name == "p" && _cue) {
-      _endCue(element);
+    if (!_openElements.empty() && _openElements.back().isSequence)
+      _openElements.back().sequenceEnd = std::min(element.end, kMaxTTMLSeconds);
+    if (element.name == "span" && _paragraph) {
+      _paragraph->endSpan();
+    } else if (element.name == "p" && _paragraph) {
+      _paragraph->finish(element.begin, element.end, _cues);
+      _paragraph.reset();
+    } else if (element.name == "image" || element.name == "data") {
+      _images.endData();
     }
   }
 
@@ -154,171 +198,146 @@ class TTMLReader {
     return !_openElements.empty() && _openElements.back().name == name;
   }
 
-  void _readDocument(const Attributes& attributes) {
+  void _readDocument(const TTMLAttributes& attributes) {
     _clock.setFrameRate(attributes.get("frameRate"));
     _clock.multiplyFrameRate(attributes.get("frameRateMultiplier"));
     _clock.setTickRate(attributes.get("tickRate"));
-    if (const auto size = _pixelsOf(attributes.get("extent"))) {
-      _width = size->first;
-      _height = size->second;
-    }
-    if (std::string_view cells = attributes.get("cellResolution"); !cells.empty()) {
-      const double columns = takeNumber(cells).value_or(0);
-      const double rows = takeNumber(cells).value_or(0);
-      if (columns > 0 && rows > 0) {
-        _columns = columns;
-        _rows = rows;
-      }
-    }
+    _root.setExtent(attributes.get("extent"));
+    _root.setCellResolution(attributes.get("cellResolution"));
   }
 
-  void _readTimes(const Attributes& attributes, OpenElement& element) const {
+  void _readTimes(const TTMLAttributes& attributes, OpenElement& element) const {
     const double base = element.begin;
     if (const auto begin = _clock.secondsOf(attributes.get("begin"))) element.begin = base + *begin;
     if (const auto end = _clock.secondsOf(attributes.get("end")))
       element.end = std::min(element.end, base + *end);
-    else if (const auto duration = _clock.secondsOf(attributes.get("dur")))
+    if (const auto duration = _clock.secondsOf(attributes.get("dur")))
       element.end = std::min(element.end, element.begin + *duration);
   }
 
-  /// "1280px 720px"
-  static std::optional<std::pair<double, double>> _pixelsOf(std::string_view text) {
-    const auto width = takeNumber(text);
-    if (!width || !text.starts_with("px")) return std::nullopt;
-    text.remove_prefix(2);
-    const auto height = takeNumber(text);
-    if (!height || text != "px") return std::nullopt;
-    return std::pair(*width, *height);
+  /// Returns the style of the element's region, or null.
+  const TTMLStyle* _regionOf(const OpenElement& element) const {
+    const auto region = _regions.find(element.region);
+    return region == _regions.end() ? nullptr : &region->second;
   }
 
-  /// Removes a length from the beginning of `text` and returns it as a fraction of the picture.
-  /// `pixels` and `cells` are the size of the picture in these units.
-  static std::optional<double> _takeShare(std::string_view& text, double pixels, double cells) {
-    const auto number = takeNumber(text);
-    if (!number) return std::nullopt;
-    const std::string_view unit = text.substr(0, text.find(' '));
-    text.remove_prefix(unit.size());
-    const double whole = unit == "%" ? 100 : unit == "px" ? pixels : unit == "c" ? cells : 0;
-    if (whole <= 0) return std::nullopt;
-    return std::clamp(*number / whole, 0.0, 1.0);
+  /// Returns the box of an element: its own, that of an outer element, or that of its region.
+  std::optional<TTMLStyle> _boxOf(const OpenElement& element) const {
+    std::optional<TTMLStyle> box;
+    if (const TTMLStyle* region = _regionOf(element)) box = *region;
+    const auto add = [&](const OpenElement& each) {
+      if (!each.own.origin && !each.own.extent) return;
+      if (!box) box.emplace();
+      box->put(each.own);
+    };
+    for (const OpenElement& each : _openElements) add(each);
+    add(element);
+    return box;
   }
 
-  std::optional<std::pair<double, double>> _sharesOf(std::string_view text) const {
-    const auto first = _takeShare(text, _width, _columns);
-    const auto second = _takeShare(text, _height, _rows);
-    if (!first || !second) return std::nullopt;
-    return std::pair(*first, *second);
-  }
-
-  Style _styleOf(const Attributes& attributes) const {
-    Style style;
-    std::string_view references = attributes.get("style");
-    while (!(references = trimmed(references)).empty()) {
-      const std::size_t end = std::min(references.find(' '), references.size());
-      const auto found = _styles.find(std::string(references.substr(0, end)));
-      if (found != _styles.end()) style.put(found->second);
-      references.remove_prefix(end);
+  void _beginParagraph(OpenElement& element, const std::string& identifier) {
+    const auto box = _boxOf(element);
+    TTMLStyle& style = element.computed;
+    double opacity = 1;
+    std::optional<platform::Color> background;  // of the elements around the paragraph
+    if (const TTMLStyle* region = _regionOf(element)) {
+      style.inherit(*region, _root);
+      opacity *= region->opacity.value_or(1);
     }
-    if (const auto value = attributes.get("color"); !value.empty())
-      readDeclaration("color", value, style.look);
-    if (const auto value = attributes.get("backgroundColor"); !value.empty())
-      readDeclaration("background-color", value, style.look);
-    if (const auto value = attributes.get("fontStyle"); !value.empty())
-      readDeclaration("font-style", value, style.look);
-    if (const auto value = attributes.get("fontWeight"); !value.empty())
-      readDeclaration("font-weight", value, style.look);
-    if (const auto value = attributes.get("textDecoration"); !value.empty())
-      readDeclaration("text-decoration", value, style.look);
-    // The last of two sizes is the height. Sizes in pixels or cells are ignored by
-    // readDeclaration().
-    std::string_view size = attributes.get("fontSize");
-    size.remove_prefix(size.rfind(' ') == std::string_view::npos ? 0 : size.rfind(' ') + 1);
-    if (!size.empty()) readDeclaration("font-size", size, style.look);
-    if (std::string_view outline = attributes.get("textOutline"); !outline.empty())
-      style.look.edge = outline == "none" ? TextEdge::None : TextEdge::Uniform;
-    style.alignment = alignmentOf(attributes.get("textAlign"));
-    const std::string_view anchor = attributes.get("displayAlign");
-    if (anchor == "before") style.anchor = Anchor::Top;
-    if (anchor == "center") style.anchor = Anchor::Middle;
-    if (anchor == "after") style.anchor = Anchor::Bottom;
-    style.origin = _sharesOf(attributes.get("origin"));
-    style.extent = _sharesOf(attributes.get("extent"));
-    return style;
-  }
-
-  void _beginCue(const OpenElement& element, const std::string& identifier) {
-    _cue.emplace();
-    _spans.clear();
-    _cue->identifier = identifier;
-    Style style;
-    if (const auto region = _regions.find(element.region); region != _regions.end()) {
-      style = region->second;
-      // The background of a region is drawn behind its letters only; a filled region would hide
-      // video.
-      _place(style);
+    for (const OpenElement& each : _openElements) {
+      style.inherit(each.own, _root);
+      opacity *= each.own.opacity.value_or(1);
+      if (each.own.look.background) background = each.own.look.background;
     }
-    style.put(element.style);
-    _cue->look = style.look;
-    if (style.alignment) _cue->layout.alignment = *style.alignment;
+    style.inherit(element.own, _root);
+    opacity *= element.own.opacity.value_or(1);
+    if (!element.isDisplayed) return;
+    SubtitleCue cue;
+    cue.identifier = identifier;
+    cue.look = style.look;
+    if (style.fontSize)
+      cue.look.size = std::clamp(style.fontHeight(_root) / kSubtitleFontSize, 0.25, 4.0);
+    cue.layout.writing = style.writing.value_or(CueLayout::Writing::Horizontal);
+    cue.layout.rowAlignment = style.rowAlignment;
+    cue.layout.shear = style.shear.value_or(0);
+    cue.layout.readsDownwards = true;
+    if (box) {
+      placeInTTMLRegion(*box, cue.layout);
+      cue.layout.alignment = CueLayout::Alignment::Start;
+      cue.layout.background = std::exchange(cue.look.background, std::nullopt);
+    }
+    if (style.alignment) cue.layout.alignment = *style.alignment;
+    if (!cue.look.background) cue.look.background = background;
+    if (opacity < 1) _fade(cue, static_cast<float>(opacity));
+    _paragraph.emplace(std::move(cue), style);
   }
 
-  void _place(const Style& region) {
-    if (!region.origin && !region.extent) return;
-    const auto origin = region.origin.value_or(std::pair(0.0, 0.0));
-    const auto extent = region.extent.value_or(std::pair(1 - origin.first, 1 - origin.second));
-    CueLayout& layout = _cue->layout;
-    layout.left = origin.first;
-    layout.width = std::min(extent.first, 1 - origin.first);
-    layout.anchor = region.anchor.value_or(Anchor::Top);
-    const double share = layout.anchor == Anchor::Top      ? 0
-                         : layout.anchor == Anchor::Middle ? 0.5
-                                                           : 1;
-    layout.y = std::min(origin.second + share * extent.second, 1.0);
-    layout.alignment = CueLayout::Alignment::Start;
+  static void _fade(SubtitleCue& cue, float opacity) {
+    if (!cue.look.color) cue.look.color = platform::kWhite;
+    for (auto* color : {&cue.look.color, &cue.look.background, &cue.layout.background})
+      if (*color) (*color)->alpha *= opacity;
+  }
+
+  /// Reads `image` of SMPTE-TT, whose content is the data, and `image` and `data` of TTML 2.
+  void _beginImage(std::string_view name, const TTMLAttributes& attributes,
+                   const std::string& identifier) {
+    const bool isImage = name == "image";
+    if (const auto source = attributes.get("src"); isImage && !source.empty()) {
+      if (!_openElements.empty()) _showImage(source, _openElements.back());
+    } else if (isImage && attributes.get("encoding").empty()) {
+      _imageName = identifier;
+    } else {
+      const auto isOpen = [&](std::string_view element) {
+        return std::any_of(_openElements.begin(), _openElements.end(),
+                           [&](const OpenElement& each) { return each.name == element; });
+      };
+      const bool isInImage = !isImage && isOpen("image");
+      std::string own = isInImage && identifier.empty() ? _imageName : identifier;
+      if (own.empty()) own = "data " + std::to_string(++_lastData);
+      if (isInImage && isOpen("div")) _showImage("#" + own, _openElements.back());
+      _images.beginData(std::move(own));
+    }
+  }
+
+  /// `element` is the element that shows the image, or an element in it.
+  void _showImage(std::string_view reference, const OpenElement& element) {
+    if (_pendingImages.size() >= SubtitleCues::kCueLimit || !element.isDisplayed) return;
+    const auto box = _boxOf(element);
+    if (!(element.end > element.begin)) return;
+    PendingImage& pending = _pendingImages.emplace_back();
+    pending.reference = reference.substr(0, kMaxRegionName);
+    if (box) pending.box = *box;
+    pending.box.imageX = element.own.imageX ? element.own.imageX : pending.box.imageX;
+    pending.box.imageY = element.own.imageY ? element.own.imageY : pending.box.imageY;
+    pending.cue.start = element.begin;
+    pending.cue.duration =
+        std::isfinite(element.end) ? element.end - element.begin : SubtitleCue::kUntilNext;
   }
 
   void _take(std::string_view text) {
-    if (!_cue || _openElements.empty() || _cue->text.size() > kMaxTTMLBytes) return;
-    const std::string& name = _openElements.back().name;
-    if (name != "p" && name != "span") return;
-    std::string& to = _cue->text;
-    if (_openElements.back().preservesSpace) {
-      to += text;
+    if (_images.isInData()) {
+      _images.append(text);
       return;
     }
-    for (const char each : text) {
-      const bool isBlank = each == ' ' || each == '\t' || each == '\n' || each == '\r';
-      if (isBlank && (to.empty() || to.back() == ' ' || to.back() == '\n')) continue;
-      to += isBlank ? ' ' : each;
-    }
-  }
-
-  void _breakLine() { _cue->text += '\n'; }
-
-  void _endCue(const OpenElement& element) {
-    SubtitleCue cue = *std::exchange(_cue, std::nullopt);
-    if (!(element.end > element.begin)) return;
-    trim(cue);
-    if (cue.isEmpty()) return;
-    cue.start = element.begin;
-    cue.duration =
-        std::isfinite(element.end) ? element.end - element.begin : SubtitleCue::kUntilNext;
-    bound(cue);
-    _cues.push_back(std::move(cue));
+    if (!_paragraph || _openElements.empty()) return;
+    const OpenElement& element = _openElements.back();
+    if ((element.name == "p" || element.name == "span") && element.isDisplayed &&
+        element.computed.isVisible.value_or(true))
+      _paragraph->append(text, element.preservesSpace);
   }
 
   TTMLClock _clock;
-  double _width = 0;
-  double _height = 0;
-  double _columns = 32;
-  double _rows = 15;
-  std::map<std::string, Style> _styles;
-  std::map<std::string, Style> _regions;
-  std::string _region;  // the region that was opened last
+  TTMLRoot _root;
+  TTMLStyleSheet _styles;
+  TTMLImages _images;
+  std::map<std::string, TTMLStyle, std::less<>> _regions;
+  std::string _region;     // the region that was opened last
+  std::string _imageName;  // of the image that was opened last
+  int _lastData = 0;       // counts data without a name
   std::vector<OpenElement> _openElements;
-  std::optional<SubtitleCue> _cue;  // of the open paragraph
-  std::vector<std::size_t> _spans;  // indices of the open spans of `_cue`
-  std::vector<SubtitleCue> _cues;
+  std::optional<TTMLParagraph> _paragraph;
+  std::vector<PendingImage> _pendingImages;
+  CueList _cues;
 };
 
 }  // namespace
@@ -340,7 +359,19 @@ bool isTTML(std::string_view beginning) {
 
 std::vector<SubtitleCue> cuesOfTTML(std::string_view text) {
   if (text.starts_with("\xef\xbb\xbf")) text.remove_prefix(3);
-  return TTMLReader().read(text);
+  return TTMLReader({}).read(text);
+}
+
+std::vector<SubtitleCue> cuesOfTTMLSample(std::string_view bytes) {
+  std::vector<std::string_view> images;
+  const std::size_t end = bytes.find("\x89PNG\r\n");
+  std::string_view rest = bytes.substr(std::min(end, bytes.size()));
+  for (std::string_view png = takePng(rest); !png.empty(); png = takePng(rest))
+    images.push_back(png);
+  const std::string text = utf8Of(bytes.substr(0, end));
+  std::string_view document = text;
+  if (document.starts_with("\xef\xbb\xbf")) document.remove_prefix(3);
+  return TTMLReader(images).read(document);
 }
 
 }  // namespace media

@@ -1,8 +1,12 @@
 #include "media/texts/TextFormats.h"
 
+#include <array>
+#include <memory>
+#include <type_traits>
 #include <utility>
 
 #include <glib.h>
+#include <uchardet.h>
 
 #include "media/output/SubtitleColor.h"
 #include "media/texts/AssRenderer.h"
@@ -12,6 +16,10 @@
 namespace media {
 namespace {
 
+/// Detection needs only a part of the text.
+constexpr std::size_t kDetectedBytes = std::size_t{64} << 10;
+
+/// Returns an empty string if the encoding is unknown.
 std::string converted(std::string_view bytes, const char* from) {
   gsize size = 0;
   gchar* text = g_convert_with_fallback(bytes.data(), static_cast<gssize>(bytes.size()), "UTF-8",
@@ -21,16 +29,75 @@ std::string converted(std::string_view bytes, const char* from) {
   return result;
 }
 
+/// Converts a text with invalid bytes: they become replacement characters.
+std::string convertedBroken(std::string_view bytes, const char* from) {
+  const auto close = [](GIConv converter) { g_iconv_close(converter); };
+  const GIConv converter = g_iconv_open("UTF-8", from);
+  if (converter == reinterpret_cast<GIConv>(-1)) return {};
+  const std::unique_ptr<std::remove_pointer_t<GIConv>, decltype(close)> owner(converter, close);
+  std::string result;
+  auto* in = const_cast<gchar*>(bytes.data());
+  gsize left = bytes.size();
+  while (left > 0) {
+    char part[4096];
+    gchar* out = part;
+    gsize room = sizeof part;
+    const gsize before = left;
+    const bool failed = g_iconv(converter, &in, &left, &out, &room) == static_cast<gsize>(-1);
+    result.append(part, sizeof part - room);
+    const bool isStuck = failed && left > 0 && (left == before || room > sizeof part / 2);
+    if (!isStuck) continue;
+    result += "\ufffd";
+    ++in;
+    --left;
+  }
+  return result;
+}
+
+std::string detectedEncoding(std::string_view bytes) {
+  const std::unique_ptr<std::remove_pointer_t<uchardet_t>, void (*)(uchardet_t)> detector(
+      uchardet_new(), uchardet_delete);
+  const std::string_view part = bytes.substr(0, kDetectedBytes);
+  if (uchardet_handle_data(detector.get(), part.data(), part.size()) != 0) return {};
+  uchardet_data_end(detector.get());
+  return uchardet_get_charset(detector.get());
+}
+
+struct ByteOrderMark {
+  std::string_view bytes;
+  const char* encoding;
+  std::size_t unit;
+};
+/// The mark of UTF-32 begins with that of UTF-16.
+constexpr std::array<ByteOrderMark, 4> kByteOrderMarks{
+    {{std::string_view("\xff\xfe\0\0", 4), "UTF-32LE", 4},
+     {std::string_view("\0\0\xfe\xff", 4), "UTF-32BE", 4},
+     {"\xff\xfe", "UTF-16LE", 2},
+     {"\xfe\xff", "UTF-16BE", 2}}};
+
+std::string decodedText(std::string_view bytes) {
+  for (const auto& [mark, encoding, unit] : kByteOrderMarks)
+    if (bytes.starts_with(mark)) {
+      const std::string_view rest = bytes.substr(mark.size());
+      return converted(rest.substr(0, rest.size() / unit * unit), encoding);
+    }
+  const std::string encoding = detectedEncoding(bytes);
+  const bool isKnown = !encoding.empty() && encoding != "ASCII";
+  std::string text = isKnown ? converted(bytes, encoding.c_str()) : std::string();
+  // A text in UTF-8, or in another encoding, may have single invalid bytes.
+  if (text.empty() && isKnown) text = convertedBroken(bytes, encoding.c_str());
+  return text.empty() ? converted(bytes, "WINDOWS-1252") : text;
+}
+
 }  // namespace
 
 std::string utf8Of(std::string_view bytes) {
-  if (bytes.starts_with("\xff\xfe") || bytes.starts_with("\xfe\xff")) {
-    const char* form = bytes[0] == '\xff' ? "UTF-16LE" : "UTF-16BE";
-    return converted(bytes.substr(2, (bytes.size() - 2) / 2 * 2), form);
-  }
+  // The length is always passed to g_utf8_validate(), so that a NUL is invalid.
   if (g_utf8_validate(bytes.data(), static_cast<gssize>(bytes.size()), nullptr))
     return std::string(bytes);
-  return converted(bytes, "WINDOWS-1252");
+  std::string text = decodedText(bytes);
+  std::erase(text, '\0');
+  return text;
 }
 
 std::optional<TextContent> contentOfText(std::string_view bytes) {

@@ -20,8 +20,9 @@ std::optional<TextContent> contentOfText(std::string_view bytes);
 /// Returns its cues only.
 std::optional<std::vector<SubtitleCue>> cuesOfText(std::string_view bytes);
 
-/// Converts a text to UTF-8: from UTF-16 if it has a byte order mark, from Windows-1252 if it is
-/// not valid UTF-8.
+/// Converts a text to UTF-8: from UTF-16 or UTF-32 if it has a byte order mark, otherwise, if it is
+/// not valid UTF-8, from the encoding that uchardet detects in its first 64 KiB. Windows-1252 if it
+/// detects none. NUL characters are removed.
 std::string utf8Of(std::string_view bytes);
 
 }  // namespace media

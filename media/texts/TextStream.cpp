@@ -29,7 +29,7 @@ GQuark cueQuark() {
 /// Only used on the streaming thread.
 struct State {
   bool isTTML = false;
-  std::string payload;  // the value of kCuePayload; empty if the text has its own times
+  bool hasPayloads = false;  // the caps have kCuePayload
   /// The segment is not in time format: all bytes until EOS are one document.
   bool isWhole = false;
   std::string bytes;
@@ -71,8 +71,7 @@ GstFlowReturn pushAll(TextStream& self, std::vector<SubtitleCue> cues) {
 }
 
 std::vector<SubtitleCue> cuesOf(State& state, std::string_view bytes) {
-  const std::string text = utf8Of(bytes);
-  return state.isTTML ? cuesOfTTML(text) : state.reader.read(text);
+  return state.isTTML ? cuesOfTTMLSample(bytes) : state.reader.read(utf8Of(bytes));
 }
 
 /// A TTML document in a stream may have cues outside of the time range of its buffer: they are cut
@@ -94,7 +93,7 @@ void clipToBuffer(std::vector<SubtitleCue>& cues, double begin, double end) {
 }
 
 GstFlowReturn takePayload(TextStream& self, GstBuffer* buffer, std::string_view bytes) {
-  auto cue = self.state->reader.readPayload(utf8Of(bytes), self.state->payload == kCuePayloadWebM);
+  auto cue = self.state->reader.readPayload(utf8Of(bytes));
   if (!cue || !GST_BUFFER_PTS_IS_VALID(buffer)) return GST_FLOW_OK;
   cue->start = secondsOf(GST_BUFFER_PTS(buffer));
   cue->duration = GST_BUFFER_DURATION_IS_VALID(buffer) ? secondsOf(GST_BUFFER_DURATION(buffer))
@@ -110,7 +109,7 @@ GstFlowReturn takeBuffer(GstPad*, GstObject* object, GstBuffer* given) {
   const std::string_view bytes(reinterpret_cast<const char*>(map.data), map.size);
   std::vector<SubtitleCue> cues;
   State& state = *self.state;
-  if (!state.payload.empty()) {
+  if (state.hasPayloads) {
     const GstFlowReturn flow = takePayload(self, given, bytes);
     gst_buffer_unmap(given, &map);
     return flow;
@@ -144,7 +143,7 @@ void takeCaps(TextStream& self, GstEvent* event) {
   const GstStructure* const form = gst_caps_get_structure(caps, 0);
   state.isTTML = gst_structure_has_name(form, "application/ttml+xml");
   const gchar* const payload = gst_structure_get_string(form, kCuePayload);
-  state.payload = payload ? payload : "";
+  state.hasPayloads = payload != nullptr;
   const GValue* const data = gst_structure_get_value(form, "codec_data");
   if (payload && data && GST_VALUE_HOLDS_BUFFER(data)) readHead(state, gst_value_get_buffer(data));
   const GstRef<GstCaps> out(gst_caps_from_string(kSourceCaps));

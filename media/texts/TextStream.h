@@ -6,17 +6,16 @@
 
 namespace media {
 
+/// The field of the caps of WebVTT whose cue times are in the buffers, as in WebM: each buffer has
+/// a line with the identifier, a line with the settings, and the text of a cue.
 inline constexpr const char* kCuePayload = "payload";
-inline constexpr const char* kCuePayloadBare = "bare";  ///< the payload alone
-inline constexpr const char* kCuePayloadWebM = "webm";  ///< after an identifier and a settings line
+inline constexpr const char* kCuePayloadWebM = "webm";
 
 /// Registers an element that parses the WebVTT and TTML of a track, in place of GStreamer's own
 /// parsers, which drop styles and layout.
 ///
 /// Each of its buffers carries a cue; see attachedCue(). Buffer times are in the segment of the
 /// stream.
-///
-/// WebVTT whose cue times are in the buffers, one cue a buffer, has the caps field `kCuePayload`.
 ///
 /// Threads: any. Call it once in a process, after gst_init().
 void registerTextStream();

@@ -6,74 +6,83 @@
 #include <utility>
 
 #include "media/output/SubtitleColor.h"
-#include "media/output/SubtitleCues.h"
 #include "media/texts/SubtitleMarkup.h"
+#include "media/texts/TextLines.h"
+#include "platform/foundation/Utf8.h"
 
 namespace media {
 namespace {
 
 using Alignment = CueLayout::Alignment;
 using Anchor = CueLayout::Anchor;
+using Writing = CueLayout::Writing;
 
-constexpr std::size_t kRegionLimit = 32;
-constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
+constexpr std::size_t kMaxVTTRegions = 32;
 constexpr std::string_view kArrow = "-->";
-/// The height of a line of a region as a fraction of the picture's height (WebVTT: 5.33vh).
+/// The height of a line of a region as a fraction of the picture's height (5.33vh).
 constexpr double kRegionLine = 0.0533;
 
-/// Converts all line endings to '\n' and removes the byte order mark.
-std::string normalizedLines(std::string_view text) {
-  if (text.starts_with(kByteOrderMark)) text.remove_prefix(kByteOrderMark.size());
-  std::string plain;
-  plain.reserve(text.size());
-  for (std::size_t at = 0; at < text.size(); ++at) {
-    if (text[at] != '\r')
-      plain += text[at];
-    else if (at + 1 == text.size() || text[at + 1] != '\n')
-      plain += '\n';
+bool isVTTDigit(char byte) { return byte >= '0' && byte <= '9'; }
+
+/// Removes the digits at the beginning.
+std::string_view takeDigits(std::string_view& text) {
+  const auto end = std::find_if_not(text.begin(), text.end(), isVTTDigit);
+  const std::string_view digits = text.substr(0, static_cast<std::size_t>(end - text.begin()));
+  text.remove_prefix(digits.size());
+  return digits;
+}
+
+bool takeCharacter(std::string_view& text, char character) {
+  if (!text.starts_with(character)) return false;
+  text.remove_prefix(1);
+  return true;
+}
+
+/// Returns -1 if there are not exactly `count` digits.
+int takeExactDigits(std::string_view& text, std::size_t count) {
+  const std::string_view digits = takeDigits(text);
+  if (digits.size() != count) return -1;
+  int value = 0;
+  for (const char each : digits) value = value * 10 + (each - '0');
+  return value;
+}
+
+/// Reads "minutes:seconds.thousandths", with hours of any length before it.
+std::optional<double> takeVTTTime(std::string_view& text) {
+  const std::string_view first = takeDigits(text);
+  if (first.empty() || first.size() > 9 || !takeCharacter(text, ':')) return std::nullopt;
+  double hours = 0;
+  double minutes = 0;
+  for (const char each : first) minutes = minutes * 10 + (each - '0');
+  int seconds = takeExactDigits(text, 2);
+  if (first.size() != 2 || minutes > 59 || text.starts_with(':')) {
+    if (!takeCharacter(text, ':')) return std::nullopt;
+    hours = std::exchange(minutes, seconds);
+    seconds = takeExactDigits(text, 2);
   }
-  return plain;
+  if (minutes < 0 || minutes > 59 || seconds < 0 || seconds > 59 || !takeCharacter(text, '.'))
+    return std::nullopt;
+  const int thousandths = takeExactDigits(text, 3);
+  if (thousandths < 0) return std::nullopt;
+  return hours * 3600 + minutes * 60 + seconds + thousandths / 1000.0;
 }
 
-std::string_view takeLine(std::string_view& text) {
-  const std::size_t end = std::min(text.find('\n'), text.size());
-  const std::string_view line = text.substr(0, end);
-  text.remove_prefix(std::min(end + 1, text.size()));
-  return line;
-}
-
-template <typename Use>
-void forEachBlock(std::string_view text, const Use& use) {
-  while (!text.empty()) {
-    const char* begin = text.data();
-    std::size_t size = 0;
-    while (!text.empty()) {
-      const std::string_view line = takeLine(text);
-      if (trimmed(line).empty()) break;
-      size = static_cast<std::size_t>(line.data() + line.size() - begin);
-    }
-    if (size > 0) use(std::string_view(begin, size));
-  }
-}
-
-/// Reads "hours:minutes:seconds.thousandths"; hours may be missing. SubRip has a comma.
-std::optional<double> takeTime(std::string_view& text) {
+/// Reads times leniently: hours may be missing, and the fraction has a comma or a point.
+std::optional<double> takeSubRipTime(std::string_view& text) {
   double seconds = 0;
   for (int part = 0; part < 3; ++part) {
     const auto number = takeNumber(text);
     if (!number || *number < 0) return std::nullopt;
     seconds = seconds * 60 + *number;
-    if (!text.starts_with(':')) {
-      if (text.size() > 1 && text[0] == ',' && text[1] >= '0' && text[1] <= '9') {
-        std::string_view digits = text.substr(1);
-        const auto fraction = takeNumber(digits);
-        const auto count = static_cast<double>(digits.data() - text.data() - 1);
-        if (fraction) seconds += *fraction / std::pow(10, count);
-        text = digits;
-      }
-      return part > 0 ? std::optional(seconds) : std::nullopt;
+    if (takeCharacter(text, ':')) continue;
+    if (text.size() > 1 && text[0] == ',' && isVTTDigit(text[1])) {
+      text.remove_prefix(1);
+      const std::string_view digits = takeDigits(text).substr(0, 9);
+      double fraction = 0;
+      for (const char each : digits) fraction = fraction * 10 + (each - '0');
+      seconds += fraction / std::pow(10, digits.size());
     }
-    text.remove_prefix(1);
+    return part > 0 ? std::optional(seconds) : std::nullopt;
   }
   return std::nullopt;
 }
@@ -84,64 +93,107 @@ struct Times {
 };
 
 /// Removes "from --> to" from the beginning of `line`.
-std::optional<Times> takeTimes(std::string_view& line) {
+template <typename TakeTime>
+std::optional<Times> takeTimes(std::string_view& line, const TakeTime& takeTime) {
+  line = trimmed(line);
   const auto start = takeTime(line);
   line = trimmed(line);
   if (!start || !line.starts_with(kArrow)) return std::nullopt;
-  line.remove_prefix(kArrow.size());
+  line = trimmed(line.substr(kArrow.size()));
   const auto end = takeTime(line);
   if (!end || *end <= *start) return std::nullopt;
   return Times{*start, *end};
 }
 
+/// Reads digits with an optional fraction, and "%" at the end. Returns a fraction of 1.
 std::optional<double> percentage(std::string_view text) {
-  const auto number = takeNumber(text);
-  if (!number || !text.starts_with('%') || *number < 0 || *number > 100) return std::nullopt;
+  if (!text.ends_with('%') || text.size() > 32) return std::nullopt;
+  text.remove_suffix(1);
+  std::string_view rest = text;
+  const auto digits = takeDigits(rest);
+  if (digits.empty()) return std::nullopt;
+  if (takeCharacter(rest, '.') && takeDigits(rest).empty()) return std::nullopt;
+  const auto number = rest.empty() ? takeNumber(text) : std::nullopt;
+  if (!number || *number > 100) return std::nullopt;
   return *number / 100;
+}
+
+/// Splits "value,keyword".
+std::pair<std::string_view, std::string_view> splitAtComma(std::string_view text) {
+  const std::size_t comma = text.find(',');
+  if (comma == std::string_view::npos) return {text, {}};
+  return {text.substr(0, comma), text.substr(comma + 1)};
 }
 
 /// Reads "x%,y%".
 void readPoint(std::string_view text, double& x, double& y) {
-  const std::size_t comma = text.find(',');
-  if (comma == std::string_view::npos) return;
-  x = percentage(text.substr(0, comma)).value_or(x);
-  y = percentage(text.substr(comma + 1)).value_or(y);
+  const auto [first, second] = splitAtComma(text);
+  const auto newX = percentage(first);
+  const auto newY = percentage(second);
+  if (!newX || !newY) return;
+  x = *newX;
+  y = *newY;
 }
 
-/// Calls `use(name, value)` for each "name:value" or "name=value".
+/// Calls `use(name, value)` for each "name:value".
 template <typename Use>
 void forEachSetting(std::string_view settings, const Use& use) {
   while (!(settings = trimmed(settings)).empty()) {
-    const std::size_t end = std::min(settings.find_first_of(" \t\n"), settings.size());
+    const std::size_t end = std::min(settings.find_first_of(" \t\n\f"), settings.size());
     const std::string_view setting = settings.substr(0, end);
-    const std::size_t colon = setting.find_first_of(":=");
-    if (colon != std::string_view::npos) use(setting.substr(0, colon), setting.substr(colon + 1));
+    const std::size_t colon = setting.find(':');
+    if (colon != std::string_view::npos && colon > 0 && colon + 1 < setting.size())
+      use(setting.substr(0, colon), setting.substr(colon + 1));
     settings.remove_prefix(end);
   }
 }
 
 void readLine(std::string_view value, CueLayout& layout) {
-  const std::size_t comma = std::min(value.find(','), value.size());
-  const std::string_view place = value.substr(0, comma);
-  const std::string_view edge = value.substr(std::min(comma + 1, value.size()));
-  if (const auto share = percentage(place)) {
+  const auto [place, edge] = splitAtComma(value);
+  const bool hasEdge = place.size() != value.size();
+  if (hasEdge && edge != "start" && edge != "center" && edge != "end") return;
+  if (place.ends_with('%')) {
+    const auto share = percentage(place);
+    if (!share) return;
     layout.y = share;
+    layout.line.reset();
     layout.anchor = edge == "center" ? Anchor::Middle
                     : edge == "end"  ? Anchor::Bottom
                                      : Anchor::Top;
     return;
   }
+  constexpr double kMaxLine = 1000;
   std::string_view rest = place;
   const auto number = takeNumber(rest);
-  if (!number || !rest.empty() || std::abs(*number) > 100) return;
-  layout.line = static_cast<int>(*number);
+  if (!number || !rest.empty() || place.starts_with('+')) return;
+  layout.y.reset();
+  layout.line = static_cast<int>(std::lround(std::clamp(*number, -kMaxLine, kMaxLine)));
   layout.anchor = *layout.line < 0 ? Anchor::Bottom : Anchor::Top;
+}
+
+std::optional<Alignment> sideOfPosition(std::string_view name) {
+  if (name == "line-left") return Alignment::Left;
+  if (name == "center") return Alignment::Center;
+  if (name == "line-right") return Alignment::Right;
+  return std::nullopt;
+}
+
+/// The side of a cue's box that is at its position, if the settings do not name one.
+Alignment automaticSide(const SubtitleCue& cue) {
+  switch (cue.layout.alignment) {
+    case Alignment::Start:
+      return platform::runsRightToLeft(cue.text) ? Alignment::Right : Alignment::Left;
+    case Alignment::End:
+      return platform::runsRightToLeft(cue.text) ? Alignment::Left : Alignment::Right;
+    default:
+      return cue.layout.alignment;
+  }
 }
 
 }  // namespace
 
 bool isWebVTT(std::string_view text) {
-  if (text.starts_with(kByteOrderMark)) text.remove_prefix(kByteOrderMark.size());
+  text = withoutByteOrderMark(text);
   constexpr std::string_view kName = "WEBVTT";
   return text.starts_with(kName) &&
          (text.size() == kName.size() || trimmed(text.substr(kName.size(), 1)).empty());
@@ -149,129 +201,169 @@ bool isWebVTT(std::string_view text) {
 
 std::vector<SubtitleCue> WebVTTReader::read(std::string_view text) {
   const std::string plain = normalizedLines(text);
-  std::vector<SubtitleCue> cues;
-  forEachBlock(plain, [&](std::string_view block) { _readBlock(block, cues); });
-  return cues;
-}
-
-void WebVTTReader::_readBlock(std::string_view block, std::vector<SubtitleCue>& cues) {
-  std::string_view rest = block;
-  const std::string_view first = takeLine(rest);
-  if (first.find(kArrow) != std::string_view::npos) {
-    _readCue({}, block, cues);
-  } else if (trimmed(first) == "STYLE") {
-    _styles.addSheet(rest);
-  } else if (trimmed(first) == "REGION") {
-    _readRegion(rest);
-  } else if (!first.starts_with("NOTE") && !first.starts_with("WEBVTT")) {
-    _readCue(trimmed(first), rest, cues);
+  CueList cues;
+  bool seenCue = false;
+  std::string_view rest = plain;
+  if (isWebVTT(rest)) takeLine(rest);
+  while (!rest.empty() && !cues.isFull()) {
+    // One block: lines up to an empty line, or up to another line of times.
+    std::optional<Times> times;
+    std::string_view settings;
+    std::string_view identifier;
+    bool seenArrow = false;
+    const char* content = nullptr;
+    std::size_t contentSize = 0;
+    for (std::size_t lines = 1; !rest.empty(); ++lines) {
+      const std::string_view before = rest;
+      std::string_view line = takeLine(rest);
+      if (line.empty()) break;
+      if (line.find(kArrow) != std::string_view::npos) {
+        if (lines > 2 || seenArrow) {
+          rest = before;
+          break;
+        }
+        seenArrow = true;
+        if (content) identifier = {content, contentSize};
+        times = takeTimes(line, takeVTTTime);
+        settings = line;
+        seenCue = seenCue || times;
+        content = nullptr;
+        contentSize = 0;
+        continue;
+      }
+      if (!content) content = line.data();
+      contentSize = static_cast<std::size_t>(line.data() + line.size() - content);
+    }
+    const std::string_view block = content ? std::string_view(content, contentSize) : "";
+    if (times) {
+      auto cue = _cueOf(identifier, settings, block);
+      if (!cue) continue;
+      cue->start = times->start;
+      cue->duration = times->end - times->start;
+      if (!cues.add(std::move(*cue))) break;
+    } else if (!seenArrow && !seenCue) {
+      std::string_view head = block;
+      const std::string_view name = takeLine(head);
+      _readHeadBlock(name, head);
+    }
   }
+  return cues.take();
 }
 
-void WebVTTReader::_readCue(std::string_view identifier, std::string_view block,
-                            std::vector<SubtitleCue>& cues) const {
-  std::string_view line = takeLine(block);
-  const auto times = takeTimes(line);
-  if (!times || cues.size() >= SubtitleCues::kCueLimit) return;
-  auto cue = _cueOf(identifier, line, block);
-  if (!cue) return;
-  cue->start = times->start;
-  cue->duration = times->end - times->start;
-  cues.push_back(std::move(*cue));
+void WebVTTReader::_readHeadBlock(std::string_view name, std::string_view content) {
+  const std::string_view kind = trimmed(name);
+  if (kind == "STYLE") _styles.addSheet(content);
+  if (kind == "REGION") _readRegion(content);
 }
 
 std::optional<SubtitleCue> WebVTTReader::_cueOf(std::string_view identifier,
                                                 std::string_view settings,
                                                 std::string_view text) const {
-  SubtitleCue cue = cueOfMarkup(text);
+  SubtitleCue cue = cueOfMarkup(text, Markup::WebVTT);
   if (cue.isEmpty()) return std::nullopt;
   cue.identifier = identifier;
-  _readSettings(settings, cue.layout);
+  _readSettings(settings, cue);
   _styles.applyTo(cue);
   return cue;
 }
 
-std::optional<SubtitleCue> WebVTTReader::readPayload(std::string_view payload,
-                                                     bool isHeaded) const {
+std::optional<SubtitleCue> WebVTTReader::readPayload(std::string_view payload) const {
   const std::string plain = normalizedLines(payload);
   std::string_view rest = plain;
-  const std::string_view identifier = isHeaded ? trimmed(takeLine(rest)) : "";
-  const std::string_view settings = isHeaded ? takeLine(rest) : "";
+  const std::string_view identifier = trimmed(takeLine(rest));
+  const std::string_view settings = takeLine(rest);
   return _cueOf(identifier, settings, rest);
 }
 
-void WebVTTReader::_readSettings(std::string_view settings, CueLayout& layout) const {
+void WebVTTReader::_readSettings(std::string_view settings, SubtitleCue& cue) const {
+  CueLayout& layout = cue.layout;
   std::optional<double> position;
-  std::optional<double> width;
-  std::string_view anchor;
+  std::optional<double> size;
+  std::optional<Alignment> side;
+  const Region* region = nullptr;
   forEachSetting(settings, [&](std::string_view name, std::string_view value) {
-    if (name == "line") {
+    if (name == "vertical") {
+      if (value == "rl") layout.writing = Writing::VerticalToLeft;
+      if (value == "lr") layout.writing = Writing::VerticalToRight;
+    } else if (name == "line") {
       readLine(value, layout);
     } else if (name == "align") {
-      layout.alignment = alignmentOf(value).value_or(layout.alignment);
+      if (value != "middle") layout.alignment = alignmentOf(value).value_or(layout.alignment);
     } else if (name == "size") {
-      width = percentage(value);
+      if (const auto number = percentage(value)) size = number;
     } else if (name == "position") {
-      const std::size_t comma = std::min(value.find(','), value.size());
-      position = percentage(value.substr(0, comma));
-      anchor = value.substr(std::min(comma + 1, value.size()));
+      const auto [number, edge] = splitAtComma(value);
+      const bool hasEdge = number.size() != value.size();
+      if (const auto share = percentage(number); share && (!hasEdge || sideOfPosition(edge))) {
+        position = share;
+        side = sideOfPosition(edge);
+      }
     } else if (name == "region") {
-      _placeInRegion(value, layout);
+      region = _regionNamed(value);
     }
   });
-  if (!position && !width) return;
-  const Alignment side = anchor == "line-left"    ? Alignment::Left
-                         : anchor == "line-right" ? Alignment::Right
-                         : anchor == "center"     ? Alignment::Center
-                                                  : layout.alignment;
-  const bool isLeft = side == Alignment::Start || side == Alignment::Left;
-  const double usual = side == Alignment::Center ? 0.5 : isLeft ? 0 : 1;
-  setPosition(layout, position.value_or(usual), width.value_or(1), side);
+  const bool hasPlace =
+      layout.line || layout.y || layout.writing != Writing::Horizontal || size.value_or(1) != 1;
+  if (hasPlace) region = nullptr;
+  if (position || size || region || layout.alignment != Alignment::Center) {
+    const double usual = layout.alignment == Alignment::Left    ? 0
+                         : layout.alignment == Alignment::Right ? 1
+                                                                : 0.5;
+    setPosition(layout, position.value_or(usual), size.value_or(1),
+                side.value_or(automaticSide(cue)));
+  }
+  if (!region) return;
+  CueRegion box;
+  box.width = region->width;
+  box.left = region->viewportX - region->anchorX * region->width;
+  box.y = region->viewportY;
+  box.anchor = region->anchorY;
+  box.lines = region->lines;
+  box.height = region->lines * kRegionLine;
+  box.scrolls = region->scrolls;
+  layout.left = box.left + *layout.left * box.width;
+  layout.width = *layout.width * box.width;
+  layout.region = box;
 }
 
 void WebVTTReader::_readRegion(std::string_view settings) {
-  if (_regions.size() >= kRegionLimit) return;
+  if (_regions.size() >= kMaxVTTRegions) return;
   Region region;
   forEachSetting(settings, [&](std::string_view name, std::string_view value) {
-    if (name == "id") region.identifier = value;
+    if (name == "id") region.identifier = value.substr(0, 256);
     if (name == "width") region.width = percentage(value).value_or(region.width);
     if (name == "regionanchor") readPoint(value, region.anchorX, region.anchorY);
     if (name == "viewportanchor") readPoint(value, region.viewportX, region.viewportY);
-    if (name == "lines")
+    if (name == "scroll") region.scrolls = value == "up";
+    if (name == "lines" && std::all_of(value.begin(), value.end(), isVTTDigit))
       region.lines = std::clamp(takeNumber(value).value_or(region.lines), 1.0, 100.0);
   });
   _regions.push_back(std::move(region));
 }
 
-void WebVTTReader::_placeInRegion(std::string_view identifier, CueLayout& layout) const {
+const WebVTTReader::Region* WebVTTReader::_regionNamed(std::string_view identifier) const {
   const auto region = std::find_if(_regions.rbegin(), _regions.rend(), [&](const Region& each) {
     return each.identifier == identifier;
   });
-  if (region == _regions.rend()) return;
-  layout.left = std::clamp(region->viewportX - region->anchorX * region->width, 0.0, 1.0);
-  layout.width = std::min(region->width, 1 - *layout.left);
-  // Cues of a region are laid out upwards from its lower edge.
-  const double bottom = region->viewportY + (1 - region->anchorY) * region->lines * kRegionLine;
-  layout.y = std::clamp(bottom, 0.0, 1.0);
-  layout.anchor = Anchor::Bottom;
+  return region == _regions.rend() ? nullptr : &*region;
 }
 
 std::vector<SubtitleCue> cuesOfSubRip(std::string_view text) {
   const std::string plain = normalizedLines(text);
-  std::vector<SubtitleCue> cues;
-  forEachBlock(plain, [&](std::string_view block) {
+  CueList cues;
+  forEachTextBlock(plain, [&](std::string_view block) {
     // The number at the beginning is optional.
     std::string_view line = takeLine(block);
     if (line.find(kArrow) == std::string_view::npos) line = takeLine(block);
-    const auto times = takeTimes(line);
-    if (!times || cues.size() >= SubtitleCues::kCueLimit) return;
-    SubtitleCue cue = cueOfMarkup(block);
+    const auto times = takeTimes(line, takeSubRipTime);
+    if (!times || cues.isFull()) return;
+    SubtitleCue cue = cueOfMarkup(block, Markup::SubRip);
     if (cue.isEmpty()) return;
     cue.start = times->start;
     cue.duration = times->end - times->start;
-    cues.push_back(std::move(cue));
+    cues.add(std::move(cue));
   });
-  return cues;
+  return cues.take();
 }
 
 }  // namespace media

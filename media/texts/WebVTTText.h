@@ -1,25 +1,28 @@
 #pragma once
 
 #include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
 #include "media/output/SubtitleCue.h"
 #include "media/output/SubtitleStyles.h"
+#include "media/texts/CueList.h"
 
 namespace media {
 
 /// Reads WebVTT, as a whole text or in segments: cues with settings, regions and style sheets.
 ///
-/// A broken block is skipped up to the next blank line. The numbers of cues, rules and regions are
-/// limited.
+/// Blocks, times and settings are parsed as the standard says, so a broken block or setting is
+/// ignored. Differences: a "<" that does not begin a tag is text, and a cue that does not end after
+/// it starts is dropped. The numbers of cues, rules and regions are limited.
 class WebVTTReader {
  public:
   /// `text` has to end after a whole cue. The times of the cues are not changed.
   std::vector<SubtitleCue> read(std::string_view text);
-  /// Reads a cue whose times are in the container. `isHeaded`: a line with the identifier and a
-  /// line with the settings come first. Returns nullopt if there is no text.
-  std::optional<SubtitleCue> readPayload(std::string_view payload, bool isHeaded) const;
+  /// Reads a cue whose times are in the container: a line with the identifier, a line with the
+  /// settings, and the text. Returns nullopt if there is no text.
+  std::optional<SubtitleCue> readPayload(std::string_view payload) const;
 
  private:
   struct Region {
@@ -30,15 +33,14 @@ class WebVTTReader {
     double anchorY = 1;
     double viewportX = 0;
     double viewportY = 1;
+    bool scrolls = false;
   };
-  void _readBlock(std::string_view block, std::vector<SubtitleCue>& cues);
-  void _readCue(std::string_view identifier, std::string_view block,
-                std::vector<SubtitleCue>& cues) const;
+  void _readHeadBlock(std::string_view name, std::string_view content);
   std::optional<SubtitleCue> _cueOf(std::string_view identifier, std::string_view settings,
                                     std::string_view text) const;
   void _readRegion(std::string_view settings);
-  void _placeInRegion(std::string_view identifier, CueLayout& layout) const;
-  void _readSettings(std::string_view settings, CueLayout& layout) const;
+  const Region* _regionNamed(std::string_view identifier) const;
+  void _readSettings(std::string_view settings, SubtitleCue& cue) const;
 
   SubtitleStyles _styles;
   std::vector<Region> _regions;

@@ -39,6 +39,21 @@ void replaceIn(const std::string& path, const std::string& old, std::size_t befo
   std::ofstream(path, std::ios::binary) << content;
 }
 
+/// Replaces `padding` at the end of a block by a block addition of the same size: the settings of a
+/// cue.
+void addCueSettings(const std::string& path, const std::string& text, const std::string& padding) {
+  std::ifstream input(path, std::ios::binary);
+  std::string content{std::istreambuf_iterator<char>(input), {}};
+  const std::string addition = "\x75\xA1\x8A\xA6\x88\xA5\x86line:0";
+  ASSERT_EQ(addition.size(), padding.size());
+  const auto at = content.find(text + padding);
+  if (at == std::string::npos) return;  // a kept file that was changed already
+  content.replace(at + text.size(), padding.size(), addition);
+  // The size of the block, before the track, the time and the flags.
+  content[at - 5] = static_cast<char>(content[at - 5] - static_cast<char>(padding.size()));
+  std::ofstream(path, std::ios::binary) << content;
+}
+
 /// Creates `name` with three timed text samples of one second each.
 void makeTexts(const std::string& name, const std::string& options, const std::string& type,
                const std::vector<std::string>& samples) {
@@ -294,6 +309,18 @@ TEST_F(MediaTracksTest, ExternalTextsAreOptions) {
   select(harness, "legible", options[2].identifier);
   EXPECT_EQ(selected(harness, "legible"), "de");
   EXPECT_TRUE(untilText(harness, "Guten Tag"));
+  const auto isTextEnabled = [&] {
+    const auto& tracks = harness.engine().facts().tracks;
+    return std::any_of(tracks.begin(), tracks.end(),
+                       [](const auto& each) { return each.mediaType == "text" && each.enabled; });
+  };
+  EXPECT_FALSE(isTextEnabled());
+  harness.call([](platform::MediaEngine& engine) { engine.setTrackEnabled(4, true); });
+  EXPECT_TRUE(untilText(harness, "One & only\nsecond line")) << "the track replaces the text";
+  EXPECT_TRUE(isTextEnabled());
+  EXPECT_EQ(selected(harness, "legible"), "en");
+  select(harness, "legible", options[2].identifier);
+  EXPECT_TRUE(untilText(harness, "Guten Tag"));
   std::atomic<bool> isDrawnAgain = false;
   harness.frames().setWakeup([&] { isDrawnAgain = true; });
   playing->setMetadata(platform::kMediaItemSubtitleStyles,
@@ -327,18 +354,23 @@ TEST_F(MediaTracksTest, TextsOfEveryFormatAreShown) {
                {"texts.m3u8", nullptr, true},      {"webvtt.mkv", nullptr, true},
                {"webvtt.webm", nullptr, true},     {"wvtt.mp4", nullptr, true},
                {"wvtt.mpd", nullptr, true},        {"stpp.mpd", nullptr, false},
-               {"texts.mpd", nullptr, true}};
+               {"texts.mpd", nullptr, true},       {"settings.mkv", nullptr, true}};
   for (const char* made : {"german.vtt", "german.srt", "fragmented_silent.mp4"}) media.url(made);
   const auto withText = [&](const char* script, const std::string& codecs) {
     return "-i " + media.path(script) + " -map 0 -map 3 -metadata:s:s:0 language=deu " + codecs;
   };
   media.url("webvtt.mkv", withText("german.vtt", "-c:v libx264 -c:s copy"));
   media.url("webvtt.webm", withText("german.vtt", "-c:v libvpx -c:s copy"));
-  media.url("bare.mkv", withText("german.srt", "-c:v libx264 -c:s srt"));
+  const std::string padding(13, 'X');
+  std::ofstream(media.path("padded.srt"))
+      << "1\n00:00:00,000 --> 00:00:01,000\nGuten Tag" << padding
+      << "\n\n2\n00:00:02,000 --> 00:00:02,900\nEnde\n";
+  media.url("settings.mkv", withText("padded.srt", "-c:v libx264 -c:s srt"));
   using std::string_literals::operator""s;
   // Replaces two fields of the track entry.
-  replaceIn(media.path("bare.mkv"), "\x88\x81\0\x86\x8bS_TEXT/UTF8"s, 0,
+  replaceIn(media.path("settings.mkv"), "\x88\x81\0\x86\x8bS_TEXT/UTF8"s, 0,
             "\x86\x8eS_TEXT/WEBVTT\0"s);
+  addCueSettings(media.path("settings.mkv"), "Guten Tag", padding);
   const std::string dash = "-f dash -seg_duration 1 -init_seg_name ";
   const auto named = [](const std::string& name) {
     return "'" + name + "$RepresentationID$.mp4' -media_seg_name '" + name +

@@ -1,54 +1,14 @@
 // Text subtitles as bytes: the cues that are read, and the handling of errors.
 
-#include <sstream>
-
 #include <gtest/gtest.h>
 
 #include "media/output/SubtitleStyles.h"
 #include "media/texts/SubtitleMarkup.h"
 #include "media/texts/TextFormats.h"
+#include "tests/media/CueDescription.h"
 
 namespace media {
 namespace {
-
-std::string described(const SubtitleLook& look) {
-  std::ostringstream out;
-  const auto color = [&](const char* name, const std::optional<platform::Color>& value) {
-    if (value)
-      out << name << value->red << ',' << value->green << ',' << value->blue << ',' << value->alpha;
-  };
-  color(" c", look.color);
-  color(" bg", look.background);
-  if (look.size) out << " x" << *look.size;
-  if (look.bold) out << (*look.bold ? " bold" : " light");
-  if (look.italic) out << (*look.italic ? " italic" : " upright");
-  if (look.underline) out << (*look.underline ? " under" : " bare");
-  if (look.edge) out << " edge" << static_cast<int>(*look.edge);
-  return out.str();
-}
-
-/// "start+duration text | look of the cue | [span: look] | @layout". Default values are left out.
-std::string described(const SubtitleCue& cue) {
-  std::ostringstream out;
-  out << cue.start << '+' << cue.duration << ' ' << cue.text << described(cue.look);
-  for (const SubtitleSpan& each : cue.spans)
-    out << " [" << cue.text.substr(each.begin, each.end - each.begin) << described(each.look)
-        << ']';
-  const CueLayout& layout = cue.layout;
-  if (layout.left) out << " left" << *layout.left << '~' << *layout.width;
-  if (layout.y) out << " y" << *layout.y << "TMB"[static_cast<int>(layout.anchor)];
-  if (layout.line) out << " line" << *layout.line;
-  if (layout.alignment != CueLayout::Alignment::Center)
-    out << " align" << static_cast<int>(layout.alignment);
-  return out.str();
-}
-
-std::string described(const std::optional<std::vector<SubtitleCue>>& cues) {
-  if (!cues) return "nothing";
-  std::string text;
-  for (const SubtitleCue& each : *cues) text += (text.empty() ? "" : "; ") + described(each);
-  return text;
-}
 
 const std::string kVTT =
     "WEBVTT - a title\r\n\r\nSTYLE\r\n::cue(.loud), ::cue(v[voice=\"Ann\"]) { color: #f00; "
@@ -99,15 +59,23 @@ TEST(Subtitles, AreReadWithStylesAndLayout) {
        "1+1.5 Hi <you> \u263a 1 < 2 bg0,0,0,0.5 [Hi c1,0,0,1 bold] [<you> c1,0,0,1 bold] "
        "left0.2~0.5 y0.1T align0; "
        "3+3601 ab bg0,0,0,0.5 [a c1,1,0,1 italic] [b under] line-2; "
-       "5+1 low bg0,0,0,0.5 left0.1~0.4 y0.9B; 9+1 last bg0,0,0,0.5"},
+       "5+1 low bg0,0,0,0.5 left0.1~0.4 region0.1~0.4,0.9@1~2linesB; 9+1 last bg0,0,0,0.5"},
       {"TTML", kTTML,
-       "10.5+1.7 Hello all&sundry\nline c1,1,0,1 x1.5 [all&sundry bg0,0,0,1 italic] "
-       "left0.1~0.8 y0.3B align0; "
-       "13+2 two edge0 left0.1~0.5 y0.5T; 60+12 late"},
+       "10.5+1.7 Hello all&sundry\nline c1,1,0,1 x2.222 [all&sundry bg0,0,0,1 italic] "
+       "left0.1~0.8 region0.1~0.8,0.1~0.2B align0; "
+       "13+2 two edge0 left0.1~0.5 region0.1~0.5,0.5~0.1T; 60+12 late"},
       {"SubRip", kSRT,
        "1+1.25 Green\nbold [Green c0,1,0,1] [bold bold] line0; 60.5+0.5 <3 & {brace}"},
       {"SubRip in Windows-1252", "00:01,0 --> 00:02,0\nd\xe9j\xe0", "1+1 d\u00e9j\u00e0"},
-      {"WebVTT in UTF-16", utf16Of("WEBVTT\n\n0:1 --> 0:2\nh"), "1+1 h"},
+      {"SubRip in Windows-1251",
+       "00:01,0 --> 00:02,0\n\xcf\xf0\xe8\xe2\xe5\xf2, \xea\xe0\xea \xf2\xe2\xee\xe8 "
+       "\xe4\xe5\xeb\xe0 \xf1\xe5\xe3\xee\xe4\xed\xff?",
+       "1+1 Привет, как твои дела сегодня?"},
+      {"SubRip in Shift JIS",
+       "00:01,0 --> 00:02,0\n\x82\xb1\x82\xea\x82\xcd\x83\x65\x83\x58\x83\x67\x82\xc5\x82\xb7"
+       "\x81\x42\x8e\x9a\x96\x8b\x82\xcc\x95\xb6\x8e\x9a",
+       "1+1 これはテストです。字幕の文字"},
+      {"WebVTT in UTF-16", utf16Of("WEBVTT\n\n00:01.000 --> 00:02.000\nh"), "1+1 h"},
       {"an unknown format", "#EXTM3U\n", "nothing"},
       {"empty", "", "nothing"},
   };

@@ -37,7 +37,26 @@ SubtitleCue everything() {
   span.look.bold = true;
   span.look.italic = false;
   span.look.underline = true;
+  span.ruby = "vwa.la";
+  span.look.emphasis = U'\u2022';
+  span.look.annotationSide = AnnotationSide::Outside;
   cue.spans = {span};
+  cue.layout.writing = CueLayout::Writing::VerticalToLeft;
+  cue.layout.rowAlignment = CueLayout::Alignment::Start;
+  cue.layout.shear = 0.25;
+  cue.layout.readsDownwards = true;
+  cue.layout.background = platform::Color{0, 0, 1, 1};
+  cue.layout.region = CueRegion{.left = 0.1,
+                                .width = 0.8,
+                                .y = 0.9,
+                                .anchor = 1,
+                                .height = 0.2,
+                                .lines = 3,
+                                .texts = CueAnchor::Middle,
+                                .paddingBefore = 0.01,
+                                .paddingAfter = 0.02,
+                                .scrolls = true,
+                                .background = platform::Color{0, 1, 0, 1}};
   cue.layout.left = 0.25;
   cue.layout.width = 0.5;
   cue.layout.alignment = CueLayout::Alignment::Right;
