@@ -64,27 +64,6 @@ PangoAlignment alignment(platform::TextAlignment alignment) {
 
 }  // namespace
 
-bool runsRightToLeft(const std::string& text) {
-  const gchar* const end = text.data() + text.size();
-  for (const gchar* at = text.data(); at < end;) {
-    const gunichar letter = g_utf8_get_char_validated(at, end - at);
-    const bool valid = g_unichar_validate(letter);
-    at = valid ? g_utf8_next_char(at) : at + 1;
-    if (!valid || !g_unichar_isalpha(letter)) continue;
-    switch (g_unichar_get_script(letter)) {
-      case G_UNICODE_SCRIPT_ARABIC:
-      case G_UNICODE_SCRIPT_HEBREW:
-      case G_UNICODE_SCRIPT_SYRIAC:
-      case G_UNICODE_SCRIPT_THAANA:
-      case G_UNICODE_SCRIPT_NKO:
-        return true;
-      default:
-        return false;
-    }
-  }
-  return false;
-}
-
 struct TextRenderer::Impl {
   PangoFontMapPtr fonts{pango_cairo_font_map_new()};
   PangoContextPtr context{pango_font_map_create_context(fonts.get())};

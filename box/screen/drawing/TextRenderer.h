@@ -45,9 +45,6 @@ struct TextExtent {
   bool cut = false;  ///< it ends in an ellipsis
 };
 
-/// Whether the first letter is of a right-to-left script.
-bool runsRightToLeft(const std::string& text);
-
 /// Lays out and renders text of any script with Pango, and caches the textures. Thread: the
 /// screen's. Call clear() before the renderer is destroyed. The fonts stay loaded.
 class TextRenderer {

@@ -93,7 +93,6 @@ inline constexpr platform::Duration kSpinnerPulse = std::chrono::milliseconds(24
 constexpr double eased(double at) { return at * at * (3 - 2 * at); }
 
 // Subtitles. Lengths are fractions of the video's height, widths of its width.
-inline constexpr double kSubtitleSize = 0.045;
 inline constexpr double kSubtitleOutline = 0.0035;
 inline constexpr double kSubtitleMargin = 0.06;
 inline constexpr double kSubtitleHeight = 0.4;

@@ -7,6 +7,7 @@
 #include "box/screen/drawing/Theme.h"
 #include "box/screen/elements/Controls.h"
 #include "box/screen/elements/Elements.h"
+#include "platform/foundation/Utf8.h"
 
 namespace box {
 
@@ -25,7 +26,8 @@ class List {
  public:
   List(Canvas& canvas, const OptionListElement& list) : _canvas(canvas), _list(list) {
     const bool untitled = list.title.empty();
-    _mirrored = runsRightToLeft(untitled && !list.options.empty() ? list.options[0] : list.title);
+    _mirrored =
+        platform::runsRightToLeft(untitled && !list.options.empty() ? list.options[0] : list.title);
   }
 
   /// Width at which every option fits into one line.
@@ -97,7 +99,8 @@ class List {
   }
   /// Aligns to the side where the list's language starts, independent of the text's own direction.
   TextAlignment _alignment(const std::string& text) const {
-    return runsRightToLeft(text) == _mirrored ? TextAlignment::Leading : TextAlignment::Trailing;
+    return platform::runsRightToLeft(text) == _mirrored ? TextAlignment::Leading
+                                                        : TextAlignment::Trailing;
   }
 
   double _widthOf(TextRun run) const {

@@ -240,7 +240,8 @@ void SceneRenderer::Walk::_drawVideo(const platform::VideoOutput* output, const 
                          {.area = area,
                           .picture = place,
                           .covered = static_cast<float>(_covered * _canvas.scale()),
-                          .textSize = _canvas.textSize()},
+                          .textSize = _canvas.textSize(),
+                          .time = shown->time},
                          alpha};
   // With a transport bar, draw them after it, so that its scrim does not darken them.
   if (!(_covered > 0)) _drawSubtitles();

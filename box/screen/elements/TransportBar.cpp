@@ -6,6 +6,7 @@
 #include "box/screen/drawing/Theme.h"
 #include "box/screen/elements/Controls.h"
 #include "box/screen/elements/Elements.h"
+#include "platform/foundation/Utf8.h"
 
 namespace box {
 
@@ -247,7 +248,7 @@ void drawElement(Canvas& canvas, const TransportBarElement& bar, const Rect& fra
     drawSeek(canvas, bar, texts, layout, alpha);
   } else {
     // The title starts at the side where its language starts. The track is never mirrored.
-    const bool mirrored = runsRightToLeft(bar.title.empty() ? bar.stateText : bar.title);
+    const bool mirrored = platform::runsRightToLeft(bar.title.empty() ? bar.stateText : bar.title);
     drawHeading(canvas, bar, Row(layout.title, mirrored), alpha);
   }
   drawTrack(canvas, bar, texts.played, layout.track, alpha);

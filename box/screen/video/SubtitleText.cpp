@@ -2,186 +2,199 @@
 
 #include <algorithm>
 #include <cmath>
-#include <utility>
-#include <vector>
 
 #include <pango/pangocairo.h>
 
 #include "box/screen/drawing/CairoTexture.h"
-#include "box/screen/drawing/TextLayout.h"
 
 namespace box {
 namespace {
 
-using Alignment = media::CueLayout::Alignment;
+using Writing = media::CueLayout::Writing;
+using Box = SubtitleLines::Box;
 
-guint16 pangoLevel(float value) {
-  return static_cast<guint16>(std::lround(std::clamp(value, 0.0F, 1.0F) * 65535));
-}
-
-void appendAttributes(PangoAttrList* list, const media::SubtitleSpan& span) {
-  const auto add = [&](PangoAttribute* attribute) {
-    attribute->start_index = static_cast<guint>(span.begin);
-    attribute->end_index = static_cast<guint>(span.end);
-    // pango_attr_list_change() lets inner spans override outer ones.
-    pango_attr_list_change(list, attribute);
-  };
-  const media::SubtitleLook& look = span.look;
-  if (look.color) {
-    const platform::Color& color = *look.color;
-    add(pango_attr_foreground_new(pangoLevel(color.red), pangoLevel(color.green),
-                                  pangoLevel(color.blue)));
-    // Pango treats an alpha of 0 as unset.
-    add(pango_attr_foreground_alpha_new(std::max<guint16>(pangoLevel(color.alpha), 1)));
-  }
-  if (look.bold) add(pango_attr_weight_new(*look.bold ? PANGO_WEIGHT_BOLD : PANGO_WEIGHT_NORMAL));
-  if (look.italic)
-    add(pango_attr_style_new(*look.italic ? PANGO_STYLE_ITALIC : PANGO_STYLE_NORMAL));
-  if (look.underline)
-    add(pango_attr_underline_new(*look.underline ? PANGO_UNDERLINE_SINGLE : PANGO_UNDERLINE_NONE));
-  if (look.size) add(pango_attr_scale_new(*look.size));
-}
-
-PangoAlignment pangoAlignment(Alignment alignment, const std::string& text) {
-  // Pango swaps left and right in right-to-left text.
-  const bool swaps = runsRightToLeft(text);
-  if (alignment == Alignment::Center) return PANGO_ALIGN_CENTER;
-  if (alignment == Alignment::Start || (alignment == Alignment::Left && !swaps) ||
-      (alignment == Alignment::Right && swaps))
-    return PANGO_ALIGN_LEFT;
-  return PANGO_ALIGN_RIGHT;
-}
-
-PangoLayoutPtr layoutOf(const TextRenderer& texts, const media::SubtitleCue& cue,
-                        const SubtitleArea& area, double size) {
-  PangoAttrListPtr attributes(pango_attr_list_new());
-  if (cue.look.underline.value_or(false)) {
-    media::SubtitleSpan whole;
-    whole.end = cue.text.size();
-    whole.look.underline = true;
-    appendAttributes(attributes.get(), whole);
-  }
-  double largest = 1;
-  for (const media::SubtitleSpan& span : cue.spans) {
-    appendAttributes(attributes.get(), span);
-    largest = std::max(largest, span.look.size.value_or(1));
-  }
-  const bool bold = cue.look.bold.value_or(false);
-  PangoLayoutPtr layout =
-      makeTextLayout(texts.context(), cue.text,
-                     {size, bold ? PANGO_WEIGHT_BOLD : PANGO_WEIGHT_NORMAL,
-                      cue.look.italic.value_or(false), largest},
-                     pangoAlignment(cue.layout.alignment, cue.text), std::move(attributes));
-  pango_layout_set_width(layout.get(), std::max(area.width, 1) * PANGO_SCALE);
-  pango_layout_set_height(layout.get(), std::max(area.height, 1) * PANGO_SCALE);
-  return layout;
-}
-
-/// Draws the background of a text range, line by line.
-void drawBackground(cairo_t* context, PangoLayout* layout, std::size_t begin, std::size_t end,
-                    double padding) {
-  const PangoLayoutIterPtr iter(pango_layout_get_iter(layout));
-  do {
-    PangoLayoutLine* line = pango_layout_iter_get_line_readonly(iter.get());
-    PangoRectangle extents;
-    pango_layout_iter_get_line_extents(iter.get(), nullptr, &extents);
-    const auto first = static_cast<std::size_t>(line->start_index);
-    const auto last = first + static_cast<std::size_t>(line->length);
-    if (begin >= last || end <= first) continue;
-    int* ranges = nullptr;
-    int count = 0;
-    pango_layout_line_get_x_ranges(line, static_cast<int>(std::max(begin, first)),
-                                   static_cast<int>(std::min(end, last)), &ranges, &count);
-    for (std::ptrdiff_t index = 0; index < count; ++index) {
-      const double left = ranges[2 * index] / static_cast<double>(PANGO_SCALE) - padding;
-      const double right = ranges[2 * index + 1] / static_cast<double>(PANGO_SCALE) + padding;
-      const double top = std::floor(extents.y / static_cast<double>(PANGO_SCALE));
-      const double bottom =
-          std::ceil((extents.y + extents.height) / static_cast<double>(PANGO_SCALE));
-      cairo_rectangle(context, left, top, right - left, bottom - top);
-    }
-    g_free(ranges);
-  } while (pango_layout_iter_next_line(iter.get()));
-  cairo_fill(context);
-}
+constexpr double kMaxShear = 1;
 
 media::TextEdge edgeOf(const media::SubtitleCue& cue) {
   if (cue.look.edge) return *cue.look.edge;
   // A text with an opaque background needs no outline.
-  const bool hasBox = cue.look.background && cue.look.background->alpha > 0.5F;
-  return hasBox ? media::TextEdge::None : media::TextEdge::Uniform;
+  const auto isOpaque = [](const std::optional<platform::Color>& color) {
+    return color && color->alpha > 0.5F;
+  };
+  return isOpaque(cue.look.background) || isOpaque(cue.layout.background)
+             ? media::TextEdge::None
+             : media::TextEdge::Uniform;
 }
 
-void drawEdge(const CairoPicture& picture, PangoLayout* layout, media::TextEdge edge,
-              double width) {
-  if (edge == media::TextEdge::None) return;
-  cairo_t* context = picture.context();
-  picture.setColor(theme::kTextOutline);
-  cairo_set_line_join(context, CAIRO_LINE_JOIN_ROUND);
-  const auto stroke = [&](double offset, double line) {
-    cairo_move_to(context, offset, offset);
-    pango_cairo_layout_path(context, layout);
-    cairo_set_line_width(context, 2 * line);
-    cairo_stroke_preserve(context);
+/// The transformation from the coordinates of SubtitleLines to those of the picture.
+class TextTransform {
+ public:
+  TextTransform(const media::SubtitleCue& cue, const SubtitleLines& lines)
+      : _writing(cue.layout.writing), _depth(lines.depth()) {
+    const double shear = std::clamp(cue.layout.shear, -kMaxShear, kMaxShear);
+    // x grows upwards from the middle of the lines: y stays.
+    cairo_matrix_init(&_matrix, 1, 0, -shear, 1, shear * _depth / 2, 0);
+    if (_writing == Writing::Horizontal) return;
+    cairo_matrix_t turn;
+    cairo_matrix_init(&turn, 0, 1, -1, 0, _depth, 0);
+    cairo_matrix_multiply(&_matrix, &_matrix, &turn);
+  }
+
+  void apply(cairo_t* context) const { cairo_transform(context, &_matrix); }
+  /// How far a line has to be moved along y: lines that follow each other to the right are in the
+  /// reverse order.
+  double shiftOf(double top, double bottom) const {
+    return _writing == Writing::VerticalToRight ? _depth - bottom - top : 0;
+  }
+  Box boundsOf(const Box& box) const {
+    Box bounds;
+    for (const double x : {box.left, box.right})
+      for (const double y : {box.top, box.bottom}) {
+        double toX = x;
+        double toY = y;
+        cairo_matrix_transform_point(&_matrix, &toX, &toY);
+        constexpr double kThin = 1e-3;
+        bounds.add({toX, toY, toX + kThin, toY + kThin});
+      }
+    return bounds;
+  }
+
+ private:
+  const Writing _writing;
+  const double _depth;
+  cairo_matrix_t _matrix;
+};
+
+class TextPainter {
+ public:
+  TextPainter(const CairoPicture& canvas, const media::SubtitleCue& cue, const SubtitleLines& lines,
+              const TextTransform& transform)
+      : _canvas(canvas), _cue(cue), _lines(lines), _transform(transform) {}
+
+  void drawBackground(const media::SubtitleLook& look, std::size_t begin, std::size_t end) const {
+    if (!look.background) return;
+    _canvas.setColor(*look.background);
+    cairo_t* context = _canvas.context();
+    const double padding = _lines.fontSize() * theme::kSubtitlePadding;
+    for (const SubtitleLines::Line& line : _lines.lines()) {
+      for (const Box& box : _lines.boxesOf(line, begin, end)) {
+        const double shift = _shiftOf(line);
+        const double top = std::floor(box.top + shift);
+        cairo_rectangle(context, box.left - padding, top, box.right - box.left + 2 * padding,
+                        std::ceil(box.bottom + shift) - top);
+      }
+    }
     cairo_fill(context);
-  };
-  // Text with a shadow keeps a thin outline, which makes it legible on white. The shadow touches
-  // the outline, because a gap would look like a second glyph.
-  stroke(0, edge == media::TextEdge::Uniform ? width : width / 2);
-  if (edge == media::TextEdge::DropShadow) stroke(width, width / 2);
-  if (edge == media::TextEdge::Raised) stroke(width / 2, width / 2);
-  if (edge == media::TextEdge::Depressed) stroke(-width / 2, width / 2);
-}
+  }
+
+  void drawEdge(media::TextEdge edge, double width) const {
+    if (edge == media::TextEdge::None) return;
+    // The outline of a translucent text is translucent too.
+    platform::Color color = theme::kTextOutline;
+    color.alpha *= _cue.look.color.value_or(theme::kSubtitle).alpha;
+    _canvas.setColor(color);
+    cairo_set_line_join(_canvas.context(), CAIRO_LINE_JOIN_ROUND);
+    // Text with a shadow keeps a thin outline, which makes it legible on white. The shadow touches
+    // the outline, because a gap would look like a second glyph.
+    _stroke(0, edge == media::TextEdge::Uniform ? width : width / 2);
+    if (edge == media::TextEdge::DropShadow) _stroke(width, width / 2);
+    if (edge == media::TextEdge::Raised) _stroke(width / 2, width / 2);
+    if (edge == media::TextEdge::Depressed) _stroke(-width / 2, width / 2);
+  }
+
+  void drawText() const {
+    cairo_t* context = _canvas.context();
+    const platform::Color color = _cue.look.color.value_or(theme::kSubtitle);
+    _canvas.setColor(color);
+    for (const SubtitleLines::Line& line : _lines.lines()) {
+      cairo_move_to(context, line.x, line.baseline + _shiftOf(line));
+      pango_cairo_show_layout_line(context, line.line);
+    }
+    for (const SubtitleLines::Annotation& each : _lines.annotations()) {
+      _canvas.setColor(each.look && each.look->color ? *each.look->color : color);
+      cairo_move_to(context, each.x, each.y + _shiftOf(each));
+      pango_cairo_show_layout(context, each.layout);
+    }
+  }
+
+ private:
+  double _shiftOf(const SubtitleLines::Line& line) const {
+    return _transform.shiftOf(line.slotTop, line.slotBottom);
+  }
+  /// An annotation moves with its line.
+  double _shiftOf(const SubtitleLines::Annotation& annotation) const {
+    return _shiftOf(_lines.lines()[annotation.lineIndex]);
+  }
+
+  void _stroke(double offset, double width) const {
+    cairo_t* context = _canvas.context();
+    for (const SubtitleLines::Line& each : _lines.lines()) {
+      cairo_move_to(context, each.x + offset, each.baseline + _shiftOf(each) + offset);
+      pango_cairo_layout_line_path(context, each.line);
+    }
+    _strokePath(width);
+    // Small letters have a thinner outline.
+    for (const SubtitleLines::Annotation& each : _lines.annotations()) {
+      cairo_move_to(context, each.x + offset / 2, each.y + _shiftOf(each) + offset / 2);
+      pango_cairo_layout_path(context, each.layout);
+    }
+    _strokePath(width / 2);
+  }
+
+  void _strokePath(double width) const {
+    cairo_set_line_width(_canvas.context(), 2 * width);
+    cairo_stroke_preserve(_canvas.context());
+    cairo_fill(_canvas.context());
+  }
+
+  const CairoPicture& _canvas;
+  const media::SubtitleCue& _cue;
+  const SubtitleLines& _lines;
+  const TextTransform& _transform;
+};
 
 }  // namespace
 
 SubtitlePicture drawSubtitleText(SDL_Renderer* renderer, const TextRenderer& texts,
                                  const media::SubtitleCue& cue, const SubtitleArea& area) {
-  const double size = area.size * cue.look.size.value_or(1);
-  const double edgeWidth = area.frame * theme::kSubtitleOutline;
-  const double padding = size * theme::kSubtitlePadding;
-  const PangoLayoutPtr layout = layoutOf(texts, cue, area, size);
-  PangoRectangle ink;
-  PangoRectangle logical;
-  pango_layout_get_pixel_extents(layout.get(), &ink, &logical);
+  const SubtitleLines lines(texts, cue, area);
+  const TextTransform transform(cue, lines);
+  const bool isVertical = cue.layout.writing != Writing::Horizontal;
   SubtitlePicture picture;
-  picture.textHeight = logical.height;
-  picture.lineHeight = logical.height / std::max(pango_layout_get_line_count(layout.get()), 1);
+  const int depth = static_cast<int>(std::ceil(lines.depth()));
+  picture.boxWidth = isVertical ? depth : area.length;
+  picture.boxHeight = isVertical ? area.length : depth;
+  picture.lineDepth = static_cast<int>(std::lround(lines.lineDepth()));
   const bool hasBoxes =
       cue.look.background || std::any_of(cue.spans.begin(), cue.spans.end(),
                                          [](const auto& each) { return each.look.background; });
-  if (ink.width <= 0 || ink.height <= 0) return picture;
+  if (lines.ink().isEmpty()) return picture;
 
-  const int margin = 1 + static_cast<int>(std::ceil(std::max(3 * edgeWidth, padding)));
-  int left = ink.x;
-  int top = ink.y;
-  int right = ink.x + ink.width;
-  int bottom = ink.y + ink.height;
-  if (hasBoxes) {
-    left = std::min(left, logical.x);
-    top = std::min(top, logical.y);
-    right = std::max(right, logical.x + logical.width);
-    bottom = std::max(bottom, logical.y + logical.height);
+  const double edgeWidth = area.frame * theme::kSubtitleOutline;
+  Box bounds = lines.ink();
+  if (hasBoxes) bounds.add(lines.logical());
+  // The lines of this direction are drawn in reverse order, so all of their places count.
+  if (cue.layout.writing == Writing::VerticalToRight) {
+    bounds.top = 0;
+    bounds.bottom = lines.depth();
   }
-  picture.x = left - margin;
-  picture.y = top - margin;
-  picture.width = right - left + 2 * margin;
-  picture.height = bottom - top + 2 * margin;
+  bounds = transform.boundsOf(bounds);
+  const int margin = 1 + static_cast<int>(std::ceil(
+                             std::max(3 * edgeWidth, lines.fontSize() * theme::kSubtitlePadding)));
+  picture.x = static_cast<int>(std::floor(bounds.left)) - margin;
+  picture.y = static_cast<int>(std::floor(bounds.top)) - margin;
+  picture.width = static_cast<int>(std::ceil(bounds.right)) + margin - picture.x;
+  picture.height = static_cast<int>(std::ceil(bounds.bottom)) + margin - picture.y;
 
   CairoPicture canvas(picture.width, picture.height);
-  cairo_t* context = canvas.context();
-  cairo_translate(context, -picture.x, -picture.y);
-  const auto drawBox = [&](const media::SubtitleLook& look, std::size_t begin, std::size_t end) {
-    if (!look.background) return;
-    canvas.setColor(*look.background);
-    drawBackground(context, layout.get(), begin, end, padding);
-  };
-  drawBox(cue.look, 0, cue.text.size());
-  for (const media::SubtitleSpan& span : cue.spans) drawBox(span.look, span.begin, span.end);
-  drawEdge(canvas, layout.get(), edgeOf(cue), edgeWidth);
-  canvas.setColor(cue.look.color.value_or(theme::kSubtitle));
-  cairo_move_to(context, 0, 0);
-  pango_cairo_show_layout(context, layout.get());
+  cairo_translate(canvas.context(), -picture.x, -picture.y);
+  transform.apply(canvas.context());
+  const TextPainter painter(canvas, cue, lines, transform);
+  painter.drawBackground(cue.look, 0, cue.text.size());
+  for (const media::SubtitleSpan& span : cue.spans)
+    if (span.ruby.empty()) painter.drawBackground(span.look, span.begin, span.end);
+  painter.drawEdge(edgeOf(cue), edgeWidth);
+  painter.drawText();
   picture.texture = canvas.makeTexture(renderer);
   return picture;
 }

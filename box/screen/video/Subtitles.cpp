@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <numeric>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -11,8 +13,6 @@
 
 namespace box {
 namespace {
-
-using Anchor = media::CueLayout::Anchor;
 
 constexpr std::size_t kCachedCues = 16;
 constexpr std::size_t kCachedCuePixels = std::size_t{16} * 1024 * 1024;
@@ -50,82 +50,26 @@ SDL_FRect placeOf(const media::CueImage& image, const SDL_FRect& picture) {
           scaleY * static_cast<float>(image.height)};
 }
 
-/// Whether the cue is stacked from the lower edge upwards. The last such cue is the lowest.
-bool isAtLowerEdge(const media::CueLayout& layout) {
-  return !layout.y && layout.line.value_or(-1) < 0;
+/// The order in which texts are placed: that of WebVTT, and paragraphs of one text from the last to
+/// the first.
+std::vector<std::size_t> placingOrder(const media::SubtitleCues::Cues& cues, std::size_t count) {
+  std::vector<std::size_t> order(count);
+  std::iota(order.begin(), order.end(), std::size_t{0});
+  const auto endOf = [](const media::SubtitleCue& cue) {
+    return cue.duration == media::SubtitleCue::kUntilNext ? HUGE_VAL : cue.start + cue.duration;
+  };
+  std::sort(order.begin(), order.end(), [&](std::size_t left, std::size_t right) {
+    const media::SubtitleCue& one = *cues[left];
+    const media::SubtitleCue& other = *cues[right];
+    const bool isReversed = one.layout.readsDownwards && other.layout.readsDownwards;
+    if (isReversed) return left > right;
+    if (one.layout.readsDownwards != other.layout.readsDownwards)
+      return other.layout.readsDownwards;
+    if (one.start != other.start) return one.start < other.start;
+    return endOf(one) != endOf(other) ? endOf(one) > endOf(other) : left < right;
+  });
+  return order;
 }
-
-/// Places texts without overlaps.
-class Placement {
- public:
-  /// The heights are those of all lines at the upper and at the lower edge.
-  Placement(const SubtitleFrame& frame, float heightAtTop, float heightAtBottom) : _frame(frame) {
-    const auto inset = static_cast<float>(platform::kSafeAreaFraction);
-    const SDL_FRect& area = frame.area;
-    _left = area.x + inset * area.w;
-    _right = area.x + area.w - inset * area.w;
-    _top = area.y + inset * area.h;
-    const float margin =
-        std::max(static_cast<float>(theme::kSubtitleMargin) * area.h, frame.covered);
-    _bottom = area.y + area.h - margin;
-    // Lines at an edge are all placed outside or all inside the picture, never across its edge.
-    const SDL_FRect& picture = frame.picture;
-    const float pictureBottom = picture.y + picture.h;
-    if (_top + heightAtTop > picture.y) _top = std::max(_top, picture.y + inset * picture.h);
-    if (_bottom - heightAtBottom < pictureBottom) {
-      const float inside = static_cast<float>(theme::kSubtitleMargin) * picture.h;
-      _bottom = std::min(_bottom, pictureBottom - inside);
-    }
-  }
-
-  SDL_FRect place(const media::CueLayout& layout, const SubtitlePicture& text, int areaWidth) {
-    const auto height = static_cast<float>(text.textHeight);
-    const auto width = static_cast<float>(areaWidth);
-    const SDL_FRect& area = _frame.area;
-    float x = area.x + (area.w - width) / 2;
-    if (layout.left) x = _frame.picture.x + static_cast<float>(*layout.left) * _frame.picture.w;
-    // Clamp by the ink, not by the line box.
-    const auto inkLeft = static_cast<float>(text.x);
-    const auto inkWidth = static_cast<float>(text.width);
-    x = std::clamp(x + inkLeft, _left, std::max(_left, _right - inkWidth)) - inkLeft;
-    SDL_FRect rect{x + inkLeft, _topOf(layout, text), inkWidth, height};
-    rect.y = std::clamp(rect.y, _top, std::max(_top, _bottom - height));
-    _avoidOverlaps(rect, layout.anchor == Anchor::Top);
-    _occupied.push_back(rect);
-    return {std::round(x), std::round(rect.y), width, height};
-  }
-
- private:
-  float _topOf(const media::CueLayout& layout, const SubtitlePicture& text) const {
-    const auto height = static_cast<float>(text.textHeight);
-    if (layout.y) {
-      const float at = _frame.picture.y + static_cast<float>(*layout.y) * _frame.picture.h;
-      return at - (layout.anchor == Anchor::Top      ? 0
-                   : layout.anchor == Anchor::Middle ? height / 2
-                                                     : height);
-    }
-    const int line = layout.line.value_or(-1);
-    const auto lineHeight = static_cast<float>(text.lineHeight);
-    if (line >= 0) return _top + static_cast<float>(line) * lineHeight;
-    return _bottom + static_cast<float>(line + 1) * lineHeight - height;
-  }
-
-  void _avoidOverlaps(SDL_FRect& rect, bool downwards) const {
-    for (std::size_t tries = 0; tries <= _occupied.size(); ++tries) {
-      const auto other =
-          std::find_if(_occupied.begin(), _occupied.end(), [&](const SDL_FRect& each) {
-            return rect.x < each.x + each.w && each.x < rect.x + rect.w &&
-                   rect.y < each.y + each.h - 1 && each.y < rect.y + rect.h - 1;
-          });
-      if (other == _occupied.end()) return;
-      rect.y = downwards ? other->y + other->h : other->y - rect.h;
-    }
-  }
-
-  const SubtitleFrame& _frame;
-  float _left, _right, _top, _bottom;
-  std::vector<SDL_FRect> _occupied;
-};
 
 void copy(SDL_Renderer* renderer, SDL_Texture* texture, const SDL_FRect& target, float alpha) {
   if (!texture) return;
@@ -133,73 +77,220 @@ void copy(SDL_Renderer* renderer, SDL_Texture* texture, const SDL_FRect& target,
   SDL_RenderCopyF(renderer, texture, nullptr, &target);
 }
 
+/// How long a new text of a scrolling region moves, in seconds (WebVTT: 0.433).
+constexpr double kScrollSeconds = 0.433;
+
+/// Draws within a rectangle until it is destroyed.
+class ClipScope {
+ public:
+  ClipScope(SDL_Renderer* renderer, const SDL_FRect& rect) : _renderer(renderer) {
+    _wasClipping = SDL_RenderIsClipEnabled(renderer) == SDL_TRUE;
+    SDL_RenderGetClipRect(renderer, &_before);
+    const SDL_Rect clip{static_cast<int>(std::floor(rect.x)), static_cast<int>(std::floor(rect.y)),
+                        static_cast<int>(std::ceil(rect.w)) + 1,
+                        static_cast<int>(std::ceil(rect.h)) + 1};
+    SDL_RenderSetClipRect(renderer, &clip);
+  }
+  ~ClipScope() { SDL_RenderSetClipRect(_renderer, _wasClipping ? &_before : nullptr); }
+  ClipScope(const ClipScope&) = delete;
+  ClipScope& operator=(const ClipScope&) = delete;
+
+ private:
+  SDL_Renderer* const _renderer;
+  SDL_Rect _before{};
+  bool _wasClipping = false;
+};
+
+void fill(SDL_Renderer* renderer, const SDL_FRect& rect,
+          const std::optional<platform::Color>& color, float alpha) {
+  if (!color) return;
+  const auto level = [](float value) {
+    return static_cast<Uint8>(std::lround(std::clamp(value, 0.0F, 1.0F) * 255));
+  };
+  SDL_SetRenderDrawBlendMode(renderer, SDL_BLENDMODE_BLEND);
+  SDL_SetRenderDrawColor(renderer, level(color->red), level(color->green), level(color->blue),
+                         level(color->alpha * alpha));
+  SDL_RenderFillRectF(renderer, &rect);
+}
+
 }  // namespace
 
 Subtitles::Subtitles(const TextRenderer& texts)
     : _texts(texts), _cache(kCachedCues, kCachedCuePixels) {}
 
-const Subtitles::Drawn& Subtitles::_drawn(
-    SDL_Renderer* renderer, const std::shared_ptr<const media::SubtitleCue>& cue,
-    const std::shared_ptr<const media::SubtitleStyles>& styles, const SubtitleFrame& frame) {
+Subtitles::DrawnPtr Subtitles::_drawn(SDL_Renderer* renderer,
+                                      const std::shared_ptr<const media::SubtitleCue>& cue,
+                                      const std::shared_ptr<const media::SubtitleStyles>& styles,
+                                      const SubtitleFrame& frame) {
   const std::string key = cacheKey(cue.get(), styles.get(), frame);
-  if (const Drawn* cached = _cache.find(key)) return *cached;
+  if (const DrawnPtr* cached = _cache.find(key)) return *cached;
   media::SubtitleCue styled = *cue;
   if (styles) styles->applyTo(styled);
   Drawn drawn{.cue = cue, .styles = styles, .layout = styled.layout, .text = {}, .images = {}};
   std::size_t pixels = imageBytesOf(*cue) / sizeof(std::uint32_t);
   for (const media::CueImage& each : cue->images) drawn.images.push_back(textureOf(renderer, each));
   if (!styled.text.empty()) {
-    const double width = styled.layout.width
-                             ? *styled.layout.width * static_cast<double>(frame.picture.w)
-                             : theme::kSubtitleWidth * static_cast<double>(frame.area.w);
-    // A minimum width, so that text does not wrap after each letter.
-    drawn.areaWidth = static_cast<int>(
-        std::max(width, theme::kSubtitleMinWidth * static_cast<double>(frame.area.w)));
-    const auto height = static_cast<double>(frame.area.h);
-    drawn.text = drawSubtitleText(renderer, _texts, styled,
-                                  {.width = drawn.areaWidth,
-                                   .height = static_cast<int>(height * theme::kSubtitleHeight),
-                                   .size = height * theme::kSubtitleSize * frame.textSize,
-                                   .frame = height});
+    SubtitleArea area = _areaOf(styled.layout, frame);
+    drawn.text = drawSubtitleText(renderer, _texts, styled, area);
+    const auto safe =
+        static_cast<int>(static_cast<double>(frame.area.w) * (1 - 2 * platform::kSafeAreaFraction));
+    if (drawn.text.width > safe && !styled.layout.region &&
+        styled.layout.writing == media::CueLayout::Writing::Horizontal) {
+      // Lines at both edges of the screen.
+      area.length = safe - (drawn.text.width - std::min(drawn.text.width, area.length));
+      drawn.layout.left.reset();
+      drawn.text = drawSubtitleText(renderer, _texts, styled, area);
+    }
     pixels +=
         static_cast<std::size_t>(drawn.text.width) * static_cast<std::size_t>(drawn.text.height);
   }
-  return _cache.insert(key, std::move(drawn), pixels);
+  return _cache.insert(key, std::make_shared<const Drawn>(std::move(drawn)), pixels);
+}
+
+SubtitleArea Subtitles::_areaOf(const media::CueLayout& layout, const SubtitleFrame& frame) {
+  const bool isVertical = layout.writing != media::CueLayout::Writing::Horizontal;
+  const auto along = [&](const SDL_FRect& rect) {
+    return static_cast<double>(isVertical ? rect.h : rect.w);
+  };
+  const auto across = [&](const SDL_FRect& rect) {
+    return static_cast<double>(isVertical ? rect.w : rect.h);
+  };
+  const double length = layout.width ? *layout.width * along(frame.picture)
+                                     : theme::kSubtitleWidth * along(frame.area);
+  double depth = across(frame.area) * theme::kSubtitleHeight;
+  if (layout.region) {
+    const double share = isVertical ? layout.region->width : layout.region->height;
+    depth = std::max(depth, std::clamp(share, 0.0, 1.0) * across(frame.picture));
+  }
+  // The sizes of a region and of the texts in it refer to the picture.
+  const auto height = static_cast<double>(layout.region ? frame.picture.h : frame.area.h);
+  // Not so short that text wraps after each letter.
+  return {.length = static_cast<int>(
+              std::clamp(length, theme::kSubtitleMinWidth * along(frame.area), along(frame.area))),
+          .depth = static_cast<int>(depth),
+          .size = height * media::kSubtitleFontSize * frame.textSize,
+          .frame = static_cast<double>(frame.area.h)};
 }
 
 void Subtitles::draw(SDL_Renderer* renderer, const media::SubtitleCues::Cues& cues,
                      const std::shared_ptr<const media::SubtitleStyles>& styles,
                      const SubtitleFrame& frame, float alpha) {
   const std::size_t count = std::min(cues.size(), kCachedCues);
+  std::vector<DrawnPtr> all;
+  for (std::size_t index = 0; index < count; ++index)
+    all.push_back(_drawn(renderer, cues[index], styles, frame));
   float heightAtTop = 0;
   float heightAtBottom = 0;
-  for (std::size_t index = 0; index < count; ++index) {
-    const Drawn& drawn = _drawn(renderer, cues[index], styles, frame);
-    if (!drawn.text.texture || drawn.layout.y) continue;
-    float& height = isAtLowerEdge(drawn.layout) ? heightAtBottom : heightAtTop;
+  for (const DrawnPtr& drawn : all) {
+    const media::CueLayout& layout = drawn->layout;
+    const bool isVertical = layout.writing != media::CueLayout::Writing::Horizontal;
+    if (!drawn->text.texture || layout.y || layout.region || isVertical) continue;
+    float& height = isAtLastLine(layout) ? heightAtBottom : heightAtTop;
     // Count at least two lines, so that texts of one and two lines are on the same side of the
     // picture's edge.
-    height = std::max(height + static_cast<float>(drawn.text.textHeight),
-                      2 * static_cast<float>(drawn.text.lineHeight));
+    height = std::max(height + static_cast<float>(drawn->text.boxHeight),
+                      2 * static_cast<float>(drawn->text.lineDepth));
   }
-  Placement placement(frame, heightAtTop, heightAtBottom);
-  const auto drawText = [&](const Drawn& drawn) {
-    const SDL_FRect area = placement.place(drawn.layout, drawn.text, drawn.areaWidth);
-    copy(renderer, drawn.text.texture.get(),
-         {area.x + static_cast<float>(drawn.text.x), area.y + static_cast<float>(drawn.text.y),
-          static_cast<float>(drawn.text.width), static_cast<float>(drawn.text.height)},
-         alpha);
-  };
-  for (std::size_t index = count; index-- > 0;) {
-    const Drawn& drawn = _drawn(renderer, cues[index], styles, frame);
-    for (std::size_t image = 0; image < drawn.images.size(); ++image)
-      copy(renderer, drawn.images[image].get(), placeOf(drawn.cue->images[image], frame.picture),
+  SubtitlePlacement placement(frame, heightAtTop, heightAtBottom);
+  std::vector<DrawnPtr> inRegions;
+  for (const DrawnPtr& drawn : all) {
+    for (std::size_t image = 0; image < drawn->images.size(); ++image)
+      copy(renderer, drawn->images[image].get(), placeOf(drawn->cue->images[image], frame.picture),
            alpha);
-    if (drawn.text.texture && isAtLowerEdge(drawn.layout)) drawText(drawn);
+    if (drawn->text.texture && drawn->layout.region) inRegions.push_back(drawn);
   }
-  for (std::size_t index = 0; index < count; ++index) {
-    const Drawn& drawn = _drawn(renderer, cues[index], styles, frame);
-    if (drawn.text.texture && !isAtLowerEdge(drawn.layout)) drawText(drawn);
+  while (!inRegions.empty()) {
+    // All texts of the first one's region.
+    std::vector<DrawnPtr> group;
+    const media::CueLayout first = inRegions.front()->layout;
+    std::erase_if(inRegions, [&](const DrawnPtr& drawn) {
+      const media::CueLayout& layout = drawn->layout;
+      if (layout.region != first.region || layout.writing != first.writing) return false;
+      group.push_back(drawn);
+      return true;
+    });
+    _drawRegion(renderer, group, frame, alpha, placement);
+  }
+  for (const std::size_t index : placingOrder(cues, count)) {
+    const Drawn& drawn = *all[index];
+    if (!drawn.text.texture || drawn.layout.region) continue;
+    _drawText(renderer, drawn, placement.place(drawn.layout, drawn.text), alpha);
+  }
+}
+
+void Subtitles::_drawText(SDL_Renderer* renderer, const Drawn& drawn, const SDL_FRect& box,
+                          float alpha) {
+  fill(renderer, box, drawn.layout.background, alpha);
+  copy(renderer, drawn.text.texture.get(),
+       {box.x + static_cast<float>(drawn.text.x), box.y + static_cast<float>(drawn.text.y),
+        static_cast<float>(drawn.text.width), static_cast<float>(drawn.text.height)},
+       alpha);
+}
+
+void Subtitles::_drawRegion(SDL_Renderer* renderer, const std::vector<DrawnPtr>& group,
+                            const SubtitleFrame& frame, float alpha, SubtitlePlacement& placement) {
+  using Writing = media::CueLayout::Writing;
+  const media::CueRegion& region = *group.front()->layout.region;
+  const Writing writing = group.front()->layout.writing;
+  const bool isVertical = writing != Writing::Horizontal;
+  const SDL_FRect& picture = frame.picture;
+  float depth = 0;
+  double newest = -HUGE_VAL;
+  float newestDepth = 0;
+  for (const DrawnPtr& each : group) {
+    const auto own = static_cast<float>(isVertical ? each->text.boxWidth : each->text.boxHeight);
+    depth += own;
+    if (each->cue->start >= newest) {
+      newest = each->cue->start;
+      newestDepth = own;
+    }
+  }
+  const float height =
+      std::max(static_cast<float>(region.height) * picture.h,
+               static_cast<float>(region.lines) * static_cast<float>(group[0]->text.lineDepth));
+  const SDL_FRect box{picture.x + static_cast<float>(region.left) * picture.w,
+                      picture.y + static_cast<float>(region.y) * picture.h -
+                          static_cast<float>(region.anchor) * height,
+                      static_cast<float>(region.width) * picture.w, height};
+  const float across = isVertical ? picture.w : picture.h;
+  const float before = static_cast<float>(region.paddingBefore) * across;
+  const float after = static_cast<float>(region.paddingAfter) * across;
+  const float room = (isVertical ? box.w : box.h) - before - after - depth;
+  float offset = before + (region.texts == media::CueAnchor::Top      ? 0
+                           : region.texts == media::CueAnchor::Middle ? room / 2
+                                                                      : room);
+  SDL_FRect shown = box;
+  if (!isVertical) {
+    // Another element at the lower edge moves the region up.
+    const float bottom = frame.area.y + frame.area.h - frame.covered;
+    const float top = box.y + offset;
+    shown.y -= std::max(0.0F, std::min(top + depth - bottom, top - frame.area.y));
+  }
+  fill(renderer, shown, region.background, alpha);
+  // Only the lines of a scrolling text that are moving out are cut off.
+  std::optional<ClipScope> clip;
+  if (region.lines > 0) clip.emplace(renderer, shown);
+  if (region.scrolls && group.size() > 1) {
+    const double progress = std::clamp((frame.time - newest) / kScrollSeconds, 0.0, 1.0);
+    offset += newestDepth * static_cast<float>(1 - theme::eased(progress));
+  }
+  for (const DrawnPtr& each : group) {
+    const auto width = static_cast<float>(each->text.boxWidth);
+    const auto length = static_cast<float>(each->text.boxHeight);
+    const auto along = static_cast<float>(each->layout.left.value_or(0));
+    SDL_FRect place{picture.x + along * picture.w, shown.y + offset, width, length};
+    if (isVertical) {
+      place.y = picture.y + along * picture.h;
+      place.x = writing == Writing::VerticalToRight ? shown.x + offset
+                                                    : shown.x + shown.w - offset - width;
+    }
+    offset += isVertical ? width : length;
+    place.x = std::round(place.x);
+    place.y = std::round(place.y);
+    _drawText(renderer, *each, place, alpha);
+    placement.reserve(
+        {place.x + static_cast<float>(each->text.x), place.y + static_cast<float>(each->text.y),
+         static_cast<float>(each->text.width), static_cast<float>(each->text.height)});
   }
 }
 

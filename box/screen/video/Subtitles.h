@@ -5,22 +5,14 @@
 
 #include "box/screen/drawing/Sdl.h"
 #include "box/screen/drawing/TextureCache.h"
-#include "box/screen/video/SubtitleText.h"
+#include "box/screen/video/SubtitlePlacement.h"
 #include "media/output/SubtitleCues.h"
 
 namespace box {
 
-struct SubtitleFrame {
-  SDL_FRect area;     ///< available to the video and its subtitles
-  SDL_FRect picture;  ///< covered by the picture
-  /// Height at the lower edge of `area` that another element covers.
-  float covered = 0;
-  /// Text scale; 1 is the default.
-  double textSize = 1;
-};
-
 /// Draws subtitle cues at their positions within the safe area, without overlaps. Cues without a
-/// position are placed at the lower edge of the area, below the picture if there is room.
+/// position are placed at the lower edge of the area, below the picture if there is room. Cues of a
+/// region are stacked in it.
 ///
 /// Rendered cues are cached while they are shown and for some time after.
 ///
@@ -41,16 +33,21 @@ class Subtitles {
     std::shared_ptr<const media::SubtitleCue> cue;
     std::shared_ptr<const media::SubtitleStyles> styles;
     media::CueLayout layout;
-    int areaWidth = 0;
     SubtitlePicture text;
     std::vector<TexturePtr> images;  // of the cue, in its order
   };
-  const Drawn& _drawn(SDL_Renderer* renderer, const std::shared_ptr<const media::SubtitleCue>& cue,
-                      const std::shared_ptr<const media::SubtitleStyles>& styles,
-                      const SubtitleFrame& frame);
+  using DrawnPtr = std::shared_ptr<const Drawn>;
+  DrawnPtr _drawn(SDL_Renderer* renderer, const std::shared_ptr<const media::SubtitleCue>& cue,
+                  const std::shared_ptr<const media::SubtitleStyles>& styles,
+                  const SubtitleFrame& frame);
+  static SubtitleArea _areaOf(const media::CueLayout& layout, const SubtitleFrame& frame);
+  static void _drawText(SDL_Renderer* renderer, const Drawn& drawn, const SDL_FRect& box,
+                        float alpha);
+  static void _drawRegion(SDL_Renderer* renderer, const std::vector<DrawnPtr>& group,
+                          const SubtitleFrame& frame, float alpha, SubtitlePlacement& placement);
 
   const TextRenderer& _texts;
-  TextureCache<Drawn> _cache;
+  TextureCache<DrawnPtr> _cache;
 };
 
 }  // namespace box

@@ -91,7 +91,7 @@ TEST(SceneRenderer, DrawsSubtitlesOfTheCurrentTime) {
             {"before its end", {plain}, 1.9, white, 590, 690, nullptr},
             {"after its end", {plain}, 2, white, 0, 0, nullptr},
             {"picture without a time", {plain}, -1, white, 0, 0, nullptr},
-            {"stacked", {plain, green}, 1, white, 500, 600, nullptr},
+            {"stacked", {green, plain}, 1, white, 500, 600, nullptr},
             {"at the upper edge", {above}, 1, white, 30, 130, nullptr},
             {"with its colour", {green}, 1, lime, 590, 690, nullptr},
             {"with styles", {plain}, 1, lime, 30, 130, styles},
