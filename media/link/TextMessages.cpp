@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -167,12 +169,8 @@ void put(WireWriter& writer, const CueImage& image) {
   for (const int value :
        {image.canvasWidth, image.canvasHeight, image.x, image.y, image.width, image.height})
     writer.put(static_cast<std::int32_t>(value));
-  std::vector<std::byte> bytes;
-  bytes.reserve(4 * image.pixels.size());
-  for (const std::uint32_t pixel : image.pixels)
-    for (unsigned shift = 0; shift < 32; shift += 8)
-      bytes.push_back(static_cast<std::byte>(pixel >> shift & 0xffU));
-  writer.put(std::span<const std::byte>(bytes));
+  // In the byte order of the machine, on which both processes run.
+  writer.put(std::as_bytes(std::span(image.pixels)));
 }
 
 CueImage takeImage(WireReader& reader) {
@@ -184,8 +182,7 @@ CueImage takeImage(WireReader& reader) {
   if (bytes.size() % 4 != 0 || bytes.size() > SubtitleCue::kImageByteLimit) reader.fail();
   if (reader.failed()) return {};
   image.pixels.resize(bytes.size() / 4);
-  for (std::size_t index = 0; index < bytes.size(); ++index)
-    image.pixels[index / 4] |= static_cast<std::uint32_t>(bytes[index]) << (8 * (index % 4));
+  if (!bytes.empty()) std::memcpy(image.pixels.data(), bytes.data(), bytes.size());
   return image;
 }
 
