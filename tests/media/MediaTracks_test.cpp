@@ -317,7 +317,7 @@ TEST_F(MediaTracksTest, ExternalTextsAreOptions) {
   EXPECT_FALSE(isTextEnabled());
   harness.call([](platform::MediaEngine& engine) { engine.setTrackEnabled(4, true); });
   EXPECT_TRUE(untilText(harness, "One & only\nsecond line")) << "the track replaces the text";
-  EXPECT_TRUE(isTextEnabled());
+  EXPECT_TRUE(harness.waitUntil(isTextEnabled)) << "the facts follow the text";
   EXPECT_EQ(selected(harness, "legible"), "en");
   select(harness, "legible", options[2].identifier);
   EXPECT_TRUE(untilText(harness, "Guten Tag"));
