@@ -1,6 +1,7 @@
 #include "media/texts/TextFormats.h"
 
 #include <array>
+#include <cstdint>
 #include <memory>
 #include <type_traits>
 #include <utility>
@@ -33,7 +34,7 @@ std::string converted(std::string_view bytes, const char* from) {
 std::string convertedBroken(std::string_view bytes, const char* from) {
   const auto close = [](GIConv converter) { g_iconv_close(converter); };
   const GIConv converter = g_iconv_open("UTF-8", from);
-  if (converter == reinterpret_cast<GIConv>(-1)) return {};
+  if (reinterpret_cast<std::intptr_t>(converter) == -1) return {};
   const std::unique_ptr<std::remove_pointer_t<GIConv>, decltype(close)> owner(converter, close);
   std::string result;
   auto* in = const_cast<gchar*>(bytes.data());
