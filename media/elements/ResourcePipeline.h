@@ -12,7 +12,9 @@ struct ResourcePipelineSetup {
   GstElement* videoSink = nullptr;
   GstElement* audioSink = nullptr;
   GstElement* textSink = nullptr;
-  GstBus* bus = nullptr;  ///< gets all messages; null: the pipeline's own
+  GstBus* bus = nullptr;         ///< gets all messages; null: the pipeline's own
+  bool usesLibavformat = false;  ///< see LibavDemuxer.h
+  GstStreamType leftOut{};       ///< streams of these types do not play
 };
 
 /// A GstPipeline that plays one resource of any container: the source, a parsebin, a decodebin3,
@@ -21,7 +23,8 @@ struct ResourcePipelineSetup {
 /// Streams: decodebin3 plays the first stream of each type until a SELECT_STREAMS event is sent to
 /// the pipeline. It posts the messages STREAM_COLLECTION and STREAMS_SELECTED. When it has selected
 /// streams, the sinks without a stream get EOS, so that the pipeline prerolls and ends without
-/// them.
+/// them. Audio and video that no decoder accepts are left out of the collection. A missing-plugin
+/// message is posted for each, and an error if nothing is left.
 ///
 /// A seek is sent to one stream; the demuxer seeks all of them. The position is the largest one of
 /// video and audio.

@@ -249,10 +249,12 @@ platform::Array EngineLoad::accessLog() {
 
 std::vector<platform::FailedRequest> EngineLoad::failedRequests() const {
   std::vector<platform::FailedRequest> requests;
+  if (_pipeline) requests = _pipeline->failures();
   if (!_item) return requests;
   std::vector<streaming::ErrorLogEntry> entries = _item->errorLog();
   constexpr std::size_t kLimit = platform::MediaEngine::kMaxFailedRequests;
-  if (entries.size() > kLimit) entries.erase(entries.begin(), entries.end() - kLimit);
+  const std::size_t room = kLimit - requests.size();
+  if (entries.size() > room) entries.erase(entries.begin(), entries.end() - room);
   for (streaming::ErrorLogEntry& each : entries)
     requests.push_back({each.date, std::move(each.url), std::move(each.error)});
   return requests;

@@ -7,8 +7,10 @@
 #include <dlfcn.h>
 #include <gst/gst.h>
 
+#include "media/elements/LibavDemuxer.h"
 #include "media/encryption/ClearKeyDecryptor.h"
 #include "media/pipeline/AudioDevice.h"
+#include "media/support/DecoderLookup.h"
 #include "media/support/GstRef.h"
 #include "media/texts/AssStream.h"
 #include "media/texts/TextStream.h"
@@ -65,6 +67,9 @@ void bringUp() {
   registerClearKeyDecryptor();
   registerTextStream();
   registerAssStream();
+  registerLibavDemuxer();
+  disableFileDecoders();
+  preferHardwareDecoders();
   Workarounds::shared().installForProcess();
   for (const char* name : kCommonElements) load(name);
   if (!hasFilters) removeFilterElement();

@@ -121,6 +121,8 @@ std::vector<PlaybackStatistics> Pipeline::statisticsByEntry() const {
   return _load->statistics.entries();
 }
 
+std::vector<platform::FailedRequest> Pipeline::failures() const { return _load->failures.all(); }
+
 void Pipeline::_run(const std::shared_ptr<Pipeline>& predecessor) {
   warmUpMedia();
   if (predecessor) predecessor->_waitUntilClosed();

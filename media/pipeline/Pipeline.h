@@ -15,6 +15,7 @@
 #include "media/pipeline/PipelineSetup.h"
 #include "platform/foundation/Date.h"
 #include "platform/foundation/queues/Clock.h"
+#include "platform/media/MediaEngine.h"
 #include "platform/media/MediaFacts.h"
 
 namespace media {
@@ -68,6 +69,8 @@ class Pipeline : public std::enable_shared_from_this<Pipeline> {
   std::shared_ptr<const platform::MediaFacts> facts() const;
   /// Returns the statistics at the end of each access log entry, and the current ones.
   std::vector<PlaybackStatistics> statisticsByEntry() const;
+  /// Returns what could not be played of the item, which plays without it.
+  std::vector<platform::FailedRequest> failures() const;
 
  private:
   Pipeline(const platform::Clock& clock, PipelineSetup setup);

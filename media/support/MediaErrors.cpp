@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstring>
+#include <iterator>
 
 #include "media/support/GstRef.h"
 #include "streaming/transfer/NetworkErrors.h"
@@ -110,6 +111,22 @@ Error unrecognizedError() {
 
 Error noProgressError() { return damagedError(); }
 
+bool isOptionalStream(std::string_view type) {
+  constexpr std::string_view kPrefixes[] = {"text/",
+                                            "subpicture/",
+                                            "subtitle/",
+                                            "meta/",
+                                            "closedcaption/",
+                                            "application/x-subtitle",
+                                            "application/ttml",
+                                            "application/x-ssa",
+                                            "application/x-ass",
+                                            "application/x-usf",
+                                            "application/x-teletext"};
+  return std::any_of(std::begin(kPrefixes), std::end(kPrefixes),
+                     [type](std::string_view each) { return type.starts_with(each); });
+}
+
 std::optional<Error> missingPluginError(const GstStructure* message) {
   const char* type = gst_structure_get_string(message, "type");
   const char* name = gst_structure_get_string(message, "name");
@@ -120,15 +137,10 @@ std::optional<Error> missingPluginError(const GstStructure* message) {
     const char* media = gst_caps_is_empty(caps) || gst_caps_is_any(caps)
                             ? ""
                             : gst_structure_get_name(gst_caps_get_structure(caps, 0));
-    // Playback goes on without subtitles and data streams that cannot be decoded.
     const std::string_view kind(media);
     // GStreamer 1.24 and later report a web page as text/html.
     if (kind == "text/html") return unrecognizedError();
-    for (const std::string_view harmless :
-         {"text/", "subpicture/", "subtitle/", "meta/", "closedcaption/", "application/x-subtitle",
-          "application/ttml", "application/x-ssa", "application/x-ass", "application/x-usf",
-          "application/x-teletext"})
-      if (kind.starts_with(harmless)) return std::nullopt;
+    if (isOptionalStream(kind)) return std::nullopt;
   }
   std::optional<std::string> reason;
   if (name) reason = std::string(name) + " is missing.";

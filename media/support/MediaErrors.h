@@ -28,6 +28,8 @@ platform::Error noProgressError();
 /// Returns the error of a missing-plugin message, or nullopt if playback can go on without the
 /// plugin.
 std::optional<platform::Error> missingPluginError(const GstStructure* message);
+/// Returns whether streams with caps of this type may be missing: subtitles and data.
+bool isOptionalStream(std::string_view type);
 /// The pipeline could not be started and did not report an error.
 platform::Error unknownMediaError();
 /// No thread could be created.

@@ -6,6 +6,7 @@
 #include "media/output/PositionClock.h"
 #include "media/pipeline/CommandMailbox.h"
 #include "media/pipeline/PipelineSetup.h"
+#include "media/pipeline/playback/FailureLog.h"
 #include "media/pipeline/playback/ItemFacts.h"
 #include "media/pipeline/playback/StatisticsRecord.h"
 #include "platform/foundation/queues/Clock.h"
@@ -22,6 +23,7 @@ struct LoadContext {
   const std::shared_ptr<CommandMailbox> mailbox = std::make_shared<CommandMailbox>();
   PositionClock position;
   ItemFacts facts;
+  FailureLog failures;
   StatisticsRecord statistics;
 };
 

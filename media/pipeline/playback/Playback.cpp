@@ -17,6 +17,7 @@ Playback::Playback(LoadContext& load)
       _facts(load, _elements, _state, _catalog, _texts),
       _selection(load, _elements, _wanted, _state, _catalog, _texts, _facts, _progressTimeout,
                  _announcements),
+      _failures(load, _elements, _state, _selection, [this] { _reopen(); }),
       _sound(load, _elements, _wanted, _state, _player, _catalog),
       _buffering(load, _state, _player, _catalog, _progressTimeout, _announcements),
       _metadata(load, _state, _announcements),

@@ -22,6 +22,7 @@
 #include "media/pipeline/playback/Scrubbing.h"
 #include "media/pipeline/playback/Seeking.h"
 #include "media/pipeline/playback/SoundBranch.h"
+#include "media/pipeline/playback/StreamFailures.h"
 #include "media/pipeline/playback/StreamSelection.h"
 #include "media/pipeline/playback/TextBranch.h"
 #include "media/pipeline/playback/WantedPlayback.h"
@@ -79,6 +80,7 @@ class Playback {
   void _open();
   void _handleOpened(const std::optional<platform::Error>& error);
   void _openResource();
+  void _reopen();
   void _openPresentation();
   void _handlePrepared(double start, const std::optional<platform::Error>& error);
   void _noteTracks();
@@ -87,6 +89,7 @@ class Playback {
   // PlaybackMessages.cpp
   void _handle(GstMessage* message);
   void _handleError(GstMessage* message);
+  void _failUnlessHandled(platform::Error error, GstMessage* message = nullptr);
   void _handleElement(GstMessage* message);
   void _handleDurationChange();
   void _handleTags(GstMessage* message);
@@ -110,6 +113,7 @@ class Playback {
   TextBranch _texts;
   FactsReader _facts;
   StreamSelection _selection;
+  StreamFailures _failures;
   SoundBranch _sound;
   Buffering _buffering;
   CurrentMetadata _metadata;

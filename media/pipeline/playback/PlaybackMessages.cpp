@@ -59,16 +59,22 @@ void Playback::_handleError(GstMessage* message) {
   using Source = SoundBranch::ErrorSource;
   const Source source = _sound.handleError(message);
   if (source == Source::Elsewhere)
-    _fail(_itemFailure().value_or(errorOfMessage(message)));
+    _failUnlessHandled(errorOfMessage(message), message);
   else if (source == Source::SoundAndSeek)
     _finishSeek();
+}
+
+void Playback::_failUnlessHandled(platform::Error error, GstMessage* message) {
+  if (auto failure = _itemFailure()) return _fail(std::move(*failure));
+  if (auto remaining = _failures.handleError(std::move(error), message))
+    _fail(std::move(*remaining));
 }
 
 void Playback::_handleElement(GstMessage* message) {
   const GstStructure* content = gst_message_get_structure(message);
   if (!content) return;
   if (gst_structure_has_name(content, "missing-plugin")) {
-    if (auto error = missingPluginError(content)) _fail(std::move(*error));
+    if (auto error = _failures.handleMissingPlugin(message)) _fail(std::move(*error));
   } else if (gst_structure_has_name(content, kForcedTextMessage)) {
     _catalog.noteForced(gst_structure_get_string(content, kForcedTextStream));
   }
@@ -123,7 +129,7 @@ void Playback::_handleAsyncDone() {
     if (_state.knowsStreams && !_catalog.hasMedia()) {
       // A single image may have been shown already.
       _load.setup.frames->close(_load.setup.ticket);
-      return _fail(unrecognizedError());
+      return _failUnlessHandled(unrecognizedError());
     }
     _state.prerolled = true;
     _sound.noteFlush();
@@ -171,7 +177,7 @@ void Playback::_checkForLostError() {
   _progressTimeout.clearFailureCheck();
   if (!_state.failed && !_state.prerolled && !_state.knowsStreams && _elements.player &&
       Workarounds::shared().hasLostError(_elements.player.get()))
-    _fail(_itemFailure().value_or(noProgressError()));
+    _failUnlessHandled(noProgressError());
 }
 
 void Playback::_handleTimeout() {
@@ -181,7 +187,7 @@ void Playback::_handleTimeout() {
   else if (_load.setup.item && _load.setup.item->isBusy())
     _progressTimeout.noteProgress();  // transfers have time-outs of their own
   else if (!_state.failed)
-    _fail(_itemFailure().value_or(noProgressError()));
+    _failUnlessHandled(noProgressError());
 }
 
 std::optional<platform::Error> Playback::_itemFailure() const {

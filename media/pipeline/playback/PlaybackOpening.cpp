@@ -40,6 +40,20 @@ void Playback::_openResource() {
   if (!_builder.buildResource(makeResourceSource(resource))) _fail(unknownMediaError());
 }
 
+/// Reusing the player would be faster, but decodebin3 keeps data of the first run.
+void Playback::_reopen() {
+  _player.reset();
+  _load.mailbox->detach();
+  _builder.takeDown();
+  _builder.makeBus();
+  _state.knowsStreams = false;
+  _progressTimeout.noteProgress();
+  if (_load.setup.item)
+    _openResource();
+  else
+    _open();
+}
+
 void Playback::_openPresentation() {
   const auto playback = _load.setup.item->presentation();
   playback->whenChanged(

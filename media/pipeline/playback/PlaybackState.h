@@ -2,6 +2,8 @@
 
 #include <optional>
 
+#include <gst/gst.h>
+
 namespace media {
 
 /// Above this rate only key frames are shown, without sound.
@@ -12,7 +14,9 @@ struct PlaybackState {
   bool knowsStreams = false;  ///< a stream collection was posted
   bool prerolled = false;
   bool ready = false;
-  bool live = false;  ///< reported by GStreamer
+  bool usesLibavformat = false;  ///< in place of the demuxers of GStreamer
+  GstStreamType leftOut{};       ///< streams of these types have failed
+  bool live = false;             ///< reported by GStreamer
   bool failed = false;
   bool closing = false;
 

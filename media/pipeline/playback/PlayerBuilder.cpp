@@ -35,7 +35,9 @@ bool PlayerBuilder::buildResource(GstElement* source) {
                                       .videoSink = _elements.video->element(),
                                       .audioSink = _elements.sound->element(),
                                       .textSink = _elements.text->element(),
-                                      .bus = _elements.bus.get()});
+                                      .bus = _elements.bus.get(),
+                                      .usesLibavformat = _state.usesLibavformat,
+                                      .leftOut = _state.leftOut});
   if (!player) return false;
   _metadata.watch(player.get());
   Workarounds::shared().installForPipeline(player.get());

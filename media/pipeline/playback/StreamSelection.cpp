@@ -152,6 +152,11 @@ void StreamSelection::setCollection(GstRef<GstStreamCollection> collection) {
   update();
 }
 
+void StreamSelection::clear() {
+  _collection.reset();
+  _catalog.update(std::vector<StreamDescription>());
+}
+
 void StreamSelection::update() {
   if (_collection && _catalog.update(_collection.get()) && _state.ready) _refreshFacts();
 }

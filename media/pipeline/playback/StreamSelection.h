@@ -55,6 +55,8 @@ class StreamSelection {
   /// Selects the initial tracks of a presentation before it is built.
   streaming::TrackSelection selectForStart();
   void setCollection(GstRef<GstStreamCollection> collection);
+  /// Forgets all streams, before the player starts again.
+  void clear();
   /// Call it when properties of streams may have changed.
   void update();
   /// Updates the tracks of a presentation.

@@ -1,0 +1,71 @@
+#include "media/elements/LibavCaps.h"
+
+#include <span>
+#include <string>
+
+#include "media/segments/CodecCaps.h"
+#include "media/support/DecoderLookup.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+}
+
+namespace media {
+namespace {
+
+void setStreamFields(GstCaps& caps, const AVStream& stream) {
+  const AVCodecParameters& parameters = *stream.codecpar;
+  gst_caps_set_simple(&caps, "codec", G_TYPE_STRING, avcodec_get_name(parameters.codec_id), "tag",
+                      G_TYPE_UINT, parameters.codec_tag, "format", G_TYPE_INT, parameters.format,
+                      "depth", G_TYPE_INT, parameters.bits_per_coded_sample, "bit-rate",
+                      G_TYPE_INT64, static_cast<gint64>(parameters.bit_rate), "block-align",
+                      G_TYPE_INT, parameters.block_align, nullptr);
+  if (parameters.extradata_size > 0)
+    setBytes(caps, "codec_data",
+             {parameters.extradata, static_cast<std::size_t>(parameters.extradata_size)});
+}
+
+GstRef<GstCaps> videoCaps(const AVStream& stream) {
+  const AVCodecParameters& parameters = *stream.codecpar;
+  GstRef<GstCaps> caps(gst_caps_new_simple(kLibavVideoCaps, "width", G_TYPE_INT, parameters.width,
+                                           "height", G_TYPE_INT, parameters.height, nullptr));
+  const AVRational rate = stream.avg_frame_rate;
+  if (rate.num > 0 && rate.den > 0)
+    gst_caps_set_simple(caps.get(), "framerate", GST_TYPE_FRACTION, rate.num, rate.den, nullptr);
+  const AVRational aspect = stream.sample_aspect_ratio.num > 0 ? stream.sample_aspect_ratio
+                                                               : parameters.sample_aspect_ratio;
+  if (aspect.num > 0 && aspect.den > 0)
+    gst_caps_set_simple(caps.get(), "pixel-aspect-ratio", GST_TYPE_FRACTION, aspect.num, aspect.den,
+                        nullptr);
+  return caps;
+}
+
+GstRef<GstCaps> audioCaps(const AVCodecParameters& parameters) {
+  return GstRef<GstCaps>(gst_caps_new_simple(kLibavAudioCaps, "rate", G_TYPE_INT,
+                                             parameters.sample_rate, "channels", G_TYPE_INT,
+                                             parameters.ch_layout.nb_channels, nullptr));
+}
+
+}  // namespace
+
+GstRef<GstCaps> libavCapsOf(const AVStream& stream) {
+  const AVCodecParameters& parameters = *stream.codecpar;
+  const std::span<const std::uint8_t> setup(parameters.extradata,
+                                            static_cast<std::size_t>(parameters.extradata_size));
+  GstRef<GstCaps> caps = capsOf(stream, setup);
+  if (caps && (gst_structure_has_name(gst_caps_get_structure(caps.get(), 0), "audio/x-raw") ||
+               hasDecoder(caps.get())))
+    return caps;
+  const bool isVideo = parameters.codec_type == AVMEDIA_TYPE_VIDEO;
+  if (!avcodec_find_decoder(parameters.codec_id)) {
+    const std::string type = std::string(isVideo ? "video" : "audio") + "/x-vorlane-unknown";
+    return GstRef<GstCaps>(gst_caps_new_simple(type.c_str(), "codec", G_TYPE_STRING,
+                                               avcodec_get_name(parameters.codec_id), nullptr));
+  }
+  caps = isVideo ? videoCaps(stream) : audioCaps(parameters);
+  setStreamFields(*caps, stream);
+  return caps;
+}
+
+}  // namespace media

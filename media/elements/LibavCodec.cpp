@@ -1,0 +1,90 @@
+#include "media/elements/LibavCodec.h"
+
+#include <algorithm>
+#include <cstring>
+#include <thread>
+
+extern "C" {
+#include <libavutil/mem.h>
+}
+
+namespace media {
+namespace {
+
+constexpr unsigned kMaxCodecThreads = 4;
+constexpr std::size_t kLargestCodecData = std::size_t{16} << 20;
+
+int intField(const GstStructure* structure, const char* name) {
+  int value = 0;
+  gst_structure_get_int(structure, name, &value);
+  return value;
+}
+
+bool copyExtradata(AVCodecContext& context, const GstStructure* structure) {
+  GstBuffer* const data = [&]() -> GstBuffer* {
+    const GValue* const value = gst_structure_get_value(structure, "codec_data");
+    return value ? gst_value_get_buffer(value) : nullptr;
+  }();
+  if (!data) return true;
+  const std::size_t size = gst_buffer_get_size(data);
+  if (size > kLargestCodecData) return false;
+  context.extradata = static_cast<std::uint8_t*>(av_mallocz(size + AV_INPUT_BUFFER_PADDING_SIZE));
+  if (!context.extradata) return false;
+  context.extradata_size = static_cast<int>(size);
+  gst_buffer_extract(data, 0, context.extradata, size);
+  return true;
+}
+
+}  // namespace
+
+std::unique_ptr<LibavCodec> LibavCodec::open(const GstCaps& caps) {
+  const GstStructure* const structure = gst_caps_get_structure(&caps, 0);
+  const char* const name = gst_structure_get_string(structure, "codec");
+  const AVCodecDescriptor* const descriptor = name ? avcodec_descriptor_get_by_name(name) : nullptr;
+  const AVCodec* const codec = descriptor ? avcodec_find_decoder(descriptor->id) : nullptr;
+  if (!codec) return nullptr;
+  std::unique_ptr<LibavCodec> self(new LibavCodec);
+  self->_context.reset(avcodec_alloc_context3(codec));
+  self->_frame.reset(av_frame_alloc());
+  self->_packet.reset(av_packet_alloc());
+  if (!self->_context || !self->_frame || !self->_packet) return nullptr;
+  AVCodecContext& context = *self->_context;
+  gst_structure_get_uint(structure, "tag", &context.codec_tag);
+  gst_structure_get_int64(structure, "bit-rate", &context.bit_rate);
+  context.bits_per_coded_sample = intField(structure, "depth");
+  context.block_align = intField(structure, "block-align");
+  if (codec->type == AVMEDIA_TYPE_VIDEO) {
+    context.width = context.coded_width = intField(structure, "width");
+    context.height = context.coded_height = intField(structure, "height");
+    context.pix_fmt = static_cast<AVPixelFormat>(intField(structure, "format"));
+    context.thread_count =
+        static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1U, kMaxCodecThreads));
+  } else {
+    context.sample_rate = intField(structure, "rate");
+    context.sample_fmt = static_cast<AVSampleFormat>(intField(structure, "format"));
+    av_channel_layout_default(&context.ch_layout, intField(structure, "channels"));
+  }
+  if (!copyExtradata(context, structure)) return nullptr;
+  if (avcodec_open2(&context, codec, nullptr) < 0) return nullptr;
+  return self;
+}
+
+bool LibavCodec::send(std::span<const std::uint8_t> bytes, std::int64_t time) {
+  // The packet needs padding, which av_new_packet() adds.
+  if (av_new_packet(_packet.get(), static_cast<int>(bytes.size())) < 0) return false;
+  std::memcpy(_packet->data, bytes.data(), bytes.size());
+  _packet->pts = _packet->dts = time;
+  const int result = avcodec_send_packet(_context.get(), _packet.get());
+  av_packet_unref(_packet.get());
+  return result >= 0;
+}
+
+void LibavCodec::drain() { avcodec_send_packet(_context.get(), nullptr); }
+
+const AVFrame* LibavCodec::receive() {
+  return avcodec_receive_frame(_context.get(), _frame.get()) >= 0 ? _frame.get() : nullptr;
+}
+
+void LibavCodec::flush() { avcodec_flush_buffers(_context.get()); }
+
+}  // namespace media

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <gst/gst.h>
+
+#include "media/elements/LibavInput.h"
+#include "media/support/GstRef.h"
+
+namespace media {
+
+/// Return the tags of the container and of a stream. Empty if there are none.
+GstRef<GstTagList> containerTags(const LibavInput& input);
+GstRef<GstTagList> streamTags(const LibavInput& input, const AVStream& stream);
+
+/// Returns a buffer that shares the memory of `packet`. Null if there is no memory.
+GstRef<GstBuffer> bufferOfPacket(const AVPacket& packet, const LibavInput::Times& times);
+
+}  // namespace media

@@ -1,0 +1,178 @@
+#include "media/elements/LibavInput.h"
+
+#include <algorithm>
+#include <mutex>
+#include <new>
+#include <utility>
+
+extern "C" {
+#include <libavutil/dict.h>
+#include <libavutil/log.h>
+#include <libavutil/mathematics.h>
+#include <libavutil/mem.h>
+}
+
+namespace media {
+namespace {
+
+constexpr int kInputBufferBytes = 64 * 1024;
+constexpr int kLargestInputPacket = 64 * 1024 * 1024;
+constexpr int kMaxInputStreams = 64;
+// Errors in a row after which reading ends.
+constexpr int kMaxInputErrors = 32;
+constexpr std::int64_t kInputProbeBytes = std::int64_t{4} << 20;
+constexpr AVRational kNanoseconds{1, 1'000'000'000};
+
+/// The names of all demuxers for files with audio and video. Others read playlists, images, devices
+/// and texts.
+constexpr const char* kInputFormats =
+    "aac,ac3,act,aiff,alp,amr,amrnb,amrwb,ape,aptx,aptx_hd,asf,ast,au,av1,avi,avr,bink,binka,boa,"
+    "caf,cavsvideo,cdg,daud,dhav,dirac,dnxhd,dsf,dts,dtshd,dv,dxa,ea,eac3,epaf,flac,flic,flv,g722,"
+    "gsm,gxf,h261,h263,h264,hevc,iff,ipmovie,ircam,ivf,ivr,jv,kvag,live_flv,loas,lxf,m4v,"
+    "matroska,webm,mjpeg,mlp,mm,mmf,mov,mp4,m4a,3gp,3g2,mj2,mp3,mpc,mpc8,mpeg,mpegts,mpegvideo,"
+    "msf,mtv,mv,mvi,mxf,nistsphere,nsv,nut,nuv,obu,ogg,oma,paf,pva,pvf,qcp,r3d,rl2,rm,roq,rpl,rso,"
+    "sbc,sds,sdx,shn,smjpeg,smk,sol,sox,spdif,swf,tak,thp,tiertexseq,tmv,truehd,tta,vag,vc1,"
+    "vc1test,"
+    "vivo,vmd,voc,vqf,w64,wav,wsaud,wsd,wsvqa,wtv,wv,xa,xmv,xwma,yop,yuv4mpegpipe";
+
+int refuseOtherResource(AVFormatContext*, AVIOContext**, const char*, int, AVDictionary**) {
+  return AVERROR(EPERM);
+}
+
+void silenceInputLog() {
+  static std::once_flag once;
+  std::call_once(once, [] { av_log_set_level(AV_LOG_QUIET); });
+}
+
+}  // namespace
+
+std::unique_ptr<LibavInput> LibavInput::open(Source source) {
+  silenceInputLog();
+  std::unique_ptr<LibavInput> self(new LibavInput);
+  self->_source = std::move(source);
+  self->_packet.reset(av_packet_alloc());
+  auto* const buffer = static_cast<unsigned char*>(av_malloc(kInputBufferBytes));
+  AVFormatContext* context = avformat_alloc_context();
+  if (buffer)
+    self->_io = avio_alloc_context(
+        buffer, kInputBufferBytes, 0, self.get(),
+        [](void* opaque, std::uint8_t* into, int size) {
+          return static_cast<LibavInput*>(opaque)->_readBytes(
+              {into, static_cast<std::size_t>(size)});
+        },
+        nullptr,
+        [](void* opaque, std::int64_t offset, int whence) {
+          return static_cast<LibavInput*>(opaque)->_seekBytes(offset, whence);
+        });
+  if (!self->_packet || !context || !self->_io) {
+    avformat_free_context(context);
+    if (!self->_io) av_free(buffer);
+    throw std::bad_alloc();
+  }
+  context->pb = self->_io;
+  context->flags |= AVFMT_FLAG_CUSTOM_IO | AVFMT_FLAG_GENPTS;
+  context->io_open = refuseOtherResource;
+  context->max_streams = kMaxInputStreams;
+  context->format_probesize = static_cast<int>(kInputProbeBytes);
+  AVDictionary* options = nullptr;
+  av_dict_set(&options, "protocol_whitelist", "none", 0);
+  av_dict_set(&options, "format_whitelist", kInputFormats, 0);
+  // avformat_open_input() frees the context on failure.
+  const int result = avformat_open_input(&context, nullptr, nullptr, &options);
+  av_dict_free(&options);
+  if (result < 0) return nullptr;
+  self->_context = context;
+  if (avformat_find_stream_info(context, nullptr) < 0 || self->_hasStopped) return nullptr;
+  return self;
+}
+
+LibavInput::~LibavInput() {
+  if (_context) avformat_close_input(&_context);
+  if (_io) av_freep(&_io->buffer);
+  avio_context_free(&_io);
+}
+
+int LibavInput::_readBytes(std::span<std::uint8_t> into) {
+  if (_offset >= _source.size) return AVERROR_EOF;
+  const std::uint64_t rest = _source.size - _offset;
+  const auto count = _source.read(
+      _offset, into.first(static_cast<std::size_t>(std::min<std::uint64_t>(rest, into.size()))));
+  if (!count) {
+    _hasStopped = true;
+    return AVERROR_EXIT;
+  }
+  if (*count == 0) return AVERROR_EOF;
+  _offset += *count;
+  return static_cast<int>(*count);
+}
+
+std::int64_t LibavInput::_seekBytes(std::int64_t offset, int whence) {
+  const auto size = static_cast<std::int64_t>(_source.size);
+  if ((whence & AVSEEK_SIZE) != 0) return size;
+  whence &= ~AVSEEK_FORCE;
+  if (whence == SEEK_CUR) offset += static_cast<std::int64_t>(_offset);
+  if (whence == SEEK_END) offset += size;
+  if (offset < 0) return AVERROR(EINVAL);
+  _offset = static_cast<std::uint64_t>(offset);
+  return offset;
+}
+
+std::optional<std::uint64_t> LibavInput::duration() const {
+  if (_context->duration <= 0) return std::nullopt;
+  return static_cast<std::uint64_t>(av_rescale_q(_context->duration, AV_TIME_BASE_Q, kNanoseconds));
+}
+
+std::string LibavInput::metadata(const char* key, const AVStream* stream) const {
+  const AVDictionaryEntry* const entry =
+      av_dict_get(stream ? stream->metadata : _context->metadata, key, nullptr, 0);
+  return entry ? entry->value : "";
+}
+
+LibavInput::Result LibavInput::read() {
+  for (int errors = 0; errors < kMaxInputErrors;) {
+    av_packet_unref(_packet.get());
+    const int result = av_read_frame(_context, _packet.get());
+    if (_hasStopped) return Result::Stopped;
+    if (result == AVERROR_EOF) return Result::End;
+    if (result < 0) {
+      ++errors;
+      continue;
+    }
+    if (_packet->size > 0 && _packet->size <= kLargestInputPacket) return Result::Packet;
+  }
+  return Result::End;
+}
+
+std::optional<std::uint64_t> LibavInput::_timeOf(std::int64_t value, const AVStream& stream) const {
+  if (value == AV_NOPTS_VALUE) return std::nullopt;
+  std::int64_t time = av_rescale_q(value, stream.time_base, kNanoseconds);
+  if (_context->start_time != AV_NOPTS_VALUE)
+    time -= av_rescale_q(_context->start_time, AV_TIME_BASE_Q, kNanoseconds);
+  return static_cast<std::uint64_t>(std::max<std::int64_t>(time, 0));
+}
+
+LibavInput::Times LibavInput::times() const {
+  const AVStream& stream = *_context->streams[_packet->stream_index];
+  Times times;
+  times.presentation = _timeOf(_packet->pts, stream);
+  times.decoding = _timeOf(_packet->dts, stream);
+  if (_packet->duration > 0)
+    times.duration =
+        static_cast<std::uint64_t>(av_rescale_q(_packet->duration, stream.time_base, kNanoseconds));
+  return times;
+}
+
+void LibavInput::seek(std::uint64_t time) {
+  // A stopped read leaves its error in the context.
+  _hasStopped = false;
+  _io->error = 0;
+  _io->eof_reached = 0;
+  std::int64_t target = av_rescale_q(static_cast<std::int64_t>(time), kNanoseconds, AV_TIME_BASE_Q);
+  if (_context->start_time != AV_NOPTS_VALUE) target += _context->start_time;
+  if (av_seek_frame(_context, -1, target, AVSEEK_FLAG_BACKWARD) >= 0) return;
+  // Without an index, the packets before the target are read and dropped by the decoders.
+  if (av_seek_frame(_context, -1, 0, AVSEEK_FLAG_BYTE) < 0)
+    av_seek_frame(_context, -1, 0, AVSEEK_FLAG_ANY | AVSEEK_FLAG_BACKWARD);
+}
+
+}  // namespace media

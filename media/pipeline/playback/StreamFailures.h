@@ -1,0 +1,57 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include <gst/gst.h>
+
+#include "media/pipeline/playback/LoadContext.h"
+#include "media/pipeline/playback/PlaybackState.h"
+#include "media/pipeline/playback/PlayerElements.h"
+#include "media/pipeline/playback/StreamSelection.h"
+#include "platform/foundation/Error.h"
+
+namespace media {
+
+/// Handles what GStreamer cannot play. Before preroll, a resource is tried a second time with
+/// libavformat. If that fails too, it plays without the streams that cannot be decoded, as long as
+/// any audio or video is left. Each such stream is in the error log.
+///
+/// Threads: the pipeline's.
+class StreamFailures {
+ public:
+  /// `reopen` builds the player of a resource again.
+  StreamFailures(LoadContext& load, const PlayerElements& elements, PlaybackState& state,
+                 StreamSelection& selection, std::function<void()> reopen)
+      : _load(load),
+        _elements(elements),
+        _state(state),
+        _selection(selection),
+        _reopen(std::move(reopen)) {}
+
+  // These return the error with which the item fails, or nullopt if it goes on.
+
+  /// Handles a missing-plugin message.
+  std::optional<platform::Error> handleMissingPlugin(GstMessage* message);
+  /// Handles an error of the pipeline. `message` may be null.
+  std::optional<platform::Error> handleError(platform::Error error, GstMessage* message);
+
+ private:
+  bool _canReopen() const;
+  bool _retry(const platform::Error& error);
+  bool _leaveOut(GstMessage* message, const platform::Error& error);
+  void _log(const std::string& type, platform::Error error);
+
+  LoadContext& _load;
+  const PlayerElements& _elements;
+  PlaybackState& _state;
+  StreamSelection& _selection;
+  const std::function<void()> _reopen;
+  std::optional<platform::Error> _firstError;           // of the first try
+  std::map<std::string, platform::Error> _undecodable;  // by the type of the caps
+};
+
+}  // namespace media
