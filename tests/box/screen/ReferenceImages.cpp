@@ -9,10 +9,13 @@
 #include <gtest/gtest.h>
 #include <pango/pangocairo.h>
 
-#include "box/screen/drawing/CairoTexture.h"
-
 namespace box::test {
 namespace {
+
+constexpr int kColumns = 3;
+constexpr int kCellWidth = 480;
+constexpr int kCellHeight = 270;
+constexpr int kCellGap = 8;
 
 constexpr const char* kSystemFile = "docs/look/drawn-with.txt";
 
@@ -63,6 +66,31 @@ std::array<double, 3> blockColor(cairo_surface_t* surface, int left, int top, in
 }
 
 }  // namespace
+
+CairoSurfacePtr drawContactSheet(int pictures, const std::function<Picture(int)>& picture) {
+  const int rows = (pictures + kColumns - 1) / kColumns;
+  CairoSurfacePtr surface(cairo_image_surface_create(CAIRO_FORMAT_RGB24,
+                                                     kColumns * (kCellWidth + kCellGap) - kCellGap,
+                                                     rows * (kCellHeight + kCellGap) - kCellGap));
+  const CairoPtr cairo(cairo_create(surface.get()));
+  for (int index = 0; index < pictures; ++index) {
+    const Picture original = picture(index);
+    const CairoSurfacePtr full = original.cairoSurface();
+    const double scale =
+        static_cast<double>(kCellWidth) / cairo_image_surface_get_width(full.get());
+    cairo_save(cairo.get());
+    cairo_translate(cairo.get(), index % kColumns * (kCellWidth + kCellGap),
+                    index / kColumns * (kCellHeight + kCellGap));
+    cairo_rectangle(cairo.get(), 0, 0, kCellWidth, kCellHeight);
+    cairo_clip(cairo.get());
+    cairo_scale(cairo.get(), scale, scale);
+    cairo_set_source_surface(cairo.get(), full.get(), 0, 0);
+    cairo_paint(cairo.get());
+    cairo_restore(cairo.get());
+  }
+  cairo_surface_flush(surface.get());
+  return surface;
+}
 
 void expectReference(cairo_surface_t* drawn, const std::string& file) {
   if (std::getenv("VORLANE_UPDATE_PICTURES")) {

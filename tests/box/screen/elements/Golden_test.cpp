@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include "box/screen/drawing/CairoTexture.h"
 #include "tests/box/screen/Pictures.h"
 #include "tests/box/screen/ReferenceImages.h"
 #include "tests/box/screen/elements/Gallery.h"
@@ -13,10 +12,6 @@
 namespace box::test {
 namespace {
 
-constexpr int kColumns = 3;
-constexpr int kCellWidth = 480;
-constexpr int kCellHeight = 270;
-constexpr int kCellGap = 8;
 struct Sheet {
   const char* language;
   int width;
@@ -29,30 +24,10 @@ struct Sheet {
 
 CairoSurfacePtr drawSheet(const Sheet& sheet) {
   const std::vector<Scene> scenes = gallery(sheet.language);
-  const int rows = (static_cast<int>(scenes.size()) + kColumns - 1) / kColumns;
-  CairoSurfacePtr surface(cairo_image_surface_create(CAIRO_FORMAT_RGB24,
-                                                     kColumns * (kCellWidth + kCellGap) - kCellGap,
-                                                     rows * (kCellHeight + kCellGap) - kCellGap));
-  const CairoPtr cairo(cairo_create(surface.get()));
-  int index = 0;
-  for (const Scene& scene : scenes) {
-    const Picture picture(scene, sheet.width, sheet.width * 9 / 16, {}, {sheet.textSize},
-                          sheet.language);
-    const CairoSurfacePtr full = picture.cairoSurface();
-    const double scale = static_cast<double>(kCellWidth) / sheet.width;
-    cairo_save(cairo.get());
-    cairo_translate(cairo.get(), index % kColumns * (kCellWidth + kCellGap),
-                    index / kColumns * (kCellHeight + kCellGap));
-    cairo_rectangle(cairo.get(), 0, 0, kCellWidth, kCellHeight);
-    cairo_clip(cairo.get());
-    cairo_scale(cairo.get(), scale, scale);
-    cairo_set_source_surface(cairo.get(), full.get(), 0, 0);
-    cairo_paint(cairo.get());
-    cairo_restore(cairo.get());
-    ++index;
-  }
-  cairo_surface_flush(surface.get());
-  return surface;
+  return drawContactSheet(static_cast<int>(scenes.size()), [&](int index) {
+    return Picture(scenes[static_cast<std::size_t>(index)], sheet.width, sheet.width * 9 / 16, {},
+                   {sheet.textSize}, sheet.language);
+  });
 }
 
 class Golden : public testing::TestWithParam<Sheet> {};

@@ -13,10 +13,6 @@
 namespace box::test {
 namespace {
 
-constexpr int kSheetColumns = 3;
-constexpr int kSheetCellWidth = 480;
-constexpr int kSheetCellHeight = 270;
-constexpr int kSheetGap = 8;
 constexpr int kDrawnWidth = 1280;
 constexpr int kDrawnHeight = 720;
 
@@ -33,29 +29,10 @@ Scene sceneOfTexts(const std::string& text, double time) {
 }
 
 CairoSurfacePtr drawSubtitleSheet(const std::vector<SubtitleExample>& examples) {
-  const int rows = (static_cast<int>(examples.size()) + kSheetColumns - 1) / kSheetColumns;
-  CairoSurfacePtr surface(cairo_image_surface_create(
-      CAIRO_FORMAT_RGB24, kSheetColumns * (kSheetCellWidth + kSheetGap) - kSheetGap,
-      rows * (kSheetCellHeight + kSheetGap) - kSheetGap));
-  const CairoPtr cairo(cairo_create(surface.get()));
-  int index = 0;
-  for (const SubtitleExample& example : examples) {
-    const Picture picture(sceneOfTexts(example.text, example.time), kDrawnWidth, kDrawnHeight);
-    const CairoSurfacePtr full = picture.cairoSurface();
-    const double scale = static_cast<double>(kSheetCellWidth) / kDrawnWidth;
-    cairo_save(cairo.get());
-    cairo_translate(cairo.get(), index % kSheetColumns * (kSheetCellWidth + kSheetGap),
-                    index / kSheetColumns * (kSheetCellHeight + kSheetGap));
-    cairo_rectangle(cairo.get(), 0, 0, kSheetCellWidth, kSheetCellHeight);
-    cairo_clip(cairo.get());
-    cairo_scale(cairo.get(), scale, scale);
-    cairo_set_source_surface(cairo.get(), full.get(), 0, 0);
-    cairo_paint(cairo.get());
-    cairo_restore(cairo.get());
-    ++index;
-  }
-  cairo_surface_flush(surface.get());
-  return surface;
+  return drawContactSheet(static_cast<int>(examples.size()), [&](int index) {
+    const SubtitleExample& example = examples[static_cast<std::size_t>(index)];
+    return Picture(sceneOfTexts(example.text, example.time), kDrawnWidth, kDrawnHeight);
+  });
 }
 
 class SubtitleGolden : public testing::TestWithParam<const char*> {};
