@@ -113,6 +113,7 @@ void MediaEngine::_becomeReady() {
   _facts.selectionGroups = _script->selectionGroups;
   _facts.chapters = _script->chapters;
   _facts.title = _script->title;
+  _facts.hasCover = _script->hasCover;
   _anchor(_startPosition());
   _seekTarget.seconds.reset();
   _seekTarget.date.reset();

@@ -56,6 +56,7 @@ struct MediaScript {
   /// The date of position 0, for media with dates.
   std::optional<platform::Date> startDate = {};
   std::string title = {};
+  bool hasCover = false;
   std::vector<platform::MediaTrack> tracks = {};
   std::vector<platform::MediaSelectionGroup> selectionGroups = {};
   std::vector<platform::MediaChapter> chapters = {};

@@ -247,6 +247,7 @@ void RemoteEngine::_handle(const media::FactsEvent& event) {
     facts.timedMetadata = std::move(_facts.timedMetadata);
     facts.chapters = std::move(_facts.chapters);
     facts.title = std::move(_facts.title);
+    facts.hasCover = _facts.hasCover;
   }
   _facts = std::move(facts);
   _factsAt = _clock.now();

@@ -155,7 +155,7 @@ void takePlaybackFacts(WireReader& reader, MediaFacts& facts) {
 void putContentFacts(WireWriter& writer, const MediaFacts& facts) {
   writer.putList(facts.tracks, putTrack).putList(facts.selectionGroups, putGroup);
   writer.putList(facts.timedMetadata, putMetadataItem).putList(facts.chapters, putChapter);
-  writer.put(facts.title);
+  writer.put(facts.title).put(facts.hasCover);
 }
 
 void takeContentFacts(WireReader& reader, MediaFacts& facts) {
@@ -164,6 +164,7 @@ void takeContentFacts(WireReader& reader, MediaFacts& facts) {
   facts.timedMetadata = reader.takeList(kMaxItems, takeMetadataItem);
   facts.chapters = reader.takeList(kMaxItems, takeChapter);
   facts.title = reader.takeText();
+  facts.hasCover = reader.take<bool>();
 }
 
 bool haveEqualPlaybackFacts(const MediaFacts& a, const MediaFacts& b) {
@@ -176,7 +177,8 @@ bool haveEqualPlaybackFacts(const MediaFacts& a, const MediaFacts& b) {
 
 bool haveEqualContentFacts(const MediaFacts& a, const MediaFacts& b) {
   return a.tracks == b.tracks && a.selectionGroups == b.selectionGroups &&
-         a.timedMetadata == b.timedMetadata && a.chapters == b.chapters && a.title == b.title;
+         a.timedMetadata == b.timedMetadata && a.chapters == b.chapters && a.title == b.title &&
+         a.hasCover == b.hasCover;
 }
 
 }  // namespace media

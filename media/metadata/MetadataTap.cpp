@@ -176,8 +176,6 @@ MetadataTimeline::Items itemsOfStation(const streaming::HeaderFields& fields) {
 
 MetadataTimeline::Items itemsOfTags(const GstTagList* tags, bool isRadio) {
   MetadataTimeline::Items items;
-  const bool isOfStream = gst_tag_list_get_scope(tags) == GST_TAG_SCOPE_STREAM;
-  if (isOfStream && !isRadio) return items;
   for (const TagName& name : kTagNames) {
     gchar* text = nullptr;
     if (!gst_tag_list_get_string(tags, name.tag, &text)) continue;

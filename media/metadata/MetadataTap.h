@@ -22,9 +22,8 @@ void tapMetadata(GstElement* pipeline, std::shared_ptr<MetadataTimeline> timelin
 /// Returns what a radio station sends in the header fields of its response ("icy-name" …).
 MetadataTimeline::Items itemsOfStation(const streaming::HeaderFields& fields);
 
-/// Returns the descriptive tags of a stream ("title", "artist" …) in the key space "common", or
-/// "icy" for a radio station. Tags in stream scope describe a track and are only used for a radio
-/// station.
+/// Returns the descriptive tags ("title", "artist" …) in the key space "common", or "icy" for a
+/// radio station.
 MetadataTimeline::Items itemsOfTags(const GstTagList* tags, bool isRadio);
 
 }  // namespace media

@@ -46,6 +46,7 @@ class StreamCatalog {
   /// Returns whether there is video or audio. Web pages are text streams; single images are left
   /// out.
   bool hasMedia() const;
+  bool hasSingleStream() const { return _streams.size() == 1; }
 
   std::vector<platform::MediaTrack> tracks() const;
   std::vector<platform::MediaSelectionGroup> groups() const;

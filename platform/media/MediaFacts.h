@@ -100,6 +100,8 @@ struct MediaFacts {
   std::vector<TimedMetadataItem> timedMetadata;  ///< at the current position
   std::vector<MediaChapter> chapters;            ///< in order of start
   std::string title;
+  /// The video output shows a still image, because the item has a cover and no video.
+  bool hasCover = false;
 };
 
 }  // namespace platform

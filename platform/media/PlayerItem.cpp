@@ -48,6 +48,7 @@ const MediaFacts& PlayerItem::_facts() const {
 
 bool PlayerItem::isLive() const { return _facts().live; }
 const std::string& PlayerItem::title() const { return _facts().title; }
+bool PlayerItem::hasCover() const { return _facts().hasCover; }
 const std::vector<MediaChapter>& PlayerItem::chapters() const { return _facts().chapters; }
 bool PlayerItem::isPlaybackLikelyToKeepUp() const { return _facts().likelyToKeepUp; }
 bool PlayerItem::isPlaybackBufferFull() const { return _facts().bufferFull; }

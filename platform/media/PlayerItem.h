@@ -40,6 +40,8 @@ class PlayerItem {
   bool isLive() const;
   /// The title in the media; may be empty.
   const std::string& title() const;
+  /// Whether the video output shows a cover, because the item has no video.
+  bool hasCover() const;
   /// In order of start.
   const std::vector<MediaChapter>& chapters() const;
   bool isPlaybackLikelyToKeepUp() const;

@@ -33,7 +33,8 @@ void CurrentMetadata::noteStation(const streaming::ResourceReader& resource) {
   _timeline->add(MetadataTimeline::Source::Stream, 0, itemsOfStation(resource.fields()));
 }
 
-void CurrentMetadata::noteTags(const GstTagList* tags) {
+void CurrentMetadata::noteTags(const GstTagList* tags, bool describesItem) {
+  if (!describesItem && !_timeline->isRadioStation()) return;
   bool changed = false;
   for (platform::TimedMetadataItem& each : itemsOfTags(tags, _timeline->isRadioStation())) {
     const auto known = std::find_if(_tagItems.begin(), _tagItems.end(),

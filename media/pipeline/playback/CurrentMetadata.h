@@ -28,7 +28,8 @@ class CurrentMetadata {
   void watch(GstElement* player);
   /// Adds the header fields of a radio station.
   void noteStation(const streaming::ResourceReader& resource);
-  void noteTags(const GstTagList* tags);
+  /// `describesItem`: false for the tags of one track among others.
+  void noteTags(const GstTagList* tags, bool describesItem);
   /// Adds the events in the manifest of a presentation.
   void noteEvents();
   void addID3(double seconds, const std::string& tag);

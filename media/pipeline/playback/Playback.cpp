@@ -21,6 +21,7 @@ Playback::Playback(LoadContext& load)
       _sound(load, _elements, _wanted, _state, _player, _catalog),
       _buffering(load, _state, _player, _catalog, _progressTimeout, _announcements),
       _metadata(load, _state, _announcements),
+      _cover(load),
       _scrubbing(load, _wanted, _state, _player, _progressTimeout),
       _seeking(load, _elements, _wanted, _state, _player, _facts, _sound, _buffering, _scrubbing,
                _progressTimeout, _announcements),
@@ -184,6 +185,7 @@ void Playback::_becomeReady() {
   _state.ready = true;
   _sound.noteReady();
   _facts.refresh();
+  _cover.show();
   if (!_state.timeRuns && !_state.seeking) _load.position.hold(position);
   _load.statistics.noteReady();
   dumpPipeline(_elements.player.get(), "ready");

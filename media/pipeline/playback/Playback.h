@@ -11,6 +11,7 @@
 #include "media/pipeline/StreamCatalog.h"
 #include "media/pipeline/playback/Announcements.h"
 #include "media/pipeline/playback/Buffering.h"
+#include "media/pipeline/playback/CoverArt.h"
 #include "media/pipeline/playback/CurrentMetadata.h"
 #include "media/pipeline/playback/FactsReader.h"
 #include "media/pipeline/playback/LoadContext.h"
@@ -117,6 +118,7 @@ class Playback {
   SoundBranch _sound;
   Buffering _buffering;
   CurrentMetadata _metadata;
+  CoverArt _cover;
   Scrubbing _scrubbing;
   Seeking _seeking;
   PlayerBuilder _builder;

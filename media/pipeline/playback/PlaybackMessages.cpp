@@ -91,10 +91,15 @@ void Playback::_handleTags(GstMessage* message) {
   GstTagList* parsed = nullptr;
   gst_message_parse_tag(message, &parsed);
   const GstRef<GstTagList> tags(parsed);
-  _metadata.noteTags(parsed);
+  // Tags in stream scope describe a track. Those of a single track, such as in FLAC, are the
+  // item's.
+  const bool isGlobal = gst_tag_list_get_scope(parsed) == GST_TAG_SCOPE_GLOBAL;
+  const bool describesItem = isGlobal || _catalog.hasSingleStream();
+  _metadata.noteTags(parsed, describesItem);
+  _cover.noteTags(parsed);
+  if (_state.ready && _cover.show()) _announcements.facts();
   gchar* title = nullptr;
-  // Tags in stream scope describe a track.
-  if (gst_tag_list_get_scope(parsed) == GST_TAG_SCOPE_GLOBAL &&
+  if (describesItem && (isGlobal || _load.facts.newest().title.empty()) &&
       gst_tag_list_get_string(parsed, GST_TAG_TITLE, &title)) {
     const GstRef<gchar> owned(title);
     if (_load.facts.newest().title != title) {

@@ -64,12 +64,12 @@ std::optional<std::string> textOf(const TVSMediaItem& item, std::string_view key
   return *value.asString();
 }
 
-bool hasNoPictures(const TVSPlayer& player, const TVSMediaItem& item) {
-  if (item.metadata(kMediaItemMediaType) == Value(kMediaItemMediaTypeMusic)) return true;
-  const PlayerItem* const playing = player.currentPlayerItem();
-  if (!playing || playing->tracks().empty()) return false;
-  return std::none_of(playing->tracks().begin(), playing->tracks().end(),
-                      [](const MediaTrack& track) { return track.mediaType == "video"; });
+/// Returns a tag of the media.
+std::string tagOf(const PlayerItem& item, std::string_view key) {
+  for (const TimedMetadataItem& each : item.timedMetadata())
+    if (each.keySpace == "common" && each.key == Value(key) && each.value.asString())
+      return *each.value.asString();
+  return {};
 }
 
 }  // namespace
@@ -90,15 +90,34 @@ std::string nameFromURL(std::string_view url) {
   return isPrintable(decoded) ? decoded : std::string(file);
 }
 
-std::string displayTitle(const TVSPlayer& player) {
+ItemTexts itemTexts(const TVSPlayer& player) {
   const auto item = player.currentMediaItem();
   if (!item) return {};
   const PlayerItem* const playing = player.currentPlayerItem();
-  std::string title = textOf(*item, kMediaItemTitle).value_or(playing ? playing->title() : "");
-  if (title.empty()) title = nameFromURL(item->url());
-  const auto artist = textOf(*item, kMediaItemArtist);
-  if (!artist || !hasNoPictures(player, *item)) return title;
-  return title.empty() ? *artist : title + " – " + *artist;
+  ItemTexts texts;
+  texts.title = textOf(*item, kMediaItemTitle).value_or(playing ? playing->title() : "");
+  if (texts.title.empty()) texts.title = nameFromURL(item->url());
+  texts.artist = textOf(*item, kMediaItemArtist).value_or("");
+  if (!playing) return texts;
+  if (texts.artist.empty()) texts.artist = tagOf(*playing, "artist");
+  texts.album = tagOf(*playing, "album");
+  return texts;
+}
+
+bool hasNoVideo(const TVSPlayer& player) {
+  const PlayerItem* const playing = player.currentPlayerItem();
+  return playing && !playing->tracks().empty() &&
+         std::ranges::none_of(playing->tracks(),
+                              [](const MediaTrack& track) { return track.mediaType == "video"; });
+}
+
+std::string displayTitle(const TVSPlayer& player) {
+  const auto item = player.currentMediaItem();
+  if (!item) return {};
+  const ItemTexts texts = itemTexts(player);
+  const bool isMusic = item->metadata(kMediaItemMediaType) == Value(kMediaItemMediaTypeMusic);
+  if (texts.artist.empty() || (!isMusic && !hasNoVideo(player))) return texts.title;
+  return texts.title.empty() ? texts.artist : texts.title + " – " + texts.artist;
 }
 
 }  // namespace platform

@@ -7,10 +7,22 @@ class TVSPlayer;
 
 namespace platform {
 
-/// The title of the current item for display: the title in the item metadata, the title in the
-/// media, the file name in the URL, or the host of the URL, in this order. For an item without
-/// video the artist is appended. Empty if there is no item.
+/// Texts that describe an item; may be empty.
+struct ItemTexts {
+  std::string title;
+  std::string artist;
+  std::string album;
+};
+
+/// The texts of the current item: those in the item metadata, else those in the media. Without a
+/// title it is the file name in the URL, or the host of the URL. Empty if there is no item.
+ItemTexts itemTexts(const TVSPlayer& player);
+
+/// The title of the current item for display. For an item without video the artist is appended.
 std::string displayTitle(const TVSPlayer& player);
+
+/// Whether the current item is ready and has tracks, but none of video.
+bool hasNoVideo(const TVSPlayer& player);
 
 /// The last path component of `url` without percent encoding, or the host if that is empty. A
 /// component that does not decode to printable UTF-8 is returned encoded.

@@ -4,9 +4,11 @@
 
 #include "platform/foundation/Assertion.h"
 #include "platform/services/Platform.h"
+#include "platform/ui/player/ItemTitle.h"
 #include "platform/ui/player/OptionPanelController.h"
 #include "platform/ui/player/TransportBarModel.h"
 #include "platform/ui/views/ActivityIndicatorView.h"
+#include "platform/ui/views/AudioItemView.h"
 #include "platform/ui/views/MessageView.h"
 #include "platform/ui/views/TransportBarView.h"
 #include "platform/ui/views/VideoView.h"
@@ -59,6 +61,8 @@ std::shared_ptr<View> VideoPlayerViewController::preferredFocusedView() {
 
 std::shared_ptr<View> VideoPlayerViewController::loadView() {
   _video = std::make_shared<VideoView>(kScreenBounds);
+  _audioItem = std::make_shared<AudioItemView>();
+  _audioItem->setHidden(true);
   _spinner = std::make_shared<ActivityIndicatorView>(ActivityIndicatorView::kLargeStyle);
   _spinner->centerIn(_video->bounds());
   _message = std::make_shared<MessageView>();
@@ -68,6 +72,7 @@ std::shared_ptr<View> VideoPlayerViewController::loadView() {
   _panel = std::make_shared<OptionPanelController>(_player, [this] { _panelDidClose(); });
   _panel->setTexts(_texts);
   // The message is above the bar, because the gradient of the bar reaches the center of the screen.
+  _video->addSubview(_audioItem);
   _video->addSubview(_bar);
   _video->addSubview(_spinner);
   _video->addSubview(_message);
@@ -92,6 +97,7 @@ void VideoPlayerViewController::viewDidLoad() {
           &VideoPlayerViewController::_playerItemDidChange);
   observe(TVSPlaybackTimeDidJumpNotification, &VideoPlayerViewController::_showTransportBar);
   _observers.push_back(_player->addFactsObserver([this] {
+    _updatePicture();
     _updateSpinner();
     _updateTransportBar();
   }));
@@ -212,7 +218,7 @@ void VideoPlayerViewController::_playerStateDidChange() {
   _panel->update();
   // setPlaylist() changes the current item without posting an item notification.
   _observeCurrentItem();
-  _video->setOutput(_player->videoOutput());
+  _updatePicture();
   _updateSpinner();
   _updateMessage();
   if (state == TVSPlaybackState::Stopped) {
@@ -225,7 +231,7 @@ void VideoPlayerViewController::_playerStateDidChange() {
 void VideoPlayerViewController::_playerItemDidChange() {
   _remote.reset();
   _panel->close();
-  _video->setOutput(_player->videoOutput());
+  _updatePicture();
   _observeCurrentItem();
   _updateMessage();
   _updateTransportBar();
@@ -233,8 +239,24 @@ void VideoPlayerViewController::_playerItemDidChange() {
 
 void VideoPlayerViewController::_observeCurrentItem() {
   const auto item = _player->currentMediaItem();
-  _itemObserver =
-      item ? item->addMetadataObserver([this](const auto&) { _updateTransportBar(); }) : Token();
+  _itemObserver = item ? item->addMetadataObserver([this](const auto&) {
+    _updatePicture();
+    _updateTransportBar();
+  })
+                       : Token();
+}
+
+void VideoPlayerViewController::_updatePicture() {
+  const auto output = _player->videoOutput();
+  const bool isAudio = hasNoVideo(*_player);
+  // Facts of a film change often.
+  if (!isAudio && _audioItem->hidden() && _video->output() == output) return;
+  _audioItem->setHidden(!isAudio);
+  _video->setOutput(isAudio ? nullptr : output);
+  if (!isAudio) return _audioItem->setContent({});
+  ItemTexts texts = itemTexts(*_player);
+  _audioItem->setContent({std::move(texts.title), std::move(texts.artist), std::move(texts.album),
+                          _player->currentPlayerItem()->hasCover() ? output : nullptr});
 }
 
 void VideoPlayerViewController::_updateSpinner() {

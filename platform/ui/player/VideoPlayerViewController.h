@@ -12,6 +12,7 @@
 namespace platform {
 
 class ActivityIndicatorView;
+class AudioItemView;
 class MessageView;
 class OptionPanelController;
 class TransportBarView;
@@ -20,6 +21,8 @@ class VideoView;
 /// A full-screen video player with a transport bar. Buttons and seeks show the bar. It stays while
 /// the player is loading, paused or scanning, and hides after 5 s of playback. It is hidden while
 /// the player is stopped.
+///
+/// An item without video is shown by its cover and its texts.
 ///
 /// A spinner appears after 0.4 s of loading. It shows the buffering percentage if that is known;
 /// during the first load of an item only after 2 s. If the item has failed and the player has
@@ -71,6 +74,7 @@ class VideoPlayerViewController : public ViewController {
   void _playerItemDidChange();
   /// Observes the metadata of the current item, because its title may change during playback.
   void _observeCurrentItem();
+  void _updatePicture();
   void _updateSpinner();
   void _updateMessage();
 
@@ -93,6 +97,7 @@ class VideoPlayerViewController : public ViewController {
   PlayerRemote _remote;
   std::shared_ptr<OptionPanelController> _panel;
   std::shared_ptr<VideoView> _video;
+  std::shared_ptr<AudioItemView> _audioItem;
   std::shared_ptr<ActivityIndicatorView> _spinner;
   std::shared_ptr<MessageView> _message;
   std::shared_ptr<TransportBarView> _bar;

@@ -29,6 +29,7 @@ platform::MediaFacts someFacts() {
   facts.timedMetadata = {{"TIT2", "org.id3", {}, platform::MediaTime::seconds(3), "Titel", {}}};
   facts.chapters = {{4, "Zwei"}};
   facts.title = "Film";
+  facts.hasCover = true;
   return facts;
 }
 

@@ -359,6 +359,60 @@ TEST(VideoPlayerViewControllerTest, ShowsMessagesForFailuresAndTheEnd) {
   EXPECT_EQ(screen.seen(), texts.ended + " / " + texts.replayHint);
 }
 
+TEST(VideoPlayerViewControllerTest, ShowsCoverAndTextsOfAnItemWithoutVideo) {
+  PlayerOnScreen screen;
+  const auto texts = [&] {
+    std::string all;
+    visitElements(screen.fixture.scene().nodes, [&](const SceneElement& element) {
+      if (const auto* text = std::get_if<TextElement>(&element)) all += text->text + "|";
+      if (std::get_if<VideoElement>(&element)) all += "picture|";
+    });
+    return all;
+  };
+  const auto frameOfPicture = [&] {
+    std::optional<Rect> frame;
+    const std::function<void(const std::vector<SceneNode>&)> visit =
+        [&](const std::vector<SceneNode>& nodes) {
+          for (const SceneNode& node : nodes) {
+            for (const SceneElement& element : node.elements)
+              if (std::get_if<VideoElement>(&element)) frame = node.frame;
+            visit(node.children);
+          }
+        };
+    visit(screen.fixture.scene().nodes);
+    return frame;
+  };
+  screen.play([](sim::MediaScript& script) { script.tracks = {{1, "video", "", true}}; });
+  EXPECT_EQ(texts(), "picture|");
+  EXPECT_EQ(frameOfPicture(), kScreenBounds);
+
+  const auto music = [](sim::MediaScript& script) {
+    script.tracks = {{1, "audio", "", true}};
+    script.timedMetadata = {{0,
+                             {{"artist", "common", {}, {}, "Anna", {}},
+                              {"album", "common", {}, {}, "Songs", {}},
+                              {"artist", "icy", {}, {}, "Radio", {}}}}};
+  };
+  screen.play(music);
+  EXPECT_EQ(texts(), "Film|Anna|Songs|");
+  screen.play([&](sim::MediaScript& script) {
+    music(script);
+    script.hasCover = true;
+  });
+  EXPECT_EQ(texts(), "Film|Anna|Songs|picture|");
+  ASSERT_TRUE(frameOfPicture());
+  EXPECT_LT(frameOfPicture()->width, kScreenWidth / 2);
+
+  // The texts of the sender replace those of the media.
+  screen.player->currentMediaItem()->setMetadata(kMediaItemArtist, "Bob");
+  screen.box.run();
+  EXPECT_EQ(texts(), "Film|Bob|Songs|picture|");
+
+  screen.player->stop();
+  screen.box.run();
+  EXPECT_EQ(texts(), "picture|");
+}
+
 TEST(VideoPlayerViewControllerTest, InvalidatesThePlayerAfterRemovalIfRequested) {
   PlayerOnScreen screen;
   const auto other = std::make_shared<VideoPlayerViewController>(screen.player, false);
