@@ -12,8 +12,8 @@
 #include "media/pipeline/AudioDevice.h"
 #include "media/support/DecoderLookup.h"
 #include "media/support/GstRef.h"
-#include "media/texts/AssStream.h"
 #include "media/texts/TextStream.h"
+#include "media/texts/ass/AssStream.h"
 #include "media/workarounds/Workarounds.h"
 #include "platform/foundation/log/TVSLogger.h"
 

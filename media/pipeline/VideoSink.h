@@ -15,7 +15,7 @@
 #include "media/pipeline/FrameConverter.h"
 #include "media/pipeline/PictureMemory.h"
 #include "media/support/GstRef.h"
-#include "media/texts/RenderedTexts.h"
+#include "media/texts/ass/RenderedTexts.h"
 
 namespace media {
 

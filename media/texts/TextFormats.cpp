@@ -10,9 +10,9 @@
 #include <uchardet.h>
 
 #include "media/output/SubtitleColor.h"
-#include "media/texts/AssRenderer.h"
 #include "media/texts/TTMLText.h"
 #include "media/texts/WebVTTText.h"
+#include "media/texts/ass/AssRenderer.h"
 
 namespace media {
 namespace {

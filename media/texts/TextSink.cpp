@@ -7,9 +7,9 @@
 #include <utility>
 
 #include "media/support/GstTime.h"
-#include "media/texts/AssStream.h"
 #include "media/texts/SubtitleMarkup.h"
 #include "media/texts/TextStream.h"
+#include "media/texts/ass/AssStream.h"
 
 namespace media {
 namespace {

@@ -10,7 +10,7 @@
 #include "media/output/SubtitleCues.h"
 #include "media/support/GstRef.h"
 #include "media/texts/ImageSubtitles.h"
-#include "media/texts/RenderedTexts.h"
+#include "media/texts/ass/RenderedTexts.h"
 
 namespace media {
 

@@ -8,10 +8,10 @@
 
 #include <gst/gst.h>
 
+#include "media/pipeline/CoverArt.h"
 #include "media/pipeline/StreamCatalog.h"
 #include "media/pipeline/playback/Announcements.h"
 #include "media/pipeline/playback/Buffering.h"
-#include "media/pipeline/playback/CoverArt.h"
 #include "media/pipeline/playback/CurrentMetadata.h"
 #include "media/pipeline/playback/FactsReader.h"
 #include "media/pipeline/playback/LoadContext.h"

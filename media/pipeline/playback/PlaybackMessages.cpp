@@ -5,7 +5,7 @@
 #include "media/metadata/Chapters.h"
 #include "media/pipeline/playback/Playback.h"
 #include "media/support/MediaErrors.h"
-#include "media/texts/MatroskaTexts.h"
+#include "media/texts/matroska/MatroskaTexts.h"
 #include "media/workarounds/Workarounds.h"
 
 namespace media {

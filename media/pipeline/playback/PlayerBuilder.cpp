@@ -5,7 +5,7 @@
 #include "media/elements/ResourcePipeline.h"
 #include "media/encryption/ClearKeyDecryptor.h"
 #include "media/pipeline/SeekShortcut.h"
-#include "media/texts/MatroskaTexts.h"
+#include "media/texts/matroska/MatroskaTexts.h"
 #include "media/workarounds/Workarounds.h"
 
 namespace media {

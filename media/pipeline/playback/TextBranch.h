@@ -14,7 +14,7 @@
 #include "media/pipeline/playback/PlayerElements.h"
 #include "media/segments/TextSegments.h"
 #include "media/texts/AlternateTexts.h"
-#include "media/texts/RenderedTexts.h"
+#include "media/texts/ass/RenderedTexts.h"
 #include "streaming/playback/PresentationPlayback.h"
 
 namespace media {

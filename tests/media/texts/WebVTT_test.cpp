@@ -4,7 +4,7 @@
 
 #include "media/texts/SubtitleMarkup.h"
 #include "media/texts/WebVTTText.h"
-#include "tests/media/CueDescription.h"
+#include "tests/media/texts/CueDescription.h"
 
 namespace media {
 namespace {

@@ -7,7 +7,7 @@
 
 #include <gst/gst.h>
 
-#include "media/texts/AssRenderer.h"
+#include "media/texts/ass/AssRenderer.h"
 
 namespace media {
 

@@ -1,4 +1,4 @@
-#include "tests/media/CueDescription.h"
+#include "tests/media/texts/CueDescription.h"
 
 #include <cmath>
 #include <sstream>

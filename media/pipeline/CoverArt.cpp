@@ -1,4 +1,4 @@
-#include "media/pipeline/playback/CoverArt.h"
+#include "media/pipeline/CoverArt.h"
 
 #include <algorithm>
 #include <utility>

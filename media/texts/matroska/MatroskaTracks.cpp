@@ -1,8 +1,8 @@
-#include "media/texts/MatroskaTracks.h"
+#include "media/texts/matroska/MatroskaTracks.h"
 
 #include <algorithm>
 
-#include "media/texts/Ebml.h"
+#include "media/texts/matroska/Ebml.h"
 
 namespace media {
 namespace {

@@ -1,8 +1,8 @@
-#include "media/texts/MatroskaAdditions.h"
+#include "media/texts/matroska/MatroskaAdditions.h"
 
 #include <algorithm>
 
-#include "media/texts/Ebml.h"
+#include "media/texts/matroska/Ebml.h"
 
 namespace media {
 namespace {

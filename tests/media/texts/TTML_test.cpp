@@ -5,7 +5,7 @@
 
 #include "media/texts/PngImage.h"
 #include "media/texts/TTMLText.h"
-#include "tests/media/CueDescription.h"
+#include "tests/media/texts/CueDescription.h"
 
 namespace media {
 namespace {

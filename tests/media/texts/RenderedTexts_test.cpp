@@ -1,6 +1,6 @@
 // Styled subtitles: when they are rendered, and how they come from containers and files.
 
-#include "media/texts/RenderedTexts.h"
+#include "media/texts/ass/RenderedTexts.h"
 
 #include <chrono>
 #include <condition_variable>

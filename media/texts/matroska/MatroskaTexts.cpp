@@ -1,4 +1,4 @@
-#include "media/texts/MatroskaTexts.h"
+#include "media/texts/matroska/MatroskaTexts.h"
 
 #include <algorithm>
 #include <memory>
@@ -8,10 +8,10 @@
 #include "media/pipeline/StreamDescription.h"
 #include "media/support/DemuxerTap.h"
 #include "media/support/GstRef.h"
-#include "media/texts/MatroskaAdditions.h"
-#include "media/texts/MatroskaTracks.h"
 #include "media/texts/TextLines.h"
 #include "media/texts/TextStream.h"
+#include "media/texts/matroska/MatroskaAdditions.h"
+#include "media/texts/matroska/MatroskaTracks.h"
 
 namespace media {
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "media/output/SubtitleCues.h"
-#include "media/texts/AssRenderer.h"
+#include "media/texts/ass/AssRenderer.h"
 
 namespace media {
 

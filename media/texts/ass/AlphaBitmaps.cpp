@@ -1,4 +1,4 @@
-#include "media/texts/AlphaBitmaps.h"
+#include "media/texts/ass/AlphaBitmaps.h"
 
 #include <algorithm>
 #include <utility>

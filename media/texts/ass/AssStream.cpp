@@ -1,4 +1,4 @@
-#include "media/texts/AssStream.h"
+#include "media/texts/ass/AssStream.h"
 
 #include <array>
 #include <string_view>

@@ -5,7 +5,7 @@
 #include "media/output/SubtitleStyles.h"
 #include "media/texts/SubtitleMarkup.h"
 #include "media/texts/TextFormats.h"
-#include "tests/media/CueDescription.h"
+#include "tests/media/texts/CueDescription.h"
 
 namespace media {
 namespace {

@@ -1,6 +1,6 @@
 // Documents of ASS and SSA as pictures, and hostile ones.
 
-#include "media/texts/AssRenderer.h"
+#include "media/texts/ass/AssRenderer.h"
 
 #include <algorithm>
 #include <array>
@@ -9,8 +9,8 @@
 
 #include <gtest/gtest.h>
 
-#include "media/texts/AlphaBitmaps.h"
-#include "media/texts/AssCost.h"
+#include "media/texts/ass/AlphaBitmaps.h"
+#include "media/texts/ass/AssCost.h"
 
 namespace media {
 namespace {

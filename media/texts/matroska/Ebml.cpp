@@ -1,4 +1,4 @@
-#include "media/texts/Ebml.h"
+#include "media/texts/matroska/Ebml.h"
 
 #include <bit>
 #include <cstddef>

@@ -1,4 +1,4 @@
-#include "media/texts/AssRenderer.h"
+#include "media/texts/ass/AssRenderer.h"
 
 #include <algorithm>
 #include <cmath>
@@ -8,8 +8,8 @@
 
 #include <ass/ass.h>
 
-#include "media/texts/AlphaBitmaps.h"
-#include "media/texts/AssCost.h"
+#include "media/texts/ass/AlphaBitmaps.h"
+#include "media/texts/ass/AssCost.h"
 #include "platform/foundation/log/TVSLogger.h"
 
 namespace media {

@@ -1,4 +1,4 @@
-#include "media/texts/RenderedTexts.h"
+#include "media/texts/ass/RenderedTexts.h"
 
 #include <algorithm>
 #include <array>

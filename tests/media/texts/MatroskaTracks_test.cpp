@@ -1,4 +1,4 @@
-#include "media/texts/MatroskaTracks.h"
+#include "media/texts/matroska/MatroskaTracks.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -9,7 +9,7 @@
 
 #include <gtest/gtest.h>
 
-#include "media/texts/MatroskaAdditions.h"
+#include "media/texts/matroska/MatroskaAdditions.h"
 #include "tests/media/TestMedia.h"
 
 namespace testing_media {

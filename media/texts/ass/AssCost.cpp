@@ -1,4 +1,4 @@
-#include "media/texts/AssCost.h"
+#include "media/texts/ass/AssCost.h"
 
 #include <algorithm>
 #include <array>
