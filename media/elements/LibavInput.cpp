@@ -22,18 +22,20 @@ constexpr int kMaxInputStreams = 64;
 constexpr int kMaxInputErrors = 32;
 constexpr std::int64_t kInputProbeBytes = std::int64_t{4} << 20;
 constexpr AVRational kNanoseconds{1, 1'000'000'000};
+// AV_TIME_BASE_Q is a compound literal, which C++ does not have.
+constexpr AVRational kMicroseconds{1, AV_TIME_BASE};
 
 /// The names of all demuxers for files with audio and video. Others read playlists, images, devices
 /// and texts.
 constexpr const char* kInputFormats =
-    "aac,ac3,act,aiff,alp,amr,amrnb,amrwb,ape,aptx,aptx_hd,asf,ast,au,av1,avi,avr,bink,binka,boa,"
-    "caf,cavsvideo,cdg,daud,dhav,dirac,dnxhd,dsf,dts,dtshd,dv,dxa,ea,eac3,epaf,flac,flic,flv,g722,"
-    "gsm,gxf,h261,h263,h264,hevc,iff,ipmovie,ircam,ivf,ivr,jv,kvag,live_flv,loas,lxf,m4v,"
-    "matroska,webm,mjpeg,mlp,mm,mmf,mov,mp4,m4a,3gp,3g2,mj2,mp3,mpc,mpc8,mpeg,mpegts,mpegvideo,"
-    "msf,mtv,mv,mvi,mxf,nistsphere,nsv,nut,nuv,obu,ogg,oma,paf,pva,pvf,qcp,r3d,rl2,rm,roq,rpl,rso,"
-    "sbc,sds,sdx,shn,smjpeg,smk,sol,sox,spdif,swf,tak,thp,tiertexseq,tmv,truehd,tta,vag,vc1,"
-    "vc1test,"
-    "vivo,vmd,voc,vqf,w64,wav,wsaud,wsd,wsvqa,wtv,wv,xa,xmv,xwma,yop,yuv4mpegpipe";
+    "3g2,3gp,4xm,aac,ac3,act,aiff,alp,amr,amrnb,amrwb,ape,aptx,aptx_hd,asf,ast,au,av1,avi,"
+    "avr,avs,bfstm,bink,binka,boa,brstm,caf,cavsvideo,cdg,daud,dhav,dirac,dnxhd,dsf,dts,"
+    "dtshd,dv,dxa,ea,eac3,epaf,film_cpk,flac,flic,flv,g722,gsm,gxf,h261,h263,h264,hevc,idcin,"
+    "iff,ipmovie,ircam,ivf,ivr,jv,kvag,live_flv,loas,lxf,m4a,m4v,matroska,mj2,mjpeg,mlp,mm,"
+    "mmf,mov,mp3,mp4,mpc,mpc8,mpeg,mpegts,mpegvideo,msf,mtv,mv,mvi,mxf,nistsphere,nsv,nut,"
+    "nuv,obu,ogg,oma,paf,psxstr,pva,pvf,qcp,r3d,rl2,rm,roq,rpl,rso,sbc,sds,sdx,shn,smjpeg,"
+    "smk,sol,sox,spdif,swf,tak,thp,tiertexseq,tmv,truehd,tta,vag,vc1,vc1test,vivo,vmd,voc,"
+    "vqf,w64,wav,wc3movie,webm,wsaud,wsd,wsvqa,wtv,wv,xa,xmv,xwma,yop,yuv4mpegpipe";
 
 int refuseOtherResource(AVFormatContext*, AVIOContext**, const char*, int, AVDictionary**) {
   return AVERROR(EPERM);
@@ -119,7 +121,7 @@ std::int64_t LibavInput::_seekBytes(std::int64_t offset, int whence) {
 
 std::optional<std::uint64_t> LibavInput::duration() const {
   if (_context->duration <= 0) return std::nullopt;
-  return static_cast<std::uint64_t>(av_rescale_q(_context->duration, AV_TIME_BASE_Q, kNanoseconds));
+  return static_cast<std::uint64_t>(av_rescale_q(_context->duration, kMicroseconds, kNanoseconds));
 }
 
 std::string LibavInput::metadata(const char* key, const AVStream* stream) const {
@@ -147,7 +149,7 @@ std::optional<std::uint64_t> LibavInput::_timeOf(std::int64_t value, const AVStr
   if (value == AV_NOPTS_VALUE) return std::nullopt;
   std::int64_t time = av_rescale_q(value, stream.time_base, kNanoseconds);
   if (_context->start_time != AV_NOPTS_VALUE)
-    time -= av_rescale_q(_context->start_time, AV_TIME_BASE_Q, kNanoseconds);
+    time -= av_rescale_q(_context->start_time, kMicroseconds, kNanoseconds);
   return static_cast<std::uint64_t>(std::max<std::int64_t>(time, 0));
 }
 
@@ -167,7 +169,7 @@ void LibavInput::seek(std::uint64_t time) {
   _hasStopped = false;
   _io->error = 0;
   _io->eof_reached = 0;
-  std::int64_t target = av_rescale_q(static_cast<std::int64_t>(time), kNanoseconds, AV_TIME_BASE_Q);
+  std::int64_t target = av_rescale_q(static_cast<std::int64_t>(time), kNanoseconds, kMicroseconds);
   if (_context->start_time != AV_NOPTS_VALUE) target += _context->start_time;
   if (av_seek_frame(_context, -1, target, AVSEEK_FLAG_BACKWARD) >= 0) return;
   // Without an index, the packets before the target are read and dropped by the decoders.

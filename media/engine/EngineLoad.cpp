@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <utility>
 
 #include "media/engine/AccessLog.h"
@@ -253,8 +254,9 @@ std::vector<platform::FailedRequest> EngineLoad::failedRequests() const {
   if (!_item) return requests;
   std::vector<streaming::ErrorLogEntry> entries = _item->errorLog();
   constexpr std::size_t kLimit = platform::MediaEngine::kMaxFailedRequests;
-  const std::size_t room = kLimit - requests.size();
-  if (entries.size() > room) entries.erase(entries.begin(), entries.end() - room);
+  const std::size_t room = kLimit - std::min(kLimit, requests.size());
+  if (entries.size() > room)
+    entries.erase(entries.begin(), entries.end() - static_cast<std::ptrdiff_t>(room));
   for (streaming::ErrorLogEntry& each : entries)
     requests.push_back({each.date, std::move(each.url), std::move(each.error)});
   return requests;

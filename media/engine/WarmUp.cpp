@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <mutex>
+#include <string_view>
 #include <system_error>
 
 #include <dlfcn.h>
@@ -45,12 +46,17 @@ bool keepFiltersOut() {
   return dlopen(library.c_str(), RTLD_LAZY | RTLD_LOCAL) != nullptr;
 }
 
-/// This element would call libavfilter.
-void removeFilterElement() {
+/// Removes elements of gst-libav whose names begin with `prefix`. Loading the plugin adds them
+/// again, so call it afterwards.
+void removeLibavElements(std::string_view prefix) {
   GstRegistry* const registry = gst_registry_get();
-  const GstRef<GstObject> element(
-      GST_OBJECT_CAST(gst_registry_lookup_feature(registry, "avdeinterlace")));
-  if (element) gst_registry_remove_feature(registry, GST_PLUGIN_FEATURE_CAST(element.get()));
+  GList* const features = gst_registry_get_feature_list_by_plugin(registry, "libav");
+  for (GList* each = features; each; each = each->next) {
+    GstPluginFeature* const feature = GST_PLUGIN_FEATURE_CAST(each->data);
+    if (std::string_view(GST_OBJECT_NAME(feature)).starts_with(prefix))
+      gst_registry_remove_feature(registry, feature);
+  }
+  gst_plugin_feature_list_free(features);
 }
 
 void bringUp() {
@@ -72,7 +78,10 @@ void bringUp() {
   preferHardwareDecoders();
   Workarounds::shared().installForProcess();
   for (const char* name : kCommonElements) load(name);
-  if (!hasFilters) removeFilterElement();
+  // It would call libavfilter.
+  if (!hasFilters) removeLibavElements("avdeinterlace");
+  // They leak if they cannot open their input. LibavDemuxer reads the same formats.
+  removeLibavElements("avdemux_");
   if (GstPlugin* types = gst_plugin_load_by_name("typefindfunctions")) gst_object_unref(types);
   if (const auto sink = AudioDevice().open()) gst_element_set_state(sink.get(), GST_STATE_NULL);
 }

@@ -12,7 +12,7 @@ namespace media {
 namespace {
 
 constexpr std::size_t kHeaderBytes = 4;
-constexpr std::size_t kReadBytes = 64 * 1024;
+constexpr std::size_t kReadBytes = std::size_t{64} * 1024;
 constexpr int kReadsAtATime = 16;
 
 std::size_t lengthIn(std::span<const std::byte> header) {
@@ -112,6 +112,6 @@ LinkSocket::State LinkSocket::read(
   return State::Open;
 }
 
-void LinkSocket::cut() { ::shutdown(_descriptor, SHUT_RDWR); }
+void LinkSocket::cut() const { ::shutdown(_descriptor, SHUT_RDWR); }
 
 }  // namespace media

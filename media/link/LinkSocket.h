@@ -41,7 +41,7 @@ class LinkSocket {
   State read(const std::function<void(std::span<const std::byte>)>& received);
 
   /// Shuts the connection down for both ends. Threads: any.
-  void cut();
+  void cut() const;
 
  private:
   State _flush();

@@ -115,7 +115,7 @@ std::size_t bytesOf(const SubtitleCue& cue) {
   std::size_t bytes = sizeof cue + cue.text.size() + cue.identifier.size() + imageBytesOf(cue);
   for (const SubtitleSpan& each : cue.spans) {
     bytes += sizeof each + each.element.size() + each.annotation.size() + each.ruby.size();
-    for (const std::string& name : each.classes) bytes += sizeof name + name.size();
+    for (const std::string& name : each.classes) bytes += sizeof(std::string) + name.size();
   }
   return bytes;
 }
