@@ -86,7 +86,8 @@ void applyClasses(const std::vector<std::string>& classes, SubtitleLook& look) {
   }
 }
 
-/// Finds a character and does not search again for one that is missing in the rest of the text.
+/// Searches a text from left to right for a character. Once the character is not found, later
+/// searches return at once, so that the time stays linear.
 class TagEnd {
  public:
   explicit TagEnd(char character) : _character(character) {}

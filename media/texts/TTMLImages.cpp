@@ -17,7 +17,7 @@ constexpr int kMaxTTMLCanvas = 8192;
 constexpr std::string_view kSubsampleName = "urn:mpeg:14496-30:subs:";
 
 std::string bytesOfBase64(std::string_view base64) {
-  // base64 is at least as long as what it encodes, up to what is pending from the last group.
+  // GLib requires a buffer of this size.
   std::string bytes(base64.size() + 3, '\0');
   gint state = 0;
   guint saved = 0;

@@ -214,7 +214,7 @@ TEST(ImageSubtitles, SizesAreLimited) {
   for (const auto& testCase : cases) {
     SCOPED_TRACE(testCase.name);
     Decoder decoder(testCase.type);
-    // Also while the decoder keeps what it has.
+    // Twice: the decoder still has the pictures of the first packet.
     for (int repeats = 0; repeats < 2; ++repeats) {
       decoder.shown.clear();
       decoder.images->feed(repeats, kUntilNext, testCase.packet);
