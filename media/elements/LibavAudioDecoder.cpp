@@ -16,13 +16,18 @@ namespace media {
 namespace {
 
 constexpr int kMaxAudioChannels = 64;
+// A packet may decode to any number of samples. They are sent in parts of about this size.
+constexpr std::size_t kLargestAudioPart = std::size_t{1} << 20;
+// A packet without output is given up after so many later packets.
+constexpr int kMaxPendingAudioPackets = 64;
 
 struct AudioDecoderState {
   std::unique_ptr<LibavCodec> codec;
   GstAudioInfo format{};
   bool hasFormat = false;
   std::vector<std::uint8_t> samples;  // decoded and not sent
-  int packets = 0;                    // that the samples come from
+  int packets = 0;                    // that have not been finished
+  bool hasSentPart = false;           // of the samples of these packets
 };
 
 struct LibavAudioDecoder {
@@ -90,14 +95,26 @@ void appendSamples(const AVFrame& frame, std::vector<std::uint8_t>& samples) {
       std::memcpy(to, frame.extended_data[channel] + sample * size, size);
 }
 
-GstFlowReturn sendSamples(GstAudioDecoder* decoder) {
+GstFlowReturn finishPackets(GstAudioDecoder* decoder, GstBuffer* buffer) {
   AudioDecoderState& state = audioState(decoder);
-  if (state.samples.empty()) return GST_FLOW_OK;
+  state.hasSentPart = false;
+  return gst_audio_decoder_finish_frame(decoder, buffer, std::exchange(state.packets, 0));
+}
+
+/// Sends the samples. `isPart`: more samples of the same packets may follow.
+GstFlowReturn sendSamples(GstAudioDecoder* decoder, bool isPart = false) {
+  AudioDecoderState& state = audioState(decoder);
+  if (state.samples.empty()) {
+    const bool isOver = state.hasSentPart || state.packets > kMaxPendingAudioPackets;
+    return isOver && !isPart ? finishPackets(decoder, nullptr) : GST_FLOW_OK;
+  }
   GstBuffer* const buffer = gst_audio_decoder_allocate_output_buffer(decoder, state.samples.size());
   if (!buffer) return GST_FLOW_ERROR;
   gst_buffer_fill(buffer, 0, state.samples.data(), state.samples.size());
   state.samples.clear();
-  return gst_audio_decoder_finish_frame(decoder, buffer, std::exchange(state.packets, 0));
+  if (!isPart) return finishPackets(decoder, buffer);
+  state.hasSentPart = true;
+  return gst_audio_decoder_finish_subframe(decoder, buffer);
 }
 
 GstFlowReturn receiveSamples(GstAudioDecoder* decoder) {
@@ -107,12 +124,14 @@ GstFlowReturn receiveSamples(GstAudioDecoder* decoder) {
     gst_audio_info_init(&format);
     if (!describeFormat(*frame, format)) return GST_FLOW_NOT_NEGOTIATED;
     if (!state.hasFormat || !gst_audio_info_is_equal(&format, &state.format)) {
-      if (const GstFlowReturn flow = sendSamples(decoder); flow != GST_FLOW_OK) return flow;
+      if (const GstFlowReturn flow = sendSamples(decoder, true); flow != GST_FLOW_OK) return flow;
       state.format = format;
       state.hasFormat = gst_audio_decoder_set_output_format(decoder, &format);
       if (!state.hasFormat) return GST_FLOW_NOT_NEGOTIATED;
     }
     appendSamples(*frame, state.samples);
+    if (state.samples.size() < kLargestAudioPart) continue;
+    if (const GstFlowReturn flow = sendSamples(decoder, true); flow != GST_FLOW_OK) return flow;
   }
   return sendSamples(decoder);
 }
@@ -132,10 +151,9 @@ GstFlowReturn decodeAudio(GstAudioDecoder* decoder, GstBuffer* packet) {
   const bool isGood = state.codec->send({map.data, map.size}, 0);
   gst_buffer_unmap(packet, &map);
   if (isGood) return receiveSamples(decoder);
-  state.packets = 0;
   GstFlowReturn flow = GST_FLOW_OK;
   GST_AUDIO_DECODER_ERROR(decoder, 1, STREAM, DECODE, (nullptr), ("damaged packet"), flow);
-  return flow == GST_FLOW_OK ? gst_audio_decoder_finish_frame(decoder, nullptr, 1) : flow;
+  return flow == GST_FLOW_OK ? finishPackets(decoder, nullptr) : flow;
 }
 
 gboolean setAudioFormat(GstAudioDecoder* decoder, GstCaps* caps) {
@@ -150,6 +168,7 @@ void flushAudio(GstAudioDecoder* decoder, gboolean) {
   if (state.codec) state.codec->flush();
   state.samples.clear();
   state.packets = 0;
+  state.hasSentPart = false;
 }
 
 gboolean stopAudio(GstAudioDecoder* decoder) {

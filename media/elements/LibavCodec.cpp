@@ -12,6 +12,7 @@ namespace media {
 namespace {
 
 constexpr unsigned kMaxCodecThreads = 4;
+constexpr std::int64_t kMaxCodecPixels = std::int64_t{8192} * 8192;
 constexpr std::size_t kLargestCodecData = std::size_t{16} << 20;
 
 int intField(const GstStructure* structure, const char* name) {
@@ -57,6 +58,7 @@ std::unique_ptr<LibavCodec> LibavCodec::open(const GstCaps& caps) {
     context.width = context.coded_width = intField(structure, "width");
     context.height = context.coded_height = intField(structure, "height");
     context.pix_fmt = static_cast<AVPixelFormat>(intField(structure, "format"));
+    context.max_pixels = kMaxCodecPixels;
     context.thread_count =
         static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1U, kMaxCodecThreads));
   } else {

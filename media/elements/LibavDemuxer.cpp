@@ -39,7 +39,6 @@ struct DemuxerState {
   std::unique_ptr<LibavInput> input;
   std::vector<DemuxedStream> streams;
   GstFlowCombiner* flows = gst_flow_combiner_new();
-  std::atomic<bool> isFlushing = false;
   // Guarded by the stream lock of the sink pad.
   GstSegment segment{};
   guint32 seekNumber = GST_SEQNUM_INVALID;
@@ -100,7 +99,6 @@ gboolean seekDemuxer(GstElement* element, GstEvent* event) {
     return made;
   };
   if (flushes) {
-    state.isFlushing = true;
     gst_pad_push_event(state.sink, flush(gst_event_new_flush_start()));
     pushToAll(state, flush(gst_event_new_flush_start()));
   } else {
@@ -117,7 +115,6 @@ gboolean seekDemuxer(GstElement* element, GstEvent* event) {
   if (flushes) {
     gst_pad_push_event(state.sink, flush(gst_event_new_flush_stop(TRUE)));
     pushToAll(state, flush(gst_event_new_flush_stop(TRUE)));
-    state.isFlushing = false;
   }
   gst_pad_start_task(state.sink, demuxNext, element, nullptr);
   GST_PAD_STREAM_UNLOCK(state.sink);
@@ -189,7 +186,7 @@ bool openInput(GstElement* element) {
                                     return pullBytes(state, offset, into);
                                   },
                                   static_cast<std::uint64_t>(size)});
-  if (state.isFlushing || GST_PAD_IS_FLUSHING(state.sink)) return false;
+  if (GST_PAD_IS_FLUSHING(state.sink)) return false;
   const guint group = gst_util_group_id_next();
   if (state.input) {
     if (const auto duration = state.input->duration())

@@ -1,13 +1,14 @@
 #include "media/elements/LibavInput.h"
 
 #include <algorithm>
-#include <mutex>
 #include <new>
 #include <utility>
 
+#include "media/segments/StreamClock.h"
+#include "media/support/LibavLog.h"
+
 extern "C" {
 #include <libavutil/dict.h>
-#include <libavutil/log.h>
 #include <libavutil/mathematics.h>
 #include <libavutil/mem.h>
 }
@@ -21,9 +22,9 @@ constexpr int kMaxInputStreams = 64;
 // Errors in a row after which reading ends.
 constexpr int kMaxInputErrors = 32;
 constexpr std::int64_t kInputProbeBytes = std::int64_t{4} << 20;
-constexpr AVRational kNanoseconds{1, 1'000'000'000};
 // AV_TIME_BASE_Q is a compound literal, which C++ does not have.
 constexpr AVRational kMicroseconds{1, AV_TIME_BASE};
+constexpr std::uint64_t kNanosecondsPerTick = 1'000'000'000 / AV_TIME_BASE;
 
 /// The names of all demuxers for files with audio and video. Others read playlists, images, devices
 /// and texts.
@@ -41,15 +42,10 @@ int refuseOtherResource(AVFormatContext*, AVIOContext**, const char*, int, AVDic
   return AVERROR(EPERM);
 }
 
-void silenceInputLog() {
-  static std::once_flag once;
-  std::call_once(once, [] { av_log_set_level(AV_LOG_QUIET); });
-}
-
 }  // namespace
 
 std::unique_ptr<LibavInput> LibavInput::open(Source source) {
-  silenceInputLog();
+  silenceLibav();
   std::unique_ptr<LibavInput> self(new LibavInput);
   self->_source = std::move(source);
   self->_packet.reset(av_packet_alloc());
@@ -121,7 +117,7 @@ std::int64_t LibavInput::_seekBytes(std::int64_t offset, int whence) {
 
 std::optional<std::uint64_t> LibavInput::duration() const {
   if (_context->duration <= 0) return std::nullopt;
-  return static_cast<std::uint64_t>(av_rescale_q(_context->duration, kMicroseconds, kNanoseconds));
+  return static_cast<std::uint64_t>(rescaledTicks(_context->duration, kMicroseconds));
 }
 
 std::string LibavInput::metadata(const char* key, const AVStream* stream) const {
@@ -147,9 +143,9 @@ LibavInput::Result LibavInput::read() {
 
 std::optional<std::uint64_t> LibavInput::_timeOf(std::int64_t value, const AVStream& stream) const {
   if (value == AV_NOPTS_VALUE) return std::nullopt;
-  std::int64_t time = av_rescale_q(value, stream.time_base, kNanoseconds);
+  std::int64_t time = rescaledTicks(value, stream.time_base);
   if (_context->start_time != AV_NOPTS_VALUE)
-    time -= av_rescale_q(_context->start_time, kMicroseconds, kNanoseconds);
+    time -= rescaledTicks(_context->start_time, kMicroseconds);
   return static_cast<std::uint64_t>(std::max<std::int64_t>(time, 0));
 }
 
@@ -159,8 +155,7 @@ LibavInput::Times LibavInput::times() const {
   times.presentation = _timeOf(_packet->pts, stream);
   times.decoding = _timeOf(_packet->dts, stream);
   if (_packet->duration > 0)
-    times.duration =
-        static_cast<std::uint64_t>(av_rescale_q(_packet->duration, stream.time_base, kNanoseconds));
+    times.duration = static_cast<std::uint64_t>(rescaledTicks(_packet->duration, stream.time_base));
   return times;
 }
 
@@ -169,8 +164,10 @@ void LibavInput::seek(std::uint64_t time) {
   _hasStopped = false;
   _io->error = 0;
   _io->eof_reached = 0;
-  std::int64_t target = av_rescale_q(static_cast<std::int64_t>(time), kNanoseconds, kMicroseconds);
-  if (_context->start_time != AV_NOPTS_VALUE) target += _context->start_time;
+  auto target = static_cast<std::int64_t>(time / kNanosecondsPerTick);
+  if (_context->start_time != AV_NOPTS_VALUE)
+    target += rescaledTicks(_context->start_time, kMicroseconds) /
+              static_cast<std::int64_t>(kNanosecondsPerTick);
   if (av_seek_frame(_context, -1, target, AVSEEK_FLAG_BACKWARD) >= 0) return;
   // Without an index, the packets before the target are read and dropped by the decoders.
   if (av_seek_frame(_context, -1, 0, AVSEEK_FLAG_BYTE) < 0)

@@ -13,6 +13,8 @@ namespace {
 
 /// A file may have an image for each of its pages.
 constexpr guint kMaxImages = 32;
+/// Tags may be repeated, and each decoding takes time.
+constexpr int kMaxFailures = 3;
 
 bool isFrontCover(GstSample* sample) {
   const GstStructure* const info = gst_sample_get_info(sample);
@@ -24,6 +26,7 @@ bool isFrontCover(GstSample* sample) {
 }  // namespace
 
 void CoverArt::noteTags(const GstTagList* tags) {
+  if (_failures >= kMaxFailures) return;
   const guint count = std::min(gst_tag_list_get_tag_size(tags, GST_TAG_IMAGE), kMaxImages);
   for (guint index = 0; index < count && !_isFront; ++index) {
     GstSample* found = nullptr;
@@ -46,7 +49,11 @@ bool CoverArt::show() {
   const GstRef<GstSample> decoded = decodeCover({map.data, map.size});
   gst_buffer_unmap(buffer, &map);
   auto frame = decoded ? MappedFrame::make(decoded.get(), 0, nullptr) : nullptr;
-  if (!frame) return false;
+  if (!frame) {
+    ++_failures;
+    _isFront = false;
+    return false;
+  }
   _load.setup.frames->put(_load.setup.ticket, std::move(frame));
   if (std::exchange(facts.hasCover, true)) return false;
   _load.facts.publish();

@@ -24,6 +24,7 @@ class CoverArt {
   LoadContext& _load;
   GstRef<GstSample> _image;  // not decoded yet
   bool _isFront = false;
+  int _failures = 0;  // images that cannot be decoded
 };
 
 }  // namespace media

@@ -11,11 +11,7 @@
 #include <gst/video/video.h>
 
 #include "media/pipeline/PictureMemory.h"
-#include "media/support/LibavLog.h"
-
-extern "C" {
-#include <libavcodec/avcodec.h>
-}
+#include "media/support/LibavImage.h"
 
 namespace media {
 namespace {
@@ -25,19 +21,9 @@ constexpr std::int64_t kMaxPixels = std::int64_t{4096} * 4096;
 /// A progressive JPEG may have thousands of scans, of which each goes over the whole image.
 constexpr std::size_t kMaxScans = 64;
 
-struct FreeContext {
-  void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
-};
-struct FreePacket {
-  void operator()(AVPacket* packet) const { av_packet_free(&packet); }
-};
-struct FreeFrame {
-  void operator()(AVFrame* frame) const { av_frame_free(&frame); }
-};
 struct FreeConverter {
   void operator()(GstVideoConverter* converter) const { gst_video_converter_free(converter); }
 };
-using Frame = std::unique_ptr<AVFrame, FreeFrame>;
 
 AVCodecID codecOfImage(std::string_view image) {
   using namespace std::literals;
@@ -56,28 +42,11 @@ bool hasTooManyScans(std::string_view image) {
   return count > kMaxScans;
 }
 
-Frame decodeImage(std::span<const std::uint8_t> image) {
+LibavFrame decodeCoverFrame(std::span<const std::uint8_t> image) {
   const std::string_view text(reinterpret_cast<const char*>(image.data()), image.size());
-  const AVCodecID id = codecOfImage(text);
-  if (image.size() > kMaxBytes || (id == AV_CODEC_ID_MJPEG && hasTooManyScans(text))) return {};
-  silenceLibav();
-  const AVCodec* const codec = avcodec_find_decoder(id);
-  if (!codec) return {};
-  const std::unique_ptr<AVCodecContext, FreeContext> context(avcodec_alloc_context3(codec));
-  const std::unique_ptr<AVPacket, FreePacket> packet(av_packet_alloc());
-  Frame frame(av_frame_alloc());
-  if (!context || !packet || !frame) return {};
-  context->max_pixels = kMaxPixels;
-  context->thread_count = 1;
-  if (avcodec_open2(context.get(), codec, nullptr) < 0 ||
-      av_new_packet(packet.get(), static_cast<int>(image.size())) < 0)
-    return {};
-  std::memcpy(packet->data, image.data(), image.size());
-  if (avcodec_send_packet(context.get(), packet.get()) < 0) return {};
-  avcodec_send_packet(context.get(), nullptr);
-  if (avcodec_receive_frame(context.get(), frame.get()) < 0) return {};
-  const auto pixels = static_cast<std::int64_t>(frame->width) * frame->height;
-  return frame->width > 0 && frame->height > 0 && pixels <= kMaxPixels ? std::move(frame) : Frame{};
+  const AVCodecID codec = codecOfImage(text);
+  if (image.size() > kMaxBytes || (codec == AV_CODEC_ID_MJPEG && hasTooManyScans(text))) return {};
+  return decodeImage(text, codec, kMaxPixels);
 }
 
 GstVideoFormat formatOf(const AVFrame& frame) {
@@ -174,7 +143,7 @@ GstRef<GstBuffer> pictureBuffer(GstCaps* caps, const GstVideoInfo& info) {
 }  // namespace
 
 GstRef<GstSample> decodeCover(std::span<const std::uint8_t> image) {
-  const Frame decoded = decodeImage(image);
+  const LibavFrame decoded = decodeCoverFrame(image);
   if (!decoded) return {};
   const GstVideoFormat format = formatOf(*decoded);
   GstVideoInfo from;

@@ -16,11 +16,6 @@ constexpr std::int64_t kFarthest = std::int64_t{4} * 1'000'000'000 * kNanosecond
 constexpr std::int64_t kFar = 60 * kNanoseconds;
 constexpr std::int64_t kFarInDurations = 10;
 
-std::int64_t rescaledTicks(std::int64_t ticks, AVRational base) {
-  const std::int64_t scaled = av_rescale_q(ticks, base, {1, static_cast<int>(kNanoseconds)});
-  return std::clamp(scaled, -kFarthest, kFarthest);
-}
-
 /// Returns whether the distance of a time to its segment is implausible.
 bool isFar(std::int64_t time, const SegmentTiming& timing) {
   const std::int64_t limit =
@@ -31,6 +26,11 @@ bool isFar(std::int64_t time, const SegmentTiming& timing) {
 }
 
 }  // namespace
+
+std::int64_t rescaledTicks(std::int64_t ticks, AVRational base) {
+  const std::int64_t scaled = av_rescale_q(ticks, base, {1, static_cast<int>(kNanoseconds)});
+  return std::clamp(scaled, -kFarthest, kFarthest);
+}
 
 std::int64_t nanosecondsOf(double seconds) {
   const double scaled = seconds * static_cast<double>(kNanoseconds);

@@ -36,6 +36,8 @@ struct PacketTimes {
 };
 
 std::int64_t nanosecondsOf(double seconds);
+/// Converts to nanoseconds, at most about a century, so that sums do not overflow.
+std::int64_t rescaledTicks(std::int64_t ticks, AVRational base);
 /// Unwraps a time stamp of `bits` bits: adds a multiple of 2^`bits` so that it is nearest to
 /// `reference`.
 std::int64_t unwrapped(std::int64_t ticks, std::int64_t reference, int bits);

@@ -1,14 +1,11 @@
 #include "media/texts/PngImage.h"
 
-#include <algorithm>
 #include <cstdint>
-#include <memory>
 #include <vector>
 
-#include "media/support/LibavLog.h"
+#include "media/support/LibavImage.h"
 
 extern "C" {
-#include <libavcodec/avcodec.h>
 #include <libavutil/pixdesc.h>
 }
 
@@ -18,12 +15,6 @@ namespace {
 constexpr std::string_view kPngSignature = "\x89PNG\r\n\x1a\n";
 constexpr std::uint32_t kMaxPngSide = 8192;
 constexpr std::size_t kPngHeadSize = 24;  // signature, and the chunk IHDR up to the size
-
-struct FreeAv {
-  void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
-  void operator()(AVFrame* frame) const { av_frame_free(&frame); }
-  void operator()(AVPacket* packet) const { av_packet_free(&packet); }
-};
 
 std::uint32_t pngNumber(std::string_view bytes) {
   std::uint32_t value = 0;
@@ -102,24 +93,9 @@ std::optional<CueImage> decodePng(std::string_view bytes, std::size_t maxPixels)
   if (width == 0 || height == 0 || width > kMaxPngSide || height > kMaxPngSide ||
       std::size_t{width} * height > maxPixels)
     return std::nullopt;
-  silenceLibav();
-  const AVCodec* codec = avcodec_find_decoder(AV_CODEC_ID_PNG);
-  const std::unique_ptr<AVCodecContext, FreeAv> context(codec ? avcodec_alloc_context3(codec)
-                                                              : nullptr);
-  const std::unique_ptr<AVPacket, FreeAv> packet(av_packet_alloc());
-  const std::unique_ptr<AVFrame, FreeAv> frame(av_frame_alloc());
-  if (!context || !packet || !frame) return std::nullopt;
-  context->thread_count = 1;
-  // A second header later in the file cannot enlarge the image.
-  context->max_pixels = static_cast<std::int64_t>(maxPixels);
-  if (avcodec_open2(context.get(), codec, nullptr) < 0 ||
-      av_new_packet(packet.get(), static_cast<int>(bytes.size())) < 0)
-    return std::nullopt;
-  std::copy(bytes.begin(), bytes.end(), packet->data);
-  if (avcodec_send_packet(context.get(), packet.get()) < 0 ||
-      avcodec_receive_frame(context.get(), frame.get()) < 0)
-    return std::nullopt;
-  return imageOfFrame(*frame);
+  const LibavFrame frame =
+      decodeImage(bytes, AV_CODEC_ID_PNG, static_cast<std::int64_t>(maxPixels));
+  return frame ? imageOfFrame(*frame) : std::nullopt;
 }
 
 std::string_view takePng(std::string_view& bytes) {

@@ -74,15 +74,22 @@ std::vector<SubtitlePackets::Part> SubtitlePackets::_splitDVB(std::string_view p
   if (packet.starts_with(dvb::kPrefix)) packet.remove_prefix(dvb::kPrefix.size());
   Part part;
   bool hasPage = false;
-  while (packet.size() >= dvb::kHeaderSize && numberAt(packet, 0, 1) == dvb::kSync) {
+  while (parts.size() < kPartLimit && packet.size() >= dvb::kHeaderSize &&
+         numberAt(packet, 0, 1) == dvb::kSync) {
     const unsigned type = numberAt(packet, 1, 1);
     const std::string_view segment = packet.substr(0, dvb::kHeaderSize + numberAt(packet, 4, 2));
     if (segment.size() < dvb::kHeaderSize + numberAt(packet, 4, 2)) break;
     packet.remove_prefix(segment.size());
     if (type == dvb::kPage) {
-      hasPage = true;
       // An acquisition point or a mode change: all regions and objects follow.
-      if ((numberAt(segment, dvb::kHeaderSize + 1, 1) & 0x0C) != 0) {
+      const bool isNew = (numberAt(segment, dvb::kHeaderSize + 1, 1) & 0x0C) != 0;
+      if (isNew && hasPage) {
+        // The decoder keeps the regions of a page until its state is discarded.
+        part.bytes += dvb::kEndSegment;
+        parts.push_back(std::exchange(part, {}));
+      }
+      hasPage = true;
+      if (isNew) {
         reset();
         part.startsAnew = true;
       }
@@ -117,7 +124,7 @@ bool SubtitlePackets::_acceptsRegion(std::string_view segment) {
 std::vector<SubtitlePackets::Part> SubtitlePackets::_splitPGS(std::string_view packet) {
   std::vector<Part> parts;
   Part part;
-  while (packet.size() >= pgs::kHeaderSize) {
+  while (parts.size() < kPartLimit && packet.size() >= pgs::kHeaderSize) {
     const unsigned type = numberAt(packet, 0, 1);
     const std::string_view segment = packet.substr(0, pgs::kHeaderSize + numberAt(packet, 1, 2));
     if (segment.size() < pgs::kHeaderSize + numberAt(packet, 1, 2)) break;

@@ -28,6 +28,9 @@ class SubtitlePackets {
   /// A DVD decoder draws the picture for each control sequence.
   static constexpr int kControlSequenceLimit = 64;
 
+  /// A packet of DVB or PGS with more pictures is cut off.
+  static constexpr std::size_t kPartLimit = 64;
+
   struct Part {
     std::string bytes;
     bool startsAnew = false;  ///< refers to no earlier part: discard the state of the decoder first

@@ -56,7 +56,8 @@ const CueImage* TTMLImages::_find(std::string_view reference) {
   if (found == _images.end()) return nullptr;
   Entry& entry = found->second;
   if (!entry.decoded && !entry.bytes.empty()) {
-    entry.decoded = decodePng(entry.bytes, kMaxTTMLPixels - _pixels);
+    constexpr std::size_t kMaxCuePixels = SubtitleCue::kImageByteLimit / sizeof(std::uint32_t);
+    entry.decoded = decodePng(entry.bytes, std::min(kMaxTTMLPixels - _pixels, kMaxCuePixels));
     entry.bytes = {};
     if (entry.decoded) _pixels += entry.decoded->pixels.size();
   }

@@ -293,7 +293,7 @@ bool readTTMLAttribute(std::string_view name, std::string_view value, const TTML
   } else if (name == "rubyPosition") {
     replaceSet(style.look.annotationSide, sideOf(value));
   } else if (name == "ruby") {
-    style.ruby = value;
+    style.ruby = value.substr(0, kMaxImageNameBytes);
   } else if (name == "shear") {
     replaceSet(style.shear, shearOf(value));
   } else if (name == "direction") {

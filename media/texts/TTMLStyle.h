@@ -71,7 +71,6 @@ struct TTMLStyle {
   void inherit(const TTMLStyle& own, const TTMLRoot& root);
   /// The font size as a fraction of the root's height.
   double fontHeight(const TTMLRoot& root) const;
-  bool isRuby(std::string_view kind) const { return ruby && *ruby == kind; }
 };
 
 /// Applies an attribute, named without a prefix. Returns false if it is unknown.

@@ -19,6 +19,7 @@
 #include "media/texts/TTMLStyle.h"
 #include "media/texts/TTMLTime.h"
 #include "media/texts/TextFormats.h"
+#include "media/texts/TextLines.h"
 
 namespace media {
 namespace {
@@ -344,8 +345,7 @@ class TTMLReader {
 
 bool isTTML(std::string_view beginning) {
   constexpr std::size_t kEnough = 4096;
-  beginning = trimmed(beginning.substr(0, kEnough));
-  if (beginning.starts_with("\xef\xbb\xbf")) beginning.remove_prefix(3);
+  beginning = trimmed(withoutByteOrderMark(beginning.substr(0, kEnough)));
   if (!beginning.starts_with('<')) return false;
   for (std::size_t at = beginning.find("tt"); at != std::string_view::npos;
        at = beginning.find("tt", at + 1)) {
@@ -358,8 +358,7 @@ bool isTTML(std::string_view beginning) {
 }
 
 std::vector<SubtitleCue> cuesOfTTML(std::string_view text) {
-  if (text.starts_with("\xef\xbb\xbf")) text.remove_prefix(3);
-  return TTMLReader({}).read(text);
+  return TTMLReader({}).read(withoutByteOrderMark(text));
 }
 
 std::vector<SubtitleCue> cuesOfTTMLSample(std::string_view bytes) {
@@ -369,9 +368,7 @@ std::vector<SubtitleCue> cuesOfTTMLSample(std::string_view bytes) {
   for (std::string_view png = takePng(rest); !png.empty(); png = takePng(rest))
     images.push_back(png);
   const std::string text = utf8Of(bytes.substr(0, end));
-  std::string_view document = text;
-  if (document.starts_with("\xef\xbb\xbf")) document.remove_prefix(3);
-  return TTMLReader(images).read(document);
+  return TTMLReader(images).read(withoutByteOrderMark(text));
 }
 
 }  // namespace media

@@ -20,18 +20,9 @@ namespace {
 /// Detection needs only a part of the text.
 constexpr std::size_t kDetectedBytes = std::size_t{64} << 10;
 
-/// Returns an empty string if the encoding is unknown.
-std::string converted(std::string_view bytes, const char* from) {
-  gsize size = 0;
-  gchar* text = g_convert_with_fallback(bytes.data(), static_cast<gssize>(bytes.size()), "UTF-8",
-                                        from, "?", nullptr, &size, nullptr);
-  std::string result = text ? std::string(text, size) : std::string();
-  g_free(text);
-  return result;
-}
-
-/// Converts a text with invalid bytes: they become replacement characters.
-std::string convertedBroken(std::string_view bytes, const char* from) {
+/// Converts a text. Invalid units of `unit` bytes become replacement characters. Returns an empty
+/// string if the encoding is unknown.
+std::string converted(std::string_view bytes, const char* from, std::size_t unit = 1) {
   const auto close = [](GIConv converter) { g_iconv_close(converter); };
   const GIConv converter = g_iconv_open("UTF-8", from);
   if (reinterpret_cast<std::intptr_t>(converter) == -1) return {};
@@ -49,8 +40,9 @@ std::string convertedBroken(std::string_view bytes, const char* from) {
     const bool isStuck = failed && left > 0 && (left == before || room > sizeof part / 2);
     if (!isStuck) continue;
     result += "\ufffd";
-    ++in;
-    --left;
+    const gsize skipped = std::min<gsize>(unit, left);
+    in += skipped;
+    left -= skipped;
   }
   return result;
 }
@@ -80,13 +72,11 @@ std::string decodedText(std::string_view bytes) {
   for (const auto& [mark, encoding, unit] : kByteOrderMarks)
     if (bytes.starts_with(mark)) {
       const std::string_view rest = bytes.substr(mark.size());
-      return converted(rest.substr(0, rest.size() / unit * unit), encoding);
+      return converted(rest.substr(0, rest.size() / unit * unit), encoding, unit);
     }
   const std::string encoding = detectedEncoding(bytes);
   const bool isKnown = !encoding.empty() && encoding != "ASCII";
   std::string text = isKnown ? converted(bytes, encoding.c_str()) : std::string();
-  // A text in UTF-8, or in another encoding, may have single invalid bytes.
-  if (text.empty() && isKnown) text = convertedBroken(bytes, encoding.c_str());
   return text.empty() ? converted(bytes, "WINDOWS-1252") : text;
 }
 

@@ -17,8 +17,7 @@ TEST(VideoSink, ALatePictureDoesNotSetThePositionBack) {
   const GstRef<GstElement> pipeline(GST_ELEMENT(gst_object_ref_sink(gst_pipeline_new(nullptr))));
   GstElement* const source = gst_element_factory_make("videotestsrc", nullptr);
   g_object_set(source, "num-buffers", 1, nullptr);
-  gst_bin_add_many(GST_BIN(pipeline.get()), source, GST_ELEMENT(gst_object_ref(sink.element())),
-                   nullptr);
+  gst_bin_add_many(GST_BIN(pipeline.get()), source, sink.element(), nullptr);
   ASSERT_TRUE(gst_element_link(source, sink.element()));
   // The clock has run for two seconds when the picture of time 0 arrives.
   const GstRef<GstClock> pipelineClock(gst_system_clock_obtain());

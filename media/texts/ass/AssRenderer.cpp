@@ -8,6 +8,7 @@
 
 #include <ass/ass.h>
 
+#include "media/texts/TextLines.h"
 #include "media/texts/ass/AlphaBitmaps.h"
 #include "media/texts/ass/AssCost.h"
 #include "platform/foundation/log/TVSLogger.h"
@@ -84,7 +85,8 @@ class VisibleLimits {
 
  private:
   AssLook _look(int ofEvent, std::string_view name) const {
-    for (int index = 0; !name.empty() && index < _track.n_styles; ++index)
+    // As libass does: the last style with the name.
+    for (int index = name.empty() ? 0 : _track.n_styles; index-- > 0;)
       if (_track.styles[index].Name && name == _track.styles[index].Name)
         return lookOf(_track.styles[index]);
     return ofEvent >= 0 && ofEvent < _track.n_styles ? lookOf(_track.styles[ofEvent]) : AssLook();
@@ -97,16 +99,20 @@ class VisibleLimits {
   double _pixels = 0;
 };
 
-/// Truncates a document after the first kEventLimit events.
-std::string_view withinEventLimit(std::string_view document) {
-  constexpr std::string_view kEvent = "Dialogue:";
-  std::size_t at = 0;
-  for (int count = 0; count <= AssRenderer::kEventLimit; ++count) {
-    at = document.find(kEvent, at);
-    if (at == std::string_view::npos) return document;
-    at += kEvent.size();
+/// Truncates a document before the line that is one too many of those that begin with `mark`.
+std::string_view within(std::string_view document, std::string_view mark, int limit) {
+  int count = 0;
+  for (std::size_t at = document.find(mark); at != std::string_view::npos;
+       at = document.find(mark, at + mark.size())) {
+    const bool beginsLine = at == 0 || document[at - 1] == '\n' || document[at - 1] == '\r';
+    if (beginsLine && ++count > limit) return document.substr(0, at);
   }
-  return document.substr(0, at - kEvent.size());
+  return document;
+}
+
+std::string_view withinLimits(std::string_view document) {
+  document = within(document, "Style:", AssRenderer::kStyleLimit);
+  return within(document, "Dialogue:", AssRenderer::kEventLimit);
 }
 
 }  // namespace
@@ -163,8 +169,7 @@ struct AssRenderer::Library {
 };
 
 bool isAss(std::string_view text) {
-  constexpr std::string_view kMark = "\ufeff";
-  if (text.starts_with(kMark)) text.remove_prefix(kMark.size());
+  text = withoutByteOrderMark(text);
   text.remove_prefix(std::min(text.find_first_not_of(" \t\r\n"), text.size()));
   constexpr std::string_view kHead = "[script info]";
   return text.size() >= kHead.size() &&
@@ -177,7 +182,7 @@ AssRenderer::AssRenderer() : _library(std::make_unique<Library>()) {}
 AssRenderer::~AssRenderer() = default;
 
 void AssRenderer::readHeader(std::string_view header) {
-  std::string copy(header);
+  std::string copy(withinLimits(header));
   _bytes += copy.size();
   if (_library->isComplete() && copy.size() <= kDocumentBytes)
     ass_process_codec_private(_library->track, copy.data(), static_cast<int>(copy.size()));
@@ -185,7 +190,7 @@ void AssRenderer::readHeader(std::string_view header) {
 
 void AssRenderer::readDocument(std::string_view document) {
   if (!_library->isComplete() || document.size() > kDocumentBytes) return;
-  std::string copy(withinEventLimit(document));
+  std::string copy(withinLimits(document));
   _bytes += copy.size();
   ASS_Track* const track = ass_read_memory(_library->library, copy.data(), copy.size(), nullptr);
   if (!track) return;
@@ -223,6 +228,7 @@ void AssRenderer::setPicture(const SubtitledPicture& picture) {
   const double width = std::min<double>(kCanvasWidth, kCanvasHeight * aspect);
   _canvasWidth = std::max(1, static_cast<int>(std::lround(width)));
   _canvasHeight = std::max(1, static_cast<int>(std::lround(width / aspect)));
+  _pictureWidth = picture.width;
   _pictureHeight = picture.height;
   ass_set_storage_size(_library->renderer, picture.width, picture.height);
   ass_set_frame_size(_library->renderer, _canvasWidth, _canvasHeight);
@@ -238,6 +244,9 @@ double AssRenderer::_scale() const {
   };
   return std::max({ratio(_canvasWidth, track.PlayResX, kDefaultWidth),
                    ratio(_canvasHeight, track.PlayResY, kDefaultHeight),
+                   ratio(_canvasWidth, track.LayoutResX, _canvasWidth),
+                   ratio(_canvasHeight, track.LayoutResY, _canvasHeight),
+                   ratio(_canvasWidth, _pictureWidth, _canvasWidth),
                    ratio(_canvasHeight, _pictureHeight, _canvasHeight)});
 }
 

@@ -43,6 +43,8 @@ class AssRenderer {
   static constexpr std::size_t kDocumentBytes = std::size_t{16} << 20;
   static constexpr std::size_t kEventBytes = std::size_t{256} << 10;
   static constexpr int kEventLimit = 50000;
+  /// libass searches the styles for each event.
+  static constexpr int kStyleLimit = 2000;
   static constexpr int kVisibleLimit = 2000;
   static constexpr std::size_t kVisibleBytes = std::size_t{512} << 10;
   static constexpr double kVisiblePixels = 96e6;
@@ -85,6 +87,7 @@ class AssRenderer {
   const std::unique_ptr<Library> _library;
   int _canvasWidth = 0;
   int _canvasHeight = 0;
+  int _pictureWidth = 0;
   int _pictureHeight = 0;
   std::size_t _bytes = 0;
   bool _hasNewFonts = true;

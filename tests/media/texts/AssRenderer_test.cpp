@@ -216,6 +216,31 @@ TEST(AssRenderer, TellsHowLongARenderingIsValid) {
   }
 }
 
+TEST(AssRenderer, EstimatesWithTheResolutionOfLibass) {
+  const auto document = [](const std::string& script, const std::string& text) {
+    return "[Script Info]\nScriptType: v4.00+\nPlayResX: 1920\nPlayResY: 1080\n" + script +
+           "[V4+ Styles]\nFormat: Name, Fontname, Fontsize\nStyle: Plain,Sans,20\n"
+           "[Events]\nFormat: Start, End, Style, Text\nDialogue: 0:00:00.00,0:00:10.00,Plain," +
+           text + "\n";
+  };
+  const struct {
+    const char* name;
+    std::string document;
+    bool isShown;
+  } cases[] = {
+      {"an ordinary text", document("", "x"), true},
+      {"borders are in pixels of a layout of 1x1",
+       document("LayoutResX: 1\nLayoutResY: 1\nScaledBorderAndShadow: no\n", "{\\bord15}x"), false},
+  };
+  for (const auto& testCase : cases) {
+    SCOPED_TRACE(testCase.name);
+    AssRenderer renderer;
+    renderer.readDocument(testCase.document);
+    renderer.setPicture({.width = 1920, .height = 1080, .aspect = 16.0 / 9});
+    EXPECT_EQ(!renderer.render(5, true).images.empty(), testCase.isShown);
+  }
+}
+
 std::string repeated(const std::string& text, int count) {
   std::string result;
   while (count-- > 0) result += text;

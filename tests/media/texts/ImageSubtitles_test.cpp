@@ -253,6 +253,18 @@ TEST(SubtitlePackets, LeaveOutWhatTheDecoderWouldAllocate) {
   EXPECT_EQ(parts[0].bytes.size(), more.size() - std::size_t{2} * (6 + 16));
   broadcasts.reset();
   EXPECT_EQ(broadcasts.split(more).at(0).bytes, more);
+
+  // The decoder frees the regions of a page only when its state is discarded.
+  const std::string open = broadcast(1024, 1024, 3, 5, false);
+  parts = broadcasts.split(open + open);
+  ASSERT_EQ(parts.size(), 2u);
+  EXPECT_TRUE(parts[0].startsAnew);
+  EXPECT_TRUE(parts[1].startsAnew);
+
+  std::string many;
+  for (std::size_t count = 0; count < 2 * media::SubtitlePackets::kPartLimit; ++count)
+    many += graphics(16, 1, 1);
+  EXPECT_EQ(discs.split(many).size(), media::SubtitlePackets::kPartLimit);
 }
 
 TEST(ImageSubtitles, MemoryOfAllCuesIsLimited) {

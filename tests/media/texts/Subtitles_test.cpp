@@ -76,6 +76,10 @@ TEST(Subtitles, AreReadWithStylesAndLayout) {
        "\x81\x42\x8e\x9a\x96\x8b\x82\xcc\x95\xb6\x8e\x9a",
        "1+1 これはテストです。字幕の文字"},
       {"WebVTT in UTF-16", utf16Of("WEBVTT\n\n00:01.000 --> 00:02.000\nh"), "1+1 h"},
+      {"an invalid unit of UTF-16",
+       utf16Of("WEBVTT\n\n00:01.000 --> 00:02.000\nh") + std::string("\0\xd8", 2) +
+           std::string("i\0", 2),
+       "1+1 h\ufffdi"},
       {"an unknown format", "#EXTM3U\n", "nothing"},
       {"empty", "", "nothing"},
   };
