@@ -15,8 +15,8 @@ struct ItemTexts {
 };
 
 /// The texts of the current item: title and artist of the item metadata, else of the media, and the
-/// album of the media. Without a title it is the file name in the URL, or the host of the URL. Empty
-/// if there is no item.
+/// album of the media. Without a title it is the file name in the URL, or the host of the URL.
+/// Empty if there is no item.
 ItemTexts itemTexts(const TVSPlayer& player);
 
 /// The title of the current item for display. For an item without video the artist is appended.
