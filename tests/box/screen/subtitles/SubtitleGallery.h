@@ -12,7 +12,7 @@ struct SubtitleExample {
   double time = 1.5;
 };
 
-/// In the order of the table in docs/look.md.
+/// In the order of the sheets in docs/look/subtitles.
 std::vector<SubtitleExample> webVTTExamples();
 std::vector<SubtitleExample> ttmlExamples();
 
