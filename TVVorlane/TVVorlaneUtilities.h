@@ -6,7 +6,7 @@
 
 #include "platform/foundation/Error.h"
 #include "platform/foundation/Value.h"
-#include "platform/media/MediaFacts.h"
+#include "platform/media/TimedMetadataItem.h"
 
 /// Parameter validation, and conversions of values for the receiver service and for the log.
 ///

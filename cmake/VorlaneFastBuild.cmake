@@ -2,7 +2,7 @@
 #
 # VORLANE_UNITY OFF compiles each source alone, as clang-tidy and editors expect.
 option(VORLANE_UNITY "Compile several sources of a target in one translation unit" ON)
-set(VORLANE_UNITY_BATCH 12 CACHE STRING "Maximum number of sources in one translation unit")
+set(VORLANE_UNITY_BATCH 24 CACHE STRING "Maximum number of sources in one translation unit")
 
 # A translation unit has sources of one folder only, so names in anonymous namespaces have to be unique
 # in their folder.

@@ -1,16 +1,18 @@
-# vorlane_test(NAME LABEL core|box FOLDERS FOLDER... SEES LAYER... DEPENDS TARGET...
-#              [PACKAGES TARGET...])
+# vorlane_test(NAME LABEL core|box FOLDERS FOLDER... [EXCEPT FILE...] SEES LAYER...
+#              DEPENDS TARGET... [PACKAGES TARGET...])
 #
-# A test program of all sources in the folders. CTest lists its tests as "FOLDER: Suite.Test" with the
+# A test program of all sources in the folders but for those in EXCEPT. CTest lists its tests as "FOLDER: Suite.Test" with the
 # first folder. tests/support/bounded limits their output. All test programs use the precompiled headers
 # of `vorlane_test_headers`.
 function(vorlane_test name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "LABEL" "FOLDERS;SEES;DEPENDS;PACKAGES")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "LABEL" "FOLDERS;EXCEPT;SEES;DEPENDS;PACKAGES")
   set(sources)
   foreach(folder IN LISTS arg_FOLDERS)
     file(GLOB found CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${folder}/*.cpp)
     list(APPEND sources ${found})
   endforeach()
+  list(TRANSFORM arg_EXCEPT PREPEND ${PROJECT_SOURCE_DIR}/)
+  list(REMOVE_ITEM sources "" ${arg_EXCEPT})
   add_executable(${name} ${sources})
   vorlane_configure(${name} SEES tests ${arg_SEES} PACKAGES ${arg_PACKAGES})
   target_link_libraries(${name} PRIVATE ${arg_DEPENDS} GTest::gmock_main)
@@ -34,6 +36,17 @@ function(vorlane_test name)
     WORKING_DIRECTORY ${PROJECT_SOURCE_DIR}
     PROPERTIES LABELS ${arg_LABEL} TIMEOUT ${timeout})
   vorlane_sanitizer_environment(${name})
+endfunction()
+
+# vorlane_test_objects(NAME SOURCE... SEES LAYER... [PACKAGES TARGET...])
+#
+# Sources of several test programs, compiled once. The programs have NAME among their DEPENDS.
+function(vorlane_test_objects name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SEES;PACKAGES")
+  list(TRANSFORM arg_UNPARSED_ARGUMENTS PREPEND ${PROJECT_SOURCE_DIR}/ OUTPUT_VARIABLE sources)
+  add_library(${name} OBJECT ${sources})
+  vorlane_configure(${name} SEES tests ${arg_SEES} PACKAGES ${arg_PACKAGES} GTest::gmock)
+  vorlane_precompile(${name} vorlane_test_headers)
 endfunction()
 
 # vorlane_script_test(NAME LABEL core|box COMMAND ARGUMENT...)

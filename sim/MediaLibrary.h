@@ -9,7 +9,9 @@
 #include <vector>
 
 #include "platform/foundation/Error.h"
-#include "platform/media/MediaFacts.h"
+#include "platform/media/MediaSelection.h"
+#include "platform/media/MediaTrack.h"
+#include "platform/media/TimedMetadataItem.h"
 
 namespace sim {
 

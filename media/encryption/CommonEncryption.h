@@ -6,7 +6,7 @@
 #include <span>
 #include <vector>
 
-#include "platform/foundation/Value.h"
+#include "platform/foundation/Bytes.h"
 
 namespace media {
 

@@ -3,7 +3,7 @@
 #include <functional>
 #include <optional>
 
-#include "platform/foundation/Value.h"
+#include "platform/foundation/Bytes.h"
 
 namespace media {
 

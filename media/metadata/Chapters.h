@@ -6,7 +6,7 @@
 
 #include "media/metadata/MovieBoxes.h"
 #include "media/support/GstRef.h"
-#include "platform/media/MediaFacts.h"
+#include "platform/media/MediaTrack.h"
 
 namespace media {
 

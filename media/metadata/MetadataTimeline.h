@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/media/MediaFacts.h"
+#include "platform/media/TimedMetadataItem.h"
 
 namespace media {
 

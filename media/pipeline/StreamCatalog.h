@@ -9,7 +9,8 @@
 #include <gst/gst.h>
 
 #include "media/pipeline/StreamDescription.h"
-#include "platform/media/MediaFacts.h"
+#include "platform/media/MediaSelection.h"
+#include "platform/media/MediaTrack.h"
 
 namespace media {
 

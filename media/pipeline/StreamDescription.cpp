@@ -8,7 +8,7 @@
 #include <gst/tag/tag.h>
 
 #include "media/support/GstRef.h"
-#include "platform/media/MediaFacts.h"
+#include "platform/media/MediaSelection.h"
 
 namespace media {
 namespace {

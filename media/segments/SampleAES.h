@@ -8,7 +8,7 @@ extern "C" {
 #include <libavcodec/codec_id.h>
 }
 
-#include "platform/foundation/Value.h"
+#include "platform/foundation/Bytes.h"
 
 struct AVPacket;
 

@@ -5,8 +5,8 @@
 #include <optional>
 
 #include "media/encryption/ContentKeys.h"
+#include "platform/foundation/Bytes.h"
 #include "platform/foundation/Error.h"
-#include "platform/foundation/Value.h"
 #include "streaming/playback/TrackReader.h"
 
 extern "C" {

@@ -9,7 +9,7 @@
 
 #include "media/output/SubtitleCues.h"
 #include "media/texts/TextFormats.h"
-#include "platform/media/MediaFacts.h"
+#include "platform/media/MediaSelection.h"
 #include "platform/media/TVSMediaItem.h"
 #include "streaming/playback/StreamedItem.h"
 

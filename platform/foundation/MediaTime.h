@@ -4,9 +4,9 @@
 #include <optional>
 #include <string_view>
 
-#include "platform/foundation/Value.h"
-
 namespace platform {
+
+class Dictionary;
 
 inline constexpr std::string_view kMediaTimeValueKey = "value";
 inline constexpr std::string_view kMediaTimeTimescaleKey = "timescale";

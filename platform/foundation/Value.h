@@ -11,14 +11,13 @@
 #include <variant>
 #include <vector>
 
+#include "platform/foundation/Bytes.h"
 #include "platform/foundation/Date.h"
 
 namespace platform {
 
 class Object;
 class Value;
-
-using Bytes = std::vector<std::byte>;
 
 /// A number that keeps the type it was created from and compares by value: `Number(1) ==
 /// Number(1.0)` and `Number(true) == Number(1)`.

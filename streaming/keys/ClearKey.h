@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/foundation/Value.h"
+#include "platform/foundation/Bytes.h"
 
 namespace streaming {
 

@@ -7,8 +7,11 @@
 #include <vector>
 
 #include "platform/foundation/Date.h"
-#include "platform/media/MediaFacts.h"
 #include "streaming/manifest/Segment.h"
+
+namespace platform {
+struct TimedMetadataItem;
+}
 
 namespace streaming {
 
@@ -92,7 +95,8 @@ struct DateMark {
 /// An event in a manifest (EXT-X-DATERANGE, EventStream).
 struct PresentationEvent {
   double position = 0;
-  platform::TimedMetadataItem item;  ///< its time is not set
+  /// Not null; its time is not set.
+  std::shared_ptr<const platform::TimedMetadataItem> item;
 };
 
 struct ReloadRule {

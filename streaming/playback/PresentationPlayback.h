@@ -8,7 +8,7 @@
 
 #include "platform/foundation/Date.h"
 #include "platform/foundation/Error.h"
-#include "platform/media/MediaFacts.h"
+#include "platform/media/TimeRange.h"
 #include "streaming/manifest/Presentation.h"
 #include "streaming/playback/TrackReader.h"
 

@@ -4,7 +4,7 @@
 #include <optional>
 
 #include "platform/foundation/Date.h"
-#include "platform/media/MediaFacts.h"
+#include "platform/media/TimeRange.h"
 #include "streaming/manifest/ManifestReader.h"
 #include "streaming/manifest/Presentation.h"
 

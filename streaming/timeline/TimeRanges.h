@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "platform/media/MediaFacts.h"
+#include "platform/media/TimeRange.h"
 
 namespace streaming {
 

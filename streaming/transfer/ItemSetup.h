@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/foundation/Bytes.h"
 #include "platform/foundation/Error.h"
-#include "platform/foundation/Value.h"
 #include "streaming/transfer/Transfer.h"
 
 namespace streaming {

@@ -6,7 +6,7 @@
 #include <cairo.h>
 
 #include "box/screen/drawing/Sdl.h"
-#include "platform/foundation/Value.h"
+#include "platform/foundation/Bytes.h"
 #include "platform/ui/scene/Geometry.h"
 
 namespace box {

@@ -21,7 +21,7 @@
 #include "box/screen/window/ScreenWindow.h"
 #include "box/screen/window/VideoSystem.h"
 #include "media/output/VideoFrames.h"
-#include "platform/foundation/Value.h"
+#include "platform/foundation/Bytes.h"
 #include "platform/foundation/queues/Clock.h"
 #include "platform/ui/scene/Scene.h"
 

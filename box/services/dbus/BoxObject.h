@@ -11,7 +11,7 @@
 
 #include "box/services/dbus/DBusServer.h"
 #include "box/services/dbus/Inbox.h"
-#include "platform/foundation/Value.h"
+#include "platform/foundation/Bytes.h"
 #include "platform/foundation/queues/Clock.h"
 #include "platform/foundation/queues/Queue.h"
 

@@ -3,7 +3,7 @@
 #include <memory>
 #include <string>
 
-#include "platform/foundation/Value.h"
+#include "platform/foundation/Bytes.h"
 
 namespace box {
 

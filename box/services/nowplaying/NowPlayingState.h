@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/foundation/Value.h"
+#include "platform/foundation/Bytes.h"
 #include "platform/foundation/queues/Clock.h"
 
 namespace box {

@@ -57,7 +57,7 @@ void CurrentMetadata::noteEvents() {
   auto presentation = _load.setup.item->presentation()->presentation();
   if (presentation == _eventsOf) return;
   for (const streaming::PresentationEvent& each : presentation->events)
-    _timeline->add(MetadataTimeline::Source::Events, each.position, {each.item});
+    _timeline->add(MetadataTimeline::Source::Events, each.position, {*each.item});
   _eventsOf = std::move(presentation);
 }
 

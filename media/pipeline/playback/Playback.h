@@ -28,7 +28,7 @@
 #include "media/pipeline/playback/TextBranch.h"
 #include "media/pipeline/playback/WantedPlayback.h"
 #include "platform/foundation/Error.h"
-#include "platform/media/MediaFacts.h"
+#include "platform/media/MediaTrack.h"
 
 namespace media {
 

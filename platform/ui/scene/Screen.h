@@ -4,8 +4,8 @@
 #include <memory>
 #include <optional>
 
+#include "platform/foundation/Bytes.h"
 #include "platform/foundation/Error.h"
-#include "platform/foundation/Value.h"
 #include "platform/ui/scene/Press.h"
 #include "platform/ui/scene/Scene.h"
 

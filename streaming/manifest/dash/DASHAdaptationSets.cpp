@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "platform/media/MediaFacts.h"
+#include "platform/media/MediaSelection.h"
 #include "streaming/foundation/Text.h"
 #include "streaming/manifest/CodecNames.h"
 

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <memory>
 #include <sstream>
 #include <string>
 
+#include "platform/media/TimedMetadataItem.h"
 #include "streaming/manifest/EventKeys.h"
 
 namespace streaming {
@@ -58,20 +60,21 @@ void addPeriodEvents(pugi::xml_node period, double periodStart,
       if (events.size() == kMaxEvents) return;
       const std::string content = contentOf(node);
       if (content.size() > kMaxEventBytes) continue;
-      PresentationEvent event;
+      platform::TimedMetadataItem item;
       const double time = xmlNumber(node, "presentationTime").value_or(0) - offset;
-      event.position = std::max(0.0, periodStart + time / timescale);
-      event.item.key = key;
-      event.item.keySpace = std::string(kKeySpaceEvents);
+      item.key = key;
+      item.keySpace = std::string(kKeySpaceEvents);
       if (hasAttribute(node, "id"))
-        event.item.extraAttributes.set(kEventIdentifier, std::string(attributeOf(node, "id")));
+        item.extraAttributes.set(kEventIdentifier, std::string(attributeOf(node, "id")));
       if (const double duration = xmlNumber(node, "duration").value_or(0); duration > 0)
-        event.item.extraAttributes.set(kEventDuration, duration / timescale);
+        item.extraAttributes.set(kEventDuration, duration / timescale);
       platform::Bytes data(content.size());
       std::transform(content.begin(), content.end(), data.begin(),
                      [](char each) { return static_cast<std::byte>(each); });
-      event.item.value = platform::Value(std::move(data));
-      events.push_back(std::move(event));
+      item.value = platform::Value(std::move(data));
+      events.push_back(
+          {.position = std::max(0.0, periodStart + time / timescale),
+           .item = std::make_shared<const platform::TimedMetadataItem>(std::move(item))});
     }
   }
 }

@@ -1,9 +1,11 @@
 #include "streaming/manifest/hls/HLSDateRanges.h"
 
 #include <algorithm>
+#include <memory>
 #include <set>
 #include <utility>
 
+#include "platform/media/TimedMetadataItem.h"
 #include "streaming/manifest/EventKeys.h"
 #include "streaming/manifest/TimeText.h"
 #include "streaming/manifest/hls/HLSAlignment.h"
@@ -61,17 +63,18 @@ std::vector<PresentationEvent> HLSDateRanges::events(const std::vector<DateMark>
   if (!marks.empty()) {
     for (const Range& range : _ranges) {
       if (!range.identifier.empty()) settled.insert(range.identifier);
-      PresentationEvent event;
-      event.position = positionByMarks(range.start, marks);
-      if (event.position < 0) continue;
-      event.item.key = range.key.empty() ? std::string(kKeySpaceDateRanges) : range.key;
-      event.item.keySpace = std::string(kKeySpaceDateRanges);
-      event.item.value = range.details;
-      if (!range.identifier.empty())
-        event.item.extraAttributes.set(kEventIdentifier, range.identifier);
+      const double position = positionByMarks(range.start, marks);
+      if (position < 0) continue;
+      platform::TimedMetadataItem item;
+      item.key = range.key.empty() ? std::string(kKeySpaceDateRanges) : range.key;
+      item.keySpace = std::string(kKeySpaceDateRanges);
+      item.value = range.details;
+      if (!range.identifier.empty()) item.extraAttributes.set(kEventIdentifier, range.identifier);
       if (const auto duration = _durationOf(range))
-        event.item.extraAttributes.set(kEventDuration, *duration);
-      events.push_back(std::move(event));
+        item.extraAttributes.set(kEventDuration, *duration);
+      events.push_back(
+          {.position = position,
+           .item = std::make_shared<const platform::TimedMetadataItem>(std::move(item))});
     }
   }
   if (!_removed || !previous) return events;
@@ -81,7 +84,7 @@ std::vector<PresentationEvent> HLSDateRanges::events(const std::vector<DateMark>
     rest.remove_prefix(std::min(rest.size(), identifier.size() + 1));
   }
   for (const PresentationEvent& event : previous->events) {
-    const auto identifier = event.item.extraAttributes.string(kEventIdentifier);
+    const auto identifier = event.item->extraAttributes.string(kEventIdentifier);
     if (identifier && !settled.contains(*identifier) && events.size() < kMaxDateRanges)
       events.push_back(event);
   }

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/foundation/Value.h"
 #include "streaming/manifest/ManifestReader.h"
 #include "streaming/manifest/hls/HLSLines.h"
 

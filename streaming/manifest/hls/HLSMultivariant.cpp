@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "platform/media/MediaFacts.h"
+#include "platform/media/MediaSelection.h"
 #include "streaming/foundation/Text.h"
 #include "streaming/foundation/URL.h"
 #include "streaming/manifest/CodecNames.h"

@@ -8,7 +8,7 @@
 #include <optional>
 #include <vector>
 
-#include "platform/media/MediaFacts.h"
+#include "platform/media/TimeRange.h"
 #include "streaming/playback/TrackReader.h"
 
 namespace streaming {

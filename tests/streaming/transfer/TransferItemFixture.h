@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/foundation/Value.h"
+#include "platform/foundation/Bytes.h"
 #include "streaming/transfer/TransferService.h"
 #include "tests/streaming/transfer/ScriptedServer.h"
 

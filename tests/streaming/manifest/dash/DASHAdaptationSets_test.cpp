@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "platform/media/MediaFacts.h"
+#include "platform/media/MediaSelection.h"
 #include "tests/streaming/manifest/dash/DASHTexts.h"
 
 namespace streaming {

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "platform/media/TimedMetadataItem.h"
 #include "streaming/manifest/EventKeys.h"
 #include "tests/streaming/manifest/dash/DASHTexts.h"
 
@@ -154,9 +155,10 @@ TEST(DASH, ReadsEventsOfAPeriod) {
   ASSERT_NE(presentation, nullptr);
   ASSERT_EQ(presentation->events.size(), 2u);
   EXPECT_EQ(presentation->events[0].position, 7);
-  EXPECT_EQ(presentation->events[0].item.key, platform::Value("urn:e 1"));
-  EXPECT_EQ(presentation->events[0].item.extraAttributes.get(kEventDuration), platform::Value(0.5));
-  EXPECT_EQ(presentation->events[1].item.value.asData()->size(), 2u);
+  EXPECT_EQ(presentation->events[0].item->key, platform::Value("urn:e 1"));
+  EXPECT_EQ(presentation->events[0].item->extraAttributes.get(kEventDuration),
+            platform::Value(0.5));
+  EXPECT_EQ(presentation->events[1].item->value.asData()->size(), 2u);
 }
 
 TEST(DASH, RejectsOrIgnoresInvalidNumbers) {

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "platform/media/TimedMetadataItem.h"
 #include "streaming/manifest/EventKeys.h"
 #include "tests/streaming/manifest/hls/HLSTexts.h"
 
@@ -144,7 +145,7 @@ TEST(HLSLive, CompletesADeltaUpdateFromThePreviousVersion) {
   EXPECT_EQ(delta->dates[0].position, 4);
   EXPECT_TRUE(delta->dates[0].isDiscontinuous);
   ASSERT_EQ(delta->events.size(), 1u);
-  EXPECT_EQ(delta->events[0].item.extraAttributes.get(kEventIdentifier), platform::Value("a"));
+  EXPECT_EQ(delta->events[0].item->extraAttributes.get(kEventIdentifier), platform::Value("a"));
   EXPECT_EQ(delta->events[0].position, 5);
   // Without its base a delta update is rejected.
   EXPECT_EQ(skipping(90, "SKIPPED-SEGMENTS=2"), nullptr);
@@ -248,15 +249,15 @@ TEST(HLSLive, ConvertsDateRangesToPositions) {
   const auto actual = [](const MediaPlaylist& playlist) {
     std::vector<std::string> lines;
     for (const PresentationEvent& event : playlist.events) {
-      std::string line = *event.item.extraAttributes.string(kEventIdentifier) + '@' +
+      std::string line = *event.item->extraAttributes.string(kEventIdentifier) + '@' +
                          std::to_string(static_cast<int>(event.position)) + ' ' +
-                         *event.item.key.asString();
+                         *event.item->key.asString();
       for (const auto& name : {"X-NAME", "SCTE35-OUT"})
-        if (const auto value = event.item.value.asDictionary()->string(name)) line += ' ' + *value;
-      if (const auto duration = event.item.extraAttributes.number(kEventDuration))
+        if (const auto value = event.item->value.asDictionary()->string(name)) line += ' ' + *value;
+      if (const auto duration = event.item->extraAttributes.number(kEventDuration))
         line += " for " + std::to_string(static_cast<int>(duration->doubleValue() * 10)) + "/10";
       lines.push_back(line);
-      EXPECT_EQ(event.item.keySpace, kKeySpaceDateRanges);
+      EXPECT_EQ(event.item->keySpace, kKeySpaceDateRanges);
     }
     return lines;
   };
