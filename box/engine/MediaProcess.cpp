@@ -128,29 +128,28 @@ MediaProcess::MediaProcess(platform::MainQueue& queue, pid_t pid, FileDescriptor
       if (alive.lock()) task();
     });
   };
+  auto received = [this, post](std::span<const std::byte> message) {
+    auto event = media::decodeEvent(message);
+    if (event)
+      post([this, event = std::move(*event)] { _receive(event); });
+    else
+      post([this] { kill("its events break the protocol"); });
+  };
+  auto readPictures = [this, post, held = _pictures] {
+    // Before setOwner() there is no receiver. The process must not send pictures then.
+    const auto receiver = held->current();
+    const auto state = receiver ? receiver->read() : PictureReceiver::State::ClosedByWriter;
+    if (state == PictureReceiver::State::Broken)
+      post([this] { kill("its pictures break the protocol"); });
+    return state == PictureReceiver::State::Open;
+  };
   const int pictureSocket = pictures.get();
   _pictures->socket = std::move(pictures);
   _link = std::make_unique<media::LinkThread>(media::LinkThread::Setup{
       .descriptor = control.release(),
-      .received =
-          [this, post](std::span<const std::byte> message) {
-            auto event = media::decodeEvent(message);
-            if (event)
-              post([this, event = std::move(*event)] { _receive(event); });
-            else
-              post([this] { kill("its events break the protocol"); });
-          },
+      .received = std::move(received),
       .ended = [this, post](media::LinkSocket::State) { post([this] { _die(); }); },
-      .sources = {{pictureSocket, [this, post, held = _pictures] {
-                     // Before setOwner() there is no receiver. The process must not send pictures
-                     // then.
-                     const auto receiver = held->current();
-                     const auto state =
-                         receiver ? receiver->read() : PictureReceiver::State::ClosedByWriter;
-                     if (state == PictureReceiver::State::Broken)
-                       post([this] { kill("its pictures break the protocol"); });
-                     return state == PictureReceiver::State::Open;
-                   }}}});
+      .sources = {{pictureSocket, std::move(readPictures)}}});
 }
 
 MediaProcess::~MediaProcess() {

@@ -65,6 +65,16 @@ std::uint64_t delayOf(const MovieTrack& track) {
   return delay;
 }
 
+/// Adds `count` chapters of `duration` seconds without titles. Returns the end of the last one.
+double addTimedChapters(std::vector<platform::MediaChapter>& chapters, double start,
+                        std::uint32_t count, double duration) {
+  for (; count > 0 && chapters.size() < kChapterLimit; --count) {
+    chapters.push_back({start, {}});
+    start += duration;
+  }
+  return start;
+}
+
 /// Returns a chapter for each sample of the track. Titles are in the samples and are not read.
 std::vector<platform::MediaChapter> timedChapters(const MovieTrack& track, double start) {
   std::vector<platform::MediaChapter> chapters;
@@ -72,12 +82,9 @@ std::vector<platform::MediaChapter> timedChapters(const MovieTrack& track, doubl
     BoxReader reader(times);
     reader.version();
     for (std::uint32_t entries = reader.number32(); entries > 0 && reader.isGood(); --entries) {
-      std::uint32_t count = reader.number32();
+      const std::uint32_t count = reader.number32();
       const double duration = static_cast<double>(reader.number32()) / track.timescale;
-      for (; count > 0 && chapters.size() < kChapterLimit; --count) {
-        chapters.push_back({start, {}});
-        start += duration;
-      }
+      start = addTimedChapters(chapters, start, count, duration);
     }
   });
   return chapters;
