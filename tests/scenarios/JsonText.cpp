@@ -76,8 +76,8 @@ Value readNumber(std::string_view& text) {
   return value;
 }
 
-/// A dictionary, or what the forms with "$" stand for.
-Value meant(const Dictionary& dictionary) {
+/// Converts {"$text": …} and {"$date": …}. Returns other dictionaries unchanged.
+Value convertedForm(const Dictionary& dictionary) {
   if (const auto characters = dictionary.string("$text")) {
     Bytes bytes;
     for (const char character : *characters) bytes.push_back(static_cast<std::byte>(character));
@@ -114,7 +114,7 @@ Value readJson(std::string_view& text) {
       require(text, ":");
       dictionary.set(key, readJson(text));
     }
-    value = meant(dictionary);
+    value = convertedForm(dictionary);
   } else if (take(text, "[")) {
     Array array;
     while (!take(text, "]")) {

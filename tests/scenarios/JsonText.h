@@ -7,14 +7,13 @@
 
 namespace scenarios {
 
-/// Property-list values as JSON, with {"$text": characters, read as data} and {"$date": seconds
-/// since 1970}. Numbers without a fraction are integers.
-///
-/// Reading throws std::runtime_error with what is wrong and the rest of the text.
+// Property-list values as JSON. {"$text": characters} is data, {"$date": seconds since 1970} is a
+// date. Numbers without a fraction are integers.
 
-/// Takes one value from the front of `text`, and the white space around it.
+/// Reads one value at the beginning of `text` and removes it with the white space around it. Throws
+/// std::runtime_error with the error and the rest of the text.
 platform::Value readJson(std::string_view& text);
-/// On one line. What JSON and the forms above do not have is written as its description.
+/// Writes the value on one line. Values of other types are written as their description.
 std::string writeJson(const platform::Value& value);
 
 }  // namespace scenarios

@@ -7,11 +7,12 @@
 
 namespace scenarios {
 
-/// Whether `actual` is what a scenario expects: nothing when it is, otherwise where and how it is
-/// not, such as `.item.uuid: expected "A", was "B"`.
+/// Compares a value with the expectation of a scenario. Returns the first difference, such as
+/// `.item.uuid: expected "A", was "B"`, or nullopt.
 ///
-/// A dictionary may hold more than is expected, an array may not. {"$any": true} is anything that
-/// is there, {"$absent": true} what is not, {"$near": [number, tolerance]} a number about so large.
+/// A dictionary may have more keys than expected; an array must have the same size. {"$any": true}
+/// matches every value, {"$absent": true} a missing value, {"$near": [number, tolerance]} a number
+/// in a range.
 std::optional<std::string> mismatch(const platform::Value& expected, const platform::Value& actual);
 
 }  // namespace scenarios

@@ -11,23 +11,24 @@ struct Step {
   enum class Where { Everywhere, Sim, Box };
   int line = 0;
   Where where = Where::Everywhere;
-  std::string text;  ///< without the prefix that says where
+  std::string text;  ///< without the prefix "sim:" or "box:"
 };
 
-/// A scenario file, read. README.md beside this file describes the language.
+/// The contents of a scenario file. README.md describes the language.
 struct Scenario {
-  std::string file;  ///< as it is named in messages
+  std::string file;  ///< for messages
   bool alsoOnBox = false;
   std::vector<Step> steps;
 
-  /// Throws std::runtime_error when there is no such file, or nothing in it.
+  /// Throws std::runtime_error if the file cannot be read or has no steps.
   static Scenario read(const std::filesystem::path& path);
 };
 
-/// The scenario files of the tree, by name; relative to its root, where tests are run.
+/// Returns the paths of all scenario files, sorted. They are relative to the root of the tree,
+/// where tests are run.
 std::vector<std::filesystem::path> scenarioFiles();
 
-/// "pin_over_video" of ".../pin_over_video.scenario".
+/// Returns "pin_over_video" for ".../pin_over_video.scenario".
 std::string scenarioName(const std::filesystem::path& path);
 
 }  // namespace scenarios

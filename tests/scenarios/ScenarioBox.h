@@ -12,17 +12,17 @@
 
 namespace scenarios {
 
-/// A step that did not go as written.
+/// Thrown by a step that fails.
 class Failure : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
 struct Call {
-  std::string method;  ///< as at the receiver service's door: "StartVideo"
+  std::string method;  ///< D-Bus method, such as "StartVideo"
   std::vector<platform::Value> arguments;
 
-  /// Throw Failure when there is no such argument.
+  /// Throw Failure if the argument is missing or has another type.
   platform::Dictionary dictionary(std::size_t index) const;
   std::string string(std::size_t index) const;
   double number(std::size_t index) const;
@@ -39,45 +39,46 @@ struct Event {
   platform::Dictionary info;
 };
 
-/// A box that a scenario steers: the one in memory, or a real process. Operations that one of them
-/// does not have throw Failure.
+/// The box that a scenario controls: the simulated one, or a real process. Operations that a box
+/// does not support throw Failure.
 class ScenarioBox {
  public:
   virtual ~ScenarioBox() = default;
-  /// Whether time passes by itself, and things happen between the steps.
+  /// Returns true for a real process: time also passes between the steps.
   virtual bool isReal() const = 0;
 
-  /// URLs of media begin with it: "http://sender".
+  /// Returns the beginning of the URLs of media, such as "http://sender".
   virtual std::string mediaRoot() = 0;
   virtual void addMedia(const std::string& name, const platform::Dictionary& script) = 0;
 
   virtual Answer call(const Call& call) = 0;
-  /// Makes a call, and goes on once nothing more happens without time moving.
+  /// Begins a call and returns when the box waits for time to pass.
   virtual void begin(const Call& call);
-  /// The status of the call that was begun; nothing while it waits.
+  /// Returns the status of that call, or nullopt while it has not returned.
   virtual std::optional<std::int32_t> statusOfBegun();
 
-  /// The next event. In memory nothing when there is none; on a real box, when none came in time.
+  /// Returns the next event. A real box waits for it. Returns nullopt if there is none.
   virtual std::optional<Event> nextEvent() = 0;
-  /// Whether the log holds `text` behind the last one that was found; a real box is waited for.
+  /// Returns whether a log line after the last one that was found contains `text`. A real box waits
+  /// for it.
   virtual bool findInLog(const std::string& text) = 0;
-  /// The session manager's; a real box is given time to reach `wanted`.
+  /// Returns the state of the session manager. A real box waits until it is `wanted`.
   virtual std::string state(const std::string& wanted) = 0;
   virtual std::size_t sessions(std::size_t wanted) = 0;
-  /// Whether there is something on screen; a real box is given time to come to `wanted`.
+  /// Returns whether the screen shows anything. A real box waits until that is `wanted`.
   virtual bool hasPicture(bool wanted) = 0;
-  /// Lets all that fades in or out do so; the remote is heard by what has been faded in.
+  /// Waits until fades have ended. Elements that fade in do not accept input.
   virtual void settle() = 0;
   virtual void press(const std::string& button) = 0;
   virtual void swipe(const std::string& direction) = 0;
 
-  /// What is on screen, bottom to top: "mirroring", "progress", "video", "pin", "dialog".
+  /// Returns the screens from bottom to top: "mirroring", "progress", "video", "pin", "dialog".
   virtual std::vector<std::string> screen();
-  /// What the transport bar of the video on screen calls it; empty without a bar.
+  /// Returns the title in the transport bar; empty without a bar.
   virtual std::string title();
-  /// The sentence that is shown in place of a picture; empty without one.
+  /// Returns the message on the screen; empty if there is none.
   virtual std::string message();
-  /// What was asked of the services and begins with `prefix`, since the last time.
+  /// Returns the calls to services that begin with `prefix`, since the last call of this function.
   virtual std::vector<std::string> journal(const std::string& prefix);
   virtual void advance(platform::Duration duration);
   /// "refuse", "late SECONDS", "never", "accept", "end", "close".

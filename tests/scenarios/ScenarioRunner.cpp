@@ -15,7 +15,7 @@ using platform::Value;
 
 namespace {
 
-/// More than any scenario's other events before the one that it waits for.
+/// Limit of other events of a real box before the expected one.
 constexpr int kEventLimit = 1000;
 
 /// The word at the front of `text`, which loses it and the space behind it.
