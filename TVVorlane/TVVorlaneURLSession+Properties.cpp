@@ -49,7 +49,7 @@ struct Writer {
 
 template <auto Set>
 OptionalError writeEndTime(TVSPlayer& player, const Value& value) {
-  // None is an invalid time, which is accepted and ignored.
+  // A value of kind None is an invalid time, which is accepted and ignored.
   if (value.isNone()) return std::nullopt;
   if (!value.asDictionary()) return wrongType();
   const auto time = MediaTime::fromDictionary(*value.asDictionary());

@@ -77,7 +77,7 @@ void TVVorlaneURLSession::startWithOptions(const Dictionary& options, StartCompl
   }
   _initialRequest = options;
   if (!options.contains("Content-Location")) {
-    // Not completed. The receiver service must reject such a call.
+    // `completion` is not called. The receiver service must reject such a call.
     TVSLogNotice(TVVLSession, "### Vorlane no URL in params:\n%@", options);
     return;
   }

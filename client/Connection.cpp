@@ -98,9 +98,9 @@ int Connection::open(const char* path) {
                             sd_bus_message_handler_t handler) {
     return sd_bus_match_signal(_bus, nullptr, nullptr, kPath, interface, signal, handler, this);
   };
-  result = match(kReceiver, "Event", _eventCame);
-  if (result >= 0) result = match(kNotifications, "Posted", _postedCame);
-  if (result >= 0) result = match(kNotifications, "Distributed", _distributedCame);
+  result = match(kReceiver, "Event", _handleEvent);
+  if (result >= 0) result = match(kNotifications, "Posted", _handlePosted);
+  if (result >= 0) result = match(kNotifications, "Distributed", _handleDistributed);
   if (result < 0) return resultOf(-result);
 
   epoll_event timer{EPOLLIN, {}};
@@ -214,7 +214,7 @@ int Connection::_answered(sd_bus_message* reply, void* data, sd_bus_error*) {
   return 0;
 }
 
-int Connection::_eventCame(sd_bus_message* message, void* data, sd_bus_error*) {
+int Connection::_handleEvent(sd_bus_message* message, void* data, sd_bus_error*) {
   const auto& [handler, context] = static_cast<Connection*>(data)->event;
   const char* name = nullptr;
   if (handler && sd_bus_message_read_basic(message, 's', &name) > 0) {
@@ -223,7 +223,7 @@ int Connection::_eventCame(sd_bus_message* message, void* data, sd_bus_error*) {
   return 0;
 }
 
-int Connection::_postedCame(sd_bus_message* message, void* data, sd_bus_error*) {
+int Connection::_handlePosted(sd_bus_message* message, void* data, sd_bus_error*) {
   const auto& [handler, context] = static_cast<Connection*>(data)->notification;
   const char* name = nullptr;
   if (handler && sd_bus_message_read_basic(message, 's', &name) > 0)
@@ -231,7 +231,7 @@ int Connection::_postedCame(sd_bus_message* message, void* data, sd_bus_error*) 
   return 0;
 }
 
-int Connection::_distributedCame(sd_bus_message* message, void* data, sd_bus_error*) {
+int Connection::_handleDistributed(sd_bus_message* message, void* data, sd_bus_error*) {
   const auto& [handler, context] = static_cast<Connection*>(data)->notification;
   const char* name = nullptr;
   if (handler && sd_bus_message_read_basic(message, 's', &name) > 0) {

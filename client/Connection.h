@@ -56,9 +56,9 @@ class Connection {
   };
 
   static int _answered(sd_bus_message* reply, void* data, sd_bus_error*);
-  static int _eventCame(sd_bus_message* message, void* data, sd_bus_error*);
-  static int _postedCame(sd_bus_message* message, void* data, sd_bus_error*);
-  static int _distributedCame(sd_bus_message* message, void* data, sd_bus_error*);
+  static int _handleEvent(sd_bus_message* message, void* data, sd_bus_error*);
+  static int _handlePosted(sd_bus_message* message, void* data, sd_bus_error*);
+  static int _handleDistributed(sd_bus_message* message, void* data, sd_bus_error*);
   void _complete(Call& call, int result, std::int32_t status, const tvvorlane_value* value);
   void _completeAll();
   int _join();

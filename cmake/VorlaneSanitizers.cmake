@@ -16,7 +16,7 @@ function(vorlane_sanitizer_environment target)
     "UBSAN_OPTIONS=print_stacktrace=1"
     # GLib's own allocator would hide leaks and uses after free.
     "G_SLICE=always-malloc"
-    # Whole stacks are slow; shorter sequences find the same faults.
+    # Unwinding is slow, so the tests of the session manager run shorter sequences of steps.
     "VORLANE_SEQUENCE_DEPTH=3")
   set(file ${CMAKE_CURRENT_BINARY_DIR}/${target}_environment.cmake)
   file(CONFIGURE OUTPUT ${file} @ONLY CONTENT [[

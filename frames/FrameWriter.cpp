@@ -71,7 +71,8 @@ int FrameWriter::acquire(int timeoutMilliseconds, vorlane_frames_buffer* buffer)
   if (_slotCount == 0) return VORLANE_FRAMES_INVALID;
   const std::int64_t deadline = deadlineIn(timeoutMilliseconds);
   for (;;) {
-    // Also if a buffer is free: otherwise a writer that never waits would not read releases.
+    // Releases are read even if a buffer is free. A writer that never waits would not read them
+    // otherwise.
     if (const int result = process(); result != VORLANE_FRAMES_OK) return result;
     for (std::uint32_t index = 0; index < _slotCount && !_acquired; ++index) {
       if (_slots[index].occupant == 0) _acquired = index;

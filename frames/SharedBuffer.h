@@ -21,7 +21,7 @@ class SharedBuffer {
   std::uint8_t* data() const { return _data; }
   std::size_t size() const { return _size; }
   /// Expires when the buffer is destroyed.
-  std::weak_ptr<const void> life() const { return _life; }
+  std::weak_ptr<const void> lifetime() const { return _lifetime; }
 
  private:
   SharedBuffer(int descriptor, std::uint8_t* data, std::size_t size)
@@ -30,7 +30,7 @@ class SharedBuffer {
   const int _descriptor;
   std::uint8_t* const _data;
   const std::size_t _size;
-  const std::shared_ptr<const void> _life = std::make_shared<const char>();
+  const std::shared_ptr<const void> _lifetime = std::make_shared<const char>();
 };
 
 }  // namespace frames

@@ -18,7 +18,7 @@ void ReceiverServiceClient::setDelegate(std::weak_ptr<VorlaneReceiverUIDelegate>
 
 void ReceiverServiceClient::postEvent(const char* name, const platform::Dictionary& info) {
   TVS_ASSERT(name != nullptr);
-  // Not `_queue`, which may already be released while its last tasks run.
+  // `_queue` is not compared: it may be released while its last tasks run.
   TVS_ASSERT_MESSAGE(platform::SerialQueue::current() != nullptr,
                      "an event goes out on the delegate's queue");
   const std::lock_guard lock(_mutex);

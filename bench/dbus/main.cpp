@@ -259,7 +259,7 @@ void events(Connection& bus, const std::string& url, int count) {
 }
 
 void seek(Connection& bus, int count) {
-  constexpr auto kBetweenLooks = std::chrono::milliseconds(2);
+  constexpr auto kPollInterval = std::chrono::milliseconds(2);
   std::vector<double> times;
   for (int i = 0; i < count; ++i) {
     const double destination = 0.5 + 0.25 * (i * 37 % 60);
@@ -268,7 +268,7 @@ void seek(Connection& bus, int count) {
     // There is no event. The position is constant until the seek is complete.
     for (double position = destination; position == destination;) {
       if (Clock::now() - began > std::chrono::seconds(30)) throw std::runtime_error("no seek");
-      std::this_thread::sleep_for(kBetweenLooks);
+      std::this_thread::sleep_for(kPollInterval);
       getProperty(bus, "playbackInfo", [&](sd_bus_message* m) { position = positionOf(m); });
     }
     times.push_back(microseconds(Clock::now() - began));

@@ -42,7 +42,7 @@ namespace {
 
 constexpr auto kLimit = std::chrono::seconds(20);
 /// In seconds. The first frame of an HLS segment may be two frames later than its playlist claims.
-constexpr double kNear = 0.07;
+constexpr double kSeekTolerance = 0.07;
 
 double secondsOn(clockid_t clock) {
   timespec time{};
@@ -114,7 +114,7 @@ class Bench final : private platform::MediaEngineObserver {
     const double taken = timed([&] { _engine->seek(seconds); },
                                [&] { return _sought && _frames->latest() != before; });
     const double shown = _frames->latest()->time;
-    if (std::abs(shown - seconds) > kNear)
+    if (std::abs(shown - seconds) > kSeekTolerance)
       fail("shows " + std::to_string(shown) + " instead of " + std::to_string(seconds));
     return taken;
   }

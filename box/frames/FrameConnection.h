@@ -26,8 +26,9 @@ namespace box {
 /// Threads: not thread-safe. Frames may outlive the connection and still send their release.
 class FrameConnection {
  public:
-  /// What a writer sends. A mirrored screen has few buffers, each used by one frame at a time. A
-  /// film has the buffers of its decoder, and a frame may be sent again while it is shown.
+  /// The kind of pictures of a writer. A mirrored screen has few buffers, each used by one frame at
+  /// a time. A film has the buffers of its decoder, and a frame may be sent again while it is
+  /// shown.
   enum class Content { Screen, Film };
   struct Setup {
     Content content = Content::Screen;

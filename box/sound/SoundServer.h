@@ -12,7 +12,7 @@ namespace box {
 /// An output of the sound server.
 struct SoundSink {
   std::string name;         ///< unique and stable
-  std::string description;  ///< for people
+  std::string description;  ///< shown to the user
   /// The property `vorlane.device-type`, or empty.
   std::string deviceType;
   bool isHardware = false;

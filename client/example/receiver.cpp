@@ -25,7 +25,7 @@ void play(tvvorlane::Client& box, const std::string& url) {
                  });
 }
 
-void obey(tvvorlane::Client& box, const std::string& line) {
+void runCommand(tvvorlane::Client& box, const std::string& line) {
   if (line == "pause") box.setProperty("rate", 0);
   if (line == "resume") box.setProperty("rate", 1);
   if (line == "stop") box.stopVideo({{"sessionID", kSession}});
@@ -55,6 +55,6 @@ int main(int count, char** arguments) {
     if (ready[0].revents) box.dispatch();
     std::string line;
     if (ready[1].revents && (!std::getline(std::cin, line) || line == "quit")) break;
-    if (open) obey(box, line);
+    if (open) runCommand(box, line);
   }
 }

@@ -78,7 +78,7 @@ class DisplayMapping {
   Table _light;       // of a signal
   Table _systemGain;  // HLG: a factor by the fourth root of the luminance
   Table _gain;        // a factor by the fourth root of the largest channel, to light of the display
-  Table _encoded;     // signal of the display by the fourth root of its light, of which 1 is white
+  Table _encoded;     // signal of the display by the fourth root of its light; 1 is white
 };
 
 }  // namespace media

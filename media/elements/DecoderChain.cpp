@@ -88,7 +88,7 @@ void DecoderChain::_drain() {
   const GstRef<GstPad> end(gst_pad_get_peer(_tail));
   if (!head || !end || head.get() == _tail) return;
   gst_pad_add_probe(end.get(), GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM, dropEnd, nullptr, nullptr);
-  // Not pushed through the source pad, which continues afterwards.
+  // Pushing through the source pad would leave that pad in the EOS state.
   gst_pad_send_event(head.get(), gst_event_new_eos());
 }
 

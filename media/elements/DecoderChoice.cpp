@@ -29,10 +29,10 @@ bool isRaw(const GstCaps* caps) {
          gst_structure_has_name(media, "audio/x-raw");
 }
 
-/// The downstream peer of a parser in a test: accepts only what a decoder would accept.
+/// The state of the pad behind a parser that is tried. The pad accepts what the decoder accepts.
 struct Trial {
-  GstCaps* taken = nullptr;  // null: anything
-  GstRef<GstCaps> found;
+  GstCaps* taken = nullptr;  // caps of the decoder; null: any
+  GstRef<GstCaps> found;     // caps of the parser's output
 };
 constexpr const char* kTrial = "vorlane-trial";
 
@@ -40,12 +40,12 @@ Trial& trialOf(GstPad* pad) {
   return *static_cast<Trial*>(g_object_get_data(G_OBJECT(pad), kTrial));
 }
 
-GstFlowReturn dropTried(GstPad*, GstObject*, GstBuffer* buffer) {
+GstFlowReturn dropBuffer(GstPad*, GstObject*, GstBuffer* buffer) {
   gst_buffer_unref(buffer);
   return GST_FLOW_OK;
 }
 
-gboolean noteTried(GstPad* pad, GstObject*, GstEvent* event) {
+gboolean recordCaps(GstPad* pad, GstObject*, GstEvent* event) {
   const GstRef<GstEvent> owned(event);
   if (GST_EVENT_TYPE(event) != GST_EVENT_CAPS) return TRUE;
   GstCaps* caps = nullptr;
@@ -54,7 +54,7 @@ gboolean noteTried(GstPad* pad, GstObject*, GstEvent* event) {
   return TRUE;
 }
 
-gboolean answerTried(GstPad* pad, GstObject* parent, GstQuery* query) {
+gboolean answerTrialQuery(GstPad* pad, GstObject* parent, GstQuery* query) {
   GstCaps* const taken = trialOf(pad).taken;
   if (GST_QUERY_TYPE(query) == GST_QUERY_CAPS) {
     GstCaps* filter = nullptr;
@@ -89,9 +89,9 @@ GstRef<GstCaps> parsedCaps(gpointer parserFactory, GstCaps* caps, GstBuffer* fir
   const GstRef<GstPad> from(GST_PAD(gst_object_ref_sink(gst_pad_new(nullptr, GST_PAD_SRC))));
   const GstRef<GstPad> to(GST_PAD(gst_object_ref_sink(gst_pad_new(nullptr, GST_PAD_SINK))));
   g_object_set_data(G_OBJECT(to.get()), kTrial, &trial);
-  gst_pad_set_chain_function(to.get(), dropTried);
-  gst_pad_set_event_function(to.get(), noteTried);
-  gst_pad_set_query_function(to.get(), answerTried);
+  gst_pad_set_chain_function(to.get(), dropBuffer);
+  gst_pad_set_event_function(to.get(), recordCaps);
+  gst_pad_set_query_function(to.get(), answerTrialQuery);
   gst_pad_link_full(from.get(), head.get(), GST_PAD_LINK_CHECK_NOTHING);
   gst_pad_link_full(end.get(), to.get(), GST_PAD_LINK_CHECK_NOTHING);
   gst_pad_set_active(to.get(), TRUE);
@@ -113,13 +113,13 @@ GstRef<GstCaps> parsedCaps(gpointer parserFactory, GstCaps* caps, GstBuffer* fir
 }
 
 /// Removes the fields that a parser may change.
-GstRef<GstCaps> withoutForm(const GstCaps* caps) {
-  GstRef<GstCaps> bare(gst_caps_copy(caps));
-  for (guint index = 0; index < gst_caps_get_size(bare.get()); ++index)
-    gst_structure_remove_fields(gst_caps_get_structure(bare.get(), index), "stream-format",
+GstRef<GstCaps> withoutParsedFields(const GstCaps* caps) {
+  GstRef<GstCaps> unparsed(gst_caps_copy(caps));
+  for (guint index = 0; index < gst_caps_get_size(unparsed.get()); ++index)
+    gst_structure_remove_fields(gst_caps_get_structure(unparsed.get(), index), "stream-format",
                                 "alignment", "codec_data", "streamheader", "parsed", "framed",
                                 nullptr);
-  return bare;
+  return unparsed;
 }
 
 /// Returns the decoder if it accepts the output of the parser, otherwise null.
@@ -136,7 +136,7 @@ GstRef<GstElement> tryDecoder(gpointer factory, gpointer parserFactory, GstCaps*
     if (parserFactory) parsed = parsedCaps(parserFactory, caps, first, taken.get());
     // Without output the parser may need more than one packet: compare the caps instead.
     if (parsed ? gst_pad_query_accept_caps(sink.get(), parsed.get())
-               : gst_caps_can_intersect(withoutForm(caps).get(), taken.get()))
+               : gst_caps_can_intersect(withoutParsedFields(caps).get(), taken.get()))
       return decoder;
   }
   gst_element_set_state(decoder.get(), GST_STATE_NULL);
@@ -154,8 +154,9 @@ std::optional<DecoderChoice> chooseDecoder(ElementaryKind kind, GstCaps* caps, G
   const gpointer parser = parsers ? parsers->data : nullptr;
   // A parser may add fields such as the profile.
   const GstRef<GstCaps> parsed = parser ? parsedCaps(parser, caps, first, nullptr) : nullptr;
-  const GstRef<GstCaps> bare = withoutForm(parsed ? parsed.get() : caps);
-  const FactoryList decoders = factoriesFor(GST_ELEMENT_FACTORY_TYPE_DECODER | media, bare.get());
+  const GstRef<GstCaps> unparsed = withoutParsedFields(parsed ? parsed.get() : caps);
+  const FactoryList decoders =
+      factoriesFor(GST_ELEMENT_FACTORY_TYPE_DECODER | media, unparsed.get());
   for (const GList* each = decoders.get(); each; each = each->next) {
     auto decoder = tryDecoder(each->data, parser, caps, first);
     if (!decoder) continue;

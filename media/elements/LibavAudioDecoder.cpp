@@ -18,7 +18,7 @@ namespace {
 constexpr int kMaxAudioChannels = 64;
 // A packet may decode to any number of samples. They are sent in parts of about this size.
 constexpr std::size_t kLargestAudioPart = std::size_t{1} << 20;
-// A packet without output is given up after so many later packets.
+/// Number of packets that may wait for their output.
 constexpr int kMaxPendingAudioPackets = 64;
 
 struct AudioDecoderState {

@@ -2,11 +2,11 @@
 
 namespace media {
 
-/// Registers two elements that decode with libavcodec what LibavDemuxer outputs and GStreamer has
-/// no decoder for: one for video, one for audio. Their caps are those of LibavCaps.h.
+/// Registers a video and an audio decoder that use libavcodec. They decode streams of LibavDemuxer
+/// for which GStreamer has no decoder. Their caps are those of LibavCaps.h.
 void registerLibavDecoders();
 
-/// The elements, each in a file of its own.
+/// Called by registerLibavDecoders().
 void registerLibavAudioDecoder();
 void registerLibavVideoDecoder();
 

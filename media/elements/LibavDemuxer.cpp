@@ -24,7 +24,7 @@ namespace {
 /// A stream that is this far behind the newest packet gets a gap, so that nothing waits for it.
 constexpr GstClockTime kLargestLag = GST_SECOND;
 
-/// Besides kLibavInputCaps, types of which GStreamer's demuxer gets durations or codecs wrong.
+/// kLibavInputCaps, and types whose demuxer in GStreamer reports wrong durations or codecs.
 constexpr const char* kInputTypes = "application/x-vorlane-libav; audio/x-wav";
 
 struct DemuxedStream {

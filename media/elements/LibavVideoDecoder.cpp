@@ -18,7 +18,7 @@ extern "C" {
 namespace media {
 namespace {
 
-// A packet without a picture is given up after so many later packets.
+/// Number of packets that may wait for their picture.
 constexpr guint32 kMaxPendingPackets = 64;
 
 struct VideoDecoderState {

@@ -12,11 +12,11 @@ namespace {
 
 constexpr double kSeconds = 1.5;
 constexpr std::size_t kBytes = std::size_t{8} << 20;
-/// Limits while a reader waits at the empty other queue of the same demuxer.
-constexpr double kPatientSeconds = 30;
-constexpr std::size_t kPatientBytes = std::size_t{32} << 20;
+/// Limits of a queue while a reader waits at the empty queue of the other kind.
+constexpr double kStarvedSeconds = 30;
+constexpr std::size_t kStarvedBytes = std::size_t{32} << 20;
 /// If no caps of the other kind arrive within this time, the media do not have it.
-constexpr double kDoubtfulSeconds = 2;
+constexpr double kMissingKindSeconds = 2;
 
 ElementaryItem copyOf(const ElementaryItem& item) {
   if (const auto* gap = std::get_if<ElementaryGap>(&item)) return *gap;
@@ -80,11 +80,11 @@ bool PacketQueues::_mayPut(Targets targets) {
   Queue* const starving = video.isStarving() ? &video : audio.isStarving() ? &audio : nullptr;
   if (!starving) return false;
   const Queue& full = starving == &video ? audio : video;
-  // Before either kind has a format, gaps do not tell which kinds the media have.
-  const bool isDoubtful = !starving->hasFormat && full.hasFormat;
-  const double patience = isDoubtful ? kDoubtfulSeconds : kPatientSeconds;
+  // Until one kind has a format, it is unknown which kinds the media have.
+  const bool mayBeMissing = !starving->hasFormat && full.hasFormat;
+  const double limit = mayBeMissing ? kMissingKindSeconds : kStarvedSeconds;
   const double ahead = full.span();
-  if (ahead < patience && full.bytes < kPatientBytes) return true;
+  if (ahead < limit && full.bytes < kStarvedBytes) return true;
   if (!starving->hasFormat && !full.hasFormat) return false;
   if (!starving->hasFormat) {
     _append(*starving, ElementaryEnd{});

@@ -78,9 +78,9 @@ void bringUp() {
   preferHardwareDecoders();
   Workarounds::shared().installForProcess();
   for (const char* name : kCommonElements) load(name);
-  // It would call libavfilter.
+  // This element would call libavfilter.
   if (!hasFilters) removeLibavElements("avdeinterlace");
-  // They leak if they cannot open their input. LibavDemuxer reads the same formats.
+  // These demuxers leak if they cannot open their input. LibavDemuxer reads the same formats.
   removeLibavElements("avdemux_");
   if (GstPlugin* types = gst_plugin_load_by_name("typefindfunctions")) gst_object_unref(types);
   if (const auto sink = AudioDevice().open()) gst_element_set_state(sink.get(), GST_STATE_NULL);

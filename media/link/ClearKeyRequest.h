@@ -18,7 +18,7 @@ class ClearKeyRequest final : public TVSSecureKeyRequest {
 
  private:
   /// Returns an error message; empty if the request is valid.
-  std::string _complaint(std::string& type) const;
+  std::string _validate(std::string& type) const;
 };
 
 }  // namespace media

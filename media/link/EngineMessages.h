@@ -20,7 +20,7 @@
 /// from it. encode() and decode…() convert them; decoding checks everything.
 namespace media {
 
-/// What an engine needs of a media item.
+/// The data of a media item that an engine needs.
 struct ItemDescription {
   std::string url;
   std::vector<std::string> traits;

@@ -19,7 +19,7 @@ namespace media {
 void tapMetadata(GstElement* pipeline, std::shared_ptr<MetadataTimeline> timeline,
                  std::function<void()> found);
 
-/// Returns what a radio station sends in the header fields of its response ("icy-name" …).
+/// Returns the metadata in the header fields of a radio station ("icy-name" …).
 MetadataTimeline::Items itemsOfStation(const streaming::HeaderFields& fields);
 
 /// Returns the descriptive tags ("title", "artist" …) in the key space "common", or "icy" for a

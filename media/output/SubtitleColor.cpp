@@ -59,7 +59,7 @@ std::optional<Color> colorOfHex(std::string_view text) {
   return Color{channels[0], channels[1], channels[2], channels[3]};
 }
 
-/// `text` is what is between the brackets of rgb(…) or rgba(…).
+/// `text` is the list in the parentheses of rgb(…) or rgba(…).
 std::optional<Color> colorOfList(std::string_view text) {
   std::array<float, 4> channels{0, 0, 0, 1};
   std::size_t count = 0;

@@ -38,7 +38,8 @@ void readLuminance(GstCaps* caps, PictureColors& colors) {
     colors.peak = level.max_content_light_level;
 }
 
-/// Returns the colors of pictures that have to be mapped. What the caps leave out is BT.2020.
+/// Returns the colors of pictures that have to be mapped. Missing values of the caps are those of
+/// BT.2020.
 std::optional<PictureColors> colorsToMap(const GstVideoInfo& info, GstCaps* caps) {
   const GstVideoColorimetry& given = info.colorimetry;
   PictureColors colors;

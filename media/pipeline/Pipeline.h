@@ -57,7 +57,7 @@ class Pipeline : public std::enable_shared_from_this<Pipeline> {
   void setTrackEnabled(std::uint32_t trackID, bool enabled);
   void selectOption(const std::string& characteristic,
                     const std::optional<std::string>& identifier);
-  /// Updates what changes without a message: a sliding window, and the position without video.
+  /// Updates facts that change without a message: a sliding window, and the position without video.
   void refresh();
   /// Calls `done` on the pipeline's thread after all earlier requests. Not called after close().
   void ping(std::function<void()> done);
@@ -69,7 +69,7 @@ class Pipeline : public std::enable_shared_from_this<Pipeline> {
   std::shared_ptr<const platform::MediaFacts> facts() const;
   /// Returns the statistics at the end of each access log entry, and the current ones.
   std::vector<PlaybackStatistics> statisticsByEntry() const;
-  /// Returns what could not be played of the item, which plays without it.
+  /// Returns the failures of streams that are left out.
   std::vector<platform::FailedRequest> failures() const;
 
  private:

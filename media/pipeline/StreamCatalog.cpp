@@ -25,7 +25,7 @@ std::optional<GstStreamType> typeOf(const std::string& characteristic) {
   return std::nullopt;
 }
 
-const char* nounOf(GstStreamType type) {
+const char* defaultNamePrefix(GstStreamType type) {
   if (type & GST_STREAM_TYPE_VIDEO) return "Video ";
   return type & GST_STREAM_TYPE_AUDIO ? "Audio " : "Subtitles ";
 }
@@ -166,7 +166,7 @@ std::vector<platform::MediaSelectionGroup> StreamCatalog::groups() const {
       if ((each.type & type) == 0) continue;
       if (_plays(each)) group.selected = group.options.size();
       std::string name = each.name;
-      if (name.empty()) name = nounOf(type) + std::to_string(group.options.size() + 1);
+      if (name.empty()) name = defaultNamePrefix(type) + std::to_string(group.options.size() + 1);
       group.options.push_back(
           {each.id, std::move(name), each.language, each.forced, each.characteristics});
     }

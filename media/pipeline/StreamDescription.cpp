@@ -101,7 +101,7 @@ void addCharacteristicsOfName(StreamDescription& stream) {
     words += std::isalnum(byte) ? static_cast<char>(std::tolower(byte)) : ' ';
   }
   words += ' ';
-  const auto says = [&](std::initializer_list<std::string_view> phrases) {
+  const auto hasAnyOf = [&](std::initializer_list<std::string_view> phrases) {
     return std::any_of(phrases.begin(), phrases.end(), [&](std::string_view phrase) {
       return words.find(' ' + std::string(phrase) + ' ') != std::string::npos;
     });
@@ -110,13 +110,13 @@ void addCharacteristicsOfName(StreamDescription& stream) {
     stream.characteristics.emplace_back(characteristic);
   };
   if (stream.type & GST_STREAM_TYPE_TEXT) {
-    if (says({"forced"})) stream.forced = true;
-    if (says({"sdh", "cc", "hearing impaired", "hard of hearing"}))
+    if (hasAnyOf({"forced"})) stream.forced = true;
+    if (hasAnyOf({"sdh", "cc", "hearing impaired", "hard of hearing"}))
       add(platform::kMediaOptionHardOfHearing);
-  } else if (says({"audio description", "descriptive", "described", "ad"})) {
+  } else if (hasAnyOf({"audio description", "descriptive", "described", "ad"})) {
     add(platform::kMediaOptionDescribesVideo);
   }
-  if (says({"commentary"})) add(platform::kMediaOptionCommentary);
+  if (hasAnyOf({"commentary"})) add(platform::kMediaOptionCommentary);
 }
 
 StreamDescription describeTrack(const streaming::Track& track) {

@@ -75,7 +75,7 @@ std::optional<double> VideoSink::_streamTimeOf(GstBuffer* picture) const {
 /// Called a little before the picture is due.
 void VideoSink::_requestTexts(GstBuffer* picture) {
   if (!_rendered || _hidden) return;
-  if (const auto time = _streamTimeOf(picture)) _rendered->want(*time);
+  if (const auto time = _streamTimeOf(picture)) _rendered->renderAt(*time);
 }
 
 void VideoSink::_describePicture() {
@@ -113,7 +113,7 @@ GstFlowReturn VideoSink::_onPreroll(GstAppSink* sink, gpointer self) {
   if (!std::exchange(me._showPreroll, false)) return GST_FLOW_OK;
   GstRef<GstSample> sample(gst_app_sink_try_pull_preroll(sink, 0));
   if (sample) me._show(std::move(sample), false);
-  // It is on the screen already, so playback begins when the clock runs.
+  // The picture is on the screen already, so playback begins when the clock runs.
   me._becomeDue();
   return GST_FLOW_OK;
 }

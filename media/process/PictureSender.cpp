@@ -204,7 +204,7 @@ bool PictureSender::_sendPicture(const std::shared_ptr<const VideoFrame>& frame)
   message.epoch = _epoch;
   message.index = _bufferFor(memory, message.gone);
   const Buffer& known = _buffers[message.index];
-  const bool isKnown = known.bytes != 0 && haveSameOwner(known.life, memory->life());
+  const bool isKnown = known.bytes != 0 && haveSameOwner(known.lifetime, memory->lifetime());
   // Stored before sending, because storing may throw. A copy does not need the original.
   _held.emplace(message.sequence, Held{memory == frame->sharedMemory ? frame : nullptr, memory});
   if (!_send(message, isKnown ? -1 : memory->descriptor())) {
@@ -214,7 +214,7 @@ bool PictureSender::_sendPicture(const std::shared_ptr<const VideoFrame>& frame)
   _sequence = message.sequence;
   for (std::size_t index = 0; index < _buffers.size(); ++index)
     if ((message.gone >> index & 1U) != 0) _buffers[index] = {};
-  _buffers[message.index] = {memory->life(), memory->size(), message.sequence};
+  _buffers[message.index] = {memory->lifetime(), memory->size(), message.sequence};
   return true;
 }
 
@@ -269,9 +269,9 @@ std::uint32_t PictureSender::_bufferFor(const Memory& memory, std::uint64_t& gon
   for (std::size_t index = 0; index < _buffers.size(); ++index) {
     const Buffer& each = _buffers[index];
     if (each.bytes == 0) continue;
-    if (haveSameOwner(each.life, memory->life())) {
+    if (haveSameOwner(each.lifetime, memory->lifetime())) {
       place = index;
-    } else if (each.life.expired()) {
+    } else if (each.lifetime.expired()) {
       gone |= std::uint64_t{1} << index;
     } else {
       total += each.bytes;

@@ -51,8 +51,8 @@ class PictureSender {
   using Memory = std::shared_ptr<const frames::SharedBuffer>;
   /// A buffer that the box has mapped.
   struct Buffer {
-    std::weak_ptr<const void> life;  ///< expires with the memory
-    std::size_t bytes = 0;           ///< 0: unused
+    std::weak_ptr<const void> lifetime;  ///< expires with the memory
+    std::size_t bytes = 0;               ///< 0: unused
     std::uint64_t lastSequence = 0;
   };
   /// A picture that the box has not released.

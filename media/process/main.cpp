@@ -119,7 +119,7 @@ int main(int argc, char** argv) {
   // The end of the link is only noticed when the socket is read. PR_SET_PDEATHSIG refers to the
   // thread that has forked this process: the box's main thread.
   prctl(PR_SET_PDEATHSIG, SIGKILL);
-  // It forks, so it comes before large allocations.
+  // The sandbox forks, so it is created before large allocations.
   std::unique_ptr<media::Sandbox> sandbox;
   if (options->usesSandbox) sandbox = std::make_unique<media::Sandbox>(sandboxOptions(*options));
   startup::limitMallocArenas();

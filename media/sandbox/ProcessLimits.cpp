@@ -30,7 +30,7 @@ bool lower(__rlimit_resource resource, std::uint64_t value) {
   return setrlimit(resource, &limit) == 0;
 }
 
-/// Returns what RLIMIT_DATA counts. With a sanitizer this is terabytes.
+/// Returns the memory that RLIMIT_DATA limits. With a sanitizer this is terabytes.
 std::uint64_t bytesInUse() {
   std::ifstream status("/proc/self/status");
   for (std::string line; std::getline(status, line);)

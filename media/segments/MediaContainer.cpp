@@ -39,7 +39,7 @@ std::unique_ptr<MediaContainer> MediaContainer::open(PieceInput& input, Containe
   }
   context->pb = input.context();
   context->flags |= AVFMT_FLAG_CUSTOM_IO;
-  // Otherwise libavformat holds back packets of streams without a known codec, such as timed
+  // By default libavformat holds back packets of streams without a known codec, such as timed
   // metadata, while it probes them.
   context->max_probe_packets = 1;
   context->io_open = refuseToOpen;

@@ -19,7 +19,7 @@ using streaming::TrackPiece;
 namespace {
 
 constexpr auto kWarningInterval = std::chrono::seconds(10);
-// After so many unreadable pieces at the beginning the track fails.
+/// Number of unreadable pieces at the beginning after which the track fails.
 constexpr int kMaxUnreadable = 2;
 
 }  // namespace

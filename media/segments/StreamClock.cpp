@@ -11,17 +11,18 @@ namespace media {
 namespace {
 
 constexpr std::int64_t kNanoseconds = 1'000'000'000;
-// Limits all times to about a century.
-constexpr std::int64_t kFarthest = std::int64_t{4} * 1'000'000'000 * kNanoseconds;
-constexpr std::int64_t kFar = 60 * kNanoseconds;
-constexpr std::int64_t kFarInDurations = 10;
+/// About a century.
+constexpr std::int64_t kMaxTime = std::int64_t{4} * 1'000'000'000 * kNanoseconds;
+/// Maximum distance of a time from its segment, also in durations of the segment.
+constexpr std::int64_t kMaxDistance = 60 * kNanoseconds;
+constexpr std::int64_t kMaxDistanceInDurations = 10;
 
 /// Returns whether the distance of a time to its segment is implausible.
-bool isFar(std::int64_t time, const SegmentTiming& timing) {
-  const std::int64_t limit =
-      timing.duration > 0
-          ? std::min(kFar, std::max(timing.duration, kNanoseconds) * kFarInDurations)
-          : kFar;
+bool isImplausible(std::int64_t time, const SegmentTiming& timing) {
+  const std::int64_t limit = timing.duration > 0
+                                 ? std::min(kMaxDistance, std::max(timing.duration, kNanoseconds) *
+                                                              kMaxDistanceInDurations)
+                                 : kMaxDistance;
   return time < timing.start - limit || time > timing.start + timing.duration + limit;
 }
 
@@ -29,12 +30,12 @@ bool isFar(std::int64_t time, const SegmentTiming& timing) {
 
 std::int64_t rescaledTicks(std::int64_t ticks, AVRational base) {
   const std::int64_t scaled = av_rescale_q(ticks, base, {1, static_cast<int>(kNanoseconds)});
-  return std::clamp(scaled, -kFarthest, kFarthest);
+  return std::clamp(scaled, -kMaxTime, kMaxTime);
 }
 
 std::int64_t nanosecondsOf(double seconds) {
   const double scaled = seconds * static_cast<double>(kNanoseconds);
-  const auto limit = static_cast<double>(kFarthest);
+  const auto limit = static_cast<double>(kMaxTime);
   if (std::isnan(scaled)) return 0;
   return std::llround(std::clamp(scaled, -limit, limit));
 }
@@ -57,21 +58,22 @@ PacketTimes StreamClock::timesOf(const RawTimes& raw, const SegmentTiming& timin
   const std::int64_t expected = _next.value_or(timing.start);
   const auto stamp = raw.pts ? raw.pts : raw.dts;
   std::int64_t pts = stamp ? placed(*stamp) + _correction : expected;
-  if (stamp && isFar(pts, timing)) {
+  if (stamp && isImplausible(pts, timing)) {
     const std::int64_t end = _end.value_or(timing.start);
-    const std::int64_t meant = isFar(end, timing) ? timing.start : end;
+    const std::int64_t meant = isImplausible(end, timing) ? timing.start : end;
     _correction += meant - pts;
     pts = meant;
     times.wasMoved = true;
   }
   const std::int64_t duration =
-      raw.exactDuration  ? *raw.exactDuration
-      : raw.duration > 0 ? std::clamp(rescaledTicks(raw.duration, raw.base), std::int64_t{0}, kFar)
-                         : 0;
+      raw.exactDuration ? *raw.exactDuration
+      : raw.duration > 0
+          ? std::clamp(rescaledTicks(raw.duration, raw.base), std::int64_t{0}, kMaxDistance)
+          : 0;
   _next = pts + duration;
   _end = std::max(_end.value_or(*_next), *_next);
   std::int64_t dts = raw.dts && stamp ? std::min(placed(*raw.dts) + _correction, pts) : pts;
-  if (raw.dts && isFar(dts, timing)) dts = pts;
+  if (raw.dts && isImplausible(dts, timing)) dts = pts;
   dts = std::max(dts, _lastDTS.value_or(dts));
   _lastDTS = dts;
 

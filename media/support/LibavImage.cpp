@@ -21,7 +21,7 @@ std::size_t chunkSize(std::string_view bytes) {
 }
 
 /// Returns a PNG with its critical chunks and its transparency only.
-std::string withoutExtras(std::string_view png) {
+std::string withoutOptionalChunks(std::string_view png) {
   constexpr std::size_t kSignatureSize = 8;
   constexpr std::size_t kFrameSize = 12;  // length, type and checksum of a chunk
   std::string kept(png.substr(0, kSignatureSize));
@@ -42,7 +42,7 @@ std::string withoutExtras(std::string_view png) {
 LibavFrame decodeImage(std::string_view image, AVCodecID id, std::int64_t maxPixels) {
   silenceLibav();
   std::string filtered;
-  if (id == AV_CODEC_ID_PNG) image = filtered = withoutExtras(image);
+  if (id == AV_CODEC_ID_PNG) image = filtered = withoutOptionalChunks(image);
   const AVCodec* const codec = avcodec_find_decoder(id);
   if (!codec || image.size() > std::numeric_limits<int>::max() / 2) return {};
   const std::unique_ptr<AVCodecContext, ImageRelease> context(avcodec_alloc_context3(codec));

@@ -21,7 +21,7 @@ constexpr std::size_t kMaxFileBytes = std::size_t{16} << 20;
 TextContent contentOrNone(const std::string& bytes) {
   auto content = contentOfText(bytes);
   if (!content && !bytes.empty())
-    TVSLogWarning(TVSSystemLog, "A text beside the media has an unknown form");
+    TVSLogWarning(TVSSystemLog, "A subtitle file has an unknown format");
   return content ? *std::move(content) : TextContent();
 }
 

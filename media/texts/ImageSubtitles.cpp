@@ -176,7 +176,7 @@ void ImageSubtitles::feed(double start, double duration, std::string_view packet
 void ImageSubtitles::_decode(double start, double duration, const SubtitlePackets::Part& part) {
   const SubtitlePacket packet(part.bytes, start);
   if (!packet.isGood) return;
-  // Otherwise the decoder keeps the size of the first canvas.
+  // Without this the decoder keeps the size of the first canvas.
   if (part.hasCanvas) _decoder->width = _decoder->height = 0;
   AVSubtitle decoded{};
   int isDecoded = 0;

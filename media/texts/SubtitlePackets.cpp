@@ -15,7 +15,7 @@ constexpr unsigned kRegion = 0x11;
 constexpr unsigned kCanvas = 0x14;
 constexpr unsigned kEnd = 0x80;
 constexpr std::string_view kEndSegment("\x0F\x80\0\0\0\0", 6);
-/// What precedes the segments in a transport stream: data identifier and stream id.
+/// Precedes the segments in a transport stream: data identifier and stream id.
 constexpr std::string_view kPrefix("\x20\0", 2);
 }  // namespace dvb
 

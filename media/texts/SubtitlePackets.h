@@ -13,8 +13,8 @@ namespace media {
 enum class ImageSubtitleFormat { DVB, DVD, PGS };
 
 /// Splits the packets of one stream of bitmap subtitles for a decoder of libavcodec, which returns
-/// one picture a packet. Leaves out what would make the decoder allocate far more memory than the
-/// packet has bytes: the decoder limits each object and region, but not their sum.
+/// one picture a packet. Removes objects and regions above the limits below: the decoder limits the
+/// size of each one, but not their sum.
 ///
 /// Threads: one at a time.
 class SubtitlePackets {

@@ -344,8 +344,8 @@ class TTMLReader {
 }  // namespace
 
 bool isTTML(std::string_view beginning) {
-  constexpr std::size_t kEnough = 4096;
-  beginning = trimmed(withoutByteOrderMark(beginning.substr(0, kEnough)));
+  constexpr std::size_t kExaminedBytes = 4096;
+  beginning = trimmed(withoutByteOrderMark(beginning.substr(0, kExaminedBytes)));
   if (!beginning.starts_with('<')) return false;
   for (std::size_t at = beginning.find("tt"); at != std::string_view::npos;
        at = beginning.find("tt", at + 1)) {

@@ -92,12 +92,12 @@ std::string utf8Of(std::string_view bytes) {
 }
 
 std::optional<TextContent> contentOfText(std::string_view bytes) {
-  constexpr std::size_t kEnough = 4096;
+  constexpr std::size_t kExaminedBytes = 4096;
   std::string text = utf8Of(bytes);
   if (isWebVTT(text)) return TextContent{.cues = WebVTTReader().read(text), .ass = {}};
   if (isTTML(text)) return TextContent{.cues = cuesOfTTML(text), .ass = {}};
   if (isAss(text)) return TextContent{.cues = {}, .ass = std::move(text)};
-  const std::string_view beginning = std::string_view(text).substr(0, kEnough);
+  const std::string_view beginning = std::string_view(text).substr(0, kExaminedBytes);
   if (!trimmed(beginning).starts_with('<') && beginning.find("-->") != std::string_view::npos)
     return TextContent{.cues = cuesOfSubRip(text), .ass = {}};
   return std::nullopt;

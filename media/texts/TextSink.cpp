@@ -43,7 +43,7 @@ namespace {
 /// The stream time in seconds.
 std::optional<double> startOf(GstBuffer* buffer, const GstSegment& segment) {
   guint64 start = 0;
-  // Not clipped to the segment: a cue that is active where the segment begins keeps its own start.
+  // The time is not clipped to the segment, so that a cue which begins before it keeps its start.
   if (segment.format != GST_FORMAT_TIME || !GST_BUFFER_PTS_IS_VALID(buffer) ||
       gst_segment_to_stream_time_full(&segment, GST_FORMAT_TIME, GST_BUFFER_PTS(buffer), &start) !=
           1)

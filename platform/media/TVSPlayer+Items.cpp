@@ -32,7 +32,7 @@ void TVSPlayer::setPlaylist(std::shared_ptr<TVSPlaylist> playlist) {
   _items.observer.reset();
   _items.playlist = std::move(playlist);
   _errorLog = {};
-  // Its failed requests are not those of the new playlist.
+  // The failed requests of the old item do not belong to the new playlist.
   _item.reset();
   _currentItemIsFinished = false;
   _target.scanRate.reset();
@@ -189,7 +189,7 @@ void TVSPlayer::_recordFailure(const platform::Error& error) {
 }
 
 std::vector<platform::FailedRequest> TVSPlayer::_newFailedRequests() const {
-  // Those of a failed item were recorded with the failure.
+  // The requests of a failed item were recorded with its failure.
   if (!_engine || !_isLoaded() || !_item || _item->status() == platform::PlayerItemStatus::Failed)
     return {};
   return _engine->failedRequests();

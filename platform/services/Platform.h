@@ -104,7 +104,7 @@ class ApplicationDelegate {
   virtual void applicationWillTerminate() = 0;
 };
 
-/// What an application provides to the platform. The functions are called on the main thread.
+/// The callbacks of an application. The functions are called on the main thread.
 struct Application {
   std::shared_ptr<ApplicationDelegate> delegate;
   std::function<std::shared_ptr<ViewServiceViewController>()> makeRootViewController;

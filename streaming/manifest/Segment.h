@@ -75,7 +75,9 @@ class SegmentIndex {
   /// representation of the track. nullopt if it is not known yet, and at the end.
   virtual std::optional<Segment> after(const Segment& previous) const = 0;
   /// The preload hint (EXT-X-PRELOAD-HINT) after `previous`. Its duration is an estimate.
-  virtual std::optional<Segment> hinted(const Segment& /*previous*/) const { return std::nullopt; }
+  virtual std::optional<Segment> preloadHintAfter(const Segment& /*previous*/) const {
+    return std::nullopt;
+  }
   /// The first and the last segment that are available at civil time `now`. nullopt if there is
   /// none.
   virtual std::optional<Segment> first(platform::Date now) const = 0;

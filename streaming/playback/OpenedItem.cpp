@@ -76,7 +76,7 @@ void OpenedItem::Work::begin(const std::shared_ptr<Work>& self) {
   handlers.ofResource.failed = [record = record](const platform::Error& error) {
     record->setFailure(error);
   };
-  handlers.ofResource.recovered = [record = record] { record->otherMediaReceived(); };
+  handlers.ofResource.recovered = [record = record] { record->noteRecovery(); };
   handlers.isPlain = [work](std::shared_ptr<PlainResource> plain) {
     work->record->mediaReceived(work->transfers->now(), {}, {}, 0);
     {

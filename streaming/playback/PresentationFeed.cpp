@@ -165,7 +165,7 @@ void PresentationFeed::representationChanged(MediaKind kind) {
 
 void PresentationFeed::pieceBegan(MediaKind kind, const TrackPiece& piece) {
   if (!isLeading(kind)) {
-    _setup.record->otherMediaReceived();
+    _setup.record->noteRecovery();
     return;
   }
   const double bandwidth = piece.representation->bandwidth;

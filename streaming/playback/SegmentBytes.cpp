@@ -113,7 +113,7 @@ std::optional<SegmentBytes::Part> SegmentBytes::part() const {
               static_cast<double>(_window.end()) / whole};
 }
 
-/// What a read at `offset`, which is not in memory, must wait for.
+/// Returns what a read at `offset` has to wait for. The byte is not in memory.
 SegmentBytes::Wait SegmentBytes::_waitFor(std::uint64_t offset) const {
   if (_state == State::Failed || (_total && offset >= *_total)) return Wait::None;
   if (_window.requested == offset) return _hasSource ? Wait::Bytes : Wait::None;

@@ -47,7 +47,7 @@ class SegmentBytes {
   void complete();
   /// No more bytes follow. Bytes in memory stay readable.
   void fail(platform::Error error);
-  /// The writer must pause. `readerMoved` is called when there is room again.
+  /// Returns true if the writer must pause. `readerMoved` is called when there is room again.
   bool isFull();
   /// The offset that the reader waits for if the writer must restart there.
   std::optional<std::uint64_t> requestedOffset() const;

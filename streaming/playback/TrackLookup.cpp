@@ -8,7 +8,7 @@ namespace {
 
 constexpr double kPeriodTolerance = 1e-3;
 
-int likeness(const Track& track, const Track& like) {
+int similarity(const Track& track, const Track& like) {
   int points = 0;
   if (track.language == like.language) points += 4;
   if (track.characteristics == like.characteristics) points += 2;
@@ -59,7 +59,7 @@ const Track* similarTrack(const Period& period, MediaKind kind, const std::strin
   for (const Track& track : period.tracks) {
     if (track.kind != kind || hasOnlyKeyFrames(track)) continue;
     if (kind == MediaKind::Text && (!like || track.language != like->language)) continue;
-    if (!best || (like && likeness(track, *like) > likeness(*best, *like))) best = &track;
+    if (!best || (like && similarity(track, *like) > similarity(*best, *like))) best = &track;
   }
   return best;
 }

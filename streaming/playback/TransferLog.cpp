@@ -77,7 +77,7 @@ bool TransferLog::mediaReceived(MonotonicTime now, const std::string& representa
   return begins;
 }
 
-void TransferLog::otherMediaReceived() {
+void TransferLog::noteRecovery() {
   const std::lock_guard lock(_mutex);
   _failure.reset();
 }

@@ -29,8 +29,8 @@ class TransferLog {
   /// server or the representation has changed.
   bool mediaReceived(MonotonicTime now, const std::string& representation,
                      std::optional<double> bitrate, double seconds);
-  /// Media data of a track that does not start entries was received.
-  void otherMediaReceived();
+  /// Other media data was received, so the last failure is over.
+  void noteRecovery();
 
   std::optional<platform::Error> failure() const;
   std::vector<ErrorLogEntry> errorLog() const;

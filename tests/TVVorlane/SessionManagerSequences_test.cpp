@@ -25,7 +25,7 @@ class Explorer {
   void explore() {
     Ways ways{{_reach(""), 1}};
     for (int level = 1; level < _depth; ++level) {
-      // Also starts in the foreground, which takes five steps to reach. Depth is two less there.
+      // Sequences that begin in the foreground have two steps less; reaching it takes five steps.
       if (level == 3) {
         for (const char* shown : {"VVtrt", "NPtrt"}) ++ways[_reach(shown)];
       }

@@ -80,7 +80,7 @@ TEST_P(CoverArt, IsThePictureOfAnItemWithoutVideo) {
   EXPECT_EQ(frame->width, clip.hasVideo ? 320 : 90);
   if (!clip.hasVideo) expectRed(*frame);
 
-  // It stays after a seek, and to the end.
+  // The cover stays after a seek, and to the end.
   harness.call([](platform::MediaEngine& engine) {
     engine.seek(2.5);
     engine.play(1);

@@ -48,7 +48,7 @@ void EngineHarness::call(const std::function<void(platform::MediaEngine&)>& body
 bool EngineHarness::waitUntil(const std::function<bool()>& condition,
                               std::chrono::seconds timeout) {
   const platform::TimePoint limit = _clock.now() + timeout;
-  // Otherwise only tasks of the queue end the wait; a new picture has to end it, too.
+  // A new picture ends the wait, too, not only a task of the queue.
   _frames->setWakeup([this] { _queue.wake(); });
   bool so = condition();
   while (!so && _clock.now() < limit) {

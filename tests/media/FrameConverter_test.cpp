@@ -123,14 +123,15 @@ TEST(PictureMemory, IsReusedWhileThereIsAUser) {
     return sharedMemoryOf(buffer.get());
   };
   auto first = make();
-  const auto life = first->life();
+  const auto lifetime = first->lifetime();
   {
     const PictureMemoryUse use;
     first.reset();
-    EXPECT_FALSE(life.expired());
+    EXPECT_FALSE(lifetime.expired());
     const auto second = make();
     EXPECT_NE(make(), second) << "the block is in use";
-    EXPECT_FALSE(life.owner_before(second->life()) || second->life().owner_before(life));
+    EXPECT_FALSE(lifetime.owner_before(second->lifetime()) ||
+                 second->lifetime().owner_before(lifetime));
     // The default allocator uses shared memory for pictures only.
     GstAllocationParams params;
     gst_allocation_params_init(&params);
@@ -141,7 +142,7 @@ TEST(PictureMemory, IsReusedWhileThereIsAUser) {
       EXPECT_EQ(sharedMemoryOf(buffer.get()) != nullptr, isPicture) << align << " " << bytes;
     }
   }
-  EXPECT_TRUE(life.expired());
+  EXPECT_TRUE(lifetime.expired());
 }
 
 TEST(PictureMemory, SubBuffersAreInTheSameBlock) {

@@ -34,7 +34,7 @@ TEST(QtdemuxGrowingDuration, LengthOfTheLastFragmentIsPosted) {
   };
   gst_element_set_state(pipeline.get(), GST_STATE_PAUSED);
   ASSERT_EQ(next(GST_MESSAGE_ASYNC_DONE), GST_MESSAGE_ASYNC_DONE);
-  EXPECT_LT(duration(), 19.5) << "the index says when the last one begins";
+  EXPECT_LT(duration(), 19.5) << "the index has the start of the last one";
   gst_element_set_state(pipeline.get(), GST_STATE_PLAYING);
   EXPECT_EQ(next(GST_MESSAGE_DURATION_CHANGED), GST_MESSAGE_DURATION_CHANGED);
   EXPECT_NEAR(duration(), 20, 0.15);

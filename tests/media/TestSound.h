@@ -13,7 +13,7 @@ namespace testing_media {
 /// exclusive: only one sink can have it open.
 class TestSound final : public media::AudioDevice {
  public:
-  /// What one opened sink has played, by the shared clock.
+  /// The time in which one sink has played, by the shared clock.
   struct Played {
     GstClockTime begin = GST_CLOCK_TIME_NONE;
     GstClockTime end = GST_CLOCK_TIME_NONE;

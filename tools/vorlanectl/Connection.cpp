@@ -24,7 +24,7 @@ constexpr const char* kNotifications = "quorin.vorlane.Notifications1";
   throw ConnectionError("Cannot connect to " + path + ": " + std::strerror(error));
 }
 
-bool isGone(int error) {
+bool isDisconnected(int error) {
   return error == ECONNRESET || error == ENOTCONN || error == EPIPE || error == ESHUTDOWN;
 }
 
@@ -102,9 +102,9 @@ Answer Connection::_call(const char* interface, const char* method, const Append
   const int result = sd_bus_call(_bus, message, UINT64_MAX, &error, &reply);
   if (result >= 0) return Answer(reply);
   const std::string text = error.message ? error.message : std::strerror(-result);
-  const bool answered = sd_bus_error_is_set(&error) != 0 && !isGone(-result);
+  const bool answered = sd_bus_error_is_set(&error) != 0 && !isDisconnected(-result);
   sd_bus_error_free(&error);
-  if (isGone(-result)) throw ConnectionError("The box has closed the connection");
+  if (isDisconnected(-result)) throw ConnectionError("The box has closed the connection");
   if (!answered) throw ConnectionError("The box cannot be called: " + text);
   throw CallError(text);
 }

@@ -32,7 +32,7 @@ class TextTransform {
   TextTransform(const media::SubtitleCue& cue, const SubtitleLines& lines)
       : _writing(cue.layout.writing), _depth(lines.depth()) {
     const double shear = std::clamp(cue.layout.shear, -kMaxShear, kMaxShear);
-    // x grows upwards from the middle of the lines: y stays.
+    // Shears along x around the middle of the lines.
     cairo_matrix_init(&_matrix, 1, 0, -shear, 1, shear * _depth / 2, 0);
     if (_writing == Writing::Horizontal) return;
     cairo_matrix_t turn;

@@ -18,7 +18,7 @@ namespace box {
 /// the position, so it is not sent periodically; `Seeked` is emitted when the
 /// extrapolated position is off by more than half a second.
 ///
-/// Threads: the service thread, or any while that does not run.
+/// Threads: the service thread, or any thread before it has started and after it has ended.
 class MprisObject final : public BusConnection::Client {
  public:
   static constexpr const char* kName = "org.mpris.MediaPlayer2.tvvorlane";

@@ -17,8 +17,8 @@ namespace box {
 /// the last one runs. A command that exceeds the timeout is killed with its process group. A
 /// failure is logged.
 ///
-/// Threads: the service thread, or any while that does not run. A command that still runs at
-/// destruction is not killed.
+/// Threads: the service thread, or any thread before it has started and after it has ended. A
+/// command that still runs at destruction is not killed.
 class CommandRunner final : private ServiceThread::Source {
  public:
   CommandRunner(ServiceThread& thread, platform::Duration timeout)

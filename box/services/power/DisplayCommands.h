@@ -9,8 +9,8 @@ namespace box {
 
 /// Runs the administrator's commands for a display that the box cannot control itself: `onActive`
 /// when playback begins and `onIdle` after a time without playback. They alternate: when a sender
-/// continues with another item, neither runs. Threads: the service thread, or any while that does
-/// not run.
+/// continues with another item, neither runs. Threads: the service thread, or any thread before it
+/// has started and after it has ended.
 class DisplayCommands {
  public:
   DisplayCommands(ServiceThread& thread, std::string onActive, std::string onIdle,

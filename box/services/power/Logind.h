@@ -19,7 +19,7 @@ namespace box {
 /// The other inhibitors are taken as soon as they are wanted and logind is available, and again
 /// after each sleep. Missing logind, its return and its refusals are logged once each.
 ///
-/// Threads: the service thread, or any while that does not run.
+/// Threads: the service thread, or any thread before it has started and after it has ended.
 class Logind final : public BusConnection::Client {
  public:
   static constexpr const char* kService = "org.freedesktop.login1";

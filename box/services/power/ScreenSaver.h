@@ -9,7 +9,8 @@
 namespace box {
 
 /// Inhibits the screen saver of the desktop (org.freedesktop.ScreenSaver) while that is wanted,
-/// whenever one is available. Threads: the service thread, or any while that does not run.
+/// whenever one is available. Threads: the service thread, or any thread before it has started and
+/// after it has ended.
 class ScreenSaver final : public BusConnection::Client {
  public:
   static constexpr const char* kService = "org.freedesktop.ScreenSaver";

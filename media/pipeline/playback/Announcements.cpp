@@ -29,7 +29,7 @@ void Announcements::failure(platform::Error error, bool held) {
     _report({.kind = Kind::Fail, .error = std::move(error)});
 }
 
-void Announcements::withheldFailure() {
+void Announcements::reportWithheldFailure() {
   if (auto error = std::exchange(_withheldFailure, std::nullopt)) failure(*std::move(error), false);
 }
 

@@ -25,9 +25,9 @@ class Announcements {
   void factsIfReady();
   void selection(const std::string& characteristic);
   void seek(std::uint64_t serial);
-  /// With `held` it is reported by withheldFailure().
+  /// With `held` the failure is not reported before reportWithheldFailure().
   void failure(platform::Error error, bool held);
-  void withheldFailure();
+  void reportWithheldFailure();
 
   // Reported once, until the function below is called.
   void play();

@@ -37,7 +37,7 @@ void Playback::begin(const PlaybackRequest& request,
   _load.statistics.restart();
   _wanted.set(request);
   _sound.applyVolume();
-  _announcements.withheldFailure();
+  _announcements.reportWithheldFailure();
 }
 
 void Playback::play(double rate) {

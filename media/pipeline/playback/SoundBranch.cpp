@@ -115,7 +115,7 @@ SoundBranch::ErrorSource SoundBranch::handleError(GstMessage* message) {
   const GstRef<GError> error(parsed);
   if (!isFromOldSink && !g_error_matches(parsed, GST_STREAM_ERROR, GST_STREAM_ERROR_FAILED))
     return ErrorSource::Elsewhere;
-  // An error during a state change makes GStreamer abort it: repeat it.
+  // GStreamer aborts a state change when an element reports an error meanwhile. Repeat it.
   const auto result = gst_element_set_state(_player.element(), _player.requested());
   if (result == GST_STATE_CHANGE_SUCCESS && _state.seeking) return ErrorSource::SoundAndSeek;
   // The sinks have posted ASYNC_DONE already and do not post it again: flush.

@@ -21,7 +21,7 @@ bool isOfDemuxer(const platform::Error& error) {
           is(MediaErrorCode::DecodeFailed));
 }
 
-/// Returns what a decoder that has posted an error decodes, or 0 if the error has another source.
+/// Returns the stream type of the decoder that has posted an error, or 0 for other elements.
 GstStreamType typeOfFailedDecoder(GstMessage* message) {
   if (!GST_IS_ELEMENT(GST_MESSAGE_SRC(message))) return {};
   auto* const element = GST_ELEMENT(GST_MESSAGE_SRC(message));

@@ -16,9 +16,9 @@
 
 namespace media {
 
-/// Handles what GStreamer cannot play. Before preroll, a resource is tried a second time with
-/// libavformat. If that fails too, it plays without the streams that cannot be decoded, as long as
-/// any audio or video is left. Each such stream is in the error log.
+/// Handles streams that GStreamer cannot play. Before preroll, a resource is opened a second time
+/// with libavformat. If that fails too, it plays without the streams that cannot be decoded, as
+/// long as any audio or video is left. Each such stream is in the error log.
 ///
 /// Threads: the pipeline's.
 class StreamFailures {

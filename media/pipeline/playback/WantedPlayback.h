@@ -8,9 +8,8 @@
 
 namespace media {
 
-/// What a pipeline is to do. The pipeline's thread changes the state of the pipeline until it
-/// matches. A request that comes during a seek or a selection waits for its end; the newest one
-/// replaces those before it.
+/// The requested state of a pipeline. The pipeline's thread changes the pipeline until it has this
+/// state. A request during a seek or a selection waits for its end; a newer request replaces it.
 struct WantedPlayback : PlaybackRequest {
   explicit WantedPlayback(const PipelineSetup& setup)
       : PlaybackRequest(setup.request),
@@ -20,10 +19,10 @@ struct WantedPlayback : PlaybackRequest {
         date(setup.startDate) {}
 
   void set(const PlaybackRequest& request) { static_cast<PlaybackRequest&>(*this) = request; }
-  /// Where playback at the wanted rate is to end.
+  /// The position at which playback ends, in the direction of `rate`.
   std::optional<double> stop() const { return rate > 0 ? forwardEnd : reverseEnd; }
 
-  /// Whether `state` has to become what is wanted by a seek.
+  /// Returns whether a seek is needed to reach the requested state.
   bool needsSeek(const PlaybackState& state) const {
     return position || fraction || date || flush || rate != state.rate || stop() != state.stop;
   }

@@ -41,7 +41,7 @@ BitmapArea visibleArea(const AlphaBitmap& bitmap, int canvasWidth, int canvasHei
 
 /// Adds an area to a list of areas that do not overlap.
 void addArea(std::vector<BitmapArea>& areas, BitmapArea added) {
-  const auto absorb = [&](std::vector<BitmapArea>::iterator each) {
+  const auto mergeWith = [&](std::vector<BitmapArea>::iterator each) {
     added = added.united(*each);
     areas.erase(each);
   };
@@ -49,9 +49,9 @@ void addArea(std::vector<BitmapArea>& areas, BitmapArea added) {
     const auto other = std::find_if(areas.begin(), areas.end(),
                                     [&](const BitmapArea& each) { return each.overlaps(added); });
     if (other != areas.end()) {
-      absorb(other);
+      mergeWith(other);
     } else if (areas.size() == kBlendedImages) {
-      absorb(std::min_element(areas.begin(), areas.end(), [&](const auto& one, const auto& two) {
+      mergeWith(std::min_element(areas.begin(), areas.end(), [&](const auto& one, const auto& two) {
         return added.united(one).pixels() - one.pixels() <
                added.united(two).pixels() - two.pixels();
       }));

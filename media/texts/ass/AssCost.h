@@ -5,7 +5,7 @@
 
 namespace media {
 
-/// What of the look of an ASS event decides how large its bitmaps are, in the units of the script.
+/// The properties of an ASS event that determine the size of its bitmaps, in script units.
 struct AssLook {
   double size = 0;
   double scaleX = 1;

@@ -64,13 +64,13 @@ AssLook lookOf(const ASS_Style& style) {
           .isRotated = style.Angle != 0};
 }
 
-/// The limits of the events of one time.
+/// Limits the events that are visible at the same time.
 class VisibleLimits {
  public:
   VisibleLimits(const ASS_Track& track, double scale) : _track(track), _scale(scale) {}
 
-  /// Returns whether the event is within the limits together with those before it.
-  bool admit(const ASS_Event& event) {
+  /// Counts an event. Returns false if it exceeds the limits together with those before it.
+  bool add(const ASS_Event& event) {
     const std::string_view text(event.Text ? event.Text : "");
     if (_count == AssRenderer::kVisibleLimit || text.size() > AssRenderer::kVisibleBytes - _bytes)
       return false;
@@ -150,7 +150,7 @@ struct AssRenderer::Library {
       } else if (begin > now) {
         until = std::min(until, begin);
       } else {
-        if (!visible.admit(event)) {
+        if (!visible.add(event)) {
           event.Duration = 0;
           continue;
         }

@@ -27,7 +27,7 @@ constexpr std::size_t kFontBytes = std::size_t{48} << 20;
 constexpr auto kEndTimeout = std::chrono::seconds(1);
 /// How long a rendering of animated events is shown if no other one follows.
 constexpr double kAnimationSeconds = 1;
-constexpr double kWholeTime = 1e12;
+constexpr double kUnlimitedSeconds = 1e12;
 
 using AttachedFonts = std::vector<std::shared_ptr<const AttachedFont>>;
 
@@ -76,11 +76,11 @@ struct RenderedTexts::State {
   double validUntil = 0;
 };
 
-/// What the thread takes from the state at once, and what only the thread uses.
+/// Data of the thread: values that it moves out of the state, and its own documents.
 struct RenderedTexts::Work {
   struct Document {
     AssRenderer renderer;
-    std::size_t fonts = 0;  ///< how many fonts it has been given
+    std::size_t fonts = 0;  ///< number of fonts that `renderer` has
     std::optional<SubtitledPicture> picture;
   };
 
@@ -129,7 +129,7 @@ struct RenderedTexts::Work {
     return changed;
   }
 
-  /// Returns nothing if nothing is to be rendered.
+  /// Returns nullopt if no document is shown.
   std::optional<AssRenderer::Rendering> render() {
     const auto& of = document(shown);
     if (!of || picture.width == 0) return std::nullopt;
@@ -250,7 +250,7 @@ void RenderedTexts::setPicture(const SubtitledPicture& picture) {
   if (std::exchange(_state->picture, picture) != picture) _state->invalidate();
 }
 
-void RenderedTexts::want(double seconds) {
+void RenderedTexts::renderAt(double seconds) {
   const std::lock_guard lock(_state->mutex);
   _state->wanted = seconds;
   if (_state->shown == Source::None || _state->isCurrent(seconds)) return;
@@ -275,7 +275,7 @@ void RenderedTexts::_run(State& state) {
     auto rendering = work.render();
     std::pair<double, double> valid{*work.wanted, *work.wanted};
     if (!rendering)
-      valid = {-kWholeTime, kWholeTime};
+      valid = {-kUnlimitedSeconds, kUnlimitedSeconds};
     else if (!rendering->isAnimated)
       valid = {rendering->from, rendering->until};
     const std::size_t bytes = rendering ? work.addTo(state, *std::move(rendering)) : 0;

@@ -43,8 +43,8 @@ class RenderedTexts {
   /// Renders the document of `source` from now on, if it has one.
   void show(Source source);
   void setPicture(const SubtitledPicture& picture);
-  /// A picture with this stream time will be shown.
-  void want(double seconds);
+  /// Requests a rendering for a picture with this stream time.
+  void renderAt(double seconds);
 
  private:
   struct State;

@@ -18,7 +18,8 @@ namespace {
 
 constexpr std::string_view kWebVTTCodec = "S_TEXT/WEBVTT";
 
-/// Both codecs of WebVTT are passed on in the form of WebM: an identifier, settings, and the text.
+/// Sets the caps of WebVTT in the form of WebM, whose buffers have an identifier, settings and the
+/// text. Used for both codecs of WebVTT.
 void setWebVTTCaps(GstPad* pad, const std::string& header) {
   const GstRef<GstCaps> caps(gst_pad_get_current_caps(pad));
   if (!caps) return;

@@ -285,7 +285,7 @@ void VideoPlayerViewController::_updateMessage() {
   _timers.ended.reset();
   const PlayerItem* const item = _player->currentPlayerItem();
   const bool stopped = _player->state() == TVSPlaybackState::Stopped;
-  // Also for a failure before the view was loaded, so `_hasPlayed` is not checked.
+  // `_hasPlayed` is not checked, because the item may have failed before the view was loaded.
   if (stopped && item && item->status() == PlayerItemStatus::Failed) {
     _message->setMessage(
         {_texts.failureSentence(item->error().value_or(Error{})), _texts.retryHint});

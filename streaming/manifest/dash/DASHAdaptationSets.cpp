@@ -9,7 +9,7 @@
 namespace streaming {
 namespace {
 
-struct Meaning {
+struct CharacteristicMapping {
   std::string_view scheme;
   std::string_view value;
   std::string_view characteristic;
@@ -17,7 +17,7 @@ struct Meaning {
 constexpr std::string_view kRoles = "urn:mpeg:dash:role:2011";
 constexpr std::string_view kPurposes = "urn:tva:metadata:cs:AudioPurposeCS:2007";
 constexpr std::string_view kCaptions = "urn:scte:dash:cc:cea-608:2015";
-constexpr Meaning kMeanings[] = {
+constexpr CharacteristicMapping kCharacteristicMappings[] = {
     {kRoles, "alternate", platform::kMediaOptionAuxiliary},
     {kRoles, "supplementary", platform::kMediaOptionAuxiliary},
     {kRoles, "commentary", platform::kMediaOptionCommentary},
@@ -87,7 +87,7 @@ void readTrackAttributes(pugi::xml_node set, Track& track) {
     if (scheme == kRoles && value == "main") track.isDefault = true;
     if (scheme == kRoles && (value == "forced-subtitle" || value == "forced_subtitle"))
       track.isForced = true;
-    for (const Meaning& each : kMeanings)
+    for (const CharacteristicMapping& each : kCharacteristicMappings)
       if (each.scheme == scheme && each.value == value &&
           std::find(track.characteristics.begin(), track.characteristics.end(),
                     each.characteristic) == track.characteristics.end())

@@ -42,7 +42,7 @@ class HLSMultivariant {
   void _addAudio(std::vector<Track>& tracks) const;
   void _addRenditions(std::string_view type, MediaKind kind, std::vector<Track>& tracks) const;
   void _addMuxedRendition(const Rendition& rendition, Track& track, bool hasVideo) const;
-  /// A variant refers to the group of the rendition.
+  /// Returns whether a variant refers to the group of the rendition.
   bool _isUsed(const Rendition& rendition) const;
   TextFormat _textFormat(const std::string& group) const;
   std::vector<std::string> _audioCodecs(const std::string& group) const;

@@ -97,7 +97,7 @@ std::optional<Segment> HLSSegmentIndex::after(const Segment& previous) const {
   return _byTime(previous.end());
 }
 
-std::optional<Segment> HLSSegmentIndex::hinted(const Segment& previous) const {
+std::optional<Segment> HLSSegmentIndex::preloadHintAfter(const Segment& previous) const {
   if (!_hint || std::abs(_hint->start - previous.end()) > kMaxGap) return std::nullopt;
   const bool isNextPart =
       _hint->number == previous.number && previous.part && _hint->part == *previous.part + 1;

@@ -19,7 +19,7 @@ class HLSSegmentIndex final : public SegmentIndex {
 
   std::optional<Segment> at(double time) const override;
   std::optional<Segment> after(const Segment& previous) const override;
-  std::optional<Segment> hinted(const Segment& previous) const override;
+  std::optional<Segment> preloadHintAfter(const Segment& previous) const override;
   std::optional<Segment> first(platform::Date now) const override;
   std::optional<Segment> last(platform::Date now) const override;
   bool isComplete() const override { return _isComplete; }

@@ -199,7 +199,7 @@ bool TrackFeeder::_hasWaitTimedOut(const SegmentFinder::Step& step) {
       step.representation ? _host.indexes().playlist(*step.representation) : nullptr;
   if (!playlist) return false;
   const double longest = std::clamp(3 * playlist->targetDuration, kMinWait, kMaxWait);
-  const double rest = longest - _host.indexes().unchangedFor(*step.representation);
+  const double rest = longest - _host.indexes().secondsUnchanged(*step.representation);
   if (rest > 0) {
     // The reload interval of the playlist may be much longer.
     if (playlist->isLive) _pumpIn(rest);
@@ -266,7 +266,7 @@ std::unique_ptr<SegmentFetch> TrackFeeder::_makeFetch(
 /// Requests the preload hint of the awaited segment.
 void TrackFeeder::_fetchHint(const SegmentFinder::Step& step, const TrackPiece& tail) {
   const auto index = step.representation ? _host.indexes().index(*step.representation) : nullptr;
-  const auto segment = index ? index->hinted(tail.segment) : std::nullopt;
+  const auto segment = index ? index->preloadHintAfter(tail.segment) : std::nullopt;
   if (!segment || (_representation && _representation->id != step.representation->id)) return;
   _hint.request(*segment, [&](SegmentFetch::Handlers handlers) {
     return _makeFetch(*segment, step.representation, std::move(handlers));

@@ -53,7 +53,7 @@ void IndexStore::clearFailure(const Representation& representation) {
   if (found != _entries.end()) found->second.failure.reset();
 }
 
-double IndexStore::unchangedFor(const Representation& representation) const {
+double IndexStore::secondsUnchanged(const Representation& representation) const {
   const auto found = _entries.find(representation.id);
   if (found == _entries.end() || !found->second.playlist || !found->second.playlist->isLive)
     return 0;

@@ -43,7 +43,7 @@ class IndexStore {
   void load(const std::shared_ptr<const Representation>& representation);
   void requestUpdate(const std::shared_ptr<const Representation>& representation);
   /// Seconds since a live playlist last changed.
-  double unchangedFor(const Representation& representation) const;
+  double secondsUnchanged(const Representation& representation) const;
   /// A newer version of a live playlist is probably available.
   bool isOutdated(const Representation& representation) const;
   void clear() { _entries.clear(); }

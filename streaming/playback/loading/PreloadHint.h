@@ -16,7 +16,7 @@ class PreloadHint {
   using Start = std::function<std::unique_ptr<SegmentFetch>(SegmentFetch::Handlers handlers)>;
   /// Requests `segment` with `start`, unless it was requested before.
   void request(const Segment& segment, const Start& start);
-  /// The fetch of `segment` if it was hinted; otherwise cancels the hint and returns null. Call
+  /// The fetch of `segment` if it was the hint; otherwise cancels the hint and returns null. Call
   /// deliver() afterwards.
   std::unique_ptr<SegmentFetch> take(const Segment& segment, SegmentFetch::Handlers handlers);
   /// Passes the events so far to the handlers of take().

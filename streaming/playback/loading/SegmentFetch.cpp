@@ -128,7 +128,7 @@ std::optional<std::uint64_t> SegmentFetch::_totalOf(const ResponseHead& head) co
 }
 
 BodyFlow SegmentFetch::transferGotBytes(std::string_view bytes) {
-  if (_measured) _measured->got(bytes.size());
+  if (_measured) _measured->addBytes(bytes.size());
   bytes = _filter.pass(bytes);
   if (!bytes.empty()) _append(bytes);
   if (_filter.isDone()) return BodyFlow::Abort;

@@ -12,7 +12,7 @@ void ThroughputMeter::_begin() {
   if (_count++ == 0) _since = _source.now();
 }
 
-void ThroughputMeter::_got(std::uint64_t bytes) {
+void ThroughputMeter::_addBytes(std::uint64_t bytes) {
   _bytes += bytes;
   if (std::chrono::duration<double>(_source.now() - _since).count() >= kMeasuredSeconds) _measure();
 }

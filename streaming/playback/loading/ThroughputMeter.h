@@ -20,7 +20,7 @@ class ThroughputMeter {
     ~Body() { _meter._end(); }
     Body(const Body&) = delete;
     Body& operator=(const Body&) = delete;
-    void got(std::uint64_t bytes) { _meter._got(bytes); }
+    void addBytes(std::uint64_t bytes) { _meter._addBytes(bytes); }
 
    private:
     ThroughputMeter& _meter;
@@ -28,7 +28,7 @@ class ThroughputMeter {
 
  private:
   void _begin();
-  void _got(std::uint64_t bytes);
+  void _addBytes(std::uint64_t bytes);
   void _end();
   void _measure();
 

@@ -62,11 +62,11 @@ void PlainResource::whenWaiting(std::function<void(bool isWaiting)> handler) {
 BodyFlow PlainResource::transferGotHead(const ResponseHead&) { return BodyFlow::More; }
 
 BodyFlow PlainResource::transferGotBytes(std::string_view bytes) {
-  return _feed->firstGotBytes(bytes);
+  return _feed->firstTransferGotBytes(bytes);
 }
 
 void PlainResource::transferEnded(const std::optional<platform::Error>& error) {
-  _feed->firstEnded(error);
+  _feed->firstTransferEnded(error);
 }
 
 }  // namespace streaming

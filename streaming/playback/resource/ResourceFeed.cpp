@@ -294,11 +294,11 @@ void ResourceFeed::_ended(Cursor& cursor, const std::optional<platform::Error>& 
   if (isIncomplete) _postWork();
 }
 
-BodyFlow ResourceFeed::firstGotBytes(std::string_view bytes) {
+BodyFlow ResourceFeed::firstTransferGotBytes(std::string_view bytes) {
   return _first ? _gotBytes(*_first, bytes) : BodyFlow::Abort;
 }
 
-void ResourceFeed::firstEnded(const std::optional<platform::Error>& error) {
+void ResourceFeed::firstTransferEnded(const std::optional<platform::Error>& error) {
   if (Cursor* const first = std::exchange(_first, nullptr)) _ended(*first, error);
 }
 

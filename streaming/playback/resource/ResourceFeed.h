@@ -35,8 +35,8 @@ class ResourceFeed final : public std::enable_shared_from_this<ResourceFeed> {
 
   // Transfer thread:
   void begin(std::string_view firstBytes, std::unique_ptr<Transfer> running);
-  BodyFlow firstGotBytes(std::string_view bytes);
-  void firstEnded(const std::optional<platform::Error>& error);
+  BodyFlow firstTransferGotBytes(std::string_view bytes);
+  void firstTransferEnded(const std::optional<platform::Error>& error);
   void close();
 
  private:

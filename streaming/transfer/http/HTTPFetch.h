@@ -53,7 +53,7 @@ class HTTPFetch {
 
  private:
   struct Attempt {
-    /// What to do when the attempt has ended.
+    /// The action when the attempt has ended.
     enum class Verdict { None, Redirect, Retry, RetryWithoutRange, Refuse, Abort, Stalled };
 
     Attempt(ItemContext& item, const HTTPRequest::Setup& setup)

@@ -42,7 +42,7 @@ bool isFieldName(std::string_view name) {
 }
 
 /// With a proxy, the connection's address is not that of the server.
-bool goesThroughProxy() {
+bool usesProxy() {
   static const bool goes = [] {
     for (const char* name : {"http_proxy", "https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"})
       if (const char* value = std::getenv(name); value && *value != '\0') return true;
@@ -62,7 +62,7 @@ HTTPRequest::HTTPRequest(ItemContext& item, const Setup& request)
     : _item(item),
       _transfer(curl_easy_init()),
       _isOwnServer(item.isOwnServer(request.url)),
-      _isTrusted(request.isTrusted || goesThroughProxy()) {
+      _isTrusted(request.isTrusted || usesProxy()) {
   CURL* const transfer = _transfer;
   const ItemSetup& setup = item.setup();
   curl_easy_setopt(transfer, CURLOPT_URL, request.url.c_str());

@@ -214,7 +214,7 @@ TEST_F(PicturesTest, OfAnEarlierEpochAreDropped) {
   EXPECT_EQ(shownByte(), 1);
   EXPECT_TRUE(sender->read());
 
-  // It stays while the box waits for a later epoch, and is removed when that has no picture.
+  // The picture stays while the box waits for a later epoch. It is removed if that epoch has none.
   receiver->setMinimumEpoch(3);
   put(std::make_shared<Decoded>(makeBlock(), 2));
   ASSERT_EQ(receive(), State::Open);

@@ -88,7 +88,7 @@ TEST_F(OnMessageBuses, ACaptivePortalIsNotInternet) {
   constexpr const char* kPortal = "2";
   constexpr const char* kFull = "4";
   for (const bool again : {false, true}) {
-    // It returns in its initial state.
+    // A restarted manager is in its initial state.
     if (again) running.reset();
     std::size_t from = again ? mark() : 0;
     if (again) running = startManager();

@@ -31,7 +31,7 @@ using Units = std::vector<Unit>;
 /// Returns the units that `qtdemux` finds in a file, with `offset` added to all times.
 Units unitsOf(const std::string& path, media::ElementaryKind kind, double offset = 0);
 
-/// What the reader of a track returns: units of one kind or of both, and other events.
+/// The results of a track's reader: units of one kind or of both, and other events.
 struct Script {
   Units video{};
   Units audio{};

@@ -228,7 +228,6 @@ TEST(ImageSubtitles, SizesAreLimited) {
   }
 }
 
-/// What the decoder allocates for packets of a format, as the segments announce it.
 TEST(SubtitlePackets, LeaveOutWhatTheDecoderWouldAllocate) {
   media::SubtitlePackets discs(media::ImageSubtitleFormat::PGS);
   const std::string set = graphics(100, 64, 2, std::size_t{1} << 22);

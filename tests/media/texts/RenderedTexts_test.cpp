@@ -90,28 +90,28 @@ class RenderedTextsTest : public testing::Test {
 TEST_F(RenderedTextsTest, AreRenderedOncePerChange) {
   texts->setDocument(Source::External, script(event("1.00", "2.00", box(0, 0)) +
                                               event("3.00", "5.00", box(1, 1, "\\fad(1000,0)"))));
-  texts->want(0.5);
+  texts->renderAt(0.5);
   ASSERT_TRUE(waitForCount(1));
-  for (double time = 0; time < 0.99; time += 0.04) texts->want(time);
-  texts->want(1);
+  for (double time = 0; time < 0.99; time += 0.04) texts->renderAt(time);
+  texts->renderAt(1);
   ASSERT_TRUE(waitForCount(2));
   EXPECT_EQ(colorIn(cues->at(1.9), 0, 0), kGreen);
   EXPECT_TRUE(cues->at(0.9).empty());
   EXPECT_TRUE(cues->at(2).empty()) << "a rendering ends with its event";
-  for (double time = 1; time < 1.99; time += 0.04) texts->want(time);
-  texts->want(2.5);
+  for (double time = 1; time < 1.99; time += 0.04) texts->renderAt(time);
+  texts->renderAt(2.5);
   ASSERT_TRUE(waitForCount(3));
   EXPECT_EQ(renderings(), 3) << "nothing was rendered while nothing changed";
   std::uint32_t opacity = 0;
   for (int picture = 1; picture <= 4; ++picture) {
     const double time = 3 + picture * 0.2;
-    texts->want(time);
+    texts->renderAt(time);
     ASSERT_TRUE(waitForCount(3 + picture));
     const std::uint32_t color = colorIn(cues->at(time), 1, 1);
     EXPECT_GT(color >> 24, opacity) << "fades in";
     opacity = color >> 24;
   }
-  texts->want(0.5);
+  texts->renderAt(0.5);
   ASSERT_TRUE(waitForCount(8));
   EXPECT_TRUE(cues->at(0.5).empty()) << "after a seek back";
 }
@@ -119,7 +119,7 @@ TEST_F(RenderedTextsTest, AreRenderedOncePerChange) {
 TEST_F(RenderedTextsTest, FollowTheSelection) {
   texts->setDocument(Source::External, script(event("0.00", "9.00", box(0, 0))));
   texts->begin(script(""));
-  texts->want(1);
+  texts->renderAt(1);
   ASSERT_TRUE(waitForCount(1));
   EXPECT_EQ(colorIn(cues->at(1), 0, 0), kGreen);
   cues->show(Source::Media);

@@ -210,7 +210,7 @@ TEST(TransferLog, KeepsTheFirstFailureUntilMediaIsReceived) {
   record.addError({2}, "b", statusError(500));
   ASSERT_TRUE(record.failure());
   EXPECT_EQ(record.failure()->code, 404);
-  record.otherMediaReceived();
+  record.noteRecovery();
   EXPECT_FALSE(record.failure());
   for (int i = 0; i < 200; ++i) record.addError({3}, "c", statusError(500));
   EXPECT_EQ(record.errorLog().size(), 100u);

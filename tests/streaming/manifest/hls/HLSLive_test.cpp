@@ -180,11 +180,11 @@ TEST(HLSLive, ListsPartsBeforeTheirSegment) {
   EXPECT_EQ(reloadURL("http://host/a?b", *context.previous->reload),
             "http://host/a?b&_HLS_msn=6&_HLS_part=2&_HLS_skip=YES");
   const Segment last = *context.previous->segments->last({});
-  const auto hint = context.previous->segments->hinted(last);
+  const auto hint = context.previous->segments->preloadHintAfter(last);
   ASSERT_TRUE(hint);
   EXPECT_EQ(hint->resource.urls.front(), "http://host/path/6.2.mp4");
   EXPECT_EQ(hint->start, 6);
-  EXPECT_FALSE(context.previous->segments->hinted(*hint));
+  EXPECT_FALSE(context.previous->segments->preloadHintAfter(*hint));
   const struct {
     const char* name;
     std::string text;

@@ -138,7 +138,6 @@ TEST(TrackFeeder, OnlyTheLastOfSeveralSeeksIsAnswered) {
   EXPECT_EQ(fixture.read(1), Lines{"*v/11"});
 }
 
-/// Such as a file without an index.
 TEST(TrackFeeder, ReadsALongSegmentThroughAWindow) {
   constexpr std::size_t kSize = 50'000'000;
   for (const bool knowsRanges : {true, false}) {
