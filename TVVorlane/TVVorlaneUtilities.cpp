@@ -87,14 +87,14 @@ std::string_view offendingKey(const Value& params) {
   return {};
 }
 
-std::string abbreviation(const platform::Bytes& data) {
+std::string abbreviatedData(const platform::Bytes& data) {
   return platform::formatLog("<...> %lu bytes", data.size());
 }
 
-Value abbreviated(const Value& value) {
+Value withAbbreviatedData(const Value& value) {
   switch (value.kind()) {
     case Kind::Data:
-      return abbreviation(*value.asData());
+      return abbreviatedData(*value.asData());
     case Kind::Dictionary:
     case Kind::Array:
       return TVVorlaneUtilities::_containerWithAbbreviatedData(value);
@@ -158,7 +158,7 @@ Value TVVorlaneUtilities::_containerWithAbbreviatedData(const Value& container) 
     platform::Dictionary copy = *dictionary;
     for (const auto& [key, value] : *dictionary) {
       if (value.asData() || value.asDictionary() || value.asArray())
-        copy.set(key, abbreviated(value));
+        copy.set(key, withAbbreviatedData(value));
     }
     return copy;
   }
@@ -167,7 +167,7 @@ Value TVVorlaneUtilities::_containerWithAbbreviatedData(const Value& container) 
     for (std::size_t i = 0; i < array->size(); ++i) {
       const Value& value = (*array)[i];
       if (value.asData() || value.asDictionary() || value.asArray())
-        copy.set(i, abbreviated(value));
+        copy.set(i, withAbbreviatedData(value));
     }
     return copy;
   }

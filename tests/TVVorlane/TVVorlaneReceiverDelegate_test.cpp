@@ -126,19 +126,19 @@ TEST_F(ReceiverDelegateTest, DataIsAbbreviatedInEntryLines) {
   EXPECT_EQ(takeLog()[0], "vorlaneUISetProperty (any): " + text);
   perform("any", params);
   EXPECT_EQ(takeLog()[0], "vorlaneUIPerform (any): " + text);
-  using Delegate = TVVorlaneReceiverDelegate;
-  const std::pair<const char*, Status (Delegate::*)(const Dictionary&)> stops[] = {
-      {"vorlaneUIStopVideo: ", &Delegate::vorlaneUIStopVideo},
-      {"vorlaneUIStopAudio: ", &Delegate::vorlaneUIStopAudio},
-      {"vorlaneUIStopPresentation: ", &Delegate::vorlaneUIStopPresentation}};
+  using Receiver = TVVorlaneReceiverDelegate;
+  const std::pair<const char*, Status (Receiver::*)(const Dictionary&)> stops[] = {
+      {"vorlaneUIStopVideo: ", &Receiver::vorlaneUIStopVideo},
+      {"vorlaneUIStopAudio: ", &Receiver::vorlaneUIStopAudio},
+      {"vorlaneUIStopPresentation: ", &Receiver::vorlaneUIStopPresentation}};
   for (const auto& [name, stop] : stops) {
     box.call([&, call = stop] { return (*delegate.*call)(params); });
     EXPECT_EQ(takeLog()[0], name + text);
   }
-  const std::pair<const char*, Status (Delegate::*)(const Dictionary&, Dictionary*)> starts[] = {
-      {"vorlaneUIStartVideo: ", &Delegate::vorlaneUIStartVideo},
-      {"vorlaneUIStartAudio: ", &Delegate::vorlaneUIStartAudio},
-      {"vorlaneUIStartPresentation: ", &Delegate::vorlaneUIStartPresentation}};
+  const std::pair<const char*, Status (Receiver::*)(const Dictionary&, Dictionary*)> starts[] = {
+      {"vorlaneUIStartVideo: ", &Receiver::vorlaneUIStartVideo},
+      {"vorlaneUIStartAudio: ", &Receiver::vorlaneUIStartAudio},
+      {"vorlaneUIStartPresentation: ", &Receiver::vorlaneUIStartPresentation}};
   Dictionary options = params;
   options.set("Content-Location", kVideoURL);
   for (const auto& [name, start] : starts) {

@@ -221,12 +221,12 @@ TEST_P(ColorBars, AreShownAsDefined) {
   }
 }
 
-std::string nameOf(const testing::TestParamInfo<Clip>& clip) {
+std::string nameOfColorClip(const testing::TestParamInfo<Clip>& clip) {
   const std::string name = clip.param.name;
   return name.substr(0, name.find('.'));
 }
 
-INSTANTIATE_TEST_SUITE_P(All, ColorBars, testing::ValuesIn(kClips), nameOf);
+INSTANTIATE_TEST_SUITE_P(All, ColorBars, testing::ValuesIn(kClips), nameOfColorClip);
 
 }  // namespace
 }  // namespace testing_media

@@ -199,13 +199,13 @@ TEST_P(Formats, PlayToTheEnd) {
   EXPECT_EQ(harness.misplacedEvents(), 0);
 }
 
-std::string nameOf(const testing::TestParamInfo<Format>& format) {
+std::string nameOfFormat(const testing::TestParamInfo<Format>& format) {
   std::string name = format.param.name;
   std::replace(name.begin(), name.end(), '.', '_');
   return name;
 }
 
-INSTANTIATE_TEST_SUITE_P(All, Formats, testing::ValuesIn(kFormats), nameOf);
+INSTANTIATE_TEST_SUITE_P(All, Formats, testing::ValuesIn(kFormats), nameOfFormat);
 
 }  // namespace
 }  // namespace testing_media

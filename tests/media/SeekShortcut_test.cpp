@@ -12,7 +12,7 @@ using namespace std::string_literals;
 const std::string kDelimiter = "\x09\xf0";
 const std::string kDisposable = "\x01picture";
 const std::string kReferred = "\x41picture";
-const std::string kKey = "\x65picture";
+const std::string kKeyPicture = "\x65picture";
 
 std::string withLengths(std::initializer_list<std::string> parts) {
   std::string bytes;
@@ -40,7 +40,7 @@ TEST(SeekShortcut, RecognisesDisposablePictures) {
       {"disposable", {kDelimiter, kDisposable}, true},
       {"of several slices", {kDisposable, kDisposable}, true},
       {"referred to", {kDelimiter, kReferred}, false},
-      {"a key picture", {kKey}, false},
+      {"a key picture", {kKeyPicture}, false},
       {"its second field is referred to", {kDisposable, kReferred}, false},
       {"no picture at all", {kDelimiter}, false},
       {"nothing", {}, false},

@@ -6,13 +6,13 @@ namespace vorlanectl {
 
 namespace {
 
-int start(Connection& box, const Arguments& arguments) {
+int startAudio(Connection& box, const Arguments& arguments) {
   Json params = {{"sessionID", newSessionID(arguments)}};
   addParameters(params, arguments);
   return startSession(box, "StartAudio", params);
 }
 
-int stop(Connection& box, const Arguments& arguments) {
+int stopAudio(Connection& box, const Arguments& arguments) {
   Json params = sessionParameters(arguments);
   addParameters(params, arguments);
   Answer answer =
@@ -37,7 +37,8 @@ int audio(Connection& box, const Arguments& arguments) {
   if (words.size() != (isProgress ? 3 : 1)) {
     throw UsageError("usage: vorlanectl audio start|progress ELAPSED DURATION|stop");
   }
-  if (!isProgress) return words[0] == "start" ? start(box, arguments) : stop(box, arguments);
+  if (!isProgress)
+    return words[0] == "start" ? startAudio(box, arguments) : stopAudio(box, arguments);
   if (arguments.has("--session") || arguments.has("--param"))
     throw UsageError("audio progress applies to the current stream and takes no options");
   return progress(box, parseNumber(words[1], "ELAPSED"), parseNumber(words[2], "DURATION"));
