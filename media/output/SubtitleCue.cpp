@@ -29,6 +29,12 @@ void truncate(std::string& text, std::size_t limit) {
   text.resize(limit);
 }
 
+/// A replaced byte is longer, so the length is limited afterwards.
+void boundName(std::string& name) {
+  if (!platform::isValidText(name)) name = platform::replacingInvalidText(name);
+  truncate(name, kMaxNameBytes);
+}
+
 bool isCharacter(char32_t value) { return value < 0xD800 || (value > 0xDFFF && value <= 0x10FFFF); }
 
 bool isUsable(const CueImage& image) {
@@ -71,20 +77,17 @@ void SubtitleLook::put(const SubtitleLook& over) {
 }
 
 void bound(SubtitleCue& cue) {
-  truncate(cue.text, kMaxCueBytes);
-  truncate(cue.identifier, kMaxNameBytes);
   if (!platform::isValidText(cue.text)) {
     cue.text = platform::replacingInvalidText(cue.text);
     cue.spans.clear();
   }
+  truncate(cue.text, kMaxCueBytes);
+  boundName(cue.identifier);
   settleSpans(cue);
   for (SubtitleSpan& span : cue.spans) {
-    for (std::string* name : {&span.element, &span.annotation, &span.ruby}) {
-      truncate(*name, kMaxNameBytes);
-      if (!platform::isValidText(*name)) *name = platform::replacingInvalidText(*name);
-    }
+    for (std::string* name : {&span.element, &span.annotation, &span.ruby}) boundName(*name);
     if (span.classes.size() > kMaxSpanClasses) span.classes.resize(kMaxSpanClasses);
-    for (std::string& name : span.classes) truncate(name, kMaxNameBytes);
+    for (std::string& name : span.classes) boundName(name);
     if (span.look.emphasis && !isCharacter(*span.look.emphasis)) span.look.emphasis.reset();
   }
   if (cue.look.emphasis && !isCharacter(*cue.look.emphasis)) cue.look.emphasis.reset();

@@ -13,6 +13,7 @@
 #include "media/texts/TTMLText.h"
 #include "media/texts/WebVTTText.h"
 #include "media/texts/ass/AssRenderer.h"
+#include "platform/foundation/Utf8.h"
 
 namespace media {
 namespace {
@@ -88,7 +89,8 @@ std::string utf8Of(std::string_view bytes) {
     return std::string(bytes);
   std::string text = decodedText(bytes);
   std::erase(text, '\0');
-  return text;
+  // iconv() accepts UTF-8 of characters above U+10FFFF.
+  return platform::isValidText(text) ? text : platform::replacingInvalidText(text);
 }
 
 std::optional<TextContent> contentOfText(std::string_view bytes) {

@@ -100,6 +100,18 @@ TEST(TextMessages, EncodingAndDecodingPreserveCues) {
   }
 }
 
+TEST(TextMessages, CuesWithinTheLimitsAreAccepted) {
+  const std::string invalid(1000, '\xff');
+  SubtitleCue cue;
+  cue.text = "text";
+  cue.identifier = invalid;
+  cue.spans = {{0, 4, invalid, {invalid}, invalid, invalid, {}}};
+  bound(cue);
+  const auto found = decoded(encoded(changeOf(Kind::Add, {cue})));
+  ASSERT_TRUE(found);
+  EXPECT_EQ(*found->cues.at(0), cue);
+}
+
 TEST(TextMessages, RejectsInvalidMessages) {
   const auto good = encoded(changeOf(Kind::Add, {everything()}));
   // All shorter messages, and a longer one.

@@ -80,6 +80,11 @@ TEST(Subtitles, AreReadWithStylesAndLayout) {
        utf16Of("WEBVTT\n\n00:01.000 --> 00:02.000\nh") + std::string("\0\xd8", 2) +
            std::string("i\0", 2),
        "1+1 h\ufffdi"},
+      // uchardet detects UTF-8, and iconv() accepts characters that UTF-8 does not have.
+      {"a character above U+10FFFF",
+       "\xef\xbb\xbf"
+       "00:01,0 --> 00:02,0\n\xd0\xcf\xf4\x90\x80\x80|",
+       "1+1 \ufffd\ufffd\ufffd\ufffd\ufffd\ufffd|"},
       {"an unknown format", "#EXTM3U\n", "nothing"},
       {"empty", "", "nothing"},
   };
