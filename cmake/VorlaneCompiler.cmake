@@ -27,6 +27,11 @@ if(VORLANE_SANITIZE)
   add_link_options(-fsanitize=${VORLANE_SANITIZE})
 endif()
 
+if(VORLANE_FUZZ)
+  # libFuzzer uses the counters, fuzz/support/InputMeter the guards.
+  add_compile_options(-fsanitize=fuzzer-no-link -fsanitize-coverage=trace-pc-guard)
+endif()
+
 if(VORLANE_COVERAGE)
   add_compile_options(--coverage)
   add_link_options(--coverage)
