@@ -41,7 +41,7 @@ int main(int count, char** arguments) {
   tvvorlane::Client box;
   bool open = false, over = false;
   box.onEvent([&](std::string_view name, const tvvorlane::Value& info) {
-    const double position = info["playbackInfo"]["position"].real();
+    const double position = info["position"].real();
     std::printf("%.*s, at %.1f s\n", static_cast<int>(name.size()), name.data(), position);
     over = name == "stopped";
   });

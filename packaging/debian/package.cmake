@@ -78,6 +78,24 @@ TVVorlane, without copying them.
 This package contains a static library and its header, for C and C++."
   "libstdc++-12-dev | libstdc++-dev")
 
+if(VORLANE_UPNP)
+  list(APPEND CPACK_COMPONENTS_ALL upnp)
+  vorlane_package(upnp tvvorlane-upnp video
+    "UPnP AV renderer on TVVorlane"
+    "Phones, computers and media servers on the local network find the TV as a
+UPnP AV (\"DLNA\") renderer, and play video and music on it.
+.
+UPnP has no passwords: everyone on the network can use the TV. Nothing is
+started until the unit tvvorlane-upnp is enabled."
+    "tvvorlane (= ${this_version}), libtvvorlane-client0 (= ${this_version})")
+  set(CPACK_DEBIAN_UPNP_PACKAGE_SHLIBDEPS ON)
+  # The library of the other package is not installed yet.
+  set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/client)
+  set(CPACK_DEBIAN_UPNP_PACKAGE_CONTROL_EXTRA
+    ${CMAKE_CURRENT_LIST_DIR}/upnp/postinst ${CMAKE_CURRENT_LIST_DIR}/upnp/prerm
+    ${CMAKE_CURRENT_LIST_DIR}/upnp/postrm)
+endif()
+
 # Files of all packages.
 set(changelog ${CMAKE_CURRENT_BINARY_DIR}/debian/changelog.Debian)
 configure_file(${CMAKE_CURRENT_LIST_DIR}/copyright ${CMAKE_CURRENT_BINARY_DIR}/debian/copyright
