@@ -44,7 +44,7 @@ class Box:
         self.control_program = os.path.join(programs, "vorlanectl")
         self.socket = os.path.join(folder, "receiver.sock")
         self.log = os.path.join(folder, "log")
-        environment = dict(os.environ, SDL_VIDEODRIVER="dummy")
+        environment = dict(os.environ, SDL_VIDEODRIVER="dummy", **self.environment())
         environment.pop("DISPLAY", None)
         with contextlib.suppress(FileNotFoundError):
             os.remove(self.socket)
@@ -54,6 +54,10 @@ class Box:
                  *options], env=environment, stdout=subprocess.DEVNULL, stderr=log)
         stack.callback(self.end)
         self.until("receiver socket", lambda: os.path.exists(self.socket))
+
+    def environment(self):
+        """Variables for the program."""
+        return {}
 
     def end(self):
         self.process.kill()

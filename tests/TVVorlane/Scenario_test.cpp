@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/TVVorlane/SimScenarioBox.h"
+#include "tests/scenarios/sim/SimScenarioBox.h"
 #include "tests/scenarios/ScenarioRunner.h"
 
 namespace {

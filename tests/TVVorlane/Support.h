@@ -21,6 +21,7 @@
 #include "sim/Box.h"
 #include "sim/MediaEngine.h"
 #include "sim/MediaLibrary.h"
+#include "tests/TVVorlane/Application.h"
 
 using namespace std::chrono_literals;
 using platform::Array;
@@ -150,17 +151,6 @@ inline Dictionary videoOptions(std::uint32_t sessionID, const Dictionary& more =
   Dictionary options{{"Content-Location", kVideoURL}, {"sessionID", sessionID}, {"uuid", "U1"}};
   options.merge(more);
   return options;
-}
-
-/// The application, configured like in main().
-inline platform::Application applicationOf(
-    std::shared_ptr<platform::ApplicationDelegate> delegate) {
-  platform::Application application;
-  application.delegate = std::move(delegate);
-  application.makeRootViewController = [] {
-    return std::make_shared<TVVorlaneMediaViewController>();
-  };
-  return application;
 }
 
 /// A box with two videos of 100 s. Its host shows the root view controller of the application.

@@ -105,6 +105,7 @@ std::optional<std::string> ScenarioRunner::run() {
 }
 
 std::string ScenarioRunner::_withVariables(const std::string& text) {
+  if (text.find('$') == std::string::npos) return text;
   static const std::regex kVariable(R"re(\$([a-z]+)\.([A-Za-z_]+))re");
   static const std::regex kMedia(R"re(\$media/)re");
   std::string result;

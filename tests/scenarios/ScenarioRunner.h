@@ -20,6 +20,13 @@ class ScenarioRunner {
   /// events so far.
   std::optional<std::string> run();
 
+  /// Executes one step. Throws Failure.
+  void take(const std::string& step) { _do(_withVariables(step)); }
+  /// Sets the variable that steps use as `$NAME.KEY`.
+  void setVariable(const std::string& name, const platform::Dictionary& value) {
+    _variables[name] = value;
+  }
+
  private:
   void _do(const std::string& text);
   void _expect(const std::string& what, std::string_view rest);

@@ -3,20 +3,17 @@
 #include <chrono>
 #include <map>
 #include <memory>
+#include <vector>
 
 #include "TVVorlane/TVVorlaneAppDelegate.h"
 #include "sim/Box.h"
 #include "tests/scenarios/ScenarioBox.h"
 
 /// Runs the whole application on the box in memory, controlled by a scenario.
-///
-/// Keys of a media script: "duration" in seconds; "sound": audio only; "requests": [{"url", "kind"
-/// ("resource" or "key"), "position" (missing: during the load), "keyFailure" (code of a URL
-/// error)}].
 class SimScenarioBox final : public scenarios::ScenarioBox {
  public:
   /// Throws scenarios::Failure if the application does not launch.
-  SimScenarioBox();
+  explicit SimScenarioBox(sim::BoxOptions options = {});
   ~SimScenarioBox() override;
 
   bool isReal() const override { return false; }
@@ -41,6 +38,13 @@ class SimScenarioBox final : public scenarios::ScenarioBox {
   void host(const std::vector<std::string>& words) override;
   void system(const std::vector<std::string>& words) override;
 
+  sim::Box& box() { return _box; }
+  const TVVorlaneAppDelegate& application() const { return *_application; }
+  /// Number of calls that were begun and have not returned.
+  std::size_t runningCalls() const;
+  /// Advances the time until all begun calls have returned. Throws if one cannot return.
+  void finishCalls();
+
  private:
   scenarios::Answer _make(const scenarios::Call& call);
   void _send(platform::InputEvent event);
@@ -49,7 +53,7 @@ class SimScenarioBox final : public scenarios::ScenarioBox {
 
   sim::Box _box;
   std::shared_ptr<TVVorlaneAppDelegate> _application = std::make_shared<TVVorlaneAppDelegate>();
-  std::optional<sim::ReceiverCall<scenarios::Answer>> _begun;
+  std::vector<sim::ReceiverCall<scenarios::Answer>> _begun;
   std::vector<scenarios::Event> _events;
   std::size_t _logLine = 0;
   std::map<std::string, std::size_t> _journalRead;  // entries read so far, by prefix

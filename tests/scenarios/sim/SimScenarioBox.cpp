@@ -1,59 +1,26 @@
-#include "tests/TVVorlane/SimScenarioBox.h"
+#include "tests/scenarios/sim/SimScenarioBox.h"
 
+#include <algorithm>
 #include <functional>
 #include <iterator>
 
 #include "TVVorlane/TVVorlanePresentationSession.h"
+#include "TVVorlane/TVVorlaneSessionManager.h"
 #include "TVVorlane/screens/TVVorlanePresentationView.h"
-#include "tests/TVVorlane/Support.h"
+#include "sim/MediaLibrary.h"
+#include "tests/TVVorlane/Application.h"
 #include "tests/platform/ui/Support.h"
+#include "tests/scenarios/sim/SimMediaScript.h"
+#include "tests/scenarios/sim/SimSystem.h"
 
-using platform::Error;
+using platform::Dictionary;
+using platform::Value;
 using scenarios::Answer;
 using scenarios::Call;
 using scenarios::Event;
 using scenarios::Failure;
 
 namespace {
-
-double number(const Value& value) {
-  if (!value.asNumber()) throw Failure("a number was expected in the script");
-  return value.asNumber()->doubleValue();
-}
-
-sim::MediaScript::Request request(const Dictionary& fields) {
-  using Kind = sim::MediaScript::Request::Kind;
-  sim::MediaScript::Request request;
-  request.url = fields.string("url").value_or("");
-  request.kind = fields.string("kind") == "key" ? Kind::Key : Kind::Resource;
-  if (fields.contains("position")) request.position = number(fields.get("position"));
-  if (fields.contains("keyFailure"))
-    request.keyFailure = {std::string(platform::kURLErrorDomain),
-                          static_cast<std::int64_t>(number(fields.get("keyFailure"))),
-                          {},
-                          {},
-                          {}};
-  return request;
-}
-
-sim::MediaScript mediaScript(const Dictionary& fields) {
-  sim::MediaScript script;
-  for (const auto& [key, value] : fields) {
-    if (key == "duration") {
-      script.duration = number(value);
-    } else if (key == "sound") {
-      script.tracks = {{1, "audio", "aac", true}};
-    } else if (key == "requests" && value.asArray()) {
-      for (const auto& entry : *value.asArray()) {
-        if (!entry.asDictionary()) throw Failure("a dictionary was expected in the script");
-        script.requests.push_back(request(*entry.asDictionary()));
-      }
-    } else {
-      throw Failure("a medium has no '" + key + "'");
-    }
-  }
-  return script;
-}
 
 /// Makes the call with a given name.
 using Maker = std::function<Answer(VorlaneReceiverUIDelegate&, const Call&)>;
@@ -121,7 +88,7 @@ TVVorlaneSessionManager& manager() { return *TVVorlaneSessionManager::sharedInst
 
 }  // namespace
 
-SimScenarioBox::SimScenarioBox() {
+SimScenarioBox::SimScenarioBox(sim::BoxOptions options) : _box(options) {
   if (!_box.launch(applicationOf(_application))) throw Failure("the application did not launch");
   _box.clearLog();
 }
@@ -129,7 +96,7 @@ SimScenarioBox::SimScenarioBox() {
 SimScenarioBox::~SimScenarioBox() = default;
 
 void SimScenarioBox::addMedia(const std::string& name, const Dictionary& script) {
-  _box.mediaLibrary().add(mediaRoot() + "/" + name, mediaScript(script));
+  _box.mediaLibrary().add(mediaRoot() + "/" + name, simMediaScript(script));
 }
 
 Answer SimScenarioBox::_make(const Call& call) {
@@ -145,12 +112,22 @@ Answer SimScenarioBox::call(const Call& call) {
 }
 
 void SimScenarioBox::begin(const Call& call) {
-  _begun = _box.beginCall([this, call] { return _make(call); });
+  std::erase_if(_begun, [](const auto& earlier) { return earlier.done(); });
+  _begun.push_back(_box.beginCall([this, call] { return _make(call); }));
 }
 
 std::optional<std::int32_t> SimScenarioBox::statusOfBegun() {
-  if (!_begun) throw Failure("no call was begun");
-  return _begun->done() ? std::optional(_begun->result().status) : std::nullopt;
+  if (_begun.empty()) throw Failure("no call was begun");
+  return _begun.back().done() ? std::optional(_begun.back().result().status) : std::nullopt;
+}
+
+std::size_t SimScenarioBox::runningCalls() const {
+  return static_cast<std::size_t>(
+      std::count_if(_begun.begin(), _begun.end(), [](const auto& call) { return !call.done(); }));
+}
+
+void SimScenarioBox::finishCalls() {
+  for (const auto& call : _begun) _box.finish(call);
 }
 
 std::optional<Event> SimScenarioBox::nextEvent() {
@@ -257,7 +234,6 @@ void SimScenarioBox::host(const std::vector<std::string>& words) {
 }
 
 void SimScenarioBox::system(const std::vector<std::string>& words) {
-  if (words != std::vector<std::string>{"sleep"}) throw Failure("the system does no such thing");
-  _box.systemNotifications().deliver(platform::TVSPowerManagerDeviceWillSleepNotification);
+  simulateSystem(_box, words);
   _box.run();
 }
