@@ -63,7 +63,14 @@ std::vector<std::string> soundServerSockets() {
 /// All functions run with the lock of the loop held.
 class SoundServer::Connection {
  public:
-  explicit Connection(const Events& events) : _events(events), _loop(pa_threaded_mainloop_new()) {
+  /// Null without descriptors for the loop.
+  static std::unique_ptr<Connection> make(const Events& events) {
+    pa_threaded_mainloop* const loop = pa_threaded_mainloop_new();
+    return loop ? std::make_unique<Connection>(events, loop) : nullptr;
+  }
+
+  /// Takes `loop`.
+  Connection(const Events& events, pa_threaded_mainloop* loop) : _events(events), _loop(loop) {
     _api = pa_threaded_mainloop_get_api(_loop);
     for (std::string& path : soundServerSockets()) {
       Socket& socket = _sockets.emplace_back(this, std::move(path));
@@ -299,7 +306,9 @@ SoundServer::SoundServer(Events events) : _events(std::move(events)) {}
 SoundServer::~SoundServer() = default;
 
 void SoundServer::start() {
-  if (!_connection) _connection = std::make_unique<Connection>(_events);
+  if (_connection) return;
+  _connection = Connection::make(_events);
+  if (!_connection && _events.connectionChanged) _events.connectionChanged(false);
 }
 
 void SoundServer::stop() { _connection.reset(); }

@@ -4,14 +4,17 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
+#include "box/sound/SoundServer.h"
 #include "tests/box/sound/SoundServerProcess.h"
 
 namespace box {
@@ -43,6 +46,22 @@ TEST(RoutesOfSinks, IdentifySpeakersAndTheDefaultRoute) {
     }
     EXPECT_EQ(text, one.text);
   }
+}
+
+void startWithoutDescriptors() {
+  constexpr rlimit kNone{0, 0};
+  if (setrlimit(RLIMIT_NOFILE, &kNone) != 0) std::_Exit(2);
+  int answers = 0;
+  SoundServer server({[&](bool connected) { answers += connected ? 10 : 1; }, nullptr});
+  server.start();
+  server.fetchSinks([&](const auto& sinks) { answers += sinks ? 10 : 1; });
+  server.selectSink("any");
+  std::_Exit(answers == 2 ? 0 : 1);
+}
+
+TEST(SoundServerTest, IsNotConnectedWithoutDescriptors) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(startWithoutDescriptors(), testing::ExitedWithCode(0), "");
 }
 
 class SoundRoutesTest : public testing::Test {
