@@ -5,6 +5,8 @@
 #include <string_view>
 #include <utility>
 
+#include "media/captions/CaptionText.h"
+
 namespace media {
 namespace {
 
@@ -58,20 +60,6 @@ std::size_t rowOf(std::uint8_t first, std::uint8_t second) {
   static constexpr std::array<std::uint8_t, 8> rows{10, 0, 2, 11, 13, 4, 6, 8};
   const std::size_t row = rows[first & 7];
   return (second & 0x20) != 0 && first != 0x10 ? row + 1 : row;
-}
-
-void append(std::string& text, char16_t character) {
-  const auto byte = [&](unsigned value) { text += static_cast<char>(value); };
-  if (character < 0x80) {
-    byte(character);
-  } else if (character < 0x800) {
-    byte(0xc0u | character >> 6);
-    byte(0x80u | (character & 0x3fu));
-  } else {
-    byte(0xe0u | character >> 12);
-    byte(0x80u | (character >> 6 & 0x3fu));
-    byte(0x80u | (character & 0x3fu));
-  }
 }
 
 }  // namespace
@@ -232,7 +220,8 @@ std::string Cea608Decoder::_textOf(const Page& page) const {
     const auto end = std::find_if(row.rbegin(), row.rend(), isVisible).base();
     if (begin == row.end()) continue;
     if (!text.empty()) text += '\n';
-    for (auto each = begin; each != end; ++each) append(text, *each != u'\0' ? *each : u' ');
+    for (auto each = begin; each != end; ++each)
+      appendCaptionCharacter(text, *each != u'\0' ? *each : u' ');
   }
   return text;
 }

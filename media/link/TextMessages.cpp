@@ -18,6 +18,7 @@ constexpr std::size_t kPartBytes = std::size_t{1} << 20;
 constexpr std::size_t kNameBytes = 256;
 constexpr std::size_t kMaxClasses = 16;
 constexpr std::size_t kMaxSpans = 64;
+constexpr std::size_t kMaxMoments = 2;
 constexpr std::size_t kMaxImages = 16;
 constexpr std::int32_t kMaxPixels = 1 << 16;
 
@@ -70,7 +71,8 @@ std::optional<platform::Color> takeColor(WireReader& reader) {
 void put(WireWriter& writer, const SubtitleLook& look) {
   put(writer, look.color);
   put(writer, look.background);
-  writer.put(look.size).put(look.bold).put(look.italic).put(look.underline).put(look.edge);
+  writer.put(look.size).put(look.bold).put(look.italic).put(look.underline).put(look.isHidden);
+  writer.put(look.edge);
   writer.put(look.emphasis.has_value());
   if (look.emphasis) writer.put(static_cast<std::uint32_t>(*look.emphasis));
   writer.put(look.annotationSide);
@@ -85,6 +87,7 @@ SubtitleLook takeLook(WireReader& reader) {
   look.bold = reader.takeOptional(flag);
   look.italic = reader.takeOptional(flag);
   look.underline = reader.takeOptional(flag);
+  look.isHidden = reader.takeOptional(flag);
   look.edge =
       reader.takeOptional([](WireReader& from) { return from.takeEnum(TextEdge::Depressed); });
   look.emphasis = reader.takeOptional(
@@ -94,6 +97,14 @@ SubtitleLook takeLook(WireReader& reader) {
   return look;
 }
 
+SpanMoment takeMoment(WireReader& reader) {
+  SpanMoment moment;
+  moment.kind = reader.takeEnum(SpanMoment::Kind::Future);
+  moment.time = reader.takeFinite();
+  moment.look = takeLook(reader);
+  return moment;
+}
+
 void put(WireWriter& writer, const SubtitleSpan& span) {
   writer.put(static_cast<std::uint32_t>(span.begin)).put(static_cast<std::uint32_t>(span.end));
   writer.put(truncated(span.element)).put(truncated(span.annotation)).put(truncated(span.ruby));
@@ -101,6 +112,10 @@ void put(WireWriter& writer, const SubtitleSpan& span) {
   writer.putCount(classes);
   for (std::size_t index = 0; index < classes; ++index) writer.put(truncated(span.classes[index]));
   put(writer, span.look);
+  writer.putList(span.moments, [](WireWriter& to, const SpanMoment& each) {
+    to.put(each.kind).put(each.time);
+    put(to, each.look);
+  });
 }
 
 SubtitleSpan takeSpan(WireReader& reader) {
@@ -112,6 +127,7 @@ SubtitleSpan takeSpan(WireReader& reader) {
   span.ruby = takeName(reader);
   span.classes = reader.takeList(kMaxClasses, takeName);
   span.look = takeLook(reader);
+  span.moments = reader.takeList(kMaxMoments, takeMoment);
   return span;
 }
 
@@ -187,7 +203,7 @@ CueImage takeImage(WireReader& reader) {
 }
 
 void putCue(WireWriter& writer, const std::shared_ptr<const SubtitleCue>& cue) {
-  writer.put(cue->start).put(cue->duration).put(cue->endsAtNext);
+  writer.put(cue->start).put(cue->duration).put(cue->endsAtNext).put(cue->order);
   writer.put(cue->text).put(truncated(cue->identifier));
   put(writer, cue->look);
   writer.putList(cue->spans, [](WireWriter& to, const SubtitleSpan& each) { put(to, each); });
@@ -202,6 +218,7 @@ std::shared_ptr<const SubtitleCue> takeCue(WireReader& reader) {
   cue.start = reader.takeFinite();
   cue.duration = reader.takeFinite();
   cue.endsAtNext = reader.take<bool>();
+  cue.order = reader.take<std::int32_t>();
   cue.text = reader.takeText();
   cue.identifier = takeName(reader);
   cue.look = takeLook(reader);

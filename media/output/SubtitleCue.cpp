@@ -12,6 +12,7 @@ constexpr std::size_t kMaxCueBytes = 4000;
 constexpr std::size_t kMaxCueSpans = 64;
 constexpr std::size_t kMaxNameBytes = 256;
 constexpr std::size_t kMaxSpanClasses = 16;
+constexpr std::size_t kMaxMoments = 2;
 constexpr std::size_t kImageLimit = 16;
 constexpr int kCanvasLimit = 8192;
 
@@ -36,6 +37,10 @@ void boundName(std::string& name) {
 }
 
 bool isCharacter(char32_t value) { return value < 0xD800 || (value > 0xDFFF && value <= 0x10FFFF); }
+
+void removeInvalidMark(SubtitleLook& look) {
+  if (look.emphasis && !isCharacter(*look.emphasis)) look.emphasis.reset();
+}
 
 bool isUsable(const CueImage& image) {
   if (image.canvasWidth <= 0 || image.canvasHeight <= 0 || image.width <= 0 || image.height <= 0)
@@ -71,6 +76,7 @@ void SubtitleLook::put(const SubtitleLook& over) {
   replace(bold, over.bold);
   replace(italic, over.italic);
   replace(underline, over.underline);
+  replace(isHidden, over.isHidden);
   replace(edge, over.edge);
   replace(emphasis, over.emphasis);
   replace(annotationSide, over.annotationSide);
@@ -87,10 +93,12 @@ void bound(SubtitleCue& cue) {
   for (SubtitleSpan& span : cue.spans) {
     for (std::string* name : {&span.element, &span.annotation, &span.ruby}) boundName(*name);
     if (span.classes.size() > kMaxSpanClasses) span.classes.resize(kMaxSpanClasses);
+    if (span.moments.size() > kMaxMoments) span.moments.resize(kMaxMoments);
     for (std::string& name : span.classes) boundName(name);
-    if (span.look.emphasis && !isCharacter(*span.look.emphasis)) span.look.emphasis.reset();
+    removeInvalidMark(span.look);
+    for (SpanMoment& moment : span.moments) removeInvalidMark(moment.look);
   }
-  if (cue.look.emphasis && !isCharacter(*cue.look.emphasis)) cue.look.emphasis.reset();
+  removeInvalidMark(cue.look);
   std::size_t bytes = 0;
   std::erase_if(cue.images, [&](const CueImage& image) {
     if (!isUsable(image)) return true;
@@ -114,11 +122,28 @@ void trim(SubtitleCue& cue) {
   settleSpans(cue);
 }
 
+void settleMoments(SubtitleCue& cue, double seconds) {
+  for (SubtitleSpan& span : cue.spans) {
+    for (const SpanMoment& moment : span.moments)
+      if (moment.isAt(seconds - cue.start)) span.look = moment.look;
+    span.moments.clear();
+  }
+}
+
+int passedMoments(const SubtitleCue& cue, double seconds) {
+  int count = 0;
+  for (const SubtitleSpan& span : cue.spans)
+    for (const SpanMoment& moment : span.moments)
+      if (seconds - cue.start >= moment.time) ++count;
+  return count;
+}
+
 std::size_t bytesOf(const SubtitleCue& cue) {
   std::size_t bytes = sizeof cue + cue.text.size() + cue.identifier.size() + imageBytesOf(cue);
   for (const SubtitleSpan& each : cue.spans) {
     bytes += sizeof each + each.element.size() + each.annotation.size() + each.ruby.size();
     for (const std::string& name : each.classes) bytes += sizeof(std::string) + name.size();
+    bytes += each.moments.size() * sizeof(SpanMoment);
   }
   return bytes;
 }

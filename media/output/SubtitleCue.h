@@ -28,6 +28,7 @@ struct SubtitleLook {
   std::optional<bool> bold;
   std::optional<bool> italic;
   std::optional<bool> underline;
+  std::optional<bool> isHidden;      ///< takes its space, but is not drawn
   std::optional<TextEdge> edge;      ///< only for a whole cue
   std::optional<char32_t> emphasis;  ///< a mark beside each character; 0: none
   std::optional<AnnotationSide> annotationSide;
@@ -37,16 +38,31 @@ struct SubtitleLook {
   friend bool operator==(const SubtitleLook&, const SubtitleLook&) = default;
 };
 
+/// The look of a span before or after the time stamps of a WebVTT text.
+struct SpanMoment {
+  enum class Kind { Past, Future };
+  Kind kind = Kind::Past;
+  /// When the past begins or the future ends, in seconds after the start of the cue.
+  double time = 0;
+  SubtitleLook look;
+  bool isAt(double secondsOfCue) const {
+    return kind == Kind::Past ? secondsOfCue >= time : secondsOfCue < time;
+  }
+  friend bool operator==(const SpanMoment&, const SpanMoment&) = default;
+};
+
 /// A marked range of a cue's text, in bytes. Spans may be nested; an inner span comes after its
 /// outer span.
 struct SubtitleSpan {
   std::size_t begin = 0;
   std::size_t end = 0;
-  std::string element;               ///< such as "b", "c" or "v"; style rules select by it
+  /// Such as "b", "c" or "v"; style rules select by it. Empty: a text between time stamps.
+  std::string element;
   std::vector<std::string> classes;  ///< without dots
-  std::string annotation;            ///< of a "v" element: the speaker
+  std::string annotation;            ///< of "v": the speaker; of "lang": the language
   std::string ruby;  ///< small text beside the range; `look` is the look of this text
   SubtitleLook look;
+  std::vector<SpanMoment> moments;  ///< at most one of each kind
   friend bool operator==(const SubtitleSpan&, const SubtitleSpan&) = default;
 };
 
@@ -124,6 +140,8 @@ struct SubtitleCue {
   CueLayout layout{};
   std::vector<CueImage> images{};
   bool endsAtNext = false;  ///< ends at the start of the next cue, if that is before its own end
+  /// The order of cues at the same time. Cues of the same number are in the order of their starts.
+  std::int32_t order = 0;
 
   bool isEmpty() const { return text.empty() && images.empty(); }
   friend bool operator==(const SubtitleCue&, const SubtitleCue&) = default;
@@ -134,6 +152,10 @@ struct SubtitleCue {
 void bound(SubtitleCue& cue);
 /// Removes white space at both ends and adapts the spans.
 void trim(SubtitleCue& cue);
+/// Sets the looks of the spans to those of a time, and removes the moments.
+void settleMoments(SubtitleCue& cue, double seconds);
+/// Returns how many moments of the cue have begun or ended at that time.
+int passedMoments(const SubtitleCue& cue, double seconds);
 std::size_t imageBytesOf(const SubtitleCue& cue);
 /// Returns an estimate of the bytes of the whole cue.
 std::size_t bytesOf(const SubtitleCue& cue);

@@ -58,6 +58,8 @@ Cues SubtitleCues::at(double seconds) const {
     if ((!hasEnd || cue.endsAtNext) && std::next(each) != last) continue;
     if (!cue.isEmpty()) found.push_back(*each);
   }
+  std::stable_sort(found.begin(), found.end(),
+                   [](const auto& one, const auto& other) { return one->order < other->order; });
   const auto rendering =
       std::find_if(_renderings.rbegin(), _renderings.rend(), [&](const auto& each) {
         return seconds >= each->start && seconds < each->start + each->duration;

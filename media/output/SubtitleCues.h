@@ -67,7 +67,8 @@ class SubtitleCues {
   /// A number that is unique in the process. Never 0.
   std::uint64_t identity() const { return _identity; }
 
-  /// Returns the cues at that time, by their starts, and after them the newest rendering for it.
+  /// Returns the cues at that time, by their order and their starts, and after them the newest
+  /// rendering for it.
   /// None is empty.
   Cues at(double seconds) const;
   /// Returns the lines of all cues at that time.

@@ -87,13 +87,57 @@ std::string withoutComments(std::string_view css) {
   return text;
 }
 
+/// Calls `use` for each part of `text` between separators that are not in parentheses.
 template <typename Use>
 void forEachPart(std::string_view text, char separator, const Use& use) {
   while (!text.empty()) {
-    const std::size_t end = std::min(text.find(separator), text.size());
+    std::size_t end = 0;
+    for (int depth = 0; end < text.size(); ++end) {
+      if (depth <= 0 && text[end] == separator) break;
+      if (text[end] == '(') ++depth;
+      if (text[end] == ')') --depth;
+    }
     use(trimmed(text.substr(0, end)));
     text.remove_prefix(std::min(end + 1, text.size()));
   }
+}
+
+/// Removes `::cue` and its parentheses. Returns nullopt if something else follows.
+std::optional<std::string_view> argumentOfCue(std::string_view text) {
+  constexpr std::string_view kCue = "::cue";
+  if (!text.starts_with(kCue)) return text;
+  text = trimmed(text.substr(kCue.size()));
+  if (text.empty()) return text;
+  if (!text.starts_with('(') || !text.ends_with(')')) return std::nullopt;
+  return trimmed(text.substr(1, text.size() - 2));
+}
+
+std::string_view unquoted(std::string_view text) {
+  const bool isQuoted = text.size() > 1 && (text[0] == '"' || text[0] == '\'');
+  return isQuoted ? text.substr(1, text.size() - 2) : text;
+}
+
+/// Whether a language, such as "en-GB", is `range` or a variant of it.
+bool isInLanguage(std::string_view language, std::string_view range) {
+  const auto lowered = [](char each) {
+    return each >= 'A' && each <= 'Z' ? static_cast<char>(each - 'A' + 'a') : each;
+  };
+  if (language.size() < range.size() ||
+      !std::equal(range.begin(), range.end(), language.begin(),
+                  [&](char one, char other) { return lowered(one) == lowered(other); }))
+    return false;
+  return language.size() == range.size() || language[range.size()] == '-';
+}
+
+/// Returns the language of a span: that of the innermost "lang" element that contains it.
+std::string_view languageOf(const SubtitleCue& cue, const SubtitleSpan& span) {
+  std::string_view language;
+  for (const SubtitleSpan& each : cue.spans) {
+    if (each.element == "lang" && each.begin <= span.begin && span.end <= each.end)
+      language = each.annotation;
+    if (&each == &span) break;
+  }
+  return language;
 }
 
 }  // namespace
@@ -115,6 +159,8 @@ bool readDeclaration(std::string_view property, std::string_view value, Subtitle
     look.bold = value == "bold" || value == "bolder" || takeNumber(rest).value_or(400) >= 600;
   } else if (property == "text-decoration" || property == "text-decoration-line") {
     look.underline = value.find("underline") != std::string_view::npos;
+  } else if (property == "visibility") {
+    look.isHidden = value == "hidden" || value == "collapse";
   } else if (property == "text-shadow") {
     look.edge = value == "none" ? TextEdge::None : TextEdge::DropShadow;
   } else if (property == "outline" || property == "-webkit-text-stroke") {
@@ -136,24 +182,42 @@ void setPosition(CueLayout& layout, double position, double width, Alignment anc
   layout.left = position - *layout.width * (isLeft ? 0 : isCenter ? 0.5 : 1);
 }
 
-bool SubtitleStyles::Selector::fits(const SubtitleSpan& span) const {
+bool SubtitleStyles::Selector::fits(const SubtitleSpan& span,
+                                    std::string_view languageOfSpan) const {
   const auto has = [&](const std::string& name) {
     return std::find(span.classes.begin(), span.classes.end(), name) != span.classes.end();
   };
   return (element.empty() || element == span.element) &&
          (annotation.empty() || annotation == span.annotation) &&
+         (language.empty() || isInLanguage(languageOfSpan, language)) &&
          std::all_of(classes.begin(), classes.end(), has);
 }
 
-std::optional<SubtitleStyles::Selector> SubtitleStyles::_selectorOf(std::string_view text) {
-  text = trimmed(text);
-  if (text.starts_with("::cue")) {
-    text = trimmed(text.substr(5));
-    if (!text.empty() && !(text.starts_with('(') && text.ends_with(')'))) return std::nullopt;
-    if (!text.empty()) text = trimmed(text.substr(1, text.size() - 2));
+/// Reads a pseudo-class without its colon. Returns false if it is unknown.
+bool SubtitleStyles::_readPseudoClass(std::string_view text, Selector& selector) {
+  constexpr std::string_view kLanguage = "lang(";
+  if (text == "past" || text == "future") {
+    selector.moment = text == "past" ? SpanMoment::Kind::Past : SpanMoment::Kind::Future;
+    return true;
   }
+  if (!text.starts_with(kLanguage) || !text.ends_with(')')) return false;
+  text = text.substr(kLanguage.size(), text.size() - kLanguage.size() - 1);
+  selector.language = unquoted(trimmed(text));
+  return !selector.language.empty();
+}
+
+std::optional<SubtitleStyles::Selector> SubtitleStyles::_selectorOf(std::string_view text) {
+  const auto argument = argumentOfCue(trimmed(text));
+  if (!argument) return std::nullopt;
+  text = *argument;
   Selector selector;
-  // Combinators and pseudo-classes are not supported.
+  while (!text.ends_with(']')) {
+    const std::size_t colon = text.rfind(':');
+    if (colon == std::string_view::npos) break;
+    if (!_readPseudoClass(text.substr(colon + 1), selector)) return std::nullopt;
+    text = text.substr(0, colon);
+  }
+  // Combinators are not supported.
   const std::size_t bracket = std::min(text.find('['), text.size());
   if (text.substr(0, bracket).find_first_of(" >+~:(") != std::string_view::npos)
     return std::nullopt;
@@ -162,9 +226,7 @@ std::optional<SubtitleStyles::Selector> SubtitleStyles::_selectorOf(std::string_
     const std::size_t equals = attribute.find('=');
     if (equals == std::string_view::npos || !attribute.ends_with(']')) return std::nullopt;
     attribute = trimmed(attribute.substr(equals + 1, attribute.size() - equals - 2));
-    if (attribute.size() > 1 && (attribute[0] == '"' || attribute[0] == '\''))
-      attribute = attribute.substr(1, attribute.size() - 2);
-    selector.annotation = attribute;
+    selector.annotation = unquoted(attribute);
     text = text.substr(0, bracket);
   }
   if (text.starts_with('*')) text.remove_prefix(1);
@@ -203,11 +265,19 @@ void SubtitleStyles::addSheet(std::string_view css) {
       else
         readDeclaration(property, value, rule.look);
     });
-    forEachPart(selectors, ',', [&](std::string_view each) {
+    const auto add = [&](std::string_view each) {
       const auto selector = _selectorOf(each);
-      if (!selector || each.empty()) return;
+      if (!selector) return;
       rule.selector = *selector;
       _addRule(rule);
+    };
+    forEachPart(selectors, ',', [&](std::string_view each) {
+      if (each.empty()) return;
+      const auto list = argumentOfCue(each);
+      if (list && !list->empty())
+        forEachPart(*list, ',', add);
+      else
+        add(each);
     });
     rest.remove_prefix(std::min(close + 1, rest.size()));
   }
@@ -254,8 +324,13 @@ void SubtitleStyles::applyTo(SubtitleCue& cue) const {
   for (const Rule& rule : _rules) {
     if (!rule.selector.identifier.empty() && rule.selector.identifier != cue.identifier) continue;
     if (rule.selector.isOfSpans()) {
-      for (SubtitleSpan& span : cue.spans)
-        if (rule.selector.fits(span)) span.look.put(rule.look);
+      for (SubtitleSpan& span : cue.spans) {
+        if (!rule.selector.fits(span, languageOf(cue, span))) continue;
+        const auto kind = rule.selector.moment;
+        if (!kind) span.look.put(rule.look);
+        for (SpanMoment& moment : span.moments)
+          if (!kind || moment.kind == *kind) moment.look.put(rule.look);
+      }
     } else {
       cue.look.put(rule.look);
       _place(rule, cue.layout);

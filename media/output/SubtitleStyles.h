@@ -12,7 +12,8 @@
 namespace media {
 
 /// Rules for the looks of cues, as in a style sheet: a selector and declarations. A later rule
-/// overrides an earlier one.
+/// overrides an earlier one. A selector is a simple one, with the pseudo-classes `:past`, `:future`
+/// and `:lang()`.
 ///
 /// Sources: the style sheet of a WebVTT text (CSS), and the list of a sender, whose entries are
 /// dictionaries or CSS. Unknown or invalid parts are ignored.
@@ -41,9 +42,15 @@ class SubtitleStyles {
     std::string element;
     std::vector<std::string> classes;
     std::string annotation;
+    std::string language;
+    std::optional<SpanMoment::Kind> moment;
 
-    bool isOfSpans() const { return !element.empty() || !classes.empty() || !annotation.empty(); }
-    bool fits(const SubtitleSpan& span) const;
+    bool isOfSpans() const {
+      return !element.empty() || !classes.empty() || !annotation.empty() || !language.empty() ||
+             moment;
+    }
+    /// Ignores the moment.
+    bool fits(const SubtitleSpan& span, std::string_view languageOfSpan) const;
     friend bool operator==(const Selector&, const Selector&) = default;
   };
   struct Rule {
@@ -58,6 +65,7 @@ class SubtitleStyles {
   };
 
   static std::optional<Selector> _selectorOf(std::string_view text);
+  static bool _readPseudoClass(std::string_view text, Selector& selector);
   void _addRule(Rule rule);
   static void _place(const Rule& rule, CueLayout& layout);
 

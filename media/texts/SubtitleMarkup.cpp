@@ -3,12 +3,15 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include <glib.h>
 
 #include "media/output/SubtitleColor.h"
+#include "media/texts/WebVTTTime.h"
 
 namespace media {
 namespace {
@@ -17,6 +20,7 @@ constexpr std::size_t kMaxMarkupSpans = 64;
 constexpr std::size_t kClassLimit = 8;
 constexpr std::size_t kMarkupLimit = std::size_t{64} * 1024;
 constexpr std::size_t kEntityLimit = 10;
+constexpr std::size_t kTimeStampLimit = 64;
 
 constexpr std::array<std::pair<std::string_view, std::string_view>, 8> kEntities{
     {{"amp", "&"},
@@ -102,14 +106,24 @@ class TagEnd {
   bool _isMissing = false;
 };
 
+/// Whether a text has a tag that looks like a time stamp.
+bool mayHaveTimeStamps(std::string_view text) {
+  for (std::size_t at = text.find('<'); at < text.size(); at = text.find('<', at + 1))
+    if (at + 1 < text.size() && isDigit(text[at + 1])) return true;
+  return false;
+}
+
 class MarkupReader {
  public:
   explicit MarkupReader(Markup kind) : _kind(kind) {}
 
   SubtitleCue read(std::string_view markup) {
     markup = markup.substr(0, kMarkupLimit);
+    _marksTexts = _kind == Markup::WebVTT && mayHaveTimeStamps(markup);
     while (!markup.empty()) markup.remove_prefix(_take(markup));
+    _endText();
     while (!_open.empty()) _closeSpan(_open.size() - 1);
+    _addMoments();
     bound(_cue);
     return std::move(_cue);
   }
@@ -121,6 +135,7 @@ class MarkupReader {
       if (const std::size_t size = _takeTag(text)) return size;
     } else if (text[0] == '&') {
       if (const Entity entity = entityOf(text); entity.size > 0) {
+        _beginText();
         _cue.text += entity.text;
         return entity.size;
       }
@@ -130,7 +145,9 @@ class MarkupReader {
         return end + 1;
       }
     }
-    if (text[0] != '\r' && text[0] != '\0') _cue.text += text[0];
+    if (text[0] == '\r' || text[0] == '\0') return 1;
+    _beginText();
+    _cue.text += text[0];
     return 1;
   }
 
@@ -141,15 +158,66 @@ class MarkupReader {
     const std::size_t end = isTag ? _tagEnd.find(text) : std::string_view::npos;
     if (end == std::string_view::npos) return 0;
     const std::string_view tag = text.substr(1, end - 1);
+    _endText();
     if (tag.starts_with('/'))
       _close(lowered(trimmed(tag.substr(1))));
-    else if (!isDigit(tag[0]))
+    else if (isDigit(tag[0]))
+      _takeTimeStamp(tag);
+    else
       _begin(tag);
     return end + 1;
   }
 
+  void _takeTimeStamp(std::string_view tag) {
+    const auto time = takeVTTTime(tag);
+    if (!_marksTexts || !time || !tag.empty() || _timeStamps.size() >= kTimeStampLimit) return;
+    if (_timeStamps.empty() || *time > _timeStamps.back()) _timeStamps.push_back(*time);
+  }
+
+  void _addSpan(SubtitleSpan span, bool isText) {
+    _cue.spans.push_back(std::move(span));
+    const auto outer = _open.empty() ? std::nullopt : std::optional(_open.back());
+    _places.push_back({_timeStamps.size(), _timeStamps.size(), isText, outer});
+  }
+
+  /// Begins a span without a name, if the text may have time stamps.
+  void _beginText() {
+    if (!_marksTexts || _text || _texts >= kMaxMarkupSpans) return;
+    ++_texts;
+    _text = _cue.spans.size();
+    SubtitleSpan span;
+    span.begin = span.end = _cue.text.size();
+    _addSpan(std::move(span), true);
+  }
+
+  void _endText() {
+    if (_text) _cue.spans[*_text].end = _cue.text.size();
+    _text.reset();
+  }
+
+  /// Adds the moments of spans, and removes spans without a name that are not needed or too many.
+  void _addMoments() {
+    std::vector<SubtitleSpan> kept;
+    std::size_t free = kMaxMarkupSpans - (_cue.spans.size() - _texts);
+    for (std::size_t index = 0; index < _cue.spans.size(); ++index) {
+      const Place& place = _places[index];
+      SubtitleSpan& span = _cue.spans[index];
+      const bool hasOuter = place.outer && _places[*place.outer].begin == _places[*place.outer].end;
+      if (place.isText) {
+        if (_timeStamps.empty() || hasOuter || free == 0) continue;
+        --free;
+      }
+      if (place.begin > 0)
+        span.moments.push_back({SpanMoment::Kind::Future, _timeStamps[place.begin - 1], span.look});
+      if (place.end < _timeStamps.size())
+        span.moments.push_back({SpanMoment::Kind::Past, _timeStamps[place.end], span.look});
+      kept.push_back(std::move(span));
+    }
+    _cue.spans = std::move(kept);
+  }
+
   void _begin(std::string_view tag) {
-    if (_cue.spans.size() >= kMaxMarkupSpans) return;
+    if (_cue.spans.size() - _texts >= kMaxMarkupSpans) return;
     const std::size_t nameEnd = std::min(tag.find_first_of(" \t\n"), tag.size());
     std::string_view names = tag.substr(0, nameEnd);
     SubtitleSpan span;
@@ -174,8 +242,8 @@ class MarkupReader {
       span.begin = _cue.text.size();
     }
     applyClasses(span.classes, span.look);
-    _open.push_back(_cue.spans.size());
-    _cue.spans.push_back(std::move(span));
+    _addSpan(std::move(span), false);
+    _open.push_back(_cue.spans.size() - 1);
   }
 
   void _close(const std::string& element) {
@@ -195,6 +263,7 @@ class MarkupReader {
   void _closeSpan(std::size_t place) {
     SubtitleSpan& span = _cue.spans[_open[place]];
     span.end = _cue.text.size();
+    _places[_open[place]].end = _timeStamps.size();
     _open.erase(_open.begin() + static_cast<std::ptrdiff_t>(place));
     const bool isRuby = span.element == "rt";
     if (!isRuby && span.element != "rp") return;
@@ -233,6 +302,19 @@ class MarkupReader {
   SubtitleCue _cue;
   std::vector<std::size_t> _open;  // indices of open spans, the innermost last
   std::size_t _rubyBase = 0;       // where the base of the next ruby text begins
+
+  /// Where a span is among the time stamps.
+  struct Place {
+    std::size_t begin = 0;  // how many time stamps are before it
+    std::size_t end = 0;    // and before its end
+    bool isText = false;    // without a name
+    std::optional<std::size_t> outer;
+  };
+  bool _marksTexts = false;
+  std::vector<double> _timeStamps;
+  std::vector<Place> _places;        // of the spans of the cue
+  std::optional<std::size_t> _text;  // the span of the current text
+  std::size_t _texts = 0;            // spans without a name
 };
 
 }  // namespace

@@ -17,6 +17,10 @@ enum class Markup { WebVTT, SubRip };
 /// a tag is kept as it is. The text of `<rt>` becomes the ruby of a span; that of `<rp>` is
 /// dropped.
 ///
+/// Time stamps of WebVTT (`<00:01.500>`) give the spans moments, whose times are the time stamps.
+/// A text that has time stamps beside it in its element becomes a span without a name. Time stamps
+/// that are not after the one before are ignored.
+///
 /// The times of the cue are not set. Its size is limited by bound(). The work is linear.
 SubtitleCue cueOfMarkup(std::string_view markup, Markup kind = Markup::SubRip);
 

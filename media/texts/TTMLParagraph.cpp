@@ -1,7 +1,6 @@
 #include "media/texts/TTMLParagraph.h"
 
 #include <algorithm>
-#include <cmath>
 #include <utility>
 
 namespace media {
@@ -57,20 +56,20 @@ void TTMLParagraph::append(std::string_view text, bool preservesSpace) {
   }
 }
 
-void TTMLParagraph::beginSpan(const Span& span, const TTMLRoot& root) {
+void TTMLParagraph::beginSpan(const TTMLStyle& style, const TTMLStyle& own, double parentSize,
+                              const TTMLRoot& root) {
   OpenSpan open;
-  if (span.style.bidi) {
-    const std::string_view initiator =
-        initiatorOf(*span.style.bidi, span.style.rightToLeft.value_or(false));
+  if (style.bidi) {
+    const std::string_view initiator = initiatorOf(*style.bidi, style.rightToLeft.value_or(false));
     _cue.text += initiator;
     if (!initiator.empty())
-      open.terminator = *span.style.bidi == TTMLStyle::Bidi::Isolate ? kPopIsolate : kPopDirection;
+      open.terminator = *style.bidi == TTMLStyle::Bidi::Isolate ? kPopIsolate : kPopDirection;
   }
   open.begin = _cue.text.size();
-  open.look = span.own.look;
-  if (span.own.fontSize && span.parentSize > 0)
-    open.look.size = std::clamp(span.style.fontHeight(root) / span.parentSize, 0.25, 4.0);
-  open.ruby = span.own.ruby.value_or("");
+  open.look = own.look;
+  if (own.fontSize && parentSize > 0)
+    open.look.size = std::clamp(style.fontHeight(root) / parentSize, 0.25, 4.0);
+  open.ruby = own.ruby.value_or("");
   if (open.ruby == "container") {
     _bases.clear();
     _rubyTexts.clear();
@@ -84,10 +83,6 @@ void TTMLParagraph::beginSpan(const Span& span, const TTMLRoot& root) {
     added.begin = added.end = open.begin;
     added.element = "span";
     added.look = open.look;
-  }
-  if (span.isTimed && _timed.size() < kMaxParagraphSpans) {
-    open.timed = _timed.size();
-    _timed.push_back({open.begin, open.begin, span.begin, span.end});
   }
   _open.push_back(std::move(open));
 }
@@ -130,49 +125,14 @@ void TTMLParagraph::endSpan() {
     _endRuby(open);
   }
   if (open.index) _cue.spans[*open.index].end = _cue.text.size();
-  if (open.timed) _timed[*open.timed].last = _cue.text.size();
   _cue.text += open.terminator;
 }
 
-/// Returns the cue without the text of the spans that are not active.
-SubtitleCue TTMLParagraph::_activeAt(double time) const {
-  SubtitleCue cue = _cue;
-  std::vector<char> keeps(cue.text.size(), 1);
-  for (const Timed& each : _timed)
-    if (time < each.begin || time >= each.end)
-      std::fill(keeps.begin() + static_cast<std::ptrdiff_t>(std::min(each.first, keeps.size())),
-                keeps.begin() + static_cast<std::ptrdiff_t>(std::min(each.last, keeps.size())), 0);
-  std::vector<std::size_t> places{0};
-  cue.text.clear();
-  for (std::size_t at = 0; at < keeps.size(); ++at) {
-    if (keeps[at]) cue.text += _cue.text[at];
-    places.push_back(cue.text.size());
-  }
-  for (SubtitleSpan& span : cue.spans) {
-    span.begin = places[std::min(span.begin, places.size() - 1)];
-    span.end = places[std::min(span.end, places.size() - 1)];
-  }
-  return cue;
-}
-
-void TTMLParagraph::finish(double begin, double end, CueList& cues) {
+SubtitleCue TTMLParagraph::take() {
   while (!_open.empty()) endSpan();
-  if (!_hasText || !(end > begin)) return;
-  std::vector<double> times{begin, end};
-  for (const Timed& each : _timed)
-    for (const double time : {each.begin, each.end})
-      if (time > begin && time < end) times.push_back(time);
-  std::sort(times.begin(), times.end());
-  times.erase(std::unique(times.begin(), times.end()), times.end());
-  for (std::size_t index = 0; index + 1 < times.size(); ++index) {
-    SubtitleCue cue = _activeAt(times[index]);
-    trim(cue);
-    if (cue.isEmpty()) continue;
-    cue.start = times[index];
-    cue.duration =
-        std::isfinite(times[index + 1]) ? times[index + 1] - times[index] : SubtitleCue::kUntilNext;
-    if (!cues.add(std::move(cue))) return;
-  }
+  if (!_hasText) return {};
+  trim(_cue);
+  return std::move(_cue);
 }
 
 }  // namespace media

@@ -4,14 +4,15 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
-#include "media/texts/CueList.h"
+#include "media/output/SubtitleCue.h"
 #include "media/texts/TTMLStyle.h"
 
 namespace media {
 
-/// Builds the cues of one paragraph of TTML from its text and its spans.
+/// Builds the cue of one paragraph of TTML, as it is at one time, from its texts and spans.
 ///
 /// Limits: the bytes of the text, and the number of spans.
 class TTMLParagraph {
@@ -19,21 +20,16 @@ class TTMLParagraph {
   /// `style` is the computed style. `cue` has the layout and the identifier.
   TTMLParagraph(SubtitleCue cue, const TTMLStyle& style);
 
-  struct Span {
-    TTMLStyle style;  ///< computed
-    TTMLStyle own;
-    double parentSize = 0;  ///< the font size of the parent as a fraction of the root's height
-    double begin = 0;
-    double end = 0;
-    bool isTimed = false;  ///< the times differ from those of the parent
-  };
-  void beginSpan(const Span& span, const TTMLRoot& root);
+  /// `style` is the computed style. `parentSize` is the font size of the parent as a fraction of
+  /// the root's height.
+  void beginSpan(const TTMLStyle& style, const TTMLStyle& own, double parentSize,
+                 const TTMLRoot& root);
   void endSpan();
   void breakLine();
   void append(std::string_view text, bool preservesSpace);
 
-  /// Adds the cues between the times of the paragraph. `end` may be infinite.
-  void finish(double begin, double end, CueList& cues);
+  /// Closes open spans and returns the cue, which is empty if there is no text.
+  SubtitleCue take();
 
  private:
   struct OpenSpan {
@@ -42,13 +38,6 @@ class TTMLParagraph {
     std::string ruby;
     std::string_view terminator;  // of bidirectional text
     SubtitleLook look;
-    std::optional<std::size_t> timed;  // in `_timed`
-  };
-  struct Timed {
-    std::size_t first = 0;  // range of the text
-    std::size_t last = 0;
-    double begin = 0;
-    double end = 0;
   };
   struct RubyText {
     std::string text;
@@ -57,12 +46,10 @@ class TTMLParagraph {
   void _beginLine();
   std::string _cutFrom(std::size_t begin);
   void _endRuby(const OpenSpan& container);
-  SubtitleCue _activeAt(double time) const;
 
   SubtitleCue _cue;
   std::string_view _linePrefix;
   std::vector<OpenSpan> _open;
-  std::vector<Timed> _timed;
   std::vector<std::pair<std::size_t, std::size_t>> _bases;  // of the open ruby
   std::vector<RubyText> _rubyTexts;
   bool _skipsSpace = true;

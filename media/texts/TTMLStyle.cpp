@@ -221,7 +221,6 @@ void TTMLStyle::put(const TTMLStyle& over) {
   replaceSet(writing, over.writing);
   replaceSet(rightToLeft, over.rightToLeft);
   replaceSet(shear, over.shear);
-  replaceSet(isVisible, over.isVisible);
   replaceSet(displayAlign, over.displayAlign);
   replaceSet(origin, over.origin);
   replaceSet(extent, over.extent);
@@ -301,7 +300,7 @@ bool readTTMLAttribute(std::string_view name, std::string_view value, const TTML
   } else if (name == "unicodeBidi") {
     replaceSet(style.bidi, bidiOf(value));
   } else if (name == "visibility") {
-    style.isVisible = value != "hidden";
+    style.look.isHidden = value == "hidden";
   } else {
     return readBoxAttribute(name, value, root, style);
   }
@@ -371,7 +370,7 @@ void placeInTTMLRegion(const TTMLStyle& style, CueLayout& layout) {
   region.y = std::clamp(top, 0.0, 1.0);
   region.height = std::clamp(height, 0.0, 1 - region.y);
   region.texts = style.displayAlign.value_or(CueAnchor::Top);
-  region.background = style.look.background;
+  if (!style.look.isHidden.value_or(false)) region.background = style.look.background;
   const bool isVertical = layout.writing != Writing::Horizontal;
   const double length = isVertical ? region.height : region.width;
   const double depth = isVertical ? region.width : region.height;

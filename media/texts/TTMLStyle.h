@@ -49,7 +49,6 @@ struct TTMLStyle {
   std::optional<CueLayout::Writing> writing;
   std::optional<bool> rightToLeft;
   std::optional<double> shear;
-  std::optional<bool> isVisible;
   // Not inherited by elements.
   std::optional<CueAnchor> displayAlign;
   std::optional<Point> origin;

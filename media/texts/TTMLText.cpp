@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <optional>
@@ -14,10 +15,12 @@
 #include "media/output/SubtitleColor.h"
 #include "media/texts/CueList.h"
 #include "media/texts/PngImage.h"
+#include "media/texts/TTMLContent.h"
+#include "media/texts/TTMLElement.h"
 #include "media/texts/TTMLImages.h"
-#include "media/texts/TTMLParagraph.h"
 #include "media/texts/TTMLStyle.h"
 #include "media/texts/TTMLTime.h"
+#include "media/texts/TTMLTimedStyle.h"
 #include "media/texts/TextFormats.h"
 #include "media/texts/TextLines.h"
 
@@ -60,18 +63,9 @@ class TTMLAttributes {
   std::size_t _count = 0;
 };
 
-struct OpenElement {
-  std::string name;
-  double begin = 0;
-  double end = HUGE_VAL;
-  std::string region;
-  TTMLStyle own;
-  TTMLStyle computed;  // of paragraphs and spans
-  bool preservesSpace = false;
-  bool isSequence = false;
-  double sequenceEnd = 0;  // of the last child
-  bool isDisplayed = true;
-};
+bool hasTimedContent(std::string_view element) {
+  return element == "body" || element == "div" || element == "p" || element == "span";
+}
 
 struct PendingImage {
   SubtitleCue cue;
@@ -116,15 +110,15 @@ class TTMLReader {
   }
 
   bool _start(std::string_view name, const TTMLAttributes& attributes) {
-    if (_openElements.size() >= kDepthLimit || _cues.isFull()) return false;
-    OpenElement element;
+    if (_openElements.size() >= kDepthLimit || _isTooLong) return false;
+    TTMLElement element;
     if (!_openElements.empty()) {
-      const OpenElement& parent = _openElements.back();
-      element.begin = parent.isSequence ? parent.sequenceEnd : parent.begin;
+      const TTMLElement& parent = _openElements.back();
+      const bool isNext = parent.isSequence && hasTimedContent(name);
+      element.begin = isNext ? parent.sequenceEnd : parent.begin;
       element.end = parent.end;
       element.region = parent.region;
       element.preservesSpace = parent.preservesSpace;
-      element.isDisplayed = parent.isDisplayed;
     }
     element.name = name;
     if (name == "tt") _readDocument(attributes);
@@ -138,61 +132,67 @@ class TTMLReader {
     const std::string identifier(attributes.get("id"));
     if (name == "style") {
       if (_isInside("region"))
-        _regions[_region].put(_styles.styleOf(references, inlined));
+        _regions[_region].own.style.put(_styles.styleOf(references, inlined));
       else
         _styles.add(identifier, inlined, references);
     } else if (name == "region") {
       if (_regions.size() >= kRegionLimit) return false;
       _region = identifier.substr(0, kMaxRegionName);
-      _regions[_region] = _styles.styleOf(references, inlined);
+      _regions[_region] = {.own = {.style = _styles.styleOf(references, inlined), .changes = {}},
+                           .begin = element.begin,
+                           .end = element.end};
+    } else if (name == "set") {
+      _addChange({element.begin, element.end, inlined});
     } else if (name == "image" || name == "data") {
       _beginImage(name, attributes, identifier);
     } else {
       // The extent of the document is that of the root container.
-      if (name != "tt") element.own = _styles.styleOf(references, inlined);
-      element.isDisplayed = element.isDisplayed && element.own.isDisplayed.value_or(true);
-      _beginContent(element, attributes, identifier);
+      if (name != "tt") element.own.style = _styles.styleOf(references, inlined);
+      element.identifier = identifier;
+      _beginContent(element, attributes);
     }
     _openElements.push_back(std::move(element));
     return true;
   }
 
-  void _beginContent(OpenElement& element, const TTMLAttributes& attributes,
-                     const std::string& identifier) {
+  void _beginContent(TTMLElement& element, const TTMLAttributes& attributes) {
     if (element.name == "p") {
-      _beginParagraph(element, identifier);
-    } else if (element.name == "span" && _paragraph) {
-      const OpenElement& parent = _openElements.back();
-      element.computed = parent.computed;
-      element.computed.inherit(element.own, _root);
-      _paragraph->beginSpan({.style = element.computed,
-                             .own = element.own,
-                             .parentSize = parent.computed.fontHeight(_root),
-                             .begin = element.begin,
-                             .end = element.end,
-                             .isTimed = element.begin != parent.begin || element.end != parent.end},
-                            _root);
-    } else if (element.name == "br" && _paragraph) {
-      _paragraph->breakLine();
+      _content.emplace();
+    } else if (element.name == "span" && _content) {
+      _content->beginSpan(element.own.style, element.begin, element.end);
+    } else if (element.name == "br" && _content) {
+      _content->breakLine();
     }
-    if (element.own.image) _showImage(*element.own.image, element);
+    if (element.own.style.image) _showImage(*element.own.style.image, element);
     element.isSequence = attributes.get("timeContainer") == "seq";
     element.sequenceEnd = element.begin;
   }
 
   void _finish() {
-    const OpenElement element = std::move(_openElements.back());
+    const TTMLElement element = std::move(_openElements.back());
     _openElements.pop_back();
-    if (!_openElements.empty() && _openElements.back().isSequence)
+    if (!_openElements.empty() && _openElements.back().isSequence && hasTimedContent(element.name))
       _openElements.back().sequenceEnd = std::min(element.end, kMaxTTMLSeconds);
-    if (element.name == "span" && _paragraph) {
-      _paragraph->endSpan();
-    } else if (element.name == "p" && _paragraph) {
-      _paragraph->finish(element.begin, element.end, _cues);
-      _paragraph.reset();
+    if (element.name == "span" && _content) {
+      _content->endSpan();
+    } else if (element.name == "p" && _content) {
+      _isTooLong = !addParagraph(_placeOf(element), *_content, ++_paragraphs, _work, _cues);
+      _content.reset();
     } else if (element.name == "image" || element.name == "data") {
       _images.endData();
     }
+  }
+
+  /// Adds a change to the style of the element that is open.
+  void _addChange(TTMLTimedStyle::Change change) {
+    if (_openElements.empty()) return;
+    TTMLElement& parent = _openElements.back();
+    if (parent.name == "region")
+      _regions[_region].own.add(std::move(change));
+    else if (parent.name != "span" || !_content)
+      parent.own.add(std::move(change));
+    else
+      _content->addChange(std::move(change));
   }
 
   bool _isInside(std::string_view name) const {
@@ -207,7 +207,7 @@ class TTMLReader {
     _root.setCellResolution(attributes.get("cellResolution"));
   }
 
-  void _readTimes(const TTMLAttributes& attributes, OpenElement& element) const {
+  void _readTimes(const TTMLAttributes& attributes, TTMLElement& element) const {
     const double base = element.begin;
     if (const auto begin = _clock.secondsOf(attributes.get("begin"))) element.begin = base + *begin;
     if (const auto end = _clock.secondsOf(attributes.get("end")))
@@ -216,67 +216,13 @@ class TTMLReader {
       element.end = std::min(element.end, element.begin + *duration);
   }
 
-  /// Returns the style of the element's region, or null.
-  const TTMLStyle* _regionOf(const OpenElement& element) const {
+  /// Returns the element with what is around it.
+  TTMLPlace _placeOf(const TTMLElement& element) const {
     const auto region = _regions.find(element.region);
-    return region == _regions.end() ? nullptr : &region->second;
-  }
-
-  /// Returns the box of an element: its own, that of an outer element, or that of its region.
-  std::optional<TTMLStyle> _boxOf(const OpenElement& element) const {
-    std::optional<TTMLStyle> box;
-    if (const TTMLStyle* region = _regionOf(element)) box = *region;
-    const auto add = [&](const OpenElement& each) {
-      if (!each.own.origin && !each.own.extent) return;
-      if (!box) box.emplace();
-      box->put(each.own);
-    };
-    for (const OpenElement& each : _openElements) add(each);
-    add(element);
-    return box;
-  }
-
-  void _beginParagraph(OpenElement& element, const std::string& identifier) {
-    const auto box = _boxOf(element);
-    TTMLStyle& style = element.computed;
-    double opacity = 1;
-    std::optional<platform::Color> background;  // of the elements around the paragraph
-    if (const TTMLStyle* region = _regionOf(element)) {
-      style.inherit(*region, _root);
-      opacity *= region->opacity.value_or(1);
-    }
-    for (const OpenElement& each : _openElements) {
-      style.inherit(each.own, _root);
-      opacity *= each.own.opacity.value_or(1);
-      if (each.own.look.background) background = each.own.look.background;
-    }
-    style.inherit(element.own, _root);
-    opacity *= element.own.opacity.value_or(1);
-    if (!element.isDisplayed) return;
-    SubtitleCue cue;
-    cue.identifier = identifier;
-    cue.look = style.look;
-    if (style.fontSize)
-      cue.look.size = std::clamp(style.fontHeight(_root) / kSubtitleFontSize, 0.25, 4.0);
-    cue.layout.writing = style.writing.value_or(CueLayout::Writing::Horizontal);
-    cue.layout.rowAlignment = style.rowAlignment;
-    cue.layout.shear = style.shear.value_or(0);
-    cue.layout.readsDownwards = true;
-    if (box) {
-      placeInTTMLRegion(*box, cue.layout);
-      cue.layout.alignment = CueLayout::Alignment::Start;
-      cue.layout.background = std::exchange(cue.look.background, std::nullopt);
-    }
-    if (style.alignment) cue.layout.alignment = *style.alignment;
-    if (!cue.look.background) cue.look.background = background;
-    if (opacity < 1) _fade(cue, static_cast<float>(opacity));
-    _paragraph.emplace(std::move(cue), style);
-  }
-
-  static void _fade(SubtitleCue& cue, float opacity) {
-    if (!cue.look.color) cue.look.color = platform::kWhite;
-    for (auto* color : {&cue.look.color, &cue.look.background, &cue.layout.background})
-      if (*color) (*color)->alpha *= opacity;
+    return {.element = element,
+            .outer = _openElements,
+            .region = region == _regions.end() ? nullptr : &region->second,
+            .root = _root};
   }
 
   /// Reads `image` of SMPTE-TT, whose content is the data, and `image` and `data` of TTML 2.
@@ -290,7 +236,7 @@ class TTMLReader {
     } else {
       const auto isOpen = [&](std::string_view element) {
         return std::any_of(_openElements.begin(), _openElements.end(),
-                           [&](const OpenElement& each) { return each.name == element; });
+                           [&](const TTMLElement& each) { return each.name == element; });
       };
       const bool isInImage = !isImage && isOpen("image");
       std::string own = isInImage && identifier.empty() ? _imageName : identifier;
@@ -301,18 +247,21 @@ class TTMLReader {
   }
 
   /// `element` is the element that shows the image, or an element in it.
-  void _showImage(std::string_view reference, const OpenElement& element) {
-    if (_pendingImages.size() >= SubtitleCues::kCueLimit || !element.isDisplayed) return;
-    const auto box = _boxOf(element);
-    if (!(element.end > element.begin)) return;
+  void _showImage(std::string_view reference, const TTMLElement& element) {
+    const TTMLPlace place = _placeOf(element);
+    const auto [begin, end] = place.times();
+    if (_pendingImages.size() >= SubtitleCues::kCueLimit || !(end > begin) ||
+        !_work.take(place.cost()) || !place.isDisplayedAt(begin))
+      return;
+    const auto box = place.boxAt(begin);
     PendingImage& pending = _pendingImages.emplace_back();
     pending.reference = reference.substr(0, kMaxRegionName);
     if (box) pending.box = *box;
-    pending.box.imageX = element.own.imageX ? element.own.imageX : pending.box.imageX;
-    pending.box.imageY = element.own.imageY ? element.own.imageY : pending.box.imageY;
-    pending.cue.start = element.begin;
-    pending.cue.duration =
-        std::isfinite(element.end) ? element.end - element.begin : SubtitleCue::kUntilNext;
+    const TTMLStyle& own = element.own.style;
+    pending.box.imageX = own.imageX ? own.imageX : pending.box.imageX;
+    pending.box.imageY = own.imageY ? own.imageY : pending.box.imageY;
+    pending.cue.start = begin;
+    pending.cue.duration = std::isfinite(end) ? end - begin : SubtitleCue::kUntilNext;
   }
 
   void _take(std::string_view text) {
@@ -320,23 +269,25 @@ class TTMLReader {
       _images.append(text);
       return;
     }
-    if (!_paragraph || _openElements.empty()) return;
-    const OpenElement& element = _openElements.back();
-    if ((element.name == "p" || element.name == "span") && element.isDisplayed &&
-        element.computed.isVisible.value_or(true))
-      _paragraph->append(text, element.preservesSpace);
+    if (!_content || _openElements.empty()) return;
+    const TTMLElement& element = _openElements.back();
+    if (element.name == "p" || element.name == "span")
+      _content->append(text, element.preservesSpace);
   }
 
   TTMLClock _clock;
   TTMLRoot _root;
   TTMLStyleSheet _styles;
   TTMLImages _images;
-  std::map<std::string, TTMLStyle, std::less<>> _regions;
+  std::map<std::string, TTMLRegion, std::less<>> _regions;
   std::string _region;     // the region that was opened last
   std::string _imageName;  // of the image that was opened last
   int _lastData = 0;       // counts data without a name
-  std::vector<OpenElement> _openElements;
-  std::optional<TTMLParagraph> _paragraph;
+  std::vector<TTMLElement> _openElements;
+  std::optional<TTMLContent> _content;  // of the paragraph that is open
+  std::int32_t _paragraphs = 0;
+  TTMLWork _work;
+  bool _isTooLong = false;
   std::vector<PendingImage> _pendingImages;
   CueList _cues;
 };

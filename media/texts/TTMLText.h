@@ -13,8 +13,9 @@ namespace media {
 ///
 /// Lengths are in `%`, `px`, `c`, `em`, `rw` and `rh`. Without a font size, the text has the
 /// screen's own size. Times are clock times, offsets, frames and ticks; those of nested elements
-/// are relative to the parent, or to its previous child if it is a sequence. A paragraph whose
-/// spans have times of their own becomes several cues. `set` is not supported.
+/// are relative to the parent, or to its previous child if it is a sequence. A paragraph that
+/// changes (by the times of its spans, or by `set` elements in it, around it or in its region)
+/// becomes several cues. `animate` is not supported.
 ///
 /// An error ends the reading; cues read before it are returned. Depth and the numbers of styles,
 /// regions, spans and cues are limited. There are no document types and no entities other than the

@@ -93,12 +93,13 @@ void clipToBuffer(std::vector<SubtitleCue>& cues, double begin, double end) {
 }
 
 GstFlowReturn takePayload(TextStream& self, GstBuffer* buffer, std::string_view bytes) {
-  auto cue = self.state->reader.readPayload(utf8Of(bytes));
-  if (!cue || !GST_BUFFER_PTS_IS_VALID(buffer)) return GST_FLOW_OK;
-  cue->start = secondsOf(GST_BUFFER_PTS(buffer));
-  cue->duration = GST_BUFFER_DURATION_IS_VALID(buffer) ? secondsOf(GST_BUFFER_DURATION(buffer))
-                                                       : SubtitleCue::kUntilNext;
-  return push(self, std::move(*cue));
+  if (!GST_BUFFER_PTS_IS_VALID(buffer)) return GST_FLOW_OK;
+  const double duration = GST_BUFFER_DURATION_IS_VALID(buffer)
+                              ? secondsOf(GST_BUFFER_DURATION(buffer))
+                              : SubtitleCue::kUntilNext;
+  auto cue = self.state->reader.readPayload(utf8Of(bytes), secondsOf(GST_BUFFER_PTS(buffer)),
+                                            duration, WebVTTReader::TimeStamps::OfCue);
+  return cue ? push(self, std::move(*cue)) : GST_FLOW_OK;
 }
 
 GstFlowReturn takeBuffer(GstPad*, GstObject* object, GstBuffer* given) {

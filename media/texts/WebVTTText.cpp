@@ -8,6 +8,7 @@
 #include "media/output/SubtitleColor.h"
 #include "media/texts/SubtitleMarkup.h"
 #include "media/texts/TextLines.h"
+#include "media/texts/WebVTTTime.h"
 #include "platform/foundation/Utf8.h"
 
 namespace media {
@@ -23,49 +24,6 @@ constexpr std::string_view kArrow = "-->";
 constexpr double kRegionLine = 0.0533;
 
 bool isVTTDigit(char byte) { return byte >= '0' && byte <= '9'; }
-
-/// Removes the digits at the beginning.
-std::string_view takeDigits(std::string_view& text) {
-  const auto end = std::find_if_not(text.begin(), text.end(), isVTTDigit);
-  const std::string_view digits = text.substr(0, static_cast<std::size_t>(end - text.begin()));
-  text.remove_prefix(digits.size());
-  return digits;
-}
-
-bool takeCharacter(std::string_view& text, char character) {
-  if (!text.starts_with(character)) return false;
-  text.remove_prefix(1);
-  return true;
-}
-
-/// Returns -1 if there are not exactly `count` digits.
-int takeExactDigits(std::string_view& text, std::size_t count) {
-  const std::string_view digits = takeDigits(text);
-  if (digits.size() != count) return -1;
-  int value = 0;
-  for (const char each : digits) value = value * 10 + (each - '0');
-  return value;
-}
-
-/// Reads "minutes:seconds.thousandths", with hours of any length before it.
-std::optional<double> takeVTTTime(std::string_view& text) {
-  const std::string_view first = takeDigits(text);
-  if (first.empty() || first.size() > 9 || !takeCharacter(text, ':')) return std::nullopt;
-  double hours = 0;
-  double minutes = 0;
-  for (const char each : first) minutes = minutes * 10 + (each - '0');
-  int seconds = takeExactDigits(text, 2);
-  if (first.size() != 2 || minutes > 59 || text.starts_with(':')) {
-    if (!takeCharacter(text, ':')) return std::nullopt;
-    hours = std::exchange(minutes, seconds);
-    seconds = takeExactDigits(text, 2);
-  }
-  if (minutes < 0 || minutes > 59 || seconds < 0 || seconds > 59 || !takeCharacter(text, '.'))
-    return std::nullopt;
-  const int thousandths = takeExactDigits(text, 3);
-  if (thousandths < 0) return std::nullopt;
-  return hours * 3600 + minutes * 60 + seconds + thousandths / 1000.0;
-}
 
 /// Reads times leniently: hours may be missing, and the fraction has a comma or a point.
 std::optional<double> takeSubRipTime(std::string_view& text) {
@@ -178,6 +136,11 @@ std::optional<Alignment> sideOfPosition(std::string_view name) {
   return std::nullopt;
 }
 
+void moveMoments(SubtitleCue& cue, double seconds) {
+  for (SubtitleSpan& span : cue.spans)
+    for (SpanMoment& moment : span.moments) moment.time += seconds;
+}
+
 /// The side of a cue's box that is at its position, if the settings do not name one.
 Alignment automaticSide(const SubtitleCue& cue) {
   switch (cue.layout.alignment) {
@@ -236,7 +199,7 @@ std::vector<SubtitleCue> WebVTTReader::read(std::string_view text) {
     }
     const std::string_view block = content ? std::string_view(content, contentSize) : "";
     if (times) {
-      auto cue = _cueOf(identifier, settings, block);
+      auto cue = _cueOf(identifier, settings, block, times->start);
       if (!cue) continue;
       cue->start = times->start;
       cue->duration = times->end - times->start;
@@ -257,22 +220,35 @@ void WebVTTReader::_readHeadBlock(std::string_view name, std::string_view conten
 }
 
 std::optional<SubtitleCue> WebVTTReader::_cueOf(std::string_view identifier,
-                                                std::string_view settings,
-                                                std::string_view text) const {
+                                                std::string_view settings, std::string_view text,
+                                                double origin) const {
   SubtitleCue cue = cueOfMarkup(text, Markup::WebVTT);
   if (cue.isEmpty()) return std::nullopt;
+  moveMoments(cue, -origin);
   cue.identifier = identifier;
   _readSettings(settings, cue);
   _styles.applyTo(cue);
   return cue;
 }
 
-std::optional<SubtitleCue> WebVTTReader::readPayload(std::string_view payload) const {
+std::optional<SubtitleCue> WebVTTReader::readPayload(std::string_view payload, double start,
+                                                     double duration, TimeStamps timeStamps) const {
   const std::string plain = normalizedLines(payload);
   std::string_view rest = plain;
   const std::string_view identifier = trimmed(takeLine(rest));
   const std::string_view settings = takeLine(rest);
-  return _cueOf(identifier, settings, rest);
+  auto cue = _cueOf(identifier, settings, rest, timeStamps == TimeStamps::OfTrack ? start : 0.0);
+  if (!cue) return cue;
+  cue->start = start;
+  cue->duration = duration;
+  const bool mayBeWrong = timeStamps == TimeStamps::OfCue && duration != SubtitleCue::kUntilNext;
+  const auto isInCue = [&](const SubtitleSpan& span) {
+    return std::any_of(span.moments.begin(), span.moments.end(),
+                       [&](const SpanMoment& moment) { return moment.time < duration; });
+  };
+  if (mayBeWrong && std::none_of(cue->spans.begin(), cue->spans.end(), isInCue))
+    moveMoments(*cue, -start);
+  return cue;
 }
 
 void WebVTTReader::_readSettings(std::string_view settings, SubtitleCue& cue) const {

@@ -20,9 +20,13 @@ class WebVTTReader {
  public:
   /// `text` has to end after a whole cue. The times of the cues are not changed.
   std::vector<SubtitleCue> read(std::string_view text);
-  /// Reads a cue whose times are in the container: a line with the identifier, a line with the
-  /// settings, and the text. Returns nullopt if there is no text.
-  std::optional<SubtitleCue> readPayload(std::string_view payload) const;
+  /// Time stamps in the text of a cue are in the time of the track, or relative to the cue. Some
+  /// files whose time stamps should be relative have others.
+  enum class TimeStamps { OfTrack, OfCue };
+  /// Reads a cue whose times are in the container, in seconds: a line with the identifier, a line
+  /// with the settings, and the text. Returns nullopt if there is no text.
+  std::optional<SubtitleCue> readPayload(std::string_view payload, double start, double duration,
+                                         TimeStamps timeStamps) const;
 
  private:
   struct Region {
@@ -37,7 +41,7 @@ class WebVTTReader {
   };
   void _readHeadBlock(std::string_view name, std::string_view content);
   std::optional<SubtitleCue> _cueOf(std::string_view identifier, std::string_view settings,
-                                    std::string_view text) const;
+                                    std::string_view text, double origin) const;
   void _readRegion(std::string_view settings);
   const Region* _regionNamed(std::string_view identifier) const;
   void _readSettings(std::string_view settings, SubtitleCue& cue) const;

@@ -72,7 +72,8 @@ struct Track {
   std::vector<std::string> characteristics;  ///< platform::kMediaOption… or values of the manifest
   /// Audio that is muxed into the video segments. The track has no representations.
   bool isMuxedIntoVideo = false;
-  /// CEA-608 captions in the video: "CC1" to "CC4". The track has no representations.
+  /// Captions in the video: "CC1" to "CC4" (CEA-608) or "SERVICE1" (CEA-708). The track has no
+  /// representations.
   std::string captionChannel;
   std::vector<std::shared_ptr<const Representation>> representations;  ///< sorted by bandwidth
 };

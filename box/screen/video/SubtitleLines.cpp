@@ -110,7 +110,10 @@ void SubtitleLines::Box::add(const Box& other) {
 
 SubtitleLines::SubtitleLines(const TextRenderer& texts, const media::SubtitleCue& cue,
                              const SubtitleArea& area)
-    : _cue(cue), _context(texts.context()), _size(area.size * cue.look.size.value_or(1)) {
+    : _cue(cue),
+      _hidden(cue),
+      _context(texts.context()),
+      _size(area.size * cue.look.size.value_or(1)) {
   if (cue.layout.writing != media::CueLayout::Writing::Horizontal) {
     _ownContext = verticalContext(_context);
     _context = _ownContext.get();
@@ -124,6 +127,7 @@ SubtitleLines::SubtitleLines(const TextRenderer& texts, const media::SubtitleCue
     if (!isTooLarge || step == kShrinkSteps) break;
     _size *= kShrinkStep;
   }
+  for (const Line& line : _lines) _hidden.eraseFrom(line.line);
   _addAnnotations();
 }
 
@@ -185,6 +189,7 @@ PangoLayoutPtr SubtitleLines::_makeLayout(const SubtitleArea& area, double size)
     appendAttributes(attributes.get(), span, spanSize);
     largest = std::max(largest, spanSize);
   }
+  _hidden.appendAttributes(attributes.get());
   const bool bold = _cue.look.bold.value_or(false);
   for (const Ruby& ruby : _rubies) {
     // A base that is shorter than its ruby is spread.
@@ -311,6 +316,7 @@ void SubtitleLines::_addRuby(const Ruby& ruby) {
     Box base;
     for (const Box& each : boxesOf(line, ruby.begin, ruby.end)) base.add(each);
     if (base.isEmpty()) continue;
+    if (_hidden.contains(ruby.begin)) return;
     const bool isAfter = _isAfter(ruby.span->look.annotationSide, line);
     _addBeside(line, isAfter, (base.left + base.right) / 2, ruby.layout.get(),
                isAfter ? _after : _before, &ruby.span->look);
@@ -339,9 +345,10 @@ void SubtitleLines::_addMarks(std::size_t begin, std::size_t end, char32_t mark,
     for (const char* at = text + std::max(begin, first); at < text + last;
          at = g_utf8_next_char(at)) {
       const gunichar letter = g_utf8_get_char(at);
-      if (!g_unichar_isgraph(letter) || g_unichar_ismark(letter) || g_unichar_ispunct(letter))
-        continue;
       const int index = static_cast<int>(at - text);
+      if (!g_unichar_isgraph(letter) || g_unichar_ismark(letter) || g_unichar_ispunct(letter) ||
+          _hidden.contains(static_cast<std::size_t>(index)))
+        continue;
       int from = 0;
       int to = 0;
       pango_layout_line_index_to_x(line.line, index, FALSE, &from);

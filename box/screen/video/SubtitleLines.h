@@ -4,6 +4,7 @@
 
 #include "box/screen/drawing/TextLayout.h"
 #include "box/screen/drawing/TextRenderer.h"
+#include "box/screen/video/HiddenText.h"
 #include "media/output/SubtitleCue.h"
 
 namespace box {
@@ -16,7 +17,8 @@ struct SubtitleArea {
   double frame = 0;  ///< the video's height, which outline widths depend on
 };
 
-/// The lines of a cue with their ruby and emphasis marks, in pixels.
+/// The lines of a cue with their ruby and emphasis marks, in pixels. Hidden parts of the text have
+/// empty glyphs, and no ruby and marks.
 ///
 /// Coordinates are those of horizontal text: x along the lines, y from the first line to the last.
 /// Vertical text has to be rotated by a quarter turn clockwise.
@@ -88,6 +90,7 @@ class SubtitleLines {
   bool _isAfter(std::optional<media::AnnotationSide> side, const Line& line) const;
 
   const media::SubtitleCue& _cue;
+  const HiddenText _hidden;
   PangoContextPtr _ownContext;  // of vertical text
   PangoContext* _context;
   double _size = 0;

@@ -190,9 +190,10 @@ SubtitlePicture drawSubtitleText(SDL_Renderer* renderer, const TextRenderer& tex
   cairo_translate(canvas.context(), -picture.x, -picture.y);
   transform.apply(canvas.context());
   const TextPainter painter(canvas, cue, lines, transform);
-  painter.drawBackground(cue.look, 0, cue.text.size());
+  if (!cue.look.isHidden.value_or(false)) painter.drawBackground(cue.look, 0, cue.text.size());
   for (const media::SubtitleSpan& span : cue.spans)
-    if (span.ruby.empty()) painter.drawBackground(span.look, span.begin, span.end);
+    if (span.ruby.empty() && !span.look.isHidden.value_or(false))
+      painter.drawBackground(span.look, span.begin, span.end);
   painter.drawEdge(edgeOf(cue), edgeWidth);
   painter.drawText();
   picture.texture = canvas.makeTexture(renderer);

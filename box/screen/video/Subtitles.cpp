@@ -19,9 +19,10 @@ constexpr std::size_t kCachedCuePixels = std::size_t{16} * 1024 * 1024;
 /// Canvases up to this width are stretched to the picture, whatever their pixel aspect ratio.
 constexpr int kStretchedWidth = 768;
 
-std::string cacheKey(const void* cue, const void* styles, const SubtitleFrame& frame) {
+/// `moments` is how many moments of the cue have passed.
+std::string cacheKey(const void* cue, int moments, const void* styles, const SubtitleFrame& frame) {
   char key[160];
-  std::snprintf(key, sizeof key, "%p %p %.0f %.0f %.0f %.0f %.3f", cue, styles,
+  std::snprintf(key, sizeof key, "%p %d %p %.0f %.0f %.0f %.0f %.3f", cue, moments, styles,
                 static_cast<double>(frame.area.w), static_cast<double>(frame.area.h),
                 static_cast<double>(frame.picture.w), static_cast<double>(frame.picture.h),
                 frame.textSize);
@@ -101,6 +102,16 @@ class ClipScope {
   bool _wasClipping = false;
 };
 
+/// `lineDepth` is the height of a line of its texts, in pixels.
+SDL_FRect boxOf(const media::CueRegion& region, const SDL_FRect& picture, int lineDepth) {
+  const float height = std::max(static_cast<float>(region.height) * picture.h,
+                                static_cast<float>(region.lines) * static_cast<float>(lineDepth));
+  return {picture.x + static_cast<float>(region.left) * picture.w,
+          picture.y + static_cast<float>(region.y) * picture.h -
+              static_cast<float>(region.anchor) * height,
+          static_cast<float>(region.width) * picture.w, height};
+}
+
 void fill(SDL_Renderer* renderer, const SDL_FRect& rect,
           const std::optional<platform::Color>& color, float alpha) {
   if (!color) return;
@@ -122,11 +133,13 @@ Subtitles::DrawnPtr Subtitles::_drawn(SDL_Renderer* renderer,
                                       const std::shared_ptr<const media::SubtitleCue>& cue,
                                       const std::shared_ptr<const media::SubtitleStyles>& styles,
                                       const SubtitleFrame& frame) {
-  const std::string key = cacheKey(cue.get(), styles.get(), frame);
+  const std::string key = cacheKey(cue.get(), passedMoments(*cue, frame.time), styles.get(), frame);
   if (const DrawnPtr* cached = _cache.find(key)) return *cached;
   media::SubtitleCue styled = *cue;
   if (styles) styles->applyTo(styled);
+  settleMoments(styled, frame.time);
   Drawn drawn{.cue = cue, .styles = styles, .layout = styled.layout, .text = {}, .images = {}};
+  if (styled.look.isHidden.value_or(false)) drawn.layout.background.reset();
   std::size_t pixels = imageBytesOf(*cue) / sizeof(std::uint32_t);
   for (const media::CueImage& each : cue->images) drawn.images.push_back(textureOf(renderer, each));
   if (!styled.text.empty()) {
@@ -245,13 +258,7 @@ void Subtitles::_drawRegion(SDL_Renderer* renderer, const std::vector<DrawnPtr>&
       newestDepth = own;
     }
   }
-  const float height =
-      std::max(static_cast<float>(region.height) * picture.h,
-               static_cast<float>(region.lines) * static_cast<float>(group[0]->text.lineDepth));
-  const SDL_FRect box{picture.x + static_cast<float>(region.left) * picture.w,
-                      picture.y + static_cast<float>(region.y) * picture.h -
-                          static_cast<float>(region.anchor) * height,
-                      static_cast<float>(region.width) * picture.w, height};
+  const SDL_FRect box = boxOf(region, picture, group[0]->text.lineDepth);
   const float across = isVertical ? picture.w : picture.h;
   const float before = static_cast<float>(region.paddingBefore) * across;
   const float after = static_cast<float>(region.paddingAfter) * across;

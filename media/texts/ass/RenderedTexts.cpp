@@ -9,7 +9,6 @@
 #include <optional>
 #include <system_error>
 #include <thread>
-#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -25,6 +24,7 @@ constexpr std::size_t kInputBytes = 2 * AssRenderer::kDocumentBytes;
 constexpr std::size_t kFontLimit = 128;
 constexpr std::size_t kFontBytes = std::size_t{48} << 20;
 constexpr auto kEndTimeout = std::chrono::seconds(1);
+constexpr auto kSettleTimeout = std::chrono::minutes(1);
 /// How long a rendering of animated events is shown if no other one follows.
 constexpr double kAnimationSeconds = 1;
 constexpr double kUnlimitedSeconds = 1e12;
@@ -43,14 +43,20 @@ struct RenderedTexts::Input {
 };
 
 struct RenderedTexts::State {
+  /// The times for which the images of a rendering are right.
+  struct ValidRange {
+    double from = 0;
+    double until = 0;
+    bool contains(double seconds) const { return seconds >= from && seconds < until; }
+  };
+
   State(std::shared_ptr<SubtitleCues> texts, std::function<void()> whenChanged)
       : cues(std::move(texts)), changed(std::move(whenChanged)) {}
 
-  bool isCurrent(double seconds) const { return seconds >= validFrom && seconds < validUntil; }
   void invalidate() {
-    validUntil = validFrom;
+    valid = {};
     hasWork = true;
-    wakeup.notify_one();
+    wakeup.notify_all();
   }
 
   const std::shared_ptr<SubtitleCues> cues;
@@ -63,6 +69,8 @@ struct RenderedTexts::State {
   bool stopping = false;
   bool ended = false;
   bool hasWork = false;
+  bool isIdle = false;
+  int renderings = 0;
   std::deque<Input> inputs;
   std::size_t inputBytes = 0;
   AttachedFonts fonts;
@@ -71,9 +79,7 @@ struct RenderedTexts::State {
   bool wasSwitched = false;  // `shown` has changed, so the cues have no renderings
   SubtitledPicture picture;
   std::optional<double> wanted;
-  // The images of the last rendering are right in this range.
-  double validFrom = 0;
-  double validUntil = 0;
+  ValidRange valid;  // of the last rendering
 };
 
 /// Data of the thread: values that it moves out of the state, and its own documents.
@@ -253,27 +259,39 @@ void RenderedTexts::setPicture(const SubtitledPicture& picture) {
 void RenderedTexts::renderAt(double seconds) {
   const std::lock_guard lock(_state->mutex);
   _state->wanted = seconds;
-  if (_state->shown == Source::None || _state->isCurrent(seconds)) return;
+  if (_state->shown == Source::None || _state->valid.contains(seconds)) return;
   _state->hasWork = true;
-  _state->wakeup.notify_one();
+  _state->wakeup.notify_all();
+}
+
+int RenderedTexts::settledRenderings() const {
+  std::unique_lock lock(_state->mutex);
+  _state->wakeup.wait_for(lock, kSettleTimeout, [this] {
+    return !_state->hasThread || _state->ended || (_state->isIdle && !_state->hasWork);
+  });
+  return _state->renderings;
 }
 
 void RenderedTexts::_run(State& state) {
   Work work;
   std::unique_lock lock(state.mutex);
   while (true) {
+    state.isIdle = true;
+    state.wakeup.notify_all();
     state.wakeup.wait(lock, [&] { return state.stopping || state.hasWork; });
+    state.isIdle = false;
     if (state.stopping) break;
     work.takeFrom(state);
     lock.unlock();
     const auto begin = SteadyClock::now();
     const bool hasChanged = work.applyInputs();
     lock.lock();
-    if (hasChanged) state.validUntil = state.validFrom;
-    if (!work.wanted || state.isCurrent(*work.wanted)) continue;
+    if (hasChanged) state.valid = {};
+    if (!work.wanted || state.valid.contains(*work.wanted)) continue;
+    ++state.renderings;
     lock.unlock();
     auto rendering = work.render();
-    std::pair<double, double> valid{*work.wanted, *work.wanted};
+    State::ValidRange valid;  // empty while events are animated
     if (!rendering)
       valid = {-kUnlimitedSeconds, kUnlimitedSeconds};
     else if (!rendering->isAnimated)
@@ -286,7 +304,7 @@ void RenderedTexts::_run(State& state) {
     // Otherwise the rendering may be outdated already.
     if (state.shown == work.shown && state.picture == work.picture &&
         state.fonts.size() == work.fonts.size())
-      std::tie(state.validFrom, state.validUntil) = valid;
+      state.valid = valid;
     state.wakeup.wait_for(lock, std::max(busy, sending), [&] { return state.stopping; });
   }
   lock.unlock();

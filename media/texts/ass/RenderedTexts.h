@@ -45,6 +45,9 @@ class RenderedTexts {
   void setPicture(const SubtitledPicture& picture);
   /// Requests a rendering for a picture with this stream time.
   void renderAt(double seconds);
+  /// Waits up to a minute until the thread has nothing to do, and returns how often it has
+  /// rendered. For tests.
+  int settledRenderings() const;
 
  private:
   struct State;

@@ -121,7 +121,9 @@ void HLSMultivariant::_addRendition(const HLSAttributes& attributes) {
   track.isDefault = attributes.isYes("DEFAULT");
   if (rendition.type == "CLOSED-CAPTIONS") {
     const std::string channel = attributes.text("INSTREAM-ID");
-    if (channel.size() != 3 || !channel.starts_with("CC") || channel[2] < '1' || channel[2] > '4')
+    constexpr std::string_view kCaptionChannels[] = {"CC1", "CC2", "CC3", "CC4", "SERVICE1"};
+    if (std::find(std::begin(kCaptionChannels), std::end(kCaptionChannels), channel) ==
+        std::end(kCaptionChannels))
       return;
     track.captionChannel = channel;
   }

@@ -37,9 +37,12 @@ SubtitleCue everything() {
   span.look.bold = true;
   span.look.italic = false;
   span.look.underline = true;
+  span.look.isHidden = true;
   span.ruby = "vwa.la";
   span.look.emphasis = U'\u2022';
   span.look.annotationSide = AnnotationSide::Outside;
+  span.moments = {{SpanMoment::Kind::Future, 0.25, {}}, {SpanMoment::Kind::Past, 0.75, {}}};
+  span.moments[1].look.italic = true;
   cue.spans = {span};
   cue.layout.writing = CueLayout::Writing::VerticalToLeft;
   cue.layout.rowAlignment = CueLayout::Alignment::Start;
@@ -65,6 +68,7 @@ SubtitleCue everything() {
   cue.layout.line = -2;
   cue.images = {{1920, 1080, -4, 900, 2, 1, {0x80ff00aa, 0x01020304}}};
   cue.endsAtNext = true;
+  cue.order = 3;
   return cue;
 }
 
@@ -105,7 +109,12 @@ TEST(TextMessages, CuesWithinTheLimitsAreAccepted) {
   SubtitleCue cue;
   cue.text = "text";
   cue.identifier = invalid;
-  cue.spans = {{0, 4, invalid, {invalid}, invalid, invalid, {}}};
+  SubtitleSpan& span = cue.spans.emplace_back();
+  span.end = 4;
+  span.element = invalid;
+  span.classes = {invalid};
+  span.annotation = invalid;
+  span.ruby = invalid;
   bound(cue);
   const auto found = decoded(encoded(changeOf(Kind::Add, {cue})));
   ASSERT_TRUE(found);

@@ -1,8 +1,9 @@
-// CEA-608 captions: as byte pairs, and embedded in a clip.
+// CEA-608 captions as byte pairs, and captions that are embedded in a clip.
 
 #include <bit>
 #include <cstdlib>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <string_view>
 
@@ -105,8 +106,7 @@ struct CaptionedCodec {
   const char* demuxer;
   const char* encoder;  // options of ffmpeg
   const char* clip;     // the file name
-  std::string begin;    // before and after the byte pairs
-  std::string end;
+  std::string begin;    // before the size of the captions
   bool (*isFirstSlice)(std::string_view unit);
 };
 
@@ -114,32 +114,42 @@ int byteAt(std::string_view bytes, std::size_t at) {
   return at < bytes.size() ? static_cast<unsigned char>(bytes[at]) : 0;
 }
 
-const std::string kCaptionMark("\xb5\0\x31GA94\3\x42\xff", 10);
-const CaptionedCodec kCaptionedH264{"h264",
-                                    "libx264 -bf 0 -g 25 -pix_fmt yuv420p",
-                                    "captioned.mp4",
-                                    std::string("\0\0\0\1\6\4\x11", 7) + kCaptionMark,
-                                    "\xff\x80",
-                                    [](std::string_view unit) {
+const std::string kCaptionMark("\xb5\0\x31GA94\3", 8);
+const CaptionedCodec kCaptionedH264{"h264", "libx264 -bf 0 -g 25 -pix_fmt yuv420p", "captioned.mp4",
+                                    std::string("\0\0\0\1\6\4", 6), [](std::string_view unit) {
                                       const int type = byteAt(unit, 0) & 31;
                                       return (type == 1 || type == 5) && byteAt(unit, 1) >= 0x80;
                                     }};
 const CaptionedCodec kCaptionedHEVC{
-    "hevc",
-    "libx265 -x265-params log-level=error:bframes=0:keyint=25 -pix_fmt yuv420p",
-    "captioned_hevc.mp4",
-    std::string("\0\0\0\1\x4e\1\4\x11", 8) + kCaptionMark,
-    "\xff\x80",
-    [](std::string_view unit) {
+    "hevc", "libx265 -x265-params log-level=error:bframes=0:keyint=25 -pix_fmt yuv420p",
+    "captioned_hevc.mp4", std::string("\0\0\0\1\x4e\1\4", 7), [](std::string_view unit) {
       return (byteAt(unit, 0) >> 1 & 63) < 32 && byteAt(unit, 2) >= 0x80;
     }};
-const CaptionedCodec kCaptionedMPEG2{
-    "mpegvideo",    "mpeg2video -bf 0 -g 25",
-    "captioned.ts", std::string("\0\0\1\xb2", 4) + kCaptionMark.substr(3),
-    "\xff",         [](std::string_view unit) { return byteAt(unit, 0) == 1; }};
+const CaptionedCodec kCaptionedMPEG2{"mpegvideo", "mpeg2video -bf 0 -g 25", "captioned.ts",
+                                     std::string("\0\0\1\xb2", 4),
+                                     [](std::string_view unit) { return byteAt(unit, 0) == 1; }};
 
-/// A clip whose pictures carry a byte pair for each field.
-std::string captionedClip(const CaptionedCodec& codec, const Pairs& first, const Pairs& second) {
+/// Inserts bytes so that `payload` has no start code.
+std::string escaped(std::string_view payload) {
+  std::string result;
+  for (const char each : payload) {
+    if (each >= 0 && each <= 3 && result.ends_with(std::string_view("\0\0", 2))) result += '\3';
+    result += each;
+  }
+  return result;
+}
+
+/// Returns what carries the byte pairs of a picture, each of them with its type before it.
+std::string captionUnit(const CaptionedCodec& codec, const std::string& pairs) {
+  std::string data = kCaptionMark + static_cast<char>(0x40 | (pairs.size() / 3)) + '\xff' + pairs;
+  data += '\xff';
+  if (codec.demuxer == std::string_view("mpegvideo")) return codec.begin + data.substr(3);
+  return codec.begin + escaped(static_cast<char>(data.size()) + data) + '\x80';
+}
+
+/// A clip whose pictures carry byte pairs. `pairsOfPicture` returns those of a picture.
+std::string captionedClip(const CaptionedCodec& codec, const std::string& clip,
+                          const std::function<std::string(std::size_t)>& pairsOfPicture) {
   const TestMedia& media = TestMedia::shared();
   const std::string demuxer = codec.demuxer;
   const std::string bareName = "bare." + demuxer;
@@ -154,23 +164,28 @@ std::string captionedClip(const CaptionedCodec& codec, const Pairs& first, const
     const std::size_t end = std::min(bare.find(startCode, at + 1), bare.size());
     const std::string_view unit = std::string_view(bare).substr(at, end - at);
     at = end;
-    if (unit.size() > startCode.size() && codec.isFirstSlice(unit.substr(startCode.size()))) {
-      made += codec.begin;
-      for (const Pairs* field : {&first, &second}) {
-        const auto pair = picture < field->size() ? (*field)[picture] : std::pair(0, 0);
-        made += field == &first ? '\xfc' : '\xfd';
-        made += static_cast<char>(withParity(pair.first));
-        made += static_cast<char>(withParity(pair.second));
-      }
-      made += codec.end;
-      ++picture;
-    }
+    if (unit.size() > startCode.size() && codec.isFirstSlice(unit.substr(startCode.size())))
+      made += captionUnit(codec, pairsOfPicture(picture++));
     made += unit;
   }
-  const std::string captioned = media.path("captioned." + demuxer);
+  const std::string captioned = media.path(clip + "." + demuxer);
   std::ofstream(captioned, std::ios::binary) << made;
-  return media.url(codec.clip, "-fflags +genpts -r 25 -f " + demuxer + " -i " + captioned +
-                                   " -map 3 -map 1 -c:v copy -c:a aac");
+  return media.url(clip, "-fflags +genpts -r 25 -f " + demuxer + " -i " + captioned +
+                             " -map 3 -map 1 -c:v copy -c:a aac");
+}
+
+/// A clip whose pictures carry a byte pair for each field.
+std::string captionedClip(const CaptionedCodec& codec, const Pairs& first, const Pairs& second) {
+  return captionedClip(codec, codec.clip, [&](std::size_t picture) {
+    std::string pairs;
+    for (const Pairs* field : {&first, &second}) {
+      const auto pair = picture < field->size() ? (*field)[picture] : std::pair(0, 0);
+      pairs += field == &first ? '\xfc' : '\xfd';
+      pairs += static_cast<char>(withParity(pair.first));
+      pairs += static_cast<char>(withParity(pair.second));
+    }
+    return pairs;
+  });
 }
 
 const platform::MediaSelectionGroup* legibleGroup(EngineHarness& harness) {
@@ -193,6 +208,33 @@ TEST(Captions, InMPEG2AndHEVCAreLegibleOptions) {
       return frame && frame->subtitles && frame->subtitles->textAt(2) == "Hello";
     }));
   }
+}
+
+TEST(Captions, OfCea708AreShownWithoutCea608) {
+  // A window that is defined, written, and shown by the second packet.
+  const std::string window = "\x98" + std::string("\0\x4a\x69\x71\x1f\x09", 6) + "Hello ";
+  const std::string packets[] = {"\x08" + std::string(1, static_cast<char>(0x20 | window.size())) +
+                                     window + std::string(1, '\0'),
+                                 std::string("\x45\x27", 2) + "world" + "\x89\x01" + '\0'};
+  const std::string url = captionedClip(kCaptionedH264, "serviced.mp4", [&](std::size_t picture) {
+    std::string pairs = "\xfc\x80\x80";
+    const std::string packet = picture < 2 ? packets[picture] : std::string();
+    for (std::size_t at = 0; at + 1 < packet.size(); at += 2)
+      pairs += (at == 0 ? '\xff' : '\xfe') + packet.substr(at, 2);
+    return pairs;
+  });
+  EngineHarness harness;
+  harness.load(url);
+  ASSERT_TRUE(harness.waitUntil([&] { return legibleGroup(harness) != nullptr; }));
+  ASSERT_EQ(legibleGroup(harness)->options.size(), 1u);
+  EXPECT_EQ(legibleGroup(harness)->options[0].displayName, "SERVICE1");
+  harness.call([id = legibleGroup(harness)->options[0].identifier](auto& engine) {
+    engine.selectOption(std::string(platform::kMediaCharacteristicLegible), id);
+  });
+  EXPECT_TRUE(harness.waitUntil([&] {
+    const auto frame = harness.frame();
+    return frame && frame->subtitles && frame->subtitles->textAt(2) == "Hello world";
+  }));
 }
 
 TEST(Captions, EmbeddedInPicturesAreLegibleOptions) {

@@ -19,6 +19,7 @@ std::string described(const SubtitleLook& look) {
   if (look.bold) out << (*look.bold ? " bold" : " light");
   if (look.italic) out << (*look.italic ? " italic" : " upright");
   if (look.underline) out << (*look.underline ? " under" : " bare");
+  if (look.isHidden) out << (*look.isHidden ? " hidden" : " shown");
   if (look.edge) out << " edge" << static_cast<int>(*look.edge);
   if (look.emphasis) out << " mark" << std::hex << static_cast<unsigned>(*look.emphasis);
   if (look.annotationSide) out << " side" << static_cast<int>(*look.annotationSide);
@@ -47,6 +48,9 @@ std::string described(const SubtitleCue& cue) {
   for (const SubtitleSpan& each : cue.spans) {
     out << " [" << cue.text.substr(each.begin, each.end - each.begin) << described(each.look);
     if (!each.ruby.empty()) out << " ruby=" << each.ruby;
+    for (const SpanMoment& moment : each.moments)
+      out << (moment.kind == SpanMoment::Kind::Past ? " past" : " future") << moment.time << '('
+          << described(moment.look) << ')';
     out << ']';
   }
   const CueLayout& layout = cue.layout;

@@ -56,8 +56,9 @@ TEST(Subtitles, AreReadWithStylesAndLayout) {
     std::string cues;
   } cases[] = {
       {"WebVTT", kVTT,
-       "1+1.5 Hi <you> \u263a 1 < 2 bg0,0,0,0.5 [Hi c1,0,0,1 bold] [<you> c1,0,0,1 bold] "
-       "left0.2~0.5 y0.1T align0; "
+       "1+1.5 Hi <you> \u263a 1 < 2 bg0,0,0,0.5 [Hi c1,0,0,1 bold past0.5( c1,0,0,1 bold)] "
+       "[  past0.5()] [<you> c1,0,0,1 bold past0.5( c1,0,0,1 bold)] [  past0.5()] "
+       "[\u263a 1 < 2 future0.5()] left0.2~0.5 y0.1T align0; "
        "3+3601 ab bg0,0,0,0.5 [a c1,1,0,1 italic] [b under] line-2; "
        "5+1 low bg0,0,0,0.5 left0.1~0.4 region0.1~0.4,0.9@1~2linesB; 9+1 last bg0,0,0,0.5"},
       {"TTML", kTTML,

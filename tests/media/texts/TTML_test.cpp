@@ -132,7 +132,7 @@ TEST(TTML, LayoutOfLines) {
       {"tts:writingMode='tblr'", "x lr"},
       {"tts:direction='rtl'", "\u200fx"},
       {"tts:opacity='0.5' tts:backgroundColor='red'", "x c1,1,1,0.5 bg1,0,0,0.5"},
-      {"tts:visibility='hidden'", ""},
+      {"tts:visibility='hidden'", "x hidden"},
       {"tts:display='none'", ""},
   };
   for (const auto& each : cases)
@@ -178,6 +178,64 @@ TEST(TTML, TimesOfSpansAndSequences) {
       {"<p begin='1s'>a</p>", "1+-1 a"},
   };
   for (const auto& each : cases) EXPECT_EQ(cuesOf("", "", each.body), each.cues);
+}
+
+TEST(TTML, StylesAreSetForATime) {
+  const std::string red = "<set begin='1s' end='2s' tts:color='red'/>";
+  const auto paragraph = [](const std::string& content) {
+    return "<p region='r' begin='1s' end='5s'>" + content + "</p>";
+  };
+  const std::string plain = "left0~1 region0~1,0~1T";
+  const struct {
+    const char* what;
+    std::string region;  // attributes and content of the region
+    std::string body;
+    std::string cues;
+  } cases[]{
+      {"of a paragraph", "", paragraph(red + "a"), "1+1 a; 2+1 a c1,0,0,1; 3+2 a"},
+      {"of a span", "",
+       paragraph("a<span tts:visibility='hidden'><set begin='1s' tts:visibility='visible'/>b"
+                 "</span>"),
+       "1+1 ab [b hidden]; 2+3 ab [b shown]"},
+      {"of a timed span", "",
+       paragraph("a<span begin='1s' end='3s'><set begin='1s' tts:fontWeight='bold'/>b</span>"),
+       "1+1 a; 2+1 ab [b]; 3+1 ab [b bold]; 4+1 a"},
+      {"of the elements around it", "",
+       "<div><set begin='2s' end='3s' tts:display='none'/>" + paragraph("a") + "</div>",
+       "1+1 a; 3+2 a"},
+      {"the later one of two", "", paragraph(red + "<set tts:color='blue' begin='1s'/>a"),
+       "1+1 a; 2+3 a c0,0,1,1"},
+      {"in a sequence", "",
+       "<div timeContainer='seq'><set begin='1s' tts:color='red'/><p dur='2s'>a</p>"
+       "<p dur='1s'>b</p></div>",
+       "0+1 a; 1+1 a c1,0,0,1; 2+1 b c1,0,0,1"},
+      {"without effect", "", paragraph("<set begin='1s' tts:unknown='1'/>a"), "1+4 a"},
+      {"outside of the time of the paragraph", "", paragraph("<set begin='4s' tts:color='red'/>a"),
+       "1+4 a"},
+      {"of a region", "xml:id='r'><set begin='2s' tts:backgroundColor='red'/>", paragraph("a"),
+       "1+1 a " + plain + " align0; 2+3 a " + plain + " regionbg1,0,0,1 align0"},
+      {"place of a region", "xml:id='r'><set begin='3s' tts:origin='50% 0%'/>", paragraph("a"),
+       "1+2 a " + plain + " align0; 3+2 a left0.5~0.5 region0.5~0.5,0~1T align0"},
+      {"the time of a region", "xml:id='r' begin='2s' end='4s'>", paragraph("a"),
+       "2+2 a " + plain + " align0"},
+      {"a region that is never active", "xml:id='r' begin='7s'>", paragraph("a"), ""},
+  };
+  for (const auto& each : cases) {
+    const std::string region = each.region.empty() ? "xml:id='none'>" : each.region;
+    EXPECT_EQ(cuesOf("", "<layout><region " + region + "</region></layout>", each.body), each.cues)
+        << each.what;
+  }
+}
+
+TEST(TTML, ParagraphsStayInOrderWhenOneOfThemChanges) {
+  SubtitleCues shown;
+  shown.setExternal(
+      cuesOfTTML(document("", "",
+                          "<p begin='1s' end='5s'>first<span begin='2s'> changes</span></p>"
+                          "<p begin='2s' end='5s'>second</p>")));
+  shown.show(SubtitleCues::Source::External);
+  EXPECT_EQ(shown.textAt(2.5), "first\nsecond");
+  EXPECT_EQ(shown.textAt(4), "first changes\nsecond");
 }
 
 TEST(TTML, ImagesAreInTheDocumentOrBehindIt) {
@@ -305,6 +363,17 @@ TEST(TTML, HostileDocumentsCostBoundedWork) {
        document("", image,
                 repeated("<div begin='1s' end='2s' smpte:backgroundImage='#i'/>", 22000)),
        20000},
+      {"changes of every paragraph",
+       document("",
+                "<layout><region xml:id='r'>" +
+                    repeated("<set begin='1s' tts:color='red'/>", 20000) + "</region></layout>",
+                repeated("<p region='r' end='2s'><set begin='0.5s' tts:opacity='0'/>x</p>", 5000)),
+       15000},
+      {"changes around every paragraph",
+       document("", "",
+                repeated("<div>" + repeated("<set begin='1s' tts:color='red'/>", 64), 20) +
+                    repeated("<p tts:display='none' end='2s'>x</p>", 20000)),
+       0},
       {"line breaks", document("", "", "<p end='1s'>x" + repeated("<br/>", 20000) + "</p>"), 1},
       {"references",
        document("",

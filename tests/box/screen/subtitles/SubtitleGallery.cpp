@@ -77,6 +77,17 @@ std::vector<SubtitleExample> webVTTExamples() {
       {"region with three lines", vtt(kScrollRegion + kScrollCues), 1.3},
       {"region while it scrolls", vtt(kScrollRegion + kScrollCues), 1.5},
       {"region after it has scrolled", vtt(kScrollRegion + kScrollCues), 2.5},
+      {"karaoke: the past in colour, half way",
+       vtt("STYLE\n::cue(:past) { color: #ff0 }\n::cue(c:future) { color: #bbb }\n\n" +
+           cue("",
+               "<c>Row, </c><00:01.250><c>row, </c><00:01.500><c>row </c><00:01.750><c>your "
+               "boat</c>\n<c>gently</c>"))},
+      {"the future is hidden", vtt("STYLE\n::cue(:future) { visibility: hidden }\n\n" +
+                                   cue("",
+                                       "Words <00:01.250>appear <00:01.400>as they <00:01.600>are "
+                                       "spoken,\n<00:01.800>and keep their places"))},
+      {"by language", vtt("STYLE\n::cue(:lang(fr)) { font-style: italic; color: #8ff }\n\n" +
+                          cue("", "He said <lang fr-CA>bonjour</lang> and left."))},
       {"a text that is too long becomes smaller",
        vtt("STYLE\n::cue { font-size: 300% }\n\n" +
            cue("",
@@ -152,6 +163,19 @@ std::vector<SubtitleExample> ttmlExamples() {
                 "</smpte:image></metadata><layout><region xml:id='r' tts:origin='25% 50%' "
                 "tts:extent='50% 25%'/></layout>",
             "<div region='r' begin='1s' end='2s' smpte:backgroundImage='#i'/>")},
+      {"set: the second word is hidden, the third one is red",
+       inRegion("", "tts:fontSize='150%'",
+                "one <span><set begin='0.2s' tts:visibility='hidden'/>two</span> "
+                "<span><set begin='0.2s' tts:color='red'/>three</span> four")},
+      {"set: the region moves and changes its colour",
+       ttml("<layout><region xml:id='r' tts:origin='10% 10%' tts:extent='30% 30%'>"
+            "<set begin='1.2s' tts:origin='60% 50%' tts:backgroundColor='#004080'/>"
+            "</region></layout>",
+            "<p region='r' begin='1s' end='2s'>moved</p>")},
+      {"a paragraph before the text that changes",
+       inRegion("", "",
+                "first <span begin='0.3s'>that changes</span></p>"
+                "<p region='r' begin='1.2s' end='2s' tts:color='yellow'>second")},
       {"padding of the region",
        inRegion("tts:padding='10% 5%'", "tts:backgroundColor='#004000'", "inside the padding")},
       {"opacity, and a background of letters",

@@ -162,6 +162,7 @@ TEST(HLS, ReadsTracksOfAMultivariantPlaylist) {
       "#EXT-X-MEDIA:TYPE=CLOSED-CAPTIONS,GROUP-ID=\"c\",NAME=\"CC\",INSTREAM-ID=\"CC1\"\n"
       "#EXT-X-MEDIA:TYPE=CLOSED-CAPTIONS,GROUP-ID=\"d\",NAME=\"CC\",INSTREAM-ID=\"CC1\"\n"
       "#EXT-X-MEDIA:TYPE=CLOSED-CAPTIONS,GROUP-ID=\"c\",NAME=\"CC\",INSTREAM-ID=\"SERVICE1\"\n"
+      "#EXT-X-MEDIA:TYPE=CLOSED-CAPTIONS,GROUP-ID=\"c\",NAME=\"CC\",INSTREAM-ID=\"SERVICE64\"\n"
       "#EXT-X-STREAM-INF:BANDWIDTH=2000,RESOLUTION=640x360,CODECS=\"avc1.4d,mp4a.40.2\","
       "AUDIO=\"aac\",SUBTITLES=\"t\"\n{$dir}/mid.m3u8\n"
       "#EXT-X-STREAM-INF:BANDWIDTH=1000,CODECS=\"avc1.4d,mp4a.40.2\",AUDIO=\"aac\"\nlow.m3u8\n"
@@ -186,7 +187,8 @@ TEST(HLS, ReadsTracksOfAMultivariantPlaylist) {
             "audio:de:Ton: de.m3u8\n"
             "text:de:Schilder:forcedF: t.m3u8\n"
             "text:de:Schilder: s.m3u8\n"
-            "CC1:\n");
+            "CC1:\n"
+            "SERVICE1:\n");
   const Track& english = manifest.presentation->periods[0].tracks[1];
   EXPECT_EQ(english.representations[1]->group, "ec3");
   EXPECT_EQ(english.representations[1]->codecs, std::vector<std::string>{"ec-3"});
