@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cmath>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -13,8 +14,11 @@
 
 #include <gst/pbutils/pbutils.h>
 
-#include "media/elements/LibavDemuxer.h"
+#include "media/elements/AccurateSeek.h"
+#include "media/elements/DecoderAdjustments.h"
 #include "media/elements/SinkTail.h"
+#include "media/elements/StreamEnds.h"
+#include "media/elements/libav/LibavDemuxer.h"
 #include "media/support/DecoderLookup.h"
 #include "media/support/GstRef.h"
 #include "media/support/MediaErrors.h"
@@ -25,8 +29,9 @@ namespace {
 /// Data of a parser pad: the sink pad of decodebin3 that was requested for it.
 constexpr const char* kInput = "vorlane-input";
 
-/// Number of damaged packets before the first good one after which a decoder fails.
-constexpr gint kMaxErrorsAtStart = 20;
+GstClockTime clockTimeOf(double seconds) {
+  return static_cast<GstClockTime>(std::llround(seconds * static_cast<double>(GST_SECOND)));
+}
 
 struct ResourceParts {
   // Owned by the pipeline.
@@ -40,6 +45,8 @@ struct ResourceParts {
   GstRef<GstStreamCollection> unfiltered;
   GstRef<GstStreamCollection> filtered;
   std::vector<SinkTail> tails;
+  std::unique_ptr<AccurateSeek> seek;
+  std::optional<GstClockTime> duration;  // as measured
 };
 
 struct ResourcePipeline {
@@ -55,14 +62,17 @@ ResourceParts& partsOf(gpointer pipeline) {
   return *static_cast<ResourcePipeline*>(pipeline)->parts;
 }
 
-/// Returns whether a stream does not play: audio or video of a kind that is left out, and anything
-/// without a decoder, such as a file that parsebin has no demuxer for. decodebin3 would typefind
-/// the latter again, and sometimes waits for itself.
+bool isOfLeftOutType(const ResourceParts& parts, std::string_view type) {
+  return ((parts.leftOut & GST_STREAM_TYPE_VIDEO) != 0 && type.starts_with("video/")) ||
+         ((parts.leftOut & GST_STREAM_TYPE_AUDIO) != 0 && type.starts_with("audio/"));
+}
+
+/// Returns whether a stream does not play: it is of a type that is left out, or has no decoder.
+/// decodebin3 would typefind an unknown file again, and sometimes waits for itself.
 bool isLeftOut(const ResourceParts& parts, const GstCaps* caps) {
   if (!caps || gst_caps_is_any(caps) || gst_caps_is_empty(caps)) return false;
   const std::string_view type = gst_structure_get_name(gst_caps_get_structure(caps, 0));
-  if ((parts.leftOut & GST_STREAM_TYPE_VIDEO) != 0 && type.starts_with("video/")) return true;
-  if ((parts.leftOut & GST_STREAM_TYPE_AUDIO) != 0 && type.starts_with("audio/")) return true;
+  if (isOfLeftOutType(parts, type)) return true;
   if (isOptionalStream(type) || type.ends_with("/x-raw") || type == "application/x-cenc")
     return false;
   return !hasDecoder(caps);
@@ -132,15 +142,29 @@ void decodeStream(GstElement*, GstPad* stream, gpointer pipeline) {
   GstElement* const decoder = parts.decoder;
   gst_pad_add_probe(stream, GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM, changeParserEvent, pipeline,
                     nullptr);
+  parts.seek->watch(stream);
   GstRef<GstPad> input(gst_element_get_static_pad(decoder, "sink"));
   if (!gst_pad_is_linked(input.get())) {
+    markEndOfStream(input.get());
     gst_pad_link_full(stream, input.get(), GST_PAD_LINK_CHECK_NOTHING);
     return;
   }
   input.reset(gst_element_request_pad_simple(decoder, "sink_%u"));
   if (!input) return;
+  markEndOfStream(input.get());
   gst_pad_link_full(stream, input.get(), GST_PAD_LINK_CHECK_NOTHING);
   g_object_set_data_full(G_OBJECT(stream), kInput, input.release(), gst_object_unref);
+}
+
+/// Returns whether parsebin adds an element to a pad. Parsers of streams that are left out may
+/// fail.
+gboolean continueParsing(GstElement*, GstPad* pad, GstCaps* caps, gpointer pipeline) {
+  // The pad is a ghost pad that has no parent yet.
+  const GstRef<GstPad> target(GST_IS_GHOST_PAD(pad) ? gst_ghost_pad_get_target(GST_GHOST_PAD(pad))
+                                                    : nullptr);
+  const GstRef<GstElement> owner(target ? gst_pad_get_parent_element(target.get()) : nullptr);
+  const std::string_view type = gst_structure_get_name(gst_caps_get_structure(caps, 0));
+  return !owner || !hasClass(owner.get(), "Demux") || !isOfLeftOutType(partsOf(pipeline), type);
 }
 
 void failWithoutStreams(GstElement* parser, gpointer pipeline) {
@@ -153,25 +177,6 @@ void releaseStream(GstElement*, GstPad* stream, gpointer pipeline) {
     const GstRef<GstPad> owned(input);
     gst_element_release_request_pad(partsOf(pipeline).decoder, input);
   }
-}
-
-/// Lets an audio decoder fail that cannot decode anything. By default it would try until the end.
-/// After the first output, damaged packets are ignored again.
-void limitErrors(GstBin*, GstBin*, GstElement* decoder, gpointer) {
-  if (!hasClass(decoder, "Decoder") || !hasClass(decoder, "Audio") ||
-      !g_object_class_find_property(G_OBJECT_GET_CLASS(decoder), "max-errors"))
-    return;
-  const GstRef<GstPad> source(gst_element_get_static_pad(decoder, "src"));
-  if (!source) return;
-  g_object_set(decoder, "max-errors", kMaxErrorsAtStart, nullptr);
-  gst_pad_add_probe(
-      source.get(), GST_PAD_PROBE_TYPE_BUFFER,
-      [](GstPad* pad, GstPadProbeInfo*, gpointer) {
-        const GstRef<GstElement> owner(gst_pad_get_parent_element(pad));
-        if (owner) g_object_set(owner.get(), "max-errors", -1, nullptr);
-        return GST_PAD_PROBE_REMOVE;
-      },
-      nullptr, nullptr);
 }
 
 /// Called on a streaming thread of decodebin3.
@@ -209,7 +214,7 @@ void endUnlinkedTails(ResourceParts& parts) {
 }
 
 /// Takes the event.
-gboolean seekResource(ResourceParts& parts, GstEvent* event) {
+gboolean sendSeek(ResourceParts& parts, GstEvent* event) {
   const GstRef<GstEvent> owned(event);
   endUnlinkedTails(parts);
   for (const SinkTail& tail : parts.tails) tail.setSpareRoom(false);
@@ -220,7 +225,12 @@ gboolean seekResource(ResourceParts& parts, GstEvent* event) {
 
 gboolean sendEvent(GstElement* pipeline, GstEvent* event) {
   ResourceParts& parts = partsOf(pipeline);
-  if (GST_EVENT_TYPE(event) == GST_EVENT_SEEK) return seekResource(parts, event);
+  if (GST_EVENT_TYPE(event) == GST_EVENT_SEEK) {
+    const GstRef<GstEvent> owned(event);
+    const gboolean isSent = sendSeek(parts, parts.seek->begin(event).release());
+    if (!isSent) parts.seek->cancel();
+    return isSent;
+  }
   if (GST_EVENT_TYPE(event) == GST_EVENT_SELECT_STREAMS) {
     const gboolean result = gst_element_send_event(parts.decoder, event);
     // decodebin3 changes a stream when no thread is in its pad. A seek follows, which empties the
@@ -247,10 +257,36 @@ gboolean answerPosition(const ResourceParts& parts, GstQuery* query) {
   return largest >= 0;
 }
 
+/// Returns false if the duration was not measured or the query is another one.
+bool answerMeasured(const ResourceParts& parts, GstQuery* query) {
+  if (!parts.duration) return false;
+  GstFormat format = GST_FORMAT_UNDEFINED;
+  const auto duration = static_cast<gint64>(*parts.duration);
+  if (GST_QUERY_TYPE(query) == GST_QUERY_DURATION) {
+    gst_query_parse_duration(query, &format, nullptr);
+    if (format == GST_FORMAT_TIME) gst_query_set_duration(query, format, duration);
+  } else if (GST_QUERY_TYPE(query) == GST_QUERY_SEEKING) {
+    gst_query_parse_seeking(query, &format, nullptr, nullptr, nullptr);
+    // The resource can be read at any position, or it could not have been measured.
+    if (format == GST_FORMAT_TIME) gst_query_set_seeking(query, format, TRUE, 0, duration);
+  }
+  return format == GST_FORMAT_TIME;
+}
+
 gboolean answerQuery(GstElement* pipeline, GstQuery* query) {
-  return GST_QUERY_TYPE(query) == GST_QUERY_POSITION
-             ? answerPosition(partsOf(pipeline), query)
-             : resourcePipelineParent->query(pipeline, query);
+  const ResourceParts& parts = partsOf(pipeline);
+  if (GST_QUERY_TYPE(query) == GST_QUERY_POSITION) return answerPosition(parts, query);
+  return answerMeasured(parts, query) || resourcePipelineParent->query(pipeline, query);
+}
+
+void noteSelectedVideo(ResourceParts& parts, GstMessage* message) {
+  std::string video;
+  for (guint index = 0; index < gst_message_streams_selected_get_size(message); ++index) {
+    const GstRef<GstStream> stream(gst_message_streams_selected_get_stream(message, index));
+    if (gst_stream_get_stream_type(stream.get()) & GST_STREAM_TYPE_VIDEO)
+      video = gst_stream_get_stream_id(stream.get());
+  }
+  parts.seek->setSelectedVideo(video);
 }
 
 /// Called on any thread.
@@ -260,12 +296,22 @@ void handleMessage(GstBin* bin, GstMessage* message) {
   const bool isOfParser = GST_MESSAGE_SRC(message) == GST_OBJECT(parts.parser);
   if (type == GST_MESSAGE_STREAM_COLLECTION && isOfParser)
     return gst_message_unref(message);  // only the message of decodebin3 is passed on
-  if (type == GST_MESSAGE_STREAMS_SELECTED) endUnlinkedTails(parts);
+  if (type == GST_MESSAGE_STREAMS_SELECTED) {
+    noteSelectedVideo(parts, message);
+    endUnlinkedTails(parts);
+  }
   GST_BIN_CLASS(resourcePipelineParent)->handle_message(bin, message);
 }
 
 void createParts(GTypeInstance* instance, gpointer) {
-  static_cast<ResourcePipeline*>(static_cast<gpointer>(instance))->parts = new ResourceParts;
+  auto* const pipeline = static_cast<gpointer>(instance);
+  auto* const parts = new ResourceParts;
+  parts->seek = std::make_unique<AccurateSeek>([pipeline] {
+    auto* const source = GST_OBJECT(pipeline);
+    gst_element_post_message(GST_ELEMENT(pipeline),
+                             gst_message_new_element(source, gst_structure_new_empty(kRepeatSeek)));
+  });
+  static_cast<ResourcePipeline*>(pipeline)->parts = parts;
 }
 
 void initialisePipelineClass(gpointer type, gpointer) {
@@ -296,6 +342,7 @@ bool addTails(GstBin* bin, ResourceParts& parts, const ResourcePipelineSetup& se
     if (!sink) continue;
     auto tail = SinkTail::add(bin, type, sink);
     if (!tail) return false;
+    endStreamAtMark(tail->head());  // of a stream that needs no decoder
     parts.tails.push_back(std::move(*tail));
   }
   return true;
@@ -315,6 +362,10 @@ GstRef<GstElement> makeResourcePipeline(const ResourcePipelineSetup& setup) {
   auto* const bin = GST_BIN(made.get());
   ResourceParts& parts = partsOf(bin);
   parts.leftOut = setup.leftOut;
+  if (setup.span) {
+    parts.duration = clockTimeOf(setup.span->duration);
+    parts.seek->setLead(clockTimeOf(setup.span->lead), clockTimeOf(setup.span->earliest));
+  }
   parts.source = source.get();
   parts.parser = gst_element_factory_make("parsebin", nullptr);
   parts.decoder = gst_element_factory_make("decodebin3", nullptr);
@@ -324,7 +375,8 @@ GstRef<GstElement> makeResourcePipeline(const ResourcePipelineSetup& setup) {
     const GstRef<GstCaps> caps(gst_caps_new_empty_simple(kLibavInputCaps));
     g_object_set(parts.parser, "sink-caps", caps.get(), nullptr);
   }
-  g_signal_connect(bin, "deep-element-added", G_CALLBACK(limitErrors), nullptr);
+  adjustDecoders(made.get());
+  g_signal_connect(parts.parser, "autoplug-continue", G_CALLBACK(continueParsing), bin);
   g_signal_connect(parts.parser, "pad-added", G_CALLBACK(decodeStream), bin);
   g_signal_connect(parts.parser, "no-more-pads", G_CALLBACK(failWithoutStreams), bin);
   g_signal_connect(parts.parser, "pad-removed", G_CALLBACK(releaseStream), bin);
@@ -332,6 +384,14 @@ GstRef<GstElement> makeResourcePipeline(const ResourcePipelineSetup& setup) {
   const bool isComplete =
       gst_element_link(parts.source, parts.parser) && addTails(bin, parts, setup);
   return isComplete ? std::move(made) : GstRef<GstElement>();
+}
+
+void finishSeek(GstElement* pipeline) { partsOf(pipeline).seek->finish(); }
+
+void repeatSeek(GstElement* pipeline) {
+  ResourceParts& parts = partsOf(pipeline);
+  GstRef<GstEvent> event = parts.seek->repeat();
+  if (event && !sendSeek(parts, event.release())) parts.seek->cancel();
 }
 
 }  // namespace media

@@ -122,11 +122,16 @@ bool StreamPusher::_beginFlow() {
   return true;
 }
 
+/// Audio has to wait for the key frame, also if it begins with a gap.
+void StreamPusher::_startWithoutKey() const {
+  if (kind() == ElementaryKind::Video && _group.empty()) _setup.range->startAtRequest();
+}
+
 bool StreamPusher::_handle(const ElementaryGap& gap) {
   const GstClockTime end = clockTime(gap.end);
   if (!_flows) {
     if (end <= _setup.range->requested().start) return true;
-    if (_group.empty()) _setup.range->startAtRequest();
+    _startWithoutKey();
     if (!_beginFlow()) return false;
   }
   const GstClockTime start = std::max<GstClockTime>(clockTime(gap.start), _segment->start);
@@ -207,7 +212,7 @@ bool StreamPusher::_end() {
   if (_isOver) return false;
   if (!_flows) {
     // Start with the packets before the target: there are no better ones.
-    if (_group.empty()) _setup.range->startAtRequest();
+    _startWithoutKey();
     if (!_beginFlow() || _isOver) return false;
   }
   _isOver = true;

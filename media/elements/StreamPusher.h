@@ -63,6 +63,7 @@ class StreamPusher {
   bool _handle(const ElementaryFailure& failure);
   bool _beginVideo(Packet packet);
   bool _beginAudio(Packet packet);
+  void _startWithoutKey() const;
   bool _beginFlow();
   bool _push(Packet packet);
   bool _useFormat(const Packet& packet);

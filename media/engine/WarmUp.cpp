@@ -8,7 +8,7 @@
 #include <dlfcn.h>
 #include <gst/gst.h>
 
-#include "media/elements/LibavDemuxer.h"
+#include "media/elements/libav/LibavDemuxer.h"
 #include "media/encryption/ClearKeyDecryptor.h"
 #include "media/pipeline/AudioDevice.h"
 #include "media/support/DecoderLookup.h"

@@ -57,10 +57,18 @@ void addToTimeline(const Listener& listener, MetadataTimeline::Source source, do
 
 class TransportTap final : public DemuxerTap {
  public:
-  explicit TransportTap(const Listener& listener)
-      : _stream([listener](double seconds, Bytes data) {
-          addToTimeline(listener, MetadataTimeline::Source::Stream, seconds, itemsOfID3Tag(data));
-        }) {}
+  TransportTap(const Listener& listener, GstElement* demuxer)
+      : _stream(
+            [listener](double seconds, Bytes data) {
+              addToTimeline(listener, MetadataTimeline::Source::Stream, seconds,
+                            itemsOfID3Tag(data));
+            },
+            // The demuxer is not owned: its pad owns this object.
+            [demuxer] {
+              gst_element_post_message(
+                  demuxer, gst_message_new_element(GST_OBJECT(demuxer),
+                                                   gst_structure_new_empty(kSkippedAudioMessage)));
+            }) {}
 
  private:
   void feed(std::uint64_t, Bytes bytes) override { _stream.feed(bytes); }
@@ -143,7 +151,7 @@ void onTappedElement(GstBin*, GstBin*, GstElement* element, gpointer data) {
   if (isMovie)
     DemuxerTap::attach(std::make_unique<MovieTap>(listener, element), pad.get());
   else
-    DemuxerTap::attach(std::make_unique<TransportTap>(listener), pad.get());
+    DemuxerTap::attach(std::make_unique<TransportTap>(listener, element), pad.get());
 }
 
 }  // namespace

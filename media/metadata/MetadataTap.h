@@ -10,10 +10,13 @@
 
 namespace media {
 
+/// An element message: a transport stream has audio that tsdemux leaves out.
+constexpr const char* kSkippedAudioMessage = "vorlane-skipped-audio";
+
 /// Reads metadata at the sink pads of demuxers that these do not report: ID3 in transport streams
 /// and event messages in fragmented MP4. Adds it to `timeline` before it is due and calls `found`
 /// on a streaming thread. Chapters of MP4 are posted as a TOC message, like by demuxers of other
-/// formats.
+/// formats. Also posts kSkippedAudioMessage.
 ///
 /// Call it before the pipeline starts. The probes live as long as the pads.
 void tapMetadata(GstElement* pipeline, std::shared_ptr<MetadataTimeline> timeline,

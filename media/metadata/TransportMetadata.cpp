@@ -1,6 +1,7 @@
 #include "media/metadata/TransportMetadata.h"
 
 #include <algorithm>
+#include <array>
 #include <utility>
 
 namespace media {
@@ -11,6 +12,10 @@ using Bytes = std::span<const std::uint8_t>;
 constexpr std::size_t kPacketSize = 188;
 constexpr std::uint8_t kSync = 0x47;
 constexpr std::uint8_t kMetadataType = 0x15;
+/// DTS, TrueHD, DTS-HD, DTS-HD Master Audio.
+constexpr std::array<std::uint8_t, 4> kSkippedTypes{0x82, 0x83, 0x85, 0x86};
+/// The descriptor that begins those of a program of a disc.
+constexpr std::array<std::uint8_t, 6> kDiscDescriptor{5, 4, 'H', 'D', 'M', 'V'};
 constexpr std::size_t kUnitLimit = std::size_t{64} * 1024;
 constexpr std::int64_t kTimeBits = 33;
 
@@ -95,9 +100,21 @@ void TransportMetadata::_takeTable(Bytes payload, bool isProgram) {
       }
     return;
   }
-  if (table.size() < 12) return;
-  std::size_t at = 12 + ((table[10] & 0x0fu) << 8 | table[11]);
+  if (table.size() >= 12) _takeStreams(table);
+}
+
+void TransportMetadata::_takeStreams(Bytes table) {
+  const std::size_t descriptors = (table[10] & 0x0fu) << 8 | table[11];
+  std::size_t at = 12 + descriptors;
+  // Other descriptors may give the types another meaning.
+  const Bytes first = table.subspan(12, std::min(descriptors, table.size() - 12));
+  const bool mayHaveSkipped =
+      first.empty() || (first.size() >= kDiscDescriptor.size() &&
+                        std::equal(kDiscDescriptor.begin(), kDiscDescriptor.end(), first.begin()));
   for (; at + 5 <= table.size(); at += 5 + ((table[at + 3] & 0x0fu) << 8 | table[at + 4])) {
+    const bool isSkipped =
+        std::find(kSkippedTypes.begin(), kSkippedTypes.end(), table[at]) != kSkippedTypes.end();
+    if (mayHaveSkipped && isSkipped && _foundAudio) std::exchange(_foundAudio, {})();
     if (table[at] == kMetadataType)
       _metadataPID = pidAt(table, at + 1);
     else

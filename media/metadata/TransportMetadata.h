@@ -9,8 +9,9 @@
 
 namespace media {
 
-/// Finds timed metadata in a transport stream (elementary streams of type 0x15) while its bytes
-/// arrive. tsdemux does not report it.
+/// Finds what tsdemux does not report in a transport stream, while its bytes arrive: timed metadata
+/// (elementary streams of type 0x15), and DTS and TrueHD. tsdemux outputs these only if programs and
+/// packets are marked as on a disc. libavformat detects them by their data.
 ///
 /// Limits: 64 KiB for one unit of metadata.
 /// Threads: one at a time.
@@ -18,7 +19,10 @@ class TransportMetadata {
  public:
   /// `seconds` are relative to firstTime().
   using Found = std::function<void(double seconds, std::span<const std::uint8_t> data)>;
-  explicit TransportMetadata(Found found) : _found(std::move(found)) {}
+  using FoundAudio = std::function<void()>;
+  /// `foundAudio` is called once.
+  explicit TransportMetadata(Found found, FoundAudio foundAudio = {})
+      : _found(std::move(found)), _foundAudio(std::move(foundAudio)) {}
 
   void feed(std::span<const std::uint8_t> bytes);
   /// Call it before bytes from another position.
@@ -33,11 +37,13 @@ class TransportMetadata {
   };
   void _takePacket(std::span<const std::uint8_t> packet);
   void _takeTable(std::span<const std::uint8_t> payload, bool isProgram);
+  void _takeStreams(std::span<const std::uint8_t> table);
   void _takeTime(std::span<const std::uint8_t> payload);
   void _takeData(std::span<const std::uint8_t> payload, bool begins);
   void _emitUnit();
 
   const Found _found;
+  FoundAudio _foundAudio;  // null after the call
   std::vector<std::uint8_t> _partialPacket;
   std::optional<std::uint16_t> _programPID;
   std::optional<std::uint16_t> _metadataPID;

@@ -1,19 +1,15 @@
 #include "media/pipeline/SeekShortcut.h"
 
-#include <cstring>
-#include <optional>
-#include <string_view>
-
 #include <gst/video/video.h>
 
 #include "media/support/GstRef.h"
+#include "media/support/NalUnits.h"
 
 namespace media {
 namespace {
 
 constexpr guint kFirstPictureType = 1;  // NAL unit types of slices
 constexpr guint kLastPictureType = 5;
-constexpr gsize kConfigurationBytes = 5;
 
 enum class Part { Other, Disposable, Needed };
 
@@ -21,52 +17,6 @@ Part partOf(guint8 head) {
   const guint type = head & 0x1f;
   if (type < kFirstPictureType || type > kLastPictureType) return Part::Other;
   return (head & 0x60) == 0 ? Part::Disposable : Part::Needed;
-}
-
-bool hasDisposableLengths(const guint8* bytes, gsize size, guint lengthSize) {
-  bool found = false;
-  for (gsize at = 0; at < size;) {
-    if (size - at <= lengthSize) return false;
-    gsize length = 0;
-    for (guint index = 0; index < lengthSize; ++index) length = length << 8 | bytes[at++];
-    if (length == 0 || length > size - at) return false;
-    const Part part = partOf(bytes[at]);
-    if (part == Part::Needed) return false;
-    found = found || part == Part::Disposable;
-    at += length;
-  }
-  return found;
-}
-
-bool hasDisposableCodes(const guint8* bytes, gsize size) {
-  using namespace std::string_view_literals;
-  const std::string_view text(reinterpret_cast<const char*>(bytes), size);
-  const auto code = "\0\0\1"sv;
-  bool found = false;
-  for (auto at = text.find(code); at != text.npos; at = text.find(code, at)) {
-    at += code.size();
-    if (at == size) return false;
-    const Part part = partOf(bytes[at]);
-    if (part == Part::Needed) return false;
-    found = found || part == Part::Disposable;
-  }
-  return found;
-}
-
-/// Returns nullopt for other codecs.
-std::optional<guint> lengthSizeOf(GstPad* pad) {
-  const GstRef<GstCaps> caps(gst_pad_get_current_caps(pad));
-  const GstStructure* media = caps ? gst_caps_get_structure(caps.get(), 0) : nullptr;
-  if (!media || !gst_structure_has_name(media, "video/x-h264")) return std::nullopt;
-  const char* format = gst_structure_get_string(media, "stream-format");
-  if (!format) return std::nullopt;
-  if (std::strcmp(format, "byte-stream") == 0) return 0;
-  const GValue* configuration = gst_structure_get_value(media, "codec_data");
-  GstBuffer* buffer = configuration ? gst_value_get_buffer(configuration) : nullptr;
-  guint8 head[kConfigurationBytes];
-  if (!buffer || gst_buffer_extract(buffer, 0, head, sizeof head) != sizeof head)
-    return std::nullopt;
-  return (head[4] & 3u) + 1;
 }
 
 /// Returns whether a picture ends before the segment, so that the decoder would drop it.
@@ -120,10 +70,13 @@ GstPadProbeReturn onBuffer(GstPad* pad, GstPadProbeInfo* info, gpointer) {
   GstBuffer* const buffer = GST_PAD_PROBE_INFO_BUFFER(info);
   if (!isBefore(*segment, GST_BUFFER_PTS(buffer), GST_BUFFER_DURATION(buffer)))
     return GST_PAD_PROBE_OK;
-  const auto lengthSize = lengthSizeOf(pad);
+  const GstRef<GstCaps> caps(gst_pad_get_current_caps(pad));
+  const auto format = nalFormatOf(caps.get());
   GstMapInfo map;
-  if (!lengthSize || !gst_buffer_map(buffer, &map, GST_MAP_READ)) return GST_PAD_PROBE_OK;
-  const bool isDisposable = isDisposableH264(map.data, map.size, *lengthSize);
+  if (!format || format->codec != NalFormat::Codec::H264 ||
+      !gst_buffer_map(buffer, &map, GST_MAP_READ))
+    return GST_PAD_PROBE_OK;
+  const bool isDisposable = isDisposableH264(map.data, map.size, format->lengthSize);
   gst_buffer_unmap(buffer, &map);
   return isDisposable ? GST_PAD_PROBE_DROP : GST_PAD_PROBE_OK;
 }
@@ -140,9 +93,15 @@ void onElementAdded(GstBin*, GstBin*, GstElement* element, gpointer) {
 
 }  // namespace
 
-bool isDisposableH264(const guint8* bytes, gsize size, guint lengthSize) {
-  return lengthSize == 0 ? hasDisposableCodes(bytes, size)
-                         : hasDisposableLengths(bytes, size, lengthSize);
+bool isDisposableH264(const guint8* bytes, gsize size, std::size_t lengthSize) {
+  NalReader nals({bytes, size}, lengthSize);
+  bool found = false;
+  while (const auto nal = nals.next()) {
+    const Part part = partOf((*nal)[0]);
+    if (part == Part::Needed) return false;
+    found = found || part == Part::Disposable;
+  }
+  return found && !nals.isBroken();
 }
 
 void takeSeekShortcuts(GstElement* pipeline) {

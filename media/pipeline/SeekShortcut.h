@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+
 #include <gst/gst.h>
 
 namespace media {
@@ -13,6 +15,6 @@ void takeSeekShortcuts(GstElement* pipeline);
 
 /// Returns whether no other picture refers to this one. `lengthSize` is the size of the length
 /// prefix of NAL units, or 0 for start codes. Returns false for broken data.
-bool isDisposableH264(const guint8* bytes, gsize size, guint lengthSize);
+bool isDisposableH264(const guint8* bytes, gsize size, std::size_t lengthSize);
 
 }  // namespace media

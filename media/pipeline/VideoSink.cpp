@@ -101,9 +101,8 @@ void VideoSink::_takeCaptions(GstBuffer* picture) {
     if (captions->caption_type != GST_VIDEO_CAPTION_TYPE_CEA708_RAW) continue;
     for (gsize at = 0; at + 3 <= captions->size; at += 3) {
       const guint8* const pair = captions->data + at;
-      // cc_valid is set, and the type is one of the two CEA-608 fields.
-      if ((pair[0] & 0x06) != 0x04) continue;
-      _captions.feed(*time, pair[0] & 1u, pair[1], pair[2]);
+      const bool isValid = (pair[0] & 0x04) != 0;
+      if (isValid) _captions.feed(*time, pair[0] & 0x03, pair[1], pair[2]);
     }
   }
 }

@@ -164,11 +164,9 @@ std::vector<SubtitleCue> TextSegments::_readSamples(const TrackPiece& piece) {
       continue;
     }
     for (const std::string& text : webVTTCuesIn(sample.bytes)) {
-      auto cue = _reader.readPayload(utf8Of(text));
-      if (!cue) continue;
-      cue->start = sample.start;
-      cue->duration = sample.duration;
-      cues.push_back(std::move(*cue));
+      auto cue = _reader.readPayload(utf8Of(text), sample.start, sample.duration,
+                                     WebVTTReader::TimeStamps::OfTrack);
+      if (cue) cues.push_back(std::move(*cue));
     }
   }
   return cues;

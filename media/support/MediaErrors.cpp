@@ -38,10 +38,6 @@ std::string schemeOf(const std::string& url) {
   return scheme;
 }
 
-Error damagedError() {
-  return mediaError(MediaErrorCode::DecodeFailed, "The media are damaged and cannot be decoded.");
-}
-
 Error resourceError(const GError& error) {
   switch (error.code) {
     case GST_RESOURCE_ERROR_NOT_FOUND:
@@ -60,7 +56,7 @@ Error streamError(const GError& error) {
     case GST_STREAM_ERROR_WRONG_TYPE:
       return unrecognizedError();
     case GST_STREAM_ERROR_CODEC_NOT_FOUND:
-      return mediaError(MediaErrorCode::DecoderNotFound, "There is no decoder for the media.");
+      return noDecoderError();
     case GST_STREAM_ERROR_DECRYPT:
     case GST_STREAM_ERROR_DECRYPT_NOKEY:
       return keyError();
@@ -98,15 +94,33 @@ Error errorOfMessage(GstMessage* message) {
   if (error->domain == GST_RESOURCE_ERROR) return resourceError(*error);
   if (error->domain == GST_STREAM_ERROR) return streamError(*error);
   if (error->domain == GST_CORE_ERROR && error->code == GST_CORE_ERROR_MISSING_PLUGIN)
-    return mediaError(MediaErrorCode::DecoderNotFound, "There is no decoder for the media.",
-                      std::string(error->message));
+    return noDecoderError(std::string(error->message));
   return mediaError(MediaErrorCode::Unknown, "The media could not be played.",
                     std::string(error->message));
+}
+
+bool isWithoutFrames(GstMessage* error) {
+  GError* parsed = nullptr;
+  gchar* details = nullptr;
+  gst_message_parse_error(error, &parsed, &details);
+  const GstRef<GError> owned(parsed);
+  const GstRef<gchar> text(details);
+  return parsed && parsed->domain == GST_STREAM_ERROR && parsed->code == GST_STREAM_ERROR_DECODE &&
+         details && std::strstr(details, "no valid frames found");
 }
 
 Error unrecognizedError() {
   return mediaError(MediaErrorCode::FormatNotRecognized,
                     "The format of the media is not recognized.");
+}
+
+Error noDecoderError(std::optional<std::string> reason) {
+  return mediaError(MediaErrorCode::DecoderNotFound, "There is no decoder for the media.",
+                    std::move(reason));
+}
+
+Error damagedError() {
+  return mediaError(MediaErrorCode::DecodeFailed, "The media are damaged and cannot be decoded.");
 }
 
 Error noProgressError() { return damagedError(); }
@@ -144,7 +158,7 @@ std::optional<Error> missingPluginError(const GstStructure* message) {
   }
   std::optional<std::string> reason;
   if (name) reason = std::string(name) + " is missing.";
-  return mediaError(MediaErrorCode::DecoderNotFound, "There is no decoder for the media.", reason);
+  return noDecoderError(std::move(reason));
 }
 
 Error unknownMediaError() {

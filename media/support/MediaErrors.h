@@ -21,7 +21,14 @@ std::optional<platform::Error> unsupportedURLError(const std::string& url, bool 
 /// Converts an ERROR message. Network errors are taken from the item instead.
 platform::Error errorOfMessage(GstMessage* message);
 
+/// Returns whether a decoder has reported, at the end of its stream, that it got packets but no
+/// frame was in the segment. That is no fault if the segment begins behind the last packet.
+bool isWithoutFrames(GstMessage* error);
+
 platform::Error unrecognizedError();
+platform::Error noDecoderError(std::optional<std::string> reason = {});
+/// The media have been recognized but cannot be decoded.
+platform::Error damagedError();
 /// The pipeline has not reported anything for too long, although no data is missing. GStreamer may
 /// lose the error of a demuxer that fails while it starts.
 platform::Error noProgressError();

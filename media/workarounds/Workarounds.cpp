@@ -12,6 +12,7 @@
 #include "media/workarounds/FlvdemuxAccurateSeek.h"
 #include "media/workarounds/QtdemuxEncryptedSeek.h"
 #include "media/workarounds/QtdemuxGrowingDuration.h"
+#include "media/workarounds/QtdemuxSampleEntries.h"
 #include "media/workarounds/WorkaroundRules.h"
 #include "platform/foundation/log/TVSLogger.h"
 
@@ -61,6 +62,8 @@ const std::vector<Workarounds::Entry>& Workarounds::_entries() {
        {.losesMediaBySeeks = losesDecryptionBySeeks}},
       {{"QtdemuxGrowingDuration", "isomp4", {kGStreamerBoth}},
        {.forPipeline = installQtdemuxGrowingDuration}},
+      {{"QtdemuxSampleEntries", "isomp4", {kGStreamerBoth}},
+       {.forPipeline = installQtdemuxSampleEntries}},
   };
   return entries;
 }

@@ -57,6 +57,15 @@ constexpr Clip kClips[] = {
      "-c:v libx264 -crf 1 -color_primaries bt709 -color_trc bt709 -colorspace bt709 -color_range "
      "pc",
      8, true, Coding::BT709, kMatrix709},
+    {"bars_709_full_h264.mp4",
+     "-c:v libx264 -crf 1 -color_primaries bt709 -color_trc bt709 -colorspace bt709 -color_range "
+     "pc",
+     8, true, Coding::BT709, kMatrix709},
+    {"bars_709_full_h265.mp4",
+     "-tag:v hvc1 -c:v libx265 -x265-params log-level=error:lossless=1:colorprim=bt709:"
+     "transfer=bt709:colormatrix=bt709:range=full -color_primaries bt709 -color_trc bt709"
+     " -colorspace bt709 -color_range pc",
+     8, true, Coding::BT709, kMatrix709},
     {"bars_709_10.mkv",
      "-c:v libx265 -x265-params log-level=error:lossless=1:colorprim=bt709:transfer=bt709:"
      "colormatrix=bt709",

@@ -81,6 +81,44 @@ TEST(FailingTracksAlone, DamagedAudioDoesNotEndTheItem) {
   EXPECT_EQ(harness.engine().failedRequests().size(), 1U);
 }
 
+struct Garbage {
+  const char* name;
+  const char* options;
+};
+void PrintTo(const Garbage& garbage, std::ostream* out) { *out << garbage.name; }
+
+constexpr Garbage kGarbage[] = {
+    {"h264_mkv", "-c:v libx264 -pix_fmt yuv420p -c:a aac -f matroska"},
+    {"h264_mp4", "-c:v libx264 -pix_fmt yuv420p -c:a aac -f mp4"},
+    {"h265_mp4",
+     "-c:v libx265 -x265-params log-level=error -tag:v hvc1 -pix_fmt yuv420p -c:a aac -f mp4"},
+    {"vp9_webm", "-c:v libvpx-vp9 -b:v 1M -deadline realtime -cpu-used 8 -c:a libopus -f webm"},
+    {"mpeg4_avi", "-c:v mpeg4 -c:a libmp3lame -f avi"},
+};
+
+class GarbageVideo : public testing::TestWithParam<Garbage> {};
+
+TEST_P(GarbageVideo, LetsTheAudioPlaySoon) {
+  const Garbage& each = GetParam();
+  EngineHarness harness;
+  harness.load(
+      TestMedia::shared().url(std::string("garbage_") + each.name,
+                              std::string("-map 0 -map 1 -bsf:v noise=amount=1 ") + each.options));
+  ASSERT_TRUE(harness.waitUntil([&] { return harness.count("play 1") > 0 || harness.error(); },
+                                std::chrono::seconds(10)))
+      << "earlier than the time-out";
+  ASSERT_TRUE(harness.waitUntil([&] { return harness.count("end") > 0 || harness.error(); }));
+  ASSERT_FALSE(harness.error()) << harness.error()->description();
+  EXPECT_NEAR(harness.engine().facts().duration, 3, 0.15);
+  EXPECT_EQ(harness.frame(), nullptr);
+  EXPECT_EQ(harness.engine().failedRequests().size(), 1U);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, GarbageVideo, testing::ValuesIn(kGarbage),
+                         [](const testing::TestParamInfo<Garbage>& garbage) {
+                           return std::string(garbage.param.name);
+                         });
+
 std::string nameOfTrack(const testing::TestParamInfo<FailingTrack>& track) {
   return track.param.name;
 }
@@ -98,6 +136,17 @@ TEST(FailingTracksAlone, EndTheItemIfNoneIsLeft) {
   ASSERT_TRUE(harness.waitUntil([&] { return harness.error().has_value(); }));
   EXPECT_EQ(harness.error()->code, static_cast<std::int64_t>(MediaErrorCode::DecoderNotFound));
   EXPECT_EQ(harness.count("fail"), 1);
+}
+
+TEST(FailingTracksAlone, TracksWithoutADescriptionAreIgnored) {
+  EngineHarness harness;
+  harness.load(TestMedia::shared().url("no_description.mp4",
+                                       "-map 0 -map 1 -c:v libx264 -pix_fmt yuv420p -c:a aac",
+                                       "no-description"));
+  ASSERT_TRUE(harness.waitUntil([&] { return harness.count("end") > 0 || harness.error(); }));
+  ASSERT_FALSE(harness.error()) << harness.error()->description();
+  EXPECT_EQ(harness.engine().facts().tracks.size(), 1U);
+  EXPECT_NE(harness.frame(), nullptr);
 }
 
 /// The first frame of MP3 is behind 300 kB of zeros, where no type is detected.

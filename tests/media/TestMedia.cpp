@@ -121,10 +121,11 @@ std::string recipe(std::string_view name, std::string_view folder) {
   else if (name == "languages.mp4")
     add({kPicture, kTone, kOtherTone, " -map 0 -map 1 -map 2", kH264, kAAC, kIndexFirst,
          " -metadata:s:a:0 language=eng -metadata:s:a:1 language=fra"});
-  else if (name == "tracks.mkv" || name == "tracks.mp4") {
+  else if (name.starts_with("tracks")) {
     // Two tones and two texts, each English first; the French text is forced, in Matroska.
     add({kPicture, kTone, kOtherTone, " -i ", folder, "/english.srt -i ", folder, "/french.srt",
-         " -map 0 -map 1 -map 2 -map 3 -map 4", kH264, kAAC,
+         " -map 0 -map 1 -map 2 -map 3 -map 4", kH264,
+         name.starts_with("tracks_alac") ? " -c:a alac" : kAAC,
          name.ends_with("mkv") ? " -c:s srt" : " -c:s mov_text -movflags +faststart",
          " -metadata:s:a:0 language=eng -metadata:s:a:1 language=fra -metadata:s:s:0 language=eng",
          " -metadata:s:s:1 language=fra -disposition:a:1 default -disposition:a:0 0",
@@ -318,6 +319,16 @@ std::string TestMedia::url(std::string_view name, std::string_view options) cons
     _make("ffmpeg -v error -nostdin -y" + std::string(kPicture) + std::string(kTone) +
           std::string(kOtherTone) + " " + std::string(options) + " " + made);
   return "http://127.0.0.1:" + std::to_string(_server.port) + "/" + std::string(name);
+}
+
+std::string TestMedia::url(std::string_view name, std::string_view options,
+                           std::string_view change) const {
+  const std::string plain = "plain_" + std::string(name);
+  url(plain, options);
+  if (const std::string made = path(name); !std::filesystem::exists(made))
+    _make("python3 tests/support/change_mp4.py " + std::string(change) + " " + path(plain) + " " +
+          made);
+  return url(name, options);
 }
 
 std::string TestMedia::presentation(std::string_view name, bool isLive) const {

@@ -29,6 +29,8 @@ class TestMedia {
   std::string fileURL(std::string_view name) const;
   /// A clip that ffmpeg makes of the test picture and two tones, inputs 0 to 2, with these options.
   std::string url(std::string_view name, std::string_view options) const;
+  /// The same, changed by tests/support/change_mp4.py.
+  std::string url(std::string_view name, std::string_view options, std::string_view change) const;
   std::string path(std::string_view name) const { return (_folder / name).string(); }
   /// The same clip from a server so slow that playback stalls.
   std::string slowURL(std::string_view name);

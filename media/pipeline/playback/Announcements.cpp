@@ -35,6 +35,7 @@ void Announcements::reportWithheldFailure() {
 
 void Announcements::play() {
   if (std::exchange(_hasReportedPlay, true)) return;
+  _hasPlayed = true;
   _hasReportedPause = false;
   _report({.kind = Kind::Play, .rate = _state.rate});
 }
@@ -46,6 +47,8 @@ void Announcements::pause() {
 }
 
 void Announcements::end() {
+  // Very short media may end before the clock runs.
+  if (!_hasPlayed) play();
   if (!std::exchange(_hasReportedEnd, true)) _reportKind(Kind::End);
 }
 

@@ -32,7 +32,7 @@ class Announcements {
   // Reported once, until the function below is called.
   void play();
   void pause();
-  void end();
+  void end();  // reports play first, if it was never reported
 
   void renewPlay() { _hasReportedPlay = false; }
   void renewPause() { _hasReportedPause = false; }
@@ -43,6 +43,7 @@ class Announcements {
 
   const std::function<void(const PipelineEvent&)> _report;
   const PlaybackState& _state;
+  bool _hasPlayed = false;  // since the load
   bool _hasReportedPlay = false;
   bool _hasReportedPause = false;
   bool _hasReportedEnd = false;

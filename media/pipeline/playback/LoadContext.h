@@ -6,10 +6,11 @@
 #include "media/output/PositionClock.h"
 #include "media/pipeline/CommandMailbox.h"
 #include "media/pipeline/PipelineSetup.h"
+#include "media/pipeline/StatisticsRecord.h"
 #include "media/pipeline/playback/FailureLog.h"
 #include "media/pipeline/playback/ItemFacts.h"
-#include "media/pipeline/playback/StatisticsRecord.h"
 #include "platform/foundation/queues/Clock.h"
+#include "streaming/playback/ReadGate.h"
 
 namespace media {
 
@@ -21,6 +22,8 @@ struct LoadContext {
   const PipelineSetup setup;
   const std::shared_ptr<SenderContentKeys> contentKeys;  ///< null for a file
   const std::shared_ptr<CommandMailbox> mailbox = std::make_shared<CommandMailbox>();
+  /// Closed to end the reads that measure the media.
+  const std::shared_ptr<streaming::ReadGate> measuring = std::make_shared<streaming::ReadGate>();
   PositionClock position;
   ItemFacts facts;
   FailureLog failures;

@@ -15,18 +15,15 @@ Playback::Playback(LoadContext& load)
       _player(load, _elements, _wanted, _state),
       _texts(load, _elements, _catalog),
       _facts(load, _elements, _state, _catalog, _texts),
-      _selection(load, _elements, _wanted, _state, _catalog, _texts, _facts, _progressTimeout,
-                 _announcements),
+      _selection(_parts, _catalog, _texts, _facts),
       _failures(load, _elements, _state, _selection, [this] { _reopen(); }),
       _sound(load, _elements, _wanted, _state, _player, _catalog),
       _buffering(load, _state, _player, _catalog, _progressTimeout, _announcements),
       _metadata(load, _state, _announcements),
       _cover(load),
-      _scrubbing(load, _wanted, _state, _player, _progressTimeout),
-      _seeking(load, _elements, _wanted, _state, _player, _facts, _sound, _buffering, _scrubbing,
-               _progressTimeout, _announcements),
-      _builder(load, _elements, _wanted, _state, _sound, _texts, _selection, _buffering,
-               _metadata) {
+      _scrubbing(_parts),
+      _seeking(_parts, _facts, _sound, _buffering, _scrubbing),
+      _builder(_parts, _sound, _texts, _selection, _buffering, _metadata) {
   _player.whenTimeChanges([this] { _buffering.noteTimeChange(); });
 }
 
@@ -210,6 +207,7 @@ void Playback::_fail(platform::Error error) {
 }
 
 void Playback::_release() {
+  _load.measuring->setClosed(true);
   if (_load.contentKeys) _load.contentKeys->close();
   _texts.stop();
   if (const auto& item = _load.setup.item) {

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -15,6 +16,7 @@
 #include "media/pipeline/playback/CurrentMetadata.h"
 #include "media/pipeline/playback/FactsReader.h"
 #include "media/pipeline/playback/LoadContext.h"
+#include "media/pipeline/playback/PlaybackParts.h"
 #include "media/pipeline/playback/PlaybackState.h"
 #include "media/pipeline/playback/Player.h"
 #include "media/pipeline/playback/PlayerBuilder.h"
@@ -27,6 +29,7 @@
 #include "media/pipeline/playback/StreamSelection.h"
 #include "media/pipeline/playback/TextBranch.h"
 #include "media/pipeline/playback/WantedPlayback.h"
+#include "media/segments/MediaSpan.h"
 #include "platform/foundation/Error.h"
 #include "platform/media/MediaTrack.h"
 
@@ -82,6 +85,10 @@ class Playback {
   void _handleOpened(const std::optional<platform::Error>& error);
   void _openResource();
   void _reopen();
+  void _openFile();
+  void _measure(ReadBytes read, std::uint64_t size, std::uint64_t limit,
+                const std::function<GstElement*()>& makeSource);
+  void _build(const std::function<GstElement*()>& makeSource, const std::optional<MediaSpan>& span);
   void _openPresentation();
   void _handlePrepared(double start, const std::optional<platform::Error>& error);
   void _noteTracks();
@@ -111,6 +118,8 @@ class Playback {
   Announcements _announcements;
   ProgressTimeout _progressTimeout;
   Player _player;
+  const PlaybackParts _parts{_load,   _elements,        _wanted,       _state,
+                             _player, _progressTimeout, _announcements};
   TextBranch _texts;
   FactsReader _facts;
   StreamSelection _selection;

@@ -2,13 +2,22 @@
 
 #include <utility>
 
+#include "media/elements/ResourcePipeline.h"
+#include "media/elements/SilentStreams.h"
 #include "media/metadata/Chapters.h"
+#include "media/metadata/MetadataTap.h"
 #include "media/pipeline/playback/Playback.h"
 #include "media/support/MediaErrors.h"
 #include "media/texts/matroska/MatroskaTexts.h"
 #include "media/workarounds/Workarounds.h"
 
 namespace media {
+namespace {
+
+/// Reverse playback that ends more than this before its limit, in seconds, has failed.
+constexpr double kReverseEnd = 1;
+
+}  // namespace
 
 void Playback::_handle(GstMessage* message) {
   const GstMessageType type = GST_MESSAGE_TYPE(message);
@@ -57,6 +66,8 @@ void Playback::_handle(GstMessage* message) {
 
 void Playback::_handleError(GstMessage* message) {
   using Source = SoundBranch::ErrorSource;
+  // After a seek behind the end of one stream.
+  if (_state.prerolled && isWithoutFrames(message)) return;
   const Source source = _sound.handleError(message);
   if (source == Source::Elsewhere)
     _failUnlessHandled(errorOfMessage(message), message);
@@ -66,8 +77,11 @@ void Playback::_handleError(GstMessage* message) {
 
 void Playback::_failUnlessHandled(platform::Error error, GstMessage* message) {
   if (auto failure = _itemFailure()) return _fail(std::move(*failure));
-  if (auto remaining = _failures.handleError(std::move(error), message))
-    _fail(std::move(*remaining));
+  auto remaining = _failures.handleError(std::move(error), message);
+  if (!remaining) return;
+  // A single image may have been shown already.
+  if (!_state.prerolled) _load.setup.frames->close(_load.setup.ticket);
+  _fail(std::move(*remaining));
 }
 
 void Playback::_handleElement(GstMessage* message) {
@@ -75,6 +89,14 @@ void Playback::_handleElement(GstMessage* message) {
   if (!content) return;
   if (gst_structure_has_name(content, "missing-plugin")) {
     if (auto error = _failures.handleMissingPlugin(message)) _fail(std::move(*error));
+  } else if (gst_structure_has_name(content, kRepeatSeek)) {
+    _progressTimeout.noteProgress();
+    repeatSeek(_player.element());
+  } else if (gst_structure_has_name(content, kSilentStreamMessage)) {
+    const GstStreamType type = typeOfSilentStream(content);
+    if (auto error = _failures.handleSilentStream(type)) _fail(std::move(*error));
+  } else if (gst_structure_has_name(content, kSkippedAudioMessage)) {
+    _failures.handleSkippedAudio();
   } else if (gst_structure_has_name(content, kForcedTextMessage)) {
     _catalog.noteForced(gst_structure_get_string(content, kForcedTextStream));
   }
@@ -131,11 +153,7 @@ void Playback::_handleAsyncDone() {
   if (_state.seeking) {
     _finishSeek();
   } else if (!_state.prerolled) {
-    if (_state.knowsStreams && !_catalog.hasMedia()) {
-      // A single image may have been shown already.
-      _load.setup.frames->close(_load.setup.ticket);
-      return _failUnlessHandled(unrecognizedError());
-    }
+    if (_state.knowsStreams && !_catalog.hasMedia()) return _failUnlessHandled(unrecognizedError());
     _state.prerolled = true;
     _sound.noteFlush();
     _progressTimeout.clear();
@@ -146,6 +164,11 @@ void Playback::_handleAsyncDone() {
 void Playback::_handleEnd() {
   // Ignore EOS from before a seek.
   if (_state.seeking || _state.atEnd) return;
+  if (_state.rate < 0 && !_state.scrubbing) {
+    // Demuxers of fragmented mp4 accept a seek to play backwards and end at once.
+    const double position = _load.position.seconds();
+    if (position > _scrubbing.limit() + kReverseEnd && _scrubbing.begin(position)) return;
+  }
   const double duration = _load.facts.newest().duration;
   double end = _player.position();
   if (_state.rate < 0)

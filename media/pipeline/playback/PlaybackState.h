@@ -4,6 +4,8 @@
 
 #include <gst/gst.h>
 
+#include "media/segments/MediaSpan.h"
+
 namespace media {
 
 /// Above this rate only key frames are shown, without sound.
@@ -16,7 +18,9 @@ struct PlaybackState {
   bool ready = false;
   bool usesLibavformat = false;  ///< in place of the demuxers of GStreamer
   GstStreamType leftOut{};       ///< streams of these types have failed
-  bool live = false;             ///< reported by GStreamer
+  bool isMeasured = false;
+  std::optional<MediaSpan> span;  ///< as measured, if that is necessary and possible
+  bool live = false;              ///< reported by GStreamer
   bool failed = false;
   bool closing = false;
 

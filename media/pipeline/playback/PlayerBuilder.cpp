@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "media/elements/ResourcePipeline.h"
+#include "media/elements/SilentStreams.h"
 #include "media/encryption/ClearKeyDecryptor.h"
 #include "media/pipeline/SeekShortcut.h"
 #include "media/texts/matroska/MatroskaTexts.h"
@@ -27,20 +28,25 @@ void PlayerBuilder::_makeSinks() {
   _texts.cues()->setStyles(_load.setup.subtitleStyles);
 }
 
-bool PlayerBuilder::buildResource(GstElement* source) {
+bool PlayerBuilder::buildResource(GstElement* source, const std::optional<MediaSpan>& span) {
   if (!source) return false;
   _makeSinks();
   _texts.makeSink();
+  auto playedSpan = span;
+  // libavformat has no clock that begins earlier.
+  if (playedSpan && _state.usesLibavformat) playedSpan->lead = playedSpan->earliest = 0;
   auto player = makeResourcePipeline({.source = source,
                                       .videoSink = _elements.video->element(),
                                       .audioSink = _elements.sound->element(),
                                       .textSink = _elements.text->element(),
                                       .bus = _elements.bus.get(),
                                       .usesLibavformat = _state.usesLibavformat,
-                                      .leftOut = _state.leftOut});
+                                      .leftOut = _state.leftOut,
+                                      .span = playedSpan});
   if (!player) return false;
   _metadata.watch(player.get());
   Workarounds::shared().installForPipeline(player.get());
+  reportSilentStreams(player.get());
   takeSeekShortcuts(player.get());
   reportMatroskaTexts(player.get());
   if (_load.contentKeys) setContentKeys(player.get(), _load.contentKeys);

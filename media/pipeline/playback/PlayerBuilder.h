@@ -1,16 +1,16 @@
 #pragma once
 
+#include <optional>
+
 #include <gst/gst.h>
 
 #include "media/pipeline/playback/Buffering.h"
 #include "media/pipeline/playback/CurrentMetadata.h"
-#include "media/pipeline/playback/LoadContext.h"
-#include "media/pipeline/playback/PlaybackState.h"
-#include "media/pipeline/playback/PlayerElements.h"
+#include "media/pipeline/playback/PlaybackParts.h"
 #include "media/pipeline/playback/SoundBranch.h"
 #include "media/pipeline/playback/StreamSelection.h"
 #include "media/pipeline/playback/TextBranch.h"
-#include "media/pipeline/playback/WantedPlayback.h"
+#include "media/segments/MediaSpan.h"
 
 namespace media {
 
@@ -20,13 +20,12 @@ namespace media {
 /// Threads: the pipeline's.
 class PlayerBuilder {
  public:
-  PlayerBuilder(LoadContext& load, PlayerElements& elements, const WantedPlayback& wanted,
-                PlaybackState& state, SoundBranch& sound, TextBranch& texts,
+  PlayerBuilder(const PlaybackParts& parts, SoundBranch& sound, TextBranch& texts,
                 StreamSelection& selection, Buffering& buffering, CurrentMetadata& metadata)
-      : _load(load),
-        _elements(elements),
-        _wanted(wanted),
-        _state(state),
+      : _load(parts.load),
+        _elements(parts.elements),
+        _wanted(parts.wanted),
+        _state(parts.state),
         _sound(sound),
         _texts(texts),
         _selection(selection),
@@ -35,7 +34,8 @@ class PlayerBuilder {
 
   void makeBus();
   /// Both return false if elements of GStreamer are missing. `source` is floating and may be null.
-  bool buildResource(GstElement* source);
+  /// `span`: see ResourcePipelineSetup.
+  bool buildResource(GstElement* source, const std::optional<MediaSpan>& span);
   bool buildPresentation(double start);
   /// Destroys the stopped player.
   void takeDown();

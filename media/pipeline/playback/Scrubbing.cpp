@@ -5,7 +5,8 @@
 namespace media {
 namespace {
 
-constexpr auto kStep = std::chrono::milliseconds(250);
+/// From the start of a seek to the start of the next one.
+constexpr auto kStep = std::chrono::milliseconds(200);
 
 }  // namespace
 
@@ -29,6 +30,7 @@ bool Scrubbing::seekTo(double seconds) {
                                                     GST_SEEK_FLAG_SNAP_BEFORE);
   const auto start = static_cast<gint64>(std::llround(seconds * static_cast<double>(GST_SECOND)));
   _stepAt.reset();
+  _soughtAt = _load.clock.now();
   _state.seeking = gst_element_seek(_player.element(), 1, GST_FORMAT_TIME, kFlags,
                                     GST_SEEK_TYPE_SET, start, GST_SEEK_TYPE_SET, -1) == TRUE;
   if (_state.seeking) _progressTimeout.noteProgress();
@@ -41,7 +43,7 @@ void Scrubbing::run() {
     _load.position.run(_load.position.seconds(), _state.rate, limit(),
                        _load.facts.newest().duration);
   }
-  if (!_stepAt) postponeStep();
+  if (!_stepAt) _stepAt = _soughtAt + kStep;
 }
 
 void Scrubbing::postponeStep() { _stepAt = _load.clock.now() + kStep; }

@@ -2,27 +2,22 @@
 
 #include <optional>
 
-#include "media/pipeline/playback/LoadContext.h"
-#include "media/pipeline/playback/PlaybackState.h"
-#include "media/pipeline/playback/Player.h"
-#include "media/pipeline/playback/ProgressTimeout.h"
-#include "media/pipeline/playback/WantedPlayback.h"
+#include "media/pipeline/playback/PlaybackParts.h"
 
 namespace media {
 
-/// Reverse playback of media that GStreamer can only play forwards, such as media over HTTP: the
-/// player is paused, the position runs here, and a seek shows a key frame a few times a second.
+/// Reverse playback at high rates, and of media that GStreamer can only play forwards: the player
+/// is paused, the position runs here, and a seek shows a key frame five times a second.
 ///
 /// Threads: the pipeline's.
 class Scrubbing {
  public:
-  Scrubbing(LoadContext& load, const WantedPlayback& wanted, PlaybackState& state, Player& player,
-            ProgressTimeout& progressTimeout)
-      : _load(load),
-        _wanted(wanted),
-        _state(state),
-        _player(player),
-        _progressTimeout(progressTimeout) {}
+  explicit Scrubbing(const PlaybackParts& parts)
+      : _load(parts.load),
+        _wanted(parts.wanted),
+        _state(parts.state),
+        _player(parts.player),
+        _progressTimeout(parts.progressTimeout) {}
 
   /// Returns false if the media are not seekable.
   bool begin(double destination);
@@ -46,6 +41,7 @@ class Scrubbing {
   Player& _player;
   ProgressTimeout& _progressTimeout;
   std::optional<platform::TimePoint> _stepAt;
+  platform::TimePoint _soughtAt{};
 };
 
 }  // namespace media

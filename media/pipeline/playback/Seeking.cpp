@@ -4,6 +4,7 @@
 #include <cmath>
 #include <utility>
 
+#include "media/elements/ResourcePipeline.h"
 #include "media/engine/TimelineFacts.h"
 #include "platform/foundation/log/TVSLogger.h"
 
@@ -97,6 +98,8 @@ Seeking::Segment Seeking::_segmentAt(double destination) const {
 }
 
 bool Seeking::_send(const Segment& segment, double destination) {
+  // Many demuxers deliver no pictures at such a rate, or in a wrong order.
+  if (segment.rate < -kTrickRate) return _scrubbing.begin(destination);
   return gst_element_seek(_player.element(), segment.rate, GST_FORMAT_TIME, seekFlags(segment.rate),
                           GST_SEEK_TYPE_SET, segment.start, GST_SEEK_TYPE_SET, segment.stop) ||
          (segment.rate < 0 && _scrubbing.begin(destination));
@@ -147,6 +150,7 @@ void Seeking::_reportSeek() {
 
 void Seeking::finish() {
   _state.seeking = false;
+  if (!_elements.presentation) finishSeek(_player.element());
   _sound.noteFlush();
   _progressTimeout.clear();
   if (std::exchange(_endsAfter, false)) _state.atEnd = true;

@@ -3,17 +3,11 @@
 #include <cstdint>
 #include <optional>
 
-#include "media/pipeline/playback/Announcements.h"
 #include "media/pipeline/playback/Buffering.h"
 #include "media/pipeline/playback/FactsReader.h"
-#include "media/pipeline/playback/LoadContext.h"
-#include "media/pipeline/playback/PlaybackState.h"
-#include "media/pipeline/playback/Player.h"
-#include "media/pipeline/playback/PlayerElements.h"
-#include "media/pipeline/playback/ProgressTimeout.h"
+#include "media/pipeline/playback/PlaybackParts.h"
 #include "media/pipeline/playback/Scrubbing.h"
 #include "media/pipeline/playback/SoundBranch.h"
-#include "media/pipeline/playback/WantedPlayback.h"
 #include "platform/foundation/Date.h"
 
 namespace media {
@@ -23,21 +17,19 @@ namespace media {
 /// Threads: the pipeline's.
 class Seeking {
  public:
-  Seeking(LoadContext& load, const PlayerElements& elements, WantedPlayback& wanted,
-          PlaybackState& state, Player& player, FactsReader& facts, SoundBranch& sound,
-          Buffering& buffering, Scrubbing& scrubbing, ProgressTimeout& progressTimeout,
-          Announcements& announcements)
-      : _load(load),
-        _elements(elements),
-        _wanted(wanted),
-        _state(state),
-        _player(player),
+  Seeking(const PlaybackParts& parts, FactsReader& facts, SoundBranch& sound, Buffering& buffering,
+          Scrubbing& scrubbing)
+      : _load(parts.load),
+        _elements(parts.elements),
+        _wanted(parts.wanted),
+        _state(parts.state),
+        _player(parts.player),
         _facts(facts),
         _sound(sound),
         _buffering(buffering),
         _scrubbing(scrubbing),
-        _progressTimeout(progressTimeout),
-        _announcements(announcements) {}
+        _progressTimeout(parts.progressTimeout),
+        _announcements(parts.announcements) {}
 
   void request(double seconds, std::uint64_t serial);
   void requestDate(platform::Date date, std::uint64_t serial);

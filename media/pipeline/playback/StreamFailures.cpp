@@ -21,11 +21,12 @@ bool isOfDemuxer(const platform::Error& error) {
           is(MediaErrorCode::DecodeFailed));
 }
 
-/// Returns the stream type of the decoder that has posted an error, or 0 for other elements.
+/// Returns the stream type of the parser or decoder that has posted an error, or 0 for other
+/// elements.
 GstStreamType typeOfFailedDecoder(GstMessage* message) {
-  if (!GST_IS_ELEMENT(GST_MESSAGE_SRC(message))) return {};
+  if (!message || !GST_IS_ELEMENT(GST_MESSAGE_SRC(message))) return {};
   auto* const element = GST_ELEMENT(GST_MESSAGE_SRC(message));
-  if (!hasClass(element, "Decoder")) return {};
+  if (!hasClass(element, "Decoder") && !hasClass(element, "Parser")) return {};
   if (hasClass(element, "Audio")) return GST_STREAM_TYPE_AUDIO;
   return hasClass(element, "Video") ? GST_STREAM_TYPE_VIDEO : GstStreamType{};
 }
@@ -55,10 +56,18 @@ bool StreamFailures::_retry(const platform::Error& error) {
   return true;
 }
 
-bool StreamFailures::_leaveOut(GstMessage* message, const platform::Error& error) {
-  const GstStreamType type = message ? typeOfFailedDecoder(message) : GstStreamType{};
+bool StreamFailures::_reopenWithoutLibavformat() {
+  if (!_canReopen() || !std::exchange(_hasSkippedAudio, false)) return false;
+  _log(gst_stream_type_get_name(GST_STREAM_TYPE_AUDIO), *_firstError);
+  _state.usesLibavformat = false;
+  _selection.clear();
+  _reopen();
+  return true;
+}
+
+bool StreamFailures::_leaveOut(GstStreamType type, const platform::Error& error) {
   const int others = (GST_STREAM_TYPE_VIDEO | GST_STREAM_TYPE_AUDIO) & ~(type | _state.leftOut);
-  if (type == 0 || others == 0 || !_canReopen()) return false;
+  if (type == 0 || (type & _state.leftOut) != 0 || others == 0 || !_canReopen()) return false;
   _log(gst_stream_type_get_name(type), error);
   _state.leftOut = static_cast<GstStreamType>(_state.leftOut | type);
   _selection.clear();
@@ -84,9 +93,29 @@ std::optional<platform::Error> StreamFailures::handleMissingPlugin(GstMessage* m
   return std::nullopt;
 }
 
+std::optional<platform::Error> StreamFailures::handleSilentStream(GstStreamType type) {
+  if (!_state.prerolled) return _handle(damagedError(), type);
+  // The other streams play already.
+  _log(gst_stream_type_get_name(type), damagedError());
+  return std::nullopt;
+}
+
+void StreamFailures::handleSkippedAudio() {
+  if (_firstError) return;
+  const platform::Error error = noDecoderError();
+  if (_retry(error))
+    _hasSkippedAudio = true;
+  else
+    _log(gst_stream_type_get_name(GST_STREAM_TYPE_AUDIO), error);
+}
+
 std::optional<platform::Error> StreamFailures::handleError(platform::Error error,
                                                            GstMessage* message) {
-  if (_retry(error) || _leaveOut(message, error)) return std::nullopt;
+  return _handle(std::move(error), typeOfFailedDecoder(message));
+}
+
+std::optional<platform::Error> StreamFailures::_handle(platform::Error error, GstStreamType type) {
+  if (_retry(error) || _reopenWithoutLibavformat() || _leaveOut(type, error)) return std::nullopt;
   if (_firstError) return _firstError;
   return _undecodable.empty() ? std::move(error) : _undecodable.begin()->second;
 }

@@ -36,13 +36,21 @@ class StreamFailures {
 
   /// Handles a missing-plugin message.
   std::optional<platform::Error> handleMissingPlugin(GstMessage* message);
+  /// Handles a message of reportSilentStreams(): audio or video without any output.
+  std::optional<platform::Error> handleSilentStream(GstStreamType type);
+  /// Handles kSkippedAudioMessage: opens the resource with libavformat. If that fails, the item
+  /// plays without the audio.
+  void handleSkippedAudio();
   /// Handles an error of the pipeline. `message` may be null.
   std::optional<platform::Error> handleError(platform::Error error, GstMessage* message);
 
  private:
   bool _canReopen() const;
+  /// `type`: what has failed, or 0 if it is not known.
+  std::optional<platform::Error> _handle(platform::Error error, GstStreamType type);
   bool _retry(const platform::Error& error);
-  bool _leaveOut(GstMessage* message, const platform::Error& error);
+  bool _reopenWithoutLibavformat();
+  bool _leaveOut(GstStreamType type, const platform::Error& error);
   void _log(const std::string& type, platform::Error error);
 
   LoadContext& _load;
@@ -50,6 +58,7 @@ class StreamFailures {
   PlaybackState& _state;
   StreamSelection& _selection;
   const std::function<void()> _reopen;
+  bool _hasSkippedAudio = false;                        // the reason why libavformat is used
   std::optional<platform::Error> _firstError;           // of the first try
   std::map<std::string, platform::Error> _undecodable;  // by the type of the caps
 };

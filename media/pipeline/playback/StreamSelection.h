@@ -6,14 +6,9 @@
 #include <vector>
 
 #include "media/pipeline/StreamCatalog.h"
-#include "media/pipeline/playback/Announcements.h"
 #include "media/pipeline/playback/FactsReader.h"
-#include "media/pipeline/playback/LoadContext.h"
-#include "media/pipeline/playback/PlaybackState.h"
-#include "media/pipeline/playback/PlayerElements.h"
-#include "media/pipeline/playback/ProgressTimeout.h"
+#include "media/pipeline/playback/PlaybackParts.h"
 #include "media/pipeline/playback/TextBranch.h"
-#include "media/pipeline/playback/WantedPlayback.h"
 #include "media/support/GstRef.h"
 #include "streaming/playback/PresentationPlayback.h"
 
@@ -24,19 +19,17 @@ namespace media {
 /// Threads: the pipeline's.
 class StreamSelection {
  public:
-  StreamSelection(LoadContext& load, const PlayerElements& elements, WantedPlayback& wanted,
-                  PlaybackState& state, StreamCatalog& catalog, TextBranch& texts,
-                  FactsReader& facts, ProgressTimeout& progressTimeout,
-                  Announcements& announcements)
-      : _load(load),
-        _elements(elements),
-        _wanted(wanted),
-        _state(state),
+  StreamSelection(const PlaybackParts& parts, StreamCatalog& catalog, TextBranch& texts,
+                  FactsReader& facts)
+      : _load(parts.load),
+        _elements(parts.elements),
+        _wanted(parts.wanted),
+        _state(parts.state),
         _catalog(catalog),
         _texts(texts),
         _facts(facts),
-        _progressTimeout(progressTimeout),
-        _announcements(announcements) {}
+        _progressTimeout(parts.progressTimeout),
+        _announcements(parts.announcements) {}
 
   void requestTrack(std::uint32_t trackID, bool enabled);
   void requestOption(const std::string& characteristic,

@@ -70,7 +70,8 @@ class TextBranch {
   const std::shared_ptr<RenderedTexts> _rendered;
   std::unique_ptr<TextSegments> _segments;
   AlternateTexts _alternates;
-  std::array<std::optional<platform::MediaSelectionOption>, 4> _captions;  // known channels
+  /// Of the known channels.
+  std::array<std::optional<platform::MediaSelectionOption>, PictureCaptions::kChannels> _captions;
   std::optional<PictureCaptions::Channel> _shownCaptions;
 };
 

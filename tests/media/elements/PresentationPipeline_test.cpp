@@ -214,6 +214,8 @@ TEST_F(PresentationPipelineTest, PlaysOverGaps) {
   EXPECT_NEAR(player.position(), 1.6, 0.03);
   ASSERT_TRUE(player.seekAndWait(1.6, kKeyUnit));
   EXPECT_NEAR(player.video.times().at(0), 0.96, kTolerance);
+  ASSERT_TRUE(player.seekAndWait(0.7, kKeyUnit));
+  EXPECT_NEAR(player.video.times().at(0), 0.48, kTolerance) << "the audio waits for the key frame";
 }
 
 TEST_F(PresentationPipelineTest, PlaysOnAfterTheFailureOfOneTrack) {

@@ -1,4 +1,5 @@
 #include <chrono>
+#include <cmath>
 #include <future>
 #include <memory>
 #include <optional>
@@ -63,7 +64,7 @@ TEST_F(StreamedPresentation, PlaysAndSeeks) {
     const auto playback = item->presentation();
     const auto start = prepare(*playback);
     ASSERT_TRUE(start);
-    const testing_media::CountingSink video;
+    testing_media::CountingSink video;
     const testing_media::CountingSink audio;
     const auto pipeline = media::PresentationPipeline::make({.playback = playback,
                                                              .keys = nullptr,
@@ -102,6 +103,15 @@ TEST_F(StreamedPresentation, PlaysAndSeeks) {
       const GstRef<GstSample> sample(shown);
       ASSERT_TRUE(sample);
       EXPECT_NEAR(media::secondsOf(GST_BUFFER_PTS(gst_sample_get_buffer(shown))), target, 0.001);
+    }
+    for (const double rate : {8.0, 16.0}) {
+      video.count = 0;
+      ASSERT_TRUE(gst_element_seek(pipeline->element(), rate, GST_FORMAT_TIME, GST_SEEK_FLAG_FLUSH,
+                                   GST_SEEK_TYPE_SET, 0, GST_SEEK_TYPE_SET, -1));
+      gst_element_set_state(pipeline->element(), GST_STATE_PLAYING);
+      ASSERT_EQ(await(GST_MESSAGE_EOS), GST_MESSAGE_EOS);
+      EXPECT_GE(video.count, std::floor(each.duration / rate * 4)) << "four pictures a second";
+      gst_element_set_state(pipeline->element(), GST_STATE_PAUSED);
     }
     pipeline->close();
     item->close();

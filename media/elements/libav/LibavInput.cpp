@@ -1,6 +1,7 @@
-#include "media/elements/LibavInput.h"
+#include "media/elements/libav/LibavInput.h"
 
 #include <algorithm>
+#include <array>
 #include <new>
 #include <utility>
 
@@ -21,6 +22,14 @@ constexpr int kLargestInputPacket = 64 * 1024 * 1024;
 constexpr int kMaxInputStreams = 64;
 // Errors in a row after which reading ends.
 constexpr int kMaxInputErrors = 32;
+// Bytes that libavformat may read to open a resource, and for a packet.
+constexpr std::uint64_t kOpeningLimit = std::uint64_t{256} << 20;
+constexpr std::uint64_t kPacketLimit = std::uint64_t{80} << 20;
+// How far before the time of a seek a key frame is searched: first, and at most the double of this.
+constexpr std::uint64_t kFirstSearchStep = 1'000'000'000;
+constexpr std::uint64_t kLastSearchStep = 16'000'000'000;
+// Bytes that the search may read.
+constexpr std::uint64_t kSearchLimit = std::uint64_t{16} << 20;
 constexpr std::int64_t kInputProbeBytes = std::int64_t{4} << 20;
 // AV_TIME_BASE_Q is a compound literal, which C++ does not have.
 constexpr AVRational kMicroseconds{1, AV_TIME_BASE};
@@ -38,6 +47,13 @@ constexpr const char* kInputFormats =
     "smk,sol,sox,spdif,swf,tak,thp,tiertexseq,tmv,truehd,tta,vag,vc1,vc1test,vivo,vmd,voc,"
     "vqf,w64,wav,wc3movie,webm,wsaud,wsd,wsvqa,wtv,wv,xa,xmv,xwma,yop,yuv4mpegpipe";
 
+/// Several JPEG images are detected as one image.
+bool isJPEG(const LibavInput::Source& source) {
+  std::array<std::uint8_t, 3> head{};
+  return source.size > head.size() && source.read(0, head) == head.size() &&
+         head == std::array<std::uint8_t, 3>{0xff, 0xd8, 0xff};
+}
+
 int refuseOtherResource(AVFormatContext*, AVIOContext**, const char*, int, AVDictionary**) {
   return AVERROR(EPERM);
 }
@@ -49,6 +65,7 @@ std::unique_ptr<LibavInput> LibavInput::open(Source source) {
   std::unique_ptr<LibavInput> self(new LibavInput);
   self->_source = std::move(source);
   self->_packet.reset(av_packet_alloc());
+  self->_readLimit = kOpeningLimit;
   auto* const buffer = static_cast<unsigned char*>(av_malloc(kInputBufferBytes));
   AVFormatContext* context = avformat_alloc_context();
   if (buffer)
@@ -68,7 +85,7 @@ std::unique_ptr<LibavInput> LibavInput::open(Source source) {
     throw std::bad_alloc();
   }
   context->pb = self->_io;
-  context->flags |= AVFMT_FLAG_CUSTOM_IO | AVFMT_FLAG_GENPTS;
+  context->flags |= AVFMT_FLAG_CUSTOM_IO;
   context->io_open = refuseOtherResource;
   context->max_streams = kMaxInputStreams;
   context->format_probesize = static_cast<int>(kInputProbeBytes);
@@ -76,11 +93,17 @@ std::unique_ptr<LibavInput> LibavInput::open(Source source) {
   av_dict_set(&options, "protocol_whitelist", "none", 0);
   av_dict_set(&options, "format_whitelist", kInputFormats, 0);
   // avformat_open_input() frees the context on failure.
-  const int result = avformat_open_input(&context, nullptr, nullptr, &options);
+  const bool hasImages = isJPEG(self->_source);
+  const AVInputFormat* const format = hasImages ? av_find_input_format("mjpeg") : nullptr;
+  const int result = avformat_open_input(&context, nullptr, format, &options);
   av_dict_free(&options);
   if (result < 0) return nullptr;
   self->_context = context;
   if (avformat_find_stream_info(context, nullptr) < 0 || self->_hasStopped) return nullptr;
+  if (hasImages) {
+    if (self->read() != Result::Packet || self->read() != Result::Packet) return nullptr;
+    self->seek(0);
+  }
   return self;
 }
 
@@ -92,6 +115,7 @@ LibavInput::~LibavInput() {
 
 int LibavInput::_readBytes(std::span<std::uint8_t> into) {
   if (_offset >= _source.size) return AVERROR_EOF;
+  if (_readLimit == 0) return AVERROR(EIO);
   const std::uint64_t rest = _source.size - _offset;
   const auto count = _source.read(
       _offset, into.first(static_cast<std::size_t>(std::min<std::uint64_t>(rest, into.size()))));
@@ -101,6 +125,8 @@ int LibavInput::_readBytes(std::span<std::uint8_t> into) {
   }
   if (*count == 0) return AVERROR_EOF;
   _offset += *count;
+  _readLimit -= std::min<std::uint64_t>(_readLimit, *count);
+  _bytesRead += *count;
   return static_cast<int>(*count);
 }
 
@@ -129,16 +155,32 @@ std::string LibavInput::metadata(const char* key, const AVStream* stream) const 
 LibavInput::Result LibavInput::read() {
   for (int errors = 0; errors < kMaxInputErrors;) {
     av_packet_unref(_packet.get());
+    _readLimit = kPacketLimit;
     const int result = av_read_frame(_context, _packet.get());
     if (_hasStopped) return Result::Stopped;
-    if (result == AVERROR_EOF) return Result::End;
+    if (_readLimit == 0) {
+      _clearReadError();
+    } else if (result == AVERROR_EOF) {
+      return Result::End;
+    }
     if (result < 0) {
       ++errors;
       continue;
     }
-    if (_packet->size > 0 && _packet->size <= kLargestInputPacket) return Result::Packet;
+    const bool isUsable = _packet->size > 0 && _packet->size <= kLargestInputPacket;
+    if (isUsable && !_isBeforeKeyFrame()) return Result::Packet;
   }
   return Result::End;
+}
+
+bool LibavInput::_isBeforeKeyFrame() {
+  if (_packet->stream_index != _keyFrameStream) return false;
+  const Times packet = times();
+  if ((_packet->flags & AV_PKT_FLAG_KEY) == 0 &&
+      packet.presentation.value_or(packet.decoding.value_or(0)) <= _seekTime)
+    return true;
+  _keyFrameStream.reset();
+  return false;
 }
 
 std::optional<std::uint64_t> LibavInput::_timeOf(std::int64_t value, const AVStream& stream) const {
@@ -159,11 +201,47 @@ LibavInput::Times LibavInput::times() const {
   return times;
 }
 
-void LibavInput::seek(std::uint64_t time) {
-  // A stopped read leaves its error in the context.
-  _hasStopped = false;
+/// A read that has failed leaves its error in the context.
+void LibavInput::_clearReadError() {
   _io->error = 0;
   _io->eof_reached = 0;
+}
+
+void LibavInput::seek(std::uint64_t time) {
+  const int video = av_find_best_stream(_context, AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
+  const bool hasVideo =
+      video >= 0 && streams()[static_cast<std::size_t>(video)]->discard < AVDISCARD_ALL;
+  const auto seekTo = [&](std::uint64_t from) {
+    _seekRoughly(from);
+    _keyFrameStream = hasVideo ? std::optional(video) : std::nullopt;
+  };
+  _hasStopped = false;
+  _seekTime = time;
+  _bytesRead = 0;
+  std::uint64_t from = time;
+  seekTo(from);
+  for (std::uint64_t step = kFirstSearchStep; hasVideo && step <= kLastSearchStep; step *= 2) {
+    if (_findsKeyFrame() || _hasStopped || from == 0 || _bytesRead > kSearchLimit) break;
+    from -= std::min(from, step);
+    seekTo(from);
+  }
+  // The search has read packets.
+  if (hasVideo) seekTo(from);
+}
+
+/// Returns whether a key frame of the video follows, at or before the time of the seek.
+bool LibavInput::_findsKeyFrame() {
+  while (_bytesRead <= kSearchLimit && read() == Result::Packet) {
+    const Times packet = times();
+    if (packet.presentation.value_or(packet.decoding.value_or(0)) > _seekTime) return false;
+    if (!_keyFrameStream) return true;
+  }
+  return false;
+}
+
+void LibavInput::_seekRoughly(std::uint64_t time) {
+  _readLimit = kOpeningLimit;
+  _clearReadError();
   auto target = static_cast<std::int64_t>(time / kNanosecondsPerTick);
   if (_context->start_time != AV_NOPTS_VALUE)
     target += rescaledTicks(_context->start_time, kMicroseconds) /

@@ -1,4 +1,4 @@
-#include "media/elements/LibavCaps.h"
+#include "media/elements/libav/LibavCaps.h"
 
 #include <span>
 #include <string>
@@ -47,13 +47,40 @@ GstRef<GstCaps> audioCaps(const AVCodecParameters& parameters) {
                                              parameters.ch_layout.nb_channels, nullptr));
 }
 
+/// Returns whether GStreamer's parsers find no frames in the packets, or not all channels.
+bool needsLibavcodec(const AVCodecParameters& parameters) {
+  // FF_PROFILE_DTS in FFmpeg 5, AV_PROFILE_DTS in FFmpeg 7. Express and HD have larger numbers.
+  constexpr int kProfileDTS = 20;
+  return parameters.codec_id == AV_CODEC_ID_AAC_LATM ||
+         (parameters.codec_id == AV_CODEC_ID_DTS && parameters.profile > kProfileDTS);
+}
+
+GstRef<GstCaps> textCaps(AVCodecID codec, std::span<const std::uint8_t> setup) {
+  switch (codec) {
+    case AV_CODEC_ID_HDMV_PGS_SUBTITLE:
+      return GstRef<GstCaps>(gst_caps_new_empty_simple("subpicture/x-pgs"));
+    case AV_CODEC_ID_DVB_SUBTITLE:
+      return GstRef<GstCaps>(gst_caps_new_empty_simple("subpicture/x-dvb"));
+    case AV_CODEC_ID_SUBRIP:
+      return GstRef<GstCaps>(gst_caps_from_string("text/x-raw, format=(string)pango-markup"));
+    case AV_CODEC_ID_ASS: {
+      GstRef<GstCaps> caps(gst_caps_new_empty_simple("application/x-ass"));
+      setBytes(*caps, "codec_data", setup);
+      return caps;
+    }
+    default:
+      return nullptr;
+  }
+}
+
 }  // namespace
 
 GstRef<GstCaps> libavCapsOf(const AVStream& stream) {
   const AVCodecParameters& parameters = *stream.codecpar;
   const std::span<const std::uint8_t> setup(parameters.extradata,
                                             static_cast<std::size_t>(parameters.extradata_size));
-  GstRef<GstCaps> caps = capsOf(stream, setup);
+  if (parameters.codec_type == AVMEDIA_TYPE_SUBTITLE) return textCaps(parameters.codec_id, setup);
+  GstRef<GstCaps> caps = needsLibavcodec(parameters) ? nullptr : capsOf(stream, setup);
   if (caps && (gst_structure_has_name(gst_caps_get_structure(caps.get(), 0), "audio/x-raw") ||
                hasDecoder(caps.get())))
     return caps;

@@ -5,9 +5,9 @@
 #include <gst/video/gstvideodecoder.h>
 #include <gst/video/video.h>
 
-#include "media/elements/LibavCaps.h"
-#include "media/elements/LibavCodec.h"
-#include "media/elements/LibavDecoder.h"
+#include "media/elements/libav/LibavCaps.h"
+#include "media/elements/libav/LibavCodec.h"
+#include "media/elements/libav/LibavDecoder.h"
 #include "media/support/GstRef.h"
 
 extern "C" {

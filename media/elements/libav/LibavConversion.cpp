@@ -1,4 +1,4 @@
-#include "media/elements/LibavConversion.h"
+#include "media/elements/libav/LibavConversion.h"
 
 #include <string>
 #include <utility>

@@ -1,4 +1,4 @@
-#include "media/elements/LibavDemuxer.h"
+#include "media/elements/libav/LibavDemuxer.h"
 
 #include <algorithm>
 #include <atomic>
@@ -12,10 +12,10 @@
 
 #include <gst/base/gstflowcombiner.h>
 
-#include "media/elements/LibavCaps.h"
-#include "media/elements/LibavConversion.h"
-#include "media/elements/LibavDecoder.h"
-#include "media/elements/LibavInput.h"
+#include "media/elements/libav/LibavCaps.h"
+#include "media/elements/libav/LibavConversion.h"
+#include "media/elements/libav/LibavDecoder.h"
+#include "media/elements/libav/LibavInput.h"
 #include "media/support/GstRef.h"
 
 namespace media {
@@ -27,8 +27,11 @@ constexpr GstClockTime kLargestLag = GST_SECOND;
 /// kLibavInputCaps, and types whose demuxer in GStreamer reports wrong durations or codecs.
 constexpr const char* kInputTypes = "application/x-vorlane-libav; audio/x-wav";
 
+constexpr const char* kTextPrefix = "subtitle_";
+
 struct DemuxedStream {
-  int index = 0;          // of the AVStream
+  int index = 0;  // of the AVStream
+  bool isText = false;
   GstPad* pad = nullptr;  // owned by the element
   GstClockTime position = 0;
   bool isDiscontinuous = true;
@@ -148,19 +151,21 @@ gboolean answerSourceQuery(GstPad* pad, GstObject* parent, GstQuery* query) {
 
 // Opening
 
-bool isMediaStream(const AVStream& stream) {
+/// Returns the begin of the name of the pad for a stream, or null if the stream is left out.
+const char* padPrefixOf(const AVStream& stream) {
   const AVMediaType type = stream.codecpar->codec_type;
   const bool isPicture = (stream.disposition & AV_DISPOSITION_ATTACHED_PIC) != 0;
-  return type == AVMEDIA_TYPE_AUDIO || (type == AVMEDIA_TYPE_VIDEO && !isPicture);
+  if (type == AVMEDIA_TYPE_AUDIO) return "audio_";
+  if (type == AVMEDIA_TYPE_VIDEO) return isPicture ? nullptr : "video_";
+  return type == AVMEDIA_TYPE_SUBTITLE && libavCapsOf(stream) ? kTextPrefix : nullptr;
 }
 
-void addStreamPad(GstElement* element, AVStream& stream, guint group) {
+void addStreamPad(GstElement* element, AVStream& stream, const std::string& prefix, guint group) {
   DemuxerState& state = demuxerState(element);
-  const bool isVideo = stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO;
-  const std::string name =
-      std::string(isVideo ? "video_" : "audio_") + std::to_string(stream.index);
-  GstPadTemplate* const padTemplate = gst_element_class_get_pad_template(
-      GST_ELEMENT_GET_CLASS(element), isVideo ? "video_%u" : "audio_%u");
+  const bool isText = prefix == kTextPrefix;
+  const std::string name = prefix + std::to_string(stream.index);
+  GstPadTemplate* const padTemplate =
+      gst_element_class_get_pad_template(GST_ELEMENT_GET_CLASS(element), (prefix + "%u").c_str());
   GstPad* const pad = gst_pad_new_from_template(padTemplate, name.c_str());
   gst_pad_set_event_function(pad, handleSourceEvent);
   gst_pad_set_query_function(pad, answerSourceQuery);
@@ -170,9 +175,10 @@ void addStreamPad(GstElement* element, AVStream& stream, guint group) {
       gst_pad_create_stream_id(pad, element, std::to_string(stream.index).c_str()));
   GstEvent* const start = gst_event_new_stream_start(id.get());
   gst_event_set_group_id(start, group);
+  if (isText) gst_event_set_stream_flags(start, GST_STREAM_FLAG_SPARSE);
   gst_pad_push_event(pad, start);
   gst_pad_push_event(pad, gst_event_new_caps(libavCapsOf(stream).get()));
-  state.streams.push_back({stream.index, pad});
+  state.streams.push_back({.index = stream.index, .isText = isText, .pad = pad});
   gst_flow_combiner_add_pad(state.flows, pad);
   gst_element_add_pad(element, pad);
 }
@@ -192,13 +198,15 @@ bool openInput(GstElement* element) {
     if (const auto duration = state.input->duration())
       state.duration = static_cast<std::int64_t>(*duration);
     for (AVStream* const each : state.input->streams()) {
-      const bool isUsed = isMediaStream(*each);
-      each->discard = isUsed ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
-      if (isUsed) addStreamPad(element, *each, group);
+      const char* const prefix = padPrefixOf(*each);
+      each->discard = prefix ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
+      if (prefix) addStreamPad(element, *each, prefix, group);
     }
   }
   gst_element_no_more_pads(element);
-  if (!state.streams.empty()) return true;
+  if (!std::all_of(state.streams.begin(), state.streams.end(),
+                   [](const DemuxedStream& each) { return each.isText; }))
+    return true;
   GST_ELEMENT_ERROR(element, STREAM, TYPE_NOT_FOUND, (nullptr), ("no audio or video"));
   return false;
 }
@@ -254,8 +262,11 @@ GstFlowReturn pushPacket(DemuxerState& state) {
     GST_BUFFER_FLAG_SET(buffer, GST_BUFFER_FLAG_DISCONT);
   if (GST_CLOCK_TIME_IS_VALID(time)) {
     stream->position = std::max(stream->position, time + times.duration.value_or(0));
-    state.segment.position = stream->position;
-    pushGaps(state, stream->position);
+    // A text may last long.
+    if (!stream->isText) {
+      state.segment.position = stream->position;
+      pushGaps(state, stream->position);
+    }
   }
   const GstFlowReturn flow = gst_flow_combiner_update_pad_flow(state.flows, stream->pad,
                                                                gst_pad_push(stream->pad, buffer));
@@ -365,7 +376,7 @@ void initialiseDemuxerClass(gpointer type, gpointer) {
   const GstRef<GstCaps> input(gst_caps_from_string(kInputTypes));
   gst_element_class_add_pad_template(
       element, gst_pad_template_new("sink", GST_PAD_SINK, GST_PAD_ALWAYS, input.get()));
-  for (const char* const name : {"video_%u", "audio_%u"})
+  for (const char* const name : {"video_%u", "audio_%u", "subtitle_%u"})
     gst_element_class_add_pad_template(
         element, gst_pad_template_new(name, GST_PAD_SRC, GST_PAD_SOMETIMES, GST_CAPS_ANY));
   gst_element_class_set_static_metadata(element, "Demuxer of libavformat", "Codec/Demuxer",

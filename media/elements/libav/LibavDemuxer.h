@@ -10,8 +10,8 @@ constexpr const char* kLibavInputCaps = "application/x-vorlane-libav";
 /// Registers a demuxer that uses libavformat. It plays the formats that GStreamer has no demuxer
 /// for, or whose demuxer fails. It never detects a type by itself: see kLibavInputCaps.
 ///
-/// It pulls from upstream, so the resource has to be seekable. It outputs audio and video; other
-/// streams are left out. Seeks are flushing or not, at positive rates.
+/// It pulls from upstream, so the resource has to be seekable. It outputs audio, video and the
+/// subtitles of libavCapsOf(). Seeks are flushing or not, at positive rates.
 void registerLibavDemuxer();
 
 }  // namespace media

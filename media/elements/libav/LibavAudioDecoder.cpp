@@ -7,9 +7,9 @@
 
 #include <gst/audio/gstaudiodecoder.h>
 
-#include "media/elements/LibavCaps.h"
-#include "media/elements/LibavCodec.h"
-#include "media/elements/LibavDecoder.h"
+#include "media/elements/libav/LibavCaps.h"
+#include "media/elements/libav/LibavCodec.h"
+#include "media/elements/libav/LibavDecoder.h"
 #include "media/support/GstRef.h"
 
 namespace media {

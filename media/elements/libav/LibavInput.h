@@ -51,22 +51,34 @@ class LibavInput {
 
   /// Reads the next packet of a stream that is not discarded. Stopped: the source has returned
   /// nullopt.
+  ///
+  /// libavformat may keep what it reads, for example a frame of which it does not find the end.
+  /// After 80 MiB without a packet, it gets an error and outputs what it has.
   Result read();
   /// Valid until the next call of read().
   const AVPacket& packet() const { return *_packet; }
   Times times() const;
-  /// Seeks to the key frame at or before `time`.
+  /// Seeks to the key frame at or before `time`. Without an index, it is searched.
   void seek(std::uint64_t time);
 
  private:
   LibavInput() = default;
   int _readBytes(std::span<std::uint8_t> into);
   std::int64_t _seekBytes(std::int64_t offset, int whence);
+  void _clearReadError();
+  void _seekRoughly(std::uint64_t time);
+  bool _findsKeyFrame();
+  bool _isBeforeKeyFrame();
   std::optional<std::uint64_t> _timeOf(std::int64_t value, const AVStream& stream) const;
 
   Source _source;
   std::uint64_t _offset = 0;
+  std::uint64_t _readLimit = 0;  // bytes that the current call may read
   bool _hasStopped = false;
+  std::uint64_t _seekTime = 0;
+  std::uint64_t _bytesRead = 0;  // since the begin of the last seek
+  // Packets of this stream before a key frame, or _seekTime, are skipped.
+  std::optional<int> _keyFrameStream;
   AVIOContext* _io = nullptr;
   AVFormatContext* _context = nullptr;
   PacketRef _packet;

@@ -1,4 +1,4 @@
-#include "media/elements/LibavCodec.h"
+#include "media/elements/libav/LibavCodec.h"
 
 #include <algorithm>
 #include <cstring>

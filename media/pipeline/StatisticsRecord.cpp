@@ -1,4 +1,4 @@
-#include "media/pipeline/playback/StatisticsRecord.h"
+#include "media/pipeline/StatisticsRecord.h"
 
 #include <utility>
 

@@ -2,7 +2,7 @@
 
 #include <gst/gst.h>
 
-#include "media/elements/LibavInput.h"
+#include "media/elements/libav/LibavInput.h"
 #include "media/support/GstRef.h"
 
 namespace media {
