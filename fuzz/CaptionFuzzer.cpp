@@ -20,10 +20,10 @@ void readCaptions(Bytes input) {
   captions.show(takeByte(input) % media::PictureCaptions::kNames.size());
   double time = 0;
   while (input.size() >= 3) {
-    const std::uint8_t field = takeByte(input);
-    if (field == 0xff) captions.restart();
+    const std::uint8_t type = takeByte(input);
+    if (type == 0xff) captions.restart();
     const std::uint8_t first = takeByte(input);
-    captions.feed(time += 0.03, field & 1U, first, takeByte(input));
+    captions.feed(time += 0.03, type & 3, first, takeByte(input));
   }
   for (double at = 0; at < time; at += time / 10)
     require(platform::isValidText(subtitles->textAt(at)), "the text of captions is UTF-8");

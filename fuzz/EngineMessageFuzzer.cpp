@@ -48,11 +48,18 @@ void readLink(Bytes input) {
   if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends) != 0)
     failTarget("socketpair() works");
   media::LinkSocket link(ends[1]);
+  std::size_t sent = 0;
   std::size_t received = 0;
   auto state = media::LinkSocket::State::Open;
-  const auto count = [&](std::span<const std::byte> message) { received += message.size(); };
+  const auto count = [&](std::span<const std::byte> message) {
+    constexpr std::size_t kHeaderBytes = 4;
+    received += kHeaderBytes + message.size();
+    require(message.size() <= media::LinkSocket::kMessageLimit, "a message is limited");
+    require(received <= sent, "only bytes that were sent are received");
+  };
   while (!input.empty() && state == media::LinkSocket::State::Open) {
     const Bytes part = takeBytes(input, 1 + std::size_t{8} * takeByte(input));
+    sent += part.size();
     if (send(ends[0], part.data(), part.size(), MSG_NOSIGNAL) < 0) break;
     state = link.read(count);
   }
@@ -65,9 +72,18 @@ media::SubtitleCue randomCue(Random& random) {
   cue.start = static_cast<double>(random.below(10));
   cue.duration = random.oneIn(3) ? media::SubtitleCue::kUntilNext : 2;
   cue.text = randomText(random);
-  for (std::size_t left = random.below(4); left > 0; --left)
-    cue.spans.push_back(
-        {random.below(8), random.below(64), "c", {"yellow"}, randomText(random), {}, {}});
+  for (std::size_t left = random.below(4); left > 0; --left) {
+    media::SubtitleSpan& span = cue.spans.emplace_back();
+    span.begin = random.below(8);
+    span.end = random.below(64);
+    span.element = "c";
+    span.classes = {"yellow"};
+    span.annotation = randomText(random);
+    for (std::size_t moments = random.below(3); moments > 0; --moments)
+      span.moments.push_back({static_cast<media::SpanMoment::Kind>(random.below(2)),
+                              static_cast<double>(random.below(9)),
+                              {}});
+  }
   if (random.oneIn(2)) cue.layout.line = static_cast<int>(random.next());
   if (random.oneIn(2)) cue.layout.region = media::CueRegion{};
   if (random.oneIn(4)) {

@@ -85,6 +85,9 @@ void readHeader(Bytes input) {
   }
   reader.feedTrailer(text);
   auto fields = reader.takeFields();
+  std::size_t bytes = 0;
+  for (const auto& [name, value] : fields) bytes += name.size() + value.size();
+  require(bytes <= kLimit, "header fields are limited");
   streaming::removeField(fields, "content-length");
 }
 

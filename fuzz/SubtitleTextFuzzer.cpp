@@ -34,8 +34,11 @@ void checkCues(std::vector<media::SubtitleCue> cues) {
   for (const media::SubtitleCue& each : cues) {
     require(std::isfinite(each.start) && !std::isnan(each.duration), "times of cues are finite");
     require(platform::isValidText(each.text), "the text of a cue is UTF-8");
-    for (const media::SubtitleSpan& span : each.spans)
+    for (const media::SubtitleSpan& span : each.spans) {
       require(span.begin <= span.end && span.end <= each.text.size(), "a span is within the text");
+      for (const media::SpanMoment& moment : span.moments)
+        require(std::isfinite(moment.time), "the times of a span are finite");
+    }
   }
   shown.show(media::SubtitleCues::Source::External);
   shown.setExternal(std::move(cues));
@@ -50,10 +53,9 @@ void readWebVTT(Bytes input) {
   checkCues(reader.read(takePart(rest)));
   if (!rest.empty()) checkCues(reader.read(takePart(rest)));
   if (rest.empty()) return;
-  if (auto cue = reader.readPayload(rest)) {
-    cue->duration = 1;
-    checkCues({*std::move(cue)});
-  }
+  using TimeStamps = media::WebVTTReader::TimeStamps;
+  for (const TimeStamps each : {TimeStamps::OfTrack, TimeStamps::OfCue})
+    if (auto cue = reader.readPayload(rest, 1, 10, each)) checkCues({*std::move(cue)});
 }
 
 void readTTML(Bytes input) {

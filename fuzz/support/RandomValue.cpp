@@ -1,9 +1,11 @@
 #include "fuzz/support/RandomValue.h"
 
-#include <limits>
+#include <cstdlib>
 #include <string>
 #include <string_view>
 #include <utility>
+
+#include "fuzz/support/TextMutator.h"
 
 namespace fuzz {
 namespace {
@@ -68,25 +70,7 @@ std::string randomText(Random& random) {
   return std::string(random.upToPowerOf2(10), static_cast<char>('a' + random.below(26)));
 }
 
-double randomDouble(Random& random) {
-  using Limits = std::numeric_limits<double>;
-  const double choices[] = {0,
-                            -0.0,
-                            1,
-                            -1,
-                            0.5,
-                            1e9,
-                            1e18,
-                            1e19,
-                            1e300,
-                            -1e300,
-                            Limits::infinity(),
-                            -Limits::infinity(),
-                            Limits::quiet_NaN(),
-                            Limits::denorm_min(),
-                            static_cast<double>(random.below(100000)) / 100};
-  return random.oneOf(choices);
-}
+double randomDouble(Random& random) { return std::strtod(randomNumber(random).c_str(), nullptr); }
 
 platform::Array randomArray(Random& random, int depth) {
   platform::Array array;
