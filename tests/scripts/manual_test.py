@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """The manual pages have the same options and commands as --help.
 
-usage: manual_test.py TVVORLANE VORLANECTL
+usage: manual_test.py TVVORLANE VORLANECTL [TVVORLANE-UPNP]
 """
 
 import os
@@ -31,6 +31,8 @@ def main():
         "tvvorlane.1": help_of(box),
         "vorlanectl.1": command_list + "".join(help_of(control, name) for name in commands),
     }
+    if len(sys.argv) > 3:
+        helps["tvvorlane-upnp.1"] = help_of(sys.argv[3]) + "--help"
     problems = []
     for name, text in helps.items():
         said, written = set(OPTION.findall(text)), set(OPTION.findall(page(name)))
