@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/scenarios/sim/SimScenarioBox.h"
 #include "tests/scenarios/ScenarioRunner.h"
+#include "tests/scenarios/sim/SimScenarioBox.h"
 
 namespace {
 
