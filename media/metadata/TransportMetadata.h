@@ -10,8 +10,8 @@
 namespace media {
 
 /// Finds what tsdemux does not report in a transport stream, while its bytes arrive: timed metadata
-/// (elementary streams of type 0x15), and DTS and TrueHD. tsdemux outputs these only if programs and
-/// packets are marked as on a disc. libavformat detects them by their data.
+/// (elementary streams of type 0x15), and DTS and TrueHD. tsdemux outputs these only if programs
+/// and packets are marked as on a disc. libavformat detects them by their data.
 ///
 /// Limits: 64 KiB for one unit of metadata.
 /// Threads: one at a time.
