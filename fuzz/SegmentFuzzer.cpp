@@ -132,7 +132,7 @@ void decryptSamples(Bytes input) {
                                    AV_CODEC_ID_EAC3, AV_CODEC_ID_MP3};
   const AVCodecID codec = kCodecs[takeByte(input) % std::size(kCodecs)];
   if (const auto frame = media::audioFrameOf(codec, input))
-    require(frame->samples > 0 && frame->rate > 0, "an audio frame has samples");
+    require(frame->samples >= 0 && frame->rate > 0, "an audio frame has a duration");
   AVPacket* packet = av_packet_alloc();
   if (av_new_packet(packet, static_cast<int>(input.size())) == 0) {
     std::copy(input.begin(), input.end(), packet->data);
