@@ -1,6 +1,7 @@
 // Segments of HLS and DASH, from their bytes to access units and cues.
 
 #include <cmath>
+#include <cstddef>
 #include <deque>
 #include <memory>
 #include <optional>
@@ -19,6 +20,7 @@
 
 extern "C" {
 #include <libavcodec/packet.h>
+#include <libavutil/mem.h>
 }
 
 namespace fuzz {
@@ -34,6 +36,9 @@ void startGStreamer() {
     setenv("GST_REGISTRY_FORK", "no", 1);
     gst_init(nullptr, nullptr);
     media::silenceLibav();
+    // libavformat allocates what a box announces before it reads the box. The pages are never
+    // touched.
+    av_max_alloc(std::size_t{16} << 20);
     return true;
   }();
   static_cast<void>(isStarted);

@@ -38,6 +38,7 @@ class UpnpVolumeWatch : public ::testing::Test {
         bus.get(), nullptr, "/org/mpris/MediaPlayer2", "org.freedesktop.DBus.Properties",
         "PropertiesChanged",
         g_variant_new("(s@a{sv}as)", "org.mpris.MediaPlayer2.Player", changed, nullptr), nullptr);
+    g_variant_unref(changed);
     g_dbus_connection_flush_sync(bus.get(), nullptr, nullptr);
   }
 
