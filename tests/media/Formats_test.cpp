@@ -1,13 +1,14 @@
 // The containers of the first table of docs/media.md, each codec at least once.
 
-#include <array>
+#include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <ostream>
+#include <vector>
 
 #include <gtest/gtest.h>
 
 #include "tests/media/EngineHarness.h"
+#include "tests/media/LumaGrid.h"
 #include "tests/media/TestMedia.h"
 
 namespace testing_media {
@@ -15,52 +16,12 @@ namespace {
 
 constexpr int kColumns = 16;
 constexpr int kRows = 9;
-using Thumbnail = std::array<double, static_cast<std::size_t>(kColumns) * kRows>;
 
-/// Luma of a picture, averaged over a coarse grid, 0 to 255 in full range.
-Thumbnail thumbnailOf(const media::VideoFrame& frame) {
-  Thumbnail result{};
-  const media::VideoPlane& luma = frame.planes[0];
-  for (int row = 0; row < kRows; ++row) {
-    for (int column = 0; column < kColumns; ++column) {
-      double sum = 0;
-      int count = 0;
-      for (int y = row * frame.height / kRows; y < (row + 1) * frame.height / kRows; ++y)
-        for (int x = column * frame.width / kColumns; x < (column + 1) * frame.width / kColumns;
-             ++x, ++count)
-          sum += luma.data[static_cast<std::size_t>(y) * luma.stride + static_cast<std::size_t>(x)];
-      const double mean = sum / count;
-      result[static_cast<std::size_t>(row) * kColumns + static_cast<std::size_t>(column)] =
-          frame.fullRange ? mean : (mean - 16) * 255 / 219;
-    }
-  }
-  return result;
-}
-
-/// The luma of each frame of the source, without a codec.
-const std::vector<Thumbnail>& expectedThumbnails() {
-  static const std::vector<Thumbnail> all = [] {
-    FILE* const pipe = popen(
-        "ffmpeg -v error -nostdin -f lavfi -i testsrc=size=320x180:rate=25:duration=3"
-        " -vf format=gray,scale=16:9:flags=area -f rawvideo -pix_fmt gray -",
-        "r");
-    std::array<unsigned char, static_cast<std::size_t>(kColumns) * kRows> bytes{};
-    std::vector<Thumbnail> result;
-    while (std::fread(bytes.data(), 1, bytes.size(), pipe) == bytes.size()) {
-      result.emplace_back();
-      std::copy(bytes.begin(), bytes.end(), result.back().begin());
-    }
-    pclose(pipe);
-    return result;
-  }();
+/// Each frame of the source.
+const std::vector<LumaGrid>& formatSource() {
+  static const std::vector<LumaGrid> all =
+      lumaOfSource("-f lavfi -i testsrc=size=320x180:rate=25:duration=3", kColumns, kRows);
   return all;
-}
-
-double difference(const Thumbnail& left, const Thumbnail& right) {
-  double sum = 0;
-  for (std::size_t index = 0; index < left.size(); ++index)
-    sum += std::abs(left[index] - right[index]);
-  return sum / static_cast<double>(left.size());
 }
 
 struct Format {
@@ -212,8 +173,8 @@ constexpr Format kUnindexedFormats[] = {
 
 /// Returns how much a frame differs from the source, with a tolerance of `lead` frames.
 double errorOf(const media::VideoFrame& frame, std::size_t lead) {
-  const Thumbnail seen = thumbnailOf(frame);
-  const auto& expected = expectedThumbnails();
+  const LumaGrid seen = lumaOf(frame, kColumns, kRows);
+  const auto& expected = formatSource();
   const auto newest = static_cast<std::size_t>(std::lround(frame.time * 25));
   double nearest = 255;
   for (std::size_t index = newest - std::min(lead, newest);

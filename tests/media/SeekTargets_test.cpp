@@ -1,17 +1,17 @@
 // Seeks show the picture of the target, in media whose demuxers do not seek accurately.
 
 #include <algorithm>
-#include <array>
 #include <cmath>
-#include <cstdio>
 #include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "media/support/NalUnits.h"
 #include "tests/media/EngineHarness.h"
+#include "tests/media/LumaGrid.h"
 #include "tests/media/TestMedia.h"
 
 namespace testing_media {
@@ -20,52 +20,23 @@ namespace {
 constexpr int kBlockColumns = 32;
 constexpr int kBlockRows = 18;
 constexpr double kPerSecond = 25;
-using BlockLuma = std::array<double, static_cast<std::size_t>(kBlockColumns) * kBlockRows>;
 
 constexpr const char* kTargetSource = "-f lavfi -i testsrc=size=320x180:rate=25:duration=8";
 constexpr const char* kTargetCodec = " -c:v libx264 -preset veryfast -pix_fmt yuv420p";
 
-/// The mean luma of each block of 10x10 pixels, in full range.
-BlockLuma lumaOf(const media::VideoFrame& frame) {
-  BlockLuma result{};
-  constexpr std::size_t kBlock = 10;
-  const media::VideoPlane& luma = frame.planes[0];
-  for (std::size_t y = 0; y < kBlockRows * kBlock; ++y)
-    for (std::size_t x = 0; x < kBlockColumns * kBlock; ++x)
-      result[y / kBlock * kBlockColumns + x / kBlock] +=
-          luma.data[y * luma.stride + x] / static_cast<double>(kBlock * kBlock);
-  for (double& each : result) each = (each - 16) * 255 / 219;
-  return result;
-}
-
-/// The luma of each frame of kTargetSource, without a codec.
-const std::vector<BlockLuma>& sourceFrames() {
-  static const std::vector<BlockLuma> all = [] {
-    const std::string command = "ffmpeg -v error -nostdin " + std::string(kTargetSource) +
-                                " -vf format=gray,scale=32:18:flags=area"
-                                " -f rawvideo -pix_fmt gray -";
-    FILE* const pipe = popen(command.c_str(), "r");
-    std::array<unsigned char, static_cast<std::size_t>(kBlockColumns) * kBlockRows> bytes{};
-    std::vector<BlockLuma> result;
-    while (std::fread(bytes.data(), 1, bytes.size(), pipe) == bytes.size()) {
-      result.emplace_back();
-      std::copy(bytes.begin(), bytes.end(), result.back().begin());
-    }
-    pclose(pipe);
-    return result;
-  }();
+/// Each frame of kTargetSource.
+const std::vector<LumaGrid>& seekSource() {
+  static const std::vector<LumaGrid> all = lumaOfSource(kTargetSource, kBlockColumns, kBlockRows);
   return all;
 }
 
-/// Returns which source frame is most similar, and its mean difference.
-std::pair<std::size_t, double> mostSimilar(const BlockLuma& seen) {
+/// Returns which source frame is most similar, and its difference.
+std::pair<std::size_t, double> mostSimilar(const media::VideoFrame& frame) {
+  const LumaGrid seen = lumaOf(frame, kBlockColumns, kBlockRows);
   std::pair<std::size_t, double> best{0, 255};
-  for (std::size_t index = 0; index < sourceFrames().size(); ++index) {
-    double sum = 0;
-    for (std::size_t at = 0; at < seen.size(); ++at)
-      sum += std::abs(seen[at] - sourceFrames()[index][at]);
-    if (sum / static_cast<double>(seen.size()) < best.second)
-      best = {index, sum / static_cast<double>(seen.size())};
+  for (std::size_t index = 0; index < seekSource().size(); ++index) {
+    const double error = difference(seen, seekSource()[index]);
+    if (error < best.second) best = {index, error};
   }
   return best;
 }
@@ -119,8 +90,8 @@ TEST_P(SeekTargets, ShowTheirPicture) {
     ASSERT_FALSE(harness.error());
     ASSERT_TRUE(harness.waitUntil(
         [&] { return harness.frame() && std::abs(harness.frame()->time - seconds) < 0.05; }));
-    const auto [index, difference] = mostSimilar(lumaOf(*harness.frame()));
-    EXPECT_LT(difference, 4);
+    const auto [index, error] = mostSimilar(*harness.frame());
+    EXPECT_LT(error, 4);
     EXPECT_NEAR(static_cast<double>(index) / kPerSecond, seconds - target.lead, 0.07);
   }
 }
@@ -167,7 +138,7 @@ TEST(SeekBehindThePicture, CompletesAndPlaysTheAudio) {
       EXPECT_NEAR(harness.engine().position(), seconds, 0.05);
       constexpr std::size_t kLast = 49;
       const auto showsLast = [&] {
-        return harness.frame() && mostSimilar(lumaOf(*harness.frame())).first + 1 >= kLast;
+        return harness.frame() && mostSimilar(*harness.frame()).first + 1 >= kLast;
       };
       if (seconds > 2 && each.showsLast) {
         EXPECT_TRUE(harness.waitUntil(showsLast));

@@ -52,8 +52,8 @@ class LibavInput {
   /// Reads the next packet of a stream that is not discarded. Stopped: the source has returned
   /// nullopt.
   ///
-  /// libavformat may keep what it reads, for example a frame of which it does not find the end.
-  /// After 80 MiB without a packet, it gets an error and outputs what it has.
+  /// libavformat may buffer what it reads, for example while it searches the end of a frame. After
+  /// 80 MiB without a packet, reading fails, and libavformat outputs what it has buffered.
   Result read();
   /// Valid until the next call of read().
   const AVPacket& packet() const { return *_packet; }

@@ -2,9 +2,9 @@
 
 #include <libsoup/soup.h>
 
-#include "receivers/upnp/device/AcceptedSockets.h"
 #include "receivers/upnp/device/Glib.h"
 #include "receivers/upnp/model/Subscriptions.h"
+#include "receivers/upnp/workarounds/LibsoupSocketLeak.h"
 
 namespace upnp {
 
@@ -25,7 +25,7 @@ class HttpLimits {
 
   ObjectRef<SoupServer> _server;
   Subscriptions& _subscriptions;
-  AcceptedSockets _sockets;
+  LibsoupSocketLeak _sockets;
 };
 
 }  // namespace upnp

@@ -1,4 +1,4 @@
-#include "receivers/upnp/device/AcceptedSockets.h"
+#include "receivers/upnp/workarounds/LibsoupSocketLeak.h"
 
 namespace upnp {
 
@@ -7,15 +7,16 @@ namespace {
 /// Longer than libsoup uses a socket after it was closed.
 constexpr Clock::Duration kReleaseDelay{10000};
 
-/// Of the references to a closed socket one is ours, and the other one the one that is left over.
-bool isLeftOver(GSocket* socket) { return G_OBJECT(socket)->ref_count == 2; }
+/// Returns whether a closed socket has two references: that of LibsoupSocketLeak and the leaked
+/// one.
+bool isLeaked(GSocket* socket) { return G_OBJECT(socket)->ref_count == 2; }
 
 }  // namespace
 
-AcceptedSockets::AcceptedSockets(Clock& clock)
-    : _clock(clock), _isNeeded(!soup_check_version(3, 4, 0)) {}
+LibsoupSocketLeak::LibsoupSocketLeak(Clock& clock)
+    : _clock(clock), _isNeeded(soup_get_major_version() == 3 && soup_get_minor_version() == 2) {}
 
-void AcceptedSockets::note(SoupServerMessage* message) {
+void LibsoupSocketLeak::note(SoupServerMessage* message) {
   GSocket* const socket = _isNeeded ? soup_server_message_get_socket(message) : nullptr;
   if (!socket) return;
   if (_sockets.find(socket) == _sockets.end()) {
@@ -24,12 +25,12 @@ void AcceptedSockets::note(SoupServerMessage* message) {
   if (!_timer) _timer = _clock.after(kReleaseDelay, [this] { _release(); });
 }
 
-void AcceptedSockets::_release() {
+void LibsoupSocketLeak::_release() {
   _timer.reset();
   std::erase_if(_sockets, [](const auto& one) {
     GSocket* const socket = one.first;
     if (!g_socket_is_closed(socket)) return false;
-    if (isLeftOver(socket)) g_object_unref(socket);
+    if (isLeaked(socket)) g_object_unref(socket);
     return true;
   });
 }

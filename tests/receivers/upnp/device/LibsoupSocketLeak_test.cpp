@@ -1,4 +1,4 @@
-#include "receivers/upnp/device/AcceptedSockets.h"
+#include "receivers/upnp/workarounds/LibsoupSocketLeak.h"
 
 #include <algorithm>
 #include <vector>
@@ -12,14 +12,14 @@
 namespace {
 
 struct Sockets {
-  upnp::AcceptedSockets* accepted;
+  upnp::LibsoupSocketLeak* accepted;
   std::vector<GSocket*> made{};
   int released = 0;
 };
 
-TEST(UpnpAcceptedSockets, AreReleasedAfterTheirConnections) {
+TEST(LibsoupSocketLeak, ReleasesSocketsAfterTheirConnections) {
   VirtualClock clock;
-  upnp::AcceptedSockets accepted(clock);
+  upnp::LibsoupSocketLeak accepted(clock);
   Sockets sockets{&accepted};
   const upnp::ObjectRef<SoupServer> server(soup_server_new(nullptr, nullptr));
   g_signal_connect(server.get(), "request-started",
@@ -40,7 +40,7 @@ TEST(UpnpAcceptedSockets, AreReleasedAfterTheirConnections) {
     whileRunning([&] { return exchange(port, {.method = "GET", .path = "/"}); });
   }
   ASSERT_EQ(sockets.made.size(), 3U);
-  // Later versions of libsoup need no help, and the pointers are not valid.
+  // Later versions of libsoup release the sockets, so the pointers are not valid.
   EXPECT_TRUE(iterateUntil([&] {
     return soup_check_version(3, 4, 0)
                ? sockets.released == 3
