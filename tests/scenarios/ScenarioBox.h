@@ -59,8 +59,8 @@ class ScenarioBox {
 
   /// Returns the next event. A real box waits for it. Returns nullopt if there is none.
   virtual std::optional<Event> nextEvent() = 0;
-  /// Searches the log for a line with `text`, from behind the line of the previous match. A real box
-  /// waits for the line.
+  /// Searches the log for a line with `text`, from behind the line of the previous match. A real
+  /// box waits for the line.
   virtual bool findInLog(const std::string& text) = 0;
   /// Returns the state of the session manager. A real box waits until it is `wanted`.
   virtual std::string state(const std::string& wanted) = 0;
