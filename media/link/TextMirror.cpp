@@ -24,8 +24,8 @@ std::shared_ptr<SubtitleCues> TextMirror::of(std::uint64_t identity) {
 }
 
 void TextMirror::apply(const TextChange& change) {
-  using Kind = TextChange::Kind;
-  if (change.kind == Kind::Destroyed) {
+  using TextKind = TextChange::Kind;
+  if (change.kind == TextKind::Destroyed) {
     std::shared_ptr<SubtitleCues> gone;  // released after the lock
     const std::lock_guard lock(_mutex);
     const auto found = std::find_if(_texts.begin(), _texts.end(), [&](const auto& each) {
@@ -40,31 +40,31 @@ void TextMirror::apply(const TextChange& change) {
   std::vector<SubtitleCue> cues;
   for (const auto& each : change.cues) cues.push_back(*each);
   switch (change.kind) {
-    case Kind::Show:
+    case TextKind::Show:
       texts->show(change.source);
       break;
-    case Kind::Add:
+    case TextKind::Add:
       for (SubtitleCue& each : cues) texts->add(std::move(each));
       break;
-    case Kind::Clear:
+    case TextKind::Clear:
       texts->clear();
       break;
-    case Kind::AddCaptions:
+    case TextKind::AddCaptions:
       for (SubtitleCue& each : cues) texts->addCaption(std::move(each));
       break;
-    case Kind::ClearCaptions:
+    case TextKind::ClearCaptions:
       texts->clearCaptions();
       break;
-    case Kind::SetExternal:
+    case TextKind::SetExternal:
       texts->setExternal(std::move(cues));
       break;
-    case Kind::AddExternal:
+    case TextKind::AddExternal:
       texts->addExternal(std::move(cues));
       break;
-    case Kind::AddRendering:
+    case TextKind::AddRendering:
       for (SubtitleCue& each : cues) texts->addRendering(change.source, std::move(each));
       break;
-    case Kind::Destroyed:
+    case TextKind::Destroyed:
       break;
   }
 }

@@ -36,7 +36,7 @@ bool isTransportHead(Head head) {
   constexpr std::size_t kMaxGarbage = 1024;
   for (std::size_t at = 0; at < std::min(head.size(), kMaxGarbage); ++at) {
     if (head[at] != kSync) continue;
-    for (const std::size_t size : {188, 192}) {
+    for (const std::size_t size : {188U, 192U}) {
       const bool isSecond = at + size < head.size() && head[at + size] == kSync;
       const bool isThird = at + 2 * size >= head.size() || head[at + 2 * size] == kSync;
       if (isSecond && isThird) return true;

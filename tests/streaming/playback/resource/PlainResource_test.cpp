@@ -165,12 +165,13 @@ class PlainResourceTest : public testing::Test {
   struct Opener final : TransferObserver {
     BodyFlow transferGotHead(const ResponseHead&) override { return BodyFlow::More; }
     BodyFlow transferGotBytes(std::string_view bytes) override {
-      return target->transferGotBytes(bytes);
+      const auto resource = target.lock();
+      return resource ? resource->transferGotBytes(bytes) : BodyFlow::Abort;
     }
     void transferEnded(const std::optional<platform::Error>& error) override {
-      target->transferEnded(error);
+      if (const auto resource = target.lock()) resource->transferEnded(error);
     }
-    PlainResource* target = nullptr;
+    std::weak_ptr<PlainResource> target;
   };
 
   void open() {
@@ -185,7 +186,7 @@ class PlainResourceTest : public testing::Test {
                                       },
                                       [this] { heard += " recovered"; }},
                                      limits);
-      opener.target = resource.get();
+      opener.target = resource;
     });
     server->settle();
   }
