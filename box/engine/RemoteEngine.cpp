@@ -76,7 +76,7 @@ void RemoteEngine::load(const platform::MediaLoad& load) {
   _prepared.reset();
   _facts = {};
   _refreshedAt = {};
-  _state.emplace();
+  _state = State{};
   _state->load = load;
   _state->playPending = load.playing;
   _output->clock->hold(0);

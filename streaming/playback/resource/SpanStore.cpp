@@ -78,12 +78,13 @@ void SpanStore::trim(const std::vector<Window>& windows, std::uint64_t limit) {
   std::vector<std::pair<std::uint64_t, std::uint64_t>> unneeded;  // use counter, offset
   std::uint64_t size = 0;
   for (const auto& [offset, chunk] : _chunks) {
-    const std::uint64_t end = offset + chunk.bytes.size();
+    const std::uint64_t begin = offset;
+    const std::uint64_t end = begin + chunk.bytes.size();
     const bool isNeeded = std::any_of(windows.begin(), windows.end(), [&](const Window& window) {
-      return end > window.begin && offset < window.end;
+      return end > window.begin && begin < window.end;
     });
     if (isNeeded) continue;
-    unneeded.emplace_back(chunk.used, offset);
+    unneeded.emplace_back(chunk.used, begin);
     size += chunk.bytes.size();
   }
   if (size <= limit) return;
