@@ -46,6 +46,9 @@ const char* const kOldScript =
 
 std::vector<SubtitleExample> assExamples() {
   const std::string plain = "&H00FFFFFF,&H0000FFFF,&H00000000,&H00000000,";
+  // With its fonts: systems replace missing letters from different fonts.
+  const std::string shalom =
+      "{\\fnNoto Sans Hebrew}שלום{\\fnNoto Sans}, {\\fnNoto Sans Hebrew}עולם{\\fnNoto Sans}";
   return {
       {"outline and shadow", ass(line("Two lines of a dialogue\\Nwith outline and shadow"))},
       {"all alignments", nineAlignments()},
@@ -75,7 +78,8 @@ std::vector<SubtitleExample> assExamples() {
            line("{\\an5\\pos(900,360)\\fs120\\clip(m 760 400 l 900 300 l 1040 400)}"
                 "clipped"))},
       {"right to left",
-       ass(line("שלום, עולם! (1)\\Nمرحبا بالعالم، 12") + line("{\\an8}He said “שלום, עולם” twice."),
+       ass(line(shalom + "! (1)\\N{\\fnNoto Sans Arabic}مرحبا بالعالم،{\\fnNoto Sans} 12") +
+               line("{\\an8}He said “" + shalom + "” twice."),
            plain + "0,0,0,0,100,100,0,0,1,3,2,2,60,60,50,-1")},
       {"a vertical font", ass(line("{\\an5\\pos(1000,360)\\fn@Noto Sans CJK JP\\frz-90}縦書きの"
                                    "字幕「引用」です。") +
