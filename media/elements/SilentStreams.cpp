@@ -13,6 +13,7 @@ namespace media {
 namespace {
 
 constexpr const char* kSilentType = "type";
+constexpr const char* kSilentIsEmpty = "is-empty";
 // Longer than the usual distance of key frames: a transport stream may begin between two of them.
 constexpr GstClockTime kSilentSpan = 12 * GST_SECOND;
 // Time stamps may jump.
@@ -39,6 +40,7 @@ class SilenceWatch {
     bool isParser = false;  // otherwise behind the multiqueue
     int packets = 0;
     GstClockTime first = GST_CLOCK_TIME_NONE;
+    bool hasOutput = false;
     bool isOver = false;  // it has output, or was reported
   };
 
@@ -75,7 +77,7 @@ class SilenceWatch {
 
   void noteOutput(Element& element) {
     std::unique_lock lock(_mutex);
-    element.isOver = true;
+    element.hasOutput = element.isOver = true;
     if (!_usualTime || _hasWaiting()) return;
     const guint64 time = *std::exchange(_usualTime, std::nullopt);
     lock.unlock();
@@ -84,12 +86,12 @@ class SilenceWatch {
   }
 
   void noteEnd(GstElement* source, Element& element) {
-    {
-      const std::lock_guard lock(_mutex);
-      if (element.isOver || element.packets == 0) return;
-      element.isOver = true;
-    }
-    _report(source, element.type);
+    std::unique_lock lock(_mutex);
+    if (!_isWaiting(element)) return;
+    element.isOver = true;
+    const bool isEmpty = element.packets == 0;
+    lock.unlock();
+    _report(source, element.type, isEmpty);
   }
 
   /// Called when a source pad of the multiqueue has output its last packet.
@@ -134,7 +136,24 @@ class SilenceWatch {
   void setQueue(GstElement* queue) { g_weak_ref_set(&_queue, queue); }
 
  private:
-  static bool _isWaiting(const Element& element) { return element.packets > 0 && !element.isOver; }
+  // Call these two with the mutex locked:
+  /// A stream may also begin late, or have no packets. Then it only counts if the sink waits for
+  /// it: no other stream of its type has output.
+  bool _isWaiting(const Element& element) const {
+    if (element.isOver) return false;
+    if (element.packets > 0) return true;
+    return element.isParser &&
+           std::none_of(_elements.begin(), _elements.end(), [&element](const auto& each) {
+             const ElementRef other = each.lock();
+             return other && other->type == element.type && other->hasOutput;
+           });
+  }
+  bool _hasWaiting() const {
+    return std::any_of(_elements.begin(), _elements.end(), [this](const auto& each) {
+      const ElementRef element = each.lock();
+      return element && _isWaiting(*element);
+    });
+  }
   std::vector<ElementRef> _waiting() {
     std::vector<ElementRef> waiting;
     const std::lock_guard lock(_mutex);
@@ -142,13 +161,6 @@ class SilenceWatch {
       if (ElementRef element = each.lock(); element && _isWaiting(*element))
         waiting.push_back(std::move(element));
     return waiting;
-  }
-  /// Guarded by the mutex.
-  bool _hasWaiting() const {
-    return std::any_of(_elements.begin(), _elements.end(), [](const auto& each) {
-      const ElementRef element = each.lock();
-      return element && _isWaiting(*element);
-    });
   }
   GstRef<GstElement> _queueElement() {
     return GstRef<GstElement>(static_cast<GstElement*>(g_weak_ref_get(&_queue)));
@@ -166,7 +178,11 @@ class SilenceWatch {
       return;
     }
     lock.unlock();
-    if (_isFullOfBytes(queue)) noteEnd(queue, element);
+    if (!_isFullOfBytes(queue)) return;
+    lock.lock();
+    if (std::exchange(element.isOver, true)) return;
+    lock.unlock();
+    _report(queue, element.type);
   }
   static bool _isFullOfBytes(GstElement* queue) {
     struct Level {
@@ -204,11 +220,11 @@ class SilenceWatch {
         &owners);
     return owners;
   }
-  static void _report(GstElement* source, GstStreamType type) {
-    gst_element_post_message(
-        source, gst_message_new_element(GST_OBJECT(source),
-                                        gst_structure_new(kSilentStreamMessage, kSilentType,
-                                                          GST_TYPE_STREAM_TYPE, type, nullptr)));
+  static void _report(GstElement* source, GstStreamType type, bool isEmpty = false) {
+    GstStructure* const content =
+        gst_structure_new(kSilentStreamMessage, kSilentType, GST_TYPE_STREAM_TYPE, type,
+                          kSilentIsEmpty, G_TYPE_BOOLEAN, gboolean{isEmpty}, nullptr);
+    gst_element_post_message(source, gst_message_new_element(GST_OBJECT(source), content));
   }
 
   std::mutex _mutex;
@@ -325,10 +341,13 @@ void reportSilentStreams(GstElement* pipeline) {
   gst_iterator_free(elements);
 }
 
-GstStreamType typeOfSilentStream(const GstStructure* message) {
-  GstStreamType type{};
-  gst_structure_get(message, kSilentType, GST_TYPE_STREAM_TYPE, &type, nullptr);
-  return type;
+SilentStream silentStreamOf(const GstStructure* message) {
+  SilentStream stream;
+  gboolean isEmpty = FALSE;
+  gst_structure_get(message, kSilentType, GST_TYPE_STREAM_TYPE, &stream.type, kSilentIsEmpty,
+                    G_TYPE_BOOLEAN, &isEmpty, nullptr);
+  stream.isEmpty = isEmpty;
+  return stream;
 }
 
 }  // namespace media

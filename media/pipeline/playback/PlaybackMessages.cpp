@@ -93,8 +93,8 @@ void Playback::_handleElement(GstMessage* message) {
     _progressTimeout.noteProgress();
     repeatSeek(_player.element());
   } else if (gst_structure_has_name(content, kSilentStreamMessage)) {
-    const GstStreamType type = typeOfSilentStream(content);
-    if (auto error = _failures.handleSilentStream(type)) _fail(std::move(*error));
+    if (auto error = _failures.handleSilentStream(silentStreamOf(content)))
+      _fail(std::move(*error));
   } else if (gst_structure_has_name(content, kSkippedAudioMessage)) {
     _failures.handleSkippedAudio();
   } else if (gst_structure_has_name(content, kForcedTextMessage)) {

@@ -93,10 +93,15 @@ std::optional<platform::Error> StreamFailures::handleMissingPlugin(GstMessage* m
   return std::nullopt;
 }
 
-std::optional<platform::Error> StreamFailures::handleSilentStream(GstStreamType type) {
-  if (!_state.prerolled) return _handle(damagedError(), type);
+std::optional<platform::Error> StreamFailures::handleSilentStream(const SilentStream& stream) {
+  if (stream.isEmpty) {
+    // libavformat may drop all packets of a damaged stream.
+    if (_firstError) _log(gst_stream_type_get_name(stream.type), *_firstError);
+    return std::nullopt;
+  }
+  if (!_state.prerolled) return _handle(damagedError(), stream.type);
   // The other streams play already.
-  _log(gst_stream_type_get_name(type), damagedError());
+  _log(gst_stream_type_get_name(stream.type), damagedError());
   return std::nullopt;
 }
 

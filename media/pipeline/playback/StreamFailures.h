@@ -8,6 +8,7 @@
 
 #include <gst/gst.h>
 
+#include "media/elements/SilentStreams.h"
 #include "media/pipeline/playback/LoadContext.h"
 #include "media/pipeline/playback/PlaybackState.h"
 #include "media/pipeline/playback/PlayerElements.h"
@@ -37,7 +38,7 @@ class StreamFailures {
   /// Handles a missing-plugin message.
   std::optional<platform::Error> handleMissingPlugin(GstMessage* message);
   /// Handles a message of reportSilentStreams(): audio or video without any output.
-  std::optional<platform::Error> handleSilentStream(GstStreamType type);
+  std::optional<platform::Error> handleSilentStream(const SilentStream& stream);
   /// Handles kSkippedAudioMessage: opens the resource with libavformat. If that fails, the item
   /// plays without the audio.
   void handleSkippedAudio();
