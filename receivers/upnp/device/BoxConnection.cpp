@@ -81,6 +81,7 @@ void BoxConnection::close() {
   if (_monitor) g_signal_handlers_disconnect_by_data(_monitor.get(), this);
   _monitor.reset();
   _retry.reset();
+  _art.cancel();
   if (_source) g_source_remove(std::exchange(_source, 0));
   _isOpen = false;
   _client.close();
@@ -136,6 +137,7 @@ gboolean BoxConnection::_readable(gint, GIOCondition, gpointer data) {
 
 void BoxConnection::_disconnect() {
   _isOpen = false;
+  _art.cancel();
   log("The connection to the box has ended");
   _handlers.disconnected();
   _client.close();
@@ -177,6 +179,7 @@ void BoxConnection::remove(std::uint32_t session, const std::string& uuid) {
 void BoxConnection::stop(std::uint32_t session, Completion done) {
   if (!done) done = [](const std::string&) {};
   if (!_isOpen) return done("no box");
+  _art.cancel();
   const Value params{{"sessionID", session}};
   _complete(done, [&](auto completed) { return _client.stopVideo(params, completed); });
 }
@@ -200,6 +203,16 @@ void BoxConnection::publishMetadata(const Item& item) {
   if (!item.album.empty()) metadata.emplace_back("album", item.album);
   if (item.duration > 0) metadata.emplace_back("duration", item.duration);
   _set("metaData", metadata);
+  _art.cancel();
+  if (!item.artUri.empty()) {
+    _art.load(item.artUri, [this, metadata](const std::optional<ArtLoader::Art>& art) {
+      if (!art) return log("The cover cannot be fetched, is no picture, or is too large");
+      auto withArt = metadata;
+      withArt.emplace_back("artworkData", art->data);
+      withArt.emplace_back("artworkMIMEType", art->mimeType);
+      _set("metaData", withArt);
+    });
+  }
   if (item.subtitleUri.empty()) return;
   // The box selects them when the item is ready.
   _set("selectedMediaArray",

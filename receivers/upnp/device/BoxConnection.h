@@ -5,6 +5,7 @@
 #include <gio/gio.h>
 #include <tvvorlane/client.hpp>
 
+#include "receivers/upnp/device/ArtLoader.h"
 #include "receivers/upnp/device/Glib.h"
 #include "receivers/upnp/model/BoxCalls.h"
 #include "receivers/upnp/model/Clock.h"
@@ -62,6 +63,7 @@ class BoxConnection final : public BoxCalls {
   guint _source = 0;
   unsigned _attempts = 0;
   Clock::Timer _retry;
+  ArtLoader _art;
   ObjectRef<GFileMonitor> _monitor;
 };
 

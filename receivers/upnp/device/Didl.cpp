@@ -110,6 +110,7 @@ void readObject(GUPnPDIDLLiteParser*, GUPnPDIDLLiteObject* object, gpointer data
   item.artist = textOf(gupnp_didl_lite_object_get_artist(object));
   if (item.artist.empty()) item.artist = textOf(gupnp_didl_lite_object_get_creator(object));
   item.album = textOf(gupnp_didl_lite_object_get_album(object));
+  item.artUri = textOf(gupnp_didl_lite_object_get_album_art(object));
   xmlNode* const node = gupnp_didl_lite_object_get_xml_node(object);
   readResources(node, item);
   readCaptions(node, item);
@@ -119,9 +120,15 @@ void readObject(GUPnPDIDLLiteParser*, GUPnPDIDLLiteObject* object, gpointer data
   }
 }
 
+/// libxml2 would write each error to stderr, which is the log.
+void silenceXmlErrors() {
+  xmlSetStructuredErrorFunc(nullptr, [](void*, auto) {});
+}
+
 }  // namespace
 
 std::optional<Item> readItem(const std::string& uri, const std::string& metadata) {
+  silenceXmlErrors();
   Item item;
   item.uri = uri;
   item.metadata = metadata;
@@ -134,8 +141,10 @@ std::optional<Item> readItem(const std::string& uri, const std::string& metadata
   gupnp_didl_lite_parser_parse_didl(parser.get(), metadata.c_str(), &error);
   const OwnedError owned(error);
   if (error) return std::nullopt;
-  item.subtitleUri = trimmed(item.subtitleUri);
-  if (!isFetchable(item.subtitleUri)) item.subtitleUri.clear();
+  for (std::string* const address : {&item.artUri, &item.subtitleUri}) {
+    *address = trimmed(*address);
+    if (!isFetchable(*address)) address->clear();
+  }
   if (metadata.size() > kMaximumKeptMetadataBytes) item.metadata.clear();
   return item;
 }

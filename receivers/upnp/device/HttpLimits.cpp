@@ -77,6 +77,7 @@ HttpLimits::~HttpLimits() { g_signal_handlers_disconnect_by_data(_server.get(), 
 
 void HttpLimits::_started(SoupServer*, SoupServerMessage* message, gpointer data) {
   auto& self = *static_cast<HttpLimits*>(data);
+  self._connections.note(message);
   self._sockets.note(message);
   // The messages may outlive the limits, not the subscriptions.
   g_signal_connect(message, "got-headers", G_CALLBACK(_gotHeaders), &self._subscriptions);

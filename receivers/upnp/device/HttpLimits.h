@@ -2,6 +2,7 @@
 
 #include <libsoup/soup.h>
 
+#include "receivers/upnp/device/ConnectionLimit.h"
 #include "receivers/upnp/device/Glib.h"
 #include "receivers/upnp/model/Subscriptions.h"
 #include "receivers/upnp/workarounds/LibsoupSocketLeak.h"
@@ -9,7 +10,8 @@
 namespace upnp {
 
 /// Refuses requests before GUPnP sees them: bodies that are too long, subscriptions that are too
-/// many, and subscriptions whose events would go to another host than the subscriber's.
+/// many, and subscriptions whose events would go to another host than the subscriber's. Bounds the
+/// connections.
 class HttpLimits {
  public:
   HttpLimits(SoupServer* server, Clock& clock, Subscriptions& subscriptions);
@@ -25,6 +27,7 @@ class HttpLimits {
 
   ObjectRef<SoupServer> _server;
   Subscriptions& _subscriptions;
+  ConnectionLimit _connections;
   LibsoupSocketLeak _sockets;
 };
 

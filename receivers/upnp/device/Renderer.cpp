@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "receivers/upnp/device/Description.h"
-#include "receivers/upnp/device/EventTimeout.h"
+#include "receivers/upnp/device/EventRequests.h"
 #include "receivers/upnp/device/Log.h"
 
 namespace upnp {
@@ -46,6 +46,8 @@ Renderer::~Renderer() {
   _transport.handleDisconnected();
   _box.close();
   if (_contexts) g_signal_handlers_disconnect_by_data(_contexts.get(), this);
+  // The devices announce their end while the networks are still in use.
+  _devices.clear();
 }
 
 Transport::Hooks Renderer::_hooks() {
@@ -76,7 +78,7 @@ bool Renderer::start() {
     for (const Device& one : _devices) one.device->notifyRendering(document);
   });
   _connectBox();
-  limitEventTime();
+  limitEventRequests();
   _watchNetworks();
   return true;
 }

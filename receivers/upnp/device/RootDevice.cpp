@@ -39,7 +39,8 @@ RootDevice::~RootDevice() {
   for (GUPnPService* service : {_transport.get(), _rendering.get(), _connections.get()}) {
     if (service) g_signal_handlers_disconnect_by_data(service, this);
   }
-  gupnp_root_device_set_available(_device.get(), FALSE);
+  // The device that is still available announces its end when it is released. GSSDP would drop the
+  // messages of gupnp_root_device_set_available().
 }
 
 void RootDevice::_introspect() {
@@ -104,14 +105,14 @@ void RootDevice::_queried(GUPnPService* service, const char* variable, GValue* v
   const auto& self = *static_cast<RootDevice*>(data);
   const std::string_view name(variable);
   std::string text;
-  if (name == "LastChange") {
+  if (service == self._connections.get()) {
+    if (name == "SinkProtocolInfo") text = sinkProtocolInfo();
+    if (name == "CurrentConnectionIDs") text = "0";
+  } else {
     const bool isTransport = service == self._transport.get();
-    text = (isTransport ? self._services.transportChanges : self._services.renderingChanges)
-               .fullDocument();
-  } else if (name == "SinkProtocolInfo") {
-    text = sinkProtocolInfo();
-  } else if (name == "CurrentConnectionIDs") {
-    text = "0";
+    const LastChange& changes =
+        isTransport ? self._services.transportChanges : self._services.renderingChanges;
+    text = name == "LastChange" ? changes.fullDocument() : changes.value(name);
   }
   g_value_init(value, G_TYPE_STRING);
   g_value_set_string(value, text.c_str());

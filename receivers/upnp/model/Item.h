@@ -12,6 +12,7 @@ struct Item {
   std::string title;
   std::string artist;
   std::string album;
+  std::string artUri;
   std::string subtitleUri;
   std::string mimeType;  ///< "video/mp4"; empty if unknown
   double duration = 0;   ///< seconds; 0: unknown

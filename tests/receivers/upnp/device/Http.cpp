@@ -1,5 +1,8 @@
 #include "tests/receivers/upnp/device/Http.h"
 
+#include <utility>
+#include <vector>
+
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <poll.h>
@@ -78,7 +81,32 @@ std::string exchange(int port, const HttpRequest& request) {
   return response;
 }
 
-EventServer::EventServer() : _listener(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+int firstClosedOf(int count, int port) {
+  const sockaddr_in address = loopback(port);
+  std::vector<pollfd> connections;
+  for (int number = 0; number < count; ++number) {
+    const int descriptor = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    connections.push_back({descriptor, POLLRDHUP, 0});
+    if (connect(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+      break;
+    // The answer shows that the server has accepted it.
+    sendAll(descriptor, "GET / HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(port) + "\r\n\r\n");
+    std::string response;
+    readMore(descriptor, response);
+  }
+  poll(connections.data(), connections.size(), kHttpPatienceMilliseconds);
+  int closed = -1;
+  for (std::size_t number = 0; number < connections.size(); ++number) {
+    if (closed < 0 && connections[number].revents != 0) closed = static_cast<int>(number);
+    close(connections[number].fd);
+  }
+  return closed;
+}
+
+EventServer::EventServer(std::string status, std::string body)
+    : _status(std::move(status)),
+      _body(std::move(body)),
+      _listener(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
   sockaddr_in address = loopback(0);
   socklen_t size = sizeof address;
   if (bind(_listener, reinterpret_cast<const sockaddr*>(&address), size) == 0 &&
@@ -99,7 +127,13 @@ std::string EventServer::receive() {
     if (!readMore(descriptor, request)) break;
     head = request.find("\r\n\r\n");
   }
-  sendAll(descriptor, "HTTP/1.1 200 OK\r\nContent-Length: 0\r\nConnection: close\r\n\r\n");
+  sendAll(descriptor, "HTTP/1.1 " + _status + "\r\nContent-Length: " +
+                          std::to_string(_body.size()) + "\r\nConnection: close\r\n\r\n" + _body);
   close(descriptor);
   return request;
+}
+
+bool EventServer::isContacted() const {
+  pollfd ready{_listener, POLLIN, 0};
+  return poll(&ready, 1, 0) == 1;
 }

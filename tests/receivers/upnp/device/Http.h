@@ -15,10 +15,15 @@ struct HttpRequest {
 /// Sends a request to 127.0.0.1 and returns the whole response; empty if there is none. Blocks.
 std::string exchange(int port, const HttpRequest& request);
 
-/// An HTTP server of a controller on 127.0.0.1, which answers every request with 200.
+/// Opens connections to 127.0.0.1, makes a request on each, and keeps them open. Waits until the
+/// server has closed one, and returns its number; -1 if it closes none within a minute. Blocks.
+int firstClosedOf(int count, int port);
+
+/// An HTTP server of a controller on 127.0.0.1.
 class EventServer {
  public:
-  EventServer();
+  /// The answer to every request: `status` with further header lines, and the body.
+  explicit EventServer(std::string status = "200 OK", std::string body = {});
   ~EventServer();
   EventServer(const EventServer&) = delete;
   EventServer& operator=(const EventServer&) = delete;
@@ -26,8 +31,12 @@ class EventServer {
   int port() const { return _port; }
   /// Waits for a request and returns it; empty after a minute. Blocks.
   std::string receive();
+  /// Returns whether a request waits.
+  bool isContacted() const;
 
  private:
+  const std::string _status;
+  const std::string _body;
   int _listener = -1;
   int _port = 0;
 };

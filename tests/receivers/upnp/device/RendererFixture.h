@@ -33,7 +33,7 @@ class RendererFixture : public testing_dbus::DBusServerFixture {
   void startRenderer() {
     upnp::Options rendererOptions;
     rendererOptions.interfaces = {"lo"};
-    rendererOptions.name = "Living <room>";
+    rendererOptions.name = "Living <room> " + std::string(60, 'x');
     rendererOptions.socket = options.socketPath;
     rendererOptions.stateFolder = folder + "/state";
     renderer = std::make_unique<upnp::Renderer>(rendererOptions);
@@ -54,7 +54,10 @@ class RendererFixture : public testing_dbus::DBusServerFixture {
   /// Calls an action with the arguments as XML elements.
   std::string call(const std::string& service, const std::string& action,
                    const std::string& arguments) {
-    const std::string type = "urn:schemas-upnp-org:service:" + service + ":1";
+    return soap(service, "urn:schemas-upnp-org:service:" + service + ":1", action, arguments);
+  }
+  std::string soap(const std::string& service, const std::string& type, const std::string& action,
+                   const std::string& arguments) {
     return request(
         {.method = "POST",
          .path = "/" + service + "/Control",

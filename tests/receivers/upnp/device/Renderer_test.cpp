@@ -29,7 +29,7 @@ class UpnpRenderer : public RendererFixture {
 
 TEST_F(UpnpRenderer, IsDescribed) {
   const std::string device = description();
-  EXPECT_THAT(device, HasSubstr("<friendlyName>Living &lt;room&gt;</friendlyName>"));
+  EXPECT_EQ(element(device, "friendlyName"), "Living &lt;room&gt; " + std::string(49, 'x'));
   EXPECT_THAT(device, HasSubstr("<UDN>uuid:"));
   for (const char* file : {"AVTransport.xml", "RenderingControl.xml", "ConnectionManager.xml",
                            "icon-48.png", "icon-120.png"}) {
@@ -152,6 +152,24 @@ TEST_F(UpnpRenderer, PlaysAndReportsWhatTheBoxSays) {
   EXPECT_THAT(whileRunning([&] { return second.receive(); }), HasSubstr("PAUSED_PLAYBACK"));
 }
 
+TEST_F(UpnpRenderer, SendsTheCoverOfAnItemToTheBox) {
+  EventServer media("200 OK\r\nContent-Type: image/png", "picture");
+  const std::string art = "http://127.0.0.1:" + std::to_string(media.port()) + "/art.png";
+  transport("SetAVTransportURI",
+            "<CurrentURI>http://a/1.mp3</CurrentURI><CurrentURIMetaData>"
+            "&lt;DIDL-Lite xmlns=\"urn:schemas-upnp-org:metadata-1-0/DIDL-Lite/\""
+            " xmlns:upnp=\"urn:schemas-upnp-org:metadata-1-0/upnp/\">&lt;item>"
+            "&lt;upnp:albumArtURI>" +
+                art + "&lt;/upnp:albumArtURI>&lt;/item>&lt;/DIDL-Lite></CurrentURIMetaData>");
+  transport("Play", "<Speed>1</Speed>");
+  EXPECT_THAT(whileRunning([&] { return media.receive(); }), HasSubstr("GET /art.png"));
+  EXPECT_TRUE(iterateUntil([&] {
+    const auto argument = delegate->lastArgument();
+    const auto* const metadata = argument.asDictionary();
+    return metadata && metadata->string("artworkMIMEType") == "image/png";
+  }));
+}
+
 TEST_F(UpnpRenderer, ContinuesAfterItsOwnRestart) {
   playFilm();
   ASSERT_TRUE(stateBecomes("PLAYING"));
@@ -194,6 +212,41 @@ TEST_F(UpnpRenderer, RefusesLongBodies) {
     EXPECT_THAT(response, HasSubstr(" 413 ")) << isChunked;
   }
   EXPECT_EQ(transportState(), "NO_MEDIA_PRESENT");
+}
+
+TEST_F(UpnpRenderer, FollowsNoRedirectionOfASubscriber) {
+  const EventServer other;
+  EventServer controller(
+      "303 See Other\r\nLocation: http://127.0.0.1:" + std::to_string(other.port()) + "/");
+  subscribe("AVTransport", "http://127.0.0.1:" + std::to_string(controller.port()) + "/");
+  EXPECT_THAT(whileRunning([&] { return controller.receive(); }), HasSubstr("NO_MEDIA_PRESENT"));
+  setUri("http://a/film.mp4");
+  // It is sent after the delivery of the first event has ended.
+  EXPECT_THAT(whileRunning([&] { return controller.receive(); }), HasSubstr("STOPPED"));
+  EXPECT_FALSE(other.isContacted());
+}
+
+TEST_F(UpnpRenderer, ClosesTheOldestOfTooManyConnections) {
+  EXPECT_EQ(whileRunning([&] { return firstClosedOf(80, renderer->port()); }), 0);
+  EXPECT_EQ(transportState(), "NO_MEDIA_PRESENT");
+}
+
+TEST_F(UpnpRenderer, AnswersQueriesOfVariables) {
+  const struct {
+    const char* service;
+    const char* variable;
+    const char* answer;
+  } cases[] = {{"AVTransport", "TransportState", "NO_MEDIA_PRESENT"},
+               {"AVTransport", "LastChange", "CurrentPlayMode"},
+               {"RenderingControl", "Volume", "100"},
+               {"ConnectionManager", "SinkProtocolInfo", "http-get:*:video/mp4:*"},
+               {"ConnectionManager", "CurrentConnectionIDs", "0"}};
+  for (const auto& each : cases) {
+    const std::string response =
+        soap(each.service, "urn:schemas-upnp-org:control-1-0", "QueryStateVariable",
+             std::string("<u:varName>") + each.variable + "</u:varName>");
+    EXPECT_THAT(element(response, each.variable), HasSubstr(each.answer)) << each.variable;
+  }
 }
 
 TEST_F(UpnpRenderer, SendsEventsToTheSubscriberOnlyAndBoundsSubscriptions) {
