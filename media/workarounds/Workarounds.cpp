@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "media/support/GstRef.h"
+#include "media/workarounds/AvdecH264Gaps.h"
 #include "media/workarounds/Decodebin3EarlyEos.h"
 #include "media/workarounds/DemuxerLostError.h"
 #include "media/workarounds/FlvdemuxAccurateSeek.h"
@@ -52,6 +53,7 @@ struct Workarounds::Entry {
 
 const std::vector<Workarounds::Entry>& Workarounds::_entries() {
   static const std::vector<Entry> entries = {
+      {{"AvdecH264Gaps", "libav", {kGStreamer13}}, {.forProcess = installAvdecH264Gaps}},
       {{"Decodebin3EarlyEos", "playback", {kGStreamerBoth}},
        {.forPipeline = installDecodebin3EarlyEos}},
       {{"DemuxerLostError", "playback", {kGStreamerBoth}},

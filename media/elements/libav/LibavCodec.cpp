@@ -36,13 +36,18 @@ bool copyExtradata(AVCodecContext& context, const GstStructure* structure) {
   return true;
 }
 
+AVCodecID codecOf(const GstStructure* structure) {
+  if (gst_structure_has_name(structure, "video/x-h264")) return AV_CODEC_ID_H264;
+  const char* const name = gst_structure_get_string(structure, "codec");
+  const AVCodecDescriptor* const descriptor = name ? avcodec_descriptor_get_by_name(name) : nullptr;
+  return descriptor ? descriptor->id : AV_CODEC_ID_NONE;
+}
+
 }  // namespace
 
 std::unique_ptr<LibavCodec> LibavCodec::open(const GstCaps& caps) {
   const GstStructure* const structure = gst_caps_get_structure(&caps, 0);
-  const char* const name = gst_structure_get_string(structure, "codec");
-  const AVCodecDescriptor* const descriptor = name ? avcodec_descriptor_get_by_name(name) : nullptr;
-  const AVCodec* const codec = descriptor ? avcodec_find_decoder(descriptor->id) : nullptr;
+  const AVCodec* const codec = avcodec_find_decoder(codecOf(structure));
   if (!codec) return nullptr;
   std::unique_ptr<LibavCodec> self(new LibavCodec);
   self->_context.reset(avcodec_alloc_context3(codec));
@@ -61,6 +66,10 @@ std::unique_ptr<LibavCodec> LibavCodec::open(const GstCaps& caps) {
     context.max_pixels = kMaxCodecPixels;
     context.thread_count =
         static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1U, kMaxCodecThreads));
+    // Pictures are copied, so their rows need not be aligned.
+    context.flags |= AV_CODEC_FLAG_UNALIGNED;
+    // A stream may be refreshed in parts, without any key frame.
+    if (codec->id == AV_CODEC_ID_H264) context.flags |= AV_CODEC_FLAG_OUTPUT_CORRUPT;
   } else {
     context.sample_rate = intField(structure, "rate");
     context.sample_fmt = static_cast<AVSampleFormat>(intField(structure, "format"));
@@ -88,5 +97,9 @@ const AVFrame* LibavCodec::receive() {
 }
 
 void LibavCodec::flush() { avcodec_flush_buffers(_context.get()); }
+
+void LibavCodec::setSkipping(bool isSkipping) {
+  _context->skip_frame = isSkipping ? AVDISCARD_NONREF : AVDISCARD_DEFAULT;
+}
 
 }  // namespace media

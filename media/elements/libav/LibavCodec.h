@@ -12,7 +12,7 @@ extern "C" {
 
 namespace media {
 
-/// A decoder of libavcodec for packets with the caps of LibavCaps.h.
+/// A decoder of libavcodec for packets with the caps of LibavCaps.h, or of H.264 with GStreamer's.
 ///
 /// Threads: one at a time.
 class LibavCodec {
@@ -28,6 +28,8 @@ class LibavCodec {
   /// Returns the next decoded frame, which is valid until the next call, or null.
   const AVFrame* receive();
   void flush();
+  /// Sets whether pictures are left out that no other picture needs.
+  void setSkipping(bool isSkipping);
 
  private:
   struct ContextRelease {

@@ -21,11 +21,15 @@ namespace {
 /// Number of packets that may wait for their picture.
 constexpr guint32 kMaxPendingPackets = 64;
 
+constexpr const char* kH264Caps =
+    "video/x-h264, stream-format=(string){avc, byte-stream}, alignment=(string)au";
+
 struct VideoDecoderState {
   std::unique_ptr<LibavCodec> codec;
   GstVideoCodecState* input = nullptr;
   GstVideoInfo format{};
   bool hasFormat = false;
+  bool isInterlaced = false;  // some pictures are
 };
 
 struct LibavVideoDecoder {
@@ -88,20 +92,44 @@ GstVideoFormat videoFormatOf(int format) {
   return GST_VIDEO_FORMAT_UNKNOWN;
 }
 
+struct Fields {
+  bool areInterlaced = false;
+  bool isTopFirst = false;
+};
+
+Fields fieldsOf(const AVFrame& frame) {
+#ifdef AV_FRAME_FLAG_INTERLACED
+  return {(frame.flags & AV_FRAME_FLAG_INTERLACED) != 0,
+          (frame.flags & AV_FRAME_FLAG_TOP_FIELD_FIRST) != 0};
+#else
+  return {frame.interlaced_frame != 0, frame.top_field_first != 0};
+#endif
+}
+
 bool negotiateVideo(GstVideoDecoder* decoder, const AVFrame& frame) {
   VideoDecoderState& state = videoState(decoder);
   const GstVideoFormat format = videoFormatOf(frame.format);
   if (format == GST_VIDEO_FORMAT_UNKNOWN || frame.width <= 0 || frame.height <= 0) return false;
+  const bool wasInterlaced =
+      std::exchange(state.isInterlaced, state.isInterlaced || fieldsOf(frame).areInterlaced);
   if (state.hasFormat && GST_VIDEO_INFO_FORMAT(&state.format) == format &&
-      GST_VIDEO_INFO_WIDTH(&state.format) == frame.width &&
+      wasInterlaced == state.isInterlaced && GST_VIDEO_INFO_WIDTH(&state.format) == frame.width &&
       GST_VIDEO_INFO_HEIGHT(&state.format) == frame.height)
     return true;
   GstVideoCodecState* const output =
       gst_video_decoder_set_output_state(decoder, format, static_cast<guint>(frame.width),
                                          static_cast<guint>(frame.height), state.input);
   if (!output) return false;
+  if (output->info.colorimetry.matrix == GST_VIDEO_COLOR_MATRIX_UNKNOWN) {
+    GstVideoInfo usual;
+    gst_video_info_set_format(&usual, format, static_cast<guint>(frame.width),
+                              static_cast<guint>(frame.height));
+    output->info.colorimetry = usual.colorimetry;
+  }
   if (frame.color_range == AVCOL_RANGE_JPEG)
     output->info.colorimetry.range = GST_VIDEO_COLOR_RANGE_0_255;
+  // The flags of each picture have its fields.
+  if (state.isInterlaced) output->info.interlace_mode = GST_VIDEO_INTERLACE_MODE_MIXED;
   state.hasFormat = gst_video_decoder_negotiate(decoder);
   state.format = output->info;
   gst_video_codec_state_unref(output);
@@ -122,6 +150,9 @@ bool copyPicture(const AVFrame& frame, const GstVideoInfo& format, GstBuffer* bu
   av_image_copy(planes, strides, from, frame.linesize, static_cast<AVPixelFormat>(frame.format),
                 frame.width, frame.height);
   gst_video_frame_unmap(&mapped);
+  const Fields fields = fieldsOf(frame);
+  if (fields.areInterlaced) GST_BUFFER_FLAG_SET(buffer, GST_VIDEO_BUFFER_FLAG_INTERLACED);
+  if (fields.isTopFirst) GST_BUFFER_FLAG_SET(buffer, GST_VIDEO_BUFFER_FLAG_TFF);
   return true;
 }
 
@@ -171,17 +202,16 @@ GstFlowReturn decodeVideo(GstVideoDecoder* decoder, GstVideoCodecFrame* packet) 
     return GST_FLOW_NOT_NEGOTIATED;
   }
   const guint32 number = packet->system_frame_number;
+  // The time is up for the picture if the sink reported that it is late.
+  state.codec->setSkipping(gst_video_decoder_get_max_decode_time(decoder, packet) < 0);
   const bool isGood = state.codec->send({map.data, map.size}, number);
   gst_buffer_unmap(packet->input_buffer, &map);
-  if (!isGood) {
-    gst_video_decoder_drop_frame(decoder, packet);
-    GstFlowReturn flow = GST_FLOW_OK;
-    GST_VIDEO_DECODER_ERROR(decoder, 1, STREAM, DECODE, (nullptr), ("damaged packet"), flow);
-    return flow;
-  }
   gst_video_codec_frame_unref(packet);
-  const GstFlowReturn flow = receivePictures(decoder);
+  GstFlowReturn flow = receivePictures(decoder);
   releaseOldPackets(decoder, number);
+  // With several threads, the damaged packet may be an earlier one.
+  if (!isGood && flow == GST_FLOW_OK)
+    GST_VIDEO_DECODER_ERROR(decoder, 1, STREAM, DECODE, (nullptr), ("damaged packet"), flow);
   return flow;
 }
 
@@ -222,14 +252,15 @@ void createVideoState(GTypeInstance* instance, gpointer) {
   gst_video_decoder_set_needs_format(&self->parent, TRUE);
 }
 
-void initialiseVideoClass(gpointer type, gpointer) {
+/// `inputCaps` is a string.
+void initialiseVideoClass(gpointer type, gpointer inputCaps) {
   videoDecoderParent = G_OBJECT_CLASS(g_type_class_peek_parent(type));
   G_OBJECT_CLASS(type)->finalize = [](GObject* object) {
     delete static_cast<LibavVideoDecoder*>(static_cast<gpointer>(object))->state;
     videoDecoderParent->finalize(object);
   };
   GstElementClass* const element = GST_ELEMENT_CLASS(type);
-  const GstRef<GstCaps> sink(gst_caps_new_empty_simple(kLibavVideoCaps));
+  const GstRef<GstCaps> sink(gst_caps_from_string(static_cast<const char*>(inputCaps)));
   const GstRef<GstCaps> source(gst_caps_new_empty_simple("video/x-raw"));
   gst_element_class_add_pad_template(
       element, gst_pad_template_new("sink", GST_PAD_SINK, GST_PAD_ALWAYS, sink.get()));
@@ -246,14 +277,26 @@ void initialiseVideoClass(gpointer type, gpointer) {
   decoder->stop = stopVideo;
 }
 
+void registerVideoDecoder(const char* typeName, const char* name, const char* inputCaps) {
+  const GTypeInfo info{sizeof(LibavVideoDecoderClass),
+                       nullptr,
+                       nullptr,
+                       initialiseVideoClass,
+                       nullptr,
+                       inputCaps,
+                       sizeof(LibavVideoDecoder),
+                       0,
+                       createVideoState,
+                       nullptr};
+  const GType type = g_type_register_static(GST_TYPE_VIDEO_DECODER, typeName, &info, {});
+  gst_element_register(nullptr, name, GST_RANK_MARGINAL, type);
+}
+
 }  // namespace
 
 void registerLibavVideoDecoder() {
-  static const GType type = g_type_register_static_simple(
-      GST_TYPE_VIDEO_DECODER, "VorlaneLibavVideoDecoder", sizeof(LibavVideoDecoderClass),
-      initialiseVideoClass, sizeof(LibavVideoDecoder), createVideoState,
-      static_cast<GTypeFlags>(0));
-  gst_element_register(nullptr, "vorlanelibavvideo", GST_RANK_MARGINAL, type);
+  registerVideoDecoder("VorlaneLibavVideoDecoder", "vorlanelibavvideo", kLibavVideoCaps);
+  registerVideoDecoder("VorlaneLibavH264Decoder", "vorlanelibavh264", kH264Caps);
 }
 
 void registerLibavDecoders() {
