@@ -5,6 +5,7 @@
 #include "TVVorlane/TVVorlaneMediaItem.h"
 #include "TVVorlane/TVVorlaneUtilities.h"
 #include "platform/foundation/log/TVSLogger.h"
+#include "platform/media/TimedMetadataItem.h"
 
 using platform::Array;
 using platform::Dictionary;

@@ -5,8 +5,8 @@
 #include <optional>
 #include <string>
 
+#include "platform/foundation/Dictionary.h"
 #include "platform/foundation/MediaTime.h"
-#include "platform/foundation/Value.h"
 #include "platform/media/TVSPlayer.h"
 
 /// Player properties that a sender reads and writes, as property-list values. Functions without

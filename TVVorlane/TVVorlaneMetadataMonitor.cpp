@@ -4,6 +4,7 @@
 
 #include "TVVorlane/TVVorlaneLogComponents.h"
 #include "TVVorlane/TVVorlaneUtilities.h"
+#include "platform/foundation/Value.h"
 #include "platform/foundation/log/TVSLogger.h"
 #include "platform/services/Platform.h"
 

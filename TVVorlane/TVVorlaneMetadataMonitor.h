@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/foundation/Value.h"
+#include "platform/foundation/Dictionary.h"
 
 /// Publishes metadata and position to the now-playing service. Static functions only. keyMap() is
 /// thread-safe; the other functions run on the main thread.

@@ -11,6 +11,7 @@
 #include "TVVorlane/TVVorlaneUtilities.h"
 #include "platform/foundation/Assertion.h"
 #include "platform/foundation/log/TVSLogger.h"
+#include "platform/media/TimedMetadataItem.h"
 
 using platform::Dictionary;
 using platform::Error;

@@ -7,6 +7,7 @@
 #include "TVVorlane/TVVorlaneLogComponents.h"
 #include "TVVorlane/TVVorlaneStatusCodes.h"
 #include "platform/foundation/Assertion.h"
+#include "platform/foundation/Value.h"
 #include "platform/foundation/log/TVSLogger.h"
 
 using platform::Value;
@@ -131,7 +132,7 @@ std::optional<platform::Dictionary> TVVorlaneUtilities::errorToDictionary(
 }
 
 platform::Array TVVorlaneUtilities::timedMetadataFromAVTimedMetadata(
-    const std::vector<platform::TimedMetadataItem>& items) {
+    const platform::TimedMetadataList& items) {
   platform::Array result;
   for (const auto& item : items) {
     platform::Dictionary entry;

@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
+#include "platform/foundation/Dictionary.h"
 #include "platform/foundation/Error.h"
-#include "platform/foundation/Value.h"
-#include "platform/media/TimedMetadataItem.h"
+#include "platform/media/TimedMetadataList.h"
 
 /// Parameter validation, and conversions of values for the receiver service and for the log.
 ///
@@ -27,8 +27,7 @@ class TVVorlaneUtilities {
 
   /// Returns one dictionary per item, in the same order. Extra attributes of an item override its
   /// own entries.
-  static platform::Array timedMetadataFromAVTimedMetadata(
-      const std::vector<platform::TimedMetadataItem>& items);
+  static platform::Array timedMetadataFromAVTimedMetadata(const platform::TimedMetadataList& items);
 
   /// Returns a description for the log. Data inside a dictionary or an array is replaced by its
   /// length. A data value itself is described in full.

@@ -12,6 +12,7 @@
 #include "media/link/LinkSocket.h"
 #include "media/link/TextMirror.h"
 #include "media/output/SubtitleCues.h"
+#include "platform/media/TimedMetadataItem.h"
 
 namespace fuzz {
 namespace {
@@ -106,8 +107,9 @@ platform::MediaFacts randomFacts(Random& random) {
     each.options.resize(random.below(4));
     each.selected = random.below(4);
   }
-  facts.timedMetadata.resize(random.below(3));
-  for (auto& each : facts.timedMetadata) each.value = randomValue(random, 3);
+  std::vector<platform::TimedMetadataItem> items(random.below(3));
+  for (auto& each : items) each.value = randomValue(random, 3);
+  facts.timedMetadata = std::move(items);
   facts.chapters.resize(random.below(4));
   facts.title = randomText(random);
   return facts;

@@ -3,6 +3,8 @@
 #include <string>
 #include <utility>
 
+#include "platform/foundation/Value.h"
+
 namespace sim {
 
 void TVSAudioSession::setConfigurationCallback(

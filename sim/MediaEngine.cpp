@@ -6,6 +6,7 @@
 
 #include "platform/foundation/Assertion.h"
 #include "platform/media/MediaLogKeys.h"
+#include "platform/media/TimedMetadataItem.h"
 
 namespace sim {
 
@@ -316,7 +317,7 @@ const platform::MediaFacts& MediaEngine::facts() {
   if (_script->startDate)
     _facts.playbackDate = platform::Date{_script->startDate->secondsSince1970 + now};
   _facts.estimatedDate = _facts.playbackDate;
-  _facts.timedMetadata.clear();
+  _facts.timedMetadata = {};
   for (const auto& metadata : _script->timedMetadata) {
     if (metadata.position <= now) _facts.timedMetadata = metadata.items;
   }

@@ -11,7 +11,7 @@
 #include "platform/foundation/Error.h"
 #include "platform/media/MediaSelection.h"
 #include "platform/media/MediaTrack.h"
-#include "platform/media/TimedMetadataItem.h"
+#include "platform/media/TimedMetadataList.h"
 
 namespace sim {
 
@@ -46,7 +46,7 @@ struct MediaScript {
   };
   struct TimedMetadata {
     double position = 0;  ///< valid until the position of the next entry
-    std::vector<platform::TimedMetadataItem> items = {};
+    platform::TimedMetadataList items = {};
   };
 
   /// Time from the load to ready, or to the failure.

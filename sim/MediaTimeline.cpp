@@ -5,6 +5,7 @@
 #include <cmath>
 #include <utility>
 
+#include "platform/media/TimedMetadataItem.h"
 #include "sim/MediaEngine.h"
 
 namespace sim {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "media/link/EngineMessages.h"
-#include "platform/foundation/Value.h"
+#include "platform/foundation/Dictionary.h"
 
 namespace box {
 

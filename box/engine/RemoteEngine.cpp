@@ -8,6 +8,7 @@
 #include "media/output/SeekDestination.h"
 #include "media/output/SubtitleStyles.h"
 #include "platform/media/MediaItemKeys.h"
+#include "platform/media/TimedMetadataItem.h"
 
 namespace box {
 namespace {

@@ -7,6 +7,7 @@
 
 #include <fnmatch.h>
 
+#include "platform/foundation/Value.h"
 #include "platform/foundation/log/TVSLogger.h"
 
 namespace box {

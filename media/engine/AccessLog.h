@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "platform/foundation/Date.h"
-#include "platform/foundation/Value.h"
+#include "platform/foundation/Dictionary.h"
 #include "platform/media/MediaFacts.h"
 #include "streaming/playback/StreamedItem.h"
 

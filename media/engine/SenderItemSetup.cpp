@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/foundation/Value.h"
 #include "platform/media/MediaItemKeys.h"
 #include "platform/media/TVSStoreMediaItem.h"
 

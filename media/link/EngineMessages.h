@@ -10,8 +10,8 @@
 
 #include "media/link/TextMessages.h"
 #include "platform/foundation/Date.h"
+#include "platform/foundation/Dictionary.h"
 #include "platform/foundation/Error.h"
-#include "platform/foundation/Value.h"
 #include "platform/media/MediaEngine.h"
 #include "platform/media/MediaFacts.h"
 #include "platform/media/TVSResourceLoadingRequest.h"

@@ -1,5 +1,7 @@
 #include "media/link/FactsCoding.h"
 
+#include "platform/media/TimedMetadataItem.h"
+
 namespace media {
 namespace {
 

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "platform/foundation/Utf8.h"
+#include "platform/foundation/Value.h"
 
 namespace media {
 
@@ -74,6 +75,8 @@ Value WireReader::_takeNumber() {
   }
   return {};
 }
+
+Value WireReader::takeValue() { return _takeValue(0); }
 
 Value WireReader::_takeValue(int depth) {
   if (++_values > kValueLimit) fail();

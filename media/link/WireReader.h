@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "platform/foundation/Date.h"
+#include "platform/foundation/Dictionary.h"
 #include "platform/foundation/Error.h"
-#include "platform/foundation/Value.h"
 
 namespace media {
 
@@ -64,7 +64,7 @@ class WireReader {
   std::vector<std::byte> takeBytes();
   platform::Date takeDate() { return {takeFinite()}; }
   platform::Error takeError();
-  platform::Value takeValue() { return _takeValue(0); }
+  platform::Value takeValue();
   platform::Dictionary takeDictionary() { return _takeDictionary(0); }
   platform::Array takeArray() { return _takeArray(0); }
 

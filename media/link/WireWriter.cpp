@@ -4,6 +4,7 @@
 
 #include "media/link/WireReader.h"
 #include "platform/foundation/Utf8.h"
+#include "platform/foundation/Value.h"
 
 namespace media {
 

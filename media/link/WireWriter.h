@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "platform/foundation/Date.h"
+#include "platform/foundation/Dictionary.h"
 #include "platform/foundation/Error.h"
-#include "platform/foundation/Value.h"
 
 namespace media {
 
@@ -57,9 +57,9 @@ class WireWriter {
   /// Writes the count of a list. The elements have to follow.
   WireWriter& putCount(std::size_t count) { return put(static_cast<std::uint32_t>(count)); }
   template <typename T, typename Put>
-  WireWriter& putList(const std::vector<T>& list, Put&& putOne) {
+  WireWriter& putList(const T& list, Put&& putOne) {
     putCount(list.size());
-    for (const T& each : list) putOne(*this, each);
+    for (const auto& each : list) putOne(*this, each);
     return *this;
   }
 

@@ -1,6 +1,8 @@
 #include "media/metadata/EventMessages.h"
 
 #include "media/metadata/ID3Tag.h"
+#include "platform/foundation/Value.h"
+#include "platform/media/TimedMetadataItem.h"
 #include "streaming/manifest/EventKeys.h"
 
 namespace media {

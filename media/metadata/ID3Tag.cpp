@@ -6,6 +6,8 @@
 #include <glib.h>
 
 #include "media/support/GstRef.h"
+#include "platform/foundation/Value.h"
+#include "platform/media/TimedMetadataItem.h"
 
 namespace media {
 namespace {

@@ -13,6 +13,7 @@
 #include "media/support/DemuxerTap.h"
 #include "media/support/GstRef.h"
 #include "media/texts/TextFormats.h"
+#include "platform/media/TimedMetadataItem.h"
 
 namespace media {
 namespace {

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "platform/media/TimedMetadataItem.h"
+
 namespace media {
 namespace {
 
@@ -17,6 +19,14 @@ auto firstAfter(Groups& groups, double seconds) {
 }
 
 }  // namespace
+
+struct MetadataTimeline::Group {
+  double start;
+  Items items;
+};
+
+MetadataTimeline::MetadataTimeline() = default;
+MetadataTimeline::~MetadataTimeline() = default;
 
 void MetadataTimeline::add(Source source, double seconds, Items items) {
   const std::lock_guard lock(_mutex);

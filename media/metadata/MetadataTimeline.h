@@ -8,7 +8,9 @@
 #include <utility>
 #include <vector>
 
-#include "platform/media/TimedMetadataItem.h"
+namespace platform {
+struct TimedMetadataItem;
+}
 
 namespace media {
 
@@ -21,6 +23,11 @@ class MetadataTimeline {
   using Items = std::vector<platform::TimedMetadataItem>;
   enum class Source { Tags, Stream, Events };
   static constexpr std::size_t kGroupLimit = 2000;
+
+  MetadataTimeline();
+  ~MetadataTimeline();
+  MetadataTimeline(const MetadataTimeline&) = delete;
+  MetadataTimeline& operator=(const MetadataTimeline&) = delete;
 
   /// Adds a group of items and sets their time to `seconds`. It replaces a group of the same time.
   /// Events are merged: they occur in the audio and in the video track, and again after a seek.
@@ -35,10 +42,7 @@ class MetadataTimeline {
   bool isRadioStation() const { return _isRadioStation; }
 
  private:
-  struct Group {
-    double start;
-    Items items;
-  };
+  struct Group;
   std::atomic<bool> _isRadioStation = false;
   mutable std::mutex _mutex;
   std::array<std::vector<Group>, 3> _groups;  // by start

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "media/output/SubtitleColor.h"
+#include "platform/foundation/Value.h"
 
 namespace media {
 namespace {

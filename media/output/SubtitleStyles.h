@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "media/output/SubtitleCue.h"
-#include "platform/foundation/Value.h"
+#include "platform/foundation/Dictionary.h"
 
 namespace media {
 

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "media/metadata/ID3Tag.h"
+#include "platform/media/TimedMetadataItem.h"
 
 namespace media {
 namespace {

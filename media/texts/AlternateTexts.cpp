@@ -8,6 +8,7 @@
 #include "media/support/GstRef.h"
 #include "media/support/MediaErrors.h"
 #include "media/texts/TextFormats.h"
+#include "platform/foundation/Value.h"
 #include "platform/foundation/log/TVSLogger.h"
 #include "platform/media/MediaItemKeys.h"
 

@@ -3,6 +3,8 @@
 #include <cmath>
 #include <limits>
 
+#include "platform/foundation/Value.h"
+
 namespace platform {
 
 namespace {

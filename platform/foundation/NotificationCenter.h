@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/foundation/Dictionary.h"
 #include "platform/foundation/Token.h"
-#include "platform/foundation/Value.h"
 
 namespace platform {
 

@@ -8,6 +8,26 @@
 
 namespace platform {
 
+Value::Value() noexcept = default;
+Value::Value(const Value& other) = default;
+Value::Value(Value&& other) noexcept = default;
+Value& Value::operator=(const Value& other) = default;
+Value& Value::operator=(Value&& other) noexcept = default;
+Value::~Value() = default;
+
+Value::Value(std::nullopt_t) {}
+Value::Value(NullTag) : _value(NullTag{}) {}
+Value::Value(bool value) : _value(platform::Number(value)) {}
+Value::Value(std::int32_t value) : _value(platform::Number(value)) {}
+Value::Value(std::uint32_t value) : _value(platform::Number(value)) {}
+Value::Value(std::int64_t value) : _value(platform::Number(value)) {}
+Value::Value(std::uint64_t value) : _value(platform::Number(value)) {}
+Value::Value(float value) : _value(platform::Number(value)) {}
+Value::Value(double value) : _value(platform::Number(value)) {}
+Value::Value(platform::Number value) : _value(value) {}
+Value::Value(platform::Date value) : _value(value) {}
+Value::Value(platform::Array value) : _value(std::move(value)) {}
+Value::Value(platform::Dictionary value) : _value(std::move(value)) {}
 Value::Value(std::string value) : _value(std::make_shared<const std::string>(std::move(value))) {}
 Value::Value(std::string_view value) : _value(std::make_shared<const std::string>(value)) {}
 Value::Value(const char* value) {
@@ -20,6 +40,8 @@ Value::Value(std::shared_ptr<const Bytes> value) {
 Value::Value(std::shared_ptr<platform::Object> value) {
   if (value) _value = std::move(value);
 }
+
+Value::Kind Value::kind() const { return static_cast<Kind>(_value.index()); }
 
 const std::string* Value::asString() const {
   const auto* held = std::get_if<std::shared_ptr<const std::string>>(&_value);

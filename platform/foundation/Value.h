@@ -2,22 +2,19 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <initializer_list>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <variant>
-#include <vector>
 
 #include "platform/foundation/Bytes.h"
 #include "platform/foundation/Date.h"
+#include "platform/foundation/Dictionary.h"
 
 namespace platform {
 
 class Object;
-class Value;
 
 /// A number that keeps the type it was created from and compares by value: `Number(1) ==
 /// Number(1.0)` and `Number(true) == Number(1)`.
@@ -62,78 +59,6 @@ class Number {
 /// "YES" or "NO".
 std::string_view yesNo(bool value);
 
-/// An ordered list of values. Copy-on-write: copies share their storage until one of them is
-/// changed.
-class Array {
- public:
-  Array();
-  Array(std::initializer_list<Value> values);
-  explicit Array(std::vector<Value> values);
-
-  std::size_t size() const;
-  bool empty() const { return size() == 0; }
-  /// `index` must be below size().
-  const Value& operator[](std::size_t index) const;
-  const Value* begin() const;
-  const Value* end() const;
-
-  void append(Value value);
-  void set(std::size_t index, Value value);
-
-  std::string description() const;
-  friend bool operator==(const Array& a, const Array& b);
-
- private:
-  std::vector<Value>& _mutableStorage();
-  std::shared_ptr<std::vector<Value>> _storage;  // null while empty
-};
-
-/// A map with string keys that keeps the order of insertion. Copy-on-write like Array. Comparison
-/// ignores the order.
-class Dictionary {
- public:
-  using Entry = std::pair<std::string, Value>;
-
-  Dictionary();
-  Dictionary(std::initializer_list<Entry> entries);
-
-  std::size_t size() const;
-  bool empty() const { return size() == 0; }
-  const Entry* begin() const;
-  const Entry* end() const;
-
-  /// The value for `key`, or null. The pointer is valid until this dictionary is changed or
-  /// destroyed.
-  const Value* find(std::string_view key) const;
-  bool contains(std::string_view key) const { return find(key) != nullptr; }
-  /// The value for `key`, or a Value of kind None.
-  Value get(std::string_view key) const;
-
-  /// Typed access. Empty if the key is missing or its value has another kind.
-  std::optional<std::string> string(std::string_view key) const;
-  std::optional<Number> number(std::string_view key) const;
-  std::optional<Dictionary> dictionary(std::string_view key) const;
-  std::optional<Array> array(std::string_view key) const;
-  std::shared_ptr<const Bytes> data(std::string_view key) const;
-  std::optional<Date> date(std::string_view key) const;
-  /// False if the key is missing or its value is not a number.
-  bool boolean(std::string_view key) const;
-
-  /// Adds or replaces a value. A replaced key keeps its position. A value of kind None removes the
-  /// key.
-  void set(std::string_view key, Value value);
-  void remove(std::string_view key);
-  void merge(const Dictionary& other);
-
-  std::string description() const;
-  friend bool operator==(const Dictionary& a, const Dictionary& b);
-
- private:
-  struct Storage;
-  Storage& _mutableStorage();
-  std::shared_ptr<Storage> _storage;  // null while empty
-};
-
 /// A property-list value, or nothing (kind None).
 ///
 /// Strings are UTF-8. Containers and data share their storage and are immutable while shared. Kind
@@ -149,25 +74,32 @@ class Value {
     friend bool operator==(const NullTag&, const NullTag&) = default;
   };
 
-  Value() = default;
-  Value(std::nullopt_t) {}
-  Value(NullTag) : _value(NullTag{}) {}
+  // Not inline, so that they are compiled once.
+  Value() noexcept;
+  Value(const Value& other);
+  Value(Value&& other) noexcept;
+  Value& operator=(const Value& other);
+  Value& operator=(Value&& other) noexcept;
+  ~Value();
+
+  Value(std::nullopt_t);
+  Value(NullTag);
   Value(std::string value);
   Value(std::string_view value);
   Value(const char* value);
-  Value(bool value) : _value(platform::Number(value)) {}
-  Value(std::int32_t value) : _value(platform::Number(value)) {}
-  Value(std::uint32_t value) : _value(platform::Number(value)) {}
-  Value(std::int64_t value) : _value(platform::Number(value)) {}
-  Value(std::uint64_t value) : _value(platform::Number(value)) {}
-  Value(float value) : _value(platform::Number(value)) {}
-  Value(double value) : _value(platform::Number(value)) {}
-  Value(platform::Number value) : _value(value) {}
+  Value(bool value);
+  Value(std::int32_t value);
+  Value(std::uint32_t value);
+  Value(std::int64_t value);
+  Value(std::uint64_t value);
+  Value(float value);
+  Value(double value);
+  Value(platform::Number value);
   Value(Bytes value);
   Value(std::shared_ptr<const Bytes> value);
-  Value(platform::Date value) : _value(value) {}
-  Value(platform::Array value) : _value(std::move(value)) {}
-  Value(platform::Dictionary value) : _value(std::move(value)) {}
+  Value(platform::Date value);
+  Value(platform::Array value);
+  Value(platform::Dictionary value);
   Value(std::shared_ptr<platform::Object> value);
   /// Other pointers would convert to bool.
   template <typename T>
@@ -175,7 +107,7 @@ class Value {
 
   static Value null() { return Value(NullTag{}); }
 
-  Kind kind() const { return static_cast<Kind>(_value.index()); }
+  Kind kind() const;
   bool isNone() const { return kind() == Kind::None; }
   explicit operator bool() const { return !isNone(); }
 

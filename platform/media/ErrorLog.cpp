@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/foundation/Value.h"
 #include "platform/media/MediaLogKeys.h"
 
 namespace platform {

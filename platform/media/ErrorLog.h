@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/foundation/Value.h"
+#include "platform/foundation/Dictionary.h"
 #include "platform/media/MediaEngine.h"
 
 namespace platform {

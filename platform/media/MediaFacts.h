@@ -8,7 +8,7 @@
 #include "platform/media/MediaSelection.h"
 #include "platform/media/MediaTrack.h"
 #include "platform/media/TimeRange.h"
-#include "platform/media/TimedMetadataItem.h"
+#include "platform/media/TimedMetadataList.h"
 
 namespace platform {
 
@@ -28,8 +28,8 @@ struct MediaFacts {
   std::optional<Date> estimatedDate;
   std::vector<MediaTrack> tracks;
   std::vector<MediaSelectionGroup> selectionGroups;
-  std::vector<TimedMetadataItem> timedMetadata;  ///< at the current position
-  std::vector<MediaChapter> chapters;            ///< in order of start
+  TimedMetadataList timedMetadata;     ///< at the current position
+  std::vector<MediaChapter> chapters;  ///< in order of start
   std::string title;
   /// The video output shows a still image, because the item has a cover and no video.
   bool hasCover = false;

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/foundation/Value.h"
 #include "platform/media/TVSPlayer.h"
+#include "platform/media/TimedMetadataItem.h"
 
 namespace platform {
 
@@ -55,7 +57,7 @@ bool PlayerItem::isPlaybackBufferFull() const { return _facts().bufferFull; }
 bool PlayerItem::isPlaybackBufferEmpty() const { return _facts().bufferEmpty; }
 std::optional<double> PlayerItem::likelyToKeepUpTime() const { return _facts().likelyToKeepUpTime; }
 std::optional<Date> PlayerItem::currentEstimatedDate() const { return _facts().estimatedDate; }
-std::vector<TimedMetadataItem> PlayerItem::timedMetadata() const { return _facts().timedMetadata; }
+TimedMetadataList PlayerItem::timedMetadata() const { return _facts().timedMetadata; }
 
 const std::vector<MediaTrack>& PlayerItem::tracks() const { return _facts().tracks; }
 

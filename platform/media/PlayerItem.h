@@ -49,7 +49,7 @@ class PlayerItem {
   bool isPlaybackBufferEmpty() const;
   std::optional<double> likelyToKeepUpTime() const;
   std::optional<Date> currentEstimatedDate() const;
-  std::vector<TimedMetadataItem> timedMetadata() const;
+  TimedMetadataList timedMetadata() const;
 
   const std::vector<MediaTrack>& tracks() const;
   void setTrackEnabled(std::uint32_t trackID, bool enabled);

@@ -4,9 +4,13 @@
 #include <cmath>
 #include <utility>
 
+#include "platform/foundation/Value.h"
+
 bool TVSMediaItem::hasTrait(std::string_view trait) const {
   return std::find(_traits.begin(), _traits.end(), trait) != _traits.end();
 }
+
+platform::Value TVSMediaItem::metadata(std::string_view key) const { return _metadata.get(key); }
 
 std::optional<double> TVSMediaItem::finiteMetadata(std::string_view key) const {
   const auto number = _metadata.number(key);

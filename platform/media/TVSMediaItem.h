@@ -7,9 +7,9 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/foundation/Dictionary.h"
 #include "platform/foundation/Object.h"
 #include "platform/foundation/Token.h"
-#include "platform/foundation/Value.h"
 #include "platform/media/MediaItemKeys.h"
 #include "platform/media/ObserverList.h"
 
@@ -27,7 +27,7 @@ class TVSMediaItem : public platform::Object {
   virtual std::string url() const = 0;
   virtual bool hasTrait(std::string_view trait) const;
 
-  platform::Value metadata(std::string_view key) const { return _metadata.get(key); }
+  platform::Value metadata(std::string_view key) const;
   /// The value as a number; std::nullopt unless it is a finite number.
   std::optional<double> finiteMetadata(std::string_view key) const;
   /// A value of kind None removes the key.

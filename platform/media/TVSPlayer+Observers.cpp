@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "platform/foundation/Assertion.h"
+#include "platform/foundation/Value.h"
 #include "platform/media/TVSPlayer.h"
 #include "platform/services/Platform.h"
 

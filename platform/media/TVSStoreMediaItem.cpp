@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "platform/foundation/Assertion.h"
+#include "platform/foundation/Value.h"
 
 void TVSStoreDataItem::setProperty(std::string_view key, platform::Value value) {
   TVS_ASSERT(_inTransaction);

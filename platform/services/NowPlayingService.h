@@ -2,8 +2,8 @@
 
 #include <string_view>
 
+#include "platform/foundation/Dictionary.h"
 #include "platform/foundation/Token.h"
-#include "platform/foundation/Value.h"
 #include "platform/services/RemoteCommands.h"
 
 namespace platform {

@@ -8,9 +8,9 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/foundation/Dictionary.h"
 #include "platform/foundation/Object.h"
 #include "platform/foundation/Token.h"
-#include "platform/foundation/Value.h"
 
 class TVSStoreDataItem;
 

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "platform/foundation/Value.h"
+#include "platform/foundation/Dictionary.h"
 
 /// The calls of the receiver service into the application. They are made one at a time on the queue
 /// with which the delegate was registered, never on the main thread.

@@ -2,6 +2,7 @@
 
 #include "TVVorlane/TVSPlayer+Vorlane.h"
 #include "TVVorlane/TVVorlaneMediaItem.h"
+#include "platform/media/TimedMetadataItem.h"
 #include "tests/TVVorlane/Support.h"
 
 namespace {

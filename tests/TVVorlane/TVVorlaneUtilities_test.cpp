@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 
 #include "TVVorlane/TVVorlaneStatusCodes.h"
+#include "platform/foundation/Value.h"
+#include "platform/media/TimedMetadataItem.h"
 #include "sim/Box.h"
 
 using platform::Array;

@@ -1,5 +1,6 @@
 #include <tvvorlane/client.hpp>
 
+#include "platform/foundation/Value.h"
 #include "tests/box/services/dbus/DBusServerFixture.h"
 
 namespace {

@@ -11,6 +11,8 @@
 
 #include "media/pipeline/CoverImage.h"
 #include "media/pipeline/MappedFrame.h"
+#include "platform/foundation/Value.h"
+#include "platform/media/TimedMetadataItem.h"
 #include "tests/media/EngineHarness.h"
 #include "tests/media/TestMedia.h"
 

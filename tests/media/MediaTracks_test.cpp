@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/foundation/Value.h"
 #include "platform/media/MediaLogKeys.h"
 #include "tests/media/MediaTracksFixture.h"
 #include "tests/media/TestMedia.h"

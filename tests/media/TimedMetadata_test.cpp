@@ -11,6 +11,8 @@
 #include "media/metadata/EventMessages.h"
 #include "media/metadata/ID3Tag.h"
 #include "media/metadata/TransportMetadata.h"
+#include "platform/foundation/Value.h"
+#include "platform/media/TimedMetadataItem.h"
 #include "streaming/manifest/EventKeys.h"
 #include "tests/media/EngineHarness.h"
 #include "tests/media/TestMedia.h"

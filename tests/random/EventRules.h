@@ -8,7 +8,7 @@
 #include <string>
 
 #include "TVVorlane/TVVorlaneSession.h"
-#include "platform/foundation/Value.h"
+#include "platform/foundation/Dictionary.h"
 #include "platform/foundation/queues/Clock.h"
 
 namespace random_sessions {

@@ -4,6 +4,8 @@
 #include <stdexcept>
 #include <vector>
 
+#include "platform/foundation/Value.h"
+
 namespace scenarios {
 
 using platform::Array;

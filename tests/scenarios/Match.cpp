@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstddef>
 
+#include "platform/foundation/Value.h"
 #include "tests/scenarios/JsonText.h"
 
 namespace scenarios {

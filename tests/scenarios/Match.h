@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/foundation/Value.h"
+#include "platform/foundation/Dictionary.h"
 
 namespace scenarios {
 

@@ -10,6 +10,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "platform/foundation/Value.h"
 #include "platform/foundation/log/TVSLogger.h"
 #include "tests/sim/ReceiverStub.h"
 

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/foundation/Value.h"
 #include "platform/services/VorlaneReceiverUIDelegate.h"
 
 /// Records its calls and returns the results that the test has set.

@@ -10,8 +10,8 @@
 #include <string_view>
 
 #include "box/services/dbus/Refusals.h"
+#include "platform/foundation/Dictionary.h"
 #include "platform/foundation/Error.h"
-#include "platform/foundation/Value.h"
 #include "platform/foundation/queues/Clock.h"
 #include "platform/foundation/queues/Queue.h"
 #include "platform/services/ReceiverServiceClient.h"

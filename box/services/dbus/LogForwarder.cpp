@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "box/services/dbus/DBusNames.h"
+#include "platform/foundation/Value.h"
 #include "platform/foundation/queues/Clock.h"
 
 namespace box {

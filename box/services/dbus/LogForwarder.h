@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "box/services/dbus/Inbox.h"
-#include "platform/foundation/Value.h"
+#include "platform/foundation/Dictionary.h"
 #include "platform/foundation/log/TVSLogger.h"
 
 namespace box {

@@ -7,6 +7,7 @@
 #include "box/services/dbus/Peer.h"
 #include "box/services/dbus/Reply.h"
 #include "box/services/dbus/ValueReader.h"
+#include "platform/foundation/Value.h"
 
 namespace box {
 

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/foundation/Value.h"
+#include "platform/foundation/Dictionary.h"
 
 namespace box {
 

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "platform/foundation/Utf8.h"
+#include "platform/foundation/Value.h"
 
 namespace box {
 

@@ -6,7 +6,7 @@
 #include <systemd/sd-bus.h>
 
 #include "box/services/dbus/ValueCoding.h"
-#include "platform/foundation/Value.h"
+#include "platform/foundation/Dictionary.h"
 
 namespace box {
 

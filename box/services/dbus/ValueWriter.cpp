@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "platform/foundation/Utf8.h"
+#include "platform/foundation/Value.h"
 #include "platform/ui/scene/Layer.h"
 
 namespace box {

@@ -6,6 +6,7 @@
 #include "media/metadata/EventMessages.h"
 #include "media/metadata/ID3Tag.h"
 #include "media/metadata/MetadataTap.h"
+#include "platform/media/TimedMetadataItem.h"
 
 namespace media {
 namespace {
@@ -20,6 +21,12 @@ BoxBytes boxBytesOf(const std::string& bytes) {
 }  // namespace
 
 /// Makes the pipeline's thread check for metadata that is due.
+CurrentMetadata::CurrentMetadata(LoadContext& load, const PlaybackState& state,
+                                 Announcements& announcements)
+    : _load(load), _state(state), _announcements(announcements) {}
+
+CurrentMetadata::~CurrentMetadata() = default;
+
 void CurrentMetadata::_wake() {
   _load.mailbox->post([] {});
 }

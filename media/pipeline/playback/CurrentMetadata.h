@@ -21,8 +21,10 @@ namespace media {
 /// Threads: the pipeline's; addID3() and addEvent() any, until the pipeline has been taken down.
 class CurrentMetadata {
  public:
-  CurrentMetadata(LoadContext& load, const PlaybackState& state, Announcements& announcements)
-      : _load(load), _state(state), _announcements(announcements) {}
+  CurrentMetadata(LoadContext& load, const PlaybackState& state, Announcements& announcements);
+  ~CurrentMetadata();
+  CurrentMetadata(const CurrentMetadata&) = delete;
+  CurrentMetadata& operator=(const CurrentMetadata&) = delete;
 
   /// Reads metadata from the demuxers of a plain resource.
   void watch(GstElement* player);

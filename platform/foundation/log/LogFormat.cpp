@@ -2,6 +2,8 @@
 
 #include <charconv>
 
+#include "platform/foundation/Value.h"
+
 namespace platform {
 
 namespace {
@@ -11,6 +13,14 @@ constexpr int kHexadecimal = 16;
 constexpr std::size_t kByteBits = 8;
 
 }  // namespace
+
+std::string logText(bool value) { return Number(value).description(); }
+std::string logText(std::int32_t value) { return Number(value).description(); }
+std::string logText(std::uint32_t value) { return Number(value).description(); }
+std::string logText(std::int64_t value) { return Number(value).description(); }
+std::string logText(std::uint64_t value) { return Number(value).description(); }
+std::string logText(float value) { return Number(value).description(); }
+std::string logText(double value) { return Number(value).description(); }
 
 std::string logSigned(std::int64_t value, char letter, std::size_t width) {
   if (letter == 'd') return std::to_string(value);

@@ -10,14 +10,26 @@
 #include <string_view>
 #include <type_traits>
 
+#include "platform/foundation/Dictionary.h"
 #include "platform/foundation/Error.h"
 #include "platform/foundation/Object.h"
-#include "platform/foundation/Value.h"
 
 namespace platform {
 
 // The text that `%@` prints for each argument type.
-inline std::string logText(const Value& value) { return value.description(); }
+// A template, because Value is incomplete here.
+template <std::same_as<Value> T>
+std::string logText(const T& value) {
+  return value.description();
+}
+// As a Value prints the number.
+std::string logText(bool value);
+std::string logText(std::int32_t value);
+std::string logText(std::uint32_t value);
+std::string logText(std::int64_t value);
+std::string logText(std::uint64_t value);
+std::string logText(float value);
+std::string logText(double value);
 inline std::string logText(const Dictionary& value) { return value.description(); }
 inline std::string logText(const Array& value) { return value.description(); }
 inline std::string logText(const Error& value) { return value.description(); }

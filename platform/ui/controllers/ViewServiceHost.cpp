@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "platform/foundation/Assertion.h"
+#include "platform/foundation/Value.h"
 
 namespace platform {
 

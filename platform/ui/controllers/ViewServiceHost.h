@@ -4,9 +4,9 @@
 #include <memory>
 #include <optional>
 
+#include "platform/foundation/Dictionary.h"
 #include "platform/foundation/Error.h"
 #include "platform/foundation/Token.h"
-#include "platform/foundation/Value.h"
 #include "platform/foundation/queues/Queue.h"
 #include "platform/ui/controllers/ViewController.h"
 #include "platform/ui/controllers/Window.h"

@@ -4,7 +4,9 @@
 #include <charconv>
 #include <optional>
 
+#include "platform/foundation/Value.h"
 #include "platform/media/TVSPlayer.h"
+#include "platform/media/TimedMetadataItem.h"
 
 namespace platform {
 

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/foundation/Value.h"
+#include "platform/foundation/Dictionary.h"
 #include "streaming/manifest/ManifestReader.h"
 #include "streaming/manifest/hls/HLSLines.h"
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/foundation/Value.h"
 #include "platform/media/MediaSelection.h"
 #include "streaming/foundation/Text.h"
 #include "streaming/foundation/URL.h"

@@ -2,6 +2,7 @@
 
 #include <limits>
 
+#include "platform/foundation/Value.h"
 #include "tests/box/process/SystemFixture.h"
 
 namespace {

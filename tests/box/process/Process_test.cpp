@@ -14,6 +14,7 @@
 
 #include "box/services/support/FileDescriptor.h"
 #include "platform/foundation/Assertion.h"
+#include "platform/foundation/Value.h"
 #include "platform/foundation/log/TVSLogger.h"
 #include "platform/media/MediaEngine.h"
 #include "tests/box/process/ChildProcess.h"

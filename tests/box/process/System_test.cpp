@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "platform/foundation/Error.h"
+#include "platform/foundation/Value.h"
 #include "platform/media/MediaLogKeys.h"
 #include "tests/box/process/SystemFixture.h"
 

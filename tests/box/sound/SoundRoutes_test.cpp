@@ -15,6 +15,7 @@
 #include <unistd.h>
 
 #include "box/sound/SoundServer.h"
+#include "platform/foundation/Value.h"
 #include "tests/box/sound/SoundServerProcess.h"
 
 namespace box {

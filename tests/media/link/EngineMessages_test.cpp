@@ -8,6 +8,7 @@
 
 #include "media/link/WireReader.h"
 #include "media/link/WireWriter.h"
+#include "platform/media/TimedMetadataItem.h"
 
 namespace media {
 namespace {

@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/foundation/Value.h"
 #include "platform/media/MediaItemKeys.h"
 #include "tests/media/EngineHarness.h"
 #include "tests/media/TestMedia.h"

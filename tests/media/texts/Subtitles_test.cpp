@@ -5,6 +5,7 @@
 #include "media/output/SubtitleStyles.h"
 #include "media/texts/SubtitleMarkup.h"
 #include "media/texts/TextFormats.h"
+#include "platform/foundation/Value.h"
 #include "tests/media/texts/CueDescription.h"
 
 namespace media {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/foundation/Value.h"
 #include "tests/platform/foundation/Support.h"
 
 namespace platform {

@@ -5,6 +5,7 @@
 
 #include "platform/foundation/log/TVSLogger.h"
 #include "platform/media/MediaLogKeys.h"
+#include "platform/media/TimedMetadataItem.h"
 #include "sim/Box.h"
 #include "sim/MediaEngine.h"
 #include "sim/MediaLibrary.h"

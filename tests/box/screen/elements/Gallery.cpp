@@ -6,6 +6,7 @@
 
 #include "TVVorlane/strings/StringTable.h"
 #include "media/output/SubtitleStyles.h"
+#include "platform/foundation/Value.h"
 #include "platform/ui/controllers/DigitEntryViewController.h"
 #include "platform/ui/player/PlayerTexts.h"
 #include "tests/box/screen/Pictures.h"

@@ -7,6 +7,7 @@
 
 #include "box/screen/elements/Elements.h"
 #include "media/output/SubtitleStyles.h"
+#include "platform/foundation/Value.h"
 #include "tests/box/screen/Pictures.h"
 
 namespace box::test {

@@ -18,6 +18,7 @@
 #include "box/services/dbus/ValueReader.h"
 #include "box/services/dbus/ValueWriter.h"
 #include "box/services/support/FileDescriptor.h"
+#include "platform/foundation/Value.h"
 
 namespace testing_dbus {
 

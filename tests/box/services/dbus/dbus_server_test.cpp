@@ -1,3 +1,4 @@
+#include "platform/foundation/Value.h"
 #include "tests/box/services/dbus/DBusServerFixture.h"
 
 namespace {

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "platform/foundation/Value.h"
 #include "tests/box/services/dbus/DBusServerFixture.h"
 
 namespace {

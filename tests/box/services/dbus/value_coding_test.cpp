@@ -7,6 +7,7 @@
 #include "box/services/dbus/ValueWriter.h"
 #include "platform/foundation/Object.h"
 #include "platform/foundation/Utf8.h"
+#include "platform/foundation/Value.h"
 #include "platform/ui/scene/Layer.h"
 #include "tests/box/services/dbus/BusMessage.h"
 

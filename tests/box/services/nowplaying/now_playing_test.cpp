@@ -1,6 +1,7 @@
 #include <cmath>
 #include <span>
 
+#include "platform/foundation/Value.h"
 #include "tests/box/services/SystemIntegrationFixture.h"
 
 namespace {

@@ -6,6 +6,7 @@
 
 #include <gmock/gmock.h>
 
+#include "platform/foundation/Value.h"
 #include "tests/platform/foundation/Support.h"
 
 namespace platform {

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/foundation/Value.h"
 #include "tests/platform/ui/Support.h"
 
 namespace platform {

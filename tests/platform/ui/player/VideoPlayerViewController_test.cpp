@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/media/TimedMetadataItem.h"
 #include "tests/platform/ui/player/PlayerOnScreen.h"
 
 namespace platform {
