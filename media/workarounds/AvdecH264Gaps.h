@@ -14,7 +14,8 @@ namespace media {
 /// Delete it when that test passes without it.
 ///
 /// How: prefers the decoder of media/elements/libav. It copies pictures, which avdec_h264 need not
-/// do. Call it after the elements have been registered.
+/// do: pictures of 1920x1080 take the same processor time, but more memory. Call it after the
+/// elements have been registered.
 void installAvdecH264Gaps();
 
 }  // namespace media
