@@ -9,6 +9,7 @@
 #include "platform/foundation/Assertion.h"
 #include "platform/foundation/Value.h"
 #include "platform/foundation/log/TVSLogger.h"
+#include "platform/media/TimedMetadataItem.h"
 
 using platform::Value;
 

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/foundation/Date.h"
 #include "platform/foundation/Error.h"
 #include "platform/media/MediaSelection.h"
 #include "platform/media/MediaTrack.h"

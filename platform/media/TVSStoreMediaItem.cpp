@@ -5,6 +5,10 @@
 #include "platform/foundation/Assertion.h"
 #include "platform/foundation/Value.h"
 
+platform::Value TVSStoreDataItem::property(std::string_view key) const {
+  return _committed.get(key);
+}
+
 void TVSStoreDataItem::setProperty(std::string_view key, platform::Value value) {
   TVS_ASSERT(_inTransaction);
   _pending.set(key, std::move(value));

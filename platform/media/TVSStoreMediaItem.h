@@ -35,7 +35,7 @@ inline constexpr std::string_view kStoreMediaTypeMusicVideo = "musicVideo";
 class TVSStoreDataItem : public platform::Object {
  public:
   std::string className() const override { return "TVSStoreDataItem"; }
-  platform::Value property(std::string_view key) const { return _committed.get(key); }
+  platform::Value property(std::string_view key) const;
   /// Only in a transaction (asserted). A value of kind None removes the property.
   void setProperty(std::string_view key, platform::Value value);
   /// Transactions do not nest (asserted).

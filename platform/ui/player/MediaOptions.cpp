@@ -4,6 +4,7 @@
 #include <map>
 #include <utility>
 
+#include "platform/foundation/Value.h"
 #include "platform/services/SystemServices.h"
 #include "platform/ui/player/PlayerTexts.h"
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/foundation/Value.h"
 #include "platform/services/Platform.h"
 #include "platform/ui/views/OptionPanelView.h"
 
