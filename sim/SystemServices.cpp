@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "platform/foundation/Value.h"
 #include "platform/media/TVSStoreMediaItem.h"
 
 namespace sim {

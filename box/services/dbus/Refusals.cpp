@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "platform/foundation/Error.h"
+#include "platform/foundation/Value.h"
 
 namespace box {
 

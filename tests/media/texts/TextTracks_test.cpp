@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "media/output/SubtitleStyles.h"
+#include "platform/foundation/Value.h"
 #include "platform/media/MediaItemKeys.h"
 #include "tests/media/MediaTracksFixture.h"
 #include "tests/media/TestMedia.h"
