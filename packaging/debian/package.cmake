@@ -83,7 +83,7 @@ if(VORLANE_UPNP)
   vorlane_package(upnp tvvorlane-upnp video
     "UPnP AV renderer on TVVorlane"
     "Phones, computers and media servers on the local network find the TV as a
-UPnP AV (\"DLNA\") renderer, and play video and music on it.
+UPnP AV (DLNA) renderer, and play video and music on it.
 .
 UPnP has no passwords: everyone on the network can use the TV. Nothing is
 started until the unit tvvorlane-upnp is enabled."

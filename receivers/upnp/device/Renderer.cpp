@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "receivers/upnp/device/Description.h"
-#include "receivers/upnp/device/EventRequests.h"
 #include "receivers/upnp/device/Log.h"
 
 namespace upnp {
@@ -30,6 +29,7 @@ Renderer::Renderer(const Options& options)
       _transport(_box, _clock, _transportChanges, _rendering, _hooks()),
       _snapshot(_state.load()),
       _subscriptions(_clock),
+      _events([this] { _holdEvents(); }),
       _services{transportActions(_transport, _transportChanges),
                 renderingActions(_rendering, _renderingChanges),
                 connectionActions(),
@@ -78,7 +78,6 @@ bool Renderer::start() {
     for (const Device& one : _devices) one.device->notifyRendering(document);
   });
   _connectBox();
-  limitEventRequests();
   _watchNetworks();
   return true;
 }
@@ -101,6 +100,14 @@ void Renderer::_watchNetworks() {
   _networkRetry = _clock.after(kNetworkRetryDelay, [this] {
     if (_devices.empty()) _watchNetworks();
   });
+}
+
+void Renderer::_holdEvents() {
+  const bool isHeld = _events.isFull();
+  log(isHeld ? "Too many events wait for subscribers" : "Subscribers get events again");
+  _subscriptions.hold(isHeld);
+  _transportChanges.hold(isHeld);
+  _renderingChanges.hold(isHeld);
 }
 
 void Renderer::_saveVolume() {

@@ -6,6 +6,7 @@
 #include <libgupnp/gupnp.h>
 
 #include "receivers/upnp/device/BoxConnection.h"
+#include "receivers/upnp/device/EventRequests.h"
 #include "receivers/upnp/device/GlibClock.h"
 #include "receivers/upnp/device/Options.h"
 #include "receivers/upnp/device/RootDevice.h"
@@ -40,6 +41,7 @@ class Renderer {
   Transport::Hooks _hooks();
   void _connectBox();
   void _saveVolume();
+  void _holdEvents();
   void _watchNetworks();
   static void _contextAvailable(GUPnPContextManager*, GUPnPContext* context, gpointer data);
   static void _contextUnavailable(GUPnPContextManager*, GUPnPContext* context, gpointer data);
@@ -56,6 +58,7 @@ class Renderer {
   Transport _transport;
   Snapshot _snapshot;
   Subscriptions _subscriptions;
+  EventRequests _events;
   DeviceServices _services;
   std::vector<Device> _devices;
   ObjectRef<GUPnPContextManager> _contexts;

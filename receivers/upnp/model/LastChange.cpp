@@ -74,8 +74,18 @@ std::string LastChange::_document(bool onlyChanged) const {
   return document + "</InstanceID></Event>";
 }
 
+void LastChange::hold(bool isHeld) {
+  _isHeld = isHeld;
+  if (_isHeld) {
+    _timer.reset();
+    return;
+  }
+  const auto isChanged = [](const Variable& one) { return one.isChanged; };
+  if (std::any_of(_variables.begin(), _variables.end(), isChanged)) _schedule();
+}
+
 void LastChange::_schedule() {
-  if (_timer) return;
+  if (_timer || _isHeld) return;
   // Even without a wait a task collects the changes of one step.
   Clock::Duration delay{0};
   if (_lastPublished) {

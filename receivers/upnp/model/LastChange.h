@@ -29,6 +29,8 @@ class LastChange {
   std::string value(std::string_view name) const;
   /// A document with all variables, for a new subscriber.
   std::string fullDocument() const;
+  /// While it is held, nothing is published, and changes are merged.
+  void hold(bool isHeld);
 
  private:
   struct Variable {
@@ -46,6 +48,7 @@ class LastChange {
   const std::string _schema;
   Publish _publish;
   std::vector<Variable> _variables;
+  bool _isHeld = false;
   Clock::Timer _timer;
   std::optional<Clock::Duration> _lastPublished;
 };

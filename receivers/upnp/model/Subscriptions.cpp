@@ -16,7 +16,7 @@ bool Subscriptions::isAllowed(const std::string& host) {
   _removeExpired();
   const auto ofHost = std::count_if(_subscriptions.begin(), _subscriptions.end(),
                                     [&](const auto& one) { return one.second.host == host; });
-  return _subscriptions.size() < kMaximum && ofHost < kMaximumOfHost;
+  return !_isHeld && _subscriptions.size() < kMaximum && ofHost < kMaximumOfHost;
 }
 
 void Subscriptions::note(const std::string& identifier, const std::string& host,

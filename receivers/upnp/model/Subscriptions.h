@@ -15,6 +15,8 @@ class Subscriptions {
 
   /// Returns whether a host may subscribe once more.
   bool isAllowed(const std::string& host);
+  /// While it is held, no host may subscribe.
+  void hold(bool isHeld) { _isHeld = isHeld; }
   /// A subscription was made or renewed.
   void note(const std::string& identifier, const std::string& host, Clock::Duration time);
   void remove(const std::string& identifier) { _subscriptions.erase(identifier); }
@@ -28,6 +30,7 @@ class Subscriptions {
   void _removeExpired();
 
   const Clock& _clock;
+  bool _isHeld = false;
   std::map<std::string, Subscription> _subscriptions;
 };
 

@@ -231,6 +231,24 @@ TEST_F(UpnpRenderer, ClosesTheOldestOfTooManyConnections) {
   EXPECT_EQ(transportState(), "NO_MEDIA_PRESENT");
 }
 
+TEST_F(UpnpRenderer, BoundsEventsThatWaitForASilentSubscriber) {
+  // GUPnP keeps a subscription that was cancelled before its first event was answered.
+  const EventServer silent;
+  const std::string callback = "http://127.0.0.1:" + std::to_string(silent.port()) + "/";
+  int count = 0;
+  for (; count < 1000; ++count) {
+    const std::string response = subscribe("AVTransport", callback);
+    if (response.find("200 OK") == std::string::npos) break;
+    const auto identifier = response.find("uuid:");
+    const std::string sid =
+        response.substr(identifier, response.find('\r', identifier) - identifier);
+    request(
+        {.method = "UNSUBSCRIBE", .path = "/AVTransport/Event", .headers = "SID: " + sid + "\r\n"});
+  }
+  EXPECT_LT(count, 1000);
+  EXPECT_EQ(transportState(), "NO_MEDIA_PRESENT");
+}
+
 TEST_F(UpnpRenderer, AnswersQueriesOfVariables) {
   const struct {
     const char* service;

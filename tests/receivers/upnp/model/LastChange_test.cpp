@@ -56,6 +56,22 @@ TEST_F(UpnpLastChange, PublishesFiveTimesASecondAtMostAndTheLastValue) {
   EXPECT_THAT(published.back(), HasSubstr("soon")) << "the first change does not wait";
 }
 
+TEST_F(UpnpLastChange, MergesChangesWhileItIsHeld) {
+  changes.set("A", "1");
+  changes.hold(true);
+  clock.advance(seconds(1));
+  changes.set("B", "1");
+  changes.set("A", "2");
+  clock.advance(seconds(1));
+  EXPECT_THAT(published, ElementsAre());
+  changes.hold(false);
+  clock.advance(seconds(1));
+  EXPECT_THAT(published, ElementsAre(HasSubstr("<A val=\"2\"/><B val=\"1\"/>")));
+  changes.hold(true);
+  changes.hold(false);
+  EXPECT_EQ(clock.pending(), 0U) << "nothing has changed";
+}
+
 TEST_F(UpnpLastChange, EscapesValues) {
   changes.set("A", "<a href=\"x\">&'\x01</a>");
   clock.advance(milliseconds(0));
@@ -131,6 +147,9 @@ TEST(UpnpSubscriptions, AreBoundedForAHostAndInAllUntilTheyEnd) {
   EXPECT_EQ(fill("b") + fill("c") + fill("d"), 96);
   EXPECT_EQ(fill("e"), 0);
   subscriptions.remove("a1");
+  subscriptions.hold(true);
+  EXPECT_EQ(fill("e"), 0);
+  subscriptions.hold(false);
   EXPECT_EQ(fill("e"), 1);
   clock.advance(seconds(200));
   subscriptions.note("b33", "b", seconds(300));
