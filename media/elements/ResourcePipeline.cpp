@@ -40,13 +40,14 @@ struct ResourceParts {
   GstElement* decoder = nullptr;
   GstStreamType leftOut{};
   std::atomic<bool> hasStreams = false;  // that play
-  std::mutex filterMutex;                // guards the following
+  std::atomic<bool> isImage = false;
+  std::mutex filterMutex;  // guards the following
   std::set<std::string, std::less<>> leftOutIDs;
   GstRef<GstStreamCollection> unfiltered;
   GstRef<GstStreamCollection> filtered;
   std::vector<SinkTail> tails;
   std::unique_ptr<AccurateSeek> seek;
-  std::optional<GstClockTime> duration;  // as measured
+  std::optional<MediaSpan> span;  // if it was measured
 };
 
 struct ResourcePipeline {
@@ -123,8 +124,8 @@ GstPadProbeReturn changeParserEvent(GstPad*, GstPadProbeInfo* info, gpointer pip
 
 /// Called on a streaming thread while all streams of the parser are blocked.
 void decodeStream(GstElement*, GstPad* stream, gpointer pipeline) {
-  if (!GST_PAD_IS_SRC(stream)) return;
   ResourceParts& parts = partsOf(pipeline);
+  if (!GST_PAD_IS_SRC(stream) || parts.isImage) return;
   const GstRef<GstCaps> caps(gst_pad_get_current_caps(stream));
   if (isLeftOut(parts, caps.get())) {
     const GstRef<gchar> id(gst_pad_get_stream_id(stream));
@@ -139,36 +140,38 @@ void decodeStream(GstElement*, GstPad* stream, gpointer pipeline) {
     return;
   }
   parts.hasStreams = true;
-  GstElement* const decoder = parts.decoder;
   gst_pad_add_probe(stream, GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM, changeParserEvent, pipeline,
                     nullptr);
   parts.seek->watch(stream);
-  GstRef<GstPad> input(gst_element_get_static_pad(decoder, "sink"));
-  if (!gst_pad_is_linked(input.get())) {
-    markEndOfStream(input.get());
-    gst_pad_link_full(stream, input.get(), GST_PAD_LINK_CHECK_NOTHING);
-    return;
-  }
-  input.reset(gst_element_request_pad_simple(decoder, "sink_%u"));
+  GstRef<GstPad> input(gst_element_get_static_pad(parts.decoder, "sink"));
+  const bool isFurther = gst_pad_is_linked(input.get());
+  if (isFurther) input.reset(gst_element_request_pad_simple(parts.decoder, "sink_%u"));
   if (!input) return;
   markEndOfStream(input.get());
   gst_pad_link_full(stream, input.get(), GST_PAD_LINK_CHECK_NOTHING);
-  g_object_set_data_full(G_OBJECT(stream), kInput, input.release(), gst_object_unref);
+  if (isFurther)
+    g_object_set_data_full(G_OBJECT(stream), kInput, input.release(), gst_object_unref);
 }
 
 /// Returns whether parsebin adds an element to a pad. Parsers of streams that are left out may
-/// fail.
-gboolean continueParsing(GstElement*, GstPad* pad, GstCaps* caps, gpointer pipeline) {
+/// fail. An image fails here, because parsebin may hang. libavformat plays motion JPEG.
+gboolean continueParsing(GstElement* parser, GstPad* pad, GstCaps* caps, gpointer pipeline) {
+  ResourceParts& parts = partsOf(pipeline);
   // The pad is a ghost pad that has no parent yet.
   const GstRef<GstPad> target(GST_IS_GHOST_PAD(pad) ? gst_ghost_pad_get_target(GST_GHOST_PAD(pad))
                                                     : nullptr);
   const GstRef<GstElement> owner(target ? gst_pad_get_parent_element(target.get()) : nullptr);
   const std::string_view type = gst_structure_get_name(gst_caps_get_structure(caps, 0));
-  return !owner || !hasClass(owner.get(), "Demux") || !isOfLeftOutType(partsOf(pipeline), type);
+  if (owner && hasClass(owner.get(), "Demux")) return !isOfLeftOutType(parts, type);
+  const bool isFirst = owner && isFromFactory(owner.get(), "typefind");
+  if (!isFirst || !type.starts_with("image/")) return TRUE;
+  parts.isImage = true;
+  GST_ELEMENT_ERROR(parser, STREAM, TYPE_NOT_FOUND, (nullptr), ("an image"));
+  return FALSE;
 }
 
 void failWithoutStreams(GstElement* parser, gpointer pipeline) {
-  if (!partsOf(pipeline).hasStreams)
+  if (!partsOf(pipeline).hasStreams && !partsOf(pipeline).isImage)
     GST_ELEMENT_ERROR(parser, CORE, MISSING_PLUGIN, (nullptr), ("no stream can be decoded"));
 }
 
@@ -184,9 +187,8 @@ void showStream(GstElement*, GstPad* pad, gpointer pipeline) {
   if (!GST_PAD_IS_SRC(pad)) return;
   const GstRef<GstStream> stream(gst_pad_get_stream(pad));
   if (!stream) return;
-  const GstStreamType type = gst_stream_get_stream_type(stream.get());
   for (SinkTail& tail : partsOf(pipeline).tails)
-    if (type & tail.type()) return tail.link(pad);
+    if (gst_stream_get_stream_type(stream.get()) & tail.type()) return tail.link(pad);
 }
 
 /// Starts the source and the parser last. An element whose pads are not active yet would return
@@ -259,16 +261,18 @@ gboolean answerPosition(const ResourceParts& parts, GstQuery* query) {
 
 /// Returns false if the duration was not measured or the query is another one.
 bool answerMeasured(const ResourceParts& parts, GstQuery* query) {
-  if (!parts.duration) return false;
+  if (!parts.span) return false;
   GstFormat format = GST_FORMAT_UNDEFINED;
-  const auto duration = static_cast<gint64>(*parts.duration);
+  const double duration = parts.span->duration;
   if (GST_QUERY_TYPE(query) == GST_QUERY_DURATION) {
     gst_query_parse_duration(query, &format, nullptr);
-    if (format == GST_FORMAT_TIME) gst_query_set_duration(query, format, duration);
+    if (format == GST_FORMAT_TIME)
+      gst_query_set_duration(query, format, static_cast<gint64>(clockTimeOf(duration)));
   } else if (GST_QUERY_TYPE(query) == GST_QUERY_SEEKING) {
     gst_query_parse_seeking(query, &format, nullptr, nullptr, nullptr);
     // The resource can be read at any position, or it could not have been measured.
-    if (format == GST_FORMAT_TIME) gst_query_set_seeking(query, format, TRUE, 0, duration);
+    const auto end = static_cast<gint64>(clockTimeOf(parts.span->seekable.value_or(duration)));
+    if (format == GST_FORMAT_TIME) gst_query_set_seeking(query, format, end > 0, 0, end);
   }
   return format == GST_FORMAT_TIME;
 }
@@ -294,8 +298,8 @@ void handleMessage(GstBin* bin, GstMessage* message) {
   ResourceParts& parts = partsOf(bin);
   const GstMessageType type = GST_MESSAGE_TYPE(message);
   const bool isOfParser = GST_MESSAGE_SRC(message) == GST_OBJECT(parts.parser);
-  if (type == GST_MESSAGE_STREAM_COLLECTION && isOfParser)
-    return gst_message_unref(message);  // only the message of decodebin3 is passed on
+  // Only the message of decodebin3 is passed on.
+  if (type == GST_MESSAGE_STREAM_COLLECTION && isOfParser) return gst_message_unref(message);
   if (type == GST_MESSAGE_STREAMS_SELECTED) {
     noteSelectedVideo(parts, message);
     endUnlinkedTails(parts);
@@ -362,10 +366,9 @@ GstRef<GstElement> makeResourcePipeline(const ResourcePipelineSetup& setup) {
   auto* const bin = GST_BIN(made.get());
   ResourceParts& parts = partsOf(bin);
   parts.leftOut = setup.leftOut;
-  if (setup.span) {
-    parts.duration = clockTimeOf(setup.span->duration);
-    parts.seek->setLead(clockTimeOf(setup.span->lead), clockTimeOf(setup.span->earliest));
-  }
+  parts.span = setup.span;
+  if (parts.span)
+    parts.seek->setLead(clockTimeOf(parts.span->lead), clockTimeOf(parts.span->earliest));
   parts.source = source.get();
   parts.parser = gst_element_factory_make("parsebin", nullptr);
   parts.decoder = gst_element_factory_make("decodebin3", nullptr);

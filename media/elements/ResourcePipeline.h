@@ -4,7 +4,7 @@
 
 #include <gst/gst.h>
 
-#include "media/segments/MediaSpan.h"
+#include "media/durations/MediaSpan.h"
 #include "media/support/GstRef.h"
 
 namespace media {

@@ -63,7 +63,7 @@ BodyFlow ItemOpener::_sniff(bool isWhole) {
     return _takeManifest();
   }
   if (!isWhole && _body.bytes.size() < kContentSniffBytes) return BodyFlow::More;
-  if (!isHTMLOrImage(_body.bytes)) return _beginPlain(isWhole);
+  if (!isHTMLOrImage(_body.bytes, _body.head.field("Content-Type"))) return _beginPlain(isWhole);
   _refusal = mediaError(platform::MediaErrorCode::FormatNotRecognized,
                         "The content is a web page or an image.");
   return BodyFlow::Abort;

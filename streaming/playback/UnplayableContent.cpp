@@ -24,14 +24,10 @@ bool isPage(std::string_view bytes) {
          beginsWith(bytes, "<head") || beginsWith(bytes, "<body");
 }
 
-bool isPicture(std::string_view bytes) {
-  static constexpr std::array pictures = {"\x89PNG\r\n\x1A\n"sv,
-                                          "\xFF\xD8\xFF"sv,
-                                          "GIF87a"sv,
-                                          "GIF89a"sv,
-                                          "BM"sv,
-                                          "II*\0"sv,
-                                          "MM\0*"sv};
+bool isPicture(std::string_view bytes, std::string_view contentType) {
+  if (bytes.starts_with("\xFF\xD8\xFF")) return beginsWith(contentType, "image/");
+  static constexpr std::array pictures = {
+      "\x89PNG\r\n\x1A\n"sv, "GIF87a"sv, "GIF89a"sv, "BM"sv, "II*\0"sv, "MM\0*"sv};
   for (const std::string_view each : pictures) {
     if (!bytes.starts_with(each)) continue;
     // "BM" is short; also check that the reserved fields of a bitmap are 0.
@@ -42,6 +38,8 @@ bool isPicture(std::string_view bytes) {
 
 }  // namespace
 
-bool isHTMLOrImage(std::string_view bytes) { return isPage(bytes) || isPicture(bytes); }
+bool isHTMLOrImage(std::string_view bytes, std::string_view contentType) {
+  return isPage(bytes) || isPicture(bytes, contentType);
+}
 
 }  // namespace streaming

@@ -7,7 +7,8 @@ namespace streaming {
 
 inline constexpr std::size_t kContentSniffBytes = 64;
 
-/// A resource that starts with `bytes` is an HTML page or an image.
-bool isHTMLOrImage(std::string_view bytes);
+/// Returns whether a resource that starts with `bytes` is an HTML page or an image. Motion JPEG
+/// starts like a JPEG image: it is an image if the Content-Type of the response says so.
+bool isHTMLOrImage(std::string_view bytes, std::string_view contentType);
 
 }  // namespace streaming

@@ -39,6 +39,8 @@ std::vector<BadMedia> badMedia() {
   for (int line = 0; line < 1'000'000; ++line) endless << "# a line\n";
   std::ofstream(media.path("page.mp4")) << "<!DOCTYPE html>\n<html><p>Please log in</html>";
   media.url("picture.png", "-map 0 -frames:v 1");
+  media.url("photo.jpg", "-map 0 -frames:v 1");
+  media.url("photo.data", "-map 0 -frames:v 1 -f mjpeg");
   std::ofstream(media.path("itself.m3u8"))
       << "#EXTM3U\n#EXT-X-STREAM-INF:BANDWIDTH=1000000\nitself.m3u8\n";
   return {
@@ -62,6 +64,11 @@ std::vector<BadMedia> badMedia() {
       mediaCase("text", media.url("text.mp4"), MediaErrorCode::FormatNotRecognized),
       mediaCase("a page", media.url("page.mp4"), MediaErrorCode::FormatNotRecognized),
       mediaCase("a picture", media.url("picture.png"), MediaErrorCode::FormatNotRecognized),
+      mediaCase("a photo", media.url("photo.jpg"), MediaErrorCode::FormatNotRecognized),
+      mediaCase("a photo without a type", media.url("photo.data"),
+                MediaErrorCode::FormatNotRecognized),
+      mediaCase("a photo in a file", media.fileURL("photo.jpg"),
+                MediaErrorCode::FormatNotRecognized),
       mediaCase("nothing", media.url("empty.mp4"), MediaErrorCode::FormatNotRecognized),
       mediaCase("truncated", media.url("truncated.mp4"), MediaErrorCode::DecodeFailed),
       mediaCase("truncated file", media.fileURL("truncated.mp4"), MediaErrorCode::DecodeFailed),

@@ -9,7 +9,7 @@
 
 #include <gtest/gtest.h>
 
-#include "media/segments/MediaSpan.h"
+#include "media/durations/MediaSpan.h"
 #include "tests/media/EngineHarness.h"
 #include "tests/media/TestMedia.h"
 
@@ -47,7 +47,28 @@ constexpr MeasuredClip kMeasuredClips[] = {
      "-f lavfi -i anoisesrc=d=2:a=0.4 -filter_complex [1][3]concat=n=2:v=0:a=1 -c:a aac", 5},
     {"tone.ac3", "-map 1 -ar 44100 -c:a ac3"},
     {"tone.eac3", "-map 1 -c:a eac3"},
+    {"unknown.flac", "-map 1 -f flac - >"},
+    {"unindexed.mp4",
+     "-map 0 -map 1 -c:v libx264 -pix_fmt yuv420p -g 25 -bf 0 -c:a aac"
+     " -movflags frag_keyframe+empty_moov+skip_trailer"},
+    {"fragment_a_track.mp4",
+     "-map 0 -map 1 -c:v libx264 -pix_fmt yuv420p -g 25 -bf 0 -c:a aac -frag_duration 500000"
+     " -movflags empty_moov+separate_moof+default_base_moof"},
+    {"live.webm",
+     "-map 0 -map 1 -c:v libvpx -b:v 1M -deadline realtime -g 25 -c:a libopus -live 1"},
+    {"live.mkv", "-map 0 -map 1 -c:v libx264 -pix_fmt yuv420p -g 25 -c:a aac -live 1"},
 };
+
+/// Recordings of 3 s each, longer than what is read of the start and the end.
+constexpr const char* kJoined =
+    "-map 0 -map 1 -vf noise=alls=60:allf=t -c:v mpeg2video -b:v 6M -minrate 6M -maxrate 6M"
+    " -bufsize 2M -c:a mp2 ";
+constexpr const char* kTwice =
+    " - | python3 -c 'import sys; part = sys.stdin.buffer.read();"
+    " sys.stdout.buffer.write(part + part)' >";
+constexpr const char* kThenEarlier =
+    " - | python3 -c 'import sys; part = sys.stdin.buffer.read(); middle = len(part) // 376 * 188;"
+    " sys.stdout.buffer.write(part[middle:] + part[:middle])' >";
 
 class Durations : public testing::TestWithParam<MeasuredClip> {};
 
@@ -95,6 +116,30 @@ std::optional<media::MediaSpan> measuredSpan(const std::vector<std::uint8_t>& by
         return count;
       },
       bytes.size(), limit);
+}
+
+TEST(MediaSpan, AddsJoinedRecordings) {
+  struct Join {
+    const char* name;
+    std::string options;
+    double duration;
+    double seekable;
+  };
+  const Join joins[] = {
+      {"joined.ts", std::string(kJoined) + "-f mpegts" + kTwice, 6, 2},
+      {"joined.mpg", std::string(kJoined) + "-f vob" + kTwice, 6, 2},
+      {"joined_earlier.ts", std::string(kJoined) + "-f mpegts" + kThenEarlier, 3, 0},
+  };
+  for (const Join& each : joins) {
+    SCOPED_TRACE(each.name);
+    TestMedia::shared().url(each.name, each.options);
+    std::ifstream file(TestMedia::shared().path(each.name), std::ios::binary);
+    const auto span =
+        measuredSpan(std::vector<std::uint8_t>{std::istreambuf_iterator<char>(file), {}});
+    ASSERT_TRUE(span);
+    EXPECT_NEAR(span->duration, each.duration, 0.15);
+    EXPECT_NEAR(span->seekable.value_or(span->duration), each.seekable, 0.5);
+  }
 }
 
 TEST(MediaSpan, SurvivesDamageAndRespectsItsLimit) {

@@ -91,6 +91,9 @@ constexpr Format kFormats[] = {
     {"utvideo_pcm.avi", "-map 0 -map 1 -c:v utvideo -pix_fmt gbrp -c:a pcm_s16le"},
     {"ffvhuff_pcm.mkv", "-map 0 -map 1 -c:v ffvhuff -pix_fmt yuv420p -c:a pcm_s16le"},
     {"raw_pcm.mov", "-map 0 -map 1 -c:v rawvideo -pix_fmt uyvy422 -c:a pcm_s16le"},
+    {"h264_flac.nut", "-map 0 -map 1 -c:v libx264 -pix_fmt yuv420p -c:a flac"},
+    {"mpeg2_ac3.wtv", "-map 0 -map 1 -c:v mpeg2video -q:v 2 -c:a ac3"},
+    {"rv20_ac3.rm", "-map 0 -map 1 -s 352x288 -c:v rv20 -q:v 2 -c:a ac3"},
     {"h264_alone.mp4", "-map 0 -c:v libx264 -pix_fmt yuv420p", 1, 0},
     {"tone.mp3", "-map 1 -c:a libmp3lame", 0, 1},
     {"tone.m4a", "-map 1 -c:a aac", 0, 1},
@@ -154,6 +157,11 @@ constexpr Format kFormats[] = {
 
 /// Their demuxers find no duration, or a wrong one.
 constexpr Format kUnindexedFormats[] = {
+    {"no_index.avi",
+     "-map 0 -map 1 -c:v mpeg4 -q:v 2 -c:a libmp3lame -q:a 2 -f avi with_index.avi; python3 -c '"
+     "import sys; film = open(\"with_index.avi\", \"rb\").read();"
+     " sys.stdout.buffer.write(film[:film.rindex(b\"idx1\")])' >"},
+    {"frames.mjpeg", "-map 0 -c:v mjpeg -q:v 2 -pix_fmt yuvj420p", 1, 0},
     {"tone_unknown_length.flac", "-map 1 -f flac - >", 0, 1},
     {"tone_nb.amr",
      "-map 1 -ar 8000 -ac 1 -f wav - | gst-launch-1.0 -q fdsrc ! wavparse ! amrnbenc ! avmux_amr"

@@ -1,5 +1,6 @@
 #include "media/elements/libav/LibavConversion.h"
 
+#include <algorithm>
 #include <string>
 #include <utility>
 
@@ -49,6 +50,24 @@ GstRef<GstBuffer> bufferOfPacket(const AVPacket& packet, const LibavInput::Times
   if ((packet.flags & AV_PKT_FLAG_KEY) == 0)
     GST_BUFFER_FLAG_SET(buffer, GST_BUFFER_FLAG_DELTA_UNIT);
   return made;
+}
+
+void prependParameterSets(GstBuffer& buffer, const AVStream& stream) {
+  const AVCodecParameters& parameters = *stream.codecpar;
+  const bool hasNalUnits =
+      parameters.codec_id == AV_CODEC_ID_H264 || parameters.codec_id == AV_CODEC_ID_HEVC;
+  // An avcC or hvcC box, which begins with its version, is in the caps.
+  if (!hasNalUnits || parameters.extradata_size < 4 || parameters.extradata[0] != 0 ||
+      parameters.extradata[1] != 0)
+    return;
+  const auto size = static_cast<gsize>(parameters.extradata_size);
+  GstMemory* const sets = gst_allocator_alloc(nullptr, size, nullptr);
+  GstMapInfo map;
+  if (gst_memory_map(sets, &map, GST_MAP_WRITE)) {
+    std::copy_n(parameters.extradata, size, map.data);
+    gst_memory_unmap(sets, &map);
+  }
+  gst_buffer_prepend_memory(&buffer, sets);
 }
 
 }  // namespace media

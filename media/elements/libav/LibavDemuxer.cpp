@@ -16,6 +16,7 @@
 #include "media/elements/libav/LibavConversion.h"
 #include "media/elements/libav/LibavDecoder.h"
 #include "media/elements/libav/LibavInput.h"
+#include "media/elements/libav/LibavTypes.h"
 #include "media/support/GstRef.h"
 
 namespace media {
@@ -23,9 +24,6 @@ namespace {
 
 /// A stream that is this far behind the newest packet gets a gap, so that nothing waits for it.
 constexpr GstClockTime kLargestLag = GST_SECOND;
-
-/// kLibavInputCaps, and types whose demuxer in GStreamer reports wrong durations or codecs.
-constexpr const char* kInputTypes = "application/x-vorlane-libav; audio/x-wav";
 
 constexpr const char* kTextPrefix = "subtitle_";
 
@@ -258,8 +256,10 @@ GstFlowReturn pushPacket(DemuxerState& state) {
   }
   GstBuffer* const buffer = bufferOfPacket(packet, times).release();
   if (!buffer) return GST_FLOW_ERROR;
-  if (std::exchange(stream->isDiscontinuous, false))
+  if (std::exchange(stream->isDiscontinuous, false)) {
     GST_BUFFER_FLAG_SET(buffer, GST_BUFFER_FLAG_DISCONT);
+    prependParameterSets(*buffer, *state.input->streams()[static_cast<std::size_t>(stream->index)]);
+  }
   if (GST_CLOCK_TIME_IS_VALID(time)) {
     stream->position = std::max(stream->position, time + times.duration.value_or(0));
     // A text may last long.
@@ -373,7 +373,7 @@ void initialiseDemuxerClass(gpointer type, gpointer) {
   };
   GstElementClass* const element = GST_ELEMENT_CLASS(type);
   element->change_state = changeDemuxerState;
-  const GstRef<GstCaps> input(gst_caps_from_string(kInputTypes));
+  const GstRef<GstCaps> input(gst_caps_from_string(libavInputTypes()));
   gst_element_class_add_pad_template(
       element, gst_pad_template_new("sink", GST_PAD_SINK, GST_PAD_ALWAYS, input.get()));
   for (const char* const name : {"video_%u", "audio_%u", "subtitle_%u"})
@@ -390,6 +390,7 @@ void registerLibavDemuxer() {
       GST_TYPE_ELEMENT, "VorlaneLibavDemuxer", sizeof(LibavDemuxerClass), initialiseDemuxerClass,
       sizeof(LibavDemuxer), createDemuxerState, static_cast<GTypeFlags>(0));
   gst_element_register(nullptr, "vorlanelibavdemux", GST_RANK_PRIMARY + 1, type);
+  registerLibavTypes();
   registerLibavDecoders();
 }
 

@@ -9,6 +9,7 @@
 
 #include <gst/gst.h>
 
+#include "media/durations/MediaSpan.h"
 #include "media/pipeline/CoverArt.h"
 #include "media/pipeline/StreamCatalog.h"
 #include "media/pipeline/playback/Announcements.h"
@@ -29,7 +30,6 @@
 #include "media/pipeline/playback/StreamSelection.h"
 #include "media/pipeline/playback/TextBranch.h"
 #include "media/pipeline/playback/WantedPlayback.h"
-#include "media/segments/MediaSpan.h"
 #include "platform/foundation/Error.h"
 #include "platform/media/MediaTrack.h"
 

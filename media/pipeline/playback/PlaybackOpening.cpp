@@ -8,9 +8,9 @@
 #include <system_error>
 #include <utility>
 
+#include "media/durations/MediaSpan.h"
 #include "media/elements/ResourceSource.h"
 #include "media/pipeline/playback/Playback.h"
-#include "media/segments/MediaSpan.h"
 #include "media/support/MediaErrors.h"
 #include "platform/foundation/queues/WorkerThreads.h"
 
@@ -105,9 +105,8 @@ void Playback::_measure(ReadBytes read, std::uint64_t size, std::uint64_t limit,
     return count;
   };
   const bool isStarted = platform::WorkerThreads::start(
-      [this, readInTime, mayRead, size, limit, makeSource, post = _load.mailbox->poster()] {
-        auto span = measureSpan(readInTime, size, limit);
-        if (!mayRead()) span.reset();
+      [this, readInTime, size, limit, makeSource, post = _load.mailbox->poster()] {
+        const auto span = measureSpan(readInTime, size, limit);
         post([this, makeSource, span] {
           _state.isMeasured = true;
           _state.span = span;

@@ -4,13 +4,13 @@
 
 #include <gst/gst.h>
 
+#include "media/durations/MediaSpan.h"
 #include "media/pipeline/playback/Buffering.h"
 #include "media/pipeline/playback/CurrentMetadata.h"
 #include "media/pipeline/playback/PlaybackParts.h"
 #include "media/pipeline/playback/SoundBranch.h"
 #include "media/pipeline/playback/StreamSelection.h"
 #include "media/pipeline/playback/TextBranch.h"
-#include "media/segments/MediaSpan.h"
 
 namespace media {
 

@@ -13,6 +13,7 @@
 #include <gst/gst.h>
 #include <gtest/gtest.h>
 
+#include "media/elements/ResourceExtension.h"
 #include "media/elements/ResourcePipeline.h"
 #include "media/engine/WarmUp.h"
 #include "media/support/GstRef.h"
@@ -305,6 +306,38 @@ TEST_F(ResourceSourceTest, EndsWithAnErrorOrWhenItIsStopped) {
     gst_element_set_state(stopped.element(), GST_STATE_PLAYING);
     waiting->blocked.wait(false);
     // The destructor must return: the blocked read is cancelled.
+  }
+}
+
+TEST(ResourceExtension, IsThatOfTheFirstBytes) {
+  struct Case {
+    const char* name;
+    const char* options;
+    std::string_view extension;
+  };
+  for (const Case& each : {
+           Case{"clip.mp4", "", ".mp4"},
+           {"tone.m4a", "-map 1 -c:a aac", ".m4a"},
+           {"h264_opus_two.mkv", "-map 0 -map 1 -map 2 -c:v libx264 -pix_fmt yuv420p -c:a libopus",
+            ".mkv"},
+           {"vp8_vorbis.webm",
+            "-map 0 -map 1 -c:v libvpx -b:v 1M -deadline realtime -c:a libvorbis", ".webm"},
+           {"h264_aac.ts", "-map 0 -map 1 -c:v libx264 -pix_fmt yuv420p -g 25 -c:a aac", ".ts"},
+           {"mpeg4_mp3.avi", "-map 0 -map 1 -c:v mpeg4 -q:v 2 -c:a libmp3lame", ".avi"},
+           {"tone.flac", "-map 1", ".flac"},
+           {"tone.opus", "-map 1 -c:a libopus", ".ogg"},
+           {"tone.wav", "-map 1", ".wav"},
+           {"text.mp4", "", ""},
+           {"empty.mp4", "", ""},
+       }) {
+    SCOPED_TRACE(each.name);
+    const std::string_view options = each.options;
+    static_cast<void>(options.empty() ? TestMedia::shared().url(each.name)
+                                      : TestMedia::shared().url(each.name, options));
+    MemoryResource resource(contentOf(TestMedia::shared().path(each.name)));
+    EXPECT_EQ(media::extensionOfResource(resource), each.extension);
+    resource.seekable = false;
+    EXPECT_EQ(media::extensionOfResource(resource), "");
   }
 }
 

@@ -72,6 +72,7 @@ TEST(ItemOpener, DetectsTheContentType) {
       {"a web page", "\n <!DOCTYPE HTML><html>" + std::string(500, ' '), "failed -11828"},
       {"a short web page", "<html></html>", "failed -11828"},
       {"an image", "\x89PNG\r\n\x1A\n" + std::string(500, 'p'), "failed -11828"},
+      {"motion JPEG", "\xFF\xD8\xFF" + std::string(500, 'p'), "plain"},
   };
   for (const OpeningCase& each : cases) {
     for (const double rate : {0.0, 20.0, 2000.0}) {

@@ -4,6 +4,7 @@
 #include <map>
 #include <optional>
 #include <span>
+#include <vector>
 
 namespace media {
 
@@ -27,7 +28,12 @@ struct SystemTimes {
       return stepSize > 0 && lastSize < stepSize ? step * lastSize / stepSize : step;
     }
   };
+  struct Clock {
+    std::size_t offset = 0;  // in the bytes
+    SystemTime time = 0;
+  };
   std::optional<SystemTime> clock;     ///< the first clock reference
+  std::vector<Clock> clocks;           ///< all clock references
   bool hasOneClock = true;             ///< all clock references are of one program
   std::map<unsigned, Stream> streams;  ///< video and audio, by PID or stream ID
 };

@@ -1,4 +1,4 @@
-#include "media/segments/SystemStreams.h"
+#include "media/durations/SystemStreams.h"
 
 #include <algorithm>
 #include <array>
@@ -120,9 +120,11 @@ SystemTimes timesOfTransportStream(SystemBytes bytes, std::size_t packetSize) {
       const std::size_t length = packet[kPayloadAt];
       if (length >= 7 && (packet[kPayloadAt + 1] & 0x10) != 0) {
         const SystemBytes field = packet.subspan(kPayloadAt + 2);
-        if (!times.clock)
-          times.clock = SystemTime{field[0]} << 25 | SystemTime{field[1]} << 17 |
-                        SystemTime{field[2]} << 9 | SystemTime{field[3]} << 1 | field[4] >> 7;
+        const SystemTime clock = SystemTime{field[0]} << 25 | SystemTime{field[1]} << 17 |
+                                 SystemTime{field[2]} << 9 | SystemTime{field[3]} << 1 |
+                                 field[4] >> 7;
+        if (!times.clock) times.clock = clock;
+        times.clocks.push_back({at - packetSize, clock});
         if (clockPID.value_or(pid) != pid) times.hasOneClock = false;
         clockPID = pid;
       }
@@ -154,6 +156,7 @@ SystemTimes timesOfProgramStream(SystemBytes bytes) {
                         (SystemTime{rest[6]} & 3) << 13 | SystemTime{rest[7]} << 5 | rest[8] >> 3
                   : stampOf(rest.subspan(4));
       if (!times.clock) times.clock = clock;
+      times.clocks.push_back({at, clock});
       at += isMPEG2 ? 14 : 12;
       continue;
     }

@@ -1,17 +1,19 @@
-#include "media/segments/MediaSpan.h"
+#include "media/durations/MediaSpan.h"
 
 #include <algorithm>
 #include <array>
 #include <string_view>
-#include <vector>
 
+#include "media/durations/ClockJumps.h"
+#include "media/durations/FlacSpan.h"
+#include "media/durations/FragmentSpan.h"
+#include "media/durations/MatroskaSpan.h"
+#include "media/durations/SpanBytes.h"
+#include "media/durations/SystemStreams.h"
 #include "media/segments/AudioFrames.h"
-#include "media/segments/SystemStreams.h"
 
 namespace media {
 namespace {
-
-using SpanBytes = std::vector<std::uint8_t>;
 
 constexpr std::size_t kHead = std::size_t{1} << 20;
 constexpr std::size_t kTail = std::size_t{1} << 20;
@@ -20,17 +22,13 @@ constexpr double kSystemClock = 90000;
 /// Less is a sign of a clock that was set back.
 constexpr double kLeastBytesPerSecond = 2000;
 constexpr double kLargestLead = 10;
+/// Demuxers may go to the wrong side of a join if they seek to a time near it, in seconds.
+constexpr double kBeforeJoin = 1;
 
 constexpr std::size_t kProbe = std::size_t{16} << 10;
 constexpr std::size_t kChunk = std::size_t{256} << 10;
 constexpr int kProvingFrames = 3;
 constexpr std::size_t kTagHeader = 10;
-
-SpanBytes readSpan(const ReadBytes& read, std::uint64_t offset, std::size_t count) {
-  SpanBytes bytes(count);
-  bytes.resize(read(offset, bytes));
-  return bytes;
-}
 
 SystemTimes systemTimesOf(const SpanBytes& bytes, std::size_t packetSize) {
   return packetSize > 0 ? timesOfTransportStream(bytes, packetSize) : timesOfProgramStream(bytes);
@@ -47,6 +45,19 @@ std::optional<std::int64_t> latestEndOf(const SystemTimes& head, const SystemTim
   return end;
 }
 
+/// Returns whether the bit rate of the whole is near that of the head. Otherwise, recordings may
+/// have been joined, each with a clock of its own.
+bool fitsToRate(const SystemTimes& head, double duration, std::uint64_t size) {
+  constexpr double kTolerance = 1.6;
+  const auto& clocks = head.clocks;
+  const std::int64_t time = systemTimeBetween(clocks.front().time, clocks.back().time);
+  const std::size_t bytes = clocks.back().offset - clocks.front().offset;
+  if (time <= 0 || bytes == 0) return false;
+  const double expected = static_cast<double>(size) / static_cast<double>(bytes) *
+                          static_cast<double>(time) / kSystemClock;
+  return duration > expected / kTolerance && duration < expected * kTolerance;
+}
+
 std::optional<MediaSpan> spanOfSystemStream(const ReadBytes& read, std::uint64_t size,
                                             std::size_t packetSize) {
   const SystemTimes head = systemTimesOf(readSpan(read, 0, kHead), packetSize);
@@ -56,17 +67,28 @@ std::optional<MediaSpan> spanOfSystemStream(const ReadBytes& read, std::uint64_t
     first = std::min(first, systemTimeBetween(*head.clock, stream.first));
   std::optional<std::int64_t> end;
   for (const std::size_t length : {kTail, kLongTail}) {
-    const std::uint64_t count = std::min<std::uint64_t>(length, size);
-    end = latestEndOf(
-        head,
-        systemTimesOf(readSpan(read, size - count, static_cast<std::size_t>(count)), packetSize));
+    end = latestEndOf(head, systemTimesOf(readTail(read, size, length), packetSize));
     if (end) break;
   }
   if (!end) return std::nullopt;
   const double lead = static_cast<double>(first) / kSystemClock;
-  const MediaSpan span{.lead = lead,
-                       .duration = static_cast<double>(*end - first) / kSystemClock,
-                       .earliest = packetSize > 0 ? lead : 0};
+  MediaSpan span{.lead = lead,
+                 .duration = static_cast<double>(*end - first) / kSystemClock,
+                 .earliest = packetSize > 0 ? lead : 0};
+  if (!fitsToRate(head, span.duration, size)) {
+    const auto readTimes = [&](std::uint64_t offset, std::size_t count) {
+      return systemTimesOf(readWholeSpan(read, offset, count), packetSize);
+    };
+    if (const auto jumps = findClockJumps(readTimes, size)) {
+      const double lastClock = span.duration;  // demuxers take it for the end
+      span.duration -= static_cast<double>(jumps->total) / kSystemClock;
+      if (jumps->firstBack) {
+        // The clock is ahead of the pictures by the lead, here and at the start.
+        const double reach = static_cast<double>(*jumps->firstBack) / kSystemClock - kBeforeJoin;
+        span.seekable = reach > 0 && reach < lastClock ? reach : 0;
+      }
+    }
+  }
   const bool isPlausible = span.lead >= 0 && span.lead < kLargestLead && span.duration > 0 &&
                            span.duration * kLeastBytesPerSecond < static_cast<double>(size);
   return isPlausible ? std::optional(span) : std::nullopt;
@@ -151,6 +173,10 @@ std::optional<MediaSpan> measureSpan(const ReadBytes& read, std::uint64_t size,
   const SpanBytes probe = readSpan(read, 0, kProbe);
   const std::size_t packetSize = transportPacketSize(probe);
   if (packetSize > 0 || isProgramStream(probe)) return spanOfSystemStream(read, size, packetSize);
+  auto duration = durationOfFragments(read, size);
+  if (!duration) duration = durationOfMatroska(read, size);
+  if (!duration) duration = durationOfFlac(read, sizeOfID3(probe), size);
+  if (duration) return MediaSpan{.duration = *duration};
   return spanOfRawAudio(read, size, limit, probe);
 }
 
