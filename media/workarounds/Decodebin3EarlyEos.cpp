@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <memory>
 #include <mutex>
+#include <utility>
 #include <vector>
 
 #include "media/support/GstRef.h"
@@ -25,20 +26,20 @@ struct GateInput {
 
   const void* const identity;
   GWeakRef pad;
-  gulong probe = 0;
   bool begun = false;    // the first buffer has arrived
   bool passed = false;   // the first buffer has gone through, or there is none
-  bool waiting = false;  // the EOS event is blocked
+  GstRef<GstEvent> end;  // EOS that is held
 };
 
-/// A pad whose wait is over, and the probe that blocks it.
-struct BlockedPad {
+/// An EOS event that is not held any longer.
+struct ReleasedEnd {
   GstRef<GstPad> pad;
-  gulong probe;
+  GstRef<GstEvent> event;
 };
+using ReleasedEnds = std::vector<ReleasedEnd>;
 
-void unblock(const std::vector<BlockedPad>& waiting) {
-  for (const BlockedPad& each : waiting) gst_pad_remove_probe(each.pad.get(), each.probe);
+void sendEnds(ReleasedEnds& released) {
+  for (ReleasedEnd& each : released) gst_pad_send_event(each.pad.get(), each.event.release());
 }
 
 class EosGate {
@@ -47,43 +48,39 @@ class EosGate {
     const std::lock_guard lock(_mutex);
     return _inputs.emplace_back(std::make_shared<GateInput>(pad));
   }
-  void remove(GstPad* pad) {
-    std::vector<BlockedPad> released;
-    {
-      const std::lock_guard lock(_mutex);
-      std::erase_if(_inputs, [&](const auto& input) { return input->identity == pad; });
-      released = _takeReleased();
-    }
-    unblock(released);
-  }
-  void setProbe(GateInput& input, gulong probe) {
+  ReleasedEnds remove(GstPad* pad) {
     const std::lock_guard lock(_mutex);
-    input.probe = probe;
+    std::erase_if(_inputs, [&](const auto& input) { return input->identity == pad; });
+    return _takeReleased();
   }
 
   GstPadProbeReturn handle(GateInput& input, const GstPadProbeInfo& info) {
-    const bool isBuffer = info.type & (GST_PAD_PROBE_TYPE_BUFFER | GST_PAD_PROBE_TYPE_BUFFER_LIST);
     // A parser within decodebin3 pulls from the pad. The probe then has no event, and no EOS
     // passes.
     const bool isPulled = info.type & GST_PAD_PROBE_TYPE_PULL;
-    const bool isEnd =
-        !isBuffer && !isPulled && GST_EVENT_TYPE(GST_PAD_PROBE_INFO_EVENT(&info)) == GST_EVENT_EOS;
-    std::vector<BlockedPad> released;
-    bool open = false;
-    bool passed = false;
+    const bool isBuffer = info.type & (GST_PAD_PROBE_TYPE_BUFFER | GST_PAD_PROBE_TYPE_BUFFER_LIST);
+    GstEvent* const event = isBuffer || isPulled ? nullptr : GST_PAD_PROBE_INFO_EVENT(&info);
+    const GstEventType type = event ? GST_EVENT_TYPE(event) : GST_EVENT_UNKNOWN;
+    ReleasedEnds released;
+    GstPadProbeReturn result = GST_PAD_PROBE_OK;
     {
       const std::lock_guard lock(_mutex);
+      if (type == GST_EVENT_FLUSH_STOP || type == GST_EVENT_STREAM_START) input.end.reset();
+      if ((info.type & GST_PAD_PROBE_TYPE_EVENT_FLUSH) != 0) return GST_PAD_PROBE_OK;
+      const bool isEnd = type == GST_EVENT_EOS;
       input.passed = input.passed || input.begun || isEnd || isPulled;
       input.begun = input.begun || isBuffer;
-      input.waiting = false;
       released = _takeReleased();
-      open = _othersHavePassed(input);
-      passed = input.passed;
-      input.waiting = isEnd && !open;
+      const bool open = _othersHavePassed(input);
+      if (isEnd && !open) {
+        input.end.reset(gst_event_ref(event));
+        result = GST_PAD_PROBE_DROP;
+      } else if (open && input.passed) {
+        result = GST_PAD_PROBE_REMOVE;
+      }
     }
-    unblock(released);
-    if (isEnd && !open) return GST_PAD_PROBE_OK;  // blocks
-    return open && passed ? GST_PAD_PROBE_REMOVE : GST_PAD_PROBE_PASS;
+    sendEnds(released);
+    return result;
   }
 
  private:
@@ -92,13 +89,13 @@ class EosGate {
       return other.get() == &input || other->passed || other->isUnused();
     });
   }
-  std::vector<BlockedPad> _takeReleased() {
-    std::vector<BlockedPad> released;
+  ReleasedEnds _takeReleased() {
+    ReleasedEnds released;
     for (const auto& each : _inputs) {
-      if (!each->waiting || !_othersHavePassed(*each)) continue;
-      each->waiting = false;
+      if (!each->end || !_othersHavePassed(*each)) continue;
+      GstRef<GstEvent> end = std::move(each->end);
       if (auto* const pad = static_cast<GstPad*>(g_weak_ref_get(&each->pad)))
-        released.push_back({GstRef<GstPad>(pad), each->probe});
+        released.push_back({GstRef<GstPad>(pad), std::move(end)});
     }
     return released;
   }
@@ -121,20 +118,25 @@ GstPadProbeReturn handleItem(GstPad*, GstPadProbeInfo* info, gpointer data) {
 
 void gatePad(GstPad* pad, const GatePointer& gate) {
   if (!GST_PAD_IS_SINK(pad)) return;
-  auto* const watch = new GateWatch{gate, gate->add(pad)};
-  const auto input = watch->input;
-  const gulong probe =
-      gst_pad_add_probe(pad, GST_PAD_PROBE_TYPE_BLOCK_DOWNSTREAM, handleItem, watch,
-                        [](gpointer data) { delete static_cast<GateWatch*>(data); });
-  gate->setProbe(*input, probe);
+  gst_pad_add_probe(pad,
+                    static_cast<GstPadProbeType>(GST_PAD_PROBE_TYPE_DATA_DOWNSTREAM |
+                                                 GST_PAD_PROBE_TYPE_EVENT_FLUSH),
+                    handleItem, new GateWatch{gate, gate->add(pad)},
+                    [](gpointer data) { delete static_cast<GateWatch*>(data); });
 }
 
 void gateAddedPad(GstElement*, GstPad* pad, gpointer gate) {
   gatePad(pad, *static_cast<GatePointer*>(gate));
 }
 
-void forgetRemovedPad(GstElement*, GstPad* pad, gpointer gate) {
-  (*static_cast<GatePointer*>(gate))->remove(pad);
+/// Sends events on another thread: this one may hold locks of the element.
+void forgetRemovedPad(GstElement* element, GstPad* pad, gpointer gate) {
+  auto released = (*static_cast<GatePointer*>(gate))->remove(pad);
+  if (released.empty()) return;
+  gst_element_call_async(
+      element, [](GstElement*, gpointer ends) { sendEnds(*static_cast<ReleasedEnds*>(ends)); },
+      new ReleasedEnds(std::move(released)),
+      [](gpointer ends) { delete static_cast<ReleasedEnds*>(ends); });
 }
 
 }  // namespace

@@ -14,9 +14,10 @@ namespace media {
 ///   machine.
 /// Delete it when decodebin3 keeps such a stream.
 ///
-/// How: an EOS event is blocked at its pad until each other pad has received its second item, which
-/// proves that the first one was handled, or has ended. Flushing or stopping the pipeline ends the
-/// wait, as for every blocked pad.
+/// How: an EOS event is kept until each other pad has received its second item, which proves that
+/// the first one was handled, or has ended. Then it is sent on that pad's thread. Blocking the
+/// thread that brings EOS is no solution: it may be the thread that feeds the other pads. A flush
+/// drops the event.
 void installDecodebin3EarlyEos(GstElement* pipeline);
 
 /// Applies it to all sink pads of `element`, including later ones.

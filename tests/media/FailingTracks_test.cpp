@@ -94,6 +94,17 @@ constexpr Garbage kGarbage[] = {
      "-c:v libx265 -x265-params log-level=error -tag:v hvc1 -pix_fmt yuv420p -c:a aac -f mp4"},
     {"vp9_webm", "-c:v libvpx-vp9 -b:v 1M -deadline realtime -cpu-used 8 -c:a libopus -f webm"},
     {"mpeg4_avi", "-c:v mpeg4 -c:a libmp3lame -f avi"},
+    // ffmpeg writes no garbage into transport streams: what follows the PES headers is changed.
+    {"h264_ts", R"(-bsf:v null -c:v libx264 -pix_fmt yuv420p -c:a aac -f mpegts - | python3 -c '
+import random, sys
+stream = bytearray(sys.stdin.buffer.read())
+for at in range(0, len(stream), 188):
+    if stream[at + 1] & 31 == 1 and stream[at + 2] == 0:
+        adaptation = 1 + stream[at + 4] if stream[at + 3] & 32 else 0
+        start = at + 4 + adaptation + (19 if stream[at + 1] & 64 else 0)
+        count = max(0, at + 188 - start)
+        stream[at + 188 - count:at + 188] = random.Random(at).randbytes(count)
+sys.stdout.buffer.write(stream)' >)"},
 };
 
 class GarbageVideo : public testing::TestWithParam<Garbage> {};
@@ -161,6 +172,39 @@ TEST(FailingTracksAlone, AreSearchedBehindRubbish) {
   ASSERT_TRUE(harness.waitUntil([&] { return harness.count("end") > 0 || harness.error(); }));
   EXPECT_FALSE(harness.error());
   EXPECT_EQ(harness.count("play 1"), 1);
+}
+
+/// Ends each track of an FLV after a few packets: from tag `damaged` on, the demuxer finds no tags.
+std::string damagedFlv(std::size_t damaged) {
+  const TestMedia& media = TestMedia::shared();
+  const char* const clip = "damaged_tags.flv";
+  media.url(clip, "-map 0 -map 1 -c:v libx264 -pix_fmt yuv420p -c:a aac");
+  std::ifstream in(media.path(clip), std::ios::binary);
+  std::string bytes{std::istreambuf_iterator<char>(in), {}};
+  constexpr std::size_t kHeader = 13;
+  constexpr std::size_t kTag = 15;  // its header, and its size once more behind it
+  const auto byteAt = [&](std::size_t at) -> std::size_t {
+    return static_cast<unsigned char>(bytes.at(at));
+  };
+  std::size_t at = kHeader;
+  for (std::size_t tag = 0; tag < damaged; ++tag)
+    at += kTag + (byteAt(at + 1) << 16U | byteAt(at + 2) << 8U | byteAt(at + 3));
+  bytes.replace(at, 4, "\x3d\xff\xff\xff");
+  const std::string name = "damaged_tag_" + std::to_string(damaged) + ".flv";
+  std::ofstream(media.path(name), std::ios::binary) << bytes;
+  return media.url(name);
+}
+
+/// The tracks of these files have none, one or two packets.
+TEST(FailingTracksAlone, EndSoonAfterADamagedTag) {
+  EngineHarness harness;
+  for (std::size_t damaged = 4; damaged < 8; ++damaged) {
+    SCOPED_TRACE(damaged);
+    harness.load(damagedFlv(damaged));
+    EXPECT_TRUE(harness.waitUntil([&] { return harness.count("end") > 0 || harness.error(); },
+                                  std::chrono::seconds(10)))
+        << "earlier than the time-out";
+  }
 }
 
 }  // namespace
