@@ -18,6 +18,7 @@ void SinkProgress::watch(GstElement* element) {
 GstPadProbeReturn SinkProgress::_onData(GstPad*, GstPadProbeInfo* info, gpointer self) {
   auto& me = *static_cast<SinkProgress*>(self);
   if ((info->type & GST_PAD_PROBE_TYPE_BUFFER) != 0) {
+    ++me._itemCount;
     me._take(GST_PAD_PROBE_INFO_BUFFER(info));
     return GST_PAD_PROBE_OK;
   }
@@ -32,6 +33,10 @@ GstPadProbeReturn SinkProgress::_onData(GstPad*, GstPadProbeInfo* info, gpointer
       break;
     case GST_EVENT_EOS:
       me._hasEnded = true;
+      ++me._itemCount;
+      break;
+    case GST_EVENT_GAP:
+      ++me._itemCount;
       break;
     default:
       break;

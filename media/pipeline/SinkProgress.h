@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 
 #include <gst/gst.h>
 
@@ -20,6 +21,8 @@ class SinkProgress {
   /// Seconds; negative if no buffer has arrived since the start or the last flush.
   double end() const { return _end; }
   bool hasEnded() const { return _hasEnded; }
+  /// Counts buffers, gaps and ends.
+  std::uint64_t itemCount() const { return _itemCount; }
 
  private:
   static GstPadProbeReturn _onData(GstPad* pad, GstPadProbeInfo* info, gpointer self);
@@ -27,6 +30,7 @@ class SinkProgress {
 
   std::atomic<double> _end = -1;
   std::atomic<bool> _hasEnded = false;
+  std::atomic<std::uint64_t> _itemCount = 0;
   GstSegment _segment;  // streaming thread only
 };
 

@@ -17,6 +17,9 @@ constexpr auto kRefillTime = std::chrono::milliseconds(300);
 constexpr double kRefillSeconds = 2;
 constexpr double kUnknownBitrate = 4e6;
 
+/// Playback without new data for this time is checked. Pictures may be further apart.
+constexpr auto kDataCheckInterval = std::chrono::seconds(15);
+
 }  // namespace
 
 void Buffering::watch(const PlayerElements& elements) {
@@ -41,6 +44,30 @@ void Buffering::noteSeek() {
 void Buffering::stop() {
   _underrunCheckAt.reset();
   _refilledAt.reset();
+  _dataCheckAt.reset();
+}
+
+void Buffering::watchData(bool expectsData) {
+  if (!expectsData) return _dataCheckAt.reset();
+  if (_dataCheckAt) return;
+  _dataCheckAt = _load.clock.now() + kDataCheckInterval;
+  _itemsBeforeCheck = _itemCount();
+}
+
+bool Buffering::checkForLostData() {
+  _dataCheckAt.reset();
+  const auto& item = _load.setup.item;
+  // Transfers have time-outs of their own.
+  if (_itemCount() != _itemsBeforeCheck || _state.waits || (item && item->isBusy())) return false;
+  if (!_state.timeRuns) return true;
+  const double position = _player.position();
+  const auto hasData = [this, position](const SinkProgress& sink, GstStreamType type) {
+    return _catalog.plays(type) && sink.end() > position;
+  };
+  // Backwards, the position passes all data and stays at the start.
+  if (_state.rate < 0) return position <= 0;
+  return !hasData(_videoProgress, GST_STREAM_TYPE_VIDEO) &&
+         !hasData(_soundProgress, GST_STREAM_TYPE_AUDIO);
 }
 
 /// On slow networks waits begin and end all the time: at least one check is due after each of them.

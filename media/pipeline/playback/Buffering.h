@@ -32,19 +32,28 @@ class Buffering {
   /// The demuxer begins or ends waiting for bytes.
   void noteWaiting(bool waits);
   void noteTimeChange() { _scheduleUnderrunCheck(); }
+  /// `expectsData`: the player runs and has not reached the end.
+  void watchData(bool expectsData);
   /// A seek begins: earlier buffering state is void.
   void noteSeek();
   void stop();
 
   std::optional<platform::TimePoint> underrunCheckAt() const { return _underrunCheckAt; }
   std::optional<platform::TimePoint> refilledAt() const { return _refilledAt; }
+  std::optional<platform::TimePoint> dataCheckAt() const { return _dataCheckAt; }
   // Call these when the time above is reached.
   void checkForUnderrun();
   void handleRefill();
+  /// Returns whether the demuxer outputs neither data nor an end, although nothing is missing that
+  /// it could wait for.
+  bool checkForLostData();
 
  private:
   void _scheduleUnderrunCheck();
   bool _hasUnderrun(const SinkProgress& sink, GstStreamType type, double position) const;
+  std::uint64_t _itemCount() const {
+    return _videoProgress.itemCount() + _soundProgress.itemCount();
+  }
   void _stall();
   void _publish();
 
@@ -60,6 +69,8 @@ class Buffering {
   std::optional<platform::TimePoint>
       _underrunCheckAt;                            // when to check for an underrun of the sinks
   std::optional<platform::TimePoint> _refilledAt;  // when the queues count as filled
+  std::optional<platform::TimePoint> _dataCheckAt;
+  std::uint64_t _itemsBeforeCheck = 0;  // items of the sinks when the check was scheduled
 };
 
 }  // namespace media

@@ -96,9 +96,10 @@ void Playback::run() {
 
 GstClockTime Playback::_untilDeadline() const {
   std::optional<platform::TimePoint> until;
-  for (const auto& each : {_progressTimeout.deadline(), _progressTimeout.failureCheckAt(),
-                           _scrubbing.stepAt(), _buffering.underrunCheckAt(),
-                           _buffering.refilledAt(), _sound.searchAt(), _metadata.updateAt()})
+  for (const auto& each :
+       {_progressTimeout.deadline(), _progressTimeout.failureCheckAt(), _scrubbing.stepAt(),
+        _buffering.underrunCheckAt(), _buffering.refilledAt(), _buffering.dataCheckAt(),
+        _sound.searchAt(), _metadata.updateAt()})
     if (each && (!until || *each < *until)) until = each;
   if (!until) return GST_CLOCK_TIME_NONE;
   const auto left = *until - _load.clock.now();
@@ -111,6 +112,9 @@ void Playback::_loop() {
     if (_state.closing) return;
     _reconcile();
     _updateMetadata();
+    _buffering.watchData(_state.ready && !_state.failed && !_state.atEnd && !_state.seeking &&
+                         !_state.scrubbing && !_selection.isUnderWay() &&
+                         _player.requested() == GST_STATE_PLAYING);
     // Without a deadline there is no time-out: every command is accompanied by a message.
     const GstRef<GstMessage> message(gst_bus_timed_pop(_elements.bus.get(), _untilDeadline()));
     if (message)

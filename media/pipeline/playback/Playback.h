@@ -106,6 +106,7 @@ class Playback {
   void _handleEnd();
   void _handleDeadline();
   void _checkForLostError();
+  void _handleLostData();
   void _handleTimeout();
   /// Returns the failure of the network or the sender, if that is why no data arrives.
   std::optional<platform::Error> _itemFailure() const;

@@ -16,6 +16,8 @@ namespace {
 
 /// Reverse playback that ends more than this before its limit, in seconds, has failed.
 constexpr double kReverseEnd = 1;
+/// An item whose demuxer does not report the end ends this before its duration, in seconds.
+constexpr double kLostEnd = 1;
 
 }  // namespace
 
@@ -192,6 +194,8 @@ void Playback::_handleDeadline() {
     _buffering.checkForUnderrun();
   } else if (isDue(_buffering.refilledAt())) {
     _buffering.handleRefill();
+  } else if (isDue(_buffering.dataCheckAt())) {
+    if (_buffering.checkForLostData()) _handleLostData();
   } else if (isDue(_sound.searchAt())) {
     _sound.search();
   } else if (isDue(_progressTimeout.failureCheckAt())) {
@@ -205,6 +209,16 @@ void Playback::_checkForLostError() {
   _progressTimeout.clearFailureCheck();
   if (!_state.failed && !_state.prerolled && !_state.knowsStreams && _elements.player &&
       Workarounds::shared().hasLostError(_elements.player.get()))
+    _failUnlessHandled(noProgressError());
+}
+
+void Playback::_handleLostData() {
+  const double duration = _load.facts.newest().duration;
+  const bool isOver = _state.timeRuns && duration > 0 &&
+                      (_state.rate < 0 || _player.position() > duration - kLostEnd);
+  if (isOver)
+    _handleEnd();
+  else
     _failUnlessHandled(noProgressError());
 }
 
