@@ -69,6 +69,15 @@ std::uint64_t PieceInput::_lengthOf(const Part& part) const {
   return size - std::min(size, part.skip);
 }
 
+/// Takes bytes at the current position.
+bool PieceInput::_isAccepted(std::span<const std::uint8_t> bytes) {
+  const Part& part = _parts[_current];
+  if (!_movieCheck || _movieCheck->accepts(_position, bytes, part.start + _lengthOf(part)))
+    return true;
+  _hasFailed = true;
+  return false;
+}
+
 int PieceInput::_read(std::span<std::uint8_t> into) {
   if (!_gate || _parts.empty()) return AVERROR_EOF;
   while (true) {
@@ -77,6 +86,7 @@ int PieceInput::_read(std::span<std::uint8_t> into) {
     const std::size_t got =
         part.bytes->read(part.skip + within, std::as_writable_bytes(into), *_gate);
     if (got > 0) {
+      if (!_isAccepted(into.first(got))) return AVERROR_INVALIDDATA;
       const std::uint64_t end = _position + got;
       if (_tap && _current >= _tapIndex && end > _tappedTo) {
         const std::uint64_t fresh = std::min<std::uint64_t>(end - _tappedTo, got);

@@ -4,8 +4,10 @@
 #include <deque>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <span>
 
+#include "media/segments/MovieCheck.h"
 #include "streaming/playback/SegmentBytes.h"
 
 struct AVIOContext;
@@ -29,6 +31,8 @@ class PieceInput {
   void setTap(std::size_t index, std::function<void(std::span<const std::uint8_t>)> tap);
   /// Lets libavformat seek. All parts have to be readable at any position.
   void setSeekable();
+  /// The parts are an MP4, which is checked. Reading fails once it is rejected.
+  void checkMovie() { _movieCheck.emplace(); }
 
   AVIOContext* context() { return _context; }
   /// Sets the gate of later reads; it has to outlive them.
@@ -44,6 +48,7 @@ class PieceInput {
     std::uint64_t start = 0;
   };
   int _read(std::span<std::uint8_t> into);
+  bool _isAccepted(std::span<const std::uint8_t> bytes);
   std::int64_t _seek(std::int64_t offset, int whence);
   std::uint64_t _lengthOf(const Part& part) const;
 
@@ -53,6 +58,7 @@ class PieceInput {
   std::size_t _current = 0;
   std::uint64_t _position = 0;
   bool _hasFailed = false;
+  std::optional<MovieCheck> _movieCheck;
   std::function<bool()> _more;
   std::size_t _tapIndex = 0;
   std::uint64_t _tappedTo = 0;

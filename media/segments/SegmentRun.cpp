@@ -82,6 +82,7 @@ std::unique_ptr<SegmentRun> SegmentRun::open(const TrackPiece& piece, Setup setu
   }
   if (format == ContainerFormat::TransportStream && setup.wantsTags && !self->_seekTarget)
     self->_collectTags();
+  if (format == ContainerFormat::MP4) self->_input.checkMovie();
   if (format == ContainerFormat::TransportStream)
     self->_input.setMoreHandler(std::move(setup.more));
   self->_container = MediaContainer::open(self->_input, *format);

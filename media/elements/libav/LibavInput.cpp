@@ -124,6 +124,7 @@ int LibavInput::_readBytes(std::span<std::uint8_t> into) {
     return AVERROR_EXIT;
   }
   if (*count == 0) return AVERROR_EOF;
+  if (!_movieCheck.accepts(_offset, into.first(*count), _source.size)) return AVERROR_INVALIDDATA;
   _offset += *count;
   _readLimit -= std::min<std::uint64_t>(_readLimit, *count);
   _bytesRead += *count;

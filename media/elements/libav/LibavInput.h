@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "media/segments/MediaContainer.h"
+#include "media/segments/MovieCheck.h"
 
 namespace media {
 
@@ -73,6 +74,7 @@ class LibavInput {
 
   Source _source;
   std::uint64_t _offset = 0;
+  MovieCheck _movieCheck;
   std::uint64_t _readLimit = 0;  // bytes that the current call may read
   bool _hasStopped = false;
   std::uint64_t _seekTime = 0;

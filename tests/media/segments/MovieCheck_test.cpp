@@ -1,0 +1,87 @@
+#include "media/segments/MovieCheck.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <ostream>
+#include <string>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using media::MovieCheck;
+
+std::string number(std::uint32_t value) {
+  std::string bytes;
+  for (const unsigned shift : {24U, 16U, 8U, 0U})
+    bytes.push_back(static_cast<char>(value >> shift & 0xffU));
+  return bytes;
+}
+std::string box(const char* type, const std::string& content, std::uint32_t missing = 0) {
+  return number(static_cast<std::uint32_t>(content.size() + 8) + missing) + type + content;
+}
+std::string track(const std::string& content) { return box("trak", content); }
+std::string trackHeader(std::uint32_t id) {
+  return box("tkhd", number(0) + number(0) + number(0) + number(id) + std::string(68, '\0'));
+}
+std::string sizeTable(std::uint32_t count) {
+  return box("mdia", box("minf", box("stbl", box("stsz", number(0) + number(1) + number(count)))));
+}
+/// The flags say that samples have no values of their own.
+std::string run(std::uint32_t count) { return box("trun", number(0) + number(count)); }
+std::string fragment(const std::string& runs) { return box("moof", box("traf", runs)); }
+
+const std::string kMovie = box("ftyp", "iso5") + box("moov", track(trackHeader(1)));
+
+struct CheckedMovie {
+  const char* name;
+  std::string bytes;
+  bool isAccepted;
+};
+void PrintTo(const CheckedMovie& movie, std::ostream* out) { *out << movie.name; }
+
+const CheckedMovie kCheckedMovies[] = {
+    {"fragments", kMovie + fragment(run(9)) + box("mdat", "123456789"), true},
+    {"other_format", std::string("\x1a\x45\xdf\xa3") + "trun" + number(0) + number(0xffffffff),
+     true},
+    {"letters_in_data", kMovie + box("mdat", run(0xffffffff)), true},
+    {"samples_of_a_run", kMovie + fragment(run(0xffffffff)), false},
+    {"samples_of_many_runs", kMovie + fragment(run(40'000) + run(40'000)), false},
+    {"samples_behind_an_empty_run", kMovie + fragment(box("trun", "") + run(0xffffff00)), false},
+    {"samples_behind_a_box_that_is_too_long",
+     kMovie + fragment(box("tfhd", "", 5000)) + fragment(run(0xffffffff)), false},
+    {"samples_of_a_movie", box("moov", track(trackHeader(1) + sizeTable(0xfffffff))), false},
+    {"no_track_number", box("moov", track("")) + fragment(run(1)), false},
+    {"negative_track_number", box("moov", track(trackHeader(0xffffffff))) + fragment(run(1)),
+     false},
+    {"one_track_without_number",
+     box("moov", track("") + track(trackHeader(1) + trackHeader(2))) + fragment(run(1)), false},
+    {"no_track_number_and_no_fragments", box("moov", track("")) + box("mdat", "1"), true},
+};
+
+class CheckedMovies : public testing::TestWithParam<CheckedMovie> {};
+
+TEST_P(CheckedMovies, AreAcceptedOrRejectedHoweverTheirBytesArrive) {
+  const std::string& bytes = GetParam().bytes;
+  const auto* const begin = reinterpret_cast<const std::uint8_t*>(bytes.data());
+  for (const std::size_t step : {std::size_t{1}, std::size_t{7}, bytes.size()}) {
+    MovieCheck check;
+    bool isAccepted = true;
+    for (std::size_t at = 0; at < bytes.size(); at += step)
+      isAccepted = check.accepts(at, {begin + at, std::min(step, bytes.size() - at)}, bytes.size());
+    EXPECT_EQ(isAccepted, GetParam().isAccepted) << step;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(All, CheckedMovies, testing::ValuesIn(kCheckedMovies),
+                         [](const auto& movie) { return std::string(movie.param.name); });
+
+TEST(MovieCheck, ContinuesWithABoxAfterASeek) {
+  const std::string runs = fragment(run(0xffffffff));
+  const std::span bytes(reinterpret_cast<const std::uint8_t*>(runs.data()), runs.size());
+  MovieCheck check;
+  EXPECT_TRUE(check.accepts(4000, bytes.subspan(4), 5000)) << "in the data of a box";
+  EXPECT_FALSE(check.accepts(1000, bytes, 5000));
+}
+
+}  // namespace
