@@ -11,27 +11,34 @@ namespace {
 
 using media::MovieCheck;
 
-std::string number(std::uint32_t value) {
+std::string bigEndian(std::uint32_t value) {
   std::string bytes;
   for (const unsigned shift : {24U, 16U, 8U, 0U})
     bytes.push_back(static_cast<char>(value >> shift & 0xffU));
   return bytes;
 }
-std::string box(const char* type, const std::string& content, std::uint32_t missing = 0) {
-  return number(static_cast<std::uint32_t>(content.size() + 8) + missing) + type + content;
+std::string movieBox(const char* type, const std::string& content, std::uint32_t missing = 0) {
+  return bigEndian(static_cast<std::uint32_t>(content.size() + 8) + missing) + type + content;
 }
-std::string track(const std::string& content) { return box("trak", content); }
+std::string movieTrack(const std::string& content) { return movieBox("trak", content); }
 std::string trackHeader(std::uint32_t id) {
-  return box("tkhd", number(0) + number(0) + number(0) + number(id) + std::string(68, '\0'));
+  return movieBox(
+      "tkhd", bigEndian(0) + bigEndian(0) + bigEndian(0) + bigEndian(id) + std::string(68, '\0'));
 }
 std::string sizeTable(std::uint32_t count) {
-  return box("mdia", box("minf", box("stbl", box("stsz", number(0) + number(1) + number(count)))));
+  return movieBox("mdia",
+                  movieBox("minf", movieBox("stbl", movieBox("stsz", bigEndian(0) + bigEndian(1) +
+                                                                         bigEndian(count)))));
 }
 /// The flags say that samples have no values of their own.
-std::string run(std::uint32_t count) { return box("trun", number(0) + number(count)); }
-std::string fragment(const std::string& runs) { return box("moof", box("traf", runs)); }
+std::string sampleRun(std::uint32_t count) {
+  return movieBox("trun", bigEndian(0) + bigEndian(count));
+}
+std::string movieFragment(const std::string& runs) {
+  return movieBox("moof", movieBox("traf", runs));
+}
 
-const std::string kMovie = box("ftyp", "iso5") + box("moov", track(trackHeader(1)));
+const std::string kMovie = movieBox("ftyp", "iso5") + movieBox("moov", movieTrack(trackHeader(1)));
 
 struct CheckedMovie {
   const char* name;
@@ -41,22 +48,28 @@ struct CheckedMovie {
 void PrintTo(const CheckedMovie& movie, std::ostream* out) { *out << movie.name; }
 
 const CheckedMovie kCheckedMovies[] = {
-    {"fragments", kMovie + fragment(run(9)) + box("mdat", "123456789"), true},
-    {"other_format", std::string("\x1a\x45\xdf\xa3") + "trun" + number(0) + number(0xffffffff),
-     true},
-    {"letters_in_data", kMovie + box("mdat", run(0xffffffff)), true},
-    {"samples_of_a_run", kMovie + fragment(run(0xffffffff)), false},
-    {"samples_of_many_runs", kMovie + fragment(run(40'000) + run(40'000)), false},
-    {"samples_behind_an_empty_run", kMovie + fragment(box("trun", "") + run(0xffffff00)), false},
+    {"fragments", kMovie + movieFragment(sampleRun(9)) + movieBox("mdat", "123456789"), true},
+    {"other_format",
+     std::string("\x1a\x45\xdf\xa3") + "trun" + bigEndian(0) + bigEndian(0xffffffff), true},
+    {"letters_in_data", kMovie + movieBox("mdat", sampleRun(0xffffffff)), true},
+    {"samples_of_a_run", kMovie + movieFragment(sampleRun(0xffffffff)), false},
+    {"samples_of_many_runs", kMovie + movieFragment(sampleRun(40'000) + sampleRun(40'000)), false},
+    {"samples_behind_an_empty_run",
+     kMovie + movieFragment(movieBox("trun", "") + sampleRun(0xffffff00)), false},
     {"samples_behind_a_box_that_is_too_long",
-     kMovie + fragment(box("tfhd", "", 5000)) + fragment(run(0xffffffff)), false},
-    {"samples_of_a_movie", box("moov", track(trackHeader(1) + sizeTable(0xfffffff))), false},
-    {"no_track_number", box("moov", track("")) + fragment(run(1)), false},
-    {"negative_track_number", box("moov", track(trackHeader(0xffffffff))) + fragment(run(1)),
+     kMovie + movieFragment(movieBox("tfhd", "", 5000)) + movieFragment(sampleRun(0xffffffff)),
      false},
+    {"samples_of_a_movie", movieBox("moov", movieTrack(trackHeader(1) + sizeTable(0xfffffff))),
+     false},
+    {"no_track_number", movieBox("moov", movieTrack("")) + movieFragment(sampleRun(1)), false},
+    {"negative_track_number",
+     movieBox("moov", movieTrack(trackHeader(0xffffffff))) + movieFragment(sampleRun(1)), false},
     {"one_track_without_number",
-     box("moov", track("") + track(trackHeader(1) + trackHeader(2))) + fragment(run(1)), false},
-    {"no_track_number_and_no_fragments", box("moov", track("")) + box("mdat", "1"), true},
+     movieBox("moov", movieTrack("") + movieTrack(trackHeader(1) + trackHeader(2))) +
+         movieFragment(sampleRun(1)),
+     false},
+    {"no_track_number_and_no_fragments", movieBox("moov", movieTrack("")) + movieBox("mdat", "1"),
+     true},
 };
 
 class CheckedMovies : public testing::TestWithParam<CheckedMovie> {};
@@ -77,7 +90,7 @@ INSTANTIATE_TEST_SUITE_P(All, CheckedMovies, testing::ValuesIn(kCheckedMovies),
                          [](const auto& movie) { return std::string(movie.param.name); });
 
 TEST(MovieCheck, ContinuesWithABoxAfterASeek) {
-  const std::string runs = fragment(run(0xffffffff));
+  const std::string runs = movieFragment(sampleRun(0xffffffff));
   const std::span bytes(reinterpret_cast<const std::uint8_t*>(runs.data()), runs.size());
   MovieCheck check;
   EXPECT_TRUE(check.accepts(4000, bytes.subspan(4), 5000)) << "in the data of a box";
