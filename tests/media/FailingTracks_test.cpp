@@ -84,6 +84,7 @@ TEST(FailingTracksAlone, DamagedAudioDoesNotEndTheItem) {
 struct Garbage {
   const char* name;
   const char* options;
+  std::size_t failures = 1;  // in the error log
 };
 void PrintTo(const Garbage& garbage, std::ostream* out) { *out << garbage.name; }
 
@@ -95,6 +96,7 @@ constexpr Garbage kGarbage[] = {
     {"vp9_webm", "-c:v libvpx-vp9 -b:v 1M -deadline realtime -cpu-used 8 -c:a libopus -f webm"},
     {"mpeg4_avi", "-c:v mpeg4 -c:a libmp3lame -f avi"},
     // ffmpeg writes no garbage into transport streams: what follows the PES headers is changed.
+    // parsebin leaves a stream out whose parser finds no format.
     {"h264_ts", R"(-bsf:v null -c:v libx264 -pix_fmt yuv420p -c:a aac -f mpegts - | python3 -c '
 import random, sys
 stream = bytearray(sys.stdin.buffer.read())
@@ -104,7 +106,8 @@ for at in range(0, len(stream), 188):
         start = at + 4 + adaptation + (19 if stream[at + 1] & 64 else 0)
         count = max(0, at + 188 - start)
         stream[at + 188 - count:at + 188] = random.Random(at).randbytes(count)
-sys.stdout.buffer.write(stream)' >)"},
+sys.stdout.buffer.write(stream)' >)",
+     0},
 };
 
 class GarbageVideo : public testing::TestWithParam<Garbage> {};
@@ -122,7 +125,7 @@ TEST_P(GarbageVideo, LetsTheAudioPlaySoon) {
   ASSERT_FALSE(harness.error()) << harness.error()->description();
   EXPECT_NEAR(harness.engine().facts().duration, 3, 0.15);
   EXPECT_EQ(harness.frame(), nullptr);
-  EXPECT_EQ(harness.engine().failedRequests().size(), 1U);
+  EXPECT_EQ(harness.engine().failedRequests().size(), each.failures);
 }
 
 INSTANTIATE_TEST_SUITE_P(All, GarbageVideo, testing::ValuesIn(kGarbage),
