@@ -9,6 +9,7 @@
 #include "media/support/GstRef.h"
 #include "media/workarounds/AvdecH264Gaps.h"
 #include "media/workarounds/Decodebin3EarlyEos.h"
+#include "media/workarounds/Decodebin3EmptyStream.h"
 #include "media/workarounds/DemuxerLostError.h"
 #include "media/workarounds/FlvdemuxAccurateSeek.h"
 #include "media/workarounds/QtdemuxEncryptedSeek.h"
@@ -56,6 +57,8 @@ const std::vector<Workarounds::Entry>& Workarounds::_entries() {
       {{"AvdecH264Gaps", "libav", {kGStreamer13}}, {.forProcess = installAvdecH264Gaps}},
       {{"Decodebin3EarlyEos", "playback", {kGStreamerBoth}},
        {.forPipeline = installDecodebin3EarlyEos}},
+      {{"Decodebin3EmptyStream", "playback", {kGStreamer13}},
+       {.forPipeline = installDecodebin3EmptyStream}},
       {{"DemuxerLostError", "playback", {kGStreamerBoth}},
        {.hasLostError = hasDemuxerWithoutResult}},
       {{"FlvdemuxAccurateSeek", "flv", {kGStreamer13}},

@@ -1,6 +1,7 @@
-// Media of one picture or of a twentieth of a second.
+// Media of one picture or of a twentieth of a second, and with a stream that is empty or late.
 
 #include <algorithm>
+#include <chrono>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -86,6 +87,35 @@ std::string shortClipName(const testing::TestParamInfo<ShortClip>& clip) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Media, ShortMedia, testing::ValuesIn(kShortClips), shortClipName);
+
+TEST(EmptyStreams, DoNotKeepTheOthersFromPlaying) {
+  const std::string video = "-map 0 -map 1 -pix_fmt yuv420p -c:v libx264 -c:a aac ";
+  const struct {
+    const char* name;
+    std::string options;
+    bool hasPicture = false;
+  } cases[] = {
+      {"no_pictures.mkv", video + "-bsf:v noise=drop=1"},
+      {"no_pictures.mp4", video + "-bsf:v noise=drop=1"},
+      {"no_sound.mkv", video + "-bsf:a noise=drop=1", true},
+      {"late_pictures.mkv", video + "-vf setpts=PTS+2/TB", true},
+      {"late_pictures.mp4", video + "-vf setpts=PTS+2/TB", true},
+      {"late_sound.mkv", video + "-af asetpts=PTS+2/TB", true},
+  };
+  for (const auto& each : cases) {
+    SCOPED_TRACE(each.name);
+    EngineHarness harness;
+    harness.load(TestMedia::shared().url(each.name, each.options));
+    ASSERT_TRUE(harness.waitUntil([&] { return harness.count("play 1") > 0 || harness.error(); },
+                                  std::chrono::seconds(10)))
+        << "earlier than the time-out";
+    ASSERT_FALSE(harness.error()) << harness.error()->description();
+    EXPECT_EQ(harness.waitUntil([&] { return harness.frame() || harness.count("end") > 0; }) &&
+                  harness.frame(),
+              each.hasPicture);
+    EXPECT_TRUE(harness.engine().failedRequests().empty());
+  }
+}
 
 }  // namespace
 }  // namespace testing_media
