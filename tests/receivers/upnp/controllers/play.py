@@ -21,6 +21,8 @@ gi.require_version("GUPnP", "1.6")
 from gi.repository import Gio, GLib, GObject, GUPnP  # noqa: E402
 
 PATIENCE = 30
+RESUBSCRIPTION = 4
+FIRST_VARIABLES = {"AVTransport": "TransportState", "RenderingControl": "Volume"}
 TYPE = "urn:schemas-upnp-org:device:MediaRenderer:1"
 SERVICE = "urn:schemas-upnp-org:service:{}:1"
 MPRIS = ("org.mpris.MediaPlayer2.tvvorlane", "/org/mpris/MediaPlayer2", "org.freedesktop.DBus.Properties")
@@ -58,10 +60,20 @@ class Controller:
                          for short in ("AVTransport", "RenderingControl", "ConnectionManager")}
         self.variables = {}
         self.history = []
-        for short in ("AVTransport", "RenderingControl"):
+        for short in FIRST_VARIABLES:
             self.services[short].add_notify("LastChange", GObject.TYPE_STRING, self.notified, None)
             self.services[short].set_subscribed(True)
-        until("first events", lambda: "TransportState" in self.variables and "Volume" in self.variables)
+        timer = GLib.timeout_add_seconds(RESUBSCRIPTION, self.subscribe_again)
+        until("first events", lambda: all(name in self.variables for name in FIRST_VARIABLES.values()))
+        GLib.source_remove(timer)
+
+    def subscribe_again(self):
+        """GUPnP's control point drops a first event that it reads before the answer to the subscription."""
+        for short, name in FIRST_VARIABLES.items():
+            if name not in self.variables:
+                self.services[short].set_subscribed(False)
+                self.services[short].set_subscribed(True)
+        return GLib.SOURCE_CONTINUE
 
     def found(self, _, device, name):
         if device.get_friendly_name() == name:
