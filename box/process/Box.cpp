@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <string>
+#include <system_error>
 #include <utility>
 
 #include "box/engine/RemoteEngine.h"
@@ -111,7 +113,7 @@ int Box::run(platform::Application application) {
   _application = std::move(application);
   _display.host.setRootViewControllerFactory(_application.makeRootViewController);
   _setUpDBusServer();
-  if (!_application.delegate->applicationDidFinishLaunching({})) {
+  if (!_signals.isRunning() || !_launch()) {
     TVSLogError(TVSSystemLog, "The application failed to launch");
     return 1;
   }
@@ -120,6 +122,15 @@ int Box::run(platform::Application application) {
   _mainQueue.run();
   _shutDown();
   return 0;
+}
+
+bool Box::_launch() {
+  try {
+    return _application.delegate->applicationDidFinishLaunching({});
+  } catch (const std::system_error& error) {
+    TVSLogError(TVSSystemLog, "%@", std::string(error.what()));
+    return false;
+  }
 }
 
 void Box::_applyLogLevels() const {

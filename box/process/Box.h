@@ -96,6 +96,8 @@ class Box final : public platform::RunnablePlatform {
     platform::TimePoint commandDeadline{};
   };
 
+  /// Returns false if the application does not start.
+  bool _launch();
   void _applyLogLevels() const;
   void _setUpDBusServer();
   void _handleInput(const platform::InputEvent& event, platform::Duration held);

@@ -9,7 +9,6 @@
 
 #include <pthread.h>
 
-#include "platform/foundation/Assertion.h"
 #include "platform/foundation/log/TVSLogger.h"
 #include "platform/foundation/queues/Thread.h"
 
@@ -39,12 +38,16 @@ SignalWatch::SignalWatch(platform::Duration timeout, std::function<void(int sign
   sigaddset(&_signals, SIGTERM);
   sigaddset(&_signals, SIGINT);
   pthread_sigmask(SIG_BLOCK, &_signals, &_previousMask);
-  const bool started = platform::startThread(_thread, [this] { _watch(); });
-  TVS_ASSERT_MESSAGE(started, "cannot start the signal thread");
+  if (!platform::startThread(_thread, [this] { _watch(); }))
+    TVSLogError(TVSSystemLog, "cannot start the signal thread");
 }
 
 SignalWatch::~SignalWatch() {
   _stopping = true;
+  if (!isRunning()) {
+    pthread_sigmask(SIG_SETMASK, &_previousMask, nullptr);
+    return;
+  }
   // Wakes the thread from sigwait() or sigtimedwait(). The signal is blocked and not delivered.
   // NOLINTNEXTLINE(bugprone-bad-signal-to-kill-thread)
   pthread_kill(_thread.native_handle(), SIGTERM);

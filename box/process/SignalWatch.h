@@ -24,6 +24,8 @@ class SignalWatch {
   SignalWatch(const SignalWatch&) = delete;
   SignalWatch& operator=(const SignalWatch&) = delete;
 
+  /// False if the thread could not be started.
+  bool isRunning() const { return _thread.joinable(); }
   /// The exit status after the timeout; 1 by default. Thread-safe.
   void setTimeoutStatus(int status) { _timeoutStatus = status; }
 

@@ -4,6 +4,7 @@
 #include <condition_variable>
 #include <deque>
 #include <mutex>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -104,7 +105,9 @@ struct SerialQueue::Impl {
 
 SerialQueue::SerialQueue(std::string label) : _impl(std::make_unique<Impl>(std::move(label))) {
   const bool started = startThread(_impl->thread, [this] { _impl->main(this); });
-  TVS_ASSERT_MESSAGE(started, "a serial queue without a thread");
+  if (!started)
+    throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again),
+                            "a serial queue without a thread");
 }
 
 SerialQueue::~SerialQueue() {

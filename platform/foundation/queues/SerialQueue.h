@@ -21,6 +21,7 @@ class SerialQueue {
     Blocked,  ///< the running task waits in WaitGroup::wait() or MainQueue::sync()
   };
 
+  /// Throws std::system_error if the thread cannot be started.
   explicit SerialQueue(std::string label);
   ~SerialQueue();
   SerialQueue(const SerialQueue&) = delete;
