@@ -116,17 +116,18 @@ int main(int argumentCount, char** arguments) {
   }
   box::VideoSystem video;
   std::string reason;
-  if (!video.start(reason)) fail(reason);
   box::TextRenderer texts;
-  const auto window = box::ScreenWindow::open({false, platform::Size{1920, 1080}, "Bench"},
-                                              video.isHeadless(), texts, reason);
-  if (!window) fail(reason);
+  auto surface = video.openWindow({false, platform::Size{1920, 1080}, "Bench"}, reason);
+  if (!surface) fail(reason);
+  box::ScreenWindow window(std::move(surface), texts, {});
+  SDL_Renderer* const renderer = window.surface().renderer();
   SDL_RendererInfo info{};
-  SDL_GetRendererInfo(SDL_GetRenderer(window->window()), &info);
+  SDL_GetRendererInfo(renderer, &info);
   // Waiting for vertical sync is not a cost of drawing.
-  SDL_RenderSetVSync(SDL_GetRenderer(window->window()), 0);
+  SDL_RenderSetVSync(renderer, 0);
   std::printf("driver %s, renderer %s\n| %-36s | median | slowest, ms |\n|---|---|---|\n",
-              SDL_GetCurrentVideoDriver(), info.name, "a frame of");
-  for (const Case& each : cases()) time(*window, each, count);
+              video.waylandWindow() ? "wayland without SDL" : SDL_GetCurrentVideoDriver(),
+              info.name, "a frame of");
+  for (const Case& each : cases()) time(window, each, count);
   return 0;
 }

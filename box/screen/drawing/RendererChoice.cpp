@@ -23,6 +23,11 @@ bool mayHaveGPU() {
   });
 }
 
+bool isRendererConfigured() {
+  const char* name = std::getenv("SDL_RENDER_DRIVER");
+  return name && *name;
+}
+
 bool isSoftwareOpenGL(SDL_Renderer* renderer) {
   SDL_RendererInfo info{};
   if (SDL_GetRendererInfo(renderer, &info) != 0) return false;
@@ -43,16 +48,24 @@ bool isSoftwareOpenGL(SDL_Renderer* renderer) {
 }  // namespace
 
 RendererPtr makeRenderer(SDL_Window* window, bool inMemory) {
-  const char* configured = std::getenv("SDL_RENDER_DRIVER");
-  const bool isConfigured = configured && *configured;
-  if (!inMemory && (isConfigured || mayHaveGPU())) {
+  const bool isConfigured = isRendererConfigured();
+  if (!inMemory && mayUseGPU()) {
     RendererPtr renderer(
         SDL_CreateRenderer(window, -1, SDL_RENDERER_ACCELERATED | SDL_RENDERER_PRESENTVSYNC));
     // With vsync the software renderer would only sleep.
     if (renderer && !isAccelerated(renderer.get())) SDL_RenderSetVSync(renderer.get(), 0);
     if (renderer && (isConfigured || !isSoftwareOpenGL(renderer.get()))) return renderer;
   }
-  return RendererPtr(SDL_CreateRenderer(window, -1, SDL_RENDERER_SOFTWARE));
+  RendererPtr software(SDL_CreateRenderer(window, -1, SDL_RENDERER_SOFTWARE));
+  // SDL's KMS driver shows pictures of OpenGL only. For Wayland there is WaylandWindow.
+  if (software || SDL_GetCurrentVideoDriver() != std::string_view("KMSDRM")) return software;
+  return RendererPtr(
+      SDL_CreateRenderer(window, -1, SDL_RENDERER_ACCELERATED | SDL_RENDERER_PRESENTVSYNC));
+}
+
+bool mayUseGPU() {
+  if (!isRendererConfigured()) return mayHaveGPU();
+  return std::getenv("SDL_RENDER_DRIVER") != std::string_view("software");
 }
 
 bool isAccelerated(SDL_Renderer* renderer) {

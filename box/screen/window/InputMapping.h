@@ -7,6 +7,17 @@
 
 namespace box {
 
+/// Input of a device as input of the remote.
+struct RemoteEvent {
+  enum class Kind {
+    Input,       ///< a press, a repeat or a swipe
+    ButtonDown,  ///< a press without events for its repeats
+    ButtonUp
+  };
+  Kind kind = Kind::Input;
+  platform::InputEvent input;
+};
+
 std::optional<platform::PressType> pressForKey(SDL_Keycode key);
 std::optional<platform::PressType> pressForButton(SDL_GameControllerButton button);
 

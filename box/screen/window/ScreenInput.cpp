@@ -1,6 +1,7 @@
 #include "box/screen/window/ScreenInput.h"
 
 #include <algorithm>
+#include <chrono>
 #include <utility>
 
 namespace box {
@@ -18,8 +19,8 @@ std::optional<RemoteEvent> eventOf(const std::optional<What>& what, Kind kind = 
 
 }  // namespace
 
-ScreenInput::ScreenInput(SDL_Window* window)
-    : _window(window), _hasControllers(SDL_InitSubSystem(SDL_INIT_GAMECONTROLLER) == 0) {}
+ScreenInput::ScreenInput(const RenderSurface& surface)
+    : _surface(surface), _hasControllers(SDL_InitSubSystem(SDL_INIT_GAMECONTROLLER) == 0) {}
 
 ScreenInput::~ScreenInput() {
   _controllers.clear();
@@ -51,13 +52,16 @@ std::optional<RemoteEvent> ScreenInput::translate(const SDL_Event& event) {
   }
 }
 
+platform::Duration ScreenInput::pollInterval() const {
+  if (_controllers.empty()) return std::chrono::seconds(3);
+  return std::chrono::milliseconds(10);
+}
+
 std::optional<RemoteEvent> ScreenInput::_translatePointer(const SDL_Event& event) {
-  int width = 0;
-  int height = 0;
-  SDL_GetWindowSize(_window, &width, &height);
-  if (height <= 0) return std::nullopt;
-  const double unit = height;
-  const double touchWidth = width / unit;
+  const platform::Size size = _surface.size();
+  if (size.height <= 0) return std::nullopt;
+  const double unit = size.height;
+  const double touchWidth = size.width / unit;
   switch (event.type) {
     case SDL_MOUSEBUTTONDOWN:
       if (event.button.button == SDL_BUTTON_LEFT)

@@ -8,6 +8,8 @@
 #include <unistd.h>
 
 #include "box/screen/drawing/RendererChoice.h"
+#include "box/screen/wayland/WaylandWindow.h"
+#include "platform/foundation/log/TVSLogger.h"
 #include "platform/foundation/queues/Thread.h"
 
 namespace box {
@@ -74,21 +76,20 @@ void ScreenThread::_run() {
   TextRenderer texts(_options.language);
   _video = &video;
   _texts = &texts;
-  std::string reason;
-  // On failure, open() tries again and reports the error: a display may be available by then.
-  video.start(reason);
+  video.warmUp();
   texts.warmUp();
   while (!_stopping) {
-    if (const auto event = _signal->waker.sleep(_timeToNextFrame())) _handle(*event);
-    SDL_Event more;
-    while (_window && !video.isHeadless() && SDL_PollEvent(&more) == 1) _handle(more);
+    if (_window) _window->surface().flush();
+    if (const auto event = _signal->waker.sleep(_sleepLimit())) _handle(*event);
+    _readDisplay();
     for (const Command& command : _takeCommands()) {
       std::visit([&](const auto& kind) { _execute(kind); }, command);
       if (_stopping) break;
     }
+    _retryIfDue();
     _drawIfNeeded();
   }
-  _closeWindow();
+  _close();
   if (_encoder.joinable()) _encoder.join();
 }
 
@@ -98,40 +99,93 @@ std::deque<ScreenThread::Command> ScreenThread::_takeCommands() {
 }
 
 void ScreenThread::_execute(const KeepDisplayOn& command) {
-  if (!_window) return;
-  if (command.keepsOn) {
-    SDL_DisableScreenSaver();
-  } else {
-    SDL_EnableScreenSaver();
-  }
+  _presentation.keepsDisplayOn = command.keepsOn;
+  if (_window) _window->surface().keepDisplayOn(command.keepsOn);
 }
 
 void ScreenThread::_execute(const Open& command) {
-  if (!_window) {
-    std::string reason;
-    if (_video->start(reason)) {
-      _window = ScreenWindow::open(_options, _video->isHeadless(), *_texts, reason);
-    }
-    if (!_window) {
+  _presentation.session = command.session;
+  _presentation.keepsDisplayOn = true;
+  std::string reason;
+  if (!_window && !_openWindow(reason)) {
+    if (!_video->hasShownWindow()) {
       _events.opened(command.session, std::move(reason));
       return;
     }
-    if (!isAccelerated(SDL_GetRenderer(_window->window()))) lowerThreadPriority();
-    _damaged = true;
-    // With vsync, present limits the rate. The shorter pace is a safety limit in case it does not.
-    const platform::Duration refresh = _window->refreshInterval();
-    _pace = RefreshPace(_window->followsDisplay() ? refresh / 2 : refresh);
+    TVSLogWarning(TVSSystemLog, "Screen: no display, trying again: %@", reason);
+    _watchVideos({});
+    _presentation.retry.emplace(_clock.now());
   }
-  _session = command.session;
   _events.opened(command.session, std::nullopt);
-  if (_input || _video->isHeadless()) return;
-  _input = std::make_unique<ScreenInput>(_window->window());
-  _signal->waker.useEventQueue(true);
+}
+
+bool ScreenThread::_openWindow(std::string& reason) {
+  auto surface = _video->openWindow(_options, reason);
+  if (!surface) return false;
+  if (WaylandWindow* const window = _video->waylandWindow()) {
+    if (!_signal->waker.watch(window->flush())) {
+      reason = "the process has too many open files";
+      return false;
+    }
+    window->setInputHandler(
+        [this](const RemoteEvent& event) { _events.input(_presentation.session, event); });
+  }
+  if (!isAccelerated(surface->renderer())) lowerThreadPriority();
+  surface->keepDisplayOn(_presentation.keepsDisplayOn);
+  // With vsync, present limits the rate. The shorter pace is a safety limit in case it does not.
+  const platform::Duration refresh = surface->refreshInterval();
+  _pace = RefreshPace(surface->followsDisplay() ? refresh / 2 : refresh);
+  _window = std::make_unique<ScreenWindow>(std::move(surface), *_texts, _options.access);
+  _damaged = true;
+  if (!_video->isHeadless()) _input = std::make_unique<ScreenInput>(_window->surface());
+  if (_video->hasEventQueue()) _signal->waker.useEventQueue(true);
+  return true;
+}
+
+void ScreenThread::_handleLostDisplay() {
+  TVSLogWarning(TVSSystemLog, "Screen: the display is lost, playback goes on without it");
+  _closeWindow();
+  _watchVideos({});
+  _video->stop();
+  _presentation.retry.emplace(_clock.now());
+  for (int press = 0; press <= static_cast<int>(platform::PressType::Home); ++press) {
+    _events.input(_presentation.session,
+                  {RemoteEvent::Kind::ButtonUp, {static_cast<platform::PressType>(press)}});
+  }
+}
+
+void ScreenThread::_retryIfDue() {
+  if (!_presentation.retry || _presentation.retry->time() > _clock.now()) return;
+  std::string reason;
+  if (!_openWindow(reason)) {
+    _presentation.retry->failed(_clock.now());
+    return;
+  }
+  TVSLogNotice(TVSSystemLog, "Screen: the display is back");
+  _presentation.retry.reset();
+  if (_scene) _watchVideos(videosOf(*_scene));
+}
+
+void ScreenThread::_readDisplay() {
+  if (!_window || _video->isHeadless()) return;
+  RenderSurface& surface = _window->surface();
+  if (!surface.dispatch()) {
+    _handleLostDisplay();
+    return;
+  }
+  if (surface.isClosed()) {
+    _closeByUser();
+    return;
+  }
+  if (surface.isResized()) _damaged = true;
+  SDL_Event event;
+  while (_window && SDL_PollEvent(&event) == 1) _handle(event);
 }
 
 void ScreenThread::_execute(const SetScene& command) {
   _scene = command.scene;
   _damaged = true;
+  if (_presentation.retry) return;
   _watchVideos(_scene ? videosOf(*_scene) : std::vector<std::shared_ptr<media::VideoFrames>>{});
 }
 
@@ -152,17 +206,30 @@ void ScreenThread::_execute(const Capture& command) {
   if (!platform::startThread(_encoder, std::move(encode))) _events.captured(command.id, nullptr);
 }
 
-void ScreenThread::_closeWindow() {
+void ScreenThread::_closeByUser() {
+  _close();
+  SDL_FlushEvent(SDL_QUIT);  // of the last window
+  _events.closed(_presentation.session);
+}
+
+void ScreenThread::_close() {
+  _presentation.retry.reset();
   _watchVideos({});
   _scene.reset();
+  _closeWindow();
+}
+
+void ScreenThread::_closeWindow() {
   _signal->waker.useEventQueue(false);
+  _signal->waker.watch(-1);
   if (!_window) return;
   _input.reset();
   _window.reset();
   _animated = false;
   // Drop events of the old window. SDL_PumpEvents() also flushes pending requests to the display.
   SDL_PumpEvents();
-  SDL_FlushEvents(SDL_FIRSTEVENT, SDL_LASTEVENT);
+  SDL_FlushEvents(SDL_FIRSTEVENT, SDL_QUIT - 1);
+  SDL_FlushEvents(SDL_QUIT + 1, SDL_LASTEVENT);
 }
 
 void ScreenThread::_watchVideos(std::vector<std::shared_ptr<media::VideoFrames>> videos) {
@@ -186,14 +253,12 @@ void ScreenThread::_handle(const SDL_Event& event) {
   if (!_window) return;
   switch (event.type) {
     case SDL_WINDOWEVENT:
-      if (_window->owns(event)) _handleWindow(event.window);
+      if (_window->surface().owns(event)) _handleWindow(event.window);
       return;
-    case SDL_QUIT: {
-      const std::uint64_t session = _session;
-      _closeWindow();
-      _events.closed(session);
+    case SDL_QUIT:
+      // If the user closes the window, SDL_WINDOWEVENT_CLOSE comes first.
+      _handleLostDisplay();
       return;
-    }
     case SDL_RENDER_TARGETS_RESET:
     case SDL_RENDER_DEVICE_RESET:
       _window->releaseTextures();
@@ -203,7 +268,7 @@ void ScreenThread::_handle(const SDL_Event& event) {
       break;
   }
   if (!_input) return;
-  if (const auto remote = _input->translate(event)) _events.input(_session, *remote);
+  if (const auto remote = _input->translate(event)) _events.input(_presentation.session, *remote);
 }
 
 void ScreenThread::_handleWindow(const SDL_WindowEvent& event) {
@@ -214,12 +279,9 @@ void ScreenThread::_handleWindow(const SDL_WindowEvent& event) {
     case SDL_WINDOWEVENT_SIZE_CHANGED:
       _damaged = true;
       return;
-    case SDL_WINDOWEVENT_CLOSE: {
-      const std::uint64_t session = _session;
-      _closeWindow();
-      _events.closed(session);
+    case SDL_WINDOWEVENT_CLOSE:
+      _closeByUser();
       return;
-    }
     default:
       return;
   }
@@ -253,13 +315,24 @@ void ScreenThread::_countFrame(platform::Duration cost) {
   _statistics.frames.longestMilliseconds =
       std::max(_statistics.frames.longestMilliseconds, milliseconds);
   for (const ShownPicture& picture : _window->shown())
-    _statistics.judder.record(picture, now, _window->refreshInterval());
+    _statistics.judder.record(picture, now, _window->surface().refreshInterval());
 }
 
-std::optional<platform::Duration> ScreenThread::_timeToNextFrame() const {
-  if (!_needsFrame()) return std::nullopt;
+bool ScreenThread::_needsFrame() const {
+  return _window && _window->surface().isReady() &&
+         (_damaged || _signal->videoChanged || _animated);
+}
+
+std::optional<platform::Duration> ScreenThread::_sleepLimit() const {
   const platform::TimePoint now = _clock.now();
-  return _nextFrame(now) - now;
+  if (_presentation.retry)
+    return std::max(_presentation.retry->time() - now, platform::Duration::zero());
+  std::optional<platform::Duration> limit;
+  if (_needsFrame()) limit = _nextFrame(now) - now;
+  // In its own event queue, SDL polls for controllers itself.
+  if (_input && !_video->hasEventQueue())
+    limit = std::min(limit.value_or(platform::Duration::max()), _input->pollInterval());
+  return limit;
 }
 
 platform::TimePoint ScreenThread::_nextFrame(platform::TimePoint now) const {

@@ -16,6 +16,7 @@
 #include "box/screen/drawing/TextRenderer.h"
 #include "box/screen/video/JudderMeter.h"
 #include "box/screen/window/RefreshPace.h"
+#include "box/screen/window/RetryDelay.h"
 #include "box/screen/window/ScreenInput.h"
 #include "box/screen/window/ScreenWaker.h"
 #include "box/screen/window/ScreenWindow.h"
@@ -33,6 +34,9 @@ namespace box {
 /// until a command arrives. While it is open it sleeps until a command, an input event, a new video
 /// picture or the next frame of an animation, and draws at most once per display refresh.
 ///
+/// If the display is lost while the window is open, the scene is kept, and opening is tried again
+/// until it succeeds, at growing intervals. No event reports this.
+///
 /// Threads: all functions are thread-safe and do not block, except the destructor, which waits for
 /// the current frame. Callbacks run on the screen's thread without locks held.
 class ScreenThread {
@@ -40,7 +44,7 @@ class ScreenThread {
   struct Events {
     /// Called once for each open(), with the reason on failure.
     std::function<void(std::uint64_t session, std::optional<std::string> failure)> opened;
-    /// The window was closed by the user or the system.
+    /// The window was closed by the user.
     std::function<void(std::uint64_t session)> closed;
     std::function<void(std::uint64_t session, const RemoteEvent& event)> input;
     /// Called once for each capture(); null without a window.
@@ -89,6 +93,13 @@ class ScreenThread {
     std::atomic<bool> videoChanged = false;
   };
 
+  /// From open() to close().
+  struct Presentation {
+    std::uint64_t session = 0;
+    bool keepsDisplayOn = true;
+    std::optional<RetryDelay> retry;  ///< the display is lost
+  };
+
   struct Statistics {
     std::mutex mutex;        // protects the other members
     FrameStatistics frames;  ///< without the judder
@@ -99,20 +110,26 @@ class ScreenThread {
   void _run();
   std::deque<Command> _takeCommands();
   void _execute(const Open& command);
-  void _execute(const Close&) { _closeWindow(); }
+  void _execute(const Close&) { _close(); }
   void _execute(const SetScene& command);
   void _execute(const Capture& command);
   void _execute(const KeepDisplayOn& command);
   void _execute(const Stop&) { _stopping = true; }
+  bool _openWindow(std::string& reason);
+  void _retryIfDue();
+  void _handleLostDisplay();
+  void _readDisplay();
+  void _closeByUser();
+  void _close();
   void _closeWindow();
   void _watchVideos(std::vector<std::shared_ptr<media::VideoFrames>> videos);
   void _handle(const SDL_Event& event);
   void _handleWindow(const SDL_WindowEvent& event);
-  bool _needsFrame() const { return _window && (_damaged || _signal->videoChanged || _animated); }
+  bool _needsFrame() const;
   void _drawIfNeeded();
   void _draw();
   void _countFrame(platform::Duration cost);
-  std::optional<platform::Duration> _timeToNextFrame() const;
+  std::optional<platform::Duration> _sleepLimit() const;
   platform::TimePoint _nextFrame(platform::TimePoint now) const;
 
   const platform::Clock& _clock;
@@ -130,7 +147,7 @@ class ScreenThread {
   TextRenderer* _texts = nullptr;
   std::unique_ptr<ScreenWindow> _window;
   std::unique_ptr<ScreenInput> _input;
-  std::uint64_t _session = 0;
+  Presentation _presentation;
   std::shared_ptr<const platform::Scene> _scene;
   std::vector<std::shared_ptr<media::VideoFrames>> _watched;
   bool _stopping = false;

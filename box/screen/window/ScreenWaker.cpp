@@ -2,8 +2,27 @@
 
 #include <algorithm>
 #include <chrono>
+#include <iterator>
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
 
 namespace box {
+namespace {
+
+/// Rounded up: a timeout of 0 would busy-wait for the rest of the millisecond.
+int wholeMilliseconds(platform::Duration limit) {
+  using std::chrono::milliseconds;
+  const auto whole = std::chrono::ceil<milliseconds>(limit);
+  return static_cast<int>(std::clamp(whole, milliseconds(0), milliseconds(60000)).count());
+}
+
+}  // namespace
+
+ScreenWaker::~ScreenWaker() {
+  if (_signal >= 0) close(_signal);
+}
 
 void ScreenWaker::wake() {
   // The lock is held while the event is pushed, so that SDL's queue is not shut down meanwhile.
@@ -13,6 +32,8 @@ void ScreenWaker::wake() {
   _woken = true;
   if (_eventQueue) {
     _pushWakeEvent();
+  } else if (_usesDescriptor) {
+    eventfd_write(_signal, 1);
   } else {
     _condition.notify_one();
   }
@@ -27,10 +48,21 @@ void ScreenWaker::useEventQueue(bool use) {
   if (use && _woken) _pushWakeEvent();
 }
 
+bool ScreenWaker::watch(int descriptor) {
+  const std::lock_guard lock(_mutex);
+  if (_signal < 0 && descriptor >= 0) _signal = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+  if (_signal < 0 && descriptor >= 0) return false;
+  _descriptor = descriptor;
+  _usesDescriptor = descriptor >= 0;
+  // Repeat a wake-up that was signalled to the condition variable only.
+  if (_usesDescriptor && _woken) eventfd_write(_signal, 1);
+  return true;
+}
+
 std::optional<SDL_Event> ScreenWaker::sleep(std::optional<platform::Duration> limit) {
   {
     std::unique_lock lock(_mutex);
-    if (!_eventQueue) {
+    if (!_eventQueue && !_usesDescriptor) {
       const auto woken = [&] { return _woken; };
       if (limit) {
         _condition.wait_for(lock, *limit, woken);
@@ -41,10 +73,17 @@ std::optional<SDL_Event> ScreenWaker::sleep(std::optional<platform::Duration> li
       return std::nullopt;
     }
   }
-  auto event = _sleepInEventQueue(limit);
+  std::optional<SDL_Event> event;
+  if (_descriptor >= 0) {
+    _sleepOnDescriptor(limit);
+  } else {
+    event = _sleepInEventQueue(limit);
+  }
   {
     const std::lock_guard lock(_mutex);
     _woken = false;
+    eventfd_t ignored = 0;
+    if (_usesDescriptor) eventfd_read(_signal, &ignored);
   }
   if (event && event->type == _wakeEvent) event.reset();
   return event;
@@ -56,12 +95,13 @@ std::optional<SDL_Event> ScreenWaker::_sleepInEventQueue(std::optional<platform:
     if (SDL_WaitEvent(&event) == 1) return event;
     return std::nullopt;
   }
-  using std::chrono::milliseconds;
-  // Rounded up: a timeout of 0 would busy-wait for the rest of the millisecond.
-  const auto whole = std::chrono::ceil<milliseconds>(*limit);
-  const auto bounded = std::clamp(whole, milliseconds(0), milliseconds(60000));
-  if (SDL_WaitEventTimeout(&event, static_cast<int>(bounded.count())) == 1) return event;
+  if (SDL_WaitEventTimeout(&event, wholeMilliseconds(*limit)) == 1) return event;
   return std::nullopt;
+}
+
+void ScreenWaker::_sleepOnDescriptor(std::optional<platform::Duration> limit) const {
+  pollfd ready[] = {{_descriptor, POLLIN, 0}, {_signal, POLLIN, 0}};
+  poll(ready, std::size(ready), limit ? wholeMilliseconds(*limit) : -1);
 }
 
 void ScreenWaker::_pushWakeEvent() const {

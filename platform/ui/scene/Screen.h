@@ -30,8 +30,8 @@ class Screen {
 
   /// Called for each input event while the window is open. Null removes the handler.
   virtual void setInputHandler(std::function<void(const InputEvent&)> handler) = 0;
-  /// Called when the window was closed by other means than close(), such as its close button or the
-  /// end of the display server. Null removes the handler.
+  /// Called when the user has closed the window. Not called when the display is lost: the window
+  /// returns with it. Null removes the handler.
   virtual void setClosedHandler(std::function<void()> handler) = 0;
 
   /// Takes a screenshot in PNG format; null if there is no window. `completion` is called once,

@@ -14,8 +14,8 @@
 #include "platform/services/Platform.h"
 
 /// A child process that runs an application with the box platform, in a folder of its own, with its
-/// own socket and without a display. A thread reads its log, so that it never blocks on a full
-/// pipe.
+/// own socket. It has no display unless SDL_VIDEODRIVER is set. A thread reads its log, so that it
+/// never blocks on a full pipe.
 class ChildProcess {
  public:
   using MakeApplication = platform::Application (*)();

@@ -1,11 +1,14 @@
 #include "box/screen/window/ScreenInput.h"
 
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
+
+#include "box/screen/window/SdlWindow.h"
 
 namespace {
 
@@ -20,8 +23,9 @@ class ScreenInput : public testing::Test {
     // The dummy driver has no focused window.
     SDL_SetHint(SDL_HINT_JOYSTICK_ALLOW_BACKGROUND_EVENTS, "1");
     SDL_InitSubSystem(SDL_INIT_VIDEO);
-    window.reset(SDL_CreateWindow("test", 0, 0, 1000, 500, static_cast<Uint32>(SDL_WINDOW_HIDDEN)));
-    input.emplace(window.get());
+    std::string reason;
+    window = box::SdlWindow::open({}, {1000, 500}, true, reason);
+    input.emplace(*window);
     receivedInput();
   }
   ~ScreenInput() override {
@@ -75,7 +79,7 @@ class ScreenInput : public testing::Test {
     SDL_PushEvent(&event);
   }
 
-  box::WindowPtr window;
+  std::unique_ptr<box::SdlWindow> window;
   std::optional<box::ScreenInput> input;
 };
 
