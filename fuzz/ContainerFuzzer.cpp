@@ -16,6 +16,7 @@
 #include "media/segments/TextSamples.h"
 #include "media/texts/matroska/MatroskaAdditions.h"
 #include "media/texts/matroska/MatroskaTracks.h"
+#include "platform/media/TimedMetadataItem.h"
 #include "streaming/playback/SegmentBytes.h"
 
 namespace fuzz {
