@@ -20,13 +20,13 @@ BoxBytes boxBytesOf(const std::string& bytes) {
 
 }  // namespace
 
-/// Makes the pipeline's thread check for metadata that is due.
 CurrentMetadata::CurrentMetadata(LoadContext& load, const PlaybackState& state,
                                  Announcements& announcements)
     : _load(load), _state(state), _announcements(announcements) {}
 
 CurrentMetadata::~CurrentMetadata() = default;
 
+/// Makes the pipeline's thread check for metadata that is due.
 void CurrentMetadata::_wake() {
   _load.mailbox->post([] {});
 }

@@ -14,7 +14,6 @@ constexpr std::size_t kByteBits = 8;
 
 }  // namespace
 
-std::string logText(bool value) { return Number(value).description(); }
 std::string logText(std::int32_t value) { return Number(value).description(); }
 std::string logText(std::uint32_t value) { return Number(value).description(); }
 std::string logText(std::int64_t value) { return Number(value).description(); }

@@ -23,13 +23,17 @@ std::string logText(const T& value) {
   return value.description();
 }
 // As a Value prints the number.
-std::string logText(bool value);
 std::string logText(std::int32_t value);
 std::string logText(std::uint32_t value);
 std::string logText(std::int64_t value);
 std::string logText(std::uint64_t value);
 std::string logText(float value);
 std::string logText(double value);
+// A template, because pointers convert to bool.
+template <std::same_as<bool> T>
+std::string logText(T value) {
+  return value ? "1" : "0";
+}
 inline std::string logText(const Dictionary& value) { return value.description(); }
 inline std::string logText(const Array& value) { return value.description(); }
 inline std::string logText(const Error& value) { return value.description(); }
