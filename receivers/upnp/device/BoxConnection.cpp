@@ -18,6 +18,9 @@ using tvvorlane::Value;
 constexpr Clock::Duration kRetries[] = {Clock::Duration(100), Clock::Duration(400),
                                         Clock::Duration(1600)};
 
+/// Covers that come later are not shown.
+constexpr Clock::Duration kArtTimeout{30000};
+
 /// The name of the subtitles that a controller has sent with an item, by which they are selected.
 constexpr const char* kSubtitleName = "Subtitles";
 
@@ -161,6 +164,8 @@ void BoxConnection::start(std::uint32_t session, const Track& track, const Start
   if (options.position > 0) params.emplace_back("Start-Position-Seconds", options.position);
   if (options.isPaused) params.emplace_back("rate", 0);
   if (!_isOpen) return done("no box");
+  // Properties apply to the new session from now on.
+  _art.cancel();
   _complete(done, [&](auto completed) { return _client.startVideo(params, completed); });
 }
 
@@ -205,6 +210,7 @@ void BoxConnection::publishMetadata(const Item& item) {
   _set("metaData", metadata);
   _art.cancel();
   if (!item.artUri.empty()) {
+    _artTimeout = _clock.after(kArtTimeout, [this] { _art.cancel(); });
     _art.load(item.artUri, [this, metadata](const std::optional<ArtLoader::Art>& art) {
       if (!art) return log("The cover cannot be fetched, is no picture, or is too large");
       auto withArt = metadata;

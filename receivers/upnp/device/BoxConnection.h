@@ -64,6 +64,7 @@ class BoxConnection final : public BoxCalls {
   unsigned _attempts = 0;
   Clock::Timer _retry;
   ArtLoader _art;
+  Clock::Timer _artTimeout;
   ObjectRef<GFileMonitor> _monitor;
 };
 

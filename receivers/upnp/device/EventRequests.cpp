@@ -9,6 +9,7 @@ namespace {
 
 constexpr guint kEventTimeoutSeconds = 3;
 constexpr int kMaximumPending = 512;
+constexpr int kPendingToContinue = 256;
 
 /// Null if the request is no event. The values are those of the signals: the session, the message.
 SoupMessage* eventOf(const GValue* values) {
@@ -34,7 +35,7 @@ EventRequests::~EventRequests() {
 
 void EventRequests::_count(int change) {
   _pending += change;
-  const bool isFull = _pending >= kMaximumPending;
+  const bool isFull = _pending >= (_isFull ? kPendingToContinue : kMaximumPending);
   if (isFull == _isFull) return;
   _isFull = isFull;
   _changed();

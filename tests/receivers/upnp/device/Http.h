@@ -15,7 +15,7 @@ struct HttpRequest {
 /// Sends a request to 127.0.0.1 and returns the whole response; empty if there is none. Blocks.
 std::string exchange(int port, const HttpRequest& request);
 
-/// Opens connections to 127.0.0.1, makes a request on each, and keeps them open. Waits until the
+/// Opens connections to 127.0.0.1, and makes a request on each but the first. Waits until the
 /// server has closed one, and returns its number; -1 if it closes none within a minute. Blocks.
 int firstClosedOf(int count, int port);
 
