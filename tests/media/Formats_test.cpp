@@ -158,9 +158,11 @@ constexpr Format kFormats[] = {
 /// Their demuxers find no duration, or a wrong one.
 constexpr Format kUnindexedFormats[] = {
     {"no_index.avi",
-     "-map 0 -map 1 -c:v mpeg4 -q:v 2 -c:a libmp3lame -q:a 2 -f avi with_index.avi; python3 -c '"
-     "import sys; film = open(\"with_index.avi\", \"rb\").read();"
-     " sys.stdout.buffer.write(film[:film.rindex(b\"idx1\")])' >"},
+     "-map 0 -map 1 -c:v mpeg4 -q:v 2 -c:a libmp3lame -q:a 2 -f avi ${whole:=$(mktemp)}; python3 "
+     "-c '"
+     "import os, sys; film = open(sys.argv[1], \"rb\").read(); os.remove(sys.argv[1]);"
+     " sys.stdout.buffer.write(film[:film.rindex(b\"idx1\")])' $whole >"},
+    {"piped.avi", "-map 0 -map 1 -c:v mpeg4 -q:v 2 -c:a libmp3lame -f avi - >"},
     {"frames.mjpeg", "-map 0 -c:v mjpeg -q:v 2 -pix_fmt yuvj420p", 1, 0},
     {"tone_unknown_length.flac", "-map 1 -f flac - >", 0, 1},
     {"tone_nb.amr",

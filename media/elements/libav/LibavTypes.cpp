@@ -24,19 +24,25 @@ void detectWtv(GstTypeFind* find, gpointer) {
   gst_type_find_suggest(find, GST_TYPE_FIND_MAXIMUM, caps.get());
 }
 
-/// An AVI that is longer than the file has lost its index. avidemux plays only a part of it.
+/// An AVI that is longer than the file has lost its index. avidemux plays only a part of it. AVIs
+/// that were written into a pipe state neither a size nor a number of frames; avidemux plays them.
 void detectCutAvi(GstTypeFind* find, gpointer) {
   constexpr std::string_view kRiff = "RIFF";
   constexpr std::string_view kAvi = "AVI ";
-  constexpr guint kHeader = 12;
+  constexpr guint kFramesAt = 48;
+  constexpr guint32 kUnknown = 0xffffffff;
   constexpr gint64 kBeyondProbes = 64 * 1024;
-  const guint8* const start = gst_type_find_peek(find, 0, kHeader);
+  const guint8* const start = gst_type_find_peek(find, 0, kFramesAt + 4);
   if (!start || !std::equal(kRiff.begin(), kRiff.end(), start) ||
       !std::equal(kAvi.begin(), kAvi.end(), start + 8))
     return;
-  const guint64 end = std::uint64_t{GST_READ_UINT32_LE(start + 4)} + 8;
+  const guint32 size = GST_READ_UINT32_LE(start + 4);
+  const guint32 frames = GST_READ_UINT32_LE(start + kFramesAt);
+  const bool isStated = size != 0 && size != kUnknown && frames != 0 && frames != kUnknown;
   // The length may be that of the bytes that were read.
-  if (end <= gst_type_find_get_length(find) || !gst_type_find_peek(find, kBeyondProbes, 1)) return;
+  if (!isStated || std::uint64_t{size} + 8 <= gst_type_find_get_length(find) ||
+      !gst_type_find_peek(find, kBeyondProbes, 1))
+    return;
   const GstRef<GstCaps> caps(gst_caps_new_empty_simple(kLibavInputCaps));
   gst_type_find_suggest(find, GST_TYPE_FIND_MAXIMUM, caps.get());
 }
