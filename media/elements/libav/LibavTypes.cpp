@@ -31,7 +31,7 @@ void detectCutAvi(GstTypeFind* find, gpointer) {
   constexpr std::string_view kAvi = "AVI ";
   constexpr guint kFramesAt = 48;
   constexpr guint32 kUnknown = 0xffffffff;
-  constexpr gint64 kBeyondProbes = 64 * 1024;
+  constexpr gint64 kBeyondProbes = gint64{64} << 10;
   const guint8* const start = gst_type_find_peek(find, 0, kFramesAt + 4);
   if (!start || !std::equal(kRiff.begin(), kRiff.end(), start) ||
       !std::equal(kAvi.begin(), kAvi.end(), start + 8))
