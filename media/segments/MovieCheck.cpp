@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <iterator>
 #include <limits>
 #include <utility>
 
@@ -16,12 +17,16 @@ constexpr std::size_t kDeepest = 16;
 constexpr std::uint64_t kEndless = std::numeric_limits<std::uint64_t>::max();
 
 constexpr std::uint32_t kContainers[] = {
-    boxType("moov"), boxType("trak"), boxType("mdia"), boxType("minf"), boxType("stbl"),
-    boxType("moof"), boxType("traf"), boxType("mvex"), boxType("edts"), boxType("udta")};
-constexpr std::uint32_t kTopLevel[] = {boxType("moof"), boxType("moov"), boxType("styp"),
-                                       boxType("ftyp"), boxType("sidx"), boxType("mdat"),
-                                       boxType("emsg"), boxType("prft"), boxType("free"),
-                                       boxType("skip"), boxType("wide"), boxType("uuid")};
+    boxType("moov"), boxType("trak"), boxType("mdia"), boxType("minf"),
+    boxType("stbl"), boxType("moof"), boxType("traf"), boxType("mvex"),
+    boxType("edts"), boxType("udta"), boxType("dinf"), boxType("tref"),
+    boxType("sinf"), boxType("schi"), boxType("wave"), boxType("meta")};
+constexpr std::uint32_t kTopLevel[] = {
+    boxType("moof"), boxType("moov"), boxType("styp"), boxType("ftyp"), boxType("sidx"),
+    boxType("mdat"), boxType("emsg"), boxType("prft"), boxType("free"), boxType("skip"),
+    boxType("wide"), boxType("uuid"), boxType("junk"), boxType("pnot"), boxType("pict"),
+    boxType("udta"), boxType("meta")};
+constexpr std::size_t kMostDataBoxes = 65536;
 
 template <std::size_t Count>
 bool isOneOf(std::uint32_t type, const std::uint32_t (&types)[Count]) {
@@ -32,7 +37,8 @@ bool isOneOf(std::uint32_t type, const std::uint32_t (&types)[Count]) {
 std::size_t sizeOfCheckedPart(std::uint32_t type) {
   if (type == boxType("trun")) return 8;
   if (type == boxType("stsz")) return 12;
-  return type == boxType("tkhd") ? 24 : 0;
+  if (type == boxType("tkhd")) return 24;
+  return type == boxType("meta") ? 8 : 0;
 }
 
 }  // namespace
@@ -60,6 +66,10 @@ void MovieCheck::_seek(std::uint64_t position) {
   _wanted = kShortHeader;
   _ends.clear();
   _hasSought = true;
+  const auto next = _data.upper_bound(position);
+  if (next == _data.begin() || std::prev(next)->second <= position) return;
+  _skipTo = std::prev(next)->second;
+  _hasSought = false;
 }
 
 void MovieCheck::_takeHead() {
@@ -79,7 +89,10 @@ void MovieCheck::_takeHead() {
   }
   if (size == 1) size = reader.number(8);
   _checkContent(type, reader);
-  _beginBox(type, size, headerSize);
+  // In QuickTime "meta" has no version and begins with a box.
+  reader.take(4);
+  const bool hasVersion = type == boxType("meta") && reader.number32() != boxType("hdlr");
+  _beginBox(type, size, headerSize + (hasVersion ? 4 : 0));
 }
 
 void MovieCheck::_checkContent(std::uint32_t type, BoxReader content) {
@@ -96,19 +109,23 @@ void MovieCheck::_checkContent(std::uint32_t type, BoxReader content) {
     _isNewestUnnumbered = content.number32() > std::uint32_t{INT32_MAX};
   } else if (type == boxType("moof")) {
     _isOccupying = _isOccupying || _isNewestUnnumbered || _unnumbered > 0;
+  } else if (type == boxType("cmov")) {
+    _isOccupying = true;  // compressed boxes are not checked
   }
 }
 
-void MovieCheck::_beginBox(std::uint32_t type, std::uint64_t size, std::size_t headerSize) {
+void MovieCheck::_beginBox(std::uint32_t type, std::uint64_t size, std::size_t contentOffset) {
   const std::uint64_t start = _position - _head.size();
   const std::uint64_t limit = _ends.empty() ? kEndless : _ends.back();
   const bool isEndless = size == 0 || size > limit - start;
-  const std::uint64_t end = isEndless ? limit : start + std::max<std::uint64_t>(size, headerSize);
+  const std::uint64_t end =
+      isEndless ? limit : std::min(limit, start + std::max<std::uint64_t>(size, contentOffset));
+  if (type == boxType("mdat") && _data.size() < kMostDataBoxes) _data[start] = end;
   _hasSought = false;
   _wanted = kShortHeader;
   const bool isContainer = isOneOf(type, kContainers) && _ends.size() < kDeepest;
   if (isContainer) _ends.push_back(end);
-  _skipTo = isContainer ? start + headerSize : end;
+  _skipTo = isContainer ? std::min(start + contentOffset, end) : end;
   _endBoxes();
   // If the box is shorter than its checked part, the next one has begun.
   const auto taken = std::min<std::uint64_t>(_skipTo - start, _head.size());

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <span>
 #include <vector>
 
@@ -11,15 +12,14 @@ namespace media {
 
 /// Rejects MP4 files with which libavformat would be occupied for long, whatever their size:
 ///
-/// - The boxes "trun" and "stsz" announce more samples than the file has bytes. libavformat makes
-/// an
-///   index of them before it reads one.
-/// - There are fragments, and a track without a number. libavformat 59 to 61 counts from
-/// -1094995529
-///   to 0 for each "trun" then.
+/// - Files of which the boxes "trun" and "stsz" announce more samples than there are bytes.
+///   libavformat makes an index of the samples before it reads one.
+/// - Files with fragments, and a track without a number. libavformat 59 then counts from
+///   -1094995529 to 0 for each "trun".
+/// - Files with compressed boxes, because those are not checked.
 ///
-/// Follows the boxes in the bytes that libavformat is about to get. After a seek into the data of a
-/// box it waits for the next seek.
+/// Follows the boxes in the bytes that libavformat is about to get. After a seek to a place that is
+/// neither the start of a box nor in a known "mdat", it waits for the next seek.
 class MovieCheck {
  public:
   /// Takes bytes before libavformat gets them. `fileSize` is the size as far as it is known.
@@ -30,7 +30,7 @@ class MovieCheck {
   void _seek(std::uint64_t position);
   void _takeHead();
   void _checkContent(std::uint32_t type, BoxReader content);
-  void _beginBox(std::uint32_t type, std::uint64_t size, std::size_t headerSize);
+  void _beginBox(std::uint32_t type, std::uint64_t size, std::size_t contentOffset);
   void _endBoxes();
 
   std::uint64_t _position = 0;
@@ -38,7 +38,8 @@ class MovieCheck {
   std::size_t _wanted = 8;           // bytes of the head
   std::vector<std::uint8_t> _head;   // the header of the current box, and its count of samples
   std::vector<std::uint64_t> _ends;  // of the boxes around the current one
-  bool _hasSought = true;            // the next box has to be one of the top level
+  std::map<std::uint64_t, std::uint64_t> _data;  // start and end of "mdat" boxes
+  bool _hasSought = true;                        // the next box has to be one of the top level
   std::uint64_t _samples = 0;
   int _unnumbered = 0;  // tracks without a number, except for the newest one
   bool _isNewestUnnumbered = false;

@@ -68,6 +68,14 @@ const CheckedMovie kCheckedMovies[] = {
      movieBox("moov", movieTrack("") + movieTrack(trackHeader(1) + trackHeader(2))) +
          movieFragment(sampleRun(1)),
      false},
+    {"number_of_a_box_that_is_too_short",
+     movieBox("moov", movieTrack(movieBox("meta", ""))) + movieFragment(sampleRun(1)), false},
+    {"samples_in_metadata",
+     kMovie + movieBox("meta", bigEndian(0) + sampleRun(0xffffffff)) + movieBox("mdat", "1"),
+     false},
+    {"samples_in_metadata_of_quicktime",
+     kMovie + movieBox("meta", movieBox("hdlr", "") + sampleRun(0xffffffff)), false},
+    {"compressed_boxes", movieBox("moov", movieBox("cmov", "1234")), false},
     {"no_track_number_and_no_fragments", movieBox("moov", movieTrack("")) + movieBox("mdat", "1"),
      true},
 };
@@ -95,6 +103,15 @@ TEST(MovieCheck, ContinuesWithABoxAfterASeek) {
   MovieCheck check;
   EXPECT_TRUE(check.accepts(4000, bytes.subspan(4), 5000)) << "in the data of a box";
   EXPECT_FALSE(check.accepts(1000, bytes, 5000));
+}
+
+TEST(MovieCheck, FindsTheBoxBehindDataAfterASeekIntoThem) {
+  const std::string start = kMovie + movieBox("mdat", "0123456789");
+  const std::string all = start + movieFragment(sampleRun(0xffffffff));
+  const std::span bytes(reinterpret_cast<const std::uint8_t*>(all.data()), all.size());
+  MovieCheck check;
+  EXPECT_TRUE(check.accepts(0, bytes.first(start.size() - 10), all.size()));
+  EXPECT_FALSE(check.accepts(start.size() - 4, bytes.subspan(start.size() - 4), all.size()));
 }
 
 }  // namespace
