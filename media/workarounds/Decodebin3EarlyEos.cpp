@@ -26,10 +26,20 @@ struct GateInput {
 
   const void* const identity;
   GWeakRef pad;
-  bool begun = false;    // the first buffer has arrived
-  bool passed = false;   // the first buffer has gone through, or there is none
+  bool begun = false;   // the first buffer has arrived
+  bool passed = false;  // the first buffer has gone through, or there is none
+  unsigned flushes = 0;
   GstRef<GstEvent> end;  // EOS that is held
 };
+
+/// Data of a held event: the number of flushes before it.
+GQuark flushesOfEvent() { return g_quark_from_static_string("vorlane-flushes"); }
+
+bool isStale(GstEvent* event, const GateInput& input) {
+  const auto flushes =
+      GPOINTER_TO_UINT(gst_mini_object_get_qdata(GST_MINI_OBJECT_CAST(event), flushesOfEvent()));
+  return flushes != 0 && flushes != input.flushes + 1;
+}
 
 /// An EOS event that is not held any longer.
 struct ReleasedEnd {
@@ -65,15 +75,22 @@ class EosGate {
     GstPadProbeReturn result = GST_PAD_PROBE_OK;
     {
       const std::lock_guard lock(_mutex);
-      if (type == GST_EVENT_FLUSH_STOP || type == GST_EVENT_STREAM_START) input.end.reset();
+      if (type == GST_EVENT_FLUSH_STOP || type == GST_EVENT_STREAM_START) {
+        input.end.reset();
+        ++input.flushes;
+      }
       if ((info.type & GST_PAD_PROBE_TYPE_EVENT_FLUSH) != 0) return GST_PAD_PROBE_OK;
       const bool isEnd = type == GST_EVENT_EOS;
+      // It was released, and the stream has begun again meanwhile.
+      if (isEnd && isStale(event, input)) return GST_PAD_PROBE_DROP;
       input.passed = input.passed || input.begun || isEnd || isPulled;
       input.begun = input.begun || isBuffer;
       released = _takeReleased();
       const bool open = _othersHavePassed(input);
       if (isEnd && !open) {
         input.end.reset(gst_event_ref(event));
+        gst_mini_object_set_qdata(GST_MINI_OBJECT_CAST(event), flushesOfEvent(),
+                                  GUINT_TO_POINTER(input.flushes + 1), nullptr);
         result = GST_PAD_PROBE_DROP;
       } else if (open && input.passed) {
         result = GST_PAD_PROBE_REMOVE;
