@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "media/support/GstTime.h"
+
 namespace media {
 namespace {
 
@@ -19,6 +21,8 @@ constexpr double kUnknownBitrate = 4e6;
 
 /// Playback without new data for this time is checked. Pictures may be further apart.
 constexpr auto kDataCheckInterval = std::chrono::seconds(15);
+/// The check is repeated, because the process may have been stopped meanwhile.
+constexpr auto kDataRecheckInterval = std::chrono::seconds(1);
 
 }  // namespace
 
@@ -48,19 +52,34 @@ void Buffering::stop() {
 }
 
 void Buffering::watchData(bool expectsData) {
-  if (!expectsData) return _dataCheckAt.reset();
-  if (_dataCheckAt) return;
-  _dataCheckAt = _load.clock.now() + kDataCheckInterval;
+  if (!expectsData) {
+    _isDataLost = false;
+    _dataCheckAt.reset();
+  }
+  if (!expectsData || _dataCheckAt) return;
+  _dataCheckAt = _load.clock.now() + (_isDataLost ? kDataRecheckInterval : kDataCheckInterval);
   _itemsBeforeCheck = _itemCount();
 }
 
 bool Buffering::checkForLostData() {
   _dataCheckAt.reset();
+  const bool wasLost = _isDataLost;
+  _isDataLost = _hasNoData();
+  return wasLost && _isDataLost;
+}
+
+bool Buffering::_hasNoData() const {
   const auto& item = _load.setup.item;
   // Transfers have time-outs of their own.
   if (_itemCount() != _itemsBeforeCheck || _state.waits || (item && item->isBusy())) return false;
-  if (!_state.timeRuns) return true;
-  const double position = _player.position();
+  GstState current = GST_STATE_NULL;
+  GstState pending = GST_STATE_VOID_PENDING;
+  gst_element_get_state(_player.element(), &current, &pending, 0);
+  if (current != GST_STATE_PLAYING || pending != GST_STATE_VOID_PENDING) return true;
+  // Not that of the player, which is held until the first picture is due.
+  gint64 reached = 0;
+  if (!gst_element_query_position(_player.element(), GST_FORMAT_TIME, &reached)) return true;
+  const double position = secondsOf(reached);
   const auto hasData = [this, position](const SinkProgress& sink, GstStreamType type) {
     return _catalog.plays(type) && sink.end() > position;
   };

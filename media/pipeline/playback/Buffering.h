@@ -51,6 +51,7 @@ class Buffering {
  private:
   void _scheduleUnderrunCheck();
   bool _hasUnderrun(const SinkProgress& sink, GstStreamType type, double position) const;
+  bool _hasNoData() const;
   std::uint64_t _itemCount() const {
     return _videoProgress.itemCount() + _soundProgress.itemCount();
   }
@@ -70,6 +71,7 @@ class Buffering {
       _underrunCheckAt;                            // when to check for an underrun of the sinks
   std::optional<platform::TimePoint> _refilledAt;  // when the queues count as filled
   std::optional<platform::TimePoint> _dataCheckAt;
+  bool _isDataLost = false;             // as the last check has found
   std::uint64_t _itemsBeforeCheck = 0;  // items of the sinks when the check was scheduled
 };
 
