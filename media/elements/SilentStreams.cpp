@@ -41,6 +41,7 @@ class SilenceWatch {
     int packets = 0;
     GstClockTime first = GST_CLOCK_TIME_NONE;
     bool hasOutput = false;
+    bool hasGap = false;  // the sink does not wait for a stream without packets any longer
     bool isOver = false;  // it has output, or was reported
   };
 
@@ -85,9 +86,14 @@ class SilenceWatch {
     if (queue) g_object_set(queue.get(), "use-interleave", TRUE, "max-size-time", time, nullptr);
   }
 
+  void noteGap(Element& element) {
+    const std::lock_guard lock(_mutex);
+    element.hasGap = true;
+  }
+
   void noteEnd(GstElement* source, Element& element) {
     std::unique_lock lock(_mutex);
-    if (!_isWaiting(element)) return;
+    if (!_isMissing(element)) return;
     element.isOver = true;
     const bool isEmpty = element.packets == 0;
     lock.unlock();
@@ -136,10 +142,9 @@ class SilenceWatch {
   void setQueue(GstElement* queue) { g_weak_ref_set(&_queue, queue); }
 
  private:
-  // Call these two with the mutex locked:
-  /// A stream may also begin late, or have no packets. Then it only counts if the sink waits for
-  /// it: no other stream of its type has output.
-  bool _isWaiting(const Element& element) const {
+  // Call these three with the mutex locked:
+  /// A stream without packets is only missing if no other stream of its type has output.
+  bool _isMissing(const Element& element) const {
     if (element.isOver) return false;
     if (element.packets > 0) return true;
     return element.isParser &&
@@ -147,6 +152,9 @@ class SilenceWatch {
              const ElementRef other = each.lock();
              return other && other->type == element.type && other->hasOutput;
            });
+  }
+  bool _isWaiting(const Element& element) const {
+    return _isMissing(element) && (element.packets > 0 || !element.hasGap);
   }
   bool _hasWaiting() const {
     return std::any_of(_elements.begin(), _elements.end(), [this](const auto& each) {
@@ -165,7 +173,8 @@ class SilenceWatch {
   GstRef<GstElement> _queueElement() {
     return GstRef<GstElement>(static_cast<GstElement*>(g_weak_ref_get(&_queue)));
   }
-  /// Lets more packets into the queue, or reports the element if the queue is full.
+  /// Lets more packets into the queue, or reports the element if the queue is full. A stream
+  /// without packets may begin later.
   void _helpStarved(GstElement* queue, Element& element) {
     guint64 time = 0;
     g_object_get(queue, "max-size-time", &time, nullptr);
@@ -177,8 +186,9 @@ class SilenceWatch {
       g_object_set(queue, "use-interleave", FALSE, "max-size-time", guint64{0}, nullptr);
       return;
     }
+    const bool hasPackets = element.packets > 0;
     lock.unlock();
-    if (!_isFullOfBytes(queue)) return;
+    if (!hasPackets || !_isFullOfBytes(queue)) return;
     lock.lock();
     if (std::exchange(element.isOver, true)) return;
     lock.unlock();
@@ -262,8 +272,9 @@ GstPadProbeReturn noteOutput(GstPad* pad, GstPadProbeInfo* info, gpointer data) 
     return GST_PAD_PROBE_REMOVE;
   }
   const GstRef<GstElement> owner(gst_pad_get_parent_element(pad));
-  if (owner && GST_EVENT_TYPE(GST_PAD_PROBE_INFO_EVENT(info)) == GST_EVENT_EOS)
-    watched.watch->noteEnd(owner.get(), *watched.element);
+  const GstEventType type = GST_EVENT_TYPE(GST_PAD_PROBE_INFO_EVENT(info));
+  if (type == GST_EVENT_GAP) watched.watch->noteGap(*watched.element);
+  if (owner && type == GST_EVENT_EOS) watched.watch->noteEnd(owner.get(), *watched.element);
   return GST_PAD_PROBE_OK;
 }
 

@@ -106,6 +106,24 @@ Fields fieldsOf(const AVFrame& frame) {
 #endif
 }
 
+GstVideoColorimetry usualColors(GstVideoFormat format, const AVFrame& frame) {
+  GstVideoInfo info;
+  gst_video_info_set_format(&info, format, static_cast<guint>(frame.width),
+                            static_cast<guint>(frame.height));
+  return info.colorimetry;
+}
+
+void completeColors(GstVideoColorimetry& colors, const GstVideoColorimetry& usual) {
+  if (colors.matrix == GST_VIDEO_COLOR_MATRIX_UNKNOWN &&
+      colors.transfer == GST_VIDEO_TRANSFER_UNKNOWN &&
+      colors.primaries == GST_VIDEO_COLOR_PRIMARIES_UNKNOWN) {
+    colors.transfer = usual.transfer;
+    colors.primaries = usual.primaries;
+  }
+  if (colors.matrix == GST_VIDEO_COLOR_MATRIX_UNKNOWN) colors.matrix = usual.matrix;
+  if (colors.range == GST_VIDEO_COLOR_RANGE_UNKNOWN) colors.range = usual.range;
+}
+
 bool negotiateVideo(GstVideoDecoder* decoder, const AVFrame& frame) {
   VideoDecoderState& state = videoState(decoder);
   const GstVideoFormat format = videoFormatOf(frame.format);
@@ -120,14 +138,9 @@ bool negotiateVideo(GstVideoDecoder* decoder, const AVFrame& frame) {
       gst_video_decoder_set_output_state(decoder, format, static_cast<guint>(frame.width),
                                          static_cast<guint>(frame.height), state.input);
   if (!output) return false;
-  if (output->info.colorimetry.matrix == GST_VIDEO_COLOR_MATRIX_UNKNOWN) {
-    GstVideoInfo usual;
-    gst_video_info_set_format(&usual, format, static_cast<guint>(frame.width),
-                              static_cast<guint>(frame.height));
-    output->info.colorimetry = usual.colorimetry;
-  }
-  if (frame.color_range == AVCOL_RANGE_JPEG)
-    output->info.colorimetry.range = GST_VIDEO_COLOR_RANGE_0_255;
+  GstVideoColorimetry& colors = output->info.colorimetry;
+  completeColors(colors, usualColors(format, frame));
+  if (frame.color_range == AVCOL_RANGE_JPEG) colors.range = GST_VIDEO_COLOR_RANGE_0_255;
   // The flags of each picture have its fields.
   if (state.isInterlaced) output->info.interlace_mode = GST_VIDEO_INTERLACE_MODE_MIXED;
   state.hasFormat = gst_video_decoder_negotiate(decoder);
@@ -202,7 +215,9 @@ GstFlowReturn decodeVideo(GstVideoDecoder* decoder, GstVideoCodecFrame* packet) 
     return GST_FLOW_NOT_NEGOTIATED;
   }
   const guint32 number = packet->system_frame_number;
-  // The time is up for the picture if the sink reported that it is late.
+  // The time is up for the picture if the sink reported that it is late. The packet of a picture
+  // that is left out is released by releaseOldPackets(): with several threads libavcodec does not
+  // report at once which one that is.
   state.codec->setSkipping(gst_video_decoder_get_max_decode_time(decoder, packet) < 0);
   const bool isGood = state.codec->send({map.data, map.size}, number);
   gst_buffer_unmap(packet->input_buffer, &map);
@@ -228,7 +243,7 @@ gboolean setVideoFormat(GstVideoDecoder* decoder, GstVideoCodecState* input) {
   VideoDecoderState& state = videoState(decoder);
   if (state.input) gst_video_codec_state_unref(state.input);
   state.input = gst_video_codec_state_ref(input);
-  state.hasFormat = false;
+  state.hasFormat = state.isInterlaced = false;
   state.codec = LibavCodec::open(*input->caps);
   return state.codec != nullptr;
 }

@@ -80,7 +80,9 @@ std::vector<DecodedPicture> decode(const std::string& path, const std::string& d
     gst_pad_add_probe(parsed.get(), GST_PAD_PROBE_TYPE_BUFFER, dropFirstGroup, &keyFrames, nullptr);
   gst_element_set_state(pipeline.get(), GST_STATE_PLAYING);
   std::vector<DecodedPicture> pictures;
-  while (const GstRef<GstSample> sample{gst_app_sink_pull_sample(GST_APP_SINK(sink.get()))})
+  constexpr GstClockTime kPatience = 30 * GST_SECOND;
+  while (const GstRef<GstSample> sample{
+      gst_app_sink_try_pull_sample(GST_APP_SINK(sink.get()), kPatience)})
     pictures.push_back(pictureOf(sample.get()));
   gst_element_set_state(pipeline.get(), GST_STATE_NULL);
   return pictures;

@@ -310,6 +310,7 @@ TEST_F(ResourceSourceTest, EndsWithAnErrorOrWhenItIsStopped) {
 }
 
 TEST(ResourceExtension, IsThatOfTheFirstBytes) {
+  media::warmUpMedia();
   struct Case {
     const char* name;
     const char* options;
