@@ -191,6 +191,11 @@ std::string DisplayServer::_environment() const {
   return "cd '" + _folder.string() + "' && env XDG_RUNTIME_DIR='" + _folder.string() + "' ";
 }
 
+std::string DisplayServer::log() const {
+  std::ifstream file(_folder / "log");
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
 std::optional<Screenshot> DisplayServer::screenshot() const {
   return parsePixmap(outputOf(_environment() + _screenshotCommand() + " 2>>log"));
 }

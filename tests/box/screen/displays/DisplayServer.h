@@ -10,6 +10,13 @@
 
 namespace box::test {
 
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+/// OpenGL in software makes so many allocations that a sanitizer takes minutes for them.
+inline constexpr bool kSkipsOpenGL = true;
+#else
+inline constexpr bool kSkipsOpenGL = false;
+#endif
+
 /// Pixels in rows, three bytes (red, green, blue) each.
 struct Screenshot {
   int width = 0;
@@ -39,6 +46,8 @@ class DisplayServer {
   void kill();
   /// Nothing if no screenshot can be taken.
   std::optional<Screenshot> screenshot() const;
+  /// The messages of the server and of the programs that take screenshots.
+  std::string log() const;
   /// Runs a command of the compositor (swaymsg).
   bool command(const std::string& arguments) const;
   /// Adds a keyboard to a compositor until it ends.

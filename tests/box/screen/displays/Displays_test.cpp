@@ -127,7 +127,7 @@ class DisplaysTest : public testing::Test {
         distance = difference(*drawn, *shown);
       if (distance <= 1) return testing::AssertionSuccess();
     }
-    return testing::AssertionFailure() << "differs by " << distance;
+    return testing::AssertionFailure() << "differs by " << distance << "; " << server->log();
   }
 
   platform::SystemClock clock;
@@ -137,7 +137,13 @@ class DisplaysTest : public testing::Test {
   std::unique_ptr<Screen> screen;
 };
 
-class Displays : public DisplaysTest, public testing::WithParamInterface<DisplayCase> {};
+class Displays : public DisplaysTest, public testing::WithParamInterface<DisplayCase> {
+ protected:
+  void SetUp() override {
+    if (kSkipsOpenGL && GetParam().renderer && GetParam().kind != Kind::WestonGL)
+      GTEST_SKIP() << "OpenGL in software is too slow with a sanitizer";
+  }
+};
 
 constexpr platform::Color kRed{1, 0, 0, 1};
 constexpr platform::Color kBlue{0, 0.5F, 1, 1};
