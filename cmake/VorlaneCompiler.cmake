@@ -14,8 +14,8 @@ add_library(vorlane_options INTERFACE)
 target_compile_options(vorlane_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor
   $<$<BOOL:${VORLANE_WERROR}>:-Werror>)
-if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
-  # GCC 12 warns about std::string's operator+ in optimised builds (GCC bug 105651).
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 15)
+  # GCC 12 to 14 warn about std::string's operator+ in optimised builds (GCC bug 105651).
   target_compile_options(vorlane_options INTERFACE
     $<$<CONFIG:Release,RelWithDebInfo>:-Wno-array-bounds -Wno-restrict -Wno-stringop-overflow>)
 endif()

@@ -86,8 +86,8 @@ GstRef<GstCaps> libavCapsOf(const AVStream& stream) {
     return caps;
   const bool isVideo = parameters.codec_type == AVMEDIA_TYPE_VIDEO;
   if (!avcodec_find_decoder(parameters.codec_id)) {
-    const std::string type = std::string(isVideo ? "video" : "audio") + "/x-vorlane-unknown";
-    return GstRef<GstCaps>(gst_caps_new_simple(type.c_str(), "codec", G_TYPE_STRING,
+    const char* const type = isVideo ? "video/x-vorlane-unknown" : "audio/x-vorlane-unknown";
+    return GstRef<GstCaps>(gst_caps_new_simple(type, "codec", G_TYPE_STRING,
                                                avcodec_get_name(parameters.codec_id), nullptr));
   }
   caps = isVideo ? videoCaps(stream) : audioCaps(parameters);
