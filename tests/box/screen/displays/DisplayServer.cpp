@@ -94,6 +94,8 @@ DisplayServer::DisplayServer(Kind kind) : _kind(kind) {
   }
   std::ofstream(_folder / "sway.config") << "output * resolution 1280x720 bg #000000 solid_color\n"
                                             "default_border none\nxwayland disable\n";
+  // Without a seat, the panel stays above windows on the whole output.
+  std::ofstream(_folder / "weston.ini") << "[shell]\npanel-position=none\n";
   if (getuid() == 0 && chown(_folder.c_str(), kSomebody, kSomebody) != 0)
     throw std::runtime_error("no owner");
   for (const char* name : {"SDL_VIDEODRIVER", "SDL_RENDER_DRIVER", "DISPLAY"}) unsetenv(name);
@@ -118,7 +120,7 @@ std::vector<std::string> DisplayServer::_programAndArguments() const {
   return {"weston",
           isOld ? "--backend=headless-backend.so" : "--backend=headless",
           isOld ? "--use-" + renderer : "--renderer=" + renderer,
-          "--no-config",
+          "--config=" + (_folder / "weston.ini").string(),
           "--socket=wayland-1",
           "--width=1280",
           "--height=720",
