@@ -204,7 +204,8 @@ std::optional<Screenshot> DisplayServer::screenshot() const {
 
 std::string DisplayServer::_screenshotCommand() const {
   constexpr const char* kPixmap = " -frames:v 1 -f image2pipe -c:v ppm -pix_fmt rgb24 -";
-  if (_kind == Kind::Sway) return "grim -t ppm -";
+  // sway 1.10 does not answer while an output that was enabled again has no frame.
+  if (_kind == Kind::Sway) return "timeout 3 grim -t ppm -";
   if (_kind == Kind::X11) {
     return "ffmpeg -v error -f x11grab -draw_mouse 0 -video_size 1280x720 -i " + _name +
            std::string(kPixmap);
