@@ -90,7 +90,9 @@ std::unique_ptr<RenderSurface> VideoSystem::openWindow(const ScreenOptions& opti
                 reason);
   _withoutOpenGL = true;
   stop();
-  return _start(reason) ? _openWayland(options, reason) : nullptr;
+  // The compositor may have ended meanwhile, so this may start another display.
+  if (!_start(reason)) return nullptr;
+  return _display == Display::Wayland ? _openWayland(options, reason) : _openSdl(options, reason);
 }
 
 std::unique_ptr<RenderSurface> VideoSystem::_openWayland(const ScreenOptions& options,
